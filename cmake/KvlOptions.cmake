@@ -1,0 +1,48 @@
+# Options and the flags that every target of this project shares.
+option(KVL_WERROR "Treat warnings as errors (for our own presets, not for those who build us)" OFF)
+option(KVL_BUILD_STORE "Build the database module (needs SQLite and xxHash)" ON)
+option(KVL_BUILD_TESTS "Build the tests (needs GoogleTest)" ${PROJECT_IS_TOP_LEVEL})
+option(KVL_BUILD_EXAMPLES "Build the examples (need Eigen)" ${PROJECT_IS_TOP_LEVEL})
+option(KVL_BUILD_BENCH "Build the benchmarks (need Google Benchmark and Boost headers)" OFF)
+set(KVL_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as -fsanitize= takes them")
+set(KVL_PLATFORM "bundled" CACHE STRING "Where the host's support libraries come from: bundled, or external")
+set_property(CACHE KVL_PLATFORM PROPERTY STRINGS bundled external)
+option(KVL_COVERAGE "Instrument for coverage" OFF)
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+endif()
+
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+find_package(Threads REQUIRED)
+
+find_program(KVL_CCACHE ccache)
+if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${KVL_CCACHE}")
+endif()
+
+# Warnings and instrumentation of our own targets; nothing of this reaches a consumer.
+add_library(kvl_flags INTERFACE)
+target_compile_options(kvl_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align)
+if(KVL_WERROR)
+  target_compile_options(kvl_flags INTERFACE -Werror)
+endif()
+if(KVL_SANITIZE)
+  target_compile_options(kvl_flags INTERFACE -fsanitize=${KVL_SANITIZE} -fno-omit-frame-pointer
+    -fno-sanitize-recover=all)
+  target_link_options(kvl_flags INTERFACE -fsanitize=${KVL_SANITIZE})
+endif()
+if(KVL_COVERAGE)
+  target_compile_options(kvl_flags INTERFACE --coverage)
+  target_link_options(kvl_flags INTERFACE --coverage)
+endif()

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "errors/nex_Exception.h"
+
+/// A failed run-time cast (see nex_canDynamicCastRef).
+class KVL_EXPORT nex_BadCastException : public nex_Exception {
+public:
+  explicit nex_BadCastException(atr_String const& message) : m_Value(message) {}
+
+  /// Rebuilds a stored exception; an absent value is empty.
+  explicit nex_BadCastException(cls_ReadVisitor const& visitor);
+
+  atr_String AsString() const override;
+  [[noreturn]] void Propagate() const override;
+  nex_Exception* Copy() const override;
+  unsigned int DynTypeId() const override;
+
+  /// Writes the root part, then "m_Value".
+  void DBWrite(cls_WriteVisitor const& visitor) const override;
+
+  static constexpr unsigned int TypeId() noexcept { return 0x1F0005; }
+
+  [[nodiscard]] atr_String const& Value() const noexcept { return m_Value; }
+  /// The identity of this class's part.
+  [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
+
+private:
+  atr_String m_Value;
+  cls_Uid m_Uid;
+};

@@ -1,0 +1,40 @@
+#include "errors/nex_SystemErrorException.h"
+
+#include "persist/cls_ReadVisitor.h"
+#include "persist/cls_WriteVisitor.h"
+#include "platform/atr/atr_translate.h"
+
+namespace {
+
+// The field names are part of the stored form; members of a value are written with a dot and without number.
+cls_FieldHandle NativeField() { return cls_FieldHandle("m_Value.m_NativeErrorCode"_cow); }
+cls_FieldHandle RuntimeField() { return cls_FieldHandle("m_Value.m_CRTErrorCode"_cow); }
+
+} // namespace
+
+nex_SystemErrorException::nex_SystemErrorException(cls_ReadVisitor const& visitor)
+    : nex_Exception(cls_ReadVisitor(visitor)), m_Value(COW_ERRORCODE_NONE), m_Uid(visitor.GetUid()) {
+  // The identity is taken before the fields here, after them in most other classes. Meant.
+  m_Value.m_NativeErrorCode = visitor.Read(NativeField(), 0U);
+  m_Value.m_CRTErrorCode = visitor.Read(RuntimeField(), 0);
+}
+
+atr_String nex_SystemErrorException::AsString() const {
+  atr_translate text("%s");
+  atr_SubstituteFormat(text, 1, atr_StringBase(m_Value.GetText()));
+  return text.Result();
+}
+
+void nex_SystemErrorException::Propagate() const { throw nex_SystemErrorException(*this); }
+
+nex_Exception* nex_SystemErrorException::Copy() const { return new nex_SystemErrorException(*this); }
+
+unsigned int nex_SystemErrorException::DynTypeId() const { return TypeId(); }
+
+void nex_SystemErrorException::DBWrite(cls_WriteVisitor const& visitor) const {
+  if (!visitor.StartWrite(TypeId(), m_Uid)) return;
+  nex_Exception::DBWrite(cls_WriteVisitor(visitor, nex_Exception::TypeId()));
+  visitor.Write(NativeField(), m_Value.m_NativeErrorCode);
+  // Written unsigned although it is read signed: the 32 bits come back unchanged. Meant.
+  visitor.Write(RuntimeField(), static_cast<unsigned int>(m_Value.m_CRTErrorCode));
+}

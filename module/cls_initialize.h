@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/kvl_Export.h"
+
+/// Starts the persistence module: registers its types and announces its classes. Counted, as nex_initialize,
+/// which calls it. Thread rule: single-threaded start-up.
+KVL_EXPORT void cls_initialize(int& count);
+
+/// Undoes cls_initialize with the call that matches the first one: destroys the calling thread's shared
+/// constants, then its identity catalogue.
+KVL_EXPORT void cls_finalize(int& count);

@@ -1,0 +1,57 @@
+#include "module/nex_initialize.h"
+
+#include "errors/nex_OutOfMemoryMessages.h"
+#include "errors/nex_TypeTable.h"
+#include "metadata/cls_RegistrarHook.h"
+#include "module/cls_initialize.h"
+#include "platform/atr/atr_initialize.h"
+#include "platform/cow/cow_initialize.h"
+#include "platform/mem/mem_UseCount.h"
+#include "platform/mem/mem_initialize.h"
+#include "platform/omni/omni_initialize.h"
+#include "platform/thr/thr_initialize.h"
+#include "platform/typ/typ_initialize.h"
+
+namespace {
+
+mem_UseCount s_Uses;
+
+void DeclareClasses() {
+  cls_RegistrarHook* const hook = cls_RegistrarHook::Installed();
+  if (hook == nullptr) return;
+  for (cls_ClassDeclaration const& declaration : nex_TypeTable::Declarations())
+    hook->Declare(declaration, nex_TypeTable::RegistrarMask);
+}
+
+} // namespace
+
+void nex_initialize(int& count) {
+  if (!s_Uses.Enter(count)) return;
+  mem_initialize(count);
+  typ_initialize(count);
+  thr_initialize(count);
+  omni_initialize(count);
+  atr_initialize(count);
+  cow_initialize(count);
+  cls_initialize(count);
+  if (cls_RegistrarHook* const hook = cls_RegistrarHook::Installed()) hook->InstallChecks(nex_TypeTable::Checks());
+  nex_TypeTable::InsertEntries();
+  DeclareClasses();
+  nex_OutOfMemoryMessages::Build();
+}
+
+void nex_finalize(int& count) {
+  if (!s_Uses.Leave(count)) return;
+  nex_OutOfMemoryMessages::Destroy();
+  cls_finalize(count);
+  cow_finalize(count);
+  atr_finalize(count);
+  omni_finalize(count);
+  thr_finalize(count);
+  typ_finalize(count);
+  mem_finalize(count);
+}
+
+void nex_formalize() {}
+
+bool nex_assertFormalize() { return false; }

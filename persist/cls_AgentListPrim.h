@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/cow/cow_String.h"
+#include "platform/kvl_Export.h"
+
+class cls_PC;
+
+/// What bulk arrays talk to while they are tied to a stored list: an open line to the list that outlives the
+/// object's writing or reading. Counted by its holders; the last one flushes and deletes it.
+/// `T` is bool, cow_String, float, double, unsigned int or int. Counts and indexes are in elements.
+/// The comment before each operation is its virtual slot. Thread rule: one thread.
+template <class T>
+class cls_AgentListPrim {
+public:
+  cls_AgentListPrim() = default;
+  cls_AgentListPrim(cls_AgentListPrim const&) = delete;
+  cls_AgentListPrim& operator=(cls_AgentListPrim const&) = delete;
+
+  /* 0 */ virtual ~cls_AgentListPrim() = default;
+
+  /// The number of elements in the stored list.
+  /* 1 */ virtual int Count() = 0;
+
+  /// The number of elements that was expected when the list was made.
+  /* 2 */ virtual int SizeHint() = 0;
+
+  /// Whether the stored list changed, by another session, since this agent was opened or last asked.
+  /* 3 */ virtual bool Changed() = 0;
+
+  /// Called once after the runs of a flush are written.
+  /* 4 */ virtual void EndFlush() = 0;
+
+  /// Writes `count` elements at `firstIndex` on, over the stored ones and beyond the end.
+  /* 5 */ virtual void WriteRun(int firstIndex, int count, T const* values) = 0;
+
+  /// Reads up to `count` elements from `firstIndex` on and returns how many there were.
+  /* 6 */ virtual int ReadRun(int firstIndex, int count, T* destination) = 0;
+
+  /* 7 */ virtual void AddReference() = 0;
+  /* 8 */ virtual void DropReference() = 0;
+
+  /// Whether a holder still refers to the agent.
+  /* 9 */ virtual bool StillReferenced() = 0;
+
+  /// Whether writing is refused.
+  /* 10 */ virtual bool ReadOnly() = 0;
+
+  /// Makes a container known that holds this agent, so that the store can flush and detach it.
+  /* 11 */ virtual void RegisterHolder(cls_PC* holder) = 0;
+};
+
+extern template class KVL_EXPORT cls_AgentListPrim<bool>;
+extern template class KVL_EXPORT cls_AgentListPrim<cow_String>;
+extern template class KVL_EXPORT cls_AgentListPrim<float>;
+extern template class KVL_EXPORT cls_AgentListPrim<double>;
+extern template class KVL_EXPORT cls_AgentListPrim<unsigned int>;
+extern template class KVL_EXPORT cls_AgentListPrim<int>;

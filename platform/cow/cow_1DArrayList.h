@@ -1,0 +1,70 @@
+#pragma once
+
+#include <algorithm>
+
+#include "platform/cow/cow_1DArray.h"
+
+/// Array that is used from its start up to a count and grows by appending.
+///
+/// The storage may be longer than the used part; elements past it are meaningless. Copies share the storage.
+/// Counts are in elements. Thread rule: as cow_1DArray.
+template <class T>
+class cow_1DArrayList {
+public:
+  cow_1DArrayList() noexcept = default;
+
+  /// Nothing used, storage for `length` elements.
+  explicit cow_1DArrayList(int length) : m_Storage(length) {}
+
+  /// How many elements are used.
+  [[nodiscard]] int Count() const noexcept { return m_Used; }
+
+  [[nodiscard]] cow_1DArray<T> const& Storage() const noexcept { return m_Storage; }
+
+  /// The used element at `index`, in 0 .. Count()-1.
+  [[nodiscard]] T const& ConstGet(int index) const noexcept {
+    assert(index < m_Used);
+    return m_Storage.PartialArrayConstGet(index);
+  }
+
+  /// The same for writing; copies the storage first when it is shared.
+  [[nodiscard]] T& Get(int index) {
+    assert(index < m_Used);
+    return m_Storage.Get(index);
+  }
+
+  /// The used elements as one run of Count() elements, null when the storage is empty.
+  [[nodiscard]] T const* ConstData() const noexcept { return m_Storage.ConstData(); }
+
+  /// Adds an element after the used ones, doubling the storage when it is full.
+  /// Throws std::bad_alloc and leaves the list as it was.
+  void Append(T const& element) {
+    T value(element); // `element` may lie in the storage that growing replaces
+    if (m_Used == m_Storage.Length()) m_Storage.Grow(GrownLength());
+    m_Storage.Get(m_Used) = std::move(value);
+    ++m_Used;
+  }
+
+  /// Makes room for `length` elements in all; the used count stays.
+  void GrowStorage(int length) { m_Storage.Grow(length); }
+
+  /// Uses at most the first `count` elements.
+  void Truncate(int count) noexcept { m_Used = std::min(m_Used, count); }
+
+  /// Empties the list and drops its share of the storage.
+  void Clear() noexcept {
+    m_Used = 0;
+    m_Storage.Clear();
+  }
+
+private:
+  [[nodiscard]] int GrownLength() const {
+    constexpr int First = 8;
+    constexpr int Max = std::numeric_limits<int>::max();
+    if (m_Used == Max) throw std::length_error("cow_1DArrayList: too many elements");
+    return m_Used > Max / 2 ? Max : std::max(First, 2 * m_Used);
+  }
+
+  int m_Used = 0;
+  cow_1DArray<T> m_Storage;
+};

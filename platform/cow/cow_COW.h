@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/cow/cow_CountedHld.h"
+
+/// Copy policy of plain values: the copy constructor.
+template <class T>
+struct cow_Direct {
+  static T* Copy(T const& object) { return new T(object); }
+};
+
+/// Copy policy of class hierarchies: the virtual clone `Copy()`, so the most-derived class survives.
+template <class T>
+struct cow_Virtual {
+  static T* Copy(T const& object) { return object.Copy(); }
+};
+
+/// Copy-on-write holder: copies share one object until one of them asks to change it.
+/// Thread rule: as cow_CountedHld.
+template <class T, class Policy>
+class cow_COW {
+public:
+  /// Holds nothing.
+  cow_COW() = default;
+
+  /// Takes ownership of `object`, which may be null.
+  explicit cow_COW(T* object) : m_Holder(object) {}
+
+  [[nodiscard]] bool IsNull() const noexcept { return m_Holder.Ptr() == nullptr; }
+  [[nodiscard]] int UseCount() const noexcept { return m_Holder.UseCount(); }
+
+  /// The held object for reading, null when there is none.
+  [[nodiscard]] T const* ConstPtr() const noexcept { return m_Holder.Ptr(); }
+
+  /// The held object for reading; there must be one.
+  [[nodiscard]] T const& ConstGet() const noexcept { return *m_Holder.Ptr(); }
+
+  /// The held object for writing, cloned first when it is shared; there must be one.
+  /// When the clone throws, the holder keeps its share.
+  [[nodiscard]] T& Get() {
+    if (m_Holder.UseCount() != 1) m_Holder = cow_CountedHld<T>(Policy::Copy(*m_Holder.Ptr()));
+    return *m_Holder.Ptr();
+  }
+
+private:
+  cow_CountedHld<T> m_Holder;
+};

@@ -1,0 +1,12 @@
+#pragma once
+
+/// One process-wide instance of `T`, made race-free at the first call and never destroyed.
+/// The library that owns `T` instantiates this explicitly, so that the process has one.
+template <class T>
+class thr_GlobalSingleton {
+public:
+  static T& Instance() {
+    static T& instance = *new T;
+    return instance;
+  }
+};

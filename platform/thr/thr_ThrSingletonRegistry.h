@@ -1,0 +1,55 @@
+#pragma once
+
+#include <mutex>
+#include <vector>
+
+#include "platform/kvl_Export.h"
+#include "platform/thr/thr_GlobalSingleton.h"
+
+/// Knows the finalisers of all per-thread singletons and runs them when a thread ends.
+///
+/// Reached through thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance().
+///
+/// When a thread that registered a finaliser ends, in whatever way (return, pthread_exit, cancellation, or the
+/// exit of the process for the thread that calls it), the finalisers run on it from the highest destruct level
+/// to the lowest, so what uses a service goes before the service. At a thread's end they run after the
+/// destructors of that thread's thread_local objects; at process exit they run with the destructors of static
+/// objects, after those of static objects constructed later than the thread's first singleton.
+///
+/// Thread rule: every operation may be called from any thread.
+class KVL_EXPORT thr_ThrSingletonRegistry {
+public:
+  /// Destroys the calling thread's instance of one type; true when there was one.
+  using Finalizer = bool (*)();
+
+  thr_ThrSingletonRegistry() = default;
+  thr_ThrSingletonRegistry(thr_ThrSingletonRegistry const&) = delete;
+  thr_ThrSingletonRegistry& operator=(thr_ThrSingletonRegistry const&) = delete;
+
+  /// Makes sure that `finalizer` runs when the calling thread ends. Registering it again, from this thread or
+  /// another, changes nothing else. A new finaliser starts at level 0.
+  void Register(Finalizer finalizer);
+
+  /// Sets the destruct level of a registered finaliser; an unknown one is ignored.
+  void SetDestructLevel(Finalizer finalizer, int level);
+
+  /// The level of a registered finaliser, -1 when unknown.
+  [[nodiscard]] int DestructLevel(Finalizer finalizer) const;
+
+  /// Runs the finalisers on the calling thread now. An instance that a finaliser brings to life is destroyed
+  /// too. What is made after that is destroyed when the thread ends.
+  void FinalizeThread();
+
+private:
+  struct Entry {
+    Finalizer m_Finalizer;
+    int m_Level;
+  };
+
+  bool RunOnce();
+
+  mutable std::mutex m_Mutex;
+  std::vector<Entry> m_Entries; // from the highest level to the lowest, oldest first within a level
+};
+
+extern template class KVL_EXPORT thr_GlobalSingleton<thr_ThrSingletonRegistry>;

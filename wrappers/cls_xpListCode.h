@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+
+#include "metadata/cls_CollectionType.h"
+#include "persist/cls_MementoRead.h"
+#include "persist/cls_MementoWrite.h"
+#include "persist/cls_ReadListPrim.h"
+#include "persist/cls_ReadVisitor.h"
+#include "persist/cls_WriteListPrim.h"
+#include "persist/cls_WriteVisitor.h"
+
+/// The collection type of a list of `T`.
+template <class T>
+inline constexpr cls_CollectionType cls_xpListCode = COLLECTION_NONE;
+template <>
+inline constexpr cls_CollectionType cls_xpListCode<double> = COLLECTION_LIST_DOUBLE;
+template <>
+inline constexpr cls_CollectionType cls_xpListCode<float> = COLLECTION_LIST_FLOAT;
+template <>
+inline constexpr cls_CollectionType cls_xpListCode<int> = COLLECTION_LIST_INT;
+template <>
+inline constexpr cls_CollectionType cls_xpListCode<cow_String> = COLLECTION_LIST_STRING;
+template <>
+inline constexpr cls_CollectionType cls_xpListCode<unsigned int> = COLLECTION_LIST_UINT;
+
+/// Writes a wrapper's elements as one list: `appendAll` hands each element to the writer.
+template <class T, class AppendAll>
+void cls_xpWriteList(cls_WriteVisitor const& visitor, cls_Uid const& uid, AppendAll appendAll) {
+  // The answer is not looked at: a value wrapper goes on writing, unlike other persisted classes. Meant.
+  visitor.StartWrite(cls_InternalListTypeId, uid);
+  visitor.CheckCollectionType(cls_xpListCode<T>);
+  T const tag{};
+  cls_WriteListPrim<T>* const writer = visitor.Memento()->MakeWriteListPrim(&tag, 1);
+  struct Deleter {
+    cls_WriteListPrim<T>* m_Writer;
+    ~Deleter() {
+      if (m_Writer->NeedsDeletion()) delete m_Writer;
+    }
+  } const deleter{writer};
+  appendAll(*writer);
+}
+
+/// The cursor over a stored wrapper's elements. Always the caller's, whatever NeedsDeletion would say: meant.
+template <class T>
+std::unique_ptr<cls_ReadListPrim<T>> cls_xpReadList(cls_ReadVisitor const& visitor) {
+  T tag{};
+  return std::unique_ptr<cls_ReadListPrim<T>>(visitor.Memento()->MakeReadListPrim(&tag));
+}
