@@ -58,7 +58,21 @@ set(KVL_PERSIST_SOURCES
   wrappers/cls_xpList.cpp)
 
 set(KVL_STORE_SOURCES
-)
+  store/sqlite/sto_SqliteConnection.cpp
+  store/sqlite/sto_SqliteDriver.cpp
+  store/sto_Catalogue.cpp
+  store/sto_Checksum.cpp
+  store/sto_Exception.cpp
+  store/sto_IdentityMap.cpp
+  store/sto_MementoRead.cpp
+  store/sto_MementoReadGaps.cpp
+  store/sto_MementoWrite.cpp
+  store/sto_MementoWriteGaps.cpp
+  store/sto_ObjectWriter.cpp
+  store/sto_Record.cpp
+  store/sto_Session.cpp
+  store/sto_Shared.cpp
+  store/sto_Store.cpp)
 
 # Tests, one program for each layer.
 set(KVL_PLATFORM_TEST_SOURCES

@@ -33,7 +33,7 @@ public:
   /// Whether the receiver of this memento deletes it; true unless the back end keeps it.
   /* 1 */ virtual bool NeedsDeletion() const;
 
-  /// Nonzero when the field has been written, or stands in the object that is being overwritten.
+  /// Nonzero when the field has been written to this object (or part) already.
   /* 2 */ virtual int FieldIsPresent(cls_FieldHandle const& field) const = 0;
 
   /// The memento of an object of class `classId` and identity `uid` that `field` holds; `object` is the

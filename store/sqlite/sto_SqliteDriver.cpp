@@ -1,0 +1,256 @@
+#include "store/sqlite/sto_SqliteDriver.h"
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "store/sqlite/sto_SqliteSchema.h"
+#include "store/sto_Exception.h"
+#include "store/sto_Format.h"
+
+namespace {
+
+constexpr int BusyTimeoutMilliseconds = 5000;
+
+/// How every connection talks to its file, after which the file's contents cannot turn against the program.
+void Configure(sto_SqliteConnection& connection) {
+  sqlite3_busy_timeout(connection.Handle(), BusyTimeoutMilliseconds);
+  sqlite3_db_config(connection.Handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(connection.Handle(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  connection.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA; PRAGMA cell_size_check = ON;"
+                     "PRAGMA mmap_size = 1099511627776; PRAGMA temp_store = MEMORY;");
+}
+
+void CheckFormat(sto_SqliteConnection& connection) {
+  if (connection.QueryInteger("PRAGMA application_id") != sto_SqliteSchema::ApplicationId)
+    sto_Raise(sto_ErrorKind::NotFound, connection.Path() + ": This is not a store.");
+  std::int64_t const version = connection.QueryInteger("PRAGMA user_version");
+  if (version > sto_Format::Version)
+    sto_Raise(sto_ErrorKind::NewerFormat,
+              connection.Path() + ": The store has format version " + std::to_string(version) +
+                  "; this program reads up to version " + std::to_string(sto_Format::Version) + ".");
+}
+
+void MakeTables(sto_SqliteConnection& connection) {
+  connection.Execute(("PRAGMA page_size = " + std::to_string(sto_SqliteSchema::PageBytes)).c_str());
+  connection.Execute("BEGIN EXCLUSIVE");
+  connection.Execute(("PRAGMA application_id = " + std::to_string(sto_SqliteSchema::ApplicationId)).c_str());
+  connection.Execute(("PRAGMA user_version = " + std::to_string(sto_Format::Version)).c_str());
+  connection.Execute(sto_SqliteSchema::Tables);
+  connection.Execute("INSERT INTO meta VALUES('next_object_id', 1)");
+  connection.Execute("COMMIT");
+}
+
+bool IsThere(std::string const& path) {
+  std::error_code error;
+  return std::filesystem::exists(std::filesystem::symlink_status(path, error));
+}
+
+bool IsEmptyFile(std::string const& path) {
+  std::error_code error;
+  return std::filesystem::is_regular_file(path, error) && std::filesystem::file_size(path, error) == 0 &&
+         !error;
+}
+
+} // namespace
+
+std::unique_ptr<sto_Driver> sto_SqliteDriver::Create(std::string const& path) {
+  bool const wasThere = IsThere(path);
+  if (wasThere && !IsEmptyFile(path)) sto_Raise(sto_ErrorKind::Conflict, path + ": The file exists already.");
+  try {
+    auto connection =
+        std::make_unique<sto_SqliteConnection>(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    Configure(*connection);
+    MakeTables(*connection);
+    return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(connection), false));
+  } catch (...) {
+    std::error_code ignored;
+    if (!wasThere && IsEmptyFile(path)) std::filesystem::remove(path, ignored);
+    throw;
+  }
+}
+
+std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool readOnly) {
+  if (!IsThere(path)) sto_Raise(sto_ErrorKind::NotFound, path + ": There is no such file.");
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error))
+    sto_Raise(sto_ErrorKind::NotFound, path + ": This is not a store.");
+  auto connection =
+      std::make_unique<sto_SqliteConnection>(path, readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
+  CheckFormat(*connection);
+  Configure(*connection);
+  bool const cannotWrite = sqlite3_db_readonly(connection->Handle(), "main") != 0;
+  if (cannotWrite && !readOnly) sto_Raise(sto_ErrorKind::ReadOnly, path + ": The file may not be written.");
+  return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(connection), readOnly));
+}
+
+sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connection, bool readOnly)
+    : m_Connection(std::move(connection)), m_IsReadOnly(readOnly),
+      m_ReadObject(*m_Connection, "SELECT class_id, record FROM object WHERE id = ?"),
+      m_HasObject(*m_Connection, "SELECT 1 FROM object WHERE id = ?"),
+      m_WriteObject(*m_Connection, "REPLACE INTO object(id, class_id, record) VALUES(?, ?, ?)"),
+      m_ReadBlock(*m_Connection, "SELECT data FROM block WHERE key = ?"),
+      m_HasBlock(*m_Connection, "SELECT 1 FROM block WHERE key = ?"),
+      m_WriteBlock(*m_Connection, "REPLACE INTO block(key, data) VALUES(?, ?)"),
+      m_DeleteBlocks(*m_Connection, "DELETE FROM block WHERE key BETWEEN ? AND ?"),
+      m_FindRoot(*m_Connection, "SELECT object_id FROM root WHERE name = ?"),
+      m_SetRoot(*m_Connection, "REPLACE INTO root(name, object_id) VALUES(?, ?)"),
+      m_RemoveRoot(*m_Connection, "DELETE FROM root WHERE name = ?"),
+      m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
+      m_GetMeta(*m_Connection, "SELECT value FROM meta WHERE key = ?"),
+      m_SetMeta(*m_Connection, "REPLACE INTO meta(key, value) VALUES(?, ?)"),
+      m_AddClass(*m_Connection,
+                 "INSERT INTO class(class_id, version, name, base_class_id) VALUES(?, ?, ?, ?)"),
+      m_AddName(*m_Connection, "INSERT INTO name(id, text) VALUES(?, ?)") {}
+
+void sto_SqliteDriver::Begin(bool forWriting) {
+  if (forWriting) {
+    m_Connection->Execute("BEGIN IMMEDIATE");
+    return;
+  }
+  m_Connection->Execute("BEGIN");
+  try {
+    NextObjectId(); // a deferred transaction sees a fixed state only from its first read on
+  } catch (...) {
+    Rollback();
+    throw;
+  }
+}
+
+void sto_SqliteDriver::Commit() {
+  m_Connection->Execute("COMMIT");
+}
+
+void sto_SqliteDriver::Rollback() noexcept {
+  if (sqlite3_get_autocommit(m_Connection->Handle()) == 0)
+    sqlite3_exec(m_Connection->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void sto_SqliteDriver::SetMark() {
+  m_Connection->Execute("SAVEPOINT mark");
+}
+void sto_SqliteDriver::ReleaseMark() {
+  m_Connection->Execute("RELEASE mark");
+}
+void sto_SqliteDriver::RollbackToMark() {
+  // After some failures (no room, input or output error) SQLite has rolled the whole transaction back itself.
+  if (sqlite3_get_autocommit(m_Connection->Handle()) != 0) return;
+  m_Connection->Execute("ROLLBACK TO mark; RELEASE mark");
+}
+
+std::int64_t sto_SqliteDriver::ChangeCounter() {
+  sto_SqliteStatement::Use use(m_ChangeCounter);
+  return use.Step() ? use.Integer(0) : 0;
+}
+
+std::int64_t sto_SqliteDriver::NextObjectId() {
+  sto_SqliteStatement::Use use(m_GetMeta);
+  if (!use.Bind(1, std::string_view("next_object_id")).Step() || use.Integer(0) < 1)
+    sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store does not say its next object id.");
+  return use.Integer(0);
+}
+
+void sto_SqliteDriver::SetNextObjectId(std::int64_t id) {
+  sto_SqliteStatement::Use(m_SetMeta).Bind(1, std::string_view("next_object_id")).Bind(2, id).Step();
+}
+
+std::vector<sto_ClassRow> sto_SqliteDriver::Classes() {
+  sto_SqliteStatement statement(*m_Connection, "SELECT class_id, version, name, base_class_id FROM class");
+  sto_SqliteStatement::Use use(statement);
+  std::vector<sto_ClassRow> rows;
+  while (use.Step())
+    rows.push_back({static_cast<unsigned int>(use.Integer(0)), static_cast<int>(use.Integer(1)), use.Text(2),
+                    static_cast<unsigned int>(use.Integer(3))});
+  return rows;
+}
+
+void sto_SqliteDriver::AddClass(sto_ClassRow const& row) {
+  sto_SqliteStatement::Use(m_AddClass)
+      .Bind(1, std::int64_t{row.m_ClassId})
+      .Bind(2, std::int64_t{row.m_Version})
+      .Bind(3, std::string_view(row.m_Name))
+      .Bind(4, std::int64_t{row.m_BaseClassId})
+      .Step();
+}
+
+std::vector<sto_NameRow> sto_SqliteDriver::Names() {
+  sto_SqliteStatement statement(*m_Connection, "SELECT id, text FROM name");
+  sto_SqliteStatement::Use use(statement);
+  std::vector<sto_NameRow> rows;
+  while (use.Step()) rows.push_back({use.Integer(0), use.Text(1)});
+  return rows;
+}
+
+void sto_SqliteDriver::AddName(sto_NameRow const& row) {
+  sto_SqliteStatement::Use(m_AddName).Bind(1, row.m_Id).Bind(2, std::string_view(row.m_Text)).Step();
+}
+
+bool sto_SqliteDriver::ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) {
+  sto_SqliteStatement::Use use(m_ReadObject);
+  if (!use.Bind(1, id).Step()) return false;
+  classId = static_cast<unsigned int>(use.Integer(0));
+  sto_ByteView const bytes = use.Bytes(1);
+  record.assign(bytes.begin(), bytes.end());
+  return true;
+}
+
+bool sto_SqliteDriver::HasObject(std::int64_t id) {
+  return sto_SqliteStatement::Use(m_HasObject).Bind(1, id).Step();
+}
+
+void sto_SqliteDriver::WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) {
+  sto_SqliteStatement::Use(m_WriteObject).Bind(1, id).Bind(2, std::int64_t{classId}).Bind(3, record).Step();
+}
+
+std::int64_t sto_SqliteDriver::ObjectCount() {
+  return m_Connection->QueryInteger("SELECT count(*) FROM object");
+}
+
+bool sto_SqliteDriver::ReadBlock(std::int64_t key, sto_Bytes& data) {
+  sto_SqliteStatement::Use use(m_ReadBlock);
+  if (!use.Bind(1, key).Step()) return false;
+  sto_ByteView const bytes = use.Bytes(0);
+  data.assign(bytes.begin(), bytes.end());
+  return true;
+}
+
+bool sto_SqliteDriver::HasBlock(std::int64_t key) {
+  return sto_SqliteStatement::Use(m_HasBlock).Bind(1, key).Step();
+}
+
+void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
+  sto_SqliteStatement::Use(m_WriteBlock).Bind(1, key).Bind(2, data).Step();
+}
+
+void sto_SqliteDriver::DeleteBlocks(std::int64_t first, std::int64_t last) {
+  sto_SqliteStatement::Use(m_DeleteBlocks).Bind(1, first).Bind(2, last).Step();
+}
+
+std::optional<std::int64_t> sto_SqliteDriver::FindRoot(std::string_view name) {
+  sto_SqliteStatement::Use use(m_FindRoot);
+  if (!use.Bind(1, name).Step()) return std::nullopt;
+  return use.Integer(0);
+}
+
+void sto_SqliteDriver::SetRoot(std::string_view name, std::int64_t id) {
+  sto_SqliteStatement::Use(m_SetRoot).Bind(1, name).Bind(2, id).Step();
+}
+
+bool sto_SqliteDriver::RemoveRoot(std::string_view name) {
+  sto_SqliteStatement::Use(m_RemoveRoot).Bind(1, name).Step();
+  return sqlite3_changes(m_Connection->Handle()) > 0;
+}
+
+std::vector<std::string> sto_SqliteDriver::Roots() {
+  sto_SqliteStatement statement(*m_Connection, "SELECT name FROM root ORDER BY name");
+  sto_SqliteStatement::Use use(statement);
+  std::vector<std::string> names;
+  while (use.Step()) names.push_back(use.Text(0));
+  return names;
+}
+
+std::int64_t sto_SqliteDriver::SizeBytes() {
+  return m_Connection->QueryInteger("PRAGMA page_count") * m_Connection->QueryInteger("PRAGMA page_size");
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "store/sqlite/sto_SqliteConnection.h"
+#include "store/sto_Driver.h"
+
+/// A store in one SQLite file. The tables, and the reasons for page size, journal and keys, are in
+/// docs/store-format.md.
+///
+/// Durability: rollback journal, full synchronisation, and the folder synchronised too when the journal goes,
+/// so a committed transaction survives the loss of power as far as SQLite promises.
+class sto_SqliteDriver : public sto_Driver {
+ public:
+  /// A new store. Conflict when the file exists (an empty one counts as not there); when it fails, no file is
+  /// left behind that was not there before.
+  static std::unique_ptr<sto_Driver> Create(std::string const& path);
+
+  /// The store in an existing file. NotFound: no file, or no store in it. NewerFormat, Unavailable.
+  static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly);
+
+  [[nodiscard]] bool IsReadOnly() const noexcept override { return m_IsReadOnly; }
+  void Begin(bool forWriting) override;
+  void Commit() override;
+  void Rollback() noexcept override;
+  void SetMark() override;
+  void ReleaseMark() override;
+  void RollbackToMark() override;
+  std::int64_t ChangeCounter() override;
+  std::int64_t NextObjectId() override;
+  void SetNextObjectId(std::int64_t id) override;
+  std::vector<sto_ClassRow> Classes() override;
+  void AddClass(sto_ClassRow const& row) override;
+  std::vector<sto_NameRow> Names() override;
+  void AddName(sto_NameRow const& row) override;
+  bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) override;
+  bool HasObject(std::int64_t id) override;
+  void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override;
+  std::int64_t ObjectCount() override;
+  bool ReadBlock(std::int64_t key, sto_Bytes& data) override;
+  bool HasBlock(std::int64_t key) override;
+  void WriteBlock(std::int64_t key, sto_ByteView data) override;
+  void DeleteBlocks(std::int64_t first, std::int64_t last) override;
+  std::optional<std::int64_t> FindRoot(std::string_view name) override;
+  void SetRoot(std::string_view name, std::int64_t id) override;
+  bool RemoveRoot(std::string_view name) override;
+  std::vector<std::string> Roots() override;
+  std::int64_t SizeBytes() override;
+
+ private:
+  sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connection, bool readOnly);
+
+  std::unique_ptr<sto_SqliteConnection> m_Connection;
+  bool m_IsReadOnly;
+  sto_SqliteStatement m_ReadObject, m_HasObject, m_WriteObject;
+  sto_SqliteStatement m_ReadBlock, m_HasBlock, m_WriteBlock, m_DeleteBlocks;
+  sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
+  sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_AddClass, m_AddName;
+};

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/sto_Codec.h"
+
+/// One version of a class that a store has seen.
+struct sto_ClassRow {
+  unsigned int m_ClassId;
+  int m_Version;
+  std::string m_Name;
+  unsigned int m_BaseClassId;
+};
+
+/// One attribute name of a store's dictionary; records refer to it by number, from 1.
+struct sto_NameRow {
+  std::int64_t m_Id;
+  std::string m_Text;
+};
+
+/// What a kind of storage implements: tables of opaque values under integer keys, and transactions.
+/// Everything that gives the values a meaning is written once, above this interface.
+///
+/// Every operation but Begin needs an open transaction, and every writing one an open write transaction.
+/// Errors: sto_Exception of the kind that fits; after one, the transaction can only be rolled back.
+/// Thread rule: one thread.
+class sto_Driver {
+ public:
+  sto_Driver() = default;
+  sto_Driver(sto_Driver const&) = delete;
+  sto_Driver& operator=(sto_Driver const&) = delete;
+  virtual ~sto_Driver() = default;
+
+  [[nodiscard]] virtual bool IsReadOnly() const noexcept = 0;
+
+  /// Opens a transaction: one that sees a fixed state of the store, or one that may also write (and then
+  /// waits for other writers; Busy when that takes too long).
+  virtual void Begin(bool forWriting) = 0;
+  /// Makes the transaction's writes durable. When it fails, the transaction is still open.
+  virtual void Commit() = 0;
+  /// Undoes the transaction's writes. Does nothing without transaction.
+  virtual void Rollback() noexcept = 0;
+
+  /// Marks a place in the write transaction to which RollbackToMark goes back; marks do not nest.
+  virtual void SetMark() = 0;
+  virtual void ReleaseMark() = 0;
+  virtual void RollbackToMark() = 0;
+
+  /// A number that differs when another session has committed since.
+  virtual std::int64_t ChangeCounter() = 0;
+
+  /// The next free object id.
+  virtual std::int64_t NextObjectId() = 0;
+  virtual void SetNextObjectId(std::int64_t id) = 0;
+
+  virtual std::vector<sto_ClassRow> Classes() = 0;
+  virtual void AddClass(sto_ClassRow const& row) = 0;
+  virtual std::vector<sto_NameRow> Names() = 0;
+  virtual void AddName(sto_NameRow const& row) = 0;
+
+  /// Reads an object's class and record; false when there is none. `record` is replaced.
+  virtual bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) = 0;
+  virtual bool HasObject(std::int64_t id) = 0;
+  /// Writes an object, in the place of one that is there.
+  virtual void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) = 0;
+  [[nodiscard]] virtual std::int64_t ObjectCount() = 0;
+
+  /// Reads a block; false when there is none. `data` is replaced.
+  virtual bool ReadBlock(std::int64_t key, sto_Bytes& data) = 0;
+  virtual bool HasBlock(std::int64_t key) = 0;
+  virtual void WriteBlock(std::int64_t key, sto_ByteView data) = 0;
+  /// Deletes the blocks with keys from `first` to `last`, both included.
+  virtual void DeleteBlocks(std::int64_t first, std::int64_t last) = 0;
+
+  /// The object under a root name.
+  virtual std::optional<std::int64_t> FindRoot(std::string_view name) = 0;
+  /// Names an object, in the place of one that had the name.
+  virtual void SetRoot(std::string_view name, std::int64_t id) = 0;
+  /// Takes a name away; false when there is none.
+  virtual bool RemoveRoot(std::string_view name) = 0;
+  /// All root names in ascending order of their bytes.
+  virtual std::vector<std::string> Roots() = 0;
+
+  /// The store's size on its medium, in bytes.
+  [[nodiscard]] virtual std::int64_t SizeBytes() = 0;
+};

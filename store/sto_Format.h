@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// The constants of the stored form, which docs/store-format.md explains. What has reached a file never
+/// changes its number; new meanings get new numbers.
+namespace sto_Format {
+
+/// The version of the form that this module writes, and the newest that it reads.
+inline constexpr int Version = 1;
+
+/// First byte of each object record.
+inline constexpr std::uint8_t RecordForm = 1;
+
+/// Type of a field's value.
+enum ValueTag : std::uint8_t {
+  NoText = 1,     ///< a string without text
+  Text = 2,       ///< length, bytes
+  Bool = 3,       ///< one byte, 0 or 1
+  Int8 = 4,       ///< one byte
+  Int16 = 5,      ///< two bytes
+  UInt16 = 6,     ///< two bytes
+  Int32 = 7,      ///< four bytes
+  UInt32 = 8,     ///< four bytes
+  Int64 = 9,      ///< eight bytes
+  UInt64 = 10,    ///< eight bytes
+  Float = 11,     ///< four bytes, IEEE 754
+  Double = 12,    ///< eight bytes, IEEE 754
+  Enum = 13,      ///< four bytes
+  Reference = 14, ///< object id: an object that is stored on its own
+  Object = 15,    ///< object id, collection code: the object that the field holds
+  Bytes = 16,     ///< length, bytes
+};
+
+/// Type of a list's elements.
+enum ElementType : std::uint8_t {
+  ElementBool = 1,
+  ElementString = 2,
+  ElementFloat = 3,
+  ElementDouble = 4,
+  ElementUInt = 5,
+  ElementInt = 6,
+};
+
+/// What follows the parts of an object record.
+enum Content : std::uint8_t {
+  ContentNone = 0,
+  ContentInlineList = 1, ///< the elements stand in the record
+  ContentBlockList = 2,  ///< the elements stand in blocks
+};
+
+/// Elements of a list in one block, whatever their type; the last block may be shorter.
+inline constexpr int BlockElementCount = 2048;
+/// A list of one block whose elements take at most so many bytes stands in its object's record.
+inline constexpr std::size_t InlineListBytes = 4096;
+/// Bits of a block's key that number the block in its list; the bits above are the list's object id.
+inline constexpr int BlockIndexBits = 20;
+/// The greatest object id: one that still fits into a block's key.
+inline constexpr std::int64_t MaxObjectId = (std::int64_t{1} << (63 - BlockIndexBits)) - 1;
+/// Bytes of the checksum at the end of each record and block.
+inline constexpr std::size_t ChecksumBytes = 8;
+
+/// The longest record or block, in bytes: what the storage takes as one value.
+inline constexpr std::size_t MaxValueBytes = 900'000'000;
+/// How deep objects may hold objects. Beyond it, writing or reading is refused instead of running out of
+/// stack.
+inline constexpr int MaxNesting = 1000;
+
+} // namespace sto_Format

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <typeindex>
+#include <unordered_map>
+
+/// The shared objects of one load: each stored object becomes one object in memory, however many fields hold
+/// it. Entries exist from before the object's construction on, so that a cycle finds the object it leads back
+/// to. Thread rule: the thread of the session.
+class sto_LoadedObjects {
+ public:
+  struct Entry {
+    std::type_index m_Type;
+    std::shared_ptr<void> m_Object; // null for an object that has one owner and cannot be shared
+  };
+
+  [[nodiscard]] Entry const* Find(std::int64_t id) const noexcept {
+    auto const found = m_Entries.find(id);
+    return found == m_Entries.end() ? nullptr : &found->second;
+  }
+  void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object) {
+    m_Entries.insert_or_assign(id, Entry{type, std::move(object)});
+  }
+  void Remove(std::int64_t id) noexcept { m_Entries.erase(id); }
+
+  /// A load begins; one inside another is part of it.
+  void Enter() noexcept { ++m_Depth; }
+  /// A load ends; the outermost one forgets the objects.
+  void Leave() noexcept {
+    if (--m_Depth == 0) m_Entries.clear();
+  }
+
+ private:
+  int m_Depth = 0;
+  std::unordered_map<std::int64_t, Entry> m_Entries;
+};

@@ -1,0 +1,308 @@
+#include "store/sto_MementoRead.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "metadata/cls_CollectionType.h"
+#include "store/sto_ListReader.h"
+
+namespace {
+
+char const* TagName(std::uint8_t tag) {
+  switch (tag) {
+  case sto_Format::NoText:
+  case sto_Format::Text:
+    return "string";
+  case sto_Format::Bool:
+    return "bool";
+  case sto_Format::Int8:
+    return "8-bit integer";
+  case sto_Format::Int16:
+    return "16-bit integer";
+  case sto_Format::UInt16:
+    return "unsigned 16-bit integer";
+  case sto_Format::Int32:
+    return "32-bit integer";
+  case sto_Format::UInt32:
+    return "unsigned 32-bit integer";
+  case sto_Format::Int64:
+    return "64-bit integer";
+  case sto_Format::UInt64:
+    return "unsigned 64-bit integer";
+  case sto_Format::Float:
+    return "float";
+  case sto_Format::Double:
+    return "double";
+  case sto_Format::Enum:
+    return "enumeration";
+  case sto_Format::Reference:
+    return "reference";
+  case sto_Format::Object:
+    return "object";
+  case sto_Format::Bytes:
+    return "byte string";
+  default:
+    return "unknown value";
+  }
+}
+
+bool IsAnyInt32(std::uint8_t tag) {
+  return tag == sto_Format::Int32 || tag == sto_Format::UInt32 || tag == sto_Format::Enum;
+}
+
+/// Calls `use` with the stored integer in its own type; false when the field is no integer.
+template <class Use> bool WithInteger(sto_Field const& field, Use use) {
+  sto_ByteReader reader(field.m_Payload);
+  switch (field.m_Tag) {
+  case sto_Format::Int8:
+    use(reader.Number<std::int8_t>());
+    return true;
+  case sto_Format::Int16:
+    use(reader.Number<std::int16_t>());
+    return true;
+  case sto_Format::UInt16:
+    use(reader.Number<std::uint16_t>());
+    return true;
+  case sto_Format::Int32:
+  case sto_Format::Enum:
+    use(reader.Number<std::int32_t>());
+    return true;
+  case sto_Format::UInt32:
+    use(reader.Number<std::uint32_t>());
+    return true;
+  case sto_Format::Int64:
+    use(reader.Number<std::int64_t>());
+    return true;
+  case sto_Format::UInt64:
+    use(reader.Number<std::uint64_t>());
+    return true;
+  default:
+    return false;
+  }
+}
+
+} // namespace
+
+sto_Part const* sto_MementoRead::Part() const noexcept {
+  return m_Record == nullptr || m_Part >= m_Record->Parts().size() ? nullptr : &m_Record->Parts()[m_Part];
+}
+
+sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
+  sto_Part const* const part = Part();
+  if (part == nullptr) return nullptr;
+  std::optional<sto_FieldKey> const key = m_Session.KeyToRead(field);
+  if (!key) return nullptr;
+  std::size_t const count = part->m_Fields.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    std::size_t const index = (m_NextField + i) % count;
+    if (!(part->m_Fields[index].m_Key == *key)) continue;
+    m_NextField = index + 1;
+    return &part->m_Fields[index];
+  }
+  return nullptr;
+}
+
+std::string sto_MementoRead::Describe() const {
+  if (m_Record == nullptr) return "an object that is not stored";
+  std::string text = "object " + std::to_string(Id());
+  if (sto_Part const* const part = Part())
+    text += " (" + m_Session.Catalogue().ClassName(part->m_ClassId) + " version " +
+            std::to_string(part->m_Version) + ")";
+  return text;
+}
+
+void sto_MementoRead::RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const {
+  std::string const name =
+      field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId()) : std::string(field.Name().View());
+  m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + name + " of " + Describe() + " is stored as " +
+                                                 TagName(tag) + " and cannot be read as " + asked + ".");
+}
+
+cow_String sto_MementoRead::DbId() {
+  return cow_String(m_Session.Location());
+}
+
+cls_Uid const& sto_MementoRead::GetUid() {
+  if (!m_Uid) {
+    sto_Part const* const part = Part();
+    m_Uid = part == nullptr ? cls_Uid::AllocateUid() : m_Session.Identities().IdentityOf(part->m_Id);
+  }
+  return *m_Uid;
+}
+
+int sto_MementoRead::FieldIsPresent(cls_FieldHandle const& field) const {
+  return Find(field) == nullptr ? 0 : 1;
+}
+
+int sto_MementoRead::DataIsPresent(cls_FieldHandle const& field) const {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return 0;
+  if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference) return 1;
+  return m_Session.Driver().HasObject(sto_ByteReader(found->m_Payload).Number<std::int64_t>()) ? 1 : 0;
+}
+
+cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field) {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return new sto_MementoRead(m_Session, nullptr, m_Depth + 1);
+  if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
+    RaiseType(field, found->m_Tag, "object");
+  if (m_Depth + 1 > sto_Format::MaxNesting)
+    m_Session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
+                                             std::to_string(sto_Format::MaxNesting) + " deep (at " +
+                                             Describe() + ").");
+  std::int64_t const id = sto_ByteReader(found->m_Payload).Number<std::int64_t>();
+  return new sto_MementoRead(m_Session, m_Session.ReadRecord(id), m_Depth + 1);
+}
+
+cls_MementoRead* sto_MementoRead::Clone() {
+  return new sto_MementoRead(m_Session, m_Record, m_Part + 1, m_Depth);
+}
+
+bool sto_MementoRead::Read(cls_FieldHandle const& field, bool const& defaultValue) {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return defaultValue;
+  if (found->m_Tag != sto_Format::Bool) RaiseType(field, found->m_Tag, "bool");
+  return sto_ByteReader(found->m_Payload).U8() != 0;
+}
+
+cow_String sto_MementoRead::Read(cls_FieldHandle const& field, cow_String const& defaultValue) {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return defaultValue;
+  if (found->m_Tag == sto_Format::NoText) return cow_String();
+  if (found->m_Tag != sto_Format::Text) RaiseType(field, found->m_Tag, "string");
+  return cow_String(sto_AsText(found->m_Payload));
+}
+
+float sto_MementoRead::Read(cls_FieldHandle const& field, float const& defaultValue) {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return defaultValue;
+  if (found->m_Tag != sto_Format::Float) RaiseType(field, found->m_Tag, "float");
+  return sto_ByteReader(found->m_Payload).Number<float>();
+}
+
+double sto_MementoRead::Read(cls_FieldHandle const& field, double const& defaultValue) {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return defaultValue;
+  sto_ByteReader reader(found->m_Payload);
+  if (found->m_Tag == sto_Format::Float) return static_cast<double>(reader.Number<float>());
+  if (found->m_Tag != sto_Format::Double) RaiseType(field, found->m_Tag, "double");
+  return reader.Number<double>();
+}
+
+template <class T>
+T sto_MementoRead::ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return defaultValue;
+  T value{};
+  bool fits = false;
+  bool const isInteger = WithInteger(*found, [&](auto stored) {
+    fits = std::in_range<T>(stored) || (sizeof(T) == 4 && IsAnyInt32(found->m_Tag));
+    value = static_cast<T>(stored);
+  });
+  if (!isInteger || !fits) RaiseType(field, found->m_Tag, asked);
+  return value;
+}
+
+unsigned int sto_MementoRead::Read(cls_FieldHandle const& field, unsigned int const& defaultValue) {
+  return ReadInteger(field, defaultValue, "unsigned 32-bit integer");
+}
+int sto_MementoRead::Read(cls_FieldHandle const& field, int const& defaultValue) {
+  return ReadInteger(field, defaultValue, "32-bit integer");
+}
+signed char sto_MementoRead::Read(cls_FieldHandle const& field, signed char const& defaultValue) {
+  return ReadInteger(field, defaultValue, "8-bit integer");
+}
+short sto_MementoRead::Read(cls_FieldHandle const& field, short const& defaultValue) {
+  return ReadInteger(field, defaultValue, "16-bit integer");
+}
+unsigned short sto_MementoRead::Read(cls_FieldHandle const& field, unsigned short const& defaultValue) {
+  return ReadInteger(field, defaultValue, "unsigned 16-bit integer");
+}
+long long sto_MementoRead::Read(cls_FieldHandle const& field, long long const& defaultValue) {
+  return ReadInteger(field, defaultValue, "64-bit integer");
+}
+unsigned long long sto_MementoRead::Read(cls_FieldHandle const& field,
+                                         unsigned long long const& defaultValue) {
+  return ReadInteger(field, defaultValue, "unsigned 64-bit integer");
+}
+int sto_MementoRead::ReadEnum(cls_FieldHandle const& field) {
+  return ReadInteger(field, 0, "enumeration");
+}
+
+cls_Uid sto_MementoRead::ReadReference(cls_FieldHandle const& field) {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return cls_Uid::AllocateUid();
+  if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
+    RaiseType(field, found->m_Tag, "reference");
+  return m_Session.Identities().IdentityOf(sto_ByteReader(found->m_Payload).Number<std::int64_t>());
+}
+
+int sto_MementoRead::ReadBytes(cls_FieldHandle const& field, void* bytes, int capacityBytes) {
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return -1;
+  if (found->m_Tag != sto_Format::Bytes) RaiseType(field, found->m_Tag, "byte string");
+  std::size_t const size =
+      std::min(found->m_Payload.size(), static_cast<std::size_t>(std::max(0, capacityBytes)));
+  if (size > 0) std::memcpy(bytes, found->m_Payload.data(), size);
+  return static_cast<int>(found->m_Payload.size());
+}
+
+unsigned int sto_MementoRead::ClassId() const {
+  sto_Part const* const part = Part();
+  return part == nullptr ? 1 : part->m_ClassId;
+}
+
+int sto_MementoRead::ClassVersion() const {
+  sto_Part const* const part = Part();
+  return part == nullptr ? -1 : part->m_Version;
+}
+
+template <class T> cls_ReadListPrim<T>* sto_MementoRead::MakeList() {
+  if (m_Record == nullptr) return new sto_ListReader<T>(m_Session);
+  char const* const asked = sto_ElementTypeName(sto_ElementCodec<T>::ElementType);
+  if (!m_Record->List())
+    m_Session.Raise(sto_ErrorKind::WrongClass,
+                    "There is no list of " + std::string(asked) + " in " + Describe() + ".");
+  if (m_Record->List()->m_ElementType != sto_ElementCodec<T>::ElementType)
+    m_Session.Raise(sto_ErrorKind::WrongClass, "The list of " + Describe() + " is stored as a list of " +
+                                                   sto_ElementTypeName(m_Record->List()->m_ElementType) +
+                                                   " and cannot be read as one of " + asked + ".");
+  return new sto_ListReader<T>(m_Session, Id(), m_Record);
+}
+
+cls_ReadListPrim<bool>* sto_MementoRead::MakeReadListPrim(bool*) {
+  return MakeList<bool>();
+}
+cls_ReadListPrim<cow_String>* sto_MementoRead::MakeReadListPrim(cow_String*) {
+  return MakeList<cow_String>();
+}
+cls_ReadListPrim<float>* sto_MementoRead::MakeReadListPrim(float*) {
+  return MakeList<float>();
+}
+cls_ReadListPrim<double>* sto_MementoRead::MakeReadListPrim(double*) {
+  return MakeList<double>();
+}
+cls_ReadListPrim<unsigned int>* sto_MementoRead::MakeReadListPrim(unsigned int*) {
+  return MakeList<unsigned int>();
+}
+cls_ReadListPrim<int>* sto_MementoRead::MakeReadListPrim(int*) {
+  return MakeList<int>();
+}
+
+void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String const& name) {
+  cls_FieldHandle const field(name);
+  sto_Field const* const found = Find(field);
+  if (found == nullptr) return;
+  if (found->m_Tag != sto_Format::Object) RaiseType(field, found->m_Tag, "collection");
+  int const stored = std::to_integer<int>(found->m_Payload.back());
+  if (stored != type)
+    m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + std::string(name.View()) + " of " + Describe() +
+                                                   " is stored as collection type " + std::to_string(stored) +
+                                                   ", not " + std::to_string(type) + ".");
+}
+
+void sto_MementoRead::RaiseRefusal(char const* what) const {
+  m_Session.Raise(sto_ErrorKind::Misuse, std::string("This version of the database module does not read ") +
+                                             what + " (in " + Describe() + ").");
+}

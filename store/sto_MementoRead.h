@@ -1,0 +1,84 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "store/sto_MementoReadGaps.h"
+#include "store/sto_Session.h"
+
+/// Reads one stored object, or one base-class part of it. Without record it stands for an object that is not
+/// there: it has no fields, an empty list, class 1 and a fresh identity. Internal to the module.
+///
+/// A number is read as any type that holds it: every integer as a wider one, a float as a double; 32-bit
+/// integers signed, unsigned and as enumeration for each other, bit by bit. Everything else is WrongClass.
+class sto_MementoRead : public sto_MementoReadGaps {
+ public:
+  /// The first part of a record (null for none) that `depth` objects hold.
+  sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth)
+      : sto_MementoRead(session, std::move(record), 0, depth) {}
+
+  [[nodiscard]] sto_Session& Session() const noexcept { return m_Session; }
+  /// The object's id, 0 for none.
+  [[nodiscard]] std::int64_t Id() const noexcept {
+    return m_Record == nullptr ? 0 : m_Record->Parts()[0].m_Id;
+  }
+
+  cow_String DbId() override;
+  cls_Uid const& GetUid() override;
+  int FieldIsPresent(cls_FieldHandle const& field) const override;
+  /// For a field that holds or names an object: whether that object is in the store.
+  int DataIsPresent(cls_FieldHandle const& field) const override;
+  cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) override;
+  cls_MementoRead* Clone() override;
+
+  bool Read(cls_FieldHandle const& field, bool const& defaultValue) override;
+  cow_String Read(cls_FieldHandle const& field, cow_String const& defaultValue) override;
+  float Read(cls_FieldHandle const& field, float const& defaultValue) override;
+  double Read(cls_FieldHandle const& field, double const& defaultValue) override;
+  unsigned int Read(cls_FieldHandle const& field, unsigned int const& defaultValue) override;
+  int Read(cls_FieldHandle const& field, int const& defaultValue) override;
+  signed char Read(cls_FieldHandle const& field, signed char const& defaultValue) override;
+  short Read(cls_FieldHandle const& field, short const& defaultValue) override;
+  unsigned short Read(cls_FieldHandle const& field, unsigned short const& defaultValue) override;
+  long long Read(cls_FieldHandle const& field, long long const& defaultValue) override;
+  unsigned long long Read(cls_FieldHandle const& field, unsigned long long const& defaultValue) override;
+  /// 0 where the field is absent.
+  int ReadEnum(cls_FieldHandle const& field) override;
+  cls_Uid ReadReference(cls_FieldHandle const& field) override;
+  int ReadBytes(cls_FieldHandle const& field, void* bytes, int capacityBytes) override;
+  unsigned int ClassId() const override;
+  int ClassVersion() const override;
+
+  cls_ReadListPrim<bool>* MakeReadListPrim(bool* tag) override;
+  cls_ReadListPrim<cow_String>* MakeReadListPrim(cow_String* tag) override;
+  cls_ReadListPrim<float>* MakeReadListPrim(float* tag) override;
+  cls_ReadListPrim<double>* MakeReadListPrim(double* tag) override;
+  cls_ReadListPrim<unsigned int>* MakeReadListPrim(unsigned int* tag) override;
+  cls_ReadListPrim<int>* MakeReadListPrim(int* tag) override;
+
+  /// WrongClass when the stored attribute is a collection of another type.
+  void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
+
+ protected:
+  void RaiseRefusal(char const* what) const override;
+
+ private:
+  sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, std::size_t part, int depth)
+      : m_Session(session), m_Record(std::move(record)), m_Part(part), m_Depth(depth) {}
+
+  /// The part that this memento stands on, null for none.
+  [[nodiscard]] sto_Part const* Part() const noexcept;
+  [[nodiscard]] sto_Field const* Find(cls_FieldHandle const& field) const;
+  [[nodiscard]] std::string Describe() const;
+  [[noreturn]] void RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const;
+
+  template <class T> T ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const;
+  template <class T> cls_ReadListPrim<T>* MakeList();
+
+  sto_Session& m_Session;
+  std::shared_ptr<sto_Record const> m_Record;
+  std::size_t m_Part;
+  int m_Depth;
+  mutable std::size_t m_NextField = 0; // fields are mostly read in the order in which they were written
+  std::optional<cls_Uid> m_Uid;
+};

@@ -1,0 +1,159 @@
+#include "store/sto_MementoWrite.h"
+
+#include <algorithm>
+
+#include "metadata/cls_CollectionType.h"
+#include "store/sto_ListWriter.h"
+
+namespace {
+
+bool IsCollection(unsigned int classId) {
+  return classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId;
+}
+
+} // namespace
+
+std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
+                                                              cls_Uid const& uid, int depth,
+                                                              std::int64_t& id) {
+  session.RaiseKept();
+  sto_IdentityMap::Tie& tie = session.TieOf(uid);
+  id = tie.Id();
+  if (session.WasReached(tie) && !IsCollection(classId)) return nullptr;
+  return std::make_unique<sto_MementoWrite>(std::make_shared<sto_ObjectWriter>(session, id, classId, depth),
+                                            0);
+}
+
+sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag) {
+  sto_ByteWriter writer(m_Object->Record().StartField(m_Part, Session().KeyToWrite(field)));
+  writer.U8(tag);
+  return writer;
+}
+
+template <class T>
+void sto_MementoWrite::WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value) {
+  StartField(field, tag).Number(value);
+}
+
+int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
+  return m_Object->Record().HasField(m_Part, Session().KeyToWrite(field)) ? 1 : 0;
+}
+
+cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId,
+                                                      cls_Uid const& uid, void const*) {
+  std::int64_t id = 0;
+  std::unique_ptr<sto_MementoWrite> child = ForObject(Session(), classId, uid, m_Object->Depth() + 1, id);
+  sto_ByteWriter writer = StartField(field, sto_Format::Object);
+  writer.Number(id);
+  writer.U8(COLLECTION_NONE);
+  return child.release();
+}
+
+cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
+                                                         cls_Uid const& uid,
+                                                         cow_COW<int, cow_Direct<int>> const*) {
+  return MakeFieldWriteObj(field, classId, uid, nullptr);
+}
+
+cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_Uid const& uid) {
+  if (m_HasBase)
+    Session().Raise(sto_ErrorKind::Misuse, "A second base-class part is written for " + m_Object->Describe() +
+                                               ": " + Session().Catalogue().ClassName(classId) + ".");
+  m_HasBase = true;
+  std::int64_t const id = Session().TieOf(uid).Id();
+  std::size_t const part = m_Object->Record().AddPart(classId, Session().VersionToWrite(classId), id);
+  return new sto_MementoWrite(m_Object, part);
+}
+
+void sto_MementoWrite::Write(cls_FieldHandle const& field, bool const& value) {
+  StartField(field, sto_Format::Bool).U8(value ? 1 : 0);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, cow_String const& value) {
+  if (!value.HasText()) {
+    static_cast<void>(StartField(field, sto_Format::NoText));
+    return;
+  }
+  WriteBytesAs(field, sto_Format::Text, value.Chars(), value.Length());
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, float const& value) {
+  WriteNumber(field, sto_Format::Float, value);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, double const& value) {
+  WriteNumber(field, sto_Format::Double, value);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, unsigned int const& value) {
+  WriteNumber(field, sto_Format::UInt32, value);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, int const& value) {
+  WriteNumber(field, sto_Format::Int32, value);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, signed char const& value) {
+  WriteNumber(field, sto_Format::Int8, value);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, short const& value) {
+  WriteNumber(field, sto_Format::Int16, value);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, unsigned short const& value) {
+  WriteNumber(field, sto_Format::UInt16, value);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, long long const& value) {
+  WriteNumber(field, sto_Format::Int64, value);
+}
+void sto_MementoWrite::Write(cls_FieldHandle const& field, unsigned long long const& value) {
+  WriteNumber(field, sto_Format::UInt64, value);
+}
+void sto_MementoWrite::WriteEnum(cls_FieldHandle const& field, int const& value) {
+  WriteNumber(field, sto_Format::Enum, value);
+}
+void sto_MementoWrite::WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) {
+  WriteNumber(field, sto_Format::Reference, Session().TieOf(uid).Id());
+}
+void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) {
+  WriteBytesAs(field, sto_Format::Bytes, bytes, sizeBytes);
+}
+
+void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes,
+                                    int sizeBytes) {
+  auto const size = static_cast<std::size_t>(std::max(0, sizeBytes));
+  sto_ByteWriter writer = StartField(field, tag);
+  writer.Varint(size);
+  writer.Raw(bytes, size);
+}
+
+template <class T> cls_WriteListPrim<T>* sto_MementoWrite::MakeList(int width) {
+  Session().RaiseKept();
+  return new sto_ListWriter<T>(m_Object, width);
+}
+
+cls_WriteListPrim<bool>* sto_MementoWrite::MakeWriteListPrim(bool const*, int width) {
+  return MakeList<bool>(width);
+}
+cls_WriteListPrim<cow_String>* sto_MementoWrite::MakeWriteListPrim(cow_String const*, int width) {
+  return MakeList<cow_String>(width);
+}
+cls_WriteListPrim<float>* sto_MementoWrite::MakeWriteListPrim(float const*, int width) {
+  return MakeList<float>(width);
+}
+cls_WriteListPrim<double>* sto_MementoWrite::MakeWriteListPrim(double const*, int width) {
+  return MakeList<double>(width);
+}
+cls_WriteListPrim<unsigned int>* sto_MementoWrite::MakeWriteListPrim(unsigned int const*, int width) {
+  return MakeList<unsigned int>(width);
+}
+cls_WriteListPrim<int>* sto_MementoWrite::MakeWriteListPrim(int const*, int width) {
+  return MakeList<int>(width);
+}
+
+void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String const& name) {
+  sto_FieldKey const key = Session().KeyToWrite(cls_FieldHandle(name));
+  bool const fits = type >= 0 && type <= 0xFF;
+  if (!fits || !m_Object->Record().SetCollectionCode(m_Part, key, static_cast<std::uint8_t>(type)))
+    Session().Raise(sto_ErrorKind::Misuse,
+                    "Attribute " + std::string(name.View()) + " of " + m_Object->Describe() +
+                        " is no collection that could be of type " + std::to_string(type) + ".");
+}
+
+void sto_MementoWrite::RaiseRefusal(char const* what) const {
+  Session().Raise(sto_ErrorKind::Misuse, std::string("This version of the database module does not store ") +
+                                             what + " (in " + m_Object->Describe() + ").");
+}

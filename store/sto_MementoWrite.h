@@ -1,0 +1,69 @@
+#pragma once
+
+#include <memory>
+
+#include "store/sto_MementoWriteGaps.h"
+#include "store/sto_ObjectWriter.h"
+
+/// Writes one object, or one base-class part of it, into the record that its parts share. Internal to the
+/// module.
+class sto_MementoWrite : public sto_MementoWriteGaps {
+ public:
+  /// Stands on a part of `object`.
+  sto_MementoWrite(std::shared_ptr<sto_ObjectWriter> object, std::size_t part)
+      : m_Object(std::move(object)), m_Part(part) {}
+
+  /// The memento of an object of a save that `depth` objects hold, and its id in `id`; null when the object
+  /// was reached in this save before. The collection classes and blobs always get one: their writers do not
+  /// look.
+  static std::unique_ptr<sto_MementoWrite> ForObject(sto_Session& session, unsigned int classId,
+                                                     cls_Uid const& uid, int depth, std::int64_t& id);
+
+  int FieldIsPresent(cls_FieldHandle const& field) const override;
+  cls_MementoWrite* MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid,
+                                      void const* object) override;
+  cls_MementoWrite* MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
+                                         cls_Uid const& uid,
+                                         cow_COW<int, cow_Direct<int>> const* cow) override;
+  cls_MementoWrite* MakeBaseWriteObj(unsigned int classId, cls_Uid const& uid) override;
+
+  void Write(cls_FieldHandle const& field, bool const& value) override;
+  void Write(cls_FieldHandle const& field, cow_String const& value) override;
+  void Write(cls_FieldHandle const& field, float const& value) override;
+  void Write(cls_FieldHandle const& field, double const& value) override;
+  void Write(cls_FieldHandle const& field, unsigned int const& value) override;
+  void Write(cls_FieldHandle const& field, int const& value) override;
+  void Write(cls_FieldHandle const& field, signed char const& value) override;
+  void Write(cls_FieldHandle const& field, short const& value) override;
+  void Write(cls_FieldHandle const& field, unsigned short const& value) override;
+  void Write(cls_FieldHandle const& field, long long const& value) override;
+  void Write(cls_FieldHandle const& field, unsigned long long const& value) override;
+  void WriteEnum(cls_FieldHandle const& field, int const& value) override;
+  void WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) override;
+  void WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) override;
+
+  cls_WriteListPrim<bool>* MakeWriteListPrim(bool const* tag, int width) override;
+  cls_WriteListPrim<cow_String>* MakeWriteListPrim(cow_String const* tag, int width) override;
+  cls_WriteListPrim<float>* MakeWriteListPrim(float const* tag, int width) override;
+  cls_WriteListPrim<double>* MakeWriteListPrim(double const* tag, int width) override;
+  cls_WriteListPrim<unsigned int>* MakeWriteListPrim(unsigned int const* tag, int width) override;
+  cls_WriteListPrim<int>* MakeWriteListPrim(int const* tag, int width) override;
+
+  /// Records the code with the field, so that a reader without the classes knows what the collection is.
+  void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
+
+ protected:
+  void RaiseRefusal(char const* what) const override;
+
+ private:
+  [[nodiscard]] sto_Session& Session() const noexcept { return m_Object->Session(); }
+  /// Starts a field with its tag; the value follows.
+  [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag);
+  template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
+  void WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes, int sizeBytes);
+  template <class T> cls_WriteListPrim<T>* MakeList(int width);
+
+  std::shared_ptr<sto_ObjectWriter> m_Object;
+  std::size_t m_Part;
+  bool m_HasBase = false;
+};

@@ -1,0 +1,45 @@
+#include "store/sto_ObjectWriter.h"
+
+#include "store/sto_BlockKey.h"
+#include "store/sto_Checksum.h"
+
+sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, unsigned int classId, int depth)
+    : m_Session(session), m_Id(id), m_ClassId(classId), m_Depth(depth) {
+  if (depth > sto_Format::MaxNesting)
+    session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
+                                           std::to_string(sto_Format::MaxNesting) + " deep (at " +
+                                           Describe() + ").");
+  m_Record.AddPart(classId, session.VersionToWrite(classId), id);
+}
+
+sto_ObjectWriter::~sto_ObjectWriter() {
+  if (IsUnwinding()) return;
+  try {
+    Finish();
+  } catch (...) {
+    m_Session.Keep(std::current_exception());
+  }
+}
+
+std::string sto_ObjectWriter::Describe() const {
+  return "object " + std::to_string(m_Id) + " (" + m_Session.Catalogue().ClassName(m_ClassId) + ")";
+}
+
+void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
+  std::int64_t const key = sto_BlockKey(m_Id, m_BlockCount);
+  sto_Seal(static_cast<std::uint64_t>(key), elements);
+  m_Session.Driver().WriteBlock(key, elements);
+  ++m_BlockCount;
+}
+
+void sto_ObjectWriter::Finish() {
+  sto_Bytes const record = m_Record.Finish(m_Id);
+  if (record.size() > sto_Format::MaxValueBytes)
+    m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
+                                             std::to_string(record.size()) + " bytes; at most " +
+                                             std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
+  m_Session.Driver().WriteObject(m_Id, m_ClassId, record);
+  // What the object had before may have had more blocks.
+  if (!m_Session.IsNewInSave(m_Id))
+    m_Session.Driver().DeleteBlocks(sto_BlockKey(m_Id, m_BlockCount), sto_LastBlockKey(m_Id));
+}

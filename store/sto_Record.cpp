@@ -1,0 +1,225 @@
+#include "store/sto_Record.h"
+
+#include <limits>
+#include <utility>
+
+#include "store/sto_Checksum.h"
+
+namespace {
+
+/// Fewest bytes that a part and a field take; a count beyond what the rest can hold is refused before
+/// anything is allocated for it.
+constexpr std::size_t MinPartBytes = 4;
+constexpr std::size_t MinFieldBytes = 2;
+
+constexpr std::int64_t MaxInt = std::numeric_limits<int>::max();
+
+/// Bytes of a value of fixed size, -1 for the others.
+int FixedSize(std::uint8_t tag) {
+  switch (tag) {
+  case sto_Format::NoText:
+    return 0;
+  case sto_Format::Bool:
+  case sto_Format::Int8:
+    return 1;
+  case sto_Format::Int16:
+  case sto_Format::UInt16:
+    return 2;
+  case sto_Format::Int32:
+  case sto_Format::UInt32:
+  case sto_Format::Float:
+  case sto_Format::Enum:
+    return 4;
+  case sto_Format::Int64:
+  case sto_Format::UInt64:
+  case sto_Format::Double:
+    return 8;
+  default:
+    return -1;
+  }
+}
+
+bool IsElementType(std::uint8_t type) {
+  return type >= sto_Format::ElementBool && type <= sto_Format::ElementInt;
+}
+
+} // namespace
+
+bool sto_Record::Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, std::string& problem) {
+  m_Bytes = std::move(bytes);
+  sto_ByteView view(m_Bytes);
+  if (!sto_Unseal(static_cast<std::uint64_t>(id), view)) {
+    problem = "its checksum does not fit";
+    return false;
+  }
+  sto_ByteReader reader(view);
+  problem = "its record cannot be read";
+  if (reader.U8() != sto_Format::RecordForm || !DecodeParts(reader)) return false;
+  switch (reader.U8()) {
+  case sto_Format::ContentNone:
+    break;
+  case sto_Format::ContentInlineList:
+    if (!DecodeList(reader, false)) return false;
+    break;
+  case sto_Format::ContentBlockList:
+    if (!DecodeList(reader, true)) return false;
+    break;
+  default:
+    return false;
+  }
+  if (reader.Failed() || reader.Remaining() != 0) return false;
+  if (m_Parts.front().m_ClassId != classId || m_Parts.front().m_Id != id) {
+    problem = "its record belongs to another object";
+    return false;
+  }
+  problem.clear();
+  return true;
+}
+
+bool sto_Record::DecodeParts(sto_ByteReader& reader) {
+  std::uint64_t const partCount = reader.Varint();
+  if (partCount == 0 || partCount > reader.Remaining() / MinPartBytes) return false;
+  m_Parts.resize(static_cast<std::size_t>(partCount));
+  for (sto_Part& part : m_Parts) {
+    std::uint64_t const classId = reader.Varint();
+    std::int64_t const version = reader.ZigZag();
+    std::uint64_t const id = reader.Varint();
+    std::uint64_t const fieldCount = reader.Varint();
+    if (reader.Failed() || classId > std::numeric_limits<unsigned int>::max() || version > MaxInt ||
+        version < std::numeric_limits<int>::min() ||
+        id > static_cast<std::uint64_t>(sto_Format::MaxObjectId) ||
+        fieldCount > reader.Remaining() / MinFieldBytes)
+      return false;
+    part = {static_cast<unsigned int>(classId), static_cast<int>(version), static_cast<std::int64_t>(id), {}};
+    part.m_Fields.resize(static_cast<std::size_t>(fieldCount));
+    for (sto_Field& field : part.m_Fields)
+      if (!DecodeField(reader, field)) return false;
+  }
+  return !reader.Failed();
+}
+
+bool sto_Record::DecodeField(sto_ByteReader& reader, sto_Field& field) {
+  std::uint64_t const nameId = reader.Varint();
+  if (nameId > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return false;
+  field.m_Key.m_NameId = static_cast<std::int64_t>(nameId);
+  if (nameId == 0) field.m_Key.m_FieldId = static_cast<int>(reader.ZigZag());
+  field.m_Tag = reader.U8();
+  if (int const size = FixedSize(field.m_Tag); size >= 0) {
+    field.m_Payload = reader.Raw(static_cast<std::uint64_t>(size));
+    return !reader.Failed();
+  }
+  switch (field.m_Tag) {
+  case sto_Format::Text:
+  case sto_Format::Bytes:
+    field.m_Payload = reader.Raw(reader.Varint());
+    break;
+  case sto_Format::Reference:
+    field.m_Payload = reader.Raw(8);
+    break;
+  case sto_Format::Object:
+    field.m_Payload = reader.Raw(9);
+    break;
+  default:
+    return false;
+  }
+  return !reader.Failed();
+}
+
+bool sto_Record::DecodeList(sto_ByteReader& reader, bool inBlocks) {
+  sto_ListHeader list;
+  list.m_ElementType = reader.U8();
+  std::int64_t const width = reader.ZigZag();
+  std::uint64_t const count = reader.Varint();
+  list.m_InBlocks = inBlocks;
+  if (reader.Failed() || !IsElementType(list.m_ElementType) || width > MaxInt ||
+      width < std::numeric_limits<int>::min() || count > static_cast<std::uint64_t>(MaxInt))
+    return false;
+  list.m_Width = static_cast<int>(width);
+  list.m_Count = static_cast<int>(count);
+  if (!inBlocks) {
+    if (count > static_cast<std::uint64_t>(sto_Format::BlockElementCount)) return false;
+    list.m_Inline = reader.Raw(reader.Remaining());
+  }
+  m_List = list;
+  return true;
+}
+
+std::size_t sto_RecordBuilder::AddPart(unsigned int classId, int version, std::int64_t id) {
+  m_Parts.push_back({classId, version, id, {}, {}});
+  return m_Parts.size() - 1;
+}
+
+sto_Bytes& sto_RecordBuilder::StartField(std::size_t partIndex, sto_FieldKey const& key) {
+  Part& part = m_Parts[partIndex];
+  for (std::size_t i = 0; i < part.m_Fields.size(); ++i)
+    if (part.m_Fields[i].m_Key == key) {
+      DropField(part, i);
+      break;
+    }
+  part.m_Fields.push_back({key, part.m_Bytes.size()});
+  sto_ByteWriter writer(part.m_Bytes);
+  writer.Varint(static_cast<std::uint64_t>(key.m_NameId));
+  if (key.m_NameId == 0) writer.ZigZag(key.m_FieldId);
+  return part.m_Bytes;
+}
+
+void sto_RecordBuilder::DropField(Part& part, std::size_t index) {
+  std::size_t const first = part.m_Fields[index].m_Offset;
+  std::size_t const last =
+      index + 1 < part.m_Fields.size() ? part.m_Fields[index + 1].m_Offset : part.m_Bytes.size();
+  auto const at = [&](std::size_t offset) {
+    return part.m_Bytes.begin() + static_cast<std::ptrdiff_t>(offset);
+  };
+  part.m_Bytes.erase(at(first), at(last));
+  part.m_Fields.erase(part.m_Fields.begin() + static_cast<std::ptrdiff_t>(index));
+  for (std::size_t i = index; i < part.m_Fields.size(); ++i) part.m_Fields[i].m_Offset -= last - first;
+}
+
+bool sto_RecordBuilder::HasField(std::size_t part, sto_FieldKey const& key) const noexcept {
+  for (Field const& field : m_Parts[part].m_Fields)
+    if (field.m_Key == key) return true;
+  return false;
+}
+
+bool sto_RecordBuilder::SetCollectionCode(std::size_t partIndex, sto_FieldKey const& key, std::uint8_t code) {
+  Part& part = m_Parts[partIndex];
+  for (std::size_t i = 0; i < part.m_Fields.size(); ++i) {
+    if (!(part.m_Fields[i].m_Key == key)) continue;
+    // The code is the last byte of an object field.
+    std::size_t const end =
+        i + 1 < part.m_Fields.size() ? part.m_Fields[i + 1].m_Offset : part.m_Bytes.size();
+    part.m_Bytes[end - 1] = std::byte{code};
+    return true;
+  }
+  return false;
+}
+
+void sto_RecordBuilder::SetList(sto_ListHeader const& header, sto_Bytes elements) {
+  m_List = header;
+  m_Elements = std::move(elements);
+}
+
+sto_Bytes sto_RecordBuilder::Finish(std::int64_t id) const {
+  sto_Bytes bytes;
+  sto_ByteWriter writer(bytes);
+  writer.U8(sto_Format::RecordForm);
+  writer.Varint(m_Parts.size());
+  for (Part const& part : m_Parts) {
+    writer.Varint(part.m_ClassId);
+    writer.ZigZag(part.m_Version);
+    writer.Varint(static_cast<std::uint64_t>(part.m_Id));
+    writer.Varint(part.m_Fields.size());
+    writer.Raw(part.m_Bytes.data(), part.m_Bytes.size());
+  }
+  writer.U8(!m_List              ? sto_Format::ContentNone
+            : m_List->m_InBlocks ? sto_Format::ContentBlockList
+                                 : sto_Format::ContentInlineList);
+  if (m_List) {
+    writer.U8(m_List->m_ElementType);
+    writer.ZigZag(m_List->m_Width);
+    writer.Varint(static_cast<std::uint64_t>(m_List->m_Count));
+    writer.Raw(m_Elements.data(), m_Elements.size());
+  }
+  sto_Seal(static_cast<std::uint64_t>(id), bytes);
+  return bytes;
+}

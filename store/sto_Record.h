@@ -1,0 +1,105 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/sto_Codec.h"
+#include "store/sto_Format.h"
+
+/// How one field is found: by the number of its name in the store's dictionary, or, where that is 0, by its
+/// field number.
+struct sto_FieldKey {
+  std::int64_t m_NameId = 0;
+  int m_FieldId = -1;
+
+  friend bool operator==(sto_FieldKey const& a, sto_FieldKey const& b) noexcept {
+    return a.m_NameId == b.m_NameId && (a.m_NameId != 0 || a.m_FieldId == b.m_FieldId);
+  }
+};
+
+/// One field of a decoded record.
+struct sto_Field {
+  sto_FieldKey m_Key;
+  std::uint8_t m_Tag = 0;
+  sto_ByteView m_Payload; // without lengths; of an object field the id and the collection code
+};
+
+/// One class level of a decoded record: the object itself first, then its base-class part, and so on up.
+struct sto_Part {
+  unsigned int m_ClassId = 0;
+  int m_Version = 0;
+  std::int64_t m_Id = 0;
+  std::vector<sto_Field> m_Fields;
+};
+
+/// The list that an object is.
+struct sto_ListHeader {
+  std::uint8_t m_ElementType = 0;
+  int m_Width = 1;
+  int m_Count = 0;
+  bool m_InBlocks = false;
+  sto_ByteView m_Inline; // the encoded elements, when they stand in the record
+};
+
+/// A stored object, decoded into views of its bytes. See docs/store-format.md for the grammar.
+class sto_Record {
+ public:
+  /// Checks and decodes the bytes of object `id` of class `classId`. On failure returns false and says in
+  /// `problem` what does not fit; nothing in the bytes is trusted.
+  [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, std::string& problem);
+
+  [[nodiscard]] std::vector<sto_Part> const& Parts() const noexcept { return m_Parts; }
+  [[nodiscard]] std::optional<sto_ListHeader> const& List() const noexcept { return m_List; }
+
+ private:
+  [[nodiscard]] bool DecodeParts(sto_ByteReader& reader);
+  [[nodiscard]] bool DecodeField(sto_ByteReader& reader, sto_Field& field);
+  [[nodiscard]] bool DecodeList(sto_ByteReader& reader, bool inBlocks);
+
+  sto_Bytes m_Bytes;
+  std::vector<sto_Part> m_Parts;
+  std::optional<sto_ListHeader> m_List;
+};
+
+/// Builds the bytes of one object from its parts, outermost class first.
+class sto_RecordBuilder {
+ public:
+  /// Adds a part and returns its index.
+  std::size_t AddPart(unsigned int classId, int version, std::int64_t id);
+
+  /// Starts a field of a part, in the place of one with the same key; the caller writes its tag and value to
+  /// the returned bytes at once.
+  sto_Bytes& StartField(std::size_t part, sto_FieldKey const& key);
+
+  [[nodiscard]] bool HasField(std::size_t part, sto_FieldKey const& key) const noexcept;
+
+  /// Sets the collection code of an object field that was written last under this key. False when there is
+  /// none.
+  bool SetCollectionCode(std::size_t part, sto_FieldKey const& key, std::uint8_t code);
+
+  /// The list content, replaced by a later one. `elements` are the encoded elements of an inline list.
+  void SetList(sto_ListHeader const& header, sto_Bytes elements);
+
+  /// The finished record, with its checksum.
+  [[nodiscard]] sto_Bytes Finish(std::int64_t id) const;
+
+ private:
+  struct Field {
+    sto_FieldKey m_Key;
+    std::size_t m_Offset; // of the key in the part's bytes
+  };
+  struct Part {
+    unsigned int m_ClassId;
+    int m_Version;
+    std::int64_t m_Id;
+    std::vector<Field> m_Fields;
+    sto_Bytes m_Bytes;
+  };
+
+  void DropField(Part& part, std::size_t index);
+
+  std::vector<Part> m_Parts;
+  std::optional<sto_ListHeader> m_List;
+  sto_Bytes m_Elements;
+};

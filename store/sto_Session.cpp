@@ -1,0 +1,158 @@
+#include "store/sto_Session.h"
+
+#include <utility>
+
+#include "persist/cls_FieldHandle.h"
+#include "store/sto_Exception.h"
+
+sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
+                         std::span<cls_ClassDeclaration const> classes)
+    : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(classes) {}
+
+sto_Session::~sto_Session() {
+  Rollback();
+}
+
+void sto_Session::Begin(bool forWriting) {
+  if (m_InTransaction) Raise(sto_ErrorKind::Misuse, "A transaction is open already.");
+  if (forWriting && m_Driver->IsReadOnly())
+    Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
+  m_Driver->Begin(forWriting);
+  m_InTransaction = true;
+  m_IsWriting = forWriting;
+  try {
+    if (std::int64_t const counter = m_Driver->ChangeCounter(); counter != m_ChangeCounter) {
+      m_Catalogue.Forget();
+      m_ChangeCounter = counter;
+    }
+    if (forWriting) m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
+  } catch (...) {
+    Rollback();
+    throw;
+  }
+}
+
+void sto_Session::Commit() {
+  RaiseKept();
+  if (!m_InTransaction) Raise(sto_ErrorKind::Misuse, "There is no transaction to commit.");
+  if (m_IsWriting && m_NextId != m_FirstIdOfTransaction) m_Driver->SetNextObjectId(m_NextId);
+  m_Driver->Commit();
+  m_InTransaction = m_IsWriting = false;
+}
+
+void sto_Session::Rollback() noexcept {
+  if (!m_InTransaction) return;
+  m_Driver->Rollback();
+  if (m_IsWriting) {
+    DropNewTies(m_FirstIdOfTransaction);
+    m_Catalogue.Forget();
+  }
+  m_InTransaction = m_IsWriting = false;
+  m_Kept = nullptr;
+}
+
+void sto_Session::BeginSave() {
+  RaiseKept();
+  if (m_InSave) Raise(sto_ErrorKind::Misuse, "A save is going on already.");
+  m_Driver->SetMark();
+  m_FirstIdOfSave = m_NextId;
+  ++m_SaveNumber;
+  m_ListsOfSave.clear();
+  m_InSave = true;
+}
+
+void sto_Session::EndSave() {
+  RaiseKept();
+  m_Driver->ReleaseMark();
+  m_InSave = false;
+}
+
+void sto_Session::UndoSave() {
+  m_InSave = false;
+  m_Kept = nullptr;
+  DropNewTies(m_FirstIdOfSave);
+  m_Catalogue.Forget();
+  m_Driver->RollbackToMark();
+}
+
+void sto_Session::DropNewTies(std::int64_t firstNewId) {
+  m_Identities.DropFrom(firstNewId);
+  m_NextId = firstNewId;
+}
+
+sto_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {
+  if (sto_IdentityMap::Tie* const tie = m_Identities.Find(uid)) return *tie;
+  if (m_NextId > sto_Format::MaxObjectId) Raise(sto_ErrorKind::Full, "The store has no object ids left.");
+  return m_Identities.Add(uid, m_NextId++);
+}
+
+bool sto_Session::WasReached(sto_IdentityMap::Tie& tie) noexcept {
+  return std::exchange(tie.m_WrittenInSave, m_SaveNumber) == m_SaveNumber;
+}
+
+void sto_Session::CheckSameList(std::int64_t id, std::uint64_t hash) {
+  auto const [place, isFirst] = m_ListsOfSave.emplace(id, hash);
+  if (!isFirst && place->second != hash)
+    Raise(sto_ErrorKind::Conflict,
+          "Object " + std::to_string(id) +
+              " is saved as two lists that differ: copies of a value share its identity until one of them is "
+              "assigned a new content.");
+}
+
+int sto_Session::VersionToWrite(unsigned int classId) {
+  cls_ClassDeclaration const* const declaration = m_Catalogue.Declared(classId);
+  if (declaration == nullptr)
+    Raise(sto_ErrorKind::Misuse, "Class " + std::to_string(classId) + " is not declared to the store.");
+  m_Catalogue.RecordClass(*m_Driver, *declaration);
+  return declaration->m_Version;
+}
+
+sto_FieldKey sto_Session::KeyToWrite(cls_FieldHandle const& field) {
+  if (field.Name().IsEmpty()) return {0, field.FieldId()};
+  return {m_Catalogue.AddName(*m_Driver, field.Name().View()), field.FieldId()};
+}
+
+std::optional<sto_FieldKey> sto_Session::KeyToRead(cls_FieldHandle const& field) {
+  if (field.Name().IsEmpty()) return sto_FieldKey{0, field.FieldId()};
+  std::int64_t const nameId = m_Catalogue.FindName(*m_Driver, field.Name().View());
+  if (nameId == 0) return std::nullopt;
+  return sto_FieldKey{nameId, field.FieldId()};
+}
+
+std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
+  RaiseKept();
+  unsigned int classId = 0;
+  sto_Bytes bytes;
+  if (!m_Driver->ReadObject(id, classId, bytes)) return nullptr;
+  auto record = std::make_shared<sto_Record>();
+  std::string problem;
+  if (!record->Decode(id, classId, std::move(bytes), problem))
+    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
+                                      ") is damaged: " + problem + ".");
+  CheckVersions(id, *record);
+  return record;
+}
+
+void sto_Session::CheckVersions(std::int64_t id, sto_Record const& record) const {
+  for (sto_Part const& part : record.Parts()) {
+    cls_ClassDeclaration const* const declaration = m_Catalogue.Declared(part.m_ClassId);
+    if (declaration == nullptr || part.m_Version <= declaration->m_Version) continue;
+    Raise(sto_ErrorKind::NewerFormat, "Object " + std::to_string(id) + " was written by version " +
+                                          std::to_string(part.m_Version) + " of class " +
+                                          declaration->m_Name + "; this program knows version " +
+                                          std::to_string(declaration->m_Version) + ".");
+  }
+}
+
+void sto_Session::Raise(sto_ErrorKind kind, std::string const& message,
+                        std::source_location const& place) const {
+  sto_Raise(kind, m_Location + ": " + message, place);
+}
+
+void sto_Session::Keep(std::exception_ptr failure) noexcept {
+  if (m_Kept == nullptr) m_Kept = std::move(failure);
+}
+
+void sto_Session::RaiseKept() {
+  if (m_Kept != nullptr) std::rethrow_exception(std::exchange(m_Kept, nullptr));
+}

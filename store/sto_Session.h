@@ -1,0 +1,117 @@
+#pragma once
+
+#include <exception>
+#include <memory>
+#include <optional>
+#include <source_location>
+#include <span>
+#include <string>
+#include <unordered_map>
+
+#include "store/sto_Catalogue.h"
+#include "store/sto_Driver.h"
+#include "store/sto_ErrorKind.h"
+#include "store/sto_IdentityMap.h"
+#include "store/sto_LoadedObjects.h"
+#include "store/sto_Record.h"
+
+class cls_FieldHandle;
+
+/// What the mementos of one open store share: the driver, the identity map, the catalogue, and the state of
+/// the save or load that is going on. Internal to the module.
+///
+/// Invariants: 1. Writing happens inside a write transaction only. 2. A failure that happened in a destructor
+/// is kept and raised by the next operation, by the end of the save, or by the commit. 3. Work that is undone
+/// leaves no tie behind: the ids it gave out are untied.
+///
+/// Thread rule: one thread.
+class sto_Session {
+ public:
+  sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
+              std::span<cls_ClassDeclaration const> classes);
+  ~sto_Session();
+  sto_Session(sto_Session const&) = delete;
+  sto_Session& operator=(sto_Session const&) = delete;
+
+  [[nodiscard]] std::string const& Location() const noexcept { return m_Location; }
+  [[nodiscard]] sto_Driver& Driver() noexcept { return *m_Driver; }
+  [[nodiscard]] sto_Catalogue& Catalogue() noexcept { return m_Catalogue; }
+  [[nodiscard]] sto_IdentityMap& Identities() noexcept { return m_Identities; }
+  [[nodiscard]] sto_LoadedObjects& Loaded() noexcept { return m_Loaded; }
+
+  // --- transactions
+
+  [[nodiscard]] bool InTransaction() const noexcept { return m_InTransaction; }
+  [[nodiscard]] bool IsWriting() const noexcept { return m_IsWriting; }
+  /// ReadOnly when the store is; Misuse when a transaction is open.
+  void Begin(bool forWriting);
+  /// Raises a kept failure first; the transaction stays open when it fails.
+  void Commit();
+  void Rollback() noexcept;
+
+  // --- one save
+
+  /// Starts a save: its objects are written once each. A save that fails is undone as a whole.
+  void BeginSave();
+  void EndSave();
+  void UndoSave();
+
+  /// The tie of an identity, with a new object id when it has none.
+  [[nodiscard]] sto_IdentityMap::Tie& TieOf(cls_Uid const& uid);
+
+  /// Whether the object has been reached in this save already; from now on it has.
+  [[nodiscard]] bool WasReached(sto_IdentityMap::Tie& tie) noexcept;
+
+  /// Whether the object's id was given out in this save, so that nothing of it can be in the store yet.
+  [[nodiscard]] bool IsNewInSave(std::int64_t id) const noexcept { return id >= m_FirstIdOfSave; }
+
+  /// Compares the list written under an id with the one that was written under it in this save before, if
+  /// any: two different values cannot stand under one identity. Raises Conflict.
+  void CheckSameList(std::int64_t id, std::uint64_t hash);
+
+  /// The version that this program writes of a class, recorded in the store. Misuse for an undeclared class.
+  [[nodiscard]] int VersionToWrite(unsigned int classId);
+
+  [[nodiscard]] sto_FieldKey KeyToWrite(cls_FieldHandle const& field);
+
+  // --- reading
+
+  /// The key of a field, none when the store has never seen the name.
+  [[nodiscard]] std::optional<sto_FieldKey> KeyToRead(cls_FieldHandle const& field);
+
+  /// Reads and decodes an object; null when there is none. Damaged when its bytes do not fit, NewerFormat
+  /// when a newer version of its class wrote it than this program declares.
+  [[nodiscard]] std::shared_ptr<sto_Record const> ReadRecord(std::int64_t id);
+
+  // --- errors
+
+  /// Raises with the store's name before the message.
+  [[noreturn]] void Raise(sto_ErrorKind kind, std::string const& message,
+                          std::source_location const& place = std::source_location::current()) const;
+
+  /// Keeps a failure that happened where none can be raised; the first one stays.
+  void Keep(std::exception_ptr failure) noexcept;
+  /// Raises a kept failure, once.
+  void RaiseKept();
+
+ private:
+  void CheckVersions(std::int64_t id, sto_Record const& record) const;
+  void DropNewTies(std::int64_t firstNewId);
+
+  std::string m_Location;
+  std::unique_ptr<sto_Driver> m_Driver;
+  sto_Catalogue m_Catalogue;
+  sto_IdentityMap m_Identities;
+  sto_LoadedObjects m_Loaded;
+
+  bool m_InTransaction = false;
+  bool m_IsWriting = false;
+  bool m_InSave = false;
+  std::int64_t m_ChangeCounter = -1;
+  std::int64_t m_NextId = 1;
+  std::int64_t m_FirstIdOfTransaction = 1;
+  std::int64_t m_FirstIdOfSave = 1;
+  std::int64_t m_SaveNumber = 0;
+  std::unordered_map<std::int64_t, std::uint64_t> m_ListsOfSave;
+  std::exception_ptr m_Kept;
+};

@@ -1,0 +1,153 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <typeinfo>
+#include <vector>
+
+#include "metadata/cls_RegistrarHook.h"
+#include "persist/cls_ReadVisitor.h"
+#include "persist/cls_WriteVisitor.h"
+#include "store/sto_Exception.h"
+#include "store/sto_Shared.h"
+
+class sto_Session;
+
+/// How a store is opened.
+enum class sto_Mode {
+  Create,    ///< a new store; Conflict when there is something under the name already
+  ReadWrite, ///< a store that is there, to read and write
+  ReadOnly,  ///< a store that is there, to read
+};
+
+/// An open store: one session of one program with one store of objects.
+///
+///     sto_Store store = sto_Store::Open("plate.kvs", sto_Mode::Create, classes);
+///     store.Save("analysis/step-1", model);                           // a transaction of its own
+///     ...
+///     std::unique_ptr<Model> model = store.Load<Model>("analysis/step-1");
+///
+/// A saved object is any class with `DBWrite(cls_WriteVisitor const&) const`; a loaded one has a constructor
+/// from `cls_ReadVisitor const&`. Each class must be in `classes`, with the version that this program writes.
+///
+/// Invariants:
+/// 1. A save is complete or leaves the store as it was. An object that is reached several times in one save
+/// is
+///    written once, and cycles end; saving an object again replaces what its identity was saved as before.
+/// 2. While an identity lives, it and its stored object belong together: loading the object again gives the
+/// same
+///    identity. When it dies, the bond dies; a later identity is never taken for it.
+/// 3. A committed save survives the end of the process and, as far as SQLite promises, the loss of power.
+///
+/// Failures are sto_Exception; see sto_ErrorKind. After a failed operation the store can be used on.
+/// Objects nest at most sto_Format::MaxNesting deep.
+///
+/// Thread rule: one thread, which also owns the identities of what is saved and loaded. The store must be
+/// closed before that thread ends and before nex_finalize. Several stores may be open at once.
+class KVL_EXPORT sto_Store {
+ public:
+  /// Opens the store in file `location` for a program with these classes, besides the library's own.
+  /// NotFound: no file there, or no store in it (the file is left as it is). Conflict: Create and something
+  /// is there. NewerFormat: written by a newer version of this module. Damaged, ReadOnly, Busy, Unavailable.
+  static sto_Store Open(std::string const& location, sto_Mode mode,
+                        std::span<cls_ClassDeclaration const> classes);
+
+  sto_Store(sto_Store&&) noexcept;
+  sto_Store& operator=(sto_Store&&) noexcept;
+  /// Closes the store; an open transaction is rolled back.
+  ~sto_Store();
+
+  /// The file of the store.
+  [[nodiscard]] std::string const& Location() const noexcept;
+  [[nodiscard]] bool IsReadOnly() const noexcept;
+
+  /// Saves an object, and all that it holds, under a root name, in the place of what had that name (which
+  /// stays in the store without name). In the open transaction, or else in one of its own. Busy, ReadOnly,
+  /// Full, Conflict, Unavailable; Misuse for an undeclared class.
+  template <class T> void Save(std::string_view root, T const& object) {
+    SaveWith(root, &object, [](void const* untyped, cls_WriteVisitor const& visitor) {
+      static_cast<T const*>(untyped)->DBWrite(visitor);
+    });
+  }
+
+  /// Builds a new object of what is stored under a root name. No other object can hold it; where something in
+  /// its own graph leads back to it, use LoadShared.
+  /// NotFound for an unknown name; WrongClass when T has a TypeId() and the object is of another class;
+  /// Damaged, NewerFormat.
+  template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::string_view root) {
+    std::unique_ptr<T> object;
+    LoadWith(root, [&object](cls_ReadVisitor const& visitor) {
+      sto_CheckClass<T>(visitor);
+      sto_HoldUnshared(visitor, typeid(T));
+      object = sto_Construct<T>(visitor);
+    });
+    return object;
+  }
+
+  /// The same for an object that its graph may lead back to, through members read with sto_ReadShared.
+  template <class T> [[nodiscard]] std::shared_ptr<T> LoadShared(std::string_view root) {
+    std::shared_ptr<T> object;
+    LoadWith(root, [&object](cls_ReadVisitor const& visitor) { object = sto_ConstructShared<T>(visitor); });
+    return object;
+  }
+
+  /// Whether there is an object under a root name.
+  [[nodiscard]] bool HasRoot(std::string_view root);
+  /// All root names, in ascending order of their bytes.
+  [[nodiscard]] std::vector<std::string> Roots();
+  /// Takes a root name away; its object stays in the store without name. False when there is no such name.
+  bool RemoveRoot(std::string_view root);
+
+  /// How many objects the store has (base-class parts are not counted on their own).
+  [[nodiscard]] std::int64_t ObjectCount();
+  /// The store's size on its medium, in bytes.
+  [[nodiscard]] std::int64_t SizeBytes();
+
+ private:
+  friend class sto_Transaction;
+  explicit sto_Store(std::unique_ptr<sto_Session> session) noexcept;
+
+  using WriteObject = void (*)(void const* object, cls_WriteVisitor const& visitor);
+  void SaveWith(std::string_view root, void const* object, WriteObject write);
+
+  /// Calls `read` with a visitor on the root's object, in a transaction.
+  template <class Read> void LoadWith(std::string_view root, Read read) {
+    LoadErased(root, &read, [](void* untyped, cls_ReadVisitor const& visitor) {
+      (*static_cast<Read*>(untyped))(visitor);
+    });
+  }
+  void LoadErased(std::string_view root, void* read,
+                  void (*call)(void* read, cls_ReadVisitor const& visitor));
+
+  std::unique_ptr<sto_Session> m_Session;
+};
+
+/// A transaction on a store: what is saved in it becomes durable and visible to others with Commit, all or
+/// nothing. Without Commit the destructor rolls back. One transaction a store at a time (Misuse).
+///
+///     sto_Transaction transaction(store);
+///     store.Save("mesh", mesh);
+///     store.Save("result", result);
+///     transaction.Commit();
+///
+/// The store must outlive it. Thread rule: as the store.
+class KVL_EXPORT sto_Transaction {
+ public:
+  /// Begins; waits up to some seconds for another writer, then raises Busy. ReadOnly for a store that is.
+  explicit sto_Transaction(sto_Store& store);
+  ~sto_Transaction();
+  sto_Transaction(sto_Transaction const&) = delete;
+  sto_Transaction& operator=(sto_Transaction const&) = delete;
+
+  /// Makes everything durable. When it raises, the transaction is still open: commit again, or roll back.
+  void Commit();
+
+  /// Undoes everything; identities that were first saved in the transaction are unknown to the store again.
+  void Rollback() noexcept;
+
+ private:
+  sto_Session* m_Session; // null when the transaction is over
+};
