@@ -2,14 +2,25 @@
 include(CMakePackageConfigHelpers)
 
 get_property(libraries GLOBAL PROPERTY KVL_LIBRARIES)
+# The libraries find each other beside themselves, wherever the installation is moved to, and those of others
+# (a database client, a host's own support libraries) where they were at the build.
+set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN" INSTALL_RPATH_USE_LINK_PATH ON)
 install(TARGETS ${libraries} EXPORT KVLpersistTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(EXPORT KVLpersistTargets NAMESPACE KVL::
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/KVLpersist")
-foreach(folder platform persist metadata errors wrappers module store)
-  install(DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kvlpersist"
-    FILES_MATCHING PATTERN "*.h")
+
+set(header_folders platform persist metadata errors collections wrappers module)
+if(KVL_BUILD_STORE)
+  list(APPEND header_folders store)
+endif()
+foreach(folder IN LISTS header_folders)
+  if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}")
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kvlpersist"
+      FILES_MATCHING PATTERN "*.h")
+  endif()
 endforeach()
+
 configure_package_config_file(cmake/KVLpersistConfig.cmake.in
   "${CMAKE_CURRENT_BINARY_DIR}/KVLpersistConfig.cmake"
   INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/KVLpersist")

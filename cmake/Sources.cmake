@@ -76,19 +76,96 @@ set(KVL_STORE_SOURCES
 
 # Tests, one program for each layer.
 set(KVL_PLATFORM_TEST_SOURCES
-)
+  platform/atr/atr_String_test.cpp
+  platform/atr/atr_translate_test.cpp
+  platform/cow/cow_1DArrayList_test.cpp
+  platform/cow/cow_1DArray_test.cpp
+  platform/cow/cow_COW_test.cpp
+  platform/cow/cow_ContainerModel_test.cpp
+  platform/cow/cow_CountedHld_test.cpp
+  platform/cow/cow_String_test.cpp
+  platform/cow/cow_SystemErrorCode_test.cpp
+  platform/kvl_contract_test.cpp
+  platform/mem/mem_Memory_test.cpp
+  platform/mem/mem_UseCount_test.cpp
+  platform/omni/omi_Singleton_test.cpp
+  platform/thr/thr_GlobalLock_test.cpp
+  platform/thr/thr_ProcessEnd_test.cpp
+  platform/thr/thr_ThrSingletonRegistry_test.cpp
+  platform/thr/thr_ThreadSlot_test.cpp
+  platform/typ/typ_ArchCompTable_test.cpp
+  tests/support/ChildMain.cpp
+  tests/support/ChildProcess.cpp)
 
 set(KVL_IDENTITY_TEST_SOURCES
-)
+  persist/cls_HistoryEntry_test.cpp
+  persist/cls_Static_test.cpp
+  persist/cls_UidCatalog_test.cpp
+  persist/cls_UidModel_test.cpp
+  persist/cls_UidThreads_test.cpp
+  persist/cls_Uid_test.cpp
+  persist/thr_ThreadSingleton_test.cpp
+  tests/support/ChildMain.cpp
+  tests/support/ChildProcess.cpp
+  tests/support/HeapCount.cpp)
 
 set(KVL_PERSIST_TEST_SOURCES
-)
+  persist/cls_AgentProxy_test.cpp
+  persist/cls_AgentRequest_test.cpp
+  persist/cls_BackEndDefaults_test.cpp
+  persist/cls_FieldHandle_test.cpp
+  persist/cls_ReadVisitor_test.cpp
+  persist/cls_VisitorAllocation_test.cpp
+  persist/cls_VisitorScalars_test.cpp
+  persist/cls_WriteCollectionCheck_test.cpp
+  persist/cls_WriteVisitor_test.cpp
+  tests/slots/AgentSlots_test.cpp
+  tests/slots/CollectionSlots_test.cpp
+  tests/slots/MementoSlots_test.cpp
+  tests/support/ForwardingMemento_test.cpp
+  tests/support/HeapCount.cpp
+  tests/support/RecordingBackEnd.cpp)
 
 set(KVL_ERRORS_TEST_SOURCES
-)
+  errors/nex_Cast_test.cpp
+  errors/nex_ExceptionHolder_test.cpp
+  errors/nex_ExceptionRead_test.cpp
+  errors/nex_ExceptionThrow_test.cpp
+  errors/nex_ExceptionWrite_test.cpp
+  errors/nex_Exception_test.cpp
+  errors/nex_OutOfMemoryException_test.cpp
+  errors/nex_TypeTable_test.cpp
+  module/nex_initialize_test.cpp
+  tests/slots/ExceptionSlots_test.cpp
+  tests/support/RecordingBackEnd.cpp)
 
 set(KVL_WRAPPERS_TEST_SOURCES
-)
+  tests/support/RecordingBackEnd.cpp
+  wrappers/cls_xpIdentity_test.cpp
+  wrappers/cls_xpRead_test.cpp
+  wrappers/cls_xpWrite_test.cpp)
 
 set(KVL_STORE_TEST_SOURCES
-)
+  store/sto_BaseParts_test.cpp
+  store/sto_Damage_test.cpp
+  store/sto_Exception_test.cpp
+  store/sto_Golden_test.cpp
+  store/sto_Graph_test.cpp
+  store/sto_Identity_test.cpp
+  store/sto_Kill_test.cpp
+  store/sto_Lists_test.cpp
+  store/sto_Model_test.cpp
+  store/sto_Refusal_test.cpp
+  store/sto_Sessions_test.cpp
+  store/sto_Store_test.cpp
+  store/sto_Transaction_test.cpp
+  store/sto_Values_test.cpp
+  tests/support/StoreFaultVfs.cpp
+  tests/support/StoreFile.cpp)
+
+set(KVL_STORE_INTERNAL_TEST_SOURCES
+  store/sto_IdentityMap_test.cpp
+  store/sto_Record_test.cpp
+  store/sto_Session_test.cpp
+  tests/support/StoreFile.cpp
+  tests/support/StoreNewFault.cpp)

@@ -44,6 +44,9 @@ class sto_Driver {
   virtual void Commit() = 0;
   /// Undoes the transaction's writes. Does nothing without transaction.
   virtual void Rollback() noexcept = 0;
+  /// Whether a transaction is open. After some failures (no room, input or output error) the storage has
+  /// undone it by itself.
+  [[nodiscard]] virtual bool IsInTransaction() const noexcept = 0;
 
   /// Marks a place in the write transaction to which RollbackToMark goes back; marks do not nest.
   virtual void SetMark() = 0;

@@ -34,7 +34,7 @@ void sto_Exception::DBWrite(cls_WriteVisitor const& visitor) const {
   visitor.Write(cls_FieldHandle(1, "m_Value"_cow), m_Value);
 }
 
-void sto_Raise(sto_ErrorKind kind, std::string const& message, std::source_location const& place) {
-  std::string const file = std::filesystem::path(place.file_name()).stem().string();
-  sto_Exception(kind, atr_String(cow_String(message))).Throw(file.c_str(), static_cast<int>(place.line()));
+void sto_Raise(sto_ErrorKind kind, std::string const& message, sto_Place place) {
+  std::string const file = std::filesystem::path(place.m_File).stem().string();
+  sto_Exception(kind, atr_String(cow_String(message))).Throw(file.c_str(), place.m_Line);
 }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <source_location>
 #include <string>
 
 #include "errors/nex_Exception.h"
 #include "store/sto_ErrorKind.h"
+#include "store/sto_Place.h"
 
 /// Every failure of the database module. The message names the store, and where they are known the object and
 /// the attribute. Catch it, or nex_Exception&; Kind() says what can be done. Thread rule: as nex_Exception.
@@ -36,4 +36,4 @@ class KVL_EXPORT sto_Exception : public nex_Exception {
 
 /// Raises a sto_Exception from the calling line.
 [[noreturn]] KVL_EXPORT void sto_Raise(sto_ErrorKind kind, std::string const& message,
-                                       std::source_location const& place = std::source_location::current());
+                                       sto_Place place = sto_Place::Current());

@@ -1,7 +1,6 @@
 #include "store/sto_IdentityMap.h"
 
 #include <typeinfo>
-#include <vector>
 
 sto_IdentityMap::Tie::Tie(sto_IdentityMap& map, cls_UidCatalogEntry* entry, std::int64_t id)
     : m_Map(map), m_Entry(entry), m_Id(id) {
@@ -39,9 +38,9 @@ cls_Uid sto_IdentityMap::IdentityOf(std::int64_t id) {
   return uid;
 }
 
-void sto_IdentityMap::DropFrom(std::int64_t firstId) {
-  std::vector<Tie*> dropped;
-  for (auto const& [id, tie] : m_Ties)
-    if (id >= firstId) dropped.push_back(tie);
-  for (Tie* const tie : dropped) delete tie;
+void sto_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
+  for (auto entry = m_Ties.begin(); entry != m_Ties.end();) {
+    Tie* const tie = (entry++)->second; // a tie takes itself out of the map
+    if (tie->m_Id >= firstId) delete tie;
+  }
 }

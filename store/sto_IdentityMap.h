@@ -52,7 +52,7 @@ class sto_IdentityMap {
   [[nodiscard]] cls_Uid IdentityOf(std::int64_t id);
 
   /// Unties every id from `firstId` on: they were given out in work that is undone.
-  void DropFrom(std::int64_t firstId);
+  void DropFrom(std::int64_t firstId) noexcept;
 
   [[nodiscard]] std::size_t Count() const noexcept { return m_Ties.size(); }
 

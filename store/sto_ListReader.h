@@ -21,8 +21,11 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
   sto_ListReader(sto_Session& session, std::int64_t id, std::shared_ptr<sto_Record const> record)
       : m_Session(session), m_Id(id), m_Record(std::move(record)), m_List(*m_Record->List()) {
     if (m_List.m_InBlocks) {
-      // Before anybody makes room for the elements: the last one must be there.
+      // Before anybody makes room for the elements: the last one must be there, and the whole store cannot
+      // be smaller than one of its lists.
       if (m_List.m_Count > 0 && !m_Session.Driver().HasBlock(Key(BlockOf(m_List.m_Count - 1))))
+        RaiseDamaged();
+      if (MinBytes(m_List.m_Count) > static_cast<std::uint64_t>(m_Session.Driver().SizeBytes()))
         RaiseDamaged();
     } else {
       Open(m_List.m_Inline);

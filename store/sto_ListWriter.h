@@ -60,7 +60,10 @@ template <class T> class sto_ListWriter : public cls_WriteListPrim<T> {
       m_Hash = sto_Checksum(m_Hash, m_Elements);
     else if (m_InBlock > 0)
       FlushBlock();
-    m_Object->Session().CheckSameList(m_Object->Id(), m_Hash + static_cast<std::uint64_t>(m_Count));
+    sto_Bytes shape;
+    sto_ByteWriter(shape).Number(m_Width);
+    sto_ByteWriter(shape).Number(m_Count);
+    m_Object->Session().CheckSameList(m_Object->Id(), sto_Checksum(m_Hash, shape));
     sto_ListHeader header;
     header.m_ElementType = sto_ElementCodec<T>::ElementType;
     header.m_Width = m_Width;

@@ -13,6 +13,7 @@ class sto_LoadedObjects {
   struct Entry {
     std::type_index m_Type;
     std::shared_ptr<void> m_Object; // null for an object that has one owner and cannot be shared
+    std::int64_t m_Number;          // in the order of adding
   };
 
   [[nodiscard]] Entry const* Find(std::int64_t id) const noexcept {
@@ -20,9 +21,16 @@ class sto_LoadedObjects {
     return found == m_Entries.end() ? nullptr : &found->second;
   }
   void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object) {
-    m_Entries.insert_or_assign(id, Entry{type, std::move(object)});
+    m_Entries.insert_or_assign(id, Entry{type, std::move(object), ++m_LastNumber});
   }
-  void Remove(std::int64_t id) noexcept { m_Entries.erase(id); }
+  /// Forgets an object whose construction failed, and those that were begun after it: they may lead back to
+  /// it.
+  void RemoveFrom(std::int64_t id) noexcept {
+    if (Entry const* const failed = Find(id))
+      std::erase_if(m_Entries, [first = failed->m_Number](auto const& entry) {
+        return entry.second.m_Number >= first;
+      });
+  }
 
   /// A load begins; one inside another is part of it.
   void Enter() noexcept { ++m_Depth; }
@@ -33,5 +41,6 @@ class sto_LoadedObjects {
 
  private:
   int m_Depth = 0;
+  std::int64_t m_LastNumber = 0;
   std::unordered_map<std::int64_t, Entry> m_Entries;
 };

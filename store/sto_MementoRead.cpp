@@ -47,6 +47,11 @@ char const* TagName(std::uint8_t tag) {
   }
 }
 
+std::string NameOf(cls_FieldHandle const& field) {
+  return field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId())
+                                : std::string(field.Name().View());
+}
+
 bool IsAnyInt32(std::uint8_t tag) {
   return tag == sto_Format::Int32 || tag == sto_Format::UInt32 || tag == sto_Format::Enum;
 }
@@ -113,9 +118,7 @@ std::string sto_MementoRead::Describe() const {
 }
 
 void sto_MementoRead::RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const {
-  std::string const name =
-      field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId()) : std::string(field.Name().View());
-  m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + name + " of " + Describe() + " is stored as " +
+  m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + NameOf(field) + " of " + Describe() + " is stored as " +
                                                  TagName(tag) + " and cannot be read as " + asked + ".");
 }
 
@@ -138,7 +141,7 @@ int sto_MementoRead::FieldIsPresent(cls_FieldHandle const& field) const {
 int sto_MementoRead::DataIsPresent(cls_FieldHandle const& field) const {
   sto_Field const* const found = Find(field);
   if (found == nullptr) return 0;
-  if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference) return 1;
+  if (found->m_Tag != sto_Format::Reference) return 1;
   return m_Session.Driver().HasObject(sto_ByteReader(found->m_Payload).Number<std::int64_t>()) ? 1 : 0;
 }
 
@@ -152,7 +155,11 @@ cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field)
                                              std::to_string(sto_Format::MaxNesting) + " deep (at " +
                                              Describe() + ").");
   std::int64_t const id = sto_ByteReader(found->m_Payload).Number<std::int64_t>();
-  return new sto_MementoRead(m_Session, m_Session.ReadRecord(id), m_Depth + 1);
+  std::shared_ptr<sto_Record const> record = m_Session.ReadRecord(id);
+  if (record == nullptr && found->m_Tag == sto_Format::Object)
+    m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", which attribute " +
+                                                NameOf(field) + " of " + Describe() + " holds, is missing.");
+  return new sto_MementoRead(m_Session, std::move(record), m_Depth + 1);
 }
 
 cls_MementoRead* sto_MementoRead::Clone() {

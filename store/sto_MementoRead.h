@@ -26,7 +26,7 @@ class sto_MementoRead : public sto_MementoReadGaps {
   cow_String DbId() override;
   cls_Uid const& GetUid() override;
   int FieldIsPresent(cls_FieldHandle const& field) const override;
-  /// For a field that holds or names an object: whether that object is in the store.
+  /// For a field that names an object: whether that object is in the store. One that a field holds always is.
   int DataIsPresent(cls_FieldHandle const& field) const override;
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) override;
   cls_MementoRead* Clone() override;

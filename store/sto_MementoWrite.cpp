@@ -17,11 +17,17 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
                                                               cls_Uid const& uid, int depth,
                                                               std::int64_t& id) {
   session.RaiseKept();
+  session.CheckSave();
   sto_IdentityMap::Tie& tie = session.TieOf(uid);
   id = tie.Id();
   if (session.WasReached(tie) && !IsCollection(classId)) return nullptr;
-  return std::make_unique<sto_MementoWrite>(std::make_shared<sto_ObjectWriter>(session, id, classId, depth),
-                                            0);
+  try {
+    return std::make_unique<sto_MementoWrite>(std::make_shared<sto_ObjectWriter>(session, id, classId, depth),
+                                              0);
+  } catch (...) {
+    session.MarkIncomplete();
+    throw;
+  }
 }
 
 sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag) {

@@ -13,7 +13,10 @@ sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, unsign
 }
 
 sto_ObjectWriter::~sto_ObjectWriter() {
-  if (IsUnwinding()) return;
+  if (IsUnwinding()) {
+    m_Session.MarkIncomplete();
+    return;
+  }
   try {
     Finish();
   } catch (...) {
@@ -26,6 +29,7 @@ std::string sto_ObjectWriter::Describe() const {
 }
 
 void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
+  m_Session.CheckSave();
   std::int64_t const key = sto_BlockKey(m_Id, m_BlockCount);
   sto_Seal(static_cast<std::uint64_t>(key), elements);
   m_Session.Driver().WriteBlock(key, elements);
@@ -33,6 +37,7 @@ void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
 }
 
 void sto_ObjectWriter::Finish() {
+  m_Session.CheckSave();
   sto_Bytes const record = m_Record.Finish(m_Id);
   if (record.size() > sto_Format::MaxValueBytes)
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +

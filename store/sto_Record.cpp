@@ -1,5 +1,6 @@
 #include "store/sto_Record.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -76,6 +77,12 @@ bool sto_Record::Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, 
   return true;
 }
 
+bool sto_Record::TakeId(std::uint64_t id) noexcept {
+  if (id == 0 || id > static_cast<std::uint64_t>(sto_Format::MaxObjectId)) return false;
+  m_GreatestId = std::max(m_GreatestId, static_cast<std::int64_t>(id));
+  return true;
+}
+
 bool sto_Record::DecodeParts(sto_ByteReader& reader) {
   std::uint64_t const partCount = reader.Varint();
   if (partCount == 0 || partCount > reader.Remaining() / MinPartBytes) return false;
@@ -86,8 +93,7 @@ bool sto_Record::DecodeParts(sto_ByteReader& reader) {
     std::uint64_t const id = reader.Varint();
     std::uint64_t const fieldCount = reader.Varint();
     if (reader.Failed() || classId > std::numeric_limits<unsigned int>::max() || version > MaxInt ||
-        version < std::numeric_limits<int>::min() ||
-        id > static_cast<std::uint64_t>(sto_Format::MaxObjectId) ||
+        version < std::numeric_limits<int>::min() || !TakeId(id) ||
         fieldCount > reader.Remaining() / MinFieldBytes)
       return false;
     part = {static_cast<unsigned int>(classId), static_cast<int>(version), static_cast<std::int64_t>(id), {}};
@@ -115,9 +121,11 @@ bool sto_Record::DecodeField(sto_ByteReader& reader, sto_Field& field) {
     break;
   case sto_Format::Reference:
     field.m_Payload = reader.Raw(8);
+    if (!TakeId(sto_ByteReader(field.m_Payload).Number<std::uint64_t>())) return false;
     break;
   case sto_Format::Object:
     field.m_Payload = reader.Raw(9);
+    if (!TakeId(sto_ByteReader(field.m_Payload).Number<std::uint64_t>())) return false;
     break;
   default:
     return false;

@@ -51,8 +51,12 @@ class sto_Record {
 
   [[nodiscard]] std::vector<sto_Part> const& Parts() const noexcept { return m_Parts; }
   [[nodiscard]] std::optional<sto_ListHeader> const& List() const noexcept { return m_List; }
+  /// The greatest id of all parts, references and objects in fields.
+  [[nodiscard]] std::int64_t GreatestId() const noexcept { return m_GreatestId; }
 
  private:
+  /// Notes an id; false for one that no object can have.
+  [[nodiscard]] bool TakeId(std::uint64_t id) noexcept;
   [[nodiscard]] bool DecodeParts(sto_ByteReader& reader);
   [[nodiscard]] bool DecodeField(sto_ByteReader& reader, sto_Field& field);
   [[nodiscard]] bool DecodeList(sto_ByteReader& reader, bool inBlocks);
@@ -60,6 +64,7 @@ class sto_Record {
   sto_Bytes m_Bytes;
   std::vector<sto_Part> m_Parts;
   std::optional<sto_ListHeader> m_List;
+  std::int64_t m_GreatestId = 0;
 };
 
 /// Builds the bytes of one object from its parts, outermost class first.

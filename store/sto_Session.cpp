@@ -19,22 +19,29 @@ void sto_Session::Begin(bool forWriting) {
     Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
   m_Driver->Begin(forWriting);
   m_InTransaction = true;
-  m_IsWriting = forWriting;
   try {
     if (std::int64_t const counter = m_Driver->ChangeCounter(); counter != m_ChangeCounter) {
       m_Catalogue.Forget();
       m_ChangeCounter = counter;
     }
-    if (forWriting) m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
+    m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
   } catch (...) {
     Rollback();
     throw;
   }
+  m_IsWriting = forWriting; // from now on a rollback has ids to take back
+}
+
+void sto_Session::CheckTransaction() const {
+  if (m_InTransaction && !m_Driver->IsInTransaction())
+    Raise(sto_ErrorKind::Unavailable, "The transaction was undone by a failure; roll it back.");
 }
 
 void sto_Session::Commit() {
   RaiseKept();
   if (!m_InTransaction) Raise(sto_ErrorKind::Misuse, "There is no transaction to commit.");
+  if (m_InSave) Raise(sto_ErrorKind::Misuse, "Committing in the middle of a save.");
+  CheckTransaction();
   if (m_IsWriting && m_NextId != m_FirstIdOfTransaction) m_Driver->SetNextObjectId(m_NextId);
   m_Driver->Commit();
   m_InTransaction = m_IsWriting = false;
@@ -47,7 +54,7 @@ void sto_Session::Rollback() noexcept {
     DropNewTies(m_FirstIdOfTransaction);
     m_Catalogue.Forget();
   }
-  m_InTransaction = m_IsWriting = false;
+  m_InTransaction = m_IsWriting = m_InSave = false;
   m_Kept = nullptr;
 }
 
@@ -58,24 +65,37 @@ void sto_Session::BeginSave() {
   m_FirstIdOfSave = m_NextId;
   ++m_SaveNumber;
   m_ListsOfSave.clear();
+  m_IsIncomplete = false;
   m_InSave = true;
+}
+
+void sto_Session::CheckSave() const {
+  if (!m_InSave) Raise(sto_ErrorKind::Misuse, "Writing outside a save.");
 }
 
 void sto_Session::EndSave() {
   RaiseKept();
+  CheckSave();
+  if (m_IsIncomplete)
+    Raise(sto_ErrorKind::Misuse, "An object could not be saved, and its failure was not passed on.");
   m_Driver->ReleaseMark();
   m_InSave = false;
 }
 
-void sto_Session::UndoSave() {
+void sto_Session::UndoSave() noexcept {
   m_InSave = false;
   m_Kept = nullptr;
   DropNewTies(m_FirstIdOfSave);
   m_Catalogue.Forget();
-  m_Driver->RollbackToMark();
+  try {
+    m_Driver->RollbackToMark();
+  } catch (...) {
+    m_Driver->Rollback(); // half a save must not stay in a transaction that can be committed
+  }
+  if (!m_Driver->IsInTransaction()) DropNewTies(m_FirstIdOfTransaction);
 }
 
-void sto_Session::DropNewTies(std::int64_t firstNewId) {
+void sto_Session::DropNewTies(std::int64_t firstNewId) noexcept {
   m_Identities.DropFrom(firstNewId);
   m_NextId = firstNewId;
 }
@@ -129,6 +149,10 @@ std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
   if (!record->Decode(id, classId, std::move(bytes), problem))
     Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
                                       ") is damaged: " + problem + ".");
+  if (record->GreatestId() >= m_NextId)
+    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
+                                      ") names object " + std::to_string(record->GreatestId()) +
+                                      ", which the store never had.");
   CheckVersions(id, *record);
   return record;
 }
@@ -145,7 +169,7 @@ void sto_Session::CheckVersions(std::int64_t id, sto_Record const& record) const
 }
 
 void sto_Session::Raise(sto_ErrorKind kind, std::string const& message,
-                        std::source_location const& place) const {
+                        sto_Place place) const {
   sto_Raise(kind, m_Location + ": " + message, place);
 }
 

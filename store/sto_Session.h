@@ -3,7 +3,6 @@
 #include <exception>
 #include <memory>
 #include <optional>
-#include <source_location>
 #include <span>
 #include <string>
 #include <unordered_map>
@@ -13,6 +12,7 @@
 #include "store/sto_ErrorKind.h"
 #include "store/sto_IdentityMap.h"
 #include "store/sto_LoadedObjects.h"
+#include "store/sto_Place.h"
 #include "store/sto_Record.h"
 
 class cls_FieldHandle;
@@ -42,6 +42,8 @@ class sto_Session {
   // --- transactions
 
   [[nodiscard]] bool InTransaction() const noexcept { return m_InTransaction; }
+  /// Unavailable when a failure has undone the open transaction, so that only Rollback is left.
+  void CheckTransaction() const;
   [[nodiscard]] bool IsWriting() const noexcept { return m_IsWriting; }
   /// ReadOnly when the store is; Misuse when a transaction is open.
   void Begin(bool forWriting);
@@ -54,7 +56,13 @@ class sto_Session {
   /// Starts a save: its objects are written once each. A save that fails is undone as a whole.
   void BeginSave();
   void EndSave();
-  void UndoSave();
+  void UndoSave() noexcept;
+
+  /// Misuse when no save is going on.
+  void CheckSave() const;
+
+  /// An object of the save failed: the save can only be undone, even when nobody passes the failure on.
+  void MarkIncomplete() noexcept { m_IsIncomplete = true; }
 
   /// The tie of an identity, with a new object id when it has none.
   [[nodiscard]] sto_IdentityMap::Tie& TieOf(cls_Uid const& uid);
@@ -87,7 +95,7 @@ class sto_Session {
 
   /// Raises with the store's name before the message.
   [[noreturn]] void Raise(sto_ErrorKind kind, std::string const& message,
-                          std::source_location const& place = std::source_location::current()) const;
+                          sto_Place place = sto_Place::Current()) const;
 
   /// Keeps a failure that happened where none can be raised; the first one stays.
   void Keep(std::exception_ptr failure) noexcept;
@@ -96,7 +104,7 @@ class sto_Session {
 
  private:
   void CheckVersions(std::int64_t id, sto_Record const& record) const;
-  void DropNewTies(std::int64_t firstNewId);
+  void DropNewTies(std::int64_t firstNewId) noexcept;
 
   std::string m_Location;
   std::unique_ptr<sto_Driver> m_Driver;
@@ -107,6 +115,7 @@ class sto_Session {
   bool m_InTransaction = false;
   bool m_IsWriting = false;
   bool m_InSave = false;
+  bool m_IsIncomplete = false;
   std::int64_t m_ChangeCounter = -1;
   std::int64_t m_NextId = 1;
   std::int64_t m_FirstIdOfTransaction = 1;

@@ -45,10 +45,14 @@ void sto_HoldShared(cls_ReadVisitor const& visitor, std::type_index type, std::s
 }
 
 void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type) {
-  sto_HoldShared(visitor, type, nullptr);
+  sto_MementoRead* const memento = StoredObject(visitor);
+  if (memento == nullptr) return;
+  sto_LoadedObjects& loaded = memento->Session().Loaded();
+  // A load inside another may ask for one more object of what the outer one has shared already.
+  if (loaded.Find(memento->Id()) == nullptr) loaded.Add(memento->Id(), type, nullptr);
 }
 
 void sto_ForgetShared(cls_ReadVisitor const& visitor) noexcept {
   if (sto_MementoRead* const memento = StoredObject(visitor))
-    memento->Session().Loaded().Remove(memento->Id());
+    memento->Session().Loaded().RemoveFrom(memento->Id());
 }

@@ -32,7 +32,7 @@ KVL_EXPORT void sto_HoldShared(cls_ReadVisitor const& visitor, std::type_index t
                                std::shared_ptr<void> object);
 /// Makes known that the object has one owner, so that a way back to it is an error and not an endless load.
 KVL_EXPORT void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type);
-/// Forgets an object whose construction failed.
+/// Forgets an object whose construction failed, and those that were built within it.
 KVL_EXPORT void sto_ForgetShared(cls_ReadVisitor const& visitor) noexcept;
 
 template <class T> void sto_CheckClass(cls_ReadVisitor const& visitor) {

@@ -14,7 +14,10 @@ class OwnTransaction {
  public:
   OwnTransaction(sto_Session& session, bool forWriting)
       : m_Session(session), m_IsOwn(!session.InTransaction()) {
-    if (m_IsOwn) m_Session.Begin(forWriting);
+    if (m_IsOwn)
+      m_Session.Begin(forWriting);
+    else
+      m_Session.CheckTransaction();
   }
   OwnTransaction(OwnTransaction const&) = delete;
   OwnTransaction& operator=(OwnTransaction const&) = delete;
@@ -95,6 +98,8 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
     }
     if (request.Id() == 0)
       m_Session->Raise(sto_ErrorKind::Misuse, "The object for root " + std::string(root) + " wrote nothing.");
+    m_Session->RaiseKept();
+    m_Session->CheckSave();
     m_Session->Driver().SetRoot(root, request.Id());
     m_Session->EndSave();
   } catch (...) {
@@ -130,6 +135,8 @@ std::vector<std::string> sto_Store::Roots() {
 
 bool sto_Store::RemoveRoot(std::string_view root) {
   OwnTransaction transaction(*m_Session, true);
+  if (!m_Session->IsWriting())
+    m_Session->Raise(sto_ErrorKind::Misuse, "Removing a root while an object is being loaded.");
   bool const removed = m_Session->Driver().RemoveRoot(root);
   transaction.Commit();
   return removed;

@@ -55,6 +55,9 @@ class KVL_EXPORT sto_Store {
   static sto_Store Open(std::string const& location, sto_Mode mode,
                         std::span<cls_ClassDeclaration const> classes);
 
+  /// The store of a session that the module itself has made, over a driver of its choice.
+  explicit sto_Store(std::unique_ptr<sto_Session> session) noexcept;
+
   sto_Store(sto_Store&&) noexcept;
   sto_Store& operator=(sto_Store&&) noexcept;
   /// Closes the store; an open transaction is rolled back.
@@ -108,7 +111,6 @@ class KVL_EXPORT sto_Store {
 
  private:
   friend class sto_Transaction;
-  explicit sto_Store(std::unique_ptr<sto_Session> session) noexcept;
 
   using WriteObject = void (*)(void const* object, cls_WriteVisitor const& visitor);
   void SaveWith(std::string_view root, void const* object, WriteObject write);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/cow/cow_1DArray.h"
 
@@ -15,6 +16,19 @@ public:
 
   /// Nothing used, storage for `length` elements.
   explicit cow_1DArrayList(int length) : m_Storage(length) {}
+
+  cow_1DArrayList(cow_1DArrayList const& other) noexcept = default;
+  cow_1DArrayList& operator=(cow_1DArrayList const& other) noexcept = default;
+  ~cow_1DArrayList() = default;
+
+  /// The source is left empty: its used count goes with the storage.
+  cow_1DArrayList(cow_1DArrayList&& other) noexcept
+      : m_Used(std::exchange(other.m_Used, 0)), m_Storage(std::move(other.m_Storage)) {}
+  cow_1DArrayList& operator=(cow_1DArrayList&& other) noexcept {
+    m_Used = std::exchange(other.m_Used, 0);
+    m_Storage = std::move(other.m_Storage);
+    return *this;
+  }
 
   /// How many elements are used.
   [[nodiscard]] int Count() const noexcept { return m_Used; }

@@ -120,6 +120,6 @@ inline constexpr cow_StringBuffer cow_ImmortalBuffer{
 
 /// "name"_cow: a string that owns nothing and costs nothing to copy.
 template <cow_LiteralChars Literal>
-[[nodiscard]] constexpr cow_String operator""_cow() noexcept {
+[[nodiscard]] inline cow_String operator""_cow() noexcept {
   return cow_String(cow_ImmortalBuffer<Literal>);
 }

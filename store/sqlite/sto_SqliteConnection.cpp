@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr int BusyTimeoutMilliseconds = 5000;
+
 sto_ErrorKind KindOf(int extendedCode) {
   switch (extendedCode & 0xFF) {
   case SQLITE_BUSY:
@@ -37,9 +39,14 @@ sto_ErrorKind KindOf(int extendedCode) {
 } // namespace
 
 sto_SqliteConnection::sto_SqliteConnection(std::string path, int flags) : m_Path(std::move(path)) {
-  int const code = sqlite3_open_v2(m_Path.c_str(), &m_Handle,
+  // Some names are no files to SQLite ("", ":memory:", "file:..."); with a folder before them they are.
+  std::string const file = m_Path.starts_with('/') ? m_Path : "./" + m_Path;
+  int const code = sqlite3_open_v2(file.c_str(), &m_Handle,
                                    flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
-  if (code == SQLITE_OK) return;
+  if (code == SQLITE_OK) {
+    sqlite3_busy_timeout(m_Handle, BusyTimeoutMilliseconds);
+    return;
+  }
   try {
     Raise(code);
   } catch (...) {
@@ -62,7 +69,7 @@ std::int64_t sto_SqliteConnection::QueryInteger(char const* sql) {
   return use.Step() ? use.Integer(0) : 0;
 }
 
-void sto_SqliteConnection::Raise(int code, std::source_location const& place) const {
+void sto_SqliteConnection::Raise(int code, sto_Place place) const {
   sto_ErrorKind const kind = KindOf(code);
   if ((code & 0xFF) == SQLITE_NOTADB) sto_Raise(kind, m_Path + ": This is not a store.", place);
   std::string const text = m_Handle == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(m_Handle);

@@ -2,11 +2,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <source_location>
 #include <string>
 #include <string_view>
 
 #include "store/sto_Codec.h"
+#include "store/sto_Place.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -15,7 +15,7 @@ struct sqlite3_stmt;
 /// message and the kind that fits SQLite's result code. Thread rule: one thread.
 class sto_SqliteConnection {
  public:
-  /// Opens `path` with SQLite's open flags.
+  /// Opens the file `path` with SQLite's open flags. What other sessions lock is waited for some seconds.
   sto_SqliteConnection(std::string path, int flags);
   sto_SqliteConnection(sto_SqliteConnection const&) = delete;
   sto_SqliteConnection& operator=(sto_SqliteConnection const&) = delete;
@@ -30,8 +30,7 @@ class sto_SqliteConnection {
   [[nodiscard]] std::int64_t QueryInteger(char const* sql);
 
   /// Raises the failure that a result code stands for.
-  [[noreturn]] void Raise(int code,
-                          std::source_location const& place = std::source_location::current()) const;
+  [[noreturn]] void Raise(int code, sto_Place place = sto_Place::Current()) const;
 
  private:
   std::string m_Path;

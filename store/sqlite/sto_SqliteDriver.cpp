@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -12,11 +14,8 @@
 
 namespace {
 
-constexpr int BusyTimeoutMilliseconds = 5000;
-
 /// How every connection talks to its file, after which the file's contents cannot turn against the program.
 void Configure(sto_SqliteConnection& connection) {
-  sqlite3_busy_timeout(connection.Handle(), BusyTimeoutMilliseconds);
   sqlite3_db_config(connection.Handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(connection.Handle(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   connection.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA; PRAGMA cell_size_check = ON;"
@@ -31,6 +30,10 @@ void CheckFormat(sto_SqliteConnection& connection) {
     sto_Raise(sto_ErrorKind::NewerFormat,
               connection.Path() + ": The store has format version " + std::to_string(version) +
                   "; this program reads up to version " + std::to_string(sto_Format::Version) + ".");
+  constexpr char CountTables[] = "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND "
+                                 "name IN ('meta', 'class', 'name', 'root', 'object', 'block')";
+  if (version < 1 || connection.QueryInteger(CountTables) != 6)
+    sto_Raise(sto_ErrorKind::Damaged, connection.Path() + ": The store's header or tables are damaged.");
 }
 
 void MakeTables(sto_SqliteConnection& connection) {
@@ -48,6 +51,18 @@ bool IsThere(std::string const& path) {
   return std::filesystem::exists(std::filesystem::symlink_status(path, error));
 }
 
+/// Makes an empty file; false when something is there already, also when another program was faster.
+bool MakeFile(std::string const& path) {
+  if (std::FILE* const file = std::fopen(path.c_str(), "wbx")) {
+    std::fclose(file);
+    return true;
+  }
+  int const error = errno;
+  if (error == EEXIST || IsThere(path)) return false;
+  sto_Raise(sto_ErrorKind::Unavailable,
+            path + ": The file cannot be made: " + std::generic_category().message(error) + ".");
+}
+
 bool IsEmptyFile(std::string const& path) {
   std::error_code error;
   return std::filesystem::is_regular_file(path, error) && std::filesystem::file_size(path, error) == 0 &&
@@ -57,17 +72,19 @@ bool IsEmptyFile(std::string const& path) {
 } // namespace
 
 std::unique_ptr<sto_Driver> sto_SqliteDriver::Create(std::string const& path) {
-  bool const wasThere = IsThere(path);
-  if (wasThere && !IsEmptyFile(path)) sto_Raise(sto_ErrorKind::Conflict, path + ": The file exists already.");
+  bool const isOurs = MakeFile(path);
+  if (!isOurs && !IsEmptyFile(path)) sto_Raise(sto_ErrorKind::Conflict, path + ": The file exists already.");
   try {
-    auto connection =
-        std::make_unique<sto_SqliteConnection>(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    auto connection = std::make_unique<sto_SqliteConnection>(path, SQLITE_OPEN_READWRITE);
     Configure(*connection);
     MakeTables(*connection);
     return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(connection), false));
   } catch (...) {
     std::error_code ignored;
-    if (!wasThere && IsEmptyFile(path)) std::filesystem::remove(path, ignored);
+    if (isOurs) {
+      std::filesystem::remove(path, ignored);
+      std::filesystem::remove(path + "-journal", ignored);
+    }
     throw;
   }
 }
@@ -90,6 +107,7 @@ sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connect
     : m_Connection(std::move(connection)), m_IsReadOnly(readOnly),
       m_ReadObject(*m_Connection, "SELECT class_id, record FROM object WHERE id = ?"),
       m_HasObject(*m_Connection, "SELECT 1 FROM object WHERE id = ?"),
+      m_GreatestId(*m_Connection, "SELECT max(id) FROM object"),
       m_WriteObject(*m_Connection, "REPLACE INTO object(id, class_id, record) VALUES(?, ?, ?)"),
       m_ReadBlock(*m_Connection, "SELECT data FROM block WHERE key = ?"),
       m_HasBlock(*m_Connection, "SELECT 1 FROM block WHERE key = ?"),
@@ -124,20 +142,28 @@ void sto_SqliteDriver::Commit() {
 }
 
 void sto_SqliteDriver::Rollback() noexcept {
-  if (sqlite3_get_autocommit(m_Connection->Handle()) == 0)
-    sqlite3_exec(m_Connection->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+  if (IsInTransaction()) sqlite3_exec(m_Connection->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+bool sto_SqliteDriver::IsInTransaction() const noexcept {
+  return sqlite3_get_autocommit(m_Connection->Handle()) == 0;
+}
+
+void sto_SqliteDriver::CheckTransaction() const {
+  if (!IsInTransaction())
+    sto_Raise(sto_ErrorKind::Unavailable,
+              m_Connection->Path() + ": The transaction was undone by a failure; roll it back.");
 }
 
 void sto_SqliteDriver::SetMark() {
+  CheckTransaction();
   m_Connection->Execute("SAVEPOINT mark");
 }
 void sto_SqliteDriver::ReleaseMark() {
   m_Connection->Execute("RELEASE mark");
 }
 void sto_SqliteDriver::RollbackToMark() {
-  // After some failures (no room, input or output error) SQLite has rolled the whole transaction back itself.
-  if (sqlite3_get_autocommit(m_Connection->Handle()) != 0) return;
-  m_Connection->Execute("ROLLBACK TO mark; RELEASE mark");
+  if (IsInTransaction()) m_Connection->Execute("ROLLBACK TO mark; RELEASE mark");
 }
 
 std::int64_t sto_SqliteDriver::ChangeCounter() {
@@ -149,10 +175,16 @@ std::int64_t sto_SqliteDriver::NextObjectId() {
   sto_SqliteStatement::Use use(m_GetMeta);
   if (!use.Bind(1, std::string_view("next_object_id")).Step() || use.Integer(0) < 1)
     sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store does not say its next object id.");
+  sto_SqliteStatement::Use greatest(m_GreatestId);
+  if (greatest.Step() && greatest.Integer(0) >= use.Integer(0))
+    sto_Raise(sto_ErrorKind::Damaged,
+              m_Connection->Path() + ": The store's next object id, " + std::to_string(use.Integer(0)) +
+                  ", is not after object " + std::to_string(greatest.Integer(0)) + ".");
   return use.Integer(0);
 }
 
 void sto_SqliteDriver::SetNextObjectId(std::int64_t id) {
+  CheckTransaction();
   sto_SqliteStatement::Use(m_SetMeta).Bind(1, std::string_view("next_object_id")).Bind(2, id).Step();
 }
 
@@ -167,6 +199,7 @@ std::vector<sto_ClassRow> sto_SqliteDriver::Classes() {
 }
 
 void sto_SqliteDriver::AddClass(sto_ClassRow const& row) {
+  CheckTransaction();
   sto_SqliteStatement::Use(m_AddClass)
       .Bind(1, std::int64_t{row.m_ClassId})
       .Bind(2, std::int64_t{row.m_Version})
@@ -179,11 +212,17 @@ std::vector<sto_NameRow> sto_SqliteDriver::Names() {
   sto_SqliteStatement statement(*m_Connection, "SELECT id, text FROM name");
   sto_SqliteStatement::Use use(statement);
   std::vector<sto_NameRow> rows;
-  while (use.Step()) rows.push_back({use.Integer(0), use.Text(1)});
+  while (use.Step()) {
+    // Beyond this no store gets; a row there would leave no number for the next name.
+    if (use.Integer(0) < 1 || use.Integer(0) > sto_Format::MaxObjectId)
+      sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's attribute names are damaged.");
+    rows.push_back({use.Integer(0), use.Text(1)});
+  }
   return rows;
 }
 
 void sto_SqliteDriver::AddName(sto_NameRow const& row) {
+  CheckTransaction();
   sto_SqliteStatement::Use(m_AddName).Bind(1, row.m_Id).Bind(2, std::string_view(row.m_Text)).Step();
 }
 
@@ -201,6 +240,7 @@ bool sto_SqliteDriver::HasObject(std::int64_t id) {
 }
 
 void sto_SqliteDriver::WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) {
+  CheckTransaction();
   sto_SqliteStatement::Use(m_WriteObject).Bind(1, id).Bind(2, std::int64_t{classId}).Bind(3, record).Step();
 }
 
@@ -221,10 +261,12 @@ bool sto_SqliteDriver::HasBlock(std::int64_t key) {
 }
 
 void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
+  CheckTransaction();
   sto_SqliteStatement::Use(m_WriteBlock).Bind(1, key).Bind(2, data).Step();
 }
 
 void sto_SqliteDriver::DeleteBlocks(std::int64_t first, std::int64_t last) {
+  CheckTransaction();
   sto_SqliteStatement::Use(m_DeleteBlocks).Bind(1, first).Bind(2, last).Step();
 }
 
@@ -235,10 +277,12 @@ std::optional<std::int64_t> sto_SqliteDriver::FindRoot(std::string_view name) {
 }
 
 void sto_SqliteDriver::SetRoot(std::string_view name, std::int64_t id) {
+  CheckTransaction();
   sto_SqliteStatement::Use(m_SetRoot).Bind(1, name).Bind(2, id).Step();
 }
 
 bool sto_SqliteDriver::RemoveRoot(std::string_view name) {
+  CheckTransaction();
   sto_SqliteStatement::Use(m_RemoveRoot).Bind(1, name).Step();
   return sqlite3_changes(m_Connection->Handle()) > 0;
 }

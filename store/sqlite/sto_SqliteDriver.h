@@ -24,6 +24,7 @@ class sto_SqliteDriver : public sto_Driver {
   void Begin(bool forWriting) override;
   void Commit() override;
   void Rollback() noexcept override;
+  [[nodiscard]] bool IsInTransaction() const noexcept override;
   void SetMark() override;
   void ReleaseMark() override;
   void RollbackToMark() override;
@@ -49,11 +50,14 @@ class sto_SqliteDriver : public sto_Driver {
   std::int64_t SizeBytes() override;
 
  private:
+  /// Every write asks first: outside a transaction SQLite would make each durable on its own.
+  void CheckTransaction() const;
+
   sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connection, bool readOnly);
 
   std::unique_ptr<sto_SqliteConnection> m_Connection;
   bool m_IsReadOnly;
-  sto_SqliteStatement m_ReadObject, m_HasObject, m_WriteObject;
+  sto_SqliteStatement m_ReadObject, m_HasObject, m_GreatestId, m_WriteObject;
   sto_SqliteStatement m_ReadBlock, m_HasBlock, m_WriteBlock, m_DeleteBlocks;
   sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_AddClass, m_AddName;

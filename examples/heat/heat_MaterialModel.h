@@ -1,0 +1,22 @@
+#pragma once
+
+#include "examples/heat/heat_ModelPart.h"
+#include "examples/heat/heat_Problem.h"
+
+// A stored material. Parts of a mesh share it.
+class heat_MaterialModel : public heat_ModelPart {
+ public:
+  static constexpr unsigned int TypeId() { return 0x640003; }
+
+  explicit heat_MaterialModel(heat_Material const& material);
+  explicit heat_MaterialModel(cls_ReadVisitor const& visitor);
+  void DBWrite(cls_WriteVisitor const& visitor) const override;
+
+  heat_Material ToData() const;
+
+ private:
+  double m_Conductivity; // [W/(m K)]
+  double m_Thickness;    // [m]
+  double m_HeatSource;   // [W/m^3]
+  cls_Uid m_Uid;
+};

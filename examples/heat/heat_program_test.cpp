@@ -1,0 +1,179 @@
+// Runs the program as a person would: every call is a process of its own.
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+std::string Contents(fs::path const& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+class HeatProgram : public testing::Test {
+ protected:
+  HeatProgram() {
+    std::string folder = (fs::temp_directory_path() / "heat-program-XXXXXX").string();
+    if (mkdtemp(folder.data()) == nullptr) std::abort();
+    m_Folder = folder;
+  }
+  ~HeatProgram() override { fs::remove_all(m_Folder); }
+
+  fs::path Path(std::string const& name) const { return m_Folder / name; }
+  static std::string Data(std::string const& name) { return std::string(HEAT_DATA_DIR) + "/" + name; }
+
+  Outcome Run(std::string const& arguments) const {
+    std::string const command = std::string(HEAT_PROGRAM) + " " + arguments + " >" + Path("out").string() +
+                                " 2>" + Path("err").string() + " </dev/null";
+    int const status = std::system(command.c_str());
+    EXPECT_TRUE(WIFEXITED(status)) << command;
+    return {WEXITSTATUS(status), Contents(Path("out")), Contents(Path("err"))};
+  }
+
+  Outcome Analyse(std::string const& mesh, std::string const& store) const {
+    return Run("analyse " + mesh + " --store " + Path(store).string());
+  }
+
+  // One line, from this program, with this text in it; and nothing on standard output.
+  static void ExpectOneLine(Outcome const& outcome, int status, std::string const& text) {
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    EXPECT_EQ(outcome.err.substr(0, 6), "heat: ");
+    EXPECT_NE(outcome.err.find(text), std::string::npos) << outcome.err;
+  }
+
+ private:
+  fs::path m_Folder;
+};
+
+} // namespace
+
+TEST_F(HeatProgram, AnalysesTheBracketAndReportsItInASecondProcess) {
+  Outcome const analyse = Analyse(Data("bracket.msh"), "bracket.kvs");
+  ASSERT_EQ(analyse.status, 0) << analyse.err;
+  EXPECT_EQ(analyse.err, ""); // no progress in a file
+  Outcome const report =
+      Run("report " + Path("bracket.kvs").string() + " --plot " + Path("bracket.svg").string());
+  ASSERT_EQ(report.status, 0) << report.err;
+  EXPECT_EQ(report.err, "");
+  EXPECT_TRUE(std::regex_search(report.out, std::regex("elements +1449\n"))) << report.out;
+  EXPECT_TRUE(std::regex_search(report.out, std::regex("maximum temperature +120.00")));
+  EXPECT_TRUE(std::regex_search(report.out, std::regex("largest difference +0.0e\\+00 K"))) << report.out;
+  EXPECT_NE(Contents(Path("bracket.svg")).find("</svg>"), std::string::npos);
+}
+
+TEST_F(HeatProgram, AnalysesTheSurfaceOfTheBlock) {
+  ASSERT_EQ(Analyse(Data("block.msh"), "block.kvs").status, 0);
+  Outcome const report = Run("report " + Path("block.kvs").string());
+  ASSERT_EQ(report.status, 0) << report.err;
+  EXPECT_TRUE(std::regex_search(report.out, std::regex("nodes +1274\n")));
+  EXPECT_TRUE(std::regex_search(report.out, std::regex("elements +2544\n")));
+}
+
+TEST_F(HeatProgram, WritesEachSharedObjectOnce) {
+  ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open_v2(Path("bracket.kvs").c_str(), &database, SQLITE_OPEN_READONLY, nullptr),
+            SQLITE_OK);
+  auto const count = [&](char const* sql) {
+    sqlite3_stmt* statement = nullptr;
+    EXPECT_EQ(sqlite3_prepare_v2(database, sql, -1, &statement, nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite3_step(statement), SQLITE_ROW);
+    int const result = sqlite3_column_int(statement, 0);
+    sqlite3_finalize(statement);
+    return result;
+  };
+  EXPECT_EQ(count("SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = 'heat_MeshModel'"), 1);
+  EXPECT_EQ(count("SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = 'heat_AnalysisModel'"),
+            1);
+  EXPECT_EQ(count("SELECT count(*) FROM pragma_integrity_check WHERE integrity_check = 'ok'"), 1);
+  sqlite3_close(database);
+}
+
+TEST_F(HeatProgram, NamesAMeshThatIsNotThere) {
+  ExpectOneLine(Analyse(Path("none.msh").string(), "new.kvs"), 2, "none.msh: there is no such file");
+  EXPECT_FALSE(fs::exists(Path("new.kvs")));
+}
+
+TEST_F(HeatProgram, NamesFileAndLineOfWhatIsNoMesh) {
+  std::ofstream(Path("text.msh")) << "Once upon a time\n";
+  ExpectOneLine(Analyse(Path("text.msh").string(), "new.kvs"), 1, "text.msh:1: ");
+  EXPECT_FALSE(fs::exists(Path("new.kvs")));
+}
+
+TEST_F(HeatProgram, NamesFileAndLineOfATruncatedMesh) {
+  std::string const whole = Contents(Data("bracket.msh"));
+  std::string const half = whole.substr(0, whole.find('\n', whole.size() / 2) + 1);
+  std::ofstream(Path("half.msh")) << half;
+  auto const lines = std::to_string(std::count(half.begin(), half.end(), '\n'));
+  ExpectOneLine(Analyse(Path("half.msh").string(), "new.kvs"), 1, "half.msh:");
+  EXPECT_NE(Contents(Path("err")).find("half.msh:" + lines), std::string::npos) << Contents(Path("err"));
+  EXPECT_FALSE(fs::exists(Path("new.kvs")));
+}
+
+TEST_F(HeatProgram, LeavesAStoreThatExistsAsItIs) {
+  ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
+  std::string const before = Contents(Path("bracket.kvs"));
+  ExpectOneLine(Analyse(Data("block.msh"), "bracket.kvs"), 2, "bracket.kvs: the file exists already");
+  EXPECT_EQ(Contents(Path("bracket.kvs")), before);
+}
+
+TEST_F(HeatProgram, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
+  std::ofstream(Path("letter.txt")) << "Dear reader,\n";
+  ExpectOneLine(Run("report " + Path("letter.txt").string()), 2, "letter.txt: This is not a store.");
+  EXPECT_EQ(Contents(Path("letter.txt")), "Dear reader,\n");
+}
+
+TEST_F(HeatProgram, RefusesAStoreOfANewerFormat) {
+  ASSERT_EQ(Analyse(Data("bracket.msh"), "newer.kvs").status, 0);
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(Path("newer.kvs").c_str(), &database), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(database, "PRAGMA user_version = 7", nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(database);
+  std::string const before = Contents(Path("newer.kvs"));
+  ExpectOneLine(Run("report " + Path("newer.kvs").string()), 1, "format version 7");
+  EXPECT_EQ(Contents(Path("newer.kvs")), before);
+}
+
+TEST_F(HeatProgram, NoticesDamagedBytes) {
+  ASSERT_EQ(Analyse(Data("bracket.msh"), "damaged.kvs").status, 0);
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(Path("damaged.kvs").c_str(), &database), SQLITE_OK);
+  ASSERT_EQ(
+      sqlite3_exec(database,
+                   "UPDATE block SET data = zeroblob(length(data)) WHERE key = (SELECT min(key) FROM block)",
+                   nullptr, nullptr, nullptr),
+      SQLITE_OK);
+  sqlite3_close(database);
+  ExpectOneLine(Run("report " + Path("damaged.kvs").string()), 1, "damaged");
+}
+
+TEST_F(HeatProgram, ExplainsHowItIsCalled) {
+  Outcome const help = Run("--help");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.out.find("analyse"), std::string::npos);
+  EXPECT_EQ(Run("").status, 2);
+  EXPECT_EQ(Run("analyse").status, 2);
+  EXPECT_EQ(Run("report a b c --nonsense").status, 2);
+}

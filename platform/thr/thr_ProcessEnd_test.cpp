@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "platform/thr/thr_ThrSingletonRegistry.h"
+#include "tests/support/ChildProcess.h"
+
+// What happens to per-thread services when the process ends, in each of the ways in which it can.
+namespace {
+
+thr_ThrSingletonRegistry& Registry() {
+  return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
+}
+
+/// A per-thread service that tells the thread's name and its level when it goes.
+template <int Level> struct Service {
+  static void Use(char const* thread) {
+    Registry().Register(&Finalize);
+    Registry().SetDestructLevel(&Finalize, Level);
+    t_Thread = thread;
+  }
+  static bool Finalize() {
+    if (t_Thread == nullptr) return false;
+    Say((std::string(std::exchange(t_Thread, nullptr)) + std::to_string(Level) + " ").c_str());
+    s_Finalised = true;
+    return true;
+  }
+  static inline thread_local char const* t_Thread = nullptr;
+  static inline std::atomic<bool> s_Finalised = false;
+};
+
+void UseAll(char const* thread) {
+  Service<4>::Use(thread);
+  Service<2>::Use(thread);
+  Service<5>::Use(thread);
+}
+
+struct TellsItsEnd {
+  explicit TellsItsEnd(char const* text) : m_Text(text) {}
+  ~TellsItsEnd() { Say(m_Text); }
+  char const* m_Text;
+};
+
+ChildScenario const s_Return("return from main", [] { UseAll("main"); });
+
+ChildScenario const s_Exit("exit from main", [] {
+  UseAll("main");
+  std::exit(3);
+});
+
+ChildScenario const s_ExitElsewhere("exit from another thread", [] {
+  UseAll("main");
+  std::thread([] {
+    UseAll("other");
+    std::exit(4);
+  }).join();
+});
+
+ChildScenario const s_MainThreadLeaves("main thread leaves first", [] {
+  UseAll("main");
+  std::thread([] {
+    UseAll("other");
+    while (!Service<2>::s_Finalised) std::this_thread::yield();
+    Say("between ");
+  }).detach();
+  pthread_exit(nullptr);
+});
+
+ChildScenario const s_MainThreadAlone("main thread leaves alone", [] {
+  UseAll("main");
+  pthread_exit(nullptr);
+});
+
+ChildScenario const s_ThreadLocal("thread-local objects at exit", [] {
+  thread_local TellsItsEnd const before("before ");
+  (void)&before;
+  UseAll("main");
+  std::exit(0);
+});
+
+ChildScenario const s_Static("static objects at exit", [] {
+  UseAll("main");
+  static TellsItsEnd const later("later ");
+  (void)&later;
+});
+
+ChildScenario const s_QuickEnd("abrupt end", [] {
+  UseAll("main");
+  std::_Exit(5);
+});
+
+void ExpectEnd(char const* scenario, int exitCode, char const* output) {
+  ChildResult const result = RunChild(scenario);
+  EXPECT_EQ(result.m_ExitCode, exitCode);
+  EXPECT_EQ(result.m_Signal, 0);
+  EXPECT_EQ(result.m_Output, output);
+}
+
+TEST(ProcessEnd, ReturnFromMainFinalisesTheMainThread) {
+  ExpectEnd("return from main", 0, "main5 main4 main2 ");
+}
+
+TEST(ProcessEnd, ExitFinalisesTheThreadThatCallsIt) {
+  ExpectEnd("exit from main", 3, "main5 main4 main2 ");
+  ExpectEnd("exit from another thread", 4, "other5 other4 other2 ");
+}
+
+TEST(ProcessEnd, MainThreadThatLeavesFirstIsFinalisedBeforeTheOthersEnd) {
+  ExpectEnd("main thread leaves first", 0, "main5 main4 main2 between other5 other4 other2 ");
+}
+
+TEST(ProcessEnd, MainThreadThatLeavesAloneIsFinalised) {
+  ExpectEnd("main thread leaves alone", 0, "main5 main4 main2 ");
+}
+
+TEST(ProcessEnd, ThreadLocalObjectsGoBeforeTheServices) {
+  ExpectEnd("thread-local objects at exit", 0, "before main5 main4 main2 ");
+}
+
+TEST(ProcessEnd, StaticObjectsMadeLaterGoBeforeTheServices) {
+  ExpectEnd("static objects at exit", 0, "later main5 main4 main2 ");
+}
+
+TEST(ProcessEnd, AbruptEndFinalisesNothing) {
+  ExpectEnd("abrupt end", 5, "");
+}
+
+} // namespace

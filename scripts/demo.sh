@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# The demonstration: one process computes the heat in a bracket and saves the whole analysis in a store file; a
+# second process, which shares nothing with the first but that file, rebuilds, verifies and plots it.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+out=build/demo
+store="$out/bracket.kvs"
+plot="$out/bracket.svg"
+log="$out/build.log"
+
+fail() {
+  printf 'demo: %s\n' "$1" >&2
+  exit 1
+}
+
+logged() {
+  "$@" >>"$log" 2>&1 || {
+    tail -n 40 "$log" >&2
+    fail "the build failed; all of its output is in $log"
+  }
+}
+
+scripts/setup.sh
+mkdir -p "$out"
+rm -f "$store" "$log"
+
+echo "Building (the first time takes some minutes; output in $log) ..."
+logged cmake --preset release
+logged cmake --build --preset release --target heat --parallel "$(nproc)"
+
+echo
+echo "1. Analyse the bracket and save it in $store"
+build/release/bin/heat analyse examples/heat/data/bracket.msh --store "$store"
+
+echo
+echo "2. Read the store in another process and plot the result"
+build/release/bin/heat report "$store" --plot "$plot"
+
+[[ -s "$plot" ]] || fail "there is no plot in $plot"
+echo
+echo "The plot: $PWD/$plot"

@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Installs what building, testing and measuring needs, on Debian and its relatives.
+# Says nothing and changes nothing when all of it is there.
+set -euo pipefail
+
+packages=(
+  g++ cmake ninja-build ccache # the build
+  libsqlite3-dev libxxhash-dev # the database module
+  sqlite3                      # looking into stores
+  libgtest-dev python3 git     # the tests
+  libeigen3-dev libcli11-dev   # the examples
+  libbenchmark-dev libboost-dev # the benchmarks
+)
+
+fail() {
+  printf 'setup: %s\n' "$1" >&2
+  exit 1
+}
+
+is_installed() { # a package may be there for several architectures, each with its status
+  [[ " $(dpkg-query -W -f='${db:Status-Status} ' "$1" 2>/dev/null)" == *" installed "* ]]
+}
+
+command -v dpkg-query >/dev/null 2>&1 ||
+  fail "this is not a Debian system; install what these packages hold, then build: ${packages[*]}"
+
+missing=()
+for package in "${packages[@]}"; do
+  is_installed "$package" || missing+=("$package")
+done
+((${#missing[@]} > 0)) || exit 0
+
+as_root=()
+if ((EUID != 0)); then
+  command -v sudo >/dev/null 2>&1 ||
+    fail "needs root to install: ${missing[*]} (run it as root, or install sudo)"
+  as_root=(sudo)
+fi
+
+printf 'setup: installing %s\n' "${missing[*]}"
+log="$(mktemp)"
+trap 'rm -f "$log"' EXIT
+run_apt() {
+  local command=(apt-get -qq -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=120 "$@")
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive "${command[@]}" >"$log" 2>&1 </dev/null || {
+    cat "$log" >&2
+    fail "apt-get $1 failed; missing are: ${missing[*]}"
+  }
+}
+run_apt update
+run_apt install --yes --no-install-recommends "${missing[@]}"
+
+for package in "${missing[@]}"; do
+  is_installed "$package" || fail "$package is still not there after the installation"
+done

@@ -1,0 +1,139 @@
+#include "tests/support/StoreTest.h"
+
+namespace {
+
+class StoreBaseParts : public StoreTest {};
+
+TEST_F(StoreBaseParts, FieldsOfTheSameNameInThreeLevelsDoNotSeeEachOther) {
+  Top top;
+  top.m_BottomValue = 3;
+  top.m_MiddleValue = "middle"_cow;
+  top.m_TopValue = 0.5;
+  Create().Save("top", top);
+  std::unique_ptr<Top> const loaded = Open().Load<Top>("top");
+  EXPECT_EQ(loaded->m_BottomValue, 3);
+  EXPECT_EQ(loaded->m_MiddleValue.View(), "middle");
+  EXPECT_EQ(loaded->m_TopValue, 0.5);
+}
+
+TEST_F(StoreBaseParts, EachLevelKeepsItsIdentity) {
+  Top const top;
+  sto_Store store = Create();
+  store.Save("top", top);
+  std::unique_ptr<Top> const loaded = store.Load<Top>("top");
+  EXPECT_EQ(loaded->m_BottomUid.Entry(), top.m_BottomUid.Entry());
+  EXPECT_EQ(loaded->m_MiddleUid.Entry(), top.m_MiddleUid.Entry());
+  EXPECT_EQ(loaded->m_TopUid.Entry(), top.m_TopUid.Entry());
+}
+
+TEST_F(StoreBaseParts, LevelsHaveDistinctIdentitiesInANewSession) {
+  Create().Save("top", Top());
+  sto_Store store = Open();
+  std::unique_ptr<Top> const first = store.Load<Top>("top");
+  EXPECT_NE(first->m_BottomUid.Entry(), first->m_MiddleUid.Entry());
+  EXPECT_NE(first->m_MiddleUid.Entry(), first->m_TopUid.Entry());
+  EXPECT_NE(first->m_BottomUid.Entry(), first->m_TopUid.Entry());
+  std::unique_ptr<Top> const second = store.Load<Top>("top");
+  EXPECT_EQ(first->m_BottomUid.Entry(), second->m_BottomUid.Entry());
+  EXPECT_EQ(first->m_MiddleUid.Entry(), second->m_MiddleUid.Entry());
+  EXPECT_EQ(first->m_TopUid.Entry(), second->m_TopUid.Entry());
+}
+
+TEST_F(StoreBaseParts, PartsAreNotCountedAsObjects) {
+  sto_Store store = Create();
+  store.Save("top", Top());
+  EXPECT_EQ(store.ObjectCount(), 1);
+}
+
+TEST_F(StoreBaseParts, EachPartSaysItsOwnClassAndVersion) {
+  Create().Save("top", Top());
+  struct Levels {
+    explicit Levels(cls_ReadVisitor const& visitor) {
+      cls_ReadVisitor const middle(visitor);
+      cls_ReadVisitor const bottom(middle);
+      cls_ReadVisitor const none(bottom);
+      for (cls_ReadVisitor const* const level : {&visitor, &middle, &bottom, &none})
+        m_Levels.emplace_back(level->Memento()->ClassId(), level->Memento()->ClassVersion());
+      m_BeyondIsEmpty = none.FieldIsPresent(cls_FieldHandle("m_Value"_cow)) == 0;
+    }
+    std::vector<std::pair<unsigned int, int>> m_Levels;
+    bool m_BeyondIsEmpty = false;
+  };
+  std::unique_ptr<Levels> const read = Open().Load<Levels>("top");
+  EXPECT_EQ(read->m_Levels, (std::vector<std::pair<unsigned int, int>>{
+                                {Top::TypeId(), 2}, {Middle::TypeId(), 7}, {Bottom::TypeId(), 4}, {1, -1}}));
+  EXPECT_TRUE(read->m_BeyondIsEmpty);
+}
+
+TEST_F(StoreBaseParts, ClassWithoutItsBasePartReadsTheBaseDefaults) {
+  struct Bare {
+    static constexpr unsigned int TypeId() noexcept { return Middle::TypeId(); }
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      if (visitor.StartWrite(TypeId(), m_Uid)) visitor.Write(cls_FieldHandle("m_Value"_cow), "bare"_cow);
+    }
+    cls_Uid m_Uid;
+  };
+  sto_Store store = Create();
+  store.Save("middle", Bare());
+  std::unique_ptr<Middle> const loaded = store.Load<Middle>("middle");
+  EXPECT_EQ(loaded->m_MiddleValue.View(), "bare");
+  EXPECT_EQ(loaded->m_BottomValue, -1);
+  EXPECT_NE(loaded->m_BottomUid.Entry(), loaded->m_MiddleUid.Entry());
+}
+
+TEST_F(StoreBaseParts, SecondBasePartIsRefusedAndNamed) {
+  sto_Store store = Create();
+  Bottom const bottom;
+  Middle const middle;
+  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+    SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+      bottom.DBWrite(cls_WriteVisitor(visitor, Bottom::TypeId()));
+      middle.DBWrite(cls_WriteVisitor(visitor, Middle::TypeId()));
+    });
+  });
+  EXPECT_TRUE(Contains(message, "Middle") && Contains(message, "Scripted")) << message;
+  EXPECT_EQ(store.ObjectCount(), 0);
+}
+
+TEST_F(StoreBaseParts, FieldsOfTheObjectMayComeBeforeAndAfterItsBasePart) {
+  sto_Store store = Create();
+  Bottom bottom;
+  bottom.m_BottomValue = 8;
+  SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+    visitor.Write(cls_FieldHandle("m_Before"_cow), 1);
+    {
+      cls_WriteVisitor const base(visitor, Bottom::TypeId());
+      bottom.DBWrite(base);
+      visitor.Write(cls_FieldHandle("m_Within"_cow), 2);
+      base.Write(cls_FieldHandle("m_Late"_cow), 9);
+    }
+    visitor.Write(cls_FieldHandle("m_Value"_cow), 3);
+  });
+  static_cast<void>(LoadFields(store, [](cls_ReadVisitor const& visitor) {
+    EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Before"_cow), 0), 1);
+    EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Within"_cow), 0), 2);
+    EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Value"_cow), 0), 3);
+    EXPECT_EQ(visitor.FieldIsPresent(cls_FieldHandle("m_Late"_cow)), 0);
+    cls_ReadVisitor const base(visitor);
+    EXPECT_EQ(Bottom(base).m_BottomValue, 8);
+    EXPECT_EQ(base.Read(cls_FieldHandle("m_Late"_cow), 0), 9);
+    EXPECT_EQ(base.FieldIsPresent(cls_FieldHandle("m_Before"_cow)), 0);
+  }));
+}
+
+TEST_F(StoreBaseParts, ObjectOfADerivedClassIsNoObjectOfItsBase) {
+  sto_Store store = Create();
+  store.Save("top", Top());
+  std::string const message =
+      MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(store.Load<Bottom>("top")); });
+  EXPECT_TRUE(Contains(message, "Top") && Contains(message, "Bottom")) << message;
+}
+
+TEST_F(StoreBaseParts, CatalogueRecordsEachLevelWithItsBase) {
+  Create().Save("top", Top());
+  EXPECT_EQ(SqlFile(Path()).Texts("SELECT name || ' ' || version || ' ' || base_class_id FROM class "
+                                  "ORDER BY class_id"),
+            (std::vector<std::string>{"Bottom 4 1", "Middle 7 7340035", "Top 2 7340036"}));
+}
+
+} // namespace

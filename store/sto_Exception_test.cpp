@@ -1,0 +1,151 @@
+#include "store/sto_Exception.h"
+
+#include "errors/nex_AssertException.h"
+#include "errors/nex_BadCastException.h"
+#include "errors/nex_ExitException.h"
+#include "errors/nex_InvalidObjException.h"
+#include "errors/nex_OutOfMemoryException.h"
+#include "errors/nex_SystemErrorException.h"
+#include "errors/nex_TextException.h"
+#include "module/nex_initialize.h"
+#include "tests/support/StoreTest.h"
+
+namespace {
+
+/// Exceptions as stored objects. No class of theirs has to be declared: the library's own always are.
+class StoreExceptions : public StoreFileTest {
+ protected:
+  StoreExceptions() { nex_initialize(m_Callers); }
+  ~StoreExceptions() override {
+    m_Store.reset();
+    nex_finalize(m_Callers);
+  }
+
+  /// Throws it, saves what was caught, loads it in a new session, and checks the part that all have.
+  template <class T> std::unique_ptr<T> RoundTrip(T exception) {
+    Save(std::move(exception));
+    m_Store = std::make_unique<sto_Store>(sto_Store::Open(Path(), sto_Mode::ReadOnly, {}));
+    std::unique_ptr<T> loaded = m_Store->Load<T>("error");
+    EXPECT_EQ(loaded->FromFile().View(), "some_File");
+    EXPECT_EQ(loaded->FromLine(), 123);
+    EXPECT_EQ(loaded->DynTypeId(), T::TypeId());
+    EXPECT_NE(loaded->RootUid().Entry(), loaded->Uid().Entry());
+    EXPECT_EQ(m_Store->ObjectCount(), 1);
+    return loaded;
+  }
+  template <class T> void Save(T exception) {
+    sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, {});
+    try {
+      exception.Throw("some_File", 123);
+    } catch (T const& caught) {
+      store.Save("error", caught);
+    }
+  }
+
+  int m_Callers = 0;
+  std::unique_ptr<sto_Store> m_Store;
+};
+
+TEST_F(StoreExceptions, TextExceptionComesBack) {
+  EXPECT_EQ(RoundTrip(nex_TextException(atr_String("50 % of \xC3\xA4 %s"_cow)))->Value().View(),
+            "50 % of \xC3\xA4 %s");
+}
+
+TEST_F(StoreExceptions, TextExceptionWithoutTextComesBackWithEmptyText) {
+  std::unique_ptr<nex_TextException> const loaded = RoundTrip(nex_TextException(atr_String()));
+  EXPECT_TRUE(loaded->Value().HasText());
+  EXPECT_EQ(loaded->Value().Length(), 0);
+}
+
+TEST_F(StoreExceptions, AssertExceptionComesBack) {
+  EXPECT_EQ(RoundTrip(nex_AssertException("a == b"_cow))->Value().View(), "a == b");
+}
+
+TEST_F(StoreExceptions, BadCastExceptionComesBack) {
+  EXPECT_EQ(RoundTrip(nex_BadCastException(atr_String("cast"_cow)))->Value().View(), "cast");
+}
+
+TEST_F(StoreExceptions, InvalidObjExceptionComesBack) {
+  EXPECT_EQ(RoundTrip(nex_InvalidObjException(atr_String("object"_cow)))->Value().View(), "object");
+}
+
+TEST_F(StoreExceptions, ExitExceptionComesBack) {
+  std::unique_ptr<nex_ExitException> const loaded =
+      RoundTrip(nex_ExitException(nex_ExitStatus{atr_String("bye"_cow), -7}));
+  EXPECT_EQ(loaded->Value().m_Msg.View(), "bye");
+  EXPECT_EQ(loaded->Value().m_Err, -7);
+}
+
+TEST_F(StoreExceptions, SystemErrorExceptionComesBackWithItsBits) {
+  std::unique_ptr<nex_SystemErrorException> const loaded =
+      RoundTrip(nex_SystemErrorException(cow_SystemErrorCode(0xFFFFFFFF, -1)));
+  EXPECT_EQ(loaded->Value().m_NativeErrorCode, 0xFFFFFFFF);
+  EXPECT_EQ(loaded->Value().m_CRTErrorCode, -1);
+}
+
+TEST_F(StoreExceptions, OutOfMemoryExceptionComesBackWithTheDetailedMessage) {
+  nex_OutOfMemoryException const raised(atr_String("no room"_cow), NEX_OUTOFMEMORY_LIMIT);
+  std::string const detailed(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->View());
+  ASSERT_TRUE(Contains(detailed, "no room"));
+  std::unique_ptr<nex_OutOfMemoryException> const loaded = RoundTrip(raised);
+  EXPECT_EQ(loaded->Error(), NEX_OUTOFMEMORY_LIMIT);
+  EXPECT_EQ(loaded->Message().View(), detailed);
+}
+
+TEST_F(StoreExceptions, ExceptionOfTheStoreComesBack) {
+  std::unique_ptr<sto_Exception> const loaded =
+      RoundTrip(sto_Exception(sto_ErrorKind::Busy, atr_String("wait"_cow)));
+  EXPECT_EQ(loaded->Kind(), sto_ErrorKind::Busy);
+  EXPECT_EQ(loaded->AsString().View(), "wait");
+}
+
+TEST_F(StoreExceptions, ExceptionOfAnotherClassIsRefused) {
+  Save(nex_TextException(atr_String("text"_cow)));
+  m_Store = std::make_unique<sto_Store>(sto_Store::Open(Path(), sto_Mode::ReadOnly, {}));
+  std::string const message = MessageOf(
+      sto_ErrorKind::WrongClass, [&] { static_cast<void>(m_Store->Load<nex_AssertException>("error")); });
+  EXPECT_TRUE(Contains(message, "nex_TextException") && Contains(message, "nex_AssertException")) << message;
+}
+
+TEST_F(StoreExceptions, StoredExceptionsHaveTheirRecordedVersions) {
+  Save(nex_OutOfMemoryException(NEX_OUTOFMEMORY_SYSTEM));
+  EXPECT_EQ(SqlFile(Path()).Texts("SELECT name || ' ' || version FROM class ORDER BY class_id"),
+            (std::vector<std::string>{"nex_Exception 800", "nex_OutOfMemoryException 871"}));
+}
+
+TEST_F(StoreExceptions, ExceptionOfTheStoreIsThrownAsItself) {
+  sto_Exception exception(sto_ErrorKind::Full, atr_String("full"_cow));
+  EXPECT_THROW(exception.Throw("file", 5), sto_Exception);
+  try {
+    exception.Throw("file", 5);
+  } catch (nex_Exception const& caught) {
+    EXPECT_EQ(caught.FromFile().View(), "file");
+    EXPECT_EQ(caught.FromLine(), 5);
+    EXPECT_EQ(caught.DynTypeId(), 0x600001U);
+    EXPECT_EQ(caught.UserReport().View(), "full");
+    EXPECT_EQ(caught.DeveloperReport().View(), "Exception: full in file file at line 5");
+  }
+}
+
+TEST_F(StoreExceptions, CopyOfAnExceptionOfTheStoreKeepsItAll) {
+  sto_Exception const exception(sto_ErrorKind::Damaged, atr_String("bad"_cow));
+  std::unique_ptr<nex_Exception> const copy(exception.Copy());
+  auto const* const same = dynamic_cast<sto_Exception const*>(copy.get());
+  ASSERT_NE(same, nullptr);
+  EXPECT_EQ(same->Kind(), sto_ErrorKind::Damaged);
+  EXPECT_EQ(same->AsString().View(), "bad");
+  EXPECT_EQ(same->Uid().Entry(), exception.Uid().Entry());
+  EXPECT_EQ(same->RootUid().Entry(), exception.RootUid().Entry());
+}
+
+TEST_F(StoreExceptions, RaisedExceptionNamesTheSourceFileWithoutFolderAndEnding) {
+  try {
+    sto_Raise(sto_ErrorKind::Misuse, "here");
+  } catch (sto_Exception const& exception) {
+    EXPECT_EQ(exception.FromFile().View(), "sto_Exception_test");
+    EXPECT_GT(exception.FromLine(), 0);
+    EXPECT_EQ(exception.AsString().View(), "here");
+  }
+}
+
+} // namespace

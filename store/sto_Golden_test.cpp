@@ -1,0 +1,168 @@
+#include <array>
+#include <initializer_list>
+
+#include "tests/support/StoreTest.h"
+#include "tests/support/StoreXxh3.h"
+#include "wrappers/cls_xp1DArrayList.h"
+
+namespace {
+
+/// The bytes of stored objects, written by hand. They never change: a store of today is read for ever.
+class StoreGolden : public StoreTest {
+ protected:
+  StoreBytes RecordOf(std::int64_t id) {
+    return SqlFile(Path()).Blob("SELECT record FROM object WHERE id = " + std::to_string(id));
+  }
+};
+
+StoreBytes Bytes(std::initializer_list<int> values) {
+  StoreBytes bytes;
+  for (int const value : values) bytes.push_back(static_cast<std::byte>(value));
+  return bytes;
+}
+
+/// The bytes with their checksum, which is computed here by another program than the store's.
+StoreBytes Sealed(StoreBytes bytes, std::uint64_t seed) {
+  std::uint64_t const hash = StoreXxh3(bytes, seed);
+  for (int shift = 0; shift < 64; shift += 8) bytes.push_back(static_cast<std::byte>(hash >> shift & 0xFF));
+  return bytes;
+}
+
+class GoldenPart {
+ public:
+  static constexpr unsigned int TypeId() noexcept { return 0x640001; }
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    if (!visitor.StartWrite(TypeId(), m_PartUid)) return;
+    visitor.Write(cls_FieldHandle(0, "m_Name"_cow), "M8"_cow);
+  }
+  cls_Uid m_PartUid;
+};
+
+class GoldenBolt : public GoldenPart {
+ public:
+  static constexpr unsigned int TypeId() noexcept { return 0x640002; }
+  GoldenBolt() {
+    m_Holes.Append(3);
+    m_Holes.Append(-1);
+  }
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    if (!visitor.StartWrite(TypeId(), m_BoltUid)) return;
+    GoldenPart::DBWrite(cls_WriteVisitor(visitor, GoldenPart::TypeId()));
+    visitor.Write(cls_FieldHandle(0, "m_Length"_cow), 0.05);
+    m_Holes.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle(1, "m_Holes"_cow), nullptr, &m_Holes));
+  }
+  cls_xp1DArrayListInt m_Holes;
+  cls_Uid m_BoltUid;
+};
+
+TEST_F(StoreGolden, ObjectWithABasePartAndAListInAField) {
+  cls_ClassDeclaration const classes[] = {{"Part", GoldenPart::TypeId(), 1, 1},
+                                          {"Bolt", GoldenBolt::TypeId(), 3, GoldenPart::TypeId()}};
+  sto_Store::Open(Path(), sto_Mode::Create, classes).Save("bolt", GoldenBolt());
+  EXPECT_EQ(SqlFile(Path()).Texts("SELECT text FROM name ORDER BY id"),
+            (std::vector<std::string>{"m_Name", "m_Length", "m_Holes"}));
+  StoreBytes const bolt = Bytes({
+      0x01,                                                       // form
+      0x02,                                                       // two parts
+      0x82, 0x80, 0x90, 0x03,                                     // class ID 0x640002
+      0x06,                                                       // version 3
+      0x01,                                                       // id 1
+      0x02,                                                       // two fields
+      0x02, 0x0C, 0x9A, 0x99, 0x99, 0x99, 0x99, 0x99, 0xA9, 0x3F, // name 2, double, 0.05
+      0x03, 0x0F, 0x03, 0, 0, 0, 0, 0, 0, 0, 0x36,                // name 3, object 3, collection code 54
+      0x81, 0x80, 0x90, 0x03,                                     // class ID 0x640001
+      0x02,                                                       // version 1
+      0x02,                                                       // id 2
+      0x01,                                                       // one field
+      0x01, 0x02, 0x02, 'M', '8',                                 // name 1, text of 2 bytes
+      0x00,                                                       // no list
+  });
+  StoreBytes const stored = RecordOf(1);
+  EXPECT_EQ(stored, Sealed(bolt, 1));
+  EXPECT_EQ(StoreBytes(stored.end() - 8, stored.end()), Bytes({0xC2, 0x9E, 0x36, 0x7A, 0x45, 0x2D, 0x6E, 0xA7}));
+  StoreBytes const holes = Bytes({
+      0x01,                   // form
+      0x01,                   // one part
+      0x81, 0x80, 0x8C, 0x01, // class ID 0x230001
+      0xC0, 0x0C,             // version 800
+      0x03,                   // id 3
+      0x00,                   // no fields
+      0x01,                   // a list that stands here
+      0x06,                   // of int
+      0x02,                   // row width 1
+      0x02,                   // two elements
+      0x03, 0x00, 0x00, 0x00, // 3
+      0xFF, 0xFF, 0xFF, 0xFF, // -1
+  });
+  EXPECT_EQ(RecordOf(3), Sealed(holes, 3));
+  EXPECT_EQ(SqlFile(Path()).Texts("SELECT id || ' ' || class_id FROM object ORDER BY id"),
+            (std::vector<std::string>{"1 6553602", "3 2293761"}));
+  EXPECT_EQ(SqlFile(Path()).Integer("SELECT value FROM meta WHERE key = 'next_object_id'"), 4);
+}
+
+TEST_F(StoreGolden, EveryTypeOfField) {
+  sto_Store store = Create();
+  cls_Uid const other;
+  SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+    visitor.Write(cls_FieldHandle(0, cow_String()), cow_String());
+    visitor.Write(cls_FieldHandle(1, cow_String()), ""_cow);
+    visitor.Write(cls_FieldHandle(-1, cow_String()), true);
+    visitor.Write(cls_FieldHandle(2, cow_String()), static_cast<signed char>(-2));
+    visitor.Write(cls_FieldHandle(3, cow_String()), static_cast<short>(-3));
+    visitor.Write(cls_FieldHandle(4, cow_String()), static_cast<unsigned short>(0xFFFE));
+    visitor.Write(cls_FieldHandle(5, cow_String()), -5);
+    visitor.Write(cls_FieldHandle(6, cow_String()), 6U);
+    visitor.Write(cls_FieldHandle(7, cow_String()), -7LL);
+    visitor.Write(cls_FieldHandle(8, cow_String()), 8ULL);
+    visitor.Write(cls_FieldHandle(9, cow_String()), -0.0F);
+    visitor.WriteEnum(cls_FieldHandle(10, cow_String()), 300);
+    visitor.Memento()->WriteReference(cls_FieldHandle(11, cow_String()), other);
+    visitor.Memento()->WriteBytes(cls_FieldHandle(64, cow_String()), "\x01\x02", 2);
+  });
+  StoreBytes const expected = Bytes({
+      0x01,                                                             // form
+      0x01,                                                             // one part
+      0x81, 0x80, 0xC0, 0x03,                                           // class ID 0x700001
+      0x02,                                                             // version 1
+      0x01,                                                             // id 1
+      0x0E,                                                             // fourteen fields, each by its number
+      0x00, 0x00, 0x01,                                                 // 0: no text
+      0x00, 0x02, 0x02, 0x00,                                           // 1: empty text
+      0x00, 0x01, 0x03, 0x01,                                           // -1: true
+      0x00, 0x04, 0x04, 0xFE,                                           // 2: 8 bits
+      0x00, 0x06, 0x05, 0xFD, 0xFF,                                     // 3: 16 bits
+      0x00, 0x08, 0x06, 0xFE, 0xFF,                                     // 4: unsigned 16 bits
+      0x00, 0x0A, 0x07, 0xFB, 0xFF, 0xFF, 0xFF,                         // 5: 32 bits
+      0x00, 0x0C, 0x08, 0x06, 0, 0, 0,                                  // 6: unsigned 32 bits
+      0x00, 0x0E, 0x09, 0xF9, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, // 7: 64 bits
+      0x00, 0x10, 0x0A, 0x08, 0, 0, 0, 0, 0, 0, 0,                      // 8: unsigned 64 bits
+      0x00, 0x12, 0x0B, 0, 0, 0, 0x80,                                  // 9: float
+      0x00, 0x14, 0x0D, 0x2C, 0x01, 0, 0,                               // 10: enumeration
+      0x00, 0x16, 0x0E, 0x02, 0, 0, 0, 0, 0, 0, 0,                      // 11: reference to object 2
+      0x00, 0x80, 0x01, 0x10, 0x02, 0x01, 0x02,                         // 64: two bytes
+      0x00,                                                             // no list
+  });
+  EXPECT_EQ(RecordOf(1), Sealed(expected, 1));
+}
+
+TEST_F(StoreGolden, ListOfStringsTellsNoTextFromEmptyText) {
+  sto_Store store = Create();
+  cls_xp1DArrayListString list;
+  list.Append(cow_String());
+  list.Append(""_cow);
+  list.Append("a"_cow);
+  store.Save("list", list);
+  StoreBytes const expected = Bytes({
+      0x01,                                    // form
+      0x01,                                    // one part
+      0x81, 0x80, 0x8C, 0x01, 0xC0, 0x0C,      // class ID 0x230001, version 800
+      0x01, 0x00,                              // id 1, no fields
+      0x01, 0x02, 0x02, 0x03,                  // a list that stands here, of string, row width 1, 3 elements
+      0x00,                                    // no text
+      0x01,                                    // empty text
+      0x02, 'a',                               // "a"
+  });
+  EXPECT_EQ(RecordOf(1), Sealed(expected, 1));
+}
+
+} // namespace

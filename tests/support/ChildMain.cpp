@@ -1,0 +1,14 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "tests/support/ChildProcess.h"
+
+// Either one scenario of a child process, or all the tests.
+int main(int argc, char** argv) {
+  constexpr char Option[] = "--child=";
+  if (argc == 2 && std::strncmp(argv[1], Option, sizeof Option - 1) == 0)
+    return RunScenario(argv[1] + sizeof Option - 1);
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}

@@ -1,0 +1,70 @@
+#include "tests/support/ChildProcess.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <stdexcept>
+
+namespace {
+
+ChildScenario const* s_Newest = nullptr;
+
+} // namespace
+
+ChildScenario::ChildScenario(char const* name, Function function)
+    : m_Name(name), m_Function(function), m_Previous(s_Newest) {
+  s_Newest = this;
+}
+
+int RunScenario(char const* name) {
+  for (ChildScenario const* scenario = s_Newest; scenario != nullptr; scenario = scenario->m_Previous) {
+    if (std::strcmp(scenario->m_Name, name) != 0) continue;
+    scenario->m_Function();
+    return 0;
+  }
+  return 99;
+}
+
+ChildResult RunChild(std::string const& name) {
+  std::array<int, 2> channel{};
+  if (pipe(channel.data()) != 0) throw std::runtime_error("pipe");
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, channel[1], STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, channel[1], STDERR_FILENO);
+  posix_spawn_file_actions_addclose(&actions, channel[0]);
+  posix_spawn_file_actions_addclose(&actions, channel[1]);
+  std::string program = "/proc/self/exe";
+  std::string argument = "--child=" + name;
+  std::array<char*, 3> arguments{program.data(), argument.data(), nullptr};
+  pid_t child = 0;
+  int const error = posix_spawn(&child, program.c_str(), &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(channel[1]);
+  if (error != 0) {
+    close(channel[0]);
+    throw std::runtime_error("posix_spawn");
+  }
+  ChildResult result{-1, 0, {}};
+  std::array<char, 4096> buffer{};
+  for (ssize_t got = 0; (got = read(channel[0], buffer.data(), buffer.size())) > 0;)
+    result.m_Output.append(buffer.data(), static_cast<std::size_t>(got));
+  close(channel[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (WIFEXITED(status)) result.m_ExitCode = WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) result.m_Signal = WTERMSIG(status);
+  return result;
+}
+
+void Say(char const* text) {
+  for (std::size_t left = std::strlen(text); left != 0;) {
+    ssize_t const written = write(STDERR_FILENO, text, left);
+    if (written <= 0) return;
+    text += written;
+    left -= static_cast<std::size_t>(written);
+  }
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <exception>
+#include <thread>
+
+/// Runs `function` on a thread of its own, which starts without any per-thread service, and waits for its
+/// end. An exception that leaves the function goes on in the caller.
+template <class Function> void OnThread(Function function) {
+  std::exception_ptr failure;
+  std::thread([&] {
+    try {
+      function();
+    } catch (std::exception const&) {
+      failure = std::current_exception();
+    }
+  }).join();
+  if (failure) std::rethrow_exception(failure);
+}

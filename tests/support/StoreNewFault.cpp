@@ -1,0 +1,50 @@
+#include "tests/support/StoreNewFault.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+long long s_StepsLeft = 0;
+bool s_HasFailed = false;
+
+void* Allocate(std::size_t size, std::size_t alignment) {
+  if (s_StepsLeft != 0 && --s_StepsLeft == 0) {
+    s_HasFailed = true;
+    throw std::bad_alloc();
+  }
+  void* const memory = alignment == 0 ? std::malloc(size == 0 ? 1 : size)
+                                      : std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+} // namespace
+
+void StoreNewFault::FailAt(long long step) noexcept {
+  s_StepsLeft = step;
+  s_HasFailed = false;
+}
+
+bool StoreNewFault::HasFailed() noexcept {
+  return s_HasFailed;
+}
+
+void* operator new(std::size_t size) {
+  return Allocate(size, 0);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return Allocate(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+  std::free(memory);
+}

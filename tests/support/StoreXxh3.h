@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+/// XXH3 (64 bits, seeded) of 17 to 128 bytes, from the hash's published description: so that expected bytes in
+/// tests do not come from the code that they check. Other lengths throw.
+inline std::uint64_t StoreXxh3(std::vector<std::byte> const& bytes, std::uint64_t seed) {
+  static constexpr std::uint64_t Secret[] = {
+      0xBE4BA423396CFEB8, 0x1CAD21F72C81017C, 0xDB979083E96DD4DE, 0x1F67B3B7A4A44072,
+      0x78E5C0CC4EE679CB, 0x2172FFCC7DD05A82, 0x8E2443F7744608B8, 0x4C263A81E69035E0,
+      0xCB00C391BB52283C, 0xA32E531B8B65D088, 0x4EF90DA297486471, 0xD8ACDEA946EF1938,
+      0x3F349CE33F76FAA8, 0x1D4F0BC7C7BBDCF9, 0x3159B4CD4BE0518A, 0x647378D9C97E9FC8,
+  };
+  std::size_t const size = bytes.size();
+  if (size < 17 || size > 128) throw std::length_error("StoreXxh3");
+  auto const word = [&](std::size_t offset) {
+    std::uint64_t value = 0;
+    for (std::size_t i = 8; i-- > 0;) value = value << 8 | std::to_integer<std::uint64_t>(bytes[offset + i]);
+    return value;
+  };
+  auto const high = [](std::uint64_t a, std::uint64_t b) { // of the product of 128 bits
+    std::uint64_t const aLow = a & 0xFFFFFFFF, aHigh = a >> 32, bLow = b & 0xFFFFFFFF, bHigh = b >> 32;
+    std::uint64_t const middle = aHigh * bLow + (aLow * bLow >> 32);
+    return aHigh * bHigh + (middle >> 32) + ((aLow * bHigh + (middle & 0xFFFFFFFF)) >> 32);
+  };
+  auto const mix = [&](std::size_t offset, std::size_t secret) {
+    std::uint64_t const a = word(offset) ^ (Secret[secret] + seed);
+    std::uint64_t const b = word(offset + 8) ^ (Secret[secret + 1] - seed);
+    return a * b ^ high(a, b);
+  };
+  std::uint64_t hash = size * 0x9E3779B185EBCA87;
+  for (std::size_t i = 0; i < 4 && (i == 0 || size > 32 * i); ++i)
+    hash += mix(16 * i, 4 * i) + mix(size - 16 * (i + 1), 4 * i + 2);
+  hash = (hash ^ hash >> 37) * 0x165667919E3779F9;
+  return hash ^ hash >> 32;
+}
