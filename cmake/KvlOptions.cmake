@@ -45,6 +45,10 @@ if(KVL_SANITIZE)
   target_compile_options(kvl_flags INTERFACE -fsanitize=${KVL_SANITIZE} -fno-omit-frame-pointer
     -fno-sanitize-recover=all)
   target_link_options(kvl_flags INTERFACE -fsanitize=${KVL_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # Instrumented code hides from GCC that the standard library's members are set.
+    target_compile_options(kvl_flags INTERFACE -Wno-maybe-uninitialized)
+  endif()
 endif()
 if(KVL_COVERAGE)
   target_compile_options(kvl_flags INTERFACE --coverage)

@@ -164,6 +164,7 @@ set(KVL_STORE_TEST_SOURCES
   tests/support/StoreFile.cpp)
 
 set(KVL_STORE_INTERNAL_TEST_SOURCES
+  store/sto_Hostile_test.cpp
   store/sto_IdentityMap_test.cpp
   store/sto_Record_test.cpp
   store/sto_Session_test.cpp

@@ -115,7 +115,8 @@ TEST_F(StoreDamage, EveryChangeOfTheLastBlockIsNoticed) {
 TEST_F(StoreDamage, DamageIsToldWithItsObject) {
   SetRecord(m_Root, Record(m_File->Integer("SELECT max(id) FROM object")));
   std::string const message = ExpectDamaged();
-  EXPECT_TRUE(Contains(message, "Object " + std::to_string(m_Root)) && Contains(message, "Scripted")) << message;
+  EXPECT_TRUE(Contains(message, "Object " + std::to_string(m_Root)) && Contains(message, "Scripted"))
+      << message;
 }
 
 TEST_F(StoreDamage, RecordsThatChangedPlacesAreNoticed) {
@@ -140,8 +141,10 @@ TEST_F(StoreDamage, BlocksThatChangedPlacesAreNoticed) {
 
 TEST_F(StoreDamage, BlockOfAnotherListIsNoticed) {
   std::int64_t const other = m_Root + 100;
-  m_File->Run("UPDATE block SET key = key + " + std::to_string(sto_BlockKey(other, 0) - sto_BlockKey(m_Root, 0)));
-  m_File->Run("UPDATE block SET key = key - " + std::to_string(sto_BlockKey(other, 0) - sto_BlockKey(m_Root, 0)));
+  m_File->Run("UPDATE block SET key = key + " +
+              std::to_string(sto_BlockKey(other, 0) - sto_BlockKey(m_Root, 0)));
+  m_File->Run("UPDATE block SET key = key - " +
+              std::to_string(sto_BlockKey(other, 0) - sto_BlockKey(m_Root, 0)));
   LoadAll();
   m_File->Run("UPDATE block SET key = key + 2"); // there are blocks 2 and 3, but not 0 and 1
   ExpectDamaged();

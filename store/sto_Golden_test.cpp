@@ -69,17 +69,19 @@ TEST_F(StoreGolden, ObjectWithABasePartAndAListInAField) {
       0x01,                                                       // id 1
       0x02,                                                       // two fields
       0x02, 0x0C, 0x9A, 0x99, 0x99, 0x99, 0x99, 0x99, 0xA9, 0x3F, // name 2, double, 0.05
-      0x03, 0x0F, 0x03, 0, 0, 0, 0, 0, 0, 0, 0x36,                // name 3, object 3, collection code 54
-      0x81, 0x80, 0x90, 0x03,                                     // class ID 0x640001
-      0x02,                                                       // version 1
-      0x02,                                                       // id 2
-      0x01,                                                       // one field
-      0x01, 0x02, 0x02, 'M', '8',                                 // name 1, text of 2 bytes
-      0x00,                                                       // no list
+      0x03, 0x0F, 0x03, 0,    0,    0,    0,    0,    0,    0,
+      0x36,                        // name 3, object 3, collection code 54
+      0x81, 0x80, 0x90, 0x03,      // class ID 0x640001
+      0x02,                        // version 1
+      0x02,                        // id 2
+      0x01,                        // one field
+      0x01, 0x02, 0x02, 'M',  '8', // name 1, text of 2 bytes
+      0x00,                        // no list
   });
   StoreBytes const stored = RecordOf(1);
   EXPECT_EQ(stored, Sealed(bolt, 1));
-  EXPECT_EQ(StoreBytes(stored.end() - 8, stored.end()), Bytes({0xC2, 0x9E, 0x36, 0x7A, 0x45, 0x2D, 0x6E, 0xA7}));
+  EXPECT_EQ(StoreBytes(stored.end() - 8, stored.end()),
+            Bytes({0xC2, 0x9E, 0x36, 0x7A, 0x45, 0x2D, 0x6E, 0xA7}));
   StoreBytes const holes = Bytes({
       0x01,                   // form
       0x01,                   // one part
@@ -133,12 +135,12 @@ TEST_F(StoreGolden, EveryTypeOfField) {
       0x00, 0x06, 0x05, 0xFD, 0xFF,                                     // 3: 16 bits
       0x00, 0x08, 0x06, 0xFE, 0xFF,                                     // 4: unsigned 16 bits
       0x00, 0x0A, 0x07, 0xFB, 0xFF, 0xFF, 0xFF,                         // 5: 32 bits
-      0x00, 0x0C, 0x08, 0x06, 0, 0, 0,                                  // 6: unsigned 32 bits
+      0x00, 0x0C, 0x08, 0x06, 0,    0,    0,                            // 6: unsigned 32 bits
       0x00, 0x0E, 0x09, 0xF9, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, // 7: 64 bits
-      0x00, 0x10, 0x0A, 0x08, 0, 0, 0, 0, 0, 0, 0,                      // 8: unsigned 64 bits
-      0x00, 0x12, 0x0B, 0, 0, 0, 0x80,                                  // 9: float
-      0x00, 0x14, 0x0D, 0x2C, 0x01, 0, 0,                               // 10: enumeration
-      0x00, 0x16, 0x0E, 0x02, 0, 0, 0, 0, 0, 0, 0,                      // 11: reference to object 2
+      0x00, 0x10, 0x0A, 0x08, 0,    0,    0,    0,    0,    0,    0,    // 8: unsigned 64 bits
+      0x00, 0x12, 0x0B, 0,    0,    0,    0x80,                         // 9: float
+      0x00, 0x14, 0x0D, 0x2C, 0x01, 0,    0,                            // 10: enumeration
+      0x00, 0x16, 0x0E, 0x02, 0,    0,    0,    0,    0,    0,    0,    // 11: reference to object 2
       0x00, 0x80, 0x01, 0x10, 0x02, 0x01, 0x02,                         // 64: two bytes
       0x00,                                                             // no list
   });
@@ -153,14 +155,14 @@ TEST_F(StoreGolden, ListOfStringsTellsNoTextFromEmptyText) {
   list.Append("a"_cow);
   store.Save("list", list);
   StoreBytes const expected = Bytes({
-      0x01,                                    // form
-      0x01,                                    // one part
-      0x81, 0x80, 0x8C, 0x01, 0xC0, 0x0C,      // class ID 0x230001, version 800
-      0x01, 0x00,                              // id 1, no fields
-      0x01, 0x02, 0x02, 0x03,                  // a list that stands here, of string, row width 1, 3 elements
-      0x00,                                    // no text
-      0x01,                                    // empty text
-      0x02, 'a',                               // "a"
+      0x01,                               // form
+      0x01,                               // one part
+      0x81, 0x80, 0x8C, 0x01, 0xC0, 0x0C, // class ID 0x230001, version 800
+      0x01, 0x00,                         // id 1, no fields
+      0x01, 0x02, 0x02, 0x03,             // a list that stands here, of string, row width 1, 3 elements
+      0x00,                               // no text
+      0x01,                               // empty text
+      0x02, 'a',                          // "a"
   });
   EXPECT_EQ(RecordOf(1), Sealed(expected, 1));
 }

@@ -212,8 +212,8 @@ TEST_F(StoreGraph, NestingUpToTheLimitComesBack) {
 
 TEST_F(StoreGraph, NestingBeyondTheLimitIsRefusedOnSaveAndNothingIsStored) {
   sto_Store store = Create();
-  std::string const message = MessageOf(
-      sto_ErrorKind::Full, [&] { store.Save("root", *Chain(sto_Format::MaxNesting + 1)); });
+  std::string const message =
+      MessageOf(sto_ErrorKind::Full, [&] { store.Save("root", *Chain(sto_Format::MaxNesting + 1)); });
   EXPECT_TRUE(Contains(message, "1000 deep") && Contains(message, "Node")) << message;
   EXPECT_EQ(store.ObjectCount(), 0);
   EXPECT_FALSE(store.HasRoot("root"));

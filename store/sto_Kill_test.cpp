@@ -193,8 +193,8 @@ TEST_P(StoreIoFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllOrNot
     SCOPED_TRACE("step " + std::to_string(step));
     fs::copy_file(Path("base"), Path(), fs::copy_options::overwrite_existing);
     sto_Store store = Open();
-    cls_xp1DArrayListDouble large(400'000);
-    for (int i = 0; i < 400'000; ++i) large.Append(i);
+    cls_xp1DArrayListDouble large(300'000);
+    for (int i = 0; i < 300'000; ++i) large.Append(i);
     Node const small(2);
     Node const last(3);
     std::vector<std::string> inTransaction{"base"};
@@ -228,9 +228,9 @@ TEST_P(StoreIoFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllOrNot
     store.Save("2 large", large);
     store.Save("3 last", last);
     ASSERT_EQ(store.ObjectCount(), 4);
-    ASSERT_EQ(Query("SELECT count(*) FROM block"), 196);
+    ASSERT_EQ(Query("SELECT count(*) FROM block"), 147);
     ASSERT_EQ(store.Load<Node>("3 last")->m_Value, 3);
-    ASSERT_EQ(store.Load<cls_xp1DArrayListDouble>("2 large")->ConstGet(399'999), 399'999);
+    ASSERT_EQ(store.Load<cls_xp1DArrayListDouble>("2 large")->ConstGet(299'999), 299'999);
     ASSERT_EQ(IntegrityOf(Path()), "ok");
     if (!struck) break;
   }

@@ -39,11 +39,14 @@ template <class T> struct ListObject {
 };
 
 template <class T> T ElementAt(int index) {
-  if constexpr (std::is_same_v<T, bool>) return index % 3 == 0;
+  if constexpr (std::is_same_v<T, bool>)
+    return index % 3 == 0;
   else if constexpr (std::is_same_v<T, cow_String>)
     return index % 5 == 0 ? cow_String() : index % 5 == 1 ? ""_cow : cow_String(std::to_string(index));
-  else if constexpr (std::is_floating_point_v<T>) return static_cast<T>(index) * static_cast<T>(-0.1);
-  else return static_cast<T>(index * 2654435761U);
+  else if constexpr (std::is_floating_point_v<T>)
+    return static_cast<T>(index) * static_cast<T>(-0.1);
+  else
+    return static_cast<T>(index * 2654435761U);
 }
 
 template <class T> ListObject<T> MakeList(int count) {
@@ -212,7 +215,8 @@ struct TwoLists {
       : m_First(first), m_Second(second) {}
   explicit TwoLists(cls_ReadVisitor const& visitor)
       : m_First(cls_ReadVisitor(visitor, cls_FieldHandle("m_First"_cow)), nullptr),
-        m_Second(cls_ReadVisitor(visitor, cls_FieldHandle("m_Second"_cow)), nullptr), m_Uid(visitor.GetUid()) {}
+        m_Second(cls_ReadVisitor(visitor, cls_FieldHandle("m_Second"_cow)), nullptr),
+        m_Uid(visitor.GetUid()) {}
   void DBWrite(cls_WriteVisitor const& visitor) const {
     if (!visitor.StartWrite(TypeId(), m_Uid)) return;
     m_First.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle("m_First"_cow), nullptr, &m_First));

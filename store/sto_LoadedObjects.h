@@ -27,9 +27,8 @@ class sto_LoadedObjects {
   /// it.
   void RemoveFrom(std::int64_t id) noexcept {
     if (Entry const* const failed = Find(id))
-      std::erase_if(m_Entries, [first = failed->m_Number](auto const& entry) {
-        return entry.second.m_Number >= first;
-      });
+      std::erase_if(m_Entries,
+                    [first = failed->m_Number](auto const& entry) { return entry.second.m_Number >= first; });
   }
 
   /// A load begins; one inside another is part of it.

@@ -118,8 +118,9 @@ std::string sto_MementoRead::Describe() const {
 }
 
 void sto_MementoRead::RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const {
-  m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + NameOf(field) + " of " + Describe() + " is stored as " +
-                                                 TagName(tag) + " and cannot be read as " + asked + ".");
+  m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + NameOf(field) + " of " + Describe() +
+                                                 " is stored as " + TagName(tag) + " and cannot be read as " +
+                                                 asked + ".");
 }
 
 cow_String sto_MementoRead::DbId() {

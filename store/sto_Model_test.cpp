@@ -99,7 +99,9 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
   int Below(int limit) { return static_cast<int>(m_Random() % static_cast<unsigned int>(limit)); }
   std::string AnyRootName() { return "root " + std::to_string(Below(12)); }
   Thing* AnyThing() {
-    return m_Things.empty() ? nullptr : m_Things[static_cast<std::size_t>(Below(static_cast<int>(m_Things.size())))].get();
+    return m_Things.empty()
+               ? nullptr
+               : m_Things[static_cast<std::size_t>(Below(static_cast<int>(m_Things.size())))].get();
   }
 
   void Make() {
@@ -187,8 +189,10 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
       Thing::s_Arena.push_back(thing);
       std::map<int, Thing*> byLabel;
       for (std::shared_ptr<Thing> const& each : Thing::s_Arena)
-        if (byLabel.emplace(each->m_Label, each.get()).second) all.push_back(each);
-        else ASSERT_EQ(byLabel[each->m_Label], each.get()) << "two objects of one";
+        if (byLabel.emplace(each->m_Label, each.get()).second)
+          all.push_back(each);
+        else
+          ASSERT_EQ(byLabel[each->m_Label], each.get()) << "two objects of one";
       Thing::s_Arena.clear();
     }
     std::map<int, Thing const*> live;
@@ -240,17 +244,26 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
 
   void Step() {
     int const chance = Below(1000);
-    if (chance < 180) Make();
+    if (chance < 180)
+      Make();
     else if (chance < 430) {
       if (Thing* const thing = AnyThing()) Change(*thing);
-    } else if (chance < 530) Drop();
-    else if (chance < 760) Save();
-    else if (chance < 790) SaveThatFails();
-    else if (chance < 820) RemoveRoot();
-    else if (chance < 900) Load(AnyRootName(), false);
-    else if (chance < 920) Load(AnyRootName(), true);
-    else if (chance < 985) BeginOrEnd();
-    else Reopen();
+    } else if (chance < 530)
+      Drop();
+    else if (chance < 760)
+      Save();
+    else if (chance < 790)
+      SaveThatFails();
+    else if (chance < 820)
+      RemoveRoot();
+    else if (chance < 900)
+      Load(AnyRootName(), false);
+    else if (chance < 920)
+      Load(AnyRootName(), true);
+    else if (chance < 985)
+      BeginOrEnd();
+    else
+      Reopen();
   }
 
   std::mt19937 m_Random{GetParam()};

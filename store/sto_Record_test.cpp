@@ -87,8 +87,8 @@ TEST(StoreRecord, UnknownFormsTagsAndContentsAreRefused) {
   for (int tag : {0, 17, 18, 127, 255})
     EXPECT_TRUE(IsRefused(Sealed(Field(static_cast<std::uint8_t>(tag), [](sto_ByteWriter&) {})))) << tag;
   for (int content : {3, 4, 255})
-    EXPECT_TRUE(IsRefused(Sealed(Content(
-        [content](sto_ByteWriter& writer) { writer.U8(static_cast<std::uint8_t>(content)); }))))
+    EXPECT_TRUE(IsRefused(Sealed(
+        Content([content](sto_ByteWriter& writer) { writer.U8(static_cast<std::uint8_t>(content)); }))))
         << content;
 }
 
@@ -113,12 +113,14 @@ TEST(StoreRecord, AbsurdCountsOfFieldsAreRefused) {
     EXPECT_TRUE(IsRefused(Sealed(Part([count](sto_ByteWriter& writer) {
       writer.Varint(count);
       writer.U8(0);
-    })))) << count;
+    }))))
+        << count;
 }
 
 TEST(StoreRecord, AbsurdLengthsOfTextsAndBytesAreRefused) {
   for (std::uint8_t const tag : {sto_Format::Text, sto_Format::Bytes})
-    for (std::uint64_t const length : {std::uint64_t{2}, std::uint64_t{1} << 31, std::uint64_t{1} << 63, Huge})
+    for (std::uint64_t const length :
+         {std::uint64_t{2}, std::uint64_t{1} << 31, std::uint64_t{1} << 63, Huge})
       EXPECT_TRUE(IsRefused(Sealed(Field(tag, [length](sto_ByteWriter& writer) { writer.Varint(length); }))))
           << length;
 }
@@ -159,8 +161,8 @@ TEST(StoreRecord, ClassesVersionsAndIdsOutOfRangeAreRefused) {
 
 TEST(StoreRecord, IdsInFieldsThatNoObjectCanHaveAreRefused) {
   for (std::uint8_t const tag : {sto_Format::Reference, sto_Format::Object})
-    for (std::int64_t const id :
-         {std::int64_t{1}, sto_Format::MaxObjectId, std::int64_t{0}, std::int64_t{-1}, sto_Format::MaxObjectId + 1}) {
+    for (std::int64_t const id : {std::int64_t{1}, sto_Format::MaxObjectId, std::int64_t{0}, std::int64_t{-1},
+                                  sto_Format::MaxObjectId + 1}) {
       bool const isGood = id > 0 && id <= sto_Format::MaxObjectId;
       EXPECT_EQ(IsRefused(Sealed(Field(tag,
                                        [=](sto_ByteWriter& writer) {
@@ -175,10 +177,10 @@ TEST(StoreRecord, IdsInFieldsThatNoObjectCanHaveAreRefused) {
 TEST(StoreRecord, GreatestIdIsThatOfAllPartsAndFields) {
   sto_Record record;
   std::string problem;
-  ASSERT_TRUE(record.Decode(5, 9, Sealed(Field(sto_Format::Reference, [](sto_ByteWriter& writer) {
-                              writer.Number(std::int64_t{77});
-                            })),
-                            problem));
+  ASSERT_TRUE(record.Decode(
+      5, 9,
+      Sealed(Field(sto_Format::Reference, [](sto_ByteWriter& writer) { writer.Number(std::int64_t{77}); })),
+      problem));
   EXPECT_EQ(record.GreatestId(), 77);
 }
 
@@ -246,7 +248,8 @@ TEST(StoreRecord, BuiltRecordComesBackAsItWas) {
 
 TEST(StoreCodec, VarintsComeBack) {
   for (int shift = 0; shift < 64; ++shift)
-    for (std::uint64_t const value : {(std::uint64_t{1} << shift) - 1, std::uint64_t{1} << shift, Huge >> shift}) {
+    for (std::uint64_t const value :
+         {(std::uint64_t{1} << shift) - 1, std::uint64_t{1} << shift, Huge >> shift}) {
       sto_Bytes bytes;
       sto_ByteWriter(bytes).Varint(value);
       sto_ByteReader reader(bytes);

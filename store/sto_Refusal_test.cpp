@@ -2,14 +2,15 @@
 
 namespace {
 
-/// What the module does not store yet: maps, object lists, tables, agents and blobs. Each asks for more than a
-/// silent loss.
+/// What the module does not store yet: maps, object lists, tables, agents and blobs. Each asks for more than
+/// a silent loss.
 class StoreRefusals : public StoreTest {};
 
 using Act = std::function<void()>;
 
 /// Everything of the writing side that is refused.
-std::vector<Act> WritingRefusals(cls_MementoWrite& memento, cls_FieldHandle const& field, cls_Uid const& uid) {
+std::vector<Act> WritingRefusals(cls_MementoWrite& memento, cls_FieldHandle const& field,
+                                 cls_Uid const& uid) {
   static cow_String const text;
   static float const single = 0;
   static double const number = 0;

@@ -92,7 +92,6 @@ void sto_Session::UndoSave() noexcept {
   } catch (...) {
     m_Driver->Rollback(); // half a save must not stay in a transaction that can be committed
   }
-  if (!m_Driver->IsInTransaction()) DropNewTies(m_FirstIdOfTransaction);
 }
 
 void sto_Session::DropNewTies(std::int64_t firstNewId) noexcept {
@@ -168,8 +167,7 @@ void sto_Session::CheckVersions(std::int64_t id, sto_Record const& record) const
   }
 }
 
-void sto_Session::Raise(sto_ErrorKind kind, std::string const& message,
-                        sto_Place place) const {
+void sto_Session::Raise(sto_ErrorKind kind, std::string const& message, sto_Place place) const {
   sto_Raise(kind, m_Location + ": " + message, place);
 }
 

@@ -27,7 +27,8 @@ class StoreSession : public StoreFileTest {
       Bottom::DBWrite(cls_WriteVisitor(visitor, Bottom::TypeId()));
       visitor.Write(cls_FieldHandle("m_Text"_cow), m_Text);
       m_List.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle("m_List"_cow), nullptr, &m_List));
-      if (m_Node) m_Node->DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle("m_Node"_cow), nullptr, m_Node.get()));
+      if (m_Node)
+        m_Node->DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle("m_Node"_cow), nullptr, m_Node.get()));
     }
     void Fill(int value, int count) {
       m_BottomValue = value;
@@ -174,11 +175,9 @@ TEST_F(StoreSession, FailureOfEachCallWithinATransactionLeavesWhatItHadSavedOrNo
       Node const third(12);
       std::vector<std::string> saved;
       bool isCommitted = false;
-      bool isOpen = false;
       Arm(call, undoes);
       try {
         sto_Transaction transaction(*m_Store);
-        isOpen = true;
         auto const save = [&](char const* root, auto const& object) {
           try {
             m_Store->Save(root, object);
@@ -197,9 +196,9 @@ TEST_F(StoreSession, FailureOfEachCallWithinATransactionLeavesWhatItHadSavedOrNo
       Arm(0);
       std::vector<std::string> expected = isCommitted ? saved : std::vector<std::string>();
       expected.emplace_back("old");
-      ASSERT_EQ(m_Store->Roots(), expected) << m_Plan.m_FailedCall << isOpen;
-      if (failed && undoes) ASSERT_FALSE(isCommitted);
-      if (!isCommitted) ASSERT_EQ(TiedId(first.m_Uid) + TiedId(second.m_Uid) + TiedId(third.m_Uid), 0);
+      ASSERT_EQ(m_Store->Roots(), expected) << m_Plan.m_FailedCall;
+      ASSERT_FALSE(failed && undoes && isCommitted);
+      ASSERT_TRUE(isCommitted || TiedId(first.m_Uid) + TiedId(second.m_Uid) + TiedId(third.m_Uid) == 0);
       m_Store->Save("1 first", first);
       m_Store->Save("2 second", second);
       m_Store->Save("3 third", third);
@@ -232,6 +231,26 @@ TEST_F(StoreSession, SaveThatCannotBeUndoneTakesItsTransactionWithIt) {
   EXPECT_EQ(TiedId(first.m_Uid), 0);
   m_Store->Save("first", first);
   EXPECT_EQ(m_Store->Roots(), (std::vector<std::string>{"first", "old"}));
+}
+
+TEST_F(StoreSession, TransactionThatCannotBeginKeepsTheTiesOfTheOneBefore) {
+  for (int call = 1;; ++call) {
+    SCOPED_TRACE("call " + std::to_string(call));
+    Node const fresh(call);
+    m_Store->Save("fresh", fresh);
+    std::int64_t const id = TiedId(fresh.m_Uid);
+    ASSERT_GT(id, 0);
+    Arm(call);
+    bool hasBegun = false;
+    try {
+      sto_Transaction const transaction(*m_Store);
+      hasBegun = true;
+    } catch (sto_Exception const&) {
+    }
+    Arm(0);
+    ASSERT_EQ(TiedId(fresh.m_Uid), id) << m_Plan.m_FailedCall;
+    if (hasBegun) break;
+  }
 }
 
 TEST_F(StoreSession, CommitThatFailsCanBeTriedAgain) {
@@ -350,7 +369,7 @@ TEST_F(StoreSession, EveryFailureOfTheLibrarysOwnBuffersIsSurvived) {
     if (m_Store->HasRoot("new")) m_Store->Load<Model>("new")->ExpectFilled(7, 2500);
     if (!hasRaised) break;
   }
-  EXPECT_GT(failures, 2);
+  EXPECT_GE(failures, 2);
 }
 
 } // namespace

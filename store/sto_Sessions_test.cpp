@@ -1,3 +1,6 @@
+#include <chrono>
+#include <thread>
+
 #include "tests/support/StoreTest.h"
 
 namespace {
@@ -90,6 +93,26 @@ TEST_F(StoreSessions, SecondWriterIsBusyAndGoesOnWhenTheFirstIsDone) {
   }
   two.Save("two", Node(2));
   EXPECT_EQ(one.Roots(), (std::vector<std::string>{"one", "two"}));
+}
+
+TEST_F(StoreSessions, OpeningWaitsForASessionThatHoldsTheFile) {
+  { Create().Save("node", Node(1)); }
+  for (sto_Mode const mode : {sto_Mode::ReadWrite, sto_Mode::ReadOnly}) {
+    SqlFile other(Path());
+    other.Run("BEGIN EXCLUSIVE");
+    std::thread release([&other] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      other.Run("COMMIT");
+    });
+    std::string failure;
+    try {
+      EXPECT_EQ(Open(mode).Load<Node>("node")->m_Value, 1);
+    } catch (sto_Exception const& exception) {
+      failure = exception.AsString().View();
+    }
+    release.join();
+    EXPECT_EQ(failure, "");
+  }
 }
 
 TEST_F(StoreSessions, ReadOnlySessionSeesTheCommitsOfAWriter) {

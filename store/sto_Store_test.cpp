@@ -2,6 +2,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/StoreFaultVfs.h"
 #include "tests/support/StoreTest.h"
 
 namespace {
@@ -180,10 +181,19 @@ TEST_F(StoreFile, ReadOnlyStoreRefusesEveryWriteAndLeavesTheFile) {
   EXPECT_TRUE(FileBytes(Path()) == before);
 }
 
+TEST_F(StoreFile, FileThatMayNotBeWrittenOpensForReadingOnly) {
+  { Create().Save("node", Node(1)); }
+  StoreFaultVfs const vfs;
+  StoreFaultVfs::MakeReadOnly();
+  ExpectRefused(sto_ErrorKind::ReadOnly, sto_Mode::ReadWrite);
+  EXPECT_EQ(Open(sto_Mode::ReadOnly).Load<Node>("node")->m_Value, 1);
+}
+
 TEST_F(StoreFile, RootsAreSortedByTheirBytes) {
   sto_Store store = Create();
-  std::vector<std::string> const names{"",  std::string("\0", 1), std::string("\0a", 2), " ", "A", "B", "a",
-                                       "a\nb", "aa", "\xC3\xA4", "\xFF\xFE"};
+  std::vector<std::string> const names{
+      "",        std::string("\0", 1), std::string("\0a", 2), " ", "A", "B", "a", "a\nb", "aa", "\xC3\xA4",
+      "\xFF\xFE"};
   for (auto name = names.rbegin(); name != names.rend(); ++name) store.Save(*name, Node(1));
   EXPECT_EQ(store.Roots(), names);
   for (std::string const& name : names) EXPECT_TRUE(store.HasRoot(name));
@@ -247,7 +257,8 @@ TEST_F(StoreFile, RecordOfANewerVersionIsRefusedWithBothVersions) {
 }
 
 TEST_F(StoreFile, BasePartOfANewerVersionIsRefusedWithBothVersions) {
-  cls_ClassDeclaration const newer[] = {{"Bottom", Bottom::TypeId(), 5, 1}, {"Middle", Middle::TypeId(), 7, 1}};
+  cls_ClassDeclaration const newer[] = {{"Bottom", Bottom::TypeId(), 5, 1},
+                                        {"Middle", Middle::TypeId(), 7, 1}};
   sto_Store::Open(Path(), sto_Mode::Create, newer).Save("middle", Middle());
   std::string const message =
       MessageOf(sto_ErrorKind::NewerFormat, [&] { static_cast<void>(Open().Load<Middle>("middle")); });

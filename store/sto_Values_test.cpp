@@ -203,7 +203,8 @@ TEST_F(StoreValues, ObjectThatWasOnlyReferredToIsFoundOnceItIsSaved) {
 
 TEST_F(StoreValues, AbsentFieldsTakeTheirDefaults) {
   sto_Store store = Create();
-  SaveFields(store, [](cls_WriteVisitor const& visitor) { visitor.Write(cls_FieldHandle("m_Other"_cow), 1); });
+  SaveFields(store,
+             [](cls_WriteVisitor const& visitor) { visitor.Write(cls_FieldHandle("m_Other"_cow), 1); });
   static_cast<void>(LoadFields(store, [](cls_ReadVisitor const& visitor) {
     EXPECT_EQ(visitor.FieldIsPresent(Field), 0);
     EXPECT_EQ(visitor.DataIsPresent(Field), 0);
@@ -314,8 +315,8 @@ TEST_F(StoreValues, ValueThatDoesNotFitTheTypeAskedForIsRefusedWithItsName) {
   });
   static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
     auto const refuses = [&](auto asked, cls_FieldHandle const& field, char const* part) {
-      std::string const message = MessageOf(sto_ErrorKind::WrongClass,
-                                            [&] { static_cast<void>(visitor.Read(field, asked)); });
+      std::string const message =
+          MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(visitor.Read(field, asked)); });
       EXPECT_TRUE(Contains(message, part)) << message;
       EXPECT_TRUE(Contains(message, "Scripted") && Contains(message, Path())) << message;
     };

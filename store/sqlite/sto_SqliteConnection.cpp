@@ -41,8 +41,8 @@ sto_ErrorKind KindOf(int extendedCode) {
 sto_SqliteConnection::sto_SqliteConnection(std::string path, int flags) : m_Path(std::move(path)) {
   // Some names are no files to SQLite ("", ":memory:", "file:..."); with a folder before them they are.
   std::string const file = m_Path.starts_with('/') ? m_Path : "./" + m_Path;
-  int const code = sqlite3_open_v2(file.c_str(), &m_Handle,
-                                   flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+  int const code =
+      sqlite3_open_v2(file.c_str(), &m_Handle, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
   if (code == SQLITE_OK) {
     sqlite3_busy_timeout(m_Handle, BusyTimeoutMilliseconds);
     return;

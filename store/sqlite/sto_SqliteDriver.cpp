@@ -177,9 +177,9 @@ std::int64_t sto_SqliteDriver::NextObjectId() {
     sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store does not say its next object id.");
   sto_SqliteStatement::Use greatest(m_GreatestId);
   if (greatest.Step() && greatest.Integer(0) >= use.Integer(0))
-    sto_Raise(sto_ErrorKind::Damaged,
-              m_Connection->Path() + ": The store's next object id, " + std::to_string(use.Integer(0)) +
-                  ", is not after object " + std::to_string(greatest.Integer(0)) + ".");
+    sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's next object id, " +
+                                          std::to_string(use.Integer(0)) + ", is not after object " +
+                                          std::to_string(greatest.Integer(0)) + ".");
   return use.Integer(0);
 }
 

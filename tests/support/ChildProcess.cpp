@@ -1,5 +1,7 @@
 #include "tests/support/ChildProcess.h"
 
+#include <poll.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +13,23 @@
 namespace {
 
 ChildScenario const* s_Newest = nullptr;
+
+/// No scenario takes so long, whatever instruments it runs under.
+constexpr int PatienceMilliseconds = 60000;
+constexpr char Hanging[] = "(the child was silent for too long)";
+
+/// What comes out of a pipe until its writers are gone.
+std::string ReadAll(int channel) {
+  std::string output;
+  std::array<char, 4096> buffer{};
+  for (;;) {
+    pollfd waiting{channel, POLLIN, 0};
+    if (poll(&waiting, 1, PatienceMilliseconds) == 0) return Hanging;
+    ssize_t const got = read(channel, buffer.data(), buffer.size());
+    if (got <= 0) return output;
+    output.append(buffer.data(), static_cast<std::size_t>(got));
+  }
+}
 
 } // namespace
 
@@ -49,10 +68,9 @@ ChildResult RunChild(std::string const& name) {
     throw std::runtime_error("posix_spawn");
   }
   ChildResult result{-1, 0, {}};
-  std::array<char, 4096> buffer{};
-  for (ssize_t got = 0; (got = read(channel[0], buffer.data(), buffer.size())) > 0;)
-    result.m_Output.append(buffer.data(), static_cast<std::size_t>(got));
+  result.m_Output = ReadAll(channel[0]);
   close(channel[0]);
+  if (result.m_Output == Hanging) kill(child, SIGKILL);
   int status = 0;
   waitpid(child, &status, 0);
   if (WIFEXITED(status)) result.m_ExitCode = WEXITSTATUS(status);

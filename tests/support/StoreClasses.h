@@ -114,10 +114,8 @@ class Top : public Middle {
 };
 
 inline constexpr cls_ClassDeclaration TestClasses[] = {
-    {"Scripted", Scripted::TypeId(), 1, 1},
-    {"Node", Node::TypeId(), 1, 1},
-    {"Bottom", Bottom::TypeId(), 4, 1},
-    {"Middle", Middle::TypeId(), 7, Bottom::TypeId()},
+    {"Scripted", Scripted::TypeId(), 1, 1},      {"Node", Node::TypeId(), 1, 1},
+    {"Bottom", Bottom::TypeId(), 4, 1},          {"Middle", Middle::TypeId(), 7, Bottom::TypeId()},
     {"Top", Top::TypeId(), 2, Middle::TypeId()},
 };
 

@@ -7,9 +7,9 @@
 #include "store/sto_Driver.h"
 #include "store/sto_Exception.h"
 
-/// A driver in front of a real one that fails at a chosen call, before the real one hears of it. The failed call
-/// does nothing and the transaction stays open, unless the plan says that the storage undoes it, as storages do
-/// for want of room. Rollback never fails.
+/// A driver in front of a real one that fails at a chosen call, before the real one hears of it. The failed
+/// call does nothing and the transaction stays open, unless the plan says that the storage undoes it, as
+/// storages do for want of room. Rollback never fails.
 class StoreFaultDriver : public sto_Driver {
  public:
   struct Plan {

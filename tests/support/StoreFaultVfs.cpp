@@ -12,6 +12,7 @@ namespace {
 std::int64_t s_StepsLeft = 0;
 StoreFaultVfs::Fault s_Fault = StoreFaultVfs::Fault::None;
 bool s_HasStruck = false;
+bool s_IsReadOnly = false;
 
 /// What the next operation meets.
 StoreFaultVfs::Fault NextStep() {
@@ -100,10 +101,25 @@ int DeviceCharacteristics(sqlite3_file* file) {
 }
 
 // Version 1 on purpose: no mapping into memory, so that every write passes here.
-sqlite3_io_methods const s_Methods{
-    1,        Close, Read,   Write,  Truncate,          Sync,        FileSize,
-    Lock,     Unlock, CheckReservedLock, FileControl, SectorSize, DeviceCharacteristics,
-    nullptr,  nullptr, nullptr, nullptr, nullptr, nullptr};
+sqlite3_io_methods const s_Methods{1,
+                                   Close,
+                                   Read,
+                                   Write,
+                                   Truncate,
+                                   Sync,
+                                   FileSize,
+                                   Lock,
+                                   Unlock,
+                                   CheckReservedLock,
+                                   FileControl,
+                                   SectorSize,
+                                   DeviceCharacteristics,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr,
+                                   nullptr};
 
 sqlite3_vfs* s_RealVfs = nullptr;
 sqlite3_vfs s_Vfs{};
@@ -111,10 +127,10 @@ sqlite3_vfs s_Vfs{};
 int Open(sqlite3_vfs*, char const* name, sqlite3_file* file, int flags, int* outFlags) {
   auto* const wrapper = reinterpret_cast<File*>(file);
   wrapper->m_Base.pMethods = nullptr;
+  if (s_IsReadOnly) flags = (flags & ~SQLITE_OPEN_READWRITE & ~SQLITE_OPEN_CREATE) | SQLITE_OPEN_READONLY;
   wrapper->m_Real = reinterpret_cast<sqlite3_file*>(wrapper + 1);
-  int const code = Run(SQLITE_CANTOPEN, [&] {
-    return s_RealVfs->xOpen(s_RealVfs, name, wrapper->m_Real, flags, outFlags);
-  });
+  int const code = Run(SQLITE_CANTOPEN,
+                       [&] { return s_RealVfs->xOpen(s_RealVfs, name, wrapper->m_Real, flags, outFlags); });
   if (code == SQLITE_OK) wrapper->m_Base.pMethods = &s_Methods;
   return code;
 }
@@ -141,6 +157,7 @@ StoreFaultVfs::~StoreFaultVfs() {
   sqlite3_vfs_unregister(&s_Vfs);
   sqlite3_vfs_register(s_RealVfs, 1);
   Disarm();
+  s_IsReadOnly = false;
 }
 
 void StoreFaultVfs::StrikeAt(std::int64_t step, Fault fault) {
@@ -155,4 +172,8 @@ bool StoreFaultVfs::HasStruck() {
 
 void StoreFaultVfs::Disarm() {
   s_Fault = Fault::None;
+}
+
+void StoreFaultVfs::MakeReadOnly() {
+  s_IsReadOnly = true;
 }

@@ -23,4 +23,8 @@ class StoreFaultVfs {
   [[nodiscard]] static bool HasStruck();
   /// Takes the fault away.
   static void Disarm();
+
+  /// From now on files open for reading only, as if the system allowed no more (which a privileged user's
+  /// permissions do not show).
+  static void MakeReadOnly();
 };

@@ -13,8 +13,9 @@ void* Allocate(std::size_t size, std::size_t alignment) {
     s_HasFailed = true;
     throw std::bad_alloc();
   }
-  void* const memory = alignment == 0 ? std::malloc(size == 0 ? 1 : size)
-                                      : std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+  void* const memory = alignment == 0
+                           ? std::malloc(size == 0 ? 1 : size)
+                           : std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
@@ -35,6 +36,16 @@ void* operator new(std::size_t size) {
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
   return Allocate(size, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+  try {
+    return Allocate(size, 0);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
+void operator delete(void* memory, std::nothrow_t const&) noexcept {
+  std::free(memory);
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <vector>
 
-/// XXH3 (64 bits, seeded) of 17 to 128 bytes, from the hash's published description: so that expected bytes in
-/// tests do not come from the code that they check. Other lengths throw.
+/// XXH3 (64 bits, seeded) of 17 to 128 bytes, from the hash's published description: so that expected bytes
+/// in tests do not come from the code that they check. Other lengths throw.
 inline std::uint64_t StoreXxh3(std::vector<std::byte> const& bytes, std::uint64_t seed) {
   static constexpr std::uint64_t Secret[] = {
       0xBE4BA423396CFEB8, 0x1CAD21F72C81017C, 0xDB979083E96DD4DE, 0x1F67B3B7A4A44072,

@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <limits>
+
+#include "store/sto_BlockKey.h"
+#include "store/sto_Checksum.h"
+#include "store/sto_ListCodec.h"
+#include "store/sto_Record.h"
+#include "tests/support/AllocationProbe.h"
+#include "tests/support/StoreTest.h"
+#include "wrappers/cls_xp1DArrayList.h"
+
+namespace {
+
+/// Stores made by hand with right checksums and bad intentions.
+class StoreHostile : public StoreTest {
+ protected:
+  static constexpr std::int64_t Id = 1;
+  static constexpr unsigned int ListClass = 0x230001;
+
+  void SetUp() override {
+    Create();
+    m_File = std::make_unique<SqlFile>(Path());
+    m_File->Run("INSERT INTO root VALUES('root', 1); UPDATE meta SET value = 100");
+  }
+  void PutRecord(unsigned int classId, sto_Bytes const& record) {
+    m_File->Run("REPLACE INTO object VALUES(1, " + std::to_string(classId) + ", ?)", record);
+  }
+  void PutList(std::uint8_t type, int count, bool inBlocks, sto_Bytes elements = {}) {
+    sto_RecordBuilder builder;
+    builder.AddPart(ListClass, 800, Id);
+    sto_ListHeader header;
+    header.m_ElementType = type;
+    header.m_Count = count;
+    header.m_InBlocks = inBlocks;
+    builder.SetList(header, std::move(elements));
+    PutRecord(ListClass, builder.Finish(Id));
+  }
+  void PutBlock(int index, sto_Bytes data) {
+    std::int64_t const key = sto_BlockKey(Id, index);
+    sto_Seal(static_cast<std::uint64_t>(key), data);
+    m_File->Run("REPLACE INTO block VALUES(" + std::to_string(key) + ", ?)", data);
+  }
+  /// Loading is refused, and before that no more was allocated than the store has bytes, by some factor.
+  template <class List> void ExpectRefused() {
+    AllocationProbe const probe;
+    sto_Store store = Open(sto_Mode::ReadOnly);
+    MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<List>("root")); });
+    EXPECT_LT(probe.Bytes(), 16U * 1024 * 1024);
+  }
+
+  std::unique_ptr<SqlFile> m_File;
+};
+
+TEST_F(StoreHostile, ListThatClaimsMoreElementsThanTheStoreHasBytesIsRefused) {
+  constexpr int Count = std::numeric_limits<int>::max();
+  int const last = (Count - 1) / sto_Format::BlockElementCount;
+  PutList(sto_Format::ElementDouble, Count, true);
+  PutBlock(0, sto_Bytes(8 * 2048));
+  PutBlock(last, sto_Bytes(8 * (Count % 2048)));
+  ExpectRefused<cls_xp1DArrayListDouble>();
+  PutList(sto_Format::ElementString, Count, true);
+  PutBlock(0, sto_Bytes(2048));
+  PutBlock(last, sto_Bytes(Count % 2048));
+  ExpectRefused<cls_xp1DArrayListString>();
+}
+
+TEST_F(StoreHostile, BlocksWithTooFewOrTooManyElementsAreRefused) {
+  PutList(sto_Format::ElementInt, 3000, true);
+  for (std::size_t const bytes : {0U, 4U, 4U * 2048 - 1, 4U * 2048 + 1, 4U * 2049}) {
+    PutBlock(0, sto_Bytes(bytes));
+    PutBlock(1, sto_Bytes(4 * (3000 - 2048)));
+    ExpectRefused<cls_xp1DArrayListInt>();
+  }
+  PutBlock(0, sto_Bytes(4 * 2048));
+  EXPECT_EQ(Open().Load<cls_xp1DArrayListInt>("root")->Count(), 3000);
+}
+
+TEST_F(StoreHostile, InlineListsWithTooFewOrTooManyBytesAreRefused) {
+  for (std::size_t const bytes : {0U, 1U, 7U, 9U, 12U}) {
+    PutList(sto_Format::ElementInt, 2, false, sto_Bytes(bytes));
+    ExpectRefused<cls_xp1DArrayListInt>();
+  }
+  PutList(sto_Format::ElementInt, 0, false, sto_Bytes(1));
+  ExpectRefused<cls_xp1DArrayListInt>();
+}
+
+TEST_F(StoreHostile, StringElementsWithAbsurdLengthsAreRefused) {
+  for (std::uint64_t const length : {std::uint64_t{9}, std::uint64_t{1} << 32, std::uint64_t{1} << 63,
+                                     std::numeric_limits<std::uint64_t>::max()}) {
+    sto_Bytes elements;
+    sto_ByteWriter(elements).Varint(length);
+    PutList(sto_Format::ElementString, 1, false, elements);
+    ExpectRefused<cls_xp1DArrayListString>();
+  }
+  PutList(sto_Format::ElementString, 1, false, sto_Bytes(20, std::byte{0xFF})); // a length that does not end
+  ExpectRefused<cls_xp1DArrayListString>();
+}
+
+TEST_F(StoreHostile, IdsThatTheStoreHasNotGivenOutAreRefused) {
+  // An identity that is tied to such an id would meet the object that gets it later.
+  for (std::int64_t const id :
+       {std::int64_t{99}, std::int64_t{100}, std::int64_t{5000}, sto_Format::MaxObjectId}) {
+    sto_RecordBuilder builder;
+    builder.AddPart(Scripted::TypeId(), 1, Id);
+    sto_ByteWriter writer(builder.StartField(0, {0, 0}));
+    writer.U8(sto_Format::Reference);
+    writer.Number(id);
+    PutRecord(Scripted::TypeId(), builder.Finish(Id));
+    sto_Store store = Open();
+    if (id < 100) {
+      EXPECT_NE(store.Load<Scripted>("root"), nullptr);
+      continue;
+    }
+    std::string const message =
+        MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<Scripted>("root")); });
+    EXPECT_TRUE(Contains(message, std::to_string(id))) << message;
+  }
+}
+
+TEST_F(StoreHostile, ObjectsThatHoldEachOtherForEverEndAtTheLimit) {
+  sto_RecordBuilder builder;
+  builder.AddPart(Node::TypeId(), 1, Id);
+  m_File->Run("INSERT INTO name VALUES(1, 'm_Held')");
+  sto_ByteWriter writer(builder.StartField(0, {1, 0}));
+  writer.U8(sto_Format::Object);
+  writer.Number(Id);
+  writer.U8(0);
+  PutRecord(Node::TypeId(), builder.Finish(Id));
+  struct Owner {
+    explicit Owner(cls_ReadVisitor const& visitor) {
+      Owner const held(cls_ReadVisitor(visitor, cls_FieldHandle("m_Held"_cow)));
+    }
+  };
+  sto_Store store = Open();
+  MessageOf(sto_ErrorKind::Full, [&] { static_cast<void>(store.Load<Owner>("root")); });
+}
+
+TEST_F(StoreHostile, RecordOfAMegabyteOfEmptyPartsOrFieldsIsNoDanger) {
+  constexpr int Count = 250'000;
+  sto_RecordBuilder builder;
+  builder.AddPart(Scripted::TypeId(), 1, Id);
+  for (int i = 1; i < Count; ++i) builder.AddPart(1, 0, 1);
+  PutRecord(Scripted::TypeId(), builder.Finish(Id));
+  sto_Store store = Open();
+  EXPECT_NE(store.Load<Scripted>("root"), nullptr);
+}
+
+TEST_F(StoreHostile, IdsThatRanOutAreToldAndNothingIsSaved) {
+  m_File->Run("UPDATE meta SET value = " + std::to_string(sto_Format::MaxObjectId));
+  sto_Store store = Open();
+  store.Save("last", Node(1)); // takes the last id
+  std::string const message = MessageOf(sto_ErrorKind::Full, [&] { store.Save("one more", Node(2)); });
+  EXPECT_TRUE(Contains(message, "no object ids")) << message;
+  EXPECT_EQ(store.Load<Node>("last")->m_Value, 1);
+  EXPECT_FALSE(store.HasRoot("one more"));
+}
+
+} // namespace
