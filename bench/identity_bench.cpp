@@ -64,9 +64,8 @@ constinit thread_local FloorRecord* t_FloorFree = nullptr;
 
 /// A counted handle on a floor record. `ResetRing` makes it also empty the record's ring at each creation and
 /// look at it at each destruction, as an identity has to.
-template <bool ResetRing>
-class FloorHandle {
-public:
+template <bool ResetRing> class FloorHandle {
+ public:
   FloorHandle() {
     if (t_FloorFree == nullptr) [[unlikely]]
       RefillFloor();
@@ -88,49 +87,50 @@ public:
 
   [[nodiscard]] void* Address() const noexcept { return m_Record; }
 
-private:
+ private:
   FloorRecord* m_Record;
 };
 
 // ---- The peers, each as a handle with Address() ----
 
 class UidHandle {
-public:
+ public:
   [[nodiscard]] void* Address() const noexcept { return m_Uid.Entry(); }
 
-private:
+ private:
   cls_Uid m_Uid;
 };
 
 class SharedHandle {
-public:
+ public:
   [[nodiscard]] void* Address() const noexcept { return m_Pointer.get(); }
 
-private:
+ private:
   std::shared_ptr<Payload> m_Pointer = std::make_shared<Payload>();
 };
 
 struct CountedPayload : Payload {
   unsigned int m_Count = 0;
 };
-void intrusive_ptr_add_ref(CountedPayload* payload) noexcept { ++payload->m_Count; }
+void intrusive_ptr_add_ref(CountedPayload* payload) noexcept {
+  ++payload->m_Count;
+}
 void intrusive_ptr_release(CountedPayload* payload) noexcept {
   if (--payload->m_Count == 0) delete payload;
 }
 
 class IntrusiveHandle {
-public:
+ public:
   [[nodiscard]] void* Address() const noexcept { return m_Pointer.get(); }
 
-private:
+ private:
   boost::intrusive_ptr<CountedPayload> m_Pointer{new CountedPayload};
 };
 
 // ---- What is measured ----
 // The address escapes between birth and death, and all memory with it: no work can be left out or merged.
 
-template <class Handle>
-void CreateDestroy(benchmark::State& state) {
+template <class Handle> void CreateDestroy(benchmark::State& state) {
   while (state.KeepRunningBatch(Batch))
     for (int i = 0; i < Batch; ++i) {
       Handle const handle;
@@ -138,8 +138,7 @@ void CreateDestroy(benchmark::State& state) {
     }
 }
 
-template <class Handle>
-void CopyDestroy(benchmark::State& state) {
+template <class Handle> void CopyDestroy(benchmark::State& state) {
   Handle const original;
   while (state.KeepRunningBatch(Batch))
     for (int i = 0; i < Batch; ++i) {
@@ -149,8 +148,7 @@ void CopyDestroy(benchmark::State& state) {
 }
 
 /// Many alive at once: `Batch` created in a row, then all destroyed.
-template <class Handle>
-void CreateManyDestroyMany(benchmark::State& state) {
+template <class Handle> void CreateManyDestroyMany(benchmark::State& state) {
   union Room { // raw room, so that nothing but the handles is constructed
     Room() {}
     ~Room() {}
@@ -184,7 +182,7 @@ constexpr std::size_t BenchmarkCount = 13;
 
 /// Keeps every repetition's time and prints one line a benchmark at the end.
 class MedianReporter : public benchmark::BenchmarkReporter {
-public:
+ public:
   bool ReportContext(Context const&) override { return true; }
 
   void ReportRuns(std::vector<Run> const& runs) override {
@@ -216,7 +214,7 @@ public:
   /// Whether every benchmark ran and none failed.
   [[nodiscard]] bool IsComplete() const { return !m_Failed && m_Rows.size() == BenchmarkCount; }
 
-private:
+ private:
   struct Row {
     [[nodiscard]] double Median() const { return m_Times[m_Times.size() / 2]; } // once they are sorted
 

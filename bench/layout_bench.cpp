@@ -1,8 +1,8 @@
 // What storage layouts cost in SQLite: the figures behind the choice in docs/store-format.md.
 //
-// Blocks of 16 KiB under a packed integer key, and small objects as one packed row each or one row a field, for
-// several page sizes and journals. Blocks are given as multiples of a plain file with one fsync, measured in the
-// same run. Usage: layout_bench [--smoke]
+// Blocks of 16 KiB under a packed integer key, and small objects as one packed row each or one row a field,
+// for several page sizes and journals. Blocks are given as multiples of a plain file with one fsync, measured
+// in the same run. Usage: layout_bench [--smoke]
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -31,12 +31,13 @@ struct Layout {
 };
 
 class Database {
-public:
+ public:
   Database(std::string const& path, Layout const& layout) {
     Check(sqlite3_open(path.c_str(), &m_Handle));
     Run("PRAGMA page_size = " + std::to_string(layout.m_PageBytes));
     Run(std::string("PRAGMA journal_mode = ") + layout.m_Journal + "; PRAGMA mmap_size = 1099511627776");
-    Run(std::strcmp(layout.m_Journal, "DELETE") == 0 ? "PRAGMA synchronous = EXTRA" : "PRAGMA synchronous = FULL");
+    Run(std::strcmp(layout.m_Journal, "DELETE") == 0 ? "PRAGMA synchronous = EXTRA"
+                                                     : "PRAGMA synchronous = FULL");
   }
   ~Database() { sqlite3_close(m_Handle); }
   Database(Database const&) = delete;
@@ -54,19 +55,19 @@ public:
     std::exit(1);
   }
 
-private:
+ private:
   sqlite3* m_Handle = nullptr;
 };
 
-template <class Work>
-double Seconds(Work work) {
+template <class Work> double Seconds(Work work) {
   auto const start = std::chrono::steady_clock::now();
   work();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 double Median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
+  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
+                   values.end());
   return values[values.size() / 2];
 }
 
@@ -101,15 +102,18 @@ Times PlainFile(std::string const& path) {
   Times times{};
   times.m_Write = Seconds([&] {
     int const file = open(path.c_str(), O_CREAT | O_WRONLY, 0644);
-    for (int i = 0; i < s_Blocks; ++i) Need(pwrite(file, block.data(), BlockBytes, at(i)) == ssize_t(BlockBytes));
+    for (int i = 0; i < s_Blocks; ++i)
+      Need(pwrite(file, block.data(), BlockBytes, at(i)) == ssize_t(BlockBytes));
     Need(fsync(file) == 0 && close(file) == 0);
   });
   int const file = open(path.c_str(), O_RDONLY);
   times.m_Read = Seconds([&] {
-    for (int i = 0; i < s_Blocks; ++i) Need(pread(file, block.data(), BlockBytes, at(i)) == ssize_t(BlockBytes));
+    for (int i = 0; i < s_Blocks; ++i)
+      Need(pread(file, block.data(), BlockBytes, at(i)) == ssize_t(BlockBytes));
   });
   times.m_RandomRead = Seconds([&] {
-    for (int i : Shuffled(s_Blocks)) Need(pread(file, block.data(), BlockBytes, at(i)) == ssize_t(BlockBytes));
+    for (int i : Shuffled(s_Blocks))
+      Need(pread(file, block.data(), BlockBytes, at(i)) == ssize_t(BlockBytes));
   });
   close(file);
   times.m_Bytes = static_cast<double>(std::filesystem::file_size(path));
@@ -166,7 +170,8 @@ Times Blocks(std::string const& path, Layout const& layout) {
 Times Objects(std::string const& path, Layout const& layout, int rowsPerObject) {
   Remove(path);
   Database database(path, layout);
-  database.Run("CREATE TABLE object(id INTEGER PRIMARY KEY, class_id INTEGER NOT NULL, record BLOB NOT NULL)");
+  database.Run(
+      "CREATE TABLE object(id INTEGER PRIMARY KEY, class_id INTEGER NOT NULL, record BLOB NOT NULL)");
   std::vector<char> const record = Noise(rowsPerObject == 1 ? 80 : 24);
   Times times{};
   times.m_Write = Seconds([&] {
@@ -185,8 +190,7 @@ Times Objects(std::string const& path, Layout const& layout, int rowsPerObject) 
   return times;
 }
 
-template <class Measure>
-Times Medians(Measure measure) {
+template <class Measure> Times Medians(Measure measure) {
   std::vector<double> write, read, random;
   Times times{};
   for (int i = 0; i < s_Repetitions; ++i) {
@@ -210,17 +214,19 @@ int main(int argc, char** argv) {
   if (mkdtemp(folder.data()) == nullptr) return 1;
   std::string const path = folder + "/layout";
 
-  Layout const layouts[] = {{4096, "WAL"}, {16384, "WAL"}, {4096, "DELETE"}, {16384, "DELETE"}, {65536, "DELETE"}};
+  Layout const layouts[] = {
+      {4096, "WAL"}, {16384, "WAL"}, {4096, "DELETE"}, {16384, "DELETE"}, {65536, "DELETE"}};
   Times const plain = Medians([&] { return PlainFile(path); });
   double const data = static_cast<double>(s_Blocks) * BlockBytes;
-  std::printf("%d blocks of 16 KiB, as multiples of a plain file with one fsync (%.0f MB/s written, %.0f read)\n",
-              s_Blocks, data / plain.m_Write / 1e6, data / plain.m_Read / 1e6);
+  std::printf(
+      "%d blocks of 16 KiB, as multiples of a plain file with one fsync (%.0f MB/s written, %.0f read)\n",
+      s_Blocks, data / plain.m_Write / 1e6, data / plain.m_Read / 1e6);
   std::printf("  page  journal  write  read in order  random read  file/data\n");
   for (Layout const& layout : layouts) {
     Times const times = Medians([&] { return Blocks(path, layout); });
     std::printf("  %5d  %-7s  %5.2f  %13.2f  %11.2f  %9.2f\n", layout.m_PageBytes, layout.m_Journal,
-                times.m_Write / plain.m_Write, times.m_Read / plain.m_Read, times.m_RandomRead / plain.m_RandomRead,
-                times.m_Bytes / data);
+                times.m_Write / plain.m_Write, times.m_Read / plain.m_Read,
+                times.m_RandomRead / plain.m_RandomRead, times.m_Bytes / data);
   }
   std::printf("%d objects of three fields, written in one transaction\n", s_Objects);
   std::printf("  page  journal  one packed row each (objects/s, bytes)  one row a field\n");

@@ -14,11 +14,17 @@ atr_String nex_AssertException::AsString() const {
   return text.Result();
 }
 
-void nex_AssertException::Propagate() const { throw nex_AssertException(*this); }
+void nex_AssertException::Propagate() const {
+  throw nex_AssertException(*this);
+}
 
-nex_Exception* nex_AssertException::Copy() const { return new nex_AssertException(*this); }
+nex_Exception* nex_AssertException::Copy() const {
+  return new nex_AssertException(*this);
+}
 
-unsigned int nex_AssertException::DynTypeId() const { return TypeId(); }
+unsigned int nex_AssertException::DynTypeId() const {
+  return TypeId();
+}
 
 void nex_AssertException::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;

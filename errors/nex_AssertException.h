@@ -4,7 +4,7 @@
 
 /// A failed assertion, told by the assertion's text.
 class KVL_EXPORT nex_AssertException : public nex_Exception {
-public:
+ public:
   explicit nex_AssertException(cow_String const& assertion) : m_Value(assertion) {}
 
   /// Rebuilds a stored exception; an absent value is empty.
@@ -24,7 +24,7 @@ public:
   /// The identity of this class's part.
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
-private:
+ private:
   cow_String m_Value;
   cls_Uid m_Uid;
 };

@@ -7,13 +7,21 @@ nex_BadCastException::nex_BadCastException(cls_ReadVisitor const& visitor)
     : nex_Exception(cls_ReadVisitor(visitor)),
       m_Value(visitor.Read(cls_FieldHandle(0, "m_Value"_cow), atr_String(""_cow))), m_Uid(visitor.GetUid()) {}
 
-atr_String nex_BadCastException::AsString() const { return m_Value; }
+atr_String nex_BadCastException::AsString() const {
+  return m_Value;
+}
 
-void nex_BadCastException::Propagate() const { throw nex_BadCastException(*this); }
+void nex_BadCastException::Propagate() const {
+  throw nex_BadCastException(*this);
+}
 
-nex_Exception* nex_BadCastException::Copy() const { return new nex_BadCastException(*this); }
+nex_Exception* nex_BadCastException::Copy() const {
+  return new nex_BadCastException(*this);
+}
 
-unsigned int nex_BadCastException::DynTypeId() const { return TypeId(); }
+unsigned int nex_BadCastException::DynTypeId() const {
+  return TypeId();
+}
 
 void nex_BadCastException::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;

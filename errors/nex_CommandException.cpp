@@ -15,7 +15,9 @@ atr_String nex_CommandException::AsString() const {
   return text;
 }
 
-unsigned int nex_CommandException::DynTypeId() const { return TypeId(); }
+unsigned int nex_CommandException::DynTypeId() const {
+  return TypeId();
+}
 
 void nex_CommandException::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;

@@ -5,7 +5,7 @@
 /// A failed command of the application, told as "name: message". Abstract: applications derive their own
 /// classes, which alone are thrown.
 class KVL_EXPORT nex_CommandException : public nex_Exception {
-public:
+ public:
   /// Rebuilds the command part of a stored exception.
   explicit nex_CommandException(cls_ReadVisitor const& visitor);
 
@@ -26,9 +26,9 @@ public:
   /// The identity of this class's part.
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
-protected:
+ protected:
   nex_CommandException() = default;
 
-private:
+ private:
   cls_Uid m_Uid;
 };

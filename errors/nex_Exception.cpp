@@ -20,9 +20,13 @@ atr_String nex_Exception::DeveloperReport() const {
   return report.Result();
 }
 
-atr_String nex_Exception::UserReport() const { return AsString(); }
+atr_String nex_Exception::UserReport() const {
+  return AsString();
+}
 
-unsigned int nex_Exception::DynTypeId() const { return TypeId(); }
+unsigned int nex_Exception::DynTypeId() const {
+  return TypeId();
+}
 
 void nex_Exception::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_RootUid)) return;

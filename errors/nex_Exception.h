@@ -20,7 +20,7 @@ class cls_WriteVisitor;
 ///
 /// The order of the virtual operations is frozen. Thread rule: a plain value of one thread.
 class KVL_EXPORT nex_Exception {
-public:
+ public:
   /// Rebuilds the root part of a stored exception; absent fields are an empty file and line 0.
   explicit nex_Exception(cls_ReadVisitor const& visitor);
 
@@ -63,10 +63,10 @@ public:
   /// The identity of the root part.
   [[nodiscard]] cls_Uid const& RootUid() const noexcept { return m_RootUid; }
 
-protected:
+ protected:
   nex_Exception() = default;
 
-private:
+ private:
   cow_String m_FromFile;
   int m_FromLine = 0;
   cls_Uid m_RootUid;

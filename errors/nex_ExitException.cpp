@@ -6,8 +6,12 @@
 namespace {
 
 // The field names are part of the stored form; members of a value are written with a dot and without number.
-cls_FieldHandle MessageField() { return cls_FieldHandle("m_Value.m_Msg"_cow); }
-cls_FieldHandle CodeField() { return cls_FieldHandle("m_Value.m_Err"_cow); }
+cls_FieldHandle MessageField() {
+  return cls_FieldHandle("m_Value.m_Msg"_cow);
+}
+cls_FieldHandle CodeField() {
+  return cls_FieldHandle("m_Value.m_Err"_cow);
+}
 
 } // namespace
 
@@ -25,11 +29,17 @@ atr_String nex_ExitException::AsString() const {
   return text;
 }
 
-void nex_ExitException::Propagate() const { throw nex_ExitException(*this); }
+void nex_ExitException::Propagate() const {
+  throw nex_ExitException(*this);
+}
 
-nex_Exception* nex_ExitException::Copy() const { return new nex_ExitException(*this); }
+nex_Exception* nex_ExitException::Copy() const {
+  return new nex_ExitException(*this);
+}
 
-unsigned int nex_ExitException::DynTypeId() const { return TypeId(); }
+unsigned int nex_ExitException::DynTypeId() const {
+  return TypeId();
+}
 
 void nex_ExitException::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;

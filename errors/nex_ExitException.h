@@ -10,7 +10,7 @@ struct nex_ExitStatus {
 
 /// A request to end the program, told by its message or, without one, by its code.
 class KVL_EXPORT nex_ExitException : public nex_Exception {
-public:
+ public:
   explicit nex_ExitException(nex_ExitStatus const& status) : m_Value(status) {}
 
   /// Rebuilds a stored exception; absent fields are an empty message and code 0.
@@ -31,7 +31,7 @@ public:
   /// The identity of this class's part.
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
-private:
+ private:
   nex_ExitStatus m_Value;
   cls_Uid m_Uid;
 };

@@ -4,7 +4,7 @@
 
 /// An object that is not in a state to be used.
 class KVL_EXPORT nex_InvalidObjException : public nex_Exception {
-public:
+ public:
   explicit nex_InvalidObjException(atr_String const& message) : m_Value(message) {}
 
   /// Rebuilds a stored exception; an absent value is empty.
@@ -24,7 +24,7 @@ public:
   /// The identity of this class's part.
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
-private:
+ private:
   atr_String m_Value;
   cls_Uid m_Uid;
 };

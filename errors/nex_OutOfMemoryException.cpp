@@ -40,7 +40,9 @@ atr_String* Appended(char const* text) {
 }
 
 /// The detailed message as it stands; empty while the module is not initialised.
-atr_String JournalText() { return s_Detailed == nullptr ? atr_String(""_cow) : *s_Detailed; }
+atr_String JournalText() {
+  return s_Detailed == nullptr ? atr_String(""_cow) : *s_Detailed;
+}
 
 } // namespace
 
@@ -72,13 +74,21 @@ nex_OutOfMemoryException::nex_OutOfMemoryException(cls_ReadVisitor const& visito
   if (s_Detailed != nullptr) *s_Detailed = m_Msg;
 }
 
-atr_String nex_OutOfMemoryException::AsString() const { return JournalMessage(); }
+atr_String nex_OutOfMemoryException::AsString() const {
+  return JournalMessage();
+}
 
-void nex_OutOfMemoryException::Propagate() const { throw nex_OutOfMemoryException(*this); }
+void nex_OutOfMemoryException::Propagate() const {
+  throw nex_OutOfMemoryException(*this);
+}
 
-nex_OutOfMemoryException* nex_OutOfMemoryException::Copy() const { return new nex_OutOfMemoryException(*this); }
+nex_OutOfMemoryException* nex_OutOfMemoryException::Copy() const {
+  return new nex_OutOfMemoryException(*this);
+}
 
-unsigned int nex_OutOfMemoryException::DynTypeId() const { return TypeId(); }
+unsigned int nex_OutOfMemoryException::DynTypeId() const {
+  return TypeId();
+}
 
 void nex_OutOfMemoryException::DBWrite(cls_WriteVisitor const& visitor) const {
   m_Msg = JournalText();
@@ -89,9 +99,17 @@ void nex_OutOfMemoryException::DBWrite(cls_WriteVisitor const& visitor) const {
   visitor.WriteEnum(cls_FieldHandle(1, "m_Err"_cow), error);
 }
 
-atr_String nex_OutOfMemoryException::JournalMessage() const { return JournalText(); }
+atr_String nex_OutOfMemoryException::JournalMessage() const {
+  return JournalText();
+}
 
-atr_String nex_OutOfMemoryException::ErrorName() const { return atr_String("OutOfMemory"); }
+atr_String nex_OutOfMemoryException::ErrorName() const {
+  return atr_String("OutOfMemory");
+}
 
-atr_String* nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() noexcept { return s_Generic; }
-atr_String* nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed() noexcept { return s_Detailed; }
+atr_String* nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() noexcept {
+  return s_Generic;
+}
+atr_String* nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed() noexcept {
+  return s_Detailed;
+}

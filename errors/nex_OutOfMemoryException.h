@@ -11,18 +11,19 @@ enum nex_OutOfMemoryErrEnm : int {
 
 /// Memory ran out.
 ///
-/// The module owns two process-wide messages, made by nex_initialize and destroyed by the last nex_finalize: a
-/// detailed one, which is the text of every such exception, and a short generic one for callers to show.
+/// The module owns two process-wide messages, made by nex_initialize and destroyed by the last nex_finalize:
+/// a detailed one, which is the text of every such exception, and a short generic one for callers to show.
 /// Every construction with a message adds that message to the end of both, for good. Meant.
 ///
 /// Thread rule: constructing one with a message, reading or writing one touches the process-wide messages
 /// without a lock: one thread at a time.
 class KVL_EXPORT nex_OutOfMemoryException : public nex_Exception {
-public:
+ public:
   /// Without message; the process-wide messages stay as they are.
   explicit nex_OutOfMemoryException(nex_OutOfMemoryErrEnm error) : m_Err(error) {}
 
-  /// Keeps the message and adds it to both process-wide messages (which exist while the module is initialised).
+  /// Keeps the message and adds it to both process-wide messages (which exist while the module is
+  /// initialised).
   nex_OutOfMemoryException(atr_String const& message, nex_OutOfMemoryErrEnm error);
 
   /// Rebuilds a stored exception and replaces the process-wide detailed message by the stored one. Meant.
@@ -57,7 +58,7 @@ public:
   /// The identity of this class's part.
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
-private:
+ private:
   mutable atr_String m_Msg; // written by DBWrite
   nex_OutOfMemoryErrEnm m_Err;
   cls_Uid m_Uid;

@@ -7,8 +7,12 @@
 namespace {
 
 // The field names are part of the stored form; members of a value are written with a dot and without number.
-cls_FieldHandle NativeField() { return cls_FieldHandle("m_Value.m_NativeErrorCode"_cow); }
-cls_FieldHandle RuntimeField() { return cls_FieldHandle("m_Value.m_CRTErrorCode"_cow); }
+cls_FieldHandle NativeField() {
+  return cls_FieldHandle("m_Value.m_NativeErrorCode"_cow);
+}
+cls_FieldHandle RuntimeField() {
+  return cls_FieldHandle("m_Value.m_CRTErrorCode"_cow);
+}
 
 } // namespace
 
@@ -25,11 +29,17 @@ atr_String nex_SystemErrorException::AsString() const {
   return text.Result();
 }
 
-void nex_SystemErrorException::Propagate() const { throw nex_SystemErrorException(*this); }
+void nex_SystemErrorException::Propagate() const {
+  throw nex_SystemErrorException(*this);
+}
 
-nex_Exception* nex_SystemErrorException::Copy() const { return new nex_SystemErrorException(*this); }
+nex_Exception* nex_SystemErrorException::Copy() const {
+  return new nex_SystemErrorException(*this);
+}
 
-unsigned int nex_SystemErrorException::DynTypeId() const { return TypeId(); }
+unsigned int nex_SystemErrorException::DynTypeId() const {
+  return TypeId();
+}
 
 void nex_SystemErrorException::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;

@@ -5,7 +5,7 @@
 
 /// A failure of the operating system or the run-time library, told by the system's texts for its codes.
 class KVL_EXPORT nex_SystemErrorException : public nex_Exception {
-public:
+ public:
   explicit nex_SystemErrorException(cow_SystemErrorCode const& code) : m_Value(code) {}
 
   /// Rebuilds a stored exception; absent codes are 0.
@@ -25,7 +25,7 @@ public:
   /// The identity of this class's part.
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
-private:
+ private:
   cow_SystemErrorCode m_Value;
   cls_Uid m_Uid;
 };

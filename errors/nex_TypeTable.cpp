@@ -79,6 +79,10 @@ void nex_TypeTable::InsertEntries() {
   typ_ArchCompTable::InsertEntry(Component, Entries, std::size(Entries));
 }
 
-std::span<cls_ClassDeclaration const> nex_TypeTable::Declarations() noexcept { return ClassDeclarations; }
+std::span<cls_ClassDeclaration const> nex_TypeTable::Declarations() noexcept {
+  return ClassDeclarations;
+}
 
-cls_RegistrarChecks nex_TypeTable::Checks() noexcept { return {&ClassAbsent, &VersionAbsent, &NameAbsent}; }
+cls_RegistrarChecks nex_TypeTable::Checks() noexcept {
+  return {&ClassAbsent, &VersionAbsent, &NameAbsent};
+}

@@ -5,8 +5,8 @@
 #include "metadata/cls_RegistrarHook.h"
 #include "platform/kvl_Export.h"
 
-/// The error module's component of the type table, its persisted classes, and the failure checks that it hands
-/// to the class registry. For the module's start-up.
+/// The error module's component of the type table, its persisted classes, and the failure checks that it
+/// hands to the class registry. For the module's start-up.
 struct KVL_EXPORT nex_TypeTable {
   static constexpr unsigned int Component = 31;
   /// The registry part that the module's classes are declared into.

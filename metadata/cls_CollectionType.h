@@ -1,8 +1,8 @@
 #pragma once
 
-/// The codes under which persisted collections are declared and checked. A code is a generic kind (a multiple of
-/// ten) plus the element's digit: bool 1, double 2, float 3, int 4, cow_String 5, unsigned int 7 in the kinds 50
-/// and 80 and 6 elsewhere. The unevenness is meant. Codes stand in stores: never renumber them.
+/// The codes under which persisted collections are declared and checked. A code is a generic kind (a multiple
+/// of ten) plus the element's digit: bool 1, double 2, float 3, int 4, cow_String 5, unsigned int 7 in the
+/// kinds 50 and 80 and 6 elsewhere. The unevenness is meant. Codes stand in stores: never renumber them.
 enum cls_CollectionType : int {
   COLLECTION_NONE = 0, ///< a plain single value
 

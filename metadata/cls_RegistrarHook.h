@@ -22,7 +22,7 @@ struct cls_RegistrarChecks {
 /// hand over their failure checks to whatever registry is hooked in. Without one nothing is announced.
 /// Thread rule: installed and called during single-threaded start-up.
 class KVL_EXPORT cls_RegistrarHook {
-public:
+ public:
   virtual ~cls_RegistrarHook();
 
   virtual void InstallChecks(cls_RegistrarChecks const& checks) = 0;

@@ -34,7 +34,8 @@ void nex_initialize(int& count) {
   atr_initialize(count);
   cow_initialize(count);
   cls_initialize(count);
-  if (cls_RegistrarHook* const hook = cls_RegistrarHook::Installed()) hook->InstallChecks(nex_TypeTable::Checks());
+  if (cls_RegistrarHook* const hook = cls_RegistrarHook::Installed())
+    hook->InstallChecks(nex_TypeTable::Checks());
   nex_TypeTable::InsertEntries();
   DeclareClasses();
   nex_OutOfMemoryMessages::Build();
@@ -54,4 +55,6 @@ void nex_finalize(int& count) {
 
 void nex_formalize() {}
 
-bool nex_assertFormalize() { return false; }
+bool nex_assertFormalize() {
+  return false;
+}

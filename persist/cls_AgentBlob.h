@@ -5,7 +5,7 @@
 /// Open line to a stored blob: a run of bytes of any length. Offsets and sizes are in bytes.
 /// The comment before each operation is its virtual slot. Thread rule: one thread.
 class KVL_EXPORT cls_AgentBlob {
-public:
+ public:
   cls_AgentBlob() = default;
   cls_AgentBlob(cls_AgentBlob const&) = delete;
   cls_AgentBlob& operator=(cls_AgentBlob const&) = delete;

@@ -10,7 +10,7 @@ class cls_PC;
 /// Open line to a stored list of objects: elements are written and read one by one.
 /// The comment before each operation is its virtual slot. Thread rule: one thread.
 class KVL_EXPORT cls_AgentListObj {
-public:
+ public:
   cls_AgentListObj() = default;
   cls_AgentListObj(cls_AgentListObj const&) = delete;
   cls_AgentListObj& operator=(cls_AgentListObj const&) = delete;

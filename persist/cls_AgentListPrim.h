@@ -9,9 +9,8 @@ class cls_PC;
 /// object's writing or reading. Counted by its holders; the last one flushes and deletes it.
 /// `T` is bool, cow_String, float, double, unsigned int or int. Counts and indexes are in elements.
 /// The comment before each operation is its virtual slot. Thread rule: one thread.
-template <class T>
-class cls_AgentListPrim {
-public:
+template <class T> class cls_AgentListPrim {
+ public:
   cls_AgentListPrim() = default;
   cls_AgentListPrim(cls_AgentListPrim const&) = delete;
   cls_AgentListPrim& operator=(cls_AgentListPrim const&) = delete;

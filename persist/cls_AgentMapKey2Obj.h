@@ -8,12 +8,11 @@ class cls_MementoRead;
 class cls_MementoWrite;
 class cls_PC;
 
-/// Open line to a stored map of objects, keyed by int or cow_String: elements are written, read and removed one
-/// by one. The first ten slots follow the list agent, with removal and reading in the place of the runs.
+/// Open line to a stored map of objects, keyed by int or cow_String: elements are written, read and removed
+/// one by one. The first ten slots follow the list agent, with removal and reading in the place of the runs.
 /// The comment before each operation is its virtual slot. Thread rule: one thread.
-template <class K>
-class cls_AgentMapKey2Obj {
-public:
+template <class K> class cls_AgentMapKey2Obj {
+ public:
   cls_AgentMapKey2Obj() = default;
   cls_AgentMapKey2Obj(cls_AgentMapKey2Obj const&) = delete;
   cls_AgentMapKey2Obj& operator=(cls_AgentMapKey2Obj const&) = delete;
@@ -39,8 +38,8 @@ public:
   /* 11 */ virtual cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) = 0;
 
   /// The same with the element itself, which the library ignores.
-  /* 12 */ virtual cls_MementoWrite* MakeWriteObjWithPtr(K const& key, unsigned int classId, cls_Uid const& uid,
-                                                         void const*) {
+  /* 12 */ virtual cls_MementoWrite* MakeWriteObjWithPtr(K const& key, unsigned int classId,
+                                                         cls_Uid const& uid, void const*) {
     return MakeWriteObj(key, classId, uid);
   }
 

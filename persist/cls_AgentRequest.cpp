@@ -31,7 +31,8 @@ cls_MementoWrite* cls_WriteRequestMapInt2Obj::MakeWriteObjWithPtr(unsigned int c
   return m_Map->MakeWriteObjWithPtr(m_Key, classId, uid, object);
 }
 
-cls_MementoWrite* cls_WriteRequestMapString2Obj::MakeWriteObj(unsigned int classId, cls_Uid const& uid) const {
+cls_MementoWrite* cls_WriteRequestMapString2Obj::MakeWriteObj(unsigned int classId,
+                                                              cls_Uid const& uid) const {
   return m_Map->MakeWriteObj(m_Key, classId, uid);
 }
 cls_MementoWrite* cls_WriteRequestMapString2Obj::MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid,

@@ -11,10 +11,14 @@ cls_MementoWrite* cls_AgentListObj::MakeWriteObjWithPtr(int index, unsigned int 
 }
 
 cls_AgentBlob::~cls_AgentBlob() = default;
-bool cls_AgentBlob::NeedsDeletion() const { return true; }
+bool cls_AgentBlob::NeedsDeletion() const {
+  return true;
+}
 
 cls_AgentProxy::~cls_AgentProxy() = default;
-bool cls_AgentProxy::Transfer(cls_StorageTypeId const&, cls_MementoWrite*, cls_FieldHandle const&) { return false; }
+bool cls_AgentProxy::Transfer(cls_StorageTypeId const&, cls_MementoWrite*, cls_FieldHandle const&) {
+  return false;
+}
 
 template class cow_CountedHld<cls_AgentProxy>;
 
@@ -22,7 +26,9 @@ namespace {
 int s_LastStorageTypeId = 0;
 }
 
-int cls_StorageTypeId::AllocateId() noexcept { return ++s_LastStorageTypeId; }
+int cls_StorageTypeId::AllocateId() noexcept {
+  return ++s_LastStorageTypeId;
+}
 
 template class cls_AgentListPrim<bool>;
 template class cls_AgentListPrim<cow_String>;

@@ -4,14 +4,14 @@
 
 /// Names one field of a persisted class, on the stack beside each access.
 ///
-/// Classes with numbered attributes number them 0, 1, 2 ... in the order of declaration; a field that is known
-/// by name only has the number -1. A handle with an empty name stands for the number alone.
+/// Classes with numbered attributes number them 0, 1, 2 ... in the order of declaration; a field that is
+/// known by name only has the number -1. A handle with an empty name stands for the number alone.
 ///
 ///     visitor.Write(cls_FieldHandle(0, "m_FromFile"_cow), m_FromFile);
 ///
 /// Cost: made from a literal name it allocates nothing and counts nothing.
 class cls_FieldHandle {
-public:
+ public:
   /// A field known by name only.
   explicit cls_FieldHandle(cow_String name) noexcept : m_Name(std::move(name)) {}
 
@@ -24,7 +24,7 @@ public:
   [[nodiscard]] int FieldId() const noexcept { return m_FieldId; }
   [[nodiscard]] cow_String const& Name() const noexcept { return m_Name; }
 
-private:
+ private:
   int m_FieldId = -1;
   cow_String m_Name;
 };

@@ -5,13 +5,13 @@
 /// Node of the ring that every identity anchors. Modules that keep something about an object for as long as
 /// its identity lives derive from it.
 ///
-/// Invariants: 1. An entry is linked to itself, or in exactly one ring. 2. A derived entry that is linked into
-/// an identity's ring unlinks itself in its destructor: the identity's end destroys ring members until none is
-/// left, and the base destructor, on purpose, does not unlink.
+/// Invariants: 1. An entry is linked to itself, or in exactly one ring. 2. A derived entry that is linked
+/// into an identity's ring unlinks itself in its destructor: the identity's end destroys ring members until
+/// none is left, and the base destructor, on purpose, does not unlink.
 ///
 /// Thread rule: a ring belongs to the thread of its identity.
 class KVL_EXPORT cls_HistoryEntry {
-public:
+ public:
   cls_HistoryEntry() noexcept : m_Next(this), m_Previous(this) {}
   virtual ~cls_HistoryEntry(); // slot 0, the only one; does not unlink, which is meant (invariant 2)
 
@@ -21,7 +21,7 @@ public:
   /// The next entry of the ring; the entry itself when it is alone.
   [[nodiscard]] cls_HistoryEntry* Next() const noexcept { return m_Next; }
 
-protected:
+ protected:
   /// Inserts this entry right after `anchor`. The entry must be unlinked.
   void Link(cls_HistoryEntry* anchor) noexcept {
     m_Previous = anchor;
@@ -37,7 +37,7 @@ protected:
     Reset();
   }
 
-private:
+ private:
   friend class cls_UidCatalog; // resets the anchor of a record that it hands out
 
   /// Links the entry to itself without touching its neighbours.

@@ -1,4 +1,6 @@
 #include "persist/cls_MementoRead.h"
 
 cls_MementoRead::~cls_MementoRead() = default;
-bool cls_MementoRead::NeedsDeletion() const { return true; }
+bool cls_MementoRead::NeedsDeletion() const {
+  return true;
+}

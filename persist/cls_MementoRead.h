@@ -13,13 +13,13 @@
 ///
 /// A tag argument only selects the element type and its target is never read.
 ///
-/// The comment before each operation is its virtual slot; the order is frozen, and a test compares it with the
-/// compiled table. Against the writing side: scalars stand two slots later, builders and agents four.
+/// The comment before each operation is its virtual slot; the order is frozen, and a test compares it with
+/// the compiled table. Against the writing side: scalars stand two slots later, builders and agents four.
 ///
 /// Thread rule: a memento and all it returns are used by one thread. Errors: the library raises nothing here;
 /// back ends raise exceptions of the nex_ family.
 class KVL_EXPORT cls_MementoRead {
-public:
+ public:
   cls_MementoRead() = default;
   cls_MementoRead(cls_MementoRead const&) = delete;
   cls_MementoRead& operator=(cls_MementoRead const&) = delete;

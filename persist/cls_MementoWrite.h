@@ -8,22 +8,22 @@
 
 /// What a storage back end implements to write one object: a database, a file format, a copier.
 ///
-/// A memento stands for one object (or one base-class part of it) that is being written. Persisted classes reach
-/// it through cls_WriteVisitor. Everything that a memento returns belongs to the caller, who deletes it when its
-/// NeedsDeletion() answers true. A null child memento means: do not write that object (it is written already,
-/// or not wanted), and callers skip it; for the collection classes (0x230001, 0x230002) and blobs (0x230005) a
-/// back end always supplies one, because their writers do not look.
+/// A memento stands for one object (or one base-class part of it) that is being written. Persisted classes
+/// reach it through cls_WriteVisitor. Everything that a memento returns belongs to the caller, who deletes it
+/// when its NeedsDeletion() answers true. A null child memento means: do not write that object (it is written
+/// already, or not wanted), and callers skip it; for the collection classes (0x230001, 0x230002) and blobs
+/// (0x230005) a back end always supplies one, because their writers do not look.
 ///
 /// A tag argument only selects the element type: it points at a dummy value and its target is never read.
 /// Field handles and strings are the caller's; a back end copies what it keeps.
 ///
-/// The comment before each operation is its virtual slot (slot 0 is the destructor). The order is frozen: a test
-/// compares it with the compiled table.
+/// The comment before each operation is its virtual slot (slot 0 is the destructor). The order is frozen: a
+/// test compares it with the compiled table.
 ///
 /// Thread rule: a memento and all it returns are used by one thread. Errors: the library raises nothing here;
 /// back ends raise exceptions of the nex_ family.
 class KVL_EXPORT cls_MementoWrite {
-public:
+ public:
   cls_MementoWrite() = default;
   cls_MementoWrite(cls_MementoWrite const&) = delete;
   cls_MementoWrite& operator=(cls_MementoWrite const&) = delete;
@@ -72,7 +72,8 @@ public:
   /// `sizeBytes` raw bytes (0 or more) from `bytes`, small enough to stand in the object's record.
   /* 19 */ virtual void WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) = 0;
 
-  // Builders of the collection that this object is; the caller fills them and then deletes them (if asked to).
+  // Builders of the collection that this object is; the caller fills them and then deletes them (if asked
+  // to).
   /* 20 */ virtual cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() = 0;
   /* 21 */ virtual cls_WriteMapString2Obj* MakeWriteMapString2Obj() = 0;
 
@@ -95,7 +96,8 @@ public:
   /* 34 */ virtual cls_WriteIntTableInt* MakeWriteIntTableInt() = 0;
 
   // The same builders in one step for a collection object that `field` holds under the identity `uid`.
-  /* 35 */ virtual cls_WriteListObj* MakeFieldWriteListObj(cls_FieldHandle const& field, cls_Uid const& uid) = 0;
+  /* 35 */ virtual cls_WriteListObj* MakeFieldWriteListObj(cls_FieldHandle const& field,
+                                                           cls_Uid const& uid) = 0;
   /* 36 */ virtual cls_WriteMapInt2Obj* MakeFieldWriteMapInt2Obj(cls_FieldHandle const& field,
                                                                  cls_Uid const& uid) = 0;
   /* 37 */ virtual cls_WriteMapString2Obj* MakeFieldWriteMapString2Obj(cls_FieldHandle const& field,
@@ -104,7 +106,8 @@ public:
                                                                    cls_Uid const& uid) = 0;
 
   // String-keyed maps; unlike the other families, unsigned int stands first and int before float.
-  /* 39 */ virtual cls_WriteMapString2Prim<unsigned int>* MakeWriteMapString2Prim(unsigned int const* tag) = 0;
+  /* 39 */ virtual cls_WriteMapString2Prim<unsigned int>*
+  MakeWriteMapString2Prim(unsigned int const* tag) = 0;
   /* 40 */ virtual cls_WriteMapString2Prim<cow_String>* MakeWriteMapString2Prim(cow_String const* tag) = 0;
   /* 41 */ virtual cls_WriteMapString2Prim<int>* MakeWriteMapString2Prim(int const* tag) = 0;
   /* 42 */ virtual cls_WriteMapString2Prim<float>* MakeWriteMapString2Prim(float const* tag) = 0;
@@ -113,7 +116,8 @@ public:
   // Agents, which keep talking to the store after the object is written.
   /* 44 */ virtual cls_AgentListObj* MakeAgentListObj(int sizeHint) = 0;
   /* 45 */ virtual cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int const* tag, int sizeHint) = 0;
-  /* 46 */ virtual cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag, int sizeHint) = 0;
+  /* 46 */ virtual cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag,
+                                                                        int sizeHint) = 0;
 
   // List agents; `sizeHint` is the number of elements to expect, 1 when that is not known.
   /* 47 */ virtual cls_AgentListPrim<bool>* MakeAgentListPrim(bool const* tag, int sizeHint) = 0;
@@ -121,7 +125,8 @@ public:
   /* 49 */ virtual cls_AgentListPrim<float>* MakeAgentListPrim(float const* tag, int sizeHint) = 0;
   /* 50 */ virtual cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) = 0;
   /* 51 */ virtual cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) = 0;
-  /* 52 */ virtual cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag, int sizeHint) = 0;
+  /* 52 */ virtual cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag,
+                                                                      int sizeHint) = 0;
 
   /// The agent of the blob that this object (class 0x230005) is. It outlives this memento.
   /* 53 */ virtual cls_AgentBlob* MakeAgentBlob() = 0;

@@ -5,7 +5,9 @@
 #include "persist/cls_ReadObjects.h"
 
 cls_ReadCollectionBase::~cls_ReadCollectionBase() = default;
-bool cls_ReadCollectionBase::NeedsDeletion() const { return true; }
+bool cls_ReadCollectionBase::NeedsDeletion() const {
+  return true;
+}
 
 cls_ReadListObj::~cls_ReadListObj() = default;
 cls_ReadMapInt2Obj::~cls_ReadMapInt2Obj() = default;

@@ -5,7 +5,7 @@
 /// Root of the cursors over stored collections. The comment before each operation of a cursor is its virtual
 /// slot. Thread rule: as the memento that made the cursor.
 class KVL_EXPORT cls_ReadCollectionBase {
-public:
+ public:
   cls_ReadCollectionBase() = default;
   cls_ReadCollectionBase(cls_ReadCollectionBase const&) = delete;
   cls_ReadCollectionBase& operator=(cls_ReadCollectionBase const&) = delete;

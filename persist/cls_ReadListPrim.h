@@ -5,9 +5,8 @@
 
 /// Cursor over a stored list of primitives, from its first element on.
 /// `T` is bool, cow_String, float, double, unsigned int or int.
-template <class T>
-class cls_ReadListPrim : public cls_ReadCollectionBase {
-public:
+template <class T> class cls_ReadListPrim : public cls_ReadCollectionBase {
+ public:
   /// The number of elements in the list.
   /* 2 */ virtual int Count() = 0;
 

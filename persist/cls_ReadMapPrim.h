@@ -7,9 +7,8 @@
 /// `T` is cow_String, float, double, unsigned int or int.
 ///
 ///     while (reader.More()) { T value = reader.Next(); int key; reader.Key(key); ... }
-template <class T>
-class cls_ReadMapInt2Prim : public cls_ReadCollectionBase {
-public:
+template <class T> class cls_ReadMapInt2Prim : public cls_ReadCollectionBase {
+ public:
   /// The number of entries.
   /* 2 */ virtual int Count() = 0;
 
@@ -24,9 +23,8 @@ public:
 };
 
 /// The same for a map from cow_String to a primitive.
-template <class T>
-class cls_ReadMapString2Prim : public cls_ReadCollectionBase {
-public:
+template <class T> class cls_ReadMapString2Prim : public cls_ReadCollectionBase {
+ public:
   /* 2 */ virtual int Count() = 0;
   /* 3 */ virtual int More() = 0;
   /* 4 */ virtual T Next() = 0;

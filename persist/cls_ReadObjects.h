@@ -7,7 +7,7 @@ class cls_MementoRead;
 
 /// Cursor over a stored list of objects, from its first element on. Mementos are the caller's, as everywhere.
 class KVL_EXPORT cls_ReadListObj : public cls_ReadCollectionBase {
-public:
+ public:
   ~cls_ReadListObj() override;
 
   /// The number of elements.
@@ -34,7 +34,7 @@ public:
 ///
 ///     while (reader.More()) { reader.Next(); int key; cls_MementoRead* element = reader.Fetch(key); ... }
 class KVL_EXPORT cls_ReadMapInt2Obj : public cls_ReadCollectionBase {
-public:
+ public:
   ~cls_ReadMapInt2Obj() override;
 
   /// Nonzero while entries remain.
@@ -55,7 +55,7 @@ public:
 
 /// The same for a map from cow_String to objects; it cannot look for a key.
 class KVL_EXPORT cls_ReadMapString2Obj : public cls_ReadCollectionBase {
-public:
+ public:
   ~cls_ReadMapString2Obj() override;
 
   /* 2 */ virtual int More() = 0;
@@ -66,7 +66,7 @@ public:
 
 /// Cursor over a stored table from int to int. The receiver always deletes it.
 class KVL_EXPORT cls_ReadIntTableInt {
-public:
+ public:
   cls_ReadIntTableInt() = default;
   cls_ReadIntTableInt(cls_ReadIntTableInt const&) = delete;
   cls_ReadIntTableInt& operator=(cls_ReadIntTableInt const&) = delete;

@@ -10,7 +10,9 @@ int cls_ReadVisitor::DataIsPresent(cls_FieldHandle const& field) const {
   return m_Memento == nullptr ? 0 : m_Memento->DataIsPresent(field);
 }
 
-cow_String cls_ReadVisitor::DbId() const { return m_Memento == nullptr ? cow_String() : m_Memento->DbId(); }
+cow_String cls_ReadVisitor::DbId() const {
+  return m_Memento == nullptr ? cow_String() : m_Memento->DbId();
+}
 
 cls_Uid const cls_ReadVisitor::GetUid() const {
   return m_Memento == nullptr ? cls_Uid::AllocateUid() : m_Memento->GetUid();

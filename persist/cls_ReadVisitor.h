@@ -17,7 +17,7 @@
 /// Cost: on the stack, no allocation of its own; each access is one virtual call.
 /// Thread rule: one thread. Errors: what the back end raises passes through.
 class KVL_EXPORT cls_ReadVisitor {
-public:
+ public:
   /// Reads the object of `memento`, which may be null.
   explicit cls_ReadVisitor(cls_MementoRead* memento) noexcept : m_Memento(memento) {}
 
@@ -56,7 +56,8 @@ public:
   /// The same for a translatable string; the stored text is taken as it stands, never translated.
   [[nodiscard]] atr_String Read(cls_FieldHandle const& field, atr_String const& defaultValue) const;
 
-  /// The other scalars: bool, float, double and the integers that a memento reads; also the default without one.
+  /// The other scalars: bool, float, double and the integers that a memento reads; also the default without
+  /// one.
   template <cls_PlainScalar T>
   [[nodiscard]] T Read(cls_FieldHandle const& field, T const& defaultValue) const {
     return m_Memento == nullptr ? defaultValue : m_Memento->Read(field, defaultValue);
@@ -67,6 +68,6 @@ public:
     return m_Memento == nullptr ? 0 : m_Memento->ReadEnum(field);
   }
 
-private:
+ private:
   cls_MementoRead* m_Memento;
 };

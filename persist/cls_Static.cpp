@@ -8,4 +8,6 @@ cls_Static::cls_Static() : m_NullInteger(nullptr), m_Uid(cls_Uid::AllocateUid())
   SetDestructLevel();
 }
 
-cls_Static::~cls_Static() { delete m_NullInteger; }
+cls_Static::~cls_Static() {
+  delete m_NullInteger;
+}

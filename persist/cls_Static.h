@@ -10,7 +10,7 @@
 /// It holds an identity, so it goes before the identity catalogue (destruct level 4 against 2).
 /// Thread rule: each thread has its own; the constants must not cross threads.
 class KVL_EXPORT cls_Static : public thr_ThreadSingleton<cls_Static> {
-public:
+ public:
   static constexpr int DestructLevel = 4;
 
   /// The null integer holder: counted, holding no integer. For callers that must pass a holder and have no
@@ -20,7 +20,7 @@ public:
   /// The thread's constant identity: the same at every call, different in every thread.
   [[nodiscard]] cls_Uid const& ConstUid() const noexcept { return m_Uid; }
 
-private:
+ private:
   friend class thr_ThreadSingleton<cls_Static>;
   friend class thr_ThreadSingletonBase<cls_Static>;
 

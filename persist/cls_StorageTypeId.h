@@ -5,7 +5,7 @@
 /// Identifies a kind of storage within the process: 1, 2, 3 ... in the order of allocation.
 /// Thread rule: AllocateId is not locked; kinds are allocated during single-threaded start-up.
 class KVL_EXPORT cls_StorageTypeId {
-public:
+ public:
   /// Identifies the kind of an allocated ID.
   explicit cls_StorageTypeId(int id) noexcept : m_Id(id) {}
 
@@ -16,6 +16,6 @@ public:
 
   friend bool operator==(cls_StorageTypeId const& a, cls_StorageTypeId const& b) noexcept = default;
 
-private:
+ private:
   int m_Id;
 };

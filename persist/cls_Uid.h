@@ -6,17 +6,18 @@
 ///
 /// Two identities denote the same object exactly when their Entry() is the same; there is no number inside.
 /// A default-constructed identity is new and differs from every live one.
-/// When not to use it: as something to store. It means nothing outside this process; a store keeps its own ids.
+/// When not to use it: as something to store. It means nothing outside this process; a store keeps its own
+/// ids.
 ///
-/// Cost: one pointer; copying is a pointer copy and a plain increment; nothing allocates except a new block of
-/// 2048 records, and that may throw std::bad_alloc.
+/// Cost: one pointer; copying is a pointer copy and a plain increment; nothing allocates except a new block
+/// of 2048 records, and that may throw std::bad_alloc.
 ///
 /// Invariants: 1. The entry is never null. 2. The record's count is the number of cls_Uid on it plus the
 /// references that callers of the entry constructor keep themselves.
 ///
 /// Thread rule: identities belong to the thread that made them and never cross to another.
 class cls_Uid {
-public:
+ public:
   /// A fresh identity.
   cls_Uid() : m_Entry(cls_UidCatalog::Take()) {}
 
@@ -43,8 +44,8 @@ public:
   static cls_Uid AllocateUid() { return cls_Uid(); }
 
   /// Becomes a fresh identity in place. The old record is released first, so when this was its last reference
-  /// the new identity may get the same record. When it throws std::bad_alloc (another identity still holds the
-  /// record, and a block is needed), nothing has changed.
+  /// the new identity may get the same record. When it throws std::bad_alloc (another identity still holds
+  /// the record, and a block is needed), nothing has changed.
   void NewUid() {
     if (m_Entry->m_RefCount > 1) {
       cls_UidCatalogEntry* const fresh = cls_UidCatalog::Take();
@@ -60,7 +61,7 @@ public:
   /// object (derive from cls_HistoryEntry). Valid while a reference is held.
   [[nodiscard]] cls_UidCatalogEntry* Entry() const noexcept { return m_Entry; }
 
-private:
+ private:
   cls_UidCatalogEntry* m_Entry;
 };
 

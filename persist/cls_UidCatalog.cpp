@@ -17,7 +17,8 @@ cls_UidCatalog::cls_UidCatalog() {
 
 cls_UidCatalog::~cls_UidCatalog() {
   t_Current = nullptr;
-  // From the oldest block to the newest; the chain is turned round because recursion would need a frame a block.
+  // From the oldest block to the newest; the chain is turned round because recursion would need a frame a
+  // block.
   cls_UidCatalogBlock* oldest = nullptr;
   while (m_Newest != nullptr) {
     cls_UidCatalogBlock* const block = m_Newest;

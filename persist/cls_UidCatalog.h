@@ -26,10 +26,10 @@ struct cls_UidCatalogBlock {
 
 /// The calling thread's pool of identity records.
 ///
-/// Purpose: an identity is made, copied and destroyed at every persisted object and every value wrapper, so this
-/// must cost a few instructions. Records come from blocks of 2048 and go round through a free list.
-/// When not to use it: directly. cls_Uid is the interface.
-/// Cost: taking and recycling a record is a pop and a push; the heap is touched once in 2048 records.
+/// Purpose: an identity is made, copied and destroyed at every persisted object and every value wrapper, so
+/// this must cost a few instructions. Records come from blocks of 2048 and go round through a free list. When
+/// not to use it: directly. cls_Uid is the interface. Cost: taking and recycling a record is a pop and a
+/// push; the heap is touched once in 2048 records.
 ///
 /// Invariants:
 /// 1. Every record of every block is either live (count at least 1) or on the free list.
@@ -37,15 +37,15 @@ struct cls_UidCatalogBlock {
 /// 3. A live record's history ring is consistent; a recycled record's ring is empty.
 /// 4. No block returns to the heap while the catalogue lives.
 ///
-/// Thread rule: one catalogue a thread, no lock. A record goes back to the catalogue of the thread that releases
-/// it, so identities must not cross threads. When the catalogue goes (destruct level 2, or at the thread's end
-/// or the library's), identities that are still held dangle.
+/// Thread rule: one catalogue a thread, no lock. A record goes back to the catalogue of the thread that
+/// releases it, so identities must not cross threads. When the catalogue goes (destruct level 2, or at the
+/// thread's end or the library's), identities that are still held dangle.
 class KVL_EXPORT cls_UidCatalog : public thr_ThreadSingleton<cls_UidCatalog> {
-public:
+ public:
   static constexpr int DestructLevel = 2;
 
-  /// A record with count 1 and an empty history ring. Throws std::bad_alloc when a block is needed and there is
-  /// no memory; the catalogue is unchanged then.
+  /// A record with count 1 and an empty history ring. Throws std::bad_alloc when a block is needed and there
+  /// is no memory; the catalogue is unchanged then.
   static cls_UidCatalogEntry* Take() {
     cls_UidCatalog* const catalog = t_Current;
     if (catalog == nullptr || catalog->m_FreeHead == nullptr) [[unlikely]]
@@ -64,7 +64,7 @@ public:
   /// How many blocks the catalogue has allocated. For diagnosis.
   [[nodiscard]] int BlockCount() const noexcept;
 
-private:
+ private:
   friend class thr_ThreadSingleton<cls_UidCatalog>;
   friend class thr_ThreadSingletonBase<cls_UidCatalog>;
 

@@ -105,6 +105,18 @@ TEST(cls_UidCatalog, HandsOutRecordsWithCountOneAndAnEmptyRing) {
   });
 }
 
+TEST(cls_UidCatalog, EmptiesTheRingOfARecordThatItHandsOut) {
+  struct Stray : cls_HistoryEntry {
+    using cls_HistoryEntry::Link;
+  };
+  Stray stray; // outlives the record's use and, as the base does, never unlinks itself
+  cls_UidCatalogEntry* const entry = cls_Uid().Entry();
+  stray.Link(&entry->m_History); // what a late module might leave at a free record
+  cls_Uid const uid;
+  ASSERT_EQ(uid.Entry(), entry);
+  EXPECT_EQ(entry->m_History.Next(), &entry->m_History);
+}
+
 TEST(cls_UidCatalog, DropReturnsTheCountAfterTheDecrement) {
   cls_UidCatalogEntry* const entry = cls_UidCatalog::Take();
   {

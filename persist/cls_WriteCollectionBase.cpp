@@ -5,14 +5,17 @@
 #include "persist/cls_WriteObjects.h"
 
 cls_WriteCollectionBase::~cls_WriteCollectionBase() = default;
-bool cls_WriteCollectionBase::NeedsDeletion() const { return true; }
+bool cls_WriteCollectionBase::NeedsDeletion() const {
+  return true;
+}
 
 cls_WriteListObj::~cls_WriteListObj() = default;
 cls_WriteMapInt2Obj::~cls_WriteMapInt2Obj() = default;
 cls_WriteMapString2Obj::~cls_WriteMapString2Obj() = default;
 cls_WriteIntTableInt::~cls_WriteIntTableInt() = default;
 
-cls_MementoWrite* cls_WriteListObj::MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid, void const*) {
+cls_MementoWrite* cls_WriteListObj::MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid,
+                                                        void const*) {
   return MakeWriteObj(classId, uid);
 }
 

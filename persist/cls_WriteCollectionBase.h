@@ -5,7 +5,7 @@
 /// Root of the builders of stored collections. The comment before each operation of a builder is its virtual
 /// slot. A collection is complete when its builder is deleted. Thread rule: as the memento that made it.
 class KVL_EXPORT cls_WriteCollectionBase {
-public:
+ public:
   cls_WriteCollectionBase() = default;
   cls_WriteCollectionBase(cls_WriteCollectionBase const&) = delete;
   cls_WriteCollectionBase& operator=(cls_WriteCollectionBase const&) = delete;

@@ -5,9 +5,8 @@
 
 /// Builder of a stored list of primitives.
 /// `T` is bool, cow_String, float, double, unsigned int or int.
-template <class T>
-class cls_WriteListPrim : public cls_WriteCollectionBase {
-public:
+template <class T> class cls_WriteListPrim : public cls_WriteCollectionBase {
+ public:
   /// Adds `count` elements at the end.
   /* 2 */ virtual void AppendRun(int count, T const* elements) = 0;
 

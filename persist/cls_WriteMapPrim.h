@@ -5,16 +5,14 @@
 
 /// Builder of a stored map from int to a primitive; the entries keep the order in which they are inserted.
 /// `T` is cow_String, float, double, unsigned int or int.
-template <class T>
-class cls_WriteMapInt2Prim : public cls_WriteCollectionBase {
-public:
+template <class T> class cls_WriteMapInt2Prim : public cls_WriteCollectionBase {
+ public:
   /* 2 */ virtual void Insert(int const& key, T const& value) = 0;
 };
 
 /// The same for a map from cow_String to a primitive.
-template <class T>
-class cls_WriteMapString2Prim : public cls_WriteCollectionBase {
-public:
+template <class T> class cls_WriteMapString2Prim : public cls_WriteCollectionBase {
+ public:
   /* 2 */ virtual void Insert(cow_String const& key, T const& value) = 0;
 };
 

@@ -23,7 +23,7 @@
 /// Thread rule: one thread. Errors: what the back end raises passes through. Writing through an unstarted
 /// visitor, or starting one whose parent is unstarted, uses a null memento: check StartWrite's result.
 class KVL_EXPORT cls_WriteVisitor {
-public:
+ public:
   /// The base class ID of a visitor that is not for a base-class part.
   static constexpr unsigned int NoBase = 1;
 
@@ -52,8 +52,8 @@ public:
 
   /// Begins the writing of an object of class `classId` and identity `uid`; every DBWrite calls it first.
   /// Returns 1 when there is something to write to; 0 when the object is not to be written (again).
-  /// On a started visitor it returns 1 and does nothing. A visitor for a base-class part writes the class that
-  /// it was made with, whatever `classId` says.
+  /// On a started visitor it returns 1 and does nothing. A visitor for a base-class part writes the class
+  /// that it was made with, whatever `classId` says.
   int StartWrite(unsigned int classId, cls_Uid const& uid) const;
 
   /// Brackets the object with StartSharedPtrOutput and EndSharedPtrOutput; to be set before StartWrite.
@@ -74,16 +74,16 @@ public:
 
   void Write(cls_FieldHandle const& field, cow_String const& value) const { m_Memento->Write(field, value); }
 
-  /// The other scalars: bool, float, double and the integers that a memento writes. The visitor must be started.
-  template <cls_PlainScalar T>
-  void Write(cls_FieldHandle const& field, T const& value) const {
+  /// The other scalars: bool, float, double and the integers that a memento writes. The visitor must be
+  /// started.
+  template <cls_PlainScalar T> void Write(cls_FieldHandle const& field, T const& value) const {
     m_Memento->Write(field, value);
   }
 
   /// An enumeration, as int. The visitor must be started.
   void WriteEnum(cls_FieldHandle const& field, int const& value) const { m_Memento->WriteEnum(field, value); }
 
-private:
+ private:
   [[nodiscard]] cls_MementoWrite* MakeMemento(unsigned int classId, cls_Uid const& uid) const;
 
   cls_WriteVisitor const* m_Parent = nullptr;
@@ -92,6 +92,7 @@ private:
   cow_COW<int, cow_Direct<int>> const* m_Cow = nullptr;
   void const* m_Object = nullptr;
   bool m_SharedPtrOutput = false;
-  mutable cls_MementoWrite* m_Memento = nullptr; // set by StartWrite, which every DBWrite calls on a const visitor
+  mutable cls_MementoWrite* m_Memento =
+      nullptr; // set by StartWrite, which every DBWrite calls on a const visitor
   cls_AgentRequest const* m_Request = nullptr;
 };

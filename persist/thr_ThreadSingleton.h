@@ -9,14 +9,14 @@
 
 /// The calling thread's instance of `T`, found through a thread-local slot that all threads' instances share.
 ///
-/// `T` derives from thr_ThreadSingleton<T>, has a default constructor and a constant `DestructLevel`. The slot
-/// exists while any thread has an instance: the first instance allocates it, the end of the last one frees it.
+/// `T` derives from thr_ThreadSingleton<T>, has a default constructor and a constant `DestructLevel`. The
+/// slot exists while any thread has an instance: the first instance allocates it, the end of the last one
+/// frees it.
 ///
-/// Thread rule: every thread sees its own instance only. The global lock is held around the user count and the
-/// slot, never while `T` is constructed or destroyed.
-template <class T>
-class KVL_EXPORT thr_ThreadSingletonBase {
-public:
+/// Thread rule: every thread sees its own instance only. The global lock is held around the user count and
+/// the slot, never while `T` is constructed or destroyed.
+template <class T> class KVL_EXPORT thr_ThreadSingletonBase {
+ public:
   thr_ThreadSingletonBase(thr_ThreadSingletonBase const&) = delete;
   thr_ThreadSingletonBase& operator=(thr_ThreadSingletonBase const&) = delete;
 
@@ -39,7 +39,7 @@ public:
     return instance != nullptr;
   }
 
-protected:
+ protected:
   /// Binds the instance under construction to the calling thread.
   thr_ThreadSingletonBase() {
     {
@@ -57,16 +57,15 @@ protected:
     if (s_UserCount.fetch_sub(1) == 1) thr_TlsFree(s_Slot.exchange(-1));
   }
 
-private:
+ private:
   static inline std::atomic<int> s_UserCount = 0;
   static inline std::atomic<int> s_Slot = -1;
 };
 
 /// As the base, but makes the instance at a thread's first use of it.
 /// The library that owns `T` instantiates this explicitly, so that the process has one count and one slot.
-template <class T>
-class KVL_EXPORT thr_ThreadSingleton : public thr_ThreadSingletonBase<T> {
-public:
+template <class T> class KVL_EXPORT thr_ThreadSingleton : public thr_ThreadSingletonBase<T> {
+ public:
   /// The calling thread's instance, made and registered for the thread's end when there is none.
   static T& Instance() {
     if (T* const instance = thr_ThreadSingletonBase<T>::Instance()) return *instance;
@@ -74,7 +73,7 @@ public:
     return *new T;
   }
 
-protected:
+ protected:
   /// What `T`'s constructor does last: gives the type's finaliser its place among the others.
   static void SetDestructLevel() {
     thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance().SetDestructLevel(

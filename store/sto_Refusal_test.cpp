@@ -2,8 +2,8 @@
 
 namespace {
 
-/// What the module does not store yet: maps, object lists, tables, agents and blobs. Each asks for more than
-/// a silent loss.
+/// What the module does not store yet: maps, object lists, tables, agents and blobs. None may
+/// be lost in silence.
 class StoreRefusals : public StoreTest {};
 
 using Act = std::function<void()>;

@@ -19,7 +19,8 @@
 //
 // In one load every stored object becomes one object in memory. On a cycle the pointer leads to an object
 // whose constructor has not finished: keep it, do not look into it yet. A cycle of owning pointers is never
-// freed, so let one of them be a weak_ptr.
+// freed, so let one of them be a weak_ptr. Such an object shares the ownership of the memory it stands in, so
+// shared_from_this() does not work in its class.
 
 /// Raises WrongClass when the visitor's object, if it is there, is of another class than `typeId`.
 KVL_EXPORT void sto_CheckTypeId(cls_ReadVisitor const& visitor, unsigned int typeId);

@@ -2,8 +2,7 @@
 
 #include "wrappers/cls_xpListCode.h"
 
-template <class T>
-cls_xp1DArray<T>::cls_xp1DArray(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
+template <class T> cls_xp1DArray<T>::cls_xp1DArray(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
   std::unique_ptr<cls_ReadListPrim<T>> const reader = cls_xpReadList<T>(visitor);
   this->Grow(reader->Count());
   for (int i = 0; reader->More(); ++i) {
@@ -12,15 +11,13 @@ cls_xp1DArray<T>::cls_xp1DArray(cls_ReadVisitor const& visitor) : m_Uid(visitor.
   }
 }
 
-template <class T>
-void cls_xp1DArray<T>::DBWrite(cls_WriteVisitor const& visitor) const {
+template <class T> void cls_xp1DArray<T>::DBWrite(cls_WriteVisitor const& visitor) const {
   cls_xpWriteList<T>(visitor, m_Uid, [this](cls_WriteListPrim<T>& writer) {
     for (int i = 0; i < this->Length(); ++i) writer.Append(this->PartialArrayConstGet(i));
   });
 }
 
-template <class T>
-cls_xp1DArray<T>& cls_xp1DArray<T>::operator=(cow_1DArray<T> const& source) {
+template <class T> cls_xp1DArray<T>& cls_xp1DArray<T>::operator=(cow_1DArray<T> const& source) {
   if (&source == static_cast<cow_1DArray<T>*>(this)) return *this;
   cow_1DArray<T>::operator=(source);
   m_Uid.NewUid();
@@ -33,4 +30,6 @@ template class cls_xp1DArray<int>;
 cls_xp1DArrayDouble cls_xp1DArrayDoubleFromCow(cow_1DArray<double> const& source) {
   return {source, cls_Uid::AllocateUid()};
 }
-cls_xp1DArrayInt cls_xp1DArrayIntFromCow(cow_1DArray<int> const& source) { return {source, cls_Uid::AllocateUid()}; }
+cls_xp1DArrayInt cls_xp1DArrayIntFromCow(cow_1DArray<int> const& source) {
+  return {source, cls_Uid::AllocateUid()};
+}

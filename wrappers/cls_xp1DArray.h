@@ -5,20 +5,20 @@
 #include "platform/cow/cow_1DArray.h"
 #include "platform/kvl_Export.h"
 
-/// Persisted fixed array: a copy-on-write array with an identity, stored as one list object (class 0x230001) of
-/// its Length() elements in index order.
+/// Persisted fixed array: a copy-on-write array with an identity, stored as one list object (class 0x230001)
+/// of its Length() elements in index order.
 ///
-/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a new
-/// identity, so that a changed value is stored as a new object. `T` is double or int.
-/// Thread rule: one thread. Errors: of the visitor's back end, of allocation.
-template <class T>
-class cls_xp1DArray : public cow_1DArray<T> {
-public:
+/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
+/// new identity, so that a changed value is stored as a new object. `T` is double or int. Thread rule: one
+/// thread. Errors: of the visitor's back end, of allocation.
+template <class T> class cls_xp1DArray : public cow_1DArray<T> {
+ public:
   /// The stored array and its identity.
   explicit cls_xp1DArray(cls_ReadVisitor const& visitor);
 
   /// An array of these elements (shared) under an identity.
-  cls_xp1DArray(cow_1DArray<T> const& array, cls_Uid const& uid) noexcept : cow_1DArray<T>(array), m_Uid(uid) {}
+  cls_xp1DArray(cow_1DArray<T> const& array, cls_Uid const& uid) noexcept
+      : cow_1DArray<T>(array), m_Uid(uid) {}
 
   /// An empty array under a fresh identity.
   cls_xp1DArray() = default;
@@ -31,7 +31,7 @@ public:
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
-private:
+ private:
   cls_Uid m_Uid;
 };
 

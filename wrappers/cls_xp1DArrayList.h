@@ -8,15 +8,13 @@
 /// Persisted array list: a growing copy-on-write array with an identity, stored as one list object (class
 /// 0x230001) of its Count() used elements in index order.
 ///
-/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a new
-/// identity, so that a changed value is stored as a new object.
-/// `T` is double, float, int, cow_String or unsigned int.
-/// Thread rule: one thread. Errors: of the visitor's back end, of allocation.
-template <class T>
-class cls_xp1DArrayList : public cow_1DArrayList<T> {
-public:
-  /// The stored list and its identity. `ownerUid` (not owned, may be null) is kept and copied with the wrapper,
-  /// never used or written.
+/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
+/// new identity, so that a changed value is stored as a new object. `T` is double, float, int, cow_String or
+/// unsigned int. Thread rule: one thread. Errors: of the visitor's back end, of allocation.
+template <class T> class cls_xp1DArrayList : public cow_1DArrayList<T> {
+ public:
+  /// The stored list and its identity. `ownerUid` (not owned, may be null) is kept and copied with the
+  /// wrapper, never used or written.
   cls_xp1DArrayList(cls_ReadVisitor const& visitor, cls_Uid* ownerUid);
 
   /// Nothing used, storage for `length` elements, a fresh identity.
@@ -34,7 +32,7 @@ public:
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
   [[nodiscard]] cls_Uid* OwnerUid() const noexcept { return m_OwnerUid; }
 
-private:
+ private:
   cls_Uid m_Uid;
   cls_Uid* m_OwnerUid = nullptr;
 };

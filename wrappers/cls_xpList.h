@@ -8,12 +8,11 @@
 /// Persisted list: a copy-on-write list with an identity, stored as one list object (class 0x230001) of its
 /// elements in order.
 ///
-/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a new
-/// identity, so that a changed value is stored as a new object. `T` is float, int or cow_String.
-/// Thread rule: one thread. Errors: of the visitor's back end, of allocation.
-template <class T>
-class cls_xpList : public cow_List<T> {
-public:
+/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
+/// new identity, so that a changed value is stored as a new object. `T` is float, int or cow_String. Thread
+/// rule: one thread. Errors: of the visitor's back end, of allocation.
+template <class T> class cls_xpList : public cow_List<T> {
+ public:
   /// The stored list and its identity.
   explicit cls_xpList(cls_ReadVisitor const& visitor);
 
@@ -31,7 +30,7 @@ public:
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
-private:
+ private:
   cls_Uid m_Uid;
 };
 

@@ -11,18 +11,12 @@
 #include "persist/cls_WriteVisitor.h"
 
 /// The collection type of a list of `T`.
-template <class T>
-inline constexpr cls_CollectionType cls_xpListCode = COLLECTION_NONE;
-template <>
-inline constexpr cls_CollectionType cls_xpListCode<double> = COLLECTION_LIST_DOUBLE;
-template <>
-inline constexpr cls_CollectionType cls_xpListCode<float> = COLLECTION_LIST_FLOAT;
-template <>
-inline constexpr cls_CollectionType cls_xpListCode<int> = COLLECTION_LIST_INT;
-template <>
-inline constexpr cls_CollectionType cls_xpListCode<cow_String> = COLLECTION_LIST_STRING;
-template <>
-inline constexpr cls_CollectionType cls_xpListCode<unsigned int> = COLLECTION_LIST_UINT;
+template <class T> inline constexpr cls_CollectionType cls_xpListCode = COLLECTION_NONE;
+template <> inline constexpr cls_CollectionType cls_xpListCode<double> = COLLECTION_LIST_DOUBLE;
+template <> inline constexpr cls_CollectionType cls_xpListCode<float> = COLLECTION_LIST_FLOAT;
+template <> inline constexpr cls_CollectionType cls_xpListCode<int> = COLLECTION_LIST_INT;
+template <> inline constexpr cls_CollectionType cls_xpListCode<cow_String> = COLLECTION_LIST_STRING;
+template <> inline constexpr cls_CollectionType cls_xpListCode<unsigned int> = COLLECTION_LIST_UINT;
 
 /// Writes a wrapper's elements as one list: `appendAll` hands each element to the writer.
 template <class T, class AppendAll>
@@ -42,8 +36,7 @@ void cls_xpWriteList(cls_WriteVisitor const& visitor, cls_Uid const& uid, Append
 }
 
 /// The cursor over a stored wrapper's elements. Always the caller's, whatever NeedsDeletion would say: meant.
-template <class T>
-std::unique_ptr<cls_ReadListPrim<T>> cls_xpReadList(cls_ReadVisitor const& visitor) {
+template <class T> std::unique_ptr<cls_ReadListPrim<T>> cls_xpReadList(cls_ReadVisitor const& visitor) {
   T tag{};
   return std::unique_ptr<cls_ReadListPrim<T>>(visitor.Memento()->MakeReadListPrim(&tag));
 }

@@ -6,7 +6,7 @@
 /// A text that a user may see, as it stands: no translation happens to it any more.
 /// Thread rule: as cow_String.
 class KVL_EXPORT atr_StringBase {
-public:
+ public:
   /// No text.
   atr_StringBase() noexcept = default;
 
@@ -32,13 +32,13 @@ public:
   friend bool operator==(atr_StringBase const& a, atr_StringBase const& b) noexcept = default;
   friend bool operator==(atr_StringBase const& a, std::string_view b) noexcept { return a.m_Text == b; }
 
-protected:
+ protected:
   cow_String m_Text;
 };
 
 /// The platform's translatable string: a user-visible message. Composed through atr_translate.
 class KVL_EXPORT atr_String : public atr_StringBase {
-public:
+ public:
   using atr_StringBase::atr_StringBase;
   atr_String() noexcept = default;
   explicit atr_String(atr_StringBase const& text) noexcept : atr_StringBase(text) {}

@@ -6,6 +6,10 @@ namespace {
 mem_UseCount s_Uses;
 }
 
-void atr_initialize(int& count) { s_Uses.Enter(count); }
+void atr_initialize(int& count) {
+  s_Uses.Enter(count);
+}
 
-void atr_finalize(int& count) { s_Uses.Leave(count); }
+void atr_finalize(int& count) {
+  s_Uses.Leave(count);
+}

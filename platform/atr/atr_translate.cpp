@@ -15,12 +15,14 @@ char const* Translated(char const* format) {
 
 /// A placeholder found at the start of a text, which begins with a per-cent sign.
 struct Placeholder {
-  std::size_t m_Length;             // characters in the format
-  std::optional<int> m_Position;    // given in the placeholder itself
+  std::size_t m_Length;          // characters in the format
+  std::optional<int> m_Position; // given in the placeholder itself
 };
 
 std::optional<Placeholder> ParsePlaceholder(std::string_view text) {
-  auto const isConversion = [&](std::size_t at) { return at < text.size() && (text[at] == 's' || text[at] == 'd'); };
+  auto const isConversion = [&](std::size_t at) {
+    return at < text.size() && (text[at] == 's' || text[at] == 'd');
+  };
   if (isConversion(1)) return Placeholder{2, std::nullopt};
   int position = 0;
   auto const [end, error] = std::from_chars(text.data() + 1, text.data() + text.size(), position);
@@ -57,7 +59,8 @@ atr_String atr_translate::Result() const {
     }
     std::optional<Placeholder> const placeholder = ParsePlaceholder(rest);
     std::size_t const length = placeholder ? placeholder->m_Length : 1;
-    std::size_t const index = placeholder ? static_cast<std::size_t>(placeholder->m_Position.value_or(next)) : 0;
+    std::size_t const index =
+        placeholder ? static_cast<std::size_t>(placeholder->m_Position.value_or(next)) : 0;
     if (placeholder && !placeholder->m_Position) ++next;
     bool const given = placeholder && index <= m_Arguments.size() && m_Arguments[index - 1].HasText();
     text.append(given ? m_Arguments[index - 1].View() : rest.substr(0, length));

@@ -18,7 +18,7 @@
 ///
 /// Thread rule: one composition belongs to one thread.
 class KVL_EXPORT atr_translate {
-public:
+ public:
   explicit atr_translate(char const* format);
 
   /// Gives the argument of a 1-based position; a later one for the same position replaces it. Positions
@@ -28,13 +28,14 @@ public:
   /// The message with all arguments given so far.
   [[nodiscard]] atr_String Result() const;
 
-private:
+ private:
   cow_String m_Format;
   std::vector<atr_StringBase> m_Arguments;
 };
 
 /// Gives `composition` the argument of a 1-based position.
-KVL_EXPORT void atr_SubstituteFormat(atr_translate& composition, int position, atr_StringBase const& argument);
+KVL_EXPORT void atr_SubstituteFormat(atr_translate& composition, int position,
+                                     atr_StringBase const& argument);
 
 /// Answers the user's language form of a format, null for the format itself. The text must stay valid.
 using atr_Translator = char const* (*)(char const* format);

@@ -13,15 +13,14 @@
 
 /// Copy-on-write array of `Length()` elements, one pointer wide.
 ///
-/// Copies share the elements until one of them is written; the first write through a sharing array copies each
-/// element once, a write through a sole owner copies none. Elements added by growing are value-initialised
-/// (zero for numbers).
+/// Copies share the elements until one of them is written; the first write through a sharing array copies
+/// each element once, a write through a sole owner copies none. Elements added by growing are
+/// value-initialised (zero for numbers).
 ///
-/// Indexes and lengths are counted in elements. Thread rule: the share count is plain; an array and its copies
-/// belong to one thread, or are only read.
-template <class T>
-class cow_1DArray {
-public:
+/// Indexes and lengths are counted in elements. Thread rule: the share count is plain; an array and its
+/// copies belong to one thread, or are only read.
+template <class T> class cow_1DArray {
+ public:
   /// An empty array; allocates nothing.
   cow_1DArray() noexcept = default;
 
@@ -62,7 +61,9 @@ public:
   }
 
   /// The elements as one run for reading, null when empty. Valid until the array is written or destroyed.
-  [[nodiscard]] T const* ConstData() const noexcept { return m_Buffer == nullptr ? nullptr : Elements(m_Buffer); }
+  [[nodiscard]] T const* ConstData() const noexcept {
+    return m_Buffer == nullptr ? nullptr : Elements(m_Buffer);
+  }
 
   /// Makes the array `length` elements long; an array that is as long already stays as it is.
   /// Throws std::length_error below 0, std::bad_alloc; the array is unchanged then.
@@ -78,13 +79,12 @@ public:
     return m_Buffer == other.m_Buffer;
   }
 
-private:
+ private:
   struct Buffer {
     int m_Count;
     int m_Length;
   };
-  static constexpr std::size_t HeaderSize =
-      (sizeof(Buffer) + alignof(T) - 1) / alignof(T) * alignof(T);
+  static constexpr std::size_t HeaderSize = (sizeof(Buffer) + alignof(T) - 1) / alignof(T) * alignof(T);
   static_assert(alignof(T) <= alignof(std::max_align_t));
 
   struct FreeMemory {
@@ -105,7 +105,8 @@ private:
   /// Replaces the buffer by an own one of `length` elements, the first `kept` of them from the old one:
   /// moved from a sole owner's buffer, copied from a shared one.
   void Reallocate(int kept, int length) {
-    if (static_cast<std::size_t>(length) > (std::numeric_limits<std::ptrdiff_t>::max() - HeaderSize) / sizeof(T))
+    if (static_cast<std::size_t>(length) >
+        (std::numeric_limits<std::ptrdiff_t>::max() - HeaderSize) / sizeof(T))
       throw std::bad_alloc();
     std::unique_ptr<void, FreeMemory> memory(
         mem_Malloc(HeaderSize + static_cast<std::size_t>(length) * sizeof(T)));

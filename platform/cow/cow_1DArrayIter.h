@@ -4,9 +4,8 @@
 
 /// Walks the first `used` elements of an array in index order, for reading.
 /// The iterator shares the array's elements: a write to the array meanwhile does not show through it.
-template <class T>
-class cow_1DArrayIter {
-public:
+template <class T> class cow_1DArrayIter {
+ public:
   /// Stands on the first element. `used` lies in 0 .. array.Length().
   cow_1DArrayIter(cow_1DArray<T> const& array, int used) noexcept : m_Array(array), m_Used(used) {}
 
@@ -17,7 +16,7 @@ public:
   /// The element that the iterator stands on; it must not be at the end.
   [[nodiscard]] T const& ConstGet() const noexcept { return m_Array.PartialArrayConstGet(m_Index); }
 
-private:
+ private:
   cow_1DArray<T> m_Array;
   int m_Used;
   int m_Index = 0;

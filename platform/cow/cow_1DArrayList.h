@@ -9,9 +9,8 @@
 ///
 /// The storage may be longer than the used part; elements past it are meaningless. Copies share the storage.
 /// Counts are in elements. Thread rule: as cow_1DArray.
-template <class T>
-class cow_1DArrayList {
-public:
+template <class T> class cow_1DArrayList {
+ public:
   cow_1DArrayList() noexcept = default;
 
   /// Nothing used, storage for `length` elements.
@@ -71,7 +70,7 @@ public:
     m_Storage.Clear();
   }
 
-private:
+ private:
   [[nodiscard]] int GrownLength() const {
     constexpr int First = 8;
     constexpr int Max = std::numeric_limits<int>::max();

@@ -3,22 +3,19 @@
 #include "platform/cow/cow_CountedHld.h"
 
 /// Copy policy of plain values: the copy constructor.
-template <class T>
-struct cow_Direct {
+template <class T> struct cow_Direct {
   static T* Copy(T const& object) { return new T(object); }
 };
 
 /// Copy policy of class hierarchies: the virtual clone `Copy()`, so the most-derived class survives.
-template <class T>
-struct cow_Virtual {
+template <class T> struct cow_Virtual {
   static T* Copy(T const& object) { return object.Copy(); }
 };
 
 /// Copy-on-write holder: copies share one object until one of them asks to change it.
 /// Thread rule: as cow_CountedHld.
-template <class T, class Policy>
-class cow_COW {
-public:
+template <class T, class Policy> class cow_COW {
+ public:
   /// Holds nothing.
   cow_COW() = default;
 
@@ -41,6 +38,6 @@ public:
     return *m_Holder.Ptr();
   }
 
-private:
+ private:
   cow_CountedHld<T> m_Holder;
 };

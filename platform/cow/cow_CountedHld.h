@@ -9,9 +9,8 @@
 ///
 /// The last holder deletes the object (through its virtual destructor where it has one). The count is plain:
 /// a holder and all its copies belong to one thread, or are only read.
-template <class T>
-class cow_CountedHld {
-public:
+template <class T> class cow_CountedHld {
+ public:
   /// Holds nothing, under a count of its own of 1.
   cow_CountedHld() : cow_CountedHld(nullptr) {}
 
@@ -22,13 +21,15 @@ public:
     m_Object = guard.release();
   }
 
-  cow_CountedHld(cow_CountedHld const& other) noexcept : m_Counter(other.m_Counter), m_Object(other.m_Object) {
+  cow_CountedHld(cow_CountedHld const& other) noexcept
+      : m_Counter(other.m_Counter), m_Object(other.m_Object) {
     if (m_Counter != nullptr) ++m_Counter->m_Count;
   }
 
   /// The source is left without object and count; it may only be assigned or destroyed.
   cow_CountedHld(cow_CountedHld&& other) noexcept
-      : m_Counter(std::exchange(other.m_Counter, nullptr)), m_Object(std::exchange(other.m_Object, nullptr)) {}
+      : m_Counter(std::exchange(other.m_Counter, nullptr)), m_Object(std::exchange(other.m_Object, nullptr)) {
+  }
 
   ~cow_CountedHld() { Release(); }
 
@@ -57,7 +58,7 @@ public:
     delete std::exchange(m_Counter, nullptr);
   }
 
-private:
+ private:
   void Release() noexcept {
     if (m_Counter != nullptr && --m_Counter->m_Count == 0) Delete();
   }

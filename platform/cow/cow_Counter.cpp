@@ -2,5 +2,9 @@
 
 #include "platform/mem/mem_Memory.h"
 
-void* cow_Counter::operator new(std::size_t size) { return mem_Malloc(size); }
-void cow_Counter::operator delete(void* counter) noexcept { mem_Free(counter); }
+void* cow_Counter::operator new(std::size_t size) {
+  return mem_Malloc(size);
+}
+void cow_Counter::operator delete(void* counter) noexcept {
+  mem_Free(counter);
+}

@@ -4,9 +4,10 @@
 
 #include "platform/kvl_Export.h"
 
-/// The shared 32-bit count of counted holders. Plain, not atomic: a holder and its copies belong to one thread.
+/// The shared 32-bit count of counted holders. Plain, not atomic: a holder and its copies belong to one
+/// thread.
 class KVL_EXPORT cow_Counter {
-public:
+ public:
   explicit cow_Counter(int count) noexcept : m_Count(count) {}
 
   /// Counters come from their own allocation operators, so that a host can pool them.

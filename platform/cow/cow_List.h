@@ -5,9 +5,8 @@
 
 /// Sequence that is built by appending and read by walking: the way to hold values that nobody addresses by
 /// index (use cow_1DArrayList for that). Copies share the elements. Thread rule: as cow_1DArray.
-template <class T>
-class cow_List {
-public:
+template <class T> class cow_List {
+ public:
   cow_List() noexcept = default;
 
   [[nodiscard]] int Count() const noexcept { return m_Items.Count(); }
@@ -27,6 +26,6 @@ public:
     return m_Items.Storage().SharesStorageWith(other.m_Items.Storage());
   }
 
-private:
+ private:
   cow_1DArrayList<T> m_Items;
 };

@@ -11,7 +11,8 @@ namespace {
 /// A counted buffer with the two texts behind each other, in one allocation.
 cow_StringBuffer* MakeBuffer(std::string_view first, std::string_view second) {
   std::size_t const length = first.size() + second.size();
-  if (length > static_cast<std::size_t>(cow_String::MaxLength)) throw std::length_error("cow_String: text too long");
+  if (length > static_cast<std::size_t>(cow_String::MaxLength))
+    throw std::length_error("cow_String: text too long");
   void* const memory = mem_Malloc(sizeof(cow_StringBuffer) + length + 1);
   char* const chars = static_cast<char*>(memory) + sizeof(cow_StringBuffer);
   if (!first.empty()) std::memcpy(chars, first.data(), first.size());

@@ -8,7 +8,8 @@
 
 #include "platform/kvl_Export.h"
 
-/// The shared characters behind a cow_String. Either immortal, made by the compiler from a literal, or counted.
+/// The shared characters behind a cow_String. Either immortal, made by the compiler from a literal, or
+/// counted.
 struct cow_StringBuffer {
   static constexpr int Immortal = -1;
 
@@ -26,10 +27,10 @@ struct cow_StringBuffer {
 /// Invariants: 1. A string from a literal ("name"_cow) owns nothing: making, copying and destroying it writes
 /// no memory. 2. A counted buffer never changes while more than one string shares it.
 ///
-/// Thread rule: buffers may be shared between threads (their count is atomic); one string object belongs to one
-/// thread at a time.
+/// Thread rule: buffers may be shared between threads (their count is atomic); one string object belongs to
+/// one thread at a time.
 class KVL_EXPORT cow_String {
-public:
+ public:
   /// The longest text, in characters.
   static constexpr int MaxLength = 0x7FFFFFFF - 64;
 
@@ -68,10 +69,14 @@ public:
   [[nodiscard]] bool IsEmpty() const noexcept { return Length() == 0; }
 
   /// The null-terminated characters, null when there is no text. Valid while a string shares the buffer.
-  [[nodiscard]] char const* Chars() const noexcept { return m_Buffer == nullptr ? nullptr : m_Buffer->m_Chars; }
+  [[nodiscard]] char const* Chars() const noexcept {
+    return m_Buffer == nullptr ? nullptr : m_Buffer->m_Chars;
+  }
 
   /// As Chars, but "" when there is no text.
-  [[nodiscard]] char const* CharsOrEmpty() const noexcept { return m_Buffer == nullptr ? "" : m_Buffer->m_Chars; }
+  [[nodiscard]] char const* CharsOrEmpty() const noexcept {
+    return m_Buffer == nullptr ? "" : m_Buffer->m_Chars;
+  }
 
   [[nodiscard]] std::string_view View() const noexcept {
     return {CharsOrEmpty(), static_cast<std::size_t>(Length())};
@@ -82,7 +87,9 @@ public:
   void Append(std::string_view chars);
 
   /// Whether both strings are the same buffer (or both have no text): no copy was made between them.
-  [[nodiscard]] bool SharesBufferWith(cow_String const& other) const noexcept { return m_Buffer == other.m_Buffer; }
+  [[nodiscard]] bool SharesBufferWith(cow_String const& other) const noexcept {
+    return m_Buffer == other.m_Buffer;
+  }
 
   friend bool operator==(cow_String const& a, cow_String const& b) noexcept {
     return a.m_Buffer == b.m_Buffer || a.View() == b.View();
@@ -92,12 +99,15 @@ public:
   }
   friend bool operator==(cow_String const& a, std::string_view b) noexcept { return a.View() == b; }
 
-private:
+ private:
   [[nodiscard]] bool IsCounted() const noexcept {
-    return m_Buffer != nullptr && m_Buffer->m_Count.load(std::memory_order_relaxed) != cow_StringBuffer::Immortal;
+    return m_Buffer != nullptr &&
+           m_Buffer->m_Count.load(std::memory_order_relaxed) != cow_StringBuffer::Immortal;
   }
   // Counted buffers are made writable by cow_String.cpp; only immortal ones are const objects.
-  [[nodiscard]] cow_StringBuffer& Counted() const noexcept { return const_cast<cow_StringBuffer&>(*m_Buffer); }
+  [[nodiscard]] cow_StringBuffer& Counted() const noexcept {
+    return const_cast<cow_StringBuffer&>(*m_Buffer);
+  }
   void Release() noexcept;
 
   cow_StringBuffer const* m_Buffer = nullptr;
@@ -106,8 +116,7 @@ private:
 static_assert(sizeof(cow_String) == sizeof(void*));
 
 /// A literal as a template argument of operator""_cow.
-template <std::size_t Size>
-struct cow_LiteralChars {
+template <std::size_t Size> struct cow_LiteralChars {
   consteval cow_LiteralChars(char const (&chars)[Size]) {
     for (std::size_t i = 0; i < Size; ++i) m_Chars[i] = chars[i];
   }
@@ -119,7 +128,6 @@ inline constexpr cow_StringBuffer cow_ImmortalBuffer{
     cow_StringBuffer::Immortal, static_cast<int>(sizeof(Literal.m_Chars)) - 1, Literal.m_Chars};
 
 /// "name"_cow: a string that owns nothing and costs nothing to copy.
-template <cow_LiteralChars Literal>
-[[nodiscard]] inline cow_String operator""_cow() noexcept {
+template <cow_LiteralChars Literal> [[nodiscard]] inline cow_String operator""_cow() noexcept {
   return cow_String(cow_ImmortalBuffer<Literal>);
 }

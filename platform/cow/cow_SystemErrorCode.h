@@ -11,7 +11,7 @@ enum cow_ErrorCodeType : int {
 
 /// An error of the operating system and the run-time library's error that came with it.
 class KVL_EXPORT cow_SystemErrorCode {
-public:
+ public:
   explicit cow_SystemErrorCode(cow_ErrorCodeType type) noexcept;
   cow_SystemErrorCode(unsigned int nativeErrorCode, int crtErrorCode) noexcept
       : m_NativeErrorCode(nativeErrorCode), m_CRTErrorCode(crtErrorCode) {}

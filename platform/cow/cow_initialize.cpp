@@ -6,6 +6,10 @@ namespace {
 mem_UseCount s_Uses;
 }
 
-void cow_initialize(int& count) { s_Uses.Enter(count); }
+void cow_initialize(int& count) {
+  s_Uses.Enter(count);
+}
 
-void cow_finalize(int& count) { s_Uses.Leave(count); }
+void cow_finalize(int& count) {
+  s_Uses.Leave(count);
+}

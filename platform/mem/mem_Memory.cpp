@@ -15,7 +15,9 @@ void AskHook(std::size_t size) {
 
 } // namespace
 
-void* mem_Malloc(std::size_t size) { return mem_Realloc(nullptr, size); }
+void* mem_Malloc(std::size_t size) {
+  return mem_Realloc(nullptr, size);
+}
 
 void* mem_Realloc(void* block, std::size_t size) {
   AskHook(size);
@@ -24,6 +26,10 @@ void* mem_Realloc(void* block, std::size_t size) {
   return result;
 }
 
-void mem_Free(void* block) noexcept { std::free(block); }
+void mem_Free(void* block) noexcept {
+  std::free(block);
+}
 
-mem_AllocationHook mem_SetAllocationHook(mem_AllocationHook hook) noexcept { return s_Hook.exchange(hook); }
+mem_AllocationHook mem_SetAllocationHook(mem_AllocationHook hook) noexcept {
+  return s_Hook.exchange(hook);
+}

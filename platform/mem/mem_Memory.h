@@ -6,8 +6,9 @@
 
 /// Raw memory of the libraries' own buffers (strings, arrays, counters, identity blocks).
 ///
-/// The language's operators `new` and `delete` stay what the program made them; this edition replaces neither.
-/// Thread rule: every operation may be called from any thread; the hook is set while no other thread allocates.
+/// The language's operators `new` and `delete` stay what the program made them; this edition replaces
+/// neither. Thread rule: every operation may be called from any thread; the hook is set while no other thread
+/// allocates.
 
 /// Returns `size` bytes aligned for any object; never null. A size of 0 gives a unique pointer.
 /// Throws std::bad_alloc when there is no memory or the hook refuses.

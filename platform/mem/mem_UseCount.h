@@ -5,7 +5,7 @@
 /// The module-wide count moves first; the caller's counter moves only with the first start-up and the last
 /// shut-down. Thread rule: start-up and shut-down run on one thread; no lock.
 class mem_UseCount {
-public:
+ public:
   /// Counts one start-up. True for the first: the caller's counter went up by one and the module must start.
   bool Enter(int& callers) noexcept {
     if (m_Count++ != 0) return false;
@@ -23,6 +23,6 @@ public:
 
   [[nodiscard]] bool IsActive() const noexcept { return m_Count != 0; }
 
-private:
+ private:
   int m_Count = 0;
 };

@@ -6,6 +6,10 @@ namespace {
 mem_UseCount s_Uses;
 }
 
-void mem_initialize(int& count) { s_Uses.Enter(count); }
+void mem_initialize(int& count) {
+  s_Uses.Enter(count);
+}
 
-void mem_finalize(int& count) { s_Uses.Leave(count); }
+void mem_finalize(int& count) {
+  s_Uses.Leave(count);
+}

@@ -6,6 +6,10 @@ namespace {
 mem_UseCount s_Uses;
 }
 
-void omni_initialize(int& count) { s_Uses.Enter(count); }
+void omni_initialize(int& count) {
+  s_Uses.Enter(count);
+}
 
-void omni_finalize(int& count) { s_Uses.Leave(count); }
+void omni_finalize(int& count) {
+  s_Uses.Leave(count);
+}

@@ -6,5 +6,9 @@ thr_GlobalLock& omi_Singleton<thr_GlobalLock>::Instance() {
   return lock;
 }
 
-thr_GlobalLock::Guard::Guard() { omi_Singleton<thr_GlobalLock>::Instance().Lock(); }
-thr_GlobalLock::Guard::~Guard() { omi_Singleton<thr_GlobalLock>::Instance().Unlock(); }
+thr_GlobalLock::Guard::Guard() {
+  omi_Singleton<thr_GlobalLock>::Instance().Lock();
+}
+thr_GlobalLock::Guard::~Guard() {
+  omi_Singleton<thr_GlobalLock>::Instance().Unlock();
+}

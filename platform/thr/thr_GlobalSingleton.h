@@ -2,9 +2,8 @@
 
 /// One process-wide instance of `T`, made race-free at the first call and never destroyed.
 /// The library that owns `T` instantiates this explicitly, so that the process has one.
-template <class T>
-class thr_GlobalSingleton {
-public:
+template <class T> class thr_GlobalSingleton {
+ public:
   static T& Instance() {
     static T& instance = *new T;
     return instance;

@@ -9,7 +9,9 @@ template class thr_GlobalSingleton<thr_ThrSingletonRegistry>;
 
 namespace {
 
-thr_ThrSingletonRegistry& Registry() { return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance(); }
+thr_ThrSingletonRegistry& Registry() {
+  return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
+}
 
 /// How many times a thread's end repeats the finalisers while they keep making new instances.
 constexpr int MaxPasses = 16;
@@ -17,7 +19,7 @@ constexpr int MaxPasses = 16;
 /// A thread-local value whose destructor the system calls at every kind of thread end, after the destructors
 /// of the language's thread_local objects, so that those may still hold identities.
 class ThreadEnd {
-public:
+ public:
   ThreadEnd() {
     if (int const error = pthread_key_create(&m_Key, [](void*) { Registry().FinalizeThread(); }))
       throw std::system_error(error, std::generic_category(), "pthread_key_create");
@@ -29,7 +31,7 @@ public:
       throw std::system_error(error, std::generic_category(), "pthread_setspecific");
   }
 
-private:
+ private:
   pthread_key_t m_Key{};
 };
 

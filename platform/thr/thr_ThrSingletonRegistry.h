@@ -10,15 +10,15 @@
 ///
 /// Reached through thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance().
 ///
-/// When a thread that registered a finaliser ends, in whatever way (return, pthread_exit, cancellation, or the
-/// exit of the process for the thread that calls it), the finalisers run on it from the highest destruct level
-/// to the lowest, so what uses a service goes before the service. At a thread's end they run after the
+/// When a thread that registered a finaliser ends, in whatever way (return, pthread_exit, cancellation, or
+/// the exit of the process for the thread that calls it), the finalisers run on it from the highest destruct
+/// level to the lowest, so what uses a service goes before the service. At a thread's end they run after the
 /// destructors of that thread's thread_local objects; at process exit they run with the destructors of static
 /// objects, after those of static objects constructed later than the thread's first singleton.
 ///
 /// Thread rule: every operation may be called from any thread.
 class KVL_EXPORT thr_ThrSingletonRegistry {
-public:
+ public:
   /// Destroys the calling thread's instance of one type; true when there was one.
   using Finalizer = bool (*)();
 
@@ -40,7 +40,7 @@ public:
   /// too. What is made after that is destroyed when the thread ends.
   void FinalizeThread();
 
-private:
+ private:
   struct Entry {
     Finalizer m_Finalizer;
     int m_Level;

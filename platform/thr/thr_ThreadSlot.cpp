@@ -44,4 +44,6 @@ void thr_TlsSetValue(int slot, void* value) noexcept {
   t_Values[index] = {value, s_Generations[index].load(std::memory_order_relaxed)};
 }
 
-void thr_TlsFree(int slot) noexcept { s_Generations[static_cast<std::size_t>(slot)].fetch_add(1); }
+void thr_TlsFree(int slot) noexcept {
+  s_Generations[static_cast<std::size_t>(slot)].fetch_add(1);
+}

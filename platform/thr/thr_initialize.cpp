@@ -6,6 +6,10 @@ namespace {
 mem_UseCount s_Uses;
 }
 
-void thr_initialize(int& count) { s_Uses.Enter(count); }
+void thr_initialize(int& count) {
+  s_Uses.Enter(count);
+}
 
-void thr_finalize(int& count) { s_Uses.Leave(count); }
+void thr_finalize(int& count) {
+  s_Uses.Leave(count);
+}

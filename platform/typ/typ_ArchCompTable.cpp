@@ -50,4 +50,6 @@ bool typ_ArchCompTable::IsParent(unsigned int typeId, unsigned int ancestor) {
   return false;
 }
 
-void typ_ArchCompTable::Clear() { Components().clear(); }
+void typ_ArchCompTable::Clear() {
+  Components().clear();
+}

@@ -15,7 +15,7 @@ struct typ_ArchCompEntry {
 ///
 /// Thread rule: filled during single-threaded start-up and only read after that.
 class KVL_EXPORT typ_ArchCompTable {
-public:
+ public:
   /// The parent of a class without parent.
   static constexpr unsigned int NoParent = 1;
 

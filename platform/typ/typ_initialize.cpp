@@ -7,7 +7,9 @@ namespace {
 mem_UseCount s_Uses;
 }
 
-void typ_initialize(int& count) { s_Uses.Enter(count); }
+void typ_initialize(int& count) {
+  s_Uses.Enter(count);
+}
 
 void typ_finalize(int& count) {
   if (s_Uses.Leave(count)) typ_ArchCompTable::Clear();
