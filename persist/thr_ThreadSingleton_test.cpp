@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <barrier>
 #include <stdexcept>
 #include <string>
@@ -21,8 +22,8 @@ thr_ThrSingletonRegistry& Registry() {
 template <int Number, int Level = 7> class Service : public thr_ThreadSingleton<Service<Number, Level>> {
  public:
   static constexpr int DestructLevel = Level;
-  static inline int s_Made = 0;
-  static inline int s_Gone = 0;
+  static inline std::atomic<int> s_Made = 0;
+  static inline std::atomic<int> s_Gone = 0;
 
   Service* m_SeenInConstructor;
 

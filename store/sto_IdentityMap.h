@@ -42,7 +42,7 @@ class sto_IdentityMap {
   sto_IdentityMap& operator=(sto_IdentityMap const&) = delete;
   ~sto_IdentityMap();
 
-  /// The tie of an identity, null when this session has none for it.
+  /// The tie of an identity, null when the session has none for it.
   [[nodiscard]] Tie* Find(cls_Uid const& uid) const noexcept;
 
   /// Ties an identity that has no tie yet to an id that has none.
