@@ -32,7 +32,7 @@ function(kvl_add_platform)
   kvl_library(KVLthr thr SOURCES ${KVL_THR_SOURCES} PUBLIC KVLomni PRIVATE Threads::Threads)
   kvl_library(KVLcow cow SOURCES ${KVL_COW_SOURCES} PUBLIC KVLmem)
   kvl_library(KVLtyp typ SOURCES ${KVL_TYP_SOURCES} PUBLIC KVLcow)
-  kvl_library(KVLatr atr SOURCES ${KVL_ATR_SOURCES} PUBLIC KVLcow)
+  kvl_library(KVLatr atr SOURCES ${KVL_ATR_SOURCES} PUBLIC KVLcow KVLomni)
 endfunction()
 
 function(kvl_add_persist)

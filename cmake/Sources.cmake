@@ -23,6 +23,7 @@ set(KVL_TYP_SOURCES
   platform/typ/typ_initialize.cpp)
 
 set(KVL_ATR_SOURCES
+  platform/atr/atr_NaturalOrder.cpp
   platform/atr/atr_String.cpp
   platform/atr/atr_initialize.cpp
   platform/atr/atr_translate.cpp)
@@ -31,6 +32,7 @@ set(KVL_PERSIST_SOURCES
   errors/nex_AssertException.cpp
   errors/nex_BadCastException.cpp
   errors/nex_Cast.cpp
+  errors/nex_ClassMetadata.cpp
   errors/nex_CommandException.cpp
   errors/nex_Exception.cpp
   errors/nex_ExitException.cpp
@@ -39,7 +41,10 @@ set(KVL_PERSIST_SOURCES
   errors/nex_SystemErrorException.cpp
   errors/nex_TextException.cpp
   errors/nex_TypeTable.cpp
-  metadata/cls_RegistrarHook.cpp
+  metadata/cls_ClassMetadata.cpp
+  metadata/cls_ClassRegistrar.cpp
+  metadata/cls_CollectionType.cpp
+  metadata/cls_MetadataRegistrar.cpp
   module/cls_initialize.cpp
   module/nex_initialize.cpp
   persist/cls_Agents.cpp
@@ -55,13 +60,17 @@ set(KVL_PERSIST_SOURCES
   persist/cls_WriteVisitor.cpp
   wrappers/cls_xp1DArray.cpp
   wrappers/cls_xp1DArrayList.cpp
-  wrappers/cls_xpList.cpp)
+  wrappers/cls_xpList.cpp
+  wrappers/cls_xpString.cpp
+  wrappers/cls_xpTrString.cpp)
 
 set(KVL_STORE_SOURCES
   store/sqlite/sto_SqliteConnection.cpp
   store/sqlite/sto_SqliteDriver.cpp
   store/sto_Catalogue.cpp
   store/sto_Checksum.cpp
+  store/sto_ClassInUse.cpp
+  store/sto_Classes.cpp
   store/sto_Exception.cpp
   store/sto_IdentityMap.cpp
   store/sto_MementoRead.cpp
@@ -76,10 +85,12 @@ set(KVL_STORE_SOURCES
 
 # Tests, one program for each layer.
 set(KVL_PLATFORM_TEST_SOURCES
+  platform/atr/atr_NaturalOrder_test.cpp
   platform/atr/atr_String_test.cpp
   platform/atr/atr_translate_test.cpp
   platform/cow/cow_1DArrayList_test.cpp
   platform/cow/cow_1DArray_test.cpp
+  platform/cow/cow_Btree_test.cpp
   platform/cow/cow_COW_test.cpp
   platform/cow/cow_ContainerModel_test.cpp
   platform/cow/cow_CountedHld_test.cpp
@@ -88,7 +99,10 @@ set(KVL_PLATFORM_TEST_SOURCES
   platform/kvl_contract_test.cpp
   platform/mem/mem_Memory_test.cpp
   platform/mem/mem_UseCount_test.cpp
+  platform/omni/omi_BtreeModel_test.cpp
+  platform/omni/omi_Btree_test.cpp
   platform/omni/omi_Singleton_test.cpp
+  platform/omni/omi_UintTable_test.cpp
   platform/thr/thr_GlobalLock_test.cpp
   platform/thr/thr_ProcessEnd_test.cpp
   platform/thr/thr_ThrSingletonRegistry_test.cpp
@@ -126,8 +140,26 @@ set(KVL_PERSIST_TEST_SOURCES
   tests/support/HeapCount.cpp
   tests/support/RecordingBackEnd.cpp)
 
+set(KVL_METADATA_TEST_SOURCES
+  metadata/cls_ClassMetadata_test.cpp
+  metadata/cls_ClassRegistrarChecks_test.cpp
+  metadata/cls_ClassRegistrar_test.cpp
+  metadata/cls_CollectionType_test.cpp
+  metadata/cls_MetadataRegistrar_test.cpp
+  metadata/cls_RegistrarModel_test.cpp
+  metadata/cls_RegistrarThreads_test.cpp
+  metadata/containers/cls_CIDVersion_test.cpp
+  persist/adapters/cls_TypeAdapter_test.cpp
+  tests/slots/MetadataSlots_test.cpp
+  tests/support/HeapCount.cpp
+  tests/support/RecordingBackEnd.cpp)
+
+set(KVL_STARTUP_TEST_SOURCES
+  module/StartupOrder_test.cpp)
+
 set(KVL_ERRORS_TEST_SOURCES
   errors/nex_Cast_test.cpp
+  errors/nex_ClassMetadata_test.cpp
   errors/nex_ExceptionHolder_test.cpp
   errors/nex_ExceptionRead_test.cpp
   errors/nex_ExceptionThrow_test.cpp
@@ -143,6 +175,7 @@ set(KVL_WRAPPERS_TEST_SOURCES
   tests/support/RecordingBackEnd.cpp
   wrappers/cls_xpIdentity_test.cpp
   wrappers/cls_xpRead_test.cpp
+  wrappers/cls_xpString_test.cpp
   wrappers/cls_xpWrite_test.cpp)
 
 set(KVL_STORE_TEST_SOURCES

@@ -1,5 +1,7 @@
 #include "errors/nex_TypeTable.h"
 
+#include <iterator>
+
 #include "errors/nex_AssertException.h"
 #include "errors/nex_BadCastException.h"
 #include "errors/nex_CommandException.h"
@@ -8,6 +10,7 @@
 #include "errors/nex_OutOfMemoryException.h"
 #include "errors/nex_SystemErrorException.h"
 #include "errors/nex_TextException.h"
+#include "metadata/cls_ClassRegistrar.h"
 #include "platform/atr/atr_translate.h"
 #include "platform/typ/typ_ArchCompTable.h"
 
@@ -30,19 +33,6 @@ constexpr typ_ArchCompEntry Entries[] = {
     {ClassKind, Root, "nex_OutOfMemoryException"},
 };
 
-// In the order of declaration, which is fixed.
-constexpr cls_ClassDeclaration ClassDeclarations[] = {
-    {"nex_AssertException", nex_AssertException::TypeId(), 800, Root},
-    {"nex_BadCastException", nex_BadCastException::TypeId(), 800, Root},
-    {"nex_CommandException", nex_CommandException::TypeId(), 800, Root},
-    {"nex_Exception", nex_Exception::TypeId(), 800, NoParent},
-    {"nex_ExitException", nex_ExitException::TypeId(), 800, Root},
-    {"nex_OutOfMemoryException", nex_OutOfMemoryException::TypeId(), 871, Root},
-    {"nex_InvalidObjException", nex_InvalidObjException::TypeId(), 800, Root},
-    {"nex_SystemErrorException", nex_SystemErrorException::TypeId(), 800, Root},
-    {"nex_TextException", nex_TextException::TypeId(), 800, Root},
-};
-
 // The lines that the checks report. They are part of the messages' contract and do not follow this file.
 constexpr int ClassAbsentLine = 46;
 constexpr int VersionAbsentLine = 60;
@@ -52,13 +42,15 @@ constexpr int NameAbsentLine = 74;
   nex_TextException(message.Result()).Throw("nex_TypeTable", line);
 }
 
-void ClassAbsent(unsigned int classId) {
+void CheckClass(cls_ClassRegistrar const& registrar, unsigned int const& classId) {
+  if (registrar.ClassIsPresent(classId)) return;
   atr_translate message("cls_ClassRegistrar::ConstGet failed: Class %s is not declared in metadata.");
   atr_SubstituteFormat(message, 1, atr_StringBase(typ_ArchCompTable::GetName(classId)));
   Raise(message, ClassAbsentLine);
 }
 
-void VersionAbsent(unsigned int classId, int version) {
+void CheckVersion(cls_ClassRegistrar const& registrar, unsigned int const& classId, int version) {
+  if (registrar.ClassVersionIsPresent(classId, version)) return;
   atr_translate message(
       "cls_ClassRegistrar::GetClassMetadata failed: Class %s/Version %d is not declared in metadata.");
   atr_SubstituteFormat(message, 1, atr_StringBase(typ_ArchCompTable::GetName(classId)));
@@ -66,7 +58,8 @@ void VersionAbsent(unsigned int classId, int version) {
   Raise(message, VersionAbsentLine);
 }
 
-void NameAbsent(cow_String const& name) {
+void CheckName(cls_ClassRegistrar const& registrar, cow_String const& name) {
+  if (registrar.ClassNameIsPresent(name)) return;
   atr_translate message(
       "cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name %s.");
   atr_SubstituteFormat(message, 1, atr_StringBase(name));
@@ -76,13 +69,8 @@ void NameAbsent(cow_String const& name) {
 } // namespace
 
 void nex_TypeTable::InsertEntries() {
+  cls_ClassRegistrar::SetConstGetCheck(&CheckClass);
+  cls_ClassRegistrar::SetGetClassMetadataCheck(&CheckVersion);
+  cls_ClassRegistrar::SetGetClassIDCheck(&CheckName);
   typ_ArchCompTable::InsertEntry(Component, Entries, std::size(Entries));
-}
-
-std::span<cls_ClassDeclaration const> nex_TypeTable::Declarations() noexcept {
-  return ClassDeclarations;
-}
-
-cls_RegistrarChecks nex_TypeTable::Checks() noexcept {
-  return {&ClassAbsent, &VersionAbsent, &NameAbsent};
 }

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <string>
 
 #include "errors/nex_TextException.h"
+#include "metadata/cls_ClassRegistrar.h"
 #include "platform/typ/typ_ArchCompTable.h"
 
 namespace {
@@ -12,18 +14,37 @@ namespace {
 class TypeTable : public ::testing::Test {
  protected:
   void SetUp() override { nex_TypeTable::InsertEntries(); }
-  void TearDown() override { typ_ArchCompTable::Clear(); }
+  void TearDown() override {
+    typ_ArchCompTable::Clear();
+    cls_ClassRegistrar::SetConstGetCheck(nullptr);
+    cls_ClassRegistrar::SetGetClassMetadataCheck(nullptr);
+    cls_ClassRegistrar::SetGetClassIDCheck(nullptr);
+  }
 
-  /// The report of the text exception that a check raises.
-  template <class Check, class... Args> static std::string Raised(Check check, Args const&... args) {
+  /// The report of the text exception that a look-up raises.
+  template <class LookUp> static std::string Raised(LookUp lookUp) {
     try {
-      check(args...);
+      (void)lookUp();
     } catch (nex_TextException const& thrown) {
       return std::string(thrown.DeveloperReport().View());
     }
     return "nothing raised";
   }
+
+  std::string ConstGet(unsigned int classId) const {
+    return Raised([&] { return m_Registrar.ConstGet(classId).Version(); });
+  }
+  std::string GetClassMetadata(unsigned int classId, int version) const {
+    return Raised([&] { return m_Registrar.GetClassMetadata(classId, version).Version(); });
+  }
+  std::string GetClassID(cow_String const& name) const {
+    return Raised([&] { return m_Registrar.GetClassID(name); });
+  }
+
+  cls_ClassRegistrar m_Registrar;
 };
+
+std::string const NothingRaised = "nothing raised";
 
 constexpr std::array<char const*, 10> Names = {nullptr,
                                                "nex_Exception",
@@ -65,67 +86,93 @@ TEST_F(TypeTable, RootAndOrdinalZeroHaveNoParent) {
 
 TEST_F(TypeTable, IsComponent31) {
   EXPECT_EQ(nex_TypeTable::Component, 31U);
-  EXPECT_EQ(nex_TypeTable::RegistrarMask, 2U);
 }
 
-TEST_F(TypeTable, DeclaresNineClassesInAFixedOrder) {
-  struct Expected {
-    char const* m_Name;
-    unsigned int m_ClassId;
-    int m_Version;
-    unsigned int m_BaseClassId;
-  };
-  constexpr Expected expected[] = {
-      {"nex_AssertException", 0x1F0004, 800, 0x1F0001},
-      {"nex_BadCastException", 0x1F0005, 800, 0x1F0001},
-      {"nex_CommandException", 0x1F0003, 800, 0x1F0001},
-      {"nex_Exception", 0x1F0001, 800, 1},
-      {"nex_ExitException", 0x1F0006, 800, 0x1F0001},
-      {"nex_OutOfMemoryException", 0x1F0009, 871, 0x1F0001},
-      {"nex_InvalidObjException", 0x1F0007, 800, 0x1F0001},
-      {"nex_SystemErrorException", 0x1F0008, 800, 0x1F0001},
-      {"nex_TextException", 0x1F0002, 800, 0x1F0001},
-  };
-  auto const declarations = nex_TypeTable::Declarations();
-  ASSERT_EQ(declarations.size(), std::size(expected));
-  for (std::size_t i = 0; i < declarations.size(); ++i) {
-    EXPECT_STREQ(declarations[i].m_Name, expected[i].m_Name);
-    EXPECT_EQ(declarations[i].m_ClassId, expected[i].m_ClassId);
-    EXPECT_EQ(declarations[i].m_Version, expected[i].m_Version);
-    EXPECT_EQ(declarations[i].m_BaseClassId, expected[i].m_BaseClassId);
-  }
+TEST_F(TypeTable, RegisteringAgainChangesNothing) {
+  nex_TypeTable::InsertEntries();
+  EXPECT_EQ(typ_ArchCompTable::GetName(0x1F0009), "nex_OutOfMemoryException");
+  EXPECT_TRUE(typ_ArchCompTable::IsParent(0x1F0009, 0x1F0001));
+  EXPECT_EQ(GetClassID("mesh_Node"_cow),
+            "Exception: cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name "
+            "mesh_Node. in file nex_TypeTable at line 74");
 }
 
 TEST_F(TypeTable, AbsentClassIsReportedByItsName) {
-  EXPECT_EQ(Raised(nex_TypeTable::Checks().m_ClassAbsent, 0x1F0002U),
+  EXPECT_EQ(ConstGet(0x1F0002),
             "Exception: cls_ClassRegistrar::ConstGet failed: Class nex_TextException is not declared in "
             "metadata. in file nex_TypeTable at line 46");
 }
 
+TEST_F(TypeTable, ClassOutsideTheTypeTableIsReportedByItsNumber) {
+  EXPECT_EQ(ConstGet(0x7B0001), "Exception: cls_ClassRegistrar::ConstGet failed: Class 0x007B0001 is not "
+                                "declared in metadata. in file nex_TypeTable at line 46");
+  EXPECT_EQ(GetClassMetadata(0x7B0001, 2),
+            "Exception: cls_ClassRegistrar::GetClassMetadata failed: Class 0x007B0001/Version 2 is not "
+            "declared in metadata. in file nex_TypeTable at line 60");
+}
+
 TEST_F(TypeTable, AbsentVersionIsReportedWithTheVersion) {
-  EXPECT_EQ(Raised(nex_TypeTable::Checks().m_VersionAbsent, 0x1F0009U, 870),
+  m_Registrar.CreateClassMD("nex_OutOfMemoryException"_cow, 0x1F0009, 871, nullptr, 0x1F0001);
+  EXPECT_EQ(GetClassMetadata(0x1F0009, 870),
             "Exception: cls_ClassRegistrar::GetClassMetadata failed: Class nex_OutOfMemoryException/Version "
             "870 is not declared in metadata. in file nex_TypeTable at line 60");
-  EXPECT_EQ(Raised(nex_TypeTable::Checks().m_VersionAbsent, 0x1F0009U, -1),
+  EXPECT_EQ(GetClassMetadata(0x1F0009, -1),
             "Exception: cls_ClassRegistrar::GetClassMetadata failed: Class nex_OutOfMemoryException/Version "
             "-1 is not declared in metadata. in file nex_TypeTable at line 60");
 }
 
+TEST_F(TypeTable, VersionOfAnAbsentClassIsReportedAsAnAbsentVersion) {
+  EXPECT_EQ(GetClassMetadata(0x1F0002, 800),
+            "Exception: cls_ClassRegistrar::GetClassMetadata failed: Class nex_TextException/Version 800 is "
+            "not declared in metadata. in file nex_TypeTable at line 60");
+}
+
 TEST_F(TypeTable, AbsentNameIsReported) {
-  EXPECT_EQ(Raised(nex_TypeTable::Checks().m_NameAbsent, cow_String("mesh_Node")),
+  EXPECT_EQ(GetClassID("mesh_Node"_cow),
             "Exception: cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name "
             "mesh_Node. in file nex_TypeTable at line 74");
 }
 
 TEST_F(TypeTable, AbsentNameTakesPerCentSignsAsTheyStand) {
-  EXPECT_EQ(Raised(nex_TypeTable::Checks().m_NameAbsent, cow_String("50%s%d")),
+  EXPECT_EQ(GetClassID("50%s%d"_cow),
             "Exception: cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name "
             "50%s%d. in file nex_TypeTable at line 74");
 }
 
-TEST_F(TypeTable, UnknownClassIsReportedByTheTypeTablesName) {
-  std::string const name(typ_ArchCompTable::GetName(0x7B0001).View());
-  EXPECT_EQ(Raised(nex_TypeTable::Checks().m_ClassAbsent, 0x7B0001U),
-            "Exception: cls_ClassRegistrar::ConstGet failed: Class " + name +
-                " is not declared in metadata. in file nex_TypeTable at line 46");
+TEST_F(TypeTable, ChecksLetARegisteredClassPass) {
+  cls_ClassMetadata const& metadata =
+      m_Registrar.CreateClassMD("mesh_Node"_cow, 0x7B0001, 3, nullptr, cls_ClassMetadata::RootClassId);
+  EXPECT_EQ(ConstGet(0x7B0001), NothingRaised);
+  EXPECT_EQ(GetClassMetadata(0x7B0001, 3), NothingRaised);
+  EXPECT_EQ(GetClassID("mesh_Node"_cow), NothingRaised);
+  EXPECT_EQ(&m_Registrar.ConstGet(0x7B0001), &metadata);
+  EXPECT_EQ(&m_Registrar.GetClassMetadata(0x7B0001, 3), &metadata);
+  EXPECT_EQ(m_Registrar.GetClassID("mesh_Node"_cow), 0x7B0001U);
+}
+
+TEST_F(TypeTable, ChecksLookIntoTheRegistrarThatIsAsked) {
+  cls_ClassRegistrar other;
+  other.CreateClassMD("nex_TextException"_cow, 0x1F0002, 800, nullptr, 0x1F0001);
+  EXPECT_NE(ConstGet(0x1F0002), NothingRaised);
+  EXPECT_NE(GetClassMetadata(0x1F0002, 800), NothingRaised);
+  EXPECT_NE(GetClassID("nex_TextException"_cow), NothingRaised);
+}
+
+TEST_F(TypeTable, ChecksRaiseATextExceptionAtTheTablesPlace) {
+  try {
+    (void)m_Registrar.ConstGet(0x1F0002);
+    FAIL() << NothingRaised;
+  } catch (nex_TextException const& thrown) {
+    EXPECT_EQ(thrown.DynTypeId(), nex_TextException::TypeId());
+    EXPECT_EQ(thrown.UserReport(),
+              "cls_ClassRegistrar::ConstGet failed: Class nex_TextException is not declared in metadata.");
+    EXPECT_EQ(thrown.FromFile(), "nex_TypeTable");
+    EXPECT_EQ(thrown.FromLine(), 46);
+  }
+}
+
+TEST_F(TypeTable, ChecksStayWhenTheTypeTableIsEmptied) {
+  typ_ArchCompTable::Clear();
+  EXPECT_EQ(ConstGet(0x1F0002), "Exception: cls_ClassRegistrar::ConstGet failed: Class 0x001F0002 is not "
+                                "declared in metadata. in file nex_TypeTable at line 46");
 }

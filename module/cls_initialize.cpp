@@ -1,11 +1,14 @@
 #include "module/cls_initialize.h"
 
-#include "metadata/cls_RegistrarHook.h"
+#include <iterator>
+
+#include "metadata/cls_MetadataRegistrar.h"
+#include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/cls_Static.h"
 #include "platform/mem/mem_UseCount.h"
 #include "platform/typ/typ_ArchCompTable.h"
-
-#include <iterator>
+#include "wrappers/cls_xpString.h"
+#include "wrappers/cls_xpTrString.h"
 
 namespace {
 
@@ -24,19 +27,25 @@ constexpr typ_ArchCompEntry Entries[] = {
     {ClassKind, NoParent, "cls_Blob"},
 };
 
-constexpr cls_ClassDeclaration StringClasses[] = {
-    {"atr_String", 0x1A0007, 800, NoParent},
-    {"cow_String", 0x1A0001, 800, NoParent},
-};
+constexpr int StringVersion = 800;
 constexpr unsigned int RegistrarMask = 2;
+
+void DeclareTrString(cls_ClassRegistrar& registrar) {
+  registrar.AddClassMD(new cls_TypeAdapter<cls_xpTrString>("atr_String"_cow, StringVersion, NoParent));
+}
+
+void DeclareString(cls_ClassRegistrar& registrar) {
+  registrar.AddClassMD(new cls_TypeAdapter<cls_xpString>("cow_String"_cow, StringVersion, NoParent));
+}
 
 } // namespace
 
 void cls_initialize(int& count) {
   if (!s_Uses.Enter(count)) return;
   typ_ArchCompTable::InsertEntry(Component, Entries, std::size(Entries));
-  if (cls_RegistrarHook* const hook = cls_RegistrarHook::Installed())
-    for (cls_ClassDeclaration const& declaration : StringClasses) hook->Declare(declaration, RegistrarMask);
+  cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
+  registrar.initClassMetadata(&DeclareTrString, RegistrarMask);
+  registrar.initClassMetadata(&DeclareString, RegistrarMask);
 }
 
 void cls_finalize(int& count) {
@@ -44,4 +53,5 @@ void cls_finalize(int& count) {
   // The constants hold an identity, so they go before the catalogue.
   thr_ThreadSingletonBase<cls_Static>::Finalize();
   thr_ThreadSingletonBase<cls_UidCatalog>::Finalize();
+  delete omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny();
 }

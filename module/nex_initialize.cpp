@@ -1,8 +1,8 @@
 #include "module/nex_initialize.h"
 
+#include "errors/nex_ClassMetadata.h"
 #include "errors/nex_OutOfMemoryMessages.h"
 #include "errors/nex_TypeTable.h"
-#include "metadata/cls_RegistrarHook.h"
 #include "module/cls_initialize.h"
 #include "platform/atr/atr_initialize.h"
 #include "platform/cow/cow_initialize.h"
@@ -17,10 +17,9 @@ namespace {
 mem_UseCount s_Uses;
 
 void DeclareClasses() {
-  cls_RegistrarHook* const hook = cls_RegistrarHook::Installed();
-  if (hook == nullptr) return;
-  for (cls_ClassDeclaration const& declaration : nex_TypeTable::Declarations())
-    hook->Declare(declaration, nex_TypeTable::RegistrarMask);
+  cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
+  for (cls_MetadataRegistrar::InitFn const declare : nex_ClassMetadata::InOrder())
+    registrar.initClassMetadata(declare, nex_ClassMetadata::RegistrarMask);
 }
 
 } // namespace
@@ -34,8 +33,6 @@ void nex_initialize(int& count) {
   atr_initialize(count);
   cow_initialize(count);
   cls_initialize(count);
-  if (cls_RegistrarHook* const hook = cls_RegistrarHook::Installed())
-    hook->InstallChecks(nex_TypeTable::Checks());
   nex_TypeTable::InsertEntries();
   DeclareClasses();
   nex_OutOfMemoryMessages::Build();

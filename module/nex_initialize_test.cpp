@@ -3,44 +3,59 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "errors/nex_OutOfMemoryException.h"
 #include "errors/nex_TextException.h"
-#include "metadata/cls_RegistrarHook.h"
+#include "metadata/cls_MetadataRegistrar.h"
 #include "module/cls_initialize.h"
+#include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/cls_Static.h"
 #include "platform/mem/mem_initialize.h"
 #include "platform/typ/typ_ArchCompTable.h"
 #include "platform/typ/typ_initialize.h"
 #include "tests/support/TracedHistory.h"
+#include "wrappers/cls_xpString.h"
+#include "wrappers/cls_xpTrString.h"
 
 namespace {
 
-/// Logs what the modules' start-up tells a class registry, and whether the type table was filled by then.
-class RecordingRegistrar : public cls_RegistrarHook {
- public:
-  RecordingRegistrar() : m_Before(Install(this)) {}
-  ~RecordingRegistrar() override { Install(m_Before); }
+using Names = std::vector<std::string>;
 
-  void InstallChecks(cls_RegistrarChecks const& checks) override {
-    m_Checks = checks;
-    m_Log.emplace_back("checks");
+/// The newest versions of the classes of a registrar, ascending by class ID, as "name version".
+Names Classes(cls_ClassRegistrar& registrar) {
+  Names names;
+  cow_1DArray<cls_ClassMetadataHld> const list = registrar.GetMDList();
+  for (int i = 0; i < list.Length(); ++i) {
+    cls_ClassMetadata const& metadata = *list.ConstGet(i).Ptr();
+    names.push_back(std::string(metadata.Name().View()) + " " + std::to_string(metadata.Version()));
   }
-  void Declare(cls_ClassDeclaration const& declaration, unsigned int mask) override {
-    m_Log.push_back(declaration.m_Name + (" " + std::to_string(mask)));
-    m_NamesKnown = typ_ArchCompTable::GetName(0x1F0002) == "nex_TextException";
-  }
+  return names;
+}
 
-  std::vector<std::string> m_Log;
-  cls_RegistrarChecks m_Checks{};
-  bool m_NamesKnown = false;
+Names const StringClasses{"cow_String 800", "atr_String 800"};
 
- private:
-  cls_RegistrarHook* m_Before;
-};
+Names const AllClasses{"cow_String 800",
+                       "atr_String 800",
+                       "nex_Exception 800",
+                       "nex_TextException 800",
+                       "nex_CommandException 800",
+                       "nex_AssertException 800",
+                       "nex_BadCastException 800",
+                       "nex_ExitException 800",
+                       "nex_InvalidObjException 800",
+                       "nex_SystemErrorException 800",
+                       "nex_OutOfMemoryException 871"};
 
-std::vector<std::string> const StringClasses{"atr_String 2", "cow_String 2"};
+cls_MetadataRegistrar& Registrar() {
+  return omi_Singleton<cls_MetadataRegistrar>::Instance();
+}
+
+/// What a host declares.
+void DeclareNode(cls_ClassRegistrar& registrar) {
+  registrar.CreateClassMD("mesh_Node"_cow, 0x7B0001, 1, nullptr, cls_ClassMetadata::RootClassId);
+}
 
 bool IsInitialised() {
   return nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed() != nullptr &&
@@ -53,7 +68,8 @@ bool IsDown() {
          nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() == nullptr &&
          typ_ArchCompTable::GetName(0x1F0001) == "0x001F0001" &&
          thr_ThreadSingletonBase<cls_Static>::Instance() == nullptr &&
-         thr_ThreadSingletonBase<cls_UidCatalog>::Instance() == nullptr;
+         thr_ThreadSingletonBase<cls_UidCatalog>::Instance() == nullptr &&
+         omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny() == nullptr;
 }
 
 } // namespace
@@ -137,6 +153,10 @@ TEST(nex_initialize, AHundredCyclesAreAsTheFirst) {
     ASSERT_TRUE(IsInitialised());
     ASSERT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
     ASSERT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->Length(), 425);
+    ASSERT_EQ(Classes(Registrar().Registrar1()), Names());
+    ASSERT_EQ(Classes(Registrar().Registrar2()), AllClasses);
+    ASSERT_EQ(Classes(Registrar().Registrar4()), Names());
+    Registrar().initClassMetadata(&DeclareNode, 7);
     nex_OutOfMemoryException(atr_String("A"), NEX_OUTOFMEMORY_LIMIT).AsString();
     thr_ThreadSingleton<cls_Static>::Instance();
     nex_finalize(callers);
@@ -145,46 +165,111 @@ TEST(nex_initialize, AHundredCyclesAreAsTheFirst) {
   }
 }
 
-TEST(nex_initialize, InstallsTheChecksThenDeclaresNineClassesInOrder) {
-  RecordingRegistrar registrar;
+TEST(nex_initialize, DeclaresElevenClassesOfTheProcess) {
   int callers = 0;
   nex_initialize(callers);
-  std::vector<std::string> expected = StringClasses;
-  for (char const* entry :
-       {"checks", "nex_AssertException 2", "nex_BadCastException 2", "nex_CommandException 2",
-        "nex_Exception 2", "nex_ExitException 2", "nex_OutOfMemoryException 2", "nex_InvalidObjException 2",
-        "nex_SystemErrorException 2", "nex_TextException 2"})
-    expected.emplace_back(entry);
-  EXPECT_EQ(registrar.m_Log, expected);
-  EXPECT_TRUE(registrar.m_NamesKnown);
+  EXPECT_EQ(Classes(Registrar().Registrar2()), AllClasses);
+  EXPECT_EQ(Registrar().Registrar2().GetHistoryMDList().Length(), 11); // one version of each
+  nex_finalize(callers);
+}
+
+TEST(nex_initialize, DeclaresNoClassesOfStores) {
+  int callers = 0;
+  nex_initialize(callers);
+  EXPECT_EQ(Classes(Registrar().Registrar1()), Names());
+  EXPECT_EQ(Classes(Registrar().Registrar4()), Names());
+  nex_finalize(callers);
+}
+
+TEST(nex_initialize, ReplaysNoneOfItsClasses) {
+  int callers = 0;
+  nex_initialize(callers);
+  cls_ClassRegistrar registrar;
+  Registrar().initMetadata(&registrar, 7);
+  EXPECT_EQ(Classes(registrar), Names());
+  nex_finalize(callers);
+}
+
+TEST(nex_initialize, DeclaredNamesLeadToTheTypeTablesIds) {
+  int callers = 0;
+  nex_initialize(callers);
+  cls_ClassRegistrar const& registrar = Registrar().Registrar2();
+  for (unsigned int classId = 0x1F0001; classId <= 0x1F0009; ++classId)
+    EXPECT_EQ(registrar.GetClassID(typ_ArchCompTable::GetName(classId)), classId);
+  EXPECT_EQ(registrar.GetClassID("cow_String"_cow), 0x1A0001U);
+  EXPECT_EQ(registrar.GetClassID("atr_String"_cow), 0x1A0007U);
   nex_finalize(callers);
 }
 
 TEST(nex_initialize, NestedStartsDeclareNothing) {
-  RecordingRegistrar registrar;
   int callers = 0;
   nex_initialize(callers);
-  registrar.m_Log.clear();
+  cls_ClassMetadata const* const text = &Registrar().Registrar2().ConstGet(0x1F0002);
+  DeclareNode(Registrar().Registrar2());
   nex_initialize(callers);
   nex_finalize(callers);
+  EXPECT_EQ(&Registrar().Registrar2().ConstGet(0x1F0002), text);
+  EXPECT_EQ(Registrar().Registrar2().GetHistoryMDList().Length(), 12); // the host's class is still there
   nex_finalize(callers);
-  EXPECT_EQ(registrar.m_Log, std::vector<std::string>());
 }
 
 TEST(nex_initialize, InstalledChecksRaise) {
-  RecordingRegistrar registrar;
   int callers = 0;
   nex_initialize(callers);
-  EXPECT_THROW(registrar.m_Checks.m_ClassAbsent(0x1F0002), nex_TextException);
-  EXPECT_THROW(registrar.m_Checks.m_VersionAbsent(0x1F0002, 1), nex_TextException);
-  EXPECT_THROW(registrar.m_Checks.m_NameAbsent(cow_String("x")), nex_TextException);
+  {
+    cls_ClassRegistrar const& registrar = Registrar().Registrar2();
+    EXPECT_THROW((void)registrar.ConstGet(0x1F000A), nex_TextException);
+    EXPECT_THROW((void)registrar.GetClassMetadata(0x1F0002, 1), nex_TextException);
+    EXPECT_THROW((void)registrar.GetClassID("x"_cow), nex_TextException);
+    EXPECT_NO_THROW((void)registrar.ConstGet(0x1F0002));
+    EXPECT_NO_THROW((void)registrar.GetClassMetadata(0x1F0002, 800));
+    EXPECT_NO_THROW((void)registrar.GetClassID("nex_TextException"_cow));
+    cls_ClassRegistrar const own;
+    EXPECT_THROW((void)own.ConstGet(0x1F0002), nex_TextException); // in a host's registrar, too
+  }
   nex_finalize(callers);
+}
+
+TEST(nex_initialize, LastStopForgetsEveryDeclaration) {
+  int callers = 0;
+  nex_initialize(callers);
+  nex_initialize(callers);
+  Registrar().initClassMetadata(&DeclareNode, 5);
+  nex_finalize(callers);
+  EXPECT_EQ(Classes(Registrar().Registrar1()), Names({"mesh_Node 1"}));
+  EXPECT_EQ(Classes(Registrar().Registrar4()), Names({"mesh_Node 1"}));
+  nex_finalize(callers);
+  nex_initialize(callers);
+  EXPECT_EQ(Classes(Registrar().Registrar1()), Names());
+  EXPECT_EQ(Classes(Registrar().Registrar4()), Names());
+  cls_ClassRegistrar registrar;
+  Registrar().initMetadata(&registrar, 5);
+  EXPECT_EQ(Classes(registrar), Names());
+  nex_finalize(callers);
+}
+
+TEST(nex_initialize, AfterTheLastStopInstanceIsANewEmptyRegistrar) {
+  int callers = 0;
+  nex_initialize(callers);
+  Registrar().initClassMetadata(&DeclareNode, 5);
+  nex_finalize(callers);
+  EXPECT_EQ(omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny(), nullptr);
+  cls_MetadataRegistrar& fresh = Registrar();
+  EXPECT_EQ(Classes(fresh.Registrar1()), Names());
+  EXPECT_EQ(Classes(fresh.Registrar2()), Names());
+  EXPECT_EQ(Classes(fresh.Registrar4()), Names());
+  cls_ClassRegistrar registrar;
+  fresh.initMetadata(&registrar, 5);
+  EXPECT_EQ(Classes(registrar), Names());
+  delete &fresh;
+  EXPECT_TRUE(IsDown());
 }
 
 TEST(nex_initialize, FormalitiesDoNothing) {
   nex_formalize();
   EXPECT_FALSE(nex_assertFormalize());
-  EXPECT_TRUE(IsDown());
+  EXPECT_FALSE(IsInitialised());
+  EXPECT_EQ(omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny(), nullptr);
 }
 
 TEST(cls_initialize, CountsAsEveryModule) {
@@ -201,16 +286,34 @@ TEST(cls_initialize, CountsAsEveryModule) {
 }
 
 TEST(cls_initialize, DeclaresTheStringClassesAtTheFirstStart) {
-  RecordingRegistrar registrar;
   int callers = 0;
   cls_initialize(callers);
-  EXPECT_EQ(registrar.m_Log, StringClasses);
+  EXPECT_EQ(Classes(Registrar().Registrar2()), StringClasses);
+  EXPECT_EQ(Classes(Registrar().Registrar1()), Names());
+  EXPECT_EQ(Classes(Registrar().Registrar4()), Names());
+  DeclareNode(Registrar().Registrar2());
   cls_initialize(callers);
-  EXPECT_EQ(registrar.m_Log, StringClasses);
+  EXPECT_EQ(Registrar().Registrar2().GetHistoryMDList().Length(), 3); // nothing anew
   cls_finalize(callers);
   cls_finalize(callers);
   cls_initialize(callers);
-  EXPECT_EQ(registrar.m_Log.size(), 4U);
+  EXPECT_EQ(Classes(Registrar().Registrar2()), StringClasses);
+  cls_finalize(callers);
+}
+
+TEST(cls_initialize, DeclaresTheStringClassesWithTheirWrappersAdapters) {
+  int callers = 0;
+  cls_initialize(callers);
+  cls_ClassMetadata const& plain = Registrar().Registrar2().ConstGet(cls_xpString::TypeId());
+  cls_ClassMetadata const& translatable = Registrar().Registrar2().ConstGet(cls_xpTrString::TypeId());
+  EXPECT_EQ(typeid(plain), typeid(cls_TypeAdapter<cls_xpString>));
+  EXPECT_EQ(typeid(translatable), typeid(cls_TypeAdapter<cls_xpTrString>));
+  for (cls_ClassMetadata const* const metadata : {&plain, &translatable}) {
+    EXPECT_EQ(metadata->BaseClassId(), 1U);
+    EXPECT_EQ(metadata->GetAttributes().Count(), 0U);
+    EXPECT_FALSE(metadata->HasDtor());
+    EXPECT_FALSE(Registrar().Registrar2().DeleteCow(metadata->ClassId(), nullptr));
+  }
   cls_finalize(callers);
 }
 

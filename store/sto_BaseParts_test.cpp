@@ -121,12 +121,34 @@ TEST_F(StoreBaseParts, FieldsOfTheObjectMayComeBeforeAndAfterItsBasePart) {
   }));
 }
 
-TEST_F(StoreBaseParts, ObjectOfADerivedClassIsNoObjectOfItsBase) {
+TEST_F(StoreBaseParts, ObjectOfADerivedClassIsNotLoadedAsABaseThatCannotDeleteIt) {
   sto_Store store = Create();
   store.Save("top", Top());
   std::string const message =
-      MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(store.Load<Bottom>("top")); });
+      MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(store.Load<Bottom>("top")); });
+  EXPECT_TRUE(Contains(message, "Top") && Contains(message, "Bottom") &&
+              Contains(message, "no virtual destructor"))
+      << message;
+}
+
+TEST_F(StoreBaseParts, ObjectOfABaseClassIsNoObjectOfADerivedOne) {
+  sto_Store store = Create();
+  store.Save("bottom", Bottom());
+  std::string const message =
+      MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(store.Load<Top>("bottom")); });
   EXPECT_TRUE(Contains(message, "Top") && Contains(message, "Bottom")) << message;
+}
+
+TEST_F(StoreBaseParts, BasePartOfAnotherClassThanTheDeclaredBaseIsRefusedAndNamed) {
+  sto_Store store = Create();
+  Middle const middle;
+  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+    SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+      middle.DBWrite(cls_WriteVisitor(visitor, Middle::TypeId()));
+    });
+  });
+  EXPECT_TRUE(Contains(message, "Middle") && Contains(message, "Scripted")) << message;
+  EXPECT_EQ(store.ObjectCount(), 0);
 }
 
 TEST_F(StoreBaseParts, CatalogueRecordsEachLevelWithItsBase) {

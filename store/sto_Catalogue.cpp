@@ -3,69 +3,101 @@
 #include <algorithm>
 #include <limits>
 
-#include "errors/nex_TypeTable.h"
-#include "metadata/cls_CollectionType.h"
+#include "platform/omni/omi_BtreeIterator.h"
 #include "store/sto_Exception.h"
 
 namespace {
 
-constexpr cls_ClassDeclaration LibraryClasses[] = {
-    {"cls_InternalList", cls_InternalListTypeId, 800, 1},
-    {"cls_InternalMap", cls_InternalMapTypeId, 800, 1},
-    {"cls_Blob", cls_BlobTypeId, 800, 1},
-    {"sto_Exception", sto_Exception::TypeId(), 1, nex_Exception::TypeId()},
-};
+sto_ClassRow Describe(cls_ClassMetadata const& metadata) {
+  sto_ClassRow row{metadata.ClassId(),
+                   metadata.Version(),
+                   std::string(metadata.Name().View()),
+                   metadata.BaseClassId(),
+                   {}};
+  for (omi_BtreeIterator i(metadata.GetAttributes()); !i.IsDone(); i.Next())
+    row.m_Attributes.push_back({std::string(i.Key().View()), i.Value().m_FieldId, i.Value().m_Type,
+                                i.Value().m_TypeArg, i.Value().m_CollectionType});
+  // Names may ascend in natural order in one program and by bytes in another.
+  std::ranges::sort(row.m_Attributes, {}, &sto_AttributeRow::m_Name);
+  return row;
+}
+
+std::string NameAndVersion(sto_ClassRow const& row) {
+  return "Class " + row.m_Name + " version " + std::to_string(row.m_Version);
+}
+
+/// The first attribute that two descriptions do not have in common.
+std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
+  auto const [inA, inB] = std::ranges::mismatch(a.m_Attributes, b.m_Attributes);
+  if (inA == a.m_Attributes.end()) return inB->m_Name;
+  if (inB == b.m_Attributes.end()) return inA->m_Name;
+  return std::min(inA->m_Name, inB->m_Name);
+}
+
+void CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) {
+  if (stored.m_Name != declared.m_Name)
+    sto_Raise(sto_ErrorKind::Conflict, NameAndVersion(declared) +
+                                           " has the class ID of a class that the store knows as " +
+                                           stored.m_Name + ".");
+  if (stored.m_BaseClassId != declared.m_BaseClassId)
+    sto_Raise(sto_ErrorKind::Conflict,
+              NameAndVersion(declared) +
+                  " is declared with another base class than the store has for it. Give it a new version.");
+  if (stored.m_Attributes != declared.m_Attributes)
+    sto_Raise(sto_ErrorKind::Conflict, NameAndVersion(declared) + " declares attribute " +
+                                           Difference(stored, declared) +
+                                           " differently than when the store was first given this version. "
+                                           "Give the class a new version.");
+}
 
 } // namespace
 
-sto_Catalogue::sto_Catalogue(std::span<cls_ClassDeclaration const> classes) {
-  auto const declare = [this](cls_ClassDeclaration const& declaration) {
-    auto const [place, isNew] = m_Declared.emplace(declaration.m_ClassId, declaration);
-    if (isNew) return;
-    if (place->second.m_Version == declaration.m_Version &&
-        std::string_view(place->second.m_Name) != declaration.m_Name)
-      sto_Raise(sto_ErrorKind::Misuse, std::string("Classes ") + place->second.m_Name + " and " +
-                                           declaration.m_Name + " are declared under one class ID.");
-    if (declaration.m_Version > place->second.m_Version) place->second = declaration;
-  };
-  for (cls_ClassDeclaration const& declaration : LibraryClasses) declare(declaration);
-  for (cls_ClassDeclaration const& declaration : nex_TypeTable::Declarations()) declare(declaration);
-  for (cls_ClassDeclaration const& declaration : classes) declare(declaration);
-}
-
-void sto_Catalogue::Forget() {
+void sto_Catalogue::Forget() noexcept {
   m_IsLoaded = false;
   m_StoredClasses.clear();
   m_NameIds.clear();
   m_NextNameId = 1;
-}
-
-cls_ClassDeclaration const* sto_Catalogue::Declared(unsigned int classId) const {
-  auto const found = m_Declared.find(classId);
-  return found == m_Declared.end() ? nullptr : &found->second;
+  for (auto& [classId, inUse] : m_InUse) inUse.Reset();
 }
 
 std::string sto_Catalogue::ClassName(unsigned int classId) const {
-  if (cls_ClassDeclaration const* const declared = Declared(classId)) return declared->m_Name;
+  if (cls_ClassMetadata const* const declared = m_Classes.Newest(classId))
+    return std::string(declared->Name().View());
   auto const stored = m_StoredClasses.lower_bound({classId, std::numeric_limits<int>::min()});
-  if (stored != m_StoredClasses.end() && stored->first.first == classId) return stored->second;
+  if (stored != m_StoredClasses.end() && stored->first.first == classId) return stored->second.m_Name;
   return "class " + std::to_string(classId);
 }
 
-void sto_Catalogue::RecordClass(sto_Driver& driver, cls_ClassDeclaration const& declaration) {
-  Load(driver);
-  std::pair const key(declaration.m_ClassId, declaration.m_Version);
-  auto const [place, isNew] = m_StoredClasses.emplace(key, declaration.m_Name);
-  if (isNew) {
-    driver.AddClass(
-        {declaration.m_ClassId, declaration.m_Version, declaration.m_Name, declaration.m_BaseClassId});
-    return;
+sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId) {
+  auto found = m_InUse.find(classId);
+  if (found == m_InUse.end()) {
+    cls_ClassMetadata const* const metadata = m_Classes.Newest(classId);
+    if (metadata == nullptr) return nullptr;
+    found = m_InUse.emplace(classId, *metadata).first;
   }
-  if (place->second != declaration.m_Name)
-    sto_Raise(sto_ErrorKind::Conflict, std::string("Class ") + declaration.m_Name + " version " +
-                                           std::to_string(declaration.m_Version) +
-                                           " has the class ID of a class that the store knows as " +
-                                           place->second + ".");
+  sto_ClassInUse& inUse = found->second;
+  if (!inUse.m_IsRecorded) {
+    Record(driver, inUse.Metadata());
+    inUse.m_IsRecorded = true;
+  }
+  return &inUse;
+}
+
+void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata) {
+  Load(driver);
+  sto_ClassRow declared = Describe(metadata);
+  auto const [place, isNew] =
+      m_StoredClasses.try_emplace(std::pair(declared.m_ClassId, declared.m_Version), declared);
+  // Stores of format 1 have classes without a description of their attributes.
+  bool const isFirstDescription = !isNew && place->second.m_Attributes.empty();
+  if (isFirstDescription) {
+    place->second.m_Attributes = declared.m_Attributes;
+    CheckSame(place->second, declared);
+  }
+  if (isNew || (isFirstDescription && !declared.m_Attributes.empty()))
+    driver.WriteClass(declared);
+  else
+    CheckSame(place->second, declared);
 }
 
 std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {
@@ -84,8 +116,8 @@ std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) 
 void sto_Catalogue::Load(sto_Driver& driver) {
   if (m_IsLoaded) return;
   Forget();
-  for (sto_ClassRow const& row : driver.Classes())
-    m_StoredClasses.emplace(std::pair(row.m_ClassId, row.m_Version), row.m_Name);
+  for (sto_ClassRow& row : driver.Classes())
+    m_StoredClasses.emplace(std::pair(row.m_ClassId, row.m_Version), std::move(row));
   for (sto_NameRow const& row : driver.Names()) {
     m_NameIds.emplace(row.m_Text, row.m_Id);
     m_NextNameId = std::max(m_NextNameId, row.m_Id + 1);

@@ -1,36 +1,34 @@
 #pragma once
 
 #include <map>
-#include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
-#include <vector>
 
-#include "metadata/cls_RegistrarHook.h"
+#include "store/sto_ClassInUse.h"
+#include "store/sto_Classes.h"
 #include "store/sto_Driver.h"
 
-/// What a session knows about classes and attribute names: the classes that the program declares, and the
-/// dictionary of the store, which grows as new ones are written.
+/// What a session knows about classes and attribute names: the program's classes, and the description of
+/// classes and the dictionary of names in the store, which grow as new ones are written.
 /// Thread rule: the thread of the session.
 class sto_Catalogue {
  public:
-  /// Declares the program's classes, besides the library's own. Of several versions the greatest is the one
-  /// that this program writes. Misuse when one (class, version) is declared with two names.
-  explicit sto_Catalogue(std::span<cls_ClassDeclaration const> classes);
+  /// `registrar` must outlive the catalogue; see sto_Classes.
+  explicit sto_Catalogue(cls_ClassRegistrar const& registrar) : m_Classes(registrar) {}
+
+  [[nodiscard]] sto_Classes const& Classes() const noexcept { return m_Classes; }
 
   /// Forgets what was read from the store: it may have changed.
-  void Forget();
-
-  /// The declared version that this program writes, null for an undeclared class.
-  [[nodiscard]] cls_ClassDeclaration const* Declared(unsigned int classId) const;
+  void Forget() noexcept;
 
   /// The name of a class, from the program or the store, for messages: its number when nobody knows it.
   [[nodiscard]] std::string ClassName(unsigned int classId) const;
 
-  /// Makes sure that the store's catalogue has a declared class. Conflict when it knows the same class and
-  /// version under another name.
-  void RecordClass(sto_Driver& driver, cls_ClassDeclaration const& declaration);
+  /// A class that is to be written, described in the store; null when the program does not declare it. Valid
+  /// as long as the catalogue. Conflict when the store has another description of the same class and version.
+  [[nodiscard]] sto_ClassInUse* ToWrite(sto_Driver& driver, unsigned int classId);
 
   /// The number of an attribute name, added to the dictionary when it is new.
   [[nodiscard]] std::int64_t AddName(sto_Driver& driver, std::string_view name);
@@ -47,10 +45,13 @@ class sto_Catalogue {
   };
 
   void Load(sto_Driver& driver);
+  /// Makes sure that the store describes a class.
+  void Record(sto_Driver& driver, cls_ClassMetadata const& metadata);
 
-  std::unordered_map<unsigned int, cls_ClassDeclaration> m_Declared;
+  sto_Classes m_Classes;
+  std::unordered_map<unsigned int, sto_ClassInUse> m_InUse;
   bool m_IsLoaded = false;
-  std::map<std::pair<unsigned int, int>, std::string> m_StoredClasses;
+  std::map<std::pair<unsigned int, int>, sto_ClassRow> m_StoredClasses;
   std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> m_NameIds;
   std::int64_t m_NextNameId = 1;
 };

@@ -8,12 +8,24 @@
 
 #include "store/sto_Codec.h"
 
-/// One version of a class that a store has seen.
+/// One attribute in the description of a class.
+struct sto_AttributeRow {
+  std::string m_Name;
+  int m_FieldId;
+  int m_Type; // cls_AttributeType
+  unsigned int m_TypeArg;
+  int m_CollectionType; // cls_CollectionType
+
+  friend bool operator==(sto_AttributeRow const& a, sto_AttributeRow const& b) = default;
+};
+
+/// One version of a class that has written to a store.
 struct sto_ClassRow {
   unsigned int m_ClassId;
   int m_Version;
   std::string m_Name;
   unsigned int m_BaseClassId;
+  std::vector<sto_AttributeRow> m_Attributes; // ascending by the names' bytes
 };
 
 /// One attribute name of a store's dictionary; records refer to it by number, from 1.
@@ -61,7 +73,8 @@ class sto_Driver {
   virtual void SetNextObjectId(std::int64_t id) = 0;
 
   virtual std::vector<sto_ClassRow> Classes() = 0;
-  virtual void AddClass(sto_ClassRow const& row) = 0;
+  /// Writes the description of a class, in the place of one that is there.
+  virtual void WriteClass(sto_ClassRow const& row) = 0;
   virtual std::vector<sto_NameRow> Names() = 0;
   virtual void AddName(sto_NameRow const& row) = 0;
 

@@ -24,7 +24,7 @@ class StoreExceptions : public StoreFileTest {
   /// Throws it, saves what was caught, loads it in a new session, and checks the part that all have.
   template <class T> std::unique_ptr<T> RoundTrip(T exception) {
     Save(std::move(exception));
-    m_Store = std::make_unique<sto_Store>(sto_Store::Open(Path(), sto_Mode::ReadOnly, {}));
+    m_Store = std::make_unique<sto_Store>(sto_Store::Open(Path(), sto_Mode::ReadOnly, m_Classes));
     std::unique_ptr<T> loaded = m_Store->Load<T>("error");
     EXPECT_EQ(loaded->FromFile().View(), "some_File");
     EXPECT_EQ(loaded->FromLine(), 123);
@@ -34,7 +34,7 @@ class StoreExceptions : public StoreFileTest {
     return loaded;
   }
   template <class T> void Save(T exception) {
-    sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, {});
+    sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, m_Classes);
     try {
       exception.Throw("some_File", 123);
     } catch (T const& caught) {
@@ -43,6 +43,7 @@ class StoreExceptions : public StoreFileTest {
   }
 
   int m_Callers = 0;
+  cls_ClassRegistrar m_Classes; // stays empty
   std::unique_ptr<sto_Store> m_Store;
 };
 
@@ -101,7 +102,7 @@ TEST_F(StoreExceptions, ExceptionOfTheStoreComesBack) {
 
 TEST_F(StoreExceptions, ExceptionOfAnotherClassIsRefused) {
   Save(nex_TextException(atr_String("text"_cow)));
-  m_Store = std::make_unique<sto_Store>(sto_Store::Open(Path(), sto_Mode::ReadOnly, {}));
+  m_Store = std::make_unique<sto_Store>(sto_Store::Open(Path(), sto_Mode::ReadOnly, m_Classes));
   std::string const message = MessageOf(
       sto_ErrorKind::WrongClass, [&] { static_cast<void>(m_Store->Load<nex_AssertException>("error")); });
   EXPECT_TRUE(Contains(message, "nex_TextException") && Contains(message, "nex_AssertException")) << message;

@@ -8,7 +8,9 @@
 namespace sto_Format {
 
 /// The version of the form that this module writes, and the newest that it reads.
-inline constexpr int Version = 1;
+inline constexpr int Version = 2;
+/// The last version without descriptions of attributes.
+inline constexpr int VersionWithoutAttributes = 1;
 
 /// First byte of each object record.
 inline constexpr std::uint8_t RecordForm = 1;

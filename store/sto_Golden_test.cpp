@@ -55,9 +55,17 @@ class GoldenBolt : public GoldenPart {
   cls_Uid m_BoltUid;
 };
 
+void DeclareGolden(cls_ClassRegistrar& registrar) {
+  registrar.CreateClassMD("Part"_cow, GoldenPart::TypeId(), 1, nullptr, 1)
+      .AddAttribute(cls_FieldHandle(0, "m_Name"_cow), ATTR_STRING, 1, COLLECTION_NONE);
+  registrar.CreateClassMD("Bolt"_cow, GoldenBolt::TypeId(), 3, nullptr, GoldenPart::TypeId())
+      .AddAttribute(cls_FieldHandle(0, "m_Length"_cow), ATTR_DOUBLE, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(1, "m_Holes"_cow), ATTR_INT, 1, COLLECTION_LIST_INT);
+}
+
 TEST_F(StoreGolden, ObjectWithABasePartAndAListInAField) {
-  cls_ClassDeclaration const classes[] = {{"Part", GoldenPart::TypeId(), 1, 1},
-                                          {"Bolt", GoldenBolt::TypeId(), 3, GoldenPart::TypeId()}};
+  cls_ClassRegistrar classes;
+  DeclareGolden(classes);
   sto_Store::Open(Path(), sto_Mode::Create, classes).Save("bolt", GoldenBolt());
   EXPECT_EQ(SqlFile(Path()).Texts("SELECT text FROM name ORDER BY id"),
             (std::vector<std::string>{"m_Name", "m_Length", "m_Holes"}));

@@ -164,9 +164,9 @@ TEST_F(StoreGraph, SharedObjectOfAnotherClassIsRefused) {
   });
   static_cast<void>(LoadFields(store, [](cls_ReadVisitor const& visitor) {
     MessageOf(sto_ErrorKind::WrongClass,
-              [&] { static_cast<void>(sto_ReadShared<Bottom>(visitor, cls_FieldHandle("m_Left"_cow))); });
+              [&] { static_cast<void>(sto_ReadShared<Top>(visitor, cls_FieldHandle("m_Left"_cow))); });
   }));
-  MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(store.LoadShared<Bottom>("root")); });
+  MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(store.LoadShared<Top>("root")); });
 }
 
 TEST_F(StoreGraph, TwoLoadsMakeTwoObjectsOfOneIdentity) {

@@ -344,8 +344,6 @@ TEST_F(StoreLists, CollectionTypeOfAFieldIsRecordedAndChecked) {
   SaveFields(store, [&](cls_WriteVisitor const& visitor) {
     list.DBWrite(cls_WriteVisitor(visitor, ListField, nullptr, &list));
     visitor.Write(cls_FieldHandle("m_Number"_cow), 1);
-    MessageOf(sto_ErrorKind::Misuse,
-              [&] { visitor.Memento()->CheckCollectionType(COLLECTION_LIST_INT, "m_Absent"_cow); });
   });
   static_cast<void>(LoadFields(store, [](cls_ReadVisitor const& visitor) {
     cls_MementoRead& memento = *visitor.Memento();

@@ -12,8 +12,9 @@ class sto_LoadedObjects {
  public:
   struct Entry {
     std::type_index m_Type;
-    std::shared_ptr<void> m_Object; // null for an object that has one owner and cannot be shared
-    std::int64_t m_Number;          // in the order of adding
+    std::shared_ptr<void> m_Object; // null for an object that cannot be shared, for the reason m_WhyNot
+    char const* m_WhyNot;
+    std::int64_t m_Number; // in the order of adding
   };
 
   [[nodiscard]] Entry const* Find(std::int64_t id) const noexcept {
@@ -21,7 +22,10 @@ class sto_LoadedObjects {
     return found == m_Entries.end() ? nullptr : &found->second;
   }
   void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object) {
-    m_Entries.insert_or_assign(id, Entry{type, std::move(object), ++m_LastNumber});
+    m_Entries.insert_or_assign(id, Entry{type, std::move(object), nullptr, ++m_LastNumber});
+  }
+  void AddUnshared(std::int64_t id, std::type_index type, char const* whyNot) {
+    m_Entries.insert_or_assign(id, Entry{type, nullptr, whyNot, ++m_LastNumber});
   }
   /// Forgets an object whose construction failed, and those that were begun after it: they may lead back to
   /// it.

@@ -303,11 +303,22 @@ void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String co
   sto_Field const* const found = Find(field);
   if (found == nullptr) return;
   if (found->m_Tag != sto_Format::Object) RaiseType(field, found->m_Tag, "collection");
-  int const stored = std::to_integer<int>(found->m_Payload.back());
-  if (stored != type)
-    m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + std::string(name.View()) + " of " + Describe() +
-                                                   " is stored as collection type " + std::to_string(stored) +
-                                                   ", not " + std::to_string(type) + ".");
+  auto const stored = static_cast<cls_CollectionType>(std::to_integer<int>(found->m_Payload.back()));
+  RequireMatch(stored, type, name);
+  sto_Part const& part = *Part();
+  cls_ClassMetadata const* const metadata =
+      m_Session.Catalogue().Classes().ForVersion(part.m_ClassId, part.m_Version);
+  if (metadata == nullptr || metadata->Version() != part.m_Version) return;
+  if (cls_AttributeMetadata const* const declared = metadata->FindAttribute(name))
+    RequireMatch(stored, declared->m_CollectionType, name);
+}
+
+void sto_MementoRead::RequireMatch(cls_CollectionType stored, cls_CollectionType declared,
+                                   cow_String const& name) const {
+  if (cls_CollectionsMatch(stored, declared)) return;
+  m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + std::string(name.View()) + " of " + Describe() +
+                                                 " is stored as collection type " + std::to_string(stored) +
+                                                 ", not " + std::to_string(declared) + ".");
 }
 
 void sto_MementoRead::RaiseRefusal(char const* what) const {

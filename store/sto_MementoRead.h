@@ -56,7 +56,8 @@ class sto_MementoRead : public sto_MementoReadGaps {
   cls_ReadListPrim<unsigned int>* MakeReadListPrim(unsigned int* tag) override;
   cls_ReadListPrim<int>* MakeReadListPrim(int* tag) override;
 
-  /// WrongClass when the stored attribute is a collection of another type.
+  /// WrongClass when what is stored may not stand where this type is asked for, by the stored collection code
+  /// or, where the record's own class version is registered, by its metadata.
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
 
  protected:
@@ -71,6 +72,9 @@ class sto_MementoRead : public sto_MementoReadGaps {
   [[nodiscard]] sto_Field const* Find(cls_FieldHandle const& field) const;
   [[nodiscard]] std::string Describe() const;
   [[noreturn]] void RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const;
+
+  /// WrongClass unless a stored collection may stand where another type is declared.
+  void RequireMatch(cls_CollectionType stored, cls_CollectionType declared, cow_String const& name) const;
 
   template <class T> T ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const;
   template <class T> cls_ReadListPrim<T>* MakeList();

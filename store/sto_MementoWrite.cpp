@@ -22,16 +22,43 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
   id = tie.Id();
   if (session.WasReached(tie) && !IsCollection(classId)) return nullptr;
   try {
-    return std::make_unique<sto_MementoWrite>(std::make_shared<sto_ObjectWriter>(session, id, classId, depth),
-                                              0);
+    sto_ClassInUse& inUse = session.ClassToWrite(classId);
+    return std::make_unique<sto_MementoWrite>(std::make_shared<sto_ObjectWriter>(session, id, inUse, depth),
+                                              0, inUse);
   } catch (...) {
     session.MarkIncomplete();
     throw;
   }
 }
 
+sto_ClassInUse::Attribute const& sto_MementoWrite::Attribute(cls_FieldHandle const& field) {
+  if (sto_ClassInUse::Attribute const* const known = m_Class.Find(field)) return *known;
+  cls_AttributeMetadata const* const declared = m_Class.Declaration(field);
+  if (declared == nullptr) RaiseAttribute(field, "is not declared in the class's metadata");
+  Session().CheckSave();
+  return m_Class.Add(field, Session().KeyToWrite(field), *declared);
+}
+
+void sto_MementoWrite::RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const {
+  Session().MarkIncomplete();
+  cls_ClassMetadata const& metadata = m_Class.Metadata();
+  std::string const name =
+      field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId()) : std::string(field.Name().View());
+  Session().Raise(sto_ErrorKind::Misuse, "Attribute " + name + " of class " +
+                                             std::string(metadata.Name().View()) + " version " +
+                                             std::to_string(metadata.Version()) + " " + problem +
+                                             " (writing " + m_Object->Describe() + ").");
+}
+
 sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag) {
-  sto_ByteWriter writer(m_Object->Record().StartField(m_Part, Session().KeyToWrite(field)));
+  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+  bool const isCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
+  if (isCollection ? tag != sto_Format::Object : !sto_TagFits(tag, attribute.m_Declared->m_Type))
+    RaiseAttribute(field, "is declared with attribute type " + std::to_string(attribute.m_Declared->m_Type) +
+                              " and collection type " +
+                              std::to_string(attribute.m_Declared->m_CollectionType) +
+                              "; that is not what is written");
+  sto_ByteWriter writer(m_Object->Record().StartField(m_Part, attribute.m_Key));
   writer.U8(tag);
   return writer;
 }
@@ -42,11 +69,13 @@ void sto_MementoWrite::WriteNumber(cls_FieldHandle const& field, sto_Format::Val
 }
 
 int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
-  return m_Object->Record().HasField(m_Part, Session().KeyToWrite(field)) ? 1 : 0;
+  std::optional<sto_FieldKey> const key = Session().KeyToRead(field); // a name is not added for a question
+  return key && m_Object->Record().HasField(m_Part, *key) ? 1 : 0;
 }
 
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId,
                                                       cls_Uid const& uid, void const*) {
+  CheckHeldClass(Attribute(field), classId);
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> child = ForObject(Session(), classId, uid, m_Object->Depth() + 1, id);
   sto_ByteWriter writer = StartField(field, sto_Format::Object);
@@ -61,14 +90,31 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObjCow(cls_FieldHandle const& 
   return MakeFieldWriteObj(field, classId, uid, nullptr);
 }
 
+void sto_MementoWrite::CheckHeldClass(sto_ClassInUse::Attribute const& attribute,
+                                      unsigned int classId) const {
+  if (classId == cls_BlobTypeId) return;
+  bool const isDeclaredCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
+  if (isDeclaredCollection == IsCollection(classId)) return;
+  RaiseAttribute(cls_FieldHandle(attribute.m_FieldId, attribute.m_Name),
+                 "is declared as " + std::string(isDeclaredCollection ? "a collection" : "a single value") +
+                     ", but holds an object of class " + Session().Catalogue().ClassName(classId));
+}
+
 cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_Uid const& uid) {
   if (m_HasBase)
     Session().Raise(sto_ErrorKind::Misuse, "A second base-class part is written for " + m_Object->Describe() +
                                                ": " + Session().Catalogue().ClassName(classId) + ".");
+  cls_ClassMetadata const& derived = m_Class.Metadata();
+  if (classId != derived.BaseClassId())
+    Session().Raise(sto_ErrorKind::Misuse,
+                    m_Object->Describe() + ": Class " + std::string(derived.Name().View()) +
+                        " writes a base-class part of class " + Session().Catalogue().ClassName(classId) +
+                        ", which is not the base class of its metadata.");
   m_HasBase = true;
   std::int64_t const id = Session().TieOf(uid).Id();
-  std::size_t const part = m_Object->Record().AddPart(classId, Session().VersionToWrite(classId), id);
-  return new sto_MementoWrite(m_Object, part);
+  sto_ClassInUse& inUse = Session().ClassToWrite(classId);
+  std::size_t const part = m_Object->Record().AddPart(classId, inUse.Metadata().Version(), id);
+  return new sto_MementoWrite(m_Object, part, inUse);
 }
 
 void sto_MementoWrite::Write(cls_FieldHandle const& field, bool const& value) {
@@ -151,7 +197,13 @@ cls_WriteListPrim<int>* sto_MementoWrite::MakeWriteListPrim(int const*, int widt
 }
 
 void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String const& name) {
-  sto_FieldKey const key = Session().KeyToWrite(cls_FieldHandle(name));
+  sto_ClassInUse::Attribute const& attribute = Attribute(cls_FieldHandle(name));
+  if (!cls_CollectionsMatch(type, attribute.m_Declared->m_CollectionType))
+    RaiseAttribute(cls_FieldHandle(name), "is declared with collection type " +
+                                              std::to_string(attribute.m_Declared->m_CollectionType) +
+                                              " and cannot hold a collection of type " +
+                                              std::to_string(type));
+  sto_FieldKey const key = attribute.m_Key;
   bool const fits = type >= 0 && type <= 0xFF;
   if (!fits || !m_Object->Record().SetCollectionCode(m_Part, key, static_cast<std::uint8_t>(type)))
     Session().Raise(sto_ErrorKind::Misuse,

@@ -9,9 +9,9 @@
 /// module.
 class sto_MementoWrite : public sto_MementoWriteGaps {
  public:
-  /// Stands on a part of `object`.
-  sto_MementoWrite(std::shared_ptr<sto_ObjectWriter> object, std::size_t part)
-      : m_Object(std::move(object)), m_Part(part) {}
+  /// Stands on a part of `object`, which is of class `inUse`.
+  sto_MementoWrite(std::shared_ptr<sto_ObjectWriter> object, std::size_t part, sto_ClassInUse& inUse)
+      : m_Object(std::move(object)), m_Part(part), m_Class(inUse) {}
 
   /// The memento of an object of a save that `depth` objects hold, and its id in `id`; null when the object
   /// was reached in this save before. The collection classes and blobs always get one: their writers do not
@@ -49,7 +49,8 @@ class sto_MementoWrite : public sto_MementoWriteGaps {
   cls_WriteListPrim<unsigned int>* MakeWriteListPrim(unsigned int const* tag, int width) override;
   cls_WriteListPrim<int>* MakeWriteListPrim(int const* tag, int width) override;
 
-  /// Records the code with the field, so that a reader without the classes knows what the collection is.
+  /// Compares the type with the one that the attribute is declared with, and records it with the field, so
+  /// that a reader without the classes knows what the collection is. Misuse on a mismatch.
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
 
  protected:
@@ -57,7 +58,12 @@ class sto_MementoWrite : public sto_MementoWriteGaps {
 
  private:
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Object->Session(); }
-  /// Starts a field with its tag; the value follows.
+  /// The declared attribute of a field. Misuse when the class's metadata has none.
+  [[nodiscard]] sto_ClassInUse::Attribute const& Attribute(cls_FieldHandle const& field);
+  /// Misuse unless an attribute that holds an object of this class is declared as one that does.
+  void CheckHeldClass(sto_ClassInUse::Attribute const& attribute, unsigned int classId) const;
+  [[noreturn]] void RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const;
+  /// Starts a field with its tag; the value follows. Misuse when the attribute is not declared for it.
   [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag);
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
   void WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes, int sizeBytes);
@@ -65,5 +71,6 @@ class sto_MementoWrite : public sto_MementoWriteGaps {
 
   std::shared_ptr<sto_ObjectWriter> m_Object;
   std::size_t m_Part;
+  sto_ClassInUse& m_Class;
   bool m_HasBase = false;
 };

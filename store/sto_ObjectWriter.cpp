@@ -3,13 +3,13 @@
 #include "store/sto_BlockKey.h"
 #include "store/sto_Checksum.h"
 
-sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, unsigned int classId, int depth)
-    : m_Session(session), m_Id(id), m_ClassId(classId), m_Depth(depth) {
+sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth)
+    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth) {
   if (depth > sto_Format::MaxNesting)
     session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
                                            std::to_string(sto_Format::MaxNesting) + " deep (at " +
                                            Describe() + ").");
-  m_Record.AddPart(classId, session.VersionToWrite(classId), id);
+  m_Record.AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
 }
 
 sto_ObjectWriter::~sto_ObjectWriter() {
@@ -25,7 +25,7 @@ sto_ObjectWriter::~sto_ObjectWriter() {
 }
 
 std::string sto_ObjectWriter::Describe() const {
-  return "object " + std::to_string(m_Id) + " (" + m_Session.Catalogue().ClassName(m_ClassId) + ")";
+  return "object " + std::to_string(m_Id) + " (" + std::string(m_Class.Metadata().Name().View()) + ")";
 }
 
 void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
@@ -43,7 +43,7 @@ void sto_ObjectWriter::Finish() {
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
                                              std::to_string(record.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
-  m_Session.Driver().WriteObject(m_Id, m_ClassId, record);
+  m_Session.Driver().WriteObject(m_Id, m_Class.Metadata().ClassId(), record);
   // What the object had before may have had more blocks.
   if (!m_Session.IsNewInSave(m_Id))
     m_Session.Driver().DeleteBlocks(sto_BlockKey(m_Id, m_BlockCount), sto_LastBlockKey(m_Id));

@@ -11,7 +11,7 @@
 class sto_ObjectWriter {
  public:
   /// `depth` is how many objects hold this one.
-  sto_ObjectWriter(sto_Session& session, std::int64_t id, unsigned int classId, int depth);
+  sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth);
   sto_ObjectWriter(sto_ObjectWriter const&) = delete;
   sto_ObjectWriter& operator=(sto_ObjectWriter const&) = delete;
   ~sto_ObjectWriter();
@@ -19,7 +19,7 @@ class sto_ObjectWriter {
   [[nodiscard]] sto_Session& Session() noexcept { return m_Session; }
   [[nodiscard]] sto_RecordBuilder& Record() noexcept { return m_Record; }
   [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
-  [[nodiscard]] unsigned int ClassId() const noexcept { return m_ClassId; }
+  [[nodiscard]] sto_ClassInUse& Class() noexcept { return m_Class; }
   [[nodiscard]] int Depth() const noexcept { return m_Depth; }
 
   /// "object 7 (heat_Mesh)", for messages.
@@ -42,7 +42,7 @@ class sto_ObjectWriter {
 
   sto_Session& m_Session;
   std::int64_t m_Id;
-  unsigned int m_ClassId;
+  sto_ClassInUse& m_Class;
   int m_Depth;
   int m_BlockCount = 0;
   int m_Exceptions = std::uncaught_exceptions();

@@ -6,8 +6,8 @@
 #include "store/sto_Exception.h"
 
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
-                         std::span<cls_ClassDeclaration const> classes)
-    : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(classes) {}
+                         cls_ClassRegistrar const& registrar)
+    : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(registrar) {}
 
 sto_Session::~sto_Session() {
   Rollback();
@@ -118,12 +118,12 @@ void sto_Session::CheckSameList(std::int64_t id, std::uint64_t hash) {
               "assigned a new content.");
 }
 
-int sto_Session::VersionToWrite(unsigned int classId) {
-  cls_ClassDeclaration const* const declaration = m_Catalogue.Declared(classId);
-  if (declaration == nullptr)
-    Raise(sto_ErrorKind::Misuse, "Class " + std::to_string(classId) + " is not declared to the store.");
-  m_Catalogue.RecordClass(*m_Driver, *declaration);
-  return declaration->m_Version;
+sto_ClassInUse& sto_Session::ClassToWrite(unsigned int classId) {
+  sto_ClassInUse* const inUse = m_Catalogue.ToWrite(*m_Driver, classId);
+  if (inUse == nullptr)
+    Raise(sto_ErrorKind::Misuse, "Class " + std::to_string(classId) +
+                                     " is not declared in the registrar that the store was opened with.");
+  return *inUse;
 }
 
 sto_FieldKey sto_Session::KeyToWrite(cls_FieldHandle const& field) {
@@ -158,12 +158,16 @@ std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
 
 void sto_Session::CheckVersions(std::int64_t id, sto_Record const& record) const {
   for (sto_Part const& part : record.Parts()) {
-    cls_ClassDeclaration const* const declaration = m_Catalogue.Declared(part.m_ClassId);
-    if (declaration == nullptr || part.m_Version <= declaration->m_Version) continue;
-    Raise(sto_ErrorKind::NewerFormat, "Object " + std::to_string(id) + " was written by version " +
-                                          std::to_string(part.m_Version) + " of class " +
-                                          declaration->m_Name + "; this program knows version " +
-                                          std::to_string(declaration->m_Version) + ".");
+    sto_Classes const& classes = m_Catalogue.Classes();
+    if (classes.ForVersion(part.m_ClassId, part.m_Version) != nullptr) continue;
+    std::vector<int> const known = classes.Versions(part.m_ClassId);
+    if (known.empty()) continue; // a class that the program does not declare can still be read as it stands
+    std::string list = known.size() == 1 ? "version " : "versions ";
+    for (std::size_t i = 0; i < known.size(); ++i)
+      list += (i == 0 ? "" : i + 1 == known.size() ? " and " : ", ") + std::to_string(known[i]);
+    Raise(sto_ErrorKind::NewerFormat,
+          "Object " + std::to_string(id) + " was written by version " + std::to_string(part.m_Version) +
+              " of class " + m_Catalogue.ClassName(part.m_ClassId) + "; this program knows " + list + ".");
   }
 }
 

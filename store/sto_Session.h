@@ -3,7 +3,6 @@
 #include <exception>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <unordered_map>
 
@@ -27,8 +26,7 @@ class cls_FieldHandle;
 /// Thread rule: one thread.
 class sto_Session {
  public:
-  sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
-              std::span<cls_ClassDeclaration const> classes);
+  sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar);
   ~sto_Session();
   sto_Session(sto_Session const&) = delete;
   sto_Session& operator=(sto_Session const&) = delete;
@@ -77,8 +75,8 @@ class sto_Session {
   /// any: two different values cannot stand under one identity. Raises Conflict.
   void CheckSameList(std::int64_t id, std::uint64_t hash);
 
-  /// The version that this program writes of a class, recorded in the store. Misuse for an undeclared class.
-  [[nodiscard]] int VersionToWrite(unsigned int classId);
+  /// A class that is to be written, described in the store. Misuse for an undeclared class.
+  [[nodiscard]] sto_ClassInUse& ClassToWrite(unsigned int classId);
 
   [[nodiscard]] sto_FieldKey KeyToWrite(cls_FieldHandle const& field);
 

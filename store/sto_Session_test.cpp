@@ -60,7 +60,7 @@ class StoreSession : public StoreFileTest {
 
   void Connect(std::unique_ptr<sto_Driver> driver) {
     auto session = std::make_unique<sto_Session>(
-        Path(), std::make_unique<StoreFaultDriver>(std::move(driver), m_Plan), TestClasses);
+        Path(), std::make_unique<StoreFaultDriver>(std::move(driver), m_Plan), TestClasses());
     m_Session = session.get();
     m_Store = std::make_unique<sto_Store>(std::move(session));
   }

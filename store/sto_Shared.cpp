@@ -1,6 +1,7 @@
 #include "store/sto_Shared.h"
 
 #include <string>
+#include <typeinfo>
 
 #include "store/sto_MementoRead.h"
 
@@ -14,27 +15,58 @@ sto_MementoRead* StoredObject(cls_ReadVisitor const& visitor) noexcept {
 
 } // namespace
 
-void sto_CheckTypeId(cls_ReadVisitor const& visitor, unsigned int typeId) {
+cls_ClassMetadata const* sto_FindMetadata(cls_ReadVisitor const& visitor, unsigned int typeId,
+                                          bool takesDerived) {
   sto_MementoRead const* const memento = StoredObject(visitor);
-  if (memento == nullptr || memento->ClassId() == typeId) return;
+  if (memento == nullptr) return nullptr;
+  sto_Session const& session = memento->Session();
   sto_Catalogue const& catalogue = memento->Session().Catalogue();
-  memento->Session().Raise(sto_ErrorKind::WrongClass, "Object " + std::to_string(memento->Id()) +
-                                                          " is of class " +
-                                                          catalogue.ClassName(memento->ClassId()) + ", not " +
-                                                          catalogue.ClassName(typeId) + ".");
+  unsigned int const classId = memento->ClassId();
+  std::string const object =
+      "Object " + std::to_string(memento->Id()) + " is of class " + catalogue.ClassName(classId);
+  if (!catalogue.Classes().DerivesFrom(classId, typeId))
+    session.Raise(sto_ErrorKind::WrongClass, object + ", not " + catalogue.ClassName(typeId) + ".");
+  if (classId != typeId && !takesDerived)
+    session.Raise(sto_ErrorKind::Misuse, object + ", but " + catalogue.ClassName(typeId) +
+                                             ", which is asked for, has no virtual destructor.");
+  cls_ClassMetadata const* const metadata = catalogue.Classes().ForVersion(classId, memento->ClassVersion());
+  if (metadata == nullptr)
+    session.Raise(sto_ErrorKind::Misuse,
+                  object + ", which is not declared in the registrar that the store was opened with.");
+  return metadata;
 }
 
-std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_index type) {
+void* sto_Build(cls_ClassMetadata const& metadata, cls_ReadVisitor const& visitor) {
+  void* const object = metadata.Ctor(visitor);
+  if (object != nullptr) return object;
+  sto_MementoRead const& memento = *StoredObject(visitor);
+  memento.Session().Raise(sto_ErrorKind::Misuse, "Object " + std::to_string(memento.Id()) +
+                                                     " cannot be built: class " +
+                                                     std::string(metadata.Name().View()) + " version " +
+                                                     std::to_string(metadata.Version()) +
+                                                     " is registered without a constructor function.");
+}
+
+bool sto_LeavesBuilding(cls_ClassMetadata const& metadata, cls_ReadVisitor const& visitor,
+                        unsigned int typeId) {
+  if (metadata.ClassId() != typeId) return false; // a derived class, which only its metadata can build
+  if (typeid(metadata) == typeid(cls_ClassMetadata)) return !metadata.HasCtor();
+  sto_MementoRead const& memento = *StoredObject(visitor);
+  memento.Session().Raise(sto_ErrorKind::Misuse, "Object " + std::to_string(memento.Id()) + ": class " +
+                                                     std::string(metadata.Name().View()) + " version " +
+                                                     std::to_string(metadata.Version()) +
+                                                     " is registered for another C++ class than the one that "
+                                                     "is asked for.");
+}
+
+std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_index type, bool isChecked) {
   sto_MementoRead* const memento = StoredObject(visitor);
   if (memento == nullptr) return nullptr;
   sto_LoadedObjects::Entry const* const entry = memento->Session().Loaded().Find(memento->Id());
   if (entry == nullptr) return nullptr;
   std::string const object = "Object " + std::to_string(memento->Id());
-  if (entry->m_Object == nullptr)
-    memento->Session().Raise(
-        sto_ErrorKind::Misuse,
-        object + " is loaded for one owner, and its own graph leads back to it: load it shared.");
-  if (entry->m_Type != type)
+  if (entry->m_Object == nullptr) memento->Session().Raise(sto_ErrorKind::Misuse, object + entry->m_WhyNot);
+  if (entry->m_Type != type && !isChecked)
     memento->Session().Raise(sto_ErrorKind::Misuse, object + " is loaded as two different types.");
   return entry->m_Object;
 }
@@ -49,7 +81,17 @@ void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type) {
   if (memento == nullptr) return;
   sto_LoadedObjects& loaded = memento->Session().Loaded();
   // A load inside another may ask for one more object of what the outer one has shared already.
-  if (loaded.Find(memento->Id()) == nullptr) loaded.Add(memento->Id(), type, nullptr);
+  if (loaded.Find(memento->Id()) == nullptr)
+    loaded.AddUnshared(memento->Id(), type,
+                       " is loaded for one owner, and its own graph leads back to it: load it shared.");
+}
+
+void sto_HoldUnfinished(cls_ReadVisitor const& visitor, std::type_index type) {
+  if (sto_MementoRead* const memento = StoredObject(visitor))
+    memento->Session().Loaded().AddUnshared(
+        memento->Id(), type,
+        " leads back to itself while it is built through its metadata: in a cycle an object is asked for as "
+        "its very class, registered with a type adapter.");
 }
 
 void sto_ForgetShared(cls_ReadVisitor const& visitor) noexcept {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -7,54 +8,122 @@
 #include <typeinfo>
 #include <utility>
 
+#include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/cls_ReadVisitor.h"
+#include "persist/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
 
-// Shared objects and cycles on the way in. A class whose member may be held by others too, or leads back,
-// reads it with sto_ReadShared:
+// Objects on the way in that are reached through pointers. A reading constructor takes
 //
-//     Element::Element(cls_ReadVisitor const& visitor)
-//         : m_Material(sto_ReadShared<Material>(visitor, cls_FieldHandle(0, "m_Material"_cow))),
-//           m_Owner(sto_ReadShared<Part>(visitor, cls_FieldHandle(1, "m_Owner"_cow))) {}     // a weak_ptr
+//     Part::Part(cls_ReadVisitor const& visitor)
+//         : m_Failure(sto_ReadOwned<nex_Exception>(visitor, cls_FieldHandle(0, "m_Failure"_cow))),  //
+//         unique_ptr
+//           m_Material(sto_ReadShared<Material>(visitor, cls_FieldHandle(1, "m_Material"_cow))),    //
+//           shared_ptr m_Owner(sto_ReadShared<Assembly>(visitor, cls_FieldHandle(2, "m_Owner"_cow))) {} // a
+//           weak_ptr
 //
-// In one load every stored object becomes one object in memory. On a cycle the pointer leads to an object
-// whose constructor has not finished: keep it, do not look into it yet. A cycle of owning pointers is never
-// freed, so let one of them be a weak_ptr. Such an object shares the ownership of the memory it stands in, so
+// sto_ReadOwned for an object that only this member holds, sto_ReadShared for one that others may hold too,
+// or that leads back: in one load every stored object becomes one object in memory.
+//
+// What is built. A class with a static TypeId() is built through the registrar: the metadata of the stored
+// class and version, or of the next version above it, builds the object, which may be of a class derived from
+// the one asked for. The asked-for class then has a virtual destructor and is the first base of the derived
+// one, so that both have one address. Metadata without constructor function leaves the building to the class
+// that is asked for. A class without TypeId() is built by its own constructor, unchecked.
+//
+// Cycles. A pointer that leads back gets an object whose constructor has not finished: keep it, do not look
+// into it yet. That needs the object's address before it is built, so in a cycle an object is asked for as
+// its very class, which is registered with cls_TypeAdapter. A cycle of owning pointers is never freed: let
+// one of them be a weak_ptr. Such an object shares the ownership of the memory it stands in, so
 // shared_from_this() does not work in its class.
 
-/// Raises WrongClass when the visitor's object, if it is there, is of another class than `typeId`.
-KVL_EXPORT void sto_CheckTypeId(cls_ReadVisitor const& visitor, unsigned int typeId);
+template <class T>
+concept sto_HasTypeId = requires {
+  T::TypeId();
+};
+
+/// A class whose adapter builds it with its own constructor from a visitor.
+template <class T>
+concept sto_IsAdaptable = sto_HasTypeId<T> && std::is_constructible_v<T, cls_ReadVisitor const&> &&
+    requires(T const& object, cls_WriteVisitor const& visitor) {
+  object.DBWrite(visitor);
+};
+
+/// The metadata that builds the visitor's object where class `typeId` is asked for; null when the visitor
+/// stands on no stored object. WrongClass when the object is of a class that is not `typeId` and does not
+/// derive from it; Misuse when its class is not declared, or is a derived one and `takesDerived` is not set.
+KVL_EXPORT cls_ClassMetadata const* sto_FindMetadata(cls_ReadVisitor const& visitor, unsigned int typeId,
+                                                     bool takesDerived);
+/// Builds the visitor's object with `metadata`. Misuse when that cannot build objects.
+KVL_EXPORT void* sto_Build(cls_ClassMetadata const& metadata, cls_ReadVisitor const& visitor);
+
+/// Whether `metadata`, which is not the adapter of the asked-for C++ class, leaves the building of an object
+/// of that very class to it. Misuse when it is the adapter of another C++ class, whose objects these are not.
+KVL_EXPORT bool sto_LeavesBuilding(cls_ClassMetadata const& metadata, cls_ReadVisitor const& visitor,
+                                   unsigned int typeId);
 
 /// The object that this load has made of the visitor's stored object before, null when it has not. Misuse
-/// when it is of another type, or one that cannot be shared.
-KVL_EXPORT std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_index type);
+/// when it cannot be shared, or when either class has no TypeId and they are not the same.
+KVL_EXPORT std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_index type,
+                                                bool isChecked);
 /// Makes an object known for the rest of the load.
 KVL_EXPORT void sto_HoldShared(cls_ReadVisitor const& visitor, std::type_index type,
                                std::shared_ptr<void> object);
 /// Makes known that the object has one owner, so that a way back to it is an error and not an endless load.
 KVL_EXPORT void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type);
+/// Makes known that the object is being built where nobody knows.
+KVL_EXPORT void sto_HoldUnfinished(cls_ReadVisitor const& visitor, std::type_index type);
 /// Forgets an object whose construction failed, and those that were built within it.
 KVL_EXPORT void sto_ForgetShared(cls_ReadVisitor const& visitor) noexcept;
 
-template <class T> void sto_CheckClass(cls_ReadVisitor const& visitor) {
-  if constexpr (requires { T::TypeId(); }) sto_CheckTypeId(visitor, T::TypeId());
-}
-
-/// A new object, read by T's constructor from a visitor (or from a visitor and an owner's identity, given
-/// none).
-template <class T> [[nodiscard]] std::unique_ptr<T> sto_Construct(cls_ReadVisitor const& visitor) {
+/// A new object, read by T's own constructor from a visitor (or from a visitor and an owner's identity, given
+/// none); null for a class that has neither, as an abstract one.
+template <class T> [[nodiscard]] std::unique_ptr<T> sto_ConstructItself(cls_ReadVisitor const& visitor) {
   if constexpr (std::is_constructible_v<T, cls_ReadVisitor const&>)
     return std::unique_ptr<T>(new T(visitor));
-  else
+  else if constexpr (std::is_constructible_v<T, cls_ReadVisitor const&, std::nullptr_t>)
     return std::unique_ptr<T>(new T(visitor, nullptr));
+  else
+    return nullptr;
 }
 
-/// The shared object of what the visitor reads: the one that this load has made before, or a new one.
-template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructShared(cls_ReadVisitor const& visitor) {
-  if (std::shared_ptr<void> found = sto_FindShared(visitor, typeid(T)))
-    return std::static_pointer_cast<T>(found);
-  sto_CheckClass<T>(visitor);
-  // The address is known before the object is built, so that a cycle can lead back to it.
+template <class T> [[nodiscard]] cls_ClassMetadata const* sto_MetadataAs(cls_ReadVisitor const& visitor) {
+  if constexpr (sto_HasTypeId<T>)
+    return sto_FindMetadata(visitor, T::TypeId(), std::has_virtual_destructor_v<T>);
+  else
+    return nullptr;
+}
+
+/// Whether the visitor's object is built by T's own constructor: without metadata, with the adapter of T, or
+/// with metadata of T's class that says nothing about it.
+template <class T>
+[[nodiscard]] bool sto_BuildsItself(cls_ClassMetadata const* metadata, cls_ReadVisitor const& visitor) {
+  if (metadata == nullptr) return true;
+  if constexpr (sto_IsAdaptable<T>)
+    if (dynamic_cast<cls_TypeAdapter<T> const*>(metadata) != nullptr) return true;
+  if constexpr (sto_HasTypeId<T>) {
+    if (dynamic_cast<cls_AbsTypeAdapter<T> const*>(metadata) != nullptr) return false;
+    return sto_LeavesBuilding(*metadata, visitor, T::TypeId());
+  }
+  return true;
+}
+
+/// A new object of what the visitor reads, for one owner.
+template <class T> [[nodiscard]] std::unique_ptr<T> sto_Construct(cls_ReadVisitor const& visitor) {
+  cls_ClassMetadata const* const metadata = sto_MetadataAs<T>(visitor);
+  if (sto_BuildsItself<T>(metadata, visitor)) return sto_ConstructItself<T>(visitor);
+  return std::unique_ptr<T>(static_cast<T*>(sto_Build(*metadata, visitor)));
+}
+
+/// The object that a field holds, for one owner; null when the field is absent, or its object is not stored.
+template <class T>
+[[nodiscard]] std::unique_ptr<T> sto_ReadOwned(cls_ReadVisitor const& parent, cls_FieldHandle const& field) {
+  if (parent.DataIsPresent(field) == 0) return nullptr;
+  return sto_Construct<T>(cls_ReadVisitor(parent, field));
+}
+
+/// Builds a shared object whose address is known before, so that a cycle can lead back to it.
+template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructInPlace(cls_ReadVisitor const& visitor) {
   struct Place {
     ~Place() {
       if (m_IsBuilt) Address()->~T();
@@ -77,6 +146,33 @@ template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructShared(cls_Read
   }
   place->m_IsBuilt = true;
   return object;
+}
+
+/// Builds a shared object through its metadata.
+template <class T>
+[[nodiscard]] std::shared_ptr<T> sto_ConstructByMetadata(cls_ClassMetadata const& metadata,
+                                                         cls_ReadVisitor const& visitor) {
+  sto_HoldUnfinished(visitor, typeid(T));
+  try {
+    std::shared_ptr<T> object(static_cast<T*>(sto_Build(metadata, visitor)));
+    sto_HoldShared(visitor, typeid(T), object);
+    return object;
+  } catch (...) {
+    sto_ForgetShared(visitor);
+    throw;
+  }
+}
+
+/// The shared object of what the visitor reads: the one that this load has made before, or a new one.
+template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructShared(cls_ReadVisitor const& visitor) {
+  cls_ClassMetadata const* const metadata = sto_MetadataAs<T>(visitor);
+  if (std::shared_ptr<void> found = sto_FindShared(visitor, typeid(T), metadata != nullptr))
+    return std::static_pointer_cast<T>(found);
+  if (!sto_BuildsItself<T>(metadata, visitor)) return sto_ConstructByMetadata<T>(*metadata, visitor);
+  if constexpr (std::is_abstract_v<T>)
+    return nullptr;
+  else
+    return sto_ConstructInPlace<T>(visitor);
 }
 
 /// The shared object that a field holds; null when the field is absent, or its object is not stored.

@@ -69,12 +69,11 @@ sto_Store::sto_Store(sto_Store&&) noexcept = default;
 sto_Store& sto_Store::operator=(sto_Store&&) noexcept = default;
 sto_Store::~sto_Store() = default;
 
-sto_Store sto_Store::Open(std::string const& location, sto_Mode mode,
-                          std::span<cls_ClassDeclaration const> classes) {
+sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar) {
   std::unique_ptr<sto_Driver> driver = mode == sto_Mode::Create
                                            ? sto_SqliteDriver::Create(location)
                                            : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly);
-  return sto_Store(std::make_unique<sto_Session>(location, std::move(driver), classes));
+  return sto_Store(std::make_unique<sto_Session>(location, std::move(driver), registrar));
 }
 
 std::string const& sto_Store::Location() const noexcept {

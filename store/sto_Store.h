@@ -2,13 +2,12 @@
 
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <typeinfo>
 #include <vector>
 
-#include "metadata/cls_RegistrarHook.h"
+#include "metadata/cls_ClassRegistrar.h"
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
 #include "store/sto_Exception.h"
@@ -25,13 +24,15 @@ enum class sto_Mode {
 
 /// An open store: one session of one program with one store of objects.
 ///
-///     sto_Store store = sto_Store::Open("plate.kvs", sto_Mode::Create, classes);
+///     sto_Store store = sto_Store::Open("plate.kvs", sto_Mode::Create, registrar);
 ///     store.Save("analysis/step-1", model);                           // a transaction of its own
 ///     ...
 ///     std::unique_ptr<Model> model = store.Load<Model>("analysis/step-1");
 ///
 /// A saved object is any class with `DBWrite(cls_WriteVisitor const&) const`; a loaded one has a constructor
-/// from `cls_ReadVisitor const&`. Each class must be in `classes`, with the version that this program writes.
+/// from `cls_ReadVisitor const&`. Each class stands in the registrar, with every attribute that it writes:
+/// the store describes each class version that wrote to it, by the newest version's metadata, and checks what
+/// is written against it. See sto_Shared.h for how objects are built.
 ///
 /// Invariants:
 /// 1. A save is complete or leaves the store as it was. An object that is reached several times in one save
@@ -49,11 +50,12 @@ enum class sto_Mode {
 /// closed before that thread ends and before nex_finalize. Several stores may be open at once.
 class KVL_EXPORT sto_Store {
  public:
-  /// Opens the store in file `location` for a program with these classes, besides the library's own.
+  /// Opens the store in file `location` for a program with the classes of `registrar`, which is complete and
+  /// outlives the store. It need not hold the library's own classes (exceptions, strings, lists).
   /// NotFound: no file there, or no store in it (the file is left as it is). Conflict: Create and something
-  /// is there. NewerFormat: written by a newer version of this module. Damaged, ReadOnly, Busy, Unavailable.
-  static sto_Store Open(std::string const& location, sto_Mode mode,
-                        std::span<cls_ClassDeclaration const> classes);
+  /// is there. NewerFormat: written by a newer version of this module. Misuse: a class of the registrar has
+  /// the ID of one of the library's. Damaged, ReadOnly, Busy, Unavailable.
+  static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar);
 
   /// The store of a session that the module itself has made, over a driver of its choice.
   explicit sto_Store(std::unique_ptr<sto_Session> session) noexcept;
@@ -69,7 +71,8 @@ class KVL_EXPORT sto_Store {
 
   /// Saves an object, and all that it holds, under a root name, in the place of what had that name (which
   /// stays in the store without name). In the open transaction, or else in one of its own. Busy, ReadOnly,
-  /// Full, Conflict, Unavailable; Misuse for an undeclared class.
+  /// Full, Unavailable. Misuse, naming it, for an undeclared class or attribute, or one that is declared as
+  /// something else. Conflict, for a class version that the store knows under another description.
   template <class T> void Save(std::string_view root, T const& object) {
     SaveWith(root, &object, [](void const* untyped, cls_WriteVisitor const& visitor) {
       static_cast<T const*>(untyped)->DBWrite(visitor);
@@ -78,12 +81,11 @@ class KVL_EXPORT sto_Store {
 
   /// Builds a new object of what is stored under a root name. No other object can hold it; where something in
   /// its own graph leads back to it, use LoadShared.
-  /// NotFound for an unknown name; WrongClass when T has a TypeId() and the object is of another class;
-  /// Damaged, NewerFormat.
+  /// NotFound for an unknown name; WrongClass when T has a TypeId() and the object is not of its class or one
+  /// derived from it; NewerFormat when a newer version of a class wrote it than the registrar has; Damaged.
   template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::string_view root) {
     std::unique_ptr<T> object;
     LoadWith(root, [&object](cls_ReadVisitor const& visitor) {
-      sto_CheckClass<T>(visitor);
       sto_HoldUnshared(visitor, typeid(T));
       object = sto_Construct<T>(visitor);
     });

@@ -31,7 +31,7 @@ TEST_F(StoreFile, NewStoreIsEmptyAndSaysWhatItIs) {
   EXPECT_EQ(store.SizeBytes(), static_cast<std::int64_t>(fs::file_size(Path())));
   EXPECT_EQ(IntegrityOf(Path()), "ok");
   EXPECT_EQ(Query("PRAGMA application_id"), 0x4B564C53);
-  EXPECT_EQ(Query("PRAGMA user_version"), 1);
+  EXPECT_EQ(Query("PRAGMA user_version"), 2);
   EXPECT_EQ(Query("PRAGMA page_size"), 16384);
 }
 
@@ -91,17 +91,17 @@ TEST_F(StoreFile, CreateInAMissingFolderLeavesNothing) {
 }
 
 TEST_F(StoreFile, NameWithoutFileIsRefused) {
-  MessageOf(sto_ErrorKind::Unavailable, [] { sto_Store::Open("", sto_Mode::Create, TestClasses); });
-  MessageOf(sto_ErrorKind::NotFound, [] { sto_Store::Open("", sto_Mode::ReadWrite, TestClasses); });
+  MessageOf(sto_ErrorKind::Unavailable, [] { sto_Store::Open("", sto_Mode::Create, TestClasses()); });
+  MessageOf(sto_ErrorKind::NotFound, [] { sto_Store::Open("", sto_Mode::ReadWrite, TestClasses()); });
 }
 
 TEST_F(StoreFile, NamesThatSQLiteTakesForSomethingElseAreFiles) {
   fs::path const before = fs::current_path();
   fs::current_path(Folder());
   for (std::string const name : {":memory:", "file:test.kvs?mode=memory", "plain", "a b%20c#d?e"}) {
-    { sto_Store::Open(name, sto_Mode::Create, TestClasses).Save("node", Node(1)); }
+    { sto_Store::Open(name, sto_Mode::Create, TestClasses()).Save("node", Node(1)); }
     EXPECT_TRUE(fs::exists(Path(name))) << name;
-    EXPECT_EQ(sto_Store::Open(name, sto_Mode::ReadOnly, TestClasses).Load<Node>("node")->m_Value, 1);
+    EXPECT_EQ(sto_Store::Open(name, sto_Mode::ReadOnly, TestClasses()).Load<Node>("node")->m_Value, 1);
   }
   fs::current_path(before);
 }
@@ -144,10 +144,10 @@ TEST_F(StoreFile, OpenRefusesAWriteAheadLogDatabaseOfAnotherProgramAndLeavesIt) 
 
 TEST_F(StoreFile, OpenRefusesANewerFormatAndLeavesIt) {
   { Create().Save("node", Node(1)); }
-  SqlFile(Path()).Run("PRAGMA user_version = 2");
+  SqlFile(Path()).Run("PRAGMA user_version = 3");
   for (sto_Mode const mode : {sto_Mode::ReadWrite, sto_Mode::ReadOnly}) {
     std::string const message = ExpectRefused(sto_ErrorKind::NewerFormat, mode);
-    EXPECT_TRUE(Contains(message, "version 2") && Contains(message, "version 1")) << message;
+    EXPECT_TRUE(Contains(message, "version 3") && Contains(message, "version 2")) << message;
   }
 }
 
@@ -157,7 +157,7 @@ TEST_F(StoreFile, OpenRefusesAStoreWithoutVersionOrTables) {
     SqlFile(Path()).Run("PRAGMA user_version = " + std::to_string(version));
     ExpectRefused(sto_ErrorKind::Damaged, sto_Mode::ReadWrite);
   }
-  SqlFile(Path()).Run("PRAGMA user_version = 1; DROP TABLE block");
+  SqlFile(Path()).Run("PRAGMA user_version = 2; DROP TABLE block");
   for (sto_Mode const mode : {sto_Mode::ReadWrite, sto_Mode::ReadOnly})
     ExpectRefused(sto_ErrorKind::Damaged, mode);
 }
@@ -248,7 +248,8 @@ TEST_F(StoreFile, UnknownRootIsNamed) {
 }
 
 TEST_F(StoreFile, RecordOfANewerVersionIsRefusedWithBothVersions) {
-  cls_ClassDeclaration const newer[] = {{"Node", Node::TypeId(), 9, 1}};
+  cls_ClassRegistrar newer;
+  DeclareNode(newer, 9);
   sto_Store::Open(Path(), sto_Mode::Create, newer).Save("node", Node(1));
   std::string const message =
       MessageOf(sto_ErrorKind::NewerFormat, [&] { static_cast<void>(Open().Load<Node>("node")); });
@@ -257,8 +258,8 @@ TEST_F(StoreFile, RecordOfANewerVersionIsRefusedWithBothVersions) {
 }
 
 TEST_F(StoreFile, BasePartOfANewerVersionIsRefusedWithBothVersions) {
-  cls_ClassDeclaration const newer[] = {{"Bottom", Bottom::TypeId(), 5, 1},
-                                        {"Middle", Middle::TypeId(), 7, 1}};
+  cls_ClassRegistrar newer;
+  DeclareLevels(newer, 5, 7, 2);
   sto_Store::Open(Path(), sto_Mode::Create, newer).Save("middle", Middle());
   std::string const message =
       MessageOf(sto_ErrorKind::NewerFormat, [&] { static_cast<void>(Open().Load<Middle>("middle")); });
@@ -267,9 +268,8 @@ TEST_F(StoreFile, BasePartOfANewerVersionIsRefusedWithBothVersions) {
 }
 
 TEST_F(StoreFile, RecordOfAnOlderVersionIsReadAndRewrittenInTheNewOne) {
-  cls_ClassDeclaration const older[] = {{"Top", Top::TypeId(), 1, Middle::TypeId()},
-                                        {"Middle", Middle::TypeId(), 7, Bottom::TypeId()},
-                                        {"Bottom", Bottom::TypeId(), -3, 1}};
+  cls_ClassRegistrar older;
+  DeclareLevels(older, -3, 7, 1);
   sto_Store::Open(Path(), sto_Mode::Create, older).Save("top", Top());
   sto_Store store = Open();
   std::unique_ptr<Top> const top = store.Load<Top>("top");
@@ -280,23 +280,25 @@ TEST_F(StoreFile, RecordOfAnOlderVersionIsReadAndRewrittenInTheNewOne) {
 
 TEST_F(StoreFile, ClassIdThatTheStoreKnowsUnderAnotherNameIsAConflict) {
   { Create().Save("node", Node(1)); }
-  cls_ClassDeclaration const other[] = {{"Other", Node::TypeId(), 1, 1}};
+  cls_ClassRegistrar other;
+  other.AddClassMD(new cls_TypeAdapter<Node>("Other"_cow, 1, 1));
   sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadWrite, other);
   std::string const message = MessageOf(sto_ErrorKind::Conflict, [&] { store.Save("other", Node(2)); });
   EXPECT_TRUE(Contains(message, "Other") && Contains(message, "Node")) << message;
   EXPECT_EQ(store.Roots(), std::vector<std::string>{"node"});
 }
 
-TEST_F(StoreFile, OneClassUnderTwoNamesIsRefused) {
-  cls_ClassDeclaration const twice[] = {{"One", 0x700010, 1, 1}, {"Two", 0x700010, 1, 1}};
+TEST_F(StoreFile, ClassWithTheIdOfALibraryClassIsRefused) {
+  cls_ClassRegistrar mistaken;
+  mistaken.CreateClassMD("Bracket"_cow, nex_Exception::TypeId(), 1, nullptr, 1);
   std::string const message =
-      MessageOf(sto_ErrorKind::Misuse, [&] { sto_Store::Open(Path(), sto_Mode::Create, twice); });
-  EXPECT_TRUE(Contains(message, "One") && Contains(message, "Two")) << message;
+      MessageOf(sto_ErrorKind::Misuse, [&] { sto_Store::Open(Path(), sto_Mode::Create, mistaken); });
+  EXPECT_TRUE(Contains(message, "Bracket") && Contains(message, "nex_Exception")) << message;
 }
 
 TEST_F(StoreFile, GreatestDeclaredVersionIsWritten) {
-  cls_ClassDeclaration const versions[] = {
-      {"Node", Node::TypeId(), 3, 1}, {"Node", Node::TypeId(), 8, 1}, {"Node", Node::TypeId(), 5, 1}};
+  cls_ClassRegistrar versions;
+  for (int const version : {3, 8, 5}) DeclareNode(versions, version);
   sto_Store::Open(Path(), sto_Mode::Create, versions).Save("node", Node(1));
   EXPECT_EQ(Query("SELECT version FROM class"), 8);
 }

@@ -1,6 +1,7 @@
 #include "examples/heat/heat_AnalysisModel.h"
 
 #include "examples/heat/heat_ModelError.h"
+#include "persist/adapters/cls_TypeAdapter.h"
 #include "store/sto_Shared.h"
 
 namespace {
@@ -17,36 +18,36 @@ cls_FieldHandle NotesField() {
 cls_FieldHandle SolutionField() {
   return {3, "m_Solution"_cow};
 }
-cls_FieldHandle MaterialCountField() {
-  return {4, "m_MaterialCount"_cow};
+cls_FieldHandle MaterialsField() {
+  return {4, "m_Materials"_cow};
 }
-cls_FieldHandle ConditionCountField() {
-  return {5, "m_ConditionCount"_cow};
-}
-
-// The materials and conditions follow as fields without name: even numbers and odd numbers.
-cls_FieldHandle MaterialField(int index) {
-  return {2 * index, cow_String()};
-}
-cls_FieldHandle ConditionField(int index) {
-  return {2 * index + 1, cow_String()};
+cls_FieldHandle ConditionsField() {
+  return {5, "m_Conditions"_cow};
 }
 
-constexpr unsigned int Part = heat_ModelPart::TypeId();
-constexpr unsigned int Condition = heat_ConditionModel::TypeId();
+// A chain of parts begins in a field; each part has the next one.
+template <class Part> void Link(std::vector<std::shared_ptr<Part>> const& parts) {
+  for (std::size_t i = 1; i < parts.size(); ++i) parts[i - 1]->SetNext(parts[i]);
+}
 
-constexpr cls_ClassDeclaration ClassDeclarations[] = {
-    {"heat_ModelPart", Part, 1, 1},
-    {"heat_MeshModel", heat_MeshModel::TypeId(), 1, Part},
-    {"heat_MaterialModel", heat_MaterialModel::TypeId(), 1, Part},
-    {"heat_SolutionModel", heat_SolutionModel::TypeId(), 1, Part},
-    {"heat_ConditionModel", Condition, 1, Part},
-    {"heat_FixedTemperatureModel", heat_FixedTemperatureModel::TypeId(), 1, Condition},
-    {"heat_EdgeConvectionModel", heat_EdgeConvectionModel::TypeId(), 1, Condition},
-    {"heat_FaceConvectionModel", heat_FaceConvectionModel::TypeId(), 1, Condition},
-    {"heat_EdgeFluxModel", heat_EdgeFluxModel::TypeId(), 1, Condition},
-    {"heat_AnalysisModel", heat_AnalysisModel::TypeId(), 1, Part},
-};
+template <class Part>
+void WriteChain(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
+                std::vector<std::shared_ptr<Part>> const& parts) {
+  if (!parts.empty()) heat_WriteField(visitor, field, parts.front().get());
+}
+
+template <class Part>
+std::vector<std::shared_ptr<Part>> ReadChain(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
+  std::vector<std::shared_ptr<Part>> parts;
+  for (std::shared_ptr<heat_ModelPart> next = sto_ReadShared<Part>(visitor, field); next != nullptr;
+       next = next->Next()) {
+    parts.push_back(std::dynamic_pointer_cast<Part>(next));
+    if (parts.back() == nullptr)
+      throw heat_ModelError(std::string(next->Name().View()) + " is out of place in " +
+                            std::string(field.Name().View()));
+  }
+  return parts;
+}
 
 cow_List<cow_String> NotesOn(heat_MeshData const& mesh) {
   cow_List<cow_String> notes;
@@ -58,8 +59,21 @@ cow_List<cow_String> NotesOn(heat_MeshData const& mesh) {
 
 } // namespace
 
-std::span<cls_ClassDeclaration const> heat_AnalysisModel::Classes() {
-  return ClassDeclarations;
+void heat_AnalysisModel::DeclareClasses(cls_ClassRegistrar& registrar) {
+  heat_ModelPart::Declare(registrar);
+  heat_MeshModel::Declare(registrar);
+  heat_MaterialModel::Declare(registrar);
+  heat_SolutionModel::Declare(registrar);
+  heat_ConditionModel::Declare(registrar);
+  registrar
+      .AddClassMD(
+          new cls_TypeAdapter<heat_AnalysisModel>("heat_AnalysisModel"_cow, 1, heat_ModelPart::TypeId()))
+      .AddAttribute(MeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(MaterialOfField(), ATTR_INT, 1, COLLECTION_LIST_INT)
+      .AddAttribute(NotesField(), ATTR_STRING, 1, COLLECTION_LIST_STRING)
+      .AddAttribute(SolutionField(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(MaterialsField(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(ConditionsField(), ATTR_OBJECT, 1, COLLECTION_NONE);
 }
 
 heat_AnalysisModel::heat_AnalysisModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,
@@ -73,12 +87,14 @@ heat_AnalysisModel::heat_AnalysisModel(std::string const& name, std::shared_ptr<
   AddConditions<heat_EdgeConvectionModel>(problem.edgeConvections);
   AddConditions<heat_FaceConvectionModel>(problem.faceConvections);
   AddConditions<heat_EdgeFluxModel>(problem.edgeFluxes);
+  Link(m_Materials);
+  Link(m_Conditions);
 }
 
 template <class Model, class Conditions>
 void heat_AnalysisModel::AddConditions(std::vector<Conditions> const& conditions) {
   for (Conditions const& condition : conditions)
-    m_Conditions.push_back(std::make_unique<Model>(condition, m_Mesh));
+    m_Conditions.push_back(std::make_shared<Model>(condition, m_Mesh));
 }
 
 heat_AnalysisModel::heat_AnalysisModel(cls_ReadVisitor const& visitor)
@@ -86,14 +102,8 @@ heat_AnalysisModel::heat_AnalysisModel(cls_ReadVisitor const& visitor)
       m_MaterialOf(cls_ReadVisitor(visitor, MaterialOfField()), nullptr),
       m_Notes(cls_ReadVisitor(visitor, NotesField())),
       m_Solution(sto_ReadShared<heat_SolutionModel>(visitor, SolutionField())), m_Uid(visitor.GetUid()) {
-  int const materialCount = visitor.Read(MaterialCountField(), 0);
-  for (int i = 0; i < materialCount; ++i) {
-    m_Materials.push_back(sto_ReadShared<heat_MaterialModel>(visitor, MaterialField(i)));
-    if (m_Materials.back() == nullptr) throw heat_ModelError("material " + std::to_string(i) + " is missing");
-  }
-  int const conditionCount = visitor.Read(ConditionCountField(), 0);
-  for (int i = 0; i < conditionCount; ++i)
-    m_Conditions.push_back(heat_ConditionModel::Read(cls_ReadVisitor(visitor, ConditionField(i))));
+  m_Materials = ReadChain<heat_MaterialModel>(visitor, MaterialsField());
+  m_Conditions = ReadChain<heat_ConditionModel>(visitor, ConditionsField());
 }
 
 void heat_AnalysisModel::DBWrite(cls_WriteVisitor const& visitor) const {
@@ -103,12 +113,8 @@ void heat_AnalysisModel::DBWrite(cls_WriteVisitor const& visitor) const {
   heat_WriteField(visitor, MaterialOfField(), &m_MaterialOf);
   heat_WriteField(visitor, NotesField(), &m_Notes);
   heat_WriteField(visitor, SolutionField(), m_Solution.get());
-  visitor.Write(MaterialCountField(), static_cast<int>(m_Materials.size()));
-  visitor.Write(ConditionCountField(), static_cast<int>(m_Conditions.size()));
-  for (std::size_t i = 0; i < m_Materials.size(); ++i)
-    heat_WriteField(visitor, MaterialField(static_cast<int>(i)), m_Materials[i].get());
-  for (std::size_t i = 0; i < m_Conditions.size(); ++i)
-    heat_WriteField(visitor, ConditionField(static_cast<int>(i)), m_Conditions[i].get());
+  WriteChain(visitor, MaterialsField(), m_Materials);
+  WriteChain(visitor, ConditionsField(), m_Conditions);
 }
 
 heat_MeshModel const& heat_AnalysisModel::Mesh() const {

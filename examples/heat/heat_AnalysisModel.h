@@ -4,14 +4,12 @@
 #include "examples/heat/heat_MaterialModel.h"
 #include "examples/heat/heat_MeshModel.h"
 #include "examples/heat/heat_SolutionModel.h"
-#include "metadata/cls_RegistrarHook.h"
 
 #include <memory>
-#include <span>
 #include <vector>
 
 // A stored analysis, the root of the object graph: the mesh, which the conditions and the solution share, the
-// materials, the conditions, and the solution, which leads back to the analysis.
+// materials and the conditions (each stored as a chain), and the solution, which leads back to the analysis.
 class heat_AnalysisModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640020; }
@@ -19,8 +17,8 @@ class heat_AnalysisModel : public heat_ModelPart {
   // The name under which an analysis stands in a store.
   static constexpr char Root[] = "analysis/steady-heat";
 
-  // The classes of stored analyses, with the versions that this program writes.
-  static std::span<cls_ClassDeclaration const> Classes();
+  // Declares all classes of stored analyses.
+  static void DeclareClasses(cls_ClassRegistrar& registrar);
 
   heat_AnalysisModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,
                      heat_Problem const& problem);
@@ -41,7 +39,7 @@ class heat_AnalysisModel : public heat_ModelPart {
   std::shared_ptr<heat_MeshModel> m_Mesh;
   std::vector<std::shared_ptr<heat_MaterialModel>> m_Materials;
   cls_xp1DArrayListInt m_MaterialOf; // an index into the materials for each triangle; empty: all of the first
-  std::vector<std::unique_ptr<heat_ConditionModel>> m_Conditions;
+  std::vector<std::shared_ptr<heat_ConditionModel>> m_Conditions;
   cls_xpListString m_Notes; // lines for a person
   std::shared_ptr<heat_SolutionModel> m_Solution;
   cls_Uid m_Uid;

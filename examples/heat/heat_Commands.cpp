@@ -6,6 +6,7 @@
 #include "examples/heat/heat_MshReader.h"
 #include "examples/heat/heat_Progress.h"
 #include "examples/heat/heat_SvgPlot.h"
+#include "metadata/cls_MetadataRegistrar.h"
 #include "store/sto_Store.h"
 
 #include <algorithm>
@@ -15,6 +16,11 @@
 #include <filesystem>
 
 namespace {
+
+// The program's classes, as heat_main.cpp declared them.
+cls_ClassRegistrar const& Classes() {
+  return omi_Singleton<cls_MetadataRegistrar>::Instance().Registrar1();
+}
 
 // A residual above this is not rounding: the stored field does not solve the stored problem.
 constexpr double ResidualLimit = 1e-10;
@@ -43,8 +49,7 @@ template <class Step> auto WithProgress(std::string const& label, Step step) {
 class NewStore {
  public:
   explicit NewStore(std::string path)
-      : m_Path(std::move(path)),
-        m_Store(sto_Store::Open(m_Path, sto_Mode::Create, heat_AnalysisModel::Classes())) {}
+      : m_Path(std::move(path)), m_Store(sto_Store::Open(m_Path, sto_Mode::Create, Classes())) {}
   NewStore(NewStore const&) = delete;
   NewStore& operator=(NewStore const&) = delete;
   ~NewStore() {
@@ -136,7 +141,7 @@ void heat_Commands::Analyse(std::string const& meshPath, std::string const& stor
 
 void heat_Commands::Report(std::string const& storePath, std::string const& plotPath) {
   Stopwatch const loading;
-  sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadOnly, heat_AnalysisModel::Classes());
+  sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadOnly, Classes());
   std::shared_ptr<heat_AnalysisModel> const analysis =
       store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root);
   heat_MeshData const mesh = analysis->Mesh().ToData();

@@ -1,6 +1,7 @@
 #include "examples/heat/heat_ConditionModel.h"
 
 #include "examples/heat/heat_ModelError.h"
+#include "persist/adapters/cls_TypeAdapter.h"
 #include "store/sto_Shared.h"
 
 namespace {
@@ -68,6 +69,10 @@ template <class Condition> double Ambient(Condition const&) {
   return 0;
 }
 
+template <class Model> void DeclareConcrete(cls_ClassRegistrar& registrar, cow_String const& name) {
+  registrar.AddClassMD(new cls_TypeAdapter<Model>(name, 1, heat_ConditionModel::TypeId()));
+}
+
 } // namespace
 
 heat_ConditionModel::heat_ConditionModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,
@@ -105,19 +110,18 @@ std::vector<heat_Edge> heat_ConditionModel::Edges() const {
   return edges;
 }
 
-std::unique_ptr<heat_ConditionModel> heat_ConditionModel::Read(cls_ReadVisitor const& visitor) {
-  switch (unsigned int const classId = visitor.Memento()->ClassId()) {
-  case heat_FixedTemperatureModel::TypeId():
-    return std::make_unique<heat_FixedTemperatureModel>(visitor);
-  case heat_EdgeConvectionModel::TypeId():
-    return std::make_unique<heat_EdgeConvectionModel>(visitor);
-  case heat_FaceConvectionModel::TypeId():
-    return std::make_unique<heat_FaceConvectionModel>(visitor);
-  case heat_EdgeFluxModel::TypeId():
-    return std::make_unique<heat_EdgeFluxModel>(visitor);
-  default:
-    throw heat_ModelError("class " + std::to_string(classId) + " is no boundary condition");
-  }
+void heat_ConditionModel::Declare(cls_ClassRegistrar& registrar) {
+  registrar
+      .AddClassMD(
+          new cls_AbsTypeAdapter<heat_ConditionModel>("heat_ConditionModel"_cow, 1, heat_ModelPart::TypeId()))
+      .AddAttribute(MeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(WhereField(), ATTR_INT, 1, COLLECTION_LIST_INT)
+      .AddAttribute(ValueField(), ATTR_DOUBLE, 1, COLLECTION_NONE)
+      .AddAttribute(AmbientField(), ATTR_DOUBLE, 1, COLLECTION_NONE);
+  DeclareConcrete<heat_FixedTemperatureModel>(registrar, "heat_FixedTemperatureModel"_cow);
+  DeclareConcrete<heat_EdgeConvectionModel>(registrar, "heat_EdgeConvectionModel"_cow);
+  DeclareConcrete<heat_FaceConvectionModel>(registrar, "heat_FaceConvectionModel"_cow);
+  DeclareConcrete<heat_EdgeFluxModel>(registrar, "heat_EdgeFluxModel"_cow);
 }
 
 template <class Condition, unsigned int Id>

@@ -21,8 +21,8 @@ class heat_ConditionModel : public heat_ModelPart {
   // Adds the condition to a problem.
   virtual void AddTo(heat_Problem& problem) const = 0;
 
-  // Rebuilds a condition of the class that was stored. Throws heat_ModelError for a class that is none.
-  static std::unique_ptr<heat_ConditionModel> Read(cls_ReadVisitor const& visitor);
+  // Declares this class and the four concrete ones.
+  static void Declare(cls_ClassRegistrar& registrar);
 
  protected:
   heat_ConditionModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,

@@ -1,5 +1,7 @@
 #include "examples/heat/heat_MaterialModel.h"
 
+#include "persist/adapters/cls_TypeAdapter.h"
+
 #include <string>
 
 namespace {
@@ -35,4 +37,13 @@ void heat_MaterialModel::DBWrite(cls_WriteVisitor const& visitor) const {
 
 heat_Material heat_MaterialModel::ToData() const {
   return {std::string(Name().View()), m_Conductivity, m_Thickness, m_HeatSource};
+}
+
+void heat_MaterialModel::Declare(cls_ClassRegistrar& registrar) {
+  registrar
+      .AddClassMD(
+          new cls_TypeAdapter<heat_MaterialModel>("heat_MaterialModel"_cow, 1, heat_ModelPart::TypeId()))
+      .AddAttribute(ConductivityField(), ATTR_DOUBLE, 1, COLLECTION_NONE)
+      .AddAttribute(ThicknessField(), ATTR_DOUBLE, 1, COLLECTION_NONE)
+      .AddAttribute(HeatSourceField(), ATTR_DOUBLE, 1, COLLECTION_NONE);
 }

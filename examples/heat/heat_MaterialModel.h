@@ -11,6 +11,7 @@ class heat_MaterialModel : public heat_ModelPart {
   explicit heat_MaterialModel(heat_Material const& material);
   explicit heat_MaterialModel(cls_ReadVisitor const& visitor);
   void DBWrite(cls_WriteVisitor const& visitor) const override;
+  static void Declare(cls_ClassRegistrar& registrar);
 
   heat_Material ToData() const;
 

@@ -1,5 +1,7 @@
 #include "examples/heat/heat_MeshModel.h"
 
+#include "persist/adapters/cls_TypeAdapter.h"
+
 #include "examples/heat/heat_ModelError.h"
 
 #include <string>
@@ -78,4 +80,12 @@ heat_MeshData heat_MeshModel::ToData() const {
     mesh.regions.push_back(m_Regions.ConstGet(i));
   }
   return mesh;
+}
+
+void heat_MeshModel::Declare(cls_ClassRegistrar& registrar) {
+  registrar.AddClassMD(new cls_TypeAdapter<heat_MeshModel>("heat_MeshModel"_cow, 1, heat_ModelPart::TypeId()))
+      .AddAttribute(CoordinatesField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
+      .AddAttribute(NodeTagsField(), ATTR_UINT, 1, COLLECTION_LIST_UINT)
+      .AddAttribute(ConnectivityField(), ATTR_INT, 1, COLLECTION_LIST_INT)
+      .AddAttribute(RegionsField(), ATTR_INT, 1, COLLECTION_LIST_INT);
 }

@@ -13,6 +13,7 @@ class heat_MeshModel : public heat_ModelPart {
   heat_MeshModel(cow_String name, heat_MeshData const& mesh);
   explicit heat_MeshModel(cls_ReadVisitor const& visitor);
   void DBWrite(cls_WriteVisitor const& visitor) const override;
+  static void Declare(cls_ClassRegistrar& registrar);
 
   // The mesh as plain data. Throws heat_ModelError when the stored lists do not fit together.
   heat_MeshData ToData() const;

@@ -1,5 +1,7 @@
 #include "examples/heat/heat_SolutionModel.h"
 
+#include "persist/adapters/cls_TypeAdapter.h"
+
 #include "examples/heat/heat_AnalysisModel.h"
 #include "store/sto_Shared.h"
 
@@ -52,4 +54,15 @@ void heat_SolutionModel::DBWrite(cls_WriteVisitor const& visitor) const {
 std::vector<double> heat_SolutionModel::Temperature() const {
   double const* const first = m_Temperature.ConstData();
   return {first, first + m_Temperature.Count()};
+}
+
+void heat_SolutionModel::Declare(cls_ClassRegistrar& registrar) {
+  registrar
+      .AddClassMD(
+          new cls_TypeAdapter<heat_SolutionModel>("heat_SolutionModel"_cow, 1, heat_ModelPart::TypeId()))
+      .AddAttribute(AnalysisField(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(MeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(TemperatureField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
+      .AddAttribute(ResidualField(), ATTR_DOUBLE, 1, COLLECTION_NONE)
+      .AddAttribute(SolveSecondsField(), ATTR_DOUBLE, 1, COLLECTION_NONE);
 }

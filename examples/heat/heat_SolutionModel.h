@@ -18,6 +18,7 @@ class heat_SolutionModel : public heat_ModelPart {
                      double solveSeconds);
   explicit heat_SolutionModel(cls_ReadVisitor const& visitor);
   void DBWrite(cls_WriteVisitor const& visitor) const override;
+  static void Declare(cls_ClassRegistrar& registrar);
 
   std::vector<double> Temperature() const;
   double Residual() const { return m_Residual; }

@@ -5,7 +5,9 @@
 // store.
 
 #include "errors/nex_Exception.h"
+#include "examples/heat/heat_AnalysisModel.h"
 #include "examples/heat/heat_Commands.h"
+#include "metadata/cls_MetadataRegistrar.h"
 #include "module/nex_initialize.h"
 #include "store/sto_Exception.h"
 
@@ -44,10 +46,14 @@ template <class Command> int Run(Command command) {
   }
 }
 
-// Brings the library up for as long as the program needs it.
+// Brings the library up for as long as the program needs it, and declares the program's classes.
 class Library {
  public:
-  Library() { nex_initialize(m_Count); }
+  Library() {
+    nex_initialize(m_Count);
+    omi_Singleton<cls_MetadataRegistrar>::Instance().initClassMetadata(&heat_AnalysisModel::DeclareClasses,
+                                                                       1);
+  }
   ~Library() { nex_finalize(m_Count); }
   Library(Library const&) = delete;
   Library& operator=(Library const&) = delete;

@@ -31,17 +31,38 @@ void CheckFormat(sto_SqliteConnection& connection) {
               connection.Path() + ": The store has format version " + std::to_string(version) +
                   "; this program reads up to version " + std::to_string(sto_Format::Version) + ".");
   constexpr char CountTables[] = "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND "
-                                 "name IN ('meta', 'class', 'name', 'root', 'object', 'block')";
-  if (version < 1 || connection.QueryInteger(CountTables) != 6)
+                                 "name IN ('meta', 'class', 'name', 'root', 'object', 'block', 'attribute')";
+  std::int64_t const tableCount = version == sto_Format::VersionWithoutAttributes ? 6 : 7;
+  if (version < 1 || connection.QueryInteger(CountTables) != tableCount)
     sto_Raise(sto_ErrorKind::Damaged, connection.Path() + ": The store's header or tables are damaged.");
+}
+
+std::int64_t SizeOf(sto_SqliteConnection& connection) {
+  return connection.QueryInteger("PRAGMA page_count") * connection.QueryInteger("PRAGMA page_size");
+}
+
+/// SQLite fills a last page that was cut short with zeros, and some zeros look like rows.
+void CheckSize(sto_SqliteConnection& connection) {
+  auto const expected = static_cast<std::uintmax_t>(SizeOf(connection));
+  std::error_code error;
+  std::uintmax_t const actual = std::filesystem::file_size(connection.Path(), error);
+  if (!error && actual < expected)
+    sto_Raise(sto_ErrorKind::Damaged, connection.Path() + ": The file is cut short: it has " +
+                                          std::to_string(actual) + " of " + std::to_string(expected) +
+                                          " bytes.");
+}
+
+void SetFormatVersion(sto_SqliteConnection& connection) {
+  connection.Execute(("PRAGMA user_version = " + std::to_string(sto_Format::Version)).c_str());
 }
 
 void MakeTables(sto_SqliteConnection& connection) {
   connection.Execute(("PRAGMA page_size = " + std::to_string(sto_SqliteSchema::PageBytes)).c_str());
   connection.Execute("BEGIN EXCLUSIVE");
   connection.Execute(("PRAGMA application_id = " + std::to_string(sto_SqliteSchema::ApplicationId)).c_str());
-  connection.Execute(("PRAGMA user_version = " + std::to_string(sto_Format::Version)).c_str());
+  SetFormatVersion(connection);
   connection.Execute(sto_SqliteSchema::Tables);
+  connection.Execute(sto_SqliteSchema::AttributeTable);
   connection.Execute("INSERT INTO meta VALUES('next_object_id', 1)");
   connection.Execute("COMMIT");
 }
@@ -97,6 +118,7 @@ std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool
   auto connection =
       std::make_unique<sto_SqliteConnection>(path, readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE);
   CheckFormat(*connection);
+  CheckSize(*connection);
   Configure(*connection);
   bool const cannotWrite = sqlite3_db_readonly(connection->Handle(), "main") != 0;
   if (cannotWrite && !readOnly) sto_Raise(sto_ErrorKind::ReadOnly, path + ": The file may not be written.");
@@ -119,22 +141,28 @@ sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connect
       m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
       m_GetMeta(*m_Connection, "SELECT value FROM meta WHERE key = ?"),
       m_SetMeta(*m_Connection, "REPLACE INTO meta(key, value) VALUES(?, ?)"),
-      m_AddClass(*m_Connection,
-                 "INSERT INTO class(class_id, version, name, base_class_id) VALUES(?, ?, ?, ?)"),
-      m_AddName(*m_Connection, "INSERT INTO name(id, text) VALUES(?, ?)") {}
+      m_WriteClass(*m_Connection,
+                   "REPLACE INTO class(class_id, version, name, base_class_id) VALUES(?, ?, ?, ?)"),
+      m_AddName(*m_Connection, "INSERT INTO name(id, text) VALUES(?, ?)"),
+      m_FormatVersion(m_Connection->QueryInteger("PRAGMA user_version")) {}
 
 void sto_SqliteDriver::Begin(bool forWriting) {
-  if (forWriting) {
-    m_Connection->Execute("BEGIN IMMEDIATE");
-    return;
-  }
-  m_Connection->Execute("BEGIN");
+  m_Connection->Execute(forWriting ? "BEGIN IMMEDIATE" : "BEGIN");
   try {
-    NextObjectId(); // a deferred transaction sees a fixed state only from its first read on
+    if (m_FormatVersion < sto_Format::Version) {
+      m_FormatVersion = m_Connection->QueryInteger("PRAGMA user_version");
+      if (forWriting && m_FormatVersion < sto_Format::Version) Upgrade();
+    }
+    if (!forWriting) NextObjectId(); // a deferred transaction sees a fixed state only from its first read on
   } catch (...) {
     Rollback();
     throw;
   }
+}
+
+void sto_SqliteDriver::Upgrade() {
+  m_Connection->Execute(sto_SqliteSchema::AttributeTable);
+  SetFormatVersion(*m_Connection);
 }
 
 void sto_SqliteDriver::Commit() {
@@ -193,19 +221,56 @@ std::vector<sto_ClassRow> sto_SqliteDriver::Classes() {
   sto_SqliteStatement::Use use(statement);
   std::vector<sto_ClassRow> rows;
   while (use.Step())
-    rows.push_back({static_cast<unsigned int>(use.Integer(0)), static_cast<int>(use.Integer(1)), use.Text(2),
-                    static_cast<unsigned int>(use.Integer(3))});
+    rows.push_back({static_cast<unsigned int>(use.Integer(0)),
+                    static_cast<int>(use.Integer(1)),
+                    use.Text(2),
+                    static_cast<unsigned int>(use.Integer(3)),
+                    {}});
+  if (HasAttributes())
+    for (sto_ClassRow& row : rows) row.m_Attributes = Attributes(row.m_ClassId, row.m_Version);
   return rows;
 }
 
-void sto_SqliteDriver::AddClass(sto_ClassRow const& row) {
+bool sto_SqliteDriver::HasAttributes() {
+  // The open transaction may have upgraded the store, or another session before it.
+  return m_FormatVersion == sto_Format::Version ||
+         m_Connection->QueryInteger("PRAGMA user_version") == sto_Format::Version;
+}
+
+std::vector<sto_AttributeRow> sto_SqliteDriver::Attributes(unsigned int classId, int version) {
+  sto_SqliteStatement statement(*m_Connection,
+                                "SELECT name, field_id, type, type_arg, collection_type FROM attribute "
+                                "WHERE class_id = ? AND version = ? ORDER BY name");
+  sto_SqliteStatement::Use use(statement);
+  use.Bind(1, std::int64_t{classId}).Bind(2, std::int64_t{version});
+  std::vector<sto_AttributeRow> rows;
+  while (use.Step())
+    rows.push_back({use.Text(0), static_cast<int>(use.Integer(1)), static_cast<int>(use.Integer(2)),
+                    static_cast<unsigned int>(use.Integer(3)), static_cast<int>(use.Integer(4))});
+  return rows;
+}
+
+void sto_SqliteDriver::WriteClass(sto_ClassRow const& row) {
   CheckTransaction();
-  sto_SqliteStatement::Use(m_AddClass)
+  sto_SqliteStatement::Use(m_WriteClass)
       .Bind(1, std::int64_t{row.m_ClassId})
       .Bind(2, std::int64_t{row.m_Version})
       .Bind(3, std::string_view(row.m_Name))
       .Bind(4, std::int64_t{row.m_BaseClassId})
       .Step();
+  sto_SqliteStatement statement(*m_Connection,
+                                "REPLACE INTO attribute(class_id, version, name, field_id, type, type_arg, "
+                                "collection_type) VALUES(?, ?, ?, ?, ?, ?, ?)");
+  for (sto_AttributeRow const& attribute : row.m_Attributes)
+    sto_SqliteStatement::Use(statement)
+        .Bind(1, std::int64_t{row.m_ClassId})
+        .Bind(2, std::int64_t{row.m_Version})
+        .Bind(3, std::string_view(attribute.m_Name))
+        .Bind(4, std::int64_t{attribute.m_FieldId})
+        .Bind(5, std::int64_t{attribute.m_Type})
+        .Bind(6, std::int64_t{attribute.m_TypeArg})
+        .Bind(7, std::int64_t{attribute.m_CollectionType})
+        .Step();
 }
 
 std::vector<sto_NameRow> sto_SqliteDriver::Names() {
@@ -296,5 +361,5 @@ std::vector<std::string> sto_SqliteDriver::Roots() {
 }
 
 std::int64_t sto_SqliteDriver::SizeBytes() {
-  return m_Connection->QueryInteger("PRAGMA page_count") * m_Connection->QueryInteger("PRAGMA page_size");
+  return SizeOf(*m_Connection);
 }

@@ -18,6 +18,7 @@ class sto_SqliteDriver : public sto_Driver {
   static std::unique_ptr<sto_Driver> Create(std::string const& path);
 
   /// The store in an existing file. NotFound: no file, or no store in it. NewerFormat, Unavailable.
+  /// An older format is read as it is; the first write transaction brings the store to the present format.
   static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly);
 
   [[nodiscard]] bool IsReadOnly() const noexcept override { return m_IsReadOnly; }
@@ -32,7 +33,7 @@ class sto_SqliteDriver : public sto_Driver {
   std::int64_t NextObjectId() override;
   void SetNextObjectId(std::int64_t id) override;
   std::vector<sto_ClassRow> Classes() override;
-  void AddClass(sto_ClassRow const& row) override;
+  void WriteClass(sto_ClassRow const& row) override;
   std::vector<sto_NameRow> Names() override;
   void AddName(sto_NameRow const& row) override;
   bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) override;
@@ -53,6 +54,13 @@ class sto_SqliteDriver : public sto_Driver {
   /// Every write asks first: outside a transaction SQLite would make each durable on its own.
   void CheckTransaction() const;
 
+  /// Whether the store, as the open transaction sees it, describes attributes.
+  [[nodiscard]] bool HasAttributes();
+  [[nodiscard]] std::vector<sto_AttributeRow> Attributes(unsigned int classId, int version);
+
+  /// Makes a store of an older format one of the present format, in the open write transaction.
+  void Upgrade();
+
   sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connection, bool readOnly);
 
   std::unique_ptr<sto_SqliteConnection> m_Connection;
@@ -60,5 +68,6 @@ class sto_SqliteDriver : public sto_Driver {
   sto_SqliteStatement m_ReadObject, m_HasObject, m_GreatestId, m_WriteObject;
   sto_SqliteStatement m_ReadBlock, m_HasBlock, m_WriteBlock, m_DeleteBlocks;
   sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
-  sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_AddClass, m_AddName;
+  sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
+  std::int64_t m_FormatVersion;
 };

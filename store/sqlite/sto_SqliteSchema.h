@@ -11,6 +11,19 @@ inline constexpr std::int64_t ApplicationId = 0x4B564C53;
 /// Large enough that a block of numbers takes two pages instead of five.
 inline constexpr int PageBytes = 16384;
 
+/// What format 2 added.
+inline constexpr char AttributeTable[] = R"(
+CREATE TABLE attribute(
+  class_id INTEGER NOT NULL,
+  version INTEGER NOT NULL,
+  name TEXT NOT NULL,
+  field_id INTEGER NOT NULL,
+  type INTEGER NOT NULL,
+  type_arg INTEGER NOT NULL,
+  collection_type INTEGER NOT NULL,
+  PRIMARY KEY(class_id, version, name)) WITHOUT ROWID;
+)";
+
 inline constexpr char Tables[] = R"(
 CREATE TABLE meta(key TEXT PRIMARY KEY, value) WITHOUT ROWID;
 CREATE TABLE class(

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <memory>
+#include <string>
 #include <utility>
 
-#include "metadata/cls_RegistrarHook.h"
+#include "metadata/cls_ClassRegistrar.h"
+#include "persist/adapters/cls_TypeAdapter.h"
 #include "store/sto_Store.h"
 
 // Persisted classes of the store's tests.
@@ -113,11 +116,68 @@ class Top : public Middle {
   cls_Uid m_TopUid;
 };
 
-inline constexpr cls_ClassDeclaration TestClasses[] = {
-    {"Scripted", Scripted::TypeId(), 1, 1},      {"Node", Node::TypeId(), 1, 1},
-    {"Bottom", Bottom::TypeId(), 4, 1},          {"Middle", Middle::TypeId(), 7, Bottom::TypeId()},
-    {"Top", Top::TypeId(), 2, Middle::TypeId()},
-};
+// The declarations say nothing about how objects are built, because some tests ask for them as other C++
+// classes.
+
+inline void DeclareNode(cls_ClassRegistrar& registrar, int version = 1) {
+  registrar.CreateClassMD("Node"_cow, Node::TypeId(), version, nullptr, 1)
+      .AddAttribute(cls_FieldHandle(0, "m_Value"_cow), ATTR_INT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(1, "m_Left"_cow), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(2, "m_Right"_cow), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(3, "m_Back"_cow), ATTR_OBJECT, 1, COLLECTION_NONE);
+}
+
+/// A type of the host's, which takes every value.
+inline constexpr auto AnyType = static_cast<cls_AttributeType>(9000);
+
+/// Declares Bottom, Middle and Top in these versions, with what tests write besides into the lower two.
+inline void DeclareLevels(cls_ClassRegistrar& registrar, int bottom, int middle, int top) {
+  cls_FieldHandle const value(0, "m_Value"_cow);
+  registrar.CreateClassMD("Bottom"_cow, Bottom::TypeId(), bottom, nullptr, 1)
+      .AddAttribute(value, ATTR_INT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle("m_Late"_cow), ATTR_INT, 1, COLLECTION_NONE);
+  registrar.CreateClassMD("Middle"_cow, Middle::TypeId(), middle, nullptr, Bottom::TypeId())
+      .AddAttribute(value, ATTR_STRING, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle("m_Text"_cow), ATTR_STRING, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle("m_List"_cow), ATTR_INT, 1, COLLECTION_LIST_INT)
+      .AddAttribute(cls_FieldHandle("m_Node"_cow), ATTR_OBJECT, 1, COLLECTION_NONE);
+  registrar.CreateClassMD("Top"_cow, Top::TypeId(), top, nullptr, Middle::TypeId())
+      .AddAttribute(value, ATTR_DOUBLE, 1, COLLECTION_NONE);
+}
+
+/// Declares Scripted, over Bottom, with attributes of every name that the tests use: lists of int under the
+/// names of lists, values of any type under the others. Their numbers cover the fields without name.
+inline void DeclareScripted(cls_ClassRegistrar& registrar) {
+  cls_ClassMetadata& scripted =
+      registrar.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, Bottom::TypeId());
+  auto const declare = [&](int number, std::string const& name, cls_CollectionType collection) {
+    scripted.AddAttribute(cls_FieldHandle(number, cow_String(name)), AnyType, 1, collection);
+  };
+  int number = 0;
+  for (char const* const name :
+       {"After",  "Back",      "Bad",      "Before", "Bytes", "Char",      "Child", "Double", "Field",
+        "Float",  "Good",      "Greatest", "Held",   "Int",   "Label",     "Late",  "Least",  "Left",
+        "Length", "ListLabel", "Long",     "Minus",  "Name",  "Named",     "New",   "Newer",  "Newest",
+        "Node",   "None",      "Number",   "One",    "Other", "Reference", "Right", "Text",   "Two",
+        "UInt",   "Unsaved",   "Value",    "Within", "Link0", "Link1",     "Link2", "Link3",  "Unknown"})
+    declare(number++, std::string("m_") + name, COLLECTION_NONE);
+  for (int i = 0; i < 300; ++i) declare(i, "m_" + std::to_string(i), COLLECTION_NONE);
+  for (int const extreme : {-1, std::numeric_limits<int>::max()})
+    declare(extreme, "m_Extreme" + std::to_string(extreme), COLLECTION_NONE);
+  for (char const* const name : {"m_List", "m_First", "m_Second"}) declare(-2, name, COLLECTION_LIST_INT);
+}
+
+/// The classes of the tests: each in the version that the tests write.
+inline cls_ClassRegistrar const& TestClasses() {
+  static cls_ClassRegistrar const& registrar = [&]() -> cls_ClassRegistrar const& {
+    static cls_ClassRegistrar classes;
+    DeclareScripted(classes);
+    DeclareNode(classes);
+    DeclareLevels(classes, 4, 7, 2);
+    return classes;
+  }();
+  return registrar;
+}
 
 /// Saves an object with the fields that `write` writes.
 inline void SaveFields(sto_Store& store, Scripted::WriteFields write, std::string_view root = "root") {

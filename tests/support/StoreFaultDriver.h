@@ -61,9 +61,9 @@ class StoreFaultDriver : public sto_Driver {
     Step("Classes");
     return m_Real->Classes();
   }
-  void AddClass(sto_ClassRow const& row) override {
-    Step("AddClass");
-    m_Real->AddClass(row);
+  void WriteClass(sto_ClassRow const& row) override {
+    Step("WriteClass");
+    m_Real->WriteClass(row);
   }
   std::vector<sto_NameRow> Names() override {
     Step("Names");

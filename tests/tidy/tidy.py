@@ -49,7 +49,7 @@ PLATFORM = {
     "thr": {"mem", "omni"},
     "cow": {"mem"},
     "typ": {"mem", "cow"},
-    "atr": {"mem", "cow"},
+    "atr": {"mem", "omni", "cow"},
 }
 TESTS = "tests"
 SUPPORT = "tests/support"

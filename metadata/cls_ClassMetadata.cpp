@@ -1,0 +1,63 @@
+#include "metadata/cls_ClassMetadata.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "persist/cls_FieldHandle.h"
+#include "persist/cls_ReadVisitor.h"
+#include "platform/omni/omi_BtreeIterator.h"
+
+cls_ClassMetadata::cls_ClassMetadata(cow_String const& name, unsigned int classId, int version, CtorFn ctor,
+                                     unsigned int baseClassId)
+    : m_Name(name), m_ClassId(classId), m_BaseClassId(baseClassId), m_CtorFn(ctor), m_Version(version) {
+  if (m_ClassId != m_BaseClassId) return;
+  // The misspelling is part of the text. Each line is a write of its own.
+  std::fprintf(stderr, "ODB metadat for class: %s\n", m_Name.CharsOrEmpty());
+  std::fprintf(stderr, "  Is incorrectly defined.  The base class ID is\n");
+  std::fprintf(stderr, "  the same as the class ID.  Please correct this.\n");
+  std::abort();
+}
+
+cls_ClassMetadata::~cls_ClassMetadata() = default;
+
+void cls_ClassMetadata::DBWrite(void const*, cls_WriteVisitor const&) const {}
+
+void cls_ClassMetadata::Delete(void*) const {}
+
+void cls_ClassMetadata::DeleteCow(cow_COW<int, cow_Direct<int>>* data) const {
+  if (m_DtorFn != nullptr) m_DtorFn(data);
+}
+
+void* cls_ClassMetadata::Ctor(cls_ReadVisitor const& reader) const {
+  // The functions take a reader that is not const, although they only read.
+  return m_CtorFn == nullptr ? nullptr : m_CtorFn(const_cast<cls_ReadVisitor&>(reader));
+}
+
+cls_ClassMetadata& cls_ClassMetadata::AddAttribute(cls_FieldHandle const& field, cls_AttributeType type,
+                                                   unsigned int typeArg, cls_CollectionType collection) {
+  m_Attributes.Insert(field.Name(), {field.FieldId(), field.Name(), type, typeArg, collection});
+  return *this;
+}
+
+cls_ClassMetadata& cls_ClassMetadata::AddDtor(DtorFn dtor) {
+  m_DtorFn = dtor;
+  return *this;
+}
+
+cls_ClassMetadata& cls_ClassMetadata::AddTableExtentQuantum(int quantum) {
+  m_TableExtentQuantum = quantum;
+  return *this;
+}
+
+int cls_ClassMetadata::MaxFieldID() const {
+  int greatest = -1;
+  for (omi_BtreeIterator i(m_Attributes); !i.IsDone(); i.Next())
+    greatest = std::max(greatest, i.Value().m_FieldId);
+  return greatest;
+}
+
+cls_AttributeMetadata const* cls_ClassMetadata::FindAttribute(cow_String const& name) const noexcept {
+  Attributes::Node const* const node = m_Attributes.ConstFind(name);
+  return node == nullptr ? nullptr : &node->Value();
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "metadata/cls_AttributeMetadata.h"
+#include "platform/atr/atr_KeyOrder.h"
+#include "platform/cow/cow_COW.h"
+#include "platform/kvl_Export.h"
+#include "platform/omni/omi_Btree.h"
+
+class cls_FieldHandle;
+class cls_ReadVisitor;
+class cls_WriteVisitor;
+
+/// What the library knows about one version of one persisted class: its name and IDs, how to build an object
+/// of it from storage, how to delete its data, and its attributes.
+///
+/// Made by a registration function and handed to a cls_ClassRegistrar; cls_TypeAdapter<T> is the one for a
+/// C++ class. The setters return the object itself, so that a registration is one chain:
+///
+///     registrar.AddClassMD(new cls_TypeAdapter<Bolt>("Bolt"_cow, 1, 1))
+///         .AddAttribute(cls_FieldHandle(0, "m_Length"_cow), ATTR_DOUBLE, 1, COLLECTION_NONE);
+///
+/// Invariants: 1. The base class ID differs from the class ID. 2. An attribute name occurs once; the first
+/// declaration stays.
+///
+/// The order of the virtual operations is frozen. Thread rule: filled during single-threaded start-up, then
+/// only read, by any number of threads.
+class KVL_EXPORT cls_ClassMetadata {
+ public:
+  /// Builds an object from a reader; the caller owns it.
+  using CtorFn = void* (*)(cls_ReadVisitor& reader);
+  /// Deletes the copy-on-write data of an object.
+  using DtorFn = void (*)(cow_COW<int, cow_Direct<int>>* data);
+  using Attributes = omi_Btree<cow_String, cls_AttributeMetadata>;
+
+  /// The class ID that stands for "no base class": the root of every hierarchy.
+  static constexpr unsigned int RootClassId = 1;
+
+  /// Describes a class without attributes, deletion function, and with a table extent quantum of 4. `ctor`
+  /// may be null. A base class ID equal to the class ID ends the process: the walk up the base classes would
+  /// not end.
+  cls_ClassMetadata(cow_String const& name, unsigned int classId, int version, CtorFn ctor,
+                    unsigned int baseClassId);
+  cls_ClassMetadata(cls_ClassMetadata const&) = delete;
+  cls_ClassMetadata& operator=(cls_ClassMetadata const&) = delete;
+
+  virtual ~cls_ClassMetadata();
+
+  /// Writes an object of the class. Does nothing here; type adapters write.
+  virtual void DBWrite(void const* object, cls_WriteVisitor const& writer) const;
+
+  /// Deletes an object of the class. Does nothing here; type adapters delete.
+  virtual void Delete(void* object) const;
+
+  /// Calls the deletion function with `data`; does nothing when there is none.
+  virtual void DeleteCow(cow_COW<int, cow_Direct<int>>* data) const;
+
+  /// Builds an object with the constructor function, null when there is none. The caller owns it.
+  virtual void* Ctor(cls_ReadVisitor const& reader) const;
+
+  /// Declares an attribute under the handle's number and name. A name that is declared already stays as it
+  /// was, without a word. `typeArg` is kept and not looked at.
+  cls_ClassMetadata& AddAttribute(cls_FieldHandle const& field, cls_AttributeType type, unsigned int typeArg,
+                                  cls_CollectionType collection);
+
+  /// Sets the deletion function, in the place of an earlier one.
+  cls_ClassMetadata& AddDtor(DtorFn dtor);
+
+  /// Sets the table extent quantum, unchecked; nothing in this library reads it.
+  cls_ClassMetadata& AddTableExtentQuantum(int quantum);
+
+  /// The greatest field number of all attributes, -1 when there are none.
+  [[nodiscard]] int MaxFieldID() const;
+
+  [[nodiscard]] cow_String const& Name() const noexcept { return m_Name; }
+  [[nodiscard]] unsigned int ClassId() const noexcept { return m_ClassId; }
+  /// RootClassId for none.
+  [[nodiscard]] unsigned int BaseClassId() const noexcept { return m_BaseClassId; }
+  [[nodiscard]] int Version() const noexcept { return m_Version; }
+  [[nodiscard]] int TableExtentQuantum() const noexcept { return m_TableExtentQuantum; }
+  [[nodiscard]] bool HasCtor() const noexcept { return m_CtorFn != nullptr; }
+  [[nodiscard]] bool HasDtor() const noexcept { return m_DtorFn != nullptr; }
+
+  /// The attributes, ascending by name.
+  [[nodiscard]] Attributes const& GetAttributes() const noexcept { return m_Attributes; }
+  /// The attribute of a name, null when none is declared.
+  [[nodiscard]] cls_AttributeMetadata const* FindAttribute(cow_String const& name) const noexcept;
+
+ private:
+  cow_String m_Name;
+  unsigned int m_ClassId;
+  unsigned int m_BaseClassId;
+  CtorFn m_CtorFn;
+  DtorFn m_DtorFn = nullptr;
+  int m_TableExtentQuantum = 4;
+  int m_Version;
+  Attributes m_Attributes;
+};
+
+/// How class metadata is shared: the last holder deletes it.
+using cls_ClassMetadataHld = cow_CountedHld<cls_ClassMetadata>;

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "metadata/cls_ClassMetadata.h"
+#include "metadata/containers/cls_CIDVersion.h"
+#include "platform/cow/cow_1DArray.h"
+#include "platform/cow/cow_Btree.h"
+#include "platform/kvl_Export.h"
+#include "platform/omni/omi_Btree.h"
+
+/// A registry of class metadata: the newest version of a class, an exact version, the ID of a class name, and
+/// who derives from whom. Filled by registration functions at start-up (see cls_MetadataRegistrar), read by
+/// whoever builds or deletes persisted objects.
+///
+/// A version query answers -1 for "no such version"; versions are not negative.
+///
+/// Invariants: 1. The first registration of a (class ID, version) stays; a later one is discarded. 2. The
+/// newest-version index holds the greatest version of each class. 3. Nothing is ever unregistered.
+///
+/// Checks: three process-wide hooks run at the start of the look-ups that must succeed. nex_initialize
+/// installs ones that raise nex_TextException. Without them, a look-up of an unknown class or version ends
+/// the process, and an unknown name gives class ID 0.
+///
+/// Thread rule: filled by one thread before others read; no lock. Look-ups write nothing and,
+/// but for the two version queries that walk the registry, allocate nothing.
+class KVL_EXPORT cls_ClassRegistrar {
+ public:
+  using ConstGetCheck = void (*)(cls_ClassRegistrar const&, unsigned int const& classId);
+  using GetClassMetadataCheck = void (*)(cls_ClassRegistrar const&, unsigned int const& classId, int version);
+  using GetClassIDCheck = void (*)(cls_ClassRegistrar const&, cow_String const& name);
+
+  cls_ClassRegistrar() = default;
+  cls_ClassRegistrar(cls_ClassRegistrar const&) = delete;
+  cls_ClassRegistrar& operator=(cls_ClassRegistrar const&) = delete;
+
+  /// Makes and registers the metadata of a class; see cls_ClassMetadata's constructor. Returns what the
+  /// registry keeps for (classId, version): what was there already, if anything was.
+  cls_ClassMetadata& CreateClassMD(cow_String const& name, unsigned int classId, int version,
+                                   cls_ClassMetadata::CtorFn ctor, unsigned int baseClassId);
+
+  /// Registers metadata that the caller made, and takes ownership. Otherwise as CreateClassMD: when its
+  /// (class ID, version) is registered already, `metadata` is deleted and the registered one returned. A
+  /// duplicate is told on the standard error stream when the environment has KORVEL_SITE.
+  cls_ClassMetadata& AddClassMD(cls_ClassMetadata* metadata);
+
+  [[nodiscard]] bool ClassIsPresent(unsigned int const& classId) const;
+  [[nodiscard]] bool ClassVersionIsPresent(unsigned int classId, int version) const;
+  [[nodiscard]] bool ClassNameIsPresent(cow_String const& name) const;
+
+  /// The newest version of a class. Checked.
+  [[nodiscard]] cls_ClassMetadata const& ConstGet(unsigned int const& classId) const;
+
+  /// Exactly this version of a class; the version queries below choose one. Checked.
+  [[nodiscard]] cls_ClassMetadata const& GetClassMetadata(unsigned int classId, int version) const;
+
+  /// The class ID of a name: the one that was registered under it first. A class is known by the name of its
+  /// first registration only. Checked.
+  [[nodiscard]] unsigned int GetClassID(cow_String const& name) const;
+
+  /// The greatest registered version of a class. Checked.
+  [[nodiscard]] int GetLastClassVersionNumber(unsigned int const& classId) const;
+
+  /// The smallest registered version that is not less than `version`, or -1. Walks the whole registry.
+  [[nodiscard]] int GetFirstClassVersionNumberGREQ(unsigned int const& classId, int version) const;
+
+  /// The greatest registered version that is less than `version`, or -1. Walks the whole registry.
+  [[nodiscard]] int GetPreviousClassVersionNumber(unsigned int const& classId, int version) const;
+
+  /// Whether `derived` is `base` or derives from it, by the newest version of each class on the way; an
+  /// unregistered class derives from nothing but itself. Classes must not derive from each other in a circle.
+  [[nodiscard]] bool InheritanceCheck(unsigned int const& derived, unsigned int const& base) const;
+
+  /// Makes a name that is unknown stand for a class ID. It removes nothing, whatever its name says. Meant.
+  void DeleteClass(cow_String const& name, unsigned int classId);
+
+  /// Deletes an object's copy-on-write data with the deletion function of its class, or of the nearest base
+  /// class that has one. False when none has. Checked at each class on the way.
+  bool DeleteCow(unsigned int classId, cow_COW<int, cow_Direct<int>>* data) const;
+
+  /// The newest version of every class, ascending by class ID. Shares the metadata.
+  [[nodiscard]] cow_1DArray<cls_ClassMetadataHld> GetMDList();
+
+  /// Every version of every class, descending by class ID and then by version. Shares the metadata.
+  [[nodiscard]] cow_1DArray<cls_ClassMetadataHld> GetHistoryMDList();
+
+  /// Install a check for the whole process, in the place of an earlier one; null for none.
+  /// Thread rule: during single-threaded start-up.
+  static void SetConstGetCheck(ConstGetCheck check) noexcept;
+  static void SetGetClassMetadataCheck(GetClassMetadataCheck check) noexcept;
+  static void SetGetClassIDCheck(GetClassIDCheck check) noexcept;
+
+ private:
+  using ById = omi_Btree<unsigned int, cls_ClassMetadataHld>;
+  using ByIdVersion = omi_Btree<cls_CIDVersion, cls_ClassMetadataHld>;
+
+  /// Changes nothing when memory runs out.
+  cls_ClassMetadata& Register(cls_ClassMetadataHld const& fresh);
+  void RegisterNewest(cls_ClassMetadataHld const& fresh);
+
+  ById m_ById;
+  ByIdVersion m_ByIdVersion;
+  cow_Btree<cow_String, unsigned int> m_IdByName;
+};

@@ -1,0 +1,37 @@
+#include "metadata/cls_MetadataRegistrar.h"
+
+namespace {
+
+constexpr unsigned int Bit1 = 1;
+constexpr unsigned int Bit2 = 2;
+constexpr unsigned int Bit4 = 4;
+
+/// Runs the functions that are there now; they may declare more.
+void Replay(cow_1DArrayList<cls_MetadataRegistrar::InitFn> const& functions, cls_ClassRegistrar& registrar) {
+  int const count = functions.Count();
+  for (int i = 0; i < count; ++i) functions.ConstGet(i)(registrar);
+}
+
+} // namespace
+
+template class omi_Singleton<cls_MetadataRegistrar>;
+
+cls_MetadataRegistrar::cls_MetadataRegistrar() = default;
+cls_MetadataRegistrar::~cls_MetadataRegistrar() = default;
+
+void cls_MetadataRegistrar::initClassMetadata(InitFn fn, unsigned int mask) {
+  if ((mask & Bit1) != 0) {
+    m_InitFns1.Append(fn);
+    fn(m_Registrar1);
+  }
+  if ((mask & Bit2) != 0) fn(m_Registrar2); // never kept: meant
+  if ((mask & Bit4) != 0) {
+    m_InitFns4.Append(fn);
+    fn(m_Registrar4);
+  }
+}
+
+void cls_MetadataRegistrar::initMetadata(cls_ClassRegistrar* registrar, unsigned int mask) const {
+  if ((mask & Bit1) != 0) Replay(m_InitFns1, *registrar);
+  if ((mask & Bit4) != 0) Replay(m_InitFns4, *registrar);
+}

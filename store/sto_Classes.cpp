@@ -1,0 +1,101 @@
+#include "store/sto_Classes.h"
+
+#include <string>
+
+#include "errors/nex_ClassMetadata.h"
+#include "persist/adapters/cls_TypeAdapter.h"
+#include "platform/omni/omi_BtreeIterator.h"
+#include "store/sto_Exception.h"
+#include "wrappers/cls_xpString.h"
+#include "wrappers/cls_xpTrString.h"
+
+namespace {
+
+constexpr unsigned int NoBase = cls_ClassMetadata::RootClassId;
+constexpr int LibraryVersion = 800;
+
+/// Classes that stand in records but in no registrar: what the value wrappers are stored as.
+void DeclareCollections(cls_ClassRegistrar& registrar) {
+  registrar.CreateClassMD("cls_InternalList"_cow, cls_InternalListTypeId, LibraryVersion, nullptr, NoBase);
+  registrar.CreateClassMD("cls_InternalMap"_cow, cls_InternalMapTypeId, LibraryVersion, nullptr, NoBase);
+  registrar.CreateClassMD("cls_Blob"_cow, cls_BlobTypeId, LibraryVersion, nullptr, NoBase);
+}
+
+/// The start-up registers the string wrappers without attributes; a store describes what it writes.
+void DeclareStrings(cls_ClassRegistrar& registrar) {
+  registrar.AddClassMD(new cls_TypeAdapter<cls_xpString>("cow_String"_cow, LibraryVersion, NoBase))
+      .AddAttribute(cls_FieldHandle("STRING"_cow), ATTR_STRING, 1, COLLECTION_NONE);
+  registrar.AddClassMD(new cls_TypeAdapter<cls_xpTrString>("atr_String"_cow, LibraryVersion, NoBase))
+      .AddAttribute(cls_FieldHandle("TRSTRING"_cow), ATTR_TRSTRING, 1, COLLECTION_NONE);
+}
+
+void DeclareOwnException(cls_ClassRegistrar& registrar) {
+  registrar.AddClassMD(new cls_TypeAdapter<sto_Exception>("sto_Exception"_cow, 1, nex_Exception::TypeId()))
+      .AddAttribute(cls_FieldHandle(0, "m_Kind"_cow), ATTR_INT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(1, "m_Value"_cow), ATTR_TRSTRING, 1, COLLECTION_NONE);
+}
+
+std::string NameOf(cls_ClassMetadata const& metadata) {
+  return std::string(metadata.Name().View());
+}
+
+} // namespace
+
+sto_Classes::sto_Classes(cls_ClassRegistrar const& program) : m_Program(program) {
+  DeclareCollections(m_Library);
+  DeclareStrings(m_Library);
+  DeclareOwnException(m_Library);
+  for (cls_MetadataRegistrar::InitFn const declare : nex_ClassMetadata::InOrder()) declare(m_Library);
+
+  cow_1DArray<cls_ClassMetadataHld> const own = m_Library.GetMDList();
+  for (int i = 0; i < own.Length(); ++i) {
+    cls_ClassMetadata const& library = *own.ConstGet(i).Ptr();
+    if (!program.ClassIsPresent(library.ClassId())) continue;
+    cls_ClassMetadata const& other = program.ConstGet(library.ClassId());
+    if (other.Name() != library.Name())
+      sto_Raise(sto_ErrorKind::Misuse,
+                "Class " + NameOf(other) + " of the program has the class ID of " + NameOf(library) + ".");
+  }
+}
+
+cls_ClassRegistrar const& sto_Classes::RegistrarOf(unsigned int classId) const {
+  return m_Library.ClassIsPresent(classId) ? m_Library : m_Program;
+}
+
+cls_ClassMetadata const* sto_Classes::Newest(unsigned int classId) const {
+  cls_ClassRegistrar const& registrar = RegistrarOf(classId);
+  return registrar.ClassIsPresent(classId) ? &registrar.ConstGet(classId) : nullptr;
+}
+
+cls_ClassMetadata const* sto_Classes::ForVersion(unsigned int classId, int version) const {
+  std::uint64_t const key = std::uint64_t{classId} << 32 | static_cast<std::uint32_t>(version);
+  if (auto const known = m_ByVersion.find(key); known != m_ByVersion.end()) return known->second;
+  cls_ClassMetadata const* const found = FindVersion(classId, version);
+  if (found != nullptr) m_ByVersion.emplace(key, found);
+  return found;
+}
+
+cls_ClassMetadata const* sto_Classes::FindVersion(unsigned int classId, int version) const {
+  cls_ClassRegistrar const& registrar = RegistrarOf(classId);
+  if (registrar.ClassVersionIsPresent(classId, version)) return &registrar.GetClassMetadata(classId, version);
+  int const above = registrar.GetFirstClassVersionNumberGREQ(classId, version);
+  return above == -1 ? nullptr : &registrar.GetClassMetadata(classId, above);
+}
+
+std::vector<int> sto_Classes::Versions(unsigned int classId) const {
+  std::vector<int> versions;
+  cls_ClassRegistrar const& registrar = RegistrarOf(classId);
+  if (!registrar.ClassIsPresent(classId)) return versions;
+  for (int version = registrar.GetLastClassVersionNumber(classId); version != -1;
+       version = registrar.GetPreviousClassVersionNumber(classId, version))
+    versions.insert(versions.begin(), version);
+  return versions;
+}
+
+bool sto_Classes::DerivesFrom(unsigned int derived, unsigned int base) const {
+  if (m_Program.InheritanceCheck(derived, base)) return true;
+  for (cls_ClassMetadata const* metadata = Newest(derived); metadata != nullptr;
+       metadata = Newest(metadata->BaseClassId()))
+    if (metadata->BaseClassId() == base) return true;
+  return derived == base;
+}

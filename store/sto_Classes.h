@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#include "metadata/cls_ClassRegistrar.h"
+
+/// The classes that a session knows: the program's registrar, and the module's own declarations of the
+/// library's classes, which hold wherever both have one. Internal to the module.
+/// Thread rule: the thread of the session.
+class sto_Classes {
+ public:
+  /// `program` must outlive the object and be complete. Misuse when it has one of the library's class IDs
+  /// under another name.
+  explicit sto_Classes(cls_ClassRegistrar const& program);
+
+  /// The newest version of a class, null for an unknown class.
+  [[nodiscard]] cls_ClassMetadata const* Newest(unsigned int classId) const;
+
+  /// What reads a stored version: its own metadata, or that of the next registered version above it; null
+  /// when there is none.
+  [[nodiscard]] cls_ClassMetadata const* ForVersion(unsigned int classId, int version) const;
+
+  /// The registered versions of a class, ascending.
+  [[nodiscard]] std::vector<int> Versions(unsigned int classId) const;
+
+  /// Whether a class is another, or derives from it. The way may lead from the program's classes to the
+  /// library's.
+  [[nodiscard]] bool DerivesFrom(unsigned int derived, unsigned int base) const;
+
+ private:
+  [[nodiscard]] cls_ClassRegistrar const& RegistrarOf(unsigned int classId) const;
+  [[nodiscard]] cls_ClassMetadata const* FindVersion(unsigned int classId, int version) const;
+
+  cls_ClassRegistrar const& m_Program;
+  cls_ClassRegistrar m_Library;
+  mutable std::unordered_map<std::uint64_t, cls_ClassMetadata const*> m_ByVersion; // found before
+};

@@ -1,0 +1,9 @@
+#include "wrappers/cls_xpString.h"
+
+cls_xpString::cls_xpString(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
+  m_Text = visitor.Read(cls_FieldHandle("STRING"_cow), ""_cow); // the identity comes first: meant
+}
+
+void cls_xpString::DBWrite(cls_WriteVisitor const& visitor) const {
+  visitor.Write(cls_FieldHandle("STRING"_cow), cow_String(m_Text.View()));
+}
