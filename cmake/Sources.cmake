@@ -180,6 +180,7 @@ set(KVL_WRAPPERS_TEST_SOURCES
 
 set(KVL_STORE_TEST_SOURCES
   store/sto_BaseParts_test.cpp
+  store/sto_Building_test.cpp
   store/sto_Damage_test.cpp
   store/sto_Exception_test.cpp
   store/sto_Golden_test.cpp
@@ -187,6 +188,7 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Identity_test.cpp
   store/sto_Kill_test.cpp
   store/sto_Lists_test.cpp
+  store/sto_Metadata_test.cpp
   store/sto_Model_test.cpp
   store/sto_Refusal_test.cpp
   store/sto_Sessions_test.cpp

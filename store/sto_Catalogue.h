@@ -20,6 +20,8 @@ class sto_Catalogue {
 
   [[nodiscard]] sto_Classes const& Classes() const noexcept { return m_Classes; }
 
+  /// Reads the store's classes and names, unless that was done and nothing has changed since.
+  void Load(sto_Driver& driver);
   /// Forgets what was read from the store: it may have changed.
   void Forget() noexcept;
 
@@ -44,7 +46,6 @@ class sto_Catalogue {
     }
   };
 
-  void Load(sto_Driver& driver);
   /// Makes sure that the store describes a class.
   void Record(sto_Driver& driver, cls_ClassMetadata const& metadata);
 

@@ -110,6 +110,87 @@ TEST_F(StoreGolden, ObjectWithABasePartAndAListInAField) {
   EXPECT_EQ(SqlFile(Path()).Integer("SELECT value FROM meta WHERE key = 'next_object_id'"), 4);
 }
 
+/// A bolt as a store of format 1 has it.
+class OldBolt {
+ public:
+  static constexpr unsigned int TypeId() noexcept { return GoldenBolt::TypeId(); }
+  explicit OldBolt(cls_ReadVisitor const& visitor)
+      : m_Name(cls_ReadVisitor(visitor).Read(cls_FieldHandle(0, "m_Name"_cow), ""_cow)),
+        m_Length(visitor.Read(cls_FieldHandle(0, "m_Length"_cow), 0.0)),
+        m_Holes(cls_ReadVisitor(visitor, cls_FieldHandle(1, "m_Holes"_cow)), nullptr) {}
+  cow_String m_Name;
+  double m_Length;
+  cls_xp1DArrayListInt m_Holes;
+};
+
+void ExpectTheBolt(sto_Store& store) {
+  std::unique_ptr<OldBolt> const bolt = store.Load<OldBolt>("bolt");
+  EXPECT_EQ(bolt->m_Name.View(), "M8");
+  EXPECT_EQ(bolt->m_Length, 0.05);
+  ASSERT_EQ(bolt->m_Holes.Count(), 2);
+  EXPECT_EQ(bolt->m_Holes.ConstGet(1), -1);
+}
+
+/// A copy of the store that the last program of format 1 made.
+class StoreFormat1 : public StoreGolden {
+ protected:
+  StoreFormat1() {
+    std::filesystem::copy_file(KVL_GOLDEN_DIR "/format-1.kvs", Path());
+    std::filesystem::permissions(Path(), std::filesystem::perms::owner_write,
+                                 std::filesystem::perm_options::add);
+    DeclareGolden(m_Registrar);
+  }
+  sto_Store OpenAs(sto_Mode mode) const { return sto_Store::Open(Path(), mode, m_Registrar); }
+  [[nodiscard]] std::int64_t Version() const { return Query("PRAGMA user_version"); }
+  cls_ClassRegistrar m_Registrar;
+};
+
+TEST_F(StoreFormat1, IsReadAsItIs) {
+  StoreBytes const before = FileBytes(Path());
+  for (sto_Mode const mode : {sto_Mode::ReadOnly, sto_Mode::ReadWrite}) {
+    sto_Store store = OpenAs(mode);
+    ExpectTheBolt(store);
+    EXPECT_EQ(store.Roots(), std::vector<std::string>{"bolt"});
+  }
+  EXPECT_TRUE(FileBytes(Path()) == before);
+}
+
+TEST_F(StoreFormat1, FirstWriteBringsItToThePresentFormatAndDescribesWhatIsWritten) {
+  {
+    sto_Store store = OpenAs(sto_Mode::ReadWrite);
+    store.Save("second", GoldenBolt());
+    ExpectTheBolt(store);
+  }
+  EXPECT_EQ(Version(), 2);
+  EXPECT_EQ(SqlFile(Path()).Texts("SELECT class_id || ' ' || name FROM attribute ORDER BY class_id, name"),
+            (std::vector<std::string>{"6553601 m_Name", "6553602 m_Holes", "6553602 m_Length"}));
+  sto_Store store = OpenAs(sto_Mode::ReadOnly);
+  ExpectTheBolt(store);
+  EXPECT_EQ(store.ObjectCount(), 4);
+}
+
+TEST_F(StoreFormat1, RolledBackWriteLeavesTheOldFormat) {
+  sto_Store store = OpenAs(sto_Mode::ReadWrite);
+  {
+    sto_Transaction transaction(store);
+    store.Save("second", GoldenBolt());
+  }
+  EXPECT_EQ(Version(), 1);
+  store.Save("second", GoldenBolt());
+  EXPECT_EQ(Version(), 2);
+}
+
+TEST_F(StoreFormat1, SessionThatReadsNoticesWhatAnotherOneUpgraded) {
+  sto_Store reader = OpenAs(sto_Mode::ReadOnly);
+  ExpectTheBolt(reader);
+  {
+    sto_Store writer = OpenAs(sto_Mode::ReadWrite);
+    writer.Save("second", GoldenBolt());
+  }
+  EXPECT_EQ(reader.Roots().size(), 2U);
+  ExpectTheBolt(reader);
+}
+
 TEST_F(StoreGolden, EveryTypeOfField) {
   sto_Store store = Create();
   cls_Uid const other;

@@ -142,6 +142,7 @@ std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
   RaiseKept();
   unsigned int classId = 0;
   sto_Bytes bytes;
+  m_Catalogue.Load(*m_Driver); // messages name the class also when the program does not know it
   if (!m_Driver->ReadObject(id, classId, bytes)) return nullptr;
   auto record = std::make_shared<sto_Record>();
   std::string problem;

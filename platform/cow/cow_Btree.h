@@ -2,9 +2,13 @@
 
 #include <functional>
 #include <map>
+#include <unordered_set>
 #include <utility>
 
 /// Ordered map with unique keys, ascending by `<`. Copies share the entries until one of them is written.
+///
+/// A table of hashes (std::hash<K>) stands beside the ordered entries, because comparing texts on the way
+/// down a tree is what finding one costs: finding takes the same time in a large tree as in a small one.
 ///
 /// Inserting keeps an entry that is there. Thread rule: a tree and its copies belong to one thread, or are
 /// only read.
@@ -36,29 +40,40 @@ template <class K, class V> class cow_Btree {
   /// The entry of a key, null when there is none. Valid until the tree is written or destroyed.
   [[nodiscard]] Node const* ConstFind(K const& key) const {
     if (m_Shared == nullptr) return nullptr;
-    auto const found = m_Shared->m_Entries.find(key);
-    return found == m_Shared->m_Entries.end() ? nullptr : &*found;
+    auto const found = m_Shared->m_Index.find(key);
+    return found == m_Shared->m_Index.end() ? nullptr : *found;
   }
   [[nodiscard]] bool IsMember(K const& key) const { return ConstFind(key) != nullptr; }
 
   /// Adds an entry unless the key is there, and then changes nothing. Returns whether it added.
   bool InsertUnlessMember(K const& key, V const& value) {
     if (IsMember(key)) return false;
-    return Own().emplace(key, value).second;
+    Shared& own = Own();
+    auto const place = own.m_Entries.emplace(key, value).first;
+    try {
+      own.m_Index.insert(&*place);
+    } catch (...) {
+      own.m_Entries.erase(place);
+      throw;
+    }
+    return true;
   }
 
   /// The value of a key for writing, null when there is none. Valid until the tree is copied, walked, written
   /// or destroyed: a copy made meanwhile would see what is written through it.
   [[nodiscard]] V* Find(K const& key) {
     if (!IsMember(key)) return nullptr;
-    return &Own().find(key)->second;
+    return const_cast<V*>(&(*Own().m_Index.find(key))->second); // an entry of this tree alone
   }
 
   /// Removes the entry of a key. Returns whether there was one.
   bool Remove(K const& key) {
     if (!IsMember(key)) return false;
-    K const kept(key); // `key` may lie in the entry that goes
-    return Own().erase(kept) > 0;
+    Shared& own = Own();
+    auto const place = own.m_Entries.find(key);
+    own.m_Index.erase(&*place);
+    own.m_Entries.erase(place); // `key` may lie in it
+    return true;
   }
 
   /// Drops this tree's share; the tree is empty then.
@@ -75,21 +90,42 @@ template <class K, class V> class cow_Btree {
   template <class, class> friend class cow_BtreeIterator;
 
   using Entries = std::map<K, V, std::less<>>;
+
+  /// Finds entries by their keys.
+  struct HashOfKey {
+    using is_transparent = void;
+    std::size_t operator()(K const& key) const { return std::hash<K>()(key); }
+    std::size_t operator()(Node const* node) const { return std::hash<K>()(node->first); }
+  };
+  struct SameKey {
+    using is_transparent = void;
+    bool operator()(Node const* a, Node const* b) const { return a == b || a->first == b->first; }
+    bool operator()(K const& key, Node const* node) const { return key == node->first; }
+    bool operator()(Node const* node, K const& key) const { return key == node->first; }
+  };
+
   struct Shared {
+    Shared() = default;
+    explicit Shared(Entries const& entries) : m_Entries(entries) {
+      m_Index.reserve(m_Entries.size());
+      for (Node const& node : m_Entries) m_Index.insert(&node);
+    }
+
     int m_Count = 1;
     Entries m_Entries;
+    std::unordered_set<Node const*, HashOfKey, SameKey> m_Index;
   };
 
   /// The entries for writing, of this tree alone.
-  Entries& Own() {
+  Shared& Own() {
     if (m_Shared == nullptr) {
       m_Shared = new Shared;
     } else if (m_Shared->m_Count != 1) {
-      auto* const own = new Shared{1, m_Shared->m_Entries};
+      auto* const own = new Shared(m_Shared->m_Entries);
       --m_Shared->m_Count;
       m_Shared = own;
     }
-    return m_Shared->m_Entries;
+    return *m_Shared;
   }
 
   Shared* m_Shared = nullptr;

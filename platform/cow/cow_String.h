@@ -115,6 +115,12 @@ class KVL_EXPORT cow_String {
 
 static_assert(sizeof(cow_String) == sizeof(void*));
 
+template <> struct std::hash<cow_String> {
+  [[nodiscard]] std::size_t operator()(cow_String const& text) const noexcept {
+    return std::hash<std::string_view>()(text.View());
+  }
+};
+
 /// A literal as a template argument of operator""_cow.
 template <std::size_t Size> struct cow_LiteralChars {
   consteval cow_LiteralChars(char const (&chars)[Size]) {
