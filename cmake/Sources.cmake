@@ -29,6 +29,11 @@ set(KVL_ATR_SOURCES
   platform/atr/atr_translate.cpp)
 
 set(KVL_PERSIST_SOURCES
+  collections/cls_2dArrayPrim.cpp
+  collections/cls_ArrayPrim.cpp
+  collections/cls_ExtQuant.cpp
+  collections/cls_PTrieHeap.cpp
+  collections/cls_SimpleArrayPrim.cpp
   errors/nex_AssertException.cpp
   errors/nex_BadCastException.cpp
   errors/nex_Cast.cpp
@@ -49,9 +54,12 @@ set(KVL_PERSIST_SOURCES
   module/nex_initialize.cpp
   persist/cls_Agents.cpp
   persist/cls_AgentRequest.cpp
+  persist/cls_BlobReader.cpp
+  persist/cls_BlobWriter.cpp
   persist/cls_HistoryEntry.cpp
   persist/cls_MementoRead.cpp
   persist/cls_MementoWrite.cpp
+  persist/cls_PC.cpp
   persist/cls_ReadCollectionBase.cpp
   persist/cls_ReadVisitor.cpp
   persist/cls_Static.cpp

@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+#include "collections/cls_ExtQuant.h"
+#include "collections/cls_PTrieHeap.h"
 #include "metadata/cls_MetadataRegistrar.h"
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/cls_Static.h"
@@ -53,5 +55,7 @@ void cls_finalize(int& count) {
   // The constants hold an identity, so they go before the catalogue.
   thr_ThreadSingletonBase<cls_Static>::Finalize();
   thr_ThreadSingletonBase<cls_UidCatalog>::Finalize();
+  thr_ThreadSingletonBase<cls_PTrieHeap>::Finalize();
+  thr_ThreadSingletonBase<cls_ExtQuant>::Finalize();
   delete omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny();
 }

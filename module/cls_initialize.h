@@ -7,5 +7,6 @@
 KVL_EXPORT void cls_initialize(int& count);
 
 /// Undoes cls_initialize with the call that matches the first one: destroys the calling thread's shared
-/// constants, then its identity catalogue, and deletes the metadata registrar with every declaration.
+/// constants, its identity catalogue, its pool of trie branches and its extent quanta, in this order, and
+/// deletes the metadata registrar with every declaration.
 KVL_EXPORT void cls_finalize(int& count);

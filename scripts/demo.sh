@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The demonstration: one process computes the heat in a bracket and saves the whole analysis in a store file; a
-# second process, which shares nothing with the first but that file, rebuilds, verifies and plots it.
+# second process, which shares nothing with the first but that file, rebuilds, verifies and plots it. Then a store
+# of an old program is read by newer ones, and failed runs tell their reasons in another process.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -23,11 +24,11 @@ logged() {
 
 scripts/setup.sh
 mkdir -p "$out"
-rm -f "$store" "$log"
+rm -f "$store" "$out/hall.kvs" "$out/bridge.kvs" "$log"
 
 echo "Building (the first time takes some minutes; output in $log) ..."
 logged cmake --preset release
-logged cmake --build --preset release --target heat --parallel "$(nproc)"
+logged cmake --build --preset release --target heat evolution_v1 evolution_v2 evolution_v3 failures --parallel "$(nproc)"
 
 echo
 echo "1. Analyse the bracket and save it in $store"
@@ -38,5 +39,16 @@ echo "2. Read the store in another process and plot the result"
 build/release/bin/heat report "$store" --plot "$plot"
 
 [[ -s "$plot" ]] || fail "there is no plot in $plot"
+echo
+echo "3. A store that version 1 of a program wrote, read by versions 2 and 3"
+build/release/bin/evolution_v1 write "$out/hall.kvs"
+build/release/bin/evolution_v2 read "$out/hall.kvs"
+build/release/bin/evolution_v3 read "$out/hall.kvs"
+
+echo
+echo "4. Analyses that fail, and a second process that lists why"
+build/release/bin/failures run "$out/bridge.kvs"
+build/release/bin/failures list "$out/bridge.kvs"
+
 echo
 echo "The plot: $PWD/$plot"

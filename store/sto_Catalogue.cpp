@@ -22,32 +22,12 @@ sto_ClassRow Describe(cls_ClassMetadata const& metadata) {
   return row;
 }
 
-std::string NameAndVersion(sto_ClassRow const& row) {
-  return "Class " + row.m_Name + " version " + std::to_string(row.m_Version);
-}
-
 /// The first attribute that two descriptions do not have in common.
 std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
   auto const [inA, inB] = std::ranges::mismatch(a.m_Attributes, b.m_Attributes);
   if (inA == a.m_Attributes.end()) return inB->m_Name;
   if (inB == b.m_Attributes.end()) return inA->m_Name;
   return std::min(inA->m_Name, inB->m_Name);
-}
-
-void CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) {
-  if (stored.m_Name != declared.m_Name)
-    sto_Raise(sto_ErrorKind::Conflict, NameAndVersion(declared) +
-                                           " has the class ID of a class that the store knows as " +
-                                           stored.m_Name + ".");
-  if (stored.m_BaseClassId != declared.m_BaseClassId)
-    sto_Raise(sto_ErrorKind::Conflict,
-              NameAndVersion(declared) +
-                  " is declared with another base class than the store has for it. Give it a new version.");
-  if (stored.m_Attributes != declared.m_Attributes)
-    sto_Raise(sto_ErrorKind::Conflict, NameAndVersion(declared) + " declares attribute " +
-                                           Difference(stored, declared) +
-                                           " differently than when the store was first given this version. "
-                                           "Give the class a new version.");
 }
 
 } // namespace
@@ -98,6 +78,20 @@ void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata
     driver.WriteClass(declared);
   else
     CheckSame(place->second, declared);
+}
+
+void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const {
+  auto const conflict = [&](std::string const& problem) {
+    sto_Raise(sto_ErrorKind::Conflict, m_Location + ": Class " + declared.m_Name + " version " +
+                                           std::to_string(declared.m_Version) + problem);
+  };
+  if (stored.m_Name != declared.m_Name)
+    conflict(" has the class ID of a class that the store knows as " + stored.m_Name + ".");
+  if (stored.m_BaseClassId != declared.m_BaseClassId)
+    conflict(" is declared with another base class than the store has for it. Give it a new version.");
+  if (stored.m_Attributes != declared.m_Attributes)
+    conflict(" declares attribute " + Difference(stored, declared) +
+             " differently than when the store was first given this version. Give the class a new version.");
 }
 
 std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {

@@ -15,8 +15,9 @@
 /// Thread rule: the thread of the session.
 class sto_Catalogue {
  public:
-  /// `registrar` must outlive the catalogue; see sto_Classes.
-  explicit sto_Catalogue(cls_ClassRegistrar const& registrar) : m_Classes(registrar) {}
+  /// `registrar` must outlive the catalogue; see sto_Classes. `location` is the store's, for messages.
+  sto_Catalogue(cls_ClassRegistrar const& registrar, std::string location)
+      : m_Location(std::move(location)), m_Classes(registrar, m_Location) {}
 
   [[nodiscard]] sto_Classes const& Classes() const noexcept { return m_Classes; }
 
@@ -49,6 +50,10 @@ class sto_Catalogue {
   /// Makes sure that the store describes a class.
   void Record(sto_Driver& driver, cls_ClassMetadata const& metadata);
 
+  /// Conflict unless two descriptions of one class version are the same.
+  void CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const;
+
+  std::string m_Location;
   sto_Classes m_Classes;
   std::unordered_map<unsigned int, sto_ClassInUse> m_InUse;
   bool m_IsLoaded = false;

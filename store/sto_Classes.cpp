@@ -41,7 +41,8 @@ std::string NameOf(cls_ClassMetadata const& metadata) {
 
 } // namespace
 
-sto_Classes::sto_Classes(cls_ClassRegistrar const& program) : m_Program(program) {
+sto_Classes::sto_Classes(cls_ClassRegistrar const& program, std::string const& location)
+    : m_Program(program) {
   DeclareCollections(m_Library);
   DeclareStrings(m_Library);
   DeclareOwnException(m_Library);
@@ -53,8 +54,8 @@ sto_Classes::sto_Classes(cls_ClassRegistrar const& program) : m_Program(program)
     if (!program.ClassIsPresent(library.ClassId())) continue;
     cls_ClassMetadata const& other = program.ConstGet(library.ClassId());
     if (other.Name() != library.Name())
-      sto_Raise(sto_ErrorKind::Misuse,
-                "Class " + NameOf(other) + " of the program has the class ID of " + NameOf(library) + ".");
+      sto_Raise(sto_ErrorKind::Misuse, location + ": Class " + NameOf(other) +
+                                           " of the program has the class ID of " + NameOf(library) + ".");
   }
 }
 

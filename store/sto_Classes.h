@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -12,8 +13,8 @@
 class sto_Classes {
  public:
   /// `program` must outlive the object and be complete. Misuse when it has one of the library's class IDs
-  /// under another name.
-  explicit sto_Classes(cls_ClassRegistrar const& program);
+  /// under another name. `location` stands before messages.
+  sto_Classes(cls_ClassRegistrar const& program, std::string const& location);
 
   /// The newest version of a class, null for an unknown class.
   [[nodiscard]] cls_ClassMetadata const* Newest(unsigned int classId) const;

@@ -7,7 +7,7 @@
 
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
                          cls_ClassRegistrar const& registrar)
-    : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(registrar) {}
+    : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(registrar, m_Location) {}
 
 sto_Session::~sto_Session() {
   Rollback();

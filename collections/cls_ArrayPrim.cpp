@@ -1,0 +1,188 @@
+#include "collections/cls_ArrayPrim.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+void Print(char const* className, char const* text) {
+  std::fprintf(stderr, text, className); // no line end: part of the messages
+}
+
+} // namespace
+
+template <class T> cls_ArrayPrim<T>::cls_ArrayPrim() : m_Blocks(new Trie) {}
+
+template <class T>
+cls_ArrayPrim<T>::cls_ArrayPrim(cls_ArrayPrim const& other)
+    : m_Blocks(other.m_Blocks), m_Size(other.m_Size), m_Uid(other.m_Uid) {
+  if (other.m_Agent != nullptr) Hold(other.m_Agent);
+}
+
+template <class T> cls_ArrayPrim<T>::cls_ArrayPrim(cls_ReadVisitor const& visitor) : m_Blocks(new Trie) {
+  T* const tag = nullptr;
+  cls_AgentListPrim<T>* const agent = visitor.Memento()->MakeAgentListPrim(tag);
+  m_Size = agent->Count();
+  m_Uid = visitor.GetUid();
+  Hold(agent);
+}
+
+template <class T> cls_ArrayPrim<T>::~cls_ArrayPrim() {
+  if (m_Agent != nullptr) LetGo();
+}
+
+template <class T> cls_ArrayPrim<T>& cls_ArrayPrim<T>::operator=(cls_ArrayPrim const& other) {
+  if (this == &other) return *this;
+  Reset();
+  if (m_Agent != nullptr) LetGo();
+  m_Blocks = other.m_Blocks;
+  m_Agent = nullptr;
+  m_Size = other.m_Size;
+  m_Uid = other.m_Uid;
+  if (other.m_Agent != nullptr) Hold(other.m_Agent);
+  return *this;
+}
+
+template <class T> void cls_ArrayPrim<T>::ShareUnregistered(cls_ArrayPrim const& other) {
+  if (m_Agent != nullptr) m_Agent->DropReference();
+  m_Blocks = other.m_Blocks;
+  m_Agent = other.m_Agent;
+  m_Size = other.m_Size;
+  m_Uid = other.m_Uid;
+  if (m_Agent != nullptr) m_Agent->AddReference();
+}
+
+template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) const {
+  m_Agent = agent;
+  agent->AddReference();
+  agent->RegisterHolder(const_cast<cls_ArrayPrim*>(this));
+}
+
+template <class T> bool cls_ArrayPrim<T>::LetGo() const {
+  m_Agent->DropReference();
+  if (m_Agent->StillReferenced()) return false;
+  this->Flush(); // through the virtual table
+  delete m_Agent;
+  return true;
+}
+
+template <class T> void cls_ArrayPrim<T>::Detach() {
+  if (m_Agent != nullptr && LetGo()) m_Uid.NewUid();
+  m_Agent = nullptr;
+  Unlink();
+}
+
+template <class T> int cls_ArrayPrim<T>::CountIn(int start) const noexcept {
+  return std::min(Buffer::ElementCount, m_Size - start);
+}
+
+template <class T> void cls_ArrayPrim<T>::WriteBlock(int start, Buffer const& buffer) const {
+  m_Agent->WriteRun(start, CountIn(start), buffer.Values());
+}
+
+template <class T> void cls_ArrayPrim<T>::Flush() const {
+  if (m_Agent == nullptr || m_Agent->ReadOnly()) return;
+  cls_PTrieIter<int, Buffer, 1> iter(*m_Blocks.Ptr());
+  for (iter.First(); iter.IsDone() == 0; iter.Next()) {
+    Buffer const& buffer = iter.CurrentValue();
+    if (!buffer.IsDirty() || CountIn(iter.CurrentKey()) <= 0) continue;
+    WriteBlock(iter.CurrentKey(), buffer);
+    buffer.SetDirty(false);
+  }
+  m_Agent->EndFlush();
+}
+
+template <class T> void cls_ArrayPrim<T>::EvictBlocks(int keptIndex) const {
+  if (m_Agent == nullptr) return;
+  Trie& trie = *m_Blocks.Ptr();
+  std::vector<int> evicted;
+  cls_PTrieIter<int, Buffer, 1> iter(trie);
+  for (iter.First(); iter.IsDone() == 0; iter.Next()) {
+    int const start = iter.CurrentKey();
+    if (keptIndex >= 0 && start == Buffer::StartOf(keptIndex)) continue;
+    if (iter.CurrentValue().IsDirty()) WriteBlock(start, iter.CurrentValue());
+    evicted.push_back(start);
+  }
+  for (int const start : evicted) trie.Remove(start);
+}
+
+template <class T>
+cls_ArrayPrimBuffer<T>* cls_ArrayPrim<T>::FindBuffer(int index, char const* className) const {
+  EvictBlocks(index);
+  Trie& trie = *m_Blocks.Ptr();
+  int const start = Buffer::StartOf(index);
+  if (Buffer const* const found = trie.ConstGetPtr(start)) return const_cast<Buffer*>(found);
+
+  bool const isNext = index == start && index == m_Size; // about to be appended: nothing to read
+  if (!isNext && m_Agent == nullptr) Print(className, "In %s::GetBuffer() Missing agent.");
+  Buffer const block = Buffer::Make();
+  if (!isNext) m_Agent->ReadRun(start, CountIn(start), block.Values());
+  trie.Insert(start, block);
+  return const_cast<Buffer*>(trie.ConstGetPtr(start));
+}
+
+template <class T> void cls_ArrayPrim<T>::DBWrite(cls_WriteVisitor const& visitor) const {
+  if (visitor.StartWrite(TypeId(), m_Uid) == 0) return;
+  T* const selector = nullptr;
+  visitor.CheckCollectionType(cls_CollectionTypeFix(COLLECTION_LIST, selector));
+  DBWriteBody(visitor);
+}
+
+template <class T> unsigned int cls_ArrayPrim<T>::DynTypeId() const {
+  return TypeId();
+}
+
+template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& visitor) const {
+  if (m_Agent != nullptr) return; // the elements live in storage already
+  T const* const tag = nullptr;
+  Hold(visitor.Memento()->MakeAgentListPrim(tag, 1));
+  int const stored = m_Agent->Count();
+  if (m_Size <= 0) {
+    m_Size = stored;
+    return;
+  }
+  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // misspelt: meant
+  EvictBlocks(m_Size);
+  this->Flush();
+}
+
+template <class T> void cls_ArrayPrim<T>::Release() const {
+  EvictBlocks(-1);
+}
+
+template <class T> void cls_ArrayPrim<T>::DropBlocks() {
+  if (m_Agent != nullptr) return;
+  m_Blocks.Ptr()->Clear();
+  m_Size = 0;
+}
+
+template <class T> int cls_ArrayPrim<T>::Refresh() {
+  if (m_Agent == nullptr || !m_Agent->Changed()) return 0;
+  m_Size = m_Agent->Count();
+  EvictBlocks(-1);
+  return 1;
+}
+
+template <class T> void cls_ArrayPrim<T>::AppendBlock(T const* values, int count) {
+  AppendBlockAs(values, count, "cls_ArrayPrim");
+}
+
+template <class T> void cls_ArrayPrim<T>::AppendBlockAs(T const* values, int count, char const* className) {
+  if (m_Agent == nullptr)
+    Print(className, "%s::AppendBlock: Collection must be associated with a database for this method.");
+  this->Flush();
+  m_Agent->WriteRun(m_Size, count, values);
+  this->Flush();
+  m_Size += count;
+}
+
+template <class T> void cls_ArrayPrim<T>::ReportRange(char const* operation, char const* className) {
+  std::fprintf(stderr, "In %s::%s() Index out of range.", className, operation);
+}
+
+template class cls_ArrayPrim<int>;
+template class cls_ArrayPrim<float>;
+template class cls_ArrayPrim<double>;
+template class cls_ArrayPrim<bool>;
+template class cls_ArrayPrim<cow_String>;

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "persist/thr_ThreadSingleton.h"
+#include "platform/cow/cow_Btree.h"
+#include "platform/cow/cow_String.h"
+#include "platform/kvl_Export.h"
+
+/// The calling thread's extent quanta: allocation sizes, in rows, that client code asks for when it lays out
+/// tables. Reached through thr_ThreadSingleton<cls_ExtQuant>::Instance().
+///
+/// A user overrides a quantum with the environment variable of its name, while EXTENT_QUANTUM_OVERRIDE is set
+/// to anything, even empty. The switch is looked at once a thread; a name's value is chosen, printed to the
+/// standard output and kept at its first look-up. Thread rule: each thread has its own.
+class KVL_EXPORT cls_ExtQuant : public thr_ThreadSingleton<cls_ExtQuant> {
+ public:
+  static constexpr int DestructLevel = 3;
+
+  /// The quantum of a name: `defaultQuantum`, or what the environment says (as atoi reads it, if that is at
+  /// least 1), or what this thread was told before.
+  int ExtentQuantum(cow_String const& name, int defaultQuantum);
+
+  int ExtentQuantumConstTiny();   ///< EXTENT_QUANTUM_TINY, 4
+  int ExtentQuantumConstSmall();  ///< EXTENT_QUANTUM_SMALL, 512
+  int ExtentQuantumConstMedium(); ///< EXTENT_QUANTUM_MEDIUM, 1024
+  int ExtentQuantumConstLarge();  ///< EXTENT_QUANTUM_LARGE, 2048
+  int ExtentQuantumConstHuge();   ///< EXTENT_QUANTUM_HUGE, 4096
+
+ private:
+  friend class thr_ThreadSingleton<cls_ExtQuant>;
+  friend class thr_ThreadSingletonBase<cls_ExtQuant>;
+
+  enum State : int { Off = 0, Active = 1, NotLookedAt = 2 };
+
+  cls_ExtQuant() { SetDestructLevel(); }
+  ~cls_ExtQuant() = default;
+
+  State m_State = NotLookedAt;
+  cow_Btree<cow_String, int> m_Cache;
+};
+
+extern template class thr_ThreadSingletonBase<cls_ExtQuant>;
+extern template class thr_ThreadSingleton<cls_ExtQuant>;

@@ -1,0 +1,70 @@
+#include "examples/evolution/evo_Program.h"
+
+#include "errors/nex_Exception.h"
+#include "metadata/cls_MetadataRegistrar.h"
+#include "module/nex_initialize.h"
+
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+
+namespace {
+
+constexpr int Failed = 1;
+constexpr int CalledWrongly = 2;
+
+// Brings the library up for as long as the program needs it, and declares the program's classes.
+class Library {
+ public:
+  explicit Library(cls_MetadataRegistrar::InitFn declare) {
+    nex_initialize(m_Count);
+    omi_Singleton<cls_MetadataRegistrar>::Instance().initClassMetadata(declare, 1);
+  }
+  ~Library() { nex_finalize(m_Count); }
+  Library(Library const&) = delete;
+  Library& operator=(Library const&) = delete;
+
+  static cls_ClassRegistrar const& Classes() {
+    return omi_Singleton<cls_MetadataRegistrar>::Instance().Registrar1();
+  }
+
+ private:
+  int m_Count = 0;
+};
+
+int Complain(std::string const& program, char const* message, int status) {
+  std::fprintf(stderr, "%s: %s\n", program.c_str(), message);
+  return status;
+}
+
+} // namespace
+
+int evo_Program::Run(int argc, char** argv, Actions const& actions) {
+  struct Command {
+    std::string_view m_Name;
+    sto_Mode m_Mode;
+    void (*m_Action)(sto_Store& store);
+  };
+  Command const commands[] = {{"write", sto_Mode::Create, actions.m_Write},
+                              {"read", sto_Mode::ReadOnly, actions.m_Read},
+                              {"upgrade", sto_Mode::ReadWrite, actions.m_Upgrade}};
+  std::string const program = std::filesystem::path(argv[0]).filename().string();
+  Command const* chosen = nullptr;
+  for (Command const& command : commands)
+    if (argc == 3 && command.m_Name == argv[1]) chosen = &command;
+  if (chosen == nullptr) return Complain(program, "usage: write|read|upgrade STORE", CalledWrongly);
+
+  try {
+    Library const library(actions.m_Declare);
+    // An exception of the library has identities, so it goes before the library does.
+    try {
+      sto_Store store = sto_Store::Open(argv[2], chosen->m_Mode, Library::Classes());
+      chosen->m_Action(store);
+      return 0;
+    } catch (nex_Exception const& failure) {
+      return Complain(program, failure.UserReport().CharsOrEmpty(), Failed);
+    }
+  } catch (std::exception const& failure) {
+    return Complain(program, failure.what(), Failed);
+  }
+}

@@ -1,0 +1,301 @@
+// Runs the three versions of the program as a person would: every call is a process of its own. The golden
+// stores were written once by these programs and stay as they are; every test works on a copy.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "tests/support/StoreFile.h"
+#include "tests/support/StoreXxh3.h"
+
+namespace {
+
+struct Outcome {
+  int m_Status;
+  std::string m_Out;
+  std::string m_Err;
+};
+
+std::string Contents(std::string const& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+class Evolution : public StoreFileTest {
+ protected:
+  // The path of a fresh copy of the golden store that a version of the program wrote.
+  std::string Golden(int version) {
+    std::string const name = "evolution-" + std::to_string(version) + ".kvs";
+    std::filesystem::copy_file(std::string(EVO_GOLDEN_DIR) + "/" + name, Path(name),
+                               std::filesystem::copy_options::overwrite_existing);
+    return Path(name);
+  }
+
+  // Runs a version of the program.
+  Outcome Run(int version, std::string const& arguments) {
+    char const* const programs[] = {EVO_PROGRAM_1, EVO_PROGRAM_2, EVO_PROGRAM_3};
+    std::string const command = std::string(programs[version - 1]) + " " + arguments + " >" + Path("out") +
+                                " 2>" + Path("err") + " </dev/null";
+    int const status = std::system(command.c_str());
+    EXPECT_TRUE(WIFEXITED(status)) << command;
+    return {WEXITSTATUS(status), Contents(Path("out")), Contents(Path("err"))};
+  }
+
+  // What a version of the program prints of a store that it must be able to read.
+  std::string Read(int version, std::string const& store) {
+    Outcome const outcome = Run(version, "read " + store);
+    EXPECT_EQ(outcome.m_Status, 0);
+    EXPECT_EQ(outcome.m_Err, "");
+    return outcome.m_Out;
+  }
+
+  void Upgrade(int version, std::string const& store) {
+    Outcome const outcome = Run(version, "upgrade " + store);
+    EXPECT_EQ(outcome.m_Status, 0);
+    EXPECT_EQ(outcome.m_Out + outcome.m_Err, "");
+  }
+
+  // A version of the program does not take the beam of a later version: it says so and touches nothing.
+  void ExpectRefusal(int version, char const* command, std::string const& store, int storedVersion) {
+    StoreBytes const before = FileBytes(store);
+    Outcome const outcome = Run(version, command + (" " + store));
+    EXPECT_EQ(outcome.m_Status, 1);
+    EXPECT_EQ(outcome.m_Out, "");
+    EXPECT_EQ(outcome.m_Err, "evolution_v" + std::to_string(version) + ": " + store +
+                                 ": Object 1 was written by version " + std::to_string(storedVersion) +
+                                 " of class Beam; this program knows version " + std::to_string(version) +
+                                 ".\n");
+    EXPECT_EQ(FileBytes(store), before);
+    EXPECT_FALSE(std::filesystem::exists(store + "-journal"));
+  }
+
+  // The versions of class Beam in a store, each with its base class.
+  static std::vector<std::string> BeamVersions(std::string const& store) {
+    return SqlFile(store).Texts(
+        "SELECT beam.name || ' ' || beam.version || ', base ' || base.name FROM class beam "
+        "JOIN class base ON base.class_id = beam.base_class_id ORDER BY beam.version");
+  }
+
+  // The attributes of a version of class Beam in a store: number, name, type, collection type.
+  static std::vector<std::string> BeamAttributes(std::string const& store, int version) {
+    return SqlFile(store).Texts("SELECT field_id || ' ' || name || ' ' || type || ' ' || collection_type "
+                                "FROM attribute WHERE class_id = 0x650001 AND version = " +
+                                std::to_string(version) + " ORDER BY field_id");
+  }
+};
+
+constexpr char const* Purlin = "name       purlin\n"
+                               "length     4000 mm\n"
+                               "load       12.5 N/mm\n"
+                               "stations   0 1000 2500 4000 mm\n";
+constexpr char const* Rafter = "name       rafter\n"
+                               "length     5200 mm\n"
+                               "load       8.25 N/mm\n"
+                               "stations   0 2600 5200 mm\n"
+                               "density    2700 kg/m3\n";
+constexpr char const* Lintel = "name       lintel\n"
+                               "length     1800 mm\n"
+                               "line load  30500 N/m\n"
+                               "density    2400 kg/m3\n";
+
+std::vector<std::string> const AttributesOfVersion1 = {"0 m_Length 103 0", "1 m_Load 103 0",
+                                                       "2 m_Stations 103 52"};
+std::vector<std::string> const AttributesOfVersion2 = {"0 m_Length 103 0", "1 m_Load 103 0",
+                                                       "2 m_Stations 103 52", "3 m_Density 103 0"};
+std::vector<std::string> const AttributesOfVersion3 = {"0 m_Length 103 0", "3 m_Density 103 0",
+                                                       "4 m_LineLoad 103 0"};
+
+} // namespace
+
+TEST_F(Evolution, Program1ReadsTheStoreOfVersion1) {
+  EXPECT_EQ(Read(1, Golden(1)), Purlin);
+}
+
+TEST_F(Evolution, Program2ReadsABeamOfVersion1AsOneOfSteel) {
+  EXPECT_EQ(Read(2, Golden(1)), std::string(Purlin) + "density    7850 kg/m3, assumed\n");
+}
+
+TEST_F(Evolution, Program2ReadsTheStoreOfVersion2) {
+  EXPECT_EQ(Read(2, Golden(2)), Rafter);
+}
+
+// Program 3 has no metadata of version 1: that of version 2 builds the beam.
+TEST_F(Evolution, Program3ReadsABeamOfVersion1ThroughTheMetadataOfVersion2) {
+  EXPECT_EQ(Read(3, Golden(1)), "name       purlin\n"
+                                "length     4000 mm\n"
+                                "line load  12500 N/m\n"
+                                "density    7850 kg/m3, assumed\n");
+}
+
+TEST_F(Evolution, Program3ConvertsTheLoadOfABeamOfVersion2) {
+  EXPECT_EQ(Read(3, Golden(2)), "name       rafter\n"
+                                "length     5200 mm\n"
+                                "line load  8250 N/m\n"
+                                "density    2700 kg/m3\n");
+}
+
+TEST_F(Evolution, Program3ReadsTheStoreOfVersion3) {
+  EXPECT_EQ(Read(3, Golden(3)), Lintel);
+}
+
+TEST_F(Evolution, ReadingLeavesTheStoreAsItIs) {
+  for (int version = 1; version <= 3; ++version) {
+    std::string const store = Golden(version);
+    StoreBytes const before = FileBytes(store);
+    static_cast<void>(Read(3, store));
+    EXPECT_EQ(FileBytes(store), before);
+  }
+}
+
+TEST_F(Evolution, Program1RefusesToReadABeamOfVersion2) {
+  ExpectRefusal(1, "read", Golden(2), 2);
+}
+
+TEST_F(Evolution, Program1RefusesToReadABeamOfVersion3) {
+  ExpectRefusal(1, "read", Golden(3), 3);
+}
+
+TEST_F(Evolution, Program2RefusesToReadABeamOfVersion3) {
+  ExpectRefusal(2, "read", Golden(3), 3);
+}
+
+TEST_F(Evolution, ProgramDoesNotSaveTheBeamOfALaterVersionAsItsOwn) {
+  ExpectRefusal(1, "upgrade", Golden(2), 2);
+  ExpectRefusal(1, "upgrade", Golden(3), 3);
+  ExpectRefusal(2, "upgrade", Golden(3), 3);
+}
+
+// There is no program 4, so its beam is made by hand of one of version 3: another version, a new checksum.
+TEST_F(Evolution, RefusalNamesAllVersionsThatTheProgramKnows) {
+  std::string const store = Golden(3);
+  StoreBytes record = SqlFile(store).Blob("SELECT record FROM object WHERE id = 1");
+  std::size_t const versionByte = 6; // after the form, the number of parts and four bytes of class ID
+  ASSERT_EQ(record.at(versionByte), std::byte{2 * 3});
+  record[versionByte] = std::byte{2 * 4};
+  record.erase(record.end() - 8, record.end());
+  std::uint64_t const checksum = StoreXxh3(record, 1);
+  for (int shift = 0; shift < 64; shift += 8)
+    record.push_back(static_cast<std::byte>(checksum >> shift & 0xFF));
+  SqlFile(store).Run("UPDATE object SET record = ? WHERE id = 1", record);
+  Outcome const outcome = Run(3, "read " + store);
+  EXPECT_EQ(outcome.m_Status, 1);
+  EXPECT_EQ(outcome.m_Err,
+            "evolution_v3: " + store +
+                ": Object 1 was written by version 4 of class Beam; this program knows versions 2 "
+                "and 3.\n");
+}
+
+TEST_F(Evolution, Program2SavesABeamOfVersion1AsVersion2) {
+  std::string const store = Golden(1);
+  Upgrade(2, store);
+  // The assumption is settled: the record has a density now.
+  EXPECT_EQ(Read(2, store), std::string(Purlin) + "density    7850 kg/m3\n");
+}
+
+TEST_F(Evolution, UpgradedStoreDescribesBothVersionsOfTheClass) {
+  std::string const store = Golden(1);
+  Upgrade(2, store);
+  EXPECT_EQ(BeamVersions(store), (std::vector<std::string>{"Beam 1, base Part", "Beam 2, base Part"}));
+  EXPECT_EQ(BeamAttributes(store, 1), AttributesOfVersion1);
+  EXPECT_EQ(BeamAttributes(store, 2), AttributesOfVersion2);
+  EXPECT_EQ(IntegrityOf(store), "ok");
+}
+
+TEST_F(Evolution, UpgradedBeamTakesThePlaceOfTheOldOne) {
+  std::string const store = Golden(1);
+  std::vector<std::string> const before = SqlFile(store).Texts("SELECT id || ' ' || class_id FROM object");
+  Upgrade(2, store);
+  EXPECT_EQ(SqlFile(store).Texts("SELECT id || ' ' || class_id FROM object"), before);
+  EXPECT_EQ(SqlFile(store).Texts("SELECT name || ' ' || object_id FROM root"),
+            std::vector<std::string>{"beam 1"});
+}
+
+TEST_F(Evolution, Program1RefusesItsOwnStoreOnceProgram2HasUpgradedIt) {
+  std::string const store = Golden(1);
+  Upgrade(2, store);
+  ExpectRefusal(1, "read", store, 2);
+}
+
+TEST_F(Evolution, Program3SavesABeamOfVersion1AsVersion3) {
+  std::string const store = Golden(1);
+  Upgrade(3, store);
+  EXPECT_EQ(Read(3, store), "name       purlin\n"
+                            "length     4000 mm\n"
+                            "line load  12500 N/m\n"
+                            "density    7850 kg/m3\n");
+  // The version in between has never written to this store.
+  EXPECT_EQ(BeamVersions(store), (std::vector<std::string>{"Beam 1, base Part", "Beam 3, base Part"}));
+  EXPECT_EQ(BeamAttributes(store, 3), AttributesOfVersion3);
+}
+
+TEST_F(Evolution, BeamGoesThroughAllVersionsOneAfterTheOther) {
+  std::string const store = Golden(1);
+  Upgrade(2, store);
+  Upgrade(3, store);
+  EXPECT_EQ(Read(3, store), "name       purlin\n"
+                            "length     4000 mm\n"
+                            "line load  12500 N/m\n"
+                            "density    7850 kg/m3\n");
+  EXPECT_EQ(BeamVersions(store),
+            (std::vector<std::string>{"Beam 1, base Part", "Beam 2, base Part", "Beam 3, base Part"}));
+}
+
+// Fails when somebody changes what a version declares without giving it a new number.
+TEST_F(Evolution, EachProgramStillDeclaresItsVersionAsInItsGoldenStore) {
+  for (int version = 1; version <= 3; ++version) {
+    std::string const store = Golden(version);
+    std::string const before = Read(version, store);
+    Upgrade(version, store);
+    EXPECT_EQ(Read(version, store), before);
+  }
+}
+
+TEST_F(Evolution, GoldenStoresDescribeTheirVersionOfTheClass) {
+  EXPECT_EQ(BeamVersions(Golden(1)), std::vector<std::string>{"Beam 1, base Part"});
+  EXPECT_EQ(BeamVersions(Golden(2)), std::vector<std::string>{"Beam 2, base Part"});
+  EXPECT_EQ(BeamVersions(Golden(3)), std::vector<std::string>{"Beam 3, base Part"});
+  EXPECT_EQ(BeamAttributes(Golden(1), 1), AttributesOfVersion1);
+  EXPECT_EQ(BeamAttributes(Golden(2), 2), AttributesOfVersion2);
+  EXPECT_EQ(BeamAttributes(Golden(3), 3), AttributesOfVersion3);
+}
+
+TEST_F(Evolution, NewStoreOfEachProgramReadsAsItsGoldenOne) {
+  for (int writer = 1; writer <= 3; ++writer) {
+    std::string const store = Path("new-" + std::to_string(writer) + ".kvs");
+    Outcome const outcome = Run(writer, "write " + store);
+    EXPECT_EQ(outcome.m_Status, 0);
+    EXPECT_EQ(outcome.m_Out + outcome.m_Err, "");
+    for (int reader = writer; reader <= 3; ++reader)
+      EXPECT_EQ(Read(reader, store), Read(reader, Golden(writer)));
+  }
+}
+
+TEST_F(Evolution, WriteLeavesAStoreThatExistsAsItIs) {
+  std::string const store = Golden(1);
+  StoreBytes const before = FileBytes(store);
+  Outcome const outcome = Run(1, "write " + store);
+  EXPECT_EQ(outcome.m_Status, 1);
+  EXPECT_EQ(outcome.m_Err, "evolution_v1: " + store + ": The file exists already.\n");
+  EXPECT_EQ(FileBytes(store), before);
+}
+
+TEST_F(Evolution, ReadNamesAStoreThatIsNotThere) {
+  Outcome const outcome = Run(2, "read " + Path("none.kvs"));
+  EXPECT_EQ(outcome.m_Status, 1);
+  EXPECT_EQ(outcome.m_Err, "evolution_v2: " + Path("none.kvs") + ": There is no such file.\n");
+  EXPECT_FALSE(std::filesystem::exists(Path("none.kvs")));
+}
+
+TEST_F(Evolution, ProgramExplainsHowItIsCalled) {
+  for (char const* const arguments : {"", "read", "draw beam.kvs", "read a.kvs b.kvs"}) {
+    Outcome const outcome = Run(3, arguments);
+    EXPECT_EQ(outcome.m_Status, 2) << arguments;
+    EXPECT_EQ(outcome.m_Out, "");
+    EXPECT_EQ(outcome.m_Err, "evolution_v3: usage: write|read|upgrade STORE\n");
+  }
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/atr/atr_String.h"
+
+#include <cstddef>
+#include <initializer_list>
+#include <string>
+
+// A message for users: the translated format with its "%s" replaced by the texts, in their order.
+atr_String fail_Message(char const* format, std::initializer_list<std::string> texts);
+
+// Numbers in such texts.
+std::string fail_Text(int number);
+std::string fail_Text(std::size_t number);
+std::string fail_Text(double number); // four digits

@@ -1,0 +1,14 @@
+#include "persist/cls_BlobWriter.h"
+
+#include "persist/cls_AgentBlob.h"
+
+cls_BlobWriter::cls_BlobWriter(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
+                               cls_Uid const& uid) {
+  cls_MementoWrite* const child = visitor.Memento()->MakeFieldWriteObjCow(field, TypeId(), uid, nullptr);
+  m_Agent = child->MakeAgentBlob();
+  if (child->NeedsDeletion()) delete child; // the agent outlives it
+}
+
+cls_BlobWriter::~cls_BlobWriter() {
+  if (m_Agent->NeedsDeletion()) delete m_Agent;
+}
