@@ -81,6 +81,8 @@ set(KVL_STORE_SOURCES
   store/sto_Classes.cpp
   store/sto_Exception.cpp
   store/sto_IdentityMap.cpp
+  store/sto_ListAgent.cpp
+  store/sto_ListAgentBase.cpp
   store/sto_MementoRead.cpp
   store/sto_MementoReadGaps.cpp
   store/sto_MementoWrite.cpp
@@ -89,6 +91,7 @@ set(KVL_STORE_SOURCES
   store/sto_Record.cpp
   store/sto_Session.cpp
   store/sto_Shared.cpp
+  store/sto_StoredBlocks.cpp
   store/sto_Store.cpp)
 
 # Tests, one program for each layer.
@@ -189,6 +192,7 @@ set(KVL_WRAPPERS_TEST_SOURCES
 set(KVL_STORE_TEST_SOURCES
   store/sto_BaseParts_test.cpp
   store/sto_Building_test.cpp
+  store/sto_BulkArrays_test.cpp
   store/sto_Damage_test.cpp
   store/sto_Exception_test.cpp
   store/sto_Golden_test.cpp

@@ -34,6 +34,14 @@ struct sto_NameRow {
   std::string m_Text;
 };
 
+/// Takes blocks as a driver reads them.
+class sto_BlockSink {
+ public:
+  virtual ~sto_BlockSink() = default;
+  /// `data` is valid during the call. False: no more blocks are wanted.
+  virtual bool Take(std::int64_t key, sto_ByteView data) = 0;
+};
+
 /// What a kind of storage implements: tables of opaque values under integer keys, and transactions.
 /// Everything that gives the values a meaning is written once, above this interface.
 ///
@@ -87,6 +95,9 @@ class sto_Driver {
 
   /// Reads a block; false when there is none. `data` is replaced.
   virtual bool ReadBlock(std::int64_t key, sto_Bytes& data) = 0;
+  /// Hands the blocks with keys from `first` to `last`, both included, to `sink`, in ascending order, in one
+  /// pass.
+  virtual void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) = 0;
   virtual bool HasBlock(std::int64_t key) = 0;
   virtual void WriteBlock(std::int64_t key, sto_ByteView data) = 0;
   /// Deletes the blocks with keys from `first` to `last`, both included.

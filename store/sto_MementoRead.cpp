@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
+#include "store/sto_ListAgent.h"
 #include "store/sto_ListReader.h"
 
 namespace {
@@ -277,6 +278,29 @@ template <class T> cls_ReadListPrim<T>* sto_MementoRead::MakeList() {
                                                    sto_ElementTypeName(m_Record->List()->m_ElementType) +
                                                    " and cannot be read as one of " + asked + ".");
   return new sto_ListReader<T>(m_Session, Id(), m_Record);
+}
+
+template <class T> cls_AgentListPrim<T>* sto_MementoRead::MakeAgent() {
+  return sto_ListAgent<T>::OfStored(m_Session, Id(), m_Record);
+}
+
+cls_AgentListPrim<bool>* sto_MementoRead::MakeAgentListPrim(bool*) {
+  return MakeAgent<bool>();
+}
+cls_AgentListPrim<double>* sto_MementoRead::MakeAgentListPrim(double*) {
+  return MakeAgent<double>();
+}
+cls_AgentListPrim<float>* sto_MementoRead::MakeAgentListPrim(float*) {
+  return MakeAgent<float>();
+}
+cls_AgentListPrim<int>* sto_MementoRead::MakeAgentListPrim(int*) {
+  return MakeAgent<int>();
+}
+cls_AgentListPrim<cow_String>* sto_MementoRead::MakeAgentListPrim(cow_String*) {
+  return MakeAgent<cow_String>();
+}
+cls_AgentListPrim<unsigned int>* sto_MementoRead::MakeAgentListPrim(unsigned int*) {
+  return MakeAgent<unsigned int>();
 }
 
 cls_ReadListPrim<bool>* sto_MementoRead::MakeReadListPrim(bool*) {

@@ -56,6 +56,13 @@ class sto_MementoRead : public sto_MementoReadGaps {
   cls_ReadListPrim<unsigned int>* MakeReadListPrim(unsigned int* tag) override;
   cls_ReadListPrim<int>* MakeReadListPrim(int* tag) override;
 
+  cls_AgentListPrim<bool>* MakeAgentListPrim(bool* tag) override;
+  cls_AgentListPrim<double>* MakeAgentListPrim(double* tag) override;
+  cls_AgentListPrim<float>* MakeAgentListPrim(float* tag) override;
+  cls_AgentListPrim<int>* MakeAgentListPrim(int* tag) override;
+  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String* tag) override;
+  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int* tag) override;
+
   /// WrongClass when what is stored may not stand where this type is asked for, by the stored collection code
   /// or, where the record's own class version is registered, by its metadata.
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
@@ -78,6 +85,7 @@ class sto_MementoRead : public sto_MementoReadGaps {
 
   template <class T> T ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const;
   template <class T> cls_ReadListPrim<T>* MakeList();
+  template <class T> cls_AgentListPrim<T>* MakeAgent();
 
   sto_Session& m_Session;
   std::shared_ptr<sto_Record const> m_Record;

@@ -70,24 +70,6 @@ cls_AgentMapKey2Obj<int>* sto_MementoReadGaps::MakeAgentMapKey2Obj(int*) {
 cls_AgentMapKey2Obj<cow_String>* sto_MementoReadGaps::MakeAgentMapKey2Obj(cow_String*) {
   Refuse("agents of object maps");
 }
-cls_AgentListPrim<bool>* sto_MementoReadGaps::MakeAgentListPrim(bool*) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<double>* sto_MementoReadGaps::MakeAgentListPrim(double*) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<float>* sto_MementoReadGaps::MakeAgentListPrim(float*) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<int>* sto_MementoReadGaps::MakeAgentListPrim(int*) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<cow_String>* sto_MementoReadGaps::MakeAgentListPrim(cow_String*) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<unsigned int>* sto_MementoReadGaps::MakeAgentListPrim(unsigned int*) {
-  Refuse("agents of lists");
-}
 cls_AgentBlob* sto_MementoReadGaps::MakeAgentBlob() {
   Refuse("blobs");
 }

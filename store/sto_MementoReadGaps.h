@@ -26,12 +26,6 @@ class sto_MementoReadGaps : public cls_MementoRead {
   cls_AgentListObj* MakeAgentListObj() override;
   cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int* tag) override;
   cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String* tag) override;
-  cls_AgentListPrim<bool>* MakeAgentListPrim(bool* tag) override;
-  cls_AgentListPrim<double>* MakeAgentListPrim(double* tag) override;
-  cls_AgentListPrim<float>* MakeAgentListPrim(float* tag) override;
-  cls_AgentListPrim<int>* MakeAgentListPrim(int* tag) override;
-  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String* tag) override;
-  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int* tag) override;
   cls_AgentBlob* MakeAgentBlob() override;
 
  protected:

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "metadata/cls_CollectionType.h"
+#include "store/sto_ListAgent.h"
 #include "store/sto_ListWriter.h"
 
 namespace {
@@ -174,7 +175,38 @@ void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::Va
 
 template <class T> cls_WriteListPrim<T>* sto_MementoWrite::MakeList(int width) {
   Session().RaiseKept();
+  if (Session().FindAgent(m_Object->Id()) != nullptr)
+    Session().Raise(sto_ErrorKind::Conflict, "The list of " + m_Object->Describe() +
+                                                 " is open as a bulk array and cannot be replaced.");
   return new sto_ListWriter<T>(m_Object, width);
+}
+
+template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeAgent(int sizeHint) {
+  Session().RaiseKept();
+  Session().CheckSave();
+  if (m_Class.Metadata().ClassId() != cls_InternalListTypeId)
+    Session().Raise(sto_ErrorKind::Misuse, "A bulk array is written into " + m_Object->Describe() +
+                                               ", which is no list: give it a field of its own.");
+  return sto_ListAgent<T>::OfSaved(Session(), m_Object->Id(), sizeHint);
+}
+
+cls_AgentListPrim<bool>* sto_MementoWrite::MakeAgentListPrim(bool const*, int sizeHint) {
+  return MakeAgent<bool>(sizeHint);
+}
+cls_AgentListPrim<double>* sto_MementoWrite::MakeAgentListPrim(double const*, int sizeHint) {
+  return MakeAgent<double>(sizeHint);
+}
+cls_AgentListPrim<float>* sto_MementoWrite::MakeAgentListPrim(float const*, int sizeHint) {
+  return MakeAgent<float>(sizeHint);
+}
+cls_AgentListPrim<int>* sto_MementoWrite::MakeAgentListPrim(int const*, int sizeHint) {
+  return MakeAgent<int>(sizeHint);
+}
+cls_AgentListPrim<cow_String>* sto_MementoWrite::MakeAgentListPrim(cow_String const*, int sizeHint) {
+  return MakeAgent<cow_String>(sizeHint);
+}
+cls_AgentListPrim<unsigned int>* sto_MementoWrite::MakeAgentListPrim(unsigned int const*, int sizeHint) {
+  return MakeAgent<unsigned int>(sizeHint);
 }
 
 cls_WriteListPrim<bool>* sto_MementoWrite::MakeWriteListPrim(bool const*, int width) {

@@ -49,6 +49,13 @@ class sto_MementoWrite : public sto_MementoWriteGaps {
   cls_WriteListPrim<unsigned int>* MakeWriteListPrim(unsigned int const* tag, int width) override;
   cls_WriteListPrim<int>* MakeWriteListPrim(int const* tag, int width) override;
 
+  cls_AgentListPrim<bool>* MakeAgentListPrim(bool const* tag, int sizeHint) override;
+  cls_AgentListPrim<double>* MakeAgentListPrim(double const* tag, int sizeHint) override;
+  cls_AgentListPrim<float>* MakeAgentListPrim(float const* tag, int sizeHint) override;
+  cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) override;
+  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) override;
+  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag, int sizeHint) override;
+
   /// Compares the type with the one that the attribute is declared with, and records it with the field, so
   /// that a reader without the classes knows what the collection is. Misuse on a mismatch.
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
@@ -68,6 +75,7 @@ class sto_MementoWrite : public sto_MementoWriteGaps {
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
   void WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes, int sizeBytes);
   template <class T> cls_WriteListPrim<T>* MakeList(int width);
+  template <class T> cls_AgentListPrim<T>* MakeAgent(int sizeHint);
 
   std::shared_ptr<sto_ObjectWriter> m_Object;
   std::size_t m_Part;

@@ -72,24 +72,6 @@ cls_AgentMapKey2Obj<int>* sto_MementoWriteGaps::MakeAgentMapKey2Obj(int const*, 
 cls_AgentMapKey2Obj<cow_String>* sto_MementoWriteGaps::MakeAgentMapKey2Obj(cow_String const*, int) {
   Refuse("agents of object maps");
 }
-cls_AgentListPrim<bool>* sto_MementoWriteGaps::MakeAgentListPrim(bool const*, int) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<double>* sto_MementoWriteGaps::MakeAgentListPrim(double const*, int) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<float>* sto_MementoWriteGaps::MakeAgentListPrim(float const*, int) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<int>* sto_MementoWriteGaps::MakeAgentListPrim(int const*, int) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<cow_String>* sto_MementoWriteGaps::MakeAgentListPrim(cow_String const*, int) {
-  Refuse("agents of lists");
-}
-cls_AgentListPrim<unsigned int>* sto_MementoWriteGaps::MakeAgentListPrim(unsigned int const*, int) {
-  Refuse("agents of lists");
-}
 cls_AgentBlob* sto_MementoWriteGaps::MakeAgentBlob() {
   Refuse("blobs");
 }

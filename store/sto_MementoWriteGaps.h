@@ -28,12 +28,6 @@ class sto_MementoWriteGaps : public cls_MementoWrite {
   cls_AgentListObj* MakeAgentListObj(int sizeHint) override;
   cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int const* tag, int sizeHint) override;
   cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag, int sizeHint) override;
-  cls_AgentListPrim<bool>* MakeAgentListPrim(bool const* tag, int sizeHint) override;
-  cls_AgentListPrim<double>* MakeAgentListPrim(double const* tag, int sizeHint) override;
-  cls_AgentListPrim<float>* MakeAgentListPrim(float const* tag, int sizeHint) override;
-  cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) override;
-  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) override;
-  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag, int sizeHint) override;
   cls_AgentBlob* MakeAgentBlob() override;
 
  protected:

@@ -1,5 +1,6 @@
 #include "store/sto_ObjectWriter.h"
 
+#include "metadata/cls_CollectionType.h"
 #include "store/sto_BlockKey.h"
 #include "store/sto_Checksum.h"
 
@@ -38,6 +39,11 @@ void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
 
 void sto_ObjectWriter::Finish() {
   m_Session.CheckSave();
+  if (m_Class.Metadata().ClassId() == cls_InternalListTypeId && !m_Record.HasList()) {
+    if (m_Session.FindAgent(m_Id) != nullptr) return; // the agent writes the record
+    m_Session.Raise(sto_ErrorKind::Misuse, "No list was written for " + Describe() +
+                                               ": its bulk array belongs to another store; detach it first.");
+  }
   sto_Bytes const record = m_Record.Finish(m_Id);
   if (record.size() > sto_Format::MaxValueBytes)
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +

@@ -86,6 +86,8 @@ class sto_RecordBuilder {
   /// The list content, replaced by a later one. `elements` are the encoded elements of an inline list.
   void SetList(sto_ListHeader const& header, sto_Bytes elements);
 
+  [[nodiscard]] bool HasList() const noexcept { return m_List.has_value(); }
+
   /// The finished record, with its checksum.
   [[nodiscard]] sto_Bytes Finish(std::int64_t id) const;
 

@@ -4,6 +4,7 @@
 
 #include "persist/cls_FieldHandle.h"
 #include "store/sto_Exception.h"
+#include "store/sto_ListAgentBase.h"
 
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
                          cls_ClassRegistrar const& registrar)
@@ -11,6 +12,8 @@ sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> drive
 
 sto_Session::~sto_Session() {
   Rollback();
+  for (std::int64_t const id : AgentIds())
+    if (sto_ListAgentBase* const agent = FindAgent(id)) agent->CloseSession();
 }
 
 void sto_Session::Begin(bool forWriting) {
@@ -42,6 +45,7 @@ void sto_Session::Commit() {
   if (!m_InTransaction) Raise(sto_ErrorKind::Misuse, "There is no transaction to commit.");
   if (m_InSave) Raise(sto_ErrorKind::Misuse, "Committing in the middle of a save.");
   CheckTransaction();
+  if (m_IsWriting) WriteAgentRecords();
   if (m_IsWriting && m_NextId != m_FirstIdOfTransaction) m_Driver->SetNextObjectId(m_NextId);
   m_Driver->Commit();
   m_InTransaction = m_IsWriting = false;
@@ -54,13 +58,18 @@ void sto_Session::Rollback() noexcept {
     DropNewTies(m_FirstIdOfTransaction);
     m_Catalogue.Forget();
   }
+  bool const wasWriting = m_IsWriting;
   m_InTransaction = m_IsWriting = m_InSave = false;
   m_Kept = nullptr;
+  if (!wasWriting) return;
+  for (std::int64_t const id : AgentIds())
+    if (sto_ListAgentBase* const agent = FindAgent(id)) agent->DropUncommitted(m_FirstIdOfTransaction);
 }
 
 void sto_Session::BeginSave() {
   RaiseKept();
   if (m_InSave) Raise(sto_ErrorKind::Misuse, "A save is going on already.");
+  WriteAgentRecords(); // what the mark keeps must be whole
   m_Driver->SetMark();
   m_FirstIdOfSave = m_NextId;
   ++m_SaveNumber;
@@ -78,6 +87,7 @@ void sto_Session::EndSave() {
   CheckSave();
   if (m_IsIncomplete)
     Raise(sto_ErrorKind::Misuse, "An object could not be saved, and its failure was not passed on.");
+  WriteAgentRecords();
   m_Driver->ReleaseMark();
   m_InSave = false;
 }
@@ -92,6 +102,37 @@ void sto_Session::UndoSave() noexcept {
   } catch (...) {
     m_Driver->Rollback(); // half a save must not stay in a transaction that can be committed
   }
+  for (std::int64_t const id : AgentIds())
+    if (sto_ListAgentBase* const agent = FindAgent(id); agent != nullptr && agent->WasWrittenIn(m_SaveNumber))
+      agent->DropUncommitted(m_FirstIdOfSave);
+}
+
+sto_ListAgentBase* sto_Session::FindAgent(std::int64_t listId) const noexcept {
+  auto const found = m_Agents.find(listId);
+  return found == m_Agents.end() ? nullptr : found->second;
+}
+
+void sto_Session::AddAgent(sto_ListAgentBase& agent) {
+  m_Agents.emplace(agent.Id(), &agent);
+}
+
+void sto_Session::RemoveAgent(sto_ListAgentBase const& agent) noexcept {
+  m_Agents.erase(agent.Id());
+}
+
+std::vector<std::int64_t> sto_Session::AgentIds() const {
+  std::vector<std::int64_t> ids;
+  for (auto const& [id, agent] : m_Agents) ids.push_back(id);
+  return ids;
+}
+
+void sto_Session::FlushHolders() {
+  for (std::int64_t const id : AgentIds())
+    if (sto_ListAgentBase* const agent = FindAgent(id)) agent->FlushHolders();
+}
+
+void sto_Session::WriteAgentRecords() {
+  for (auto const& [id, agent] : m_Agents) agent->WriteRecord();
 }
 
 void sto_Session::DropNewTies(std::int64_t firstNewId) noexcept {
@@ -142,6 +183,7 @@ std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
   RaiseKept();
   unsigned int classId = 0;
   sto_Bytes bytes;
+  if (sto_ListAgentBase* const agent = FindAgent(id)) agent->WriteRecord(); // what this session has written
   m_Catalogue.Load(*m_Driver); // messages name the class also when the program does not know it
   if (!m_Driver->ReadObject(id, classId, bytes)) return nullptr;
   auto record = std::make_shared<sto_Record>();

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "store/sto_Catalogue.h"
 #include "store/sto_Driver.h"
@@ -15,6 +16,7 @@
 #include "store/sto_Record.h"
 
 class cls_FieldHandle;
+class sto_ListAgentBase;
 
 /// What the mementos of one open store share: the driver, the identity map, the catalogue, and the state of
 /// the save or load that is going on. Internal to the module.
@@ -49,12 +51,28 @@ class sto_Session {
   void Commit();
   void Rollback() noexcept;
 
+  /// A number that was another before the latest other session committed. As of the beginning of the open, or
+  /// latest, transaction.
+  [[nodiscard]] std::int64_t ChangeCounter() const noexcept { return m_ChangeCounter; }
+
+  // --- list agents
+
+  /// The agent of a list, null when it has none.
+  [[nodiscard]] sto_ListAgentBase* FindAgent(std::int64_t listId) const noexcept;
+  void AddAgent(sto_ListAgentBase& agent);
+  void RemoveAgent(sto_ListAgentBase const& agent) noexcept;
+  /// Lets every container that is tied to a list write back what it has. In a write transaction.
+  void FlushHolders();
+
   // --- one save
 
   /// Starts a save: its objects are written once each. A save that fails is undone as a whole.
   void BeginSave();
   void EndSave();
   void UndoSave() noexcept;
+
+  /// The number of the latest save.
+  [[nodiscard]] std::int64_t SaveNumber() const noexcept { return m_SaveNumber; }
 
   /// Misuse when no save is going on.
   void CheckSave() const;
@@ -103,12 +121,16 @@ class sto_Session {
  private:
   void CheckVersions(std::int64_t id, sto_Record const& record) const;
   void DropNewTies(std::int64_t firstNewId) noexcept;
+  /// The agents there are; a step with one of them may end others.
+  [[nodiscard]] std::vector<std::int64_t> AgentIds() const;
+  void WriteAgentRecords();
 
   std::string m_Location;
   std::unique_ptr<sto_Driver> m_Driver;
   sto_Catalogue m_Catalogue;
   sto_IdentityMap m_Identities;
   sto_LoadedObjects m_Loaded;
+  std::unordered_map<std::int64_t, sto_ListAgentBase*> m_Agents;
 
   bool m_InTransaction = false;
   bool m_IsWriting = false;

@@ -5,34 +5,10 @@
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "store/sto_MementoRead.h"
 #include "store/sto_MementoWrite.h"
+#include "store/sto_OwnTransaction.h"
 #include "store/sto_Session.h"
 
 namespace {
-
-/// A transaction for one operation, unless one is open already.
-class OwnTransaction {
- public:
-  OwnTransaction(sto_Session& session, bool forWriting)
-      : m_Session(session), m_IsOwn(!session.InTransaction()) {
-    if (m_IsOwn)
-      m_Session.Begin(forWriting);
-    else
-      m_Session.CheckTransaction();
-  }
-  OwnTransaction(OwnTransaction const&) = delete;
-  OwnTransaction& operator=(OwnTransaction const&) = delete;
-  ~OwnTransaction() {
-    if (m_IsOwn) m_Session.Rollback();
-  }
-  void Commit() {
-    if (m_IsOwn) m_Session.Commit();
-    m_IsOwn = false;
-  }
-
- private:
-  sto_Session& m_Session;
-  bool m_IsOwn;
-};
 
 /// Starts the writing of a root object, whose class and identity are known when it begins to write itself.
 class RootRequest : public cls_AgentRequest {
@@ -85,7 +61,7 @@ bool sto_Store::IsReadOnly() const noexcept {
 }
 
 void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject write) {
-  OwnTransaction transaction(*m_Session, true);
+  sto_OwnTransaction transaction(*m_Session, true);
   if (!m_Session->IsWriting())
     m_Session->Raise(sto_ErrorKind::Misuse, "Saving while an object is being loaded.");
   m_Session->BeginSave();
@@ -105,11 +81,12 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
     m_Session->UndoSave();
     throw;
   }
+  if (transaction.IsOwn()) m_Session->FlushHolders();
   transaction.Commit();
 }
 
 void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*, cls_ReadVisitor const&)) {
-  OwnTransaction transaction(*m_Session, false);
+  sto_OwnTransaction transaction(*m_Session, false);
   LoadScope const scope(m_Session->Loaded());
   std::optional<std::int64_t> const id = m_Session->Driver().FindRoot(root);
   if (!id) m_Session->Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
@@ -123,17 +100,17 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
 }
 
 bool sto_Store::HasRoot(std::string_view root) {
-  OwnTransaction transaction(*m_Session, false);
+  sto_OwnTransaction transaction(*m_Session, false);
   return m_Session->Driver().FindRoot(root).has_value();
 }
 
 std::vector<std::string> sto_Store::Roots() {
-  OwnTransaction transaction(*m_Session, false);
+  sto_OwnTransaction transaction(*m_Session, false);
   return m_Session->Driver().Roots();
 }
 
 bool sto_Store::RemoveRoot(std::string_view root) {
-  OwnTransaction transaction(*m_Session, true);
+  sto_OwnTransaction transaction(*m_Session, true);
   if (!m_Session->IsWriting())
     m_Session->Raise(sto_ErrorKind::Misuse, "Removing a root while an object is being loaded.");
   bool const removed = m_Session->Driver().RemoveRoot(root);
@@ -142,12 +119,12 @@ bool sto_Store::RemoveRoot(std::string_view root) {
 }
 
 std::int64_t sto_Store::ObjectCount() {
-  OwnTransaction transaction(*m_Session, false);
+  sto_OwnTransaction transaction(*m_Session, false);
   return m_Session->Driver().ObjectCount();
 }
 
 std::int64_t sto_Store::SizeBytes() {
-  OwnTransaction transaction(*m_Session, false);
+  sto_OwnTransaction transaction(*m_Session, false);
   return m_Session->Driver().SizeBytes();
 }
 
@@ -161,6 +138,7 @@ sto_Transaction::~sto_Transaction() {
 
 void sto_Transaction::Commit() {
   if (m_Session == nullptr) sto_Raise(sto_ErrorKind::Misuse, "The transaction is over.");
+  m_Session->FlushHolders();
   m_Session->Commit();
   m_Session = nullptr;
 }

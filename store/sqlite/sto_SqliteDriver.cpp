@@ -132,6 +132,7 @@ sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connect
       m_GreatestId(*m_Connection, "SELECT max(id) FROM object"),
       m_WriteObject(*m_Connection, "REPLACE INTO object(id, class_id, record) VALUES(?, ?, ?)"),
       m_ReadBlock(*m_Connection, "SELECT data FROM block WHERE key = ?"),
+      m_ReadBlocks(*m_Connection, "SELECT key, data FROM block WHERE key BETWEEN ? AND ? ORDER BY key"),
       m_HasBlock(*m_Connection, "SELECT 1 FROM block WHERE key = ?"),
       m_WriteBlock(*m_Connection, "REPLACE INTO block(key, data) VALUES(?, ?)"),
       m_DeleteBlocks(*m_Connection, "DELETE FROM block WHERE key BETWEEN ? AND ?"),
@@ -319,6 +320,13 @@ bool sto_SqliteDriver::ReadBlock(std::int64_t key, sto_Bytes& data) {
   sto_ByteView const bytes = use.Bytes(0);
   data.assign(bytes.begin(), bytes.end());
   return true;
+}
+
+void sto_SqliteDriver::ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
+  sto_SqliteStatement::Use use(m_ReadBlocks);
+  use.Bind(1, first).Bind(2, last);
+  while (use.Step() && sink.Take(use.Integer(0), use.Bytes(1))) {
+  }
 }
 
 bool sto_SqliteDriver::HasBlock(std::int64_t key) {

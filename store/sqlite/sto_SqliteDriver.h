@@ -41,6 +41,7 @@ class sto_SqliteDriver : public sto_Driver {
   void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override;
   std::int64_t ObjectCount() override;
   bool ReadBlock(std::int64_t key, sto_Bytes& data) override;
+  void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override;
   bool HasBlock(std::int64_t key) override;
   void WriteBlock(std::int64_t key, sto_ByteView data) override;
   void DeleteBlocks(std::int64_t first, std::int64_t last) override;
@@ -66,7 +67,7 @@ class sto_SqliteDriver : public sto_Driver {
   std::unique_ptr<sto_SqliteConnection> m_Connection;
   bool m_IsReadOnly;
   sto_SqliteStatement m_ReadObject, m_HasObject, m_GreatestId, m_WriteObject;
-  sto_SqliteStatement m_ReadBlock, m_HasBlock, m_WriteBlock, m_DeleteBlocks;
+  sto_SqliteStatement m_ReadBlock, m_ReadBlocks, m_HasBlock, m_WriteBlock, m_DeleteBlocks;
   sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
   std::int64_t m_FormatVersion;

@@ -93,6 +93,10 @@ class StoreFaultDriver : public sto_Driver {
     Step("ReadBlock");
     return m_Real->ReadBlock(key, data);
   }
+  void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override {
+    Step("ReadBlocks");
+    m_Real->ReadBlocks(first, last, sink);
+  }
   bool HasBlock(std::int64_t key) override {
     Step("HasBlock");
     return m_Real->HasBlock(key);

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "persist/cls_PC.h"
+
+/// Where a list agent keeps one container that holds it: a ring of this node and the container. The container
+/// leaves the ring by itself when it is destroyed or detached.
+///
+/// A ring for each container, because an array that is assigned to resets its own links without touching its
+/// neighbours: in a common ring the others would be lost with it.
+class sto_HolderSlot final : public cls_PC {
+ public:
+  void Flush() const override {}
+  void Detach() override {}
+
+  [[nodiscard]] bool IsFree() const noexcept { return Next() == this; }
+
+  /// The container, null when it has left or has forgotten the ring. In the latter case the container must
+  /// still live.
+  [[nodiscard]] cls_PC* Holder() const noexcept {
+    return !IsFree() && Next()->Next() == this ? Next() : nullptr;
+  }
+
+  /// Forgets a container that has forgotten the ring.
+  void Prune() noexcept {
+    if (!IsFree() && Holder() == nullptr) Reset();
+  }
+};

@@ -1,0 +1,91 @@
+#include "store/sto_StoredBlocks.h"
+
+#include <algorithm>
+#include <string>
+
+#include "store/sto_BlockKey.h"
+#include "store/sto_Checksum.h"
+#include "store/sto_Session.h"
+
+namespace {
+
+/// Checks blocks as the storage hands them over, and passes their content on.
+class Unsealer : public sto_BlockSink {
+ public:
+  Unsealer(std::int64_t firstKey, int first, void* context,
+           void (*take)(void* context, int index, sto_ByteView content)) noexcept
+      : m_FirstKey(firstKey), m_Next(first), m_First(first), m_Context(context), m_Take(take) {}
+
+  bool Take(std::int64_t key, sto_ByteView data) override {
+    if (key != m_FirstKey + (m_Next - m_First) || !sto_Unseal(static_cast<std::uint64_t>(key), data))
+      return false;
+    m_Take(m_Context, m_Next++, data);
+    return true;
+  }
+
+  /// The block that is missing or damaged, unless all came.
+  [[nodiscard]] int Next() const noexcept { return m_Next; }
+
+ private:
+  std::int64_t m_FirstKey;
+  int m_Next;
+  int m_First;
+  void* m_Context;
+  void (*m_Take)(void*, int, sto_ByteView);
+};
+
+} // namespace
+
+sto_ByteView sto_StoredBlocks::Kept(int index) const noexcept {
+  if (index < m_FirstKept || index >= m_FirstKept + m_KeptCount) return {};
+  return m_Kept[static_cast<std::size_t>(index - m_FirstKept)];
+}
+
+sto_ByteView sto_StoredBlocks::ReadKept(int index) {
+  sto_ByteView const kept = Kept(index);
+  if (kept.empty() || m_Session.Driver().ChangeCounter() != m_KeptState) return {};
+  m_NextIndex = index + 1;
+  return kept;
+}
+
+sto_ByteView sto_StoredBlocks::Read(int index, int blockCount) {
+  bool const isInOrder = index == m_NextIndex;
+  m_NextIndex = index + 1;
+  if (m_KeptState == m_Session.ChangeCounter())
+    if (sto_ByteView const kept = Kept(index); !kept.empty()) return kept;
+
+  int const last = isInOrder ? std::min(index + ReadAheadBlocks, blockCount) - 1 : index;
+  m_FirstKept = index;
+  m_KeptCount = 0;
+  m_KeptState = m_Session.ChangeCounter();
+  m_Kept.resize(static_cast<std::size_t>(std::max<int>(static_cast<int>(m_Kept.size()), last - index + 1)));
+  Pass(index, last, this, [](void* untyped, int, sto_ByteView content) {
+    auto& self = *static_cast<sto_StoredBlocks*>(untyped);
+    self.m_Kept[static_cast<std::size_t>(self.m_KeptCount++)].assign(content.begin(), content.end());
+  });
+  if (m_KeptCount == 0) RaiseDamaged(index); // damage further on is told when it is asked for
+  return Kept(index);
+}
+
+int sto_StoredBlocks::Pass(int first, int last, void* context, TakeBlock take) {
+  std::int64_t const firstKey = sto_BlockKey(m_ListId, first);
+  Unsealer sink(firstKey, first, context, take);
+  m_Session.Driver().ReadBlocks(firstKey, sto_BlockKey(m_ListId, last), sink);
+  return sink.Next();
+}
+
+void sto_StoredBlocks::Write(int index, sto_Bytes& content) {
+  std::int64_t const key = sto_BlockKey(m_ListId, index);
+  sto_Seal(static_cast<std::uint64_t>(key), content);
+  Forget();
+  m_Session.Driver().WriteBlock(key, content);
+}
+
+void sto_StoredBlocks::Forget() noexcept {
+  m_KeptCount = 0;
+}
+
+void sto_StoredBlocks::RaiseDamaged(int index) const {
+  m_Session.Raise(sto_ErrorKind::Damaged, "Block " + std::to_string(index) + " of the list of object " +
+                                              std::to_string(m_ListId) + " is missing or damaged.");
+}
