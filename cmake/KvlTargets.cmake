@@ -44,10 +44,11 @@ endfunction()
 function(kvl_add_store)
   find_package(SQLite3 3.40 REQUIRED)
   find_path(XXHASH_INCLUDE_DIR xxhash.h REQUIRED)
+  find_library(XXHASH_LIBRARY xxhash REQUIRED)
   kvl_library(KVLstore store
     SOURCES ${KVL_STORE_SOURCES}
     PUBLIC KVLpersist
-    PRIVATE SQLite::SQLite3)
+    PRIVATE SQLite::SQLite3 "${XXHASH_LIBRARY}")
   target_include_directories(KVLstore SYSTEM PRIVATE "${XXHASH_INCLUDE_DIR}")
 endfunction()
 

@@ -73,6 +73,7 @@ set(KVL_PERSIST_SOURCES
   wrappers/cls_xpTrString.cpp)
 
 set(KVL_STORE_SOURCES
+  store/sqlite/sto_SqliteBlob.cpp
   store/sqlite/sto_SqliteConnection.cpp
   store/sqlite/sto_SqliteDriver.cpp
   store/sto_Catalogue.cpp
@@ -138,7 +139,9 @@ set(KVL_PERSIST_TEST_SOURCES
   persist/cls_AgentProxy_test.cpp
   persist/cls_AgentRequest_test.cpp
   persist/cls_BackEndDefaults_test.cpp
+  persist/cls_Blob_test.cpp
   persist/cls_FieldHandle_test.cpp
+  persist/cls_PC_test.cpp
   persist/cls_ReadVisitor_test.cpp
   persist/cls_VisitorAllocation_test.cpp
   persist/cls_VisitorScalars_test.cpp
@@ -162,6 +165,25 @@ set(KVL_METADATA_TEST_SOURCES
   metadata/containers/cls_CIDVersion_test.cpp
   persist/adapters/cls_TypeAdapter_test.cpp
   tests/slots/MetadataSlots_test.cpp
+  tests/support/HeapCount.cpp
+  tests/support/RecordingBackEnd.cpp)
+
+set(KVL_COLLECTIONS_TEST_SOURCES
+  collections/cls_2dArrayPrim_test.cpp
+  collections/cls_ArrayPrimBuffer_test.cpp
+  collections/cls_ArrayPrimHolders_test.cpp
+  collections/cls_ArrayPrimMemory_test.cpp
+  collections/cls_ArrayPrimMisuse_test.cpp
+  collections/cls_ArrayPrimModel_test.cpp
+  collections/cls_ArrayPrimStored_test.cpp
+  collections/cls_ExtQuant_test.cpp
+  collections/cls_PTrieHeap_test.cpp
+  collections/cls_PTrieModel_test.cpp
+  collections/cls_PTrieNode_test.cpp
+  collections/cls_PTrie_test.cpp
+  collections/cls_SimpleArrayPrim_test.cpp
+  tests/slots/CollectionArraySlots_test.cpp
+  tests/slots/TrieSlots_test.cpp
   tests/support/HeapCount.cpp
   tests/support/RecordingBackEnd.cpp)
 

@@ -38,14 +38,14 @@ template <class T> class cls_2dArrayPrim : public cls_ArrayPrim<T> {
   void AppendBlock(T const* values, int count);
 
   [[nodiscard]] T const& ConstGet(int row, int column) const {
-    int const index = row * m_Columns + column;
+    int const index = IndexOf(row, column);
     Buffer const* const buffer = GetBuffer(index);
     if (buffer == nullptr) [[unlikely]]
       this->ReportRange("ConstGet", Name);
     return buffer->At(index);
   }
   [[nodiscard]] T& Get(int row, int column) {
-    int const index = row * m_Columns + column;
+    int const index = IndexOf(row, column);
     Buffer const* const buffer = GetBuffer(index);
     if (buffer == nullptr) [[unlikely]]
       this->ReportRange("Get", Name);
@@ -59,6 +59,12 @@ template <class T> class cls_2dArrayPrim : public cls_ArrayPrim<T> {
 
  private:
   static constexpr char Name[] = "cls_2dArrayPrim";
+
+  /// 32-bit arithmetic without check; what overflows wraps round.
+  [[nodiscard]] int IndexOf(int row, int column) const noexcept {
+    return static_cast<int>(static_cast<unsigned int>(row) * static_cast<unsigned int>(m_Columns) +
+                            static_cast<unsigned int>(column));
+  }
 
   Buffer* GetBuffer(int index) const { return cls_ArrayPrim<T>::GetBuffer(index, Name); }
 

@@ -55,6 +55,7 @@ template <class T> void cls_ArrayPrim<T>::ShareUnregistered(cls_ArrayPrim const&
 
 template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) const {
   m_Agent = agent;
+  m_Blocks.Ptr()->m_IsPaged = true;
   agent->AddReference();
   agent->RegisterHolder(const_cast<cls_ArrayPrim*>(this));
 }
@@ -112,14 +113,23 @@ cls_ArrayPrimBuffer<T>* cls_ArrayPrim<T>::FindBuffer(int index, char const* clas
   EvictBlocks(index);
   Trie& trie = *m_Blocks.Ptr();
   int const start = Buffer::StartOf(index);
-  if (Buffer const* const found = trie.ConstGetPtr(start)) return const_cast<Buffer*>(found);
+  Buffer const* found = trie.ConstGetPtr(start);
+  if (found == nullptr) {
+    trie.Insert(start, MakeBlock(index, start, className));
+    found = trie.ConstGetPtr(start);
+  }
+  // A copy that is not associated may have left other blocks; the next access of one that is evicts them.
+  if (trie.m_IsPaged && trie.Count() > 1) trie.LayDown();
+  return const_cast<Buffer*>(found);
+}
 
-  bool const isNext = index == start && index == m_Size; // about to be appended: nothing to read
-  if (!isNext && m_Agent == nullptr) Print(className, "In %s::GetBuffer() Missing agent.");
-  Buffer const block = Buffer::Make();
-  if (!isNext) m_Agent->ReadRun(start, CountIn(start), block.Values());
-  trie.Insert(start, block);
-  return const_cast<Buffer*>(trie.ConstGetPtr(start));
+template <class T>
+cls_ArrayPrimBuffer<T> cls_ArrayPrim<T>::MakeBlock(int index, int start, char const* className) const {
+  Buffer block = Buffer::Make();
+  if (index == start && index == m_Size) return block; // about to be appended: nothing to read
+  if (m_Agent == nullptr) Print(className, "In %s::GetBuffer() Missing agent.");
+  m_Agent->ReadRun(start, CountIn(start), block.Values());
+  return block;
 }
 
 template <class T> void cls_ArrayPrim<T>::DBWrite(cls_WriteVisitor const& visitor) const {

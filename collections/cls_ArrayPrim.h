@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include "collections/cls_ArrayPrimBuffer.h"
 #include "collections/cls_PTrie.h"
 #include "metadata/cls_CollectionType.h"
@@ -130,8 +132,8 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// array. Empty at the end and outside. Valid until another block is touched.
   [[nodiscard]] Run ConstGetRun(int index) const {
     if (index < 0 || index >= m_Size) return {nullptr, 0};
-    int const end = Buffer::StartOf(index) + Buffer::ElementCount;
-    return {&GetBuffer(index)->At(index), (end < m_Size && end > 0 ? end : m_Size) - index};
+    int const inBlock = Buffer::ElementCount - (index & Buffer::SlotMask);
+    return {&GetBuffer(index)->At(index), std::min(inBlock, m_Size - index)};
   }
 
   /// The class under which every array is stored, whatever its elements.
@@ -142,18 +144,23 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   [[nodiscard]] bool IsAssociated() const noexcept { return m_Agent != nullptr; }
 
  protected:
-  using Trie = cls_PTrie<int, Buffer, 1>;
+  /// The resident blocks. Once a holder is associated, one block in hand must be the only one.
+  struct Trie : cls_PTrie<int, Buffer, 1> {
+    bool m_IsPaged = false;
+  };
 
   /// The block of an index, made or read when it is not in memory, after all other blocks of an associated
   /// array are evicted. Null for an index below 0 or above the size. The size itself is accepted: that is
   /// where the next element goes. `className` stands in messages.
   Buffer* GetBuffer(int index, char const* className = "cls_ArrayPrim") const {
-    if (index < 0 || index > m_Size) return nullptr;
+    // One branch for both ends: either number is negative when its end is passed.
+    if (((static_cast<long long>(m_Size) - index) | index) < 0) [[unlikely]]
+      return nullptr;
     Trie const& trie = *m_Blocks.Ptr();
-    Buffer const* const found = trie.InHand(Buffer::StartOf(index));
-    // The block in hand needs no eviction when there is no other.
-    if (found != nullptr && (m_Agent == nullptr || trie.Count() == 1)) [[likely]]
-      return const_cast<Buffer*>(found);
+    // Of an associated array the block in hand is the only one (FindBuffer sees to it), so nothing is
+    // evicted.
+    if (trie.IsInHand(Buffer::StartOf(index))) [[likely]]
+      return const_cast<Buffer*>(&trie.HandValue());
     return FindBuffer(index, className);
   }
 
@@ -167,6 +174,8 @@ template <class T> class cls_ArrayPrim : public cls_PC {
 
  private:
   [[nodiscard]] Buffer* FindBuffer(int index, char const* className) const;
+  /// A new block for an index, with its elements from storage unless it is about to get its first.
+  [[nodiscard]] Buffer MakeBlock(int index, int start, char const* className) const;
   /// Writes back and drops every block but the one of `keptIndex` (-1 for none).
   void EvictBlocks(int keptIndex) const;
   void WriteBlock(int start, Buffer const& buffer) const;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <typeinfo>
+
 #include "collections/cls_PTrieNode.h"
 
 /// Sparse map from an integer key to a value: a critical-bit trie over the key's bit image. One branch for
@@ -46,7 +49,7 @@ template <class K, class V, int W> class cls_PTrie {
   void Remove(K const& key) {
     Image::Copy(key, m_Key);
     if (m_Root == nullptr) return;
-    if (m_InHand != nullptr && m_InHand->m_Key == key) m_InHand = nullptr;
+    if (IsInHand(key)) LayDown();
     Node* const replacement = m_Root->Remove(*this, key);
     if (replacement == m_Root) return;
     delete m_Root;
@@ -55,23 +58,24 @@ template <class K, class V, int W> class cls_PTrie {
 
   /// The value of a key that is there. No check.
   [[nodiscard]] V const& ConstGet(K const& key) const {
-    if (m_InHand != nullptr && m_InHand->m_Key == key) return m_InHand->m_Datum;
+    if (IsInHand(key)) return HandValue();
     Image::Copy(key, m_Key);
-    return *m_Root->Locate(*this, key);
+    return *LocateBelow(m_Root, key);
   }
 
   /// The value of a key, or null.
   [[nodiscard]] V const* ConstGetPtr(K const& key) const {
-    if (V const* const found = InHand(key)) return found;
+    if (IsInHand(key)) return &HandValue();
     if (m_Root == nullptr) return nullptr;
     Image::Copy(key, m_Key);
-    return m_Root->Locate(*this, key);
+    return LocateBelow(m_Root, key);
   }
 
-  /// The value of a key when it is the one that was found last, null otherwise. No walk.
-  [[nodiscard]] V const* InHand(K const& key) const noexcept {
-    return m_InHand != nullptr && m_InHand->m_Key == key ? &m_InHand->m_Datum : nullptr;
-  }
+  /// Whether a key is the one that was found last: then HandValue has its value. No walk.
+  [[nodiscard]] bool IsInHand(K const& key) const noexcept { return TagOf(key) == m_HandTag; }
+  [[nodiscard]] V const& HandValue() const noexcept { return *m_HandDatum; }
+  /// Forgets which key was found last.
+  void LayDown() const noexcept { m_HandTag = NoTag; }
 
   /// 1 when the key is there, else 0.
   [[nodiscard]] int Contains(K const& key) const { return ConstGetPtr(key) != nullptr ? 1 : 0; }
@@ -79,15 +83,13 @@ template <class K, class V, int W> class cls_PTrie {
   /// Deletes every node, and with the leaves their values.
   void Clear() {
     delete m_Root;
-    m_InHand = nullptr;
+    LayDown();
     m_Root = nullptr;
     m_Count = 0;
   }
 
   /// One step of an iterator.
-  void Next(Iter& iter) const {
-    if (m_Root != nullptr) m_Root->Next(iter);
-  }
+  void Next(Iter& iter) const;
 
   /// Whether counts, bits and keys fit together. For tests; walks the whole trie.
   [[nodiscard]] bool Verify() const;
@@ -104,11 +106,41 @@ template <class K, class V, int W> class cls_PTrie {
     return Image::Test(m_Key, bit) ? new Branch(bit, leaf, sibling) : new Branch(bit, sibling, leaf);
   }
 
+  /// Stands for a key in one comparison; keys of more than one word have none.
+  static std::int64_t TagOf([[maybe_unused]] K const& key) noexcept {
+    if constexpr (W == 1)
+      return static_cast<unsigned int>(key);
+    else
+      return NoTag - 1;
+  }
+  static constexpr std::int64_t NoTag = -1;
+
+  void TakeInHand([[maybe_unused]] K const& key, [[maybe_unused]] V const& datum) const noexcept {
+    if constexpr (W == 1) {
+      m_HandTag = TagOf(key);
+      m_HandDatum = &datum;
+    }
+  }
+
+  /// What a node is shows at its virtual table; a trie holds no other kinds.
+  static Branch const* AsBranch(Node const* node) noexcept {
+    return typeid(*node) == typeid(Branch) ? static_cast<Branch const*>(node) : nullptr;
+  }
+
+  /// What Locate does node by node, in a loop: a walk that calls through a table at each branch waits for
+  /// each.
+  V const* LocateBelow(Node const* node, K const& key) const {
+    while (Branch const* const branch = AsBranch(node))
+      node = Image::Test(m_Key, branch->m_Bit) ? branch->m_OnSet : branch->m_OnClear;
+    return node->Locate(*this, key);
+  }
+
   unsigned int m_Count = 0;
   mutable unsigned int m_Key[W] = {}; // scratch: the image of the key of the operation under way
   Node* m_Root = nullptr;
-  Leaf* m_Last = nullptr; // the leaf that the latest Insert made or assigned
-  mutable Leaf const* m_InHand = nullptr;
+  Leaf* m_Last = nullptr;                 // the leaf that the latest Insert made or assigned
+  mutable std::int64_t m_HandTag = NoTag; // the key that was found last, and its value
+  mutable V const* m_HandDatum = nullptr;
 };
 
 /// Walks a trie; see cls_PTrie for the order. Valid while the trie is not changed.
@@ -135,13 +167,38 @@ template <class K, class V, int W> class cls_PTrieIter {
   [[nodiscard]] K const& CurrentKey() const noexcept { return m_Current->m_Key; }
 
  private:
+  friend class cls_PTrie<K, V, W>;
   friend class cls_PTrieInternalNode<K, V, W>;
   friend class cls_PTrieLeafNode<K, V, W>;
 
   unsigned int m_Key[W] = {};
   cls_PTrieLeafNode<K, V, W> const* m_Current; // First sets it
   cls_PTrie<K, V, W> const* m_Trie;
+  // The branches above the current leaf whose set side is still to come, so that a step need not begin at the
+  // root.
+  cls_PTrieInternalNode<K, V, W> const* m_Turns[32 * W];
+  int m_TurnCount = 0;
 };
+
+template <class K, class V, int W> void cls_PTrie<K, V, W>::Next(Iter& iter) const {
+  if (m_Root == nullptr) return;
+  Node const* node = m_Root;
+  if (iter.m_Current == nullptr) {
+    iter.m_TurnCount = 0; // the walk starts, or starts over
+  } else if (iter.m_TurnCount > 0) {
+    node = iter.m_Turns[--iter.m_TurnCount]->m_OnSet;
+  } else {
+    iter.m_Current = nullptr;
+    std::memset(iter.m_Key, 0, sizeof iter.m_Key);
+    return;
+  }
+  while (Branch const* const branch = AsBranch(node)) {
+    iter.m_Turns[iter.m_TurnCount++] = branch;
+    node = branch->m_OnClear;
+  }
+  iter.m_Current = static_cast<Leaf const*>(node);
+  Image::Copy(iter.m_Current->m_Key, iter.m_Key);
+}
 
 template <class K, class V, int W> bool cls_PTrie<K, V, W>::Verify() const {
   unsigned int count = 0;

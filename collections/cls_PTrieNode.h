@@ -113,6 +113,8 @@ template <class K, class V, int W> class cls_PTrieInternalNode final : public cl
   }
 
  private:
+  friend class cls_PTrie<K, V, W>;
+
   Node*& Child(typename Node::Trie const& trie) noexcept {
     return Image::Test(trie.m_Key, m_Bit) ? m_OnSet : m_OnClear;
   }
@@ -132,7 +134,7 @@ template <class K, class V, int W> class cls_PTrieLeafNode final : public cls_PT
 
   V const* Locate(typename Node::Trie const& trie, K const& key) const override {
     if (key != m_Key) return nullptr;
-    trie.m_InHand = this;
+    trie.TakeInHand(m_Key, m_Datum);
     return &m_Datum;
   }
 

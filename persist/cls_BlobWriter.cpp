@@ -5,7 +5,12 @@
 cls_BlobWriter::cls_BlobWriter(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
                                cls_Uid const& uid) {
   cls_MementoWrite* const child = visitor.Memento()->MakeFieldWriteObjCow(field, TypeId(), uid, nullptr);
-  m_Agent = child->MakeAgentBlob();
+  try {
+    m_Agent = child->MakeAgentBlob();
+  } catch (...) {
+    if (child->NeedsDeletion()) delete child;
+    throw;
+  }
   if (child->NeedsDeletion()) delete child; // the agent outlives it
 }
 

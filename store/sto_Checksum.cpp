@@ -1,7 +1,10 @@
 #include "store/sto_Checksum.h"
 
-#define XXH_INLINE_ALL
+#if defined(__x86_64__) && __has_include(<xxh_x86dispatch.h>)
+#include <xxh_x86dispatch.h> // chooses the processor's widest registers at run time
+#else
 #include <xxhash.h>
+#endif
 
 #include "store/sto_Format.h"
 

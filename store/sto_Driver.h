@@ -95,11 +95,16 @@ class sto_Driver {
 
   /// Reads a block; false when there is none. `data` is replaced.
   virtual bool ReadBlock(std::int64_t key, sto_Bytes& data) = 0;
+  /// Reads a block of a known size, its last bytes to `end` and those before to `data`. False when there is
+  /// none, or one of another size.
+  virtual bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) = 0;
   /// Hands the blocks with keys from `first` to `last`, both included, to `sink`, in ascending order, in one
   /// pass.
   virtual void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) = 0;
   virtual bool HasBlock(std::int64_t key) = 0;
   virtual void WriteBlock(std::int64_t key, sto_ByteView data) = 0;
+  /// The same for a block that is there: only what changes is written where the storage can.
+  virtual void OverwriteBlock(std::int64_t key, sto_ByteView data) = 0;
   /// Deletes the blocks with keys from `first` to `last`, both included.
   virtual void DeleteBlocks(std::int64_t first, std::int64_t last) = 0;
 

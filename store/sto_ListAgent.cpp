@@ -99,7 +99,9 @@ template <class T> void sto_ListAgent<T>::WriteRun(int firstIndex, int count, T 
   try {
     sto_OwnTransaction transaction(Session(), true);
     if (!Session().IsWriting())
-      Session().Raise(sto_ErrorKind::Misuse, Describe() + " is written while an object is being loaded.");
+      Session().Raise(
+          sto_ErrorKind::Misuse,
+          Describe() + " is written in a transaction that only reads, or while an object is being loaded.");
     Synchronise();
     Write(firstIndex, count, values);
     transaction.Commit();
@@ -135,13 +137,13 @@ template <class T> void sto_ListAgent<T>::WriteIntoBlock(int index, int offset, 
     Encode(content, values, count);
   } else {
     auto const whole = std::make_unique<T[]>(BlockSize);
-    if (stored > 0) Decode(index, Blocks().Read(index, BlockCount()), stored, 0, stored, whole.get());
+    if (stored > 0) Decode(index, Blocks().Read(index), stored, 0, stored, whole.get());
     std::copy_n(values, count, whole.get() + offset);
     Encode(content, whole.get(), std::max(stored, offset + count));
   }
   if (content.size() > sto_Format::MaxValueBytes)
     Session().Raise(sto_ErrorKind::Full, Describe() + " has too many bytes in one block of elements.");
-  Blocks().Write(index, content);
+  Blocks().Write(index, content, stored > 0);
 }
 
 template <class T> int sto_ListAgent<T>::ReadRun(int firstIndex, int count, T* destination) {
@@ -163,8 +165,12 @@ template <class T> int sto_ListAgent<T>::ReadRun(int firstIndex, int count, T* d
   if (there == 0) return 0;
   if (m_InlineRecord != nullptr) {
     Decode(0, m_Inline, m_Count, firstIndex, there, destination);
+  } else if (IsRaw<T> && !transaction.IsOwn() && offset == 0 && there == CountIn(index)) {
+    Blocks().ReadInto(index, std::as_writable_bytes(std::span(destination, static_cast<std::size_t>(there))));
   } else if (offset + there <= BlockSize) {
-    Decode(index, Blocks().Read(index, BlockCount()), CountIn(index), offset, there, destination);
+    sto_ByteView const content =
+        transaction.IsOwn() ? Blocks().ReadAhead(index, BlockCount()) : Blocks().Read(index);
+    Decode(index, content, CountIn(index), offset, there, destination);
   } else {
     int const last = (firstIndex + there - 1) / BlockSize;
     Blocks().ReadRun(index, last, [&](int block, sto_ByteView content) {

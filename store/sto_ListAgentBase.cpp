@@ -93,7 +93,7 @@ void sto_ListAgentBase::NoteWritten(int count) {
 void sto_ListAgentBase::MoveOutOfRecord() {
   if (m_InlineRecord == nullptr) return;
   sto_Bytes content(m_Inline.begin(), m_Inline.end());
-  m_Blocks.Write(0, content);
+  m_Blocks.Write(0, content, false);
   m_Inline = {};
   m_InlineRecord = nullptr;
 }

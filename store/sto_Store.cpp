@@ -63,7 +63,8 @@ bool sto_Store::IsReadOnly() const noexcept {
 void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject write) {
   sto_OwnTransaction transaction(*m_Session, true);
   if (!m_Session->IsWriting())
-    m_Session->Raise(sto_ErrorKind::Misuse, "Saving while an object is being loaded.");
+    m_Session->Raise(sto_ErrorKind::Misuse,
+                     "Saving in a transaction that only reads, or while an object is being loaded.");
   m_Session->BeginSave();
   try {
     RootRequest const request(*m_Session);
@@ -112,7 +113,8 @@ std::vector<std::string> sto_Store::Roots() {
 bool sto_Store::RemoveRoot(std::string_view root) {
   sto_OwnTransaction transaction(*m_Session, true);
   if (!m_Session->IsWriting())
-    m_Session->Raise(sto_ErrorKind::Misuse, "Removing a root while an object is being loaded.");
+    m_Session->Raise(sto_ErrorKind::Misuse,
+                     "Removing a root in a transaction that only reads, or while an object is being loaded.");
   bool const removed = m_Session->Driver().RemoveRoot(root);
   transaction.Commit();
   return removed;
@@ -145,4 +147,12 @@ void sto_Transaction::Commit() {
 
 void sto_Transaction::Rollback() noexcept {
   if (m_Session != nullptr) std::exchange(m_Session, nullptr)->Rollback();
+}
+
+sto_ReadTransaction::sto_ReadTransaction(sto_Store& store) : m_Session(*store.m_Session) {
+  m_Session.Begin(false);
+}
+
+sto_ReadTransaction::~sto_ReadTransaction() {
+  m_Session.Rollback();
 }

@@ -13,6 +13,7 @@
 #include "store/sto_Exception.h"
 #include "store/sto_Shared.h"
 
+class sto_ReadTransaction;
 class sto_Session;
 
 /// How a store is opened.
@@ -112,6 +113,7 @@ class KVL_EXPORT sto_Store {
   [[nodiscard]] std::int64_t SizeBytes();
 
  private:
+  friend class sto_ReadTransaction;
   friend class sto_Transaction;
 
   using WriteObject = void (*)(void const* object, cls_WriteVisitor const& visitor);
@@ -154,4 +156,24 @@ class KVL_EXPORT sto_Transaction {
 
  private:
   sto_Session* m_Session; // null when the transaction is over
+};
+
+/// A transaction on a store that only reads: everything in it sees one state of the store. Reading many
+/// objects, or many blocks of a bulk array, is several times faster in one than each by itself. While it is
+/// open, other sessions cannot commit: keep it short.
+///
+///     sto_ReadTransaction const transaction(store);
+///     for (int i = 0; i < history.Size(); ++i) sum += history.ConstGet(i);
+///
+/// Writing inside it raises Misuse. The store must outlive it. Thread rule: as the store.
+class KVL_EXPORT sto_ReadTransaction {
+ public:
+  /// Begins; Misuse when a transaction is open.
+  explicit sto_ReadTransaction(sto_Store& store);
+  ~sto_ReadTransaction();
+  sto_ReadTransaction(sto_ReadTransaction const&) = delete;
+  sto_ReadTransaction& operator=(sto_ReadTransaction const&) = delete;
+
+ private:
+  sto_Session& m_Session;
 };

@@ -1,6 +1,7 @@
 #include "store/sto_StoredBlocks.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 #include "store/sto_BlockKey.h"
@@ -48,17 +49,32 @@ sto_ByteView sto_StoredBlocks::ReadKept(int index) {
   return kept;
 }
 
-sto_ByteView sto_StoredBlocks::Read(int index, int blockCount) {
-  bool const isInOrder = index == m_NextIndex;
+sto_ByteView sto_StoredBlocks::Read(int index) {
+  std::int64_t const key = sto_BlockKey(m_ListId, index);
   m_NextIndex = index + 1;
-  if (m_KeptState == m_Session.ChangeCounter())
-    if (sto_ByteView const kept = Kept(index); !kept.empty()) return kept;
+  if (!m_Session.Driver().ReadBlock(key, m_Block)) RaiseDamaged(index);
+  sto_ByteView content(m_Block);
+  if (!sto_Unseal(static_cast<std::uint64_t>(key), content)) RaiseDamaged(index);
+  return content;
+}
 
-  int const last = isInOrder ? std::min(index + ReadAheadBlocks, blockCount) - 1 : index;
+void sto_StoredBlocks::ReadInto(int index, std::span<std::byte> content) {
+  std::int64_t const key = sto_BlockKey(m_ListId, index);
+  m_NextIndex = index + 1;
+  std::array<std::byte, sto_Format::ChecksumBytes> end;
+  if (!m_Session.Driver().ReadBlockInto(key, content, end) ||
+      sto_ByteReader(end).Number<std::uint64_t>() != sto_Checksum(static_cast<std::uint64_t>(key), content))
+    RaiseDamaged(index);
+}
+
+sto_ByteView sto_StoredBlocks::ReadAhead(int index, int blockCount) {
+  if (index != m_NextIndex) return Read(index);
+  m_NextIndex = index + 1;
+  int const last = std::min(index + ReadAheadBlocks, blockCount) - 1;
   m_FirstKept = index;
   m_KeptCount = 0;
   m_KeptState = m_Session.ChangeCounter();
-  m_Kept.resize(static_cast<std::size_t>(std::max<int>(static_cast<int>(m_Kept.size()), last - index + 1)));
+  if (m_Kept.empty()) m_Kept.resize(ReadAheadBlocks);
   Pass(index, last, this, [](void* untyped, int, sto_ByteView content) {
     auto& self = *static_cast<sto_StoredBlocks*>(untyped);
     self.m_Kept[static_cast<std::size_t>(self.m_KeptCount++)].assign(content.begin(), content.end());
@@ -74,11 +90,14 @@ int sto_StoredBlocks::Pass(int first, int last, void* context, TakeBlock take) {
   return sink.Next();
 }
 
-void sto_StoredBlocks::Write(int index, sto_Bytes& content) {
+void sto_StoredBlocks::Write(int index, sto_Bytes& content, bool isThere) {
   std::int64_t const key = sto_BlockKey(m_ListId, index);
   sto_Seal(static_cast<std::uint64_t>(key), content);
   Forget();
-  m_Session.Driver().WriteBlock(key, content);
+  if (isThere)
+    m_Session.Driver().OverwriteBlock(key, content);
+  else
+    m_Session.Driver().WriteBlock(key, content);
 }
 
 void sto_StoredBlocks::Forget() noexcept {

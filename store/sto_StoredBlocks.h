@@ -1,28 +1,38 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "store/sto_Codec.h"
 
 class sto_Session;
 
-/// The sealed blocks of one stored list: reads and writes them by index, and reads ahead when they are asked
-/// for one after the other. Internal to the module.
+/// The sealed blocks of one stored list: reads and writes them by index. Internal to the module.
 ///
-/// Memory: at most ReadAheadBlocks blocks. Every operation but ReadKept needs an open transaction.
+/// A look into the storage from outside of a transaction costs several times what the block costs, so there
+/// blocks that are asked for one after the other are read ahead. Inside a longer transaction they are not:
+/// the storage maps the file, and the system reads ahead by itself.
+///
+/// Memory: at most ReadAheadBlocks blocks and one. Every operation but ReadKept needs an open transaction.
 /// Errors: Damaged for a block that is missing or does not fit its checksum; those of the driver.
 /// Thread rule: the thread of the session.
 class sto_StoredBlocks {
  public:
-  /// How many blocks one look into the storage brings when they are read in order: 256 KiB of doubles.
+  /// How many blocks are read at once when they are read in order: 256 KiB of doubles.
   static constexpr int ReadAheadBlocks = 16;
 
   sto_StoredBlocks(sto_Session& session, std::int64_t listId) noexcept
       : m_Session(session), m_ListId(listId) {}
 
-  /// The content of block `index` of a list of `blockCount` blocks. Valid until the next operation.
-  [[nodiscard]] sto_ByteView Read(int index, int blockCount);
+  /// The content of block `index`. Valid until the next operation.
+  [[nodiscard]] sto_ByteView Read(int index);
+
+  /// Reads the content of a block, all of it, straight to `content`, which is as large.
+  void ReadInto(int index, std::span<std::byte> content);
+
+  /// As Read, with those behind it when the one before it was read last. The list has `blockCount` blocks.
+  [[nodiscard]] sto_ByteView ReadAhead(int index, int blockCount);
 
   /// The content of a block that was read ahead and that nobody has changed since, without transaction; empty
   /// when there is none.
@@ -39,8 +49,8 @@ class sto_StoredBlocks {
     if (next <= last) RaiseDamaged(next);
   }
 
-  /// Writes the content of a block, in the place of one that is there; `content` gets its checksum appended.
-  void Write(int index, sto_Bytes& content);
+  /// Writes the content of a block, of one that `isThere` in its place; `content` gets its checksum appended.
+  void Write(int index, sto_Bytes& content, bool isThere);
 
   /// Forgets what was read ahead.
   void Forget() noexcept;
@@ -59,4 +69,5 @@ class sto_StoredBlocks {
   int m_KeptCount = 0;
   std::int64_t m_KeptState = 0; // the store's change counter when the kept blocks were read
   std::vector<sto_Bytes> m_Kept;
+  sto_Bytes m_Block; // the one read last
 };

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -18,7 +19,7 @@ namespace {
 void Configure(sto_SqliteConnection& connection) {
   sqlite3_db_config(connection.Handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(connection.Handle(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-  connection.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA; PRAGMA cell_size_check = ON;"
+  connection.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA;"
                      "PRAGMA mmap_size = 1099511627776; PRAGMA temp_store = MEMORY;");
 }
 
@@ -131,7 +132,6 @@ sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connect
       m_HasObject(*m_Connection, "SELECT 1 FROM object WHERE id = ?"),
       m_GreatestId(*m_Connection, "SELECT max(id) FROM object"),
       m_WriteObject(*m_Connection, "REPLACE INTO object(id, class_id, record) VALUES(?, ?, ?)"),
-      m_ReadBlock(*m_Connection, "SELECT data FROM block WHERE key = ?"),
       m_ReadBlocks(*m_Connection, "SELECT key, data FROM block WHERE key BETWEEN ? AND ? ORDER BY key"),
       m_HasBlock(*m_Connection, "SELECT 1 FROM block WHERE key = ?"),
       m_WriteBlock(*m_Connection, "REPLACE INTO block(key, data) VALUES(?, ?)"),
@@ -145,7 +145,8 @@ sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connect
       m_WriteClass(*m_Connection,
                    "REPLACE INTO class(class_id, version, name, base_class_id) VALUES(?, ?, ?, ?)"),
       m_AddName(*m_Connection, "INSERT INTO name(id, text) VALUES(?, ?)"),
-      m_FormatVersion(m_Connection->QueryInteger("PRAGMA user_version")) {}
+      m_FormatVersion(m_Connection->QueryInteger("PRAGMA user_version")), m_ReadBlob(*m_Connection, false),
+      m_WriteBlob(*m_Connection, true) {}
 
 void sto_SqliteDriver::Begin(bool forWriting) {
   m_Connection->Execute(forWriting ? "BEGIN IMMEDIATE" : "BEGIN");
@@ -167,10 +168,12 @@ void sto_SqliteDriver::Upgrade() {
 }
 
 void sto_SqliteDriver::Commit() {
+  CloseBlobs();
   m_Connection->Execute("COMMIT");
 }
 
 void sto_SqliteDriver::Rollback() noexcept {
+  CloseBlobs();
   if (IsInTransaction()) sqlite3_exec(m_Connection->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
 }
 
@@ -192,6 +195,7 @@ void sto_SqliteDriver::ReleaseMark() {
   m_Connection->Execute("RELEASE mark");
 }
 void sto_SqliteDriver::RollbackToMark() {
+  CloseBlobs();
   if (IsInTransaction()) m_Connection->Execute("ROLLBACK TO mark; RELEASE mark");
 }
 
@@ -315,10 +319,15 @@ std::int64_t sto_SqliteDriver::ObjectCount() {
 }
 
 bool sto_SqliteDriver::ReadBlock(std::int64_t key, sto_Bytes& data) {
-  sto_SqliteStatement::Use use(m_ReadBlock);
-  if (!use.Bind(1, key).Step()) return false;
-  sto_ByteView const bytes = use.Bytes(0);
-  data.assign(bytes.begin(), bytes.end());
+  if (!m_ReadBlob.Seek(key)) return false;
+  m_ReadBlob.Read(data);
+  return true;
+}
+
+bool sto_SqliteDriver::ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) {
+  if (!m_ReadBlob.Seek(key) || m_ReadBlob.SizeBytes() != data.size() + end.size()) return false;
+  m_ReadBlob.Read(0, data);
+  m_ReadBlob.Read(data.size(), end);
   return true;
 }
 
@@ -336,6 +345,26 @@ bool sto_SqliteDriver::HasBlock(std::int64_t key) {
 void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
   CheckTransaction();
   sto_SqliteStatement::Use(m_WriteBlock).Bind(1, key).Bind(2, data).Step();
+}
+
+void sto_SqliteDriver::OverwriteBlock(std::int64_t key, sto_ByteView data) {
+  CheckTransaction();
+  if (!m_WriteBlob.Seek(key) || m_WriteBlob.SizeBytes() != data.size()) return WriteBlock(key, data);
+  // A block takes two pages, and each page that is written goes through the journal: mostly one is enough.
+  // The checksum at the end always changes.
+  m_WriteBlob.Read(m_OldBlock);
+  std::size_t const content = data.size() - std::min(data.size(), sto_Format::ChecksumBytes);
+  auto const [first, inOld] = std::mismatch(data.begin(), data.begin() + content, m_OldBlock.begin());
+  std::size_t const start = static_cast<std::size_t>(first - data.begin());
+  std::size_t end = content;
+  while (end > start && data[end - 1] == m_OldBlock[end - 1]) --end;
+  if (end > start) m_WriteBlob.Write(start, data.subspan(start, end - start));
+  if (end > start) m_WriteBlob.Write(content, data.subspan(content));
+}
+
+void sto_SqliteDriver::CloseBlobs() noexcept {
+  m_ReadBlob.Close();
+  m_WriteBlob.Close();
 }
 
 void sto_SqliteDriver::DeleteBlocks(std::int64_t first, std::int64_t last) {

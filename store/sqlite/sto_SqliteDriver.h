@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include "store/sqlite/sto_SqliteBlob.h"
 #include "store/sqlite/sto_SqliteConnection.h"
 #include "store/sto_Driver.h"
 
@@ -41,9 +42,11 @@ class sto_SqliteDriver : public sto_Driver {
   void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override;
   std::int64_t ObjectCount() override;
   bool ReadBlock(std::int64_t key, sto_Bytes& data) override;
+  bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) override;
   void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override;
   bool HasBlock(std::int64_t key) override;
   void WriteBlock(std::int64_t key, sto_ByteView data) override;
+  void OverwriteBlock(std::int64_t key, sto_ByteView data) override;
   void DeleteBlocks(std::int64_t first, std::int64_t last) override;
   std::optional<std::int64_t> FindRoot(std::string_view name) override;
   void SetRoot(std::string_view name, std::int64_t id) override;
@@ -54,6 +57,9 @@ class sto_SqliteDriver : public sto_Driver {
  private:
   /// Every write asks first: outside a transaction SQLite would make each durable on its own.
   void CheckTransaction() const;
+
+  /// Before the transaction ends, or goes back.
+  void CloseBlobs() noexcept;
 
   /// Whether the store, as the open transaction sees it, describes attributes.
   [[nodiscard]] bool HasAttributes();
@@ -67,8 +73,10 @@ class sto_SqliteDriver : public sto_Driver {
   std::unique_ptr<sto_SqliteConnection> m_Connection;
   bool m_IsReadOnly;
   sto_SqliteStatement m_ReadObject, m_HasObject, m_GreatestId, m_WriteObject;
-  sto_SqliteStatement m_ReadBlock, m_ReadBlocks, m_HasBlock, m_WriteBlock, m_DeleteBlocks;
+  sto_SqliteStatement m_ReadBlocks, m_HasBlock, m_WriteBlock, m_DeleteBlocks;
   sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
   std::int64_t m_FormatVersion;
+  sto_SqliteBlob m_ReadBlob, m_WriteBlob;
+  sto_Bytes m_OldBlock; // what OverwriteBlock compares with
 };

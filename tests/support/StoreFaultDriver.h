@@ -93,6 +93,10 @@ class StoreFaultDriver : public sto_Driver {
     Step("ReadBlock");
     return m_Real->ReadBlock(key, data);
   }
+  bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) override {
+    Step("ReadBlockInto");
+    return m_Real->ReadBlockInto(key, data, end);
+  }
   void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override {
     Step("ReadBlocks");
     m_Real->ReadBlocks(first, last, sink);
@@ -104,6 +108,10 @@ class StoreFaultDriver : public sto_Driver {
   void WriteBlock(std::int64_t key, sto_ByteView data) override {
     Step("WriteBlock");
     m_Real->WriteBlock(key, data);
+  }
+  void OverwriteBlock(std::int64_t key, sto_ByteView data) override {
+    Step("OverwriteBlock");
+    m_Real->OverwriteBlock(key, data);
   }
   void DeleteBlocks(std::int64_t first, std::int64_t last) override {
     Step("DeleteBlocks");

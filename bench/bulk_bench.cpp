@@ -1,0 +1,492 @@
+/// What bulk arrays cost: in memory beside the standard library's containers, and on a store beside a plain
+/// file and HDF5.
+///
+///     bulk_bench [FOLDER]         the files go to FOLDER (default: the system's temporary folder), about 1.5
+///     GB bulk_bench --smoke          everything once, small; the figures mean nothing bulk_bench --memory
+///     COUNT FILE    writes and scans COUNT elements, prints the peak memory (used by itself)
+///
+/// Ratios are of times in the same run, medians of interleaved repetitions; below 1 is faster than the peer.
+
+#include <fcntl.h>
+#include <hdf5.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <numeric>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "collections/cls_ArrayPrim.h"
+#include "module/nex_initialize.h"
+#include "store/sto_Store.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int BlockCount = 2048; // elements in a block
+constexpr std::size_t BlockBytes = BlockCount * sizeof(double);
+
+bool s_IsSmoke = false;
+
+double SecondsOf(std::function<void()> const& work) {
+  Clock::time_point const start = Clock::now();
+  work();
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double Median(std::vector<double> values) {
+  std::ranges::sort(values);
+  return values[values.size() / 2];
+}
+
+template <class T> void Use(T const& value) {
+  asm volatile("" : : "r,m"(value) : "memory");
+}
+
+/// Ours beside a peer, in turn.
+void Compare(char const* name, char const* peer, double count, std::function<void()> const& ours,
+             std::function<void()> const& theirs, char const* reach) {
+  std::vector<double> mine, other, ratios;
+  for (int i = 0; i < (s_IsSmoke ? 1 : 7); ++i) {
+    mine.push_back(SecondsOf(ours));
+    other.push_back(SecondsOf(theirs));
+    ratios.push_back(mine.back() / other.back());
+  }
+  std::printf("  %-34s %8.2f ns   %-22s %8.2f ns   %5.2f  %s\n", name, Median(mine) / count * 1e9, peer,
+              Median(other) / count * 1e9, Median(ratios), reach);
+}
+
+// ---- In memory
+
+/// Sums a container that is passed by reference, as a program's functions get theirs.
+template <class Container> [[gnu::noinline]] double SumInOrder(Container const& container, int count) {
+  double sum = 0;
+  for (int i = 0; i < count; ++i)
+    if constexpr (requires { container.ConstGet(i); })
+      sum += container.ConstGet(i);
+    else
+      sum += container[static_cast<std::size_t>(i)];
+  return sum;
+}
+
+void MeasureMemory() {
+  int const count = s_IsSmoke ? 10'000 : 10'000'000;
+  int const blocks = count / BlockCount + 1;
+  std::printf("In memory, %d doubles (ns an element):\n", count);
+  cls_ArrayPrimDouble array;
+  std::deque<double> deque;
+  std::map<int, std::unique_ptr<double[]>> map;
+  std::vector<double> vector(static_cast<std::size_t>(count));
+  Compare(
+      "Append", "std::deque", count,
+      [&] {
+        array.DropBlocks();
+        for (int i = 0; i < count; ++i) array.Append(i);
+      },
+      [&] {
+        std::deque<double>().swap(deque);
+        for (int i = 0; i < count; ++i) deque.push_back(i);
+      },
+      "(at most 1.15)");
+  std::iota(vector.begin(), vector.end(), 0.0);
+  for (int block = 0; block < blocks; ++block)
+    map.emplace(block * BlockCount, std::make_unique<double[]>(BlockCount));
+  Compare(
+      "ConstGet in order", "std::deque", count, [&] { Use(SumInOrder(array, count)); },
+      [&] { Use(SumInOrder(deque, count)); }, "(at most 1.15)");
+  Compare(
+      "ConstGetRun in order", "std::vector", count,
+      [&] {
+        double sum = 0;
+        for (int i = 0; i < count;) {
+          auto const [values, length] = array.ConstGetRun(i);
+          for (int k = 0; k < length; ++k) sum += values[k];
+          i += length;
+        }
+        Use(sum);
+      },
+      [&] {
+        double sum = 0;
+        for (double const value : vector) sum += value;
+        Use(sum);
+      },
+      "");
+  std::mt19937 random(1);
+  std::vector<int> indexes(s_IsSmoke ? 1000 : 1'000'000);
+  for (int& index : indexes) index = static_cast<int>(random() % static_cast<unsigned int>(count));
+  Compare(
+      "ConstGet at random", "std::map by block", static_cast<double>(indexes.size()),
+      [&] {
+        double sum = 0;
+        for (int const index : indexes) sum += array.ConstGet(index);
+        Use(sum);
+      },
+      [&] {
+        double sum = 0;
+        for (int const index : indexes)
+          sum += map.find(index & ~(BlockCount - 1))->second[index % BlockCount];
+        Use(sum);
+      },
+      "(at most 2.0)");
+  cls_PTrie<int, cls_ArrayPrimBuffer<double>, 1> trie;
+  for (int block = 0; block < blocks; ++block)
+    trie.Insert(block * BlockCount, cls_ArrayPrimBuffer<double>::Make());
+  Compare(
+      "walk over the blocks", "std::map", blocks,
+      [&] {
+        cls_PTrieIter<int, cls_ArrayPrimBuffer<double>, 1> iter(trie);
+        for (iter.First(); iter.IsDone() == 0; iter.Next()) Use(iter.CurrentKey());
+      },
+      [&] {
+        for (auto const& [key, block] : map) Use(key);
+      },
+      "(below 1)");
+  trie.Clear();
+  array.DropBlocks();
+}
+
+// ---- On a store
+
+cls_FieldHandle HistoryField() {
+  return {0, "m_History"_cow};
+}
+
+struct Result {
+  static constexpr unsigned int TypeId() noexcept { return 0x670001; }
+  Result() = default;
+  explicit Result(cls_ReadVisitor const& visitor)
+      : m_History(cls_ReadVisitor(visitor, HistoryField())), m_Uid(visitor.GetUid()) {}
+  ~Result() { m_History.Release(); }
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    if (!visitor.StartWrite(TypeId(), m_Uid)) return;
+    m_History.DBWrite(cls_WriteVisitor(visitor, HistoryField(), nullptr, &m_History));
+  }
+  cls_ArrayPrimDouble m_History;
+  cls_Uid m_Uid;
+};
+
+void DeclareResult(cls_ClassRegistrar& registrar) {
+  registrar.CreateClassMD("Result"_cow, Result::TypeId(), 1, nullptr, 1)
+      .AddAttribute(HistoryField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
+}
+
+void WriteStore(std::string const& path, cls_ClassRegistrar const& registrar, int count) {
+  std::filesystem::remove(path);
+  sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar);
+  Result result;
+  sto_Transaction transaction(store);
+  store.Save("result", result);
+  for (int i = 0; i < count; ++i) result.m_History.Append(i * 0.5);
+  transaction.Commit();
+}
+
+double ScanStore(std::string const& path, cls_ClassRegistrar const& registrar) {
+  sto_Store store = sto_Store::Open(path, sto_Mode::ReadOnly, registrar);
+  sto_ReadTransaction const transaction(store);
+  auto const result = store.Load<Result>("result");
+  double sum = 0;
+  int const count = result->m_History.Size();
+  for (int i = 0; i < count;) {
+    auto const [values, length] = result->m_History.ConstGetRun(i);
+    for (int k = 0; k < length; ++k) sum += values[k];
+    i += length;
+  }
+  return sum;
+}
+
+void Check(bool works, char const* what) {
+  if (works) return;
+  std::perror(what);
+  std::exit(1);
+}
+
+/// The floor: the same blocks in a plain file.
+class PlainFile {
+ public:
+  explicit PlainFile(std::string path) : m_Path(std::move(path)), m_Block(BlockCount) {}
+
+  void Write(int blocks) {
+    int const file = ::open(m_Path.c_str(), O_CREAT | O_TRUNC | O_RDWR, 0644);
+    Check(file >= 0, "plain file");
+    for (int block = 0; block < blocks; ++block) {
+      for (int i = 0; i < BlockCount; ++i)
+        m_Block[static_cast<std::size_t>(i)] = (block * BlockCount + i) * 0.5;
+      Check(::write(file, m_Block.data(), BlockBytes) == static_cast<ssize_t>(BlockBytes), "plain write");
+    }
+    Check(::fsync(file) == 0, "fsync");
+    ::close(file);
+  }
+  double Scan(int blocks) {
+    std::vector<int> order(static_cast<std::size_t>(blocks));
+    std::iota(order.begin(), order.end(), 0);
+    return Read(order, true);
+  }
+  double Read(std::vector<int> const& order, bool all) {
+    int const file = ::open(m_Path.c_str(), O_RDONLY);
+    double sum = 0;
+    for (int const block : order) {
+      Check(::pread(file, m_Block.data(), BlockBytes, static_cast<off_t>(block) * BlockBytes) ==
+                static_cast<ssize_t>(BlockBytes),
+            "plain read");
+      sum += all ? std::accumulate(m_Block.begin(), m_Block.end(), 0.0) : m_Block[7];
+    }
+    ::close(file);
+    return sum;
+  }
+  void Overwrite(std::vector<int> const& order, double value) {
+    int const file = ::open(m_Path.c_str(), O_RDWR);
+    std::ranges::fill(m_Block, value);
+    for (int const block : order)
+      Check(::pwrite(file, m_Block.data(), BlockBytes, static_cast<off_t>(block) * BlockBytes) ==
+                static_cast<ssize_t>(BlockBytes),
+            "plain overwrite");
+    Check(::fsync(file) == 0, "fsync");
+    ::close(file);
+  }
+
+ private:
+  std::string m_Path;
+  std::vector<double> m_Block;
+};
+
+/// HDF5 with chunks of a block, block by block.
+class Hdf5File {
+ public:
+  explicit Hdf5File(std::string path) : m_Path(std::move(path)), m_Block(BlockCount) {}
+
+  void Write(int blocks) {
+    hid_t const file = H5Fcreate(m_Path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
+    hsize_t const size = static_cast<hsize_t>(blocks) * BlockCount;
+    hsize_t const chunk = BlockCount;
+    hid_t const space = H5Screate_simple(1, &size, nullptr);
+    hid_t const properties = H5Pcreate(H5P_DATASET_CREATE);
+    H5Pset_chunk(properties, 1, &chunk);
+    hid_t const data =
+        H5Dcreate2(file, "history", H5T_NATIVE_DOUBLE, space, H5P_DEFAULT, properties, H5P_DEFAULT);
+    Check(data >= 0, "HDF5 data set");
+    for (int block = 0; block < blocks; ++block) {
+      for (int i = 0; i < BlockCount; ++i)
+        m_Block[static_cast<std::size_t>(i)] = (block * BlockCount + i) * 0.5;
+      Transfer(data, space, block, true);
+    }
+    H5Dclose(data);
+    H5Pclose(properties);
+    H5Sclose(space);
+    H5Fflush(file, H5F_SCOPE_GLOBAL);
+    H5Fclose(file);
+    int const plain = ::open(m_Path.c_str(), O_RDWR);
+    Check(::fsync(plain) == 0, "fsync");
+    ::close(plain);
+  }
+  double Read(std::vector<int> const& order, bool all) {
+    hid_t const file = H5Fopen(m_Path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT);
+    hid_t const data = H5Dopen2(file, "history", H5P_DEFAULT);
+    hid_t const space = H5Dget_space(data);
+    double sum = 0;
+    for (int const block : order) {
+      Transfer(data, space, block, false);
+      sum += all ? std::accumulate(m_Block.begin(), m_Block.end(), 0.0) : m_Block[7];
+    }
+    H5Sclose(space);
+    H5Dclose(data);
+    H5Fclose(file);
+    return sum;
+  }
+
+ private:
+  void Transfer(hid_t data, hid_t space, int block, bool write) {
+    hsize_t const start = static_cast<hsize_t>(block) * BlockCount;
+    hsize_t const count = BlockCount;
+    hid_t const memory = H5Screate_simple(1, &count, nullptr);
+    H5Sselect_hyperslab(space, H5S_SELECT_SET, &start, nullptr, &count, nullptr);
+    herr_t const status = write
+                              ? H5Dwrite(data, H5T_NATIVE_DOUBLE, memory, space, H5P_DEFAULT, m_Block.data())
+                              : H5Dread(data, H5T_NATIVE_DOUBLE, memory, space, H5P_DEFAULT, m_Block.data());
+    H5Sclose(memory);
+    Check(status >= 0, "HDF5 transfer");
+  }
+
+  std::string m_Path;
+  std::vector<double> m_Block;
+};
+
+struct Work {
+  char const* m_Name;
+  std::function<void(int repetition)> m_Plain, m_Ours, m_Hdf5; // the last may be none
+  char const* m_Reach;
+};
+
+long long WrittenBytes() {
+  std::ifstream io("/proc/self/io");
+  std::string key;
+  for (long long value = 0; io >> key >> value;)
+    if (key == "wchar:") return value;
+  return 0;
+}
+
+void MeasureOneChange(std::string const& path, cls_ClassRegistrar const& registrar) {
+  sto_Store store = sto_Store::Open(path, sto_Mode::ReadWrite, registrar);
+  auto const result = store.Load<Result>("result");
+  sto_Transaction transaction(store);
+  result->m_History.Get(result->m_History.Size() / 2) = -1;
+  long long const before = WrittenBytes();
+  double const seconds = SecondsOf([&] { transaction.Commit(); });
+  std::printf(
+      "\nOne changed element: commit writes %lld bytes (block, list record, and the journal's copies of "
+      "both), %.2f ms\n",
+      WrittenBytes() - before, seconds * 1e3);
+}
+
+void MeasurePeak(char const* self, std::string const& path) {
+  std::printf("\nPeak memory of a process that writes and scans an array:\n");
+  std::fflush(stdout);
+  for (int const count : {10'000'000, 100'000'000}) {
+    std::string const command =
+        std::string(self) + " --memory " + std::to_string(s_IsSmoke ? count / 1000 : count) + " " + path;
+    Check(std::system(command.c_str()) == 0, "child");
+  }
+}
+
+int PrintPeak(int count, std::string const& path, cls_ClassRegistrar const& registrar) {
+  auto const peak = [] {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+      if (line.starts_with("VmHWM:")) return std::atoi(line.c_str() + 6);
+    return 0;
+  };
+  int const before = peak();
+  WriteStore(path, registrar, count);
+  int const written = peak();
+  // The pages of the file that reading maps are the system's cache, not the program's: RssAnon has the rest.
+  ScanStore(path, registrar);
+  std::ifstream status("/proc/self/status");
+  std::string anonymous;
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with("RssAnon:")) anonymous = line.substr(8);
+  std::printf("  %9d elements (%6.1f MB): peak %.1f MB after writing (%.1f MB at start); own memory after "
+              "scanning%s\n",
+              count, count * 8e-6, written / 1024.0, before / 1024.0, anonymous.c_str());
+  std::filesystem::remove(path);
+  return 0;
+}
+
+void MeasureStore(std::string const& folder, cls_ClassRegistrar const& registrar) {
+  int const blocks = s_IsSmoke ? 50 : 50'000'000 / BlockCount;
+  int const count = blocks * BlockCount;
+  std::string const path = folder + "/bulk.kvs";
+  PlainFile plain(folder + "/bulk.plain");
+  Hdf5File hdf5(folder + "/bulk.h5");
+  std::mt19937 random(2);
+  std::vector<int> all(static_cast<std::size_t>(blocks));
+  std::iota(all.begin(), all.end(), 0);
+  std::vector<int> picks(s_IsSmoke ? 100 : 100'000);
+  for (int& pick : picks) pick = static_cast<int>(random() % static_cast<unsigned int>(blocks));
+  std::vector<int> shuffled(all);
+  std::ranges::shuffle(shuffled, random);
+  shuffled.resize(s_IsSmoke ? 10 : 10'000);
+
+  Work const works[] = {
+      {"write", [&](int) { plain.Write(blocks); }, [&](int) { WriteStore(path, registrar, count); },
+       [&](int) { hdf5.Write(blocks); }, "1.6"},
+      {"scan", [&](int) { Use(plain.Scan(blocks)); }, [&](int) { Use(ScanStore(path, registrar)); },
+       [&](int) { Use(hdf5.Read(all, true)); }, "1.5"},
+      {"random blocks", [&](int) { Use(plain.Read(picks, false)); },
+       [&](int) {
+         sto_Store store = sto_Store::Open(path, sto_Mode::ReadOnly, registrar);
+         sto_ReadTransaction const transaction(store);
+         auto const result = store.Load<Result>("result");
+         double sum = 0;
+         for (int const pick : picks) sum += result->m_History.ConstGet(pick * BlockCount + 7);
+         Use(sum);
+       },
+       [&](int) { Use(hdf5.Read(picks, false)); }, "1.5"},
+      {"overwrite all", [&](int repetition) { plain.Overwrite(shuffled, repetition); },
+       [&](int repetition) {
+         sto_Store store = sto_Store::Open(path, sto_Mode::ReadWrite, registrar);
+         auto const result = store.Load<Result>("result");
+         sto_Transaction transaction(store);
+         for (int const pick : shuffled)
+           for (int i = 0; i < BlockCount; ++i)
+             result->m_History.Get(pick * BlockCount + i) = -repetition - i;
+         transaction.Commit();
+       },
+       nullptr, "4"},
+      {"overwrite one", [&](int repetition) { plain.Overwrite(shuffled, repetition); },
+       [&](int repetition) {
+         sto_Store store = sto_Store::Open(path, sto_Mode::ReadWrite, registrar);
+         auto const result = store.Load<Result>("result");
+         sto_Transaction transaction(store);
+         for (std::size_t i = 0; i < shuffled.size(); ++i)
+           result->m_History.Get(shuffled[i] * BlockCount + static_cast<int>(i * 37 % BlockCount)) =
+               -repetition - 1;
+         transaction.Commit();
+       },
+       nullptr, "4"},
+  };
+  std::printf("\nOn a store, %d doubles (%.0f MB), as multiples of a plain file with one fsync:\n", count,
+              count * 8e-6);
+  std::printf("  %-14s %9s %9s %7s %8s %9s %7s\n", "", "plain s", "store s", "ratio", "at most", "HDF5 s",
+              "ratio");
+  for (Work const& work : works) {
+    std::vector<double> floor, ours, peer, ratios, peerRatios;
+    for (int i = 0; i < (s_IsSmoke ? 1 : 5); ++i) {
+      floor.push_back(SecondsOf([&] { work.m_Plain(i); }));
+      ours.push_back(SecondsOf([&] { work.m_Ours(i); }));
+      ratios.push_back(ours.back() / floor.back());
+      if (!work.m_Hdf5) continue;
+      peer.push_back(SecondsOf([&] { work.m_Hdf5(i); }));
+      peerRatios.push_back(peer.back() / floor.back());
+    }
+    std::printf("  %-14s %9.3f %9.3f %7.2f %8s", work.m_Name, Median(floor), Median(ours), Median(ratios),
+                work.m_Reach);
+    if (work.m_Hdf5) std::printf(" %9.3f %7.2f", Median(peer), Median(peerRatios));
+    std::printf("\n");
+  }
+  std::printf("  %-14s %29.2f %8s\n", "file / data",
+              static_cast<double>(std::filesystem::file_size(path)) / (static_cast<double>(count) * 8),
+              "1.15");
+  MeasureOneChange(path, registrar);
+  for (char const* const name : {"/bulk.kvs", "/bulk.plain", "/bulk.h5"})
+    std::filesystem::remove(folder + name);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string_view> const arguments(argv + 1, argv + argc);
+  int modules = 0;
+  nex_initialize(modules);
+  int status = 0;
+  {
+    cls_ClassRegistrar registrar;
+    DeclareResult(registrar);
+    if (arguments.size() == 3 && arguments[0] == "--memory") {
+      status = PrintPeak(std::atoi(argv[2]), argv[3], registrar);
+    } else {
+      s_IsSmoke = !arguments.empty() && arguments[0] == "--smoke";
+      std::string folder = std::filesystem::temp_directory_path().string();
+      if (!s_IsSmoke && !arguments.empty()) folder = arguments[0];
+      folder += "/kvl-bulk-XXXXXX";
+      Check(mkdtemp(folder.data()) != nullptr, "folder");
+      MeasureMemory();
+      MeasureStore(folder, registrar);
+      MeasurePeak(argv[0], folder + "/peak.kvs");
+      std::filesystem::remove_all(folder);
+    }
+  }
+  nex_finalize(modules);
+  return status;
+}

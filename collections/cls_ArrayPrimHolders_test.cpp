@@ -1,0 +1,324 @@
+#include "collections/cls_ArrayPrim.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/support/StoredList.h"
+
+// Arrays that share an agent, and how they let go of it.
+
+namespace {
+
+using Array = cls_ArrayPrim<int>;
+
+/// Counts the flushes that go through the virtual table.
+class FlushCounted : public Array {
+ public:
+  using Array::Array;
+  void Flush() const override {
+    ++m_Flushes;
+    Array::Flush();
+  }
+  mutable int m_Flushes = 0;
+};
+
+class RingNode : public cls_PC {
+ public:
+  void Flush() const override {}
+  void Detach() override {}
+};
+
+class ArrayPrimHolders : public ::testing::Test {
+ protected:
+  static int Element(int number) { return NumberedElement<int>(number); }
+
+  static cls_ReadVisitor Reader(StoredList<int>& list) {
+    return cls_ReadVisitor(new StoredListReader<int>(list));
+  }
+  Lines Calls() { return m_List.TakeCalls(); }
+  /// Lets the blocks go in silence.
+  void Drop(Array const& array) {
+    array.Release();
+    Calls();
+  }
+
+  StoredList<int> m_List{5000};
+};
+
+Lines const LetGoOfTheLast{"DropReference", "StillReferenced", "ReadOnly", "EndFlush", "deleted"};
+Lines const LetGoOfAnother{"DropReference", "StillReferenced"};
+
+} // namespace
+
+// --- Copies.
+
+TEST_F(ArrayPrimHolders, ACopyHoldsTheAgentToo) {
+  Array array(Reader(m_List));
+  Calls();
+  Array copy(array);
+  EXPECT_EQ(Calls(), Lines({"AddReference", "RegisterHolder"}));
+  EXPECT_EQ(m_List.m_Holders, std::vector<cls_PC*>({&array, &copy}));
+  EXPECT_EQ(m_List.m_References, 2);
+  EXPECT_EQ(copy.Size(), 5000);
+  EXPECT_TRUE(copy.IsAssociated());
+  EXPECT_EQ(copy.Uid().Entry(), m_List.m_Uid.Entry());
+}
+
+TEST_F(ArrayPrimHolders, ACopySharesTheResidentBlock) {
+  Array array(Reader(m_List));
+  array.Get(7) = 70;
+  Array const copy(array);
+  Calls();
+  EXPECT_EQ(copy.ConstGet(7), 70);
+  EXPECT_EQ(&copy.ConstGet(8), &array.ConstGet(8));
+  EXPECT_EQ(Calls(), Lines());
+  EXPECT_EQ(copy.ConstGet(2048), Element(2048));
+  EXPECT_EQ(Calls(), Lines({"WriteRun(0, 2048)", "ReadRun(2048, 2048)"}));
+  EXPECT_EQ(array.ConstGet(2049), Element(2049));
+  EXPECT_EQ(Calls(), Lines());
+  Drop(array);
+}
+
+TEST_F(ArrayPrimHolders, DestroyingACopyDropsAReferenceOnly) {
+  Array array(Reader(m_List));
+  array.Get(7) = 70;
+  {
+    Array const copy(array);
+    Calls();
+  }
+  EXPECT_EQ(Calls(), LetGoOfAnother);
+  EXPECT_EQ(m_List.m_Elements[7], Element(7));
+  EXPECT_EQ(array.ConstGet(7), 70);
+  Drop(array);
+}
+
+TEST_F(ArrayPrimHolders, DestroyingTheLastFlushesAndDeletesTheAgent) {
+  auto array = std::make_unique<Array>(Reader(m_List));
+  auto copy = std::make_unique<Array>(*array);
+  array.reset();
+  EXPECT_EQ(m_List.m_LiveAgents, 1);
+  Drop(*copy);
+  copy.reset();
+  EXPECT_EQ(Calls(), LetGoOfTheLast);
+  EXPECT_EQ(m_List.m_LiveAgents, 0);
+  EXPECT_EQ(m_List.m_References, 0);
+}
+
+TEST_F(ArrayPrimHolders, TheLastHolderWritesWhatChanged) {
+  Array inMemory; // keeps the block in use when the associated one has gone
+  for (int i = 0; i < 10; ++i) inMemory.Append(i);
+  m_List.m_Elements.clear();
+  {
+    Array const array(inMemory);
+    StoreAs(array, m_List);
+    inMemory.Get(5) = 50;
+    Calls();
+  }
+  EXPECT_EQ(Calls(), Lines({"DropReference", "StillReferenced", "ReadOnly", "WriteRun(0, 10)", "EndFlush",
+                            "deleted"}));
+  EXPECT_EQ(m_List.m_Elements[5], 50);
+  inMemory.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, TheLastHolderOfAReadOnlyListWritesNothing) {
+  {
+    Array const array(Reader(m_List));
+    m_List.m_ReadOnly = true;
+    Calls();
+  }
+  EXPECT_EQ(Calls(), Lines({"DropReference", "StillReferenced", "ReadOnly", "deleted"}));
+  EXPECT_EQ(m_List.m_Flushes, 0);
+}
+
+TEST_F(ArrayPrimHolders, AnArrayInMemoryAsksNobody) {
+  Array inMemory;
+  { Array const copy(inMemory); }
+  inMemory.Detach();
+  EXPECT_EQ(m_List.m_MadeAgents, 0);
+}
+
+// --- Detach.
+
+TEST_F(ArrayPrimHolders, DetachOfTheLastHolderGivesAFreshIdentity) {
+  Array array(Reader(m_List));
+  RingNode ring;
+  ring.Link(&array);
+  Calls();
+  array.Detach();
+  EXPECT_EQ(Calls(), LetGoOfTheLast);
+  EXPECT_FALSE(array.IsAssociated());
+  EXPECT_NE(array.Uid().Entry(), m_List.m_Uid.Entry());
+  EXPECT_EQ(array.Size(), 5000);
+  EXPECT_EQ(ring.Next(), &ring);
+  EXPECT_EQ(array.Next(), &array);
+}
+
+TEST_F(ArrayPrimHolders, DetachOfAnotherHolderKeepsTheIdentity) {
+  Array array(Reader(m_List));
+  Array copy(array);
+  RingNode ring;
+  ring.Link(&copy);
+  Calls();
+  copy.Detach();
+  EXPECT_EQ(Calls(), LetGoOfAnother);
+  EXPECT_FALSE(copy.IsAssociated());
+  EXPECT_EQ(copy.Uid().Entry(), m_List.m_Uid.Entry());
+  EXPECT_EQ(ring.Next(), &ring);
+  EXPECT_TRUE(array.IsAssociated());
+}
+
+TEST_F(ArrayPrimHolders, DetachFlushesWhatChanged) {
+  Array array(Reader(m_List));
+  array.Get(4999) = 1;
+  Calls();
+  array.Detach();
+  EXPECT_EQ(Calls(), Lines({"DropReference", "StillReferenced", "ReadOnly", "WriteRun(4096, 904)", "EndFlush",
+                            "deleted"}));
+  EXPECT_EQ(m_List.m_Elements[4999], 1);
+  array.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, TheResidentBlockRemainsAfterDetach) {
+  Array array(Reader(m_List));
+  EXPECT_EQ(array.ConstGet(4096), Element(4096));
+  array.Detach();
+  Calls();
+  for (int i = 4096; i < 5000; ++i) ASSERT_EQ(array.ConstGet(i), Element(i));
+  array.Append(1);
+  EXPECT_EQ(array.Size(), 5001);
+  EXPECT_EQ(array.ConstGet(5000), 1);
+  array.Flush();
+  array.Release();
+  EXPECT_EQ(array.Refresh(), 0);
+  EXPECT_EQ(Calls(), Lines());
+  array.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, DetachTwiceLetsGoOnce) {
+  Array array(Reader(m_List));
+  array.Detach();
+  auto* const entry = array.Uid().Entry();
+  Calls();
+  array.Detach();
+  EXPECT_EQ(Calls(), Lines());
+  EXPECT_EQ(array.Uid().Entry(), entry);
+}
+
+TEST_F(ArrayPrimHolders, ADetachedArrayCanBeStoredAgain) {
+  Array array(Reader(m_List));
+  array.SetLength(10);
+  EXPECT_EQ(array.ConstGet(3), Element(3));
+  array.Detach();
+  array.Get(3) = 30;
+  StoredList<int> other;
+  StoreAs(array, other);
+  EXPECT_EQ(other.Count(), 10);
+  EXPECT_EQ(other.m_Elements[3], 30);
+  EXPECT_EQ(other.m_Elements[9], Element(9));
+  EXPECT_EQ(m_List.m_Elements[3], Element(3));
+  array.Release();
+  array.Detach();
+}
+
+TEST_F(ArrayPrimHolders, DetachFlushesThroughTheVirtualTable) {
+  FlushCounted array(Reader(m_List));
+  FlushCounted copy(array);
+  copy.Detach();
+  EXPECT_EQ(copy.m_Flushes, 0);
+  array.Detach();
+  EXPECT_EQ(array.m_Flushes, 1);
+}
+
+// --- Assignment.
+
+TEST_F(ArrayPrimHolders, AssignmentLetsGoOfTheOwnAgentAndHoldsTheOther) {
+  StoredList<int> otherList{3000};
+  Array array(Reader(m_List));
+  Array const other(Reader(otherList));
+  auto* const entry = other.Uid().Entry();
+  Calls();
+  otherList.TakeCalls();
+  EXPECT_EQ(&(array = other), &array);
+  EXPECT_EQ(Calls(), LetGoOfTheLast);
+  EXPECT_EQ(otherList.TakeCalls(), Lines({"AddReference", "RegisterHolder"}));
+  EXPECT_EQ(otherList.m_Holders.back(), &array);
+  EXPECT_EQ(array.Size(), 3000);
+  EXPECT_EQ(array.Uid().Entry(), entry);
+  EXPECT_EQ(array.ConstGet(2999), Element(2999));
+  array.Release();
+}
+
+TEST_F(ArrayPrimHolders, AssignmentWritesWhatChanged) {
+  Array inMemory;
+  for (int i = 0; i < 10; ++i) inMemory.Append(i);
+  m_List.m_Elements.clear();
+  Array array(inMemory);
+  StoreAs(array, m_List);
+  inMemory.Get(5) = 50;
+  Calls();
+  array = Array();
+  EXPECT_EQ(Calls(), Lines({"DropReference", "StillReferenced", "ReadOnly", "WriteRun(0, 10)", "EndFlush",
+                            "deleted"}));
+  EXPECT_EQ(m_List.m_Elements[5], 50);
+  inMemory.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, AssignmentWithinTheHoldersOfOneAgentKeepsIt) {
+  Array array(Reader(m_List));
+  Array copy(array);
+  copy.SetLength(3);
+  Calls();
+  copy = array;
+  EXPECT_EQ(Calls(), Lines({"DropReference", "StillReferenced", "AddReference", "RegisterHolder"}));
+  EXPECT_EQ(copy.Size(), 5000);
+  EXPECT_EQ(m_List.m_References, 2);
+}
+
+TEST_F(ArrayPrimHolders, AssignmentFromMemoryEndsTheAssociation) {
+  Array array(Reader(m_List));
+  Array inMemory;
+  inMemory.Append(1);
+  Calls();
+  array = inMemory;
+  EXPECT_EQ(Calls(), LetGoOfTheLast);
+  EXPECT_FALSE(array.IsAssociated());
+  EXPECT_EQ(array.Size(), 1);
+  EXPECT_EQ(array.ConstGet(0), 1);
+  inMemory.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, AssignmentToItselfAsksNobody) {
+  Array array(Reader(m_List));
+  Calls();
+  Array const& same = array;
+  array = same;
+  EXPECT_EQ(Calls(), Lines());
+  EXPECT_TRUE(array.IsAssociated());
+}
+
+TEST_F(ArrayPrimHolders, AssignmentFlushesThroughTheVirtualTable) {
+  FlushCounted array(Reader(m_List));
+  Array const other;
+  static_cast<Array&>(array) = other;
+  EXPECT_EQ(array.m_Flushes, 1);
+}
+
+TEST_F(ArrayPrimHolders, AssignmentLinksTheTargetToItselfAndLeavesItsNeighbours) {
+  Array array(Reader(m_List));
+  Array const other;
+  RingNode ring;
+  ring.Link(&array);
+  array = other;
+  EXPECT_EQ(array.Next(), &array);
+  EXPECT_EQ(ring.Next(), &array);
+}
+
+TEST_F(ArrayPrimHolders, DestructionLeavesTheRing) {
+  RingNode ring;
+  {
+    Array array(Reader(m_List));
+    ring.Link(&array);
+  }
+  EXPECT_EQ(ring.Next(), &ring);
+}

@@ -1,0 +1,48 @@
+#include "store/sqlite/sto_SqliteBlob.h"
+
+#include <sqlite3.h>
+
+#include <utility>
+
+#include "store/sqlite/sto_SqliteConnection.h"
+
+bool sto_SqliteBlob::Seek(std::int64_t key) {
+  int const code = m_Handle == nullptr ? sqlite3_blob_open(m_Connection.Handle(), "main", "block", "data",
+                                                           key, m_ForWriting ? 1 : 0, &m_Handle)
+                                       : sqlite3_blob_reopen(m_Handle, key);
+  if (code == SQLITE_OK) return true;
+  Close();
+  // A row that is missing, or holds no byte string, has the general code.
+  if ((code & 0xFF) != SQLITE_ERROR) m_Connection.Raise(code);
+  return false;
+}
+
+std::size_t sto_SqliteBlob::SizeBytes() const noexcept {
+  return static_cast<std::size_t>(sqlite3_blob_bytes(m_Handle));
+}
+
+void sto_SqliteBlob::Read(sto_Bytes& data) {
+  data.resize(SizeBytes());
+  Read(0, data);
+}
+
+void sto_SqliteBlob::Read(std::size_t offset, std::span<std::byte> data) {
+  int const code =
+      sqlite3_blob_read(m_Handle, data.data(), static_cast<int>(data.size()), static_cast<int>(offset));
+  if (code != SQLITE_OK) RaiseClosed(code);
+}
+
+void sto_SqliteBlob::Write(std::size_t offset, sto_ByteView data) {
+  int const code =
+      sqlite3_blob_write(m_Handle, data.data(), static_cast<int>(data.size()), static_cast<int>(offset));
+  if (code != SQLITE_OK) RaiseClosed(code);
+}
+
+void sto_SqliteBlob::RaiseClosed(int code) {
+  Close();
+  m_Connection.Raise(code);
+}
+
+void sto_SqliteBlob::Close() noexcept {
+  if (m_Handle != nullptr) sqlite3_blob_close(std::exchange(m_Handle, nullptr));
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "store/sto_Codec.h"
+
+struct sqlite3_blob;
+class sto_SqliteConnection;
+
+/// Reads, or overwrites in place, the byte strings of table block without a statement for each: the bytes go
+/// straight between the file's pages and the caller. Close it before the transaction ends: an open one keeps
+/// the file locked. Thread rule: one thread.
+class sto_SqliteBlob {
+ public:
+  sto_SqliteBlob(sto_SqliteConnection& connection, bool forWriting) noexcept
+      : m_Connection(connection), m_ForWriting(forWriting) {}
+  sto_SqliteBlob(sto_SqliteBlob const&) = delete;
+  sto_SqliteBlob& operator=(sto_SqliteBlob const&) = delete;
+  ~sto_SqliteBlob() { Close(); }
+
+  /// Goes to a row; false when there is none.
+  [[nodiscard]] bool Seek(std::int64_t key);
+  /// The size of the row's byte string.
+  [[nodiscard]] std::size_t SizeBytes() const noexcept;
+  /// Reads all of it.
+  void Read(sto_Bytes& data);
+  /// Reads some of it, from `offset` on.
+  void Read(std::size_t offset, std::span<std::byte> data);
+  /// Overwrites some of it, from `offset` on.
+  void Write(std::size_t offset, sto_ByteView data);
+  void Close() noexcept;
+
+ private:
+  [[noreturn]] void RaiseClosed(int code);
+
+  sto_SqliteConnection& m_Connection;
+  bool m_ForWriting;
+  sqlite3_blob* m_Handle = nullptr;
+};
