@@ -6,6 +6,8 @@
 #include <typeinfo>
 #include <vector>
 
+#include "collections/cls_ExtQuant.h"
+#include "collections/cls_PTrieHeap.h"
 #include "errors/nex_OutOfMemoryException.h"
 #include "errors/nex_TextException.h"
 #include "metadata/cls_MetadataRegistrar.h"
@@ -338,6 +340,16 @@ TEST(cls_initialize, LastStopFinalisesTheCallingThreadsConstantsAndIdentities) {
   cls_finalize(callers);
   EXPECT_EQ(thr_ThreadSingletonBase<cls_Static>::Instance(), nullptr);
   EXPECT_EQ(thr_ThreadSingletonBase<cls_UidCatalog>::Instance(), nullptr);
+}
+
+TEST(cls_initialize, LastStopFinalisesTheCallingThreadsBranchesAndQuanta) {
+  int callers = 0;
+  cls_initialize(callers);
+  thr_ThreadSingleton<cls_PTrieHeap>::Instance();
+  thr_ThreadSingleton<cls_ExtQuant>::Instance();
+  cls_finalize(callers);
+  EXPECT_EQ(thr_ThreadSingletonBase<cls_PTrieHeap>::Instance(), nullptr);
+  EXPECT_EQ(thr_ThreadSingletonBase<cls_ExtQuant>::Instance(), nullptr);
 }
 
 TEST(cls_initialize, LastStopFinalisesTheConstantsBeforeTheCatalogue) {

@@ -439,6 +439,45 @@ TEST_F(StoreBulk, FailedSaveLeavesWhatTheListHad) {
   ExpectFilled(result->m_History, 5000);
 }
 
+TEST_F(StoreBulk, ReadTransactionReadsEverythingAndRefusesToWrite) {
+  Make(20'000);
+  sto_Store store = Open();
+  {
+    sto_ReadTransaction const reading(store);
+    auto const result = store.Load<Result<double>>("result");
+    ExpectFilled(result->m_History, 20'000);
+    for (int i = 19'999; i >= 0; i -= 1999) ASSERT_EQ(result->m_History.ConstGet(i), i / 2.0);
+    result->m_History.Get(0) = -1;
+    for (std::function<void()> const& write : std::initializer_list<std::function<void()>>{
+             [&] { static_cast<void>(result->m_History.ConstGet(5000)); },
+             [&] { store.Save("other", Result<double>()); }, [&] { store.RemoveRoot("result"); },
+             [&] { sto_Transaction const transaction(store); },
+             [&] { sto_ReadTransaction const transaction(store); }})
+      MessageOf(sto_ErrorKind::Misuse, write);
+    EXPECT_EQ(result->m_History.ConstGet(0), -1);
+    result->m_History.Get(0) = 0;
+    MessageOf(sto_ErrorKind::Misuse, [&] { result->m_History.Flush(); });
+    EXPECT_EQ(store.Roots().size(), 1U);
+    EXPECT_EQ(result->m_History.ConstGet(0), 0);
+    result->m_History.Detach(); // the failure is kept
+  }
+  MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("other", Result<double>()); });
+  store.Save("other", Result<double>());
+  ExpectFilled(store.Load<Result<double>>("result")->m_History, 20'000);
+}
+
+TEST_F(StoreBulk, OverwritingWithTheSameElementsChangesNoBlock) {
+  Make(10'000);
+  auto const blocks = [&] { return SqlFile(Path()).Texts("SELECT hex(data) FROM block ORDER BY key"); };
+  std::vector<std::string> const before = blocks();
+  sto_Store store = Open();
+  auto const result = store.Load<Result<double>>("result");
+  sto_Transaction transaction(store);
+  for (int i = 0; i < 10'000; ++i) result->m_History.Get(i) = i / 2.0;
+  transaction.Commit();
+  EXPECT_EQ(blocks(), before);
+}
+
 TEST_F(StoreBulk, SimpleArraysStreamRunsOfAnyLength) {
   struct Stream {
     static constexpr unsigned int TypeId() noexcept { return Result<int>::TypeId(); }

@@ -60,8 +60,8 @@ void sto_Session::Rollback() noexcept {
   }
   bool const wasWriting = m_IsWriting;
   m_InTransaction = m_IsWriting = m_InSave = false;
-  m_Kept = nullptr;
   if (!wasWriting) return;
+  m_Kept = nullptr; // of work that is undone
   for (std::int64_t const id : AgentIds())
     if (sto_ListAgentBase* const agent = FindAgent(id)) agent->DropUncommitted(m_FirstIdOfTransaction);
 }
