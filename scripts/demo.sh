@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The demonstration: one process computes the heat in a bracket and saves the whole analysis in a store file; a
 # second process, which shares nothing with the first but that file, rebuilds, verifies and plots it. Then a store
-# of an old program is read by newer ones, and failed runs tell their reasons in another process.
+# of an old program is read by newer ones, failed runs tell their reasons in another process, and a run over time that
+# is killed goes on from its last checkpoint.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -24,7 +25,7 @@ logged() {
 
 scripts/setup.sh
 mkdir -p "$out"
-rm -f "$store" "$out/hall.kvs" "$out/bridge.kvs" "$log"
+rm -f "$store" "$out"/{hall,bridge,whole,killed}.kvs "$out"/{whole,killed}.kvs-journal "$log"
 
 echo "Building (the first time takes some minutes; output in $log) ..."
 logged cmake --preset release
@@ -51,4 +52,24 @@ build/release/bin/failures run "$out/bridge.kvs"
 build/release/bin/failures list "$out/bridge.kvs"
 
 echo
-echo "The plot: $PWD/$plot"
+echo "5. A run over time is killed, resumed from its last checkpoint, and compared with a whole one"
+mesh=examples/heat/data/bracket.msh
+run_options=(--steps 8000 --dt 0.25 --checkpoint 500)
+build/release/bin/heat transient "$mesh" --store "$out/whole.kvs" "${run_options[@]}" --memory | tail -n 3
+: >"$out/killed.log"
+build/release/bin/heat transient "$mesh" --store "$out/killed.kvs" "${run_options[@]}" >"$out/killed.log" &
+run=$!
+for ((i = 0; i < 1000; i++)); do
+  (($(wc -l <"$out/killed.log") >= 3)) && break
+  sleep 0.01
+done
+kill -KILL "$run" 2>/dev/null || true
+wait "$run" 2>/dev/null && fail "the run came to its end before it could be killed"
+echo "killed after: $(tail -n 1 "$out/killed.log")"
+build/release/bin/heat resume "$out/killed.kvs" --memory | grep -v '^checkpoint'
+build/release/bin/heat compare "$out/whole.kvs" "$out/killed.kvs"
+build/release/bin/heat history "$out/killed.kvs" --plot "$out/history.svg"
+[[ -s "$out/history.svg" ]] || fail "there is no plot in $out/history.svg"
+
+echo
+echo "The plots: $PWD/$out/history.svg and $PWD/$plot"

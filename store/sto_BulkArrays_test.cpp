@@ -466,6 +466,26 @@ TEST_F(StoreBulk, ReadTransactionReadsEverythingAndRefusesToWrite) {
   ExpectFilled(store.Load<Result<double>>("result")->m_History, 20'000);
 }
 
+TEST_F(StoreBulk, ObjectsAreSavedBetweenWritesOfBlocksInOneTransaction) {
+  Make(10'000);
+  sto_Store store = Open();
+  auto const result = store.Load<Result<double>>("result");
+  for (int round = 0; round < 3; ++round) {
+    sto_Transaction transaction(store);
+    for (int i = 0; i < 10'000; i += 500) result->m_History.Get(i) = -round; // overwrites blocks in place
+    Fill(*result, result->m_History.Size() + 3000);
+    store.Save("other " + std::to_string(round), Result<double>());
+    result->m_History.Get(100) = round;
+    store.Save("more " + std::to_string(round), Result<double>());
+    transaction.Commit();
+  }
+  EXPECT_EQ(store.Roots().size(), 7U);
+  auto const again = store.Load<Result<double>>("result");
+  EXPECT_EQ(again->m_History.Size(), 19'000);
+  EXPECT_EQ(again->m_History.ConstGet(100), 2);
+  EXPECT_EQ(again->m_History.ConstGet(9500), -2);
+}
+
 TEST_F(StoreBulk, OverwritingWithTheSameElementsChangesNoBlock) {
   Make(10'000);
   auto const blocks = [&] { return SqlFile(Path()).Texts("SELECT hex(data) FROM block ORDER BY key"); };

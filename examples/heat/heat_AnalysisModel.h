@@ -10,6 +10,7 @@
 
 // A stored analysis, the root of the object graph: the mesh, which the conditions and the solution share, the
 // materials and the conditions (each stored as a chain), and the solution, which leads back to the analysis.
+// A transient analysis is one too; see heat_TransientModel.
 class heat_AnalysisModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640020; }

@@ -36,7 +36,8 @@ heat_Material MaterialFor(heat_MeshData const& mesh, heat_CaseOptions const& opt
   auto const box = heat_BoundingBox(mesh);
   auto const extent = heat_Minus(box.high, box.low);
   auto const largest = *std::max_element(extent.begin(), extent.end());
-  return {"steel", options.conductivity, options.thickness > 0 ? options.thickness : largest / 25, 0};
+  auto const thickness = options.thickness > 0 ? options.thickness : largest / 25;
+  return {"steel", options.conductivity, thickness, 0, options.density, options.specificHeat};
 }
 
 heat_FixedTemperature BaseOf(heat_MeshData const& mesh, Levels const& levels,

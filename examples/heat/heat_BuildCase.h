@@ -6,9 +6,11 @@
 // The numbers of the default case; temperatures in degrees Celsius, the rest in SI units.
 struct heat_CaseOptions {
   double conductivity = 50;      // of structural steel [W/(m K)]
+  double density = 7850;         // [kg/m^3]
+  double specificHeat = 490;     // [J/(kg K)]
   double thickness = 0;          // [m]; 0: a twenty-fifth of the mesh's largest extent
   double baseTemperature = 120;  // [deg C]
-  double airTemperature = 20;    // [deg C]
+  double airTemperature = 20;    // [deg C]; a transient run starts with it
   double airFilm = 10;           // still air, radiation included [W/(m^2 K)]
   double coolantTemperature = 5; // [deg C], on top of a body
   double coolantFilm = 50;       // [W/(m^2 K)]

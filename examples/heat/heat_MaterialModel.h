@@ -3,7 +3,8 @@
 #include "examples/heat/heat_ModelPart.h"
 #include "examples/heat/heat_Problem.h"
 
-// A stored material. Parts of a mesh share it.
+// A stored material. Parts of a mesh share it. Version 2 of the class has what heats up slowly or fast:
+// density and specific heat.
 class heat_MaterialModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640003; }
@@ -19,5 +20,7 @@ class heat_MaterialModel : public heat_ModelPart {
   double m_Conductivity; // [W/(m K)]
   double m_Thickness;    // [m]
   double m_HeatSource;   // [W/m^3]
+  double m_Density;      // [kg/m^3], 0 in stores of version 1
+  double m_SpecificHeat; // [J/(kg K)], the same
   cls_Uid m_Uid;
 };

@@ -15,6 +15,8 @@ class heat_MeshModel : public heat_ModelPart {
   void DBWrite(cls_WriteVisitor const& visitor) const override;
   static void Declare(cls_ClassRegistrar& registrar);
 
+  int NodeCount() const { return m_NodeTags.Count(); }
+
   // The mesh as plain data. Throws heat_ModelError when the stored lists do not fit together.
   heat_MeshData ToData() const;
 

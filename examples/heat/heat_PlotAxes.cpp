@@ -1,7 +1,5 @@
 #include "examples/heat/heat_PlotAxes.h"
 
-#include "examples/heat/heat_Scale.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -25,16 +23,6 @@ Unit UnitFor(heat_Box const& box) {
   return *std::max_element(extent.begin(), extent.end()) < 1 ? Unit{"mm", 1000} : Unit{"m", 1};
 }
 
-// An axis from one pixel to another, with its labels on one side.
-struct Axis {
-  heat_Pixel from;
-  heat_Pixel to;
-  heat_Pixel outward; // of length one
-  double low;         // the values at its ends, in the unit
-  double high;
-  std::string name;
-};
-
 // Centres a text around a place that lies in the direction outward of something, so that it does not touch.
 void PlaceText(heat_Pixel const& from, heat_Pixel const& outward, double distance, std::string const& text,
                heat_Svg& svg) {
@@ -45,12 +33,53 @@ void PlaceText(heat_Pixel const& from, heat_Pixel const& outward, double distanc
            "font-size=\"" + heat_Svg::Number(textSize) + "\" text-anchor=\"" + std::string(anchor) + "\"");
 }
 
-void DrawAxis(Axis const& axis, double nameDistance, heat_Svg& svg) {
+double LengthOf(heat_Axis const& axis) {
+  return std::hypot(axis.to[0] - axis.from[0], axis.to[1] - axis.from[1]);
+}
+
+std::string NameOf(std::size_t axis, Unit const& unit) {
+  return std::string(1, static_cast<char>('x' + axis)) + " (" + unit.name + ")";
+}
+
+heat_Pixel Unitary(heat_Pixel const& direction) {
+  auto const length = std::hypot(direction[0], direction[1]);
+  return {direction[0] / length, direction[1] / length};
+}
+
+// The axis along an edge of the box that starts at a corner.
+heat_Axis AxisAlong(std::size_t along, heat_Vector corner, heat_Box const& box, heat_View const& view,
+                    heat_Frame const& frame) {
+  auto const unit = UnitFor(box);
+  heat_Axis axis{};
+  corner[along] = box.low[along];
+  axis.from = frame.Place(view.Project(corner));
+  corner[along] = box.high[along];
+  axis.to = frame.Place(view.Project(corner));
+  axis.low = box.low[along] * unit.perMetre;
+  axis.high = box.high[along] * unit.perMetre;
+  axis.name = NameOf(along, unit);
+  return axis;
+}
+
+// The direction across a line, turned so that it points away from a place.
+heat_Pixel AwayFrom(heat_Pixel const& place, heat_Axis const& axis) {
+  auto const along = Unitary({axis.to[0] - axis.from[0], axis.to[1] - axis.from[1]});
+  heat_Pixel const across{-along[1], along[0]};
+  auto const side = across[0] * (axis.from[0] - place[0]) + across[1] * (axis.from[1] - place[1]);
+  return side >= 0 ? across : heat_Pixel{-across[0], -across[1]};
+}
+
+} // namespace
+
+heat_Ticks heat_TicksOf(heat_Axis const& axis) {
+  auto const count = std::max(2, static_cast<int>(LengthOf(axis) / pixelsPerTick) + 1);
+  return heat_TicksFor(axis.low, axis.high, count);
+}
+
+void heat_DrawAxis(heat_Axis const& axis, double nameDistance, heat_Svg& svg) {
   svg.Line(axis.from, axis.to, axisStyle);
-  auto const length = std::hypot(axis.to[0] - axis.from[0], axis.to[1] - axis.from[1]);
-  if (axis.high > axis.low && length > 1) {
-    auto const count = std::max(2, static_cast<int>(length / pixelsPerTick) + 1);
-    auto const ticks = heat_TicksFor(axis.low, axis.high, count);
+  if (axis.high > axis.low && LengthOf(axis) > 1) {
+    auto const ticks = heat_TicksOf(axis);
     for (auto const value : ticks.values) {
       auto const share = (value - axis.low) / (axis.high - axis.low);
       heat_Pixel const place{axis.from[0] + share * (axis.to[0] - axis.from[0]),
@@ -64,39 +93,11 @@ void DrawAxis(Axis const& axis, double nameDistance, heat_Svg& svg) {
   PlaceText(middle, axis.outward, nameDistance, axis.name, svg);
 }
 
-std::string NameOf(std::size_t axis, Unit const& unit) {
-  return std::string(1, static_cast<char>('x' + axis)) + " (" + unit.name + ")";
+void heat_DrawUprightName(heat_Pixel const& place, std::string const& name, heat_Svg& svg) {
+  svg.Text(place, name,
+           "font-size=\"" + heat_Svg::Number(textSize) + "\" text-anchor=\"middle\" transform=\"rotate(-90 " +
+               heat_Svg::Number(place[0]) + " " + heat_Svg::Number(place[1]) + ")\"");
 }
-
-heat_Pixel Unitary(heat_Pixel const& direction) {
-  auto const length = std::hypot(direction[0], direction[1]);
-  return {direction[0] / length, direction[1] / length};
-}
-
-// The axis along an edge of the box that starts at a corner.
-Axis AxisAlong(std::size_t along, heat_Vector corner, heat_Box const& box, heat_View const& view,
-               heat_Frame const& frame) {
-  auto const unit = UnitFor(box);
-  Axis axis{};
-  corner[along] = box.low[along];
-  axis.from = frame.Place(view.Project(corner));
-  corner[along] = box.high[along];
-  axis.to = frame.Place(view.Project(corner));
-  axis.low = box.low[along] * unit.perMetre;
-  axis.high = box.high[along] * unit.perMetre;
-  axis.name = NameOf(along, unit);
-  return axis;
-}
-
-// The direction across a line, turned so that it points away from a place.
-heat_Pixel AwayFrom(heat_Pixel const& place, Axis const& axis) {
-  auto const along = Unitary({axis.to[0] - axis.from[0], axis.to[1] - axis.from[1]});
-  heat_Pixel const across{-along[1], along[0]};
-  auto const side = across[0] * (axis.from[0] - place[0]) + across[1] * (axis.from[1] - place[1]);
-  return side >= 0 ? across : heat_Pixel{-across[0], -across[1]};
-}
-
-} // namespace
 
 void heat_DrawSheetAxes(heat_Box const& box, heat_Frame const& frame, heat_Svg& svg) {
   auto const unit = UnitFor(box);
@@ -106,18 +107,17 @@ void heat_DrawSheetAxes(heat_Box const& box, heat_Frame const& frame, heat_Svg& 
   auto const bottom = top + frame.Height();
   auto const x = bottom + sheetGap;
   auto const y = left - sheetGap;
-  DrawAxis({{left, x},
-            {right, x},
-            {0, 1},
-            box.low[0] * unit.perMetre,
-            box.high[0] * unit.perMetre,
-            NameOf(0, unit)},
-           32, svg);
-  Axis upright{{y, bottom}, {y, top}, {-1, 0}, box.low[1] * unit.perMetre, box.high[1] * unit.perMetre, ""};
-  DrawAxis(upright, 0, svg);
-  svg.Text({y - 46, (top + bottom) / 2}, NameOf(1, unit),
-           "font-size=\"" + heat_Svg::Number(textSize) + "\" text-anchor=\"middle\" transform=\"rotate(-90 " +
-               heat_Svg::Number(y - 46) + " " + heat_Svg::Number((top + bottom) / 2) + ")\"");
+  heat_DrawAxis({{left, x},
+                 {right, x},
+                 {0, 1},
+                 box.low[0] * unit.perMetre,
+                 box.high[0] * unit.perMetre,
+                 NameOf(0, unit)},
+                32, svg);
+  heat_Axis upright{{y, bottom}, {y, top}, {-1, 0}, box.low[1] * unit.perMetre, box.high[1] * unit.perMetre,
+                    ""};
+  heat_DrawAxis(upright, 0, svg);
+  heat_DrawUprightName({y - 46, (top + bottom) / 2}, NameOf(1, unit), svg);
 }
 
 void heat_DrawBodyAxes(heat_Box const& box, heat_View const& view, heat_Frame const& frame, heat_Svg& svg) {
@@ -138,6 +138,6 @@ void heat_DrawBodyAxes(heat_Box const& box, heat_View const& view, heat_Frame co
     for (auto* end : {&axis.from, &axis.to}) {
       for (std::size_t i = 0; i < 2; ++i) (*end)[i] += 7 * axis.outward[i];
     }
-    DrawAxis(axis, 40, svg);
+    heat_DrawAxis(axis, 40, svg);
   }
 }

@@ -1,8 +1,30 @@
 #pragma once
 
 #include "examples/heat/heat_MeshData.h"
+#include "examples/heat/heat_Scale.h"
 #include "examples/heat/heat_Svg.h"
 #include "examples/heat/heat_View.h"
+
+#include <string>
+
+// An axis from one pixel to another, with round values at its ticks and its labels on one side.
+struct heat_Axis {
+  heat_Pixel from;
+  heat_Pixel to;
+  heat_Pixel outward; // to the side of the labels, of length one
+  double low;         // the values at its ends
+  double high;
+  std::string name;
+};
+
+// The ticks of an axis whose values differ at its ends: as many as its length has room for.
+heat_Ticks heat_TicksOf(heat_Axis const& axis);
+
+// Draws an axis, its name at a distance from its middle.
+void heat_DrawAxis(heat_Axis const& axis, double nameDistance, heat_Svg& svg);
+
+// The name of an upright axis, turned to run along it; place is its middle.
+void heat_DrawUprightName(heat_Pixel const& place, std::string const& name, heat_Svg& svg);
 
 // Axes with round lengths, in mm if the box is smaller than a metre in all directions, otherwise in m.
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-// What a steady heat conduction analysis needs besides the mesh. Everything is in SI units; temperatures are
+// What a heat conduction analysis needs besides the mesh. Everything is in SI units; temperatures are
 // all in K or all in degrees Celsius, since only their differences matter. Indexes are zero-based and refer
 // to the mesh's nodes and triangles. Names are for people and for messages.
 
@@ -16,6 +16,8 @@ struct heat_Material {
   double conductivity = 0; // [W/(m K)], positive
   double thickness = 0;    // [m], positive
   double heatSource = 0;   // heat set free inside [W/m^3], negative for a sink
+  double density = 0;      // [kg/m^3]; only what changes with time needs this and the next
+  double specificHeat = 0; // [J/(kg K)]
 };
 
 // Nodes that are held at a temperature.

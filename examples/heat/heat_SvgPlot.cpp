@@ -7,11 +7,8 @@
 #include "examples/heat/heat_View.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
-#include <system_error>
 
 namespace {
 
@@ -26,16 +23,6 @@ constexpr double smallestWidth = 320, smallestHeight = 240; // of the room for i
 constexpr double leftMargin = 92, topMargin = 108, bottomMargin = 78;
 constexpr double barGap = 64, barWidth = 20, barRoom = 96;
 constexpr std::size_t longestTitle = 52, longestName = 40; // characters
-
-// The text with at most count characters, which are counted by their first bytes.
-std::string Shortened(std::string const& text, std::size_t count) {
-  std::size_t seen = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    bool const isFirst = (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80;
-    if (isFirst && ++seen > count) return text.substr(0, i) + "\u2026";
-  }
-  return text;
-}
 
 void Check(heat_MeshData const& mesh, std::vector<double> const& temperature) {
   if (mesh.triangles.empty()) throw heat_PlotError("there is nothing to plot: the mesh has no triangles");
@@ -73,7 +60,8 @@ std::string Subtitle(heat_MeshData const& mesh, std::vector<double> const& tempe
   auto const [low, high] = std::minmax_element(temperature.begin(), temperature.end());
   auto const decimals = std::max(1, 1 - static_cast<int>(std::floor(std::log10(bands.step))));
   auto const separator = " \u00B7 ";
-  return (options.meshName.empty() ? std::string() : Shortened(options.meshName, longestName) + separator) +
+  return (options.meshName.empty() ? std::string()
+                                   : heat_Shortened(options.meshName, longestName) + separator) +
          std::to_string(mesh.nodes.size()) + " nodes, " + std::to_string(mesh.triangles.size()) +
          " triangles" + separator + "min " + heat_NumberText(*low, decimals) + ", max " +
          heat_NumberText(*high, decimals) + (options.unit.empty() ? "" : " " + options.unit);
@@ -100,7 +88,7 @@ void DrawBar(heat_Pixel const& corner, double height, heat_Shades const& shades,
              "font-size=\"12.5\"");
   }
   auto const unit = options.unit.empty() ? std::string() : " (" + options.unit + ")";
-  svg.Text({corner[0] + barWidth + barRoom - 10, corner[1] - 16}, Shortened(options.quantity, 14) + unit,
+  svg.Text({corner[0] + barWidth + barRoom - 10, corner[1] - 16}, heat_Shortened(options.quantity, 14) + unit,
            "font-size=\"13\" text-anchor=\"end\"");
 }
 
@@ -136,7 +124,7 @@ std::string heat_SvgPlot::Draw(heat_MeshData const& mesh, std::vector<double> co
   heat_Svg svg(width, height);
   svg.Rectangle({0, 0}, width, height, "fill=\"#fff\"");
   svg.OpenGroup("fill=\"#222\"");
-  svg.Text({28, 40}, Shortened(options.title, longestTitle), "font-size=\"20\" font-weight=\"bold\"");
+  svg.Text({28, 40}, heat_Shortened(options.title, longestTitle), "font-size=\"20\" font-weight=\"bold\"");
   svg.Text({28, 63}, Subtitle(mesh, temperature, shades.bands, options), "font-size=\"13\" fill=\"#555\"");
   auto const barHeight = std::min(roomHeight, 420.0);
   DrawBar({leftMargin + roomWidth + barGap, topMargin + (roomHeight - barHeight) / 2}, barHeight, shades,
@@ -158,16 +146,5 @@ std::string heat_SvgPlot::Draw(heat_MeshData const& mesh, std::vector<double> co
 
 void heat_SvgPlot::WriteFile(std::string const& path, heat_MeshData const& mesh,
                              std::vector<double> const& temperature, heat_PlotOptions const& options) {
-  auto const document = Draw(mesh, temperature, options);
-  auto const draft = path + ".part";
-  auto const fail = [&] {
-    auto const reason = std::generic_category().message(errno);
-    std::remove(draft.c_str());
-    throw heat_PlotError(path + ": cannot be written: " + reason);
-  };
-  std::FILE* const file = std::fopen(draft.c_str(), "wb");
-  if (file == nullptr) fail();
-  bool const written = std::fwrite(document.data(), 1, document.size(), file) == document.size();
-  bool const closed = std::fclose(file) == 0;
-  if (!written || !closed || std::rename(draft.c_str(), path.c_str()) != 0) fail();
+  heat_WritePlot(path, Draw(mesh, temperature, options));
 }

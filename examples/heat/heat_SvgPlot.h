@@ -1,8 +1,8 @@
 #pragma once
 
 #include "examples/heat/heat_MeshData.h"
+#include "examples/heat/heat_PlotFile.h"
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,12 +14,6 @@ struct heat_PlotOptions {
   std::string unit = "\u00B0C";
   bool meshLines = true;
   heat_Vector viewFrom{-0.55, -1.0, 0.62}; // where the viewer of a body stands; not along z
-};
-
-// A plot that could not be made or written; what() is one line for a person.
-class heat_PlotError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
 };
 
 // Pictures of a temperature field as SVG 1.1 documents, independent of the locale.

@@ -1,12 +1,12 @@
-// heat: steady heat conduction on triangles, with the whole analysis in a store.
+// heat: heat conduction on triangles, steady and transient, with the whole analysis in a store.
 //
-// Exit status: 0 done; 1 something is wrong with what a file contains, or with the system; 2 something is
-// wrong with how the program was called: bad options, a file that is not there, is there already, or is no
-// store.
+// Exit status: 0 done; 1 two histories differ, or something is wrong with what a file contains, or with the
+// system; 2 something is wrong with how the program was called: bad options, a file that is not there, is
+// there already, or is no store, a run that is finished.
 
 #include "errors/nex_Exception.h"
-#include "examples/heat/heat_AnalysisModel.h"
 #include "examples/heat/heat_Commands.h"
+#include "examples/heat/heat_TransientModel.h"
 #include "metadata/cls_MetadataRegistrar.h"
 #include "module/nex_initialize.h"
 #include "store/sto_Exception.h"
@@ -15,6 +15,9 @@
 
 #include <cstdio>
 #include <exception>
+#include <limits>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -51,8 +54,9 @@ class Library {
  public:
   Library() {
     nex_initialize(m_Count);
-    omi_Singleton<cls_MetadataRegistrar>::Instance().initClassMetadata(&heat_AnalysisModel::DeclareClasses,
-                                                                       1);
+    auto& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
+    registrar.initClassMetadata(&heat_AnalysisModel::DeclareClasses, 1);
+    registrar.initClassMetadata(&heat_TransientModel::DeclareClasses, 1);
   }
   ~Library() { nex_finalize(m_Count); }
   Library(Library const&) = delete;
@@ -65,9 +69,16 @@ class Library {
 } // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Steady heat conduction on triangles, with the whole analysis in a store.");
+  CLI::App app("Heat conduction on triangles, steady and transient, with the whole analysis in a store.");
   app.require_subcommand(1);
-  std::string mesh, store, plot;
+  std::string mesh, store, plot, other;
+  heat_TransientPlan plan{0, 0, 100};
+  std::vector<int> nodes;
+  bool memory = false;
+  CLI::Range const steps(1, std::numeric_limits<int>::max(), "steps");
+  auto const addMemory = [&](CLI::App* command) {
+    command->add_flag("--memory", memory, "print the peak memory and the size of the history");
+  };
 
   CLI::App* const analyse =
       app.add_subcommand("analyse", "solve the default case on a mesh and save everything");
@@ -79,6 +90,35 @@ int main(int argc, char** argv) {
   report->add_option("store", store, "store to read")->required();
   report->add_option("--plot", plot, "draw the temperatures to this SVG file");
 
+  CLI::App* const transient =
+      app.add_subcommand("transient", "run the default case over time, with checkpoints");
+  transient->add_option("mesh", mesh, "mesh file, Gmsh MSH 4.1 ASCII")->required();
+  transient->add_option("--store", store, "store to make; must not exist")->required();
+  transient->add_option("--steps", plan.stepCount, "number of time steps")->required()->check(steps);
+  transient->add_option("--dt", plan.timeStep, "length of a time step in seconds")
+      ->required()
+      ->check(CLI::PositiveNumber);
+  transient->add_option("--checkpoint", plan.interval, "steps from one checkpoint to the next (100)")
+      ->check(steps);
+  addMemory(transient);
+
+  CLI::App* const resume = app.add_subcommand("resume", "take a run from its last checkpoint to its end");
+  resume->add_option("store", store, "store of the run")->required();
+  resume->add_option("--steps", plan.stepCount, "another end: number of time steps in all")->check(steps);
+  addMemory(resume);
+
+  CLI::App* const compare = app.add_subcommand("compare", "compare the histories of two runs bit by bit");
+  compare->add_option("store", store, "store of a run")->required();
+  compare->add_option("other", other, "store of another run")->required();
+  addMemory(compare);
+
+  CLI::App* const history = app.add_subcommand("history", "show the temperature over time at some nodes");
+  history->add_option("store", store, "store of a run")->required();
+  history->add_option("--nodes", nodes, "tags of nodes, such as 3,14,15 (the hottest, a middle, the coldest)")
+      ->delimiter(',');
+  history->add_option("--plot", plot, "draw the temperatures to this SVG file");
+  addMemory(history);
+
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
@@ -86,5 +126,11 @@ int main(int argc, char** argv) {
   }
   Library const library;
   if (analyse->parsed()) return Run([&] { heat_Commands::Analyse(mesh, store); });
-  return Run([&] { heat_Commands::Report(store, plot); });
+  if (report->parsed()) return Run([&] { heat_Commands::Report(store, plot); });
+  if (transient->parsed()) return Run([&] { heat_Commands::Transient(mesh, store, plan, memory); });
+  if (resume->parsed()) return Run([&] { heat_Commands::Resume(store, plan.stepCount, memory); });
+  if (history->parsed()) return Run([&] { heat_Commands::History(store, nodes, plot, memory); });
+  bool isEqual = false;
+  int const status = Run([&] { isEqual = heat_Commands::Compare(store, other, memory); });
+  return status == 0 && !isEqual ? Failed : status;
 }

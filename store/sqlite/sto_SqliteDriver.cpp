@@ -189,6 +189,7 @@ void sto_SqliteDriver::CheckTransaction() const {
 
 void sto_SqliteDriver::SetMark() {
   CheckTransaction();
+  CloseBlobs(); // one that is open for writing is a statement in progress
   m_Connection->Execute("SAVEPOINT mark");
 }
 void sto_SqliteDriver::ReleaseMark() {

@@ -1,0 +1,54 @@
+#include "examples/heat/heat_CommandTools.h"
+
+#include "examples/heat/heat_Commands.h"
+#include "metadata/cls_MetadataRegistrar.h"
+
+#include <cstdio>
+#include <filesystem>
+
+cls_ClassRegistrar const& heat_Classes() {
+  return omi_Singleton<cls_MetadataRegistrar>::Instance().Registrar1();
+}
+
+heat_NewStore::heat_NewStore(std::string path)
+    : m_Path(std::move(path)), m_Store(sto_Store::Open(m_Path, sto_Mode::Create, heat_Classes())) {}
+
+heat_NewStore::~heat_NewStore() {
+  std::error_code ignored;
+  if (!m_IsKept) std::filesystem::remove(m_Path, ignored);
+}
+
+sto_Store heat_OpenToRead(std::string const& path) {
+  try {
+    return sto_Store::Open(path, sto_Mode::ReadOnly, heat_Classes());
+  } catch (sto_Exception const& failure) {
+    if (failure.Kind() != sto_ErrorKind::ReadOnly) throw;
+  }
+  // Only a session that may write can undo what a killed one left half done.
+  { sto_Store const repaired = sto_Store::Open(path, sto_Mode::ReadWrite, heat_Classes()); }
+  return sto_Store::Open(path, sto_Mode::ReadOnly, heat_Classes());
+}
+
+std::string heat_FileName(std::string const& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+void heat_CheckPaths(std::string const& meshPath, std::string const& storePath) {
+  if (!std::filesystem::exists(meshPath)) throw heat_CallError(meshPath + ": there is no such file");
+  // Refused before the work is done; opening the new store looks again.
+  if (std::filesystem::exists(storePath)) throw heat_CallError(storePath + ": the file exists already");
+}
+
+void heat_PrintRow(char const* label, std::string const& value) {
+  std::printf("  %-22s %s\n", label, value.c_str());
+}
+
+std::string heat_Text(char const* format, double value) {
+  char text[64];
+  std::snprintf(text, sizeof text, format, value);
+  return text;
+}
+
+std::string heat_Milliseconds(double seconds) {
+  return heat_Text("%.1f ms", 1000 * seconds);
+}
