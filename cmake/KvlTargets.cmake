@@ -57,6 +57,7 @@ function(kvl_test target)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
   list(TRANSFORM ARG_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/")
   add_executable(${target} ${ARG_SOURCES})
+  target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}") # tests/support
   target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} kvl_flags GTest::gtest GTest::gtest_main Threads::Threads)
   include(GoogleTest)
   gtest_discover_tests(${target} TEST_PREFIX "${target}." DISCOVERY_MODE PRE_TEST

@@ -76,6 +76,7 @@ set(KVL_STORE_SOURCES
   store/sqlite/sto_SqliteBlob.cpp
   store/sqlite/sto_SqliteConnection.cpp
   store/sqlite/sto_SqliteDriver.cpp
+  store/sto_BlobAgent.cpp
   store/sto_Catalogue.cpp
   store/sto_Checksum.cpp
   store/sto_ClassInUse.cpp
@@ -213,6 +214,7 @@ set(KVL_WRAPPERS_TEST_SOURCES
 
 set(KVL_STORE_TEST_SOURCES
   store/sto_BaseParts_test.cpp
+  store/sto_Blob_test.cpp
   store/sto_Building_test.cpp
   store/sto_BulkArrays_test.cpp
   store/sto_Damage_test.cpp

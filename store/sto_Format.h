@@ -54,6 +54,8 @@ enum Content : std::uint8_t {
 
 /// Elements of a list in one block, whatever their type; the last block may be shorter.
 inline constexpr int BlockElementCount = 2048;
+/// Bytes of a blob in one block; the last block may be shorter.
+inline constexpr int BlobBlockBytes = 16384;
 /// A list of one block whose elements take at most so many bytes stands in its object's record.
 inline constexpr std::size_t InlineListBytes = 4096;
 /// Bits of a block's key that number the block in its list; the bits above are the list's object id.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
+#include "store/sto_BlobAgent.h"
 #include "store/sto_ListAgent.h"
 #include "store/sto_ListReader.h"
 
@@ -301,6 +302,12 @@ cls_AgentListPrim<cow_String>* sto_MementoRead::MakeAgentListPrim(cow_String*) {
 }
 cls_AgentListPrim<unsigned int>* sto_MementoRead::MakeAgentListPrim(unsigned int*) {
   return MakeAgent<unsigned int>();
+}
+
+cls_AgentBlob* sto_MementoRead::MakeAgentBlob() {
+  if (m_Record != nullptr && ClassId() != cls_BlobTypeId)
+    m_Session.Raise(sto_ErrorKind::WrongClass, "There is no blob in " + Describe() + ".");
+  return new sto_BlobAgent(m_Session, Id());
 }
 
 cls_ReadListPrim<bool>* sto_MementoRead::MakeReadListPrim(bool*) {

@@ -62,6 +62,7 @@ class sto_MementoRead : public sto_MementoReadGaps {
   cls_AgentListPrim<int>* MakeAgentListPrim(int* tag) override;
   cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String* tag) override;
   cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int* tag) override;
+  cls_AgentBlob* MakeAgentBlob() override;
 
   /// WrongClass when what is stored may not stand where this type is asked for, by the stored collection code
   /// or, where the record's own class version is registered, by its metadata.

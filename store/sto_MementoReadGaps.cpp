@@ -70,6 +70,3 @@ cls_AgentMapKey2Obj<int>* sto_MementoReadGaps::MakeAgentMapKey2Obj(int*) {
 cls_AgentMapKey2Obj<cow_String>* sto_MementoReadGaps::MakeAgentMapKey2Obj(cow_String*) {
   Refuse("agents of object maps");
 }
-cls_AgentBlob* sto_MementoReadGaps::MakeAgentBlob() {
-  Refuse("blobs");
-}

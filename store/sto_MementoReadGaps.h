@@ -26,7 +26,6 @@ class sto_MementoReadGaps : public cls_MementoRead {
   cls_AgentListObj* MakeAgentListObj() override;
   cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int* tag) override;
   cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String* tag) override;
-  cls_AgentBlob* MakeAgentBlob() override;
 
  protected:
   /// Raises Misuse: `what` cannot be read. Does not return.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "metadata/cls_CollectionType.h"
+#include "store/sto_BlobAgent.h"
 #include "store/sto_ListAgent.h"
 #include "store/sto_ListWriter.h"
 
@@ -207,6 +208,15 @@ cls_AgentListPrim<cow_String>* sto_MementoWrite::MakeAgentListPrim(cow_String co
 }
 cls_AgentListPrim<unsigned int>* sto_MementoWrite::MakeAgentListPrim(unsigned int const*, int sizeHint) {
   return MakeAgent<unsigned int>(sizeHint);
+}
+
+cls_AgentBlob* sto_MementoWrite::MakeAgentBlob() {
+  Session().RaiseKept();
+  Session().CheckSave();
+  if (m_Class.Metadata().ClassId() != cls_BlobTypeId)
+    Session().Raise(sto_ErrorKind::Misuse, "A blob is written into " + m_Object->Describe() +
+                                               ", which is none: give it a field of its own.");
+  return new sto_BlobAgent(Session(), m_Object->Id());
 }
 
 cls_WriteListPrim<bool>* sto_MementoWrite::MakeWriteListPrim(bool const*, int width) {

@@ -55,6 +55,8 @@ class sto_MementoWrite : public sto_MementoWriteGaps {
   cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) override;
   cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) override;
   cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag, int sizeHint) override;
+  /// The blob begins empty, whatever was stored under its identity.
+  cls_AgentBlob* MakeAgentBlob() override;
 
   /// Compares the type with the one that the attribute is declared with, and records it with the field, so
   /// that a reader without the classes knows what the collection is. Misuse on a mismatch.

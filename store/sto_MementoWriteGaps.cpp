@@ -72,6 +72,3 @@ cls_AgentMapKey2Obj<int>* sto_MementoWriteGaps::MakeAgentMapKey2Obj(int const*, 
 cls_AgentMapKey2Obj<cow_String>* sto_MementoWriteGaps::MakeAgentMapKey2Obj(cow_String const*, int) {
   Refuse("agents of object maps");
 }
-cls_AgentBlob* sto_MementoWriteGaps::MakeAgentBlob() {
-  Refuse("blobs");
-}

@@ -3,7 +3,7 @@
 #include "persist/cls_MementoWrite.h"
 
 /// The slots of the writing side that this version of the module does not store yet: maps, object lists, int
-/// tables, agents and blobs. Each raises Misuse and says so; nothing is lost in silence.
+/// tables, agents of objects. Each raises Misuse and says so; nothing is lost in silence.
 class sto_MementoWriteGaps : public cls_MementoWrite {
  public:
   cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() override;
@@ -28,7 +28,6 @@ class sto_MementoWriteGaps : public cls_MementoWrite {
   cls_AgentListObj* MakeAgentListObj(int sizeHint) override;
   cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int const* tag, int sizeHint) override;
   cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag, int sizeHint) override;
-  cls_AgentBlob* MakeAgentBlob() override;
 
  protected:
   /// Raises Misuse: `what` cannot be stored. Does not return.

@@ -14,6 +14,7 @@ sto_Session::~sto_Session() {
   Rollback();
   for (std::int64_t const id : AgentIds())
     if (sto_ListAgentBase* const agent = FindAgent(id)) agent->CloseSession();
+  *m_Self = nullptr;
 }
 
 void sto_Session::Begin(bool forWriting) {
@@ -183,7 +184,7 @@ std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
   RaiseKept();
   unsigned int classId = 0;
   sto_Bytes bytes;
-  if (sto_ListAgentBase* const agent = FindAgent(id)) agent->WriteRecord(); // what this session has written
+  if (sto_ListAgentBase* const agent = FindAgent(id)) agent->WriteRecord(); // its newest state
   m_Catalogue.Load(*m_Driver); // messages name the class also when the program does not know it
   if (!m_Driver->ReadObject(id, classId, bytes)) return nullptr;
   auto record = std::make_shared<sto_Record>();

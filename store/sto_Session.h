@@ -39,6 +39,9 @@ class sto_Session {
   [[nodiscard]] sto_IdentityMap& Identities() noexcept { return m_Identities; }
   [[nodiscard]] sto_LoadedObjects& Loaded() noexcept { return m_Loaded; }
 
+  /// Where the session stands; null when it has ended. For agents that may outlive it.
+  [[nodiscard]] std::shared_ptr<sto_Session*> const& Self() const noexcept { return m_Self; }
+
   // --- transactions
 
   [[nodiscard]] bool InTransaction() const noexcept { return m_InTransaction; }
@@ -125,6 +128,7 @@ class sto_Session {
   [[nodiscard]] std::vector<std::int64_t> AgentIds() const;
   void WriteAgentRecords();
 
+  std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
   std::string m_Location;
   std::unique_ptr<sto_Driver> m_Driver;
   sto_Catalogue m_Catalogue;

@@ -105,6 +105,6 @@ void sto_StoredBlocks::Forget() noexcept {
 }
 
 void sto_StoredBlocks::RaiseDamaged(int index) const {
-  m_Session.Raise(sto_ErrorKind::Damaged, "Block " + std::to_string(index) + " of the list of object " +
+  m_Session.Raise(sto_ErrorKind::Damaged, "Block " + std::to_string(index) + " of object " +
                                               std::to_string(m_ListId) + " is missing or damaged.");
 }

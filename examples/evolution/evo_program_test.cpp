@@ -2,29 +2,14 @@
 // stores were written once by these programs and stay as they are; every test works on a copy.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
+#include "tests/support/ProgramRun.h"
 #include "tests/support/StoreFile.h"
 #include "tests/support/StoreXxh3.h"
 
 namespace {
-
-struct Outcome {
-  int m_Status;
-  std::string m_Out;
-  std::string m_Err;
-};
-
-std::string Contents(std::string const& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 class Evolution : public StoreFileTest {
  protected:
@@ -39,37 +24,33 @@ class Evolution : public StoreFileTest {
   // Runs a version of the program.
   Outcome Run(int version, std::string const& arguments) {
     char const* const programs[] = {EVO_PROGRAM_1, EVO_PROGRAM_2, EVO_PROGRAM_3};
-    std::string const command = std::string(programs[version - 1]) + " " + arguments + " >" + Path("out") +
-                                " 2>" + Path("err") + " </dev/null";
-    int const status = std::system(command.c_str());
-    EXPECT_TRUE(WIFEXITED(status)) << command;
-    return {WEXITSTATUS(status), Contents(Path("out")), Contents(Path("err"))};
+    return RunToItsEnd(std::string(programs[version - 1]) + " " + arguments, Folder());
   }
 
   // What a version of the program prints of a store that it must be able to read.
   std::string Read(int version, std::string const& store) {
     Outcome const outcome = Run(version, "read " + store);
-    EXPECT_EQ(outcome.m_Status, 0);
-    EXPECT_EQ(outcome.m_Err, "");
-    return outcome.m_Out;
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    return outcome.out;
   }
 
   void Upgrade(int version, std::string const& store) {
     Outcome const outcome = Run(version, "upgrade " + store);
-    EXPECT_EQ(outcome.m_Status, 0);
-    EXPECT_EQ(outcome.m_Out + outcome.m_Err, "");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out + outcome.err, "");
   }
 
   // A version of the program does not take the beam of a later version: it says so and touches nothing.
   void ExpectRefusal(int version, char const* command, std::string const& store, int storedVersion) {
     StoreBytes const before = FileBytes(store);
     Outcome const outcome = Run(version, command + (" " + store));
-    EXPECT_EQ(outcome.m_Status, 1);
-    EXPECT_EQ(outcome.m_Out, "");
-    EXPECT_EQ(outcome.m_Err, "evolution_v" + std::to_string(version) + ": " + store +
-                                 ": Object 1 was written by version " + std::to_string(storedVersion) +
-                                 " of class Beam; this program knows version " + std::to_string(version) +
-                                 ".\n");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "evolution_v" + std::to_string(version) + ": " + store +
+                               ": Object 1 was written by version " + std::to_string(storedVersion) +
+                               " of class Beam; this program knows version " + std::to_string(version) +
+                               ".\n");
     EXPECT_EQ(FileBytes(store), before);
     EXPECT_FALSE(std::filesystem::exists(store + "-journal"));
   }
@@ -183,8 +164,8 @@ TEST_F(Evolution, RefusalNamesAllVersionsThatTheProgramKnows) {
     record.push_back(static_cast<std::byte>(checksum >> shift & 0xFF));
   SqlFile(store).Run("UPDATE object SET record = ? WHERE id = 1", record);
   Outcome const outcome = Run(3, "read " + store);
-  EXPECT_EQ(outcome.m_Status, 1);
-  EXPECT_EQ(outcome.m_Err,
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err,
             "evolution_v3: " + store +
                 ": Object 1 was written by version 4 of class Beam; this program knows versions 2 "
                 "and 3.\n");
@@ -268,8 +249,8 @@ TEST_F(Evolution, NewStoreOfEachProgramReadsAsItsGoldenOne) {
   for (int writer = 1; writer <= 3; ++writer) {
     std::string const store = Path("new-" + std::to_string(writer) + ".kvs");
     Outcome const outcome = Run(writer, "write " + store);
-    EXPECT_EQ(outcome.m_Status, 0);
-    EXPECT_EQ(outcome.m_Out + outcome.m_Err, "");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out + outcome.err, "");
     for (int reader = writer; reader <= 3; ++reader)
       EXPECT_EQ(Read(reader, store), Read(reader, Golden(writer)));
   }
@@ -279,23 +260,23 @@ TEST_F(Evolution, WriteLeavesAStoreThatExistsAsItIs) {
   std::string const store = Golden(1);
   StoreBytes const before = FileBytes(store);
   Outcome const outcome = Run(1, "write " + store);
-  EXPECT_EQ(outcome.m_Status, 1);
-  EXPECT_EQ(outcome.m_Err, "evolution_v1: " + store + ": The file exists already.\n");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "evolution_v1: " + store + ": The file exists already.\n");
   EXPECT_EQ(FileBytes(store), before);
 }
 
 TEST_F(Evolution, ReadNamesAStoreThatIsNotThere) {
   Outcome const outcome = Run(2, "read " + Path("none.kvs"));
-  EXPECT_EQ(outcome.m_Status, 1);
-  EXPECT_EQ(outcome.m_Err, "evolution_v2: " + Path("none.kvs") + ": There is no such file.\n");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "evolution_v2: " + Path("none.kvs") + ": There is no such file.\n");
   EXPECT_FALSE(std::filesystem::exists(Path("none.kvs")));
 }
 
 TEST_F(Evolution, ProgramExplainsHowItIsCalled) {
   for (char const* const arguments : {"", "read", "draw beam.kvs", "read a.kvs b.kvs"}) {
     Outcome const outcome = Run(3, arguments);
-    EXPECT_EQ(outcome.m_Status, 2) << arguments;
-    EXPECT_EQ(outcome.m_Out, "");
-    EXPECT_EQ(outcome.m_Err, "evolution_v3: usage: write|read|upgrade STORE\n");
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "evolution_v3: usage: write|read|upgrade STORE\n");
   }
 }

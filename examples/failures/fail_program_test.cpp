@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <stdlib.h>
-#include <sys/wait.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -15,22 +14,11 @@
 #include <sstream>
 #include <string>
 
+#include "tests/support/ProgramRun.h"
+
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-std::string Contents(fs::path const& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 // One failure that the program is to make: in which analysis, of which class, and from which file.
 struct Expected {
@@ -98,11 +86,7 @@ class FailuresProgram : public testing::Test {
   fs::path Path(std::string const& name) const { return m_Folder / name; }
 
   Outcome Call(std::string const& arguments) const {
-    std::string const command = std::string(FAIL_PROGRAM) + " " + arguments + " >" + Path("out").string() +
-                                " 2>" + Path("err").string() + " </dev/null";
-    int const status = std::system(command.c_str());
-    EXPECT_TRUE(WIFEXITED(status)) << command;
-    return {WEXITSTATUS(status), Contents(Path("out")), Contents(Path("err"))};
+    return RunToItsEnd(std::string(FAIL_PROGRAM) + " " + arguments, m_Folder);
   }
 
   // Calls the program on a store in the test's folder; it has to work, without a word of complaint.

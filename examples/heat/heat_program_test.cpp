@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,25 +9,13 @@
 #include <filesystem>
 #include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
+
+#include "tests/support/ProgramRun.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-std::string Contents(fs::path const& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 class HeatProgram : public testing::Test {
  protected:
@@ -43,11 +30,7 @@ class HeatProgram : public testing::Test {
   static std::string Data(std::string const& name) { return std::string(HEAT_DATA_DIR) + "/" + name; }
 
   Outcome Run(std::string const& arguments) const {
-    std::string const command = std::string(HEAT_PROGRAM) + " " + arguments + " >" + Path("out").string() +
-                                " 2>" + Path("err").string() + " </dev/null";
-    int const status = std::system(command.c_str());
-    EXPECT_TRUE(WIFEXITED(status)) << command;
-    return {WEXITSTATUS(status), Contents(Path("out")), Contents(Path("err"))};
+    return RunToItsEnd(std::string(HEAT_PROGRAM) + " " + arguments, m_Folder);
   }
 
   Outcome Analyse(std::string const& mesh, std::string const& store) const {

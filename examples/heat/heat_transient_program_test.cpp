@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,28 +10,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/support/ProgramRun.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-std::string Contents(fs::path const& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 // The number that a pattern's first group finds, -1 for none.
 long NumberIn(std::string const& text, std::string const& pattern) {
@@ -53,11 +39,7 @@ class HeatTransientProgram : public testing::Test {
   static std::string Mesh() { return std::string(HEAT_DATA_DIR) + "/bracket.msh"; }
 
   Outcome Run(std::string const& arguments, std::string const& environment = "") const {
-    std::string const command = environment + " " + HEAT_PROGRAM + " " + arguments + " >" + Path("out") +
-                                " 2>" + Path("err") + " </dev/null";
-    int const status = std::system(command.c_str());
-    EXPECT_TRUE(WIFEXITED(status)) << command;
-    return {WEXITSTATUS(status), Contents(Path("out")), Contents(Path("err"))};
+    return RunToItsEnd(environment + " " + HEAT_PROGRAM + " " + arguments, m_Folder);
   }
 
   std::string Options(std::string const& store, int steps, int interval, double timeStep = 1) const {
