@@ -1,5 +1,7 @@
 #include "store/sto_Exception.h"
 
+#include <type_traits>
+
 #include "errors/nex_AssertException.h"
 #include "errors/nex_BadCastException.h"
 #include "errors/nex_ExitException.h"
@@ -98,6 +100,37 @@ TEST_F(StoreExceptions, ExceptionOfTheStoreComesBack) {
       RoundTrip(sto_Exception(sto_ErrorKind::Busy, atr_String("wait"_cow)));
   EXPECT_EQ(loaded->Kind(), sto_ErrorKind::Busy);
   EXPECT_EQ(loaded->AsString().View(), "wait");
+}
+
+/// An exception's object without any field.
+template <class T> struct Bare {
+  static constexpr unsigned int TypeId() noexcept { return T::TypeId(); }
+  void DBWrite(cls_WriteVisitor const& visitor) const { visitor.StartWrite(TypeId(), m_Uid); }
+  cls_Uid m_Uid;
+};
+
+TEST_F(StoreExceptions, AbsentFieldsTakeTheirDefaults) {
+  auto const load = [this]<class T>(std::type_identity<T>) {
+    std::string const path = Path(std::to_string(T::TypeId()));
+    { sto_Store::Open(path, sto_Mode::Create, m_Classes).Save("error", Bare<T>()); }
+    m_Store = std::make_unique<sto_Store>(sto_Store::Open(path, sto_Mode::ReadOnly, m_Classes));
+    std::unique_ptr<T> loaded = m_Store->Load<T>("error");
+    EXPECT_EQ(loaded->FromFile().View(), "");
+    EXPECT_EQ(loaded->FromLine(), 0);
+    EXPECT_NE(loaded->RootUid().Entry(), loaded->Uid().Entry());
+    return loaded;
+  };
+  EXPECT_EQ(load(std::type_identity<nex_TextException>())->Value().View(), "");
+  EXPECT_EQ(load(std::type_identity<nex_BadCastException>())->Value().View(), "");
+  EXPECT_EQ(load(std::type_identity<nex_InvalidObjException>())->Value().View(), "");
+  EXPECT_EQ(load(std::type_identity<nex_AssertException>())->Value().View(), "");
+  EXPECT_EQ(load(std::type_identity<nex_ExitException>())->AsString().View(), "Exit code: 0");
+  auto const failed = load(std::type_identity<nex_SystemErrorException>());
+  EXPECT_EQ(failed->Value().m_NativeErrorCode, 0U);
+  EXPECT_EQ(failed->Value().m_CRTErrorCode, 0);
+  auto const memory = load(std::type_identity<nex_OutOfMemoryException>());
+  EXPECT_EQ(memory->Message().View(), "");
+  EXPECT_EQ(static_cast<int>(memory->Error()), 0);
 }
 
 TEST_F(StoreExceptions, ExceptionOfAnotherClassIsRefused) {
