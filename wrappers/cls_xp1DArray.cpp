@@ -3,6 +3,7 @@
 #include "wrappers/cls_xpListCode.h"
 
 template <class T> cls_xp1DArray<T>::cls_xp1DArray(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
+  if (visitor.Memento() == nullptr) return; // there is no object to read from
   std::unique_ptr<cls_ReadListPrim<T>> const reader = cls_xpReadList<T>(visitor);
   this->Grow(reader->Count());
   for (int i = 0; reader->More(); ++i) {

@@ -5,6 +5,7 @@
 template <class T>
 cls_xp1DArrayList<T>::cls_xp1DArrayList(cls_ReadVisitor const& visitor, cls_Uid* ownerUid)
     : m_Uid(visitor.GetUid()), m_OwnerUid(ownerUid) {
+  if (visitor.Memento() == nullptr) return; // there is no object to read from
   std::unique_ptr<cls_ReadListPrim<T>> const reader = cls_xpReadList<T>(visitor);
   int const count = reader->Count();
   this->Truncate(count);

@@ -3,6 +3,7 @@
 #include "wrappers/cls_xpListCode.h"
 
 template <class T> cls_xpList<T>::cls_xpList(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
+  if (visitor.Memento() == nullptr) return; // there is no object to read from
   std::unique_ptr<cls_ReadListPrim<T>> const reader = cls_xpReadList<T>(visitor);
   while (reader->More()) this->Append(reader->Next());
 }

@@ -9,6 +9,7 @@
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteListPrim.h"
 #include "persist/cls_WriteVisitor.h"
+#include "wrappers/cls_xpWriter.h"
 
 /// The collection type of a list of `T`.
 template <class T> inline constexpr cls_CollectionType cls_xpListCode = COLLECTION_NONE;
@@ -24,14 +25,9 @@ void cls_xpWriteList(cls_WriteVisitor const& visitor, cls_Uid const& uid, Append
   // The answer is not looked at: a value wrapper goes on writing, unlike other persisted classes. Meant.
   visitor.StartWrite(cls_InternalListTypeId, uid);
   visitor.CheckCollectionType(cls_xpListCode<T>);
+  if (visitor.Memento() == nullptr) return; // the back end declined the object: there is nothing to write to
   T const tag{};
-  cls_WriteListPrim<T>* const writer = visitor.Memento()->MakeWriteListPrim(&tag, 1);
-  struct Deleter {
-    cls_WriteListPrim<T>* m_Writer;
-    ~Deleter() {
-      if (m_Writer->NeedsDeletion()) delete m_Writer;
-    }
-  } const deleter{writer};
+  cls_xpWriter<cls_WriteListPrim<T>> const writer(visitor.Memento()->MakeWriteListPrim(&tag, 1));
   appendAll(*writer);
 }
 

@@ -39,6 +39,10 @@ TYPED_TEST_SUITE(CountedWrapperRead, CountedCases);
 
 } // namespace
 
+TYPED_TEST(WrapperRead, NothingThroughAVisitorWithoutMemento) {
+  EXPECT_TRUE(TypeParam::Elements(TypeParam::Read(cls_ReadVisitor(nullptr))).empty());
+}
+
 TYPED_TEST(WrapperRead, TakesTheIdentityFirstAndTheElementsInOrder) {
   this->m_Recorder.StoreList(this->Values());
   cls_ReadVisitor const visitor(this->m_Recorder.NewReader());

@@ -37,6 +37,13 @@ TYPED_TEST(WrapperWrite, ThroughAStartedVisitorWithoutStartingIt) {
   EXPECT_EQ(this->m_Recorder.TakeLines(), this->ListLines("write1", "listWriter1", this->Values()));
 }
 
+TYPED_TEST(WrapperWrite, NothingToAnObjectThatTheBackEndDeclined) {
+  this->m_Recorder.DeclineObjects();
+  cls_WriteVisitor const parent(this->m_Recorder.NewWriter());
+  this->m_Wrapper.DBWrite(cls_WriteVisitor(parent, this->m_Field, nullptr, nullptr));
+  EXPECT_EQ(this->m_Recorder.TakeLines().size(), 2U); // the start and the check of the collection type
+}
+
 TYPED_TEST(WrapperWrite, AnElementThroughItsRequest) {
   RecordingListObjWriter list(this->m_Recorder);
   cls_WriteRequestListObj const request(&list);

@@ -1,0 +1,45 @@
+#include "wrappers/cls_xoMap.h"
+
+#include <memory>
+
+#include "metadata/cls_CollectionType.h"
+#include "persist/cls_AgentRequest.h"
+#include "persist/cls_MementoRead.h"
+#include "persist/cls_MementoWrite.h"
+#include "persist/cls_ReadObjects.h"
+#include "persist/cls_WriteObjects.h"
+#include "wrappers/cls_xpWriter.h"
+
+template <class K, class V>
+cls_xoMap<K, V>::cls_xoMap(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
+  if (visitor.Memento() == nullptr) return;
+  // Always the caller's, whatever NeedsDeletion would say: meant.
+  std::unique_ptr<cls_ReadMapString2Obj> const reader(visitor.Memento()->MakeReadMapString2Obj());
+  while (reader->More()) {
+    reader->Next();
+    K key;
+    cls_ReadVisitor const entry(reader->Fetch(key));
+    this->Insert(key, V(entry, nullptr));
+  }
+}
+
+template <class K, class V> void cls_xoMap<K, V>::DBWrite(cls_WriteVisitor const& visitor) const {
+  // The answer is not looked at: a value wrapper goes on writing, unlike other persisted classes. Meant.
+  visitor.StartWrite(cls_InternalMapTypeId, m_Uid);
+  visitor.CheckCollectionType(COLLECTION_MAP_STRING_OBJ);
+  if (visitor.Memento() == nullptr) return; // the back end declined the object: there is nothing to write to
+  cls_xpWriter<cls_WriteMapString2Obj> const writer(visitor.Memento()->MakeWriteMapString2Obj());
+  for (cow_ConstMapIterator<K, V> entry(*this); !entry.IsDone(); entry.Next()) {
+    cls_WriteRequestMapString2Obj const request(writer.get(), entry.Key());
+    entry.Value().DBWrite(cls_WriteVisitor(request, &entry.Value()));
+  }
+}
+
+template <class K, class V> cls_xoMap<K, V>& cls_xoMap<K, V>::operator=(cow_Map<K, V> const& source) {
+  if (&source == static_cast<cow_Map<K, V>*>(this)) return *this;
+  cow_Map<K, V>::operator=(source);
+  m_Uid.NewUid();
+  return *this;
+}
+
+template class cls_xoMap<cow_String, cls_xp1DArrayListFloat>;

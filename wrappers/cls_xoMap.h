@@ -1,0 +1,43 @@
+#pragma once
+
+#include "persist/cls_ReadVisitor.h"
+#include "persist/cls_WriteVisitor.h"
+#include "platform/cow/cow_ConstMapIterator.h"
+#include "platform/cow/cow_String.h"
+#include "platform/kvl_Export.h"
+#include "wrappers/cls_xp1DArrayList.h"
+
+/// Persisted map of objects: a copy-on-write map with an identity, stored as one map object (class 0x230002)
+/// whose every value is written as an object of its own, under its own identity, in ascending order of the
+/// keys. Where values are plain numbers or texts, cls_xpMap stores them without an object each.
+///
+/// It is a value with all of the map's operations: copying shares the entries and keeps the identity;
+/// assigning another container gives it a new identity, so that a changed value is stored as a new object;
+/// changing entries in place keeps it. Values that a copy or a write of the map copies keep their identities
+/// and share their elements. Made for <cow_String, cls_xp1DArrayListFloat>. Thread rule: one thread. Errors:
+/// of the visitor's back end, of allocation.
+template <class K, class V> class cls_xoMap : public cow_Map<K, V> {
+ public:
+  /// The stored map and its identity; each value has its stored identity and no owner. Of stored entries
+  /// under one key the last counts.
+  explicit cls_xoMap(cls_ReadVisitor const& visitor);
+
+  /// A map of these entries (shared) under an identity.
+  cls_xoMap(cow_Map<K, V> const& map, cls_Uid const& uid) noexcept : cow_Map<K, V>(map), m_Uid(uid) {}
+
+  /// An empty map under a fresh identity.
+  cls_xoMap() = default;
+
+  /// Writes the entries, whatever the visitor's StartWrite answers.
+  void DBWrite(cls_WriteVisitor const& visitor) const;
+
+  /// Shares the entries of `source` under a fresh identity; the wrapper's own container changes nothing.
+  cls_xoMap& operator=(cow_Map<K, V> const& source);
+
+  [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
+
+ private:
+  cls_Uid m_Uid;
+};
+
+extern template class KVL_EXPORT cls_xoMap<cow_String, cls_xp1DArrayListFloat>;

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "persist/cls_ReadVisitor.h"
+#include "persist/cls_WriteVisitor.h"
+#include "platform/cow/cow_BtreeIterator.h"
+#include "platform/cow/cow_String.h"
+#include "platform/kvl_Export.h"
+
+/// Persisted keyed tree: a copy-on-write tree from cow_String to unsigned int with an identity, stored as one
+/// map object (class 0x230002) of its entries in ascending order of the keys.
+///
+/// It is a value with all of the tree's operations: copying shares the entries and keeps the identity;
+/// assigning another container gives it a new identity, so that a changed value is stored as a new object;
+/// changing entries in place keeps it. Thread rule: one thread. Errors: of the visitor's back end, of
+/// allocation.
+class KVL_EXPORT cls_xpBtreeString2Uint : public cow_Btree<cow_String, unsigned int> {
+ public:
+  /// The stored tree and its identity. Of stored entries under one key the first counts.
+  explicit cls_xpBtreeString2Uint(cls_ReadVisitor const& visitor);
+
+  /// A tree of these entries (shared) under an identity.
+  cls_xpBtreeString2Uint(cow_Btree<cow_String, unsigned int> const& tree, cls_Uid const& uid) noexcept
+      : cow_Btree(tree), m_Uid(uid) {}
+
+  /// An empty tree under a fresh identity.
+  cls_xpBtreeString2Uint() = default;
+
+  /// Writes the entries, whatever the visitor's StartWrite answers.
+  void DBWrite(cls_WriteVisitor const& visitor) const;
+
+  /// Shares the entries of `source` under a fresh identity; the wrapper's own container changes nothing.
+  cls_xpBtreeString2Uint& operator=(cow_Btree<cow_String, unsigned int> const& source);
+
+  [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
+
+ private:
+  cls_Uid m_Uid;
+};

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "persist/cls_ReadVisitor.h"
+#include "persist/cls_WriteVisitor.h"
+#include "platform/cow/cow_ConstMapIterator.h"
+#include "platform/cow/cow_String.h"
+#include "platform/kvl_Export.h"
+
+/// Persisted map: a copy-on-write map from cow_String with an identity, stored as one map object (class
+/// 0x230002) of its entries in ascending order of the keys.
+///
+/// It is a value with all of the map's operations: copying shares the entries and keeps the identity;
+/// assigning another container gives it a new identity, so that a changed value is stored as a new object;
+/// changing entries in place keeps it. `T` is float or cow_String. Thread rule: one thread. Errors: of the
+/// visitor's back end, of allocation.
+template <class T> class cls_xpMap : public cow_Map<cow_String, T> {
+ public:
+  /// The stored map and its identity. Of stored entries under one key the last counts.
+  explicit cls_xpMap(cls_ReadVisitor const& visitor);
+
+  /// A map of these entries (shared) under an identity.
+  cls_xpMap(cow_Map<cow_String, T> const& map, cls_Uid const& uid) noexcept
+      : cow_Map<cow_String, T>(map), m_Uid(uid) {}
+
+  /// An empty map under a fresh identity.
+  cls_xpMap() = default;
+
+  /// Writes the entries, whatever the visitor's StartWrite answers.
+  void DBWrite(cls_WriteVisitor const& visitor) const;
+
+  /// Shares the entries of `source` under a fresh identity; the wrapper's own container changes nothing.
+  cls_xpMap& operator=(cow_Map<cow_String, T> const& source);
+
+  [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
+
+ private:
+  cls_Uid m_Uid;
+};
+
+using cls_xpMapString2Float = cls_xpMap<float>;
+using cls_xpMapString2String = cls_xpMap<cow_String>;
+
+extern template class KVL_EXPORT cls_xpMap<float>;
+extern template class KVL_EXPORT cls_xpMap<cow_String>;
