@@ -66,16 +66,22 @@ set(KVL_PERSIST_SOURCES
   persist/cls_UidCatalog.cpp
   persist/cls_WriteCollectionBase.cpp
   persist/cls_WriteVisitor.cpp
+  wrappers/cls_xoMap.cpp
   wrappers/cls_xp1DArray.cpp
   wrappers/cls_xp1DArrayList.cpp
+  wrappers/cls_xp2DArray.cpp
+  wrappers/cls_xpBtree.cpp
   wrappers/cls_xpList.cpp
+  wrappers/cls_xpMap.cpp
   wrappers/cls_xpString.cpp
   wrappers/cls_xpTrString.cpp)
 
 set(KVL_STORE_SOURCES
   store/sqlite/sto_SqliteBlob.cpp
+  store/sqlite/sto_SqliteBlocks.cpp
   store/sqlite/sto_SqliteConnection.cpp
   store/sqlite/sto_SqliteDriver.cpp
+  store/sqlite/sto_SqliteObjects.cpp
   store/sto_BlobAgent.cpp
   store/sto_Catalogue.cpp
   store/sto_Checksum.cpp
@@ -103,10 +109,12 @@ set(KVL_PLATFORM_TEST_SOURCES
   platform/atr/atr_translate_test.cpp
   platform/cow/cow_1DArrayList_test.cpp
   platform/cow/cow_1DArray_test.cpp
+  platform/cow/cow_2DArray_test.cpp
   platform/cow/cow_Btree_test.cpp
   platform/cow/cow_COW_test.cpp
   platform/cow/cow_ContainerModel_test.cpp
   platform/cow/cow_CountedHld_test.cpp
+  platform/cow/cow_Map_test.cpp
   platform/cow/cow_String_test.cpp
   platform/cow/cow_SystemErrorCode_test.cpp
   platform/kvl_contract_test.cpp
@@ -207,10 +215,17 @@ set(KVL_ERRORS_TEST_SOURCES
 
 set(KVL_WRAPPERS_TEST_SOURCES
   tests/support/RecordingBackEnd.cpp
+  wrappers/cls_xoMap_test.cpp
+  wrappers/cls_xp2DArray_test.cpp
+  wrappers/cls_xpBtree_test.cpp
   wrappers/cls_xpIdentity_test.cpp
+  wrappers/cls_xpKeyed_test.cpp
+  wrappers/cls_xpMap_test.cpp
   wrappers/cls_xpRead_test.cpp
+  wrappers/cls_xpSharing_test.cpp
   wrappers/cls_xpString_test.cpp
-  wrappers/cls_xpWrite_test.cpp)
+  wrappers/cls_xpWrite_test.cpp
+  tests/support/HeapCount.cpp)
 
 set(KVL_STORE_TEST_SOURCES
   store/sto_BaseParts_test.cpp

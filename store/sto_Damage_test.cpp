@@ -24,6 +24,7 @@ class StoreDamage : public StoreTest {
       for (int i = 0; i < 2049; ++i) list->Append(i % 2 == 0);
     });
     m_Root = m_File->Integer("SELECT object_id FROM root");
+    m_File->Unpack();
   }
 
   /// Loads everything that root "root" has.
@@ -124,6 +125,7 @@ TEST_F(StoreDamage, RecordsThatChangedPlacesAreNoticed) {
   Node const two(2);
   m_Store->Save("one", one);
   m_Store->Save("two", two);
+  m_File->Unpack();
   m_File->Run("UPDATE object SET id = -1 WHERE id = (SELECT object_id FROM root WHERE name = 'one')");
   m_File->Run("UPDATE object SET id = (SELECT object_id FROM root WHERE name = 'one') "
               "WHERE id = (SELECT object_id FROM root WHERE name = 'two')");

@@ -8,9 +8,11 @@
 namespace sto_Format {
 
 /// The version of the form that this module writes, and the newest that it reads.
-inline constexpr int Version = 2;
+inline constexpr int Version = 3;
 /// The last version without descriptions of attributes.
 inline constexpr int VersionWithoutAttributes = 1;
+/// The last version without packs of records and without moved blocks.
+inline constexpr int VersionWithoutPacks = 2;
 
 /// First byte of each object record.
 inline constexpr std::uint8_t RecordForm = 1;

@@ -52,7 +52,7 @@ class StoreSession : public StoreFileTest {
   };
 
   void SetUp() override {
-    Connect(sto_SqliteDriver::Create(Path()));
+    Connect(sto_SqliteDriver::Create(Path(), {}));
     m_Old.Fill(1, 5000);
     m_Store->Save("old", m_Old);
   }

@@ -11,6 +11,7 @@
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
 #include "store/sto_Exception.h"
+#include "store/sto_Options.h"
 #include "store/sto_Shared.h"
 
 class sto_ReadTransaction;
@@ -56,7 +57,9 @@ class KVL_EXPORT sto_Store {
   /// NotFound: no file there, or no store in it (the file is left as it is). Conflict: Create and something
   /// is there. NewerFormat: written by a newer version of this module. Misuse: a class of the registrar has
   /// the ID of one of the library's. Damaged, ReadOnly, Busy, Unavailable.
-  static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar);
+  /// Misuse for options that are none; they matter to Create only.
+  static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
+                        sto_Options const& options = {});
 
   /// The store of a session that the module itself has made, over a driver of its choice.
   explicit sto_Store(std::unique_ptr<sto_Session> session) noexcept;

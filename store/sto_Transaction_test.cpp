@@ -25,9 +25,9 @@ TEST_F(StoreTransaction, NothingIsOnTheMediumBeforeCommit) {
   sto_Store store = Create();
   sto_Transaction transaction(store);
   store.Save("one", Node(1));
-  EXPECT_EQ(Query("SELECT count(*) FROM object"), 0);
+  EXPECT_EQ(Query("SELECT count(*) FROM pack"), 0);
   transaction.Commit();
-  EXPECT_EQ(Query("SELECT count(*) FROM object"), 1);
+  EXPECT_EQ(Query("SELECT count(*) FROM pack"), 1);
 }
 
 TEST_F(StoreTransaction, RollbackUndoesEverything) {
@@ -265,7 +265,7 @@ TEST_F(StoreTransaction, CommitInTheMiddleOfASaveIsRefused) {
   sto_Transaction transaction(store);
   MessageOf(sto_ErrorKind::Misuse,
             [&] { SaveFields(store, [&](cls_WriteVisitor const&) { transaction.Commit(); }); });
-  EXPECT_EQ(Query("SELECT count(*) FROM object"), 0);
+  EXPECT_EQ(Query("SELECT count(*) FROM pack"), 0);
   store.Save("node", Node(1));
   transaction.Commit();
   EXPECT_EQ(store.ObjectCount(), 1);

@@ -267,7 +267,7 @@ TEST_F(StoreValues, SecondWriteOfAFieldReplacesTheFirstAndLeavesItsNeighbours) {
     EXPECT_EQ(visitor.Read(Field, 0.0), 3.5);
     EXPECT_EQ(visitor.Read(cls_FieldHandle("m_After"_cow), 0), 4);
   }));
-  EXPECT_FALSE(Contains(SqlFile(Path()).Text("SELECT record FROM object"), "goes away"));
+  EXPECT_FALSE(Contains(SqlFile(Path()).Text("SELECT data FROM pack"), "goes away"));
 }
 
 TEST_F(StoreValues, ManyFieldsAreReadInAnyOrder) {

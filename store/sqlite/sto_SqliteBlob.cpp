@@ -7,7 +7,7 @@
 #include "store/sqlite/sto_SqliteConnection.h"
 
 bool sto_SqliteBlob::Seek(std::int64_t key) {
-  int const code = m_Handle == nullptr ? sqlite3_blob_open(m_Connection.Handle(), "main", "block", "data",
+  int const code = m_Handle == nullptr ? sqlite3_blob_open(m_Connection.Handle(), "main", m_Table, "data",
                                                            key, m_ForWriting ? 1 : 0, &m_Handle)
                                        : sqlite3_blob_reopen(m_Handle, key);
   if (code == SQLITE_OK) return true;

@@ -9,13 +9,14 @@
 struct sqlite3_blob;
 class sto_SqliteConnection;
 
-/// Reads, or overwrites in place, the byte strings of table block without a statement for each: the bytes go
+/// Reads, or overwrites in place, the byte strings of one table without a statement for each: the bytes go
 /// straight between the file's pages and the caller. Close it before the transaction ends: an open one keeps
 /// the file locked. Thread rule: one thread.
 class sto_SqliteBlob {
  public:
-  sto_SqliteBlob(sto_SqliteConnection& connection, bool forWriting) noexcept
-      : m_Connection(connection), m_ForWriting(forWriting) {}
+  /// `table` is a literal; its byte strings stand in column data.
+  sto_SqliteBlob(sto_SqliteConnection& connection, char const* table, bool forWriting) noexcept
+      : m_Connection(connection), m_Table(table), m_ForWriting(forWriting) {}
   sto_SqliteBlob(sto_SqliteBlob const&) = delete;
   sto_SqliteBlob& operator=(sto_SqliteBlob const&) = delete;
   ~sto_SqliteBlob() { Close(); }
@@ -36,6 +37,7 @@ class sto_SqliteBlob {
   [[noreturn]] void RaiseClosed(int code);
 
   sto_SqliteConnection& m_Connection;
+  char const* m_Table;
   bool m_ForWriting;
   sqlite3_blob* m_Handle = nullptr;
 };

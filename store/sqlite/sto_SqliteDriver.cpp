@@ -15,12 +15,37 @@
 
 namespace {
 
+std::string JournalMode(sto_SqliteConnection& connection) {
+  sto_SqliteStatement statement(connection, "PRAGMA journal_mode");
+  sto_SqliteStatement::Use use(statement);
+  return use.Step() ? use.Text(0) : std::string();
+}
+
 /// How every connection talks to its file, after which the file's contents cannot turn against the program.
 void Configure(sto_SqliteConnection& connection) {
   sqlite3_db_config(connection.Handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(connection.Handle(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-  connection.Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA;"
+  // Whether there is a write-ahead log is the file's own property. Rows that go are not overwritten with
+  // zeros, as some builds of SQLite would: that makes a deletion cost as much as a write.
+  connection.Execute("PRAGMA synchronous = EXTRA; PRAGMA secure_delete = OFF;"
                      "PRAGMA mmap_size = 1099511627776; PRAGMA temp_store = MEMORY;");
+  if (JournalMode(connection) != "wal") connection.Execute("PRAGMA journal_mode = DELETE");
+}
+
+constexpr char const* TablesSince[] = {
+    "'meta', 'class', 'name', 'root', 'object', 'block'",
+    ", 'attribute'",
+    ", 'pack', 'moved_block', 'block_place'",
+};
+constexpr std::int64_t TableCounts[] = {6, 7, 10};
+
+/// Whether the tables of a format version are there.
+bool HasTables(sto_SqliteConnection& connection, std::int64_t version) {
+  std::string names;
+  for (std::int64_t i = 0; i < version; ++i) names += TablesSince[i];
+  std::string const count =
+      "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name IN (" + names + ")";
+  return connection.QueryInteger(count.c_str()) == TableCounts[version - 1];
 }
 
 void CheckFormat(sto_SqliteConnection& connection) {
@@ -31,10 +56,7 @@ void CheckFormat(sto_SqliteConnection& connection) {
     sto_Raise(sto_ErrorKind::NewerFormat,
               connection.Path() + ": The store has format version " + std::to_string(version) +
                   "; this program reads up to version " + std::to_string(sto_Format::Version) + ".");
-  constexpr char CountTables[] = "SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND "
-                                 "name IN ('meta', 'class', 'name', 'root', 'object', 'block', 'attribute')";
-  std::int64_t const tableCount = version == sto_Format::VersionWithoutAttributes ? 6 : 7;
-  if (version < 1 || connection.QueryInteger(CountTables) != tableCount)
+  if (version < 1 || !HasTables(connection, version))
     sto_Raise(sto_ErrorKind::Damaged, connection.Path() + ": The store's header or tables are damaged.");
 }
 
@@ -44,6 +66,7 @@ std::int64_t SizeOf(sto_SqliteConnection& connection) {
 
 /// SQLite fills a last page that was cut short with zeros, and some zeros look like rows.
 void CheckSize(sto_SqliteConnection& connection) {
+  if (JournalMode(connection) == "wal") return; // the log may hold the newest pages
   auto const expected = static_cast<std::uintmax_t>(SizeOf(connection));
   std::error_code error;
   std::uintmax_t const actual = std::filesystem::file_size(connection.Path(), error);
@@ -57,13 +80,15 @@ void SetFormatVersion(sto_SqliteConnection& connection) {
   connection.Execute(("PRAGMA user_version = " + std::to_string(sto_Format::Version)).c_str());
 }
 
-void MakeTables(sto_SqliteConnection& connection) {
-  connection.Execute(("PRAGMA page_size = " + std::to_string(sto_SqliteSchema::PageBytes)).c_str());
+void MakeTables(sto_SqliteConnection& connection, sto_Options const& options) {
+  connection.Execute(("PRAGMA page_size = " + std::to_string(options.m_PageBytes)).c_str());
+  if (options.m_ReadersBesideWriter) connection.Execute("PRAGMA journal_mode = WAL");
   connection.Execute("BEGIN EXCLUSIVE");
   connection.Execute(("PRAGMA application_id = " + std::to_string(sto_SqliteSchema::ApplicationId)).c_str());
   SetFormatVersion(connection);
   connection.Execute(sto_SqliteSchema::Tables);
   connection.Execute(sto_SqliteSchema::AttributeTable);
+  connection.Execute(sto_SqliteSchema::PackTables);
   connection.Execute("INSERT INTO meta VALUES('next_object_id', 1)");
   connection.Execute("COMMIT");
 }
@@ -71,6 +96,13 @@ void MakeTables(sto_SqliteConnection& connection) {
 bool IsThere(std::string const& path) {
   std::error_code error;
   return std::filesystem::exists(std::filesystem::symlink_status(path, error));
+}
+
+void CheckOptions(std::string const& path, sto_Options const& options) {
+  int const pageBytes = options.m_PageBytes;
+  if (pageBytes < 512 || pageBytes > 65536 || (pageBytes & (pageBytes - 1)) != 0)
+    sto_Raise(sto_ErrorKind::Misuse, path + ": " + std::to_string(pageBytes) +
+                                         " is no page size: a power of two from 512 to 65536 is.");
 }
 
 /// Makes an empty file; false when something is there already, also when another program was faster.
@@ -93,13 +125,14 @@ bool IsEmptyFile(std::string const& path) {
 
 } // namespace
 
-std::unique_ptr<sto_Driver> sto_SqliteDriver::Create(std::string const& path) {
+std::unique_ptr<sto_Driver> sto_SqliteDriver::Create(std::string const& path, sto_Options const& options) {
+  CheckOptions(path, options);
   bool const isOurs = MakeFile(path);
   if (!isOurs && !IsEmptyFile(path)) sto_Raise(sto_ErrorKind::Conflict, path + ": The file exists already.");
   try {
     auto connection = std::make_unique<sto_SqliteConnection>(path, SQLITE_OPEN_READWRITE);
     Configure(*connection);
-    MakeTables(*connection);
+    MakeTables(*connection, options);
     return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(connection), false));
   } catch (...) {
     std::error_code ignored;
@@ -128,14 +161,6 @@ std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool
 
 sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connection, bool readOnly)
     : m_Connection(std::move(connection)), m_IsReadOnly(readOnly),
-      m_ReadObject(*m_Connection, "SELECT class_id, record FROM object WHERE id = ?"),
-      m_HasObject(*m_Connection, "SELECT 1 FROM object WHERE id = ?"),
-      m_GreatestId(*m_Connection, "SELECT max(id) FROM object"),
-      m_WriteObject(*m_Connection, "REPLACE INTO object(id, class_id, record) VALUES(?, ?, ?)"),
-      m_ReadBlocks(*m_Connection, "SELECT key, data FROM block WHERE key BETWEEN ? AND ? ORDER BY key"),
-      m_HasBlock(*m_Connection, "SELECT 1 FROM block WHERE key = ?"),
-      m_WriteBlock(*m_Connection, "REPLACE INTO block(key, data) VALUES(?, ?)"),
-      m_DeleteBlocks(*m_Connection, "DELETE FROM block WHERE key BETWEEN ? AND ?"),
       m_FindRoot(*m_Connection, "SELECT object_id FROM root WHERE name = ?"),
       m_SetRoot(*m_Connection, "REPLACE INTO root(name, object_id) VALUES(?, ?)"),
       m_RemoveRoot(*m_Connection, "DELETE FROM root WHERE name = ?"),
@@ -145,17 +170,23 @@ sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connect
       m_WriteClass(*m_Connection,
                    "REPLACE INTO class(class_id, version, name, base_class_id) VALUES(?, ?, ?, ?)"),
       m_AddName(*m_Connection, "INSERT INTO name(id, text) VALUES(?, ?)"),
-      m_FormatVersion(m_Connection->QueryInteger("PRAGMA user_version")), m_ReadBlob(*m_Connection, false),
-      m_WriteBlob(*m_Connection, true) {}
+      m_HasLog(JournalMode(*m_Connection) == "wal"), m_Objects(*m_Connection), m_Blocks(*m_Connection) {}
 
 void sto_SqliteDriver::Begin(bool forWriting) {
   m_Connection->Execute(forWriting ? "BEGIN IMMEDIATE" : "BEGIN");
   try {
-    if (m_FormatVersion < sto_Format::Version) {
-      m_FormatVersion = m_Connection->QueryInteger("PRAGMA user_version");
-      if (forWriting && m_FormatVersion < sto_Format::Version) Upgrade();
+    if (!m_IsPresentFormat) {
+      m_FormatVersion =
+          m_Connection->QueryInteger("PRAGMA user_version"); // another session may have upgraded
+      m_IsPresentFormat = m_FormatVersion == sto_Format::Version;
+      if (forWriting && !m_IsPresentFormat)
+        Upgrade(); // may yet be undone, so the next transaction asks again
     }
-    if (!forWriting) NextObjectId(); // a deferred transaction sees a fixed state only from its first read on
+    bool const hasPacks = m_FormatVersion > sto_Format::VersionWithoutPacks;
+    m_Objects.Begin(hasPacks);
+    m_Blocks.Begin(hasPacks, !m_HasLog);
+    m_Objects.SetFirstNewId(
+        NextObjectId()); // a deferred transaction sees a fixed state from its first read on
   } catch (...) {
     Rollback();
     throw;
@@ -163,17 +194,22 @@ void sto_SqliteDriver::Begin(bool forWriting) {
 }
 
 void sto_SqliteDriver::Upgrade() {
-  m_Connection->Execute(sto_SqliteSchema::AttributeTable);
+  if (m_FormatVersion <= sto_Format::VersionWithoutAttributes)
+    m_Connection->Execute(sto_SqliteSchema::AttributeTable);
+  if (m_FormatVersion <= sto_Format::VersionWithoutPacks) m_Connection->Execute(sto_SqliteSchema::PackTables);
   SetFormatVersion(*m_Connection);
+  m_FormatVersion = sto_Format::Version;
 }
 
 void sto_SqliteDriver::Commit() {
-  CloseBlobs();
+  m_Objects.Flush();
+  m_Blocks.FinishTransaction();
   m_Connection->Execute("COMMIT");
 }
 
 void sto_SqliteDriver::Rollback() noexcept {
-  CloseBlobs();
+  m_Objects.Drop();
+  m_Blocks.Close();
   if (IsInTransaction()) sqlite3_exec(m_Connection->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
 }
 
@@ -189,15 +225,19 @@ void sto_SqliteDriver::CheckTransaction() const {
 
 void sto_SqliteDriver::SetMark() {
   CheckTransaction();
-  CloseBlobs(); // one that is open for writing is a statement in progress
+  m_Objects.Flush();
+  m_Blocks.SetMark();
   m_Connection->Execute("SAVEPOINT mark");
 }
 void sto_SqliteDriver::ReleaseMark() {
   m_Connection->Execute("RELEASE mark");
 }
 void sto_SqliteDriver::RollbackToMark() {
-  CloseBlobs();
-  if (IsInTransaction()) m_Connection->Execute("ROLLBACK TO mark; RELEASE mark");
+  m_Objects.Drop();
+  m_Blocks.Close();
+  if (!IsInTransaction()) return;
+  m_Connection->Execute("ROLLBACK TO mark; RELEASE mark");
+  m_Blocks.ReturnToMark();
 }
 
 std::int64_t sto_SqliteDriver::ChangeCounter() {
@@ -209,11 +249,10 @@ std::int64_t sto_SqliteDriver::NextObjectId() {
   sto_SqliteStatement::Use use(m_GetMeta);
   if (!use.Bind(1, std::string_view("next_object_id")).Step() || use.Integer(0) < 1)
     sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store does not say its next object id.");
-  sto_SqliteStatement::Use greatest(m_GreatestId);
-  if (greatest.Step() && greatest.Integer(0) >= use.Integer(0))
+  if (std::int64_t const greatest = m_Objects.GreatestId(); greatest >= use.Integer(0))
     sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's next object id, " +
                                           std::to_string(use.Integer(0)) + ", is not after object " +
-                                          std::to_string(greatest.Integer(0)) + ".");
+                                          std::to_string(greatest) + ".");
   return use.Integer(0);
 }
 
@@ -232,15 +271,9 @@ std::vector<sto_ClassRow> sto_SqliteDriver::Classes() {
                     use.Text(2),
                     static_cast<unsigned int>(use.Integer(3)),
                     {}});
-  if (HasAttributes())
+  if (m_FormatVersion > sto_Format::VersionWithoutAttributes)
     for (sto_ClassRow& row : rows) row.m_Attributes = Attributes(row.m_ClassId, row.m_Version);
   return rows;
-}
-
-bool sto_SqliteDriver::HasAttributes() {
-  // The open transaction may have upgraded the store, or another session before it.
-  return m_FormatVersion == sto_Format::Version ||
-         m_Connection->QueryInteger("PRAGMA user_version") == sto_Format::Version;
 }
 
 std::vector<sto_AttributeRow> sto_SqliteDriver::Attributes(unsigned int classId, int version) {
@@ -298,79 +331,42 @@ void sto_SqliteDriver::AddName(sto_NameRow const& row) {
 }
 
 bool sto_SqliteDriver::ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) {
-  sto_SqliteStatement::Use use(m_ReadObject);
-  if (!use.Bind(1, id).Step()) return false;
-  classId = static_cast<unsigned int>(use.Integer(0));
-  sto_ByteView const bytes = use.Bytes(1);
-  record.assign(bytes.begin(), bytes.end());
-  return true;
+  return m_Objects.Read(id, classId, record);
 }
-
 bool sto_SqliteDriver::HasObject(std::int64_t id) {
-  return sto_SqliteStatement::Use(m_HasObject).Bind(1, id).Step();
+  return m_Objects.Has(id);
 }
-
 void sto_SqliteDriver::WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) {
   CheckTransaction();
-  sto_SqliteStatement::Use(m_WriteObject).Bind(1, id).Bind(2, std::int64_t{classId}).Bind(3, record).Step();
+  m_Objects.Write(id, classId, record);
 }
-
 std::int64_t sto_SqliteDriver::ObjectCount() {
-  return m_Connection->QueryInteger("SELECT count(*) FROM object");
+  return m_Objects.Count();
 }
 
 bool sto_SqliteDriver::ReadBlock(std::int64_t key, sto_Bytes& data) {
-  if (!m_ReadBlob.Seek(key)) return false;
-  m_ReadBlob.Read(data);
-  return true;
+  return m_Blocks.Read(key, data);
 }
-
 bool sto_SqliteDriver::ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) {
-  if (!m_ReadBlob.Seek(key) || m_ReadBlob.SizeBytes() != data.size() + end.size()) return false;
-  m_ReadBlob.Read(0, data);
-  m_ReadBlob.Read(data.size(), end);
-  return true;
+  return m_Blocks.ReadInto(key, data, end);
 }
-
 void sto_SqliteDriver::ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
-  sto_SqliteStatement::Use use(m_ReadBlocks);
-  use.Bind(1, first).Bind(2, last);
-  while (use.Step() && sink.Take(use.Integer(0), use.Bytes(1))) {
-  }
+  m_Blocks.ReadRange(first, last, sink);
 }
-
 bool sto_SqliteDriver::HasBlock(std::int64_t key) {
-  return sto_SqliteStatement::Use(m_HasBlock).Bind(1, key).Step();
+  return m_Blocks.Has(key);
 }
-
 void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
   CheckTransaction();
-  sto_SqliteStatement::Use(m_WriteBlock).Bind(1, key).Bind(2, data).Step();
+  m_Blocks.Write(key, data);
 }
-
 void sto_SqliteDriver::OverwriteBlock(std::int64_t key, sto_ByteView data) {
   CheckTransaction();
-  if (!m_WriteBlob.Seek(key) || m_WriteBlob.SizeBytes() != data.size()) return WriteBlock(key, data);
-  // A block takes two pages, and each page that is written goes through the journal: mostly one is enough.
-  // The checksum at the end always changes.
-  m_WriteBlob.Read(m_OldBlock);
-  std::size_t const content = data.size() - std::min(data.size(), sto_Format::ChecksumBytes);
-  auto const [first, inOld] = std::mismatch(data.begin(), data.begin() + content, m_OldBlock.begin());
-  std::size_t const start = static_cast<std::size_t>(first - data.begin());
-  std::size_t end = content;
-  while (end > start && data[end - 1] == m_OldBlock[end - 1]) --end;
-  if (end > start) m_WriteBlob.Write(start, data.subspan(start, end - start));
-  if (end > start) m_WriteBlob.Write(content, data.subspan(content));
+  m_Blocks.Overwrite(key, data);
 }
-
-void sto_SqliteDriver::CloseBlobs() noexcept {
-  m_ReadBlob.Close();
-  m_WriteBlob.Close();
-}
-
 void sto_SqliteDriver::DeleteBlocks(std::int64_t first, std::int64_t last) {
   CheckTransaction();
-  sto_SqliteStatement::Use(m_DeleteBlocks).Bind(1, first).Bind(2, last).Step();
+  m_Blocks.Delete(first, last);
 }
 
 std::optional<std::int64_t> sto_SqliteDriver::FindRoot(std::string_view name) {

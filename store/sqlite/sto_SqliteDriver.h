@@ -3,20 +3,23 @@
 #include <memory>
 #include <optional>
 
-#include "store/sqlite/sto_SqliteBlob.h"
+#include "store/sqlite/sto_SqliteBlocks.h"
 #include "store/sqlite/sto_SqliteConnection.h"
+#include "store/sqlite/sto_SqliteObjects.h"
 #include "store/sto_Driver.h"
+#include "store/sto_Options.h"
 
 /// A store in one SQLite file. The tables, and the reasons for page size, journal and keys, are in
 /// docs/store-format.md.
 ///
-/// Durability: rollback journal, full synchronisation, and the folder synchronised too when the journal goes,
-/// so a committed transaction survives the loss of power as far as SQLite promises.
+/// Durability: rollback journal (or a write-ahead log, see sto_Options), full synchronisation, and the folder
+/// synchronised too when the journal goes, so a committed transaction survives the loss of power as far as
+/// SQLite promises.
 class sto_SqliteDriver : public sto_Driver {
  public:
   /// A new store. Conflict when the file exists (an empty one counts as not there); when it fails, no file is
   /// left behind that was not there before.
-  static std::unique_ptr<sto_Driver> Create(std::string const& path);
+  static std::unique_ptr<sto_Driver> Create(std::string const& path, sto_Options const& options);
 
   /// The store in an existing file. NotFound: no file, or no store in it. NewerFormat, Unavailable.
   /// An older format is read as it is; the first write transaction brings the store to the present format.
@@ -58,11 +61,6 @@ class sto_SqliteDriver : public sto_Driver {
   /// Every write asks first: outside a transaction SQLite would make each durable on its own.
   void CheckTransaction() const;
 
-  /// Before the transaction ends, or goes back.
-  void CloseBlobs() noexcept;
-
-  /// Whether the store, as the open transaction sees it, describes attributes.
-  [[nodiscard]] bool HasAttributes();
   [[nodiscard]] std::vector<sto_AttributeRow> Attributes(unsigned int classId, int version);
 
   /// Makes a store of an older format one of the present format, in the open write transaction.
@@ -72,11 +70,11 @@ class sto_SqliteDriver : public sto_Driver {
 
   std::unique_ptr<sto_SqliteConnection> m_Connection;
   bool m_IsReadOnly;
-  sto_SqliteStatement m_ReadObject, m_HasObject, m_GreatestId, m_WriteObject;
-  sto_SqliteStatement m_ReadBlocks, m_HasBlock, m_WriteBlock, m_DeleteBlocks;
   sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
-  std::int64_t m_FormatVersion;
-  sto_SqliteBlob m_ReadBlob, m_WriteBlob;
-  sto_Bytes m_OldBlock; // what OverwriteBlock compares with
+  std::int64_t m_FormatVersion = 0; // as the open transaction sees it
+  bool m_IsPresentFormat = false;   // a finished transaction has seen that it is
+  bool m_HasLog;                    // a write-ahead log, beside which readers go on
+  sto_SqliteObjects m_Objects;
+  sto_SqliteBlocks m_Blocks;
 };

@@ -8,7 +8,7 @@ namespace sto_SqliteSchema {
 /// Stands in the file's header and tells a store from other SQLite files: "KVLS".
 inline constexpr std::int64_t ApplicationId = 0x4B564C53;
 
-/// Large enough that a block of numbers takes two pages instead of five.
+/// Unless somebody asks for another: large enough that a block of numbers takes two pages instead of five.
 inline constexpr int PageBytes = 16384;
 
 /// What format 2 added.
@@ -22,6 +22,13 @@ CREATE TABLE attribute(
   type_arg INTEGER NOT NULL,
   collection_type INTEGER NOT NULL,
   PRIMARY KEY(class_id, version, name)) WITHOUT ROWID;
+)";
+
+/// What format 3 added.
+inline constexpr char PackTables[] = R"(
+CREATE TABLE pack(key INTEGER PRIMARY KEY, data BLOB NOT NULL);
+CREATE TABLE moved_block(place INTEGER PRIMARY KEY, data BLOB NOT NULL);
+CREATE TABLE block_place(key INTEGER PRIMARY KEY, place INTEGER NOT NULL);
 )";
 
 inline constexpr char Tables[] = R"(

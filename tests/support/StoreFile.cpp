@@ -58,6 +58,41 @@ void SqlFile::Run(std::string const& sql) {
   ForEach(sql, nullptr, [](sqlite3_stmt*) {});
 }
 
+void SqlFile::Unpack() {
+  for (std::string const& key : Texts("SELECT key FROM pack")) {
+    StoreBytes const pack = Blob("SELECT data FROM pack WHERE key = " + key);
+    std::size_t at = 8;
+    auto const varint = [&] {
+      std::uint64_t value = 0;
+      for (int shift = 0;; shift += 7) {
+        auto const byte = std::to_integer<std::uint64_t>(pack.at(at++));
+        value |= (byte & 0x7F) << shift;
+        if (byte < 0x80) return value;
+      }
+    };
+    struct Entry {
+      std::int64_t m_Id;
+      std::uint64_t m_ClassId, m_Size;
+    };
+    std::vector<Entry> entries;
+    for (int place = 0; place < 64; ++place) {
+      if ((std::to_integer<int>(pack.at(static_cast<std::size_t>(place / 8))) >> place % 8 & 1) == 0)
+        continue;
+      std::uint64_t const classId = varint();
+      entries.push_back({std::stoll(key) * 64 + place, classId, varint()});
+    }
+    for (Entry const& entry : entries) {
+      auto const first = pack.begin() + static_cast<std::ptrdiff_t>(at);
+      at += entry.m_Size;
+      Run("INSERT INTO object VALUES(" + std::to_string(entry.m_Id) + ", " + std::to_string(entry.m_ClassId) +
+              ", ?)",
+          StoreBytes(first, first + static_cast<std::ptrdiff_t>(entry.m_Size)));
+    }
+    if (at != pack.size()) throw std::runtime_error("a pack has bytes that belong to no record");
+  }
+  Run("DELETE FROM pack");
+}
+
 void SqlFile::Run(std::string const& sql, StoreBytes const& bytes) {
   ForEach(sql, &bytes, [](sqlite3_stmt*) {});
 }

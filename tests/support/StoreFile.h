@@ -49,6 +49,9 @@ class SqlFile {
   /// Runs a statement whose one parameter is a byte string.
   void Run(std::string const& sql, StoreBytes const& bytes);
 
+  /// Gives each record that stands in a pack a row of its own in table object, where SQL can reach it.
+  void Unpack();
+
  private:
   using OnRow = std::function<void(struct sqlite3_stmt* row)>;
   void ForEach(std::string const& sql, StoreBytes const* bytes, OnRow const& onRow);

@@ -1,0 +1,212 @@
+#include "store/sqlite/sto_SqliteBlocks.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "store/sto_Format.h"
+
+sto_SqliteBlocks::sto_SqliteBlocks(sto_SqliteConnection& connection)
+    : m_Connection(connection), m_ReadBlock(connection, "block", false),
+      m_ReadMoved(connection, "moved_block", false), m_WriteBlock(connection, "block", true),
+      m_WriteMoved(connection, "moved_block", true),
+      m_HasRow(connection, "SELECT 1 FROM block WHERE key = ?"),
+      m_WriteRow(connection, "REPLACE INTO block(key, data) VALUES(?, ?)"),
+      m_DeleteRows(connection, "DELETE FROM block WHERE key BETWEEN ? AND ?"),
+      m_ReadRows(connection, "SELECT key, data, 0 FROM block WHERE key BETWEEN ? AND ? ORDER BY key") {}
+
+sto_SqliteStatement& sto_SqliteBlocks::Prepared(std::optional<sto_SqliteStatement>& statement,
+                                                char const* sql) {
+  if (!statement) statement.emplace(m_Connection, sql);
+  return *statement;
+}
+
+void sto_SqliteBlocks::Begin(bool hasPlaces, bool mayMove) noexcept {
+  m_StoreHasPlaces = hasPlaces;
+  m_AnyPlaces.reset();
+  m_MayMove = mayMove && hasPlaces;
+  m_FirstNewPlace = m_NextPlace = 0;
+  m_Pending = {};
+  std::ranges::fill(m_NewKeys, 0);
+}
+
+void sto_SqliteBlocks::Close() noexcept {
+  m_ReadBlock.Close();
+  m_ReadMoved.Close();
+  m_WriteBlock.Close();
+  m_WriteMoved.Close();
+}
+
+void sto_SqliteBlocks::FinishTransaction() {
+  Close();
+  std::vector<std::int64_t> keys(m_Pending.m_OldBlocks.begin(), m_Pending.m_OldBlocks.end());
+  std::ranges::sort(keys); // rows that are neighbours share pages
+  for (std::int64_t const key : keys) sto_SqliteStatement::Use(m_DeleteRows).Bind(1, key).Bind(2, key).Step();
+  std::ranges::sort(m_Pending.m_OldPlaces);
+  for (std::int64_t const place : m_Pending.m_OldPlaces)
+    sto_SqliteStatement::Use(Prepared(m_DeleteMoved, "DELETE FROM moved_block WHERE place = ?"))
+        .Bind(1, place)
+        .Step();
+  m_Pending = {}; // a commit that fails may be tried again
+}
+
+void sto_SqliteBlocks::SetMark() {
+  Close(); // one that is open for writing is a statement in progress
+  m_AtMark = m_Pending;
+}
+
+void sto_SqliteBlocks::ReturnToMark() {
+  m_Pending = m_AtMark;
+  std::ranges::fill(m_NewKeys, 0);
+}
+
+bool sto_SqliteBlocks::AnyPlaces() {
+  if (!m_AnyPlaces)
+    m_AnyPlaces =
+        m_StoreHasPlaces && m_Connection.QueryInteger("SELECT EXISTS(SELECT 1 FROM block_place)") != 0;
+  return *m_AnyPlaces;
+}
+
+std::int64_t sto_SqliteBlocks::FindPlace(std::int64_t key) {
+  if (!AnyPlaces()) return 0;
+  sto_SqliteStatement::Use use(Prepared(m_FindPlace, "SELECT place FROM block_place WHERE key = ?"));
+  return use.Bind(1, key).Step() ? use.Integer(0) : 0;
+}
+
+sto_SqliteBlob* sto_SqliteBlocks::Seek(std::int64_t key) {
+  if (!m_Pending.m_OldBlocks.contains(key) && m_ReadBlock.Seek(key)) return &m_ReadBlock;
+  std::int64_t const place = FindPlace(key);
+  return place != 0 && m_ReadMoved.Seek(place) ? &m_ReadMoved : nullptr;
+}
+
+bool sto_SqliteBlocks::Read(std::int64_t key, sto_Bytes& data) {
+  sto_SqliteBlob* const blob = Seek(key);
+  if (blob != nullptr) blob->Read(data);
+  return blob != nullptr;
+}
+
+bool sto_SqliteBlocks::ReadInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) {
+  sto_SqliteBlob* const blob = Seek(key);
+  if (blob == nullptr || blob->SizeBytes() != data.size() + end.size()) return false;
+  blob->Read(0, data);
+  blob->Read(data.size(), end);
+  return true;
+}
+
+void sto_SqliteBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
+  constexpr char AllRows[] =
+      "SELECT key, data, 0 FROM block WHERE key BETWEEN ?1 AND ?2 UNION ALL "
+      "SELECT block_place.key, moved_block.data, 1 FROM block_place JOIN moved_block USING(place) "
+      "WHERE block_place.key BETWEEN ?1 AND ?2 ORDER BY 1";
+  sto_SqliteStatement::Use use(AnyPlaces() ? Prepared(m_ReadAllRows, AllRows) : m_ReadRows);
+  use.Bind(1, first).Bind(2, last);
+  while (use.Step()) {
+    bool const isOld = use.Integer(2) == 0 && m_Pending.m_OldBlocks.contains(use.Integer(0));
+    if (!isOld && !sink.Take(use.Integer(0), use.Bytes(1))) return;
+  }
+}
+
+bool sto_SqliteBlocks::Has(std::int64_t key) {
+  if (!m_Pending.m_OldBlocks.contains(key) && sto_SqliteStatement::Use(m_HasRow).Bind(1, key).Step())
+    return true;
+  return FindPlace(key) != 0;
+}
+
+void sto_SqliteBlocks::Write(std::int64_t key, sto_ByteView data) {
+  DropPlace(key);
+  m_Pending.m_OldBlocks.erase(key);
+  sto_SqliteStatement::Use(m_WriteRow).Bind(1, key).Bind(2, data).Step();
+  NoteNew(key);
+}
+
+void sto_SqliteBlocks::DropPlace(std::int64_t key) {
+  std::int64_t const place = FindPlace(key);
+  if (place == 0) return;
+  m_ReadMoved.Close();
+  m_WriteMoved.Close();
+  sto_SqliteStatement::Use(Prepared(m_DeleteMoved, "DELETE FROM moved_block WHERE place = ?"))
+      .Bind(1, place)
+      .Step();
+  sto_SqliteStatement::Use(Prepared(m_DeletePlaces, "DELETE FROM block_place WHERE key BETWEEN ? AND ?"))
+      .Bind(1, key)
+      .Bind(2, key)
+      .Step();
+}
+
+void sto_SqliteBlocks::NoteNew(std::int64_t key) noexcept {
+  if (IsNew(key)) return;
+  m_NewKeys[m_NextNewKey] = key;
+  m_NextNewKey = (m_NextNewKey + 1) % std::size(m_NewKeys);
+}
+
+bool sto_SqliteBlocks::IsNew(std::int64_t key) const noexcept {
+  return std::ranges::find(m_NewKeys, key) != std::end(m_NewKeys);
+}
+
+void sto_SqliteBlocks::Overwrite(std::int64_t key, sto_ByteView data) {
+  sto_SqliteBlob* blob = nullptr;
+  std::int64_t place = 0;
+  if (!m_Pending.m_OldBlocks.contains(key) && m_WriteBlock.Seek(key)) {
+    blob = &m_WriteBlock;
+  } else {
+    place = FindPlace(key);
+    if (place != 0 && m_WriteMoved.Seek(place)) blob = &m_WriteMoved;
+  }
+  if (blob == nullptr || blob->SizeBytes() != data.size()) {
+    Close();
+    return Write(key, data);
+  }
+  bool const isNew = place == 0 ? IsNew(key) : m_FirstNewPlace != 0 && place >= m_FirstNewPlace;
+  if (!m_MayMove || isNew || m_Pending.m_InPlace < MaxInPlace)
+    OverwriteInPlace(*blob, data);
+  else
+    Move(key, place, data);
+  if (!isNew) ++m_Pending.m_InPlace;
+}
+
+void sto_SqliteBlocks::OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data) {
+  // A block takes two pages, and each page that is written goes through the journal: mostly one is enough.
+  // The checksum at the end always changes.
+  blob.Read(m_OldContent);
+  std::size_t const content = data.size() - std::min(data.size(), sto_Format::ChecksumBytes);
+  auto const [first, inOld] = std::mismatch(data.begin(), data.begin() + content, m_OldContent.begin());
+  std::size_t const start = static_cast<std::size_t>(first - data.begin());
+  std::size_t end = content;
+  while (end > start && data[end - 1] == m_OldContent[end - 1]) --end;
+  if (end > start) blob.Write(start, data.subspan(start, end - start));
+  if (end > start) blob.Write(content, data.subspan(content));
+}
+
+void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data) {
+  if (m_FirstNewPlace == 0) {
+    sto_SqliteStatement::Use last(Prepared(m_LastPlace, "SELECT max(place) FROM moved_block"));
+    m_FirstNewPlace = m_NextPlace = (last.Step() ? last.Integer(0) : 0) + 1;
+  }
+  sto_SqliteStatement::Use(Prepared(m_AddMoved, "INSERT INTO moved_block(place, data) VALUES(?, ?)"))
+      .Bind(1, m_NextPlace)
+      .Bind(2, data)
+      .Step();
+  sto_SqliteStatement::Use(Prepared(m_SetPlace, "REPLACE INTO block_place(key, place) VALUES(?, ?)"))
+      .Bind(1, key)
+      .Bind(2, m_NextPlace)
+      .Step();
+  ++m_NextPlace;
+  m_AnyPlaces = true;
+  if (oldPlace == 0)
+    m_Pending.m_OldBlocks.insert(key);
+  else
+    m_Pending.m_OldPlaces.push_back(oldPlace);
+}
+
+void sto_SqliteBlocks::Delete(std::int64_t first, std::int64_t last) {
+  Close();
+  sto_SqliteStatement::Use(m_DeleteRows).Bind(1, first).Bind(2, last).Step();
+  std::erase_if(m_Pending.m_OldBlocks, [=](std::int64_t key) { return key >= first && key <= last; });
+  if (!AnyPlaces()) return;
+  constexpr char DeleteMoved[] = "DELETE FROM moved_block WHERE place IN "
+                                 "(SELECT place FROM block_place WHERE key BETWEEN ? AND ?)";
+  sto_SqliteStatement::Use(Prepared(m_DeleteMovedOf, DeleteMoved)).Bind(1, first).Bind(2, last).Step();
+  sto_SqliteStatement::Use(Prepared(m_DeletePlaces, "DELETE FROM block_place WHERE key BETWEEN ? AND ?"))
+      .Bind(1, first)
+      .Bind(2, last)
+      .Step();
+}

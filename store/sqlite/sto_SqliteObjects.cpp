@@ -1,0 +1,228 @@
+#include "store/sqlite/sto_SqliteObjects.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+#include <string>
+
+#include "store/sto_Exception.h"
+#include "store/sto_Format.h"
+
+namespace {
+
+constexpr std::int64_t PackOf(std::int64_t id) noexcept {
+  return id / sto_SqliteObjects::IdsInPack;
+}
+constexpr std::size_t PlaceOf(std::int64_t id) noexcept {
+  return static_cast<std::size_t>(id % sto_SqliteObjects::IdsInPack);
+}
+
+/// Replaced records in a pack are kept until there are more bytes of them than this.
+constexpr std::size_t MaxContentBytes = 4 * sto_SqliteObjects::IdsInPack * sto_SqliteObjects::MaxPackedBytes;
+
+} // namespace
+
+sto_SqliteObjects::sto_SqliteObjects(sto_SqliteConnection& connection)
+    : m_Connection(connection), m_ReadRow(connection, "SELECT class_id, record FROM object WHERE id = ?"),
+      m_HasRow(connection, "SELECT 1 FROM object WHERE id = ?"),
+      m_WriteRow(connection, "REPLACE INTO object(id, class_id, record) VALUES(?, ?, ?)"),
+      m_DeleteRow(connection, "DELETE FROM object WHERE id = ?"),
+      m_GreatestRow(connection, "SELECT max(id) FROM object") {}
+
+sto_SqliteStatement& sto_SqliteObjects::Prepared(std::optional<sto_SqliteStatement>& statement,
+                                                 char const* sql) {
+  if (!statement) statement.emplace(m_Connection, sql);
+  return *statement;
+}
+
+void sto_SqliteObjects::Begin(bool hasPacks) noexcept {
+  Drop();
+  m_HasPacks = hasPacks;
+  m_FirstNewId = std::numeric_limits<std::int64_t>::max();
+  m_LastStoredKey = -2;
+}
+
+void sto_SqliteObjects::Drop() noexcept {
+  for (Pack& pack : m_Packs) pack.m_Key = -1;
+  m_Latest = nullptr;
+}
+
+void sto_SqliteObjects::Flush() {
+  for (Pack& pack : m_Packs)
+    if (pack.m_Key >= 0 && pack.m_IsChanged) Store(pack);
+}
+
+std::int64_t sto_SqliteObjects::LastStoredKey() {
+  if (m_LastStoredKey == -2)
+    m_LastStoredKey = m_Connection.QueryInteger("SELECT coalesce(max(key), -1) FROM pack");
+  return m_LastStoredKey;
+}
+
+sto_SqliteObjects::Pack& sto_SqliteObjects::Find(std::int64_t key) {
+  if (m_Latest != nullptr && m_Latest->m_Key == key) return *m_Latest;
+  auto found = std::ranges::find(m_Packs, key, &Pack::m_Key);
+  if (found == m_Packs.end()) {
+    found = std::ranges::min_element(
+        m_Packs, {}, [](Pack const& pack) { return pack.m_Key < 0 ? std::uint64_t{0} : pack.m_LastUse; });
+    if (found->m_Key >= 0 && found->m_IsChanged) Store(*found);
+    found->m_Key = -1; // until it is read
+    found->m_IsChanged = false;
+    found->m_InOwnRow = 0;
+    found->m_Content.clear();
+    found->m_Entries.fill({});
+    // What was evicted in this transaction is stored beyond the key that was the last one when it began.
+    found->m_IsNew = key * IdsInPack >= m_FirstNewId && key > LastStoredKey();
+    if (found->m_IsNew)
+      m_LastStoredKey = key;
+    else
+      Load(*found, key);
+    found->m_Key = key;
+  }
+  found->m_LastUse = ++m_Clock;
+  m_Latest = &*found;
+  return *found;
+}
+
+void sto_SqliteObjects::Load(Pack& pack, std::int64_t key) {
+  sto_SqliteStatement::Use use(Prepared(m_ReadPack, "SELECT data FROM pack WHERE key = ?"));
+  if (!use.Bind(1, key).Step()) return;
+  sto_ByteView const data = use.Bytes(0);
+  if (data.size() > std::numeric_limits<std::uint32_t>::max()) RaiseDamaged(key);
+  sto_ByteReader reader(data);
+  auto const present = reader.Number<std::uint64_t>();
+  for (std::size_t place = 0; place < pack.m_Entries.size(); ++place) {
+    if ((present >> place & 1) == 0) continue;
+    std::uint64_t const classId = reader.Varint();
+    std::uint64_t const size = reader.Varint();
+    if (classId > std::numeric_limits<unsigned int>::max() || size == 0 || size > data.size())
+      RaiseDamaged(key);
+    pack.m_Entries[place].m_ClassId = static_cast<unsigned int>(classId);
+    pack.m_Entries[place].m_SizeBytes = static_cast<std::uint32_t>(size);
+  }
+  std::size_t offset = 0;
+  for (Entry& entry : pack.m_Entries) {
+    entry.m_Offset = static_cast<std::uint32_t>(offset);
+    offset += entry.m_SizeBytes;
+  }
+  if (reader.Failed() || offset != reader.Remaining()) RaiseDamaged(key);
+  sto_ByteView const records = reader.Raw(offset);
+  pack.m_Content.assign(records.begin(), records.end());
+}
+
+void sto_SqliteObjects::Store(Pack& pack) {
+  std::uint64_t present = 0;
+  for (std::size_t place = 0; place < pack.m_Entries.size(); ++place)
+    if (pack.m_Entries[place].m_SizeBytes != 0) present |= std::uint64_t{1} << place;
+  if (present == 0) {
+    sto_SqliteStatement::Use(Prepared(m_DeletePack, "DELETE FROM pack WHERE key = ?"))
+        .Bind(1, pack.m_Key)
+        .Step();
+  } else {
+    EncodeRow(pack, present);
+    sto_SqliteStatement::Use(Prepared(m_WritePack, "REPLACE INTO pack(key, data) VALUES(?, ?)"))
+        .Bind(1, pack.m_Key)
+        .Bind(2, sto_ByteView(m_Row))
+        .Step();
+  }
+  pack.m_IsChanged = false;
+}
+
+void sto_SqliteObjects::EncodeRow(Pack const& pack, std::uint64_t present) {
+  m_Row.clear();
+  sto_ByteWriter writer(m_Row);
+  writer.Number(present);
+  for (Entry const& entry : pack.m_Entries) {
+    if (entry.m_SizeBytes == 0) continue;
+    writer.Varint(entry.m_ClassId);
+    writer.Varint(entry.m_SizeBytes);
+  }
+  for (Entry const& entry : pack.m_Entries)
+    writer.Raw(pack.m_Content.data() + entry.m_Offset, entry.m_SizeBytes);
+}
+
+void sto_SqliteObjects::RaiseDamaged(std::int64_t key) const {
+  sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() + ": Pack " + std::to_string(key) +
+                                        ", with objects " + std::to_string(key * IdsInPack) + " to " +
+                                        std::to_string(key * IdsInPack + IdsInPack - 1) + ", is damaged.");
+}
+
+bool sto_SqliteObjects::Read(std::int64_t id, unsigned int& classId, sto_Bytes& record) {
+  if (m_HasPacks && id > 0) { // what the store says may be damaged
+    Pack const& pack = Find(PackOf(id));
+    if (Entry const& entry = pack.m_Entries[PlaceOf(id)]; entry.m_SizeBytes != 0) {
+      classId = entry.m_ClassId;
+      auto const first = pack.m_Content.begin() + entry.m_Offset;
+      record.assign(first, first + entry.m_SizeBytes);
+      return true;
+    }
+  }
+  sto_SqliteStatement::Use use(m_ReadRow);
+  if (!use.Bind(1, id).Step()) return false;
+  classId = static_cast<unsigned int>(use.Integer(0));
+  sto_ByteView const bytes = use.Bytes(1);
+  record.assign(bytes.begin(), bytes.end());
+  return true;
+}
+
+bool sto_SqliteObjects::Has(std::int64_t id) {
+  return (m_HasPacks && id > 0 && Find(PackOf(id)).m_Entries[PlaceOf(id)].m_SizeBytes != 0) ||
+         sto_SqliteStatement::Use(m_HasRow).Bind(1, id).Step();
+}
+
+void sto_SqliteObjects::Write(std::int64_t id, unsigned int classId, sto_ByteView record) {
+  Pack& pack = Find(PackOf(id));
+  Entry& entry = pack.m_Entries[PlaceOf(id)];
+  std::uint64_t const bit = std::uint64_t{1} << PlaceOf(id);
+  if (record.size() > MaxPackedBytes || record.empty()) {
+    if (entry.m_SizeBytes != 0) {
+      entry = {};
+      pack.m_IsChanged = true;
+    }
+    pack.m_InOwnRow |= bit;
+    sto_SqliteStatement::Use(m_WriteRow).Bind(1, id).Bind(2, std::int64_t{classId}).Bind(3, record).Step();
+    return;
+  }
+  bool const mayHaveRow = entry.m_SizeBytes == 0 && (!pack.m_IsNew || (pack.m_InOwnRow & bit) != 0);
+  if (mayHaveRow) {
+    sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
+    pack.m_InOwnRow &= ~bit;
+  }
+  if (pack.m_Content.size() > MaxContentBytes) Compact(pack);
+  entry = {static_cast<std::uint32_t>(pack.m_Content.size()), static_cast<std::uint32_t>(record.size()),
+           classId};
+  pack.m_Content.insert(pack.m_Content.end(), record.begin(), record.end());
+  pack.m_IsChanged = true;
+}
+
+void sto_SqliteObjects::Compact(Pack& pack) {
+  sto_Bytes content;
+  for (Entry& entry : pack.m_Entries) {
+    if (entry.m_SizeBytes == 0) continue;
+    auto const first = pack.m_Content.begin() + entry.m_Offset;
+    entry.m_Offset = static_cast<std::uint32_t>(content.size());
+    content.insert(content.end(), first, first + entry.m_SizeBytes);
+  }
+  pack.m_Content.swap(content);
+}
+
+std::int64_t sto_SqliteObjects::Count() {
+  Flush();
+  std::int64_t count = m_Connection.QueryInteger("SELECT count(*) FROM object");
+  if (!m_HasPacks) return count;
+  sto_SqliteStatement packs(m_Connection, "SELECT substr(data, 1, 8) FROM pack");
+  for (sto_SqliteStatement::Use use(packs); use.Step();)
+    count += std::popcount(sto_ByteReader(use.Bytes(0)).Number<std::uint64_t>());
+  return count;
+}
+
+std::int64_t sto_SqliteObjects::GreatestId() {
+  sto_SqliteStatement::Use row(m_GreatestRow);
+  std::int64_t const greatest = row.Step() ? row.Integer(0) : 0;
+  if (!m_HasPacks) return greatest;
+  sto_SqliteStatement::Use pack(
+      Prepared(m_LastPack, "SELECT key, substr(data, 1, 8) FROM pack ORDER BY key DESC LIMIT 1"));
+  if (!pack.Step()) return greatest;
+  auto const present = sto_ByteReader(pack.Bytes(1)).Number<std::uint64_t>();
+  return std::max(greatest,
+                  pack.Integer(0) * IdsInPack + static_cast<std::int64_t>(std::bit_width(present)) - 1);
+}

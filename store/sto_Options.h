@@ -1,0 +1,13 @@
+#pragma once
+
+/// How a new store is made. A store that is there keeps what it was made with.
+struct sto_Options {
+  /// Bytes of a page of the file, a power of two from 512 to 65536. 16384 suits blocks of numbers; a store of
+  /// small objects only may be smaller with less.
+  int m_PageBytes = 16384;
+
+  /// Readers in other sessions go on while a writer works, seeing the state of before, by means of a
+  /// write-ahead log beside the file. Every page is then written twice: bulk writing takes two to three times
+  /// as long. Without it, a writer waits for readers to end before it writes to the file, and they for it.
+  bool m_ReadersBesideWriter = false;
+};
