@@ -9,7 +9,7 @@ packages=(
   sqlite3                      # looking into stores
   libgtest-dev python3 git     # the tests
   libeigen3-dev libcli11-dev   # the examples
-  libbenchmark-dev libboost-dev libhdf5-dev # the benchmarks
+  libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )
 
 fail() {

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "bench/objects_Stored.h"
+
+/// How a store holds the objects under one root, and the only place that knows: a tree of holders, each with
+/// a field for each of up to `FanOut` children, the lowest of which are the objects.
+class objects_Holding {
+ public:
+  using Objects = std::span<std::unique_ptr<objects_Part>>;
+
+  static constexpr unsigned int TypeId() noexcept { return 0x671003; }
+  static constexpr int FanOut = 32;
+  static void Declare(cls_ClassRegistrar& registrar);
+
+  /// Takes the objects.
+  explicit objects_Holding(Objects objects);
+  explicit objects_Holding(cls_ReadVisitor const& visitor);
+
+  void DBWrite(cls_WriteVisitor const& visitor) const;
+  void AddTo(objects_Tally& tally) const;
+
+ private:
+  std::vector<std::unique_ptr<objects_Holding>> m_Holders;
+  std::vector<std::unique_ptr<objects_Part>> m_Objects; // when there are no holders
+  cls_Uid m_Uid;
+};

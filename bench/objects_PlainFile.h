@@ -1,0 +1,34 @@
+#pragma once
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+/// A file that is written once through a stream and then synchronised.
+class objects_PlainFile {
+ public:
+  /// Calls `write` with the stream of a new file; returns when the content is durable.
+  template <class Write> static void Save(std::string const& path, Write write) {
+    std::vector<char> buffer(BufferBytes);
+    {
+      std::ofstream stream;
+      stream.rdbuf()->pubsetbuf(buffer.data(), BufferBytes);
+      stream.open(path, std::ios::binary | std::ios::trunc);
+      write(stream);
+    }
+    Synchronise(path);
+  }
+
+  /// Calls `read` with the stream of the file.
+  template <class Read> static void Load(std::string const& path, Read read) {
+    std::vector<char> buffer(BufferBytes);
+    std::ifstream stream;
+    stream.rdbuf()->pubsetbuf(buffer.data(), BufferBytes);
+    stream.open(path, std::ios::binary);
+    read(stream);
+  }
+
+ private:
+  static constexpr int BufferBytes = 1 << 18; // faster than the library's own
+  static void Synchronise(std::string const& path);
+};

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "bench/objects_Contender.h"
+#include "bench/objects_SqliteFile.h"
+
+/// A polymorphic object of a program that does without the store.
+struct objects_PlainPart {
+  explicit objects_PlainPart(objects_Sample const& sample)
+      : m_Name(sample.m_Name), m_Number(sample.m_Number) {}
+  objects_PlainPart() = default;
+  objects_PlainPart(objects_PlainPart const&) = delete;
+  objects_PlainPart& operator=(objects_PlainPart const&) = delete;
+  virtual ~objects_PlainPart() = default;
+  virtual void AddTo(objects_Tally& tally) const { tally.Add(m_Name, m_Number, {}); }
+
+  std::string m_Name;
+  int m_Number = 0;
+};
+
+struct objects_PlainNote : objects_PlainPart {
+  explicit objects_PlainNote(objects_Sample const& sample)
+      : objects_PlainPart(sample), m_Message(sample.m_Message) {}
+  objects_PlainNote() = default;
+  void AddTo(objects_Tally& tally) const override { tally.Add(m_Name, m_Number, m_Message); }
+
+  std::string m_Message;
+};
+
+/// What the three ways to use SQLite have in common. Objects have the ids 1, 2, 3 ...
+class objects_SqliteContender : public objects_Contender {
+ public:
+  explicit objects_SqliteContender(std::vector<objects_Sample> const& samples);
+
+  void Prepare(std::string const& path) override;
+  void Close() override;
+  [[nodiscard]] objects_Tally Loaded() const override;
+  void Release() override;
+
+ protected:
+  [[nodiscard]] virtual char const* Tables() const = 0;
+  objects_SqliteFile& Open(std::string const& path);
+
+  std::vector<std::unique_ptr<objects_PlainNote>> m_Saved;
+  std::vector<std::unique_ptr<objects_PlainPart>> m_Loaded;
+  std::optional<objects_SqliteFile> m_File;
+};
+
+/// One row an object: its class and all its fields in one byte string.
+class objects_PackedContender : public objects_SqliteContender {
+ public:
+  using objects_SqliteContender::objects_SqliteContender;
+
+  void Save() override;
+  void Load(std::string const& path) override;
+  bool LoadShuffled(std::string const& path, std::vector<int> const& order) override;
+
+ protected:
+  [[nodiscard]] char const* Tables() const override;
+  /// The fields, one after another.
+  static void Pack(objects_PlainNote const& note, std::string& bytes);
+  void AddUnpacked(std::string_view bytes);
+};
+
+/// The same with a name for each object in a second table, by which it is loaded.
+class objects_PackedByNameContender : public objects_PackedContender {
+ public:
+  explicit objects_PackedByNameContender(std::vector<objects_Sample> const& samples);
+
+  void Save() override;
+  void Load(std::string const& path) override;
+  bool LoadShuffled(std::string const& path, std::vector<int> const& order) override;
+
+ protected:
+  [[nodiscard]] char const* Tables() const override;
+
+ private:
+  std::vector<std::string> m_Names;
+};
+
+/// One row a field: a row with the object's class, and one for each of its fields under object and field.
+class objects_RowAFieldContender : public objects_SqliteContender {
+ public:
+  using objects_SqliteContender::objects_SqliteContender;
+
+  void Save() override;
+  void Load(std::string const& path) override;
+  bool LoadShuffled(std::string const& path, std::vector<int> const& order) override;
+
+ protected:
+  [[nodiscard]] char const* Tables() const override;
+
+ private:
+  enum Field { Name, Number, Message };
+};
