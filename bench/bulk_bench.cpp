@@ -201,7 +201,7 @@ double ScanStore(std::string const& path, cls_ClassRegistrar const& registrar) {
   int const count = result->m_History.Size();
   for (int i = 0; i < count;) {
     auto const [values, length] = result->m_History.ConstGetRun(i);
-    for (int k = 0; k < length; ++k) sum += values[k];
+    sum += std::accumulate(values, values + length, 0.0);
     i += length;
   }
   return sum;

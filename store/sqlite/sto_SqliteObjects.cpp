@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <limits>
 #include <string>
 
@@ -128,9 +129,10 @@ void sto_SqliteObjects::Store(Pack& pack) {
 }
 
 void sto_SqliteObjects::EncodeRow(Pack const& pack, std::uint64_t present) {
-  m_Row.clear();
+  auto const bits = sto_ToLittleEndian(present);
+  m_Row.resize(sizeof bits);
+  std::memcpy(m_Row.data(), &bits, sizeof bits);
   sto_ByteWriter writer(m_Row);
-  writer.Number(present);
   for (Entry const& entry : pack.m_Entries) {
     if (entry.m_SizeBytes == 0) continue;
     writer.Varint(entry.m_ClassId);
