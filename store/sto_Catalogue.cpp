@@ -36,6 +36,7 @@ void sto_Catalogue::Forget() noexcept {
   m_IsLoaded = false;
   m_StoredClasses.clear();
   m_NameIds.clear();
+  m_Names.clear();
   m_NextNameId = 1;
   for (auto& [classId, inUse] : m_InUse) inUse.Reset();
 }
@@ -97,8 +98,16 @@ void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& de
 std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {
   if (std::int64_t const id = FindName(driver, name)) return id;
   driver.AddName({m_NextNameId, std::string(name)});
-  m_NameIds.emplace(name, m_NextNameId);
+  TakeName(name, m_NextNameId);
   return m_NextNameId++;
+}
+
+void sto_Catalogue::TakeName(std::string_view name, std::int64_t id) {
+  constexpr std::int64_t MaxIndexed = 100'000; // a number that the store says may be damaged
+  auto const [place, isNew] = m_NameIds.emplace(name, id);
+  if (!isNew || id < 1 || id > MaxIndexed) return;
+  if (m_Names.size() <= static_cast<std::size_t>(id)) m_Names.resize(static_cast<std::size_t>(id) + 1);
+  m_Names[static_cast<std::size_t>(id)] = place->first; // a view of a key, which stays where it is
 }
 
 std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) {
@@ -113,7 +122,7 @@ void sto_Catalogue::Load(sto_Driver& driver) {
   for (sto_ClassRow& row : driver.Classes())
     m_StoredClasses.emplace(std::pair(row.m_ClassId, row.m_Version), std::move(row));
   for (sto_NameRow const& row : driver.Names()) {
-    m_NameIds.emplace(row.m_Text, row.m_Id);
+    TakeName(row.m_Text, row.m_Id);
     m_NextNameId = std::max(m_NextNameId, row.m_Id + 1);
   }
   m_IsLoaded = true;

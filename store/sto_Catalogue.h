@@ -5,6 +5,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "store/sto_ClassInUse.h"
 #include "store/sto_Classes.h"
@@ -39,6 +40,14 @@ class sto_Catalogue {
   /// The number of an attribute name, 0 when the store has never seen it (no object has such a field).
   [[nodiscard]] std::int64_t FindName(sto_Driver& driver, std::string_view name);
 
+  /// Whether a stored key is certainly that of a field: much cheaper than looking the field's key up. False
+  /// also when nothing was read from the store yet.
+  [[nodiscard]] bool IsKey(sto_FieldKey const& key, cls_FieldHandle const& field) const noexcept {
+    if (key.m_NameId == 0) return field.Name().IsEmpty() && key.m_FieldId == field.FieldId();
+    auto const index = static_cast<std::size_t>(key.m_NameId);
+    return index < m_Names.size() && !m_Names[index].empty() && m_Names[index] == field.Name().View();
+  }
+
  private:
   struct TextHash {
     using is_transparent = void;
@@ -59,5 +68,9 @@ class sto_Catalogue {
   bool m_IsLoaded = false;
   std::map<std::pair<unsigned int, int>, sto_ClassRow> m_StoredClasses;
   std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> m_NameIds;
+  /// Notes a name of the dictionary.
+  void TakeName(std::string_view name, std::int64_t id);
+
+  std::vector<std::string_view> m_Names; // those with a small number, by that number
   std::int64_t m_NextNameId = 1;
 };

@@ -13,11 +13,14 @@ bool IsSame(sto_ClassInUse::Attribute const& attribute, cls_FieldHandle const& f
 
 sto_ClassInUse::Attribute const* sto_ClassInUse::Find(cls_FieldHandle const& field) noexcept {
   std::size_t const count = m_Attributes.size();
-  for (std::size_t i = 0; i < count; ++i) {
-    std::size_t const index = (m_Next + i) % count;
-    if (!IsSame(m_Attributes[index], field)) continue;
+  // Most objects write what the one before wrote, in the same order; some ask twice for one attribute.
+  if (m_Next < count && IsSame(*m_Attributes[m_Next], field)) return m_Attributes[m_Next++].get();
+  if (m_Next > 0 && m_Next <= count && IsSame(*m_Attributes[m_Next - 1], field))
+    return m_Attributes[m_Next - 1].get();
+  for (std::size_t index = 0; index < count; ++index) {
+    if (!IsSame(*m_Attributes[index], field)) continue;
     m_Next = index + 1;
-    return &m_Attributes[index];
+    return m_Attributes[index].get();
   }
   return nullptr;
 }
@@ -31,8 +34,10 @@ cls_AttributeMetadata const* sto_ClassInUse::Declaration(cls_FieldHandle const& 
 
 sto_ClassInUse::Attribute const& sto_ClassInUse::Add(cls_FieldHandle const& field, sto_FieldKey const& key,
                                                      cls_AttributeMetadata const& declared) {
-  m_Next = m_Attributes.size() + 1;
-  return m_Attributes.emplace_back(Attribute{field.Name(), field.FieldId(), key, &declared});
+  m_Attributes.push_back(
+      std::make_unique<Attribute>(Attribute{field.Name(), field.FieldId(), key, &declared}));
+  m_Next = m_Attributes.size();
+  return *m_Attributes.back();
 }
 
 void sto_ClassInUse::Reset() noexcept {

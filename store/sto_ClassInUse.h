@@ -1,6 +1,7 @@
 #pragma once
 
-#include <deque>
+#include <memory>
+#include <vector>
 
 #include "metadata/cls_ClassMetadata.h"
 #include "persist/cls_FieldHandle.h"
@@ -41,8 +42,8 @@ class sto_ClassInUse {
 
  private:
   cls_ClassMetadata const& m_Metadata;
-  std::deque<Attribute> m_Attributes;
-  std::size_t m_Next = 0;
+  std::vector<std::unique_ptr<Attribute>> m_Attributes; // in the order in which they were written first
+  std::size_t m_Next = 0; // the one that follows the attribute that was looked for last
 };
 
 /// Whether a value that is stored under `tag` may stand in an attribute of a declared type. Types that this

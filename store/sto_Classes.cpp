@@ -69,10 +69,11 @@ cls_ClassMetadata const* sto_Classes::Newest(unsigned int classId) const {
 }
 
 cls_ClassMetadata const* sto_Classes::ForVersion(unsigned int classId, int version) const {
-  std::uint64_t const key = std::uint64_t{classId} << 32 | static_cast<std::uint32_t>(version);
-  if (auto const known = m_ByVersion.find(key); known != m_ByVersion.end()) return known->second;
+  KnownVersion& known = m_KnownVersions[(classId * 7 + static_cast<unsigned int>(version)) % KnownCount];
+  if (known.m_Metadata != nullptr && known.m_ClassId == classId && known.m_Version == version)
+    return known.m_Metadata;
   cls_ClassMetadata const* const found = FindVersion(classId, version);
-  if (found != nullptr) m_ByVersion.emplace(key, found);
+  if (found != nullptr) known = {classId, version, found};
   return found;
 }
 
@@ -94,9 +95,18 @@ std::vector<int> sto_Classes::Versions(unsigned int classId) const {
 }
 
 bool sto_Classes::DerivesFrom(unsigned int derived, unsigned int base) const {
+  if (derived == base) return true;
+  KnownBase& known = m_KnownBases[(derived * 7 + base) % KnownCount];
+  if (known.m_Derived == derived && known.m_Base == base) return true;
+  if (!FindBase(derived, base)) return false;
+  known = {derived, base};
+  return true;
+}
+
+bool sto_Classes::FindBase(unsigned int derived, unsigned int base) const {
   if (m_Program.InheritanceCheck(derived, base)) return true;
   for (cls_ClassMetadata const* metadata = Newest(derived); metadata != nullptr;
        metadata = Newest(metadata->BaseClassId()))
     if (metadata->BaseClassId() == base) return true;
-  return derived == base;
+  return false;
 }

@@ -1,8 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "metadata/cls_ClassRegistrar.h"
@@ -36,5 +37,19 @@ class sto_Classes {
 
   cls_ClassRegistrar const& m_Program;
   cls_ClassRegistrar m_Library;
-  mutable std::unordered_map<std::uint64_t, cls_ClassMetadata const*> m_ByVersion; // found before
+  [[nodiscard]] bool FindBase(unsigned int derived, unsigned int base) const;
+
+  // What was found before, each at a place that its key chooses: objects come in runs of few classes.
+  struct KnownVersion {
+    unsigned int m_ClassId = 0;
+    int m_Version = 0;
+    cls_ClassMetadata const* m_Metadata = nullptr;
+  };
+  struct KnownBase {
+    unsigned int m_Derived = 0;
+    unsigned int m_Base = 0;
+  };
+  static constexpr std::size_t KnownCount = 64;
+  mutable std::array<KnownVersion, KnownCount> m_KnownVersions;
+  mutable std::array<KnownBase, KnownCount> m_KnownBases;
 };

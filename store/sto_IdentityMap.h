@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <unordered_map>
 
 #include "persist/cls_Uid.h"
@@ -11,17 +14,24 @@
 /// from records to ids would take a new object for a dead one. The tie therefore lives in the identity's own
 /// history ring and is destroyed with it; the map only finds ties by id.
 ///
-/// Invariants: 1. Each tie is in the ring of one live identity and in the map under its id. 2. An identity
-/// has at most one tie of a map, an id at most one tie. 3. A tie holds no reference: it never keeps an
-/// identity alive.
+/// Ids are given out one after the other, so the ties of 16 neighbours stand in one page, each at the place
+/// of its id: a tie costs no allocation and no entry of a table of its own.
+///
+/// Invariants: 1. Each tie is in the ring of one live identity and in the page of its id. 2. An identity has
+/// at most one tie of a map, an id at most one tie. 3. A tie holds no reference: it never keeps an identity
+/// alive. 4. A page has at least one tie.
 ///
 /// Thread rule: the thread of the session. The map must go before the thread's identity catalogue.
 class sto_IdentityMap {
+  struct Page;
+
  public:
   /// The bond between one identity and one id.
-  class Tie : public cls_HistoryEntry {
+  class Tie final : public cls_HistoryEntry {
    public:
     ~Tie() override;
+    /// The tie's place in its page becomes free, and the page goes with its last tie.
+    static void operator delete(Tie* tie, std::destroying_delete_t) noexcept;
 
     [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
 
@@ -30,9 +40,9 @@ class sto_IdentityMap {
 
    private:
     friend class sto_IdentityMap;
-    Tie(sto_IdentityMap& map, cls_UidCatalogEntry* entry, std::int64_t id);
+    Tie(Page& page, cls_UidCatalogEntry* entry, std::int64_t id) noexcept;
 
-    sto_IdentityMap& m_Map;
+    Page& m_Page;
     cls_UidCatalogEntry* m_Entry;
     std::int64_t m_Id;
   };
@@ -54,8 +64,29 @@ class sto_IdentityMap {
   /// Unties every id from `firstId` on: they were given out in work that is undone.
   void DropFrom(std::int64_t firstId) noexcept;
 
-  [[nodiscard]] std::size_t Count() const noexcept { return m_Ties.size(); }
+  [[nodiscard]] std::size_t Count() const noexcept { return m_Count; }
 
  private:
-  std::unordered_map<std::int64_t, Tie*> m_Ties;
+  static constexpr std::int64_t IdsInPage = 16;
+
+  struct Page {
+    Page(sto_IdentityMap& map, std::int64_t number) noexcept : m_Map(map), m_Number(number) {}
+    [[nodiscard]] Tie* At(std::size_t place) noexcept {
+      return std::launder(reinterpret_cast<Tie*>(m_Ties) + place);
+    }
+    [[nodiscard]] bool Has(std::size_t place) const noexcept { return (m_Used >> place & 1) != 0; }
+
+    sto_IdentityMap& m_Map;
+    std::int64_t m_Number;   // of its first id, by IdsInPage
+    unsigned int m_Used = 0; // one bit for each place that has a tie
+    alignas(Tie) unsigned char m_Ties[IdsInPage * sizeof(Tie)];
+  };
+
+  [[nodiscard]] Page* FindPage(std::int64_t number) const noexcept;
+  Page& MakePage(std::int64_t number);
+  static std::size_t PlaceOf(std::int64_t id) noexcept { return static_cast<std::size_t>(id % IdsInPage); }
+
+  std::unordered_map<std::int64_t, std::unique_ptr<Page>> m_Pages;
+  mutable Page* m_Latest = nullptr; // the page that was looked at last
+  std::size_t m_Count = 0;
 };

@@ -98,11 +98,16 @@ sto_Part const* sto_MementoRead::Part() const noexcept {
 sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
   sto_Part const* const part = Part();
   if (part == nullptr) return nullptr;
+  std::size_t const count = part->m_Fields.size();
+  // Most objects read what they wrote, in the same order; some ask twice for one attribute.
+  for (std::size_t const likely : {m_NextField, m_NextField - 1})
+    if (likely < count && m_Session.Catalogue().IsKey(part->m_Fields[likely].m_Key, field)) {
+      m_NextField = likely + 1;
+      return &part->m_Fields[likely];
+    }
   std::optional<sto_FieldKey> const key = m_Session.KeyToRead(field);
   if (!key) return nullptr;
-  std::size_t const count = part->m_Fields.size();
-  for (std::size_t i = 0; i < count; ++i) {
-    std::size_t const index = (m_NextField + i) % count;
+  for (std::size_t index = 0; index < count; ++index) {
     if (!(part->m_Fields[index].m_Key == *key)) continue;
     m_NextField = index + 1;
     return &part->m_Fields[index];

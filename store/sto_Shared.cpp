@@ -9,8 +9,10 @@ namespace {
 
 /// The memento of a visitor on a stored object, null for other back ends and for objects that are not there.
 sto_MementoRead* StoredObject(cls_ReadVisitor const& visitor) noexcept {
-  auto* const memento = dynamic_cast<sto_MementoRead*>(visitor.Memento());
-  return memento == nullptr || memento->Id() == 0 ? nullptr : memento;
+  cls_MementoRead* const any = visitor.Memento();
+  if (any == nullptr || typeid(*any) != typeid(sto_MementoRead)) return nullptr;
+  auto* const memento = static_cast<sto_MementoRead*>(any);
+  return memento->Id() == 0 ? nullptr : memento;
 }
 
 } // namespace
@@ -22,17 +24,18 @@ cls_ClassMetadata const* sto_FindMetadata(cls_ReadVisitor const& visitor, unsign
   sto_Session const& session = memento->Session();
   sto_Catalogue const& catalogue = memento->Session().Catalogue();
   unsigned int const classId = memento->ClassId();
-  std::string const object =
-      "Object " + std::to_string(memento->Id()) + " is of class " + catalogue.ClassName(classId);
+  auto const object = [&] {
+    return "Object " + std::to_string(memento->Id()) + " is of class " + catalogue.ClassName(classId);
+  };
   if (!catalogue.Classes().DerivesFrom(classId, typeId))
-    session.Raise(sto_ErrorKind::WrongClass, object + ", not " + catalogue.ClassName(typeId) + ".");
+    session.Raise(sto_ErrorKind::WrongClass, object() + ", not " + catalogue.ClassName(typeId) + ".");
   if (classId != typeId && !takesDerived)
-    session.Raise(sto_ErrorKind::Misuse, object + ", but " + catalogue.ClassName(typeId) +
+    session.Raise(sto_ErrorKind::Misuse, object() + ", but " + catalogue.ClassName(typeId) +
                                              ", which is asked for, has no virtual destructor.");
   cls_ClassMetadata const* const metadata = catalogue.Classes().ForVersion(classId, memento->ClassVersion());
   if (metadata == nullptr)
     session.Raise(sto_ErrorKind::Misuse,
-                  object + ", which is not declared in the registrar that the store was opened with.");
+                  object() + ", which is not declared in the registrar that the store was opened with.");
   return metadata;
 }
 
@@ -64,10 +67,10 @@ std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_i
   if (memento == nullptr) return nullptr;
   sto_LoadedObjects::Entry const* const entry = memento->Session().Loaded().Find(memento->Id());
   if (entry == nullptr) return nullptr;
-  std::string const object = "Object " + std::to_string(memento->Id());
-  if (entry->m_Object == nullptr) memento->Session().Raise(sto_ErrorKind::Misuse, object + entry->m_WhyNot);
+  auto const object = [&] { return "Object " + std::to_string(memento->Id()); };
+  if (entry->m_Object == nullptr) memento->Session().Raise(sto_ErrorKind::Misuse, object() + entry->m_WhyNot);
   if (entry->m_Type != type && !isChecked)
-    memento->Session().Raise(sto_ErrorKind::Misuse, object + " is loaded as two different types.");
+    memento->Session().Raise(sto_ErrorKind::Misuse, object() + " is loaded as two different types.");
   return entry->m_Object;
 }
 

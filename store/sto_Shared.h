@@ -100,7 +100,7 @@ template <class T>
 [[nodiscard]] bool sto_BuildsItself(cls_ClassMetadata const* metadata, cls_ReadVisitor const& visitor) {
   if (metadata == nullptr) return true;
   if constexpr (sto_IsAdaptable<T>)
-    if (dynamic_cast<cls_TypeAdapter<T> const*>(metadata) != nullptr) return true;
+    if (typeid(*metadata) == typeid(cls_TypeAdapter<T>)) return true;
   if constexpr (sto_HasTypeId<T>) {
     if (dynamic_cast<cls_AbsTypeAdapter<T> const*>(metadata) != nullptr) return false;
     return sto_LeavesBuilding(*metadata, visitor, T::TypeId());
