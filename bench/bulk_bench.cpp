@@ -1,14 +1,16 @@
 /// What bulk arrays cost: in memory beside the standard library's containers, and on a store beside a plain
 /// file and HDF5.
 ///
-///     bulk_bench [FOLDER]         the files go to FOLDER (default: the system's temporary folder), about 1.5
-///     GB bulk_bench --smoke          everything once, small; the figures mean nothing bulk_bench --memory
-///     COUNT FILE    writes and scans COUNT elements, prints the peak memory (used by itself)
+///     bulk_bench [FOLDER]             the files, 1.5 GB, go to FOLDER (default: the temporary folder)
+///     bulk_bench --smoke              everything once, small; the figures mean nothing
+///     bulk_bench --memory COUNT FILE  writes and scans COUNT elements, prints the peak memory (used by
+///     itself) bulk_bench --serve FILE         reads a store until it is told to end (used by itself)
 ///
 /// Ratios are of times in the same run, medians of interleaved repetitions; below 1 is faster than the peer.
 
 #include <fcntl.h>
-#include <hdf5.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,6 +30,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/bulk_Peers.h"
 #include "collections/cls_ArrayPrim.h"
 #include "module/nex_initialize.h"
 #include "store/sto_Store.h"
@@ -35,9 +38,6 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr int BlockCount = 2048; // elements in a block
-constexpr std::size_t BlockBytes = BlockCount * sizeof(double);
 
 bool s_IsSmoke = false;
 
@@ -183,13 +183,28 @@ void DeclareResult(cls_ClassRegistrar& registrar) {
       .AddAttribute(HistoryField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
 }
 
-void WriteStore(std::string const& path, cls_ClassRegistrar const& registrar, int count) {
+/// Writes the elements block by block, as the peers get them.
+void WriteBlocks(Result& result, int count) {
+  std::vector<double> block(BlockCount);
+  for (int first = 0; first < count; first += BlockCount) {
+    int const length = std::min(BlockCount, count - first);
+    for (int i = 0; i < length; ++i) block[static_cast<std::size_t>(i)] = (first + i) * 0.5;
+    result.m_History.AppendBlock(block.data(), length);
+  }
+}
+
+void WriteOneByOne(Result& result, int count) {
+  for (int i = 0; i < count; ++i) result.m_History.Append(i * 0.5);
+}
+
+void WriteStore(std::string const& path, cls_ClassRegistrar const& registrar, int count,
+                void (*write)(Result&, int)) {
   std::filesystem::remove(path);
   sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar);
   Result result;
   sto_Transaction transaction(store);
   store.Save("result", result);
-  for (int i = 0; i < count; ++i) result.m_History.Append(i * 0.5);
+  write(result, count);
   transaction.Commit();
 }
 
@@ -207,121 +222,87 @@ double ScanStore(std::string const& path, cls_ClassRegistrar const& registrar) {
   return sum;
 }
 
-void Check(bool works, char const* what) {
-  if (works) return;
-  std::perror(what);
-  std::exit(1);
+// ---- Writing beside readers
+
+volatile sig_atomic_t s_Stop = 0;
+
+/// A program of its own that reads the first array of a store again and again until it is told to end; it
+/// leaves in `path`.reads how often it did.
+int Serve(std::string const& path, cls_ClassRegistrar const& registrar) {
+  signal(SIGTERM, [](int) { s_Stop = 1; });
+  long scans = 0;
+  while (s_Stop == 0) {
+    Use(ScanStore(path, registrar));
+    ++scans;
+  }
+  std::ofstream(path + ".reads") << scans;
+  return 0;
 }
 
-/// The floor: the same blocks in a plain file.
-class PlainFile {
+class Reader {
  public:
-  explicit PlainFile(std::string path) : m_Path(std::move(path)), m_Block(BlockCount) {}
-
-  void Write(int blocks) {
-    int const file = ::open(m_Path.c_str(), O_CREAT | O_TRUNC | O_RDWR, 0644);
-    Check(file >= 0, "plain file");
-    for (int block = 0; block < blocks; ++block) {
-      for (int i = 0; i < BlockCount; ++i)
-        m_Block[static_cast<std::size_t>(i)] = (block * BlockCount + i) * 0.5;
-      Check(::write(file, m_Block.data(), BlockBytes) == static_cast<ssize_t>(BlockBytes), "plain write");
-    }
-    Check(::fsync(file) == 0, "fsync");
-    ::close(file);
+  Reader(char const* self, std::string path) : m_Path(std::move(path)), m_Process(::fork()) {
+    Check(m_Process >= 0, "fork");
+    if (m_Process != 0) return;
+    ::execl(self, self, "--serve", m_Path.c_str(), static_cast<char*>(nullptr));
+    ::_exit(1);
   }
-  double Scan(int blocks) {
-    std::vector<int> order(static_cast<std::size_t>(blocks));
-    std::iota(order.begin(), order.end(), 0);
-    return Read(order, true);
+  Reader(Reader const&) = delete;
+  Reader& operator=(Reader const&) = delete;
+  ~Reader() {
+    if (m_Process > 0) ::kill(m_Process, SIGTERM);
   }
-  double Read(std::vector<int> const& order, bool all) {
-    int const file = ::open(m_Path.c_str(), O_RDONLY);
-    double sum = 0;
-    for (int const block : order) {
-      Check(::pread(file, m_Block.data(), BlockBytes, static_cast<off_t>(block) * BlockBytes) ==
-                static_cast<ssize_t>(BlockBytes),
-            "plain read");
-      sum += all ? std::accumulate(m_Block.begin(), m_Block.end(), 0.0) : m_Block[7];
-    }
-    ::close(file);
-    return sum;
-  }
-  void Overwrite(std::vector<int> const& order, double value) {
-    int const file = ::open(m_Path.c_str(), O_RDWR);
-    std::ranges::fill(m_Block, value);
-    for (int const block : order)
-      Check(::pwrite(file, m_Block.data(), BlockBytes, static_cast<off_t>(block) * BlockBytes) ==
-                static_cast<ssize_t>(BlockBytes),
-            "plain overwrite");
-    Check(::fsync(file) == 0, "fsync");
-    ::close(file);
+  /// Ends the program; how many times it has read the array.
+  long End() {
+    ::kill(m_Process, SIGTERM);
+    int status = 0;
+    Check(::waitpid(std::exchange(m_Process, 0), &status, 0) > 0 && status == 0, "reader");
+    long scans = 0;
+    std::ifstream(m_Path + ".reads") >> scans;
+    return scans;
   }
 
  private:
   std::string m_Path;
-  std::vector<double> m_Block;
+  pid_t m_Process;
 };
 
-/// HDF5 with chunks of a block, block by block.
-class Hdf5File {
- public:
-  explicit Hdf5File(std::string path) : m_Path(std::move(path)), m_Block(BlockCount) {}
-
-  void Write(int blocks) {
-    hid_t const file = H5Fcreate(m_Path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
-    hsize_t const size = static_cast<hsize_t>(blocks) * BlockCount;
-    hsize_t const chunk = BlockCount;
-    hid_t const space = H5Screate_simple(1, &size, nullptr);
-    hid_t const properties = H5Pcreate(H5P_DATASET_CREATE);
-    H5Pset_chunk(properties, 1, &chunk);
-    hid_t const data =
-        H5Dcreate2(file, "history", H5T_NATIVE_DOUBLE, space, H5P_DEFAULT, properties, H5P_DEFAULT);
-    Check(data >= 0, "HDF5 data set");
-    for (int block = 0; block < blocks; ++block) {
-      for (int i = 0; i < BlockCount; ++i)
-        m_Block[static_cast<std::size_t>(i)] = (block * BlockCount + i) * 0.5;
-      Transfer(data, space, block, true);
+/// A store that readers share with a writer has an array of 2 million elements; a second program reads it
+/// while this one writes `blocks` blocks more in one transaction.
+void MeasureServing(char const* self, std::string const& folder, cls_ClassRegistrar const& registrar,
+                    int blocks) {
+  std::string const path = folder + "/served.kvs";
+  PlainFile plain(folder + "/served.plain");
+  std::vector<double> ours, ratios;
+  long scans = 0;
+  for (int i = 0; i < (s_IsSmoke ? 1 : 3); ++i) {
+    double const floor = SecondsOf([&] { plain.Write(blocks); });
+    std::filesystem::remove(path);
+    sto_Options options;
+    options.m_ReadersBesideWriter = true;
+    sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar, options);
+    Result first, second;
+    {
+      sto_Transaction transaction(store);
+      store.Save("result", first);
+      WriteBlocks(first, s_IsSmoke ? BlockCount : 2'000'000);
+      transaction.Commit();
     }
-    H5Dclose(data);
-    H5Pclose(properties);
-    H5Sclose(space);
-    H5Fflush(file, H5F_SCOPE_GLOBAL);
-    H5Fclose(file);
-    int const plain = ::open(m_Path.c_str(), O_RDWR);
-    Check(::fsync(plain) == 0, "fsync");
-    ::close(plain);
+    Reader reader(self, path);
+    ::usleep(200'000); // it is at work
+    ours.push_back(SecondsOf([&] {
+      sto_Transaction transaction(store);
+      store.Save("second", second);
+      WriteBlocks(second, blocks * BlockCount);
+      transaction.Commit();
+    }));
+    ratios.push_back(ours.back() / floor);
+    scans += reader.End();
   }
-  double Read(std::vector<int> const& order, bool all) {
-    hid_t const file = H5Fopen(m_Path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT);
-    hid_t const data = H5Dopen2(file, "history", H5P_DEFAULT);
-    hid_t const space = H5Dget_space(data);
-    double sum = 0;
-    for (int const block : order) {
-      Transfer(data, space, block, false);
-      sum += all ? std::accumulate(m_Block.begin(), m_Block.end(), 0.0) : m_Block[7];
-    }
-    H5Sclose(space);
-    H5Dclose(data);
-    H5Fclose(file);
-    return sum;
-  }
-
- private:
-  void Transfer(hid_t data, hid_t space, int block, bool write) {
-    hsize_t const start = static_cast<hsize_t>(block) * BlockCount;
-    hsize_t const count = BlockCount;
-    hid_t const memory = H5Screate_simple(1, &count, nullptr);
-    H5Sselect_hyperslab(space, H5S_SELECT_SET, &start, nullptr, &count, nullptr);
-    herr_t const status = write
-                              ? H5Dwrite(data, H5T_NATIVE_DOUBLE, memory, space, H5P_DEFAULT, m_Block.data())
-                              : H5Dread(data, H5T_NATIVE_DOUBLE, memory, space, H5P_DEFAULT, m_Block.data());
-    H5Sclose(memory);
-    Check(status >= 0, "HDF5 transfer");
-  }
-
-  std::string m_Path;
-  std::vector<double> m_Block;
-};
+  std::printf("  %-16s %17.3f %7.2f %8s   (beside a reader that scanned 16 MB %ld times)\n", "write, served",
+              Median(ours), Median(ratios), "4.5", scans);
+  std::filesystem::remove(path);
+}
 
 struct Work {
   char const* m_Name;
@@ -368,7 +349,7 @@ int PrintPeak(int count, std::string const& path, cls_ClassRegistrar const& regi
     return 0;
   };
   int const before = peak();
-  WriteStore(path, registrar, count);
+  WriteStore(path, registrar, count, WriteOneByOne);
   int const written = peak();
   // The pages of the file that reading maps are the system's cache, not the program's: RssAnon has the rest.
   ScanStore(path, registrar);
@@ -383,7 +364,11 @@ int PrintPeak(int count, std::string const& path, cls_ClassRegistrar const& regi
   return 0;
 }
 
-void MeasureStore(std::string const& folder, cls_ClassRegistrar const& registrar) {
+double FileRatio(std::string const& path, int count) {
+  return static_cast<double>(std::filesystem::file_size(path)) / (static_cast<double>(count) * 8);
+}
+
+void MeasureStore(char const* self, std::string const& folder, cls_ClassRegistrar const& registrar) {
   int const blocks = s_IsSmoke ? 50 : 50'000'000 / BlockCount;
   int const count = blocks * BlockCount;
   std::string const path = folder + "/bulk.kvs";
@@ -399,8 +384,11 @@ void MeasureStore(std::string const& folder, cls_ClassRegistrar const& registrar
   shuffled.resize(s_IsSmoke ? 10 : 10'000);
 
   Work const works[] = {
-      {"write", [&](int) { plain.Write(blocks); }, [&](int) { WriteStore(path, registrar, count); },
-       [&](int) { hdf5.Write(blocks); }, "1.6"},
+      {"write by element", [&](int) { plain.Write(blocks); },
+       [&](int) { WriteStore(path, registrar, count, WriteOneByOne); }, nullptr, ""},
+      {"write", [&](int) { plain.Write(blocks); },
+       [&](int) { WriteStore(path, registrar, count, WriteBlocks); }, [&](int) { hdf5.Write(blocks); },
+       "1.6"},
       {"scan", [&](int) { Use(plain.Scan(blocks)); }, [&](int) { Use(ScanStore(path, registrar)); },
        [&](int) { Use(hdf5.Read(all, true)); }, "1.5"},
       {"random blocks", [&](int) { Use(plain.Read(picks, false)); },
@@ -438,9 +426,11 @@ void MeasureStore(std::string const& folder, cls_ClassRegistrar const& registrar
   };
   std::printf("\nOn a store, %d doubles (%.0f MB), as multiples of a plain file with one fsync:\n", count,
               count * 8e-6);
-  std::printf("  %-14s %9s %9s %7s %8s %9s %7s\n", "", "plain s", "store s", "ratio", "at most", "HDF5 s",
+  std::printf("  %-16s %9s %9s %7s %8s %9s %7s\n", "", "plain s", "store s", "ratio", "at most", "HDF5 s",
               "ratio");
+  double written = 0;
   for (Work const& work : works) {
+    if (std::string_view(work.m_Name) == "overwrite all") written = FileRatio(path, count);
     std::vector<double> floor, ours, peer, ratios, peerRatios;
     for (int i = 0; i < (s_IsSmoke ? 1 : 5); ++i) {
       floor.push_back(SecondsOf([&] { work.m_Plain(i); }));
@@ -450,14 +440,14 @@ void MeasureStore(std::string const& folder, cls_ClassRegistrar const& registrar
       peer.push_back(SecondsOf([&] { work.m_Hdf5(i); }));
       peerRatios.push_back(peer.back() / floor.back());
     }
-    std::printf("  %-14s %9.3f %9.3f %7.2f %8s", work.m_Name, Median(floor), Median(ours), Median(ratios),
+    std::printf("  %-16s %9.3f %9.3f %7.2f %8s", work.m_Name, Median(floor), Median(ours), Median(ratios),
                 work.m_Reach);
     if (work.m_Hdf5) std::printf(" %9.3f %7.2f", Median(peer), Median(peerRatios));
     std::printf("\n");
   }
-  std::printf("  %-14s %29.2f %8s\n", "file / data",
-              static_cast<double>(std::filesystem::file_size(path)) / (static_cast<double>(count) * 8),
-              "1.15");
+  MeasureServing(self, folder, registrar, blocks);
+  std::printf("  %-16s %25.2f %8s   (%.2f after the overwriting: room for the next)\n", "file / data",
+              written, "1.15", FileRatio(path, count));
   MeasureOneChange(path, registrar);
   for (char const* const name : {"/bulk.kvs", "/bulk.plain", "/bulk.h5"})
     std::filesystem::remove(folder + name);
@@ -475,6 +465,8 @@ int main(int argc, char** argv) {
     DeclareResult(registrar);
     if (arguments.size() == 3 && arguments[0] == "--memory") {
       status = PrintPeak(std::atoi(argv[2]), argv[3], registrar);
+    } else if (arguments.size() == 2 && arguments[0] == "--serve") {
+      status = Serve(argv[2], registrar);
     } else {
       s_IsSmoke = !arguments.empty() && arguments[0] == "--smoke";
       std::string folder = std::filesystem::temp_directory_path().string();
@@ -482,7 +474,7 @@ int main(int argc, char** argv) {
       folder += "/kvl-bulk-XXXXXX";
       Check(mkdtemp(folder.data()) != nullptr, "folder");
       MeasureMemory();
-      MeasureStore(folder, registrar);
+      MeasureStore(argv[0], folder, registrar);
       MeasurePeak(argv[0], folder + "/peak.kvs");
       std::filesystem::remove_all(folder);
     }

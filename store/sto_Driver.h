@@ -103,7 +103,9 @@ class sto_Driver {
   virtual void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) = 0;
   virtual bool HasBlock(std::int64_t key) = 0;
   virtual void WriteBlock(std::int64_t key, sto_ByteView data) = 0;
-  /// The same for a block that is there: only what changes is written where the storage can.
+  /// Writes blocks with keys from `first` on, in one pass.
+  virtual void WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) = 0;
+  /// The same for one block that is there: only what changes is written where the storage can.
   virtual void OverwriteBlock(std::int64_t key, sto_ByteView data) = 0;
   /// Deletes the blocks with keys from `first` to `last`, both included.
   virtual void DeleteBlocks(std::int64_t first, std::int64_t last) = 0;

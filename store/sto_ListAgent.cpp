@@ -11,6 +11,9 @@ namespace {
 
 constexpr int BlockSize = sto_Format::BlockElementCount;
 
+/// Blocks of a run that are written at once: 256 KiB of doubles.
+constexpr int RunBlocks = 16;
+
 /// Elements whose bytes in memory are their bytes in a block.
 template <class T>
 constexpr bool IsRaw =
@@ -120,6 +123,10 @@ template <class T> void sto_ListAgent<T>::Write(int firstIndex, int count, T con
     while (m_Count < firstIndex) Write(m_Count, std::min(BlockSize, firstIndex - m_Count), gap.get());
   }
   for (int done = 0; done < count;) {
+    if (int const written = WriteNewBlocks(firstIndex + done, count - done, values + done)) {
+      done += written;
+      continue;
+    }
     int const index = (firstIndex + done) / BlockSize;
     int const offset = (firstIndex + done) % BlockSize;
     int const part = std::min(BlockSize - offset, count - done);
@@ -127,6 +134,25 @@ template <class T> void sto_ListAgent<T>::Write(int firstIndex, int count, T con
     done += part;
   }
   NoteWritten(std::max(m_Count, firstIndex + count));
+}
+
+template <class T> int sto_ListAgent<T>::WriteNewBlocks(int firstIndex, int count, T const* values) {
+  int const blocks = std::min(count / BlockSize, RunBlocks);
+  if (blocks < 2 || firstIndex < m_Count || firstIndex % BlockSize != 0) return 0;
+  std::vector<sto_Bytes> contents(static_cast<std::size_t>(blocks));
+  for (sto_Bytes& content : contents) {
+    content.reserve(static_cast<std::size_t>(BlockSize) * Codec::MinBytes + sto_Format::ChecksumBytes);
+    Encode(content, values, BlockSize);
+    CheckBlockBytes(content);
+    values += BlockSize;
+  }
+  Blocks().WriteNew(firstIndex / BlockSize, contents);
+  return blocks * BlockSize;
+}
+
+template <class T> void sto_ListAgent<T>::CheckBlockBytes(sto_Bytes const& content) const {
+  if (content.size() > sto_Format::MaxValueBytes)
+    Session().Raise(sto_ErrorKind::Full, Describe() + " has too many bytes in one block of elements.");
 }
 
 template <class T> void sto_ListAgent<T>::WriteIntoBlock(int index, int offset, int count, T const* values) {
@@ -141,8 +167,7 @@ template <class T> void sto_ListAgent<T>::WriteIntoBlock(int index, int offset, 
     std::copy_n(values, count, whole.get() + offset);
     Encode(content, whole.get(), std::max(stored, offset + count));
   }
-  if (content.size() > sto_Format::MaxValueBytes)
-    Session().Raise(sto_ErrorKind::Full, Describe() + " has too many bytes in one block of elements.");
+  CheckBlockBytes(content);
   Blocks().Write(index, content, stored > 0);
 }
 

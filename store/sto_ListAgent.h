@@ -45,6 +45,10 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   void Write(int firstIndex, int count, T const* values);
   /// Writes `count` elements at `offset` of block `index`; the others stay.
   void WriteIntoBlock(int index, int offset, int count, T const* values);
+  /// Writes whole blocks behind the list's last one, as many as `count` has and at most RunBlocks; returns
+  /// how many elements that are, none when the run does not begin there.
+  int WriteNewBlocks(int firstIndex, int count, T const* values);
+  void CheckBlockBytes(sto_Bytes const& content) const;
   /// Decodes `count` elements from `offset` on of a block that has `blockCount`.
   void Decode(int index, sto_ByteView content, int blockCount, int offset, int count, T* destination) const;
   [[noreturn]] void RaiseDamaged(int index) const;

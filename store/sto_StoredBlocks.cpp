@@ -100,6 +100,14 @@ void sto_StoredBlocks::Write(int index, sto_Bytes& content, bool isThere) {
     m_Session.Driver().WriteBlock(key, content);
 }
 
+void sto_StoredBlocks::WriteNew(int first, std::span<sto_Bytes> contents) {
+  std::int64_t const firstKey = sto_BlockKey(m_ListId, first);
+  std::int64_t key = firstKey;
+  for (sto_Bytes& content : contents) sto_Seal(static_cast<std::uint64_t>(key++), content);
+  Forget();
+  m_Session.Driver().WriteBlocks(firstKey, contents);
+}
+
 void sto_StoredBlocks::Forget() noexcept {
   m_KeptCount = 0;
 }

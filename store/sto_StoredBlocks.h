@@ -52,6 +52,10 @@ class sto_StoredBlocks {
   /// Writes the content of a block, of one that `isThere` in its place; `content` gets its checksum appended.
   void Write(int index, sto_Bytes& content, bool isThere);
 
+  /// Writes the contents of `contents.size()` blocks from `first` on, none of which is there, in one pass;
+  /// each gets its checksum appended.
+  void WriteNew(int first, std::span<sto_Bytes> contents);
+
   /// Forgets what was read ahead.
   void Forget() noexcept;
 

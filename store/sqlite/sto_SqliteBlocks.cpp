@@ -1,6 +1,7 @@
 #include "store/sqlite/sto_SqliteBlocks.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 #include "store/sto_Format.h"
@@ -111,9 +112,29 @@ bool sto_SqliteBlocks::Has(std::int64_t key) {
   return FindPlace(key) != 0;
 }
 
-void sto_SqliteBlocks::Write(std::int64_t key, sto_ByteView data) {
+void sto_SqliteBlocks::PrepareWrite(std::int64_t key) {
   DropPlace(key);
   m_Pending.m_OldBlocks.erase(key);
+}
+
+void sto_SqliteBlocks::WriteRange(std::int64_t first, std::span<sto_Bytes const> blocks) {
+  std::string sql = "REPLACE INTO block(key, data) VALUES(?, ?)";
+  for (std::size_t i = 1; i < RunBlocks; ++i) sql += ", (?, ?)";
+  for (; blocks.size() >= RunBlocks; blocks = blocks.subspan(RunBlocks), first += RunBlocks) {
+    sto_SqliteStatement::Use use(Prepared(m_WriteRun, sql.c_str()));
+    for (std::size_t i = 0; i < RunBlocks; ++i) {
+      std::int64_t const key = first + static_cast<std::int64_t>(i);
+      PrepareWrite(key);
+      use.Bind(static_cast<int>(2 * i + 1), key).Bind(static_cast<int>(2 * i + 2), sto_ByteView(blocks[i]));
+      NoteNew(key);
+    }
+    use.Step();
+  }
+  for (sto_Bytes const& block : blocks) Write(first++, block);
+}
+
+void sto_SqliteBlocks::Write(std::int64_t key, sto_ByteView data) {
+  PrepareWrite(key);
   sto_SqliteStatement::Use(m_WriteRow).Bind(1, key).Bind(2, data).Step();
   NoteNew(key);
 }

@@ -29,6 +29,8 @@ class sto_SqliteBlocks {
   /// list writes one or two pages a block, and moves nothing.
   static constexpr int MaxInPlace = 32;
 
+  static constexpr std::size_t RunBlocks = 16;
+
   explicit sto_SqliteBlocks(sto_SqliteConnection& connection);
 
   /// A transaction begins. `hasPlaces`: the store has the tables of moved blocks. `mayMove`: whether
@@ -47,6 +49,8 @@ class sto_SqliteBlocks {
   void ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink);
   [[nodiscard]] bool Has(std::int64_t key);
   void Write(std::int64_t key, sto_ByteView data);
+  /// Writes the blocks with keys from `first` on, RunBlocks with each statement.
+  void WriteRange(std::int64_t first, std::span<sto_Bytes const> blocks);
   void Overwrite(std::int64_t key, sto_ByteView data);
   void Delete(std::int64_t first, std::int64_t last);
 
@@ -66,6 +70,8 @@ class sto_SqliteBlocks {
   [[nodiscard]] std::int64_t FindPlace(std::int64_t key);
   /// Forgets the place of a block, whose row of table moved_block goes.
   void DropPlace(std::int64_t key);
+  /// Forgets what is known of a block that is about to be written anew.
+  void PrepareWrite(std::int64_t key);
   [[nodiscard]] bool IsNew(std::int64_t key) const noexcept;
   void NoteNew(std::int64_t key) noexcept;
   void OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data);
@@ -77,7 +83,7 @@ class sto_SqliteBlocks {
   sto_SqliteStatement m_HasRow, m_WriteRow, m_DeleteRows, m_ReadRows;
   // These need the tables of moved blocks, which a store of an older format has not.
   std::optional<sto_SqliteStatement> m_FindPlace, m_SetPlace, m_DeletePlaces, m_AddMoved, m_DeleteMoved,
-      m_DeleteMovedOf, m_LastPlace, m_ReadAllRows;
+      m_DeleteMovedOf, m_LastPlace, m_ReadAllRows, m_WriteRun;
 
   bool m_StoreHasPlaces = false; // the tables are there
   bool m_MayMove = false;

@@ -360,6 +360,10 @@ void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
   CheckTransaction();
   m_Blocks.Write(key, data);
 }
+void sto_SqliteDriver::WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) {
+  CheckTransaction();
+  m_Blocks.WriteRange(first, blocks);
+}
 void sto_SqliteDriver::OverwriteBlock(std::int64_t key, sto_ByteView data) {
   CheckTransaction();
   m_Blocks.Overwrite(key, data);

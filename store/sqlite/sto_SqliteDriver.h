@@ -49,6 +49,7 @@ class sto_SqliteDriver : public sto_Driver {
   void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override;
   bool HasBlock(std::int64_t key) override;
   void WriteBlock(std::int64_t key, sto_ByteView data) override;
+  void WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) override;
   void OverwriteBlock(std::int64_t key, sto_ByteView data) override;
   void DeleteBlocks(std::int64_t first, std::int64_t last) override;
   std::optional<std::int64_t> FindRoot(std::string_view name) override;

@@ -109,6 +109,10 @@ class StoreFaultDriver : public sto_Driver {
     Step("WriteBlock");
     m_Real->WriteBlock(key, data);
   }
+  void WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) override {
+    Step("WriteBlocks");
+    m_Real->WriteBlocks(first, blocks);
+  }
   void OverwriteBlock(std::int64_t key, sto_ByteView data) override {
     Step("OverwriteBlock");
     m_Real->OverwriteBlock(key, data);
