@@ -91,6 +91,10 @@ class sto_Driver {
   virtual bool HasObject(std::int64_t id) = 0;
   /// Writes an object, in the place of one that is there.
   virtual void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) = 0;
+  /// Deletes an object that is there.
+  virtual void DeleteObject(std::int64_t id) = 0;
+  /// The ids from `first` to `last`, both included, that have objects; in ascending order.
+  [[nodiscard]] virtual std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) = 0;
   [[nodiscard]] virtual std::int64_t ObjectCount() = 0;
 
   /// Reads a block; false when there is none. `data` is replaced.

@@ -340,6 +340,13 @@ void sto_SqliteDriver::WriteObject(std::int64_t id, unsigned int classId, sto_By
   CheckTransaction();
   m_Objects.Write(id, classId, record);
 }
+void sto_SqliteDriver::DeleteObject(std::int64_t id) {
+  CheckTransaction();
+  m_Objects.Delete(id);
+}
+std::vector<std::int64_t> sto_SqliteDriver::ObjectIds(std::int64_t first, std::int64_t last) {
+  return m_Objects.Ids(first, last);
+}
 std::int64_t sto_SqliteDriver::ObjectCount() {
   return m_Objects.Count();
 }

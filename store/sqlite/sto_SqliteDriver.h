@@ -43,6 +43,8 @@ class sto_SqliteDriver : public sto_Driver {
   bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) override;
   bool HasObject(std::int64_t id) override;
   void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override;
+  void DeleteObject(std::int64_t id) override;
+  std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) override;
   std::int64_t ObjectCount() override;
   bool ReadBlock(std::int64_t key, sto_Bytes& data) override;
   bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) override;

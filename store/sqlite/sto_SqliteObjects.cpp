@@ -207,6 +207,40 @@ void sto_SqliteObjects::Compact(Pack& pack) {
   pack.m_Content.swap(content);
 }
 
+void sto_SqliteObjects::Delete(std::int64_t id) {
+  Pack& pack = Find(PackOf(id));
+  Entry& entry = pack.m_Entries[PlaceOf(id)];
+  if (entry.m_SizeBytes == 0) {
+    sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
+    return;
+  }
+  entry = {};
+  pack.m_IsChanged = true;
+}
+
+std::vector<std::int64_t> sto_SqliteObjects::Ids(std::int64_t first, std::int64_t last) {
+  Flush();
+  std::vector<std::int64_t> ids;
+  auto const take = [&](std::int64_t id) {
+    if (id >= first && id <= last) ids.push_back(id);
+  };
+  sto_SqliteStatement rows(m_Connection, "SELECT id FROM object WHERE id BETWEEN ? AND ?");
+  sto_SqliteStatement::Use row(rows);
+  for (row.Bind(1, first).Bind(2, last); row.Step();) take(row.Integer(0));
+  if (m_HasPacks) {
+    sto_SqliteStatement packs(m_Connection,
+                              "SELECT key, substr(data, 1, 8) FROM pack WHERE key BETWEEN ? AND ?");
+    sto_SqliteStatement::Use pack(packs);
+    for (pack.Bind(1, PackOf(first)).Bind(2, PackOf(last)); pack.Step();) {
+      auto present = sto_ByteReader(pack.Bytes(1)).Number<std::uint64_t>();
+      for (std::int64_t id = pack.Integer(0) * IdsInPack; present != 0; ++id, present >>= 1)
+        if ((present & 1) != 0) take(id);
+    }
+  }
+  std::ranges::sort(ids);
+  return ids;
+}
+
 std::int64_t sto_SqliteObjects::Count() {
   Flush();
   std::int64_t count = m_Connection.QueryInteger("SELECT count(*) FROM object");

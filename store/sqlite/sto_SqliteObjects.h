@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "store/sqlite/sto_SqliteConnection.h"
 #include "store/sto_Codec.h"
@@ -37,6 +38,9 @@ class sto_SqliteObjects {
   [[nodiscard]] bool Read(std::int64_t id, unsigned int& classId, sto_Bytes& record);
   [[nodiscard]] bool Has(std::int64_t id);
   void Write(std::int64_t id, unsigned int classId, sto_ByteView record);
+  void Delete(std::int64_t id);
+  /// The ids from `first` to `last` that have objects, ascending. Changed packs are written first.
+  [[nodiscard]] std::vector<std::int64_t> Ids(std::int64_t first, std::int64_t last);
   /// How many objects there are. Changed packs are written first.
   [[nodiscard]] std::int64_t Count();
   /// The greatest id of an object that is stored, 0 for none. Asked before anything is written.

@@ -89,6 +89,14 @@ class StoreFaultDriver : public sto_Driver {
     Step("ObjectCount");
     return m_Real->ObjectCount();
   }
+  void DeleteObject(std::int64_t id) override {
+    Step("DeleteObject");
+    m_Real->DeleteObject(id);
+  }
+  std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) override {
+    Step("ObjectIds");
+    return m_Real->ObjectIds(first, last);
+  }
   bool ReadBlock(std::int64_t key, sto_Bytes& data) override {
     Step("ReadBlock");
     return m_Real->ReadBlock(key, data);
