@@ -82,20 +82,26 @@ set(KVL_STORE_SOURCES
   store/sqlite/sto_SqliteConnection.cpp
   store/sqlite/sto_SqliteDriver.cpp
   store/sqlite/sto_SqliteObjects.cpp
+  store/sto_AgentProxy.cpp
   store/sto_BlobAgent.cpp
+  store/sto_BranchCopy.cpp
   store/sto_Catalogue.cpp
   store/sto_Checksum.cpp
   store/sto_ClassInUse.cpp
   store/sto_Classes.cpp
+  store/sto_CollectionShape.cpp
+  store/sto_ElementScope.cpp
   store/sto_Exception.cpp
   store/sto_IdentityMap.cpp
   store/sto_ListAgent.cpp
   store/sto_ListAgentBase.cpp
   store/sto_MementoRead.cpp
-  store/sto_MementoReadGaps.cpp
   store/sto_MementoWrite.cpp
-  store/sto_MementoWriteGaps.cpp
+  store/sto_ObjectAgentBase.cpp
+  store/sto_ObjectAgents.cpp
+  store/sto_ObjectListReader.cpp
   store/sto_ObjectWriter.cpp
+  store/sto_OpenAgent.cpp
   store/sto_Record.cpp
   store/sto_Session.cpp
   store/sto_Shared.cpp
@@ -239,9 +245,12 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Identity_test.cpp
   store/sto_Kill_test.cpp
   store/sto_Lists_test.cpp
+  store/sto_Maps_test.cpp
   store/sto_Metadata_test.cpp
   store/sto_Model_test.cpp
-  store/sto_Refusal_test.cpp
+  store/sto_ObjectAgents_test.cpp
+  store/sto_ObjectLists_test.cpp
+  store/sto_Proxy_test.cpp
   store/sto_Sessions_test.cpp
   store/sto_Store_test.cpp
   store/sto_Transaction_test.cpp
@@ -256,3 +265,25 @@ set(KVL_STORE_INTERNAL_TEST_SOURCES
   store/sto_Session_test.cpp
   tests/support/StoreFile.cpp
   tests/support/StoreNewFault.cpp)
+
+set(KVL_CONTRACT_TEST_SOURCES
+  tests/contract/Absent_test.cpp
+  tests/contract/Agents_test.cpp
+  tests/contract/Blobs_test.cpp
+  tests/contract/Branches_test.cpp
+  tests/contract/ContractMain.cpp
+  tests/contract/ContractTest.cpp
+  tests/contract/Coverage.cpp
+  tests/contract/Extremes_test.cpp
+  tests/contract/Huge_test.cpp
+  tests/contract/Lists_test.cpp
+  tests/contract/Maps_test.cpp
+  tests/contract/Nesting_test.cpp
+  tests/contract/ObjectAgents_test.cpp
+  tests/contract/ObjectCollections_test.cpp
+  tests/contract/Objects_test.cpp
+  tests/contract/Overwrite_test.cpp
+  tests/contract/Scalars_test.cpp
+  tests/contract/Shared_test.cpp
+  tests/contract/Slots_test.cpp
+  tests/support/StoreFile.cpp)

@@ -37,7 +37,7 @@ enum ValueTag : std::uint8_t {
   Bytes = 16,     ///< length, bytes
 };
 
-/// Type of a list's elements.
+/// Type of the elements of a list or a map.
 enum ElementType : std::uint8_t {
   ElementBool = 1,
   ElementString = 2,
@@ -45,6 +45,13 @@ enum ElementType : std::uint8_t {
   ElementDouble = 4,
   ElementUInt = 5,
   ElementInt = 6,
+  ElementObject = 7, ///< object id: eight bytes in a list (0 for no element), a varint in a map
+};
+
+/// Type of a map's keys.
+enum KeyType : std::uint8_t {
+  KeyInt = 1,
+  KeyString = 2,
 };
 
 /// What follows the parts of an object record.
@@ -52,6 +59,8 @@ enum Content : std::uint8_t {
   ContentNone = 0,
   ContentInlineList = 1, ///< the elements stand in the record
   ContentBlockList = 2,  ///< the elements stand in blocks
+  ContentMap = 3,        ///< keys and elements, in the record
+  ContentIntTable = 4,   ///< pairs of int, in the record
 };
 
 /// Elements of a list in one block, whatever their type; the last block may be shorter.

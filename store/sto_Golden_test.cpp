@@ -1,6 +1,7 @@
 #include <array>
 #include <initializer_list>
 
+#include "tests/support/StoreCollections.h"
 #include "tests/support/StoreTest.h"
 #include "tests/support/StoreXxh3.h"
 #include "wrappers/cls_xp1DArrayList.h"
@@ -110,6 +111,88 @@ TEST_F(StoreGolden, ObjectWithABasePartAndAListInAField) {
   EXPECT_EQ(SqlFile(Path()).Texts("SELECT id || ' ' || class_id FROM object ORDER BY id"),
             (std::vector<std::string>{"1 6553602", "3 2293761"}));
   EXPECT_EQ(SqlFile(Path()).Integer("SELECT value FROM meta WHERE key = 'next_object_id'"), 4);
+}
+
+/// The bytes before a collection: form, one part of a class of the library's, no fields.
+StoreBytes Collection(int classOrdinal, int id, std::initializer_list<int> content) {
+  StoreBytes bytes = Bytes({0x01, 0x01, 0x80 + classOrdinal, 0x80, 0x8C, 0x01, 0xC0, 0x0C, id, 0x00});
+  StoreBytes const rest = Bytes(content);
+  bytes.insert(bytes.end(), rest.begin(), rest.end());
+  return Sealed(bytes, static_cast<std::uint64_t>(id));
+}
+
+TEST_F(StoreGolden, MapsTablesAndCollectionsOfObjects) {
+  sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, CollectionClasses());
+  SaveFields(store, [](cls_WriteVisitor const& visitor) {
+    Node const node(1);
+    {
+      auto const memento = WriteIn(visitor, "m_Any", MapClass);
+      auto const map = Own(memento->MakeWriteMapString2Prim(static_cast<float const*>(nullptr)));
+      map->Insert("ab"_cow, 0.5F);
+      map->Insert(cow_String(), 0);
+    }
+    {
+      auto const memento = WriteIn(visitor, "m_Second", MapClass);
+      auto const map = Own(memento->MakeWriteMapInt2Prim(static_cast<cow_String const*>(nullptr)));
+      map->Insert(-1, ""_cow);
+      map->Insert(64, cow_String());
+    }
+    AppendNode(*Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid())), node);
+    {
+      auto const map = Own(visitor.Memento()->MakeFieldWriteMapInt2Obj(Field("m_ByInt"), cls_Uid()));
+      InsertNode(*map, 2, node);
+      InsertNode(*map, -1, node);
+    }
+    InsertNode(*Own(visitor.Memento()->MakeFieldWriteMapString2Obj(Field("m_ByString"), cls_Uid())), "n"_cow,
+               node);
+    auto const table = Own(visitor.Memento()->MakeFieldWriteIntTableInt(Field("m_Pairs"), cls_Uid()));
+    table->Insert(-2, 100);
+    table->Insert(0, -1);
+  });
+  EXPECT_EQ(RecordOf(2), Collection(2, 2,
+                                    {0x03,                          // a map
+                                     0x02, 0x03, 0x02,              // from string to float, two entries
+                                     0x03, 'a', 'b', 0, 0, 0, 0x3F, // "ab": 0.5
+                                     0x00, 0, 0, 0, 0}));           // no text: 0
+  EXPECT_EQ(RecordOf(3), Collection(2, 3,
+                                    {0x03,                // a map
+                                     0x01, 0x02, 0x02,    // from int to string, two entries
+                                     0x01, 0x01,          // -1: empty text
+                                     0x80, 0x01, 0x00})); // 64: no text
+  EXPECT_EQ(RecordOf(4), Collection(1, 4,
+                                    {0x01,                         // a list that stands here
+                                     0x07, 0x02, 0x01,             // of objects, row width 1, one element
+                                     0x05, 0, 0, 0, 0, 0, 0, 0})); // object 5
+  EXPECT_EQ(RecordOf(6), Collection(2, 6,
+                                    {0x03,             // a map
+                                     0x01, 0x07, 0x02, // from int to objects, two entries
+                                     0x04, 0x05,       // 2: object 5
+                                     0x01, 0x05}));    // -1: object 5
+  EXPECT_EQ(RecordOf(7), Collection(2, 7,
+                                    {0x03,               // a map
+                                     0x02, 0x07, 0x01,   // from string to objects, one entry
+                                     0x02, 'n', 0x05})); // "n": object 5
+  EXPECT_EQ(RecordOf(8), Collection(2, 8,
+                                    {0x04,             // an int table
+                                     0x02,             // of two entries
+                                     0x03, 0xC8, 0x01, // -2: 100
+                                     0x00, 0x01}));    // 0: -1
+}
+
+TEST_F(StoreGolden, OpenListOfObjects) {
+  sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, CollectionClasses());
+  SaveFields(store, [](cls_WriteVisitor const& visitor) {
+    auto const list = Own(WriteIn(visitor, "m_Objects", ListClass)->MakeAgentListObj(9));
+    list->SetCount(1);
+  });
+  EXPECT_EQ(RecordOf(2), Sealed(Bytes({0x01, 0x01, 0x81, 0x80, 0x8C, 0x01, 0xC0, 0x0C, 0x02,
+                                       0x02,                                  // two fields
+                                       0x00, 0x00, 0x07, 0x09, 0,    0,    0, // number 0: 9 were expected
+                                       0x00, 0x02, 0x09, 0x01, 0,    0,    0,    0,    0,
+                                       0,    0,                // number 1: written once
+                                       0x01, 0x07, 0x02, 0x01, // a list of one object
+                                       0,    0,    0,    0,    0,    0,    0,    0}), // that is not there
+                                2));
 }
 
 /// A bolt as a store of format 1 has it.

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "persist/cls_ReadObjects.h"
 #include "store/sto_BlockKey.h"
 #include "store/sto_Checksum.h"
 #include "store/sto_ListCodec.h"
@@ -153,6 +154,41 @@ TEST_F(StoreHostile, IdsThatRanOutAreToldAndNothingIsSaved) {
   EXPECT_TRUE(Contains(message, "no object ids")) << message;
   EXPECT_EQ(store.Load<Node>("last")->m_Value, 1);
   EXPECT_FALSE(store.HasRoot("one more"));
+}
+
+TEST_F(StoreHostile, ListOfObjectsWithIdsThatTheStoreHasNotGivenOutIsRefused) {
+  auto const load = [&] {
+    sto_Store store = Open(sto_Mode::ReadOnly);
+    struct Reader {
+      explicit Reader(cls_ReadVisitor const& visitor) {
+        std::unique_ptr<cls_ReadListObj> const list(visitor.Memento()->MakeReadListObj());
+        list->Skip(list->Count() - 1);
+        std::unique_ptr<cls_MementoRead> const element(list->Next());
+      }
+    };
+    static_cast<void>(store.Load<Reader>("root"));
+  };
+  auto const ids = [](int count, std::int64_t last) {
+    sto_Bytes bytes;
+    for (int i = 1; i < count; ++i) sto_ByteWriter(bytes).Number(std::int64_t{0});
+    sto_ByteWriter(bytes).Number(last);
+    return bytes;
+  };
+  PutList(sto_Format::ElementObject, 3, false, ids(3, 0));
+  load();
+  for (std::int64_t const id : {std::int64_t{100}, std::int64_t{-1}, sto_Format::MaxObjectId + 1}) {
+    PutList(sto_Format::ElementObject, 3, false, ids(3, id));
+    MessageOf(sto_ErrorKind::Damaged, load);
+    PutList(sto_Format::ElementObject, 2048, true);
+    PutBlock(0, ids(2048, id));
+    MessageOf(sto_ErrorKind::Damaged, load);
+  }
+  PutBlock(0, ids(2048, 0));
+  load();
+  PutBlock(0, ids(2047, 0));
+  MessageOf(sto_ErrorKind::Damaged, load);
+  PutList(sto_Format::ElementObject, std::numeric_limits<int>::max(), true);
+  MessageOf(sto_ErrorKind::Damaged, load);
 }
 
 } // namespace

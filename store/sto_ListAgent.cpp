@@ -33,14 +33,14 @@ template <class T> void Encode(sto_Bytes& content, T const* values, int count) {
 } // namespace
 
 template <class T> sto_ListAgent<T>* sto_ListAgent<T>::Find(sto_Session& session, std::int64_t id) {
-  sto_ListAgentBase* const found = session.FindAgent(id);
+  sto_OpenAgent* const found = session.FindAgent(id);
   if (found == nullptr) return nullptr;
-  if (found->ElementType() != Codec::ElementType)
-    session.Raise(sto_ErrorKind::WrongClass, "The list of object " + std::to_string(id) +
-                                                 " is open as a list of " +
-                                                 sto_ElementTypeName(found->ElementType()) + ", not of " +
+  auto* const agent = dynamic_cast<sto_ListAgent*>(found);
+  if (agent == nullptr)
+    session.Raise(sto_ErrorKind::WrongClass, "The collection of object " + std::to_string(id) +
+                                                 " is open as a " + found->What() + ", not as a list of " +
                                                  sto_ElementTypeName(Codec::ElementType) + ".");
-  return static_cast<sto_ListAgent*>(found);
+  return agent;
 }
 
 template <class T>
@@ -75,36 +75,11 @@ template <class T> int sto_ListAgent<T>::BlockCount() const noexcept {
   return m_Count / BlockSize + (m_Count % BlockSize != 0 ? 1 : 0);
 }
 
-template <class T> bool sto_ListAgent<T>::ReadOnly() {
-  return IsClosed() || Id() == 0 || Session().Driver().IsReadOnly();
-}
-
-template <class T> bool sto_ListAgent<T>::Changed() {
-  if (m_IsDropping) return true;
-  sto_OwnTransaction const transaction(Session(), false);
-  Synchronise();
-  return std::exchange(m_SeenChange, m_Change) != m_Change;
-}
-
-template <class T> void sto_ListAgent<T>::EndFlush() {
-  // The record is written with the transaction; a holder that has let go leaves no later chance.
-  if (!m_IsDropping && !IsClosed() && IsLettingGo() && Session().IsWriting()) {
-    try {
-      WriteRecord();
-    } catch (...) {
-      Session().Keep(std::current_exception());
-    }
-  }
-}
-
 template <class T> void sto_ListAgent<T>::WriteRun(int firstIndex, int count, T const* values) {
-  if (m_IsDropping || count <= 0) return;
+  if (IsDropping() || count <= 0) return;
   try {
     sto_OwnTransaction transaction(Session(), true);
-    if (!Session().IsWriting())
-      Session().Raise(
-          sto_ErrorKind::Misuse,
-          Describe() + " is written in a transaction that only reads, or while an object is being loaded.");
+    CheckWriting();
     Synchronise();
     Write(firstIndex, count, values);
     transaction.Commit();
@@ -172,7 +147,7 @@ template <class T> void sto_ListAgent<T>::WriteIntoBlock(int index, int offset, 
 }
 
 template <class T> int sto_ListAgent<T>::ReadRun(int firstIndex, int count, T* destination) {
-  if (m_IsDropping || firstIndex < 0 || count <= 0) return 0;
+  if (IsDropping() || firstIndex < 0 || count <= 0) return 0;
   sto_Session& session = Session();
   int const index = firstIndex / BlockSize;
   int const offset = firstIndex % BlockSize;

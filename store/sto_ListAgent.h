@@ -4,7 +4,7 @@
 #include "store/sto_ListAgentBase.h"
 #include "store/sto_ListCodec.h"
 
-/// The open line between a bulk array and its stored list. Internal to the module; see sto_ListAgentBase.
+/// The open line between a bulk array and its stored list. Internal to the module; see sto_OpenAgent.
 ///
 /// Runs may have any alignment and length. Each run is one transaction when none is open: open one around
 /// many. Reading in order reads ahead (sto_StoredBlocks). A run that begins beyond the end fills the gap with
@@ -23,14 +23,14 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
 
   int Count() override { return m_Count; }
   int SizeHint() override { return m_SizeHint; }
-  bool Changed() override;
-  void EndFlush() override;
+  bool Changed() override { return AskChanged(); }
+  void EndFlush() override { EndOfFlush(); }
   void WriteRun(int firstIndex, int count, T const* values) override;
   int ReadRun(int firstIndex, int count, T* destination) override;
   void AddReference() override { ++m_References; }
   void DropReference() override { Release(); }
   bool StillReferenced() override { return m_References > 0; }
-  bool ReadOnly() override;
+  bool ReadOnly() override { return IsReadOnly(); }
   void RegisterHolder(cls_PC* holder) override { Hold(holder); }
 
  protected:

@@ -46,6 +46,19 @@ template <> struct sto_ElementCodec<cow_String> {
   }
 };
 
+/// The id of an object that is an element of a list, 0 for no element.
+struct sto_ObjectId {
+  std::int64_t m_Id = 0;
+};
+
+template <> struct sto_ElementCodec<sto_ObjectId> {
+  static constexpr sto_Format::ElementType ElementType = sto_Format::ElementObject;
+  static constexpr std::size_t MinBytes = 8;
+
+  static void Encode(sto_ByteWriter& writer, sto_ObjectId const& element) { writer.Number(element.m_Id); }
+  static sto_ObjectId Decode(sto_ByteReader& reader) { return {reader.Number<std::int64_t>()}; }
+};
+
 /// The printable name of an element type.
 [[nodiscard]] inline char const* sto_ElementTypeName(std::uint8_t type) noexcept {
   switch (type) {
@@ -61,6 +74,8 @@ template <> struct sto_ElementCodec<cow_String> {
     return "unsigned int";
   case sto_Format::ElementInt:
     return "int";
+  case sto_Format::ElementObject:
+    return "objects";
   default:
     return "unknown";
   }

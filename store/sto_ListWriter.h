@@ -27,6 +27,8 @@ template <class T> class sto_ListWriter : public cls_WriteListPrim<T> {
     }
   }
 
+  [[nodiscard]] int Count() const noexcept { return m_Count; }
+
   void AppendRun(int count, T const* elements) override {
     for (int i = 0; i < count; ++i) Append(elements[i]);
   }

@@ -8,6 +8,9 @@
 #include "store/sto_BlobAgent.h"
 #include "store/sto_ListAgent.h"
 #include "store/sto_ListReader.h"
+#include "store/sto_MapReader.h"
+#include "store/sto_ObjectAgents.h"
+#include "store/sto_ObjectListReader.h"
 
 namespace {
 
@@ -153,21 +156,36 @@ int sto_MementoRead::DataIsPresent(cls_FieldHandle const& field) const {
   return m_Session.Driver().HasObject(sto_ByteReader(found->m_Payload).Number<std::int64_t>()) ? 1 : 0;
 }
 
+void sto_MementoRead::CheckNesting(sto_Session const& session, int depth, std::string const& holder) {
+  if (depth > sto_Format::MaxNesting)
+    session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
+                                           std::to_string(sto_Format::MaxNesting) + " deep (at " + holder +
+                                           ").");
+}
+
 cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field) {
   sto_Field const* const found = Find(field);
   if (found == nullptr) return new sto_MementoRead(m_Session, nullptr, m_Depth + 1);
   if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
     RaiseType(field, found->m_Tag, "object");
-  if (m_Depth + 1 > sto_Format::MaxNesting)
-    m_Session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
-                                             std::to_string(sto_Format::MaxNesting) + " deep (at " +
-                                             Describe() + ").");
+  CheckNesting(m_Session, m_Depth + 1, Describe());
   std::int64_t const id = sto_ByteReader(found->m_Payload).Number<std::int64_t>();
   std::shared_ptr<sto_Record const> record = m_Session.ReadRecord(id);
   if (record == nullptr && found->m_Tag == sto_Format::Object)
     m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", which attribute " +
                                                 NameOf(field) + " of " + Describe() + " holds, is missing.");
   return new sto_MementoRead(m_Session, std::move(record), m_Depth + 1);
+}
+
+std::shared_ptr<sto_Record const> sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id,
+                                                               int depth, std::string const& collection) {
+  if (id == 0) return nullptr;
+  CheckNesting(session, depth, collection);
+  std::shared_ptr<sto_Record const> record = session.ReadRecord(id);
+  if (record == nullptr)
+    session.Raise(sto_ErrorKind::Damaged,
+                  "Object " + std::to_string(id) + ", an element of " + collection + ", is missing.");
+  return record;
 }
 
 cls_MementoRead* sto_MementoRead::Clone() {
@@ -286,6 +304,85 @@ template <class T> cls_ReadListPrim<T>* sto_MementoRead::MakeList() {
   return new sto_ListReader<T>(m_Session, Id(), m_Record);
 }
 
+void sto_MementoRead::CheckShape(sto_CollectionShape const& asked) const {
+  if (m_Record == nullptr) return;
+  if (!m_Record->List() && !m_Record->Map())
+    m_Session.Raise(sto_ErrorKind::WrongClass, "There is no " + asked.Name() + " in " + Describe() + ".");
+  sto_CollectionShape const stored = m_Record->Map()
+                                         ? sto_CollectionShape::Of(*m_Record->Map())
+                                         : sto_CollectionShape::List(m_Record->List()->m_ElementType);
+  if (stored == asked) return;
+  m_Session.Raise(sto_ErrorKind::WrongClass, "The collection of " + Describe() + " is stored as a " +
+                                                 stored.Name() + " and cannot be read as a " + asked.Name() +
+                                                 ".");
+}
+
+template <class K, class T> auto sto_MementoRead::MakeMap() const {
+  CheckShape(sto_MapShape<K, T>());
+  return new sto_MapReader<K, T>(m_Session, m_Record);
+}
+
+cls_ReadListObj* sto_MementoRead::MakeReadListObj() {
+  CheckShape(sto_CollectionShape::List(sto_Format::ElementObject));
+  return new sto_ObjectListReader(m_Session, m_Record, m_Depth);
+}
+cls_ReadMapInt2Obj* sto_MementoRead::MakeReadMapInt2Obj() {
+  CheckShape(sto_MapShape<int, sto_ObjectId>());
+  return new sto_ObjectMapReaderInt(m_Session, m_Record, m_Depth);
+}
+cls_ReadMapString2Obj* sto_MementoRead::MakeReadMapString2Obj() {
+  CheckShape(sto_MapShape<cow_String, sto_ObjectId>());
+  return new sto_ObjectMapReaderString(m_Session, m_Record, m_Depth);
+}
+cls_ReadIntTableInt* sto_MementoRead::MakeReadIntTableInt() {
+  CheckShape(sto_IntTableShape());
+  return new sto_IntTableReader(m_Session, m_Record);
+}
+
+cls_ReadListObj* sto_MementoRead::MakeFieldReadListObj(cls_FieldHandle const& field) {
+  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadListObj();
+}
+cls_ReadMapInt2Obj* sto_MementoRead::MakeFieldReadMapInt2Obj(cls_FieldHandle const& field) {
+  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadMapInt2Obj();
+}
+cls_ReadMapString2Obj* sto_MementoRead::MakeFieldReadMapString2Obj(cls_FieldHandle const& field) {
+  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadMapString2Obj();
+}
+cls_ReadIntTableInt* sto_MementoRead::MakeFieldReadIntTableInt(cls_FieldHandle const& field) {
+  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadIntTableInt();
+}
+
+cls_ReadMapInt2Prim<cow_String>* sto_MementoRead::MakeReadMapInt2Prim(cow_String*) {
+  return MakeMap<int, cow_String>();
+}
+cls_ReadMapInt2Prim<float>* sto_MementoRead::MakeReadMapInt2Prim(float*) {
+  return MakeMap<int, float>();
+}
+cls_ReadMapInt2Prim<double>* sto_MementoRead::MakeReadMapInt2Prim(double*) {
+  return MakeMap<int, double>();
+}
+cls_ReadMapInt2Prim<unsigned int>* sto_MementoRead::MakeReadMapInt2Prim(unsigned int*) {
+  return MakeMap<int, unsigned int>();
+}
+cls_ReadMapInt2Prim<int>* sto_MementoRead::MakeReadMapInt2Prim(int*) {
+  return MakeMap<int, int>();
+}
+cls_ReadMapString2Prim<unsigned int>* sto_MementoRead::MakeReadMapString2Prim(unsigned int*) {
+  return MakeMap<cow_String, unsigned int>();
+}
+cls_ReadMapString2Prim<cow_String>* sto_MementoRead::MakeReadMapString2Prim(cow_String*) {
+  return MakeMap<cow_String, cow_String>();
+}
+cls_ReadMapString2Prim<int>* sto_MementoRead::MakeReadMapString2Prim(int*) {
+  return MakeMap<cow_String, int>();
+}
+cls_ReadMapString2Prim<float>* sto_MementoRead::MakeReadMapString2Prim(float*) {
+  return MakeMap<cow_String, float>();
+}
+cls_ReadMapString2Prim<double>* sto_MementoRead::MakeReadMapString2Prim(double*) {
+  return MakeMap<cow_String, double>();
+}
+
 template <class T> cls_AgentListPrim<T>* sto_MementoRead::MakeAgent() {
   return sto_ListAgent<T>::OfStored(m_Session, Id(), m_Record);
 }
@@ -307,6 +404,16 @@ cls_AgentListPrim<cow_String>* sto_MementoRead::MakeAgentListPrim(cow_String*) {
 }
 cls_AgentListPrim<unsigned int>* sto_MementoRead::MakeAgentListPrim(unsigned int*) {
   return MakeAgent<unsigned int>();
+}
+
+cls_AgentListObj* sto_MementoRead::MakeAgentListObj() {
+  return sto_AgentOfStored<sto_ListAgentObj>(m_Session, Id(), m_Record, m_Depth);
+}
+cls_AgentMapKey2Obj<int>* sto_MementoRead::MakeAgentMapKey2Obj(int*) {
+  return sto_AgentOfStored<sto_MapAgentObj<int>>(m_Session, Id(), m_Record, m_Depth);
+}
+cls_AgentMapKey2Obj<cow_String>* sto_MementoRead::MakeAgentMapKey2Obj(cow_String*) {
+  return sto_AgentOfStored<sto_MapAgentObj<cow_String>>(m_Session, Id(), m_Record, m_Depth);
 }
 
 cls_AgentBlob* sto_MementoRead::MakeAgentBlob() {
@@ -355,9 +462,4 @@ void sto_MementoRead::RequireMatch(cls_CollectionType stored, cls_CollectionType
   m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + std::string(name.View()) + " of " + Describe() +
                                                  " is stored as collection type " + std::to_string(stored) +
                                                  ", not " + std::to_string(declared) + ".");
-}
-
-void sto_MementoRead::RaiseRefusal(char const* what) const {
-  m_Session.Raise(sto_ErrorKind::Misuse, std::string("This version of the database module does not read ") +
-                                             what + " (in " + Describe() + ").");
 }

@@ -3,19 +3,30 @@
 #include <memory>
 #include <optional>
 
-#include "store/sto_MementoReadGaps.h"
+#include "persist/cls_MementoRead.h"
+#include "store/sto_CollectionShape.h"
 #include "store/sto_Session.h"
 
 /// Reads one stored object, or one base-class part of it. Without record it stands for an object that is not
-/// there: it has no fields, an empty list, class 1 and a fresh identity. Internal to the module.
+/// there: it has no fields, no elements, class 1 and a fresh identity. Internal to the module.
 ///
 /// A number is read as any type that holds it: every integer as a wider one, a float as a double; 32-bit
 /// integers signed, unsigned and as enumeration for each other, bit by bit. Everything else is WrongClass.
-class sto_MementoRead : public sto_MementoReadGaps {
+class sto_MementoRead : public cls_MementoRead {
  public:
   /// The first part of a record (null for none) that `depth` objects hold.
   sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth)
       : sto_MementoRead(session, std::move(record), 0, depth) {}
+
+  /// The record of element `id` of a collection, null for id 0. Damaged, naming `collection`, when the object
+  /// is missing; Full when it is too deep.
+  [[nodiscard]] static std::shared_ptr<sto_Record const>
+  ReadElement(sto_Session& session, std::int64_t id, int depth, std::string const& collection);
+  /// Its memento, an empty one for id 0.
+  [[nodiscard]] static sto_MementoRead* OfElement(sto_Session& session, std::int64_t id, int depth,
+                                                  std::string const& collection) {
+    return new sto_MementoRead(session, ReadElement(session, id, depth, collection), depth);
+  }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Session; }
   /// The object's id, 0 for none.
@@ -56,6 +67,30 @@ class sto_MementoRead : public sto_MementoReadGaps {
   cls_ReadListPrim<unsigned int>* MakeReadListPrim(unsigned int* tag) override;
   cls_ReadListPrim<int>* MakeReadListPrim(int* tag) override;
 
+  cls_ReadMapInt2Obj* MakeReadMapInt2Obj() override;
+  cls_ReadMapString2Obj* MakeReadMapString2Obj() override;
+  cls_ReadMapInt2Prim<cow_String>* MakeReadMapInt2Prim(cow_String* tag) override;
+  cls_ReadMapInt2Prim<float>* MakeReadMapInt2Prim(float* tag) override;
+  cls_ReadMapInt2Prim<double>* MakeReadMapInt2Prim(double* tag) override;
+  cls_ReadMapInt2Prim<unsigned int>* MakeReadMapInt2Prim(unsigned int* tag) override;
+  cls_ReadMapInt2Prim<int>* MakeReadMapInt2Prim(int* tag) override;
+  cls_ReadListObj* MakeReadListObj() override;
+  cls_ReadIntTableInt* MakeReadIntTableInt() override;
+
+  cls_ReadListObj* MakeFieldReadListObj(cls_FieldHandle const& field) override;
+  cls_ReadMapInt2Obj* MakeFieldReadMapInt2Obj(cls_FieldHandle const& field) override;
+  cls_ReadMapString2Obj* MakeFieldReadMapString2Obj(cls_FieldHandle const& field) override;
+  cls_ReadIntTableInt* MakeFieldReadIntTableInt(cls_FieldHandle const& field) override;
+
+  cls_ReadMapString2Prim<unsigned int>* MakeReadMapString2Prim(unsigned int* tag) override;
+  cls_ReadMapString2Prim<cow_String>* MakeReadMapString2Prim(cow_String* tag) override;
+  cls_ReadMapString2Prim<int>* MakeReadMapString2Prim(int* tag) override;
+  cls_ReadMapString2Prim<float>* MakeReadMapString2Prim(float* tag) override;
+  cls_ReadMapString2Prim<double>* MakeReadMapString2Prim(double* tag) override;
+
+  cls_AgentListObj* MakeAgentListObj() override;
+  cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int* tag) override;
+  cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String* tag) override;
   cls_AgentListPrim<bool>* MakeAgentListPrim(bool* tag) override;
   cls_AgentListPrim<double>* MakeAgentListPrim(double* tag) override;
   cls_AgentListPrim<float>* MakeAgentListPrim(float* tag) override;
@@ -67,9 +102,6 @@ class sto_MementoRead : public sto_MementoReadGaps {
   /// WrongClass when what is stored may not stand where this type is asked for, by the stored collection code
   /// or, where the record's own class version is registered, by its metadata.
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
-
- protected:
-  void RaiseRefusal(char const* what) const override;
 
  private:
   sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, std::size_t part, int depth)
@@ -85,7 +117,12 @@ class sto_MementoRead : public sto_MementoReadGaps {
   void RequireMatch(cls_CollectionType stored, cls_CollectionType declared, cow_String const& name) const;
 
   template <class T> T ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const;
+  /// Full when an object would be deeper than objects may hold objects.
+  static void CheckNesting(sto_Session const& session, int depth, std::string const& holder);
+  /// WrongClass unless the object, where there is one, is such a collection.
+  void CheckShape(sto_CollectionShape const& asked) const;
   template <class T> cls_ReadListPrim<T>* MakeList();
+  template <class K, class T> auto MakeMap() const;
   template <class T> cls_AgentListPrim<T>* MakeAgent();
 
   sto_Session& m_Session;

@@ -3,9 +3,14 @@
 #include <algorithm>
 
 #include "metadata/cls_CollectionType.h"
+#include "persist/cls_AgentProxy.h"
 #include "store/sto_BlobAgent.h"
 #include "store/sto_ListAgent.h"
 #include "store/sto_ListWriter.h"
+#include "store/sto_MapWriter.h"
+#include "store/sto_ObjectAgents.h"
+#include "store/sto_ObjectListWriter.h"
+#include "store/sto_Proxy.h"
 
 namespace {
 
@@ -31,6 +36,12 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
     session.MarkIncomplete();
     throw;
   }
+}
+
+std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForElement(sto_ObjectWriter& collection,
+                                                               unsigned int classId, cls_Uid const& uid,
+                                                               std::int64_t& id) {
+  return ForObject(collection.Session(), classId, uid, collection.Depth() + 1, id);
 }
 
 sto_ClassInUse::Attribute const& sto_MementoWrite::Attribute(cls_FieldHandle const& field) {
@@ -78,12 +89,23 @@ int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId,
                                                       cls_Uid const& uid, void const*) {
   CheckHeldClass(Attribute(field), classId);
+  cls_AttributeMetadata const& declared = *Attribute(field).m_Declared;
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> child = ForObject(Session(), classId, uid, m_Object->Depth() + 1, id);
+  if (child != nullptr) child->m_Object->HeldBy(m_Class.Metadata(), declared);
+  PutObject(field, id);
+  return child.release();
+}
+
+void sto_MementoWrite::PutObject(cls_FieldHandle const& field, std::int64_t id) {
   sto_ByteWriter writer = StartField(field, sto_Format::Object);
   writer.Number(id);
   writer.U8(COLLECTION_NONE);
-  return child.release();
+}
+
+void sto_MementoWrite::HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id) {
+  CheckHeldClass(Attribute(field), classId);
+  PutObject(field, id);
 }
 
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
@@ -174,12 +196,103 @@ void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::Va
   writer.Raw(bytes, size);
 }
 
-template <class T> cls_WriteListPrim<T>* sto_MementoWrite::MakeList(int width) {
+void sto_MementoWrite::CheckBuilder(sto_CollectionShape const& shape) const {
   Session().RaiseKept();
   if (Session().FindAgent(m_Object->Id()) != nullptr)
-    Session().Raise(sto_ErrorKind::Conflict, "The list of " + m_Object->Describe() +
-                                                 " is open as a bulk array and cannot be replaced.");
+    Session().Raise(sto_ErrorKind::Conflict, std::string("The ") + (shape.IsMap() ? "map" : "list") + " of " +
+                                                 m_Object->Describe() +
+                                                 " is open as a bulk array and cannot "
+                                                 "be replaced.");
+  m_Object->CheckShape(shape);
+}
+
+template <class T> cls_WriteListPrim<T>* sto_MementoWrite::MakeList(int width) {
+  CheckBuilder(sto_CollectionShape::List(sto_ElementCodec<T>::ElementType));
   return new sto_ListWriter<T>(m_Object, width);
+}
+
+template <class K, class T> auto sto_MementoWrite::MakeMap() const {
+  CheckBuilder(sto_MapShape<K, T>());
+  return new sto_MapWriter<K, T>(m_Object);
+}
+
+template <class K> auto sto_MementoWrite::MakeObjectMap() const {
+  CheckBuilder(sto_MapShape<K, sto_ObjectId>());
+  return new sto_ObjectMapWriter<K>(m_Object);
+}
+
+cls_WriteListObj* sto_MementoWrite::MakeWriteListObj() {
+  CheckBuilder(sto_CollectionShape::List(sto_Format::ElementObject));
+  return new sto_ObjectListWriter(m_Object);
+}
+cls_WriteMapInt2Obj* sto_MementoWrite::MakeWriteMapInt2Obj() {
+  return MakeObjectMap<int>();
+}
+cls_WriteMapString2Obj* sto_MementoWrite::MakeWriteMapString2Obj() {
+  return MakeObjectMap<cow_String>();
+}
+cls_WriteIntTableInt* sto_MementoWrite::MakeWriteIntTableInt() {
+  CheckBuilder(sto_IntTableShape());
+  return new sto_IntTableWriter(m_Object);
+}
+
+cls_WriteMapInt2Prim<cow_String>* sto_MementoWrite::MakeWriteMapInt2Prim(cow_String const*) {
+  return MakeMap<int, cow_String>();
+}
+cls_WriteMapInt2Prim<float>* sto_MementoWrite::MakeWriteMapInt2Prim(float const*) {
+  return MakeMap<int, float>();
+}
+cls_WriteMapInt2Prim<double>* sto_MementoWrite::MakeWriteMapInt2Prim(double const*) {
+  return MakeMap<int, double>();
+}
+cls_WriteMapInt2Prim<unsigned int>* sto_MementoWrite::MakeWriteMapInt2Prim(unsigned int const*) {
+  return MakeMap<int, unsigned int>();
+}
+cls_WriteMapInt2Prim<int>* sto_MementoWrite::MakeWriteMapInt2Prim(int const*) {
+  return MakeMap<int, int>();
+}
+cls_WriteMapString2Prim<unsigned int>* sto_MementoWrite::MakeWriteMapString2Prim(unsigned int const*) {
+  return MakeMap<cow_String, unsigned int>();
+}
+cls_WriteMapString2Prim<cow_String>* sto_MementoWrite::MakeWriteMapString2Prim(cow_String const*) {
+  return MakeMap<cow_String, cow_String>();
+}
+cls_WriteMapString2Prim<int>* sto_MementoWrite::MakeWriteMapString2Prim(int const*) {
+  return MakeMap<cow_String, int>();
+}
+cls_WriteMapString2Prim<float>* sto_MementoWrite::MakeWriteMapString2Prim(float const*) {
+  return MakeMap<cow_String, float>();
+}
+cls_WriteMapString2Prim<double>* sto_MementoWrite::MakeWriteMapString2Prim(double const*) {
+  return MakeMap<cow_String, double>();
+}
+
+template <class Make>
+auto sto_MementoWrite::MakeInField(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid,
+                                   Make make) {
+  // The builder keeps the collection's record until it is deleted itself.
+  std::unique_ptr<cls_MementoWrite> const child(MakeFieldWriteObj(field, classId, uid, nullptr));
+  return make(*child);
+}
+
+cls_WriteListObj* sto_MementoWrite::MakeFieldWriteListObj(cls_FieldHandle const& field, cls_Uid const& uid) {
+  return MakeInField(field, cls_InternalListTypeId, uid,
+                     [](cls_MementoWrite& list) { return list.MakeWriteListObj(); });
+}
+cls_WriteMapInt2Obj* sto_MementoWrite::MakeFieldWriteMapInt2Obj(cls_FieldHandle const& field,
+                                                                cls_Uid const& uid) {
+  return MakeInField(field, cls_InternalMapTypeId, uid,
+                     [](cls_MementoWrite& map) { return map.MakeWriteMapInt2Obj(); });
+}
+cls_WriteMapString2Obj* sto_MementoWrite::MakeFieldWriteMapString2Obj(cls_FieldHandle const& field,
+                                                                      cls_Uid const& uid) {
+  return MakeInField(field, cls_InternalMapTypeId, uid,
+                     [](cls_MementoWrite& map) { return map.MakeWriteMapString2Obj(); });
+}
+cls_WriteIntTableInt* sto_MementoWrite::MakeFieldWriteIntTableInt(cls_FieldHandle const& field,
+                                                                  cls_Uid const& uid) {
+  return MakeInField(field, cls_InternalMapTypeId, uid,
+                     [](cls_MementoWrite& table) { return table.MakeWriteIntTableInt(); });
 }
 
 template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeAgent(int sizeHint) {
@@ -188,6 +301,7 @@ template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeAgent(int sizeHin
   if (m_Class.Metadata().ClassId() != cls_InternalListTypeId)
     Session().Raise(sto_ErrorKind::Misuse, "A bulk array is written into " + m_Object->Describe() +
                                                ", which is no list: give it a field of its own.");
+  m_Object->NoteAgent();
   return sto_ListAgent<T>::OfSaved(Session(), m_Object->Id(), sizeHint);
 }
 
@@ -208,6 +322,32 @@ cls_AgentListPrim<cow_String>* sto_MementoWrite::MakeAgentListPrim(cow_String co
 }
 cls_AgentListPrim<unsigned int>* sto_MementoWrite::MakeAgentListPrim(unsigned int const*, int sizeHint) {
   return MakeAgent<unsigned int>(sizeHint);
+}
+
+template <class Agent>
+Agent* sto_MementoWrite::MakeObjectAgent(sto_CollectionShape const& shape, unsigned int classId,
+                                         int sizeHint) {
+  Session().RaiseKept();
+  Session().CheckSave();
+  if (m_Class.Metadata().ClassId() != classId)
+    Session().Raise(sto_ErrorKind::Misuse, "A " + shape.Name() + " is written into " + m_Object->Describe() +
+                                               ", which is none: give it a field of its own.");
+  m_Object->CheckShape(shape);
+  m_Object->NoteAgent();
+  return sto_AgentOfSaved<Agent>(Session(), m_Object->Id(), sizeHint, m_Object->Depth());
+}
+
+cls_AgentListObj* sto_MementoWrite::MakeAgentListObj(int sizeHint) {
+  return MakeObjectAgent<sto_ListAgentObj>(sto_CollectionShape::List(sto_Format::ElementObject),
+                                           cls_InternalListTypeId, sizeHint);
+}
+cls_AgentMapKey2Obj<int>* sto_MementoWrite::MakeAgentMapKey2Obj(int const*, int sizeHint) {
+  return MakeObjectAgent<sto_MapAgentObj<int>>(sto_MapShape<int, sto_ObjectId>(), cls_InternalMapTypeId,
+                                               sizeHint);
+}
+cls_AgentMapKey2Obj<cow_String>* sto_MementoWrite::MakeAgentMapKey2Obj(cow_String const*, int sizeHint) {
+  return MakeObjectAgent<sto_MapAgentObj<cow_String>>(sto_MapShape<cow_String, sto_ObjectId>(),
+                                                      cls_InternalMapTypeId, sizeHint);
 }
 
 cls_AgentBlob* sto_MementoWrite::MakeAgentBlob() {
@@ -246,6 +386,8 @@ void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String c
                                               " and cannot hold a collection of type " +
                                               std::to_string(type));
   sto_FieldKey const key = attribute.m_Key;
+  if (!m_Object->Record().HasField(m_Part, key))
+    return; // the declaration was all that there is to compare with
   bool const fits = type >= 0 && type <= 0xFF;
   if (!fits || !m_Object->Record().SetCollectionCode(m_Part, key, static_cast<std::uint8_t>(type)))
     Session().Raise(sto_ErrorKind::Misuse,
@@ -253,7 +395,6 @@ void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String c
                         " is no collection that could be of type " + std::to_string(type) + ".");
 }
 
-void sto_MementoWrite::RaiseRefusal(char const* what) const {
-  Session().Raise(sto_ErrorKind::Misuse, std::string("This version of the database module does not store ") +
-                                             what + " (in " + m_Object->Describe() + ").");
+bool sto_MementoWrite::CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field) {
+  return proxy != nullptr && proxy->Transfer(sto_StorageType(), this, field);
 }

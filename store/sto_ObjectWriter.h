@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "store/sto_CollectionShape.h"
 #include "store/sto_Session.h"
 
 /// One object on its way into the store: collects its parts and its list, and writes the record when the last
@@ -25,6 +26,18 @@ class sto_ObjectWriter {
   /// "object 7 (heat_Mesh)", for messages.
   [[nodiscard]] std::string Describe() const;
 
+  /// Notes the attribute of another class that holds this collection; both outlive the writer.
+  void HeldBy(cls_ClassMetadata const& holder, cls_AttributeMetadata const& attribute) noexcept {
+    m_Holder = &holder;
+    m_Attribute = &attribute;
+  }
+  /// Misuse unless the attribute that holds this object, where that is known, is declared for such a
+  /// collection.
+  void CheckShape(sto_CollectionShape const& shape);
+
+  /// Keeps `scope` until the record is written.
+  void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept { m_Scope = std::move(scope); }
+
   /// Writes the next block of the object's list; `elements` gets its checksum appended.
   void WriteBlock(sto_Bytes& elements);
 
@@ -34,17 +47,26 @@ class sto_ObjectWriter {
   /// Starts the list over: a later list of the object replaces the first.
   void RestartList() noexcept { m_BlockCount = 0; }
 
+  /// An agent was made for the object's collection: it writes the record.
+  void NoteAgent() noexcept { m_HadAgent = true; }
+
   /// Whether an exception began after this object did.
   [[nodiscard]] bool IsUnwinding() const noexcept { return std::uncaught_exceptions() > m_Exceptions; }
 
  private:
+  /// Whether the record of the collection is not this writer's to write.
+  [[nodiscard]] bool AgentWritesRecord();
   void Finish();
 
+  std::shared_ptr<sto_ElementSave> m_Scope; // goes last: it ends the save that the record belongs to
   sto_Session& m_Session;
   std::int64_t m_Id;
   sto_ClassInUse& m_Class;
   int m_Depth;
+  cls_ClassMetadata const* m_Holder = nullptr;
+  cls_AttributeMetadata const* m_Attribute = nullptr;
   int m_BlockCount = 0;
+  bool m_HadAgent = false;
   int m_Exceptions = std::uncaught_exceptions();
   sto_RecordBuilder m_Record;
 };

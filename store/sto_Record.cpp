@@ -12,6 +12,7 @@ namespace {
 /// anything is allocated for it.
 constexpr std::size_t MinPartBytes = 4;
 constexpr std::size_t MinFieldBytes = 2;
+constexpr std::size_t MinEntryBytes = 2;
 
 constexpr std::int64_t MaxInt = std::numeric_limits<int>::max();
 
@@ -41,7 +42,19 @@ int FixedSize(std::uint8_t tag) {
 }
 
 bool IsElementType(std::uint8_t type) {
-  return type >= sto_Format::ElementBool && type <= sto_Format::ElementInt;
+  return type >= sto_Format::ElementBool && type <= sto_Format::ElementObject;
+}
+
+bool IsMapElementType(std::uint8_t type) {
+  return IsElementType(type) && type != sto_Format::ElementBool;
+}
+
+bool IsInt(std::int64_t value) {
+  return value >= std::numeric_limits<int>::min() && value <= MaxInt;
+}
+
+void SkipText(sto_ByteReader& reader) {
+  if (std::uint64_t const length = reader.Varint(); length > 0) reader.Raw(length - 1);
 }
 
 } // namespace
@@ -64,6 +77,12 @@ bool sto_Record::Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, 
     break;
   case sto_Format::ContentBlockList:
     if (!DecodeList(reader, true)) return false;
+    break;
+  case sto_Format::ContentMap:
+    if (!DecodeMap(reader, false)) return false;
+    break;
+  case sto_Format::ContentIntTable:
+    if (!DecodeMap(reader, true)) return false;
     break;
   default:
     return false;
@@ -147,9 +166,65 @@ bool sto_Record::DecodeList(sto_ByteReader& reader, bool inBlocks) {
   if (!inBlocks) {
     if (count > static_cast<std::uint64_t>(sto_Format::BlockElementCount)) return false;
     list.m_Inline = reader.Raw(reader.Remaining());
+    if (list.m_ElementType == sto_Format::ElementObject && !DecodeObjectIds(list.m_Inline, list.m_Count))
+      return false;
   }
   m_List = list;
   return true;
+}
+
+bool sto_Record::DecodeObjectIds(sto_ByteView elements, int count) {
+  sto_ByteReader reader(elements);
+  for (int i = 0; i < count; ++i)
+    if (std::uint64_t const id = reader.Number<std::uint64_t>(); id != 0 && !TakeId(id)) return false;
+  return !reader.Failed() && reader.Remaining() == 0;
+}
+
+bool sto_Record::DecodeMap(sto_ByteReader& reader, bool isTable) {
+  sto_MapHeader map;
+  map.m_IsTable = isTable;
+  map.m_KeyType = sto_Format::KeyInt;
+  map.m_ElementType = sto_Format::ElementInt;
+  if (!isTable) {
+    map.m_KeyType = reader.U8();
+    map.m_ElementType = reader.U8();
+  }
+  std::uint64_t const count = reader.Varint();
+  bool const isKeyType = map.m_KeyType == sto_Format::KeyInt || map.m_KeyType == sto_Format::KeyString;
+  if (reader.Failed() || !isKeyType || !IsMapElementType(map.m_ElementType) ||
+      count > static_cast<std::uint64_t>(MaxInt) || count > reader.Remaining() / MinEntryBytes)
+    return false;
+  map.m_Count = static_cast<int>(count);
+  map.m_Entries = reader.Raw(reader.Remaining());
+  // Cursors rely on it: whatever stands in a map is seen here once.
+  sto_ByteReader entries(map.m_Entries);
+  for (int i = 0; i < map.m_Count; ++i)
+    if (!DecodeEntry(entries, map)) return false;
+  if (entries.Remaining() != 0) return false;
+  m_Map = map;
+  return true;
+}
+
+bool sto_Record::DecodeEntry(sto_ByteReader& reader, sto_MapHeader const& map) {
+  if (map.m_KeyType == sto_Format::KeyString)
+    SkipText(reader);
+  else if (!IsInt(reader.ZigZag()))
+    return false;
+  if (map.m_IsTable) return IsInt(reader.ZigZag()) && !reader.Failed();
+  switch (map.m_ElementType) {
+  case sto_Format::ElementString:
+    SkipText(reader);
+    break;
+  case sto_Format::ElementDouble:
+    reader.Raw(8);
+    break;
+  case sto_Format::ElementObject:
+    if (!TakeId(reader.Varint())) return false;
+    break;
+  default:
+    reader.Raw(4);
+  }
+  return !reader.Failed();
 }
 
 std::size_t sto_RecordBuilder::AddPart(unsigned int classId, int version, std::int64_t id) {
@@ -204,7 +279,34 @@ bool sto_RecordBuilder::SetCollectionCode(std::size_t partIndex, sto_FieldKey co
 
 void sto_RecordBuilder::SetList(sto_ListHeader const& header, sto_Bytes elements) {
   m_List = header;
+  m_Map.reset();
   m_Elements = std::move(elements);
+}
+
+void sto_RecordBuilder::SetMap(sto_MapHeader const& header, sto_Bytes entries) {
+  m_Map = header;
+  m_List.reset();
+  m_Elements = std::move(entries);
+}
+
+void sto_RecordBuilder::PutContent(sto_ByteWriter& writer) const {
+  if (m_List) {
+    writer.U8(m_List->m_InBlocks ? sto_Format::ContentBlockList : sto_Format::ContentInlineList);
+    writer.U8(m_List->m_ElementType);
+    writer.ZigZag(m_List->m_Width);
+    writer.Varint(static_cast<std::uint64_t>(m_List->m_Count));
+  } else if (m_Map) {
+    writer.U8(m_Map->m_IsTable ? sto_Format::ContentIntTable : sto_Format::ContentMap);
+    if (!m_Map->m_IsTable) {
+      writer.U8(m_Map->m_KeyType);
+      writer.U8(m_Map->m_ElementType);
+    }
+    writer.Varint(static_cast<std::uint64_t>(m_Map->m_Count));
+  } else {
+    writer.U8(sto_Format::ContentNone);
+    return;
+  }
+  writer.Raw(m_Elements.data(), m_Elements.size());
 }
 
 sto_Bytes sto_RecordBuilder::Finish(std::int64_t id) const {
@@ -219,15 +321,7 @@ sto_Bytes sto_RecordBuilder::Finish(std::int64_t id) const {
     writer.Varint(part.m_Fields.size());
     writer.Raw(part.m_Bytes.data(), part.m_Bytes.size());
   }
-  writer.U8(!m_List              ? sto_Format::ContentNone
-            : m_List->m_InBlocks ? sto_Format::ContentBlockList
-                                 : sto_Format::ContentInlineList);
-  if (m_List) {
-    writer.U8(m_List->m_ElementType);
-    writer.ZigZag(m_List->m_Width);
-    writer.Varint(static_cast<std::uint64_t>(m_List->m_Count));
-    writer.Raw(m_Elements.data(), m_Elements.size());
-  }
+  PutContent(writer);
   sto_Seal(static_cast<std::uint64_t>(id), bytes);
   return bytes;
 }

@@ -42,6 +42,15 @@ struct sto_ListHeader {
   sto_ByteView m_Inline; // the encoded elements, when they stand in the record
 };
 
+/// The map, or the int table, that an object is.
+struct sto_MapHeader {
+  bool m_IsTable = false; ///< from int to int, both as zigzags
+  std::uint8_t m_KeyType = 0;
+  std::uint8_t m_ElementType = 0;
+  int m_Count = 0;
+  sto_ByteView m_Entries; // of a decoded record: each key and each value was seen to fit
+};
+
 /// A stored object, decoded into views of its bytes. See docs/store-format.md for the grammar.
 class sto_Record {
  public:
@@ -51,7 +60,8 @@ class sto_Record {
 
   [[nodiscard]] std::vector<sto_Part> const& Parts() const noexcept { return m_Parts; }
   [[nodiscard]] std::optional<sto_ListHeader> const& List() const noexcept { return m_List; }
-  /// The greatest id of all parts, references and objects in fields.
+  [[nodiscard]] std::optional<sto_MapHeader> const& Map() const noexcept { return m_Map; }
+  /// The greatest id of all parts, references, objects in fields and elements that stand in the record.
   [[nodiscard]] std::int64_t GreatestId() const noexcept { return m_GreatestId; }
 
  private:
@@ -60,10 +70,14 @@ class sto_Record {
   [[nodiscard]] bool DecodeParts(sto_ByteReader& reader);
   [[nodiscard]] bool DecodeField(sto_ByteReader& reader, sto_Field& field);
   [[nodiscard]] bool DecodeList(sto_ByteReader& reader, bool inBlocks);
+  [[nodiscard]] bool DecodeObjectIds(sto_ByteView elements, int count);
+  [[nodiscard]] bool DecodeMap(sto_ByteReader& reader, bool isTable);
+  [[nodiscard]] bool DecodeEntry(sto_ByteReader& reader, sto_MapHeader const& map);
 
   sto_Bytes m_Bytes;
   std::vector<sto_Part> m_Parts;
   std::optional<sto_ListHeader> m_List;
+  std::optional<sto_MapHeader> m_Map;
   std::int64_t m_GreatestId = 0;
 };
 
@@ -83,10 +97,13 @@ class sto_RecordBuilder {
   /// none.
   bool SetCollectionCode(std::size_t part, sto_FieldKey const& key, std::uint8_t code);
 
-  /// The list content, replaced by a later one. `elements` are the encoded elements of an inline list.
+  /// The content, replaced by a later one: a list, with the encoded elements of an inline one, or a map (or
+  /// int table), with its encoded entries.
   void SetList(sto_ListHeader const& header, sto_Bytes elements);
+  void SetMap(sto_MapHeader const& header, sto_Bytes entries);
 
   [[nodiscard]] bool HasList() const noexcept { return m_List.has_value(); }
+  [[nodiscard]] bool HasMap() const noexcept { return m_Map.has_value(); }
 
   /// The finished record, with its checksum.
   [[nodiscard]] sto_Bytes Finish(std::int64_t id) const;
@@ -105,8 +122,10 @@ class sto_RecordBuilder {
   };
 
   void DropField(Part& part, std::size_t index);
+  void PutContent(sto_ByteWriter& writer) const;
 
   std::vector<Part> m_Parts;
   std::optional<sto_ListHeader> m_List;
-  sto_Bytes m_Elements;
+  std::optional<sto_MapHeader> m_Map;
+  sto_Bytes m_Elements; // of the list or the map
 };

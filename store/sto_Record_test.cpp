@@ -197,12 +197,91 @@ TEST(StoreRecord, HostileListsAreRefused) {
   EXPECT_FALSE(IsRefused(list(1, sto_Format::ElementInt, 1, 2, 8)));
   EXPECT_FALSE(IsRefused(list(2, sto_Format::ElementInt, 1, 5000, 0)));
   EXPECT_TRUE(IsRefused(list(1, 0, 1, 0, 0)));
-  EXPECT_TRUE(IsRefused(list(1, 7, 1, 0, 0)));
+  EXPECT_TRUE(IsRefused(list(1, 8, 1, 0, 0)));
   EXPECT_TRUE(IsRefused(list(1, sto_Format::ElementInt, 1, 2049, 4 * 2049)));
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, std::uint64_t{1} << 31, 0)));
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, Huge, 0)));
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, std::int64_t{1} << 31, 1, 0)));
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, 5000, 1))); // bytes where blocks should be
+}
+
+TEST(StoreRecord, HostileListsOfObjectsAreRefused) {
+  auto const list = [](int content, std::uint64_t count, std::vector<std::uint64_t> const& ids,
+                       int bytesBehind = 0) {
+    return Sealed(Content([=](sto_ByteWriter& writer) {
+      writer.U8(static_cast<std::uint8_t>(content));
+      writer.U8(sto_Format::ElementObject);
+      writer.ZigZag(1);
+      writer.Varint(count);
+      for (std::uint64_t const id : ids) writer.Number(id);
+      for (int i = 0; i < bytesBehind; ++i) writer.U8(0);
+    }));
+  };
+  EXPECT_FALSE(IsRefused(list(1, 0, {})));
+  EXPECT_FALSE(IsRefused(list(1, 2, {0, 7})));
+  EXPECT_FALSE(IsRefused(list(2, 5000, {})));
+  EXPECT_TRUE(IsRefused(list(1, 2, {7})));
+  EXPECT_TRUE(IsRefused(list(1, 1, {7, 7})));
+  EXPECT_TRUE(IsRefused(list(1, 1, {7}, 1)));
+  EXPECT_TRUE(IsRefused(list(1, 1, {std::uint64_t{1} << 43}))); // no object can have this id
+  EXPECT_TRUE(IsRefused(list(1, 1, {Huge})));
+  sto_Record record;
+  std::string problem;
+  ASSERT_TRUE(record.Decode(5, 9, list(1, 3, {0, 70, 8}), problem));
+  EXPECT_EQ(record.GreatestId(), 70);
+}
+
+TEST(StoreRecord, HostileMapsAreRefused) {
+  auto const map = [](int keyType, int elementType, std::uint64_t count, std::vector<int> const& bytes) {
+    return Sealed(Content([=](sto_ByteWriter& writer) {
+      writer.U8(sto_Format::ContentMap);
+      writer.U8(static_cast<std::uint8_t>(keyType));
+      writer.U8(static_cast<std::uint8_t>(elementType));
+      writer.Varint(count);
+      for (int const byte : bytes) writer.U8(static_cast<std::uint8_t>(byte));
+    }));
+  };
+  EXPECT_FALSE(IsRefused(map(1, sto_Format::ElementInt, 0, {})));
+  EXPECT_FALSE(IsRefused(map(1, sto_Format::ElementInt, 1, {5, 1, 2, 3, 4})));
+  EXPECT_FALSE(IsRefused(map(2, sto_Format::ElementString, 2, {0, 0, 2, 'a', 1})));
+  EXPECT_TRUE(IsRefused(map(0, sto_Format::ElementInt, 0, {})));
+  EXPECT_TRUE(IsRefused(map(3, sto_Format::ElementInt, 0, {})));
+  for (int const type : {0, 1, 8, 255}) EXPECT_TRUE(IsRefused(map(1, type, 0, {}))) << type;
+  for (std::uint64_t const count : {std::uint64_t{2}, std::uint64_t{1} << 31, std::uint64_t{1} << 62, Huge})
+    EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementInt, count, {5, 1, 2, 3, 4}))) << count;
+  EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementInt, 1, {5, 1, 2, 3})));
+  EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementInt, 1, {5, 1, 2, 3, 4, 5})));
+  EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementInt, 0, {5})));
+  EXPECT_TRUE(IsRefused(
+      map(1, sto_Format::ElementInt, 1, {0xFF, 0xFF, 0xFF, 0xFF, 0x1F, 1, 2, 3, 4}))); // 2^31 and more
+  EXPECT_TRUE(IsRefused(map(2, sto_Format::ElementInt, 1, {6, 'a', 1, 2, 3, 4}))); // a text beyond the end
+  EXPECT_TRUE(IsRefused(
+      map(2, sto_Format::ElementString, 1, {1, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 1})));
+  EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementObject, 1, {1, 0}))); // an entry has an element
+  EXPECT_TRUE(
+      IsRefused(map(1, sto_Format::ElementObject, 1, {1, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 1})));
+  sto_Record record;
+  std::string problem;
+  ASSERT_TRUE(record.Decode(5, 9, map(1, sto_Format::ElementObject, 2, {1, 99, 1, 3}), problem));
+  EXPECT_EQ(record.GreatestId(), 99);
+}
+
+TEST(StoreRecord, HostileIntTablesAreRefused) {
+  auto const table = [](std::uint64_t count, std::vector<std::int64_t> const& numbers) {
+    return Sealed(Content([=](sto_ByteWriter& writer) {
+      writer.U8(sto_Format::ContentIntTable);
+      writer.Varint(count);
+      for (std::int64_t const number : numbers) writer.ZigZag(number);
+    }));
+  };
+  EXPECT_FALSE(IsRefused(table(0, {})));
+  EXPECT_FALSE(
+      IsRefused(table(2, {1, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()})));
+  EXPECT_TRUE(IsRefused(table(1, {1})));
+  EXPECT_TRUE(IsRefused(table(1, {1, 2, 3})));
+  EXPECT_TRUE(IsRefused(table(1, {1, std::int64_t{1} << 31})));
+  EXPECT_TRUE(IsRefused(table(1, {-(std::int64_t{1} << 31) - 1, 1})));
+  EXPECT_TRUE(IsRefused(table(Huge, {1, 2})));
 }
 
 TEST(StoreRecord, RandomBytesWithARightChecksumNeverCrash) {

@@ -4,7 +4,7 @@
 
 #include "persist/cls_FieldHandle.h"
 #include "store/sto_Exception.h"
-#include "store/sto_ListAgentBase.h"
+#include "store/sto_OpenAgent.h"
 
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
                          cls_ClassRegistrar const& registrar)
@@ -13,7 +13,7 @@ sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> drive
 sto_Session::~sto_Session() {
   Rollback();
   for (std::int64_t const id : AgentIds())
-    if (sto_ListAgentBase* const agent = FindAgent(id)) agent->CloseSession();
+    if (sto_OpenAgent* const agent = FindAgent(id)) agent->CloseSession();
   *m_Self = nullptr;
 }
 
@@ -64,7 +64,7 @@ void sto_Session::Rollback() noexcept {
   if (!wasWriting) return;
   m_Kept = nullptr; // of work that is undone
   for (std::int64_t const id : AgentIds())
-    if (sto_ListAgentBase* const agent = FindAgent(id)) agent->DropUncommitted(m_FirstIdOfTransaction);
+    if (sto_OpenAgent* const agent = FindAgent(id)) agent->DropUncommitted(m_FirstIdOfTransaction);
 }
 
 void sto_Session::BeginSave() {
@@ -104,20 +104,20 @@ void sto_Session::UndoSave() noexcept {
     m_Driver->Rollback(); // half a save must not stay in a transaction that can be committed
   }
   for (std::int64_t const id : AgentIds())
-    if (sto_ListAgentBase* const agent = FindAgent(id); agent != nullptr && agent->WasWrittenIn(m_SaveNumber))
+    if (sto_OpenAgent* const agent = FindAgent(id); agent != nullptr && agent->WasWrittenIn(m_SaveNumber))
       agent->DropUncommitted(m_FirstIdOfSave);
 }
 
-sto_ListAgentBase* sto_Session::FindAgent(std::int64_t listId) const noexcept {
-  auto const found = m_Agents.find(listId);
+sto_OpenAgent* sto_Session::FindAgent(std::int64_t collectionId) const noexcept {
+  auto const found = m_Agents.find(collectionId);
   return found == m_Agents.end() ? nullptr : found->second;
 }
 
-void sto_Session::AddAgent(sto_ListAgentBase& agent) {
+void sto_Session::AddAgent(sto_OpenAgent& agent) {
   m_Agents.emplace(agent.Id(), &agent);
 }
 
-void sto_Session::RemoveAgent(sto_ListAgentBase const& agent) noexcept {
+void sto_Session::RemoveAgent(sto_OpenAgent const& agent) noexcept {
   m_Agents.erase(agent.Id());
 }
 
@@ -129,7 +129,7 @@ std::vector<std::int64_t> sto_Session::AgentIds() const {
 
 void sto_Session::FlushHolders() {
   for (std::int64_t const id : AgentIds())
-    if (sto_ListAgentBase* const agent = FindAgent(id)) agent->FlushHolders();
+    if (sto_OpenAgent* const agent = FindAgent(id)) agent->FlushHolders();
 }
 
 void sto_Session::WriteAgentRecords() {
@@ -143,21 +143,25 @@ void sto_Session::DropNewTies(std::int64_t firstNewId) noexcept {
 
 sto_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {
   if (sto_IdentityMap::Tie* const tie = m_Identities.Find(uid)) return *tie;
+  std::int64_t const id = TakeId();
+  return m_Identities.Add(uid, id);
+}
+
+std::int64_t sto_Session::TakeId() {
   if (m_NextId > sto_Format::MaxObjectId) Raise(sto_ErrorKind::Full, "The store has no object ids left.");
-  return m_Identities.Add(uid, m_NextId++);
+  return m_NextId++;
 }
 
 bool sto_Session::WasReached(sto_IdentityMap::Tie& tie) noexcept {
   return std::exchange(tie.m_WrittenInSave, m_SaveNumber) == m_SaveNumber;
 }
 
-void sto_Session::CheckSameList(std::int64_t id, std::uint64_t hash) {
+void sto_Session::CheckSameList(std::int64_t id, std::uint64_t hash, char const* what) {
   auto const [place, isFirst] = m_ListsOfSave.emplace(id, hash);
   if (!isFirst && place->second != hash)
-    Raise(sto_ErrorKind::Conflict,
-          "Object " + std::to_string(id) +
-              " is saved as two lists that differ: copies of a value share its identity until one of them is "
-              "assigned a new content.");
+    Raise(sto_ErrorKind::Conflict, "Object " + std::to_string(id) + " is saved as two " + what +
+                                       " that differ: copies of a value share its identity until one of them "
+                                       "is assigned a new content.");
 }
 
 sto_ClassInUse& sto_Session::ClassToWrite(unsigned int classId) {
@@ -184,7 +188,7 @@ std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
   RaiseKept();
   unsigned int classId = 0;
   sto_Bytes bytes;
-  if (sto_ListAgentBase* const agent = FindAgent(id)) agent->WriteRecord(); // its newest state
+  if (sto_OpenAgent* const agent = FindAgent(id)) agent->WriteRecord(); // its newest state
   m_Catalogue.Load(*m_Driver); // messages name the class also when the program does not know it
   if (!m_Driver->ReadObject(id, classId, bytes)) return nullptr;
   auto record = std::make_shared<sto_Record>();

@@ -16,7 +16,9 @@
 #include "store/sto_Record.h"
 
 class cls_FieldHandle;
-class sto_ListAgentBase;
+class sto_ElementRead;
+class sto_ElementSave;
+class sto_OpenAgent;
 
 /// What the mementos of one open store share: the driver, the identity map, the catalogue, and the state of
 /// the save or load that is going on. Internal to the module.
@@ -58,14 +60,18 @@ class sto_Session {
   /// latest, transaction.
   [[nodiscard]] std::int64_t ChangeCounter() const noexcept { return m_ChangeCounter; }
 
-  // --- list agents
+  // --- agents of lists and maps
 
-  /// The agent of a list, null when it has none.
-  [[nodiscard]] sto_ListAgentBase* FindAgent(std::int64_t listId) const noexcept;
-  void AddAgent(sto_ListAgentBase& agent);
-  void RemoveAgent(sto_ListAgentBase const& agent) noexcept;
-  /// Lets every container that is tied to a list write back what it has. In a write transaction.
+  /// The agent of a collection, null when it has none.
+  [[nodiscard]] sto_OpenAgent* FindAgent(std::int64_t collectionId) const noexcept;
+  void AddAgent(sto_OpenAgent& agent);
+  void RemoveAgent(sto_OpenAgent const& agent) noexcept;
+  /// Lets every container that is tied to a collection write back what it has. In a write transaction.
   void FlushHolders();
+
+  /// The save, and the load, of single elements that are going on; the mementos of elements keep them.
+  [[nodiscard]] std::weak_ptr<sto_ElementSave>& ElementSave() noexcept { return m_ElementSave; }
+  [[nodiscard]] std::weak_ptr<sto_ElementRead>& ElementRead() noexcept { return m_ElementRead; }
 
   // --- one save
 
@@ -73,6 +79,8 @@ class sto_Session {
   void BeginSave();
   void EndSave();
   void UndoSave() noexcept;
+
+  [[nodiscard]] bool InSave() const noexcept { return m_InSave; }
 
   /// The number of the latest save.
   [[nodiscard]] std::int64_t SaveNumber() const noexcept { return m_SaveNumber; }
@@ -86,15 +94,22 @@ class sto_Session {
   /// The tie of an identity, with a new object id when it has none.
   [[nodiscard]] sto_IdentityMap::Tie& TieOf(cls_Uid const& uid);
 
+  /// An object id for an object that has no identity in this program. Full when there are none left.
+  [[nodiscard]] std::int64_t TakeId();
+
+  /// Whether an object id has been given out.
+  [[nodiscard]] bool IsGivenOut(std::int64_t id) const noexcept { return id > 0 && id < m_NextId; }
+
   /// Whether the object has been reached in this save already; from now on it has.
   [[nodiscard]] bool WasReached(sto_IdentityMap::Tie& tie) noexcept;
 
   /// Whether the object's id was given out in this save, so that nothing of it can be in the store yet.
   [[nodiscard]] bool IsNewInSave(std::int64_t id) const noexcept { return id >= m_FirstIdOfSave; }
 
-  /// Compares the list written under an id with the one that was written under it in this save before, if
-  /// any: two different values cannot stand under one identity. Raises Conflict.
-  void CheckSameList(std::int64_t id, std::uint64_t hash);
+  /// Compares the collection written under an id with the one that was written under it in this save before,
+  /// if any: two different values cannot stand under one identity. Raises Conflict; `what` says what they
+  /// are.
+  void CheckSameList(std::int64_t id, std::uint64_t hash, char const* what = "lists");
 
   /// A class that is to be written, described in the store. Misuse for an undeclared class.
   [[nodiscard]] sto_ClassInUse& ClassToWrite(unsigned int classId);
@@ -134,7 +149,9 @@ class sto_Session {
   sto_Catalogue m_Catalogue;
   sto_IdentityMap m_Identities;
   sto_LoadedObjects m_Loaded;
-  std::unordered_map<std::int64_t, sto_ListAgentBase*> m_Agents;
+  std::unordered_map<std::int64_t, sto_OpenAgent*> m_Agents;
+  std::weak_ptr<sto_ElementSave> m_ElementSave;
+  std::weak_ptr<sto_ElementRead> m_ElementRead;
 
   bool m_InTransaction = false;
   bool m_IsWriting = false;

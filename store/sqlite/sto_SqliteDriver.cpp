@@ -230,6 +230,7 @@ void sto_SqliteDriver::SetMark() {
   m_Connection->Execute("SAVEPOINT mark");
 }
 void sto_SqliteDriver::ReleaseMark() {
+  m_Blocks.Close();
   m_Connection->Execute("RELEASE mark");
 }
 void sto_SqliteDriver::RollbackToMark() {

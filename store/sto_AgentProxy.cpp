@@ -1,0 +1,60 @@
+#include "store/sto_AgentProxy.h"
+
+#include "store/sto_BranchCopy.h"
+#include "store/sto_Exception.h"
+#include "store/sto_MementoRead.h"
+#include "store/sto_MementoWrite.h"
+#include "store/sto_OwnTransaction.h"
+#include "store/sto_Proxy.h"
+
+namespace {
+
+cls_StorageTypeId const Kind(cls_StorageTypeId::AllocateId()); // while libraries are loaded, on one thread
+
+/// What a root is loaded as to make its proxy.
+struct RootProxy {
+  explicit RootProxy(cls_ReadVisitor const& visitor) : m_Proxy(sto_MakeProxy(visitor)) {}
+  cow_CountedHld<cls_AgentProxy> m_Proxy;
+};
+
+} // namespace
+
+cls_StorageTypeId const& sto_StorageType() noexcept {
+  return Kind;
+}
+
+cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store, std::string_view root) {
+  return store.Load<RootProxy>(root)->m_Proxy;
+}
+
+cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor) {
+  auto const* const memento = dynamic_cast<sto_MementoRead const*>(visitor.Memento());
+  if (memento == nullptr || memento->Id() == 0) return {};
+  return cow_CountedHld<cls_AgentProxy>(new sto_AgentProxy(memento->Session(), memento->Id()));
+}
+
+sto_AgentProxy::sto_AgentProxy(sto_Session& session, std::int64_t id)
+    : m_Session(session.Self()), m_Location(session.Location()), m_Id(id) {}
+
+bool sto_AgentProxy::Transfer(cls_StorageTypeId const& storage, cls_MementoWrite* writer,
+                              cls_FieldHandle const& field) {
+  auto* const memento = dynamic_cast<sto_MementoWrite*>(writer);
+  if (!(storage == sto_StorageType()) || memento == nullptr) return false;
+  sto_Session& target = memento->Session();
+  target.RaiseKept();
+  target.CheckSave();
+  try {
+    if (*m_Session == nullptr)
+      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(m_Id) +
+                                                " cannot be copied any more: its store was closed.");
+    sto_Session& source = **m_Session;
+    sto_OwnTransaction const transaction(source, false);
+    unsigned int classId = 0;
+    std::int64_t const id = sto_BranchCopy(source, target).Copy(m_Id, classId);
+    memento->HoldObject(field, classId, id);
+  } catch (...) {
+    target.MarkIncomplete(); // half a branch must not stay, whoever takes this failure
+    throw;
+  }
+  return true;
+}

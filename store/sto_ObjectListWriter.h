@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+
+#include "persist/cls_WriteObjects.h"
+#include "store/sto_ListWriter.h"
+#include "store/sto_MementoWrite.h"
+
+/// Builder of an object's list of objects: a list of their ids. Complete when it is deleted.
+class sto_ObjectListWriter final : public cls_WriteListObj {
+ public:
+  explicit sto_ObjectListWriter(std::shared_ptr<sto_ObjectWriter> object)
+      : m_Object(*object), m_Ids(std::move(object), 1) {}
+
+  cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) override {
+    std::int64_t id = 0;
+    std::unique_ptr<sto_MementoWrite> element = sto_MementoWrite::ForElement(m_Object, classId, uid, id);
+    m_Ids.Append({id});
+    return element.release();
+  }
+  int Count() const override { return m_Ids.Count(); }
+
+ private:
+  sto_ObjectWriter& m_Object; // m_Ids keeps it alive
+  sto_ListWriter<sto_ObjectId> m_Ids;
+};

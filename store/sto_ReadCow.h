@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/cow/cow_COW.h"
+#include "store/sto_Shared.h"
+
+/// The copy-on-write object that a field holds: in one load all holders of one stored object share one
+/// payload, as they did when it was written. A holder of nothing when the field is absent, or its object is
+/// not stored.
+///
+///     Beam::Beam(cls_ReadVisitor const& visitor)
+///         : m_Section(sto_ReadCow<Section, cow_Direct<Section>>(visitor, cls_FieldHandle(0,
+///         "m_Section"_cow)))
+///     void Beam::DBWrite(...) const {
+///       ...
+///       Section const& section = m_Section.ConstGet();
+///       section.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle(0, "m_Section"_cow), nullptr, &section));
+///     }
+///
+/// The payload is stored once because it has one identity: its own, which its clone must not keep. It is
+/// built as sto_ReadOwned builds it, and must not lead back to itself (Misuse).
+template <class T, class Policy>
+[[nodiscard]] cow_COW<T, Policy> sto_ReadCow(cls_ReadVisitor const& parent, cls_FieldHandle const& field) {
+  using Cow = cow_COW<T, Policy>;
+  if (parent.DataIsPresent(field) == 0) return Cow();
+  cls_ReadVisitor const visitor(parent, field);
+  if (std::shared_ptr<void> const found = sto_FindShared(visitor, typeid(Cow), false))
+    return *std::static_pointer_cast<Cow>(found);
+  sto_HoldUnfinished(visitor, typeid(Cow));
+  try {
+    auto const holder = std::make_shared<Cow>(sto_Construct<T>(visitor).release());
+    sto_HoldShared(visitor, typeid(Cow), holder);
+    return *holder;
+  } catch (...) {
+    sto_ForgetShared(visitor);
+    throw;
+  }
+}

@@ -1,0 +1,248 @@
+#include <array>
+
+#include "persist/cls_AgentBlob.h"
+#include "persist/cls_AgentListObj.h"
+#include "persist/cls_AgentListPrim.h"
+#include "persist/cls_AgentMapKey2Obj.h"
+#include "persist/cls_BlobReader.h"
+#include "persist/cls_ReadListPrim.h"
+#include "persist/cls_ReadMapPrim.h"
+#include "persist/cls_ReadObjects.h"
+#include "persist/cls_WriteObjects.h"
+#include "tests/contract/ContractTest.h"
+
+// What is not there: fields take their defaults, and objects are empty ones, never null pointers.
+
+namespace {
+
+CONTRACT_SUITE(ContractAbsent);
+
+/// What holds of every object without fields and without collection.
+void ExpectNothingIn(cls_MementoRead& memento) {
+  ForScalarTypes([&]<class T>(std::type_identity<T>) {
+    EXPECT_EQ(memento.FieldIsPresent(FieldFor<T>()), 0);
+    EXPECT_EQ(memento.DataIsPresent(FieldFor<T>()), 0);
+    EXPECT_TRUE(IsSameValue(memento.Read(FieldFor<T>(), SampleOf<T>(5)), SampleOf<T>(5)));
+  });
+  static_cast<void>(memento.ReadEnum(FieldOf("Enum"))); // what it yields is the back end's
+  std::array<char, 4> bytes{'a', 'b', 'c', 'd'};
+  EXPECT_EQ(memento.ReadBytes(FieldOf("Bytes"), bytes.data(), 4), -1);
+  EXPECT_EQ(std::string(bytes.data(), 4), "abcd");
+}
+
+void ExpectEmptyObject(cls_MementoRead& memento) {
+  EXPECT_EQ(memento.ClassId(), 1U);
+  EXPECT_EQ(memento.ClassVersion(), -1);
+  ExpectNothingIn(memento);
+}
+
+template <class T> Received<cls_ReadListPrim<T>> ListCursor(cls_MementoRead& memento) {
+  T tag{};
+  return Receive(memento.MakeReadListPrim(&tag));
+}
+
+TEST_P(ContractAbsent, FieldsTakeTheirDefaults) {
+  COVERS(cls_MementoRead, 4, 5, 6, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) { ExpectNothingIn(*visitor.Memento()); });
+}
+
+TEST_P(ContractAbsent, AReferenceOfAnAbsentFieldIsFreshEachTime) {
+  COVERS(cls_MementoRead, 20);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_Uid const first = visitor.Memento()->ReadReference(FieldOf("Reference"));
+    cls_Uid const second = visitor.Memento()->ReadReference(FieldOf("Reference"));
+    EXPECT_NE(first.Entry(), second.Entry());
+    EXPECT_NE(first.Entry(), visitor.Memento()->GetUid().Entry());
+  });
+}
+
+TEST_P(ContractAbsent, AnAbsentObjectIsAnEmptyOne) {
+  COVERS(cls_MementoRead, 3, 7, 22, 23);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    auto const child = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Object")));
+    ExpectEmptyObject(*child);
+    EXPECT_NE(child->GetUid().Entry(), visitor.Memento()->GetUid().Entry());
+    EXPECT_EQ(child->GetUid().Entry(), child->GetUid().Entry());
+    EXPECT_EQ(child->DbId(), visitor.Memento()->DbId());
+  });
+}
+
+TEST_P(ContractAbsent, AnEmptyObjectHoldsEmptyObjectsAndPartsToAnyDepth) {
+  COVERS(cls_MementoRead, 7, 8);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    auto memento = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Object")));
+    for (int depth = 0; depth < 10; ++depth) {
+      memento = Receive(depth % 2 == 0 ? memento->MakeFieldReadObj(FieldOf("Object")) : memento->Clone());
+      ExpectEmptyObject(*memento);
+    }
+  });
+}
+
+TEST_P(ContractAbsent, ABasePartThatWasNotWrittenIsAnEmptyObject) {
+  COVERS(cls_MementoRead, 8);
+  Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 3); });
+  Read([](cls_ReadVisitor const& visitor) {
+    auto const part = Receive(visitor.Memento()->Clone());
+    ExpectEmptyObject(*part);
+  });
+}
+
+TEST_P(ContractAbsent, AListOfAnAbsentObjectIsEmpty) {
+  COVERS(cls_MementoRead, 26, 27, 28, 29, 30, 31);
+  COVERS(cls_ReadListPrim, 2, 3, 4, 5);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    ForListTypes([&]<class T>(std::type_identity<T>) {
+      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      auto const cursor = ListCursor<T>(*child.Memento());
+      EXPECT_EQ(cursor->Count(), 0);
+      EXPECT_EQ(cursor->More(), 0);
+      T value{};
+      EXPECT_EQ(cursor->NextRun(1, &value), 0);
+    });
+  });
+}
+
+TEST_P(ContractAbsent, AMapOfAnAbsentObjectIsEmpty) {
+  COVERS(cls_MementoRead, 32, 33, 34, 35, 36, 43, 44, 45, 46, 47);
+  COVERS(cls_ReadMapInt2Prim, 2, 3);
+  COVERS(cls_ReadMapString2Prim, 2, 3);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    ForMapTypes([&]<class T>(std::type_identity<T>) {
+      T tag{};
+      cls_ReadVisitor const ints(visitor, FieldFor<T>(MapIntKind.m_Name));
+      auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
+      EXPECT_EQ(byInt->Count(), 0);
+      EXPECT_EQ(byInt->More(), 0);
+      cls_ReadVisitor const strings(visitor, FieldFor<T>(MapStringKind.m_Name));
+      auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
+      EXPECT_EQ(byString->Count(), 0);
+      EXPECT_EQ(byString->More(), 0);
+    });
+  });
+}
+
+template <class Cursor> void ExpectNoEntry(Cursor* made) {
+  auto const cursor = Receive(made);
+  EXPECT_EQ(cursor->Count(), 0);
+  EXPECT_EQ(cursor->More(), 0);
+}
+
+TEST_P(ContractAbsent, CollectionsOfObjectsOfAnAbsentFieldAreEmpty) {
+  COVERS(cls_MementoRead, 24, 25, 37, 38, 39, 40, 41, 42);
+  COVERS(cls_ReadListObj, 2, 3, 4);
+  COVERS(cls_ReadMapInt2Obj, 2, 4, 6);
+  COVERS(cls_ReadMapString2Obj, 2, 4);
+  COVERS(cls_ReadIntTableInt, 1, 2);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_MementoRead& memento = *visitor.Memento();
+    ExpectNoEntry(memento.MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
+    ExpectNoEntry(memento.MakeFieldReadMapInt2Obj(FieldOf(MapIntObjKind.m_Name)));
+    ExpectNoEntry(memento.MakeFieldReadMapString2Obj(FieldOf(MapStringObjKind.m_Name)));
+    ExpectNoEntry(memento.MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
+    EXPECT_FALSE(Receive(memento.MakeFieldReadMapInt2Obj(FieldOf(MapIntObjKind.m_Name)))->Find(0));
+    EXPECT_EQ(Receive(memento.MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)))->Position(), 0);
+    auto const child = Receive(memento.MakeFieldReadObj(FieldOf("Object")));
+    ExpectNoEntry(child->MakeReadListObj());
+    ExpectNoEntry(child->MakeReadMapInt2Obj());
+    ExpectNoEntry(child->MakeReadMapString2Obj());
+    ExpectNoEntry(child->MakeReadIntTableInt());
+  });
+}
+
+TEST_P(ContractAbsent, AnAbsentBlobIsAnEmptyOne) {
+  COVERS(cls_MementoRead, 7, 57);
+  COVERS(cls_AgentBlob, 1, 2);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_Uid uid;
+    cls_BlobReader const reader(visitor, FieldOf("Blob"), uid);
+    EXPECT_EQ(reader.Agent().Size(), 0);
+    char byte = 'x';
+    EXPECT_EQ(reader.Agent().Read(0, 1, &byte), 0);
+    EXPECT_EQ(byte, 'x');
+  });
+}
+
+TEST_P(ContractAbsent, AgentsOfAbsentListsAreEmpty) {
+  COVERS(cls_MementoRead, 51, 52, 53, 54, 55, 56);
+  COVERS(cls_AgentListPrim, 1, 6);
+  Write([](cls_WriteVisitor const&) {});
+  ForListTypes([&]<class T>(std::type_identity<T>) {
+    auto const agent = Take([](cls_ReadVisitor const& visitor) {
+      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      T tag{};
+      return std::make_unique<AgentHolder<cls_AgentListPrim<T>>>(child.Memento()->MakeAgentListPrim(&tag));
+    });
+    T value{};
+    EXPECT_EQ((*agent)->Count(), 0) << ContractTypeName<T>;
+    EXPECT_EQ((*agent)->ReadRun(0, 1, &value), 0) << ContractTypeName<T>;
+  });
+}
+
+TEST_P(ContractAbsent, AgentsOfAbsentObjectCollectionsAreEmpty) {
+  COVERS(cls_MementoRead, 48, 49, 50);
+  COVERS(cls_AgentListObj, 1, 6);
+  COVERS(cls_AgentMapKey2Obj, 1, 6, 14, 15);
+  Write([](cls_WriteVisitor const&) {});
+  auto const list = Take([](cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const child(visitor, FieldOf(ListObjKind.m_Name));
+    return std::make_unique<AgentHolder<cls_AgentListObj>>(child.Memento()->MakeAgentListObj());
+  });
+  EXPECT_EQ((*list)->Count(), 0);
+  EXPECT_EQ(NumberOf((*list)->MakeReadObj(0)), -1);
+  auto const map = Take([](cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const child(visitor, FieldOf(MapIntObjKind.m_Name));
+    int tag = 0;
+    return std::make_unique<AgentHolder<cls_AgentMapKey2Obj<int>>>(
+        child.Memento()->MakeAgentMapKey2Obj(&tag));
+  });
+  int key = 5;
+  EXPECT_EQ((*map)->Count(), 0);
+  EXPECT_FALSE((*map)->Contains(5));
+  EXPECT_FALSE((*map)->FirstKey(key));
+  EXPECT_EQ(NumberOf((*map)->MakeReadObj(5)), -1);
+}
+
+TEST_P(ContractAbsent, AVisitorOnAnAbsentObjectReadsDefaults) {
+  COVERS(cls_MementoRead, 7, 9, 13);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const child(visitor, FieldOf("Object"));
+    EXPECT_EQ(child.Read(FieldFor<int>(), 17), 17);
+    EXPECT_STREQ(child.Read(FieldOf("TrString"), atr_String("default")).Chars(), "default");
+    EXPECT_EQ(sto_ReadOwned<Node>(visitor, FieldOf("Object")), nullptr);
+    EXPECT_EQ(sto_ReadShared<Node>(child, FieldOf("Second")), nullptr);
+  });
+}
+
+TEST_P(ContractAbsent, AFieldThatAnEarlierSaveHadIsGoneWhenTheLaterDoesNotWriteIt) {
+  COVERS(cls_MementoRead, 4, 5, 7, 13);
+  Write([](cls_WriteVisitor const& visitor) {
+    visitor.Write(FieldFor<int>(), 3);
+    WriteNumber(
+        visitor.Memento()->MakeFieldWriteObj(FieldOf("Object"), Scripted::TypeId(), cls_Uid(), nullptr), 2);
+  });
+  Rewrite([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    ExpectNothingIn(*visitor.Memento());
+    EXPECT_EQ(visitor.DataIsPresent(FieldOf("Object")), 0);
+    EXPECT_EQ(NumberOf(visitor.Memento()->MakeFieldReadObj(FieldOf("Object"))), -1);
+  });
+}
+
+TEST_P(ContractAbsent, AnUnknownRootIsNotFound) {
+  COVERS(cls_MementoRead, 0);
+  EXPECT_FALSE(Store().HasRoot("nothing"));
+  std::string const message =
+      MessageOf(sto_ErrorKind::NotFound, [&] { static_cast<void>(Store().Load<Scripted>("nothing")); });
+  EXPECT_TRUE(Contains(message, "nothing")) << message;
+}
+
+} // namespace

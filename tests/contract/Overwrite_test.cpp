@@ -1,0 +1,281 @@
+#include "persist/cls_AgentBlob.h"
+#include "persist/cls_AgentListPrim.h"
+#include "persist/cls_BlobReader.h"
+#include "persist/cls_BlobWriter.h"
+#include "persist/cls_ReadListPrim.h"
+#include "persist/cls_ReadMapPrim.h"
+#include "persist/cls_ReadObjects.h"
+#include "persist/cls_WriteListPrim.h"
+#include "persist/cls_WriteMapPrim.h"
+#include "persist/cls_WriteObjects.h"
+#include "tests/contract/ContractTest.h"
+
+// Writing over what is there: smaller, larger, empty; and roots that go.
+
+namespace {
+
+CONTRACT_SUITE(ContractOverwrite);
+
+TEST_P(ContractOverwrite, AnObjectIsReplacedByASmallerAndALargerOne) {
+  COVERS(cls_MementoWrite, 7, 11);
+  COVERS(cls_MementoRead, 4, 9, 13);
+  auto const sized = [](int size) {
+    return [size](cls_WriteVisitor const& visitor) {
+      visitor.Write(FieldFor<cow_String>(), cow_String(std::string(static_cast<std::size_t>(size), 'a')));
+      if (size % 2 == 0) visitor.Write(FieldFor<int>(), size);
+    };
+  };
+  Write(sized(10));
+  for (int const size : {500'000, 3, 20'000, 0, 40'001}) {
+    Rewrite(sized(size));
+    Read([=](cls_ReadVisitor const& visitor) {
+      EXPECT_EQ(visitor.Read(FieldFor<cow_String>(), "x"_cow).Length(), size);
+      EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), size % 2 == 0 ? size : -1);
+    });
+    EXPECT_EQ(Store().ObjectCount(), 1);
+  }
+}
+
+/// The identity under which a stored object's collection is written again.
+cls_Uid StoredUid(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
+  cls_ReadVisitor const child(visitor, field);
+  return child.GetUid();
+}
+
+TEST_P(ContractOverwrite, AListOfManyBlocksShrinksToFewAndToNone) {
+  COVERS(cls_MementoWrite, 22, 23, 24, 25, 26, 27);
+  COVERS(cls_MementoRead, 3, 26, 27, 28, 29, 30, 31);
+  for (int const count : {20'000, 5000, 2048, 3, 9000, 0, 1}) {
+    {
+      Scripted object;
+      std::vector<cls_Uid> lists(6);
+      if (Store().HasRoot("root")) {
+        auto const stored = LoadFields(Store(), [&](cls_ReadVisitor const& visitor) {
+          std::size_t i = 0;
+          ForListTypes(
+              [&]<class T>(std::type_identity<T>) { lists[i++] = StoredUid(visitor, FieldFor<T>("List")); });
+        });
+        object.m_Uid = stored->m_Uid;
+      }
+      object.m_Write = [&](cls_WriteVisitor const& visitor) {
+        std::size_t i = 0;
+        ForListTypes([&]<class T>(std::type_identity<T>) {
+          WriteCollectionOf<T>(
+              visitor, ListKind,
+              [=](cls_MementoWrite& memento) {
+                T const tag{};
+                auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
+                for (int j = 0; j < count; ++j) builder->Append(SampleOf<T>(j + count));
+              },
+              lists[i++]);
+        });
+      };
+      Store().Save("root", object);
+    }
+    Step();
+    EXPECT_EQ(Store().ObjectCount(), 7);
+    Read([=](cls_ReadVisitor const& visitor) {
+      ForListTypes([&]<class T>(std::type_identity<T>) {
+        cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+        T tag{};
+        auto const cursor = Receive(child.Memento()->MakeReadListPrim(&tag));
+        ASSERT_EQ(cursor->Count(), count);
+        for (int j = 0; j < count; ++j) ASSERT_TRUE(IsSameValue(cursor->Next(), SampleOf<T>(j + count))) << j;
+        EXPECT_EQ(cursor->More(), 0);
+      });
+    });
+  }
+}
+
+TEST_P(ContractOverwrite, AMapIsReplacedByASmallerOne) {
+  COVERS(cls_MementoWrite, 32, 41);
+  COVERS(cls_MementoRead, 36, 45);
+  for (int const count : {5000, 10, 0, 3}) {
+    {
+      Scripted object;
+      cls_Uid ints;
+      cls_Uid strings;
+      if (Store().HasRoot("root")) {
+        auto const stored = LoadFields(Store(), [&](cls_ReadVisitor const& visitor) {
+          ints = StoredUid(visitor, FieldFor<int>(MapIntKind.m_Name));
+          strings = StoredUid(visitor, FieldFor<int>(MapStringKind.m_Name));
+        });
+        object.m_Uid = stored->m_Uid;
+      }
+      object.m_Write = [&](cls_WriteVisitor const& visitor) {
+        int const tag = 0;
+        WriteCollectionOf<int>(
+            visitor, MapIntKind,
+            [&](cls_MementoWrite& memento) {
+              auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
+              for (int i = 0; i < count; ++i) builder->Insert(i, i + count);
+            },
+            ints);
+        WriteCollectionOf<int>(
+            visitor, MapStringKind,
+            [&](cls_MementoWrite& memento) {
+              auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
+              for (int i = 0; i < count; ++i) builder->Insert(cow_String(std::to_string(i)), i - count);
+            },
+            strings);
+      };
+      Store().Save("root", object);
+    }
+    Step();
+    EXPECT_EQ(Store().ObjectCount(), 3);
+    Read([=](cls_ReadVisitor const& visitor) {
+      int tag = 0;
+      cls_ReadVisitor const ints(visitor, FieldFor<int>(MapIntKind.m_Name));
+      auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
+      cls_ReadVisitor const strings(visitor, FieldFor<int>(MapStringKind.m_Name));
+      auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
+      ASSERT_EQ(byInt->Count(), count);
+      ASSERT_EQ(byString->Count(), count);
+      for (int i = 0; i < count; ++i) {
+        ASSERT_EQ(byInt->Next(), i + count);
+        ASSERT_EQ(byString->Next(), i - count);
+      }
+    });
+  }
+}
+
+TEST_P(ContractOverwrite, AListOfObjectsIsReplacedByAShorterOne) {
+  COVERS(cls_MementoWrite, 35);
+  COVERS(cls_MementoRead, 39);
+  for (int const count : {300, 2, 0, 4}) {
+    {
+      Scripted object;
+      cls_Uid list;
+      if (Store().HasRoot("root")) {
+        auto const stored = LoadFields(Store(), [&](cls_ReadVisitor const& visitor) {
+          list = StoredUid(visitor, FieldOf(ListObjKind.m_Name));
+        });
+        object.m_Uid = stored->m_Uid;
+      }
+      object.m_Write = [&](cls_WriteVisitor const& visitor) {
+        auto const builder =
+            Receive(visitor.Memento()->MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), list));
+        for (int i = 0; i < count; ++i)
+          WriteNumber(builder->MakeWriteObj(Scripted::TypeId(), cls_Uid()), i + count);
+      };
+      Store().Save("root", object);
+    }
+    Step();
+    Read([=](cls_ReadVisitor const& visitor) {
+      auto const cursor = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
+      ASSERT_EQ(cursor->Count(), count);
+      for (int i = 0; i < count; ++i) ASSERT_EQ(NumberOf(cursor->Next()), i + count);
+    });
+  }
+}
+
+TEST_P(ContractOverwrite, AFieldChangesBetweenAnObjectAndNone) {
+  COVERS(cls_MementoWrite, 3);
+  COVERS(cls_MementoRead, 5, 7);
+  auto const with = [](int number) {
+    return [number](cls_WriteVisitor const& visitor) {
+      if (number >= 0)
+        WriteNumber(
+            visitor.Memento()->MakeFieldWriteObj(FieldOf("Object"), Scripted::TypeId(), cls_Uid(), nullptr),
+            number);
+    };
+  };
+  Write(with(-1));
+  for (int const number : {3, -1, 4, 5}) {
+    Rewrite(with(number));
+    Read([=](cls_ReadVisitor const& visitor) {
+      EXPECT_EQ(visitor.DataIsPresent(FieldOf("Object")) != 0, number >= 0);
+      EXPECT_EQ(NumberOf(visitor.Memento()->MakeFieldReadObj(FieldOf("Object"))), number);
+    });
+  }
+}
+
+TEST_P(ContractOverwrite, ABlobIsReplacedByASmallerOneUnderItsIdentity) {
+  COVERS(cls_MementoWrite, 53);
+  COVERS(cls_MementoRead, 57);
+  COVERS(cls_AgentBlob, 1, 2, 3, 4);
+  for (int const size : {200'000, 10, 0, 70'000}) {
+    {
+      Scripted object;
+      cls_Uid blob;
+      if (Store().HasRoot("root")) {
+        auto const stored = LoadFields(
+            Store(), [&](cls_ReadVisitor const& visitor) { blob = StoredUid(visitor, FieldOf("Blob")); });
+        object.m_Uid = stored->m_Uid;
+      }
+      object.m_Write = [&](cls_WriteVisitor const& visitor) {
+        cls_BlobWriter const writer(visitor, FieldOf("Blob"), blob);
+        std::vector<char> const bytes(static_cast<std::size_t>(size), static_cast<char>(size % 100));
+        writer.Agent().Truncate(0);
+        writer.Agent().Write(0, size, bytes.data());
+        writer.Agent().EndFlush();
+      };
+      Store().Save("root", object);
+    }
+    Step();
+    EXPECT_EQ(Store().ObjectCount(), 2);
+    Read([=](cls_ReadVisitor const& visitor) {
+      cls_Uid uid;
+      cls_BlobReader const reader(visitor, FieldOf("Blob"), uid);
+      ASSERT_EQ(reader.Agent().Size(), size);
+      std::vector<char> bytes(static_cast<std::size_t>(size) + 1);
+      EXPECT_EQ(reader.Agent().Read(0, size + 1, bytes.data()), size);
+      for (int i = 0; i < size; ++i) ASSERT_EQ(bytes[static_cast<std::size_t>(i)], size % 100);
+    });
+  }
+}
+
+TEST_P(ContractOverwrite, ARootIsReplacedByAnotherObject) {
+  COVERS(cls_MementoWrite, 11);
+  COVERS(cls_MementoRead, 13);
+  for (int const number : {1, 2}) {
+    Write([=](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), number); });
+    Read([=](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), number); });
+    EXPECT_EQ(Store().ObjectCount(), number) << "the object before stays, without name";
+  }
+}
+
+TEST_P(ContractOverwrite, ARemovedRootIsGoneAndItsNameIsFree) {
+  COVERS(cls_MementoRead, 13);
+  for (char const* const name : {"a", "b", "c"})
+    Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 1); }, name);
+  EXPECT_EQ(Store().Roots(), (std::vector<std::string>{"a", "b", "c"}));
+  EXPECT_TRUE(Store().RemoveRoot("b"));
+  Step();
+  EXPECT_FALSE(Store().RemoveRoot("b"));
+  EXPECT_FALSE(Store().HasRoot("b"));
+  EXPECT_EQ(Store().Roots(), (std::vector<std::string>{"a", "c"}));
+  MessageOf(sto_ErrorKind::NotFound, [&] { Read([](cls_ReadVisitor const&) {}, "b"); });
+  Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 2); }, "b");
+  Read([](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 2); }, "b");
+}
+
+TEST_P(ContractOverwrite, ASaveThatFailsLeavesWhatWasThere) {
+  COVERS(cls_MementoWrite, 11, 27);
+  COVERS(cls_MementoRead, 13, 31);
+  auto const write = [](int first) {
+    return [first](cls_WriteVisitor const& visitor) {
+      visitor.Write(FieldFor<int>(), first);
+      WriteCollectionOf<int>(visitor, ListKind, [=](cls_MementoWrite& memento) {
+        int const tag = 0;
+        auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
+        for (int i = 0; i < 5000; ++i) builder->Append(first + i);
+      });
+      if (first != 0) throw std::runtime_error("in the middle");
+    };
+  };
+  Write(write(0));
+  EXPECT_THROW(Rewrite(write(100)), std::runtime_error);
+  Step();
+  Read([](cls_ReadVisitor const& visitor) {
+    EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 0);
+    cls_ReadVisitor const child(visitor, FieldFor<int>("List"));
+    int tag = 0;
+    auto const cursor = Receive(child.Memento()->MakeReadListPrim(&tag));
+    ASSERT_EQ(cursor->Count(), 5000);
+    for (int i = 0; i < 5000; ++i) ASSERT_EQ(cursor->Next(), i);
+  });
+  EXPECT_EQ(Store().ObjectCount(), 2);
+}
+
+} // namespace

@@ -1,0 +1,199 @@
+#include <set>
+
+#include "tests/contract/ContractTest.h"
+
+// Objects that are reached several times, cycles, and the brackets of shared pointers.
+
+namespace {
+
+CONTRACT_SUITE(ContractShared);
+
+/// A complete binary tree of `count` nodes; each also points back to the one above it.
+std::vector<std::shared_ptr<Node>> MakeTree(int count) {
+  std::vector<std::shared_ptr<Node>> nodes;
+  for (int i = 0; i < count; ++i) nodes.push_back(std::make_shared<Node>(i));
+  for (std::size_t i = 1; i < nodes.size(); ++i) {
+    Node& above = *nodes[(i - 1) / 2];
+    (i % 2 == 1 ? above.m_Left : above.m_Right) = nodes[i];
+    nodes[i]->m_Back = nodes[(i - 1) / 2];
+  }
+  return nodes;
+}
+
+TEST_P(ContractShared, TenThousandObjectsThatPointBackAreWrittenOnceAndLoadAsOneObjectEach) {
+  COVERS(cls_MementoWrite, 3);
+  COVERS(cls_MementoRead, 3, 5, 7);
+  constexpr int Count = 10'000;
+  Store().Save("root", *MakeTree(Count).front());
+  Step();
+  EXPECT_EQ(Store().ObjectCount(), Count);
+  std::shared_ptr<Node> const root = Store().LoadShared<Node>("root");
+  std::vector<Node*> level{root.get()};
+  std::set<Node*> seen;
+  for (std::size_t i = 0; i < level.size(); ++i) {
+    Node* const node = level[i];
+    ASSERT_EQ(node->m_Value, static_cast<int>(i));
+    ASSERT_TRUE(seen.insert(node).second);
+    for (auto const& child : {node->m_Left, node->m_Right}) {
+      if (!child) continue;
+      ASSERT_EQ(child->m_Back.lock().get(), node);
+      level.push_back(child.get());
+    }
+  }
+  EXPECT_EQ(level.size(), static_cast<std::size_t>(Count));
+}
+
+TEST_P(ContractShared, TenThousandFieldsThatHoldOneObjectHoldTheSame) {
+  COVERS(cls_MementoWrite, 3);
+  COVERS(cls_MementoRead, 3, 7);
+  constexpr int Count = 10'000;
+  auto const shared = std::make_shared<Node>(-5);
+  auto const nodes = MakeTree(Count);
+  for (auto const& node : nodes) node->m_Back = shared;
+  nodes.front()->m_Back = std::weak_ptr<Node>();
+  auto const top = std::make_shared<Node>(7);
+  top->m_Left = shared; // loaded first, and held
+  top->m_Right = nodes.front();
+  Store().Save("root", *top);
+  Reopen();
+  EXPECT_EQ(Store().ObjectCount(), Count + 2);
+  std::shared_ptr<Node> const loaded = Store().LoadShared<Node>("root");
+  Node const* const held = loaded->m_Left.get();
+  ASSERT_NE(held, nullptr);
+  EXPECT_EQ(held->m_Value, -5);
+  int count = 0;
+  std::vector<Node const*> open{loaded->m_Right->m_Left.get(), loaded->m_Right->m_Right.get()};
+  while (!open.empty()) {
+    Node const* const node = open.back();
+    open.pop_back();
+    if (node == nullptr) continue;
+    ASSERT_EQ(node->m_Back.lock().get(), held);
+    ++count;
+    open.push_back(node->m_Left.get());
+    open.push_back(node->m_Right.get());
+  }
+  EXPECT_EQ(count, Count - 1);
+}
+
+TEST_P(ContractShared, AnObjectThatHoldsItselfComesBackHoldingItself) {
+  COVERS(cls_MementoWrite, 3);
+  COVERS(cls_MementoRead, 3, 7);
+  {
+    auto const node = std::make_shared<Node>(5);
+    node->m_Back = node;
+    Store().Save("root", *node);
+  }
+  Step();
+  EXPECT_EQ(Store().ObjectCount(), 1);
+  std::shared_ptr<Node> const node = Store().LoadShared<Node>("root");
+  EXPECT_EQ(node->m_Back.lock().get(), node.get());
+  EXPECT_EQ(node->m_Value, 5);
+}
+
+TEST_P(ContractShared, ARingOfObjectsComesBackAsARing) {
+  COVERS(cls_MementoWrite, 3);
+  COVERS(cls_MementoRead, 3, 7);
+  constexpr int Count = 300;
+  {
+    std::vector<std::shared_ptr<Node>> ring;
+    for (int i = 0; i < Count; ++i) ring.push_back(std::make_shared<Node>(i));
+    for (std::size_t i = 0; i + 1 < ring.size(); ++i) ring[i]->m_Right = ring[i + 1];
+    ring.back()->m_Back = ring.front();
+    Store().Save("root", *ring.front());
+  }
+  Step();
+  EXPECT_EQ(Store().ObjectCount(), Count);
+  std::shared_ptr<Node> const first = Store().LoadShared<Node>("root");
+  Node const* node = first.get();
+  for (int i = 1; i < Count; ++i) node = node->m_Right.get();
+  EXPECT_EQ(node->m_Value, Count - 1);
+  EXPECT_EQ(node->m_Back.lock().get(), first.get());
+}
+
+TEST_P(ContractShared, ACycleOfMementosIsReadAsOftenAsItIsFollowed) {
+  COVERS(cls_MementoWrite, 3);
+  COVERS(cls_MementoRead, 3, 7);
+  {
+    Scripted object;
+    object.m_Write = [&](cls_WriteVisitor const& visitor) {
+      visitor.Write(FieldFor<int>(), 1);
+      cls_WriteVisitor const child(visitor, FieldOf("Object"), nullptr, nullptr);
+      ASSERT_EQ(child.StartWrite(Scripted::TypeId(), cls_Uid()), 1);
+      child.Write(FieldFor<int>(), 2);
+      cls_WriteVisitor const back(child, FieldOf("Object"), nullptr, nullptr);
+      EXPECT_EQ(back.StartWrite(Scripted::TypeId(), object.m_Uid), 0);
+    };
+    Store().Save("root", object);
+  }
+  Step();
+  Read([](cls_ReadVisitor const& visitor) {
+    auto memento = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Object")));
+    for (int i = 0; i < 50; ++i) {
+      EXPECT_EQ(memento->Read(FieldFor<int>(), -1), i % 2 == 0 ? 2 : 1);
+      EXPECT_EQ(memento->GetUid().Entry() == visitor.Memento()->GetUid().Entry(), i % 2 == 1);
+      memento = Receive(memento->MakeFieldReadObj(FieldOf("Object")));
+    }
+  });
+}
+
+TEST_P(ContractShared, TwoRootsShareAnObject) {
+  COVERS(cls_MementoRead, 3, 7);
+  auto const shared = std::make_shared<Node>(3);
+  {
+    Node first(1);
+    Node second(2);
+    first.m_Left = second.m_Left = shared;
+    sto_Transaction transaction(Store());
+    Store().Save("first", first);
+    Store().Save("second", second);
+    transaction.Commit();
+  }
+  Step();
+  EXPECT_EQ(Store().ObjectCount(), 3);
+  auto const first = Store().LoadShared<Node>("first");
+  auto const second = Store().LoadShared<Node>("second");
+  EXPECT_EQ(first->m_Left->m_Value, 3);
+  EXPECT_EQ(first->m_Left->m_Uid.Entry(), second->m_Left->m_Uid.Entry());
+}
+
+TEST_P(ContractShared, ABracketAroundASharedObjectChangesNothingOfIt) {
+  COVERS(cls_MementoWrite, 56, 57);
+  Write([](cls_WriteVisitor const& visitor) {
+    cls_Uid const shared;
+    for (char const* const name : {"Object", "Second"}) {
+      cls_WriteVisitor child(visitor, FieldOf(name), nullptr, nullptr);
+      child.SetSharedPtrOutput(true);
+      bool const isFirst = name == std::string_view("Object");
+      ASSERT_EQ(child.StartWrite(Scripted::TypeId(), shared), isFirst ? 1 : 0);
+      if (isFirst) child.Write(FieldFor<int>(), 8);
+    }
+  });
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const first(visitor, FieldOf("Object"));
+    cls_ReadVisitor const second(visitor, FieldOf("Second"));
+    EXPECT_EQ(first.Read(FieldFor<int>(), -1), 8);
+    EXPECT_EQ(second.Read(FieldFor<int>(), -1), 8);
+    EXPECT_EQ(first.GetUid().Entry(), second.GetUid().Entry());
+  });
+}
+
+TEST_P(ContractShared, BracketsNest) {
+  COVERS(cls_MementoWrite, 56, 57);
+  Write([](cls_WriteVisitor const& visitor) {
+    cls_MementoWrite& memento = *visitor.Memento();
+    memento.StartSharedPtrOutput();
+    auto const child =
+        Receive(memento.MakeFieldWriteObj(FieldOf("Object"), Scripted::TypeId(), cls_Uid(), nullptr));
+    child->StartSharedPtrOutput();
+    child->Write(FieldFor<int>(), 4);
+    child->EndSharedPtrOutput();
+    memento.Write(FieldFor<int>(), 5);
+    memento.EndSharedPtrOutput();
+  });
+  Read([](cls_ReadVisitor const& visitor) {
+    EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 5);
+    EXPECT_EQ(NumberOf(visitor.Memento()->MakeFieldReadObj(FieldOf("Object"))), 4);
+  });
+}
+
+} // namespace
