@@ -40,11 +40,13 @@ std::int64_t sto_BranchCopy::Copy(std::int64_t id, unsigned int& classId) {
 }
 
 std::int64_t sto_BranchCopy::MapId(std::int64_t id) {
+  if (!m_Ids.contains(id)) m_Open.push_back(id);
+  return MapPartId(id);
+}
+
+std::int64_t sto_BranchCopy::MapPartId(std::int64_t id) {
   auto const [place, isNew] = m_Ids.emplace(id, 0);
-  if (isNew) {
-    place->second = m_Target.TakeId();
-    m_Open.push_back(id);
-  }
+  if (isNew) place->second = m_Target.TakeId();
   return place->second;
 }
 
@@ -52,7 +54,7 @@ void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {
   sto_RecordBuilder builder;
   for (sto_Part const& part : record.Parts()) {
     RequireClass(part);
-    std::size_t const index = builder.AddPart(part.m_ClassId, part.m_Version, MapId(part.m_Id));
+    std::size_t const index = builder.AddPart(part.m_ClassId, part.m_Version, MapPartId(part.m_Id));
     for (sto_Field const& field : part.m_Fields) CopyField(field, builder, index);
   }
   sto_Part const& first = record.Parts().front();

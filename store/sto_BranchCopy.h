@@ -25,8 +25,10 @@ class sto_BranchCopy {
   std::int64_t Copy(std::int64_t id, unsigned int& classId);
 
  private:
-  /// The id of the copy of an object or part, which is to be copied when it is met first.
+  /// The id of the copy of an object, which is to be copied when it is met first.
   std::int64_t MapId(std::int64_t id);
+  /// The same for one that is copied with its object.
+  std::int64_t MapPartId(std::int64_t id);
   void CopyObject(std::int64_t id, sto_Record const& record);
   void CopyField(sto_Field const& field, sto_RecordBuilder& builder, std::size_t part);
   void CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder);
