@@ -248,8 +248,13 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Maps_test.cpp
   store/sto_Metadata_test.cpp
   store/sto_Model_test.cpp
+  store/sto_MovedBlocksModel_test.cpp
+  store/sto_MovedBlocks_test.cpp
   store/sto_ObjectAgents_test.cpp
   store/sto_ObjectLists_test.cpp
+  store/sto_Options_test.cpp
+  store/sto_PackDamage_test.cpp
+  store/sto_Packs_test.cpp
   store/sto_Proxy_test.cpp
   store/sto_Sessions_test.cpp
   store/sto_Store_test.cpp

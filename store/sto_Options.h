@@ -9,5 +9,6 @@ struct sto_Options {
   /// Readers in other sessions go on while a writer works, seeing the state of before, by means of a
   /// write-ahead log beside the file. Every page is then written twice: bulk writing takes two to three times
   /// as long. Without it, a writer waits for readers to end before it writes to the file, and they for it.
+  /// Create raises Unavailable where SQLite cannot have such a log.
   bool m_ReadersBesideWriter = false;
 };

@@ -4,7 +4,15 @@
 #include <string>
 #include <utility>
 
+#include "store/sto_Exception.h"
 #include "store/sto_Format.h"
+
+namespace {
+
+/// Beyond this no store gets; a row there would leave no place for the next block.
+constexpr std::int64_t MaxPlace = std::int64_t{1} << 62;
+
+} // namespace
 
 sto_SqliteBlocks::sto_SqliteBlocks(sto_SqliteConnection& connection)
     : m_Connection(connection), m_ReadBlock(connection, "block", false),
@@ -27,6 +35,7 @@ void sto_SqliteBlocks::Begin(bool hasPlaces, bool mayMove) noexcept {
   m_MayMove = mayMove && hasPlaces;
   m_FirstNewPlace = m_NextPlace = 0;
   m_Pending = {};
+  m_SinceMark = {};
   std::ranges::fill(m_NewKeys, 0);
 }
 
@@ -39,24 +48,32 @@ void sto_SqliteBlocks::Close() noexcept {
 
 void sto_SqliteBlocks::FinishTransaction() {
   Close();
-  std::vector<std::int64_t> keys(m_Pending.m_OldBlocks.begin(), m_Pending.m_OldBlocks.end());
-  std::ranges::sort(keys); // rows that are neighbours share pages
-  for (std::int64_t const key : keys) sto_SqliteStatement::Use(m_DeleteRows).Bind(1, key).Bind(2, key).Step();
+  for (std::int64_t const key : m_Pending.m_OldBlocks) // in order: rows that are neighbours share pages
+    sto_SqliteStatement::Use(m_DeleteRows).Bind(1, key).Bind(2, key).Step();
   std::ranges::sort(m_Pending.m_OldPlaces);
   for (std::int64_t const place : m_Pending.m_OldPlaces)
     sto_SqliteStatement::Use(Prepared(m_DeleteMoved, "DELETE FROM moved_block WHERE place = ?"))
         .Bind(1, place)
         .Step();
   m_Pending = {}; // a commit that fails may be tried again
+  m_SinceMark = {};
 }
 
 void sto_SqliteBlocks::SetMark() {
   Close(); // one that is open for writing is a statement in progress
-  m_AtMark = m_Pending;
+  m_SinceMark.m_Changes.clear();
+  m_SinceMark.m_OldPlacesBefore = m_Pending.m_OldPlaces.size();
+  m_SinceMark.m_InPlaceBefore = m_Pending.m_InPlace;
 }
 
 void sto_SqliteBlocks::ReturnToMark() {
-  m_Pending = m_AtMark;
+  for (; !m_SinceMark.m_Changes.empty(); m_SinceMark.m_Changes.pop_back())
+    if (auto const [key, wasOld] = m_SinceMark.m_Changes.back(); wasOld)
+      m_Pending.m_OldBlocks.insert(key);
+    else
+      m_Pending.m_OldBlocks.erase(key);
+  m_Pending.m_OldPlaces.resize(m_SinceMark.m_OldPlacesBefore);
+  m_Pending.m_InPlace = m_SinceMark.m_InPlaceBefore;
   std::ranges::fill(m_NewKeys, 0);
 }
 
@@ -114,7 +131,7 @@ bool sto_SqliteBlocks::Has(std::int64_t key) {
 
 void sto_SqliteBlocks::PrepareWrite(std::int64_t key) {
   DropPlace(key);
-  m_Pending.m_OldBlocks.erase(key);
+  DropOldBlocks(key, key);
 }
 
 void sto_SqliteBlocks::WriteRange(std::int64_t first, std::span<sto_Bytes const> blocks) {
@@ -197,10 +214,26 @@ void sto_SqliteBlocks::OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data)
   if (end > start) blob.Write(content, data.subspan(content));
 }
 
+void sto_SqliteBlocks::AddOldBlock(std::int64_t key) {
+  m_SinceMark.m_Changes.push_back({key, false});
+  m_Pending.m_OldBlocks.insert(key);
+}
+
+void sto_SqliteBlocks::DropOldBlocks(std::int64_t first, std::int64_t last) {
+  auto const begin = m_Pending.m_OldBlocks.lower_bound(first);
+  auto const end = m_Pending.m_OldBlocks.upper_bound(last);
+  for (auto each = begin; each != end; ++each) m_SinceMark.m_Changes.push_back({*each, true});
+  m_Pending.m_OldBlocks.erase(begin, end);
+}
+
 void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data) {
   if (m_FirstNewPlace == 0) {
     sto_SqliteStatement::Use last(Prepared(m_LastPlace, "SELECT max(place) FROM moved_block"));
-    m_FirstNewPlace = m_NextPlace = (last.Step() ? last.Integer(0) : 0) + 1;
+    std::int64_t const greatest = last.Step() ? last.Integer(0) : 0;
+    if (greatest < 0 || greatest > MaxPlace)
+      sto_Raise(sto_ErrorKind::Damaged,
+                m_Connection.Path() + ": The store's places of moved blocks are damaged.");
+    m_FirstNewPlace = m_NextPlace = greatest + 1;
   }
   sto_SqliteStatement::Use(Prepared(m_AddMoved, "INSERT INTO moved_block(place, data) VALUES(?, ?)"))
       .Bind(1, m_NextPlace)
@@ -213,7 +246,7 @@ void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteVie
   ++m_NextPlace;
   m_AnyPlaces = true;
   if (oldPlace == 0)
-    m_Pending.m_OldBlocks.insert(key);
+    AddOldBlock(key);
   else
     m_Pending.m_OldPlaces.push_back(oldPlace);
 }
@@ -221,7 +254,7 @@ void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteVie
 void sto_SqliteBlocks::Delete(std::int64_t first, std::int64_t last) {
   Close();
   sto_SqliteStatement::Use(m_DeleteRows).Bind(1, first).Bind(2, last).Step();
-  std::erase_if(m_Pending.m_OldBlocks, [=](std::int64_t key) { return key >= first && key <= last; });
+  DropOldBlocks(first, last);
   if (!AnyPlaces()) return;
   constexpr char DeleteMoved[] = "DELETE FROM moved_block WHERE place IN "
                                  "(SELECT place FROM block_place WHERE key BETWEEN ? AND ?)";

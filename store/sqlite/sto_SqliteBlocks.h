@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <span>
-#include <unordered_set>
 #include <vector>
 
 #include "store/sqlite/sto_SqliteBlob.h"
@@ -57,9 +57,20 @@ class sto_SqliteBlocks {
  private:
   /// What the end of the transaction has still to do.
   struct Pending {
-    std::unordered_set<std::int64_t> m_OldBlocks; // keys of rows of table block that are to go
-    std::vector<std::int64_t> m_OldPlaces;        // of rows of table moved_block
-    int m_InPlace = 0;                            // blocks that were overwritten in place
+    std::set<std::int64_t> m_OldBlocks;    // keys of rows of table block that are to go
+    std::vector<std::int64_t> m_OldPlaces; // of rows of table moved_block
+    int m_InPlace = 0;                     // blocks that were overwritten in place
+  };
+
+  /// How to go back to the mark. There are as many marks as saves, so a mark copies nothing.
+  struct SinceMark {
+    struct Change {
+      std::int64_t m_Key;
+      bool m_WasOld; // whether it was one of m_OldBlocks before
+    };
+    std::vector<Change> m_Changes; // in the order in which they were made
+    std::size_t m_OldPlacesBefore = 0;
+    int m_InPlaceBefore = 0;
   };
 
   /// Goes with one of the two readers to where the block is; null when there is no such block.
@@ -75,6 +86,9 @@ class sto_SqliteBlocks {
   [[nodiscard]] bool IsNew(std::int64_t key) const noexcept;
   void NoteNew(std::int64_t key) noexcept;
   void OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data);
+  /// The row of table block with a key is to go, or no more.
+  void AddOldBlock(std::int64_t key);
+  void DropOldBlocks(std::int64_t first, std::int64_t last);
   void Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data);
   [[nodiscard]] sto_SqliteStatement& Prepared(std::optional<sto_SqliteStatement>& statement, char const* sql);
 
@@ -90,7 +104,8 @@ class sto_SqliteBlocks {
   std::optional<bool> m_AnyPlaces;  // whether table block_place has rows, once somebody asked
   std::int64_t m_FirstNewPlace = 0; // of this transaction; 0 while it has moved nothing
   std::int64_t m_NextPlace = 0;
-  Pending m_Pending, m_AtMark;
+  Pending m_Pending;
+  SinceMark m_SinceMark;
   std::int64_t m_NewKeys[16] = {}; // the rows that were written last in this transaction
   std::size_t m_NextNewKey = 0;
   sto_Bytes m_OldContent; // what an overwritten block is compared with

@@ -82,7 +82,14 @@ void SetFormatVersion(sto_SqliteConnection& connection) {
 
 void MakeTables(sto_SqliteConnection& connection, sto_Options const& options) {
   connection.Execute(("PRAGMA page_size = " + std::to_string(options.m_PageBytes)).c_str());
-  if (options.m_ReadersBesideWriter) connection.Execute("PRAGMA journal_mode = WAL");
+  if (options.m_ReadersBesideWriter) {
+    connection.Execute("PRAGMA journal_mode = WAL");
+    if (JournalMode(connection) != "wal") // SQLite says no more than this
+      sto_Raise(sto_ErrorKind::Unavailable,
+                connection.Path() +
+                    ": There can be no write-ahead log here: the file system gives processes no "
+                    "memory to share.");
+  }
   connection.Execute("BEGIN EXCLUSIVE");
   connection.Execute(("PRAGMA application_id = " + std::to_string(sto_SqliteSchema::ApplicationId)).c_str());
   SetFormatVersion(connection);
@@ -137,8 +144,8 @@ std::unique_ptr<sto_Driver> sto_SqliteDriver::Create(std::string const& path, st
   } catch (...) {
     std::error_code ignored;
     if (isOurs) {
-      std::filesystem::remove(path, ignored);
-      std::filesystem::remove(path + "-journal", ignored);
+      for (char const* const suffix : {"", "-journal", "-wal", "-shm"})
+        std::filesystem::remove(path + suffix, ignored);
     }
     throw;
   }
@@ -174,6 +181,7 @@ sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connect
 
 void sto_SqliteDriver::Begin(bool forWriting) {
   m_Connection->Execute(forWriting ? "BEGIN IMMEDIATE" : "BEGIN");
+  m_GivesOutIds = forWriting;
   try {
     if (!m_IsPresentFormat) {
       m_FormatVersion =
@@ -230,7 +238,7 @@ void sto_SqliteDriver::SetMark() {
   m_Connection->Execute("SAVEPOINT mark");
 }
 void sto_SqliteDriver::ReleaseMark() {
-  m_Blocks.Close();
+  m_Blocks.Close(); // one that is open for writing is a statement in progress
   m_Connection->Execute("RELEASE mark");
 }
 void sto_SqliteDriver::RollbackToMark() {
@@ -250,7 +258,8 @@ std::int64_t sto_SqliteDriver::NextObjectId() {
   sto_SqliteStatement::Use use(m_GetMeta);
   if (!use.Bind(1, std::string_view("next_object_id")).Step() || use.Integer(0) < 1)
     sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store does not say its next object id.");
-  if (std::int64_t const greatest = m_Objects.GreatestId(); greatest >= use.Integer(0))
+  // A damaged pack may seem to have objects that the store never had; the others can still be read.
+  if (std::int64_t const greatest = m_GivesOutIds ? m_Objects.GreatestId() : 0; greatest >= use.Integer(0))
     sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's next object id, " +
                                           std::to_string(use.Integer(0)) + ", is not after object " +
                                           std::to_string(greatest) + ".");

@@ -77,6 +77,7 @@ class sto_SqliteDriver : public sto_Driver {
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
   std::int64_t m_FormatVersion = 0; // as the open transaction sees it
   bool m_IsPresentFormat = false;   // a finished transaction has seen that it is
+  bool m_GivesOutIds = false;       // the open transaction may write
   bool m_HasLog;                    // a write-ahead log, beside which readers go on
   sto_SqliteObjects m_Objects;
   sto_SqliteBlocks m_Blocks;

@@ -257,7 +257,8 @@ std::int64_t sto_SqliteObjects::GreatestId() {
   if (!m_HasPacks) return greatest;
   sto_SqliteStatement::Use pack(
       Prepared(m_LastPack, "SELECT key, substr(data, 1, 8) FROM pack ORDER BY key DESC LIMIT 1"));
-  if (!pack.Step()) return greatest;
+  if (!pack.Step() || pack.Integer(0) < 0) return greatest;
+  if (pack.Integer(0) > PackOf(sto_Format::MaxObjectId)) return std::numeric_limits<std::int64_t>::max();
   auto const present = sto_ByteReader(pack.Bytes(1)).Number<std::uint64_t>();
   return std::max(greatest,
                   pack.Integer(0) * IdsInPack + static_cast<std::int64_t>(std::bit_width(present)) - 1);
