@@ -50,6 +50,8 @@ std::string sto_Catalogue::ClassName(unsigned int classId) const {
 }
 
 sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId) {
+  sto_ClassInUse*& recent = m_Recent[classId % m_Recent.size()];
+  if (recent != nullptr && recent->m_IsRecorded && recent->Metadata().ClassId() == classId) return recent;
   auto found = m_InUse.find(classId);
   if (found == m_InUse.end()) {
     cls_ClassMetadata const* const metadata = m_Classes.Newest(classId);
@@ -61,7 +63,7 @@ sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId)
     Record(driver, inUse.Metadata());
     inUse.m_IsRecorded = true;
   }
-  return &inUse;
+  return recent = &inUse;
 }
 
 void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata) {
@@ -104,10 +106,9 @@ std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {
 
 void sto_Catalogue::TakeName(std::string_view name, std::int64_t id) {
   constexpr std::int64_t MaxIndexed = 100'000; // a number that the store says may be damaged
-  auto const [place, isNew] = m_NameIds.emplace(name, id);
-  if (!isNew || id < 1 || id > MaxIndexed) return;
+  if (!m_NameIds.emplace(name, id).second || id < 1 || id > MaxIndexed) return;
   if (m_Names.size() <= static_cast<std::size_t>(id)) m_Names.resize(static_cast<std::size_t>(id) + 1);
-  m_Names[static_cast<std::size_t>(id)] = place->first; // a view of a key, which stays where it is
+  m_Names[static_cast<std::size_t>(id)] = cow_String(name);
 }
 
 std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <map>
 #include <string>
 #include <string_view>
@@ -45,7 +46,9 @@ class sto_Catalogue {
   [[nodiscard]] bool IsKey(sto_FieldKey const& key, cls_FieldHandle const& field) const noexcept {
     if (key.m_NameId == 0) return field.Name().IsEmpty() && key.m_FieldId == field.FieldId();
     auto const index = static_cast<std::size_t>(key.m_NameId);
-    return index < m_Names.size() && !m_Names[index].empty() && m_Names[index] == field.Name().View();
+    if (index >= m_Names.size() || field.Name().IsEmpty() || m_Names[index] != field.Name()) return false;
+    m_Names[index] = field.Name(); // the same text at the same place is seen at once
+    return true;
   }
 
  private:
@@ -65,12 +68,13 @@ class sto_Catalogue {
   std::string m_Location;
   sto_Classes m_Classes;
   std::unordered_map<unsigned int, sto_ClassInUse> m_InUse;
+  std::array<sto_ClassInUse*, 64> m_Recent{}; // some of m_InUse, each at a place that its class ID chooses
   bool m_IsLoaded = false;
   std::map<std::pair<unsigned int, int>, sto_ClassRow> m_StoredClasses;
   std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> m_NameIds;
   /// Notes a name of the dictionary.
   void TakeName(std::string_view name, std::int64_t id);
 
-  std::vector<std::string_view> m_Names; // those with a small number, by that number
+  mutable std::vector<cow_String> m_Names; // those with a small number, by that number
   std::int64_t m_NextNameId = 1;
 };

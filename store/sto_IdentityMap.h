@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -33,18 +34,17 @@ class sto_IdentityMap {
     /// The tie's place in its page becomes free, and the page goes with its last tie.
     static void operator delete(Tie* tie, std::destroying_delete_t) noexcept;
 
-    [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
+    [[nodiscard]] std::int64_t Id() const noexcept;
 
     /// The number of the save that last wrote the object; 0 for none.
     std::int64_t m_WrittenInSave = 0;
 
    private:
     friend class sto_IdentityMap;
-    Tie(Page& page, cls_UidCatalogEntry* entry, std::int64_t id) noexcept;
+    Tie(Page& page, cls_UidCatalogEntry* entry) noexcept;
 
     Page& m_Page;
     cls_UidCatalogEntry* m_Entry;
-    std::int64_t m_Id;
   };
 
   sto_IdentityMap() = default;
@@ -68,6 +68,7 @@ class sto_IdentityMap {
 
  private:
   static constexpr std::int64_t IdsInPage = 16;
+  static constexpr std::int64_t PagesInSegment = 256;
 
   struct Page {
     Page(sto_IdentityMap& map, std::int64_t number) noexcept : m_Map(map), m_Number(number) {}
@@ -82,11 +83,23 @@ class sto_IdentityMap {
     alignas(Tie) unsigned char m_Ties[IdsInPage * sizeof(Tie)];
   };
 
+  /// The pages of 4096 neighbouring ids, so that the table of segments stays small.
+  struct Segment {
+    std::array<std::unique_ptr<Page>, PagesInSegment> m_Pages;
+    int m_Count = 0;
+  };
+
   [[nodiscard]] Page* FindPage(std::int64_t number) const noexcept;
   Page& MakePage(std::int64_t number);
+  void DropPage(std::int64_t number) noexcept;
+  static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
   static std::size_t PlaceOf(std::int64_t id) noexcept { return static_cast<std::size_t>(id % IdsInPage); }
 
-  std::unordered_map<std::int64_t, std::unique_ptr<Page>> m_Pages;
+  std::unordered_map<std::int64_t, std::unique_ptr<Segment>> m_Segments;
   mutable Page* m_Latest = nullptr; // the page that was looked at last
   std::size_t m_Count = 0;
 };
+
+inline std::int64_t sto_IdentityMap::Tie::Id() const noexcept {
+  return m_Page.m_Number * IdsInPage + (this - m_Page.At(0));
+}

@@ -29,6 +29,10 @@ template <class K> class sto_MapCursor {
     return m_Record == nullptr ? "an object that is not stored"
                                : "object " + std::to_string(m_Record->Parts().front().m_Id);
   }
+  /// The id of the map's object, 0 for none.
+  [[nodiscard]] std::int64_t ObjectId() const noexcept {
+    return m_Record == nullptr ? 0 : m_Record->Parts().front().m_Id;
+  }
   [[nodiscard]] int Count() const noexcept { return m_Count; }
   [[nodiscard]] bool HasMore() const noexcept { return m_Place.m_Next < m_Count; }
 
@@ -108,8 +112,7 @@ template <class K> class sto_ObjectMapCursor {
   void Next() { m_Id = static_cast<std::int64_t>(m_Cursor.Next().Varint()); }
   [[nodiscard]] cls_MementoRead* Fetch(K& key) const {
     key = m_Cursor.Key();
-    return sto_MementoRead::OfElement(m_Cursor.Session(), m_Id, m_Depth + 1,
-                                      "the map of " + m_Cursor.Describe());
+    return sto_MementoRead::OfElement(m_Cursor.Session(), m_Id, m_Depth + 1, {"map", m_Cursor.ObjectId()});
   }
 
   /// Moves to the first entry of a key; false when there is none. The first search passes over the whole map.

@@ -156,11 +156,10 @@ int sto_MementoRead::DataIsPresent(cls_FieldHandle const& field) const {
   return m_Session.Driver().HasObject(sto_ByteReader(found->m_Payload).Number<std::int64_t>()) ? 1 : 0;
 }
 
-void sto_MementoRead::CheckNesting(sto_Session const& session, int depth, std::string const& holder) {
-  if (depth > sto_Format::MaxNesting)
-    session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
-                                           std::to_string(sto_Format::MaxNesting) + " deep (at " + holder +
-                                           ").");
+void sto_MementoRead::RaiseNesting(sto_Session const& session, std::string const& holder) {
+  session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
+                                         std::to_string(sto_Format::MaxNesting) + " deep (at " + holder +
+                                         ").");
 }
 
 cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field) {
@@ -168,7 +167,7 @@ cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field)
   if (found == nullptr) return new sto_MementoRead(m_Session, nullptr, m_Depth + 1);
   if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
     RaiseType(field, found->m_Tag, "object");
-  CheckNesting(m_Session, m_Depth + 1, Describe());
+  if (m_Depth + 1 > sto_Format::MaxNesting) RaiseNesting(m_Session, Describe());
   std::int64_t const id = sto_ByteReader(found->m_Payload).Number<std::int64_t>();
   std::shared_ptr<sto_Record const> record = m_Session.ReadRecord(id);
   if (record == nullptr && found->m_Tag == sto_Format::Object)
@@ -178,13 +177,13 @@ cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field)
 }
 
 std::shared_ptr<sto_Record const> sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id,
-                                                               int depth, std::string const& collection) {
+                                                               int depth, Collection const& collection) {
   if (id == 0) return nullptr;
-  CheckNesting(session, depth, collection);
+  if (depth > sto_Format::MaxNesting) RaiseNesting(session, collection.Describe());
   std::shared_ptr<sto_Record const> record = session.ReadRecord(id);
   if (record == nullptr)
-    session.Raise(sto_ErrorKind::Damaged,
-                  "Object " + std::to_string(id) + ", an element of " + collection + ", is missing.");
+    session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", an element of " +
+                                              collection.Describe() + ", is missing.");
   return record;
 }
 

@@ -18,13 +18,22 @@ class sto_MementoRead : public cls_MementoRead {
   sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth)
       : sto_MementoRead(session, std::move(record), 0, depth) {}
 
+  /// A collection, as messages name it.
+  struct Collection {
+    char const* m_Kind; // "list", "map"
+    std::int64_t m_Id;
+    [[nodiscard]] std::string Describe() const {
+      return std::string("the ") + m_Kind + " of object " + std::to_string(m_Id);
+    }
+  };
+
   /// The record of element `id` of a collection, null for id 0. Damaged, naming `collection`, when the object
   /// is missing; Full when it is too deep.
-  [[nodiscard]] static std::shared_ptr<sto_Record const>
-  ReadElement(sto_Session& session, std::int64_t id, int depth, std::string const& collection);
+  [[nodiscard]] static std::shared_ptr<sto_Record const> ReadElement(sto_Session& session, std::int64_t id,
+                                                                     int depth, Collection const& collection);
   /// Its memento, an empty one for id 0.
   [[nodiscard]] static sto_MementoRead* OfElement(sto_Session& session, std::int64_t id, int depth,
-                                                  std::string const& collection) {
+                                                  Collection const& collection) {
     return new sto_MementoRead(session, ReadElement(session, id, depth, collection), depth);
   }
 
@@ -118,7 +127,7 @@ class sto_MementoRead : public cls_MementoRead {
 
   template <class T> T ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const;
   /// Full when an object would be deeper than objects may hold objects.
-  static void CheckNesting(sto_Session const& session, int depth, std::string const& holder);
+  [[noreturn]] static void RaiseNesting(sto_Session const& session, std::string const& holder);
   /// WrongClass unless the object, where there is one, is such a collection.
   void CheckShape(sto_CollectionShape const& asked) const;
   template <class T> cls_ReadListPrim<T>* MakeList();

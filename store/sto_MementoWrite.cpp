@@ -63,8 +63,9 @@ void sto_MementoWrite::RaiseAttribute(cls_FieldHandle const& field, std::string 
                                              " (writing " + m_Object->Describe() + ").");
 }
 
-sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag) {
-  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field,
+                                            sto_ClassInUse::Attribute const& attribute,
+                                            sto_Format::ValueTag tag) {
   bool const isCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
   if (isCollection ? tag != sto_Format::Object : !sto_TagFits(tag, attribute.m_Declared->m_Type))
     RaiseAttribute(field, "is declared with attribute type " + std::to_string(attribute.m_Declared->m_Type) +
@@ -88,24 +89,26 @@ int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
 
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId,
                                                       cls_Uid const& uid, void const*) {
-  CheckHeldClass(Attribute(field), classId);
-  cls_AttributeMetadata const& declared = *Attribute(field).m_Declared;
+  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+  CheckHeldClass(attribute, classId);
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> child = ForObject(Session(), classId, uid, m_Object->Depth() + 1, id);
-  if (child != nullptr) child->m_Object->HeldBy(m_Class.Metadata(), declared);
-  PutObject(field, id);
+  if (child != nullptr) child->m_Object->HeldBy(m_Class.Metadata(), *attribute.m_Declared);
+  PutObject(field, attribute, id);
   return child.release();
 }
 
-void sto_MementoWrite::PutObject(cls_FieldHandle const& field, std::int64_t id) {
-  sto_ByteWriter writer = StartField(field, sto_Format::Object);
+void sto_MementoWrite::PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
+                                 std::int64_t id) {
+  sto_ByteWriter writer = StartField(field, attribute, sto_Format::Object);
   writer.Number(id);
   writer.U8(COLLECTION_NONE);
 }
 
 void sto_MementoWrite::HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id) {
-  CheckHeldClass(Attribute(field), classId);
-  PutObject(field, id);
+  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+  CheckHeldClass(attribute, classId);
+  PutObject(field, attribute, id);
 }
 
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,

@@ -117,10 +117,15 @@ class sto_MementoWrite : public cls_MementoWrite {
   void CheckHeldClass(sto_ClassInUse::Attribute const& attribute, unsigned int classId) const;
   [[noreturn]] void RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const;
   /// Starts a field with its tag; the value follows. Misuse when the attribute is not declared for it.
-  [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag);
+  [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag) {
+    return StartField(field, Attribute(field), tag);
+  }
+  [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field,
+                                          sto_ClassInUse::Attribute const& attribute,
+                                          sto_Format::ValueTag tag);
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
   void WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes, int sizeBytes);
-  void PutObject(cls_FieldHandle const& field, std::int64_t id);
+  void PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute, std::int64_t id);
   /// Conflict when the object is open as an agent; Misuse when it may not be such a collection.
   void CheckBuilder(sto_CollectionShape const& shape) const;
   template <class T> cls_WriteListPrim<T>* MakeList(int width);

@@ -1,5 +1,6 @@
 #include "store/sto_ObjectAgentBase.h"
 
+#include "metadata/cls_CollectionType.h"
 #include "store/sto_ElementScope.h"
 #include "store/sto_MementoRead.h"
 #include "store/sto_MementoWrite.h"
@@ -44,8 +45,8 @@ cls_MementoRead* sto_ObjectAgentBase::ReadElement(std::function<std::int64_t()> 
   session.RaiseKept();
   std::shared_ptr<sto_ElementRead> read = sto_ElementRead::Join(session);
   Synchronise();
-  std::shared_ptr<sto_Record const> record =
-      sto_MementoRead::ReadElement(session, find(), m_Depth + 1, Describe());
+  std::shared_ptr<sto_Record const> record = sto_MementoRead::ReadElement(
+      session, find(), m_Depth + 1, {StoredClassId() == cls_InternalListTypeId ? "list" : "map", Id()});
   return new ElementMemento(std::move(read), session, std::move(record), m_Depth + 1);
 }
 

@@ -69,7 +69,7 @@ std::int64_t sto_ObjectListReader::IdAt(int index) {
 
 cls_MementoRead* sto_ObjectListReader::At(int index) {
   std::int64_t const id = IdAt(index);
-  return sto_MementoRead::OfElement(m_Session, id, m_Depth + 1, "the list of object " + std::to_string(m_Id));
+  return sto_MementoRead::OfElement(m_Session, id, m_Depth + 1, {"list", m_Id});
 }
 
 cls_MementoRead* sto_ObjectListReader::Next() {

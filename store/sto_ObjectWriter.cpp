@@ -1,29 +1,32 @@
 #include "store/sto_ObjectWriter.h"
 
+#include <utility>
+
 #include "metadata/cls_CollectionType.h"
 #include "store/sto_BlockKey.h"
 #include "store/sto_Checksum.h"
 #include "store/sto_ElementScope.h"
 
 sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth)
-    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth) {
+    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Record(session.TakeBuilder()) {
   if (depth > sto_Format::MaxNesting)
     session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
                                            std::to_string(sto_Format::MaxNesting) + " deep (at " +
                                            Describe() + ").");
-  m_Record.AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
+  m_Record->AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
 }
 
 sto_ObjectWriter::~sto_ObjectWriter() {
   if (IsUnwinding()) {
     m_Session.MarkIncomplete();
-    return;
+  } else {
+    try {
+      Finish();
+    } catch (...) {
+      m_Session.Keep(std::current_exception());
+    }
   }
-  try {
-    Finish();
-  } catch (...) {
-    m_Session.Keep(std::current_exception());
-  }
+  m_Session.ReturnBuilder(std::move(m_Record));
 }
 
 std::string sto_ObjectWriter::Describe() const {
@@ -59,13 +62,13 @@ bool sto_ObjectWriter::AgentWritesRecord() {
 void sto_ObjectWriter::Finish() {
   m_Session.CheckSave();
   unsigned int const classId = m_Class.Metadata().ClassId();
-  bool const lacksList = classId == cls_InternalListTypeId && !m_Record.HasList();
-  bool const lacksMap = classId == cls_InternalMapTypeId && !m_Record.HasMap();
+  bool const lacksList = classId == cls_InternalListTypeId && !m_Record->HasList();
+  bool const lacksMap = classId == cls_InternalMapTypeId && !m_Record->HasMap();
   if ((lacksList || lacksMap) && AgentWritesRecord()) return;
   if (lacksList)
     m_Session.Raise(sto_ErrorKind::Misuse, "No list was written for " + Describe() +
                                                ": its bulk array belongs to another store; detach it first.");
-  sto_Bytes const record = m_Record.Finish(m_Id);
+  sto_Bytes const& record = m_Record->Finish(m_Id);
   if (record.size() > sto_Format::MaxValueBytes)
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
                                              std::to_string(record.size()) + " bytes; at most " +

@@ -18,7 +18,7 @@ class sto_ObjectWriter {
   ~sto_ObjectWriter();
 
   [[nodiscard]] sto_Session& Session() noexcept { return m_Session; }
-  [[nodiscard]] sto_RecordBuilder& Record() noexcept { return m_Record; }
+  [[nodiscard]] sto_RecordBuilder& Record() noexcept { return *m_Record; }
   [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
   [[nodiscard]] sto_ClassInUse& Class() noexcept { return m_Class; }
   [[nodiscard]] int Depth() const noexcept { return m_Depth; }
@@ -68,5 +68,5 @@ class sto_ObjectWriter {
   int m_BlockCount = 0;
   bool m_HadAgent = false;
   int m_Exceptions = std::uncaught_exceptions();
-  sto_RecordBuilder m_Record;
+  std::unique_ptr<sto_RecordBuilder> m_Record; // the session's, for the time of the writing
 };

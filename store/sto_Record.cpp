@@ -59,15 +59,26 @@ void SkipText(sto_ByteReader& reader) {
 
 } // namespace
 
-bool sto_Record::Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, std::string& problem) {
-  m_Bytes = std::move(bytes);
+bool sto_Record::Decode(std::int64_t id, unsigned int classId, std::string& problem) {
+  problem.clear();
+  m_Parts.clear();
+  m_Fields.clear();
+  m_List.reset();
+  m_Map.reset();
+  m_GreatestId = 0;
   sto_ByteView view(m_Bytes);
-  if (!sto_Unseal(static_cast<std::uint64_t>(id), view)) {
+  if (!sto_Unseal(static_cast<std::uint64_t>(id), view))
     problem = "its checksum does not fit";
-    return false;
-  }
-  sto_ByteReader reader(view);
-  problem = "its record cannot be read";
+  else if (!DecodeAll(sto_ByteReader(view)))
+    problem = "its record cannot be read";
+  else if (m_Parts.front().m_ClassId != classId || m_Parts.front().m_Id != id)
+    problem = "its record belongs to another object";
+  else
+    return true;
+  return false;
+}
+
+bool sto_Record::DecodeAll(sto_ByteReader reader) {
   if (reader.U8() != sto_Format::RecordForm || !DecodeParts(reader)) return false;
   switch (reader.U8()) {
   case sto_Format::ContentNone:
@@ -87,13 +98,7 @@ bool sto_Record::Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, 
   default:
     return false;
   }
-  if (reader.Failed() || reader.Remaining() != 0) return false;
-  if (m_Parts.front().m_ClassId != classId || m_Parts.front().m_Id != id) {
-    problem = "its record belongs to another object";
-    return false;
-  }
-  problem.clear();
-  return true;
+  return !reader.Failed() && reader.Remaining() == 0;
 }
 
 bool sto_Record::TakeId(std::uint64_t id) noexcept {
@@ -106,21 +111,28 @@ bool sto_Record::DecodeParts(sto_ByteReader& reader) {
   std::uint64_t const partCount = reader.Varint();
   if (partCount == 0 || partCount > reader.Remaining() / MinPartBytes) return false;
   m_Parts.resize(static_cast<std::size_t>(partCount));
-  for (sto_Part& part : m_Parts) {
-    std::uint64_t const classId = reader.Varint();
-    std::int64_t const version = reader.ZigZag();
-    std::uint64_t const id = reader.Varint();
-    std::uint64_t const fieldCount = reader.Varint();
-    if (reader.Failed() || classId > std::numeric_limits<unsigned int>::max() || version > MaxInt ||
-        version < std::numeric_limits<int>::min() || !TakeId(id) ||
-        fieldCount > reader.Remaining() / MinFieldBytes)
-      return false;
-    part = {static_cast<unsigned int>(classId), static_cast<int>(version), static_cast<std::int64_t>(id), {}};
-    part.m_Fields.resize(static_cast<std::size_t>(fieldCount));
-    for (sto_Field& field : part.m_Fields)
-      if (!DecodeField(reader, field)) return false;
-  }
+  m_FieldCounts.resize(m_Parts.size());
+  for (std::size_t i = 0; i < m_Parts.size(); ++i)
+    if (!DecodePart(reader, m_Parts[i], m_FieldCounts[i])) return false;
+  sto_Field const* first = m_Fields.data();
+  for (std::size_t i = 0; i < m_Parts.size(); first += m_FieldCounts[i], ++i)
+    m_Parts[i].m_Fields = {first, m_FieldCounts[i]};
   return !reader.Failed();
+}
+
+bool sto_Record::DecodePart(sto_ByteReader& reader, sto_Part& part, std::size_t& fieldCount) {
+  std::uint64_t const classId = reader.Varint();
+  std::int64_t const version = reader.ZigZag();
+  std::uint64_t const id = reader.Varint();
+  std::uint64_t const count = reader.Varint();
+  if (reader.Failed() || classId > std::numeric_limits<unsigned int>::max() || version > MaxInt ||
+      version < std::numeric_limits<int>::min() || !TakeId(id) || count > reader.Remaining() / MinFieldBytes)
+    return false;
+  part = {static_cast<unsigned int>(classId), static_cast<int>(version), static_cast<std::int64_t>(id), {}};
+  fieldCount = static_cast<std::size_t>(count);
+  for (std::size_t i = 0; i < fieldCount; ++i)
+    if (!DecodeField(reader, m_Fields.emplace_back())) return false;
+  return true;
 }
 
 bool sto_Record::DecodeField(sto_ByteReader& reader, sto_Field& field) {
@@ -227,9 +239,22 @@ bool sto_Record::DecodeEntry(sto_ByteReader& reader, sto_MapHeader const& map) {
   return !reader.Failed();
 }
 
+void sto_RecordBuilder::Reset() noexcept {
+  m_PartCount = 0;
+  m_List.reset();
+  m_Map.reset();
+  m_Elements.clear();
+}
+
 std::size_t sto_RecordBuilder::AddPart(unsigned int classId, int version, std::int64_t id) {
-  m_Parts.push_back({classId, version, id, {}, {}});
-  return m_Parts.size() - 1;
+  if (m_PartCount == m_Parts.size()) m_Parts.emplace_back();
+  Part& part = m_Parts[m_PartCount];
+  part.m_ClassId = classId;
+  part.m_Version = version;
+  part.m_Id = id;
+  part.m_Fields.clear();
+  part.m_Bytes.clear();
+  return m_PartCount++;
 }
 
 sto_Bytes& sto_RecordBuilder::StartField(std::size_t partIndex, sto_FieldKey const& key) {
@@ -309,12 +334,13 @@ void sto_RecordBuilder::PutContent(sto_ByteWriter& writer) const {
   writer.Raw(m_Elements.data(), m_Elements.size());
 }
 
-sto_Bytes sto_RecordBuilder::Finish(std::int64_t id) const {
-  sto_Bytes bytes;
-  sto_ByteWriter writer(bytes);
+sto_Bytes const& sto_RecordBuilder::Finish(std::int64_t id) {
+  m_Output.clear();
+  sto_ByteWriter writer(m_Output);
   writer.U8(sto_Format::RecordForm);
-  writer.Varint(m_Parts.size());
-  for (Part const& part : m_Parts) {
+  writer.Varint(m_PartCount);
+  for (std::size_t i = 0; i < m_PartCount; ++i) {
+    Part const& part = m_Parts[i];
     writer.Varint(part.m_ClassId);
     writer.ZigZag(part.m_Version);
     writer.Varint(static_cast<std::uint64_t>(part.m_Id));
@@ -322,6 +348,6 @@ sto_Bytes sto_RecordBuilder::Finish(std::int64_t id) const {
     writer.Raw(part.m_Bytes.data(), part.m_Bytes.size());
   }
   PutContent(writer);
-  sto_Seal(static_cast<std::uint64_t>(id), bytes);
-  return bytes;
+  sto_Seal(static_cast<std::uint64_t>(id), m_Output);
+  return m_Output;
 }

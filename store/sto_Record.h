@@ -1,7 +1,9 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/sto_Codec.h"
@@ -30,7 +32,7 @@ struct sto_Part {
   unsigned int m_ClassId = 0;
   int m_Version = 0;
   std::int64_t m_Id = 0;
-  std::vector<sto_Field> m_Fields;
+  std::span<sto_Field const> m_Fields;
 };
 
 /// The list that an object is.
@@ -51,12 +53,25 @@ struct sto_MapHeader {
   sto_ByteView m_Entries; // of a decoded record: each key and each value was seen to fit
 };
 
-/// A stored object, decoded into views of its bytes. See docs/store-format.md for the grammar.
+/// A stored object, decoded into views of its bytes. See docs/store-format.md for the grammar. It may be used
+/// for one object after the other, and then keeps its memory.
 class sto_Record {
  public:
+  sto_Record() = default;
+  sto_Record(sto_Record const&) = delete; // it views itself
+  sto_Record& operator=(sto_Record const&) = delete;
+
+  /// The bytes that Decode decodes, to be filled in before.
+  [[nodiscard]] sto_Bytes& Bytes() noexcept { return m_Bytes; }
+
   /// Checks and decodes the bytes of object `id` of class `classId`. On failure returns false and says in
   /// `problem` what does not fit; nothing in the bytes is trusted.
-  [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, std::string& problem);
+  [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, std::string& problem);
+  /// The same of other bytes.
+  [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, std::string& problem) {
+    m_Bytes = std::move(bytes);
+    return Decode(id, classId, problem);
+  }
 
   [[nodiscard]] std::vector<sto_Part> const& Parts() const noexcept { return m_Parts; }
   [[nodiscard]] std::optional<sto_ListHeader> const& List() const noexcept { return m_List; }
@@ -67,7 +82,9 @@ class sto_Record {
  private:
   /// Notes an id; false for one that no object can have.
   [[nodiscard]] bool TakeId(std::uint64_t id) noexcept;
+  [[nodiscard]] bool DecodeAll(sto_ByteReader reader);
   [[nodiscard]] bool DecodeParts(sto_ByteReader& reader);
+  [[nodiscard]] bool DecodePart(sto_ByteReader& reader, sto_Part& part, std::size_t& fieldCount);
   [[nodiscard]] bool DecodeField(sto_ByteReader& reader, sto_Field& field);
   [[nodiscard]] bool DecodeList(sto_ByteReader& reader, bool inBlocks);
   [[nodiscard]] bool DecodeObjectIds(sto_ByteView elements, int count);
@@ -76,14 +93,20 @@ class sto_Record {
 
   sto_Bytes m_Bytes;
   std::vector<sto_Part> m_Parts;
+  std::vector<sto_Field> m_Fields; // of all parts
+  std::vector<std::size_t> m_FieldCounts;
   std::optional<sto_ListHeader> m_List;
   std::optional<sto_MapHeader> m_Map;
   std::int64_t m_GreatestId = 0;
 };
 
-/// Builds the bytes of one object from its parts, outermost class first.
+/// Builds the bytes of one object from its parts, outermost class first. It may be used for one object after
+/// the other, and then keeps its memory.
 class sto_RecordBuilder {
  public:
+  /// Starts over.
+  void Reset() noexcept;
+
   /// Adds a part and returns its index.
   std::size_t AddPart(unsigned int classId, int version, std::int64_t id);
 
@@ -105,8 +128,11 @@ class sto_RecordBuilder {
   [[nodiscard]] bool HasList() const noexcept { return m_List.has_value(); }
   [[nodiscard]] bool HasMap() const noexcept { return m_Map.has_value(); }
 
-  /// The finished record, with its checksum.
-  [[nodiscard]] sto_Bytes Finish(std::int64_t id) const;
+  /// The finished record, with its checksum. Valid until the builder is used again.
+  [[nodiscard]] sto_Bytes const& Finish(std::int64_t id);
+
+  /// Bytes of memory that the builder holds, about.
+  [[nodiscard]] std::size_t Capacity() const noexcept { return m_Output.capacity() + m_Elements.capacity(); }
 
  private:
   struct Field {
@@ -125,7 +151,9 @@ class sto_RecordBuilder {
   void PutContent(sto_ByteWriter& writer) const;
 
   std::vector<Part> m_Parts;
+  std::size_t m_PartCount = 0; // those in use; the others keep their memory
   std::optional<sto_ListHeader> m_List;
   std::optional<sto_MapHeader> m_Map;
   sto_Bytes m_Elements; // of the list or the map
+  sto_Bytes m_Output;
 };

@@ -6,6 +6,15 @@
 #include "store/sto_Exception.h"
 #include "store/sto_OpenAgent.h"
 
+namespace {
+
+/// Records and builders that have grown beyond this are not kept for the next object.
+constexpr std::size_t MaxSpareBytes = 65536;
+/// As many builders as objects hold each other are in use at once; of deeper nesting they are not kept.
+constexpr std::size_t MaxSpareBuilders = 16;
+
+} // namespace
+
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
                          cls_ClassRegistrar const& registrar)
     : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(registrar, m_Location) {}
@@ -184,16 +193,48 @@ std::optional<sto_FieldKey> sto_Session::KeyToRead(cls_FieldHandle const& field)
   return sto_FieldKey{nameId, field.FieldId()};
 }
 
+std::unique_ptr<sto_RecordBuilder> sto_Session::TakeBuilder() {
+  if (m_Builders.empty()) return std::make_unique<sto_RecordBuilder>();
+  std::unique_ptr<sto_RecordBuilder> builder = std::move(m_Builders.back());
+  m_Builders.pop_back();
+  builder->Reset();
+  return builder;
+}
+
+void sto_Session::ReturnBuilder(std::unique_ptr<sto_RecordBuilder> builder) noexcept {
+  if (builder == nullptr || builder->Capacity() > MaxSpareBytes || m_Builders.size() >= MaxSpareBuilders)
+    return;
+  try {
+    m_Builders.push_back(std::move(builder));
+  } catch (std::bad_alloc const&) { // then it goes
+  }
+}
+
+std::shared_ptr<sto_Record>& sto_Session::SpareRecord() {
+  for (std::size_t i = 0; i < m_Records.size(); ++i) {
+    std::shared_ptr<sto_Record>& record = m_Records[m_NextRecord];
+    if (record == nullptr) record = std::make_shared<sto_Record>();
+    if (record.use_count() == 1) return record;
+    m_NextRecord = (m_NextRecord + 1) % m_Records.size();
+  }
+  // All are in use: the place of one of them is for a new one.
+  std::shared_ptr<sto_Record>& place = m_Records[m_NextRecord];
+  place = std::make_shared<sto_Record>();
+  return place;
+}
+
 std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
   RaiseKept();
-  unsigned int classId = 0;
-  sto_Bytes bytes;
-  if (sto_OpenAgent* const agent = FindAgent(id)) agent->WriteRecord(); // its newest state
+  if (!m_Agents.empty())
+    if (sto_OpenAgent* const agent = FindAgent(id)) agent->WriteRecord(); // its newest state
   m_Catalogue.Load(*m_Driver); // messages name the class also when the program does not know it
-  if (!m_Driver->ReadObject(id, classId, bytes)) return nullptr;
-  auto record = std::make_shared<sto_Record>();
+  std::shared_ptr<sto_Record>& place = SpareRecord();
+  std::shared_ptr<sto_Record> const record = place;
+  unsigned int classId = 0;
+  if (!m_Driver->ReadObject(id, classId, record->Bytes())) return nullptr;
+  if (record->Bytes().capacity() > MaxSpareBytes) place.reset(); // it goes with its last user
   std::string problem;
-  if (!record->Decode(id, classId, std::move(bytes), problem))
+  if (!record->Decode(id, classId, problem))
     Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
                                       ") is damaged: " + problem + ".");
   if (record->GreatestId() >= m_NextId)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -116,6 +118,11 @@ class sto_Session {
 
   [[nodiscard]] sto_FieldKey KeyToWrite(cls_FieldHandle const& field);
 
+  /// A builder for the record of one object, and its way back: builders keep their memory, so that most
+  /// objects are written without any allocation for their records.
+  [[nodiscard]] std::unique_ptr<sto_RecordBuilder> TakeBuilder();
+  void ReturnBuilder(std::unique_ptr<sto_RecordBuilder> builder) noexcept;
+
   // --- reading
 
   /// The key of a field, none when the store has never seen the name.
@@ -137,6 +144,8 @@ class sto_Session {
   void RaiseKept();
 
  private:
+  /// A record that nobody uses, or a new one. Kept ones keep their memory.
+  [[nodiscard]] std::shared_ptr<sto_Record>& SpareRecord();
   void CheckVersions(std::int64_t id, sto_Record const& record) const;
   void DropNewTies(std::int64_t firstNewId) noexcept;
   /// The agents there are; a step with one of them may end others.
@@ -164,4 +173,7 @@ class sto_Session {
   std::int64_t m_SaveNumber = 0;
   std::unordered_map<std::int64_t, std::uint64_t> m_ListsOfSave;
   std::exception_ptr m_Kept;
+  std::array<std::shared_ptr<sto_Record>, 8> m_Records; // those that reads have used last
+  std::size_t m_NextRecord = 0;
+  std::vector<std::unique_ptr<sto_RecordBuilder>> m_Builders; // that nobody uses
 };

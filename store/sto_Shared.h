@@ -102,6 +102,8 @@ template <class T>
   if constexpr (sto_IsAdaptable<T>)
     if (typeid(*metadata) == typeid(cls_TypeAdapter<T>)) return true;
   if constexpr (sto_HasTypeId<T>) {
+    if (metadata->ClassId() != T::TypeId())
+      return false; // a derived class, which only its metadata can build
     if (dynamic_cast<cls_AbsTypeAdapter<T> const*>(metadata) != nullptr) return false;
     return sto_LeavesBuilding(*metadata, visitor, T::TypeId());
   }

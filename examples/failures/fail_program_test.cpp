@@ -1,7 +1,6 @@
 // Runs the program as a person would: every call is a process of its own.
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include <string>
 
 #include "tests/support/ProgramRun.h"
+#include "tests/support/StoreFile.h"
 
 namespace {
 
@@ -203,32 +203,21 @@ TEST_F(FailuresProgram, TellsWhyALoadTableCannotBeRead) {
 
 TEST_F(FailuresProgram, StoresEachFailureAsOneObjectOfItsClass) {
   Do("run");
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open_v2(Path("s.kvs").c_str(), &database, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-  auto const count = [&](std::string const& sql) {
-    sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(database, sql.c_str(), -1, &statement, nullptr), SQLITE_OK) << sql;
-    EXPECT_EQ(sqlite3_step(statement), SQLITE_ROW);
-    int const result = sqlite3_column_int(statement, 0);
-    sqlite3_finalize(statement);
-    return result;
-  };
+  SqlFile file(Path("s.kvs").string());
+  file.Unpack(); // records that share a row are in SQL's reach then
+  std::string const objectsOf = "SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = ";
   for (Expected const& expected : Failures) {
-    std::string const className = expected.className;
-    EXPECT_EQ(
-        count("SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = '" + className + "'"), 1)
-        << className;
-    EXPECT_EQ(count("SELECT count(*) FROM class AS c JOIN class AS b ON c.base_class_id = b.class_id "
-                    "WHERE b.name = 'nex_Exception' AND c.name = '" +
-                    className + "'"),
+    std::string const quoted = "'" + std::string(expected.className) + "'";
+    EXPECT_EQ(file.Integer(objectsOf + quoted), 1) << quoted;
+    EXPECT_EQ(file.Integer("SELECT count(*) FROM class AS c JOIN class AS b ON c.base_class_id = b.class_id "
+                           "WHERE b.name = 'nex_Exception' AND c.name = " +
+                           quoted),
               1)
-        << className;
+        << quoted;
   }
-  EXPECT_EQ(count("SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = 'fail_AnalysisModel'"),
-            8);
-  EXPECT_EQ(count("SELECT count(*) FROM root WHERE name LIKE 'analysis/%'"), 8);
-  EXPECT_EQ(count("SELECT count(*) FROM pragma_integrity_check WHERE integrity_check = 'ok'"), 1);
-  sqlite3_close(database);
+  EXPECT_EQ(file.Integer(objectsOf + "'fail_AnalysisModel'"), 8);
+  EXPECT_EQ(file.Integer("SELECT count(*) FROM root WHERE name LIKE 'analysis/%'"), 8);
+  EXPECT_EQ(IntegrityOf(Path("s.kvs").string()), "ok");
 }
 
 TEST_F(FailuresProgram, LeavesAStoreThatExistsAsItIs) {

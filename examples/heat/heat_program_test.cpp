@@ -1,7 +1,6 @@
 // Runs the program as a person would: every call is a process of its own.
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include <string>
 
 #include "tests/support/ProgramRun.h"
+#include "tests/support/StoreFile.h"
 
 namespace {
 
@@ -76,22 +76,12 @@ TEST_F(HeatProgram, AnalysesTheSurfaceOfTheBlock) {
 
 TEST_F(HeatProgram, WritesEachSharedObjectOnce) {
   ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open_v2(Path("bracket.kvs").c_str(), &database, SQLITE_OPEN_READONLY, nullptr),
-            SQLITE_OK);
-  auto const count = [&](char const* sql) {
-    sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(database, sql, -1, &statement, nullptr), SQLITE_OK);
-    EXPECT_EQ(sqlite3_step(statement), SQLITE_ROW);
-    int const result = sqlite3_column_int(statement, 0);
-    sqlite3_finalize(statement);
-    return result;
-  };
-  EXPECT_EQ(count("SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = 'heat_MeshModel'"), 1);
-  EXPECT_EQ(count("SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = 'heat_AnalysisModel'"),
-            1);
-  EXPECT_EQ(count("SELECT count(*) FROM pragma_integrity_check WHERE integrity_check = 'ok'"), 1);
-  sqlite3_close(database);
+  SqlFile file(Path("bracket.kvs").string());
+  file.Unpack(); // records that share a row are in SQL's reach then
+  std::string const objectsOf = "SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = ";
+  EXPECT_EQ(file.Integer(objectsOf + "'heat_MeshModel'"), 1);
+  EXPECT_EQ(file.Integer(objectsOf + "'heat_AnalysisModel'"), 1);
+  EXPECT_EQ(IntegrityOf(Path("bracket.kvs").string()), "ok");
 }
 
 TEST_F(HeatProgram, NamesAMeshThatIsNotThere) {
@@ -130,10 +120,7 @@ TEST_F(HeatProgram, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
 
 TEST_F(HeatProgram, RefusesAStoreOfANewerFormat) {
   ASSERT_EQ(Analyse(Data("bracket.msh"), "newer.kvs").status, 0);
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open(Path("newer.kvs").c_str(), &database), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(database, "PRAGMA user_version = 7", nullptr, nullptr, nullptr), SQLITE_OK);
-  sqlite3_close(database);
+  SqlFile(Path("newer.kvs").string()).Run("PRAGMA user_version = 7");
   std::string const before = Contents(Path("newer.kvs"));
   ExpectOneLine(Run("report " + Path("newer.kvs").string()), 1, "format version 7");
   EXPECT_EQ(Contents(Path("newer.kvs")), before);
@@ -141,14 +128,8 @@ TEST_F(HeatProgram, RefusesAStoreOfANewerFormat) {
 
 TEST_F(HeatProgram, NoticesDamagedBytes) {
   ASSERT_EQ(Analyse(Data("bracket.msh"), "damaged.kvs").status, 0);
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open(Path("damaged.kvs").c_str(), &database), SQLITE_OK);
-  ASSERT_EQ(
-      sqlite3_exec(database,
-                   "UPDATE block SET data = zeroblob(length(data)) WHERE key = (SELECT min(key) FROM block)",
-                   nullptr, nullptr, nullptr),
-      SQLITE_OK);
-  sqlite3_close(database);
+  SqlFile(Path("damaged.kvs").string())
+      .Run("UPDATE block SET data = zeroblob(length(data)) WHERE key = (SELECT min(key) FROM block)");
   ExpectOneLine(Run("report " + Path("damaged.kvs").string()), 1, "damaged");
 }
 
