@@ -90,6 +90,7 @@ set(KVL_STORE_SOURCES
   store/sto_ClassInUse.cpp
   store/sto_Classes.cpp
   store/sto_CollectionShape.cpp
+  store/sto_Collector.cpp
   store/sto_ElementScope.cpp
   store/sto_Exception.cpp
   store/sto_IdentityMap.cpp
@@ -238,6 +239,9 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Blob_test.cpp
   store/sto_Building_test.cpp
   store/sto_BulkArrays_test.cpp
+  store/sto_CollectorAgents_test.cpp
+  store/sto_CollectorDamage_test.cpp
+  store/sto_Collector_test.cpp
   store/sto_Damage_test.cpp
   store/sto_Exception_test.cpp
   store/sto_Golden_test.cpp
@@ -264,6 +268,7 @@ set(KVL_STORE_TEST_SOURCES
   tests/support/StoreFile.cpp)
 
 set(KVL_STORE_INTERNAL_TEST_SOURCES
+  store/sto_CollectorFaults_test.cpp
   store/sto_Hostile_test.cpp
   store/sto_IdentityMap_test.cpp
   store/sto_Record_test.cpp

@@ -43,6 +43,13 @@ long long BytesIn(int index, long long blobBytes) noexcept {
 sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id)
     : m_Session(session.Self()), m_Location(session.Location()), m_Id(id), m_Blocks(session, id) {
   if (id != 0 && session.InTransaction()) m_SeenChange = ReadHeader().m_Change;
+  session.OpenBlobs().insert(id);
+}
+
+sto_BlobAgent::~sto_BlobAgent() {
+  if (*m_Session == nullptr) return;
+  std::unordered_multiset<std::int64_t>& open = (*m_Session)->OpenBlobs();
+  open.erase(open.find(m_Id));
 }
 
 sto_Session& sto_BlobAgent::Session() const {

@@ -21,6 +21,9 @@ class sto_BlobAgent final : public cls_AgentBlob {
 
   /// `id` is 0 for a blob that is not stored: it is empty and takes nothing.
   sto_BlobAgent(sto_Session& session, std::int64_t id);
+  sto_BlobAgent(sto_BlobAgent const&) = delete;
+  sto_BlobAgent& operator=(sto_BlobAgent const&) = delete;
+  ~sto_BlobAgent() override;
 
   long long Size() override;
   long long Read(long long offset, long long sizeBytes, void* destination) override;

@@ -4,6 +4,7 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "store/sto_BlobAgent.h"
+#include "store/sto_ListCodec.h"
 #include "store/sto_ObjectListReader.h"
 #include "store/sto_StoredBlocks.h"
 
@@ -93,6 +94,9 @@ sto_Bytes sto_BranchCopy::MapIds(sto_ByteView ids) {
 }
 
 void sto_BranchCopy::CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder) {
+  if (!sto_HasWholeRows(list.m_Count, list.m_Width))
+    m_Source.Raise(sto_ErrorKind::Damaged,
+                   "The list of object " + std::to_string(id) + sto_UnevenRows(list.m_Count, list.m_Width));
   bool const holdsObjects = list.m_ElementType == sto_Format::ElementObject;
   sto_ByteView const content = std::exchange(list.m_Inline, {});
   if (list.m_InBlocks) {

@@ -29,24 +29,23 @@ sto_IdentityMap::Page* sto_IdentityMap::FindPage(std::int64_t number) const noex
   if (m_Latest != nullptr && m_Latest->m_Number == number) return m_Latest;
   auto const found = m_Segments.find(number / PagesInSegment);
   if (found == m_Segments.end()) return nullptr;
-  Page* const page = found->second->m_Pages[static_cast<std::size_t>(number % PagesInSegment)].get();
+  Page* const page = found->second.m_Pages[static_cast<std::size_t>(number % PagesInSegment)].get();
   if (page != nullptr) m_Latest = page;
   return page;
 }
 
 sto_IdentityMap::Page& sto_IdentityMap::MakePage(std::int64_t number) {
   auto page = std::make_unique<Page>(*this, number);
-  std::unique_ptr<Segment>& segment = m_Segments[number / PagesInSegment];
-  if (segment == nullptr) segment = std::make_unique<Segment>();
-  std::unique_ptr<Page>& place = segment->m_Pages[static_cast<std::size_t>(number % PagesInSegment)];
+  Segment& segment = m_Segments[number / PagesInSegment];
+  std::unique_ptr<Page>& place = segment.m_Pages[static_cast<std::size_t>(number % PagesInSegment)];
   place = std::move(page);
-  ++segment->m_Count;
+  ++segment.m_Count;
   return *(m_Latest = place.get());
 }
 
 void sto_IdentityMap::DropPage(std::int64_t number) noexcept {
   auto const found = m_Segments.find(number / PagesInSegment);
-  Segment& segment = *found->second;
+  Segment& segment = found->second;
   std::unique_ptr<Page>& page = segment.m_Pages[static_cast<std::size_t>(number % PagesInSegment)];
   if (m_Latest == page.get()) m_Latest = nullptr;
   page.reset();
@@ -86,9 +85,9 @@ void sto_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
   for (auto entry = m_Segments.begin(); entry != m_Segments.end();) {
     auto const& [number, segment] = *entry++; // a segment goes with its last page
     if ((number + 1) * IdsInSegment <= firstId) continue;
-    int left = segment->m_Count;
+    int left = segment.m_Count;
     for (std::size_t i = 0; left > 0; ++i) {
-      Page* const page = segment->m_Pages[i].get();
+      Page* const page = segment.m_Pages[i].get();
       if (page == nullptr) continue;
       --left; // the page may take the segment with it
       DropFromPage(*page, firstId);

@@ -95,8 +95,8 @@ class sto_IdentityMap {
   static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
   static std::size_t PlaceOf(std::int64_t id) noexcept { return static_cast<std::size_t>(id % IdsInPage); }
 
-  std::unordered_map<std::int64_t, std::unique_ptr<Segment>> m_Segments;
-  mutable Page* m_Latest = nullptr; // the page that was looked at last
+  std::unordered_map<std::int64_t, Segment> m_Segments; // its elements stay where they are
+  mutable Page* m_Latest = nullptr;                     // the page that was looked at last
   std::size_t m_Count = 0;
 };
 

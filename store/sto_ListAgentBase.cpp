@@ -19,6 +19,8 @@ int sto_ListAgentBase::TakeContent(std::shared_ptr<sto_Record const> const& reco
     Session().Raise(sto_ErrorKind::WrongClass,
                     Describe() + " is stored as a list of " + sto_ElementTypeName(list.m_ElementType) +
                         " and cannot be opened as one of " + sto_ElementTypeName(m_ElementType) + ".");
+  if (!sto_HasWholeRows(list.m_Count, list.m_Width))
+    Session().Raise(sto_ErrorKind::Damaged, Describe() + sto_UnevenRows(list.m_Count, list.m_Width));
   m_Count = list.m_Count;
   m_Width = list.m_Width;
   m_Inline = list.m_InBlocks ? sto_ByteView() : list.m_Inline;
@@ -27,6 +29,8 @@ int sto_ListAgentBase::TakeContent(std::shared_ptr<sto_Record const> const& reco
 }
 
 void sto_ListAgentBase::PutContent(sto_RecordBuilder& builder) {
+  if (!sto_HasWholeRows(m_Count, m_Width))
+    Session().Raise(sto_ErrorKind::Misuse, Describe() + sto_UnevenRows(m_Count, m_Width));
   sto_ListHeader header;
   header.m_ElementType = m_ElementType;
   header.m_Width = m_Width;

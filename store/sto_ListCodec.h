@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "platform/cow/cow_String.h"
 #include "store/sto_Codec.h"
 #include "store/sto_Format.h"
@@ -45,6 +47,16 @@ template <> struct sto_ElementCodec<cow_String> {
     return length == 0 ? cow_String() : cow_String(sto_AsText(reader.Raw(length - 1)));
   }
 };
+
+/// Whether the elements of a list are whole rows.
+[[nodiscard]] constexpr bool sto_HasWholeRows(int count, int width) noexcept {
+  return width <= 1 || count % width == 0;
+}
+/// What is wrong with a list whose elements are none, to follow its name.
+[[nodiscard]] inline std::string sto_UnevenRows(int count, int width) {
+  return " has " + std::to_string(count) + " elements, which are no whole number of rows of " +
+         std::to_string(width) + ".";
+}
 
 /// The id of an object that is an element of a list, 0 for no element.
 struct sto_ObjectId {

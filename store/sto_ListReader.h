@@ -11,7 +11,7 @@
 #include "store/sto_Session.h"
 
 /// Cursor over an object's list; holds one block at a time. Damaged when the stored bytes do not fit what the
-/// list says of itself.
+/// list says of itself, or are no whole number of rows.
 template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
  public:
   /// An empty list, of an object that is not there.
@@ -20,6 +20,9 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
   /// The list of object `id`, which `record` has.
   sto_ListReader(sto_Session& session, std::int64_t id, std::shared_ptr<sto_Record const> record)
       : m_Session(session), m_Id(id), m_Record(std::move(record)), m_List(*m_Record->List()) {
+    if (!sto_HasWholeRows(m_List.m_Count, m_List.m_Width))
+      m_Session.Raise(sto_ErrorKind::Damaged,
+                      "The list of " + Describe() + sto_UnevenRows(m_List.m_Count, m_List.m_Width));
     if (m_List.m_InBlocks) {
       // Before anybody makes room for the elements: the last one must be there, and the whole store cannot
       // be smaller than one of its lists.

@@ -10,7 +10,8 @@
 #include "store/sto_ObjectWriter.h"
 
 /// Builder of an object's list: full blocks go to the store as they fill, so a long list is never held in
-/// memory; a list of one short block stands in the object's record. Complete when it is deleted.
+/// memory; a list of one short block stands in the object's record. Complete when it is deleted; Misuse for
+/// elements that are no whole number of rows.
 template <class T> class sto_ListWriter : public cls_WriteListPrim<T> {
  public:
   sto_ListWriter(std::shared_ptr<sto_ObjectWriter> object, int width)
@@ -57,6 +58,9 @@ template <class T> class sto_ListWriter : public cls_WriteListPrim<T> {
   }
 
   void Complete() {
+    if (!sto_HasWholeRows(m_Count, m_Width))
+      m_Object->Session().Raise(sto_ErrorKind::Misuse,
+                                "The list of " + m_Object->Describe() + sto_UnevenRows(m_Count, m_Width));
     bool const isInline = m_Object->BlockCount() == 0 && m_Elements.size() <= sto_Format::InlineListBytes;
     if (isInline)
       m_Hash = sto_Checksum(m_Hash, m_Elements);

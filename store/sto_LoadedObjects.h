@@ -35,6 +35,7 @@ class sto_LoadedObjects {
                     [first = failed->m_Number](auto const& entry) { return entry.second.m_Number >= first; });
   }
 
+  [[nodiscard]] bool InLoad() const noexcept { return m_Depth > 0; }
   /// A load begins; one inside another is part of it.
   void Enter() noexcept { ++m_Depth; }
   /// A load ends; the outermost one forgets the objects.

@@ -6,6 +6,7 @@
 #include "store/sto_BlockKey.h"
 #include "store/sto_Checksum.h"
 #include "store/sto_ElementScope.h"
+#include "store/sto_OpenAgent.h"
 
 sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth)
     : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Record(session.TakeBuilder()) {
@@ -55,8 +56,12 @@ void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
 }
 
 bool sto_ObjectWriter::AgentWritesRecord() {
+  if (sto_OpenAgent* const agent = m_Session.FindAgent(m_Id)) {
+    agent->Synchronise(); // what is saved now must not hold a collection that another session has deleted
+    return true;
+  }
   // One that was let go in the same save has written it already.
-  return m_Session.FindAgent(m_Id) != nullptr || (m_HadAgent && m_Session.Driver().HasObject(m_Id));
+  return m_HadAgent && m_Session.Driver().HasObject(m_Id);
 }
 
 void sto_ObjectWriter::Finish() {

@@ -39,6 +39,9 @@ class sto_OpenAgent {
   /// A collection that is stored; `record` is its object. Damaged, WrongClass for one of another kind.
   void Open(std::shared_ptr<sto_Record const> const& record);
 
+  /// Reads the record again when another session has committed. In a transaction. NotFound when the
+  /// collection is not there any more.
+  void Synchronise();
   /// Lets every container write back what it has.
   void FlushHolders();
   /// Writes the collection's record if it has changed.
@@ -63,8 +66,6 @@ class sto_OpenAgent {
   /// "The list of object 7".
   [[nodiscard]] virtual std::string Describe() const = 0;
 
-  /// Reads the record again when another session has committed. In a transaction.
-  void Synchronise();
   /// Notes that the collection was written.
   void NoteChanged();
   /// Misuse outside of a write transaction.

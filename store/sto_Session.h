@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "store/sto_Catalogue.h"
@@ -68,6 +69,10 @@ class sto_Session {
   [[nodiscard]] sto_OpenAgent* FindAgent(std::int64_t collectionId) const noexcept;
   void AddAgent(sto_OpenAgent& agent);
   void RemoveAgent(sto_OpenAgent const& agent) noexcept;
+  /// The agents there are; a step with one of them may end others.
+  [[nodiscard]] std::vector<std::int64_t> AgentIds() const;
+  /// The blobs that have agents, one entry an agent.
+  [[nodiscard]] std::unordered_multiset<std::int64_t>& OpenBlobs() noexcept { return m_OpenBlobs; }
   /// Lets every container that is tied to a collection write back what it has. In a write transaction.
   void FlushHolders();
 
@@ -148,8 +153,6 @@ class sto_Session {
   [[nodiscard]] std::shared_ptr<sto_Record>& SpareRecord();
   void CheckVersions(std::int64_t id, sto_Record const& record) const;
   void DropNewTies(std::int64_t firstNewId) noexcept;
-  /// The agents there are; a step with one of them may end others.
-  [[nodiscard]] std::vector<std::int64_t> AgentIds() const;
   void WriteAgentRecords();
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
@@ -159,6 +162,7 @@ class sto_Session {
   sto_IdentityMap m_Identities;
   sto_LoadedObjects m_Loaded;
   std::unordered_map<std::int64_t, sto_OpenAgent*> m_Agents;
+  std::unordered_multiset<std::int64_t> m_OpenBlobs;
   std::weak_ptr<sto_ElementSave> m_ElementSave;
   std::weak_ptr<sto_ElementRead> m_ElementRead;
 

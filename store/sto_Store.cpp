@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "store/sqlite/sto_SqliteDriver.h"
+#include "store/sto_Collector.h"
 #include "store/sto_MementoRead.h"
 #include "store/sto_MementoWrite.h"
 #include "store/sto_OwnTransaction.h"
@@ -119,6 +120,28 @@ bool sto_Store::RemoveRoot(std::string_view root) {
   bool const removed = m_Session->Driver().RemoveRoot(root);
   transaction.Commit();
   return removed;
+}
+
+std::int64_t sto_Store::CollectGarbage() {
+  if (IsReadOnly()) m_Session->Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
+  sto_OwnTransaction transaction(*m_Session, true);
+  if (!m_Session->IsWriting() || m_Session->InSave() || m_Session->Loaded().InLoad())
+    m_Session->Raise(sto_ErrorKind::Misuse, "Collecting in a transaction that only reads, or while an object "
+                                            "is being saved or loaded.");
+  sto_Collector collector(*m_Session);
+  try {
+    collector.Mark();
+  } catch (...) {
+    // Nothing was written; a rollback would make containers drop what they have not written back yet.
+    try {
+      transaction.Commit();
+    } catch (...) { // rolled back then; the first failure is the one to tell
+    }
+    throw;
+  }
+  std::int64_t const count = collector.Sweep();
+  transaction.Commit();
+  return count;
 }
 
 std::int64_t sto_Store::ObjectCount() {

@@ -74,9 +74,10 @@ class KVL_EXPORT sto_Store {
   [[nodiscard]] bool IsReadOnly() const noexcept;
 
   /// Saves an object, and all that it holds, under a root name, in the place of what had that name (which
-  /// stays in the store without name). In the open transaction, or else in one of its own. Busy, ReadOnly,
-  /// Full, Unavailable. Misuse, naming it, for an undeclared class or attribute, or one that is declared as
-  /// something else. Conflict, for a class version that the store knows under another description.
+  /// stays in the store without name; see CollectGarbage). In the open transaction, or else in one of its
+  /// own. Busy, ReadOnly, Full, Unavailable. Misuse, naming it, for an undeclared class or attribute, or one
+  /// that is declared as something else. Conflict, for a class version that the store knows under another
+  /// description.
   template <class T> void Save(std::string_view root, T const& object) {
     SaveWith(root, &object, [](void const* untyped, cls_WriteVisitor const& visitor) {
       static_cast<T const*>(untyped)->DBWrite(visitor);
@@ -109,6 +110,23 @@ class KVL_EXPORT sto_Store {
   [[nodiscard]] std::vector<std::string> Roots();
   /// Takes a root name away; its object stays in the store without name. False when there is no such name.
   bool RemoveRoot(std::string_view root);
+
+  /// Deletes every object that no root leads to, with its blocks, and returns how many went. A root leads to
+  /// its object, and an object to what its fields hold and refer to and to the elements of its lists and maps
+  /// of objects. A reference to a base-class part leads nowhere, because no load can follow it. Collections
+  /// that an agent of this session has open (bulk arrays, lists and maps of objects, blobs) are kept, with
+  /// what they lead to. In the open transaction, or else in one of its own.
+  ///
+  /// Objects in memory are no roots. Their identities stay bound, so that saving them again writes them under
+  /// the ids that they had; no other object ever gets these. What only another session's memory leads to is
+  /// deleted: collections that it has open raise NotFound there, and its blobs are empty. The file keeps its
+  /// size; the room is used again.
+  ///
+  /// Misuse in a transaction that only reads, and while something is saved or loaded. Damaged, NewerFormat
+  /// for an object that cannot be read, or that is held and missing: then nothing is deleted. ReadOnly, Busy,
+  /// Full, Unavailable. Memory: one bit for each object that stays, 16 bytes for each that is met and not yet
+  /// read.
+  std::int64_t CollectGarbage();
 
   /// How many objects the store has (base-class parts are not counted on their own).
   [[nodiscard]] std::int64_t ObjectCount();
