@@ -6,14 +6,13 @@
 
 #include "bench/objects_Stored.h"
 
-/// How a store holds the objects under one root, and the only place that knows: a tree of holders, each with
-/// a field for each of up to `FanOut` children, the lowest of which are the objects.
+/// How a store holds the objects under one root, and the only place that knows: an object with a list of
+/// them.
 class objects_Holding {
  public:
   using Objects = std::span<std::unique_ptr<objects_Part>>;
 
   static constexpr unsigned int TypeId() noexcept { return 0x671003; }
-  static constexpr int FanOut = 32;
   static void Declare(cls_ClassRegistrar& registrar);
 
   /// Takes the objects.
@@ -24,7 +23,7 @@ class objects_Holding {
   void AddTo(objects_Tally& tally) const;
 
  private:
-  std::vector<std::unique_ptr<objects_Holding>> m_Holders;
-  std::vector<std::unique_ptr<objects_Part>> m_Objects; // when there are no holders
+  std::vector<std::unique_ptr<objects_Part>> m_Objects;
+  cls_Uid m_ListUid;
   cls_Uid m_Uid;
 };

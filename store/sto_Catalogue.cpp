@@ -106,7 +106,7 @@ std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {
 
 void sto_Catalogue::TakeName(std::string_view name, std::int64_t id) {
   constexpr std::int64_t MaxIndexed = 100'000; // a number that the store says may be damaged
-  if (!m_NameIds.emplace(name, id).second || id < 1 || id > MaxIndexed) return;
+  if (!m_NameIds.emplace(name, id).second || name.empty() || id < 1 || id > MaxIndexed) return;
   if (m_Names.size() <= static_cast<std::size_t>(id)) m_Names.resize(static_cast<std::size_t>(id) + 1);
   m_Names[static_cast<std::size_t>(id)] = cow_String(name);
 }

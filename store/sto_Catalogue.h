@@ -46,8 +46,12 @@ class sto_Catalogue {
   [[nodiscard]] bool IsKey(sto_FieldKey const& key, cls_FieldHandle const& field) const noexcept {
     if (key.m_NameId == 0) return field.Name().IsEmpty() && key.m_FieldId == field.FieldId();
     auto const index = static_cast<std::size_t>(key.m_NameId);
-    if (index >= m_Names.size() || field.Name().IsEmpty() || m_Names[index] != field.Name()) return false;
-    m_Names[index] = field.Name(); // the same text at the same place is seen at once
+    if (index >= m_Names.size()) return false;
+    cow_String& known = m_Names[index];
+    if (!known.HasText()) return false;
+    if (known.SharesBufferWith(field.Name())) return true;
+    if (known != field.Name()) return false;
+    known = field.Name(); // the same text at the same place is seen at once
     return true;
   }
 

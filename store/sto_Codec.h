@@ -71,28 +71,21 @@ class sto_ByteWriter {
 /// read.
 class sto_ByteReader {
  public:
-  explicit sto_ByteReader(sto_ByteView bytes) noexcept : m_Rest(bytes) {}
+  explicit sto_ByteReader(sto_ByteView bytes) noexcept
+      : m_Next(bytes.data()), m_End(bytes.data() + bytes.size()) {}
 
   [[nodiscard]] bool Failed() const noexcept { return m_Failed; }
-  [[nodiscard]] std::size_t Remaining() const noexcept { return m_Rest.size(); }
+  [[nodiscard]] std::size_t Remaining() const noexcept { return static_cast<std::size_t>(m_End - m_Next); }
 
   std::uint8_t U8() noexcept {
-    sto_ByteView const one = Raw(1);
-    return one.empty() ? std::uint8_t{0} : std::to_integer<std::uint8_t>(one[0]);
+    if (m_Next == m_End) return Fail();
+    return std::to_integer<std::uint8_t>(*m_Next++);
   }
 
   std::uint64_t Varint() noexcept {
-    std::uint64_t value = 0;
-    for (int shift = 0; shift < 64; shift += 7) {
-      std::uint8_t const byte = U8();
-      value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
-      if (byte < 0x80) {
-        if (shift == 63 && byte > 1) break;
-        return value;
-      }
-    }
-    m_Failed = true;
-    return 0;
+    // Nearly all are one byte long.
+    if (m_Next != m_End && *m_Next < std::byte{0x80}) return std::to_integer<std::uint64_t>(*m_Next++);
+    return LongVarint();
   }
 
   std::int64_t ZigZag() noexcept {
@@ -103,27 +96,66 @@ class sto_ByteReader {
   template <class T>
   requires std::is_arithmetic_v<T> T Number()
   noexcept {
-    sto_ByteView const raw = Raw(sizeof(T));
     T value{};
-    if (raw.empty()) return value;
-    std::memcpy(&value, raw.data(), sizeof value);
+    if (Remaining() < sizeof value) return static_cast<T>(Fail());
+    std::memcpy(&value, m_Next, sizeof value);
+    m_Next += sizeof value;
     return std::bit_cast<T>(sto_ToLittleEndian(value));
   }
 
   /// The next `size` bytes; none, and failed, when fewer remain.
   sto_ByteView Raw(std::uint64_t size) noexcept {
-    if (m_Failed || size > m_Rest.size()) {
-      m_Failed = true;
-      m_Rest = {};
+    if (size > Remaining()) {
+      Fail();
       return {};
     }
-    sto_ByteView const raw = m_Rest.first(static_cast<std::size_t>(size));
-    m_Rest = m_Rest.subspan(static_cast<std::size_t>(size));
+    sto_ByteView const raw(m_Next, static_cast<std::size_t>(size));
+    m_Next += size;
     return raw;
   }
 
  private:
-  sto_ByteView m_Rest;
+  std::uint64_t LongVarint() noexcept {
+    if constexpr (std::endian::native == std::endian::little)
+      if (Remaining() >= sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, m_Next, sizeof word);
+        // The first byte whose top bit is clear is the last one.
+        if (std::uint64_t const ends = ~word & 0x8080808080808080; ends != 0) {
+          m_Next += static_cast<std::size_t>(std::countr_zero(ends)) / 8 + 1;
+          return JoinSevens(word & (ends ^ (ends - 1)));
+        }
+      }
+    return VarintByBytes();
+  }
+
+  /// The lower seven bits of each byte, put together.
+  static std::uint64_t JoinSevens(std::uint64_t word) noexcept {
+    word &= 0x7F7F7F7F7F7F7F7F;
+    word = (word & 0x7F007F007F007F00) >> 1 | (word & 0x007F007F007F007F);
+    word = (word & 0x3FFF00003FFF0000) >> 2 | (word & 0x00003FFF00003FFF);
+    return (word & 0x0FFFFFFF00000000) >> 4 | (word & 0x000000000FFFFFFF);
+  }
+
+  std::uint64_t VarintByBytes() noexcept {
+    std::uint64_t value = 0;
+    for (int shift = 0; shift < 64; shift += 7) {
+      std::uint8_t const byte = U8();
+      value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
+      if (byte < 0x80) return shift == 63 && byte > 1 ? Fail() : value;
+    }
+    return Fail();
+  }
+
+  /// Nothing is left for a reader that has failed.
+  std::uint8_t Fail() noexcept {
+    m_Failed = true;
+    m_Next = m_End;
+    return 0;
+  }
+
+  std::byte const* m_Next;
+  std::byte const* m_End;
   bool m_Failed = false;
 };
 

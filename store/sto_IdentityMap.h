@@ -3,11 +3,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <new>
 #include <unordered_map>
 
 #include "persist/cls_Uid.h"
+#include "store/sto_PagePool.h"
 
 /// Ties the identities of a session's objects to their permanent ids in the store.
 ///
@@ -15,8 +15,9 @@
 /// from records to ids would take a new object for a dead one. The tie therefore lives in the identity's own
 /// history ring and is destroyed with it; the map only finds ties by id.
 ///
-/// Ids are given out one after the other, so the ties of 16 neighbours stand in one page, each at the place
-/// of its id: a tie costs no allocation and no entry of a table of its own.
+/// Ids are given out one after the other, so the ties of 31 neighbours stand in one page, each at the place
+/// of its id: a tie costs no allocation and no entry of a table of its own, and what it shares with its
+/// neighbours is found by its address.
 ///
 /// Invariants: 1. Each tie is in the ring of one live identity and in the page of its id. 2. An identity has
 /// at most one tie of a map, an id at most one tie. 3. A tie holds no reference: it never keeps an identity
@@ -36,14 +37,15 @@ class sto_IdentityMap {
 
     [[nodiscard]] std::int64_t Id() const noexcept;
 
-    /// The number of the save that last wrote the object; 0 for none.
-    std::int64_t m_WrittenInSave = 0;
+    /// Notes that a save writes the object; whether it has done so before.
+    bool NoteWritten(std::int64_t saveNumber) noexcept;
 
    private:
     friend class sto_IdentityMap;
-    Tie(Page& page, cls_UidCatalogEntry* entry) noexcept;
+    explicit Tie(cls_UidCatalogEntry* entry) noexcept;
+    [[nodiscard]] Page& InPage() const noexcept;
+    [[nodiscard]] std::size_t Place() const noexcept;
 
-    Page& m_Page;
     cls_UidCatalogEntry* m_Entry;
   };
 
@@ -67,39 +69,57 @@ class sto_IdentityMap {
   [[nodiscard]] std::size_t Count() const noexcept { return m_Count; }
 
  private:
-  static constexpr std::int64_t IdsInPage = 16;
-  static constexpr std::int64_t PagesInSegment = 256;
+  static constexpr std::int64_t IdsInPage = 31;
+  static constexpr std::int64_t PagesInSegment = 128;
+  static constexpr std::size_t PageBytes = 1024;
 
   struct Page {
-    Page(sto_IdentityMap& map, std::int64_t number) noexcept : m_Map(map), m_Number(number) {}
+    Page(sto_IdentityMap& map, std::int64_t firstId) noexcept : m_Map(map), m_FirstId(firstId) {}
     [[nodiscard]] Tie* At(std::size_t place) noexcept {
       return std::launder(reinterpret_cast<Tie*>(m_Ties) + place);
     }
     [[nodiscard]] bool Has(std::size_t place) const noexcept { return (m_Used >> place & 1) != 0; }
 
     sto_IdentityMap& m_Map;
-    std::int64_t m_Number;   // of its first id, by IdsInPage
-    unsigned int m_Used = 0; // one bit for each place that has a tie
+    std::int64_t m_FirstId;
+    std::int64_t m_Save = 0;    // the number of the save that m_Written is of
+    unsigned int m_Used = 0;    // one bit for each place that has a tie
+    unsigned int m_Written = 0; // one bit for each place whose object that save has written
     alignas(Tie) unsigned char m_Ties[IdsInPage * sizeof(Tie)];
   };
 
-  /// The pages of 4096 neighbouring ids, so that the table of segments stays small.
+  static_assert(sizeof(Page) <= PageBytes);
+
+  /// The pages of neighbouring ids, so that the table of segments stays small.
   struct Segment {
-    std::array<std::unique_ptr<Page>, PagesInSegment> m_Pages;
+    std::array<Page*, PagesInSegment> m_Pages{};
     int m_Count = 0;
   };
 
-  [[nodiscard]] Page* FindPage(std::int64_t number) const noexcept;
+  /// The page of an id, null for none.
+  [[nodiscard]] Page* PageWith(std::int64_t id) noexcept {
+    auto const offset = static_cast<std::uint64_t>(id - (m_Latest == nullptr ? 0 : m_Latest->m_FirstId));
+    return m_Latest != nullptr && offset < IdsInPage ? m_Latest : FindPage(id / IdsInPage);
+  }
+  [[nodiscard]] Page* FindPage(std::int64_t number) noexcept;
   Page& MakePage(std::int64_t number);
-  void DropPage(std::int64_t number) noexcept;
+  void DropPage(Page& page) noexcept;
   static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
-  static std::size_t PlaceOf(std::int64_t id) noexcept { return static_cast<std::size_t>(id % IdsInPage); }
 
+  sto_PagePool<PageBytes> m_Memory;
   std::unordered_map<std::int64_t, Segment> m_Segments; // its elements stay where they are
-  mutable Page* m_Latest = nullptr;                     // the page that was looked at last
+  Page* m_Latest = nullptr;                             // the page that was looked at last
   std::size_t m_Count = 0;
 };
 
+inline sto_IdentityMap::Page& sto_IdentityMap::Tie::InPage() const noexcept {
+  return *static_cast<Page*>(sto_PagePool<PageBytes>::PageOf(const_cast<Tie*>(this)));
+}
+
+inline std::size_t sto_IdentityMap::Tie::Place() const noexcept {
+  return static_cast<std::size_t>(this - InPage().At(0));
+}
+
 inline std::int64_t sto_IdentityMap::Tie::Id() const noexcept {
-  return m_Page.m_Number * IdsInPage + (this - m_Page.At(0));
+  return InPage().m_FirstId + static_cast<std::int64_t>(Place());
 }

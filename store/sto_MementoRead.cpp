@@ -94,26 +94,21 @@ template <class Use> bool WithInteger(sto_Field const& field, Use use) {
 
 } // namespace
 
-sto_Part const* sto_MementoRead::Part() const noexcept {
-  return m_Record == nullptr || m_Part >= m_Record->Parts().size() ? nullptr : &m_Record->Parts()[m_Part];
-}
-
 sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
-  sto_Part const* const part = Part();
-  if (part == nullptr) return nullptr;
-  std::size_t const count = part->m_Fields.size();
+  if (m_Part == nullptr) return nullptr;
+  std::span<sto_Field const> const fields = m_Part->m_Fields;
   // Most objects read what they wrote, in the same order; some ask twice for one attribute.
   for (std::size_t const likely : {m_NextField, m_NextField - 1})
-    if (likely < count && m_Session.Catalogue().IsKey(part->m_Fields[likely].m_Key, field)) {
+    if (likely < fields.size() && m_Session.Catalogue().IsKey(fields[likely].m_Key, field)) {
       m_NextField = likely + 1;
-      return &part->m_Fields[likely];
+      return &fields[likely];
     }
   std::optional<sto_FieldKey> const key = m_Session.KeyToRead(field);
   if (!key) return nullptr;
-  for (std::size_t index = 0; index < count; ++index) {
-    if (!(part->m_Fields[index].m_Key == *key)) continue;
+  for (std::size_t index = 0; index < fields.size(); ++index) {
+    if (!(fields[index].m_Key == *key)) continue;
     m_NextField = index + 1;
-    return &part->m_Fields[index];
+    return &fields[index];
   }
   return nullptr;
 }
@@ -121,9 +116,9 @@ sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
 std::string sto_MementoRead::Describe() const {
   if (m_Record == nullptr) return "an object that is not stored";
   std::string text = "object " + std::to_string(Id());
-  if (sto_Part const* const part = Part())
-    text += " (" + m_Session.Catalogue().ClassName(part->m_ClassId) + " version " +
-            std::to_string(part->m_Version) + ")";
+  if (m_Part != nullptr)
+    text += " (" + m_Session.Catalogue().ClassName(m_Part->m_ClassId) + " version " +
+            std::to_string(m_Part->m_Version) + ")";
   return text;
 }
 
@@ -138,10 +133,9 @@ cow_String sto_MementoRead::DbId() {
 }
 
 cls_Uid const& sto_MementoRead::GetUid() {
-  if (!m_Uid) {
-    sto_Part const* const part = Part();
-    m_Uid = part == nullptr ? cls_Uid::AllocateUid() : m_Session.Identities().IdentityOf(part->m_Id);
-  }
+  if (!m_Uid)
+    m_Uid.emplace(m_Part == nullptr ? cls_Uid::AllocateUid()
+                                    : m_Session.Identities().IdentityOf(m_Part->m_Id));
   return *m_Uid;
 }
 
@@ -188,7 +182,9 @@ std::shared_ptr<sto_Record const> sto_MementoRead::ReadElement(sto_Session& sess
 }
 
 cls_MementoRead* sto_MementoRead::Clone() {
-  return new sto_MementoRead(m_Session, m_Record, m_Part + 1, m_Depth);
+  sto_Part const* base = m_Part; // none above the last part
+  if (base != nullptr && ++base == m_Record->Parts().data() + m_Record->Parts().size()) base = nullptr;
+  return new sto_MementoRead(m_Session, m_Record, base, m_Depth);
 }
 
 bool sto_MementoRead::Read(cls_FieldHandle const& field, bool const& defaultValue) {
@@ -281,13 +277,11 @@ int sto_MementoRead::ReadBytes(cls_FieldHandle const& field, void* bytes, int ca
 }
 
 unsigned int sto_MementoRead::ClassId() const {
-  sto_Part const* const part = Part();
-  return part == nullptr ? 1 : part->m_ClassId;
+  return m_Part == nullptr ? 1 : m_Part->m_ClassId;
 }
 
 int sto_MementoRead::ClassVersion() const {
-  sto_Part const* const part = Part();
-  return part == nullptr ? -1 : part->m_Version;
+  return m_Part == nullptr ? -1 : m_Part->m_Version;
 }
 
 template <class T> cls_ReadListPrim<T>* sto_MementoRead::MakeList() {
@@ -447,10 +441,9 @@ void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String co
   if (found->m_Tag != sto_Format::Object) RaiseType(field, found->m_Tag, "collection");
   auto const stored = static_cast<cls_CollectionType>(std::to_integer<int>(found->m_Payload.back()));
   RequireMatch(stored, type, name);
-  sto_Part const& part = *Part();
   cls_ClassMetadata const* const metadata =
-      m_Session.Catalogue().Classes().ForVersion(part.m_ClassId, part.m_Version);
-  if (metadata == nullptr || metadata->Version() != part.m_Version) return;
+      m_Session.Catalogue().Classes().ForVersion(m_Part->m_ClassId, m_Part->m_Version);
+  if (metadata == nullptr || metadata->Version() != m_Part->m_Version) return;
   if (cls_AttributeMetadata const* const declared = metadata->FindAttribute(name))
     RequireMatch(stored, declared->m_CollectionType, name);
 }

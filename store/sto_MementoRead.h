@@ -16,7 +16,8 @@ class sto_MementoRead : public cls_MementoRead {
  public:
   /// The first part of a record (null for none) that `depth` objects hold.
   sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth)
-      : sto_MementoRead(session, std::move(record), 0, depth) {}
+      : m_Session(session), m_Record(std::move(record)),
+        m_Part(m_Record == nullptr ? nullptr : m_Record->Parts().data()), m_Depth(depth) {}
 
   /// A collection, as messages name it.
   struct Collection {
@@ -113,11 +114,10 @@ class sto_MementoRead : public cls_MementoRead {
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
 
  private:
-  sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, std::size_t part, int depth)
+  sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, sto_Part const* part,
+                  int depth)
       : m_Session(session), m_Record(std::move(record)), m_Part(part), m_Depth(depth) {}
 
-  /// The part that this memento stands on, null for none.
-  [[nodiscard]] sto_Part const* Part() const noexcept;
   [[nodiscard]] sto_Field const* Find(cls_FieldHandle const& field) const;
   [[nodiscard]] std::string Describe() const;
   [[noreturn]] void RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const;
@@ -136,7 +136,7 @@ class sto_MementoRead : public cls_MementoRead {
 
   sto_Session& m_Session;
   std::shared_ptr<sto_Record const> m_Record;
-  std::size_t m_Part;
+  sto_Part const* m_Part; // that this memento stands on, null for none
   int m_Depth;
   mutable std::size_t m_NextField = 0; // fields are mostly read in the order in which they were written
   std::optional<cls_Uid> m_Uid;

@@ -61,8 +61,7 @@ void SkipText(sto_ByteReader& reader) {
 
 bool sto_Record::Decode(std::int64_t id, unsigned int classId, std::string& problem) {
   problem.clear();
-  m_Parts.clear();
-  m_Fields.clear();
+  m_FieldCount = 0;
   m_List.reset();
   m_Map.reset();
   m_GreatestId = 0;
@@ -130,8 +129,10 @@ bool sto_Record::DecodePart(sto_ByteReader& reader, sto_Part& part, std::size_t&
     return false;
   part = {static_cast<unsigned int>(classId), static_cast<int>(version), static_cast<std::int64_t>(id), {}};
   fieldCount = static_cast<std::size_t>(count);
-  for (std::size_t i = 0; i < fieldCount; ++i)
-    if (!DecodeField(reader, m_Fields.emplace_back())) return false;
+  if (m_Fields.size() < m_FieldCount + fieldCount) m_Fields.resize(m_FieldCount + fieldCount);
+  for (sto_Field& field : std::span(m_Fields).subspan(m_FieldCount, fieldCount))
+    if (!DecodeField(reader, field)) return false;
+  m_FieldCount += fieldCount;
   return true;
 }
 

@@ -65,7 +65,7 @@ class sto_Record {
   [[nodiscard]] sto_Bytes& Bytes() noexcept { return m_Bytes; }
 
   /// Checks and decodes the bytes of object `id` of class `classId`. On failure returns false and says in
-  /// `problem` what does not fit; nothing in the bytes is trusted.
+  /// `problem` what does not fit; nothing in the bytes is trusted, and nothing that was decoded may be used.
   [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, std::string& problem);
   /// The same of other bytes.
   [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, std::string& problem) {
@@ -93,7 +93,8 @@ class sto_Record {
 
   sto_Bytes m_Bytes;
   std::vector<sto_Part> m_Parts;
-  std::vector<sto_Field> m_Fields; // of all parts
+  std::vector<sto_Field> m_Fields; // of all parts, and places that earlier objects have needed
+  std::size_t m_FieldCount = 0;
   std::vector<std::size_t> m_FieldCounts;
   std::optional<sto_ListHeader> m_List;
   std::optional<sto_MapHeader> m_Map;

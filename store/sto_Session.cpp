@@ -162,7 +162,7 @@ std::int64_t sto_Session::TakeId() {
 }
 
 bool sto_Session::WasReached(sto_IdentityMap::Tie& tie) noexcept {
-  return std::exchange(tie.m_WrittenInSave, m_SaveNumber) == m_SaveNumber;
+  return tie.NoteWritten(m_SaveNumber);
 }
 
 void sto_Session::CheckSameList(std::int64_t id, std::uint64_t hash, char const* what) {

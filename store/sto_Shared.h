@@ -99,11 +99,11 @@ template <class T> [[nodiscard]] cls_ClassMetadata const* sto_MetadataAs(cls_Rea
 template <class T>
 [[nodiscard]] bool sto_BuildsItself(cls_ClassMetadata const* metadata, cls_ReadVisitor const& visitor) {
   if (metadata == nullptr) return true;
-  if constexpr (sto_IsAdaptable<T>)
-    if (typeid(*metadata) == typeid(cls_TypeAdapter<T>)) return true;
   if constexpr (sto_HasTypeId<T>) {
     if (metadata->ClassId() != T::TypeId())
       return false; // a derived class, which only its metadata can build
+    if constexpr (sto_IsAdaptable<T>)
+      if (typeid(*metadata) == typeid(cls_TypeAdapter<T>)) return true;
     if (dynamic_cast<cls_AbsTypeAdapter<T> const*>(metadata) != nullptr) return false;
     return sto_LeavesBuilding(*metadata, visitor, T::TypeId());
   }
