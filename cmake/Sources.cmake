@@ -264,6 +264,12 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Store_test.cpp
   store/sto_Transaction_test.cpp
   store/sto_Values_test.cpp
+  store/sto_WrapperMaps_test.cpp
+  store/sto_WrapperSharing_test.cpp
+  store/sto_WrapperStrings_test.cpp
+  store/sto_WrapperTables_test.cpp
+  store/sto_Wrappers_test.cpp
+  tests/support/HeapCount.cpp
   tests/support/StoreFaultVfs.cpp
   tests/support/StoreFile.cpp)
 

@@ -228,6 +228,19 @@ TYPED_TEST(Array2dPrim, AppendBlockGoesStraightToStorage) {
   array.Release();
 }
 
+TYPED_TEST(Array2dPrim, ACopyOfAnAssociatedArrayHoldsTheAgentToo) {
+  StoredList<TypeParam> list(10);
+  cls_2dArrayPrim<TypeParam> array(this->Reader(list));
+  array.SetColumns(5);
+  list.TakeCalls();
+  cls_2dArrayPrim<TypeParam> copy(array);
+  EXPECT_EQ(list.TakeCalls(), Lines({"AddReference", "RegisterHolder"}));
+  EXPECT_EQ(list.m_Holders.back(), &copy);
+  EXPECT_EQ(copy.Columns(), 5);
+  EXPECT_EQ(copy.ConstGet(1, 2), this->Element(7));
+  copy.Release();
+}
+
 // --- Assignment, which is not the base's.
 
 TYPED_TEST(Array2dPrim, AssignmentSharesWhatIsInMemory) {

@@ -228,6 +228,13 @@ TYPED_TEST(ArrayPrimAssociation, WhatIsWrittenReadsBack) {
   this->m_Array.Detach();
 }
 
+TYPED_TEST(ArrayPrimAssociation, OfANegativeLengthTakesTheStoredLength) {
+  this->m_Recorder.template StoreList<TypeParam>(std::vector<TypeParam>(7));
+  this->m_Array.SetLength(-5);
+  EXPECT_EQ(this->WriteField(), this->FieldLines({"listAgent1.Count() = int 7"}));
+  EXPECT_EQ(this->m_Array.Size(), 7);
+}
+
 TEST_F(ArrayPrimStored, RegistersItselfAsHolder) {
   Array& array = Open(10);
   EXPECT_EQ(m_List.m_Holders, std::vector<cls_PC*>({&array}));
@@ -241,6 +248,30 @@ TEST_F(ArrayPrimStored, ElementsOfAnOverwrittenListBehindTheOwnStay) {
   StoreAs(array, m_List);
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "cls_ArrayPrim::DBWrite: Index conflicts(s) in list.");
   EXPECT_EQ(m_List.m_Elements, std::vector<int>({100, 101, 102, 4, 5}));
+  array.Release();
+}
+
+TEST_F(ArrayPrimStored, BlocksOfAnArrayCutToNothingAreEvictedAtTheFirstAccess) {
+  cls_ArrayPrim<int> array;
+  for (int i = 0; i < 5000; ++i) array.Append(Element(i)); // the last block is the one that was found last
+  array.SetLength(0);
+  m_List.m_Elements.assign(5000, 9);
+  StoreAs(array, m_List);
+  EXPECT_EQ(array.Size(), 5000);
+  m_List.TakeCalls();
+  EXPECT_EQ(array.ConstGet(4999), Element(4999));
+  EXPECT_EQ(Calls(), Lines({"WriteRun(0, 2048)", "WriteRun(2048, 2048)"}));
+  array.Release();
+}
+
+TEST_F(ArrayPrimStored, BlocksThatAFailedAssociationLeftAreEvictedAtTheNextAccess) {
+  cls_ArrayPrim<int> array;
+  for (int i = 0; i < 5000; ++i) array.Append(Element(i));
+  m_List.m_FailingWrites = 1;
+  EXPECT_THROW(StoreAs(array, m_List), BackEndFailure);
+  m_List.TakeCalls();
+  EXPECT_EQ(array.ConstGet(4999), Element(4999));
+  EXPECT_EQ(Calls(), Lines({"WriteRun(0, 2048)", "WriteRun(2048, 2048)"}));
   array.Release();
 }
 
@@ -306,6 +337,18 @@ TEST_F(ArrayPrimStored, AppendingAtABlocksEndReadsNothing) {
   array.Flush();
   EXPECT_EQ(Calls(), Lines({"ReadOnly", "WriteRun(2048, 1)", "EndFlush"}));
   EXPECT_EQ(m_List.Count(), 2049);
+}
+
+TEST_F(ArrayPrimStored, AppendingAcrossABlocksEndWritesTheFullBlockAndReadsNothing) {
+  Array& array = Open(2047);
+  array.Append(1);
+  EXPECT_EQ(Calls(), Lines({"ReadRun(0, 2047)"}));
+  array.Append(2);
+  EXPECT_EQ(Calls(), Lines({"WriteRun(0, 2048)"}));
+  array.Release();
+  EXPECT_EQ(Calls(), Lines({"WriteRun(2048, 1)"}));
+  EXPECT_EQ(m_List.m_Elements[2047], 1);
+  EXPECT_EQ(m_List.m_Elements[2048], 2);
 }
 
 TEST_F(ArrayPrimStored, AppendingWithinABlockReadsItFirst) {
@@ -401,6 +444,25 @@ TEST_F(ArrayPrimStored, FlushWritesAChangedBlockOnceAndSignalsEachTime) {
   EXPECT_EQ(Calls(), Lines({"ReadOnly", "EndFlush"}));
   EXPECT_EQ(array.ConstGet(2500), 6);
   EXPECT_EQ(Calls(), Lines());
+}
+
+TEST_F(ArrayPrimStored, FlushWritesAllChangedBlocksInAscendingOrderAndSignalsOnce) {
+  cls_ArrayPrim<int> array;
+  StoreAs(array, m_List);
+  cls_ArrayPrim<int> const holder(array); // the agent stays
+  array.Detach();                         // the blocks that it makes stay, and the holder sees them
+  for (int i = 0; i < 7000; ++i) array.Append(Element(i));
+  static_cast<void>(array.ConstGet(100));
+  cls_ArrayPrim<int> associated(holder);
+  associated.SetLength(7000);
+  Calls();
+  associated.Flush();
+  EXPECT_EQ(Calls(), Lines({"ReadOnly", "WriteRun(0, 2048)", "WriteRun(2048, 2048)", "WriteRun(4096, 2048)",
+                            "WriteRun(6144, 856)", "EndFlush"}));
+  EXPECT_EQ(m_List.Count(), 7000);
+  associated.Flush();
+  EXPECT_EQ(Calls(), Lines({"ReadOnly", "EndFlush"}));
+  array.DropBlocks();
 }
 
 TEST_F(ArrayPrimStored, FlushWithoutBlocksSignalsOnly) {

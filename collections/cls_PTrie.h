@@ -4,6 +4,7 @@
 #include <typeinfo>
 
 #include "collections/cls_PTrieNode.h"
+#include "persist/cls_Uid.h"
 
 /// Sparse map from an integer key to a value: a critical-bit trie over the key's bit image. One branch for
 /// each critical bit, one leaf for each key; a look-up tests one bit a branch and compares the key once.
@@ -215,3 +216,10 @@ template <class K, class V, int W> bool cls_PTrie<K, V, W>::Verify() const {
   }
   return count == m_Count && (m_Root == nullptr) == (m_Count == 0);
 }
+
+// The trie of identities stands in the library, for the modules that build on it.
+extern template class KVL_EXPORT cls_PTrieNode<int, cls_Uid, 1>;
+extern template class KVL_EXPORT cls_PTrieInternalNode<int, cls_Uid, 1>;
+extern template class KVL_EXPORT cls_PTrieLeafNode<int, cls_Uid, 1>;
+extern template class KVL_EXPORT cls_PTrie<int, cls_Uid, 1>;
+extern template class KVL_EXPORT cls_PTrieIter<int, cls_Uid, 1>;

@@ -3,8 +3,16 @@
 #include <cstddef>
 #include <new>
 
+#include "collections/cls_PTrie.h"
+
 template class thr_ThreadSingletonBase<cls_PTrieHeap>;
 template class thr_ThreadSingleton<cls_PTrieHeap>;
+
+template class cls_PTrieNode<int, cls_Uid, 1>;
+template class cls_PTrieInternalNode<int, cls_Uid, 1>;
+template class cls_PTrieLeafNode<int, cls_Uid, 1>;
+template class cls_PTrie<int, cls_Uid, 1>;
+template class cls_PTrieIter<int, cls_Uid, 1>;
 
 cls_PTrieHeap::~cls_PTrieHeap() {
   while (m_Chunks != nullptr) {

@@ -133,6 +133,21 @@ TEST_F(BlobWriter, FailureOfTheBackEndPasses) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
 }
 
+TEST_F(BlobWriter, FailureToOpenTheAgentPassesAndLeavesNoMemento) {
+  m_Recorder.FailAt("MakeAgentBlob");
+  cls_WriteVisitor const visitor(m_Recorder.NewWriter());
+  EXPECT_THROW(cls_BlobWriter(visitor, m_Field, m_Uid), BackEndFailure);
+  EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
+}
+
+TEST_F(BlobWriter, FailureToOpenTheAgentLeavesAMementoThatTheBackEndKeeps) {
+  m_Recorder.FailAt("MakeAgentBlob");
+  m_Recorder.Keep("write2");
+  cls_WriteVisitor const visitor(m_Recorder.NewWriter());
+  EXPECT_THROW(cls_BlobWriter(visitor, m_Field, m_Uid), BackEndFailure);
+  EXPECT_EQ(m_Recorder.Live(), Lines({"write1", "write2"}));
+}
+
 TEST_F(BlobReader, OpensTheAgentThenTakesTheIdentity) {
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   cls_BlobReader const reader(visitor, m_Field, m_Uid);
@@ -215,6 +230,26 @@ TEST_F(BlobReader, FailureOfTheBackEndPassesAndLeavesTheIdentity) {
   EXPECT_THROW(cls_BlobReader(visitor, m_Field, m_Uid), BackEndFailure);
   EXPECT_EQ(m_Uid.Entry(), entry);
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
+}
+
+TEST_F(BlobReader, FailureAfterTheMementoIsMadePassesAndLeavesNothing) {
+  cls_UidCatalogEntry const* const entry = m_Uid.Entry();
+  for (char const* const operation : {"MakeAgentBlob", "GetUid"}) {
+    Recorder recorder;
+    recorder.FailAt(operation);
+    cls_ReadVisitor const visitor(recorder.NewReader());
+    EXPECT_THROW(cls_BlobReader(visitor, m_Field, m_Uid), BackEndFailure) << operation;
+    EXPECT_EQ(recorder.Live(), Lines({"read1"})) << operation;
+    EXPECT_EQ(m_Uid.Entry(), entry) << operation;
+  }
+}
+
+TEST_F(BlobReader, FailureAfterTheMementoIsMadeLeavesWhatTheBackEndKeeps) {
+  m_Recorder.KeepAll();
+  m_Recorder.FailAt("GetUid");
+  cls_ReadVisitor const visitor(m_Recorder.NewReader());
+  EXPECT_THROW(cls_BlobReader(visitor, m_Field, m_Uid), BackEndFailure);
+  EXPECT_EQ(m_Recorder.Live(), Lines({"read1", "read2", "blobAgent1"}));
 }
 
 TEST_F(Blob, ReaderAndWriterAreNotCopied) {

@@ -87,6 +87,19 @@ TEST_F(ReadVisitor, LeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
+TEST_F(ReadVisitor, LeavesBasePartsAndObjectsOfFieldsThatTheBackEndKeeps) {
+  cls_ReadVisitor const visitor(m_Recorder.NewReader());
+  m_Recorder.KeepAll();
+  {
+    cls_ReadVisitor const copy(visitor); // NOLINT(performance-unnecessary-copy-initialization)
+    cls_ReadVisitor const child(visitor, m_Field);
+    m_Recorder.TakeLines();
+  }
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({"read3.NeedsDeletion() = bool false", "read2.NeedsDeletion() = bool false"}));
+  EXPECT_EQ(m_Recorder.Live(), Lines({"read1", "read2", "read3"}));
+}
+
 TEST_F(ReadVisitor, AsksForDeletionOnlyAtItsEnd) {
   m_Recorder.Keep("read1");
   {

@@ -203,6 +203,25 @@ TEST_F(WriteVisitor, LeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
 }
 
+TEST_F(WriteVisitor, LeavesTheMementosThatTheBackEndKeepsHoweverItWasMade) {
+  RecordingListObjWriter list(m_Recorder);
+  cls_WriteRequestListObj const request(&list);
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  m_Recorder.KeepAll();
+  {
+    cls_WriteVisitor const field(parent, m_Field, nullptr, &m_Object);
+    cls_WriteVisitor const cow(parent, m_Field, &m_Cow, nullptr);
+    cls_WriteVisitor const base(parent, BaseClassId);
+    cls_WriteVisitor const element(request, &m_Object);
+    for (cls_WriteVisitor const* visitor : {&field, &cow, &base, &element})
+      EXPECT_EQ(visitor->StartWrite(ClassId, m_Uid), 1);
+    m_Recorder.TakeLines();
+  }
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({"write5.NeedsDeletion() = bool false", "write4.NeedsDeletion() = bool false",
+                   "write3.NeedsDeletion() = bool false", "write2.NeedsDeletion() = bool false"}));
+}
+
 TEST_F(WriteVisitor, AsksForDeletionOnlyAtItsEnd) {
   m_Recorder.Keep("write2");
   cls_WriteVisitor const parent(m_Recorder.NewWriter());

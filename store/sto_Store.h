@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <typeinfo>
 #include <vector>
 
@@ -13,6 +14,8 @@
 #include "store/sto_Exception.h"
 #include "store/sto_Options.h"
 #include "store/sto_Shared.h"
+#include "wrappers/cls_xpString.h"
+#include "wrappers/cls_xpTrString.h"
 
 class sto_ReadTransaction;
 class sto_Session;
@@ -80,7 +83,11 @@ class KVL_EXPORT sto_Store {
   /// description.
   template <class T> void Save(std::string_view root, T const& object) {
     SaveWith(root, &object, [](void const* untyped, cls_WriteVisitor const& visitor) {
-      static_cast<T const*>(untyped)->DBWrite(visitor);
+      auto const& typed = *static_cast<T const*>(untyped);
+      // These two write into an object that somebody else has started.
+      if constexpr (std::is_same_v<T, cls_xpString> || std::is_same_v<T, cls_xpTrString>)
+        if (visitor.StartWrite(T::TypeId(), typed.Uid()) == 0) return;
+      typed.DBWrite(visitor);
     });
   }
 

@@ -130,6 +130,18 @@ TEST_F(XoMapTest, WritesNothingToAnObjectThatTheBackEndDeclined) {
   EXPECT_EQ(m_Recorder.TakeLines().size(), 2U); // the start and the check of the collection type
 }
 
+TEST_F(XoMapTest, SkipsTheEntriesThatTheBackEndDeclined) {
+  m_Recorder.DeclineObjects();
+  cls_WriteVisitor const visitor(m_Recorder.NewWriter());
+  m_Map.DBWrite(visitor);
+  EXPECT_EQ(
+      m_Recorder.TakeLines(),
+      Lines({"write1.MakeWriteMapString2Obj() = mapObjWriter1",
+             R"(mapObjWriter1.MakeWriteObjWithPtr(string "a", uint 0x230001, uid uid-a, value-a) = null)",
+             R"(mapObjWriter1.MakeWriteObjWithPtr(string "b", uint 0x230001, uid uid-b, value-b) = null)",
+             "mapObjWriter1.NeedsDeletion() = bool true", "~mapObjWriter1"}));
+}
+
 TEST_F(XoMapTest, AFailingWriteStepPassesThroughAndLeaksNothing) {
   struct Step {
     char const* m_Operation;

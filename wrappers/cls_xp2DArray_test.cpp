@@ -506,6 +506,15 @@ TEST(Table2DOwner, IsKeptAndCopiedAndStaysWhenAContainerIsAssigned) {
   EXPECT_EQ(copy.OwnerUid(), &owner);
 }
 
+TEST(Table2DOwner, IsKnownToTablesOfDoubleOnly) {
+  static_assert(std::is_constructible_v<cls_xp2DArrayDouble, cls_ReadVisitor const&, cls_Uid*>);
+  static_assert(!std::is_constructible_v<cls_xp2DArrayDouble, cls_ReadVisitor const&>);
+  static_assert(std::is_constructible_v<cls_xp2DArrayFloat, cls_ReadVisitor const&>);
+  static_assert(!std::is_constructible_v<cls_xp2DArrayFloat, cls_ReadVisitor const&, cls_Uid*>);
+  static_assert(std::is_constructible_v<cls_xp2DArrayInt, cls_ReadVisitor const&>);
+  static_assert(!std::is_constructible_v<cls_xp2DArrayInt, cls_ReadVisitor const&, cls_Uid*>);
+}
+
 TEST(Table2DOwner, IsNullWhereNoneWasGiven) {
   EXPECT_EQ(cls_xp2DArrayDouble(1, 1).OwnerUid(), nullptr);
   EXPECT_EQ(cls_xp2DArrayDoubleFromCow(cow_2DArray<double>()).OwnerUid(), nullptr);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/WrapperCases.h"
 
@@ -168,6 +170,13 @@ TYPED_TEST(WrapperIdentity, DestroyingAWrapperReleasesItsIdentity) {
     EXPECT_EQ(uid.Entry()->m_RefCount, 2U);
   }
   EXPECT_EQ(uid.Entry()->m_RefCount, 1U);
+}
+
+TYPED_TEST(WrapperIdentity, OnlyArrayListsAreReadWithAnOwner) {
+  using W = typename TypeParam::Wrapper;
+  constexpr bool IsArrayList = std::is_base_of_v<cow_1DArrayList<typename TypeParam::Element>, W>;
+  static_assert(std::is_constructible_v<W, cls_ReadVisitor const&, cls_Uid*> == IsArrayList);
+  static_assert(std::is_constructible_v<W, cls_ReadVisitor const&> == !IsArrayList);
 }
 
 TEST(ArrayListOwner, IsCopiedWithTheWrapper) {

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The table of a node kind is not exported, so its length is not to be seen.
+/// The tables of these node kinds are not exported, so their lengths are not to be seen.
 template <class AnyNode, class K, class V, int W> void ExpectNodeSlots() {
   using Trie = cls_PTrie<K, V, W>;
   SlotList<AnyNode> list;
@@ -30,4 +30,10 @@ TEST(TrieSlots, NodesOfTwoWordKeysHaveTheSameSlots) {
   ExpectNodeSlots<cls_PTrieNode<long long, int, 2>, long long, int, 2>();
   ExpectNodeSlots<cls_PTrieInternalNode<long long, int, 2>, long long, int, 2>();
   ExpectNodeSlots<cls_PTrieLeafNode<long long, int, 2>, long long, int, 2>();
+}
+
+TEST(TrieSlots, TrieOfIdentitiesIsExported) {
+  EXPECT_EQ(ExportedSlots(typeid(cls_PTrieNode<int, cls_Uid, 1>)), 5);
+  EXPECT_EQ(ExportedSlots(typeid(cls_PTrieInternalNode<int, cls_Uid, 1>)), 5);
+  EXPECT_EQ(ExportedSlots(typeid(cls_PTrieLeafNode<int, cls_Uid, 1>)), 5);
 }
