@@ -287,8 +287,11 @@ set(KVL_CONTRACT_TEST_SOURCES
   tests/contract/Agents_test.cpp
   tests/contract/Blobs_test.cpp
   tests/contract/Branches_test.cpp
+  tests/contract/Collecting_test.cpp
+  tests/contract/ContractContent.cpp
   tests/contract/ContractMain.cpp
   tests/contract/ContractTest.cpp
+  tests/contract/Copies_test.cpp
   tests/contract/Coverage.cpp
   tests/contract/Extremes_test.cpp
   tests/contract/Huge_test.cpp

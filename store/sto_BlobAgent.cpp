@@ -42,7 +42,7 @@ long long BytesIn(int index, long long blobBytes) noexcept {
 
 sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id)
     : m_Session(session.Self()), m_Location(session.Location()), m_Id(id), m_Blocks(session, id) {
-  if (id != 0 && session.InTransaction()) m_SeenChange = ReadHeader().m_Change;
+  if (session.InTransaction()) m_SeenChange = ReadHeader().m_Change;
   session.OpenBlobs().insert(id);
 }
 

@@ -78,6 +78,8 @@ template <class T> int sto_ListAgent<T>::BlockCount() const noexcept {
 template <class T> void sto_ListAgent<T>::WriteRun(int firstIndex, int count, T const* values) {
   if (IsDropping() || count <= 0) return;
   try {
+    if (Id() == 0)
+      Session().Raise(sto_ErrorKind::ReadOnly, Describe() + " is not stored and cannot be written.");
     sto_OwnTransaction transaction(Session(), true);
     CheckWriting();
     Synchronise();

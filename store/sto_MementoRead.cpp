@@ -182,8 +182,10 @@ std::shared_ptr<sto_Record const> sto_MementoRead::ReadElement(sto_Session& sess
 }
 
 cls_MementoRead* sto_MementoRead::Clone() {
-  sto_Part const* base = m_Part; // none above the last part
-  if (base != nullptr && ++base == m_Record->Parts().data() + m_Record->Parts().size()) base = nullptr;
+  // A part that was not written is an object that is not there: the collections are not its either.
+  sto_Part const* const base = m_Part == nullptr ? nullptr : m_Part + 1;
+  if (base == nullptr || base == m_Record->Parts().data() + m_Record->Parts().size())
+    return new sto_MementoRead(m_Session, nullptr, m_Depth);
   return new sto_MementoRead(m_Session, m_Record, base, m_Depth);
 }
 

@@ -8,6 +8,7 @@
 #include "persist/cls_ReadListPrim.h"
 #include "persist/cls_ReadMapPrim.h"
 #include "persist/cls_ReadObjects.h"
+#include "persist/cls_WriteListPrim.h"
 #include "persist/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
@@ -243,6 +244,206 @@ TEST_P(ContractAbsent, AnUnknownRootIsNotFound) {
   std::string const message =
       MessageOf(sto_ErrorKind::NotFound, [&] { static_cast<void>(Store().Load<Scripted>("nothing")); });
   EXPECT_TRUE(Contains(message, "nothing")) << message;
+}
+
+TEST_P(ContractAbsent, AbsentObjectsHoldAbsentObjectsDeeperThanStoredOnesCan) {
+  COVERS(cls_MementoRead, 7);
+  Write([](cls_WriteVisitor const&) {});
+  Read([](cls_ReadVisitor const& visitor) {
+    auto memento = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Object")));
+    for (int depth = 0; depth < 3000; ++depth)
+      memento = Receive(memento->MakeFieldReadObj(FieldOf("Object")));
+    ExpectEmptyObject(*memento);
+  });
+}
+
+/// What holds of the collections of every object that is not there.
+void ExpectNoCollections(cls_MementoRead& memento) {
+  ForListTypes([&]<class T>(std::type_identity<T>) {
+    SCOPED_TRACE(ContractTypeName<T>);
+    auto const list = ListCursor<T>(memento);
+    EXPECT_EQ(list->Count(), 0);
+    EXPECT_EQ(list->More(), 0);
+    EXPECT_EQ(list->RowWidth(), 1);
+    T tag{};
+    AgentHolder<cls_AgentListPrim<T>> const agent(memento.MakeAgentListPrim(&tag));
+    EXPECT_EQ(agent->Count(), 0);
+    EXPECT_FALSE(agent->Changed());
+    EXPECT_TRUE(agent->ReadOnly());
+    T const value{};
+    MessageOf(sto_ErrorKind::ReadOnly, [&] { agent->WriteRun(0, 1, &value); });
+    EXPECT_EQ(agent->Count(), 0);
+  });
+  ForMapTypes([&]<class T>(std::type_identity<T>) {
+    SCOPED_TRACE(ContractTypeName<T>);
+    T tag{};
+    ExpectNoEntry(memento.MakeReadMapInt2Prim(&tag));
+    ExpectNoEntry(memento.MakeReadMapString2Prim(&tag));
+  });
+  ExpectNoEntry(memento.MakeReadListObj());
+  ExpectNoEntry(memento.MakeReadMapInt2Obj());
+  ExpectNoEntry(memento.MakeReadMapString2Obj());
+  ExpectNoEntry(memento.MakeReadIntTableInt());
+  ExpectNoEntry(memento.MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
+  ExpectNoEntry(memento.MakeFieldReadMapInt2Obj(FieldOf(MapIntObjKind.m_Name)));
+  ExpectNoEntry(memento.MakeFieldReadMapString2Obj(FieldOf(MapStringObjKind.m_Name)));
+  ExpectNoEntry(memento.MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
+  memento.CheckCollectionType(COLLECTION_LIST_INT, FieldFor<int>("List").Name());
+}
+
+template <class K> void ExpectNoMap(cls_MementoRead& memento) {
+  K key{};
+  AgentHolder<cls_AgentMapKey2Obj<K>> const agent(memento.MakeAgentMapKey2Obj(&key));
+  EXPECT_EQ(agent->Count(), 0);
+  EXPECT_FALSE(agent->Contains(key));
+  EXPECT_FALSE(agent->FirstKey(key));
+  EXPECT_FALSE(agent->NextKey(key));
+  EXPECT_FALSE(agent->LastKey(key));
+  EXPECT_FALSE(agent->PreviousKey(key));
+  EXPECT_FALSE(agent->Changed());
+  EXPECT_TRUE(agent->ReadOnly());
+  ExpectEmptyObject(*Receive(agent->MakeReadObj(key)));
+  MessageOf(sto_ErrorKind::ReadOnly,
+            [&] { Receive(agent->MakeWriteObj(key, Scripted::TypeId(), cls_Uid())).reset(); });
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { agent->Clear(); });
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { agent->Remove(key); });
+  EXPECT_EQ(agent->Count(), 0);
+}
+
+/// And of its agents of objects and bytes.
+void ExpectNoAgents(cls_MementoRead& memento) {
+  AgentHolder<cls_AgentListObj> const list(memento.MakeAgentListObj());
+  EXPECT_EQ(list->Count(), 0);
+  EXPECT_FALSE(list->Changed());
+  EXPECT_TRUE(list->ReadOnly());
+  ExpectEmptyObject(*Receive(list->MakeReadObj(0)));
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { list->SetCount(1); });
+  MessageOf(sto_ErrorKind::ReadOnly,
+            [&] { Receive(list->MakeWriteObj(0, Scripted::TypeId(), cls_Uid())).reset(); });
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { list->Remove(0); });
+  ExpectNoMap<int>(memento);
+  ExpectNoMap<cow_String>(memento);
+  auto const blob = Receive(memento.MakeAgentBlob());
+  char byte = 'x';
+  EXPECT_EQ(blob->Size(), 0);
+  EXPECT_EQ(blob->Read(0, 1, &byte), 0);
+  EXPECT_FALSE(blob->Changed());
+  EXPECT_TRUE(blob->ReadOnly());
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { blob->Write(0, 1, &byte); });
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { blob->Truncate(0); });
+}
+
+void ExpectNothingAtAll(cls_MementoRead& memento) {
+  ExpectEmptyObject(memento);
+  ExpectNoCollections(memento);
+  ExpectNoAgents(memento);
+  cls_Uid const uid = memento.GetUid();
+  EXPECT_NE(memento.ReadReference(FieldOf("Reference")).Entry(), uid.Entry());
+  EXPECT_FALSE(memento.DbId().IsEmpty());
+}
+
+#define COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT()                                                         \
+  COVERS(cls_MementoRead, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23);   \
+  COVERS(cls_MementoRead, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42);       \
+  COVERS(cls_MementoRead, 43, 44, 45, 46, 47, 48, 49, 50, 51, 52, 53, 54, 55, 56, 57, 58)
+
+TEST_P(ContractAbsent, EveryOperationOnAnAbsentObjectFindsNothing) {
+  COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT();
+  COVERS(cls_AgentListPrim, 1, 3, 5, 10);
+  COVERS(cls_AgentListObj, 1, 3, 5, 6, 7, 12, 14);
+  COVERS(cls_AgentMapKey2Obj, 1, 3, 5, 6, 10, 11, 14, 15, 16, 17, 18, 19);
+  COVERS(cls_AgentBlob, 1, 2, 3, 4, 5, 10);
+  Write([](cls_WriteVisitor const& visitor) {
+    visitor.Write(FieldFor<int>(), 3);
+    WriteCollectionOf(visitor, ListObjKind,
+                      [](cls_MementoWrite& memento) { Receive(memento.MakeWriteListObj()).reset(); });
+  });
+  Read([](cls_ReadVisitor const& visitor) {
+    ExpectNothingAtAll(*Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Object"))));
+    auto const child = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Second")));
+    ExpectNothingAtAll(*Receive(child->MakeFieldReadObj(FieldOf("Object"))));
+  });
+  EXPECT_EQ(Store().ObjectCount(), 2);
+}
+
+TEST_P(ContractAbsent, EveryOperationOnABasePartThatWasNotWrittenFindsNothing) {
+  COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT();
+  // The object has fields, and a list of its own.
+  Write([](cls_WriteVisitor const& visitor) {
+    visitor.Write(FieldFor<int>(), 3);
+    int const tag = 0;
+    Receive(visitor.Memento()->MakeWriteListPrim(&tag, 1))->Append(5);
+  });
+  Read([](cls_ReadVisitor const& visitor) {
+    auto const part = Receive(visitor.Memento()->Clone());
+    ExpectNothingAtAll(*part);
+    ExpectNothingAtAll(*Receive(part->Clone()));
+    EXPECT_EQ(ListCursor<int>(*visitor.Memento())->Count(), 1);
+  });
+}
+
+TEST_P(ContractAbsent, EveryOperationOnAnObjectThatAReferenceNamesInVainFindsNothing) {
+  COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT();
+  Write([](cls_WriteVisitor const& visitor) {
+    visitor.Memento()->WriteReference(FieldOf("Reference"), cls_Uid());
+  });
+  Read([](cls_ReadVisitor const& visitor) {
+    EXPECT_NE(visitor.FieldIsPresent(FieldOf("Reference")), 0);
+    EXPECT_EQ(visitor.DataIsPresent(FieldOf("Reference")), 0);
+    ExpectNothingAtAll(*Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Reference"))));
+  });
+}
+
+TEST_P(ContractAbsent, EveryOperationOnAnElementThatIsNotThereFindsNothing) {
+  COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT();
+  COVERS(cls_AgentListObj, 6);
+  COVERS(cls_AgentMapKey2Obj, 6);
+  COVERS(cls_ReadListObj, 6, 7);
+  Write([](cls_WriteVisitor const& visitor) {
+    WriteCollectionOf(visitor, ListObjKind, [](cls_MementoWrite& memento) {
+      AgentHolder<cls_AgentListObj> const agent(memento.MakeAgentListObj(1));
+      agent->SetCount(2);
+    });
+    WriteCollectionOf(visitor, MapIntObjKind, [](cls_MementoWrite& memento) {
+      int const tag = 0;
+      AgentHolder<cls_AgentMapKey2Obj<int>> const agent(memento.MakeAgentMapKey2Obj(&tag, 1));
+      WriteNumber(agent->MakeWriteObj(4, Scripted::TypeId(), cls_Uid()), 4);
+    });
+  });
+  Read([](cls_ReadVisitor const& visitor) {
+    auto const cursor = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
+    ASSERT_EQ(cursor->Count(), 2);
+    ExpectNothingAtAll(*Receive(cursor->At(1)));
+    ExpectNothingAtAll(*Receive(cursor->Next()));
+    cls_ReadVisitor const list(visitor, FieldOf(ListObjKind.m_Name));
+    AgentHolder<cls_AgentListObj> const agent(list.Memento()->MakeAgentListObj());
+    for (int const index : {0, 1, 2, -1}) ExpectNothingAtAll(*Receive(agent->MakeReadObj(index)));
+    cls_ReadVisitor const map(visitor, FieldOf(MapIntObjKind.m_Name));
+    int tag = 0;
+    AgentHolder<cls_AgentMapKey2Obj<int>> const entries(map.Memento()->MakeAgentMapKey2Obj(&tag));
+    ExpectNothingAtAll(*Receive(entries->MakeReadObj(5)));
+  });
+}
+
+TEST_P(ContractAbsent, AgentsOfAbsentListsRefuseToBeWrittenWhenTheLoadIsOver) {
+  COVERS(cls_MementoRead, 51, 52, 53, 54, 55, 56);
+  COVERS(cls_AgentListPrim, 1, 5, 6, 10);
+  Write([](cls_WriteVisitor const&) {});
+  ForListTypes([&]<class T>(std::type_identity<T>) {
+    SCOPED_TRACE(ContractTypeName<T>);
+    auto const agent = Take([](cls_ReadVisitor const& visitor) {
+      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      T tag{};
+      return std::make_unique<AgentHolder<cls_AgentListPrim<T>>>(child.Memento()->MakeAgentListPrim(&tag));
+    });
+    auto const values = std::make_unique<T[]>(3000);
+    MessageOf(sto_ErrorKind::ReadOnly, [&] { (*agent)->WriteRun(0, 3000, values.get()); });
+    EXPECT_EQ((*agent)->Count(), 0);
+    EXPECT_EQ((*agent)->ReadRun(0, 1, values.get()), 0);
+  });
+  Step();
+  EXPECT_EQ(Store().ObjectCount(), 1);
+  Read([](cls_ReadVisitor const& visitor) { ExpectNothingIn(*visitor.Memento()); });
 }
 
 } // namespace

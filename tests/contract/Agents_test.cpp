@@ -192,7 +192,7 @@ TEST_P(ContractAgents, AWriteOfAnotherSessionIsAChangeOnce) {
   }
   EXPECT_FALSE((*agent)->Changed());
   {
-    sto_Store second = GetParam().m_Open(Folder().string(), sto_Mode::ReadWrite, ContractClasses());
+    sto_Store second = SecondSession();
     std::unique_ptr<Holder<int>> writer;
     static_cast<void>(
         LoadFields(second, [&](cls_ReadVisitor const& visitor) { writer = StoredAgent<int>(visitor); }));

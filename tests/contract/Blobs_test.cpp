@@ -179,7 +179,7 @@ TEST_P(ContractBlobs, ABlobChangedByAnotherSessionSaysSoOnce) {
   blob->EndFlush();
   EXPECT_FALSE(blob->Changed());
   {
-    sto_Store second = GetParam().m_Open(Folder().string(), sto_Mode::ReadWrite, ContractClasses());
+    sto_Store second = SecondSession();
     std::unique_ptr<StoredBlob> other;
     static_cast<void>(LoadFields(second, [&](cls_ReadVisitor const& visitor) { other = OpenBlob(visitor); }));
     Put(**other, 0, {1});

@@ -4,30 +4,19 @@
 
 namespace {
 
-/// The options of a store stand behind the registrar, the bytes of a page first; a module without options
-/// opens its only kind of file.
-template <class Registrar>
-sto_Store OpenSqlite(std::string const& folder, sto_Mode mode, Registrar const& registrar, int pageBytes) {
-  std::string const path = folder + "/contract.kvs";
-  if constexpr (requires { sto_Store::Open(path, mode, registrar, {pageBytes}); })
-    return sto_Store::Open(path, mode, registrar, {pageBytes});
-  else
-    return sto_Store::Open(path, mode, registrar);
-}
-
 template <int PageBytes>
-sto_Store OpenSqlitePages(std::string const& folder, sto_Mode mode, cls_ClassRegistrar const& registrar) {
-  return OpenSqlite(folder, mode, registrar, PageBytes);
+sto_Store OpenSqlite(std::string const& folder, sto_Mode mode, cls_ClassRegistrar const& registrar) {
+  return sto_Store::Open(folder + "/contract.kvs", mode, registrar, {.m_PageBytes = PageBytes});
 }
 
 } // namespace
 
 std::vector<ContractSetting> ContractSettings() {
   return {
-      {"Sqlite", OpenSqlitePages<16384>, false, true},
-      {"SqliteReopened", OpenSqlitePages<16384>, true, false},
-      {"SqlitePages4K", OpenSqlitePages<4096>, false, false},
-      {"SqlitePages32K", OpenSqlitePages<32768>, false, false},
+      {"Sqlite", OpenSqlite<16384>, false, true},
+      {"SqliteReopened", OpenSqlite<16384>, true, false},
+      {"SqlitePages4K", OpenSqlite<4096>, false, false},
+      {"SqlitePages32K", OpenSqlite<32768>, false, false},
   };
 }
 
@@ -53,6 +42,17 @@ void ContractTest::Reopen(sto_Mode mode) {
   static_cast<void>(Store());
   m_Store.reset();
   m_NextMode = mode;
+}
+
+sto_Store ContractTest::SecondSession() const {
+  return GetParam().m_Open(Folder().string(), sto_Mode::ReadWrite, ContractClasses());
+}
+
+sto_Store ContractTest::OtherStore(ContractSetting const& setting, std::string const& name,
+                                   sto_Mode mode) const {
+  std::filesystem::path const folder = Folder() / name;
+  std::filesystem::create_directory(folder);
+  return setting.m_Open(folder.string(), mode, ContractClasses());
 }
 
 void ContractTest::TearDown() {

@@ -46,6 +46,12 @@ class ContractTest : public StoreFileTest, public testing::WithParamInterface<Co
   /// Ends the session in every setting; the next use opens the store in this mode.
   void Reopen(sto_Mode mode = sto_Mode::ReadWrite);
 
+  /// One more session with the store.
+  [[nodiscard]] sto_Store SecondSession() const;
+  /// A store besides, of any setting, in the folder `name` of the test's.
+  [[nodiscard]] sto_Store OtherStore(ContractSetting const& setting, std::string const& name = "other",
+                                     sto_Mode mode = sto_Mode::Create) const;
+
   /// Saves an object whose fields `write` writes; then the next step.
   void Write(WriteFields write, std::string_view root = "root");
   /// Saves the stored object again, under its identity, with these fields in the place of all it had.
@@ -74,11 +80,15 @@ class ContractTest : public StoreFileTest, public testing::WithParamInterface<Co
   std::string m_LastRaised;
 };
 
+/// Runs the tests of a fixture in every setting.
+#define CONTRACT_FIXTURE(Suite)                                                                              \
+  INSTANTIATE_TEST_SUITE_P(Stores, Suite, testing::ValuesIn(ContractSettings()),                             \
+                           [](auto const& setting) { return std::string(setting.param.m_Name); })
+
 /// A suite of tests that run in every setting.
 #define CONTRACT_SUITE(Suite)                                                                                \
   class Suite : public ContractTest {};                                                                      \
-  INSTANTIATE_TEST_SUITE_P(Stores, Suite, testing::ValuesIn(ContractSettings()),                             \
-                           [](auto const& setting) { return std::string(setting.param.m_Name); })
+  CONTRACT_FIXTURE(Suite)
 
 /// A suite of tests that take seconds.
 #define CONTRACT_HUGE_SUITE(Suite)                                                                           \

@@ -1,14 +1,16 @@
+#include <algorithm>
 #include <array>
-#include <bit>
-#include <cstdint>
-#include <deque>
-#include <limits>
+#include <map>
 
 #include "persist/cls_AgentListPrim.h"
+#include "persist/cls_AgentMapKey2Obj.h"
 #include "persist/cls_ReadListPrim.h"
 #include "persist/cls_ReadMapPrim.h"
+#include "persist/cls_ReadObjects.h"
 #include "persist/cls_WriteListPrim.h"
 #include "persist/cls_WriteMapPrim.h"
+#include "persist/cls_WriteObjects.h"
+#include "tests/contract/ContractExtremes.h"
 #include "tests/contract/ContractTest.h"
 
 // Values at the ends of their types, bit by bit, wherever values of the type can stand.
@@ -16,55 +18,6 @@
 namespace {
 
 CONTRACT_SUITE(ContractExtremes);
-
-/// A deque, so that bools can be referred to.
-template <class T> std::deque<T> Extremes() {
-  std::deque<T> values;
-  if constexpr (std::is_same_v<T, bool>) {
-    values = {false, true};
-  } else if constexpr (std::is_same_v<T, float>) {
-    for (std::uint32_t const bits :
-         {0x00000000U, 0x80000000U,              // 0, -0
-          0x00000001U, 0x80000001U, 0x007FFFFFU, // the ends of the subnormals
-          0x00800000U, 0x7F7FFFFFU, 0xFF7FFFFFU, // the least normal, the greatest, and its negative
-          0x7F800000U, 0xFF800000U,              // infinities
-          0x7FC00000U, 0xFFC12345U, 0x7FFFFFFFU, // quiet nans with payloads
-          0x7F812345U, 0xFF800001U})             // signalling nans with payloads
-      values.push_back(std::bit_cast<float>(bits));
-  } else if constexpr (std::is_same_v<T, double>) {
-    for (std::uint64_t const bits :
-         {0x0000000000000000ULL, 0x8000000000000000ULL, 0x0000000000000001ULL, 0x8000000000000001ULL,
-          0x000FFFFFFFFFFFFFULL, 0x0010000000000000ULL, 0x7FEFFFFFFFFFFFFFULL, 0xFFEFFFFFFFFFFFFFULL,
-          0x7FF0000000000000ULL, 0xFFF0000000000000ULL, 0x7FF8000000000000ULL, 0xFFF8123456789ABCULL,
-          0x7FFFFFFFFFFFFFFFULL, 0x7FF0123456789ABCULL, 0xFFF0000000000001ULL})
-      values.push_back(std::bit_cast<double>(bits));
-  } else if constexpr (std::is_same_v<T, cow_String>) {
-    values = {cow_String(),
-              ""_cow,
-              cow_String(std::string(1, '\0')),
-              cow_String(std::string("\0\0a\0", 4)),
-              "\n"_cow,
-              "a\r\nb\n"_cow,
-              "\x01\x7F"_cow,
-              "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x94\xA7"_cow, // two, three and four bytes a character
-              "\xEF\xBB\xBF"_cow,                         // a byte order mark
-              "\xFF\xFE\x80"_cow,                         // no UTF-8 at all
-              "100% %s %d"_cow,
-              "'; DROP TABLE object; --"_cow,
-              cow_String(std::string(100'000, 'x'))};
-  } else {
-    using Limits = std::numeric_limits<T>;
-    values = {Limits::min(),
-              static_cast<T>(Limits::min() + 1),
-              static_cast<T>(-1),
-              T(0),
-              T(1),
-              static_cast<T>(Limits::max() - 1),
-              Limits::max(),
-              static_cast<T>(Limits::max() / 2 + 1)};
-  }
-  return values;
-}
 
 /// A value that differs from all of them.
 template <class T> T Other() {
@@ -81,10 +34,9 @@ std::string Root(std::size_t i) {
 TEST_P(ContractExtremes, ScalarsComeBackBitByBit) {
   COVERS(cls_MementoWrite, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16);
   COVERS(cls_MementoRead, 6, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18);
-  constexpr std::size_t Most = 15;
   {
     sto_Transaction transaction(Store());
-    for (std::size_t i = 0; i < Most; ++i)
+    for (std::size_t i = 0; i < MostExtremes; ++i)
       SaveFields(
           Store(),
           [i](cls_WriteVisitor const& visitor) {
@@ -97,7 +49,7 @@ TEST_P(ContractExtremes, ScalarsComeBackBitByBit) {
     transaction.Commit();
   }
   Step();
-  for (std::size_t i = 0; i < Most; ++i)
+  for (std::size_t i = 0; i < MostExtremes; ++i)
     Read(
         [i](cls_ReadVisitor const& visitor) {
           ForScalarTypes([&]<class T>(std::type_identity<T>) {
@@ -218,6 +170,234 @@ TEST_P(ContractExtremes, ValuesOfMapsComeBackBitByBit) {
       }
     });
   });
+}
+
+TEST_P(ContractExtremes, RunsOfElementsComeBackBitByBit) {
+  COVERS(cls_WriteListPrim, 2);
+  COVERS(cls_ReadListPrim, 5);
+  COVERS(cls_AgentListPrim, 5, 6);
+  // bools of a run stand behind each other, as they do not in a vector
+  auto const run = []<class T>(std::type_identity<T>) {
+    std::deque<T> const values = Extremes<T>();
+    auto copy = std::make_unique<T[]>(values.size());
+    std::ranges::copy(values, copy.get());
+    return std::pair(std::move(copy), static_cast<int>(values.size()));
+  };
+  Write([&](cls_WriteVisitor const& visitor) {
+    ForListTypes([&]<class T>(std::type_identity<T> type) {
+      WriteCollectionOf<T>(visitor, ListKind, [&](cls_MementoWrite& memento) {
+        T const tag{};
+        auto const [values, count] = run(type);
+        Receive(memento.MakeWriteListPrim(&tag, 1))->AppendRun(count, values.get());
+      });
+    });
+  });
+  ForListTypes([&]<class T>(std::type_identity<T> type) {
+    SCOPED_TRACE(ContractTypeName<T>);
+    auto const [values, count] = run(type);
+    auto const read = std::make_unique<T[]>(static_cast<std::size_t>(count));
+    auto const expectRead = [&, expected = values.get(), length = count] {
+      for (std::size_t i = 0; i < static_cast<std::size_t>(length); ++i) {
+        EXPECT_TRUE(IsSameValue(read[i], expected[i])) << i;
+        read[i] = T();
+      }
+    };
+    Read([&, length = count](cls_ReadVisitor const& visitor) {
+      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      T tag{};
+      ASSERT_EQ(Receive(child.Memento()->MakeReadListPrim(&tag))->NextRun(length, read.get()), length);
+    });
+    expectRead();
+    auto const agent = Take([](cls_ReadVisitor const& visitor) {
+      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      T tag{};
+      return std::make_unique<AgentHolder<cls_AgentListPrim<T>>>(child.Memento()->MakeAgentListPrim(&tag));
+    });
+    ASSERT_EQ((*agent)->ReadRun(0, count, read.get()), count);
+    expectRead();
+    (*agent)->WriteRun(count, count, values.get());
+    ASSERT_EQ((*agent)->ReadRun(count, count, read.get()), count);
+    expectRead();
+  });
+}
+
+TEST_P(ContractExtremes, KeysOfMapsComeBackBitByBit) {
+  COVERS(cls_MementoWrite, 20, 21, 28, 29, 30, 31, 32, 39, 40, 41, 42, 43);
+  COVERS(cls_MementoRead, 24, 25, 32, 33, 34, 35, 36, 43, 44, 45, 46, 47);
+  COVERS(cls_ReadMapInt2Prim, 5);
+  COVERS(cls_ReadMapString2Prim, 5);
+  COVERS(cls_ReadMapInt2Obj, 5);
+  COVERS(cls_ReadMapString2Obj, 5);
+  std::deque<int> const ints = Extremes<int>();
+  std::deque<cow_String> const texts = Extremes<cow_String>();
+  Write([&](cls_WriteVisitor const& visitor) {
+    ForMapTypes([&]<class T>(std::type_identity<T>) {
+      T const tag{};
+      WriteCollectionOf<T>(visitor, MapIntKind, [&](cls_MementoWrite& memento) {
+        auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
+        for (int const key : ints) builder->Insert(key, tag);
+      });
+      WriteCollectionOf<T>(visitor, MapStringKind, [&](cls_MementoWrite& memento) {
+        auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
+        for (cow_String const& key : texts) builder->Insert(key, tag);
+      });
+    });
+    WriteCollectionOf(visitor, MapIntObjKind, [&](cls_MementoWrite& memento) {
+      auto const builder = Receive(memento.MakeWriteMapInt2Obj());
+      for (int const key : ints) WriteNumber(builder->MakeWriteObj(key, Scripted::TypeId(), cls_Uid()), key);
+    });
+    WriteCollectionOf(visitor, MapStringObjKind, [&](cls_MementoWrite& memento) {
+      auto const builder = Receive(memento.MakeWriteMapString2Obj());
+      for (cow_String const& key : texts)
+        WriteNumber(builder->MakeWriteObj(key, Scripted::TypeId(), cls_Uid()), key.Length());
+    });
+  });
+  Read([&](cls_ReadVisitor const& visitor) {
+    ForMapTypes([&]<class T>(std::type_identity<T>) {
+      SCOPED_TRACE(ContractTypeName<T>);
+      T tag{};
+      cls_ReadVisitor const intMap(visitor, FieldFor<T>(MapIntKind.m_Name));
+      auto const byInt = Receive(intMap.Memento()->MakeReadMapInt2Prim(&tag));
+      for (int const expected : ints) {
+        EXPECT_TRUE(IsSameValue(byInt->Next(), tag));
+        int key = 42;
+        byInt->Key(key);
+        EXPECT_EQ(key, expected);
+      }
+      cls_ReadVisitor const textMap(visitor, FieldFor<T>(MapStringKind.m_Name));
+      auto const byText = Receive(textMap.Memento()->MakeReadMapString2Prim(&tag));
+      for (cow_String const& expected : texts) {
+        EXPECT_TRUE(IsSameValue(byText->Next(), tag));
+        cow_String key("other");
+        byText->Key(key);
+        EXPECT_TRUE(IsSameValue(key, expected)) << expected.Chars();
+      }
+    });
+    auto const byInt = Receive(visitor.Memento()->MakeFieldReadMapInt2Obj(FieldOf(MapIntObjKind.m_Name)));
+    for (int const expected : ints) {
+      byInt->Next();
+      int key = 42;
+      EXPECT_EQ(NumberOf(byInt->Fetch(key)), expected);
+      EXPECT_EQ(key, expected);
+      ASSERT_TRUE(byInt->Find(expected));
+    }
+    auto const byText =
+        Receive(visitor.Memento()->MakeFieldReadMapString2Obj(FieldOf(MapStringObjKind.m_Name)));
+    for (cow_String const& expected : texts) {
+      byText->Next();
+      cow_String key("other");
+      EXPECT_EQ(NumberOf(byText->Fetch(key)), expected.Length());
+      EXPECT_TRUE(IsSameValue(key, expected)) << expected.Chars();
+    }
+  });
+}
+
+/// Writes a map of objects through an agent under the keys, and walks it both ways; keys are in the order of
+/// their values.
+template <class K> struct AgentKeys {
+  static std::unique_ptr<AgentHolder<cls_AgentMapKey2Obj<K>>> Stored(cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const child(visitor, FieldOf(Kind().m_Name));
+    K tag{};
+    return std::make_unique<AgentHolder<cls_AgentMapKey2Obj<K>>>(child.Memento()->MakeAgentMapKey2Obj(&tag));
+  }
+  static ContractKind const& Kind() {
+    if constexpr (std::is_same_v<K, int>)
+      return MapIntObjKind;
+    else
+      return MapStringObjKind;
+  }
+  /// No text and empty text are one key; the first of the two stays.
+  static std::map<K, int> All() {
+    std::map<K, int> keys;
+    for (K const& key : Extremes<K>()) keys.emplace(key, static_cast<int>(keys.size()));
+    return keys;
+  }
+};
+
+TEST_P(ContractExtremes, KeysBehindAgentsComeBackInTheirOrder) {
+  COVERS(cls_AgentMapKey2Obj, 5, 6, 11, 14, 15, 16, 17, 18);
+  ForTypes<int, cow_String>([&]<class K>(std::type_identity<K>) {
+    using Keys = AgentKeys<K>;
+    std::map<K, int> const expected = Keys::All();
+    Write([&](cls_WriteVisitor const& visitor) {
+      WriteCollectionOf(visitor, Keys::Kind(), [&](cls_MementoWrite& memento) {
+        K const tag{};
+        AgentHolder<cls_AgentMapKey2Obj<K>> const agent(memento.MakeAgentMapKey2Obj(&tag, 1));
+        for (auto const& [key, number] : expected)
+          WriteNumber(agent->MakeWriteObj(key, Scripted::TypeId(), cls_Uid()), number);
+      });
+    });
+    {
+      auto const agent = Take(Keys::Stored);
+      ASSERT_EQ((*agent)->Count(), static_cast<int>(expected.size()));
+      K key{};
+      bool isThere = (*agent)->FirstKey(key);
+      for (auto const& [wanted, number] : expected) {
+        ASSERT_TRUE(isThere);
+        EXPECT_TRUE(IsSameValue(key, wanted));
+        EXPECT_TRUE((*agent)->Contains(wanted));
+        EXPECT_EQ(NumberOf((*agent)->MakeReadObj(wanted)), number);
+        isThere = (*agent)->NextKey(key);
+      }
+      EXPECT_FALSE(isThere);
+      isThere = (*agent)->LastKey(key);
+      for (auto at = expected.rbegin(); at != expected.rend(); ++at) {
+        ASSERT_TRUE(isThere);
+        EXPECT_TRUE(IsSameValue(key, at->first));
+        isThere = (*agent)->PreviousKey(key);
+      }
+      EXPECT_FALSE(isThere);
+      for (auto const& [wanted, number] : expected) EXPECT_TRUE((*agent)->Remove(wanted));
+      (*agent)->EndFlush();
+    }
+    Step();
+    EXPECT_EQ((*Take(Keys::Stored))->Count(), 0);
+  });
+}
+
+TEST_P(ContractExtremes, EntriesOfIntTablesComeBackBitByBit) {
+  COVERS(cls_MementoWrite, 34, 38);
+  COVERS(cls_MementoRead, 38, 42);
+  COVERS(cls_WriteIntTableInt, 1);
+  COVERS(cls_ReadIntTableInt, 3, 4);
+  std::deque<int> const values = Extremes<int>();
+  std::map<int, int> expected;
+  for (std::size_t i = 0; i < values.size(); ++i) expected[values[i]] = values[(i * 3 + 1) % values.size()];
+  Write([&](cls_WriteVisitor const& visitor) {
+    auto const table =
+        Receive(visitor.Memento()->MakeFieldWriteIntTableInt(FieldOf(IntTableKind.m_Name), cls_Uid()));
+    for (auto const& [key, value] : expected) table->Insert(key, value);
+  });
+  Read([&](cls_ReadVisitor const& visitor) {
+    auto const table = Receive(visitor.Memento()->MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
+    std::map<int, int> read;
+    while (table->More() != 0) {
+      int const value = table->Next();
+      int key = 42;
+      table->Key(key);
+      read[key] = value;
+    }
+    EXPECT_EQ(read, expected);
+  });
+}
+
+TEST_P(ContractExtremes, EnumerationsAndTranslatableTextsComeBackAsTheyAre) {
+  COVERS(cls_MementoWrite, 7, 17);
+  COVERS(cls_MementoRead, 9, 19);
+  std::deque<int> const numbers = Extremes<int>();
+  std::deque<cow_String> const texts = Extremes<cow_String>();
+  for (std::size_t i = 0; i < std::max(numbers.size(), texts.size()); ++i) {
+    int const number = numbers[i % numbers.size()];
+    cow_String const text = texts[i % texts.size()];
+    Write([&](cls_WriteVisitor const& visitor) {
+      visitor.WriteEnum(FieldOf("Enum"), number);
+      visitor.Memento()->Write(FieldOf("TrString"), text);
+    });
+    Read([&](cls_ReadVisitor const& visitor) {
+      EXPECT_EQ(visitor.ReadEnum(FieldOf("Enum")), number);
+      EXPECT_TRUE(IsSameValue(visitor.Memento()->Read(FieldOf("TrString"), "other"_cow), text));
+    });
+  }
 }
 
 } // namespace

@@ -1,7 +1,10 @@
+#include <array>
 #include <limits>
 
 #include "persist/cls_AgentBlob.h"
+#include "persist/cls_AgentListObj.h"
 #include "persist/cls_AgentListPrim.h"
+#include "persist/cls_AgentMapKey2Obj.h"
 #include "persist/cls_BlobReader.h"
 #include "persist/cls_BlobWriter.h"
 #include "persist/cls_ReadListPrim.h"
@@ -60,7 +63,7 @@ TEST_P(ContractHuge, AnAgentReachesEveryPlaceOfALongList) {
   COVERS(cls_MementoWrite, 50);
   COVERS(cls_MementoRead, 54);
   COVERS(cls_AgentListPrim, 1, 5, 6);
-  constexpr int Count = 2'000'000;
+  constexpr int Count = ManyElements;
   std::vector<int> values(Count);
   for (int i = 0; i < Count; ++i) values[static_cast<std::size_t>(i)] = i ^ 0x2A2A2A2A;
   Write([&](cls_WriteVisitor const& visitor) {
@@ -79,7 +82,7 @@ TEST_P(ContractHuge, AnAgentReachesEveryPlaceOfALongList) {
     return std::make_unique<AgentHolder<cls_AgentListPrim<int>>>(child.Memento()->MakeAgentListPrim(&tag));
   });
   EXPECT_EQ((*agent)->Count(), Count);
-  for (int i = 1; i < Count; i += 99'991) {
+  for (int i = 1; i < Count; i += 499'979) {
     int value = 0;
     ASSERT_EQ((*agent)->ReadRun(i, 1, &value), 1);
     EXPECT_EQ(value, values[static_cast<std::size_t>(i)]);
@@ -89,49 +92,102 @@ TEST_P(ContractHuge, AnAgentReachesEveryPlaceOfALongList) {
   EXPECT_TRUE(read == values);
 }
 
-TEST_P(ContractHuge, MapsOfAHundredThousandEntriesComeBack) {
-  COVERS(cls_MementoWrite, 32, 40);
-  COVERS(cls_MementoRead, 36, 44);
+TEST_P(ContractHuge, ListsOfTenMillionBoolsAndTextsComeBack) {
+  COVERS(cls_MementoWrite, 22, 23);
+  COVERS(cls_MementoRead, 26, 27);
+  COVERS(cls_WriteListPrim, 3);
+  COVERS(cls_ReadListPrim, 2, 6);
+  // Few texts, many times: none, empty, and what is shorter than the others.
+  std::vector<cow_String> const texts{cow_String(), ""_cow, "a"_cow, "\xC3\xA4\n"_cow};
+  Write([&](cls_WriteVisitor const& visitor) {
+    WriteCollectionOf<bool>(visitor, ListKind, [](cls_MementoWrite& memento) {
+      bool const tag = false;
+      auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
+      for (int i = 0; i < ManyElements; ++i) builder->Append(SampleOf<bool>(i));
+    });
+    WriteCollectionOf<cow_String>(visitor, ListKind, [&](cls_MementoWrite& memento) {
+      cow_String const tag;
+      auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
+      for (std::size_t i = 0; i < ManyElements; ++i) builder->Append(texts[i * i % 31 % texts.size()]);
+    });
+  });
+  Reopen();
+  Read([&](cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const bools(visitor, FieldFor<bool>("List"));
+    cls_ReadVisitor const strings(visitor, FieldFor<cow_String>("List"));
+    bool boolTag = false;
+    cow_String stringTag;
+    auto const inBools = Receive(bools.Memento()->MakeReadListPrim(&boolTag));
+    auto const inStrings = Receive(strings.Memento()->MakeReadListPrim(&stringTag));
+    ASSERT_EQ(inBools->Count(), ManyElements);
+    ASSERT_EQ(inStrings->Count(), ManyElements);
+    std::size_t wrong = 0;
+    for (std::size_t i = 0; i < ManyElements; ++i) {
+      if (inBools->Next() != SampleOf<bool>(static_cast<int>(i))) ++wrong;
+      if (!IsSameValue(inStrings->Next(), texts[i * i % 31 % texts.size()])) ++wrong;
+    }
+    EXPECT_EQ(wrong, 0U);
+    EXPECT_EQ(inBools->More(), 0);
+    EXPECT_EQ(inStrings->More(), 0);
+  });
+}
+
+/// Keys in disorder.
+int KeyAt(int i) {
+  return static_cast<int>(static_cast<unsigned int>(i) * 2654435761U);
+}
+
+TEST_P(ContractHuge, MapsOfAHundredThousandEntriesOfEachTypeComeBack) {
+  COVERS(cls_MementoWrite, 28, 29, 30, 31, 32, 39, 40, 41, 42, 43);
+  COVERS(cls_MementoRead, 32, 33, 34, 35, 36, 43, 44, 45, 46, 47);
   COVERS(cls_WriteMapInt2Prim, 2);
   COVERS(cls_WriteMapString2Prim, 2);
   COVERS(cls_ReadMapInt2Prim, 2, 3, 4, 5);
   COVERS(cls_ReadMapString2Prim, 2, 3, 4, 5);
-  auto const keyAt = [](int i) { return static_cast<int>(static_cast<unsigned int>(i) * 2654435761U); };
-  Write([=](cls_WriteVisitor const& visitor) {
-    WriteCollectionOf<int>(visitor, MapIntKind, [=](cls_MementoWrite& memento) {
-      int const tag = 0;
-      auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
-      for (int i = 0; i < ManyEntries; ++i) builder->Insert(keyAt(i), i);
-    });
-    WriteCollectionOf<cow_String>(visitor, MapStringKind, [=](cls_MementoWrite& memento) {
-      cow_String const tag;
-      auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
-      for (int i = 0; i < ManyEntries; ++i)
-        builder->Insert(cow_String("key " + std::to_string(keyAt(i))), SampleOf<cow_String>(i));
+  std::vector<cow_String> texts(ManyEntries);
+  for (int i = 0; i < ManyEntries; ++i)
+    texts[static_cast<std::size_t>(i)] = cow_String("key " + std::to_string(KeyAt(i)));
+  Write([&](cls_WriteVisitor const& visitor) {
+    ForMapTypes([&]<class T>(std::type_identity<T>) {
+      T const tag{};
+      WriteCollectionOf<T>(visitor, MapIntKind, [&](cls_MementoWrite& memento) {
+        auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
+        for (int i = 0; i < ManyEntries; ++i) builder->Insert(KeyAt(i), SampleOf<T>(i));
+      });
+      WriteCollectionOf<T>(visitor, MapStringKind, [&](cls_MementoWrite& memento) {
+        auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
+        for (int i = 0; i < ManyEntries; ++i)
+          builder->Insert(texts[static_cast<std::size_t>(i)], SampleOf<T>(i));
+      });
     });
   });
   Reopen();
-  Read([=](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const ints(visitor, FieldFor<int>(MapIntKind.m_Name));
-    cls_ReadVisitor const strings(visitor, FieldFor<cow_String>(MapStringKind.m_Name));
-    int intTag = 0;
-    cow_String stringTag;
-    auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&intTag));
-    auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&stringTag));
-    ASSERT_EQ(byInt->Count(), ManyEntries);
-    ASSERT_EQ(byString->Count(), ManyEntries);
-    for (int i = 0; i < ManyEntries; ++i) {
-      ASSERT_NE(byInt->More(), 0);
-      ASSERT_NE(byString->More(), 0);
-      ASSERT_EQ(byInt->Next(), i);
-      ASSERT_TRUE(IsSameValue(byString->Next(), SampleOf<cow_String>(i)));
-      int number = 0;
-      cow_String text;
-      byInt->Key(number);
-      byString->Key(text);
-      ASSERT_EQ(number, keyAt(i));
-      ASSERT_EQ(text, cow_String("key " + std::to_string(keyAt(i))));
-    }
+  Read([&](cls_ReadVisitor const& visitor) {
+    ForMapTypes([&]<class T>(std::type_identity<T>) {
+      SCOPED_TRACE(ContractTypeName<T>);
+      T tag{};
+      cls_ReadVisitor const ints(visitor, FieldFor<T>(MapIntKind.m_Name));
+      cls_ReadVisitor const strings(visitor, FieldFor<T>(MapStringKind.m_Name));
+      auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
+      auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
+      ASSERT_EQ(byInt->Count(), ManyEntries);
+      ASSERT_EQ(byString->Count(), ManyEntries);
+      for (int i = 0; i < ManyEntries; ++i) {
+        T const expected = SampleOf<T>(i);
+        ASSERT_NE(byInt->More(), 0);
+        ASSERT_NE(byString->More(), 0);
+        ASSERT_TRUE(IsSameValue(byInt->Next(), expected));
+        ASSERT_TRUE(IsSameValue(byString->Next(), expected));
+        int number = 0;
+        cow_String text;
+        byInt->Key(number);
+        byString->Key(text);
+        ASSERT_EQ(number, KeyAt(i));
+        ASSERT_EQ(text, texts[static_cast<std::size_t>(i)]);
+      }
+      EXPECT_EQ(byInt->More(), 0);
+      EXPECT_EQ(byString->More(), 0);
+    });
   });
 }
 
@@ -269,6 +325,149 @@ TEST_P(ContractHuge, ABlobOf64MebibytesIsWrittenAndReadInPieces) {
       ASSERT_EQ(reader.Agent().Read(i * Piece, Piece, read.data()), Piece);
       ASSERT_TRUE(read == bytes) << i;
     }
+  });
+}
+
+TEST_P(ContractHuge, AHundredThousandObjectsInAListAndUnderTextsComeBack) {
+  COVERS(cls_MementoWrite, 35, 37);
+  COVERS(cls_MementoRead, 39, 41);
+  COVERS(cls_WriteListObj, 2, 4);
+  COVERS(cls_WriteMapString2Obj, 2, 4);
+  COVERS(cls_ReadListObj, 2, 3, 4, 5, 6, 7);
+  COVERS(cls_ReadMapString2Obj, 2, 3, 4, 5);
+  Write([](cls_WriteVisitor const& visitor) {
+    cls_MementoWrite& memento = *visitor.Memento();
+    auto const list = Receive(memento.MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), cls_Uid()));
+    auto const map =
+        Receive(memento.MakeFieldWriteMapString2Obj(FieldOf(MapStringObjKind.m_Name), cls_Uid()));
+    for (int i = 0; i < ManyEntries; ++i) {
+      WriteNumber(list->MakeWriteObj(Scripted::TypeId(), cls_Uid()), i);
+      WriteNumber(map->MakeWriteObj(cow_String(std::to_string(KeyAt(i))), Scripted::TypeId(), cls_Uid()), -i);
+    }
+    EXPECT_EQ(list->Count(), ManyEntries);
+    EXPECT_EQ(map->Count(), ManyEntries);
+  });
+  Reopen();
+  EXPECT_EQ(Store().ObjectCount(), 1 + 2 + 2 * ManyEntries);
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_MementoRead& memento = *visitor.Memento();
+    auto const list = Receive(memento.MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
+    auto const map = Receive(memento.MakeFieldReadMapString2Obj(FieldOf(MapStringObjKind.m_Name)));
+    ASSERT_EQ(list->Count(), ManyEntries);
+    ASSERT_EQ(map->Count(), ManyEntries);
+    for (int i = 0; i < ManyEntries; ++i) {
+      cow_String key;
+      map->Next();
+      ASSERT_EQ(NumberOf(list->Next()), i);
+      ASSERT_EQ(NumberOf(map->Fetch(key)), -i);
+      ASSERT_EQ(key, cow_String(std::to_string(KeyAt(i))));
+    }
+    EXPECT_EQ(list->More(), 0);
+    EXPECT_EQ(map->More(), 0);
+    EXPECT_EQ(NumberOf(list->At(ManyEntries - 1)), ManyEntries - 1);
+  });
+  Store().RemoveRoot("root");
+  EXPECT_EQ(Store().CollectGarbage(), 1 + 2 + 2 * ManyEntries);
+}
+
+TEST_P(ContractHuge, AgentsReachEveryEntryOfAHundredThousandObjects) {
+  COVERS(cls_MementoWrite, 44, 45, 46);
+  COVERS(cls_MementoRead, 48, 49, 50);
+  COVERS(cls_AgentListObj, 1, 5, 6, 7);
+  COVERS(cls_AgentMapKey2Obj, 1, 6, 11, 15, 16);
+  auto const textAt = [](int i) { return cow_String(std::to_string(KeyAt(i))); };
+  Write([&](cls_WriteVisitor const& visitor) {
+    unsigned int const id = Scripted::TypeId();
+    WriteCollectionOf(visitor, ListObjKind, [&](cls_MementoWrite& memento) {
+      AgentHolder<cls_AgentListObj> const agent(memento.MakeAgentListObj(ManyEntries));
+      agent->SetCount(ManyEntries);
+      for (int i = 0; i < ManyEntries; ++i) WriteNumber(agent->MakeWriteObj(i, id, cls_Uid()), i);
+    });
+    WriteCollectionOf(visitor, MapIntObjKind, [&](cls_MementoWrite& memento) {
+      int const tag = 0;
+      AgentHolder<cls_AgentMapKey2Obj<int>> const agent(memento.MakeAgentMapKey2Obj(&tag, ManyEntries));
+      for (int i = 0; i < ManyEntries; ++i) WriteNumber(agent->MakeWriteObj(KeyAt(i), id, cls_Uid()), i);
+    });
+    WriteCollectionOf(visitor, MapStringObjKind, [&](cls_MementoWrite& memento) {
+      cow_String const tag;
+      AgentHolder<cls_AgentMapKey2Obj<cow_String>> const agent(
+          memento.MakeAgentMapKey2Obj(&tag, ManyEntries));
+      for (int i = 0; i < ManyEntries; ++i) WriteNumber(agent->MakeWriteObj(textAt(i), id, cls_Uid()), i);
+    });
+  });
+  Reopen();
+  Read([&](cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const listField(visitor, FieldOf(ListObjKind.m_Name));
+    cls_ReadVisitor const intField(visitor, FieldOf(MapIntObjKind.m_Name));
+    cls_ReadVisitor const textField(visitor, FieldOf(MapStringObjKind.m_Name));
+    int intTag = 0;
+    cow_String textTag;
+    AgentHolder<cls_AgentListObj> const list(listField.Memento()->MakeAgentListObj());
+    AgentHolder<cls_AgentMapKey2Obj<int>> const ints(intField.Memento()->MakeAgentMapKey2Obj(&intTag));
+    AgentHolder<cls_AgentMapKey2Obj<cow_String>> const texts(
+        textField.Memento()->MakeAgentMapKey2Obj(&textTag));
+    ASSERT_EQ(list->Count(), ManyEntries);
+    ASSERT_EQ(ints->Count(), ManyEntries);
+    ASSERT_EQ(texts->Count(), ManyEntries);
+    for (int i = 0; i < ManyEntries; ++i) {
+      ASSERT_EQ(NumberOf(list->MakeReadObj(i)), i);
+      ASSERT_EQ(NumberOf(ints->MakeReadObj(KeyAt(i))), i);
+      ASSERT_EQ(NumberOf(texts->MakeReadObj(textAt(i))), i);
+    }
+    int key = 0;
+    int count = 0;
+    int before = std::numeric_limits<int>::min();
+    for (bool isThere = ints->FirstKey(key); isThere; isThere = ints->NextKey(key), ++count) {
+      ASSERT_TRUE(count == 0 || key > before);
+      before = key;
+    }
+    EXPECT_EQ(count, ManyEntries);
+  });
+}
+
+TEST_P(ContractHuge, TextsOf64MebibytesStandInMapsAndBehindAgents) {
+  COVERS(cls_MementoWrite, 40, 51);
+  COVERS(cls_MementoRead, 44, 55);
+  COVERS(cls_AgentListPrim, 5, 6);
+  constexpr std::string_view Pattern("\xC3\xA4 \n\0\xE2\x82\xAC\xF0\x9F\x94\xA7 \r\n", 15);
+  std::string text;
+  constexpr std::size_t Size = 64 << 20;
+  text.reserve(Size + Pattern.size());
+  while (text.size() < Size) text += Pattern;
+  text.resize(Size);
+  cow_String const huge(text);
+  Write([&](cls_WriteVisitor const& visitor) {
+    WriteCollectionOf<cow_String>(visitor, MapStringKind, [&](cls_MementoWrite& memento) {
+      cow_String const tag;
+      auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
+      builder->Insert(""_cow, "short"_cow);
+      builder->Insert(huge, huge);
+    });
+    WriteCollectionOf<cow_String>(visitor, ListKind, [&](cls_MementoWrite& memento) {
+      cow_String const tag;
+      AgentHolder<cls_AgentListPrim<cow_String>> const agent(memento.MakeAgentListPrim(&tag, 3));
+      std::array<cow_String, 3> const elements{"before"_cow, huge, "behind"_cow};
+      agent->WriteRun(0, 3, elements.data());
+    });
+  });
+  Reopen();
+  Read([&](cls_ReadVisitor const& visitor) {
+    cow_String tag;
+    cls_ReadVisitor const map(visitor, FieldFor<cow_String>(MapStringKind.m_Name));
+    auto const cursor = Receive(map.Memento()->MakeReadMapString2Prim(&tag));
+    ASSERT_EQ(cursor->Count(), 2);
+    EXPECT_EQ(cursor->Next(), "short"_cow);
+    EXPECT_TRUE(cursor->Next() == std::string_view(text));
+    cow_String key;
+    cursor->Key(key);
+    EXPECT_TRUE(key == std::string_view(text));
+    cls_ReadVisitor const list(visitor, FieldFor<cow_String>("List"));
+    AgentHolder<cls_AgentListPrim<cow_String>> const agent(list.Memento()->MakeAgentListPrim(&tag));
+    std::array<cow_String, 3> elements;
+    ASSERT_EQ(agent->ReadRun(0, 3, elements.data()), 3);
+    EXPECT_EQ(elements[0], "before"_cow);
+    EXPECT_TRUE(elements[1] == std::string_view(text));
+    EXPECT_EQ(elements[2], "behind"_cow);
   });
 }
 

@@ -201,4 +201,71 @@ TEST_P(ContractLists, AListStandsBesideTheFieldsOfItsObject) {
   });
 }
 
+/// Widths of rows with numbers of elements that are no whole rows: in the record, in a block, in blocks.
+constexpr std::array<std::array<int, 2>, 7> Uneven{
+    {{2, 1}, {4, 3}, {4, 5}, {1000, 999}, {3, 2048}, {1000, 5001}, {5001, 5000}}};
+
+TEST_P(ContractLists, AListThatIsNoWholeNumberOfRowsIsRefused) {
+  COVERS(cls_MementoWrite, 22, 23, 24, 25, 26, 27);
+  COVERS(cls_WriteListPrim, 1, 2, 3);
+  ForListTypes([&]<class T>(std::type_identity<T>) {
+    SCOPED_TRACE(ContractTypeName<T>);
+    for (auto const [width, count] : Uneven)
+      for (bool const isRun : {false, true}) {
+        std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+          Write([&, elements = count](cls_WriteVisitor const& visitor) {
+            WriteCollectionOf<T>(visitor, ListKind, [&](cls_MementoWrite& memento) {
+              auto const builder = ListBuilder<T>(memento, width);
+              auto const values = std::make_unique<T[]>(static_cast<std::size_t>(elements));
+              if (isRun) builder->AppendRun(elements, values.get());
+              for (int i = 0; !isRun && i < elements; ++i) builder->Append(SampleOf<T>(i));
+            });
+          });
+        });
+        EXPECT_TRUE(Contains(message, std::to_string(count)) && Contains(message, std::to_string(width)))
+            << message;
+      }
+  });
+  EXPECT_FALSE(Store().HasRoot("root"));
+  EXPECT_EQ(Store().ObjectCount(), 0);
+}
+
+TEST_P(ContractLists, AListIsNoRowLongerOrShorterThanItWasWhenARowIsMissing) {
+  COVERS(cls_MementoWrite, 25);
+  COVERS(cls_MementoRead, 3, 29);
+  cls_Uid list;
+  auto const write = [&list](int count) {
+    return [&list, count](cls_WriteVisitor const& visitor) {
+      WriteCollectionOf<double>(
+          visitor, ListKind,
+          [count](cls_MementoWrite& memento) {
+            auto const builder = ListBuilder<double>(memento, 3);
+            for (int i = 0; i < count; ++i) builder->Append(SampleOf<double>(i));
+          },
+          list);
+    };
+  };
+  Write(write(6000));
+  Read([&](cls_ReadVisitor const& visitor) {
+    list = cls_ReadVisitor(visitor, FieldFor<double>("List")).GetUid();
+  });
+  for (int const count : {5999, 1, 12'001}) MessageOf(sto_ErrorKind::Misuse, [&] { Rewrite(write(count)); });
+  Reopen();
+  Read([](cls_ReadVisitor const& visitor) { ExpectElements<double>(visitor, 6000); });
+  EXPECT_EQ(Store().ObjectCount(), 2);
+}
+
+TEST_P(ContractLists, AListOfOneRowOrNoneIsWhole) {
+  COVERS(cls_MementoWrite, 27);
+  COVERS(cls_ReadListPrim, 2, 3);
+  for (int const count : {0, 5000}) {
+    Write([=](cls_WriteVisitor const& visitor) { WriteElements<int>(visitor, count, 5000); });
+    Read([=](cls_ReadVisitor const& visitor) {
+      ExpectElements<int>(visitor, count);
+      cls_ReadVisitor const child(visitor, FieldFor<int>("List"));
+      EXPECT_EQ(ListCursor<int>(*child.Memento())->RowWidth(), 5000);
+    });
+  }
+}
+
 } // namespace

@@ -1,3 +1,8 @@
+#include <array>
+#include <utility>
+
+#include "persist/cls_ReadObjects.h"
+#include "persist/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
 // Objects that hold objects: as deep as a store takes them, and one step deeper.
@@ -65,6 +70,165 @@ TEST_P(ContractNesting, ADeepGraphLoadsThroughItsPointers) {
   for (Node const* node = first.get(); node != nullptr; node = node->m_Right.get())
     ASSERT_EQ(node->m_Value, Deepest - length++);
   EXPECT_EQ(length, Deepest);
+}
+
+/// Writes an object that holds a collection, whose element holds a collection, `levels` times.
+using WriteNested = void (*)(cls_MementoWrite& memento, int levels);
+using ReadNested = cls_MementoRead* (*)(cls_MementoRead& memento);
+
+void WriteLists(cls_MementoWrite& memento, int levels) {
+  memento.Write(FieldFor<int>(), levels);
+  if (levels == 0) return;
+  auto const list = Receive(memento.MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), cls_Uid()));
+  WriteLists(*Receive(list->MakeWriteObj(Scripted::TypeId(), cls_Uid())), levels - 1);
+}
+cls_MementoRead* ReadList(cls_MementoRead& memento) {
+  return Receive(memento.MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)))->Next();
+}
+
+void WriteIntMaps(cls_MementoWrite& memento, int levels) {
+  memento.Write(FieldFor<int>(), levels);
+  if (levels == 0) return;
+  auto const map = Receive(memento.MakeFieldWriteMapInt2Obj(FieldOf(MapIntObjKind.m_Name), cls_Uid()));
+  WriteIntMaps(*Receive(map->MakeWriteObj(levels, Scripted::TypeId(), cls_Uid())), levels - 1);
+}
+cls_MementoRead* ReadIntMap(cls_MementoRead& memento) {
+  auto const cursor = Receive(memento.MakeFieldReadMapInt2Obj(FieldOf(MapIntObjKind.m_Name)));
+  cursor->Next();
+  int key = 0;
+  return cursor->Fetch(key);
+}
+
+void WriteStringMaps(cls_MementoWrite& memento, int levels) {
+  memento.Write(FieldFor<int>(), levels);
+  if (levels == 0) return;
+  auto const map = Receive(memento.MakeFieldWriteMapString2Obj(FieldOf(MapStringObjKind.m_Name), cls_Uid()));
+  WriteStringMaps(*Receive(map->MakeWriteObj("key"_cow, Scripted::TypeId(), cls_Uid())), levels - 1);
+}
+cls_MementoRead* ReadStringMap(cls_MementoRead& memento) {
+  auto const cursor = Receive(memento.MakeFieldReadMapString2Obj(FieldOf(MapStringObjKind.m_Name)));
+  cursor->Next();
+  cow_String key;
+  return cursor->Fetch(key);
+}
+
+constexpr std::array<std::pair<WriteNested, ReadNested>, 3> Nestings{
+    {{WriteLists, ReadList}, {WriteIntMaps, ReadIntMap}, {WriteStringMaps, ReadStringMap}}};
+
+/// Each level of collections is two objects: the collection and its element.
+constexpr int MostLevels = (Deepest - 1) / 2;
+
+TEST_P(ContractNesting, DeepCollectionsOfObjectsComeBack) {
+  COVERS(cls_MementoWrite, 35, 36, 37);
+  COVERS(cls_WriteListObj, 2);
+  COVERS(cls_WriteMapInt2Obj, 2);
+  COVERS(cls_WriteMapString2Obj, 2);
+  COVERS(cls_ReadListObj, 6);
+  COVERS(cls_ReadMapInt2Obj, 5);
+  COVERS(cls_ReadMapString2Obj, 5);
+  for (auto const& [write, read] : Nestings) {
+    Write([write = write](cls_WriteVisitor const& visitor) { write(*visitor.Memento(), MostLevels); });
+    Read([read = read](cls_ReadVisitor const& visitor) {
+      auto memento = Receive(read(*visitor.Memento()));
+      for (int level = MostLevels - 1; level > 0; --level) {
+        ASSERT_EQ(memento->Read(FieldFor<int>(), -1), level);
+        memento = Receive(read(*memento));
+      }
+      EXPECT_EQ(memento->Read(FieldFor<int>(), -1), 0);
+    });
+  }
+}
+
+TEST_P(ContractNesting, CollectionsBeyondTheLimitAreRefusedAndLeaveNothing) {
+  COVERS(cls_MementoWrite, 35, 36, 37);
+  for (auto const& [write, read] : Nestings) {
+    std::string const message = MessageOf(sto_ErrorKind::Full, [&, write = write] {
+      Write([=](cls_WriteVisitor const& visitor) { write(*visitor.Memento(), MostLevels + 1); });
+    });
+    EXPECT_TRUE(Contains(message, "1000")) << message;
+    EXPECT_FALSE(Store().HasRoot("root"));
+    EXPECT_EQ(Store().ObjectCount(), 0);
+  }
+}
+
+TEST_P(ContractNesting, FollowingReferencesBeyondTheLimitIsRefusedAndHarmsNothing) {
+  COVERS(cls_MementoWrite, 18);
+  COVERS(cls_MementoRead, 7);
+  {
+    // Each is an object of its own, so that the chain may be longer than objects can be held.
+    sto_Transaction transaction(Store());
+    cls_Uid last;
+    for (int i = 0; i < Deepest + 100; ++i) {
+      Scripted const object([&](cls_WriteVisitor const& visitor) {
+        visitor.Write(FieldFor<int>(), i);
+        if (i > 0) visitor.Memento()->WriteReference(FieldOf("Reference"), last);
+      });
+      Store().Save("root", object);
+      last = object.m_Uid;
+    }
+    transaction.Commit();
+  }
+  Step();
+  Read([](cls_ReadVisitor const& visitor) {
+    auto memento = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Reference")));
+    for (int depth = 2; depth < Deepest; ++depth) {
+      ASSERT_EQ(memento->Read(FieldFor<int>(), -1), Deepest + 100 - depth);
+      memento = Receive(memento->MakeFieldReadObj(FieldOf("Reference")));
+    }
+    std::string const message = MessageOf(
+        sto_ErrorKind::Full, [&] { Receive(memento->MakeFieldReadObj(FieldOf("Reference"))).reset(); });
+    EXPECT_TRUE(Contains(message, "1000")) << message;
+    EXPECT_EQ(memento->Read(FieldFor<int>(), -1), 100);
+  });
+  Read([](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), Deepest + 99); });
+}
+
+TEST_P(ContractNesting, ALoadThatGoesBeyondTheLimitIsRefused) {
+  COVERS(cls_MementoRead, 7);
+  Scripted object;
+  object.m_Write = [&](cls_WriteVisitor const& visitor) {
+    EXPECT_EQ(
+        visitor.Memento()->MakeFieldWriteObj(FieldOf("Object"), Scripted::TypeId(), object.m_Uid, nullptr),
+        nullptr);
+  };
+  Store().Save("root", object);
+  Step();
+  struct ReadsOn {
+    explicit ReadsOn(cls_ReadVisitor const& visitor) { ReadsOn(cls_ReadVisitor(visitor, FieldOf("Object"))); }
+  };
+  std::string const message =
+      MessageOf(sto_ErrorKind::Full, [&] { static_cast<void>(Store().Load<ReadsOn>("root")); });
+  EXPECT_TRUE(Contains(message, "1000")) << message;
+  Read([](cls_ReadVisitor const& visitor) { EXPECT_NE(visitor.DataIsPresent(FieldOf("Object")), 0); });
+}
+
+TEST_P(ContractNesting, AnElementThatLeadsToItsCollectionIsFollowedToTheLimit) {
+  COVERS(cls_MementoRead, 39, 40, 41);
+  COVERS(cls_ReadListObj, 6, 7);
+  COVERS(cls_ReadMapInt2Obj, 5);
+  COVERS(cls_ReadMapString2Obj, 5);
+  Scripted object;
+  object.m_Write = [&](cls_WriteVisitor const& visitor) {
+    cls_MementoWrite& memento = *visitor.Memento();
+    unsigned int const id = Scripted::TypeId();
+    auto const list = Receive(memento.MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), cls_Uid()));
+    auto const ints = Receive(memento.MakeFieldWriteMapInt2Obj(FieldOf(MapIntObjKind.m_Name), cls_Uid()));
+    auto const strings =
+        Receive(memento.MakeFieldWriteMapString2Obj(FieldOf(MapStringObjKind.m_Name), cls_Uid()));
+    EXPECT_EQ(list->MakeWriteObj(id, object.m_Uid), nullptr);
+    EXPECT_EQ(ints->MakeWriteObj(1, id, object.m_Uid), nullptr);
+    EXPECT_EQ(strings->MakeWriteObj("key"_cow, id, object.m_Uid), nullptr);
+  };
+  Store().Save("root", object);
+  Step();
+  for (auto const& [write, read] : Nestings)
+    Read([read = read](cls_ReadVisitor const& visitor) {
+      auto memento = Receive(read(*visitor.Memento()));
+      for (int level = 1; level < MostLevels; ++level) memento = Receive(read(*memento));
+      std::string const message = MessageOf(sto_ErrorKind::Full, [&] { Receive(read(*memento)).reset(); });
+      EXPECT_TRUE(Contains(message, "1000")) << message;
+      EXPECT_EQ(memento->ClassId(), Scripted::TypeId());
+    });
 }
 
 } // namespace

@@ -185,7 +185,7 @@ TEST_P(ContractObjectAgents, AListChangedByAnotherSessionSaysSoOnce) {
   std::unique_ptr<ListHolder> agent;
   agent = Take(StoredList);
   {
-    sto_Store second = GetParam().m_Open(Folder().string(), sto_Mode::ReadWrite, ContractClasses());
+    sto_Store second = SecondSession();
     std::unique_ptr<ListHolder> other;
     static_cast<void>(
         LoadFields(second, [&](cls_ReadVisitor const& visitor) { other = StoredList(visitor); }));

@@ -1,3 +1,5 @@
+#include <map>
+
 #include "persist/cls_AgentBlob.h"
 #include "persist/cls_AgentListPrim.h"
 #include "persist/cls_BlobReader.h"
@@ -276,6 +278,236 @@ TEST_P(ContractOverwrite, ASaveThatFailsLeavesWhatWasThere) {
     for (int i = 0; i < 5000; ++i) ASSERT_EQ(cursor->Next(), i);
   });
   EXPECT_EQ(Store().ObjectCount(), 2);
+}
+
+/// The collections of an object, by name, which keep their identities when they are written again.
+class KeptCollections {
+ public:
+  [[nodiscard]] cls_Uid const& operator[](std::string const& name) { return m_Uids[name]; }
+  void Take(cls_ReadVisitor const& visitor) {
+    for (auto& [name, uid] : m_Uids) uid = StoredUid(visitor, FieldOf(name));
+  }
+
+ private:
+  std::map<std::string, cls_Uid> m_Uids;
+};
+
+void WriteMapsOfAllTypes(cls_WriteVisitor const& visitor, KeptCollections& kept, int count) {
+  ForMapTypes([&]<class T>(std::type_identity<T>) {
+    T const tag{};
+    std::string const name = ContractTypeName<T>;
+    WriteCollectionOf<T>(
+        visitor, MapIntKind,
+        [&](cls_MementoWrite& memento) {
+          auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
+          for (int i = 0; i < count; ++i) builder->Insert(i, SampleOf<T>(i + count));
+        },
+        kept[MapIntKind.m_Name + name]);
+    WriteCollectionOf<T>(
+        visitor, MapStringKind,
+        [&](cls_MementoWrite& memento) {
+          auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
+          for (int i = 0; i < count; ++i)
+            builder->Insert(cow_String(std::to_string(i)), SampleOf<T>(i + count));
+        },
+        kept[MapStringKind.m_Name + name]);
+  });
+  auto const table = Receive(
+      visitor.Memento()->MakeFieldWriteIntTableInt(FieldOf(IntTableKind.m_Name), kept[IntTableKind.m_Name]));
+  for (int i = 0; i < count; ++i) table->Insert(i, i + count);
+}
+
+void ExpectMapsOfAllTypes(cls_ReadVisitor const& visitor, int count) {
+  ForMapTypes([&]<class T>(std::type_identity<T>) {
+    SCOPED_TRACE(ContractTypeName<T>);
+    T tag{};
+    cls_ReadVisitor const ints(visitor, FieldFor<T>(MapIntKind.m_Name));
+    cls_ReadVisitor const strings(visitor, FieldFor<T>(MapStringKind.m_Name));
+    auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
+    auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
+    ASSERT_EQ(byInt->Count(), count);
+    ASSERT_EQ(byString->Count(), count);
+    for (int i = 0; i < count; ++i) {
+      ASSERT_TRUE(IsSameValue(byInt->Next(), SampleOf<T>(i + count)));
+      ASSERT_TRUE(IsSameValue(byString->Next(), SampleOf<T>(i + count)));
+    }
+  });
+  auto const table = Receive(visitor.Memento()->MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
+  ASSERT_EQ(table->Count(), count);
+  while (table->More() != 0) {
+    int const value = table->Next();
+    int key = -1;
+    table->Key(key);
+    ASSERT_EQ(value, key + count);
+  }
+}
+
+TEST_P(ContractOverwrite, MapsOfAllTypesAndIntTablesShrinkAndGrow) {
+  COVERS(cls_MementoWrite, 28, 29, 30, 31, 32, 38, 39, 40, 41, 42, 43);
+  COVERS(cls_MementoRead, 32, 33, 34, 35, 36, 42, 43, 44, 45, 46, 47);
+  KeptCollections kept;
+  for (int const count : {2000, 10, 0, 3, 500}) {
+    auto const write = [&](cls_WriteVisitor const& visitor) { WriteMapsOfAllTypes(visitor, kept, count); };
+    if (Store().HasRoot("root"))
+      Rewrite(write);
+    else
+      Write(write);
+    EXPECT_EQ(Store().ObjectCount(), 1 + 11) << "the same collections";
+    Read([&](cls_ReadVisitor const& visitor) {
+      ExpectMapsOfAllTypes(visitor, count);
+      kept.Take(visitor);
+    });
+  }
+  EXPECT_EQ(Store().CollectGarbage(), 0);
+}
+
+TEST_P(ContractOverwrite, CollectionsOfObjectsShrinkAndLetGoOfTheirElements) {
+  COVERS(cls_MementoWrite, 35, 36, 37);
+  COVERS(cls_MementoRead, 39, 40, 41);
+  KeptCollections kept;
+  int before = 0;
+  for (int const count : {3000, 2, 0, 40}) {
+    auto const write = [&](cls_WriteVisitor const& visitor) {
+      cls_MementoWrite& memento = *visitor.Memento();
+      unsigned int const id = Scripted::TypeId();
+      auto const list = Receive(memento.MakeFieldWriteListObj(FieldOf("ListObj"), kept["ListObj"]));
+      auto const ints = Receive(memento.MakeFieldWriteMapInt2Obj(FieldOf("MapIntObj"), kept["MapIntObj"]));
+      auto const strings =
+          Receive(memento.MakeFieldWriteMapString2Obj(FieldOf("MapStringObj"), kept["MapStringObj"]));
+      for (int i = 0; i < count; ++i) {
+        WriteNumber(list->MakeWriteObj(id, cls_Uid()), i + count);
+        WriteNumber(ints->MakeWriteObj(i, id, cls_Uid()), i + count);
+        WriteNumber(strings->MakeWriteObj(cow_String(std::to_string(i)), id, cls_Uid()), i + count);
+      }
+    };
+    if (Store().HasRoot("root"))
+      Rewrite(write);
+    else
+      Write(write);
+    EXPECT_EQ(Store().CollectGarbage(), 3 * before) << "the elements of before, and they alone";
+    Step();
+    EXPECT_EQ(Store().ObjectCount(), 1 + 3 + 3 * count);
+    before = count;
+    Read([&](cls_ReadVisitor const& visitor) {
+      cls_MementoRead& memento = *visitor.Memento();
+      auto const list = Receive(memento.MakeFieldReadListObj(FieldOf("ListObj")));
+      auto const ints = Receive(memento.MakeFieldReadMapInt2Obj(FieldOf("MapIntObj")));
+      auto const strings = Receive(memento.MakeFieldReadMapString2Obj(FieldOf("MapStringObj")));
+      ASSERT_EQ(list->Count(), count);
+      ASSERT_EQ(ints->Count(), count);
+      ASSERT_EQ(strings->Count(), count);
+      for (int i = 0; i < count; ++i) {
+        int number = -1;
+        cow_String text;
+        ints->Next();
+        strings->Next();
+        ASSERT_EQ(NumberOf(list->Next()), i + count);
+        ASSERT_EQ(NumberOf(ints->Fetch(number)), i + count);
+        ASSERT_EQ(NumberOf(strings->Fetch(text)), i + count);
+        ASSERT_EQ(number, i);
+      }
+      kept.Take(visitor);
+    });
+  }
+}
+
+TEST_P(ContractOverwrite, ACollectionIsReplacedByOneOfAnotherWidth) {
+  COVERS(cls_MementoWrite, 25);
+  COVERS(cls_MementoRead, 29);
+  KeptCollections kept;
+  for (int const width : {4, 1, 3000, 7}) {
+    auto const write = [&](cls_WriteVisitor const& visitor) {
+      WriteCollection(visitor, FieldOf("TableDouble"), ListKind, COLLECTION_TABLE_DOUBLE, kept["TableDouble"],
+                      [=](cls_MementoWrite& memento) {
+                        double const tag = 0;
+                        auto const builder = Receive(memento.MakeWriteListPrim(&tag, width));
+                        for (int i = 0; i < 2 * width; ++i) builder->Append(SampleOf<double>(i + width));
+                      });
+    };
+    if (Store().HasRoot("root"))
+      Rewrite(write);
+    else
+      Write(write);
+    Read([&](cls_ReadVisitor const& visitor) {
+      cls_ReadVisitor const child(visitor, FieldOf("TableDouble"));
+      double tag = 0;
+      auto const cursor = Receive(child.Memento()->MakeReadListPrim(&tag));
+      EXPECT_EQ(cursor->RowWidth(), width);
+      ASSERT_EQ(cursor->Count(), 2 * width);
+      for (int i = 0; i < 2 * width; ++i) ASSERT_EQ(cursor->Next(), SampleOf<double>(i + width));
+      kept.Take(visitor);
+    });
+    EXPECT_EQ(Store().ObjectCount(), 2);
+  }
+}
+
+/// One collection that takes several blocks, under its identity.
+struct Shrinking {
+  char const* m_Name;
+  char const* m_Field;
+  std::function<void(cls_WriteVisitor const&, cls_Uid const&, int count)> m_Write;
+};
+
+template <class T> Shrinking ShrinkingList() {
+  static std::string const field = std::string(ListKind.m_Name) + ContractTypeName<T>;
+  return {ContractTypeName<T>, field.c_str(),
+          [](cls_WriteVisitor const& visitor, cls_Uid const& uid, int count) {
+            WriteCollectionOf<T>(
+                visitor, ListKind,
+                [=](cls_MementoWrite& memento) {
+                  T const tag{};
+                  auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
+                  for (int i = 0; i < count; ++i) builder->Append(SampleOf<T>(i));
+                },
+                uid);
+          }};
+}
+
+std::vector<Shrinking> EveryShrinking() {
+  std::vector<Shrinking> all;
+  // One type of elements of a fixed length and the one of any length.
+  all.push_back(ShrinkingList<double>());
+  all.push_back(ShrinkingList<cow_String>());
+  all.push_back({"blob", "Blob", [](cls_WriteVisitor const& visitor, cls_Uid const& uid, int count) {
+                   cls_BlobWriter const writer(visitor, FieldOf("Blob"), uid);
+                   std::vector<char> const bytes(static_cast<std::size_t>(count) * 8, 'b');
+                   writer.Agent().Truncate(0);
+                   writer.Agent().Write(0, count * 8LL, bytes.data());
+                 }});
+  all.push_back({"map", "MapIntDouble", [](cls_WriteVisitor const& visitor, cls_Uid const& uid, int count) {
+                   WriteCollectionOf<double>(
+                       visitor, MapIntKind,
+                       [=](cls_MementoWrite& memento) {
+                         double const tag = 0;
+                         auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
+                         for (int i = 0; i < count; ++i) builder->Insert(i, SampleOf<double>(i));
+                       },
+                       uid);
+                 }});
+  return all;
+}
+
+TEST_P(ContractOverwrite, TheRoomOfWhatACollectionShrankByIsUsedAgain) {
+  COVERS(cls_MementoWrite, 23, 25, 30, 53);
+  COVERS(cls_MementoRead, 3);
+  constexpr int Count = 150'000;
+  for (Shrinking const& shrinking : EveryShrinking()) {
+    SCOPED_TRACE(shrinking.m_Name);
+    cls_Uid uid;
+    auto const sized = [&](int count) {
+      return [&, count](cls_WriteVisitor const& visitor) { shrinking.m_Write(visitor, uid, count); };
+    };
+    Write(sized(Count));
+    std::int64_t const size = Store().SizeBytes();
+    Read([&](cls_ReadVisitor const& visitor) { uid = StoredUid(visitor, FieldOf(shrinking.m_Field)); });
+    Rewrite(sized(1));
+    uid = cls_Uid();
+    Write(sized(Count), "other");
+    EXPECT_LE(Store().SizeBytes(), size + size / 4);
+    for (char const* const root : {"root", "other"}) Store().RemoveRoot(root);
+    EXPECT_EQ(Store().CollectGarbage(), 4);
+    Step();
+  }
 }
 
 } // namespace

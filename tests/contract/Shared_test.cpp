@@ -1,5 +1,8 @@
 #include <set>
 
+#include "persist/cls_AgentRequest.h"
+#include "persist/cls_ReadObjects.h"
+#include "persist/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
 // Objects that are reached several times, cycles, and the brackets of shared pointers.
@@ -194,6 +197,86 @@ TEST_P(ContractShared, BracketsNest) {
     EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 5);
     EXPECT_EQ(NumberOf(visitor.Memento()->MakeFieldReadObj(FieldOf("Object"))), 4);
   });
+}
+
+TEST_P(ContractShared, TenThousandObjectsAreSharedByAListAndTwoMaps) {
+  COVERS(cls_WriteListObj, 2);
+  COVERS(cls_WriteMapInt2Obj, 2);
+  COVERS(cls_WriteMapString2Obj, 2);
+  COVERS(cls_ReadListObj, 6);
+  COVERS(cls_ReadMapInt2Obj, 5);
+  COVERS(cls_ReadMapString2Obj, 5);
+  constexpr int Count = 10'000;
+  Write([](cls_WriteVisitor const& visitor) {
+    cls_MementoWrite& memento = *visitor.Memento();
+    auto const list = Receive(memento.MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), cls_Uid()));
+    auto const ints = Receive(memento.MakeFieldWriteMapInt2Obj(FieldOf(MapIntObjKind.m_Name), cls_Uid()));
+    auto const strings =
+        Receive(memento.MakeFieldWriteMapString2Obj(FieldOf(MapStringObjKind.m_Name), cls_Uid()));
+    std::vector<cls_Uid> const uids(Count);
+    unsigned int const id = Scripted::TypeId();
+    for (int i = 0; i < Count; ++i) WriteNumber(list->MakeWriteObj(id, uids[static_cast<std::size_t>(i)]), i);
+    for (int i = 0; i < Count; ++i) {
+      cls_Uid const& uid = uids[static_cast<std::size_t>(Count - 1 - i)];
+      ASSERT_EQ(ints->MakeWriteObj(i, id, uid), nullptr);
+      ASSERT_EQ(strings->MakeWriteObj(cow_String(std::to_string(i)), id, uid), nullptr);
+    }
+  });
+  EXPECT_EQ(Store().ObjectCount(), 1 + 3 + Count);
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_MementoRead& memento = *visitor.Memento();
+    auto const list = Receive(memento.MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
+    auto const ints = Receive(memento.MakeFieldReadMapInt2Obj(FieldOf(MapIntObjKind.m_Name)));
+    auto const strings = Receive(memento.MakeFieldReadMapString2Obj(FieldOf(MapStringObjKind.m_Name)));
+    for (int i = 0; i < Count; ++i) {
+      int number = 0;
+      cow_String text;
+      ints->Next();
+      strings->Next();
+      auto const inList = Receive(list->At(Count - 1 - i));
+      auto const byInt = Receive(ints->Fetch(number));
+      auto const byString = Receive(strings->Fetch(text));
+      ASSERT_EQ(byInt->Read(FieldFor<int>(), -1), Count - 1 - i);
+      cls_Uid const uid = inList->GetUid();
+      ASSERT_EQ(byInt->GetUid().Entry(), uid.Entry());
+      ASSERT_EQ(byString->GetUid().Entry(), uid.Entry());
+    }
+  });
+}
+
+TEST_P(ContractShared, BracketsAroundElementsChangeNothingOfThem) {
+  COVERS(cls_MementoWrite, 56, 57);
+  COVERS(cls_WriteRequestListObj, 2);
+  Write([](cls_WriteVisitor const& visitor) {
+    auto const list =
+        Receive(visitor.Memento()->MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), cls_Uid()));
+    cls_Uid const shared;
+    for (int i = 0; i < 3; ++i) {
+      cls_WriteRequestListObj const request(list.get());
+      cls_WriteVisitor element(request, &shared);
+      element.SetSharedPtrOutput(true);
+      ASSERT_EQ(element.StartWrite(Scripted::TypeId(), shared), i == 0 ? 1 : 0);
+      if (i == 0) element.Write(FieldFor<int>(), 6);
+    }
+  });
+  EXPECT_EQ(Store().ObjectCount(), 3);
+  Read([](cls_ReadVisitor const& visitor) {
+    auto const list = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
+    ASSERT_EQ(list->Count(), 3);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(NumberOf(list->At(i)), 6);
+  });
+}
+
+TEST_P(ContractShared, ABracketThatAFailureLeavesOpenDisturbsNoLaterSave) {
+  COVERS(cls_MementoWrite, 56, 57);
+  EXPECT_THROW(Write([](cls_WriteVisitor const& visitor) {
+                 visitor.Memento()->StartSharedPtrOutput();
+                 throw std::runtime_error("within the bracket");
+               }),
+               std::runtime_error);
+  EXPECT_EQ(Store().ObjectCount(), 0);
+  Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 5); });
+  Read([](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 5); });
 }
 
 } // namespace

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "tests/contract/ContractTest.h"
+
+// Content of every kind, for tests of what happens to whole objects.
+
+/// Writes content of every kind into an object: scalars, bytes, a reference, an object that several others
+/// share and that holds itself, a blob, a list of each element type in blocks and one in the record, a table,
+/// a map of each key and element type, lists and maps of objects, and an int table. `seed` selects the
+/// values.
+void WriteContent(cls_WriteVisitor const& visitor, int seed);
+
+/// How many objects that is, without the one that it is written into.
+inline constexpr int ContentObjects = 31;
+
+/// Expects the object to have the content of this seed.
+void ExpectContent(cls_ReadVisitor const& visitor, int seed);
