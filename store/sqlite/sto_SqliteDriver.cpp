@@ -168,6 +168,7 @@ std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool
 
 sto_SqliteDriver::sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connection, bool readOnly)
     : m_Connection(std::move(connection)), m_IsReadOnly(readOnly),
+      m_OpenMark(*m_Connection, "SAVEPOINT mark"), m_ReleaseMark(*m_Connection, "RELEASE mark"),
       m_FindRoot(*m_Connection, "SELECT object_id FROM root WHERE name = ?"),
       m_SetRoot(*m_Connection, "REPLACE INTO root(name, object_id) VALUES(?, ?)"),
       m_RemoveRoot(*m_Connection, "DELETE FROM root WHERE name = ?"),
@@ -235,11 +236,11 @@ void sto_SqliteDriver::SetMark() {
   CheckTransaction();
   m_Objects.Flush();
   m_Blocks.SetMark();
-  m_Connection->Execute("SAVEPOINT mark");
+  sto_SqliteStatement::Use(m_OpenMark).Step();
 }
 void sto_SqliteDriver::ReleaseMark() {
   m_Blocks.Close(); // one that is open for writing is a statement in progress
-  m_Connection->Execute("RELEASE mark");
+  sto_SqliteStatement::Use(m_ReleaseMark).Step();
 }
 void sto_SqliteDriver::RollbackToMark() {
   m_Objects.Drop();

@@ -73,6 +73,7 @@ class sto_SqliteDriver : public sto_Driver {
 
   std::unique_ptr<sto_SqliteConnection> m_Connection;
   bool m_IsReadOnly;
+  sto_SqliteStatement m_OpenMark, m_ReleaseMark; // for every save
   sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
   std::int64_t m_FormatVersion = 0; // as the open transaction sees it
