@@ -61,7 +61,7 @@ sto_Session& sto_BlobAgent::Session() const {
 
 sto_BlobAgent::Header sto_BlobAgent::ReadHeader() {
   if (m_Id == 0) return {};
-  std::shared_ptr<sto_Record const> const record = Session().ReadRecord(m_Id);
+  sto_RecordRef const record = Session().ReadRecord(m_Id);
   if (record == nullptr) return {}; // made in the save that is going on, or undone
   sto_Part const& part = record->Parts().front();
   Header const header{NumberOf(part, SizeKey), NumberOf(part, ChangeKey)};

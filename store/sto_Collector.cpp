@@ -67,7 +67,7 @@ void sto_Collector::VisitOpen() {
   while (!m_Open.empty()) {
     auto const [id, holder] = m_Open.back();
     m_Open.pop_back();
-    std::shared_ptr<sto_Record const> const record = m_Session.ReadRecord(id);
+    sto_RecordRef const record = m_Session.ReadRecord(id);
     if (record == nullptr) RaiseMissing(id, holder);
     Visit(*record);
   }

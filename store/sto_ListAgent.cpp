@@ -45,7 +45,7 @@ template <class T> sto_ListAgent<T>* sto_ListAgent<T>::Find(sto_Session& session
 
 template <class T>
 sto_ListAgent<T>* sto_ListAgent<T>::OfStored(sto_Session& session, std::int64_t id,
-                                             std::shared_ptr<sto_Record const> const& record) {
+                                             sto_RecordRef const& record) {
   if (sto_ListAgent* const found = Find(session, id)) return found;
   auto agent = std::make_unique<sto_ListAgent>(session, id);
   if (record != nullptr) {
@@ -59,7 +59,7 @@ template <class T>
 sto_ListAgent<T>* sto_ListAgent<T>::OfSaved(sto_Session& session, std::int64_t id, int sizeHint) {
   if (sto_ListAgent* const found = Find(session, id)) return found;
   auto agent = std::make_unique<sto_ListAgent>(session, id);
-  if (std::shared_ptr<sto_Record const> const record = session.ReadRecord(id))
+  if (sto_RecordRef const record = session.ReadRecord(id))
     agent->Open(record);
   else
     agent->StartNew(sizeHint);

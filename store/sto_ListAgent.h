@@ -16,8 +16,7 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   sto_ListAgent(sto_Session& session, std::int64_t id) : sto_ListAgentBase(session, id, Codec::ElementType) {}
 
   /// The session's agent of a list, made when there is none. `record` is null for a list that is not stored.
-  static sto_ListAgent* OfStored(sto_Session& session, std::int64_t id,
-                                 std::shared_ptr<sto_Record const> const& record);
+  static sto_ListAgent* OfStored(sto_Session& session, std::int64_t id, sto_RecordRef const& record);
   /// The session's agent of a list that is being saved.
   static sto_ListAgent* OfSaved(sto_Session& session, std::int64_t id, int sizeHint);
 

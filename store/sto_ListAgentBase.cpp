@@ -11,7 +11,7 @@ unsigned int sto_ListAgentBase::StoredClassId() const {
   return cls_InternalListTypeId;
 }
 
-int sto_ListAgentBase::TakeContent(std::shared_ptr<sto_Record const> const& record) {
+int sto_ListAgentBase::TakeContent(sto_RecordRef const& record) {
   if (!record->List())
     Session().Raise(sto_ErrorKind::WrongClass, Describe() + " is none: the object holds no list.");
   sto_ListHeader const& list = *record->List();

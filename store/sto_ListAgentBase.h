@@ -17,7 +17,7 @@ class sto_ListAgentBase : public sto_OpenAgent {
  protected:
   [[nodiscard]] std::string Describe() const override { return "The list of object " + std::to_string(Id()); }
   [[nodiscard]] unsigned int StoredClassId() const override;
-  int TakeContent(std::shared_ptr<sto_Record const> const& record) override;
+  int TakeContent(sto_RecordRef const& record) override;
   void PutContent(sto_RecordBuilder& builder) override;
   void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
   void Empty() noexcept override { m_Count = 0; }
@@ -33,7 +33,7 @@ class sto_ListAgentBase : public sto_OpenAgent {
   sto_StoredBlocks& Blocks() noexcept { return m_Blocks; }
 
   int m_Count = 0;
-  std::shared_ptr<sto_Record const> m_InlineRecord; // holds the elements of an inline list
+  sto_RecordRef m_InlineRecord; // holds the elements of an inline list
   sto_ByteView m_Inline;
 
  private:

@@ -18,7 +18,7 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
   explicit sto_ListReader(sto_Session& session) : m_Session(session) {}
 
   /// The list of object `id`, which `record` has.
-  sto_ListReader(sto_Session& session, std::int64_t id, std::shared_ptr<sto_Record const> record)
+  sto_ListReader(sto_Session& session, std::int64_t id, sto_RecordRef record)
       : m_Session(session), m_Id(id), m_Record(std::move(record)), m_List(*m_Record->List()) {
     if (!sto_HasWholeRows(m_List.m_Count, m_List.m_Width))
       m_Session.Raise(sto_ErrorKind::Damaged,
@@ -90,7 +90,7 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
 
   sto_Session& m_Session;
   std::int64_t m_Id = 0;
-  std::shared_ptr<sto_Record const> m_Record;
+  sto_RecordRef m_Record;
   sto_ListHeader m_List;
   int m_Index = 0;
   sto_Bytes m_Block;

@@ -17,7 +17,7 @@
 template <class K> class sto_MapCursor {
  public:
   /// Without record, no entries.
-  sto_MapCursor(sto_Session& session, std::shared_ptr<sto_Record const> record)
+  sto_MapCursor(sto_Session& session, sto_RecordRef record)
       : m_Session(session), m_Record(std::move(record)) {
     if (m_Record == nullptr) return;
     m_Count = m_Record->Map()->m_Count;
@@ -64,7 +64,7 @@ template <class K> class sto_MapCursor {
 
  private:
   sto_Session& m_Session;
-  std::shared_ptr<sto_Record const> m_Record;
+  sto_RecordRef m_Record;
   int m_Count = 0;
   Place m_Place;
 };
@@ -74,8 +74,7 @@ template <class K, class T>
 class sto_MapReader final
     : public std::conditional_t<std::is_same_v<K, int>, cls_ReadMapInt2Prim<T>, cls_ReadMapString2Prim<T>> {
  public:
-  sto_MapReader(sto_Session& session, std::shared_ptr<sto_Record const> record)
-      : m_Cursor(session, std::move(record)) {}
+  sto_MapReader(sto_Session& session, sto_RecordRef record) : m_Cursor(session, std::move(record)) {}
 
   int Count() override { return m_Cursor.Count(); }
   int More() override { return m_Cursor.HasMore() ? 1 : 0; }
@@ -89,8 +88,7 @@ class sto_MapReader final
 /// Cursor over an object's int table.
 class sto_IntTableReader final : public cls_ReadIntTableInt {
  public:
-  sto_IntTableReader(sto_Session& session, std::shared_ptr<sto_Record const> record)
-      : m_Cursor(session, std::move(record)) {}
+  sto_IntTableReader(sto_Session& session, sto_RecordRef record) : m_Cursor(session, std::move(record)) {}
 
   int Count() override { return m_Cursor.Count(); }
   int More() override { return m_Cursor.HasMore() ? 1 : 0; }
@@ -104,7 +102,7 @@ class sto_IntTableReader final : public cls_ReadIntTableInt {
 /// Walk over an object's map from K to objects.
 template <class K> class sto_ObjectMapCursor {
  public:
-  sto_ObjectMapCursor(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth)
+  sto_ObjectMapCursor(sto_Session& session, sto_RecordRef record, int depth)
       : m_Cursor(session, std::move(record)), m_Depth(depth) {}
 
   [[nodiscard]] int Count() const noexcept { return m_Cursor.Count(); }
@@ -145,7 +143,7 @@ template <class K> class sto_ObjectMapCursor {
 /// Cursor over an object's map from int to objects. `depth` is how many objects hold the map.
 class sto_ObjectMapReaderInt final : public cls_ReadMapInt2Obj {
  public:
-  sto_ObjectMapReaderInt(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth)
+  sto_ObjectMapReaderInt(sto_Session& session, sto_RecordRef record, int depth)
       : m_Cursor(session, std::move(record), depth) {}
 
   int More() override { return m_Cursor.More(); }
@@ -161,7 +159,7 @@ class sto_ObjectMapReaderInt final : public cls_ReadMapInt2Obj {
 /// The same from cow_String.
 class sto_ObjectMapReaderString final : public cls_ReadMapString2Obj {
  public:
-  sto_ObjectMapReaderString(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth)
+  sto_ObjectMapReaderString(sto_Session& session, sto_RecordRef record, int depth)
       : m_Cursor(session, std::move(record), depth) {}
 
   int More() override { return m_Cursor.More(); }

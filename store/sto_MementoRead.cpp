@@ -163,18 +163,18 @@ cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field)
     RaiseType(field, found->m_Tag, "object");
   if (m_Depth + 1 > sto_Format::MaxNesting) RaiseNesting(m_Session, Describe());
   std::int64_t const id = sto_ByteReader(found->m_Payload).Number<std::int64_t>();
-  std::shared_ptr<sto_Record const> record = m_Session.ReadRecord(id);
+  sto_RecordRef record = m_Session.ReadRecord(id);
   if (record == nullptr && found->m_Tag == sto_Format::Object)
     m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", which attribute " +
                                                 NameOf(field) + " of " + Describe() + " holds, is missing.");
   return new sto_MementoRead(m_Session, std::move(record), m_Depth + 1);
 }
 
-std::shared_ptr<sto_Record const> sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id,
-                                                               int depth, Collection const& collection) {
+sto_RecordRef sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id, int depth,
+                                           Collection const& collection) {
   if (id == 0) return nullptr;
   if (depth > sto_Format::MaxNesting) RaiseNesting(session, collection.Describe());
-  std::shared_ptr<sto_Record const> record = session.ReadRecord(id);
+  sto_RecordRef record = session.ReadRecord(id);
   if (record == nullptr)
     session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", an element of " +
                                               collection.Describe() + ", is missing.");

@@ -15,7 +15,7 @@
 class sto_MementoRead : public cls_MementoRead {
  public:
   /// The first part of a record (null for none) that `depth` objects hold.
-  sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth)
+  sto_MementoRead(sto_Session& session, sto_RecordRef record, int depth)
       : m_Session(session), m_Record(std::move(record)),
         m_Part(m_Record == nullptr ? nullptr : m_Record->Parts().data()), m_Depth(depth) {}
 
@@ -30,8 +30,8 @@ class sto_MementoRead : public cls_MementoRead {
 
   /// The record of element `id` of a collection, null for id 0. Damaged, naming `collection`, when the object
   /// is missing; Full when it is too deep.
-  [[nodiscard]] static std::shared_ptr<sto_Record const> ReadElement(sto_Session& session, std::int64_t id,
-                                                                     int depth, Collection const& collection);
+  [[nodiscard]] static sto_RecordRef ReadElement(sto_Session& session, std::int64_t id, int depth,
+                                                 Collection const& collection);
   /// Its memento, an empty one for id 0.
   [[nodiscard]] static sto_MementoRead* OfElement(sto_Session& session, std::int64_t id, int depth,
                                                   Collection const& collection) {
@@ -114,8 +114,7 @@ class sto_MementoRead : public cls_MementoRead {
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
 
  private:
-  sto_MementoRead(sto_Session& session, std::shared_ptr<sto_Record const> record, sto_Part const* part,
-                  int depth)
+  sto_MementoRead(sto_Session& session, sto_RecordRef record, sto_Part const* part, int depth)
       : m_Session(session), m_Record(std::move(record)), m_Part(part), m_Depth(depth) {}
 
   [[nodiscard]] sto_Field const* Find(cls_FieldHandle const& field) const;
@@ -135,7 +134,7 @@ class sto_MementoRead : public cls_MementoRead {
   template <class T> cls_AgentListPrim<T>* MakeAgent();
 
   sto_Session& m_Session;
-  std::shared_ptr<sto_Record const> m_Record;
+  sto_RecordRef m_Record;
   sto_Part const* m_Part; // that this memento stands on, null for none
   int m_Depth;
   mutable std::size_t m_NextField = 0; // fields are mostly read in the order in which they were written

@@ -10,8 +10,7 @@ namespace {
 /// An element that keeps the load that it belongs to.
 class ElementMemento final : public sto_MementoRead {
  public:
-  ElementMemento(std::shared_ptr<sto_ElementRead> read, sto_Session& session,
-                 std::shared_ptr<sto_Record const> record, int depth)
+  ElementMemento(std::shared_ptr<sto_ElementRead> read, sto_Session& session, sto_RecordRef record, int depth)
       : sto_MementoRead(session, std::move(record), depth), m_Read(std::move(read)) {}
 
  private:
@@ -45,7 +44,7 @@ cls_MementoRead* sto_ObjectAgentBase::ReadElement(std::function<std::int64_t()> 
   session.RaiseKept();
   std::shared_ptr<sto_ElementRead> read = sto_ElementRead::Join(session);
   Synchronise();
-  std::shared_ptr<sto_Record const> record = sto_MementoRead::ReadElement(
+  sto_RecordRef record = sto_MementoRead::ReadElement(
       session, find(), m_Depth + 1, {StoredClassId() == cls_InternalListTypeId ? "list" : "map", Id()});
   return new ElementMemento(std::move(read), session, std::move(record), m_Depth + 1);
 }

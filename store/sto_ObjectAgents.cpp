@@ -25,8 +25,7 @@ template <class Agent> Agent* Find(sto_Session& session, std::int64_t id) {
 } // namespace
 
 template <class Agent>
-Agent* sto_AgentOfStored(sto_Session& session, std::int64_t id,
-                         std::shared_ptr<sto_Record const> const& record, int depth) {
+Agent* sto_AgentOfStored(sto_Session& session, std::int64_t id, sto_RecordRef const& record, int depth) {
   if (Agent* const found = id == 0 ? nullptr : Find<Agent>(session, id)) return found;
   auto agent = std::make_unique<Agent>(session, id, depth);
   if (record != nullptr) {
@@ -40,7 +39,7 @@ template <class Agent>
 Agent* sto_AgentOfSaved(sto_Session& session, std::int64_t id, int sizeHint, int depth) {
   if (Agent* const found = Find<Agent>(session, id)) return found;
   auto agent = std::make_unique<Agent>(session, id, depth);
-  if (std::shared_ptr<sto_Record const> const record = session.ReadRecord(id))
+  if (sto_RecordRef const record = session.ReadRecord(id))
     agent->Open(record);
   else
     agent->StartNew(sizeHint);
@@ -61,7 +60,7 @@ void sto_ListAgentObj::Empty() noexcept {
   m_LastTouched = -1;
 }
 
-int sto_ListAgentObj::TakeContent(std::shared_ptr<sto_Record const> const& record) {
+int sto_ListAgentObj::TakeContent(sto_RecordRef const& record) {
   if (!record->List())
     Session().Raise(sto_ErrorKind::WrongClass, Describe() + " is none: the object holds no list.");
   sto_ListHeader const& list = *record->List();
@@ -182,7 +181,7 @@ template <class K> unsigned int sto_MapAgentObj<K>::StoredClassId() const {
   return cls_InternalMapTypeId;
 }
 
-template <class K> int sto_MapAgentObj<K>::TakeContent(std::shared_ptr<sto_Record const> const& record) {
+template <class K> int sto_MapAgentObj<K>::TakeContent(sto_RecordRef const& record) {
   if (!record->Map())
     Session().Raise(sto_ErrorKind::WrongClass, Describe() + " is none: the object holds no map.");
   sto_CollectionShape const stored = sto_CollectionShape::Of(*record->Map());
@@ -284,14 +283,12 @@ template class sto_MapAgentObj<int>;
 template class sto_MapAgentObj<cow_String>;
 
 template sto_ListAgentObj* sto_AgentOfStored<sto_ListAgentObj>(sto_Session&, std::int64_t,
-                                                               std::shared_ptr<sto_Record const> const&, int);
+                                                               sto_RecordRef const&, int);
 template sto_ListAgentObj* sto_AgentOfSaved<sto_ListAgentObj>(sto_Session&, std::int64_t, int, int);
-template sto_MapAgentObj<int>*
-sto_AgentOfStored<sto_MapAgentObj<int>>(sto_Session&, std::int64_t, std::shared_ptr<sto_Record const> const&,
-                                        int);
+template sto_MapAgentObj<int>* sto_AgentOfStored<sto_MapAgentObj<int>>(sto_Session&, std::int64_t,
+                                                                       sto_RecordRef const&, int);
 template sto_MapAgentObj<int>* sto_AgentOfSaved<sto_MapAgentObj<int>>(sto_Session&, std::int64_t, int, int);
 template sto_MapAgentObj<cow_String>*
-sto_AgentOfStored<sto_MapAgentObj<cow_String>>(sto_Session&, std::int64_t,
-                                               std::shared_ptr<sto_Record const> const&, int);
+sto_AgentOfStored<sto_MapAgentObj<cow_String>>(sto_Session&, std::int64_t, sto_RecordRef const&, int);
 template sto_MapAgentObj<cow_String>* sto_AgentOfSaved<sto_MapAgentObj<cow_String>>(sto_Session&,
                                                                                     std::int64_t, int, int);

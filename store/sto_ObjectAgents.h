@@ -39,7 +39,7 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
  protected:
   [[nodiscard]] std::string Describe() const override { return "The list of object " + std::to_string(Id()); }
   [[nodiscard]] unsigned int StoredClassId() const override;
-  int TakeContent(std::shared_ptr<sto_Record const> const& record) override;
+  int TakeContent(sto_RecordRef const& record) override;
   void PutContent(sto_RecordBuilder& builder) override;
   void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
   void Empty() noexcept override;
@@ -94,7 +94,7 @@ template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, 
  protected:
   [[nodiscard]] std::string Describe() const override { return "The map of object " + std::to_string(Id()); }
   [[nodiscard]] unsigned int StoredClassId() const override;
-  int TakeContent(std::shared_ptr<sto_Record const> const& record) override;
+  int TakeContent(sto_RecordRef const& record) override;
   void PutContent(sto_RecordBuilder& builder) override;
   void Empty() noexcept override { m_Ids.clear(); }
 
@@ -108,8 +108,8 @@ extern template class sto_MapAgentObj<cow_String>;
 /// The session's agent of a collection that is stored, made when there is none. `record` is null for one that
 /// is not stored. WrongClass.
 template <class Agent>
-[[nodiscard]] Agent* sto_AgentOfStored(sto_Session& session, std::int64_t id,
-                                       std::shared_ptr<sto_Record const> const& record, int depth);
+[[nodiscard]] Agent* sto_AgentOfStored(sto_Session& session, std::int64_t id, sto_RecordRef const& record,
+                                       int depth);
 /// The session's agent of a collection that is being saved.
 template <class Agent>
 [[nodiscard]] Agent* sto_AgentOfSaved(sto_Session& session, std::int64_t id, int sizeHint, int depth);

@@ -30,8 +30,7 @@ int sto_BlocksOfList(int count) noexcept {
   return count / BlockSize + (count % BlockSize != 0 ? 1 : 0);
 }
 
-sto_ObjectListReader::sto_ObjectListReader(sto_Session& session, std::shared_ptr<sto_Record const> record,
-                                           int depth)
+sto_ObjectListReader::sto_ObjectListReader(sto_Session& session, sto_RecordRef record, int depth)
     : m_Session(session), m_Record(std::move(record)),
       m_Id(m_Record == nullptr ? 0 : m_Record->Parts().front().m_Id), m_Depth(depth),
       m_Blocks(session, m_Id) {

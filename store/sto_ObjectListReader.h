@@ -11,7 +11,7 @@
 class sto_ObjectListReader final : public cls_ReadListObj {
  public:
   /// The list that `record` has, which `depth` objects hold; without record an empty one.
-  sto_ObjectListReader(sto_Session& session, std::shared_ptr<sto_Record const> record, int depth);
+  sto_ObjectListReader(sto_Session& session, sto_RecordRef record, int depth);
 
   int Count() override { return m_List.m_Count; }
   int Position() override { return m_Next; }
@@ -28,7 +28,7 @@ class sto_ObjectListReader final : public cls_ReadListObj {
   [[noreturn]] void RaiseDamaged(int index) const;
 
   sto_Session& m_Session;
-  std::shared_ptr<sto_Record const> m_Record;
+  sto_RecordRef m_Record;
   std::int64_t m_Id = 0;
   int m_Depth;
   sto_ListHeader m_List;

@@ -44,12 +44,12 @@ void sto_OpenAgent::StartNew(int sizeHint) {
   NoteChanged();
 }
 
-void sto_OpenAgent::Open(std::shared_ptr<sto_Record const> const& record) {
+void sto_OpenAgent::Open(sto_RecordRef const& record) {
   TakeRecord(record);
   m_SeenChange = m_Change;
 }
 
-void sto_OpenAgent::TakeRecord(std::shared_ptr<sto_Record const> const& record) {
+void sto_OpenAgent::TakeRecord(sto_RecordRef const& record) {
   int const count = TakeContent(record);
   sto_Part const& part = record->Parts().front();
   sto_Field const* const hint = FindField(part, SizeHintKey, sto_Format::Int32);
@@ -62,7 +62,7 @@ void sto_OpenAgent::TakeRecord(std::shared_ptr<sto_Record const> const& record) 
 void sto_OpenAgent::Synchronise() {
   sto_Session& session = Session();
   if (m_State == session.ChangeCounter() || m_Id == 0) return;
-  std::shared_ptr<sto_Record const> const record = session.ReadRecord(m_Id);
+  sto_RecordRef const record = session.ReadRecord(m_Id);
   if (record == nullptr)
     session.Raise(sto_ErrorKind::NotFound, Describe() + " is not in the store any more.");
   TakeRecord(record);

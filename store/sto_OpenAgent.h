@@ -37,7 +37,7 @@ class sto_OpenAgent {
   /// A collection that is made now. It is stored with the next pending records.
   void StartNew(int sizeHint);
   /// A collection that is stored; `record` is its object. Damaged, WrongClass for one of another kind.
-  void Open(std::shared_ptr<sto_Record const> const& record);
+  void Open(sto_RecordRef const& record);
 
   /// Reads the record again when another session has committed. In a transaction. NotFound when the
   /// collection is not there any more.
@@ -83,7 +83,7 @@ class sto_OpenAgent {
   /// The class under which the collection is stored.
   [[nodiscard]] virtual unsigned int StoredClassId() const = 0;
   /// Takes what a stored collection has, and returns how many elements those are. WrongClass, Damaged.
-  virtual int TakeContent(std::shared_ptr<sto_Record const> const& record) = 0;
+  virtual int TakeContent(sto_RecordRef const& record) = 0;
   /// Puts the collection into its new record, and writes what does not stand there.
   virtual void PutContent(sto_RecordBuilder& builder) = 0;
   /// Forgets what was read ahead.
@@ -97,7 +97,7 @@ class sto_OpenAgent {
   int m_References = 0;
 
  private:
-  void TakeRecord(std::shared_ptr<sto_Record const> const& record);
+  void TakeRecord(sto_RecordRef const& record);
 
   sto_Session* m_Session;
   std::string m_Location;

@@ -210,31 +210,31 @@ void sto_Session::ReturnBuilder(std::unique_ptr<sto_RecordBuilder> builder) noex
   }
 }
 
-std::shared_ptr<sto_Record>& sto_Session::SpareRecord() {
+sto_RecordRef& sto_Session::SpareRecord() {
   for (std::size_t i = 0; i < m_Records.size(); ++i) {
-    std::shared_ptr<sto_Record>& record = m_Records[m_NextRecord];
-    if (record == nullptr) record = std::make_shared<sto_Record>();
-    if (record.use_count() == 1) return record;
+    sto_RecordRef& record = m_Records[m_NextRecord];
+    if (record == nullptr) record = sto_RecordRef::New();
+    if (record.IsOnlyOne()) return record;
     m_NextRecord = (m_NextRecord + 1) % m_Records.size();
   }
   // All are in use: the place of one of them is for a new one.
-  std::shared_ptr<sto_Record>& place = m_Records[m_NextRecord];
-  place = std::make_shared<sto_Record>();
+  sto_RecordRef& place = m_Records[m_NextRecord];
+  place = sto_RecordRef::New();
   return place;
 }
 
-std::shared_ptr<sto_Record const> sto_Session::ReadRecord(std::int64_t id) {
+sto_RecordRef sto_Session::ReadRecord(std::int64_t id) {
   RaiseKept();
   if (!m_Agents.empty())
     if (sto_OpenAgent* const agent = FindAgent(id)) agent->WriteRecord(); // its newest state
   m_Catalogue.Load(*m_Driver); // messages name the class also when the program does not know it
-  std::shared_ptr<sto_Record>& place = SpareRecord();
-  std::shared_ptr<sto_Record> const record = place;
+  sto_RecordRef& place = SpareRecord();
+  sto_RecordRef const record = place;
   unsigned int classId = 0;
-  if (!m_Driver->ReadObject(id, classId, record->Bytes())) return nullptr;
-  if (record->Bytes().capacity() > MaxSpareBytes) place.reset(); // it goes with its last user
+  if (!m_Driver->ReadObject(id, classId, record.Fill().Bytes())) return nullptr;
+  if (record.Fill().Bytes().capacity() > MaxSpareBytes) place = nullptr; // it goes with its last user
   std::string problem;
-  if (!record->Decode(id, classId, problem))
+  if (!record.Fill().Decode(id, classId, problem))
     Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
                                       ") is damaged: " + problem + ".");
   if (record->GreatestId() >= m_NextId)

@@ -16,7 +16,7 @@
 #include "store/sto_IdentityMap.h"
 #include "store/sto_LoadedObjects.h"
 #include "store/sto_Place.h"
-#include "store/sto_Record.h"
+#include "store/sto_RecordRef.h"
 
 class cls_FieldHandle;
 class sto_ElementRead;
@@ -135,7 +135,7 @@ class sto_Session {
 
   /// Reads and decodes an object; null when there is none. Damaged when its bytes do not fit, NewerFormat
   /// when a newer version of its class wrote it than this program declares.
-  [[nodiscard]] std::shared_ptr<sto_Record const> ReadRecord(std::int64_t id);
+  [[nodiscard]] sto_RecordRef ReadRecord(std::int64_t id);
 
   // --- errors
 
@@ -150,7 +150,7 @@ class sto_Session {
 
  private:
   /// A record that nobody uses, or a new one. Kept ones keep their memory.
-  [[nodiscard]] std::shared_ptr<sto_Record>& SpareRecord();
+  [[nodiscard]] sto_RecordRef& SpareRecord();
   void CheckVersions(std::int64_t id, sto_Record const& record) const;
   void DropNewTies(std::int64_t firstNewId) noexcept;
   void WriteAgentRecords();
@@ -177,7 +177,7 @@ class sto_Session {
   std::int64_t m_SaveNumber = 0;
   std::unordered_map<std::int64_t, std::uint64_t> m_ListsOfSave;
   std::exception_ptr m_Kept;
-  std::array<std::shared_ptr<sto_Record>, 8> m_Records; // those that reads have used last
+  std::array<sto_RecordRef, 8> m_Records; // those that reads have used last
   std::size_t m_NextRecord = 0;
   std::vector<std::unique_ptr<sto_RecordBuilder>> m_Builders; // that nobody uses
 };

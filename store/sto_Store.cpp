@@ -93,7 +93,7 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
   LoadScope const scope(m_Session->Loaded());
   std::optional<std::int64_t> const id = m_Session->Driver().FindRoot(root);
   if (!id) m_Session->Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
-  std::shared_ptr<sto_Record const> record = m_Session->ReadRecord(*id);
+  sto_RecordRef record = m_Session->ReadRecord(*id);
   if (record == nullptr)
     m_Session->Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(*id) + ", which is root " +
                                                  std::string(root) + ", is missing.");
