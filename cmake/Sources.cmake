@@ -274,9 +274,11 @@ set(KVL_STORE_TEST_SOURCES
   tests/support/StoreFile.cpp)
 
 set(KVL_STORE_INTERNAL_TEST_SOURCES
+  store/sto_Codec_test.cpp
   store/sto_CollectorFaults_test.cpp
   store/sto_Hostile_test.cpp
   store/sto_IdentityMap_test.cpp
+  store/sto_PagePool_test.cpp
   store/sto_Record_test.cpp
   store/sto_Session_test.cpp
   tests/support/StoreFile.cpp

@@ -43,13 +43,11 @@ long long BytesIn(int index, long long blobBytes) noexcept {
 sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id)
     : m_Session(session.Self()), m_Location(session.Location()), m_Id(id), m_Blocks(session, id) {
   if (session.InTransaction()) m_SeenChange = ReadHeader().m_Change;
-  session.OpenBlobs().insert(id);
+  session.OpenBlobs().insert(this);
 }
 
 sto_BlobAgent::~sto_BlobAgent() {
-  if (*m_Session == nullptr) return;
-  std::unordered_multiset<std::int64_t>& open = (*m_Session)->OpenBlobs();
-  open.erase(open.find(m_Id));
+  if (*m_Session != nullptr) (*m_Session)->OpenBlobs().erase(this);
 }
 
 sto_Session& sto_BlobAgent::Session() const {
@@ -62,7 +60,7 @@ sto_Session& sto_BlobAgent::Session() const {
 sto_BlobAgent::Header sto_BlobAgent::ReadHeader() {
   if (m_Id == 0) return {};
   sto_RecordRef const record = Session().ReadRecord(m_Id);
-  if (record == nullptr) return {}; // made in the save that is going on, or undone
+  if (record == nullptr) return {}; // made in the save that is going on
   sto_Part const& part = record->Parts().front();
   Header const header{NumberOf(part, SizeKey), NumberOf(part, ChangeKey)};
   if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
@@ -137,11 +135,28 @@ void sto_BlobAgent::Write(long long offset, long long sizeBytes, void const* sou
                     Describe() + " would get more than " + std::to_string(MaxBytes) + " bytes.");
   Header header = ReadHeader();
   std::byte const zeros[BlockBytes] = {};
-  while (header.m_SizeBytes < offset)
-    WriteBytes(header, header.m_SizeBytes, std::min(BlockBytes, offset - header.m_SizeBytes), zeros);
-  WriteBytes(header, offset, sizeBytes, static_cast<std::byte const*>(source));
-  WriteHeader(header);
+  ChangeWhole(header, !transaction.IsOwn(), [&] {
+    while (header.m_SizeBytes < offset)
+      WriteBytes(header, header.m_SizeBytes, std::min(BlockBytes, offset - header.m_SizeBytes), zeros);
+    WriteBytes(header, offset, sizeBytes, static_cast<std::byte const*>(source));
+  });
   transaction.Commit();
+}
+
+template <class Change>
+void sto_BlobAgent::ChangeWhole(Header const& header, bool outlivesFailure, Change change) {
+  try {
+    change();
+    WriteHeader(header);
+  } catch (...) {
+    if (Session().InSave()) Session().MarkIncomplete();
+    try {
+      if (outlivesFailure) WriteHeader(header);
+    } catch (...) {
+      Session().Driver().Rollback(); // a blob that says another size than it has must not be committed
+    }
+    throw;
+  }
 }
 
 void sto_BlobAgent::WriteBytes(Header& header, long long offset, long long sizeBytes,
@@ -171,14 +186,15 @@ void sto_BlobAgent::Truncate(long long sizeBytes) {
   long long const kept = std::max(0LL, sizeBytes);
   if (kept >= header.m_SizeBytes) return;
   int const lastKept = BlocksOf(kept) - 1;
-  if (kept % BlockBytes != 0) {
-    sto_ByteView const old =
-        ReadBlock(lastKept, header.m_SizeBytes).first(static_cast<std::size_t>(kept % BlockBytes));
-    sto_Bytes content(old.begin(), old.end());
-    m_Blocks.Write(lastKept, content, true);
-  }
-  Session().Driver().DeleteBlocks(sto_BlockKey(m_Id, lastKept + 1), sto_LastBlockKey(m_Id));
-  header.m_SizeBytes = kept;
-  WriteHeader(header);
+  ChangeWhole(header, !transaction.IsOwn(), [&] {
+    if (kept % BlockBytes != 0) {
+      sto_ByteView const old =
+          ReadBlock(lastKept, header.m_SizeBytes).first(static_cast<std::size_t>(kept % BlockBytes));
+      sto_Bytes content(old.begin(), old.end());
+      m_Blocks.Write(lastKept, content, true);
+    }
+    header.m_SizeBytes = kept;
+    Session().Driver().DeleteBlocks(sto_BlockKey(m_Id, lastKept + 1), sto_LastBlockKey(m_Id));
+  });
   transaction.Commit();
 }

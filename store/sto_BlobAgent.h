@@ -12,8 +12,8 @@ class sto_Session;
 /// The open line to a stored blob: a run of bytes in blocks of 16 KiB. Internal to the module.
 ///
 /// Nothing of the blob is kept in memory between two operations, so any number of agents of one blob agree,
-/// and a transaction that is undone leaves nothing behind. Each operation is a transaction of its own when
-/// none is open. Thread rule: the thread of the session.
+/// and a transaction that is undone leaves nothing behind. A blob that was made in undone work is not stored.
+/// Each operation is a transaction of its own when none is open. Thread rule: the thread of the session.
 class sto_BlobAgent final : public cls_AgentBlob {
  public:
   /// The greatest blob, in bytes: what the blocks of one object can hold.
@@ -24,6 +24,10 @@ class sto_BlobAgent final : public cls_AgentBlob {
   sto_BlobAgent(sto_BlobAgent const&) = delete;
   sto_BlobAgent& operator=(sto_BlobAgent const&) = delete;
   ~sto_BlobAgent() override;
+
+  [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
+  /// The save that made the blob is undone, and its id may be given to another object: it is not stored.
+  void ForgetId() noexcept { m_Id = 0; }
 
   long long Size() override;
   long long Read(long long offset, long long sizeBytes, void* destination) override;
@@ -49,6 +53,9 @@ class sto_BlobAgent final : public cls_AgentBlob {
   /// The stored header; of a blob that is not there, none. In a transaction.
   [[nodiscard]] Header ReadHeader();
   void WriteHeader(Header header);
+  /// Lets `change` change the blob and its header, and writes the header: also when it fails, if the
+  /// transaction outlives that, so that the header fits what was changed till then.
+  template <class Change> void ChangeWhole(Header const& header, bool outlivesFailure, Change change);
   /// Misuse, ReadOnly, unless the blob may be written in the open transaction.
   void CheckWriting() const;
   void WriteBytes(Header& header, long long offset, long long sizeBytes, std::byte const* source);

@@ -154,6 +154,65 @@ TEST_F(StoreBlob, RollbackTakesItsBytesBack) {
   EXPECT_TRUE(AllOf(picture->Blob()) == Pattern(20'000));
 }
 
+TEST_F(StoreBlob, AgentOfABlobWhoseSaveIsUndoneNeverWritesUnderItsId) {
+  struct Kept {
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      if (!visitor.StartWrite(Picture::TypeId(), m_Uid)) return;
+      m_Writer = std::make_unique<cls_BlobWriter>(visitor, ImageField(), m_ImageUid);
+      m_Writer->Agent().Write(0, 3, "abc");
+      if (m_Fails) throw std::runtime_error("failed");
+    }
+    bool m_Fails = false;
+    cls_Uid m_ImageUid;
+    cls_Uid m_Uid;
+    mutable std::unique_ptr<cls_BlobWriter> m_Writer;
+  };
+  sto_Store store = Create();
+  Kept rolledBack;
+  {
+    sto_Transaction transaction(store);
+    store.Save("gone", rolledBack);
+    EXPECT_EQ(rolledBack.m_Writer->Agent().Size(), 3);
+  }
+  Kept failed;
+  failed.m_Fails = true;
+  EXPECT_THROW(store.Save("gone", failed), std::runtime_error);
+  store.Save("picture", With(Pattern(100))); // takes the ids again
+  for (Kept const* const gone : {&rolledBack, &failed}) {
+    cls_AgentBlob& blob = gone->m_Writer->Agent();
+    EXPECT_EQ(blob.Size(), 0);
+    EXPECT_TRUE(blob.ReadOnly());
+    MessageOf(sto_ErrorKind::ReadOnly, [&] { blob.Write(0, 3, "xyz"); });
+    MessageOf(sto_ErrorKind::ReadOnly, [&] { blob.Truncate(0); });
+  }
+  EXPECT_TRUE(AllOf(store.Load<Picture>("picture")->Blob()) == Pattern(100));
+  EXPECT_EQ(store.CollectGarbage(), 0);
+  Open().Save("picture", With(Pattern(50)));
+  EXPECT_TRUE(AllOf(store.Load<Picture>("picture")->Blob()) == Pattern(50));
+}
+
+TEST_F(StoreBlob, AgentOfAnUndoneSaveDoesNotMakeObjectsThatTheStoreNeverHad) {
+  sto_Store store = Create();
+  std::unique_ptr<cls_BlobWriter> writer;
+  struct Kept {
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      if (!visitor.StartWrite(Picture::TypeId(), m_Uid)) return;
+      m_Writer = std::make_unique<cls_BlobWriter>(visitor, ImageField(), m_ImageUid);
+    }
+    std::unique_ptr<cls_BlobWriter>& m_Writer;
+    cls_Uid m_ImageUid;
+    cls_Uid m_Uid;
+  };
+  {
+    sto_Transaction transaction(store);
+    store.Save("gone", Kept{writer, {}, {}});
+  }
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { writer->Agent().Write(0, 3, "xyz"); });
+  EXPECT_EQ(store.ObjectCount(), 0);
+  store.Save("picture", With(Pattern(10))); // the store can still be written
+  EXPECT_TRUE(AllOf(Open().Load<Picture>("picture")->Blob()) == Pattern(10));
+}
+
 TEST_F(StoreBlob, AgentOutlivesTheSaveAndNoticesOtherSessions) {
   sto_Store one = Create();
   one.Save("picture", With(Pattern(1000)));

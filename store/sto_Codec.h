@@ -139,7 +139,7 @@ class sto_ByteReader {
 
   std::uint64_t VarintByBytes() noexcept {
     std::uint64_t value = 0;
-    for (int shift = 0; shift < 64; shift += 7) {
+    for (int shift = 0; shift < 64 && m_Next != m_End; shift += 7) {
       std::uint8_t const byte = U8();
       value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
       if (byte < 0x80) return shift == 63 && byte > 1 ? Fail() : value;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "store/sto_BlobAgent.h"
 #include "store/sto_BlockKey.h"
 #include "store/sto_ObjectListReader.h"
 #include "store/sto_OpenAgent.h"
@@ -50,7 +51,7 @@ void sto_Collector::Mark() {
     m_Session.FindAgent(id)->WriteRecord(); // of one that was made in this transaction
     Refer(id);
   }
-  for (std::int64_t const id : m_Session.OpenBlobs()) Refer(id);
+  for (sto_BlobAgent const* const blob : m_Session.OpenBlobs()) Refer(blob->Id());
   VisitOpen();
 }
 

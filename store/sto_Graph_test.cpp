@@ -156,6 +156,38 @@ TEST_F(StoreGraph, OneObjectAsTwoTypesIsRefused) {
   EXPECT_TRUE(Contains(message, "two different types")) << message;
 }
 
+TEST_F(StoreGraph, OneObjectAsTwoTypesIsRefusedWhicheverComesFirst) {
+  Node root(1);
+  root.m_Left = root.m_Right = Make(2);
+  sto_Store store = Create();
+  store.Save("root", root);
+  struct Other { // says nothing about its class
+    explicit Other(cls_ReadVisitor const&) {}
+  };
+  struct Namesake { // another C++ class of the same class ID
+    static constexpr unsigned int TypeId() noexcept { return Node::TypeId(); }
+    explicit Namesake(cls_ReadVisitor const&) {}
+  };
+  auto const expectRefused = [&](auto readLeft) {
+    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+      struct Reader {
+        explicit Reader(cls_ReadVisitor const& visitor) {
+          decltype(readLeft)()(visitor);
+          static_cast<void>(sto_ReadShared<Node>(visitor, cls_FieldHandle("m_Right"_cow)));
+        }
+      };
+      static_cast<void>(store.Load<Reader>("root"));
+    });
+    EXPECT_TRUE(Contains(message, "two different types")) << message;
+  };
+  expectRefused([](cls_ReadVisitor const& visitor) {
+    static_cast<void>(sto_ReadShared<Other>(visitor, cls_FieldHandle("m_Left"_cow)));
+  });
+  expectRefused([](cls_ReadVisitor const& visitor) {
+    static_cast<void>(sto_ReadShared<Namesake>(visitor, cls_FieldHandle("m_Left"_cow)));
+  });
+}
+
 TEST_F(StoreGraph, SharedObjectOfAnotherClassIsRefused) {
   sto_Store store = Create();
   Node const node;

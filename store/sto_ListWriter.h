@@ -35,13 +35,15 @@ template <class T> class sto_ListWriter : public cls_WriteListPrim<T> {
   }
 
   void Append(T const& element) override {
-    if (m_InBlock == sto_Format::BlockElementCount) FlushBlock();
-    if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more elements than a list can count");
-    sto_ByteWriter writer(m_Elements);
-    sto_ElementCodec<T>::Encode(writer, element);
-    if (m_Elements.size() > sto_Format::MaxValueBytes) RaiseFull("too many bytes in one block of elements");
-    ++m_InBlock;
-    ++m_Count;
+    m_Object->PutWhole([&] {
+      if (m_InBlock == sto_Format::BlockElementCount) FlushBlock();
+      if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more elements than a list can count");
+      sto_ByteWriter writer(m_Elements);
+      sto_ElementCodec<T>::Encode(writer, element);
+      if (m_Elements.size() > sto_Format::MaxValueBytes) RaiseFull("too many bytes in one block of elements");
+      ++m_InBlock;
+      ++m_Count;
+    });
   }
 
  private:

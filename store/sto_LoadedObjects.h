@@ -5,6 +5,8 @@
 #include <typeindex>
 #include <unordered_map>
 
+#include "store/sto_Shared.h"
+
 /// The shared objects of one load: each stored object becomes one object in memory, however many fields hold
 /// it. Entries exist from before the object's construction on, so that a cycle finds the object it leads back
 /// to. Thread rule: the thread of the session.
@@ -15,17 +17,18 @@ class sto_LoadedObjects {
     std::shared_ptr<void> m_Object; // null for an object that cannot be shared, for the reason m_WhyNot
     char const* m_WhyNot;
     std::int64_t m_Number; // in the order of adding
+    sto_BuiltAs m_BuiltAs;
   };
 
   [[nodiscard]] Entry const* Find(std::int64_t id) const noexcept {
     auto const found = m_Entries.find(id);
     return found == m_Entries.end() ? nullptr : &found->second;
   }
-  void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object) {
-    m_Entries.insert_or_assign(id, Entry{type, std::move(object), nullptr, ++m_LastNumber});
+  void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object, sto_BuiltAs builtAs) {
+    m_Entries.insert_or_assign(id, Entry{type, std::move(object), nullptr, ++m_LastNumber, builtAs});
   }
   void AddUnshared(std::int64_t id, std::type_index type, char const* whyNot) {
-    m_Entries.insert_or_assign(id, Entry{type, nullptr, whyNot, ++m_LastNumber});
+    m_Entries.insert_or_assign(id, Entry{type, nullptr, whyNot, ++m_LastNumber, sto_BuiltAs::Unchecked});
   }
   /// Forgets an object whose construction failed, and those that were begun after it: they may lead back to
   /// it.

@@ -35,12 +35,14 @@ class sto_MapEntries {
 
   /// Adds an entry: `write` writes its value. Full beyond what one record holds.
   template <class K, class Write> void Add(K const& key, Write write) {
-    if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more entries than it can count");
-    sto_ByteWriter writer(m_Entries);
-    sto_KeyCodec<K>::Encode(writer, key);
-    write(writer);
-    if (m_Entries.size() > sto_Format::MaxValueBytes) RaiseFull("too many bytes");
-    ++m_Count;
+    m_Object->PutWhole([&] {
+      if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more entries than it can count");
+      sto_ByteWriter writer(m_Entries);
+      sto_KeyCodec<K>::Encode(writer, key);
+      write(writer);
+      if (m_Entries.size() > sto_Format::MaxValueBytes) RaiseFull("too many bytes");
+      ++m_Count;
+    });
   }
 
  private:

@@ -25,10 +25,10 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
                                                               std::int64_t& id) {
   session.RaiseKept();
   session.CheckSave();
-  sto_IdentityMap::Tie& tie = session.TieOf(uid);
-  id = tie.Id();
-  if (session.WasReached(tie) && !IsCollection(classId)) return nullptr;
   try {
+    sto_IdentityMap::Tie& tie = session.TieOf(uid);
+    id = tie.Id();
+    if (session.WasReached(tie) && !IsCollection(classId)) return nullptr;
     sto_ClassInUse& inUse = session.ClassToWrite(classId);
     return std::make_unique<sto_MementoWrite>(std::make_shared<sto_ObjectWriter>(session, id, inUse, depth),
                                               0, inUse);
@@ -49,7 +49,9 @@ sto_ClassInUse::Attribute const& sto_MementoWrite::Attribute(cls_FieldHandle con
   cls_AttributeMetadata const* const declared = m_Class.Declaration(field);
   if (declared == nullptr) RaiseAttribute(field, "is not declared in the class's metadata");
   Session().CheckSave();
-  return m_Class.Add(field, Session().KeyToWrite(field), *declared);
+  sto_ClassInUse::Attribute const* added = nullptr;
+  m_Object->PutWhole([&] { added = &m_Class.Add(field, Session().KeyToWrite(field), *declared); });
+  return *added;
 }
 
 void sto_MementoWrite::RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const {
@@ -79,7 +81,7 @@ sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field,
 
 template <class T>
 void sto_MementoWrite::WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value) {
-  StartField(field, tag).Number(value);
+  m_Object->PutWhole([&] { StartField(field, tag).Number(value); });
 }
 
 int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
@@ -100,9 +102,11 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
 
 void sto_MementoWrite::PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
                                  std::int64_t id) {
-  sto_ByteWriter writer = StartField(field, attribute, sto_Format::Object);
-  writer.Number(id);
-  writer.U8(COLLECTION_NONE);
+  m_Object->PutWhole([&] {
+    sto_ByteWriter writer = StartField(field, attribute, sto_Format::Object);
+    writer.Number(id);
+    writer.U8(COLLECTION_NONE);
+  });
 }
 
 void sto_MementoWrite::HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id) {
@@ -138,18 +142,22 @@ cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_U
                         " writes a base-class part of class " + Session().Catalogue().ClassName(classId) +
                         ", which is not the base class of its metadata.");
   m_HasBase = true;
-  std::int64_t const id = Session().TieOf(uid).Id();
-  sto_ClassInUse& inUse = Session().ClassToWrite(classId);
-  std::size_t const part = m_Object->Record().AddPart(classId, inUse.Metadata().Version(), id);
-  return new sto_MementoWrite(m_Object, part, inUse);
+  std::unique_ptr<sto_MementoWrite> base;
+  m_Object->PutWhole([&] {
+    std::int64_t const id = Session().TieOf(uid).Id();
+    sto_ClassInUse& inUse = Session().ClassToWrite(classId);
+    std::size_t const part = m_Object->Record().AddPart(classId, inUse.Metadata().Version(), id);
+    base = std::make_unique<sto_MementoWrite>(m_Object, part, inUse);
+  });
+  return base.release();
 }
 
 void sto_MementoWrite::Write(cls_FieldHandle const& field, bool const& value) {
-  StartField(field, sto_Format::Bool).U8(value ? 1 : 0);
+  m_Object->PutWhole([&] { StartField(field, sto_Format::Bool).U8(value ? 1 : 0); });
 }
 void sto_MementoWrite::Write(cls_FieldHandle const& field, cow_String const& value) {
   if (!value.HasText()) {
-    static_cast<void>(StartField(field, sto_Format::NoText));
+    m_Object->PutWhole([&] { static_cast<void>(StartField(field, sto_Format::NoText)); });
     return;
   }
   WriteBytesAs(field, sto_Format::Text, value.Chars(), value.Length());
@@ -185,7 +193,7 @@ void sto_MementoWrite::WriteEnum(cls_FieldHandle const& field, int const& value)
   WriteNumber(field, sto_Format::Enum, value);
 }
 void sto_MementoWrite::WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) {
-  WriteNumber(field, sto_Format::Reference, Session().TieOf(uid).Id());
+  m_Object->PutWhole([&] { WriteNumber(field, sto_Format::Reference, Session().TieOf(uid).Id()); });
 }
 void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) {
   WriteBytesAs(field, sto_Format::Bytes, bytes, sizeBytes);
@@ -194,9 +202,11 @@ void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* byte
 void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes,
                                     int sizeBytes) {
   auto const size = static_cast<std::size_t>(std::max(0, sizeBytes));
-  sto_ByteWriter writer = StartField(field, tag);
-  writer.Varint(size);
-  writer.Raw(bytes, size);
+  m_Object->PutWhole([&] {
+    sto_ByteWriter writer = StartField(field, tag);
+    writer.Varint(size);
+    writer.Raw(bytes, size);
+  });
 }
 
 void sto_MementoWrite::CheckBuilder(sto_CollectionShape const& shape) const {

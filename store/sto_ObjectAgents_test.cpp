@@ -1,6 +1,7 @@
 #include <map>
 #include <random>
 
+#include "persist/cls_AgentListPrim.h"
 #include "persist/cls_AgentRequest.h"
 #include "persist/cls_PC.h"
 #include "tests/support/StoreCollections.h"
@@ -626,6 +627,35 @@ TEST_F(StoreObjectAgents, DamagedBlockIsToldWhenTheListIsOpened) {
   SqlFile(Path()).Run("UPDATE block SET data = x'00' WHERE key = (2 << 20) + 1");
   sto_Store store = Open();
   MessageOf(sto_ErrorKind::Damaged, [&] { OpenList(store); });
+}
+
+TEST_F(StoreObjectAgents, OneOfUndoneWorkThatNoContainerHoldsIsOfNoCollection) {
+  sto_Store store = Create();
+  cls_AgentListPrim<int>* agent = nullptr;
+  int const tag = 0;
+  auto const save = [&](std::string_view root) {
+    SaveFields(
+        store,
+        [&](cls_WriteVisitor const& visitor) {
+          agent = WriteIn(visitor, "m_Ints", ListClass)->MakeAgentListPrim(&tag, 1);
+          agent->AddReference();
+          agent->WriteRun(0, 1, &tag);
+        },
+        root);
+  };
+  {
+    sto_Transaction transaction(store);
+    save("undone");
+  } // rolled back
+  auto const undone = Own(agent);
+  EXPECT_EQ(undone->Count(), 0);
+  EXPECT_NE(undone->ReadOnly(), 0);
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { undone->WriteRun(0, 1, &tag); });
+  save("stored"); // takes the same ids
+  EXPECT_NE(agent, undone.get());
+  EXPECT_EQ(agent->Count(), 1);
+  EXPECT_EQ(undone->Count(), 0);
+  delete agent;
 }
 
 } // namespace

@@ -50,6 +50,17 @@ class sto_ObjectWriter {
   /// An agent was made for the object's collection: it writes the record.
   void NoteAgent() noexcept { m_HadAgent = true; }
 
+  /// Calls `put`, which writes to the object. When it fails, half of a value may stand there: the save can
+  /// only be undone, even when nobody passes the failure on.
+  template <class Put> void PutWhole(Put put) {
+    try {
+      put();
+    } catch (...) {
+      m_Session.MarkIncomplete();
+      throw;
+    }
+  }
+
   /// Whether an exception began after this object did.
   [[nodiscard]] bool IsUnwinding() const noexcept { return std::uncaught_exceptions() > m_Exceptions; }
 

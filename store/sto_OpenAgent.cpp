@@ -169,6 +169,11 @@ void sto_OpenAgent::DropUncommitted(std::int64_t firstNewId) noexcept {
     m_Session->Keep(std::current_exception());
   }
   m_IsDropping = false;
+  if (isGone && m_IsRegistered) { // who holds it without a container must not meet the id's next object
+    m_Session->RemoveAgent(*this);
+    m_IsRegistered = false;
+    m_Id = 0;
+  }
   if (--m_References == 0) delete this;
 }
 

@@ -16,6 +16,10 @@ template <std::size_t PageBytes> class sto_PagePool {
   static_assert(std::has_single_bit(PageBytes) && PageBytes >= sizeof(void*));
 
  public:
+  sto_PagePool() = default;
+  sto_PagePool(sto_PagePool const&) = delete;
+  sto_PagePool& operator=(sto_PagePool const&) = delete;
+
   /// A page of unspecified content. Throws std::bad_alloc; the pool is unchanged then.
   [[nodiscard]] void* Take() {
     if (m_Free == nullptr) AddChunk();

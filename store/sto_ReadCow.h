@@ -23,12 +23,12 @@ template <class T, class Policy>
   using Cow = cow_COW<T, Policy>;
   if (parent.DataIsPresent(field) == 0) return Cow();
   cls_ReadVisitor const visitor(parent, field);
-  if (std::shared_ptr<void> const found = sto_FindShared(visitor, typeid(Cow), false))
+  if (std::shared_ptr<void> const found = sto_FindShared(visitor, typeid(Cow), sto_BuiltAs::Unchecked))
     return *std::static_pointer_cast<Cow>(found);
   sto_HoldUnfinished(visitor, typeid(Cow));
   try {
     auto const holder = std::make_shared<Cow>(sto_Construct<T>(visitor).release());
-    sto_HoldShared(visitor, typeid(Cow), holder);
+    sto_HoldShared(visitor, typeid(Cow), holder, sto_BuiltAs::Unchecked);
     return *holder;
   } catch (...) {
     sto_ForgetShared(visitor);

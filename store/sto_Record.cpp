@@ -140,7 +140,11 @@ bool sto_Record::DecodeField(sto_ByteReader& reader, sto_Field& field) {
   std::uint64_t const nameId = reader.Varint();
   if (nameId > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return false;
   field.m_Key.m_NameId = static_cast<std::int64_t>(nameId);
-  if (nameId == 0) field.m_Key.m_FieldId = static_cast<int>(reader.ZigZag());
+  if (nameId == 0) {
+    std::int64_t const fieldId = reader.ZigZag();
+    if (!IsInt(fieldId)) return false;
+    field.m_Key.m_FieldId = static_cast<int>(fieldId);
+  }
   field.m_Tag = reader.U8();
   if (int const size = FixedSize(field.m_Tag); size >= 0) {
     field.m_Payload = reader.Raw(static_cast<std::uint64_t>(size));

@@ -133,7 +133,12 @@ class sto_RecordBuilder {
   [[nodiscard]] sto_Bytes const& Finish(std::int64_t id);
 
   /// Bytes of memory that the builder holds, about.
-  [[nodiscard]] std::size_t Capacity() const noexcept { return m_Output.capacity() + m_Elements.capacity(); }
+  [[nodiscard]] std::size_t Capacity() const noexcept {
+    std::size_t bytes = m_Output.capacity() + m_Elements.capacity();
+    for (Part const& part : m_Parts)
+      bytes += part.m_Bytes.capacity() + part.m_Fields.capacity() * sizeof(Field);
+    return bytes;
+  }
 
  private:
   struct Field {

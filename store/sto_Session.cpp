@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "persist/cls_FieldHandle.h"
+#include "store/sto_BlobAgent.h"
 #include "store/sto_Exception.h"
 #include "store/sto_OpenAgent.h"
 
@@ -147,6 +148,8 @@ void sto_Session::WriteAgentRecords() {
 
 void sto_Session::DropNewTies(std::int64_t firstNewId) noexcept {
   m_Identities.DropFrom(firstNewId);
+  for (sto_BlobAgent* const blob : m_OpenBlobs)
+    if (blob->Id() >= firstNewId) blob->ForgetId();
   m_NextId = firstNewId;
 }
 

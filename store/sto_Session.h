@@ -19,6 +19,7 @@
 #include "store/sto_RecordRef.h"
 
 class cls_FieldHandle;
+class sto_BlobAgent;
 class sto_ElementRead;
 class sto_ElementSave;
 class sto_OpenAgent;
@@ -28,7 +29,7 @@ class sto_OpenAgent;
 ///
 /// Invariants: 1. Writing happens inside a write transaction only. 2. A failure that happened in a destructor
 /// is kept and raised by the next operation, by the end of the save, or by the commit. 3. Work that is undone
-/// leaves no tie behind: the ids it gave out are untied.
+/// leaves no tie behind: the ids it gave out are untied, and no agent of a blob has one of them.
 ///
 /// Thread rule: one thread.
 class sto_Session {
@@ -71,8 +72,8 @@ class sto_Session {
   void RemoveAgent(sto_OpenAgent const& agent) noexcept;
   /// The agents there are; a step with one of them may end others.
   [[nodiscard]] std::vector<std::int64_t> AgentIds() const;
-  /// The blobs that have agents, one entry an agent.
-  [[nodiscard]] std::unordered_multiset<std::int64_t>& OpenBlobs() noexcept { return m_OpenBlobs; }
+  /// The agents of blobs.
+  [[nodiscard]] std::unordered_set<sto_BlobAgent*>& OpenBlobs() noexcept { return m_OpenBlobs; }
   /// Lets every container that is tied to a collection write back what it has. In a write transaction.
   void FlushHolders();
 
@@ -162,7 +163,7 @@ class sto_Session {
   sto_IdentityMap m_Identities;
   sto_LoadedObjects m_Loaded;
   std::unordered_map<std::int64_t, sto_OpenAgent*> m_Agents;
-  std::unordered_multiset<std::int64_t> m_OpenBlobs;
+  std::unordered_set<sto_BlobAgent*> m_OpenBlobs;
   std::weak_ptr<sto_ElementSave> m_ElementSave;
   std::weak_ptr<sto_ElementRead> m_ElementRead;
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "persist/cls_AgentBlob.h"
+#include "persist/cls_BlobWriter.h"
+#include "persist/cls_WriteListPrim.h"
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/StoreFaultDriver.h"
@@ -321,6 +324,114 @@ TEST_F(StoreSession, EveryFailureToAllocateWithinASaveLeavesTheStoreAndTheTiesAs
   }
   EXPECT_GT(failures, 20);
   m_Store->Load<Model>("new")->ExpectFilled(7, 2500);
+}
+
+TEST_F(StoreSession, FailureToAllocateThatAnObjectHidesLeavesNothingHalfWritten) {
+  std::vector<char> const bytes(100'000, 'b');
+  cow_String const text(std::string(5000, 't'));
+  bool isHiding = false;
+  bool hasHidden = false;
+  auto const hide = [&](auto write) {
+    try {
+      write();
+    } catch (std::bad_alloc const&) {
+      if (!isHiding) throw;
+      hasHidden = true;
+    }
+  };
+  Scripted const object([&](cls_WriteVisitor const& visitor) {
+    cls_MementoWrite& memento = *visitor.Memento();
+    hide([&] { memento.Write(cls_FieldHandle("m_Text"_cow), text); });
+    hide([&] { memento.WriteBytes(cls_FieldHandle("m_Bytes"_cow), bytes.data(), 100'000); });
+    std::unique_ptr<cls_MementoWrite> list;
+    hide([&] {
+      list.reset(memento.MakeFieldWriteObj(cls_FieldHandle("m_List"_cow), cls_InternalListTypeId, cls_Uid(),
+                                           nullptr));
+    });
+    std::unique_ptr<cls_WriteListPrim<int>> elements;
+    if (list != nullptr)
+      hide([&] { elements.reset(list->MakeWriteListPrim(static_cast<int*>(nullptr), 1)); });
+    for (int i = 0; elements != nullptr && i < 5000; ++i) hide([&] { elements->Append(i); });
+    hide([&] { memento.Write(cls_FieldHandle("m_Int"_cow), 7); });
+  });
+  m_Store->Save("first", object); // from now on all names are known
+  isHiding = true;
+  int hidden = 0;
+  for (long long step = 1;; ++step) {
+    SCOPED_TRACE(step);
+    std::string const root = "root " + std::to_string(step);
+    hasHidden = false;
+    bool hasRaised = false;
+    StoreNewFault::FailAt(step);
+    try {
+      m_Store->Save(root, object);
+    } catch (sto_Exception const&) {
+      hasRaised = true;
+    } catch (std::bad_alloc const&) {
+      hasRaised = true;
+    }
+    bool const hasFailed = StoreNewFault::HasFailed();
+    StoreNewFault::FailAt(0);
+    ASSERT_EQ(m_Store->HasRoot(root), !hasRaised);
+    if (hasHidden) {
+      ++hidden;
+      ASSERT_TRUE(hasRaised);
+    }
+    if (!hasFailed) break;
+  }
+  EXPECT_GT(hidden, 20);
+  static_cast<void>(LoadFields(
+      *m_Store,
+      [&](cls_ReadVisitor const& visitor) {
+        std::vector<char> read(bytes.size());
+        EXPECT_EQ(visitor.Memento()->ReadBytes(cls_FieldHandle("m_Bytes"_cow), read.data(), 100'000),
+                  100'000);
+        EXPECT_EQ(read, bytes);
+        EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Text"_cow), ""_cow), text);
+        EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Int"_cow), 0), 7);
+      },
+      "first"));
+}
+
+TEST_F(StoreSession, BlobIsWholeAfterEveryFailureToAllocateInATransactionThatGoesOn) {
+  std::string const old = "old content";
+  std::string const added(60'000, 'a');
+  for (bool const truncates : {false, true}) {
+    bool hasFailed = true;
+    for (long long step = 1; hasFailed; ++step) {
+      SCOPED_TRACE((truncates ? "truncating, step " : "writing, step ") + std::to_string(step));
+      std::string const before = truncates ? old + added : old;
+      std::string const after = truncates ? old : old + added;
+      std::unique_ptr<cls_BlobWriter> writer;
+      cls_Uid const image;
+      m_Store->Save("blob", Scripted([&](cls_WriteVisitor const& visitor) {
+                      writer =
+                          std::make_unique<cls_BlobWriter>(visitor, cls_FieldHandle("m_Bytes"_cow), image);
+                      writer->Agent().Write(0, static_cast<long long>(before.size()), before.data());
+                    }));
+      cls_AgentBlob& blob = writer->Agent();
+      sto_Transaction transaction(*m_Store);
+      StoreNewFault::FailAt(step);
+      bool hasRaised = false;
+      try {
+        if (truncates)
+          blob.Truncate(static_cast<long long>(old.size()));
+        else
+          blob.Write(static_cast<long long>(old.size()), static_cast<long long>(added.size()), added.data());
+      } catch (std::bad_alloc const&) {
+        hasRaised = true;
+      }
+      hasFailed = StoreNewFault::HasFailed();
+      StoreNewFault::FailAt(0);
+      transaction.Commit();
+      std::string read(old.size() + added.size(), ' ');
+      read.resize(static_cast<std::size_t>(blob.Read(0, static_cast<long long>(read.size()), read.data())));
+      ASSERT_EQ(static_cast<long long>(read.size()), blob.Size());
+      ASSERT_GE(read.size(), old.size());
+      ASSERT_EQ(read, (old + added).substr(0, read.size()));
+      ASSERT_TRUE(hasRaised || read == after);
+    }
+  }
 }
 
 TEST_F(StoreSession, EveryFailureToAllocateWithinALoadLeavesTheStoreUsable) {

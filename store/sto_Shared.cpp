@@ -15,6 +15,12 @@ sto_MementoRead* StoredObject(cls_ReadVisitor const& visitor) noexcept {
   return memento->Id() == 0 ? nullptr : memento;
 }
 
+/// Whether an object that was built as one C++ class can be of another one.
+bool MayBeBoth(sto_BuiltAs one, sto_BuiltAs other) noexcept {
+  return one != sto_BuiltAs::Unchecked && other != sto_BuiltAs::Unchecked &&
+         (one == sto_BuiltAs::ByMetadata || other == sto_BuiltAs::ByMetadata);
+}
+
 } // namespace
 
 cls_ClassMetadata const* sto_FindMetadata(cls_ReadVisitor const& visitor, unsigned int typeId,
@@ -62,21 +68,23 @@ bool sto_LeavesBuilding(cls_ClassMetadata const& metadata, cls_ReadVisitor const
                                                      "is asked for.");
 }
 
-std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_index type, bool isChecked) {
+std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_index type,
+                                     sto_BuiltAs askedAs) {
   sto_MementoRead* const memento = StoredObject(visitor);
   if (memento == nullptr) return nullptr;
   sto_LoadedObjects::Entry const* const entry = memento->Session().Loaded().Find(memento->Id());
   if (entry == nullptr) return nullptr;
   auto const object = [&] { return "Object " + std::to_string(memento->Id()); };
   if (entry->m_Object == nullptr) memento->Session().Raise(sto_ErrorKind::Misuse, object() + entry->m_WhyNot);
-  if (entry->m_Type != type && !isChecked)
+  if (entry->m_Type != type && !MayBeBoth(entry->m_BuiltAs, askedAs))
     memento->Session().Raise(sto_ErrorKind::Misuse, object() + " is loaded as two different types.");
   return entry->m_Object;
 }
 
-void sto_HoldShared(cls_ReadVisitor const& visitor, std::type_index type, std::shared_ptr<void> object) {
+void sto_HoldShared(cls_ReadVisitor const& visitor, std::type_index type, std::shared_ptr<void> object,
+                    sto_BuiltAs builtAs) {
   if (sto_MementoRead* const memento = StoredObject(visitor))
-    memento->Session().Loaded().Add(memento->Id(), type, std::move(object));
+    memento->Session().Loaded().Add(memento->Id(), type, std::move(object), builtAs);
 }
 
 void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type) {

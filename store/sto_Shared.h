@@ -49,6 +49,13 @@ concept sto_IsAdaptable = sto_HasTypeId<T> && std::is_constructible_v<T, cls_Rea
   object.DBWrite(visitor);
 };
 
+/// What is known of the C++ class that an object is built, or asked for, as.
+enum class sto_BuiltAs {
+  Unchecked, ///< nothing: the class has no TypeId
+  Itself,    ///< it is the object's very class
+  ByMetadata ///< it is one that the object's metadata builds, or a base of that
+};
+
 /// The metadata that builds the visitor's object where class `typeId` is asked for; null when the visitor
 /// stands on no stored object. WrongClass when the object is of a class that is not `typeId` and does not
 /// derive from it; Misuse when its class is not declared, or is a derived one and `takesDerived` is not set.
@@ -63,12 +70,13 @@ KVL_EXPORT bool sto_LeavesBuilding(cls_ClassMetadata const& metadata, cls_ReadVi
                                    unsigned int typeId);
 
 /// The object that this load has made of the visitor's stored object before, null when it has not. Misuse
-/// when it cannot be shared, or when either class has no TypeId and they are not the same.
+/// when it cannot be shared, or when the two classes are not the same and one object cannot be of both:
+/// either has no TypeId, or each is the object's very class.
 KVL_EXPORT std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_index type,
-                                                bool isChecked);
+                                                sto_BuiltAs askedAs);
 /// Makes an object known for the rest of the load.
 KVL_EXPORT void sto_HoldShared(cls_ReadVisitor const& visitor, std::type_index type,
-                               std::shared_ptr<void> object);
+                               std::shared_ptr<void> object, sto_BuiltAs builtAs);
 /// Makes known that the object has one owner, so that a way back to it is an error and not an endless load.
 KVL_EXPORT void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type);
 /// Makes known that the object is being built where nobody knows.
@@ -136,7 +144,7 @@ template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructInPlace(cls_Rea
   };
   auto const place = std::make_shared<Place>();
   std::shared_ptr<T> object(place, reinterpret_cast<T*>(place->m_Memory));
-  sto_HoldShared(visitor, typeid(T), object);
+  sto_HoldShared(visitor, typeid(T), object, sto_HasTypeId<T> ? sto_BuiltAs::Itself : sto_BuiltAs::Unchecked);
   try {
     if constexpr (std::is_constructible_v<T, cls_ReadVisitor const&>)
       new (place->m_Memory) T(visitor);
@@ -157,7 +165,7 @@ template <class T>
   sto_HoldUnfinished(visitor, typeid(T));
   try {
     std::shared_ptr<T> object(static_cast<T*>(sto_Build(metadata, visitor)));
-    sto_HoldShared(visitor, typeid(T), object);
+    sto_HoldShared(visitor, typeid(T), object, sto_BuiltAs::ByMetadata);
     return object;
   } catch (...) {
     sto_ForgetShared(visitor);
@@ -168,9 +176,13 @@ template <class T>
 /// The shared object of what the visitor reads: the one that this load has made before, or a new one.
 template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructShared(cls_ReadVisitor const& visitor) {
   cls_ClassMetadata const* const metadata = sto_MetadataAs<T>(visitor);
-  if (std::shared_ptr<void> found = sto_FindShared(visitor, typeid(T), metadata != nullptr))
+  bool const isItself = sto_BuildsItself<T>(metadata, visitor);
+  sto_BuiltAs const askedAs = metadata == nullptr ? sto_BuiltAs::Unchecked
+                              : isItself          ? sto_BuiltAs::Itself
+                                                  : sto_BuiltAs::ByMetadata;
+  if (std::shared_ptr<void> found = sto_FindShared(visitor, typeid(T), askedAs))
     return std::static_pointer_cast<T>(found);
-  if (!sto_BuildsItself<T>(metadata, visitor)) return sto_ConstructByMetadata<T>(*metadata, visitor);
+  if (!isItself) return sto_ConstructByMetadata<T>(*metadata, visitor);
   if constexpr (std::is_abstract_v<T>)
     return nullptr;
   else

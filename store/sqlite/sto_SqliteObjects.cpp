@@ -190,9 +190,9 @@ void sto_SqliteObjects::Write(std::int64_t id, unsigned int classId, sto_ByteVie
     pack.m_InOwnRow &= ~bit;
   }
   if (pack.m_Content.size() > MaxContentBytes) Compact(pack);
-  entry = {static_cast<std::uint32_t>(pack.m_Content.size()), static_cast<std::uint32_t>(record.size()),
-           classId};
-  pack.m_Content.insert(pack.m_Content.end(), record.begin(), record.end());
+  auto const offset = static_cast<std::uint32_t>(pack.m_Content.size());
+  pack.m_Content.insert(pack.m_Content.end(), record.begin(), record.end()); // first: it may fail
+  entry = {offset, static_cast<std::uint32_t>(record.size()), classId};
   pack.m_IsChanged = true;
 }
 
