@@ -257,12 +257,15 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_ObjectAgents_test.cpp
   store/sto_ObjectLists_test.cpp
   store/sto_Options_test.cpp
+  store/sto_OtherStores_test.cpp
   store/sto_PackDamage_test.cpp
   store/sto_Packs_test.cpp
   store/sto_Proxy_test.cpp
   store/sto_Sessions_test.cpp
   store/sto_Store_test.cpp
   store/sto_Transaction_test.cpp
+  store/sto_TwoSessions_test.cpp
+  store/sto_Undo_test.cpp
   store/sto_Values_test.cpp
   store/sto_WrapperMaps_test.cpp
   store/sto_WrapperSharing_test.cpp

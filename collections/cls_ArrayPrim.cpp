@@ -55,10 +55,16 @@ template <class T> void cls_ArrayPrim<T>::ShareUnregistered(cls_ArrayPrim const&
 
 template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) const {
   m_Agent = agent;
+  agent->AddReference();
+  try {
+    agent->RegisterHolder(const_cast<cls_ArrayPrim*>(this));
+  } catch (...) {
+    agent->DropReference();
+    m_Agent = nullptr;
+    throw;
+  }
   m_Blocks.Ptr()->m_IsPaged = true;
   m_Blocks.Ptr()->LayDown(); // it may be one of many that were made in memory
-  agent->AddReference();
-  agent->RegisterHolder(const_cast<cls_ArrayPrim*>(this));
 }
 
 template <class T> bool cls_ArrayPrim<T>::LetGo() const {

@@ -143,12 +143,16 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// Whether the array has a list agent.
   [[nodiscard]] bool IsAssociated() const noexcept { return m_Agent != nullptr; }
 
- protected:
   /// The resident blocks. Once a holder is associated, one block in hand must be the only one.
   struct Trie : cls_PTrie<int, Buffer, 1> {
     bool m_IsPaged = false;
   };
 
+  /// For back ends: the resident blocks, shared with the array's copies. An agent that is told of a holder in
+  /// RegisterHolder finds there what the array had before its blocks are written and evicted.
+  [[nodiscard]] cow_CountedHld<Trie> const& Blocks() const noexcept { return m_Blocks; }
+
+ protected:
   /// The block of an index, made or read when it is not in memory, after all other blocks of an associated
   /// array are evicted. Null for an index below 0 or above the size. The size itself is accepted: that is
   /// where the next element goes. `className` stands in messages.
@@ -182,6 +186,7 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// How many elements of the block that starts at `start` the array has; not positive beyond the size.
   [[nodiscard]] int CountIn(int start) const noexcept;
 
+  /// Takes a reference on an agent and registers with it. When that raises, the array has no agent.
   void Hold(cls_AgentListPrim<T>* agent) const;
   /// Drops the reference; true when the array was the last holder and has flushed and deleted the agent.
   bool LetGo() const;

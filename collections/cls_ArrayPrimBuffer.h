@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <concepts>
 #include <cstdlib>
+#include <cstring>
 #include <type_traits>
 
 #include "platform/cow/cow_String.h"
@@ -46,6 +48,21 @@ template <class T> class cls_ArrayPrimBuffer {
     if (m_Block == nullptr) std::exit(0);
     ++m_Block->m_RefCount;
     return *this;
+  }
+
+  /// A handle on a new block with the same elements and mark.
+  [[nodiscard]] cls_ArrayPrimBuffer Clone() const {
+    cls_ArrayPrimBuffer clone(new Block);
+    clone.TakeValues(*this);
+    clone.SetDirty(IsDirty());
+    return clone;
+  }
+  /// Takes the elements of another block into this one. Allocates nothing.
+  void TakeValues(cls_ArrayPrimBuffer const& other) const noexcept {
+    if constexpr (std::is_trivially_copyable_v<T>) // plain elements may be unset
+      std::memcpy(m_Block->m_Values, other.m_Block->m_Values, sizeof m_Block->m_Values);
+    else
+      std::copy_n(other.m_Block->m_Values, ElementCount, m_Block->m_Values);
   }
 
   // The block is shared: a const handle gives its elements for writing too.

@@ -53,7 +53,13 @@ cls_SimpleArrayPrim<T>& cls_SimpleArrayPrim<T>::operator=(cls_SimpleArrayPrim co
 template <class T> void cls_SimpleArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) const {
   m_Agent = agent;
   agent->AddReference();
-  agent->RegisterHolder(const_cast<cls_SimpleArrayPrim*>(this));
+  try {
+    agent->RegisterHolder(const_cast<cls_SimpleArrayPrim*>(this));
+  } catch (...) {
+    agent->DropReference();
+    m_Agent = nullptr;
+    throw;
+  }
 }
 
 template <class T> bool cls_SimpleArrayPrim<T>::LetGo() const {

@@ -34,7 +34,13 @@ cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor) {
 }
 
 sto_AgentProxy::sto_AgentProxy(sto_Session& session, std::int64_t id)
-    : m_Session(session.Self()), m_Location(session.Location()), m_Id(id) {}
+    : m_Session(session.Self()), m_Location(session.Location()), m_Id(id) {
+  session.OpenProxies().insert(this);
+}
+
+sto_AgentProxy::~sto_AgentProxy() {
+  if (*m_Session != nullptr) (*m_Session)->OpenProxies().erase(this);
+}
 
 bool sto_AgentProxy::Transfer(cls_StorageTypeId const& storage, cls_MementoWrite* writer,
                               cls_FieldHandle const& field) {
@@ -44,6 +50,10 @@ bool sto_AgentProxy::Transfer(cls_StorageTypeId const& storage, cls_MementoWrite
   target.RaiseKept();
   target.CheckSave();
   try {
+    if (m_IsOver)
+      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(m_Id) +
+                                                " cannot be copied any more: it was made in work that was "
+                                                "undone.");
     if (*m_Session == nullptr)
       sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(m_Id) +
                                                 " cannot be copied any more: its store was closed.");

@@ -5,17 +5,19 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
+#include "store/sto_Blob.h"
 #include "store/sto_BlockKey.h"
+#include "store/sto_CollectionFields.h"
 #include "store/sto_Exception.h"
+#include "store/sto_MementoWrite.h"
 #include "store/sto_OwnTransaction.h"
 
 namespace {
 
 constexpr long long BlockBytes = sto_Format::BlobBlockBytes;
 
-// Fields of a blob's object, by number.
-constexpr sto_FieldKey SizeKey{0, 0};
-constexpr sto_FieldKey ChangeKey{0, 1};
+constexpr sto_FieldKey SizeKey = sto_CollectionFields::BlobBytes;
+constexpr sto_FieldKey ChangeKey = sto_CollectionFields::Change;
 
 std::int64_t NumberOf(sto_Part const& part, sto_FieldKey const& key) {
   for (sto_Field const& field : part.m_Fields)
@@ -40,9 +42,13 @@ long long BytesIn(int index, long long blobBytes) noexcept {
 
 } // namespace
 
-sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id)
+sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
     : m_Session(session.Self()), m_Location(session.Location()), m_Id(id), m_Blocks(session, id) {
-  if (session.InTransaction()) m_SeenChange = ReadHeader().m_Change;
+  if (isMade) {
+    m_MadeInSave = session.SaveNumber();
+    m_MadeInTransaction = session.TransactionNumber();
+  }
+  if (session.InTransaction()) m_SeenChange = ShowHeader().m_Change;
   session.OpenBlobs().insert(this);
 }
 
@@ -51,20 +57,78 @@ sto_BlobAgent::~sto_BlobAgent() {
 }
 
 sto_Session& sto_BlobAgent::Session() const {
+  if (m_IsLost)
+    sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": " + Describe() +
+                                              " was made in work that was undone: it is not in the store any "
+                                              "more. Make it anew.");
   if (*m_Session == nullptr)
     sto_Raise(sto_ErrorKind::Unavailable,
               m_Location + ": " + Describe() + " cannot be reached any more: its store was closed.");
   return **m_Session;
 }
 
+void sto_BlobAgent::NoteChanged() {
+  sto_Session const& session = Session();
+  if (m_AtBegin.m_Of != session.TransactionNumber())
+    m_AtBegin = {m_SeenChange, m_ShownChange, session.TransactionNumber()};
+  if (session.InSave() && m_AtMark.m_Of != session.SaveNumber())
+    m_AtMark = {m_SeenChange, m_ShownChange, session.SaveNumber()};
+}
+
+void sto_BlobAgent::UndoSave() noexcept {
+  std::int64_t const save = (*m_Session)->SaveNumber();
+  if (m_MadeInSave == save) m_IsLost = true;
+  if (m_AtMark.m_Of == save) {
+    m_SeenChange = m_AtMark.m_SeenChange;
+    m_ShownChange = m_AtMark.m_ShownChange;
+  }
+  m_AtMark.m_Of = 0;
+}
+
+void sto_BlobAgent::UndoTransaction() noexcept {
+  std::int64_t const transaction = (*m_Session)->TransactionNumber();
+  if (m_MadeInTransaction == transaction) m_IsLost = true;
+  if (m_AtBegin.m_Of == transaction) {
+    m_SeenChange = m_AtBegin.m_SeenChange;
+    m_ShownChange = m_AtBegin.m_ShownChange;
+  }
+  m_AtBegin.m_Of = m_AtMark.m_Of = 0;
+}
+
 sto_BlobAgent::Header sto_BlobAgent::ReadHeader() {
   if (m_Id == 0) return {};
   sto_RecordRef const record = Session().ReadRecord(m_Id);
-  if (record == nullptr) return {}; // made in the save that is going on
+  if (record == nullptr) {
+    bool const isBeingMade = Session().InSave() && m_MadeInSave == Session().SaveNumber();
+    if (!isBeingMade) Session().Raise(sto_ErrorKind::NotFound, Describe() + " is not in the store any more.");
+    return {};
+  }
   sto_Part const& part = record->Parts().front();
   Header const header{NumberOf(part, SizeKey), NumberOf(part, ChangeKey)};
   if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is none, or says an impossible size.");
+  // Somebody may make room for as many bytes: the last of them must be there.
+  if (header.m_SizeBytes > 0 &&
+      !Session().Driver().HasBlock(sto_BlockKey(m_Id, BlocksOf(header.m_SizeBytes) - 1)))
+    Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: it says " +
+                                                std::to_string(header.m_SizeBytes) +
+                                                " bytes, and its last block is missing.");
+  return header;
+}
+
+sto_BlobAgent::Header sto_BlobAgent::ShowHeader() {
+  Header const header = ReadHeader();
+  m_ShownChange = header.m_Change;
+  return header;
+}
+
+sto_BlobAgent::Header sto_BlobAgent::HeaderToChange() {
+  Header const header = ReadHeader();
+  if (m_ShownChange != -1 && m_ShownChange != header.m_Change &&
+      !Session().IsOwnBlobChange(m_Id, header.m_Change))
+    Session().Raise(sto_ErrorKind::Conflict, Describe() + " was changed by another session since it was "
+                                                          "looked at here: look at it again.");
+  NoteChanged();
   return header;
 }
 
@@ -73,9 +137,12 @@ void sto_BlobAgent::WriteHeader(Header header) {
   sto_RecordBuilder builder;
   builder.AddPart(metadata.ClassId(), metadata.Version(), m_Id);
   PutNumber(builder, SizeKey, header.m_SizeBytes);
-  m_SeenChange = header.m_Change + 1;
-  PutNumber(builder, ChangeKey, m_SeenChange);
+  std::int64_t const change = header.m_Change + 1;
+  PutNumber(builder, ChangeKey, change);
+  Session().NoteBlobChange(m_Id, change);
   Session().Driver().WriteObject(m_Id, metadata.ClassId(), builder.Finish(m_Id));
+  if (m_SeenChange == header.m_Change) m_SeenChange = change; // what was not seen before still is not
+  m_ShownChange = change;
 }
 
 void sto_BlobAgent::CheckWriting() const {
@@ -87,17 +154,17 @@ void sto_BlobAgent::CheckWriting() const {
 }
 
 bool sto_BlobAgent::ReadOnly() {
-  return m_Id == 0 || *m_Session == nullptr || Session().Driver().IsReadOnly();
+  return m_IsLost || m_Id == 0 || *m_Session == nullptr || Session().Driver().IsReadOnly();
 }
 
 long long sto_BlobAgent::Size() {
   sto_OwnTransaction const transaction(Session(), false);
-  return ReadHeader().m_SizeBytes;
+  return ShowHeader().m_SizeBytes;
 }
 
 bool sto_BlobAgent::Changed() {
   sto_OwnTransaction const transaction(Session(), false);
-  std::int64_t const change = ReadHeader().m_Change;
+  std::int64_t const change = ShowHeader().m_Change;
   return std::exchange(m_SeenChange, change) != change;
 }
 
@@ -110,9 +177,9 @@ sto_ByteView sto_BlobAgent::ReadBlock(int index, long long blobBytes) {
 }
 
 long long sto_BlobAgent::Read(long long offset, long long sizeBytes, void* destination) {
-  if (offset < 0 || sizeBytes <= 0) return 0;
   sto_OwnTransaction const transaction(Session(), false);
-  Header const header = ReadHeader();
+  if (offset < 0 || sizeBytes <= 0) return 0;
+  Header const header = ShowHeader();
   long long const there = std::min(sizeBytes, header.m_SizeBytes - std::min(offset, header.m_SizeBytes));
   auto* const bytes = static_cast<std::byte*>(destination);
   for (long long done = 0; done < there;) {
@@ -133,7 +200,7 @@ void sto_BlobAgent::Write(long long offset, long long sizeBytes, void const* sou
   if (offset < 0 || offset > MaxBytes - std::min(sizeBytes, MaxBytes))
     Session().Raise(sto_ErrorKind::Full,
                     Describe() + " would get more than " + std::to_string(MaxBytes) + " bytes.");
-  Header header = ReadHeader();
+  Header header = HeaderToChange();
   std::byte const zeros[BlockBytes] = {};
   ChangeWhole(header, !transaction.IsOwn(), [&] {
     while (header.m_SizeBytes < offset)
@@ -182,7 +249,7 @@ void sto_BlobAgent::WriteBytes(Header& header, long long offset, long long sizeB
 void sto_BlobAgent::Truncate(long long sizeBytes) {
   sto_OwnTransaction transaction(Session(), true);
   CheckWriting();
-  Header header = ReadHeader();
+  Header header = HeaderToChange();
   long long const kept = std::max(0LL, sizeBytes);
   if (kept >= header.m_SizeBytes) return;
   int const lastKept = BlocksOf(kept) - 1;
@@ -197,4 +264,23 @@ void sto_BlobAgent::Truncate(long long sizeBytes) {
     Session().Driver().DeleteBlocks(sto_BlockKey(m_Id, lastKept + 1), sto_LastBlockKey(m_Id));
   });
   transaction.Commit();
+}
+
+void sto_KeepBlob(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, cls_Uid const& uid) {
+  auto* const memento = dynamic_cast<sto_MementoWrite*>(visitor.Memento());
+  if (memento == nullptr)
+    sto_Raise(sto_ErrorKind::Misuse, "A blob can be kept as it is only in an object that a store is saving.");
+  sto_Session& session = memento->Session();
+  session.RaiseKept();
+  session.CheckSave();
+  sto_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
+  sto_RecordRef const record = tie == nullptr ? nullptr : session.ReadRecord(tie->Id());
+  if (record == nullptr || record->Parts().front().m_ClassId != cls_BlobTypeId) {
+    session.MarkIncomplete();
+    session.Raise(sto_ErrorKind::Misuse,
+                  "Attribute " + std::string(field.Name().View()) +
+                      " is to keep its blob as it is, but the store has none under its "
+                      "identity: write it.");
+  }
+  memento->HoldObject(field, cls_BlobTypeId, tie->Id());
 }

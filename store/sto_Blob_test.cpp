@@ -180,10 +180,12 @@ TEST_F(StoreBlob, AgentOfABlobWhoseSaveIsUndoneNeverWritesUnderItsId) {
   store.Save("picture", With(Pattern(100))); // takes the ids again
   for (Kept const* const gone : {&rolledBack, &failed}) {
     cls_AgentBlob& blob = gone->m_Writer->Agent();
-    EXPECT_EQ(blob.Size(), 0);
     EXPECT_TRUE(blob.ReadOnly());
-    MessageOf(sto_ErrorKind::ReadOnly, [&] { blob.Write(0, 3, "xyz"); });
-    MessageOf(sto_ErrorKind::ReadOnly, [&] { blob.Truncate(0); });
+    char byte = 0;
+    for (std::function<void()> const& use : std::initializer_list<std::function<void()>>{
+             [&] { blob.Size(); }, [&] { blob.Changed(); }, [&] { blob.Read(0, 1, &byte); },
+             [&] { blob.Read(0, 0, &byte); }, [&] { blob.Write(0, 3, "xyz"); }, [&] { blob.Truncate(0); }})
+      EXPECT_TRUE(Contains(MessageOf(sto_ErrorKind::Unavailable, use), "work that was undone"));
   }
   EXPECT_TRUE(AllOf(store.Load<Picture>("picture")->Blob()) == Pattern(100));
   EXPECT_EQ(store.CollectGarbage(), 0);
@@ -207,7 +209,7 @@ TEST_F(StoreBlob, AgentOfAnUndoneSaveDoesNotMakeObjectsThatTheStoreNeverHad) {
     sto_Transaction transaction(store);
     store.Save("gone", Kept{writer, {}, {}});
   }
-  MessageOf(sto_ErrorKind::ReadOnly, [&] { writer->Agent().Write(0, 3, "xyz"); });
+  MessageOf(sto_ErrorKind::Unavailable, [&] { writer->Agent().Write(0, 3, "xyz"); });
   EXPECT_EQ(store.ObjectCount(), 0);
   store.Save("picture", With(Pattern(10))); // the store can still be written
   EXPECT_TRUE(AllOf(Open().Load<Picture>("picture")->Blob()) == Pattern(10));

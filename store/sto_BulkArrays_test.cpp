@@ -138,23 +138,6 @@ TYPED_TEST(BulkArray, RollbackDropsWhatWasNotCommitted) {
   this->ExpectFilled(store.Load<Result<TypeParam>>("result")->m_History, 5000);
 }
 
-TYPED_TEST(BulkArray, ArrayOfAFailedFirstSaveIsEmptyAndInMemory) {
-  sto_Store store = this->Open(sto_Mode::Create);
-  Result<TypeParam> result;
-  this->Fill(result, 5000);
-  {
-    sto_Transaction transaction(store);
-    store.Save("result", result);
-    EXPECT_TRUE(result.m_History.IsAssociated());
-  }
-  EXPECT_FALSE(result.m_History.IsAssociated());
-  EXPECT_EQ(result.m_History.Size(), 0);
-  EXPECT_EQ(store.ObjectCount(), 0);
-  this->Fill(result, 3000);
-  store.Save("result", result);
-  this->ExpectFilled(store.Load<Result<TypeParam>>("result")->m_History, 3000);
-}
-
 class StoreBulk : public BulkArray<double> {};
 
 TEST_F(StoreBulk, SavingAnAssociatedArrayAgainKeepsItsList) {
@@ -376,17 +359,6 @@ TEST_F(StoreBulk, ArrayOfAnotherElementTypeIsRefused) {
     EXPECT_TRUE(Contains(message, "double") && Contains(message, "int")) << message;
     if (i == 0) store.Load<Result<double>>("result")->m_History.Detach();
   }
-}
-
-TEST_F(StoreBulk, ArrayOfAnotherStoreIsRefusedAndNamed) {
-  Make(10);
-  sto_Store store = Open();
-  sto_Store other = sto_Store::Open(Path("other"), sto_Mode::Create, ResultClasses<double>());
-  auto const result = store.Load<Result<double>>("result");
-  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { other.Save("result", *result); });
-  EXPECT_TRUE(Contains(message, "another store")) << message;
-  EXPECT_EQ(other.ObjectCount(), 0);
-  ExpectFilled(result->m_History, 10);
 }
 
 TEST_F(StoreBulk, AbsentFieldIsAnEmptyArrayThatTakesNothing) {

@@ -47,11 +47,9 @@ void sto_Collector::Mark() {
                                                   ", which the store never had.");
     Hold(id, 0);
   }
-  for (std::int64_t const id : m_Session.AgentIds()) {
-    m_Session.FindAgent(id)->WriteRecord(); // of one that was made in this transaction
-    Refer(id);
-  }
-  for (sto_BlobAgent const* const blob : m_Session.OpenBlobs()) Refer(blob->Id());
+  for (std::int64_t const id : m_Session.OpenCollections()) Refer(id);
+  for (sto_BlobAgent const* const blob : m_Session.OpenBlobs())
+    if (!blob->IsLost()) Refer(blob->Id());
   VisitOpen();
 }
 

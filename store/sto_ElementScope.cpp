@@ -9,7 +9,8 @@ std::shared_ptr<sto_ElementSave> sto_ElementSave::Join(sto_Session& session) {
   return save;
 }
 
-sto_ElementSave::sto_ElementSave(sto_Session& session) : m_Session(session), m_Transaction(session, true) {
+sto_ElementSave::sto_ElementSave(sto_Session& session)
+    : m_Session(session), m_Transaction(session, true, sto_Keeping::Handles) {
   if (!session.IsWriting())
     session.Raise(sto_ErrorKind::Misuse,
                   "Saving in a transaction that only reads, or while an object is being loaded.");

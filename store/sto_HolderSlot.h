@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "persist/cls_PC.h"
 
 /// Where a list agent keeps one container that holds it: a ring of this node and the container. The container
@@ -24,4 +26,20 @@ class sto_HolderSlot final : public cls_PC {
   void Prune() noexcept {
     if (!IsFree() && Holder() == nullptr) Reset();
   }
+
+  /// How an array goes back when work is undone.
+  struct Before {
+    enum class Kind {
+      Unknown,    ///< the array was not there, or what it showed was never committed: it has nothing to show
+      InMemory,   ///< it had no agent
+      Associated, ///< it was on this list
+    };
+    Kind m_Kind = Kind::Unknown;
+    int m_Size = 0;
+  };
+  Before m_AtBegin; ///< of the transaction
+  Before m_AtMark;  ///< of the save
+
+  /// The changes by other sessions that the container has seen, in the agent's count.
+  std::int64_t m_SeenForeign = 0;
 };

@@ -1,6 +1,5 @@
 #include "store/sto_IdentityMap.h"
 
-#include <typeinfo>
 #include <utility>
 
 sto_IdentityMap::Tie::Tie(cls_UidCatalogEntry* entry) noexcept : m_Entry(entry) {
@@ -82,6 +81,12 @@ sto_IdentityMap::Tie& sto_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) 
   page.m_Written &= ~(1U << place);
   ++m_Count;
   return *tie; // owned by the identity's ring
+}
+
+cls_UidCatalogEntry* sto_IdentityMap::EntryOf(std::int64_t id) noexcept {
+  Page* const page = PageWith(id);
+  auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
+  return page != nullptr && page->Has(place) ? page->At(place)->m_Entry : nullptr;
 }
 
 cls_Uid sto_IdentityMap::IdentityOf(std::int64_t id) {

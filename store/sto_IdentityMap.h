@@ -4,10 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <typeinfo>
 #include <unordered_map>
 
 #include "persist/cls_Uid.h"
 #include "store/sto_PagePool.h"
+
+class sto_Session;
 
 /// Ties the identities of a session's objects to their permanent ids in the store.
 ///
@@ -36,6 +39,7 @@ class sto_IdentityMap {
     static void operator delete(Tie* tie, std::destroying_delete_t) noexcept;
 
     [[nodiscard]] std::int64_t Id() const noexcept;
+    [[nodiscard]] sto_IdentityMap const& Map() const noexcept;
 
     /// Notes that a save writes the object; whether it has done so before.
     bool NoteWritten(std::int64_t saveNumber) noexcept;
@@ -49,10 +53,17 @@ class sto_IdentityMap {
     cls_UidCatalogEntry* m_Entry;
   };
 
-  sto_IdentityMap() = default;
+  /// `session`: whose map it is, for whoever meets its ties in the ring of an identity.
+  explicit sto_IdentityMap(sto_Session* session = nullptr) noexcept : m_Session(session) {}
   sto_IdentityMap(sto_IdentityMap const&) = delete;
   sto_IdentityMap& operator=(sto_IdentityMap const&) = delete;
   ~sto_IdentityMap();
+
+  [[nodiscard]] sto_Session* Session() const noexcept { return m_Session; }
+  /// The record of the identity that is tied to an id; null for none.
+  [[nodiscard]] cls_UidCatalogEntry* EntryOf(std::int64_t id) noexcept;
+  /// Calls `act` with each tie of an identity that is of another map.
+  template <class Act> void ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const;
 
   /// The tie of an identity, null when the session has none for it.
   [[nodiscard]] Tie* Find(cls_Uid const& uid) const noexcept;
@@ -106,6 +117,7 @@ class sto_IdentityMap {
   void DropPage(Page& page) noexcept;
   static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
 
+  sto_Session* m_Session;
   sto_PagePool<PageBytes> m_Memory;
   std::unordered_map<std::int64_t, Segment> m_Segments; // its elements stay where they are
   Page* m_Latest = nullptr;                             // the page that was looked at last
@@ -114,6 +126,17 @@ class sto_IdentityMap {
 
 inline sto_IdentityMap::Page& sto_IdentityMap::Tie::InPage() const noexcept {
   return *static_cast<Page*>(sto_PagePool<PageBytes>::PageOf(const_cast<Tie*>(this)));
+}
+
+inline sto_IdentityMap const& sto_IdentityMap::Tie::Map() const noexcept {
+  return InPage().m_Map;
+}
+
+template <class Act> void sto_IdentityMap::ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const {
+  cls_HistoryEntry* const anchor = &entry->m_History;
+  for (cls_HistoryEntry* each = anchor->Next(); each != anchor; each = each->Next())
+    if (typeid(*each) == typeid(Tie))
+      if (Tie const& tie = *static_cast<Tie*>(each); &tie.Map() != this) act(tie);
 }
 
 inline std::size_t sto_IdentityMap::Tie::Place() const noexcept {

@@ -20,17 +20,13 @@ class sto_ListAgentBase : public sto_OpenAgent {
   int TakeContent(sto_RecordRef const& record) override;
   void PutContent(sto_RecordBuilder& builder) override;
   void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
-  void Empty() noexcept override { m_Count = 0; }
+  [[nodiscard]] int KnownCount() const noexcept override { return m_Count; }
 
-  /// Notes that elements were written, and that there are `count` now.
-  void NoteWritten(int count) {
-    NoteChanged();
-    m_Count = count;
-  }
   /// Stores an inline list in blocks. In a write transaction.
   void MoveOutOfRecord();
 
   sto_StoredBlocks& Blocks() noexcept { return m_Blocks; }
+  [[nodiscard]] int Width() const noexcept { return m_Width; }
 
   int m_Count = 0;
   sto_RecordRef m_InlineRecord; // holds the elements of an inline list

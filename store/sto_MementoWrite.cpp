@@ -90,12 +90,15 @@ int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
 }
 
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId,
-                                                      cls_Uid const& uid, void const*) {
+                                                      cls_Uid const& uid, void const* object) {
   sto_ClassInUse::Attribute const& attribute = Attribute(field);
   CheckHeldClass(attribute, classId);
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> child = ForObject(Session(), classId, uid, m_Object->Depth() + 1, id);
-  if (child != nullptr) child->m_Object->HeldBy(m_Class.Metadata(), *attribute.m_Declared);
+  if (child != nullptr) {
+    child->m_Object->HeldBy(m_Class.Metadata(), *attribute.m_Declared);
+    child->StandsAt(object);
+  }
   PutObject(field, attribute, id);
   return child.release();
 }
@@ -369,7 +372,8 @@ cls_AgentBlob* sto_MementoWrite::MakeAgentBlob() {
   if (m_Class.Metadata().ClassId() != cls_BlobTypeId)
     Session().Raise(sto_ErrorKind::Misuse, "A blob is written into " + m_Object->Describe() +
                                                ", which is none: give it a field of its own.");
-  return new sto_BlobAgent(Session(), m_Object->Id());
+  bool const isStored = Session().Driver().HasObject(m_Object->Id());
+  return new sto_BlobAgent(Session(), m_Object->Id(), !isStored);
 }
 
 cls_WriteListPrim<bool>* sto_MementoWrite::MakeWriteListPrim(bool const*, int width) {

@@ -33,6 +33,9 @@ class sto_MementoWrite : public cls_MementoWrite {
     m_Object->KeepUntilWritten(std::move(scope));
   }
 
+  /// The object's address in memory, null when it is not known.
+  void StandsAt(void const* address) noexcept { m_Object->StandsAt(address); }
+
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Object->Session(); }
   /// Writes a field that holds object `id` of class `classId`, which is written by other means.
   void HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id);
@@ -99,7 +102,7 @@ class sto_MementoWrite : public cls_MementoWrite {
   cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) override;
   cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) override;
   cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag, int sizeHint) override;
-  /// The blob begins empty, whatever was stored under its identity.
+  /// The blob begins empty, whatever was stored under its identity; see sto_KeepBlob.
   cls_AgentBlob* MakeAgentBlob() override;
 
   /// Compares the type with the one that the attribute is declared with, and records it with the field, so

@@ -211,6 +211,7 @@ TEST_F(StoreMetadata, CollectionsMatchIsTheRuleForWhatMayStandInAnAttribute) {
       cls_WriteVisitor const map(visitor, field, nullptr, nullptr);
       map.StartWrite(cls_InternalMapTypeId, cls_Uid());
       map.CheckCollectionType(static_cast<cls_CollectionType>(type));
+      delete map.Memento()->MakeWriteMapString2Obj();
     });
   };
   for (int const type : {2, 4, 90, 95, 96}) saveAs(type);

@@ -25,15 +25,25 @@ void sto_ObjectAgentBase::CheckChange() const {
     Session().Raise(sto_ErrorKind::ReadOnly, Describe() + " is not stored and cannot be written.");
 }
 
-bool sto_ObjectAgentBase::Change(std::function<bool()> const& act) {
-  if (IsDropping()) return false;
+void sto_ObjectAgentBase::LookAgain() {
+  Synchronise();
+  NoteShown();
+}
+
+void sto_ObjectAgentBase::SynchroniseForChange(IsUnseen const& isUnseen) {
+  Synchronise();
+  if (m_ShownForeign != Foreign() && (!isUnseen || isUnseen())) RaiseStale();
+}
+
+bool sto_ObjectAgentBase::Change(IsUnseen const& isUnseen, std::function<bool()> const& act) {
   CheckChange();
   sto_OwnTransaction transaction(Session(), true);
   CheckWriting();
-  Synchronise();
+  SynchroniseForChange(isUnseen);
+  PrepareChange();
   bool const isChanged = act();
   if (isChanged) {
-    NoteChanged();
+    MarkChanged();
     transaction.Commit();
   }
   return isChanged;
@@ -43,34 +53,36 @@ cls_MementoRead* sto_ObjectAgentBase::ReadElement(std::function<std::int64_t()> 
   sto_Session& session = Session();
   session.RaiseKept();
   std::shared_ptr<sto_ElementRead> read = sto_ElementRead::Join(session);
-  Synchronise();
+  LookAgain();
   sto_RecordRef record = sto_MementoRead::ReadElement(
       session, find(), m_Depth + 1, {StoredClassId() == cls_InternalListTypeId ? "list" : "map", Id()});
   return new ElementMemento(std::move(read), session, std::move(record), m_Depth + 1);
 }
 
 cls_MementoWrite* sto_ObjectAgentBase::WriteElement(unsigned int classId, cls_Uid const& uid,
+                                                    IsUnseen const& isUnseen,
                                                     std::function<void()> const& check,
                                                     std::function<void(std::int64_t id)> const& put) {
   CheckChange();
   sto_Session& session = Session();
   std::shared_ptr<sto_ElementSave> save = sto_ElementSave::Join(session);
-  Synchronise();
+  SynchroniseForChange(isUnseen);
   check();
   std::int64_t id = 0;
-  std::unique_ptr<sto_MementoWrite> element =
+  std::unique_ptr<sto_MementoWrite> memento =
       sto_MementoWrite::ForObject(session, classId, uid, m_Depth + 1, id);
-  NoteChanged();
+  PrepareChange();
   put(id);
-  if (element != nullptr) element->KeepUntilWritten(std::move(save));
-  return element.release();
+  MarkChanged();
+  if (memento != nullptr) memento->KeepUntilWritten(std::move(save));
+  return memento.release();
 }
 
 void sto_ObjectAgentBase::WriteLastRecord() noexcept {
-  if (IsClosed() || IsDropping() || !Session().IsWriting()) return;
+  if (IsClosed() || IsLost() || !Home().IsWriting()) return;
   try {
     WriteRecord();
   } catch (...) {
-    Session().Keep(std::current_exception());
+    KeepFailure();
   }
 }

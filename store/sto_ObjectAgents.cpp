@@ -26,18 +26,22 @@ template <class Agent> Agent* Find(sto_Session& session, std::int64_t id) {
 
 template <class Agent>
 Agent* sto_AgentOfStored(sto_Session& session, std::int64_t id, sto_RecordRef const& record, int depth) {
-  if (Agent* const found = id == 0 ? nullptr : Find<Agent>(session, id)) return found;
-  auto agent = std::make_unique<Agent>(session, id, depth);
-  if (record != nullptr) {
-    agent->Open(record);
-    agent->Register();
+  if (Agent* const found = id == 0 ? nullptr : Find<Agent>(session, id)) {
+    found->Synchronise();
+    return found;
   }
+  auto agent = std::make_unique<Agent>(session, id, depth);
+  if (record != nullptr) agent->Open(record);
+  agent->Register();
   return agent.release();
 }
 
 template <class Agent>
 Agent* sto_AgentOfSaved(sto_Session& session, std::int64_t id, int sizeHint, int depth) {
-  if (Agent* const found = Find<Agent>(session, id)) return found;
+  if (Agent* const found = Find<Agent>(session, id)) {
+    found->Synchronise();
+    return found;
+  }
   auto agent = std::make_unique<Agent>(session, id, depth);
   if (sto_RecordRef const record = session.ReadRecord(id))
     agent->Open(record);
@@ -139,7 +143,7 @@ int sto_ListAgentObj::Count() {
 }
 
 void sto_ListAgentObj::SetCount(int count) {
-  Change([&] {
+  Change({}, [&] {
     if (count < 0) RaiseIndex(count);
     if (count == Size()) return false;
     // The block that the end moves out of, or into, changes its length.
@@ -155,7 +159,7 @@ cls_MementoRead* sto_ListAgentObj::MakeReadObj(int index) {
 
 cls_MementoWrite* sto_ListAgentObj::MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) {
   return WriteElement(
-      classId, uid,
+      classId, uid, {},
       [&] {
         if (index != Size() && !Has(index)) RaiseIndex(index);
       },
@@ -167,7 +171,7 @@ cls_MementoWrite* sto_ListAgentObj::MakeWriteObj(int index, unsigned int classId
 }
 
 void sto_ListAgentObj::Remove(int index) {
-  Change([&] {
+  Change({}, [&] {
     if (!Has(index)) RaiseIndex(index);
     Touch(std::max(0, index - 1), Size());
     m_Ids.erase(m_Ids.begin() + index);
@@ -188,6 +192,7 @@ template <class K> int sto_MapAgentObj<K>::TakeContent(sto_RecordRef const& reco
   if (stored != sto_MapShape<K, sto_ObjectId>())
     Session().Raise(sto_ErrorKind::WrongClass, Describe() + " is stored as a " + stored.Name() +
                                                    " and cannot be opened as a " + What() + ".");
+  std::map<K, std::int64_t> const before = m_IsTakingForeign ? std::move(m_Ids) : std::map<K, std::int64_t>();
   m_Ids.clear();
   sto_ByteReader reader(record->Map()->m_Entries); // seen to fit when the record was decoded
   for (int i = 0; i < record->Map()->m_Count; ++i) {
@@ -195,7 +200,15 @@ template <class K> int sto_MapAgentObj<K>::TakeContent(sto_RecordRef const& reco
     auto const id = static_cast<std::int64_t>(reader.Varint());
     m_Ids.try_emplace(m_Ids.end(), std::move(key), id);
   }
+  if (m_IsTakingForeign) NoteUnseen(before);
   return static_cast<int>(m_Ids.size());
+}
+
+template <class K> void sto_MapAgentObj<K>::NoteUnseen(std::map<K, std::int64_t> const& before) {
+  for (auto const& [key, id] : before)
+    if (IdOf(key) != id) m_Unseen.insert(key);
+  for (auto const& [key, id] : m_Ids)
+    if (!before.contains(key)) m_Unseen.insert(key);
 }
 
 template <class K> void sto_MapAgentObj<K>::PutContent(sto_RecordBuilder& builder) {
@@ -217,11 +230,11 @@ template <class K> int sto_MapAgentObj<K>::Count() {
 }
 
 template <class K> bool sto_MapAgentObj<K>::Remove(K const& key) {
-  return Change([&] { return m_Ids.erase(key) > 0; });
+  return Change([&] { return m_Unseen.contains(key); }, [&] { return m_Ids.erase(key) > 0; });
 }
 
 template <class K> void sto_MapAgentObj<K>::Clear() {
-  Change([&] {
+  Change({}, [&] {
     bool const hadEntries = !m_Ids.empty();
     m_Ids.clear();
     return hadEntries;
@@ -229,16 +242,14 @@ template <class K> void sto_MapAgentObj<K>::Clear() {
 }
 
 template <class K> cls_MementoRead* sto_MapAgentObj<K>::MakeReadObj(K const& key) {
-  return ReadElement([&] {
-    auto const found = m_Ids.find(key);
-    return found == m_Ids.end() ? 0 : found->second;
-  });
+  return ReadElement([&] { return IdOf(key); });
 }
 
 template <class K>
 cls_MementoWrite* sto_MapAgentObj<K>::MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) {
   return WriteElement(
-      classId, uid, [] {}, [&](std::int64_t id) { m_Ids.insert_or_assign(key, id); });
+      classId, uid, [&] { return m_Unseen.contains(key); }, [] {},
+      [&](std::int64_t id) { m_Ids.insert_or_assign(key, id); });
 }
 
 template <class K> bool sto_MapAgentObj<K>::Contains(K const& key) {

@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "persist/cls_AgentListObj.h"
@@ -42,9 +43,9 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   int TakeContent(sto_RecordRef const& record) override;
   void PutContent(sto_RecordBuilder& builder) override;
   void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
-  void Empty() noexcept override;
 
  private:
+  void Empty() noexcept;
   [[nodiscard]] int Size() const noexcept { return static_cast<int>(m_Ids.size()); }
   [[nodiscard]] bool Has(int index) const noexcept { return index >= 0 && index < Size(); }
   [[noreturn]] void RaiseIndex(int index) const;
@@ -96,10 +97,22 @@ template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, 
   [[nodiscard]] unsigned int StoredClassId() const override;
   int TakeContent(sto_RecordRef const& record) override;
   void PutContent(sto_RecordBuilder& builder) override;
-  void Empty() noexcept override { m_Ids.clear(); }
+  void NoteShown() noexcept override {
+    sto_ObjectAgentBase::NoteShown();
+    m_Unseen.clear();
+  }
 
  private:
+  /// Notes the keys that another session has changed.
+  void NoteUnseen(std::map<K, std::int64_t> const& before);
+  /// The id of a key's element, 0 for none.
+  [[nodiscard]] std::int64_t IdOf(K const& key) const {
+    auto const found = m_Ids.find(key);
+    return found == m_Ids.end() ? 0 : found->second;
+  }
+
   std::map<K, std::int64_t> m_Ids;
+  std::set<K> m_Unseen; // keys that another session has changed, and no operation has shown since
 };
 
 extern template class sto_MapAgentObj<int>;

@@ -333,8 +333,7 @@ TEST_F(StoreObjectAgents, RollbackBringsBackWhatWasCommitted) {
   }
   EXPECT_EQ(ValuesOf(*list), (Ints{1}));
   EXPECT_EQ(ValuesOf(*map), (std::map<int, int>{{1, 1}}));
-  EXPECT_TRUE((*list)->Changed());
-  EXPECT_FALSE((*list)->Changed());
+  EXPECT_FALSE((*list)->Changed()); // undoing is no other session's change
   Put(*list, 1, 4);
   EXPECT_EQ(StoredList(), (Ints{1, 4}));
 }
@@ -448,6 +447,7 @@ TEST_F(StoreObjectAgents, OtherSessionsSeeWhatIsCommittedAndAreTold) {
   EXPECT_FALSE((*their)->Changed());
   EXPECT_EQ(ValuesOf(*their), (Ints{1}));
   Put(*their, 1, 2);
+  EXPECT_EQ((*my)->Count(), 2);
   Put(*my, 2, 3);
   EXPECT_EQ(ValuesOf(*their), (Ints{1, 2, 3}));
 }
@@ -558,18 +558,35 @@ TEST_F(StoreObjectAgents, AgentOfAnotherClassThanItsCollectionIsRefused) {
   EXPECT_EQ(store.ObjectCount(), 0);
 }
 
-TEST_F(StoreObjectAgents, NewCollectionOfAnUndoneTransactionLetsItsHolderGo) {
+TEST_F(StoreObjectAgents, NewCollectionOfAnUndoneTransactionSaysSo) {
   sto_Store store = Create();
   std::unique_ptr<List> list;
-  {
-    sto_Transaction const transaction(store);
+  cls_Uid const uid;
+  auto const save = [&] {
     SaveFields(store, [&](cls_WriteVisitor const& visitor) {
-      list = std::make_unique<List>(WriteIn(visitor, "m_Objects", ListClass)->MakeAgentListObj(1));
+      cls_WriteVisitor const field(visitor, cls_FieldHandle("m_Objects"_cow), nullptr, nullptr);
+      field.StartWrite(ListClass, uid);
+      if (list != nullptr) return;
+      list = std::make_unique<List>(field.Memento()->MakeAgentListObj(1));
       Put(*list, 0, 1);
     });
+  };
+  {
+    sto_Transaction const transaction(store);
+    save();
   }
-  EXPECT_EQ(list->m_Detaches, 1);
-  EXPECT_EQ(list->m_Agent, nullptr);
+  auto const unavailable = [](std::function<void()> const& act) {
+    std::string const message = MessageOf(sto_ErrorKind::Unavailable, act);
+    EXPECT_TRUE(Contains(message, "The list of object 2 was made in work that was undone")) << message;
+  };
+  EXPECT_EQ(list->m_Detaches, 0);
+  unavailable([&] { (*list)->Count(); });
+  unavailable([&] { (*list)->SetCount(2); });
+  unavailable([&] { (*list)->Remove(0); });
+  unavailable([&] { (*list)->Changed(); });
+  unavailable([&] { (*list)->MakeReadObj(0); });
+  unavailable([&] { Put(*list, 0, 1); });
+  unavailable(save);
   EXPECT_EQ(store.ObjectCount(), 0);
 }
 
@@ -629,7 +646,7 @@ TEST_F(StoreObjectAgents, DamagedBlockIsToldWhenTheListIsOpened) {
   MessageOf(sto_ErrorKind::Damaged, [&] { OpenList(store); });
 }
 
-TEST_F(StoreObjectAgents, OneOfUndoneWorkThatNoContainerHoldsIsOfNoCollection) {
+TEST_F(StoreObjectAgents, AgentOfUndoneWorkThatNoContainerHoldsSaysSo) {
   sto_Store store = Create();
   cls_AgentListPrim<int>* agent = nullptr;
   int const tag = 0;
@@ -648,13 +665,14 @@ TEST_F(StoreObjectAgents, OneOfUndoneWorkThatNoContainerHoldsIsOfNoCollection) {
     save("undone");
   } // rolled back
   auto const undone = Own(agent);
-  EXPECT_EQ(undone->Count(), 0);
-  EXPECT_NE(undone->ReadOnly(), 0);
-  MessageOf(sto_ErrorKind::ReadOnly, [&] { undone->WriteRun(0, 1, &tag); });
+  int read = 0;
+  MessageOf(sto_ErrorKind::Unavailable, [&] { undone->Count(); });
+  MessageOf(sto_ErrorKind::Unavailable, [&] { undone->ReadRun(0, 1, &read); });
+  MessageOf(sto_ErrorKind::Unavailable, [&] { undone->WriteRun(0, 1, &tag); });
   save("stored"); // takes the same ids
   EXPECT_NE(agent, undone.get());
   EXPECT_EQ(agent->Count(), 1);
-  EXPECT_EQ(undone->Count(), 0);
+  MessageOf(sto_ErrorKind::Unavailable, [&] { undone->Count(); });
   delete agent;
 }
 

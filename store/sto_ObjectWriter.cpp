@@ -1,12 +1,25 @@
 #include "store/sto_ObjectWriter.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
 #include "store/sto_BlockKey.h"
 #include "store/sto_Checksum.h"
+#include "store/sto_CollectionFields.h"
 #include "store/sto_ElementScope.h"
 #include "store/sto_OpenAgent.h"
+
+namespace {
+
+template <class T>
+void PutNumber(sto_RecordBuilder& record, sto_FieldKey const& key, sto_Format::ValueTag tag, T value) {
+  sto_ByteWriter writer(record.StartField(0, key));
+  writer.U8(tag);
+  writer.Number(value);
+}
+
+} // namespace
 
 sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth)
     : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Record(session.TakeBuilder()) {
@@ -55,13 +68,90 @@ void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
   ++m_BlockCount;
 }
 
-bool sto_ObjectWriter::AgentWritesRecord() {
-  if (sto_OpenAgent* const agent = m_Session.FindAgent(m_Id)) {
-    agent->Synchronise(); // what is saved now must not hold a collection that another session has deleted
+std::vector<sto_OpenAgent*> sto_ObjectWriter::ForeignAgents() const {
+  std::vector<sto_OpenAgent*> agents;
+  cls_UidCatalogEntry* const entry = m_Session.Identities().EntryOf(m_Id);
+  if (entry == nullptr) return agents;
+  m_Session.Identities().ForEachForeignTie(entry, [&](sto_IdentityMap::Tie const& tie) {
+    sto_Session* const other = tie.Map().Session();
+    if (sto_OpenAgent* const agent = other == nullptr ? nullptr : other->FindAgent(tie.Id()))
+      agents.push_back(agent);
+  });
+  return agents;
+}
+
+bool sto_ObjectWriter::LeaveToAgent() {
+  sto_OpenAgent* const own = m_Session.FindAgent(m_Id);
+  if (own != nullptr && (m_HadAgent || (m_Address != nullptr && own->IsHeldBy(m_Address)))) {
+    own->Synchronise(); // what is saved now must not hold a collection that another session has deleted
     return true;
   }
   // One that was let go in the same save has written it already.
-  return m_HadAgent && m_Session.Driver().HasObject(m_Id);
+  if (own == nullptr && m_HadAgent && m_Session.Driver().HasObject(m_Id)) return true;
+  std::vector<sto_OpenAgent*> const foreign = ForeignAgents();
+  auto const holder = std::ranges::find_if(foreign, [this](sto_OpenAgent const* agent) {
+    return m_Address != nullptr && agent->IsHeldBy(m_Address);
+  });
+  if (holder == foreign.end() && foreign.size() + (own == nullptr ? 0 : 1) > 1)
+    m_Session.Raise(sto_ErrorKind::Conflict, "The collection of " + Describe() +
+                                                 " is open in several stores under one identity (" +
+                                                 foreign.front()->Where() +
+                                                 " among them), and which of them is saved cannot be told.");
+  if (own != nullptr && holder == foreign.end()) {
+    own->Synchronise();
+    return true;
+  }
+  if (!foreign.empty()) CopyFrom(holder == foreign.end() ? *foreign.front() : **holder);
+  return false;
+}
+
+void sto_ObjectWriter::CopyFrom(sto_OpenAgent& foreign) {
+  if (foreign.CopyInto(*this, m_Address)) return;
+  m_Session.Raise(sto_ErrorKind::Misuse, "The " + foreign.What() + " of " + Describe() +
+                                             " is open in another store, " + foreign.Where() +
+                                             ", and is not copied by saving it here: see sto_Proxy.h.");
+}
+
+void sto_ObjectWriter::RaiseNothingWritten() {
+  if (cls_UidCatalogEntry* const entry = m_Session.Identities().EntryOf(m_Id))
+    if (sto_OpenAgent const* const lost = m_Session.FindLost(entry)) lost->RaiseLost();
+  m_Session.Raise(
+      sto_ErrorKind::Misuse,
+      "No elements were written for " + Describe() +
+          ": its array, list or map is open in no store that this one could copy it from. One that "
+          "belonged to another store can be saved while that is open; detach it to make it new.");
+}
+
+void sto_ObjectWriter::CarryChanges() {
+  if (m_Session.IsNewInSave(m_Id)) return;
+  unsigned int classId = 0;
+  sto_Record& stored = m_Session.Scratch();
+  std::string problem;
+  // What is damaged is replaced: it has no number that anybody could have seen.
+  bool const isThere =
+      m_Session.Driver().ReadObject(m_Id, classId, stored.Bytes()) && stored.Decode(m_Id, classId, problem);
+  if (!isThere) return;
+  std::int64_t change = 0;
+  std::int32_t hint = 0;
+  for (sto_Field const& field : stored.Parts().front().m_Fields) {
+    sto_ByteReader reader(field.m_Payload);
+    if (field.m_Key == sto_CollectionFields::Change && field.m_Tag == sto_Format::Int64)
+      change = reader.Number<std::int64_t>();
+    if (field.m_Key == sto_CollectionFields::SizeHint && field.m_Tag == sto_Format::Int32)
+      hint = reader.Number<std::int32_t>();
+  }
+  m_Session.NoteAtBegin(m_Id, stored.List() ? stored.List()->m_Count : 0, change);
+  // One that was never open, and whose elements are in its record, shows a change by its bytes.
+  bool const isBlob = m_Class.Metadata().ClassId() == cls_BlobTypeId;
+  bool const isInBlocks = m_BlockCount > 0 || (stored.List() && stored.List()->m_InBlocks);
+  if (change == 0 && !isBlob && !isInBlocks) return;
+  if (isBlob) {
+    PutNumber(*m_Record, sto_CollectionFields::BlobBytes, sto_Format::Int64, std::int64_t{0});
+    m_Session.NoteBlobChange(m_Id, change + 1);
+  } else {
+    PutNumber(*m_Record, sto_CollectionFields::SizeHint, sto_Format::Int32, hint);
+  }
+  PutNumber(*m_Record, sto_CollectionFields::Change, sto_Format::Int64, change + 1);
 }
 
 void sto_ObjectWriter::Finish() {
@@ -69,10 +159,10 @@ void sto_ObjectWriter::Finish() {
   unsigned int const classId = m_Class.Metadata().ClassId();
   bool const lacksList = classId == cls_InternalListTypeId && !m_Record->HasList();
   bool const lacksMap = classId == cls_InternalMapTypeId && !m_Record->HasMap();
-  if ((lacksList || lacksMap) && AgentWritesRecord()) return;
-  if (lacksList)
-    m_Session.Raise(sto_ErrorKind::Misuse, "No list was written for " + Describe() +
-                                               ": its bulk array belongs to another store; detach it first.");
+  if ((lacksList || lacksMap) && LeaveToAgent()) return;
+  if ((lacksList && !m_Record->HasList()) || lacksMap) RaiseNothingWritten();
+  if (classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId)
+    CarryChanges();
   sto_Bytes const& record = m_Record->Finish(m_Id);
   if (record.size() > sto_Format::MaxValueBytes)
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "store/sto_CollectionShape.h"
 #include "store/sto_Session.h"
@@ -31,6 +32,8 @@ class sto_ObjectWriter {
     m_Holder = &holder;
     m_Attribute = &attribute;
   }
+  /// Notes where the object is in memory, which tells the containers of one identity apart.
+  void StandsAt(void const* address) noexcept { m_Address = address; }
   /// Misuse unless the attribute that holds this object, where that is known, is declared for such a
   /// collection.
   void CheckShape(sto_CollectionShape const& shape);
@@ -65,8 +68,16 @@ class sto_ObjectWriter {
   [[nodiscard]] bool IsUnwinding() const noexcept { return std::uncaught_exceptions() > m_Exceptions; }
 
  private:
-  /// Whether the record of the collection is not this writer's to write.
-  [[nodiscard]] bool AgentWritesRecord();
+  /// A list or a map that nothing was written of, because it is open: in this session, whose agent writes the
+  /// record, or in another one, from which it is copied. Returns whether the record is not this writer's to
+  /// write.
+  [[nodiscard]] bool LeaveToAgent();
+  /// The agents of other open stores that have the object's collection open.
+  [[nodiscard]] std::vector<sto_OpenAgent*> ForeignAgents() const;
+  void CopyFrom(sto_OpenAgent& foreign);
+  [[noreturn]] void RaiseNothingWritten();
+  /// Carries on the number of changes of a collection that is written over a stored one.
+  void CarryChanges();
   void Finish();
 
   std::shared_ptr<sto_ElementSave> m_Scope; // goes last: it ends the save that the record belongs to
@@ -76,6 +87,7 @@ class sto_ObjectWriter {
   int m_Depth;
   cls_ClassMetadata const* m_Holder = nullptr;
   cls_AttributeMetadata const* m_Attribute = nullptr;
+  void const* m_Address = nullptr;
   int m_BlockCount = 0;
   bool m_HadAgent = false;
   int m_Exceptions = std::uncaught_exceptions();

@@ -1,15 +1,16 @@
 #include "store/sto_OpenAgent.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "store/sto_CollectionFields.h"
 #include "store/sto_Exception.h"
 #include "store/sto_OwnTransaction.h"
 
 namespace {
 
-// Fields of a collection's object, by number.
-constexpr sto_FieldKey SizeHintKey{0, 0};
-constexpr sto_FieldKey ChangeKey{0, 1};
+constexpr sto_FieldKey SizeHintKey = sto_CollectionFields::SizeHint;
+constexpr sto_FieldKey ChangeKey = sto_CollectionFields::Change;
 
 sto_Field const* FindField(sto_Part const& part, sto_FieldKey const& key, std::uint8_t tag) {
   for (sto_Field const& field : part.m_Fields)
@@ -32,30 +33,58 @@ void sto_OpenAgent::Register() {
 }
 
 sto_Session& sto_OpenAgent::Session() const {
+  if (m_IsLost) RaiseLost();
   if (m_Session == nullptr)
     sto_Raise(sto_ErrorKind::Unavailable,
               m_Location + ": " + Describe() + " cannot be reached any more: its store was closed.");
   return *m_Session;
 }
 
+void sto_OpenAgent::RaiseLost() const {
+  sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": " + Describe() +
+                                            " was made in work that was undone: its elements are not in the "
+                                            "store any more and not in memory. Make it anew.");
+}
+
+void sto_OpenAgent::RaiseStale() const {
+  Session().Raise(sto_ErrorKind::Conflict,
+                  Describe() + " was changed by another session since it was looked at here. Load its object "
+                               "again, or refresh it, and repeat the change.");
+}
+
+void sto_OpenAgent::KeepFailure() const noexcept {
+  if (m_Session != nullptr) m_Session->Keep(std::current_exception());
+}
+
 void sto_OpenAgent::StartNew(int sizeHint) {
   m_SizeHint = sizeHint;
   m_State = m_Session->ChangeCounter();
+  m_Session->NoteMade(m_Id);
+  m_MadeInTransaction = m_Session->TransactionNumber();
+  m_MadeInSave = m_Session->SaveNumber();
   NoteChanged();
 }
 
 void sto_OpenAgent::Open(sto_RecordRef const& record) {
-  TakeRecord(record);
+  TakeRecord(record, true);
   m_SeenChange = m_Change;
+  if (sto_Session::ListAtBegin const* const before = m_Session->FindAtBegin(m_Id); before != nullptr) {
+    m_AtBegin = {before->m_Change, before->m_Change, m_Session->TransactionNumber()};
+    if (before->m_IsMade) m_MadeInTransaction = m_Session->TransactionNumber();
+    m_MadeInSave = before->m_MadeInSave;
+  }
 }
 
-void sto_OpenAgent::TakeRecord(sto_RecordRef const& record) {
-  int const count = TakeContent(record);
+void sto_OpenAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) {
   sto_Part const& part = record->Parts().front();
+  sto_Field const* const field = FindField(part, ChangeKey, sto_Format::Int64);
+  std::int64_t const change = field == nullptr ? 0 : sto_ByteReader(field->m_Payload).Number<std::int64_t>();
+  m_IsTakingForeign = !isFirst && change != m_Change;
+  int const count = TakeContent(record);
   sto_Field const* const hint = FindField(part, SizeHintKey, sto_Format::Int32);
   m_SizeHint = hint == nullptr ? count : sto_ByteReader(hint->m_Payload).Number<std::int32_t>();
-  sto_Field const* const change = FindField(part, ChangeKey, sto_Format::Int64);
-  m_Change = change == nullptr ? 0 : sto_ByteReader(change->m_Payload).Number<std::int64_t>();
+  m_Change = change;
+  if (m_IsTakingForeign) ++m_Foreign;
   m_State = m_Session->ChangeCounter();
 }
 
@@ -65,15 +94,23 @@ void sto_OpenAgent::Synchronise() {
   sto_RecordRef const record = session.ReadRecord(m_Id);
   if (record == nullptr)
     session.Raise(sto_ErrorKind::NotFound, Describe() + " is not in the store any more.");
-  TakeRecord(record);
+  TakeRecord(record, false);
 }
 
-void sto_OpenAgent::NoteChanged() {
-  if (!m_IsPending) {
-    m_IsPending = true;
-    m_SeenChange = ++m_Change;
+void sto_OpenAgent::PrepareChange() {
+  std::int64_t const transaction = m_Session->TransactionNumber();
+  if (m_AtBegin.m_Of != transaction) {
+    m_Session->NoteAtBegin(m_Id, KnownCount(), m_Change);
+    m_AtBegin = {m_Change, m_SeenChange, transaction};
   }
-  m_WrittenInSave = m_Session->SaveNumber();
+  if (m_Session->InSave() && m_AtMark.m_Of != m_Session->SaveNumber())
+    m_AtMark = {m_Change, m_SeenChange, m_Session->SaveNumber()};
+}
+
+void sto_OpenAgent::MarkChanged() noexcept {
+  if (m_IsPending) return;
+  m_IsPending = true;
+  if (m_SeenChange == m_Change++) m_SeenChange = m_Change; // what was not seen before still is not
 }
 
 void sto_OpenAgent::CheckWriting() const {
@@ -104,31 +141,49 @@ void sto_OpenAgent::WriteRecord() {
   m_IsPending = false;
 }
 
+bool sto_OpenAgent::IsMadeInSave() const noexcept {
+  return m_Session->InSave() && m_MadeInSave == m_Session->SaveNumber();
+}
+
+bool sto_OpenAgent::IsMadeInTransaction() const noexcept {
+  return m_Session->IsWriting() && m_MadeInTransaction == m_Session->TransactionNumber();
+}
+
 bool sto_OpenAgent::AskChanged() {
-  if (m_IsDropping) return true;
   sto_OwnTransaction const transaction(Session(), false);
   Synchronise();
-  return std::exchange(m_SeenChange, m_Change) != m_Change;
+  NoteShown();
+  bool const isChanged = RefreshHolders(m_SeenChange == m_Change);
+  m_SeenChange = m_Change;
+  return isChanged;
 }
 
 bool sto_OpenAgent::IsReadOnly() const {
-  return IsClosed() || m_Id == 0 || m_Session->Driver().IsReadOnly();
+  if (IsClosed()) return true;
+  if (m_IsLost) return IsLettingGo(); // a flush raises, but not when an array goes that nobody can save
+  return m_Id == 0 || m_Session->Driver().IsReadOnly();
 }
 
 void sto_OpenAgent::EndOfFlush() {
-  if (m_IsDropping || IsClosed() || !IsLettingGo() || !m_Session->IsWriting()) return;
+  if (m_IsLost || IsClosed() || !IsLettingGo() || !m_Session->IsWriting()) return;
   try {
     WriteRecord();
   } catch (...) {
-    m_Session->Keep(std::current_exception());
+    KeepFailure();
   }
 }
 
 void sto_OpenAgent::Hold(cls_PC* holder) {
-  for (std::unique_ptr<sto_HolderSlot> const& slot : m_Slots)
-    if (slot->IsFree()) return slot->Link(holder);
-  m_Slots.push_back(std::make_unique<sto_HolderSlot>());
-  m_Slots.back()->Link(holder);
+  auto const found = std::ranges::find_if(m_Slots, [](auto const& slot) { return slot->IsFree(); });
+  sto_HolderSlot* slot = found == m_Slots.end() ? nullptr : found->get();
+  if (slot == nullptr) {
+    m_Slots.push_back(std::make_unique<sto_HolderSlot>());
+    slot = m_Slots.back().get();
+  }
+  slot->m_SeenForeign = m_Foreign;
+  slot->m_AtBegin = slot->m_AtMark = {};
+  if (m_Session != nullptr && !m_IsLost) NoteHolder(*holder, *slot);
+  slot->Link(holder);
 }
 
 void sto_OpenAgent::Release() noexcept {
@@ -137,58 +192,102 @@ void sto_OpenAgent::Release() noexcept {
   for (std::unique_ptr<sto_HolderSlot> const& slot : m_Slots) slot->Prune();
 }
 
-std::vector<cls_PC*> sto_OpenAgent::Holders() const {
-  std::vector<cls_PC*> holders;
-  for (std::unique_ptr<sto_HolderSlot> const& slot : m_Slots)
-    if (cls_PC* const holder = slot->Holder()) holders.push_back(holder);
-  return holders;
+int sto_OpenAgent::HolderCount() const noexcept {
+  return static_cast<int>(
+      std::ranges::count_if(m_Slots, [](auto const& slot) { return slot->Holder() != nullptr; }));
+}
+
+bool sto_OpenAgent::IsHeldBy(void const* container) const noexcept {
+  return std::ranges::any_of(m_Slots, [&](auto const& slot) {
+    cls_PC const* const holder = slot->Holder();
+    return holder != nullptr && dynamic_cast<void const*>(holder) == container;
+  });
 }
 
 void sto_OpenAgent::FlushHolders() {
-  for (cls_PC* const holder : Holders()) holder->Flush();
+  ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Flush(); });
 }
 
-void sto_OpenAgent::DropUncommitted(std::int64_t firstNewId) noexcept {
-  bool const isGone = m_Id >= firstNewId;
-  m_IsDropping = true;
+void sto_OpenAgent::KeepForRollback(sto_Keeping keeping) {
+  if (!m_IsLost) KeepAtBegin(keeping);
+}
+
+void sto_OpenAgent::KeepForUndo() {
+  if (!m_IsLost) KeepAtMark();
+}
+
+void sto_OpenAgent::ForgetBegin() noexcept {
+  ForgetKeptAtMark();
+  ForgetKeptAtBegin();
+  m_HasNewHolders = false;
+}
+
+void sto_OpenAgent::NoteIdentity(bool isRollback) noexcept {
+  if (m_IsLost || m_Identity) return;
+  bool const isGone = isRollback ? m_MadeInTransaction == m_Session->TransactionNumber()
+                                 : m_MadeInSave == m_Session->SaveNumber();
+  if (cls_UidCatalogEntry* const entry = isGone ? m_Session->Identities().EntryOf(m_Id) : nullptr)
+    m_Identity.emplace(entry);
+}
+
+void sto_OpenAgent::Restore(Standing const& before) noexcept {
+  m_Change = before.m_Change;
+  m_SeenChange = before.m_SeenChange;
+}
+
+void sto_OpenAgent::Outdate() noexcept {
   m_IsPending = false;
-  m_State = -1;
+  m_State = -1; // the next operation reads the record again
   ForgetBlocks();
-  ++m_References; // so that nobody deletes the agent meanwhile
-  try {
-    if (isGone) {
-      Empty();
-    } else {
-      sto_OwnTransaction const transaction(*m_Session, false);
-      Synchronise();
-    }
-    for (cls_PC* const holder : Holders()) RefreshHolder(holder);
-    if (isGone)
-      for (cls_PC* const holder : Holders()) holder->Detach();
-  } catch (...) {
-    m_Session->Keep(std::current_exception());
+}
+
+void sto_OpenAgent::UndoSave() noexcept {
+  if (m_IsLost) return;
+  std::int64_t const save = m_Session->SaveNumber();
+  bool const isWritten = m_AtMark.m_Of == save;
+  Outdate();
+  if (isWritten) Restore(m_AtMark);
+  m_AtMark.m_Of = 0;
+  if (m_MadeInSave == save) {
+    PutBackAtBegin(true); // there is no other image of what was in memory till then
+    return Lose();
   }
-  m_IsDropping = false;
-  if (isGone && m_IsRegistered) { // who holds it without a container must not meet the id's next object
-    m_Session->RemoveAgent(*this);
-    m_IsRegistered = false;
-    m_Id = 0;
-  }
-  if (--m_References == 0) delete this;
+  if (isWritten || m_HasNewHolders) PutBackAtMark();
+  ForgetKeptAtMark();
+}
+
+void sto_OpenAgent::UndoTransaction(sto_Keeping kept) noexcept {
+  if (m_IsLost) return;
+  std::int64_t const transaction = m_Session->TransactionNumber();
+  bool const isWritten = m_AtBegin.m_Of == transaction;
+  Outdate();
+  if (isWritten) Restore(m_AtBegin);
+  m_AtBegin.m_Of = m_AtMark.m_Of = 0;
+  bool const isGone = m_MadeInTransaction == transaction;
+  if (kept == sto_Keeping::Copies || (kept == sto_Keeping::Handles && (isWritten || m_HasNewHolders)))
+    PutBackAtBegin(isGone);
+  ForgetBegin();
+  if (isGone) Lose();
+}
+
+void sto_OpenAgent::Lose() noexcept {
+  ForgetBegin();
+  m_IsLost = true;
+  m_IsPending = false;
+  m_Session->ForgetAgentId(*this); // the id's next object is another one
+  if (m_References == 0 && HolderCount() == 0 && IsOwnedByHolders()) delete this;
 }
 
 void sto_OpenAgent::CloseSession() noexcept {
-  ++m_References;
   try {
     FlushHolders();
-  } catch (...) { // nobody is left to hear of it
+  } catch (...) { // nobody is left to hear of it; what is in memory stays there
   }
-  m_IsDropping = true;
-  try {
-    for (cls_PC* const holder : Holders()) holder->Detach();
-  } catch (...) {
-  }
-  m_IsDropping = false;
+  ForgetBegin();
+  ++m_References; // so that no container flushes again, and none deletes the agent meanwhile
+  if (!m_IsLost) ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Detach(); });
+  m_Session->RemoveAgent(*this);
+  m_IsRegistered = false;
   m_Session = nullptr;
   if (--m_References == 0) delete this;
 }

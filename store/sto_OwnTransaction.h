@@ -5,10 +5,10 @@
 /// A transaction for one operation, unless one is open already. Rolled back when it is not committed.
 class sto_OwnTransaction {
  public:
-  sto_OwnTransaction(sto_Session& session, bool forWriting)
+  sto_OwnTransaction(sto_Session& session, bool forWriting, sto_Keeping keeping = sto_Keeping::Nothing)
       : m_Session(session), m_IsOwn(!session.InTransaction()) {
     if (m_IsOwn)
-      m_Session.Begin(forWriting);
+      m_Session.Begin(forWriting, keeping);
     else
       m_Session.CheckTransaction();
   }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "persist/cls_FieldHandle.h"
+#include "store/sto_AgentProxy.h"
 #include "store/sto_BlobAgent.h"
 #include "store/sto_Exception.h"
 #include "store/sto_OpenAgent.h"
@@ -17,17 +18,17 @@ constexpr std::size_t MaxSpareBuilders = 16;
 } // namespace
 
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
-                         cls_ClassRegistrar const& registrar)
-    : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(registrar, m_Location) {}
+                         cls_ClassRegistrar const& registrar, std::int64_t maxKeptBytes)
+    : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(registrar, m_Location),
+      m_Identities(this), m_MaxKeptBytes(maxKeptBytes) {}
 
 sto_Session::~sto_Session() {
   Rollback();
-  for (std::int64_t const id : AgentIds())
-    if (sto_OpenAgent* const agent = FindAgent(id)) agent->CloseSession();
+  ForEachAgent([](sto_OpenAgent& agent) { agent.CloseSession(); });
   *m_Self = nullptr;
 }
 
-void sto_Session::Begin(bool forWriting) {
+void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
   if (m_InTransaction) Raise(sto_ErrorKind::Misuse, "A transaction is open already.");
   if (forWriting && m_Driver->IsReadOnly())
     Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
@@ -39,16 +40,22 @@ void sto_Session::Begin(bool forWriting) {
       m_ChangeCounter = counter;
     }
     m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
+    if (forWriting && keeping != sto_Keeping::Nothing)
+      ForEachAgent([&](sto_OpenAgent& agent) { agent.KeepForRollback(keeping); });
   } catch (...) {
-    Rollback();
+    Rollback(); // nothing has changed yet that could be put back
+    ForEachAgent([](sto_OpenAgent& agent) { agent.ForgetBegin(); });
     throw;
   }
+  m_Keeping = keeping;
+  if (forWriting) ++m_TransactionNumber;
   m_IsWriting = forWriting; // from now on a rollback has ids to take back
 }
 
-void sto_Session::CheckTransaction() const {
-  if (m_InTransaction && !m_Driver->IsInTransaction())
-    Raise(sto_ErrorKind::Unavailable, "The transaction was undone by a failure; roll it back.");
+void sto_Session::CheckTransaction() {
+  if (!m_InTransaction || m_Driver->IsInTransaction()) return;
+  RaiseKept();
+  Raise(sto_ErrorKind::Unavailable, "The transaction was undone by a failure; roll it back.");
 }
 
 void sto_Session::Commit() {
@@ -59,28 +66,42 @@ void sto_Session::Commit() {
   if (m_IsWriting) WriteAgentRecords();
   if (m_IsWriting && m_NextId != m_FirstIdOfTransaction) m_Driver->SetNextObjectId(m_NextId);
   m_Driver->Commit();
-  m_InTransaction = m_IsWriting = false;
+  bool const wasWriting = std::exchange(m_IsWriting, false);
+  EndTransaction();
+  if (wasWriting) ForEachAgent([](sto_OpenAgent& agent) { agent.ForgetBegin(); });
+}
+
+void sto_Session::EndTransaction() noexcept {
+  m_InTransaction = m_IsWriting = m_InSave = false;
+  m_ListsAtBegin.clear();
 }
 
 void sto_Session::Rollback() noexcept {
   if (!m_InTransaction) return;
   m_Driver->Rollback();
-  if (m_IsWriting) {
+  bool const wasWriting = m_IsWriting;
+  if (wasWriting) {
+    ForEachAgent([](sto_OpenAgent& agent) { agent.NoteIdentity(true); });
     DropNewTies(m_FirstIdOfTransaction);
     m_Catalogue.Forget();
   }
-  bool const wasWriting = m_IsWriting;
-  m_InTransaction = m_IsWriting = m_InSave = false;
+  EndTransaction();
   if (!wasWriting) return;
-  m_Kept = nullptr; // of work that is undone
-  for (std::int64_t const id : AgentIds())
-    if (sto_OpenAgent* const agent = FindAgent(id)) agent->DropUncommitted(m_FirstIdOfTransaction);
+  if (m_KeptIn == m_TransactionNumber) m_Kept = nullptr; // of work that is undone
+  std::erase_if(m_BlobChanges,
+                [this](auto const& blob) { return blob.second.m_Transaction == m_TransactionNumber; });
+  for (sto_BlobAgent* const blob : m_OpenBlobs) blob->UndoTransaction();
+  ForEachAgent([this](sto_OpenAgent& agent) { agent.UndoTransaction(m_Keeping); });
 }
 
 void sto_Session::BeginSave() {
   RaiseKept();
   if (m_InSave) Raise(sto_ErrorKind::Misuse, "A save is going on already.");
-  WriteAgentRecords(); // what the mark keeps must be whole
+  // What the mark keeps must be whole, in the store and in memory.
+  ForEachAgent([](sto_OpenAgent& agent) {
+    agent.WriteRecord();
+    agent.KeepForUndo();
+  });
   m_Driver->SetMark();
   m_FirstIdOfSave = m_NextId;
   ++m_SaveNumber;
@@ -98,24 +119,31 @@ void sto_Session::EndSave() {
   CheckSave();
   if (m_IsIncomplete)
     Raise(sto_ErrorKind::Misuse, "An object could not be saved, and its failure was not passed on.");
-  WriteAgentRecords();
+  ForEachAgent([](sto_OpenAgent& agent) {
+    agent.CheckWhole();
+    agent.WriteRecord();
+  });
   m_Driver->ReleaseMark();
   m_InSave = false;
+  ForEachAgent([](sto_OpenAgent& agent) { agent.ForgetMark(); });
 }
 
 void sto_Session::UndoSave() noexcept {
   m_InSave = false;
   m_Kept = nullptr;
-  DropNewTies(m_FirstIdOfSave);
-  m_Catalogue.Forget();
   try {
     m_Driver->RollbackToMark();
   } catch (...) {
     m_Driver->Rollback(); // half a save must not stay in a transaction that can be committed
   }
-  for (std::int64_t const id : AgentIds())
-    if (sto_OpenAgent* const agent = FindAgent(id); agent != nullptr && agent->WasWrittenIn(m_SaveNumber))
-      agent->DropUncommitted(m_FirstIdOfSave);
+  ForEachAgent([](sto_OpenAgent& agent) { agent.NoteIdentity(false); });
+  DropNewTies(m_FirstIdOfSave);
+  m_Catalogue.Forget();
+  std::erase_if(m_ListsAtBegin,
+                [this](auto const& list) { return list.second.m_MadeInSave == m_SaveNumber; });
+  std::erase_if(m_BlobChanges, [this](auto const& blob) { return blob.second.m_Save == m_SaveNumber; });
+  for (sto_BlobAgent* const blob : m_OpenBlobs) blob->UndoSave();
+  ForEachAgent([](sto_OpenAgent& agent) { agent.UndoSave(); });
 }
 
 sto_OpenAgent* sto_Session::FindAgent(std::int64_t collectionId) const noexcept {
@@ -124,32 +152,83 @@ sto_OpenAgent* sto_Session::FindAgent(std::int64_t collectionId) const noexcept 
 }
 
 void sto_Session::AddAgent(sto_OpenAgent& agent) {
-  m_Agents.emplace(agent.Id(), &agent);
+  if (agent.Id() != 0) m_Agents.emplace(agent.Id(), &agent);
+  agent.m_Next = std::exchange(m_FirstAgent, &agent);
+  if (agent.m_Next != nullptr) agent.m_Next->m_Previous = &agent;
 }
 
-void sto_Session::RemoveAgent(sto_OpenAgent const& agent) noexcept {
-  m_Agents.erase(agent.Id());
+void sto_Session::RemoveAgent(sto_OpenAgent& agent) noexcept {
+  ForgetAgentId(agent);
+  for (Walk* walk = m_Walk; walk != nullptr; walk = walk->m_Outer)
+    if (walk->m_Next == &agent) walk->m_Next = agent.m_Next;
+  (agent.m_Previous == nullptr ? m_FirstAgent : agent.m_Previous->m_Next) = agent.m_Next;
+  if (agent.m_Next != nullptr) agent.m_Next->m_Previous = agent.m_Previous;
+  agent.m_Next = agent.m_Previous = nullptr;
 }
 
-std::vector<std::int64_t> sto_Session::AgentIds() const {
-  std::vector<std::int64_t> ids;
-  for (auto const& [id, agent] : m_Agents) ids.push_back(id);
-  return ids;
+void sto_Session::ForgetAgentId(sto_OpenAgent const& agent) noexcept {
+  auto const found = m_Agents.find(agent.Id());
+  if (found != m_Agents.end() && found->second == &agent) m_Agents.erase(found);
+}
+
+template <class Act> void sto_Session::ForEachAgent(Act act) {
+  Walk walk{m_FirstAgent, m_Walk};
+  struct End { // also when a step raises
+    ~End() { m_Session.m_Walk = m_Outer; }
+    sto_Session& m_Session;
+    Walk* m_Outer;
+  } const end{*this, m_Walk};
+  m_Walk = &walk;
+  while (sto_OpenAgent* const agent = walk.m_Next) {
+    walk.m_Next = agent->m_Next;
+    act(*agent);
+  }
+}
+
+sto_OpenAgent* sto_Session::FindLost(cls_UidCatalogEntry const* entry) noexcept {
+  for (sto_OpenAgent* agent = m_FirstAgent; agent != nullptr; agent = agent->m_Next)
+    if (agent->WasUnder(entry)) return agent;
+  return nullptr;
 }
 
 void sto_Session::FlushHolders() {
-  for (std::int64_t const id : AgentIds())
-    if (sto_OpenAgent* const agent = FindAgent(id)) agent->FlushHolders();
+  ForEachAgent([](sto_OpenAgent& agent) { agent.FlushHolders(); });
 }
 
 void sto_Session::WriteAgentRecords() {
-  for (auto const& [id, agent] : m_Agents) agent->WriteRecord();
+  ForEachAgent([](sto_OpenAgent& agent) { agent.WriteRecord(); });
+}
+
+std::vector<std::int64_t> sto_Session::OpenCollections() {
+  std::vector<std::int64_t> ids;
+  ForEachAgent([&](sto_OpenAgent& agent) {
+    if (agent.IsLost()) return;
+    agent.WriteRecord(); // of one that was made in this transaction
+    ids.push_back(agent.Id());
+  });
+  return ids;
+}
+
+sto_Session::ListAtBegin const* sto_Session::FindAtBegin(std::int64_t id) const noexcept {
+  auto const found = m_ListsAtBegin.find(id);
+  return found == m_ListsAtBegin.end() ? nullptr : &found->second;
+}
+
+void sto_Session::RaiseKeptBytes(std::int64_t more, std::string const& what) const {
+  Raise(
+      sto_ErrorKind::Full,
+      what + " has " + std::to_string(more) +
+          " bytes in memory, which must be kept until the transaction ends; with what is kept already that "
+          "is more than the " +
+          std::to_string(m_MaxKeptBytes) +
+          " that sto_Options::m_MaxKeptBytes allows. Commit earlier, save the array before it is filled, or "
+          "raise the limit.");
 }
 
 void sto_Session::DropNewTies(std::int64_t firstNewId) noexcept {
   m_Identities.DropFrom(firstNewId);
-  for (sto_BlobAgent* const blob : m_OpenBlobs)
-    if (blob->Id() >= firstNewId) blob->ForgetId();
+  for (sto_AgentProxy* const proxy : m_OpenProxies)
+    if (proxy->Id() >= firstNewId) proxy->End();
   m_NextId = firstNewId;
 }
 
@@ -268,7 +347,9 @@ void sto_Session::Raise(sto_ErrorKind kind, std::string const& message, sto_Plac
 }
 
 void sto_Session::Keep(std::exception_ptr failure) noexcept {
-  if (m_Kept == nullptr) m_Kept = std::move(failure);
+  if (m_Kept != nullptr) return;
+  m_Kept = std::move(failure);
+  m_KeptIn = m_IsWriting ? m_TransactionNumber : 0;
 }
 
 void sto_Session::RaiseKept() {

@@ -22,19 +22,33 @@ class cls_FieldHandle;
 class sto_BlobAgent;
 class sto_ElementRead;
 class sto_ElementSave;
+class sto_AgentProxy;
 class sto_OpenAgent;
+
+/// What a transaction keeps at its beginning of the elements that bulk arrays have in memory and have not
+/// written, so that a rollback can put them back. The numbers say how much can happen to them meanwhile.
+enum class sto_Keeping {
+  Nothing, ///< a single operation: no block is changed in memory before it ends
+  Handles, ///< a save: blocks are written and evicted, but nobody is to change elements
+  Copies,  ///< a transaction of the program's, in which everything can happen
+};
 
 /// What the mementos of one open store share: the driver, the identity map, the catalogue, and the state of
 /// the save or load that is going on. Internal to the module.
 ///
 /// Invariants: 1. Writing happens inside a write transaction only. 2. A failure that happened in a destructor
 /// is kept and raised by the next operation, by the end of the save, or by the commit. 3. Work that is undone
-/// leaves no tie behind: the ids it gave out are untied, and no agent of a blob has one of them.
+/// leaves no tie behind: the ids it gave out are untied, and no agent, blob or proxy has one of them. 4.
+/// Rolling back, undoing a save and closing allocate nothing here and cannot fail.
 ///
 /// Thread rule: one thread.
 class sto_Session {
  public:
-  sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar);
+  static constexpr std::int64_t DefaultKeptBytes = std::int64_t{4} << 30;
+
+  /// `maxKeptBytes`: see sto_Options.
+  sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar,
+              std::int64_t maxKeptBytes = DefaultKeptBytes);
   ~sto_Session();
   sto_Session(sto_Session const&) = delete;
   sto_Session& operator=(sto_Session const&) = delete;
@@ -51,11 +65,14 @@ class sto_Session {
   // --- transactions
 
   [[nodiscard]] bool InTransaction() const noexcept { return m_InTransaction; }
-  /// Unavailable when a failure has undone the open transaction, so that only Rollback is left.
-  void CheckTransaction() const;
+  /// When a failure has undone the open transaction, so that only Rollback is left: raises that failure if
+  /// nobody has heard of it yet, otherwise Unavailable.
+  void CheckTransaction();
   [[nodiscard]] bool IsWriting() const noexcept { return m_IsWriting; }
   /// ReadOnly when the store is; Misuse when a transaction is open.
-  void Begin(bool forWriting);
+  void Begin(bool forWriting, sto_Keeping keeping = sto_Keeping::Nothing);
+  /// The number of the latest write transaction.
+  [[nodiscard]] std::int64_t TransactionNumber() const noexcept { return m_TransactionNumber; }
   /// Raises a kept failure first; the transaction stays open when it fails.
   void Commit();
   void Rollback() noexcept;
@@ -69,11 +86,51 @@ class sto_Session {
   /// The agent of a collection, null when it has none.
   [[nodiscard]] sto_OpenAgent* FindAgent(std::int64_t collectionId) const noexcept;
   void AddAgent(sto_OpenAgent& agent);
-  void RemoveAgent(sto_OpenAgent const& agent) noexcept;
-  /// The agents there are; a step with one of them may end others.
-  [[nodiscard]] std::vector<std::int64_t> AgentIds() const;
+  void RemoveAgent(sto_OpenAgent& agent) noexcept;
+  /// The agent's id is not its any more; the agent stays in the session.
+  void ForgetAgentId(sto_OpenAgent const& agent) noexcept;
+  /// The collections that agents have open, with their records written.
+  [[nodiscard]] std::vector<std::int64_t> OpenCollections();
+  /// The agent of a collection that was lost with an identity; null for none.
+  [[nodiscard]] sto_OpenAgent* FindLost(cls_UidCatalogEntry const* entry) noexcept;
   /// The agents of blobs.
   [[nodiscard]] std::unordered_set<sto_BlobAgent*>& OpenBlobs() noexcept { return m_OpenBlobs; }
+  /// The proxies of stored objects.
+  [[nodiscard]] std::unordered_set<sto_AgentProxy*>& OpenProxies() noexcept { return m_OpenProxies; }
+
+  /// Notes which change of a blob this session has written last: no agent of it is to take that for another
+  /// session's.
+  void NoteBlobChange(std::int64_t id, std::int64_t change) {
+    m_BlobChanges.insert_or_assign(id, BlobChange{change, m_TransactionNumber, m_SaveNumber});
+  }
+  [[nodiscard]] bool IsOwnBlobChange(std::int64_t id, std::int64_t change) const noexcept {
+    auto const found = m_BlobChanges.find(id);
+    return found != m_BlobChanges.end() && found->second.m_Change == change;
+  }
+
+  /// What a list was when the open transaction began.
+  struct ListAtBegin {
+    int m_Count = 0;
+    std::int64_t m_Change = 0;
+    bool m_IsMade = false; // in this transaction: it was not there
+    std::int64_t m_MadeInSave = 0;
+  };
+  [[nodiscard]] ListAtBegin const* FindAtBegin(std::int64_t id) const noexcept;
+  /// Notes how many elements and changes a list had, before it is changed for the first time in the
+  /// transaction.
+  void NoteAtBegin(std::int64_t id, int count, std::int64_t change) {
+    m_ListsAtBegin.try_emplace(id, ListAtBegin{count, change, false, 0});
+  }
+  void NoteMade(std::int64_t id) {
+    m_ListsAtBegin.insert_or_assign(id, ListAtBegin{0, 0, true, m_SaveNumber});
+  }
+
+  /// Full when so many more bytes of arrays in memory would have to be kept until the transaction ends than
+  /// the options allow; `describe` names what is saved.
+  template <class Describe> void CheckKeptBytes(std::int64_t more, Describe describe) const {
+    if (more > m_MaxKeptBytes - m_KeptBytes) RaiseKeptBytes(more, describe());
+  }
+  void AddKeptBytes(std::int64_t bytes) noexcept { m_KeptBytes += bytes; }
   /// Lets every container that is tied to a collection write back what it has. In a write transaction.
   void FlushHolders();
 
@@ -138,6 +195,9 @@ class sto_Session {
   /// when a newer version of its class wrote it than this program declares.
   [[nodiscard]] sto_RecordRef ReadRecord(std::int64_t id);
 
+  /// A record for a short look; whoever needs one next overwrites it.
+  [[nodiscard]] sto_Record& Scratch() noexcept { return m_Scratch; }
+
   // --- errors
 
   /// Raises with the store's name before the message.
@@ -155,6 +215,17 @@ class sto_Session {
   void CheckVersions(std::int64_t id, sto_Record const& record) const;
   void DropNewTies(std::int64_t firstNewId) noexcept;
   void WriteAgentRecords();
+  [[noreturn]] void RaiseKeptBytes(std::int64_t more, std::string const& what) const;
+  void EndTransaction() noexcept;
+
+  /// Calls `act` with each agent there is; a step with one of them may end others, and begin another walk.
+  template <class Act> void ForEachAgent(Act act);
+
+  /// A walk over the agents, and the one that it is part of.
+  struct Walk {
+    sto_OpenAgent* m_Next;
+    Walk* m_Outer;
+  };
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
   std::string m_Location;
@@ -163,7 +234,19 @@ class sto_Session {
   sto_IdentityMap m_Identities;
   sto_LoadedObjects m_Loaded;
   std::unordered_map<std::int64_t, sto_OpenAgent*> m_Agents;
+  sto_OpenAgent* m_FirstAgent = nullptr; // of the chain of all, also those of lost collections
+  Walk* m_Walk = nullptr;                // the innermost one that is going on
   std::unordered_set<sto_BlobAgent*> m_OpenBlobs;
+  std::unordered_set<sto_AgentProxy*> m_OpenProxies;
+  std::unordered_map<std::int64_t, ListAtBegin> m_ListsAtBegin; // those that the transaction has changed
+  struct BlobChange {
+    std::int64_t m_Change;
+    std::int64_t m_Transaction;
+    std::int64_t m_Save;
+  };
+  std::unordered_map<std::int64_t, BlobChange> m_BlobChanges;
+  std::int64_t m_MaxKeptBytes;
+  std::int64_t m_KeptBytes = 0;
   std::weak_ptr<sto_ElementSave> m_ElementSave;
   std::weak_ptr<sto_ElementRead> m_ElementRead;
 
@@ -171,6 +254,8 @@ class sto_Session {
   bool m_IsWriting = false;
   bool m_InSave = false;
   bool m_IsIncomplete = false;
+  sto_Keeping m_Keeping = sto_Keeping::Nothing; // of the open write transaction
+  std::int64_t m_TransactionNumber = 0;
   std::int64_t m_ChangeCounter = -1;
   std::int64_t m_NextId = 1;
   std::int64_t m_FirstIdOfTransaction = 1;
@@ -178,7 +263,9 @@ class sto_Session {
   std::int64_t m_SaveNumber = 0;
   std::unordered_map<std::int64_t, std::uint64_t> m_ListsOfSave;
   std::exception_ptr m_Kept;
+  std::int64_t m_KeptIn = 0; // the number of the write transaction that was open when it happened, 0 for none
   std::array<sto_RecordRef, 8> m_Records; // those that reads have used last
   std::size_t m_NextRecord = 0;
+  sto_Record m_Scratch;
   std::vector<std::unique_ptr<sto_RecordBuilder>> m_Builders; // that nobody uses
 };

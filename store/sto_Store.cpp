@@ -17,7 +17,13 @@ class RootRequest : public cls_AgentRequest {
   explicit RootRequest(sto_Session& session) noexcept : m_Session(session) {}
 
   cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) const override {
-    return sto_MementoWrite::ForObject(m_Session, classId, uid, 1, m_Id).release();
+    return MakeWriteObjWithPtr(classId, uid, nullptr);
+  }
+  cls_MementoWrite* MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid,
+                                        void const* object) const override {
+    std::unique_ptr<sto_MementoWrite> memento = sto_MementoWrite::ForObject(m_Session, classId, uid, 1, m_Id);
+    if (memento != nullptr) memento->StandsAt(object);
+    return memento.release();
   }
 
   [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
@@ -51,7 +57,8 @@ sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassR
   std::unique_ptr<sto_Driver> driver = mode == sto_Mode::Create
                                            ? sto_SqliteDriver::Create(location, options)
                                            : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly);
-  return sto_Store(std::make_unique<sto_Session>(location, std::move(driver), registrar));
+  return sto_Store(
+      std::make_unique<sto_Session>(location, std::move(driver), registrar, options.m_MaxKeptBytes));
 }
 
 std::string const& sto_Store::Location() const noexcept {
@@ -63,7 +70,7 @@ bool sto_Store::IsReadOnly() const noexcept {
 }
 
 void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject write) {
-  sto_OwnTransaction transaction(*m_Session, true);
+  sto_OwnTransaction transaction(*m_Session, true, sto_Keeping::Handles);
   if (!m_Session->IsWriting())
     m_Session->Raise(sto_ErrorKind::Misuse,
                      "Saving in a transaction that only reads, or while an object is being loaded.");
@@ -129,16 +136,7 @@ std::int64_t sto_Store::CollectGarbage() {
     m_Session->Raise(sto_ErrorKind::Misuse, "Collecting in a transaction that only reads, or while an object "
                                             "is being saved or loaded.");
   sto_Collector collector(*m_Session);
-  try {
-    collector.Mark();
-  } catch (...) {
-    // Nothing was written; a rollback would make containers drop what they have not written back yet.
-    try {
-      transaction.Commit();
-    } catch (...) { // rolled back then; the first failure is the one to tell
-    }
-    throw;
-  }
+  collector.Mark();
   std::int64_t const count = collector.Sweep();
   transaction.Commit();
   return count;
@@ -155,7 +153,7 @@ std::int64_t sto_Store::SizeBytes() {
 }
 
 sto_Transaction::sto_Transaction(sto_Store& store) : m_Session(store.m_Session.get()) {
-  m_Session->Begin(true);
+  m_Session->Begin(true, sto_Keeping::Copies);
 }
 
 sto_Transaction::~sto_Transaction() {

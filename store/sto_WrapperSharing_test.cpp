@@ -94,6 +94,7 @@ TYPED_TEST(StoreWrapperSharing, SavingASharingWrapperAllocatesWhatSavingAPrivate
     return count.Taken();
   };
   save();
+  save();
   save(); // caches are filled from here on
   WrapperAllocations const alone = save();
   auto const copy(wrapper);
