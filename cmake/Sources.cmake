@@ -279,6 +279,7 @@ set(KVL_STORE_TEST_SOURCES
 set(KVL_STORE_INTERNAL_TEST_SOURCES
   store/sto_Codec_test.cpp
   store/sto_CollectorFaults_test.cpp
+  store/sto_Fuzz_test.cpp
   store/sto_Hostile_test.cpp
   store/sto_IdentityMap_test.cpp
   store/sto_PagePool_test.cpp
