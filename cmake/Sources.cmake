@@ -107,6 +107,7 @@ set(KVL_STORE_SOURCES
   store/sto_Session.cpp
   store/sto_Shared.cpp
   store/sto_StoredBlocks.cpp
+  store/sto_StoredClass.cpp
   store/sto_Store.cpp)
 
 # Tests, one program for each layer.
@@ -239,10 +240,12 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Blob_test.cpp
   store/sto_Building_test.cpp
   store/sto_BulkArrays_test.cpp
+  store/sto_CatalogueDamage_test.cpp
   store/sto_CollectorAgents_test.cpp
   store/sto_CollectorDamage_test.cpp
   store/sto_Collector_test.cpp
   store/sto_Damage_test.cpp
+  store/sto_ElementWays_test.cpp
   store/sto_Exception_test.cpp
   store/sto_Golden_test.cpp
   store/sto_Graph_test.cpp
@@ -279,6 +282,7 @@ set(KVL_STORE_TEST_SOURCES
 set(KVL_STORE_INTERNAL_TEST_SOURCES
   store/sto_Codec_test.cpp
   store/sto_CollectorFaults_test.cpp
+  store/sto_Fuzz_test.cpp
   store/sto_Hostile_test.cpp
   store/sto_IdentityMap_test.cpp
   store/sto_PagePool_test.cpp

@@ -8,16 +8,8 @@
 #include "store/sto_ObjectListReader.h"
 #include "store/sto_StoredBlocks.h"
 
-namespace {
-
-bool IsSame(sto_ClassRow const& a, sto_ClassRow const& b) {
-  return a.m_Name == b.m_Name && a.m_BaseClassId == b.m_BaseClassId && a.m_Attributes == b.m_Attributes;
-}
-
-} // namespace
-
 sto_BranchCopy::sto_BranchCopy(sto_Session& source, sto_Session& target)
-    : m_Source(source), m_Target(target), m_SourceClasses(source.Driver().Classes()) {
+    : m_Source(source), m_Target(target) {
   for (sto_NameRow& row : source.Driver().Names()) m_SourceNames.emplace(row.m_Id, std::move(row.m_Text));
 }
 
@@ -57,6 +49,7 @@ void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {
     RequireClass(part);
     std::size_t const index = builder.AddPart(part.m_ClassId, part.m_Version, MapPartId(part.m_Id));
     for (sto_Field const& field : part.m_Fields) CopyField(field, builder, index);
+    RequireFields(part);
   }
   sto_Part const& first = record.Parts().front();
   if (record.List()) CopyList(id, *record.List(), builder);
@@ -165,11 +158,15 @@ sto_FieldKey sto_BranchCopy::MapKey(sto_FieldKey const& key) {
   return {id, key.m_FieldId};
 }
 
-sto_ClassRow const* sto_BranchCopy::Find(std::vector<sto_ClassRow> const& rows, sto_Part const& part) {
-  auto const found = std::ranges::find_if(rows, [&](sto_ClassRow const& row) {
-    return row.m_ClassId == part.m_ClassId && row.m_Version == part.m_Version;
-  });
-  return found == rows.end() ? nullptr : &*found;
+void sto_BranchCopy::RequireFields(sto_Part const& part) {
+  std::vector<sto_Field> fields(part.m_Fields.begin(), part.m_Fields.end());
+  for (sto_Field& field : fields) field.m_Key = MapKey(field.m_Key);
+  sto_Part const copy{part.m_ClassId, part.m_Version, part.m_Id, fields};
+  if (m_Target.Catalogue().IsKnown(copy)) return;
+  // A store of format 1 has attributes that nobody described.
+  if (std::string const problem = m_Target.Catalogue().Problem(copy, true); !problem.empty())
+    m_Target.Raise(sto_ErrorKind::Conflict, "Object " + std::to_string(part.m_Id) + " of " +
+                                                m_Source.Location() + " cannot be copied: " + problem + ".");
 }
 
 void sto_BranchCopy::RequireClass(sto_Part const& part) {
@@ -187,16 +184,11 @@ void sto_BranchCopy::RequireClass(sto_Part const& part) {
                                                    m_Source.Location() +
                                                    " cannot be copied: this program knows version " +
                                                    std::to_string(newest->Version()) + ".");
-  sto_ClassRow const* const described = Find(m_SourceClasses, part);
+  sto_ClassRow const* const described = m_Source.Catalogue().FindStored(part.m_ClassId, part.m_Version);
   if (described == nullptr)
     m_Source.Raise(sto_ErrorKind::Damaged, "The store does not describe class " + version + ".");
   if (part.m_Version == newest->Version()) static_cast<void>(m_Target.ClassToWrite(part.m_ClassId));
-  std::vector<sto_ClassRow> const rows = m_Target.Driver().Classes();
-  sto_ClassRow const* const there = Find(rows, part);
-  // Stores of format 1 have classes without a description of their attributes.
-  if (there == nullptr)
-    m_Target.Driver().WriteClass(*described);
-  else if (!described->m_Attributes.empty() && !IsSame(*there, *described))
+  if (!m_Target.Catalogue().Adopt(m_Target.Driver(), *described))
     m_Target.Raise(sto_ErrorKind::Conflict,
                    "Class " + version + " is described differently in " + m_Source.Location() + ".");
 }

@@ -40,13 +40,13 @@ class sto_BranchCopy {
   [[nodiscard]] sto_FieldKey MapKey(sto_FieldKey const& key);
   /// Makes sure that the target knows the class version of a part, and describes it as the source does.
   void RequireClass(sto_Part const& part);
-  [[nodiscard]] static sto_ClassRow const* Find(std::vector<sto_ClassRow> const& rows, sto_Part const& part);
+  /// Makes sure that the target's description of a class version takes the fields of a part.
+  void RequireFields(sto_Part const& part);
 
   sto_Session& m_Source;
   sto_Session& m_Target;
   std::unordered_map<std::int64_t, std::string> m_SourceNames;
   std::unordered_map<std::int64_t, std::int64_t> m_TargetNames; // by the source's number
-  std::vector<sto_ClassRow> m_SourceClasses;
   std::set<std::pair<unsigned int, int>> m_KnownClasses;
   std::unordered_map<std::int64_t, std::int64_t> m_Ids;
   std::vector<std::int64_t> m_Open; // met, not yet copied

@@ -34,7 +34,9 @@ std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
 
 void sto_Catalogue::Forget() noexcept {
   m_IsLoaded = false;
+  m_RecentStored.fill(nullptr);
   m_StoredClasses.clear();
+  m_FarNames.clear();
   m_NameIds.clear();
   m_Names.clear();
   m_NextNameId = 1;
@@ -45,7 +47,7 @@ std::string sto_Catalogue::ClassName(unsigned int classId) const {
   if (cls_ClassMetadata const* const declared = m_Classes.Newest(classId))
     return std::string(declared->Name().View());
   auto const stored = m_StoredClasses.lower_bound({classId, std::numeric_limits<int>::min()});
-  if (stored != m_StoredClasses.end() && stored->first.first == classId) return stored->second.m_Name;
+  if (stored != m_StoredClasses.end() && stored->first.first == classId) return stored->second.Row().m_Name;
   return "class " + std::to_string(classId);
 }
 
@@ -72,15 +74,42 @@ void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata
   auto const [place, isNew] =
       m_StoredClasses.try_emplace(std::pair(declared.m_ClassId, declared.m_Version), declared);
   // Stores of format 1 have classes without a description of their attributes.
-  bool const isFirstDescription = !isNew && place->second.m_Attributes.empty();
+  bool const isFirstDescription = !isNew && place->second.Row().m_Attributes.empty();
   if (isFirstDescription) {
-    place->second.m_Attributes = declared.m_Attributes;
-    CheckSame(place->second, declared);
+    place->second.Describe(declared.m_Attributes);
+    CheckSame(place->second.Row(), declared);
   }
   if (isNew || (isFirstDescription && !declared.m_Attributes.empty()))
     driver.WriteClass(declared);
   else
-    CheckSame(place->second, declared);
+    CheckSame(place->second.Row(), declared);
+}
+
+bool sto_Catalogue::Adopt(sto_Driver& driver, sto_ClassRow const& row) {
+  Load(driver);
+  auto const [place, isNew] = m_StoredClasses.try_emplace(std::pair(row.m_ClassId, row.m_Version), row);
+  if (isNew) driver.WriteClass(row);
+  sto_ClassRow const& there = place->second.Row();
+  // Stores of format 1 have classes without a description of their attributes.
+  return row.m_Attributes.empty() ||
+         (there.m_Name == row.m_Name && there.m_BaseClassId == row.m_BaseClassId &&
+          there.m_Attributes == row.m_Attributes);
+}
+
+sto_ClassRow const* sto_Catalogue::FindStored(unsigned int classId, int version) const {
+  auto const found = m_StoredClasses.find({classId, version});
+  return found == m_StoredClasses.end() ? nullptr : &found->second.Row();
+}
+
+std::string sto_Catalogue::Problem(sto_Part const& part, bool isReadable) {
+  auto const found = m_StoredClasses.find({part.m_ClassId, part.m_Version});
+  if (found == m_StoredClasses.end())
+    return "table class does not describe class " + ClassName(part.m_ClassId) + " version " +
+           std::to_string(part.m_Version);
+  sto_StoredClass& stored = found->second;
+  std::string problem = stored.Problem(part, [this](std::int64_t nameId) noexcept { return NameOf(nameId); });
+  if (problem.empty() && isReadable) m_RecentStored[PlaceOf(part)] = &stored;
+  return problem;
 }
 
 void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const {
@@ -100,15 +129,31 @@ void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& de
 std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {
   if (std::int64_t const id = FindName(driver, name)) return id;
   driver.AddName({m_NextNameId, std::string(name)});
-  TakeName(name, m_NextNameId);
+  static_cast<void>(TakeName(name, m_NextNameId)); // neither is there
   return m_NextNameId++;
 }
 
-void sto_Catalogue::TakeName(std::string_view name, std::int64_t id) {
+bool sto_Catalogue::TakeName(std::string_view name, std::int64_t id) {
   constexpr std::int64_t MaxIndexed = 100'000; // a number that the store says may be damaged
-  if (!m_NameIds.emplace(name, id).second || name.empty() || id < 1 || id > MaxIndexed) return;
+  if (name.empty() || id < 1 || !NameOf(id).empty()) return false;
+  auto const [place, isNew] = m_NameIds.emplace(name, id);
+  if (!isNew) return false;
+  if (id > MaxIndexed) {
+    m_FarNames.emplace(id, place->first);
+    return true;
+  }
   if (m_Names.size() <= static_cast<std::size_t>(id)) m_Names.resize(static_cast<std::size_t>(id) + 1);
   m_Names[static_cast<std::size_t>(id)] = cow_String(name);
+  return true;
+}
+
+std::string_view sto_Catalogue::NameOf(std::int64_t id) const noexcept {
+  if (id >= 0 && id < static_cast<std::int64_t>(m_Names.size())) {
+    cow_String const& name = m_Names[static_cast<std::size_t>(id)];
+    return name.HasText() ? name.View() : std::string_view();
+  }
+  auto const found = m_FarNames.find(id);
+  return found == m_FarNames.end() ? std::string_view() : found->second;
 }
 
 std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) {
@@ -120,11 +165,38 @@ std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) 
 void sto_Catalogue::Load(sto_Driver& driver) {
   if (m_IsLoaded) return;
   Forget();
-  for (sto_ClassRow& row : driver.Classes())
-    m_StoredClasses.emplace(std::pair(row.m_ClassId, row.m_Version), std::move(row));
-  for (sto_NameRow const& row : driver.Names()) {
-    TakeName(row.m_Text, row.m_Id);
-    m_NextNameId = std::max(m_NextNameId, row.m_Id + 1);
+  try {
+    ReadClasses(driver);
+    ReadNames(driver);
+  } catch (...) {
+    Forget(); // half of it must not answer anybody
+    throw;
   }
   m_IsLoaded = true;
+}
+
+void sto_Catalogue::ReadClasses(sto_Driver& driver) {
+  for (sto_ClassRow& row : driver.Classes()) {
+    std::string const name = row.m_Name + " version " + std::to_string(row.m_Version);
+    std::ranges::sort(row.m_Attributes, {}, &sto_AttributeRow::m_Name);
+    if (auto const twice = std::ranges::adjacent_find(row.m_Attributes, {}, &sto_AttributeRow::m_Name);
+        twice != row.m_Attributes.end())
+      RaiseDamaged("attribute describes attribute " + twice->m_Name + " of class " + name + " twice");
+    std::pair const key(row.m_ClassId, row.m_Version);
+    if (!m_StoredClasses.try_emplace(key, std::move(row)).second)
+      RaiseDamaged("class describes class " + name + " twice");
+  }
+}
+
+void sto_Catalogue::ReadNames(sto_Driver& driver) {
+  for (sto_NameRow const& row : driver.Names()) {
+    if (!TakeName(row.m_Text, row.m_Id))
+      RaiseDamaged("name has no text, or one that is there twice, under number " + std::to_string(row.m_Id));
+    m_NextNameId = std::max(m_NextNameId, row.m_Id + 1);
+  }
+}
+
+void sto_Catalogue::RaiseDamaged(std::string const& problem) const {
+  sto_Raise(sto_ErrorKind::Damaged,
+            m_Location + ": The store's catalogue is damaged: table " + problem + ".");
 }

@@ -11,6 +11,7 @@
 #include "store/sto_ClassInUse.h"
 #include "store/sto_Classes.h"
 #include "store/sto_Driver.h"
+#include "store/sto_StoredClass.h"
 
 /// What a session knows about classes and attribute names: the program's classes, and the description of
 /// classes and the dictionary of names in the store, which grow as new ones are written.
@@ -23,7 +24,8 @@ class sto_Catalogue {
 
   [[nodiscard]] sto_Classes const& Classes() const noexcept { return m_Classes; }
 
-  /// Reads the store's classes and names, unless that was done and nothing has changed since.
+  /// Reads the store's classes and names, unless that was done and nothing has changed since. Damaged, naming
+  /// the table, when they contradict each other.
   void Load(sto_Driver& driver);
   /// Forgets what was read from the store: it may have changed.
   void Forget() noexcept;
@@ -34,6 +36,24 @@ class sto_Catalogue {
   /// A class that is to be written, described in the store; null when the program does not declare it. Valid
   /// as long as the catalogue. Conflict when the store has another description of the same class and version.
   [[nodiscard]] sto_ClassInUse* ToWrite(sto_Driver& driver, unsigned int classId);
+
+  /// Makes sure that the store describes a class version as another store does, whose row this is. False when
+  /// it has another description.
+  [[nodiscard]] bool Adopt(sto_Driver& driver, sto_ClassRow const& row);
+
+  /// The store's description of a class version, null when it has none. Valid until Forget. After Load.
+  [[nodiscard]] sto_ClassRow const* FindStored(unsigned int classId, int version) const;
+
+  /// Whether a stored part is certainly what the store's description of its class version says, and can be
+  /// read by this program: much cheaper than Problem, to be asked first. False says nothing.
+  [[nodiscard]] bool IsKnown(sto_Part const& part) const noexcept {
+    sto_StoredClass const* const stored = m_RecentStored[PlaceOf(part)];
+    return stored != nullptr && stored->Row().m_ClassId == part.m_ClassId &&
+           stored->Row().m_Version == part.m_Version && stored->Knows(part);
+  }
+  /// What of a stored part does not fit the store's description of its class version; empty when all does.
+  /// The part is remembered then, for IsKnown, when this program `isReadable` for it. After Load.
+  [[nodiscard]] std::string Problem(sto_Part const& part, bool isReadable);
 
   /// The number of an attribute name, added to the dictionary when it is new.
   [[nodiscard]] std::int64_t AddName(sto_Driver& driver, std::string_view name);
@@ -69,16 +89,31 @@ class sto_Catalogue {
   /// Conflict unless two descriptions of one class version are the same.
   void CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const;
 
+  void ReadClasses(sto_Driver& driver);
+  void ReadNames(sto_Driver& driver);
+  /// Notes a name of the dictionary; false when the text or the number is there already, or the text is
+  /// empty.
+  [[nodiscard]] bool TakeName(std::string_view name, std::int64_t id);
+  /// A name of the dictionary; empty for a number that it does not have.
+  [[nodiscard]] std::string_view NameOf(std::int64_t id) const noexcept;
+  [[noreturn]] void RaiseDamaged(std::string const& problem) const;
+
+  static std::size_t PlaceOf(sto_Part const& part) noexcept {
+    return (part.m_ClassId * 7 + static_cast<unsigned int>(part.m_Version)) % RecentCount;
+  }
+
+  static constexpr std::size_t RecentCount = 64;
+
   std::string m_Location;
   sto_Classes m_Classes;
   std::unordered_map<unsigned int, sto_ClassInUse> m_InUse;
   std::array<sto_ClassInUse*, 64> m_Recent{}; // some of m_InUse, each at a place that its class ID chooses
   bool m_IsLoaded = false;
-  std::map<std::pair<unsigned int, int>, sto_ClassRow> m_StoredClasses;
+  std::map<std::pair<unsigned int, int>, sto_StoredClass> m_StoredClasses;
+  // Some of m_StoredClasses whose versions this program can read, each at a place that its version chooses.
+  std::array<sto_StoredClass const*, RecentCount> m_RecentStored{};
   std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> m_NameIds;
-  /// Notes a name of the dictionary.
-  void TakeName(std::string_view name, std::int64_t id);
-
-  mutable std::vector<cow_String> m_Names; // those with a small number, by that number
+  mutable std::vector<cow_String> m_Names;                       // those with a small number, by that number
+  std::unordered_map<std::int64_t, std::string_view> m_FarNames; // the others, which are keys of m_NameIds
   std::int64_t m_NextNameId = 1;
 };

@@ -129,27 +129,34 @@ std::int64_t sto_Collector::Sweep() {
   }
 }
 
-std::int64_t sto_Collector::DeleteUnmarked() {
+template <class Take> void sto_Collector::ForEachObject(Take take) {
   sto_Driver& driver = m_Session.Driver();
-  std::int64_t count = 0;
-  Run run(driver);
   std::int64_t range = RangeIds;
   std::int64_t left = driver.ObjectCount();
   for (std::int64_t first = 1; left > 0 && m_Session.IsGivenOut(first);) {
     std::int64_t const last = std::min(first + range - 1, sto_Format::MaxObjectId);
     std::vector<std::int64_t> const ids = driver.ObjectIds(first, last);
-    for (std::int64_t const id : ids) {
-      if (m_Met.Has(id)) {
-        run.End();
-      } else {
-        run.Add(id);
-        ++count;
-      }
-    }
+    for (std::int64_t const id : ids) take(id);
     left -= static_cast<std::int64_t>(ids.size());
     range = ids.empty() ? std::min(2 * range, MaxRangeIds) : RangeIds;
     first = last + 1;
   }
+}
+
+std::int64_t sto_Collector::Count() {
+  std::int64_t count = 0;
+  ForEachObject([&](std::int64_t id) { count += m_Met.Has(id) ? 0 : 1; });
+  return count;
+}
+
+std::int64_t sto_Collector::DeleteUnmarked() {
+  std::int64_t count = 0;
+  Run run(m_Session.Driver());
+  ForEachObject([&](std::int64_t id) {
+    if (m_Met.Has(id)) return run.End();
+    run.Add(id);
+    ++count;
+  });
   run.End();
   return count;
 }

@@ -29,6 +29,9 @@ class sto_Collector {
   /// is as it was before, or has been undone.
   std::int64_t Sweep();
 
+  /// How many objects Sweep would delete. A transaction that only reads is enough for Mark and this.
+  [[nodiscard]] std::int64_t Count();
+
  private:
   /// Notes an object that another, or a root (0), holds.
   void Hold(std::int64_t id, std::int64_t holder);
@@ -40,6 +43,8 @@ class sto_Collector {
   void VisitIds(std::int64_t holder, sto_ByteView ids);
   void VisitMap(std::int64_t id, sto_MapHeader const& map);
   std::int64_t DeleteUnmarked();
+  /// Calls `take` with the id of each object, in ascending order.
+  template <class Take> void ForEachObject(Take take);
   [[noreturn]] void RaiseMissing(std::int64_t id, std::int64_t holder) const;
 
   sto_Session& m_Session;

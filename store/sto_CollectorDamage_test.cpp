@@ -12,6 +12,7 @@ class StoreCollectorDamage : public StoreGarbageTest {
     std::vector<std::string> const before = AllRows();
     std::string const message = MessageOf(kind, [&] { store.CollectGarbage(); });
     EXPECT_TRUE(Contains(message, text)) << message;
+    EXPECT_EQ(MessageOf(kind, [&] { static_cast<void>(store.CountGarbage()); }), message);
     EXPECT_TRUE(AllRows() == before);
     // The store can be used on, and in a longer transaction too.
     sto_Transaction transaction(store);

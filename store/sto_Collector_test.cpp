@@ -529,4 +529,58 @@ TEST_F(StoreCollector, SaveAndLoadInProgressAreRefused) {
   ExpectCollected(store, 2);
 }
 
+TEST_F(StoreCollector, CountingChangesNothingAndIsThereForWhoOnlyReads) {
+  {
+    sto_Store store = Create();
+    SaveAll(store, "all");
+    SaveAll(store, "gone");
+    store.RemoveRoot("gone");
+  }
+  StoreBytes const before = FileBytes(Path());
+  {
+    sto_Store store = Open(sto_Mode::ReadOnly);
+    EXPECT_EQ(store.CountGarbage(), AllCount);
+    sto_ReadTransaction const reading(store);
+    EXPECT_EQ(store.CountGarbage(), AllCount);
+    ExpectAll(store, "all");
+  }
+  {
+    sto_Store store = Open();
+    EXPECT_EQ(store.CountGarbage(), AllCount);
+    sto_ReadTransaction const reading(store);
+    EXPECT_EQ(store.CountGarbage(), AllCount);
+  }
+  EXPECT_TRUE(FileBytes(Path()) == before);
+}
+
+TEST_F(StoreCollector, CountingSeesWhatTheOpenTransactionHasDone) {
+  sto_Store store = Create();
+  SaveNodes(store, {1, 2, 3});
+  {
+    sto_Transaction transaction(store);
+    store.RemoveRoot("1");
+    store.Save("2", Node(4));
+    EXPECT_EQ(store.CountGarbage(), 2);
+    Bulk bulk;
+    bulk.Fill(5000);
+    store.Save("bulk", bulk);
+    bulk.m_Array.Append(5000); // the array's record is still to be written
+    EXPECT_EQ(store.CountGarbage(), 2);
+    store.RemoveRoot("bulk");
+    EXPECT_EQ(store.CountGarbage(), 3); // the array itself is open
+  }
+  EXPECT_EQ(store.CountGarbage(), 0);
+  EXPECT_EQ(store.Load<Node>("2")->m_Value, 2);
+}
+
+TEST_F(StoreCollector, CountingWhileSomethingIsSavedOrLoadedIsRefused) {
+  sto_Store store = Create();
+  SaveNodes(store, {1});
+  auto const count = [&] { static_cast<void>(store.CountGarbage()); };
+  SaveFields(store, [&](cls_WriteVisitor const&) { MessageOf(sto_ErrorKind::Misuse, count); });
+  static_cast<void>(
+      LoadFields(store, [&](cls_ReadVisitor const&) { MessageOf(sto_ErrorKind::Misuse, count); }));
+  EXPECT_EQ(store.CountGarbage(), 0);
+}
+
 } // namespace

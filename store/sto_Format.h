@@ -78,6 +78,10 @@ inline constexpr std::size_t ChecksumBytes = 8;
 
 /// The longest record or block, in bytes: what the storage takes as one value.
 inline constexpr std::size_t MaxValueBytes = 900'000'000;
+/// The most parts of one record: an object's class, its base, the base's base and so on.
+inline constexpr std::size_t MaxParts = 1000;
+/// The most fields of one record, of all its parts.
+inline constexpr std::size_t MaxFields = 100'000;
 /// How deep objects may hold objects. Beyond it, writing or reading is refused instead of running out of
 /// stack.
 inline constexpr int MaxNesting = 1000;

@@ -7,6 +7,7 @@
 #include "store/sto_ListCodec.h"
 #include "store/sto_Record.h"
 #include "tests/support/AllocationProbe.h"
+#include "tests/support/StoreNewFault.h"
 #include "tests/support/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
@@ -21,7 +22,9 @@ class StoreHostile : public StoreTest {
   void SetUp() override {
     Create();
     m_File = std::make_unique<SqlFile>(Path());
-    m_File->Run("INSERT INTO root VALUES('root', 1); UPDATE meta SET value = 100");
+    m_File->Run("INSERT INTO root VALUES('root', 1); UPDATE meta SET value = 100;"
+                "INSERT INTO class VALUES(2293761, 800, 'cls_InternalList', 1),"
+                "(7340033, 1, 'Scripted', 7340035), (7340034, 1, 'Node', 1)");
   }
   void PutRecord(unsigned int classId, sto_Bytes const& record) {
     m_File->Run("REPLACE INTO object VALUES(1, " + std::to_string(classId) + ", ?)", record);
@@ -40,6 +43,13 @@ class StoreHostile : public StoreTest {
     std::int64_t const key = sto_BlockKey(Id, index);
     sto_Seal(static_cast<std::uint64_t>(key), data);
     m_File->Run("REPLACE INTO block VALUES(" + std::to_string(key) + ", ?)", data);
+  }
+  /// A part without the fields that it says it has.
+  static void PutPart(sto_ByteWriter& writer, std::size_t fieldCount) {
+    writer.Varint(Scripted::TypeId());
+    writer.ZigZag(1);
+    writer.Varint(Id);
+    writer.Varint(fieldCount);
   }
   /// Loading is refused, and before that no more was allocated than the store has bytes, by some factor.
   template <class List> void ExpectRefused() {
@@ -136,14 +146,90 @@ TEST_F(StoreHostile, ObjectsThatHoldEachOtherForEverEndAtTheLimit) {
   MessageOf(sto_ErrorKind::Full, [&] { static_cast<void>(store.Load<Owner>("root")); });
 }
 
-TEST_F(StoreHostile, RecordOfAMegabyteOfEmptyPartsOrFieldsIsNoDanger) {
-  constexpr int Count = 250'000;
+TEST_F(StoreHostile, RecordWithMorePartsOrFieldsThanTheLimitIsRefusedBeforeThereIsRoomForThem) {
+  auto const header = [](sto_Bytes& bytes, std::size_t partCount, std::size_t fieldCount) {
+    sto_ByteWriter writer(bytes);
+    writer.U8(sto_Format::RecordForm);
+    writer.Varint(partCount);
+    PutPart(writer, fieldCount);
+  };
+  auto const load = [&](sto_Bytes& bytes) {
+    bytes.push_back(std::byte{sto_Format::ContentNone});
+    sto_Seal(Id, bytes);
+    PutRecord(Scripted::TypeId(), bytes);
+    sto_Store store = Open(sto_Mode::ReadOnly);
+    long long const before = StoreNewFault::AskedBytes();
+    MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<Scripted>("root")); });
+    EXPECT_LT(StoreNewFault::AskedBytes() - before, static_cast<long long>(4 * bytes.size() + 1'000'000));
+  };
+  constexpr std::size_t Count = 2'100'000;
+  sto_Bytes fields;
+  header(fields, 1, Count);
+  fields.resize(fields.size() + 3 * Count, std::byte{1}); // name 1, no text
+  load(fields);
+  sto_Bytes parts;
+  header(parts, Count / 7, 0);
+  for (std::size_t i = 1; i < Count / 7; ++i) {
+    sto_ByteWriter writer(parts);
+    PutPart(writer, 0);
+  }
+  load(parts);
+}
+
+TEST_F(StoreHostile, RecordThatClaimsTheMostPartsAndFieldsWithoutThemIsRefused) {
+  for (std::size_t const partCount : {std::size_t{1}, sto_Format::MaxParts}) {
+    sto_Bytes bytes;
+    sto_ByteWriter writer(bytes);
+    writer.U8(sto_Format::RecordForm);
+    writer.Varint(partCount);
+    PutPart(writer, sto_Format::MaxFields);
+    bytes.resize(3 * sto_Format::MaxFields, std::byte{0xFF});
+    sto_Seal(Id, bytes);
+    sto_Record record;
+    std::string problem;
+    long long const before = StoreNewFault::AskedBytes();
+    EXPECT_FALSE(record.Decode(Id, Scripted::TypeId(), std::move(bytes), problem));
+    EXPECT_LT(StoreNewFault::AskedBytes() - before, 200'000);
+  }
+}
+
+TEST_F(StoreHostile, ListWithABlockMissingInTheMiddleIsRefusedBeforeThereIsRoomForItsElements) {
+  constexpr int Blocks = 1000;
+  PutList(sto_Format::ElementString, Blocks * 2048, true);
+  m_File->Run("BEGIN");
+  for (int block = 0; block < Blocks; ++block)
+    if (block != 500) PutBlock(block, sto_Bytes(2048));
+  m_File->Run("COMMIT");
+  AllocationProbe const probe;
+  sto_Store store = Open(sto_Mode::ReadOnly);
+  MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<cls_xp1DArrayListString>("root")); });
+  EXPECT_LT(probe.Bytes(), 1'000'000U);
+  PutBlock(500, sto_Bytes(2048));
+  EXPECT_EQ(Open().Load<cls_xp1DArrayListString>("root")->Count(), Blocks * 2048);
+}
+
+TEST_F(StoreHostile, WritingMorePartsOrFieldsThanTheLimitIsRefusedNamingTheObject) {
   sto_RecordBuilder builder;
-  builder.AddPart(Scripted::TypeId(), 1, Id);
-  for (int i = 1; i < Count; ++i) builder.AddPart(1, 0, 1);
-  PutRecord(Scripted::TypeId(), builder.Finish(Id));
-  sto_Store store = Open();
-  EXPECT_NE(store.Load<Scripted>("root"), nullptr);
+  for (std::size_t i = 0; i < sto_Format::MaxParts; ++i) builder.AddPart(Scripted::TypeId(), 1, 7);
+  std::string message = MessageOf(sto_ErrorKind::Full, [&] { builder.AddPart(1, 1, 8); });
+  EXPECT_TRUE(Contains(message, "Object 7 ") && Contains(message, "1000")) << message;
+  sto_Record record;
+  std::string problem;
+  EXPECT_TRUE(record.Decode(7, Scripted::TypeId(), builder.Finish(7), problem)) << problem;
+
+  constexpr int InPart = 100;
+  builder.Reset();
+  auto const fill = [&](std::size_t part, int count) {
+    for (int i = 0; i < count; ++i) sto_ByteWriter(builder.StartField(part, {0, i})).U8(sto_Format::NoText);
+  };
+  for (std::size_t part = 0; part < sto_Format::MaxFields / InPart; ++part) {
+    builder.AddPart(Scripted::TypeId(), 1, 7);
+    fill(part, InPart);
+  }
+  fill(0, InPart); // in the place of those that are there
+  message = MessageOf(sto_ErrorKind::Full, [&] { builder.StartField(0, {0, InPart}); });
+  EXPECT_TRUE(Contains(message, "Object 7 ") && Contains(message, "100000")) << message;
+  EXPECT_TRUE(record.Decode(7, Scripted::TypeId(), builder.Finish(7), problem)) << problem;
 }
 
 TEST_F(StoreHostile, IdsThatRanOutAreToldAndNothingIsSaved) {

@@ -48,11 +48,11 @@ template <> struct sto_ElementCodec<cow_String> {
   }
 };
 
-/// Whether the elements of a list are whole rows.
+/// Whether the elements of a list are whole rows, which no elements of a negative width are.
 [[nodiscard]] constexpr bool sto_HasWholeRows(int count, int width) noexcept {
-  return width <= 1 || count % width == 0;
+  return width >= 0 && (width <= 1 || count % width == 0);
 }
-/// What is wrong with a list whose elements are none, to follow its name.
+/// What is wrong with a list whose elements are not, to follow its name.
 [[nodiscard]] inline std::string sto_UnevenRows(int count, int width) {
   return " has " + std::to_string(count) + " elements, which are no whole number of rows of " +
          std::to_string(width) + ".";

@@ -8,6 +8,7 @@
 #include "store/sto_BlockKey.h"
 #include "store/sto_Checksum.h"
 #include "store/sto_ListCodec.h"
+#include "store/sto_ObjectListReader.h"
 #include "store/sto_Session.h"
 
 /// Cursor over an object's list; holds one block at a time. Damaged when the stored bytes do not fit what the
@@ -24,12 +25,7 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
       m_Session.Raise(sto_ErrorKind::Damaged,
                       "The list of " + Describe() + sto_UnevenRows(m_List.m_Count, m_List.m_Width));
     if (m_List.m_InBlocks) {
-      // Before anybody makes room for the elements: the last one must be there, and the whole store cannot
-      // be smaller than one of its lists.
-      if (m_List.m_Count > 0 && !m_Session.Driver().HasBlock(Key(BlockOf(m_List.m_Count - 1))))
-        RaiseDamaged();
-      if (MinBytes(m_List.m_Count) > static_cast<std::uint64_t>(m_Session.Driver().SizeBytes()))
-        RaiseDamaged();
+      if (!sto_HasBlocks(m_Session, m_Id, m_List.m_Count, sto_ElementCodec<T>::MinBytes)) RaiseDamaged();
     } else {
       Open(m_List.m_Inline);
     }

@@ -3,12 +3,17 @@
 #include <algorithm>
 #include <string>
 
+#include "store/sto_BlockKey.h"
+#include "store/sto_ListCodec.h"
 #include "store/sto_MementoRead.h"
 
 namespace {
 
 constexpr int BlockSize = sto_Format::BlockElementCount;
 constexpr std::size_t IdBytes = 8;
+
+/// Room for the elements of so many blocks is no danger, even when most of them are missing.
+constexpr int UncheckedBlocks = 16;
 
 } // namespace
 
@@ -30,18 +35,31 @@ int sto_BlocksOfList(int count) noexcept {
   return count / BlockSize + (count % BlockSize != 0 ? 1 : 0);
 }
 
+bool sto_HasBlocks(sto_Session& session, std::int64_t listId, int count, std::size_t minBytes) {
+  sto_Driver& driver = session.Driver();
+  int const blockCount = sto_BlocksOfList(count);
+  if (blockCount == 0) return true;
+  // The whole store cannot be smaller than one of its lists.
+  if (static_cast<std::size_t>(count) * minBytes > static_cast<std::uint64_t>(driver.SizeBytes()) ||
+      !driver.HasBlock(sto_BlockKey(listId, blockCount - 1)))
+    return false;
+  if (blockCount <= UncheckedBlocks) return true;
+  for (int block = 0; block < blockCount - 1; ++block)
+    if (!driver.HasBlock(sto_BlockKey(listId, block))) return false;
+  return true;
+}
+
 sto_ObjectListReader::sto_ObjectListReader(sto_Session& session, sto_RecordRef record, int depth)
     : m_Session(session), m_Record(std::move(record)),
       m_Id(m_Record == nullptr ? 0 : m_Record->Parts().front().m_Id), m_Depth(depth),
       m_Blocks(session, m_Id) {
   if (m_Record == nullptr) return;
   m_List = *m_Record->List();
-  // Before anybody makes room for the elements: the last block must be there, and the whole store cannot be
-  // smaller than one of its lists.
+  if (!sto_HasWholeRows(m_List.m_Count, m_List.m_Width))
+    m_Session.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(m_Id) +
+                                                sto_UnevenRows(m_List.m_Count, m_List.m_Width));
   if (!m_List.m_InBlocks || m_List.m_Count == 0) return;
-  if (static_cast<std::int64_t>(m_List.m_Count) * static_cast<std::int64_t>(IdBytes) >
-      m_Session.Driver().SizeBytes())
-    RaiseDamaged(0);
+  if (!sto_HasBlocks(m_Session, m_Id, m_List.m_Count, IdBytes)) RaiseDamaged(0);
   LoadBlock(sto_BlocksOfList(m_List.m_Count) - 1);
 }
 

@@ -297,6 +297,29 @@ TEST_F(StoreProxy, OlderVersionIsCopiedWithItsDescription) {
       4);
 }
 
+TEST_F(StoreProxy, AttributesOfAStoreThatDoesNotDescribeThemMustFitTheTargetsDescription) {
+  sto_Store source = Create("source");
+  source.Save("node", Node(3));
+  SqlFile(Path("source")).Run("DELETE FROM attribute"); // as in a store of format 1
+  {
+    sto_Store target = Create("target");
+    target.Save("node", Node(4)); // describes the class
+    CopyTo(target, sto_MakeProxy(source, "node"));
+    WithCopy(target,
+             [](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(Field("m_Value"), -1), 3); });
+  }
+  cls_ClassRegistrar classes;
+  classes.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, 1)
+      .AddAttribute(Field("m_Object"), ATTR_OBJECT, 1, COLLECTION_NONE);
+  classes.CreateClassMD("Node"_cow, Node::TypeId(), 1, nullptr, 1)
+      .AddAttribute(Field("m_Other"), ATTR_INT, 1, COLLECTION_NONE);
+  sto_Store target = sto_Store::Open(Path("other"), sto_Mode::Create, classes);
+  std::string const message =
+      MessageOf(sto_ErrorKind::Conflict, [&] { CopyTo(target, sto_MakeProxy(source, "node")); });
+  EXPECT_TRUE(Contains(message, "m_Value") && Contains(message, "Node version 1")) << message;
+  EXPECT_EQ(target.ObjectCount(), 0);
+}
+
 TEST_F(StoreProxy, NewerVersionThanTheTargetKnowsIsRefused) {
   cls_ClassRegistrar classes;
   DeclareCollections(classes);

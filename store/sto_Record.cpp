@@ -5,11 +5,12 @@
 #include <utility>
 
 #include "store/sto_Checksum.h"
+#include "store/sto_Exception.h"
 
 namespace {
 
-/// Fewest bytes that a part and a field take; a count beyond what the rest can hold is refused before
-/// anything is allocated for it.
+/// Fewest bytes that a part, a field and a map's entry take: a count beyond what the rest can hold is
+/// refused.
 constexpr std::size_t MinPartBytes = 4;
 constexpr std::size_t MinFieldBytes = 2;
 constexpr std::size_t MinEntryBytes = 2;
@@ -108,7 +109,8 @@ bool sto_Record::TakeId(std::uint64_t id) noexcept {
 
 bool sto_Record::DecodeParts(sto_ByteReader& reader) {
   std::uint64_t const partCount = reader.Varint();
-  if (partCount == 0 || partCount > reader.Remaining() / MinPartBytes) return false;
+  if (partCount == 0 || partCount > reader.Remaining() / MinPartBytes || partCount > sto_Format::MaxParts)
+    return false;
   m_Parts.resize(static_cast<std::size_t>(partCount));
   m_FieldCounts.resize(m_Parts.size());
   for (std::size_t i = 0; i < m_Parts.size(); ++i)
@@ -125,14 +127,15 @@ bool sto_Record::DecodePart(sto_ByteReader& reader, sto_Part& part, std::size_t&
   std::uint64_t const id = reader.Varint();
   std::uint64_t const count = reader.Varint();
   if (reader.Failed() || classId > std::numeric_limits<unsigned int>::max() || version > MaxInt ||
-      version < std::numeric_limits<int>::min() || !TakeId(id) || count > reader.Remaining() / MinFieldBytes)
+      version < std::numeric_limits<int>::min() || !TakeId(id) ||
+      count > reader.Remaining() / MinFieldBytes || count > sto_Format::MaxFields - m_FieldCount)
     return false;
   part = {static_cast<unsigned int>(classId), static_cast<int>(version), static_cast<std::int64_t>(id), {}};
   fieldCount = static_cast<std::size_t>(count);
-  if (m_Fields.size() < m_FieldCount + fieldCount) m_Fields.resize(m_FieldCount + fieldCount);
-  for (sto_Field& field : std::span(m_Fields).subspan(m_FieldCount, fieldCount))
-    if (!DecodeField(reader, field)) return false;
-  m_FieldCount += fieldCount;
+  for (std::size_t i = 0; i < fieldCount; ++i) {
+    if (m_FieldCount == m_Fields.size()) m_Fields.emplace_back(); // the count may be a lie
+    if (!DecodeField(reader, m_Fields[m_FieldCount++])) return false;
+  }
   return true;
 }
 
@@ -246,12 +249,19 @@ bool sto_Record::DecodeEntry(sto_ByteReader& reader, sto_MapHeader const& map) {
 
 void sto_RecordBuilder::Reset() noexcept {
   m_PartCount = 0;
+  m_FieldCount = 0;
   m_List.reset();
   m_Map.reset();
   m_Elements.clear();
 }
 
+void sto_RecordBuilder::RaiseFull(std::size_t count, char const* what) const {
+  sto_Raise(sto_ErrorKind::Full, "Object " + std::to_string(m_Parts.front().m_Id) + " would have more than " +
+                                     std::to_string(count) + what + ", which is the limit of one object.");
+}
+
 std::size_t sto_RecordBuilder::AddPart(unsigned int classId, int version, std::int64_t id) {
+  if (m_PartCount == sto_Format::MaxParts) RaiseFull(sto_Format::MaxParts, " parts of base classes");
   if (m_PartCount == m_Parts.size()) m_Parts.emplace_back();
   Part& part = m_Parts[m_PartCount];
   part.m_ClassId = classId;
@@ -269,7 +279,9 @@ sto_Bytes& sto_RecordBuilder::StartField(std::size_t partIndex, sto_FieldKey con
       DropField(part, i);
       break;
     }
+  if (m_FieldCount == sto_Format::MaxFields) RaiseFull(sto_Format::MaxFields, " attributes");
   part.m_Fields.push_back({key, part.m_Bytes.size()});
+  ++m_FieldCount;
   sto_ByteWriter writer(part.m_Bytes);
   writer.Varint(static_cast<std::uint64_t>(key.m_NameId));
   if (key.m_NameId == 0) writer.ZigZag(key.m_FieldId);
@@ -285,6 +297,7 @@ void sto_RecordBuilder::DropField(Part& part, std::size_t index) {
   };
   part.m_Bytes.erase(at(first), at(last));
   part.m_Fields.erase(part.m_Fields.begin() + static_cast<std::ptrdiff_t>(index));
+  --m_FieldCount;
   for (std::size_t i = index; i < part.m_Fields.size(); ++i) part.m_Fields[i].m_Offset -= last - first;
 }
 

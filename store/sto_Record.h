@@ -108,11 +108,11 @@ class sto_RecordBuilder {
   /// Starts over.
   void Reset() noexcept;
 
-  /// Adds a part and returns its index.
+  /// Adds a part and returns its index. Full, naming the object, beyond sto_Format::MaxParts.
   std::size_t AddPart(unsigned int classId, int version, std::int64_t id);
 
   /// Starts a field of a part, in the place of one with the same key; the caller writes its tag and value to
-  /// the returned bytes at once.
+  /// the returned bytes at once. Full, naming the object, beyond sto_Format::MaxFields.
   sto_Bytes& StartField(std::size_t part, sto_FieldKey const& key);
 
   [[nodiscard]] bool HasField(std::size_t part, sto_FieldKey const& key) const noexcept;
@@ -154,10 +154,12 @@ class sto_RecordBuilder {
   };
 
   void DropField(Part& part, std::size_t index);
+  [[noreturn]] void RaiseFull(std::size_t count, char const* what) const;
   void PutContent(sto_ByteWriter& writer) const;
 
   std::vector<Part> m_Parts;
-  std::size_t m_PartCount = 0; // those in use; the others keep their memory
+  std::size_t m_PartCount = 0;  // those in use; the others keep their memory
+  std::size_t m_FieldCount = 0; // of all parts
   std::optional<sto_ListHeader> m_List;
   std::optional<sto_MapHeader> m_Map;
   sto_Bytes m_Elements; // of the list or the map

@@ -323,23 +323,26 @@ sto_RecordRef sto_Session::ReadRecord(std::int64_t id) {
     Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
                                       ") names object " + std::to_string(record->GreatestId()) +
                                       ", which the store never had.");
-  CheckVersions(id, *record);
+  for (sto_Part const& part : record->Parts())
+    if (!m_Catalogue.IsKnown(part)) CheckPart(id, classId, part);
   return record;
 }
 
-void sto_Session::CheckVersions(std::int64_t id, sto_Record const& record) const {
-  for (sto_Part const& part : record.Parts()) {
-    sto_Classes const& classes = m_Catalogue.Classes();
-    if (classes.ForVersion(part.m_ClassId, part.m_Version) != nullptr) continue;
-    std::vector<int> const known = classes.Versions(part.m_ClassId);
-    if (known.empty()) continue; // a class that the program does not declare can still be read as it stands
-    std::string list = known.size() == 1 ? "version " : "versions ";
-    for (std::size_t i = 0; i < known.size(); ++i)
-      list += (i == 0 ? "" : i + 1 == known.size() ? " and " : ", ") + std::to_string(known[i]);
-    Raise(sto_ErrorKind::NewerFormat,
-          "Object " + std::to_string(id) + " was written by version " + std::to_string(part.m_Version) +
-              " of class " + m_Catalogue.ClassName(part.m_ClassId) + "; this program knows " + list + ".");
-  }
+void sto_Session::CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part) {
+  sto_Classes const& classes = m_Catalogue.Classes();
+  std::vector<int> known; // a class that the program does not declare can still be read as it is
+  bool const isReadable = classes.ForVersion(part.m_ClassId, part.m_Version) != nullptr ||
+                          (known = classes.Versions(part.m_ClassId)).empty();
+  if (std::string const problem = m_Catalogue.Problem(part, isReadable); !problem.empty())
+    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
+                                      ") or the store's catalogue is damaged: " + problem + ".");
+  if (isReadable) return;
+  std::string list = known.size() == 1 ? "version " : "versions ";
+  for (std::size_t i = 0; i < known.size(); ++i)
+    list += (i == 0 ? "" : i + 1 == known.size() ? " and " : ", ") + std::to_string(known[i]);
+  Raise(sto_ErrorKind::NewerFormat,
+        "Object " + std::to_string(id) + " was written by version " + std::to_string(part.m_Version) +
+            " of class " + m_Catalogue.ClassName(part.m_ClassId) + "; this program knows " + list + ".");
 }
 
 void sto_Session::Raise(sto_ErrorKind kind, std::string const& message, sto_Place place) const {

@@ -191,8 +191,9 @@ class sto_Session {
   /// The key of a field, none when the store has never seen the name.
   [[nodiscard]] std::optional<sto_FieldKey> KeyToRead(cls_FieldHandle const& field);
 
-  /// Reads and decodes an object; null when there is none. Damaged when its bytes do not fit, NewerFormat
-  /// when a newer version of its class wrote it than this program declares.
+  /// Reads and decodes an object; null when there is none. Damaged when its bytes do not fit, or the store's
+  /// catalogue does not describe what it has; NewerFormat when a newer version of its class wrote it than
+  /// this program declares.
   [[nodiscard]] sto_RecordRef ReadRecord(std::int64_t id);
 
   /// A record for a short look; whoever needs one next overwrites it.
@@ -212,7 +213,8 @@ class sto_Session {
  private:
   /// A record that nobody uses, or a new one. Kept ones keep their memory.
   [[nodiscard]] sto_RecordRef& SpareRecord();
-  void CheckVersions(std::int64_t id, sto_Record const& record) const;
+  /// Damaged when a part of an object does not fit the store's catalogue; NewerFormat.
+  void CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part);
   void DropNewTies(std::int64_t firstNewId) noexcept;
   void WriteAgentRecords();
   [[noreturn]] void RaiseKeptBytes(std::int64_t more, std::string const& what) const;

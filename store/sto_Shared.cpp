@@ -10,9 +10,11 @@ namespace {
 /// The memento of a visitor on a stored object, null for other back ends and for objects that are not there.
 sto_MementoRead* StoredObject(cls_ReadVisitor const& visitor) noexcept {
   cls_MementoRead* const any = visitor.Memento();
-  if (any == nullptr || typeid(*any) != typeid(sto_MementoRead)) return nullptr;
-  auto* const memento = static_cast<sto_MementoRead*>(any);
-  return memento->Id() == 0 ? nullptr : memento;
+  if (any == nullptr) return nullptr;
+  // Nearly all are of this very class; an element that an agent hands out is of one derived from it.
+  auto* const memento = typeid(*any) == typeid(sto_MementoRead) ? static_cast<sto_MementoRead*>(any)
+                                                                : dynamic_cast<sto_MementoRead*>(any);
+  return memento == nullptr || memento->Id() == 0 ? nullptr : memento;
 }
 
 /// Whether an object that was built as one C++ class can be of another one.

@@ -100,6 +100,9 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
   LoadScope const scope(m_Session->Loaded());
   std::optional<std::int64_t> const id = m_Session->Driver().FindRoot(root);
   if (!id) m_Session->Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
+  if (!m_Session->IsGivenOut(*id))
+    m_Session->Raise(sto_ErrorKind::Damaged, "Root " + std::string(root) + " names object " +
+                                                 std::to_string(*id) + ", which the store never had.");
   sto_RecordRef record = m_Session->ReadRecord(*id);
   if (record == nullptr)
     m_Session->Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(*id) + ", which is root " +
@@ -140,6 +143,15 @@ std::int64_t sto_Store::CollectGarbage() {
   std::int64_t const count = collector.Sweep();
   transaction.Commit();
   return count;
+}
+
+std::int64_t sto_Store::CountGarbage() {
+  sto_OwnTransaction const transaction(*m_Session, false);
+  if (m_Session->InSave() || m_Session->Loaded().InLoad())
+    m_Session->Raise(sto_ErrorKind::Misuse, "Counting garbage while an object is being saved or loaded.");
+  sto_Collector collector(*m_Session);
+  collector.Mark();
+  return collector.Count();
 }
 
 std::int64_t sto_Store::ObjectCount() {

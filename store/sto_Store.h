@@ -130,10 +130,16 @@ class KVL_EXPORT sto_Store {
   /// size; the room is used again.
   ///
   /// Misuse in a transaction that only reads, and while something is saved or loaded. Damaged, NewerFormat
-  /// for an object that cannot be read, or that is held and missing: then nothing is deleted. ReadOnly, Busy,
+  /// for an object that cannot be read, or that a root or another object holds and that is missing, or for a
+  /// catalogue that does not fit the objects: then nothing is deleted. ReadOnly, Busy,
   /// Full, Unavailable. Memory: one bit for each object that stays, 16 bytes for each that is met and not yet
   /// read.
   std::int64_t CollectGarbage();
+
+  /// How many objects CollectGarbage would delete now. Deletes nothing, so it works in a store that is open
+  /// for reading only, and in a transaction that only reads. In the open transaction, or else in one of its
+  /// own. Errors and memory: as CollectGarbage.
+  [[nodiscard]] std::int64_t CountGarbage();
 
   /// How many objects the store has (base-class parts are not counted on their own).
   [[nodiscard]] std::int64_t ObjectCount();

@@ -49,7 +49,8 @@ template <class Case> class StoreTables : public StoreWrapperTest {
       for (; value >= 0x80; value >>= 7) record.push_back(static_cast<std::byte>((value & 0x7F) | 0x80));
       record.push_back(static_cast<std::byte>(value));
     };
-    for (int const number : {1, 1, 0x230001, 2 * 800, Id, 0, inBlocks ? 2 : 1, Type, 2 * width, count})
+    for (int const number : {1, 1, 0x230001, 2 * 800, Id, 0, inBlocks ? 2 : 1, Type,
+                             width < 0 ? -2 * width - 1 : 2 * width, count})
       varint(number);
     if (!inBlocks) record.resize(record.size() + static_cast<std::size_t>(count) * sizeof(T));
     std::uint64_t const hash = StoreXxh3(record, Id);
@@ -191,12 +192,19 @@ TYPED_TEST(StoreTables, ElementsInBlocksThatAreNoWholeRowsAreRefusedWhenRead) {
   this->ExpectShape(*this->Open().template Load<typename TypeParam::Wrapper>("table"), 250, 400);
 }
 
-TYPED_TEST(StoreTables, NegativeRowWidthIsNoTable) {
+TYPED_TEST(StoreTables, NegativeRowWidthIsRefusedWhenWrittenAndWhenRead) {
   sto_Store store = this->Create();
-  store.Save("table", typename TestFixture::Flat(6, -3));
-  EXPECT_THROW(static_cast<void>(store.Load<typename TypeParam::Wrapper>("table")), std::length_error);
-  store.Save("table", this->Make(2, 3)); // the store can be used on
+  store.Save("table", this->Make(2, 3));
+  MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("table", typename TestFixture::Flat(6, -3)); });
   this->ExpectShape(*store.Load<typename TypeParam::Wrapper>("table"), 2, 3);
+  SqlFile file(this->Path());
+  file.Unpack();
+  for (int const width : {-1, -3, -70'000}) {
+    this->ExpectUneven(file, width, 6, false);
+    this->ExpectUneven(file, width, 100'000, true);
+  }
+  store.Save("other", this->Make(2, 3)); // the store can be used on
+  this->ExpectShape(*store.Load<typename TypeParam::Wrapper>("other"), 2, 3);
 }
 
 TYPED_TEST(StoreTables, ConvertedContainerComesBack) {

@@ -102,12 +102,15 @@ class StoreGarbageTest : public StoreFileTest {
       rows += Query(std::string("SELECT count(*) FROM ") + table);
     return rows;
   }
-  /// Collects, twice: the second time there is nothing left to go.
+  /// Counts and collects, twice: the second time there is nothing left to go.
   void ExpectCollected(sto_Store& store, std::int64_t count) const {
     std::int64_t const before = store.ObjectCount();
+    EXPECT_EQ(store.CountGarbage(), count);
+    EXPECT_EQ(store.ObjectCount(), before);
     EXPECT_EQ(store.CollectGarbage(), count);
     EXPECT_EQ(store.ObjectCount(), before - count);
     EXPECT_EQ(store.CollectGarbage(), 0);
+    EXPECT_EQ(store.CountGarbage(), 0);
     EXPECT_EQ(IntegrityOf(Path()), "ok");
   }
   /// The same where nothing stays.

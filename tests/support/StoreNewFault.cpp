@@ -7,8 +7,10 @@ namespace {
 
 long long s_StepsLeft = 0;
 bool s_HasFailed = false;
+long long s_AskedBytes = 0;
 
 void* Allocate(std::size_t size, std::size_t alignment) {
+  s_AskedBytes += static_cast<long long>(size);
   if (s_StepsLeft != 0 && --s_StepsLeft == 0) {
     s_HasFailed = true;
     throw std::bad_alloc();
@@ -29,6 +31,10 @@ void StoreNewFault::FailAt(long long step) noexcept {
 
 bool StoreNewFault::HasFailed() noexcept {
   return s_HasFailed;
+}
+
+long long StoreNewFault::AskedBytes() noexcept {
+  return s_AskedBytes;
 }
 
 void* operator new(std::size_t size) {
