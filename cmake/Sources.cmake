@@ -308,3 +308,17 @@ set(KVL_CONTRACT_TEST_SOURCES
   tests/contract/Shared_test.cpp
   tests/contract/Slots_test.cpp
   tests/support/StoreFile.cpp)
+
+# The fault campaign, one program for each kind of fault.
+set(KVL_FAULTS_SUPPORT_SOURCES
+  tests/faults/FaultsClasses.cpp
+  tests/faults/FaultsFrame.cpp
+  tests/support/StorePowerVfs.cpp)
+
+set(KVL_FAULTS_MODEL_SOURCES
+  tests/faults/ModelCheck.cpp
+  tests/faults/ModelExecutor.cpp
+  tests/faults/ModelMain.cpp
+  tests/faults/ModelScript.cpp
+  tests/faults/ModelShrink.cpp
+  tests/faults/ModelSteps.cpp)
