@@ -206,13 +206,12 @@ Picture::Picture(cls_ReadVisitor const& visitor)
 void Picture::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   bool const isFirst = !HasBlob();
-  if (!isFirst) static_cast<void>(Blob().Size());
+  std::string const bytes = isFirst ? m_First : Bytes(); // a writer begins with an empty blob
   FaultsFailure::Pass(visitor);
   auto writer = std::make_unique<cls_BlobWriter>(visitor, cls_FieldHandle(0, "m_Blob"_cow), m_BlobUid);
-  if (isFirst) {
-    m_Writer = std::move(writer);
-    m_Writer->Agent().Write(0, static_cast<long long>(m_First.size()), m_First.data());
-  }
+  cls_AgentBlob& agent = writer->Agent();
+  if (isFirst) m_Writer = std::move(writer);
+  agent.Write(0, static_cast<long long>(bytes.size()), bytes.data());
   FaultsFailure::Pass(visitor);
 }
 

@@ -112,8 +112,8 @@ class Picture {
   static constexpr unsigned int TypeId() noexcept { return 0x760004; }
   explicit Picture(std::string bytes) : m_First(std::move(bytes)) {}
   explicit Picture(cls_ReadVisitor const& visitor);
-  /// The first time it makes the blob with the bytes that it was constructed with; later it only asks for
-  /// the size, which a blob that went raises on.
+  /// Makes the blob: of the bytes that it was constructed with, later of what it has then. Reading these
+  /// raises where the blob was made in work that was undone.
   void DBWrite(cls_WriteVisitor const& visitor) const;
   [[nodiscard]] cls_AgentBlob& Blob() const;
   [[nodiscard]] bool HasBlob() const noexcept { return m_Reader != nullptr || m_Writer != nullptr; }

@@ -43,6 +43,11 @@ ModelSlot* ModelExecutor::FindPending(ModelSession& session, int id) {
   return nullptr;
 }
 
+void ModelExecutor::NoteSeen(ModelSession& session, int id) {
+  if (ModelSlot* const pending = FindPending(Other(session), id))
+    for (ModelArray& array : pending->m_Arrays) array.m_WasSeenEarly = array.m_IsPending;
+}
+
 bool ModelExecutor::MayChange(ModelSession& session, ModelSlot& slot) {
   if (slot.m_Id < 0) return true;
   if (OtherWrites(session)) return false;
@@ -103,9 +108,11 @@ void ModelExecutor::Touch(ModelSession& session, ModelSlot& slot, int part) {
   if (slot.m_Carrier == nullptr) return;
   ModelNumbers& view = slot.m_View.m_Arrays[static_cast<std::size_t>(part)];
   if (pending != nullptr) {
-    pending->m_Arrays[static_cast<std::size_t>(part)].m_WasSeenEarly = true;
+    NoteSeen(session, slot.m_Id);
     std::vector<int> const found = slot.m_Carrier->All(part);
-    CompareStored(slot.m_Id, part, found, *view, "an array that another session is changing");
+    CompareStored(slot.m_Id, part, found,
+                  *View(session).m_Objects[slot.m_Id].m_Arrays[static_cast<std::size_t>(part)],
+                  "an array that another session is changing");
     view = found;
   } else {
     view = View(session).m_Objects[slot.m_Id].m_Arrays[static_cast<std::size_t>(part)];

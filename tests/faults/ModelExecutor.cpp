@@ -208,6 +208,7 @@ void ModelExecutor::Load(ModelSession& session, ModelSlot& slot, ModelStep const
     return AfterFault(session, outcome, "Load");
   }
   slot.m_Id = id;
+  NoteSeen(session, id);
   slot.m_IsLoadedInTransaction = session.m_Transaction != nullptr;
 }
 
@@ -385,6 +386,7 @@ void ModelExecutor::ApplySave(ModelSession& session, ModelSlot& slot, std::strin
     } else {
       NoteChanged(session, slot.m_Id, 0, ModelStale::Maybe);
       NoteChanged(session, slot.m_Id, 1, ModelStale::Maybe);
+      slot.m_Arrays[0].m_Stale = ModelStale::Maybe; // a picture writes itself through another agent
     }
   }
   store.m_Roots[root] = slot.m_Id;

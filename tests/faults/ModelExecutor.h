@@ -80,6 +80,8 @@ class ModelExecutor {
   }
   bool OtherWrites(ModelSession& session) { return Other(session).m_Transaction != nullptr; }
   ModelSlot* FindPending(ModelSession& session, int id);
+  /// The session has looked at an object that another one is changing.
+  void NoteSeen(ModelSession& session, int id);
   /// What memory has of an array is in the store's view, and outside of a transaction it is committed.
   void NoteFlushed(ModelSession& session, ModelSlot& slot, int array);
   void NoteChanged(ModelSession& session, int id, int part, ModelStale stale);

@@ -12,6 +12,7 @@
 //     faults_model [--short] [--seeds 1..400] [--steps 2500]
 //     faults_model --replay FILE        runs one script, as a failure prints it
 //     faults_model --script SEED        prints the script of a seed
+// With `--without Reopen,Collect` scripts have no such steps, with `--no-faults` no failing file operations.
 //
 // Each script runs in a process of its own, so that a crash is a failure as any other, and is shrunk.
 
@@ -60,9 +61,22 @@ int Replay(std::string const& path) {
   return failure.empty() ? 0 : 1;
 }
 
-void RunSeed(FaultsFolder const& folder, FaultsRow& row, unsigned int seed, int steps, bool shrinks) {
-  ModelScript const script = ModelGenerate(seed, steps);
-  row.Count(steps);
+/// The script of a seed, as the options want it.
+ModelScript ScriptOf(FaultsOptions const& options, unsigned int seed, int steps) {
+  ModelScript script = ModelGenerate(seed, steps);
+  std::string const without = "," + options.Text("without", "") + ",";
+  std::erase_if(script.m_Steps, [&](ModelStep const& step) {
+    std::string const text = ModelText(step);
+    return without.find("," + text.substr(0, text.find(' ')) + ",") != std::string::npos;
+  });
+  for (ModelStep& step : script.m_Steps)
+    if (options.Has("no-faults")) step.m_Fault = 0;
+  return script;
+}
+
+void RunSeed(FaultsFolder const& folder, FaultsRow& row, ModelScript const& script, unsigned int seed,
+             bool shrinks) {
+  row.Count(static_cast<std::int64_t>(script.m_Steps.size()));
   std::string const failure = Fails(folder, script);
   if (failure.empty()) return;
   std::string text = "seed " + std::to_string(seed) + ": " + failure;
@@ -91,7 +105,7 @@ int Run(FaultsOptions const& options) {
   FaultsFolder const folder;
   FaultsRow row("random steps beside a model, both journal modes");
   for (unsigned int seed = first; seed <= last; ++seed)
-    RunSeed(folder, row, seed, steps, row.Findings() < options.Number("shrink", 3));
+    RunSeed(folder, row, ScriptOf(options, seed, steps), seed, row.Findings() < options.Number("shrink", 3));
   return row.Print();
 }
 
