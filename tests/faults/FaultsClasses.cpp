@@ -290,11 +290,13 @@ void Folder::DBWrite(cls_WriteVisitor const& visitor) const {
 void Folder::Put(int index, Leaf const& leaf) const {
   cls_AgentRequestListObj const request(&Items(), index);
   leaf.DBWrite(cls_WriteVisitor(request, &leaf));
+  static_cast<void>(Items().Count()); // what failed in the end of the element is raised by the next operation
 }
 
 void Folder::PutKey(int key, Leaf const& leaf) const {
   cls_AgentRequestMapKey2Obj<int> const request(&Keyed(), key);
   leaf.DBWrite(cls_WriteVisitor(request, &leaf));
+  static_cast<void>(Keyed().Count());
 }
 
 std::vector<int> Folder::AllItems() const {

@@ -143,6 +143,9 @@ void ModelExecutor::AfterFault(ModelSession& session, Outcome const& outcome, ch
   Expect(StorePowerVfs::HasStruck(), std::string(what) + " failed by itself: " + outcome.m_Text);
   Expect(outcome.m_Way == Outcome::Way::Store,
          std::string(what) + ", struck by a fault, raised no error of the store: " + outcome.m_Text);
+  for (ModelSlot& slot : session.m_Slots) // a failed change may be reported as one; a missed one is an error
+    if (slot.m_Carrier == nullptr)
+      for (ModelArray& array : slot.m_Arrays) array.m_Stale = std::max(array.m_Stale, ModelStale::Maybe);
   if (!session.m_Transaction) return CheckShapes("after a failure", true);
   // The transaction may have been undone; then memory is as after a rollback. Nothing between is right.
   Outcome const before = FaultsTry([&] { CheckShapes("before the call", true); });
