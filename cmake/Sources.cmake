@@ -313,6 +313,7 @@ set(KVL_CONTRACT_TEST_SOURCES
 set(KVL_FAULTS_SUPPORT_SOURCES
   tests/faults/FaultsClasses.cpp
   tests/faults/FaultsFrame.cpp
+  tests/faults/FaultsLoop.cpp
   tests/support/StorePowerVfs.cpp)
 
 set(KVL_FAULTS_MODEL_SOURCES
@@ -322,3 +323,12 @@ set(KVL_FAULTS_MODEL_SOURCES
   tests/faults/ModelScript.cpp
   tests/faults/ModelShrink.cpp
   tests/faults/ModelSteps.cpp)
+
+set(KVL_FAULTS_KILLS_SOURCES
+  tests/faults/KillsMain.cpp)
+
+set(KVL_FAULTS_CREATORS_SOURCES
+  tests/faults/CreatorsMain.cpp)
+
+set(KVL_FAULTS_POWER_SOURCES
+  tests/faults/PowerMain.cpp)
