@@ -332,3 +332,7 @@ set(KVL_FAULTS_CREATORS_SOURCES
 
 set(KVL_FAULTS_POWER_SOURCES
   tests/faults/PowerMain.cpp)
+
+set(KVL_FAULTS_DAMAGE_SOURCES
+  tests/faults/DamageContent.cpp
+  tests/faults/DamageMain.cpp)
