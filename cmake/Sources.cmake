@@ -336,3 +336,8 @@ set(KVL_FAULTS_POWER_SOURCES
 set(KVL_FAULTS_DAMAGE_SOURCES
   tests/faults/DamageContent.cpp
   tests/faults/DamageMain.cpp)
+
+set(KVL_FAULTS_MEMORY_SOURCES
+  tests/faults/MemoryMain.cpp
+  tests/faults/MemoryWorld.cpp
+  tests/support/StoreAllocFault.cpp)

@@ -42,6 +42,7 @@ FaultsOptions::FaultsOptions(int argc, char** argv) {
     bool const hasValue = i + 1 < argc && !std::string_view(argv[i + 1]).starts_with("--");
     m_Values[std::string(name.substr(2))] = hasValue ? argv[++i] : "";
   }
+  FaultsRow::s_Shown = Number("show", FaultsRow::s_Shown);
 }
 
 std::string FaultsOptions::Text(std::string const& name, std::string const& otherwise) const {
@@ -54,7 +55,7 @@ int FaultsOptions::Number(std::string const& name, int otherwise) const {
 }
 
 void FaultsRow::Found(char const* kind, std::string const& finding, std::int64_t& counter) {
-  if (++counter <= 20) std::fprintf(stderr, "%s (%s): %s\n", kind, m_What.c_str(), finding.c_str());
+  if (++counter <= s_Shown) std::fprintf(stderr, "%s (%s): %s\n", kind, m_What.c_str(), finding.c_str());
 }
 
 int FaultsRow::Print() const {

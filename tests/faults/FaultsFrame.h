@@ -30,7 +30,8 @@ class FaultsFolder {
   std::filesystem::path m_Folder;
 };
 
-/// The options of a program: `--name value`, or `--name` alone.
+/// The options of a program: `--name value`, or `--name` alone. All programs take `--show N`: so many
+/// findings of each kind are printed.
 class FaultsOptions {
  public:
   FaultsOptions(int argc, char** argv);
@@ -58,6 +59,8 @@ class FaultsRow {
   void Besides(std::string const& name, std::int64_t count = 1) { m_Besides[name] += count; }
   /// Prints the line; the exit code of the program.
   int Print() const;
+  /// How many findings are printed.
+  static inline int s_Shown = 20;
   [[nodiscard]] std::int64_t Findings() const noexcept { return m_Lost + m_Wrong; }
 
  private:
