@@ -315,3 +315,36 @@ set(KVL_CONTRACT_TEST_SOURCES
   tests/contract/Shared_test.cpp
   tests/contract/Slots_test.cpp
   tests/support/StoreFile.cpp)
+
+# The fault campaign, one program for each kind of fault.
+set(KVL_FAULTS_SUPPORT_SOURCES
+  tests/faults/FaultsClasses.cpp
+  tests/faults/FaultsFrame.cpp
+  tests/faults/FaultsLoop.cpp
+  tests/support/StorePowerVfs.cpp)
+
+set(KVL_FAULTS_MODEL_SOURCES
+  tests/faults/ModelCheck.cpp
+  tests/faults/ModelExecutor.cpp
+  tests/faults/ModelMain.cpp
+  tests/faults/ModelScript.cpp
+  tests/faults/ModelShrink.cpp
+  tests/faults/ModelSteps.cpp)
+
+set(KVL_FAULTS_KILLS_SOURCES
+  tests/faults/KillsMain.cpp)
+
+set(KVL_FAULTS_CREATORS_SOURCES
+  tests/faults/CreatorsMain.cpp)
+
+set(KVL_FAULTS_POWER_SOURCES
+  tests/faults/PowerMain.cpp)
+
+set(KVL_FAULTS_DAMAGE_SOURCES
+  tests/faults/DamageContent.cpp
+  tests/faults/DamageMain.cpp)
+
+set(KVL_FAULTS_MEMORY_SOURCES
+  tests/faults/MemoryMain.cpp
+  tests/faults/MemoryWorld.cpp
+  tests/support/StoreAllocFault.cpp)

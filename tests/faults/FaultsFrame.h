@@ -1,0 +1,108 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "store/sto_ErrorKind.h"
+
+// What the programs of the fault campaign have in common.
+
+/// A folder of its own, in memory where the system has such a place: these programs are about what reaches
+/// the system, not about the speed of a disk.
+class FaultsFolder {
+ public:
+  FaultsFolder();
+  ~FaultsFolder();
+  FaultsFolder(FaultsFolder const&) = delete;
+  FaultsFolder& operator=(FaultsFolder const&) = delete;
+  [[nodiscard]] std::string Path(std::string_view name = "test.kvs") const {
+    return (m_Folder / name).string();
+  }
+  /// Removes all files.
+  void Clear() const;
+
+ private:
+  std::filesystem::path m_Folder;
+};
+
+/// The options of a program: `--name value`, or `--name` alone. All programs take `--show N`: so many
+/// findings of each kind are printed.
+class FaultsOptions {
+ public:
+  FaultsOptions(int argc, char** argv);
+  [[nodiscard]] bool Has(std::string const& name) const { return m_Values.count(name) != 0; }
+  [[nodiscard]] std::string Text(std::string const& name, std::string const& otherwise) const;
+  [[nodiscard]] int Number(std::string const& name, int otherwise) const;
+  /// The short form, for each commit.
+  [[nodiscard]] bool IsShort() const { return Has("short"); }
+
+ private:
+  std::map<std::string, std::string> m_Values;
+};
+
+/// One line of the campaign's result: what was tried, how often, and what was lost or silently wrong. The
+/// findings go to the standard error stream, each when it is found.
+class FaultsRow {
+ public:
+  explicit FaultsRow(std::string what) : m_What(std::move(what)) {}
+  void Count(std::int64_t count = 1) noexcept { m_Count += count; }
+  /// What was promised is not there any more, or the program ended in a way that it must not.
+  void Lost(std::string const& finding) { Found("LOST", finding, m_Lost); }
+  /// Something else is there than was written, and no error says so.
+  void Wrong(std::string const& finding) { Found("WRONG", finding, m_Wrong); }
+  /// A column of its own for what is counted besides.
+  void Besides(std::string const& name, std::int64_t count = 1) { m_Besides[name] += count; }
+  /// Prints the line; the exit code of the program.
+  int Print() const;
+  /// How many findings are printed.
+  static inline int s_Shown = 20;
+  [[nodiscard]] std::int64_t Findings() const noexcept { return m_Lost + m_Wrong; }
+
+ private:
+  void Found(char const* kind, std::string const& finding, std::int64_t& counter);
+  std::string m_What;
+  std::int64_t m_Count = 0, m_Lost = 0, m_Wrong = 0;
+  std::map<std::string, std::int64_t> m_Besides;
+  std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
+};
+
+/// How a child process ended, and what it wrote into its pipe.
+struct FaultsEnd {
+  int m_ExitCode = -1; ///< -1 when a signal ended it
+  int m_Signal = 0;
+  std::string m_Output;
+  /// As text, for a finding.
+  [[nodiscard]] std::string AsText() const;
+};
+
+/// Runs `work` in a child process, which ends with what it returns, 3 for an exception (whose text goes into
+/// the pipe), or by SIGALRM after so many seconds. It gets the writing end of a pipe. The standard error
+/// stream of the child is switched off. `meanwhile`, with the child's id, runs in the parent first.
+FaultsEnd FaultsChild(std::function<int(int pipe)> const& work, unsigned int seconds,
+                      std::function<void(int child)> const& meanwhile = {});
+
+/// Writes all of a text into a pipe.
+void FaultsTell(int pipe, std::string_view text);
+
+/// How an operation ended.
+struct FaultsOutcome {
+  enum class Way { Done, Store, NoMemory, Other }; ///< Store: a sto_Exception; Other: another exception
+  Way m_Way = Way::Done;
+  sto_ErrorKind m_Kind{}; ///< of a sto_Exception
+  std::string m_Text;
+  [[nodiscard]] bool IsDone() const noexcept { return m_Way == Way::Done; }
+  [[nodiscard]] bool Is(sto_ErrorKind kind) const noexcept { return m_Way == Way::Store && m_Kind == kind; }
+};
+/// Runs an operation and says how it ended.
+FaultsOutcome FaultsTry(std::function<void()> const& act);
+
+/// What "PRAGMA integrity_check" says.
+std::string FaultsIntegrityOf(std::string const& path);
+
+std::string FaultsBytesOf(std::string const& path);
+void FaultsPutBytes(std::string const& path, std::string_view bytes);

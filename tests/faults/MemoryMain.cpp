@@ -1,0 +1,300 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <stdexcept>
+#include <vector>
+
+#include "tests/faults/FaultsFrame.h"
+#include "tests/faults/MemoryWorld.h"
+#include "tests/support/StoreAllocFault.h"
+
+// Allocations that fail, in every operation of a session: the n-th for all n until the operation needs no
+// more, once, three times in a row, and for good.
+//
+//     faults_memory [--short] [--only NAME] [--from N] [--stride N] [--written]
+//
+// Afterwards memory is there again: the session can be used, nothing that was committed is gone, nothing that
+// was undone is there, arrays have their elements or say Unavailable, and the operation can be repeated.
+// With --here --only NAME --from N --failures K one step runs in this process, for a debugger.
+// With --written the arrays have no changes that are not written.
+
+namespace {
+
+constexpr unsigned int SecondsOfTry = 20;
+constexpr int FirstPlace = 5; ///< behind the elements that the list has
+
+struct Operation {
+  char const* m_Name;
+  bool m_InTransaction;                        ///< it runs in one, which is rolled back when it fails
+  std::function<void(MemoryWorld&)> m_Prepare; ///< without failures, in the transaction
+  std::function<void(MemoryWorld&)> m_Act;
+  std::function<void(MemoryWorld&)> m_Apply; ///< what it does to the model
+  bool m_IsEnd = false;                      ///< it ends the transaction, or the session, whatever happens
+};
+
+void Nothing(MemoryWorld&) {}
+
+int Next(MemoryWorld const& world, int array) {
+  return 200'000 + static_cast<int>(world.m_Model.m_Carrier[static_cast<std::size_t>(array)].size());
+}
+
+/// Appends to the carrier's ints, over the end of a block; the model follows element by element.
+void AppendMany(MemoryWorld& world) {
+  for (int i = 0; i < 2300; ++i) {
+    int const value = Next(world, 1);
+    world.m_Carrier->Append(1, value);
+    world.m_Model.m_Carrier[1].push_back(value); // its room was reserved
+  }
+}
+
+void FlushAll(MemoryWorld& world) {
+  for (int array = 0; array < Carrier::ArrayCount; ++array) world.m_Carrier->Flush(array);
+}
+
+void SavedCarrier(MemoryWorld& world) {
+  world.m_Model.m_Number = world.m_Carrier->m_Number;
+  if (!world.m_Transaction) world.m_Model.m_Stored = world.m_Model.m_Carrier;
+}
+
+std::string const& Run20000() {
+  static std::string const run(20'000, 'r');
+  return run;
+}
+
+std::vector<Operation> Operations() {
+  auto const reserve = [](MemoryWorld& world) { world.m_Model.m_Carrier[1].reserve(20'000); };
+  auto const saveFresh = [](MemoryWorld& world) { world.m_Store->Save("fresh", *world.m_Fresh); };
+  auto const savedFresh = [](MemoryWorld& world) { world.m_Model.m_Roots.insert("fresh"); };
+  auto const saveAgain = [](MemoryWorld& world) { world.m_Store->Save("carrier", *world.m_Carrier); };
+  auto const number = [](MemoryWorld& world) { world.m_Carrier->m_Number = 2; };
+  auto const writeBlob = [](MemoryWorld& world) {
+    world.m_Picture->Blob().Write(25'000, 20'000, Run20000().data());
+  };
+  auto const wroteBlob = [](MemoryWorld& world) {
+    world.m_Model.m_Bytes.resize(45'000);
+    world.m_Model.m_Bytes.replace(25'000, 20'000, Run20000());
+  };
+  auto const put = [](MemoryWorld& world) { world.m_Folder->Put(FirstPlace, *world.m_Leaf); };
+  auto const putModel = [](MemoryWorld& world) {
+    world.m_Model.m_Items.resize(std::max<std::size_t>(world.m_Model.m_Items.size(), FirstPlace + 1));
+    world.m_Model.m_Items[FirstPlace] = 4711;
+  };
+  auto const changeMuch = [=](MemoryWorld& world) {
+    number(world);
+    saveAgain(world);
+    SavedCarrier(world);
+    saveFresh(world);
+    savedFresh(world);
+    writeBlob(world);
+    wroteBlob(world);
+    put(world);
+    putModel(world);
+    world.ChangeArrays();
+  };
+  return {
+      {"save new", false, Nothing, saveFresh, savedFresh},
+      {"save new in a transaction", true, Nothing, saveFresh, savedFresh},
+      {"save again", false, number, saveAgain, SavedCarrier},
+      {"save again in a transaction", true, number, saveAgain, SavedCarrier},
+      {"load", false, Nothing,
+       [](MemoryWorld& world) { world.m_Loaded = world.m_Store->Load<Carrier>("carrier"); },
+       [](MemoryWorld& world) { world.m_Loaded.reset(); }},
+      {"append", false, reserve, AppendMany, Nothing},
+      {"append in a transaction", true, reserve, AppendMany, Nothing},
+      {"flush", false, Nothing, FlushAll,
+       [](MemoryWorld& world) { world.m_Model.m_Stored = world.m_Model.m_Carrier; }},
+      {"evict", false, Nothing, [](MemoryWorld& world) { static_cast<void>(world.m_Carrier->Get(1, 3)); },
+       Nothing},
+      {"blob write", false, Nothing, writeBlob, wroteBlob},
+      {"blob write in a transaction", true, Nothing, writeBlob, wroteBlob},
+      {"blob read", false, Nothing,
+       [](MemoryWorld& world) {
+         static char bytes[40'000];
+         world.m_Picture->Blob().Read(0, sizeof bytes, bytes);
+       },
+       Nothing},
+      {"list put", false, Nothing, put, putModel},
+      {"list put in a transaction", true, Nothing, put, putModel},
+      {"list set count", false, Nothing, [](MemoryWorld& world) { world.m_Folder->Items().SetCount(700); },
+       [](MemoryWorld& world) { world.m_Model.m_Items.resize(700, -1); }},
+      {"list remove", false, Nothing, [](MemoryWorld& world) { world.m_Folder->Items().Remove(0); },
+       [](MemoryWorld& world) { world.m_Model.m_Items.erase(world.m_Model.m_Items.begin()); }},
+      {"list read", false, Nothing,
+       [](MemoryWorld& world) {
+         static_cast<void>(std::unique_ptr<cls_MementoRead>(world.m_Folder->Items().MakeReadObj(1)));
+       },
+       Nothing},
+      {"map put", false, Nothing, [](MemoryWorld& world) { world.m_Folder->PutKey(77, *world.m_Leaf); },
+       [](MemoryWorld& world) { world.m_Model.m_Keyed[77] = 4711; }},
+      {"map remove", false, Nothing,
+       [](MemoryWorld& world) { static_cast<void>(world.m_Folder->Keyed().Remove(1)); },
+       [](MemoryWorld& world) { world.m_Model.m_Keyed.erase(1); }},
+      {"begin", false, Nothing, [](MemoryWorld& world) { sto_Transaction const transaction(*world.m_Store); },
+       Nothing},
+      {"commit", true, changeMuch, [](MemoryWorld& world) { world.m_Transaction->Commit(); },
+       [](MemoryWorld& world) {
+         world.m_Transaction.reset();
+         world.m_Model.m_Stored = world.m_Model.m_Carrier;
+       }},
+      {"rollback", true, changeMuch, [](MemoryWorld& world) { world.m_Transaction->Rollback(); },
+       [](MemoryWorld& world) { world.Rollback(); }, true},
+      {"collect", false, Nothing, [](MemoryWorld& world) { world.m_Store->CollectGarbage(); }, Nothing},
+      {"open", false, Nothing,
+       [](MemoryWorld& world) {
+         world.m_Second = std::make_unique<sto_Store>(
+             sto_Store::Open(world.m_Path, sto_Mode::ReadWrite, FaultsRegistrar()));
+       },
+       [](MemoryWorld& world) { world.m_Second.reset(); }},
+      {"close", false, Nothing, [](MemoryWorld& world) { world.m_Store.reset(); }, Nothing, true},
+      {"close in a transaction", true, changeMuch, [](MemoryWorld& world) { world.m_Store.reset(); },
+       [](MemoryWorld& world) { world.m_Model = world.m_AtBegin; }, true},
+  };
+}
+
+/// The operation failed: what is left, and that it can be repeated.
+void CheckAfterFailure(Operation const& operation, MemoryWorld& world, FaultsOutcome const& outcome) {
+  if (outcome.m_Way == FaultsOutcome::Way::Other) throw std::runtime_error("it raised " + outcome.m_Text);
+  if (operation.m_InTransaction) {
+    // A failure may have undone the transaction: then all is as before it, else as before the call.
+    MemoryModel const before = world.m_Model;
+    if (!FaultsTry([&] { world.CheckMemory(); }).IsDone()) {
+      world.m_Model = world.m_AtBegin;
+      world.CheckMemory();
+      world.m_Model = before;
+    }
+    world.Rollback();
+  }
+  world.CheckMemory();
+  world.CheckUse();
+  if (operation.m_InTransaction) world.Begin();
+  operation.m_Prepare(world);
+  operation.m_Act(world);
+  operation.m_Apply(world);
+  if (world.m_Transaction) world.Commit();
+}
+
+/// One failure; `hasFailed` says whether there was one.
+void Try(Operation const& operation, std::string const& base, std::string const& path, int step, int failures,
+         bool& hasFailed) {
+  MemoryWorld world(base, path);
+  if (operation.m_InTransaction) world.Begin();
+  operation.m_Prepare(world);
+  StoreAllocFault::FailFrom(step, failures);
+  FaultsOutcome const outcome = FaultsTry([&] {
+    struct Stop {
+      ~Stop() { StoreAllocFault::Stop(); }
+    } const stop;
+    operation.m_Act(world);
+  });
+  hasFailed = StoreAllocFault::HasFailed();
+  if (operation.m_IsEnd) {
+    operation.m_Apply(world);
+    if (!outcome.IsDone()) throw std::runtime_error("it raised " + outcome.m_Text);
+    bool const isClosed = world.m_Store == nullptr;
+    if (isClosed) {
+      world.m_Transaction.release(); // NOLINT: its session is gone, and it must not ask it
+    } else {
+      world.CheckMemory();
+      world.CheckUse();
+    }
+    return world.CheckStored(isClosed);
+  }
+  if (outcome.IsDone()) {
+    operation.m_Apply(world);
+    world.CheckMemory();
+    if (world.m_Transaction) world.Commit();
+    world.CheckUse();
+  } else {
+    CheckAfterFailure(operation, world, outcome);
+  }
+  world.CheckMemory();
+  world.CheckStored(false);
+}
+
+/// All steps of one operation, `stride` apart, in child processes; each goes on behind the step that ended
+/// the one before.
+void RunOperation(FaultsFolder const& folder, FaultsRow& row, Operation const& operation, int failures,
+                  int first, int stride) {
+  std::string const name = std::string(operation.m_Name) +
+                           (failures < 0 ? ", for good" : ", " + std::to_string(failures) + " times");
+  for (int step = first;;) {
+    FaultsEnd const end = FaultsChild(
+        [&](int pipe) {
+          for (int at = step;; at += stride) {
+            alarm(SecondsOfTry);
+            bool hasFailed = true;
+            FaultsOutcome const outcome = FaultsTry(
+                [&] { Try(operation, folder.Path("base"), folder.Path("work"), at, failures, hasFailed); });
+            // Each line: + went well, - did not; a dot follows when no allocation was left to fail.
+            FaultsTell(pipe, outcome.IsDone() ? "+\n" : "-" + outcome.m_Text + '\n');
+            if (!hasFailed) FaultsTell(pipe, ".\n");
+            if (!outcome.IsDone()) return 1; // memory may be anything now
+            if (!hasFailed) return 0;
+          }
+        },
+        SecondsOfTry);
+    bool isOver = false;
+    bool isTold = false;
+    for (std::size_t at = 0, line = 0; (line = end.m_Output.find('\n', at)) != std::string::npos;
+         at = line + 1) {
+      isOver = end.m_Output[at] == '.';
+      if (isOver) break;
+      isTold = end.m_Output[at] == '-';
+      row.Count();
+      if (isTold)
+        row.Lost(name + ", step " + std::to_string(step) + ": " + end.m_Output.substr(at + 1, line - at - 1));
+      step += stride;
+    }
+    if (isOver) return;
+    if (!isTold) {
+      row.Count();
+      row.Lost(name + ", step " + std::to_string(step) + ": the process ended by " +
+               FaultsEnd{end.m_ExitCode, end.m_Signal, ""}.AsText());
+      step += stride;
+    }
+    if (step > 20'000) return row.Lost(name + ": it never ends");
+  }
+}
+
+int Run(FaultsOptions const& options) {
+  StoreAllocFault::Install();
+  MemoryWorld::s_HasPending = !options.Has("written");
+  FaultsFolder const folder;
+  FaultsRow row("failing allocations in every operation of a session");
+  if (FaultsEnd const end = FaultsChild(
+          [&](int) {
+            MemoryWorld::MakeBase(folder.Path("base"));
+            return 0;
+          },
+          60);
+      end.m_ExitCode != 0)
+    throw std::runtime_error("the base cannot be made: " + end.AsText());
+  std::string const only = options.Text("only", "");
+  if (options.Has("here")) {
+    bool hasFailed = false;
+    for (Operation const& operation : Operations())
+      if (only == operation.m_Name)
+        Try(operation, folder.Path("base"), folder.Path("work"), options.Number("from", 1),
+            options.Number("failures", 1), hasFailed);
+    std::printf(hasFailed ? "ok\n" : "no allocation failed\n");
+    return 0;
+  }
+  int const stride = options.Number("stride", options.IsShort() ? 17 : 1);
+  int place = 0;
+  for (Operation const& operation : Operations())
+    for (int const failures : {1, 3, -1})
+      if (only.empty() || only == operation.m_Name)
+        RunOperation(folder, row, operation, failures, options.Number("from", 1 + place++ % stride), stride);
+  return row.Print();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  int code = 3;
+  FaultsOutcome const outcome = FaultsTry([&] { code = Run(FaultsOptions(argc, argv)); });
+  if (!outcome.IsDone()) std::fprintf(stderr, "%s\n", outcome.m_Text.c_str());
+  return code;
+}

@@ -1,0 +1,100 @@
+#include <algorithm>
+#include <cstdio>
+#include <random>
+#include <set>
+
+#include "tests/faults/FaultsFrame.h"
+#include "tests/faults/FaultsLoop.h"
+#include "tests/support/StorePowerVfs.h"
+
+// Losses of power at any operation of a loop of commits.
+//
+//     faults_power [--short] [--cuts 6000] [--seed 1]
+//
+// All operations of the loop on the database, its journal and its log are written down; then, many times, the
+// files are made as a cut may leave them, and the store is opened: it must have the last commit that had
+// returned before the cut, or the one that was under way, and nothing half.
+
+namespace {
+
+/// A loop of commits, written down.
+struct Loop {
+  std::map<std::string, std::string> m_Before;
+  std::vector<StorePowerVfs::Operation> m_Operations;
+  std::vector<std::size_t> m_Commits; ///< how many operations there were when each commit returned
+};
+
+Loop RecordLoop(FaultsFolder const& folder, bool withLog, int commits) {
+  folder.Clear();
+  Loop loop;
+  std::string const path = folder.Path();
+  FaultsMakeLoop(path, withLog);
+  FaultsRunLoop(path, 8, [](int) {}); // so that there is something to overwrite
+  loop.m_Before[path] = FaultsBytesOf(path);
+  StorePowerVfs const vfs;
+  StorePowerVfs::Record();
+  FaultsRunLoop(path, commits, [&](int) { loop.m_Commits.push_back(StorePowerVfs::Recorded().size()); });
+  loop.m_Operations = StorePowerVfs::Recorded();
+  return loop;
+}
+
+void CheckCut(FaultsRow& row, FaultsFolder const& folder, Loop const& loop, std::size_t at,
+              std::string const& where, std::map<std::string, std::string> const& files) {
+  folder.Clear();
+  for (auto const& [path, content] : files) FaultsPutBytes(path, content);
+  row.Count();
+  std::string const path = folder.Path();
+  auto const committed = 8 + static_cast<int>(std::count_if(loop.m_Commits.begin(), loop.m_Commits.end(),
+                                                            [&](std::size_t end) { return end <= at; }));
+  int found = -1;
+  FaultsOutcome const outcome = FaultsTry([&] { found = FaultsStateOf(path); });
+  if (!outcome.IsDone()) return row.Lost(where + outcome.m_Text);
+  if (found < committed)
+    row.Lost(where + "commit " + std::to_string(committed) + " is gone; " + std::to_string(found) +
+             " is there");
+  if (found > committed + 1)
+    row.Wrong(where + "commit " + std::to_string(found) + " is there before it was made");
+  row.Besides(found == committed ? "old" : "new");
+  if (std::string const integrity = FaultsIntegrityOf(path); integrity != "ok") row.Wrong(where + integrity);
+}
+
+void RunMode(FaultsRow& row, FaultsFolder const& folder, bool withLog, int cuts, std::mt19937& random) {
+  Loop const loop = RecordLoop(folder, withLog, withLog ? 30 : 12);
+  std::set<std::size_t> places;
+  // Operations where something is synchronised, and the next after them, are where a mistake would show.
+  int const stride = std::max(1, static_cast<int>(loop.m_Operations.size()) * 3 / cuts);
+  for (std::size_t i = random() % static_cast<unsigned int>(stride); i <= loop.m_Operations.size();
+       i += static_cast<std::size_t>(stride))
+    places.insert(i);
+  int const states = std::max(1, cuts / static_cast<int>(places.size()));
+  StorePowerCut cut(loop.m_Before);
+  for (std::size_t i = 0; i <= loop.m_Operations.size(); ++i) {
+    if (places.count(i) != 0)
+      for (int state = 0; state < states; ++state) {
+        int const sector = random() % 2 == 0 ? 512 : 4096;
+        std::string const where = std::string(withLog ? "log" : "journal") + ", cut before operation " +
+                                  std::to_string(i) + " of " + std::to_string(loop.m_Operations.size()) +
+                                  ": ";
+        CheckCut(row, folder, loop, i, where, cut.Cut(random, sector));
+      }
+    if (i < loop.m_Operations.size()) cut.Apply(loop.m_Operations[i]);
+  }
+}
+
+int Run(FaultsOptions const& options) {
+  int const cuts = options.Number("cuts", options.IsShort() ? 400 : 6000);
+  std::mt19937 random(static_cast<unsigned int>(options.Number("seed", 1)));
+  FaultsFolder const folder;
+  FaultsRow row("losses of power within a loop of commits, both journal modes");
+  for (bool const withLog : {false, true}) RunMode(row, folder, withLog, cuts / 2, random);
+  return row.Print();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  int code = 3;
+  FaultsOutcome const outcome = FaultsTry([&] { code = Run(FaultsOptions(argc, argv)); });
+  if (!outcome.IsDone()) std::fprintf(stderr, "%s\n", outcome.m_Text.c_str());
+  return code;
+}
