@@ -37,6 +37,13 @@ std::int64_t sto_BranchCopy::MapId(std::int64_t id) {
   return MapPartId(id);
 }
 
+std::int64_t sto_BranchCopy::MapHeldId(std::int64_t id) {
+  if (!m_Source.Driver().HasObject(id))
+    m_Source.Raise(sto_ErrorKind::Damaged,
+                   "Object " + std::to_string(id) + ", which a copied object holds, is missing.");
+  return MapId(id);
+}
+
 std::int64_t sto_BranchCopy::MapPartId(std::int64_t id) {
   auto const [place, isNew] = m_Ids.emplace(id, 0);
   if (isNew) place->second = m_Target.TakeId();
@@ -66,10 +73,7 @@ void sto_BranchCopy::CopyField(sto_Field const& field, sto_RecordBuilder& builde
   if (field.m_Tag == sto_Format::Text || field.m_Tag == sto_Format::Bytes) writer.Varint(payload.size());
   if (field.m_Tag == sto_Format::Object || field.m_Tag == sto_Format::Reference) {
     std::int64_t const held = sto_ByteReader(payload).Number<std::int64_t>();
-    if (field.m_Tag == sto_Format::Object && !m_Source.Driver().HasObject(held))
-      m_Source.Raise(sto_ErrorKind::Damaged,
-                     "Object " + std::to_string(held) + ", which a copied object holds, is missing.");
-    writer.Number(MapId(held));
+    writer.Number(field.m_Tag == sto_Format::Object ? MapHeldId(held) : MapId(held));
     payload = payload.subspan(8);
   }
   writer.Raw(payload.data(), payload.size());
@@ -81,7 +85,7 @@ sto_Bytes sto_BranchCopy::MapIds(sto_ByteView ids) {
   sto_ByteWriter writer(mapped);
   while (reader.Remaining() != 0 && !reader.Failed()) {
     std::int64_t const id = reader.Number<std::int64_t>();
-    writer.Number(id == 0 ? id : MapId(id));
+    writer.Number(id == 0 ? id : MapHeldId(id));
   }
   return mapped;
 }
@@ -129,7 +133,7 @@ void sto_BranchCopy::CopyMap(sto_MapHeader const& map, sto_RecordBuilder& builde
       sto_ByteView const text = reader.Raw(key - 1);
       writer.Raw(text.data(), text.size());
     }
-    writer.Varint(static_cast<std::uint64_t>(MapId(static_cast<std::int64_t>(reader.Varint()))));
+    writer.Varint(static_cast<std::uint64_t>(MapHeldId(static_cast<std::int64_t>(reader.Varint()))));
   }
   builder.SetMap(map, std::move(entries));
 }

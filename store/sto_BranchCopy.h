@@ -27,6 +27,8 @@ class sto_BranchCopy {
  private:
   /// The id of the copy of an object, which is to be copied when it is met first.
   std::int64_t MapId(std::int64_t id);
+  /// The same for one that an object holds; Damaged when it is missing.
+  std::int64_t MapHeldId(std::int64_t id);
   /// The same for one that is copied with its object.
   std::int64_t MapPartId(std::int64_t id);
   void CopyObject(std::int64_t id, sto_Record const& record);

@@ -297,6 +297,30 @@ TEST_F(StoreProxy, OlderVersionIsCopiedWithItsDescription) {
       4);
 }
 
+TEST_F(StoreProxy, MissingElementOfACollectionIsToldAndNothingIsCopied) {
+  for (std::string const kind : {"list", "map", "texts"}) {
+    sto_Store source = Create(kind);
+    SaveFields(source, [&](cls_WriteVisitor const& visitor) {
+      cls_MementoWrite& memento = *visitor.Memento();
+      if (kind == "list")
+        AppendNode(*Own(memento.MakeFieldWriteListObj(Field("m_Objects"), cls_Uid())), Node(1));
+      else if (kind == "map")
+        InsertNode(*Own(memento.MakeFieldWriteMapInt2Obj(Field("m_ByInt"), cls_Uid())), 4, Node(2));
+      else
+        InsertNode(*Own(memento.MakeFieldWriteMapString2Obj(Field("m_ByString"), cls_Uid())), "k"_cow,
+                   Node(3));
+    });
+    SqlFile file(Path(kind));
+    file.Unpack();
+    file.Run("DELETE FROM object WHERE id = (SELECT max(id) FROM object)"); // the element
+    sto_Store target = Create("to " + kind);
+    std::string const message =
+        MessageOf(sto_ErrorKind::Damaged, [&] { CopyTo(target, sto_MakeProxy(source, "root")); });
+    EXPECT_TRUE(Contains(message, "is missing")) << message;
+    EXPECT_EQ(target.ObjectCount(), 0);
+  }
+}
+
 TEST_F(StoreProxy, AttributesOfAStoreThatDoesNotDescribeThemMustFitTheTargetsDescription) {
   sto_Store source = Create("source");
   source.Save("node", Node(3));

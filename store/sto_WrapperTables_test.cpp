@@ -199,10 +199,8 @@ TYPED_TEST(StoreTables, NegativeRowWidthIsRefusedWhenWrittenAndWhenRead) {
   this->ExpectShape(*store.Load<typename TypeParam::Wrapper>("table"), 2, 3);
   SqlFile file(this->Path());
   file.Unpack();
-  for (int const width : {-1, -3, -70'000}) {
-    this->ExpectUneven(file, width, 6, false);
-    this->ExpectUneven(file, width, 100'000, true);
-  }
+  for (int const width : {-1, -3, -100, -70'000}) this->ExpectUneven(file, width, 6, false);
+  for (int const width : {-100, -70'000}) this->ExpectUneven(file, width, 100'000, true);
   store.Save("other", this->Make(2, 3)); // the store can be used on
   this->ExpectShape(*store.Load<typename TypeParam::Wrapper>("other"), 2, 3);
 }
