@@ -44,9 +44,10 @@ long long BytesIn(int index, long long blobBytes) noexcept {
 
 sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
     : m_Session(session.Self()), m_Location(session.Location()), m_Id(id), m_Blocks(session, id) {
-  if (isMade) {
-    m_MadeInSave = session.SaveNumber();
-    m_MadeInTransaction = session.TransactionNumber();
+  if (isMade) session.NoteMade(id);
+  if (sto_Session::ListAtBegin const* const before = session.FindAtBegin(id); before != nullptr) {
+    if (before->m_IsMade) m_MadeInTransaction = session.TransactionNumber();
+    m_MadeInSave = before->m_MadeInSave;
   }
   if (session.InTransaction()) m_SeenChange = ShowHeader().m_Change;
   session.OpenBlobs().insert(this);

@@ -380,10 +380,15 @@ template <class T> bool sto_ListAgent<T>::RefreshHolders(bool isSeen) {
     if (slot.m_SeenForeign != this->Foreign()) this->RaiseStale();
     array.Flush(); // its size is about to be taken from the store
   });
-  ForEachArray([&](cls_ArrayPrim<T>& array, sto_HolderSlot const& slot) {
+  using Before = sto_HolderSlot::Before;
+  sto_Session::ListAtBegin const* const before = Session().FindAtBegin(Id());
+  ForEachArray([&](cls_ArrayPrim<T>& array, sto_HolderSlot& slot) {
     if (slot.m_SeenForeign == this->Foreign()) return;
     array.Release(); // nothing is unwritten
     array.SetLength(m_Count);
+    // What the other session committed is not undone with this transaction.
+    slot.m_AtMark = {Before::Kind::Associated, m_Count};
+    slot.m_AtBegin = {Before::Kind::Associated, before == nullptr ? m_Count : before->m_Count};
   });
   this->ForEachHolder([&](cls_PC&, sto_HolderSlot& slot) { slot.m_SeenForeign = this->Foreign(); });
   return true;
