@@ -409,6 +409,14 @@ template <class T> void sto_ListAgent<T>::CheckSeen(int firstIndex, T const* val
   if (!isFound) this->RaiseStale();
 }
 
+template <class T> bool sto_ListAgent<T>::HasUnwrittenHolders() const noexcept {
+  bool isUnwritten = false;
+  ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot const&) {
+    isUnwritten = isUnwritten || HasUnwritten(array);
+  });
+  return isUnwritten;
+}
+
 template <class T> void sto_ListAgent<T>::CheckWhole() const {
   if (this->IsLost() || !this->IsMadeInSave()) return;
   ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot const&) {

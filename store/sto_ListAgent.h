@@ -45,6 +45,7 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   void RegisterHolder(cls_PC* holder) override { Hold(holder); }
 
   void CheckWhole() const override;
+  [[nodiscard]] bool HasUnwrittenHolders() const noexcept override;
   bool CopyInto(sto_ObjectWriter& object, void const* container) override;
 
  protected:

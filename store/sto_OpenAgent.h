@@ -69,6 +69,8 @@ class sto_OpenAgent {
   void UndoTransaction(sto_Keeping kept) noexcept;
   /// Misuse when the save that ends made the collection and a container has elements that it could not write.
   virtual void CheckWhole() const {}
+  /// Whether a container has elements that it has changed and not written.
+  [[nodiscard]] virtual bool HasUnwrittenHolders() const noexcept { return false; }
   /// The session ends: containers are flushed and detached. May delete the agent.
   void CloseSession() noexcept;
 

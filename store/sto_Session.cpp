@@ -24,6 +24,10 @@ sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> drive
 
 sto_Session::~sto_Session() {
   Rollback();
+  try {
+    if (!m_Driver->IsReadOnly()) Close();
+  } catch (...) { // then each container by itself, as far as it goes
+  }
   ForEachAgent([](sto_OpenAgent& agent) { agent.CloseSession(); });
   *m_Self = nullptr;
 }
@@ -193,6 +197,23 @@ sto_OpenAgent* sto_Session::FindLost(cls_UidCatalogEntry const* entry) noexcept 
 
 void sto_Session::FlushHolders() {
   ForEachAgent([](sto_OpenAgent& agent) { agent.FlushHolders(); });
+}
+
+void sto_Session::Close() {
+  RaiseKept();
+  if (m_InTransaction)
+    Raise(sto_ErrorKind::Misuse, "Closing the store while a transaction is open: commit or roll back first.");
+  bool isUnwritten = false;
+  ForEachAgent([&](sto_OpenAgent& agent) { isUnwritten = isUnwritten || agent.HasUnwrittenHolders(); });
+  if (!isUnwritten) return;
+  Begin(true, sto_Keeping::Handles);
+  try {
+    FlushHolders();
+    Commit();
+  } catch (...) {
+    Rollback();
+    throw;
+  }
 }
 
 void sto_Session::WriteAgentRecords() {

@@ -133,6 +133,9 @@ class sto_Session {
   void AddKeptBytes(std::int64_t bytes) noexcept { m_KeptBytes += bytes; }
   /// Lets every container that is tied to a collection write back what it has. In a write transaction.
   void FlushHolders();
+  /// Does that in one transaction of its own, if there is anything to write. When it raises, containers have
+  /// what they had. Misuse while a transaction is open.
+  void Close();
 
   /// The save, and the load, of single elements that are going on; the mementos of elements keep them.
   [[nodiscard]] std::weak_ptr<sto_ElementSave>& ElementSave() noexcept { return m_ElementSave; }

@@ -61,84 +61,94 @@ sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassR
       std::make_unique<sto_Session>(location, std::move(driver), registrar, options.m_MaxKeptBytes));
 }
 
-std::string const& sto_Store::Location() const noexcept {
-  return m_Session->Location();
+sto_Session& sto_Store::Session() const {
+  if (m_Session == nullptr) sto_Raise(sto_ErrorKind::Misuse, "The store is closed, or was moved from.");
+  return *m_Session;
 }
 
-bool sto_Store::IsReadOnly() const noexcept {
-  return m_Session->Driver().IsReadOnly();
+void sto_Store::Close() {
+  Session().Close();
+  m_Session.reset();
+}
+
+std::string const& sto_Store::Location() const {
+  return Session().Location();
+}
+
+bool sto_Store::IsReadOnly() const {
+  return Session().Driver().IsReadOnly();
 }
 
 void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject write) {
-  sto_OwnTransaction transaction(*m_Session, true, sto_Keeping::Handles);
-  if (!m_Session->IsWriting())
-    m_Session->Raise(sto_ErrorKind::Misuse,
-                     "Saving in a transaction that only reads, or while an object is being loaded.");
-  m_Session->BeginSave();
+  sto_OwnTransaction transaction(Session(), true, sto_Keeping::Handles);
+  if (!Session().IsWriting())
+    Session().Raise(sto_ErrorKind::Misuse,
+                    "Saving in a transaction that only reads, or while an object is being loaded.");
+  Session().BeginSave();
   try {
-    RootRequest const request(*m_Session);
+    RootRequest const request(Session());
     {
       cls_WriteVisitor const visitor(request, object);
       write(object, visitor);
     }
     if (request.Id() == 0)
-      m_Session->Raise(sto_ErrorKind::Misuse, "The object for root " + std::string(root) + " wrote nothing.");
-    m_Session->RaiseKept();
-    m_Session->CheckSave();
-    m_Session->Driver().SetRoot(root, request.Id());
-    m_Session->EndSave();
+      Session().Raise(sto_ErrorKind::Misuse, "The object for root " + std::string(root) + " wrote nothing.");
+    Session().RaiseKept();
+    Session().CheckSave();
+    Session().Driver().SetRoot(root, request.Id());
+    Session().EndSave();
   } catch (...) {
-    m_Session->UndoSave();
+    Session().UndoSave();
     throw;
   }
-  if (transaction.IsOwn()) m_Session->FlushHolders();
+  if (transaction.IsOwn()) Session().FlushHolders();
   transaction.Commit();
 }
 
 void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*, cls_ReadVisitor const&)) {
-  sto_OwnTransaction transaction(*m_Session, false);
-  LoadScope const scope(m_Session->Loaded());
-  std::optional<std::int64_t> const id = m_Session->Driver().FindRoot(root);
-  if (!id) m_Session->Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
-  if (!m_Session->IsGivenOut(*id))
-    m_Session->Raise(sto_ErrorKind::Damaged, "Root " + std::string(root) + " names object " +
-                                                 std::to_string(*id) + ", which the store never had.");
-  sto_RecordRef record = m_Session->ReadRecord(*id);
+  sto_OwnTransaction transaction(Session(), false);
+  LoadScope const scope(Session().Loaded());
+  std::optional<std::int64_t> const id = Session().Driver().FindRoot(root);
+  if (!id) Session().Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
+  if (!Session().IsGivenOut(*id))
+    Session().Raise(sto_ErrorKind::Damaged, "Root " + std::string(root) + " names object " +
+                                                std::to_string(*id) + ", which the store never had.");
+  sto_RecordRef record = Session().ReadRecord(*id);
   if (record == nullptr)
-    m_Session->Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(*id) + ", which is root " +
-                                                 std::string(root) + ", is missing.");
-  cls_ReadVisitor const visitor(new sto_MementoRead(*m_Session, std::move(record), 1));
+    Session().Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(*id) + ", which is root " +
+                                                std::string(root) + ", is missing.");
+  cls_ReadVisitor const visitor(new sto_MementoRead(Session(), std::move(record), 1));
   call(read, visitor);
   transaction.Commit();
 }
 
 bool sto_Store::HasRoot(std::string_view root) {
-  sto_OwnTransaction transaction(*m_Session, false);
-  return m_Session->Driver().FindRoot(root).has_value();
+  sto_OwnTransaction transaction(Session(), false);
+  return Session().Driver().FindRoot(root).has_value();
 }
 
 std::vector<std::string> sto_Store::Roots() {
-  sto_OwnTransaction transaction(*m_Session, false);
-  return m_Session->Driver().Roots();
+  sto_OwnTransaction transaction(Session(), false);
+  return Session().Driver().Roots();
 }
 
 bool sto_Store::RemoveRoot(std::string_view root) {
-  sto_OwnTransaction transaction(*m_Session, true);
-  if (!m_Session->IsWriting())
-    m_Session->Raise(sto_ErrorKind::Misuse,
-                     "Removing a root in a transaction that only reads, or while an object is being loaded.");
-  bool const removed = m_Session->Driver().RemoveRoot(root);
+  sto_OwnTransaction transaction(Session(), true);
+  if (!Session().IsWriting())
+    Session().Raise(sto_ErrorKind::Misuse,
+                    "Removing a root in a transaction that only reads, or while an object is being loaded.");
+  bool const removed = Session().Driver().RemoveRoot(root);
   transaction.Commit();
   return removed;
 }
 
 std::int64_t sto_Store::CollectGarbage() {
-  if (IsReadOnly()) m_Session->Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
-  sto_OwnTransaction transaction(*m_Session, true);
-  if (!m_Session->IsWriting() || m_Session->InSave() || m_Session->Loaded().InLoad())
-    m_Session->Raise(sto_ErrorKind::Misuse, "Collecting in a transaction that only reads, or while an object "
-                                            "is being saved or loaded.");
-  sto_Collector collector(*m_Session);
+  if (IsReadOnly()) Session().Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
+  sto_OwnTransaction transaction(Session(), true);
+  if (!Session().IsWriting() || Session().InSave() || Session().Loaded().InLoad())
+    Session().Raise(sto_ErrorKind::Misuse, "Collecting in a transaction that only reads, or while an object "
+                                           "is being saved or loaded.");
+  sto_Collector collector(Session());
   collector.Mark();
   std::int64_t const count = collector.Sweep();
   transaction.Commit();
@@ -146,25 +156,25 @@ std::int64_t sto_Store::CollectGarbage() {
 }
 
 std::int64_t sto_Store::CountGarbage() {
-  sto_OwnTransaction const transaction(*m_Session, false);
-  if (m_Session->InSave() || m_Session->Loaded().InLoad())
-    m_Session->Raise(sto_ErrorKind::Misuse, "Counting garbage while an object is being saved or loaded.");
-  sto_Collector collector(*m_Session);
+  sto_OwnTransaction const transaction(Session(), false);
+  if (Session().InSave() || Session().Loaded().InLoad())
+    Session().Raise(sto_ErrorKind::Misuse, "Counting garbage while an object is being saved or loaded.");
+  sto_Collector collector(Session());
   collector.Mark();
   return collector.Count();
 }
 
 std::int64_t sto_Store::ObjectCount() {
-  sto_OwnTransaction transaction(*m_Session, false);
-  return m_Session->Driver().ObjectCount();
+  sto_OwnTransaction transaction(Session(), false);
+  return Session().Driver().ObjectCount();
 }
 
 std::int64_t sto_Store::SizeBytes() {
-  sto_OwnTransaction transaction(*m_Session, false);
-  return m_Session->Driver().SizeBytes();
+  sto_OwnTransaction transaction(Session(), false);
+  return Session().Driver().SizeBytes();
 }
 
-sto_Transaction::sto_Transaction(sto_Store& store) : m_Session(store.m_Session.get()) {
+sto_Transaction::sto_Transaction(sto_Store& store) : m_Session(&store.Session()) {
   m_Session->Begin(true, sto_Keeping::Copies);
 }
 
@@ -183,7 +193,7 @@ void sto_Transaction::Rollback() noexcept {
   if (m_Session != nullptr) std::exchange(m_Session, nullptr)->Rollback();
 }
 
-sto_ReadTransaction::sto_ReadTransaction(sto_Store& store) : m_Session(*store.m_Session) {
+sto_ReadTransaction::sto_ReadTransaction(sto_Store& store) : m_Session(store.Session()) {
   m_Session.Begin(false);
 }
 

@@ -48,7 +48,11 @@ enum class sto_Mode {
 ///    identity. When it dies, the bond dies; a later identity is never taken for it.
 /// 3. A committed save survives the end of the process and, as far as SQLite promises, the loss of power.
 ///
-/// Failures are sto_Exception; see sto_ErrorKind. After a failed operation the store can be used on.
+/// 4. What an array, a list or a map of objects, or a blob shows when it is handed out is the latest commit.
+/// What another session has committed since is not overwritten: the write raises Conflict.
+///
+/// Failures are sto_Exception; see sto_ErrorKind. After a failed operation the store can be used on. What
+/// fails in a destructor is raised by the next operation of the store, or by the commit.
 /// Objects nest at most sto_Format::MaxNesting deep.
 ///
 /// Thread rule: one thread, which also owns the identities of what is saved and loaded. The store must be
@@ -69,18 +73,31 @@ class KVL_EXPORT sto_Store {
 
   sto_Store(sto_Store&&) noexcept;
   sto_Store& operator=(sto_Store&&) noexcept;
-  /// Closes the store; an open transaction is rolled back.
+  /// Closes the store; an open transaction is rolled back. What bulk arrays have not written is written, as
+  /// far as that succeeds: nobody hears of a failure here. Close tells it.
   ~sto_Store();
 
-  /// The file of the store.
-  [[nodiscard]] std::string const& Location() const noexcept;
-  [[nodiscard]] bool IsReadOnly() const noexcept;
+  /// Writes what bulk arrays have changed and not written, in one transaction, and closes the store; its
+  /// arrays are detached. When it raises, the store is still open, and the arrays have what they had. Misuse
+  /// while a transaction is open, and in every operation after it.
+  void Close();
 
-  /// Saves an object, and all that it holds, under a root name, in the place of what had that name (which
-  /// stays in the store without name; see CollectGarbage). In the open transaction, or else in one of its
-  /// own. Busy, ReadOnly, Full, Unavailable. Misuse, naming it, for an undeclared class or attribute, or one
-  /// that is declared as something else. Conflict, for a class version that the store knows under another
-  /// description.
+  /// The file of the store.
+  [[nodiscard]] std::string const& Location() const;
+  [[nodiscard]] bool IsReadOnly() const;
+
+  /// Saves an object, and all that it holds, under a root name, replacing what had that name (which stays in
+  /// the store without name; see CollectGarbage). In the open transaction, or else in one of its own. Busy,
+  /// ReadOnly, Full, Unavailable. Misuse, naming it, for an undeclared class or attribute, or one that is
+  /// declared as something else. Conflict, for a class version that the store knows under another
+  /// description, and for what another session has changed since it was read here.
+  ///
+  /// When it raises, whatever the reason, the store is as it was and so is every bulk array: one that was in
+  /// memory is in memory, whole, with its identity, and what an array had not written is still not written.
+  /// Saving again stores everything. A bulk array that belongs to another open store is copied, block by
+  /// block, each time that it is saved here, and stays with the store that it belongs to. Misuse for one
+  /// whose elements are not in memory, because its store was closed or it was detached. A blob is stored as
+  /// the class writes it in this save; see sto_KeepBlob for leaving it as it is.
   template <class T> void Save(std::string_view root, T const& object) {
     SaveWith(root, &object, [](void const* untyped, cls_WriteVisitor const& visitor) {
       auto const& typed = *static_cast<T const*>(untyped);
@@ -126,8 +143,8 @@ class KVL_EXPORT sto_Store {
   ///
   /// Objects in memory are no roots. Their identities stay bound, so that saving them again writes them under
   /// the ids that they had; no other object ever gets these. What only another session's memory leads to is
-  /// deleted: collections that it has open raise NotFound there, and its blobs are empty. The file keeps its
-  /// size; the room is used again.
+  /// deleted: collections and blobs that it has open raise NotFound there. The file keeps its size; the room
+  /// is used again.
   ///
   /// Misuse in a transaction that only reads, and while something is saved or loaded. Damaged, NewerFormat
   /// for an object that cannot be read, or that a root or another object holds and that is missing, or for a
@@ -149,6 +166,9 @@ class KVL_EXPORT sto_Store {
  private:
   friend class sto_ReadTransaction;
   friend class sto_Transaction;
+
+  /// Misuse for a store that is closed, or was moved from.
+  [[nodiscard]] sto_Session& Session() const;
 
   using WriteObject = void (*)(void const* object, cls_WriteVisitor const& visitor);
   void SaveWith(std::string_view root, void const* object, WriteObject write);
@@ -182,10 +202,19 @@ class KVL_EXPORT sto_Transaction {
   sto_Transaction(sto_Transaction const&) = delete;
   sto_Transaction& operator=(sto_Transaction const&) = delete;
 
-  /// Makes everything durable. When it raises, the transaction is still open: commit again, or roll back.
+  /// Makes everything durable, with what bulk arrays have changed. When it raises Busy (another program is
+  /// reading or writing), or Conflict, the transaction is still open: commit again, or roll back. After any
+  /// other failure the database may have undone the transaction; then all that is left is to roll back, and
+  /// every operation until then, Commit too, raises Unavailable.
   void Commit();
 
   /// Undoes everything; identities that were first saved in the transaction are unknown to the store again.
+  /// A bulk array that was first saved in it is in memory again, with its identity and the elements that it
+  /// had when that save began. One that the store had before is as it was when the transaction began:
+  /// committed elements, and those that had been changed before and not written. References to elements are
+  /// not valid any more. What cannot be brought back raises Unavailable at every use and at every save: a
+  /// cls_SimpleArrayPrim, an agent of a list or map of objects, and a blob's agent that were made in the
+  /// undone work; an array that was loaded from it; a cls_2dArrayPrim that was assigned from one.
   void Rollback() noexcept;
 
  private:

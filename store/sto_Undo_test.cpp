@@ -440,4 +440,31 @@ TEST_F(StoreUndo, FailureThatStruckInADestructorIsToldByItsKind) {
   MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(store.HasRoot("array")); });
 }
 
+TEST_F(StoreUndo, ClosingWritesWhatArraysHaveOrSaysWhyNot) {
+  Make(5000);
+  sto_Store store = Open();
+  auto const first = store.Load<DoubleHolder>("array");
+  first->m_Array.Get(7) = -1;
+  {
+    sto_Transaction transaction(store);
+    MessageOf(sto_ErrorKind::Misuse, [&] { store.Close(); });
+  }
+  {
+    SqlFile other(Path());
+    other.Run("BEGIN; SELECT * FROM meta"); // a reader, which the commit cannot pass
+    MessageOf(sto_ErrorKind::Busy, [&] { store.Close(); });
+    EXPECT_TRUE(first->m_Array.IsAssociated());
+    EXPECT_EQ(first->m_Array.ConstGet(7), -1);
+  }
+  store.Close();
+  EXPECT_EQ(Stored()[7], -1);
+  EXPECT_FALSE(first->m_Array.IsAssociated());
+  for (std::function<void()> const& use : std::initializer_list<std::function<void()>>{
+           [&] { store.Close(); }, [&] { static_cast<void>(store.Roots()); },
+           [&] { static_cast<void>(store.Location()); }, [&] { store.Save("array", *first); },
+           [&] { sto_Transaction const transaction(store); },
+           [&] { sto_ReadTransaction const transaction(store); }})
+    EXPECT_TRUE(Contains(MessageOf(sto_ErrorKind::Misuse, use), "closed"));
+}
+
 } // namespace
