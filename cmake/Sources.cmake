@@ -77,11 +77,17 @@ set(KVL_PERSIST_SOURCES
   wrappers/cls_xpTrString.cpp)
 
 set(KVL_STORE_SOURCES
+  store/sqlite/sto_FileSystem.cpp
   store/sqlite/sto_SqliteBlob.cpp
   store/sqlite/sto_SqliteBlocks.cpp
   store/sqlite/sto_SqliteConnection.cpp
+  store/sqlite/sto_SqliteCreation.cpp
   store/sqlite/sto_SqliteDriver.cpp
+  store/sqlite/sto_SqliteFile.cpp
   store/sqlite/sto_SqliteObjects.cpp
+  store/sqlite/sto_SqliteOpening.cpp
+  store/sqlite/sto_SqliteSchemaCheck.cpp
+  store/sqlite/sto_SqliteTransaction.cpp
   store/sto_AgentProxy.cpp
   store/sto_BlobAgent.cpp
   store/sto_BranchCopy.cpp
