@@ -248,6 +248,7 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_CollectorAgents_test.cpp
   store/sto_CollectorDamage_test.cpp
   store/sto_Collector_test.cpp
+  store/sto_Creation_test.cpp
   store/sto_Damage_test.cpp
   store/sto_Exception_test.cpp
   store/sto_Golden_test.cpp

@@ -154,14 +154,6 @@ sto_SqliteConnection::Header sto_SqliteConnection::ReadHeader() const {
   return header;
 }
 
-std::int64_t sto_SqliteConnection::FileBytes() const {
-  sqlite3_int64 bytes = 0;
-  sqlite3_file* const file = FileOf(m_Handle);
-  if (file == nullptr) return bytes;
-  if (int const code = file->pMethods->xFileSize(file, &bytes)) Raise(code, true);
-  return bytes;
-}
-
 bool sto_SqliteConnection::HasMoved() const {
   int hasMoved = 0;
   int const code = sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_HAS_MOVED, &hasMoved);

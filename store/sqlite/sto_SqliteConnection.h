@@ -55,8 +55,6 @@ class sto_SqliteConnection {
   using Header = std::array<std::byte, 100>;
   /// The first bytes of the file as they stand there now, without locks; zeros where there are none.
   [[nodiscard]] Header ReadHeader() const;
-  /// The bytes of the file as they are there now, without what the open transaction will add.
-  [[nodiscard]] std::int64_t FileBytes() const;
   /// Whether the file that is open is no more the one under its name.
   [[nodiscard]] bool HasMoved() const;
   /// Whether processes can share memory over the file, which a write-ahead log needs.

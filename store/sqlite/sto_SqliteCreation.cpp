@@ -61,7 +61,9 @@ bool IsStoreWithoutObject(sto_SqliteConnection& connection) {
 
 /// Call it while nobody else can write.
 Contents ContentsOf(sto_SqliteConnection& connection) {
-  if (connection.FileBytes() == 0) return Contents::Nothing;
+  constexpr std::uintmax_t LeastPageBytes = 512; // SQLite takes a single byte for nothing
+  std::uintmax_t const bytes = sto_SqliteFile::SizeOf(connection.Path());
+  if (bytes < LeastPageBytes) return bytes == 0 ? Contents::Nothing : Contents::Value;
   auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
   if (HasRows(connection, "sqlite_schema"))
     return IsStoreWithoutObject(connection) ? Contents::NoObject : Contents::Value;
@@ -146,8 +148,20 @@ void MakeTables(sto_SqliteConnection& connection) {
                    "memory to share.");
 }
 
+/// Asks for the log again while others look at the file: for that SQLite itself does not wait.
+std::string AskForLog(sto_SqliteConnection& connection) {
+  constexpr int PauseMilliseconds = 5;
+  for (int waited = 0;; waited += PauseMilliseconds)
+    try {
+      return connection.QueryText("PRAGMA journal_mode = WAL");
+    } catch (sto_Exception const& exception) {
+      if (exception.Kind() != sto_ErrorKind::Busy || waited > EmptyWaitMilliseconds) throw;
+      sqlite3_sleep(PauseMilliseconds);
+    }
+}
+
 void TurnOnLog(sto_SqliteConnection& connection) {
-  if (connection.QueryText("PRAGMA journal_mode = WAL") != "wal") RaiseNoLog(connection.Path());
+  if (AskForLog(connection) != "wal") RaiseNoLog(connection.Path());
   static_cast<void>(HasRows(connection, "root")); // only now is the log made
 }
 
