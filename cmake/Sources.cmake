@@ -253,9 +253,11 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Exception_test.cpp
   store/sto_Golden_test.cpp
   store/sto_Graph_test.cpp
+  store/sto_HostileSchema_test.cpp
   store/sto_Identity_test.cpp
   store/sto_Kill_test.cpp
   store/sto_Lists_test.cpp
+  store/sto_LogFile_test.cpp
   store/sto_Maps_test.cpp
   store/sto_Metadata_test.cpp
   store/sto_Model_test.cpp
@@ -288,8 +290,12 @@ set(KVL_STORE_INTERNAL_TEST_SOURCES
   store/sto_PagePool_test.cpp
   store/sto_Record_test.cpp
   store/sto_Session_test.cpp
+  store/sto_SqliteNetwork_test.cpp
+  store/sto_SqliteUndo_test.cpp
+  tests/support/StoreFaultVfs.cpp
   tests/support/StoreFile.cpp
-  tests/support/StoreNewFault.cpp)
+  tests/support/StoreNewFault.cpp
+  tests/support/StoreSqliteMemoryFault.cpp)
 
 set(KVL_CONTRACT_TEST_SOURCES
   tests/contract/Absent_test.cpp

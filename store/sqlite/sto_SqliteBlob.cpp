@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "store/sqlite/sto_SqliteConnection.h"
@@ -16,6 +17,7 @@ constexpr int MaxUsualBytes = 1 << 20;
 
 bool sto_SqliteBlob::Seek(std::int64_t key) {
   m_Connection.CountOwnWork();
+  errno = 0; // see sto_SqliteConnection::Raise
   int const code = m_Handle == nullptr ? sqlite3_blob_open(m_Connection.Handle(), "main", m_Table, "data",
                                                            key, m_ForWriting ? 1 : 0, &m_Handle)
                                        : sqlite3_blob_reopen(m_Handle, key);
@@ -54,6 +56,7 @@ void sto_SqliteBlob::Read(std::size_t offset, std::span<std::byte> data) {
 }
 
 void sto_SqliteBlob::Write(std::size_t offset, sto_ByteView data) {
+  errno = 0;
   int const code =
       sqlite3_blob_write(m_Handle, data.data(), static_cast<int>(data.size()), static_cast<int>(offset));
   if (code != SQLITE_OK) RaiseClosed(code);

@@ -27,8 +27,11 @@ bool IsWantOfRoom(sqlite3* handle, int code) noexcept {
   int const primary = code & 0xFF;
   if (primary == SQLITE_FULL) return true;
   if (handle == nullptr || (primary != SQLITE_IOERR && primary != SQLITE_CANTOPEN)) return false;
-  int const error = sqlite3_system_errno(handle);
-  return error == ENOSPC || error == EDQUOT;
+  // SQLite keeps the system's error number of some operations only. Nobody else sets it between an
+  // operation's beginning, where it was cleared, and here.
+  int const error = errno;
+  int const kept = sqlite3_system_errno(handle);
+  return error == ENOSPC || error == EDQUOT || (error == 0 && (kept == ENOSPC || kept == EDQUOT));
 }
 
 sto_ErrorKind KindOf(int code) {
@@ -130,6 +133,7 @@ void sto_SqliteConnection::Harden(int busyMilliseconds) {
 
 void sto_SqliteConnection::Execute(char const* sql) {
   CountOwnWork();
+  errno = 0;
   if (int const code = sqlite3_exec(m_Handle, sql, nullptr, nullptr, nullptr)) Raise(code);
 }
 
@@ -196,6 +200,7 @@ void sto_SqliteConnection::Raise(int code, bool isReading, sto_Place place) cons
 
 sto_SqliteStatement::sto_SqliteStatement(sto_SqliteConnection& connection, char const* sql)
     : m_Connection(connection) {
+  errno = 0;
   connection.CountOwnWork(); // SQLite may have to read the schema
   Check(sqlite3_prepare_v3(connection.Handle(), sql, -1, SQLITE_PREPARE_PERSISTENT, &m_Handle, nullptr));
 }
@@ -254,6 +259,7 @@ sto_SqliteStatement::Use& sto_SqliteStatement::Use::AllowRange(std::int64_t firs
 
 int sto_SqliteStatement::Use::TryStep() noexcept {
   m_Statement.m_Connection.CountWork(m_Statement.m_CallsLeft);
+  errno = 0;
   int const code = sqlite3_step(m_Statement.m_Handle);
   m_Statement.m_Connection.CountOwnWork(); // the statement may go before the connection works again
   return code;

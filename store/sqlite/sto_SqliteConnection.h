@@ -75,7 +75,8 @@ class sto_SqliteConnection {
     m_CallsLeft = &m_OwnCallsLeft;
   }
 
-  /// Raises the failure that a result code stands for. `isReading`: nothing was to be written.
+  /// Raises the failure that a result code stands for. `isReading`: nothing was to be written. The number of
+  /// the system's error (errno), cleared before the operation, tells a full disk from other failures.
   [[noreturn]] void Raise(int code, bool isReading = false, sto_Place place = sto_Place::Current()) const;
 
  private:

@@ -151,8 +151,7 @@ void MakeTables(sto_SqliteConnection& connection) {
 /// Asks for the log again while others look at the file: for that SQLite itself does not wait.
 std::string AskForLog(sto_SqliteConnection& connection) {
   constexpr int PauseMilliseconds = 5;
-  for (int waited = 0;; waited += PauseMilliseconds)
-    try {
+  for (int waited = 0;; waited += PauseMilliseconds) try {
       return connection.QueryText("PRAGMA journal_mode = WAL");
     } catch (sto_Exception const& exception) {
       if (exception.Kind() != sto_ErrorKind::Busy || waited > EmptyWaitMilliseconds) throw;
