@@ -84,7 +84,8 @@ TEST_F(StoreLogFile, CleanStoreInAFolderThatMayNotBeWrittenIsReadUntilSomebodyWr
     char byte = 0;
     if (write(toParent[1], &byte, 1) != 1 || read(toChild[0], &byte, 1) != 1) return 4;
     for (int i = 0; i < 2; ++i) {
-      std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(store.Roots()); });
+      std::string const message =
+          MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(store.Roots()); });
       if (!Contains(message, "open it again")) return 5;
     }
     return 0;
@@ -156,6 +157,20 @@ TEST_F(StoreLogFile, CommitInTheLogFillsTheSectorThatItEndsIn) {
     EXPECT_TRUE(std::equal(last + 24, log.end(), last - static_cast<std::ptrdiff_t>(Frame) + 24));
     before = log.size();
   }
+}
+
+TEST_F(StoreLogFile, CopiesThatSQLiteMakesOfAnOpenStoreHoldWhatIsCommitted) {
+  sto_Store store = Open();
+  std::unique_ptr<Stream> const stream = store.Load<Stream>("stream");
+  stream->Write(0, std::vector<int>(Count, -1)); // into the log
+  sto_Transaction const transaction(store);
+  stream->Write(0, std::vector<int>(Count, -2));
+  SqlFile(Path()).Run("VACUUM INTO '" + Path("copy") + "'");
+  for (sto_Mode const mode : {sto_Mode::ReadOnly, sto_Mode::ReadWrite}) {
+    sto_Store copy = sto_Store::Open(Path("copy"), mode, Classes());
+    EXPECT_TRUE(copy.Load<Stream>("stream")->ReadAll(5000) == std::vector<int>(Count, -1));
+  }
+  EXPECT_EQ(SqlFile(Path("copy")).Text("PRAGMA journal_mode"), "delete");
 }
 
 /// How long an operation waits for others.
