@@ -101,6 +101,21 @@ TEST_F(StoreLogFile, CleanStoreInAFolderThatMayNotBeWrittenIsReadUntilSomebodyWr
   for (int const end : {toChild[0], toChild[1], toParent[0]}) close(end);
 }
 
+TEST_F(StoreLogFile, ReaderUnderARelativeNameFoldsTheLogWhereverTheProgramWorksNow) {
+  EXPECT_EQ(RunStoreChild([&] {
+              fs::create_directory_symlink(Folder(), Path("link"));
+              fs::current_path(Path("link"));
+              {
+                sto_Store reader = sto_Store::Open("test.kvs", sto_Mode::ReadOnly, Classes());
+                Overwrite(-1);
+                fs::current_path("/");
+                if (reader.Load<Stream>("stream")->ReadAll(5000) != std::vector<int>(Count, -1)) return 1;
+              }
+              return IsAlone() ? 0 : 2;
+            }),
+            0);
+}
+
 TEST_F(StoreLogFile, StoreWithALogIsNotReadWithoutIt) {
   ASSERT_EQ(RunStoreChild([&] {
               sto_Store store = Open();

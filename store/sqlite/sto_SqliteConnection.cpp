@@ -110,6 +110,7 @@ sto_SqliteConnection::sto_SqliteConnection(std::string path, Opening const& open
 }
 
 sto_SqliteConnection::~sto_SqliteConnection() {
+  m_PageCount.reset();
   sqlite3_close_v2(m_Handle);
 }
 
@@ -129,6 +130,11 @@ void sto_SqliteConnection::Harden(int busyMilliseconds) {
         std::pair{SQLITE_LIMIT_TRIGGER_DEPTH, 1}, std::pair{SQLITE_LIMIT_WORKER_THREADS, 0}})
     sqlite3_limit(m_Handle, limit, value);
   sqlite3_progress_handler(m_Handle, StepsInCall, CountCall, static_cast<void*>(&m_CallsLeft));
+}
+
+std::string sto_SqliteConnection::FullPath() const {
+  char const* const name = sqlite3_db_filename(m_Handle, "main");
+  return name == nullptr ? m_Path : name;
 }
 
 void sto_SqliteConnection::Execute(char const* sql) {
@@ -170,7 +176,12 @@ bool sto_SqliteConnection::CanShareMemory() const {
 }
 
 std::int64_t sto_SqliteConnection::SizeBytes() {
-  return QueryInteger("PRAGMA page_count") * QueryInteger("PRAGMA page_size");
+  if (m_PageCount == nullptr) {
+    m_PageBytes = QueryInteger("PRAGMA page_size");
+    m_PageCount = std::make_unique<sto_SqliteStatement>(*this, "PRAGMA page_count");
+  }
+  sto_SqliteStatement::Use use(*m_PageCount);
+  return use.Step() ? use.Integer(0) * m_PageBytes : 0;
 }
 
 std::int64_t sto_SqliteConnection::MaxRows() {

@@ -12,6 +12,7 @@
 
 struct sqlite3;
 struct sqlite3_stmt;
+class sto_SqliteStatement;
 
 /// One open SQLite database file. Every failure raises sto_Exception with the file's name, SQLite's own
 /// message and the kind that fits SQLite's result code; std::bad_alloc when memory has run out.
@@ -43,6 +44,8 @@ class sto_SqliteConnection {
   ~sto_SqliteConnection();
 
   [[nodiscard]] std::string const& Path() const noexcept { return m_Path; }
+  /// The file's full name, whatever links lead to it and whatever folder the program works in now.
+  [[nodiscard]] std::string FullPath() const;
   [[nodiscard]] sqlite3* Handle() const noexcept { return m_Handle; }
 
   /// Runs SQL without results.
@@ -86,6 +89,8 @@ class sto_SqliteConnection {
   sqlite3* m_Handle = nullptr;
   std::int64_t m_OwnCallsLeft = BaseCalls;
   std::int64_t* m_CallsLeft = &m_OwnCallsLeft;
+  std::unique_ptr<sto_SqliteStatement> m_PageCount; // once somebody has asked
+  std::int64_t m_PageBytes = 0;
   std::int64_t m_RowsAtStart = -1; // -1: nobody has asked
   std::int64_t m_ChangesAtStart = 0;
 };

@@ -62,7 +62,7 @@ bool IsStoreWithoutObject(sto_SqliteConnection& connection) {
 /// Call it while nobody else can write.
 Contents ContentsOf(sto_SqliteConnection& connection) {
   constexpr std::uintmax_t LeastPageBytes = 512; // SQLite takes a single byte for nothing
-  std::uintmax_t const bytes = sto_SqliteFile::SizeOf(connection.Path());
+  std::uintmax_t const bytes = sto_SqliteFile::SizeOf(connection.FullPath());
   if (bytes < LeastPageBytes) return bytes == 0 ? Contents::Nothing : Contents::Value;
   auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
   if (HasRows(connection, "sqlite_schema"))
@@ -91,7 +91,7 @@ bool RemoveWorthless(std::string const& path, std::initializer_list<Contents> wo
       isSure = isWorthless();
     }
     if (!isSure) return false;
-    std::string const file = sqlite3_db_filename(connection.Handle(), "main"); // not a link to it
+    std::string const file = connection.FullPath(); // not a link to it
     for (char const* const suffix : {"-journal", "-wal", "-shm", ""}) std::filesystem::remove(file + suffix);
     return true;
   } catch (...) {

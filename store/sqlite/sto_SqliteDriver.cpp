@@ -37,7 +37,7 @@ sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly)
       m_AddName(*m_Connection, "INSERT INTO name(id, text) VALUES(?, ?)"),
       m_HasLog(!m_FixedState && m_Connection->QueryText("PRAGMA journal_mode") == "wal"),
       m_Objects(*m_Connection), m_Blocks(*m_Connection) {
-  if (m_HasLog && m_IsReadOnly) m_LogFolder.m_Path = m_Connection->Path();
+  if (m_HasLog && m_IsReadOnly) m_LogFolder.m_Path = m_Connection->FullPath();
 }
 
 sto_SqliteDriver::~sto_SqliteDriver() {

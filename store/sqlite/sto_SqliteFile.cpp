@@ -66,7 +66,8 @@ bool IsForLog(sto_SqliteConnection::Header const& header) {
 State StateOf(sto_SqliteConnection const& connection) {
   State state;
   struct stat file {};
-  if (stat(connection.Path().c_str(), &file) == 0) {
+  std::string const path = connection.FullPath();
+  if (stat(path.c_str(), &file) == 0) {
     state.m_Device = file.st_dev;
     state.m_Number = file.st_ino;
     state.m_Size = static_cast<std::uint64_t>(file.st_size);
@@ -75,7 +76,7 @@ State StateOf(sto_SqliteConnection const& connection) {
   }
   sto_SqliteConnection::Header const header = connection.ReadHeader();
   std::copy_n(header.begin() + 24, state.m_ChangeCounter.size(), state.m_ChangeCounter.begin());
-  state.m_HasLogOrJournal = HasLog(connection.Path()) || HasJournal(connection.Path());
+  state.m_HasLogOrJournal = HasLog(path) || HasJournal(path);
   return state;
 }
 

@@ -10,9 +10,9 @@ namespace {
 
 /// SQLite fills a last page that was cut short with zeros, and some zeros look like rows.
 void CheckSize(sto_SqliteConnection& connection) {
-  if (sto_SqliteFile::HasLog(connection.Path())) return; // the log may hold the newest pages
+  if (sto_SqliteFile::HasLog(connection.FullPath())) return; // the log may hold the newest pages
   auto const expected = static_cast<std::uintmax_t>(connection.SizeBytes());
-  std::uintmax_t const actual = sto_SqliteFile::SizeOf(connection.Path());
+  std::uintmax_t const actual = sto_SqliteFile::SizeOf(connection.FullPath());
   if (actual >= expected) return;
   sto_Raise(sto_ErrorKind::Damaged, connection.Path() + ": The file is cut short: it has " +
                                         std::to_string(actual) + " of " + std::to_string(expected) +
@@ -54,8 +54,8 @@ sto_SqliteOpening OpenWithoutLocks(std::string const& path, sto_Options const& o
 bool CanDoWithoutLog(sto_SqliteConnection const& connection, int code) {
   int const primary = code & 0xFF;
   return (primary == SQLITE_CANTOPEN || primary == SQLITE_READONLY) &&
-         sto_SqliteFile::IsForLog(connection.ReadHeader()) && !sto_SqliteFile::HasLog(connection.Path()) &&
-         !sto_SqliteFile::HasJournal(connection.Path());
+         sto_SqliteFile::IsForLog(connection.ReadHeader()) &&
+         !sto_SqliteFile::HasLog(connection.FullPath()) && !sto_SqliteFile::HasJournal(connection.FullPath());
 }
 
 } // namespace
