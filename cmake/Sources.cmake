@@ -77,11 +77,17 @@ set(KVL_PERSIST_SOURCES
   wrappers/cls_xpTrString.cpp)
 
 set(KVL_STORE_SOURCES
+  store/sqlite/sto_FileSystem.cpp
   store/sqlite/sto_SqliteBlob.cpp
   store/sqlite/sto_SqliteBlocks.cpp
   store/sqlite/sto_SqliteConnection.cpp
+  store/sqlite/sto_SqliteCreation.cpp
   store/sqlite/sto_SqliteDriver.cpp
+  store/sqlite/sto_SqliteFile.cpp
   store/sqlite/sto_SqliteObjects.cpp
+  store/sqlite/sto_SqliteOpening.cpp
+  store/sqlite/sto_SqliteSchemaCheck.cpp
+  store/sqlite/sto_SqliteTransaction.cpp
   store/sto_AgentProxy.cpp
   store/sto_BlobAgent.cpp
   store/sto_BranchCopy.cpp
@@ -244,14 +250,17 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_CollectorAgents_test.cpp
   store/sto_CollectorDamage_test.cpp
   store/sto_Collector_test.cpp
+  store/sto_Creation_test.cpp
   store/sto_Damage_test.cpp
   store/sto_ElementWays_test.cpp
   store/sto_Exception_test.cpp
   store/sto_Golden_test.cpp
   store/sto_Graph_test.cpp
+  store/sto_HostileSchema_test.cpp
   store/sto_Identity_test.cpp
   store/sto_Kill_test.cpp
   store/sto_Lists_test.cpp
+  store/sto_LogFile_test.cpp
   store/sto_Maps_test.cpp
   store/sto_Metadata_test.cpp
   store/sto_Model_test.cpp
@@ -288,8 +297,12 @@ set(KVL_STORE_INTERNAL_TEST_SOURCES
   store/sto_PagePool_test.cpp
   store/sto_Record_test.cpp
   store/sto_Session_test.cpp
+  store/sto_SqliteNetwork_test.cpp
+  store/sto_SqliteUndo_test.cpp
+  tests/support/StoreFaultVfs.cpp
   tests/support/StoreFile.cpp
-  tests/support/StoreNewFault.cpp)
+  tests/support/StoreNewFault.cpp
+  tests/support/StoreSqliteMemoryFault.cpp)
 
 set(KVL_CONTRACT_TEST_SOURCES
   tests/contract/Absent_test.cpp

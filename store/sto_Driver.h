@@ -60,12 +60,16 @@ class sto_Driver {
   /// Opens a transaction: one that sees a fixed state of the store, or one that may also write (and then
   /// waits for other writers; Busy when that takes too long).
   virtual void Begin(bool forWriting) = 0;
-  /// Makes the transaction's writes durable. When it fails, the transaction is still open.
+  /// Makes the transaction's writes durable. After Busy the transaction is still open, and Commit can be tried
+  /// again. After another failure (Full, Unavailable, no memory) it may be open or the storage may have undone
+  /// it by itself (see IsInTransaction): then a second Commit raises Unavailable. When the system reports an
+  /// error of the last step only, the writes may be durable all the same; the next transaction shows it.
   virtual void Commit() = 0;
-  /// Undoes the transaction's writes. Does nothing without transaction.
+  /// Undoes the transaction's writes. Does nothing without transaction. What cannot be undone at once, for
+  /// want of memory, is undone before the next operation; until that succeeds, each raises Unavailable.
   virtual void Rollback() noexcept = 0;
   /// Whether a transaction is open. After some failures (no room, input or output error) the storage has
-  /// undone it by itself.
+  /// undone it by itself; and one that is rolled back is open no more, even if it is not undone yet.
   [[nodiscard]] virtual bool IsInTransaction() const noexcept = 0;
 
   /// Marks a place in the write transaction to which RollbackToMark goes back; marks do not nest.

@@ -1,12 +1,16 @@
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <limits>
 
 #include "persist/cls_ReadObjects.h"
+#include "store/sqlite/sto_SqliteDriver.h"
 #include "store/sto_BlockKey.h"
 #include "store/sto_Checksum.h"
 #include "store/sto_ListCodec.h"
 #include "store/sto_Record.h"
 #include "tests/support/AllocationProbe.h"
+#include "tests/support/StoreChild.h"
 #include "tests/support/StoreNewFault.h"
 #include "tests/support/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
@@ -275,6 +279,61 @@ TEST_F(StoreHostile, ListOfObjectsWithIdsThatTheStoreHasNotGivenOutIsRefused) {
   MessageOf(sto_ErrorKind::Damaged, load);
   PutList(sto_Format::ElementObject, std::numeric_limits<int>::max(), true);
   MessageOf(sto_ErrorKind::Damaged, load);
+}
+
+/// Appends a number as SQLite does: seven bits a byte, the highest first.
+void PutVarint(sto_Bytes& bytes, std::uint64_t value) {
+  int shift = 0;
+  while (value >> (shift + 7) != 0) shift += 7;
+  for (; shift >= 0; shift -= 7)
+    bytes.push_back(static_cast<std::byte>((value >> shift & 0x7F) | (shift > 0 ? 0x80 : 0)));
+}
+
+TEST_F(StoreHostile, RowThatClaimsMoreBytesThanTheStoreHasIsRefusedBeforeMemoryIsTakenForIt) {
+  constexpr std::size_t PageBytes = 512;
+  constexpr std::uint64_t Payload = 600'000'000;
+  m_File.reset();
+  std::filesystem::remove(Path());
+  sto_Options options;
+  options.m_PageBytes = PageBytes;
+  sto_SqliteDriver::Create(Path(), options);
+  auto const root =
+      static_cast<std::size_t>(Query("SELECT rootpage FROM sqlite_schema WHERE name = 'block'"));
+  // A row with key 1, most of whose bytes are said to be in a chain of pages that begins at page 2.
+  sto_Bytes cell;
+  PutVarint(cell, Payload);
+  PutVarint(cell, 1);
+  constexpr std::size_t HeaderBytes = 7;
+  std::size_t const start = cell.size();
+  for (std::uint64_t const number :
+       {std::uint64_t{HeaderBytes}, std::uint64_t{0}, 12 + 2 * (Payload - HeaderBytes)})
+    PutVarint(cell, number);
+  ASSERT_EQ(cell.size() - start, HeaderBytes);
+  constexpr std::size_t Least = (PageBytes - 12) * 32 / 255 - 23;
+  constexpr std::size_t Here = Least + (Payload - Least) % (PageBytes - 4);
+  cell.resize(start + (Here <= PageBytes - 35 ? Here : Least));
+  for (int const byte : {0, 0, 0, 2}) cell.push_back(static_cast<std::byte>(byte));
+  std::size_t const at = PageBytes - cell.size();
+  sto_Bytes page(PageBytes);
+  page[0] = std::byte{13};
+  page[4] = std::byte{1};
+  page[5] = page[8] = static_cast<std::byte>(at >> 8);
+  page[6] = page[9] = static_cast<std::byte>(at & 0xFF);
+  std::ranges::copy(cell, page.begin() + static_cast<std::ptrdiff_t>(at));
+  StoreBytes file = FileBytes(Path());
+  std::ranges::copy(page, file.begin() + static_cast<std::ptrdiff_t>((root - 1) * PageBytes));
+  WriteFile(Path(), {reinterpret_cast<char const*>(file.data()), file.size()});
+  EXPECT_EQ(RunStoreChild([&] {
+              rlimit const limit{500'000'000, 500'000'000}; // less than the row claims
+              if (setrlimit(RLIMIT_AS, &limit) != 0) return 1;
+              std::unique_ptr<sto_Driver> const driver = sto_SqliteDriver::Open(Path(), true);
+              driver->Begin(false);
+              sto_Bytes data;
+              std::string const message =
+                  MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(driver->ReadBlock(1, data)); });
+              return Contains(message, "600000000") || Contains(message, "599999993") ? 0 : 2;
+            }),
+            0);
 }
 
 } // namespace

@@ -2,11 +2,12 @@
 
 #include <cstdint>
 
-/// How a store is opened. Page size and log matter to Create only: a store that is there keeps what it was
-/// made with. The other members hold for the session, in every mode.
+/// How a store is made, and how it is opened. A store that is there keeps what it was made with.
 struct sto_Options {
+  // These matter for sto_Mode::Create only; the other modes ignore them.
+
   /// Bytes of a page of the file, a power of two from 512 to 65536. 16384 suits blocks of numbers; a store of
-  /// small objects only may be smaller with less.
+  /// small objects only may be smaller with less. Create raises Misuse for another number.
   int m_PageBytes = 16384;
 
   /// Readers in other sessions go on while a writer works, seeing the state of before, by means of a
@@ -14,6 +15,12 @@ struct sto_Options {
   /// as long. Without it, a writer waits for readers to end before it writes to the file, and they for it.
   /// Create raises Unavailable where SQLite cannot have such a log.
   bool m_ReadersBesideWriter = false;
+
+  // These matter each time a store is opened, in all modes, and hold until it is closed.
+
+  /// How long an operation waits for what other sessions hold before it raises Busy, in milliseconds. With 0
+  /// it does not wait. Open raises Misuse for a negative number.
+  int m_BusyMilliseconds = 5000;
 
   /// How many bytes of bulk arrays the session may keep in memory for a rollback. The blocks of an array that
   /// is in memory when it is saved are kept until the transaction ends, because after a failure nothing can

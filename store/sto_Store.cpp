@@ -54,9 +54,9 @@ sto_Store::~sto_Store() = default;
 
 sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                           sto_Options const& options) {
-  std::unique_ptr<sto_Driver> driver = mode == sto_Mode::Create
-                                           ? sto_SqliteDriver::Create(location, options)
-                                           : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly);
+  std::unique_ptr<sto_Driver> driver =
+      mode == sto_Mode::Create ? sto_SqliteDriver::Create(location, options)
+                               : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly, options);
   return sto_Store(
       std::make_unique<sto_Session>(location, std::move(driver), registrar, options.m_MaxKeptBytes));
 }

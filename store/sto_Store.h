@@ -64,7 +64,8 @@ class KVL_EXPORT sto_Store {
   /// NotFound: no file there, or no store in it (the file is left as it is). Conflict: Create and something
   /// is there. NewerFormat: written by a newer version of this module. Misuse: a class of the registrar has
   /// the ID of one of the library's. Damaged, ReadOnly, Busy, Unavailable.
-  /// Misuse for options that are none; they matter to Create only.
+  /// Misuse for options that are none (some matter to Create only, some each time), and for a location with a
+  /// NUL character.
   static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                         sto_Options const& options = {});
 

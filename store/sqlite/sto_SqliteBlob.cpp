@@ -2,19 +2,42 @@
 
 #include <sqlite3.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "store/sqlite/sto_SqliteConnection.h"
+#include "store/sto_Exception.h"
+
+namespace {
+
+/// A block has hardly ever more bytes; of one that has, it is asked whether the file can hold them.
+constexpr int MaxUsualBytes = 1 << 20;
+
+} // namespace
 
 bool sto_SqliteBlob::Seek(std::int64_t key) {
+  m_Connection.CountOwnWork();
+  errno = 0; // see sto_SqliteConnection::Raise
   int const code = m_Handle == nullptr ? sqlite3_blob_open(m_Connection.Handle(), "main", m_Table, "data",
                                                            key, m_ForWriting ? 1 : 0, &m_Handle)
                                        : sqlite3_blob_reopen(m_Handle, key);
-  if (code == SQLITE_OK) return true;
+  if (code == SQLITE_OK) {
+    if (sqlite3_blob_bytes(m_Handle) > MaxUsualBytes) CheckSize(key);
+    return true;
+  }
   Close();
   // A row that is missing, or holds no byte string, has the general code.
-  if ((code & 0xFF) != SQLITE_ERROR) m_Connection.Raise(code);
+  if ((code & 0xFF) != SQLITE_ERROR) m_Connection.Raise(code, !m_ForWriting);
   return false;
+}
+
+void sto_SqliteBlob::CheckSize(std::int64_t key) {
+  std::size_t const size = SizeBytes();
+  if (size <= static_cast<std::uint64_t>(m_Connection.SizeBytes())) return;
+  Close();
+  sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() + ": The store is damaged: row " +
+                                        std::to_string(key) + " of table " + m_Table + " claims " +
+                                        std::to_string(size) + " bytes, more than the store has.");
 }
 
 std::size_t sto_SqliteBlob::SizeBytes() const noexcept {
@@ -33,6 +56,7 @@ void sto_SqliteBlob::Read(std::size_t offset, std::span<std::byte> data) {
 }
 
 void sto_SqliteBlob::Write(std::size_t offset, sto_ByteView data) {
+  errno = 0;
   int const code =
       sqlite3_blob_write(m_Handle, data.data(), static_cast<int>(data.size()), static_cast<int>(offset));
   if (code != SQLITE_OK) RaiseClosed(code);

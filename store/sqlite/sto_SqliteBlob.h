@@ -21,7 +21,7 @@ class sto_SqliteBlob {
   sto_SqliteBlob& operator=(sto_SqliteBlob const&) = delete;
   ~sto_SqliteBlob() { Close(); }
 
-  /// Goes to a row; false when there is none.
+  /// Goes to a row; false when there is none. Damaged for one with more bytes than the store.
   [[nodiscard]] bool Seek(std::int64_t key);
   /// The size of the row's byte string.
   [[nodiscard]] std::size_t SizeBytes() const noexcept;
@@ -34,6 +34,8 @@ class sto_SqliteBlob {
   void Close() noexcept;
 
  private:
+  /// Before memory is taken for it, a long row must be one that the store can have. Damaged.
+  void CheckSize(std::int64_t key);
   [[noreturn]] void RaiseClosed(int code);
 
   sto_SqliteConnection& m_Connection;

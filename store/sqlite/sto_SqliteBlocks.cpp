@@ -66,13 +66,15 @@ void sto_SqliteBlocks::SetMark() {
   m_SinceMark.m_InPlaceBefore = m_Pending.m_InPlace;
 }
 
-void sto_SqliteBlocks::ReturnToMark() {
+void sto_SqliteBlocks::ReturnToMark() noexcept {
   for (; !m_SinceMark.m_Changes.empty(); m_SinceMark.m_Changes.pop_back())
-    if (auto const [key, wasOld] = m_SinceMark.m_Changes.back(); wasOld)
-      m_Pending.m_OldBlocks.insert(key);
+    if (SinceMark::Change& change = m_SinceMark.m_Changes.back(); change.m_Removed.empty())
+      m_Pending.m_OldBlocks.erase(change.m_Key);
     else
-      m_Pending.m_OldBlocks.erase(key);
-  m_Pending.m_OldPlaces.resize(m_SinceMark.m_OldPlacesBefore);
+      m_Pending.m_OldBlocks.insert(std::move(change.m_Removed));
+  auto const kept =
+      m_Pending.m_OldPlaces.begin() + static_cast<std::ptrdiff_t>(m_SinceMark.m_OldPlacesBefore);
+  m_Pending.m_OldPlaces.erase(kept, m_Pending.m_OldPlaces.end());
   m_Pending.m_InPlace = m_SinceMark.m_InPlaceBefore;
   std::ranges::fill(m_NewKeys, 0);
 }
@@ -116,7 +118,7 @@ void sto_SqliteBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_Bloc
       "SELECT block_place.key, moved_block.data, 1 FROM block_place JOIN moved_block USING(place) "
       "WHERE block_place.key BETWEEN ?1 AND ?2 ORDER BY 1";
   sto_SqliteStatement::Use use(AnyPlaces() ? Prepared(m_ReadAllRows, AllRows) : m_ReadRows);
-  use.Bind(1, first).Bind(2, last);
+  use.Bind(1, first).Bind(2, last).AllowRange(first, last);
   while (use.Step()) {
     bool const isOld = use.Integer(2) == 0 && m_Pending.m_OldBlocks.contains(use.Integer(0));
     if (!isOld && !sink.Take(use.Integer(0), use.Bytes(1))) return;
@@ -215,15 +217,16 @@ void sto_SqliteBlocks::OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data)
 }
 
 void sto_SqliteBlocks::AddOldBlock(std::int64_t key) {
-  m_SinceMark.m_Changes.push_back({key, false});
+  m_SinceMark.m_Changes.push_back({key, {}});
   m_Pending.m_OldBlocks.insert(key);
 }
 
 void sto_SqliteBlocks::DropOldBlocks(std::int64_t first, std::int64_t last) {
-  auto const begin = m_Pending.m_OldBlocks.lower_bound(first);
-  auto const end = m_Pending.m_OldBlocks.upper_bound(last);
-  for (auto each = begin; each != end; ++each) m_SinceMark.m_Changes.push_back({*each, true});
-  m_Pending.m_OldBlocks.erase(begin, end);
+  for (auto each = m_Pending.m_OldBlocks.lower_bound(first);
+       each != m_Pending.m_OldBlocks.end() && *each <= last;) {
+    m_SinceMark.m_Changes.push_back({*each, {}}); // first: it may fail
+    m_SinceMark.m_Changes.back().m_Removed = m_Pending.m_OldBlocks.extract(each++);
+  }
 }
 
 void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data) {
@@ -253,14 +256,19 @@ void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteVie
 
 void sto_SqliteBlocks::Delete(std::int64_t first, std::int64_t last) {
   Close();
-  sto_SqliteStatement::Use(m_DeleteRows).Bind(1, first).Bind(2, last).Step();
+  sto_SqliteStatement::Use(m_DeleteRows).Bind(1, first).Bind(2, last).AllowRange(first, last).Step();
   DropOldBlocks(first, last);
   if (!AnyPlaces()) return;
   constexpr char DeleteMoved[] = "DELETE FROM moved_block WHERE place IN "
                                  "(SELECT place FROM block_place WHERE key BETWEEN ? AND ?)";
-  sto_SqliteStatement::Use(Prepared(m_DeleteMovedOf, DeleteMoved)).Bind(1, first).Bind(2, last).Step();
+  sto_SqliteStatement::Use(Prepared(m_DeleteMovedOf, DeleteMoved))
+      .Bind(1, first)
+      .Bind(2, last)
+      .AllowRange(first, last)
+      .Step();
   sto_SqliteStatement::Use(Prepared(m_DeletePlaces, "DELETE FROM block_place WHERE key BETWEEN ? AND ?"))
       .Bind(1, first)
       .Bind(2, last)
+      .AllowRange(first, last)
       .Step();
 }

@@ -39,8 +39,8 @@ class sto_SqliteBlocks {
   /// Makes the tables hold what they shall after the commit.
   void FinishTransaction();
   void SetMark();
-  /// After SQLite went back to the mark.
-  void ReturnToMark();
+  /// After SQLite went back to the mark. Allocates nothing: memory may have run out.
+  void ReturnToMark() noexcept;
   /// Closes what would keep the transaction open, or would see the state of before a change.
   void Close() noexcept;
 
@@ -55,9 +55,11 @@ class sto_SqliteBlocks {
   void Delete(std::int64_t first, std::int64_t last);
 
  private:
+  using Keys = std::set<std::int64_t>;
+
   /// What the end of the transaction has still to do.
   struct Pending {
-    std::set<std::int64_t> m_OldBlocks;    // keys of rows of table block that are to go
+    Keys m_OldBlocks;                      // keys of rows of table block that are to go
     std::vector<std::int64_t> m_OldPlaces; // of rows of table moved_block
     int m_InPlace = 0;                     // blocks that were overwritten in place
   };
@@ -66,7 +68,7 @@ class sto_SqliteBlocks {
   struct SinceMark {
     struct Change {
       std::int64_t m_Key;
-      bool m_WasOld; // whether it was one of m_OldBlocks before
+      Keys::node_type m_Removed; // what stood for the key in m_OldBlocks, and goes back there as it is
     };
     std::vector<Change> m_Changes; // in the order in which they were made
     std::size_t m_OldPlacesBefore = 0;

@@ -2,17 +2,40 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <new>
 #include <utility>
 
 #include "store/sto_Exception.h"
+#include "store/sto_Format.h"
 
 namespace {
 
-constexpr int BusyTimeoutMilliseconds = 5000;
+/// Beside a value a row has some numbers.
+constexpr int MaxRowBytes = static_cast<int>(sto_Format::MaxValueBytes) + 65536;
 
-sto_ErrorKind KindOf(int extendedCode) {
-  switch (extendedCode & 0xFF) {
+/// The least bytes that a row of ours takes in the file.
+constexpr std::int64_t MinRowBytes = 8;
+
+bool IsWantOfMemory(int code) noexcept {
+  return (code & 0xFF) == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM;
+}
+
+/// SQLite says of a write only that there is no room; the system also says it of making or growing a file.
+bool IsWantOfRoom(sqlite3* handle, int code) noexcept {
+  int const primary = code & 0xFF;
+  if (primary == SQLITE_FULL) return true;
+  if (handle == nullptr || (primary != SQLITE_IOERR && primary != SQLITE_CANTOPEN)) return false;
+  // SQLite keeps the system's error number of some operations only. Nobody else sets it between an
+  // operation's beginning, where it was cleared, and here.
+  int const error = errno;
+  int const kept = sqlite3_system_errno(handle);
+  return error == ENOSPC || error == EDQUOT || (error == 0 && (kept == ENOSPC || kept == EDQUOT));
+}
+
+sto_ErrorKind KindOf(int code) {
+  switch (code & 0xFF) {
   case SQLITE_BUSY:
   case SQLITE_LOCKED:
     return sto_ErrorKind::Busy;
@@ -22,6 +45,7 @@ sto_ErrorKind KindOf(int extendedCode) {
   case SQLITE_TOOBIG:
     return sto_ErrorKind::Full;
   case SQLITE_CORRUPT:
+  case SQLITE_INTERRUPT:
     return sto_ErrorKind::Damaged;
   case SQLITE_NOTADB:
     return sto_ErrorKind::NotFound;
@@ -29,26 +53,56 @@ sto_ErrorKind KindOf(int extendedCode) {
     return sto_ErrorKind::Conflict;
   case SQLITE_MISUSE:
     return sto_ErrorKind::Misuse;
-  case SQLITE_NOMEM:
-    throw std::bad_alloc();
   default:
     return sto_ErrorKind::Unavailable;
   }
 }
 
+bool IsPlain(char c) noexcept {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '/' || c == '.' ||
+         c == '_' || c == '-';
+}
+
+/// The file's name as SQLite's URI, by which alone some properties can be asked for. It is a file whatever it
+/// is called (":memory:", "file:...").
+std::string UriOf(std::string const& path, bool isImmutable) {
+  constexpr char Digits[] = "0123456789ABCDEF";
+  std::string uri = path.starts_with('/') ? "file://" : "file:./";
+  for (char const c : path) {
+    if (IsPlain(c)) {
+      uri += c;
+    } else {
+      auto const byte = static_cast<unsigned char>(c);
+      uri += {'%', Digits[byte / 16], Digits[byte % 16]};
+    }
+  }
+  // A medium that loses its power in the middle of a write may spoil the bytes beside it. SQLite assumes by
+  // default that none does.
+  uri += "?psow=0";
+  if (isImmutable) uri += "&immutable=1";
+  return uri;
+}
+
+sqlite3_file* FileOf(sqlite3* handle) noexcept {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, static_cast<void*>(&file));
+  return file == nullptr || file->pMethods == nullptr ? nullptr : file;
+}
+
+int CountCall(void* connectionsCallsLeft) {
+  return --**static_cast<std::int64_t**>(connectionsCallsLeft) < 0 ? 1 : 0;
+}
+
 } // namespace
 
-sto_SqliteConnection::sto_SqliteConnection(std::string path, int flags) : m_Path(std::move(path)) {
-  // Some names are no files to SQLite ("", ":memory:", "file:..."); with a folder before them they are.
-  std::string const file = m_Path.starts_with('/') ? m_Path : "./" + m_Path;
-  int const code =
-      sqlite3_open_v2(file.c_str(), &m_Handle, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
-  if (code == SQLITE_OK) {
-    sqlite3_busy_timeout(m_Handle, BusyTimeoutMilliseconds);
-    return;
-  }
+sto_SqliteConnection::sto_SqliteConnection(std::string path, Opening const& opening)
+    : m_Path(std::move(path)) {
+  int const flags = opening.m_Flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
   try {
-    Raise(code);
+    if (int const code =
+            sqlite3_open_v2(UriOf(m_Path, opening.m_IsImmutable).c_str(), &m_Handle, flags, nullptr))
+      Raise(code);
+    Harden(opening.m_BusyMilliseconds);
   } catch (...) {
     sqlite3_close_v2(m_Handle);
     throw;
@@ -56,10 +110,36 @@ sto_SqliteConnection::sto_SqliteConnection(std::string path, int flags) : m_Path
 }
 
 sto_SqliteConnection::~sto_SqliteConnection() {
+  m_PageCount.reset();
   sqlite3_close_v2(m_Handle);
 }
 
+void sto_SqliteConnection::Harden(int busyMilliseconds) {
+  sqlite3_busy_timeout(m_Handle, busyMilliseconds);
+  for (auto const& [option, value] :
+       {std::pair{SQLITE_DBCONFIG_ENABLE_TRIGGER, 0}, std::pair{SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+        std::pair{SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0}, std::pair{SQLITE_DBCONFIG_DEFENSIVE, 1},
+        std::pair{SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0}})
+    sqlite3_db_config(m_Handle, option, value, nullptr);
+  for (auto const& [limit, value] :
+       {std::pair{SQLITE_LIMIT_LENGTH, MaxRowBytes}, std::pair{SQLITE_LIMIT_SQL_LENGTH, 10'000},
+        std::pair{SQLITE_LIMIT_COLUMN, 64}, std::pair{SQLITE_LIMIT_EXPR_DEPTH, 100},
+        std::pair{SQLITE_LIMIT_COMPOUND_SELECT, 20}, std::pair{SQLITE_LIMIT_VDBE_OP, 25'000},
+        std::pair{SQLITE_LIMIT_FUNCTION_ARG, 8}, std::pair{SQLITE_LIMIT_ATTACHED, 0},
+        std::pair{SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}, std::pair{SQLITE_LIMIT_VARIABLE_NUMBER, 64},
+        std::pair{SQLITE_LIMIT_TRIGGER_DEPTH, 1}, std::pair{SQLITE_LIMIT_WORKER_THREADS, 0}})
+    sqlite3_limit(m_Handle, limit, value);
+  sqlite3_progress_handler(m_Handle, StepsInCall, CountCall, static_cast<void*>(&m_CallsLeft));
+}
+
+std::string sto_SqliteConnection::FullPath() const {
+  char const* const name = sqlite3_db_filename(m_Handle, "main");
+  return name == nullptr ? m_Path : name;
+}
+
 void sto_SqliteConnection::Execute(char const* sql) {
+  CountOwnWork();
+  errno = 0;
   if (int const code = sqlite3_exec(m_Handle, sql, nullptr, nullptr, nullptr)) Raise(code);
 }
 
@@ -69,15 +149,70 @@ std::int64_t sto_SqliteConnection::QueryInteger(char const* sql) {
   return use.Step() ? use.Integer(0) : 0;
 }
 
-void sto_SqliteConnection::Raise(int code, sto_Place place) const {
-  sto_ErrorKind const kind = KindOf(code);
-  if ((code & 0xFF) == SQLITE_NOTADB) sto_Raise(kind, m_Path + ": This is not a store.", place);
+std::string sto_SqliteConnection::QueryText(char const* sql) {
+  sto_SqliteStatement statement(*this, sql);
+  sto_SqliteStatement::Use use(statement);
+  return use.Step() ? use.Text(0) : std::string();
+}
+
+sto_SqliteConnection::Header sto_SqliteConnection::ReadHeader() const {
+  Header header{};
+  sqlite3_file* const file = FileOf(m_Handle);
+  if (file == nullptr) return header;
+  int const code = file->pMethods->xRead(file, header.data(), static_cast<int>(header.size()), 0);
+  if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) Raise(code, true);
+  return header;
+}
+
+bool sto_SqliteConnection::HasMoved() const {
+  int hasMoved = 0;
+  int const code = sqlite3_file_control(m_Handle, "main", SQLITE_FCNTL_HAS_MOVED, &hasMoved);
+  return code == SQLITE_OK && hasMoved != 0;
+}
+
+bool sto_SqliteConnection::CanShareMemory() const {
+  sqlite3_file const* const file = FileOf(m_Handle);
+  return file != nullptr && file->pMethods->iVersion >= 2 && file->pMethods->xShmMap != nullptr;
+}
+
+std::int64_t sto_SqliteConnection::SizeBytes() {
+  if (m_PageCount == nullptr) {
+    m_PageBytes = QueryInteger("PRAGMA page_size");
+    m_PageCount = std::make_unique<sto_SqliteStatement>(*this, "PRAGMA page_count");
+  }
+  sto_SqliteStatement::Use use(*m_PageCount);
+  return use.Step() ? use.Integer(0) * m_PageBytes : 0;
+}
+
+std::int64_t sto_SqliteConnection::MaxRows() {
+  std::int64_t const changes = sqlite3_total_changes64(m_Handle);
+  if (m_RowsAtStart < 0) {
+    m_RowsAtStart = SizeBytes() / MinRowBytes;
+    m_ChangesAtStart = changes;
+  }
+  return m_RowsAtStart + (changes - m_ChangesAtStart);
+}
+
+void sto_SqliteConnection::Raise(int code, bool isReading, sto_Place place) const {
+  if (IsWantOfMemory(code)) throw std::bad_alloc();
+  int const primary = code & 0xFF;
+  sto_ErrorKind kind = IsWantOfRoom(m_Handle, code) ? sto_ErrorKind::Full : KindOf(code);
+  if (primary == SQLITE_TOOBIG && isReading)
+    kind = sto_ErrorKind::Damaged; // nobody wrote it with this module
+  std::string const file = m_Path + ": ";
+  if (primary == SQLITE_NOTADB) sto_Raise(kind, file + "This is not a store.", place);
+  if (primary == SQLITE_INTERRUPT)
+    sto_Raise(kind,
+              file + "The store is damaged: reading it takes more steps than a store of its size can need.",
+              place);
   std::string const text = m_Handle == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(m_Handle);
-  sto_Raise(kind, m_Path + ": SQLite: " + text + " (code " + std::to_string(code) + ").", place);
+  sto_Raise(kind, file + "SQLite: " + text + " (code " + std::to_string(code) + ").", place);
 }
 
 sto_SqliteStatement::sto_SqliteStatement(sto_SqliteConnection& connection, char const* sql)
     : m_Connection(connection) {
+  errno = 0;
+  connection.CountOwnWork(); // SQLite may have to read the schema
   Check(sqlite3_prepare_v3(connection.Handle(), sql, -1, SQLITE_PREPARE_PERSISTENT, &m_Handle, nullptr));
 }
 
@@ -112,10 +247,40 @@ sto_SqliteStatement::Use& sto_SqliteStatement::Use::Bind(int parameter, sto_Byte
   return *this;
 }
 
-bool sto_SqliteStatement::Use::Step() {
+void sto_SqliteStatement::Use::AllowRows(std::int64_t rows) noexcept {
+  constexpr std::int64_t RowsInCall = sto_SqliteConnection::StepsInCall / sto_SqliteConnection::StepsInRow;
+  m_Statement.m_CallsLeft += rows / RowsInCall;
+}
+
+sto_SqliteStatement::Use& sto_SqliteStatement::Use::AllowAllRows() {
+  AllowRows(m_Statement.m_Connection.MaxRows());
+  return *this;
+}
+
+sto_SqliteStatement::Use& sto_SqliteStatement::Use::AllowRange(std::int64_t first, std::int64_t last) {
+  if (last < first) return *this;
+  // What every run may do is enough for these, and the file's size need not be asked for.
+  constexpr std::uint64_t Few = 16384;
+  std::uint64_t const rows = static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(first);
+  if (rows < Few) return *this;
+  AllowRows(static_cast<std::int64_t>(
+      std::min(rows, static_cast<std::uint64_t>(m_Statement.m_Connection.MaxRows()))));
+  return *this;
+}
+
+int sto_SqliteStatement::Use::TryStep() noexcept {
+  m_Statement.m_Connection.CountWork(m_Statement.m_CallsLeft);
+  errno = 0;
   int const code = sqlite3_step(m_Statement.m_Handle);
+  m_Statement.m_Connection.CountOwnWork(); // the statement may go before the connection works again
+  return code;
+}
+
+bool sto_SqliteStatement::Use::Step() {
+  int const code = TryStep();
   if (code == SQLITE_ROW) return true;
-  if (code != SQLITE_DONE) m_Statement.m_Connection.Raise(code);
+  if (code != SQLITE_DONE)
+    m_Statement.m_Connection.Raise(code, sqlite3_stmt_readonly(m_Statement.m_Handle) != 0);
   return false;
 }
 

@@ -5,7 +5,10 @@
 
 #include "store/sqlite/sto_SqliteBlocks.h"
 #include "store/sqlite/sto_SqliteConnection.h"
+#include "store/sqlite/sto_SqliteFile.h"
 #include "store/sqlite/sto_SqliteObjects.h"
+#include "store/sqlite/sto_SqliteOpening.h"
+#include "store/sqlite/sto_SqliteTransaction.h"
 #include "store/sto_Driver.h"
 #include "store/sto_Options.h"
 
@@ -17,13 +20,23 @@
 /// SQLite promises.
 class sto_SqliteDriver : public sto_Driver {
  public:
-  /// A new store. Conflict when the file exists (an empty one counts as not there); when it fails, no file is
-  /// left behind that was not there before.
+  /// A new store. Conflict when there is anything under the name but an empty file, or the leftover of a
+  /// creation that was killed: a store's header, or an empty database's, without tables. Of programs that
+  /// create one store at the same time one succeeds, and the others get Conflict. When it fails, no file is
+  /// left behind that was not there before. With a write-ahead log, a kill in the last moment may leave a
+  /// complete store that has none. Misuse for a location with a NUL character or impossible options; Full;
+  /// Unavailable, also on a network file system.
   static std::unique_ptr<sto_Driver> Create(std::string const& path, sto_Options const& options);
 
-  /// The store in an existing file. NotFound: no file, or no store in it. NewerFormat, Unavailable.
+  /// The store in an existing file. NotFound: no file, or no store in it. NewerFormat. Damaged: something in
+  /// the file does not belong in a store. Misuse for a location with a NUL character or impossible options.
+  /// Unavailable, also for writing on a network file system. Of the options only those that matter for
+  /// every opening are looked at.
   /// An older format is read as it is; the first write transaction brings the store to the present format.
-  static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly);
+  static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly,
+                                          sto_Options const& options = {});
+
+  ~sto_SqliteDriver() override;
 
   [[nodiscard]] bool IsReadOnly() const noexcept override { return m_IsReadOnly; }
   void Begin(bool forWriting) override;
@@ -61,24 +74,31 @@ class sto_SqliteDriver : public sto_Driver {
   std::int64_t SizeBytes() override;
 
  private:
-  /// Every write asks first: outside a transaction SQLite would make each durable on its own.
-  void CheckTransaction() const;
+  /// Folds the log when the connection is closed, which could only read.
+  struct LogFolder {
+    std::string m_Path; // empty: nothing to do
+    ~LogFolder();
+  };
 
-  [[nodiscard]] std::vector<sto_AttributeRow> Attributes(unsigned int classId, int version);
+  sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly);
 
+  /// Raises Unavailable when a file that is read without locks has changed.
+  void CheckFixedState() const;
+  void ReadAttributes(std::vector<sto_ClassRow>& classes);
   /// Makes a store of an older format one of the present format, in the open write transaction.
   void Upgrade();
 
-  sto_SqliteDriver(std::unique_ptr<sto_SqliteConnection> connection, bool readOnly);
-
+  LogFolder m_LogFolder; // first: it acts when all else is gone
   std::unique_ptr<sto_SqliteConnection> m_Connection;
+  std::optional<sto_SqliteFile::State> m_FixedState; // of a file that is read without locks
   bool m_IsReadOnly;
-  sto_SqliteStatement m_OpenMark, m_ReleaseMark; // for every save
+  sto_SqliteTransaction m_Transaction;
   sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
   std::int64_t m_FormatVersion = 0; // as the open transaction sees it
   bool m_IsPresentFormat = false;   // a finished transaction has seen that it is
   bool m_GivesOutIds = false;       // the open transaction may write
+  bool m_HasUpgraded = false;       // in the open transaction
   bool m_HasLog;                    // a write-ahead log, beside which readers go on
   sto_SqliteObjects m_Objects;
   sto_SqliteBlocks m_Blocks;

@@ -226,12 +226,13 @@ std::vector<std::int64_t> sto_SqliteObjects::Ids(std::int64_t first, std::int64_
   };
   sto_SqliteStatement rows(m_Connection, "SELECT id FROM object WHERE id BETWEEN ? AND ?");
   sto_SqliteStatement::Use row(rows);
-  for (row.Bind(1, first).Bind(2, last); row.Step();) take(row.Integer(0));
+  for (row.Bind(1, first).Bind(2, last).AllowRange(first, last); row.Step();) take(row.Integer(0));
   if (m_HasPacks) {
     sto_SqliteStatement packs(m_Connection,
                               "SELECT key, substr(data, 1, 8) FROM pack WHERE key BETWEEN ? AND ?");
     sto_SqliteStatement::Use pack(packs);
-    for (pack.Bind(1, PackOf(first)).Bind(2, PackOf(last)); pack.Step();) {
+    pack.Bind(1, PackOf(first)).Bind(2, PackOf(last)).AllowRange(PackOf(first), PackOf(last));
+    while (pack.Step()) {
       auto present = sto_ByteReader(pack.Bytes(1)).Number<std::uint64_t>();
       for (std::int64_t id = pack.Integer(0) * IdsInPack; present != 0; ++id, present >>= 1)
         if ((present & 1) != 0) take(id);
@@ -243,10 +244,14 @@ std::vector<std::int64_t> sto_SqliteObjects::Ids(std::int64_t first, std::int64_
 
 std::int64_t sto_SqliteObjects::Count() {
   Flush();
-  std::int64_t count = m_Connection.QueryInteger("SELECT count(*) FROM object");
+  // Of count(*) SQLite makes one step, however long it takes, and a damaged tree may be endless.
+  sto_SqliteStatement rows(m_Connection, "SELECT count(id) FROM object");
+  sto_SqliteStatement::Use row(rows);
+  std::int64_t count = row.AllowAllRows().Step() ? row.Integer(0) : 0;
   if (!m_HasPacks) return count;
   sto_SqliteStatement packs(m_Connection, "SELECT substr(data, 1, 8) FROM pack");
-  for (sto_SqliteStatement::Use use(packs); use.Step();)
+  sto_SqliteStatement::Use use(packs);
+  for (use.AllowAllRows(); use.Step();)
     count += std::popcount(sto_ByteReader(use.Bytes(0)).Number<std::uint64_t>());
   return count;
 }

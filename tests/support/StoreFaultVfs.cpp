@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <new>
 #include <stdexcept>
@@ -13,6 +14,7 @@ std::int64_t s_StepsLeft = 0;
 StoreFaultVfs::Fault s_Fault = StoreFaultVfs::Fault::None;
 bool s_HasStruck = false;
 bool s_IsReadOnly = false;
+bool s_SharesMemory = false;
 
 /// What the next operation meets.
 StoreFaultVfs::Fault NextStep() {
@@ -27,17 +29,28 @@ StoreFaultVfs::Fault NextStep() {
 }
 
 /// Makes the result of an operation: the real one's, or the fault.
-template <class Real> int Run(int errorCode, Real real) {
+template <class Real, class Half> int Run(int errorCode, Real real, Half half) {
   switch (NextStep()) {
   case StoreFaultVfs::Fault::Kill:
+    half();
     Die();
   case StoreFaultVfs::Fault::IoError:
     return errorCode;
   case StoreFaultVfs::Fault::Full:
     return SQLITE_FULL;
+  case StoreFaultVfs::Fault::NoSpace:
+    errno = ENOSPC;
+    return errorCode;
+  case StoreFaultVfs::Fault::LateIoError:
+    real();
+    return errorCode;
   default:
     return real();
   }
+}
+
+template <class Real> int Run(int errorCode, Real real) {
+  return Run(errorCode, real, [] {});
 }
 
 struct File {
@@ -53,17 +66,9 @@ sqlite3_io_methods const& Methods(sqlite3_file* file) {
 }
 
 int Write(sqlite3_file* file, void const* data, int size, sqlite3_int64 offset) {
-  switch (NextStep()) {
-  case StoreFaultVfs::Fault::Kill:
-    Methods(file).xWrite(Real(file), data, size / 2, offset);
-    Die();
-  case StoreFaultVfs::Fault::IoError:
-    return SQLITE_IOERR_WRITE;
-  case StoreFaultVfs::Fault::Full:
-    return SQLITE_FULL;
-  default:
-    return Methods(file).xWrite(Real(file), data, size, offset);
-  }
+  return Run(
+      SQLITE_IOERR_WRITE, [&] { return Methods(file).xWrite(Real(file), data, size, offset); },
+      [&] { Methods(file).xWrite(Real(file), data, size / 2, offset); });
 }
 
 int Close(sqlite3_file* file) {
@@ -100,26 +105,43 @@ int DeviceCharacteristics(sqlite3_file* file) {
   return Methods(file).xDeviceCharacteristics(Real(file));
 }
 
-// Version 1 on purpose: no mapping into memory, so that every write passes here.
-sqlite3_io_methods const s_Methods{1,
-                                   Close,
-                                   Read,
-                                   Write,
-                                   Truncate,
-                                   Sync,
-                                   FileSize,
-                                   Lock,
-                                   Unlock,
-                                   CheckReservedLock,
-                                   FileControl,
-                                   SectorSize,
-                                   DeviceCharacteristics,
-                                   nullptr,
-                                   nullptr,
-                                   nullptr,
-                                   nullptr,
-                                   nullptr,
-                                   nullptr};
+int ShmMap(sqlite3_file* file, int region, int size, int extend, void volatile** memory) {
+  return Methods(file).xShmMap(Real(file), region, size, extend, memory);
+}
+int ShmLock(sqlite3_file* file, int offset, int count, int flags) {
+  return Methods(file).xShmLock(Real(file), offset, count, flags);
+}
+void ShmBarrier(sqlite3_file* file) {
+  Methods(file).xShmBarrier(Real(file));
+}
+int ShmUnmap(sqlite3_file* file, int remove) {
+  return Methods(file).xShmUnmap(Real(file), remove);
+}
+
+// No version with mapping of the file into memory, on purpose: every write passes here.
+constexpr sqlite3_io_methods MethodsOf(int version) {
+  sqlite3_io_methods methods{};
+  methods.iVersion = version;
+  methods.xClose = Close;
+  methods.xRead = Read;
+  methods.xWrite = Write;
+  methods.xTruncate = Truncate;
+  methods.xSync = Sync;
+  methods.xFileSize = FileSize;
+  methods.xLock = Lock;
+  methods.xUnlock = Unlock;
+  methods.xCheckReservedLock = CheckReservedLock;
+  methods.xFileControl = FileControl;
+  methods.xSectorSize = SectorSize;
+  methods.xDeviceCharacteristics = DeviceCharacteristics;
+  methods.xShmMap = ShmMap;
+  methods.xShmLock = ShmLock;
+  methods.xShmBarrier = ShmBarrier;
+  methods.xShmUnmap = ShmUnmap;
+  return methods;
+}
+constexpr sqlite3_io_methods s_Methods = MethodsOf(1);
+constexpr sqlite3_io_methods s_SharingMethods = MethodsOf(2);
 
 sqlite3_vfs* s_RealVfs = nullptr;
 sqlite3_vfs s_Vfs{};
@@ -131,7 +153,7 @@ int Open(sqlite3_vfs*, char const* name, sqlite3_file* file, int flags, int* out
   wrapper->m_Real = reinterpret_cast<sqlite3_file*>(wrapper + 1);
   int const code = Run(SQLITE_CANTOPEN,
                        [&] { return s_RealVfs->xOpen(s_RealVfs, name, wrapper->m_Real, flags, outFlags); });
-  if (code == SQLITE_OK) wrapper->m_Base.pMethods = &s_Methods;
+  if (code == SQLITE_OK) wrapper->m_Base.pMethods = s_SharesMemory ? &s_SharingMethods : &s_Methods;
   return code;
 }
 
@@ -141,7 +163,8 @@ int Delete(sqlite3_vfs*, char const* name, int syncFolder) {
 
 } // namespace
 
-StoreFaultVfs::StoreFaultVfs() {
+StoreFaultVfs::StoreFaultVfs(bool sharesMemory) {
+  s_SharesMemory = sharesMemory;
   s_RealVfs = sqlite3_vfs_find(nullptr);
   s_Vfs = *s_RealVfs;
   s_Vfs.zName = "store-fault";

@@ -1,0 +1,230 @@
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <initializer_list>
+#include <system_error>
+
+#include "store/sqlite/sto_FileSystem.h"
+#include "store/sqlite/sto_SqliteOpening.h"
+#include "store/sqlite/sto_SqliteSchema.h"
+#include "store/sqlite/sto_SqliteSchemaCheck.h"
+#include "store/sto_Exception.h"
+#include "store/sto_Format.h"
+
+// Creating is exclusive. Whoever has SQLite's exclusive lock on the file decides what the file is, makes the
+// tables in that one transaction, or removes the file when there is nothing of value in it. Whoever gets the
+// lock on a file that has been removed meanwhile begins again. A creation that is killed leaves an empty
+// file, or a journal by which the next one makes it empty.
+//
+// A write-ahead log is turned on when the tables are there: before, the file would hold a header that tells
+// nothing, and the tables would be in the log alone. A kill between leaves a complete store without log.
+
+namespace {
+
+/// Others that make or remove the file at the same time cost an attempt each.
+constexpr int MaxAttempts = 1000;
+
+/// How long a file is waited for that somebody else holds: an empty one is about to become a store, and
+/// whatever the other one is, it is there.
+constexpr int EmptyWaitMilliseconds = 5000;
+constexpr int FullWaitMilliseconds = 1000;
+
+/// What is in a file.
+enum class Contents {
+  Nothing,  ///< no bytes
+  Leftover, ///< of a creation that did not come to its end: a header, and no tables
+  NoObject, ///< a store that nobody has written to
+  Value,    ///< anything else
+};
+
+[[noreturn]] void RaiseConflict(std::string const& path) {
+  sto_Raise(sto_ErrorKind::Conflict, path + ": The file exists already.");
+}
+
+bool HasRows(sto_SqliteConnection& connection, char const* table) {
+  return connection.QueryInteger((std::string("SELECT EXISTS(SELECT 1 FROM ") + table + ")").c_str()) != 0;
+}
+
+bool IsStoreWithoutObject(sto_SqliteConnection& connection) {
+  try {
+    sto_CheckSqliteSchema(connection);
+  } catch (sto_Exception const&) {
+    return false;
+  }
+  auto const tables = {"class",     "name", "root",        "object",     "block",
+                       "attribute", "pack", "moved_block", "block_place"};
+  return sto_ReadSqliteIdentity(connection).m_FormatVersion == sto_Format::Version &&
+         std::ranges::none_of(tables, [&](char const* table) { return HasRows(connection, table); });
+}
+
+/// Call it while nobody else can write.
+Contents ContentsOf(sto_SqliteConnection& connection) {
+  constexpr std::uintmax_t LeastPageBytes = 512; // SQLite takes a single byte for nothing
+  std::uintmax_t const bytes = sto_SqliteFile::SizeOf(connection.FullPath());
+  if (bytes < LeastPageBytes) return bytes == 0 ? Contents::Nothing : Contents::Value;
+  auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
+  if (HasRows(connection, "sqlite_schema"))
+    return IsStoreWithoutObject(connection) ? Contents::NoObject : Contents::Value;
+  bool const isFresh =
+      applicationId == 0 && version == 0 && connection.QueryInteger("PRAGMA schema_version") == 0;
+  return isFresh || applicationId == sto_SqliteSchema::ApplicationId ? Contents::Leftover : Contents::Value;
+}
+
+/// Removes a file in which there is nothing of value, with what is beside it. Whether it did.
+bool RemoveWorthless(std::string const& path, std::initializer_list<Contents> worthless) noexcept {
+  try {
+    sto_SqliteConnection connection(path, {SQLITE_OPEN_READWRITE, FullWaitMilliseconds, false});
+    // From the first look on, nobody else has the file until this connection is closed; a log needs no
+    // shared memory then.
+    connection.Execute("PRAGMA locking_mode = EXCLUSIVE");
+    sto_BeginSqlite(connection);
+    auto const isWorthless = [&] {
+      connection.Execute("BEGIN EXCLUSIVE");
+      return !connection.HasMoved() &&
+             std::ranges::find(worthless, ContentsOf(connection)) != worthless.end();
+    };
+    bool isSure = isWorthless();
+    if (isSure && sto_SqliteFile::IsForLog(connection.ReadHeader())) {
+      connection.Execute("COMMIT; PRAGMA journal_mode = DELETE");
+      isSure = isWorthless();
+    }
+    if (!isSure) return false;
+    std::string const file = connection.FullPath(); // not a link to it
+    for (char const* const suffix : {"-journal", "-wal", "-shm", ""}) std::filesystem::remove(file + suffix);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+std::unique_ptr<sto_SqliteConnection> Connect(std::string const& path, sto_Options const& options) {
+  bool const isEmpty = sto_SqliteFile::SizeOf(path) == 0;
+  int const wait =
+      isEmpty ? std::max(options.m_BusyMilliseconds, EmptyWaitMilliseconds) : FullWaitMilliseconds;
+  auto connection = std::make_unique<sto_SqliteConnection>(
+      path, sto_SqliteConnection::Opening{SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, wait, false});
+  if (sqlite3_db_readonly(connection->Handle(), "main") != 0) {
+    if (!isEmpty) RaiseConflict(path);
+    sto_Raise(sto_ErrorKind::ReadOnly, path + ": The file may not be written.");
+  }
+  // The log of a file that is no business of ours stays as it is.
+  if (sto_SqliteFile::HasLog(path))
+    sqlite3_db_config(connection->Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  return connection;
+}
+
+/// Gets the exclusive lock, in a transaction. What cannot be locked or read is somebody's.
+void Lock(sto_SqliteConnection& connection, sto_Options const& options) {
+  try {
+    sto_BeginSqlite(connection); // undoes what a crash has left
+    connection.Execute(("PRAGMA page_size = " + std::to_string(options.m_PageBytes)).c_str());
+    connection.Execute("BEGIN EXCLUSIVE");
+  } catch (sto_Exception const& exception) {
+    sto_ErrorKind const kind = exception.Kind();
+    if (kind == sto_ErrorKind::Busy || kind == sto_ErrorKind::NotFound || kind == sto_ErrorKind::Damaged)
+      RaiseConflict(connection.Path());
+    throw;
+  }
+}
+
+void MakeTables(sto_SqliteConnection& connection) {
+  for (char const* const pragma : {"application_id = ", "user_version = "}) {
+    std::int64_t const value =
+        pragma[0] == 'a' ? sto_SqliteSchema::ApplicationId : std::int64_t{sto_Format::Version};
+    connection.Execute(("PRAGMA " + std::string(pragma) + std::to_string(value)).c_str());
+  }
+  connection.Execute(sto_SqliteSchema::Tables);
+  connection.Execute(sto_SqliteSchema::AttributeTable);
+  connection.Execute(sto_SqliteSchema::PackTables);
+  connection.Execute("INSERT INTO meta VALUES('next_object_id', 1)");
+  connection.Execute("COMMIT");
+}
+
+[[noreturn]] void RaiseNoLog(std::string const& path) {
+  sto_Raise(sto_ErrorKind::Unavailable,
+            path + ": There can be no write-ahead log here: the file system gives processes no "
+                   "memory to share.");
+}
+
+/// Asks for the log again while others look at the file: for that SQLite itself does not wait.
+std::string AskForLog(sto_SqliteConnection& connection) {
+  constexpr int PauseMilliseconds = 5;
+  for (int waited = 0;; waited += PauseMilliseconds) try {
+      return connection.QueryText("PRAGMA journal_mode = WAL");
+    } catch (sto_Exception const& exception) {
+      if (exception.Kind() != sto_ErrorKind::Busy || waited > EmptyWaitMilliseconds) throw;
+      sqlite3_sleep(PauseMilliseconds);
+    }
+}
+
+void TurnOnLog(sto_SqliteConnection& connection) {
+  if (AskForLog(connection) != "wal") RaiseNoLog(connection.Path());
+  static_cast<void>(HasRows(connection, "root")); // only now is the log made
+}
+
+/// Makes the store in a locked file without bytes.
+void Fill(sto_SqliteConnection& connection, sto_Options const& options) {
+  if (options.m_ReadersBesideWriter && !connection.CanShareMemory()) RaiseNoLog(connection.Path());
+  MakeTables(connection);
+  if (options.m_ReadersBesideWriter) TurnOnLog(connection);
+  sto_ConfigureSqlite(connection);
+  sqlite3_busy_timeout(connection.Handle(), options.m_BusyMilliseconds);
+}
+
+/// One attempt; null when it is worth another.
+std::unique_ptr<sto_SqliteConnection> TryCreate(std::string const& path, sto_Options const& options) {
+  bool const wasThere = sto_SqliteFile::IsThere(path);
+  if (wasThere && !sto_SqliteFile::IsRegular(path)) RaiseConflict(path);
+  std::unique_ptr<sto_SqliteConnection> connection = Connect(path, options);
+  try {
+    Lock(*connection, options);
+    if (connection->HasMoved()) return nullptr;
+    switch (ContentsOf(*connection)) {
+    case Contents::Nothing:
+      break;
+    case Contents::Leftover:
+      connection.reset();
+      return RemoveWorthless(path, {Contents::Leftover}) || !sto_SqliteFile::IsThere(path)
+                 ? nullptr
+                 : (RaiseConflict(path), nullptr);
+    default:
+      RaiseConflict(path);
+    }
+    // A file that was not empty at first has given the connection its own size of pages.
+    if (connection->QueryInteger("PRAGMA page_size") != options.m_PageBytes) return nullptr;
+    Fill(*connection, options);
+    return connection;
+  } catch (sto_Exception const& exception) {
+    connection.reset();
+    if (!wasThere && exception.Kind() != sto_ErrorKind::Conflict)
+      RemoveWorthless(path, {Contents::Nothing, Contents::Leftover, Contents::NoObject});
+    throw;
+  } catch (...) {
+    connection.reset();
+    if (!wasThere) RemoveWorthless(path, {Contents::Nothing, Contents::Leftover, Contents::NoObject});
+    throw;
+  }
+}
+
+void CheckPageBytes(std::string const& path, int pageBytes) {
+  if (pageBytes < 512 || pageBytes > 65536 || (pageBytes & (pageBytes - 1)) != 0)
+    sto_Raise(sto_ErrorKind::Misuse, path + ": " + std::to_string(pageBytes) +
+                                         " is no page size: a power of two from 512 to 65536 is.");
+}
+
+} // namespace
+
+std::unique_ptr<sto_SqliteConnection> sto_CreateSqlite(std::string const& path, sto_Options const& options) {
+  sto_SqliteFile::CheckLocation(path);
+  sto_SqliteFile::CheckOptions(path, options);
+  CheckPageBytes(path, options.m_PageBytes);
+  if (std::string const network = sto_NetworkFileSystem(path); !network.empty())
+    sto_Raise(sto_ErrorKind::Unavailable,
+              path + ": On a network file system (" + network +
+                  ") programs cannot keep out of each other's way, so no store can be made there.");
+  for (int attempt = 0; attempt < MaxAttempts; ++attempt)
+    if (std::unique_ptr<sto_SqliteConnection> connection = TryCreate(path, options)) return connection;
+  RaiseConflict(path);
+}

@@ -1,0 +1,93 @@
+#include "store/sqlite/sto_SqliteSchemaCheck.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/sqlite/sto_SqliteSchema.h"
+#include "store/sto_Exception.h"
+#include "store/sto_Format.h"
+
+namespace {
+
+struct Table {
+  std::string m_Name;
+  std::string_view m_Sql; // as SQLite keeps it
+  bool m_IsFound = false;
+};
+
+/// Adds the tables that some statements make.
+void AddTables(std::string_view statements, std::vector<Table>& tables) {
+  constexpr std::string_view Start = "CREATE TABLE ";
+  for (std::size_t at = statements.find(Start); at != std::string_view::npos;) {
+    std::string_view const sql = statements.substr(at, statements.find(';', at) - at);
+    std::string_view const named = sql.substr(Start.size());
+    tables.push_back({std::string(named.substr(0, named.find('('))), sql});
+    at = statements.find(Start, at + sql.size());
+  }
+}
+
+std::vector<Table> TablesOf(std::int64_t formatVersion) {
+  std::vector<Table> tables;
+  AddTables(sto_SqliteSchema::Tables, tables);
+  if (formatVersion > sto_Format::VersionWithoutAttributes)
+    AddTables(sto_SqliteSchema::AttributeTable, tables);
+  if (formatVersion > sto_Format::VersionWithoutPacks) AddTables(sto_SqliteSchema::PackTables, tables);
+  return tables;
+}
+
+[[noreturn]] void RaiseDamaged(sto_SqliteConnection const& connection, std::string const& what) {
+  sto_Raise(sto_ErrorKind::Damaged,
+            connection.Path() + ": The store's header or tables are damaged: " + what + ".");
+}
+
+/// One row of SQLite's own table of what there is.
+struct Entry {
+  std::string m_Type, m_Name, m_Table, m_Sql;
+};
+
+bool IsStatistics(Entry const& entry) {
+  return entry.m_Type == "table" && entry.m_Name.starts_with("sqlite_stat") &&
+         entry.m_Sql.starts_with("CREATE TABLE sqlite_stat");
+}
+
+/// SQLite makes an index by itself where a table asks for unique values.
+bool IsOwnIndex(Entry const& entry, std::vector<Table> const& tables) {
+  return entry.m_Type == "index" && entry.m_Sql.empty() &&
+         entry.m_Name.starts_with("sqlite_autoindex_" + entry.m_Table + "_") &&
+         std::ranges::find(tables, entry.m_Table, &Table::m_Name) != tables.end();
+}
+
+void CheckEntry(sto_SqliteConnection const& connection, Entry const& entry, std::vector<Table>& tables) {
+  if (IsStatistics(entry) || IsOwnIndex(entry, tables)) return;
+  auto const table = std::ranges::find(tables, entry.m_Name, &Table::m_Name);
+  if (entry.m_Type != "table" || table == tables.end() || entry.m_Table != entry.m_Name)
+    RaiseDamaged(connection, entry.m_Type + " " + entry.m_Name + " does not belong in a store");
+  if (entry.m_Sql != table->m_Sql)
+    RaiseDamaged(connection, "table " + entry.m_Name + " is not as it was made");
+  table->m_IsFound = true;
+}
+
+} // namespace
+
+sto_SqliteIdentity sto_ReadSqliteIdentity(sto_SqliteConnection& connection) {
+  return {connection.QueryInteger("PRAGMA application_id"), connection.QueryInteger("PRAGMA user_version")};
+}
+
+void sto_CheckSqliteSchema(sto_SqliteConnection& connection) {
+  auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
+  if (applicationId != sto_SqliteSchema::ApplicationId)
+    sto_Raise(sto_ErrorKind::NotFound, connection.Path() + ": This is not a store.");
+  if (version > sto_Format::Version)
+    sto_Raise(sto_ErrorKind::NewerFormat,
+              connection.Path() + ": The store has format version " + std::to_string(version) +
+                  "; this program reads up to version " + std::to_string(sto_Format::Version) + ".");
+  if (version < 1) RaiseDamaged(connection, "there is no format version " + std::to_string(version));
+  std::vector<Table> tables = TablesOf(version);
+  sto_SqliteStatement statement(connection, "SELECT type, name, tbl_name, sql FROM sqlite_schema");
+  for (sto_SqliteStatement::Use use(statement); use.Step();)
+    CheckEntry(connection, {use.Text(0), use.Text(1), use.Text(2), use.Text(3)}, tables);
+  for (Table const& table : tables)
+    if (!table.m_IsFound) RaiseDamaged(connection, "table " + table.m_Name + " is missing");
+}

@@ -1,0 +1,75 @@
+#include "store/sqlite/sto_SqliteTransaction.h"
+
+#include <sqlite3.h>
+
+#include "store/sto_Exception.h"
+
+sto_SqliteTransaction::Statements::Statements(sto_SqliteConnection& connection)
+    : m_BeginReading(connection, "BEGIN"), m_BeginWriting(connection, "BEGIN IMMEDIATE"),
+      m_Commit(connection, "COMMIT"), m_Rollback(connection, "ROLLBACK"),
+      m_OpenMark(connection, "SAVEPOINT mark"), m_ReleaseMark(connection, "RELEASE mark"),
+      m_RollbackToMark(connection, "ROLLBACK TO mark") {}
+
+sto_SqliteTransaction::sto_SqliteTransaction(sto_SqliteConnection& connection) : m_Connection(connection) {
+  m_Statements.emplace(connection);
+}
+
+bool sto_SqliteTransaction::IsOpenInFile() const noexcept {
+  return sqlite3_get_autocommit(m_Connection.Handle()) == 0;
+}
+
+void sto_SqliteTransaction::Begin(bool forWriting) {
+  if (m_MustUndo && !Undo()) RaiseNotUndone();
+  if (!m_Statements) m_Statements.emplace(m_Connection);
+  m_Connection.ForgetSize();
+  sto_SqliteStatement::Use(forWriting ? m_Statements->m_BeginWriting : m_Statements->m_BeginReading).Step();
+}
+
+void sto_SqliteTransaction::Commit() {
+  CheckOpen();
+  sto_SqliteStatement::Use(m_Statements->m_Commit).Step();
+}
+
+void sto_SqliteTransaction::Rollback() noexcept {
+  m_MustUndo = !Undo();
+}
+
+bool sto_SqliteTransaction::Undo() noexcept {
+  // The result says little: SQLite also undoes by itself, and then there is nothing to undo.
+  if (IsOpenInFile() && m_Statements)
+    static_cast<void>(sto_SqliteStatement::Use(m_Statements->m_Rollback).TryStep());
+  m_MustUndo = IsOpenInFile();
+  return !m_MustUndo;
+}
+
+void sto_SqliteTransaction::CheckOpen() {
+  CheckUndone();
+  if (!IsOpenInFile()) RaiseUndone();
+}
+
+void sto_SqliteTransaction::RaiseNotUndone() {
+  if (Undo()) RaiseUndone();
+  sto_Raise(sto_ErrorKind::Unavailable,
+            m_Connection.Path() +
+                ": The last transaction could not be undone yet for want of memory; nothing "
+                "can be done before. It is tried again at the next operation.");
+}
+
+void sto_SqliteTransaction::RaiseUndone() const {
+  sto_Raise(sto_ErrorKind::Unavailable,
+            m_Connection.Path() + ": The transaction was undone by a failure; roll it back.");
+}
+
+void sto_SqliteTransaction::OpenMark() {
+  sto_SqliteStatement::Use(m_Statements->m_OpenMark).Step();
+}
+
+void sto_SqliteTransaction::ReleaseMark() {
+  CheckUndone();
+  sto_SqliteStatement::Use(m_Statements->m_ReleaseMark).Step();
+}
+
+void sto_SqliteTransaction::RollbackToMark() {
+  sto_SqliteStatement::Use(m_Statements->m_RollbackToMark).Step();
+  sto_SqliteStatement::Use(m_Statements->m_ReleaseMark).Step();
+}
