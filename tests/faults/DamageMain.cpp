@@ -12,7 +12,8 @@
 
 // Damaged copies of a small store with every kind of object and row.
 //
-//     faults_damage [--short] [--copies 20000] [--seed 1] [--copy N]     (one copy only, to look at it)
+//     faults_damage [--short] [--copies 20000] [--seed 1] [--copy N [--keep FILE]]   (one copy, to look at
+//     it)
 //
 // Each copy is opened, loaded, saved to, collected, and loaded again. What comes out is the original content
 // or an error of the store. Two kinds of damage cannot be seen in this format, and have columns of their own,
@@ -162,6 +163,23 @@ bool IsKnownRoot(Campaign const& campaign, DamageContent const& found,
   return true;
 }
 
+/// Which roots show something else, in words.
+std::string DifferenceOf(Campaign const& campaign, DamageContent const& found) {
+  std::string text =
+      ": " + std::to_string(found.m_Roots.size()) + " roots, " + std::to_string(found.m_Refused) + " refused";
+  for (auto const& [root, parts] : found.m_Roots) {
+    auto const original = campaign.m_Content.m_Roots.find(root);
+    if (original == campaign.m_Content.m_Roots.end()) {
+      text += "; '" + root + "' is new";
+      continue;
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i)
+      if (i >= original->second.size() || parts[i] != original->second[i])
+        text += "; part " + std::to_string(i) + " of '" + root + "' is " + parts[i].substr(0, 12);
+  }
+  return text;
+}
+
 /// What a load has shown, beside the original.
 Verdict Judge(Campaign const& campaign, DamageContent const& found,
               std::map<std::string, std::int64_t> const& rows, bool isOlder) {
@@ -193,7 +211,7 @@ Verdict TryCopy(Campaign const& campaign, int copy, std::string& text) {
     found.m_Roots.erase("new");
     Verdict const now = Judge(campaign, found, rows, isOlder);
     if (now == Verdict::Wrong && isAfter) text += ", after a save and a collection";
-    if (now == Verdict::Wrong) text += ": other content";
+    if (now == Verdict::Wrong) text += DifferenceOf(campaign, found);
     if (verdict != Verdict::Wrong && now != Verdict::Same) verdict = now;
   };
   FaultsOutcome outcome = FaultsTry([&] {
@@ -272,6 +290,13 @@ int Run(FaultsOptions const& options) {
   int const end = only >= 0 ? only + 1 : options.Number("copies", options.IsShort() ? 600 : 20'000);
   for (int copy = std::max(only, 0); copy < end;)
     copy = RunChild(campaign, row, copy, std::min(copy + CopiesOfChild, end));
+  if (options.Has("keep")) { // the copy as it was damaged, for one --copy
+    std::mt19937 random(campaign.m_Seed * 1'000'003U + static_cast<unsigned int>(std::max(only, 0)));
+    std::string bytes = campaign.m_Bytes;
+    bool isOlder = false;
+    static_cast<void>(Damage(campaign, random, bytes, isOlder));
+    FaultsPutBytes(options.Text("keep", "damaged"), bytes);
+  }
   return row.Print();
 }
 

@@ -222,6 +222,18 @@ void ModelExecutor::CheckCarrier(ModelSession& session, ModelSlot& slot) {
            where + "element " + std::to_string(at) + " of " + std::to_string(found.size()) + " is another");
   }
   if (slot.m_Id < 0) CheckCopies(slot);
+  if (slot.m_IsPastDead && !OtherWrites(session)) CheckPast(session, slot);
+}
+
+void ModelExecutor::CheckPast(ModelSession& session, ModelSlot& slot) {
+  for (bool const isSave : {false, true}) {
+    Outcome const outcome =
+        FaultsTry([&] { isSave ? slot.m_Carrier->SavePast(*session.m_Store) : slot.m_Carrier->ReadPast(); });
+    Expect(outcome.Is(sto_ErrorKind::Unavailable),
+           std::string(isSave ? "saving" : "reading") +
+               " an array of undone work that was assigned past the store: " +
+               (outcome.IsDone() ? "no error" : outcome.m_Text));
+  }
 }
 
 void ModelExecutor::CheckCopies(ModelSlot& slot) {

@@ -311,7 +311,13 @@ void ModelExecutor::FlushArray(ModelSession& session, ModelSlot& slot, ModelStep
 }
 
 void ModelExecutor::MakeCopies(ModelSlot& slot) {
-  if (slot.m_Carrier == nullptr || slot.m_Id >= 0) return; // copies of associated arrays have another size
+  if (slot.m_Carrier == nullptr) return;
+  if (slot.m_Id >= 0) { // copies of associated arrays have another size
+    if (!slot.m_IsNewInTransaction || slot.m_View.m_Arrays[3].Size() == 0) return;
+    slot.m_Carrier->AssignPast();
+    slot.m_IsPastDead = false;
+    return;
+  }
   slot.m_Carrier->MakeCopies();
   slot.m_CopiesInMemory = true;
   for (std::size_t i = 0; i < slot.m_CopySizes.size(); ++i)

@@ -43,6 +43,7 @@ class ModelExecutor {
   void GetElement(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void FlushArray(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void MakeCopies(ModelSlot& slot);
+  void CheckPast(ModelSession& session, ModelSlot& slot);
   void Save(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void SaveFailing(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void Begin(ModelSession& session, ModelStep const& step);

@@ -97,7 +97,7 @@ int Run(FaultsOptions const& options) {
         ModelText(ModelGenerate(static_cast<unsigned int>(options.Number("script", 1)), steps)).c_str());
     return 0;
   }
-  std::string const seeds = options.Text("seeds", options.IsShort() ? "1..60" : "1..400");
+  std::string const seeds = options.Text("seeds", options.IsShort() ? "1..250" : "1..400");
   std::size_t const dots = seeds.find("..");
   if (dots == std::string::npos) throw std::runtime_error("seeds are two numbers with two dots between them");
   auto const first = static_cast<unsigned int>(std::stoul(seeds));

@@ -94,6 +94,7 @@ struct ModelSlot {
   bool m_IsNewInTransaction = false;
   bool m_IsLoadedInTransaction = false;
   std::array<ModelArray, Carrier::ArrayCount> m_Arrays; ///< of others, the first two are their collections
+  bool m_IsPastDead = false; ///< the array that was assigned past the store is of undone work
   bool m_CopiesInMemory = false;
   std::array<int, Carrier::ArrayCount> m_CopySizes{};
 };

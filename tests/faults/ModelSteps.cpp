@@ -38,6 +38,8 @@ void ModelExecutor::ApplyCommit(ModelSession& session) {
   for (ModelSlot& slot : session.m_Slots) {
     slot.m_IsLoadedInTransaction = slot.m_IsNewInTransaction = false;
     if (slot.m_Carrier == nullptr || slot.m_Id < 0) continue;
+    slot.m_Carrier->DropPast();
+    slot.m_IsPastDead = false;
     if (slot.m_CopiesInMemory) slot.m_Carrier->DropCopies();
     slot.m_CopiesInMemory = false;
     for (int array = 0; array < Carrier::ArrayCount; ++array) {
@@ -83,6 +85,7 @@ void ModelExecutor::ApplyRollback(ModelSlot& slot) {
     }
     slot.m_Id = -1;
     slot.m_IsDead = slot.m_Carrier == nullptr;
+    slot.m_IsPastDead = slot.m_Carrier != nullptr && slot.m_Carrier->HasPast();
     for (std::size_t i = 0; i < slot.m_Arrays.size(); ++i) {
       ModelNumbers const before = slot.m_Arrays[i].m_AtSave;
       slot.m_Arrays[i] = {};
@@ -137,6 +140,8 @@ void ModelExecutor::Reopen(ModelSession& session, int how) {
   };
   if (how % 3 == 0) {
     flushed();
+    for (ModelSlot& slot : session.m_Slots) // arrays that the store does not know must go before it
+      if (slot.m_Carrier != nullptr) slot.m_Carrier->DropPast();
     session.m_Store.reset(); // with what it has handed out
     for (ModelSlot& slot : session.m_Slots) slot = {};
   } else {
