@@ -143,9 +143,7 @@ void ModelExecutor::AfterFault(ModelSession& session, Outcome const& outcome, ch
   Expect(StorePowerVfs::HasStruck(), std::string(what) + " failed by itself: " + outcome.m_Text);
   Expect(outcome.m_Way == Outcome::Way::Store,
          std::string(what) + ", struck by a fault, raised no error of the store: " + outcome.m_Text);
-  for (ModelSlot& slot : session.m_Slots) // a failed change may be reported as one; a missed one is an error
-    if (slot.m_Carrier == nullptr)
-      for (ModelArray& array : slot.m_Arrays) array.m_Stale = std::max(array.m_Stale, ModelStale::Maybe);
+  NoteUndone(session);
   if (!session.m_Transaction) return CheckShapes("after a failure", true);
   // The transaction may have been undone; then memory is as after a rollback. Nothing between is right.
   Outcome const before = FaultsTry([&] { CheckShapes("before the call", true); });
@@ -372,6 +370,7 @@ void ModelExecutor::SaveFailing(ModelSession& session, ModelSlot& slot, ModelSte
   else
     Expect(outcome.Is(sto_ErrorKind::Misuse), "an undeclared attribute: " + outcome.m_Text);
   if (slot.m_Id < 0 && slot.m_Carrier == nullptr && point > 0) slot.m_IsDead = true;
+  NoteUndone(session);
   CheckShapes("after a save that failed", true);
 }
 
@@ -395,7 +394,7 @@ void ModelExecutor::ApplySave(ModelSession& session, ModelSlot& slot, std::strin
     } else {
       NoteChanged(session, slot.m_Id, 0, ModelStale::Maybe);
       NoteChanged(session, slot.m_Id, 1, ModelStale::Maybe);
-      slot.m_Arrays[0].m_Stale = ModelStale::Maybe; // a picture writes itself through another agent
+      slot.m_Arrays[0].m_MayReport = true; // a picture writes itself through another agent
     }
   }
   store.m_Roots[root] = slot.m_Id;

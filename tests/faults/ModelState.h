@@ -66,8 +66,9 @@ struct ModelArray {
   std::set<int> m_Touched;     ///< while it is pending: elements that the store may have in either state
   bool m_WasSeenEarly = false; ///< another session has looked while it was pending
   ModelStale m_Stale = ModelStale::No;
-  ModelNumbers m_AtSave;  ///< its elements when it was first saved in the open transaction
-  ModelNumbers m_AtBegin; ///< and when that began
+  bool m_MayReport = false; ///< a change may be reported although there is none: work of its own was undone
+  ModelNumbers m_AtSave;    ///< its elements when it was first saved in the open transaction
+  ModelNumbers m_AtBegin;   ///< and when that began
   bool m_WasPendingAtBegin = false;
   std::set<int> m_TouchedAtBegin;
 };
