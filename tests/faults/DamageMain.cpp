@@ -21,7 +21,8 @@
 //
 // known root   The root table, read past the module, has other rows than the original, and each root that
 // loads
-//              is, whole, the original object with the id that its row names.
+//              is, whole, the original object with the id that its row (one of them, if there are
+//              several of its name) names.
 // known older  Only where pages of an older copy were put in: each part of each root that loads is, whole,
 //              what the original or the older copy has there, and the roots are those of one of the two.
 
@@ -44,7 +45,7 @@ struct Campaign {
   FaultsFolder m_Folder;
   std::string m_Bytes, m_OlderBytes;
   DamageContent m_Content, m_Older;
-  std::map<std::string, std::int64_t> m_Rows;
+  DamageRows m_Rows;
   std::map<std::int64_t, DamageParts> m_Objects;
   unsigned int m_Seed = 1;
 };
@@ -151,14 +152,14 @@ bool IsKnownOlder(Campaign const& campaign, DamageContent const& found) {
   return true;
 }
 
-bool IsKnownRoot(Campaign const& campaign, DamageContent const& found,
-                 std::map<std::string, std::int64_t> const& rows) {
+bool IsKnownRoot(Campaign const& campaign, DamageContent const& found, DamageRows const& rows) {
   if (rows == campaign.m_Rows) return false;
   for (auto const& [root, parts] : found.m_Roots) {
-    auto const row = rows.find(root);
-    if (row == rows.end()) return false;
-    auto const object = campaign.m_Objects.find(row->second);
-    if (object == campaign.m_Objects.end() || object->second != parts) return false;
+    bool const isOfARow = std::any_of(rows.begin(), rows.end(), [&](auto const& row) {
+      auto const object = campaign.m_Objects.find(row.second);
+      return row.first == root && object != campaign.m_Objects.end() && object->second == parts;
+    });
+    if (!isOfARow) return false;
   }
   return true;
 }
@@ -167,7 +168,9 @@ bool IsKnownRoot(Campaign const& campaign, DamageContent const& found,
 std::string DifferenceOf(Campaign const& campaign, DamageContent const& found) {
   std::string text =
       ": " + std::to_string(found.m_Roots.size()) + " roots, " + std::to_string(found.m_Refused) + " refused";
+  std::size_t const enough = 300;
   for (auto const& [root, parts] : found.m_Roots) {
+    if (text.size() > enough) return text + " ...";
     auto const original = campaign.m_Content.m_Roots.find(root);
     if (original == campaign.m_Content.m_Roots.end()) {
       text += "; '" + root + "' is new";
@@ -181,8 +184,7 @@ std::string DifferenceOf(Campaign const& campaign, DamageContent const& found) {
 }
 
 /// What a load has shown, beside the original.
-Verdict Judge(Campaign const& campaign, DamageContent const& found,
-              std::map<std::string, std::int64_t> const& rows, bool isOlder) {
+Verdict Judge(Campaign const& campaign, DamageContent const& found, DamageRows const& rows, bool isOlder) {
   bool isSame =
       found.m_Roots.size() + static_cast<std::size_t>(found.m_Refused) == campaign.m_Content.m_Roots.size();
   for (auto const& [root, parts] : found.m_Roots) {
