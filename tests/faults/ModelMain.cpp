@@ -76,8 +76,8 @@ ModelScript ScriptOf(FaultsOptions const& options, unsigned int seed, int steps)
 
 void RunSeed(FaultsFolder const& folder, FaultsRow& row, ModelScript const& script, unsigned int seed,
              bool shrinks) {
-  row.Count(static_cast<std::int64_t>(script.m_Steps.size()));
   std::string const failure = Fails(folder, script);
+  row.Count(failure.empty() ? static_cast<std::int64_t>(script.m_Steps.size()) : 1); // it ended somewhere
   if (failure.empty()) return;
   std::string text = "seed " + std::to_string(seed) + ": " + failure;
   if (shrinks) {
