@@ -361,3 +361,9 @@ set(KVL_FAULTS_MEMORY_SOURCES
   tests/faults/MemoryMain.cpp
   tests/faults/MemoryWorld.cpp
   tests/support/StoreAllocFault.cpp)
+
+set(KVL_FAULTS_TEST_SOURCES
+  tests/faults/FaultsTools_test.cpp
+  tests/faults/ModelScript.cpp
+  tests/faults/ModelShrink.cpp
+  tests/support/StorePowerVfs.cpp)

@@ -170,13 +170,13 @@ DamageContent DamageLoad(sto_Store& store) {
   return content;
 }
 
-std::map<std::string, std::int64_t> DamageRootRows(std::string const& path) {
-  std::map<std::string, std::int64_t> rows;
+DamageRows DamageRootRows(std::string const& path) {
+  DamageRows rows;
   Raw raw(path);
   bool const isWhole = raw.ForEach("SELECT name, object_id FROM root", [&](sqlite3_stmt* row) {
     auto const* const bytes = static_cast<char const*>(sqlite3_column_blob(row, 0));
-    rows[std::string(bytes == nullptr ? "" : bytes, static_cast<std::size_t>(sqlite3_column_bytes(row, 0)))] =
-        sqlite3_column_int64(row, 1);
+    auto const size = static_cast<std::size_t>(sqlite3_column_bytes(row, 0));
+    rows.emplace(std::string(bytes == nullptr ? "" : bytes, size), sqlite3_column_int64(row, 1));
   });
   if (!isWhole) rows.clear();
   return rows;

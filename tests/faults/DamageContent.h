@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/sto_Store.h"
@@ -24,8 +26,11 @@ void DamageMake(std::string const& path, std::string const& older);
 /// All roots. What raises anything else than an error of the store passes.
 DamageContent DamageLoad(sto_Store& store);
 
+/// Rows of the root table: names with object ids. Of a damaged table several may have one name.
+using DamageRows = std::set<std::pair<std::string, std::int64_t>>;
+
 /// The root table as SQLite reads it, past the module: names with object ids. Empty when it cannot.
-std::map<std::string, std::int64_t> DamageRootRows(std::string const& path);
+DamageRows DamageRootRows(std::string const& path);
 
 /// The content of every object that could be a root, by object id: a copy of the store is given a root for
 /// each.

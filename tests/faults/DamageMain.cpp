@@ -12,7 +12,8 @@
 
 // Damaged copies of a small store with every kind of object and row.
 //
-//     faults_damage [--short] [--copies 20000] [--seed 1] [--copy N]     (one copy only, to look at it)
+//     faults_damage [--short] [--copies 20000] [--seed 1] [--copy N [--keep FILE]]   (one copy, to look at
+//     it)
 //
 // Each copy is opened, loaded, saved to, collected, and loaded again. What comes out is the original content
 // or an error of the store. Two kinds of damage cannot be seen in this format, and have columns of their own,
@@ -20,7 +21,8 @@
 //
 // known root   The root table, read past the module, has other rows than the original, and each root that
 // loads
-//              is, whole, the original object with the id that its row names.
+//              is, whole, the original object with the id that its row (one of them, if there are
+//              several of its name) names.
 // known older  Only where pages of an older copy were put in: each part of each root that loads is, whole,
 //              what the original or the older copy has there, and the roots are those of one of the two.
 
@@ -43,7 +45,7 @@ struct Campaign {
   FaultsFolder m_Folder;
   std::string m_Bytes, m_OlderBytes;
   DamageContent m_Content, m_Older;
-  std::map<std::string, std::int64_t> m_Rows;
+  DamageRows m_Rows;
   std::map<std::int64_t, DamageParts> m_Objects;
   unsigned int m_Seed = 1;
 };
@@ -150,21 +152,39 @@ bool IsKnownOlder(Campaign const& campaign, DamageContent const& found) {
   return true;
 }
 
-bool IsKnownRoot(Campaign const& campaign, DamageContent const& found,
-                 std::map<std::string, std::int64_t> const& rows) {
+bool IsKnownRoot(Campaign const& campaign, DamageContent const& found, DamageRows const& rows) {
   if (rows == campaign.m_Rows) return false;
   for (auto const& [root, parts] : found.m_Roots) {
-    auto const row = rows.find(root);
-    if (row == rows.end()) return false;
-    auto const object = campaign.m_Objects.find(row->second);
-    if (object == campaign.m_Objects.end() || object->second != parts) return false;
+    bool const isOfARow = std::any_of(rows.begin(), rows.end(), [&](auto const& row) {
+      auto const object = campaign.m_Objects.find(row.second);
+      return row.first == root && object != campaign.m_Objects.end() && object->second == parts;
+    });
+    if (!isOfARow) return false;
   }
   return true;
 }
 
+/// Which roots show something else, in words.
+std::string DifferenceOf(Campaign const& campaign, DamageContent const& found) {
+  std::string text =
+      ": " + std::to_string(found.m_Roots.size()) + " roots, " + std::to_string(found.m_Refused) + " refused";
+  std::size_t const enough = 300;
+  for (auto const& [root, parts] : found.m_Roots) {
+    if (text.size() > enough) return text + " ...";
+    auto const original = campaign.m_Content.m_Roots.find(root);
+    if (original == campaign.m_Content.m_Roots.end()) {
+      text += "; '" + root + "' is new";
+      continue;
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i)
+      if (i >= original->second.size() || parts[i] != original->second[i])
+        text += "; part " + std::to_string(i) + " of '" + root + "' is " + parts[i].substr(0, 12);
+  }
+  return text;
+}
+
 /// What a load has shown, beside the original.
-Verdict Judge(Campaign const& campaign, DamageContent const& found,
-              std::map<std::string, std::int64_t> const& rows, bool isOlder) {
+Verdict Judge(Campaign const& campaign, DamageContent const& found, DamageRows const& rows, bool isOlder) {
   bool isSame =
       found.m_Roots.size() + static_cast<std::size_t>(found.m_Refused) == campaign.m_Content.m_Roots.size();
   for (auto const& [root, parts] : found.m_Roots) {
@@ -193,7 +213,7 @@ Verdict TryCopy(Campaign const& campaign, int copy, std::string& text) {
     found.m_Roots.erase("new");
     Verdict const now = Judge(campaign, found, rows, isOlder);
     if (now == Verdict::Wrong && isAfter) text += ", after a save and a collection";
-    if (now == Verdict::Wrong) text += ": other content";
+    if (now == Verdict::Wrong) text += DifferenceOf(campaign, found);
     if (verdict != Verdict::Wrong && now != Verdict::Same) verdict = now;
   };
   FaultsOutcome outcome = FaultsTry([&] {
@@ -272,6 +292,13 @@ int Run(FaultsOptions const& options) {
   int const end = only >= 0 ? only + 1 : options.Number("copies", options.IsShort() ? 600 : 20'000);
   for (int copy = std::max(only, 0); copy < end;)
     copy = RunChild(campaign, row, copy, std::min(copy + CopiesOfChild, end));
+  if (options.Has("keep")) { // the copy as it was damaged, for one --copy
+    std::mt19937 random(campaign.m_Seed * 1'000'003U + static_cast<unsigned int>(std::max(only, 0)));
+    std::string bytes = campaign.m_Bytes;
+    bool isOlder = false;
+    static_cast<void>(Damage(campaign, random, bytes, isOlder));
+    FaultsPutBytes(options.Text("keep", "damaged"), bytes);
+  }
   return row.Print();
 }
 

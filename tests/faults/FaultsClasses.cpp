@@ -108,6 +108,7 @@ template <class Self, class Act> auto Carrier::With(Self& arrays, int array, Act
 
 Carrier::~Carrier() {
   m_Copies.reset();
+  m_Past.reset();
   for (int array = 0; array < ArrayCount; ++array)
     With(m_Arrays, array, [](auto& it) {
       try {
@@ -197,6 +198,28 @@ void Carrier::MakeCopies() {
 
 std::vector<int> Carrier::AllOfCopy(int array) const {
   return With(*m_Copies, array, [](auto const& it) { return NumbersOf(it); });
+}
+
+void Carrier::AssignPast() {
+  m_Past = std::make_unique<cls_2dArrayPrim<double>>();
+  *m_Past = m_Arrays.m_Table;
+}
+
+void Carrier::ReadPast() const {
+  static_cast<void>(m_Past->ConstGet(0, 0));
+}
+
+void Carrier::SavePast(sto_Store& store) const {
+  struct Owner {
+    static constexpr unsigned int TypeId() noexcept { return Carrier::TypeId(); }
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      if (!visitor.StartWrite(TypeId(), m_Uid)) return;
+      m_Table.DBWrite(cls_WriteVisitor(visitor, ArrayField(3), nullptr, &m_Table));
+    }
+    cls_2dArrayPrim<double> const& m_Table;
+    cls_Uid m_Uid;
+  };
+  store.Save("past", Owner{*m_Past, {}});
 }
 
 Picture::Picture(cls_ReadVisitor const& visitor)

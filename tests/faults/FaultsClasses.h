@@ -86,6 +86,13 @@ class Carrier : public CarrierBase {
   [[nodiscard]] bool HasCopies() const noexcept { return m_Copies != nullptr; }
   [[nodiscard]] std::vector<int> AllOfCopy(int array) const;
 
+  /// Assigns the table to another array, which the store does not hear of; or takes that away.
+  void AssignPast();
+  void DropPast() noexcept { m_Past.reset(); }
+  [[nodiscard]] bool HasPast() const noexcept { return m_Past != nullptr; }
+  void ReadPast() const;
+  void SavePast(sto_Store& store) const;
+
   int m_Number = 0;
   std::string m_Text;
   cls_xp1DArrayListInt m_List;
@@ -104,6 +111,7 @@ class Carrier : public CarrierBase {
 
   mutable Arrays m_Arrays;
   std::unique_ptr<Arrays> m_Copies;
+  std::unique_ptr<cls_2dArrayPrim<double>> m_Past;
 };
 
 /// An object with a blob, whose agent it keeps.

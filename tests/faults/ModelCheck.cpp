@@ -37,6 +37,11 @@ void ModelExecutor::TellOther(ModelSession& session, int id, int part, ModelStal
   }
 }
 
+void ModelExecutor::NoteUndone(ModelSession& session) {
+  for (ModelSlot& slot : session.m_Slots)
+    for (ModelArray& array : slot.m_Arrays) array.m_MayReport = true;
+}
+
 ModelSlot* ModelExecutor::FindPending(ModelSession& session, int id) {
   for (ModelSlot& slot : session.m_Slots)
     if (slot.m_Id == id && slot.IsPending()) return &slot;
@@ -92,6 +97,7 @@ void ModelExecutor::Touch(ModelSession& session, ModelSlot& slot, int part) {
   ModelArray& array = slot.m_Arrays[static_cast<std::size_t>(part)];
   if (array.m_IsPending) return; // then nobody else has changed it
   ModelStale const stale = std::exchange(array.m_Stale, ModelStale::No);
+  bool const mayReport = std::exchange(array.m_MayReport, false);
   bool isChanged = false;
   if (slot.m_Carrier != nullptr)
     isChanged = slot.m_Carrier->Refresh(part) != 0;
@@ -103,7 +109,7 @@ void ModelExecutor::Touch(ModelSession& session, ModelSlot& slot, int part) {
     isChanged = part == 0 ? slot.m_Folder->Items().Changed() : slot.m_Folder->Keyed().Changed();
   Expect(stale != ModelStale::Must || isChanged, "another session's change is not reported");
   ModelSlot* const pending = FindPending(Other(session), slot.m_Id);
-  Expect(stale != ModelStale::No || !isChanged || pending != nullptr,
+  Expect(stale != ModelStale::No || mayReport || !isChanged || pending != nullptr,
          "a change is reported that nobody made");
   if (slot.m_Carrier == nullptr) return;
   ModelNumbers& view = slot.m_View.m_Arrays[static_cast<std::size_t>(part)];
@@ -222,6 +228,18 @@ void ModelExecutor::CheckCarrier(ModelSession& session, ModelSlot& slot) {
            where + "element " + std::to_string(at) + " of " + std::to_string(found.size()) + " is another");
   }
   if (slot.m_Id < 0) CheckCopies(slot);
+  if (slot.m_IsPastDead && !OtherWrites(session)) CheckPast(session, slot);
+}
+
+void ModelExecutor::CheckPast(ModelSession& session, ModelSlot& slot) {
+  for (bool const isSave : {false, true}) {
+    Outcome const outcome =
+        FaultsTry([&] { isSave ? slot.m_Carrier->SavePast(*session.m_Store) : slot.m_Carrier->ReadPast(); });
+    Expect(outcome.Is(sto_ErrorKind::Unavailable),
+           std::string(isSave ? "saving" : "reading") +
+               " an array of undone work that was assigned past the store: " +
+               (outcome.IsDone() ? "no error" : outcome.m_Text));
+  }
 }
 
 void ModelExecutor::CheckCopies(ModelSlot& slot) {

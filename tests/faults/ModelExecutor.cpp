@@ -143,9 +143,7 @@ void ModelExecutor::AfterFault(ModelSession& session, Outcome const& outcome, ch
   Expect(StorePowerVfs::HasStruck(), std::string(what) + " failed by itself: " + outcome.m_Text);
   Expect(outcome.m_Way == Outcome::Way::Store,
          std::string(what) + ", struck by a fault, raised no error of the store: " + outcome.m_Text);
-  for (ModelSlot& slot : session.m_Slots) // a failed change may be reported as one; a missed one is an error
-    if (slot.m_Carrier == nullptr)
-      for (ModelArray& array : slot.m_Arrays) array.m_Stale = std::max(array.m_Stale, ModelStale::Maybe);
+  NoteUndone(session);
   if (!session.m_Transaction) return CheckShapes("after a failure", true);
   // The transaction may have been undone; then memory is as after a rollback. Nothing between is right.
   Outcome const before = FaultsTry([&] { CheckShapes("before the call", true); });
@@ -311,7 +309,13 @@ void ModelExecutor::FlushArray(ModelSession& session, ModelSlot& slot, ModelStep
 }
 
 void ModelExecutor::MakeCopies(ModelSlot& slot) {
-  if (slot.m_Carrier == nullptr || slot.m_Id >= 0) return; // copies of associated arrays have another size
+  if (slot.m_Carrier == nullptr) return;
+  if (slot.m_Id >= 0) { // copies of associated arrays have another size
+    if (!slot.m_IsNewInTransaction || slot.m_View.m_Arrays[3].Size() == 0) return;
+    slot.m_Carrier->AssignPast();
+    slot.m_IsPastDead = false;
+    return;
+  }
   slot.m_Carrier->MakeCopies();
   slot.m_CopiesInMemory = true;
   for (std::size_t i = 0; i < slot.m_CopySizes.size(); ++i)
@@ -366,6 +370,7 @@ void ModelExecutor::SaveFailing(ModelSession& session, ModelSlot& slot, ModelSte
   else
     Expect(outcome.Is(sto_ErrorKind::Misuse), "an undeclared attribute: " + outcome.m_Text);
   if (slot.m_Id < 0 && slot.m_Carrier == nullptr && point > 0) slot.m_IsDead = true;
+  NoteUndone(session);
   CheckShapes("after a save that failed", true);
 }
 
@@ -389,7 +394,7 @@ void ModelExecutor::ApplySave(ModelSession& session, ModelSlot& slot, std::strin
     } else {
       NoteChanged(session, slot.m_Id, 0, ModelStale::Maybe);
       NoteChanged(session, slot.m_Id, 1, ModelStale::Maybe);
-      slot.m_Arrays[0].m_Stale = ModelStale::Maybe; // a picture writes itself through another agent
+      slot.m_Arrays[0].m_MayReport = true; // a picture writes itself through another agent
     }
   }
   store.m_Roots[root] = slot.m_Id;

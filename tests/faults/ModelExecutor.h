@@ -43,6 +43,7 @@ class ModelExecutor {
   void GetElement(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void FlushArray(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void MakeCopies(ModelSlot& slot);
+  void CheckPast(ModelSession& session, ModelSlot& slot);
   void Save(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void SaveFailing(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void Begin(ModelSession& session, ModelStep const& step);
@@ -80,6 +81,8 @@ class ModelExecutor {
   }
   bool OtherWrites(ModelSession& session) { return Other(session).m_Transaction != nullptr; }
   ModelSlot* FindPending(ModelSession& session, int id);
+  /// Work of the session was undone: a change may be reported that nobody made. A missed one is an error.
+  static void NoteUndone(ModelSession& session);
   /// The session has looked at an object that another one is changing.
   void NoteSeen(ModelSession& session, int id);
   /// What memory has of an array is in the store's view, and outside of a transaction it is committed.

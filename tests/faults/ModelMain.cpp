@@ -76,8 +76,8 @@ ModelScript ScriptOf(FaultsOptions const& options, unsigned int seed, int steps)
 
 void RunSeed(FaultsFolder const& folder, FaultsRow& row, ModelScript const& script, unsigned int seed,
              bool shrinks) {
-  row.Count(static_cast<std::int64_t>(script.m_Steps.size()));
   std::string const failure = Fails(folder, script);
+  row.Count(failure.empty() ? static_cast<std::int64_t>(script.m_Steps.size()) : 1); // it ended somewhere
   if (failure.empty()) return;
   std::string text = "seed " + std::to_string(seed) + ": " + failure;
   if (shrinks) {
@@ -97,7 +97,7 @@ int Run(FaultsOptions const& options) {
         ModelText(ModelGenerate(static_cast<unsigned int>(options.Number("script", 1)), steps)).c_str());
     return 0;
   }
-  std::string const seeds = options.Text("seeds", options.IsShort() ? "1..60" : "1..400");
+  std::string const seeds = options.Text("seeds", options.IsShort() ? "1..250" : "1..400");
   std::size_t const dots = seeds.find("..");
   if (dots == std::string::npos) throw std::runtime_error("seeds are two numbers with two dots between them");
   auto const first = static_cast<unsigned int>(std::stoul(seeds));

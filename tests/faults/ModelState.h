@@ -66,8 +66,9 @@ struct ModelArray {
   std::set<int> m_Touched;     ///< while it is pending: elements that the store may have in either state
   bool m_WasSeenEarly = false; ///< another session has looked while it was pending
   ModelStale m_Stale = ModelStale::No;
-  ModelNumbers m_AtSave;  ///< its elements when it was first saved in the open transaction
-  ModelNumbers m_AtBegin; ///< and when that began
+  bool m_MayReport = false; ///< a change may be reported although there is none: work of its own was undone
+  ModelNumbers m_AtSave;    ///< its elements when it was first saved in the open transaction
+  ModelNumbers m_AtBegin;   ///< and when that began
   bool m_WasPendingAtBegin = false;
   std::set<int> m_TouchedAtBegin;
 };
@@ -94,6 +95,7 @@ struct ModelSlot {
   bool m_IsNewInTransaction = false;
   bool m_IsLoadedInTransaction = false;
   std::array<ModelArray, Carrier::ArrayCount> m_Arrays; ///< of others, the first two are their collections
+  bool m_IsPastDead = false; ///< the array that was assigned past the store is of undone work
   bool m_CopiesInMemory = false;
   std::array<int, Carrier::ArrayCount> m_CopySizes{};
 };

@@ -35,9 +35,15 @@ void ModelExecutor::ApplyCommit(ModelSession& session) {
   session.m_Transaction.reset();
   ModelStore before = std::move(m_Committed);
   m_Committed = std::move(session.m_InTransaction);
+  std::set<std::pair<int, int>> seenEarly;
+  for (ModelSlot const& slot : session.m_Slots)
+    for (int part = 0; part < Carrier::ArrayCount; ++part)
+      if (slot.m_Arrays[static_cast<std::size_t>(part)].m_WasSeenEarly) seenEarly.emplace(slot.m_Id, part);
   for (ModelSlot& slot : session.m_Slots) {
     slot.m_IsLoadedInTransaction = slot.m_IsNewInTransaction = false;
     if (slot.m_Carrier == nullptr || slot.m_Id < 0) continue;
+    slot.m_Carrier->DropPast();
+    slot.m_IsPastDead = false;
     if (slot.m_CopiesInMemory) slot.m_Carrier->DropCopies();
     slot.m_CopiesInMemory = false;
     for (int array = 0; array < Carrier::ArrayCount; ++array) {
@@ -53,7 +59,9 @@ void ModelExecutor::ApplyCommit(ModelSession& session) {
                                  now.m_Arrays[static_cast<std::size_t>(part)])
                              : old->second.m_Bytes != now.m_Bytes || old->second.m_Items != now.m_Items ||
                                    !(old->second.m_Arrays[0] == now.m_Arrays[0]);
-    TellOther(session, id, part, differs && part == 0 ? ModelStale::Must : ModelStale::Maybe);
+    bool const mustShow =
+        differs && (part == 0 || now.m_Kind == ModelKind::Carrier) && seenEarly.count({id, part}) == 0;
+    TellOther(session, id, part, mustShow ? ModelStale::Must : ModelStale::Maybe);
   }
   CheckShapes("after a commit", false);
 }
@@ -83,6 +91,7 @@ void ModelExecutor::ApplyRollback(ModelSlot& slot) {
     }
     slot.m_Id = -1;
     slot.m_IsDead = slot.m_Carrier == nullptr;
+    slot.m_IsPastDead = slot.m_Carrier != nullptr && slot.m_Carrier->HasPast();
     for (std::size_t i = 0; i < slot.m_Arrays.size(); ++i) {
       ModelNumbers const before = slot.m_Arrays[i].m_AtSave;
       slot.m_Arrays[i] = {};
@@ -97,7 +106,8 @@ void ModelExecutor::ApplyRollback(ModelSlot& slot) {
     array.m_Touched = isBack ? array.m_TouchedAtBegin : std::set<int>();
     if (slot.m_Carrier != nullptr)
       slot.m_View.m_Arrays[i] = isBack ? array.m_AtBegin : stored->second.m_Arrays[i];
-    if (array.m_Stale == ModelStale::No || !isBack) array.m_Stale = ModelStale::Maybe;
+    array.m_Stale = std::min(array.m_Stale, ModelStale::Maybe);
+    array.m_MayReport = true;
   }
 }
 
@@ -137,6 +147,8 @@ void ModelExecutor::Reopen(ModelSession& session, int how) {
   };
   if (how % 3 == 0) {
     flushed();
+    for (ModelSlot& slot : session.m_Slots) // arrays that the store does not know must go before it
+      if (slot.m_Carrier != nullptr) slot.m_Carrier->DropPast();
     session.m_Store.reset(); // with what it has handed out
     for (ModelSlot& slot : session.m_Slots) slot = {};
   } else {
@@ -268,6 +280,7 @@ void ModelExecutor::FutileFolder(ModelSession& session, ModelSlot& slot, ModelSt
   });
   NoteChanged(session, slot.m_Id, 0, ModelStale::Maybe);
   NoteChanged(session, slot.m_Id, 1, ModelStale::Maybe);
+  NoteUndone(session);
   bool const isRight = how < 3   ? outcome.IsDone()
                        : how < 5 ? outcome.Is(sto_ErrorKind::Misuse)
                                  : outcome.m_Way == Outcome::Way::Other;

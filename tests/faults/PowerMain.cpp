@@ -2,6 +2,8 @@
 #include <cstdio>
 #include <random>
 #include <set>
+#include <stdexcept>
+#include <utility>
 
 #include "tests/faults/FaultsFrame.h"
 #include "tests/faults/FaultsLoop.h"
@@ -13,7 +15,8 @@
 //
 // All operations of the loop on the database, its journal and its log are written down; then, many times, the
 // files are made as a cut may leave them, and the store is opened: it must have the last commit that had
-// returned before the cut, or the one that was under way, and nothing half.
+// returned before the cut, or the one that was under way, and nothing half. A self-check sees to it that
+// losses are noticed: cuts where nothing counts as synchronised must lose something.
 
 namespace {
 
@@ -58,15 +61,29 @@ void CheckCut(FaultsRow& row, FaultsFolder const& folder, Loop const& loop, std:
   if (std::string const integrity = FaultsIntegrityOf(path); integrity != "ok") row.Wrong(where + integrity);
 }
 
+/// Whether cuts lose something when nothing counts as synchronised. If not, the checks would see nothing.
+bool SeesLosses(FaultsFolder const& folder, Loop const& loop, std::mt19937& random) {
+  int const shown = std::exchange(FaultsRow::s_Shown, 0);
+  FaultsRow row("self-check");
+  StorePowerCut cut(loop.m_Before);
+  std::size_t const end = loop.m_Commits.back();
+  for (std::size_t i = 0; i < end; ++i)
+    if (loop.m_Operations[i].m_Kind != StorePowerVfs::Operation::Kind::Sync) cut.Apply(loop.m_Operations[i]);
+  for (int state = 0; state < 12; ++state) CheckCut(row, folder, loop, end, "", cut.Cut(random, 512));
+  FaultsRow::s_Shown = shown;
+  return row.Findings() > 0;
+}
+
 void RunMode(FaultsRow& row, FaultsFolder const& folder, bool withLog, int cuts, std::mt19937& random) {
-  Loop const loop = RecordLoop(folder, withLog, withLog ? 30 : 12);
+  Loop const loop = RecordLoop(folder, withLog, withLog ? (cuts < 1000 ? 30 : 90) : 12);
+  if (!SeesLosses(folder, loop, random)) throw std::runtime_error("the self-check lost nothing");
   std::set<std::size_t> places;
   // Operations where something is synchronised, and the next after them, are where a mistake would show.
   int const stride = std::max(1, static_cast<int>(loop.m_Operations.size()) * 3 / cuts);
   for (std::size_t i = random() % static_cast<unsigned int>(stride); i <= loop.m_Operations.size();
        i += static_cast<std::size_t>(stride))
     places.insert(i);
-  int const states = std::max(1, cuts / static_cast<int>(places.size()));
+  int const states = (cuts + static_cast<int>(places.size()) - 1) / static_cast<int>(places.size());
   StorePowerCut cut(loop.m_Before);
   for (std::size_t i = 0; i <= loop.m_Operations.size(); ++i) {
     if (places.count(i) != 0)
@@ -81,12 +98,49 @@ void RunMode(FaultsRow& row, FaultsFolder const& folder, bool withLog, int cuts,
   }
 }
 
+/// Cuts while the store is made. Until its first commit has returned there may be no store, or one without
+/// content; afterwards there must be one with it.
+void RunCreation(FaultsRow& row, FaultsFolder const& folder, bool withLog, int cuts, std::mt19937& random) {
+  folder.Clear();
+  std::vector<StorePowerVfs::Operation> operations;
+  {
+    StorePowerVfs const vfs;
+    StorePowerVfs::Record();
+    FaultsMakeLoop(folder.Path(), withLog);
+    operations = StorePowerVfs::Recorded();
+  }
+  bool const isSeen = std::any_of(operations.begin(), operations.end(), [&](auto const& operation) {
+    return operation.m_Kind == StorePowerVfs::Operation::Kind::Create && operation.m_Path == folder.Path();
+  });
+  if (!isSeen) return row.Besides("creations not tried"); // it got its name past SQLite
+  StorePowerCut cut({});
+  int const states = cuts / static_cast<int>(operations.size()) + 1;
+  for (std::size_t i = 0; i <= operations.size(); ++i) {
+    for (int state = 0; state < states; ++state) {
+      folder.Clear();
+      for (auto const& [path, content] : cut.Cut(random, 512)) FaultsPutBytes(path, content);
+      row.Count();
+      std::string const where = std::string(withLog ? "log" : "journal") + ", cut before operation " +
+                                std::to_string(i) + " of " + std::to_string(operations.size()) +
+                                " of the creation: ";
+      FaultsOutcome const outcome = FaultsTry([&] { FaultsStateOf(folder.Path()); });
+      if (!outcome.IsDone() && (i == operations.size() || outcome.m_Way != FaultsOutcome::Way::Store))
+        row.Lost(where + outcome.m_Text);
+      row.Besides(outcome.IsDone() ? "created" : "no store");
+    }
+    if (i < operations.size()) cut.Apply(operations[i]);
+  }
+}
+
 int Run(FaultsOptions const& options) {
   int const cuts = options.Number("cuts", options.IsShort() ? 400 : 6000);
   std::mt19937 random(static_cast<unsigned int>(options.Number("seed", 1)));
   FaultsFolder const folder;
   FaultsRow row("losses of power within a loop of commits, both journal modes");
-  for (bool const withLog : {false, true}) RunMode(row, folder, withLog, cuts / 2, random);
+  for (bool const withLog : {false, true}) {
+    RunMode(row, folder, withLog, cuts / 2, random);
+    RunCreation(row, folder, withLog, cuts / 10, random);
+  }
   return row.Print();
 }
 

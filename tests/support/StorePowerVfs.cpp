@@ -1,6 +1,7 @@
 #include "tests/support/StorePowerVfs.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -168,13 +169,22 @@ sqlite3_io_methods const s_Methods{2,
 sqlite3_vfs* s_RealVfs = nullptr;
 sqlite3_vfs s_Vfs{};
 
+/// Whether opening the file makes it. Somebody may have made it just before, past SQLite, to be the only one.
+bool IsNew(char const* path) {
+  struct stat status {};
+  if (stat(path, &status) != 0) return true;
+  return status.st_size == 0 && s_IsRecording &&
+         std::none_of(s_Recorded.begin(), s_Recorded.end(),
+                      [&](Operation const& operation) { return operation.m_Path == path; });
+}
+
 int Open(sqlite3_vfs*, char const* name, sqlite3_file* file, int flags, int* outFlags) {
   auto* const wrapper = new (file) File{};
   wrapper->m_Real = reinterpret_cast<sqlite3_file*>(wrapper + 1);
   std::string_view const path = name == nullptr ? "" : name;
   if (path.size() >= sizeof wrapper->m_Path) return SQLITE_CANTOPEN;
   std::copy(path.begin(), path.end(), wrapper->m_Path);
-  bool const isNew = !path.empty() && access(wrapper->m_Path, F_OK) != 0;
+  bool const isNew = !path.empty() && IsNew(wrapper->m_Path);
   int const code = Run(SQLITE_CANTOPEN,
                        [&] { return s_RealVfs->xOpen(s_RealVfs, name, wrapper->m_Real, flags, outFlags); });
   if (code != SQLITE_OK) return code;
