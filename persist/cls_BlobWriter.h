@@ -5,6 +5,9 @@
 
 /// Makes a blob in a field, for as long as the writer lives.
 ///
+/// What the blob had before is gone: each save of an object that makes a writer begins with an empty blob. A
+/// class that wants to leave its blob as it is asks the back end for that (of sto_Store: sto_KeepBlob).
+///
 /// The visitor must be started, and the back end must return a memento and an agent; neither is tested.
 /// Thread rule: one thread. Errors: of the back end.
 class KVL_EXPORT cls_BlobWriter {
