@@ -63,60 +63,80 @@ std::string const& Run20000() {
   return run;
 }
 
-std::vector<Operation> Operations() {
-  auto const reserve = [](MemoryWorld& world) { world.m_Model.m_Carrier[1].reserve(20'000); };
-  auto const saveFresh = [](MemoryWorld& world) { world.m_Store->Save("fresh", *world.m_Fresh); };
-  auto const savedFresh = [](MemoryWorld& world) { world.m_Model.m_Roots.insert("fresh"); };
-  auto const saveAgain = [](MemoryWorld& world) { world.m_Store->Save("carrier", *world.m_Carrier); };
-  auto const number = [](MemoryWorld& world) { world.m_Carrier->m_Number = 2; };
-  auto const writeBlob = [](MemoryWorld& world) {
-    world.m_Picture->Blob().Write(25'000, 20'000, Run20000().data());
-  };
-  auto const wroteBlob = [](MemoryWorld& world) {
-    world.m_Model.m_Bytes.resize(45'000);
-    world.m_Model.m_Bytes.replace(25'000, 20'000, Run20000());
-  };
-  auto const put = [](MemoryWorld& world) { world.m_Folder->Put(FirstPlace, *world.m_Leaf); };
-  auto const putModel = [](MemoryWorld& world) {
-    world.m_Model.m_Items.resize(std::max<std::size_t>(world.m_Model.m_Items.size(), FirstPlace + 1));
-    world.m_Model.m_Items[FirstPlace] = 4711;
-  };
-  auto const changeMuch = [=](MemoryWorld& world) {
-    number(world);
-    saveAgain(world);
-    SavedCarrier(world);
-    saveFresh(world);
-    savedFresh(world);
-    writeBlob(world);
-    wroteBlob(world);
-    put(world);
-    putModel(world);
-    world.ChangeArrays();
-  };
+void Reserve(MemoryWorld& world) {
+  world.m_Model.m_Carrier[1].reserve(20'000);
+}
+void SaveFresh(MemoryWorld& world) {
+  world.m_Store->Save("fresh", *world.m_Fresh);
+}
+void SavedFresh(MemoryWorld& world) {
+  world.m_Model.m_Roots.insert("fresh");
+}
+void ChangeNumber(MemoryWorld& world) {
+  world.m_Carrier->m_Number = 2;
+}
+void SaveAgain(MemoryWorld& world) {
+  world.m_Store->Save("carrier", *world.m_Carrier);
+}
+void WriteBlob(MemoryWorld& world) {
+  world.m_Picture->Blob().Write(25'000, 20'000, Run20000().data());
+}
+void WroteBlob(MemoryWorld& world) {
+  world.m_Model.m_Bytes.resize(45'000);
+  world.m_Model.m_Bytes.replace(25'000, 20'000, Run20000());
+}
+void Put(MemoryWorld& world) {
+  world.m_Folder->Put(FirstPlace, *world.m_Leaf);
+}
+void HasPut(MemoryWorld& world) {
+  world.m_Model.m_Items.resize(std::max<std::size_t>(world.m_Model.m_Items.size(), FirstPlace + 1));
+  world.m_Model.m_Items[FirstPlace] = 4711;
+}
+
+/// Something of everything, in the open transaction.
+void ChangeMuch(MemoryWorld& world) {
+  ChangeNumber(world);
+  SaveAgain(world);
+  SavedCarrier(world);
+  SaveFresh(world);
+  SavedFresh(world);
+  WriteBlob(world);
+  WroteBlob(world);
+  Put(world);
+  HasPut(world);
+  world.ChangeArrays();
+}
+
+std::vector<Operation> OperationsOnObjects() {
   return {
-      {"save new", false, Nothing, saveFresh, savedFresh},
-      {"save new in a transaction", true, Nothing, saveFresh, savedFresh},
-      {"save again", false, number, saveAgain, SavedCarrier},
-      {"save again in a transaction", true, number, saveAgain, SavedCarrier},
+      {"save new", false, Nothing, SaveFresh, SavedFresh},
+      {"save new in a transaction", true, Nothing, SaveFresh, SavedFresh},
+      {"save again", false, ChangeNumber, SaveAgain, SavedCarrier},
+      {"save again in a transaction", true, ChangeNumber, SaveAgain, SavedCarrier},
       {"load", false, Nothing,
        [](MemoryWorld& world) { world.m_Loaded = world.m_Store->Load<Carrier>("carrier"); },
        [](MemoryWorld& world) { world.m_Loaded.reset(); }},
-      {"append", false, reserve, AppendMany, Nothing},
-      {"append in a transaction", true, reserve, AppendMany, Nothing},
+      {"append", false, Reserve, AppendMany, Nothing},
+      {"append in a transaction", true, Reserve, AppendMany, Nothing},
       {"flush", false, Nothing, FlushAll,
        [](MemoryWorld& world) { world.m_Model.m_Stored = world.m_Model.m_Carrier; }},
       {"evict", false, Nothing, [](MemoryWorld& world) { static_cast<void>(world.m_Carrier->Get(1, 3)); },
        Nothing},
-      {"blob write", false, Nothing, writeBlob, wroteBlob},
-      {"blob write in a transaction", true, Nothing, writeBlob, wroteBlob},
+  };
+}
+
+std::vector<Operation> OperationsOfAgents() {
+  return {
+      {"blob write", false, Nothing, WriteBlob, WroteBlob},
+      {"blob write in a transaction", true, Nothing, WriteBlob, WroteBlob},
       {"blob read", false, Nothing,
        [](MemoryWorld& world) {
          static char bytes[40'000];
          world.m_Picture->Blob().Read(0, sizeof bytes, bytes);
        },
        Nothing},
-      {"list put", false, Nothing, put, putModel},
-      {"list put in a transaction", true, Nothing, put, putModel},
+      {"list put", false, Nothing, Put, HasPut},
+      {"list put in a transaction", true, Nothing, Put, HasPut},
       {"list set count", false, Nothing, [](MemoryWorld& world) { world.m_Folder->Items().SetCount(700); },
        [](MemoryWorld& world) { world.m_Model.m_Items.resize(700, -1); }},
       {"list remove", false, Nothing, [](MemoryWorld& world) { world.m_Folder->Items().Remove(0); },
@@ -131,14 +151,19 @@ std::vector<Operation> Operations() {
       {"map remove", false, Nothing,
        [](MemoryWorld& world) { static_cast<void>(world.m_Folder->Keyed().Remove(1)); },
        [](MemoryWorld& world) { world.m_Model.m_Keyed.erase(1); }},
+  };
+}
+
+std::vector<Operation> OperationsOfSessions() {
+  return {
       {"begin", false, Nothing, [](MemoryWorld& world) { sto_Transaction const transaction(*world.m_Store); },
        Nothing},
-      {"commit", true, changeMuch, [](MemoryWorld& world) { world.m_Transaction->Commit(); },
+      {"commit", true, ChangeMuch, [](MemoryWorld& world) { world.m_Transaction->Commit(); },
        [](MemoryWorld& world) {
          world.m_Transaction.reset();
          world.m_Model.m_Stored = world.m_Model.m_Carrier;
        }},
-      {"rollback", true, changeMuch, [](MemoryWorld& world) { world.m_Transaction->Rollback(); },
+      {"rollback", true, ChangeMuch, [](MemoryWorld& world) { world.m_Transaction->Rollback(); },
        [](MemoryWorld& world) { world.Rollback(); }, true},
       {"collect", false, Nothing, [](MemoryWorld& world) { world.m_Store->CollectGarbage(); }, Nothing},
       {"open", false, Nothing,
@@ -148,9 +173,16 @@ std::vector<Operation> Operations() {
        },
        [](MemoryWorld& world) { world.m_Second.reset(); }},
       {"close", false, Nothing, [](MemoryWorld& world) { world.m_Store.reset(); }, Nothing, true},
-      {"close in a transaction", true, changeMuch, [](MemoryWorld& world) { world.m_Store.reset(); },
+      {"close in a transaction", true, ChangeMuch, [](MemoryWorld& world) { world.m_Store.reset(); },
        [](MemoryWorld& world) { world.m_Model = world.m_AtBegin; }, true},
   };
+}
+
+std::vector<Operation> Operations() {
+  std::vector<Operation> all = OperationsOnObjects();
+  for (auto const& part : {OperationsOfAgents(), OperationsOfSessions()})
+    all.insert(all.end(), part.begin(), part.end());
+  return all;
 }
 
 /// The operation failed: what is left, and that it can be repeated.

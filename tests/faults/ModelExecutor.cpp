@@ -27,8 +27,8 @@ struct NormalAgain {
 } // namespace
 
 ModelExecutor::~ModelExecutor() {
+  for (ModelSession& session : m_Sessions) session.m_Transaction.reset(); // others would wait for it
   for (ModelSession& session : m_Sessions) {
-    session.m_Transaction.reset();
     for (ModelSlot& slot : session.m_Slots) slot = {};
     session.m_Store.reset();
   }
@@ -197,6 +197,8 @@ void ModelExecutor::Load(ModelSession& session, ModelSlot& slot, ModelStep const
     return Expect(outcome.Is(sto_ErrorKind::NotFound), "loading an absent root: " + outcome.m_Text);
   }
   int const id = found->second;
+  // What the other session has collected and not committed yet would go from under this one.
+  if (OtherWrites(session) && Other(session).m_InTransaction.m_Objects.count(id) == 0) return;
   for (ModelSlot& other : session.m_Slots)
     if (!other.IsEmpty() && other.m_Id == id && !MayDrop(session, other)) return;
   for (ModelSlot& other : session.m_Slots)

@@ -92,9 +92,8 @@ int Run(FaultsOptions const& options) {
   if (options.Has("replay")) return Replay(options.Text("replay", ""));
   int const steps = options.Number("steps", options.IsShort() ? 600 : 2500);
   if (options.Has("script")) {
-    std::printf(
-        "%s",
-        ModelText(ModelGenerate(static_cast<unsigned int>(options.Number("script", 1)), steps)).c_str());
+    auto const seed = static_cast<unsigned int>(options.Number("script", 1));
+    std::printf("%s", ModelText(ScriptOf(options, seed, steps)).c_str());
     return 0;
   }
   std::string const seeds = options.Text("seeds", options.IsShort() ? "1..250" : "1..400");
