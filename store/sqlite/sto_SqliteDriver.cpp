@@ -26,7 +26,7 @@ std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool
 sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly)
     : m_Connection(std::move(opening.m_Connection)), m_FixedState(opening.m_FixedState),
       m_IsReadOnly(readOnly), m_Transaction(*m_Connection),
-      m_FindRoot(*m_Connection, "SELECT object_id FROM root WHERE name = ?"),
+      m_FindRoot(*m_Connection, "SELECT object_id, name FROM root WHERE name = ?"),
       m_SetRoot(*m_Connection, "REPLACE INTO root(name, object_id) VALUES(?, ?)"),
       m_RemoveRoot(*m_Connection, "DELETE FROM root WHERE name = ?"),
       m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
@@ -285,6 +285,10 @@ std::optional<std::int64_t> sto_SqliteDriver::FindRoot(std::string_view name) {
   m_Transaction.CheckUndone();
   sto_SqliteStatement::Use use(m_FindRoot);
   if (!use.Bind(1, name).Step()) return std::nullopt;
+  // A damaged tree, whose rows are not in order, leads a search to another row.
+  if (use.Text(1) != name)
+    sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": Table root is damaged: looking for root " +
+                                          std::string(name) + " finds root " + use.Text(1) + ".");
   return use.Integer(0);
 }
 

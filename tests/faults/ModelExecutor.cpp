@@ -339,7 +339,8 @@ void ModelExecutor::Save(ModelSession& session, ModelSlot& slot, ModelStep const
     if (slot.m_Stream != nullptr) session.m_Store->Save(root, *slot.m_Stream);
   });
   if (slot.m_IsDead) {
-    if (StorePowerVfs::HasStruck() && outcome.m_Way == Outcome::Way::Store) return;
+    if (StorePowerVfs::HasStruck() && outcome.m_Way == Outcome::Way::Store)
+      return AfterFault(session, outcome, "Save");
     return Expect(outcome.Is(sto_ErrorKind::Unavailable),
                   "saving what was made in undone work: " + (outcome.IsDone() ? "no error" : outcome.m_Text));
   }

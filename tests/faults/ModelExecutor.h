@@ -91,7 +91,7 @@ class ModelExecutor {
   void TellOther(ModelSession& session, int id, int part, ModelStale stale);
   void ApplyCommit(ModelSession& session);
   void ApplyRollback(ModelSession& session);
-  void ApplyRollback(ModelSlot& slot);
+  void ApplyRollback(ModelSession& session, ModelSlot& slot);
   void ApplySave(ModelSession& session, ModelSlot& slot, std::string const& root);
   static void NoteTouched(ModelSlot& slot, int array, int index);
 

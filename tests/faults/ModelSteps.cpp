@@ -76,10 +76,10 @@ void ModelExecutor::Rollback(ModelSession& session, bool asked) {
 
 void ModelExecutor::ApplyRollback(ModelSession& session) {
   for (ModelSlot& slot : session.m_Slots)
-    if (!slot.IsEmpty()) ApplyRollback(slot);
+    if (!slot.IsEmpty()) ApplyRollback(session, slot);
 }
 
-void ModelExecutor::ApplyRollback(ModelSlot& slot) {
+void ModelExecutor::ApplyRollback(ModelSession& session, ModelSlot& slot) {
   bool const wasNew = std::exchange(slot.m_IsNewInTransaction, false);
   bool const wasLoaded = std::exchange(slot.m_IsLoadedInTransaction, false);
   if (slot.m_Id < 0) return;
@@ -106,6 +106,13 @@ void ModelExecutor::ApplyRollback(ModelSlot& slot) {
     array.m_Touched = isBack ? array.m_TouchedAtBegin : std::set<int>();
     if (slot.m_Carrier != nullptr)
       slot.m_View.m_Arrays[i] = isBack ? array.m_AtBegin : stored->second.m_Arrays[i];
+    bool const isUnclear = !isBack && array.m_Stale == ModelStale::No;
+    if (slot.m_Carrier != nullptr && isUnclear && FindPending(Other(session), slot.m_Id) != nullptr) {
+      // What another session has not said to be written may be, as far as a look here has shown it.
+      std::vector<int> const found = slot.m_Carrier->All(static_cast<int>(i));
+      CompareStored(slot.m_Id, static_cast<int>(i), found, *stored->second.m_Arrays[i], "after a rollback");
+      slot.m_View.m_Arrays[i] = found;
+    }
     array.m_Stale = std::min(array.m_Stale, ModelStale::Maybe);
     array.m_MayReport = true;
   }
