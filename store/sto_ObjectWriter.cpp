@@ -98,6 +98,7 @@ bool sto_ObjectWriter::LeaveToAgent() {
                                                  foreign.front()->Where() +
                                                  " among them), and which of them is saved cannot be told.");
   if (own != nullptr && holder == foreign.end()) {
+    if (m_Address != nullptr) CheckLost(); // not one of those that hold the list
     own->Synchronise();
     return true;
   }
@@ -112,9 +113,13 @@ void sto_ObjectWriter::CopyFrom(sto_OpenAgent& foreign) {
                                              ", and is not copied by saving it here: see sto_Proxy.h.");
 }
 
-void sto_ObjectWriter::RaiseNothingWritten() {
+void sto_ObjectWriter::CheckLost() const {
   if (cls_UidCatalogEntry* const entry = m_Session.Identities().EntryOf(m_Id))
     if (sto_OpenAgent const* const lost = m_Session.FindLost(entry)) lost->RaiseLost();
+}
+
+void sto_ObjectWriter::RaiseNothingWritten() const {
+  CheckLost();
   m_Session.Raise(
       sto_ErrorKind::Misuse,
       "No elements were written for " + Describe() +

@@ -75,7 +75,9 @@ class sto_ObjectWriter {
   /// The agents of other open stores that have the object's collection open.
   [[nodiscard]] std::vector<sto_OpenAgent*> ForeignAgents() const;
   void CopyFrom(sto_OpenAgent& foreign);
-  [[noreturn]] void RaiseNothingWritten();
+  /// Unavailable when a collection was lost under the object's identity.
+  void CheckLost() const;
+  [[noreturn]] void RaiseNothingWritten() const;
   /// Carries on the number of changes of a collection that is written over a stored one.
   void CarryChanges();
   void Finish();
