@@ -3,8 +3,9 @@
 ///
 ///     bulk_bench [FOLDER]             the files, 1.5 GB, go to FOLDER (default: the temporary folder)
 ///     bulk_bench --smoke              everything once, small; the figures mean nothing
-///     bulk_bench --memory COUNT FILE  writes and scans COUNT elements, prints the peak memory (used by
-///     itself) bulk_bench --serve FILE         reads a store until it is told to end (used by itself)
+///     bulk_bench --saving COUNT FILE  saves COUNT elements that are in memory, prints the peak (used by
+///     itself) bulk_bench --memory COUNT FILE  writes and scans COUNT elements, prints the peak memory (used
+///     by itself) bulk_bench --serve FILE         reads a store until it is told to end (used by itself)
 ///
 /// Ratios are of times in the same run, medians of interleaved repetitions; below 1 is faster than the peer.
 
@@ -339,15 +340,34 @@ void MeasurePeak(char const* self, std::string const& path) {
         std::string(self) + " --memory " + std::to_string(s_IsSmoke ? count / 1000 : count) + " " + path;
     Check(std::system(command.c_str()) == 0, "child");
   }
+  std::string const saving =
+      std::string(self) + " --saving " + std::to_string(s_IsSmoke ? 10'000 : 10'000'000) + " " + path;
+  Check(std::system(saving.c_str()) == 0, "child");
+}
+
+/// The greatest resident memory of this process so far, in kB.
+int PeakKilobytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.starts_with("VmHWM:")) return std::atoi(line.c_str() + 6);
+  return 0;
+}
+
+/// Saves an array that is in memory: its blocks stay until the transaction ends, and nothing of them twice.
+void PrintPeakOfSaving(int count, std::string const& path, cls_ClassRegistrar const& registrar) {
+  int const atStart = PeakKilobytes();
+  Result result;
+  for (int i = 0; i < count; ++i) result.m_History.Append(i);
+  int const before = PeakKilobytes();
+  sto_Store::Open(path, sto_Mode::Create, registrar).Save("result", result);
+  std::printf("  %9d elements (%6.1f MB) in memory: %.1f MB; peak while they are saved %.1f MB, %.3f of it\n",
+              count, count * 8e-6, (before - atStart) / 1024.0, (PeakKilobytes() - atStart) / 1024.0,
+              static_cast<double>(PeakKilobytes() - atStart) / std::max(1, before - atStart));
+  std::filesystem::remove(path);
 }
 
 int PrintPeak(int count, std::string const& path, cls_ClassRegistrar const& registrar) {
-  auto const peak = [] {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-      if (line.starts_with("VmHWM:")) return std::atoi(line.c_str() + 6);
-    return 0;
-  };
+  auto const peak = PeakKilobytes;
   int const before = peak();
   WriteStore(path, registrar, count, WriteOneByOne);
   int const written = peak();
@@ -463,7 +483,9 @@ int main(int argc, char** argv) {
   {
     cls_ClassRegistrar registrar;
     DeclareResult(registrar);
-    if (arguments.size() == 3 && arguments[0] == "--memory") {
+    if (arguments.size() == 3 && arguments[0] == "--saving") {
+      PrintPeakOfSaving(std::atoi(argv[2]), argv[3], registrar);
+    } else if (arguments.size() == 3 && arguments[0] == "--memory") {
       status = PrintPeak(std::atoi(argv[2]), argv[3], registrar);
     } else if (arguments.size() == 2 && arguments[0] == "--serve") {
       status = Serve(argv[2], registrar);

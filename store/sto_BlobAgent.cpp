@@ -49,7 +49,8 @@ sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
     if (before->m_IsMade) m_MadeInTransaction = session.TransactionNumber();
     m_MadeInSave = before->m_MadeInSave;
   }
-  if (session.InTransaction()) m_SeenChange = ShowHeader().m_Change;
+  // A damaged blob is reported when it is used: its object can be loaded.
+  if (session.InTransaction()) m_SeenChange = m_ShownChange = ReadHeader(false).m_Change;
   session.OpenBlobs().insert(this);
 }
 
@@ -96,7 +97,7 @@ void sto_BlobAgent::UndoTransaction() noexcept {
   m_AtBegin.m_Of = m_AtMark.m_Of = 0;
 }
 
-sto_BlobAgent::Header sto_BlobAgent::ReadHeader() {
+sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
   if (m_Id == 0) return {};
   sto_RecordRef const record = Session().ReadRecord(m_Id);
   if (record == nullptr) {
@@ -109,7 +110,7 @@ sto_BlobAgent::Header sto_BlobAgent::ReadHeader() {
   if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is none, or says an impossible size.");
   // Somebody may make room for as many bytes: the last of them must be there.
-  if (header.m_SizeBytes > 0 &&
+  if (checksBlocks && header.m_SizeBytes > 0 &&
       !Session().Driver().HasBlock(sto_BlockKey(m_Id, BlocksOf(header.m_SizeBytes) - 1)))
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: it says " +
                                                 std::to_string(header.m_SizeBytes) +

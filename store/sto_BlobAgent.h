@@ -63,7 +63,7 @@ class sto_BlobAgent final : public cls_AgentBlob {
   [[nodiscard]] std::string Describe() const { return "The blob of object " + std::to_string(m_Id); }
   /// The stored header; of a blob that is not written yet, an empty one. In a transaction. NotFound for one
   /// that was deleted.
-  [[nodiscard]] Header ReadHeader();
+  [[nodiscard]] Header ReadHeader(bool checksBlocks = true);
   /// The same for an operation that shows the blob.
   [[nodiscard]] Header ShowHeader();
   /// The same for one that is about to change it. Conflict.

@@ -283,6 +283,16 @@ TEST_F(StoreBlob, DamagedBlockIsAnErrorThatNamesIt) {
   EXPECT_TRUE(Contains(message, "Block 2")) << message;
 }
 
+TEST_F(StoreBlob, SizeWhoseLastBlockIsMissingIsDamage) {
+  { Create().Save("picture", With(Pattern(50'000))); }
+  SqlFile(Path()).Run("DELETE FROM block WHERE key % 1048576 = 3");
+  sto_Store store = Open();
+  auto const picture = store.Load<Picture>("picture");
+  std::string const message =
+      MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(picture->Blob().Size()); });
+  EXPECT_TRUE(Contains(message, "it says 50000 bytes, and its last block is missing")) << message;
+}
+
 TEST_F(StoreBlob, BeyondTheGreatestSizeIsRefused) {
   sto_Store store = Create();
   store.Save("picture", With(Pattern(10)));

@@ -388,4 +388,22 @@ TEST_F(StoreProxy, ProxyOfNothingHoldsNone) {
   EXPECT_GT(sto_StorageType().Id(), 0);
 }
 
+TEST_F(StoreProxy, ProxyOfAnObjectWhoseSaveIsUndoneIsOver) {
+  sto_Store source = Create("source");
+  sto_Store target = Create("target");
+  Proxy proxy;
+  {
+    sto_Transaction transaction(source);
+    source.Save("undone", Node(1));
+    proxy = sto_MakeProxy(source, "undone");
+  }
+  source.Save("other", Node(2)); // takes the id
+  std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { CopyTo(target, proxy); });
+  EXPECT_TRUE(Contains(message, "Object 1 cannot be copied any more: it was made in work that was undone"))
+      << message;
+  EXPECT_EQ(target.ObjectCount(), 0);
+  CopyTo(target, sto_MakeProxy(source, "other"));
+  EXPECT_EQ(target.ObjectCount(), 2);
+}
+
 } // namespace
