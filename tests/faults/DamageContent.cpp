@@ -182,6 +182,14 @@ DamageRows DamageRootRows(std::string const& path) {
   return rows;
 }
 
+std::int64_t DamageNextId(std::string const& path) {
+  std::int64_t next = 0;
+  Raw raw(path);
+  raw.ForEach("SELECT value FROM meta WHERE key = 'next_object_id'",
+              [&](sqlite3_stmt* row) { next = sqlite3_column_int64(row, 0); });
+  return next;
+}
+
 std::map<std::int64_t, DamageParts> DamageObjects(std::string const& path, std::string const& copy) {
   std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
   std::int64_t last = 0;

@@ -32,6 +32,9 @@ using DamageRows = std::set<std::pair<std::string, std::int64_t>>;
 /// The root table as SQLite reads it, past the module: names with object ids. Empty when it cannot.
 DamageRows DamageRootRows(std::string const& path);
 
+/// The next object id that the file says, as SQLite reads it, past the module; 0 when it cannot.
+std::int64_t DamageNextId(std::string const& path);
+
 /// The content of every object that could be a root, by object id: a copy of the store is given a root for
 /// each.
 std::map<std::int64_t, DamageParts> DamageObjects(std::string const& path, std::string const& copy);

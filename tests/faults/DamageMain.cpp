@@ -25,6 +25,8 @@
 //              several of its name) names.
 // known older  Only where pages of an older copy were put in: each part of each root that loads is, whole,
 //              what the original or the older copy has there, and the roots are those of one of the two.
+//              Or the older pages give out object ids again: the next id, read past the module, is less than
+//              the original's, and what is neither is, whole, what the object that was saved afterwards has.
 
 namespace {
 
@@ -46,6 +48,7 @@ struct Campaign {
   std::string m_Bytes, m_OlderBytes;
   DamageContent m_Content, m_Older;
   DamageRows m_Rows;
+  std::int64_t m_NextId = 0;
   std::map<std::int64_t, DamageParts> m_Objects;
   unsigned int m_Seed = 1;
 };
@@ -57,6 +60,7 @@ void Prepare(Campaign& campaign) {
   campaign.m_Bytes = FaultsBytesOf(path);
   campaign.m_OlderBytes = FaultsBytesOf(older);
   campaign.m_Rows = DamageRootRows(path);
+  campaign.m_NextId = DamageNextId(path);
   campaign.m_Objects = DamageObjects(path, campaign.m_Folder.Path("objects"));
   auto const load = [](std::string const& file) {
     sto_Store store = sto_Store::Open(file, sto_Mode::ReadOnly, FaultsRegistrar());
@@ -137,7 +141,8 @@ std::string Damage(Campaign const& campaign, std::mt19937& random, std::string& 
   }
 }
 
-bool IsKnownOlder(Campaign const& campaign, DamageContent const& found) {
+/// `given`: the parts of an object that was saved under an id which is given out again; empty for none.
+bool IsKnownOlder(Campaign const& campaign, DamageContent const& found, DamageParts const& given) {
   for (auto const& [root, parts] : found.m_Roots) {
     auto const now = campaign.m_Content.m_Roots.find(root);
     auto const then = campaign.m_Older.m_Roots.find(root);
@@ -146,7 +151,8 @@ bool IsKnownOlder(Campaign const& campaign, DamageContent const& found) {
     if (!hasNow && !hasThen) return false;
     for (std::size_t i = 0; i < parts.size(); ++i)
       if (!(hasNow && i < now->second.size() && parts[i] == now->second[i]) &&
-          !(hasThen && i < then->second.size() && parts[i] == then->second[i]))
+          !(hasThen && i < then->second.size() && parts[i] == then->second[i]) &&
+          std::find(given.begin(), given.end(), parts[i]) == given.end())
         return false;
   }
   return true;
@@ -184,7 +190,8 @@ std::string DifferenceOf(Campaign const& campaign, DamageContent const& found) {
 }
 
 /// What a load has shown, beside the original.
-Verdict Judge(Campaign const& campaign, DamageContent const& found, DamageRows const& rows, bool isOlder) {
+Verdict Judge(Campaign const& campaign, DamageContent const& found, DamageRows const& rows, bool isOlder,
+              DamageParts const& given) {
   bool isSame =
       found.m_Roots.size() + static_cast<std::size_t>(found.m_Refused) == campaign.m_Content.m_Roots.size();
   for (auto const& [root, parts] : found.m_Roots) {
@@ -192,7 +199,7 @@ Verdict Judge(Campaign const& campaign, DamageContent const& found, DamageRows c
     isSame = isSame && original != campaign.m_Content.m_Roots.end() && original->second == parts;
   }
   if (isSame) return found.m_Refused == 0 ? Verdict::Same : Verdict::Refused;
-  if (isOlder && IsKnownOlder(campaign, found)) return Verdict::KnownOlder;
+  if (isOlder && IsKnownOlder(campaign, found, given)) return Verdict::KnownOlder;
   return IsKnownRoot(campaign, found, rows) ? Verdict::KnownRoot : Verdict::Wrong;
 }
 
@@ -206,12 +213,15 @@ Verdict TryCopy(Campaign const& campaign, int copy, std::string& text) {
   unlink((path + "-journal").c_str()); // of a copy whose process died
   FaultsPutBytes(path, bytes);
   auto const rows = DamageRootRows(path);
+  bool const givesOutAgain = isOlder && DamageNextId(path) < campaign.m_NextId;
   Verdict verdict = Verdict::Same;
   bool isRefused = false;
   auto const look = [&](sto_Store& store, bool isAfter) {
     DamageContent found = DamageLoad(store);
+    DamageParts const saved = found.m_Roots["new"];
     found.m_Roots.erase("new");
-    Verdict const now = Judge(campaign, found, rows, isOlder);
+    Verdict const now =
+        Judge(campaign, found, rows, isOlder, isAfter && givesOutAgain ? saved : DamageParts());
     if (now == Verdict::Wrong && isAfter) text += ", after a save and a collection";
     if (now == Verdict::Wrong) text += DifferenceOf(campaign, found);
     if (verdict != Verdict::Wrong && now != Verdict::Same) verdict = now;
