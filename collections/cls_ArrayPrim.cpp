@@ -135,7 +135,10 @@ cls_ArrayPrimBuffer<T> cls_ArrayPrim<T>::MakeBlock(int index, int start, char co
   Buffer block = Buffer::Make();
   if (index == start && index == m_Size) return block; // about to be appended: nothing to read
   if (m_Agent == nullptr) Print(className, "In %s::GetBuffer() Missing agent.");
-  m_Agent->ReadRun(start, CountIn(start), block.Values());
+  int const count = CountIn(start);
+  int const read = m_Agent->ReadRun(start, count, block.Values());
+  // The array may have been made longer than what is stored.
+  if (read < count) std::fill(block.Values() + std::max(read, 0), block.Values() + count, T());
   return block;
 }
 

@@ -49,6 +49,7 @@ sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
     if (before->m_IsMade) m_MadeInTransaction = session.TransactionNumber();
     m_MadeInSave = before->m_MadeInSave;
   }
+  if (session.IsNewInTransaction(id)) m_MadeInTransaction = session.TransactionNumber();
   // A damaged blob is reported when it is used: its object can be loaded.
   if (session.InTransaction()) m_SeenChange = m_ShownChange = ReadHeader(false).m_Change;
   session.OpenBlobs().insert(this);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
+#include <optional>
 
 #include "store/sto_ObjectWriter.h"
 #include "store/sto_OwnTransaction.h"
@@ -26,6 +27,12 @@ template <class T> cls_ArrayPrimBuffer<T> const* FindBlock(cls_ArrayPrim<T> cons
   for (iter.First(); iter.IsDone() == 0; iter.Next())
     if (iter.CurrentKey() == start) return &iter.CurrentValue();
   return nullptr;
+}
+
+/// Marks all blocks of an array as changed.
+template <class T> void MarkAll(cls_ArrayPrim<T> const& array) {
+  cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
+  for (iter.First(); iter.IsDone() == 0; iter.Next()) iter.CurrentValue().SetDirty(true);
 }
 
 /// Whether an array has changed elements that are not written yet.
@@ -110,6 +117,8 @@ template <class T> int sto_ListAgent<T>::BlockCount() const noexcept {
 
 template <class T> void sto_ListAgent<T>::WriteRun(int firstIndex, int count, T const* values) {
   if (count <= 0) return;
+  std::optional<sto_Session::KeptAside> aside;
+  if (IsLettingGo() && !IsClosed()) aside.emplace(Home());
   try {
     if (Id() == 0)
       Session().Raise(sto_ErrorKind::ReadOnly, Describe() + " is not stored and cannot be written.");
@@ -268,10 +277,19 @@ template <class T> void sto_ListAgent<T>::NoteHolder(cls_PC& holder, sto_HolderS
     auto* const array = dynamic_cast<cls_ArrayPrim<T>*>(&holder);
     if (array == nullptr) return;
     if (purpose == Purpose::Saving) {
-      if (!m_KeptAtBegin.Has(*array)) KeepInMemory(*array);
+      if (!m_KeptAtBegin.Has(*array)) {
+        CheckInMemory(*array);
+        KeepInMemory(*array);
+      }
+      MarkAll(*array); // the list has none of them yet, or others
       m_HasNewHolders = true;
     }
     slot.m_AtBegin = slot.m_AtMark = BeforeOf(*array, purpose);
+    if (purpose == Purpose::Copying)
+      ForEachArray([&](cls_ArrayPrim<T> const& other, sto_HolderSlot const& original) {
+        if (&other != array && other.Blocks().Ptr() == array->Blocks().Ptr())
+          slot.m_AtMark = original.m_AtMark;
+      });
   }
 }
 
@@ -304,8 +322,19 @@ template <class T> void sto_ListAgent<T>::KeepInMemory(cls_ArrayPrim<T> const& a
     m_KeptAtBegin.Keep(array, sto_KeptBlocks<T>::Which::All, [last](int start) { return start == last; });
     m_KeptBytes += bytes;
     Session().AddKeptBytes(bytes);
-    cls_PTrieIter<int, Buffer, 1> iter(*array.Blocks().Ptr());
-    for (iter.First(); iter.IsDone() == 0; iter.Next()) iter.CurrentValue().SetDirty(true);
+  }
+}
+
+template <class T> void sto_ListAgent<T>::CheckInMemory(cls_ArrayPrim<T> const& array) const {
+  if constexpr (IsArrayElement) {
+    std::int64_t missing = 0; // the first block that is not there; they come in ascending order
+    cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
+    for (iter.First(); iter.IsDone() == 0 && iter.CurrentKey() == missing; iter.Next()) missing += BlockSize;
+    if (missing < array.Size())
+      Session().Raise(sto_ErrorKind::Misuse,
+                      Describe() + " cannot be stored: elements are not in memory. Its array has " +
+                          std::to_string(array.Size()) + ", and those from " + std::to_string(missing) +
+                          " on are missing.");
   }
 }
 
@@ -415,6 +444,17 @@ template <class T> bool sto_ListAgent<T>::HasUnwrittenHolders() const noexcept {
     isUnwritten = isUnwritten || HasUnwritten(array);
   });
   return isUnwritten;
+}
+
+template <class T> void sto_ListAgent<T>::FlushHolders() {
+  ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot const&) {
+    bool isLongest = true;
+    ForEachArray([&](cls_ArrayPrim<T> const& other, sto_HolderSlot const&) {
+      if (other.Blocks().Ptr() == array.Blocks().Ptr() && other.Size() > array.Size()) isLongest = false;
+    });
+    if (isLongest) array.Flush();
+  });
+  sto_OpenAgent::FlushHolders();
 }
 
 template <class T> void sto_ListAgent<T>::CheckWhole() const {

@@ -44,6 +44,8 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   bool ReadOnly() override { return IsReadOnly(); }
   void RegisterHolder(cls_PC* holder) override { Hold(holder); }
 
+  /// Of arrays that share blocks the longest first: a shorter one would mark them as written.
+  void FlushHolders() override;
   void CheckWhole() const override;
   [[nodiscard]] bool HasUnwrittenHolders() const noexcept override;
   bool CopyInto(sto_ObjectWriter& object, void const* container) override;
@@ -71,7 +73,9 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
 
   /// Calls `act` with each bulk array that is registered, and its slot.
   template <class Act> void ForEachArray(Act act) const;
-  /// Keeps all blocks of an array that is in memory, and marks them as changed: the new list has none.
+  /// Misuse when an array that is about to be stored does not have all its elements in memory.
+  void CheckInMemory(cls_ArrayPrim<T> const& array) const;
+  /// Keeps all blocks of an array that is in memory.
   void KeepInMemory(cls_ArrayPrim<T> const& array);
   /// How an array that registers now goes back when the open transaction is undone.
   [[nodiscard]] sto_HolderSlot::Before BeforeOf(cls_ArrayPrim<T> const& array, Purpose purpose) const;

@@ -102,7 +102,13 @@ bool sto_ObjectWriter::LeaveToAgent() {
     own->Synchronise();
     return true;
   }
-  if (!foreign.empty()) CopyFrom(holder == foreign.end() ? *foreign.front() : **holder);
+  if (foreign.empty()) return false;
+  sto_OpenAgent& source = holder == foreign.end() ? *foreign.front() : **holder;
+  if (own != nullptr) // whose containers would write over the copy, or the copy over theirs
+    m_Session.Raise(sto_ErrorKind::Conflict,
+                    "The collection of " + Describe() + " belongs to " + source.Where() +
+                        " and is open here too: let go of what was loaded here first.");
+  CopyFrom(source);
   return false;
 }
 
@@ -146,11 +152,7 @@ void sto_ObjectWriter::CarryChanges() {
       hint = reader.Number<std::int32_t>();
   }
   m_Session.NoteAtBegin(m_Id, stored.List() ? stored.List()->m_Count : 0, change);
-  // One that was never open, and whose elements are in its record, shows a change by its bytes.
-  bool const isBlob = m_Class.Metadata().ClassId() == cls_BlobTypeId;
-  bool const isInBlocks = m_BlockCount > 0 || (stored.List() && stored.List()->m_InBlocks);
-  if (change == 0 && !isBlob && !isInBlocks) return;
-  if (isBlob) {
+  if (m_Class.Metadata().ClassId() == cls_BlobTypeId) {
     PutNumber(*m_Record, sto_CollectionFields::BlobBytes, sto_Format::Int64, std::int64_t{0});
     m_Session.NoteBlobChange(m_Id, change + 1);
   } else {

@@ -73,6 +73,9 @@ void sto_OpenAgent::Open(sto_RecordRef const& record) {
     if (before->m_IsMade) m_MadeInTransaction = m_Session->TransactionNumber();
     m_MadeInSave = before->m_MadeInSave;
   }
+  // Also one that no agent has made: a plain list, or a copy of another store's.
+  if (m_Session->IsNewInTransaction(m_Id)) m_MadeInTransaction = m_Session->TransactionNumber();
+  if (m_Session->InSave() && m_Session->IsNewInSave(m_Id)) m_MadeInSave = m_Session->SaveNumber();
 }
 
 void sto_OpenAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) {
@@ -213,6 +216,7 @@ void sto_OpenAgent::KeepForRollback(sto_Keeping keeping) {
 }
 
 void sto_OpenAgent::KeepForUndo() {
+  ForgetKeptAtMark(); // of a save that could not begin
   if (!m_IsLost) KeepAtMark();
 }
 
@@ -289,5 +293,5 @@ void sto_OpenAgent::CloseSession() noexcept {
   m_Session->RemoveAgent(*this);
   m_IsRegistered = false;
   m_Session = nullptr;
-  if (--m_References == 0) delete this;
+  if (--m_References == 0 && IsOwnedByHolders()) delete this;
 }

@@ -50,7 +50,7 @@ class sto_OpenAgent {
   /// collection is not there any more.
   void Synchronise();
   /// Lets every container write back what it has.
-  void FlushHolders();
+  virtual void FlushHolders();
   /// Writes the collection's record if it has changed.
   void WriteRecord();
 

@@ -69,9 +69,14 @@ TEST_F(StoreOtherStores, ArrayInMemoryBelongsToTheFirstStoreThatSavesIt) {
     Fill(copy->m_Array, 6000);
     two.Save("array", *copy);
     EXPECT_EQ(Stored("two"), Numbers(6000));
-    two.Save("array", holder); // which of the two is told by its address
-    EXPECT_EQ(Stored("two"), Numbers(5000));
+    copy->m_Array.Get(0) = -1;
+    // Which of the two is saved is told by its address; the open one would write over the copy.
+    MessageOf(sto_ErrorKind::Conflict, [&] { two.Save("array", holder); });
+    EXPECT_EQ(copy->m_Array.ConstGet(0), -1);
+    EXPECT_EQ(Stored("two"), Numbers(6000));
   }
+  two.Save("array", holder);
+  EXPECT_EQ(Stored("two"), Numbers(5000));
 }
 
 TEST_F(StoreOtherStores, DetachedArrayWhoseElementsAreNotInMemoryIsRefused) {
@@ -114,6 +119,36 @@ TEST_F(StoreOtherStores, DetachedArrayThatIsWhollyInMemoryIsStored) {
   }
   target.Save("array", holder);
   EXPECT_EQ(Stored("to"), Numbers(2000));
+}
+
+TEST_F(StoreOtherStores, ArrayThatIsPartlyInMemoryIsNotMergedIntoAnOlderCopy) {
+  Make(9000, "from");
+  sto_Store target = Create("to");
+  DoubleHolder holder;
+  {
+    sto_Store source = Open(sto_Mode::ReadWrite, "from");
+    holder.m_Array = source.Load<DoubleHolder>("array")->m_Array;
+    target.Save("array", holder); // copied
+    for (int i = 0; i < 9000; ++i) holder.m_Array.Get(i) = -i;
+  } // one block of five is in memory
+  MessageOf(sto_ErrorKind::Misuse, [&] { target.Save("array", holder); });
+  EXPECT_EQ(Stored("to"), Numbers(9000));
+}
+
+TEST_F(StoreOtherStores, ArrayLoadedFromACopyThatIsUndoneSaysSo) {
+  Make(5000, "from");
+  sto_Store source = Open(sto_Mode::ReadWrite, "from");
+  sto_Store target = Create("to");
+  auto const holder = source.Load<DoubleHolder>("array");
+  std::unique_ptr<DoubleHolder> loaded;
+  {
+    sto_Transaction transaction(target);
+    target.Save("array", *holder);
+    loaded = target.Load<DoubleHolder>("array");
+  }
+  target.Save("array", *holder); // takes the ids again
+  MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(loaded->m_Array.ConstGet(0)); });
+  EXPECT_EQ(Stored("to"), Numbers(5000));
 }
 
 TEST_F(StoreOtherStores, GapsAreZerosOnlyInAListThatIsStored) {

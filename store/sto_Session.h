@@ -8,6 +8,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "store/sto_Catalogue.h"
@@ -174,6 +175,11 @@ class sto_Session {
   /// Whether the object's id was given out in this save, so that nothing of it can be in the store yet.
   [[nodiscard]] bool IsNewInSave(std::int64_t id) const noexcept { return id >= m_FirstIdOfSave; }
 
+  /// Whether an object's id was given out in the open transaction: the object goes with it.
+  [[nodiscard]] bool IsNewInTransaction(std::int64_t id) const noexcept {
+    return m_IsWriting && id >= m_FirstIdOfTransaction;
+  }
+
   /// Compares the collection written under an id with the one that was written under it in this save before,
   /// if any: two different values cannot stand under one identity. Raises Conflict; `what` says what they
   /// are.
@@ -212,6 +218,25 @@ class sto_Session {
   void Keep(std::exception_ptr failure) noexcept;
   /// Raises a kept failure, once.
   void RaiseKept();
+
+  /// While it lives, a kept failure waits: what a destructor does is not to fail for what failed before.
+  class KeptAside {
+   public:
+    explicit KeptAside(sto_Session& session) noexcept
+        : m_Session(session), m_Kept(std::exchange(session.m_Kept, nullptr)), m_KeptIn(session.m_KeptIn) {}
+    KeptAside(KeptAside const&) = delete;
+    KeptAside& operator=(KeptAside const&) = delete;
+    ~KeptAside() {
+      if (m_Kept == nullptr) return;
+      m_Session.m_Kept = std::move(m_Kept); // the first one stays
+      m_Session.m_KeptIn = m_KeptIn;
+    }
+
+   private:
+    sto_Session& m_Session;
+    std::exception_ptr m_Kept;
+    std::int64_t m_KeptIn;
+  };
 
  private:
   /// A record that nobody uses, or a new one. Kept ones keep their memory.

@@ -150,6 +150,7 @@ TEST_F(StoreTwoSessions, ChangeOfAnotherSessionIsToldAfterARollback) {
 TEST_F(StoreTwoSessions, ListThatIsWrittenAnewIsToldAsChanged) {
   struct Wrapped {
     static constexpr unsigned int TypeId() noexcept { return DoubleHolder::TypeId(); }
+    Wrapped() = default;
     explicit Wrapped(cls_ReadVisitor const& visitor)
         : m_List(cls_ReadVisitor(visitor, DoubleHolder::Field()), nullptr), m_Uid(visitor.GetUid()) {}
     void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -162,7 +163,11 @@ TEST_F(StoreTwoSessions, ListThatIsWrittenAnewIsToldAsChanged) {
   for (int const count : {5, 5000}) {
     SCOPED_TRACE(count);
     std::string const name = std::to_string(count);
-    Make(count, name);
+    {
+      Wrapped wrapped;
+      for (int i = 0; i < count; ++i) wrapped.m_List.Append(i);
+      Create(name).Save("array", wrapped); // no agent has made it, so it counts no changes yet
+    }
     sto_Store mine = Open(sto_Mode::ReadWrite, name);
     sto_Store theirs = Open(sto_Mode::ReadWrite, name);
     auto const my = mine.Load<DoubleHolder>("array");

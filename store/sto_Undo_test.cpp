@@ -467,4 +467,44 @@ TEST_F(StoreUndo, ClosingWritesWhatArraysHaveOrSaysWhyNot) {
     EXPECT_TRUE(Contains(MessageOf(sto_ErrorKind::Misuse, use), "closed"));
 }
 
+TEST_F(StoreUndo, CopiesOfDifferentLengthAreWrittenWhole) {
+  for (bool const isAssociated : {false, true}) {
+    std::string const name = isAssociated ? "associated" : "memory";
+    sto_Store store = Create(name);
+    DoubleHolder shorter;
+    Fill(shorter.m_Array, 10);
+    if (isAssociated) store.Save("shorter", shorter);
+    DoubleHolder longer;
+    longer.m_Array = shorter.m_Array;
+    Fill(longer.m_Array, 11);
+    sto_Transaction transaction(store);
+    if (!isAssociated) store.Save("shorter", shorter);
+    store.Save("array", longer);
+    transaction.Commit();
+    EXPECT_EQ(Stored(name), Numbers(11));
+  }
+}
+
+TEST_F(StoreUndo, FailureOfOneArrayDoesNotTakeTheNextWithIt) {
+  Make(13);
+  sto_Store store = Open();
+  DoubleHolder second;
+  Fill(second.m_Array, 13);
+  store.Save("second", second);
+  {
+    auto const stale = store.Load<DoubleHolder>("array");
+    stale->m_Array.Get(0) = -1;
+    {
+      sto_Store other = Open();
+      auto const theirs = other.Load<DoubleHolder>("array");
+      theirs->m_Array.Get(1) = -2;
+    }
+    second.m_Array.Get(0) = -3;
+    stale->m_Array.Detach(); // Conflict, which is kept
+  }
+  second.m_Array.Detach(); // writes all the same
+  EXPECT_EQ(Stored("test.kvs", "second")[0], -3);
+  MessageOf(sto_ErrorKind::Conflict, [&] { store.Save("node", Node(1)); });
+}
+
 } // namespace

@@ -24,7 +24,8 @@ template <class Array> struct ArrayHolder {
   ~ArrayHolder() {
     try {
       m_Array.Release();
-    } catch (...) { // the tests look before
+    } catch (...) {
+      m_Array.Detach(); // so that its blocks can go
     }
     m_Array.DropBlocks();
   }
