@@ -3,9 +3,9 @@
 ///
 ///     bulk_bench [FOLDER]             the files, 1.5 GB, go to FOLDER (default: the temporary folder)
 ///     bulk_bench --smoke              everything once, small; the figures mean nothing
-///     bulk_bench --saving COUNT FILE  saves COUNT elements that are in memory, prints the peak (used by
-///     itself) bulk_bench --memory COUNT FILE  writes and scans COUNT elements, prints the peak memory (used
-///     by itself) bulk_bench --serve FILE         reads a store until it is told to end (used by itself)
+///
+/// It runs itself with --saving COUNT FILE and --memory COUNT FILE to measure the peak memory of a process that
+/// saves an array, or writes and scans one, and with --serve FILE for a reader beside a writer.
 ///
 /// Ratios are of times in the same run, medians of interleaved repetitions; below 1 is faster than the peer.
 

@@ -289,6 +289,16 @@ void PutVarint(sto_Bytes& bytes, std::uint64_t value) {
     bytes.push_back(static_cast<std::byte>((value >> shift & 0x7F) | (shift > 0 ? 0x80 : 0)));
 }
 
+/// Limits what this process can map; under sanitizers not at all, because they map terabytes of their own.
+bool LimitMemory([[maybe_unused]] rlim_t bytes) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  return true;
+#else
+  rlimit const limit{bytes, bytes};
+  return setrlimit(RLIMIT_AS, &limit) == 0;
+#endif
+}
+
 TEST_F(StoreHostile, RowThatClaimsMoreBytesThanTheStoreHasIsRefusedBeforeMemoryIsTakenForIt) {
   constexpr std::size_t PageBytes = 512;
   constexpr std::uint64_t Payload = 600'000'000;
@@ -324,10 +334,7 @@ TEST_F(StoreHostile, RowThatClaimsMoreBytesThanTheStoreHasIsRefusedBeforeMemoryI
   std::ranges::copy(page, file.begin() + static_cast<std::ptrdiff_t>((root - 1) * PageBytes));
   WriteFile(Path(), {reinterpret_cast<char const*>(file.data()), file.size()});
   EXPECT_EQ(RunStoreChild([&] {
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they map terabytes of their own
-              rlimit const limit{500'000'000, 500'000'000};         // less than the row claims
-              if (setrlimit(RLIMIT_AS, &limit) != 0) return 1;
-#endif
+              if (!LimitMemory(500'000'000)) return 1; // less than the row claims
               std::unique_ptr<sto_Driver> const driver = sto_SqliteDriver::Open(Path(), true);
               driver->Begin(false);
               sto_Bytes data;

@@ -31,7 +31,7 @@ void sto_BeginSqlite(sto_SqliteConnection& connection);
 /// How a connection works with a store.
 void sto_ConfigureSqlite(sto_SqliteConnection& connection);
 
-/// Brings what is in the write-ahead log of a store into its file and takes the log away, as far as no other
+/// Brings what is in the write-ahead log of a store into its file and takes the log away, unless another
 /// session needs it, for a session that could not do it itself. Does nothing when the file may not be
 /// written.
 void sto_FoldSqliteLog(std::string const& path) noexcept;

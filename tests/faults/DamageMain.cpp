@@ -20,8 +20,7 @@
 // each by a rule:
 //
 // known root   The root table, read past the module, has other rows than the original, and each root that
-// loads
-//              is, whole, the original object with the id that its row (one of them, if there are
+//              loads is, whole, the original object with the id that its row (one of them, if there are
 //              several of its name) names.
 // known older  Only where pages of an older copy were put in: each part of each root that loads is, whole,
 //              what the original or the older copy has there, and the roots are those of one of the two.
