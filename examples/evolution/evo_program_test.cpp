@@ -163,6 +163,12 @@ TEST_F(Evolution, RefusalNamesAllVersionsThatTheProgramKnows) {
   for (int shift = 0; shift < 64; shift += 8)
     record.push_back(static_cast<std::byte>(checksum >> shift & 0xFF));
   SqlFile(store).Run("UPDATE object SET record = ? WHERE id = 1", record);
+  // As a program of version 4 would, the store describes its class.
+  SqlFile(store).Run("INSERT INTO class SELECT class_id, 4, name, base_class_id FROM class WHERE version = 3 "
+                     "AND name = 'Beam'");
+  SqlFile(store).Run("INSERT INTO attribute SELECT class_id, 4, name, field_id, type, type_arg, "
+                     "collection_type FROM attribute WHERE version = 3 AND class_id IN "
+                     "(SELECT class_id FROM class WHERE name = 'Beam')");
   Outcome const outcome = Run(3, "read " + store);
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err,
