@@ -288,10 +288,12 @@ void sto_OpenAgent::CloseSession() noexcept {
   } catch (...) { // nobody is left to hear of it; what is in memory stays there
   }
   ForgetBegin();
+  // One that nobody ever referred to belongs to whoever uses it.
+  bool const isOurs = m_References > 0 || HolderCount() > 0 || IsOwnedByHolders();
   ++m_References; // so that no container flushes again, and none deletes the agent meanwhile
   if (!m_IsLost) ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Detach(); });
   m_Session->RemoveAgent(*this);
   m_IsRegistered = false;
   m_Session = nullptr;
-  if (--m_References == 0 && IsOwnedByHolders()) delete this;
+  if (--m_References == 0 && isOurs) delete this;
 }
