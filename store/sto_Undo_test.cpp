@@ -246,7 +246,9 @@ TEST_F(StoreUndo, WhatAnArrayHasNotWrittenIsNotUndoneByOthers) {
 }
 
 TEST_F(StoreUndo, SaveThatIsBusyLosesNothing) {
-  sto_Store store = Create();
+  sto_Options options;
+  options.m_BusyMilliseconds = 50;
+  sto_Store store = Open(sto_Mode::Create, "test.kvs", options);
   store.Save("node", Node(1));
   DoubleHolder holder;
   Fill(holder.m_Array, 5000);
@@ -442,7 +444,9 @@ TEST_F(StoreUndo, FailureThatStruckInADestructorIsToldByItsKind) {
 
 TEST_F(StoreUndo, ClosingWritesWhatArraysHaveOrSaysWhyNot) {
   Make(5000);
-  sto_Store store = Open();
+  sto_Options options;
+  options.m_BusyMilliseconds = 50;
+  sto_Store store = Open(sto_Mode::ReadWrite, "test.kvs", options);
   auto const first = store.Load<DoubleHolder>("array");
   first->m_Array.Get(7) = -1;
   {
