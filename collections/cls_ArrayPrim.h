@@ -153,8 +153,8 @@ template <class T> class cls_ArrayPrim : public cls_PC {
     bool m_IsPaged = false;
   };
 
-  /// For back ends: the resident blocks, shared with the array's copies. An agent that is told of a holder in
-  /// RegisterHolder finds there what the array had before its blocks are written and evicted.
+  /// For back ends: the resident blocks, shared with the array's copies. When a holder registers, its
+  /// agent finds there what the array had before its blocks are written and evicted.
   [[nodiscard]] cow_CountedHld<Trie> const& Blocks() const noexcept { return m_Blocks; }
 
  protected:

@@ -230,7 +230,7 @@ TEST_F(StoreHostile, WritingMorePartsOrFieldsThanTheLimitIsRefusedNamingTheObjec
     builder.AddPart(Scripted::TypeId(), 1, 7);
     fill(part, InPart);
   }
-  fill(0, InPart); // in the place of those that are there
+  fill(0, InPart); // replaces those that are there
   message = MessageOf(sto_ErrorKind::Full, [&] { builder.StartField(0, {0, InPart}); });
   EXPECT_TRUE(Contains(message, "Object 7 ") && Contains(message, "100000")) << message;
   EXPECT_TRUE(record.Decode(7, Scripted::TypeId(), builder.Finish(7), problem)) << problem;

@@ -60,7 +60,7 @@ class sto_IdentityMap {
   ~sto_IdentityMap();
 
   [[nodiscard]] sto_Session* Session() const noexcept { return m_Session; }
-  /// The record of the identity that is tied to an id; null for none.
+  /// The record of the identity that is tied to an id; null when there is none.
   [[nodiscard]] cls_UidCatalogEntry* EntryOf(std::int64_t id) noexcept;
   /// Calls `act` with each tie of an identity that is of another map.
   template <class Act> void ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const;

@@ -105,7 +105,7 @@ template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, 
  private:
   /// Notes the keys that another session has changed.
   void NoteUnseen(std::map<K, std::int64_t> const& before);
-  /// The id of a key's element, 0 for none.
+  /// The id of a key's element, 0 when the key is not there.
   [[nodiscard]] std::int64_t IdOf(K const& key) const {
     auto const found = m_Ids.find(key);
     return found == m_Ids.end() ? 0 : found->second;

@@ -70,7 +70,7 @@ TEST_F(StoreOtherStores, ArrayInMemoryBelongsToTheFirstStoreThatSavesIt) {
     two.Save("array", *copy);
     EXPECT_EQ(Stored("two"), Numbers(6000));
     copy->m_Array.Get(0) = -1;
-    // Which of the two is saved is told by its address; the open one would write over the copy.
+    // The address says which of the two is saved. The open one would write over the copy.
     MessageOf(sto_ErrorKind::Conflict, [&] { two.Save("array", holder); });
     EXPECT_EQ(copy->m_Array.ConstGet(0), -1);
     EXPECT_EQ(Stored("two"), Numbers(6000));

@@ -26,7 +26,7 @@ sto_Session::~sto_Session() {
   Rollback();
   try {
     if (!m_Driver->IsReadOnly()) Close();
-  } catch (...) { // then each container by itself, as far as it goes
+  } catch (...) { // then each container writes by itself what it can
   }
   ForEachAgent([](sto_OpenAgent& agent) { agent.CloseSession(); });
   *m_Self = nullptr;

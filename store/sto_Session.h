@@ -92,7 +92,7 @@ class sto_Session {
   void ForgetAgentId(sto_OpenAgent const& agent) noexcept;
   /// The collections that agents have open, with their records written.
   [[nodiscard]] std::vector<std::int64_t> OpenCollections();
-  /// The agent of a collection that was lost with an identity; null for none.
+  /// The agent of a collection that was lost with an identity; null when there is none.
   [[nodiscard]] sto_OpenAgent* FindLost(cls_UidCatalogEntry const* entry) noexcept;
   /// The agents of blobs.
   [[nodiscard]] std::unordered_set<sto_BlobAgent*>& OpenBlobs() noexcept { return m_OpenBlobs; }
