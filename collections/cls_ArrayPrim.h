@@ -24,10 +24,10 @@
 /// It is a handle, not a value: copies share blocks and agent, and a write through one is seen by the others,
 /// but not a change of the size. The last holder of an agent flushes it and deletes it.
 ///
-/// Saving and undoing. When a save or a transaction that tied the array to its list is undone, a back end puts
-/// it back: in memory, with its identity and elements (see sto_Transaction::Rollback). References to elements
-/// are not valid after that. An array that belongs to one store and is saved in another stays with the first;
-/// whether the other copies it is up to the back end (sto_Store does).
+/// Saving and undoing. When a save or a transaction that tied the array to its list is undone, a back end
+/// puts it back: in memory, with its identity and elements (see sto_Transaction::Rollback). References to
+/// elements are not valid after that. An array that belongs to one store and is saved in another stays with
+/// the first; whether the other copies it is up to the back end (sto_Store does).
 ///
 /// Memory. Destroying an array releases none of its blocks. Meant: other holders of the trie may still be
 /// there. An owner that wants the memory back calls Release (associated) or DropBlocks (in memory) first.
