@@ -92,6 +92,7 @@ set(KVL_STORE_SOURCES
   store/sto_BlobAgent.cpp
   store/sto_BranchCopy.cpp
   store/sto_Catalogue.cpp
+  store/sto_ChangedBase.cpp
   store/sto_Checksum.cpp
   store/sto_ClassInUse.cpp
   store/sto_Classes.cpp
@@ -99,9 +100,11 @@ set(KVL_STORE_SOURCES
   store/sto_Collector.cpp
   store/sto_ElementScope.cpp
   store/sto_Exception.cpp
+  store/sto_HolderText.cpp
   store/sto_IdentityMap.cpp
   store/sto_ListAgent.cpp
   store/sto_ListAgentBase.cpp
+  store/sto_LoadScope.cpp
   store/sto_MementoRead.cpp
   store/sto_MementoWrite.cpp
   store/sto_ObjectAgentBase.cpp
@@ -109,12 +112,15 @@ set(KVL_STORE_SOURCES
   store/sto_ObjectListReader.cpp
   store/sto_ObjectWriter.cpp
   store/sto_OpenAgent.cpp
+  store/sto_Reach.cpp
   store/sto_Record.cpp
   store/sto_Session.cpp
   store/sto_Shared.cpp
   store/sto_StoredBlocks.cpp
   store/sto_StoredClass.cpp
-  store/sto_Store.cpp)
+  store/sto_Store.cpp
+  store/sto_StrictSave.cpp
+  store/sto_Visits.cpp)
 
 # Tests, one program for each layer.
 set(KVL_PLATFORM_TEST_SOURCES
@@ -148,6 +154,7 @@ set(KVL_PLATFORM_TEST_SOURCES
 
 set(KVL_IDENTITY_TEST_SOURCES
   persist/cls_HistoryEntry_test.cpp
+  persist/cls_OwnUid_test.cpp
   persist/cls_Static_test.cpp
   persist/cls_UidCatalog_test.cpp
   persist/cls_UidModel_test.cpp
@@ -247,6 +254,7 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Building_test.cpp
   store/sto_BulkArrays_test.cpp
   store/sto_CatalogueDamage_test.cpp
+  store/sto_ChangedBase_test.cpp
   store/sto_CollectorAgents_test.cpp
   store/sto_CollectorDamage_test.cpp
   store/sto_Collector_test.cpp
@@ -276,6 +284,7 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Sessions_test.cpp
   store/sto_Store_test.cpp
   store/sto_Transaction_test.cpp
+  store/sto_TwoObjects_test.cpp
   store/sto_TwoSessions_test.cpp
   store/sto_Undo_test.cpp
   store/sto_Values_test.cpp

@@ -1,5 +1,6 @@
 #include "metadata/cls_ClassRegistrar.h"
 
+#include <cassert>
 #include <cstdio>
 #include <cstdlib>
 
@@ -38,6 +39,11 @@ template <class Index> cow_1DArray<cls_ClassMetadataHld> HoldersOf(Index const& 
 }
 
 } // namespace
+
+cls_ClassRegistrar::~cls_ClassRegistrar() {
+  assert(m_Lives.use_count() == 1 && "A store that was opened with this registrar is still open.");
+  *m_Lives = false;
+}
 
 cls_ClassMetadata& cls_ClassRegistrar::CreateClassMD(cow_String const& name, unsigned int classId,
                                                      int version, cls_ClassMetadata::CtorFn ctor,

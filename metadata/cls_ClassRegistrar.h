@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "metadata/cls_ClassMetadata.h"
 #include "metadata/containers/cls_CIDVersion.h"
 #include "platform/cow/cow_1DArray.h"
@@ -29,6 +31,8 @@ class KVL_EXPORT cls_ClassRegistrar {
   using GetClassIDCheck = void (*)(cls_ClassRegistrar const&, cow_String const& name);
 
   cls_ClassRegistrar() = default;
+  /// Whoever keeps the registrar by reference, as a store does, must be gone: an assertion.
+  ~cls_ClassRegistrar();
   cls_ClassRegistrar(cls_ClassRegistrar const&) = delete;
   cls_ClassRegistrar& operator=(cls_ClassRegistrar const&) = delete;
 
@@ -82,6 +86,9 @@ class KVL_EXPORT cls_ClassRegistrar {
   /// Every version of every class, descending by class ID and then by version. Shares the metadata.
   [[nodiscard]] cow_1DArray<cls_ClassMetadataHld> GetHistoryMDList();
 
+  /// Whether the registrar still lives, for whoever keeps it by reference; the registrar counts the holders.
+  [[nodiscard]] std::shared_ptr<bool const> Lifetime() const noexcept { return m_Lives; }
+
   /// Install a check for the whole process, in the place of an earlier one; null for none.
   /// Thread rule: during single-threaded start-up.
   static void SetConstGetCheck(ConstGetCheck check) noexcept;
@@ -99,4 +106,5 @@ class KVL_EXPORT cls_ClassRegistrar {
   ById m_ById;
   ByIdVersion m_ByIdVersion;
   cow_Btree<cow_String, unsigned int> m_IdByName;
+  std::shared_ptr<bool> m_Lives = std::make_shared<bool>(true);
 };

@@ -16,7 +16,7 @@ int cls_WriteVisitor::StartWrite(unsigned int classId, cls_Uid const& uid) const
 
 cls_MementoWrite* cls_WriteVisitor::MakeMemento(unsigned int classId, cls_Uid const& uid) const {
   if (m_Request != nullptr) return m_Request->MakeWriteObjWithPtr(classId, uid, m_Object);
-  cls_MementoWrite* const parent = m_Parent->m_Memento;
+  cls_MementoWrite* const parent = &m_Parent->Started();
   if (m_BaseClassId != NoBase) return parent->MakeBaseWriteObj(m_BaseClassId, uid);
   if (m_Cow != nullptr) return parent->MakeFieldWriteObjCow(m_Field, classId, uid, m_Cow);
   return parent->MakeFieldWriteObj(m_Field, classId, uid, m_Object);
@@ -32,5 +32,5 @@ void cls_WriteVisitor::CheckCollectionType(cls_CollectionType type) const {
 }
 
 void cls_WriteVisitor::Write(cls_FieldHandle const& field, atr_String const& value) const {
-  m_Memento->Write(field, value.HasText() ? value.AsCow() : ""_cow);
+  Started().Write(field, value.HasText() ? value.AsCow() : ""_cow);
 }

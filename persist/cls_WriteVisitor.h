@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cassert>
+
 #include "persist/cls_AgentRequest.h"
 #include "persist/cls_MementoWrite.h"
 #include "persist/cls_PlainScalar.h"
@@ -21,7 +23,8 @@
 ///
 /// Cost: on the stack, no allocation of its own; each access is one virtual call.
 /// Thread rule: one thread. Errors: what the back end raises passes through. Writing through an unstarted
-/// visitor, or starting one whose parent is unstarted, uses a null memento: check StartWrite's result.
+/// visitor, or starting one whose parent is unstarted, uses a null memento (an assertion): call StartWrite,
+/// and check its result.
 class KVL_EXPORT cls_WriteVisitor {
  public:
   /// The base class ID of a visitor that is not for a base-class part.
@@ -72,18 +75,23 @@ class KVL_EXPORT cls_WriteVisitor {
   /// A translatable string, as plain text; "no text" is written as empty text. The visitor must be started.
   void Write(cls_FieldHandle const& field, atr_String const& value) const;
 
-  void Write(cls_FieldHandle const& field, cow_String const& value) const { m_Memento->Write(field, value); }
+  void Write(cls_FieldHandle const& field, cow_String const& value) const { Started().Write(field, value); }
 
   /// The other scalars: bool, float, double and the integers that a memento writes. The visitor must be
   /// started.
   template <cls_PlainScalar T> void Write(cls_FieldHandle const& field, T const& value) const {
-    m_Memento->Write(field, value);
+    Started().Write(field, value);
   }
 
   /// An enumeration, as int. The visitor must be started.
-  void WriteEnum(cls_FieldHandle const& field, int const& value) const { m_Memento->WriteEnum(field, value); }
+  void WriteEnum(cls_FieldHandle const& field, int const& value) const { Started().WriteEnum(field, value); }
 
  private:
+  /// The memento of a started visitor.
+  [[nodiscard]] cls_MementoWrite& Started() const noexcept {
+    assert(m_Memento != nullptr && "DBWrite must call StartWrite first, and return when that gives 0.");
+    return *m_Memento;
+  }
   [[nodiscard]] cls_MementoWrite* MakeMemento(unsigned int classId, cls_Uid const& uid) const;
 
   cls_WriteVisitor const* m_Parent = nullptr;

@@ -2,7 +2,17 @@
 
 namespace {
 
-class StoreBaseParts : public StoreTest {};
+class StoreBaseParts : public StoreTest {
+ protected:
+  /// A store whose class Scripted derives from Bottom.
+  sto_Store CreateOverBottom() {
+    DeclareScripted(m_OverBottom, Bottom::TypeId());
+    DeclareLevels(m_OverBottom, 4, 7, 2);
+    return sto_Store::Open(Path(), sto_Mode::Create, m_OverBottom);
+  }
+
+  cls_ClassRegistrar m_OverBottom;
+};
 
 TEST_F(StoreBaseParts, FieldsOfTheSameNameInThreeLevelsDoNotSeeEachOther) {
   Top top;
@@ -65,24 +75,86 @@ TEST_F(StoreBaseParts, EachPartSaysItsOwnClassAndVersion) {
   EXPECT_TRUE(read->m_BeyondIsEmpty);
 }
 
-TEST_F(StoreBaseParts, ClassWithoutItsBasePartReadsTheBaseDefaults) {
-  struct Bare {
-    static constexpr unsigned int TypeId() noexcept { return Middle::TypeId(); }
+/// A Middle that forgets its base-class part.
+struct BareMiddle {
+  static constexpr unsigned int TypeId() noexcept { return Middle::TypeId(); }
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    if (visitor.StartWrite(TypeId(), m_Uid)) visitor.Write(cls_FieldHandle("m_Value"_cow), "bare"_cow);
+  }
+  cls_Uid m_Uid;
+};
+
+TEST_F(StoreBaseParts, ForgottenBasePartIsRefusedAndNamed) {
+  sto_Store store = Create();
+  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("middle", BareMiddle()); });
+  EXPECT_TRUE(Contains(message, "DBWrite of class Middle") && Contains(message, "base-class part Bottom") &&
+              Contains(message, "Bottom::DBWrite(cls_WriteVisitor(visitor, Bottom::TypeId()))"))
+      << message;
+  EXPECT_EQ(store.ObjectCount(), 0);
+}
+
+TEST_F(StoreBaseParts, BasePartThatIsForgottenFurtherUpIsRefusedAndNamed) {
+  struct BareTop {
+    static constexpr unsigned int TypeId() noexcept { return Top::TypeId(); }
     void DBWrite(cls_WriteVisitor const& visitor) const {
-      if (visitor.StartWrite(TypeId(), m_Uid)) visitor.Write(cls_FieldHandle("m_Value"_cow), "bare"_cow);
+      if (!visitor.StartWrite(TypeId(), m_Uid)) return;
+      m_Middle.DBWrite(cls_WriteVisitor(visitor, Middle::TypeId()));
+      visitor.Write(cls_FieldHandle("m_Value"_cow), 1.0);
     }
+    BareMiddle m_Middle;
     cls_Uid m_Uid;
   };
   sto_Store store = Create();
-  store.Save("middle", Bare());
+  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("top", BareTop()); });
+  EXPECT_TRUE(Contains(message, "DBWrite of class Middle") && Contains(message, "(Top)")) << message;
+}
+
+TEST_F(StoreBaseParts, ForgottenBasePartOfAnElementIsRefused) {
+  sto_Store store = Create();
+  BareMiddle const bare;
+  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+    SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+      bare.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle("m_Node"_cow), nullptr, &bare));
+    });
+  });
+  EXPECT_TRUE(Contains(message, "DBWrite of class Middle")) << message;
+  EXPECT_EQ(store.ObjectCount(), 0);
+}
+
+TEST_F(StoreBaseParts, BasePartWithoutAttributesMayBeLeftOutAndReadsDefaults) {
+  cls_ClassRegistrar classes;
+  classes.CreateClassMD("Bottom"_cow, Bottom::TypeId(), 4, nullptr, cls_ClassMetadata::RootClassId);
+  classes.CreateClassMD("Middle"_cow, Middle::TypeId(), 7, nullptr, Bottom::TypeId())
+      .AddAttribute(cls_FieldHandle("m_Value"_cow), ATTR_STRING, 1, COLLECTION_NONE);
+  sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, classes);
+  store.Save("middle", BareMiddle());
   std::unique_ptr<Middle> const loaded = store.Load<Middle>("middle");
   EXPECT_EQ(loaded->m_MiddleValue.View(), "bare");
   EXPECT_EQ(loaded->m_BottomValue, -1);
   EXPECT_NE(loaded->m_BottomUid.Entry(), loaded->m_MiddleUid.Entry());
 }
 
+TEST_F(StoreBaseParts, AttributesAboveAClassWithoutAnyCountToo) {
+  cls_ClassRegistrar classes;
+  classes.CreateClassMD("Bottom"_cow, Bottom::TypeId(), 4, nullptr, cls_ClassMetadata::RootClassId)
+      .AddAttribute(cls_FieldHandle("m_Value"_cow), ATTR_INT, 1, COLLECTION_NONE);
+  classes.CreateClassMD("Middle"_cow, Middle::TypeId(), 7, nullptr, Bottom::TypeId());
+  classes.CreateClassMD("Top"_cow, Top::TypeId(), 2, nullptr, Middle::TypeId())
+      .AddAttribute(cls_FieldHandle("m_Value"_cow), ATTR_DOUBLE, 1, COLLECTION_NONE);
+  struct BareTop {
+    static constexpr unsigned int TypeId() noexcept { return Top::TypeId(); }
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      if (visitor.StartWrite(TypeId(), m_Uid)) visitor.Write(cls_FieldHandle("m_Value"_cow), 1.0);
+    }
+    cls_Uid m_Uid;
+  };
+  sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, classes);
+  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("top", BareTop()); });
+  EXPECT_TRUE(Contains(message, "class Bottom declares attributes")) << message;
+}
+
 TEST_F(StoreBaseParts, SecondBasePartIsRefusedAndNamed) {
-  sto_Store store = Create();
+  sto_Store store = CreateOverBottom();
   Bottom const bottom;
   Middle const middle;
   std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
@@ -96,7 +168,7 @@ TEST_F(StoreBaseParts, SecondBasePartIsRefusedAndNamed) {
 }
 
 TEST_F(StoreBaseParts, FieldsOfTheObjectMayComeBeforeAndAfterItsBasePart) {
-  sto_Store store = Create();
+  sto_Store store = CreateOverBottom();
   Bottom bottom;
   bottom.m_BottomValue = 8;
   SaveFields(store, [&](cls_WriteVisitor const& visitor) {

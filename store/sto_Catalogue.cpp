@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "platform/omni/omi_BtreeIterator.h"
+#include "store/sto_ChangedBase.h"
 #include "store/sto_Exception.h"
 
 namespace {
@@ -58,7 +59,7 @@ sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId)
   if (found == m_InUse.end()) {
     cls_ClassMetadata const* const metadata = m_Classes.Newest(classId);
     if (metadata == nullptr) return nullptr;
-    found = m_InUse.emplace(classId, *metadata).first;
+    found = m_InUse.try_emplace(classId, *metadata, m_Classes.DeclaringBase(*metadata)).first;
   }
   sto_ClassInUse& inUse = found->second;
   if (!inUse.m_IsRecorded) {
@@ -110,6 +111,28 @@ std::string sto_Catalogue::Problem(sto_Part const& part, bool isReadable) {
   std::string problem = stored.Problem(part, [this](std::int64_t nameId) noexcept { return NameOf(nameId); });
   if (problem.empty() && isReadable) m_RecentStored[PlaceOf(part)] = &stored;
   return problem;
+}
+
+sto_StoredClass::Bases sto_Catalogue::BasesOf(sto_Part const& part) {
+  auto const found = m_StoredClasses.find({part.m_ClassId, part.m_Version});
+  if (found == m_StoredClasses.end()) return {true, true};
+  std::optional<sto_StoredClass::Bases>& bases = found->second.m_Bases;
+  if (!bases) bases = {sto_HasReadersBase(*this, part, true), sto_HasReadersBase(*this, part, false)};
+  return *bases;
+}
+
+bool sto_Catalogue::IsDeclared(unsigned int classId, cls_FieldHandle const& field) const {
+  cls_ClassMetadata const* const newest = m_Classes.Newest(classId);
+  if (newest != nullptr && sto_FindDeclaration(*newest, field) != nullptr) return true;
+  for (auto stored = m_StoredClasses.lower_bound({classId, std::numeric_limits<int>::min()});
+       stored != m_StoredClasses.end() && stored->first.first == classId; ++stored)
+    for (sto_AttributeRow const& attribute : stored->second.Row().m_Attributes)
+      if (field.Name().IsEmpty() ? attribute.m_FieldId == field.FieldId()
+                                 : attribute.m_Name == field.Name().View())
+        return true;
+  for (int const version : m_Classes.Versions(classId))
+    if (sto_FindDeclaration(*m_Classes.ForVersion(classId, version), field) != nullptr) return true;
+  return false;
 }
 
 void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const {

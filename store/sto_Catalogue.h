@@ -52,14 +52,25 @@ class sto_Catalogue {
            stored->Row().m_Version == part.m_Version && stored->Knows(part);
   }
   /// What of a stored part does not fit the store's description of its class version; empty when all does.
-  /// The part is remembered then, for IsKnown, when this program `isReadable` for it. After Load.
+  /// The part is remembered then, for IsKnown, when this program can read it whatever it is a part of
+  /// (`isReadable`). After Load.
   [[nodiscard]] std::string Problem(sto_Part const& part, bool isReadable);
+
+  /// Whether a stored class version has the base class that its readers derive from. After Load, for a part
+  /// that Problem has nothing against.
+  [[nodiscard]] sto_StoredClass::Bases BasesOf(sto_Part const& part);
+
+  /// Whether some version of a class declares an attribute, in the program or in the store. After Load.
+  [[nodiscard]] bool IsDeclared(unsigned int classId, cls_FieldHandle const& field) const;
 
   /// The number of an attribute name, added to the dictionary when it is new.
   [[nodiscard]] std::int64_t AddName(sto_Driver& driver, std::string_view name);
 
   /// The number of an attribute name, 0 when the store has never seen it (no object has such a field).
   [[nodiscard]] std::int64_t FindName(sto_Driver& driver, std::string_view name);
+
+  /// A name of the dictionary; empty for a number that it does not have.
+  [[nodiscard]] std::string_view NameOf(std::int64_t id) const noexcept;
 
   /// Whether a stored key is certainly that of a field: much cheaper than looking the field's key up. False
   /// also when nothing was read from the store yet.
@@ -94,8 +105,6 @@ class sto_Catalogue {
   /// Notes a name of the dictionary; false when the text or the number is there already, or the text is
   /// empty.
   [[nodiscard]] bool TakeName(std::string_view name, std::int64_t id);
-  /// A name of the dictionary; empty for a number that it does not have.
-  [[nodiscard]] std::string_view NameOf(std::int64_t id) const noexcept;
   [[noreturn]] void RaiseDamaged(std::string const& problem) const;
 
   static std::size_t PlaceOf(sto_Part const& part) noexcept {

@@ -25,9 +25,10 @@ sto_ClassInUse::Attribute const* sto_ClassInUse::Find(cls_FieldHandle const& fie
   return nullptr;
 }
 
-cls_AttributeMetadata const* sto_ClassInUse::Declaration(cls_FieldHandle const& field) const {
-  if (!field.Name().IsEmpty()) return m_Metadata.FindAttribute(field.Name());
-  for (omi_BtreeIterator i(m_Metadata.GetAttributes()); !i.IsDone(); i.Next())
+cls_AttributeMetadata const* sto_FindDeclaration(cls_ClassMetadata const& metadata,
+                                                 cls_FieldHandle const& field) {
+  if (!field.Name().IsEmpty()) return metadata.FindAttribute(field.Name());
+  for (omi_BtreeIterator i(metadata.GetAttributes()); !i.IsDone(); i.Next())
     if (i.Value().m_FieldId == field.FieldId()) return &i.Value();
   return nullptr;
 }

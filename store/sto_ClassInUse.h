@@ -20,15 +20,16 @@ class sto_ClassInUse {
     cls_AttributeMetadata const* m_Declared;
   };
 
-  explicit sto_ClassInUse(cls_ClassMetadata const& metadata) : m_Metadata(metadata) {}
+  /// `declaringBase`: see DeclaringBase.
+  sto_ClassInUse(cls_ClassMetadata const& metadata, cls_ClassMetadata const* declaringBase)
+      : m_Metadata(metadata), m_DeclaringBase(declaringBase) {}
 
   [[nodiscard]] cls_ClassMetadata const& Metadata() const noexcept { return m_Metadata; }
+  /// The nearest class above that declares an attribute, null when none does.
+  [[nodiscard]] cls_ClassMetadata const* DeclaringBase() const noexcept { return m_DeclaringBase; }
 
   /// The attribute of a handle, when it has been written before; null otherwise.
   [[nodiscard]] Attribute const* Find(cls_FieldHandle const& field) noexcept;
-
-  /// The declaration of a handle's attribute: by name, or by number for a handle without name. Null for none.
-  [[nodiscard]] cls_AttributeMetadata const* Declaration(cls_FieldHandle const& field) const;
 
   /// Notes an attribute that is written for the first time. The result stays until Reset.
   Attribute const& Add(cls_FieldHandle const& field, sto_FieldKey const& key,
@@ -42,9 +43,14 @@ class sto_ClassInUse {
 
  private:
   cls_ClassMetadata const& m_Metadata;
+  cls_ClassMetadata const* m_DeclaringBase;
   std::vector<std::unique_ptr<Attribute>> m_Attributes; // in the order in which they were written first
   std::size_t m_Next = 0; // the one that follows the attribute that was looked for last
 };
+
+/// The declaration of a handle's attribute: by name, or by number for a handle without name. Null for none.
+[[nodiscard]] cls_AttributeMetadata const* sto_FindDeclaration(cls_ClassMetadata const& metadata,
+                                                               cls_FieldHandle const& field);
 
 /// Whether a value that is stored under `tag` may stand in an attribute of a declared type. Types that this
 /// library does not know are the host's, and take anything.

@@ -94,6 +94,12 @@ std::vector<int> sto_Classes::Versions(unsigned int classId) const {
   return versions;
 }
 
+cls_ClassMetadata const* sto_Classes::DeclaringBase(cls_ClassMetadata const& metadata) const {
+  cls_ClassMetadata const* above = Newest(metadata.BaseClassId());
+  while (above != nullptr && above->GetAttributes().Count() == 0) above = Newest(above->BaseClassId());
+  return above;
+}
+
 bool sto_Classes::DerivesFrom(unsigned int derived, unsigned int base) const {
   if (derived == base) return true;
   KnownBase& known = m_KnownBases[(derived * 7 + base) % KnownCount];

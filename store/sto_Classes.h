@@ -27,6 +27,14 @@ class sto_Classes {
   /// The registered versions of a class, ascending.
   [[nodiscard]] std::vector<int> Versions(unsigned int classId) const;
 
+  /// Whether a class is declared by the program, and not one of the library's.
+  [[nodiscard]] bool IsOfProgram(unsigned int classId) const {
+    return !m_Library.ClassIsPresent(classId) && m_Program.ClassIsPresent(classId);
+  }
+
+  /// The nearest class above that declares an attribute, null when none does.
+  [[nodiscard]] cls_ClassMetadata const* DeclaringBase(cls_ClassMetadata const& metadata) const;
+
   /// Whether a class is another, or derives from it. The way may lead from the program's classes to the
   /// library's.
   [[nodiscard]] bool DerivesFrom(unsigned int derived, unsigned int base) const;

@@ -223,6 +223,7 @@ TEST_F(StoreCollector, WhatABasePartHoldsStays) {
       cls_WriteVisitor const middle(visitor, Middle::TypeId());
       if (!middle.StartWrite(Middle::TypeId(), m_MiddleUid)) return;
       m_Node.DBWrite(cls_WriteVisitor(middle, Field("m_Node"), nullptr, &m_Node));
+      Bottom::DBWrite(cls_WriteVisitor(middle, Bottom::TypeId()));
     }
     Node m_Node{9};
   };

@@ -4,6 +4,7 @@
 
 #include "errors/nex_AssertException.h"
 #include "errors/nex_BadCastException.h"
+#include "errors/nex_ClassMetadata.h"
 #include "errors/nex_ExitException.h"
 #include "errors/nex_InvalidObjException.h"
 #include "errors/nex_OutOfMemoryException.h"
@@ -102,10 +103,26 @@ TEST_F(StoreExceptions, ExceptionOfTheStoreComesBack) {
   EXPECT_EQ(loaded->AsString().View(), "wait");
 }
 
-/// An exception's object without any field.
+/// An exception's object without any field, but with all its parts.
 template <class T> struct Bare {
   static constexpr unsigned int TypeId() noexcept { return T::TypeId(); }
-  void DBWrite(cls_WriteVisitor const& visitor) const { visitor.StartWrite(TypeId(), m_Uid); }
+  Bare() {
+    for (cls_MetadataRegistrar::InitFn const declare : nex_ClassMetadata::InOrder()) declare(m_Library);
+    m_Library.CreateClassMD("sto_Exception"_cow, sto_Exception::TypeId(), 1, nullptr,
+                            nex_Exception::TypeId());
+  }
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    visitor.StartWrite(TypeId(), m_Uid);
+    WriteBase(visitor, TypeId());
+  }
+  void WriteBase(cls_WriteVisitor const& visitor, unsigned int classId) const {
+    unsigned int const base = m_Library.ConstGet(classId).BaseClassId();
+    if (base == cls_ClassMetadata::RootClassId) return;
+    cls_WriteVisitor const part(visitor, base);
+    part.StartWrite(base, cls_Uid());
+    WriteBase(part, base);
+  }
+  cls_ClassRegistrar m_Library;
   cls_Uid m_Uid;
 };
 

@@ -28,7 +28,7 @@ class StoreHostile : public StoreTest {
     m_File = std::make_unique<SqlFile>(Path());
     m_File->Run("INSERT INTO root VALUES('root', 1); UPDATE meta SET value = 100;"
                 "INSERT INTO class VALUES(2293761, 800, 'cls_InternalList', 1),"
-                "(7340033, 1, 'Scripted', 7340035), (7340034, 1, 'Node', 1)");
+                "(7340033, 1, 'Scripted', 1), (7340034, 1, 'Node', 1)");
   }
   void PutRecord(unsigned int classId, sto_Bytes const& record) {
     m_File->Run("REPLACE INTO object VALUES(1, " + std::to_string(classId) + ", ?)", record);

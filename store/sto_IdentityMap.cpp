@@ -20,16 +20,10 @@ void sto_IdentityMap::Tie::operator delete(Tie* tie, std::destroying_delete_t) n
   if (page.m_Used == 0) map.DropPage(page);
 }
 
-bool sto_IdentityMap::Tie::NoteWritten(std::int64_t saveNumber) noexcept {
+sto_Visit& sto_IdentityMap::Tie::Visit() const {
   Page& page = InPage();
-  if (page.m_Save != saveNumber) {
-    page.m_Save = saveNumber;
-    page.m_Written = 0;
-  }
-  unsigned int const bit = 1U << Place();
-  bool const wasWritten = (page.m_Written & bit) != 0;
-  page.m_Written |= bit;
-  return wasWritten;
+  if (page.m_Visits == nullptr) page.m_Map.m_Visits.Take(page.m_Visits);
+  return page.m_Visits->m_Visits[Place()];
 }
 
 sto_IdentityMap::~sto_IdentityMap() {
@@ -58,6 +52,7 @@ void sto_IdentityMap::DropPage(Page& page) noexcept {
   Segment& segment = found->second;
   segment.m_Pages[static_cast<std::size_t>(number % PagesInSegment)] = nullptr;
   if (m_Latest == &page) m_Latest = nullptr;
+  sto_Visits::Leave(page.m_Visits);
   m_Memory.GiveBack(&page);
   if (--segment.m_Count == 0) m_Segments.erase(found);
 }
@@ -78,7 +73,8 @@ sto_IdentityMap::Tie& sto_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) 
   auto const place = static_cast<std::size_t>(id - page.m_FirstId);
   Tie* const tie = new (page.m_Ties + place * sizeof(Tie)) Tie(uid.Entry());
   page.m_Used |= 1U << place;
-  page.m_Written &= ~(1U << place);
+  page.m_Roots &= ~(1U << place);
+  if (page.m_Visits != nullptr) page.m_Visits->m_Visits[place] = {};
   ++m_Count;
   return *tie; // owned by the identity's ring
 }
@@ -87,6 +83,12 @@ cls_UidCatalogEntry* sto_IdentityMap::EntryOf(std::int64_t id) noexcept {
   Page* const page = PageWith(id);
   auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
   return page != nullptr && page->Has(place) ? page->At(place)->m_Entry : nullptr;
+}
+
+void sto_IdentityMap::NoteRoot(std::int64_t id) noexcept {
+  Page* const page = PageWith(id);
+  auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
+  if (page != nullptr && page->Has(place)) page->m_Roots |= 1U << place;
 }
 
 cls_Uid sto_IdentityMap::IdentityOf(std::int64_t id) {

@@ -9,6 +9,7 @@
 
 #include "persist/cls_Uid.h"
 #include "store/sto_PagePool.h"
+#include "store/sto_Visits.h"
 
 class sto_Session;
 
@@ -41,8 +42,12 @@ class sto_IdentityMap {
     [[nodiscard]] std::int64_t Id() const noexcept;
     [[nodiscard]] sto_IdentityMap const& Map() const noexcept;
 
-    /// Notes that a save writes the object; whether it has done so before.
-    bool NoteWritten(std::int64_t saveNumber) noexcept;
+    /// How the saves of the transaction have reached the object. Valid until ForgetVisits, while the tie
+    /// lives. Throws std::bad_alloc.
+    [[nodiscard]] sto_Visit& Visit() const;
+
+    /// Whether the object is known to have been saved or loaded as a root.
+    [[nodiscard]] bool IsRoot() const noexcept { return (InPage().m_Roots >> Place() & 1) != 0; }
 
    private:
     friend class sto_IdentityMap;
@@ -71,6 +76,12 @@ class sto_IdentityMap {
   /// Ties an identity that has no tie yet to an id that has none.
   Tie& Add(cls_Uid const& uid, std::int64_t id);
 
+  /// Notes that an object is a root; nothing when no identity is tied to its id.
+  void NoteRoot(std::int64_t id) noexcept;
+
+  /// The transaction is over: what its saves have reached does not matter any more.
+  void ForgetVisits() noexcept { m_Visits.Reset(); }
+
   /// The identity of an id: the live one that is tied to it, otherwise a fresh one that is tied now.
   [[nodiscard]] cls_Uid IdentityOf(std::int64_t id);
 
@@ -80,7 +91,7 @@ class sto_IdentityMap {
   [[nodiscard]] std::size_t Count() const noexcept { return m_Count; }
 
  private:
-  static constexpr std::int64_t IdsInPage = 31;
+  static constexpr std::int64_t IdsInPage = sto_Visits::IdsInBlock;
   static constexpr std::int64_t PagesInSegment = 128;
   static constexpr std::size_t PageBytes = 1024;
 
@@ -93,9 +104,9 @@ class sto_IdentityMap {
 
     sto_IdentityMap& m_Map;
     std::int64_t m_FirstId;
-    std::int64_t m_Save = 0;    // the number of the save that m_Written is of
-    unsigned int m_Used = 0;    // one bit for each place that has a tie
-    unsigned int m_Written = 0; // one bit for each place whose object that save has written
+    sto_Visits::Block* m_Visits = nullptr; // null until a save of the transaction reaches one of the ids
+    unsigned int m_Used = 0;               // one bit for each place that has a tie
+    unsigned int m_Roots = 0;              // one bit for each place whose object was a root
     alignas(Tie) unsigned char m_Ties[IdsInPage * sizeof(Tie)];
   };
 
@@ -118,6 +129,7 @@ class sto_IdentityMap {
   static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
 
   sto_Session* m_Session;
+  sto_Visits m_Visits;
   sto_PagePool<PageBytes> m_Memory;
   std::unordered_map<std::int64_t, Segment> m_Segments; // its elements stay where they are
   Page* m_Latest = nullptr;                             // the page that was looked at last

@@ -133,10 +133,10 @@ class IdentityModel {
       if (Below(40) == 0) DropFrom(Below(3) == 0 ? 0 : draw(m_Random));
       break;
     case 11:
-      ++m_Save;
+      if (++m_Save % 3 == 0) EndTransaction();
       break;
     default:
-      for (int i = 0; i < 4 && !m_Live.empty(); ++i) NoteWritten(Any());
+      for (int i = 0; i < 4 && !m_Live.empty(); ++i) NoteVisit(Any());
     }
     EXPECT_EQ(m_Map.Count(), m_Live.size());
   }
@@ -154,7 +154,7 @@ class IdentityModel {
  private:
   struct Live {
     cls_Uid m_Uid;
-    std::int64_t m_Written = 0; // the number of the latest save that wrote it
+    std::int64_t m_Visited = 0; // the number of the save of the transaction that reached it last
   };
   using Lives = std::map<std::int64_t, Live>;
 
@@ -191,11 +191,15 @@ class IdentityModel {
     for (auto live = m_Live.lower_bound(firstId); live != m_Live.end(); live = m_Live.erase(live))
       if (Below(2) == 0) m_Untied.push_back(live->second.m_Uid);
   }
-  void NoteWritten(Lives::iterator live) {
+  void NoteVisit(Lives::iterator live) {
     sto_IdentityMap::Tie* const tie = m_Map.Find(live->second.m_Uid);
     ASSERT_NE(tie, nullptr);
-    EXPECT_EQ(tie->NoteWritten(m_Save), live->second.m_Written == m_Save) << live->first;
-    live->second.m_Written = m_Save;
+    EXPECT_EQ(tie->Visit().m_Save, live->second.m_Visited) << live->first;
+    tie->Visit().m_Save = live->second.m_Visited = m_Save;
+  }
+  void EndTransaction() {
+    m_Map.ForgetVisits();
+    for (auto& [id, live] : m_Live) live.m_Visited = 0;
   }
 
   std::mt19937_64 m_Random;
@@ -236,30 +240,60 @@ TEST(StoreIdentityMap, SparseIdsAreTheModels) {
   }
 }
 
-TEST(StoreIdentityMap, TieThatIsAddedAnewWasNotWritten) {
+TEST(StoreIdentityMap, TieThatIsAddedAnewWasNotVisited) {
   sto_IdentityMap map;
   cls_Uid const neighbour;
-  map.Add(neighbour, 1); // keeps the page
-  EXPECT_FALSE(map.Find(neighbour)->NoteWritten(5));
+  map.Add(neighbour, 1).Visit().m_Save = 5; // keeps the page
   {
     cls_Uid const uid;
-    EXPECT_FALSE(map.Add(uid, 2).NoteWritten(5));
-    EXPECT_TRUE(map.Find(uid)->NoteWritten(5));
+    map.Add(uid, 2).Visit().m_Save = 5;
+    EXPECT_EQ(map.Find(uid)->Visit().m_Save, 5);
   }
   cls_Uid const next;
-  EXPECT_FALSE(map.Add(next, 2).NoteWritten(5));
-  EXPECT_TRUE(map.Find(neighbour)->NoteWritten(5));
-  EXPECT_FALSE(map.Find(neighbour)->NoteWritten(6));
-  EXPECT_FALSE(map.Find(next)->NoteWritten(6));
+  EXPECT_EQ(map.Add(next, 2).Visit().m_Save, 0);
+  EXPECT_EQ(map.Find(neighbour)->Visit().m_Save, 5);
 }
 
-TEST(StoreIdentityMap, PageThatIsUsedAgainForgetsWhatWasWritten) {
+TEST(StoreIdentityMap, PageThatIsUsedAgainForgetsItsVisits) {
   sto_IdentityMap map;
   for (std::int64_t id = 0; id < 31 * 200; id += 31) { // all in one page of the pool, which goes each time
     cls_Uid const uid;
-    EXPECT_FALSE(map.Add(uid, id).NoteWritten(1)) << id;
+    sto_Visit& visit = map.Add(uid, id).Visit();
+    EXPECT_EQ(visit.m_Save, 0) << id;
+    visit.m_Save = 1;
   }
   EXPECT_EQ(map.Count(), 0U);
+}
+
+TEST(StoreIdentityMap, EndOfTheTransactionForgetsTheVisits) {
+  sto_IdentityMap map;
+  std::vector<cls_Uid> const uids(200);
+  std::int64_t id = 1;
+  for (cls_Uid const& uid : uids) map.Add(uid, id += 10).Visit() = {&uid, 7, 3, true};
+  map.ForgetVisits();
+  for (cls_Uid const& uid : uids) {
+    sto_Visit const& visit = map.Find(uid)->Visit();
+    EXPECT_EQ(visit.m_Address, nullptr);
+    EXPECT_EQ(visit.m_Holder, 0);
+    EXPECT_EQ(visit.m_Save, 0);
+    EXPECT_FALSE(visit.m_IsWritten);
+  }
+}
+
+TEST(StoreIdentityMap, RootIsKnownUntilItsTieGoes) {
+  sto_IdentityMap map;
+  map.NoteRoot(2); // of no identity
+  cls_Uid const neighbour;
+  EXPECT_FALSE(map.Add(neighbour, 1).IsRoot());
+  {
+    cls_Uid const uid;
+    EXPECT_FALSE(map.Add(uid, 2).IsRoot());
+    map.NoteRoot(2);
+    EXPECT_TRUE(map.Find(uid)->IsRoot());
+    EXPECT_FALSE(map.Find(neighbour)->IsRoot());
+  }
+  cls_Uid const next;
+  EXPECT_FALSE(map.Add(next, 2).IsRoot());
 }
 
 TEST(StoreIdentityMap, FailedAllocationLeavesTheTiesWhole) {

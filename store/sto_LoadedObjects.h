@@ -7,9 +7,9 @@
 
 #include "store/sto_Shared.h"
 
-/// The shared objects of one load: each stored object becomes one object in memory, however many fields hold
-/// it. Entries exist from before the object's construction on, so that a cycle finds the object it leads back
-/// to. Thread rule: the thread of the session.
+/// The shared objects of one load, or of all loads in a load scope: each stored object becomes one object in
+/// memory, however many fields hold it. Entries exist from before the object's construction on, so that a
+/// cycle finds the object it leads back to. Thread rule: the thread of the session.
 class sto_LoadedObjects {
  public:
   struct Entry {
@@ -18,11 +18,12 @@ class sto_LoadedObjects {
     char const* m_WhyNot;
     std::int64_t m_Number; // in the order of adding
     sto_BuiltAs m_BuiltAs;
+    bool m_IsUndone = false; // its id was given out in work that was undone, and may be another object's
   };
 
   [[nodiscard]] Entry const* Find(std::int64_t id) const noexcept {
     auto const found = m_Entries.find(id);
-    return found == m_Entries.end() ? nullptr : &found->second;
+    return found == m_Entries.end() || found->second.m_IsUndone ? nullptr : &found->second;
   }
   void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object, sto_BuiltAs builtAs) {
     m_Entries.insert_or_assign(id, Entry{type, std::move(object), nullptr, ++m_LastNumber, builtAs});
@@ -33,21 +34,51 @@ class sto_LoadedObjects {
   /// Forgets an object whose construction failed, and those that were begun after it: they may lead back to
   /// it.
   void RemoveFrom(std::int64_t id) noexcept {
-    if (Entry const* const failed = Find(id))
-      std::erase_if(m_Entries,
-                    [first = failed->m_Number](auto const& entry) { return entry.second.m_Number >= first; });
+    if (Entry const* const failed = Find(id)) RemoveNumbersFrom(failed->m_Number);
+  }
+  /// Whether an object was loaded before the load that is going on, in its scope.
+  [[nodiscard]] bool IsOfEarlierLoad(Entry const& entry) const noexcept {
+    return entry.m_Number < m_FirstOfLoad;
   }
 
-  [[nodiscard]] bool InLoad() const noexcept { return m_Depth > 0; }
+  [[nodiscard]] bool InLoad() const noexcept { return m_Loads > 0; }
   /// A load begins; one inside another is part of it.
-  void Enter() noexcept { ++m_Depth; }
-  /// A load ends; the outermost one forgets the objects.
+  void Enter() noexcept {
+    if (m_Loads++ == 0) m_FirstOfLoad = m_LastNumber + 1;
+  }
+  /// A load ends; the outermost one forgets the objects, unless a scope keeps them.
   void Leave() noexcept {
-    if (--m_Depth == 0) m_Entries.clear();
+    --m_Loads;
+    ForgetUnlessKept();
+  }
+  /// The outermost load failed: what it has begun is forgotten also in a scope.
+  void Abandon() noexcept {
+    if (m_Loads == 1) RemoveNumbersFrom(m_FirstOfLoad);
+  }
+
+  /// A load scope begins; one inside another is part of it.
+  void EnterScope() noexcept { ++m_Scopes; }
+  void LeaveScope() noexcept {
+    --m_Scopes;
+    ForgetUnlessKept();
+  }
+  /// The ids from `firstId` on were given out in work that is undone. Their objects live on in the scope.
+  void Undo(std::int64_t firstId) noexcept {
+    for (auto& [id, entry] : m_Entries)
+      if (id >= firstId) entry.m_IsUndone = true;
   }
 
  private:
-  int m_Depth = 0;
+  void RemoveNumbersFrom(std::int64_t first) noexcept {
+    std::erase_if(m_Entries, [first](auto const& entry) { return entry.second.m_Number >= first; });
+  }
+  void ForgetUnlessKept() noexcept {
+    if (m_Loads == 0 && m_Scopes == 0) m_Entries.clear();
+  }
+
+  int m_Loads = 0;
+  int m_Scopes = 0;
   std::int64_t m_LastNumber = 0;
+  std::int64_t m_FirstOfLoad = 1; // the number of the first object of the outermost load
   std::unordered_map<std::int64_t, Entry> m_Entries;
 };

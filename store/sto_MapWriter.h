@@ -95,9 +95,13 @@ class sto_ObjectMapWriter final
       : m_Entries(std::move(object), sto_MapShape<K, sto_ObjectId>()) {}
 
   cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override {
+    return MakeWriteObjWithPtr(key, classId, uid, nullptr);
+  }
+  cls_MementoWrite* MakeWriteObjWithPtr(K const& key, unsigned int classId, cls_Uid const& uid,
+                                        void const* object) override {
     std::int64_t id = 0;
     std::unique_ptr<sto_MementoWrite> element =
-        sto_MementoWrite::ForElement(m_Entries.Object(), classId, uid, id);
+        sto_MementoWrite::ForElement(m_Entries.Object(), classId, uid, object, id);
     m_Entries.Add(key, [&](sto_ByteWriter& writer) { writer.Varint(static_cast<std::uint64_t>(id)); });
     return element.release();
   }

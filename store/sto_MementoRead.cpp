@@ -6,6 +6,7 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "store/sto_BlobAgent.h"
+#include "store/sto_CollectionFields.h"
 #include "store/sto_ListAgent.h"
 #include "store/sto_ListReader.h"
 #include "store/sto_MapReader.h"
@@ -96,6 +97,7 @@ template <class Use> bool WithInteger(sto_Field const& field, Use use) {
 
 sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
   if (m_Part == nullptr) return nullptr;
+  CheckBases();
   std::span<sto_Field const> const fields = m_Part->m_Fields;
   // Most objects read what they wrote, in the same order; some ask twice for one attribute.
   for (std::size_t const likely : {m_NextField, m_NextField - 1})
@@ -122,6 +124,30 @@ std::string sto_MementoRead::Describe() const {
   return text;
 }
 
+void sto_MementoRead::CheckName(cls_FieldHandle const& field) const {
+  unsigned int const classId = m_Part->m_ClassId;
+  if (sto_IsCollectionClass(classId) || m_Session.Catalogue().IsDeclared(classId, field)) return;
+  m_Session.Raise(sto_ErrorKind::Misuse, "Attribute " + NameOf(field) + " is read of " + Describe() +
+                                             ", and no version of class " +
+                                             m_Session.Catalogue().ClassName(classId) +
+                                             " declares it, neither in the store nor in the program.");
+}
+
+void sto_MementoRead::CheckIdentity() const noexcept {
+  bool const isObject = m_Record != nullptr && m_Part == m_Record->Parts().data();
+  if (!isObject || m_Record->IsIdentityTaken() || std::uncaught_exceptions() > 0 ||
+      !m_Session.Catalogue().Classes().IsOfProgram(m_Part->m_ClassId))
+    return;
+  try {
+    m_Session.Raise(sto_ErrorKind::Misuse,
+                    "A reading constructor of class " + m_Session.Catalogue().ClassName(m_Part->m_ClassId) +
+                        " has read " + Describe() +
+                        " and has not taken its identity (GetUid): saved again, it would be a new object.");
+  } catch (...) {
+    m_Session.Keep(std::current_exception());
+  }
+}
+
 void sto_MementoRead::RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const {
   m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + NameOf(field) + " of " + Describe() +
                                                  " is stored as " + TagName(tag) + " and cannot be read as " +
@@ -132,7 +158,13 @@ cow_String sto_MementoRead::DbId() {
   return cow_String(m_Session.Location());
 }
 
+void sto_MementoRead::NoteBuiltByMetadata() {
+  if (m_IsRefused && sto_KnowsOldBases(m_Session.Catalogue().Classes(), *m_Part)) m_IsRefused = false;
+}
+
 cls_Uid const& sto_MementoRead::GetUid() {
+  CheckBases();
+  if (m_Part != nullptr && m_Part->m_Id == Id()) m_Record.Fill().NoteIdentityTaken();
   if (!m_Uid)
     m_Uid.emplace(m_Part == nullptr ? cls_Uid::AllocateUid()
                                     : m_Session.Identities().IdentityOf(m_Part->m_Id));
@@ -144,7 +176,7 @@ int sto_MementoRead::FieldIsPresent(cls_FieldHandle const& field) const {
 }
 
 int sto_MementoRead::DataIsPresent(cls_FieldHandle const& field) const {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return 0;
   if (found->m_Tag != sto_Format::Reference) return 1;
   return m_Session.Driver().HasObject(sto_ByteReader(found->m_Payload).Number<std::int64_t>()) ? 1 : 0;
@@ -157,7 +189,7 @@ void sto_MementoRead::RaiseNesting(sto_Session const& session, std::string const
 }
 
 cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field) {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return new sto_MementoRead(m_Session, nullptr, m_Depth + 1);
   if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
     RaiseType(field, found->m_Tag, "object");
@@ -182,22 +214,23 @@ sto_RecordRef sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id
 }
 
 cls_MementoRead* sto_MementoRead::Clone() {
+  CheckBases();
   // A part that was not written is an object that is not there: the collections are not its either.
   sto_Part const* const base = m_Part == nullptr ? nullptr : m_Part + 1;
   if (base == nullptr || base == m_Record->Parts().data() + m_Record->Parts().size())
     return new sto_MementoRead(m_Session, nullptr, m_Depth);
-  return new sto_MementoRead(m_Session, m_Record, base, m_Depth);
+  return new sto_MementoRead(*this, base);
 }
 
 bool sto_MementoRead::Read(cls_FieldHandle const& field, bool const& defaultValue) {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return defaultValue;
   if (found->m_Tag != sto_Format::Bool) RaiseType(field, found->m_Tag, "bool");
   return sto_ByteReader(found->m_Payload).U8() != 0;
 }
 
 cow_String sto_MementoRead::Read(cls_FieldHandle const& field, cow_String const& defaultValue) {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return defaultValue;
   if (found->m_Tag == sto_Format::NoText) return cow_String();
   if (found->m_Tag != sto_Format::Text) RaiseType(field, found->m_Tag, "string");
@@ -205,14 +238,14 @@ cow_String sto_MementoRead::Read(cls_FieldHandle const& field, cow_String const&
 }
 
 float sto_MementoRead::Read(cls_FieldHandle const& field, float const& defaultValue) {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return defaultValue;
   if (found->m_Tag != sto_Format::Float) RaiseType(field, found->m_Tag, "float");
   return sto_ByteReader(found->m_Payload).Number<float>();
 }
 
 double sto_MementoRead::Read(cls_FieldHandle const& field, double const& defaultValue) {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return defaultValue;
   sto_ByteReader reader(found->m_Payload);
   if (found->m_Tag == sto_Format::Float) return static_cast<double>(reader.Number<float>());
@@ -222,7 +255,7 @@ double sto_MementoRead::Read(cls_FieldHandle const& field, double const& default
 
 template <class T>
 T sto_MementoRead::ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return defaultValue;
   T value{};
   bool fits = false;
@@ -261,7 +294,7 @@ int sto_MementoRead::ReadEnum(cls_FieldHandle const& field) {
 }
 
 cls_Uid sto_MementoRead::ReadReference(cls_FieldHandle const& field) {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return cls_Uid::AllocateUid();
   if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
     RaiseType(field, found->m_Tag, "reference");
@@ -269,7 +302,7 @@ cls_Uid sto_MementoRead::ReadReference(cls_FieldHandle const& field) {
 }
 
 int sto_MementoRead::ReadBytes(cls_FieldHandle const& field, void* bytes, int capacityBytes) {
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return -1;
   if (found->m_Tag != sto_Format::Bytes) RaiseType(field, found->m_Tag, "byte string");
   std::size_t const size =
@@ -438,7 +471,7 @@ cls_ReadListPrim<int>* sto_MementoRead::MakeReadListPrim(int*) {
 
 void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String const& name) {
   cls_FieldHandle const field(name);
-  sto_Field const* const found = Find(field);
+  sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return;
   if (found->m_Tag != sto_Format::Object) RaiseType(field, found->m_Tag, "collection");
   auto const stored = static_cast<cls_CollectionType>(std::to_integer<int>(found->m_Payload.back()));

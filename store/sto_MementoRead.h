@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "persist/cls_MementoRead.h"
+#include "store/sto_ChangedBase.h"
 #include "store/sto_CollectionShape.h"
 #include "store/sto_Session.h"
 
@@ -17,7 +18,12 @@ class sto_MementoRead : public cls_MementoRead {
   /// The first part of a record (null for none) that `depth` objects hold.
   sto_MementoRead(sto_Session& session, sto_RecordRef record, int depth)
       : m_Session(session), m_Record(std::move(record)),
-        m_Part(m_Record == nullptr ? nullptr : m_Record->Parts().data()), m_Depth(depth) {}
+        m_Part(m_Record == nullptr ? nullptr : m_Record->Parts().data()), m_Depth(depth),
+        m_IsRefused(m_Record != nullptr && m_Record->HasChangedBase()) {}
+
+  ~sto_MementoRead() override {
+    if (m_WasRead && m_Session.IsStrict()) CheckIdentity();
+  }
 
   /// A collection, as messages name it.
   struct Collection {
@@ -43,6 +49,10 @@ class sto_MementoRead : public cls_MementoRead {
   [[nodiscard]] std::int64_t Id() const noexcept {
     return m_Record == nullptr ? 0 : m_Record->Parts()[0].m_Id;
   }
+
+  /// The object is built by metadata that was made for its stored version. Whether that knows which base
+  /// classes the version had decides if an object whose base classes have changed can be read.
+  void NoteBuiltByMetadata();
 
   cow_String DbId() override;
   cls_Uid const& GetUid() override;
@@ -114,10 +124,26 @@ class sto_MementoRead : public cls_MementoRead {
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
 
  private:
-  sto_MementoRead(sto_Session& session, sto_RecordRef record, sto_Part const* part, int depth)
-      : m_Session(session), m_Record(std::move(record)), m_Part(part), m_Depth(depth) {}
+  /// The base-class part after that of `derived`.
+  sto_MementoRead(sto_MementoRead const& derived, sto_Part const* part)
+      : m_Session(derived.m_Session), m_Record(derived.m_Record), m_Part(part), m_Depth(derived.m_Depth) {}
+
+  /// Misuse for an object whose base classes have changed since it was written, unless its metadata knows.
+  void CheckBases() const {
+    if (m_IsRefused) sto_RaiseChangedBase(m_Session, *m_Record);
+  }
 
   [[nodiscard]] sto_Field const* Find(cls_FieldHandle const& field) const;
+  /// The same for a value that is asked for: Misuse in a strict store when nobody declares the attribute.
+  [[nodiscard]] sto_Field const* FindToRead(cls_FieldHandle const& field) const {
+    m_WasRead = true;
+    sto_Field const* const found = Find(field);
+    if (found == nullptr && m_Part != nullptr && m_Session.IsStrict()) CheckName(field);
+    return found;
+  }
+  void CheckName(cls_FieldHandle const& field) const;
+  /// Keeps Misuse when an object of a class of the program's was read, and its identity was not.
+  void CheckIdentity() const noexcept;
   [[nodiscard]] std::string Describe() const;
   [[noreturn]] void RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const;
 
@@ -137,6 +163,8 @@ class sto_MementoRead : public cls_MementoRead {
   sto_RecordRef m_Record;
   sto_Part const* m_Part; // that this memento stands on, null for none
   int m_Depth;
+  mutable bool m_WasRead = false;
+  bool m_IsRefused = false;            // its base classes have changed, and nobody who knows builds it
   mutable std::size_t m_NextField = 0; // fields are mostly read in the order in which they were written
   std::optional<cls_Uid> m_Uid;
 };

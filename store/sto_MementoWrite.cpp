@@ -5,6 +5,7 @@
 #include "metadata/cls_CollectionType.h"
 #include "persist/cls_AgentProxy.h"
 #include "store/sto_BlobAgent.h"
+#include "store/sto_CollectionFields.h"
 #include "store/sto_ListAgent.h"
 #include "store/sto_ListWriter.h"
 #include "store/sto_MapWriter.h"
@@ -12,26 +13,25 @@
 #include "store/sto_ObjectListWriter.h"
 #include "store/sto_Proxy.h"
 
-namespace {
-
-bool IsCollection(unsigned int classId) {
-  return classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId;
-}
-
-} // namespace
-
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
                                                               cls_Uid const& uid, int depth,
+                                                              sto_Reach::Place const& place,
                                                               std::int64_t& id) {
   session.RaiseKept();
   session.CheckSave();
   try {
-    sto_IdentityMap::Tie& tie = session.TieOf(uid);
+    sto_IdentityMap::Tie const& tie = session.TieOf(uid);
     id = tie.Id();
-    if (session.WasReached(tie) && !IsCollection(classId)) return nullptr;
+    bool const isNew = session.IsNewInSave(id);
+    sto_Reach::Meeting meeting;
+    if (!sto_IsCollectionClass(classId))
+      meeting = session.Reach().Meet(tie, place, isNew);
+    else if (session.Reach().ComparesAll() && !isNew)
+      meeting.m_Comparing = sto_Comparing::SecondName;
+    if (!meeting.m_IsWritten) return nullptr;
     sto_ClassInUse& inUse = session.ClassToWrite(classId);
-    return std::make_unique<sto_MementoWrite>(std::make_shared<sto_ObjectWriter>(session, id, inUse, depth),
-                                              0, inUse);
+    return std::make_unique<sto_MementoWrite>(
+        std::make_shared<sto_ObjectWriter>(session, id, inUse, depth, place, meeting), 0, inUse);
   } catch (...) {
     session.MarkIncomplete();
     throw;
@@ -40,13 +40,13 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
 
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForElement(sto_ObjectWriter& collection,
                                                                unsigned int classId, cls_Uid const& uid,
-                                                               std::int64_t& id) {
-  return ForObject(collection.Session(), classId, uid, collection.Depth() + 1, id);
+                                                               void const* object, std::int64_t& id) {
+  return ForObject(collection.Session(), classId, uid, collection.Depth() + 1, {object, collection.Id()}, id);
 }
 
 sto_ClassInUse::Attribute const& sto_MementoWrite::Attribute(cls_FieldHandle const& field) {
   if (sto_ClassInUse::Attribute const* const known = m_Class.Find(field)) return *known;
-  cls_AttributeMetadata const* const declared = m_Class.Declaration(field);
+  cls_AttributeMetadata const* const declared = sto_FindDeclaration(m_Class.Metadata(), field);
   if (declared == nullptr) RaiseAttribute(field, "is not declared in the class's metadata");
   Session().CheckSave();
   sto_ClassInUse::Attribute const* added = nullptr;
@@ -94,11 +94,9 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
   sto_ClassInUse::Attribute const& attribute = Attribute(field);
   CheckHeldClass(attribute, classId);
   std::int64_t id = 0;
-  std::unique_ptr<sto_MementoWrite> child = ForObject(Session(), classId, uid, m_Object->Depth() + 1, id);
-  if (child != nullptr) {
-    child->m_Object->HeldBy(m_Class.Metadata(), *attribute.m_Declared);
-    child->StandsAt(object);
-  }
+  std::unique_ptr<sto_MementoWrite> child =
+      ForObject(Session(), classId, uid, m_Object->Depth() + 1, {object, m_Object->Id()}, id);
+  if (child != nullptr) child->m_Object->HeldBy(m_Class.Metadata(), *attribute.m_Declared);
   PutObject(field, attribute, id);
   return child.release();
 }
@@ -120,15 +118,16 @@ void sto_MementoWrite::HoldObject(cls_FieldHandle const& field, unsigned int cla
 
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
                                                          cls_Uid const& uid,
-                                                         cow_COW<int, cow_Direct<int>> const*) {
-  return MakeFieldWriteObj(field, classId, uid, nullptr);
+                                                         cow_COW<int, cow_Direct<int>> const* cow) {
+  // Holders of one payload hold one object; a payload that was cloned is another one.
+  return MakeFieldWriteObj(field, classId, uid, cow == nullptr ? nullptr : cow->ConstPtr());
 }
 
 void sto_MementoWrite::CheckHeldClass(sto_ClassInUse::Attribute const& attribute,
                                       unsigned int classId) const {
   if (classId == cls_BlobTypeId) return;
   bool const isDeclaredCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
-  if (isDeclaredCollection == IsCollection(classId)) return;
+  if (isDeclaredCollection == sto_IsCollectionClass(classId)) return;
   RaiseAttribute(cls_FieldHandle(attribute.m_FieldId, attribute.m_Name),
                  "is declared as " + std::string(isDeclaredCollection ? "a collection" : "a single value") +
                      ", but holds an object of class " + Session().Catalogue().ClassName(classId));
@@ -149,7 +148,7 @@ cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_U
   m_Object->PutWhole([&] {
     std::int64_t const id = Session().TieOf(uid).Id();
     sto_ClassInUse& inUse = Session().ClassToWrite(classId);
-    std::size_t const part = m_Object->Record().AddPart(classId, inUse.Metadata().Version(), id);
+    std::size_t const part = m_Object->AddBasePart(inUse, id);
     base = std::make_unique<sto_MementoWrite>(m_Object, part, inUse);
   });
   return base.release();

@@ -19,22 +19,21 @@ class sto_MementoWrite : public cls_MementoWrite {
       : m_Object(std::move(object)), m_Part(part), m_Class(inUse) {}
 
   /// The memento of an object of a save that `depth` objects hold, and its id in `id`; null when the object
-  /// was reached in this save before. The collection classes and blobs always get one: their writers do not
-  /// look.
+  /// is not to be visited here, because it was before. The collection classes and blobs always get one: their
+  /// writers do not look.
   static std::unique_ptr<sto_MementoWrite> ForObject(sto_Session& session, unsigned int classId,
-                                                     cls_Uid const& uid, int depth, std::int64_t& id);
+                                                     cls_Uid const& uid, int depth,
+                                                     sto_Reach::Place const& place, std::int64_t& id);
 
-  /// The same for an element of the collection that `collection` writes.
+  /// The same for an element, at `object`, of the collection that `collection` writes.
   static std::unique_ptr<sto_MementoWrite> ForElement(sto_ObjectWriter& collection, unsigned int classId,
-                                                      cls_Uid const& uid, std::int64_t& id);
+                                                      cls_Uid const& uid, void const* object,
+                                                      std::int64_t& id);
 
   /// Keeps `scope` until the object is written.
   void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept {
     m_Object->KeepUntilWritten(std::move(scope));
   }
-
-  /// The object's address in memory, null when it is not known.
-  void StandsAt(void const* address) noexcept { m_Object->StandsAt(address); }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Object->Session(); }
   /// Writes a field that holds object `id` of class `classId`, which is written by other means.

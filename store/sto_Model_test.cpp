@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <map>
 #include <optional>
@@ -144,23 +145,46 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
     if (!m_Things.empty()) m_Things.erase(m_Things.begin() + Below(static_cast<int>(m_Things.size())));
   }
 
-  /// Takes down in the model what a save of `thing` reaches.
-  void Note(Thing const& thing, std::set<int>& reached) {
+  /// Takes down in a model what a save of `thing` reaches.
+  static void Note(Thing const& thing, std::set<int>& reached, Model& model) {
     if (!reached.insert(thing.m_Label).second) return;
-    m_Model.m_Things[thing.m_Label] = thing.AsPlain();
-    m_Model.m_Lists.insert(thing.m_ListLabel);
+    model.m_Things[thing.m_Label] = thing.AsPlain();
+    model.m_Lists.insert(thing.m_ListLabel);
     for (std::weak_ptr<Thing> const& link : thing.m_Links)
-      if (std::shared_ptr<Thing> const next = link.lock()) Note(*next, reached);
+      if (std::shared_ptr<Thing> const next = link.lock()) Note(*next, reached, model);
   }
 
   void Save() {
     Thing const* const thing = AnyThing();
     if (thing == nullptr) return;
     std::string const root = AnyRootName();
-    m_Store->Save(root, *thing);
+    Model after = m_Model;
     std::set<int> reached;
-    Note(*thing, reached);
+    Note(*thing, reached, after);
+    ++m_SaveCount;
+    try {
+      m_Store->Save(root, *thing);
+    } catch (sto_Exception const& refused) {
+      ASSERT_EQ(refused.Kind(), sto_ErrorKind::Conflict);
+      ASSERT_TRUE(MayConflict(root, thing->m_Label, reached, after));
+      ++m_ConflictCount;
+      return;
+    }
+    m_Model = std::move(after);
     m_Model.m_Roots[root] = thing->m_Label;
+  }
+
+  /// Whether a save may be refused: it would change what another root shows, or what another object in memory
+  /// has saved in the same transaction.
+  [[nodiscard]] bool MayConflict(std::string const& root, int label, std::set<int> const& reached,
+                                 Model const& after) const {
+    bool const changes = std::ranges::any_of(reached, [&](int each) {
+      auto const before = m_Model.m_Things.find(each);
+      return before != m_Model.m_Things.end() && !(before->second == after.m_Things.at(each));
+    });
+    bool const hasOtherName = std::ranges::any_of(
+        m_Model.m_Roots, [&](auto const& other) { return other.second == label && other.first != root; });
+    return changes && (hasOtherName || m_Transaction != nullptr);
   }
 
   void SaveThatFails() {
@@ -273,6 +297,8 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
   Model m_Model;
   Model m_Before; // of the open transaction
   int m_LastLabel = 0;
+  int m_SaveCount = 0;
+  int m_ConflictCount = 0;
 };
 
 TEST_P(StoreModel, StoreIsWhatTheModelSaysAfterEachOfManySteps) {
@@ -285,6 +311,8 @@ TEST_P(StoreModel, StoreIsWhatTheModelSaysAfterEachOfManySteps) {
   VerifyAll();
   Reopen();
   VerifyAll();
+  EXPECT_GT(m_ConflictCount, 0);
+  EXPECT_LT(m_ConflictCount, m_SaveCount / 3);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, StoreModel, testing::Values(1U, 2U, 3U, 20240611U));

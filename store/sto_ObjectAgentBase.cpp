@@ -70,7 +70,7 @@ cls_MementoWrite* sto_ObjectAgentBase::WriteElement(unsigned int classId, cls_Ui
   check();
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> memento =
-      sto_MementoWrite::ForObject(session, classId, uid, m_Depth + 1, id);
+      sto_MementoWrite::ForObject(session, classId, uid, m_Depth + 1, {nullptr, Id()}, id);
   PrepareChange();
   put(id);
   MarkChanged();

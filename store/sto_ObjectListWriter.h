@@ -13,8 +13,13 @@ class sto_ObjectListWriter final : public cls_WriteListObj {
       : m_Object(*object), m_Ids(std::move(object), 1) {}
 
   cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) override {
+    return MakeWriteObjWithPtr(classId, uid, nullptr);
+  }
+  cls_MementoWrite* MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid,
+                                        void const* object) override {
     std::int64_t id = 0;
-    std::unique_ptr<sto_MementoWrite> element = sto_MementoWrite::ForElement(m_Object, classId, uid, id);
+    std::unique_ptr<sto_MementoWrite> element =
+        sto_MementoWrite::ForElement(m_Object, classId, uid, object, id);
     m_Ids.Append({id});
     return element.release();
   }

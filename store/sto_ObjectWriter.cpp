@@ -8,7 +8,9 @@
 #include "store/sto_Checksum.h"
 #include "store/sto_CollectionFields.h"
 #include "store/sto_ElementScope.h"
+#include "store/sto_HolderText.h"
 #include "store/sto_OpenAgent.h"
+#include "store/sto_StrictSave.h"
 
 namespace {
 
@@ -21,8 +23,10 @@ void PutNumber(sto_RecordBuilder& record, sto_FieldKey const& key, sto_Format::V
 
 } // namespace
 
-sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth)
-    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Record(session.TakeBuilder()) {
+sto_ObjectWriter::sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
+                                   sto_Reach::Place const& place, sto_Reach::Meeting const& meeting)
+    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Place(place), m_Meeting(meeting),
+      m_LastClass(&inUse), m_Record(session.TakeBuilder()) {
   if (depth > sto_Format::MaxNesting)
     session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
                                            std::to_string(sto_Format::MaxNesting) + " deep (at " +
@@ -47,6 +51,24 @@ std::string sto_ObjectWriter::Describe() const {
   return "object " + std::to_string(m_Id) + " (" + std::string(m_Class.Metadata().Name().View()) + ")";
 }
 
+std::size_t sto_ObjectWriter::AddBasePart(sto_ClassInUse& inUse, std::int64_t id) {
+  m_LastClass = &inUse;
+  return m_Record->AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
+}
+
+void sto_ObjectWriter::CheckBaseParts() const {
+  cls_ClassMetadata const* const above = m_LastClass->DeclaringBase();
+  if (above == nullptr) return;
+  auto const name = [&](unsigned int classId) { return m_Session.Catalogue().ClassName(classId); };
+  cls_ClassMetadata const& last = m_LastClass->Metadata();
+  std::string const base = name(last.BaseClassId());
+  m_Session.Raise(sto_ErrorKind::Misuse, "The base-class part " + base + " of " + Describe() +
+                                             " was not written, and class " + name(above->ClassId()) +
+                                             " declares attributes that would be lost: DBWrite of class " +
+                                             name(last.ClassId()) + " calls " + base +
+                                             "::DBWrite(cls_WriteVisitor(visitor, " + base + "::TypeId())).");
+}
+
 void sto_ObjectWriter::CheckShape(sto_CollectionShape const& shape) {
   if (m_Attribute == nullptr || sto_ShapeFits(shape, *m_Attribute)) return;
   m_Session.MarkIncomplete();
@@ -64,6 +86,7 @@ void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
   m_Session.CheckSave();
   std::int64_t const key = sto_BlockKey(m_Id, m_BlockCount);
   sto_Seal(static_cast<std::uint64_t>(key), elements);
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing) CompareBlock(key, elements);
   m_Session.Driver().WriteBlock(key, elements);
   ++m_BlockCount;
 }
@@ -82,7 +105,7 @@ std::vector<sto_OpenAgent*> sto_ObjectWriter::ForeignAgents() const {
 
 bool sto_ObjectWriter::LeaveToAgent() {
   sto_OpenAgent* const own = m_Session.FindAgent(m_Id);
-  if (own != nullptr && (m_HadAgent || (m_Address != nullptr && own->IsHeldBy(m_Address)))) {
+  if (own != nullptr && (m_HadAgent || (m_Place.m_Address != nullptr && own->IsHeldBy(m_Place.m_Address)))) {
     own->Synchronise(); // what is saved now must not hold a collection that another session has deleted
     return true;
   }
@@ -90,7 +113,7 @@ bool sto_ObjectWriter::LeaveToAgent() {
   if (own == nullptr && m_HadAgent && m_Session.Driver().HasObject(m_Id)) return true;
   std::vector<sto_OpenAgent*> const foreign = ForeignAgents();
   auto const holder = std::ranges::find_if(foreign, [this](sto_OpenAgent const* agent) {
-    return m_Address != nullptr && agent->IsHeldBy(m_Address);
+    return m_Place.m_Address != nullptr && agent->IsHeldBy(m_Place.m_Address);
   });
   if (holder == foreign.end() && foreign.size() + (own == nullptr ? 0 : 1) > 1)
     m_Session.Raise(sto_ErrorKind::Conflict, "The collection of " + Describe() +
@@ -98,7 +121,7 @@ bool sto_ObjectWriter::LeaveToAgent() {
                                                  foreign.front()->Where() +
                                                  " among them), and which of them is saved cannot be told.");
   if (own != nullptr && holder == foreign.end()) {
-    if (m_Address != nullptr) CheckLost(); // not one of those that hold the list
+    if (m_Place.m_Address != nullptr) CheckLost(); // not one of those that hold the list
     own->Synchronise();
     return true;
   }
@@ -113,7 +136,7 @@ bool sto_ObjectWriter::LeaveToAgent() {
 }
 
 void sto_ObjectWriter::CopyFrom(sto_OpenAgent& foreign) {
-  if (foreign.CopyInto(*this, m_Address)) return;
+  if (foreign.CopyInto(*this, m_Place.m_Address)) return;
   m_Session.Raise(sto_ErrorKind::Misuse, "The " + foreign.What() + " of " + Describe() +
                                              " is open in another store, " + foreign.Where() +
                                              ", and is not copied by saving it here: see sto_Proxy.h.");
@@ -133,25 +156,71 @@ void sto_ObjectWriter::RaiseNothingWritten() const {
           "belonged to another store can be saved while that is open; detach it to make it new.");
 }
 
-void sto_ObjectWriter::CarryChanges() {
-  if (m_Session.IsNewInSave(m_Id)) return;
+sto_Record const* sto_ObjectWriter::ReadStored() {
   unsigned int classId = 0;
   sto_Record& stored = m_Session.Scratch();
   std::string problem;
-  // What is damaged is replaced: it has no number that anybody could have seen.
   bool const isThere =
       m_Session.Driver().ReadObject(m_Id, classId, stored.Bytes()) && stored.Decode(m_Id, classId, problem);
-  if (!isThere) return;
+  return isThere ? &stored : nullptr;
+}
+
+void sto_ObjectWriter::CompareBlock(std::int64_t key, sto_Bytes const& sealed) {
+  sto_Bytes stored;
+  if (!m_Session.Driver().ReadBlock(key, stored) || stored != sealed)
+    m_Session.Reach().NoteOtherContent(m_Id);
+}
+
+void sto_ObjectWriter::RaiseTwoObjects() const {
+  auto const text = [&](std::int64_t holder, std::string const& root) {
+    return holder == 0 ? "root " + root : sto_HolderText(m_Session, holder, m_Id);
+  };
+  std::string const here = m_Attribute == nullptr || m_Place.m_Holder == 0
+                               ? text(m_Place.m_Holder, m_Session.Reach().RootOf(m_Session.SaveNumber()))
+                               : "attribute " + std::string(m_Attribute->m_Name.View()) + " of object " +
+                                     std::to_string(m_Place.m_Holder) + " (" +
+                                     std::string(m_Holder->Name().View()) + ")";
+  std::string const& earlierRoot = m_Session.Reach().RootOf(m_Meeting.m_Before.m_Save);
+  m_Session.Raise(
+      sto_ErrorKind::Conflict,
+      "Two objects in memory with different content have the identity of " + Describe() +
+          ": the one that was saved first, of " + text(m_Meeting.m_Before.m_Holder, earlierRoot) +
+          (m_Meeting.m_Comparing == sto_Comparing::OtherRoot ? " under root " + earlierRoot : "") +
+          ", and the one of " + here +
+          ". A copy keeps the identity of its original; an identity of class cls_OwnUid does "
+          "not go with a copy.");
+}
+
+bool sto_ObjectWriter::IsToWrite(sto_Bytes const& record) {
+  if (sto_IsCollectionClass(m_Class.Metadata().ClassId())) return true; // compared already
+  sto_Record const* const stored = ReadStored();
+  bool const isSame = stored != nullptr && std::ranges::equal(m_Session.Scratch().Bytes(), record);
+  if (stored != nullptr && !isSame) {
+    if (m_Meeting.m_Comparing != sto_Comparing::SecondName) RaiseTwoObjects();
+    // Another version of a class writes the same content in another way.
+    if (m_Record->HasClassesOf(*stored)) m_Session.Reach().NoteOtherContent(m_Id);
+  }
+  if (isSame && m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
+  return !isSame;
+}
+
+void sto_ObjectWriter::CarryChanges() {
+  if (m_Session.IsNewInSave(m_Id)) return;
+  sto_Record const* const stored = ReadStored();
+  // What is damaged is replaced: it has no number that anybody could have seen.
+  if (stored == nullptr) return;
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !m_Record->HasContentOf(*stored))
+    m_Session.Reach().NoteOtherContent(m_Id);
   std::int64_t change = 0;
   std::int32_t hint = 0;
-  for (sto_Field const& field : stored.Parts().front().m_Fields) {
+  for (sto_Field const& field : stored->Parts().front().m_Fields) {
     sto_ByteReader reader(field.m_Payload);
     if (field.m_Key == sto_CollectionFields::Change && field.m_Tag == sto_Format::Int64)
       change = reader.Number<std::int64_t>();
     if (field.m_Key == sto_CollectionFields::SizeHint && field.m_Tag == sto_Format::Int32)
       hint = reader.Number<std::int32_t>();
   }
-  m_Session.NoteAtBegin(m_Id, stored.List() ? stored.List()->m_Count : 0, change);
+  m_Session.NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, change);
   if (m_Class.Metadata().ClassId() == cls_BlobTypeId) {
     PutNumber(*m_Record, sto_CollectionFields::BlobBytes, sto_Format::Int64, std::int64_t{0});
     m_Session.NoteBlobChange(m_Id, change + 1);
@@ -168,14 +237,17 @@ void sto_ObjectWriter::Finish() {
   bool const lacksMap = classId == cls_InternalMapTypeId && !m_Record->HasMap();
   if ((lacksList || lacksMap) && LeaveToAgent()) return;
   if ((lacksList && !m_Record->HasList()) || lacksMap) RaiseNothingWritten();
-  if (classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId)
-    CarryChanges();
+  if (sto_IsCollectionClass(classId)) CarryChanges();
+  CheckBaseParts();
+  if (m_Session.IsStrict()) sto_CheckWritten(m_Session, *m_Record, Describe());
   sto_Bytes const& record = m_Record->Finish(m_Id);
   if (record.size() > sto_Format::MaxValueBytes)
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
                                              std::to_string(record.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !IsToWrite(record)) return;
   m_Session.Driver().WriteObject(m_Id, classId, record);
+  if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // What the object had before may have had more blocks.
   if (!m_Session.IsNewInSave(m_Id))
     m_Session.Driver().DeleteBlocks(sto_BlockKey(m_Id, m_BlockCount), sto_LastBlockKey(m_Id));

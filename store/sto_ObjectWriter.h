@@ -12,8 +12,9 @@
 /// When an exception is passing through at that moment, nothing is written: the save is being undone.
 class sto_ObjectWriter {
  public:
-  /// `depth` is how many objects hold this one.
-  sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth);
+  /// `depth` is how many objects hold this one; `place` and `meeting` say where the save has met it.
+  sto_ObjectWriter(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
+                   sto_Reach::Place const& place, sto_Reach::Meeting const& meeting);
   sto_ObjectWriter(sto_ObjectWriter const&) = delete;
   sto_ObjectWriter& operator=(sto_ObjectWriter const&) = delete;
   ~sto_ObjectWriter();
@@ -32,8 +33,9 @@ class sto_ObjectWriter {
     m_Holder = &holder;
     m_Attribute = &attribute;
   }
-  /// Notes where the object is in memory, which tells the containers of one identity apart.
-  void StandsAt(void const* address) noexcept { m_Address = address; }
+  /// Adds the part of the next base class up, and returns its index.
+  [[nodiscard]] std::size_t AddBasePart(sto_ClassInUse& inUse, std::int64_t id);
+
   /// Misuse unless the attribute that holds this object, where that is known, is declared for such a
   /// collection.
   void CheckShape(sto_CollectionShape const& shape);
@@ -80,6 +82,17 @@ class sto_ObjectWriter {
   [[noreturn]] void RaiseNothingWritten() const;
   /// Carries on the number of changes of a collection that is written over a stored one.
   void CarryChanges();
+  /// Misuse when a base class declares attributes and its part was not written.
+  void CheckBaseParts() const;
+  /// Whether the finished record is to be written: not where it is there already. Conflict when it must not
+  /// differ from what is there, and does.
+  [[nodiscard]] bool IsToWrite(sto_Bytes const& record);
+  /// What is there under the object's identity, decoded; null when nothing is, or it cannot be read.
+  [[nodiscard]] sto_Record const* ReadStored();
+  /// Notes when the block of a list differs from the stored one that it replaces.
+  void CompareBlock(std::int64_t key, sto_Bytes const& sealed);
+  /// Conflict for two objects in memory that have one identity and differ.
+  [[noreturn]] void RaiseTwoObjects() const;
   void Finish();
 
   std::shared_ptr<sto_ElementSave> m_Scope; // goes last: it ends the save that the record belongs to
@@ -89,7 +102,9 @@ class sto_ObjectWriter {
   int m_Depth;
   cls_ClassMetadata const* m_Holder = nullptr;
   cls_AttributeMetadata const* m_Attribute = nullptr;
-  void const* m_Address = nullptr;
+  sto_Reach::Place m_Place; // its address tells the containers of one identity apart
+  sto_Reach::Meeting m_Meeting;
+  sto_ClassInUse const* m_LastClass; // of the part that was added last
   int m_BlockCount = 0;
   bool m_HadAgent = false;
   int m_Exceptions = std::uncaught_exceptions();

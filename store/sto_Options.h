@@ -27,4 +27,16 @@ struct sto_Options {
   /// be read back. They are the array's own blocks, not copies. A save that would go beyond raises Full
   /// before it writes anything of the array.
   std::int64_t m_MaxKeptBytes = std::int64_t{4} << 30;
+
+  /// Looks for slips of the program's own classes that no declaration can forbid, at some cost of time: for
+  /// development and tests. With it,
+  /// - a save raises Misuse when an object does not write a scalar or a collection that its class declares
+  ///   (objects and references may be left out: a null pointer is);
+  /// - a load raises Misuse when a reading constructor reads, or asks with DataIsPresent for, an attribute
+  /// that
+  ///   no version of the class declares, neither in the store nor in the program: a name with a slip. To ask
+  ///   for an attribute of an older version use FieldIsPresent;
+  /// - a load raises Misuse when an object was read and its identity was not: saved again, it would be a new
+  ///   object.
+  bool m_Strict = false;
 };

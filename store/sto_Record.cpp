@@ -66,6 +66,8 @@ bool sto_Record::Decode(std::int64_t id, unsigned int classId, std::string& prob
   m_List.reset();
   m_Map.reset();
   m_GreatestId = 0;
+  m_HasChangedBase = false;
+  m_IsIdentityTaken = false;
   sto_ByteView view(m_Bytes);
   if (!sto_Unseal(static_cast<std::uint64_t>(id), view))
     problem = "its checksum does not fit";
@@ -330,6 +332,27 @@ void sto_RecordBuilder::SetMap(sto_MapHeader const& header, sto_Bytes entries) {
   m_Map = header;
   m_List.reset();
   m_Elements = std::move(entries);
+}
+
+bool sto_RecordBuilder::HasClassesOf(sto_Record const& other) const noexcept {
+  return std::ranges::equal(std::span(m_Parts).first(m_PartCount), other.Parts(),
+                            [](Part const& part, sto_Part const& stored) {
+                              return part.m_ClassId == stored.m_ClassId && part.m_Version == stored.m_Version;
+                            });
+}
+
+bool sto_RecordBuilder::HasContentOf(sto_Record const& other) const noexcept {
+  if (HasList() != other.List().has_value() || HasMap() != other.Map().has_value()) return false;
+  if (m_List) {
+    sto_ListHeader const& list = *other.List();
+    bool const isSame = m_List->m_ElementType == list.m_ElementType && m_List->m_Width == list.m_Width &&
+                        m_List->m_Count == list.m_Count && m_List->m_InBlocks == list.m_InBlocks;
+    return isSame && (list.m_InBlocks || std::ranges::equal(m_Elements, list.m_Inline));
+  }
+  if (!m_Map) return true;
+  sto_MapHeader const& map = *other.Map();
+  return m_Map->m_IsTable == map.m_IsTable && m_Map->m_KeyType == map.m_KeyType &&
+         m_Map->m_ElementType == map.m_ElementType && std::ranges::equal(m_Elements, map.m_Entries);
 }
 
 void sto_RecordBuilder::PutContent(sto_ByteWriter& writer) const {

@@ -76,6 +76,13 @@ class sto_Record {
   [[nodiscard]] std::vector<sto_Part> const& Parts() const noexcept { return m_Parts; }
   [[nodiscard]] std::optional<sto_ListHeader> const& List() const noexcept { return m_List; }
   [[nodiscard]] std::optional<sto_MapHeader> const& Map() const noexcept { return m_Map; }
+  /// Whether some part was written over another base class than its reader derives from. Whoever has decoded
+  /// the record knows; Decode forgets it.
+  [[nodiscard]] bool HasChangedBase() const noexcept { return m_HasChangedBase; }
+  void NoteChangedBase() noexcept { m_HasChangedBase = true; }
+  /// Whether somebody has taken the identity of the object. Decode forgets it.
+  [[nodiscard]] bool IsIdentityTaken() const noexcept { return m_IsIdentityTaken; }
+  void NoteIdentityTaken() noexcept { m_IsIdentityTaken = true; }
   /// The greatest id of all parts, references, objects in fields and elements that stand in the record.
   [[nodiscard]] std::int64_t GreatestId() const noexcept { return m_GreatestId; }
 
@@ -99,6 +106,8 @@ class sto_Record {
   std::optional<sto_ListHeader> m_List;
   std::optional<sto_MapHeader> m_Map;
   std::int64_t m_GreatestId = 0;
+  bool m_HasChangedBase = false;
+  bool m_IsIdentityTaken = false;
 };
 
 /// Builds the bytes of one object from its parts, outermost class first. It may be used for one object after
@@ -116,6 +125,8 @@ class sto_RecordBuilder {
   sto_Bytes& StartField(std::size_t part, sto_FieldKey const& key);
 
   [[nodiscard]] bool HasField(std::size_t part, sto_FieldKey const& key) const noexcept;
+  [[nodiscard]] std::size_t PartCount() const noexcept { return m_PartCount; }
+  [[nodiscard]] unsigned int ClassOfPart(std::size_t part) const noexcept { return m_Parts[part].m_ClassId; }
 
   /// Sets the collection code of an object field that was written last under this key. False when there is
   /// none.
@@ -128,6 +139,11 @@ class sto_RecordBuilder {
 
   [[nodiscard]] bool HasList() const noexcept { return m_List.has_value(); }
   [[nodiscard]] bool HasMap() const noexcept { return m_Map.has_value(); }
+
+  /// Whether a decoded record has the same classes in the same versions.
+  [[nodiscard]] bool HasClassesOf(sto_Record const& other) const noexcept;
+  /// Whether a decoded record has the same list or map; of a list in blocks only its header.
+  [[nodiscard]] bool HasContentOf(sto_Record const& other) const noexcept;
 
   /// The finished record, with its checksum. Valid until the builder is used again.
   [[nodiscard]] sto_Bytes const& Finish(std::int64_t id);

@@ -1,10 +1,12 @@
 #include "store/sto_Session.h"
 
+#include <cassert>
 #include <utility>
 
 #include "persist/cls_FieldHandle.h"
 #include "store/sto_AgentProxy.h"
 #include "store/sto_BlobAgent.h"
+#include "store/sto_ChangedBase.h"
 #include "store/sto_Exception.h"
 #include "store/sto_OpenAgent.h"
 
@@ -18,11 +20,13 @@ constexpr std::size_t MaxSpareBuilders = 16;
 } // namespace
 
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
-                         cls_ClassRegistrar const& registrar, std::int64_t maxKeptBytes)
-    : m_Location(std::move(location)), m_Driver(std::move(driver)), m_Catalogue(registrar, m_Location),
-      m_Identities(this), m_MaxKeptBytes(maxKeptBytes) {}
+                         cls_ClassRegistrar const& registrar, sto_Options const& options)
+    : m_RegistrarLives(registrar.Lifetime()), m_Location(std::move(location)), m_Driver(std::move(driver)),
+      m_Catalogue(registrar, m_Location), m_Identities(this), m_IsStrict(options.m_Strict),
+      m_MaxKeptBytes(options.m_MaxKeptBytes) {}
 
 sto_Session::~sto_Session() {
+  assert(std::this_thread::get_id() == m_Thread && "A store is closed by the thread that opened it.");
   Rollback();
   try {
     if (!m_Driver->IsReadOnly()) Close();
@@ -33,6 +37,7 @@ sto_Session::~sto_Session() {
 }
 
 void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
+  CheckUse();
   if (m_InTransaction) Raise(sto_ErrorKind::Misuse, "A transaction is open already.");
   if (forWriting && m_Driver->IsReadOnly())
     Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
@@ -56,7 +61,18 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
   m_IsWriting = forWriting; // from now on a rollback has ids to take back
 }
 
+void sto_Session::CheckUse() const {
+  if (std::this_thread::get_id() != m_Thread)
+    Raise(sto_ErrorKind::Misuse,
+          "The store is used in another thread than the one that opened it. Each thread "
+          "opens a store of its own.");
+  if (!*m_RegistrarLives)
+    Raise(sto_ErrorKind::Misuse,
+          "The class registrar that the store was opened with is gone: it must outlive the store.");
+}
+
 void sto_Session::CheckTransaction() {
+  CheckUse();
   if (!m_InTransaction || m_Driver->IsInTransaction()) return;
   RaiseKept();
   Raise(sto_ErrorKind::Unavailable, "The transaction was undone by a failure; roll it back.");
@@ -78,6 +94,8 @@ void sto_Session::Commit() {
 void sto_Session::EndTransaction() noexcept {
   m_InTransaction = m_IsWriting = m_InSave = false;
   m_ListsAtBegin.clear();
+  m_Reach.Reset();
+  m_Identities.ForgetVisits();
 }
 
 void sto_Session::Rollback() noexcept {
@@ -98,7 +116,7 @@ void sto_Session::Rollback() noexcept {
   ForEachAgent([this](sto_OpenAgent& agent) { agent.UndoTransaction(m_Keeping); });
 }
 
-void sto_Session::BeginSave() {
+void sto_Session::BeginSave(std::string_view root) {
   RaiseKept();
   if (m_InSave) Raise(sto_ErrorKind::Misuse, "A save is going on already.");
   // What the mark keeps must be whole, in the store and in memory.
@@ -106,9 +124,10 @@ void sto_Session::BeginSave() {
     agent.WriteRecord();
     agent.KeepForUndo();
   });
+  m_Reach.BeginSave(m_SaveNumber + 1, root);
+  ++m_SaveNumber;
   m_Driver->SetMark();
   m_FirstIdOfSave = m_NextId;
-  ++m_SaveNumber;
   m_ListsOfSave.clear();
   m_IsIncomplete = false;
   m_InSave = true;
@@ -141,6 +160,7 @@ void sto_Session::UndoSave() noexcept {
     m_Driver->Rollback(); // half a save must not stay in a transaction that can be committed
   }
   ForEachAgent([](sto_OpenAgent& agent) { agent.NoteIdentity(false); });
+  m_Reach.UndoSave();
   DropNewTies(m_FirstIdOfSave);
   m_Catalogue.Forget();
   std::erase_if(m_ListsAtBegin,
@@ -250,6 +270,7 @@ void sto_Session::DropNewTies(std::int64_t firstNewId) noexcept {
   m_Identities.DropFrom(firstNewId);
   for (sto_AgentProxy* const proxy : m_OpenProxies)
     if (proxy->Id() >= firstNewId) proxy->End();
+  m_Loaded->Undo(firstNewId);
   m_NextId = firstNewId;
 }
 
@@ -262,10 +283,6 @@ sto_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {
 std::int64_t sto_Session::TakeId() {
   if (m_NextId > sto_Format::MaxObjectId) Raise(sto_ErrorKind::Full, "The store has no object ids left.");
   return m_NextId++;
-}
-
-bool sto_Session::WasReached(sto_IdentityMap::Tie& tie) noexcept {
-  return tie.NoteWritten(m_SaveNumber);
 }
 
 void sto_Session::CheckSameList(std::int64_t id, std::uint64_t hash, char const* what) {
@@ -344,9 +361,22 @@ sto_RecordRef sto_Session::ReadRecord(std::int64_t id) {
     Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
                                       ") names object " + std::to_string(record->GreatestId()) +
                                       ", which the store never had.");
-  for (sto_Part const& part : record->Parts())
-    if (!m_Catalogue.IsKnown(part)) CheckPart(id, classId, part);
+  bool isKnown = true;
+  for (sto_Part const& part : record->Parts()) {
+    if (m_Catalogue.IsKnown(part)) continue;
+    CheckPart(id, classId, part);
+    isKnown = false;
+  }
+  if (!isKnown) NoteBases(record.Fill());
   return record;
+}
+
+void sto_Session::NoteBases(sto_Record& record) {
+  bool isOwn = true;
+  for (sto_Part const& part : record.Parts()) {
+    sto_StoredClass::Bases const bases = m_Catalogue.BasesOf(part);
+    if (!(std::exchange(isOwn, false) ? bases.m_OfObject : bases.m_OfPart)) record.NoteChangedBase();
+  }
 }
 
 void sto_Session::CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part) {
@@ -354,7 +384,10 @@ void sto_Session::CheckPart(std::int64_t id, unsigned int classId, sto_Part cons
   std::vector<int> known; // a class that the program does not declare can still be read as it is
   bool const isReadable = classes.ForVersion(part.m_ClassId, part.m_Version) != nullptr ||
                           (known = classes.Versions(part.m_ClassId)).empty();
-  if (std::string const problem = m_Catalogue.Problem(part, isReadable); !problem.empty())
+  // What is remembered is not looked at again, so it must fit wherever in an object it is.
+  sto_StoredClass::Bases const bases = m_Catalogue.BasesOf(part);
+  bool const isRemembered = isReadable && bases.m_OfObject && bases.m_OfPart;
+  if (std::string const problem = m_Catalogue.Problem(part, isRemembered); !problem.empty())
     Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
                                       ") or the store's catalogue is damaged: " + problem + ".");
   if (isReadable) return;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -16,7 +17,9 @@
 #include "store/sto_ErrorKind.h"
 #include "store/sto_IdentityMap.h"
 #include "store/sto_LoadedObjects.h"
+#include "store/sto_Options.h"
 #include "store/sto_Place.h"
+#include "store/sto_Reach.h"
 #include "store/sto_RecordRef.h"
 
 class cls_FieldHandle;
@@ -45,11 +48,8 @@ enum class sto_Keeping {
 /// Thread rule: one thread.
 class sto_Session {
  public:
-  static constexpr std::int64_t DefaultKeptBytes = std::int64_t{4} << 30;
-
-  /// `maxKeptBytes`: see sto_Options.
   sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar,
-              std::int64_t maxKeptBytes = DefaultKeptBytes);
+              sto_Options const& options = {});
   ~sto_Session();
   sto_Session(sto_Session const&) = delete;
   sto_Session& operator=(sto_Session const&) = delete;
@@ -57,8 +57,13 @@ class sto_Session {
   [[nodiscard]] std::string const& Location() const noexcept { return m_Location; }
   [[nodiscard]] sto_Driver& Driver() noexcept { return *m_Driver; }
   [[nodiscard]] sto_Catalogue& Catalogue() noexcept { return m_Catalogue; }
+  [[nodiscard]] sto_Catalogue const& Catalogue() const noexcept { return m_Catalogue; }
   [[nodiscard]] sto_IdentityMap& Identities() noexcept { return m_Identities; }
-  [[nodiscard]] sto_LoadedObjects& Loaded() noexcept { return m_Loaded; }
+  [[nodiscard]] sto_LoadedObjects& Loaded() noexcept { return *m_Loaded; }
+  /// The same for a scope, which may outlive the session.
+  [[nodiscard]] std::shared_ptr<sto_LoadedObjects> const& SharedLoaded() const noexcept { return m_Loaded; }
+  /// Whether slips of the program's classes are looked for; see sto_Options.
+  [[nodiscard]] bool IsStrict() const noexcept { return m_IsStrict; }
 
   /// Where the session stands; null when it has ended. For agents that may outlive it.
   [[nodiscard]] std::shared_ptr<sto_Session*> const& Self() const noexcept { return m_Self; }
@@ -144,8 +149,9 @@ class sto_Session {
 
   // --- one save
 
-  /// Starts a save: its objects are written once each. A save that fails is undone as a whole.
-  void BeginSave();
+  /// Starts a save under a root name, or of an element: its objects are written once each. A save that fails
+  /// is undone as a whole.
+  void BeginSave(std::string_view root = {});
   void EndSave();
   void UndoSave() noexcept;
 
@@ -169,8 +175,8 @@ class sto_Session {
   /// Whether an object id has been given out.
   [[nodiscard]] bool IsGivenOut(std::int64_t id) const noexcept { return id > 0 && id < m_NextId; }
 
-  /// Whether the object has been reached in this save already; from now on it has.
-  [[nodiscard]] bool WasReached(sto_IdentityMap::Tie& tie) noexcept;
+  /// What the saves of the transaction have met.
+  [[nodiscard]] sto_Reach& Reach() noexcept { return m_Reach; }
 
   /// Whether the object's id was given out in this save, so that nothing of it can be in the store yet.
   [[nodiscard]] bool IsNewInSave(std::int64_t id) const noexcept { return id >= m_FirstIdOfSave; }
@@ -241,8 +247,12 @@ class sto_Session {
  private:
   /// A record that nobody uses, or a new one. Kept ones keep their memory.
   [[nodiscard]] sto_RecordRef& SpareRecord();
+  /// Misuse in another thread than the session's, and when the program's registrar is gone.
+  void CheckUse() const;
   /// Damaged when a part of an object does not fit the store's catalogue; NewerFormat.
   void CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part);
+  /// Notes whether a part of the record was written over another base class than its reader derives from.
+  void NoteBases(sto_Record& record);
   void DropNewTies(std::int64_t firstNewId) noexcept;
   void WriteAgentRecords();
   [[noreturn]] void RaiseKeptBytes(std::int64_t more, std::string const& what) const;
@@ -258,11 +268,14 @@ class sto_Session {
   };
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
+  std::thread::id m_Thread = std::this_thread::get_id();
+  std::shared_ptr<bool const> m_RegistrarLives;
   std::string m_Location;
   std::unique_ptr<sto_Driver> m_Driver;
   sto_Catalogue m_Catalogue;
   sto_IdentityMap m_Identities;
-  sto_LoadedObjects m_Loaded;
+  sto_Reach m_Reach;
+  std::shared_ptr<sto_LoadedObjects> m_Loaded = std::make_shared<sto_LoadedObjects>();
   std::unordered_map<std::int64_t, sto_OpenAgent*> m_Agents;
   sto_OpenAgent* m_FirstAgent = nullptr; // of the chain of all, also those of lost collections
   Walk* m_Walk = nullptr;                // the innermost one that is going on
@@ -275,6 +288,7 @@ class sto_Session {
     std::int64_t m_Save;
   };
   std::unordered_map<std::int64_t, BlobChange> m_BlobChanges;
+  bool m_IsStrict;
   std::int64_t m_MaxKeptBytes;
   std::int64_t m_KeptBytes = 0;
   std::weak_ptr<sto_ElementSave> m_ElementSave;

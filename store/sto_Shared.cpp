@@ -17,6 +17,13 @@ sto_MementoRead* StoredObject(cls_ReadVisitor const& visitor) noexcept {
   return memento == nullptr || memento->Id() == 0 ? nullptr : memento;
 }
 
+/// Whether an object that an earlier load of the scope gave to one owner is there no more.
+bool IsGone(sto_MementoRead const& memento, sto_LoadedObjects::Entry const& entry) noexcept {
+  sto_Session& session = memento.Session();
+  return entry.m_Object == nullptr && session.Loaded().IsOfEarlierLoad(entry) &&
+         session.Identities().EntryOf(memento.Id()) == nullptr;
+}
+
 /// Whether an object that was built as one C++ class can be of another one.
 bool MayBeBoth(sto_BuiltAs one, sto_BuiltAs other) noexcept {
   return one != sto_BuiltAs::Unchecked && other != sto_BuiltAs::Unchecked &&
@@ -27,7 +34,7 @@ bool MayBeBoth(sto_BuiltAs one, sto_BuiltAs other) noexcept {
 
 cls_ClassMetadata const* sto_FindMetadata(cls_ReadVisitor const& visitor, unsigned int typeId,
                                           bool takesDerived) {
-  sto_MementoRead const* const memento = StoredObject(visitor);
+  sto_MementoRead* const memento = StoredObject(visitor);
   if (memento == nullptr) return nullptr;
   sto_Session const& session = memento->Session();
   sto_Catalogue const& catalogue = memento->Session().Catalogue();
@@ -44,6 +51,7 @@ cls_ClassMetadata const* sto_FindMetadata(cls_ReadVisitor const& visitor, unsign
   if (metadata == nullptr)
     session.Raise(sto_ErrorKind::Misuse,
                   object() + ", which is not declared in the registrar that the store was opened with.");
+  memento->NoteBuiltByMetadata();
   return metadata;
 }
 
@@ -75,9 +83,14 @@ std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_i
   sto_MementoRead* const memento = StoredObject(visitor);
   if (memento == nullptr) return nullptr;
   sto_LoadedObjects::Entry const* const entry = memento->Session().Loaded().Find(memento->Id());
-  if (entry == nullptr) return nullptr;
+  if (entry == nullptr || IsGone(*memento, *entry)) return nullptr;
   auto const object = [&] { return "Object " + std::to_string(memento->Id()); };
-  if (entry->m_Object == nullptr) memento->Session().Raise(sto_ErrorKind::Misuse, object() + entry->m_WhyNot);
+  if (entry->m_Object == nullptr)
+    memento->Session().Raise(sto_ErrorKind::Misuse,
+                             object() + (memento->Session().Loaded().IsOfEarlierLoad(*entry)
+                                             ? " was loaded for one owner in this load scope, and is there "
+                                               "still: load it with LoadShared each time."
+                                             : entry->m_WhyNot));
   if (entry->m_Type != type && !MayBeBoth(entry->m_BuiltAs, askedAs))
     memento->Session().Raise(sto_ErrorKind::Misuse, object() + " is loaded as two different types.");
   return entry->m_Object;
@@ -93,8 +106,14 @@ void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type) {
   sto_MementoRead* const memento = StoredObject(visitor);
   if (memento == nullptr) return;
   sto_LoadedObjects& loaded = memento->Session().Loaded();
+  sto_LoadedObjects::Entry const* const entry = loaded.Find(memento->Id());
+  if (entry != nullptr && loaded.IsOfEarlierLoad(*entry) && !IsGone(*memento, *entry))
+    memento->Session().Raise(sto_ErrorKind::Misuse,
+                             "Object " + std::to_string(memento->Id()) +
+                                 " is in the load scope already, and Load would make a second object of it: "
+                                 "load it with LoadShared.");
   // A load inside another may ask for one more object of what the outer one has shared already.
-  if (loaded.Find(memento->Id()) == nullptr)
+  if (entry == nullptr || loaded.IsOfEarlierLoad(*entry))
     loaded.AddUnshared(memento->Id(), type,
                        " is loaded for one owner, and its own graph leads back to it: load it shared.");
 }

@@ -14,35 +14,66 @@ namespace {
 /// Starts the writing of a root object, whose class and identity are known when it begins to write itself.
 class RootRequest : public cls_AgentRequest {
  public:
-  explicit RootRequest(sto_Session& session) noexcept : m_Session(session) {}
+  RootRequest(sto_Session& session, std::string_view root) noexcept : m_Session(session), m_Root(root) {}
 
   cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) const override {
     return MakeWriteObjWithPtr(classId, uid, nullptr);
   }
   cls_MementoWrite* MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid,
                                         void const* object) const override {
-    std::unique_ptr<sto_MementoWrite> memento = sto_MementoWrite::ForObject(m_Session, classId, uid, 1, m_Id);
-    if (memento != nullptr) memento->StandsAt(object);
-    return memento.release();
+    CheckOtherName(uid);
+    return sto_MementoWrite::ForObject(m_Session, classId, uid, 1, {object, 0}, m_Id).release();
   }
 
   [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
 
  private:
+  /// An object that has a root name and gets a second one is to be stored as it is.
+  void CheckOtherName(cls_Uid const& uid) const {
+    sto_IdentityMap::Tie const* const tie = m_Session.Identities().Find(uid);
+    if (tie != nullptr && tie->IsRoot() && m_Session.Driver().FindRoot(m_Root) != tie->Id())
+      m_Session.Reach().CompareAll();
+  }
+
   sto_Session& m_Session;
+  std::string_view m_Root;
   mutable std::int64_t m_Id = 0; // learnt through the interface, whose operations are const
 };
 
-/// The shared objects of a load go with it.
-class LoadScope {
+/// Conflict when the object that a save has named has another root name already and was stored with another
+/// content, so that the other root would change with it.
+void CheckOtherRoots(sto_Session& session, std::string_view root, std::int64_t id) {
+  std::int64_t const changed = session.Reach().OtherContent();
+  if (changed == 0) return;
+  for (std::string const& other : session.Driver().Roots()) {
+    if (other == root || session.Driver().FindRoot(other) != id) continue;
+    std::string const what = "object " + std::to_string(id);
+    session.Raise(
+        sto_ErrorKind::Conflict,
+        "What is saved as root " + std::string(root) + " has the identity of root " + other + " (" + what +
+            "), and " +
+            (changed == id ? "its content" : "that of object " + std::to_string(changed) + " in it") +
+            " has changed: both roots would be the later one. Give a copy an identity of its own "
+            "(cls_OwnUid), or save under " +
+            other + " to change that root.");
+  }
+}
+
+/// The shared objects of a load go with it, unless a scope keeps them.
+class OneLoad {
  public:
-  explicit LoadScope(sto_LoadedObjects& loaded) noexcept : m_Loaded(loaded) { m_Loaded.Enter(); }
-  LoadScope(LoadScope const&) = delete;
-  LoadScope& operator=(LoadScope const&) = delete;
-  ~LoadScope() { m_Loaded.Leave(); }
+  explicit OneLoad(sto_LoadedObjects& loaded) noexcept : m_Loaded(loaded) { m_Loaded.Enter(); }
+  OneLoad(OneLoad const&) = delete;
+  OneLoad& operator=(OneLoad const&) = delete;
+  ~OneLoad() {
+    if (!m_IsComplete) m_Loaded.Abandon();
+    m_Loaded.Leave();
+  }
+  void Complete() noexcept { m_IsComplete = true; }
 
  private:
   sto_LoadedObjects& m_Loaded;
+  bool m_IsComplete = false;
 };
 
 } // namespace
@@ -57,8 +88,7 @@ sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassR
   std::unique_ptr<sto_Driver> driver =
       mode == sto_Mode::Create ? sto_SqliteDriver::Create(location, options)
                                : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly, options);
-  return sto_Store(
-      std::make_unique<sto_Session>(location, std::move(driver), registrar, options.m_MaxKeptBytes));
+  return sto_Store(std::make_unique<sto_Session>(location, std::move(driver), registrar, options));
 }
 
 sto_Session& sto_Store::Session() const {
@@ -84,9 +114,9 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
   if (!Session().IsWriting())
     Session().Raise(sto_ErrorKind::Misuse,
                     "Saving in a transaction that only reads, or while an object is being loaded.");
-  Session().BeginSave();
+  Session().BeginSave(root);
   try {
-    RootRequest const request(Session());
+    RootRequest const request(Session(), root);
     {
       cls_WriteVisitor const visitor(request, object);
       write(object, visitor);
@@ -95,8 +125,10 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
       Session().Raise(sto_ErrorKind::Misuse, "The object for root " + std::string(root) + " wrote nothing.");
     Session().RaiseKept();
     Session().CheckSave();
+    CheckOtherRoots(Session(), root, request.Id());
     Session().Driver().SetRoot(root, request.Id());
     Session().EndSave();
+    Session().Identities().NoteRoot(request.Id());
   } catch (...) {
     Session().UndoSave();
     throw;
@@ -107,7 +139,7 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
 
 void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*, cls_ReadVisitor const&)) {
   sto_OwnTransaction transaction(Session(), false);
-  LoadScope const scope(Session().Loaded());
+  OneLoad load(Session().Loaded());
   std::optional<std::int64_t> const id = Session().Driver().FindRoot(root);
   if (!id) Session().Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
   if (!Session().IsGivenOut(*id))
@@ -117,8 +149,13 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
   if (record == nullptr)
     Session().Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(*id) + ", which is root " +
                                                 std::string(root) + ", is missing.");
-  cls_ReadVisitor const visitor(new sto_MementoRead(Session(), std::move(record), 1));
-  call(read, visitor);
+  {
+    cls_ReadVisitor const visitor(new sto_MementoRead(Session(), std::move(record), 1));
+    call(read, visitor);
+  }
+  Session().RaiseKept(); // what went wrong in a destructor of the reading
+  load.Complete();
+  Session().Identities().NoteRoot(*id);
   transaction.Commit();
 }
 
@@ -174,8 +211,8 @@ std::int64_t sto_Store::SizeBytes() {
   return Session().Driver().SizeBytes();
 }
 
-sto_Transaction::sto_Transaction(sto_Store& store) : m_Session(&store.Session()) {
-  m_Session->Begin(true, sto_Keeping::Copies);
+sto_Transaction::sto_Transaction(sto_Store& store) : m_Session(store.Session().Self()) {
+  (*m_Session)->Begin(true, sto_Keeping::Copies);
 }
 
 sto_Transaction::~sto_Transaction() {
@@ -184,19 +221,23 @@ sto_Transaction::~sto_Transaction() {
 
 void sto_Transaction::Commit() {
   if (m_Session == nullptr) sto_Raise(sto_ErrorKind::Misuse, "The transaction is over.");
-  m_Session->FlushHolders();
-  m_Session->Commit();
+  if (*m_Session == nullptr)
+    sto_Raise(sto_ErrorKind::Misuse, "The store was closed before its transaction was committed, which was "
+                                     "rolled back: the store must outlive it.");
+  (*m_Session)->FlushHolders();
+  (*m_Session)->Commit();
   m_Session = nullptr;
 }
 
 void sto_Transaction::Rollback() noexcept {
-  if (m_Session != nullptr) std::exchange(m_Session, nullptr)->Rollback();
+  std::shared_ptr<sto_Session*> const session = std::exchange(m_Session, nullptr);
+  if (session != nullptr && *session != nullptr) (*session)->Rollback();
 }
 
-sto_ReadTransaction::sto_ReadTransaction(sto_Store& store) : m_Session(store.Session()) {
-  m_Session.Begin(false);
+sto_ReadTransaction::sto_ReadTransaction(sto_Store& store) : m_Session(store.Session().Self()) {
+  (*m_Session)->Begin(false);
 }
 
 sto_ReadTransaction::~sto_ReadTransaction() {
-  m_Session.Rollback();
+  if (*m_Session != nullptr) (*m_Session)->Rollback();
 }

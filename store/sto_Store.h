@@ -12,6 +12,7 @@
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
 #include "store/sto_Exception.h"
+#include "store/sto_LoadScope.h"
 #include "store/sto_Options.h"
 #include "store/sto_Shared.h"
 #include "wrappers/cls_xpString.h"
@@ -80,8 +81,8 @@ class KVL_EXPORT sto_Store {
 
   /// Writes what bulk arrays have changed and not written, in one transaction, and closes the store; its
   /// arrays are detached. When it raises, the store is still open, and the arrays have what they had. Misuse
-  /// while a transaction is open, and in every operation after it. ReadOnly for a store that cannot be written
-  /// while an array of it is changed: drop the array first.
+  /// while a transaction is open, and in every operation after it. ReadOnly for a store that cannot be
+  /// written while an array of it is changed: drop the array first.
   void Close();
 
   /// The file of the store.
@@ -166,6 +167,7 @@ class KVL_EXPORT sto_Store {
   [[nodiscard]] std::int64_t SizeBytes();
 
  private:
+  friend class sto_LoadScope;
   friend class sto_ReadTransaction;
   friend class sto_Transaction;
 
@@ -220,7 +222,8 @@ class KVL_EXPORT sto_Transaction {
   void Rollback() noexcept;
 
  private:
-  sto_Session* m_Session; // null when the transaction is over
+  std::shared_ptr<sto_Session*>
+      m_Session; // null when the transaction is over, of null when the store is closed
 };
 
 /// A transaction on a store that only reads: everything in it sees one state of the store. Reading many
@@ -240,5 +243,5 @@ class KVL_EXPORT sto_ReadTransaction {
   sto_ReadTransaction& operator=(sto_ReadTransaction const&) = delete;
 
  private:
-  sto_Session& m_Session;
+  std::shared_ptr<sto_Session*> m_Session; // of null when the store is closed
 };

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "metadata/cls_CollectionType.h"
 #include "store/sto_ClassInUse.h"
+#include "store/sto_CollectionFields.h"
 
 namespace {
 
@@ -21,11 +21,6 @@ std::uint32_t TagsOf(sto_AttributeRow const& attribute) noexcept {
     if (sto_TagFits(static_cast<sto_Format::ValueTag>(tag), static_cast<cls_AttributeType>(attribute.m_Type)))
       tags |= Bit(static_cast<sto_Format::ValueTag>(tag));
   return tags;
-}
-
-/// What the module's own collections and blobs are stored as: their fields have no names, and no description.
-bool IsCollection(unsigned int classId) noexcept {
-  return classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId;
 }
 
 } // namespace
@@ -67,7 +62,7 @@ std::string sto_StoredClass::Resolve(Known& known, std::string_view name) const 
 
 std::string sto_StoredClass::ResolveNumber(Known& known) const {
   int const number = known.m_Key.m_FieldId;
-  if (IsCollection(m_Row.m_ClassId)) {
+  if (sto_IsCollectionClass(m_Row.m_ClassId)) {
     if (number == 0 || number == 1) known.m_Tags = Bit(sto_Format::Int32) | Bit(sto_Format::Int64);
   } else if (m_Row.m_Attributes.empty()) {
     known.m_Tags = AllTags;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,6 +18,14 @@ class sto_StoredClass {
   explicit sto_StoredClass(sto_ClassRow row) : m_Row(std::move(row)) {}
 
   [[nodiscard]] sto_ClassRow const& Row() const noexcept { return m_Row; }
+
+  /// Whether objects of this class version, and base-class parts of it, were written over the base class that
+  /// their reader derives from; see sto_ChangedBase.h.
+  struct Bases {
+    bool m_OfObject;
+    bool m_OfPart;
+  };
+  std::optional<Bases> m_Bases; ///< set by whoever knows the readers
 
   /// Gives a class version of format 1 its attributes.
   void Describe(std::vector<sto_AttributeRow> attributes);

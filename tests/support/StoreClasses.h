@@ -145,11 +145,11 @@ inline void DeclareLevels(cls_ClassRegistrar& registrar, int bottom, int middle,
       .AddAttribute(value, ATTR_DOUBLE, 1, COLLECTION_NONE);
 }
 
-/// Declares Scripted, over Bottom, with attributes of every name that the tests use: lists of int under the
-/// names of lists, values of any type under the others. Their numbers cover the fields without name.
-inline void DeclareScripted(cls_ClassRegistrar& registrar) {
-  cls_ClassMetadata& scripted =
-      registrar.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, Bottom::TypeId());
+/// Declares Scripted, over a base class, with attributes of every name that the tests use: lists of int under
+/// the names of lists, values of any type under the others. Their numbers cover the fields without name.
+inline void DeclareScripted(cls_ClassRegistrar& registrar,
+                            unsigned int base = cls_ClassMetadata::RootClassId) {
+  cls_ClassMetadata& scripted = registrar.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, base);
   auto const declare = [&](int number, std::string const& name, cls_CollectionType collection) {
     scripted.AddAttribute(cls_FieldHandle(number, cow_String(name)), AnyType, 1, collection);
   };
