@@ -92,6 +92,7 @@ set(KVL_STORE_SOURCES
   store/sto_BlobAgent.cpp
   store/sto_BranchCopy.cpp
   store/sto_Catalogue.cpp
+  store/sto_CheckClasses.cpp
   store/sto_Checksum.cpp
   store/sto_ClassInUse.cpp
   store/sto_Classes.cpp
@@ -247,6 +248,7 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Building_test.cpp
   store/sto_BulkArrays_test.cpp
   store/sto_CatalogueDamage_test.cpp
+  store/sto_CheckClasses_test.cpp
   store/sto_CollectorAgents_test.cpp
   store/sto_CollectorDamage_test.cpp
   store/sto_Collector_test.cpp

@@ -1,0 +1,3 @@
+#include "store/sto_CheckClasses.h"
+
+#include <gtest/gtest.h>
