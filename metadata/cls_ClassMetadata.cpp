@@ -46,9 +46,18 @@ void* cls_ClassMetadata::Ctor(cls_ReadVisitor const& reader) const {
 cls_ClassMetadata& cls_ClassMetadata::AddAttribute(cls_FieldHandle const& field, cls_AttributeType type,
                                                    unsigned int typeArg, cls_CollectionType collection) {
   cls_AttributeMetadata const attribute{field.FieldId(), field.Name(), type, typeArg, collection};
-  if (!m_Attributes.Insert(field.Name(), attribute) && *FindAttribute(field.Name()) != attribute)
+  if (m_Attributes.Insert(field.Name(), attribute))
+    NoteNumber(attribute.m_FieldId);
+  else if (*FindAttribute(field.Name()) != attribute)
     Note(m_DroppedAttributes, attribute);
   return *this;
+}
+
+void cls_ClassMetadata::NoteNumber(int number) noexcept {
+  if (number == -1) return;
+  std::uint64_t const bit = std::uint64_t{1} << (static_cast<unsigned int>(number) % 64);
+  m_MayShareNumbers = m_MayShareNumbers || (m_NumbersSeen & bit) != 0;
+  m_NumbersSeen |= bit;
 }
 
 void cls_ClassMetadata::NoteDropped(cls_ClassMetadata const& later) {

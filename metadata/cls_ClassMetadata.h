@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "metadata/cls_AttributeMetadata.h"
@@ -84,6 +85,10 @@ class KVL_EXPORT cls_ClassMetadata {
 
   [[nodiscard]] cow_String const& Name() const noexcept { return m_Name; }
   [[nodiscard]] unsigned int ClassId() const noexcept { return m_ClassId; }
+  /// Whether two attributes may have one number; when it says no, none have. Costs nothing, so that whoever
+  /// checks many classes looks only into those that need it. -1 is no number.
+  [[nodiscard]] bool MayShareNumbers() const noexcept { return m_MayShareNumbers; }
+
   /// RootClassId for none.
   [[nodiscard]] unsigned int BaseClassId() const noexcept { return m_BaseClassId; }
   [[nodiscard]] int Version() const noexcept { return m_Version; }
@@ -113,6 +118,7 @@ class KVL_EXPORT cls_ClassMetadata {
   /// Notes what a later registration of the same class version, which is dropped, has otherwise. Changes
   /// nothing when memory runs out.
   void NoteDropped(cls_ClassMetadata const& later);
+  void NoteNumber(int number) noexcept;
 
   cow_String m_Name;
   unsigned int m_ClassId;
@@ -122,6 +128,8 @@ class KVL_EXPORT cls_ClassMetadata {
   int m_TableExtentQuantum = 4;
   int m_Version;
   Attributes m_Attributes;
+  std::uint64_t m_NumbersSeen = 0; // a bit for each remainder of 64
+  bool m_MayShareNumbers = false;
   std::vector<DroppedClass> m_DroppedClasses;
   std::vector<cls_AttributeMetadata> m_DroppedAttributes;
 };

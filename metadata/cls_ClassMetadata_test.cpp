@@ -248,6 +248,20 @@ TEST_F(ClassMetadata, AttributesOfOneNumberStandBesideEachOther) {
   EXPECT_EQ(Names(), std::vector<std::string>({"m_A", "m_B"}));
 }
 
+TEST_F(ClassMetadata, SaysThatNumbersMayBeSharedWhenTheyAre) {
+  auto const add = [&](int number, char const* name) {
+    m_Metadata.AddAttribute(cls_FieldHandle(number, cow_String(name)), ATTR_INT, 1, COLLECTION_NONE);
+    return m_Metadata.MayShareNumbers();
+  };
+  EXPECT_FALSE(m_Metadata.MayShareNumbers());
+  EXPECT_FALSE(add(-1, "m_A"));
+  EXPECT_FALSE(add(-1, "m_B"));
+  for (int number = 0; number < 63; ++number) EXPECT_FALSE(add(number, std::to_string(number).c_str()));
+  EXPECT_FALSE(add(7, "7")); // a repeat
+  EXPECT_FALSE(add(8, "7")); // which is dropped
+  EXPECT_TRUE(add(7, "m_C"));
+}
+
 TEST_F(ClassMetadata, AttributesStandInTheByteOrderOfTheirNames) {
   for (char const* name : {"m_b", "m_B", "", "m_10", "m_2", "m_\xC3\xA4", "m_"})
     m_Metadata.AddAttribute(cls_FieldHandle(cow_String(name)), ATTR_INT, 1, COLLECTION_NONE);

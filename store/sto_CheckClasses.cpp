@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bitset>
 #include <iterator>
 #include <map>
 #include <optional>
@@ -54,26 +53,12 @@ std::string List(std::span<std::string const> names) {
   return list;
 }
 
-/// Calls `act` with each value of a tree, in its order. Ten thousand trees are walked: nothing is allocated.
+/// Calls `act` with each value of a tree, in its order. Allocates nothing.
 template <class Node, class Act> void ForEach(Node const* node, Act const& act) {
   for (; node != nullptr; node = node->Right()) {
     ForEach(node->Left(), act);
     act(node->Value());
   }
-}
-
-/// Whether two attributes may have one number. Sure when it says no.
-bool MayShareNumber(cls_ClassMetadata const& metadata) {
-  constexpr int Places = 256;
-  std::bitset<Places> taken;
-  bool isTwice = false;
-  ForEach(metadata.GetAttributes().Root(), [&](Attribute const& attribute) noexcept {
-    if (attribute.m_FieldId == NoNumber) return;
-    auto const place = static_cast<unsigned int>(attribute.m_FieldId) % Places;
-    isTwice = isTwice || taken[place];
-    taken[place] = true;
-  });
-  return isTwice;
 }
 
 /// What the elements of a list or table are stored as, by the digit of its collection type.
@@ -266,7 +251,7 @@ void Check::CheckIds(cls_ClassMetadata const& metadata) {
 }
 
 void Check::CheckNumbers(cls_ClassMetadata const& metadata) {
-  if (!MayShareNumber(metadata)) return;
+  if (!metadata.MayShareNumbers()) return;
   std::map<int, std::vector<std::string>> names;
   ForEach(metadata.GetAttributes().Root(), [&](Attribute const& attribute) {
     if (attribute.m_FieldId != NoNumber) names[attribute.m_FieldId].push_back(NameOf(attribute));
