@@ -221,7 +221,8 @@ void Check::CheckCircles() {
       circle.push_back(next);
       next = FindNewest(m_Newest[next]->BaseClassId());
     } while (next != at);
-    std::ranges::rotate(circle, std::ranges::min_element(circle)); // each circle has one sentence
+    // Each circle has one sentence, from wherever it was found.
+    std::rotate(circle.begin(), std::ranges::min_element(circle), circle.end());
     std::vector<std::string> names;
     std::ranges::transform(circle, std::back_inserter(names),
                            [this](std::size_t place) { return NameOf(*m_Newest[place]); });

@@ -85,8 +85,8 @@ class KVL_EXPORT sto_Store {
 
   /// Writes what bulk arrays have changed and not written, in one transaction, and closes the store; its
   /// arrays are detached. When it raises, the store is still open, and the arrays have what they had. Misuse
-  /// while a transaction is open, and in every operation after it. ReadOnly for a store that cannot be
-  /// written while an array of it is changed: drop the array first.
+  /// while a transaction is open, and in every operation after it. ReadOnly for a store that cannot be written
+  /// while an array of it is changed: drop the array first.
   void Close();
 
   /// The file of the store.
