@@ -93,6 +93,7 @@ set(KVL_STORE_SOURCES
   store/sto_BranchCopy.cpp
   store/sto_Catalogue.cpp
   store/sto_ChangedBase.cpp
+  store/sto_CheckClasses.cpp
   store/sto_Checksum.cpp
   store/sto_ClassInUse.cpp
   store/sto_Classes.cpp
@@ -169,10 +170,13 @@ set(KVL_PERSIST_TEST_SOURCES
   persist/cls_AgentProxy_test.cpp
   persist/cls_AgentRequest_test.cpp
   persist/cls_BackEndDefaults_test.cpp
+  persist/cls_BlobReader_test.cpp
+  persist/cls_BlobWriter_test.cpp
   persist/cls_Blob_test.cpp
   persist/cls_FieldHandle_test.cpp
   persist/cls_PC_test.cpp
   persist/cls_ReadVisitor_test.cpp
+  persist/cls_ReadsByValue_test.cpp
   persist/cls_VisitorAllocation_test.cpp
   persist/cls_VisitorScalars_test.cpp
   persist/cls_WriteCollectionCheck_test.cpp
@@ -255,6 +259,7 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_BulkArrays_test.cpp
   store/sto_CatalogueDamage_test.cpp
   store/sto_ChangedBase_test.cpp
+  store/sto_CheckClasses_test.cpp
   store/sto_CollectorAgents_test.cpp
   store/sto_CollectorDamage_test.cpp
   store/sto_Collector_test.cpp
@@ -300,6 +305,7 @@ set(KVL_STORE_TEST_SOURCES
 set(KVL_STORE_INTERNAL_TEST_SOURCES
   store/sto_Codec_test.cpp
   store/sto_CollectorFaults_test.cpp
+  store/sto_DroppedClasses_test.cpp
   store/sto_Fuzz_test.cpp
   store/sto_Hostile_test.cpp
   store/sto_IdentityMap_test.cpp
@@ -337,6 +343,10 @@ set(KVL_CONTRACT_TEST_SOURCES
   tests/contract/Shared_test.cpp
   tests/contract/Slots_test.cpp
   tests/support/StoreFile.cpp)
+
+# Sources that must not compile with a slip in them.
+set(KVL_COMPILE_SOURCES
+  tests/compile/ReadsByValue.cpp)
 
 # The fault campaign, one program for each kind of fault.
 set(KVL_FAULTS_SUPPORT_SOURCES

@@ -11,4 +11,6 @@ struct cls_AttributeMetadata {
   cls_AttributeType m_Type{};                            ///< type of the value, or of a collection's elements
   unsigned int m_TypeArg = 0;                            ///< kept as it is given; the library passes 1
   cls_CollectionType m_CollectionType = COLLECTION_NONE; ///< COLLECTION_NONE for a single value
+
+  friend bool operator==(cls_AttributeMetadata const& a, cls_AttributeMetadata const& b) noexcept = default;
 };

@@ -8,6 +8,15 @@
 #include "persist/cls_ReadVisitor.h"
 #include "platform/omni/omi_BtreeIterator.h"
 
+namespace {
+
+/// Adds a note unless it is there already: declarations are replayed, and their notes are not to grow.
+template <class T> void Note(std::vector<T>& notes, T const& note) {
+  if (std::ranges::find(notes, note) == notes.end()) notes.push_back(note);
+}
+
+} // namespace
+
 cls_ClassMetadata::cls_ClassMetadata(cow_String const& name, unsigned int classId, int version, CtorFn ctor,
                                      unsigned int baseClassId)
     : m_Name(name), m_ClassId(classId), m_BaseClassId(baseClassId), m_CtorFn(ctor), m_Version(version) {
@@ -36,8 +45,33 @@ void* cls_ClassMetadata::Ctor(cls_ReadVisitor const& reader) const {
 
 cls_ClassMetadata& cls_ClassMetadata::AddAttribute(cls_FieldHandle const& field, cls_AttributeType type,
                                                    unsigned int typeArg, cls_CollectionType collection) {
-  m_Attributes.Insert(field.Name(), {field.FieldId(), field.Name(), type, typeArg, collection});
+  cls_AttributeMetadata const attribute{field.FieldId(), field.Name(), type, typeArg, collection};
+  if (m_Attributes.Insert(field.Name(), attribute))
+    NoteNumber(attribute.m_FieldId);
+  else if (*FindAttribute(field.Name()) != attribute)
+    Note(m_DroppedAttributes, attribute);
   return *this;
+}
+
+void cls_ClassMetadata::NoteNumber(int number) noexcept {
+  if (number == -1) return;
+  std::uint64_t const bit = std::uint64_t{1} << (static_cast<unsigned int>(number) % 64);
+  m_MayShareNumbers = m_MayShareNumbers || (m_NumbersSeen & bit) != 0;
+  m_NumbersSeen |= bit;
+}
+
+void cls_ClassMetadata::NoteDropped(cls_ClassMetadata const& later) {
+  std::vector<DroppedClass> classes = m_DroppedClasses;
+  std::vector<cls_AttributeMetadata> attributes = m_DroppedAttributes;
+  if (later.m_Name != m_Name || later.m_BaseClassId != m_BaseClassId)
+    Note(classes, {later.m_Name, later.m_BaseClassId});
+  for (omi_BtreeIterator i(later.m_Attributes); !i.IsDone(); i.Next()) {
+    cls_AttributeMetadata const* const here = FindAttribute(i.Key());
+    if (here == nullptr || *here != i.Value()) Note(attributes, i.Value());
+  }
+  for (cls_AttributeMetadata const& dropped : later.m_DroppedAttributes) Note(attributes, dropped);
+  m_DroppedClasses.swap(classes);
+  m_DroppedAttributes.swap(attributes);
 }
 
 cls_ClassMetadata& cls_ClassMetadata::AddDtor(DtorFn dtor) {

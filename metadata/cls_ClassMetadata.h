@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "metadata/cls_AttributeMetadata.h"
 #include "platform/atr/atr_KeyOrder.h"
 #include "platform/cow/cow_COW.h"
@@ -20,7 +23,8 @@ class cls_WriteVisitor;
 ///         .AddAttribute(cls_FieldHandle(0, "m_Length"_cow), ATTR_DOUBLE, 1, COLLECTION_NONE);
 ///
 /// Invariants: 1. The base class ID differs from the class ID. 2. An attribute name occurs once; the first
-/// declaration stays.
+/// declaration stays. 3. What a later declaration said otherwise is noted, once; see DroppedClasses and
+/// DroppedAttributes.
 ///
 /// The order of the virtual operations is frozen. Thread rule: filled during single-threaded start-up, then
 /// only read, by any number of threads.
@@ -31,6 +35,13 @@ class KVL_EXPORT cls_ClassMetadata {
   /// Deletes the copy-on-write data of an object.
   using DtorFn = void (*)(cow_COW<int, cow_Direct<int>>* data);
   using Attributes = omi_Btree<cow_String, cls_AttributeMetadata>;
+  /// The name and the base class of a registration.
+  struct DroppedClass {
+    cow_String m_Name;
+    unsigned int m_BaseClassId;
+
+    friend bool operator==(DroppedClass const& a, DroppedClass const& b) noexcept = default;
+  };
 
   /// The class ID that stands for "no base class": the root of every hierarchy.
   static constexpr unsigned int RootClassId = 1;
@@ -58,7 +69,8 @@ class KVL_EXPORT cls_ClassMetadata {
   virtual void* Ctor(cls_ReadVisitor const& reader) const;
 
   /// Declares an attribute under the handle's number and name. A name that is declared already stays as it
-  /// was, without a word. `typeArg` is kept and not looked at.
+  /// was; when this declaration differs, it is noted (DroppedAttributes). `typeArg` is kept and not looked
+  /// at. Changes nothing when memory runs out.
   cls_ClassMetadata& AddAttribute(cls_FieldHandle const& field, cls_AttributeType type, unsigned int typeArg,
                                   cls_CollectionType collection);
 
@@ -73,6 +85,10 @@ class KVL_EXPORT cls_ClassMetadata {
 
   [[nodiscard]] cow_String const& Name() const noexcept { return m_Name; }
   [[nodiscard]] unsigned int ClassId() const noexcept { return m_ClassId; }
+  /// Whether two attributes may have one number; when it says no, none have. Costs nothing, so that whoever
+  /// checks many classes looks only into those that need it. -1 is no number.
+  [[nodiscard]] bool MayShareNumbers() const noexcept { return m_MayShareNumbers; }
+
   /// RootClassId for none.
   [[nodiscard]] unsigned int BaseClassId() const noexcept { return m_BaseClassId; }
   [[nodiscard]] int Version() const noexcept { return m_Version; }
@@ -85,7 +101,25 @@ class KVL_EXPORT cls_ClassMetadata {
   /// The attribute of a name, null when none is declared.
   [[nodiscard]] cls_AttributeMetadata const* FindAttribute(cow_String const& name) const noexcept;
 
+  /// The later registrations of this class version that had another name or another base class and were
+  /// dropped: each once, in their order. Constructor functions are not compared.
+  [[nodiscard]] std::vector<DroppedClass> const& DroppedClasses() const noexcept { return m_DroppedClasses; }
+
+  /// The later declarations of attributes that were dropped although they were not those that are here: under
+  /// a name that is here with something else, or, of a later registration that brought its attributes with
+  /// it, under one that was not here. Each once, in their order.
+  [[nodiscard]] std::vector<cls_AttributeMetadata> const& DroppedAttributes() const noexcept {
+    return m_DroppedAttributes;
+  }
+
  private:
+  friend class cls_ClassRegistrar;
+
+  /// Notes what a later registration of the same class version, which is dropped, has otherwise. Changes
+  /// nothing when memory runs out.
+  void NoteDropped(cls_ClassMetadata const& later);
+  void NoteNumber(int number) noexcept;
+
   cow_String m_Name;
   unsigned int m_ClassId;
   unsigned int m_BaseClassId;
@@ -94,6 +128,10 @@ class KVL_EXPORT cls_ClassMetadata {
   int m_TableExtentQuantum = 4;
   int m_Version;
   Attributes m_Attributes;
+  std::uint64_t m_NumbersSeen = 0; // a bit for each remainder of 64
+  bool m_MayShareNumbers = false;
+  std::vector<DroppedClass> m_DroppedClasses;
+  std::vector<cls_AttributeMetadata> m_DroppedAttributes;
 };
 
 /// How class metadata is shared: the last holder deletes it.

@@ -16,6 +16,7 @@
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
 #include "platform/omni/omi_BtreeIterator.h"
+#include "tests/support/HeapCount.h"
 #include "tests/support/RecordingBackEnd.h"
 
 namespace {
@@ -194,10 +195,71 @@ TEST_F(ClassMetadata, ASecondAttributeOfANameLeavesTheFirst) {
   EXPECT_EQ(attribute->m_CollectionType, COLLECTION_NONE);
 }
 
+TEST_F(ClassMetadata, ADeclarationThatIsDroppedBecauseItDiffersIsNoted) {
+  m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE);
+  EXPECT_TRUE(m_Metadata.DroppedAttributes().empty());
+  std::vector<cls_AttributeMetadata> const others{{2, "m_A"_cow, ATTR_INT, 1, COLLECTION_NONE},
+                                                  {-1, "m_A"_cow, ATTR_INT, 1, COLLECTION_NONE},
+                                                  {1, "m_A"_cow, ATTR_UINT, 1, COLLECTION_NONE},
+                                                  {1, "m_A"_cow, ATTR_INT, 2, COLLECTION_NONE},
+                                                  {1, "m_A"_cow, ATTR_INT, 1, COLLECTION_LIST_INT}};
+  for (cls_AttributeMetadata const& other : others)
+    m_Metadata.AddAttribute(cls_FieldHandle(other.m_FieldId, other.m_Name), other.m_Type, other.m_TypeArg,
+                            other.m_CollectionType);
+  EXPECT_EQ(m_Metadata.DroppedAttributes(), others);
+  EXPECT_EQ(m_Metadata.FindAttribute("m_A"_cow)->m_Type, ATTR_INT);
+}
+
+TEST_F(ClassMetadata, AnEqualRepeatIsNotNoted) {
+  for (int i = 0; i < 3; ++i)
+    m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
+        .AddAttribute(cls_FieldHandle("m_B"_cow), ATTR_STRING, 1, COLLECTION_LIST_STRING)
+        .AddAttribute(cls_FieldHandle(), ATTR_INT, 1, COLLECTION_NONE)
+        .AddAttribute(cls_FieldHandle(""_cow), ATTR_INT, 1, COLLECTION_NONE);
+  EXPECT_TRUE(m_Metadata.DroppedAttributes().empty());
+  EXPECT_TRUE(m_Metadata.DroppedClasses().empty());
+}
+
+TEST_F(ClassMetadata, ADroppedDeclarationIsNotedOnce) {
+  for (int i = 0; i < 3; ++i)
+    m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
+        .AddAttribute(cls_FieldHandle(2, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE);
+  EXPECT_EQ(m_Metadata.DroppedAttributes().size(), 1U);
+}
+
+TEST_F(ClassMetadata, ASecondAttributeWithoutNameIsNoted) {
+  m_Metadata.AddAttribute(cls_FieldHandle(0, ""_cow), ATTR_INT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(1, ""_cow), ATTR_INT, 1, COLLECTION_NONE);
+  ASSERT_EQ(m_Metadata.DroppedAttributes().size(), 1U);
+  EXPECT_EQ(m_Metadata.DroppedAttributes()[0].m_FieldId, 1);
+}
+
+TEST_F(ClassMetadata, AnEqualRepeatAllocatesNothing) {
+  cow_String const name("m_A");
+  m_Metadata.AddAttribute(cls_FieldHandle(1, name), ATTR_INT, 1, COLLECTION_NONE);
+  long long const before = HeapCount();
+  m_Metadata.AddAttribute(cls_FieldHandle(1, name), ATTR_INT, 1, COLLECTION_NONE);
+  EXPECT_EQ(HeapCount(), before);
+}
+
 TEST_F(ClassMetadata, AttributesOfOneNumberStandBesideEachOther) {
   m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
       .AddAttribute(cls_FieldHandle(1, "m_B"_cow), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_EQ(Names(), std::vector<std::string>({"m_A", "m_B"}));
+}
+
+TEST_F(ClassMetadata, SaysThatNumbersMayBeSharedWhenTheyAre) {
+  auto const add = [&](int number, char const* name) {
+    m_Metadata.AddAttribute(cls_FieldHandle(number, cow_String(name)), ATTR_INT, 1, COLLECTION_NONE);
+    return m_Metadata.MayShareNumbers();
+  };
+  EXPECT_FALSE(m_Metadata.MayShareNumbers());
+  EXPECT_FALSE(add(-1, "m_A"));
+  EXPECT_FALSE(add(-1, "m_B"));
+  for (int number = 0; number < 63; ++number) EXPECT_FALSE(add(number, std::to_string(number).c_str()));
+  EXPECT_FALSE(add(7, "7")); // a repeat
+  EXPECT_FALSE(add(8, "7")); // which is dropped
+  EXPECT_TRUE(add(7, "m_C"));
 }
 
 TEST_F(ClassMetadata, AttributesStandInTheByteOrderOfTheirNames) {

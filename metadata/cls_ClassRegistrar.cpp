@@ -59,7 +59,10 @@ cls_ClassMetadata& cls_ClassRegistrar::Register(cls_ClassMetadataHld const& fres
   cls_ClassMetadata const& metadata = *fresh.Ptr();
   cls_CIDVersion const key{metadata.ClassId(), metadata.Version()};
   bool const isNew = m_ByIdVersion.Insert(key, fresh);
-  if (!isNew) WarnOfDuplicate(metadata);
+  if (!isNew) {
+    m_ByIdVersion.ConstGet(key).Ptr()->NoteDropped(metadata);
+    WarnOfDuplicate(metadata);
+  }
   try {
     RegisterNewest(fresh);
   } catch (...) {

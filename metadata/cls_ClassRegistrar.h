@@ -29,6 +29,7 @@ class KVL_EXPORT cls_ClassRegistrar {
   using ConstGetCheck = void (*)(cls_ClassRegistrar const&, unsigned int const& classId);
   using GetClassMetadataCheck = void (*)(cls_ClassRegistrar const&, unsigned int const& classId, int version);
   using GetClassIDCheck = void (*)(cls_ClassRegistrar const&, cow_String const& name);
+  using Versions = omi_Btree<cls_CIDVersion, cls_ClassMetadataHld>;
 
   cls_ClassRegistrar() = default;
   /// Whoever keeps the registrar by reference, as a store does, must be gone: an assertion.
@@ -37,7 +38,8 @@ class KVL_EXPORT cls_ClassRegistrar {
   cls_ClassRegistrar& operator=(cls_ClassRegistrar const&) = delete;
 
   /// Makes and registers the metadata of a class; see cls_ClassMetadata's constructor. Returns what the
-  /// registry keeps for (classId, version): what was there already, if anything was.
+  /// registry keeps for (classId, version): what was there already, if anything was. That then notes what
+  /// this registration has otherwise (cls_ClassMetadata::DroppedClasses).
   cls_ClassMetadata& CreateClassMD(cow_String const& name, unsigned int classId, int version,
                                    cls_ClassMetadata::CtorFn ctor, unsigned int baseClassId);
 
@@ -89,6 +91,10 @@ class KVL_EXPORT cls_ClassRegistrar {
   /// Whether the registrar still lives, for whoever keeps it by reference; the registrar counts the holders.
   [[nodiscard]] std::shared_ptr<bool const> Lifetime() const noexcept { return m_Lives; }
 
+  /// Every version of every class, in the order of GetHistoryMDList. Shares nothing and allocates nothing, so
+  /// that threads may walk it at the same time. Valid until the next registration.
+  [[nodiscard]] Versions const& GetVersions() const noexcept { return m_ByIdVersion; }
+
   /// Install a check for the whole process, in the place of an earlier one; null for none.
   /// Thread rule: during single-threaded start-up.
   static void SetConstGetCheck(ConstGetCheck check) noexcept;
@@ -97,14 +103,13 @@ class KVL_EXPORT cls_ClassRegistrar {
 
  private:
   using ById = omi_Btree<unsigned int, cls_ClassMetadataHld>;
-  using ByIdVersion = omi_Btree<cls_CIDVersion, cls_ClassMetadataHld>;
 
   /// Changes nothing when memory runs out.
   cls_ClassMetadata& Register(cls_ClassMetadataHld const& fresh);
   void RegisterNewest(cls_ClassMetadataHld const& fresh);
 
   ById m_ById;
-  ByIdVersion m_ByIdVersion;
+  Versions m_ByIdVersion;
   cow_Btree<cow_String, unsigned int> m_IdByName;
   std::shared_ptr<bool> m_Lives = std::make_shared<bool>(true);
 };

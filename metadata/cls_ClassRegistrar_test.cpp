@@ -16,6 +16,7 @@
 
 #include "persist/cls_FieldHandle.h"
 #include "persist/cls_ReadVisitor.h"
+#include "platform/omni/omi_BtreeIterator.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/HeapCount.h"
 
@@ -521,6 +522,92 @@ TEST_F(ClassRegistrar, MetadataThatCannotBeHeldIsDeleted) {
   EXPECT_EQ(Alive(), 0);
   EXPECT_FALSE(m_Registrar->ClassIsPresent(100));
   EXPECT_FALSE(m_Registrar->ClassVersionIsPresent(100, 2));
+}
+
+// --- What was dropped.
+
+TEST_F(ClassRegistrar, ARepeatedRegistrationWithAnotherNameOrBaseIsNoted) {
+  cls_ClassMetadata const& bolt = m_Registrar->CreateClassMD("Bolt"_cow, 100, 2, nullptr, 50);
+  m_Registrar->CreateClassMD("Nut"_cow, 100, 2, nullptr, 50);
+  m_Registrar->AddClassMD(new CountedMetadata("Bolt"_cow, 100, 2, 60));
+  m_Registrar->AddClassMD(new CountedMetadata("Screw"_cow, 100, 2, 1));
+  EXPECT_EQ(bolt.DroppedClasses(), (std::vector<cls_ClassMetadata::DroppedClass>{
+                                       {"Nut"_cow, 50}, {"Bolt"_cow, 60}, {"Screw"_cow, 1}}));
+  EXPECT_EQ(bolt.Name(), "Bolt");
+  EXPECT_EQ(bolt.BaseClassId(), 50U);
+  EXPECT_EQ(Alive(), 0);
+}
+
+TEST_F(ClassRegistrar, WhatStaysIsWhatCameFirst) {
+  cls_ClassMetadata const& nut = m_Registrar->CreateClassMD("Nut"_cow, 100, 2, nullptr, 60);
+  m_Registrar->CreateClassMD("Bolt"_cow, 100, 2, nullptr, 50);
+  EXPECT_EQ(nut.DroppedClasses(), (std::vector<cls_ClassMetadata::DroppedClass>{{"Bolt"_cow, 50}}));
+}
+
+TEST_F(ClassRegistrar, EqualRepeatsAreNotNoted) {
+  for (int i = 0; i < 3; ++i) {
+    m_Registrar->CreateClassMD("Bolt"_cow, 100, 2, i == 0 ? &Build : nullptr, 50)
+        .AddAttribute(cls_FieldHandle(0, "m_Length"_cow), ATTR_DOUBLE, 1, COLLECTION_NONE);
+    m_Registrar->AddClassMD(new cls_ClassMetadata(cow_String(std::string("Bolt")), 100, 2, nullptr, 50));
+  }
+  EXPECT_TRUE(m_Registrar->ConstGet(100).DroppedClasses().empty());
+  EXPECT_TRUE(m_Registrar->ConstGet(100).DroppedAttributes().empty());
+}
+
+TEST_F(ClassRegistrar, AnotherVersionIsNoRepeat) {
+  m_Registrar->CreateClassMD("Bolt"_cow, 100, 2, nullptr, 50);
+  EXPECT_TRUE(m_Registrar->CreateClassMD("Nut"_cow, 100, 3, nullptr, 60).DroppedClasses().empty());
+  EXPECT_TRUE(m_Registrar->GetClassMetadata(100, 2).DroppedClasses().empty());
+}
+
+TEST_F(ClassRegistrar, ADroppedRegistrationIsNotedOnce) {
+  Register("Bolt", 100, 2);
+  for (int i = 0; i < 3; ++i) Register("Nut", 100, 2);
+  EXPECT_EQ(m_Registrar->ConstGet(100).DroppedClasses().size(), 1U);
+}
+
+TEST_F(ClassRegistrar, ADifferingAttributeOfARepeatedRegistrationIsNoted) {
+  cls_FieldHandle const field(0, "m_Length"_cow);
+  Register("Bolt", 100, 2).AddAttribute(field, ATTR_DOUBLE, 1, COLLECTION_NONE);
+  Register("Bolt", 100, 2).AddAttribute(field, ATTR_FLOAT, 1, COLLECTION_NONE);
+  ASSERT_EQ(m_Registrar->ConstGet(100).DroppedAttributes().size(), 1U);
+  EXPECT_EQ(m_Registrar->ConstGet(100).DroppedAttributes()[0].m_Type, ATTR_FLOAT);
+}
+
+TEST_F(ClassRegistrar, AttributesThatCameWithDroppedMetadataAreNoted) {
+  auto const add = [&](cls_AttributeType type, char const* more) {
+    auto* const metadata = new cls_ClassMetadata("Bolt"_cow, 100, 2, nullptr, 1);
+    metadata->AddAttribute(cls_FieldHandle(0, "m_Length"_cow), type, 1, COLLECTION_NONE)
+        .AddAttribute(cls_FieldHandle(1, cow_String(more)), ATTR_INT, 1, COLLECTION_NONE);
+    m_Registrar->AddClassMD(metadata);
+  };
+  add(ATTR_DOUBLE, "m_Count");
+  add(ATTR_DOUBLE, "m_Count");
+  EXPECT_TRUE(m_Registrar->ConstGet(100).DroppedAttributes().empty());
+  add(ATTR_FLOAT, "m_Number");
+  EXPECT_EQ(m_Registrar->ConstGet(100).DroppedAttributes(),
+            (std::vector<cls_AttributeMetadata>{{0, "m_Length"_cow, ATTR_FLOAT, 1, COLLECTION_NONE},
+                                                {1, "m_Number"_cow, ATTR_INT, 1, COLLECTION_NONE}}));
+  EXPECT_EQ(m_Registrar->ConstGet(100).GetAttributes().Count(), 2U);
+}
+
+TEST_F(ClassRegistrar, WhatDroppedMetadataHadDroppedItselfIsNoted) {
+  Register("Bolt", 100, 2);
+  auto* const metadata = new cls_ClassMetadata("Bolt"_cow, 100, 2, nullptr, 1);
+  for (cls_AttributeType const type : {ATTR_INT, ATTR_FLOAT})
+    metadata->AddAttribute(cls_FieldHandle(0, "m_Length"_cow), type, 1, COLLECTION_NONE);
+  EXPECT_EQ(m_Registrar->AddClassMD(metadata).DroppedAttributes().size(), 2U);
+}
+
+TEST_F(ClassRegistrar, VersionsAreWalkedInTheOrderOfTheHistory) {
+  cls_ClassMetadata const& older = Register(5, 1);
+  Register(9, 1);
+  Register(5, 2);
+  Pairs pairs;
+  for (omi_BtreeIterator i(m_Registrar->GetVersions()); !i.IsDone(); i.Next())
+    pairs.emplace_back(i.Key().m_ClassId, i.Value().Ptr()->Version());
+  EXPECT_EQ(pairs, PairsOf(m_Registrar->GetHistoryMDList()));
+  EXPECT_EQ(m_Registrar->GetVersions().ConstGet({5, 1}).Ptr(), &older);
 }
 
 // --- Lists.

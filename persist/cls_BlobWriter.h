@@ -1,5 +1,6 @@
 #pragma once
 
+#include "persist/cls_AgentBlob.h"
 #include "persist/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
 

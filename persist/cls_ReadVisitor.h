@@ -13,6 +13,11 @@
 ///           m_Thread(cls_ReadVisitor(visitor, cls_FieldHandle(1, "m_Thread"_cow))),
 ///           m_Uid(visitor.GetUid()) {}
 ///
+/// Take it by reference. A constructor or function that takes it by value gets a copy, which reads the
+/// base-class part, where the fields of the object are absent: every value is then its default. Type adapters
+/// and the database module do not compile for a class whose reading constructor does that; functions are not
+/// seen.
+///
 /// A visitor without memento reads nothing. The visitor owns its memento when the memento needs deletion.
 /// Cost: on the stack, no allocation of its own; each access is one virtual call.
 /// Thread rule: one thread. Errors: what the back end raises passes through.

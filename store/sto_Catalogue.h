@@ -20,7 +20,7 @@ class sto_Catalogue {
  public:
   /// `registrar` must outlive the catalogue; see sto_Classes. `location` is the store's, for messages.
   sto_Catalogue(cls_ClassRegistrar const& registrar, std::string location)
-      : m_Location(std::move(location)), m_Classes(registrar, m_Location) {}
+      : m_Location(std::move(location)), m_Classes(registrar) {}
 
   [[nodiscard]] sto_Classes const& Classes() const noexcept { return m_Classes; }
 

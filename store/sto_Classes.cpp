@@ -1,10 +1,7 @@
 #include "store/sto_Classes.h"
 
-#include <string>
-
 #include "errors/nex_ClassMetadata.h"
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "platform/omni/omi_BtreeIterator.h"
 #include "store/sto_Exception.h"
 #include "wrappers/cls_xpString.h"
 #include "wrappers/cls_xpTrString.h"
@@ -35,28 +32,17 @@ void DeclareOwnException(cls_ClassRegistrar& registrar) {
       .AddAttribute(cls_FieldHandle(1, "m_Value"_cow), ATTR_TRSTRING, 1, COLLECTION_NONE);
 }
 
-std::string NameOf(cls_ClassMetadata const& metadata) {
-  return std::string(metadata.Name().View());
-}
-
 } // namespace
 
-sto_Classes::sto_Classes(cls_ClassRegistrar const& program, std::string const& location)
-    : m_Program(program) {
-  DeclareCollections(m_Library);
-  DeclareStrings(m_Library);
-  DeclareOwnException(m_Library);
-  for (cls_MetadataRegistrar::InitFn const declare : nex_ClassMetadata::InOrder()) declare(m_Library);
+sto_Classes::sto_Classes(cls_ClassRegistrar const& program) : m_Program(program) {
+  DeclareLibrary(m_Library);
+}
 
-  cow_1DArray<cls_ClassMetadataHld> const own = m_Library.GetMDList();
-  for (int i = 0; i < own.Length(); ++i) {
-    cls_ClassMetadata const& library = *own.ConstGet(i).Ptr();
-    if (!program.ClassIsPresent(library.ClassId())) continue;
-    cls_ClassMetadata const& other = program.ConstGet(library.ClassId());
-    if (other.Name() != library.Name())
-      sto_Raise(sto_ErrorKind::Misuse, location + ": Class " + NameOf(other) +
-                                           " of the program has the class ID of " + NameOf(library) + ".");
-  }
+void sto_Classes::DeclareLibrary(cls_ClassRegistrar& registrar) {
+  DeclareCollections(registrar);
+  DeclareStrings(registrar);
+  DeclareOwnException(registrar);
+  for (cls_MetadataRegistrar::InitFn const declare : nex_ClassMetadata::InOrder()) declare(registrar);
 }
 
 cls_ClassRegistrar const& sto_Classes::RegistrarOf(unsigned int classId) const {

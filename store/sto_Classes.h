@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "metadata/cls_ClassRegistrar.h"
@@ -13,9 +12,12 @@
 /// Thread rule: the thread of the session.
 class sto_Classes {
  public:
-  /// `program` must outlive the object and be complete. Misuse when it has one of the library's class IDs
-  /// under another name. `location` stands before messages.
-  sto_Classes(cls_ClassRegistrar const& program, std::string const& location);
+  /// `program` must outlive the object and be complete; whether it is without mistakes is not looked at
+  /// (sto_CheckClasses).
+  explicit sto_Classes(cls_ClassRegistrar const& program);
+
+  /// Declares the library's classes.
+  static void DeclareLibrary(cls_ClassRegistrar& registrar);
 
   /// The newest version of a class, null for an unknown class.
   [[nodiscard]] cls_ClassMetadata const* Newest(unsigned int classId) const;

@@ -10,6 +10,7 @@
 
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/cls_ReadVisitor.h"
+#include "persist/cls_ReadsByValue.h"
 #include "persist/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
 
@@ -84,9 +85,18 @@ KVL_EXPORT void sto_HoldUnfinished(cls_ReadVisitor const& visitor, std::type_ind
 /// Forgets an object whose construction failed, and those that were built within it.
 KVL_EXPORT void sto_ForgetShared(cls_ReadVisitor const& visitor) noexcept;
 
+/// Refuses to compile a class that would read the base-class part instead of itself.
+template <class T> constexpr void sto_CheckReadsByReference() {
+  static_assert(
+      !cls_ReadsByValue<T> && !cls_ReadsByValue<T, std::nullptr_t>,
+      "The reading constructor takes its cls_ReadVisitor by value, which reads the base-class part: "
+      "take cls_ReadVisitor const&.");
+}
+
 /// A new object, read by T's own constructor from a visitor (or from a visitor and an owner's identity, given
 /// none); null for a class that has neither, as an abstract one.
 template <class T> [[nodiscard]] std::unique_ptr<T> sto_ConstructItself(cls_ReadVisitor const& visitor) {
+  sto_CheckReadsByReference<T>();
   if constexpr (std::is_constructible_v<T, cls_ReadVisitor const&>)
     return std::unique_ptr<T>(new T(visitor));
   else if constexpr (std::is_constructible_v<T, cls_ReadVisitor const&, std::nullptr_t>)
@@ -134,6 +144,7 @@ template <class T>
 
 /// Builds a shared object whose address is known before, so that a cycle can lead back to it.
 template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructInPlace(cls_ReadVisitor const& visitor) {
+  sto_CheckReadsByReference<T>();
   struct Place {
     ~Place() {
       if (m_IsBuilt) Address()->~T();

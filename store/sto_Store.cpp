@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "store/sqlite/sto_SqliteDriver.h"
+#include "store/sto_CheckClasses.h"
 #include "store/sto_Collector.h"
 #include "store/sto_MementoRead.h"
 #include "store/sto_MementoWrite.h"
@@ -59,6 +60,14 @@ void CheckOtherRoots(sto_Session& session, std::string_view root, std::int64_t i
   }
 }
 
+/// Misuse, with all there is to say at once: a slip in a declaration would be found in stores for ever.
+void RefuseMistakes(std::string const& location, cls_ClassRegistrar const& registrar) {
+  std::string message;
+  for (std::string const& mistake : sto_CheckClasses(registrar, sto_ClassChecks::Refused))
+    message += (message.empty() ? "" : " ") + mistake;
+  if (!message.empty()) sto_Raise(sto_ErrorKind::Misuse, location + ": " + message);
+}
+
 /// The shared objects of a load go with it, unless a scope keeps them.
 class OneLoad {
  public:
@@ -85,6 +94,7 @@ sto_Store::~sto_Store() = default;
 
 sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                           sto_Options const& options) {
+  RefuseMistakes(location, registrar);
   std::unique_ptr<sto_Driver> driver =
       mode == sto_Mode::Create ? sto_SqliteDriver::Create(location, options)
                                : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly, options);

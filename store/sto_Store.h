@@ -63,12 +63,17 @@ class KVL_EXPORT sto_Store {
   /// Opens the store in file `location` for a program with the classes of `registrar`, which is complete and
   /// outlives the store. It need not hold the library's own classes (exceptions, strings, lists).
   /// NotFound: no file there, or no store in it (the file is left as it is). Conflict: Create and something
-  /// is there. NewerFormat: written by a newer version of this module. Misuse: a class of the registrar has
-  /// the ID of one of the library's. Damaged, ReadOnly, Busy, Unavailable.
+  /// is there. NewerFormat: written by a newer version of this module. Damaged, ReadOnly, Busy, Unavailable.
+  /// Misuse, before the file is touched: the registrar has declarations that can only be slips, as one name
+  /// for two classes, one number for two attributes, a repeated registration that differs, or a circle of
+  /// base classes. The message has all of them; sto_CheckClasses.h has the list.
   /// Misuse for options that are none (some matter to Create only, some each time), and for a location with a
   /// NUL character.
   static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                         sto_Options const& options = {});
+  /// A registrar that would go before the store does.
+  static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const&& registrar,
+                        sto_Options const& options = {}) = delete;
 
   /// The store of a session that the module itself has made, over a driver of its choice.
   explicit sto_Store(std::unique_ptr<sto_Session> session) noexcept;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "persist/adapters/cls_AbsTypeAdapter.h"
+#include "persist/cls_ReadsByValue.h"
 
 /// Class metadata of a concrete persisted class `T`: writes, deletes and builds objects of it.
 /// `T` has a constructor from `cls_ReadVisitor const&`, besides what cls_AbsTypeAdapter asks.
@@ -12,5 +13,11 @@ template <class T> class cls_TypeAdapter : public cls_AbsTypeAdapter<T> {
   ~cls_TypeAdapter() override = default;
 
   /// A new `T`, read from `reader`; the caller's. What the constructor throws passes.
-  void* Ctor(cls_ReadVisitor const& reader) const override { return new T(reader); }
+  void* Ctor(cls_ReadVisitor const& reader) const override {
+    static_assert(
+        !cls_ReadsByValue<T>,
+        "The reading constructor takes its cls_ReadVisitor by value, which reads the base-class part: "
+        "take cls_ReadVisitor const&.");
+    return new T(reader);
+  }
 };

@@ -153,7 +153,7 @@ inline void DeclareScripted(cls_ClassRegistrar& registrar,
   auto const declare = [&](int number, std::string const& name, cls_CollectionType collection) {
     scripted.AddAttribute(cls_FieldHandle(number, cow_String(name)), AnyType, 1, collection);
   };
-  int number = 0;
+  int number = 1000; // beyond those of the fields without name
   for (char const* const name :
        {"After",  "Back",      "Bad",      "Before", "Bytes", "Char",      "Child", "Double", "Field",
         "Float",  "Good",      "Greatest", "Held",   "Int",   "Label",     "Late",  "Least",  "Left",
@@ -164,7 +164,7 @@ inline void DeclareScripted(cls_ClassRegistrar& registrar,
   for (int i = 0; i < 300; ++i) declare(i, "m_" + std::to_string(i), COLLECTION_NONE);
   for (int const extreme : {-1, std::numeric_limits<int>::max()})
     declare(extreme, "m_Extreme" + std::to_string(extreme), COLLECTION_NONE);
-  for (char const* const name : {"m_List", "m_First", "m_Second"}) declare(-2, name, COLLECTION_LIST_INT);
+  for (char const* const name : {"m_List", "m_First", "m_Second"}) declare(number++, name, COLLECTION_LIST_INT);
 }
 
 /// The classes of the tests: each in the version that the tests write.
