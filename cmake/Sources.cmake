@@ -375,6 +375,9 @@ set(KVL_DOCUMENT_README_SOURCES
 set(KVL_DOCUMENT_HISTORY_SOURCES
   tests/documents/HistoryMain.cpp)
 
+set(KVL_DOCUMENT_DECLARING_SOURCES
+  tests/documents/DeclaringMain.cpp)
+
 set(KVL_DOCUMENTS_TEST_SOURCES
   tests/documents/Documents_test.cpp
   tests/support/StoreFile.cpp)

@@ -40,3 +40,7 @@ TEST_F(Documents, ReadmeProgramNamesAFileThatIsNoStore) {
 TEST_F(Documents, HistoryOfReadmeIsInTheStore) {
   ExpectOutput(DOCUMENT_HISTORY, "6000 temperatures, the last 2000\n");
 }
+
+TEST_F(Documents, EachKindOfMemberOfDeclaringClassesComesBack) {
+  ExpectOutput(DOCUMENT_DECLARING, "30 members and 4 classes came back\n");
+}
