@@ -3,7 +3,7 @@
 #include "examples/evolution/evo_Member.h"
 
 // What program versions 4 and 5 know of beams of versions 1 to 3, which have the base class Part: how they
-// stand in a store, and how one becomes a beam of today.
+// are stored, and how one becomes a beam of today.
 //
 // Each of these versions is declared, version 1 as well. The metadata of version 4 has another base class, so
 // it cannot read what the older ones wrote, and the store refuses to try.

@@ -67,6 +67,7 @@ void Run() {
   std::unique_ptr<Result> const stored = store.Load<Result>("result");
   int const count = stored->m_History.Size();
   std::cout << count << " temperatures, the last " << stored->m_History.ConstGet(count - 1) << '\n';
+  stored->m_History.Release();
 }
 
 } // namespace

@@ -4,9 +4,8 @@
     blocks.py [--root DIR] extract OUTPUT    writes each block, and each table of code, to a file under OUTPUT
     blocks.py [--root DIR] check             one line a finding, exit status 1 when there is any
 
-A block is what stands between ```cpp and ```. It is known by its document, the heading that it stands under, and
-its number there: the first one under `## Building` in README.md is `README/building-1`. A program in this folder
-takes it, to the byte, with `#include <blocks/README/building-1>`. A block that repeats code of an example is a quote
+A block is what is between ```cpp and ```. It is known by its document, the heading above it, and its number there:
+the first one under `## Building` in README.md is `README/building-1`. A program in this folder takes it, to the byte, with `#include <blocks/README/building-1>`. A block that repeats code of an example is a quote
 instead: QUOTES names the source file, which must contain it.
 
 A table is handed over when all of its cells in the first row are code. It becomes one line a row,
