@@ -386,3 +386,17 @@ set(KVL_FAULTS_TEST_SOURCES
   tests/faults/ModelScript.cpp
   tests/faults/ModelShrink.cpp
   tests/support/StorePowerVfs.cpp)
+
+# Programs of the C++ blocks in the documents, and the test that runs them.
+set(KVL_DOCUMENT_README_SOURCES
+  tests/documents/ReadmeMain.cpp)
+
+set(KVL_DOCUMENT_HISTORY_SOURCES
+  tests/documents/HistoryMain.cpp)
+
+set(KVL_DOCUMENT_DECLARING_SOURCES
+  tests/documents/DeclaringMain.cpp)
+
+set(KVL_DOCUMENTS_TEST_SOURCES
+  tests/documents/Documents_test.cpp
+  tests/support/StoreFile.cpp)

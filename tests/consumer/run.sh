@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs a finished build tree, moves the installation, and builds and runs a small project on it:
+# Installs a finished build tree, moves the installation, and builds and runs two small projects on it, ours and
+# the one that README.md tells its readers to make:
 #   tests/consumer/run.sh build/dev
 set -euo pipefail
 
@@ -26,4 +27,13 @@ if [[ -n "$strays" ]]; then
   printf 'consumer: libraries from elsewhere:\n%s\n' "$strays" >&2
   exit 1
 fi
+
+mkdir "$work/bolts"
+awk '/^```cmake$/ { on = 1; next } /^```$/ { on = 0 } on' "$here/../../README.md" >"$work/bolts/CMakeLists.txt"
+awk '/^## / { here = $0 == "## A persisted class" } /^```cpp$/ { on = here; next } /^```$/ { on = 0 } on' \
+  "$here/../../README.md" >"$work/bolts/main.cpp"
+cmake -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/prefix" \
+  -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
+cmake --build "$work/bolts/build"
+(cd "$work/bolts" && build/bolts && build/bolts)
 echo "consumer: the installed package works"

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "examples/evolution/evo_Member.h"
+#include "examples/evolution/evo_OldBeams.h"
+
+#include <memory>
+
+// Class Beam as program version 4 has it: version 4. It derives from Member, which has taken over the
+// density, and Member from Part.
+//
+// A record of version 4 has three parts, Beam, Member and Part; one of an earlier version has two, Beam and
+// Part. Both are read from the first part down, so the earlier versions need readers of their own:
+// evo_OldBeams.
+class evo_BeamV4 : public evo_Member {
+ public:
+  static constexpr unsigned int TypeId() noexcept { return 0x650001; }
+
+  // `lineLoad` in N/m, the same all along the beam; `length` in mm.
+  evo_BeamV4(cow_String name, Material const& material, double length, double lineLoad);
+  explicit evo_BeamV4(cls_ReadVisitor const& visitor);
+
+  // The stored beam of a version before 4.
+  evo_BeamV4(cls_ReadVisitor const& visitor, evo_OldBeams::Values const& values);
+
+  void DBWrite(cls_WriteVisitor const& visitor) const override;
+  static void Declare(cls_ClassRegistrar& registrar);
+
+  // The beam that the program's command `write` saves.
+  static std::unique_ptr<evo_BeamV4> Example();
+
+  void Print() const;
+
+ private:
+  double m_Length;   // mm
+  double m_LineLoad; // N/m
+  cls_Uid m_Uid;
+};

@@ -1,0 +1,46 @@
+// Runs the programs that the documents' blocks of C++ make, each in a folder of its own.
+
+#include <gtest/gtest.h>
+
+#include "tests/support/ProgramRun.h"
+#include "tests/support/StoreFile.h"
+
+namespace {
+
+class Documents : public StoreFileTest {
+ protected:
+  // Runs a program in the test's folder.
+  Outcome Run(std::string const& program) {
+    return RunToItsEnd("cd '" + Folder().string() + "' && " + program, Folder());
+  }
+
+  void ExpectOutput(std::string const& program, std::string const& expected) {
+    Outcome const outcome = Run(program);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, expected);
+    EXPECT_EQ(outcome.err, "");
+  }
+};
+
+} // namespace
+
+TEST_F(Documents, ReadmeProgramFindsInItsSecondRunWhatItsFirstHasSaved) {
+  ExpectOutput(DOCUMENT_README, "Saved a bolt of 80 mm.\n");
+  ExpectOutput(DOCUMENT_README, "Found a bolt of 80 mm.\n");
+}
+
+TEST_F(Documents, ReadmeProgramNamesAFileThatIsNoStore) {
+  WriteFile(Path("bolts.kvs"), "80 mm\n");
+  Outcome const outcome = Run(DOCUMENT_README);
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_TRUE(outcome.err.starts_with("bolts.kvs: ")) << outcome.err;
+}
+
+TEST_F(Documents, HistoryOfReadmeIsInTheStore) {
+  ExpectOutput(DOCUMENT_HISTORY, "6000 temperatures, the last 2000\n");
+}
+
+TEST_F(Documents, EachKindOfMemberOfDeclaringClassesComesBack) {
+  ExpectOutput(DOCUMENT_DECLARING, "30 members and 4 classes came back\n");
+}
