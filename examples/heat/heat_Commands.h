@@ -1,6 +1,7 @@
 #pragma once
 
-#include <stdexcept>
+#include "examples/shared/exa_Program.h"
+
 #include <string>
 #include <vector>
 
@@ -8,10 +9,7 @@ struct heat_TransientPlan;
 
 // The program was called with something that cannot be: a file that is not there, or one that is there
 // already.
-class heat_CallError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+using heat_CallError = exa_CallError;
 
 // What the program does. Each prints its result to standard output and throws on failure: heat_CallError,
 // heat_InputError, heat_ProblemError, heat_ModelError, heat_PlotError, nex_Exception.

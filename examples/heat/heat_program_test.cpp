@@ -100,6 +100,27 @@ TEST_F(HeatProgram, NoticesDamagedBytes) {
   ExpectOneLine(Run("report " + Path("damaged.kvs").string()), 1, "damaged");
 }
 
+TEST_F(HeatProgram, FullStandardOutputIsAnErrorOfEachCommand) {
+  std::string const steady = Path("steady.kvs").string();
+  std::string const run = Path("run.kvs").string();
+  std::string const plan = " --steps 6 --dt 60 --checkpoint 2";
+  auto const refused = [&](std::string const& call) {
+    ExpectOneLine(RunWithoutOutput(call), 1, "standard output cannot be written: No space left on device");
+  };
+  refused("analyse " + Data("mixed.msh") + " --store " + steady);
+  refused("transient " + Data("mixed.msh") + " --store " + run + plan);
+  refused("report " + steady);
+  refused("report " + steady + " --plot " + Path("plot.svg").string());
+  refused("history " + run);
+  refused("compare " + run + " " + run);
+  refused("resume " + run + " --steps 8");
+  refused("--help");
+  refused("report --help");
+  // What was saved before stays saved.
+  EXPECT_NE(Run("history " + run).out.find("8 of 8\n"), std::string::npos);
+  EXPECT_EQ(Run("report " + steady).status, 0);
+}
+
 TEST_F(HeatProgram, ExplainsHowItIsCalled) {
   Outcome const help = Run("--help");
   EXPECT_EQ(help.status, 0);

@@ -27,6 +27,11 @@ class HeatProgramTest : public testing::Test {
     return RunToItsEnd(std::string(HEAT_PROGRAM) + " " + arguments, m_Folder);
   }
 
+  /// The same, with a standard output that takes nothing.
+  Outcome RunWithoutOutput(std::string const& arguments) const {
+    return RunWithFullOutput(std::string(HEAT_PROGRAM) + " " + arguments, m_Folder);
+  }
+
   Outcome Analyse(std::string const& mesh, std::string const& store) const {
     return Run("analyse " + mesh + " --store " + Path(store).string());
   }
