@@ -21,10 +21,10 @@ class heat_Stopwatch {
   std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
 };
 
-// Takes a new store away again unless everything has worked.
+// A new store, made where symbolic links lead. It is taken away again unless everything has worked.
 class heat_NewStore {
  public:
-  explicit heat_NewStore(std::string path);
+  explicit heat_NewStore(std::string const& path);
   heat_NewStore(heat_NewStore const&) = delete;
   heat_NewStore& operator=(heat_NewStore const&) = delete;
   ~heat_NewStore();
@@ -44,8 +44,12 @@ sto_Store heat_OpenToRead(std::string const& path);
 // The last part of a path.
 std::string heat_FileName(std::string const& path);
 
-// Refuses, as heat_CallError, a mesh that is not there and a store that is there already.
+// Refuses, as heat_CallError, a mesh that is not there, and a store that is there already or cannot be made.
 void heat_CheckPaths(std::string const& meshPath, std::string const& storePath);
+
+// Refuses, as heat_CallError, a plot that cannot be written or would take the place of the store that it is
+// made of. An empty path is no plot.
+void heat_CheckPlotPath(std::string const& plotPath, std::string const& storePath);
 
 // A row of a table on standard output.
 void heat_PrintRow(char const* label, std::string const& value);

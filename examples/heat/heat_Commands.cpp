@@ -7,6 +7,7 @@
 #include "examples/heat/heat_MshReader.h"
 #include "examples/heat/heat_Progress.h"
 #include "examples/heat/heat_SvgPlot.h"
+#include "examples/heat/heat_TransientModel.h"
 #include "store/sto_Store.h"
 
 #include <algorithm>
@@ -82,8 +83,11 @@ void heat_Commands::Analyse(std::string const& meshPath, std::string const& stor
 }
 
 void heat_Commands::Report(std::string const& storePath, std::string const& plotPath) {
+  heat_CheckPlotPath(plotPath, storePath);
   heat_Stopwatch const loading;
-  sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadOnly, heat_Classes());
+  sto_Store store = heat_OpenToRead(storePath);
+  if (!store.HasRoot(heat_AnalysisModel::Root) && store.HasRoot(heat_TransientModel::Root))
+    throw heat_CallError(storePath + ": this is a run over time; see it with heat history " + storePath);
   std::shared_ptr<heat_AnalysisModel> const analysis =
       store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root);
   heat_MeshData const mesh = analysis->Mesh().ToData();

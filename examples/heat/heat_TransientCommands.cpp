@@ -226,6 +226,7 @@ bool heat_Commands::Compare(std::string const& firstPath, std::string const& sec
 
 void heat_Commands::History(std::string const& storePath, std::vector<int> const& nodeTags,
                             std::string const& plotPath, bool showMemory) {
+  heat_CheckPlotPath(plotPath, storePath);
   sto_Store store = heat_OpenToRead(storePath);
   auto const run = LoadRun(store);
   heat_MeshData const mesh = run->Mesh().ToData();

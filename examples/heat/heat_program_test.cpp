@@ -1,6 +1,7 @@
 // Runs the program as a person would: every call is a process of its own.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -77,6 +78,71 @@ TEST_F(HeatProgram, LeavesAStoreThatExistsAsItIs) {
   std::string const before = Contents(Path("bracket.kvs"));
   ExpectOneLine(Analyse(Data("block.msh"), "bracket.kvs"), 2, "bracket.kvs: the file exists already");
   EXPECT_EQ(Contents(Path("bracket.kvs")), before);
+}
+
+TEST_F(HeatProgram, RefusesToMakeAStoreThatWouldBeNoRegularFile) {
+  fs::create_symlink("/dev/null", Path("link"));
+  fs::create_directory(Path("folder"));
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  for (std::string const& store : {std::string("/dev/null"), std::string("/dev/full"), Path("link").string(),
+                                   Path("folder").string(), Path("pipe").string()})
+    for (std::string const& call : {"analyse " + Data("mixed.msh") + " --store " + store,
+                                    "transient " + Data("mixed.msh") + " --steps 6 --dt 60 --store " + store})
+      ExpectOneLine(Run(call), 2, "heat: " + store + ": cannot be written: it ");
+  ExpectOneLine(Analyse(Data("mixed.msh"), "no/new.kvs"), 2, "new.kvs: cannot be written: No such file");
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+  EXPECT_TRUE(fs::is_symlink(Path("link")));
+}
+
+TEST_F(HeatProgram, MakesTheStoreThatALinkLeadsTo) {
+  fs::create_directory(Path("folder"));
+  fs::create_symlink("folder/new.kvs", Path("link.kvs"));
+  ASSERT_EQ(Analyse(Data("mixed.msh"), "link.kvs").status, 0);
+  EXPECT_TRUE(fs::is_symlink(Path("link.kvs")));
+  EXPECT_EQ(Run("report " + Path("folder/new.kvs").string()).status, 0);
+  ExpectOneLine(Analyse(Data("mixed.msh"), "link.kvs"), 2, "link.kvs: the file exists already");
+  EXPECT_TRUE(fs::is_symlink(Path("link.kvs")));
+}
+
+TEST_F(HeatProgram, RefusesAPlotThatWouldBeNoRegularFileBeforeItReads) {
+  ASSERT_EQ(Analyse(Data("mixed.msh"), "steady.kvs").status, 0);
+  fs::create_directory(Path("folder"));
+  ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+  for (std::string const& plot : {std::string("/dev/null"), std::string("/dev/full"), Path("folder").string(),
+                                  Path("pipe").string(), Path("no/plot.svg").string()}) {
+    ExpectOneLine(Run("report " + Path("steady.kvs").string() + " --plot " + plot), 2,
+                  "heat: " + plot + ": cannot be written: ");
+    // Even before it looks for the store.
+    ExpectOneLine(Run("history " + Path("none.kvs").string() + " --plot " + plot), 2,
+                  "heat: " + plot + ": cannot be written: ");
+  }
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(HeatProgram, PlotsThroughALinkThatStaysOne) {
+  ASSERT_EQ(Analyse(Data("mixed.msh"), "steady.kvs").status, 0);
+  std::ofstream(Path("plot.svg")) << "an older plot";
+  fs::create_symlink("plot.svg", Path("link.svg"));
+  ASSERT_EQ(Run("report " + Path("steady.kvs").string() + " --plot " + Path("link.svg").string()).status, 0);
+  EXPECT_TRUE(fs::is_symlink(Path("link.svg")));
+  EXPECT_NE(Contents(Path("plot.svg")).find("</svg>"), std::string::npos);
+}
+
+TEST_F(HeatProgram, DoesNotPlotOverItsStore) {
+  ASSERT_EQ(Analyse(Data("mixed.msh"), "steady.kvs").status, 0);
+  std::string const before = Contents(Path("steady.kvs"));
+  fs::create_symlink("steady.kvs", Path("link.svg"));
+  for (char const* const plot : {"steady.kvs", "link.svg"})
+    ExpectOneLine(Run("report " + Path("steady.kvs").string() + " --plot " + Path(plot).string()), 2,
+                  std::string(plot) + ": the plot would take the place of the store");
+  EXPECT_EQ(Contents(Path("steady.kvs")), before);
+}
+
+TEST_F(HeatProgram, ReportOfARunOverTimePointsToItsHistory) {
+  std::string const store = Path("run.kvs").string();
+  ASSERT_EQ(Run("transient " + Data("mixed.msh") + " --steps 6 --dt 60 --store " + store).status, 0);
+  ExpectOneLine(Run("report " + store), 2,
+                store + ": this is a run over time; see it with heat history " + store);
 }
 
 TEST_F(HeatProgram, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
