@@ -62,6 +62,11 @@ void heat_CheckPlotPath(std::string const& plotPath, std::string const& storePat
     throw heat_CallError(plotPath + ": the plot would take the place of the store");
 }
 
+void heat_PrintLeftOut(std::string const& meshPath, heat_LeftOut const& leftOut) {
+  if (leftOut.IsNothing()) return;
+  std::printf("%s: left out: %s\n", heat_FileName(meshPath).c_str(), leftOut.Text().c_str());
+}
+
 void heat_PrintRow(char const* label, std::string const& value) {
   std::printf("  %-22s %s\n", label, value.c_str());
 }

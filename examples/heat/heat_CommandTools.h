@@ -1,5 +1,6 @@
 #pragma once
 
+#include "examples/heat/heat_LeftOut.h"
 #include "metadata/cls_ClassRegistrar.h"
 #include "store/sto_Store.h"
 
@@ -50,6 +51,9 @@ void heat_CheckPaths(std::string const& meshPath, std::string const& storePath);
 // Refuses, as heat_CallError, a plot that cannot be written or would take the place of the store that it is
 // made of. An empty path is no plot.
 void heat_CheckPlotPath(std::string const& plotPath, std::string const& storePath);
+
+// Says what of a mesh file is left out, on a line of standard output; nothing when nothing is.
+void heat_PrintLeftOut(std::string const& meshPath, heat_LeftOut const& leftOut);
 
 // A row of a table on standard output.
 void heat_PrintRow(char const* label, std::string const& value);

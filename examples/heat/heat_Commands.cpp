@@ -25,10 +25,10 @@ template <class Step> auto WithProgress(std::string const& label, Step step) {
   return step(progress.Call());
 }
 
-std::shared_ptr<heat_AnalysisModel> Solve(std::string const& meshPath) {
+std::shared_ptr<heat_AnalysisModel> Solve(std::string const& meshPath, heat_LeftOut& leftOut) {
   std::string const name = heat_FileName(meshPath);
   heat_MeshData const mesh = WithProgress("reading " + name, [&](heat_ProgressCall const& progress) {
-    return heat_MshReader::ReadFile(meshPath, progress);
+    return heat_MshReader::ReadFile(meshPath, progress, &leftOut);
   });
   heat_Problem const problem = heat_BuildCase(mesh);
   heat_Stopwatch const watch;
@@ -69,7 +69,8 @@ Verification Verify(heat_MeshData const& mesh, heat_Problem const& problem,
 
 void heat_Commands::Analyse(std::string const& meshPath, std::string const& storePath) {
   heat_CheckPaths(meshPath, storePath);
-  std::shared_ptr<heat_AnalysisModel> const analysis = Solve(meshPath);
+  heat_LeftOut leftOut;
+  std::shared_ptr<heat_AnalysisModel> const analysis = Solve(meshPath, leftOut);
   heat_NewStore store(storePath);
   heat_Stopwatch const watch;
   WithProgress("saving " + heat_FileName(storePath), [&](heat_ProgressCall const& progress) {
@@ -77,6 +78,7 @@ void heat_Commands::Analyse(std::string const& meshPath, std::string const& stor
     store.Store().Save(heat_AnalysisModel::Root, *analysis);
   });
   store.Keep();
+  heat_PrintLeftOut(meshPath, leftOut);
   std::printf("%s: solved in %s, saved to %s in %s\n", heat_FileName(meshPath).c_str(),
               heat_Milliseconds(analysis->Solution().SolveSeconds()).c_str(), storePath.c_str(),
               heat_Milliseconds(watch.Seconds()).c_str());

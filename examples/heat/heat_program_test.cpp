@@ -42,6 +42,24 @@ TEST_F(HeatProgram, AnalysesTheSurfaceOfTheBlock) {
   EXPECT_TRUE(std::regex_search(report.out, std::regex("elements +2544\n")));
 }
 
+TEST_F(HeatProgram, SaysWhatOfAMeshIsLeftOut) {
+  std::string const text =
+      "mixed.msh: left out: 2 lines, 1 tetrahedron, 1 point, 1 node that no triangle uses\n";
+  EXPECT_TRUE(Analyse(Data("mixed.msh"), "steady.kvs").out.starts_with(text));
+  EXPECT_TRUE(Run("transient " + Data("mixed.msh") + " --steps 2 --dt 60 --store " + Path("run.kvs").string())
+                  .out.starts_with(text + "checkpoint at step 2 of 2"));
+}
+
+TEST_F(HeatProgram, SaysNothingOfAMeshThatIsComputedAsAWhole) {
+  std::ofstream(Path("whole.msh"))
+      << "$MeshFormat\n4.1 0 8\n$EndMeshFormat\n$Nodes\n1 3 1 3\n2 1 0 3\n1\n2\n3\n"
+         "0 0 0\n1 0 0\n0 1 0\n$EndNodes\n$Elements\n1 1 1 1\n2 1 2 1\n1 1 2 3\n"
+         "$EndElements\n";
+  Outcome const analyse = Analyse(Path("whole.msh").string(), "whole.kvs");
+  EXPECT_EQ(analyse.status, 0) << analyse.err;
+  EXPECT_TRUE(analyse.out.starts_with("whole.msh: solved in ")) << analyse.out;
+}
+
 TEST_F(HeatProgram, WritesEachSharedObjectOnce) {
   ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
   SqlFile file(Path("bracket.kvs").string());
