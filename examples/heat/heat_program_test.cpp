@@ -209,6 +209,8 @@ TEST_F(HeatProgram, ExplainsHowItIsCalled) {
   Outcome const help = Run("--help");
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("analyse"), std::string::npos);
+  EXPECT_NE(help.out.find("2 called wrongly, also when --store names a file that exists"), std::string::npos)
+      << help.out;
   EXPECT_EQ(Run("").status, 2);
   EXPECT_EQ(Run("analyse").status, 2);
   EXPECT_EQ(Run("report a b c --nonsense").status, 2);
