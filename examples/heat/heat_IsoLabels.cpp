@@ -90,8 +90,8 @@ class Placing {
     double const reach = std::max(half, room * width / 2);
     constexpr int candidates = 16; // on either side of the middle
     for (int i = 0; i <= 2 * candidates; ++i) {
-      double const offset = (i % 2 == 0 ? 1 : -1) * ((i + 1) / 2) / (2.0 * candidates);
-      double const at = walk.Length() * (0.5 + offset);
+      int const step = (i + 1) / 2; // on one side and then on the other
+      double const at = walk.Length() * (0.5 + (i % 2 == 0 ? step : -step) / (2.0 * candidates));
       if (at < reach || at > walk.Length() - reach) continue;
       heat_IsoLabel const label{line.level, walk.At(at),
                                 ReadableAngle(walk.At(at - half), walk.At(at + half))};
