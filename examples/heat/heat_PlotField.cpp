@@ -2,6 +2,7 @@
 
 #include "examples/heat/heat_ColourMap.h"
 #include "examples/heat/heat_IsoLabels.h"
+#include "examples/heat/heat_RegionBorders.h"
 
 #include <algorithm>
 #include <array>
@@ -55,27 +56,22 @@ bool AreEdgesLongEnough(heat_MeshData const& mesh, heat_Frame const& frame) {
   return std::sqrt(2 * each) > shortestEdge;
 }
 
-bool IsBorder(heat_MeshData const& mesh, std::vector<std::size_t> const& triangles) {
-  return triangles.size() >= 2 && !mesh.regions.empty() &&
-         mesh.regions[triangles[0]] != mesh.regions[triangles[1]];
-}
-
 // Mesh lines, and the borders between regions.
 void DrawSheetEdges(heat_MeshData const& mesh, std::vector<heat_PlanePoint> const& points,
                     heat_Frame const& frame, bool meshLines, heat_Svg& svg) {
-  heat_SvgPath inner;
-  heat_SvgPath border;
-  for (auto const& [edge, triangles] : UsesOf(mesh)) {
-    if (triangles.size() < 2) continue;
-    auto const course = frame.Places(
-        {points[static_cast<std::size_t>(edge.first)], points[static_cast<std::size_t>(edge.second)]});
-    if (IsBorder(mesh, triangles)) {
-      border.Add(course, false);
-    } else if (meshLines) {
-      inner.Add(course, false);
-    }
+  auto const course = [&](std::vector<int> const& nodes) {
+    heat_Course places;
+    for (auto const node : nodes) places.push_back(points[static_cast<std::size_t>(node)]);
+    return frame.Places(places);
+  };
+  if (meshLines) {
+    heat_SvgPath inner;
+    for (auto const& [edge, triangles] : UsesOf(mesh))
+      if (triangles.size() > 1) inner.Add(course({edge.first, edge.second}), false);
+    svg.Path(inner, meshStyle);
   }
-  svg.Path(inner, meshStyle);
+  heat_SvgPath border;
+  for (auto const& nodes : heat_RegionBorders(mesh)) border.Add(course(nodes), false);
   svg.Path(border, heat_BorderUnderStyle);
   svg.Path(border, heat_BorderStyle);
 }
@@ -355,11 +351,6 @@ std::string heat_Shades::Label(double level) const {
 std::string heat_IsoLineStyle(bool onLight) {
   return "fill=\"none\" stroke=\"" + std::string(onLight ? dark : light) +
          "\" stroke-opacity=\"0.85\" stroke-width=\"1\"";
-}
-
-bool heat_HasBorders(heat_MeshData const& mesh) {
-  auto const uses = UsesOf(mesh);
-  return std::any_of(uses.begin(), uses.end(), [&](auto const& use) { return IsBorder(mesh, use.second); });
 }
 
 void heat_DrawSheet(heat_Field const& field, heat_Frame const& frame, heat_Shades const& shades,

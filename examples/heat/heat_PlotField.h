@@ -34,9 +34,6 @@ inline constexpr auto heat_BorderUnderStyle = "fill=\"none\" stroke=\"#101018\" 
 inline constexpr auto heat_BorderStyle =
     "fill=\"none\" stroke=\"#fff\" stroke-width=\"1.4\" stroke-dasharray=\"6 5\"";
 
-// Whether there are borders between regions to be seen on a sheet.
-bool heat_HasBorders(heat_MeshData const& mesh);
-
 // Draws a field on a mesh that lies flat in a plane of constant z, seen from above, with borders between
 // regions and labels on the iso-lines. Every band is one area, so the picture has no seams.
 void heat_DrawSheet(heat_Field const& field, heat_Frame const& frame, heat_Shades const& shades,

@@ -2,6 +2,7 @@
 
 #include "examples/heat/heat_PlotAxes.h"
 #include "examples/heat/heat_PlotField.h"
+#include "examples/heat/heat_RegionBorders.h"
 #include "examples/heat/heat_Scale.h"
 #include "examples/heat/heat_Svg.h"
 #include "examples/heat/heat_View.h"
@@ -149,7 +150,7 @@ std::string heat_SvgPlot::Draw(heat_MeshData const& mesh, std::vector<double> co
           ticks, options, svg);
   if (isFlat) {
     heat_DrawSheetAxes(heat_BoundingBox(mesh), frame, svg);
-    if (heat_HasBorders(mesh))
+    if (!heat_RegionBorders(mesh).empty())
       DrawKey({leftMargin + roomWidth + barGap - 24, topMargin + roomHeight + keyGap}, svg);
   } else {
     heat_DrawBodyAxes(heat_BoundingBox(mesh), view, frame, svg);

@@ -188,6 +188,11 @@ TEST(heat_SvgPlot, RegionBordersDoNotLookLikeIsotherms) {
   for (std::size_t t = 0; t < 100; ++t) mesh.regions[t] = 2;
   std::string const divided = heat_SvgPlot::Draw(mesh, values);
   EXPECT_EQ(dashed(divided), 2u); // in the picture and in the key
+  // In one stroke: dashes begin anew with each.
+  std::smatch border;
+  ASSERT_TRUE(
+      std::regex_search(divided, border, std::regex("<path [^>]*stroke-dasharray=[^>]* d=\"([^\"]*)\"")));
+  EXPECT_EQ(Count(border[1].str(), "M"), 1u) << border[1];
   EXPECT_NE(divided.find(">region border<"), std::string::npos);
   EXPECT_NE(divided.find(">isotherm<"), std::string::npos);
 }
