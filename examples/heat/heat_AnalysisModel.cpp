@@ -26,7 +26,7 @@ cls_FieldHandle ConditionsField() {
   return {7, "m_ConditionList"_cow};
 }
 
-// The handles of version 1, where the first part of each chain stood.
+// The handles of version 1, which held the first part of each chain.
 cls_FieldHandle FirstMaterialField() {
   return {4, "m_Materials"_cow};
 }

@@ -59,7 +59,7 @@ void heat_CheckPlotPath(std::string const& plotPath, std::string const& storePat
   CheckOutput(plotPath);
   std::error_code code;
   if (std::filesystem::equivalent(plotPath, storePath, code))
-    throw heat_CallError(plotPath + ": the plot would take the place of the store");
+    throw heat_CallError(plotPath + ": the plot would overwrite the store");
 }
 
 void heat_PrintLeftOut(std::string const& meshPath, heat_LeftOut const& leftOut) {

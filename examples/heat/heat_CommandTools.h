@@ -48,7 +48,7 @@ std::string heat_FileName(std::string const& path);
 // Refuses, as heat_CallError, a mesh that is not there, and a store that is there already or cannot be made.
 void heat_CheckPaths(std::string const& meshPath, std::string const& storePath);
 
-// Refuses, as heat_CallError, a plot that cannot be written or would take the place of the store that it is
+// Refuses, as heat_CallError, a plot that cannot be written or would overwrite the store that it is
 // made of. An empty path is no plot.
 void heat_CheckPlotPath(std::string const& plotPath, std::string const& storePath);
 

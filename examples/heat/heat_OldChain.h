@@ -9,9 +9,9 @@
 #include <memory>
 #include <vector>
 
-// How materials and conditions stood in a store before version 2 of heat_AnalysisModel: a field of the
-// analysis held the first, and the base-class part of each, version 1 of heat_ModelPart, held the next one.
-// All of it goes on the day when no store of that time has to be read any more.
+// How materials and conditions were stored before version 2 of heat_AnalysisModel: a field of the analysis
+// held the first, and the base-class part of each, version 1 of heat_ModelPart, held the next one. All of it
+// goes on the day when no store of that time has to be read any more.
 class heat_OldChain {
  public:
   // The parts of the chain that begins in a field of the analysis, in their order; none where the field is

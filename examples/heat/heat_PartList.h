@@ -12,7 +12,7 @@
 #include <vector>
 
 // Parts of a stored analysis in their order, as a list of objects in a field of their owner. The list has an
-// identity of its own, so that saving the owner again writes it in its place.
+// identity of its own, so that saving the owner again replaces it.
 template <class Part> class heat_PartList {
  public:
   using Parts = std::vector<std::shared_ptr<Part>>;

@@ -152,7 +152,7 @@ TEST_F(HeatProgram, DoesNotPlotOverItsStore) {
   fs::create_symlink("steady.kvs", Path("link.svg"));
   for (char const* const plot : {"steady.kvs", "link.svg"})
     ExpectOneLine(Run("report " + Path("steady.kvs").string() + " --plot " + Path(plot).string()), 2,
-                  std::string(plot) + ": the plot would take the place of the store");
+                  std::string(plot) + ": the plot would overwrite the store");
   EXPECT_EQ(Contents(Path("steady.kvs")), before);
 }
 
