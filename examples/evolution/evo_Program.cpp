@@ -1,17 +1,13 @@
 #include "examples/evolution/evo_Program.h"
 
-#include "errors/nex_Exception.h"
+#include "examples/shared/exa_Program.h"
 #include "metadata/cls_MetadataRegistrar.h"
 #include "module/nex_initialize.h"
 
-#include <cstdio>
 #include <exception>
 #include <filesystem>
 
 namespace {
-
-constexpr int Failed = 1;
-constexpr int CalledWrongly = 2;
 
 // Brings the library up for as long as the program needs it, and declares the program's classes.
 class Library {
@@ -32,11 +28,6 @@ class Library {
   int m_Count = 0;
 };
 
-int Complain(std::string const& program, char const* message, int status) {
-  std::fprintf(stderr, "%s: %s\n", program.c_str(), message);
-  return status;
-}
-
 } // namespace
 
 int evo_Program::Run(int argc, char** argv, Actions const& actions) {
@@ -52,19 +43,17 @@ int evo_Program::Run(int argc, char** argv, Actions const& actions) {
   Command const* chosen = nullptr;
   for (Command const& command : commands)
     if (argc == 3 && command.m_Name == argv[1]) chosen = &command;
-  if (chosen == nullptr) return Complain(program, "usage: write|read|upgrade STORE", CalledWrongly);
+  if (chosen == nullptr)
+    return exa_Complain(program, "usage: write|read|upgrade STORE", exa_Status::CalledWrongly);
 
   try {
     Library const library(actions.m_Declare);
-    // An exception of the library has identities, so it goes before the library does.
-    try {
+    // An exception of the library has identities, so it is caught before the library goes.
+    return exa_Run(program, [&] {
       sto_Store store = sto_Store::Open(argv[2], chosen->m_Mode, Library::Classes());
       chosen->m_Action(store);
-      return 0;
-    } catch (nex_Exception const& failure) {
-      return Complain(program, failure.UserReport().CharsOrEmpty(), Failed);
-    }
+    });
   } catch (std::exception const& failure) {
-    return Complain(program, failure.what(), Failed);
+    return exa_Complain(program, failure.what(), exa_Status::Failed);
   }
 }

@@ -8,7 +8,9 @@
 //     evolution_vN read STORE       prints the beam in a store
 //     evolution_vN upgrade STORE    reads the beam and saves it again, as this program writes beams
 //
-// Exit status: 0 done; 1 refused or failed, with the reason on the standard error stream; 2 called wrongly.
+// Exit status: 0 done; 1 refused or failed, also when standard output cannot be written; 2 called wrongly,
+// also when `write` is to make a store that exists, or the others to read one that does not. The reason is on
+// the standard error stream.
 class evo_Program {
  public:
   // The program's main function. `Beam` is a persisted class that can declare itself and its base class,

@@ -22,11 +22,15 @@ class Evolution : public StoreFileTest {
     return Path(name);
   }
 
-  // Runs a version of the program.
-  Outcome Run(int version, std::string const& arguments) {
+  // The path of a version of the program.
+  static std::string Program(int version) {
     char const* const programs[] = {EVO_PROGRAM_1, EVO_PROGRAM_2, EVO_PROGRAM_3, EVO_PROGRAM_4,
                                     EVO_PROGRAM_5};
-    return RunToItsEnd(std::string(programs[version - 1]) + " " + arguments, Folder());
+    return programs[version - 1];
+  }
+
+  Outcome Run(int version, std::string const& arguments) {
+    return RunToItsEnd(Program(version) + " " + arguments, Folder());
   }
 
   // What a version of the program prints of a store that it must be able to read.
@@ -392,16 +396,25 @@ TEST_F(Evolution, WriteLeavesAStoreThatExistsAsItIs) {
   std::string const store = Golden(1);
   StoreBytes const before = FileBytes(store);
   Outcome const outcome = Run(1, "write " + store);
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.err, "evolution_v1: " + store + ": The file exists already.\n");
   EXPECT_EQ(FileBytes(store), before);
 }
 
 TEST_F(Evolution, ReadNamesAStoreThatIsNotThere) {
   Outcome const outcome = Run(2, "read " + Path("none.kvs"));
-  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.err, "evolution_v2: " + Path("none.kvs") + ": There is no such file.\n");
   EXPECT_FALSE(std::filesystem::exists(Path("none.kvs")));
+}
+
+TEST_F(Evolution, FullStandardOutputIsAnError) {
+  for (int version = 1; version <= LastVersion; ++version) {
+    Outcome const outcome = RunWithFullOutput(Program(version) + " read " + Golden(version), Folder());
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "evolution_v" + std::to_string(version) +
+                               ": standard output cannot be written: No space left on device\n");
+  }
 }
 
 TEST_F(Evolution, ProgramExplainsHowItIsCalled) {

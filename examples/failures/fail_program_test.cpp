@@ -223,7 +223,7 @@ TEST_F(FailuresProgram, StoresEachFailureAsOneObjectOfItsClass) {
 TEST_F(FailuresProgram, LeavesAStoreThatExistsAsItIs) {
   Do("run");
   std::string const before = Contents(Path("s.kvs"));
-  ExpectOneLine(Call("run " + Path("s.kvs").string()), 2, "s.kvs");
+  ExpectOneLine(Call("run " + Path("s.kvs").string()), 2, "s.kvs: The file exists already.");
   EXPECT_EQ(Contents(Path("s.kvs")), before);
 }
 
@@ -233,6 +233,14 @@ TEST_F(FailuresProgram, ListsWithoutChangingTheStore) {
   auto const first = Do("list");
   EXPECT_EQ(Do("list"), first);
   EXPECT_EQ(Contents(Path("s.kvs")), before);
+}
+
+TEST_F(FailuresProgram, FullStandardOutputIsAnError) {
+  Do("run");
+  for (std::string const& call : {"list " + Path("s.kvs").string(), "run " + Path("new.kvs").string()})
+    ExpectOneLine(RunWithFullOutput(FAIL_PROGRAM + (" " + call), Path("")), 1,
+                  "standard output cannot be written: No space left on device");
+  EXPECT_EQ(ByAnalysis(Call("list " + Path("new.kvs").string()).out).size(), 8U); // saved all the same
 }
 
 TEST_F(FailuresProgram, NamesAStoreThatIsNotThere) {

@@ -1,6 +1,7 @@
 #include "examples/heat/heat_AnalysisModel.h"
 
 #include "examples/heat/heat_ModelError.h"
+#include "examples/heat/heat_OldChain.h"
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "store/sto_Shared.h"
 
@@ -19,34 +20,27 @@ cls_FieldHandle SolutionField() {
   return {3, "m_Solution"_cow};
 }
 cls_FieldHandle MaterialsField() {
-  return {4, "m_Materials"_cow};
+  return {6, "m_MaterialList"_cow};
 }
 cls_FieldHandle ConditionsField() {
+  return {7, "m_ConditionList"_cow};
+}
+
+// The handles of version 1, which held the first part of each chain.
+cls_FieldHandle FirstMaterialField() {
+  return {4, "m_Materials"_cow};
+}
+cls_FieldHandle FirstConditionField() {
   return {5, "m_Conditions"_cow};
 }
 
-// A chain of parts begins in a field; each part has the next one.
-template <class Part> void Link(std::vector<std::shared_ptr<Part>> const& parts) {
-  for (std::size_t i = 1; i < parts.size(); ++i) parts[i - 1]->SetNext(parts[i]);
-}
-
+// The parts of an analysis of any version. An analysis leads back to itself and can also be the base-class
+// part of another one, so no other constructor function than its own can build it of an old record.
 template <class Part>
-void WriteChain(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
-                std::vector<std::shared_ptr<Part>> const& parts) {
-  if (!parts.empty()) heat_WriteField(visitor, field, parts.front().get());
-}
-
-template <class Part>
-std::vector<std::shared_ptr<Part>> ReadChain(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
-  std::vector<std::shared_ptr<Part>> parts;
-  for (std::shared_ptr<heat_ModelPart> next = sto_ReadShared<Part>(visitor, field); next != nullptr;
-       next = next->Next()) {
-    parts.push_back(std::dynamic_pointer_cast<Part>(next));
-    if (parts.back() == nullptr)
-      throw heat_ModelError(std::string(next->Name().View()) + " is out of place in " +
-                            std::string(field.Name().View()));
-  }
-  return parts;
+heat_PartList<Part> ReadParts(cls_ReadVisitor const& visitor, cls_FieldHandle const& list,
+                              cls_FieldHandle const& firstOfChain) {
+  if (visitor.FieldIsPresent(list) != 0) return {visitor, list};
+  return heat_PartList<Part>(heat_OldChain::Read<Part>(visitor, firstOfChain));
 }
 
 cow_List<cow_String> NotesOn(heat_MeshData const& mesh) {
@@ -67,13 +61,13 @@ void heat_AnalysisModel::DeclareClasses(cls_ClassRegistrar& registrar) {
   heat_ConditionModel::Declare(registrar);
   registrar
       .AddClassMD(
-          new cls_TypeAdapter<heat_AnalysisModel>("heat_AnalysisModel"_cow, 1, heat_ModelPart::TypeId()))
+          new cls_TypeAdapter<heat_AnalysisModel>("heat_AnalysisModel"_cow, 2, heat_ModelPart::TypeId()))
       .AddAttribute(MeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
       .AddAttribute(MaterialOfField(), ATTR_INT, 1, COLLECTION_LIST_INT)
       .AddAttribute(NotesField(), ATTR_STRING, 1, COLLECTION_LIST_STRING)
       .AddAttribute(SolutionField(), ATTR_OBJECT, 1, COLLECTION_NONE)
-      .AddAttribute(MaterialsField(), ATTR_OBJECT, 1, COLLECTION_NONE)
-      .AddAttribute(ConditionsField(), ATTR_OBJECT, 1, COLLECTION_NONE);
+      .AddAttribute(MaterialsField(), ATTR_OBJECT, 1, COLLECTION_LIST)
+      .AddAttribute(ConditionsField(), ATTR_OBJECT, 1, COLLECTION_LIST);
 }
 
 heat_AnalysisModel::heat_AnalysisModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,
@@ -81,20 +75,18 @@ heat_AnalysisModel::heat_AnalysisModel(std::string const& name, std::shared_ptr<
     : heat_ModelPart(cow_String(name)), m_Mesh(std::move(mesh)),
       m_Notes(cls_xpListStringFromCow(NotesOn(m_Mesh->ToData()))) {
   for (heat_Material const& material : problem.materials)
-    m_Materials.push_back(std::make_shared<heat_MaterialModel>(material));
+    m_Materials.Append(std::make_shared<heat_MaterialModel>(material));
   for (int const index : problem.materialOf) m_MaterialOf.Append(index);
   AddConditions<heat_FixedTemperatureModel>(problem.fixedTemperatures);
   AddConditions<heat_EdgeConvectionModel>(problem.edgeConvections);
   AddConditions<heat_FaceConvectionModel>(problem.faceConvections);
   AddConditions<heat_EdgeFluxModel>(problem.edgeFluxes);
-  Link(m_Materials);
-  Link(m_Conditions);
 }
 
 template <class Model, class Conditions>
 void heat_AnalysisModel::AddConditions(std::vector<Conditions> const& conditions) {
   for (Conditions const& condition : conditions)
-    m_Conditions.push_back(std::make_shared<Model>(condition, m_Mesh));
+    m_Conditions.Append(std::make_shared<Model>(condition, m_Mesh));
 }
 
 heat_AnalysisModel::heat_AnalysisModel(cls_ReadVisitor const& visitor)
@@ -102,8 +94,8 @@ heat_AnalysisModel::heat_AnalysisModel(cls_ReadVisitor const& visitor)
       m_MaterialOf(cls_ReadVisitor(visitor, MaterialOfField()), nullptr),
       m_Notes(cls_ReadVisitor(visitor, NotesField())),
       m_Solution(sto_ReadShared<heat_SolutionModel>(visitor, SolutionField())), m_Uid(visitor.GetUid()) {
-  m_Materials = ReadChain<heat_MaterialModel>(visitor, MaterialsField());
-  m_Conditions = ReadChain<heat_ConditionModel>(visitor, ConditionsField());
+  m_Materials = ReadParts<heat_MaterialModel>(visitor, MaterialsField(), FirstMaterialField());
+  m_Conditions = ReadParts<heat_ConditionModel>(visitor, ConditionsField(), FirstConditionField());
 }
 
 void heat_AnalysisModel::DBWrite(cls_WriteVisitor const& visitor) const {
@@ -113,8 +105,8 @@ void heat_AnalysisModel::DBWrite(cls_WriteVisitor const& visitor) const {
   heat_WriteField(visitor, MaterialOfField(), &m_MaterialOf);
   heat_WriteField(visitor, NotesField(), &m_Notes);
   heat_WriteField(visitor, SolutionField(), m_Solution.get());
-  WriteChain(visitor, MaterialsField(), m_Materials);
-  WriteChain(visitor, ConditionsField(), m_Conditions);
+  m_Materials.Write(visitor, MaterialsField());
+  m_Conditions.Write(visitor, ConditionsField());
 }
 
 heat_MeshModel const& heat_AnalysisModel::Mesh() const {
@@ -129,8 +121,8 @@ heat_SolutionModel const& heat_AnalysisModel::Solution() const {
 
 heat_Problem heat_AnalysisModel::ToProblem() const {
   heat_Problem problem;
-  for (auto const& material : m_Materials) problem.materials.push_back(material->ToData());
+  for (auto const& material : m_Materials.All()) problem.materials.push_back(material->ToData());
   for (int i = 0; i < m_MaterialOf.Count(); ++i) problem.materialOf.push_back(m_MaterialOf.ConstGet(i));
-  for (auto const& condition : m_Conditions) condition->AddTo(problem);
+  for (auto const& condition : m_Conditions.All()) condition->AddTo(problem);
   return problem;
 }

@@ -3,14 +3,16 @@
 #include "examples/heat/heat_ConditionModel.h"
 #include "examples/heat/heat_MaterialModel.h"
 #include "examples/heat/heat_MeshModel.h"
+#include "examples/heat/heat_PartList.h"
 #include "examples/heat/heat_SolutionModel.h"
 
 #include <memory>
 #include <vector>
 
 // A stored analysis, the root of the object graph: the mesh, which the conditions and the solution share, the
-// materials and the conditions (each stored as a chain), and the solution, which leads back to the analysis.
-// A transient analysis is one too; see heat_TransientModel.
+// lists of the materials and of the conditions, and the solution, which leads back to the analysis. A
+// transient analysis is one too; see heat_TransientModel. Version 1 of the class chained materials and
+// conditions; its analyses are read, see heat_OldChain.
 class heat_AnalysisModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640020; }
@@ -38,9 +40,9 @@ class heat_AnalysisModel : public heat_ModelPart {
   template <class Model, class Condition> void AddConditions(std::vector<Condition> const& conditions);
 
   std::shared_ptr<heat_MeshModel> m_Mesh;
-  std::vector<std::shared_ptr<heat_MaterialModel>> m_Materials;
+  heat_PartList<heat_MaterialModel> m_Materials;
   cls_xp1DArrayListInt m_MaterialOf; // an index into the materials for each triangle; empty: all of the first
-  std::vector<std::shared_ptr<heat_ConditionModel>> m_Conditions;
+  heat_PartList<heat_ConditionModel> m_Conditions;
   cls_xpListString m_Notes; // lines for a person
   std::shared_ptr<heat_SolutionModel> m_Solution;
   cls_Uid m_Uid;

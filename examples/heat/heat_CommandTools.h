@@ -1,5 +1,6 @@
 #pragma once
 
+#include "examples/heat/heat_LeftOut.h"
 #include "metadata/cls_ClassRegistrar.h"
 #include "store/sto_Store.h"
 
@@ -21,10 +22,10 @@ class heat_Stopwatch {
   std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
 };
 
-// Takes a new store away again unless everything has worked.
+// A new store, made where symbolic links lead. It is taken away again unless everything has worked.
 class heat_NewStore {
  public:
-  explicit heat_NewStore(std::string path);
+  explicit heat_NewStore(std::string const& path);
   heat_NewStore(heat_NewStore const&) = delete;
   heat_NewStore& operator=(heat_NewStore const&) = delete;
   ~heat_NewStore();
@@ -44,8 +45,15 @@ sto_Store heat_OpenToRead(std::string const& path);
 // The last part of a path.
 std::string heat_FileName(std::string const& path);
 
-// Refuses, as heat_CallError, a mesh that is not there and a store that is there already.
+// Refuses, as heat_CallError, a mesh that is not there, and a store that is there already or cannot be made.
 void heat_CheckPaths(std::string const& meshPath, std::string const& storePath);
+
+// Refuses, as heat_CallError, a plot that cannot be written or would overwrite the store that it is
+// made of. An empty path is no plot.
+void heat_CheckPlotPath(std::string const& plotPath, std::string const& storePath);
+
+// Says what of a mesh file is left out, on a line of standard output; nothing when nothing is.
+void heat_PrintLeftOut(std::string const& meshPath, heat_LeftOut const& leftOut);
 
 // A row of a table on standard output.
 void heat_PrintRow(char const* label, std::string const& value);

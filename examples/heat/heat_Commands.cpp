@@ -7,6 +7,7 @@
 #include "examples/heat/heat_MshReader.h"
 #include "examples/heat/heat_Progress.h"
 #include "examples/heat/heat_SvgPlot.h"
+#include "examples/heat/heat_TransientModel.h"
 #include "store/sto_Store.h"
 
 #include <algorithm>
@@ -24,10 +25,10 @@ template <class Step> auto WithProgress(std::string const& label, Step step) {
   return step(progress.Call());
 }
 
-std::shared_ptr<heat_AnalysisModel> Solve(std::string const& meshPath) {
+std::shared_ptr<heat_AnalysisModel> Solve(std::string const& meshPath, heat_LeftOut& leftOut) {
   std::string const name = heat_FileName(meshPath);
   heat_MeshData const mesh = WithProgress("reading " + name, [&](heat_ProgressCall const& progress) {
-    return heat_MshReader::ReadFile(meshPath, progress);
+    return heat_MshReader::ReadFile(meshPath, progress, &leftOut);
   });
   heat_Problem const problem = heat_BuildCase(mesh);
   heat_Stopwatch const watch;
@@ -68,7 +69,8 @@ Verification Verify(heat_MeshData const& mesh, heat_Problem const& problem,
 
 void heat_Commands::Analyse(std::string const& meshPath, std::string const& storePath) {
   heat_CheckPaths(meshPath, storePath);
-  std::shared_ptr<heat_AnalysisModel> const analysis = Solve(meshPath);
+  heat_LeftOut leftOut;
+  std::shared_ptr<heat_AnalysisModel> const analysis = Solve(meshPath, leftOut);
   heat_NewStore store(storePath);
   heat_Stopwatch const watch;
   WithProgress("saving " + heat_FileName(storePath), [&](heat_ProgressCall const& progress) {
@@ -76,14 +78,18 @@ void heat_Commands::Analyse(std::string const& meshPath, std::string const& stor
     store.Store().Save(heat_AnalysisModel::Root, *analysis);
   });
   store.Keep();
+  heat_PrintLeftOut(meshPath, leftOut);
   std::printf("%s: solved in %s, saved to %s in %s\n", heat_FileName(meshPath).c_str(),
               heat_Milliseconds(analysis->Solution().SolveSeconds()).c_str(), storePath.c_str(),
               heat_Milliseconds(watch.Seconds()).c_str());
 }
 
 void heat_Commands::Report(std::string const& storePath, std::string const& plotPath) {
+  heat_CheckPlotPath(plotPath, storePath);
   heat_Stopwatch const loading;
-  sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadOnly, heat_Classes());
+  sto_Store store = heat_OpenToRead(storePath);
+  if (!store.HasRoot(heat_AnalysisModel::Root) && store.HasRoot(heat_TransientModel::Root))
+    throw heat_CallError(storePath + ": this is a run over time; see it with heat history " + storePath);
   std::shared_ptr<heat_AnalysisModel> const analysis =
       store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root);
   heat_MeshData const mesh = analysis->Mesh().ToData();

@@ -4,10 +4,10 @@
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
 
-#include <memory>
+#include <utility>
 
-// What everything in a stored analysis is: a named object with an identity, and the next one where parts make
-// a chain. The base-class part of all others.
+// What everything in a stored analysis is: a named object with an identity. The base-class part of all
+// others. Version 1 also had the next part of a chain; see heat_OldChain.
 class heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640001; }
@@ -22,15 +22,11 @@ class heat_ModelPart {
 
   cow_String const& Name() const { return m_Name; }
 
-  std::shared_ptr<heat_ModelPart> const& Next() const { return m_Next; }
-  void SetNext(std::shared_ptr<heat_ModelPart> next) { m_Next = std::move(next); }
-
   // Declares the class's metadata; so does the operation of each derived class.
   static void Declare(cls_ClassRegistrar& registrar);
 
  private:
   cow_String m_Name;
-  std::shared_ptr<heat_ModelPart> m_Next;
   cls_Uid m_Uid;
 };
 

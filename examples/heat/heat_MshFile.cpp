@@ -211,6 +211,7 @@ void ReadElement(heat_MshScanner& scanner, Header const& header, ElementBlock co
   } else if (block.type == 4) {
     ReadCell(scanner, file, region, file.tetrahedra);
   } else {
+    ++file.others[block.type];
     NoteStranger(scanner, block, file);
     PassElement(scanner, file, block.type);
   }

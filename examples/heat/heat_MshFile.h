@@ -48,10 +48,11 @@ struct heat_MshFile {
   std::map<std::pair<int, int>, int> physical; // (dimension, entity) -> first physical tag
   std::vector<heat_MshCell<3>> triangles;
   std::vector<heat_MshCell<4>> tetrahedra;
-  heat_MshStranger strangeSurface; // two-dimensional, not a three-node triangle
-  heat_MshStranger strangeVolume;  // three-dimensional, not a four-node tetrahedron
-  int nodesLine = 0;               // line of $Nodes, 0 before it was read
-  int elementsLine = 0;            // line of $Elements, 0 before it was read
+  heat_MshStranger strangeSurface;   // two-dimensional, not a three-node triangle
+  heat_MshStranger strangeVolume;    // three-dimensional, not a four-node tetrahedron
+  std::map<int, std::size_t> others; // how many elements of each type that is neither
+  int nodesLine = 0;                 // line of $Nodes, 0 before it was read
+  int elementsLine = 0;              // line of $Elements, 0 before it was read
 };
 
 // Reads all sections from the scanner. Throws heat_InputError through it for whatever contradicts the format.

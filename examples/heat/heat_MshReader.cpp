@@ -15,6 +15,8 @@ namespace {
 // Relative to the cube of the longest edge, or its square: beyond this the shape is only rounding.
 constexpr double flatness = 1e-12;
 
+constexpr int tetrahedronType = 4;
+
 using Triangle = std::array<int, 3>;
 
 struct CloseFile {
@@ -193,18 +195,29 @@ heat_MeshData Surface(heat_MshFile const& file, heat_MshScanner const& scanner) 
   return mesh;
 }
 
+heat_LeftOut LeftOut(heat_MshFile const& file, heat_MeshData const& mesh) {
+  heat_LeftOut leftOut{file.others, 0, file.points.size() - mesh.nodes.size()};
+  if (file.triangles.empty())
+    leftOut.insides = file.tetrahedra.size();
+  else if (!file.tetrahedra.empty())
+    leftOut.elements[tetrahedronType] = file.tetrahedra.size();
+  return leftOut;
+}
+
 } // namespace
 
-heat_MeshData heat_MshReader::ReadFile(std::string const& path, heat_ProgressCall const& progress) {
-  return ReadText(WholeFile(path), path, progress);
+heat_MeshData heat_MshReader::ReadFile(std::string const& path, heat_ProgressCall const& progress,
+                                       heat_LeftOut* leftOut) {
+  return ReadText(WholeFile(path), path, progress, leftOut);
 }
 
 heat_MeshData heat_MshReader::ReadText(std::string_view text, std::string const& name,
-                                       heat_ProgressCall const& progress) {
+                                       heat_ProgressCall const& progress, heat_LeftOut* leftOut) {
   CheckIsText(text, name);
   heat_MshScanner scanner(text, name, progress);
   auto const file = heat_ReadSections(scanner);
   auto mesh = Surface(file, scanner);
+  if (leftOut != nullptr) *leftOut = LeftOut(file, mesh);
   if (progress) progress(1.0);
   return mesh;
 }

@@ -1,6 +1,8 @@
 #include "examples/heat/heat_PlotField.h"
 
 #include "examples/heat/heat_ColourMap.h"
+#include "examples/heat/heat_IsoLabels.h"
+#include "examples/heat/heat_RegionBorders.h"
 
 #include <algorithm>
 #include <array>
@@ -13,11 +15,14 @@
 namespace {
 
 constexpr auto meshStyle = "fill=\"none\" stroke=\"#fff\" stroke-opacity=\"0.22\" stroke-width=\"0.5\"";
-constexpr auto isoStyle = "fill=\"none\" stroke=\"#fff\" stroke-opacity=\"0.75\" stroke-width=\"0.9\"";
-constexpr auto borderStyle =
-    "fill=\"none\" stroke=\"#fff\" stroke-opacity=\"0.6\" stroke-width=\"0.9\" stroke-dasharray=\"5 3\"";
 constexpr auto outlineStyle = "fill=\"none\" stroke=\"#101018\" stroke-width=\"1.3\" "
                               "stroke-linejoin=\"round\" stroke-linecap=\"round\"";
+
+constexpr auto dark = "#240b36";     // of lines and labels on light colours
+constexpr auto light = "#fff";       // the same on dark ones
+constexpr double labelSize = 11;     // of the text [pixels]
+constexpr double labelHeight = 10;   // with what reaches above and below its small letters [pixels]
+constexpr double letterWidth = 0.58; // of a letter, by the size of the text, with some room
 
 constexpr double shortestEdge = 3; // of mesh lines, on average [pixels]
 constexpr double sharpest = 0.82;  // cosine of the angle from which an edge is drawn
@@ -54,21 +59,82 @@ bool AreEdgesLongEnough(heat_MeshData const& mesh, heat_Frame const& frame) {
 // Mesh lines, and the borders between regions.
 void DrawSheetEdges(heat_MeshData const& mesh, std::vector<heat_PlanePoint> const& points,
                     heat_Frame const& frame, bool meshLines, heat_Svg& svg) {
-  heat_SvgPath inner;
-  heat_SvgPath border;
-  for (auto const& [edge, triangles] : UsesOf(mesh)) {
-    if (triangles.size() < 2) continue;
-    auto const course = frame.Places(
-        {points[static_cast<std::size_t>(edge.first)], points[static_cast<std::size_t>(edge.second)]});
-    bool const isBorder = !mesh.regions.empty() && mesh.regions[triangles[0]] != mesh.regions[triangles[1]];
-    if (isBorder) {
-      border.Add(course, false);
-    } else if (meshLines) {
-      inner.Add(course, false);
-    }
+  auto const course = [&](std::vector<int> const& nodes) {
+    heat_Course places;
+    for (auto const node : nodes) places.push_back(points[static_cast<std::size_t>(node)]);
+    return frame.Places(places);
+  };
+  if (meshLines) {
+    heat_SvgPath inner;
+    for (auto const& [edge, triangles] : UsesOf(mesh))
+      if (triangles.size() > 1) inner.Add(course({edge.first, edge.second}), false);
+    svg.Path(inner, meshStyle);
   }
-  svg.Path(inner, meshStyle);
-  svg.Path(border, borderStyle);
+  heat_SvgPath border;
+  for (auto const& nodes : heat_RegionBorders(mesh)) border.Add(course(nodes), false);
+  svg.Path(border, heat_BorderUnderStyle);
+  svg.Path(border, heat_BorderStyle);
+}
+
+// By how much the field where a line is seen may differ from its level.
+double ToleranceOf(heat_Shades const& shades) {
+  return 1e-3 * (shades.bands.High() - shades.bands.low);
+}
+
+// Writes a level on its line, which is interrupted there.
+void DrawLabel(heat_IsoLabel const& label, double width, heat_Shades const& shades, heat_Svg& svg) {
+  auto const level = shades.lines[label.level];
+  auto const text = shades.Label(level);
+  auto const around = "\"" + shades.Colour(shades.BandOf(level)) + "\"";
+  auto const& centre = label.centre;
+  auto const turned = "transform=\"rotate(" + heat_Svg::Number(label.angle) + " " +
+                      heat_Svg::Number(centre[0]) + " " + heat_Svg::Number(centre[1]) + ")\" ";
+  auto const style = "font-size=\"" + heat_Svg::Number(labelSize) + "\" text-anchor=\"middle\" " + turned;
+  heat_Pixel const place{centre[0], centre[1] + 0.36 * labelSize};
+  svg.Line({centre[0] - width / 2, centre[1]}, {centre[0] + width / 2, centre[1]},
+           turned + "stroke=" + around + " stroke-width=\"4\"");
+  svg.Text(place, text,
+           style + "fill=" + around + " stroke=" + around + " stroke-width=\"3\" stroke-linejoin=\"round\"");
+  svg.Text(place, text, style + "fill=\"" + (shades.IsLightAt(level) ? dark : light) + "\"");
+}
+
+// Writes the levels at their lines.
+void DrawLabels(std::vector<heat_IsoLine> const& lines, heat_Shades const& shades, heat_SeenField const& seen,
+                heat_Svg& svg) {
+  std::vector<heat_IsoLevel> levels;
+  for (auto const level : shades.lines) {
+    auto const text = shades.Label(level);
+    auto const letters = std::count_if(text.begin(), text.end(),
+                                       [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; });
+    levels.push_back({level, letterWidth * labelSize * static_cast<double>(letters)});
+  }
+  for (auto const& label : heat_PlaceLabels(lines, levels, labelHeight, ToleranceOf(shades), seen))
+    DrawLabel(label, levels[label.level].width, shades, svg);
+}
+
+void DrawLines(std::vector<heat_IsoLine> const& lines, heat_Shades const& shades, heat_Svg& svg) {
+  for (bool const onLight : {false, true}) {
+    heat_SvgPath path;
+    for (auto const& line : lines)
+      if (shades.IsLightAt(shades.lines[line.level]) == onLight) path.Add(line.course, false);
+    svg.Path(path, heat_IsoLineStyle(onLight));
+  }
+}
+
+std::vector<heat_SeenTriangle>
+SheetTriangles(heat_Field const& field, std::vector<heat_PlanePoint> const& points, heat_Frame const& frame) {
+  std::vector<heat_SeenTriangle> triangles;
+  triangles.reserve(field.mesh.triangles.size());
+  for (auto const& nodes : field.mesh.triangles) {
+    heat_SeenTriangle triangle{};
+    for (std::size_t i = 0; i < 3; ++i) {
+      auto const node = static_cast<std::size_t>(nodes[i]);
+      triangle.corners[i] = frame.Place(points[node]);
+      triangle.values[i] = field.values[node];
+    }
+    triangles.push_back(triangle);
+  }
+  return triangles;
 }
 
 // A surface in space, prepared for drawing.
@@ -93,10 +159,10 @@ class Body {
         "fill=\"currentColor\" stroke=\"currentColor\" stroke-width=\"0.5\" stroke-linejoin=\"round\"");
     for (auto const t : m_Order) {
       DrawBands(t, svg);
-      DrawLines(t, svg);
       DrawEdges(m_Rank[t], svg);
     }
     svg.CloseGroup();
+    DrawLevels(svg);
   }
 
  private:
@@ -146,11 +212,8 @@ class Body {
     auto const values = Values(t);
     auto const [low, high] = std::minmax_element(values.begin(), values.end());
     auto const& bands = m_Shades.bands;
-    auto const bandOf = [&](double value) {
-      return std::clamp(static_cast<int>(std::floor((value - bands.low) / bands.step)), 0, bands.count - 1);
-    };
-    auto const first = bandOf(*low);
-    auto const last = bandOf(*high);
+    auto const first = m_Shades.BandOf(*low);
+    auto const last = m_Shades.BandOf(*high);
     for (int band = first; band <= last; ++band) {
       constexpr auto infinite = std::numeric_limits<double>::infinity();
       heat_SvgPath path;
@@ -164,22 +227,29 @@ class Body {
     }
   }
 
-  void DrawLines(std::size_t t, heat_Svg& svg) const {
-    auto const corners = Corners(t);
-    auto const values = Values(t);
-    heat_SvgPath path;
-    for (auto const level : m_Shades.lines) {
-      heat_Course cuts;
-      for (std::size_t side = 0; side < 3; ++side) {
-        auto const next = (side + 1) % 3;
-        if ((values[side] >= level) == (values[next] >= level)) continue;
-        auto const share = (level - values[side]) / (values[next] - values[side]);
-        cuts.push_back({corners[side][0] + share * (corners[next][0] - corners[side][0]),
-                        corners[side][1] + share * (corners[next][1] - corners[side][1])});
+  void DrawLevels(heat_Svg& svg) const {
+    std::vector<std::array<int, 3>> visible;
+    std::vector<heat_SeenTriangle> seen;
+    for (auto const t : m_Order) {
+      visible.push_back(m_Field.mesh.triangles[t]);
+      heat_SeenTriangle triangle{{}, Values(t), {}};
+      for (std::size_t i = 0; i < 3; ++i) {
+        auto const node = static_cast<std::size_t>(visible.back()[i]);
+        triangle.corners[i] = m_Frame.Place(m_Points[node]);
+        triangle.depths[i] = m_View.Depth(m_Field.mesh.nodes[node]);
       }
-      path.Add(m_Frame.Places(cuts), false);
+      seen.push_back(triangle);
     }
-    svg.Path(path, isoStyle);
+    heat_Contours const contours(m_Points, m_Field.values, std::move(visible));
+    heat_SeenField const field(std::move(seen));
+    std::vector<heat_IsoLine> lines;
+    for (std::size_t i = 0; i < m_Shades.lines.size(); ++i)
+      for (auto const& line : contours.Lines(m_Shades.lines[i]))
+        for (auto& stretch :
+             heat_SeenStretches(m_Frame.Places(line), m_Shades.lines[i], ToleranceOf(m_Shades), field))
+          lines.push_back({i, std::move(stretch)});
+    DrawLines(lines, m_Shades, svg);
+    DrawLabels(lines, m_Shades, field, svg);
   }
 
   // An edge is drawn after the last of the triangles that touch it, which would otherwise cover a part of its
@@ -266,6 +336,23 @@ std::string heat_Shades::Colour(int band, double factor) const {
   return heat_Hex(heat_Shaded(heat_ColourOf((band + 0.5) / bands.count), factor));
 }
 
+int heat_Shades::BandOf(double value) const {
+  return std::clamp(static_cast<int>(std::floor((value - bands.low) / bands.step)), 0, bands.count - 1);
+}
+
+bool heat_Shades::IsLightAt(double value) const {
+  return value - bands.low > (bands.High() - bands.low) / 2;
+}
+
+std::string heat_Shades::Label(double level) const {
+  return heat_NumberText(level, decimals) + (unit.empty() ? "" : " " + unit);
+}
+
+std::string heat_IsoLineStyle(bool onLight) {
+  return "fill=\"none\" stroke=\"" + std::string(onLight ? dark : light) +
+         "\" stroke-opacity=\"0.85\" stroke-width=\"1\"";
+}
+
 void heat_DrawSheet(heat_Field const& field, heat_Frame const& frame, heat_Shades const& shades,
                     heat_Svg& svg) {
   heat_View const above;
@@ -285,14 +372,14 @@ void heat_DrawSheet(heat_Field const& field, heat_Frame const& frame, heat_Shade
     isFirst = false;
   }
   DrawSheetEdges(field.mesh, points, frame, shades.meshLines && AreEdgesLongEnough(field.mesh, frame), svg);
-  heat_SvgPath lines;
-  for (auto const level : shades.lines) {
-    for (auto const& line : contours.Lines(level)) lines.Add(frame.Places(line), false);
-  }
-  svg.Path(lines, isoStyle);
+  std::vector<heat_IsoLine> lines;
+  for (std::size_t i = 0; i < shades.lines.size(); ++i)
+    for (auto const& line : contours.Lines(shades.lines[i])) lines.push_back({i, frame.Places(line)});
+  DrawLines(lines, shades, svg);
   heat_SvgPath outline;
   for (auto const& course : contours.Outlines(everywhere)) outline.Add(frame.Places(course), true);
   svg.Path(outline, outlineStyle);
+  DrawLabels(lines, shades, heat_SeenField(SheetTriangles(field, points, frame)), svg);
 }
 
 void heat_DrawBody(heat_Field const& field, heat_View const& view, heat_Frame const& frame,

@@ -1,21 +1,15 @@
 #include "examples/heat/heat_PlotFile.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <system_error>
+#include "examples/heat/heat_OutputFile.h"
+
+#include <cstddef>
 
 void heat_WritePlot(std::string const& path, std::string const& document) {
-  auto const draft = path + ".part";
-  auto const fail = [&] {
-    auto const reason = std::generic_category().message(errno);
-    std::remove(draft.c_str());
-    throw heat_PlotError(path + ": cannot be written: " + reason);
-  };
-  std::FILE* const file = std::fopen(draft.c_str(), "wb");
-  if (file == nullptr) fail();
-  bool const written = std::fwrite(document.data(), 1, document.size(), file) == document.size();
-  bool const closed = std::fclose(file) == 0;
-  if (!written || !closed || std::rename(draft.c_str(), path.c_str()) != 0) fail();
+  try {
+    heat_WriteOutput(path, document);
+  } catch (heat_OutputError const& error) {
+    throw heat_PlotError(error.what());
+  }
 }
 
 std::string heat_Shortened(std::string const& text, std::size_t count) {

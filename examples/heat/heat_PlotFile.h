@@ -9,8 +9,8 @@ class heat_PlotError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Writes a document to a file, which is replaced only when the document is complete. heat_PlotError if it
-// cannot be written.
+// Writes a document to a file, which is replaced only when the document is complete; see heat_OutputFile.h.
+// heat_PlotError if it cannot be written.
 void heat_WritePlot(std::string const& path, std::string const& document);
 
 // The text with at most count characters, the rest cut off behind an ellipsis. UTF-8.

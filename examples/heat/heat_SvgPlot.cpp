@@ -2,6 +2,7 @@
 
 #include "examples/heat/heat_PlotAxes.h"
 #include "examples/heat/heat_PlotField.h"
+#include "examples/heat/heat_RegionBorders.h"
 #include "examples/heat/heat_Scale.h"
 #include "examples/heat/heat_Svg.h"
 #include "examples/heat/heat_View.h"
@@ -21,8 +22,8 @@ constexpr int mostBarTicks = 9;
 constexpr double largestWidth = 620, largestHeight = 560;   // of the field
 constexpr double smallestWidth = 320, smallestHeight = 240; // of the room for it
 constexpr double leftMargin = 92, topMargin = 108, bottomMargin = 78;
-constexpr double barGap = 64, barWidth = 20, barRoom = 96;
-constexpr std::size_t longestTitle = 52, longestName = 40; // characters
+constexpr double barGap = 64, barWidth = 20, barRoom = 96, keyGap = 30;
+constexpr std::size_t longestTitle = 52, longestName = 40, longestUnit = 8; // characters
 
 void Check(heat_MeshData const& mesh, std::vector<double> const& temperature) {
   if (mesh.triangles.empty()) throw heat_PlotError("there is nothing to plot: the mesh has no triangles");
@@ -92,12 +93,30 @@ void DrawBar(heat_Pixel const& corner, double height, heat_Shades const& shades,
            "font-size=\"13\" text-anchor=\"end\"");
 }
 
-heat_Shades ShadesFor(std::vector<double> const& temperature, heat_Ticks& ticks, bool meshLines) {
+// Tells the two kinds of lines on a sheet with regions apart.
+void DrawKey(heat_Pixel const& corner, heat_Svg& svg) {
+  constexpr double sample = 28, rowHeight = 19;
+  auto const row = [&](double y, char const* text) {
+    svg.Text({corner[0] + sample + 8, y + 4.3}, text, "font-size=\"12.5\"");
+  };
+  auto const right = corner[0] + sample;
+  svg.Line(corner, {right, corner[1]}, heat_IsoLineStyle(true));
+  row(corner[1], "isotherm");
+  auto const y = corner[1] + rowHeight;
+  svg.Line({corner[0], y}, {right, y}, heat_BorderUnderStyle);
+  svg.Line({corner[0], y}, {right, y}, heat_BorderStyle);
+  row(y, "region border");
+}
+
+heat_Shades ShadesFor(std::vector<double> const& temperature, heat_Ticks& ticks,
+                      heat_PlotOptions const& options) {
   auto const [low, high] = std::minmax_element(temperature.begin(), temperature.end());
   heat_Shades shades;
   shades.bands = heat_BandsFor(*low, *high, fewestBands);
-  shades.meshLines = meshLines;
+  shades.meshLines = options.meshLines;
+  shades.unit = heat_Shortened(options.unit, longestUnit);
   ticks = heat_TicksFor(shades.bands.low, shades.bands.High(), mostBarTicks);
+  shades.decimals = ticks.decimals;
   for (auto const value : ticks.values) {
     if (value > *low && value < *high) shades.lines.push_back(value);
   }
@@ -120,7 +139,7 @@ std::string heat_SvgPlot::Draw(heat_MeshData const& mesh, std::vector<double> co
   auto const height = topMargin + roomHeight + bottomMargin;
 
   heat_Ticks ticks;
-  auto const shades = ShadesFor(temperature, ticks, options.meshLines);
+  auto const shades = ShadesFor(temperature, ticks, options);
   heat_Svg svg(width, height);
   svg.Rectangle({0, 0}, width, height, "fill=\"#fff\"");
   svg.OpenGroup("fill=\"#222\"");
@@ -131,6 +150,8 @@ std::string heat_SvgPlot::Draw(heat_MeshData const& mesh, std::vector<double> co
           ticks, options, svg);
   if (isFlat) {
     heat_DrawSheetAxes(heat_BoundingBox(mesh), frame, svg);
+    if (!heat_RegionBorders(mesh).empty())
+      DrawKey({leftMargin + roomWidth + barGap - 24, topMargin + roomHeight + keyGap}, svg);
   } else {
     heat_DrawBodyAxes(heat_BoundingBox(mesh), view, frame, svg);
   }

@@ -20,7 +20,8 @@ struct heat_PlotOptions {
 //
 // A mesh that lies flat in a plane of constant z is seen from above; any other is drawn in parallel
 // projection, closed surfaces without the triangles that face away. The field is linear in each triangle and
-// appears as bands of equal height with exact borders, with iso-lines at the ticks of the colour bar; axes
+// appears as bands of equal height with exact borders, with iso-lines at the ticks of the colour bar, which
+// carry their values; borders between the regions of a flat mesh are dashed and do not look like them; axes
 // are in mm for meshes below a metre, otherwise in m, with the same scale in all directions. Large meshes are
 // coarsened for the picture, which keeps the document below a few megabytes.
 class heat_SvgPlot {

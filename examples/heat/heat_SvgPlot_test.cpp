@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <limits>
 #include <locale>
 #include <regex>
@@ -147,6 +148,55 @@ TEST(heat_SvgPlot, TheBracketHasEveryColourOfItsBar) {
   EXPECT_GE(bands, 32u);
 }
 
+TEST(heat_SvgPlot, IsothermsCarryTheirValuesAndTheUnit) {
+  auto const mesh = heat_MshReader::ReadFile(heat_DataFile("bracket.msh"));
+  heat_PlotOptions options;
+  options.unit = "K";
+  auto const svg = heat_SvgPlot::Draw(mesh, Heights(mesh, 1), options); // 0 to 15
+  for (char const* const label : {">2 K<", ">4 K<", ">6 K<", ">8 K<", ">10 K<", ">12 K<", ">14 K<"})
+    EXPECT_GE(Count(svg, label), 2u) << label; // each is drawn twice: what sets it off, and itself
+  EXPECT_EQ(Count(svg, ">16 K<"), 0u);
+  options.unit = "";
+  EXPECT_NE(heat_SvgPlot::Draw(mesh, Heights(mesh, 1), options).find(">14<"), std::string::npos);
+}
+
+TEST(heat_SvgPlot, IsothermsOfABodyCarryTheirValues) {
+  auto const mesh = heat_MshReader::ReadFile(heat_DataFile("block.msh"));
+  auto const svg = heat_SvgPlot::Draw(mesh, Heights(mesh, 2)); // 0 to 100
+  EXPECT_EQ(XmlFault(svg), "");
+  for (char const* const label : {">20 \u00B0C<", ">40 \u00B0C<", ">60 \u00B0C<", ">80 \u00B0C<"})
+    EXPECT_GE(Count(svg, label), 2u) << label;
+}
+
+TEST(heat_SvgPlot, NoLabelIsUpsideDown) {
+  auto const mesh = Grid(40, 0);
+  auto const svg = heat_SvgPlot::Draw(mesh, Waves(mesh));
+  std::regex const turned("rotate\\((-?[0-9.]+) ");
+  std::size_t labels = 0;
+  for (std::sregex_iterator i(svg.begin(), svg.end(), turned), last; i != last; ++i, ++labels)
+    EXPECT_LE(std::abs(std::stod((*i)[1].str())), 90) << (*i)[0];
+  EXPECT_GT(labels, 10u);
+}
+
+TEST(heat_SvgPlot, RegionBordersDoNotLookLikeIsotherms) {
+  auto mesh = Grid(10, 0);
+  auto const dashed = [](std::string const& svg) { return Count(svg, "stroke-dasharray"); };
+  auto const values = Heights(mesh, 0);
+  std::string const plain = heat_SvgPlot::Draw(mesh, values);
+  EXPECT_EQ(dashed(plain), 0u); // isotherms are not
+  EXPECT_EQ(plain.find("region border"), std::string::npos);
+  for (std::size_t t = 0; t < 100; ++t) mesh.regions[t] = 2;
+  std::string const divided = heat_SvgPlot::Draw(mesh, values);
+  EXPECT_EQ(dashed(divided), 2u); // in the picture and in the key
+  // In one stroke: dashes begin anew with each.
+  std::smatch border;
+  ASSERT_TRUE(
+      std::regex_search(divided, border, std::regex("<path [^>]*stroke-dasharray=[^>]* d=\"([^\"]*)\"")));
+  EXPECT_EQ(Count(border[1].str(), "M"), 1u) << border[1];
+  EXPECT_NE(divided.find(">region border<"), std::string::npos);
+  EXPECT_NE(divided.find(">isotherm<"), std::string::npos);
+}
+
 TEST(heat_SvgPlot, TheBlockIsAWellFormedDocumentWithoutHiddenTriangles) {
   auto const mesh = heat_MshReader::ReadFile(heat_DataFile("block.msh"));
   std::vector<double> const uniform(mesh.nodes.size(), 23.5);
@@ -245,7 +295,7 @@ TEST(heat_SvgPlot, FilesAreReplacedAsAWhole) {
   auto const mesh = Grid(2, 0);
   heat_SvgPlot::WriteFile(path, mesh, Waves(mesh));
   EXPECT_EQ(heat_TextOf(path), heat_SvgPlot::Draw(mesh, Waves(mesh)));
-  EXPECT_FALSE(std::filesystem::exists(path + ".part"));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1); // nothing is left beside it
   try {
     heat_SvgPlot::WriteFile((folder / "no" / "plot.svg").string(), mesh, Waves(mesh));
     ADD_FAILURE();

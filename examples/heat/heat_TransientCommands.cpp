@@ -161,7 +161,8 @@ int FirstDifference(cls_ArrayPrim<double> const& first, cls_ArrayPrim<double> co
 void heat_Commands::Transient(std::string const& meshPath, std::string const& storePath,
                               heat_TransientPlan const& plan, bool showMemory) {
   heat_CheckPaths(meshPath, storePath);
-  heat_MeshData const mesh = heat_MshReader::ReadFile(meshPath);
+  heat_LeftOut leftOut;
+  heat_MeshData const mesh = heat_MshReader::ReadFile(meshPath, {}, &leftOut);
   heat_CaseOptions const options;
   heat_Problem const problem = heat_BuildCase(mesh, options);
   heat_TransientSolver const solver(mesh, problem, plan.timeStep);
@@ -176,6 +177,7 @@ void heat_Commands::Transient(std::string const& meshPath, std::string const& st
   run->SaveCheckpoint(store.Store());
   transaction.Commit();
   store.Keep();
+  heat_PrintLeftOut(meshPath, leftOut);
   Advance(store.Store(), *run, solver);
   if (showMemory) PrintMemory(run->History().Size());
 }
@@ -226,6 +228,7 @@ bool heat_Commands::Compare(std::string const& firstPath, std::string const& sec
 
 void heat_Commands::History(std::string const& storePath, std::vector<int> const& nodeTags,
                             std::string const& plotPath, bool showMemory) {
+  heat_CheckPlotPath(plotPath, storePath);
   sto_Store store = heat_OpenToRead(storePath);
   auto const run = LoadRun(store);
   heat_MeshData const mesh = run->Mesh().ToData();

@@ -1,52 +1,26 @@
 // heat: heat conduction on triangles, steady and transient, with the whole analysis in a store.
 //
-// Exit status: 0 done; 1 two histories differ, or something is wrong with what a file contains, or with the
-// system; 2 something is wrong with how the program was called: bad options, a file that is not there, is
-// there already, or is no store, a run that is finished.
+// Exit status: 0 done; 1 two histories differ, something is wrong with what a file contains or with the
+// system, or standard output cannot be written; 2 something is wrong with how the program was called: bad
+// options, a file that is not there, is there already, or is no store or no regular file, a run that is
+// finished.
 
-#include "errors/nex_Exception.h"
 #include "examples/heat/heat_Commands.h"
 #include "examples/heat/heat_TransientModel.h"
+#include "examples/shared/exa_Program.h"
 #include "metadata/cls_MetadataRegistrar.h"
 #include "module/nex_initialize.h"
-#include "store/sto_Exception.h"
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
-#include <exception>
 #include <limits>
 #include <string>
 #include <vector>
 
 namespace {
 
-constexpr int Failed = 1;
-constexpr int CalledWrongly = 2;
-
-int Complain(char const* message, int status) {
-  std::fprintf(stderr, "heat: %s\n", message);
-  return status;
-}
-
-bool IsAboutTheCall(sto_ErrorKind kind) {
-  return kind == sto_ErrorKind::NotFound || kind == sto_ErrorKind::Conflict;
-}
-
 template <class Command> int Run(Command command) {
-  try {
-    command();
-    return 0;
-  } catch (sto_Exception const& failure) {
-    return Complain(failure.UserReport().CharsOrEmpty(),
-                    IsAboutTheCall(failure.Kind()) ? CalledWrongly : Failed);
-  } catch (nex_Exception const& failure) {
-    return Complain(failure.UserReport().CharsOrEmpty(), Failed);
-  } catch (heat_CallError const& failure) {
-    return Complain(failure.what(), CalledWrongly);
-  } catch (std::exception const& failure) {
-    return Complain(failure.what(), Failed);
-  }
+  return exa_Run("heat", command);
 }
 
 // Brings the library up for as long as the program needs it, and declares the program's classes.
@@ -71,6 +45,9 @@ class Library {
 int main(int argc, char** argv) {
   CLI::App app("Heat conduction on triangles, steady and transient, with the whole analysis in a store.");
   app.require_subcommand(1);
+  app.footer("Exit status: 0 done; 1 failed, or two histories differ; 2 called wrongly, also when --store "
+             "names a file "
+             "that exists.");
   std::string mesh, store, plot, other;
   heat_TransientPlan plan{0, 0, 100};
   std::vector<int> nodes;
@@ -122,7 +99,8 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
-    return app.exit(error) == 0 ? 0 : CalledWrongly;
+    if (app.exit(error) != 0) return static_cast<int>(exa_Status::CalledWrongly);
+    return Run([] {}); // what was asked for was help
   }
   Library const library;
   if (analyse->parsed()) return Run([&] { heat_Commands::Analyse(mesh, store); });
@@ -132,5 +110,5 @@ int main(int argc, char** argv) {
   if (history->parsed()) return Run([&] { heat_Commands::History(store, nodes, plot, memory); });
   bool isEqual = false;
   int const status = Run([&] { isEqual = heat_Commands::Compare(store, other, memory); });
-  return status == 0 && !isEqual ? Failed : status;
+  return status == 0 && !isEqual ? static_cast<int>(exa_Status::Failed) : status;
 }

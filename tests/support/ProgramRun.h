@@ -33,3 +33,8 @@ inline Outcome RunToItsEnd(std::string const& command, std::filesystem::path con
   EXPECT_TRUE(WIFEXITED(status)) << command;
   return {WEXITSTATUS(status), Contents(out), Contents(err)};
 }
+
+/// The same, with a standard output that takes nothing.
+inline Outcome RunWithFullOutput(std::string const& command, std::filesystem::path const& folder) {
+  return RunToItsEnd("(" + command + " >/dev/full)", folder);
+}
