@@ -273,6 +273,8 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Identity_test.cpp
   store/sto_Kill_test.cpp
   store/sto_Lists_test.cpp
+  store/sto_Lifetimes_test.cpp
+  store/sto_LoadScope_test.cpp
   store/sto_LogFile_test.cpp
   store/sto_Maps_test.cpp
   store/sto_Metadata_test.cpp
@@ -289,6 +291,7 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_Sessions_test.cpp
   store/sto_Store_test.cpp
   store/sto_Transaction_test.cpp
+  store/sto_Strict_test.cpp
   store/sto_TwoObjects_test.cpp
   store/sto_TwoSessions_test.cpp
   store/sto_Undo_test.cpp
@@ -393,6 +396,9 @@ set(KVL_DOCUMENT_README_SOURCES
 
 set(KVL_DOCUMENT_HISTORY_SOURCES
   tests/documents/HistoryMain.cpp)
+
+set(KVL_DOCUMENT_COPIES_SOURCES
+  tests/documents/CopiesMain.cpp)
 
 set(KVL_DOCUMENT_DECLARING_SOURCES
   tests/documents/DeclaringMain.cpp)

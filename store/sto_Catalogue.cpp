@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "platform/omni/omi_BtreeIterator.h"
-#include "store/sto_ChangedBase.h"
 #include "store/sto_Exception.h"
 
 namespace {
@@ -113,12 +112,15 @@ std::string sto_Catalogue::Problem(sto_Part const& part, bool isReadable) {
   return problem;
 }
 
-sto_StoredClass::Bases sto_Catalogue::BasesOf(sto_Part const& part) {
+bool sto_Catalogue::HasNewestBase(sto_Part const& part) {
   auto const found = m_StoredClasses.find({part.m_ClassId, part.m_Version});
-  if (found == m_StoredClasses.end()) return {true, true};
-  std::optional<sto_StoredClass::Bases>& bases = found->second.m_Bases;
-  if (!bases) bases = {sto_HasReadersBase(*this, part, true), sto_HasReadersBase(*this, part, false)};
-  return *bases;
+  if (found == m_StoredClasses.end()) return true;
+  std::optional<bool>& known = found->second.m_HasNewestBase;
+  if (!known) {
+    cls_ClassMetadata const* const newest = m_Classes.Newest(part.m_ClassId);
+    known = newest == nullptr || newest->BaseClassId() == found->second.Row().m_BaseClassId;
+  }
+  return *known;
 }
 
 bool sto_Catalogue::IsDeclared(unsigned int classId, cls_FieldHandle const& field) const {

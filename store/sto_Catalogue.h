@@ -56,9 +56,9 @@ class sto_Catalogue {
   /// (`isReadable`). After Load.
   [[nodiscard]] std::string Problem(sto_Part const& part, bool isReadable);
 
-  /// Whether a stored class version has the base class that its readers derive from. After Load, for a part
-  /// that Problem has nothing against.
-  [[nodiscard]] sto_StoredClass::Bases BasesOf(sto_Part const& part);
+  /// Whether a stored class version has the base class of the program's newest version, or is unknown to it.
+  /// After Load.
+  [[nodiscard]] bool HasNewestBase(sto_Part const& part);
 
   /// Whether some version of a class declares an attribute, in the program or in the store. After Load.
   [[nodiscard]] bool IsDeclared(unsigned int classId, cls_FieldHandle const& field) const;

@@ -159,7 +159,7 @@ cow_String sto_MementoRead::DbId() {
 }
 
 void sto_MementoRead::NoteBuiltByMetadata() {
-  if (m_IsRefused && sto_KnowsOldBases(m_Session.Catalogue().Classes(), *m_Part)) m_IsRefused = false;
+  if (m_IsRefused) m_IsRefused = !sto_MetadataKnowsBases(m_Session.Catalogue(), *m_Record);
 }
 
 cls_Uid const& sto_MementoRead::GetUid() {

@@ -50,8 +50,8 @@ class sto_MementoRead : public cls_MementoRead {
     return m_Record == nullptr ? 0 : m_Record->Parts()[0].m_Id;
   }
 
-  /// The object is built by metadata that was made for its stored version. Whether that knows which base
-  /// classes the version had decides if an object whose base classes have changed can be read.
+  /// The object is built by the metadata of its stored version. Whether that knows which base classes the
+  /// version had decides if an object whose base classes have changed can be read.
   void NoteBuiltByMetadata();
 
   cow_String DbId() override;

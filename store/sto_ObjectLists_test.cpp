@@ -96,6 +96,27 @@ TEST_F(StoreObjectLists, OneObjectAsSeveralElementsIsStoredOnce) {
   });
 }
 
+TEST_F(StoreObjectLists, ChangedCopyAsAnotherElementIsAConflict) {
+  sto_Store store = Create();
+  Node const node(7);
+  Node equal = node;
+  Node changed = node;
+  changed.m_Value = 8;
+  auto const save = [&](Node const& copy) {
+    SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+      auto const memento = WriteIn(visitor, "m_Objects", ListClass);
+      auto const list = Own(memento->MakeWriteListObj());
+      AppendNode(*list, node);
+      AppendNode(*list, copy);
+    });
+  };
+  std::string const message = MessageOf(sto_ErrorKind::Conflict, [&] { save(changed); });
+  EXPECT_TRUE(Contains(message, "(Node)") && Contains(message, "list of object")) << message;
+  EXPECT_EQ(store.ObjectCount(), 0);
+  save(equal);
+  EXPECT_EQ(store.ObjectCount(), 3);
+}
+
 TEST_F(StoreObjectLists, ElementsLeadBackToTheirHolder) {
   sto_Store store = Create();
   Scripted object;

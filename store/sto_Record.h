@@ -76,8 +76,8 @@ class sto_Record {
   [[nodiscard]] std::vector<sto_Part> const& Parts() const noexcept { return m_Parts; }
   [[nodiscard]] std::optional<sto_ListHeader> const& List() const noexcept { return m_List; }
   [[nodiscard]] std::optional<sto_MapHeader> const& Map() const noexcept { return m_Map; }
-  /// Whether some part was written over another base class than its reader derives from. Whoever has decoded
-  /// the record knows; Decode forgets it.
+  /// Whether some part was written over another base class than the program's newest version of its class
+  /// has. Whoever has decoded the record knows; Decode forgets it.
   [[nodiscard]] bool HasChangedBase() const noexcept { return m_HasChangedBase; }
   void NoteChangedBase() noexcept { m_HasChangedBase = true; }
   /// Whether somebody has taken the identity of the object. Decode forgets it.

@@ -6,7 +6,6 @@
 #include "persist/cls_FieldHandle.h"
 #include "store/sto_AgentProxy.h"
 #include "store/sto_BlobAgent.h"
-#include "store/sto_ChangedBase.h"
 #include "store/sto_Exception.h"
 #include "store/sto_OpenAgent.h"
 
@@ -361,22 +360,12 @@ sto_RecordRef sto_Session::ReadRecord(std::int64_t id) {
     Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
                                       ") names object " + std::to_string(record->GreatestId()) +
                                       ", which the store never had.");
-  bool isKnown = true;
   for (sto_Part const& part : record->Parts()) {
     if (m_Catalogue.IsKnown(part)) continue;
     CheckPart(id, classId, part);
-    isKnown = false;
+    if (!m_Catalogue.HasNewestBase(part)) record.Fill().NoteChangedBase();
   }
-  if (!isKnown) NoteBases(record.Fill());
   return record;
-}
-
-void sto_Session::NoteBases(sto_Record& record) {
-  bool isOwn = true;
-  for (sto_Part const& part : record.Parts()) {
-    sto_StoredClass::Bases const bases = m_Catalogue.BasesOf(part);
-    if (!(std::exchange(isOwn, false) ? bases.m_OfObject : bases.m_OfPart)) record.NoteChangedBase();
-  }
 }
 
 void sto_Session::CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part) {
@@ -384,9 +373,7 @@ void sto_Session::CheckPart(std::int64_t id, unsigned int classId, sto_Part cons
   std::vector<int> known; // a class that the program does not declare can still be read as it is
   bool const isReadable = classes.ForVersion(part.m_ClassId, part.m_Version) != nullptr ||
                           (known = classes.Versions(part.m_ClassId)).empty();
-  // What is remembered is not looked at again, so it must fit wherever in an object it is.
-  sto_StoredClass::Bases const bases = m_Catalogue.BasesOf(part);
-  bool const isRemembered = isReadable && bases.m_OfObject && bases.m_OfPart;
+  bool const isRemembered = isReadable && m_Catalogue.HasNewestBase(part); // and not looked at again
   if (std::string const problem = m_Catalogue.Problem(part, isRemembered); !problem.empty())
     Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
                                       ") or the store's catalogue is damaged: " + problem + ".");

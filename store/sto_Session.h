@@ -251,8 +251,6 @@ class sto_Session {
   void CheckUse() const;
   /// Damaged when a part of an object does not fit the store's catalogue; NewerFormat.
   void CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part);
-  /// Notes whether a part of the record was written over another base class than its reader derives from.
-  void NoteBases(sto_Record& record);
   void DropNewTies(std::int64_t firstNewId) noexcept;
   void WriteAgentRecords();
   [[noreturn]] void RaiseKeptBytes(std::int64_t more, std::string const& what) const;

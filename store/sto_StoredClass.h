@@ -19,13 +19,8 @@ class sto_StoredClass {
 
   [[nodiscard]] sto_ClassRow const& Row() const noexcept { return m_Row; }
 
-  /// Whether objects of this class version, and base-class parts of it, were written over the base class that
-  /// their reader derives from; see sto_ChangedBase.h.
-  struct Bases {
-    bool m_OfObject;
-    bool m_OfPart;
-  };
-  std::optional<Bases> m_Bases; ///< set by whoever knows the readers
+  /// Whether the version has the base class that the program's newest version has; set by whoever knows that.
+  std::optional<bool> m_HasNewestBase;
 
   /// Gives a class version of format 1 its attributes.
   void Describe(std::vector<sto_AttributeRow> attributes);

@@ -138,27 +138,6 @@ TEST_F(StoreTwoObjects, CycleThroughCopiesEnds) {
   EXPECT_EQ(store.ObjectCount(), 2);
 }
 
-// --- elements of collections
-
-TEST_F(StoreTwoObjects, ChangedCopyInAListOfObjectsIsAConflict) {
-  sto_Store store = Create();
-  Node const first(1);
-  Node const second = *CopyOf(first, 2);
-  std::string const message = MessageOf(sto_ErrorKind::Conflict, [&] {
-    SaveFields(store, [&](cls_WriteVisitor const& visitor) {
-      cls_Uid const uid;
-      std::unique_ptr<cls_WriteListObj> const list(
-          visitor.Memento()->MakeFieldWriteListObj(cls_FieldHandle("m_List"_cow), uid));
-      for (Node const* const node : {&first, &second}) {
-        cls_WriteRequestListObj const request(list.get());
-        node->DBWrite(cls_WriteVisitor(request, node));
-      }
-    });
-  });
-  EXPECT_TRUE(Contains(message, "Node")) << message;
-  EXPECT_EQ(store.ObjectCount(), 0);
-}
-
 // --- saves of one transaction
 
 TEST_F(StoreTwoObjects, ChangedCopyUnderAnotherRootOfOneTransactionIsAConflict) {

@@ -40,11 +40,17 @@ struct ChainedAnalysis {
 
   void DBWrite(cls_WriteVisitor const& visitor) const {
     if (!visitor.StartWrite(TypeId(), m_Uid)) return;
+    {
+      cls_WriteVisitor const part(visitor, heat_ModelPart::TypeId());
+      if (!part.StartWrite(heat_ModelPart::TypeId(), m_PartUid)) return;
+      part.Write({0, "m_Name"_cow}, "plate"_cow);
+    }
     heat_WriteField(visitor, {4, "m_Materials"_cow}, m_First);
   }
 
   ChainedMaterial const* m_First = nullptr;
   cls_Uid m_Uid;
+  cls_Uid m_PartUid;
 };
 
 void DeclareChains(cls_ClassRegistrar& registrar) {

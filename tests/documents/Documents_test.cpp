@@ -41,6 +41,10 @@ TEST_F(Documents, HistoryOfReadmeIsInTheStore) {
   ExpectOutput(DOCUMENT_HISTORY, "6000 temperatures, the last 2000\n");
 }
 
+TEST_F(Documents, CopiesWithIdentitiesOfTheirOwnAreTwoObjects) {
+  ExpectOutput(DOCUMENT_COPIES, "thick 3\nthin 2\n");
+}
+
 TEST_F(Documents, EachKindOfMemberOfDeclaringClassesComesBack) {
   ExpectOutput(DOCUMENT_DECLARING, "30 members and 4 classes came back\n");
 }

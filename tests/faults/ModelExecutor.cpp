@@ -345,12 +345,23 @@ void ModelExecutor::Save(ModelSession& session, ModelSlot& slot, ModelStep const
                   "saving what was made in undone work: " + (outcome.IsDone() ? "no error" : outcome.m_Text));
   }
   if (outcome.IsDone()) return ApplySave(session, slot, root);
+  if (outcome.Is(sto_ErrorKind::Conflict) && IsSecondName(session, slot, root)) {
+    NoteUndone(session);
+    return CheckShapes("after a changed object was refused a second name", true);
+  }
   if (slot.m_Id < 0 && !hadAgents) {
     if (slot.m_Stream != nullptr) slot = {}; // whether its list was made cannot be seen
     if (slot.m_Folder != nullptr) slot.m_IsDead = slot.m_Folder->HasAgents();
     if (slot.m_Picture != nullptr) slot.m_IsDead = slot.m_Picture->HasBlob();
   }
   AfterFault(session, outcome, "Save");
+}
+
+bool ModelExecutor::IsSecondName(ModelSession& session, ModelSlot const& slot, std::string const& root) {
+  auto const& roots = View(session).m_Roots;
+  auto const same = roots.find(root);
+  if (slot.m_Id < 0 || (same != roots.end() && same->second == slot.m_Id)) return false;
+  return std::ranges::any_of(roots, [&](auto const& other) { return other.second == slot.m_Id; });
 }
 
 void ModelExecutor::SaveFailing(ModelSession& session, ModelSlot& slot, ModelStep const& step) {

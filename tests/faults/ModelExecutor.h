@@ -45,6 +45,8 @@ class ModelExecutor {
   void MakeCopies(ModelSlot& slot);
   void CheckPast(ModelSession& session, ModelSlot& slot);
   void Save(ModelSession& session, ModelSlot& slot, ModelStep const& step);
+  /// Whether an object has a root name and would get a second one: it must not have changed then.
+  [[nodiscard]] bool IsSecondName(ModelSession& session, ModelSlot const& slot, std::string const& root);
   void SaveFailing(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void Begin(ModelSession& session, ModelStep const& step);
   void Commit(ModelSession& session, ModelStep const& step);

@@ -1,0 +1,113 @@
+#include <thread>
+
+#include "tests/support/StoreTest.h"
+
+// Stores, registrars, transactions and threads that do not live as they should.
+
+namespace {
+
+class StoreLifetimes : public StoreTest {};
+using StoreLifetimesDeathTest = StoreLifetimes;
+
+TEST_F(StoreLifetimes, StoreThatWasMovedFromIsMisuse) {
+  sto_Store store = Create();
+  sto_Store const moved = std::move(store);
+  std::string const message =
+      MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("node", Node(1)); }); // NOLINT: the slip
+  EXPECT_TRUE(Contains(message, "moved from")) << message;
+  MessageOf(sto_ErrorKind::Misuse, [&] { sto_Transaction const transaction(store); }); // NOLINT
+  MessageOf(sto_ErrorKind::Misuse, [&] { sto_LoadScope const scope(store); });         // NOLINT
+}
+
+TEST_F(StoreLifetimes, StoreOfAnotherThreadIsMisuse) {
+  sto_Store store = Create();
+  store.Save("node", Node(1));
+  std::thread([&] {
+    std::string const message =
+        MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(store.HasRoot("node")); });
+    EXPECT_TRUE(Contains(message, "thread")) << message;
+    MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("other", Node(2)); });
+    MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(store.Load<Node>("node")); });
+  }).join();
+  EXPECT_EQ(store.Roots(), std::vector<std::string>{"node"});
+}
+
+TEST_F(StoreLifetimes, TransactionOfAnotherThreadIsMisuse) {
+  sto_Store store = Create();
+  sto_Transaction transaction(store);
+  std::thread([&] { MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("node", Node(1)); }); }).join();
+  store.Save("node", Node(2));
+  transaction.Commit();
+  EXPECT_EQ(store.Load<Node>("node")->m_Value, 2);
+}
+
+TEST_F(StoreLifetimes, TransactionThatOutlivesItsStoreSaysSo) {
+  auto store = std::make_unique<sto_Store>(Create());
+  sto_Transaction transaction(*store);
+  store->Save("node", Node(1));
+  store.reset();
+  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { transaction.Commit(); });
+  EXPECT_TRUE(Contains(message, "closed before its transaction")) << message;
+  transaction.Rollback();
+  EXPECT_TRUE(Open().Roots().empty());
+}
+
+TEST_F(StoreLifetimes, ReadTransactionMayOutliveItsStore) {
+  auto store = std::make_unique<sto_Store>(Create());
+  sto_ReadTransaction const transaction(*store);
+  store.reset();
+}
+
+#ifndef NDEBUG
+TEST_F(StoreLifetimesDeathTest, RegistrarThatDiesBeforeItsStoreIsAnAssertion) {
+  EXPECT_DEATH(
+      {
+        auto classes = std::make_unique<cls_ClassRegistrar>();
+        DeclareNode(*classes);
+        sto_Store const store = sto_Store::Open(Path("death.kvs"), sto_Mode::Create, *classes);
+        classes.reset();
+      },
+      "opened with this registrar is still open");
+}
+
+TEST_F(StoreLifetimesDeathTest, StoreThatIsClosedByAnotherThreadIsAnAssertion) {
+  EXPECT_DEATH(
+      {
+        auto store = std::make_unique<sto_Store>(Create("death.kvs"));
+        std::thread([&] { store.reset(); }).join();
+      },
+      "closed by the thread that opened it");
+}
+
+TEST_F(StoreLifetimesDeathTest, ForgottenStartWriteIsAnAssertionWithASentence) {
+  struct Careless {
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      visitor.Write(cls_FieldHandle(0, "m_Value"_cow), 1);
+    }
+  };
+  sto_Store store = Create();
+  EXPECT_DEATH(store.Save("node", Careless()), "DBWrite must call StartWrite first");
+}
+
+TEST_F(StoreLifetimesDeathTest, MemberOfAnObjectThatForgotStartWriteIsAnAssertionToo) {
+  struct Careless {
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      m_Node.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle(0, "m_Left"_cow), nullptr, &m_Node));
+    }
+    Node m_Node;
+  };
+  sto_Store store = Create();
+  EXPECT_DEATH(store.Save("node", Careless()), "DBWrite must call StartWrite first");
+}
+#else
+TEST_F(StoreLifetimes, RegistrarThatDiesBeforeItsStoreIsMisuse) {
+  auto classes = std::make_unique<cls_ClassRegistrar>();
+  DeclareNode(*classes);
+  sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, *classes);
+  classes.reset();
+  std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("node", Node(1)); });
+  EXPECT_TRUE(Contains(message, "registrar")) << message;
+}
+#endif
+
+} // namespace
