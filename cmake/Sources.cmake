@@ -81,6 +81,7 @@ set(KVL_STORE_SOURCES
   store/sqlite/sto_SqliteBlob.cpp
   store/sqlite/sto_SqliteBlocks.cpp
   store/sqlite/sto_SqliteConnection.cpp
+  store/sqlite/sto_SqliteCopy.cpp
   store/sqlite/sto_SqliteCreation.cpp
   store/sqlite/sto_SqliteDriver.cpp
   store/sqlite/sto_SqliteFile.cpp
@@ -250,6 +251,8 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_CollectorAgents_test.cpp
   store/sto_CollectorDamage_test.cpp
   store/sto_Collector_test.cpp
+  store/sto_Copies_test.cpp
+  store/sto_CopyRoot_test.cpp
   store/sto_Creation_test.cpp
   store/sto_Damage_test.cpp
   store/sto_ElementWays_test.cpp

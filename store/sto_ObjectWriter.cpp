@@ -116,7 +116,8 @@ void sto_ObjectWriter::CopyFrom(sto_OpenAgent& foreign) {
   if (foreign.CopyInto(*this, m_Address)) return;
   m_Session.Raise(sto_ErrorKind::Misuse, "The " + foreign.What() + " of " + Describe() +
                                              " is open in another store, " + foreign.Where() +
-                                             ", and is not copied by saving it here: see sto_Proxy.h.");
+                                             ", and is not copied by saving it here: copy its root with "
+                                             "sto_CopyRoot.");
 }
 
 void sto_ObjectWriter::CheckLost() const {
@@ -129,8 +130,9 @@ void sto_ObjectWriter::RaiseNothingWritten() const {
   m_Session.Raise(
       sto_ErrorKind::Misuse,
       "No elements were written for " + Describe() +
-          ": its array, list or map is open in no store that this one could copy it from. One that "
-          "belonged to another store can be saved while that is open; detach it to make it new.");
+          ": its array, list or map is open in no store that this one could copy it from. Copy its root from "
+          "store to store with sto_CopyRoot, or the whole store with sto_Store::CopyTo; or save it while the "
+          "store that it belongs to is open.");
 }
 
 void sto_ObjectWriter::CarryChanges() {

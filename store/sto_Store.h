@@ -19,6 +19,10 @@
 
 class sto_ReadTransaction;
 class sto_Session;
+class sto_Store;
+
+// See sto_Proxy.h.
+KVL_EXPORT void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
 
 /// How a store is opened.
 enum class sto_Mode {
@@ -80,8 +84,8 @@ class KVL_EXPORT sto_Store {
 
   /// Writes what bulk arrays have changed and not written, in one transaction, and closes the store; its
   /// arrays are detached. When it raises, the store is still open, and the arrays have what they had. Misuse
-  /// while a transaction is open, and in every operation after it. ReadOnly for a store that cannot be written
-  /// while an array of it is changed: drop the array first.
+  /// while a transaction is open, and in every operation after it. ReadOnly for a store that cannot be
+  /// written while an array of it is changed: drop the array first.
   void Close();
 
   /// The file of the store.
@@ -137,6 +141,12 @@ class KVL_EXPORT sto_Store {
   /// Takes a root name away; its object stays in the store without name. False when there is no such name.
   bool RemoveRoot(std::string_view root);
 
+  /// Gives what is under a root name another name; its object stays as it is. False when there is no root
+  /// `from`. Nothing happens when the two are the same name. In the open transaction, or else in one of its
+  /// own. Conflict when there is a root `to`: remove or rename that first. Misuse, ReadOnly, Busy, Full,
+  /// Unavailable.
+  bool RenameRoot(std::string_view from, std::string_view to);
+
   /// Deletes every object that no root leads to, with its blocks, and returns how many went. A root leads to
   /// its object, and an object to what its fields hold and refer to and to the elements of its lists and maps
   /// of objects. A reference to a base-class part leads nowhere, because no load can follow it. Collections
@@ -165,9 +175,30 @@ class KVL_EXPORT sto_Store {
   /// The store's size on its medium, in bytes.
   [[nodiscard]] std::int64_t SizeBytes();
 
+  /// Copies the whole store to a new file, which is a store like any other then: with all objects, class
+  /// descriptions and free pages, the same size of pages, and a write-ahead log if this one has it. This
+  /// store stays open, and nothing in memory belongs to the copy. To copy a single root see sto_CopyRoot.
+  ///
+  /// The copy is one committed state. What bulk arrays have changed and not written is written first, as
+  /// Close does it, and so is in the copy; not so in a store that is open for reading only. In an open
+  /// sto_ReadTransaction the copy is the state that it sees, without what arrays have not written.
+  /// While it is copied, other sessions can read; they can write only beside a write-ahead log.
+  ///
+  /// The file appears under its name when it is whole, and durable: until then it has a name of its own
+  /// beside it (`location`.copying-..., to be deleted when a killed process has left it; it is no store, or
+  /// in the last moment a whole one). When this raises, there is no copy. Objects are not looked at, so what
+  /// is damaged here is damaged in the copy.
+  ///
+  /// Messages name both stores. Conflict when there is anything under the name: nothing is replaced. Misuse
+  /// in a transaction that writes, and while something is saved or loaded; for a location with a NUL
+  /// character. Full, Busy, Unavailable, also on a network file system. What writing arrays raises: see
+  /// Close.
+  void CopyTo(std::string const& location);
+
  private:
   friend class sto_ReadTransaction;
   friend class sto_Transaction;
+  friend void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
 
   /// Misuse for a store that is closed, or was moved from.
   [[nodiscard]] sto_Session& Session() const;

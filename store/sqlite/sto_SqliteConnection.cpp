@@ -95,12 +95,12 @@ int CountCall(void* connectionsCallsLeft) {
 
 } // namespace
 
-sto_SqliteConnection::sto_SqliteConnection(std::string path, Opening const& opening)
-    : m_Path(std::move(path)) {
+sto_SqliteConnection::sto_SqliteConnection(std::string const& path, Opening const& opening)
+    : m_Path(opening.m_NameInMessages.empty() ? path : opening.m_NameInMessages) {
   int const flags = opening.m_Flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
   try {
     if (int const code =
-            sqlite3_open_v2(UriOf(m_Path, opening.m_IsImmutable).c_str(), &m_Handle, flags, nullptr))
+            sqlite3_open_v2(UriOf(path, opening.m_IsImmutable).c_str(), &m_Handle, flags, nullptr))
       Raise(code);
     Harden(opening.m_BusyMilliseconds);
   } catch (...) {

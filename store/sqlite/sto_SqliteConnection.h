@@ -36,13 +36,16 @@ class sto_SqliteConnection {
     int m_BusyMilliseconds = 5000;
     /// The file is read without locks and without a look at a journal or a log: nobody may change it.
     bool m_IsImmutable = false;
+    /// What messages call the file; empty for its path.
+    std::string m_NameInMessages = {};
   };
 
-  sto_SqliteConnection(std::string path, Opening const& opening);
+  sto_SqliteConnection(std::string const& path, Opening const& opening);
   sto_SqliteConnection(sto_SqliteConnection const&) = delete;
   sto_SqliteConnection& operator=(sto_SqliteConnection const&) = delete;
   ~sto_SqliteConnection();
 
+  /// The file's path as it was given, or what messages call it instead.
   [[nodiscard]] std::string const& Path() const noexcept { return m_Path; }
   /// The file's full name, whatever links lead to it and whatever folder the program works in now.
   [[nodiscard]] std::string FullPath() const;
