@@ -84,6 +84,7 @@ set(KVL_STORE_SOURCES
   store/sqlite/sto_SqliteCopy.cpp
   store/sqlite/sto_SqliteCreation.cpp
   store/sqlite/sto_SqliteDriver.cpp
+  store/sqlite/sto_SqliteErrors.cpp
   store/sqlite/sto_SqliteFile.cpp
   store/sqlite/sto_SqliteObjects.cpp
   store/sqlite/sto_SqliteOpening.cpp
@@ -115,7 +116,8 @@ set(KVL_STORE_SOURCES
   store/sto_Shared.cpp
   store/sto_StoredBlocks.cpp
   store/sto_StoredClass.cpp
-  store/sto_Store.cpp)
+  store/sto_Store.cpp
+  store/sto_TypeNames.cpp)
 
 # Tests, one program for each layer.
 set(KVL_PLATFORM_TEST_SOURCES
@@ -292,6 +294,8 @@ set(KVL_STORE_TEST_SOURCES
   tests/support/StoreFile.cpp)
 
 set(KVL_STORE_INTERNAL_TEST_SOURCES
+  store/sqlite/sto_SqliteCopy_test.cpp
+  store/sqlite/sto_SqliteErrors_test.cpp
   store/sto_Codec_test.cpp
   store/sto_CollectorFaults_test.cpp
   store/sto_Fuzz_test.cpp
@@ -302,6 +306,7 @@ set(KVL_STORE_INTERNAL_TEST_SOURCES
   store/sto_Session_test.cpp
   store/sto_SqliteNetwork_test.cpp
   store/sto_SqliteUndo_test.cpp
+  store/sto_TypeNames_test.cpp
   tests/support/StoreFaultVfs.cpp
   tests/support/StoreFile.cpp
   tests/support/StoreNewFault.cpp

@@ -9,6 +9,7 @@
 #include "store/sto_CollectionFields.h"
 #include "store/sto_ElementScope.h"
 #include "store/sto_OpenAgent.h"
+#include "store/sto_TypeNames.h"
 
 namespace {
 
@@ -47,17 +48,27 @@ std::string sto_ObjectWriter::Describe() const {
   return "object " + std::to_string(m_Id) + " (" + std::string(m_Class.Metadata().Name().View()) + ")";
 }
 
-void sto_ObjectWriter::CheckShape(sto_CollectionShape const& shape) {
-  if (m_Attribute == nullptr || sto_ShapeFits(shape, *m_Attribute)) return;
+void sto_ObjectWriter::RaiseAttribute(std::string const& problem) const {
   m_Session.MarkIncomplete();
   std::string const name = m_Attribute->m_Name.IsEmpty() ? "number " + std::to_string(m_Attribute->m_FieldId)
                                                          : std::string(m_Attribute->m_Name.View());
   m_Session.Raise(sto_ErrorKind::Misuse,
                   "Attribute " + name + " of class " + std::string(m_Holder->Name().View()) + " version " +
-                      std::to_string(m_Holder->Version()) + " is declared with attribute type " +
-                      std::to_string(m_Attribute->m_Type) + " and collection type " +
-                      std::to_string(m_Attribute->m_CollectionType) + "; that is no " + shape.Name() +
-                      " (writing " + Describe() + ").");
+                      std::to_string(m_Holder->Version()) + " " + problem + " (writing " + Describe() + ").");
+}
+
+void sto_ObjectWriter::CheckShape(sto_CollectionShape const& shape) {
+  if (m_Attribute == nullptr) return;
+  // An object of another class, which a single value may hold, can have elements of its own.
+  if (sto_ShapeFits(shape, *m_Attribute) && SingleValueName() == nullptr) return;
+  RaiseAttribute(sto_MisdeclaredText(*m_Attribute, sto_Written::Collection(shape)));
+}
+
+char const* sto_ObjectWriter::SingleValueName() const {
+  if (m_Attribute == nullptr || m_Attribute->m_CollectionType != COLLECTION_NONE) return nullptr;
+  unsigned int const classId = m_Class.Metadata().ClassId();
+  if (classId == cls_InternalListTypeId) return "list";
+  return classId == cls_InternalMapTypeId ? "map" : nullptr;
 }
 
 void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
@@ -165,6 +176,8 @@ void sto_ObjectWriter::CarryChanges() {
 
 void sto_ObjectWriter::Finish() {
   m_Session.CheckSave();
+  if (char const* const what = SingleValueName()) // refused before where it was known what is in it
+    RaiseAttribute(sto_MisdeclaredText(*m_Attribute, what));
   unsigned int const classId = m_Class.Metadata().ClassId();
   bool const lacksList = classId == cls_InternalListTypeId && !m_Record->HasList();
   bool const lacksMap = classId == cls_InternalMapTypeId && !m_Record->HasMap();

@@ -15,7 +15,8 @@ struct sqlite3_stmt;
 class sto_SqliteStatement;
 
 /// One open SQLite database file. Every failure raises sto_Exception with the file's name, SQLite's own
-/// message and the kind that fits SQLite's result code; std::bad_alloc when memory has run out.
+/// message, what to do about it, and the kind that fits SQLite's result code (see sto_SqliteErrors.h);
+/// std::bad_alloc when memory has run out.
 ///
 /// What stands in the file cannot act: triggers, views and functions in the schema are off, sizes have
 /// limits, and the work of each statement is counted in steps of SQLite's machine. A statement that takes
