@@ -351,6 +351,17 @@ TEST_P(StoreCopies, KilledCopyLeavesNothingThatLooksLikeAStore) {
 INSTANTIATE_TEST_SUITE_P(Journals, StoreCopies, testing::Bool(),
                          [](auto const& hasLog) { return hasLog.param ? "Log" : "Rollback"; });
 
+class StoreOldCopies : public StoreArrayTest {};
+
+TEST_F(StoreOldCopies, StoreOfAnOlderFormatIsCopiedAsItIs) {
+  fs::copy_file(KVL_GOLDEN_DIR "/format-1.kvs", Path());
+  sto_Store store = Open(sto_Mode::ReadOnly);
+  store.CopyTo(Path("copy.kvs"));
+  EXPECT_EQ(SqlFile(Path("copy.kvs")).Integer("PRAGMA user_version"), 1);
+  EXPECT_EQ(Open(sto_Mode::ReadOnly, "copy.kvs").Roots(), store.Roots());
+  EXPECT_FALSE(store.Roots().empty());
+}
+
 /// Root names that change.
 class StoreRootNames : public StoreArrayTest {};
 
