@@ -20,12 +20,10 @@ struct RootProxy {
 /// Writes what bulk arrays have changed and not written, unless nothing can be written now.
 void WriteArrays(sto_Session& session) {
   session.RaiseKept();
-  if (session.IsWriting()) {
+  if (session.IsWriting())
     session.FlushHolders();
-    static_cast<void>(session.OpenCollections()); // with their records written
-  } else if (!session.InTransaction() && !session.Driver().IsReadOnly()) {
+  else if (!session.InTransaction() && !session.Driver().IsReadOnly())
     session.Close(); // which writes, and leaves the session open
-  }
 }
 
 /// The object under a root name.
