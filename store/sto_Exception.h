@@ -9,7 +9,9 @@
 
 /// Every failure of the database module. The message names the store, and where they are known the object and
 /// the attribute. Catch it, or nex_Exception&; Kind() says what can be done. A program that catches nothing
-/// but std::exception gets the message from what(). Thread rule: as nex_Exception.
+/// but std::exception gets the message from what(). An exception has identities, so it must be gone before
+/// nex_finalize and before its thread ends: catch it inside of what brings the library up. Thread rule: as
+/// nex_Exception.
 class KVL_EXPORT sto_Exception : public nex_Exception, public std::exception {
  public:
   sto_Exception(sto_ErrorKind kind, atr_String const& message) : m_Kind(kind), m_Value(message) {}

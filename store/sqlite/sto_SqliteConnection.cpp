@@ -180,7 +180,7 @@ void sto_SqliteConnection::Raise(int code, bool isReading, sto_Place place) cons
     error = sto_SqliteErrorOf(SQLITE_CORRUPT); // nobody wrote it with this module
   std::string const file = m_Path + ": ";
   std::string const advice = std::string(" ") + error.m_Advice;
-  if (primary == SQLITE_NOTADB) sto_Raise(error.m_Kind, file + "This is not a store." + advice, place);
+  if (primary == SQLITE_NOTADB) sto_RaiseNoStore(m_Path, place);
   if (primary == SQLITE_INTERRUPT)
     sto_Raise(error.m_Kind,
               file + "The store is damaged: reading it takes more steps than a store of its size can need." +

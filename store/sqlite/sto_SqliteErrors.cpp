@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "store/sto_Exception.h"
+
 namespace {
 
 struct Row {
@@ -82,4 +84,14 @@ sto_SqliteError sto_SqliteErrorOf(int code, bool isWriting) noexcept {
 
 sto_SqliteError sto_SqliteFull() noexcept {
   return sto_SqliteErrorOf(SQLITE_FULL);
+}
+
+void sto_RaiseNoStore(std::string const& path, sto_Place place) {
+  auto const [kind, advice] = sto_SqliteErrorOf(SQLITE_NOTADB);
+  sto_Raise(kind, path + ": This is not a store. " + advice, place);
+}
+
+void sto_RaiseNotWritable(std::string const& path, sto_Place place) {
+  auto const [kind, advice] = sto_SqliteErrorOf(SQLITE_READONLY);
+  sto_Raise(kind, path + ": " + advice, place);
 }

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <string>
+
 #include "store/sto_ErrorKind.h"
+#include "store/sto_Place.h"
 
 /// What a result code of SQLite is to the user of a store.
 struct sto_SqliteError {
@@ -14,3 +17,7 @@ struct sto_SqliteError {
 
 /// The same for want of room, which SQLite does not always report under its own code.
 [[nodiscard]] sto_SqliteError sto_SqliteFull() noexcept;
+
+/// Raise, with the same advice, what is seen without asking SQLite to do anything.
+[[noreturn]] void sto_RaiseNoStore(std::string const& path, sto_Place place = sto_Place::Current());
+[[noreturn]] void sto_RaiseNotWritable(std::string const& path, sto_Place place = sto_Place::Current());

@@ -2,9 +2,11 @@
 
 #include <sqlite3.h>
 
+#include <filesystem>
 #include <string>
 
 #include "store/sqlite/sto_SqliteConnection.h"
+#include "store/sqlite/sto_SqliteDriver.h"
 #include "tests/support/StoreFile.h"
 
 namespace {
@@ -76,6 +78,17 @@ TEST_F(SqliteErrors, MessageHasFileTextCodeAndAdvice) {
   sto_SqliteConnection text(Path("text"), opening);
   std::string const noStore =
       MessageOf(sto_ErrorKind::NotFound, [&] { text.Execute("SELECT * FROM sqlite_schema"); });
+  for (char const* const other : {"folder", "database"}) { // neither of which SQLite itself objects to
+    if (std::string(other) == "folder")
+      std::filesystem::create_directory(Path(other));
+    else
+      SqlFile(Path(other)).Run("CREATE TABLE t(x)");
+    std::string const refused =
+        MessageOf(sto_ErrorKind::NotFound, [&] { sto_SqliteDriver::Open(Path(other), true); });
+    EXPECT_EQ(refused, Path(other) +
+                           ": This is not a store. Look at the name; if it is the right one, restore "
+                           "a copy.");
+  }
   EXPECT_EQ(noStore, Path("text") +
                          ": This is not a store. Look at the name; if it is the right one, restore "
                          "a copy.");
