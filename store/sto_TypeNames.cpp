@@ -52,7 +52,7 @@ template <std::size_t Count> std::string Find(Name const (&names)[Count], int co
   return found == std::end(names) ? std::to_string(code) : found->m_Name;
 }
 
-/// What stands for a value's type in messages and in declarations.
+/// A value's type in messages and in declarations.
 struct ValueType {
   std::uint8_t m_Tag;
   char const* m_Name;
@@ -78,7 +78,7 @@ constexpr ValueType ValueTypes[] = {
     {sto_Format::Bytes, "byte string", ATTR_BYTES},
 };
 
-/// What stands for an element's type in declarations.
+/// An element's type in declarations.
 struct Element {
   std::uint8_t m_Type;
   cls_AttributeType m_Attribute;

@@ -112,7 +112,7 @@ TEST(StoreTypeNames, CodeOfACollectionSaysWhatItIs) {
   }
 }
 
-TEST(StoreTypeNames, MisdeclaredAttributeIsToldWithTheRightDeclaration) {
+TEST(StoreTypeNames, MisdeclaredAttributeIsReportedWithTheRightDeclaration) {
   cls_AttributeMetadata const single = Declared(ATTR_DOUBLE, COLLECTION_NONE);
   EXPECT_EQ(sto_MisdeclaredText(single, sto_Written::Collection(COLLECTION_LIST_DOUBLE)),
             "is declared as ATTR_DOUBLE, COLLECTION_NONE, but a list of double is written: declare it as "
