@@ -7,7 +7,7 @@
 #include "store/sto_Store.h"
 
 // Copies of stored objects: an object is carried from one store to another, or copied within one, without
-// being built. sto_CopyRoot does that with a root; a proxy stands for an object that another one is to hold.
+// being built. sto_CopyRoot does that with a root; a proxy is for an object that another one is to hold.
 // To copy a whole store see sto_Store::CopyTo.
 //
 //     sto_CopyRoot(library, "plate/mesh", store, "mesh");

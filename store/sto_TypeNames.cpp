@@ -102,7 +102,7 @@ std::string WithArticle(std::string const& noun) {
   return (isSpokenWithVowel ? "an " : "a ") + noun;
 }
 
-/// The element type of a collection's code, 0 for none.
+/// The element type of a collection's code; 0 when it has no known one.
 std::uint8_t ElementOf(cls_CollectionType type) noexcept {
   int const kind = type / 10 * 10;
   if (kind != COLLECTION_LIST && kind != COLLECTION_MAP_STRING && kind != COLLECTION_TABLE) return 0;

@@ -10,7 +10,7 @@
 namespace {
 
 struct Row {
-  int m_Code; ///< an extended code stands for itself, a primary one for all of its own that are not here
+  int m_Code; ///< a primary code is also for those of its extended ones that have no row
   sto_ErrorKind m_Kind;
   char const* m_Advice;
 };
