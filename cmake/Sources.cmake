@@ -81,8 +81,10 @@ set(KVL_STORE_SOURCES
   store/sqlite/sto_SqliteBlob.cpp
   store/sqlite/sto_SqliteBlocks.cpp
   store/sqlite/sto_SqliteConnection.cpp
+  store/sqlite/sto_SqliteCopy.cpp
   store/sqlite/sto_SqliteCreation.cpp
   store/sqlite/sto_SqliteDriver.cpp
+  store/sqlite/sto_SqliteErrors.cpp
   store/sqlite/sto_SqliteFile.cpp
   store/sqlite/sto_SqliteObjects.cpp
   store/sqlite/sto_SqliteOpening.cpp
@@ -121,6 +123,7 @@ set(KVL_STORE_SOURCES
   store/sto_StoredClass.cpp
   store/sto_Store.cpp
   store/sto_StrictSave.cpp
+  store/sto_TypeNames.cpp
   store/sto_Visits.cpp)
 
 # Tests, one program for each layer.
@@ -263,6 +266,8 @@ set(KVL_STORE_TEST_SOURCES
   store/sto_CollectorAgents_test.cpp
   store/sto_CollectorDamage_test.cpp
   store/sto_Collector_test.cpp
+  store/sto_Copies_test.cpp
+  store/sto_CopyRoot_test.cpp
   store/sto_Creation_test.cpp
   store/sto_Damage_test.cpp
   store/sto_ElementWays_test.cpp
@@ -306,6 +311,8 @@ set(KVL_STORE_TEST_SOURCES
   tests/support/StoreFile.cpp)
 
 set(KVL_STORE_INTERNAL_TEST_SOURCES
+  store/sqlite/sto_SqliteCopy_test.cpp
+  store/sqlite/sto_SqliteErrors_test.cpp
   store/sto_Codec_test.cpp
   store/sto_CollectorFaults_test.cpp
   store/sto_DroppedClasses_test.cpp
@@ -317,6 +324,7 @@ set(KVL_STORE_INTERNAL_TEST_SOURCES
   store/sto_Session_test.cpp
   store/sto_SqliteNetwork_test.cpp
   store/sto_SqliteUndo_test.cpp
+  store/sto_TypeNames_test.cpp
   tests/support/StoreFaultVfs.cpp
   tests/support/StoreFile.cpp
   tests/support/StoreNewFault.cpp

@@ -44,6 +44,11 @@ class cls_OwnUid {
     other.Renew();
     return *this;
   }
+  /// Takes the identity of a stored object, where that cannot be done in the initializer list.
+  cls_OwnUid& operator=(cls_Uid const& uid) noexcept {
+    m_Uid = uid;
+    return *this;
+  }
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
   operator cls_Uid const&() const noexcept { return m_Uid; } // wherever an identity is asked for

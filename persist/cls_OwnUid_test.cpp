@@ -79,6 +79,13 @@ TEST(OwnUid, TakesTheIdentityOfAStoredObject) {
   EXPECT_EQ(asUid.Entry(), stored.Entry());
 }
 
+TEST(OwnUid, TakesTheIdentityOfAStoredObjectThatIsAssigned) {
+  cls_Uid const stored;
+  cls_OwnUid own;
+  own = stored;
+  EXPECT_EQ(own.Uid().Entry(), stored.Entry());
+}
+
 TEST(OwnUid, NewUidIsFresh) {
   cls_OwnUid own;
   cls_Uid const before = own;

@@ -38,7 +38,8 @@ class KVL_EXPORT cls_WriteVisitor {
       : m_Object(object), m_Request(&request) {}
 
   /// Writes the object that a field of the parent's object holds. `cow` is its copy-on-write holder, null for
-  /// none; `object` may be null.
+  /// none. `object` is the address of the object, by which a back end can tell a copy with the same identity;
+  /// null when it is not known.
   cls_WriteVisitor(cls_WriteVisitor const& parent, cls_FieldHandle const& field,
                    cow_COW<int, cow_Direct<int>> const* cow, void const* object) noexcept
       : m_Parent(&parent), m_Field(field), m_Cow(cow), m_Object(object) {}

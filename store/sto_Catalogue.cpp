@@ -5,6 +5,7 @@
 
 #include "platform/omni/omi_BtreeIterator.h"
 #include "store/sto_Exception.h"
+#include "store/sto_TypeNames.h"
 
 namespace {
 
@@ -43,12 +44,22 @@ void sto_Catalogue::Forget() noexcept {
   for (auto& [classId, inUse] : m_InUse) inUse.Reset();
 }
 
-std::string sto_Catalogue::ClassName(unsigned int classId) const {
+std::string sto_Catalogue::KnownClassName(unsigned int classId) const {
   if (cls_ClassMetadata const* const declared = m_Classes.Newest(classId))
     return std::string(declared->Name().View());
   auto const stored = m_StoredClasses.lower_bound({classId, std::numeric_limits<int>::min()});
   if (stored != m_StoredClasses.end() && stored->first.first == classId) return stored->second.Row().m_Name;
-  return "class " + std::to_string(classId);
+  return {};
+}
+
+std::string sto_Catalogue::ClassName(unsigned int classId) const {
+  std::string name = KnownClassName(classId);
+  return name.empty() ? sto_ClassIdText(classId) : name;
+}
+
+std::string sto_Catalogue::DescribeClass(unsigned int classId) const {
+  std::string name = KnownClassName(classId);
+  return name.empty() ? "class " + sto_ClassIdText(classId) : name;
 }
 
 sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId) {

@@ -30,8 +30,11 @@ class sto_Catalogue {
   /// Forgets what was read from the store: it may have changed.
   void Forget() noexcept;
 
-  /// The name of a class, from the program or the store, for messages: its number when nobody knows it.
+  /// The name of a class, from the program or the store, for messages, after the word "class": its ID when
+  /// nobody knows it.
   [[nodiscard]] std::string ClassName(unsigned int classId) const;
+  /// The same for where that word does not come before: "Beam", or "class 0x650001".
+  [[nodiscard]] std::string DescribeClass(unsigned int classId) const;
 
   /// A class that is to be written, described in the store; null when the program does not declare it. Valid
   /// as long as the catalogue. Conflict when the store has another description of the same class and version.
@@ -94,6 +97,8 @@ class sto_Catalogue {
     }
   };
 
+  /// Empty when nobody knows it.
+  [[nodiscard]] std::string KnownClassName(unsigned int classId) const;
   /// Makes sure that the store describes a class.
   void Record(sto_Driver& driver, cls_ClassMetadata const& metadata);
 

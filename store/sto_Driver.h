@@ -60,10 +60,11 @@ class sto_Driver {
   /// Opens a transaction: one that sees a fixed state of the store, or one that may also write (and then
   /// waits for other writers; Busy when that takes too long).
   virtual void Begin(bool forWriting) = 0;
-  /// Makes the transaction's writes durable. After Busy the transaction is still open, and Commit can be tried
-  /// again. After another failure (Full, Unavailable, no memory) it may be open or the storage may have undone
-  /// it by itself (see IsInTransaction): then a second Commit raises Unavailable. When the system reports an
-  /// error of the last step only, the writes may be durable all the same; the next transaction shows it.
+  /// Makes the transaction's writes durable. After Busy the transaction is still open, and Commit can be
+  /// tried again. After another failure (Full, Unavailable, no memory) it may be open or the storage may have
+  /// undone it by itself (see IsInTransaction): then a second Commit raises Unavailable. When the system
+  /// reports an error of the last step only, the writes may be durable all the same; the next transaction
+  /// shows it.
   virtual void Commit() = 0;
   /// Undoes the transaction's writes. Does nothing without transaction. What cannot be undone at once, for
   /// want of memory, is undone before the next operation; until that succeeds, each raises Unavailable.
@@ -124,9 +125,15 @@ class sto_Driver {
   virtual void SetRoot(std::string_view name, std::int64_t id) = 0;
   /// Takes a name away; false when there is none.
   virtual bool RemoveRoot(std::string_view name) = 0;
+  /// Gives what has name `from` the name `to`, which nothing has; false when nothing has `from`.
+  virtual bool RenameRoot(std::string_view from, std::string_view to) = 0;
   /// All root names in ascending order of their bytes.
   virtual std::vector<std::string> Roots() = 0;
 
   /// The store's size on its medium, in bytes.
   [[nodiscard]] virtual std::int64_t SizeBytes() = 0;
+
+  /// Makes a store of the same kind elsewhere, with the state that the open transaction, which only reads,
+  /// sees. All or nothing, durable when it returns. Conflict when something is there.
+  virtual void CopyTo(std::string const& location) = 0;
 };

@@ -26,6 +26,10 @@ unsigned int sto_Exception::DynTypeId() const {
   return TypeId();
 }
 
+char const* sto_Exception::what() const noexcept {
+  return m_Value.Length() == 0 ? "A failure of the store, which has no message." : m_Value.Chars();
+}
+
 void sto_Exception::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   nex_Exception::DBWrite(cls_WriteVisitor(visitor, nex_Exception::TypeId()));

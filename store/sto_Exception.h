@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <string>
 
 #include "errors/nex_Exception.h"
@@ -7,8 +8,11 @@
 #include "store/sto_Place.h"
 
 /// Every failure of the database module. The message names the store, and where they are known the object and
-/// the attribute. Catch it, or nex_Exception&; Kind() says what can be done. Thread rule: as nex_Exception.
-class KVL_EXPORT sto_Exception : public nex_Exception {
+/// the attribute. Catch it, or nex_Exception&; Kind() says what can be done. A program that catches nothing
+/// but std::exception gets the message from what(). An exception has identities, so it must be gone before
+/// nex_finalize and before its thread ends: catch it inside of what brings the library up. Thread rule: as
+/// nex_Exception.
+class KVL_EXPORT sto_Exception : public nex_Exception, public std::exception {
  public:
   sto_Exception(sto_ErrorKind kind, atr_String const& message) : m_Kind(kind), m_Value(message) {}
 
@@ -24,6 +28,11 @@ class KVL_EXPORT sto_Exception : public nex_Exception {
   void DBWrite(cls_WriteVisitor const& visitor) const override;
 
   static constexpr unsigned int TypeId() noexcept { return 0x600001; }
+
+  /// The message, in UTF-8, as UserReport() gives it; a fixed sentence when there is none. It is the
+  /// exception's own text, so nothing is built that could fail, and it is valid as long as the exception. A
+  /// message that has a NUL character ends there.
+  [[nodiscard]] char const* what() const noexcept override;
 
   [[nodiscard]] sto_ErrorKind Kind() const noexcept { return m_Kind; }
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }

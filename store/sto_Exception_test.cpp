@@ -1,6 +1,8 @@
 #include "store/sto_Exception.h"
 
+#include <exception>
 #include <type_traits>
+#include <utility>
 
 #include "errors/nex_AssertException.h"
 #include "errors/nex_BadCastException.h"
@@ -176,6 +178,54 @@ TEST_F(StoreExceptions, ExceptionOfTheStoreIsThrownAsItself) {
     EXPECT_EQ(caught.UserReport().View(), "full");
     EXPECT_EQ(caught.DeveloperReport().View(), "Exception: full in file file at line 5");
   }
+}
+
+TEST_F(StoreExceptions, ExceptionOfTheStoreIsCaughtAsOneOfTheStandardLibraryWithItsMessage) {
+  for (bool const isThrownByName : {false, true}) try {
+      sto_Exception exception(sto_ErrorKind::Full, atr_String("no room for \xC3\xA4"_cow));
+      if (isThrownByName) exception.Throw("file", 5);
+      exception.Propagate();
+    } catch (std::exception const& caught) {
+      EXPECT_STREQ(caught.what(), "no room for \xC3\xA4");
+      auto const* const same = dynamic_cast<sto_Exception const*>(&caught);
+      ASSERT_NE(same, nullptr);
+      EXPECT_EQ(same->Kind(), sto_ErrorKind::Full);
+      EXPECT_EQ(same->FromLine(), isThrownByName ? 5 : 0);
+    }
+}
+
+TEST_F(StoreExceptions, MessageOfWhatIsThatOfTheReportAndStaysValid) {
+  try {
+    static_cast<void>(sto_Store::Open(Path("nowhere"), sto_Mode::ReadOnly, m_Classes));
+    FAIL();
+  } catch (sto_Exception const& caught) {
+    char const* const what = caught.what();
+    EXPECT_EQ(caught.UserReport().View(), what);
+    EXPECT_TRUE(Contains(what, Path("nowhere") + ": There is no such file.")) << what;
+    static_cast<void>(caught.DeveloperReport());
+    sto_Exception copy(caught);
+    EXPECT_STREQ(copy.what(), what);
+    copy = sto_Exception(sto_ErrorKind::Busy, atr_String("other"_cow));
+    EXPECT_STREQ(copy.what(), "other");
+    EXPECT_EQ(caught.what(), what);
+  }
+}
+
+TEST_F(StoreExceptions, ExceptionWithoutMessageSaysSo) {
+  for (sto_Exception const& exception : {sto_Exception(sto_ErrorKind::Busy, atr_String()),
+                                         sto_Exception(sto_ErrorKind::Busy, atr_String(""_cow))})
+    EXPECT_STREQ(exception.what(), "A failure of the store, which has no message.");
+  static_assert(noexcept(std::declval<sto_Exception const&>().what()));
+}
+
+TEST_F(StoreExceptions, BaseOfThisLibraryStaysTheFirst) {
+  sto_Exception const exception(sto_ErrorKind::Busy, atr_String("wait"_cow));
+  void const* const base = static_cast<nex_Exception const*>(&exception);
+  EXPECT_EQ(base, static_cast<void const*>(&exception));
+}
+
+TEST_F(StoreExceptions, LoadedExceptionOfTheStoreHasItsMessage) {
+  EXPECT_STREQ(RoundTrip(sto_Exception(sto_ErrorKind::Busy, atr_String("wait"_cow)))->what(), "wait");
 }
 
 TEST_F(StoreExceptions, CopyOfAnExceptionOfTheStoreKeepsItAll) {

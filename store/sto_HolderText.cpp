@@ -5,7 +5,7 @@
 namespace {
 
 std::string ObjectText(sto_Session const& session, std::int64_t id, unsigned int classId) {
-  return "object " + std::to_string(id) + " (" + session.Catalogue().ClassName(classId) + ")";
+  return "object " + std::to_string(id) + " (" + session.Catalogue().DescribeClass(classId) + ")";
 }
 
 bool Holds(sto_Field const& field, std::int64_t held) {

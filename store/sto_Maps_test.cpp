@@ -201,20 +201,22 @@ TEST_F(StoreMaps, CursorOverAnObjectWithoutCollectionSaysSo) {
 TEST_F(StoreMaps, AttributeThatIsDeclaredForSomethingElseIsRefused) {
   struct Case {
     std::string m_Field;
-    std::string m_Problem;
+    std::string m_Declared;
   };
   for (Case const& bad :
-       {Case{"m_Floats", "no map from string to int"}, Case{"m_Ints", "no map from string to int"},
-        Case{"m_ByString", "no map from string to int"}, Case{"m_Doubles", "no map from string to int"},
-        Case{"m_Objects", "no map from string to int"}, Case{"m_List", "no map from string to int"}}) {
+       {Case{"m_Floats", "ATTR_FLOAT, COLLECTION_MAP_STRING_FLOAT"},
+        Case{"m_Ints", "ATTR_INT, COLLECTION_LIST_INT"},
+        Case{"m_ByString", "ATTR_OBJECT, COLLECTION_MAP_STRING_OBJ"},
+        Case{"m_Doubles", "ATTR_DOUBLE, COLLECTION_KIND_70"},
+        Case{"m_Objects", "ATTR_OBJECT, COLLECTION_OBJ"}, Case{"m_List", "9000, COLLECTION_LIST"},
+        Case{"m_Text", "ATTR_STRING, COLLECTION_NONE"}}) {
     sto_Store store = Create(bad.m_Field);
     std::string const message =
         MessageOf(sto_ErrorKind::Misuse, [&] { SaveMap(store, Entries<cow_String, int>{}, bad.m_Field); });
-    EXPECT_TRUE(
-        Contains(message, "Attribute " + bad.m_Field + " of class Scripted version 1 is declared with"))
-        << message;
-    EXPECT_TRUE(Contains(message, bad.m_Problem) && Contains(message, "(writing object 2 (cls_InternalMap))"))
-        << message;
+    EXPECT_EQ(message, Path(bad.m_Field) + ": Attribute " + bad.m_Field +
+                           " of class Scripted version 1 is declared as " + bad.m_Declared +
+                           ", but a map from string to int is written: declare it as ATTR_INT, "
+                           "COLLECTION_MAP_STRING (writing object 2 (cls_InternalMap)).");
     EXPECT_EQ(store.ObjectCount(), 0);
   }
 }

@@ -12,46 +12,9 @@
 #include "store/sto_MapReader.h"
 #include "store/sto_ObjectAgents.h"
 #include "store/sto_ObjectListReader.h"
+#include "store/sto_TypeNames.h"
 
 namespace {
-
-char const* TagName(std::uint8_t tag) {
-  switch (tag) {
-  case sto_Format::NoText:
-  case sto_Format::Text:
-    return "string";
-  case sto_Format::Bool:
-    return "bool";
-  case sto_Format::Int8:
-    return "8-bit integer";
-  case sto_Format::Int16:
-    return "16-bit integer";
-  case sto_Format::UInt16:
-    return "unsigned 16-bit integer";
-  case sto_Format::Int32:
-    return "32-bit integer";
-  case sto_Format::UInt32:
-    return "unsigned 32-bit integer";
-  case sto_Format::Int64:
-    return "64-bit integer";
-  case sto_Format::UInt64:
-    return "unsigned 64-bit integer";
-  case sto_Format::Float:
-    return "float";
-  case sto_Format::Double:
-    return "double";
-  case sto_Format::Enum:
-    return "enumeration";
-  case sto_Format::Reference:
-    return "reference";
-  case sto_Format::Object:
-    return "object";
-  case sto_Format::Bytes:
-    return "byte string";
-  default:
-    return "unknown value";
-  }
-}
 
 std::string NameOf(cls_FieldHandle const& field) {
   return field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId())
@@ -119,7 +82,7 @@ std::string sto_MementoRead::Describe() const {
   if (m_Record == nullptr) return "an object that is not stored";
   std::string text = "object " + std::to_string(Id());
   if (m_Part != nullptr)
-    text += " (" + m_Session.Catalogue().ClassName(m_Part->m_ClassId) + " version " +
+    text += " (" + m_Session.Catalogue().DescribeClass(m_Part->m_ClassId) + " version " +
             std::to_string(m_Part->m_Version) + ")";
   return text;
 }
@@ -150,8 +113,8 @@ void sto_MementoRead::CheckIdentity() const noexcept {
 
 void sto_MementoRead::RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const {
   m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + NameOf(field) + " of " + Describe() +
-                                                 " is stored as " + TagName(tag) + " and cannot be read as " +
-                                                 asked + ".");
+                                                 " is stored as " + sto_ValueName(tag) +
+                                                 " and cannot be read as " + asked + ".");
 }
 
 cow_String sto_MementoRead::DbId() {
@@ -475,18 +438,27 @@ void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String co
   if (found == nullptr) return;
   if (found->m_Tag != sto_Format::Object) RaiseType(field, found->m_Tag, "collection");
   auto const stored = static_cast<cls_CollectionType>(std::to_integer<int>(found->m_Payload.back()));
-  RequireMatch(stored, type, name);
+  if (!cls_CollectionsMatch(stored, type))
+    RaiseCollection(stored, name,
+                    " and cannot be read as " + sto_CollectionTypeName(type) +
+                        (stored == COLLECTION_NONE
+                             ? "."
+                             : ": read it as " + sto_Written::Collection(stored).m_What + "."));
   cls_ClassMetadata const* const metadata =
       m_Session.Catalogue().Classes().ForVersion(m_Part->m_ClassId, m_Part->m_Version);
   if (metadata == nullptr || metadata->Version() != m_Part->m_Version) return;
-  if (cls_AttributeMetadata const* const declared = metadata->FindAttribute(name))
-    RequireMatch(stored, declared->m_CollectionType, name);
+  cls_AttributeMetadata const* const declared = metadata->FindAttribute(name);
+  if (declared == nullptr || cls_CollectionsMatch(stored, declared->m_CollectionType)) return;
+  sto_Written const held = sto_Written::Collection(stored);
+  int const elements = held.m_Type == sto_Written::AnyType ? declared->m_Type : held.m_Type;
+  RaiseCollection(stored, name,
+                  ", but its class is declared with " +
+                      sto_DeclarationText(declared->m_Type, declared->m_CollectionType) + ": declare it as " +
+                      sto_DeclarationText(elements, stored) + ".");
 }
 
-void sto_MementoRead::RequireMatch(cls_CollectionType stored, cls_CollectionType declared,
-                                   cow_String const& name) const {
-  if (cls_CollectionsMatch(stored, declared)) return;
+void sto_MementoRead::RaiseCollection(cls_CollectionType stored, cow_String const& name,
+                                      std::string const& problem) const {
   m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + std::string(name.View()) + " of " + Describe() +
-                                                 " is stored as collection type " + std::to_string(stored) +
-                                                 ", not " + std::to_string(declared) + ".");
+                                                 " is stored as " + sto_CollectionTypeName(stored) + problem);
 }

@@ -147,8 +147,9 @@ class sto_MementoRead : public cls_MementoRead {
   [[nodiscard]] std::string Describe() const;
   [[noreturn]] void RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const;
 
-  /// WrongClass unless a stored collection may stand where another type is declared.
-  void RequireMatch(cls_CollectionType stored, cls_CollectionType declared, cow_String const& name) const;
+  /// Raises WrongClass for a collection that is not stored as what is asked for.
+  [[noreturn]] void RaiseCollection(cls_CollectionType stored, cow_String const& name,
+                                    std::string const& problem) const;
 
   template <class T> T ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const;
   /// Full when an object would be deeper than objects may hold objects.

@@ -12,6 +12,7 @@
 #include "store/sto_ObjectAgents.h"
 #include "store/sto_ObjectListWriter.h"
 #include "store/sto_Proxy.h"
+#include "store/sto_TypeNames.h"
 
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
                                                               cls_Uid const& uid, int depth,
@@ -70,10 +71,7 @@ sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field,
                                             sto_Format::ValueTag tag) {
   bool const isCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
   if (isCollection ? tag != sto_Format::Object : !sto_TagFits(tag, attribute.m_Declared->m_Type))
-    RaiseAttribute(field, "is declared with attribute type " + std::to_string(attribute.m_Declared->m_Type) +
-                              " and collection type " +
-                              std::to_string(attribute.m_Declared->m_CollectionType) +
-                              "; that is not what is written");
+    RaiseAttribute(field, sto_MisdeclaredText(*attribute.m_Declared, sto_Written::Value(tag)));
   sto_ByteWriter writer(m_Object->Record().StartField(m_Part, attribute.m_Key));
   writer.U8(tag);
   return writer;
@@ -92,12 +90,19 @@ int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId,
                                                       cls_Uid const& uid, void const* object) {
   sto_ClassInUse::Attribute const& attribute = Attribute(field);
-  CheckHeldClass(attribute, classId);
+  bool const isSingle = attribute.m_Declared->m_CollectionType == COLLECTION_NONE;
+  // A list or a map in an attribute that is declared for a single value is refused when it is known what its
+  // elements are, for the message.
+  bool const isRefusedLater = isSingle && sto_IsCollectionClass(classId) && classId != cls_BlobTypeId;
+  if (isRefusedLater)
+    Session().MarkIncomplete(); // whatever is written after it
+  else
+    CheckHeldClass(attribute, classId);
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> child =
       ForObject(Session(), classId, uid, m_Object->Depth() + 1, {object, m_Object->Id()}, id);
   if (child != nullptr) child->m_Object->HeldBy(m_Class.Metadata(), *attribute.m_Declared);
-  PutObject(field, attribute, id);
+  if (!isRefusedLater) PutObject(field, attribute, id);
   return child.release();
 }
 
@@ -128,15 +133,19 @@ void sto_MementoWrite::CheckHeldClass(sto_ClassInUse::Attribute const& attribute
   if (classId == cls_BlobTypeId) return;
   bool const isDeclaredCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
   if (isDeclaredCollection == sto_IsCollectionClass(classId)) return;
-  RaiseAttribute(cls_FieldHandle(attribute.m_FieldId, attribute.m_Name),
-                 "is declared as " + std::string(isDeclaredCollection ? "a collection" : "a single value") +
-                     ", but holds an object of class " + Session().Catalogue().ClassName(classId));
+  cls_FieldHandle const field(attribute.m_FieldId, attribute.m_Name);
+  if (!isDeclaredCollection)
+    RaiseAttribute(field, sto_MisdeclaredText(*attribute.m_Declared,
+                                              classId == cls_InternalListTypeId ? "list" : "map"));
+  sto_Written const written{"an object of class " + Session().Catalogue().ClassName(classId), ATTR_OBJECT,
+                            COLLECTION_NONE};
+  RaiseAttribute(field, sto_MisdeclaredText(*attribute.m_Declared, written));
 }
 
 cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_Uid const& uid) {
   if (m_HasBase)
     Session().Raise(sto_ErrorKind::Misuse, "A second base-class part is written for " + m_Object->Describe() +
-                                               ": " + Session().Catalogue().ClassName(classId) + ".");
+                                               ": " + Session().Catalogue().DescribeClass(classId) + ".");
   cls_ClassMetadata const& derived = m_Class.Metadata();
   if (classId != derived.BaseClassId())
     Session().Raise(sto_ErrorKind::Misuse,
@@ -397,10 +406,8 @@ cls_WriteListPrim<int>* sto_MementoWrite::MakeWriteListPrim(int const*, int widt
 void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String const& name) {
   sto_ClassInUse::Attribute const& attribute = Attribute(cls_FieldHandle(name));
   if (!cls_CollectionsMatch(type, attribute.m_Declared->m_CollectionType))
-    RaiseAttribute(cls_FieldHandle(name), "is declared with collection type " +
-                                              std::to_string(attribute.m_Declared->m_CollectionType) +
-                                              " and cannot hold a collection of type " +
-                                              std::to_string(type));
+    RaiseAttribute(cls_FieldHandle(name),
+                   sto_MisdeclaredText(*attribute.m_Declared, sto_Written::Collection(type)));
   sto_FieldKey const key = attribute.m_Key;
   if (!m_Object->Record().HasField(m_Part, key))
     return; // the declaration was all that there is to compare with
@@ -408,7 +415,7 @@ void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String c
   if (!fits || !m_Object->Record().SetCollectionCode(m_Part, key, static_cast<std::uint8_t>(type)))
     Session().Raise(sto_ErrorKind::Misuse,
                     "Attribute " + std::string(name.View()) + " of " + m_Object->Describe() +
-                        " is no collection that could be of type " + std::to_string(type) + ".");
+                        " is no collection that could be of type " + sto_CollectionTypeName(type) + ".");
 }
 
 bool sto_MementoWrite::CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field) {

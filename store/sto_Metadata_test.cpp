@@ -1,7 +1,11 @@
 #include <array>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "persist/cls_AgentListPrim.h"
+#include "persist/cls_WriteListPrim.h"
+#include "persist/cls_WriteObjects.h"
 #include "tests/support/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
@@ -132,7 +136,10 @@ TEST_F(StoreMetadata, ValueOfAnotherTypeThanDeclaredIsRefused) {
   sto_Store store = Create();
   Bar bar;
   bar.m_WritesInt = true;
-  ExpectAll(MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("bar", bar); }), {"m_Length", "Bar", "103"});
+  ExpectAll(
+      MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("bar", bar); }),
+      {"Attribute m_Length of class Bar version 1 is declared as ATTR_DOUBLE, COLLECTION_NONE, but a 32-bit "
+       "integer is written: declare it as ATTR_INT, COLLECTION_NONE (writing object 1 (Bar))."});
   EXPECT_EQ(store.ObjectCount(), 0);
 }
 
@@ -196,8 +203,10 @@ TEST_F(StoreMetadata, CollectionOfAnotherTypeThanDeclaredIsRefusedNamingClassAnd
   Bar bar;
   bar.m_Holes = &holes;
   sto_Store store = Create();
-  ExpectAll(MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("bar", bar); }),
-            {"m_Holes", "Bar", "52", "54"});
+  ExpectAll(
+      MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("bar", bar); }),
+      {"Attribute m_Holes of class Bar version 1 is declared as ATTR_DOUBLE, COLLECTION_LIST_DOUBLE, but a "
+       "list of int is written: declare it as ATTR_INT, COLLECTION_LIST_INT (writing object 1 (Bar))."});
   EXPECT_EQ(store.ObjectCount(), 0);
 }
 
@@ -230,8 +239,114 @@ TEST_F(StoreMetadata, CollectionWhereASingleValueIsDeclaredIsRefused) {
   Bar bar;
   bar.m_Holes = &holes;
   sto_Store store = Create();
-  ExpectAll(MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("bar", bar); }),
-            {"m_Holes", "Bar", "single value", "cls_InternalList"});
+  ExpectAll(
+      MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("bar", bar); }),
+      {"Attribute m_Holes of class Bar version 1 is declared as ATTR_OBJECT, COLLECTION_NONE, but a list of "
+       "int is written: declare it as ATTR_INT, COLLECTION_LIST_INT (writing object 1 (Bar))."});
+  EXPECT_EQ(store.ObjectCount(), 0);
+}
+
+TEST_F(StoreMetadata, CollectionInASingleValueIsRefusedByEveryWayToWriteIt) {
+  cls_FieldHandle const field(0, "m_Field"_cow);
+  m_Registrar.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, 1)
+      .AddAttribute(field, ATTR_DOUBLE, 1, COLLECTION_NONE);
+  sto_Store store = Create();
+  struct Case {
+    unsigned int m_ClassId;
+    void (*m_Write)(cls_MementoWrite& collection);
+    char const* m_Message;
+  };
+  for (Case const& one :
+       {Case{cls_InternalListTypeId,
+             [](cls_MementoWrite& list) { delete list.MakeWriteListPrim(static_cast<double*>(nullptr), 1); },
+             "but a list of double is written: declare it as ATTR_DOUBLE, COLLECTION_LIST_DOUBLE (writing"},
+        Case{cls_InternalMapTypeId, [](cls_MementoWrite& map) { delete map.MakeWriteMapInt2Obj(); },
+             "but a map from int to objects is written: declare it as ATTR_OBJECT, COLLECTION_MAP_INT_OBJ"},
+        Case{cls_InternalListTypeId,
+             [](cls_MementoWrite& list) { delete list.MakeAgentListPrim(static_cast<double*>(nullptr), 1); },
+             "but a list is written: declare it with the collection type of that list (writing"},
+        Case{cls_InternalMapTypeId, [](cls_MementoWrite&) {},
+             "but a map is written: declare it with the collection type of that map (writing"}})
+    for (bool const isSwallowed : {false, true}) {
+      SCOPED_TRACE(one.m_Message);
+      auto const save = [&] {
+        SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+          std::unique_ptr<cls_MementoWrite> const collection(
+              visitor.Memento()->MakeFieldWriteObj(field, one.m_ClassId, cls_Uid(), nullptr));
+          try {
+            one.m_Write(*collection);
+          } catch (sto_Exception const&) {
+            if (!isSwallowed) throw;
+          }
+        });
+      };
+      std::string const message = MessageOf(sto_ErrorKind::Misuse, save);
+      if (!isSwallowed)
+        ExpectAll(message, {"Attribute m_Field of class Scripted version 1 is declared as ATTR_DOUBLE, "
+                            "COLLECTION_NONE, ",
+                            one.m_Message});
+      EXPECT_EQ(store.ObjectCount(), 0);
+    }
+}
+
+TEST_F(StoreMetadata, ReadingACollectionAsAnotherSaysWhatItIs) {
+  cls_FieldHandle const field(0, "m_Field"_cow);
+  auto const declare = [&](cls_ClassRegistrar& registrar, cls_CollectionType type) {
+    registrar.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, 1)
+        .AddAttribute(field, ATTR_DOUBLE, 1, type);
+  };
+  declare(m_Registrar, COLLECTION_LIST_DOUBLE);
+  {
+    sto_Store store = Create();
+    SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+      cls_xp1DArrayListDouble const list;
+      list.DBWrite(cls_WriteVisitor(visitor, field, nullptr, &list));
+    });
+  }
+  auto const message = [&](cls_ClassRegistrar const& classes, cls_CollectionType asked) {
+    sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadOnly, classes);
+    std::string text;
+    static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
+      text = MessageOf(sto_ErrorKind::WrongClass,
+                       [&] { visitor.Memento()->CheckCollectionType(asked, "m_Field"_cow); });
+    }));
+    return text;
+  };
+  ExpectAll(
+      message(m_Registrar, COLLECTION_LIST_INT),
+      {"Attribute m_Field of object 1 (Scripted version 1) is stored as COLLECTION_LIST_DOUBLE and cannot "
+       "be read as COLLECTION_LIST_INT: read it as a list of double."});
+  cls_ClassRegistrar other;
+  declare(other, COLLECTION_LIST_INT);
+  ExpectAll(
+      message(other, COLLECTION_LIST_DOUBLE),
+      {"Attribute m_Field of object 1 (Scripted version 1) is stored as COLLECTION_LIST_DOUBLE, but its "
+       "class is declared with ATTR_DOUBLE, COLLECTION_LIST_INT: declare it as ATTR_DOUBLE, "
+       "COLLECTION_LIST_DOUBLE."});
+}
+
+TEST_F(StoreMetadata, ClassThatNobodyKnowsIsNamedByItsIdAsSourcesWriteIt) {
+  {
+    cls_ClassRegistrar const none;
+    sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, none);
+    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("node", Node(1)); });
+    EXPECT_TRUE(Contains(message, Path() + ": Class 0x700002 is not declared in the registrar")) << message;
+  }
+  DeclareNode(m_Registrar);
+  { sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar).Save("node", Node(1)); }
+  {
+    SqlFile file(Path());
+    file.Unpack();
+    file.Run("DELETE FROM class");
+  }
+  cls_ClassRegistrar const none;
+  sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadOnly, none);
+  std::string const message =
+      MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<Node>("node")); });
+  EXPECT_TRUE(Contains(message,
+                       "Object 1 (class 0x700002) or the store's catalogue is damaged: table class does "
+                       "not describe class 0x700002 version 1"))
+      << message;
 }
 
 TEST_F(StoreMetadata, ObjectWhereACollectionIsDeclaredIsRefused) {
@@ -242,7 +357,8 @@ TEST_F(StoreMetadata, ObjectWhereACollectionIsDeclaredIsRefused) {
   bar.m_Part = &node;
   sto_Store store = Create();
   ExpectAll(MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("bar", bar); }),
-            {"m_Holes", "Bar", "collection", "Node"});
+            {"Attribute m_Holes of class Bar version 1 is declared as ATTR_INT, COLLECTION_LIST_INT, but an "
+             "object of class Node is written: declare it as ATTR_OBJECT, COLLECTION_NONE (writing"});
 }
 
 TEST_F(StoreMetadata, ClassThatChangedWithoutANewVersionIsAConflict) {

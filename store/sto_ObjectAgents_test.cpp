@@ -554,7 +554,7 @@ TEST_F(StoreObjectAgents, AgentOfAnotherClassThanItsCollectionIsRefused) {
   };
   EXPECT_TRUE(
       Contains(save("m_Objects", MapClass), "A list of objects is written into object 2 (cls_InternalMap)"));
-  EXPECT_TRUE(Contains(save("m_Ints", ListClass), "that is no list of objects"));
+  EXPECT_TRUE(Contains(save("m_Ints", ListClass), "but a list of objects is written"));
   EXPECT_EQ(store.ObjectCount(), 0);
 }
 

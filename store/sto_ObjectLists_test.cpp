@@ -111,7 +111,7 @@ TEST_F(StoreObjectLists, ChangedCopyAsAnotherElementIsAConflict) {
     });
   };
   std::string const message = MessageOf(sto_ErrorKind::Conflict, [&] { save(changed); });
-  EXPECT_TRUE(Contains(message, "(Node)") && Contains(message, "list of object")) << message;
+  EXPECT_TRUE(Contains(message, "(Node)") && Contains(message, "an element of object 2")) << message;
   EXPECT_EQ(store.ObjectCount(), 0);
   save(equal);
   EXPECT_EQ(store.ObjectCount(), 3);

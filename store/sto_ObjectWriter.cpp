@@ -11,6 +11,7 @@
 #include "store/sto_HolderText.h"
 #include "store/sto_OpenAgent.h"
 #include "store/sto_StrictSave.h"
+#include "store/sto_TypeNames.h"
 
 namespace {
 
@@ -69,17 +70,27 @@ void sto_ObjectWriter::CheckBaseParts() const {
                                              "::DBWrite(cls_WriteVisitor(visitor, " + base + "::TypeId())).");
 }
 
-void sto_ObjectWriter::CheckShape(sto_CollectionShape const& shape) {
-  if (m_Attribute == nullptr || sto_ShapeFits(shape, *m_Attribute)) return;
+void sto_ObjectWriter::RaiseAttribute(std::string const& problem) const {
   m_Session.MarkIncomplete();
   std::string const name = m_Attribute->m_Name.IsEmpty() ? "number " + std::to_string(m_Attribute->m_FieldId)
                                                          : std::string(m_Attribute->m_Name.View());
   m_Session.Raise(sto_ErrorKind::Misuse,
                   "Attribute " + name + " of class " + std::string(m_Holder->Name().View()) + " version " +
-                      std::to_string(m_Holder->Version()) + " is declared with attribute type " +
-                      std::to_string(m_Attribute->m_Type) + " and collection type " +
-                      std::to_string(m_Attribute->m_CollectionType) + "; that is no " + shape.Name() +
-                      " (writing " + Describe() + ").");
+                      std::to_string(m_Holder->Version()) + " " + problem + " (writing " + Describe() + ").");
+}
+
+void sto_ObjectWriter::CheckShape(sto_CollectionShape const& shape) {
+  if (m_Attribute == nullptr) return;
+  // An object of another class, which a single value may hold, can have elements of its own.
+  if (sto_ShapeFits(shape, *m_Attribute) && SingleValueName() == nullptr) return;
+  RaiseAttribute(sto_MisdeclaredText(*m_Attribute, sto_Written::Collection(shape)));
+}
+
+char const* sto_ObjectWriter::SingleValueName() const {
+  if (m_Attribute == nullptr || m_Attribute->m_CollectionType != COLLECTION_NONE) return nullptr;
+  unsigned int const classId = m_Class.Metadata().ClassId();
+  if (classId == cls_InternalListTypeId) return "list";
+  return classId == cls_InternalMapTypeId ? "map" : nullptr;
 }
 
 void sto_ObjectWriter::WriteBlock(sto_Bytes& elements) {
@@ -139,7 +150,8 @@ void sto_ObjectWriter::CopyFrom(sto_OpenAgent& foreign) {
   if (foreign.CopyInto(*this, m_Place.m_Address)) return;
   m_Session.Raise(sto_ErrorKind::Misuse, "The " + foreign.What() + " of " + Describe() +
                                              " is open in another store, " + foreign.Where() +
-                                             ", and is not copied by saving it here: see sto_Proxy.h.");
+                                             ", and is not copied by saving it here: copy its root with "
+                                             "sto_CopyRoot.");
 }
 
 void sto_ObjectWriter::CheckLost() const {
@@ -152,8 +164,9 @@ void sto_ObjectWriter::RaiseNothingWritten() const {
   m_Session.Raise(
       sto_ErrorKind::Misuse,
       "No elements were written for " + Describe() +
-          ": its array, list or map is open in no store that this one could copy it from. One that "
-          "belonged to another store can be saved while that is open; detach it to make it new.");
+          ": its array, list or map is open in no store that this one could copy it from. Copy its root from "
+          "store to store with sto_CopyRoot, or the whole store with sto_Store::CopyTo; or save it while the "
+          "store that it belongs to is open.");
 }
 
 sto_Record const* sto_ObjectWriter::ReadStored() {
@@ -171,24 +184,27 @@ void sto_ObjectWriter::CompareBlock(std::int64_t key, sto_Bytes const& sealed) {
     m_Session.Reach().NoteOtherContent(m_Id);
 }
 
+std::string sto_ObjectWriter::PlaceText() const {
+  if (m_Place.m_Holder == 0) return "root " + m_Session.Reach().RootOf(m_Session.SaveNumber());
+  std::string const holder = "object " + std::to_string(m_Place.m_Holder);
+  if (m_Attribute == nullptr) return "an element of " + holder;
+  return "attribute " + std::string(m_Attribute->m_Name.View()) + " of " + holder + " (" +
+         std::string(m_Holder->Name().View()) + ")";
+}
+
 void sto_ObjectWriter::RaiseTwoObjects() const {
-  auto const text = [&](std::int64_t holder, std::string const& root) {
-    return holder == 0 ? "root " + root : sto_HolderText(m_Session, holder, m_Id);
-  };
-  std::string const here = m_Attribute == nullptr || m_Place.m_Holder == 0
-                               ? text(m_Place.m_Holder, m_Session.Reach().RootOf(m_Session.SaveNumber()))
-                               : "attribute " + std::string(m_Attribute->m_Name.View()) + " of object " +
-                                     std::to_string(m_Place.m_Holder) + " (" +
-                                     std::string(m_Holder->Name().View()) + ")";
-  std::string const& earlierRoot = m_Session.Reach().RootOf(m_Meeting.m_Before.m_Save);
-  m_Session.Raise(
-      sto_ErrorKind::Conflict,
-      "Two objects in memory with different content have the identity of " + Describe() +
-          ": the one that was saved first, of " + text(m_Meeting.m_Before.m_Holder, earlierRoot) +
-          (m_Meeting.m_Comparing == sto_Comparing::OtherRoot ? " under root " + earlierRoot : "") +
-          ", and the one of " + here +
-          ". A copy keeps the identity of its original; an identity of class cls_OwnUid does "
-          "not go with a copy.");
+  sto_Visit const& before = m_Meeting.m_Before;
+  std::string const& earlierRoot = m_Session.Reach().RootOf(before.m_Save);
+  std::string first =
+      before.m_Holder == 0 ? "root " + earlierRoot : sto_HolderText(m_Session, before.m_Holder, m_Id);
+  if (m_Meeting.m_Comparing == sto_Comparing::OtherRoot && before.m_Holder != 0)
+    first += ", under root " + earlierRoot;
+  m_Session.Raise(sto_ErrorKind::Conflict,
+                  "Two objects in memory with different content have the identity of " + Describe() +
+                      ". The one that was saved first is held by " + first + "; the other one by " +
+                      PlaceText() +
+                      ". A copy keeps the identity of its original; an identity of class cls_OwnUid does "
+                      "not go with a copy.");
 }
 
 bool sto_ObjectWriter::IsToWrite(sto_Bytes const& record) {
@@ -232,6 +248,8 @@ void sto_ObjectWriter::CarryChanges() {
 
 void sto_ObjectWriter::Finish() {
   m_Session.CheckSave();
+  if (char const* const what = SingleValueName()) // refused before where it was known what is in it
+    RaiseAttribute(sto_MisdeclaredText(*m_Attribute, what));
   unsigned int const classId = m_Class.Metadata().ClassId();
   bool const lacksList = classId == cls_InternalListTypeId && !m_Record->HasList();
   bool const lacksMap = classId == cls_InternalMapTypeId && !m_Record->HasMap();

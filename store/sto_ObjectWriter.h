@@ -70,6 +70,9 @@ class sto_ObjectWriter {
   [[nodiscard]] bool IsUnwinding() const noexcept { return std::uncaught_exceptions() > m_Exceptions; }
 
  private:
+  /// "list" or "map" for one whose attribute is declared for a single value; null for all else.
+  [[nodiscard]] char const* SingleValueName() const;
+  [[noreturn]] void RaiseAttribute(std::string const& problem) const;
   /// A list or a map that nothing was written of, because it is open: in this session, whose agent writes the
   /// record, or in another one, from which it is copied. Returns whether the record is not this writer's to
   /// write.
@@ -91,6 +94,8 @@ class sto_ObjectWriter {
   [[nodiscard]] sto_Record const* ReadStored();
   /// Notes when the block of a list differs from the stored one that it replaces.
   void CompareBlock(std::int64_t key, sto_Bytes const& sealed);
+  /// What holds the object here, for messages.
+  [[nodiscard]] std::string PlaceText() const;
   /// Conflict for two objects in memory that have one identity and differ.
   [[noreturn]] void RaiseTwoObjects() const;
   void Finish();

@@ -182,7 +182,9 @@ TEST_F(StoreProxy, CollectionIsCopiedIntoACollectionField) {
     EXPECT_EQ(NodeValue(Own(visitor.Memento()->MakeFieldReadListObj(Field("m_Objects")))->At(0)), 4);
   }));
   std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { CopyTo(target, proxy, "m_Object"); });
-  EXPECT_TRUE(Contains(message, "m_Object of class Scripted version 1 is declared as a single value"))
+  EXPECT_TRUE(Contains(message, "m_Object of class Scripted version 1 is declared as ATTR_OBJECT, "
+                                "COLLECTION_NONE, but a list is written: declare it with the collection type "
+                                "of that list"))
       << message;
 }
 

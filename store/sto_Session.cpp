@@ -295,7 +295,7 @@ void sto_Session::CheckSameList(std::int64_t id, std::uint64_t hash, char const*
 sto_ClassInUse& sto_Session::ClassToWrite(unsigned int classId) {
   sto_ClassInUse* const inUse = m_Catalogue.ToWrite(*m_Driver, classId);
   if (inUse == nullptr)
-    Raise(sto_ErrorKind::Misuse, "Class " + std::to_string(classId) +
+    Raise(sto_ErrorKind::Misuse, "Class " + m_Catalogue.ClassName(classId) +
                                      " is not declared in the registrar that the store was opened with.");
   return *inUse;
 }
@@ -354,10 +354,10 @@ sto_RecordRef sto_Session::ReadRecord(std::int64_t id) {
   if (record.Fill().Bytes().capacity() > MaxSpareBytes) place = nullptr; // it goes with its last user
   std::string problem;
   if (!record.Fill().Decode(id, classId, problem))
-    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
+    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.DescribeClass(classId) +
                                       ") is damaged: " + problem + ".");
   if (record->GreatestId() >= m_NextId)
-    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
+    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.DescribeClass(classId) +
                                       ") names object " + std::to_string(record->GreatestId()) +
                                       ", which the store never had.");
   for (sto_Part const& part : record->Parts()) {
@@ -375,7 +375,7 @@ void sto_Session::CheckPart(std::int64_t id, unsigned int classId, sto_Part cons
                           (known = classes.Versions(part.m_ClassId)).empty();
   bool const isRemembered = isReadable && m_Catalogue.HasNewestBase(part); // and not looked at again
   if (std::string const problem = m_Catalogue.Problem(part, isRemembered); !problem.empty())
-    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.ClassName(classId) +
+    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" + m_Catalogue.DescribeClass(classId) +
                                       ") or the store's catalogue is damaged: " + problem + ".");
   if (isReadable) return;
   std::string list = known.size() == 1 ? "version " : "versions ";

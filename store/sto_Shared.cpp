@@ -43,9 +43,9 @@ cls_ClassMetadata const* sto_FindMetadata(cls_ReadVisitor const& visitor, unsign
     return "Object " + std::to_string(memento->Id()) + " is of class " + catalogue.ClassName(classId);
   };
   if (!catalogue.Classes().DerivesFrom(classId, typeId))
-    session.Raise(sto_ErrorKind::WrongClass, object() + ", not " + catalogue.ClassName(typeId) + ".");
+    session.Raise(sto_ErrorKind::WrongClass, object() + ", not " + catalogue.DescribeClass(typeId) + ".");
   if (classId != typeId && !takesDerived)
-    session.Raise(sto_ErrorKind::Misuse, object() + ", but " + catalogue.ClassName(typeId) +
+    session.Raise(sto_ErrorKind::Misuse, object() + ", but " + catalogue.DescribeClass(typeId) +
                                              ", which is asked for, has no virtual destructor.");
   cls_ClassMetadata const* const metadata = catalogue.Classes().ForVersion(classId, memento->ClassVersion());
   if (metadata == nullptr)

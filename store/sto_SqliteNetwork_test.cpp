@@ -81,6 +81,20 @@ TEST_P(StoreNetwork, StoreThatIsWrittenMeanwhileIsNotReadOn) {
   EXPECT_EQ(CountRoots(*sto_SqliteDriver::Open(Path(), true)), 2U);
 }
 
+TEST_P(StoreNetwork, StoreIsCopiedToALocalDiskAndNotBack) {
+  std::unique_ptr<sto_Driver> const driver = sto_SqliteDriver::Open(Path(), true);
+  driver->Begin(false);
+  std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { driver->CopyTo(Path("copy")); });
+  EXPECT_TRUE(Contains(message, "network file system (NFS)") && Contains(message, Path("copy"))) << message;
+  sto_SetFileSystemQuery(nullptr);
+  driver->CopyTo(Path("copy"));
+  Write("second");
+  MessageOf(sto_ErrorKind::Unavailable, [&] { driver->CopyTo(Path("other")); }); // it may be of two states
+  driver->Rollback();
+  EXPECT_FALSE(std::filesystem::exists(Path("other")));
+  EXPECT_EQ(CountRoots(*sto_SqliteDriver::Open(Path("copy"), false)), 1U);
+}
+
 INSTANTIATE_TEST_SUITE_P(Journals, StoreNetwork, testing::Bool(),
                          [](auto const& hasLog) { return hasLog.param ? "Log" : "Rollback"; });
 

@@ -85,6 +85,16 @@ class OneLoad {
   bool m_IsComplete = false;
 };
 
+/// Raises why a store was not copied, with the names of both.
+[[noreturn]] void RaiseNotCopied(sto_Session const& session, std::string const& location,
+                                 sto_Exception const& failure) {
+  std::string const to = location.substr(0, location.find('\0'));
+  std::string message(failure.AsString().View());
+  for (std::string const& name : {session.Location() + ": ", to + ": "})
+    if (message.starts_with(name)) message.erase(0, name.size());
+  session.Raise(failure.Kind(), "The store cannot be copied to " + to + ": " + message);
+}
+
 } // namespace
 
 sto_Store::sto_Store(std::unique_ptr<sto_Session> session) noexcept : m_Session(std::move(session)) {}
@@ -189,6 +199,22 @@ bool sto_Store::RemoveRoot(std::string_view root) {
   return removed;
 }
 
+bool sto_Store::RenameRoot(std::string_view from, std::string_view to) {
+  sto_OwnTransaction transaction(Session(), true);
+  if (!Session().IsWriting())
+    Session().Raise(sto_ErrorKind::Misuse,
+                    "Renaming a root in a transaction that only reads, or while an object is being loaded.");
+  bool const isThere = Session().Driver().FindRoot(from).has_value();
+  if (!isThere || from == to) return isThere;
+  if (Session().Driver().FindRoot(to))
+    Session().Raise(sto_ErrorKind::Conflict,
+                    "Root " + std::string(from) + " cannot be renamed to " + std::string(to) +
+                        ": there is a root of that name. Remove or rename it first.");
+  bool const renamed = Session().Driver().RenameRoot(from, to);
+  transaction.Commit();
+  return renamed;
+}
+
 std::int64_t sto_Store::CollectGarbage() {
   if (IsReadOnly()) Session().Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
   sto_OwnTransaction transaction(Session(), true);
@@ -219,6 +245,22 @@ std::int64_t sto_Store::ObjectCount() {
 std::int64_t sto_Store::SizeBytes() {
   sto_OwnTransaction transaction(Session(), false);
   return Session().Driver().SizeBytes();
+}
+
+void sto_Store::CopyTo(std::string const& location) {
+  sto_Session& session = Session();
+  session.RaiseKept();
+  try {
+    if (session.IsWriting() || session.InSave() || session.Loaded().InLoad())
+      session.Raise(sto_ErrorKind::Misuse,
+                    "A transaction that writes is open, or an object is being saved or loaded.");
+    if (!session.InTransaction() && !IsReadOnly())
+      session.Close(); // only writes what arrays have not written
+    sto_OwnTransaction const transaction(session, false);
+    session.Driver().CopyTo(location);
+  } catch (sto_Exception const& failure) {
+    RaiseNotCopied(session, location, failure);
+  }
 }
 
 sto_Transaction::sto_Transaction(sto_Store& store) : m_Session(store.Session().Self()) {

@@ -20,6 +20,10 @@
 
 class sto_ReadTransaction;
 class sto_Session;
+class sto_Store;
+
+// See sto_Proxy.h.
+KVL_EXPORT void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
 
 /// How a store is opened.
 enum class sto_Mode {
@@ -42,26 +46,32 @@ enum class sto_Mode {
 ///
 /// Invariants:
 /// 1. A save is complete or leaves the store as it was. An object that is reached several times in one save
-/// is
-///    written once, and cycles end; saving an object again replaces what its identity was saved as before.
+/// is written once, and cycles end. Saving an object again replaces what its identity was saved as before.
+///
 /// 2. While an identity lives, it and its stored object belong together: loading the object again gives the
-/// same
-///    identity. When it dies, the bond dies; a later identity is never taken for it.
-/// 3. A committed save survives the end of the process and, as far as SQLite promises, the loss of power.
+/// same identity. When it dies, the bond dies; a later identity is never taken for it. Each load builds a new
+/// object with that identity, unless a sto_LoadScope is open: then LoadShared gives the one that is there.
+///
+/// 3. A committed save survives the end of the process and, within what SQLite promises, the loss of power.
 ///
 /// 4. What an array, a list or a map of objects, or a blob shows when it is handed out is the latest commit.
 /// What another session has committed since is not overwritten: the write raises Conflict.
+///
+/// 5. Two objects in memory with one identity and different content, as a copy and its original, are not
+/// saved as one without a sign: see Save.
 ///
 /// Failures are sto_Exception; see sto_ErrorKind. After a failed operation the store can be used on. What
 /// fails in a destructor is raised by the next operation of the store, or by the commit.
 /// Objects nest at most sto_Format::MaxNesting deep.
 ///
-/// Thread rule: one thread, which also owns the identities of what is saved and loaded. The store must be
-/// closed before that thread ends and before nex_finalize. Several stores may be open at once.
+/// Thread rule: one thread, which also owns the identities of what is saved and loaded. In another thread
+/// operations raise Misuse, and closing is an assertion. The store must be closed before its thread ends and
+/// before nex_finalize. Several stores may be open at once.
 class KVL_EXPORT sto_Store {
  public:
   /// Opens the store in file `location` for a program with the classes of `registrar`, which is complete and
-  /// outlives the store. It need not hold the library's own classes (exceptions, strings, lists).
+  /// outlives the store (an assertion of the registrar; without assertions the next operation is Misuse). It
+  /// need not hold the library's own classes (exceptions, strings, lists).
   /// NotFound: no file there, or no store in it (the file is left as it is). Conflict: Create and something
   /// is there. NewerFormat: written by a newer version of this module. Damaged, ReadOnly, Busy, Unavailable.
   /// Misuse, before the file is touched: the registrar has declarations that can only be slips, as one name
@@ -100,6 +110,13 @@ class KVL_EXPORT sto_Store {
   /// declared as something else. Conflict, for a class version that the store knows under another
   /// description, and for what another session has changed since it was read here.
   ///
+  /// Misuse for an object without a base-class part whose class, or one above it, declares attributes.
+  ///
+  /// Conflict for two objects with one identity and different content: in one save, where the second one is
+  /// met at another address; in another save of the transaction under another root name, at another address;
+  /// and when `root` is a new name for an object that is a root already and something that the save reaches
+  /// has changed. docs/copies-and-identity.md says what is compared. Saving under the same name replaces.
+  ///
   /// When it raises, whatever the reason, the store is as it was and so is every bulk array: one that was in
   /// memory is in memory, whole, with its identity, and what an array had not written is still not written.
   /// Saving again stores everything. A bulk array that belongs to another open store is copied, block by
@@ -120,6 +137,8 @@ class KVL_EXPORT sto_Store {
   /// its own graph leads back to it, use LoadShared.
   /// NotFound for an unknown name; WrongClass when T has a TypeId() and the object is not of its class or one
   /// derived from it; NewerFormat when a newer version of a class wrote it than the registrar has; Damaged.
+  /// Misuse for an object whose base classes have changed since it was written, unless its stored version has
+  /// metadata of its own; the message says what to register. Misuse in a sto_LoadScope that has the object.
   template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::string_view root) {
     std::unique_ptr<T> object;
     LoadWith(root, [&object](cls_ReadVisitor const& visitor) {
@@ -142,6 +161,12 @@ class KVL_EXPORT sto_Store {
   [[nodiscard]] std::vector<std::string> Roots();
   /// Takes a root name away; its object stays in the store without name. False when there is no such name.
   bool RemoveRoot(std::string_view root);
+
+  /// Gives what is under a root name another name; its object stays as it is. False when there is no root
+  /// `from`. Nothing happens when the two are the same name. In the open transaction, or else in one of its
+  /// own. Conflict when there is a root `to`: remove or rename that first. Misuse, ReadOnly, Busy, Full,
+  /// Unavailable.
+  bool RenameRoot(std::string_view from, std::string_view to);
 
   /// Deletes every object that no root leads to, with its blocks, and returns how many went. A root leads to
   /// its object, and an object to what its fields hold and refer to and to the elements of its lists and maps
@@ -171,10 +196,31 @@ class KVL_EXPORT sto_Store {
   /// The store's size on its medium, in bytes.
   [[nodiscard]] std::int64_t SizeBytes();
 
+  /// Copies the whole store to a new file, which is a store like any other then: with all objects, class
+  /// descriptions and free pages, the same size of pages, and a write-ahead log if this one has it. This
+  /// store stays open, and nothing in memory belongs to the copy. To copy a single root see sto_CopyRoot.
+  ///
+  /// The copy is one committed state. What bulk arrays have changed and not written is written first, as
+  /// Close does it, and so is in the copy; not so in a store that is open for reading only. In an open
+  /// sto_ReadTransaction the copy is the state that it sees, without what arrays have not written.
+  /// While it is copied, other sessions can read; they can write only beside a write-ahead log.
+  ///
+  /// The file appears under its name when it is whole, and durable: until then it has a name of its own
+  /// beside it (`location`.copying-..., to be deleted when a killed process has left it; it is no store, or
+  /// in the last moment a whole one). When this raises, there is no copy. Objects are not looked at, so what
+  /// is damaged here is damaged in the copy.
+  ///
+  /// Messages name both stores. Conflict when there is anything under the name: nothing is replaced. Misuse
+  /// in a transaction that writes, and while something is saved or loaded; for a location with a NUL
+  /// character. Full, Busy, Unavailable, also on a network file system. What writing arrays raises: see
+  /// Close.
+  void CopyTo(std::string const& location);
+
  private:
   friend class sto_LoadScope;
   friend class sto_ReadTransaction;
   friend class sto_Transaction;
+  friend void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
 
   /// Misuse for a store that is closed, or was moved from.
   [[nodiscard]] sto_Session& Session() const;

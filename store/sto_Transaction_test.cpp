@@ -211,7 +211,7 @@ TEST_F(StoreTransaction, UndeclaredClassIsRefusedAndNothingIsStored) {
   };
   sto_Store store = Create();
   std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("root", Unknown()); });
-  EXPECT_TRUE(Contains(message, std::to_string(0x70ABCD)) && Contains(message, Path())) << message;
+  EXPECT_TRUE(Contains(message, "Class 0x70ABCD is not declared") && Contains(message, Path())) << message;
   MessageOf(sto_ErrorKind::Misuse, [&] { // also when its holder swallows the failure
     SaveFields(store, [](cls_WriteVisitor const& visitor) {
       try {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "examples/evolution/evo_Part.h"
+#include "persist/cls_OwnUid.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
 #include <memory>
@@ -25,5 +26,5 @@ class evo_BeamV1 : public evo_Part {
   double m_Length;                    // mm
   double m_Load;                      // N/mm, the same all along the beam
   cls_xp1DArrayListDouble m_Stations; // mm from the start: where results are wanted
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "examples/evolution/evo_Part.h"
+#include "persist/cls_OwnUid.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
 #include <memory>
@@ -31,5 +32,5 @@ class evo_BeamV2 : public evo_Part {
   cls_xp1DArrayListDouble m_Stations; // mm from the start: where results are wanted
   bool m_DensityIsAssumed = false;    // not stored: the record that was read has no density
   double m_Density;                   // kg/m3
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

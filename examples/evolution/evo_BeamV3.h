@@ -1,6 +1,7 @@
 #pragma once
 
 #include "examples/evolution/evo_Part.h"
+#include "persist/cls_OwnUid.h"
 
 #include <memory>
 
@@ -38,5 +39,5 @@ class evo_BeamV3 : public evo_Part {
 
  private:
   Values m_Values;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -2,6 +2,7 @@
 
 #include "examples/evolution/evo_Member.h"
 #include "examples/evolution/evo_OldBeams.h"
+#include "persist/cls_OwnUid.h"
 
 #include <memory>
 
@@ -33,5 +34,5 @@ class evo_BeamV4 : public evo_Member {
  private:
   double m_Length;   // mm
   double m_LineLoad; // N/m
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

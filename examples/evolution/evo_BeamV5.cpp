@@ -19,15 +19,15 @@ cls_FieldHandle LoadObjectField() {
 
 } // namespace
 
-evo_BeamV5::evo_BeamV5(cow_String name, Material const& material, double length, evo_Load const& load)
-    : evo_Member(std::move(name), material), m_Length(length), m_Load(load) {}
+evo_BeamV5::evo_BeamV5(cow_String name, Material const& material, double length, evo_Load load)
+    : evo_Member(std::move(name), material), m_Length(length), m_Load(std::move(load)) {}
 
 evo_BeamV5::evo_BeamV5(cls_ReadVisitor const& visitor)
     : evo_BeamV5(visitor, evo_Load(cls_ReadVisitor(visitor, LoadObjectField()))) {}
 
-evo_BeamV5::evo_BeamV5(cls_ReadVisitor const& visitor, evo_Load const& load)
-    : evo_Member(cls_ReadVisitor(visitor)), m_Length(visitor.Read(LengthField(), 0.0)), m_Load(load),
-      m_Uid(visitor.GetUid()) {}
+evo_BeamV5::evo_BeamV5(cls_ReadVisitor const& visitor, evo_Load load)
+    : evo_Member(cls_ReadVisitor(visitor)), m_Length(visitor.Read(LengthField(), 0.0)),
+      m_Load(std::move(load)), m_Uid(visitor.GetUid()) {}
 
 evo_BeamV5::evo_BeamV5(cls_ReadVisitor const& visitor, evo_OldBeams::Values const& values)
     : evo_Member(visitor, values.m_Material), m_Length(values.m_Length),

@@ -3,6 +3,7 @@
 #include "examples/evolution/evo_Load.h"
 #include "examples/evolution/evo_Member.h"
 #include "examples/evolution/evo_OldBeams.h"
+#include "persist/cls_OwnUid.h"
 
 #include <memory>
 
@@ -15,7 +16,7 @@ class evo_BeamV5 : public evo_Member {
   static constexpr unsigned int TypeId() noexcept { return 0x650001; }
 
   // `length` in mm.
-  evo_BeamV5(cow_String name, Material const& material, double length, evo_Load const& load);
+  evo_BeamV5(cow_String name, Material const& material, double length, evo_Load load);
   explicit evo_BeamV5(cls_ReadVisitor const& visitor);
 
   // The stored beam of a version before 4.
@@ -31,12 +32,12 @@ class evo_BeamV5 : public evo_Member {
 
  private:
   // The stored beam of version 4 or 5, with this load.
-  evo_BeamV5(cls_ReadVisitor const& visitor, evo_Load const& load);
+  evo_BeamV5(cls_ReadVisitor const& visitor, evo_Load load);
 
   // Builds a beam of a record of version 4. The caller owns it.
   static void* ReadVersion4(cls_ReadVisitor& reader);
 
   double m_Length; // mm
   evo_Load m_Load;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

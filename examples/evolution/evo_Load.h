@@ -1,6 +1,7 @@
 #pragma once
 
 #include "metadata/cls_ClassRegistrar.h"
+#include "persist/cls_OwnUid.h"
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
 
@@ -25,5 +26,5 @@ class evo_Load {
  private:
   cow_String m_Case;
   double m_LineLoad; // N/m
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

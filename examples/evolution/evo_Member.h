@@ -1,6 +1,7 @@
 #pragma once
 
 #include "examples/evolution/evo_Part.h"
+#include "persist/cls_OwnUid.h"
 
 // A part that carries load, made of some material: the base class that program version 4 puts between Part
 // and Beam, because its columns and braces have a material as well. The density of a beam is here from then
@@ -30,5 +31,5 @@ class evo_Member : public evo_Part {
 
  private:
   Material m_Material;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

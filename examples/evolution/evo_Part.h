@@ -1,6 +1,7 @@
 #pragma once
 
 #include "metadata/cls_ClassRegistrar.h"
+#include "persist/cls_OwnUid.h"
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
 
@@ -23,5 +24,5 @@ class evo_Part {
 
  private:
   cow_String m_Name;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -3,6 +3,7 @@
 #include "errors/nex_Exception.h"
 #include "examples/failures/fail_Solver.h"
 #include "metadata/cls_ClassRegistrar.h"
+#include "persist/cls_OwnUid.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
 #include <memory>
@@ -49,5 +50,5 @@ class fail_AnalysisModel {
   double m_LastLoadFactor;
   cls_xp1DArrayListDouble m_Displacements;
   std::unique_ptr<nex_Exception> m_Failure;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -5,6 +5,7 @@
 #include "examples/heat/heat_MeshModel.h"
 #include "examples/heat/heat_PartList.h"
 #include "examples/heat/heat_SolutionModel.h"
+#include "persist/cls_OwnUid.h"
 
 #include <memory>
 #include <vector>
@@ -45,5 +46,5 @@ class heat_AnalysisModel : public heat_ModelPart {
   heat_PartList<heat_ConditionModel> m_Conditions;
   cls_xpListString m_Notes; // lines for a person
   std::shared_ptr<heat_SolutionModel> m_Solution;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "examples/heat/heat_ModelPart.h"
+#include "persist/cls_OwnUid.h"
 
 // How far a stored run is. It is saved anew at each checkpoint, in the transaction that makes the history up
 // to there durable, so the two always agree.
@@ -21,5 +22,5 @@ class heat_CheckpointModel : public heat_ModelPart {
  private:
   int m_Step = 0;
   int m_StepCount;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -3,6 +3,7 @@
 #include "examples/heat/heat_MeshModel.h"
 #include "examples/heat/heat_ModelPart.h"
 #include "examples/heat/heat_Problem.h"
+#include "persist/cls_OwnUid.h"
 #include "wrappers/cls_xpList.h"
 
 #include <memory>
@@ -39,7 +40,7 @@ class heat_ConditionModel : public heat_ModelPart {
   cls_xpListInt m_Where;
   double m_Value;   // temperature, film coefficient or flux
   double m_Ambient; // of a convection
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };
 
 // The concrete conditions differ in class ID, in what `m_Where` names, and in what they add to a problem.
@@ -53,7 +54,7 @@ template <class Condition, unsigned int Id> class heat_ConditionOf : public heat
   void AddTo(heat_Problem& problem) const override;
 
  private:
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };
 
 using heat_FixedTemperatureModel = heat_ConditionOf<heat_FixedTemperature, 0x640011>;

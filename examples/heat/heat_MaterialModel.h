@@ -2,6 +2,7 @@
 
 #include "examples/heat/heat_ModelPart.h"
 #include "examples/heat/heat_Problem.h"
+#include "persist/cls_OwnUid.h"
 
 // A stored material. Parts of a mesh share it. Version 2 of the class has what heats up slowly or fast:
 // density and specific heat.
@@ -22,5 +23,5 @@ class heat_MaterialModel : public heat_ModelPart {
   double m_HeatSource;   // [W/m^3]
   double m_Density;      // [kg/m^3], 0 in stores of version 1
   double m_SpecificHeat; // [J/(kg K)], the same
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

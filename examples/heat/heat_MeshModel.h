@@ -2,6 +2,7 @@
 
 #include "examples/heat/heat_MeshData.h"
 #include "examples/heat/heat_ModelPart.h"
+#include "persist/cls_OwnUid.h"
 #include "wrappers/cls_xp1DArray.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
@@ -25,5 +26,5 @@ class heat_MeshModel : public heat_ModelPart {
   cls_xp1DArrayListUint m_NodeTags;  // one for each node
   cls_xp1DArrayInt m_Connectivity;   // three zero-based node indexes for each triangle
   cls_xp1DArrayListInt m_Regions;    // one for each triangle
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

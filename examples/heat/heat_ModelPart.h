@@ -1,6 +1,7 @@
 #pragma once
 
 #include "metadata/cls_ClassRegistrar.h"
+#include "persist/cls_OwnUid.h"
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
 
@@ -27,7 +28,7 @@ class heat_ModelPart {
 
  private:
   cow_String m_Name;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };
 
 // Writes an object that a field of the visitor's object holds; nothing for a null pointer.

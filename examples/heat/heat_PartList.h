@@ -1,6 +1,7 @@
 #pragma once
 
 #include "examples/heat/heat_ModelError.h"
+#include "persist/cls_OwnUid.h"
 #include "persist/cls_ReadObjects.h"
 #include "persist/cls_ReadVisitor.h"
 #include "persist/cls_WriteVisitor.h"
@@ -55,5 +56,5 @@ template <class Part> class heat_PartList {
   template <class T> using Held = std::unique_ptr<T, Drop>;
 
   Parts m_Parts;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -3,6 +3,7 @@
 #include "examples/heat/heat_MeshModel.h"
 #include "examples/heat/heat_ModelPart.h"
 #include "examples/heat/heat_Solver.h"
+#include "persist/cls_OwnUid.h"
 
 #include <memory>
 
@@ -34,5 +35,5 @@ class heat_SolutionModel : public heat_ModelPart {
   cls_xp1DArrayListDouble m_Temperature;
   double m_Residual;
   double m_SolveSeconds;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -3,6 +3,7 @@
 #include "collections/cls_ArrayPrim.h"
 #include "examples/heat/heat_AnalysisModel.h"
 #include "examples/heat/heat_CheckpointModel.h"
+#include "persist/cls_OwnUid.h"
 
 #include <memory>
 #include <string>
@@ -73,5 +74,5 @@ class heat_TransientModel : public heat_AnalysisModel {
   int m_Interval;
   std::shared_ptr<heat_CheckpointModel> m_Checkpoint;
   cls_ArrayPrim<double> m_History;
-  cls_Uid m_Uid;
+  cls_OwnUid m_Uid;
 };

@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "store/sqlite/sto_SqliteErrors.h"
 #include "store/sto_Exception.h"
 #include "store/sto_Format.h"
 
@@ -32,30 +33,6 @@ bool IsWantOfRoom(sqlite3* handle, int code) noexcept {
   int const error = errno;
   int const kept = sqlite3_system_errno(handle);
   return error == ENOSPC || error == EDQUOT || (error == 0 && (kept == ENOSPC || kept == EDQUOT));
-}
-
-sto_ErrorKind KindOf(int code) {
-  switch (code & 0xFF) {
-  case SQLITE_BUSY:
-  case SQLITE_LOCKED:
-    return sto_ErrorKind::Busy;
-  case SQLITE_READONLY:
-    return sto_ErrorKind::ReadOnly;
-  case SQLITE_FULL:
-  case SQLITE_TOOBIG:
-    return sto_ErrorKind::Full;
-  case SQLITE_CORRUPT:
-  case SQLITE_INTERRUPT:
-    return sto_ErrorKind::Damaged;
-  case SQLITE_NOTADB:
-    return sto_ErrorKind::NotFound;
-  case SQLITE_CONSTRAINT:
-    return sto_ErrorKind::Conflict;
-  case SQLITE_MISUSE:
-    return sto_ErrorKind::Misuse;
-  default:
-    return sto_ErrorKind::Unavailable;
-  }
 }
 
 bool IsPlain(char c) noexcept {
@@ -95,12 +72,12 @@ int CountCall(void* connectionsCallsLeft) {
 
 } // namespace
 
-sto_SqliteConnection::sto_SqliteConnection(std::string path, Opening const& opening)
-    : m_Path(std::move(path)) {
+sto_SqliteConnection::sto_SqliteConnection(std::string const& path, Opening const& opening)
+    : m_Path(opening.m_NameInMessages.empty() ? path : opening.m_NameInMessages) {
   int const flags = opening.m_Flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
   try {
     if (int const code =
-            sqlite3_open_v2(UriOf(m_Path, opening.m_IsImmutable).c_str(), &m_Handle, flags, nullptr))
+            sqlite3_open_v2(UriOf(path, opening.m_IsImmutable).c_str(), &m_Handle, flags, nullptr))
       Raise(code);
     Harden(opening.m_BusyMilliseconds);
   } catch (...) {
@@ -196,17 +173,21 @@ std::int64_t sto_SqliteConnection::MaxRows() {
 void sto_SqliteConnection::Raise(int code, bool isReading, sto_Place place) const {
   if (IsWantOfMemory(code)) throw std::bad_alloc();
   int const primary = code & 0xFF;
-  sto_ErrorKind kind = IsWantOfRoom(m_Handle, code) ? sto_ErrorKind::Full : KindOf(code);
+  bool const isWriting = m_Handle != nullptr && sqlite3_txn_state(m_Handle, "main") == SQLITE_TXN_WRITE;
+  sto_SqliteError error =
+      IsWantOfRoom(m_Handle, code) ? sto_SqliteFull() : sto_SqliteErrorOf(code, isWriting);
   if (primary == SQLITE_TOOBIG && isReading)
-    kind = sto_ErrorKind::Damaged; // nobody wrote it with this module
+    error = sto_SqliteErrorOf(SQLITE_CORRUPT); // nobody wrote it with this module
   std::string const file = m_Path + ": ";
-  if (primary == SQLITE_NOTADB) sto_Raise(kind, file + "This is not a store.", place);
+  std::string const advice = std::string(" ") + error.m_Advice;
+  if (primary == SQLITE_NOTADB) sto_RaiseNoStore(m_Path, place);
   if (primary == SQLITE_INTERRUPT)
-    sto_Raise(kind,
-              file + "The store is damaged: reading it takes more steps than a store of its size can need.",
+    sto_Raise(error.m_Kind,
+              file + "The store is damaged: reading it takes more steps than a store of its size can need." +
+                  advice,
               place);
   std::string const text = m_Handle == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(m_Handle);
-  sto_Raise(kind, file + "SQLite: " + text + " (code " + std::to_string(code) + ").", place);
+  sto_Raise(error.m_Kind, file + "SQLite: " + text + " (code " + std::to_string(code) + ")." + advice, place);
 }
 
 sto_SqliteStatement::sto_SqliteStatement(sto_SqliteConnection& connection, char const* sql)

@@ -15,7 +15,8 @@ struct sqlite3_stmt;
 class sto_SqliteStatement;
 
 /// One open SQLite database file. Every failure raises sto_Exception with the file's name, SQLite's own
-/// message and the kind that fits SQLite's result code; std::bad_alloc when memory has run out.
+/// message, what to do about it, and the kind that fits SQLite's result code (see sto_SqliteErrors.h);
+/// std::bad_alloc when memory has run out.
 ///
 /// What stands in the file cannot act: triggers, views and functions in the schema are off, sizes have
 /// limits, and the work of each statement is counted in steps of SQLite's machine. A statement that takes
@@ -36,13 +37,16 @@ class sto_SqliteConnection {
     int m_BusyMilliseconds = 5000;
     /// The file is read without locks and without a look at a journal or a log: nobody may change it.
     bool m_IsImmutable = false;
+    /// What messages call the file; empty for its path.
+    std::string m_NameInMessages = {};
   };
 
-  sto_SqliteConnection(std::string path, Opening const& opening);
+  sto_SqliteConnection(std::string const& path, Opening const& opening);
   sto_SqliteConnection(sto_SqliteConnection const&) = delete;
   sto_SqliteConnection& operator=(sto_SqliteConnection const&) = delete;
   ~sto_SqliteConnection();
 
+  /// The file's path as it was given, or what messages call it instead.
   [[nodiscard]] std::string const& Path() const noexcept { return m_Path; }
   /// The file's full name, whatever links lead to it and whatever folder the program works in now.
   [[nodiscard]] std::string FullPath() const;

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "store/sqlite/sto_FileSystem.h"
+#include "store/sqlite/sto_SqliteErrors.h"
 #include "store/sqlite/sto_SqliteOpening.h"
 #include "store/sqlite/sto_SqliteSchema.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
@@ -107,7 +108,7 @@ std::unique_ptr<sto_SqliteConnection> Connect(std::string const& path, sto_Optio
       path, sto_SqliteConnection::Opening{SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, wait, false});
   if (sqlite3_db_readonly(connection->Handle(), "main") != 0) {
     if (!isEmpty) RaiseConflict(path);
-    sto_Raise(sto_ErrorKind::ReadOnly, path + ": The file may not be written.");
+    sto_RaiseNotWritable(path);
   }
   // The log of a file that is no business of ours stays as it is.
   if (sto_SqliteFile::HasLog(path))

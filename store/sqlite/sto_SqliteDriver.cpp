@@ -5,6 +5,7 @@
 #include <map>
 #include <utility>
 
+#include "store/sqlite/sto_SqliteCopy.h"
 #include "store/sqlite/sto_SqliteSchema.h"
 #include "store/sto_Exception.h"
 #include "store/sto_Format.h"
@@ -303,6 +304,13 @@ bool sto_SqliteDriver::RemoveRoot(std::string_view name) {
   return sqlite3_changes(m_Connection->Handle()) > 0;
 }
 
+bool sto_SqliteDriver::RenameRoot(std::string_view from, std::string_view to) {
+  m_Transaction.CheckOpen();
+  sto_SqliteStatement statement(*m_Connection, "UPDATE root SET name = ? WHERE name = ?");
+  sto_SqliteStatement::Use(statement).Bind(1, to).Bind(2, from).Step();
+  return sqlite3_changes(m_Connection->Handle()) > 0;
+}
+
 std::vector<std::string> sto_SqliteDriver::Roots() {
   m_Transaction.CheckUndone();
   sto_SqliteStatement statement(*m_Connection, "SELECT name FROM root ORDER BY name");
@@ -315,4 +323,11 @@ std::vector<std::string> sto_SqliteDriver::Roots() {
 std::int64_t sto_SqliteDriver::SizeBytes() {
   m_Transaction.CheckUndone();
   return m_Connection->SizeBytes();
+}
+
+void sto_SqliteDriver::CopyTo(std::string const& location) {
+  m_Transaction.CheckUndone();
+  sto_SqliteCopy copy(*m_Connection, location);
+  CheckFixedState(); // else it may be of two states
+  copy.Publish();
 }

@@ -70,8 +70,10 @@ class sto_SqliteDriver : public sto_Driver {
   std::optional<std::int64_t> FindRoot(std::string_view name) override;
   void SetRoot(std::string_view name, std::int64_t id) override;
   bool RemoveRoot(std::string_view name) override;
+  bool RenameRoot(std::string_view from, std::string_view to) override;
   std::vector<std::string> Roots() override;
   std::int64_t SizeBytes() override;
+  void CopyTo(std::string const& location) override;
 
  private:
   /// Folds the log when the connection is closed, which could only read.

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include "store/sqlite/sto_FileSystem.h"
+#include "store/sqlite/sto_SqliteErrors.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
 #include "store/sto_Exception.h"
 
@@ -76,7 +77,7 @@ sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly, sto_Opt
   sto_SqliteFile::CheckLocation(path);
   sto_SqliteFile::CheckOptions(path, options);
   if (!sto_SqliteFile::IsThere(path)) sto_Raise(sto_ErrorKind::NotFound, path + ": There is no such file.");
-  if (!sto_SqliteFile::IsRegular(path)) sto_Raise(sto_ErrorKind::NotFound, path + ": This is not a store.");
+  if (!sto_SqliteFile::IsRegular(path)) sto_RaiseNoStore(path);
   if (std::string const network = sto_NetworkFileSystem(path); !network.empty()) {
     std::string const reason =
         "On a network file system (" + network + ") programs cannot keep out of each other's way";
@@ -94,7 +95,7 @@ sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly, sto_Opt
     return OpenWithoutLocks(path, options, "There can be no write-ahead log here");
   }
   bool const cannotWrite = sqlite3_db_readonly(connection->Handle(), "main") != 0;
-  if (cannotWrite && !readOnly) sto_Raise(sto_ErrorKind::ReadOnly, path + ": The file may not be written.");
+  if (cannotWrite && !readOnly) sto_RaiseNotWritable(path);
   return {std::move(connection), std::nullopt};
 }
 

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "store/sqlite/sto_SqliteErrors.h"
 #include "store/sqlite/sto_SqliteSchema.h"
 #include "store/sto_Exception.h"
 #include "store/sto_Format.h"
@@ -77,8 +78,7 @@ sto_SqliteIdentity sto_ReadSqliteIdentity(sto_SqliteConnection& connection) {
 
 void sto_CheckSqliteSchema(sto_SqliteConnection& connection) {
   auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
-  if (applicationId != sto_SqliteSchema::ApplicationId)
-    sto_Raise(sto_ErrorKind::NotFound, connection.Path() + ": This is not a store.");
+  if (applicationId != sto_SqliteSchema::ApplicationId) sto_RaiseNoStore(connection.Path());
   if (version > sto_Format::Version)
     sto_Raise(sto_ErrorKind::NewerFormat,
               connection.Path() + ": The store has format version " + std::to_string(version) +

@@ -164,7 +164,8 @@ inline void DeclareScripted(cls_ClassRegistrar& registrar,
   for (int i = 0; i < 300; ++i) declare(i, "m_" + std::to_string(i), COLLECTION_NONE);
   for (int const extreme : {-1, std::numeric_limits<int>::max()})
     declare(extreme, "m_Extreme" + std::to_string(extreme), COLLECTION_NONE);
-  for (char const* const name : {"m_List", "m_First", "m_Second"}) declare(number++, name, COLLECTION_LIST_INT);
+  for (char const* const name : {"m_List", "m_First", "m_Second"})
+    declare(number++, name, COLLECTION_LIST_INT);
 }
 
 /// The classes of the tests: each in the version that the tests write.

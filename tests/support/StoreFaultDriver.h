@@ -141,6 +141,10 @@ class StoreFaultDriver : public sto_Driver {
     Step("RemoveRoot");
     return m_Real->RemoveRoot(name);
   }
+  bool RenameRoot(std::string_view from, std::string_view to) override {
+    Step("RenameRoot");
+    return m_Real->RenameRoot(from, to);
+  }
   std::vector<std::string> Roots() override {
     Step("Roots");
     return m_Real->Roots();
@@ -148,6 +152,10 @@ class StoreFaultDriver : public sto_Driver {
   std::int64_t SizeBytes() override {
     Step("SizeBytes");
     return m_Real->SizeBytes();
+  }
+  void CopyTo(std::string const& location) override {
+    Step("CopyTo");
+    m_Real->CopyTo(location);
   }
 
  private:

@@ -1,0 +1,129 @@
+#include "store/sqlite/sto_SqliteCopy.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <new>
+#include <system_error>
+
+#include "store/sqlite/sto_FileSystem.h"
+#include "store/sqlite/sto_SqliteFile.h"
+#include "store/sqlite/sto_SqliteOpening.h"
+#include "store/sto_Exception.h"
+
+namespace {
+
+/// A name beside another that nobody else chooses.
+std::string NameBeside(std::string const& location) {
+  std::uint64_t number = 0;
+  sqlite3_randomness(static_cast<int>(sizeof number), &number);
+  char digits[17];
+  std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(number));
+  return location + ".copying-" + digits;
+}
+
+/// Gives a file another name unless something has it; the system's error number, 0 for success.
+int Rename(std::string const& from, std::string const& to) noexcept {
+#ifdef RENAME_NOREPLACE
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+#endif
+  // Where that is unknown: a second name, which is never given over another either.
+  if (link(from.c_str(), to.c_str()) != 0) return errno;
+  return unlink(from.c_str()) == 0 ? 0 : errno;
+}
+
+/// Makes the names in a file's folder durable; the system's error number, 0 for success.
+int SyncFolderOf(std::string const& path) {
+  std::string const folder = std::filesystem::path(path).parent_path().string();
+  int const descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return errno;
+  int const error = fsync(descriptor) == 0 ? 0 : errno;
+  close(descriptor);
+  return error == EINVAL || error == ENOTSUP ? 0 : error; // a file system that does not know it for folders
+}
+
+/// The copy of a file that others may not read is none that they may.
+void RestrictAs(std::string const& source, std::string const& copy) noexcept {
+  struct stat from {};
+  struct stat to {};
+  if (stat(source.c_str(), &from) != 0 || stat(copy.c_str(), &to) != 0) return;
+  constexpr mode_t Own = S_IRUSR | S_IWUSR;
+  chmod(copy.c_str(), ((from.st_mode & to.st_mode) | Own) & 0777);
+}
+
+[[noreturn]] void RaiseConflict(std::string const& location) {
+  sto_Raise(sto_ErrorKind::Conflict,
+            location + ": The file exists already; a copy is made under a name that is free.");
+}
+
+[[noreturn]] void RaiseSystem(std::string const& location, int error) {
+  if (error == EEXIST) RaiseConflict(location);
+  bool const isFull = error == ENOSPC || error == EDQUOT;
+  sto_Raise(isFull ? sto_ErrorKind::Full : sto_ErrorKind::Unavailable,
+            location + ": The copy could not be given its name: " + std::generic_category().message(error) +
+                ".");
+}
+
+} // namespace
+
+sto_SqliteCopy::sto_SqliteCopy(sto_SqliteConnection& source, std::string const& location)
+    : m_Location(location) {
+  sto_SqliteFile::CheckLocation(location);
+  if (std::string const network = sto_NetworkFileSystem(location); !network.empty())
+    sto_Raise(sto_ErrorKind::Unavailable,
+              location + ": On a network file system (" + network +
+                  ") programs cannot keep out of each other's way, so no store can be made there. Copy to a "
+                  "local disk, and move the closed copy.");
+  if (sto_SqliteFile::IsThere(location)) RaiseConflict(location);
+  m_Temporary = NameBeside(location);
+  try {
+    Make(source);
+  } catch (...) {
+    Remove();
+    throw;
+  }
+}
+
+void sto_SqliteCopy::Make(sto_SqliteConnection& source) {
+  sto_SqliteConnection::Opening opening{SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, 0, false};
+  opening.m_NameInMessages = m_Location;
+  m_Target = std::make_unique<sto_SqliteConnection>(m_Temporary, opening);
+  RestrictAs(source.FullPath(), m_Temporary);
+  sto_BeginSqlite(*m_Target);
+  sqlite3_backup* const backup = sqlite3_backup_init(m_Target->Handle(), "main", source.Handle(), "main");
+  if (backup == nullptr) m_Target->Raise(sqlite3_extended_errcode(m_Target->Handle()));
+  errno = 0;
+  sqlite3_backup_step(backup, -1);
+  int const error = errno; // of what failed, if anything: ending it is no part of that
+  int const code = sqlite3_backup_finish(backup);
+  errno = error;
+  if (code != SQLITE_OK) m_Target->Raise(code);
+}
+
+void sto_SqliteCopy::Publish() {
+  m_Target.reset();
+  if (int const error = Rename(m_Temporary, m_Location)) RaiseSystem(m_Location, error);
+  m_Temporary.clear();
+  if (int const error = SyncFolderOf(m_Location)) {
+    unlink(m_Location.c_str()); // whoever hears of a failure looks for no copy
+    RaiseSystem(m_Location, error);
+  }
+}
+
+void sto_SqliteCopy::Remove() noexcept {
+  m_Target.reset();
+  if (m_Temporary.empty()) return;
+  try {
+    std::error_code ignored; // what is left is seen to be no store, by its journal, which goes last
+    for (char const* const suffix : {"", "-journal"}) std::filesystem::remove(m_Temporary + suffix, ignored);
+  } catch (std::bad_alloc const&) {
+    unlink(m_Temporary.c_str());
+  }
+}
