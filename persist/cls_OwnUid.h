@@ -19,6 +19,10 @@
 ///
 /// - A copy is a new object. Assigning a copy changes the content of the object, which stays the object that
 ///   it is.
+/// - Members that have identities of their own (a wrapper, another object by value) keep those of the
+/// original.
+/// - A class with a declared destructor has no moves unless it declares them; without moves, what shifts it
+///   copies it, and makes new objects.
 /// - Moving takes the object along: its identity moves with its content, also into an object that is assigned
 ///   to, so that what a vector shifts stays stored under what it was. What was moved from is a new object.
 ///

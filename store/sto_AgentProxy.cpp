@@ -11,12 +11,6 @@ namespace {
 
 cls_StorageTypeId const Kind(cls_StorageTypeId::AllocateId()); // while libraries are loaded, on one thread
 
-/// What a root is loaded as to make its proxy.
-struct RootProxy {
-  explicit RootProxy(cls_ReadVisitor const& visitor) : m_Proxy(sto_MakeProxy(visitor)) {}
-  cow_CountedHld<cls_AgentProxy> m_Proxy;
-};
-
 /// Writes what bulk arrays have changed and not written, unless nothing can be written now.
 void WriteArrays(sto_Session& session) {
   session.RaiseKept();
@@ -62,7 +56,9 @@ cls_StorageTypeId const& sto_StorageType() noexcept {
 }
 
 cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store, std::string_view root) {
-  return store.Load<RootProxy>(root)->m_Proxy;
+  cow_CountedHld<cls_AgentProxy> proxy;
+  store.LoadWith(root, [&proxy](cls_ReadVisitor const& visitor) { proxy = sto_MakeProxy(visitor); });
+  return proxy;
 }
 
 cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor) {

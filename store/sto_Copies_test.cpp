@@ -168,9 +168,19 @@ TEST_P(StoreCopies, WriteTransactionIsMisuseAndStaysAsItIs) {
 
 TEST_P(StoreCopies, CopyingWhileAnObjectIsSavedOrLoadedIsMisuse) {
   sto_Store store = MakeStore(10);
-  auto const copy = [&](auto const&) { MessageOfCopy(store, sto_ErrorKind::Misuse, Path("copy.kvs")); };
-  SaveFields(store, copy);
-  static_cast<void>(LoadFields(store, copy));
+  static std::function<void()> copy;
+  copy = [&] { MessageOfCopy(store, sto_ErrorKind::Misuse, Path("copy.kvs")); };
+  struct Copying : Node {
+    Copying() = default;
+    explicit Copying(cls_ReadVisitor const& visitor) : Node(visitor) { copy(); }
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      copy();
+      Node::DBWrite(visitor);
+      copy();
+    }
+  };
+  store.Save("copying", Copying());
+  EXPECT_NE(store.Load<Copying>("copying"), nullptr);
   EXPECT_EQ(Files(), std::set<std::string>{"test.kvs"});
 }
 

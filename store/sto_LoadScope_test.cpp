@@ -1,5 +1,6 @@
 #include "store/sto_LoadScope.h"
 
+#include "store/sto_Proxy.h"
 #include "tests/support/StoreTest.h"
 
 namespace {
@@ -157,6 +158,14 @@ TEST_F(StoreLoadScope, CollectingAndSavingGoOnInAScope) {
   store.RemoveRoot("two");
   store.RemoveRoot("shared");
   EXPECT_EQ(store.CollectGarbage(), 2);
+}
+
+TEST_F(StoreLoadScope, ProxyOfWhatTheScopeHasIsMade) {
+  SaveTwoRoots();
+  sto_Store store = Open();
+  sto_LoadScope const scope(store);
+  std::shared_ptr<Node> const one = store.LoadShared<Node>("one");
+  EXPECT_NE(sto_MakeProxy(store, "one").Ptr(), nullptr);
 }
 
 TEST_F(StoreLoadScope, TwoStoresHaveTwoScopes) {

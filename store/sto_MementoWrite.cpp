@@ -24,11 +24,9 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
     sto_IdentityMap::Tie const& tie = session.TieOf(uid);
     id = tie.Id();
     bool const isNew = session.IsNewInSave(id);
-    sto_Reach::Meeting meeting;
-    if (!sto_IsCollectionClass(classId))
-      meeting = session.Reach().Meet(tie, place, isNew);
-    else if (session.Reach().ComparesAll() && !isNew)
-      meeting.m_Comparing = sto_Comparing::SecondName;
+    sto_Reach::Meeting const meeting = sto_IsCollectionClass(classId)
+                                           ? session.Reach().MeetCollection(tie, place, isNew)
+                                           : session.Reach().Meet(tie, place, isNew);
     if (!meeting.m_IsWritten) return nullptr;
     sto_ClassInUse& inUse = session.ClassToWrite(classId);
     return std::make_unique<sto_MementoWrite>(

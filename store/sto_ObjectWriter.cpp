@@ -180,8 +180,12 @@ sto_Record const* sto_ObjectWriter::ReadStored() {
 
 void sto_ObjectWriter::CompareBlock(std::int64_t key, sto_Bytes const& sealed) {
   sto_Bytes stored;
-  if (!m_Session.Driver().ReadBlock(key, stored) || stored != sealed)
-    m_Session.Reach().NoteOtherContent(m_Id);
+  if (!m_Session.Driver().ReadBlock(key, stored) || stored != sealed) NoteDifference();
+}
+
+void sto_ObjectWriter::NoteDifference() const {
+  if (m_Meeting.m_Comparing != sto_Comparing::SecondName) RaiseTwoObjects();
+  m_Session.Reach().NoteOtherContent(m_Id);
 }
 
 std::string sto_ObjectWriter::PlaceText() const {
@@ -212,9 +216,8 @@ bool sto_ObjectWriter::IsToWrite(sto_Bytes const& record) {
   sto_Record const* const stored = ReadStored();
   bool const isSame = stored != nullptr && std::ranges::equal(m_Session.Scratch().Bytes(), record);
   if (stored != nullptr && !isSame) {
-    if (m_Meeting.m_Comparing != sto_Comparing::SecondName) RaiseTwoObjects();
     // Another version of a class writes the same content in another way.
-    if (m_Record->HasClassesOf(*stored)) m_Session.Reach().NoteOtherContent(m_Id);
+    if (m_Record->HasClassesOf(*stored)) NoteDifference();
   }
   if (isSame && m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   return !isSame;
@@ -225,8 +228,7 @@ void sto_ObjectWriter::CarryChanges() {
   sto_Record const* const stored = ReadStored();
   // What is damaged is replaced: it has no number that anybody could have seen.
   if (stored == nullptr) return;
-  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !m_Record->HasContentOf(*stored))
-    m_Session.Reach().NoteOtherContent(m_Id);
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !m_Record->HasContentOf(*stored)) NoteDifference();
   std::int64_t change = 0;
   std::int32_t hint = 0;
   for (sto_Field const& field : stored->Parts().front().m_Fields) {

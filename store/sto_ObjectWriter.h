@@ -94,6 +94,8 @@ class sto_ObjectWriter {
   [[nodiscard]] sto_Record const* ReadStored();
   /// Notes when the block of a list differs from the stored one that it replaces.
   void CompareBlock(std::int64_t key, sto_Bytes const& sealed);
+  /// The object differs from what it is compared with: Conflict, or noted until the save ends.
+  void NoteDifference() const;
   /// What holds the object here, for messages.
   [[nodiscard]] std::string PlaceText() const;
   /// Conflict for two objects in memory that have one identity and differ.

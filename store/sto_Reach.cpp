@@ -9,8 +9,8 @@ bool AreTwo(void const* one, void const* other) noexcept {
 
 } // namespace
 
-void sto_Reach::BeginSave(std::int64_t number, std::string_view root) {
-  m_Saves.push_back({std::string(root)});
+void sto_Reach::BeginSave(std::int64_t number, std::string_view const* root) {
+  m_Saves.push_back({root == nullptr ? std::string() : std::string(*root), root != nullptr});
   m_Save = number;
   m_Replaced.clear();
   m_Compared.clear();
@@ -21,7 +21,17 @@ void sto_Reach::BeginSave(std::int64_t number, std::string_view root) {
 void sto_Reach::UndoSave() noexcept {
   for (auto const& [visit, before] : m_Replaced) *visit = before;
   m_Replaced.clear();
-  if (!m_Saves.empty()) m_Saves.back().m_IsUndone = true;
+  if (!m_Saves.empty()) m_Saves.back().m_HasRoot = false;
+}
+
+void sto_Reach::RenameRoot(std::string_view from, std::string_view to) {
+  for (SaveOfTransaction& save : m_Saves)
+    if (save.m_HasRoot && save.m_Root == from) save.m_Root = to;
+}
+
+void sto_Reach::RemoveRoot(std::string_view root) noexcept {
+  for (SaveOfTransaction& save : m_Saves)
+    if (save.m_Root == root) save.m_HasRoot = false;
 }
 
 void sto_Reach::Reset() noexcept {
@@ -43,9 +53,9 @@ std::string const& sto_Reach::RootOf(std::int64_t save) const noexcept {
 
 bool sto_Reach::WasUnderOtherRoot(sto_Visit const& before, Place const& place) const noexcept {
   SaveOfTransaction const* const earlier = Find(before.m_Save);
-  std::string const& root = m_Saves.back().m_Root;
-  return earlier != nullptr && !earlier->m_IsUndone && !earlier->m_Root.empty() && !root.empty() &&
-         earlier->m_Root != root && AreTwo(before.m_Address, place.m_Address);
+  SaveOfTransaction const& now = m_Saves.back();
+  return earlier != nullptr && earlier->m_HasRoot && now.m_HasRoot && earlier->m_Root != now.m_Root &&
+         AreTwo(before.m_Address, place.m_Address);
 }
 
 sto_Reach::Meeting sto_Reach::Meet(sto_IdentityMap::Tie const& tie, Place const& place, bool isNew) {
@@ -70,4 +80,11 @@ sto_Reach::Meeting sto_Reach::Meet(sto_IdentityMap::Tie const& tie, Place const&
   visit = {place.m_Address, place.m_Holder, m_Save, false};
   meeting.m_Visit = &visit;
   return meeting;
+}
+
+sto_Reach::Meeting sto_Reach::MeetCollection(sto_IdentityMap::Tie const& tie, Place const& place,
+                                             bool isNew) {
+  Meeting meeting = Meet(tie, place, isNew);
+  if (meeting.m_IsWritten && meeting.m_Comparing != sto_Comparing::ThisSave) return meeting;
+  return {};
 }

@@ -38,19 +38,27 @@ class sto_Reach {
     sto_Visit m_Before;           ///< what it is compared with was written there
   };
 
-  /// A save begins; `root` is the name that it saves under, empty for the save of an element.
-  void BeginSave(std::int64_t number, std::string_view root);
+  /// A save begins; `root` is the name that it saves under, null for the save of an element.
+  void BeginSave(std::int64_t number, std::string_view const* root);
   /// The save is undone: what it has met was not met.
   void UndoSave() noexcept;
   /// The transaction is over.
   void Reset() noexcept;
 
+  /// A root that saves of the transaction may have named has another name now. Throws std::bad_alloc.
+  void RenameRoot(std::string_view from, std::string_view to);
+  /// A root is no more: what was saved under its name has no root by that.
+  void RemoveRoot(std::string_view root) noexcept;
+
   /// An object that was met. `isNew`: its id was given out in this save. Throws std::bad_alloc.
   [[nodiscard]] Meeting Meet(sto_IdentityMap::Tie const& tie, Place const& place, bool isNew);
 
+  /// The same for a collection or a blob, which is written each time that it is met: within one save its
+  /// contents are compared elsewhere.
+  [[nodiscard]] Meeting MeetCollection(sto_IdentityMap::Tie const& tie, Place const& place, bool isNew);
+
   /// From now on everything in the save that is stored already is compared (SecondName).
   void CompareAll() noexcept { m_ComparesAll = true; }
-  [[nodiscard]] bool ComparesAll() const noexcept { return m_ComparesAll; }
 
   /// Notes that an object was stored with another content than the save gives it.
   void NoteOtherContent(std::int64_t id) noexcept {
@@ -65,7 +73,7 @@ class sto_Reach {
  private:
   struct SaveOfTransaction {
     std::string m_Root;
-    bool m_IsUndone = false;
+    bool m_HasRoot; // false for the save of an element, and when it was undone or its root was removed
   };
 
   [[nodiscard]] SaveOfTransaction const* Find(std::int64_t save) const noexcept;

@@ -115,7 +115,7 @@ void sto_Session::Rollback() noexcept {
   ForEachAgent([this](sto_OpenAgent& agent) { agent.UndoTransaction(m_Keeping); });
 }
 
-void sto_Session::BeginSave(std::string_view root) {
+void sto_Session::BeginSave(std::string_view const* root) {
   RaiseKept();
   if (m_InSave) Raise(sto_ErrorKind::Misuse, "A save is going on already.");
   // What the mark keeps must be whole, in the store and in memory.

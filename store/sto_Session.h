@@ -151,7 +151,7 @@ class sto_Session {
 
   /// Starts a save under a root name, or of an element: its objects are written once each. A save that fails
   /// is undone as a whole.
-  void BeginSave(std::string_view root = {});
+  void BeginSave(std::string_view const* root = nullptr);
   void EndSave();
   void UndoSave() noexcept;
 

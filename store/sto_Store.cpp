@@ -134,7 +134,7 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
   if (!Session().IsWriting())
     Session().Raise(sto_ErrorKind::Misuse,
                     "Saving in a transaction that only reads, or while an object is being loaded.");
-  Session().BeginSave(root);
+  Session().BeginSave(&root);
   try {
     RootRequest const request(Session(), root);
     {
@@ -195,6 +195,7 @@ bool sto_Store::RemoveRoot(std::string_view root) {
     Session().Raise(sto_ErrorKind::Misuse,
                     "Removing a root in a transaction that only reads, or while an object is being loaded.");
   bool const removed = Session().Driver().RemoveRoot(root);
+  Session().Reach().RemoveRoot(root);
   transaction.Commit();
   return removed;
 }
@@ -210,6 +211,7 @@ bool sto_Store::RenameRoot(std::string_view from, std::string_view to) {
     Session().Raise(sto_ErrorKind::Conflict,
                     "Root " + std::string(from) + " cannot be renamed to " + std::string(to) +
                         ": there is a root of that name. Remove or rename it first.");
+  Session().Reach().RenameRoot(from, to);
   bool const renamed = Session().Driver().RenameRoot(from, to);
   transaction.Commit();
   return renamed;

@@ -18,6 +18,7 @@
 #include "wrappers/cls_xpString.h"
 #include "wrappers/cls_xpTrString.h"
 
+class cls_AgentProxy;
 class sto_ReadTransaction;
 class sto_Session;
 class sto_Store;
@@ -57,8 +58,8 @@ enum class sto_Mode {
 /// 4. What an array, a list or a map of objects, or a blob shows when it is handed out is the latest commit.
 /// What another session has committed since is not overwritten: the write raises Conflict.
 ///
-/// 5. Two objects in memory with one identity and different content, as a copy and its original, are not
-/// saved as one without a sign: see Save.
+/// 5. Two objects in memory with one identity and different content, as a copy and its original, are refused
+/// where Save can tell; docs/copies-and-identity.md says where it cannot.
 ///
 /// Failures are sto_Exception; see sto_ErrorKind. After a failed operation the store can be used on. What
 /// fails in a destructor is raised by the next operation of the store, or by the commit.
@@ -108,7 +109,8 @@ class KVL_EXPORT sto_Store {
   /// the store without name; see CollectGarbage). In the open transaction, or else in one of its own. Busy,
   /// ReadOnly, Full, Unavailable. Misuse, naming it, for an undeclared class or attribute, or one that is
   /// declared as something else. Conflict, for a class version that the store knows under another
-  /// description, and for what another session has changed since it was read here.
+  /// description, and for a bulk array, an open list or map, or a blob that another session has changed since
+  /// it was read here. An object, or a collection in a wrapper, is replaced by the later save.
   ///
   /// Misuse for an object without a base-class part whose class, or one above it, declares attributes.
   ///
@@ -220,6 +222,7 @@ class KVL_EXPORT sto_Store {
   friend class sto_LoadScope;
   friend class sto_ReadTransaction;
   friend class sto_Transaction;
+  friend cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store, std::string_view root);
   friend void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
 
   /// Misuse for a store that is closed, or was moved from.

@@ -21,9 +21,10 @@ bool IsRequired(cls_AttributeMetadata const& attribute) noexcept {
   case ATTR_USHORT:
   case ATTR_LONGLONG:
   case ATTR_ULONGLONG:
+  case ATTR_BYTES:
     return true;
   default:
-    return false; // an object, a reference, bytes, or a type of the host's
+    return false; // an object, a reference, or a type of the host's
   }
 }
 

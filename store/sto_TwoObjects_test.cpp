@@ -278,6 +278,56 @@ TEST_F(StoreTwoObjects, ListCountsAsContentOfARoot) {
   }
 }
 
+TEST_F(StoreTwoObjects, CopiesOfAListThatDifferUnderTwoRootsOfOneTransactionAreAConflict) {
+  for (int const count : {3, 5000}) {
+    sto_Store store = Create("list-" + std::to_string(count));
+    Numbers a;
+    for (int i = 0; i < count; ++i) a.m_List.Append(i);
+    Numbers same; // other objects, with copies of the list
+    Numbers b;
+    same.m_List = b.m_List = a.m_List;
+    sto_Transaction transaction(store);
+    store.Save("a", a);
+    store.Save("same", same);
+    b.m_List.Append(-1);
+    std::string const message = MessageOf(sto_ErrorKind::Conflict, [&] { store.Save("b", b); });
+    EXPECT_TRUE(Contains(message, "m_List")) << message;
+    transaction.Commit();
+  }
+}
+
+TEST_F(StoreTwoObjects, RenamedRootOfTheTransactionIsComparedUnderItsNewName) {
+  sto_Store store = Create();
+  Node inner(1);
+  Node a(5);
+  a.m_Left = std::make_shared<Node>(inner);
+  Node b(6);
+  b.m_Left = CopyOf(inner, 2);
+  sto_Transaction transaction(store);
+  store.Save("a", a);
+  store.RenameRoot("a", "c");
+  std::string const message = ConflictOf(store, "a", b);
+  EXPECT_TRUE(Contains(message, "root c")) << message;
+  store.Save("c", b); // under the same name
+  store.RemoveRoot("c");
+  b.m_Left = CopyOf(inner, 3);
+  store.Save("d", b); // no root has the old content
+  transaction.Commit();
+  EXPECT_EQ(store.Load<Node>("d")->m_Left->m_Value, 3);
+}
+
+TEST_F(StoreTwoObjects, RootWithoutNameIsComparedLikeOthers) {
+  sto_Store store = Create();
+  Node inner(1);
+  Node a(5);
+  a.m_Left = std::make_shared<Node>(inner);
+  Node b(6);
+  b.m_Left = CopyOf(inner, 2);
+  sto_Transaction transaction(store);
+  store.Save("", a);
+  ConflictOf(store, "b", b);
+}
+
 TEST_F(StoreTwoObjects, LoadedRootThatWasChangedDoesNotGoUnderAnotherName) {
   Create().Save("a", Node(1));
   sto_Store store = Open();

@@ -156,6 +156,7 @@ TEST_F(StoreTwoSessions, ListThatIsWrittenAnewIsToldAsChanged) {
     void DBWrite(cls_WriteVisitor const& visitor) const {
       if (!visitor.StartWrite(TypeId(), m_Uid)) return;
       m_List.DBWrite(cls_WriteVisitor(visitor, DoubleHolder::Field(), nullptr, &m_List));
+      visitor.Write(cls_FieldHandle(1, "m_Number"_cow), 0);
     }
     cls_xp1DArrayListDouble m_List;
     cls_Uid m_Uid;

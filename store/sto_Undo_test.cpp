@@ -91,8 +91,7 @@ TEST_P(StoreUndoBy, AppendedElementsOfBeforeTheTransactionStay) {
   Fill(holder->m_Array, 2047);
   Undo(store, [&] {
     Fill(holder->m_Array, 5000);
-    SaveFields(
-        store, [](cls_WriteVisitor const&) {}, "other");
+    store.Save("other", Node(1));
   });
   EXPECT_EQ(Elements(holder->m_Array), Numbers(2047));
   store.Save("array", *holder);

@@ -64,7 +64,7 @@ class StoreArrayTest : public StoreFileTest {
   }
   sto_Store Open(sto_Mode mode = sto_Mode::ReadWrite, std::string_view name = "test.kvs",
                  sto_Options const& options = {}) const {
-    return sto_Store::Open(Path(name), mode, Classes(), options);
+    return sto_Store::Open(Path(name), mode, Classes(), Strict(options));
   }
   sto_Store Create(std::string_view name = "test.kvs") const { return Open(sto_Mode::Create, name); }
 

@@ -12,6 +12,12 @@
 
 // Persisted classes of the store's tests.
 
+/// Options of a store that also looks for slips in the tests' own classes.
+inline sto_Options Strict(sto_Options options = {}) {
+  options.m_Strict = true;
+  return options;
+}
+
 /// An object whose fields are written and read by the test itself.
 class Scripted {
  public:
