@@ -64,7 +64,7 @@ class sto_Reach {
   void NoteOtherContent(std::int64_t id) noexcept {
     if (m_OtherContent == 0) m_OtherContent = id;
   }
-  /// The first of these in this save, 0 for none.
+  /// The first of these in this save; 0 when there is none.
   [[nodiscard]] std::int64_t OtherContent() const noexcept { return m_OtherContent; }
 
   /// The root name of a save of this transaction; empty for the save of an element.

@@ -10,7 +10,7 @@
 struct sto_Visit {
   void const* m_Address = nullptr; ///< of the object in memory; null when it is not known
   std::int64_t m_Holder = 0;       ///< the id of the object that holds it; 0 for a root
-  std::int64_t m_Save : 63 = 0;    ///< the number of the save; 0 for none
+  std::int64_t m_Save : 63 = 0;    ///< the number of the save; 0 when none has
   bool m_IsWritten : 1 = false;    ///< whether its record is complete
 };
 static_assert(sizeof(sto_Visit) == 24);
