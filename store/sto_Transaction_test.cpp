@@ -61,9 +61,7 @@ TEST_F(StoreTransaction, DestructorRollsBack) {
 TEST_F(StoreTransaction, ClosingTheStoreRollsBack) {
   {
     auto store = std::make_optional<sto_Store>(Create());
-    // The transaction outlives its store, so its destructor must not run.
-    alignas(sto_Transaction) unsigned char place[sizeof(sto_Transaction)];
-    new (place) sto_Transaction(*store);
+    sto_Transaction const transaction(*store); // outlives it
     store->Save("one", Node(1));
     store.reset();
   }

@@ -151,9 +151,13 @@ int Open(sqlite3_vfs*, char const* name, sqlite3_file* file, int flags, int* out
   wrapper->m_Base.pMethods = nullptr;
   if (s_IsReadOnly) flags = (flags & ~SQLITE_OPEN_READWRITE & ~SQLITE_OPEN_CREATE) | SQLITE_OPEN_READONLY;
   wrapper->m_Real = reinterpret_cast<sqlite3_file*>(wrapper + 1);
+  wrapper->m_Real->pMethods = nullptr;
   int const code = Run(SQLITE_CANTOPEN,
                        [&] { return s_RealVfs->xOpen(s_RealVfs, name, wrapper->m_Real, flags, outFlags); });
-  if (code == SQLITE_OK) wrapper->m_Base.pMethods = s_SharesMemory ? &s_SharingMethods : &s_Methods;
+  if (code == SQLITE_OK)
+    wrapper->m_Base.pMethods = s_SharesMemory ? &s_SharingMethods : &s_Methods;
+  else if (wrapper->m_Real->pMethods != nullptr)
+    wrapper->m_Real->pMethods->xClose(wrapper->m_Real); // opened, and reported as failed
   return code;
 }
 
