@@ -27,7 +27,7 @@
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 
-#include "persist/cls_Uid.h"
+#include "persist/identity/cls_Uid.h"
 
 namespace {
 

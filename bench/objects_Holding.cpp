@@ -3,9 +3,9 @@
 #include <iterator>
 
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/cls_AgentRequest.h"
-#include "persist/cls_ReadObjects.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_AgentRequest.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteObjects.h"
 
 namespace {
 

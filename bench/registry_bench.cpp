@@ -27,7 +27,7 @@
 
 #include "metadata/cls_ClassRegistrar.h"
 #include "module/nex_initialize.h"
-#include "persist/cls_FieldHandle.h"
+#include "persist/visitors/cls_FieldHandle.h"
 #include "platform/mem/mem_Memory.h"
 
 namespace {

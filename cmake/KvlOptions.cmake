@@ -54,3 +54,8 @@ if(KVL_COVERAGE)
   target_compile_options(kvl_flags INTERFACE --coverage)
   target_link_options(kvl_flags INTERFACE --coverage)
 endif()
+
+# Our tests: optimising them takes longer than running them slowly.
+add_library(kvl_test_flags INTERFACE)
+target_link_libraries(kvl_test_flags INTERFACE kvl_flags)
+target_compile_options(kvl_test_flags INTERFACE "$<$<CONFIG:Debug>:-O0>")

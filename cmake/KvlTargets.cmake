@@ -1,8 +1,20 @@
-# How the project's libraries are made. Each takes its sources from cmake/Sources.cmake.
+# How the project's libraries and test programs are made. A target is made here or in tests/; each folder adds its own
+# sources to it.
+
+# Arguments that fit no keyword are a slip: a misspelt keyword would take its values with it.
+macro(kvl_parse_arguments options one_value multi_value)
+  cmake_parse_arguments(ARG "${options}" "${one_value}" "${multi_value}" ${ARGN})
+  if(DEFINED ARG_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "unknown arguments: ${ARG_UNPARSED_ARGUMENTS}")
+  endif()
+  if(DEFINED ARG_KEYWORDS_MISSING_VALUES)
+    message(FATAL_ERROR "keywords without a value: ${ARG_KEYWORDS_MISSING_VALUES}")
+  endif()
+endmacro()
 
 # One shared library, exported as KVL::<alias>.
 function(kvl_library target alias)
-  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  kvl_parse_arguments("" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(${target} SHARED ${ARG_SOURCES})
   add_library(KVL::${alias} ALIAS ${target})
   target_compile_features(${target} PUBLIC cxx_std_20)
@@ -22,47 +34,70 @@ function(kvl_library target alias)
   set_property(GLOBAL APPEND PROPERTY KVL_LIBRARIES ${target})
 endfunction()
 
+# Sources of a library, from the folder that lists them. A library whose objects are shared with a test takes them
+# through <target>_objects.
+function(kvl_sources target)
+  if(NOT ARGN)
+    message(FATAL_ERROR "no sources for ${target}")
+  endif()
+  if(TARGET ${target}_objects)
+    set(target ${target}_objects)
+  endif()
+  target_sources(${target} PRIVATE ${ARGN})
+endfunction()
+
+# Sources of a test program, from the folder that lists them.
+function(kvl_test_sources target)
+  if(NOT ARGN)
+    message(FATAL_ERROR "no sources for ${target}")
+  endif()
+  if(KVL_BUILD_TESTS)
+    target_sources(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()
+
 function(kvl_add_platform)
   if(KVL_PLATFORM STREQUAL "external")
     find_package(KVLplatform REQUIRED)
     return()
   endif()
-  kvl_library(KVLmem mem SOURCES ${KVL_MEM_SOURCES})
-  kvl_library(KVLomni omni SOURCES ${KVL_OMNI_SOURCES} PUBLIC KVLmem)
-  kvl_library(KVLthr thr SOURCES ${KVL_THR_SOURCES} PUBLIC KVLomni PRIVATE Threads::Threads)
-  kvl_library(KVLcow cow SOURCES ${KVL_COW_SOURCES} PUBLIC KVLmem)
-  kvl_library(KVLtyp typ SOURCES ${KVL_TYP_SOURCES} PUBLIC KVLcow)
-  kvl_library(KVLatr atr SOURCES ${KVL_ATR_SOURCES} PUBLIC KVLcow KVLomni)
+  kvl_library(KVLmem mem)
+  kvl_library(KVLomni omni PUBLIC KVLmem)
+  kvl_library(KVLthr thr PUBLIC KVLomni PRIVATE Threads::Threads)
+  kvl_library(KVLcow cow PUBLIC KVLmem)
+  kvl_library(KVLtyp typ PUBLIC KVLcow)
+  kvl_library(KVLatr atr PUBLIC KVLcow KVLomni)
 endfunction()
 
 function(kvl_add_persist)
-  kvl_library(KVLpersist persist
-    SOURCES ${KVL_PERSIST_SOURCES}
-    PUBLIC KVL::mem KVL::omni KVL::thr KVL::cow KVL::typ KVL::atr)
+  kvl_library(KVLpersist persist PUBLIC KVL::mem KVL::omni KVL::thr KVL::cow KVL::typ KVL::atr)
 endfunction()
 
+# The module's inner classes are hidden in its library; the tests of them link the same objects.
 function(kvl_add_store)
   find_package(SQLite3 3.40 REQUIRED)
   find_path(XXHASH_INCLUDE_DIR xxhash.h REQUIRED)
   find_library(XXHASH_LIBRARY xxhash REQUIRED)
+  add_library(KVLstore_objects OBJECT)
+  target_link_libraries(KVLstore_objects
+    PUBLIC KVL::persist SQLite::SQLite3 "${XXHASH_LIBRARY}" PRIVATE kvl_flags)
+  target_include_directories(KVLstore_objects SYSTEM PUBLIC "${XXHASH_INCLUDE_DIR}")
   kvl_library(KVLstore store
-    SOURCES ${KVL_STORE_SOURCES}
+    SOURCES "$<TARGET_OBJECTS:KVLstore_objects>"
     PUBLIC KVLpersist
     PRIVATE SQLite::SQLite3 "${XXHASH_LIBRARY}")
-  target_include_directories(KVLstore SYSTEM PRIVATE "${XXHASH_INCLUDE_DIR}")
+  set_target_properties(KVLstore PROPERTIES LINKER_LANGUAGE CXX)
 endfunction()
 
 # One test program; every TEST in it becomes one ctest entry, with sanitizers the whole program.
 function(kvl_test target)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
-  list(TRANSFORM ARG_SOURCES PREPEND "${PROJECT_SOURCE_DIR}/")
+  kvl_parse_arguments("" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${target} ${ARG_SOURCES})
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}") # tests/support
-  target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} kvl_flags GTest::gtest GTest::gtest_main Threads::Threads)
+  target_link_libraries(${target} PRIVATE
+    ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
   if(KVL_SANITIZE)
-    # Optimising instrumented tests takes three times as long as running them slowly, and starting a process
-    # for each test longer than most tests.
-    target_compile_options(${target} PRIVATE -O0)
+    # Starting a process for each test takes longer than most tests.
     add_test(NAME ${target} COMMAND ${target} --gtest_brief=1)
     set_tests_properties(${target} PROPERTIES TIMEOUT 1800)
     return()

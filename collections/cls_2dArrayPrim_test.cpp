@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "tests/support/RecordingBackEnd.h"
-#include "tests/support/StoredList.h"
+#include "tests/support/backend/RecordingBackEnd.h"
+#include "tests/support/backend/StoredList.h"
 
 namespace {
 

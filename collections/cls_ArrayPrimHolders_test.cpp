@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "tests/support/StoredList.h"
+#include "tests/support/backend/StoredList.h"
 
 // Arrays that share an agent, and how they let go of it.
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/StoredList.h"
+#include "tests/support/backend/StoredList.h"
 
 // Arrays that no store knows.
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/support/StoredList.h"
+#include "tests/support/backend/StoredList.h"
 
 // What arrays say when they are used wrongly, and that the process fails then.
 

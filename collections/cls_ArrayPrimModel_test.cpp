@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/StoredList.h"
+#include "tests/support/backend/StoredList.h"
 
 // Hundreds of thousands of random steps on arrays beside plain vectors, for every element type.
 

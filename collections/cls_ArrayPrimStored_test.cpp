@@ -5,8 +5,8 @@
 #include <memory>
 #include <numeric>
 
-#include "tests/support/RecordingBackEnd.h"
-#include "tests/support/StoredList.h"
+#include "tests/support/backend/RecordingBackEnd.h"
+#include "tests/support/backend/StoredList.h"
 
 // What associated arrays ask of their agents, call by call.
 

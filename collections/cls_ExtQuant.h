@@ -1,6 +1,6 @@
 #pragma once
 
-#include "persist/thr_ThreadSingleton.h"
+#include "persist/identity/thr_ThreadSingleton.h"
 #include "platform/cow/cow_Btree.h"
 #include "platform/cow/cow_String.h"
 #include "platform/kvl_Export.h"

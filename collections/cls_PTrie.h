@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "collections/cls_PTrieNode.h"
-#include "persist/cls_Uid.h"
+#include "persist/identity/cls_Uid.h"
 
 /// Sparse map from an integer key to a value: a critical-bit trie over the key's bit image. One branch for
 /// each critical bit, one leaf for each key; a look-up tests one bit a branch and compares the key once.

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "persist/thr_ThreadSingleton.h"
+#include "persist/identity/thr_ThreadSingleton.h"
 #include "platform/kvl_Export.h"
 
 /// The calling thread's pool of trie branches. Reached through

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "collections/cls_ArrayPrimBuffer.h"
-#include "persist/cls_Uid.h"
+#include "persist/identity/cls_Uid.h"
 #include "tests/support/CountedValue.h"
 #include "tests/support/HeapCount.h"
 #include "tests/support/OnThread.h"

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "metadata/cls_CollectionType.h"
-#include "persist/cls_AgentListPrim.h"
-#include "persist/cls_PC.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/backend/cls_AgentListPrim.h"
+#include "persist/backend/cls_PC.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
 
 /// Persistent list of primitives that is read and written in runs, straight through its list agent: a cursor

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/RecordingBackEnd.h"
-#include "tests/support/StoredList.h"
+#include "tests/support/backend/RecordingBackEnd.h"
+#include "tests/support/backend/StoredList.h"
 
 namespace {
 

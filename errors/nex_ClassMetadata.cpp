@@ -11,7 +11,7 @@
 #include "errors/nex_SystemErrorException.h"
 #include "errors/nex_TextException.h"
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/cls_FieldHandle.h"
+#include "persist/visitors/cls_FieldHandle.h"
 
 namespace {
 

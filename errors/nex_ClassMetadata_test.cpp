@@ -8,10 +8,10 @@
 #include <typeinfo>
 
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "tests/support/ExceptionCases.h"
-#include "tests/support/RecordingBackEnd.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "errors/nex_CommandException.h"
 
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/atr/atr_translate.h"
 
 nex_CommandException::nex_CommandException(cls_ReadVisitor const& visitor)

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/atr/atr_translate.h"
 
 nex_Exception::nex_Exception(cls_ReadVisitor const& visitor)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "persist/cls_Uid.h"
+#include "persist/identity/cls_Uid.h"
 #include "platform/atr/atr_String.h"
 #include "platform/cow/cow_COW.h"
 #include "platform/kvl_Export.h"

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "persist/cls_ReadVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
 #include "tests/support/ExceptionCases.h"
 #include "tests/support/InitialisedModule.h"
-#include "tests/support/RecordingBackEnd.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
 

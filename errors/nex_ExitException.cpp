@@ -1,7 +1,7 @@
 #include "errors/nex_ExitException.h"
 
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "errors/nex_InvalidObjException.h"
 
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 
 nex_InvalidObjException::nex_InvalidObjException(cls_ReadVisitor const& visitor)
     : nex_Exception(cls_ReadVisitor(visitor)),

@@ -1,8 +1,8 @@
 #include "errors/nex_OutOfMemoryException.h"
 
 #include "errors/nex_OutOfMemoryMessages.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "persist/cls_FieldHandle.h"
-#include "persist/cls_ReadVisitor.h"
+#include "persist/visitors/cls_FieldHandle.h"
+#include "persist/visitors/cls_ReadVisitor.h"
 #include "platform/omni/omi_BtreeIterator.h"
 
 namespace {

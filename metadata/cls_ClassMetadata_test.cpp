@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "persist/cls_FieldHandle.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_FieldHandle.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/omni/omi_BtreeIterator.h"
 #include "tests/support/HeapCount.h"
-#include "tests/support/RecordingBackEnd.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
 

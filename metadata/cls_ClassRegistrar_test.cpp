@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include "persist/cls_FieldHandle.h"
-#include "persist/cls_ReadVisitor.h"
+#include "persist/visitors/cls_FieldHandle.h"
+#include "persist/visitors/cls_ReadVisitor.h"
 #include "platform/omni/omi_BtreeIterator.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/HeapCount.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "metadata/cls_ClassRegistrar.h"
-#include "persist/cls_FieldHandle.h"
+#include "persist/visitors/cls_FieldHandle.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "metadata/cls_MetadataRegistrar.h"
 #include "module/cls_initialize.h"
 #include "module/nex_initialize.h"
-#include "persist/cls_Static.h"
+#include "persist/identity/cls_Static.h"
 #include "platform/atr/atr_initialize.h"
 #include "platform/cow/cow_initialize.h"
 #include "platform/mem/mem_Memory.h"

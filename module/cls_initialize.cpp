@@ -6,7 +6,7 @@
 #include "collections/cls_PTrieHeap.h"
 #include "metadata/cls_MetadataRegistrar.h"
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/cls_Static.h"
+#include "persist/identity/cls_Static.h"
 #include "platform/mem/mem_UseCount.h"
 #include "platform/typ/typ_ArchCompTable.h"
 #include "wrappers/cls_xpString.h"

@@ -13,7 +13,7 @@
 #include "metadata/cls_MetadataRegistrar.h"
 #include "module/cls_initialize.h"
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/cls_Static.h"
+#include "persist/identity/cls_Static.h"
 #include "platform/mem/mem_initialize.h"
 #include "platform/typ/typ_ArchCompTable.h"
 #include "platform/typ/typ_initialize.h"

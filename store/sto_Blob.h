@@ -1,6 +1,6 @@
 #pragma once
 
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 
 /// Writes a field that holds a blob, and leaves the blob as it is stored. Called in DBWrite instead of making
 /// a cls_BlobWriter:

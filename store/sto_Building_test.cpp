@@ -3,7 +3,7 @@
 
 #include "errors/nex_BadCastException.h"
 #include "errors/nex_TextException.h"
-#include "tests/support/StoreTest.h"
+#include "tests/support/store/StoreTest.h"
 
 namespace {
 

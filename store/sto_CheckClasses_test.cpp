@@ -12,7 +12,7 @@
 
 #include "errors/nex_ClassMetadata.h"
 #include "metadata/cls_MetadataRegistrar.h"
-#include "tests/support/StoreTest.h"
+#include "tests/support/store/StoreTest.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <set>
 
-#include "tests/support/StoreArrays.h"
-#include "tests/support/StoreChild.h"
-#include "tests/support/StoreFaultVfs.h"
+#include "tests/support/store/StoreArrays.h"
+#include "tests/support/store/StoreChild.h"
+#include "tests/support/store/StoreFaultVfs.h"
 
 namespace {
 

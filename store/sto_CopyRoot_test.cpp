@@ -1,11 +1,11 @@
 #include <filesystem>
 #include <numeric>
 
-#include "persist/cls_AgentBlob.h"
+#include "persist/backend/cls_AgentBlob.h"
 #include "store/sto_Proxy.h"
-#include "tests/support/StoreArrays.h"
-#include "tests/support/StoreCollections.h"
-#include "tests/support/StoreFaultVfs.h"
+#include "tests/support/store/StoreArrays.h"
+#include "tests/support/store/StoreCollections.h"
+#include "tests/support/store/StoreFaultVfs.h"
 
 namespace {
 

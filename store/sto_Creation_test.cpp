@@ -1,9 +1,9 @@
 #include <filesystem>
 #include <set>
 
-#include "tests/support/StoreChild.h"
-#include "tests/support/StoreFaultVfs.h"
-#include "tests/support/StoreTest.h"
+#include "tests/support/store/StoreChild.h"
+#include "tests/support/store/StoreFaultVfs.h"
+#include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #include <stdexcept>
 
-#include "persist/cls_ReadListPrim.h"
-#include "store/sto_Format.h"
-#include "tests/support/StoreTest.h"
+#include "persist/backend/cls_ReadListPrim.h"
+#include "store/format/sto_Format.h"
+#include "tests/support/store/StoreTest.h"
 
 namespace {
 

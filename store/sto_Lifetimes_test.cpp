@@ -1,6 +1,6 @@
 #include <thread>
 
-#include "tests/support/StoreTest.h"
+#include "tests/support/store/StoreTest.h"
 
 // Stores, registrars, transactions and threads that do not live as they should.
 

@@ -1,6 +1,6 @@
 #include "store/sto_LoadScope.h"
 
-#include "store/sto_Session.h"
+#include "store/session/sto_Session.h"
 #include "store/sto_Store.h"
 
 sto_LoadScope::sto_LoadScope(sto_Store& store) : m_Loaded(store.Session().SharedLoaded()) {

@@ -1,7 +1,7 @@
 #include "store/sto_LoadScope.h"
 
 #include "store/sto_Proxy.h"
-#include "tests/support/StoreTest.h"
+#include "tests/support/store/StoreTest.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <csignal>
 #include <limits>
 
-#include "tests/support/StoreFaultVfs.h"
-#include "tests/support/StoreStream.h"
+#include "tests/support/store/StoreFaultVfs.h"
+#include "tests/support/store/StoreStream.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "persist/cls_AgentProxy.h"
-#include "persist/cls_ReadVisitor.h"
+#include "persist/backend/cls_AgentProxy.h"
+#include "persist/visitors/cls_ReadVisitor.h"
 #include "store/sto_Store.h"
 
 // Copies of stored objects: an object is carried from one store to another, or copied within one, without

@@ -2,8 +2,8 @@
 
 #include <numeric>
 
-#include "persist/cls_AgentBlob.h"
-#include "tests/support/StoreCollections.h"
+#include "persist/backend/cls_AgentBlob.h"
+#include "tests/support/store/StoreCollections.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <typeinfo>
 
-#include "store/sto_MementoRead.h"
+#include "store/objects/sto_MementoRead.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_ReadsByValue.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_ReadsByValue.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
 
 // Objects on the way in that are reached through pointers. A reading constructor takes

@@ -4,11 +4,11 @@
 
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "store/sto_CheckClasses.h"
-#include "store/sto_Collector.h"
-#include "store/sto_MementoRead.h"
-#include "store/sto_MementoWrite.h"
-#include "store/sto_OwnTransaction.h"
-#include "store/sto_Session.h"
+#include "store/graph/sto_Collector.h"
+#include "store/objects/sto_MementoRead.h"
+#include "store/objects/sto_MementoWrite.h"
+#include "store/session/sto_OwnTransaction.h"
+#include "store/session/sto_Session.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "metadata/cls_ClassRegistrar.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
-#include "store/sto_Exception.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
+#include "store/base/sto_Exception.h"
 #include "store/sto_LoadScope.h"
 #include "store/sto_Options.h"
 #include "store/sto_Shared.h"

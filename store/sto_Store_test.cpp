@@ -2,8 +2,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/support/StoreFaultVfs.h"
-#include "tests/support/StoreTest.h"
+#include "tests/support/store/StoreFaultVfs.h"
+#include "tests/support/store/StoreTest.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <optional>
 #include <stdexcept>
 
-#include "persist/cls_WriteListPrim.h"
-#include "tests/support/StoreTest.h"
+#include "persist/backend/cls_WriteListPrim.h"
+#include "tests/support/store/StoreTest.h"
 
 namespace {
 

@@ -3,11 +3,11 @@
 #include <memory>
 
 #include "metadata/cls_CollectionType.h"
-#include "persist/cls_AgentRequest.h"
-#include "persist/cls_MementoRead.h"
-#include "persist/cls_MementoWrite.h"
-#include "persist/cls_ReadObjects.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_AgentRequest.h"
+#include "persist/backend/cls_MementoRead.h"
+#include "persist/backend/cls_MementoWrite.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteObjects.h"
 #include "wrappers/cls_xpWriter.h"
 
 template <class K, class V>

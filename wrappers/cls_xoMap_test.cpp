@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/RecordingBackEnd.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tests/support/AllocationProbe.h"
-#include "tests/support/RecordingBackEnd.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 
 // How the tables are written and read, and what they are as values.
 

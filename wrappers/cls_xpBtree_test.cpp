@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/RecordingBackEnd.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 
 // What the tree does beyond what it has in common with the maps (cls_xpKeyed_test.cpp).
 

@@ -3,7 +3,7 @@
 #include <type_traits>
 
 #include "tests/support/AllocationProbe.h"
-#include "tests/support/WrapperCases.h"
+#include "tests/support/wrappers/WrapperCases.h"
 
 // Wrappers as values: what keeps the identity, what changes it, and that elements are shared and not copied.
 // A wrapper that is the only holder of its identity may get the same record again with a new identity, so the

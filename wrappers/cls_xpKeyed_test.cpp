@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "tests/support/KeyedWrapperCases.h"
+#include "tests/support/wrappers/KeyedWrapperCases.h"
 
 // What the maps and the tree have in common: how they are written and read, and what they are as values.
 

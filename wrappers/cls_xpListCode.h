@@ -3,12 +3,12 @@
 #include <memory>
 
 #include "metadata/cls_CollectionType.h"
-#include "persist/cls_MementoRead.h"
-#include "persist/cls_MementoWrite.h"
-#include "persist/cls_ReadListPrim.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteListPrim.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/backend/cls_MementoRead.h"
+#include "persist/backend/cls_MementoWrite.h"
+#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/backend/cls_WriteListPrim.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "wrappers/cls_xpWriter.h"
 
 /// The collection type of a list of `T`.

@@ -3,12 +3,12 @@
 #include <memory>
 
 #include "metadata/cls_CollectionType.h"
-#include "persist/cls_MementoRead.h"
-#include "persist/cls_MementoWrite.h"
-#include "persist/cls_ReadMapPrim.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteMapPrim.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/backend/cls_MementoRead.h"
+#include "persist/backend/cls_MementoWrite.h"
+#include "persist/backend/cls_ReadMapPrim.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/backend/cls_WriteMapPrim.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "wrappers/cls_xpWriter.h"
 
 /// The collection type of a map from cow_String to `T`.

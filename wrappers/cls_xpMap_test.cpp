@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/RecordingBackEnd.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 
 // What the maps do beyond what they have in common with the tree (cls_xpKeyed_test.cpp).
 

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "tests/support/AllocationProbe.h"
-#include "tests/support/WrapperCases.h"
+#include "tests/support/wrappers/WrapperCases.h"
 
 // How each wrapper reads its elements.
 

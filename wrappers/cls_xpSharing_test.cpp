@@ -5,7 +5,7 @@
 
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/HeapCount.h"
-#include "tests/support/MementoSlots.h"
+#include "tests/support/backend/MementoSlots.h"
 #include "wrappers/cls_xoMap.h"
 #include "wrappers/cls_xp1DArray.h"
 #include "wrappers/cls_xp1DArrayList.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/cow/cow_String.h"
 #include "platform/kvl_Export.h"
 

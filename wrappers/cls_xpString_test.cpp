@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/support/ForwardingMemento.h"
-#include "tests/support/RecordingBackEnd.h"
+#include "tests/support/backend/ForwardingMemento.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 #include "wrappers/cls_xpTrString.h"
 
 // Both string wrappers: what is true of one is true of the other, under its own field name and type.

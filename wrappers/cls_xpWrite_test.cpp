@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tests/support/WrapperCases.h"
+#include "tests/support/wrappers/WrapperCases.h"
 
 // How each wrapper writes its elements.
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "examples/evolution/evo_Part.h"
-#include "persist/cls_OwnUid.h"
+#include "persist/identity/cls_OwnUid.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
 #include <memory>

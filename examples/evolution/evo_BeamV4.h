@@ -2,7 +2,7 @@
 
 #include "examples/evolution/evo_Member.h"
 #include "examples/evolution/evo_OldBeams.h"
-#include "persist/cls_OwnUid.h"
+#include "persist/identity/cls_OwnUid.h"
 
 #include <memory>
 

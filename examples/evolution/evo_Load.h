@@ -1,9 +1,9 @@
 #pragma once
 
 #include "metadata/cls_ClassRegistrar.h"
-#include "persist/cls_OwnUid.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/identity/cls_OwnUid.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 
 // A load that is the same all along a beam: what program version 5 has split off from class Beam. It is an
 // object of its own class, with an identity and a version of its own, in a field of the beam.

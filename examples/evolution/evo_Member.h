@@ -1,7 +1,7 @@
 #pragma once
 
 #include "examples/evolution/evo_Part.h"
-#include "persist/cls_OwnUid.h"
+#include "persist/identity/cls_OwnUid.h"
 
 // A part that carries load, made of some material: the base class that program version 4 puts between Part
 // and Beam, because its columns and braces have a material as well. The density of a beam is here from then

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "metadata/cls_ClassRegistrar.h"
-#include "persist/cls_OwnUid.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/identity/cls_OwnUid.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 
 // What everything in a structure is: a named object with an identity. The base-class part of a beam.
 // Its version is its own: it stays 1 in all three programs, whatever becomes of the beam.

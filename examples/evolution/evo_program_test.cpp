@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "tests/support/ProgramRun.h"
-#include "tests/support/StoreFile.h"
+#include "tests/support/store/StoreFile.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "errors/nex_Exception.h"
 #include "examples/failures/fail_Solver.h"
 #include "metadata/cls_ClassRegistrar.h"
-#include "persist/cls_OwnUid.h"
+#include "persist/identity/cls_OwnUid.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
 #include <memory>

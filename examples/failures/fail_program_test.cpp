@@ -14,7 +14,7 @@
 #include <string>
 
 #include "tests/support/ProgramRun.h"
-#include "tests/support/StoreFile.h"
+#include "tests/support/store/StoreFile.h"
 
 namespace {
 

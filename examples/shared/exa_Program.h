@@ -1,7 +1,7 @@
 #pragma once
 
 #include "errors/nex_Exception.h"
-#include "store/sto_Exception.h"
+#include "store/base/sto_Exception.h"
 
 #include <cerrno>
 #include <cstdio>

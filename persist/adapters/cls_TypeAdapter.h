@@ -1,7 +1,7 @@
 #pragma once
 
 #include "persist/adapters/cls_AbsTypeAdapter.h"
-#include "persist/cls_ReadsByValue.h"
+#include "persist/visitors/cls_ReadsByValue.h"
 
 /// Class metadata of a concrete persisted class `T`: writes, deletes and builds objects of it.
 /// `T` has a constructor from `cls_ReadVisitor const&`, besides what cls_AbsTypeAdapter asks.

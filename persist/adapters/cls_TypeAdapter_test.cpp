@@ -9,9 +9,9 @@
 #include <type_traits>
 
 #include "metadata/cls_ClassRegistrar.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
-#include "tests/support/RecordingBackEnd.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
+#include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "store/sqlite/sto_SqliteConnection.h"
-#include "store/sto_Exception.h"
+#include "store/base/sto_Exception.h"
 
 namespace {
 

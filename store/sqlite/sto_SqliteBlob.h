@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "store/sto_Codec.h"
+#include "store/format/sto_Codec.h"
 
 struct sqlite3_blob;
 class sto_SqliteConnection;

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "store/sto_Exception.h"
-#include "store/sto_Format.h"
+#include "store/base/sto_Exception.h"
+#include "store/format/sto_Format.h"
 
 namespace {
 

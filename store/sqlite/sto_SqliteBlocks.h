@@ -9,7 +9,7 @@
 
 #include "store/sqlite/sto_SqliteBlob.h"
 #include "store/sqlite/sto_SqliteConnection.h"
-#include "store/sto_Driver.h"
+#include "store/driver/sto_Driver.h"
 
 /// The blocks of a store in SQLite.
 ///

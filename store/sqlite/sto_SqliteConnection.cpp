@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "store/sqlite/sto_SqliteErrors.h"
-#include "store/sto_Exception.h"
-#include "store/sto_Format.h"
+#include "store/base/sto_Exception.h"
+#include "store/format/sto_Format.h"
 
 namespace {
 
@@ -170,7 +170,7 @@ std::int64_t sto_SqliteConnection::MaxRows() {
   return m_RowsAtStart + (changes - m_ChangesAtStart);
 }
 
-void sto_SqliteConnection::Raise(int code, bool isReading, sto_Place place) const {
+void sto_SqliteConnection::Raise(int code, bool isReading, sto_SourceLine line) const {
   if (IsWantOfMemory(code)) throw std::bad_alloc();
   int const primary = code & 0xFF;
   bool const isWriting = m_Handle != nullptr && sqlite3_txn_state(m_Handle, "main") == SQLITE_TXN_WRITE;
@@ -180,14 +180,14 @@ void sto_SqliteConnection::Raise(int code, bool isReading, sto_Place place) cons
     error = sto_SqliteErrorOf(SQLITE_CORRUPT); // nobody wrote it with this module
   std::string const file = m_Path + ": ";
   std::string const advice = std::string(" ") + error.m_Advice;
-  if (primary == SQLITE_NOTADB) sto_RaiseNoStore(m_Path, place);
+  if (primary == SQLITE_NOTADB) sto_RaiseNoStore(m_Path, line);
   if (primary == SQLITE_INTERRUPT)
     sto_Raise(error.m_Kind,
               file + "The store is damaged: reading it takes more steps than a store of its size can need." +
                   advice,
-              place);
+              line);
   std::string const text = m_Handle == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(m_Handle);
-  sto_Raise(error.m_Kind, file + "SQLite: " + text + " (code " + std::to_string(code) + ")." + advice, place);
+  sto_Raise(error.m_Kind, file + "SQLite: " + text + " (code " + std::to_string(code) + ")." + advice, line);
 }
 
 sto_SqliteStatement::sto_SqliteStatement(sto_SqliteConnection& connection, char const* sql)

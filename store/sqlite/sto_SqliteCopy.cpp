@@ -15,7 +15,7 @@
 #include "store/sqlite/sto_FileSystem.h"
 #include "store/sqlite/sto_SqliteFile.h"
 #include "store/sqlite/sto_SqliteOpening.h"
-#include "store/sto_Exception.h"
+#include "store/base/sto_Exception.h"
 
 namespace {
 

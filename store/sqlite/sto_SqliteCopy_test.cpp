@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <iterator>
 
-#include "tests/support/StoreFile.h"
+#include "tests/support/store/StoreFile.h"
 
 namespace {
 

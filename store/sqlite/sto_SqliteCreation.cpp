@@ -11,8 +11,8 @@
 #include "store/sqlite/sto_SqliteOpening.h"
 #include "store/sqlite/sto_SqliteSchema.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
-#include "store/sto_Exception.h"
-#include "store/sto_Format.h"
+#include "store/base/sto_Exception.h"
+#include "store/format/sto_Format.h"
 
 // Creating is exclusive. Whoever has SQLite's exclusive lock on the file decides what the file is, makes the
 // tables in that one transaction, or removes the file when there is nothing of value in it. Whoever gets the

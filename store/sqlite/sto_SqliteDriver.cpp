@@ -7,8 +7,8 @@
 
 #include "store/sqlite/sto_SqliteCopy.h"
 #include "store/sqlite/sto_SqliteSchema.h"
-#include "store/sto_Exception.h"
-#include "store/sto_Format.h"
+#include "store/base/sto_Exception.h"
+#include "store/format/sto_Format.h"
 
 sto_SqliteDriver::LogFolder::~LogFolder() {
   if (!m_Path.empty()) sto_FoldSqliteLog(m_Path);

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "store/sto_Exception.h"
+#include "store/base/sto_Exception.h"
 
 namespace {
 
@@ -86,12 +86,12 @@ sto_SqliteError sto_SqliteFull() noexcept {
   return sto_SqliteErrorOf(SQLITE_FULL);
 }
 
-void sto_RaiseNoStore(std::string const& path, sto_Place place) {
+void sto_RaiseNoStore(std::string const& path, sto_SourceLine line) {
   auto const [kind, advice] = sto_SqliteErrorOf(SQLITE_NOTADB);
-  sto_Raise(kind, path + ": This is not a store. " + advice, place);
+  sto_Raise(kind, path + ": This is not a store. " + advice, line);
 }
 
-void sto_RaiseNotWritable(std::string const& path, sto_Place place) {
+void sto_RaiseNotWritable(std::string const& path, sto_SourceLine line) {
   auto const [kind, advice] = sto_SqliteErrorOf(SQLITE_READONLY);
-  sto_Raise(kind, path + ": " + advice, place);
+  sto_Raise(kind, path + ": " + advice, line);
 }

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "store/sto_ErrorKind.h"
-#include "store/sto_Place.h"
+#include "store/base/sto_ErrorKind.h"
+#include "store/base/sto_SourceLine.h"
 
 /// What a result code of SQLite is to the user of a store.
 struct sto_SqliteError {
@@ -19,5 +19,5 @@ struct sto_SqliteError {
 [[nodiscard]] sto_SqliteError sto_SqliteFull() noexcept;
 
 /// Raise, with the same advice, what is seen without asking SQLite to do anything.
-[[noreturn]] void sto_RaiseNoStore(std::string const& path, sto_Place place = sto_Place::Current());
-[[noreturn]] void sto_RaiseNotWritable(std::string const& path, sto_Place place = sto_Place::Current());
+[[noreturn]] void sto_RaiseNoStore(std::string const& path, sto_SourceLine line = sto_SourceLine::Current());
+[[noreturn]] void sto_RaiseNotWritable(std::string const& path, sto_SourceLine line = sto_SourceLine::Current());

@@ -7,7 +7,7 @@
 
 #include "store/sqlite/sto_SqliteConnection.h"
 #include "store/sqlite/sto_SqliteDriver.h"
-#include "tests/support/StoreFile.h"
+#include "tests/support/store/StoreFile.h"
 
 namespace {
 

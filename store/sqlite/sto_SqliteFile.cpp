@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "store/sto_Exception.h"
+#include "store/base/sto_Exception.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <limits>
 #include <string>
 
-#include "store/sto_Exception.h"
-#include "store/sto_Format.h"
+#include "store/base/sto_Exception.h"
+#include "store/format/sto_Format.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "store/sqlite/sto_SqliteConnection.h"
-#include "store/sto_Codec.h"
+#include "store/format/sto_Codec.h"
 
 /// The objects of a store in SQLite.
 ///

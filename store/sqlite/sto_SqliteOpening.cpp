@@ -5,7 +5,7 @@
 #include "store/sqlite/sto_FileSystem.h"
 #include "store/sqlite/sto_SqliteErrors.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
-#include "store/sto_Exception.h"
+#include "store/base/sto_Exception.h"
 
 namespace {
 

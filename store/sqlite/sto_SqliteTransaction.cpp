@@ -2,7 +2,7 @@
 
 #include <sqlite3.h>
 
-#include "store/sto_Exception.h"
+#include "store/base/sto_Exception.h"
 
 sto_SqliteTransaction::Statements::Statements(sto_SqliteConnection& connection)
     : m_BeginReading(connection, "BEGIN"), m_BeginWriting(connection, "BEGIN IMMEDIATE"),

@@ -4,7 +4,7 @@
 
 #include "errors/nex_TextException.h"
 #include "module/nex_initialize.h"
-#include "persist/cls_Uid.h"
+#include "persist/identity/cls_Uid.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "persist/cls_AgentListPrim.h"
-#include "persist/cls_ReadListPrim.h"
-#include "persist/cls_WriteListPrim.h"
+#include "persist/backend/cls_AgentListPrim.h"
+#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_WriteListPrim.h"
 #include "tests/contract/ContractTest.h"
 
 // Agents of lists of primitives.

@@ -1,8 +1,8 @@
 #include <array>
 
-#include "persist/cls_AgentBlob.h"
-#include "persist/cls_BlobReader.h"
-#include "persist/cls_BlobWriter.h"
+#include "persist/backend/cls_AgentBlob.h"
+#include "persist/visitors/cls_BlobReader.h"
+#include "persist/visitors/cls_BlobWriter.h"
 #include "tests/contract/ContractTest.h"
 
 // Blobs: runs of bytes behind an agent.

@@ -1,7 +1,7 @@
-#include "persist/cls_AgentProxy.h"
-#include "persist/cls_WriteListPrim.h"
-#include "persist/cls_WriteMapPrim.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_AgentProxy.h"
+#include "persist/backend/cls_WriteListPrim.h"
+#include "persist/backend/cls_WriteMapPrim.h"
+#include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
 // Whole branches that proxies carry, and the check of declared collections.

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "metadata/cls_CollectionType.h"
-#include "tests/support/StoreClasses.h"
+#include "tests/support/store/StoreClasses.h"
 
 // The classes of the contract tests: Scripted with attributes of every kind, Node for graphs, and three
 // levels of inheritance. And values, one for each number, of every type that a store keeps.

@@ -9,11 +9,11 @@
 #include <string_view>
 #include <vector>
 
-#include "persist/cls_PC.h"
+#include "persist/backend/cls_PC.h"
 #include "store/sto_Store.h"
 #include "tests/contract/ContractClasses.h"
 #include "tests/contract/Coverage.h"
-#include "tests/support/StoreFile.h"
+#include "tests/support/store/StoreFile.h"
 
 /// One kind of store that the suite runs on.
 struct ContractSetting {

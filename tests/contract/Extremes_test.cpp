@@ -2,14 +2,14 @@
 #include <array>
 #include <map>
 
-#include "persist/cls_AgentListPrim.h"
-#include "persist/cls_AgentMapKey2Obj.h"
-#include "persist/cls_ReadListPrim.h"
-#include "persist/cls_ReadMapPrim.h"
-#include "persist/cls_ReadObjects.h"
-#include "persist/cls_WriteListPrim.h"
-#include "persist/cls_WriteMapPrim.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_AgentListPrim.h"
+#include "persist/backend/cls_AgentMapKey2Obj.h"
+#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_ReadMapPrim.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteListPrim.h"
+#include "persist/backend/cls_WriteMapPrim.h"
+#include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractExtremes.h"
 #include "tests/contract/ContractTest.h"
 

@@ -1,7 +1,7 @@
 #include <array>
 
-#include "persist/cls_ReadListPrim.h"
-#include "persist/cls_WriteListPrim.h"
+#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_WriteListPrim.h"
 #include "tests/contract/ContractTest.h"
 
 // Lists of primitives, through builders and cursors.

@@ -2,10 +2,10 @@
 #include <limits>
 #include <map>
 
-#include "persist/cls_ReadMapPrim.h"
-#include "persist/cls_ReadObjects.h"
-#include "persist/cls_WriteMapPrim.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_ReadMapPrim.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteMapPrim.h"
+#include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
 // Maps from int and from text to primitives, and int tables.

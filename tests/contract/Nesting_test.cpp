@@ -1,8 +1,8 @@
 #include <array>
 #include <utility>
 
-#include "persist/cls_ReadObjects.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
 // Objects that hold objects: as deep as a store takes them, and one step deeper.

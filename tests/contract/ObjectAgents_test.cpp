@@ -1,9 +1,9 @@
 #include <map>
 
-#include "persist/cls_AgentListObj.h"
-#include "persist/cls_AgentMapKey2Obj.h"
-#include "persist/cls_AgentRequest.h"
-#include "persist/cls_ReadObjects.h"
+#include "persist/backend/cls_AgentListObj.h"
+#include "persist/backend/cls_AgentMapKey2Obj.h"
+#include "persist/backend/cls_AgentRequest.h"
+#include "persist/backend/cls_ReadObjects.h"
 #include "tests/contract/ContractTest.h"
 
 // Agents of lists and maps of objects.

@@ -1,9 +1,9 @@
 #include <array>
 #include <limits>
 
-#include "persist/cls_AgentRequest.h"
-#include "persist/cls_ReadObjects.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_AgentRequest.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
 // Lists and maps of objects, through builders and cursors.

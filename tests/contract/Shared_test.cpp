@@ -1,8 +1,8 @@
 #include <set>
 
-#include "persist/cls_AgentRequest.h"
-#include "persist/cls_ReadObjects.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_AgentRequest.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
 // Objects that are reached several times, cycles, and the brackets of shared pointers.

@@ -4,7 +4,7 @@
 
 #include "module/nex_initialize.h"
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/cls_OwnUid.h"
+#include "persist/identity/cls_OwnUid.h"
 #include "store/sto_Store.h"
 
 #include <blocks/docs/copies-and-identity/a-copy-that-is-to-be-another-object-1>

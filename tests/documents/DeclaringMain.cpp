@@ -9,7 +9,7 @@
 #include "collections/cls_ArrayPrim.h"
 #include "collections/cls_SimpleArrayPrim.h"
 #include "module/nex_initialize.h"
-#include "persist/cls_OwnUid.h"
+#include "persist/identity/cls_OwnUid.h"
 #include "store/sto_ReadCow.h"
 #include "store/sto_Store.h"
 #include "wrappers/cls_xoMap.h"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/ProgramRun.h"
-#include "tests/support/StoreFile.h"
+#include "tests/support/store/StoreFile.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "persist/cls_AgentRequest.h"
+#include "persist/backend/cls_AgentRequest.h"
 
 namespace {
 

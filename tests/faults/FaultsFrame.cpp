@@ -13,7 +13,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "store/sto_Exception.h"
+#include "store/base/sto_Exception.h"
 
 namespace fs = std::filesystem;
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "store/sto_ErrorKind.h"
+#include "store/base/sto_ErrorKind.h"
 
 // What the programs of the fault campaign have in common.
 

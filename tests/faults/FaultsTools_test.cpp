@@ -5,7 +5,7 @@
 
 #include "tests/faults/ModelScript.h"
 #include "tests/faults/ModelShrink.h"
-#include "tests/support/StorePowerVfs.h"
+#include "tests/support/store/StorePowerVfs.h"
 
 namespace {
 

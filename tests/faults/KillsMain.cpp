@@ -8,7 +8,7 @@
 
 #include "tests/faults/FaultsFrame.h"
 #include "tests/faults/FaultsLoop.h"
-#include "tests/support/StorePowerVfs.h"
+#include "tests/support/store/StorePowerVfs.h"
 
 // Processes that are killed while they commit, at an operation on files or at any moment.
 //

@@ -8,7 +8,7 @@
 
 #include "tests/faults/FaultsFrame.h"
 #include "tests/faults/MemoryWorld.h"
-#include "tests/support/StoreAllocFault.h"
+#include "tests/support/store/StoreAllocFault.h"
 
 // Allocations that fail, in every operation of a session: the n-th for all n until the operation needs no
 // more, once, three times in a row, and for good.

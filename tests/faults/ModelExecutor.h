@@ -7,7 +7,7 @@
 #include "tests/faults/FaultsFrame.h"
 #include "tests/faults/ModelScript.h"
 #include "tests/faults/ModelState.h"
-#include "tests/support/StorePowerVfs.h"
+#include "tests/support/store/StorePowerVfs.h"
 
 /// The store, or an object in memory, is not what the model says.
 class ModelFailure : public std::runtime_error {

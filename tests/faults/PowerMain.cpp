@@ -7,7 +7,7 @@
 
 #include "tests/faults/FaultsFrame.h"
 #include "tests/faults/FaultsLoop.h"
-#include "tests/support/StorePowerVfs.h"
+#include "tests/support/store/StorePowerVfs.h"
 
 // Losses of power at any operation of a loop of commits.
 //

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "persist/cls_AgentBlob.h"
-#include "persist/cls_AgentListObj.h"
-#include "persist/cls_AgentListPrim.h"
-#include "persist/cls_AgentMapKey2Obj.h"
-#include "persist/cls_AgentProxy.h"
-#include "persist/cls_AgentRequest.h"
-#include "persist/cls_FieldHandle.h"
-#include "persist/cls_HistoryEntry.h"
+#include "persist/backend/cls_AgentBlob.h"
+#include "persist/backend/cls_AgentListObj.h"
+#include "persist/backend/cls_AgentListPrim.h"
+#include "persist/backend/cls_AgentMapKey2Obj.h"
+#include "persist/backend/cls_AgentProxy.h"
+#include "persist/backend/cls_AgentRequest.h"
+#include "persist/visitors/cls_FieldHandle.h"
+#include "persist/identity/cls_HistoryEntry.h"
 #include "tests/slots/SlotList.h"
 
 namespace {

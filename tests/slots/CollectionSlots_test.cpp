@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "persist/cls_ReadListPrim.h"
-#include "persist/cls_ReadMapPrim.h"
-#include "persist/cls_ReadObjects.h"
-#include "persist/cls_WriteListPrim.h"
-#include "persist/cls_WriteMapPrim.h"
-#include "persist/cls_WriteObjects.h"
+#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_ReadMapPrim.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteListPrim.h"
+#include "persist/backend/cls_WriteMapPrim.h"
+#include "persist/backend/cls_WriteObjects.h"
 #include "tests/slots/SlotList.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "persist/cls_MementoRead.h"
-#include "persist/cls_MementoWrite.h"
+#include "persist/backend/cls_MementoRead.h"
+#include "persist/backend/cls_MementoWrite.h"
 #include "tests/slots/SlotList.h"
 
 // Back ends are compiled on their own: a slot that moves makes them answer the wrong call.

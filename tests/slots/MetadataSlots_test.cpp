@@ -4,8 +4,8 @@
 #include <type_traits>
 
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/cls_ReadVisitor.h"
-#include "persist/cls_WriteVisitor.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "tests/slots/SlotList.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "persist/cls_HistoryEntry.h"
-#include "persist/cls_Uid.h"
+#include "persist/identity/cls_HistoryEntry.h"
+#include "persist/identity/cls_Uid.h"
 
 /// History entry that keeps the rule for derived entries (its destructor unlinks it) and tells its end.
 class TracedHistory : public cls_HistoryEntry {

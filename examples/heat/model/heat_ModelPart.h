@@ -1,0 +1,38 @@
+#pragma once
+
+#include "metadata/cls_ClassRegistrar.h"
+#include "persist/identity/cls_OwnUid.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
+
+#include <utility>
+
+// What everything in a stored analysis is: a named object with an identity. The base-class part of all
+// others. Version 1 also had the next part of a chain; see heat_OldChain.
+class heat_ModelPart {
+ public:
+  static constexpr unsigned int TypeId() { return 0x640001; }
+
+  explicit heat_ModelPart(cow_String name) : m_Name(std::move(name)) {}
+  explicit heat_ModelPart(cls_ReadVisitor const& visitor);
+  virtual ~heat_ModelPart() = default;
+  heat_ModelPart(heat_ModelPart const&) = delete;
+  heat_ModelPart& operator=(heat_ModelPart const&) = delete;
+
+  virtual void DBWrite(cls_WriteVisitor const& visitor) const;
+
+  cow_String const& Name() const { return m_Name; }
+
+  // Declares the class's metadata; so does the operation of each derived class.
+  static void Declare(cls_ClassRegistrar& registrar);
+
+ private:
+  cow_String m_Name;
+  cls_OwnUid m_Uid;
+};
+
+// Writes an object that a field of the visitor's object holds; nothing for a null pointer.
+template <class T>
+void heat_WriteField(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const* object) {
+  if (object != nullptr) object->DBWrite(cls_WriteVisitor(visitor, field, nullptr, object));
+}

@@ -1,0 +1,82 @@
+#include "examples/heat/program/heat_CommandTools.h"
+
+#include "examples/heat/program/heat_Commands.h"
+#include "examples/heat/plot/heat_OutputFile.h"
+#include "metadata/cls_MetadataRegistrar.h"
+
+#include <cstdio>
+#include <filesystem>
+
+namespace {
+
+void CheckOutput(std::string const& path) {
+  try {
+    static_cast<void>(heat_OutputTarget(path));
+  } catch (heat_OutputError const& error) {
+    throw heat_CallError(error.what());
+  }
+}
+
+} // namespace
+
+cls_ClassRegistrar const& heat_Classes() {
+  return omi_Singleton<cls_MetadataRegistrar>::Instance().Registrar1();
+}
+
+heat_NewStore::heat_NewStore(std::string const& path)
+    : m_Path(heat_OutputTarget(path)), m_Store(sto_Store::Open(m_Path, sto_Mode::Create, heat_Classes())) {}
+
+heat_NewStore::~heat_NewStore() {
+  std::error_code ignored;
+  if (!m_IsKept) std::filesystem::remove(m_Path, ignored);
+}
+
+sto_Store heat_OpenToRead(std::string const& path) {
+  try {
+    return sto_Store::Open(path, sto_Mode::ReadOnly, heat_Classes());
+  } catch (sto_Exception const& failure) {
+    if (failure.Kind() != sto_ErrorKind::ReadOnly) throw;
+  }
+  // Only a session that may write can undo what a killed one left half done.
+  { sto_Store const repaired = sto_Store::Open(path, sto_Mode::ReadWrite, heat_Classes()); }
+  return sto_Store::Open(path, sto_Mode::ReadOnly, heat_Classes());
+}
+
+std::string heat_FileName(std::string const& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+void heat_CheckPaths(std::string const& meshPath, std::string const& storePath) {
+  if (!std::filesystem::exists(meshPath)) throw heat_CallError(meshPath + ": there is no such file");
+  // Refused before the work is done; opening the new store looks again.
+  if (std::filesystem::is_regular_file(storePath))
+    throw heat_CallError(storePath + ": the file exists already");
+  CheckOutput(storePath);
+}
+
+void heat_CheckPlotPath(std::string const& plotPath, std::string const& storePath) {
+  if (plotPath.empty()) return;
+  CheckOutput(plotPath);
+  std::error_code code;
+  if (std::filesystem::equivalent(plotPath, storePath, code))
+    throw heat_CallError(plotPath + ": the plot would overwrite the store");
+}
+
+void heat_PrintLeftOut(std::string const& meshPath, heat_LeftOut const& leftOut) {
+  if (leftOut.IsNothing()) return;
+  std::printf("%s: left out: %s\n", heat_FileName(meshPath).c_str(), leftOut.Text().c_str());
+}
+
+void heat_PrintRow(char const* label, std::string const& value) {
+  std::printf("  %-22s %s\n", label, value.c_str());
+}
+
+std::string heat_Text(char const* format, double value) {
+  char text[64];
+  std::snprintf(text, sizeof text, format, value);
+  return text;
+}
+
+std::string heat_Milliseconds(double seconds) {
+  return heat_Text("%.1f ms", 1000 * seconds);
+}

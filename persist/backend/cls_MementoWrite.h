@@ -1,0 +1,145 @@
+#pragma once
+
+#include "persist/backend/cls_AgentForward.h"
+#include "persist/visitors/cls_FieldHandle.h"
+#include "persist/identity/cls_Uid.h"
+#include "platform/cow/cow_COW.h"
+#include "platform/kvl_Export.h"
+
+/// What a storage back end implements to write one object: a database, a file format, a copier.
+///
+/// A memento stands for one object (or one base-class part of it) that is being written. Persisted classes
+/// reach it through cls_WriteVisitor. Everything that a memento returns belongs to the caller, who deletes it
+/// when its NeedsDeletion() answers true. A null child memento means: do not write that object (it is written
+/// already, or not wanted), and callers skip it; for the collection classes (0x230001, 0x230002) and blobs
+/// (0x230005) a back end always supplies one, because their writers do not look.
+///
+/// A tag argument only selects the element type: it points at a dummy value and its target is never read.
+/// Field handles and strings are the caller's; a back end copies what it keeps.
+///
+/// The comment before each operation is its virtual slot (slot 0 is the destructor). The order is frozen: a
+/// test compares it with the compiled table.
+///
+/// Thread rule: a memento and all it returns are used by one thread. Errors: the library raises nothing here;
+/// back ends raise exceptions of the nex_ family.
+class KVL_EXPORT cls_MementoWrite {
+ public:
+  cls_MementoWrite() = default;
+  cls_MementoWrite(cls_MementoWrite const&) = delete;
+  cls_MementoWrite& operator=(cls_MementoWrite const&) = delete;
+
+  /* 0 */ virtual ~cls_MementoWrite();
+
+  /// Whether the receiver of this memento deletes it; true unless the back end keeps it.
+  /* 1 */ virtual bool NeedsDeletion() const;
+
+  /// Nonzero when the field has been written to this object (or part) already.
+  /* 2 */ virtual int FieldIsPresent(cls_FieldHandle const& field) const = 0;
+
+  /// The memento of an object of class `classId` and identity `uid` that `field` holds; `object` is the
+  /// caller's object, null when not known. Null: do not write it.
+  /* 3 */ virtual cls_MementoWrite* MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId,
+                                                      cls_Uid const& uid, void const* object) = 0;
+
+  /// The same for an object held copy-on-write; `cow` is its holder seen as one of int, null for a blob
+  /// (class 0x230005).
+  /* 4 */ virtual cls_MementoWrite* MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
+                                                         cls_Uid const& uid,
+                                                         cow_COW<int, cow_Direct<int>> const* cow) = 0;
+
+  /// The memento of the base-class part `classId` of this object; `uid` is the part's own identity.
+  /* 5 */ virtual cls_MementoWrite* MakeBaseWriteObj(unsigned int classId, cls_Uid const& uid) = 0;
+
+  // Scalars, each under its field; a second write of a field replaces the first.
+  /* 6 */ virtual void Write(cls_FieldHandle const& field, bool const& value) = 0;
+  /* 7 */ virtual void Write(cls_FieldHandle const& field, cow_String const& value) = 0;
+  /* 8 */ virtual void Write(cls_FieldHandle const& field, float const& value) = 0;
+  /* 9 */ virtual void Write(cls_FieldHandle const& field, double const& value) = 0;
+  /* 10 */ virtual void Write(cls_FieldHandle const& field, unsigned int const& value) = 0;
+  /* 11 */ virtual void Write(cls_FieldHandle const& field, int const& value) = 0;
+  /* 12 */ virtual void Write(cls_FieldHandle const& field, signed char const& value) = 0;
+  /* 13 */ virtual void Write(cls_FieldHandle const& field, short const& value) = 0;
+  /* 14 */ virtual void Write(cls_FieldHandle const& field, unsigned short const& value) = 0;
+  /* 15 */ virtual void Write(cls_FieldHandle const& field, long long const& value) = 0;
+  /* 16 */ virtual void Write(cls_FieldHandle const& field, unsigned long long const& value) = 0;
+
+  /// An enumeration, as its underlying int.
+  /* 17 */ virtual void WriteEnum(cls_FieldHandle const& field, int const& value) = 0;
+
+  /// A reference to an object that is stored on its own: its identity only.
+  /* 18 */ virtual void WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) = 0;
+
+  /// `sizeBytes` raw bytes (0 or more) from `bytes`, small enough to stand in the object's record.
+  /* 19 */ virtual void WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) = 0;
+
+  // Builders of the collection that this object is; the caller fills them and then deletes them (if asked
+  // to).
+  /* 20 */ virtual cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() = 0;
+  /* 21 */ virtual cls_WriteMapString2Obj* MakeWriteMapString2Obj() = 0;
+
+  // Lists; `width` is the row width: 1 for one-dimensional values, the column count for tables.
+  /* 22 */ virtual cls_WriteListPrim<bool>* MakeWriteListPrim(bool const* tag, int width) = 0;
+  /* 23 */ virtual cls_WriteListPrim<cow_String>* MakeWriteListPrim(cow_String const* tag, int width) = 0;
+  /* 24 */ virtual cls_WriteListPrim<float>* MakeWriteListPrim(float const* tag, int width) = 0;
+  /* 25 */ virtual cls_WriteListPrim<double>* MakeWriteListPrim(double const* tag, int width) = 0;
+  /* 26 */ virtual cls_WriteListPrim<unsigned int>* MakeWriteListPrim(unsigned int const* tag, int width) = 0;
+  /* 27 */ virtual cls_WriteListPrim<int>* MakeWriteListPrim(int const* tag, int width) = 0;
+
+  // Int-keyed maps.
+  /* 28 */ virtual cls_WriteMapInt2Prim<cow_String>* MakeWriteMapInt2Prim(cow_String const* tag) = 0;
+  /* 29 */ virtual cls_WriteMapInt2Prim<float>* MakeWriteMapInt2Prim(float const* tag) = 0;
+  /* 30 */ virtual cls_WriteMapInt2Prim<double>* MakeWriteMapInt2Prim(double const* tag) = 0;
+  /* 31 */ virtual cls_WriteMapInt2Prim<unsigned int>* MakeWriteMapInt2Prim(unsigned int const* tag) = 0;
+  /* 32 */ virtual cls_WriteMapInt2Prim<int>* MakeWriteMapInt2Prim(int const* tag) = 0;
+
+  /* 33 */ virtual cls_WriteListObj* MakeWriteListObj() = 0;
+  /* 34 */ virtual cls_WriteIntTableInt* MakeWriteIntTableInt() = 0;
+
+  // The same builders in one step for a collection object that `field` holds under the identity `uid`.
+  /* 35 */ virtual cls_WriteListObj* MakeFieldWriteListObj(cls_FieldHandle const& field,
+                                                           cls_Uid const& uid) = 0;
+  /* 36 */ virtual cls_WriteMapInt2Obj* MakeFieldWriteMapInt2Obj(cls_FieldHandle const& field,
+                                                                 cls_Uid const& uid) = 0;
+  /* 37 */ virtual cls_WriteMapString2Obj* MakeFieldWriteMapString2Obj(cls_FieldHandle const& field,
+                                                                       cls_Uid const& uid) = 0;
+  /* 38 */ virtual cls_WriteIntTableInt* MakeFieldWriteIntTableInt(cls_FieldHandle const& field,
+                                                                   cls_Uid const& uid) = 0;
+
+  // String-keyed maps; unlike the other families, unsigned int stands first and int before float.
+  /* 39 */ virtual cls_WriteMapString2Prim<unsigned int>*
+  MakeWriteMapString2Prim(unsigned int const* tag) = 0;
+  /* 40 */ virtual cls_WriteMapString2Prim<cow_String>* MakeWriteMapString2Prim(cow_String const* tag) = 0;
+  /* 41 */ virtual cls_WriteMapString2Prim<int>* MakeWriteMapString2Prim(int const* tag) = 0;
+  /* 42 */ virtual cls_WriteMapString2Prim<float>* MakeWriteMapString2Prim(float const* tag) = 0;
+  /* 43 */ virtual cls_WriteMapString2Prim<double>* MakeWriteMapString2Prim(double const* tag) = 0;
+
+  // Agents, which keep talking to the store after the object is written.
+  /* 44 */ virtual cls_AgentListObj* MakeAgentListObj(int sizeHint) = 0;
+  /* 45 */ virtual cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int const* tag, int sizeHint) = 0;
+  /* 46 */ virtual cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag,
+                                                                        int sizeHint) = 0;
+
+  // List agents; `sizeHint` is the number of elements to expect, 1 when that is not known.
+  /* 47 */ virtual cls_AgentListPrim<bool>* MakeAgentListPrim(bool const* tag, int sizeHint) = 0;
+  /* 48 */ virtual cls_AgentListPrim<double>* MakeAgentListPrim(double const* tag, int sizeHint) = 0;
+  /* 49 */ virtual cls_AgentListPrim<float>* MakeAgentListPrim(float const* tag, int sizeHint) = 0;
+  /* 50 */ virtual cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) = 0;
+  /* 51 */ virtual cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) = 0;
+  /* 52 */ virtual cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag,
+                                                                      int sizeHint) = 0;
+
+  /// The agent of the blob that this object (class 0x230005) is. It outlives this memento.
+  /* 53 */ virtual cls_AgentBlob* MakeAgentBlob() = 0;
+
+  /// Checks that the class declares attribute `name` with a collection type that takes `type`; how a mismatch
+  /// is reported is the back end's.
+  /* 54 */ virtual void CheckCollectionType(cls_CollectionType type, cow_String const& name) = 0;
+
+  /// Copies the object that `proxy` stands for, with all it holds, into `field`. False: nothing was copied,
+  /// which is also what the library answers.
+  /* 55 */ virtual bool CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field);
+
+  // Called around the writing of an object held by a shared pointer; the library does nothing.
+  /* 56 */ virtual void StartSharedPtrOutput();
+  /* 57 */ virtual void EndSharedPtrOutput();
+};

@@ -1,3 +1,0 @@
-#include "persist/cls_HistoryEntry.h"
-
-cls_HistoryEntry::~cls_HistoryEntry() = default;

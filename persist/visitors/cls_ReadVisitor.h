@@ -1,0 +1,78 @@
+#pragma once
+
+#include "persist/backend/cls_MementoRead.h"
+#include "persist/visitors/cls_PlainScalar.h"
+#include "platform/atr/atr_String.h"
+#include "platform/kvl_Export.h"
+
+/// What a persisted class reads itself from: a thin front end over the memento of one stored object.
+///
+///     Bolt::Bolt(cls_ReadVisitor const& visitor)
+///         : Part(cls_ReadVisitor(visitor)),                  // a copy stands on the base-class part
+///           m_Length(visitor.Read(cls_FieldHandle(0, "m_Length"_cow), 0.0)),
+///           m_Thread(cls_ReadVisitor(visitor, cls_FieldHandle(1, "m_Thread"_cow))),
+///           m_Uid(visitor.GetUid()) {}
+///
+/// Take it by reference. A constructor or function that takes it by value gets a copy, which reads the
+/// base-class part, where the fields of the object are absent: every value is then its default. Type adapters
+/// and the database module do not compile for a class whose reading constructor does that; functions are not
+/// seen.
+///
+/// A visitor without memento reads nothing. The visitor owns its memento when the memento needs deletion.
+/// Cost: on the stack, no allocation of its own; each access is one virtual call.
+/// Thread rule: one thread. Errors: what the back end raises passes through.
+class KVL_EXPORT cls_ReadVisitor {
+ public:
+  /// Reads the object of `memento`, which may be null.
+  explicit cls_ReadVisitor(cls_MementoRead* memento) noexcept : m_Memento(memento) {}
+
+  /// Reads the base-class part of what `other` reads: copying moves down to the base, which is meant.
+  cls_ReadVisitor(cls_ReadVisitor const& other)
+      : m_Memento(other.m_Memento == nullptr ? nullptr : other.m_Memento->Clone()) {}
+
+  /// Reads the object that a field of the parent's object holds.
+  cls_ReadVisitor(cls_ReadVisitor const& parent, cls_FieldHandle const& field)
+      : m_Memento(parent.m_Memento == nullptr ? nullptr : parent.m_Memento->MakeFieldReadObj(field)) {}
+
+  ~cls_ReadVisitor() {
+    if (m_Memento != nullptr && m_Memento->NeedsDeletion()) delete m_Memento;
+  }
+
+  cls_ReadVisitor& operator=(cls_ReadVisitor const&) = delete;
+
+  /// The memento, null when the visitor reads nothing. For the collection and agent slots.
+  [[nodiscard]] cls_MementoRead* Memento() const noexcept { return m_Memento; }
+
+  /// Nonzero when the object has the field; 0 without memento.
+  [[nodiscard]] int FieldIsPresent(cls_FieldHandle const& field) const;
+
+  /// Nonzero when the field holds data; 0 without memento.
+  [[nodiscard]] int DataIsPresent(cls_FieldHandle const& field) const;
+
+  /// The name of the database; no text without memento.
+  [[nodiscard]] cow_String DbId() const;
+
+  /// The identity of the stored object; a new one at each call without memento.
+  [[nodiscard]] cls_Uid const GetUid() const; // const by value: part of the exported interface
+
+  /// The stored text, or the default where the field is absent (as without memento).
+  [[nodiscard]] cow_String Read(cls_FieldHandle const& field, cow_String const& defaultValue) const;
+
+  /// The same for a translatable string; the stored text is taken as it stands, never translated.
+  [[nodiscard]] atr_String Read(cls_FieldHandle const& field, atr_String const& defaultValue) const;
+
+  /// The other scalars: bool, float, double and the integers that a memento reads; also the default without
+  /// one.
+  template <cls_PlainScalar T>
+  [[nodiscard]] T Read(cls_FieldHandle const& field, T const& defaultValue) const {
+    return m_Memento == nullptr ? defaultValue : m_Memento->Read(field, defaultValue);
+  }
+
+  /// An enumeration, as int; 0 without memento. What an absent field yields is the back end's.
+  [[nodiscard]] int ReadEnum(cls_FieldHandle const& field) const {
+    return m_Memento == nullptr ? 0 : m_Memento->ReadEnum(field);
+  }
+
+ private:
+  cls_MementoRead* m_Memento;
+};

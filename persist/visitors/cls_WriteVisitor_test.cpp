@@ -1,0 +1,345 @@
+#include "persist/visitors/cls_WriteVisitor.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "tests/support/backend/RecordingBackEnd.h"
+
+namespace {
+
+constexpr unsigned int ClassId = 0x1F0001;
+constexpr unsigned int BaseClassId = 0x1F0002;
+
+class WriteVisitor : public ::testing::Test {
+ protected:
+  WriteVisitor() {
+    m_Recorder.Name(m_Uid, "U");
+    m_Recorder.Name(&m_Object, "O");
+    m_Recorder.Name(&m_Cow, "C");
+  }
+
+  Recorder m_Recorder;
+  cls_Uid m_Uid;
+  int m_Object = 0;
+  cow_COW<int, cow_Direct<int>> m_Cow;
+  cls_FieldHandle m_Field{3, "m_Part"_cow};
+};
+
+} // namespace
+
+TEST_F(WriteVisitor, OfAMementoIsStartedAtOnce) {
+  RecordingMementoWrite* const memento = m_Recorder.NewWriter();
+  cls_WriteVisitor const visitor(memento);
+  EXPECT_EQ(visitor.Memento(), memento);
+  EXPECT_EQ(m_Recorder.Lines(), Lines());
+}
+
+TEST_F(WriteVisitor, OfANullMementoIsNotStarted) {
+  cls_WriteVisitor const visitor(static_cast<cls_MementoWrite*>(nullptr));
+  EXPECT_EQ(visitor.Memento(), nullptr);
+  EXPECT_EQ(visitor.FieldIsPresent(m_Field), 0);
+}
+
+TEST_F(WriteVisitor, StartWriteOfAStartedVisitorCallsNothing) {
+  cls_WriteVisitor const visitor(m_Recorder.NewWriter());
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 1);
+  EXPECT_EQ(visitor.StartWrite(BaseClassId, cls_Uid()), 1);
+  EXPECT_EQ(m_Recorder.Lines(), Lines());
+}
+
+TEST_F(WriteVisitor, MakingDerivedVisitorsCallsNothing) {
+  RecordingListObjWriter list(m_Recorder);
+  cls_WriteRequestListObj const request(&list);
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const field(parent, m_Field, nullptr, &m_Object);
+  cls_WriteVisitor const base(parent, BaseClassId);
+  cls_WriteVisitor const element(request, &m_Object);
+  EXPECT_EQ(field.Memento(), nullptr);
+  EXPECT_EQ(base.Memento(), nullptr);
+  EXPECT_EQ(element.Memento(), nullptr);
+  EXPECT_EQ(m_Recorder.Lines(), Lines());
+}
+
+TEST_F(WriteVisitor, StartWriteOfAFieldPassesTheObject) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, m_Field, nullptr, &m_Object);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 1);
+  EXPECT_NE(visitor.Memento(), nullptr);
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({R"(write1.MakeFieldWriteObj(field 3 "m_Part", uint 0x1f0001, uid U, O) = write2)"}));
+}
+
+TEST_F(WriteVisitor, StartWriteOfAFieldWithoutObjectPassesNull) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, m_Field, nullptr, nullptr);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 1);
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({R"(write1.MakeFieldWriteObj(field 3 "m_Part", uint 0x1f0001, uid U, null) = write2)"}));
+}
+
+TEST_F(WriteVisitor, StartWriteOfACowFieldPassesTheHolderAndNotTheObject) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, m_Field, &m_Cow, &m_Object);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 1);
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({R"(write1.MakeFieldWriteObjCow(field 3 "m_Part", uint 0x1f0001, uid U, C) = write2)"}));
+}
+
+TEST_F(WriteVisitor, StartWriteOfABasePartPassesTheClassItWasMadeWith) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, BaseClassId);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 1);
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write1.MakeBaseWriteObj(uint 0x1f0002, uid U) = write2"}));
+}
+
+TEST_F(WriteVisitor, BaseClassIdOneMeansNoBasePart) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, 1U);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 1);
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({"write1.MakeFieldWriteObj(field -1 no text, uint 0x1f0001, uid U, null) = write2"}));
+}
+
+TEST_F(WriteVisitor, BaseClassIdZeroIsABasePart) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, 0U);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 1);
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write1.MakeBaseWriteObj(uint 0, uid U) = write2"}));
+}
+
+TEST_F(WriteVisitor, StartWriteOfAnElementPassesTheObjectToTheRequest) {
+  RecordingListObjWriter list(m_Recorder);
+  cls_WriteRequestListObj const request(&list);
+  cls_WriteVisitor const visitor(request, &m_Object);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 1);
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({"listObjWriter1.MakeWriteObjWithPtr(uint 0x1f0001, uid U, O) = write1"}));
+}
+
+TEST_F(WriteVisitor, KeepsTheFieldHandleItself) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  auto handle = std::make_unique<cls_FieldHandle>(5, cow_String("m_Gone"));
+  cls_WriteVisitor const visitor(parent, *handle, nullptr, nullptr);
+  handle.reset();
+  visitor.StartWrite(ClassId, m_Uid);
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({R"(write1.MakeFieldWriteObj(field 5 "m_Gone", uint 0x1f0001, uid U, null) = write2)"}));
+}
+
+TEST_F(WriteVisitor, StartWriteTwiceAsksTheBackEndOnce) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, m_Field, nullptr, &m_Object);
+  visitor.StartWrite(ClassId, m_Uid);
+  cls_MementoWrite* const memento = visitor.Memento();
+  m_Recorder.TakeLines();
+  EXPECT_EQ(visitor.StartWrite(BaseClassId, cls_Uid()), 1);
+  EXPECT_EQ(visitor.Memento(), memento);
+  EXPECT_EQ(m_Recorder.Lines(), Lines());
+}
+
+TEST_F(WriteVisitor, StartWriteAnswersZeroWhenTheBackEndDeclines) {
+  m_Recorder.DeclineObjects();
+  RecordingListObjWriter list(m_Recorder);
+  cls_WriteRequestListObj const request(&list);
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const field(parent, m_Field, nullptr, &m_Object);
+  cls_WriteVisitor const cow(parent, m_Field, &m_Cow, &m_Object);
+  cls_WriteVisitor const base(parent, BaseClassId);
+  cls_WriteVisitor const element(request, &m_Object);
+  for (cls_WriteVisitor const* visitor : {&field, &cow, &base, &element}) {
+    EXPECT_EQ(visitor->StartWrite(ClassId, m_Uid), 0);
+    EXPECT_EQ(visitor->Memento(), nullptr);
+  }
+}
+
+TEST_F(WriteVisitor, ADeclinedVisitorIsUnstartedAndAsksAgain) {
+  m_Recorder.DeclineObjects();
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, BaseClassId);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 0);
+  EXPECT_EQ(visitor.StartWrite(ClassId, m_Uid), 0);
+  EXPECT_EQ(visitor.FieldIsPresent(m_Field), 0);
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write1.MakeBaseWriteObj(uint 0x1f0002, uid U) = null",
+                                           "write1.MakeBaseWriteObj(uint 0x1f0002, uid U) = null"}));
+}
+
+TEST_F(WriteVisitor, AFailingStartLeavesTheVisitorUnstarted) {
+  m_Recorder.FailAt("MakeFieldWriteObj");
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  {
+    cls_WriteVisitor visitor(parent, m_Field, nullptr, &m_Object);
+    visitor.SetSharedPtrOutput(true);
+    EXPECT_THROW(visitor.StartWrite(ClassId, m_Uid), BackEndFailure);
+    EXPECT_EQ(visitor.Memento(), nullptr);
+    m_Recorder.TakeLines();
+  }
+  EXPECT_EQ(m_Recorder.Lines(), Lines());
+}
+
+TEST_F(WriteVisitor, DestroyingANeverStartedVisitorCallsNothing) {
+  RecordingListObjWriter list(m_Recorder);
+  cls_WriteRequestListObj const request(&list);
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  {
+    cls_WriteVisitor field(parent, m_Field, nullptr, &m_Object);
+    cls_WriteVisitor base(parent, BaseClassId);
+    cls_WriteVisitor element(request, &m_Object);
+    for (cls_WriteVisitor* visitor : {&field, &base, &element}) visitor->SetSharedPtrOutput(true);
+  }
+  EXPECT_EQ(m_Recorder.Lines(), Lines());
+}
+
+TEST_F(WriteVisitor, DeletesAMementoThatNeedsIt) {
+  { cls_WriteVisitor const visitor(m_Recorder.NewWriter()); }
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write1.NeedsDeletion() = bool true", "~write1"}));
+  EXPECT_EQ(m_Recorder.Live(), Lines());
+}
+
+TEST_F(WriteVisitor, LeavesAMementoThatTheBackEndKeeps) {
+  m_Recorder.Keep("write1");
+  { cls_WriteVisitor const visitor(m_Recorder.NewWriter()); }
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write1.NeedsDeletion() = bool false"}));
+  EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
+}
+
+TEST_F(WriteVisitor, LeavesTheMementosThatTheBackEndKeepsHoweverItWasMade) {
+  RecordingListObjWriter list(m_Recorder);
+  cls_WriteRequestListObj const request(&list);
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  m_Recorder.KeepAll();
+  {
+    cls_WriteVisitor const field(parent, m_Field, nullptr, &m_Object);
+    cls_WriteVisitor const cow(parent, m_Field, &m_Cow, nullptr);
+    cls_WriteVisitor const base(parent, BaseClassId);
+    cls_WriteVisitor const element(request, &m_Object);
+    for (cls_WriteVisitor const* visitor : {&field, &cow, &base, &element})
+      EXPECT_EQ(visitor->StartWrite(ClassId, m_Uid), 1);
+    m_Recorder.TakeLines();
+  }
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({"write5.NeedsDeletion() = bool false", "write4.NeedsDeletion() = bool false",
+                   "write3.NeedsDeletion() = bool false", "write2.NeedsDeletion() = bool false"}));
+}
+
+TEST_F(WriteVisitor, AsksForDeletionOnlyAtItsEnd) {
+  m_Recorder.Keep("write2");
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  {
+    cls_WriteVisitor const visitor(parent, BaseClassId);
+    visitor.StartWrite(ClassId, m_Uid);
+    m_Recorder.Give("write2");
+    m_Recorder.TakeLines();
+  }
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write2.NeedsDeletion() = bool true", "~write2"}));
+}
+
+TEST_F(WriteVisitor, NeverTouchesItsParentsMementoAtItsEnd) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  {
+    cls_WriteVisitor const visitor(parent, m_Field, nullptr, nullptr);
+    visitor.StartWrite(ClassId, m_Uid);
+  }
+  EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
+}
+
+TEST_F(WriteVisitor, SharedPtrBracketSpansTheVisitorFromItsStart) {
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  {
+    cls_WriteVisitor visitor(parent, BaseClassId);
+    visitor.SetSharedPtrOutput(true);
+    EXPECT_EQ(m_Recorder.Lines(), Lines());
+    visitor.StartWrite(ClassId, m_Uid);
+    visitor.StartWrite(ClassId, m_Uid);
+    visitor.Write(m_Field, 1);
+  }
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({"write1.MakeBaseWriteObj(uint 0x1f0002, uid U) = write2", "write2.StartSharedPtrOutput()",
+                   R"(write2.Write(field 3 "m_Part", int 1))", "write2.EndSharedPtrOutput()",
+                   "write2.NeedsDeletion() = bool true", "~write2"}));
+}
+
+TEST_F(WriteVisitor, SharedPtrBracketClosesForAKeptMemento) {
+  m_Recorder.KeepAll();
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  {
+    cls_WriteVisitor visitor(parent, BaseClassId);
+    visitor.SetSharedPtrOutput(true);
+    visitor.StartWrite(ClassId, m_Uid);
+    m_Recorder.TakeLines();
+  }
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({"write2.EndSharedPtrOutput()", "write2.NeedsDeletion() = bool false"}));
+}
+
+TEST_F(WriteVisitor, ADeclinedObjectHasNoSharedPtrBracket) {
+  m_Recorder.DeclineObjects();
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  {
+    cls_WriteVisitor visitor(parent, BaseClassId);
+    visitor.SetSharedPtrOutput(true);
+    visitor.StartWrite(ClassId, m_Uid);
+  }
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write1.MakeBaseWriteObj(uint 0x1f0002, uid U) = null"}));
+}
+
+// A visitor made from a memento is started without StartWrite, so nothing opens its bracket.
+TEST_F(WriteVisitor, SharedPtrOutputOfAVisitorOfAMementoOnlyCloses) {
+  {
+    cls_WriteVisitor visitor(m_Recorder.NewWriter());
+    visitor.SetSharedPtrOutput(true);
+    visitor.StartWrite(ClassId, m_Uid);
+  }
+  EXPECT_EQ(m_Recorder.TakeLines(),
+            Lines({"write1.EndSharedPtrOutput()", "write1.NeedsDeletion() = bool true", "~write1"}));
+}
+
+TEST_F(WriteVisitor, FieldIsPresentForwardsTheAnswerOfAStartedVisitor) {
+  m_Recorder.SetFieldPresent("m_Part", 7);
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  EXPECT_EQ(parent.FieldIsPresent(m_Field), 7);
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({R"(write1.FieldIsPresent(field 3 "m_Part") = int 7)"}));
+}
+
+TEST_F(WriteVisitor, FieldIsPresentOfAnUnstartedVisitorIsZeroWithoutACall) {
+  m_Recorder.SetFieldPresent("m_Part", 7);
+  cls_WriteVisitor const parent(m_Recorder.NewWriter());
+  cls_WriteVisitor const visitor(parent, m_Field, nullptr, nullptr);
+  EXPECT_EQ(visitor.FieldIsPresent(m_Field), 0);
+  EXPECT_EQ(m_Recorder.Lines(), Lines());
+}
+
+TEST_F(WriteVisitor, TranslatableTextIsWrittenAsPlainText) {
+  cls_WriteVisitor const visitor(m_Recorder.NewWriter());
+  visitor.Write(m_Field, atr_String("Node %s: 100%d"));
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({R"(write1.Write(field 3 "m_Part", string "Node %s: 100%d"))"}));
+}
+
+TEST_F(WriteVisitor, TranslatableStringWithoutTextIsWrittenAsEmptyText) {
+  cls_WriteVisitor const visitor(m_Recorder.NewWriter());
+  visitor.Write(m_Field, atr_String());
+  visitor.Write(m_Field, atr_String(""));
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({R"(write1.Write(field 3 "m_Part", string ""))",
+                                           R"(write1.Write(field 3 "m_Part", string ""))"}));
+}
+
+TEST_F(WriteVisitor, PlainStringIsWrittenAsItIs) {
+  cls_WriteVisitor const visitor(m_Recorder.NewWriter());
+  visitor.Write(m_Field, "text"_cow);
+  visitor.Write(m_Field, cow_String());
+  visitor.Write(m_Field, ""_cow);
+  EXPECT_EQ(m_Recorder.TakeLines(), Lines({R"(write1.Write(field 3 "m_Part", string "text"))",
+                                           R"(write1.Write(field 3 "m_Part", string no text))",
+                                           R"(write1.Write(field 3 "m_Part", string ""))"}));
+}
+
+TEST_F(WriteVisitor, AFailingWriteDeletesTheMementoOnce) {
+  m_Recorder.FailAt("Write");
+  EXPECT_THROW(
+      {
+        cls_WriteVisitor const visitor(m_Recorder.NewWriter());
+        visitor.Write(m_Field, 1.0);
+      },
+      BackEndFailure);
+  EXPECT_EQ(m_Recorder.Live(), Lines());
+}

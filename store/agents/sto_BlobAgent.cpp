@@ -1,0 +1,289 @@
+#include "store/agents/sto_BlobAgent.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "metadata/cls_CollectionType.h"
+#include "store/sto_Blob.h"
+#include "store/format/sto_BlockKey.h"
+#include "store/format/sto_CollectionFields.h"
+#include "store/base/sto_Exception.h"
+#include "store/objects/sto_MementoWrite.h"
+#include "store/session/sto_OwnTransaction.h"
+
+namespace {
+
+constexpr long long BlockBytes = sto_Format::BlobBlockBytes;
+
+constexpr sto_FieldKey SizeKey = sto_CollectionFields::BlobBytes;
+constexpr sto_FieldKey ChangeKey = sto_CollectionFields::Change;
+
+std::int64_t NumberOf(sto_Part const& part, sto_FieldKey const& key) {
+  for (sto_Field const& field : part.m_Fields)
+    if (field.m_Key == key && field.m_Tag == sto_Format::Int64)
+      return sto_ByteReader(field.m_Payload).Number<std::int64_t>();
+  return 0;
+}
+
+void PutNumber(sto_RecordBuilder& builder, sto_FieldKey const& key, std::int64_t value) {
+  sto_ByteWriter writer(builder.StartField(0, key));
+  writer.U8(sto_Format::Int64);
+  writer.Number(value);
+}
+
+int BlocksOf(long long blobBytes) noexcept {
+  return static_cast<int>((blobBytes + BlockBytes - 1) / BlockBytes);
+}
+
+long long BytesIn(int index, long long blobBytes) noexcept {
+  return std::clamp(blobBytes - index * BlockBytes, 0LL, BlockBytes);
+}
+
+} // namespace
+
+sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
+    : m_Session(session.Self()), m_Location(session.Location()), m_Id(id), m_Blocks(session, id) {
+  if (isMade) session.NoteMade(id);
+  if (sto_Session::ListAtBegin const* const before = session.FindAtBegin(id); before != nullptr) {
+    if (before->m_IsMade) m_MadeInTransaction = session.TransactionNumber();
+    m_MadeInSave = before->m_MadeInSave;
+  }
+  if (session.IsNewInTransaction(id)) m_MadeInTransaction = session.TransactionNumber();
+  // A damaged blob is reported when it is used: its object can be loaded.
+  if (session.InTransaction()) m_SeenChange = m_ShownChange = ReadHeader(false).m_Change;
+  session.OpenBlobs().insert(this);
+}
+
+sto_BlobAgent::~sto_BlobAgent() {
+  if (*m_Session != nullptr) (*m_Session)->OpenBlobs().erase(this);
+}
+
+sto_Session& sto_BlobAgent::Session() const {
+  if (m_IsLost)
+    sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": " + Describe() +
+                                              " was made in work that was undone: it is not in the store any "
+                                              "more. Make it anew.");
+  if (*m_Session == nullptr)
+    sto_Raise(sto_ErrorKind::Unavailable,
+              m_Location + ": " + Describe() + " cannot be reached any more: its store was closed.");
+  return **m_Session;
+}
+
+void sto_BlobAgent::NoteChanged() {
+  sto_Session const& session = Session();
+  if (m_AtBegin.m_Of != session.TransactionNumber())
+    m_AtBegin = {m_SeenChange, m_ShownChange, session.TransactionNumber()};
+  if (session.InSave() && m_AtMark.m_Of != session.SaveNumber())
+    m_AtMark = {m_SeenChange, m_ShownChange, session.SaveNumber()};
+}
+
+void sto_BlobAgent::UndoSave() noexcept {
+  std::int64_t const save = (*m_Session)->SaveNumber();
+  if (m_MadeInSave == save) m_IsLost = true;
+  if (m_AtMark.m_Of == save) {
+    m_SeenChange = m_AtMark.m_SeenChange;
+    m_ShownChange = m_AtMark.m_ShownChange;
+  }
+  m_AtMark.m_Of = 0;
+}
+
+void sto_BlobAgent::UndoTransaction() noexcept {
+  std::int64_t const transaction = (*m_Session)->TransactionNumber();
+  if (m_MadeInTransaction == transaction) m_IsLost = true;
+  if (m_AtBegin.m_Of == transaction) {
+    m_SeenChange = m_AtBegin.m_SeenChange;
+    m_ShownChange = m_AtBegin.m_ShownChange;
+  }
+  m_AtBegin.m_Of = m_AtMark.m_Of = 0;
+}
+
+sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
+  if (m_Id == 0) return {};
+  sto_RecordRef const record = Session().ReadRecord(m_Id);
+  if (record == nullptr) {
+    bool const isBeingMade = Session().InSave() && m_MadeInSave == Session().SaveNumber();
+    if (!isBeingMade) Session().Raise(sto_ErrorKind::NotFound, Describe() + " is not in the store any more.");
+    return {};
+  }
+  sto_Part const& part = record->Parts().front();
+  Header const header{NumberOf(part, SizeKey), NumberOf(part, ChangeKey)};
+  if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
+    Session().Raise(sto_ErrorKind::Damaged, Describe() + " is none, or says an impossible size.");
+  // Somebody may make room for as many bytes: the last of them must be there.
+  if (checksBlocks && header.m_SizeBytes > 0 &&
+      !Session().Driver().HasBlock(sto_BlockKey(m_Id, BlocksOf(header.m_SizeBytes) - 1)))
+    Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: it says " +
+                                                std::to_string(header.m_SizeBytes) +
+                                                " bytes, and its last block is missing.");
+  return header;
+}
+
+sto_BlobAgent::Header sto_BlobAgent::ShowHeader() {
+  Header const header = ReadHeader();
+  m_ShownChange = header.m_Change;
+  return header;
+}
+
+sto_BlobAgent::Header sto_BlobAgent::HeaderToChange() {
+  Header const header = ReadHeader();
+  if (m_ShownChange != -1 && m_ShownChange != header.m_Change &&
+      !Session().IsOwnBlobChange(m_Id, header.m_Change))
+    Session().Raise(sto_ErrorKind::Conflict, Describe() + " was changed by another session since it was "
+                                                          "looked at here: look at it again.");
+  NoteChanged();
+  return header;
+}
+
+void sto_BlobAgent::WriteHeader(Header header) {
+  cls_ClassMetadata const& metadata = Session().ClassToWrite(cls_BlobTypeId).Metadata();
+  sto_RecordBuilder builder;
+  builder.AddPart(metadata.ClassId(), metadata.Version(), m_Id);
+  PutNumber(builder, SizeKey, header.m_SizeBytes);
+  std::int64_t const change = header.m_Change + 1;
+  PutNumber(builder, ChangeKey, change);
+  Session().NoteBlobChange(m_Id, change);
+  Session().Driver().WriteObject(m_Id, metadata.ClassId(), builder.Finish(m_Id));
+  if (m_SeenChange == header.m_Change) m_SeenChange = change; // what was not seen before still is not
+  m_ShownChange = change;
+}
+
+void sto_BlobAgent::CheckWriting() const {
+  if (m_Id == 0) Session().Raise(sto_ErrorKind::ReadOnly, "A blob that is not stored cannot be written.");
+  if (!Session().IsWriting())
+    Session().Raise(sto_ErrorKind::Misuse,
+                    Describe() +
+                        " is written in a transaction that only reads, or while an object is being loaded.");
+}
+
+bool sto_BlobAgent::ReadOnly() {
+  return m_IsLost || m_Id == 0 || *m_Session == nullptr || Session().Driver().IsReadOnly();
+}
+
+long long sto_BlobAgent::Size() {
+  sto_OwnTransaction const transaction(Session(), false);
+  return ShowHeader().m_SizeBytes;
+}
+
+bool sto_BlobAgent::Changed() {
+  sto_OwnTransaction const transaction(Session(), false);
+  std::int64_t const change = ShowHeader().m_Change;
+  return std::exchange(m_SeenChange, change) != change;
+}
+
+sto_ByteView sto_BlobAgent::ReadBlock(int index, long long blobBytes) {
+  sto_ByteView const content = m_Blocks.Read(index);
+  if (static_cast<long long>(content.size()) != BytesIn(index, blobBytes))
+    Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: block " + std::to_string(index) +
+                                                " does not have the bytes that the blob says.");
+  return content;
+}
+
+long long sto_BlobAgent::Read(long long offset, long long sizeBytes, void* destination) {
+  sto_OwnTransaction const transaction(Session(), false);
+  if (offset < 0 || sizeBytes <= 0) return 0;
+  Header const header = ShowHeader();
+  long long const there = std::min(sizeBytes, header.m_SizeBytes - std::min(offset, header.m_SizeBytes));
+  auto* const bytes = static_cast<std::byte*>(destination);
+  for (long long done = 0; done < there;) {
+    int const index = static_cast<int>((offset + done) / BlockBytes);
+    long long const within = (offset + done) % BlockBytes;
+    long long const part = std::min(BlockBytes - within, there - done);
+    std::memcpy(bytes + done, ReadBlock(index, header.m_SizeBytes).data() + within,
+                static_cast<std::size_t>(part));
+    done += part;
+  }
+  return there;
+}
+
+void sto_BlobAgent::Write(long long offset, long long sizeBytes, void const* source) {
+  if (sizeBytes <= 0) return;
+  sto_OwnTransaction transaction(Session(), true);
+  CheckWriting();
+  if (offset < 0 || offset > MaxBytes - std::min(sizeBytes, MaxBytes))
+    Session().Raise(sto_ErrorKind::Full,
+                    Describe() + " would get more than " + std::to_string(MaxBytes) + " bytes.");
+  Header header = HeaderToChange();
+  std::byte const zeros[BlockBytes] = {};
+  ChangeWhole(header, !transaction.IsOwn(), [&] {
+    while (header.m_SizeBytes < offset)
+      WriteBytes(header, header.m_SizeBytes, std::min(BlockBytes, offset - header.m_SizeBytes), zeros);
+    WriteBytes(header, offset, sizeBytes, static_cast<std::byte const*>(source));
+  });
+  transaction.Commit();
+}
+
+template <class Change>
+void sto_BlobAgent::ChangeWhole(Header const& header, bool outlivesFailure, Change change) {
+  try {
+    change();
+    WriteHeader(header);
+  } catch (...) {
+    if (Session().InSave()) Session().MarkIncomplete();
+    try {
+      if (outlivesFailure) WriteHeader(header);
+    } catch (...) {
+      Session().Driver().Rollback(); // a blob that says another size than it has must not be committed
+    }
+    throw;
+  }
+}
+
+void sto_BlobAgent::WriteBytes(Header& header, long long offset, long long sizeBytes,
+                               std::byte const* source) {
+  for (long long done = 0; done < sizeBytes;) {
+    int const index = static_cast<int>((offset + done) / BlockBytes);
+    long long const within = (offset + done) % BlockBytes;
+    long long const part = std::min(BlockBytes - within, sizeBytes - done);
+    long long const stored = BytesIn(index, header.m_SizeBytes);
+    sto_Bytes content;
+    if (stored > 0 && (within > 0 || part < stored)) {
+      sto_ByteView const old = ReadBlock(index, header.m_SizeBytes);
+      content.assign(old.begin(), old.end());
+    }
+    content.resize(static_cast<std::size_t>(std::max(stored, within + part)));
+    std::memcpy(content.data() + within, source + done, static_cast<std::size_t>(part));
+    m_Blocks.Write(index, content, stored > 0);
+    done += part;
+    header.m_SizeBytes = std::max(header.m_SizeBytes, offset + done);
+  }
+}
+
+void sto_BlobAgent::Truncate(long long sizeBytes) {
+  sto_OwnTransaction transaction(Session(), true);
+  CheckWriting();
+  Header header = HeaderToChange();
+  long long const kept = std::max(0LL, sizeBytes);
+  if (kept >= header.m_SizeBytes) return;
+  int const lastKept = BlocksOf(kept) - 1;
+  ChangeWhole(header, !transaction.IsOwn(), [&] {
+    if (kept % BlockBytes != 0) {
+      sto_ByteView const old =
+          ReadBlock(lastKept, header.m_SizeBytes).first(static_cast<std::size_t>(kept % BlockBytes));
+      sto_Bytes content(old.begin(), old.end());
+      m_Blocks.Write(lastKept, content, true);
+    }
+    header.m_SizeBytes = kept;
+    Session().Driver().DeleteBlocks(sto_BlockKey(m_Id, lastKept + 1), sto_LastBlockKey(m_Id));
+  });
+  transaction.Commit();
+}
+
+void sto_KeepBlob(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, cls_Uid const& uid) {
+  auto* const memento = dynamic_cast<sto_MementoWrite*>(visitor.Memento());
+  if (memento == nullptr)
+    sto_Raise(sto_ErrorKind::Misuse, "A blob can be kept as it is only in an object that a store is saving.");
+  sto_Session& session = memento->Session();
+  session.RaiseKept();
+  session.CheckSave();
+  sto_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
+  sto_RecordRef const record = tie == nullptr ? nullptr : session.ReadRecord(tie->Id());
+  if (record == nullptr || record->Parts().front().m_ClassId != cls_BlobTypeId) {
+    session.MarkIncomplete();
+    session.Raise(sto_ErrorKind::Misuse,
+                  "Attribute " + std::string(field.Name().View()) +
+                      " is to keep its blob as it is, but the store has none under its "
+                      "identity: write it.");
+  }
+  memento->HoldObject(field, cls_BlobTypeId, tie->Id());
+}

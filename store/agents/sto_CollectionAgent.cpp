@@ -1,0 +1,299 @@
+#include "store/agents/sto_CollectionAgent.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "store/format/sto_CollectionFields.h"
+#include "store/base/sto_Exception.h"
+#include "store/session/sto_OwnTransaction.h"
+
+namespace {
+
+constexpr sto_FieldKey SizeHintKey = sto_CollectionFields::SizeHint;
+constexpr sto_FieldKey ChangeKey = sto_CollectionFields::Change;
+
+sto_Field const* FindField(sto_Part const& part, sto_FieldKey const& key, std::uint8_t tag) {
+  for (sto_Field const& field : part.m_Fields)
+    if (field.m_Key == key && field.m_Tag == tag) return &field;
+  return nullptr;
+}
+
+} // namespace
+
+sto_CollectionAgent::sto_CollectionAgent(sto_Session& session, std::int64_t id)
+    : m_Session(&session), m_Location(session.Location()), m_Id(id) {}
+
+sto_CollectionAgent::~sto_CollectionAgent() {
+  if (m_IsRegistered && m_Session != nullptr) m_Session->RemoveAgent(*this);
+}
+
+void sto_CollectionAgent::Register() {
+  m_Session->AddAgent(*this);
+  m_IsRegistered = true;
+}
+
+sto_Session& sto_CollectionAgent::Session() const {
+  if (m_IsLost) RaiseLost();
+  if (m_Session == nullptr)
+    sto_Raise(sto_ErrorKind::Unavailable,
+              m_Location + ": " + Describe() + " cannot be reached any more: its store was closed.");
+  return *m_Session;
+}
+
+void sto_CollectionAgent::RaiseLost() const {
+  sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": " + Describe() +
+                                            " was made in work that was undone: its elements are not in the "
+                                            "store any more and not in memory. Make it anew.");
+}
+
+void sto_CollectionAgent::RaiseStale() const {
+  Session().Raise(sto_ErrorKind::Conflict,
+                  Describe() + " was changed by another session since it was looked at here. Load its object "
+                               "again, or refresh it, and repeat the change.");
+}
+
+void sto_CollectionAgent::KeepFailure() const noexcept {
+  if (m_Session != nullptr) m_Session->Keep(std::current_exception());
+}
+
+void sto_CollectionAgent::StartNew(int sizeHint) {
+  m_SizeHint = sizeHint;
+  m_ReadAtChange = m_Session->ChangeCounter();
+  m_Session->NoteMade(m_Id);
+  m_MadeInTransaction = m_Session->TransactionNumber();
+  m_MadeInSave = m_Session->SaveNumber();
+  NoteChanged();
+}
+
+void sto_CollectionAgent::Open(sto_RecordRef const& record) {
+  TakeRecord(record, true);
+  m_SeenChange = m_Change;
+  if (sto_Session::ListAtBegin const* const before = m_Session->FindAtBegin(m_Id); before != nullptr) {
+    m_AtBegin = {before->m_Change, before->m_Change, m_Session->TransactionNumber()};
+    if (before->m_IsMade) m_MadeInTransaction = m_Session->TransactionNumber();
+    m_MadeInSave = before->m_MadeInSave;
+  }
+  // Also one that no agent has made: a plain list, or a copy of another store's.
+  if (m_Session->IsNewInTransaction(m_Id)) m_MadeInTransaction = m_Session->TransactionNumber();
+  if (m_Session->InSave() && m_Session->IsNewInSave(m_Id)) m_MadeInSave = m_Session->SaveNumber();
+}
+
+void sto_CollectionAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) {
+  sto_Part const& part = record->Parts().front();
+  sto_Field const* const field = FindField(part, ChangeKey, sto_Format::Int64);
+  std::int64_t const change = field == nullptr ? 0 : sto_ByteReader(field->m_Payload).Number<std::int64_t>();
+  m_IsTakingForeign = !isFirst && change != m_Change;
+  int const count = TakeContent(record);
+  sto_Field const* const hint = FindField(part, SizeHintKey, sto_Format::Int32);
+  m_SizeHint = hint == nullptr ? count : sto_ByteReader(hint->m_Payload).Number<std::int32_t>();
+  m_Change = change;
+  if (m_IsTakingForeign) ++m_Foreign;
+  m_ReadAtChange = m_Session->ChangeCounter();
+}
+
+void sto_CollectionAgent::Synchronise() {
+  sto_Session& session = Session();
+  if (m_ReadAtChange == session.ChangeCounter() || m_Id == 0) return;
+  sto_RecordRef const record = session.ReadRecord(m_Id);
+  if (record == nullptr)
+    session.Raise(sto_ErrorKind::NotFound, Describe() + " is not in the store any more.");
+  TakeRecord(record, false);
+}
+
+void sto_CollectionAgent::PrepareChange() {
+  std::int64_t const transaction = m_Session->TransactionNumber();
+  if (m_AtBegin.m_Of != transaction) {
+    m_Session->NoteAtBegin(m_Id, KnownCount(), m_Change);
+    m_AtBegin = {m_Change, m_SeenChange, transaction};
+  }
+  if (m_Session->InSave() && m_AtMark.m_Of != m_Session->SaveNumber())
+    m_AtMark = {m_Change, m_SeenChange, m_Session->SaveNumber()};
+}
+
+void sto_CollectionAgent::MarkChanged() noexcept {
+  if (m_IsPending) return;
+  m_IsPending = true;
+  if (m_SeenChange == m_Change++) m_SeenChange = m_Change; // what was not seen before still is not
+}
+
+void sto_CollectionAgent::CheckWriting() const {
+  if (!Session().IsWriting())
+    Session().Raise(sto_ErrorKind::Misuse,
+                    Describe() +
+                        " is written in a transaction that only reads, or while an object is being loaded.");
+}
+
+void sto_CollectionAgent::WriteRecord() {
+  if (!m_IsPending) return;
+  cls_ClassMetadata const& metadata = m_Session->ClassToWrite(StoredClassId()).Metadata();
+  sto_RecordBuilder builder;
+  std::size_t const part = builder.AddPart(metadata.ClassId(), metadata.Version(), m_Id);
+  sto_ByteWriter hint(builder.StartField(part, SizeHintKey));
+  hint.U8(sto_Format::Int32);
+  hint.Number(m_SizeHint);
+  sto_ByteWriter change(builder.StartField(part, ChangeKey));
+  change.U8(sto_Format::Int64);
+  change.Number(m_Change);
+  PutContent(builder);
+  sto_Bytes const record = builder.Finish(m_Id);
+  if (record.size() > sto_Format::MaxValueBytes)
+    m_Session->Raise(sto_ErrorKind::Full, Describe() + " takes " + std::to_string(record.size()) +
+                                              " bytes; at most " + std::to_string(sto_Format::MaxValueBytes) +
+                                              " can be stored.");
+  m_Session->Driver().WriteObject(m_Id, metadata.ClassId(), record);
+  m_IsPending = false;
+}
+
+bool sto_CollectionAgent::IsMadeInSave() const noexcept {
+  return m_Session->InSave() && m_MadeInSave == m_Session->SaveNumber();
+}
+
+bool sto_CollectionAgent::IsMadeInTransaction() const noexcept {
+  return m_Session->IsWriting() && m_MadeInTransaction == m_Session->TransactionNumber();
+}
+
+bool sto_CollectionAgent::AskChanged() {
+  sto_OwnTransaction const transaction(Session(), false);
+  Synchronise();
+  NoteShown();
+  bool const isChanged = RefreshHolders(m_SeenChange == m_Change);
+  m_SeenChange = m_Change;
+  return isChanged;
+}
+
+bool sto_CollectionAgent::IsReadOnly() const {
+  if (IsClosed()) return true;
+  if (m_IsLost) return IsLettingGo(); // a flush raises, but not when an array goes that nobody can save
+  return m_Id == 0 || m_Session->Driver().IsReadOnly();
+}
+
+void sto_CollectionAgent::EndOfFlush() {
+  if (m_IsLost || IsClosed() || !IsLettingGo() || !m_Session->IsWriting()) return;
+  try {
+    WriteRecord();
+  } catch (...) {
+    KeepFailure();
+  }
+}
+
+void sto_CollectionAgent::Hold(cls_PC* holder) {
+  auto const found = std::ranges::find_if(m_Slots, [](auto const& slot) { return slot->IsFree(); });
+  sto_HolderSlot* slot = found == m_Slots.end() ? nullptr : found->get();
+  if (slot == nullptr) {
+    m_Slots.push_back(std::make_unique<sto_HolderSlot>());
+    slot = m_Slots.back().get();
+  }
+  slot->m_SeenForeign = m_Foreign;
+  slot->m_AtBegin = slot->m_AtMark = {};
+  if (m_Session != nullptr && !m_IsLost) NoteHolder(*holder, *slot);
+  slot->Link(holder);
+}
+
+void sto_CollectionAgent::Release() noexcept {
+  --m_References;
+  // A container that is assigned to has just forgotten its ring, and lives now but maybe not later.
+  for (std::unique_ptr<sto_HolderSlot> const& slot : m_Slots) slot->Prune();
+}
+
+int sto_CollectionAgent::HolderCount() const noexcept {
+  return static_cast<int>(
+      std::ranges::count_if(m_Slots, [](auto const& slot) { return slot->Holder() != nullptr; }));
+}
+
+bool sto_CollectionAgent::IsHeldBy(void const* container) const noexcept {
+  return std::ranges::any_of(m_Slots, [&](auto const& slot) {
+    cls_PC const* const holder = slot->Holder();
+    return holder != nullptr && dynamic_cast<void const*>(holder) == container;
+  });
+}
+
+void sto_CollectionAgent::FlushHolders() {
+  ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Flush(); });
+}
+
+void sto_CollectionAgent::KeepForRollback(sto_Keeping keeping) {
+  if (!m_IsLost) KeepAtBegin(keeping);
+}
+
+void sto_CollectionAgent::KeepForUndo() {
+  ForgetKeptAtMark(); // of a save that could not begin
+  if (!m_IsLost) KeepAtMark();
+}
+
+void sto_CollectionAgent::ForgetBegin() noexcept {
+  ForgetKeptAtMark();
+  ForgetKeptAtBegin();
+  m_HasNewHolders = false;
+}
+
+void sto_CollectionAgent::NoteIdentity(bool isRollback) noexcept {
+  if (m_IsLost || m_Identity) return;
+  bool const isGone = isRollback ? m_MadeInTransaction == m_Session->TransactionNumber()
+                                 : m_MadeInSave == m_Session->SaveNumber();
+  if (cls_UidCatalogEntry* const entry = isGone ? m_Session->Identities().EntryOf(m_Id) : nullptr)
+    m_Identity.emplace(entry);
+}
+
+void sto_CollectionAgent::Restore(Standing const& before) noexcept {
+  m_Change = before.m_Change;
+  m_SeenChange = before.m_SeenChange;
+}
+
+void sto_CollectionAgent::Outdate() noexcept {
+  m_IsPending = false;
+  m_ReadAtChange = -1; // the next operation reads the record again
+  ForgetBlocks();
+}
+
+void sto_CollectionAgent::UndoSave() noexcept {
+  if (m_IsLost) return;
+  std::int64_t const save = m_Session->SaveNumber();
+  bool const isWritten = m_AtMark.m_Of == save;
+  Outdate();
+  if (isWritten) Restore(m_AtMark);
+  m_AtMark.m_Of = 0;
+  if (m_MadeInSave == save) {
+    PutBackAtBegin(true); // there is no other image of what was in memory till then
+    return Lose();
+  }
+  if (isWritten || m_HasNewHolders) PutBackAtMark();
+  ForgetKeptAtMark();
+}
+
+void sto_CollectionAgent::UndoTransaction(sto_Keeping kept) noexcept {
+  if (m_IsLost) return;
+  std::int64_t const transaction = m_Session->TransactionNumber();
+  bool const isWritten = m_AtBegin.m_Of == transaction;
+  Outdate();
+  if (isWritten) Restore(m_AtBegin);
+  m_AtBegin.m_Of = m_AtMark.m_Of = 0;
+  bool const isGone = m_MadeInTransaction == transaction;
+  if (kept == sto_Keeping::Copies || (kept == sto_Keeping::Handles && (isWritten || m_HasNewHolders)))
+    PutBackAtBegin(isGone);
+  ForgetBegin();
+  if (isGone) Lose();
+}
+
+void sto_CollectionAgent::Lose() noexcept {
+  ForgetBegin();
+  m_IsLost = true;
+  m_IsPending = false;
+  m_Session->ForgetAgentId(*this); // the id's next object is another one
+  if (m_References == 0 && HolderCount() == 0 && IsOwnedByHolders()) delete this;
+}
+
+void sto_CollectionAgent::CloseSession() noexcept {
+  try {
+    FlushHolders();
+  } catch (...) { // nobody is left to hear of it; what is in memory stays there
+  }
+  ForgetBegin();
+  // One that nobody ever referred to belongs to whoever uses it.
+  bool const isOurs = m_References > 0 || HolderCount() > 0 || IsOwnedByHolders();
+  ++m_References; // so that no container flushes again, and none deletes the agent meanwhile
+  if (!m_IsLost) ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Detach(); });
+  m_Session->RemoveAgent(*this);
+  m_IsRegistered = false;
+  m_Session = nullptr;
+  if (--m_References == 0 && isOurs) delete this;
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "store/agents/sto_CollectionAgent.h"
+#include "store/session/sto_StoredBlocks.h"
+
+/// What the list agents of all element types have in common: the stored list's header. Internal to the
+/// module.
+///
+/// The elements are in the store; only the header waits for the transaction's end.
+class sto_ListAgentBase : public sto_CollectionAgent {
+ public:
+  sto_ListAgentBase(sto_Session& session, std::int64_t id, std::uint8_t elementType)
+      : sto_CollectionAgent(session, id), m_ElementType(elementType), m_Blocks(session, id) {}
+
+  [[nodiscard]] std::string What() const override;
+
+ protected:
+  [[nodiscard]] std::string Describe() const override { return "The list of object " + std::to_string(Id()); }
+  [[nodiscard]] unsigned int StoredClassId() const override;
+  int TakeContent(sto_RecordRef const& record) override;
+  void PutContent(sto_RecordBuilder& builder) override;
+  void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
+  [[nodiscard]] int KnownCount() const noexcept override { return m_Count; }
+
+  /// Stores an inline list in blocks. In a write transaction.
+  void MoveOutOfRecord();
+
+  sto_StoredBlocks& Blocks() noexcept { return m_Blocks; }
+  [[nodiscard]] int Width() const noexcept { return m_Width; }
+
+  int m_Count = 0;
+  sto_RecordRef m_InlineRecord; // holds the elements of an inline list
+  sto_ByteView m_Inline;
+
+ private:
+  std::uint8_t m_ElementType;
+  int m_Width = 1;
+  sto_StoredBlocks m_Blocks;
+};

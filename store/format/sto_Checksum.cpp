@@ -1,0 +1,26 @@
+#include "store/format/sto_Checksum.h"
+
+#if defined(__x86_64__) && __has_include(<xxh_x86dispatch.h>)
+#include <xxh_x86dispatch.h> // chooses the processor's widest registers at run time
+#else
+#include <xxhash.h>
+#endif
+
+#include "store/format/sto_Format.h"
+
+std::uint64_t sto_Checksum(std::uint64_t owner, sto_ByteView bytes) noexcept {
+  return XXH3_64bits_withSeed(bytes.data(), bytes.size(), owner);
+}
+
+void sto_Seal(std::uint64_t owner, sto_Bytes& bytes) {
+  sto_ByteWriter(bytes).Number(sto_Checksum(owner, bytes));
+}
+
+bool sto_Unseal(std::uint64_t owner, sto_ByteView& bytes) noexcept {
+  if (bytes.size() < sto_Format::ChecksumBytes) return false;
+  sto_ByteView const content = bytes.first(bytes.size() - sto_Format::ChecksumBytes);
+  if (sto_ByteReader(bytes.subspan(content.size())).Number<std::uint64_t>() != sto_Checksum(owner, content))
+    return false;
+  bytes = content;
+  return true;
+}

@@ -1,0 +1,73 @@
+#include "store/format/sto_CollectionShape.h"
+
+#include "store/session/sto_ClassInUse.h"
+#include "store/format/sto_ElementCodec.h"
+
+namespace {
+
+/// The digit of an element type in the codes of string-keyed maps.
+int MapDigit(std::uint8_t elementType) noexcept {
+  switch (elementType) {
+  case sto_Format::ElementDouble:
+    return 2;
+  case sto_Format::ElementFloat:
+    return 3;
+  case sto_Format::ElementInt:
+    return 4;
+  case sto_Format::ElementString:
+    return 5;
+  case sto_Format::ElementUInt:
+    return 6;
+  default:
+    return -1;
+  }
+}
+
+sto_Format::ValueTag TagOf(std::uint8_t elementType) noexcept {
+  switch (elementType) {
+  case sto_Format::ElementString:
+    return sto_Format::Text;
+  case sto_Format::ElementFloat:
+    return sto_Format::Float;
+  case sto_Format::ElementDouble:
+    return sto_Format::Double;
+  case sto_Format::ElementUInt:
+    return sto_Format::UInt32;
+  case sto_Format::ElementInt:
+    return sto_Format::Int32;
+  case sto_Format::ElementBool:
+    return sto_Format::Bool;
+  default:
+    return sto_Format::Object;
+  }
+}
+
+bool FitsCollectionType(sto_CollectionShape const& shape, cls_CollectionType declared) noexcept {
+  bool const isStringMap = shape.m_KeyType == sto_Format::KeyString;
+  if (declared == COLLECTION_MAP_STRING_OBJ) return isStringMap && shape.HoldsObjects();
+  if (declared == COLLECTION_MAP_INT_OBJ)
+    return shape.m_KeyType == sto_Format::KeyInt && shape.HoldsObjects();
+  if (declared == COLLECTION_OBJ) return shape.HoldsObjects();
+  if (declared == COLLECTION_MAP_OBJ) return shape.IsMap() && shape.HoldsObjects();
+  if (declared == COLLECTION_LIST) return !shape.IsMap();
+  int const kind = declared / 10 * 10;
+  if (kind == COLLECTION_LIST || kind == COLLECTION_TABLE) return !shape.IsMap() && !shape.HoldsObjects();
+  if (kind != COLLECTION_MAP_STRING) return true;
+  int const digit = MapDigit(shape.m_ElementType);
+  return isStringMap && digit > 0 && (declared == COLLECTION_MAP_STRING || declared - kind == digit);
+}
+
+} // namespace
+
+std::string sto_CollectionShape::Name() const {
+  if (m_IsTable) return "table from int to int";
+  char const* const element = sto_ElementTypeName(m_ElementType);
+  if (!IsMap()) return std::string("list of ") + element;
+  return std::string("map from ") + (m_KeyType == sto_Format::KeyInt ? "int" : "string") + " to " + element;
+}
+
+bool sto_ShapeFits(sto_CollectionShape const& shape, cls_AttributeMetadata const& declared) noexcept {
+  if (!FitsCollectionType(shape, declared.m_CollectionType)) return false;
+  return (!shape.IsMap() && !shape.HoldsObjects()) ||
+         sto_TagFits(TagOf(shape.m_ElementType), declared.m_Type);
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "store/format/sto_CollectionShape.h"
+#include "store/format/sto_ElementCodec.h"
+
+/// How the keys of a map are stored: an int as a zigzag, a string as it is an element of a list.
+template <class K> struct sto_KeyCodec;
+
+template <> struct sto_KeyCodec<int> {
+  static constexpr sto_Format::KeyType KeyType = sto_Format::KeyInt;
+
+  static void Encode(sto_ByteWriter& writer, int const& key) { writer.ZigZag(key); }
+  static int Decode(sto_ByteReader& reader) { return static_cast<int>(reader.ZigZag()); }
+};
+
+template <> struct sto_KeyCodec<cow_String> : sto_ElementCodec<cow_String> {
+  static constexpr sto_Format::KeyType KeyType = sto_Format::KeyString;
+};
+
+/// What a map from K to values of T is.
+template <class K, class T> [[nodiscard]] constexpr sto_CollectionShape sto_MapShape() noexcept {
+  return {sto_ElementCodec<T>::ElementType, sto_KeyCodec<K>::KeyType};
+}
+
+/// What an int table is.
+[[nodiscard]] constexpr sto_CollectionShape sto_IntTableShape() noexcept {
+  return {sto_Format::ElementInt, sto_Format::KeyInt, true};
+}

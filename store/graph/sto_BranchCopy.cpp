@@ -1,0 +1,198 @@
+#include "store/graph/sto_BranchCopy.h"
+
+#include <algorithm>
+
+#include "metadata/cls_CollectionType.h"
+#include "store/agents/sto_BlobAgent.h"
+#include "store/format/sto_ElementCodec.h"
+#include "store/objects/sto_ObjectListReader.h"
+#include "store/session/sto_StoredBlocks.h"
+
+sto_BranchCopy::sto_BranchCopy(sto_Session& source, sto_Session& target)
+    : m_Source(source), m_Target(target) {
+  for (sto_NameRow& row : source.Driver().Names()) m_SourceNames.emplace(row.m_Id, std::move(row.m_Text));
+}
+
+std::int64_t sto_BranchCopy::Copy(std::int64_t id, unsigned int& classId) {
+  std::int64_t const copy = MapId(id);
+  bool isFirst = true;
+  while (!m_Open.empty()) {
+    std::int64_t const next = m_Open.back();
+    m_Open.pop_back();
+    sto_RecordRef const record = m_Source.ReadRecord(next);
+    // A part has no record of its own, and a reference may name an object that is not stored; what a field
+    // or a collection holds is there.
+    if (record != nullptr) CopyObject(next, *record);
+    if (!std::exchange(isFirst, false)) continue;
+    if (record == nullptr)
+      m_Source.Raise(sto_ErrorKind::NotFound,
+                     "Object " + std::to_string(id) + ", which is to be copied, is not in the store.");
+    classId = record->Parts().front().m_ClassId;
+  }
+  return copy;
+}
+
+std::int64_t sto_BranchCopy::MapId(std::int64_t id) {
+  if (!m_Ids.contains(id)) m_Open.push_back(id);
+  return MapPartId(id);
+}
+
+std::int64_t sto_BranchCopy::MapHeldId(std::int64_t id) {
+  if (!m_Source.Driver().HasObject(id))
+    m_Source.Raise(sto_ErrorKind::Damaged,
+                   "Object " + std::to_string(id) + ", which a copied object holds, is missing.");
+  return MapId(id);
+}
+
+std::int64_t sto_BranchCopy::MapPartId(std::int64_t id) {
+  auto const [place, isNew] = m_Ids.emplace(id, 0);
+  if (isNew) place->second = m_Target.TakeId();
+  return place->second;
+}
+
+void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {
+  sto_RecordBuilder builder;
+  for (sto_Part const& part : record.Parts()) {
+    RequireClass(part);
+    std::size_t const index = builder.AddPart(part.m_ClassId, part.m_Version, MapPartId(part.m_Id));
+    for (sto_Field const& field : part.m_Fields) CopyField(field, builder, index);
+    RequireFields(part);
+  }
+  sto_Part const& first = record.Parts().front();
+  if (record.List()) CopyList(id, *record.List(), builder);
+  if (record.Map()) CopyMap(*record.Map(), builder);
+  if (first.m_ClassId == cls_BlobTypeId) CopyBlob(id, first);
+  std::int64_t const copy = MapId(id);
+  m_Target.Driver().WriteObject(copy, first.m_ClassId, builder.Finish(copy));
+}
+
+void sto_BranchCopy::CopyField(sto_Field const& field, sto_RecordBuilder& builder, std::size_t part) {
+  sto_ByteWriter writer(builder.StartField(part, MapKey(field.m_Key)));
+  writer.U8(field.m_Tag);
+  sto_ByteView payload = field.m_Payload;
+  if (field.m_Tag == sto_Format::Text || field.m_Tag == sto_Format::Bytes) writer.Varint(payload.size());
+  if (field.m_Tag == sto_Format::Object || field.m_Tag == sto_Format::Reference) {
+    std::int64_t const held = sto_ByteReader(payload).Number<std::int64_t>();
+    writer.Number(field.m_Tag == sto_Format::Object ? MapHeldId(held) : MapId(held));
+    payload = payload.subspan(8);
+  }
+  writer.Raw(payload.data(), payload.size());
+}
+
+sto_Bytes sto_BranchCopy::MapIds(sto_ByteView ids) {
+  sto_Bytes mapped;
+  sto_ByteReader reader(ids);
+  sto_ByteWriter writer(mapped);
+  while (reader.Remaining() != 0 && !reader.Failed()) {
+    std::int64_t const id = reader.Number<std::int64_t>();
+    writer.Number(id == 0 ? id : MapHeldId(id));
+  }
+  return mapped;
+}
+
+void sto_BranchCopy::CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder) {
+  if (!sto_HasWholeRows(list.m_Count, list.m_Width))
+    m_Source.Raise(sto_ErrorKind::Damaged,
+                   "The list of object " + std::to_string(id) + sto_UnevenRows(list.m_Count, list.m_Width));
+  bool const holdsObjects = list.m_ElementType == sto_Format::ElementObject;
+  sto_ByteView const content = std::exchange(list.m_Inline, {});
+  if (list.m_InBlocks) {
+    builder.SetList(list, {});
+    CopyBlocks(id, sto_BlocksOfList(list.m_Count), holdsObjects ? list.m_Count : -1);
+  } else {
+    builder.SetList(list, holdsObjects ? MapIds(content) : sto_Bytes(content.begin(), content.end()));
+  }
+}
+
+void sto_BranchCopy::CopyBlocks(std::int64_t id, int blockCount, int objectCount) {
+  sto_StoredBlocks from(m_Source, id);
+  sto_StoredBlocks to(m_Target, MapId(id));
+  for (int block = 0; block < blockCount; ++block) {
+    sto_ByteView const stored = from.Read(block);
+    bool const holdsObjects = objectCount >= 0;
+    if (holdsObjects && !sto_AreObjectIds(m_Source, stored, sto_ElementsInBlock(block, objectCount)))
+      m_Source.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(id) +
+                                                 " is damaged in block " + std::to_string(block) + ".");
+    sto_Bytes content = holdsObjects ? MapIds(stored) : sto_Bytes(stored.begin(), stored.end());
+    to.Write(block, content, false);
+  }
+}
+
+void sto_BranchCopy::CopyMap(sto_MapHeader const& map, sto_RecordBuilder& builder) {
+  if (map.m_ElementType != sto_Format::ElementObject) {
+    builder.SetMap(map, sto_Bytes(map.m_Entries.begin(), map.m_Entries.end()));
+    return;
+  }
+  sto_Bytes entries;
+  sto_ByteWriter writer(entries);
+  sto_ByteReader reader(map.m_Entries); // seen to fit when the record was decoded
+  for (int i = 0; i < map.m_Count; ++i) {
+    std::uint64_t const key = reader.Varint(); // an int, or a text's length
+    writer.Varint(key);
+    if (map.m_KeyType == sto_Format::KeyString && key > 0) {
+      sto_ByteView const text = reader.Raw(key - 1);
+      writer.Raw(text.data(), text.size());
+    }
+    writer.Varint(static_cast<std::uint64_t>(MapHeldId(static_cast<std::int64_t>(reader.Varint()))));
+  }
+  builder.SetMap(map, std::move(entries));
+}
+
+void sto_BranchCopy::CopyBlob(std::int64_t id, sto_Part const& part) {
+  std::int64_t size = 0;
+  for (sto_Field const& field : part.m_Fields)
+    if (field.m_Key == sto_FieldKey{0, 0} && field.m_Tag == sto_Format::Int64)
+      size = sto_ByteReader(field.m_Payload).Number<std::int64_t>();
+  if (size < 0 || size > sto_BlobAgent::MaxBytes)
+    m_Source.Raise(sto_ErrorKind::Damaged,
+                   "The blob of object " + std::to_string(id) + " says an impossible size.");
+  CopyBlocks(id, static_cast<int>((size + sto_Format::BlobBlockBytes - 1) / sto_Format::BlobBlockBytes), -1);
+}
+
+sto_FieldKey sto_BranchCopy::MapKey(sto_FieldKey const& key) {
+  if (key.m_NameId == 0) return key;
+  auto const known = m_TargetNames.find(key.m_NameId);
+  if (known != m_TargetNames.end()) return {known->second, key.m_FieldId};
+  auto const name = m_SourceNames.find(key.m_NameId);
+  if (name == m_SourceNames.end())
+    m_Source.Raise(sto_ErrorKind::Damaged, "A copied object has an attribute of name " +
+                                               std::to_string(key.m_NameId) + ", which the store never had.");
+  std::int64_t const id = m_Target.Catalogue().AddName(m_Target.Driver(), name->second);
+  m_TargetNames.emplace(key.m_NameId, id);
+  return {id, key.m_FieldId};
+}
+
+void sto_BranchCopy::RequireFields(sto_Part const& part) {
+  std::vector<sto_Field> fields(part.m_Fields.begin(), part.m_Fields.end());
+  for (sto_Field& field : fields) field.m_Key = MapKey(field.m_Key);
+  sto_Part const copy{part.m_ClassId, part.m_Version, part.m_Id, fields};
+  if (m_Target.Catalogue().IsKnown(copy)) return;
+  // A store of format 1 has attributes that nobody described.
+  if (std::string const problem = m_Target.Catalogue().Problem(copy, true); !problem.empty())
+    m_Target.Raise(sto_ErrorKind::Conflict, "Object " + std::to_string(part.m_Id) + " of " +
+                                                m_Source.Location() + " cannot be copied: " + problem + ".");
+}
+
+void sto_BranchCopy::RequireClass(sto_Part const& part) {
+  if (!m_KnownClasses.emplace(part.m_ClassId, part.m_Version).second) return;
+  sto_Classes const& classes = m_Target.Catalogue().Classes();
+  std::string const name = m_Source.Catalogue().ClassName(part.m_ClassId);
+  std::string const version = name + " version " + std::to_string(part.m_Version);
+  cls_ClassMetadata const* const newest = classes.Newest(part.m_ClassId);
+  if (newest == nullptr)
+    m_Target.Raise(sto_ErrorKind::Misuse, "An object of class " + name + " of " + m_Source.Location() +
+                                              " cannot be copied: the class is not declared in the registrar "
+                                              "that the store was opened with.");
+  if (classes.ForVersion(part.m_ClassId, part.m_Version) == nullptr)
+    m_Target.Raise(sto_ErrorKind::NewerFormat, "An object of class " + version + " of " +
+                                                   m_Source.Location() +
+                                                   " cannot be copied: this program knows version " +
+                                                   std::to_string(newest->Version()) + ".");
+  sto_ClassRow const* const described = m_Source.Catalogue().FindStored(part.m_ClassId, part.m_Version);
+  if (described == nullptr)
+    m_Source.Raise(sto_ErrorKind::Damaged, "The store does not describe class " + version + ".");
+  if (part.m_Version == newest->Version()) static_cast<void>(m_Target.ClassToWrite(part.m_ClassId));
+  if (!m_Target.Catalogue().Adopt(m_Target.Driver(), *described))
+    m_Target.Raise(sto_ErrorKind::Conflict,
+                   "Class " + version + " is described differently in " + m_Source.Location() + ".");
+}

@@ -1,0 +1,168 @@
+#include "store/graph/sto_Collector.h"
+
+#include <algorithm>
+#include <string>
+
+#include "store/agents/sto_BlobAgent.h"
+#include "store/format/sto_BlockKey.h"
+#include "store/objects/sto_ObjectListReader.h"
+#include "store/agents/sto_CollectionAgent.h"
+#include "store/session/sto_StoredBlocks.h"
+
+namespace {
+
+/// How many ids are asked for at once; where there are no objects, more and more up to the second.
+constexpr std::int64_t RangeIds = 4096;
+constexpr std::int64_t MaxRangeIds = RangeIds << 10;
+
+/// Objects that go, with no object that stays among them: their blocks are one run of keys.
+class Run {
+ public:
+  explicit Run(sto_Driver& driver) noexcept : m_Driver(driver) {}
+
+  void Add(std::int64_t id) {
+    m_Driver.DeleteObject(id);
+    if (m_Last == 0) m_First = id;
+    m_Last = id;
+  }
+  void End() {
+    if (m_Last != 0) m_Driver.DeleteBlocks(sto_BlockKey(m_First, 0), sto_LastBlockKey(m_Last));
+    m_Last = 0;
+  }
+
+ private:
+  sto_Driver& m_Driver;
+  std::int64_t m_First = 0;
+  std::int64_t m_Last = 0; // 0: none
+};
+
+} // namespace
+
+void sto_Collector::Mark() {
+  sto_Driver& driver = m_Session.Driver();
+  for (std::string const& root : driver.Roots()) {
+    std::int64_t const id = driver.FindRoot(root).value_or(0);
+    if (!m_Session.IsGivenOut(id))
+      m_Session.Raise(sto_ErrorKind::Damaged, "Root " + root + " names object " + std::to_string(id) +
+                                                  ", which the store never had.");
+    Hold(id, 0);
+  }
+  for (std::int64_t const id : m_Session.OpenCollections()) Refer(id);
+  for (sto_BlobAgent const* const blob : m_Session.OpenBlobs())
+    if (!blob->IsLost()) Refer(blob->Id());
+  VisitOpen();
+}
+
+void sto_Collector::Hold(std::int64_t id, std::int64_t holder) {
+  if (m_Met.Add(id)) m_Open.emplace_back(id, holder);
+}
+
+void sto_Collector::Refer(std::int64_t id) {
+  // One that is not there stays unmet, so that it is told as missing when something turns out to hold it.
+  if (!m_Met.Has(id) && m_Session.Driver().HasObject(id)) Hold(id, 0);
+}
+
+void sto_Collector::VisitOpen() {
+  while (!m_Open.empty()) {
+    auto const [id, holder] = m_Open.back();
+    m_Open.pop_back();
+    sto_RecordRef const record = m_Session.ReadRecord(id);
+    if (record == nullptr) RaiseMissing(id, holder);
+    Visit(*record);
+  }
+}
+
+void sto_Collector::Visit(sto_Record const& record) {
+  std::int64_t const id = record.Parts().front().m_Id;
+  for (sto_Part const& part : record.Parts())
+    for (sto_Field const& field : part.m_Fields)
+      if (field.m_Tag == sto_Format::Object)
+        Hold(sto_ByteReader(field.m_Payload).Number<std::int64_t>(), id);
+      else if (field.m_Tag == sto_Format::Reference)
+        Refer(sto_ByteReader(field.m_Payload).Number<std::int64_t>());
+  if (record.List() && record.List()->m_ElementType == sto_Format::ElementObject)
+    VisitList(id, *record.List());
+  if (record.Map() && record.Map()->m_ElementType == sto_Format::ElementObject) VisitMap(id, *record.Map());
+}
+
+void sto_Collector::VisitList(std::int64_t id, sto_ListHeader const& list) {
+  if (!list.m_InBlocks) return VisitIds(id, list.m_Inline);
+  sto_StoredBlocks blocks(m_Session, id);
+  int const blockCount = sto_BlocksOfList(list.m_Count);
+  for (int block = 0; block < blockCount; ++block) {
+    sto_ByteView const content = blocks.Read(block);
+    if (!sto_AreObjectIds(m_Session, content, sto_ElementsInBlock(block, list.m_Count)))
+      m_Session.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(id) +
+                                                  " is damaged in block " + std::to_string(block) + ".");
+    VisitIds(id, content);
+  }
+}
+
+void sto_Collector::VisitIds(std::int64_t holder, sto_ByteView ids) {
+  for (sto_ByteReader reader(ids); reader.Remaining() != 0;)
+    if (std::int64_t const id = reader.Number<std::int64_t>(); id != 0) Hold(id, holder);
+}
+
+void sto_Collector::VisitMap(std::int64_t id, sto_MapHeader const& map) {
+  sto_ByteReader reader(map.m_Entries); // seen to fit when the record was decoded
+  for (int i = 0; i < map.m_Count; ++i) {
+    std::uint64_t const key = reader.Varint(); // an int, or a text's length
+    if (map.m_KeyType == sto_Format::KeyString && key > 0) reader.Raw(key - 1);
+    Hold(static_cast<std::int64_t>(reader.Varint()), id);
+  }
+}
+
+std::int64_t sto_Collector::Sweep() {
+  sto_Driver& driver = m_Session.Driver();
+  driver.SetMark();
+  try {
+    std::int64_t const count = DeleteUnmarked();
+    driver.ReleaseMark();
+    return count;
+  } catch (...) {
+    try {
+      driver.RollbackToMark();
+    } catch (...) {
+      driver.Rollback(); // half a collection must not stay in a transaction that can be committed
+    }
+    throw;
+  }
+}
+
+template <class Take> void sto_Collector::ForEachObject(Take take) {
+  sto_Driver& driver = m_Session.Driver();
+  std::int64_t range = RangeIds;
+  std::int64_t left = driver.ObjectCount();
+  for (std::int64_t first = 1; left > 0 && m_Session.IsGivenOut(first);) {
+    std::int64_t const last = std::min(first + range - 1, sto_Format::MaxObjectId);
+    std::vector<std::int64_t> const ids = driver.ObjectIds(first, last);
+    for (std::int64_t const id : ids) take(id);
+    left -= static_cast<std::int64_t>(ids.size());
+    range = ids.empty() ? std::min(2 * range, MaxRangeIds) : RangeIds;
+    first = last + 1;
+  }
+}
+
+std::int64_t sto_Collector::Count() {
+  std::int64_t count = 0;
+  ForEachObject([&](std::int64_t id) { count += m_Met.Has(id) ? 0 : 1; });
+  return count;
+}
+
+std::int64_t sto_Collector::DeleteUnmarked() {
+  std::int64_t count = 0;
+  Run run(m_Session.Driver());
+  ForEachObject([&](std::int64_t id) {
+    if (m_Met.Has(id)) return run.End();
+    run.Add(id);
+    ++count;
+  });
+  run.End();
+  return count;
+}
+
+void sto_Collector::RaiseMissing(std::int64_t id, std::int64_t holder) const {
+  std::string const who =
+      holder == 0 ? "which a root names" : "which object " + std::to_string(holder) + " holds";
+  m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", " + who + ", is missing.");
+}

@@ -1,0 +1,464 @@
+#include "store/objects/sto_MementoRead.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "metadata/cls_CollectionType.h"
+#include "store/agents/sto_BlobAgent.h"
+#include "store/format/sto_CollectionFields.h"
+#include "store/agents/sto_ListAgent.h"
+#include "store/objects/sto_ListReader.h"
+#include "store/objects/sto_MapReader.h"
+#include "store/agents/sto_ObjectAgents.h"
+#include "store/objects/sto_ObjectListReader.h"
+#include "store/format/sto_TypeNames.h"
+
+namespace {
+
+std::string NameOf(cls_FieldHandle const& field) {
+  return field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId())
+                                : std::string(field.Name().View());
+}
+
+bool IsAnyInt32(std::uint8_t tag) {
+  return tag == sto_Format::Int32 || tag == sto_Format::UInt32 || tag == sto_Format::Enum;
+}
+
+/// Calls `use` with the stored integer in its own type; false when the field is no integer.
+template <class Use> bool WithInteger(sto_Field const& field, Use use) {
+  sto_ByteReader reader(field.m_Payload);
+  switch (field.m_Tag) {
+  case sto_Format::Int8:
+    use(reader.Number<std::int8_t>());
+    return true;
+  case sto_Format::Int16:
+    use(reader.Number<std::int16_t>());
+    return true;
+  case sto_Format::UInt16:
+    use(reader.Number<std::uint16_t>());
+    return true;
+  case sto_Format::Int32:
+  case sto_Format::Enum:
+    use(reader.Number<std::int32_t>());
+    return true;
+  case sto_Format::UInt32:
+    use(reader.Number<std::uint32_t>());
+    return true;
+  case sto_Format::Int64:
+    use(reader.Number<std::int64_t>());
+    return true;
+  case sto_Format::UInt64:
+    use(reader.Number<std::uint64_t>());
+    return true;
+  default:
+    return false;
+  }
+}
+
+} // namespace
+
+sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
+  if (m_Part == nullptr) return nullptr;
+  CheckBases();
+  std::span<sto_Field const> const fields = m_Part->m_Fields;
+  // Most objects read what they wrote, in the same order; some ask twice for one attribute.
+  for (std::size_t const likely : {m_NextField, m_NextField - 1})
+    if (likely < fields.size() && m_Session.Catalogue().IsKey(fields[likely].m_Key, field)) {
+      m_NextField = likely + 1;
+      return &fields[likely];
+    }
+  std::optional<sto_FieldKey> const key = m_Session.KeyToRead(field);
+  if (!key) return nullptr;
+  for (std::size_t index = 0; index < fields.size(); ++index) {
+    if (!(fields[index].m_Key == *key)) continue;
+    m_NextField = index + 1;
+    return &fields[index];
+  }
+  return nullptr;
+}
+
+std::string sto_MementoRead::Describe() const {
+  if (m_Record == nullptr) return "an object that is not stored";
+  std::string text = "object " + std::to_string(Id());
+  if (m_Part != nullptr)
+    text += " (" + m_Session.Catalogue().DescribeClass(m_Part->m_ClassId) + " version " +
+            std::to_string(m_Part->m_Version) + ")";
+  return text;
+}
+
+void sto_MementoRead::CheckName(cls_FieldHandle const& field) const {
+  unsigned int const classId = m_Part->m_ClassId;
+  if (sto_IsCollectionClass(classId) || m_Session.Catalogue().IsDeclared(classId, field)) return;
+  m_Session.Raise(sto_ErrorKind::Misuse, "Attribute " + NameOf(field) + " is read of " + Describe() +
+                                             ", and no version of class " +
+                                             m_Session.Catalogue().ClassName(classId) +
+                                             " declares it, neither in the store nor in the program.");
+}
+
+void sto_MementoRead::CheckIdentity() const noexcept {
+  bool const isObject = m_Record != nullptr && m_Part == m_Record->Parts().data();
+  if (!isObject || m_Record->IsIdentityTaken() || std::uncaught_exceptions() > 0 ||
+      !m_Session.Catalogue().Classes().IsOfProgram(m_Part->m_ClassId))
+    return;
+  try {
+    m_Session.Raise(sto_ErrorKind::Misuse,
+                    "A reading constructor of class " + m_Session.Catalogue().ClassName(m_Part->m_ClassId) +
+                        " has read " + Describe() +
+                        " and has not taken its identity (GetUid): saved again, it would be a new object.");
+  } catch (...) {
+    m_Session.Keep(std::current_exception());
+  }
+}
+
+void sto_MementoRead::RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const {
+  m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + NameOf(field) + " of " + Describe() +
+                                                 " is stored as " + sto_ValueName(tag) +
+                                                 " and cannot be read as " + asked + ".");
+}
+
+cow_String sto_MementoRead::DbId() {
+  return cow_String(m_Session.Location());
+}
+
+void sto_MementoRead::NoteBuiltByMetadata() {
+  if (m_IsRefused) m_IsRefused = !sto_MetadataKnowsBases(m_Session.Catalogue(), *m_Record);
+}
+
+cls_Uid const& sto_MementoRead::GetUid() {
+  CheckBases();
+  if (m_Part != nullptr && m_Part->m_Id == Id()) m_Record.Fill().NoteIdentityTaken();
+  if (!m_Uid)
+    m_Uid.emplace(m_Part == nullptr ? cls_Uid::AllocateUid()
+                                    : m_Session.Identities().IdentityOf(m_Part->m_Id));
+  return *m_Uid;
+}
+
+int sto_MementoRead::FieldIsPresent(cls_FieldHandle const& field) const {
+  return Find(field) == nullptr ? 0 : 1;
+}
+
+int sto_MementoRead::DataIsPresent(cls_FieldHandle const& field) const {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return 0;
+  if (found->m_Tag != sto_Format::Reference) return 1;
+  return m_Session.Driver().HasObject(sto_ByteReader(found->m_Payload).Number<std::int64_t>()) ? 1 : 0;
+}
+
+void sto_MementoRead::RaiseNesting(sto_Session const& session, std::string const& holder) {
+  session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
+                                         std::to_string(sto_Format::MaxNesting) + " deep (at " + holder +
+                                         ").");
+}
+
+cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field) {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return new sto_MementoRead(m_Session, nullptr, m_Depth + 1);
+  if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
+    RaiseType(field, found->m_Tag, "object");
+  if (m_Depth + 1 > sto_Format::MaxNesting) RaiseNesting(m_Session, Describe());
+  std::int64_t const id = sto_ByteReader(found->m_Payload).Number<std::int64_t>();
+  sto_RecordRef record = m_Session.ReadRecord(id);
+  if (record == nullptr && found->m_Tag == sto_Format::Object)
+    m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", which attribute " +
+                                                NameOf(field) + " of " + Describe() + " holds, is missing.");
+  return new sto_MementoRead(m_Session, std::move(record), m_Depth + 1);
+}
+
+sto_RecordRef sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id, int depth,
+                                           Collection const& collection) {
+  if (id == 0) return nullptr;
+  if (depth > sto_Format::MaxNesting) RaiseNesting(session, collection.Describe());
+  sto_RecordRef record = session.ReadRecord(id);
+  if (record == nullptr)
+    session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", an element of " +
+                                              collection.Describe() + ", is missing.");
+  return record;
+}
+
+cls_MementoRead* sto_MementoRead::Clone() {
+  CheckBases();
+  // A part that was not written is an object that is not there: the collections are not its either.
+  sto_Part const* const base = m_Part == nullptr ? nullptr : m_Part + 1;
+  if (base == nullptr || base == m_Record->Parts().data() + m_Record->Parts().size())
+    return new sto_MementoRead(m_Session, nullptr, m_Depth);
+  return new sto_MementoRead(*this, base);
+}
+
+bool sto_MementoRead::Read(cls_FieldHandle const& field, bool const& defaultValue) {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return defaultValue;
+  if (found->m_Tag != sto_Format::Bool) RaiseType(field, found->m_Tag, "bool");
+  return sto_ByteReader(found->m_Payload).U8() != 0;
+}
+
+cow_String sto_MementoRead::Read(cls_FieldHandle const& field, cow_String const& defaultValue) {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return defaultValue;
+  if (found->m_Tag == sto_Format::NoText) return cow_String();
+  if (found->m_Tag != sto_Format::Text) RaiseType(field, found->m_Tag, "string");
+  return cow_String(sto_AsText(found->m_Payload));
+}
+
+float sto_MementoRead::Read(cls_FieldHandle const& field, float const& defaultValue) {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return defaultValue;
+  if (found->m_Tag != sto_Format::Float) RaiseType(field, found->m_Tag, "float");
+  return sto_ByteReader(found->m_Payload).Number<float>();
+}
+
+double sto_MementoRead::Read(cls_FieldHandle const& field, double const& defaultValue) {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return defaultValue;
+  sto_ByteReader reader(found->m_Payload);
+  if (found->m_Tag == sto_Format::Float) return static_cast<double>(reader.Number<float>());
+  if (found->m_Tag != sto_Format::Double) RaiseType(field, found->m_Tag, "double");
+  return reader.Number<double>();
+}
+
+template <class T>
+T sto_MementoRead::ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return defaultValue;
+  T value{};
+  bool fits = false;
+  bool const isInteger = WithInteger(*found, [&](auto stored) {
+    fits = std::in_range<T>(stored) || (sizeof(T) == 4 && IsAnyInt32(found->m_Tag));
+    value = static_cast<T>(stored);
+  });
+  if (!isInteger || !fits) RaiseType(field, found->m_Tag, asked);
+  return value;
+}
+
+unsigned int sto_MementoRead::Read(cls_FieldHandle const& field, unsigned int const& defaultValue) {
+  return ReadInteger(field, defaultValue, "unsigned 32-bit integer");
+}
+int sto_MementoRead::Read(cls_FieldHandle const& field, int const& defaultValue) {
+  return ReadInteger(field, defaultValue, "32-bit integer");
+}
+signed char sto_MementoRead::Read(cls_FieldHandle const& field, signed char const& defaultValue) {
+  return ReadInteger(field, defaultValue, "8-bit integer");
+}
+short sto_MementoRead::Read(cls_FieldHandle const& field, short const& defaultValue) {
+  return ReadInteger(field, defaultValue, "16-bit integer");
+}
+unsigned short sto_MementoRead::Read(cls_FieldHandle const& field, unsigned short const& defaultValue) {
+  return ReadInteger(field, defaultValue, "unsigned 16-bit integer");
+}
+long long sto_MementoRead::Read(cls_FieldHandle const& field, long long const& defaultValue) {
+  return ReadInteger(field, defaultValue, "64-bit integer");
+}
+unsigned long long sto_MementoRead::Read(cls_FieldHandle const& field,
+                                         unsigned long long const& defaultValue) {
+  return ReadInteger(field, defaultValue, "unsigned 64-bit integer");
+}
+int sto_MementoRead::ReadEnum(cls_FieldHandle const& field) {
+  return ReadInteger(field, 0, "enumeration");
+}
+
+cls_Uid sto_MementoRead::ReadReference(cls_FieldHandle const& field) {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return cls_Uid::AllocateUid();
+  if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
+    RaiseType(field, found->m_Tag, "reference");
+  return m_Session.Identities().IdentityOf(sto_ByteReader(found->m_Payload).Number<std::int64_t>());
+}
+
+int sto_MementoRead::ReadBytes(cls_FieldHandle const& field, void* bytes, int capacityBytes) {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return -1;
+  if (found->m_Tag != sto_Format::Bytes) RaiseType(field, found->m_Tag, "byte string");
+  std::size_t const size =
+      std::min(found->m_Payload.size(), static_cast<std::size_t>(std::max(0, capacityBytes)));
+  if (size > 0) std::memcpy(bytes, found->m_Payload.data(), size);
+  return static_cast<int>(found->m_Payload.size());
+}
+
+unsigned int sto_MementoRead::ClassId() const {
+  return m_Part == nullptr ? 1 : m_Part->m_ClassId;
+}
+
+int sto_MementoRead::ClassVersion() const {
+  return m_Part == nullptr ? -1 : m_Part->m_Version;
+}
+
+template <class T> cls_ReadListPrim<T>* sto_MementoRead::MakeList() {
+  if (m_Record == nullptr) return new sto_ListReader<T>(m_Session);
+  char const* const asked = sto_ElementTypeName(sto_ElementCodec<T>::ElementType);
+  if (!m_Record->List())
+    m_Session.Raise(sto_ErrorKind::WrongClass,
+                    "There is no list of " + std::string(asked) + " in " + Describe() + ".");
+  if (m_Record->List()->m_ElementType != sto_ElementCodec<T>::ElementType)
+    m_Session.Raise(sto_ErrorKind::WrongClass, "The list of " + Describe() + " is stored as a list of " +
+                                                   sto_ElementTypeName(m_Record->List()->m_ElementType) +
+                                                   " and cannot be read as one of " + asked + ".");
+  return new sto_ListReader<T>(m_Session, Id(), m_Record);
+}
+
+void sto_MementoRead::CheckShape(sto_CollectionShape const& asked) const {
+  if (m_Record == nullptr) return;
+  if (!m_Record->List() && !m_Record->Map())
+    m_Session.Raise(sto_ErrorKind::WrongClass, "There is no " + asked.Name() + " in " + Describe() + ".");
+  sto_CollectionShape const stored = m_Record->Map()
+                                         ? sto_CollectionShape::Of(*m_Record->Map())
+                                         : sto_CollectionShape::List(m_Record->List()->m_ElementType);
+  if (stored == asked) return;
+  m_Session.Raise(sto_ErrorKind::WrongClass, "The collection of " + Describe() + " is stored as a " +
+                                                 stored.Name() + " and cannot be read as a " + asked.Name() +
+                                                 ".");
+}
+
+template <class K, class T> auto sto_MementoRead::MakeMap() const {
+  CheckShape(sto_MapShape<K, T>());
+  return new sto_MapReader<K, T>(m_Session, m_Record);
+}
+
+cls_ReadListObj* sto_MementoRead::MakeReadListObj() {
+  CheckShape(sto_CollectionShape::List(sto_Format::ElementObject));
+  return new sto_ObjectListReader(m_Session, m_Record, m_Depth);
+}
+cls_ReadMapInt2Obj* sto_MementoRead::MakeReadMapInt2Obj() {
+  CheckShape(sto_MapShape<int, sto_ObjectId>());
+  return new sto_ObjectMapReaderInt(m_Session, m_Record, m_Depth);
+}
+cls_ReadMapString2Obj* sto_MementoRead::MakeReadMapString2Obj() {
+  CheckShape(sto_MapShape<cow_String, sto_ObjectId>());
+  return new sto_ObjectMapReaderString(m_Session, m_Record, m_Depth);
+}
+cls_ReadIntTableInt* sto_MementoRead::MakeReadIntTableInt() {
+  CheckShape(sto_IntTableShape());
+  return new sto_IntTableReader(m_Session, m_Record);
+}
+
+cls_ReadListObj* sto_MementoRead::MakeFieldReadListObj(cls_FieldHandle const& field) {
+  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadListObj();
+}
+cls_ReadMapInt2Obj* sto_MementoRead::MakeFieldReadMapInt2Obj(cls_FieldHandle const& field) {
+  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadMapInt2Obj();
+}
+cls_ReadMapString2Obj* sto_MementoRead::MakeFieldReadMapString2Obj(cls_FieldHandle const& field) {
+  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadMapString2Obj();
+}
+cls_ReadIntTableInt* sto_MementoRead::MakeFieldReadIntTableInt(cls_FieldHandle const& field) {
+  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadIntTableInt();
+}
+
+cls_ReadMapInt2Prim<cow_String>* sto_MementoRead::MakeReadMapInt2Prim(cow_String*) {
+  return MakeMap<int, cow_String>();
+}
+cls_ReadMapInt2Prim<float>* sto_MementoRead::MakeReadMapInt2Prim(float*) {
+  return MakeMap<int, float>();
+}
+cls_ReadMapInt2Prim<double>* sto_MementoRead::MakeReadMapInt2Prim(double*) {
+  return MakeMap<int, double>();
+}
+cls_ReadMapInt2Prim<unsigned int>* sto_MementoRead::MakeReadMapInt2Prim(unsigned int*) {
+  return MakeMap<int, unsigned int>();
+}
+cls_ReadMapInt2Prim<int>* sto_MementoRead::MakeReadMapInt2Prim(int*) {
+  return MakeMap<int, int>();
+}
+cls_ReadMapString2Prim<unsigned int>* sto_MementoRead::MakeReadMapString2Prim(unsigned int*) {
+  return MakeMap<cow_String, unsigned int>();
+}
+cls_ReadMapString2Prim<cow_String>* sto_MementoRead::MakeReadMapString2Prim(cow_String*) {
+  return MakeMap<cow_String, cow_String>();
+}
+cls_ReadMapString2Prim<int>* sto_MementoRead::MakeReadMapString2Prim(int*) {
+  return MakeMap<cow_String, int>();
+}
+cls_ReadMapString2Prim<float>* sto_MementoRead::MakeReadMapString2Prim(float*) {
+  return MakeMap<cow_String, float>();
+}
+cls_ReadMapString2Prim<double>* sto_MementoRead::MakeReadMapString2Prim(double*) {
+  return MakeMap<cow_String, double>();
+}
+
+template <class T> cls_AgentListPrim<T>* sto_MementoRead::MakeAgent() {
+  return sto_ListAgent<T>::OfStored(m_Session, Id(), m_Record);
+}
+
+cls_AgentListPrim<bool>* sto_MementoRead::MakeAgentListPrim(bool*) {
+  return MakeAgent<bool>();
+}
+cls_AgentListPrim<double>* sto_MementoRead::MakeAgentListPrim(double*) {
+  return MakeAgent<double>();
+}
+cls_AgentListPrim<float>* sto_MementoRead::MakeAgentListPrim(float*) {
+  return MakeAgent<float>();
+}
+cls_AgentListPrim<int>* sto_MementoRead::MakeAgentListPrim(int*) {
+  return MakeAgent<int>();
+}
+cls_AgentListPrim<cow_String>* sto_MementoRead::MakeAgentListPrim(cow_String*) {
+  return MakeAgent<cow_String>();
+}
+cls_AgentListPrim<unsigned int>* sto_MementoRead::MakeAgentListPrim(unsigned int*) {
+  return MakeAgent<unsigned int>();
+}
+
+cls_AgentListObj* sto_MementoRead::MakeAgentListObj() {
+  return sto_AgentOfStored<sto_ListAgentObj>(m_Session, Id(), m_Record, m_Depth);
+}
+cls_AgentMapKey2Obj<int>* sto_MementoRead::MakeAgentMapKey2Obj(int*) {
+  return sto_AgentOfStored<sto_MapAgentObj<int>>(m_Session, Id(), m_Record, m_Depth);
+}
+cls_AgentMapKey2Obj<cow_String>* sto_MementoRead::MakeAgentMapKey2Obj(cow_String*) {
+  return sto_AgentOfStored<sto_MapAgentObj<cow_String>>(m_Session, Id(), m_Record, m_Depth);
+}
+
+cls_AgentBlob* sto_MementoRead::MakeAgentBlob() {
+  if (m_Record != nullptr && ClassId() != cls_BlobTypeId)
+    m_Session.Raise(sto_ErrorKind::WrongClass, "There is no blob in " + Describe() + ".");
+  return new sto_BlobAgent(m_Session, Id());
+}
+
+cls_ReadListPrim<bool>* sto_MementoRead::MakeReadListPrim(bool*) {
+  return MakeList<bool>();
+}
+cls_ReadListPrim<cow_String>* sto_MementoRead::MakeReadListPrim(cow_String*) {
+  return MakeList<cow_String>();
+}
+cls_ReadListPrim<float>* sto_MementoRead::MakeReadListPrim(float*) {
+  return MakeList<float>();
+}
+cls_ReadListPrim<double>* sto_MementoRead::MakeReadListPrim(double*) {
+  return MakeList<double>();
+}
+cls_ReadListPrim<unsigned int>* sto_MementoRead::MakeReadListPrim(unsigned int*) {
+  return MakeList<unsigned int>();
+}
+cls_ReadListPrim<int>* sto_MementoRead::MakeReadListPrim(int*) {
+  return MakeList<int>();
+}
+
+void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String const& name) {
+  cls_FieldHandle const field(name);
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return;
+  if (found->m_Tag != sto_Format::Object) RaiseType(field, found->m_Tag, "collection");
+  auto const stored = static_cast<cls_CollectionType>(std::to_integer<int>(found->m_Payload.back()));
+  if (!cls_CollectionsMatch(stored, type))
+    RaiseCollection(stored, name,
+                    " and cannot be read as " + sto_CollectionTypeName(type) +
+                        (stored == COLLECTION_NONE
+                             ? "."
+                             : ": read it as " + sto_Written::Collection(stored).m_What + "."));
+  cls_ClassMetadata const* const metadata =
+      m_Session.Catalogue().Classes().ForVersion(m_Part->m_ClassId, m_Part->m_Version);
+  if (metadata == nullptr || metadata->Version() != m_Part->m_Version) return;
+  cls_AttributeMetadata const* const declared = metadata->FindAttribute(name);
+  if (declared == nullptr || cls_CollectionsMatch(stored, declared->m_CollectionType)) return;
+  sto_Written const held = sto_Written::Collection(stored);
+  int const elements = held.m_Type == sto_Written::AnyType ? declared->m_Type : held.m_Type;
+  RaiseCollection(stored, name,
+                  ", but its class is declared with " +
+                      sto_DeclarationText(declared->m_Type, declared->m_CollectionType) + ": declare it as " +
+                      sto_DeclarationText(elements, stored) + ".");
+}
+
+void sto_MementoRead::RaiseCollection(cls_CollectionType stored, cow_String const& name,
+                                      std::string const& problem) const {
+  m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + std::string(name.View()) + " of " + Describe() +
+                                                 " is stored as " + sto_CollectionTypeName(stored) + problem);
+}

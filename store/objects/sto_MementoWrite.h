@@ -1,0 +1,146 @@
+#pragma once
+
+#include <memory>
+
+#include "persist/backend/cls_MementoWrite.h"
+#include "store/objects/sto_RecordInProgress.h"
+
+/// Writes one object, or one base-class part of it, into the record that its parts share. Internal to the
+/// module.
+///
+/// Identity decides what is one object: whatever is written under one identity in a save is stored once, and
+/// each place that holds it holds that object. So the brackets around shared pointers have nothing to add,
+/// and the payload of a copy-on-write holder is not looked at: holders of one payload are written with its
+/// one identity, and values with identities of their own stay apart even while they share their memory.
+class sto_MementoWrite : public cls_MementoWrite {
+ public:
+  /// Stands on a part of `object`, which is of class `inUse`.
+  sto_MementoWrite(std::shared_ptr<sto_RecordInProgress> object, std::size_t part, sto_ClassInUse& inUse)
+      : m_Object(std::move(object)), m_Part(part), m_Class(inUse) {}
+
+  /// The memento of an object of a save that `depth` objects hold, and its id in `id`; null when the object
+  /// is not to be visited here, because it was before. The collection classes and blobs always get one: their
+  /// writers do not look.
+  static std::unique_ptr<sto_MementoWrite> ForObject(sto_Session& session, unsigned int classId,
+                                                     cls_Uid const& uid, int depth,
+                                                     sto_Reach::Place const& place, std::int64_t& id);
+
+  /// The same for an element, at `object`, of the collection that `collection` writes.
+  static std::unique_ptr<sto_MementoWrite> ForElement(sto_RecordInProgress& collection, unsigned int classId,
+                                                      cls_Uid const& uid, void const* object,
+                                                      std::int64_t& id);
+
+  /// Keeps `scope` until the object is written.
+  void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept {
+    m_Object->KeepUntilWritten(std::move(scope));
+  }
+
+  [[nodiscard]] sto_Session& Session() const noexcept { return m_Object->Session(); }
+  /// Writes a field that holds object `id` of class `classId`, which is written by other means.
+  void HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id);
+
+  int FieldIsPresent(cls_FieldHandle const& field) const override;
+  cls_MementoWrite* MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid,
+                                      void const* object) override;
+  cls_MementoWrite* MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
+                                         cls_Uid const& uid,
+                                         cow_COW<int, cow_Direct<int>> const* cow) override;
+  cls_MementoWrite* MakeBaseWriteObj(unsigned int classId, cls_Uid const& uid) override;
+
+  void Write(cls_FieldHandle const& field, bool const& value) override;
+  void Write(cls_FieldHandle const& field, cow_String const& value) override;
+  void Write(cls_FieldHandle const& field, float const& value) override;
+  void Write(cls_FieldHandle const& field, double const& value) override;
+  void Write(cls_FieldHandle const& field, unsigned int const& value) override;
+  void Write(cls_FieldHandle const& field, int const& value) override;
+  void Write(cls_FieldHandle const& field, signed char const& value) override;
+  void Write(cls_FieldHandle const& field, short const& value) override;
+  void Write(cls_FieldHandle const& field, unsigned short const& value) override;
+  void Write(cls_FieldHandle const& field, long long const& value) override;
+  void Write(cls_FieldHandle const& field, unsigned long long const& value) override;
+  void WriteEnum(cls_FieldHandle const& field, int const& value) override;
+  void WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) override;
+  void WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) override;
+
+  cls_WriteListPrim<bool>* MakeWriteListPrim(bool const* tag, int width) override;
+  cls_WriteListPrim<cow_String>* MakeWriteListPrim(cow_String const* tag, int width) override;
+  cls_WriteListPrim<float>* MakeWriteListPrim(float const* tag, int width) override;
+  cls_WriteListPrim<double>* MakeWriteListPrim(double const* tag, int width) override;
+  cls_WriteListPrim<unsigned int>* MakeWriteListPrim(unsigned int const* tag, int width) override;
+  cls_WriteListPrim<int>* MakeWriteListPrim(int const* tag, int width) override;
+
+  cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() override;
+  cls_WriteMapString2Obj* MakeWriteMapString2Obj() override;
+  cls_WriteMapInt2Prim<cow_String>* MakeWriteMapInt2Prim(cow_String const* tag) override;
+  cls_WriteMapInt2Prim<float>* MakeWriteMapInt2Prim(float const* tag) override;
+  cls_WriteMapInt2Prim<double>* MakeWriteMapInt2Prim(double const* tag) override;
+  cls_WriteMapInt2Prim<unsigned int>* MakeWriteMapInt2Prim(unsigned int const* tag) override;
+  cls_WriteMapInt2Prim<int>* MakeWriteMapInt2Prim(int const* tag) override;
+  cls_WriteListObj* MakeWriteListObj() override;
+  cls_WriteIntTableInt* MakeWriteIntTableInt() override;
+
+  /// The collection object is of class cls_InternalList for a list, cls_InternalMap for a map and a table.
+  cls_WriteListObj* MakeFieldWriteListObj(cls_FieldHandle const& field, cls_Uid const& uid) override;
+  cls_WriteMapInt2Obj* MakeFieldWriteMapInt2Obj(cls_FieldHandle const& field, cls_Uid const& uid) override;
+  cls_WriteMapString2Obj* MakeFieldWriteMapString2Obj(cls_FieldHandle const& field,
+                                                      cls_Uid const& uid) override;
+  cls_WriteIntTableInt* MakeFieldWriteIntTableInt(cls_FieldHandle const& field, cls_Uid const& uid) override;
+
+  cls_WriteMapString2Prim<unsigned int>* MakeWriteMapString2Prim(unsigned int const* tag) override;
+  cls_WriteMapString2Prim<cow_String>* MakeWriteMapString2Prim(cow_String const* tag) override;
+  cls_WriteMapString2Prim<int>* MakeWriteMapString2Prim(int const* tag) override;
+  cls_WriteMapString2Prim<float>* MakeWriteMapString2Prim(float const* tag) override;
+  cls_WriteMapString2Prim<double>* MakeWriteMapString2Prim(double const* tag) override;
+
+  cls_AgentListObj* MakeAgentListObj(int sizeHint) override;
+  cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int const* tag, int sizeHint) override;
+  cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag, int sizeHint) override;
+  cls_AgentListPrim<bool>* MakeAgentListPrim(bool const* tag, int sizeHint) override;
+  cls_AgentListPrim<double>* MakeAgentListPrim(double const* tag, int sizeHint) override;
+  cls_AgentListPrim<float>* MakeAgentListPrim(float const* tag, int sizeHint) override;
+  cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) override;
+  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) override;
+  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag, int sizeHint) override;
+  /// The blob begins empty, whatever was stored under its identity; see sto_KeepBlob.
+  cls_AgentBlob* MakeAgentBlob() override;
+
+  /// Compares the type with the one that the attribute is declared with, and records it with the field, so
+  /// that a reader without the classes knows what the collection is. Misuse on a mismatch.
+  void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
+
+  /// Copies a proxy's stored object, and all that it leads to, without building it. False for a proxy of
+  /// another kind of storage; see sto_Proxy.h.
+  bool CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field) override;
+
+ private:
+  /// The declared attribute of a field. Misuse when the class's metadata has none.
+  [[nodiscard]] sto_ClassInUse::Attribute const& Attribute(cls_FieldHandle const& field);
+  /// Misuse unless an attribute that holds an object of this class is declared as one that does.
+  void CheckHeldClass(sto_ClassInUse::Attribute const& attribute, unsigned int classId) const;
+  [[noreturn]] void RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const;
+  /// Starts a field with its tag; the value follows. Misuse when the attribute is not declared for it.
+  [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag) {
+    return StartField(field, Attribute(field), tag);
+  }
+  [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field,
+                                          sto_ClassInUse::Attribute const& attribute,
+                                          sto_Format::ValueTag tag);
+  template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
+  void WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes, int sizeBytes);
+  void PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute, std::int64_t id);
+  /// Conflict when the object is open as an agent; Misuse when it may not be such a collection.
+  void CheckBuilder(sto_CollectionShape const& shape) const;
+  template <class T> cls_WriteListPrim<T>* MakeList(int width);
+  template <class K, class T> auto MakeMap() const;
+  template <class K> auto MakeObjectMap() const;
+  template <class Make>
+  auto MakeInField(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid, Make make);
+  template <class T> cls_AgentListPrim<T>* MakeAgent(int sizeHint);
+  template <class Agent>
+  Agent* MakeObjectAgent(sto_CollectionShape const& shape, unsigned int classId, int sizeHint);
+
+  std::shared_ptr<sto_RecordInProgress> m_Object;
+  std::size_t m_Part;
+  sto_ClassInUse& m_Class;
+  bool m_HasBase = false;
+};

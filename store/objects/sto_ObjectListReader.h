@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+
+#include "persist/backend/cls_ReadObjects.h"
+#include "store/session/sto_Session.h"
+#include "store/session/sto_StoredBlocks.h"
+
+/// Cursor over an object's list of objects; holds the ids of one block at a time. Damaged when the stored
+/// bytes do not fit what the list says of itself, or name an object that is missing. Internal to the module.
+class sto_ObjectListReader final : public cls_ReadListObj {
+ public:
+  /// The list that `record` has, which `depth` objects hold; without record an empty one.
+  sto_ObjectListReader(sto_Session& session, sto_RecordRef record, int depth);
+
+  int Count() override { return m_List.m_Count; }
+  int Position() override { return m_Next; }
+  int More() override { return m_Next < m_List.m_Count ? 1 : 0; }
+  /// Ends behind the last element when there are fewer; a negative count moves nowhere.
+  void Skip(int count) override;
+  cls_MementoRead* Next() override;
+  cls_MementoRead* At(int index) override;
+
+ private:
+  [[nodiscard]] std::int64_t IdAt(int index);
+  /// Loads the block of an element.
+  void LoadBlock(int block);
+  [[noreturn]] void RaiseDamaged(int index) const;
+
+  sto_Session& m_Session;
+  sto_RecordRef m_Record;
+  std::int64_t m_Id = 0;
+  int m_Depth;
+  sto_ListHeader m_List;
+  sto_StoredBlocks m_Blocks;
+  int m_Next = 0;
+  int m_Block = -1; // the block whose ids are m_Ids
+  sto_Bytes m_Ids;
+};
+
+/// Checks the content of a block of a list of objects, which has `count` elements: its size, and that the
+/// store has given out each id.
+[[nodiscard]] bool sto_AreObjectIds(sto_Session const& session, sto_ByteView content, int count) noexcept;
+/// Whether the blocks of a list are there, before anybody makes room for the `count` elements that it says it
+/// has, of at least so many bytes each. Whether they can be read is seen when they are.
+[[nodiscard]] bool sto_HasBlocks(sto_Session& session, std::int64_t listId, int count, std::size_t minBytes);
+/// How many elements block `index` of a list of `count` has.
+[[nodiscard]] int sto_ElementsInBlock(int index, int count) noexcept;
+/// How many blocks a list of `count` elements has.
+[[nodiscard]] int sto_BlocksOfList(int count) noexcept;

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+
+#include "persist/backend/cls_WriteObjects.h"
+#include "store/objects/sto_ListWriter.h"
+#include "store/objects/sto_MementoWrite.h"
+
+/// Builder of an object's list of objects: a list of their ids. Complete when it is deleted.
+class sto_ObjectListWriter final : public cls_WriteListObj {
+ public:
+  explicit sto_ObjectListWriter(std::shared_ptr<sto_RecordInProgress> object)
+      : m_Object(*object), m_Ids(std::move(object), 1) {}
+
+  cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) override {
+    return MakeWriteObjWithPtr(classId, uid, nullptr);
+  }
+  cls_MementoWrite* MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid,
+                                        void const* object) override {
+    std::int64_t id = 0;
+    std::unique_ptr<sto_MementoWrite> element =
+        sto_MementoWrite::ForElement(m_Object, classId, uid, object, id);
+    m_Ids.Append({id});
+    return element.release();
+  }
+  int Count() const override { return m_Ids.Count(); }
+
+ private:
+  sto_RecordInProgress& m_Object; // m_Ids keeps it alive
+  sto_ListWriter<sto_ObjectId> m_Ids;
+};

@@ -1,0 +1,274 @@
+#include "store/objects/sto_RecordInProgress.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "metadata/cls_CollectionType.h"
+#include "store/format/sto_BlockKey.h"
+#include "store/format/sto_Checksum.h"
+#include "store/format/sto_CollectionFields.h"
+#include "store/session/sto_ElementScope.h"
+#include "store/session/sto_HolderText.h"
+#include "store/agents/sto_CollectionAgent.h"
+#include "store/objects/sto_StrictSave.h"
+#include "store/format/sto_TypeNames.h"
+
+namespace {
+
+template <class T>
+void PutNumber(sto_RecordBuilder& record, sto_FieldKey const& key, sto_Format::ValueTag tag, T value) {
+  sto_ByteWriter writer(record.StartField(0, key));
+  writer.U8(tag);
+  writer.Number(value);
+}
+
+} // namespace
+
+sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
+                                   sto_Reach::Place const& place, sto_Reach::Meeting const& meeting)
+    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Place(place), m_Meeting(meeting),
+      m_LastClass(&inUse), m_Record(session.TakeBuilder()) {
+  if (depth > sto_Format::MaxNesting)
+    session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
+                                           std::to_string(sto_Format::MaxNesting) + " deep (at " +
+                                           Describe() + ").");
+  m_Record->AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
+}
+
+sto_RecordInProgress::~sto_RecordInProgress() {
+  if (IsUnwinding()) {
+    m_Session.MarkIncomplete();
+  } else {
+    try {
+      Finish();
+    } catch (...) {
+      m_Session.Keep(std::current_exception());
+    }
+  }
+  m_Session.ReturnBuilder(std::move(m_Record));
+}
+
+std::string sto_RecordInProgress::Describe() const {
+  return "object " + std::to_string(m_Id) + " (" + std::string(m_Class.Metadata().Name().View()) + ")";
+}
+
+std::size_t sto_RecordInProgress::AddBasePart(sto_ClassInUse& inUse, std::int64_t id) {
+  m_LastClass = &inUse;
+  return m_Record->AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
+}
+
+void sto_RecordInProgress::CheckBaseParts() const {
+  cls_ClassMetadata const* const above = m_LastClass->DeclaringBase();
+  if (above == nullptr) return;
+  auto const name = [&](unsigned int classId) { return m_Session.Catalogue().ClassName(classId); };
+  cls_ClassMetadata const& last = m_LastClass->Metadata();
+  std::string const base = name(last.BaseClassId());
+  m_Session.Raise(sto_ErrorKind::Misuse, "The base-class part " + base + " of " + Describe() +
+                                             " was not written, and class " + name(above->ClassId()) +
+                                             " declares attributes that would be lost: DBWrite of class " +
+                                             name(last.ClassId()) + " calls " + base +
+                                             "::DBWrite(cls_WriteVisitor(visitor, " + base + "::TypeId())).");
+}
+
+void sto_RecordInProgress::RaiseAttribute(std::string const& problem) const {
+  m_Session.MarkIncomplete();
+  std::string const name = m_Attribute->m_Name.IsEmpty() ? "number " + std::to_string(m_Attribute->m_FieldId)
+                                                         : std::string(m_Attribute->m_Name.View());
+  m_Session.Raise(sto_ErrorKind::Misuse,
+                  "Attribute " + name + " of class " + std::string(m_Holder->Name().View()) + " version " +
+                      std::to_string(m_Holder->Version()) + " " + problem + " (writing " + Describe() + ").");
+}
+
+void sto_RecordInProgress::CheckShape(sto_CollectionShape const& shape) {
+  if (m_Attribute == nullptr) return;
+  // An object of another class, which a single value may hold, can have elements of its own.
+  if (sto_ShapeFits(shape, *m_Attribute) && SingleValueName() == nullptr) return;
+  RaiseAttribute(sto_MisdeclaredText(*m_Attribute, sto_Written::Collection(shape)));
+}
+
+char const* sto_RecordInProgress::SingleValueName() const {
+  if (m_Attribute == nullptr || m_Attribute->m_CollectionType != COLLECTION_NONE) return nullptr;
+  unsigned int const classId = m_Class.Metadata().ClassId();
+  if (classId == cls_InternalListTypeId) return "list";
+  return classId == cls_InternalMapTypeId ? "map" : nullptr;
+}
+
+void sto_RecordInProgress::WriteBlock(sto_Bytes& elements) {
+  m_Session.CheckSave();
+  std::int64_t const key = sto_BlockKey(m_Id, m_BlockCount);
+  sto_Seal(static_cast<std::uint64_t>(key), elements);
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing) CompareBlock(key, elements);
+  m_Session.Driver().WriteBlock(key, elements);
+  ++m_BlockCount;
+}
+
+std::vector<sto_CollectionAgent*> sto_RecordInProgress::ForeignAgents() const {
+  std::vector<sto_CollectionAgent*> agents;
+  cls_UidCatalogEntry* const entry = m_Session.Identities().EntryOf(m_Id);
+  if (entry == nullptr) return agents;
+  m_Session.Identities().ForEachForeignTie(entry, [&](sto_IdentityMap::Tie const& tie) {
+    sto_Session* const other = tie.Map().Session();
+    if (sto_CollectionAgent* const agent = other == nullptr ? nullptr : other->FindAgent(tie.Id()))
+      agents.push_back(agent);
+  });
+  return agents;
+}
+
+bool sto_RecordInProgress::LeaveToAgent() {
+  sto_CollectionAgent* const own = m_Session.FindAgent(m_Id);
+  if (own != nullptr && (m_HadAgent || (m_Place.m_Address != nullptr && own->IsHeldBy(m_Place.m_Address)))) {
+    own->Synchronise(); // what is saved now must not hold a collection that another session has deleted
+    return true;
+  }
+  // One that was let go in the same save has written it already.
+  if (own == nullptr && m_HadAgent && m_Session.Driver().HasObject(m_Id)) return true;
+  std::vector<sto_CollectionAgent*> const foreign = ForeignAgents();
+  auto const holder = std::ranges::find_if(foreign, [this](sto_CollectionAgent const* agent) {
+    return m_Place.m_Address != nullptr && agent->IsHeldBy(m_Place.m_Address);
+  });
+  if (holder == foreign.end() && foreign.size() + (own == nullptr ? 0 : 1) > 1)
+    m_Session.Raise(sto_ErrorKind::Conflict, "The collection of " + Describe() +
+                                                 " is open in several stores under one identity (" +
+                                                 foreign.front()->Where() +
+                                                 " among them), and which of them is saved cannot be told.");
+  if (own != nullptr && holder == foreign.end()) {
+    if (m_Place.m_Address != nullptr) CheckLost(); // not one of those that hold the list
+    own->Synchronise();
+    return true;
+  }
+  if (foreign.empty()) return false;
+  sto_CollectionAgent& source = holder == foreign.end() ? *foreign.front() : **holder;
+  if (own != nullptr) // whose containers would write over the copy, or the copy over theirs
+    m_Session.Raise(sto_ErrorKind::Conflict,
+                    "The collection of " + Describe() + " belongs to " + source.Where() +
+                        " and is open here too: let go of what was loaded here first.");
+  CopyFrom(source);
+  return false;
+}
+
+void sto_RecordInProgress::CopyFrom(sto_CollectionAgent& foreign) {
+  if (foreign.CopyInto(*this, m_Place.m_Address)) return;
+  m_Session.Raise(sto_ErrorKind::Misuse, "The " + foreign.What() + " of " + Describe() +
+                                             " is open in another store, " + foreign.Where() +
+                                             ", and is not copied by saving it here: copy its root with "
+                                             "sto_CopyRoot.");
+}
+
+void sto_RecordInProgress::CheckLost() const {
+  if (cls_UidCatalogEntry* const entry = m_Session.Identities().EntryOf(m_Id))
+    if (sto_CollectionAgent const* const lost = m_Session.FindLost(entry)) lost->RaiseLost();
+}
+
+void sto_RecordInProgress::RaiseNothingWritten() const {
+  CheckLost();
+  m_Session.Raise(
+      sto_ErrorKind::Misuse,
+      "No elements were written for " + Describe() +
+          ": its array, list or map is open in no store that this one could copy it from. Copy its root from "
+          "store to store with sto_CopyRoot, or the whole store with sto_Store::CopyTo; or save it while the "
+          "store that it belongs to is open.");
+}
+
+sto_Record const* sto_RecordInProgress::ReadStored() {
+  unsigned int classId = 0;
+  sto_Record& stored = m_Session.Scratch();
+  std::string problem;
+  bool const isThere =
+      m_Session.Driver().ReadObject(m_Id, classId, stored.Bytes()) && stored.Decode(m_Id, classId, problem);
+  return isThere ? &stored : nullptr;
+}
+
+void sto_RecordInProgress::CompareBlock(std::int64_t key, sto_Bytes const& sealed) {
+  sto_Bytes stored;
+  if (!m_Session.Driver().ReadBlock(key, stored) || stored != sealed) NoteDifference();
+}
+
+void sto_RecordInProgress::NoteDifference() const {
+  if (m_Meeting.m_Comparing != sto_Comparing::SecondName) RaiseTwoObjects();
+  m_Session.Reach().NoteOtherContent(m_Id);
+}
+
+std::string sto_RecordInProgress::PlaceText() const {
+  if (m_Place.m_Holder == 0) return "root " + m_Session.Reach().RootOf(m_Session.SaveNumber());
+  std::string const holder = "object " + std::to_string(m_Place.m_Holder);
+  if (m_Attribute == nullptr) return "an element of " + holder;
+  return "attribute " + std::string(m_Attribute->m_Name.View()) + " of " + holder + " (" +
+         std::string(m_Holder->Name().View()) + ")";
+}
+
+void sto_RecordInProgress::RaiseTwoObjects() const {
+  sto_Visit const& before = m_Meeting.m_Before;
+  std::string const& earlierRoot = m_Session.Reach().RootOf(before.m_Save);
+  std::string first =
+      before.m_Holder == 0 ? "root " + earlierRoot : sto_HolderText(m_Session, before.m_Holder, m_Id);
+  if (m_Meeting.m_Comparing == sto_Comparing::OtherRoot && before.m_Holder != 0)
+    first += ", under root " + earlierRoot;
+  m_Session.Raise(sto_ErrorKind::Conflict,
+                  "Two objects in memory with different content have the identity of " + Describe() +
+                      ". The one that was saved first is held by " + first + "; the other one by " +
+                      PlaceText() +
+                      ". A copy keeps the identity of its original; an identity of class cls_OwnUid does "
+                      "not go with a copy.");
+}
+
+bool sto_RecordInProgress::IsToWrite(sto_Bytes const& record) {
+  if (sto_IsCollectionClass(m_Class.Metadata().ClassId())) return true; // compared already
+  sto_Record const* const stored = ReadStored();
+  bool const isSame = stored != nullptr && std::ranges::equal(m_Session.Scratch().Bytes(), record);
+  if (stored != nullptr && !isSame) {
+    // Another version of a class writes the same content in another way.
+    if (m_Record->HasClassesOf(*stored)) NoteDifference();
+  }
+  if (isSame && m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
+  return !isSame;
+}
+
+void sto_RecordInProgress::CarryChanges() {
+  if (m_Session.IsNewInSave(m_Id)) return;
+  sto_Record const* const stored = ReadStored();
+  // What is damaged is replaced: it has no number that anybody could have seen.
+  if (stored == nullptr) return;
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !m_Record->HasContentOf(*stored)) NoteDifference();
+  std::int64_t change = 0;
+  std::int32_t hint = 0;
+  for (sto_Field const& field : stored->Parts().front().m_Fields) {
+    sto_ByteReader reader(field.m_Payload);
+    if (field.m_Key == sto_CollectionFields::Change && field.m_Tag == sto_Format::Int64)
+      change = reader.Number<std::int64_t>();
+    if (field.m_Key == sto_CollectionFields::SizeHint && field.m_Tag == sto_Format::Int32)
+      hint = reader.Number<std::int32_t>();
+  }
+  m_Session.NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, change);
+  if (m_Class.Metadata().ClassId() == cls_BlobTypeId) {
+    PutNumber(*m_Record, sto_CollectionFields::BlobBytes, sto_Format::Int64, std::int64_t{0});
+    m_Session.NoteBlobChange(m_Id, change + 1);
+  } else {
+    PutNumber(*m_Record, sto_CollectionFields::SizeHint, sto_Format::Int32, hint);
+  }
+  PutNumber(*m_Record, sto_CollectionFields::Change, sto_Format::Int64, change + 1);
+}
+
+void sto_RecordInProgress::Finish() {
+  m_Session.CheckSave();
+  if (char const* const what = SingleValueName()) // refused before where it was known what is in it
+    RaiseAttribute(sto_MisdeclaredText(*m_Attribute, what));
+  unsigned int const classId = m_Class.Metadata().ClassId();
+  bool const lacksList = classId == cls_InternalListTypeId && !m_Record->HasList();
+  bool const lacksMap = classId == cls_InternalMapTypeId && !m_Record->HasMap();
+  if ((lacksList || lacksMap) && LeaveToAgent()) return;
+  if ((lacksList && !m_Record->HasList()) || lacksMap) RaiseNothingWritten();
+  if (sto_IsCollectionClass(classId)) CarryChanges();
+  CheckBaseParts();
+  if (m_Session.IsStrict()) sto_CheckWritten(m_Session, *m_Record, Describe());
+  sto_Bytes const& record = m_Record->Finish(m_Id);
+  if (record.size() > sto_Format::MaxValueBytes)
+    m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
+                                             std::to_string(record.size()) + " bytes; at most " +
+                                             std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !IsToWrite(record)) return;
+  m_Session.Driver().WriteObject(m_Id, classId, record);
+  if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
+  // What the object had before may have had more blocks.
+  if (!m_Session.IsNewInSave(m_Id))
+    m_Session.Driver().DeleteBlocks(sto_BlockKey(m_Id, m_BlockCount), sto_LastBlockKey(m_Id));
+}

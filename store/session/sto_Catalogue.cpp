@@ -1,0 +1,238 @@
+#include "store/session/sto_Catalogue.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "platform/omni/omi_BtreeIterator.h"
+#include "store/base/sto_Exception.h"
+#include "store/format/sto_TypeNames.h"
+
+namespace {
+
+sto_ClassRow Describe(cls_ClassMetadata const& metadata) {
+  sto_ClassRow row{metadata.ClassId(),
+                   metadata.Version(),
+                   std::string(metadata.Name().View()),
+                   metadata.BaseClassId(),
+                   {}};
+  for (omi_BtreeIterator i(metadata.GetAttributes()); !i.IsDone(); i.Next())
+    row.m_Attributes.push_back({std::string(i.Key().View()), i.Value().m_FieldId, i.Value().m_Type,
+                                i.Value().m_TypeArg, i.Value().m_CollectionType});
+  // Names may ascend in natural order in one program and by bytes in another.
+  std::ranges::sort(row.m_Attributes, {}, &sto_AttributeRow::m_Name);
+  return row;
+}
+
+/// The first attribute that two descriptions do not have in common.
+std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
+  auto const [inA, inB] = std::ranges::mismatch(a.m_Attributes, b.m_Attributes);
+  if (inA == a.m_Attributes.end()) return inB->m_Name;
+  if (inB == b.m_Attributes.end()) return inA->m_Name;
+  return std::min(inA->m_Name, inB->m_Name);
+}
+
+} // namespace
+
+void sto_Catalogue::Forget() noexcept {
+  m_IsLoaded = false;
+  m_RecentStored.fill(nullptr);
+  m_StoredClasses.clear();
+  m_FarNames.clear();
+  m_NameIds.clear();
+  m_Names.clear();
+  m_NextNameId = 1;
+  for (auto& [classId, inUse] : m_InUse) inUse.Reset();
+}
+
+std::string sto_Catalogue::KnownClassName(unsigned int classId) const {
+  if (cls_ClassMetadata const* const declared = m_Classes.Newest(classId))
+    return std::string(declared->Name().View());
+  auto const stored = m_StoredClasses.lower_bound({classId, std::numeric_limits<int>::min()});
+  if (stored != m_StoredClasses.end() && stored->first.first == classId) return stored->second.Row().m_Name;
+  return {};
+}
+
+std::string sto_Catalogue::ClassName(unsigned int classId) const {
+  std::string name = KnownClassName(classId);
+  return name.empty() ? sto_ClassIdText(classId) : name;
+}
+
+std::string sto_Catalogue::DescribeClass(unsigned int classId) const {
+  std::string name = KnownClassName(classId);
+  return name.empty() ? "class " + sto_ClassIdText(classId) : name;
+}
+
+sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId) {
+  sto_ClassInUse*& recent = m_Recent[classId % m_Recent.size()];
+  if (recent != nullptr && recent->m_IsRecorded && recent->Metadata().ClassId() == classId) return recent;
+  auto found = m_InUse.find(classId);
+  if (found == m_InUse.end()) {
+    cls_ClassMetadata const* const metadata = m_Classes.Newest(classId);
+    if (metadata == nullptr) return nullptr;
+    found = m_InUse.try_emplace(classId, *metadata, m_Classes.DeclaringBase(*metadata)).first;
+  }
+  sto_ClassInUse& inUse = found->second;
+  if (!inUse.m_IsRecorded) {
+    Record(driver, inUse.Metadata());
+    inUse.m_IsRecorded = true;
+  }
+  return recent = &inUse;
+}
+
+void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata) {
+  Load(driver);
+  sto_ClassRow declared = Describe(metadata);
+  auto const [place, isNew] =
+      m_StoredClasses.try_emplace(std::pair(declared.m_ClassId, declared.m_Version), declared);
+  // Stores of format 1 have classes without a description of their attributes.
+  bool const isFirstDescription = !isNew && place->second.Row().m_Attributes.empty();
+  if (isFirstDescription) {
+    place->second.Describe(declared.m_Attributes);
+    CheckSame(place->second.Row(), declared);
+  }
+  if (isNew || (isFirstDescription && !declared.m_Attributes.empty()))
+    driver.WriteClass(declared);
+  else
+    CheckSame(place->second.Row(), declared);
+}
+
+bool sto_Catalogue::Adopt(sto_Driver& driver, sto_ClassRow const& row) {
+  Load(driver);
+  auto const [place, isNew] = m_StoredClasses.try_emplace(std::pair(row.m_ClassId, row.m_Version), row);
+  if (isNew) driver.WriteClass(row);
+  sto_ClassRow const& there = place->second.Row();
+  // Stores of format 1 have classes without a description of their attributes.
+  return row.m_Attributes.empty() ||
+         (there.m_Name == row.m_Name && there.m_BaseClassId == row.m_BaseClassId &&
+          there.m_Attributes == row.m_Attributes);
+}
+
+sto_ClassRow const* sto_Catalogue::FindStored(unsigned int classId, int version) const {
+  auto const found = m_StoredClasses.find({classId, version});
+  return found == m_StoredClasses.end() ? nullptr : &found->second.Row();
+}
+
+std::string sto_Catalogue::Problem(sto_Part const& part, bool isReadable) {
+  auto const found = m_StoredClasses.find({part.m_ClassId, part.m_Version});
+  if (found == m_StoredClasses.end())
+    return "table class does not describe class " + ClassName(part.m_ClassId) + " version " +
+           std::to_string(part.m_Version);
+  sto_StoredClass& stored = found->second;
+  std::string problem = stored.Problem(part, [this](std::int64_t nameId) noexcept { return NameOf(nameId); });
+  if (problem.empty() && isReadable) m_RecentStored[PlaceOf(part)] = &stored;
+  return problem;
+}
+
+bool sto_Catalogue::HasNewestBase(sto_Part const& part) {
+  auto const found = m_StoredClasses.find({part.m_ClassId, part.m_Version});
+  if (found == m_StoredClasses.end()) return true;
+  std::optional<bool>& known = found->second.m_HasNewestBase;
+  if (!known) {
+    cls_ClassMetadata const* const newest = m_Classes.Newest(part.m_ClassId);
+    known = newest == nullptr || newest->BaseClassId() == found->second.Row().m_BaseClassId;
+  }
+  return *known;
+}
+
+bool sto_Catalogue::IsDeclared(unsigned int classId, cls_FieldHandle const& field) const {
+  cls_ClassMetadata const* const newest = m_Classes.Newest(classId);
+  if (newest != nullptr && sto_FindDeclaration(*newest, field) != nullptr) return true;
+  for (auto stored = m_StoredClasses.lower_bound({classId, std::numeric_limits<int>::min()});
+       stored != m_StoredClasses.end() && stored->first.first == classId; ++stored)
+    for (sto_AttributeRow const& attribute : stored->second.Row().m_Attributes)
+      if (field.Name().IsEmpty() ? attribute.m_FieldId == field.FieldId()
+                                 : attribute.m_Name == field.Name().View())
+        return true;
+  for (int const version : m_Classes.Versions(classId))
+    if (sto_FindDeclaration(*m_Classes.ForVersion(classId, version), field) != nullptr) return true;
+  return false;
+}
+
+void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const {
+  auto const conflict = [&](std::string const& problem) {
+    sto_Raise(sto_ErrorKind::Conflict, m_Location + ": Class " + declared.m_Name + " version " +
+                                           std::to_string(declared.m_Version) + problem);
+  };
+  if (stored.m_Name != declared.m_Name)
+    conflict(" has the class ID of a class that the store knows as " + stored.m_Name + ".");
+  if (stored.m_BaseClassId != declared.m_BaseClassId)
+    conflict(" is declared with another base class than the store has for it. Give it a new version.");
+  if (stored.m_Attributes != declared.m_Attributes)
+    conflict(" declares attribute " + Difference(stored, declared) +
+             " differently than when the store was first given this version. Give the class a new version.");
+}
+
+std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {
+  if (std::int64_t const id = FindName(driver, name)) return id;
+  driver.AddName({m_NextNameId, std::string(name)});
+  static_cast<void>(TakeName(name, m_NextNameId)); // neither is there
+  return m_NextNameId++;
+}
+
+bool sto_Catalogue::TakeName(std::string_view name, std::int64_t id) {
+  constexpr std::int64_t MaxIndexed = 100'000; // a number that the store says may be damaged
+  if (name.empty() || id < 1 || !NameOf(id).empty()) return false;
+  auto const [place, isNew] = m_NameIds.emplace(name, id);
+  if (!isNew) return false;
+  if (id > MaxIndexed) {
+    m_FarNames.emplace(id, place->first);
+    return true;
+  }
+  if (m_Names.size() <= static_cast<std::size_t>(id)) m_Names.resize(static_cast<std::size_t>(id) + 1);
+  m_Names[static_cast<std::size_t>(id)] = cow_String(name);
+  return true;
+}
+
+std::string_view sto_Catalogue::NameOf(std::int64_t id) const noexcept {
+  if (id >= 0 && id < static_cast<std::int64_t>(m_Names.size())) {
+    cow_String const& name = m_Names[static_cast<std::size_t>(id)];
+    return name.HasText() ? name.View() : std::string_view();
+  }
+  auto const found = m_FarNames.find(id);
+  return found == m_FarNames.end() ? std::string_view() : found->second;
+}
+
+std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) {
+  Load(driver);
+  auto const found = m_NameIds.find(name);
+  return found == m_NameIds.end() ? 0 : found->second;
+}
+
+void sto_Catalogue::Load(sto_Driver& driver) {
+  if (m_IsLoaded) return;
+  Forget();
+  try {
+    ReadClasses(driver);
+    ReadNames(driver);
+  } catch (...) {
+    Forget(); // half of it must not answer anybody
+    throw;
+  }
+  m_IsLoaded = true;
+}
+
+void sto_Catalogue::ReadClasses(sto_Driver& driver) {
+  for (sto_ClassRow& row : driver.Classes()) {
+    std::string const name = row.m_Name + " version " + std::to_string(row.m_Version);
+    std::ranges::sort(row.m_Attributes, {}, &sto_AttributeRow::m_Name);
+    if (auto const twice = std::ranges::adjacent_find(row.m_Attributes, {}, &sto_AttributeRow::m_Name);
+        twice != row.m_Attributes.end())
+      RaiseDamaged("attribute describes attribute " + twice->m_Name + " of class " + name + " twice");
+    std::pair const key(row.m_ClassId, row.m_Version);
+    if (!m_StoredClasses.try_emplace(key, std::move(row)).second)
+      RaiseDamaged("class describes class " + name + " twice");
+  }
+}
+
+void sto_Catalogue::ReadNames(sto_Driver& driver) {
+  for (sto_NameRow const& row : driver.Names()) {
+    if (!TakeName(row.m_Text, row.m_Id))
+      RaiseDamaged("name has no text, or one that is there twice, under number " + std::to_string(row.m_Id));
+    m_NextNameId = std::max(m_NextNameId, row.m_Id + 1);
+  }
+}
+
+void sto_Catalogue::RaiseDamaged(std::string const& problem) const {
+  sto_Raise(sto_ErrorKind::Damaged,
+            m_Location + ": The store's catalogue is damaged: table " + problem + ".");
+}

@@ -1,0 +1,82 @@
+#include "store/session/sto_ClassInUse.h"
+
+#include "platform/omni/omi_BtreeIterator.h"
+
+namespace {
+
+bool IsSame(sto_ClassInUse::Attribute const& attribute, cls_FieldHandle const& field) noexcept {
+  return attribute.m_Name == field.Name() &&
+         (!field.Name().IsEmpty() || attribute.m_FieldId == field.FieldId());
+}
+
+} // namespace
+
+sto_ClassInUse::Attribute const* sto_ClassInUse::Find(cls_FieldHandle const& field) noexcept {
+  std::size_t const count = m_Attributes.size();
+  // Most objects write what the one before wrote, in the same order; some ask twice for one attribute.
+  if (m_Next < count && IsSame(*m_Attributes[m_Next], field)) return m_Attributes[m_Next++].get();
+  if (m_Next > 0 && m_Next <= count && IsSame(*m_Attributes[m_Next - 1], field))
+    return m_Attributes[m_Next - 1].get();
+  for (std::size_t index = 0; index < count; ++index) {
+    if (!IsSame(*m_Attributes[index], field)) continue;
+    m_Next = index + 1;
+    return m_Attributes[index].get();
+  }
+  return nullptr;
+}
+
+cls_AttributeMetadata const* sto_FindDeclaration(cls_ClassMetadata const& metadata,
+                                                 cls_FieldHandle const& field) {
+  if (!field.Name().IsEmpty()) return metadata.FindAttribute(field.Name());
+  for (omi_BtreeIterator i(metadata.GetAttributes()); !i.IsDone(); i.Next())
+    if (i.Value().m_FieldId == field.FieldId()) return &i.Value();
+  return nullptr;
+}
+
+sto_ClassInUse::Attribute const& sto_ClassInUse::Add(cls_FieldHandle const& field, sto_FieldKey const& key,
+                                                     cls_AttributeMetadata const& declared) {
+  m_Attributes.push_back(
+      std::make_unique<Attribute>(Attribute{field.Name(), field.FieldId(), key, &declared}));
+  m_Next = m_Attributes.size();
+  return *m_Attributes.back();
+}
+
+void sto_ClassInUse::Reset() noexcept {
+  m_IsRecorded = false;
+  m_Attributes.clear();
+  m_Next = 0;
+}
+
+bool sto_TagFits(sto_Format::ValueTag tag, cls_AttributeType type) noexcept {
+  switch (type) {
+  case ATTR_INT:
+  case ATTR_UINT: // an error number is written unsigned and read signed; the bits are the same
+    return tag == sto_Format::Int32 || tag == sto_Format::UInt32 || tag == sto_Format::Enum;
+  case ATTR_STRING:
+  case ATTR_TRSTRING:
+    return tag == sto_Format::NoText || tag == sto_Format::Text;
+  case ATTR_BOOL:
+    return tag == sto_Format::Bool;
+  case ATTR_FLOAT:
+    return tag == sto_Format::Float;
+  case ATTR_DOUBLE:
+    return tag == sto_Format::Double;
+  case ATTR_SCHAR:
+    return tag == sto_Format::Int8;
+  case ATTR_SHORT:
+    return tag == sto_Format::Int16;
+  case ATTR_USHORT:
+    return tag == sto_Format::UInt16;
+  case ATTR_LONGLONG:
+    return tag == sto_Format::Int64;
+  case ATTR_ULONGLONG:
+    return tag == sto_Format::UInt64;
+  case ATTR_OBJECT:
+    return tag == sto_Format::Object;
+  case ATTR_REFERENCE:
+    return tag == sto_Format::Reference;
+  case ATTR_BYTES:
+    return tag == sto_Format::Bytes;
+  }
+  return true;
+}

@@ -1,0 +1,104 @@
+#include "store/session/sto_Classes.h"
+
+#include "errors/nex_ClassMetadata.h"
+#include "persist/adapters/cls_TypeAdapter.h"
+#include "store/base/sto_Exception.h"
+#include "wrappers/cls_xpString.h"
+#include "wrappers/cls_xpTrString.h"
+
+namespace {
+
+constexpr unsigned int NoBase = cls_ClassMetadata::RootClassId;
+constexpr int LibraryVersion = 800;
+
+/// Classes that stand in records but in no registrar: what the value wrappers are stored as.
+void DeclareCollections(cls_ClassRegistrar& registrar) {
+  registrar.CreateClassMD("cls_InternalList"_cow, cls_InternalListTypeId, LibraryVersion, nullptr, NoBase);
+  registrar.CreateClassMD("cls_InternalMap"_cow, cls_InternalMapTypeId, LibraryVersion, nullptr, NoBase);
+  registrar.CreateClassMD("cls_Blob"_cow, cls_BlobTypeId, LibraryVersion, nullptr, NoBase);
+}
+
+/// The start-up registers the string wrappers without attributes; a store describes what it writes.
+void DeclareStrings(cls_ClassRegistrar& registrar) {
+  registrar.AddClassMD(new cls_TypeAdapter<cls_xpString>("cow_String"_cow, LibraryVersion, NoBase))
+      .AddAttribute(cls_FieldHandle("STRING"_cow), ATTR_STRING, 1, COLLECTION_NONE);
+  registrar.AddClassMD(new cls_TypeAdapter<cls_xpTrString>("atr_String"_cow, LibraryVersion, NoBase))
+      .AddAttribute(cls_FieldHandle("TRSTRING"_cow), ATTR_TRSTRING, 1, COLLECTION_NONE);
+}
+
+void DeclareOwnException(cls_ClassRegistrar& registrar) {
+  registrar.AddClassMD(new cls_TypeAdapter<sto_Exception>("sto_Exception"_cow, 1, nex_Exception::TypeId()))
+      .AddAttribute(cls_FieldHandle(0, "m_Kind"_cow), ATTR_INT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(1, "m_Value"_cow), ATTR_TRSTRING, 1, COLLECTION_NONE);
+}
+
+} // namespace
+
+sto_Classes::sto_Classes(cls_ClassRegistrar const& program) : m_Program(program) {
+  DeclareLibrary(m_Library);
+}
+
+void sto_Classes::DeclareLibrary(cls_ClassRegistrar& registrar) {
+  DeclareCollections(registrar);
+  DeclareStrings(registrar);
+  DeclareOwnException(registrar);
+  for (cls_MetadataRegistrar::InitFn const declare : nex_ClassMetadata::InOrder()) declare(registrar);
+}
+
+cls_ClassRegistrar const& sto_Classes::RegistrarOf(unsigned int classId) const {
+  return m_Library.ClassIsPresent(classId) ? m_Library : m_Program;
+}
+
+cls_ClassMetadata const* sto_Classes::Newest(unsigned int classId) const {
+  cls_ClassRegistrar const& registrar = RegistrarOf(classId);
+  return registrar.ClassIsPresent(classId) ? &registrar.ConstGet(classId) : nullptr;
+}
+
+cls_ClassMetadata const* sto_Classes::ForVersion(unsigned int classId, int version) const {
+  KnownVersion& known = m_KnownVersions[(classId * 7 + static_cast<unsigned int>(version)) % KnownCount];
+  if (known.m_Metadata != nullptr && known.m_ClassId == classId && known.m_Version == version)
+    return known.m_Metadata;
+  cls_ClassMetadata const* const found = FindVersion(classId, version);
+  if (found != nullptr) known = {classId, version, found};
+  return found;
+}
+
+cls_ClassMetadata const* sto_Classes::FindVersion(unsigned int classId, int version) const {
+  cls_ClassRegistrar const& registrar = RegistrarOf(classId);
+  if (registrar.ClassVersionIsPresent(classId, version)) return &registrar.GetClassMetadata(classId, version);
+  int const above = registrar.GetFirstClassVersionNumberGREQ(classId, version);
+  return above == -1 ? nullptr : &registrar.GetClassMetadata(classId, above);
+}
+
+std::vector<int> sto_Classes::Versions(unsigned int classId) const {
+  std::vector<int> versions;
+  cls_ClassRegistrar const& registrar = RegistrarOf(classId);
+  if (!registrar.ClassIsPresent(classId)) return versions;
+  for (int version = registrar.GetLastClassVersionNumber(classId); version != -1;
+       version = registrar.GetPreviousClassVersionNumber(classId, version))
+    versions.insert(versions.begin(), version);
+  return versions;
+}
+
+cls_ClassMetadata const* sto_Classes::DeclaringBase(cls_ClassMetadata const& metadata) const {
+  cls_ClassMetadata const* above = Newest(metadata.BaseClassId());
+  while (above != nullptr && above->GetAttributes().Count() == 0) above = Newest(above->BaseClassId());
+  return above;
+}
+
+bool sto_Classes::DerivesFrom(unsigned int derived, unsigned int base) const {
+  if (derived == base) return true;
+  KnownBase& known = m_KnownBases[(derived * 7 + base) % KnownCount];
+  if (known.m_Derived == derived && known.m_Base == base) return true;
+  if (!FindBase(derived, base)) return false;
+  known = {derived, base};
+  return true;
+}
+
+bool sto_Classes::FindBase(unsigned int derived, unsigned int base) const {
+  if (m_Program.InheritanceCheck(derived, base)) return true;
+  for (cls_ClassMetadata const* metadata = Newest(derived); metadata != nullptr;
+       metadata = Newest(metadata->BaseClassId()))
+    if (metadata->BaseClassId() == base) return true;
+  return false;
+}

@@ -1,0 +1,53 @@
+#include "store/session/sto_ElementScope.h"
+
+std::shared_ptr<sto_ElementSave> sto_ElementSave::Join(sto_Session& session) {
+  std::shared_ptr<sto_ElementSave> save = session.ElementSave().lock();
+  if (save == nullptr && !session.InSave()) {
+    save = std::make_shared<sto_ElementSave>(session);
+    session.ElementSave() = save;
+  }
+  return save;
+}
+
+sto_ElementSave::sto_ElementSave(sto_Session& session)
+    : m_Session(session), m_Transaction(session, true, sto_Keeping::Handles) {
+  if (!session.IsWriting())
+    session.Raise(sto_ErrorKind::Misuse,
+                  "Saving in a transaction that only reads, or while an object is being loaded.");
+  session.BeginSave();
+}
+
+sto_ElementSave::~sto_ElementSave() {
+  if (!m_Session.InSave()) return; // undone with its transaction
+  if (std::uncaught_exceptions() > m_Exceptions) {
+    m_Session.UndoSave();
+    return;
+  }
+  try {
+    m_Session.EndSave();
+    if (m_Transaction.IsOwn()) m_Session.FlushHolders();
+    m_Transaction.Commit();
+  } catch (...) {
+    std::exception_ptr const failure = std::current_exception();
+    if (m_Session.InSave()) m_Session.UndoSave();
+    if (m_Transaction.IsOwn()) m_Session.Rollback();
+    m_Session.Keep(failure); // what is undone takes the failures before it along
+  }
+}
+
+std::shared_ptr<sto_ElementRead> sto_ElementRead::Join(sto_Session& session) {
+  std::shared_ptr<sto_ElementRead> read = session.ElementRead().lock();
+  if (read == nullptr) {
+    read = std::make_shared<sto_ElementRead>(session);
+    session.ElementRead() = read;
+  }
+  return read;
+}
+
+sto_ElementRead::sto_ElementRead(sto_Session& session) : m_Session(session), m_Transaction(session, false) {
+  m_Session.Loaded().Enter();
+}
+
+sto_ElementRead::~sto_ElementRead() {
+  m_Session.Loaded().Leave();
+}

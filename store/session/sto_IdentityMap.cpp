@@ -1,0 +1,123 @@
+#include "store/session/sto_IdentityMap.h"
+
+#include <utility>
+
+sto_IdentityMap::Tie::Tie(cls_UidCatalogEntry* entry) noexcept : m_Entry(entry) {
+  Link(&entry->m_History);
+}
+
+sto_IdentityMap::Tie::~Tie() {
+  UnLink();
+}
+
+void sto_IdentityMap::Tie::operator delete(Tie* tie, std::destroying_delete_t) noexcept {
+  Page& page = tie->InPage();
+  std::size_t const place = tie->Place();
+  tie->~Tie();
+  page.m_Used &= ~(1U << place);
+  sto_IdentityMap& map = page.m_Map;
+  --map.m_Count;
+  if (page.m_Used == 0) map.DropPage(page);
+}
+
+sto_Visit& sto_IdentityMap::Tie::Visit() const {
+  Page& page = InPage();
+  if (page.m_Visits == nullptr) page.m_Map.m_Visits.Take(page.m_Visits);
+  return page.m_Visits->m_Visits[Place()];
+}
+
+sto_IdentityMap::~sto_IdentityMap() {
+  DropFrom(0);
+}
+
+sto_IdentityMap::Page* sto_IdentityMap::FindPage(std::int64_t number) noexcept {
+  auto const found = m_Segments.find(number / PagesInSegment);
+  if (found == m_Segments.end()) return nullptr;
+  Page* const page = found->second.m_Pages[static_cast<std::size_t>(number % PagesInSegment)];
+  if (page != nullptr) m_Latest = page;
+  return page;
+}
+
+sto_IdentityMap::Page& sto_IdentityMap::MakePage(std::int64_t number) {
+  Segment& segment = m_Segments[number / PagesInSegment];
+  m_Latest = new (m_Memory.Take()) Page(*this, number * IdsInPage);
+  segment.m_Pages[static_cast<std::size_t>(number % PagesInSegment)] = m_Latest;
+  ++segment.m_Count;
+  return *m_Latest;
+}
+
+void sto_IdentityMap::DropPage(Page& page) noexcept {
+  std::int64_t const number = page.m_FirstId / IdsInPage;
+  auto const found = m_Segments.find(number / PagesInSegment);
+  Segment& segment = found->second;
+  segment.m_Pages[static_cast<std::size_t>(number % PagesInSegment)] = nullptr;
+  if (m_Latest == &page) m_Latest = nullptr;
+  sto_Visits::Leave(page.m_Visits);
+  m_Memory.GiveBack(&page);
+  if (--segment.m_Count == 0) m_Segments.erase(found);
+}
+
+sto_IdentityMap::Tie* sto_IdentityMap::Find(cls_Uid const& uid) const noexcept {
+  cls_HistoryEntry* const anchor = &uid.Entry()->m_History;
+  for (cls_HistoryEntry* entry = anchor->Next(); entry != anchor; entry = entry->Next()) {
+    if (typeid(*entry) != typeid(Tie)) continue;
+    Tie* const tie = static_cast<Tie*>(entry);
+    if (&tie->InPage().m_Map == this) return tie;
+  }
+  return nullptr;
+}
+
+sto_IdentityMap::Tie& sto_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) {
+  Page* const found = PageWith(id);
+  Page& page = found != nullptr ? *found : MakePage(id / IdsInPage);
+  auto const place = static_cast<std::size_t>(id - page.m_FirstId);
+  Tie* const tie = new (page.m_Ties + place * sizeof(Tie)) Tie(uid.Entry());
+  page.m_Used |= 1U << place;
+  page.m_Roots &= ~(1U << place);
+  if (page.m_Visits != nullptr) page.m_Visits->m_Visits[place] = {};
+  ++m_Count;
+  return *tie; // owned by the identity's ring
+}
+
+cls_UidCatalogEntry* sto_IdentityMap::EntryOf(std::int64_t id) noexcept {
+  Page* const page = PageWith(id);
+  auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
+  return page != nullptr && page->Has(place) ? page->At(place)->m_Entry : nullptr;
+}
+
+void sto_IdentityMap::NoteRoot(std::int64_t id) noexcept {
+  Page* const page = PageWith(id);
+  auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
+  if (page != nullptr && page->Has(place)) page->m_Roots |= 1U << place;
+}
+
+cls_Uid sto_IdentityMap::IdentityOf(std::int64_t id) {
+  Page* page = PageWith(id);
+  auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
+  if (page != nullptr && page->Has(place)) return cls_Uid(page->At(place)->m_Entry);
+  cls_Uid uid;
+  Add(uid, id);
+  return uid;
+}
+
+void sto_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
+  constexpr std::int64_t IdsInSegment = IdsInPage * PagesInSegment;
+  for (auto entry = m_Segments.begin(); entry != m_Segments.end();) {
+    auto const& [number, segment] = *entry++; // a segment goes with its last page
+    if ((number + 1) * IdsInSegment <= firstId) continue;
+    int left = segment.m_Count;
+    for (std::size_t i = 0; left > 0; ++i) {
+      Page* const page = segment.m_Pages[i];
+      if (page == nullptr) continue;
+      --left; // the page may take the segment with it
+      DropFromPage(*page, firstId);
+    }
+  }
+}
+
+void sto_IdentityMap::DropFromPage(Page& page, std::int64_t firstId) noexcept {
+  std::int64_t const firstInPage = page.m_FirstId;
+  unsigned int used = page.m_Used; // the page goes with its last tie
+  for (std::size_t place = 0; used != 0; ++place, used >>= 1)
+    if ((used & 1) != 0 && firstInPage + static_cast<std::int64_t>(place) >= firstId) delete page.At(place);
+}

@@ -1,0 +1,160 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <typeinfo>
+#include <unordered_map>
+
+#include "persist/identity/cls_Uid.h"
+#include "store/session/sto_PagePool.h"
+#include "store/session/sto_Visits.h"
+
+class sto_Session;
+
+/// Ties the identities of a session's objects to their permanent ids in the store.
+///
+/// An identity in memory is the address of a record that is reused as soon as the identity dies, so a table
+/// from records to ids would take a new object for a dead one. The tie therefore lives in the identity's own
+/// history ring and is destroyed with it; the map only finds ties by id.
+///
+/// Ids are given out one after the other, so the ties of 31 neighbours stand in one page, each at the place
+/// of its id: a tie costs no allocation and no entry of a table of its own, and what it shares with its
+/// neighbours is found by its address.
+///
+/// Invariants: 1. Each tie is in the ring of one live identity and in the page of its id. 2. An identity has
+/// at most one tie of a map, an id at most one tie. 3. A tie holds no reference: it never keeps an identity
+/// alive. 4. A page has at least one tie.
+///
+/// Thread rule: the thread of the session. The map must go before the thread's identity catalogue.
+class sto_IdentityMap {
+  struct Page;
+
+ public:
+  /// The bond between one identity and one id.
+  class Tie final : public cls_HistoryEntry {
+   public:
+    ~Tie() override;
+    /// The tie's place in its page becomes free, and the page goes with its last tie.
+    static void operator delete(Tie* tie, std::destroying_delete_t) noexcept;
+
+    [[nodiscard]] std::int64_t Id() const noexcept;
+    [[nodiscard]] sto_IdentityMap const& Map() const noexcept;
+
+    /// How the saves of the transaction have reached the object. Valid until ForgetVisits, while the tie
+    /// lives. Throws std::bad_alloc.
+    [[nodiscard]] sto_Visit& Visit() const;
+
+    /// Whether the object is known to have been saved or loaded as a root.
+    [[nodiscard]] bool IsRoot() const noexcept { return (InPage().m_Roots >> Place() & 1) != 0; }
+
+   private:
+    friend class sto_IdentityMap;
+    explicit Tie(cls_UidCatalogEntry* entry) noexcept;
+    [[nodiscard]] Page& InPage() const noexcept;
+    [[nodiscard]] std::size_t Place() const noexcept;
+
+    cls_UidCatalogEntry* m_Entry;
+  };
+
+  /// `session`: whose map it is, for whoever meets its ties in the ring of an identity.
+  explicit sto_IdentityMap(sto_Session* session = nullptr) noexcept : m_Session(session) {}
+  sto_IdentityMap(sto_IdentityMap const&) = delete;
+  sto_IdentityMap& operator=(sto_IdentityMap const&) = delete;
+  ~sto_IdentityMap();
+
+  [[nodiscard]] sto_Session* Session() const noexcept { return m_Session; }
+  /// The record of the identity that is tied to an id; null when there is none.
+  [[nodiscard]] cls_UidCatalogEntry* EntryOf(std::int64_t id) noexcept;
+  /// Calls `act` with each tie of an identity that is of another map.
+  template <class Act> void ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const;
+
+  /// The tie of an identity, null when the session has none for it.
+  [[nodiscard]] Tie* Find(cls_Uid const& uid) const noexcept;
+
+  /// Ties an identity that has no tie yet to an id that has none.
+  Tie& Add(cls_Uid const& uid, std::int64_t id);
+
+  /// Notes that an object is a root; nothing when no identity is tied to its id.
+  void NoteRoot(std::int64_t id) noexcept;
+
+  /// The transaction is over: what its saves have reached does not matter any more.
+  void ForgetVisits() noexcept { m_Visits.Reset(); }
+
+  /// The identity of an id: the live one that is tied to it, otherwise a fresh one that is tied now.
+  [[nodiscard]] cls_Uid IdentityOf(std::int64_t id);
+
+  /// Unties every id from `firstId` on: they were given out in work that is undone.
+  void DropFrom(std::int64_t firstId) noexcept;
+
+  [[nodiscard]] std::size_t Count() const noexcept { return m_Count; }
+
+ private:
+  static constexpr std::int64_t IdsInPage = sto_Visits::IdsInBlock;
+  static constexpr std::int64_t PagesInSegment = 128;
+  static constexpr std::size_t PageBytes = 1024;
+
+  struct Page {
+    Page(sto_IdentityMap& map, std::int64_t firstId) noexcept : m_Map(map), m_FirstId(firstId) {}
+    [[nodiscard]] Tie* At(std::size_t place) noexcept {
+      return std::launder(reinterpret_cast<Tie*>(m_Ties) + place);
+    }
+    [[nodiscard]] bool Has(std::size_t place) const noexcept { return (m_Used >> place & 1) != 0; }
+
+    sto_IdentityMap& m_Map;
+    std::int64_t m_FirstId;
+    sto_Visits::Block* m_Visits = nullptr; // null until a save of the transaction reaches one of the ids
+    unsigned int m_Used = 0;               // one bit for each place that has a tie
+    unsigned int m_Roots = 0;              // one bit for each place whose object was a root
+    alignas(Tie) unsigned char m_Ties[IdsInPage * sizeof(Tie)];
+  };
+
+  static_assert(sizeof(Page) <= PageBytes);
+
+  /// The pages of neighbouring ids, so that the table of segments stays small.
+  struct Segment {
+    std::array<Page*, PagesInSegment> m_Pages{};
+    int m_Count = 0;
+  };
+
+  /// The page of an id, null for none.
+  [[nodiscard]] Page* PageWith(std::int64_t id) noexcept {
+    auto const offset = static_cast<std::uint64_t>(id - (m_Latest == nullptr ? 0 : m_Latest->m_FirstId));
+    return m_Latest != nullptr && offset < IdsInPage ? m_Latest : FindPage(id / IdsInPage);
+  }
+  [[nodiscard]] Page* FindPage(std::int64_t number) noexcept;
+  Page& MakePage(std::int64_t number);
+  void DropPage(Page& page) noexcept;
+  static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
+
+  sto_Session* m_Session;
+  sto_Visits m_Visits;
+  sto_PagePool<PageBytes> m_Memory;
+  std::unordered_map<std::int64_t, Segment> m_Segments; // its elements stay where they are
+  Page* m_Latest = nullptr;                             // the page that was looked at last
+  std::size_t m_Count = 0;
+};
+
+inline sto_IdentityMap::Page& sto_IdentityMap::Tie::InPage() const noexcept {
+  return *static_cast<Page*>(sto_PagePool<PageBytes>::PageOf(const_cast<Tie*>(this)));
+}
+
+inline sto_IdentityMap const& sto_IdentityMap::Tie::Map() const noexcept {
+  return InPage().m_Map;
+}
+
+template <class Act> void sto_IdentityMap::ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const {
+  cls_HistoryEntry* const anchor = &entry->m_History;
+  for (cls_HistoryEntry* each = anchor->Next(); each != anchor; each = each->Next())
+    if (typeid(*each) == typeid(Tie))
+      if (Tie const& tie = *static_cast<Tie*>(each); &tie.Map() != this) act(tie);
+}
+
+inline std::size_t sto_IdentityMap::Tie::Place() const noexcept {
+  return static_cast<std::size_t>(this - InPage().At(0));
+}
+
+inline std::int64_t sto_IdentityMap::Tie::Id() const noexcept {
+  return InPage().m_FirstId + static_cast<std::int64_t>(Place());
+}

@@ -1,0 +1,325 @@
+#include "store/session/sto_IdentityMap.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/support/store/StoreNewFault.h"
+
+namespace {
+
+TEST(StoreIdentityMap, UntiedIdentityIsNotFound) {
+  sto_IdentityMap const map;
+  EXPECT_EQ(map.Find(cls_Uid()), nullptr);
+  EXPECT_EQ(map.Count(), 0U);
+}
+
+TEST(StoreIdentityMap, TiedIdentityIsFoundInItsMapOnly) {
+  sto_IdentityMap one;
+  sto_IdentityMap two;
+  cls_Uid const uid;
+  sto_IdentityMap::Tie const& tie = one.Add(uid, 7);
+  EXPECT_EQ(tie.Id(), 7);
+  EXPECT_EQ(one.Find(uid), &tie);
+  EXPECT_EQ(two.Find(uid), nullptr);
+  two.Add(uid, 9);
+  EXPECT_EQ(one.Find(uid)->Id(), 7);
+  EXPECT_EQ(two.Find(uid)->Id(), 9);
+}
+
+TEST(StoreIdentityMap, TieKeepsNoIdentityAlive) {
+  sto_IdentityMap map;
+  cls_Uid const uid;
+  map.Add(uid, 1);
+  EXPECT_EQ(uid.Entry()->m_RefCount, 1U);
+}
+
+TEST(StoreIdentityMap, TieDiesWithItsIdentity) {
+  sto_IdentityMap one;
+  sto_IdentityMap two;
+  auto uid = std::make_optional<cls_Uid>();
+  one.Add(*uid, 1);
+  two.Add(*uid, 1);
+  cls_UidCatalogEntry* const entry = uid->Entry();
+  uid.reset();
+  EXPECT_EQ(one.Count(), 0U);
+  EXPECT_EQ(two.Count(), 0U);
+  cls_Uid const next;
+  ASSERT_EQ(next.Entry(), entry);
+  EXPECT_EQ(one.Find(next), nullptr);
+}
+
+TEST(StoreIdentityMap, IdentityOfAnIdIsTheSameWhileItLives) {
+  sto_IdentityMap map;
+  {
+    cls_Uid const first = map.IdentityOf(5);
+    EXPECT_EQ(map.IdentityOf(5).Entry(), first.Entry());
+    EXPECT_NE(map.IdentityOf(6).Entry(), first.Entry());
+    EXPECT_EQ(map.Count(), 1U); // 6 is dead again
+  }
+  EXPECT_EQ(map.Count(), 0U);
+  cls_Uid const other;
+  EXPECT_NE(map.IdentityOf(5).Entry(), other.Entry());
+}
+
+TEST(StoreIdentityMap, DropUntiesTheIdsFromOneOn) {
+  sto_IdentityMap map;
+  std::vector<cls_Uid> const uids(100);
+  for (std::size_t i = 0; i < uids.size(); ++i) map.Add(uids[i], static_cast<std::int64_t>(i));
+  map.DropFrom(60);
+  EXPECT_EQ(map.Count(), 60U);
+  for (std::size_t i = 0; i < uids.size(); ++i) EXPECT_EQ(map.Find(uids[i]) != nullptr, i < 60) << i;
+  map.DropFrom(60);
+  EXPECT_EQ(map.Count(), 60U);
+  map.Add(uids[99], 60);
+  EXPECT_EQ(map.IdentityOf(60).Entry(), uids[99].Entry());
+}
+
+TEST(StoreIdentityMap, MapThatGoesFirstLeavesCleanIdentities) {
+  cls_Uid const uid;
+  {
+    sto_IdentityMap map;
+    map.Add(uid, 3);
+    cls_Uid const other;
+    map.Add(other, 4);
+  }
+  EXPECT_EQ(uid.Entry()->m_History.Next(), &uid.Entry()->m_History);
+}
+
+TEST(StoreIdentityMap, OtherMembersOfTheRingArePassedOver) {
+  struct Foreign : cls_HistoryEntry {
+    explicit Foreign(cls_Uid const& uid) { Link(&uid.Entry()->m_History); }
+    ~Foreign() override { UnLink(); }
+  };
+  sto_IdentityMap map;
+  cls_Uid const uid;
+  Foreign const before(uid);
+  sto_IdentityMap::Tie const& tie = map.Add(uid, 2);
+  Foreign const after(uid);
+  EXPECT_EQ(map.Find(uid), &tie);
+}
+
+/// A map of identities, and beside it what it should hold.
+class IdentityModel {
+ public:
+  explicit IdentityModel(std::uint64_t seed) : m_Random(seed) {}
+
+  /// One operation on ids that `draw` draws. Identities that nobody else holds are held here.
+  template <class Draw> void Step(Draw draw) {
+    switch (Below(16)) {
+    case 0:
+    case 1:
+    case 2:
+    case 3:
+      Add(draw(m_Random));
+      break;
+    case 4:
+    case 5:
+      AskFor(draw(m_Random), Below(2) == 0);
+      break;
+    case 6:
+    case 7:
+    case 8:
+    case 9:
+      if (!m_Live.empty()) Release(Any());
+      break;
+    case 10:
+      if (Below(40) == 0) DropFrom(Below(3) == 0 ? 0 : draw(m_Random));
+      break;
+    case 11:
+      if (++m_Save % 3 == 0) EndTransaction();
+      break;
+    default:
+      for (int i = 0; i < 4 && !m_Live.empty(); ++i) NoteVisit(Any());
+    }
+    EXPECT_EQ(m_Map.Count(), m_Live.size());
+  }
+
+  void ExpectAll() {
+    for (auto& [id, live] : m_Live) {
+      sto_IdentityMap::Tie const* const tie = m_Map.Find(live.m_Uid);
+      ASSERT_NE(tie, nullptr) << id;
+      ASSERT_EQ(tie->Id(), id);
+      ASSERT_EQ(m_Map.IdentityOf(id).Entry(), live.m_Uid.Entry()) << id;
+    }
+    for (cls_Uid const& uid : m_Untied) ASSERT_EQ(m_Map.Find(uid), nullptr);
+  }
+
+ private:
+  struct Live {
+    cls_Uid m_Uid;
+    std::int64_t m_Visited = 0; // the number of the save of the transaction that reached it last
+  };
+  using Lives = std::map<std::int64_t, Live>;
+
+  std::size_t Below(std::size_t count) { return m_Random() % count; }
+  Lives::iterator Any() {
+    return std::next(m_Live.begin(),
+                     static_cast<std::ptrdiff_t>(Below(std::min<std::size_t>(m_Live.size(), 100))));
+  }
+
+  void Add(std::int64_t id) {
+    if (m_Live.contains(id)) return;
+    cls_Uid uid;
+    if (!m_Untied.empty() && Below(2) == 0) {
+      uid = m_Untied.back();
+      m_Untied.pop_back();
+    }
+    ASSERT_EQ(m_Map.Find(uid), nullptr);
+    ASSERT_EQ(m_Map.Add(uid, id).Id(), id);
+    m_Live.emplace(id, Live{uid});
+  }
+  void AskFor(std::int64_t id, bool isKept) {
+    auto const known = m_Live.find(id);
+    cls_Uid const uid = m_Map.IdentityOf(id);
+    if (known != m_Live.end()) {
+      EXPECT_EQ(uid.Entry(), known->second.m_Uid.Entry());
+    } else {
+      EXPECT_EQ(uid.Entry()->m_RefCount, 1U); // a fresh one
+      if (isKept) m_Live.emplace(id, Live{uid});
+    }
+  }
+  void Release(Lives::iterator live) { m_Live.erase(live); }
+  void DropFrom(std::int64_t firstId) {
+    m_Map.DropFrom(firstId);
+    for (auto live = m_Live.lower_bound(firstId); live != m_Live.end(); live = m_Live.erase(live))
+      if (Below(2) == 0) m_Untied.push_back(live->second.m_Uid);
+  }
+  void NoteVisit(Lives::iterator live) {
+    sto_IdentityMap::Tie* const tie = m_Map.Find(live->second.m_Uid);
+    ASSERT_NE(tie, nullptr);
+    EXPECT_EQ(tie->Visit().m_Save, live->second.m_Visited) << live->first;
+    tie->Visit().m_Save = live->second.m_Visited = m_Save;
+  }
+  void EndTransaction() {
+    m_Map.ForgetVisits();
+    for (auto& [id, live] : m_Live) live.m_Visited = 0;
+  }
+
+  std::mt19937_64 m_Random;
+  sto_IdentityMap m_Map;
+  Lives m_Live;
+  std::vector<cls_Uid> m_Untied; // that live on without a tie
+  std::int64_t m_Save = 1;
+};
+
+TEST(StoreIdentityMap, DenseIdsAreTheModels) {
+  for (std::uint64_t const seed : {1, 2, 3}) {
+    IdentityModel model(seed);
+    for (int step = 0; step < 8000; ++step) {
+      SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));
+      model.Step([](auto& random) { return static_cast<std::int64_t>(1 + random() % 300); });
+      if (step % 200 == 0) model.ExpectAll();
+      ASSERT_FALSE(testing::Test::HasFailure());
+    }
+  }
+}
+
+TEST(StoreIdentityMap, SparseIdsAreTheModels) {
+  for (std::uint64_t const seed : {11, 12, 13}) {
+    IdentityModel model(seed);
+    for (int step = 0; step < 8000; ++step) {
+      SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));
+      // Clusters at the limits of pages and segments, up to the greatest id that objects have.
+      model.Step([](auto& random) {
+        constexpr std::int64_t MaxId = (std::int64_t{1} << 43) - 1;
+        std::int64_t const bases[] = {31,       31 * 128,  31 * 128 * 2,    31 * 128 * 7 - 31, 1'000'000,
+                                      31 << 20, MaxId / 2, MaxId / 31 * 31, MaxId - 3};
+        auto const near = static_cast<std::int64_t>(random() % 7) - 3;
+        return std::min(MaxId, bases[random() % std::size(bases)] + near);
+      });
+      if (step % 200 == 0) model.ExpectAll();
+      ASSERT_FALSE(testing::Test::HasFailure());
+    }
+  }
+}
+
+TEST(StoreIdentityMap, TieThatIsAddedAnewWasNotVisited) {
+  sto_IdentityMap map;
+  cls_Uid const neighbour;
+  map.Add(neighbour, 1).Visit().m_Save = 5; // keeps the page
+  {
+    cls_Uid const uid;
+    map.Add(uid, 2).Visit().m_Save = 5;
+    EXPECT_EQ(map.Find(uid)->Visit().m_Save, 5);
+  }
+  cls_Uid const next;
+  EXPECT_EQ(map.Add(next, 2).Visit().m_Save, 0);
+  EXPECT_EQ(map.Find(neighbour)->Visit().m_Save, 5);
+}
+
+TEST(StoreIdentityMap, PageThatIsUsedAgainForgetsItsVisits) {
+  sto_IdentityMap map;
+  for (std::int64_t id = 0; id < 31 * 200; id += 31) { // all in one page of the pool, which goes each time
+    cls_Uid const uid;
+    sto_Visit& visit = map.Add(uid, id).Visit();
+    EXPECT_EQ(visit.m_Save, 0) << id;
+    visit.m_Save = 1;
+  }
+  EXPECT_EQ(map.Count(), 0U);
+}
+
+TEST(StoreIdentityMap, EndOfTheTransactionForgetsTheVisits) {
+  sto_IdentityMap map;
+  std::vector<cls_Uid> const uids(200);
+  std::int64_t id = 1;
+  for (cls_Uid const& uid : uids) map.Add(uid, id += 10).Visit() = {&uid, 7, 3, true};
+  map.ForgetVisits();
+  for (cls_Uid const& uid : uids) {
+    sto_Visit const& visit = map.Find(uid)->Visit();
+    EXPECT_EQ(visit.m_Address, nullptr);
+    EXPECT_EQ(visit.m_Holder, 0);
+    EXPECT_EQ(visit.m_Save, 0);
+    EXPECT_FALSE(visit.m_IsWritten);
+  }
+}
+
+TEST(StoreIdentityMap, RootIsKnownUntilItsTieGoes) {
+  sto_IdentityMap map;
+  map.NoteRoot(2); // of no identity
+  cls_Uid const neighbour;
+  EXPECT_FALSE(map.Add(neighbour, 1).IsRoot());
+  {
+    cls_Uid const uid;
+    EXPECT_FALSE(map.Add(uid, 2).IsRoot());
+    map.NoteRoot(2);
+    EXPECT_TRUE(map.Find(uid)->IsRoot());
+    EXPECT_FALSE(map.Find(neighbour)->IsRoot());
+  }
+  cls_Uid const next;
+  EXPECT_FALSE(map.Add(next, 2).IsRoot());
+}
+
+TEST(StoreIdentityMap, FailedAllocationLeavesTheTiesWhole) {
+  sto_IdentityMap map;
+  std::vector<cls_Uid> const uids(400);
+  for (std::size_t i = 0; i < uids.size(); ++i) {
+    // Each id in a page of its own, and now and then in a segment of its own.
+    auto const id = static_cast<std::int64_t>(i) * 31 * (i % 3 == 0 ? 128 : 1) + 1'000'000'000 * (i % 3);
+    for (long long step = 1;; ++step) {
+      StoreNewFault::FailAt(step);
+      bool isAdded = false;
+      try {
+        map.Add(uids[i], id);
+        isAdded = true;
+      } catch (std::bad_alloc const&) {
+      }
+      StoreNewFault::FailAt(0);
+      ASSERT_EQ(map.Count(), i + (isAdded ? 1 : 0));
+      ASSERT_EQ(map.Find(uids[i]) != nullptr, isAdded);
+      if (isAdded) break;
+    }
+    ASSERT_EQ(map.Find(uids[i])->Id(), id);
+    ASSERT_EQ(map.IdentityOf(id).Entry(), uids[i].Entry());
+  }
+  map.DropFrom(1'000'000'000);
+  for (std::size_t i = 0; i < uids.size(); ++i) ASSERT_EQ(map.Find(uids[i]) != nullptr, i % 3 == 0) << i;
+}
+
+} // namespace

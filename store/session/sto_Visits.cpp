@@ -1,0 +1,24 @@
+#include "store/session/sto_Visits.h"
+
+#include <algorithm>
+
+void sto_Visits::Take(Block*& place) {
+  std::size_t const chunk = m_Count / BlocksInChunk;
+  if (chunk == m_Chunks.size()) m_Chunks.push_back(std::make_unique<Chunk>());
+  Block& block = (*m_Chunks[chunk])[m_Count % BlocksInChunk];
+  block.m_Visits.fill({});
+  block.m_Place = &place;
+  place = &block;
+  ++m_Count;
+}
+
+void sto_Visits::Reset() noexcept {
+  constexpr std::size_t SpareChunks = 2;
+  for (std::size_t i = 0; i < m_Count; ++i) {
+    Block& block = (*m_Chunks[i / BlocksInChunk])[i % BlocksInChunk];
+    if (block.m_Place != nullptr) *block.m_Place = nullptr;
+    block.m_Place = nullptr;
+  }
+  m_Count = 0;
+  if (m_Chunks.size() > SpareChunks) m_Chunks.resize(SpareChunks);
+}

@@ -1,0 +1,172 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "store/driver/sto_Driver.h"
+#include "store/base/sto_Exception.h"
+
+/// A driver in front of a real one that fails at a chosen call, before the real one hears of it. The failed
+/// call does nothing and the transaction stays open, unless the plan says that the storage undoes it, as
+/// storages do for want of room. Rollback never fails.
+class StoreFaultDriver : public sto_Driver {
+ public:
+  struct Plan {
+    int m_CallsLeft = 0;                // the call that fails, counted from now; 0 for none
+    bool m_UndoesTransaction = false;   // the failure also undoes the transaction
+    bool m_RollbackToMarkFails = false; // on top of it
+    std::string m_FailedCall;           // what failed, empty while nothing has
+  };
+  static constexpr char Message[] = "the driver fails";
+
+  StoreFaultDriver(std::unique_ptr<sto_Driver> real, Plan& plan) : m_Real(std::move(real)), m_Plan(plan) {}
+
+  [[nodiscard]] bool IsReadOnly() const noexcept override { return m_Real->IsReadOnly(); }
+  void Begin(bool forWriting) override {
+    Step("Begin");
+    m_Real->Begin(forWriting);
+  }
+  void Commit() override {
+    Step("Commit");
+    m_Real->Commit();
+  }
+  void Rollback() noexcept override { m_Real->Rollback(); }
+  [[nodiscard]] bool IsInTransaction() const noexcept override { return m_Real->IsInTransaction(); }
+  void SetMark() override {
+    Step("SetMark");
+    m_Real->SetMark();
+  }
+  void ReleaseMark() override {
+    Step("ReleaseMark");
+    m_Real->ReleaseMark();
+  }
+  void RollbackToMark() override {
+    if (m_Plan.m_RollbackToMarkFails) Fail();
+    m_Real->RollbackToMark();
+  }
+  std::int64_t ChangeCounter() override {
+    Step("ChangeCounter");
+    return m_Real->ChangeCounter();
+  }
+  std::int64_t NextObjectId() override {
+    Step("NextObjectId");
+    return m_Real->NextObjectId();
+  }
+  void SetNextObjectId(std::int64_t id) override {
+    Step("SetNextObjectId");
+    m_Real->SetNextObjectId(id);
+  }
+  std::vector<sto_ClassRow> Classes() override {
+    Step("Classes");
+    return m_Real->Classes();
+  }
+  void WriteClass(sto_ClassRow const& row) override {
+    Step("WriteClass");
+    m_Real->WriteClass(row);
+  }
+  std::vector<sto_NameRow> Names() override {
+    Step("Names");
+    return m_Real->Names();
+  }
+  void AddName(sto_NameRow const& row) override {
+    Step("AddName");
+    m_Real->AddName(row);
+  }
+  bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) override {
+    Step("ReadObject");
+    return m_Real->ReadObject(id, classId, record);
+  }
+  bool HasObject(std::int64_t id) override {
+    Step("HasObject");
+    return m_Real->HasObject(id);
+  }
+  void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override {
+    Step("WriteObject");
+    m_Real->WriteObject(id, classId, record);
+  }
+  std::int64_t ObjectCount() override {
+    Step("ObjectCount");
+    return m_Real->ObjectCount();
+  }
+  void DeleteObject(std::int64_t id) override {
+    Step("DeleteObject");
+    m_Real->DeleteObject(id);
+  }
+  std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) override {
+    Step("ObjectIds");
+    return m_Real->ObjectIds(first, last);
+  }
+  bool ReadBlock(std::int64_t key, sto_Bytes& data) override {
+    Step("ReadBlock");
+    return m_Real->ReadBlock(key, data);
+  }
+  bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) override {
+    Step("ReadBlockInto");
+    return m_Real->ReadBlockInto(key, data, end);
+  }
+  void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override {
+    Step("ReadBlocks");
+    m_Real->ReadBlocks(first, last, sink);
+  }
+  bool HasBlock(std::int64_t key) override {
+    Step("HasBlock");
+    return m_Real->HasBlock(key);
+  }
+  void WriteBlock(std::int64_t key, sto_ByteView data) override {
+    Step("WriteBlock");
+    m_Real->WriteBlock(key, data);
+  }
+  void WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) override {
+    Step("WriteBlocks");
+    m_Real->WriteBlocks(first, blocks);
+  }
+  void OverwriteBlock(std::int64_t key, sto_ByteView data) override {
+    Step("OverwriteBlock");
+    m_Real->OverwriteBlock(key, data);
+  }
+  void DeleteBlocks(std::int64_t first, std::int64_t last) override {
+    Step("DeleteBlocks");
+    m_Real->DeleteBlocks(first, last);
+  }
+  std::optional<std::int64_t> FindRoot(std::string_view name) override {
+    Step("FindRoot");
+    return m_Real->FindRoot(name);
+  }
+  void SetRoot(std::string_view name, std::int64_t id) override {
+    Step("SetRoot");
+    m_Real->SetRoot(name, id);
+  }
+  bool RemoveRoot(std::string_view name) override {
+    Step("RemoveRoot");
+    return m_Real->RemoveRoot(name);
+  }
+  bool RenameRoot(std::string_view from, std::string_view to) override {
+    Step("RenameRoot");
+    return m_Real->RenameRoot(from, to);
+  }
+  std::vector<std::string> Roots() override {
+    Step("Roots");
+    return m_Real->Roots();
+  }
+  std::int64_t SizeBytes() override {
+    Step("SizeBytes");
+    return m_Real->SizeBytes();
+  }
+  void CopyTo(std::string const& location) override {
+    Step("CopyTo");
+    m_Real->CopyTo(location);
+  }
+
+ private:
+  void Step(char const* call) {
+    if (m_Plan.m_CallsLeft == 0 || --m_Plan.m_CallsLeft != 0) return;
+    m_Plan.m_FailedCall = call;
+    if (m_Plan.m_UndoesTransaction) m_Real->Rollback();
+    Fail();
+  }
+  [[noreturn]] static void Fail() { sto_Raise(sto_ErrorKind::Unavailable, Message); }
+
+  std::unique_ptr<sto_Driver> m_Real;
+  Plan& m_Plan;
+};
