@@ -11,9 +11,9 @@
 #include <utility>
 
 #include "platform/omni/omi_BtreeIterator.h"
+#include "store/format/sto_CollectionShape.h"
 #include "store/session/sto_ClassInUse.h"
 #include "store/session/sto_Classes.h"
-#include "store/format/sto_CollectionShape.h"
 
 namespace {
 

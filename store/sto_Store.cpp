@@ -2,13 +2,13 @@
 
 #include <utility>
 
-#include "store/sqlite/sto_SqliteDriver.h"
-#include "store/sto_CheckClasses.h"
 #include "store/graph/sto_Collector.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
 #include "store/session/sto_OwnTransaction.h"
 #include "store/session/sto_Session.h"
+#include "store/sqlite/sto_SqliteDriver.h"
+#include "store/sto_CheckClasses.h"
 
 namespace {
 

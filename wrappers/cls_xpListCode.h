@@ -6,8 +6,8 @@
 #include "persist/backend/cls_MementoRead.h"
 #include "persist/backend/cls_MementoWrite.h"
 #include "persist/backend/cls_ReadListPrim.h"
-#include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/backend/cls_WriteListPrim.h"
+#include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "wrappers/cls_xpWriter.h"
 

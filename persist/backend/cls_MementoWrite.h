@@ -1,8 +1,8 @@
 #pragma once
 
 #include "persist/backend/cls_AgentForward.h"
-#include "persist/visitors/cls_FieldHandle.h"
 #include "persist/identity/cls_Uid.h"
+#include "persist/visitors/cls_FieldHandle.h"
 #include "platform/cow/cow_COW.h"
 #include "platform/kvl_Export.h"
 

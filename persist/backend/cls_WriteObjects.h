@@ -1,7 +1,7 @@
 #pragma once
 
-#include "persist/identity/cls_Uid.h"
 #include "persist/backend/cls_WriteCollectionBase.h"
+#include "persist/identity/cls_Uid.h"
 #include "platform/cow/cow_String.h"
 
 class cls_MementoWrite;

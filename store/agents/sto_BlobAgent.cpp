@@ -5,12 +5,12 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
-#include "store/sto_Blob.h"
+#include "store/base/sto_Exception.h"
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_CollectionFields.h"
-#include "store/base/sto_Exception.h"
 #include "store/objects/sto_MementoWrite.h"
 #include "store/session/sto_OwnTransaction.h"
+#include "store/sto_Blob.h"
 
 namespace {
 

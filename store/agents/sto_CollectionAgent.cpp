@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "store/format/sto_CollectionFields.h"
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_CollectionFields.h"
 #include "store/session/sto_OwnTransaction.h"
 
 namespace {

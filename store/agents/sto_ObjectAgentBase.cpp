@@ -1,9 +1,9 @@
 #include "store/agents/sto_ObjectAgentBase.h"
 
 #include "metadata/cls_CollectionType.h"
-#include "store/session/sto_ElementScope.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
+#include "store/session/sto_ElementScope.h"
 
 namespace {
 

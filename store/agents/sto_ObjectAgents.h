@@ -7,8 +7,8 @@
 
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
-#include "store/format/sto_MapCodec.h"
 #include "store/agents/sto_ObjectAgentBase.h"
+#include "store/format/sto_MapCodec.h"
 #include "store/session/sto_StoredBlocks.h"
 
 /// The open line to a stored list of objects. Internal to the module; see sto_ObjectAgentBase.

@@ -8,7 +8,7 @@ struct sto_SourceLine {
 
   /// As a default argument: the line of the call.
   static constexpr sto_SourceLine Current(char const* file = __builtin_FILE(),
-                                     int line = __builtin_LINE()) noexcept {
+                                          int line = __builtin_LINE()) noexcept {
     return {file, line};
   }
 };

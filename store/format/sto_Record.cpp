@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
-#include "store/format/sto_Checksum.h"
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_Checksum.h"
 
 namespace {
 

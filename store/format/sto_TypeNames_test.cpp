@@ -7,8 +7,8 @@
 #include <regex>
 #include <set>
 
-#include "store/session/sto_ClassInUse.h"
 #include "store/format/sto_MapCodec.h"
+#include "store/session/sto_ClassInUse.h"
 
 namespace {
 

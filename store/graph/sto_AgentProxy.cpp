@@ -1,7 +1,7 @@
 #include "store/graph/sto_AgentProxy.h"
 
-#include "store/graph/sto_BranchCopy.h"
 #include "store/base/sto_Exception.h"
+#include "store/graph/sto_BranchCopy.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
 #include "store/session/sto_OwnTransaction.h"

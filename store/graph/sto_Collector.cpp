@@ -4,9 +4,9 @@
 #include <string>
 
 #include "store/agents/sto_BlobAgent.h"
+#include "store/agents/sto_CollectionAgent.h"
 #include "store/format/sto_BlockKey.h"
 #include "store/objects/sto_ObjectListReader.h"
-#include "store/agents/sto_CollectionAgent.h"
 #include "store/session/sto_StoredBlocks.h"
 
 namespace {

@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "store/sqlite/sto_SqliteDriver.h"
 #include "store/base/sto_Exception.h"
 #include "store/graph/sto_IdSet.h"
 #include "store/session/sto_Session.h"
+#include "store/sqlite/sto_SqliteDriver.h"
 #include "tests/support/store/StoreFaultDriver.h"
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"

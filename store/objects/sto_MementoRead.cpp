@@ -6,13 +6,13 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "store/agents/sto_BlobAgent.h"
-#include "store/format/sto_CollectionFields.h"
 #include "store/agents/sto_ListAgent.h"
+#include "store/agents/sto_ObjectAgents.h"
+#include "store/format/sto_CollectionFields.h"
+#include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_ListReader.h"
 #include "store/objects/sto_MapReader.h"
-#include "store/agents/sto_ObjectAgents.h"
 #include "store/objects/sto_ObjectListReader.h"
-#include "store/format/sto_TypeNames.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "persist/backend/cls_MementoRead.h"
-#include "store/session/sto_ChangedBase.h"
 #include "store/format/sto_CollectionShape.h"
+#include "store/session/sto_ChangedBase.h"
 #include "store/session/sto_Session.h"
 
 /// Reads one stored object, or one base-class part of it. Without record it stands for an object that is not

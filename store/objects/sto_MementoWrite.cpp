@@ -5,14 +5,14 @@
 #include "metadata/cls_CollectionType.h"
 #include "persist/backend/cls_AgentProxy.h"
 #include "store/agents/sto_BlobAgent.h"
-#include "store/format/sto_CollectionFields.h"
 #include "store/agents/sto_ListAgent.h"
+#include "store/agents/sto_ObjectAgents.h"
+#include "store/format/sto_CollectionFields.h"
+#include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_ListWriter.h"
 #include "store/objects/sto_MapWriter.h"
-#include "store/agents/sto_ObjectAgents.h"
 #include "store/objects/sto_ObjectListWriter.h"
 #include "store/sto_Proxy.h"
-#include "store/format/sto_TypeNames.h"
 
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
                                                               cls_Uid const& uid, int depth,

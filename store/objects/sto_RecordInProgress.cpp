@@ -4,14 +4,14 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
+#include "store/agents/sto_CollectionAgent.h"
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_CollectionFields.h"
+#include "store/format/sto_TypeNames.h"
+#include "store/objects/sto_StrictSave.h"
 #include "store/session/sto_ElementScope.h"
 #include "store/session/sto_HolderText.h"
-#include "store/agents/sto_CollectionAgent.h"
-#include "store/objects/sto_StrictSave.h"
-#include "store/format/sto_TypeNames.h"
 
 namespace {
 
@@ -24,8 +24,9 @@ void PutNumber(sto_RecordBuilder& record, sto_FieldKey const& key, sto_Format::V
 
 } // namespace
 
-sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
-                                   sto_Reach::Place const& place, sto_Reach::Meeting const& meeting)
+sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse,
+                                           int depth, sto_Reach::Place const& place,
+                                           sto_Reach::Meeting const& meeting)
     : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Place(place), m_Meeting(meeting),
       m_LastClass(&inUse), m_Record(session.TakeBuilder()) {
   if (depth > sto_Format::MaxNesting)

@@ -14,7 +14,7 @@ class sto_RecordInProgress {
  public:
   /// `depth` is how many objects hold this one; `place` and `meeting` say where the save has met it.
   sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
-                   sto_Reach::Place const& place, sto_Reach::Meeting const& meeting);
+                       sto_Reach::Place const& place, sto_Reach::Meeting const& meeting);
   sto_RecordInProgress(sto_RecordInProgress const&) = delete;
   sto_RecordInProgress& operator=(sto_RecordInProgress const&) = delete;
   ~sto_RecordInProgress();

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "store/driver/sto_Driver.h"
 #include "store/session/sto_ClassInUse.h"
 #include "store/session/sto_Classes.h"
-#include "store/driver/sto_Driver.h"
 #include "store/session/sto_StoredClass.h"
 
 /// What a session knows about classes and attribute names: the program's classes, and the description of

@@ -4,10 +4,10 @@
 #include <utility>
 
 #include "persist/visitors/cls_FieldHandle.h"
-#include "store/graph/sto_AgentProxy.h"
 #include "store/agents/sto_BlobAgent.h"
-#include "store/base/sto_Exception.h"
 #include "store/agents/sto_CollectionAgent.h"
+#include "store/base/sto_Exception.h"
+#include "store/graph/sto_AgentProxy.h"
 
 namespace {
 

@@ -12,15 +12,15 @@
 #include <utility>
 #include <vector>
 
-#include "store/session/sto_Catalogue.h"
-#include "store/driver/sto_Driver.h"
 #include "store/base/sto_ErrorKind.h"
+#include "store/base/sto_SourceLine.h"
+#include "store/driver/sto_Driver.h"
+#include "store/format/sto_RecordRef.h"
+#include "store/session/sto_Catalogue.h"
 #include "store/session/sto_IdentityMap.h"
 #include "store/session/sto_LoadedObjects.h"
-#include "store/sto_Options.h"
-#include "store/base/sto_SourceLine.h"
 #include "store/session/sto_Reach.h"
-#include "store/format/sto_RecordRef.h"
+#include "store/sto_Options.h"
 
 class cls_FieldHandle;
 class sto_BlobAgent;
@@ -276,7 +276,7 @@ class sto_Session {
   std::shared_ptr<sto_LoadedObjects> m_Loaded = std::make_shared<sto_LoadedObjects>();
   std::unordered_map<std::int64_t, sto_CollectionAgent*> m_Agents;
   sto_CollectionAgent* m_FirstAgent = nullptr; // of the chain of all, also those of lost collections
-  Walk* m_Walk = nullptr;                // the innermost one that is going on
+  Walk* m_Walk = nullptr;                      // the innermost one that is going on
   std::unordered_set<sto_BlobAgent*> m_OpenBlobs;
   std::unordered_set<sto_AgentProxy*> m_OpenProxies;
   std::unordered_map<std::int64_t, ListAtBegin> m_ListsAtBegin; // those that the transaction has changed

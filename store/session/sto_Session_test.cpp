@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "persist/backend/cls_AgentBlob.h"
-#include "persist/visitors/cls_BlobWriter.h"
 #include "persist/backend/cls_WriteListPrim.h"
+#include "persist/visitors/cls_BlobWriter.h"
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/store/StoreFaultDriver.h"

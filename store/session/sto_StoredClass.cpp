@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "store/session/sto_ClassInUse.h"
 #include "store/format/sto_CollectionFields.h"
+#include "store/session/sto_ClassInUse.h"
 
 namespace {
 

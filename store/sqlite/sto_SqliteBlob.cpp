@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "store/sqlite/sto_SqliteConnection.h"
 #include "store/base/sto_Exception.h"
+#include "store/sqlite/sto_SqliteConnection.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <span>
 #include <vector>
 
+#include "store/driver/sto_Driver.h"
 #include "store/sqlite/sto_SqliteBlob.h"
 #include "store/sqlite/sto_SqliteConnection.h"
-#include "store/driver/sto_Driver.h"
 
 /// The blocks of a store in SQLite.
 ///

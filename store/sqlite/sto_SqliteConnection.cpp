@@ -7,9 +7,9 @@
 #include <new>
 #include <utility>
 
-#include "store/sqlite/sto_SqliteErrors.h"
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Format.h"
+#include "store/sqlite/sto_SqliteErrors.h"
 
 namespace {
 

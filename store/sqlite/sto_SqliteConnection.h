@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "store/format/sto_Codec.h"
 #include "store/base/sto_SourceLine.h"
+#include "store/format/sto_Codec.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -84,7 +84,8 @@ class sto_SqliteConnection {
 
   /// Raises the failure that a result code stands for. `isReading`: nothing was to be written. The number of
   /// the system's error (errno), cleared before the operation, tells a full disk from other failures.
-  [[noreturn]] void Raise(int code, bool isReading = false, sto_SourceLine line = sto_SourceLine::Current()) const;
+  [[noreturn]] void Raise(int code, bool isReading = false,
+                          sto_SourceLine line = sto_SourceLine::Current()) const;
 
  private:
   void Harden(int busyMilliseconds);

@@ -12,10 +12,10 @@
 #include <new>
 #include <system_error>
 
+#include "store/base/sto_Exception.h"
 #include "store/sqlite/sto_FileSystem.h"
 #include "store/sqlite/sto_SqliteFile.h"
 #include "store/sqlite/sto_SqliteOpening.h"
-#include "store/base/sto_Exception.h"
 
 namespace {
 

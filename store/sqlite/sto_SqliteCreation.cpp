@@ -6,13 +6,13 @@
 #include <initializer_list>
 #include <system_error>
 
+#include "store/base/sto_Exception.h"
+#include "store/format/sto_Format.h"
 #include "store/sqlite/sto_FileSystem.h"
 #include "store/sqlite/sto_SqliteErrors.h"
 #include "store/sqlite/sto_SqliteOpening.h"
 #include "store/sqlite/sto_SqliteSchema.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
-#include "store/base/sto_Exception.h"
-#include "store/format/sto_Format.h"
 
 // Creating is exclusive. Whoever has SQLite's exclusive lock on the file decides what the file is, makes the
 // tables in that one transaction, or removes the file when there is nothing of value in it. Whoever gets the

@@ -5,10 +5,10 @@
 #include <map>
 #include <utility>
 
-#include "store/sqlite/sto_SqliteCopy.h"
-#include "store/sqlite/sto_SqliteSchema.h"
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Format.h"
+#include "store/sqlite/sto_SqliteCopy.h"
+#include "store/sqlite/sto_SqliteSchema.h"
 
 sto_SqliteDriver::LogFolder::~LogFolder() {
   if (!m_Path.empty()) sto_FoldSqliteLog(m_Path);

@@ -3,13 +3,13 @@
 #include <memory>
 #include <optional>
 
+#include "store/driver/sto_Driver.h"
 #include "store/sqlite/sto_SqliteBlocks.h"
 #include "store/sqlite/sto_SqliteConnection.h"
 #include "store/sqlite/sto_SqliteFile.h"
 #include "store/sqlite/sto_SqliteObjects.h"
 #include "store/sqlite/sto_SqliteOpening.h"
 #include "store/sqlite/sto_SqliteTransaction.h"
-#include "store/driver/sto_Driver.h"
 #include "store/sto_Options.h"
 
 /// A store in one SQLite file. The tables, and the reasons for page size, journal and keys, are in

@@ -20,4 +20,5 @@ struct sto_SqliteError {
 
 /// Raise, with the same advice, what is seen without asking SQLite to do anything.
 [[noreturn]] void sto_RaiseNoStore(std::string const& path, sto_SourceLine line = sto_SourceLine::Current());
-[[noreturn]] void sto_RaiseNotWritable(std::string const& path, sto_SourceLine line = sto_SourceLine::Current());
+[[noreturn]] void sto_RaiseNotWritable(std::string const& path,
+                                       sto_SourceLine line = sto_SourceLine::Current());

@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
-#include "store/sqlite/sto_SqliteConnection.h"
 #include "store/format/sto_Codec.h"
+#include "store/sqlite/sto_SqliteConnection.h"
 
 /// The objects of a store in SQLite.
 ///

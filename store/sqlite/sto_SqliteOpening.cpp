@@ -2,10 +2,10 @@
 
 #include <sqlite3.h>
 
+#include "store/base/sto_Exception.h"
 #include "store/sqlite/sto_FileSystem.h"
 #include "store/sqlite/sto_SqliteErrors.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
-#include "store/base/sto_Exception.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <string_view>
 #include <vector>
 
-#include "store/sqlite/sto_SqliteErrors.h"
-#include "store/sqlite/sto_SqliteSchema.h"
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Format.h"
+#include "store/sqlite/sto_SqliteErrors.h"
+#include "store/sqlite/sto_SqliteSchema.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <new>
 
+#include "store/base/sto_Exception.h"
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "store/sqlite/sto_SqliteTransaction.h"
-#include "store/base/sto_Exception.h"
 #include "tests/support/store/StoreFaultVfs.h"
 #include "tests/support/store/StoreFile.h"
 #include "tests/support/store/StoreNewFault.h"

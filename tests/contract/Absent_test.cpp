@@ -4,12 +4,12 @@
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentListPrim.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
-#include "persist/visitors/cls_BlobReader.h"
 #include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_ReadMapPrim.h"
 #include "persist/backend/cls_ReadObjects.h"
 #include "persist/backend/cls_WriteListPrim.h"
 #include "persist/backend/cls_WriteObjects.h"
+#include "persist/visitors/cls_BlobReader.h"
 #include "tests/contract/ContractTest.h"
 
 // What is not there: fields take their defaults, and objects are empty ones, never null pointers.

@@ -2,11 +2,11 @@
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentListPrim.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
-#include "persist/visitors/cls_BlobWriter.h"
 #include "persist/backend/cls_ReadObjects.h"
 #include "persist/backend/cls_WriteListPrim.h"
 #include "persist/backend/cls_WriteMapPrim.h"
 #include "persist/backend/cls_WriteObjects.h"
+#include "persist/visitors/cls_BlobWriter.h"
 #include "tests/contract/ContractContent.h"
 
 // Roots that go, and the collection of what no root leads to any more.

@@ -5,14 +5,14 @@
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentListPrim.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
-#include "persist/visitors/cls_BlobReader.h"
-#include "persist/visitors/cls_BlobWriter.h"
 #include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_ReadMapPrim.h"
 #include "persist/backend/cls_ReadObjects.h"
 #include "persist/backend/cls_WriteListPrim.h"
 #include "persist/backend/cls_WriteMapPrim.h"
 #include "persist/backend/cls_WriteObjects.h"
+#include "persist/visitors/cls_BlobReader.h"
+#include "persist/visitors/cls_BlobWriter.h"
 #include "tests/contract/ContractTest.h"
 
 // Cases that take seconds. Every one of them reads what a session before it wrote.

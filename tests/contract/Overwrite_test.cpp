@@ -2,14 +2,14 @@
 
 #include "persist/backend/cls_AgentBlob.h"
 #include "persist/backend/cls_AgentListPrim.h"
-#include "persist/visitors/cls_BlobReader.h"
-#include "persist/visitors/cls_BlobWriter.h"
 #include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_ReadMapPrim.h"
 #include "persist/backend/cls_ReadObjects.h"
 #include "persist/backend/cls_WriteListPrim.h"
 #include "persist/backend/cls_WriteMapPrim.h"
 #include "persist/backend/cls_WriteObjects.h"
+#include "persist/visitors/cls_BlobReader.h"
+#include "persist/visitors/cls_BlobWriter.h"
 #include "tests/contract/ContractTest.h"
 
 // Writing over what is there: smaller, larger, empty; and roots that go.

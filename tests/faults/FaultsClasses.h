@@ -13,9 +13,9 @@
 #include "persist/backend/cls_AgentBlob.h"
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
+#include "persist/backend/cls_PC.h"
 #include "persist/visitors/cls_BlobReader.h"
 #include "persist/visitors/cls_BlobWriter.h"
-#include "persist/backend/cls_PC.h"
 #include "store/sto_Store.h"
 #include "wrappers/cls_xp1DArrayList.h"
 

@@ -151,7 +151,8 @@ std::vector<Operation> OperationsOfAgents() {
          static_cast<void>(std::unique_ptr<cls_MementoRead>(world.m_Folder->Items().MakeReadObj(1)));
        },
        Nothing},
-      {"map put", false, Nothing, [](MemoryWorld& world) {
+      {"map put", false, Nothing,
+       [](MemoryWorld& world) {
          world.m_Folder->PutKey(77, *world.m_Leaf);
          RaiseKept(world);
        },

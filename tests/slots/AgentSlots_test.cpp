@@ -6,8 +6,8 @@
 #include "persist/backend/cls_AgentMapKey2Obj.h"
 #include "persist/backend/cls_AgentProxy.h"
 #include "persist/backend/cls_AgentRequest.h"
-#include "persist/visitors/cls_FieldHandle.h"
 #include "persist/identity/cls_HistoryEntry.h"
+#include "persist/visitors/cls_FieldHandle.h"
 #include "tests/slots/SlotList.h"
 
 namespace {

@@ -4,11 +4,11 @@
 #include <limits>
 
 #include "persist/backend/cls_ReadObjects.h"
-#include "store/sqlite/sto_SqliteDriver.h"
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/format/sto_Record.h"
+#include "store/sqlite/sto_SqliteDriver.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/store/StoreChild.h"
 #include "tests/support/store/StoreNewFault.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "examples/heat/mesh/heat_InputError.h"
-#include "examples/heat/plot/heat_LeftOut.h"
 #include "examples/heat/mesh/heat_MeshData.h"
+#include "examples/heat/plot/heat_LeftOut.h"
 #include "examples/heat/program/heat_Progress.h"
 
 #include <string>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "examples/heat/model/heat_ModelError.h"
-#include "persist/identity/cls_OwnUid.h"
 #include "persist/backend/cls_ReadObjects.h"
+#include "persist/identity/cls_OwnUid.h"
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "store/sto_Shared.h"

@@ -1,8 +1,8 @@
-#include "examples/heat/physics/heat_BuildCase.h"
 #include "examples/heat/mesh/heat_MshReader.h"
+#include "examples/heat/physics/heat_BuildCase.h"
 #include "examples/heat/physics/heat_Solver.h"
-#include "examples/heat/program/heat_TestFiles.h"
 #include "examples/heat/physics/heat_TransientSolver.h"
+#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 

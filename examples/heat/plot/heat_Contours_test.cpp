@@ -1,7 +1,7 @@
-#include "examples/heat/plot/heat_Contours.h"
 #include "examples/heat/mesh/heat_MshReader.h"
-#include "examples/heat/program/heat_TestFiles.h"
+#include "examples/heat/plot/heat_Contours.h"
 #include "examples/heat/plot/heat_View.h"
+#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 

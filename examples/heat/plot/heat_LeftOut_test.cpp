@@ -1,5 +1,5 @@
-#include "examples/heat/plot/heat_LeftOut.h"
 #include "examples/heat/mesh/heat_MshReader.h"
+#include "examples/heat/plot/heat_LeftOut.h"
 #include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "examples/heat/plot/heat_Contours.h"
 #include "examples/heat/mesh/heat_MeshData.h"
+#include "examples/heat/plot/heat_Contours.h"
 #include "examples/heat/plot/heat_Svg.h"
 
 #include <vector>

@@ -1,7 +1,7 @@
 #include "examples/heat/program/heat_CommandTools.h"
 
-#include "examples/heat/program/heat_Commands.h"
 #include "examples/heat/plot/heat_OutputFile.h"
+#include "examples/heat/program/heat_Commands.h"
 #include "metadata/cls_MetadataRegistrar.h"
 
 #include <cstdio>

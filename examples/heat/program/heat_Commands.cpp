@@ -1,13 +1,13 @@
 #include "examples/heat/program/heat_Commands.h"
 
-#include "examples/heat/model/heat_AnalysisModel.h"
-#include "examples/heat/physics/heat_BuildCase.h"
-#include "examples/heat/program/heat_CommandTools.h"
-#include "examples/heat/model/heat_ModelError.h"
 #include "examples/heat/mesh/heat_MshReader.h"
-#include "examples/heat/program/heat_Progress.h"
-#include "examples/heat/plot/heat_SvgPlot.h"
+#include "examples/heat/model/heat_AnalysisModel.h"
+#include "examples/heat/model/heat_ModelError.h"
 #include "examples/heat/model/heat_TransientModel.h"
+#include "examples/heat/physics/heat_BuildCase.h"
+#include "examples/heat/plot/heat_SvgPlot.h"
+#include "examples/heat/program/heat_CommandTools.h"
+#include "examples/heat/program/heat_Progress.h"
 #include "store/sto_Store.h"
 
 #include <algorithm>

@@ -1,11 +1,11 @@
 #include "examples/heat/program/heat_Commands.h"
 
-#include "examples/heat/physics/heat_BuildCase.h"
-#include "examples/heat/program/heat_CommandTools.h"
-#include "examples/heat/plot/heat_HistoryPlot.h"
 #include "examples/heat/mesh/heat_MshReader.h"
 #include "examples/heat/model/heat_TransientModel.h"
+#include "examples/heat/physics/heat_BuildCase.h"
 #include "examples/heat/physics/heat_TransientSolver.h"
+#include "examples/heat/plot/heat_HistoryPlot.h"
+#include "examples/heat/program/heat_CommandTools.h"
 
 #include <algorithm>
 #include <cmath>

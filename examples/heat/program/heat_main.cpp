@@ -5,8 +5,8 @@
 // options, a file that is not there, is there already, or is no store or no regular file, a run that is
 // finished.
 
-#include "examples/heat/program/heat_Commands.h"
 #include "examples/heat/model/heat_TransientModel.h"
+#include "examples/heat/program/heat_Commands.h"
 #include "examples/shared/exa_Program.h"
 #include "metadata/cls_MetadataRegistrar.h"
 #include "module/nex_initialize.h"

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "metadata/cls_CollectionType.h"
-#include "persist/visitors/cls_FieldHandle.h"
 #include "persist/identity/cls_Uid.h"
+#include "persist/visitors/cls_FieldHandle.h"
 #include "platform/cow/cow_COW.h"
 #include "platform/cow/cow_String.h"
 

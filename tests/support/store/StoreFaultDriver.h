@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "store/driver/sto_Driver.h"
 #include "store/base/sto_Exception.h"
+#include "store/driver/sto_Driver.h"
 
 /// A driver in front of a real one that fails at a chosen call, before the real one hears of it. The failed
 /// call does nothing and the transaction stays open, unless the plan says that the storage undoes it, as

@@ -11,9 +11,9 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/wrappers/KeyedWrapperCases.h"
-#include "tests/support/store/StoreCollections.h"
 #include "tests/support/backend/StoredList.h"
+#include "tests/support/store/StoreCollections.h"
+#include "tests/support/wrappers/KeyedWrapperCases.h"
 #include "tests/support/wrappers/WrapperCases.h"
 #include "wrappers/cls_xoMap.h"
 #include "wrappers/cls_xp2DArray.h"
