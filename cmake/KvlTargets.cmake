@@ -56,6 +56,13 @@ function(kvl_test_sources target)
   endif()
 endfunction()
 
+# A definition for one source of a test program: what differs between folders is not compiled into all of them.
+function(kvl_test_definition target source definition)
+  if(KVL_BUILD_TESTS)
+    set_property(SOURCE "${source}" TARGET_DIRECTORY ${target} APPEND PROPERTY COMPILE_DEFINITIONS "${definition}")
+  endif()
+endfunction()
+
 function(kvl_add_platform)
   if(KVL_PLATFORM STREQUAL "external")
     find_package(KVLplatform REQUIRED)
