@@ -58,7 +58,7 @@ class KVL_EXPORT cls_ReadVisitor {
   /// The stored text, or the default where the field is absent (as without memento).
   [[nodiscard]] cow_String Read(cls_FieldHandle const& field, cow_String const& defaultValue) const;
 
-  /// The same for a translatable string; the stored text is taken as it stands, never translated.
+  /// The same for a translatable string; the stored text is taken verbatim and the translator is not asked.
   [[nodiscard]] atr_String Read(cls_FieldHandle const& field, atr_String const& defaultValue) const;
 
   /// The other scalars: bool, float, double and the integers that a memento reads; also the default without

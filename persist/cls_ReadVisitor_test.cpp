@@ -191,6 +191,16 @@ TEST_F(ReadVisitor, NeverTranslatesTheStoredText) {
   EXPECT_EQ(text, "Good day");
 }
 
+TEST_F(ReadVisitor, NeverAsksTheTranslator) {
+  atr_Translator const before =
+      atr_SetTranslator([](char const*) -> char const* { return "translated <%s>"; });
+  atr_String const text = ReadText("Good day"_cow);
+  atr_String const none = ReadText(cow_String());
+  atr_SetTranslator(before);
+  EXPECT_EQ(text, "Good day");
+  EXPECT_EQ(none, "");
+}
+
 TEST_F(ReadVisitor, PassesTheBackEndsFailureThrough) {
   m_Recorder.FailAt("Clone");
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
