@@ -1,5 +1,5 @@
-// What docs/using-stores.md shows of histories that do not fit into memory, on a solver of three nodes. Prints the
-// history as another load finds it.
+// What docs/using-stores.md shows of histories that do not fit into memory, on a solver of three nodes. Prints
+// the history as another load finds it.
 
 #include <iostream>
 #include <vector>
