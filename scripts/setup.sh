@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # Installs what building, testing and measuring needs, on Debian and its relatives.
 # Says nothing and changes nothing when all of it is there.
+#
+#   scripts/setup.sh           the build, the tests, the examples and the benchmarks
+#   scripts/setup.sh --lint    also what scripts/lint.sh needs
 set -euo pipefail
 
 packages=(
@@ -11,6 +14,10 @@ packages=(
   libeigen3-dev libcli11-dev   # the examples
   libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )
+
+if [[ "${1:-}" == --lint ]]; then
+  packages+=(clang-14 clang-format-14 clang-tidy-14)
+fi
 
 fail() {
   printf 'setup: %s\n' "$1" >&2
