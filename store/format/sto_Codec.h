@@ -75,6 +75,8 @@ class sto_ByteReader {
       : m_Next(bytes.data()), m_End(bytes.data() + bytes.size()) {}
 
   [[nodiscard]] bool Failed() const noexcept { return m_Failed; }
+  /// Where the next value begins; the end when nothing is left.
+  [[nodiscard]] std::byte const* Position() const noexcept { return m_Next; }
   [[nodiscard]] std::size_t Remaining() const noexcept { return static_cast<std::size_t>(m_End - m_Next); }
 
   std::uint8_t U8() noexcept {

@@ -304,27 +304,6 @@ TEST(StoreRecord, RandomBytesWithARightChecksumNeverCrash) {
   EXPECT_GT(taken, 100);
 }
 
-TEST(StoreRecord, BuiltRecordComesBackAsItWas) {
-  sto_RecordBuilder builder;
-  std::size_t const own = builder.AddPart(9, -4, 5);
-  std::size_t const base = builder.AddPart(8, 3, 6);
-  sto_ByteWriter(builder.StartField(base, {2, -1})).U8(sto_Format::NoText);
-  sto_ByteWriter(builder.StartField(own, {0, -7})).U8(sto_Format::NoText);
-  EXPECT_TRUE(builder.HasField(own, {0, -7}));
-  EXPECT_FALSE(builder.HasField(own, {2, -1}));
-  EXPECT_TRUE(builder.HasField(base, {2, 99})); // a name counts whatever the number
-  sto_Record record;
-  std::string problem = "none";
-  ASSERT_TRUE(record.Decode(5, 9, builder.Finish(5), problem));
-  EXPECT_TRUE(problem.empty());
-  ASSERT_EQ(record.Parts().size(), 2U);
-  EXPECT_EQ(record.Parts()[0].m_Version, -4);
-  EXPECT_EQ(record.Parts()[0].m_Fields[0].m_Key.m_FieldId, -7);
-  EXPECT_EQ(record.Parts()[1].m_Id, 6);
-  EXPECT_FALSE(record.List().has_value());
-  EXPECT_EQ(record.GreatestId(), 6);
-}
-
 TEST(StoreCodec, VarintsComeBack) {
   for (int shift = 0; shift < 64; ++shift)
     for (std::uint64_t const value :

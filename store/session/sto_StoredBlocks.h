@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -8,7 +10,8 @@
 
 class sto_Session;
 
-/// The sealed blocks of one stored list: reads and writes them by index. Internal to the module.
+/// The sealed blocks of one stored list or blob: reads and writes them by index. The only place where a block's
+/// key is computed and its checksum appended or checked. Internal to the module.
 ///
 /// A look into the storage from outside of a transaction costs several times what the block costs, so there
 /// blocks that are asked for one after the other are read ahead. Inside a longer transaction they are not:
@@ -27,6 +30,9 @@ class sto_StoredBlocks {
 
   /// The content of block `index`. Valid until the next operation.
   [[nodiscard]] sto_ByteView Read(int index);
+
+  /// The same for a caller that reports damage itself: empty for a block that is missing or damaged.
+  [[nodiscard]] std::optional<sto_ByteView> TryRead(int index);
 
   /// Reads the content of a block, all of it, straight to `content`, which is as large.
   void ReadInto(int index, std::span<std::byte> content);
@@ -49,12 +55,28 @@ class sto_StoredBlocks {
     if (next <= last) RaiseDamaged(next);
   }
 
+  /// Whether a block is stored. Whether it can be read shows when it is read.
+  [[nodiscard]] bool Has(int index);
+
+  /// Whether all blocks of a list of `count` elements of at least `minBytes` bytes each are stored. Call it before
+  /// making room for as many elements as a list says it has.
+  [[nodiscard]] bool HasList(int count, std::size_t minBytes);
+
+  /// Whether a block is stored, undamaged, with this content.
+  [[nodiscard]] bool Holds(int index, sto_ByteView content);
+
   /// Writes the content of a block, of one that `isThere` in its place; `content` gets its checksum appended.
   void Write(int index, sto_Bytes& content, bool isThere);
 
   /// Writes the contents of `contents.size()` blocks from `first` on, none of which is there, in one pass;
   /// each gets its checksum appended.
   void WriteNew(int first, std::span<sto_Bytes> contents);
+
+  /// Deletes the blocks from `first` on.
+  void DeleteFrom(int first);
+
+  /// Deletes all blocks of the objects with ids from `firstId` to `lastId`, both included.
+  static void DeleteOf(sto_Session& session, std::int64_t firstId, std::int64_t lastId);
 
   /// Forgets what was read ahead.
   void Forget() noexcept;
