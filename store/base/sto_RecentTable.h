@@ -3,16 +3,16 @@
 #include <array>
 #include <cstddef>
 
-/// The answers of a slower look-up that were found last, for keys of two numbers (a class ID and a version, two
-/// class IDs). Objects come in runs of few classes, so that most look-ups find their answer here.
+/// The answers of a slower look-up that were found last, for keys of two numbers (a class ID and a version,
+/// two class IDs). Objects come in runs of few classes, so that most look-ups find their answer here.
 ///
-/// Rule: each key has one place, chosen by its numbers; `Places` keys that follow each other by one number have
-/// different places. Of two keys with the same place the later one replaces the earlier one, which is then looked
-/// up the slow way again. So the table never gives a wrong answer, and may at any time give none.
+/// Rule: each key has one place, chosen by its numbers; `Places` keys that follow each other by one number
+/// have different places. Of two keys with the same place the later one replaces the earlier one, which is
+/// then looked up the slow way again. So the table never gives a wrong answer, and may at any time give none.
 ///
-/// `Value` is small and trivial; Value() (null, false) means no answer and cannot be kept. The table allocates
-/// nothing and owns nothing: whoever destroys or changes what an answer points to calls Forget first. Internal to
-/// the module. Thread rule: one thread.
+/// `Value` is small and trivial; Value() (null, false) means no answer and cannot be kept. The table
+/// allocates nothing and owns nothing: whoever destroys or changes what an answer points to calls Forget
+/// first. Internal to the module. Thread rule: one thread.
 template <class Value, std::size_t Places = 64> class sto_RecentTable {
   static_assert(Places > 0);
 

@@ -5,8 +5,8 @@
 
 #include "store/format/sto_Format.h"
 
-/// How the items of one object are cut into blocks: `Size` items a block, numbered from 0; the last block is as
-/// short as the number of items makes it. A layout is a number of items; it allocates nothing.
+/// How the items of one object are cut into blocks: `Size` items a block, numbered from 0; the last block is
+/// as short as the number of items makes it. A layout is a number of items; it allocates nothing.
 ///
 /// `Number` counts items and must be able to hold every count. Thread rule: any thread.
 template <class Number, Number Size> class sto_BlockLayout {
@@ -28,8 +28,8 @@ template <class Number, Number Size> class sto_BlockLayout {
   [[nodiscard]] static constexpr Number OffsetOf(Number item) noexcept { return item % Size; }
   /// The first item of a block. REQUIRES: a block that BlockOf returns.
   [[nodiscard]] static constexpr Number FirstOf(int block) noexcept { return block * Size; }
-  /// The part of the run of `count` items from `first` on that lies in the block of `first`. Walk a run piece by
-  /// piece. REQUIRES: 0 <= first, 0 <= count, and first + count fits Number.
+  /// The part of the run of `count` items from `first` on that lies in the block of `first`. Walk a run piece
+  /// by piece. REQUIRES: 0 <= first, 0 <= count, and first + count fits Number.
   [[nodiscard]] static constexpr Piece FirstPiece(Number first, Number count) noexcept {
     Number const offset = OffsetOf(first);
     return {BlockOf(first), offset, std::min<Number>(Size - offset, count)};

@@ -7,8 +7,8 @@
 #include "metadata/cls_CollectionType.h"
 #include "store/format/sto_RecordBuilder.h"
 
-/// A field without name that an object of a collection or a blob has besides its content: one integer of a fixed
-/// size. Internal to the module. Thread rule: any thread.
+/// A field without name that an object of a collection or a blob has besides its content: one integer of a
+/// fixed size. Internal to the module. Thread rule: any thread.
 template <std::integral Integer> struct sto_CollectionField {
   static_assert(sizeof(Integer) == 4 || sizeof(Integer) == 8);
   static constexpr sto_Format::ValueTag Tag = sizeof(Integer) == 4 ? sto_Format::Int32 : sto_Format::Int64;
@@ -51,8 +51,8 @@ inline constexpr sto_CollectionField<std::int64_t> Change{1};
 
 } // namespace sto_CollectionFields
 
-/// Whether objects of a class are collections or blobs. They have no attributes of their own: this module defines
-/// their fields and their content.
+/// Whether objects of a class are collections or blobs. They have no attributes of their own: this module
+/// defines their fields and their content.
 [[nodiscard]] inline bool sto_IsCollectionClass(unsigned int classId) noexcept {
   return classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId;
 }

@@ -5,15 +5,15 @@
 
 #include "store/format/sto_Record.h"
 
-/// A walk over the entries of a stored map or int table that need not know their types: each key and each value
-/// is a view of its encoded bytes.
+/// A walk over the entries of a stored map or int table that need not know their types: each key and each
+/// value is a view of its encoded bytes.
 ///
 ///     sto_MapWalk walk(map);
 ///     while (walk.Next()) Use(walk.Key(), walk.Value());
 ///     if (!walk.IsComplete()) // damaged
 ///
-/// The bytes are not trusted. Whoever walks over the map of a decoded record need not ask IsComplete: the decoder
-/// did. The map's bytes must outlive the walk. Nothing is allocated. Thread rule: one thread.
+/// The bytes are not trusted. Whoever walks over the map of a decoded record need not ask IsComplete: the
+/// decoder did. The map's bytes must outlive the walk. Nothing is allocated. Thread rule: one thread.
 class sto_MapWalk {
  public:
   /// REQUIRES: a known key type and a known element type of maps.

@@ -9,15 +9,15 @@
 
 namespace {
 
-/// Fewest bytes that a part, a field and a map's entry take: a count beyond what the rest can hold is
-/// refused.
+/// The fewest bytes that a part, a field and an entry of a map take. A count that the rest of the record
+/// cannot hold is refused before memory is taken for it.
 constexpr std::size_t MinPartBytes = 4;
 constexpr std::size_t MinFieldBytes = 2;
 constexpr std::size_t MinEntryBytes = 2;
 
 constexpr std::int64_t MaxInt = std::numeric_limits<int>::max();
 
-/// Bytes of a value of fixed size, -1 for the others.
+/// The size of a value of fixed size in bytes; -1 for other values.
 int FixedSize(std::uint8_t tag) {
   switch (tag) {
   case sto_Format::NoText:

@@ -10,16 +10,16 @@
 
 class sto_Session;
 
-/// The sealed blocks of one stored list or blob: reads and writes them by index. The only place where a block's
-/// key is computed and its checksum appended or checked. Internal to the module.
+/// The sealed blocks of one stored list or blob: reads and writes them by index. The only place where a
+/// block's key is computed and its checksum appended or checked. Internal to the module.
 ///
 /// A look into the storage from outside of a transaction costs several times what the block costs, so there
 /// blocks that are asked for one after the other are read ahead. Inside a longer transaction they are not:
 /// the storage maps the file, and the system reads ahead by itself.
 ///
 /// Memory: at most ReadAheadBlocks blocks and one. Every operation but ReadKept needs an open transaction.
-/// Errors: Damaged for a block that is missing or does not fit its checksum; those of the driver.
-/// Thread rule: the thread of the session.
+/// Errors: Damaged for a block that is missing or does not fit its checksum; those of the driver. Thread
+/// rule: the thread of the session.
 class sto_StoredBlocks {
  public:
   /// How many blocks are read at once when they are read in order: 256 KiB of doubles.
@@ -58,8 +58,8 @@ class sto_StoredBlocks {
   /// Whether a block is stored. Whether it can be read shows when it is read.
   [[nodiscard]] bool Has(int index);
 
-  /// Whether all blocks of a list of `count` elements of at least `minBytes` bytes each are stored. Call it before
-  /// making room for as many elements as a list says it has.
+  /// Whether all blocks of a list of `count` elements of at least `minBytes` bytes each are stored. Call it
+  /// before making room for as many elements as a list says it has.
   [[nodiscard]] bool HasList(int count, std::size_t minBytes);
 
   /// Whether a block is stored, undamaged, with this content.
