@@ -11,8 +11,8 @@
 /// then looked up the slow way again. So the table never gives a wrong answer, and may at any time give none.
 ///
 /// `Value` is small and trivial; Value() (null, false) means no answer and cannot be kept. The table
-/// allocates nothing and owns nothing: whoever destroys or changes what an answer points to calls Forget
-/// first. Internal to the module. Thread rule: one thread.
+/// allocates nothing and owns nothing: call Forget before what an answer points to is destroyed. Internal to
+/// the module. Thread rule: one thread.
 template <class Value, std::size_t Places = 64> class sto_RecentTable {
   static_assert(Places > 0);
 

@@ -110,7 +110,7 @@ sto_ByteView sto_StoredBlocks::ReadAhead(int index, int blockCount) {
     auto& self = *static_cast<sto_StoredBlocks*>(untyped);
     self.m_Kept[static_cast<std::size_t>(self.m_KeptCount++)].assign(content.begin(), content.end());
   });
-  if (m_KeptCount == 0) RaiseDamaged(index); // damage further on is told when it is asked for
+  if (m_KeptCount == 0) RaiseDamaged(index); // damage in later blocks is reported when they are read
   return Kept(index);
 }
 
@@ -140,6 +140,7 @@ void sto_StoredBlocks::WriteNew(int first, std::span<sto_Bytes> contents) {
 }
 
 void sto_StoredBlocks::DeleteFrom(int first) {
+  Forget();
   m_Session.Driver().DeleteBlocks(sto_BlockKey(m_ListId, first), sto_LastBlockKey(m_ListId));
 }
 
