@@ -140,7 +140,8 @@ TEST_P(StoreCopies, LocationWithANulIsMisuse) {
   sto_Store store = MakeStore(10);
   std::string const message =
       MessageOf(sto_ErrorKind::Misuse, [&] { store.CopyTo(Path("copy") + std::string("\0.kvs", 5)); });
-  EXPECT_TRUE(Contains(message, "cannot be copied to " + Path("copy") + ": The location goes on after a NUL"))
+  EXPECT_TRUE(
+      Contains(message, "cannot be copied to " + Path("copy") + ": The location continues after a NUL"))
       << message;
   EXPECT_EQ(Files(), std::set<std::string>{"test.kvs"});
 }

@@ -8,7 +8,7 @@
 
 #include "persist/identity/cls_Uid.h"
 #include "store/agents/sto_HolderSlot.h"
-#include "store/format/sto_Record.h"
+#include "store/format/sto_RecordBuilder.h"
 #include "store/session/sto_Session.h"
 
 class sto_RecordInProgress;

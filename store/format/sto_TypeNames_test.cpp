@@ -8,11 +8,11 @@
 #include <set>
 
 #include "store/format/sto_MapCodec.h"
-#include "store/session/sto_ClassInUse.h"
+#include "store/format/sto_TagFits.h"
 
 namespace {
 
-/// The enumerators of a header, with their codes, as its text has them.
+/// The enumerators in the text of a header, with their codes.
 std::set<std::pair<int, std::string>> EnumeratorsOf(std::string const& header, std::string const& prefix) {
   std::ifstream file(KVL_SOURCE_DIR "/" + header);
   std::string const text{std::istreambuf_iterator<char>(file), {}};

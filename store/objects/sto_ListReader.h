@@ -1,31 +1,31 @@
 #pragma once
 
-#include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "persist/backend/cls_ReadListPrim.h"
-#include "store/format/sto_BlockKey.h"
-#include "store/format/sto_Checksum.h"
+#include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_ElementCodec.h"
-#include "store/objects/sto_ObjectListReader.h"
 #include "store/session/sto_Session.h"
+#include "store/session/sto_StoredBlocks.h"
 
 /// Cursor over an object's list; holds one block at a time. Damaged when the stored bytes do not fit what the
 /// list says of itself, or are no whole number of rows.
 template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
  public:
   /// An empty list, of an object that is not there.
-  explicit sto_ListReader(sto_Session& session) : m_Session(session) {}
+  explicit sto_ListReader(sto_Session& session) : m_Session(session), m_Blocks(session, 0) {}
 
   /// The list of object `id`, which `record` has.
   sto_ListReader(sto_Session& session, std::int64_t id, sto_RecordRef record)
-      : m_Session(session), m_Id(id), m_Record(std::move(record)), m_List(*m_Record->List()) {
+      : m_Session(session), m_Id(id), m_Record(std::move(record)), m_List(*m_Record->List()),
+        m_Blocks(session, id) {
     if (!sto_HasWholeRows(m_List.m_Count, m_List.m_Width))
       m_Session.Raise(sto_ErrorKind::Damaged,
                       "The list of " + Describe() + sto_UnevenRows(m_List.m_Count, m_List.m_Width));
     if (m_List.m_InBlocks) {
-      if (!sto_HasBlocks(m_Session, m_Id, m_List.m_Count, sto_ElementCodec<T>::MinBytes)) RaiseDamaged();
+      if (!m_Blocks.HasList(m_List.m_Count, sto_ElementCodec<T>::MinBytes)) RaiseDamaged();
     } else {
       Open(m_List.m_Inline);
     }
@@ -44,26 +44,20 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
   T Next() override {
     if (!More())
       m_Session.Raise(sto_ErrorKind::Misuse, "Reading past the end of the list of " + Describe() + ".");
-    if (m_List.m_InBlocks && m_Index % sto_Format::BlockElementCount == 0) LoadBlock(BlockOf(m_Index));
+    if (m_List.m_InBlocks && sto_ListLayout::OffsetOf(m_Index) == 0)
+      LoadBlock(sto_ListLayout::BlockOf(m_Index));
     T element = sto_ElementCodec<T>::Decode(m_Reader);
     ++m_Index;
-    bool const atEnd = m_Index == m_List.m_Count || m_Index % sto_Format::BlockElementCount == 0;
+    bool const atEnd = m_Index == m_List.m_Count || sto_ListLayout::OffsetOf(m_Index) == 0;
     if (m_Reader.Failed() || (atEnd && m_Reader.Remaining() != 0)) RaiseDamaged();
     return element;
   }
 
  private:
-  static int BlockOf(int index) noexcept { return index / sto_Format::BlockElementCount; }
-  [[nodiscard]] std::int64_t Key(int block) const noexcept { return sto_BlockKey(m_Id, block); }
-
   void LoadBlock(int block) {
-    if (!m_Session.Driver().ReadBlock(Key(block), m_Block)) RaiseDamaged();
-    sto_ByteView view(m_Block);
-    if (!sto_Unseal(static_cast<std::uint64_t>(Key(block)), view)) RaiseDamaged();
-    int const first = block * sto_Format::BlockElementCount;
-    m_Reader = sto_ByteReader(view);
-    if (view.size() < MinBytes(std::min(m_List.m_Count - first, sto_Format::BlockElementCount)))
-      RaiseDamaged();
+    std::optional<sto_ByteView> const content = m_Blocks.TryRead(block);
+    if (!content || content->size() < MinBytes(sto_ListLayout(m_List.m_Count).CountIn(block))) RaiseDamaged();
+    m_Reader = sto_ByteReader(*content);
   }
 
   void Open(sto_ByteView elements) {
@@ -88,7 +82,7 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
   std::int64_t m_Id = 0;
   sto_RecordRef m_Record;
   sto_ListHeader m_List;
+  sto_StoredBlocks m_Blocks;
   int m_Index = 0;
-  sto_Bytes m_Block;
   sto_ByteReader m_Reader{{}};
 };

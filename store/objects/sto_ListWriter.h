@@ -5,6 +5,7 @@
 #include <string>
 
 #include "persist/backend/cls_WriteListPrim.h"
+#include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/objects/sto_RecordInProgress.h"
@@ -36,7 +37,7 @@ template <class T> class sto_ListWriter : public cls_WriteListPrim<T> {
 
   void Append(T const& element) override {
     m_Object->PutWhole([&] {
-      if (m_InBlock == sto_Format::BlockElementCount) FlushBlock();
+      if (m_InBlock == sto_ListLayout::BlockSize) FlushBlock();
       if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more elements than a list can count");
       sto_ByteWriter writer(m_Elements);
       sto_ElementCodec<T>::Encode(writer, element);

@@ -8,6 +8,7 @@
 #include "store/agents/sto_ListAgent.h"
 #include "store/agents/sto_ObjectAgents.h"
 #include "store/format/sto_CollectionFields.h"
+#include "store/format/sto_TagFits.h"
 #include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_ListWriter.h"
 #include "store/objects/sto_MapWriter.h"

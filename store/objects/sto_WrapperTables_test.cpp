@@ -66,7 +66,8 @@ template <class Case> class StoreTables : public StoreWrapperTest {
     sto_Store store = Open(sto_Mode::ReadOnly);
     std::string const message = MessageOf(
         sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<typename Case::Wrapper>("table")); });
-    EXPECT_TRUE(Contains(message, std::to_string(count) + " elements, which are no whole number of rows of " +
+    EXPECT_TRUE(Contains(message, std::to_string(count) +
+                                      " elements, which is not a whole number of rows of " +
                                       std::to_string(width)))
         << message;
   }
@@ -158,7 +159,8 @@ TYPED_TEST(StoreTables, ElementsThatAreNoWholeRowsAreRefusedWhenWritten) {
     std::string const message = MessageOf(sto_ErrorKind::Misuse, [&, n = count, w = width] {
       store.Save("table", typename TestFixture::Flat(n, w));
     });
-    EXPECT_TRUE(Contains(message, std::to_string(count) + " elements, which are no whole number of rows of " +
+    EXPECT_TRUE(Contains(message, std::to_string(count) +
+                                      " elements, which is not a whole number of rows of " +
                                       std::to_string(width)))
         << message;
     this->ExpectShape(*store.Load<typename TypeParam::Wrapper>("table"), 2, 3);

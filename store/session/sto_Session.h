@@ -15,6 +15,7 @@
 #include "store/base/sto_ErrorKind.h"
 #include "store/base/sto_SourceLine.h"
 #include "store/driver/sto_Driver.h"
+#include "store/format/sto_RecordBuilder.h"
 #include "store/format/sto_RecordRef.h"
 #include "store/session/sto_Catalogue.h"
 #include "store/session/sto_IdentityMap.h"

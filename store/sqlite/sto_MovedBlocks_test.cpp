@@ -177,7 +177,7 @@ TEST_F(StoreMovedBlocks, RolledBackTransactionLeavesThemWhereTheyWere) {
 }
 
 TEST_F(StoreMovedBlocks, FailedSaveTakesBackItsOwnMovesOnly) {
-  OverwriteInATransaction(70, 20 + InPlace / 2, -500); // some stand in moved rows already
+  OverwriteInATransaction(70, 20 + InPlace / 2, -500); // some are in moved rows already
   for (int const before : {0, 5, 40}) {
     SCOPED_TRACE(before);
     sto_Transaction transaction(*m_Store);
@@ -308,7 +308,7 @@ TEST_F(StoreMovedBlocks, ChecksumsAreBoundToTheListAndToThePositionInIt) {
   expectDamaged(60);
   file.Run("DELETE FROM moved_block WHERE place = " + two);
   expectDamaged(60);
-  Overwrite(60, 1, 5); // a new row in the place of the one that is missing
+  Overwrite(60, 1, 5); // a new row replaces the missing one
   ExpectModelEverywhere();
 }
 

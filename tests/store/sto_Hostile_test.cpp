@@ -7,7 +7,7 @@
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_ElementCodec.h"
-#include "store/format/sto_Record.h"
+#include "store/format/sto_RecordBuilder.h"
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/store/StoreChild.h"
