@@ -7,7 +7,7 @@
 class cls_FieldHandle;
 class cls_MementoWrite;
 
-/// Stands for an object in some storage, so that it can be carried to another storage without being rebuilt.
+/// Represents a stored object, so that it can be copied to another storage without being built in memory.
 /// Held through cow_CountedHld<cls_AgentProxy>. Thread rule: one thread.
 class KVL_EXPORT cls_AgentProxy {
  public:
@@ -17,8 +17,8 @@ class KVL_EXPORT cls_AgentProxy {
 
   virtual ~cls_AgentProxy();
 
-  /// Transfers the object into `field` of what `writer` writes, a memento of the kind of storage `storage`.
-  /// False: the proxy cannot do that, which is also what the library answers.
+  /// Copies the object into `field` of what `writer` writes; `storage` is the kind of storage of `writer`.
+  /// Returns false if the proxy cannot do that. The default always returns false.
   virtual bool Transfer(cls_StorageTypeId const& storage, cls_MementoWrite* writer,
                         cls_FieldHandle const& field);
 };

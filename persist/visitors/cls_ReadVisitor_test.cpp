@@ -68,7 +68,7 @@ TEST_F(ReadVisitor, ChildReadsTheObjectOfTheFieldAndDeletesIt) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitor, ACopyOrChildThatTheBackEndDoesNotSupplyReadsNothing) {
+TEST_F(ReadVisitor, MissingCopyOrChildReadsNothing) {
   m_Recorder.KeepAll();
   RecordingMementoRead target(m_Recorder);
   LeafReader leaf(target);
@@ -87,7 +87,7 @@ TEST_F(ReadVisitor, LeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitor, LeavesBasePartsAndObjectsOfFieldsThatTheBackEndKeeps) {
+TEST_F(ReadVisitor, LeavesPartsAndFieldObjectsThatTheBackEndKeeps) {
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   m_Recorder.KeepAll();
   {
@@ -100,7 +100,7 @@ TEST_F(ReadVisitor, LeavesBasePartsAndObjectsOfFieldsThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1", "read2", "read3"}));
 }
 
-TEST_F(ReadVisitor, AsksForDeletionOnlyAtItsEnd) {
+TEST_F(ReadVisitor, AsksForDeletionOnlyInTheDestructor) {
   m_Recorder.Keep("read1");
   {
     cls_ReadVisitor const visitor(m_Recorder.NewReader());
@@ -171,12 +171,12 @@ TEST_F(ReadVisitor, TakesStoredTextWithPerCentSignsVerbatim) {
     EXPECT_EQ(ReadText(cow_String(text)), text);
 }
 
-TEST_F(ReadVisitor, TakesStoredTextWithANullVerbatim) {
+TEST_F(ReadVisitor, TakesStoredTextWithANulVerbatim) {
   std::string_view const text("a\0b", 3);
   EXPECT_EQ(ReadText(cow_String(text)), text);
 }
 
-TEST_F(ReadVisitor, YieldsEmptyTextForStoredTextThatIsNone) {
+TEST_F(ReadVisitor, YieldsEmptyTextForStoredNoText) {
   EXPECT_TRUE(ReadText(cow_String()).HasText());
   EXPECT_EQ(ReadText(cow_String()), "");
   EXPECT_TRUE(ReadText(""_cow).HasText());
@@ -202,7 +202,7 @@ TEST_F(ReadVisitor, PassesTheBackEndsFailureThrough) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitorWithoutMemento, AnswersThatNothingIsPresent) {
+TEST_F(ReadVisitorWithoutMemento, ReportsNothingPresent) {
   cls_ReadVisitor const visitor(nullptr);
   EXPECT_EQ(visitor.Memento(), nullptr);
   EXPECT_EQ(visitor.FieldIsPresent(m_Field), 0);
@@ -250,7 +250,7 @@ struct StoredDerived : StoredBase {
 
 } // namespace
 
-TEST_F(ReadVisitor, ADerivedClassReadsItsBasePartThroughACopy) {
+TEST_F(ReadVisitor, DerivedClassReadsItsBasePartThroughACopy) {
   m_Recorder.Store("read1.m_Value", 40.0);
   m_Recorder.Store("read2.m_Value", 2.5);
   std::optional<StoredDerived> object;

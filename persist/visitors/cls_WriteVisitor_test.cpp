@@ -117,7 +117,7 @@ TEST_F(WriteVisitor, StartWriteOfAnElementPassesTheObjectToTheRequest) {
             Lines({"listObjWriter1.MakeWriteObjWithPtr(uint 0x1f0001, uid U, O) = write1"}));
 }
 
-TEST_F(WriteVisitor, KeepsTheFieldHandleItself) {
+TEST_F(WriteVisitor, CopiesTheFieldHandle) {
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   auto handle = std::make_unique<cls_FieldHandle>(5, cow_String("m_Gone"));
   cls_WriteVisitor const visitor(parent, *handle, nullptr, nullptr);
@@ -138,7 +138,7 @@ TEST_F(WriteVisitor, StartWriteTwiceAsksTheBackEndOnce) {
   EXPECT_EQ(m_Recorder.Lines(), Lines());
 }
 
-TEST_F(WriteVisitor, StartWriteAnswersZeroWhenTheBackEndDeclines) {
+TEST_F(WriteVisitor, StartWriteReturnsZeroWhenTheBackEndDeclines) {
   m_Recorder.DeclineObjects();
   RecordingListObjWriter list(m_Recorder);
   cls_WriteRequestListObj const request(&list);
@@ -153,7 +153,7 @@ TEST_F(WriteVisitor, StartWriteAnswersZeroWhenTheBackEndDeclines) {
   }
 }
 
-TEST_F(WriteVisitor, ADeclinedVisitorIsUnstartedAndAsksAgain) {
+TEST_F(WriteVisitor, DeclinedVisitorIsUnstartedAndAsksAgain) {
   m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   cls_WriteVisitor const visitor(parent, BaseClassId);
@@ -164,7 +164,7 @@ TEST_F(WriteVisitor, ADeclinedVisitorIsUnstartedAndAsksAgain) {
                                            "write1.MakeBaseWriteObj(uint 0x1f0002, uid U) = null"}));
 }
 
-TEST_F(WriteVisitor, AFailingStartLeavesTheVisitorUnstarted) {
+TEST_F(WriteVisitor, FailingStartLeavesTheVisitorUnstarted) {
   m_Recorder.FailAt("MakeFieldWriteObj");
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -203,7 +203,7 @@ TEST_F(WriteVisitor, LeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
 }
 
-TEST_F(WriteVisitor, LeavesTheMementosThatTheBackEndKeepsHoweverItWasMade) {
+TEST_F(WriteVisitor, LeavesKeptMementosWithEveryConstructor) {
   RecordingListObjWriter list(m_Recorder);
   cls_WriteRequestListObj const request(&list);
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
@@ -222,7 +222,7 @@ TEST_F(WriteVisitor, LeavesTheMementosThatTheBackEndKeepsHoweverItWasMade) {
                    "write3.NeedsDeletion() = bool false", "write2.NeedsDeletion() = bool false"}));
 }
 
-TEST_F(WriteVisitor, AsksForDeletionOnlyAtItsEnd) {
+TEST_F(WriteVisitor, AsksForDeletionOnlyInTheDestructor) {
   m_Recorder.Keep("write2");
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -234,7 +234,7 @@ TEST_F(WriteVisitor, AsksForDeletionOnlyAtItsEnd) {
   EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write2.NeedsDeletion() = bool true", "~write2"}));
 }
 
-TEST_F(WriteVisitor, NeverTouchesItsParentsMementoAtItsEnd) {
+TEST_F(WriteVisitor, DestructorNeverTouchesTheParentsMemento) {
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
     cls_WriteVisitor const visitor(parent, m_Field, nullptr, nullptr);
@@ -272,7 +272,7 @@ TEST_F(WriteVisitor, SharedPtrBracketClosesForAKeptMemento) {
             Lines({"write2.EndSharedPtrOutput()", "write2.NeedsDeletion() = bool false"}));
 }
 
-TEST_F(WriteVisitor, ADeclinedObjectHasNoSharedPtrBracket) {
+TEST_F(WriteVisitor, DeclinedObjectHasNoSharedPtrBracket) {
   m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -294,7 +294,7 @@ TEST_F(WriteVisitor, SharedPtrOutputOfAVisitorOfAMementoOnlyCloses) {
             Lines({"write1.EndSharedPtrOutput()", "write1.NeedsDeletion() = bool true", "~write1"}));
 }
 
-TEST_F(WriteVisitor, FieldIsPresentForwardsTheAnswerOfAStartedVisitor) {
+TEST_F(WriteVisitor, FieldIsPresentOfAStartedVisitorAsksTheMemento) {
   m_Recorder.SetFieldPresent("m_Part", 7);
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   EXPECT_EQ(parent.FieldIsPresent(m_Field), 7);
@@ -333,7 +333,7 @@ TEST_F(WriteVisitor, PlainStringIsWrittenAsItIs) {
                                            R"(write1.Write(field 3 "m_Part", string ""))"}));
 }
 
-TEST_F(WriteVisitor, AFailingWriteDeletesTheMementoOnce) {
+TEST_F(WriteVisitor, FailingWriteDeletesTheMementoOnce) {
   m_Recorder.FailAt("Write");
   EXPECT_THROW(
       {
