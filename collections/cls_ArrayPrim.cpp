@@ -7,7 +7,7 @@
 namespace {
 
 void Print(char const* className, char const* text) {
-  std::fprintf(stderr, text, className); // no line end: part of the messages
+  std::fprintf(stderr, text, className); // intentional: the messages have no line end
 }
 
 } // namespace
@@ -64,13 +64,13 @@ template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) cons
     throw;
   }
   m_Blocks.Ptr()->m_IsPaged = true;
-  m_Blocks.Ptr()->LayDown(); // it may be one of many that were made in memory
+  m_Blocks.Ptr()->LayDown(); // the last found block may be one of many that were made in memory
 }
 
 template <class T> bool cls_ArrayPrim<T>::LetGo() const {
   m_Agent->DropReference();
   if (m_Agent->StillReferenced()) return false;
-  this->Flush(); // through the virtual table
+  this->Flush(); // virtual: a derived class may override it
   delete m_Agent;
   return true;
 }
@@ -154,7 +154,7 @@ template <class T> unsigned int cls_ArrayPrim<T>::DynTypeId() const {
 }
 
 template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& visitor) const {
-  if (m_Agent != nullptr) return; // the elements live in storage already
+  if (m_Agent != nullptr) return; // the elements are already in storage
   T const* const tag = nullptr;
   Hold(visitor.Memento()->MakeAgentListPrim(tag, 1));
   int const stored = m_Agent->Count();
@@ -162,7 +162,7 @@ template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& vi
     m_Size = stored;
     return;
   }
-  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // misspelt: meant
+  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
   EvictBlocks(m_Size);
   this->Flush();
 }
