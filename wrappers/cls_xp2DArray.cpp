@@ -29,8 +29,8 @@ template <class T> cls_xp2DArray<T>::cls_xp2DArray(cls_ReadVisitor const& visito
   cow_2DArray<T>::operator=(cow_2DArray<T>(rows, columns));
   int row = 0;
   int column = 0;
-  while (reader->More() &&
-         row < rows) { // a list of no whole number of rows yields more than there is room for
+  // A list that is not a whole number of rows returns more elements than there is room for.
+  while (reader->More() && row < rows) {
     this->Get(row, column) = reader->Next();
     if (++column < columns) continue;
     column = 0;
@@ -39,7 +39,7 @@ template <class T> cls_xp2DArray<T>::cls_xp2DArray(cls_ReadVisitor const& visito
 }
 
 template <class T> void cls_xp2DArray<T>::DBWrite(cls_WriteVisitor const& visitor) const {
-  // The answer is not looked at: a value wrapper goes on writing, unlike other persisted classes. Meant.
+  // Intentional: the result is ignored. Unlike other persisted classes, a value wrapper always writes.
   visitor.StartWrite(cls_InternalListTypeId, m_Uid);
   visitor.CheckCollectionType(TableCode<T>);
   if (visitor.Memento() == nullptr) return; // the back end declined the object: there is nothing to write to
