@@ -2,8 +2,8 @@
 
 #include "errors/nex_Exception.h"
 
-/// A failed command of the application, told as "name: message". Abstract: applications derive their own
-/// classes, which alone are thrown.
+/// A failed command of the application; its text is "name: message". Abstract: applications derive their own
+/// classes and throw only those.
 class KVL_EXPORT nex_CommandException : public nex_Exception {
  public:
   /// Rebuilds the command part of a stored exception.

@@ -16,19 +16,19 @@ template <class Exception> class EachException : public ::testing::Test {
 };
 TYPED_TEST_SUITE(EachException, ThrownExceptions);
 
-/// The class level right below the root, whose own identity Uid() is.
+/// The identity's record of the class level right below the root.
 template <class Exception> cls_UidCatalogEntry* OwnEntry(Exception const& exception) {
   return exception.Uid().Entry();
 }
 
 } // namespace
 
-TYPED_TEST(EachException, IsNewWithoutPlaceOfRaising) {
+TYPED_TEST(EachException, HasNoPlaceUntilThrown) {
   EXPECT_EQ(this->m_Exception.FromFile(), "");
   EXPECT_EQ(this->m_Exception.FromLine(), 0);
 }
 
-TYPED_TEST(EachException, TellsItsDynamicTypeThroughTheRoot) {
+TYPED_TEST(EachException, HasItsDynamicTypeThroughTheRoot) {
   nex_Exception const& root = this->m_Exception;
   EXPECT_EQ(root.DynTypeId(), ExceptionCase<TypeParam>::TypeId);
 }
@@ -44,7 +44,7 @@ TYPED_TEST(EachException, ReportsItsTextToUsers) {
   EXPECT_EQ(this->m_Exception.UserReport(), ExceptionCase<TypeParam>::Text);
 }
 
-TYPED_TEST(EachException, ReportsAnEmptyPlaceToDevelopersBeforeItIsThrown) {
+TYPED_TEST(EachException, ReportsAnEmptyPlaceToDevelopersUntilThrown) {
   std::string const text = ExceptionCase<TypeParam>::Text;
   EXPECT_EQ(this->m_Exception.DeveloperReport(), "Exception: " + text + " in file  at line 0");
 }
@@ -121,7 +121,7 @@ TEST(nex_Exception, RootAndCommandExceptionAreAbstract) {
   EXPECT_FALSE(std::is_default_constructible_v<nex_Exception>);
 }
 
-TEST(nex_Exception, TextMessagesComeBackAsTheyStand) {
+TEST(nex_Exception, TextMessagesAreReportedVerbatim) {
   for (char const* text : {"", "plain", "100% of %s\n", "\xC3\xA4\xC3\xB6"}) {
     EXPECT_EQ(nex_TextException(atr_String(text)).AsString(), text);
     EXPECT_EQ(nex_BadCastException(atr_String(text)).AsString(), text);
@@ -155,7 +155,7 @@ TEST(nex_Exception, ExitWithEmptyMessageReportsItsCode) {
             "Exit code: -2147483648");
 }
 
-TEST(nex_Exception, ExitWithMessageReportsTheMessageAlone) {
+TEST(nex_Exception, ExitWithMessageReportsOnlyTheMessage) {
   nex_ExitException const exception(nex_ExitStatus{atr_String("stopped by the user"), 3});
   EXPECT_EQ(exception.AsString(), "stopped by the user");
   EXPECT_EQ(exception.Value().m_Err, 3);
@@ -174,11 +174,11 @@ TEST(nex_Exception, CommandReportsItsNameAndItsMessage) {
   EXPECT_EQ(FailedCommand("50%s", "100%d %%").AsString(), "50%s: 100%d %%");
 }
 
-TEST(nex_Exception, CommandWithoutTextsReportsTheColonOnly) {
+TEST(nex_Exception, CommandWithoutTextsReportsOnlyTheColon) {
   EXPECT_EQ(FailedCommand(nullptr, nullptr).AsString(), ": ");
 }
 
-TEST(nex_Exception, UserReportAndDeveloperReportGoThroughTheVirtualOperations) {
+TEST(nex_Exception, ReportsCallTheVirtualOperations) {
   struct Polite : nex_TextException {
     using nex_TextException::nex_TextException;
     atr_String UserReport() const override {
@@ -196,7 +196,7 @@ TEST(nex_Exception, UserReportAndDeveloperReportGoThroughTheVirtualOperations) {
   EXPECT_EQ(Loud(atr_String("x")).DeveloperReport(), "Exception: LOUD in file  at line 0");
 }
 
-TEST(nex_Exception, DeveloperReportTakesPerCentSignsAsTheyStand) {
+TEST(nex_Exception, DeveloperReportKeepsPerCentSigns) {
   try {
     nex_TextException(atr_String("%d%s%%")).Throw("100%s", 5);
   } catch (nex_Exception const& thrown) {

@@ -60,7 +60,7 @@ void nex_OutOfMemoryMessages::Destroy() noexcept {
 
 nex_OutOfMemoryException::nex_OutOfMemoryException(atr_String const& message, nex_OutOfMemoryErrEnm error)
     : m_Msg(message), m_Err(error) {
-  // Both grow with every such exception and nothing trims them. Meant. The copy is what is added, because
+  // Intentional: both grow with every such exception, and nothing trims them. The copy is appended, because
   // `message` may be one of the two.
   if (s_Detailed != nullptr) s_Detailed->Append(m_Msg);
   if (s_Generic != nullptr) s_Generic->Append(m_Msg);

@@ -11,7 +11,7 @@
 
 namespace {
 
-// The messages are part of the product's contract, byte for byte.
+// The exact texts are part of the interface.
 constexpr std::string_view DetailedText =
     "*** Error: An out of memory error occurred, or the KORVEL/CAE memory limit was reached.\n"
     " \n"
@@ -86,7 +86,7 @@ TEST_F(OutOfMemory, TextIsTheDetailedMessage) {
   EXPECT_EQ(exception.UserReport(), DetailedText);
 }
 
-TEST_F(OutOfMemory, DeveloperReportPlacesTheDetailedMessage) {
+TEST_F(OutOfMemory, DeveloperReportContainsTheDetailedMessage) {
   try {
     nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).Throw("mem_Pool", 12);
   } catch (nex_Exception const& thrown) {
@@ -95,7 +95,7 @@ TEST_F(OutOfMemory, DeveloperReportPlacesTheDetailedMessage) {
   }
 }
 
-TEST_F(OutOfMemory, ConstructionFromTheCodeAloneLeavesTheMessages) {
+TEST_F(OutOfMemory, ConstructionWithoutMessageKeepsTheMessages) {
   nex_OutOfMemoryException const exception(NEX_OUTOFMEMORY_LIMIT);
   EXPECT_FALSE(exception.Message().HasText());
   EXPECT_EQ(exception.Error(), NEX_OUTOFMEMORY_LIMIT);
@@ -103,7 +103,7 @@ TEST_F(OutOfMemory, ConstructionFromTheCodeAloneLeavesTheMessages) {
   EXPECT_EQ(Generic(), GenericText);
 }
 
-TEST_F(OutOfMemory, ConstructionWithAMessageAddsItToBothMessages) {
+TEST_F(OutOfMemory, ConstructionWithAMessageAppendsItToBothMessages) {
   nex_OutOfMemoryException const exception = WithMessage("While meshing.");
   EXPECT_EQ(exception.Message(), "While meshing.");
   EXPECT_EQ(exception.Error(), NEX_OUTOFMEMORY_SYSTEM);
@@ -129,7 +129,7 @@ TEST_F(OutOfMemory, CopiesAndThrowsAddNothing) {
   EXPECT_EQ(Detailed(), std::string(DetailedText) + "A");
 }
 
-TEST_F(OutOfMemory, MessagesKeepGrowingAfterTheExceptionsAreGone) {
+TEST_F(OutOfMemory, MessagesStayGrownAfterTheExceptionsAreDestroyed) {
   for (int i = 0; i < 100; ++i) WithMessage("x");
   EXPECT_EQ(Detailed(), std::string(DetailedText) + std::string(100, 'x'));
   EXPECT_EQ(Generic(), std::string(GenericText) + std::string(100, 'x'));
@@ -171,7 +171,7 @@ TEST_F(OutOfMemory, ErrorNameIsFixed) {
   EXPECT_EQ(WithMessage("A").ErrorName(), "OutOfMemory");
 }
 
-TEST_F(OutOfMemory, EveryCodeIsCarriedUnchanged) {
+TEST_F(OutOfMemory, EveryCodeIsKeptUnchanged) {
   EXPECT_EQ(sizeof(nex_OutOfMemoryErrEnm), 4U);
   for (int code : {-2147483647 - 1, -1, 0, 1, 77, 2147483647}) {
     nex_OutOfMemoryException const exception(static_cast<nex_OutOfMemoryErrEnm>(code));
@@ -190,7 +190,7 @@ TEST(OutOfMemoryWithoutModule, ThereAreNoMessages) {
   EXPECT_EQ(exception.AsString(), "");
 }
 
-TEST(OutOfMemoryWithoutModule, NextStartBuildsTheMessagesAnew) {
+TEST(OutOfMemoryWithoutModule, NextStartRebuildsTheMessages) {
   std::optional<InitialisedModule> module(std::in_place);
   nex_OutOfMemoryException(atr_String("A"), NEX_OUTOFMEMORY_LIMIT).AsString();
   module.reset();
