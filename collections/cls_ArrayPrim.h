@@ -199,11 +199,11 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// agent.
   bool LetGo() const;
 
-  // Mutable: DBWrite associates the array, and DBWrite is const.
-  cow_CountedHld<Trie> m_Blocks;
-  mutable cls_AgentListPrim<T>* m_Agent = nullptr;
-  mutable int m_Size = 0;
-  cls_Uid m_Uid;
+  // Mutable: DBWrite associates the array, and DBWrite is const. Assignment changes all of them.
+  cow_CountedHld<Trie> m_Blocks;                   // shared with the copies; filled and evicted on access
+  mutable cls_AgentListPrim<T>* m_Agent = nullptr; // set by Hold; null in memory and after Detach
+  mutable int m_Size = 0;                          // also set from the stored list by DBWriteBody and Refresh
+  cls_Uid m_Uid;                                   // made fresh by Detach of the last holder
 };
 
 using cls_ArrayPrimInt = cls_ArrayPrim<int>;

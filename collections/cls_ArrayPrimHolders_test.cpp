@@ -304,7 +304,7 @@ TEST_F(ArrayPrimHolders, AssignmentFlushesThroughTheVirtualTable) {
   EXPECT_EQ(array.m_Flushes, 1);
 }
 
-TEST_F(ArrayPrimHolders, AssignmentUnlinksTheTargetWithoutTouchingItsNeighbours) {
+TEST_F(ArrayPrimHolders, AssignmentResetsOnlyTheTargetsLinks) {
   Array array(Reader(m_List));
   Array const other;
   RingNode ring;

@@ -242,7 +242,7 @@ TYPED_TEST(ArrayPrimMemory, AssignmentToItselfChangesNothing) {
   this->ExpectElements(this->m_Array, 3000);
 }
 
-TYPED_TEST(ArrayPrimMemory, AssignmentUnlinksTheTargetWithoutTouchingItsNeighbours) {
+TYPED_TEST(ArrayPrimMemory, AssignmentResetsOnlyTheTargetsLinks) {
   RingNode ring;
   ring.Link(&this->m_Array);
   OpenArray<TypeParam> const other;

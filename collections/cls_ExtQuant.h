@@ -35,8 +35,8 @@ class KVL_EXPORT cls_ExtQuant : public thr_ThreadSingleton<cls_ExtQuant> {
   cls_ExtQuant() { SetDestructLevel(); }
   ~cls_ExtQuant() = default;
 
-  State m_State = NotLookedAt;
-  cow_Btree<cow_String, int> m_Cache;
+  State m_State = NotLookedAt;        // set by this thread's first look-up
+  cow_Btree<cow_String, int> m_Cache; // the value of each name; filled by ExtentQuantum
 };
 
 extern template class thr_ThreadSingletonBase<cls_ExtQuant>;

@@ -41,8 +41,8 @@ class KVL_EXPORT cls_PTrieHeap : public thr_ThreadSingleton<cls_PTrieHeap> {
   ~cls_PTrieHeap();
   void AddChunk(std::uint64_t sizeBytes);
 
-  Link* m_Chunks = nullptr;
-  Link* m_Free = nullptr;
+  Link* m_Chunks = nullptr; // all chunks, newest first; changed by AddChunk
+  Link* m_Free = nullptr;   // the free slots, last freed first
 };
 
 extern template class thr_ThreadSingletonBase<cls_PTrieHeap>;

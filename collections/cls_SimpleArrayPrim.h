@@ -80,11 +80,11 @@ template <class T> class cls_SimpleArrayPrim : public cls_PC {
   void Hold(cls_AgentListPrim<T>* agent) const;
   bool LetGo() const;
 
-  mutable cls_AgentListPrim<T>* m_Agent = nullptr; // set by DBWrite
-  int m_Position = 0;
+  mutable cls_AgentListPrim<T>* m_Agent = nullptr; // set by Hold; null after Detach
+  int m_Position = 0;                              // moved by Seek, Read and Write
   int m_SizeHint = 0;
-  cls_Uid m_Uid;
-  cls_Uid* m_UidOut = nullptr;
+  cls_Uid m_Uid;               // made fresh by Detach of the last holder
+  cls_Uid* m_UidOut = nullptr; // not owned; assigned by the destructor
 };
 
 using cls_SimpleArrayPrimInt = cls_SimpleArrayPrim<int>;

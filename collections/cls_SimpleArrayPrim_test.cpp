@@ -458,7 +458,7 @@ TYPED_TEST(SimpleArrayPrim, AssignmentToItselfMakesNoCall) {
   array.Detach();
 }
 
-TYPED_TEST(SimpleArrayPrim, AssignmentUnlinksTheTargetWithoutTouchingItsNeighbours) {
+TYPED_TEST(SimpleArrayPrim, AssignmentResetsOnlyTheTargetsLinks) {
   cls_SimpleArrayPrim<TypeParam> array(5);
   cls_SimpleArrayPrim<TypeParam> const other(6);
   RingNode ring;

@@ -1,5 +1,5 @@
-// The contract of the platform libraries (platform/README.md), as far as a compiler can check it: a host's
-// own libraries must let this file compile. The one test at the end links against them.
+// Checks at compile time what platform/README.md requires of the platform libraries: a host's own libraries
+// must compile with this file. The one test at the end links against them.
 
 #include <gtest/gtest.h>
 

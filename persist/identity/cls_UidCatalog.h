@@ -99,8 +99,8 @@ class KVL_EXPORT cls_UidCatalog : public thr_ThreadSingleton<cls_UidCatalog> {
   /// The thread's catalogue, beside the singleton's slot: the inline paths reach it in one instruction.
   static constinit thread_local cls_UidCatalog* t_Current KVL_TLS_INITIAL_EXEC;
 
-  cls_UidCatalogBlock* m_Newest = nullptr;
-  cls_UidCatalogEntry* m_FreeHead = nullptr;
+  cls_UidCatalogBlock* m_Newest = nullptr;   // changed by AddBlock
+  cls_UidCatalogEntry* m_FreeHead = nullptr; // changed by Pop, Push and AddBlock
 };
 
 extern template class thr_ThreadSingletonBase<cls_UidCatalog>;
