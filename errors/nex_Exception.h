@@ -19,6 +19,9 @@ class cls_WriteVisitor;
 /// nex_Exception&.
 /// An exception is also a persisted object: each class level has an identity and writes its fields.
 ///
+/// The virtual operations that give texts are not const; a class that overrides one brings its const form in
+/// again: `using nex_Exception::AsString;`.
+///
 /// The order of the virtual operations is frozen. Thread rule: a plain value of one thread.
 class KVL_EXPORT nex_Exception {
  public:
@@ -32,13 +35,13 @@ class KVL_EXPORT nex_Exception {
   virtual ~nex_Exception();
 
   /// "Exception: %s in file %s at line %d" of UserReport() and the place.
-  virtual atr_String DeveloperReport() const;
+  virtual atr_String DeveloperReport();
 
   /// The text for users: AsString().
-  virtual atr_String UserReport() const;
+  virtual atr_String UserReport();
 
   /// The text of this class's value.
-  virtual atr_String AsString() const = 0;
+  virtual atr_String AsString() = 0;
 
   /// Throws a copy of the object as its most-derived class.
   [[noreturn]] virtual void Propagate() const = 0;
@@ -51,6 +54,12 @@ class KVL_EXPORT nex_Exception {
 
   /// Writes the root part: "m_FromFile" and "m_FromLine".
   virtual void DBWrite(cls_WriteVisitor const& visitor) const;
+
+  // The same texts for a const exception; they call the virtual operations. The cast is safe: no exception is
+  // a const object, only a handler's reference is const.
+  atr_String DeveloperReport() const { return const_cast<nex_Exception*>(this)->DeveloperReport(); }
+  atr_String UserReport() const { return const_cast<nex_Exception*>(this)->UserReport(); }
+  atr_String AsString() const { return const_cast<nex_Exception*>(this)->AsString(); }
 
   /// Records file and line and throws a copy. Never returns.
   [[noreturn]] void Throw(char const* file, int line);

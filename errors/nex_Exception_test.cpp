@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <concepts>
 #include <memory>
+#include <string>
 #include <type_traits>
 #include <typeinfo>
 
@@ -181,7 +183,7 @@ TEST(nex_Exception, CommandWithoutTextsReportsOnlyTheColon) {
 TEST(nex_Exception, ReportsCallTheVirtualOperations) {
   struct Polite : nex_TextException {
     using nex_TextException::nex_TextException;
-    atr_String UserReport() const override {
+    atr_String UserReport() override {
       atr_String text("Sorry: ");
       text.Append(nex_TextException::UserReport());
       return text;
@@ -189,11 +191,77 @@ TEST(nex_Exception, ReportsCallTheVirtualOperations) {
   };
   struct Loud : nex_TextException {
     using nex_TextException::nex_TextException;
-    atr_String AsString() const override { return atr_String("LOUD"); }
+    atr_String AsString() override { return atr_String("LOUD"); }
   };
   EXPECT_EQ(Polite(atr_String("x")).DeveloperReport(), "Exception: Sorry: x in file  at line 0");
   EXPECT_EQ(Loud(atr_String("x")).UserReport(), "LOUD");
   EXPECT_EQ(Loud(atr_String("x")).DeveloperReport(), "Exception: LOUD in file  at line 0");
+}
+
+namespace {
+
+/// A class of an application that knows only that the operations return an atr_String.
+class WithOverrides : public nex_Exception {
+ public:
+  atr_String DeveloperReport() override { return atr_String("developer"); }
+  atr_String UserReport() override { return atr_String("user"); }
+  atr_String AsString() override { return atr_String(cow_String("text " + std::to_string(++m_Asked))); }
+  [[noreturn]] void Propagate() const override { throw WithOverrides(*this); }
+  nex_Exception* Copy() const override { return new WithOverrides(*this); }
+
+ private:
+  int m_Asked = 0; // the operations may change the object
+};
+
+class CommandWithOverrides : public nex_CommandException {
+ public:
+  atr_String CommandMessage() override { return atr_String("message"); }
+  atr_String CommandName() override { return atr_String("name"); }
+  [[noreturn]] void Propagate() const override { throw CommandWithOverrides(*this); }
+  nex_Exception* Copy() const override { return new CommandWithOverrides(*this); }
+};
+
+class OutOfMemoryWithOverrides : public nex_OutOfMemoryException {
+ public:
+  using nex_OutOfMemoryException::nex_OutOfMemoryException;
+  atr_String JournalMessage() override { return atr_String("journal"); }
+  atr_String ErrorName() override { return atr_String("error"); }
+  [[noreturn]] void Propagate() const override { throw OutOfMemoryWithOverrides(*this); }
+  nex_Exception* Copy() const override { return new OutOfMemoryWithOverrides(*this); }
+};
+
+/// Whether the three texts of a const object can be read.
+template <class Exception> constexpr bool HasConstTexts = requires(Exception const& exception) {
+  { exception.DeveloperReport() } -> std::same_as<atr_String>;
+  { exception.UserReport() } -> std::same_as<atr_String>;
+  { exception.AsString() } -> std::same_as<atr_String>;
+};
+
+static_assert(HasConstTexts<nex_Exception> && HasConstTexts<nex_TextException> &&
+              HasConstTexts<nex_CommandException> && HasConstTexts<nex_AssertException> &&
+              HasConstTexts<nex_BadCastException> && HasConstTexts<nex_ExitException> &&
+              HasConstTexts<nex_InvalidObjException> && HasConstTexts<nex_SystemErrorException> &&
+              HasConstTexts<nex_OutOfMemoryException>);
+
+} // namespace
+
+TEST(nex_Exception, ConstReferencesCallNonConstOverrides) {
+  WithOverrides exception;
+  nex_Exception const& root = exception;
+  EXPECT_EQ(root.DeveloperReport(), "developer");
+  EXPECT_EQ(root.UserReport(), "user");
+  EXPECT_EQ(root.AsString(), "text 1");
+  EXPECT_EQ(root.AsString(), "text 2");
+  CommandWithOverrides command;
+  nex_CommandException const& asCommand = command;
+  EXPECT_EQ(asCommand.CommandMessage(), "message");
+  EXPECT_EQ(asCommand.CommandName(), "name");
+  EXPECT_EQ(asCommand.AsString(), "name: message");
+  OutOfMemoryWithOverrides outOfMemory(NEX_OUTOFMEMORY_LIMIT);
+  nex_OutOfMemoryException const& asOutOfMemory = outOfMemory;
+  EXPECT_EQ(asOutOfMemory.JournalMessage(), "journal");
+  EXPECT_EQ(asOutOfMemory.ErrorName(), "error");
+  EXPECT_EQ(asOutOfMemory.UserReport(), "journal");
 }
 
 TEST(nex_Exception, DeveloperReportKeepsPerCentSigns) {

@@ -378,6 +378,12 @@ TEST_F(StoreProxy, WhatIsNoProxyOfThisModuleIsNotCopied) {
   EXPECT_EQ(target.ObjectCount(), 1);
 }
 
+TEST_F(StoreProxy, KindOfStorageTakesNoNumberOfTheProgram) {
+  EXPECT_LT(sto_StorageType().Id(), 0);
+  // In a child, so that another test that allocates finds the same.
+  EXPECT_EXIT(std::_Exit(cls_StorageTypeId::AllocateId()), testing::ExitedWithCode(1), "");
+}
+
 TEST_F(StoreProxy, ProxyOfNothingHoldsNone) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
@@ -387,7 +393,6 @@ TEST_F(StoreProxy, ProxyOfNothingHoldsNone) {
     EXPECT_EQ(sto_MakeProxy(cls_ReadVisitor(visitor, Field("m_Object"))).Ptr(), nullptr);
     EXPECT_NE(sto_MakeProxy(visitor).Ptr(), nullptr);
   }));
-  EXPECT_GT(sto_StorageType().Id(), 0);
 }
 
 TEST_F(StoreProxy, ProxyOfAnObjectWhoseSaveIsUndoneIsOver) {
