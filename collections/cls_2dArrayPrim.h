@@ -2,8 +2,8 @@
 
 #include "collections/cls_ArrayPrim.h"
 
-/// Persistent array that is addressed by row and column: element (row, column) is element
-/// row * Columns() + column of a cls_ArrayPrim, so rows lie one after the other.
+/// Persistent array that is addressed by row and column: element (row, column) is element row * Columns() +
+/// column of a cls_ArrayPrim, so rows are contiguous.
 ///
 /// The column count is not stored: every constructor but the copy constructor sets it to 1, also the reading
 /// one; the owner then calls SetColumns. Row and column are not checked on their own, only the flat index is.

@@ -122,7 +122,7 @@ cls_ArrayPrimBuffer<T>* cls_ArrayPrim<T>::FindBuffer(int index, char const* clas
   int const start = Buffer::StartOf(index);
   Buffer const* found = trie.ConstGetPtr(start);
   if (found == nullptr) found = AddBlock(index, start, className);
-  // A copy that is not associated may have left other blocks; the next access of one that is evicts them.
+  // A copy in memory may have left other blocks; the next access through an associated copy evicts them.
   if (trie.m_IsPaged && trie.Count() > 1) trie.LayDown();
   return const_cast<Buffer*>(found);
 }
@@ -132,16 +132,16 @@ cls_ArrayPrimBuffer<T> const* cls_ArrayPrim<T>::AddBlock(int index, int start, c
   Trie& trie = *m_Blocks.Ptr();
   Buffer const block = Buffer::Make();
   trie.Insert(start, block);
-  if (index == start && index == m_Size) return trie.ConstGetPtr(start); // its first element is to come
+  if (index == start && index == m_Size) return trie.ConstGetPtr(start); // about to get its first element
   try {
     ReadBlock(start, block, className);
   } catch (...) {
-    // A back end that undid its work may have put the array's own block there, which has to stay.
+    // A back end that undid its work may have put the array's own block back; keep that one.
     Buffer const* const there = trie.ConstGetPtr(start);
     if (there != nullptr && there->Values() == block.Values()) trie.Remove(start);
     throw;
   }
-  // A back end that found the list changed meanwhile may have dropped all blocks before it read.
+  // A back end that found the list changed meanwhile may have dropped all blocks before reading.
   if (trie.Contains(start) == 0) trie.Insert(start, block);
   return trie.ConstGetPtr(start);
 }

@@ -161,12 +161,12 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   [[nodiscard]] cow_CountedHld<Trie> const& Blocks() const noexcept { return m_Blocks; }
 
  protected:
-  /// The block of an index, made or read when it is not in memory, after all other blocks of an associated
-  /// array are evicted. Null for an index below 0 or above the size. The size itself is accepted: that is
-  /// where the next element goes.
+  /// The block of an index. Makes or reads it if it is not in memory; in an associated array, evicts all
+  /// other blocks first. Null for an index below 0 or above the size. Intentional: the size itself is
+  /// accepted, because the next element goes there.
   Buffer* GetBuffer(int index) const { return GetBufferAs(index, "cls_ArrayPrim"); }
 
-  /// The same for a derived class, whose name its messages have.
+  /// The same for a derived class; messages contain `className`.
   Buffer* GetBufferAs(int index, char const* className) const {
     // One branch for both ends: either number is negative when its end is passed.
     if (((static_cast<long long>(m_Size) - index) | index) < 0) [[unlikely]]
@@ -188,11 +188,11 @@ template <class T> class cls_ArrayPrim : public cls_PC {
 
  private:
   [[nodiscard]] Buffer* FindBuffer(int index, char const* className) const;
-  /// Adds the block of an index, with its elements from storage unless it is about to get its first. When the
-  /// read raises, the block is not there.
+  /// Adds the block of an index and reads its elements, unless it is about to get its first one. If the read
+  /// throws, the block is not added.
   [[nodiscard]] Buffer const* AddBlock(int index, int start, char const* className) const;
   void ReadBlock(int start, Buffer const& block, char const* className) const;
-  /// Writes back and drops every block but the one of `keptIndex` (-1 for none).
+  /// Writes back and drops every block except the one of `keptIndex` (-1: drops all).
   void EvictBlocks(int keptIndex) const;
   void WriteBlock(int start, Buffer const& buffer) const;
   /// How many elements of the block that starts at `start` are in the array; not positive beyond the size.

@@ -22,7 +22,7 @@ template <class T> class cls_ArrayPrimBuffer {
   /// The first index of the block that element `index` lies in.
   [[nodiscard]] static constexpr int StartOf(int index) noexcept { return index & ~SlotMask; }
 
-  /// A handle on a new block: not dirty, strings empty, plain elements not set.
+  /// A handle on a new block: not dirty, strings without text, plain elements uninitialised.
   [[nodiscard]] static cls_ArrayPrimBuffer Make() {
     if constexpr (std::same_as<T, cow_String>)
       return cls_ArrayPrimBuffer();
@@ -30,10 +30,10 @@ template <class T> class cls_ArrayPrimBuffer {
       return cls_ArrayPrimBuffer(new Block);
   }
 
-  /// The same for strings. The library exports it.
+  /// The same, for strings only. Exported by the library.
   KVL_EXPORT cls_ArrayPrimBuffer() requires std::same_as<T, cow_String>;
 
-  /// Shares the other's block, which it must have.
+  /// Shares the other's block. REQUIRES: the other has one.
   cls_ArrayPrimBuffer(cls_ArrayPrimBuffer const& other) noexcept : m_Block(other.m_Block) {
     ++m_Block->m_RefCount;
   }

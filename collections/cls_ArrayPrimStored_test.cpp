@@ -314,7 +314,7 @@ TEST_F(ArrayPrimStored, FailedReadKeepsABlockThatTheBackEndPutBack) {
   Array& array = Open(5000);
   cls_ArrayPrimBuffer<int> const own = cls_ArrayPrimBuffer<int>::Make();
   std::fill_n(own.Values(), 2048, 7);
-  m_List.m_AtRead = [&] { // undoes its work, with what the array had before
+  m_List.m_AtRead = [&] { // undoes its work: puts back what the array had before
     array.Blocks().Ptr()->Clear();
     array.Blocks().Ptr()->Insert(2048, own);
     throw BackEndFailure("ReadRun");

@@ -14,7 +14,7 @@ template <class K, class V, int W> class cls_PTrieIter;
 
 /// The bit image of a key.
 template <class K, int W> struct cls_PTrieImage {
-  static_assert(sizeof(K) == sizeof(unsigned int) * W, "a key is its W words");
+  static_assert(sizeof(K) == sizeof(unsigned int) * W, "a key must have exactly W words");
 
   static void Copy(K const& key, unsigned int (&image)[W]) noexcept {
     std::memcpy(image, &key, sizeof image);

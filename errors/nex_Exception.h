@@ -19,8 +19,8 @@ class cls_WriteVisitor;
 /// nex_Exception&.
 /// An exception is also a persisted object: each class level has an identity and writes its fields.
 ///
-/// The virtual operations that give texts are not const; a class that overrides one brings its const form in
-/// again: `using nex_Exception::AsString;`.
+/// The virtual operations that return texts are not const. A class that overrides one hides its const form
+/// and declares it again: `using nex_Exception::AsString;`.
 ///
 /// The order of the virtual operations is frozen. Thread rule: a plain value of one thread.
 class KVL_EXPORT nex_Exception {

@@ -39,7 +39,7 @@ atr_String* Appended(char const* text) {
   return message;
 }
 
-/// The detailed message as it stands; empty while the module is not initialised.
+/// The current detailed message; empty while the module is not initialised.
 atr_String JournalText(atr_String const* detailed) {
   return detailed == nullptr ? atr_String(""_cow) : *detailed;
 }

@@ -42,18 +42,18 @@ class KVL_EXPORT nex_OutOfMemoryException : public nex_Exception {
   /// and "m_Err". Intentional: the stored message is always the detailed message of the writing process.
   void DBWrite(cls_WriteVisitor const& visitor) const override;
 
-  /// The detailed message as it stands now.
+  /// The current detailed message.
   virtual atr_String JournalMessage();
   /// "OutOfMemory".
   virtual atr_String ErrorName();
 
-  // The same of a constant exception; see nex_Exception.
+  // The same texts for a const exception; see nex_Exception.
   atr_String JournalMessage() const { return const_cast<nex_OutOfMemoryException*>(this)->JournalMessage(); }
   atr_String ErrorName() const { return const_cast<nex_OutOfMemoryException*>(this)->ErrorName(); }
 
   static constexpr unsigned int TypeId() noexcept { return 0x1F0009; }
 
-  /// The process-wide generic message, the module's; null while the module is not initialised.
+  /// The process-wide generic message, owned by the module; null while the module is not initialised.
   static atr_String* GetOutOfMemoryMsgGeneric() noexcept;
 
   [[nodiscard]] atr_String const& Message() const noexcept { return m_Msg; }
@@ -62,8 +62,8 @@ class KVL_EXPORT nex_OutOfMemoryException : public nex_Exception {
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
  private:
-  /// The process-wide detailed message, the module's; null while the module is not initialised. Others ask
-  /// JournalMessage.
+  /// The process-wide detailed message, owned by the module; null while the module is not initialised.
+  /// Callers outside the library use JournalMessage.
   KVL_LOCAL static atr_String* GetOutOfMemoryMsgDetailed() noexcept;
 
   mutable atr_String m_Msg; // written by DBWrite

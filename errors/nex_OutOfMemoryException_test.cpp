@@ -176,7 +176,7 @@ TEST_F(OutOfMemory, JournalMessageCanBeOverridden) {
   EXPECT_EQ(exception.DeveloperReport(), "Exception: short in file  at line 0");
 }
 
-TEST_F(OutOfMemory, CopyIsDeclaredWithTheTypeOfTheRoot) {
+TEST_F(OutOfMemory, CopyReturnsTheRootType) {
   static_assert(
       std::is_same_v<decltype(std::declval<nex_OutOfMemoryException const&>().Copy()), nex_Exception*>);
   std::unique_ptr<nex_Exception> const copy(WithMessage("A").Copy());
@@ -184,7 +184,7 @@ TEST_F(OutOfMemory, CopyIsDeclaredWithTheTypeOfTheRoot) {
   EXPECT_EQ(typeid(copied), typeid(nex_OutOfMemoryException));
 }
 
-TEST_F(OutOfMemory, DetailedMessageIsTheModulesOwn) {
+TEST_F(OutOfMemory, DetailedMessageIsHiddenInTheLibrary) {
   static_assert(!AsksDetailed<nex_OutOfMemoryException>);
   char const* const generic = "_ZN24nex_OutOfMemoryException24GetOutOfMemoryMsgGenericEv";
   char const* const detailed = "_ZN24nex_OutOfMemoryException25GetOutOfMemoryMsgDetailedEv";

@@ -60,8 +60,7 @@ bool ThreadIsClear() {
          thr_ThreadSingletonBase<cls_UidCatalog>::Instance() == nullptr;
 }
 
-/// The detailed out-of-memory message, known by the length of the text that it is built from; null when
-/// there is none.
+/// The detailed out-of-memory message, recognised by the length of its text; null if there is none.
 atr_String const* s_Detailed = nullptr;
 constexpr int DetailedLength = 1066;
 

@@ -110,7 +110,7 @@ TEST(nex_initialize, OneStopAfterTwoStartsLeavesTheModuleInitialised) {
   nex_OutOfMemoryException(atr_String("A"), NEX_OUTOFMEMORY_LIMIT).AsString();
   atr_String const* const generic = nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric();
   nex_initialize(callers);
-  EXPECT_EQ(Detailed().Length(), 1067); // not built again
+  EXPECT_EQ(Detailed().Length(), 1067); // not rebuilt
   nex_finalize(callers);
   EXPECT_TRUE(IsInitialised());
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(), generic);

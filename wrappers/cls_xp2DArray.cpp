@@ -10,8 +10,9 @@ template <> constexpr cls_CollectionType TableCode<double> = COLLECTION_TABLE_DO
 template <> constexpr cls_CollectionType TableCode<float> = COLLECTION_TABLE_FLOAT;
 template <> constexpr cls_CollectionType TableCode<int> = COLLECTION_TABLE_INT;
 
-/// The rows that a stored list of this width fills; the remainder is dropped. Divided in 64 bits, because the
-/// smallest int divided by -1 does not fit in 32; cut to 32 it is negative, and the container refuses it.
+/// How many rows a stored list of this width fills; the remainder is dropped. The division is in 64 bits,
+/// because the smallest int divided by -1 does not fit in 32. Cut to 32 bits it is negative, and the
+/// container refuses it.
 template <class T> int FullRows(cls_ReadListPrim<T>& reader, int columns) {
   return columns == 0 ? 0 : static_cast<int>(static_cast<long long>(reader.Count()) / columns);
 }

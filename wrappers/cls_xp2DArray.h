@@ -17,12 +17,11 @@ template <class T> class cls_xp2DArray : public cow_2DArray<T> {
   /// `rows` by `columns` zeros under a fresh identity. Throws std::length_error when either is negative.
   cls_xp2DArray(int rows, int columns) : cow_2DArray<T>(rows, columns) {}
 
-  /// The stored table and its identity. It has as many rows as are full in the list's count (the quotient of
-  /// count and row width, truncated) and is 0 by 0 where that gives no rows, also for a negative width. Where
-  /// the list yields less than that the rest is zero; what it yields beyond is not taken.
-  /// Errors: a negative width or count that gives rows is refused by the container, with std::length_error.
-  /// sto_Store refuses a negative width or count with its own error before that, so the container's is what
-  /// other back ends can meet.
+  /// The stored table and its identity. The number of rows is the list's count divided by its row width,
+  /// truncated; without rows, also for a negative width, the table is 0 by 0. If the list returns fewer
+  /// elements the rest is zero; further elements are not read.
+  /// Errors: if a negative width or count gives rows, the container throws std::length_error. (sto_Store
+  /// refuses them earlier with its own error, so this concerns other back ends.)
   explicit cls_xp2DArray(cls_ReadVisitor const& visitor);
 
   /// A table that shares these elements, under an identity.

@@ -327,7 +327,7 @@ TYPED_TEST(Table2D, ReadsAWidthThatGivesNoRowsAsNoRowsAndNoColumns) {
   }
 }
 
-TYPED_TEST(Table2D, ANegativeShapeIsRefusedByTheContainerAndLeaksNothing) {
+TYPED_TEST(Table2D, NegativeShapeIsRefusedByTheContainerAndLeaksNothing) {
   struct Shape {
     int m_Count, m_Width;
   };

@@ -74,8 +74,8 @@ class KVL_EXPORT cls_ReadVisitor {
     return m_Memento == nullptr ? 0 : m_Memento->ReadEnum(field);
   }
 
-  // The memento's collection cursors and agents, under its names; cls_MementoRead says what each is for. Null
-  // without memento. Ownership is as with the memento.
+  // The memento's operations for collection cursors and agents, under the same names and with the same
+  // ownership; see cls_MementoRead. Null without memento.
 
   [[nodiscard]] cls_ReadMapInt2Obj* MakeReadMapInt2Obj() const {
     return m_Memento == nullptr ? nullptr : m_Memento->MakeReadMapInt2Obj();

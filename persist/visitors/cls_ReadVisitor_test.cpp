@@ -39,7 +39,7 @@ struct LeafReader : ForwardingMementoRead {
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const&) override { return nullptr; }
 };
 
-/// A memento that notes which operation was called with what, and answers null.
+/// A memento that notes each call and its arguments, and returns null.
 class NotingRead : public MementoReadSlots<NotingRead> {
  public:
   explicit NotingRead(Lines& lines) : m_Lines(lines) {}
@@ -64,7 +64,7 @@ class NotingRead : public MementoReadSlots<NotingRead> {
   cls_Uid m_Uid;
 };
 
-/// Calls each collection operation of a memento or of a visitor on one, for each type.
+/// Calls each collection operation of a memento, or of a visitor, for each type.
 struct CollectionCalls {
   template <class... Ts> struct Types {};
 
@@ -106,7 +106,7 @@ TEST_F(ReadVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
   Lines seen;
   NotingRead stored(seen);
   {
-    cls_ReadVisitor const visitor(&stored); // which the memento says is not to delete it
+    cls_ReadVisitor const visitor(&stored); // does not delete it: the memento says so
     calls.On(visitor);
   }
   ASSERT_FALSE(seen.empty());
@@ -114,7 +114,7 @@ TEST_F(ReadVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
   EXPECT_EQ(seen, expected);
 }
 
-TEST_F(ReadVisitorWithoutMemento, CollectionOperationsAnswerNull) {
+TEST_F(ReadVisitorWithoutMemento, CollectionOperationsReturnNull) {
   cls_ReadVisitor const visitor(nullptr);
   CollectionCalls().On(visitor);
 }
@@ -273,7 +273,7 @@ TEST_F(ReadVisitor, NeverTranslatesTheStoredText) {
   EXPECT_EQ(text, "Good day");
 }
 
-TEST_F(ReadVisitor, NeverAsksTheTranslator) {
+TEST_F(ReadVisitor, NeverCallsTheTranslator) {
   atr_Translator const before =
       atr_SetTranslator([](char const*) -> char const* { return "translated <%s>"; });
   atr_String const text = ReadText("Good day"_cow);

@@ -87,8 +87,8 @@ class KVL_EXPORT cls_WriteVisitor {
   /// An enumeration, as int. REQUIRES: started.
   void WriteEnum(cls_FieldHandle const& field, int const& value) const { Started().WriteEnum(field, value); }
 
-  // The memento's collection builders and agents, under its names; cls_MementoWrite says what each is for.
-  // REQUIRES: the visitor is started. Ownership is as with the memento.
+  // The memento's operations for collection builders and agents, under the same names and with the same
+  // ownership; see cls_MementoWrite. REQUIRES: the visitor is started.
 
   [[nodiscard]] cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() const { return Started().MakeWriteMapInt2Obj(); }
   [[nodiscard]] cls_WriteMapString2Obj* MakeWriteMapString2Obj() const {

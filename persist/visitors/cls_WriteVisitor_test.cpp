@@ -30,7 +30,7 @@ class WriteVisitor : public ::testing::Test {
   cls_FieldHandle m_Field{3, "m_Part"_cow};
 };
 
-/// A memento that notes which operation was called with what, and answers null.
+/// A memento that notes each call and its arguments, and returns null.
 class NotingWrite : public MementoWriteSlots<NotingWrite> {
  public:
   explicit NotingWrite(Lines& lines) : m_Lines(lines) {}
@@ -55,7 +55,7 @@ class NotingWrite : public MementoWriteSlots<NotingWrite> {
   Lines& m_Lines;
 };
 
-/// Calls each collection operation of a memento or of a visitor on one, for each type.
+/// Calls each collection operation of a memento, or of a visitor, for each type.
 struct CollectionCalls {
   template <class... Ts> struct Types {};
 
@@ -98,7 +98,7 @@ TEST_F(WriteVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
   Lines seen;
   NotingWrite started(seen);
   {
-    cls_WriteVisitor const visitor(&started); // which the memento says is not to delete it
+    cls_WriteVisitor const visitor(&started); // does not delete it: the memento says so
     calls.On(visitor);
   }
   ASSERT_FALSE(seen.empty());

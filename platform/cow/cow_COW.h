@@ -9,7 +9,7 @@ template <class T> struct cow_Direct {
 
 /// Copy policy of class hierarchies: the virtual clone `Copy()`, so the most-derived class survives.
 template <class T> struct cow_Virtual {
-  // The clone is a T, but its class may declare Copy() with the type of the root.
+  // The clone is a T, but its class may declare Copy() as returning the root class.
   static T* Copy(T const& object) { return static_cast<T*>(object.Copy()); }
 };
 

@@ -103,7 +103,7 @@ TEST_F(cow_COWTest, VirtualPolicyClonesTheMostDerivedClass) {
   EXPECT_EQ(holder.ConstGet().m_Mark, 0);
 }
 
-TEST_F(cow_COWTest, VirtualPolicyTakesACopyThatIsDeclaredWithTheTypeOfTheRoot) {
+TEST_F(cow_COWTest, VirtualPolicyAcceptsACopyThatReturnsTheRootType) {
   struct Triangle : Shape {
     Shape* Copy() const override { return new Triangle(*this); }
     int Sides() const override { return 3; }

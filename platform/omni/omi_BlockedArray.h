@@ -11,7 +11,7 @@
 ///
 /// Copying copies every entry. Thread rule: any number of threads may read while none writes.
 template <class T> class omi_BlockedArray {
-  static_assert(!std::is_same_v<T, bool>, "entries need addresses");
+  static_assert(!std::is_same_v<T, bool>, "entries must have addresses");
 
  public:
   static constexpr unsigned int BlockShift = 8;

@@ -467,7 +467,7 @@ TEST(omi_BtreeIteratorTest, ReturnsTheNodesThemselves) {
   EXPECT_TRUE(i.IsDone());
 }
 
-TEST(omi_BtreeIteratorTest, FirstStartsAgainFromAnywhere) {
+TEST(omi_BtreeIteratorTest, FirstRestartsFromAnyPosition) {
   Tree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
   omi_BtreeIterator<unsigned int, CountedValue> i(tree);

@@ -29,7 +29,7 @@ int thr_TlsAlloc() {
     if (current % 2 == 0 && generation.compare_exchange_strong(current, current + 1)) return slot;
   }
   throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
-                          "thread-local slot");
+                          "thr_TlsAlloc: no free thread-local slot");
 }
 
 void* thr_TlsGetValue(int slot) noexcept {
