@@ -7,7 +7,7 @@
 namespace {
 
 void Print(char const* className, char const* text) {
-  std::fprintf(stderr, text, className); // no line end: part of the messages
+  std::fprintf(stderr, text, className); // intentional: the messages have no line end
 }
 
 } // namespace
@@ -64,13 +64,13 @@ template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) cons
     throw;
   }
   m_Blocks.Ptr()->m_IsPaged = true;
-  m_Blocks.Ptr()->LayDown(); // it may be one of many that were made in memory
+  m_Blocks.Ptr()->LayDown(); // the last found block may be one of many that were made in memory
 }
 
 template <class T> bool cls_ArrayPrim<T>::LetGo() const {
   m_Agent->DropReference();
   if (m_Agent->StillReferenced()) return false;
-  this->Flush(); // through the virtual table
+  this->Flush(); // virtual: a derived class may override it
   delete m_Agent;
   return true;
 }
@@ -122,7 +122,7 @@ cls_ArrayPrimBuffer<T>* cls_ArrayPrim<T>::FindBuffer(int index, char const* clas
   int const start = Buffer::StartOf(index);
   Buffer const* found = trie.ConstGetPtr(start);
   if (found == nullptr) found = AddBlock(index, start, className);
-  // A copy that is not associated may have left other blocks; the next access of one that is evicts them.
+  // A copy in memory may have left other blocks; the next access through an associated copy evicts them.
   if (trie.m_IsPaged && trie.Count() > 1) trie.LayDown();
   return const_cast<Buffer*>(found);
 }
@@ -132,16 +132,16 @@ cls_ArrayPrimBuffer<T> const* cls_ArrayPrim<T>::AddBlock(int index, int start, c
   Trie& trie = *m_Blocks.Ptr();
   Buffer const block = Buffer::Make();
   trie.Insert(start, block);
-  if (index == start && index == m_Size) return trie.ConstGetPtr(start); // its first element is to come
+  if (index == start && index == m_Size) return trie.ConstGetPtr(start); // about to get its first element
   try {
     ReadBlock(start, block, className);
   } catch (...) {
-    // A back end that undid its work may have put the array's own block there, which has to stay.
+    // A back end that undid its work may have put the array's own block back; keep that one.
     Buffer const* const there = trie.ConstGetPtr(start);
     if (there != nullptr && there->Values() == block.Values()) trie.Remove(start);
     throw;
   }
-  // A back end that found the list changed meanwhile may have dropped all blocks before it read.
+  // A back end that found the list changed meanwhile may have dropped all blocks before reading.
   if (trie.Contains(start) == 0) trie.Insert(start, block);
   return trie.ConstGetPtr(start);
 }
@@ -167,7 +167,7 @@ template <class T> unsigned int cls_ArrayPrim<T>::DynTypeId() const {
 }
 
 template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& visitor) const {
-  if (m_Agent != nullptr) return; // the elements live in storage already
+  if (m_Agent != nullptr) return; // the elements are already in storage
   T const* const tag = nullptr;
   Hold(visitor.Memento()->MakeAgentListPrim(tag, 1));
   int const stored = m_Agent->Count();
@@ -175,7 +175,7 @@ template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& vi
     m_Size = stored;
     return;
   }
-  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // misspelt: meant
+  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
   EvictBlocks(m_Size);
   this->Flush();
 }

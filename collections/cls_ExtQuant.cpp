@@ -27,7 +27,7 @@ int cls_ExtQuant::ExtentQuantum(cow_String const& name, int defaultQuantum) {
     m_State = Active;
     std::printf("***** EXTENT_QUANTUM_OVERRIDE activated.\n");
   }
-  if (auto const* const known = m_Cache.ConstFind(name)) return known->second; // whatever the default is now
+  if (auto const* const known = m_Cache.ConstFind(name)) return known->second; // even if the default differs
   int const quantum = Chosen(name, defaultQuantum);
   std::printf("***** %s = %d\n", name.CharsOrEmpty(), quantum);
   m_Cache.InsertUnlessMember(name, quantum);

@@ -2,7 +2,7 @@
 
 #include "errors/nex_Exception.h"
 
-/// A failed assertion, told by the assertion's text.
+/// A failed assertion; its text is the assertion's text.
 class KVL_EXPORT nex_AssertException : public nex_Exception {
  public:
   explicit nex_AssertException(cow_String const& assertion) : m_Value(assertion) {}

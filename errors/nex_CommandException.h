@@ -2,8 +2,8 @@
 
 #include "errors/nex_Exception.h"
 
-/// A failed command of the application, told as "name: message". Abstract: applications derive their own
-/// classes, which alone are thrown.
+/// A failed command of the application; its text is "name: message". Abstract: applications derive their own
+/// classes and throw only those.
 class KVL_EXPORT nex_CommandException : public nex_Exception {
  public:
   /// Rebuilds the command part of a stored exception.
@@ -22,7 +22,7 @@ class KVL_EXPORT nex_CommandException : public nex_Exception {
   /// The prefix of the text.
   virtual atr_String CommandName() = 0;
 
-  // The same of a constant exception; see nex_Exception.
+  // The same texts for a const exception; see nex_Exception.
   atr_String CommandMessage() const { return const_cast<nex_CommandException*>(this)->CommandMessage(); }
   atr_String CommandName() const { return const_cast<nex_CommandException*>(this)->CommandName(); }
 

@@ -38,5 +38,5 @@ void nex_Exception::Throw(char const* file, int line) {
   m_FromFile = cow_String(file);
   m_FromLine = line;
   Propagate();
-  std::abort(); // a Propagate that returns is a bug of its class
+  std::abort(); // Propagate must throw: a class whose Propagate returns is wrong
 }

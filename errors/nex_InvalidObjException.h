@@ -2,7 +2,7 @@
 
 #include "errors/nex_Exception.h"
 
-/// An object that is not in a state to be used.
+/// An object that is not in a usable state.
 class KVL_EXPORT nex_InvalidObjException : public nex_Exception {
  public:
   explicit nex_InvalidObjException(atr_String const& message) : m_Value(message) {}

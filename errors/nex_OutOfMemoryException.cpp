@@ -39,7 +39,7 @@ atr_String* Appended(char const* text) {
   return message;
 }
 
-/// The detailed message as it stands; empty while the module is not initialised.
+/// The current detailed message; empty while the module is not initialised.
 atr_String JournalText(atr_String const* detailed) {
   return detailed == nullptr ? atr_String(""_cow) : *detailed;
 }
@@ -60,7 +60,7 @@ void nex_OutOfMemoryMessages::Destroy() noexcept {
 
 nex_OutOfMemoryException::nex_OutOfMemoryException(atr_String const& message, nex_OutOfMemoryErrEnm error)
     : m_Msg(message), m_Err(error) {
-  // Both grow with every such exception and nothing trims them. Meant. The copy is what is added, because
+  // Intentional: both grow with every such exception, and nothing trims them. The copy is appended, because
   // `message` may be one of the two.
   if (atr_String* const detailed = GetOutOfMemoryMsgDetailed()) detailed->Append(m_Msg);
   if (s_Generic != nullptr) s_Generic->Append(m_Msg);

@@ -16,7 +16,7 @@
 
 namespace {
 
-// The messages are part of the product's contract, byte for byte.
+// The exact texts are part of the interface.
 constexpr std::string_view DetailedText =
     "*** Error: An out of memory error occurred, or the KORVEL/CAE memory limit was reached.\n"
     " \n"
@@ -93,7 +93,7 @@ TEST_F(OutOfMemory, TextIsTheDetailedMessage) {
   EXPECT_EQ(exception.UserReport(), DetailedText);
 }
 
-TEST_F(OutOfMemory, DeveloperReportPlacesTheDetailedMessage) {
+TEST_F(OutOfMemory, DeveloperReportContainsTheDetailedMessage) {
   try {
     nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).Throw("mem_Pool", 12);
   } catch (nex_Exception const& thrown) {
@@ -102,7 +102,7 @@ TEST_F(OutOfMemory, DeveloperReportPlacesTheDetailedMessage) {
   }
 }
 
-TEST_F(OutOfMemory, ConstructionFromTheCodeAloneLeavesTheMessages) {
+TEST_F(OutOfMemory, ConstructionWithoutMessageKeepsTheMessages) {
   nex_OutOfMemoryException const exception(NEX_OUTOFMEMORY_LIMIT);
   EXPECT_FALSE(exception.Message().HasText());
   EXPECT_EQ(exception.Error(), NEX_OUTOFMEMORY_LIMIT);
@@ -110,7 +110,7 @@ TEST_F(OutOfMemory, ConstructionFromTheCodeAloneLeavesTheMessages) {
   EXPECT_EQ(Generic(), GenericText);
 }
 
-TEST_F(OutOfMemory, ConstructionWithAMessageAddsItToBothMessages) {
+TEST_F(OutOfMemory, ConstructionWithAMessageAppendsItToBothMessages) {
   nex_OutOfMemoryException const exception = WithMessage("While meshing.");
   EXPECT_EQ(exception.Message(), "While meshing.");
   EXPECT_EQ(exception.Error(), NEX_OUTOFMEMORY_SYSTEM);
@@ -136,7 +136,7 @@ TEST_F(OutOfMemory, CopiesAndThrowsAddNothing) {
   EXPECT_EQ(Detailed(), std::string(DetailedText) + "A");
 }
 
-TEST_F(OutOfMemory, MessagesKeepGrowingAfterTheExceptionsAreGone) {
+TEST_F(OutOfMemory, MessagesStayGrownAfterTheExceptionsAreDestroyed) {
   for (int i = 0; i < 100; ++i) WithMessage("x");
   EXPECT_EQ(Detailed(), std::string(DetailedText) + std::string(100, 'x'));
   EXPECT_EQ(Generic(), std::string(GenericText) + std::string(100, 'x'));
@@ -176,7 +176,7 @@ TEST_F(OutOfMemory, JournalMessageCanBeOverridden) {
   EXPECT_EQ(exception.DeveloperReport(), "Exception: short in file  at line 0");
 }
 
-TEST_F(OutOfMemory, CopyIsDeclaredWithTheTypeOfTheRoot) {
+TEST_F(OutOfMemory, CopyReturnsTheRootType) {
   static_assert(
       std::is_same_v<decltype(std::declval<nex_OutOfMemoryException const&>().Copy()), nex_Exception*>);
   std::unique_ptr<nex_Exception> const copy(WithMessage("A").Copy());
@@ -184,7 +184,7 @@ TEST_F(OutOfMemory, CopyIsDeclaredWithTheTypeOfTheRoot) {
   EXPECT_EQ(typeid(copied), typeid(nex_OutOfMemoryException));
 }
 
-TEST_F(OutOfMemory, DetailedMessageIsTheModulesOwn) {
+TEST_F(OutOfMemory, DetailedMessageIsHiddenInTheLibrary) {
   static_assert(!AsksDetailed<nex_OutOfMemoryException>);
   char const* const generic = "_ZN24nex_OutOfMemoryException24GetOutOfMemoryMsgGenericEv";
   char const* const detailed = "_ZN24nex_OutOfMemoryException25GetOutOfMemoryMsgDetailedEv";
@@ -197,7 +197,7 @@ TEST_F(OutOfMemory, ErrorNameIsFixed) {
   EXPECT_EQ(WithMessage("A").ErrorName(), "OutOfMemory");
 }
 
-TEST_F(OutOfMemory, EveryCodeIsCarriedUnchanged) {
+TEST_F(OutOfMemory, EveryCodeIsKeptUnchanged) {
   EXPECT_EQ(sizeof(nex_OutOfMemoryErrEnm), 4U);
   for (int code : {-2147483647 - 1, -1, 0, 1, 77, 2147483647}) {
     nex_OutOfMemoryException const exception(static_cast<nex_OutOfMemoryErrEnm>(code));
@@ -216,7 +216,7 @@ TEST(OutOfMemoryWithoutModule, ThereAreNoMessages) {
   EXPECT_EQ(exception.AsString(), "");
 }
 
-TEST(OutOfMemoryWithoutModule, NextStartBuildsTheMessagesAnew) {
+TEST(OutOfMemoryWithoutModule, NextStartRebuildsTheMessages) {
   std::optional<InitialisedModule> module(std::in_place);
   nex_OutOfMemoryException(atr_String("A"), NEX_OUTOFMEMORY_LIMIT).AsString();
   module.reset();

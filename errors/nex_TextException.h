@@ -2,7 +2,7 @@
 
 #include "errors/nex_Exception.h"
 
-/// A plain failure, told by its message.
+/// A general failure; its text is its message.
 class KVL_EXPORT nex_TextException : public nex_Exception {
  public:
   explicit nex_TextException(atr_String const& message) : m_Value(message) {}

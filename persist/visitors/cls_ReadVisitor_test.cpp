@@ -39,7 +39,7 @@ struct LeafReader : ForwardingMementoRead {
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const&) override { return nullptr; }
 };
 
-/// A memento that notes which operation was called with what, and answers null.
+/// A memento that notes each call and its arguments, and returns null.
 class NotingRead : public MementoReadSlots<NotingRead> {
  public:
   explicit NotingRead(Lines& lines) : m_Lines(lines) {}
@@ -64,7 +64,7 @@ class NotingRead : public MementoReadSlots<NotingRead> {
   cls_Uid m_Uid;
 };
 
-/// Calls each collection operation of a memento or of a visitor on one, for each type.
+/// Calls each collection operation of a memento, or of a visitor, for each type.
 struct CollectionCalls {
   template <class... Ts> struct Types {};
 
@@ -106,7 +106,7 @@ TEST_F(ReadVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
   Lines seen;
   NotingRead stored(seen);
   {
-    cls_ReadVisitor const visitor(&stored); // which the memento says is not to delete it
+    cls_ReadVisitor const visitor(&stored); // does not delete it: the memento says so
     calls.On(visitor);
   }
   ASSERT_FALSE(seen.empty());
@@ -114,7 +114,7 @@ TEST_F(ReadVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
   EXPECT_EQ(seen, expected);
 }
 
-TEST_F(ReadVisitorWithoutMemento, CollectionOperationsAnswerNull) {
+TEST_F(ReadVisitorWithoutMemento, CollectionOperationsReturnNull) {
   cls_ReadVisitor const visitor(nullptr);
   CollectionCalls().On(visitor);
 }
@@ -150,7 +150,7 @@ TEST_F(ReadVisitor, ChildReadsTheObjectOfTheFieldAndDeletesIt) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitor, ACopyOrChildThatTheBackEndDoesNotSupplyReadsNothing) {
+TEST_F(ReadVisitor, MissingCopyOrChildReadsNothing) {
   m_Recorder.KeepAll();
   RecordingMementoRead target(m_Recorder);
   LeafReader leaf(target);
@@ -169,7 +169,7 @@ TEST_F(ReadVisitor, LeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitor, LeavesBasePartsAndObjectsOfFieldsThatTheBackEndKeeps) {
+TEST_F(ReadVisitor, LeavesPartsAndFieldObjectsThatTheBackEndKeeps) {
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   m_Recorder.KeepAll();
   {
@@ -182,7 +182,7 @@ TEST_F(ReadVisitor, LeavesBasePartsAndObjectsOfFieldsThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1", "read2", "read3"}));
 }
 
-TEST_F(ReadVisitor, AsksForDeletionOnlyAtItsEnd) {
+TEST_F(ReadVisitor, AsksForDeletionOnlyInTheDestructor) {
   m_Recorder.Keep("read1");
   {
     cls_ReadVisitor const visitor(m_Recorder.NewReader());
@@ -253,12 +253,12 @@ TEST_F(ReadVisitor, TakesStoredTextWithPerCentSignsVerbatim) {
     EXPECT_EQ(ReadText(cow_String(text)), text);
 }
 
-TEST_F(ReadVisitor, TakesStoredTextWithANullVerbatim) {
+TEST_F(ReadVisitor, TakesStoredTextWithANulVerbatim) {
   std::string_view const text("a\0b", 3);
   EXPECT_EQ(ReadText(cow_String(text)), text);
 }
 
-TEST_F(ReadVisitor, YieldsEmptyTextForStoredTextThatIsNone) {
+TEST_F(ReadVisitor, YieldsEmptyTextForStoredNoText) {
   EXPECT_TRUE(ReadText(cow_String()).HasText());
   EXPECT_EQ(ReadText(cow_String()), "");
   EXPECT_TRUE(ReadText(""_cow).HasText());
@@ -273,7 +273,7 @@ TEST_F(ReadVisitor, NeverTranslatesTheStoredText) {
   EXPECT_EQ(text, "Good day");
 }
 
-TEST_F(ReadVisitor, NeverAsksTheTranslator) {
+TEST_F(ReadVisitor, NeverCallsTheTranslator) {
   atr_Translator const before =
       atr_SetTranslator([](char const*) -> char const* { return "translated <%s>"; });
   atr_String const text = ReadText("Good day"_cow);
@@ -294,7 +294,7 @@ TEST_F(ReadVisitor, PassesTheBackEndsFailureThrough) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitorWithoutMemento, AnswersThatNothingIsPresent) {
+TEST_F(ReadVisitorWithoutMemento, ReportsNothingPresent) {
   cls_ReadVisitor const visitor(nullptr);
   EXPECT_EQ(visitor.Memento(), nullptr);
   EXPECT_EQ(visitor.FieldIsPresent(m_Field), 0);
@@ -342,7 +342,7 @@ struct StoredDerived : StoredBase {
 
 } // namespace
 
-TEST_F(ReadVisitor, ADerivedClassReadsItsBasePartThroughACopy) {
+TEST_F(ReadVisitor, DerivedClassReadsItsBasePartThroughACopy) {
   m_Recorder.Store("read1.m_Value", 40.0);
   m_Recorder.Store("read2.m_Value", 2.5);
   std::optional<StoredDerived> object;

@@ -30,7 +30,7 @@ class WriteVisitor : public ::testing::Test {
   cls_FieldHandle m_Field{3, "m_Part"_cow};
 };
 
-/// A memento that notes which operation was called with what, and answers null.
+/// A memento that notes each call and its arguments, and returns null.
 class NotingWrite : public MementoWriteSlots<NotingWrite> {
  public:
   explicit NotingWrite(Lines& lines) : m_Lines(lines) {}
@@ -55,7 +55,7 @@ class NotingWrite : public MementoWriteSlots<NotingWrite> {
   Lines& m_Lines;
 };
 
-/// Calls each collection operation of a memento or of a visitor on one, for each type.
+/// Calls each collection operation of a memento, or of a visitor, for each type.
 struct CollectionCalls {
   template <class... Ts> struct Types {};
 
@@ -98,7 +98,7 @@ TEST_F(WriteVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
   Lines seen;
   NotingWrite started(seen);
   {
-    cls_WriteVisitor const visitor(&started); // which the memento says is not to delete it
+    cls_WriteVisitor const visitor(&started); // does not delete it: the memento says so
     calls.On(visitor);
   }
   ASSERT_FALSE(seen.empty());
@@ -195,7 +195,7 @@ TEST_F(WriteVisitor, StartWriteOfAnElementPassesTheObjectToTheRequest) {
             Lines({"listObjWriter1.MakeWriteObjWithPtr(uint 0x1f0001, uid U, O) = write1"}));
 }
 
-TEST_F(WriteVisitor, KeepsTheFieldHandleItself) {
+TEST_F(WriteVisitor, CopiesTheFieldHandle) {
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   auto handle = std::make_unique<cls_FieldHandle>(5, cow_String("m_Gone"));
   cls_WriteVisitor const visitor(parent, *handle, nullptr, nullptr);
@@ -216,7 +216,7 @@ TEST_F(WriteVisitor, StartWriteTwiceAsksTheBackEndOnce) {
   EXPECT_EQ(m_Recorder.Lines(), Lines());
 }
 
-TEST_F(WriteVisitor, StartWriteAnswersZeroWhenTheBackEndDeclines) {
+TEST_F(WriteVisitor, StartWriteReturnsZeroWhenTheBackEndDeclines) {
   m_Recorder.DeclineObjects();
   RecordingListObjWriter list(m_Recorder);
   cls_WriteRequestListObj const request(&list);
@@ -231,7 +231,7 @@ TEST_F(WriteVisitor, StartWriteAnswersZeroWhenTheBackEndDeclines) {
   }
 }
 
-TEST_F(WriteVisitor, ADeclinedVisitorIsUnstartedAndAsksAgain) {
+TEST_F(WriteVisitor, DeclinedVisitorIsUnstartedAndAsksAgain) {
   m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   cls_WriteVisitor const visitor(parent, BaseClassId);
@@ -242,7 +242,7 @@ TEST_F(WriteVisitor, ADeclinedVisitorIsUnstartedAndAsksAgain) {
                                            "write1.MakeBaseWriteObj(uint 0x1f0002, uid U) = null"}));
 }
 
-TEST_F(WriteVisitor, AFailingStartLeavesTheVisitorUnstarted) {
+TEST_F(WriteVisitor, FailingStartLeavesTheVisitorUnstarted) {
   m_Recorder.FailAt("MakeFieldWriteObj");
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -281,7 +281,7 @@ TEST_F(WriteVisitor, LeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
 }
 
-TEST_F(WriteVisitor, LeavesTheMementosThatTheBackEndKeepsHoweverItWasMade) {
+TEST_F(WriteVisitor, LeavesKeptMementosWithEveryConstructor) {
   RecordingListObjWriter list(m_Recorder);
   cls_WriteRequestListObj const request(&list);
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
@@ -300,7 +300,7 @@ TEST_F(WriteVisitor, LeavesTheMementosThatTheBackEndKeepsHoweverItWasMade) {
                    "write3.NeedsDeletion() = bool false", "write2.NeedsDeletion() = bool false"}));
 }
 
-TEST_F(WriteVisitor, AsksForDeletionOnlyAtItsEnd) {
+TEST_F(WriteVisitor, AsksForDeletionOnlyInTheDestructor) {
   m_Recorder.Keep("write2");
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -312,7 +312,7 @@ TEST_F(WriteVisitor, AsksForDeletionOnlyAtItsEnd) {
   EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write2.NeedsDeletion() = bool true", "~write2"}));
 }
 
-TEST_F(WriteVisitor, NeverTouchesItsParentsMementoAtItsEnd) {
+TEST_F(WriteVisitor, DestructorNeverTouchesTheParentsMemento) {
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
     cls_WriteVisitor const visitor(parent, m_Field, nullptr, nullptr);
@@ -350,7 +350,7 @@ TEST_F(WriteVisitor, SharedPtrBracketClosesForAKeptMemento) {
             Lines({"write2.EndSharedPtrOutput()", "write2.NeedsDeletion() = bool false"}));
 }
 
-TEST_F(WriteVisitor, ADeclinedObjectHasNoSharedPtrBracket) {
+TEST_F(WriteVisitor, DeclinedObjectHasNoSharedPtrBracket) {
   m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -372,7 +372,7 @@ TEST_F(WriteVisitor, SharedPtrOutputOfAVisitorOfAMementoOnlyCloses) {
             Lines({"write1.EndSharedPtrOutput()", "write1.NeedsDeletion() = bool true", "~write1"}));
 }
 
-TEST_F(WriteVisitor, FieldIsPresentForwardsTheAnswerOfAStartedVisitor) {
+TEST_F(WriteVisitor, FieldIsPresentOfAStartedVisitorAsksTheMemento) {
   m_Recorder.SetFieldPresent("m_Part", 7);
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   EXPECT_EQ(parent.FieldIsPresent(m_Field), 7);
@@ -411,7 +411,7 @@ TEST_F(WriteVisitor, PlainStringIsWrittenAsItIs) {
                                            R"(write1.Write(field 3 "m_Part", string ""))"}));
 }
 
-TEST_F(WriteVisitor, AFailingWriteDeletesTheMementoOnce) {
+TEST_F(WriteVisitor, FailingWriteDeletesTheMementoOnce) {
   m_Recorder.FailAt("Write");
   EXPECT_THROW(
       {
