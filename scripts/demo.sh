@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# The demonstration: one process computes the heat in a bracket and saves the whole analysis in a store file; a
-# second process, which shares nothing with the first but that file, rebuilds, verifies and plots it. Then a store
-# of an old program is read by newer ones, failed runs tell their reasons in another process, and a run over time that
-# is killed goes on from its last checkpoint.
+# The demonstration. One process computes the heat flow in a bracket and saves the whole analysis to a store
+# file; a second process, which shares only that file with the first, rebuilds, verifies and plots it. Then
+# newer programs read a store of an older one, another process lists why runs failed, and a transient run that
+# was killed continues from its last checkpoint.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -39,7 +39,7 @@ echo
 echo "2. Read the store in another process and plot the result"
 build/release/bin/heat report "$store" --plot "$plot"
 
-[[ -s "$plot" ]] || fail "there is no plot in $plot"
+[[ -s "$plot" ]] || fail "no plot in $plot"
 echo
 echo "3. A store that version 1 of a program wrote, read by versions 2 and 3"
 build/release/bin/evolution_v1 write "$out/hall.kvs"
@@ -64,12 +64,12 @@ for ((i = 0; i < 1000; i++)); do
   sleep 0.01
 done
 kill -KILL "$run" 2>/dev/null || true
-wait "$run" 2>/dev/null && fail "the run came to its end before it could be killed"
+wait "$run" 2>/dev/null && fail "the run ended before it could be killed"
 echo "killed after: $(tail -n 1 "$out/killed.log")"
 build/release/bin/heat resume "$out/killed.kvs" --memory | grep -v '^checkpoint'
 build/release/bin/heat compare "$out/whole.kvs" "$out/killed.kvs"
 build/release/bin/heat history "$out/killed.kvs" --plot "$out/history.svg"
-[[ -s "$out/history.svg" ]] || fail "there is no plot in $out/history.svg"
+[[ -s "$out/history.svg" ]] || fail "no plot in $out/history.svg"
 
 echo
 echo "The plots: $PWD/$out/history.svg and $PWD/$plot"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds everything and runs all tests, on a fresh machine too. Arguments go to ctest:
-#   scripts/test.sh -R errors     only the tests whose name holds "errors"
+# Builds everything and runs all tests; works on a fresh machine. Arguments go to ctest:
+#   scripts/test.sh -R errors     only tests with "errors" in their name
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
