@@ -16,7 +16,7 @@ struct Closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// Both read the calling thread's last error at once: closing the file would replace it.
+// Both read the calling thread's last error immediately: closing the file would overwrite it.
 std::string TextOf(std::string const& path) {
   std::unique_ptr<std::FILE, Closer> const file(std::fopen(path.c_str(), "rb"));
   if (file == nullptr)
