@@ -47,12 +47,12 @@ build/release/bin/evolution_v2 read "$out/hall.kvs"
 build/release/bin/evolution_v3 read "$out/hall.kvs"
 
 echo
-echo "4. Analyses that fail, and a second process that lists why"
+echo "4. Analyses that fail, and a second process that lists the reasons"
 build/release/bin/failures run "$out/bridge.kvs"
 build/release/bin/failures list "$out/bridge.kvs"
 
 echo
-echo "5. A run over time is killed, resumed from its last checkpoint, and compared with a whole one"
+echo "5. A transient run is killed, resumed from its last checkpoint, and compared with a complete one"
 mesh=examples/heat/data/bracket.msh
 run_options=(--steps 8000 --dt 0.25 --checkpoint 500)
 build/release/bin/heat transient "$mesh" --store "$out/whole.kvs" "${run_options[@]}" --memory | tail -n 3

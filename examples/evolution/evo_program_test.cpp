@@ -158,7 +158,7 @@ TEST_F(Evolution, Program2ReadsTheStoreOfVersion2) {
 }
 
 // Program 3 has no metadata for version 1, so that of version 2 builds the beam.
-TEST_F(Evolution, Program3ReadsABeamOfVersion1ThroughTheMetadataOfVersion2) {
+TEST_F(Evolution, Program3ReadsABeamOfVersion1WithTheMetadataOfVersion2) {
   EXPECT_EQ(Read(3, Golden(1)), "name       purlin\n"
                                 "length     4000 mm\n"
                                 "line load  12500 N/m\n"
@@ -393,7 +393,7 @@ TEST_F(Evolution, NewStoreOfEachProgramReadsAsItsGoldenOne) {
   }
 }
 
-TEST_F(Evolution, WriteLeavesAStoreThatExistsAsItIs) {
+TEST_F(Evolution, WriteLeavesAnExistingStoreUnchanged) {
   std::string const store = Golden(1);
   StoreBytes const before = FileBytes(store);
   Outcome const outcome = Run(1, "write " + store);
@@ -402,7 +402,7 @@ TEST_F(Evolution, WriteLeavesAStoreThatExistsAsItIs) {
   EXPECT_EQ(FileBytes(store), before);
 }
 
-TEST_F(Evolution, ReadNamesAStoreThatIsNotThere) {
+TEST_F(Evolution, ReadNamesAMissingStore) {
   Outcome const outcome = Run(2, "read " + Path("none.kvs"));
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.err, "evolution_v2: " + Path("none.kvs") + ": There is no such file.\n");
@@ -418,7 +418,7 @@ TEST_F(Evolution, FullStandardOutputIsAnError) {
   }
 }
 
-TEST_F(Evolution, ProgramExplainsHowItIsCalled) {
+TEST_F(Evolution, ProgramPrintsItsUsage) {
   for (char const* const arguments : {"", "read", "draw beam.kvs", "read a.kvs b.kvs"}) {
     Outcome const outcome = Run(3, arguments);
     EXPECT_EQ(outcome.status, 2) << arguments;

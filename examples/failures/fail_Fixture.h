@@ -35,7 +35,7 @@ class fail_Fixture : public testing::Test {
   fail_Analysis Analysis(std::string const& name) const {
     for (fail_Analysis const& analysis : fail_Cases::All(m_Folder.string()))
       if (analysis.name == name) return analysis;
-    throw std::runtime_error("there is no analysis " + name);
+    throw std::runtime_error("no such analysis: " + name);
   }
 
   // What a call throws; null for nothing.

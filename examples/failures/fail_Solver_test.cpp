@@ -100,7 +100,7 @@ TEST_F(Solver, AgreesWithTheForceMethodForASmallGirder) {
   EXPECT_NEAR(m_Steps[0].displacements[5], -deflection, 1e-4 * deflection); // y of node 3
 }
 
-TEST_F(Solver, StaysPutWithoutLoad) {
+TEST_F(Solver, StaysAtRestWithoutLoad) {
   fail_Analysis analysis = Analysis("below-the-limit");
   analysis.control.loadFactors = {0};
   Run(analysis);
@@ -108,7 +108,7 @@ TEST_F(Solver, StaysPutWithoutLoad) {
   EXPECT_EQ(m_Steps[0].iterations, 0);
 }
 
-TEST_F(Solver, TakesTheLoadFactorsFromATableThatIsThere) {
+TEST_F(Solver, TakesTheLoadFactorsFromATable) {
   Write("gusts.loads", "0.3\n0.1\n");
   Run(Analysis("load-table"));
   ExpectCompleted(2);
@@ -116,7 +116,7 @@ TEST_F(Solver, TakesTheLoadFactorsFromATableThatIsThere) {
   EXPECT_EQ(m_Steps[1].loadFactor, 0.1);
 }
 
-TEST_F(Solver, NamesStepAndResidualWhereItDoesNotConverge) {
+TEST_F(Solver, NamesStepAndResidualIfItDoesNotConverge) {
   Run(Analysis("beyond-the-limit"));
   EXPECT_EQ(m_Steps.size(), 7U);
   EXPECT_LT(0.7 * ReferenceLoad, LimitLoad());
@@ -133,7 +133,7 @@ TEST_F(Solver, NamesStepAndResidualWhereItDoesNotConverge) {
   EXPECT_EQ(m_Failure->FromFile(), "fail_Solver");
 }
 
-TEST_F(Solver, DoesNotConvergeHoweverManyIterationsItMayTake) {
+TEST_F(Solver, DoesNotConvergeWithAnyNumberOfIterations) {
   fail_Analysis analysis = Analysis("beyond-the-limit");
   analysis.control.iterationsPerStep = 5000;
   analysis.control.iterationBudget = 10000;

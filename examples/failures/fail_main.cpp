@@ -15,8 +15,7 @@
 int main(int argc, char** argv) {
   std::string_view const command = argc == 3 ? argv[1] : "";
   if (command != "run" && command != "list")
-    return exa_Complain("failures", "call it as: failures run STORE, or: failures list STORE",
-                        exa_Status::CalledWrongly);
+    return exa_Complain("failures", "usage: run|list STORE", exa_Status::CalledWrongly);
   fail_Library const library;
   omi_Singleton<cls_MetadataRegistrar>::Instance().initClassMetadata(&fail_AnalysisModel::Declare, 1);
   return exa_Run("failures",

@@ -189,13 +189,13 @@ TEST_F(FailuresProgram, KeepsTheResultsUpToTheFailure) {
   EXPECT_NE(list["missing-node"].find(", 0 load steps, load factor 0, "), std::string::npos);
 }
 
-TEST_F(FailuresProgram, DoesNotFailForALoadTableThatIsThere) {
+TEST_F(FailuresProgram, ReadsALoadTable) {
   std::ofstream(Path("gusts.loads")) << "# three gusts\n0.2\n0.5\n0.3\n";
   Do("run");
   EXPECT_TRUE(Do("list")["load-table"].starts_with("analysis/load-table: completed, 3 load steps, "));
 }
 
-TEST_F(FailuresProgram, TellsWhyALoadTableCannotBeRead) {
+TEST_F(FailuresProgram, SaysWhyALoadTableCannotBeRead) {
   fs::create_directory(Path("gusts.loads"));
   Do("run");
   EXPECT_NE(Do("list")["load-table"].find("  error numbers: system 21, errno 21\n"), std::string::npos);
@@ -220,7 +220,7 @@ TEST_F(FailuresProgram, StoresEachFailureAsOneObjectOfItsClass) {
   EXPECT_EQ(IntegrityOf(Path("s.kvs").string()), "ok");
 }
 
-TEST_F(FailuresProgram, LeavesAStoreThatExistsAsItIs) {
+TEST_F(FailuresProgram, LeavesAnExistingStoreUnchanged) {
   Do("run");
   std::string const before = Contents(Path("s.kvs"));
   ExpectOneLine(Call("run " + Path("s.kvs").string()), 2, "s.kvs: The file exists already.");
@@ -243,18 +243,18 @@ TEST_F(FailuresProgram, FullStandardOutputIsAnError) {
   EXPECT_EQ(ByAnalysis(Call("list " + Path("new.kvs").string()).out).size(), 8U); // saved nevertheless
 }
 
-TEST_F(FailuresProgram, NamesAStoreThatIsNotThere) {
+TEST_F(FailuresProgram, NamesAMissingStore) {
   ExpectOneLine(Call("list " + Path("none.kvs").string()), 2, "none.kvs");
   EXPECT_FALSE(fs::exists(Path("none.kvs")));
 }
 
-TEST_F(FailuresProgram, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
+TEST_F(FailuresProgram, RefusesAFileThatIsNotAStoreAndLeavesItUnchanged) {
   std::ofstream(Path("letter.txt")) << "Dear reader,\n";
   ExpectOneLine(Call("list " + Path("letter.txt").string()), 2, "letter.txt");
   EXPECT_EQ(Contents(Path("letter.txt")), "Dear reader,\n");
 }
 
-TEST_F(FailuresProgram, SaysHowItIsCalled) {
+TEST_F(FailuresProgram, PrintsItsUsage) {
   for (char const* arguments : {"", "run", "list", "erase s.kvs", "run a b"})
-    ExpectOneLine(Call(arguments), 2, "failures run STORE");
+    ExpectOneLine(Call(arguments), 2, "usage: run|list STORE");
 }
