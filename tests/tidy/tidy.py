@@ -46,7 +46,7 @@ LAYERS = {
     "bench": 7,
 }
 # Folders of one layer that do not include each other.
-APART = {"errors", "collections", "wrappers", "examples/heat/model", "examples/heat/plot"}
+APART = {"errors", "collections", "wrappers"}
 # What each platform library may include besides itself. All may include headers directly in platform/.
 PLATFORM = {
     "mem": set(),
