@@ -1,5 +1,5 @@
-// What README.md shows under "Histories that do not fit into memory", on a solver of three nodes. Prints the
-// history as another load finds it.
+// The example of README.md, "Histories that do not fit into memory", with a solver of three nodes. Prints the
+// history as loaded again.
 
 #include <iostream>
 #include <vector>

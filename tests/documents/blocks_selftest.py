@@ -12,7 +12,7 @@ TAKES = "#include <blocks/README/top-1>\n"
 
 
 class TreeTest(unittest.TestCase):
-    """Makes trees from texts in a folder of its own."""
+    """Makes trees from texts in a separate folder."""
 
     def setUp(self) -> None:
         folder = tempfile.TemporaryDirectory()

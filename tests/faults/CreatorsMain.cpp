@@ -12,20 +12,20 @@
 #include "tests/faults/FaultsClasses.h"
 #include "tests/faults/FaultsFrame.h"
 
-// Processes that create one store at the same time.
+// Processes that create the same store at the same time.
 //
 //     faults_creators [--short] [--rounds 150] [--processes 5]
 //
-// One of them wins and saves an object; the others get Conflict. The winner's store is whole.
+// One of them succeeds and saves an object; the others get Conflict. The resulting store is intact.
 
 namespace {
 
-/// What the processes of a round share.
+/// Shared by the processes of a round.
 struct Shared {
   static constexpr int MaxProcesses = 16;
   std::atomic<int> m_Ready{0};
   std::atomic<bool> m_Start{false};
-  /// 0 nothing yet, 1 created and saved, 100 + kind of an error of the store, 99 anything else
+  /// 0 nothing yet, 1 created and saved, 100 + the kind of a store error, 99 anything else
   std::atomic<int> m_Results[MaxProcesses];
 };
 

@@ -16,7 +16,7 @@ std::string RootOf(int number) {
 int ValueAt(int index) {
   return index + 1;
 }
-/// Each commit changes one element of those that are there.
+/// Each commit changes one existing element.
 int ChangedIndex(int number) {
   return number * 97 % (number * AppendsOfCommit);
 }

@@ -30,7 +30,7 @@ TYPED_TEST_SUITE(RequestSlots, Requests);
 
 } // namespace
 
-TYPED_TEST(AgentListPrimSlots, StandInOrder) {
+TYPED_TEST(AgentListPrimSlots, AreInOrder) {
   using T = TypeParam;
   using Agent = cls_AgentListPrim<T>;
   SlotList<Agent> list;
@@ -48,7 +48,7 @@ TYPED_TEST(AgentListPrimSlots, StandInOrder) {
   list.ExpectComplete(12);
 }
 
-TYPED_TEST(AgentMapSlots, StandInOrder) {
+TYPED_TEST(AgentMapSlots, AreInOrder) {
   using K = TypeParam;
   using Agent = cls_AgentMapKey2Obj<K>;
   SlotList<Agent> list;
@@ -75,7 +75,7 @@ TYPED_TEST(AgentMapSlots, StandInOrder) {
   list.ExpectComplete(20);
 }
 
-TYPED_TEST(RequestSlots, StandInOrder) {
+TYPED_TEST(RequestSlots, AreInOrder) {
   SlotList<TypeParam> list;
   list.template Is<cls_MementoWrite*(unsigned int, Uid) const>(1, &TypeParam::MakeWriteObj);
   list.template Is<cls_MementoWrite*(unsigned int, Uid, void const*) const>(2,
