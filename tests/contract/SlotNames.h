@@ -19,18 +19,18 @@
 #include "persist/backend/cls_WriteObjects.h"
 #include "tests/slots/SlotList.h"
 
-// The names of all slots of the back-end interfaces. A family of templates counts as one class.
+// The names of all slots of the back-end interfaces. A family of templates is one class here.
 
 /// One slot.
 struct ContractSlot {
   std::string m_Class;
   int m_Slot;
   std::string m_Operation;
-  int m_Compiled;               ///< slot that the compiler assigned
+  int m_Compiled;               ///< where the compiler has put the operation
   std::type_info const* m_Type; ///< the class, or an instance of the family
 };
 
-/// Adds the slots of a class to the list, destructor first.
+/// Adds the slots of one class to the list, the destructor first.
 template <class Class> class ContractSlotNames {
  public:
   ContractSlotNames(std::vector<ContractSlot>& all, char const* className) : m_All(all), m_Class(className) {
@@ -452,7 +452,7 @@ inline void AddContractAgents(std::vector<ContractSlot>& all) {
   }
 }
 
-/// All slots, class by class, in ascending order.
+/// All slots, class by class, ascending.
 inline std::vector<ContractSlot> const& ContractSlots() {
   static std::vector<ContractSlot> const slots = [] {
     std::vector<ContractSlot> all;

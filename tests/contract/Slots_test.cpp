@@ -7,11 +7,11 @@
 #include "tests/contract/Coverage.h"
 #include "tests/contract/SlotNames.h"
 
-// Checks the suite itself: slot names are right, and every slot has a test.
+// The suite itself: the names of the slots are right, and none is without test.
 
 namespace {
 
-TEST(ContractSlots, NamesMatchTheCompiledSlots) {
+TEST(ContractSlots, NamesStandWhereTheCompilerPutsTheOperations) {
   std::map<std::string, int> counts;
   for (ContractSlot const& slot : ContractSlots()) {
     EXPECT_EQ(slot.m_Slot, slot.m_Compiled) << slot.m_Class << "::" << slot.m_Operation;
@@ -48,7 +48,7 @@ TEST(ContractSlots, EveryTestOfAStoreStatesWhatItCovers) {
   }
 }
 
-TEST(ContractSlots, SlotDocumentIsUpToDate) {
+TEST(ContractSlots, TheDocumentOfTheSlotsIsUpToDate) {
   std::ifstream file(KVL_DOCS_DIR "/slot-coverage.md");
   std::stringstream text;
   text << file.rdbuf();

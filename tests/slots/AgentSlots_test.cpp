@@ -30,7 +30,7 @@ TYPED_TEST_SUITE(RequestSlots, Requests);
 
 } // namespace
 
-TYPED_TEST(AgentListPrimSlots, AreInOrder) {
+TYPED_TEST(AgentListPrimSlots, StandInOrder) {
   using T = TypeParam;
   using Agent = cls_AgentListPrim<T>;
   SlotList<Agent> list;
@@ -48,7 +48,7 @@ TYPED_TEST(AgentListPrimSlots, AreInOrder) {
   list.ExpectComplete(12);
 }
 
-TYPED_TEST(AgentMapSlots, AreInOrder) {
+TYPED_TEST(AgentMapSlots, StandInOrder) {
   using K = TypeParam;
   using Agent = cls_AgentMapKey2Obj<K>;
   SlotList<Agent> list;
@@ -75,7 +75,7 @@ TYPED_TEST(AgentMapSlots, AreInOrder) {
   list.ExpectComplete(20);
 }
 
-TYPED_TEST(RequestSlots, AreInOrder) {
+TYPED_TEST(RequestSlots, StandInOrder) {
   SlotList<TypeParam> list;
   list.template Is<cls_MementoWrite*(unsigned int, Uid) const>(1, &TypeParam::MakeWriteObj);
   list.template Is<cls_MementoWrite*(unsigned int, Uid, void const*) const>(2,

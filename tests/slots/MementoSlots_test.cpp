@@ -4,7 +4,7 @@
 #include "persist/backend/cls_MementoWrite.h"
 #include "tests/slots/SlotList.h"
 
-// Back ends are compiled separately: if a slot moves, they answer the wrong call.
+// Back ends are compiled on their own: a slot that moves makes them answer the wrong call.
 
 namespace {
 
@@ -143,9 +143,9 @@ TEST(MementoSlots, ReadMementoHasItsSlotsInOrder) {
   list.ExpectComplete(59);
 }
 
-// Reads and writes are a fixed distance apart: 2 for scalars, 4 for builders and agents.
+// The two sides keep a fixed distance: 2 for the scalars, 4 for the builders and agents.
 
-TEST(MementoSlots, ScalarReadsAreTwoSlotsAfterTheWrites) {
+TEST(MementoSlots, ScalarReadsStandTwoSlotsAfterTheWrites) {
   using R = cls_MementoRead;
   using W = cls_MementoWrite;
   auto const distance = [](int read, int write) { return read - write; };
@@ -158,7 +158,7 @@ TEST(MementoSlots, ScalarReadsAreTwoSlotsAfterTheWrites) {
   EXPECT_EQ(2, distance(SlotOf(&R::ReadBytes), SlotOf(&W::WriteBytes)));
 }
 
-TEST(MementoSlots, CollectionReadsAreFourSlotsAfterTheWrites) {
+TEST(MementoSlots, CollectionReadsStandFourSlotsAfterTheWrites) {
   using R = cls_MementoRead;
   using W = cls_MementoWrite;
   EXPECT_EQ(4, SlotOf(&R::MakeReadMapInt2Obj) - SlotOf(&W::MakeWriteMapInt2Obj));
