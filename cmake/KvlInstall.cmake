@@ -1,10 +1,9 @@
-# Installs the libraries, their headers in the layout of the source tree, and a package for
-# find_package(KVLpersist).
+# Installs the libraries, their headers in the source tree's layout, and a package for find_package(KVLpersist).
 include(CMakePackageConfigHelpers)
 
 get_property(libraries GLOBAL PROPERTY KVL_LIBRARIES)
-# Installed libraries find each other in their own folder, so the installation can be moved; libraries of
-# others (a database client, a host's support libraries) are found where they were at build time.
+# The libraries find each other beside themselves, wherever the installation is moved to, and those of others
+# (a database client, a host's own support libraries) where they were at the build.
 set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN" INSTALL_RPATH_USE_LINK_PATH ON)
 install(TARGETS ${libraries} EXPORT KVLpersistTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")

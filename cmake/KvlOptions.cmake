@@ -30,12 +30,12 @@ if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER "${KVL_CCACHE}")
 endif()
 
-# Warnings and instrumentation of our own targets; consumers get none of them.
+# Warnings and instrumentation of our own targets; nothing of this reaches a consumer.
 add_library(kvl_flags INTERFACE)
 target_compile_options(kvl_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # GCC 12 wrongly warns of overlapping copies inside the standard library's string concatenation.
+  # GCC 12 warns of overlapping copies inside the standard library's own string concatenation.
   target_compile_options(kvl_flags INTERFACE -Wno-restrict)
 endif()
 if(KVL_WERROR)
@@ -46,7 +46,7 @@ if(KVL_SANITIZE)
     -fno-sanitize-recover=all)
   target_link_options(kvl_flags INTERFACE -fsanitize=${KVL_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # In instrumented code GCC wrongly warns that members of standard library classes are uninitialised.
+    # Instrumented code hides from GCC that the standard library's members are set.
     target_compile_options(kvl_flags INTERFACE -Wno-maybe-uninitialized)
   endif()
 endif()
@@ -55,7 +55,7 @@ if(KVL_COVERAGE)
   target_link_options(kvl_flags INTERFACE --coverage)
 endif()
 
-# Tests are not optimised: that would take longer than it saves when they run.
+# Our tests: optimising them takes longer than running them slowly.
 add_library(kvl_test_flags INTERFACE)
 target_link_libraries(kvl_test_flags INTERFACE kvl_flags)
 target_compile_options(kvl_test_flags INTERFACE "$<$<CONFIG:Debug>:-O0>")

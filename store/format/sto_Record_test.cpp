@@ -312,7 +312,7 @@ TEST(StoreRecord, BuiltRecordComesBackAsItWas) {
   sto_ByteWriter(builder.StartField(own, {0, -7})).U8(sto_Format::NoText);
   EXPECT_TRUE(builder.HasField(own, {0, -7}));
   EXPECT_FALSE(builder.HasField(own, {2, -1}));
-  EXPECT_TRUE(builder.HasField(base, {2, 99})); // a name matches with any number
+  EXPECT_TRUE(builder.HasField(base, {2, 99})); // a name counts whatever the number
   sto_Record record;
   std::string problem = "none";
   ASSERT_TRUE(record.Decode(5, 9, builder.Finish(5), problem));

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Writes a string wrapper in a field. String wrappers leave StartWrite to their holder.
+/// A string wrapper in a field. It leaves the start of its object to what holds it.
 template <class Wrapper> struct FieldText {
   explicit FieldText(Wrapper const& text) : m_Text(text) {}
   void DBWrite(cls_WriteVisitor const& visitor) const {

@@ -1,4 +1,4 @@
-/// Uses the installed library as an application does; fails if something comes back wrong.
+/// Uses the installed library as an application does, and fails when what comes back is wrong.
 
 #include <cstdio>
 

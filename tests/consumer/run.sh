@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs a finished build tree, moves the installation, and builds and runs two small projects against it:
-# ours, and the one that README.md tells readers to make.
+# Installs a finished build tree, moves the installation, and builds and runs two small projects on it, ours and
+# the one that README.md tells its readers to make:
 #   tests/consumer/run.sh build/dev
 set -euo pipefail
 
@@ -14,14 +14,14 @@ work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/first" >"$work/install.log"
-mv "$work/first" "$work/prefix" # the moved installation must not depend on its original path
+mv "$work/first" "$work/prefix" # nothing may remember where it was installed
 
 cmake -S "$here" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$work/prefix" \
   -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
 cmake --build "$work/build" --parallel 1
 "$work/build/consumer"
 
-# Check that it ran with the installed libraries.
+# The libraries that it ran with are the installed ones.
 strays="$(ldd "$work/build/consumer" | grep libKVL | grep -v -F "$work/prefix/" || true)"
 if [[ -n "$strays" ]]; then
   printf 'consumer: libraries from elsewhere:\n%s\n' "$strays" >&2

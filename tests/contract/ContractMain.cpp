@@ -5,7 +5,7 @@
 
 #include "tests/contract/Coverage.h"
 
-// Prints the table of slots, or runs all tests.
+// Either the table of slots, or all the tests.
 int main(int argc, char** argv) {
   if (argc == 2 && argv[1] == std::string_view("--print-slots")) {
     std::cout << ContractCoverageText();

@@ -96,7 +96,7 @@ class ContractTest : public StoreFileTest, public testing::WithParamInterface<Co
   INSTANTIATE_TEST_SUITE_P(Stores, Suite, testing::ValuesIn(HugeContractSettings()),                         \
                            [](auto const& setting) { return std::string(setting.param.m_Name); })
 
-/// Deletes what a store returned, if it asks for that; int tables are always deleted.
+/// Deletes what a store returned, when it says so; int tables are always deleted.
 struct DeleteWhenNeeded {
   template <class T> void operator()(T* object) const {
     static_assert(sizeof(T) > 0, "of a class whose header is included");
@@ -106,7 +106,7 @@ struct DeleteWhenNeeded {
   }
 };
 template <class T> using Received = std::unique_ptr<T, DeleteWhenNeeded>;
-/// What a store returned; must not be null.
+/// What a store returned, which it must.
 template <class T> Received<T> Receive(T* object) {
   if (object == nullptr) throw std::runtime_error("the store returned a null pointer");
   return Received<T>(object);

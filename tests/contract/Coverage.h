@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-// Which slots each contract test covers: a table that is complete before main starts.
+// What each contract test says it covers: rows of a table that is complete before main begins.
 
 /// A string literal as a template argument.
 template <std::size_t Size> struct ContractName {
@@ -16,28 +16,28 @@ template <std::size_t Size> struct ContractName {
   char m_Chars[Size];
 };
 
-/// The tests that cover each slot.
+/// The tests of every slot.
 class ContractCoverage {
  public:
   using Slot = std::pair<std::string, int>; ///< class and slot
 
   static ContractCoverage& Instance();
 
-  /// `testClass` is the class that the framework generates for a test: Suite_Name_Test.
+  /// `testClass` is the class that the framework makes of a test: Suite_Name_Test.
   void Add(std::type_info const& testClass, std::string const& className, std::vector<int> const& slots);
 
-  /// "Suite.Name" of all tests that cover a slot, in ascending order.
+  /// "Suite.Name" of all tests that cover a slot, ascending.
   [[nodiscard]] std::set<std::string> TestsOf(Slot const& slot) const;
-  /// All slots that a test covers.
+  /// Every slot that a test covers.
   [[nodiscard]] std::set<Slot> Slots() const;
-  /// All tests that cover a slot.
+  /// Every test that covers a slot.
   [[nodiscard]] std::set<std::string> Tests() const;
 
  private:
   std::set<std::pair<Slot, std::string>> m_Rows;
 };
 
-/// Adds its row to the table at program start, whether or not the test is run.
+/// Puts its row into the table when the program starts, whether the test is run or not.
 template <class Test, ContractName Class, int... Slots> struct ContractCovers {
   struct Entry {
     Entry() { ContractCoverage::Instance().Add(typeid(Test), Class.m_Chars, {Slots...}); }
@@ -45,10 +45,10 @@ template <class Test, ContractName Class, int... Slots> struct ContractCovers {
   static inline Entry const s_Entry;
 };
 
-/// Declares within a test which slots of a class it covers: COVERS(cls_MementoWrite, 6, 7). Templates are
-/// named without arguments.
+/// States within a test which slots of a class it covers: COVERS(cls_MementoWrite, 6, 7). Templates are named
+/// without arguments.
 #define COVERS(Class, ...)                                                                                   \
   static_cast<void>(&ContractCovers<std::remove_reference_t<decltype(*this)>, #Class, __VA_ARGS__>::s_Entry)
 
-/// The table of all slots and their tests, as in docs/slot-coverage.md.
+/// The table of all slots with their tests, as docs/slot-coverage.md has it.
 std::string ContractCoverageText();

@@ -1,5 +1,5 @@
-// The example of README.md, "Histories that do not fit into memory", with a solver of three nodes. Prints the
-// history as loaded again.
+// What README.md shows under "Histories that do not fit into memory", on a solver of three nodes. Prints the
+// history as another load finds it.
 
 #include <iostream>
 #include <vector>

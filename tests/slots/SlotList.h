@@ -12,9 +12,9 @@
 
 #include <gtest/gtest.h>
 
-/// The slot of a virtual operation, read from its member pointer, which holds the offset of the table entry
-/// in bytes plus a mark that it is virtual. The destructor has two entries and counts as slot 0, so every
-/// other slot is one entry further on. -1 for an operation that is not virtual.
+/// The slot of a virtual operation, read from the pointer to it: such a pointer holds the offset of the table
+/// entry in bytes, plus a mark that it is one. The destructor has two entries and counts as slot 0, so every
+/// other slot stands one entry further on. -1 for an operation that is not virtual.
 template <class Class, class Signature> int SlotOf(Signature Class::*operation) {
   struct {
     std::ptrdiff_t m_Function;
@@ -32,8 +32,8 @@ template <class Class, class Signature> int SlotOf(Signature Class::*operation) 
   return isVirtual ? static_cast<int>(offset / static_cast<std::ptrdiff_t>(sizeof(void*))) - 1 : -1;
 }
 
-/// The number of slots in the exported virtual table of a class, from the size of its symbol; -1 if the
-/// libraries export no such table. Two words precede the first entry, and slot 0 has two entries.
+/// How many slots the exported virtual table of a class has, from the size of its symbol; -1 when the
+/// libraries export no such table. Two words stand before the first entry, and slot 0 has two entries.
 inline int ExportedSlots(std::type_info const& type) {
   void* const table = dlsym(RTLD_DEFAULT, (std::string("_ZTV") + type.name()).c_str());
   if (table == nullptr) return -1;
@@ -43,20 +43,20 @@ inline int ExportedSlots(std::type_info const& type) {
   return static_cast<int>(static_cast<ElfW(Sym) const*>(symbol)->st_size / sizeof(void*)) - 3;
 }
 
-/// The expected slots of an interface, compared line by line with the compiled table.
+/// The written slot list of an interface, compared line by line with the compiled table.
 ///
 ///     SlotList<cls_AgentBlob> list;
 ///     list.Is<long long()>(1, &cls_AgentBlob::Size);
 ///     list.ExpectComplete(12);
 template <class Class> class SlotList {
  public:
-  /// The operation with exactly this signature is in this slot.
+  /// The operation with exactly this signature stands in this slot.
   template <class Signature> void Is(int slot, Signature Class::*operation) {
     EXPECT_EQ(SlotOf(operation), slot) << typeid(Class).name();
     EXPECT_TRUE(m_Listed.insert(slot).second) << "slot " << slot << " is listed twice";
   }
 
-  /// The table has this many slots, including the destructor, and all are listed.
+  /// The table has this many slots, destructor included, and each was listed.
   void ExpectComplete(int slots) const {
     EXPECT_EQ(ExportedSlots(typeid(Class)), slots) << typeid(Class).name();
     EXPECT_TRUE(std::has_virtual_destructor_v<Class>);

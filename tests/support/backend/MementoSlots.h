@@ -15,11 +15,11 @@
 #include "persist/backend/cls_WriteMapPrim.h"
 #include "persist/backend/cls_WriteObjects.h"
 
-/// Mementos in which every slot calls `Self::Handle(name, operation, arguments...)`, where `operation` is the
-/// pointer to the slot's member function. The derived class decides what that does: log the call, or forward
-/// it.
+/// Mementos whose every slot makes one call `Self::Handle(name, operation, arguments...)`, where `operation`
+/// is the pointer to the slot's member function. What the call does is the derived class's: log it, or pass
+/// it on.
 
-/// Stacks `Layer<T, ...>` for each `T` on `Base`: one override for each type in a family of overloads.
+/// Stacks `Layer<T, ...>` for each `T` on `Base`: one override for each type of a family of overloads.
 template <template <class, class> class Layer, class Base, class... Ts> struct LayerStack {
   using Type = Base;
 };
@@ -28,8 +28,8 @@ struct LayerStack<Layer, Base, T, Ts...> {
   using Type = Layer<T, typename LayerStack<Layer, Base, Ts...>::Type>;
 };
 
-/// The bottom of a stack: `Interface` with the path from a slot to the handler. `Handle` takes the operation
-/// as a type, to select the right overload.
+/// The bottom of a stack: `Interface` with the way from a slot to the handler. `Handle` names its operation
+/// as a type, so that the right overload is taken.
 template <class Self, class Interface> class SlotsBase : public Interface {
  protected:
   using Field = cls_FieldHandle const&;
