@@ -66,7 +66,7 @@ template <class T> class cls_2dArrayPrim : public cls_ArrayPrim<T> {
                             static_cast<unsigned int>(column));
   }
 
-  Buffer* GetBuffer(int index) const { return cls_ArrayPrim<T>::GetBuffer(index, Name); }
+  Buffer* GetBuffer(int index) const { return this->GetBufferAs(index, Name); }
 
   int m_Columns = 1;
 };

@@ -121,25 +121,38 @@ cls_ArrayPrimBuffer<T>* cls_ArrayPrim<T>::FindBuffer(int index, char const* clas
   Trie& trie = *m_Blocks.Ptr();
   int const start = Buffer::StartOf(index);
   Buffer const* found = trie.ConstGetPtr(start);
-  if (found == nullptr) {
-    trie.Insert(start, MakeBlock(index, start, className));
-    found = trie.ConstGetPtr(start);
-  }
+  if (found == nullptr) found = AddBlock(index, start, className);
   // A copy that is not associated may have left other blocks; the next access of one that is evicts them.
   if (trie.m_IsPaged && trie.Count() > 1) trie.LayDown();
   return const_cast<Buffer*>(found);
 }
 
 template <class T>
-cls_ArrayPrimBuffer<T> cls_ArrayPrim<T>::MakeBlock(int index, int start, char const* className) const {
-  Buffer block = Buffer::Make();
-  if (index == start && index == m_Size) return block; // about to be appended: nothing to read
+cls_ArrayPrimBuffer<T> const* cls_ArrayPrim<T>::AddBlock(int index, int start, char const* className) const {
+  Trie& trie = *m_Blocks.Ptr();
+  Buffer const block = Buffer::Make();
+  trie.Insert(start, block);
+  if (index == start && index == m_Size) return trie.ConstGetPtr(start); // its first element is to come
+  try {
+    ReadBlock(start, block, className);
+  } catch (...) {
+    // A back end that undid its work may have put the array's own block there, which has to stay.
+    Buffer const* const there = trie.ConstGetPtr(start);
+    if (there != nullptr && there->Values() == block.Values()) trie.Remove(start);
+    throw;
+  }
+  // A back end that found the list changed meanwhile may have dropped all blocks before it read.
+  if (trie.Contains(start) == 0) trie.Insert(start, block);
+  return trie.ConstGetPtr(start);
+}
+
+template <class T>
+void cls_ArrayPrim<T>::ReadBlock(int start, Buffer const& block, char const* className) const {
   if (m_Agent == nullptr) Print(className, "In %s::GetBuffer() Missing agent.");
   int const count = CountIn(start);
   int const read = m_Agent->ReadRun(start, count, block.Values());
   // The array may have been made longer than what is stored.
   if (read < count) std::fill(block.Values() + std::max(read, 0), block.Values() + count, T());
-  return block;
 }
 
 template <class T> void cls_ArrayPrim<T>::DBWrite(cls_WriteVisitor const& visitor) const {
@@ -200,6 +213,8 @@ template <class T> void cls_ArrayPrim<T>::AppendBlockAs(T const* values, int cou
 template <class T> void cls_ArrayPrim<T>::ReportRange(char const* operation, char const* className) {
   std::fprintf(stderr, "In %s::%s() Index out of range.", className, operation);
 }
+
+template cls_ArrayPrimBuffer<cow_String>::cls_ArrayPrimBuffer();
 
 template class cls_ArrayPrim<int>;
 template class cls_ArrayPrim<float>;

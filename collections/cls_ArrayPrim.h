@@ -160,8 +160,11 @@ template <class T> class cls_ArrayPrim : public cls_PC {
  protected:
   /// The block of an index, made or read when it is not in memory, after all other blocks of an associated
   /// array are evicted. Null for an index below 0 or above the size. The size itself is accepted: that is
-  /// where the next element goes. `className` stands in messages.
-  Buffer* GetBuffer(int index, char const* className = "cls_ArrayPrim") const {
+  /// where the next element goes.
+  Buffer* GetBuffer(int index) const { return GetBufferAs(index, "cls_ArrayPrim"); }
+
+  /// The same for a derived class, whose name its messages have.
+  Buffer* GetBufferAs(int index, char const* className) const {
     // One branch for both ends: either number is negative when its end is passed.
     if (((static_cast<long long>(m_Size) - index) | index) < 0) [[unlikely]]
       return nullptr;
@@ -183,8 +186,10 @@ template <class T> class cls_ArrayPrim : public cls_PC {
 
  private:
   [[nodiscard]] Buffer* FindBuffer(int index, char const* className) const;
-  /// A new block for an index, with its elements from storage unless it is about to get its first.
-  [[nodiscard]] Buffer MakeBlock(int index, int start, char const* className) const;
+  /// Adds the block of an index, with its elements from storage unless it is about to get its first. When the
+  /// read raises, the block is not there.
+  [[nodiscard]] Buffer const* AddBlock(int index, int start, char const* className) const;
+  void ReadBlock(int start, Buffer const& block, char const* className) const;
   /// Writes back and drops every block but the one of `keptIndex` (-1 for none).
   void EvictBlocks(int keptIndex) const;
   void WriteBlock(int start, Buffer const& buffer) const;

@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "platform/cow/cow_String.h"
+#include "platform/kvl_Export.h"
 
 /// Counted handle on one block of a bulk array: 2048 elements, whatever their type, and whether one of them
 /// was written since the block last went to storage.
@@ -22,10 +23,15 @@ template <class T> class cls_ArrayPrimBuffer {
   [[nodiscard]] static constexpr int StartOf(int index) noexcept { return index & ~SlotMask; }
 
   /// A handle on a new block: not dirty, strings empty, plain elements not set.
-  [[nodiscard]] static cls_ArrayPrimBuffer Make() { return cls_ArrayPrimBuffer(new Block); }
+  [[nodiscard]] static cls_ArrayPrimBuffer Make() {
+    if constexpr (std::same_as<T, cow_String>)
+      return cls_ArrayPrimBuffer();
+    else
+      return cls_ArrayPrimBuffer(new Block);
+  }
 
-  /// The same for strings.
-  cls_ArrayPrimBuffer() requires std::same_as<T, cow_String> : m_Block(new Block) {}
+  /// The same for strings. The library exports it.
+  KVL_EXPORT cls_ArrayPrimBuffer() requires std::same_as<T, cow_String>;
 
   /// Shares the other's block, which it must have.
   cls_ArrayPrimBuffer(cls_ArrayPrimBuffer const& other) noexcept : m_Block(other.m_Block) {
@@ -93,3 +99,8 @@ template <class T> class cls_ArrayPrimBuffer {
 
   Block* m_Block;
 };
+
+template <class T>
+cls_ArrayPrimBuffer<T>::cls_ArrayPrimBuffer() requires std::same_as<T, cow_String> : m_Block(new Block) {}
+
+extern template cls_ArrayPrimBuffer<cow_String>::cls_ArrayPrimBuffer();

@@ -1,5 +1,6 @@
 #include "collections/cls_ArrayPrimBuffer.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -53,6 +54,15 @@ TYPED_TEST(ArrayPrimBuffer, BlockHas2048ElementsWhateverTheirType) {
   block.At(2047) = Sample<TypeParam>();
   EXPECT_EQ(block.Values()[2047], Sample<TypeParam>());
   EXPECT_EQ(block.Values()[2046], TypeParam());
+}
+
+TEST(ArrayPrimBufferStrings, DefaultConstructorIsExported) {
+  EXPECT_NE(dlsym(RTLD_DEFAULT, "_ZN19cls_ArrayPrimBufferI10cow_StringEC1Ev"), nullptr);
+  EXPECT_EQ(dlsym(RTLD_DEFAULT, "_ZN19cls_ArrayPrimBufferIiEC1Ev"), nullptr);
+  Strings const block;
+  EXPECT_EQ(block.UseCount(), 1U);
+  EXPECT_FALSE(block.IsDirty());
+  for (int i = 0; i < Strings::ElementCount; ++i) ASSERT_EQ(block.At(i), "");
 }
 
 TYPED_TEST(ArrayPrimBuffer, BlockStartsWhereTheLowElevenBitsAreClear) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "tests/support/backend/StoredList.h"
 
 // Arrays that no store knows.
@@ -36,6 +38,12 @@ template <class T> class ArrayPrimMemory : public ::testing::Test {
 
   OpenArray<T> m_Array;
 };
+
+template <class T>
+constexpr bool LooksUpBlocksByIndexAlone =
+    std::is_same_v<decltype(&OpenArray<T>::GetBuffer),
+                   cls_ArrayPrimBuffer<T>* (cls_ArrayPrim<T>::*)(int) const>;
+static_assert(LooksUpBlocksByIndexAlone<int> && LooksUpBlocksByIndexAlone<cow_String>);
 
 using Elements = ::testing::Types<int, float, double, bool, cow_String>;
 TYPED_TEST_SUITE(ArrayPrimMemory, Elements);

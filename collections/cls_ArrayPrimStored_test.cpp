@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <numeric>
 
@@ -281,6 +282,53 @@ TEST_F(ArrayPrimStored, SequentialAccessReadsEachBlockOnceClippedAtTheSize) {
   Array& array = Open(5000);
   for (int i = 0; i < 5000; ++i) ASSERT_EQ(array.ConstGet(i), Element(i));
   EXPECT_EQ(Calls(), Lines({"ReadRun(0, 2048)", "ReadRun(2048, 2048)", "ReadRun(4096, 904)"}));
+}
+
+TEST_F(ArrayPrimStored, ABlockIsInTheTrieBeforeItIsRead) {
+  Array& array = Open(5000);
+  unsigned int blocks = 0;
+  m_List.m_AtRead = [&] {
+    blocks = array.Blocks().Ptr()->Count();
+    EXPECT_EQ(array.Blocks().Ptr()->Contains(2048), 1);
+  };
+  EXPECT_EQ(array.ConstGet(3000), Element(3000));
+  EXPECT_EQ(blocks, 1U);
+}
+
+TEST_F(ArrayPrimStored, AFailedReadPassesAndLeavesNoBlock) {
+  Array& array = Open(5000);
+  m_List.m_AtRead = [&] {
+    EXPECT_EQ(array.Blocks().Ptr()->Count(), 1U);
+    throw BackEndFailure("ReadRun");
+  };
+  for (int const index : {0, 2500, 4999, 2500})
+    EXPECT_THROW(static_cast<void>(array.ConstGet(index)), BackEndFailure);
+  EXPECT_THROW(array.Append(1), BackEndFailure);
+  EXPECT_EQ(array.Blocks().Ptr()->Count(), 0U);
+  EXPECT_EQ(array.Size(), 5000);
+  m_List.m_AtRead = nullptr;
+  for (int const index : {2500, 0, 4999}) EXPECT_EQ(array.ConstGet(index), Element(index));
+}
+
+TEST_F(ArrayPrimStored, AFailedReadLeavesABlockThatTheBackEndPutBack) {
+  Array& array = Open(5000);
+  cls_ArrayPrimBuffer<int> const own = cls_ArrayPrimBuffer<int>::Make();
+  std::fill_n(own.Values(), 2048, 7);
+  m_List.m_AtRead = [&] { // undoes its work, with what the array had before
+    array.Blocks().Ptr()->Clear();
+    array.Blocks().Ptr()->Insert(2048, own);
+    throw BackEndFailure("ReadRun");
+  };
+  EXPECT_THROW(static_cast<void>(array.ConstGet(2048)), BackEndFailure);
+  m_List.m_AtRead = nullptr;
+  EXPECT_EQ(array.ConstGet(2048), 7);
+}
+
+TEST_F(ArrayPrimStored, ABackEndMayDropAllBlocksBeforeItReads) {
+  Array& array = Open(5000);
+  m_List.m_AtRead = [&] { array.Release(); };
+  for (int const index : {0, 2500, 4999}) EXPECT_EQ(array.ConstGet(index), Element(index));
+  EXPECT_EQ(array.Blocks().Ptr()->Count(), 1U);
 }
 
 TEST_F(ArrayPrimStored, AnUnchangedBlockIsDroppedWithoutWriting) {

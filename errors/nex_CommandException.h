@@ -10,16 +10,21 @@ class KVL_EXPORT nex_CommandException : public nex_Exception {
   explicit nex_CommandException(cls_ReadVisitor const& visitor);
 
   /// CommandName() and CommandMessage() as "%s: " and the message.
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   unsigned int DynTypeId() const override;
 
   /// Writes the root part; this class has no fields.
   void DBWrite(cls_WriteVisitor const& visitor) const override;
 
   /// The body of the text.
-  virtual atr_String CommandMessage() const = 0;
+  virtual atr_String CommandMessage() = 0;
   /// The prefix of the text.
-  virtual atr_String CommandName() const = 0;
+  virtual atr_String CommandName() = 0;
+
+  // The same of a constant exception; see nex_Exception.
+  atr_String CommandMessage() const { return const_cast<nex_CommandException*>(this)->CommandMessage(); }
+  atr_String CommandName() const { return const_cast<nex_CommandException*>(this)->CommandName(); }
 
   static constexpr unsigned int TypeId() noexcept { return 0x1F0003; }
 

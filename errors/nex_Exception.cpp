@@ -12,7 +12,7 @@ nex_Exception::nex_Exception(cls_ReadVisitor const& visitor)
 
 nex_Exception::~nex_Exception() = default;
 
-atr_String nex_Exception::DeveloperReport() const {
+atr_String nex_Exception::DeveloperReport() {
   atr_translate report("Exception: %s in file %s at line %d");
   atr_SubstituteFormat(report, 1, UserReport());
   atr_SubstituteFormat(report, 2, atr_StringBase(m_FromFile.CharsOrEmpty()));
@@ -20,7 +20,7 @@ atr_String nex_Exception::DeveloperReport() const {
   return report.Result();
 }
 
-atr_String nex_Exception::UserReport() const {
+atr_String nex_Exception::UserReport() {
   return AsString();
 }
 

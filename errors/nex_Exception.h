@@ -18,6 +18,9 @@ class cls_WriteVisitor;
 /// Throw records the place and throws a copy as the most-derived class; catch that class or nex_Exception&.
 /// An exception is also a persisted object: each class level has an identity and writes its fields.
 ///
+/// The virtual operations that give texts are not const; a class that overrides one brings its const form in
+/// again: `using nex_Exception::AsString;`.
+///
 /// The order of the virtual operations is frozen. Thread rule: a plain value of one thread.
 class KVL_EXPORT nex_Exception {
  public:
@@ -31,13 +34,13 @@ class KVL_EXPORT nex_Exception {
   virtual ~nex_Exception();
 
   /// "Exception: %s in file %s at line %d" of UserReport() and the place.
-  virtual atr_String DeveloperReport() const;
+  virtual atr_String DeveloperReport();
 
   /// The text for users: AsString().
-  virtual atr_String UserReport() const;
+  virtual atr_String UserReport();
 
   /// The text of this class's value.
-  virtual atr_String AsString() const = 0;
+  virtual atr_String AsString() = 0;
 
   /// Throws a copy of the object as its most-derived class.
   [[noreturn]] virtual void Propagate() const = 0;
@@ -50,6 +53,12 @@ class KVL_EXPORT nex_Exception {
 
   /// Writes the root part: "m_FromFile" and "m_FromLine".
   virtual void DBWrite(cls_WriteVisitor const& visitor) const;
+
+  // The texts of a constant exception, by the virtual operations. The cast is safe: exceptions are thrown,
+  // copied and read as objects that are not const, and a handler's reference is all that makes them so.
+  atr_String DeveloperReport() const { return const_cast<nex_Exception*>(this)->DeveloperReport(); }
+  atr_String UserReport() const { return const_cast<nex_Exception*>(this)->UserReport(); }
+  atr_String AsString() const { return const_cast<nex_Exception*>(this)->AsString(); }
 
   /// Records the place of raising and throws a copy. Never returns.
   [[noreturn]] void Throw(char const* file, int line);

@@ -171,27 +171,27 @@ TEST_F(ExceptionRead, OutOfMemoryExceptionReplacesTheDetailedMessageOnly) {
   nex_OutOfMemoryException const exception = Read<nex_OutOfMemoryException>();
   EXPECT_EQ(exception.Message(), "as it was stored");
   EXPECT_EQ(exception.Error(), NEX_OUTOFMEMORY_LIMIT);
-  EXPECT_EQ(*nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(), "as it was stored");
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage(), "as it was stored");
   EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).AsString(), "as it was stored");
   EXPECT_EQ(*nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(), generic);
 }
 
 TEST_F(ExceptionRead, OutOfMemoryExceptionWithoutMessageEmptiesTheDetailedMessage) {
   Read<nex_OutOfMemoryException>();
-  EXPECT_EQ(*nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(), "");
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage(), "");
 }
 
 TEST_F(ExceptionRead, FailedReadingOfAnOutOfMemoryExceptionLeavesTheDetailedMessage) {
   m_Recorder.Store("m_Msg", "never seen");
   m_Recorder.FailAt("ReadEnum");
   EXPECT_THROW(Read<nex_OutOfMemoryException>(), BackEndFailure);
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().Length(), 1066);
 }
 
 TEST_F(ExceptionRead, OtherExceptionsLeaveTheMessages) {
   m_Recorder.Store("m_Value", "text");
   Read<nex_TextException>();
   Read<nex_ExitException>();
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().Length(), 1066);
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->Length(), 425);
 }

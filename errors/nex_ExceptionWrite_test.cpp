@@ -94,7 +94,7 @@ TEST_F(ExceptionWrite, NegativeRuntimeCodeIsWrittenAsItsBits) {
 
 TEST_F(ExceptionWrite, OutOfMemoryExceptionWritesTheDetailedMessageAndTheEnumeration) {
   nex_OutOfMemoryException const exception(atr_String("X"), NEX_OUTOFMEMORY_LIMIT);
-  std::string const detailed(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->View());
+  std::string const detailed(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().View());
   ASSERT_EQ(detailed.size(), 1067U);
   EXPECT_EQ(Written(exception), AfterRoot({"write1.Write(field 0 \"m_Msg\", string " + Quoted(detailed) + ")",
                                            R"(write1.WriteEnum(field 1 "m_Err", int 1))"}));
@@ -107,7 +107,7 @@ TEST_F(ExceptionWrite, OutOfMemoryExceptionTakesTheDetailedMessageOverWhenItIsWr
     cls_WriteVisitor const visitor(m_Recorder.NewWriter());
     exception.DBWrite(visitor);
   }
-  EXPECT_EQ(exception.Message(), *nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed());
+  EXPECT_EQ(exception.Message(), nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage());
 }
 
 TEST_F(ExceptionWrite, OutOfMemoryExceptionTakesItOverEvenWhenItIsNotToBeWritten) {
@@ -115,7 +115,7 @@ TEST_F(ExceptionWrite, OutOfMemoryExceptionTakesItOverEvenWhenItIsNotToBeWritten
   nex_OutOfMemoryException const exception(atr_String("X"), NEX_OUTOFMEMORY_LIMIT);
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   exception.DBWrite(cls_WriteVisitor(parent, cls_FieldHandle("m_Error"_cow), nullptr, nullptr));
-  EXPECT_EQ(exception.Message(), *nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed());
+  EXPECT_EQ(exception.Message(), nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage());
 }
 
 TEST_F(ExceptionWrite, CommandExceptionWritesTheRootPartOnly) {

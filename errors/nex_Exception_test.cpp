@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <concepts>
 #include <memory>
+#include <string>
 #include <type_traits>
 #include <typeinfo>
 
@@ -181,7 +183,7 @@ TEST(nex_Exception, CommandWithoutTextsReportsTheColonOnly) {
 TEST(nex_Exception, UserReportAndDeveloperReportGoThroughTheVirtualOperations) {
   struct Polite : nex_TextException {
     using nex_TextException::nex_TextException;
-    atr_String UserReport() const override {
+    atr_String UserReport() override {
       atr_String text("Sorry: ");
       text.Append(nex_TextException::UserReport());
       return text;
@@ -189,11 +191,77 @@ TEST(nex_Exception, UserReportAndDeveloperReportGoThroughTheVirtualOperations) {
   };
   struct Loud : nex_TextException {
     using nex_TextException::nex_TextException;
-    atr_String AsString() const override { return atr_String("LOUD"); }
+    atr_String AsString() override { return atr_String("LOUD"); }
   };
   EXPECT_EQ(Polite(atr_String("x")).DeveloperReport(), "Exception: Sorry: x in file  at line 0");
   EXPECT_EQ(Loud(atr_String("x")).UserReport(), "LOUD");
   EXPECT_EQ(Loud(atr_String("x")).DeveloperReport(), "Exception: LOUD in file  at line 0");
+}
+
+namespace {
+
+/// What an application writes that knows of the texts only that they give an atr_String.
+class WordedAsPrinted : public nex_Exception {
+ public:
+  atr_String DeveloperReport() override { return atr_String("developer"); }
+  atr_String UserReport() override { return atr_String("user"); }
+  atr_String AsString() override { return atr_String(cow_String("text " + std::to_string(++m_Asked))); }
+  [[noreturn]] void Propagate() const override { throw WordedAsPrinted(*this); }
+  nex_Exception* Copy() const override { return new WordedAsPrinted(*this); }
+
+ private:
+  int m_Asked = 0; // the operations may change the object
+};
+
+class CommandWordedAsPrinted : public nex_CommandException {
+ public:
+  atr_String CommandMessage() override { return atr_String("message"); }
+  atr_String CommandName() override { return atr_String("name"); }
+  [[noreturn]] void Propagate() const override { throw CommandWordedAsPrinted(*this); }
+  nex_Exception* Copy() const override { return new CommandWordedAsPrinted(*this); }
+};
+
+class OutOfMemoryWordedAsPrinted : public nex_OutOfMemoryException {
+ public:
+  using nex_OutOfMemoryException::nex_OutOfMemoryException;
+  atr_String JournalMessage() override { return atr_String("journal"); }
+  atr_String ErrorName() override { return atr_String("error"); }
+  [[noreturn]] void Propagate() const override { throw OutOfMemoryWordedAsPrinted(*this); }
+  nex_Exception* Copy() const override { return new OutOfMemoryWordedAsPrinted(*this); }
+};
+
+/// Can a constant object of this class be asked for its three texts?
+template <class Exception> constexpr bool AnswersConst = requires(Exception const& exception) {
+  { exception.DeveloperReport() } -> std::same_as<atr_String>;
+  { exception.UserReport() } -> std::same_as<atr_String>;
+  { exception.AsString() } -> std::same_as<atr_String>;
+};
+
+static_assert(AnswersConst<nex_Exception> && AnswersConst<nex_TextException> &&
+              AnswersConst<nex_CommandException> && AnswersConst<nex_AssertException> &&
+              AnswersConst<nex_BadCastException> && AnswersConst<nex_ExitException> &&
+              AnswersConst<nex_InvalidObjException> && AnswersConst<nex_SystemErrorException> &&
+              AnswersConst<nex_OutOfMemoryException>);
+
+} // namespace
+
+TEST(nex_Exception, TextsOfClassesWordedAsPrintedAreAskedThroughConstantReferences) {
+  WordedAsPrinted exception;
+  nex_Exception const& root = exception;
+  EXPECT_EQ(root.DeveloperReport(), "developer");
+  EXPECT_EQ(root.UserReport(), "user");
+  EXPECT_EQ(root.AsString(), "text 1");
+  EXPECT_EQ(root.AsString(), "text 2");
+  CommandWordedAsPrinted command;
+  nex_CommandException const& asCommand = command;
+  EXPECT_EQ(asCommand.CommandMessage(), "message");
+  EXPECT_EQ(asCommand.CommandName(), "name");
+  EXPECT_EQ(asCommand.AsString(), "name: message");
+  OutOfMemoryWordedAsPrinted outOfMemory(NEX_OUTOFMEMORY_LIMIT);
+  nex_OutOfMemoryException const& asOutOfMemory = outOfMemory;
+  EXPECT_EQ(asOutOfMemory.JournalMessage(), "journal");
+  EXPECT_EQ(asOutOfMemory.ErrorName(), "error");
+  EXPECT_EQ(asOutOfMemory.UserReport(), "journal");
 }
 
 TEST(nex_Exception, DeveloperReportTakesPerCentSignsAsTheyStand) {

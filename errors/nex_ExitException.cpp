@@ -22,7 +22,7 @@ nex_ExitException::nex_ExitException(cls_ReadVisitor const& visitor)
   m_Value.m_Err = visitor.Read(CodeField(), 0);
 }
 
-atr_String nex_ExitException::AsString() const {
+atr_String nex_ExitException::AsString() {
   if (m_Value.m_Msg.Length() != 0) return m_Value.m_Msg;
   atr_String text("Exit code: ");
   text.Append(atr_StringBase(m_Value.m_Err));

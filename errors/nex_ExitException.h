@@ -17,7 +17,8 @@ class KVL_EXPORT nex_ExitException : public nex_Exception {
   explicit nex_ExitException(cls_ReadVisitor const& visitor);
 
   /// The message alone; "Exit code: " and the code where the message is empty.
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
   nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;

@@ -32,9 +32,10 @@ class KVL_EXPORT nex_OutOfMemoryException : public nex_Exception {
   nex_OutOfMemoryException(nex_OutOfMemoryException const&) = default;
 
   /// JournalMessage().
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
-  nex_OutOfMemoryException* Copy() const override;
+  nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;
 
   /// Makes the detailed message this exception's own, although const, then writes the root part, "m_Msg" and
@@ -42,16 +43,18 @@ class KVL_EXPORT nex_OutOfMemoryException : public nex_Exception {
   void DBWrite(cls_WriteVisitor const& visitor) const override;
 
   /// The detailed message as it stands now.
-  virtual atr_String JournalMessage() const;
+  virtual atr_String JournalMessage();
   /// "OutOfMemory".
-  virtual atr_String ErrorName() const;
+  virtual atr_String ErrorName();
+
+  // The same of a constant exception; see nex_Exception.
+  atr_String JournalMessage() const { return const_cast<nex_OutOfMemoryException*>(this)->JournalMessage(); }
+  atr_String ErrorName() const { return const_cast<nex_OutOfMemoryException*>(this)->ErrorName(); }
 
   static constexpr unsigned int TypeId() noexcept { return 0x1F0009; }
 
   /// The process-wide generic message, the module's; null while the module is not initialised.
   static atr_String* GetOutOfMemoryMsgGeneric() noexcept;
-  /// The process-wide detailed message, the module's; null while the module is not initialised.
-  static atr_String* GetOutOfMemoryMsgDetailed() noexcept;
 
   [[nodiscard]] atr_String const& Message() const noexcept { return m_Msg; }
   [[nodiscard]] nex_OutOfMemoryErrEnm Error() const noexcept { return m_Err; }
@@ -59,6 +62,10 @@ class KVL_EXPORT nex_OutOfMemoryException : public nex_Exception {
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
 
  private:
+  /// The process-wide detailed message, the module's; null while the module is not initialised. Others ask
+  /// JournalMessage.
+  KVL_LOCAL static atr_String* GetOutOfMemoryMsgDetailed() noexcept;
+
   mutable atr_String m_Msg; // written by DBWrite
   nex_OutOfMemoryErrEnm m_Err;
   cls_Uid m_Uid;

@@ -23,7 +23,7 @@ nex_SystemErrorException::nex_SystemErrorException(cls_ReadVisitor const& visito
   m_Value.m_CRTErrorCode = visitor.Read(RuntimeField(), 0);
 }
 
-atr_String nex_SystemErrorException::AsString() const {
+atr_String nex_SystemErrorException::AsString() {
   atr_translate text("%s");
   atr_SubstituteFormat(text, 1, atr_StringBase(m_Value.GetText()));
   return text.Result();

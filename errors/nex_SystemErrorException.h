@@ -11,7 +11,8 @@ class KVL_EXPORT nex_SystemErrorException : public nex_Exception {
   /// Rebuilds a stored exception; absent codes are 0.
   explicit nex_SystemErrorException(cls_ReadVisitor const& visitor);
 
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
   nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;

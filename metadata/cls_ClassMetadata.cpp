@@ -85,9 +85,10 @@ cls_ClassMetadata& cls_ClassMetadata::AddTableExtentQuantum(int quantum) {
 }
 
 int cls_ClassMetadata::MaxFieldID() const {
-  int greatest = -1;
-  for (omi_BtreeIterator i(m_Attributes); !i.IsDone(); i.Next())
-    greatest = std::max(greatest, i.Value().m_FieldId);
+  omi_BtreeIterator i(m_Attributes);
+  if (i.IsDone()) return -1;
+  int greatest = i.Value().m_FieldId;
+  for (i.Next(); !i.IsDone(); i.Next()) greatest = std::max(greatest, i.Value().m_FieldId);
   return greatest;
 }
 

@@ -80,7 +80,7 @@ class KVL_EXPORT cls_ClassMetadata {
   /// Sets the table extent quantum, unchecked; nothing in this library reads it.
   cls_ClassMetadata& AddTableExtentQuantum(int quantum);
 
-  /// The greatest field number of all attributes, -1 when there are none.
+  /// The greatest field number of all attributes, which may be negative; -1 when there are no attributes.
   [[nodiscard]] int MaxFieldID() const;
 
   [[nodiscard]] cow_String const& Name() const noexcept { return m_Name; }

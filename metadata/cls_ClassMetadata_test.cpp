@@ -296,12 +296,18 @@ TEST_F(ClassMetadata, MaxFieldIDIsTheGreatestNumber) {
 
 TEST_F(ClassMetadata, MaxFieldIDComparesSigned) {
   m_Metadata.AddAttribute(cls_FieldHandle(-9, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE);
-  EXPECT_EQ(m_Metadata.MaxFieldID(), -1);
+  EXPECT_EQ(m_Metadata.MaxFieldID(), -9);
   m_Metadata.AddAttribute(cls_FieldHandle(0, "m_B"_cow), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_EQ(m_Metadata.MaxFieldID(), 0);
   m_Metadata.AddAttribute(cls_FieldHandle(std::numeric_limits<int>::max(), "m_C"_cow), ATTR_INT, 1,
                           COLLECTION_NONE);
   EXPECT_EQ(m_Metadata.MaxFieldID(), std::numeric_limits<int>::max());
+}
+
+TEST_F(ClassMetadata, MaxFieldIDOfNegativeNumbersIsTheGreatestOfThem) {
+  m_Metadata.AddAttribute(cls_FieldHandle(-5, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(-3, "m_B"_cow), ATTR_INT, 1, COLLECTION_NONE);
+  EXPECT_EQ(m_Metadata.MaxFieldID(), -3);
 }
 
 TEST_F(ClassMetadata, MaxFieldIDDoesNotCountAnIgnoredAttribute) {

@@ -60,6 +60,11 @@ bool ThreadIsClear() {
          thr_ThreadSingletonBase<cls_UidCatalog>::Instance() == nullptr;
 }
 
+/// The detailed out-of-memory message, known by the length of the text that it is built from; null when
+/// there is none.
+atr_String const* s_Detailed = nullptr;
+constexpr int DetailedLength = 1066;
+
 /// Whether a string is one of the two process-wide messages.
 bool Is(cow_String const* string, atr_String const* message) {
   return message != nullptr && string == &message->AsCow();
@@ -157,6 +162,7 @@ cls_ClassMetadata& cls_ClassRegistrar::AddClassMD(cls_ClassMetadata* metadata) {
 
 void atr_String::Append(atr_StringBase const& text) {
   s_Log.push_back("Append " + std::to_string(text.Length()));
+  if (text.Length() == DetailedLength) s_Detailed = this;
   Next<void(atr_String*, atr_StringBase const&)>("_ZN10atr_String6AppendERK14atr_StringBase")(this, text);
 }
 
@@ -166,8 +172,10 @@ void ReleaseString(cow_String* string) noexcept {
   static auto* const next = Next<void(cow_String*)>("_ZN10cow_String7ReleaseEv");
   if (Is(string, nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()))
     s_Log.emplace_back("generic message ends");
-  if (Is(string, nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()))
+  if (Is(string, s_Detailed)) {
     s_Log.emplace_back("detailed message ends");
+    s_Detailed = nullptr;
+  }
   next(string);
 }
 
@@ -268,7 +276,7 @@ TEST_F(StartupOrder, FirstStartStartsTheModulesThenTheErrors) {
 
 TEST_F(StartupOrder, FirstStartAppendsTheDetailedTextThenTheGenericOne) {
   nex_initialize(m_Callers); // the lengths tell the two lines of the log apart
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().Length(), DetailedLength);
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->Length(), 425);
   nex_finalize(m_Callers);
 }

@@ -59,15 +59,18 @@ void DeclareNode(cls_ClassRegistrar& registrar) {
   registrar.CreateClassMD("mesh_Node"_cow, 0x7B0001, 1, nullptr, cls_ClassMetadata::RootClassId);
 }
 
+/// The detailed out-of-memory message; empty while the module is not initialised.
+atr_String Detailed() {
+  return nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage();
+}
+
 bool IsInitialised() {
-  return nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed() != nullptr &&
-         nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() != nullptr &&
+  return nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() != nullptr && Detailed().Length() != 0 &&
          typ_ArchCompTable::GetName(0x1F0001) == "nex_Exception";
 }
 
 bool IsDown() {
-  return nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed() == nullptr &&
-         nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() == nullptr &&
+  return nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() == nullptr &&
          typ_ArchCompTable::GetName(0x1F0001) == "0x001F0001" &&
          thr_ThreadSingletonBase<cls_Static>::Instance() == nullptr &&
          thr_ThreadSingletonBase<cls_UidCatalog>::Instance() == nullptr &&
@@ -105,15 +108,13 @@ TEST(nex_initialize, OneStopAfterTwoStartsLeavesTheModuleInitialised) {
   int callers = 0;
   nex_initialize(callers);
   nex_OutOfMemoryException(atr_String("A"), NEX_OUTOFMEMORY_LIMIT).AsString();
-  atr_String const* const detailed = nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed();
   atr_String const* const generic = nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric();
   nex_initialize(callers);
-  EXPECT_EQ(detailed->Length(), 1067); // not built again
+  EXPECT_EQ(Detailed().Length(), 1067); // not built again
   nex_finalize(callers);
   EXPECT_TRUE(IsInitialised());
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(), detailed);
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(), generic);
-  EXPECT_EQ(detailed->Length(), 1067);
+  EXPECT_EQ(Detailed().Length(), 1067);
   EXPECT_EQ(generic->Length(), 426);
   nex_finalize(callers);
   EXPECT_TRUE(IsDown());
@@ -153,7 +154,7 @@ TEST(nex_initialize, AHundredCyclesAreAsTheFirst) {
     nex_initialize(callers);
     ASSERT_EQ(callers, 8);
     ASSERT_TRUE(IsInitialised());
-    ASSERT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
+    ASSERT_EQ(Detailed().Length(), 1066);
     ASSERT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->Length(), 425);
     ASSERT_EQ(Classes(Registrar().Registrar1()), Names());
     ASSERT_EQ(Classes(Registrar().Registrar2()), AllClasses);

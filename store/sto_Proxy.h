@@ -33,7 +33,7 @@
 //
 // Thread rule: both stores belong to the thread.
 
-/// The kind of storage that the module's stores are.
+/// The kind of storage that the module's stores are. Its number is none of cls_StorageTypeId::AllocateId's.
 [[nodiscard]] KVL_EXPORT cls_StorageTypeId const& sto_StorageType() noexcept;
 
 /// The proxy of the object under a root name. NotFound, Damaged.

@@ -378,6 +378,12 @@ TEST_F(StoreProxy, ProxyOfAnotherModuleIsNotCopied) {
   EXPECT_EQ(target.ObjectCount(), 1);
 }
 
+TEST_F(StoreProxy, StorageTypeTakesNoNumberOfTheProgram) {
+  EXPECT_LT(sto_StorageType().Id(), 0);
+  // In a child process, so that other tests allocate the same numbers.
+  EXPECT_EXIT(std::_Exit(cls_StorageTypeId::AllocateId()), testing::ExitedWithCode(1), "");
+}
+
 TEST_F(StoreProxy, ProxyOfAnAbsentObjectIsNull) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
@@ -387,7 +393,6 @@ TEST_F(StoreProxy, ProxyOfAnAbsentObjectIsNull) {
     EXPECT_EQ(sto_MakeProxy(cls_ReadVisitor(visitor, Field("m_Object"))).Ptr(), nullptr);
     EXPECT_NE(sto_MakeProxy(visitor).Ptr(), nullptr);
   }));
-  EXPECT_GT(sto_StorageType().Id(), 0);
 }
 
 TEST_F(StoreProxy, ProxyOfAnObjectWhoseSaveIsUndoneIsRefused) {

@@ -1,7 +1,5 @@
 #include "wrappers/cls_xp2DArray.h"
 
-#include <stdexcept>
-
 #include "wrappers/cls_xpListCode.h"
 #include "wrappers/cls_xpWriter.h"
 
@@ -12,10 +10,10 @@ template <> constexpr cls_CollectionType TableCode<double> = COLLECTION_TABLE_DO
 template <> constexpr cls_CollectionType TableCode<float> = COLLECTION_TABLE_FLOAT;
 template <> constexpr cls_CollectionType TableCode<int> = COLLECTION_TABLE_INT;
 
-/// The rows that a stored list of this width fills; the remainder is dropped.
+/// The rows that a stored list of this width fills; the remainder is dropped. Divided in 64 bits, because the
+/// smallest int divided by -1 does not fit in 32; cut to 32 it is negative, and the container refuses it.
 template <class T> int FullRows(cls_ReadListPrim<T>& reader, int columns) {
-  if (columns < 0) throw std::length_error("cls_xp2DArray: negative row width");
-  return columns == 0 ? 0 : reader.Count() / columns;
+  return columns == 0 ? 0 : static_cast<int>(static_cast<long long>(reader.Count()) / columns);
 }
 
 } // namespace

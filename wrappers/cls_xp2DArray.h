@@ -17,9 +17,12 @@ template <class T> class cls_xp2DArray : public cow_2DArray<T> {
   /// `rows` by `columns` zeros under a fresh identity. Throws std::length_error when either is negative.
   cls_xp2DArray(int rows, int columns) : cow_2DArray<T>(rows, columns) {}
 
-  /// The stored table and its identity. It has as many rows as are full in the list's count; where the list
-  /// yields less than that the rest is zero, and what it yields beyond is left in it without a word. A list
-  /// with a negative row width or count is refused with std::length_error.
+  /// The stored table and its identity. It has as many rows as are full in the list's count (the quotient of
+  /// count and row width, truncated) and is 0 by 0 where that gives no rows, also for a negative width. Where
+  /// the list yields less than that the rest is zero; what it yields beyond is not taken.
+  /// Errors: a negative width or count that gives rows is refused by the container, with std::length_error.
+  /// sto_Store refuses a negative width or count with its own error before that, so the container's is what
+  /// other back ends can meet.
   explicit cls_xp2DArray(cls_ReadVisitor const& visitor);
 
   /// A table of these elements (shared) under an identity.

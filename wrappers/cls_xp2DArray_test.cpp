@@ -312,12 +312,27 @@ TYPED_TEST(Table2D, AReaderThatYieldsLessThanItCountedLeavesZeros) {
   EXPECT_EQ(this->Elements(table), (std::vector<typename TypeParam::Element>{1, 2, 3, 4, 0, 0}));
 }
 
-TYPED_TEST(Table2D, RefusesANegativeWidthOrCountAndLeaksNothing) {
+TYPED_TEST(Table2D, ReadsAWidthThatGivesNoRowsAsNoRowsAndNoColumns) {
   struct Shape {
     int m_Count, m_Width;
   };
   constexpr int Min = std::numeric_limits<int>::min();
-  for (Shape const shape : {Shape{6, -3}, Shape{-6, 3}, Shape{-6, -3}, Shape{Min, -1}, Shape{0, Min}}) {
+  for (Shape const shape : {Shape{2, 3}, Shape{2, -3}, Shape{-2, 3}, Shape{0, -1}, Shape{0, Min}}) {
+    Recorder recorder;
+    recorder.SetCount(shape.m_Count);
+    recorder.SetRowWidth(shape.m_Width);
+    cls_ReadVisitor const visitor(recorder.NewReader());
+    this->ExpectShape(TypeParam::Read(visitor), 0, 0);
+    EXPECT_EQ(recorder.Live(), Lines({"read1"}));
+  }
+}
+
+TYPED_TEST(Table2D, ANegativeShapeIsRefusedByTheContainerAndLeaksNothing) {
+  struct Shape {
+    int m_Count, m_Width;
+  };
+  constexpr int Min = std::numeric_limits<int>::min();
+  for (Shape const shape : {Shape{6, -3}, Shape{-6, 3}, Shape{-6, -3}, Shape{Min, -1}}) {
     Recorder recorder;
     recorder.SetCount(shape.m_Count);
     recorder.SetRowWidth(shape.m_Width);

@@ -40,7 +40,7 @@ class KVL_EXPORT cls_ReadVisitor {
 
   cls_ReadVisitor& operator=(cls_ReadVisitor const&) = delete;
 
-  /// The memento, null when the visitor reads nothing. For the collection and agent slots.
+  /// The memento, null when the visitor reads nothing.
   [[nodiscard]] cls_MementoRead* Memento() const noexcept { return m_Memento; }
 
   /// Nonzero when the object has the field; 0 without memento.
@@ -58,7 +58,7 @@ class KVL_EXPORT cls_ReadVisitor {
   /// The stored text, or the default where the field is absent (as without memento).
   [[nodiscard]] cow_String Read(cls_FieldHandle const& field, cow_String const& defaultValue) const;
 
-  /// The same for a translatable string; the stored text is taken as it stands, never translated.
+  /// The same for a translatable string; the stored text is taken verbatim and the translator is not asked.
   [[nodiscard]] atr_String Read(cls_FieldHandle const& field, atr_String const& defaultValue) const;
 
   /// The other scalars: bool, float, double and the integers that a memento reads; also the default without
@@ -71,6 +71,55 @@ class KVL_EXPORT cls_ReadVisitor {
   /// An enumeration, as int; 0 without memento. What an absent field yields is the back end's.
   [[nodiscard]] int ReadEnum(cls_FieldHandle const& field) const {
     return m_Memento == nullptr ? 0 : m_Memento->ReadEnum(field);
+  }
+
+  // The memento's collection cursors and agents, under its names; cls_MementoRead says what each is for. Null
+  // without memento. Ownership is as with the memento.
+
+  [[nodiscard]] cls_ReadMapInt2Obj* MakeReadMapInt2Obj() const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeReadMapInt2Obj();
+  }
+  [[nodiscard]] cls_ReadMapString2Obj* MakeReadMapString2Obj() const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeReadMapString2Obj();
+  }
+  template <class T> [[nodiscard]] cls_ReadListPrim<T>* MakeReadListPrim(T* tag) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeReadListPrim(tag);
+  }
+  template <class T> [[nodiscard]] cls_ReadMapInt2Prim<T>* MakeReadMapInt2Prim(T* tag) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeReadMapInt2Prim(tag);
+  }
+  template <class T> [[nodiscard]] cls_ReadMapString2Prim<T>* MakeReadMapString2Prim(T* tag) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeReadMapString2Prim(tag);
+  }
+  [[nodiscard]] cls_ReadListObj* MakeReadListObj() const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeReadListObj();
+  }
+  [[nodiscard]] cls_ReadIntTableInt* MakeReadIntTableInt() const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeReadIntTableInt();
+  }
+  [[nodiscard]] cls_ReadListObj* MakeFieldReadListObj(cls_FieldHandle const& field) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeFieldReadListObj(field);
+  }
+  [[nodiscard]] cls_ReadMapInt2Obj* MakeFieldReadMapInt2Obj(cls_FieldHandle const& field) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeFieldReadMapInt2Obj(field);
+  }
+  [[nodiscard]] cls_ReadMapString2Obj* MakeFieldReadMapString2Obj(cls_FieldHandle const& field) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeFieldReadMapString2Obj(field);
+  }
+  [[nodiscard]] cls_ReadIntTableInt* MakeFieldReadIntTableInt(cls_FieldHandle const& field) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeFieldReadIntTableInt(field);
+  }
+  [[nodiscard]] cls_AgentListObj* MakeAgentListObj() const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeAgentListObj();
+  }
+  template <class K> [[nodiscard]] cls_AgentMapKey2Obj<K>* MakeAgentMapKey2Obj(K* tag) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeAgentMapKey2Obj(tag);
+  }
+  template <class T> [[nodiscard]] cls_AgentListPrim<T>* MakeAgentListPrim(T* tag) const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeAgentListPrim(tag);
+  }
+  [[nodiscard]] cls_AgentBlob* MakeAgentBlob() const {
+    return m_Memento == nullptr ? nullptr : m_Memento->MakeAgentBlob();
   }
 
  private:

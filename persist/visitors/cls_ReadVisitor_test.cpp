@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <sstream>
 #include <tuple>
+#include <type_traits>
+#include <typeinfo>
 
 #include "platform/atr/atr_translate.h"
 #include "tests/support/backend/ForwardingMemento.h"
+#include "tests/support/backend/MementoSlots.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
@@ -35,7 +39,85 @@ struct LeafReader : ForwardingMementoRead {
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const&) override { return nullptr; }
 };
 
+/// A memento that notes which operation was called with what, and answers null.
+class NotingRead : public MementoReadSlots<NotingRead> {
+ public:
+  explicit NotingRead(Lines& lines) : m_Lines(lines) {}
+
+  template <class Operation, class... Args>
+  auto Handle(char const* name, Operation, Args const&... args) const {
+    using Result = std::invoke_result_t<Operation, cls_MementoRead*, Args const&...>;
+    std::ostringstream line;
+    line << name << ' ' << typeid(Operation).name();
+    ((line << ' ', Show(line, args)), ...);
+    m_Lines.push_back(line.str());
+    if constexpr (!std::is_void_v<Result>) return Result();
+  }
+  [[nodiscard]] cls_Uid const& HandleGetUid() const { return m_Uid; }
+
+ private:
+  static void Show(std::ostream& line, cls_FieldHandle const& field) { line << &field; }
+  static void Show(std::ostream& line, cow_String const& text) { line << text.View(); }
+  static void Show(std::ostream& line, auto const& value) { line << value; }
+
+  Lines& m_Lines;
+  cls_Uid m_Uid;
+};
+
+/// Calls each collection operation of a memento or of a visitor on one, for each type.
+struct CollectionCalls {
+  template <class... Ts> struct Types {};
+
+  template <class Target> void On(Target& target) {
+    Use(target.MakeReadMapInt2Obj(), target.MakeReadMapString2Obj(), target.MakeReadListObj(),
+        target.MakeReadIntTableInt(), target.MakeFieldReadListObj(m_Field),
+        target.MakeFieldReadMapInt2Obj(m_Field), target.MakeFieldReadMapString2Obj(m_Field),
+        target.MakeFieldReadIntTableInt(m_Field), target.MakeAgentListObj(), target.MakeAgentBlob());
+    Lists(target, Types<bool, cow_String, float, double, unsigned int, int>());
+    Maps(target, Types<cow_String, float, double, unsigned int, int>());
+    MapAgents(target, Types<int, cow_String>());
+  }
+
+ private:
+  static void Use(auto*... made) { EXPECT_TRUE(((made == nullptr) && ...)); }
+  template <class Target, class... Ts> void Lists(Target& target, Types<Ts...>) {
+    (Use(target.MakeReadListPrim(Tag<Ts>()), target.MakeAgentListPrim(Tag<Ts>())), ...);
+  }
+  template <class Target, class... Ts> void Maps(Target& target, Types<Ts...>) {
+    (Use(target.MakeReadMapInt2Prim(Tag<Ts>()), target.MakeReadMapString2Prim(Tag<Ts>())), ...);
+  }
+  template <class Target, class... Ks> void MapAgents(Target& target, Types<Ks...>) {
+    (Use(target.MakeAgentMapKey2Obj(Tag<Ks>())), ...);
+  }
+  template <class T> [[nodiscard]] T* Tag() { return reinterpret_cast<T*>(&m_Tag); }
+
+  cls_FieldHandle m_Field{3, "m_Part"_cow};
+  double m_Tag = 0;
+};
+
 } // namespace
+
+TEST_F(ReadVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
+  CollectionCalls calls;
+  Lines expected;
+  NotingRead memento(expected);
+  calls.On(memento);
+  EXPECT_EQ(expected.size(), 34U);
+  Lines seen;
+  NotingRead stored(seen);
+  {
+    cls_ReadVisitor const visitor(&stored); // which the memento says is not to delete it
+    calls.On(visitor);
+  }
+  ASSERT_FALSE(seen.empty());
+  seen.pop_back(); // NeedsDeletion
+  EXPECT_EQ(seen, expected);
+}
+
+TEST_F(ReadVisitorWithoutMemento, CollectionOperationsAnswerNull) {
+  cls_ReadVisitor const visitor(nullptr);
+  CollectionCalls().On(visitor);
+}
 
 TEST_F(ReadVisitor, KeepsTheMementoWithoutACall) {
   RecordingMementoRead* const memento = m_Recorder.NewReader();
@@ -189,6 +271,16 @@ TEST_F(ReadVisitor, NeverTranslatesTheStoredText) {
   atr_String const text = ReadText("Good day"_cow);
   atr_SetTranslator(before);
   EXPECT_EQ(text, "Good day");
+}
+
+TEST_F(ReadVisitor, NeverAsksTheTranslator) {
+  atr_Translator const before =
+      atr_SetTranslator([](char const*) -> char const* { return "translated <%s>"; });
+  atr_String const text = ReadText("Good day"_cow);
+  atr_String const none = ReadText(cow_String());
+  atr_SetTranslator(before);
+  EXPECT_EQ(text, "Good day");
+  EXPECT_EQ(none, "");
 }
 
 TEST_F(ReadVisitor, PassesTheBackEndsFailureThrough) {

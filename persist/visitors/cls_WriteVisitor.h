@@ -63,7 +63,7 @@ class KVL_EXPORT cls_WriteVisitor {
   /// Brackets the object with StartSharedPtrOutput and EndSharedPtrOutput; to be set before StartWrite.
   void SetSharedPtrOutput(bool shared) noexcept { m_SharedPtrOutput = shared; }
 
-  /// The memento, null while unstarted. For the collection and agent slots.
+  /// The memento, null while unstarted.
   [[nodiscard]] cls_MementoWrite* Memento() const noexcept { return m_Memento; }
 
   /// Nonzero when the field is present; 0 while unstarted.
@@ -86,6 +86,54 @@ class KVL_EXPORT cls_WriteVisitor {
 
   /// An enumeration, as int. The visitor must be started.
   void WriteEnum(cls_FieldHandle const& field, int const& value) const { Started().WriteEnum(field, value); }
+
+  // The memento's collection builders and agents, under its names; cls_MementoWrite says what each is for.
+  // REQUIRES: the visitor is started. Ownership is as with the memento.
+
+  [[nodiscard]] cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() const { return Started().MakeWriteMapInt2Obj(); }
+  [[nodiscard]] cls_WriteMapString2Obj* MakeWriteMapString2Obj() const {
+    return Started().MakeWriteMapString2Obj();
+  }
+  template <class T> [[nodiscard]] cls_WriteListPrim<T>* MakeWriteListPrim(T const* tag, int width) const {
+    return Started().MakeWriteListPrim(tag, width);
+  }
+  template <class T> [[nodiscard]] cls_WriteMapInt2Prim<T>* MakeWriteMapInt2Prim(T const* tag) const {
+    return Started().MakeWriteMapInt2Prim(tag);
+  }
+  template <class T> [[nodiscard]] cls_WriteMapString2Prim<T>* MakeWriteMapString2Prim(T const* tag) const {
+    return Started().MakeWriteMapString2Prim(tag);
+  }
+  [[nodiscard]] cls_WriteListObj* MakeWriteListObj() const { return Started().MakeWriteListObj(); }
+  [[nodiscard]] cls_WriteIntTableInt* MakeWriteIntTableInt() const {
+    return Started().MakeWriteIntTableInt();
+  }
+  [[nodiscard]] cls_WriteListObj* MakeFieldWriteListObj(cls_FieldHandle const& field,
+                                                        cls_Uid const& uid) const {
+    return Started().MakeFieldWriteListObj(field, uid);
+  }
+  [[nodiscard]] cls_WriteMapInt2Obj* MakeFieldWriteMapInt2Obj(cls_FieldHandle const& field,
+                                                              cls_Uid const& uid) const {
+    return Started().MakeFieldWriteMapInt2Obj(field, uid);
+  }
+  [[nodiscard]] cls_WriteMapString2Obj* MakeFieldWriteMapString2Obj(cls_FieldHandle const& field,
+                                                                    cls_Uid const& uid) const {
+    return Started().MakeFieldWriteMapString2Obj(field, uid);
+  }
+  [[nodiscard]] cls_WriteIntTableInt* MakeFieldWriteIntTableInt(cls_FieldHandle const& field,
+                                                                cls_Uid const& uid) const {
+    return Started().MakeFieldWriteIntTableInt(field, uid);
+  }
+  [[nodiscard]] cls_AgentListObj* MakeAgentListObj(int sizeHint) const {
+    return Started().MakeAgentListObj(sizeHint);
+  }
+  template <class K>
+  [[nodiscard]] cls_AgentMapKey2Obj<K>* MakeAgentMapKey2Obj(K const* tag, int sizeHint) const {
+    return Started().MakeAgentMapKey2Obj(tag, sizeHint);
+  }
+  template <class T> [[nodiscard]] cls_AgentListPrim<T>* MakeAgentListPrim(T const* tag, int sizeHint) const {
+    return Started().MakeAgentListPrim(tag, sizeHint);
+  }
+  [[nodiscard]] cls_AgentBlob* MakeAgentBlob() const { return Started().MakeAgentBlob(); }
 
  private:
   /// The memento of a started visitor.

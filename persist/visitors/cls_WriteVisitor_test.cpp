@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
+#include <type_traits>
+#include <typeinfo>
 
+#include "tests/support/backend/MementoSlots.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
@@ -26,7 +30,81 @@ class WriteVisitor : public ::testing::Test {
   cls_FieldHandle m_Field{3, "m_Part"_cow};
 };
 
+/// A memento that notes which operation was called with what, and answers null.
+class NotingWrite : public MementoWriteSlots<NotingWrite> {
+ public:
+  explicit NotingWrite(Lines& lines) : m_Lines(lines) {}
+
+  template <class Operation, class... Args>
+  auto Handle(char const* name, Operation, Args const&... args) const {
+    using Result = std::invoke_result_t<Operation, cls_MementoWrite*, Args const&...>;
+    std::ostringstream line;
+    line << name << ' ' << typeid(Operation).name();
+    ((line << ' ', Show(line, args)), ...);
+    m_Lines.push_back(line.str());
+    if constexpr (!std::is_void_v<Result>) return Result();
+  }
+  void WriteBytes(cls_FieldHandle const&, void const*, int) override {}
+
+ private:
+  static void Show(std::ostream& line, cls_FieldHandle const& field) { line << &field; }
+  static void Show(std::ostream& line, cls_Uid const& uid) { line << &uid; }
+  static void Show(std::ostream& line, cow_String const& text) { line << text.View(); }
+  static void Show(std::ostream& line, auto const& value) { line << value; }
+
+  Lines& m_Lines;
+};
+
+/// Calls each collection operation of a memento or of a visitor on one, for each type.
+struct CollectionCalls {
+  template <class... Ts> struct Types {};
+
+  template <class Target> void On(Target& target) const {
+    Use(target.MakeWriteMapInt2Obj(), target.MakeWriteMapString2Obj(), target.MakeWriteListObj(),
+        target.MakeWriteIntTableInt(), target.MakeFieldWriteListObj(m_Field, m_Uid),
+        target.MakeFieldWriteMapInt2Obj(m_Field, m_Uid), target.MakeFieldWriteMapString2Obj(m_Field, m_Uid),
+        target.MakeFieldWriteIntTableInt(m_Field, m_Uid), target.MakeAgentListObj(4), target.MakeAgentBlob());
+    Lists(target, Types<bool, cow_String, float, double, unsigned int, int>());
+    Maps(target, Types<cow_String, float, double, unsigned int, int>());
+    MapAgents(target, Types<int, cow_String>());
+  }
+
+ private:
+  static void Use(auto*... made) { EXPECT_TRUE(((made == nullptr) && ...)); }
+  template <class Target, class... Ts> void Lists(Target& target, Types<Ts...>) const {
+    (Use(target.MakeWriteListPrim(Tag<Ts>(), 7), target.MakeAgentListPrim(Tag<Ts>(), 8)), ...);
+  }
+  template <class Target, class... Ts> void Maps(Target& target, Types<Ts...>) const {
+    (Use(target.MakeWriteMapInt2Prim(Tag<Ts>()), target.MakeWriteMapString2Prim(Tag<Ts>())), ...);
+  }
+  template <class Target, class... Ks> void MapAgents(Target& target, Types<Ks...>) const {
+    (Use(target.MakeAgentMapKey2Obj(Tag<Ks>(), 9)), ...);
+  }
+  template <class T> [[nodiscard]] T const* Tag() const { return reinterpret_cast<T const*>(&m_Tag); }
+
+  cls_FieldHandle m_Field{3, "m_Part"_cow};
+  cls_Uid m_Uid;
+  double m_Tag = 0;
+};
+
 } // namespace
+
+TEST_F(WriteVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
+  CollectionCalls const calls;
+  Lines expected;
+  NotingWrite memento(expected);
+  calls.On(memento);
+  EXPECT_EQ(expected.size(), 34U);
+  Lines seen;
+  NotingWrite started(seen);
+  {
+    cls_WriteVisitor const visitor(&started); // which the memento says is not to delete it
+    calls.On(visitor);
+  }
+  ASSERT_FALSE(seen.empty());
+  seen.pop_back(); // NeedsDeletion
+  EXPECT_EQ(seen, expected);
+}
 
 TEST_F(WriteVisitor, OfAMementoIsStartedAtOnce) {
   RecordingMementoWrite* const memento = m_Recorder.NewWriter();

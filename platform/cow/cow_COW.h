@@ -9,7 +9,8 @@ template <class T> struct cow_Direct {
 
 /// Copy policy of class hierarchies: the virtual clone `Copy()`, so the most-derived class survives.
 template <class T> struct cow_Virtual {
-  static T* Copy(T const& object) { return object.Copy(); }
+  // The clone is a T, but its class may declare Copy() with the type of the root.
+  static T* Copy(T const& object) { return static_cast<T*>(object.Copy()); }
 };
 
 /// Copy-on-write holder: copies share one object until one of them asks to change it.

@@ -103,6 +103,19 @@ TEST_F(cow_COWTest, VirtualPolicyClonesTheMostDerivedClass) {
   EXPECT_EQ(holder.ConstGet().m_Mark, 0);
 }
 
+TEST_F(cow_COWTest, VirtualPolicyTakesACopyThatIsDeclaredWithTheTypeOfTheRoot) {
+  struct Triangle : Shape {
+    Shape* Copy() const override { return new Triangle(*this); }
+    int Sides() const override { return 3; }
+  };
+  using HeldTriangle = cow_COW<Triangle, cow_Virtual<Triangle>>;
+  HeldTriangle const holder(new Triangle);
+  HeldTriangle copy(holder);
+  copy.Get().m_Mark = 5;
+  EXPECT_EQ(copy.ConstGet().Sides(), 3);
+  EXPECT_EQ(holder.ConstGet().m_Mark, 0);
+}
+
 TEST_F(cow_COWTest, VirtualPolicyClonesOnlyWhenShared) {
   HeldShape holder(new Square);
   holder.Get().m_Mark = 1;

@@ -91,7 +91,7 @@ TEST_F(StoreExceptions, SystemErrorExceptionComesBackWithItsBits) {
 
 TEST_F(StoreExceptions, OutOfMemoryExceptionComesBackWithTheDetailedMessage) {
   nex_OutOfMemoryException const raised(atr_String("no room"_cow), NEX_OUTOFMEMORY_LIMIT);
-  std::string const detailed(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->View());
+  std::string const detailed(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().View());
   ASSERT_TRUE(Contains(detailed, "no room"));
   std::unique_ptr<nex_OutOfMemoryException> const loaded = RoundTrip(raised);
   EXPECT_EQ(loaded->Error(), NEX_OUTOFMEMORY_LIMIT);

@@ -37,7 +37,7 @@ TEST_F(Documents, ReadmeProgramNamesAFileThatIsNoStore) {
   EXPECT_TRUE(outcome.err.starts_with("bolts.kvs: ")) << outcome.err;
 }
 
-TEST_F(Documents, HistoryOfReadmeIsInTheStore) {
+TEST_F(Documents, HistoryOfUsingStoresIsInTheStore) {
   ExpectOutput(DOCUMENT_HISTORY, "6000 temperatures, the last 2000\n");
 }
 

@@ -19,8 +19,10 @@ class FailedCommand : public nex_CommandException {
   FailedCommand(char const* name, char const* message) : m_Name(name), m_Message(message) {}
   explicit FailedCommand(cls_ReadVisitor const& visitor) : nex_CommandException(visitor) {}
 
-  atr_String CommandMessage() const override { return m_Message; }
-  atr_String CommandName() const override { return m_Name; }
+  atr_String CommandMessage() override { return m_Message; }
+  atr_String CommandName() override { return m_Name; }
+  using nex_CommandException::CommandMessage;
+  using nex_CommandException::CommandName;
   [[noreturn]] void Propagate() const override { throw FailedCommand(*this); }
   nex_Exception* Copy() const override { return new FailedCommand(*this); }
 

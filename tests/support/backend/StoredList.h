@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -55,7 +56,8 @@ template <class T> class StoredList {
   int m_SizeHint = 1; ///< also set by writing
   bool m_Changed = false;
   bool m_ReadOnly = false;
-  int m_FailingWrites = 0; ///< the next so many writes throw BackEndFailure and store nothing
+  int m_FailingWrites = 0;        ///< the next so many writes throw BackEndFailure and store nothing
+  std::function<void()> m_AtRead; ///< called at the start of each read; may throw
 
   // --- Accounting.
   bool m_KeepsCalls = true;
@@ -112,6 +114,7 @@ template <class T> class StoredListAgent : public cls_AgentListPrim<T> {
   int ReadRun(int firstIndex, int count, T* destination) override {
     NoteRun("ReadRun", firstIndex, count);
     ++m_List.m_Reads;
+    if (m_List.m_AtRead) m_List.m_AtRead();
     int const read = std::max(std::min(m_List.Count() - firstIndex, count), 0);
     if (read > 0) std::copy_n(m_List.m_Elements.begin() + firstIndex, read, destination);
     return read;
