@@ -73,7 +73,7 @@ TEST_P(StoreCreation, OnlyOneOfManyProgramsThatCreateAStoreSucceedsAndItsSaveSta
     for (pid_t const child : children) {
       int const result = WaitForStoreChild(child);
       if (result >= 10 && result < 10 + Racers) {
-        EXPECT_EQ(winner, -1) << "two have created it";
+        EXPECT_EQ(winner, -1) << "two processes created it";
         winner = result - 10;
       } else {
         EXPECT_EQ(result, Conflict);

@@ -428,7 +428,7 @@ TEST_F(StoreCollector, ObjectInMemoryCanBeSavedAgain) {
   store.RemoveRoot("node");
   ExpectAllCollected(store, 3);
   store.Save("again", node);
-  EXPECT_EQ(Query("SELECT object_id FROM root"), id) << "the identity is still bound to its id";
+  EXPECT_EQ(Query("SELECT object_id FROM root"), id) << "the identity is still tied to its id";
   ExpectCollected(store, 0);
   EXPECT_EQ(store.Load<Node>("again")->m_Uid.Entry(), node.m_Uid.Entry());
   EXPECT_EQ(Open().Load<Node>("again")->m_Left->m_Left->m_Value, 3);

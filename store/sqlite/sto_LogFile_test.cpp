@@ -168,7 +168,7 @@ TEST_F(StoreLogFile, CommitInTheLogFillsTheSectorThatItEndsIn) {
     ASSERT_EQ((log.size() - 32) % Frame, 0U);
     ASSERT_GE(log.size(), before + 2 * Frame);
     auto const last = log.end() - static_cast<std::ptrdiff_t>(Frame);
-    EXPECT_TRUE(std::equal(last, last + 4, last - static_cast<std::ptrdiff_t>(Frame))) << "another page";
+    EXPECT_TRUE(std::equal(last, last + 4, last - static_cast<std::ptrdiff_t>(Frame))) << "a different page";
     EXPECT_TRUE(std::equal(last + 24, log.end(), last - static_cast<std::ptrdiff_t>(Frame) + 24));
     before = log.size();
   }

@@ -284,7 +284,7 @@ TEST_P(ContractCopies, ABranchIsCopiedIntoTheElementOfACollection) {
       element->Write(FieldFor<int>(), i);
     }
   });
-  EXPECT_EQ(target.ObjectCount(), 1 + 1 + 2 + 2 * (1 + ContentObjects)) << "each copy is another";
+  EXPECT_EQ(target.ObjectCount(), 1 + 1 + 2 + 2 * (1 + ContentObjects)) << "each copy is a new object";
   static_cast<void>(LoadFields(target, [](cls_ReadVisitor const& visitor) {
     auto const list = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
     for (int i = 0; i < 2; ++i) {

@@ -274,13 +274,13 @@ TEST_P(ContractObjectAgents, AMapIsWalkedInBothDirections) {
       EXPECT_EQ(key, at->first);
       EXPECT_EQ((*agent)->NextKey(key), std::next(at) != expected.end());
     }
-    EXPECT_EQ(key, expected.rbegin()->first) << "left where it was";
+    EXPECT_EQ(key, expected.rbegin()->first) << "unchanged";
     ASSERT_TRUE((*agent)->LastKey(key));
     for (auto at = expected.rbegin(); at != expected.rend(); ++at) {
       EXPECT_EQ(key, at->first);
       EXPECT_EQ((*agent)->PreviousKey(key), std::next(at) != expected.rend());
     }
-    EXPECT_EQ(key, expected.begin()->first) << "left where it was";
+    EXPECT_EQ(key, expected.begin()->first) << "unchanged";
     key = Keys<K>::At(9); // not a key itself, but between two keys
     K below = key;
     EXPECT_EQ((*agent)->NextKey(key), expected.upper_bound(below) != expected.end());

@@ -233,7 +233,7 @@ TEST_P(ContractOverwrite, ARootIsReplacedByAnotherObject) {
   for (int const number : {1, 2}) {
     Write([=](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), number); });
     Read([=](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), number); });
-    EXPECT_EQ(Store().ObjectCount(), number) << "the object before stays, without name";
+    EXPECT_EQ(Store().ObjectCount(), number) << "the previous object stays, without a name";
   }
 }
 
@@ -384,7 +384,7 @@ TEST_P(ContractOverwrite, CollectionsOfObjectsShrinkAndReleaseTheirElements) {
       Rewrite(write);
     else
       Write(write);
-    EXPECT_EQ(Store().CollectGarbage(), 3 * before) << "the elements of before, and they alone";
+    EXPECT_EQ(Store().CollectGarbage(), 3 * before) << "exactly the previous elements";
     Step();
     EXPECT_EQ(Store().ObjectCount(), 1 + 3 + 3 * count);
     before = count;

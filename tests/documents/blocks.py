@@ -90,7 +90,7 @@ class Document:
         while end < len(self._lines) and not closing.match(self._lines[end]):
             end += 1
         if end == len(self._lines):
-            self._find(first, "the block has no end")
+            self._find(first, "the block is not closed")
         body = self._lines[first + 1:end]
         language = fence["language"]
         if language == "cpp":
@@ -98,9 +98,9 @@ class Document:
                 self._find(first, "a C++ block begins with ```cpp at the start of the line")
             self._add("", first + 1, "\n".join(body) + "\n")
         elif language.lower() in OTHER_NAMES_OF_CPP | {"cpp"}:
-            self._find(first, f"C++ is marked as cpp, not as {language}")
+            self._find(first, f"mark C++ as cpp, not as {language}")
         elif not language and any(LOOKS_LIKE_CPP.search(line) for line in body):
-            self._find(first, "this looks like C++, and is not marked: write ```cpp")
+            self._find(first, "this looks like C++ but is not marked: write ```cpp")
         return end + 1
 
     def _take_table(self, first: int) -> int:
@@ -116,7 +116,7 @@ class Document:
             for line, cells in rows[1:]:
                 codes = [CODE_CELL.match(cell) for cell in cells]
                 if not all(codes):
-                    self._find(line, "a cell of this table is not code, as those of its first row are")
+                    self._find(line, "a cell of this table is not code, unlike its first row")
                     continue
                 text += f"DOCUMENT_ROW({line + 1}, {', '.join('(' + code['code'] + ')' for code in codes)})\n"
             self._add("table-", first, text)
@@ -167,16 +167,16 @@ def check(root: pathlib.Path) -> list[Finding]:
             used.add(match["name"])
             if match["name"] not in blocks:
                 findings.append(Finding(path, text.count("\n", 0, match.start()) + 1,
-                                        f"there is no block {match['name']} in the documents"))
+                                        f"the documents have no block {match['name']}"))
     for number, name, source in read_quotes(root):
         used.add(name)
         if name not in blocks:
-            findings.append(Finding(QUOTES, number, f"there is no block {name} in the documents"))
+            findings.append(Finding(QUOTES, number, f"the documents have no block {name}"))
         elif not (root / source).is_file():
             findings.append(Finding(QUOTES, number, f"there is no source file {source}"))
         elif words(blocks[name].text) not in words((root / source).read_text(encoding="utf-8")):
             findings.append(Finding(blocks[name].path, blocks[name].line, f"{source} does not contain this block"))
-    findings += [Finding(block.path, block.line, f"no program compiles the block {name}: give it one in {PROGRAMS}")
+    findings += [Finding(block.path, block.line, f"no program compiles the block {name}: add one in {PROGRAMS}")
                  for name, block in blocks.items() if name not in used]
     return findings
 

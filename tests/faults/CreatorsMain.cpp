@@ -57,8 +57,9 @@ void CheckWinner(FaultsRow& row, std::string const& where, std::string const& pa
     if (carrier->m_Number != winner) throw std::runtime_error("it has the object of another process");
     std::vector<int> const numbers = carrier->All(0);
     if (numbers.size() != 3000 || numbers[2999] != 2999 + winner)
-      throw std::runtime_error("its array is another");
-    if (store.ObjectCount() < 2 || store.Roots().size() != 1) throw std::runtime_error("it is not whole");
+      throw std::runtime_error("its array is different");
+    if (store.ObjectCount() < 2 || store.Roots().size() != 1)
+      throw std::runtime_error("the store is incomplete");
   });
   if (!outcome.IsDone()) row.Lost(where + "the winner's store: " + outcome.m_Text);
   if (std::string const integrity = FaultsIntegrityOf(path); integrity != "ok") row.Lost(where + integrity);

@@ -72,7 +72,7 @@ void Prepare(Campaign& campaign) {
     throw std::runtime_error("the original cannot be loaded");
   for (auto const& [root, id] : campaign.m_Rows)
     if (campaign.m_Objects[id] != campaign.m_Content.m_Roots[root])
-      throw std::runtime_error("the ids are not right");
+      throw std::runtime_error("the ids are wrong");
 }
 
 /// Damages the bytes; returns a description. Sets `isOlder` if pages of the older copy were put in.

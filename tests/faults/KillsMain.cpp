@@ -70,7 +70,7 @@ void RunMode(FaultsFolder const& folder, FaultsRow& row, Kills& kills, bool with
     row.Count();
     if (end.m_Signal != SIGKILL && end.m_ExitCode != 0)
       row.Lost("the child ended by itself: " + end.AsText());
-    int const told = Kills::LastOf(end, committed);
+    int const reported = Kills::LastOf(end, committed);
     std::string const where = (withLog ? "log, kill " : "journal, kill ") + std::to_string(i) + ": ";
     int found = -1;
     FaultsOutcome const outcome = FaultsTry([&] { found = FaultsStateOf(path); });
@@ -79,10 +79,11 @@ void RunMode(FaultsFolder const& folder, FaultsRow& row, Kills& kills, bool with
       isNew = true;
       continue;
     }
-    if (found < told)
-      row.Lost(where + "commit " + std::to_string(told) + " is gone; " + std::to_string(found) + " is there");
-    if (found > told + 1)
-      row.Wrong(where + "commit " + std::to_string(found) + " is there before it was made");
+    if (found < reported)
+      row.Lost(where + "commit " + std::to_string(reported) + " is gone; the store has " +
+               std::to_string(found));
+    if (found > reported + 1)
+      row.Wrong(where + "commit " + std::to_string(found) + " exists before it was made");
     if (std::string const integrity = FaultsIntegrityOf(path); integrity != "ok")
       row.Wrong(where + integrity);
     row.Besides(end.m_Signal == SIGKILL ? "killed" : "finished");

@@ -262,7 +262,7 @@ void Try(Operation const& operation, std::string const& base, std::string const&
 void RunOperation(FaultsFolder const& folder, FaultsRow& row, Operation const& operation, int failures,
                   int first, int stride) {
   std::string const name = std::string(operation.m_Name) +
-                           (failures < 0 ? ", for good" : ", " + std::to_string(failures) + " times");
+                           (failures < 0 ? ", permanently" : ", " + std::to_string(failures) + " times");
   for (int step = first;;) {
     FaultsEnd const end = FaultsChild(
         [&](int pipe) {
@@ -314,7 +314,7 @@ int Run(FaultsOptions const& options) {
           },
           60);
       end.m_ExitCode != 0)
-    throw std::runtime_error("the base cannot be made: " + end.AsText());
+    throw std::runtime_error("the base store cannot be made: " + end.AsText());
   std::string const only = options.Text("only", "");
   if (options.Has("here")) {
     bool hasFailed = false;

@@ -110,7 +110,7 @@ void ModelExecutor::Touch(ModelSession& session, ModelSlot& slot, int part) {
   Expect(stale != ModelStale::Must || isChanged, "another session's change is not reported");
   ModelSlot* const pending = FindPending(Other(session), slot.m_Id);
   Expect(stale != ModelStale::No || mayReport || !isChanged || pending != nullptr,
-         "a change is reported that nobody made");
+         "a change is reported that no one made");
   if (slot.m_Carrier == nullptr) return;
   ModelNumbers& view = slot.m_View.m_Arrays[static_cast<std::size_t>(part)];
   if (pending != nullptr) {
@@ -155,12 +155,12 @@ void ModelExecutor::ComparePlain(Carrier const& carrier, ModelObject const& expe
          what + ": the numbers are " + std::to_string(carrier.m_Number) + " and " +
              std::to_string(carrier.m_BaseNumber) + ", not " + std::to_string(expected.m_Number) + " and " +
              std::to_string(expected.m_BaseNumber));
-  Expect(carrier.m_Text == expected.m_Text, what + ": the text is another");
+  Expect(carrier.m_Text == expected.m_Text, what + ": the text is different");
   std::vector<int> list;
   for (int i = 0; i < carrier.m_List.Count(); ++i) list.push_back(carrier.m_List.ConstGet(i));
-  Expect(list == expected.m_List, what + ": the list is another");
+  Expect(list == expected.m_List, what + ": the list is different");
   Expect((carrier.m_Leaf == nullptr ? -1 : carrier.m_Leaf->m_Value) == expected.m_Leaf,
-         what + ": the shared object is another");
+         what + ": the shared object is different");
 }
 
 void ModelExecutor::LoadAndCompare(sto_Store& store, std::string const& root, ModelSlot& slot,
@@ -184,10 +184,10 @@ void ModelExecutor::LoadAndCompare(sto_Store& store, std::string const& root, Mo
     return Expect(slot.m_Picture->Bytes() == expected.m_Bytes, root + ": the blob has other bytes");
   case ModelKind::Folder: {
     slot.m_Folder = store.Load<Folder>(root);
-    Expect(slot.m_Folder->AllItems() == expected.m_Items, root + ": the list of objects is another");
+    Expect(slot.m_Folder->AllItems() == expected.m_Items, root + ": the list of objects is different");
     std::map<int, int> keyed;
     for (auto const& [key, value] : slot.m_Folder->AllKeyed()) keyed[key] = value;
-    return Expect(keyed == expected.m_Keyed, root + ": the map of objects is another");
+    return Expect(keyed == expected.m_Keyed, root + ": the map of objects is different");
   }
   case ModelKind::Stream:
     slot.m_Stream = store.Load<Stream>(root);
@@ -206,10 +206,10 @@ void ModelExecutor::CheckSlot(ModelSession& session, ModelSlot& slot) {
   if (slot.m_Stream != nullptr)
     Expect(slot.m_Stream->All() == *expected.m_Arrays[0], "the agent's list has other elements");
   if (slot.m_Folder == nullptr) return;
-  Expect(slot.m_Folder->AllItems() == expected.m_Items, "the agent's list of objects is another");
+  Expect(slot.m_Folder->AllItems() == expected.m_Items, "the agent's list of objects is different");
   std::map<int, int> keyed;
   for (auto const& [key, value] : slot.m_Folder->AllKeyed()) keyed[key] = value;
-  Expect(keyed == expected.m_Keyed, "the agent's map of objects is another");
+  Expect(keyed == expected.m_Keyed, "the agent's map of objects is different");
 }
 
 void ModelExecutor::CheckCarrier(ModelSession& session, ModelSlot& slot) {
@@ -225,7 +225,7 @@ void ModelExecutor::CheckCarrier(ModelSession& session, ModelSlot& slot) {
            where + std::to_string(found.size()) + " elements, not " + std::to_string(expected.size()));
     auto const at = std::mismatch(found.begin(), found.end(), expected.begin()).first - found.begin();
     Expect(found == expected,
-           where + "element " + std::to_string(at) + " of " + std::to_string(found.size()) + " is another");
+           where + "element " + std::to_string(at) + " of " + std::to_string(found.size()) + " is different");
   }
   if (slot.m_Id < 0) CheckCopies(slot);
   if (slot.m_IsPastDead && !OtherWrites(session)) CheckPast(session, slot);
@@ -239,7 +239,7 @@ void ModelExecutor::CheckPast(ModelSession& session, ModelSlot& slot) {
     bool const isShared = !isSave && outcome.IsDone() && slot.m_View.m_Arrays[3].Size() <= 2048;
     Expect(isShared || outcome.Is(sto_ErrorKind::Unavailable),
            std::string(isSave ? "saving" : "reading") +
-               " an array of undone work that was assigned past the store: " +
+               " an array of undone work that was assigned without the store noticing: " +
                (outcome.IsDone() ? "no error" : outcome.m_Text));
   }
 }

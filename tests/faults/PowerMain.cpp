@@ -57,7 +57,7 @@ void CheckCut(FaultsRow& row, FaultsFolder const& folder, Loop const& loop, std:
     row.Lost(where + "commit " + std::to_string(committed) + " is gone; " + std::to_string(found) +
              " is there");
   if (found > committed + 1)
-    row.Wrong(where + "commit " + std::to_string(found) + " is there before it was made");
+    row.Wrong(where + "commit " + std::to_string(found) + " exists before it was made");
   row.Besides(found == committed ? "old" : "new");
   if (std::string const integrity = FaultsIntegrityOf(path); integrity != "ok") row.Wrong(where + integrity);
 }

@@ -216,7 +216,7 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
         if (byLabel.emplace(each->m_Label, each.get()).second)
           all.push_back(each);
         else
-          ASSERT_EQ(byLabel[each->m_Label], each.get()) << "two objects of one";
+          ASSERT_EQ(byLabel[each->m_Label], each.get()) << "one object became two";
       Thing::s_Arena.clear();
     }
     std::map<int, Thing const*> live;
