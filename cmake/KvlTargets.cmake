@@ -1,5 +1,5 @@
-# Makes the project's libraries and test programs. Targets are defined here or in tests/; each folder adds its
-# own sources to them.
+# Makes the project's libraries and test programs. Targets are defined here or in tests/; each folder adds its own
+# sources to them.
 
 # Rejects arguments that belong to no keyword: a misspelt keyword would otherwise lose its values.
 macro(kvl_parse_arguments options one_value multi_value)
@@ -34,8 +34,8 @@ function(kvl_library target alias)
   set_property(GLOBAL APPEND PROPERTY KVL_LIBRARIES ${target})
 endfunction()
 
-# Adds sources to a library, from the folder that lists them. Sources of a library that shares its objects
-# with a test go to <target>_objects.
+# Adds sources to a library, from the folder that lists them. Sources of a library that shares its objects with a test
+# go to <target>_objects.
 function(kvl_sources target)
   if(NOT ARGN)
     message(FATAL_ERROR "no sources for ${target}")
@@ -96,20 +96,42 @@ function(kvl_add_store)
   set_target_properties(KVLstore PROPERTIES LINKER_LANGUAGE CXX)
 endfunction()
 
-# A test program; each TEST in it becomes a ctest entry. With sanitizers the whole program is one entry.
+# A test program, run as a whole. SHARDS divides its tests among that many ctest entries, which run in parallel.
+# THREADS marks a program that uses threads: only these are run with the thread sanitizer.
 function(kvl_test target)
-  kvl_parse_arguments("" "" "SOURCES;LIBRARIES" ${ARGN})
+  kvl_parse_arguments("THREADS" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${target} ${ARG_SOURCES})
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}") # tests/support
   target_link_libraries(${target} PRIVATE
     ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
-  if(KVL_SANITIZE)
-    # Starting a process for each test would take longer than most tests run.
-    add_test(NAME ${target} COMMAND ${target} --gtest_brief=1)
-    set_tests_properties(${target} PROPERTIES TIMEOUT 1800)
+  target_precompile_headers(${target} REUSE_FROM test_headers)
+  set_property(GLOBAL APPEND PROPERTY KVL_TEST_PROGRAMS ${target})
+  if(KVL_TESTS_WITH_THREADS_ONLY AND NOT ARG_THREADS)
+    set_target_properties(${target} PROPERTIES EXCLUDE_FROM_ALL ON)
     return()
   endif()
-  include(GoogleTest)
-  gtest_discover_tests(${target} TEST_PREFIX "${target}." DISCOVERY_MODE PRE_TEST
-    PROPERTIES TIMEOUT 300)
+  if(NOT ARG_SHARDS)
+    set(ARG_SHARDS 1)
+  endif()
+  math(EXPR last "${ARG_SHARDS} - 1")
+  foreach(shard RANGE ${last})
+    set(name ${target})
+    if(ARG_SHARDS GREATER 1)
+      string(APPEND name ".${shard}")
+    endif()
+    add_test(NAME ${name} COMMAND ${target} --gtest_brief=1)
+    set_tests_properties(${name} PROPERTIES
+      TIMEOUT 1800 ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${shard}")
+  endforeach()
+endfunction()
+
+# Fails if a test program has no tests. Call it after all folders have added theirs.
+function(kvl_check_test_programs)
+  get_property(programs GLOBAL PROPERTY KVL_TEST_PROGRAMS)
+  foreach(program IN LISTS programs)
+    get_target_property(sources ${program} SOURCES)
+    if(NOT sources MATCHES "_test[.]cpp")
+      message(FATAL_ERROR "the test program ${program} has no tests")
+    endif()
+  endforeach()
 endfunction()

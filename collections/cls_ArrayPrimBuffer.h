@@ -51,7 +51,7 @@ template <class T> class cls_ArrayPrimBuffer {
     if (isSame && m_Block != nullptr) return *this;
     Release();
     m_Block = other.m_Block;
-    if (m_Block == nullptr) std::exit(0);
+    if (m_Block == nullptr) std::exit(0); // NOLINT(concurrency-mt-unsafe)
     ++m_Block->m_RefCount;
     return *this;
   }

@@ -9,7 +9,7 @@ template class thr_ThreadSingleton<cls_ExtQuant>;
 namespace {
 
 int Chosen(cow_String const& name, int defaultQuantum) {
-  char const* const text = std::getenv(name.CharsOrEmpty());
+  char const* const text = std::getenv(name.CharsOrEmpty()); // NOLINT(concurrency-mt-unsafe)
   if (text == nullptr) return defaultQuantum;
   int const quantum = std::atoi(text);
   return quantum < 1 ? defaultQuantum : quantum;
@@ -20,7 +20,7 @@ int Chosen(cow_String const& name, int defaultQuantum) {
 int cls_ExtQuant::ExtentQuantum(cow_String const& name, int defaultQuantum) {
   if (m_State == Off) return defaultQuantum;
   if (m_State == NotLookedAt) {
-    if (std::getenv("EXTENT_QUANTUM_OVERRIDE") == nullptr) {
+    if (std::getenv("EXTENT_QUANTUM_OVERRIDE") == nullptr) { // NOLINT(concurrency-mt-unsafe)
       m_State = Off;
       return defaultQuantum;
     }

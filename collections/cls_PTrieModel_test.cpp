@@ -10,6 +10,7 @@
 #include "collections/cls_PTrie.h"
 #include "tests/support/CountedValue.h"
 #include "tests/support/OnThread.h"
+#include "tests/support/Seeds.h"
 
 // Millions of random steps on tries beside an ordered map from the keys' unsigned images.
 namespace {
@@ -172,6 +173,6 @@ TEST_P(PTrieModel, HoldsForKeysOfTwoWords) {
   ExpectHolds(keys);
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, PTrieModel, testing::Values(1U, 4711U));
+INSTANTIATE_TEST_SUITE_P(Seeds, PTrieModel, testing::ValuesIn(Seeds({1U, 4711U})));
 
 } // namespace

@@ -25,7 +25,7 @@ cls_ClassMetadata const& Found(cls_ClassMetadataHld const& holder) {
 }
 
 void WarnOfDuplicate(cls_ClassMetadata const& metadata) {
-  if (std::getenv("KORVEL_SITE") == nullptr) return;
+  if (std::getenv("KORVEL_SITE") == nullptr) return; // NOLINT(concurrency-mt-unsafe)
   std::fprintf(stderr, "WARNING: Metadata for class %s version %d has been initialized more than once.\n",
                metadata.Name().CharsOrEmpty(), metadata.Version());
 }

@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
-# Installs what is needed to build, test and measure, on Debian and its derivatives. Prints and changes
-# nothing if everything is installed.
+# Installs what is needed to build, test and measure, on Debian and its derivatives. Prints and changes nothing if
+# everything is installed.
+#
+#   scripts/setup.sh           the build, the tests, the examples and the benchmarks
+#   scripts/setup.sh --lint    also what scripts/lint.sh needs
 set -euo pipefail
 
 packages=(
@@ -11,6 +14,10 @@ packages=(
   libeigen3-dev libcli11-dev   # the examples
   libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )
+
+if [[ "${1:-}" == --lint ]]; then
+  packages+=(clang-14 clang-format-14 clang-tidy-14)
+fi
 
 fail() {
   printf 'setup: %s\n' "$1" >&2

@@ -7,6 +7,7 @@
 
 #include "persist/identity/cls_Uid.h"
 #include "tests/support/OnThread.h"
+#include "tests/support/Seeds.h"
 #include "tests/support/TracedHistory.h"
 
 // Millions of random steps on one thread's identities beside a model that knows every record's count, the
@@ -161,6 +162,6 @@ TEST_P(cls_UidModel, PoolFollowsTheModelWhileItGrowsAndShrinks) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, cls_UidModel, testing::Values(1U, 4711U));
+INSTANTIATE_TEST_SUITE_P(Seeds, cls_UidModel, testing::ValuesIn(Seeds({1U, 4711U})));
 
 } // namespace

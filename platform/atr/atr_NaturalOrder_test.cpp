@@ -12,6 +12,7 @@
 #include "platform/atr/atr_KeyOrder.h"
 #include "platform/omni/omi_Btree.h"
 #include "platform/omni/omi_BtreeIterator.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -148,7 +149,7 @@ TEST_P(atr_NaturalOrderModel, IsTransitive) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, atr_NaturalOrderModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, atr_NaturalOrderModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 using KeyOrder = omi_KeyOrder<cow_String>;
 using Names = std::vector<std::string>;

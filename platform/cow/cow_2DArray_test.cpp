@@ -14,6 +14,7 @@
 #include "platform/cow/cow_String.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/CountedValue.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -268,6 +269,6 @@ TEST_P(cow_2DArrayModel, TablesFollowVectors) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, cow_2DArrayModel, testing::Values(1U, 77U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, cow_2DArrayModel, testing::ValuesIn(Seeds({1U, 77U, 20260101U})));
 
 } // namespace

@@ -12,6 +12,7 @@
 #include "platform/cow/cow_BtreeIterator.h"
 #include "platform/cow/cow_String.h"
 #include "tests/support/CountedValue.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -353,6 +354,6 @@ TEST_P(cow_BtreeModel, TreesAndIteratorsFollowMaps) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, cow_BtreeModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, cow_BtreeModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "platform/cow/cow_1DArrayList.h"
 #include "platform/cow/cow_List.h"
 #include "platform/cow/cow_String.h"
+#include "tests/support/Seeds.h"
 
 // Random steps on a handful of containers that share their storage in ever new ways, each beside a
 // std::vector that shares nothing.
@@ -158,6 +159,6 @@ TEST_P(CowModel, ListAndItsWalksFollowVectors) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, CowModel, testing::Values(1U, 77U, 20250131U));
+INSTANTIATE_TEST_SUITE_P(Seeds, CowModel, testing::ValuesIn(Seeds({1U, 77U, 20250131U})));
 
 } // namespace

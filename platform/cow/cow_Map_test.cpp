@@ -13,6 +13,7 @@
 #include "platform/cow/cow_ConstMapIterator.h"
 #include "platform/cow/cow_String.h"
 #include "tests/support/CountedValue.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -431,6 +432,6 @@ TEST_P(cow_MapModel, MapsAndIteratorsFollowStandardMaps) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, cow_MapModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, cow_MapModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 } // namespace

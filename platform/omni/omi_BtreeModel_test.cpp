@@ -5,6 +5,7 @@
 
 #include "platform/omni/omi_Btree.h"
 #include "platform/omni/omi_BtreeIterator.h"
+#include "tests/support/Seeds.h"
 
 // Millions of random steps on a tree beside a std::map: phases in which the tree grows and phases in which it
 // shrinks to nearly nothing take turns.
@@ -125,6 +126,6 @@ TEST_P(omi_BtreeModel, KeysInReversedOrderFollowAMap) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, omi_BtreeModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, omi_BtreeModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 } // namespace

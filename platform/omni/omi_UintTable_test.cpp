@@ -14,6 +14,7 @@
 
 #include "platform/omni/omi_UintTableIterator.h"
 #include "tests/support/CountedValue.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -470,6 +471,6 @@ TEST_P(omi_UintTableModel, TableFollowsAMap) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, omi_UintTableModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, omi_UintTableModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "collections/cls_2dArrayPrim.h"
 #include "collections/cls_ArrayPrim.h"
 #include "collections/cls_SimpleArrayPrim.h"
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
@@ -84,7 +85,8 @@ template <class T> class BulkArray : public StoreFileTest {
   }
 };
 
-using ElementTypes = testing::Types<int, float, double, bool, cow_String>;
+// One of each encoding: numbers, bits, texts. The contract suite sweeps all types.
+using ElementTypes = testing::Types<double, bool, cow_String>;
 TYPED_TEST_SUITE(BulkArray, ElementTypes);
 
 TYPED_TEST(BulkArray, ComesBackInAnotherSession) {
@@ -585,6 +587,6 @@ TEST_P(BulkModel, StoredArrayMatchesAVector) {
   EXPECT_EQ(IntegrityOf(Path()), "ok");
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, BulkModel, testing::Values(1U, 2U, 20240611U));
+INSTANTIATE_TEST_SUITE_P(Seeds, BulkModel, testing::ValuesIn(Seeds({1U, 2U, 20240611U})));
 
 } // namespace

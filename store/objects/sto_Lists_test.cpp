@@ -66,7 +66,8 @@ template <class T> bool IsSame(std::vector<T> const& a, std::vector<T> const& b)
 }
 
 template <class T> class StoreListsOf : public StoreTest {};
-using ElementTypes = testing::Types<bool, cow_String, float, double, unsigned int, int>;
+// One of each encoding: bits, texts, numbers. The contract suite sweeps all types.
+using ElementTypes = testing::Types<bool, cow_String, double>;
 TYPED_TEST_SUITE(StoreListsOf, ElementTypes);
 
 TYPED_TEST(StoreListsOf, EveryLengthAroundABlockComesBack) {

@@ -69,10 +69,9 @@ template <class K, class T> struct Kind {
 };
 
 template <class T> class StoreMapKind : public StoreCollectionTest {};
-using Kinds =
-    testing::Types<Kind<int, cow_String>, Kind<int, float>, Kind<int, double>, Kind<int, unsigned int>,
-                   Kind<int, int>, Kind<cow_String, unsigned int>, Kind<cow_String, cow_String>,
-                   Kind<cow_String, int>, Kind<cow_String, float>, Kind<cow_String, double>>;
+// Both keys, with values of fixed and of varying length. The contract suite sweeps all types.
+using Kinds = testing::Types<Kind<int, cow_String>, Kind<int, double>, Kind<cow_String, unsigned int>,
+                             Kind<cow_String, cow_String>>;
 TYPED_TEST_SUITE(StoreMapKind, Kinds);
 
 TYPED_TEST(StoreMapKind, ComesBackInAnotherSession) {

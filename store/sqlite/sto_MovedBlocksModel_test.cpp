@@ -6,6 +6,7 @@
 #include <random>
 #include <stdexcept>
 
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreFaultVfs.h"
 #include "tests/support/store/StoreStream.h"
 
@@ -150,8 +151,8 @@ TEST_P(MovedBlocksModel, StoredListMatchesAVector) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, MovedBlocksModel,
-                         testing::Values(std::pair{1U, false}, std::pair{2U, false},
-                                         std::pair{20240611U, false}, std::pair{3U, true}),
+                         testing::ValuesIn(Seeds({std::pair{1U, false}, std::pair{2U, false},
+                                                  std::pair{20240611U, false}, std::pair{3U, true}})),
                          [](auto const& seed) {
                            return (seed.param.second ? "Log" : "Journal") + std::to_string(seed.param.first);
                          });

@@ -6,6 +6,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
@@ -315,6 +316,6 @@ TEST_P(StoreModel, StoreMatchesTheModelAfterEachStep) {
   EXPECT_LT(m_ConflictCount, m_SaveCount / 3);
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, StoreModel, testing::Values(1U, 2U, 3U, 20240611U));
+INSTANTIATE_TEST_SUITE_P(Seeds, StoreModel, testing::ValuesIn(Seeds({1U, 2U, 3U, 20240611U})));
 
 } // namespace
