@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A reference decoder: one byte at a time, as the format is described.
+/// A plain decoder to compare the reader with: one byte after the other, as the format is documented.
 class ModelReader {
  public:
   explicit ModelReader(sto_ByteView bytes) : m_Bytes(bytes.begin(), bytes.end()) {}
@@ -81,7 +81,7 @@ sto_Bytes Encoded(std::uint64_t value) {
   return bytes;
 }
 
-/// Bytes at a chosen distance from a multiple of eight, with no readable memory after them.
+/// Bytes at a chosen distance from a multiple of eight; memory checkers notice a read beyond their end.
 class Placed {
  public:
   Placed(sto_ByteView bytes, std::size_t offset) : m_Offset(offset), m_Memory(offset + bytes.size()) {
@@ -283,7 +283,7 @@ TEST(StoreCodec, AnySequenceOfReadsMatchesTheModel) {
 
 using Failing = void (*)(sto_ByteReader& reader);
 
-/// After a failure nothing can be read, even if bytes are left.
+/// After a failure nothing more is read, even if bytes were left.
 void ExpectStaysFailed(sto_ByteView bytes, Failing fail) {
   sto_ByteReader reader(bytes);
   ASSERT_FALSE(reader.Failed());

@@ -289,7 +289,7 @@ TEST(StoreRecord, RandomBytesWithARightChecksumNeverCrash) {
   std::mt19937 random(seed);
   int taken = 0;
   for (int round = 0; round < 200'000; ++round) {
-    // A valid beginning, so that parsing continues, followed by random bytes.
+    // A valid beginning, so that the rest is reached, and then random bytes.
     sto_Bytes bytes = Sealed([&](sto_ByteWriter& writer) {
       Part([](sto_ByteWriter&) {})(writer);
       for (unsigned int left = random() % 40; left > 0; --left)

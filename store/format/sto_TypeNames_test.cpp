@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The enumerators of a header and their codes, read from its text.
+/// The enumerators in the text of a header, with their codes.
 std::set<std::pair<int, std::string>> EnumeratorsOf(std::string const& header, std::string const& prefix) {
   std::ifstream file(KVL_SOURCE_DIR "/" + header);
   std::string const text{std::istreambuf_iterator<char>(file), {}};

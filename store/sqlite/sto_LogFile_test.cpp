@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The files beside a store, and whether the store file is complete without them.
+/// The files beside the file of a store, and what the file alone holds.
 class StoreLogFile : public StoreStreamTest {
  protected:
   static constexpr int Count = Blocks * BlockSize;
@@ -162,8 +162,8 @@ TEST_F(StoreLogFile, CommitInTheLogFillsTheSectorThatItEndsIn) {
   for (int i = 0; i < 5; ++i) {
     store.Save("new " + std::to_string(i), Stream());
     StoreBytes const log = FileBytes(Path() + "-wal");
-    // Each frame is a page preceded by 24 bytes. The last frame of the commit is repeated, so that the next
-    // commit begins in another sector than the one where this commit ended.
+    // Each frame is a page with 24 bytes before it; the last frame of the commit is written once more, so
+    // that the next commit begins in another sector than the one in which this commit ended.
     constexpr std::size_t Frame = 16384 + 24;
     ASSERT_EQ((log.size() - 32) % Frame, 0U);
     ASSERT_GE(log.size(), before + 2 * Frame);

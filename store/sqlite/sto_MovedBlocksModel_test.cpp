@@ -213,7 +213,7 @@ TEST_F(MovedBlocksFault, KillAtEachOperationOnTheFileLeavesTheOldBlocksOrTheNew)
       ASSERT_TRUE(stream->ReadAll(Count) == Filled(isNew ? 2 : 1));
     }
     ExpectTables();
-    if (step % 16 == 0) { // the store remains usable
+    if (step % 16 == 0) { // and the store can be used further
       Overwrite(3);
       ExpectTables();
       ASSERT_TRUE(Open().Load<Stream>("stream")->ReadAll(Count) == Filled(3));
@@ -249,7 +249,7 @@ TEST_F(MovedBlocksFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllO
     StoreFaultVfs::Disarm();
     ASSERT_TRUE(stream->ReadAll(Count) == Filled(isCommitted ? 2 : 1));
     ASSERT_TRUE(Open().Load<Stream>("stream")->ReadAll(Count) == Filled(isCommitted ? 2 : 1));
-    sto_Transaction transaction(store); // the session remains usable
+    sto_Transaction transaction(store); // the session can be used further
     stream->Write(0, Filled(3));
     transaction.Commit();
     ASSERT_TRUE(stream->ReadAll(Count) == Filled(3));

@@ -308,7 +308,7 @@ TEST_F(StoreMovedBlocks, ChecksumsAreBoundToTheListAndToThePositionInIt) {
   expectDamaged(60);
   file.Run("DELETE FROM moved_block WHERE place = " + two);
   expectDamaged(60);
-  Overwrite(60, 1, 5); // a new row replacing the missing one
+  Overwrite(60, 1, 5); // a new row replaces the missing one
   ExpectModelEverywhere();
 }
 

@@ -181,7 +181,7 @@ TEST_F(StoreUndo, CommitThatIsBusyCanBeTriedAgain) {
   ExpectBlocks(1, 50, 9);
 }
 
-/// The state in SQLite after a commit failed for a reason other than a busy store.
+/// What SQLite leaves after a commit that failed for any reason but Busy.
 TEST_F(StoreUndo, CommitThatFailsOtherwiseIsUndoneOrDoneAndASecondOneRaises) {
   m_Driver.reset();
   using Fault = StoreFaultVfs::Fault;
@@ -213,7 +213,7 @@ TEST_F(StoreUndo, CommitThatFailsOtherwiseIsUndoneOrDoneAndASecondOneRaises) {
         bool const struck = StoreFaultVfs::HasStruck();
         StoreFaultVfs::Disarm();
         failures += hasFailed ? 1 : 0;
-        // All or nothing; with a late error the commit may be complete.
+        // All or nothing: if the error came after the last write, the new state may be there.
         m_Driver->Begin(false);
         sto_Bytes data;
         ASSERT_TRUE(m_Driver->ReadBlock(1, data));
