@@ -1,16 +1,16 @@
 #!/usr/bin/env bash
-# What is found without running anything: the format of the whole tree, the warnings of Clang over the libraries, and
-# clang-tidy over the sources of the libraries. Any finding is a failure.
+# All checks that run no program: the format of the whole tree, Clang's warnings on the libraries, and clang-tidy on the
+# libraries' sources. Any finding is a failure.
 #
 #   scripts/lint.sh
-#   scripts/lint.sh --deep    clang-tidy follows paths through functions as well, and reads the tests and examples;
+#   scripts/lint.sh --deep    also clang-tidy's path analysis, and clang-tidy on tests and examples;
 #                             needs the compile commands of build/dev
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 scripts/setup.sh --lint
 
-# Of a file that git does not know yet, too.
+# Include files that git does not track yet.
 git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp' |
   xargs clang-format-14 --dry-run --Werror
 echo "lint: the format is right"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds everything and runs all tests, on a fresh machine too. Arguments go to ctest:
-#   scripts/test.sh -R errors     only the test programs whose name holds "errors"
-#   scripts/test.sh --all         model tests with all of their seeds, the long fault campaign, and scripts/lint.sh --deep
+# Builds everything and runs all tests; works on a fresh machine. Arguments go to ctest:
+#   scripts/test.sh -R errors     only test programs with "errors" in their name
+#   scripts/test.sh --all         model tests with all seeds, the long fault campaign, and scripts/lint.sh --deep
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 

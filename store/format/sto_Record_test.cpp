@@ -14,7 +14,7 @@ using Write = std::function<void(sto_ByteWriter&)>;
 
 constexpr std::uint64_t Huge = std::numeric_limits<std::uint64_t>::max();
 
-/// A sealed record of what `write` writes, as object 5.
+/// A sealed record with the content that `write` writes, as object 5.
 sto_Bytes Sealed(Write const& write) {
   sto_Bytes bytes;
   sto_ByteWriter writer(bytes);
@@ -43,7 +43,7 @@ Write Part(Write fields) {
   };
 }
 
-/// A part with one field of a tag; `value` writes what follows the tag. No list.
+/// A part with one field of the given tag; `value` writes what follows the tag. No list.
 Write Field(std::uint8_t tag, Write value) {
   return Part([tag, value](sto_ByteWriter& writer) {
     writer.Varint(1);
@@ -54,7 +54,7 @@ Write Field(std::uint8_t tag, Write value) {
   });
 }
 
-/// No fields, and the list content that `content` writes.
+/// No fields, and list content written by `content`.
 Write Content(Write content) {
   return Part([content](sto_ByteWriter& writer) {
     writer.Varint(0);
@@ -202,7 +202,7 @@ TEST(StoreRecord, HostileListsAreRefused) {
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, std::uint64_t{1} << 31, 0)));
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, Huge, 0)));
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, std::int64_t{1} << 31, 1, 0)));
-  EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, 5000, 1))); // bytes where blocks should be
+  EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, 5000, 1))); // bytes instead of blocks
 }
 
 TEST(StoreRecord, HostileListsOfObjectsAreRefused) {
@@ -223,7 +223,7 @@ TEST(StoreRecord, HostileListsOfObjectsAreRefused) {
   EXPECT_TRUE(IsRefused(list(1, 2, {7})));
   EXPECT_TRUE(IsRefused(list(1, 1, {7, 7})));
   EXPECT_TRUE(IsRefused(list(1, 1, {7}, 1)));
-  EXPECT_TRUE(IsRefused(list(1, 1, {std::uint64_t{1} << 43}))); // no object can have this id
+  EXPECT_TRUE(IsRefused(list(1, 1, {std::uint64_t{1} << 43}))); // above all object ids
   EXPECT_TRUE(IsRefused(list(1, 1, {Huge})));
   sto_Record record;
   std::string problem;
@@ -253,11 +253,11 @@ TEST(StoreRecord, HostileMapsAreRefused) {
   EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementInt, 1, {5, 1, 2, 3, 4, 5})));
   EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementInt, 0, {5})));
   EXPECT_TRUE(IsRefused(
-      map(1, sto_Format::ElementInt, 1, {0xFF, 0xFF, 0xFF, 0xFF, 0x1F, 1, 2, 3, 4}))); // 2^31 and more
+      map(1, sto_Format::ElementInt, 1, {0xFF, 0xFF, 0xFF, 0xFF, 0x1F, 1, 2, 3, 4}))); // 2^31 and above
   EXPECT_TRUE(IsRefused(map(2, sto_Format::ElementInt, 1, {6, 'a', 1, 2, 3, 4}))); // a text beyond the end
   EXPECT_TRUE(IsRefused(
       map(2, sto_Format::ElementString, 1, {1, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 1})));
-  EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementObject, 1, {1, 0}))); // an entry has an element
+  EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementObject, 1, {1, 0}))); // entries without elements
   EXPECT_TRUE(
       IsRefused(map(1, sto_Format::ElementObject, 1, {1, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 1})));
   sto_Record record;

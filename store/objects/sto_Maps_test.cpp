@@ -136,7 +136,7 @@ TEST_F(StoreMaps, HundredThousandEntriesComeBack) {
   EXPECT_EQ((LoadMap<cow_String, double>(store)), entries);
 }
 
-TEST_F(StoreMaps, MapOfAnObjectThatIsNotThereIsEmpty) {
+TEST_F(StoreMaps, MapOfAnAbsentObjectIsEmpty) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
   EXPECT_TRUE((LoadMap<int, double>(store).empty()));
@@ -310,7 +310,7 @@ TEST_F(StoreMaps, IntTableComesBackInItsOrder) {
   EXPECT_EQ(LoadTable(store), pairs);
 }
 
-TEST_F(StoreMaps, IntTableOfAFieldThatIsNotThereIsEmpty) {
+TEST_F(StoreMaps, IntTableOfAnAbsentFieldIsEmpty) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
   EXPECT_TRUE(LoadTable(store).empty());

@@ -14,9 +14,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A seeded walk of a stored list beside a plain vector: runs of any length at any place, transactions,
-/// rollbacks, saves that fail, the list saved whole, reopened stores. With a rollback journal, where blocks
-/// move, and with a write-ahead log, where none does.
+/// A seeded random walk of a stored list and a plain vector: runs of any length at any place, transactions,
+/// rollbacks, failing saves, whole saves of the list, reopened stores. With a rollback journal, where blocks
+/// move, and with a write-ahead log, where they do not.
 class MovedBlocksModel : public StoreStreamTest,
                          public testing::WithParamInterface<std::pair<unsigned int, bool>> {
  protected:
@@ -132,7 +132,7 @@ class MovedBlocksModel : public StoreStreamTest,
   std::vector<int> m_Model, m_Committed;
 };
 
-TEST_P(MovedBlocksModel, StoredListIsWhatTheVectorSays) {
+TEST_P(MovedBlocksModel, StoredListMatchesAVector) {
   std::int64_t moved = 0;
   for (int step = 0; step < 800; ++step) {
     SCOPED_TRACE("seed " + std::to_string(GetParam().first) + " step " + std::to_string(step));
@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Seeds, MovedBlocksModel,
                            return (seed.param.second ? "Log" : "Journal") + std::to_string(seed.param.first);
                          });
 
-/// A list of blocks that have moved, overwritten under failures of the file system.
+/// A list of moved blocks, overwritten while the file system fails.
 class MovedBlocksFault : public StoreStreamTest {
  protected:
   static constexpr int Count = 60 * BlockSize;
@@ -228,7 +228,7 @@ TEST_F(MovedBlocksFault, KillAtEachOperationOnTheFileLeavesTheOldBlocksOrTheNew)
 TEST_F(MovedBlocksFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllOrNothing) {
   MakeBase();
   StoreFaultVfs const vfs;
-  for (int step = 1;; step += 2) { // either fault at every second operation
+  for (int step = 1;; step += 2) { // each fault at every second operation
     SCOPED_TRACE("step " + std::to_string(step));
     TakeBase();
     sto_Store store = Open();
@@ -280,7 +280,7 @@ TEST_F(MovedBlocksFault, CommitThatFailedIsTriedAgain) {
         transaction.Commit();
         expected = 2;
         ++retried;
-      } catch (sto_Exception const&) { // the storage has undone it
+      } catch (sto_Exception const&) { // SQLite rolled it back
         transaction.Rollback();
       }
     }

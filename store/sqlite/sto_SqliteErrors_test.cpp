@@ -47,7 +47,7 @@ TEST_F(SqliteErrors, ExtendedCodeHasItsOwnAdviceWhereItNeedsOne) {
   EXPECT_EQ(advice(SQLITE_IOERR_READ), advice(SQLITE_IOERR));
 }
 
-TEST_F(SqliteErrors, BusyTellsWhoIsInTheWay) {
+TEST_F(SqliteErrors, BusySaysWhoHoldsTheStore) {
   sto_SqliteConnection::Opening const opening{SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, 0, false};
   sto_SqliteConnection one(Path(), opening);
   sto_SqliteConnection other(Path(), opening);
@@ -77,7 +77,7 @@ TEST_F(SqliteErrors, MessageHasFileTextCodeAndAdvice) {
   sto_SqliteConnection text(Path("text"), opening);
   std::string const noStore =
       MessageOf(sto_ErrorKind::NotFound, [&] { text.Execute("SELECT * FROM sqlite_schema"); });
-  for (char const* const other : {"folder", "database"}) { // neither of which SQLite itself objects to
+  for (char const* const other : {"folder", "database"}) { // SQLite itself accepts both
     if (std::string(other) == "folder")
       std::filesystem::create_directory(Path(other));
     else

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The root's slots, which every class of the family begins with.
+/// The slots of the root class, with which every class of the family starts.
 template <class Class> void ListRootSlots(SlotList<Class>& list) {
   list.template Is<atr_String()>(1, &Class::DeveloperReport);
   list.template Is<atr_String()>(2, &Class::UserReport);
@@ -19,7 +19,7 @@ template <class Class> void ListRootSlots(SlotList<Class>& list) {
 
 } // namespace
 
-TEST(ExceptionSlots, RootStandsInOrder) {
+TEST(ExceptionSlots, RootIsInOrder) {
   SlotList<nex_Exception> list;
   ListRootSlots(list);
   list.Is<nex_Exception*() const>(5, &nex_Exception::Copy);
