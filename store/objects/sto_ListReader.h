@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -62,7 +61,8 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
     if (!sto_Unseal(static_cast<std::uint64_t>(Key(block)), view)) RaiseDamaged();
     int const first = block * sto_Format::BlockElementCount;
     m_Reader = sto_ByteReader(view);
-    if (view.size() < MinBytes(std::min(m_List.m_Count - first, sto_Format::BlockElementCount)))
+    int const left = m_List.m_Count - first;
+    if (view.size() < MinBytes(left < sto_Format::BlockElementCount ? left : sto_Format::BlockElementCount))
       RaiseDamaged();
   }
 
