@@ -97,11 +97,21 @@ function(kvl_add_store)
   set_target_properties(KVLstore PROPERTIES LINKER_LANGUAGE CXX)
 endfunction()
 
+# Called when all folders have added their sources: a program without tests would pass.
+function(kvl_check_has_tests target)
+  get_target_property(sources ${target} SOURCES)
+  list(FILTER sources INCLUDE REGEX "_test\\.cpp$")
+  if(NOT sources)
+    message(FATAL_ERROR "${target} has no source of tests (*_test.cpp)")
+  endif()
+endfunction()
+
 # One test program; every TEST in it becomes one ctest entry, with sanitizers the whole program.
 function(kvl_test target)
   kvl_parse_arguments("" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${target} ${ARG_SOURCES})
-  target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}") # tests/support
+  cmake_language(EVAL CODE
+    "cmake_language(DEFER DIRECTORY [[${PROJECT_SOURCE_DIR}]] CALL kvl_check_has_tests [[${target}]])")
   target_link_libraries(${target} PRIVATE
     ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
   if(KVL_SANITIZE)
