@@ -100,9 +100,9 @@ endfunction()
 # Called when all folders have added their sources: a program without tests would pass.
 function(kvl_check_has_tests target)
   get_target_property(sources ${target} SOURCES)
-  list(FILTER sources INCLUDE REGEX "_test\\.cpp$")
+  list(FILTER sources INCLUDE REGEX "_test[.]cpp$")
   if(NOT sources)
-    message(FATAL_ERROR "${target} has no source of tests (*_test.cpp)")
+    message(FATAL_ERROR "${target} has no source file of tests")
   endif()
 endfunction()
 
