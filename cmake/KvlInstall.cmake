@@ -1,4 +1,4 @@
-# Installs the libraries, their headers in the source tree's layout, and a package for find_package(KVLpersist).
+# Installs the libraries, the headers that programs include, and a package for find_package(KVLpersist).
 include(CMakePackageConfigHelpers)
 
 get_property(libraries GLOBAL PROPERTY KVL_LIBRARIES)
@@ -10,20 +10,12 @@ install(TARGETS ${libraries} EXPORT KVLpersistTargets
 install(EXPORT KVLpersistTargets NAMESPACE KVL::
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/KVLpersist")
 
-set(header_folders platform persist metadata errors collections wrappers module)
-if(KVL_BUILD_STORE)
-  list(APPEND header_folders store)
-endif()
-foreach(folder IN LISTS header_folders)
-  if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}")
-    install(DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kvlpersist"
-      FILES_MATCHING PATTERN "*.h")
-  endif()
-endforeach()
+install(DIRECTORY "${KVL_HEADERS_DIR}/kvlpersist" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 
 configure_package_config_file(cmake/KVLpersistConfig.cmake.in
   "${CMAKE_CURRENT_BINARY_DIR}/KVLpersistConfig.cmake"
   INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/KVLpersist")
+# A 0.x version may differ from the one before; the SOVERSION of the libraries says the same.
 write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/KVLpersistConfigVersion.cmake"
   COMPATIBILITY SameMinorVersion)
 install(FILES

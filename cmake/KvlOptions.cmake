@@ -33,30 +33,36 @@ if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${KVL_CCACHE}")
 endif()
 
-# Warnings and instrumentation of our own targets; nothing of this reaches a consumer.
-add_library(kvl_flags INTERFACE)
-target_compile_options(kvl_flags INTERFACE
+# Warnings and instrumentation, of our own targets only. A program that includes the headers as <kvlpersist/...>
+# takes these.
+add_library(kvl_program_flags INTERFACE)
+target_compile_options(kvl_program_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # GCC 12 warns of overlapping copies inside the standard library's own string concatenation.
-  target_compile_options(kvl_flags INTERFACE -Wno-restrict)
+  target_compile_options(kvl_program_flags INTERFACE -Wno-restrict)
 endif()
 if(KVL_WERROR)
-  target_compile_options(kvl_flags INTERFACE -Werror)
+  target_compile_options(kvl_program_flags INTERFACE -Werror)
 endif()
 if(KVL_SANITIZE)
-  target_compile_options(kvl_flags INTERFACE -fsanitize=${KVL_SANITIZE} -fno-omit-frame-pointer
+  target_compile_options(kvl_program_flags INTERFACE -fsanitize=${KVL_SANITIZE} -fno-omit-frame-pointer
     -fno-sanitize-recover=all)
-  target_link_options(kvl_flags INTERFACE -fsanitize=${KVL_SANITIZE})
+  target_link_options(kvl_program_flags INTERFACE -fsanitize=${KVL_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Instrumented code hides from GCC that the standard library's members are set.
-    target_compile_options(kvl_flags INTERFACE -Wno-maybe-uninitialized)
+    target_compile_options(kvl_program_flags INTERFACE -Wno-maybe-uninitialized)
   endif()
 endif()
 if(KVL_COVERAGE)
-  target_compile_options(kvl_flags INTERFACE --coverage)
-  target_link_options(kvl_flags INTERFACE --coverage)
+  target_compile_options(kvl_program_flags INTERFACE --coverage)
+  target_link_options(kvl_program_flags INTERFACE --coverage)
 endif()
+
+# Everything that belongs to the tree includes its headers by their path from the root.
+add_library(kvl_flags INTERFACE)
+target_link_libraries(kvl_flags INTERFACE kvl_program_flags)
+target_include_directories(kvl_flags INTERFACE "${PROJECT_SOURCE_DIR}")
 
 # Our tests: optimising them takes longer than running them slowly.
 add_library(kvl_test_flags INTERFACE)

@@ -19,8 +19,9 @@ function(kvl_library target alias)
   add_library(KVL::${alias} ALIAS ${target})
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_include_directories(${target} PUBLIC
-    "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
-    "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kvlpersist>")
+    "$<BUILD_INTERFACE:${KVL_HEADERS_DIR}>"
+    "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+  add_dependencies(${target} kvl_headers)
   target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE "$<BUILD_INTERFACE:kvl_flags>" ${ARG_PRIVATE})
   target_link_options(${target} PRIVATE -Wl,--no-undefined)
   if(KVL_SANITIZE)
@@ -30,7 +31,7 @@ function(kvl_library target alias)
     set_target_properties(${target} PROPERTIES LINK_OPTIONS "${options}")
   endif()
   set_target_properties(${target} PROPERTIES
-    EXPORT_NAME ${alias} VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    EXPORT_NAME ${alias} VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   set_property(GLOBAL APPEND PROPERTY KVL_LIBRARIES ${target})
 endfunction()
 
@@ -101,7 +102,6 @@ endfunction()
 function(kvl_test target)
   kvl_parse_arguments("THREADS" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${target} ${ARG_SOURCES})
-  target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}") # tests/support
   target_link_libraries(${target} PRIVATE
     ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
   target_precompile_headers(${target} REUSE_FROM test_headers)

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <algorithm>
-
 #include "collections/cls_ArrayPrimBuffer.h"
 #include "collections/cls_PTrie.h"
 #include "metadata/cls_CollectionType.h"
@@ -141,7 +139,8 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   [[nodiscard]] Run ConstGetRun(int index) const {
     if (index < 0 || index >= m_Size) return {nullptr, 0};
     int const inBlock = Buffer::ElementCount - (index & Buffer::SlotMask);
-    return {&GetBuffer(index)->At(index), std::min(inBlock, m_Size - index)};
+    int const inArray = m_Size - index;
+    return {&GetBuffer(index)->At(index), inBlock < inArray ? inBlock : inArray};
   }
 
   /// The class under which every array is stored, for all element types.

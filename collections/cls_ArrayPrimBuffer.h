@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <concepts>
 #include <cstdlib>
 #include <cstring>
@@ -68,7 +67,7 @@ template <class T> class cls_ArrayPrimBuffer {
     if constexpr (std::is_trivially_copyable_v<T>) // plain elements may be uninitialised: copy their bytes
       std::memcpy(m_Block->m_Values, other.m_Block->m_Values, sizeof m_Block->m_Values);
     else
-      std::copy_n(other.m_Block->m_Values, ElementCount, m_Block->m_Values);
+      for (int i = 0; i < ElementCount; ++i) m_Block->m_Values[i] = other.m_Block->m_Values[i];
   }
 
   // The block is shared: a const handle also gives write access to its elements.

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "tests/support/OnThread.h"
 
 namespace {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 
 #include "persist/identity/thr_ThreadSingleton.h"
 #include "platform/kvl_Export.h"

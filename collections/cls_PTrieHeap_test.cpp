@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "collections/cls_PTrie.h"
+#include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "tests/support/HeapCount.h"
 #include "tests/support/OnThread.h"
 

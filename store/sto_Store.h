@@ -4,7 +4,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <typeinfo>
 #include <vector>
 
@@ -15,8 +14,6 @@
 #include "store/sto_LoadScope.h"
 #include "store/sto_Options.h"
 #include "store/sto_Shared.h"
-#include "wrappers/cls_xpString.h"
-#include "wrappers/cls_xpTrString.h"
 
 class cls_AgentProxy;
 class sto_ReadTransaction;
@@ -128,8 +125,7 @@ class KVL_EXPORT sto_Store {
   template <class T> void Save(std::string_view root, T const& object) {
     SaveWith(root, &object, [](void const* untyped, cls_WriteVisitor const& visitor) {
       auto const& typed = *static_cast<T const*>(untyped);
-      // These two write into an object that somebody else has started.
-      if constexpr (std::is_same_v<T, cls_xpString> || std::is_same_v<T, cls_xpTrString>)
+      if constexpr (cls_NeedsStartedVisitor<T>)
         if (visitor.StartWrite(T::TypeId(), typed.Uid()) == 0) return;
       typed.DBWrite(visitor);
     });

@@ -33,3 +33,5 @@ class KVL_EXPORT cls_xpString {
   cow_String m_Text;
   cls_Uid m_Uid;
 };
+
+template <> inline constexpr bool cls_NeedsStartedVisitor<cls_xpString> = true;

@@ -27,3 +27,5 @@ class KVL_EXPORT cls_xpTrString {
   cow_String m_Text;
   cls_Uid m_Uid;
 };
+
+template <> inline constexpr bool cls_NeedsStartedVisitor<cls_xpTrString> = true;

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/OnThread.h"
 #include "tests/support/TracedHistory.h"

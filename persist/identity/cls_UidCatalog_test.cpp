@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "persist/identity/cls_Uid.h"
+#include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/HeapCount.h"
 #include "tests/support/OnThread.h"

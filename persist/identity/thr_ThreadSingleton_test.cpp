@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "persist/identity/cls_Static.h"
+#include "platform/thr/thr_ThrSingletonRegistry.h"
+#include "platform/thr/thr_ThreadSlot.h"
 #include "tests/support/OnThread.h"
 
 namespace {

@@ -152,3 +152,8 @@ class KVL_EXPORT cls_WriteVisitor {
   mutable cls_MementoWrite* m_Memento = nullptr; // set by StartWrite, which runs on a const visitor
   cls_AgentRequest const* m_Request = nullptr;
 };
+
+/// Whether T::DBWrite leaves StartWrite to its caller, because it only adds fields to an object that is being
+/// written. Whoever writes such an object by itself starts the visitor with T::TypeId() and object.Uid().
+/// Specialised in the header of such a class, behind the class.
+template <class T> inline constexpr bool cls_NeedsStartedVisitor = false;

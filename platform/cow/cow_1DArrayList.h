@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/cow/cow_1DArray.h"
@@ -62,7 +61,9 @@ template <class T> class cow_1DArrayList {
   void GrowStorage(int length) { m_Storage.Grow(length); }
 
   /// Keeps at most the first `count` elements as used.
-  void Truncate(int count) noexcept { m_Used = std::min(m_Used, count); }
+  void Truncate(int count) noexcept {
+    if (count < m_Used) m_Used = count;
+  }
 
   /// Empties the list and drops its share of the storage.
   void Clear() noexcept {
@@ -75,7 +76,8 @@ template <class T> class cow_1DArrayList {
     constexpr int First = 8;
     constexpr int Max = std::numeric_limits<int>::max();
     if (m_Used == Max) throw std::length_error("cow_1DArrayList: too many elements");
-    return m_Used > Max / 2 ? Max : std::max(First, 2 * m_Used);
+    if (m_Used > Max / 2) return Max;
+    return m_Used > First / 2 ? 2 * m_Used : First;
   }
 
   int m_Used = 0;

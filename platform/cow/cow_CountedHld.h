@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <utility>
 
 #include "platform/cow/cow_Counter.h"
@@ -16,9 +15,13 @@ template <class T> class cow_CountedHld {
 
   /// Takes ownership of `object` (may be null) with a new count of 1. Deletes `object` if that throws.
   explicit cow_CountedHld(T* object) {
-    std::unique_ptr<T> guard(object);
-    m_Counter = new cow_Counter(1);
-    m_Object = guard.release();
+    try {
+      m_Counter = new cow_Counter(1);
+    } catch (...) {
+      delete object;
+      throw;
+    }
+    m_Object = object;
   }
 
   cow_CountedHld(cow_CountedHld const& other) noexcept

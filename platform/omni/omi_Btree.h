@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -124,9 +123,14 @@ template <class K, class V> class omi_Btree {
   /// A child's own height. Intentional: an absent child counts as a leaf, which keeps the balancing light.
   static int StoredHeight(Node const* child) noexcept { return child == nullptr ? 0 : child->m_Height; }
 
-  static void UpdateHeight(Node& node) noexcept {
-    node.m_Height = std::max(Levels(node.m_Child[Left]), Levels(node.m_Child[Right]));
+  /// The height that a node has by its children.
+  static int HeightByChildren(Node const& node) noexcept {
+    int const left = Levels(node.m_Child[Left]);
+    int const right = Levels(node.m_Child[Right]);
+    return left < right ? right : left;
   }
+
+  static void UpdateHeight(Node& node) noexcept { node.m_Height = HeightByChildren(node); }
 
   /// Makes the node's child on the far side of `side` the top of the subtree.
   static void Rotate(Node*& top, int side) noexcept {
@@ -201,7 +205,7 @@ template <class K, class V> class omi_Btree {
     ++count;
     if (leftBound != nullptr && omi_KeyOrder<K>::Direction(top->m_Key, *leftBound) <= 0) return false;
     if (rightBound != nullptr && omi_KeyOrder<K>::Direction(top->m_Key, *rightBound) >= 0) return false;
-    if (top->m_Height != std::max(Levels(top->m_Child[Left]), Levels(top->m_Child[Right]))) return false;
+    if (top->m_Height != HeightByChildren(*top)) return false;
     return VerifyBelow(top->m_Child[Left], leftBound, &top->m_Key, count) &&
            VerifyBelow(top->m_Child[Right], &top->m_Key, rightBound, count);
   }

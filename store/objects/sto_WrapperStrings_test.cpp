@@ -5,6 +5,22 @@
 
 namespace {
 
+/// A class of a program that, as the string wrappers do, leaves the start of its object to the caller.
+struct Label {
+  static constexpr unsigned int TypeId() noexcept { return cls_xpString::TypeId(); }
+  explicit Label(cow_String const& text) : m_Text(text) {}
+  explicit Label(cls_ReadVisitor const& visitor) : m_Text(visitor) {}
+  void DBWrite(cls_WriteVisitor const& visitor) const { m_Text.DBWrite(visitor); }
+  [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Text.Uid(); }
+  cls_xpString m_Text;
+};
+
+} // namespace
+
+template <> inline constexpr bool cls_NeedsStartedVisitor<Label> = true;
+
+namespace {
+
 /// A string wrapper in a field. It leaves the start of its object to what holds it.
 template <class Wrapper> struct FieldText {
   explicit FieldText(Wrapper const& text) : m_Text(text) {}
@@ -171,6 +187,14 @@ TYPED_TEST(StoreTexts, TheOtherKindIsRefused) {
   this->Save(store, this->Text("text"_cow));
   MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(store.Load<Other>("text")); });
   MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(store.Load<cls_xpListString>("text")); });
+}
+
+TEST_F(StoreWrapperTest, ClassThatNeedsAStartedVisitorIsSavedAsARoot) {
+  sto_Store store = Create();
+  Label const label("left"_cow);
+  store.Save("label", label);
+  EXPECT_EQ(store.Load<cls_xpString>("label")->Text(), "left");
+  EXPECT_EQ(store.Load<cls_xpString>("label")->Uid().Entry(), label.Uid().Entry());
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -47,7 +46,7 @@ template <std::size_t PageBytes> class sto_PagePool {
   void AddChunk() {
     constexpr std::size_t MinPages = 4;
     constexpr std::size_t MaxPages = 1024;
-    std::size_t const pages = MinPages << std::min<std::size_t>(m_Chunks.size(), 8);
+    std::size_t const pages = MinPages << (m_Chunks.size() < 8 ? m_Chunks.size() : 8);
     static_assert(MinPages << 8 == MaxPages);
     m_Chunks.reserve(m_Chunks.size() + 1);
     auto* const chunk =

@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "errors/nex_TextException.h"
-#include "module/nex_initialize.h"
-#include "persist/identity/cls_Uid.h"
+#include <kvlpersist/errors/nex_TextException.h>
+#include <kvlpersist/module/nex_initialize.h>
+#include <kvlpersist/persist/identity/cls_Uid.h>
 
 namespace {
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs a finished build tree, moves the installation, and builds and runs two small projects on it, ours and
-# the one that README.md tells its readers to make:
+# Installs a finished build tree, moves the installation, checks its headers, and builds and runs small projects on
+# it, ours and the one that README.md tells its readers to make. Then builds ours on this checkout itself.
 #   tests/consumer/run.sh build/dev
 set -euo pipefail
 
@@ -10,30 +10,43 @@ if (($# != 1)) || [[ ! -f "$1/CMakeCache.txt" ]]; then
 fi
 build="$(cd "$1" && pwd)"
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+compiler="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$build/CMakeCache.txt")"
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
+
+configure() {
+  cmake -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF "$@"
+}
 
 cmake --install "$build" --prefix "$work/first" >"$work/install.log"
 mv "$work/first" "$work/prefix" # nothing may remember where it was installed
 
-cmake -S "$here" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$work/prefix" \
-  -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
-cmake --build "$work/build" --parallel 1
-"$work/build/consumer"
+"$here/headers.sh" "$work/prefix/include" "$build/public_headers.txt" "$compiler"
 
-# The libraries that it ran with are the installed ones.
-strays="$(ldd "$work/build/consumer" | grep libKVL | grep -v -F "$work/prefix/" || true)"
-if [[ -n "$strays" ]]; then
-  printf 'consumer: libraries from elsewhere:\n%s\n' "$strays" >&2
-  exit 1
-fi
+configure -S "$here" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$work/prefix"
+cmake --build "$work/build" --parallel 2
+"$work/build/consumer"
+(cd "$work" && build/consumer_store)
+
+# The libraries that they ran with are the installed ones, by the name that says with which versions they agree.
+version="$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=\([0-9]*\.[0-9]*\)\..*/\1/p' "$build/CMakeCache.txt")"
+for program in consumer consumer_store; do
+  ldd "$work/build/$program" | grep libKVL >"$work/libraries"
+  if grep -v -E "libKVL[a-z]+\.so\.${version/./\\.} => $work/prefix/" "$work/libraries" >&2; then
+    echo "consumer: $program has libraries from elsewhere, or of another version" >&2
+    exit 1
+  fi
+done
 
 mkdir "$work/bolts"
 awk '/^```cmake$/ { on = 1; next } /^```$/ { on = 0 } on' "$here/../../README.md" >"$work/bolts/CMakeLists.txt"
 awk '/^## / { here = $0 == "## A persisted class" } /^```cpp$/ { on = here; next } /^```$/ { on = 0 } on' \
   "$here/../../README.md" >"$work/bolts/main.cpp"
-cmake -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/prefix" \
-  -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF
+configure -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/prefix"
 cmake --build "$work/bolts/build"
 (cd "$work/bolts" && build/bolts && build/bolts)
+
+# The checkout as a part of a project: what programs include is there, and the folders of the tree are not.
+configure -S "$here" -B "$work/subproject" -DKVL_SOURCE="$here/../.."
+cmake --build "$work/subproject" --parallel 2 --target consumer_store_objects
 echo "consumer: the installed package works"

@@ -2,10 +2,10 @@
 
 #include <iostream>
 
-#include "module/nex_initialize.h"
-#include "persist/adapters/cls_TypeAdapter.h"
-#include "persist/identity/cls_OwnUid.h"
-#include "store/sto_Store.h"
+#include <kvlpersist/module/nex_initialize.h>
+#include <kvlpersist/persist/adapters/cls_TypeAdapter.h>
+#include <kvlpersist/persist/identity/cls_OwnUid.h>
+#include <kvlpersist/store/sto_Store.h>
 
 #include <blocks/docs/copies-and-identity/a-copy-that-is-to-be-another-object-1>
 

@@ -5,20 +5,20 @@
 #include <memory>
 #include <type_traits>
 
-#include "collections/cls_2dArrayPrim.h"
-#include "collections/cls_ArrayPrim.h"
-#include "collections/cls_SimpleArrayPrim.h"
-#include "module/nex_initialize.h"
-#include "persist/identity/cls_OwnUid.h"
-#include "store/sto_ReadCow.h"
-#include "store/sto_Store.h"
-#include "wrappers/cls_xoMap.h"
-#include "wrappers/cls_xp1DArray.h"
-#include "wrappers/cls_xp1DArrayList.h"
-#include "wrappers/cls_xp2DArray.h"
-#include "wrappers/cls_xpBtree.h"
-#include "wrappers/cls_xpList.h"
-#include "wrappers/cls_xpMap.h"
+#include <kvlpersist/collections/cls_2dArrayPrim.h>
+#include <kvlpersist/collections/cls_ArrayPrim.h>
+#include <kvlpersist/collections/cls_SimpleArrayPrim.h>
+#include <kvlpersist/module/nex_initialize.h>
+#include <kvlpersist/persist/identity/cls_OwnUid.h>
+#include <kvlpersist/store/sto_ReadCow.h>
+#include <kvlpersist/store/sto_Store.h>
+#include <kvlpersist/wrappers/cls_xoMap.h>
+#include <kvlpersist/wrappers/cls_xp1DArray.h>
+#include <kvlpersist/wrappers/cls_xp1DArrayList.h>
+#include <kvlpersist/wrappers/cls_xp2DArray.h>
+#include <kvlpersist/wrappers/cls_xpBtree.h>
+#include <kvlpersist/wrappers/cls_xpList.h>
+#include <kvlpersist/wrappers/cls_xpMap.h>
 
 #include <blocks/docs/declaring-classes/starting-the-library-1>
 

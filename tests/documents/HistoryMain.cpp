@@ -4,10 +4,10 @@
 #include <iostream>
 #include <vector>
 
-#include "collections/cls_ArrayPrim.h"
-#include "module/nex_initialize.h"
-#include "persist/adapters/cls_TypeAdapter.h"
-#include "store/sto_Store.h"
+#include <kvlpersist/collections/cls_ArrayPrim.h>
+#include <kvlpersist/module/nex_initialize.h>
+#include <kvlpersist/persist/adapters/cls_TypeAdapter.h>
+#include <kvlpersist/store/sto_Store.h>
 
 namespace {
 

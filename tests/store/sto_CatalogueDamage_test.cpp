@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <set>
 
 #include "persist/backend/cls_ReadListPrim.h"

@@ -56,6 +56,9 @@ HEAT = ["mesh", "physics", "model", "plot", "program"]
 LAYERS.update({f"examples/heat/{folder}": LAYERS["examples"] + layer for layer, folder in enumerate(HEAT)})
 TESTS = "tests"
 SUPPORT = "tests/support"
+# Programs as users write them, which include the headers as the installation has them.
+USERS = ["tests/consumer", "tests/documents"]
+INSTALLED = "kvlpersist/"
 
 TOP_FOLDERS = sorted({folder.split("/")[0] for folder in LAYERS} | {TESTS})
 OTHER_FOLDERS = [".ci", "cmake", "docs", "scripts"]
@@ -192,6 +195,24 @@ def platform_fault(path: str, target: str) -> str:
     return f"platform/{own} may not use platform/{other}"
 
 
+def user_of(path: str) -> str:
+    """The user's program that a file belongs to; empty for the tree's own files."""
+    if path.endswith("_test.cpp"):
+        return ""  # runs the programs
+    return next((folder for folder in USERS if path.startswith(folder + "/")), "")
+
+
+def bracket_fault(path: str, target: str, known: set[str]) -> str:
+    """Why the file at `path` may not include <target>; empty when it may."""
+    if target in known:
+        return f"headers of the project are included in quotes, by a user's program as <{INSTALLED}...>"
+    if not target.startswith(INSTALLED):
+        return ""
+    if not user_of(path):
+        return "headers of the project are included in quotes"
+    return "" if target.removeprefix(INSTALLED) in known else "no such header in the tree"
+
+
 def check_includes(tree: Tree) -> Iterator[Finding]:
     known = set(tree.files)
     for path in tree.code():
@@ -200,8 +221,11 @@ def check_includes(tree: Tree) -> Iterator[Finding]:
             line, what = line_of(text, match.start()), match["what"]
             target = what[1:-1]
             if what.startswith("<") and what.endswith(">"):
-                if target in known:
-                    yield Finding(path, line, f"{what}: headers of the project are included in quotes")
+                if fault := bracket_fault(path, target, known):
+                    yield Finding(path, line, f"{what}: {fault}")
+            elif user := user_of(path):
+                if f"{user}/{target}" not in known:
+                    yield Finding(path, line, f"{what}: a user's program includes <{INSTALLED}...>, or its own headers")
             elif len(what) > 2 and what.startswith('"') and what.endswith('"'):
                 if target not in known:
                     yield Finding(path, line, f"{what}: not a path from the root of the tree")

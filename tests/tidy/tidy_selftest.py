@@ -138,6 +138,22 @@ class Includes(TreeTest):
         files = {"store/s.h": HEADER, "persist/p.h": HEADER + "#include <store/s.h>\n"}
         self.assert_finding(tidy.check_includes, files, "persist/p.h:2:", "in quotes")
 
+    def test_installed_headers_are_for_programs_of_users(self) -> None:
+        text = "#include <kvlpersist/persist/p.h>\n"
+        for path in ["tests/consumer/main.cpp", "tests/documents/AMain.cpp"]:
+            self.assert_clean(tidy.check_includes, {"persist/p.h": HEADER, path: text})
+        for path in ["persist/q.cpp", "examples/e.cpp", "tests/t.cpp", "tests/documents/A_test.cpp"]:
+            self.assert_finding(tidy.check_includes, {"persist/p.h": HEADER, path: text}, f"{path}:1:", "in quotes")
+
+    def test_a_program_of_a_user_includes_installed_headers_that_are_there(self) -> None:
+        self.assert_finding(tidy.check_includes, {"tests/consumer/main.cpp": "#include <kvlpersist/persist/p.h>\n"},
+                            "tests/consumer/main.cpp:1:", "no such header")
+
+    def test_a_program_of_a_user_does_not_see_the_tree(self) -> None:
+        files = {"store/s.h": HEADER, "tests/consumer/main.cpp": '#include "store/s.h"\n'}
+        self.assert_finding(tidy.check_includes, files, "tests/consumer/main.cpp:1:", "a user's program")
+        self.assert_clean(tidy.check_includes, files | {"tests/consumer/store/s.h": HEADER})
+
     def test_headers_of_others_stand_in_angle_brackets(self) -> None:
         self.assert_clean(tidy.check_includes, {"persist/p.h": HEADER + "#  include <vector> // for a list\n"})
 

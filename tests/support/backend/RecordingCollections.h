@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_ReadMapPrim.h"
 #include "persist/backend/cls_ReadObjects.h"

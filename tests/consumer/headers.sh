@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Checks the headers of an installation: each public one compiles alone, what is installed is what these include, and
+# each of the others refuses to be included.
+#   tests/consumer/headers.sh <include folder> <list of public headers> <compiler>
+set -euo pipefail
+
+include="$(cd "$1" && pwd)"
+public="$2"
+compiler="$3"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+export include compiler work
+
+fail() {
+  printf 'headers: %s\n' "$1" >&2
+  exit 1
+}
+
+compile() { # a header, and where its dependencies and the compiler's messages go
+  echo "#include <kvlpersist/$1>" |
+    "$compiler" -std=c++20 -Wall -Wextra -Wpedantic -I "$include" -fsyntax-only -MD -MF "$2.d" -MT x -x c++ - 2>"$2.log"
+}
+compile_alone() {
+  local out="$work/${1//\//_}"
+  compile "$1" "$out" && [[ ! -s "$out.log" ]] || {
+    cat "$out.log" >&2
+    printf 'headers: <kvlpersist/%s> does not compile alone\n' "$1" >&2
+    return 255 # xargs stops
+  }
+}
+export -f compile compile_alone
+
+(cd "$include" && find . -type f -printf '%P\n') | sort >"$work/installed"
+grep -v '^kvlpersist/.*\.h$' "$work/installed" && fail "this is no header of the project"
+xargs -P "$(nproc)" -I '{}' bash -c 'compile_alone "{}"' <"$public"
+
+cat "$work"/*.d | tr ' ' '\n' | grep -F "$include/" | sed "s|^$include/||" | sort -u >"$work/reached"
+diff "$work/reached" "$work/installed" >&2 || fail "installed (>) is not what public headers include (<)"
+
+sed 's|^|kvlpersist/|' "$public" | sort | comm -13 - "$work/installed" >"$work/inner"
+[[ -s "$work/inner" ]] || fail "there is no inner header"
+while IFS= read -r header; do
+  # Also behind a public header, which has included it.
+  instead="$(sed -n 's/^#error .* include <\([^>]*\)>.*/\1/p' "$include/$header")"
+  for before in "" "#include <$instead>"; do
+    printf '%s\n#include <%s>\n' "$before" "$header" |
+      "$compiler" -std=c++20 -I "$include" -fsyntax-only -x c++ - 2>"$work/refusal" &&
+      fail "<$header> lets itself be included after '$before'"
+    grep -q -F "<$header> is an inner header: include <$instead>" "$work/refusal" || {
+      cat "$work/refusal" >&2
+      fail "<$header> does not say why it cannot be included"
+    }
+  done
+done <"$work/inner"
+echo "headers: $(wc -l <"$public") public ones compile alone, $(wc -l <"$work/inner") inner ones refuse to be included"
