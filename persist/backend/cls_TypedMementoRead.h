@@ -28,7 +28,7 @@ using cls_ReadObjectMapOf =
 ///     };
 ///
 /// `Self` must have these member templates; a missing one is a compile error. They take the arguments of the
-/// operations that they stand for; a `tag` selects the type and must not be read. Elements are bool,
+/// operations that they answer; a `tag` selects the type and must not be read. Elements are bool,
 /// cow_String, float, double, unsigned int and int; map values the same without bool; keys are int and
 /// cow_String.
 ///
@@ -62,110 +62,126 @@ using cls_ReadObjectMapOf =
 template <class Self> class cls_TypedMementoRead : public cls_MementoRead {
  public:
   bool Read(cls_FieldHandle const& field, bool const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   cow_String Read(cls_FieldHandle const& field, cow_String const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   float Read(cls_FieldHandle const& field, float const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   double Read(cls_FieldHandle const& field, double const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   unsigned int Read(cls_FieldHandle const& field, unsigned int const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   int Read(cls_FieldHandle const& field, int const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   signed char Read(cls_FieldHandle const& field, signed char const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   short Read(cls_FieldHandle const& field, short const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   unsigned short Read(cls_FieldHandle const& field, unsigned short const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   long long Read(cls_FieldHandle const& field, long long const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
   unsigned long long Read(cls_FieldHandle const& field, unsigned long long const& defaultValue) override {
-    return Get(field, defaultValue);
+    return TypedSelf().ReadScalar(field, defaultValue);
   }
 
-  cls_ReadListPrim<bool>* MakeReadListPrim(bool* tag) override { return List(tag); }
-  cls_ReadListPrim<cow_String>* MakeReadListPrim(cow_String* tag) override { return List(tag); }
-  cls_ReadListPrim<float>* MakeReadListPrim(float* tag) override { return List(tag); }
-  cls_ReadListPrim<double>* MakeReadListPrim(double* tag) override { return List(tag); }
-  cls_ReadListPrim<unsigned int>* MakeReadListPrim(unsigned int* tag) override { return List(tag); }
-  cls_ReadListPrim<int>* MakeReadListPrim(int* tag) override { return List(tag); }
+  cls_ReadListPrim<bool>* MakeReadListPrim(bool* tag) override { return TypedSelf().MakeListOf(tag); }
+  cls_ReadListPrim<cow_String>* MakeReadListPrim(cow_String* tag) override {
+    return TypedSelf().MakeListOf(tag);
+  }
+  cls_ReadListPrim<float>* MakeReadListPrim(float* tag) override { return TypedSelf().MakeListOf(tag); }
+  cls_ReadListPrim<double>* MakeReadListPrim(double* tag) override { return TypedSelf().MakeListOf(tag); }
+  cls_ReadListPrim<unsigned int>* MakeReadListPrim(unsigned int* tag) override {
+    return TypedSelf().MakeListOf(tag);
+  }
+  cls_ReadListPrim<int>* MakeReadListPrim(int* tag) override { return TypedSelf().MakeListOf(tag); }
 
-  cls_ReadMapInt2Prim<cow_String>* MakeReadMapInt2Prim(cow_String* tag) override { return Map<int>(tag); }
-  cls_ReadMapInt2Prim<float>* MakeReadMapInt2Prim(float* tag) override { return Map<int>(tag); }
-  cls_ReadMapInt2Prim<double>* MakeReadMapInt2Prim(double* tag) override { return Map<int>(tag); }
-  cls_ReadMapInt2Prim<unsigned int>* MakeReadMapInt2Prim(unsigned int* tag) override { return Map<int>(tag); }
-  cls_ReadMapInt2Prim<int>* MakeReadMapInt2Prim(int* tag) override { return Map<int>(tag); }
+  cls_ReadMapInt2Prim<cow_String>* MakeReadMapInt2Prim(cow_String* tag) override {
+    return TypedSelf().template MakeMapOf<int>(tag);
+  }
+  cls_ReadMapInt2Prim<float>* MakeReadMapInt2Prim(float* tag) override {
+    return TypedSelf().template MakeMapOf<int>(tag);
+  }
+  cls_ReadMapInt2Prim<double>* MakeReadMapInt2Prim(double* tag) override {
+    return TypedSelf().template MakeMapOf<int>(tag);
+  }
+  cls_ReadMapInt2Prim<unsigned int>* MakeReadMapInt2Prim(unsigned int* tag) override {
+    return TypedSelf().template MakeMapOf<int>(tag);
+  }
+  cls_ReadMapInt2Prim<int>* MakeReadMapInt2Prim(int* tag) override {
+    return TypedSelf().template MakeMapOf<int>(tag);
+  }
 
   cls_ReadMapString2Prim<unsigned int>* MakeReadMapString2Prim(unsigned int* tag) override {
-    return Map<cow_String>(tag);
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
   }
   cls_ReadMapString2Prim<cow_String>* MakeReadMapString2Prim(cow_String* tag) override {
-    return Map<cow_String>(tag);
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
   }
-  cls_ReadMapString2Prim<int>* MakeReadMapString2Prim(int* tag) override { return Map<cow_String>(tag); }
-  cls_ReadMapString2Prim<float>* MakeReadMapString2Prim(float* tag) override { return Map<cow_String>(tag); }
+  cls_ReadMapString2Prim<int>* MakeReadMapString2Prim(int* tag) override {
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
+  }
+  cls_ReadMapString2Prim<float>* MakeReadMapString2Prim(float* tag) override {
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
+  }
   cls_ReadMapString2Prim<double>* MakeReadMapString2Prim(double* tag) override {
-    return Map<cow_String>(tag);
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
   }
 
-  cls_ReadMapInt2Obj* MakeReadMapInt2Obj() override { return This().template MakeObjectMapOf<int>(); }
+  cls_ReadMapInt2Obj* MakeReadMapInt2Obj() override { return TypedSelf().template MakeObjectMapOf<int>(); }
   cls_ReadMapString2Obj* MakeReadMapString2Obj() override {
-    return This().template MakeObjectMapOf<cow_String>();
+    return TypedSelf().template MakeObjectMapOf<cow_String>();
   }
 
-  cls_AgentListPrim<bool>* MakeAgentListPrim(bool* tag) override { return ListAgent(tag); }
-  cls_AgentListPrim<double>* MakeAgentListPrim(double* tag) override { return ListAgent(tag); }
-  cls_AgentListPrim<float>* MakeAgentListPrim(float* tag) override { return ListAgent(tag); }
-  cls_AgentListPrim<int>* MakeAgentListPrim(int* tag) override { return ListAgent(tag); }
-  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String* tag) override { return ListAgent(tag); }
-  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int* tag) override { return ListAgent(tag); }
+  cls_AgentListPrim<bool>* MakeAgentListPrim(bool* tag) override { return TypedSelf().MakeListAgentOf(tag); }
+  cls_AgentListPrim<double>* MakeAgentListPrim(double* tag) override {
+    return TypedSelf().MakeListAgentOf(tag);
+  }
+  cls_AgentListPrim<float>* MakeAgentListPrim(float* tag) override {
+    return TypedSelf().MakeListAgentOf(tag);
+  }
+  cls_AgentListPrim<int>* MakeAgentListPrim(int* tag) override { return TypedSelf().MakeListAgentOf(tag); }
+  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String* tag) override {
+    return TypedSelf().MakeListAgentOf(tag);
+  }
+  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int* tag) override {
+    return TypedSelf().MakeListAgentOf(tag);
+  }
 
   cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int* tag) override {
-    return This().template MakeObjectMapAgentOf<int>(tag);
+    return TypedSelf().MakeObjectMapAgentOf(tag);
   }
   cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String* tag) override {
-    return This().template MakeObjectMapAgentOf<cow_String>(tag);
+    return TypedSelf().MakeObjectMapAgentOf(tag);
   }
 
   cls_ReadListObj* MakeFieldReadListObj(cls_FieldHandle const& field) override {
-    return Collection(field)->MakeReadListObj();
+    return MakeTypedCollection(field)->MakeReadListObj();
   }
   cls_ReadMapInt2Obj* MakeFieldReadMapInt2Obj(cls_FieldHandle const& field) override {
-    return Collection(field)->MakeReadMapInt2Obj();
+    return MakeTypedCollection(field)->MakeReadMapInt2Obj();
   }
   cls_ReadMapString2Obj* MakeFieldReadMapString2Obj(cls_FieldHandle const& field) override {
-    return Collection(field)->MakeReadMapString2Obj();
+    return MakeTypedCollection(field)->MakeReadMapString2Obj();
   }
   cls_ReadIntTableInt* MakeFieldReadIntTableInt(cls_FieldHandle const& field) override {
-    return Collection(field)->MakeReadIntTableInt();
+    return MakeTypedCollection(field)->MakeReadIntTableInt();
   }
 
  private:
-  [[nodiscard]] Self& This() noexcept { return static_cast<Self&>(*this); }
-
-  template <class T> T Get(cls_FieldHandle const& field, T const& defaultValue) {
-    return This().template ReadScalar<T>(field, defaultValue);
-  }
-  template <class T> cls_ReadListPrim<T>* List(T* tag) { return This().template MakeListOf<T>(tag); }
-  template <class K, class T> cls_ReadMapOf<K, T>* Map(T* tag) {
-    return This().template MakeMapOf<K, T>(tag);
-  }
-  template <class T> cls_AgentListPrim<T>* ListAgent(T* tag) {
-    return This().template MakeListAgentOf<T>(tag);
-  }
-  cls_Received<cls_MementoRead> Collection(cls_FieldHandle const& field) {
+  // Long names: they must not hide names that `Self` uses.
+  [[nodiscard]] Self& TypedSelf() noexcept { return static_cast<Self&>(*this); }
+  [[nodiscard]] cls_Received<cls_MementoRead> MakeTypedCollection(cls_FieldHandle const& field) {
     return cls_Received<cls_MementoRead>(this->MakeFieldReadObj(field));
   }
 };

@@ -28,7 +28,7 @@ using cls_WriteObjectMapOf =
 ///     };
 ///
 /// `Self` must have these member templates. A missing one is a compile error, because an operation that did
-/// nothing would lose data. They take the arguments of the operations that they stand for; a `tag` selects
+/// nothing would lose data. They take the arguments of the operations that they answer; a `tag` selects
 /// the type and must not be read. Elements are bool, cow_String, float, double, unsigned int and int; map
 /// values the same without bool; keys are int and cow_String.
 ///
@@ -62,125 +62,145 @@ using cls_WriteObjectMapOf =
 /// nothing of `Self`.
 template <class Self> class cls_TypedMementoWrite : public cls_MementoWrite {
  public:
-  void Write(cls_FieldHandle const& field, bool const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, cow_String const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, float const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, double const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, unsigned int const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, int const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, signed char const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, short const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, unsigned short const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, long long const& value) override { Put(field, value); }
-  void Write(cls_FieldHandle const& field, unsigned long long const& value) override { Put(field, value); }
+  void Write(cls_FieldHandle const& field, bool const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, cow_String const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, float const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, double const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, unsigned int const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, int const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, signed char const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, short const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, unsigned short const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, long long const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
+  void Write(cls_FieldHandle const& field, unsigned long long const& value) override {
+    TypedSelf().WriteScalar(field, value);
+  }
 
-  cls_WriteListPrim<bool>* MakeWriteListPrim(bool const* tag, int width) override { return List(tag, width); }
+  cls_WriteListPrim<bool>* MakeWriteListPrim(bool const* tag, int width) override {
+    return TypedSelf().MakeListOf(tag, width);
+  }
   cls_WriteListPrim<cow_String>* MakeWriteListPrim(cow_String const* tag, int width) override {
-    return List(tag, width);
+    return TypedSelf().MakeListOf(tag, width);
   }
   cls_WriteListPrim<float>* MakeWriteListPrim(float const* tag, int width) override {
-    return List(tag, width);
+    return TypedSelf().MakeListOf(tag, width);
   }
   cls_WriteListPrim<double>* MakeWriteListPrim(double const* tag, int width) override {
-    return List(tag, width);
+    return TypedSelf().MakeListOf(tag, width);
   }
   cls_WriteListPrim<unsigned int>* MakeWriteListPrim(unsigned int const* tag, int width) override {
-    return List(tag, width);
+    return TypedSelf().MakeListOf(tag, width);
   }
-  cls_WriteListPrim<int>* MakeWriteListPrim(int const* tag, int width) override { return List(tag, width); }
+  cls_WriteListPrim<int>* MakeWriteListPrim(int const* tag, int width) override {
+    return TypedSelf().MakeListOf(tag, width);
+  }
 
   cls_WriteMapInt2Prim<cow_String>* MakeWriteMapInt2Prim(cow_String const* tag) override {
-    return Map<int>(tag);
+    return TypedSelf().template MakeMapOf<int>(tag);
   }
-  cls_WriteMapInt2Prim<float>* MakeWriteMapInt2Prim(float const* tag) override { return Map<int>(tag); }
-  cls_WriteMapInt2Prim<double>* MakeWriteMapInt2Prim(double const* tag) override { return Map<int>(tag); }
+  cls_WriteMapInt2Prim<float>* MakeWriteMapInt2Prim(float const* tag) override {
+    return TypedSelf().template MakeMapOf<int>(tag);
+  }
+  cls_WriteMapInt2Prim<double>* MakeWriteMapInt2Prim(double const* tag) override {
+    return TypedSelf().template MakeMapOf<int>(tag);
+  }
   cls_WriteMapInt2Prim<unsigned int>* MakeWriteMapInt2Prim(unsigned int const* tag) override {
-    return Map<int>(tag);
+    return TypedSelf().template MakeMapOf<int>(tag);
   }
-  cls_WriteMapInt2Prim<int>* MakeWriteMapInt2Prim(int const* tag) override { return Map<int>(tag); }
+  cls_WriteMapInt2Prim<int>* MakeWriteMapInt2Prim(int const* tag) override {
+    return TypedSelf().template MakeMapOf<int>(tag);
+  }
 
   cls_WriteMapString2Prim<unsigned int>* MakeWriteMapString2Prim(unsigned int const* tag) override {
-    return Map<cow_String>(tag);
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
   }
   cls_WriteMapString2Prim<cow_String>* MakeWriteMapString2Prim(cow_String const* tag) override {
-    return Map<cow_String>(tag);
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
   }
   cls_WriteMapString2Prim<int>* MakeWriteMapString2Prim(int const* tag) override {
-    return Map<cow_String>(tag);
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
   }
   cls_WriteMapString2Prim<float>* MakeWriteMapString2Prim(float const* tag) override {
-    return Map<cow_String>(tag);
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
   }
   cls_WriteMapString2Prim<double>* MakeWriteMapString2Prim(double const* tag) override {
-    return Map<cow_String>(tag);
+    return TypedSelf().template MakeMapOf<cow_String>(tag);
   }
 
-  cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() override { return This().template MakeObjectMapOf<int>(); }
+  cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() override { return TypedSelf().template MakeObjectMapOf<int>(); }
   cls_WriteMapString2Obj* MakeWriteMapString2Obj() override {
-    return This().template MakeObjectMapOf<cow_String>();
+    return TypedSelf().template MakeObjectMapOf<cow_String>();
   }
 
   cls_AgentListPrim<bool>* MakeAgentListPrim(bool const* tag, int sizeHint) override {
-    return ListAgent(tag, sizeHint);
+    return TypedSelf().MakeListAgentOf(tag, sizeHint);
   }
   cls_AgentListPrim<double>* MakeAgentListPrim(double const* tag, int sizeHint) override {
-    return ListAgent(tag, sizeHint);
+    return TypedSelf().MakeListAgentOf(tag, sizeHint);
   }
   cls_AgentListPrim<float>* MakeAgentListPrim(float const* tag, int sizeHint) override {
-    return ListAgent(tag, sizeHint);
+    return TypedSelf().MakeListAgentOf(tag, sizeHint);
   }
   cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) override {
-    return ListAgent(tag, sizeHint);
+    return TypedSelf().MakeListAgentOf(tag, sizeHint);
   }
   cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) override {
-    return ListAgent(tag, sizeHint);
+    return TypedSelf().MakeListAgentOf(tag, sizeHint);
   }
   cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag, int sizeHint) override {
-    return ListAgent(tag, sizeHint);
+    return TypedSelf().MakeListAgentOf(tag, sizeHint);
   }
 
   cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int const* tag, int sizeHint) override {
-    return This().template MakeObjectMapAgentOf<int>(tag, sizeHint);
+    return TypedSelf().MakeObjectMapAgentOf(tag, sizeHint);
   }
   cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag, int sizeHint) override {
-    return This().template MakeObjectMapAgentOf<cow_String>(tag, sizeHint);
+    return TypedSelf().MakeObjectMapAgentOf(tag, sizeHint);
   }
 
   cls_WriteListObj* MakeFieldWriteListObj(cls_FieldHandle const& field, cls_Uid const& uid) override {
-    cls_Received<cls_MementoWrite> const list = Collection(field, cls_InternalListTypeId, uid);
+    cls_Received<cls_MementoWrite> const list = MakeTypedCollection(field, cls_InternalListTypeId, uid);
     return list == nullptr ? nullptr : list->MakeWriteListObj();
   }
   cls_WriteMapInt2Obj* MakeFieldWriteMapInt2Obj(cls_FieldHandle const& field, cls_Uid const& uid) override {
-    cls_Received<cls_MementoWrite> const map = Collection(field, cls_InternalMapTypeId, uid);
+    cls_Received<cls_MementoWrite> const map = MakeTypedCollection(field, cls_InternalMapTypeId, uid);
     return map == nullptr ? nullptr : map->MakeWriteMapInt2Obj();
   }
   cls_WriteMapString2Obj* MakeFieldWriteMapString2Obj(cls_FieldHandle const& field,
                                                       cls_Uid const& uid) override {
-    cls_Received<cls_MementoWrite> const map = Collection(field, cls_InternalMapTypeId, uid);
+    cls_Received<cls_MementoWrite> const map = MakeTypedCollection(field, cls_InternalMapTypeId, uid);
     return map == nullptr ? nullptr : map->MakeWriteMapString2Obj();
   }
   cls_WriteIntTableInt* MakeFieldWriteIntTableInt(cls_FieldHandle const& field, cls_Uid const& uid) override {
-    cls_Received<cls_MementoWrite> const table = Collection(field, cls_InternalMapTypeId, uid);
+    cls_Received<cls_MementoWrite> const table = MakeTypedCollection(field, cls_InternalMapTypeId, uid);
     return table == nullptr ? nullptr : table->MakeWriteIntTableInt();
   }
 
  private:
-  [[nodiscard]] Self& This() noexcept { return static_cast<Self&>(*this); }
-
-  template <class T> void Put(cls_FieldHandle const& field, T const& value) {
-    This().template WriteScalar<T>(field, value);
-  }
-  template <class T> cls_WriteListPrim<T>* List(T const* tag, int width) {
-    return This().template MakeListOf<T>(tag, width);
-  }
-  template <class K, class T> cls_WriteMapOf<K, T>* Map(T const* tag) {
-    return This().template MakeMapOf<K, T>(tag);
-  }
-  template <class T> cls_AgentListPrim<T>* ListAgent(T const* tag, int sizeHint) {
-    return This().template MakeListAgentOf<T>(tag, sizeHint);
-  }
-  cls_Received<cls_MementoWrite> Collection(cls_FieldHandle const& field, unsigned int classId,
-                                            cls_Uid const& uid) {
+  // Long names: they must not hide names that `Self` uses.
+  [[nodiscard]] Self& TypedSelf() noexcept { return static_cast<Self&>(*this); }
+  [[nodiscard]] cls_Received<cls_MementoWrite> MakeTypedCollection(cls_FieldHandle const& field,
+                                                                   unsigned int classId, cls_Uid const& uid) {
     return cls_Received<cls_MementoWrite>(this->MakeFieldWriteObj(field, classId, uid, nullptr));
   }
 };

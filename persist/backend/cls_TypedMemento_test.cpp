@@ -10,7 +10,6 @@
 #include "persist/backend/cls_TypedMementoRead.h"
 #include "persist/backend/cls_TypedMementoWrite.h"
 #include "persist/backend/cls_WriteListPrim.h"
-#include "tests/slots/SlotList.h"
 
 // Each slot of a family is called through the interface; type, field, value and answer must arrive.
 
@@ -361,17 +360,4 @@ TEST_F(TypedMemento, OneTypeOfAFamilyMayBeOverridden) {
   EXPECT_EQ(m_Called.m_Member, "");
   memento.Write(m_Field, 2);
   EXPECT_EQ(m_Called.m_Member, "WriteScalar");
-}
-
-TEST(TypedMementoSlots, NoSlotIsAddedOrMoved) {
-  struct WriterWithMore : Writer {
-    virtual void Next() {}
-  };
-  struct ReaderWithMore : Reader {
-    virtual void Next() {}
-  };
-  EXPECT_EQ(SlotOf(&WriterWithMore::Next), ExportedSlots(typeid(cls_MementoWrite)));
-  EXPECT_EQ(SlotOf(&ReaderWithMore::Next), ExportedSlots(typeid(cls_MementoRead)));
-  EXPECT_EQ(SlotOf<cls_TypedMementoWrite<Writer>>(&Writer::MakeFieldWriteIntTableInt),
-            SlotOf(&cls_MementoWrite::MakeFieldWriteIntTableInt));
 }

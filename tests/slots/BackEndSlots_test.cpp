@@ -10,6 +10,7 @@
 #include "persist/identity/cls_HistoryEntry.h"
 #include "persist/visitors/cls_FieldHandle.h"
 #include "tests/slots/BackEndSlots.h"
+#include "tests/support/backend/ForwardingMemento.h"
 
 // Back ends are compiled on their own: a slot that moves makes them answer the wrong call.
 
@@ -62,6 +63,17 @@ TEST(BackEndSlots, RequestsHaveTheirSlotsInOrder) {
   ExpectSlots<cls_AgentRequest, cls_AgentRequestListObj, cls_WriteRequestListObj, cls_WriteRequestMapInt2Obj,
               cls_WriteRequestMapString2Obj>();
   ExpectSlotsOf<cls_AgentRequestMapKey2Obj, int, cow_String>();
+}
+
+TEST(BackEndSlots, TypedMementosAddNoSlot) {
+  struct Writer : ForwardingMementoWrite {
+    virtual void Next() {}
+  };
+  struct Reader : ForwardingMementoRead {
+    virtual void Next() {}
+  };
+  EXPECT_EQ(SlotOf(&Writer::Next), ExportedSlots(typeid(cls_MementoWrite)));
+  EXPECT_EQ(SlotOf(&Reader::Next), ExportedSlots(typeid(cls_MementoRead)));
 }
 
 TEST(BackEndSlots, EveryInterfaceIsListedOnce) {

@@ -69,7 +69,7 @@ template <class Class> class SlotList {
   /// What is listed, the destructor first.
   [[nodiscard]] std::vector<Slot> const& Slots() const { return m_Slots; }
 
-  /// The lines are in ascending order without a gap, each operation stands where its line says, and the table
+  /// The lines are in ascending order without a gap, each operation is where its line says, and the table
   /// has no slot more.
   void ExpectComplete() const {
     int next = 0;
