@@ -1,5 +1,6 @@
 #pragma once
 
+#include "persist/backend/cls_CollectionTypeIds.h"
 #include "platform/cow/cow_String.h"
 #include "platform/kvl_Export.h"
 
@@ -69,10 +70,3 @@ enum cls_CollectionType : int {
 /// arguments.
 [[nodiscard]] KVL_EXPORT bool cls_CollectionsMatch(cls_CollectionType stored,
                                                    cls_CollectionType declared) noexcept;
-
-/// Type ID of the class under which every persisted list stands: component 35, ordinal 1.
-inline constexpr unsigned int cls_InternalListTypeId = 0x230001;
-/// Type ID of the class under which every persisted map stands.
-inline constexpr unsigned int cls_InternalMapTypeId = 0x230002;
-/// Type ID under which blobs stand.
-inline constexpr unsigned int cls_BlobTypeId = 0x230005;

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <string>
-#include <type_traits>
 #include <unordered_map>
 
 #include "persist/backend/cls_ReadMapPrim.h"
@@ -70,9 +69,7 @@ template <class K> class sto_MapCursor {
 };
 
 /// Cursor over an object's map from K (int or cow_String) to values of T.
-template <class K, class T>
-class sto_MapReader final
-    : public std::conditional_t<std::is_same_v<K, int>, cls_ReadMapInt2Prim<T>, cls_ReadMapString2Prim<T>> {
+template <class K, class T> class sto_MapReader final : public cls_ReadMapOf<K, T> {
  public:
   sto_MapReader(sto_Session& session, sto_RecordRef record) : m_Cursor(session, std::move(record)) {}
 

@@ -3,7 +3,6 @@
 #include <limits>
 #include <memory>
 #include <string>
-#include <type_traits>
 
 #include "persist/backend/cls_WriteMapPrim.h"
 #include "persist/backend/cls_WriteObjects.h"
@@ -71,9 +70,7 @@ class sto_MapEntries {
 };
 
 /// Builder of an object's map from K (int or cow_String) to values of T.
-template <class K, class T>
-class sto_MapWriter final
-    : public std::conditional_t<std::is_same_v<K, int>, cls_WriteMapInt2Prim<T>, cls_WriteMapString2Prim<T>> {
+template <class K, class T> class sto_MapWriter final : public cls_WriteMapOf<K, T> {
  public:
   explicit sto_MapWriter(std::shared_ptr<sto_RecordInProgress> object)
       : m_Entries(std::move(object), sto_MapShape<K, T>()) {}
@@ -87,9 +84,7 @@ class sto_MapWriter final
 };
 
 /// Builder of an object's map from K to objects.
-template <class K>
-class sto_ObjectMapWriter final
-    : public std::conditional_t<std::is_same_v<K, int>, cls_WriteMapInt2Obj, cls_WriteMapString2Obj> {
+template <class K> class sto_ObjectMapWriter final : public cls_WriteObjectMapOf<K> {
  public:
   explicit sto_ObjectMapWriter(std::shared_ptr<sto_RecordInProgress> object)
       : m_Entries(std::move(object), sto_MapShape<K, sto_ObjectId>()) {}

@@ -56,6 +56,16 @@ template <class Use> bool WithInteger(sto_Field const& field, Use use) {
   }
 }
 
+/// How a message calls the integer that is asked for.
+template <class T> constexpr char const* IntegerName = nullptr;
+template <> constexpr char const* IntegerName<signed char> = "8-bit integer";
+template <> constexpr char const* IntegerName<short> = "16-bit integer";
+template <> constexpr char const* IntegerName<unsigned short> = "unsigned 16-bit integer";
+template <> constexpr char const* IntegerName<int> = "32-bit integer";
+template <> constexpr char const* IntegerName<unsigned int> = "unsigned 32-bit integer";
+template <> constexpr char const* IntegerName<long long> = "64-bit integer";
+template <> constexpr char const* IntegerName<unsigned long long> = "unsigned 64-bit integer";
+
 } // namespace
 
 sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
@@ -185,37 +195,6 @@ cls_MementoRead* sto_MementoRead::Clone() {
   return new sto_MementoRead(*this, base);
 }
 
-bool sto_MementoRead::Read(cls_FieldHandle const& field, bool const& defaultValue) {
-  sto_Field const* const found = FindToRead(field);
-  if (found == nullptr) return defaultValue;
-  if (found->m_Tag != sto_Format::Bool) RaiseType(field, found->m_Tag, "bool");
-  return sto_ByteReader(found->m_Payload).U8() != 0;
-}
-
-cow_String sto_MementoRead::Read(cls_FieldHandle const& field, cow_String const& defaultValue) {
-  sto_Field const* const found = FindToRead(field);
-  if (found == nullptr) return defaultValue;
-  if (found->m_Tag == sto_Format::NoText) return cow_String();
-  if (found->m_Tag != sto_Format::Text) RaiseType(field, found->m_Tag, "string");
-  return cow_String(sto_AsText(found->m_Payload));
-}
-
-float sto_MementoRead::Read(cls_FieldHandle const& field, float const& defaultValue) {
-  sto_Field const* const found = FindToRead(field);
-  if (found == nullptr) return defaultValue;
-  if (found->m_Tag != sto_Format::Float) RaiseType(field, found->m_Tag, "float");
-  return sto_ByteReader(found->m_Payload).Number<float>();
-}
-
-double sto_MementoRead::Read(cls_FieldHandle const& field, double const& defaultValue) {
-  sto_Field const* const found = FindToRead(field);
-  if (found == nullptr) return defaultValue;
-  sto_ByteReader reader(found->m_Payload);
-  if (found->m_Tag == sto_Format::Float) return static_cast<double>(reader.Number<float>());
-  if (found->m_Tag != sto_Format::Double) RaiseType(field, found->m_Tag, "double");
-  return reader.Number<double>();
-}
-
 template <class T>
 T sto_MementoRead::ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const {
   sto_Field const* const found = FindToRead(field);
@@ -230,28 +209,37 @@ T sto_MementoRead::ReadInteger(cls_FieldHandle const& field, T defaultValue, cha
   return value;
 }
 
-unsigned int sto_MementoRead::Read(cls_FieldHandle const& field, unsigned int const& defaultValue) {
-  return ReadInteger(field, defaultValue, "unsigned 32-bit integer");
+template <class T> T sto_MementoRead::ReadScalar(cls_FieldHandle const& field, T const& defaultValue) {
+  if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool>) {
+    return ReadInteger(field, defaultValue, IntegerName<T>);
+  } else {
+    sto_Field const* const found = FindToRead(field);
+    return found == nullptr ? defaultValue : Decode<T>(field, *found);
+  }
 }
-int sto_MementoRead::Read(cls_FieldHandle const& field, int const& defaultValue) {
-  return ReadInteger(field, defaultValue, "32-bit integer");
+
+template <> bool sto_MementoRead::Decode<bool>(cls_FieldHandle const& field, sto_Field const& found) const {
+  if (found.m_Tag != sto_Format::Bool) RaiseType(field, found.m_Tag, "bool");
+  return sto_ByteReader(found.m_Payload).U8() != 0;
 }
-signed char sto_MementoRead::Read(cls_FieldHandle const& field, signed char const& defaultValue) {
-  return ReadInteger(field, defaultValue, "8-bit integer");
+template <>
+cow_String sto_MementoRead::Decode<cow_String>(cls_FieldHandle const& field, sto_Field const& found) const {
+  if (found.m_Tag == sto_Format::NoText) return cow_String();
+  if (found.m_Tag != sto_Format::Text) RaiseType(field, found.m_Tag, "string");
+  return cow_String(sto_AsText(found.m_Payload));
 }
-short sto_MementoRead::Read(cls_FieldHandle const& field, short const& defaultValue) {
-  return ReadInteger(field, defaultValue, "16-bit integer");
+template <> float sto_MementoRead::Decode<float>(cls_FieldHandle const& field, sto_Field const& found) const {
+  if (found.m_Tag != sto_Format::Float) RaiseType(field, found.m_Tag, "float");
+  return sto_ByteReader(found.m_Payload).Number<float>();
 }
-unsigned short sto_MementoRead::Read(cls_FieldHandle const& field, unsigned short const& defaultValue) {
-  return ReadInteger(field, defaultValue, "unsigned 16-bit integer");
+template <>
+double sto_MementoRead::Decode<double>(cls_FieldHandle const& field, sto_Field const& found) const {
+  sto_ByteReader reader(found.m_Payload);
+  if (found.m_Tag == sto_Format::Float) return static_cast<double>(reader.Number<float>());
+  if (found.m_Tag != sto_Format::Double) RaiseType(field, found.m_Tag, "double");
+  return reader.Number<double>();
 }
-long long sto_MementoRead::Read(cls_FieldHandle const& field, long long const& defaultValue) {
-  return ReadInteger(field, defaultValue, "64-bit integer");
-}
-unsigned long long sto_MementoRead::Read(cls_FieldHandle const& field,
-                                         unsigned long long const& defaultValue) {
-  return ReadInteger(field, defaultValue, "unsigned 64-bit integer");
-}
+
 int sto_MementoRead::ReadEnum(cls_FieldHandle const& field) {
   return ReadInteger(field, 0, "enumeration");
 }
@@ -282,7 +270,7 @@ int sto_MementoRead::ClassVersion() const {
   return m_Part == nullptr ? -1 : m_Part->m_Version;
 }
 
-template <class T> cls_ReadListPrim<T>* sto_MementoRead::MakeList() {
+template <class T> cls_ReadListPrim<T>* sto_MementoRead::MakeListOf(T*) {
   if (m_Record == nullptr) return new sto_ListReader<T>(m_Session);
   char const* const asked = sto_ElementTypeName(sto_ElementCodec<T>::ElementType);
   if (!m_Record->List())
@@ -308,128 +296,42 @@ void sto_MementoRead::CheckShape(sto_CollectionShape const& asked) const {
                                                  ".");
 }
 
-template <class K, class T> auto sto_MementoRead::MakeMap() const {
+template <class K, class T> cls_ReadMapOf<K, T>* sto_MementoRead::MakeMapOf(T*) {
   CheckShape(sto_MapShape<K, T>());
   return new sto_MapReader<K, T>(m_Session, m_Record);
+}
+
+template <class K> cls_ReadObjectMapOf<K>* sto_MementoRead::MakeObjectMapOf() {
+  using Reader =
+      std::conditional_t<std::is_same_v<K, int>, sto_ObjectMapReaderInt, sto_ObjectMapReaderString>;
+  CheckShape(sto_MapShape<K, sto_ObjectId>());
+  return new Reader(m_Session, m_Record, m_Depth);
 }
 
 cls_ReadListObj* sto_MementoRead::MakeReadListObj() {
   CheckShape(sto_CollectionShape::List(sto_Format::ElementObject));
   return new sto_ObjectListReader(m_Session, m_Record, m_Depth);
 }
-cls_ReadMapInt2Obj* sto_MementoRead::MakeReadMapInt2Obj() {
-  CheckShape(sto_MapShape<int, sto_ObjectId>());
-  return new sto_ObjectMapReaderInt(m_Session, m_Record, m_Depth);
-}
-cls_ReadMapString2Obj* sto_MementoRead::MakeReadMapString2Obj() {
-  CheckShape(sto_MapShape<cow_String, sto_ObjectId>());
-  return new sto_ObjectMapReaderString(m_Session, m_Record, m_Depth);
-}
 cls_ReadIntTableInt* sto_MementoRead::MakeReadIntTableInt() {
   CheckShape(sto_IntTableShape());
   return new sto_IntTableReader(m_Session, m_Record);
 }
 
-cls_ReadListObj* sto_MementoRead::MakeFieldReadListObj(cls_FieldHandle const& field) {
-  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadListObj();
-}
-cls_ReadMapInt2Obj* sto_MementoRead::MakeFieldReadMapInt2Obj(cls_FieldHandle const& field) {
-  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadMapInt2Obj();
-}
-cls_ReadMapString2Obj* sto_MementoRead::MakeFieldReadMapString2Obj(cls_FieldHandle const& field) {
-  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadMapString2Obj();
-}
-cls_ReadIntTableInt* sto_MementoRead::MakeFieldReadIntTableInt(cls_FieldHandle const& field) {
-  return std::unique_ptr<cls_MementoRead>(MakeFieldReadObj(field))->MakeReadIntTableInt();
-}
-
-cls_ReadMapInt2Prim<cow_String>* sto_MementoRead::MakeReadMapInt2Prim(cow_String*) {
-  return MakeMap<int, cow_String>();
-}
-cls_ReadMapInt2Prim<float>* sto_MementoRead::MakeReadMapInt2Prim(float*) {
-  return MakeMap<int, float>();
-}
-cls_ReadMapInt2Prim<double>* sto_MementoRead::MakeReadMapInt2Prim(double*) {
-  return MakeMap<int, double>();
-}
-cls_ReadMapInt2Prim<unsigned int>* sto_MementoRead::MakeReadMapInt2Prim(unsigned int*) {
-  return MakeMap<int, unsigned int>();
-}
-cls_ReadMapInt2Prim<int>* sto_MementoRead::MakeReadMapInt2Prim(int*) {
-  return MakeMap<int, int>();
-}
-cls_ReadMapString2Prim<unsigned int>* sto_MementoRead::MakeReadMapString2Prim(unsigned int*) {
-  return MakeMap<cow_String, unsigned int>();
-}
-cls_ReadMapString2Prim<cow_String>* sto_MementoRead::MakeReadMapString2Prim(cow_String*) {
-  return MakeMap<cow_String, cow_String>();
-}
-cls_ReadMapString2Prim<int>* sto_MementoRead::MakeReadMapString2Prim(int*) {
-  return MakeMap<cow_String, int>();
-}
-cls_ReadMapString2Prim<float>* sto_MementoRead::MakeReadMapString2Prim(float*) {
-  return MakeMap<cow_String, float>();
-}
-cls_ReadMapString2Prim<double>* sto_MementoRead::MakeReadMapString2Prim(double*) {
-  return MakeMap<cow_String, double>();
-}
-
-template <class T> cls_AgentListPrim<T>* sto_MementoRead::MakeAgent() {
+template <class T> cls_AgentListPrim<T>* sto_MementoRead::MakeListAgentOf(T*) {
   return sto_ListAgent<T>::OfStored(m_Session, Id(), m_Record);
-}
-
-cls_AgentListPrim<bool>* sto_MementoRead::MakeAgentListPrim(bool*) {
-  return MakeAgent<bool>();
-}
-cls_AgentListPrim<double>* sto_MementoRead::MakeAgentListPrim(double*) {
-  return MakeAgent<double>();
-}
-cls_AgentListPrim<float>* sto_MementoRead::MakeAgentListPrim(float*) {
-  return MakeAgent<float>();
-}
-cls_AgentListPrim<int>* sto_MementoRead::MakeAgentListPrim(int*) {
-  return MakeAgent<int>();
-}
-cls_AgentListPrim<cow_String>* sto_MementoRead::MakeAgentListPrim(cow_String*) {
-  return MakeAgent<cow_String>();
-}
-cls_AgentListPrim<unsigned int>* sto_MementoRead::MakeAgentListPrim(unsigned int*) {
-  return MakeAgent<unsigned int>();
 }
 
 cls_AgentListObj* sto_MementoRead::MakeAgentListObj() {
   return sto_AgentOfStored<sto_ListAgentObj>(m_Session, Id(), m_Record, m_Depth);
 }
-cls_AgentMapKey2Obj<int>* sto_MementoRead::MakeAgentMapKey2Obj(int*) {
-  return sto_AgentOfStored<sto_MapAgentObj<int>>(m_Session, Id(), m_Record, m_Depth);
-}
-cls_AgentMapKey2Obj<cow_String>* sto_MementoRead::MakeAgentMapKey2Obj(cow_String*) {
-  return sto_AgentOfStored<sto_MapAgentObj<cow_String>>(m_Session, Id(), m_Record, m_Depth);
+template <class K> cls_AgentMapKey2Obj<K>* sto_MementoRead::MakeObjectMapAgentOf(K*) {
+  return sto_AgentOfStored<sto_MapAgentObj<K>>(m_Session, Id(), m_Record, m_Depth);
 }
 
 cls_AgentBlob* sto_MementoRead::MakeAgentBlob() {
   if (m_Record != nullptr && ClassId() != cls_BlobTypeId)
     m_Session.Raise(sto_ErrorKind::WrongClass, "There is no blob in " + Describe() + ".");
   return new sto_BlobAgent(m_Session, Id());
-}
-
-cls_ReadListPrim<bool>* sto_MementoRead::MakeReadListPrim(bool*) {
-  return MakeList<bool>();
-}
-cls_ReadListPrim<cow_String>* sto_MementoRead::MakeReadListPrim(cow_String*) {
-  return MakeList<cow_String>();
-}
-cls_ReadListPrim<float>* sto_MementoRead::MakeReadListPrim(float*) {
-  return MakeList<float>();
-}
-cls_ReadListPrim<double>* sto_MementoRead::MakeReadListPrim(double*) {
-  return MakeList<double>();
-}
-cls_ReadListPrim<unsigned int>* sto_MementoRead::MakeReadListPrim(unsigned int*) {
-  return MakeList<unsigned int>();
-}
-cls_ReadListPrim<int>* sto_MementoRead::MakeReadListPrim(int*) {
-  return MakeList<int>();
 }
 
 void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String const& name) {
@@ -462,3 +364,5 @@ void sto_MementoRead::RaiseCollection(cls_CollectionType stored, cow_String cons
   m_Session.Raise(sto_ErrorKind::WrongClass, "Attribute " + std::string(name.View()) + " of " + Describe() +
                                                  " is stored as " + sto_CollectionTypeName(stored) + problem);
 }
+
+template class cls_TypedMementoRead<sto_MementoRead>;

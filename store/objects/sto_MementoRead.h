@@ -3,7 +3,7 @@
 #include <memory>
 #include <optional>
 
-#include "persist/backend/cls_MementoRead.h"
+#include "persist/backend/cls_TypedMementoRead.h"
 #include "store/format/sto_CollectionShape.h"
 #include "store/session/sto_ChangedBase.h"
 #include "store/session/sto_Session.h"
@@ -13,7 +13,7 @@
 ///
 /// A number is read as any type that holds it: every integer as a wider one, a float as a double; 32-bit
 /// integers signed, unsigned and as enumeration for each other, bit by bit. Everything else is WrongClass.
-class sto_MementoRead : public cls_MementoRead {
+class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
  public:
   /// The first part of a record (null for none) that `depth` objects hold.
   sto_MementoRead(sto_Session& session, sto_RecordRef record, int depth)
@@ -62,17 +62,6 @@ class sto_MementoRead : public cls_MementoRead {
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) override;
   cls_MementoRead* Clone() override;
 
-  bool Read(cls_FieldHandle const& field, bool const& defaultValue) override;
-  cow_String Read(cls_FieldHandle const& field, cow_String const& defaultValue) override;
-  float Read(cls_FieldHandle const& field, float const& defaultValue) override;
-  double Read(cls_FieldHandle const& field, double const& defaultValue) override;
-  unsigned int Read(cls_FieldHandle const& field, unsigned int const& defaultValue) override;
-  int Read(cls_FieldHandle const& field, int const& defaultValue) override;
-  signed char Read(cls_FieldHandle const& field, signed char const& defaultValue) override;
-  short Read(cls_FieldHandle const& field, short const& defaultValue) override;
-  unsigned short Read(cls_FieldHandle const& field, unsigned short const& defaultValue) override;
-  long long Read(cls_FieldHandle const& field, long long const& defaultValue) override;
-  unsigned long long Read(cls_FieldHandle const& field, unsigned long long const& defaultValue) override;
   /// 0 where the field is absent.
   int ReadEnum(cls_FieldHandle const& field) override;
   cls_Uid ReadReference(cls_FieldHandle const& field) override;
@@ -80,43 +69,9 @@ class sto_MementoRead : public cls_MementoRead {
   unsigned int ClassId() const override;
   int ClassVersion() const override;
 
-  cls_ReadListPrim<bool>* MakeReadListPrim(bool* tag) override;
-  cls_ReadListPrim<cow_String>* MakeReadListPrim(cow_String* tag) override;
-  cls_ReadListPrim<float>* MakeReadListPrim(float* tag) override;
-  cls_ReadListPrim<double>* MakeReadListPrim(double* tag) override;
-  cls_ReadListPrim<unsigned int>* MakeReadListPrim(unsigned int* tag) override;
-  cls_ReadListPrim<int>* MakeReadListPrim(int* tag) override;
-
-  cls_ReadMapInt2Obj* MakeReadMapInt2Obj() override;
-  cls_ReadMapString2Obj* MakeReadMapString2Obj() override;
-  cls_ReadMapInt2Prim<cow_String>* MakeReadMapInt2Prim(cow_String* tag) override;
-  cls_ReadMapInt2Prim<float>* MakeReadMapInt2Prim(float* tag) override;
-  cls_ReadMapInt2Prim<double>* MakeReadMapInt2Prim(double* tag) override;
-  cls_ReadMapInt2Prim<unsigned int>* MakeReadMapInt2Prim(unsigned int* tag) override;
-  cls_ReadMapInt2Prim<int>* MakeReadMapInt2Prim(int* tag) override;
   cls_ReadListObj* MakeReadListObj() override;
   cls_ReadIntTableInt* MakeReadIntTableInt() override;
-
-  cls_ReadListObj* MakeFieldReadListObj(cls_FieldHandle const& field) override;
-  cls_ReadMapInt2Obj* MakeFieldReadMapInt2Obj(cls_FieldHandle const& field) override;
-  cls_ReadMapString2Obj* MakeFieldReadMapString2Obj(cls_FieldHandle const& field) override;
-  cls_ReadIntTableInt* MakeFieldReadIntTableInt(cls_FieldHandle const& field) override;
-
-  cls_ReadMapString2Prim<unsigned int>* MakeReadMapString2Prim(unsigned int* tag) override;
-  cls_ReadMapString2Prim<cow_String>* MakeReadMapString2Prim(cow_String* tag) override;
-  cls_ReadMapString2Prim<int>* MakeReadMapString2Prim(int* tag) override;
-  cls_ReadMapString2Prim<float>* MakeReadMapString2Prim(float* tag) override;
-  cls_ReadMapString2Prim<double>* MakeReadMapString2Prim(double* tag) override;
-
   cls_AgentListObj* MakeAgentListObj() override;
-  cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int* tag) override;
-  cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String* tag) override;
-  cls_AgentListPrim<bool>* MakeAgentListPrim(bool* tag) override;
-  cls_AgentListPrim<double>* MakeAgentListPrim(double* tag) override;
-  cls_AgentListPrim<float>* MakeAgentListPrim(float* tag) override;
-  cls_AgentListPrim<int>* MakeAgentListPrim(int* tag) override;
-  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String* tag) override;
-  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int* tag) override;
   cls_AgentBlob* MakeAgentBlob() override;
 
   /// WrongClass when what is stored may not stand where this type is asked for, by the stored collection code
@@ -124,6 +79,14 @@ class sto_MementoRead : public cls_MementoRead {
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
 
  private:
+  friend cls_TypedMementoRead<sto_MementoRead>;
+  template <class T> T ReadScalar(cls_FieldHandle const& field, T const& defaultValue);
+  template <class T> cls_ReadListPrim<T>* MakeListOf(T* tag);
+  template <class K, class T> cls_ReadMapOf<K, T>* MakeMapOf(T* tag);
+  template <class K> cls_ReadObjectMapOf<K>* MakeObjectMapOf();
+  template <class T> cls_AgentListPrim<T>* MakeListAgentOf(T* tag);
+  template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgentOf(K* tag);
+
   /// The base-class part after that of `derived`.
   sto_MementoRead(sto_MementoRead const& derived, sto_Part const* part)
       : m_Session(derived.m_Session), m_Record(derived.m_Record), m_Part(part), m_Depth(derived.m_Depth) {}
@@ -151,14 +114,13 @@ class sto_MementoRead : public cls_MementoRead {
   [[noreturn]] void RaiseCollection(cls_CollectionType stored, cow_String const& name,
                                     std::string const& problem) const;
 
+  /// The value of a bool, a text, a float or a double.
+  template <class T> [[nodiscard]] T Decode(cls_FieldHandle const& field, sto_Field const& found) const;
   template <class T> T ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const;
   /// Full when an object would be deeper than objects may hold objects.
   [[noreturn]] static void RaiseNesting(sto_Session const& session, std::string const& holder);
   /// WrongClass unless the object, where there is one, is such a collection.
   void CheckShape(sto_CollectionShape const& asked) const;
-  template <class T> cls_ReadListPrim<T>* MakeList();
-  template <class K, class T> auto MakeMap() const;
-  template <class T> cls_AgentListPrim<T>* MakeAgent();
 
   sto_Session& m_Session;
   sto_RecordRef m_Record;
@@ -169,3 +131,5 @@ class sto_MementoRead : public cls_MementoRead {
   mutable std::size_t m_NextField = 0; // fields are mostly read in the order in which they were written
   std::optional<cls_Uid> m_Uid;
 };
+
+extern template class cls_TypedMementoRead<sto_MementoRead>;

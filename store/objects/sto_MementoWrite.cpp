@@ -15,6 +15,22 @@
 #include "store/objects/sto_ObjectListWriter.h"
 #include "store/sto_Proxy.h"
 
+namespace {
+
+/// The tag of a field that holds a number.
+template <class T> constexpr sto_Format::ValueTag TagOf = sto_Format::ValueTag();
+template <> constexpr sto_Format::ValueTag TagOf<float> = sto_Format::Float;
+template <> constexpr sto_Format::ValueTag TagOf<double> = sto_Format::Double;
+template <> constexpr sto_Format::ValueTag TagOf<signed char> = sto_Format::Int8;
+template <> constexpr sto_Format::ValueTag TagOf<short> = sto_Format::Int16;
+template <> constexpr sto_Format::ValueTag TagOf<unsigned short> = sto_Format::UInt16;
+template <> constexpr sto_Format::ValueTag TagOf<int> = sto_Format::Int32;
+template <> constexpr sto_Format::ValueTag TagOf<unsigned int> = sto_Format::UInt32;
+template <> constexpr sto_Format::ValueTag TagOf<long long> = sto_Format::Int64;
+template <> constexpr sto_Format::ValueTag TagOf<unsigned long long> = sto_Format::UInt64;
+
+} // namespace
+
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
                                                               cls_Uid const& uid, int depth,
                                                               sto_Reach::Place const& place,
@@ -162,43 +178,19 @@ cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_U
   return base.release();
 }
 
-void sto_MementoWrite::Write(cls_FieldHandle const& field, bool const& value) {
-  m_Object->PutWhole([&] { StartField(field, sto_Format::Bool).U8(value ? 1 : 0); });
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, cow_String const& value) {
-  if (!value.HasText()) {
-    m_Object->PutWhole([&] { static_cast<void>(StartField(field, sto_Format::NoText)); });
-    return;
+template <class T> void sto_MementoWrite::WriteScalar(cls_FieldHandle const& field, T const& value) {
+  if constexpr (std::is_same_v<T, cow_String>) {
+    if (value.HasText())
+      WriteBytesAs(field, sto_Format::Text, value.Chars(), value.Length());
+    else
+      m_Object->PutWhole([&] { static_cast<void>(StartField(field, sto_Format::NoText)); });
+  } else if constexpr (std::is_same_v<T, bool>) {
+    m_Object->PutWhole([&] { StartField(field, sto_Format::Bool).U8(value ? 1 : 0); });
+  } else {
+    WriteNumber(field, TagOf<T>, value);
   }
-  WriteBytesAs(field, sto_Format::Text, value.Chars(), value.Length());
 }
-void sto_MementoWrite::Write(cls_FieldHandle const& field, float const& value) {
-  WriteNumber(field, sto_Format::Float, value);
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, double const& value) {
-  WriteNumber(field, sto_Format::Double, value);
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, unsigned int const& value) {
-  WriteNumber(field, sto_Format::UInt32, value);
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, int const& value) {
-  WriteNumber(field, sto_Format::Int32, value);
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, signed char const& value) {
-  WriteNumber(field, sto_Format::Int8, value);
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, short const& value) {
-  WriteNumber(field, sto_Format::Int16, value);
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, unsigned short const& value) {
-  WriteNumber(field, sto_Format::UInt16, value);
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, long long const& value) {
-  WriteNumber(field, sto_Format::Int64, value);
-}
-void sto_MementoWrite::Write(cls_FieldHandle const& field, unsigned long long const& value) {
-  WriteNumber(field, sto_Format::UInt64, value);
-}
+
 void sto_MementoWrite::WriteEnum(cls_FieldHandle const& field, int const& value) {
   WriteNumber(field, sto_Format::Enum, value);
 }
@@ -229,17 +221,17 @@ void sto_MementoWrite::CheckBuilder(sto_CollectionShape const& shape) const {
   m_Object->CheckShape(shape);
 }
 
-template <class T> cls_WriteListPrim<T>* sto_MementoWrite::MakeList(int width) {
+template <class T> cls_WriteListPrim<T>* sto_MementoWrite::MakeListOf(T const*, int width) {
   CheckBuilder(sto_CollectionShape::List(sto_ElementCodec<T>::ElementType));
   return new sto_ListWriter<T>(m_Object, width);
 }
 
-template <class K, class T> auto sto_MementoWrite::MakeMap() const {
+template <class K, class T> cls_WriteMapOf<K, T>* sto_MementoWrite::MakeMapOf(T const*) {
   CheckBuilder(sto_MapShape<K, T>());
   return new sto_MapWriter<K, T>(m_Object);
 }
 
-template <class K> auto sto_MementoWrite::MakeObjectMap() const {
+template <class K> cls_WriteObjectMapOf<K>* sto_MementoWrite::MakeObjectMapOf() {
   CheckBuilder(sto_MapShape<K, sto_ObjectId>());
   return new sto_ObjectMapWriter<K>(m_Object);
 }
@@ -248,77 +240,12 @@ cls_WriteListObj* sto_MementoWrite::MakeWriteListObj() {
   CheckBuilder(sto_CollectionShape::List(sto_Format::ElementObject));
   return new sto_ObjectListWriter(m_Object);
 }
-cls_WriteMapInt2Obj* sto_MementoWrite::MakeWriteMapInt2Obj() {
-  return MakeObjectMap<int>();
-}
-cls_WriteMapString2Obj* sto_MementoWrite::MakeWriteMapString2Obj() {
-  return MakeObjectMap<cow_String>();
-}
 cls_WriteIntTableInt* sto_MementoWrite::MakeWriteIntTableInt() {
   CheckBuilder(sto_IntTableShape());
   return new sto_IntTableWriter(m_Object);
 }
 
-cls_WriteMapInt2Prim<cow_String>* sto_MementoWrite::MakeWriteMapInt2Prim(cow_String const*) {
-  return MakeMap<int, cow_String>();
-}
-cls_WriteMapInt2Prim<float>* sto_MementoWrite::MakeWriteMapInt2Prim(float const*) {
-  return MakeMap<int, float>();
-}
-cls_WriteMapInt2Prim<double>* sto_MementoWrite::MakeWriteMapInt2Prim(double const*) {
-  return MakeMap<int, double>();
-}
-cls_WriteMapInt2Prim<unsigned int>* sto_MementoWrite::MakeWriteMapInt2Prim(unsigned int const*) {
-  return MakeMap<int, unsigned int>();
-}
-cls_WriteMapInt2Prim<int>* sto_MementoWrite::MakeWriteMapInt2Prim(int const*) {
-  return MakeMap<int, int>();
-}
-cls_WriteMapString2Prim<unsigned int>* sto_MementoWrite::MakeWriteMapString2Prim(unsigned int const*) {
-  return MakeMap<cow_String, unsigned int>();
-}
-cls_WriteMapString2Prim<cow_String>* sto_MementoWrite::MakeWriteMapString2Prim(cow_String const*) {
-  return MakeMap<cow_String, cow_String>();
-}
-cls_WriteMapString2Prim<int>* sto_MementoWrite::MakeWriteMapString2Prim(int const*) {
-  return MakeMap<cow_String, int>();
-}
-cls_WriteMapString2Prim<float>* sto_MementoWrite::MakeWriteMapString2Prim(float const*) {
-  return MakeMap<cow_String, float>();
-}
-cls_WriteMapString2Prim<double>* sto_MementoWrite::MakeWriteMapString2Prim(double const*) {
-  return MakeMap<cow_String, double>();
-}
-
-template <class Make>
-auto sto_MementoWrite::MakeInField(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid,
-                                   Make make) {
-  // The builder keeps the collection's record until it is deleted itself.
-  std::unique_ptr<cls_MementoWrite> const child(MakeFieldWriteObj(field, classId, uid, nullptr));
-  return make(*child);
-}
-
-cls_WriteListObj* sto_MementoWrite::MakeFieldWriteListObj(cls_FieldHandle const& field, cls_Uid const& uid) {
-  return MakeInField(field, cls_InternalListTypeId, uid,
-                     [](cls_MementoWrite& list) { return list.MakeWriteListObj(); });
-}
-cls_WriteMapInt2Obj* sto_MementoWrite::MakeFieldWriteMapInt2Obj(cls_FieldHandle const& field,
-                                                                cls_Uid const& uid) {
-  return MakeInField(field, cls_InternalMapTypeId, uid,
-                     [](cls_MementoWrite& map) { return map.MakeWriteMapInt2Obj(); });
-}
-cls_WriteMapString2Obj* sto_MementoWrite::MakeFieldWriteMapString2Obj(cls_FieldHandle const& field,
-                                                                      cls_Uid const& uid) {
-  return MakeInField(field, cls_InternalMapTypeId, uid,
-                     [](cls_MementoWrite& map) { return map.MakeWriteMapString2Obj(); });
-}
-cls_WriteIntTableInt* sto_MementoWrite::MakeFieldWriteIntTableInt(cls_FieldHandle const& field,
-                                                                  cls_Uid const& uid) {
-  return MakeInField(field, cls_InternalMapTypeId, uid,
-                     [](cls_MementoWrite& table) { return table.MakeWriteIntTableInt(); });
-}
-
-template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeAgent(int sizeHint) {
+template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeListAgentOf(T const*, int sizeHint) {
   Session().RaiseKept();
   Session().CheckSave();
   if (m_Class.Metadata().ClassId() != cls_InternalListTypeId)
@@ -326,25 +253,6 @@ template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeAgent(int sizeHin
                                                ", which is no list: give it a field of its own.");
   m_Object->NoteAgent();
   return sto_ListAgent<T>::OfSaved(Session(), m_Object->Id(), sizeHint);
-}
-
-cls_AgentListPrim<bool>* sto_MementoWrite::MakeAgentListPrim(bool const*, int sizeHint) {
-  return MakeAgent<bool>(sizeHint);
-}
-cls_AgentListPrim<double>* sto_MementoWrite::MakeAgentListPrim(double const*, int sizeHint) {
-  return MakeAgent<double>(sizeHint);
-}
-cls_AgentListPrim<float>* sto_MementoWrite::MakeAgentListPrim(float const*, int sizeHint) {
-  return MakeAgent<float>(sizeHint);
-}
-cls_AgentListPrim<int>* sto_MementoWrite::MakeAgentListPrim(int const*, int sizeHint) {
-  return MakeAgent<int>(sizeHint);
-}
-cls_AgentListPrim<cow_String>* sto_MementoWrite::MakeAgentListPrim(cow_String const*, int sizeHint) {
-  return MakeAgent<cow_String>(sizeHint);
-}
-cls_AgentListPrim<unsigned int>* sto_MementoWrite::MakeAgentListPrim(unsigned int const*, int sizeHint) {
-  return MakeAgent<unsigned int>(sizeHint);
 }
 
 template <class Agent>
@@ -364,13 +272,9 @@ cls_AgentListObj* sto_MementoWrite::MakeAgentListObj(int sizeHint) {
   return MakeObjectAgent<sto_ListAgentObj>(sto_CollectionShape::List(sto_Format::ElementObject),
                                            cls_InternalListTypeId, sizeHint);
 }
-cls_AgentMapKey2Obj<int>* sto_MementoWrite::MakeAgentMapKey2Obj(int const*, int sizeHint) {
-  return MakeObjectAgent<sto_MapAgentObj<int>>(sto_MapShape<int, sto_ObjectId>(), cls_InternalMapTypeId,
-                                               sizeHint);
-}
-cls_AgentMapKey2Obj<cow_String>* sto_MementoWrite::MakeAgentMapKey2Obj(cow_String const*, int sizeHint) {
-  return MakeObjectAgent<sto_MapAgentObj<cow_String>>(sto_MapShape<cow_String, sto_ObjectId>(),
-                                                      cls_InternalMapTypeId, sizeHint);
+template <class K> cls_AgentMapKey2Obj<K>* sto_MementoWrite::MakeObjectMapAgentOf(K const*, int sizeHint) {
+  return MakeObjectAgent<sto_MapAgentObj<K>>(sto_MapShape<K, sto_ObjectId>(), cls_InternalMapTypeId,
+                                             sizeHint);
 }
 
 cls_AgentBlob* sto_MementoWrite::MakeAgentBlob() {
@@ -381,25 +285,6 @@ cls_AgentBlob* sto_MementoWrite::MakeAgentBlob() {
                                                ", which is none: give it a field of its own.");
   bool const isStored = Session().Driver().HasObject(m_Object->Id());
   return new sto_BlobAgent(Session(), m_Object->Id(), !isStored);
-}
-
-cls_WriteListPrim<bool>* sto_MementoWrite::MakeWriteListPrim(bool const*, int width) {
-  return MakeList<bool>(width);
-}
-cls_WriteListPrim<cow_String>* sto_MementoWrite::MakeWriteListPrim(cow_String const*, int width) {
-  return MakeList<cow_String>(width);
-}
-cls_WriteListPrim<float>* sto_MementoWrite::MakeWriteListPrim(float const*, int width) {
-  return MakeList<float>(width);
-}
-cls_WriteListPrim<double>* sto_MementoWrite::MakeWriteListPrim(double const*, int width) {
-  return MakeList<double>(width);
-}
-cls_WriteListPrim<unsigned int>* sto_MementoWrite::MakeWriteListPrim(unsigned int const*, int width) {
-  return MakeList<unsigned int>(width);
-}
-cls_WriteListPrim<int>* sto_MementoWrite::MakeWriteListPrim(int const*, int width) {
-  return MakeList<int>(width);
 }
 
 void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String const& name) {
@@ -420,3 +305,5 @@ void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String c
 bool sto_MementoWrite::CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field) {
   return proxy != nullptr && proxy->Transfer(sto_StorageType(), this, field);
 }
+
+template class cls_TypedMementoWrite<sto_MementoWrite>;

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "persist/backend/cls_MementoWrite.h"
+#include "persist/backend/cls_TypedMementoWrite.h"
 #include "store/objects/sto_RecordInProgress.h"
 
 /// Writes one object, or one base-class part of it, into the record that its parts share. Internal to the
@@ -12,7 +12,7 @@
 /// each place that holds it holds that object. So the brackets around shared pointers have nothing to add,
 /// and the payload of a copy-on-write holder is not looked at: holders of one payload are written with its
 /// one identity, and values with identities of their own stay apart even while they share their memory.
-class sto_MementoWrite : public cls_MementoWrite {
+class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
  public:
   /// Stands on a part of `object`, which is of class `inUse`.
   sto_MementoWrite(std::shared_ptr<sto_RecordInProgress> object, std::size_t part, sto_ClassInUse& inUse)
@@ -47,60 +47,14 @@ class sto_MementoWrite : public cls_MementoWrite {
                                          cow_COW<int, cow_Direct<int>> const* cow) override;
   cls_MementoWrite* MakeBaseWriteObj(unsigned int classId, cls_Uid const& uid) override;
 
-  void Write(cls_FieldHandle const& field, bool const& value) override;
-  void Write(cls_FieldHandle const& field, cow_String const& value) override;
-  void Write(cls_FieldHandle const& field, float const& value) override;
-  void Write(cls_FieldHandle const& field, double const& value) override;
-  void Write(cls_FieldHandle const& field, unsigned int const& value) override;
-  void Write(cls_FieldHandle const& field, int const& value) override;
-  void Write(cls_FieldHandle const& field, signed char const& value) override;
-  void Write(cls_FieldHandle const& field, short const& value) override;
-  void Write(cls_FieldHandle const& field, unsigned short const& value) override;
-  void Write(cls_FieldHandle const& field, long long const& value) override;
-  void Write(cls_FieldHandle const& field, unsigned long long const& value) override;
   void WriteEnum(cls_FieldHandle const& field, int const& value) override;
   void WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) override;
   void WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) override;
 
-  cls_WriteListPrim<bool>* MakeWriteListPrim(bool const* tag, int width) override;
-  cls_WriteListPrim<cow_String>* MakeWriteListPrim(cow_String const* tag, int width) override;
-  cls_WriteListPrim<float>* MakeWriteListPrim(float const* tag, int width) override;
-  cls_WriteListPrim<double>* MakeWriteListPrim(double const* tag, int width) override;
-  cls_WriteListPrim<unsigned int>* MakeWriteListPrim(unsigned int const* tag, int width) override;
-  cls_WriteListPrim<int>* MakeWriteListPrim(int const* tag, int width) override;
-
-  cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() override;
-  cls_WriteMapString2Obj* MakeWriteMapString2Obj() override;
-  cls_WriteMapInt2Prim<cow_String>* MakeWriteMapInt2Prim(cow_String const* tag) override;
-  cls_WriteMapInt2Prim<float>* MakeWriteMapInt2Prim(float const* tag) override;
-  cls_WriteMapInt2Prim<double>* MakeWriteMapInt2Prim(double const* tag) override;
-  cls_WriteMapInt2Prim<unsigned int>* MakeWriteMapInt2Prim(unsigned int const* tag) override;
-  cls_WriteMapInt2Prim<int>* MakeWriteMapInt2Prim(int const* tag) override;
   cls_WriteListObj* MakeWriteListObj() override;
   cls_WriteIntTableInt* MakeWriteIntTableInt() override;
 
-  /// The collection object is of class cls_InternalList for a list, cls_InternalMap for a map and a table.
-  cls_WriteListObj* MakeFieldWriteListObj(cls_FieldHandle const& field, cls_Uid const& uid) override;
-  cls_WriteMapInt2Obj* MakeFieldWriteMapInt2Obj(cls_FieldHandle const& field, cls_Uid const& uid) override;
-  cls_WriteMapString2Obj* MakeFieldWriteMapString2Obj(cls_FieldHandle const& field,
-                                                      cls_Uid const& uid) override;
-  cls_WriteIntTableInt* MakeFieldWriteIntTableInt(cls_FieldHandle const& field, cls_Uid const& uid) override;
-
-  cls_WriteMapString2Prim<unsigned int>* MakeWriteMapString2Prim(unsigned int const* tag) override;
-  cls_WriteMapString2Prim<cow_String>* MakeWriteMapString2Prim(cow_String const* tag) override;
-  cls_WriteMapString2Prim<int>* MakeWriteMapString2Prim(int const* tag) override;
-  cls_WriteMapString2Prim<float>* MakeWriteMapString2Prim(float const* tag) override;
-  cls_WriteMapString2Prim<double>* MakeWriteMapString2Prim(double const* tag) override;
-
   cls_AgentListObj* MakeAgentListObj(int sizeHint) override;
-  cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int const* tag, int sizeHint) override;
-  cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag, int sizeHint) override;
-  cls_AgentListPrim<bool>* MakeAgentListPrim(bool const* tag, int sizeHint) override;
-  cls_AgentListPrim<double>* MakeAgentListPrim(double const* tag, int sizeHint) override;
-  cls_AgentListPrim<float>* MakeAgentListPrim(float const* tag, int sizeHint) override;
-  cls_AgentListPrim<int>* MakeAgentListPrim(int const* tag, int sizeHint) override;
-  cls_AgentListPrim<cow_String>* MakeAgentListPrim(cow_String const* tag, int sizeHint) override;
-  cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int const* tag, int sizeHint) override;
   /// The blob begins empty, whatever was stored under its identity; see sto_KeepBlob.
   cls_AgentBlob* MakeAgentBlob() override;
 
@@ -113,6 +67,14 @@ class sto_MementoWrite : public cls_MementoWrite {
   bool CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field) override;
 
  private:
+  friend cls_TypedMementoWrite<sto_MementoWrite>;
+  template <class T> void WriteScalar(cls_FieldHandle const& field, T const& value);
+  template <class T> cls_WriteListPrim<T>* MakeListOf(T const* tag, int width);
+  template <class K, class T> cls_WriteMapOf<K, T>* MakeMapOf(T const* tag);
+  template <class K> cls_WriteObjectMapOf<K>* MakeObjectMapOf();
+  template <class T> cls_AgentListPrim<T>* MakeListAgentOf(T const* tag, int sizeHint);
+  template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgentOf(K const* tag, int sizeHint);
+
   /// The declared attribute of a field. Misuse when the class's metadata has none.
   [[nodiscard]] sto_ClassInUse::Attribute const& Attribute(cls_FieldHandle const& field);
   /// Misuse unless an attribute that holds an object of this class is declared as one that does.
@@ -130,12 +92,6 @@ class sto_MementoWrite : public cls_MementoWrite {
   void PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute, std::int64_t id);
   /// Conflict when the object is open as an agent; Misuse when it may not be such a collection.
   void CheckBuilder(sto_CollectionShape const& shape) const;
-  template <class T> cls_WriteListPrim<T>* MakeList(int width);
-  template <class K, class T> auto MakeMap() const;
-  template <class K> auto MakeObjectMap() const;
-  template <class Make>
-  auto MakeInField(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid, Make make);
-  template <class T> cls_AgentListPrim<T>* MakeAgent(int sizeHint);
   template <class Agent>
   Agent* MakeObjectAgent(sto_CollectionShape const& shape, unsigned int classId, int sizeHint);
 
@@ -144,3 +100,5 @@ class sto_MementoWrite : public cls_MementoWrite {
   sto_ClassInUse& m_Class;
   bool m_HasBase = false;
 };
+
+extern template class cls_TypedMementoWrite<sto_MementoWrite>;

@@ -5,10 +5,14 @@
 
 #include "tests/contract/Coverage.h"
 
-// Either the table of slots, or all the tests.
+// Either what covers each slot, in numbers or by name, or all the tests.
 int main(int argc, char** argv) {
   if (argc == 2 && argv[1] == std::string_view("--print-slots")) {
     std::cout << ContractCoverageText();
+    return 0;
+  }
+  if (argc == 2 && argv[1] == std::string_view("--print-covering")) {
+    std::cout << ContractCoveringText();
     return 0;
   }
   testing::InitGoogleTest(&argc, argv);

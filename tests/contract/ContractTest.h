@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "persist/backend/cls_DeleteWhenNeeded.h"
 #include "persist/backend/cls_PC.h"
 #include "store/sto_Store.h"
 #include "tests/contract/ContractClasses.h"
@@ -96,16 +97,7 @@ class ContractTest : public StoreFileTest, public testing::WithParamInterface<Co
   INSTANTIATE_TEST_SUITE_P(Stores, Suite, testing::ValuesIn(HugeContractSettings()),                         \
                            [](auto const& setting) { return std::string(setting.param.m_Name); })
 
-/// Deletes what a store returned, when it says so; int tables are always deleted.
-struct DeleteWhenNeeded {
-  template <class T> void operator()(T* object) const {
-    static_assert(sizeof(T) > 0, "of a class whose header is included");
-    if constexpr (requires { object->NeedsDeletion(); })
-      if (!object->NeedsDeletion()) return;
-    delete object;
-  }
-};
-template <class T> using Received = std::unique_ptr<T, DeleteWhenNeeded>;
+template <class T> using Received = cls_Received<T>;
 /// What a store returned, which it must.
 template <class T> Received<T> Receive(T* object) {
   if (object == nullptr) throw std::runtime_error("the store returned a null pointer");

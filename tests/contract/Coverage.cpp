@@ -5,7 +5,7 @@
 
 #include <cxxabi.h>
 
-#include "tests/contract/SlotNames.h"
+#include "tests/slots/BackEndSlots.h"
 
 namespace {
 
@@ -58,28 +58,28 @@ std::string ContractCoverageText() {
   std::string text =
       "# Slots and their contract tests\n"
       "\n"
-      "Every virtual operation that a store implements or calls, and the tests of `contract_test` that state "
-      "that "
-      "they cover\n"
-      "it. Each test runs in every setting of the suite (`tests/contract/ContractTest.cpp`), those of "
-      "ContractHuge in the ones\n"
-      "that take huge cases. A family of templates is one class here. Written by `contract_test "
-      "--print-slots`; "
-      "a test compares\n"
-      "it with the program.\n";
-  std::string className;
-  for (ContractSlot const& slot : ContractSlots()) {
-    if (className != slot.m_Class) {
-      className = slot.m_Class;
-      text += "\n## " + className + "\n\n| slot | operation | tests |\n|---|---|---|\n";
-    }
-    text += "| " + std::to_string(slot.m_Slot) + " | `" + slot.m_Operation + "` |";
-    std::string separator = " ";
-    for (std::string const& test : ContractCoverage::Instance().TestsOf({slot.m_Class, slot.m_Slot})) {
-      text += separator + test;
-      separator = ", ";
-    }
-    text += " |\n";
+      "Every virtual operation that a store implements or calls, and how many tests of `contract_test` state that they\n"
+      "cover it; `contract_test --print-covering` names them. Each test runs in every setting of the suite\n"
+      "(`tests/contract/ContractTest.cpp`), those of ContractHuge in the ones that take huge cases. A family of templates\n"
+      "is one class here. Written by `contract_test --print-slots`; a test compares it with the program.\n";
+  for (BackEndInterface const& interface : BackEndInterfaces()) {
+    text += "\n## " + interface.m_Class + "\n\n| slot | operation | tests |\n|---|---|---|\n";
+    for (Slot const& slot : interface.m_Slots)
+      text +=
+          "| " + std::to_string(slot.m_Number) + " | `" + slot.m_Operation + "` | " +
+          std::to_string(ContractCoverage::Instance().TestsOf({interface.m_Class, slot.m_Number}).size()) +
+          " |\n";
   }
+  return text;
+}
+
+std::string ContractCoveringText() {
+  std::string text;
+  for (BackEndInterface const& interface : BackEndInterfaces())
+    for (Slot const& slot : interface.m_Slots) {
+      text += interface.m_Class + " " + std::to_string(slot.m_Number) + " " + slot.m_Operation + "\n";
+      for (std::string const& test : ContractCoverage::Instance().TestsOf({interface.m_Class, slot.m_Number}))
+        text += "  " + test + "\n";
+    }
   return text;
 }

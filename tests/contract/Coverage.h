@@ -50,5 +50,7 @@ template <class Test, ContractName Class, int... Slots> struct ContractCovers {
 #define COVERS(Class, ...)                                                                                   \
   static_cast<void>(&ContractCovers<std::remove_reference_t<decltype(*this)>, #Class, __VA_ARGS__>::s_Entry)
 
-/// The table of all slots with their tests, as docs/slot-coverage.md has it.
+/// All slots with how many tests cover each, as docs/slot-coverage.md has it.
 std::string ContractCoverageText();
+/// All slots, each with the names of the tests that cover it.
+std::string ContractCoveringText();

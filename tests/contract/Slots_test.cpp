@@ -1,35 +1,26 @@
 #include <fstream>
-#include <map>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "tests/contract/Coverage.h"
-#include "tests/contract/SlotNames.h"
+#include "tests/slots/BackEndSlots.h"
 
-// The suite itself: the names of the slots are right, and none is without test.
+// The suite itself: no slot is without test. That the slots are right is for their own tests.
 
 namespace {
 
-TEST(ContractSlots, NamesStandWhereTheCompilerPutsTheOperations) {
-  std::map<std::string, int> counts;
-  for (ContractSlot const& slot : ContractSlots()) {
-    EXPECT_EQ(slot.m_Slot, slot.m_Compiled) << slot.m_Class << "::" << slot.m_Operation;
-    EXPECT_EQ(slot.m_Slot, counts[slot.m_Class]++) << slot.m_Class << ": not in ascending order";
-  }
-  for (ContractSlot const& slot : ContractSlots())
-    EXPECT_EQ(ExportedSlots(*slot.m_Type), counts[slot.m_Class]) << slot.m_Class;
-}
-
 TEST(ContractSlots, EverySlotIsCovered) {
-  for (ContractSlot const& slot : ContractSlots())
-    EXPECT_FALSE(ContractCoverage::Instance().TestsOf({slot.m_Class, slot.m_Slot}).empty())
-        << slot.m_Class << " " << slot.m_Slot << " " << slot.m_Operation;
+  for (BackEndInterface const& interface : BackEndInterfaces())
+    for (Slot const& slot : interface.m_Slots)
+      EXPECT_FALSE(ContractCoverage::Instance().TestsOf({interface.m_Class, slot.m_Number}).empty())
+          << interface.m_Class << " " << slot.m_Number << " " << slot.m_Operation;
 }
 
 TEST(ContractSlots, WhatIsCoveredIsASlot) {
   std::set<ContractCoverage::Slot> slots;
-  for (ContractSlot const& slot : ContractSlots()) slots.insert({slot.m_Class, slot.m_Slot});
+  for (BackEndInterface const& interface : BackEndInterfaces())
+    for (Slot const& slot : interface.m_Slots) slots.insert({interface.m_Class, slot.m_Number});
   for (ContractCoverage::Slot const& slot : ContractCoverage::Instance().Slots())
     EXPECT_TRUE(slots.contains(slot)) << slot.first << " " << slot.second;
 }

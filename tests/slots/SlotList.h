@@ -2,9 +2,10 @@
 
 #include <cstddef>
 #include <cstring>
-#include <set>
 #include <string>
+#include <type_traits>
 #include <typeinfo>
+#include <vector>
 
 #include <dlfcn.h>
 #include <elf.h>
@@ -43,27 +44,50 @@ inline int ExportedSlots(std::type_info const& type) {
   return static_cast<int>(static_cast<ElfW(Sym) const*>(symbol)->st_size / sizeof(void*)) - 3;
 }
 
-/// The written slot list of an interface, compared line by line with the compiled table.
+/// One line of a slot list.
+struct Slot {
+  int m_Number;
+  std::string m_Operation; ///< empty where the list does not name it
+  int m_Compiled;          ///< where the compiler has put the operation
+};
+
+/// The written slot list of an interface, compared with the compiled table.
 ///
 ///     SlotList<cls_AgentBlob> list;
 ///     list.Is<long long()>(1, &cls_AgentBlob::Size);
 ///     list.ExpectComplete(12);
 template <class Class> class SlotList {
  public:
+  static_assert(std::has_virtual_destructor_v<Class>);
+
   /// The operation with exactly this signature stands in this slot.
-  template <class Signature> void Is(int slot, Signature Class::*operation) {
-    EXPECT_EQ(SlotOf(operation), slot) << typeid(Class).name();
-    EXPECT_TRUE(m_Listed.insert(slot).second) << "slot " << slot << " is listed twice";
+  template <class Signature> void Is(int slot, Signature Class::*operation) { Is(slot, "", operation); }
+  template <class Signature> void Is(int slot, char const* name, Signature Class::*operation) {
+    m_Slots.push_back({slot, name, SlotOf(operation)});
   }
 
-  /// The table has this many slots, destructor included, and each was listed.
+  /// What is listed, the destructor first.
+  [[nodiscard]] std::vector<Slot> const& Slots() const { return m_Slots; }
+
+  /// The lines are in ascending order without a gap, each operation is where its line says, and the table
+  /// has no slot more.
+  void ExpectComplete() const {
+    int next = 0;
+    for (Slot const& slot : m_Slots) {
+      EXPECT_EQ(slot.m_Number, next++) << Name() << " " << slot.m_Operation << ": out of order";
+      EXPECT_EQ(slot.m_Compiled, slot.m_Number) << Name() << " " << slot.m_Operation;
+    }
+    EXPECT_EQ(ExportedSlots(typeid(Class)), next) << Name();
+  }
+
+  /// The same, and the table has this many slots, destructor included.
   void ExpectComplete(int slots) const {
-    EXPECT_EQ(ExportedSlots(typeid(Class)), slots) << typeid(Class).name();
-    EXPECT_TRUE(std::has_virtual_destructor_v<Class>);
-    for (int slot = 1; slot < slots; ++slot) EXPECT_TRUE(m_Listed.contains(slot)) << "slot " << slot;
-    EXPECT_EQ(m_Listed.size(), static_cast<std::size_t>(slots - 1));
+    ExpectComplete();
+    EXPECT_EQ(m_Slots.size(), static_cast<std::size_t>(slots)) << Name();
   }
 
  private:
-  std::set<int> m_Listed;
+  static char const* Name() { return typeid(Class).name(); }
+
+  std::vector<Slot> m_Slots{{0, "destructor", 0}};
 };
