@@ -12,7 +12,7 @@
 
 #include "platform/omni/omi_BtreeIterator.h"
 #include "store/format/sto_CollectionShape.h"
-#include "store/session/sto_ClassInUse.h"
+#include "store/format/sto_TagFits.h"
 #include "store/session/sto_Classes.h"
 
 namespace {

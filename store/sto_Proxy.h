@@ -4,6 +4,7 @@
 
 #include "persist/backend/cls_AgentProxy.h"
 #include "persist/visitors/cls_ReadVisitor.h"
+#include "store/base/sto_StorageType.h"
 #include "store/sto_Store.h"
 
 // Copies of stored objects: an object is carried from one store to another, or copied within one, without
@@ -32,9 +33,6 @@
 // the object's version or a newer one.
 //
 // Thread rule: both stores belong to the thread.
-
-/// The kind of storage that the module's stores are.
-[[nodiscard]] KVL_EXPORT cls_StorageTypeId const& sto_StorageType() noexcept;
 
 /// The proxy of the object under a root name. NotFound, Damaged.
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store,

@@ -13,6 +13,7 @@
 #include "persist/visitors/cls_ReadsByValue.h"
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
+#include "store/base/sto_BuiltAs.h"
 
 // Objects on the way in that are reached through pointers. A reading constructor takes
 //
@@ -48,13 +49,6 @@ template <class T>
 concept sto_IsAdaptable = sto_HasTypeId<T> && std::is_constructible_v<T, cls_ReadVisitor const&> &&
     requires(T const& object, cls_WriteVisitor const& visitor) {
   object.DBWrite(visitor);
-};
-
-/// What is known of the C++ class that an object is built, or asked for, as.
-enum class sto_BuiltAs {
-  Unchecked, ///< nothing: the class has no TypeId
-  Itself,    ///< it is the object's very class
-  ByMetadata ///< it is one that the object's metadata builds, or a base of that
 };
 
 /// The metadata that builds the visitor's object where class `typeId` is asked for; null when the visitor

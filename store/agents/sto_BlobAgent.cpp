@@ -8,9 +8,7 @@
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_CollectionFields.h"
-#include "store/objects/sto_MementoWrite.h"
 #include "store/session/sto_OwnTransaction.h"
-#include "store/sto_Blob.h"
 
 namespace {
 
@@ -267,23 +265,4 @@ void sto_BlobAgent::Truncate(long long sizeBytes) {
     Session().Driver().DeleteBlocks(sto_BlockKey(m_Id, lastKept + 1), sto_LastBlockKey(m_Id));
   });
   transaction.Commit();
-}
-
-void sto_KeepBlob(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, cls_Uid const& uid) {
-  auto* const memento = dynamic_cast<sto_MementoWrite*>(visitor.Memento());
-  if (memento == nullptr)
-    sto_Raise(sto_ErrorKind::Misuse, "A blob can be kept as it is only in an object that a store is saving.");
-  sto_Session& session = memento->Session();
-  session.RaiseKept();
-  session.CheckSave();
-  sto_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
-  sto_RecordRef const record = tie == nullptr ? nullptr : session.ReadRecord(tie->Id());
-  if (record == nullptr || record->Parts().front().m_ClassId != cls_BlobTypeId) {
-    session.MarkIncomplete();
-    session.Raise(sto_ErrorKind::Misuse,
-                  "Attribute " + std::string(field.Name().View()) +
-                      " is to keep its blob as it is, but the store has none under its "
-                      "identity: write it.");
-  }
-  memento->HoldObject(field, cls_BlobTypeId, tie->Id());
 }

@@ -1,7 +1,7 @@
 #include "store/format/sto_CollectionShape.h"
 
 #include "store/format/sto_ElementCodec.h"
-#include "store/session/sto_ClassInUse.h"
+#include "store/format/sto_TagFits.h"
 
 namespace {
 

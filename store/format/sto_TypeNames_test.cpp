@@ -8,7 +8,7 @@
 #include <set>
 
 #include "store/format/sto_MapCodec.h"
-#include "store/session/sto_ClassInUse.h"
+#include "store/format/sto_TagFits.h"
 
 namespace {
 

@@ -7,12 +7,13 @@
 #include "store/agents/sto_BlobAgent.h"
 #include "store/agents/sto_ListAgent.h"
 #include "store/agents/sto_ObjectAgents.h"
+#include "store/base/sto_StorageType.h"
 #include "store/format/sto_CollectionFields.h"
+#include "store/format/sto_TagFits.h"
 #include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_ListWriter.h"
 #include "store/objects/sto_MapWriter.h"
 #include "store/objects/sto_ObjectListWriter.h"
-#include "store/sto_Proxy.h"
 
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
                                                               cls_Uid const& uid, int depth,

@@ -51,7 +51,3 @@ class sto_ClassInUse {
 /// The declaration of a handle's attribute: by name, or by number for a handle without a name. Null when there is none.
 [[nodiscard]] cls_AttributeMetadata const* sto_FindDeclaration(cls_ClassMetadata const& metadata,
                                                                cls_FieldHandle const& field);
-
-/// Whether a value that is stored under `tag` may stand in an attribute of a declared type. Types that this
-/// library does not know are the host's, and take anything.
-[[nodiscard]] bool sto_TagFits(sto_Format::ValueTag tag, cls_AttributeType type) noexcept;

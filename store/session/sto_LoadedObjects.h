@@ -5,7 +5,7 @@
 #include <typeindex>
 #include <unordered_map>
 
-#include "store/sto_Shared.h"
+#include "store/base/sto_BuiltAs.h"
 
 /// The shared objects of one load, or of all loads in a load scope: each stored object becomes one object in
 /// memory, however many fields hold it. Entries exist from before the object's construction on, so that a

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "store/format/sto_CollectionFields.h"
-#include "store/session/sto_ClassInUse.h"
+#include "store/format/sto_TagFits.h"
 
 namespace {
 
