@@ -10,11 +10,11 @@ void sto_KeepBlob(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
     sto_Raise(sto_ErrorKind::Misuse, "A blob can be kept as it is only in an object that a store is saving.");
   sto_Session& session = memento->Session();
   session.RaiseKept();
-  session.CheckSave();
+  session.Save().Check();
   sto_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
-  sto_RecordRef const record = tie == nullptr ? nullptr : session.ReadRecord(tie->Id());
+  sto_RecordRef const record = tie == nullptr ? nullptr : session.Records().Read(tie->Id());
   if (record == nullptr || record->Parts().front().m_ClassId != cls_BlobTypeId) {
-    session.MarkIncomplete();
+    session.Save().MarkIncomplete();
     session.Raise(sto_ErrorKind::Misuse,
                   "Attribute " + std::string(field.Name().View()) +
                       " is to keep its blob as it is, but the store has none under its "

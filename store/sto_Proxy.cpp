@@ -11,7 +11,7 @@ namespace {
 void WriteArrays(sto_Session& session) {
   session.RaiseKept();
   if (session.IsWriting())
-    session.FlushHolders();
+    session.Collections().FlushHolders();
   else if (!session.InTransaction() && !session.Driver().IsReadOnly())
     session.Close(); // which writes, and leaves the session open
 }
@@ -29,7 +29,7 @@ std::int64_t FindRoot(sto_Session& session, std::string_view name) {
 
 /// Copies a root in a save of its own; the source's transaction, where it begins here, ends before that.
 void CopyRoot(sto_Session& source, std::string_view name, sto_Session& target, std::string_view newName) {
-  target.BeginSave();
+  target.Save().Begin();
   try {
     std::int64_t copy = 0;
     {
@@ -38,9 +38,9 @@ void CopyRoot(sto_Session& source, std::string_view name, sto_Session& target, s
       copy = sto_BranchCopy(source, target).Copy(FindRoot(source, name), classId);
     }
     target.Driver().SetRoot(newName, copy);
-    target.EndSave();
+    target.Save().End();
   } catch (...) {
-    target.UndoSave();
+    target.Save().Undo();
     throw;
   }
 }
@@ -62,7 +62,7 @@ cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor) {
 void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName) {
   sto_Session& source = from.Session();
   sto_Session& target = to.Session();
-  bool const isBusy = target.InSave() || target.Loaded().InLoad() || source.InSave();
+  bool const isBusy = target.Save().IsGoingOn() || target.Loaded().InLoad() || source.Save().IsGoingOn();
   if (isBusy || (target.InTransaction() && !target.IsWriting()))
     target.Raise(sto_ErrorKind::Misuse, "Copying a root in a transaction that only reads, or while an object "
                                         "is being saved or loaded.");

@@ -18,7 +18,7 @@ void sto_Transaction::Commit() {
   if (*m_Session == nullptr)
     sto_Raise(sto_ErrorKind::Misuse, "The store was closed before its transaction was committed, which was "
                                      "rolled back: the store must outlive it.");
-  (*m_Session)->FlushHolders();
+  (*m_Session)->Collections().FlushHolders();
   (*m_Session)->Commit();
   m_Session = nullptr;
 }

@@ -41,9 +41,10 @@ long long BytesIn(int index, long long blobBytes) noexcept {
 } // namespace
 
 sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
-    : m_Session(session.Self()), m_Location(session.Location()), m_Id(id), m_Blocks(session, id) {
-  if (isMade) session.NoteMade(id);
-  if (sto_Session::ListAtBegin const* const before = session.FindAtBegin(id); before != nullptr) {
+    : sto_OpenBlob(id), m_Session(session.Self()), m_Location(session.Location()), m_Blocks(session, id) {
+  if (isMade) session.Changes().NoteMade(id, session.Save().Number());
+  if (sto_ChangeNotes::ListAtBegin const* const before = session.Changes().FindAtBegin(id);
+      before != nullptr) {
     if (before->m_IsMade) m_MadeInTransaction = session.TransactionNumber();
     m_MadeInSave = before->m_MadeInSave;
   }
@@ -72,12 +73,12 @@ void sto_BlobAgent::NoteChanged() {
   sto_Session const& session = Session();
   if (m_AtBegin.m_Of != session.TransactionNumber())
     m_AtBegin = {m_SeenChange, m_ShownChange, session.TransactionNumber()};
-  if (session.InSave() && m_AtMark.m_Of != session.SaveNumber())
-    m_AtMark = {m_SeenChange, m_ShownChange, session.SaveNumber()};
+  if (session.Save().IsGoingOn() && m_AtMark.m_Of != session.Save().Number())
+    m_AtMark = {m_SeenChange, m_ShownChange, session.Save().Number()};
 }
 
 void sto_BlobAgent::UndoSave() noexcept {
-  std::int64_t const save = (*m_Session)->SaveNumber();
+  std::int64_t const save = (*m_Session)->Save().Number();
   if (m_MadeInSave == save) m_IsLost = true;
   if (m_AtMark.m_Of == save) {
     m_SeenChange = m_AtMark.m_SeenChange;
@@ -98,9 +99,9 @@ void sto_BlobAgent::UndoTransaction() noexcept {
 
 sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
   if (m_Id == 0) return {};
-  sto_RecordRef const record = Session().ReadRecord(m_Id);
+  sto_RecordRef const record = Session().Records().Read(m_Id);
   if (record == nullptr) {
-    bool const isBeingMade = Session().InSave() && m_MadeInSave == Session().SaveNumber();
+    bool const isBeingMade = Session().Save().IsGoingOn() && m_MadeInSave == Session().Save().Number();
     if (!isBeingMade) Session().Raise(sto_ErrorKind::NotFound, Describe() + " is not in the store any more.");
     return {};
   }
@@ -126,7 +127,7 @@ sto_BlobAgent::Header sto_BlobAgent::ShowHeader() {
 sto_BlobAgent::Header sto_BlobAgent::HeaderToChange() {
   Header const header = ReadHeader();
   if (m_ShownChange != -1 && m_ShownChange != header.m_Change &&
-      !Session().IsOwnBlobChange(m_Id, header.m_Change))
+      !Session().Changes().IsOwnBlobChange(m_Id, header.m_Change))
     Session().Raise(sto_ErrorKind::Conflict, Describe() + " was changed by another session since it was "
                                                           "looked at here: look at it again.");
   NoteChanged();
@@ -140,7 +141,7 @@ void sto_BlobAgent::WriteHeader(Header header) {
   PutNumber(builder, SizeKey, header.m_SizeBytes);
   std::int64_t const change = header.m_Change + 1;
   PutNumber(builder, ChangeKey, change);
-  Session().NoteBlobChange(m_Id, change);
+  Session().Changes().NoteBlobChange(m_Id, change, Session().TransactionNumber(), Session().Save().Number());
   Session().Driver().WriteObject(m_Id, metadata.ClassId(), builder.Finish(m_Id));
   if (m_SeenChange == header.m_Change) m_SeenChange = change; // what was not seen before still is not
   m_ShownChange = change;
@@ -217,7 +218,7 @@ void sto_BlobAgent::ChangeWhole(Header const& header, bool outlivesFailure, Chan
     change();
     WriteHeader(header);
   } catch (...) {
-    if (Session().InSave()) Session().MarkIncomplete();
+    if (Session().Save().IsGoingOn()) Session().Save().MarkIncomplete();
     try {
       if (outlivesFailure) WriteHeader(header);
     } catch (...) {

@@ -7,7 +7,7 @@
 #include "store/session/sto_OwnTransaction.h"
 
 sto_AgentProxy::sto_AgentProxy(sto_Session& session, std::int64_t id)
-    : m_Session(session.Self()), m_Location(session.Location()), m_Id(id) {
+    : sto_OpenProxy(id), m_Session(session.Self()), m_Location(session.Location()) {
   session.OpenProxies().insert(this);
 }
 
@@ -21,22 +21,22 @@ bool sto_AgentProxy::Transfer(cls_StorageTypeId const& storage, cls_MementoWrite
   if (!(storage == sto_StorageType()) || memento == nullptr) return false;
   sto_Session& target = memento->Session();
   target.RaiseKept();
-  target.CheckSave();
+  target.Save().Check();
   try {
-    if (m_IsOver)
-      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(m_Id) +
+    if (IsOver())
+      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(Id()) +
                                                 " cannot be copied any more: it was made in work that was "
                                                 "undone.");
     if (*m_Session == nullptr)
-      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(m_Id) +
+      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(Id()) +
                                                 " cannot be copied any more: its store was closed.");
     sto_Session& source = **m_Session;
     sto_OwnTransaction const transaction(source, false);
     unsigned int classId = 0;
-    std::int64_t const id = sto_BranchCopy(source, target).Copy(m_Id, classId);
+    std::int64_t const id = sto_BranchCopy(source, target).Copy(Id(), classId);
     memento->HoldObject(field, classId, id);
   } catch (...) {
-    target.MarkIncomplete(); // half a branch must not stay, whoever takes this failure
+    target.Save().MarkIncomplete(); // half a branch must not stay, whoever takes this failure
     throw;
   }
   return true;

@@ -19,7 +19,7 @@ std::int64_t sto_BranchCopy::Copy(std::int64_t id, unsigned int& classId) {
   while (!m_Open.empty()) {
     std::int64_t const next = m_Open.back();
     m_Open.pop_back();
-    sto_RecordRef const record = m_Source.ReadRecord(next);
+    sto_RecordRef const record = m_Source.Records().Read(next);
     // A part has no record of its own, and a reference may name an object that is not stored; what a field
     // or a collection holds is there.
     if (record != nullptr) CopyObject(next, *record);

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <string>
 
-#include "store/agents/sto_BlobAgent.h"
-#include "store/agents/sto_CollectionAgent.h"
 #include "store/format/sto_BlockKey.h"
 #include "store/objects/sto_ObjectListReader.h"
 #include "store/session/sto_StoredBlocks.h"
@@ -47,8 +45,8 @@ void sto_Collector::Mark() {
                                                   ", which the store never had.");
     Hold(id, 0);
   }
-  for (std::int64_t const id : m_Session.OpenCollections()) Refer(id);
-  for (sto_BlobAgent const* const blob : m_Session.OpenBlobs())
+  for (std::int64_t const id : m_Session.Collections().StoredIds()) Refer(id);
+  for (sto_OpenBlob const* const blob : m_Session.OpenBlobs())
     if (!blob->IsLost()) Refer(blob->Id());
   VisitOpen();
 }
@@ -66,7 +64,7 @@ void sto_Collector::VisitOpen() {
   while (!m_Open.empty()) {
     auto const [id, holder] = m_Open.back();
     m_Open.pop_back();
-    sto_RecordRef const record = m_Session.ReadRecord(id);
+    sto_RecordRef const record = m_Session.Records().Read(id);
     if (record == nullptr) RaiseMissing(id, holder);
     Visit(*record);
   }

@@ -71,7 +71,7 @@ template <class T> class sto_ListWriter : public cls_WriteListPrim<T> {
     sto_Bytes shape;
     sto_ByteWriter(shape).Number(m_Width);
     sto_ByteWriter(shape).Number(m_Count);
-    m_Object->Session().CheckSameCollection(m_Object->Id(), sto_Checksum(m_Hash, shape));
+    m_Object->Session().Save().CheckSameCollection(m_Object->Id(), sto_Checksum(m_Hash, shape));
     sto_ListHeader header;
     header.m_ElementType = sto_ElementCodec<T>::ElementType;
     header.m_Width = m_Width;

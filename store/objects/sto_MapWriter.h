@@ -54,8 +54,8 @@ class sto_MapEntries {
   void Complete() {
     std::uint64_t const seed = std::uint64_t{m_Shape.m_KeyType} << 8 | m_Shape.m_ElementType |
                                (m_Shape.m_IsTable ? std::uint64_t{1} << 16 : 0);
-    m_Object->Session().CheckSameCollection(m_Object->Id(), sto_Checksum(seed, m_Entries),
-                                            m_Shape.m_IsTable ? "int tables" : "maps");
+    m_Object->Session().Save().CheckSameCollection(m_Object->Id(), sto_Checksum(seed, m_Entries),
+                                                   m_Shape.m_IsTable ? "int tables" : "maps");
     sto_MapHeader header;
     header.m_IsTable = m_Shape.m_IsTable;
     header.m_KeyType = m_Shape.m_KeyType;

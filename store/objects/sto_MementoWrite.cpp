@@ -4,13 +4,11 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "persist/backend/cls_AgentProxy.h"
-#include "store/agents/sto_BlobAgent.h"
-#include "store/agents/sto_ListAgent.h"
-#include "store/agents/sto_ObjectAgents.h"
 #include "store/base/sto_StorageType.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_TagFits.h"
 #include "store/format/sto_TypeNames.h"
+#include "store/objects/sto_AgentFactory.h"
 #include "store/objects/sto_ListWriter.h"
 #include "store/objects/sto_MapWriter.h"
 #include "store/objects/sto_ObjectListWriter.h"
@@ -20,20 +18,20 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
                                                               sto_Reach::Place const& place,
                                                               std::int64_t& id) {
   session.RaiseKept();
-  session.CheckSave();
+  session.Save().Check();
   try {
     sto_IdentityMap::Tie const& tie = session.TieOf(uid);
     id = tie.Id();
-    bool const isNew = session.IsNewInSave(id);
+    bool const isNew = session.Save().IsNew(id);
     sto_Reach::Meeting const meeting = sto_IsCollectionClass(classId)
-                                           ? session.Reach().MeetCollection(tie, place, isNew)
-                                           : session.Reach().Meet(tie, place, isNew);
+                                           ? session.Save().Reach().MeetCollection(tie, place, isNew)
+                                           : session.Save().Reach().Meet(tie, place, isNew);
     if (!meeting.m_IsWritten) return nullptr;
     sto_ClassInUse& inUse = session.ClassToWrite(classId);
     return std::make_unique<sto_MementoWrite>(
         std::make_shared<sto_RecordInProgress>(session, id, inUse, depth, place, meeting), 0, inUse);
   } catch (...) {
-    session.MarkIncomplete();
+    session.Save().MarkIncomplete();
     throw;
   }
 }
@@ -48,14 +46,14 @@ sto_ClassInUse::Attribute const& sto_MementoWrite::Attribute(cls_FieldHandle con
   if (sto_ClassInUse::Attribute const* const known = m_Class.Find(field)) return *known;
   cls_AttributeMetadata const* const declared = sto_FindDeclaration(m_Class.Metadata(), field);
   if (declared == nullptr) RaiseAttribute(field, "is not declared in the class's metadata");
-  Session().CheckSave();
+  Session().Save().Check();
   sto_ClassInUse::Attribute const* added = nullptr;
   m_Object->PutWhole([&] { added = &m_Class.Add(field, Session().KeyToWrite(field), *declared); });
   return *added;
 }
 
 void sto_MementoWrite::RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const {
-  Session().MarkIncomplete();
+  Session().Save().MarkIncomplete();
   cls_ClassMetadata const& metadata = m_Class.Metadata();
   std::string const name =
       field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId()) : std::string(field.Name().View());
@@ -94,7 +92,7 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
   // elements are, for the message.
   bool const isRefusedLater = isSingle && sto_IsCollectionClass(classId) && classId != cls_BlobTypeId;
   if (isRefusedLater)
-    Session().MarkIncomplete(); // whatever is written after it
+    Session().Save().MarkIncomplete(); // whatever is written after it
   else
     CheckHeldClass(attribute, classId);
   std::int64_t id = 0;
@@ -221,7 +219,7 @@ void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::Va
 
 void sto_MementoWrite::CheckBuilder(sto_CollectionShape const& shape) const {
   Session().RaiseKept();
-  if (Session().FindAgent(m_Object->Id()) != nullptr)
+  if (Session().Collections().Find(m_Object->Id()) != nullptr)
     Session().Raise(sto_ErrorKind::Conflict, std::string("The ") + (shape.IsMap() ? "map" : "list") + " of " +
                                                  m_Object->Describe() +
                                                  " is open as a bulk array and cannot "
@@ -320,12 +318,12 @@ cls_WriteIntTableInt* sto_MementoWrite::MakeFieldWriteIntTableInt(cls_FieldHandl
 
 template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeAgent(int sizeHint) {
   Session().RaiseKept();
-  Session().CheckSave();
+  Session().Save().Check();
   if (m_Class.Metadata().ClassId() != cls_InternalListTypeId)
     Session().Raise(sto_ErrorKind::Misuse, "A bulk array is written into " + m_Object->Describe() +
                                                ", which is no list: give it a field of its own.");
   m_Object->NoteAgent();
-  return sto_ListAgent<T>::OfSaved(Session(), m_Object->Id(), sizeHint);
+  return sto_AgentFactory::SavedList<T>(Session(), m_Object->Id(), sizeHint);
 }
 
 cls_AgentListPrim<bool>* sto_MementoWrite::MakeAgentListPrim(bool const*, int sizeHint) {
@@ -347,40 +345,39 @@ cls_AgentListPrim<unsigned int>* sto_MementoWrite::MakeAgentListPrim(unsigned in
   return MakeAgent<unsigned int>(sizeHint);
 }
 
-template <class Agent>
-Agent* sto_MementoWrite::MakeObjectAgent(sto_CollectionShape const& shape, unsigned int classId,
-                                         int sizeHint) {
+void sto_MementoWrite::PrepareObjectAgent(sto_CollectionShape const& shape, unsigned int classId) {
   Session().RaiseKept();
-  Session().CheckSave();
+  Session().Save().Check();
   if (m_Class.Metadata().ClassId() != classId)
     Session().Raise(sto_ErrorKind::Misuse, "A " + shape.Name() + " is written into " + m_Object->Describe() +
                                                ", which is none: give it a field of its own.");
   m_Object->CheckShape(shape);
   m_Object->NoteAgent();
-  return sto_AgentOfSaved<Agent>(Session(), m_Object->Id(), sizeHint, m_Object->Depth());
+}
+
+template <class K> cls_AgentMapKey2Obj<K>* sto_MementoWrite::MakeObjectMapAgent(int sizeHint) {
+  PrepareObjectAgent(sto_MapShape<K, sto_ObjectId>(), cls_InternalMapTypeId);
+  return sto_AgentFactory::SavedObjectMap<K>(Session(), m_Object->Id(), sizeHint, m_Object->Depth());
 }
 
 cls_AgentListObj* sto_MementoWrite::MakeAgentListObj(int sizeHint) {
-  return MakeObjectAgent<sto_ListAgentObj>(sto_CollectionShape::List(sto_Format::ElementObject),
-                                           cls_InternalListTypeId, sizeHint);
+  PrepareObjectAgent(sto_CollectionShape::List(sto_Format::ElementObject), cls_InternalListTypeId);
+  return sto_AgentFactory::SavedObjectList(Session(), m_Object->Id(), sizeHint, m_Object->Depth());
 }
 cls_AgentMapKey2Obj<int>* sto_MementoWrite::MakeAgentMapKey2Obj(int const*, int sizeHint) {
-  return MakeObjectAgent<sto_MapAgentObj<int>>(sto_MapShape<int, sto_ObjectId>(), cls_InternalMapTypeId,
-                                               sizeHint);
+  return MakeObjectMapAgent<int>(sizeHint);
 }
 cls_AgentMapKey2Obj<cow_String>* sto_MementoWrite::MakeAgentMapKey2Obj(cow_String const*, int sizeHint) {
-  return MakeObjectAgent<sto_MapAgentObj<cow_String>>(sto_MapShape<cow_String, sto_ObjectId>(),
-                                                      cls_InternalMapTypeId, sizeHint);
+  return MakeObjectMapAgent<cow_String>(sizeHint);
 }
 
 cls_AgentBlob* sto_MementoWrite::MakeAgentBlob() {
   Session().RaiseKept();
-  Session().CheckSave();
+  Session().Save().Check();
   if (m_Class.Metadata().ClassId() != cls_BlobTypeId)
     Session().Raise(sto_ErrorKind::Misuse, "A blob is written into " + m_Object->Describe() +
                                                ", which is none: give it a field of its own.");
-  bool const isStored = Session().Driver().HasObject(m_Object->Id());
-  return new sto_BlobAgent(Session(), m_Object->Id(), !isStored);
+  return sto_AgentFactory::SavedBlob(Session(), m_Object->Id());
 }
 
 cls_WriteListPrim<bool>* sto_MementoWrite::MakeWriteListPrim(bool const*, int width) {

@@ -136,8 +136,9 @@ class sto_MementoWrite : public cls_MementoWrite {
   template <class Make>
   auto MakeInField(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid, Make make);
   template <class T> cls_AgentListPrim<T>* MakeAgent(int sizeHint);
-  template <class Agent>
-  Agent* MakeObjectAgent(sto_CollectionShape const& shape, unsigned int classId, int sizeHint);
+  /// Misuse unless an agent of such a collection can write this object.
+  void PrepareObjectAgent(sto_CollectionShape const& shape, unsigned int classId);
+  template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgent(int sizeHint);
 
   std::shared_ptr<sto_RecordInProgress> m_Object;
   std::size_t m_Part;

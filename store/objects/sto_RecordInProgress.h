@@ -10,7 +10,7 @@
 /// memento or builder of the object is deleted. Internal to the module.
 ///
 /// When an exception is passing through at that moment, nothing is written: the save is being undone.
-class sto_RecordInProgress {
+class sto_RecordInProgress final : public sto_ListTarget {
  public:
   /// `depth` is how many objects hold this one; `place` and `meeting` say where the save has met it.
   sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
@@ -43,8 +43,8 @@ class sto_RecordInProgress {
   /// Keeps `scope` until the record is written.
   void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept { m_Scope = std::move(scope); }
 
-  /// Writes the next block of the object's list; `elements` gets its checksum appended.
-  void WriteBlock(sto_Bytes& elements);
+  void WriteBlock(sto_Bytes& elements) override;
+  void CompleteList(sto_ListHeader const& header) override { m_Record->SetList(header, {}); }
 
   /// How many blocks have been written.
   [[nodiscard]] int BlockCount() const noexcept { return m_BlockCount; }
@@ -61,7 +61,7 @@ class sto_RecordInProgress {
     try {
       put();
     } catch (...) {
-      m_Session.MarkIncomplete();
+      m_Session.Save().MarkIncomplete();
       throw;
     }
   }
@@ -78,8 +78,8 @@ class sto_RecordInProgress {
   /// write.
   [[nodiscard]] bool LeaveToAgent();
   /// The agents of other open stores that have the object's collection open.
-  [[nodiscard]] std::vector<sto_CollectionAgent*> ForeignAgents() const;
-  void CopyFrom(sto_CollectionAgent& foreign);
+  [[nodiscard]] std::vector<sto_OpenCollection*> ForeignAgents() const;
+  void CopyFrom(sto_OpenCollection& foreign);
   /// Unavailable when a collection was lost under the object's identity.
   void CheckLost() const;
   [[noreturn]] void RaiseNothingWritten() const;
