@@ -73,7 +73,7 @@ class sto_Driver {
   /// undone it by itself; and one that is rolled back is open no more, even if it is not undone yet.
   [[nodiscard]] virtual bool IsInTransaction() const noexcept = 0;
 
-  /// Marks a place in the write transaction to which RollbackToMark goes back; marks do not nest.
+  /// Sets a mark in the write transaction, to which RollbackToMark goes back; marks do not nest.
   virtual void SetMark() = 0;
   virtual void ReleaseMark() = 0;
   virtual void RollbackToMark() = 0;
@@ -86,7 +86,7 @@ class sto_Driver {
   virtual void SetNextObjectId(std::int64_t id) = 0;
 
   virtual std::vector<sto_ClassRow> Classes() = 0;
-  /// Writes the description of a class, in the place of one that is there.
+  /// Writes the description of a class, replacing one that is there.
   virtual void WriteClass(sto_ClassRow const& row) = 0;
   virtual std::vector<sto_NameRow> Names() = 0;
   virtual void AddName(sto_NameRow const& row) = 0;
@@ -94,7 +94,7 @@ class sto_Driver {
   /// Reads an object's class and record; false when there is none. `record` is replaced.
   virtual bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) = 0;
   virtual bool HasObject(std::int64_t id) = 0;
-  /// Writes an object, in the place of one that is there.
+  /// Writes an object, replacing one that is there.
   virtual void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) = 0;
   /// Deletes an object that is there.
   virtual void DeleteObject(std::int64_t id) = 0;
@@ -121,7 +121,7 @@ class sto_Driver {
 
   /// The object under a root name.
   virtual std::optional<std::int64_t> FindRoot(std::string_view name) = 0;
-  /// Names an object, in the place of one that had the name.
+  /// Names an object, replacing one that had the name.
   virtual void SetRoot(std::string_view name, std::int64_t id) = 0;
   /// Takes a name away; false when there is none.
   virtual bool RemoveRoot(std::string_view name) = 0;

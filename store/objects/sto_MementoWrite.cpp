@@ -15,7 +15,7 @@
 
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
                                                               cls_Uid const& uid, int depth,
-                                                              sto_Reach::Place const& place,
+                                                              sto_Reach::Occurrence const& occurrence,
                                                               std::int64_t& id) {
   session.RaiseKept();
   session.Save().Check();
@@ -24,12 +24,12 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
     id = tie.Id();
     bool const isNew = session.Save().IsNew(id);
     sto_Reach::Meeting const meeting = sto_IsCollectionClass(classId)
-                                           ? session.Save().Reach().MeetCollection(tie, place, isNew)
-                                           : session.Save().Reach().Meet(tie, place, isNew);
+                                           ? session.Save().Reach().MeetCollection(tie, occurrence, isNew)
+                                           : session.Save().Reach().Meet(tie, occurrence, isNew);
     if (!meeting.m_IsWritten) return nullptr;
     sto_ClassInUse& inUse = session.ClassToWrite(classId);
     return std::make_unique<sto_MementoWrite>(
-        std::make_shared<sto_RecordInProgress>(session, id, inUse, depth, place, meeting), 0, inUse);
+        std::make_shared<sto_RecordInProgress>(session, id, inUse, depth, occurrence, meeting), 0, inUse);
   } catch (...) {
     session.Save().MarkIncomplete();
     throw;
@@ -63,20 +63,16 @@ void sto_MementoWrite::RaiseAttribute(cls_FieldHandle const& field, std::string 
                                              " (writing " + m_Object->Describe() + ").");
 }
 
-sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field,
-                                            sto_ClassInUse::Attribute const& attribute,
-                                            sto_Format::ValueTag tag) {
+void sto_MementoWrite::CheckTag(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
+                                sto_Format::ValueTag tag) const {
   bool const isCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
   if (isCollection ? tag != sto_Format::Object : !sto_TagFits(tag, attribute.m_Declared->m_Type))
     RaiseAttribute(field, sto_MisdeclaredText(*attribute.m_Declared, sto_Written::Value(tag)));
-  sto_ByteWriter writer(m_Object->Record().StartField(m_Part, attribute.m_Key));
-  writer.U8(tag);
-  return writer;
 }
 
 template <class T>
 void sto_MementoWrite::WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value) {
-  m_Object->PutWhole([&] { StartField(field, tag).Number(value); });
+  PutValue(field, tag, [value](sto_ByteWriter& writer) { writer.Number(value); });
 }
 
 int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
@@ -105,8 +101,8 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
 
 void sto_MementoWrite::PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
                                  std::int64_t id) {
-  m_Object->PutWhole([&] {
-    sto_ByteWriter writer = StartField(field, attribute, sto_Format::Object);
+  CheckTag(field, attribute, sto_Format::Object);
+  m_Object->PutField(m_Part, attribute.m_Key, sto_Format::Object, [id](sto_ByteWriter& writer) {
     writer.Number(id);
     writer.U8(COLLECTION_NONE);
   });
@@ -161,11 +157,11 @@ cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_U
 }
 
 void sto_MementoWrite::Write(cls_FieldHandle const& field, bool const& value) {
-  m_Object->PutWhole([&] { StartField(field, sto_Format::Bool).U8(value ? 1 : 0); });
+  PutValue(field, sto_Format::Bool, [value](sto_ByteWriter& writer) { writer.U8(value ? 1 : 0); });
 }
 void sto_MementoWrite::Write(cls_FieldHandle const& field, cow_String const& value) {
   if (!value.HasText()) {
-    m_Object->PutWhole([&] { static_cast<void>(StartField(field, sto_Format::NoText)); });
+    PutValue(field, sto_Format::NoText, [](sto_ByteWriter&) {});
     return;
   }
   WriteBytesAs(field, sto_Format::Text, value.Chars(), value.Length());
@@ -201,7 +197,9 @@ void sto_MementoWrite::WriteEnum(cls_FieldHandle const& field, int const& value)
   WriteNumber(field, sto_Format::Enum, value);
 }
 void sto_MementoWrite::WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) {
-  m_Object->PutWhole([&] { WriteNumber(field, sto_Format::Reference, Session().TieOf(uid).Id()); });
+  std::int64_t id = 0;
+  m_Object->PutWhole([&] { id = Session().TieOf(uid).Id(); });
+  WriteNumber(field, sto_Format::Reference, id);
 }
 void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) {
   WriteBytesAs(field, sto_Format::Bytes, bytes, sizeBytes);
@@ -210,8 +208,7 @@ void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* byte
 void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes,
                                     int sizeBytes) {
   auto const size = static_cast<std::size_t>(std::max(0, sizeBytes));
-  m_Object->PutWhole([&] {
-    sto_ByteWriter writer = StartField(field, tag);
+  PutValue(field, tag, [&](sto_ByteWriter& writer) {
     writer.Varint(size);
     writer.Raw(bytes, size);
   });

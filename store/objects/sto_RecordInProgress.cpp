@@ -24,10 +24,10 @@ void PutNumber(sto_RecordBuilder& record, sto_FieldKey const& key, sto_Format::V
 } // namespace
 
 sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse,
-                                           int depth, sto_Reach::Place const& place,
+                                           int depth, sto_Reach::Occurrence const& occurrence,
                                            sto_Reach::Meeting const& meeting)
-    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Place(place), m_Meeting(meeting),
-      m_LastClass(&inUse), m_Record(session.Save().Builders().Take()) {
+    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Occurrence(occurrence),
+      m_Meeting(meeting), m_LastClass(&inUse), m_Record(session.Save().Builders().Take()) {
   if (depth > sto_Format::MaxNesting)
     session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
                                            std::to_string(sto_Format::MaxNesting) + " deep (at " +
@@ -116,7 +116,8 @@ std::vector<sto_OpenCollection*> sto_RecordInProgress::ForeignAgents() const {
 
 bool sto_RecordInProgress::LeaveToAgent() {
   sto_OpenCollection* const own = m_Session.Collections().Find(m_Id);
-  if (own != nullptr && (m_HadAgent || (m_Place.m_Address != nullptr && own->IsHeldBy(m_Place.m_Address)))) {
+  if (own != nullptr &&
+      (m_HadAgent || (m_Occurrence.m_Address != nullptr && own->IsHeldBy(m_Occurrence.m_Address)))) {
     own->Synchronise(); // what is saved now must not hold a collection that another session has deleted
     return true;
   }
@@ -124,7 +125,7 @@ bool sto_RecordInProgress::LeaveToAgent() {
   if (own == nullptr && m_HadAgent && m_Session.Driver().HasObject(m_Id)) return true;
   std::vector<sto_OpenCollection*> const foreign = ForeignAgents();
   auto const holder = std::ranges::find_if(foreign, [this](sto_OpenCollection const* agent) {
-    return m_Place.m_Address != nullptr && agent->IsHeldBy(m_Place.m_Address);
+    return m_Occurrence.m_Address != nullptr && agent->IsHeldBy(m_Occurrence.m_Address);
   });
   if (holder == foreign.end() && foreign.size() + (own == nullptr ? 0 : 1) > 1)
     m_Session.Raise(sto_ErrorKind::Conflict, "The collection of " + Describe() +
@@ -132,7 +133,7 @@ bool sto_RecordInProgress::LeaveToAgent() {
                                                  foreign.front()->Where() +
                                                  " among them), and which of them is saved cannot be told.");
   if (own != nullptr && holder == foreign.end()) {
-    if (m_Place.m_Address != nullptr) CheckLost(); // not one of those that hold the list
+    if (m_Occurrence.m_Address != nullptr) CheckLost(); // not one of those that hold the list
     own->Synchronise();
     return true;
   }
@@ -148,7 +149,7 @@ bool sto_RecordInProgress::LeaveToAgent() {
 
 void sto_RecordInProgress::CopyFrom(sto_OpenCollection& foreign) {
   RestartList();
-  if (foreign.CopyInto(*this, m_Place.m_Address)) return;
+  if (foreign.CopyInto(*this, m_Occurrence.m_Address)) return;
   m_Session.Raise(sto_ErrorKind::Misuse, "The " + foreign.What() + " of " + Describe() +
                                              " is open in another store, " + foreign.Where() +
                                              ", and is not copied by saving it here: copy its root with "
@@ -189,9 +190,9 @@ void sto_RecordInProgress::NoteDifference() const {
   m_Session.Save().Reach().NoteOtherContent(m_Id);
 }
 
-std::string sto_RecordInProgress::PlaceText() const {
-  if (m_Place.m_Holder == 0) return "root " + m_Session.Save().Reach().RootOf(m_Session.Save().Number());
-  std::string const holder = "object " + std::to_string(m_Place.m_Holder);
+std::string sto_RecordInProgress::HolderText() const {
+  if (m_Occurrence.m_Holder == 0) return "root " + m_Session.Save().Reach().RootOf(m_Session.Save().Number());
+  std::string const holder = "object " + std::to_string(m_Occurrence.m_Holder);
   if (m_Attribute == nullptr) return "an element of " + holder;
   return "attribute " + std::string(m_Attribute->m_Name.View()) + " of " + holder + " (" +
          std::string(m_Holder->Name().View()) + ")";
@@ -207,12 +208,12 @@ void sto_RecordInProgress::RaiseTwoObjects() const {
   m_Session.Raise(sto_ErrorKind::Conflict,
                   "Two objects in memory with different content have the identity of " + Describe() +
                       ". The one that was saved first is held by " + first + "; the other one by " +
-                      PlaceText() +
+                      HolderText() +
                       ". A copy keeps the identity of its original; an identity of class cls_OwnUid does "
                       "not go with a copy.");
 }
 
-bool sto_RecordInProgress::IsToWrite(sto_Bytes const& record) {
+bool sto_RecordInProgress::CompareRecord(sto_Bytes const& record) {
   if (sto_IsCollectionClass(m_Class.Metadata().ClassId())) return true; // compared already
   sto_Record const* const stored = ReadStored();
   bool const isSame = stored != nullptr && std::ranges::equal(m_Session.Records().Scratch().Bytes(), record);
@@ -267,7 +268,7 @@ void sto_RecordInProgress::Finish() {
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
                                              std::to_string(record.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
-  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !IsToWrite(record)) return;
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !CompareRecord(record)) return;
   m_Session.Driver().WriteObject(m_Id, classId, record);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // What the object had before may have had more blocks.

@@ -13,7 +13,7 @@
 ///
 /// SQLite's price is by the row, so records of at most MaxPackedBytes share rows: a row of table pack holds
 /// those of the IdsInPack object ids with the same quotient. A longer record is a row of table object. The
-/// packs in use are kept decoded; changed ones are written when others need their place, at marks, and before
+/// packs in use are kept decoded; changed ones are written when others need their slot, at marks, and before
 /// the commit.
 ///
 /// Invariant: an object stands in one of the two tables only.
@@ -53,7 +53,7 @@ class sto_SqliteObjects {
     unsigned int m_ClassId = 0;
   };
   struct Pack {
-    std::int64_t m_Key = -1; // -1: a free place
+    std::int64_t m_Key = -1; // -1: a free slot
     std::uint64_t m_LastUse = 0;
     bool m_IsChanged = false;
     bool m_IsNew = false; // made in this transaction and here ever since: it knows where its objects stand
