@@ -1,8 +1,8 @@
 #pragma once
 
-#include "metadata/cls_AttributeMetadata.h"
+#include "metadata/cls_AttributeType.h"
 #include "store/format/sto_Format.h"
 
-/// Whether a value that is stored under `tag` may stand in an attribute of a declared type. Types that this
-/// library does not know are the host's, and take anything.
+/// Whether an attribute of a declared type may hold a value stored under `tag`. A type that this library does
+/// not know belongs to the host program and takes any value. Thread rule: any thread.
 [[nodiscard]] bool sto_TagFits(sto_Format::ValueTag tag, cls_AttributeType type) noexcept;
