@@ -29,8 +29,8 @@
 // array has not flushed yet is not in what a proxy copies; sto_CopyRoot flushes first. The source's objects
 // stay as they are.
 //
-// The class versions in the branch stand in both stores then. The target's registrar must know each class, in
-// the object's version or a newer one.
+// Afterwards both stores describe the class versions in the branch. The target's registrar must know each
+// class, in the object's version or a newer one.
 //
 // Thread rule: both stores belong to the thread.
 
@@ -38,8 +38,9 @@
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store,
                                                                       std::string_view root);
 
-/// The proxy of the object that a visitor reads; without object where that is none of a store. A proxy keeps
-/// no transaction and may outlive the load; once its store is closed its transfers raise Unavailable.
+/// The proxy of the object that a visitor reads; empty if the visitor is not reading an object of a store. A
+/// proxy keeps no transaction and may outlive the load; once its store is closed its transfers raise
+/// Unavailable.
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor);
 
 /// Copies what is under root `name` of a store, with all that it leads to, and gives the copy root name

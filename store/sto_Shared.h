@@ -139,27 +139,27 @@ template <class T>
 /// Builds a shared object whose address is known before, so that a cycle can lead back to it.
 template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructInPlace(cls_ReadVisitor const& visitor) {
   sto_CheckReadsByReference<T>();
-  struct Place {
-    ~Place() {
+  struct Room {
+    ~Room() {
       if (m_IsBuilt) Address()->~T();
     }
     T* Address() noexcept { return std::launder(reinterpret_cast<T*>(m_Memory)); }
     alignas(T) unsigned char m_Memory[sizeof(T)];
     bool m_IsBuilt = false;
   };
-  auto const place = std::make_shared<Place>();
-  std::shared_ptr<T> object(place, reinterpret_cast<T*>(place->m_Memory));
+  auto const room = std::make_shared<Room>();
+  std::shared_ptr<T> object(room, reinterpret_cast<T*>(room->m_Memory));
   sto_HoldShared(visitor, typeid(T), object, sto_HasTypeId<T> ? sto_BuiltAs::Itself : sto_BuiltAs::Unchecked);
   try {
     if constexpr (std::is_constructible_v<T, cls_ReadVisitor const&>)
-      new (place->m_Memory) T(visitor);
+      new (room->m_Memory) T(visitor);
     else
-      new (place->m_Memory) T(visitor, nullptr);
+      new (room->m_Memory) T(visitor, nullptr);
   } catch (...) {
     sto_ForgetShared(visitor);
     throw;
   }
-  place->m_IsBuilt = true;
+  room->m_IsBuilt = true;
   return object;
 }
 

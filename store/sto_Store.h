@@ -41,7 +41,7 @@ enum class sto_Mode {
 ///     std::unique_ptr<Model> model = store.Load<Model>("analysis/step-1");
 ///
 /// A saved object is any class with `DBWrite(cls_WriteVisitor const&) const`; a loaded one has a constructor
-/// from `cls_ReadVisitor const&`. Each class stands in the registrar, with every attribute that it writes:
+/// from `cls_ReadVisitor const&`. Each class is in the registrar, with every attribute that it writes:
 /// the store describes each class version that wrote to it, by the newest version's metadata, and checks what
 /// is written against it. See sto_Shared.h for how objects are built.
 ///
@@ -50,8 +50,9 @@ enum class sto_Mode {
 /// is written once, and cycles end. Saving an object again replaces what its identity was saved as before.
 ///
 /// 2. While an identity lives, it and its stored object belong together: loading the object again gives the
-/// same identity. When it dies, the bond dies; a later identity is never taken for it. Each load builds a new
-/// object with that identity, unless a sto_LoadScope is open: then LoadShared gives the one that is there.
+/// same identity. When it dies, the tie between them ends; a later identity is never taken for it. Each load
+/// builds a new object with that identity, unless a sto_LoadScope is open: then LoadShared gives the one that
+/// is there.
 ///
 /// 3. A committed save survives the end of the process and, within what SQLite promises, the loss of power.
 ///
@@ -78,8 +79,8 @@ class KVL_EXPORT sto_Store {
   /// Misuse, before the file is touched: the registrar has declarations that can only be slips, as one name
   /// for two classes, one number for two attributes, a repeated registration that differs, or a circle of
   /// base classes. The message has all of them; sto_CheckClasses.h has the list.
-  /// Misuse for options that are none (some matter to Create only, some each time), and for a location with a
-  /// NUL character.
+  /// Misuse for invalid options (some are used by Create only, some each time), and for a location with a NUL
+  /// character.
   static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                         sto_Options const& options = {});
   /// A registrar that would go before the store does.
@@ -91,8 +92,8 @@ class KVL_EXPORT sto_Store {
 
   sto_Store(sto_Store&&) noexcept;
   sto_Store& operator=(sto_Store&&) noexcept;
-  /// Closes the store; an open transaction is rolled back. What bulk arrays have not written is written, as
-  /// far as that succeeds: nobody hears of a failure here. Close tells it.
+  /// Closes the store; an open transaction is rolled back. What bulk arrays have not written is written, if
+  /// that succeeds: a failure is not reported here. Close reports it.
   ~sto_Store();
 
   /// Writes what bulk arrays have changed and not written, in one transaction, and closes the store; its
@@ -176,7 +177,7 @@ class KVL_EXPORT sto_Store {
   /// that an agent of this session has open (bulk arrays, lists and maps of objects, blobs) are kept, with
   /// what they lead to. In the open transaction, or else in one of its own.
   ///
-  /// Objects in memory are no roots. Their identities stay bound, so that saving them again writes them under
+  /// Objects in memory are no roots. Their identities stay tied, so that saving them again writes them under
   /// the ids that they had; no other object ever gets these. What only another session's memory leads to is
   /// deleted: collections and blobs that it has open raise NotFound there. The file keeps its size; the room
   /// is used again.
