@@ -16,14 +16,14 @@
 inline constexpr int BlockCount = 2048; // elements in a block
 inline constexpr std::size_t BlockBytes = BlockCount * sizeof(double);
 
-/// Ends the program when a step did not work.
+/// Ends the program if a step failed.
 inline void Check(bool works, char const* what) {
   if (works) return;
   std::perror(what);
   std::exit(1);
 }
 
-/// The floor: the same blocks in a plain file.
+/// The lower bound: the same blocks in a plain file.
 class PlainFile {
  public:
   explicit PlainFile(std::string path) : m_Path(std::move(path)), m_Block(BlockCount) {}
@@ -72,7 +72,7 @@ class PlainFile {
   std::vector<double> m_Block;
 };
 
-/// HDF5 with chunks of a block, block by block.
+/// HDF5 with one chunk per block, read and written block by block.
 class Hdf5File {
  public:
   explicit Hdf5File(std::string path) : m_Path(std::move(path)), m_Block(BlockCount) {}

@@ -1,13 +1,17 @@
-/// What bulk arrays cost: in memory beside the standard library's containers, and on a store beside a plain
+/// Measures bulk arrays: in memory beside the standard library's containers, and on a store beside a plain
 /// file and HDF5.
 ///
-///     bulk_bench [FOLDER]             the files, 1.5 GB, go to FOLDER (default: the temporary folder)
+///     bulk_bench [FOLDER]             1.5 GB of files go to FOLDER (default: the temporary folder)
 ///     bulk_bench --smoke              everything once, small; the figures mean nothing
 ///
-/// It runs itself with --saving COUNT FILE and --memory COUNT FILE to measure the peak memory of a process that
-/// saves an array, or writes and scans one, and with --serve FILE for a reader beside a writer.
+/// The program runs itself with these options to measure another process:
 ///
-/// Ratios are of times in the same run, medians of interleaved repetitions; below 1 is faster than the peer.
+///     --saving COUNT FILE             peak memory while an array is saved
+///     --memory COUNT FILE             peak memory while an array is written and scanned
+///     --serve FILE                    a reader beside a writer
+///
+/// Ratios compare times of the same run: medians of interleaved repetitions. Below 1, the store is faster
+/// than the peer.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -57,7 +61,7 @@ template <class T> void Use(T const& value) {
   asm volatile("" : : "r,m"(value) : "memory");
 }
 
-/// Ours beside a peer, in turn.
+/// Measures ours and a peer in turn.
 void Compare(char const* name, char const* peer, double count, std::function<void()> const& ours,
              std::function<void()> const& theirs, char const* reach) {
   std::vector<double> mine, other, ratios;
@@ -72,7 +76,7 @@ void Compare(char const* name, char const* peer, double count, std::function<voi
 
 // ---- In memory
 
-/// Sums a container that is passed by reference, as a program's functions get theirs.
+/// Sums a container passed by reference, as programs pass theirs.
 template <class Container> [[gnu::noinline]] double SumInOrder(Container const& container, int count) {
   double sum = 0;
   for (int i = 0; i < count; ++i)
@@ -86,7 +90,7 @@ template <class Container> [[gnu::noinline]] double SumInOrder(Container const& 
 void MeasureMemory() {
   int const count = s_IsSmoke ? 10'000 : 10'000'000;
   int const blocks = count / BlockCount + 1;
-  std::printf("In memory, %d doubles (ns an element):\n", count);
+  std::printf("In memory, %d doubles (ns per element):\n", count);
   cls_ArrayPrimDouble array;
   std::deque<double> deque;
   std::map<int, std::unique_ptr<double[]>> map;
@@ -184,7 +188,7 @@ void DeclareResult(cls_ClassRegistrar& registrar) {
       .AddAttribute(HistoryField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
 }
 
-/// Writes the elements block by block, as the peers get them.
+/// Writes the elements block by block, in the same pieces as the peers.
 void WriteBlocks(Result& result, int count) {
   std::vector<double> block(BlockCount);
   for (int first = 0; first < count; first += BlockCount) {
@@ -227,8 +231,8 @@ double ScanStore(std::string const& path, cls_ClassRegistrar const& registrar) {
 
 volatile sig_atomic_t s_Stop = 0;
 
-/// A program of its own that reads the first array of a store again and again until it is told to end; it
-/// leaves in `path`.reads how often it did.
+/// Another process that reads the first array of a store over and over until it is stopped. It writes the
+/// number of its scans to `path`.reads.
 int Serve(std::string const& path, cls_ClassRegistrar const& registrar) {
   signal(SIGTERM, [](int) { s_Stop = 1; });
   long scans = 0;
@@ -253,7 +257,7 @@ class Reader {
   ~Reader() {
     if (m_Process > 0) ::kill(m_Process, SIGTERM);
   }
-  /// Ends the program; how many times it has read the array.
+  /// Stops the process; returns how many times it has read the array.
   long End() {
     ::kill(m_Process, SIGTERM);
     int status = 0;
@@ -268,8 +272,8 @@ class Reader {
   pid_t m_Process;
 };
 
-/// A store that readers share with a writer has an array of 2 million elements; a second program reads it
-/// while this one writes `blocks` blocks more in one transaction.
+/// A store with a write-ahead log has an array of 2 million elements. A second process reads it while this
+/// one writes `blocks` more blocks in one transaction.
 void MeasureServing(char const* self, std::string const& folder, cls_ClassRegistrar const& registrar,
                     int blocks) {
   std::string const path = folder + "/served.kvs";
@@ -290,7 +294,7 @@ void MeasureServing(char const* self, std::string const& folder, cls_ClassRegist
       transaction.Commit();
     }
     Reader reader(self, path);
-    ::usleep(200'000); // it is at work
+    ::usleep(200'000); // give the reader time to start
     ours.push_back(SecondsOf([&] {
       sto_Transaction transaction(store);
       store.Save("second", second);
@@ -307,7 +311,7 @@ void MeasureServing(char const* self, std::string const& folder, cls_ClassRegist
 
 struct Work {
   char const* m_Name;
-  std::function<void(int repetition)> m_Plain, m_Ours, m_Hdf5; // the last may be none
+  std::function<void(int repetition)> m_Plain, m_Ours, m_Hdf5; // m_Hdf5 may be empty
   char const* m_Reach;
 };
 
@@ -345,7 +349,7 @@ void MeasurePeak(char const* self, std::string const& path) {
   Check(std::system(saving.c_str()) == 0, "child");
 }
 
-/// The greatest resident memory of this process so far, in kB.
+/// The peak resident memory of this process so far, in kB.
 int PeakKilobytes() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);)
@@ -353,7 +357,8 @@ int PeakKilobytes() {
   return 0;
 }
 
-/// Saves an array that is in memory: its blocks stay until the transaction ends, and nothing of them twice.
+/// Saves an array that is in memory. Its blocks stay in memory until the transaction ends, but none is held
+/// twice.
 void PrintPeakOfSaving(int count, std::string const& path, cls_ClassRegistrar const& registrar) {
   int const atStart = PeakKilobytes();
   Result result;
@@ -371,7 +376,7 @@ int PrintPeak(int count, std::string const& path, cls_ClassRegistrar const& regi
   int const before = peak();
   WriteStore(path, registrar, count, WriteOneByOne);
   int const written = peak();
-  // The pages of the file that reading maps are the system's cache, not the program's: RssAnon has the rest.
+  // Pages of the mapped file belong to the system's cache, not to the program; RssAnon leaves them out.
   ScanStore(path, registrar);
   std::ifstream status("/proc/self/status");
   std::string anonymous;

@@ -1,12 +1,13 @@
-/// What an identity costs: create+destroy and copy+destroy of cls_Uid through the shared library, beside what
-/// a program would use without it.
+/// Measures identities: create+destroy and copy+destroy of cls_Uid through the shared library, beside what a
+/// program would use without it.
 ///
-///     identity_bench                 medians of 21 interleaved repetitions, then three ratios and reaches
+///     identity_bench                 medians of 21 interleaved repetitions, then three ratios with their
+///     limits
 ///     identity_bench --smoke         every benchmark once; the figures mean nothing
 ///     identity_bench --benchmark_*   the options of Google Benchmark
 ///
-/// All times are nanoseconds a pair (one create and one destroy). The program starts a second thread before
-/// it measures, as any application does: std::shared_ptr counts without atomics in a process that never had
+/// Times are nanoseconds per pair (one create and one destroy). The program starts a second thread before it
+/// measures, as any application does: std::shared_ptr counts without atomics in a process that has never had
 /// one.
 
 #include <benchmark/benchmark.h>
@@ -31,16 +32,17 @@
 
 namespace {
 
-/// Pairs in one turn of the measured loop, so that the loop's own cost vanishes.
+/// Pairs per turn of the measured loop, so that the loop's own cost is negligible.
 constexpr int Batch = 1024;
 
-/// The payload of an identity's record, for the comparisons: as many bytes as its ring anchor.
+/// The payload of an identity's record, for the comparisons: as large as its ring anchor.
 struct Payload {
   void* m_Words[3] = {};
 };
 static_assert(sizeof(Payload) == sizeof(cls_HistoryEntry));
 
-// ---- The floor: a thread-local free list in the executable itself, records as large as an identity's ----
+// ---- The lower bound: a thread-local free list in the executable, with records as large as an identity's
+// ----
 
 struct FloorRecord {
   union {
@@ -57,13 +59,13 @@ constinit thread_local FloorRecord* t_FloorFree = nullptr;
 
 [[gnu::noinline]] void RefillFloor() {
   constexpr int Count = 2048;
-  auto* const block = new FloorRecord[Count](); // for the life of the process
+  auto* const block = new FloorRecord[Count](); // never freed
   for (int i = 0; i + 1 < Count; ++i) block[i].m_NextFree = &block[i + 1];
   t_FloorFree = block;
 }
 
-/// A counted handle on a floor record. `ResetRing` makes it also empty the record's ring at each creation and
-/// look at it at each destruction, as an identity has to.
+/// A counted handle on a floor record. `ResetRing` also empties the record's ring at each creation and checks
+/// it at each destruction, as an identity must.
 template <bool ResetRing> class FloorHandle {
  public:
   FloorHandle() {
@@ -128,7 +130,7 @@ class IntrusiveHandle {
 };
 
 // ---- What is measured ----
-// The address escapes between birth and death, and all memory with it: no work can be left out or merged.
+// The address and all memory escape between creation and destruction: no work can be dropped or merged.
 
 template <class Handle> void CreateDestroy(benchmark::State& state) {
   while (state.KeepRunningBatch(Batch))
@@ -147,9 +149,9 @@ template <class Handle> void CopyDestroy(benchmark::State& state) {
     }
 }
 
-/// Many alive at once: `Batch` created in a row, then all destroyed.
+/// Creates `Batch` handles in a row, then destroys them all.
 template <class Handle> void CreateManyDestroyMany(benchmark::State& state) {
-  union Room { // raw room, so that nothing but the handles is constructed
+  union Room { // raw memory: only the handles are constructed
     Room() {}
     ~Room() {}
     Handle m_Handle;
@@ -180,7 +182,7 @@ constexpr std::size_t BenchmarkCount = 13;
 
 // ---- Table, medians and ratios ----
 
-/// Keeps every repetition's time and prints one line a benchmark at the end.
+/// Keeps the time of every repetition; prints one line per benchmark at the end.
 class MedianReporter : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(Context const&) override { return true; }
@@ -196,7 +198,7 @@ class MedianReporter : public benchmark::BenchmarkReporter {
   }
 
   void Finalize() override {
-    std::printf("%-32s %9s %9s %9s %5s\n", "ns a pair", "median", "least", "most", "runs");
+    std::printf("%-32s %9s %9s %9s %5s\n", "ns per pair", "median", "least", "most", "runs");
     for (auto& [index, row] : m_Rows) {
       std::sort(row.m_Times.begin(), row.m_Times.end());
       std::printf("%-32s %9.2f %9.2f %9.2f %5zu\n", row.m_Name.c_str(), row.Median(), row.m_Times.front(),
@@ -204,7 +206,7 @@ class MedianReporter : public benchmark::BenchmarkReporter {
     }
   }
 
-  /// The median of a benchmark, in nanoseconds; 0 when it did not run (a filter left it out).
+  /// The median of a benchmark in nanoseconds; 0 if a filter left it out.
   [[nodiscard]] double Median(std::string_view name) const {
     for (auto const& [index, row] : m_Rows)
       if (row.m_Name == name) return row.Median();
@@ -216,24 +218,24 @@ class MedianReporter : public benchmark::BenchmarkReporter {
 
  private:
   struct Row {
-    [[nodiscard]] double Median() const { return m_Times[m_Times.size() / 2]; } // once they are sorted
+    [[nodiscard]] double Median() const { return m_Times[m_Times.size() / 2]; } // m_Times must be sorted
 
     std::string m_Name;
     std::vector<double> m_Times;
   };
 
-  std::map<std::int64_t, Row> m_Rows; // in the order of registration, whatever order they run in
+  std::map<std::int64_t, Row> m_Rows; // sorted by order of registration
   bool m_Failed = false;
 };
 
 void PrintRatio(char const* text, double ratio, bool atMost, double reach) {
   bool const reached = atMost ? ratio <= reach : ratio >= reach;
-  std::printf("%-46s %5.2f   reach: at %s %.1f   %s\n", text, ratio, atMost ? "most" : "least", reach,
+  std::printf("%-46s %5.2f   limit: at %s %.1f   %s\n", text, ratio, atMost ? "most" : "least", reach,
               reached ? "yes" : "no");
 }
 
 void PrintRatios(MedianReporter const& reporter) {
-  if (!reporter.IsComplete()) return; // a filter left something out
+  if (!reporter.IsComplete()) return; // a filter left some out
   double const uid = reporter.Median("create+destroy/cls_Uid");
   double const floor = reporter.Median("create+destroy/floor");
   double const shared = reporter.Median("create+destroy/make_shared");
@@ -245,9 +247,9 @@ void PrintRatios(MedianReporter const& reporter) {
   PrintRatio("cls_Uid / floor, copy+destroy", uidCopy / floorCopy, true, 1.1);
 }
 
-/// The program's options before the caller's, which so win over them.
+/// Puts the program's options before the caller's, so that the caller's win.
 std::vector<char*> Arguments(int argc, char** argv, bool smoke) {
-  // Google Benchmark takes its arguments as writable characters that live as long as the program.
+  // Google Benchmark keeps pointers to its arguments and may write to them.
   static std::array<std::string, 3> measured = {"--benchmark_repetitions=21", "--benchmark_min_time=0.05",
                                                 "--benchmark_enable_random_interleaving=true"};
   static std::array<std::string, 2> once = {"--benchmark_repetitions=1", "--benchmark_min_time=0"};

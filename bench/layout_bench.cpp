@@ -1,8 +1,8 @@
-// What storage layouts cost in SQLite: the figures behind the choice in docs/store-format.md.
+// Measures storage layouts in SQLite: the figures behind the choice in docs/store-format.md.
 //
-// Blocks of 16 KiB under a packed integer key, and small objects as one packed row each or one row a field,
-// for several page sizes and journals. Blocks are given as multiples of a plain file with one fsync, measured
-// in the same run. Usage: layout_bench [--smoke]
+// Blocks of 16 KiB under a packed integer key, and small objects as one packed row or as one row per field,
+// for several page sizes and journal modes. Figures of blocks are multiples of a plain file with one fsync,
+// measured in the same run. Usage: layout_bench [--smoke]
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -166,7 +166,8 @@ Times Blocks(std::string const& path, Layout const& layout) {
   return times;
 }
 
-/// One small object: a name, a message and a number. `rowsPerObject` 1: packed; 3: one row a field.
+/// One small object: a name, a message and a number. `rowsPerObject` is 1 for a packed row, 3 for one row per
+/// field.
 Times Objects(std::string const& path, Layout const& layout, int rowsPerObject) {
   Remove(path);
   Database database(path, layout);
@@ -229,7 +230,7 @@ int main(int argc, char** argv) {
                 times.m_RandomRead / plain.m_RandomRead, times.m_Bytes / data);
   }
   std::printf("%d objects of three fields, written in one transaction\n", s_Objects);
-  std::printf("  page  journal  one packed row each (objects/s, bytes)  one row a field\n");
+  std::printf("  page  journal  one packed row each (objects/s, bytes)  one row per field\n");
   for (Layout const& layout : layouts) {
     Times const packed = Medians([&] { return Objects(path, layout, 1); });
     Times const rows = Medians([&] { return Objects(path, layout, 3); });

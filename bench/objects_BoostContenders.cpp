@@ -29,7 +29,7 @@ struct Note : Part {
   std::string m_Message;
 };
 
-// Classes of their own, because Boost tracks the addresses of all objects of a class that has pointers.
+// Separate classes: Boost tracks the addresses of all objects of a class that is also saved by pointer.
 struct ValuePart {
   template <class Archive> void serialize(Archive& archive, unsigned int) { archive& m_Name& m_Number; }
 

@@ -29,7 +29,7 @@ struct CerealNote : CerealPart {
   std::string m_Message;
 };
 
-/// `Object` is the class itself, or a pointer to its base class.
+/// `Object` is the class itself or a pointer to its base class.
 template <class Object> class CerealContender : public objects_Contender {
  public:
   explicit CerealContender(std::vector<objects_Sample> const& samples) {

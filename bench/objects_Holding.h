@@ -6,8 +6,7 @@
 
 #include "bench/objects_Stored.h"
 
-/// How a store holds the objects under one root, and the only place that knows: an object with a list of
-/// them.
+/// How a store holds the objects under one root: as an object with a list of them. No other file knows.
 class objects_Holding {
  public:
   using Objects = std::span<std::unique_ptr<objects_Part>>;

@@ -7,7 +7,7 @@
 /// A file that is written once through a stream and then synchronised.
 class objects_PlainFile {
  public:
-  /// Calls `write` with the stream of a new file; returns when the content is durable.
+  /// Calls `write` with a stream to a new file; returns when the content is durable.
   template <class Write> static void Save(std::string const& path, Write write) {
     std::vector<char> buffer(BufferBytes);
     {
@@ -19,7 +19,7 @@ class objects_PlainFile {
     Synchronise(path);
   }
 
-  /// Calls `read` with the stream of the file.
+  /// Calls `read` with a stream from the file.
   template <class Read> static void Load(std::string const& path, Read read) {
     std::vector<char> buffer(BufferBytes);
     std::ifstream stream;
@@ -29,6 +29,6 @@ class objects_PlainFile {
   }
 
  private:
-  static constexpr int BufferBytes = 1 << 18; // faster than the library's own
+  static constexpr int BufferBytes = 1 << 18; // faster than the library's default
   static void Synchronise(std::string const& path);
 };

@@ -12,15 +12,15 @@
 
 namespace {
 
-/// What the connection of the session did so far.
+/// What the session's connection has done so far.
 struct Touched {
   int m_Rows = 0;
-  int m_Steps = 0;    // of SQLite's machine
-  int m_FullScan = 0; // rows that were passed in scans of a whole table
-  int m_Pages = 0;    // read into the cache
+  int m_Steps = 0;    // of SQLite's virtual machine
+  int m_FullScan = 0; // rows visited in full table scans
+  int m_Pages = 0;    // pages read into the cache
 };
 
-sqlite3* s_Connection = nullptr; // of the session, which is the only one
+sqlite3* s_Connection = nullptr; // of the only session
 Touched s_Touched;
 
 int Trace(unsigned int event, void*, void* statement, void*) {
@@ -47,7 +47,7 @@ Touched TouchedSoFar() {
   return touched;
 }
 
-/// While it lives, new connections are watched, and read their pages into a cache that counts. Nobody else
+/// While it lives, new connections are watched and use a page cache that counts. Only the measured session
 /// has a connection.
 class Watching {
  public:
@@ -80,7 +80,7 @@ void LoadOne(sto_Store& store, std::string const& name) {
   objects_Require(tally.m_Count == 1, "loading " + name);
 }
 
-/// The most that any of the loads touched, in all and without the opening of the session.
+/// The most that any one load touched, with and without opening the session.
 void PrintTouched(std::string const& path, std::vector<std::string> const& names) {
   Touched all, load;
   auto const raise = [](Touched& most, Touched const& touched, Touched const& before) {

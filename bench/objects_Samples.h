@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-/// The data of one small object: a base part with a name and a number, and a message above it.
+/// The data of one small object: a base part with a name and a number, and a message.
 struct objects_Sample {
   std::string m_Name;
   int m_Number;
@@ -18,7 +18,7 @@ std::vector<objects_Sample> objects_MakeSamples(int count);
 /// The numbers 0 to count - 1 in a random order, the same in every run.
 std::vector<int> objects_ShuffledOrder(int count);
 
-/// Sums up objects, so that what was loaded can be compared with what was saved; the order does not matter.
+/// Sums up objects in any order, to compare what was loaded with what was saved.
 struct objects_Tally {
   void Add(std::string_view name, int number, std::string_view message) noexcept;
   friend bool operator==(objects_Tally const&, objects_Tally const&) = default;

@@ -30,7 +30,7 @@ void TakeText(std::string_view& bytes, std::string& text) {
 
 } // namespace
 
-// ---- What they have in common
+// ---- Shared by all three
 
 objects_SqliteContender::objects_SqliteContender(std::vector<objects_Sample> const& samples) {
   for (objects_Sample const& sample : samples) m_Saved.push_back(std::make_unique<objects_PlainNote>(sample));
@@ -60,7 +60,7 @@ void objects_SqliteContender::Release() {
   std::vector<std::unique_ptr<objects_PlainPart>>().swap(m_Loaded);
 }
 
-// ---- One row an object
+// ---- One row per object
 
 char const* objects_PackedContender::Tables() const {
   return "CREATE TABLE object(id INTEGER PRIMARY KEY, class_id INTEGER NOT NULL, record BLOB NOT NULL)";
@@ -116,7 +116,7 @@ bool objects_PackedContender::LoadShuffled(std::string const& path, std::vector<
   return true;
 }
 
-// ---- The same by name
+// ---- One row per object, by name
 
 objects_PackedByNameContender::objects_PackedByNameContender(std::vector<objects_Sample> const& samples)
     : objects_PackedContender(samples) {
@@ -171,7 +171,7 @@ bool objects_PackedByNameContender::LoadShuffled(std::string const& path, std::v
   return true;
 }
 
-// ---- One row a field
+// ---- One row per field
 
 char const* objects_RowAFieldContender::Tables() const {
   return "CREATE TABLE object(id INTEGER PRIMARY KEY, class_id INTEGER NOT NULL);"

@@ -6,7 +6,7 @@
 #include "bench/objects_Contender.h"
 #include "bench/objects_SqliteFile.h"
 
-/// A polymorphic object of a program that does without the store.
+/// A polymorphic object of a program that does not use the store.
 struct objects_PlainPart {
   explicit objects_PlainPart(objects_Sample const& sample)
       : m_Name(sample.m_Name), m_Number(sample.m_Number) {}
@@ -29,7 +29,7 @@ struct objects_PlainNote : objects_PlainPart {
   std::string m_Message;
 };
 
-/// What the three ways to use SQLite have in common. Objects have the ids 1, 2, 3 ...
+/// What the three ways to use SQLite share. Objects have ids from 1.
 class objects_SqliteContender : public objects_Contender {
  public:
   explicit objects_SqliteContender(std::vector<objects_Sample> const& samples);
@@ -48,7 +48,7 @@ class objects_SqliteContender : public objects_Contender {
   std::optional<objects_SqliteFile> m_File;
 };
 
-/// One row an object: its class and all its fields in one byte string.
+/// One row per object: its class and all its fields in one byte string.
 class objects_PackedContender : public objects_SqliteContender {
  public:
   using objects_SqliteContender::objects_SqliteContender;
@@ -64,7 +64,7 @@ class objects_PackedContender : public objects_SqliteContender {
   void AddUnpacked(std::string_view bytes);
 };
 
-/// The same with a name for each object in a second table, by which it is loaded.
+/// One row per object, with a name for each object in a second table, by which it is loaded.
 class objects_PackedByNameContender : public objects_PackedContender {
  public:
   explicit objects_PackedByNameContender(std::vector<objects_Sample> const& samples);
@@ -80,7 +80,7 @@ class objects_PackedByNameContender : public objects_PackedContender {
   std::vector<std::string> m_Names;
 };
 
-/// One row a field: a row with the object's class, and one for each of its fields under object and field.
+/// One row per field: a row with the object's class, and one row for each field, keyed by object and field.
 class objects_RowAFieldContender : public objects_SqliteContender {
  public:
   using objects_SqliteContender::objects_SqliteContender;

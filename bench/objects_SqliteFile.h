@@ -7,7 +7,7 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-/// A bare SQLite file, set up as the store's files are. Ends the program when something fails.
+/// A bare SQLite file with the same settings as the store's files. Ends the program if something fails.
 class objects_SqliteFile {
  public:
   explicit objects_SqliteFile(std::string const& path);
@@ -23,7 +23,7 @@ class objects_SqliteFile {
   sqlite3* m_Handle = nullptr;
 };
 
-/// A prepared statement. What is bound must live until Reset.
+/// A prepared statement. Bound values must live until Reset.
 class objects_SqliteStatement {
  public:
   objects_SqliteStatement(objects_SqliteFile& file, char const* sql);
@@ -34,10 +34,10 @@ class objects_SqliteStatement {
   void Bind(int parameter, std::int64_t value);
   void BindText(int parameter, std::string_view text);
   void BindBytes(int parameter, std::string_view bytes);
-  /// Whether there is another row.
+  /// Moves to the next row; false after the last one.
   bool Step();
   void Reset();
-  /// Step and Reset, for a statement without rows.
+  /// Step and Reset, for a statement that returns no rows.
   void Run();
 
   [[nodiscard]] std::int64_t Integer(int column);

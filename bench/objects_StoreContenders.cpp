@@ -22,7 +22,7 @@ std::string objects_RootName(int index) {
   return text;
 }
 
-// ---- All under one root
+// ---- All objects under one root
 
 objects_StoreContender::objects_StoreContender(std::vector<objects_Sample> const& samples) {
   std::vector<std::unique_ptr<objects_Part>> objects;
@@ -60,7 +60,7 @@ void objects_StoreContender::Release() {
   m_Loaded.reset();
 }
 
-// ---- A root each
+// ---- A root for each object
 
 objects_RootsContender::objects_RootsContender(std::vector<objects_Sample> const& samples) {
   for (objects_Sample const& sample : samples) {

@@ -8,7 +8,7 @@
 /// The classes of the measured objects.
 cls_ClassRegistrar const& objects_StoreClasses();
 
-/// The name of an object that is a root.
+/// The root name of an object.
 std::string objects_RootName(int index);
 
 /// The store, with all objects under one root.
@@ -29,7 +29,7 @@ class objects_StoreContender : public objects_Contender {
   std::optional<sto_Store> m_Store;
 };
 
-/// The store, with each object a root of its own.
+/// The store, with each object under its own root.
 class objects_RootsContender : public objects_Contender {
  public:
   explicit objects_RootsContender(std::vector<objects_Sample> const& samples);

@@ -1,14 +1,15 @@
-/// What many small objects cost in a store, beside bare SQLite and beside serialization libraries.
+/// Measures many small objects in a store, beside bare SQLite and serialization libraries.
 ///
-///     objects_bench [COUNT [FOLDER]]    COUNT objects (default: a million); the files go to FOLDER (default:
-///     the system's temporary folder)
+///     objects_bench [COUNT [FOLDER]]    COUNT objects (default: a million); files go to FOLDER (default: the
+///                                       system's temporary folder)
 ///     objects_bench --smoke             everything once, small; the figures mean nothing
 ///     objects_bench --only save|load|roots [COUNT [FOLDER]]
-///     the store alone, several times, for a profiler
+///                                       the store alone, several times, for a profiler
 ///
-/// An object has a base part (a string, an int) and a message of 20 to 40 characters. All contenders take
-/// turns within a round. Saving counts from the first object to the durable end; loading from opening the
-/// file to the last object built; what is loaded is compared with what was saved, outside the measure.
+/// An object has a base part (a string, an int) and a message of 20 to 40 characters. Within a round, all
+/// contenders take turns. Saving is timed from the first object until everything is durable; loading from
+/// opening the file until the last object is built. Outside the measured time, what was loaded is compared
+/// with what was saved.
 
 #include <unistd.h>
 
@@ -44,7 +45,7 @@ double Median(std::vector<double> values) {
   return values.empty() ? 0 : values[values.size() / 2];
 }
 
-/// Seconds, one for each round.
+/// Seconds, one value per round.
 struct Times {
   std::vector<double> m_Save, m_Close, m_Load, m_Shuffled, m_Release;
 };
@@ -86,7 +87,7 @@ void MeasureRound(Entry& entry, std::vector<int> const& order, objects_Tally con
   end();
 }
 
-/// The medians of the rounds' ratios of rates: above 1, `ours` is faster.
+/// The median over the rounds of the ratio of rates; above 1, `ours` is faster.
 double RateRatio(std::vector<double> const& ours, std::vector<double> const& theirs) {
   std::vector<double> ratios;
   for (std::size_t i = 0; i < std::min(ours.size(), theirs.size()); ++i)
@@ -127,12 +128,12 @@ std::vector<Entry> MakeEntries(std::vector<objects_Sample> const& samples, std::
   };
   add("store", std::make_unique<objects_StoreContender>(samples));
   add("SQLite, packed row", std::make_unique<objects_PackedContender>(samples));
-  add("SQLite, row a field", std::make_unique<objects_RowAFieldContender>(samples));
+  add("SQLite, row per field", std::make_unique<objects_RowAFieldContender>(samples));
   add("Boost, polymorphic pointers", objects_MakeBoostPointers(samples));
   add("Boost, values", objects_MakeBoostValues(samples));
   add("cereal, polymorphic pointers", objects_MakeCerealPointers(samples));
   add("cereal, values", objects_MakeCerealValues(samples));
-  add("store, a root each", std::make_unique<objects_RootsContender>(samples));
+  add("store, one root each", std::make_unique<objects_RootsContender>(samples));
   add("SQLite, packed row by name", std::make_unique<objects_PackedByNameContender>(samples));
   return entries;
 }
@@ -146,28 +147,28 @@ void Measure(int count, int rounds, std::string const& folder) {
     for (int round = 0; round < rounds; ++round)
       for (Entry& entry : entries) MeasureRound(entry, order, expected);
 
-    std::printf("%d small objects in one transaction, medians of %d rounds (thousand objects a second):\n",
+    std::printf("%d small objects in one transaction, medians of %d rounds (thousand objects per second):\n",
                 count, rounds);
     PrintEntries(entries, count);
     Times const& store = entries[0].m_Times;
     std::printf("\nRates of the store, as multiples of its peers':\n");
     PrintTarget("save / packed row", RateRatio(store.m_Save, entries[1].m_Times.m_Save), 0.8);
-    PrintTarget("save / row a field", RateRatio(store.m_Save, entries[2].m_Times.m_Save), 3);
+    PrintTarget("save / row per field", RateRatio(store.m_Save, entries[2].m_Times.m_Save), 3);
     PrintTarget("save / Boost, polymorphic pointers", RateRatio(store.m_Save, entries[3].m_Times.m_Save), 1);
     PrintTarget("load in order / Boost, polymorphic pointers",
                 RateRatio(store.m_Load, entries[3].m_Times.m_Load), 1);
     Times const& roots = entries[7].m_Times;
     Times const& byName = entries[8].m_Times;
-    std::printf("  %-58s %6.2f\n", "a root each: save / packed row by name",
+    std::printf("  %-58s %6.2f\n", "one root each: save / packed row by name",
                 RateRatio(roots.m_Save, byName.m_Save));
-    std::printf("  %-58s %6.2f\n", "a root each: load shuffled / packed row by name",
+    std::printf("  %-58s %6.2f\n", "one root each: load shuffled / packed row by name",
                 RateRatio(roots.m_Shuffled, byName.m_Shuffled));
     for (Entry const& entry : entries) std::filesystem::remove(entry.m_Path);
   }
   objects_PrintRootTouch(folder + "/roots", count);
 }
 
-/// The store's own work alone, with as little as possible around it.
+/// The store's own work, with as little as possible around it.
 void Repeat(std::string_view what, int count, std::string const& folder) {
   std::vector<objects_Sample> const samples = objects_MakeSamples(count);
   std::vector<int> const order = objects_ShuffledOrder(count);

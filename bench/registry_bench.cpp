@@ -1,11 +1,11 @@
-/// What the class registry costs: look-ups beside the standard library's map with the same keys, registration
+/// Measures the class registry: look-ups beside the standard library's map with the same keys, registration
 /// of many classes, and look-ups from several threads at once.
 ///
 ///     registry_bench            medians of 15 interleaved repetitions
 ///     registry_bench --smoke    everything once, small; the figures mean nothing
 ///
-/// The library is initialised, so the registrar's checks are installed and run: each guarded look-up is two.
-/// Keys are asked for in random order.
+/// The library is initialised, so the registrar's checks are installed and run: each guarded look-up costs
+/// two. Keys are asked for in random order.
 
 #include <algorithm>
 #include <array>
@@ -68,12 +68,12 @@ double Median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-/// Keeps a value from being optimised away.
+/// Keeps the compiler from optimising a value away.
 template <class T> void Use(T const& value) {
   asm volatile("" : : "r,m"(value) : "memory");
 }
 
-/// Class IDs as a large application has them: components of a hundred classes.
+/// Class IDs as in a large application: components of a hundred classes each.
 unsigned int ClassIdOf(int index) {
   return static_cast<unsigned int>(0x40 + index / 100) << 16 | static_cast<unsigned int>(index % 100 + 1);
 }
@@ -84,7 +84,7 @@ std::string NameOf(int index) {
          std::to_string(index);
 }
 
-/// The classes of one size of registry, and the same keys in standard maps.
+/// A registry of one size, and standard maps with the same keys.
 struct Registry {
   explicit Registry(int classCount) {
     for (int index = 0; index < classCount; ++index) {
@@ -121,10 +121,10 @@ struct Registry {
 
 struct Case {
   char const* m_Name;
-  std::function<void(Registry const&)> m_Run; // one look-up for each key
+  std::function<void(Registry const&)> m_Run; // one look-up per key
   char const* m_Peer;
   std::function<void(Registry const&)> m_RunPeer;
-  double m_Reach; // the ratio that we hold ourselves to
+  double m_Reach; // upper limit for the ratio
 };
 
 std::vector<Case> Cases() {

@@ -7,6 +7,7 @@ option(KVL_BUILD_BENCH "Build the benchmarks (need Google Benchmark and Boost he
 set(KVL_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as -fsanitize= takes them")
 set(KVL_PLATFORM "bundled" CACHE STRING "Where the host's support libraries come from: bundled, or external")
 set_property(CACHE KVL_PLATFORM PROPERTY STRINGS bundled external)
+option(KVL_TESTS_WITH_THREADS_ONLY "Build and run only the test programs that have threads" OFF)
 option(KVL_COVERAGE "Instrument for coverage" OFF)
 
 set(CMAKE_CXX_STANDARD 20)
@@ -27,7 +28,9 @@ find_package(Threads REQUIRED)
 
 find_program(KVL_CCACHE ccache)
 if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${KVL_CCACHE}")
+  # The sloppiness is what it needs for precompiled headers.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+    "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${KVL_CCACHE}")
 endif()
 
 # Warnings and instrumentation of our own targets; nothing of this reaches a consumer.

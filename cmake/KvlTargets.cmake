@@ -1,7 +1,7 @@
-# How the project's libraries and test programs are made. A target is made here or in tests/; each folder adds its own
-# sources to it.
+# Makes the project's libraries and test programs. Targets are defined here or in tests/; each folder adds its own
+# sources to them.
 
-# Arguments that fit no keyword are a slip: a misspelt keyword would take its values with it.
+# Rejects arguments that belong to no keyword: a misspelt keyword would otherwise lose its values.
 macro(kvl_parse_arguments options one_value multi_value)
   cmake_parse_arguments(ARG "${options}" "${one_value}" "${multi_value}" ${ARGN})
   if(DEFINED ARG_UNPARSED_ARGUMENTS)
@@ -24,7 +24,7 @@ function(kvl_library target alias)
   target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE "$<BUILD_INTERFACE:kvl_flags>" ${ARG_PRIVATE})
   target_link_options(${target} PRIVATE -Wl,--no-undefined)
   if(KVL_SANITIZE)
-    # Clang links its sanitizer runtime into programs only, so a library cannot be complete by itself.
+    # Clang links its sanitizer runtime into programs only, so a library is allowed undefined symbols.
     get_target_property(options ${target} LINK_OPTIONS)
     list(REMOVE_ITEM options -Wl,--no-undefined)
     set_target_properties(${target} PROPERTIES LINK_OPTIONS "${options}")
@@ -34,8 +34,8 @@ function(kvl_library target alias)
   set_property(GLOBAL APPEND PROPERTY KVL_LIBRARIES ${target})
 endfunction()
 
-# Sources of a library, from the folder that lists them. A library whose objects are shared with a test takes them
-# through <target>_objects.
+# Adds sources to a library, from the folder that lists them. Sources of a library that shares its objects with a test
+# go to <target>_objects.
 function(kvl_sources target)
   if(NOT ARGN)
     message(FATAL_ERROR "no sources for ${target}")
@@ -46,7 +46,7 @@ function(kvl_sources target)
   target_sources(${target} PRIVATE ${ARGN})
 endfunction()
 
-# Sources of a test program, from the folder that lists them.
+# Adds sources to a test program, from the folder that lists them.
 function(kvl_test_sources target)
   if(NOT ARGN)
     message(FATAL_ERROR "no sources for ${target}")
@@ -56,7 +56,7 @@ function(kvl_test_sources target)
   endif()
 endfunction()
 
-# A definition for one source of a test program: what differs between folders is not compiled into all of them.
+# A definition for one source of a test program, for values that differ between folders.
 function(kvl_test_definition target source definition)
   if(KVL_BUILD_TESTS)
     set_property(SOURCE "${source}" TARGET_DIRECTORY ${target} APPEND PROPERTY COMPILE_DEFINITIONS "${definition}")
@@ -80,7 +80,7 @@ function(kvl_add_persist)
   kvl_library(KVLpersist persist PUBLIC KVL::mem KVL::omni KVL::thr KVL::cow KVL::typ KVL::atr)
 endfunction()
 
-# The module's inner classes are hidden in its library; the tests of them link the same objects.
+# The module's inner classes are hidden in the library, so tests of them link the same objects directly.
 function(kvl_add_store)
   find_package(SQLite3 3.40 REQUIRED)
   find_path(XXHASH_INCLUDE_DIR xxhash.h REQUIRED)
@@ -96,20 +96,42 @@ function(kvl_add_store)
   set_target_properties(KVLstore PROPERTIES LINKER_LANGUAGE CXX)
 endfunction()
 
-# One test program; every TEST in it becomes one ctest entry, with sanitizers the whole program.
+# A test program, run as a whole. SHARDS divides its tests among that many ctest entries, which run in parallel.
+# THREADS marks a program that uses threads: only these are run with the thread sanitizer.
 function(kvl_test target)
-  kvl_parse_arguments("" "" "SOURCES;LIBRARIES" ${ARGN})
+  kvl_parse_arguments("THREADS" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${target} ${ARG_SOURCES})
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}") # tests/support
   target_link_libraries(${target} PRIVATE
     ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
-  if(KVL_SANITIZE)
-    # Starting a process for each test takes longer than most tests.
-    add_test(NAME ${target} COMMAND ${target} --gtest_brief=1)
-    set_tests_properties(${target} PROPERTIES TIMEOUT 1800)
+  target_precompile_headers(${target} REUSE_FROM test_headers)
+  set_property(GLOBAL APPEND PROPERTY KVL_TEST_PROGRAMS ${target})
+  if(KVL_TESTS_WITH_THREADS_ONLY AND NOT ARG_THREADS)
+    set_target_properties(${target} PROPERTIES EXCLUDE_FROM_ALL ON)
     return()
   endif()
-  include(GoogleTest)
-  gtest_discover_tests(${target} TEST_PREFIX "${target}." DISCOVERY_MODE PRE_TEST
-    PROPERTIES TIMEOUT 300)
+  if(NOT ARG_SHARDS)
+    set(ARG_SHARDS 1)
+  endif()
+  math(EXPR last "${ARG_SHARDS} - 1")
+  foreach(shard RANGE ${last})
+    set(name ${target})
+    if(ARG_SHARDS GREATER 1)
+      string(APPEND name ".${shard}")
+    endif()
+    add_test(NAME ${name} COMMAND ${target} --gtest_brief=1)
+    set_tests_properties(${name} PROPERTIES
+      TIMEOUT 1800 ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${shard}")
+  endforeach()
+endfunction()
+
+# Fails if a test program has no tests. Call it after all folders have added theirs.
+function(kvl_check_test_programs)
+  get_property(programs GLOBAL PROPERTY KVL_TEST_PROGRAMS)
+  foreach(program IN LISTS programs)
+    get_target_property(sources ${program} SOURCES)
+    if(NOT sources MATCHES "_test[.]cpp")
+      message(FATAL_ERROR "the test program ${program} has no tests")
+    endif()
+  endforeach()
 endfunction()

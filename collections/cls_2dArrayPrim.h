@@ -2,11 +2,11 @@
 
 #include "collections/cls_ArrayPrim.h"
 
-/// Persistent array that is addressed by row and column: element (row, column) is element
-/// row * Columns() + column of a cls_ArrayPrim, so rows lie one after the other.
+/// Persistent array that is addressed by row and column: element (row, column) is element row * Columns() +
+/// column of a cls_ArrayPrim, so rows are contiguous.
 ///
-/// The column count is not stored: every construction but copying begins with 1, also reading, and whoever
-/// knows the shape sets it (SetColumns). Neither coordinate is checked on its own; only the flat index is.
+/// The column count is not stored: every constructor but the copy constructor sets it to 1, also the reading
+/// one; the owner then calls SetColumns. Row and column are not checked on their own, only the flat index is.
 ///
 /// Otherwise as cls_ArrayPrim. `T` is float or double.
 template <class T> class cls_2dArrayPrim : public cls_ArrayPrim<T> {
@@ -15,15 +15,15 @@ template <class T> class cls_2dArrayPrim : public cls_ArrayPrim<T> {
 
   /// An empty array in memory, one column.
   cls_2dArrayPrim() = default;
-  /// As cls_ArrayPrim's, and has the other's column count.
+  /// As cls_ArrayPrim's; also takes the other's column count.
   cls_2dArrayPrim(cls_2dArrayPrim const& other) = default;
   /// Opens a stored array, one column.
   explicit cls_2dArrayPrim(cls_ReadVisitor const& visitor) : cls_ArrayPrim<T>(visitor) {}
   ~cls_2dArrayPrim() override = default;
 
-  /// Shares the other's blocks and agent and takes its identity and column count. Unlike cls_ArrayPrim's
-  /// assignment it only drops a reference on the own agent: no flush, no deletion, no change of the ring; and
-  /// it does not register with the new one. Meant: flush first.
+  /// Shares the other's blocks and agent and takes its identity and column count. Intentional: unlike
+  /// cls_ArrayPrim's assignment, it only drops its reference on the old agent (no flush, no deletion, no
+  /// change of the ring) and does not register with the new one. Flush first.
   cls_2dArrayPrim& operator=(cls_2dArrayPrim const& other);
 
   /// As cls_ArrayPrim's, declared as a two-dimensional collection.
@@ -54,19 +54,19 @@ template <class T> class cls_2dArrayPrim : public cls_ArrayPrim<T> {
   }
 
   [[nodiscard]] int Columns() const noexcept { return m_Columns; }
-  /// Sets the row stride of the index arithmetic, at least 1. Moves no element.
+  /// Sets the row stride of the index arithmetic. Moves no element. REQUIRES: at least 1.
   void SetColumns(int columns) noexcept { m_Columns = columns; }
 
  private:
   static constexpr char Name[] = "cls_2dArrayPrim";
 
-  /// 32-bit arithmetic without check; what overflows wraps round.
+  /// 32-bit arithmetic; overflow is not checked and wraps.
   [[nodiscard]] int IndexOf(int row, int column) const noexcept {
     return static_cast<int>(static_cast<unsigned int>(row) * static_cast<unsigned int>(m_Columns) +
                             static_cast<unsigned int>(column));
   }
 
-  Buffer* GetBuffer(int index) const { return cls_ArrayPrim<T>::GetBuffer(index, Name); }
+  Buffer* GetBuffer(int index) const { return this->GetBufferAs(index, Name); }
 
   int m_Columns = 1;
 };

@@ -54,7 +54,7 @@ class RingNode : public cls_PC {
   void Detach() override {}
 };
 
-/// A pattern for a process that said exactly this, without line end. Only a sanitizer may speak behind it.
+/// A pattern for a process that printed exactly this, without line end. Only sanitizer output may follow.
 std::string Only(std::string const& message) {
   std::string pattern = "^";
   for (char const c : message) {
@@ -80,14 +80,14 @@ TYPED_TEST(Array2dPrim, WithOneColumnRowAndColumnAddUp) {
   EXPECT_EQ(&this->m_Array.Get(2, 3), &this->m_Array.ConstGet(5, 0));
 }
 
-TYPED_TEST(Array2dPrim, ANegativeCoordinateIsFineWhereTheElementIsThere) {
+TYPED_TEST(Array2dPrim, NegativeCoordinateIsFineIfTheFlatIndexIsInRange) {
   this->Fill(10);
   EXPECT_EQ(this->m_Array.ConstGet(1, -1), this->Element(0));
   EXPECT_EQ(&this->m_Array.Get(1, -1), &this->m_Array.ConstGet(0, 0));
   EXPECT_EQ(this->m_Array.ConstGet(-2, 9), this->Element(7));
 }
 
-TYPED_TEST(Array2dPrim, RowsLieOneBehindTheOther) {
+TYPED_TEST(Array2dPrim, RowsAreContiguous) {
   this->Fill(5000);
   this->m_Array.SetColumns(100);
   EXPECT_EQ(this->m_Array.Columns(), 100);
@@ -107,7 +107,7 @@ TYPED_TEST(Array2dPrim, GetWritesThroughItsReference) {
   EXPECT_EQ(this->m_Array.ConstGet(400, 4), this->Element(2804));
 }
 
-TYPED_TEST(Array2dPrim, TheSlotBehindTheLastElementIsThere) {
+TYPED_TEST(Array2dPrim, SlotAfterTheLastElementIsValid) {
   for (int const size : {0, 1, 2047, 2048}) {
     this->Fill(size);
     this->m_Array.Get(size, 0) = this->Element(-1);
@@ -116,7 +116,7 @@ TYPED_TEST(Array2dPrim, TheSlotBehindTheLastElementIsThere) {
   }
 }
 
-TYPED_TEST(Array2dPrim, ACopyHasTheColumnsAndTheBlocks) {
+TYPED_TEST(Array2dPrim, CopyHasTheColumnsAndTheBlocks) {
   this->Fill(10);
   this->m_Array.SetColumns(5);
   cls_2dArrayPrim<TypeParam> const copy(this->m_Array);
@@ -161,7 +161,7 @@ TYPED_TEST(Array2dPrim, WritesItselfAsATableThroughTheBase) {
                                      R"(, string "m_Values"))");
 }
 
-TYPED_TEST(Array2dPrim, EndsWhereTheBackEndDeclinesTheObject) {
+TYPED_TEST(Array2dPrim, StopsIfTheBackEndDeclinesTheObject) {
   Recorder recorder;
   cls_WriteVisitor const parent(recorder.NewWriter());
   recorder.DeclineObjects();
@@ -187,7 +187,7 @@ TYPED_TEST(Array2dPrim, IsReadBackWithOneColumn) {
   this->m_Array.Detach();
 }
 
-TYPED_TEST(Array2dPrim, SaysWithTheBasesNameThatTheListHasElements) {
+TYPED_TEST(Array2dPrim, ReportsAListWithElementsUnderTheBasesName) {
   this->Fill(3);
   StoredList<TypeParam> list(10);
   ::testing::internal::CaptureStderr();
@@ -213,7 +213,7 @@ TYPED_TEST(Array2dPrim, EvictsAndReadsLikeTheBase) {
   array.Release();
 }
 
-TYPED_TEST(Array2dPrim, AppendBlockGoesStraightToStorage) {
+TYPED_TEST(Array2dPrim, AppendBlockWritesDirectlyToStorage) {
   StoredList<TypeParam> list(10);
   cls_2dArrayPrim<TypeParam> array(this->Reader(list));
   array.Get(0, 5) = this->Element(-1);
@@ -228,7 +228,7 @@ TYPED_TEST(Array2dPrim, AppendBlockGoesStraightToStorage) {
   array.Release();
 }
 
-TYPED_TEST(Array2dPrim, ACopyOfAnAssociatedArrayHoldsTheAgentToo) {
+TYPED_TEST(Array2dPrim, CopyOfAnAssociatedArrayHoldsTheAgentToo) {
   StoredList<TypeParam> list(10);
   cls_2dArrayPrim<TypeParam> array(this->Reader(list));
   array.SetColumns(5);
@@ -241,7 +241,7 @@ TYPED_TEST(Array2dPrim, ACopyOfAnAssociatedArrayHoldsTheAgentToo) {
   copy.Release();
 }
 
-// --- Assignment, which is not the base's.
+// --- Assignment, which differs from the base's.
 
 TYPED_TEST(Array2dPrim, AssignmentSharesWhatIsInMemory) {
   this->Fill(10);
@@ -255,7 +255,7 @@ TYPED_TEST(Array2dPrim, AssignmentSharesWhatIsInMemory) {
   EXPECT_EQ(this->m_Array.ConstGet(1, 2), this->Element(-1));
 }
 
-TYPED_TEST(Array2dPrim, AssignmentLeavesTheFormerAgentAliveAndUnflushed) {
+TYPED_TEST(Array2dPrim, AssignmentLeavesTheOldAgentAliveAndUnflushed) {
   StoredList<TypeParam> first(10);
   StoredList<TypeParam> second(20);
   auto target = std::make_unique<cls_2dArrayPrim<TypeParam>>(this->Reader(first));
@@ -263,7 +263,7 @@ TYPED_TEST(Array2dPrim, AssignmentLeavesTheFormerAgentAliveAndUnflushed) {
   cls_PC* const targetHolder = first.m_Holders.front();
   first.TakeCalls();
   second.TakeCalls();
-  // The agent needs a holder that deletes it: another array that is not asked here.
+  // The agent needs a holder that deletes it: another array, not tested here.
   cls_2dArrayPrim<TypeParam> const other(*target);
   first.TakeCalls();
   *target = source;
@@ -278,10 +278,10 @@ TYPED_TEST(Array2dPrim, AssignmentLeavesTheFormerAgentAliveAndUnflushed) {
   target->Release();
 }
 
-TYPED_TEST(Array2dPrim, AssignmentOfTheLastHolderDoesNotDeleteTheAgentEither) {
+TYPED_TEST(Array2dPrim, AssignmentToTheLastHolderDoesNotDeleteTheAgentEither) {
   StoredList<TypeParam> list(10);
   cls_AgentListPrim<TypeParam>* agent = nullptr;
-  /// Remembers the agent that it hands out, so that the test can delete it.
+  /// Remembers the agent that it returns, so that the test can delete it.
   struct Writer : StoredListWriter<TypeParam> {
     Writer(StoredList<TypeParam>& stored, cls_AgentListPrim<TypeParam>*& made)
         : StoredListWriter<TypeParam>(stored), m_Made(made) {}
@@ -295,7 +295,7 @@ TYPED_TEST(Array2dPrim, AssignmentOfTheLastHolderDoesNotDeleteTheAgentEither) {
   target.DBWrite(cls_WriteVisitor(new Writer(list, agent)));
   target.Get(3, 0) = this->Element(-1);
   cls_2dArrayPrim<TypeParam> const keepsBlocks(target);
-  agent->DropReference(); // the copy's: the target is the last one that counts
+  agent->DropReference(); // the copy's: the target is now the last holder counted
   list.TakeCalls();
   cls_2dArrayPrim<TypeParam> const source;
   target = source;
@@ -307,7 +307,7 @@ TYPED_TEST(Array2dPrim, AssignmentOfTheLastHolderDoesNotDeleteTheAgentEither) {
   keepsBlocks.Release();
 }
 
-TYPED_TEST(Array2dPrim, AssignmentStaysInTheRing) {
+TYPED_TEST(Array2dPrim, AssignmentKeepsTheTargetInItsRing) {
   StoredList<TypeParam> list(10);
   cls_2dArrayPrim<TypeParam> const source(this->Reader(list));
   RingNode ring;
@@ -318,7 +318,7 @@ TYPED_TEST(Array2dPrim, AssignmentStaysInTheRing) {
   this->m_Array.Detach();
 }
 
-TYPED_TEST(Array2dPrim, AssignmentToItselfAsksNobody) {
+TYPED_TEST(Array2dPrim, AssignmentToItselfMakesNoCall) {
   StoredList<TypeParam> list(10);
   cls_2dArrayPrim<TypeParam> array(this->Reader(list));
   array.SetColumns(5);
@@ -330,7 +330,7 @@ TYPED_TEST(Array2dPrim, AssignmentToItselfAsksNobody) {
   EXPECT_TRUE(array.IsAssociated());
 }
 
-TYPED_TEST(Array2dPrim, AssignmentThroughTheBaseIsTheBases) {
+TYPED_TEST(Array2dPrim, AssignmentThroughTheBaseBehavesLikeTheBase) {
   StoredList<TypeParam> list(10);
   cls_2dArrayPrim<TypeParam> array(this->Reader(list));
   cls_ArrayPrim<TypeParam> const source;

@@ -7,7 +7,7 @@
 namespace {
 
 void Print(char const* className, char const* text) {
-  std::fprintf(stderr, text, className); // no line end: part of the messages
+  std::fprintf(stderr, text, className); // intentional: the messages have no line end
 }
 
 } // namespace
@@ -64,13 +64,13 @@ template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) cons
     throw;
   }
   m_Blocks.Ptr()->m_IsPaged = true;
-  m_Blocks.Ptr()->LayDown(); // it may be one of many that were made in memory
+  m_Blocks.Ptr()->LayDown(); // the last found block may be one of many that were made in memory
 }
 
 template <class T> bool cls_ArrayPrim<T>::LetGo() const {
   m_Agent->DropReference();
   if (m_Agent->StillReferenced()) return false;
-  this->Flush(); // through the virtual table
+  this->Flush(); // virtual: a derived class may override it
   delete m_Agent;
   return true;
 }
@@ -121,25 +121,38 @@ cls_ArrayPrimBuffer<T>* cls_ArrayPrim<T>::FindBuffer(int index, char const* clas
   Trie& trie = *m_Blocks.Ptr();
   int const start = Buffer::StartOf(index);
   Buffer const* found = trie.ConstGetPtr(start);
-  if (found == nullptr) {
-    trie.Insert(start, MakeBlock(index, start, className));
-    found = trie.ConstGetPtr(start);
-  }
-  // A copy that is not associated may have left other blocks; the next access of one that is evicts them.
+  if (found == nullptr) found = AddBlock(index, start, className);
+  // A copy in memory may have left other blocks; the next access through an associated copy evicts them.
   if (trie.m_IsPaged && trie.Count() > 1) trie.LayDown();
   return const_cast<Buffer*>(found);
 }
 
 template <class T>
-cls_ArrayPrimBuffer<T> cls_ArrayPrim<T>::MakeBlock(int index, int start, char const* className) const {
-  Buffer block = Buffer::Make();
-  if (index == start && index == m_Size) return block; // about to be appended: nothing to read
+cls_ArrayPrimBuffer<T> const* cls_ArrayPrim<T>::AddBlock(int index, int start, char const* className) const {
+  Trie& trie = *m_Blocks.Ptr();
+  Buffer const block = Buffer::Make();
+  trie.Insert(start, block);
+  if (index == start && index == m_Size) return trie.ConstGetPtr(start); // about to get its first element
+  try {
+    ReadBlock(start, block, className);
+  } catch (...) {
+    // A back end that undid its work may have put the array's own block back; keep that one.
+    Buffer const* const there = trie.ConstGetPtr(start);
+    if (there != nullptr && there->Values() == block.Values()) trie.Remove(start);
+    throw;
+  }
+  // A back end that found the list changed meanwhile may have dropped all blocks before reading.
+  if (trie.Contains(start) == 0) trie.Insert(start, block);
+  return trie.ConstGetPtr(start);
+}
+
+template <class T>
+void cls_ArrayPrim<T>::ReadBlock(int start, Buffer const& block, char const* className) const {
   if (m_Agent == nullptr) Print(className, "In %s::GetBuffer() Missing agent.");
   int const count = CountIn(start);
   int const read = m_Agent->ReadRun(start, count, block.Values());
   // The array may have been made longer than what is stored.
   if (read < count) std::fill(block.Values() + std::max(read, 0), block.Values() + count, T());
-  return block;
 }
 
 template <class T> void cls_ArrayPrim<T>::DBWrite(cls_WriteVisitor const& visitor) const {
@@ -154,7 +167,7 @@ template <class T> unsigned int cls_ArrayPrim<T>::DynTypeId() const {
 }
 
 template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& visitor) const {
-  if (m_Agent != nullptr) return; // the elements live in storage already
+  if (m_Agent != nullptr) return; // the elements are already in storage
   T const* const tag = nullptr;
   Hold(visitor.Memento()->MakeAgentListPrim(tag, 1));
   int const stored = m_Agent->Count();
@@ -162,7 +175,7 @@ template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& vi
     m_Size = stored;
     return;
   }
-  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // misspelt: meant
+  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
   EvictBlocks(m_Size);
   this->Flush();
 }
@@ -200,6 +213,8 @@ template <class T> void cls_ArrayPrim<T>::AppendBlockAs(T const* values, int cou
 template <class T> void cls_ArrayPrim<T>::ReportRange(char const* operation, char const* className) {
   std::fprintf(stderr, "In %s::%s() Index out of range.", className, operation);
 }
+
+template cls_ArrayPrimBuffer<cow_String>::cls_ArrayPrimBuffer();
 
 template class cls_ArrayPrim<int>;
 template class cls_ArrayPrim<float>;

@@ -7,9 +7,10 @@
 #include <type_traits>
 
 #include "platform/cow/cow_String.h"
+#include "platform/kvl_Export.h"
 
-/// Counted handle on one block of a bulk array: 2048 elements, whatever their type, and whether one of them
-/// was written since the block last went to storage.
+/// Counted handle on one block of a bulk array: 2048 elements of any type, and a flag that says whether one
+/// of them was changed since the block was last written to storage.
 ///
 /// `T` is int, float, double, bool or cow_String. Thread rule: plain counts; an array and its blocks belong
 /// to one thread at a time.
@@ -21,51 +22,56 @@ template <class T> class cls_ArrayPrimBuffer {
   /// The first index of the block that element `index` lies in.
   [[nodiscard]] static constexpr int StartOf(int index) noexcept { return index & ~SlotMask; }
 
-  /// A handle on a new block: not dirty, strings empty, plain elements not set.
-  [[nodiscard]] static cls_ArrayPrimBuffer Make() { return cls_ArrayPrimBuffer(new Block); }
+  /// A handle on a new block: not dirty, strings without text, plain elements uninitialised.
+  [[nodiscard]] static cls_ArrayPrimBuffer Make() {
+    if constexpr (std::same_as<T, cow_String>)
+      return cls_ArrayPrimBuffer();
+    else
+      return cls_ArrayPrimBuffer(new Block);
+  }
 
-  /// The same for strings.
-  cls_ArrayPrimBuffer() requires std::same_as<T, cow_String> : m_Block(new Block) {}
+  /// The same, for strings only. Exported by the library.
+  KVL_EXPORT cls_ArrayPrimBuffer() requires std::same_as<T, cow_String>;
 
-  /// Shares the other's block, which it must have.
+  /// Shares the other's block. REQUIRES: the other has one.
   cls_ArrayPrimBuffer(cls_ArrayPrimBuffer const& other) noexcept : m_Block(other.m_Block) {
     ++m_Block->m_RefCount;
   }
-  /// Leaves the other without block; it may only be destroyed.
+  /// Leaves the other without a block: it can only be assigned over or destroyed.
   cls_ArrayPrimBuffer(cls_ArrayPrimBuffer&& other) noexcept : m_Block(other.m_Block) {
     other.m_Block = nullptr;
   }
   ~cls_ArrayPrimBuffer() { Release(); }
 
-  /// Lets go of the own block, then shares the other's. Assigning from a handle without block ends the
-  /// process at once with exit status 0. Meant.
+  /// Drops the own block, then shares the other's. Intentional: assigning from a handle without a block ends
+  /// the process at once with exit status 0, without a message.
   cls_ArrayPrimBuffer& operator=(cls_ArrayPrimBuffer const& other) {
     if (this == &other) return *this;
     bool const isSame = m_Block == other.m_Block;
     if (isSame && m_Block != nullptr) return *this;
     Release();
     m_Block = other.m_Block;
-    if (m_Block == nullptr) std::exit(0);
+    if (m_Block == nullptr) std::exit(0); // NOLINT(concurrency-mt-unsafe)
     ++m_Block->m_RefCount;
     return *this;
   }
 
-  /// A handle on a new block with the same elements and mark.
+  /// A handle on a new block with the same elements and dirty flag.
   [[nodiscard]] cls_ArrayPrimBuffer Clone() const {
     cls_ArrayPrimBuffer clone(new Block);
     clone.TakeValues(*this);
     clone.SetDirty(IsDirty());
     return clone;
   }
-  /// Takes the elements of another block into this one. Allocates nothing.
+  /// Copies the elements of another block into this one. Allocates nothing.
   void TakeValues(cls_ArrayPrimBuffer const& other) const noexcept {
-    if constexpr (std::is_trivially_copyable_v<T>) // plain elements may be unset
+    if constexpr (std::is_trivially_copyable_v<T>) // plain elements may be uninitialised: copy their bytes
       std::memcpy(m_Block->m_Values, other.m_Block->m_Values, sizeof m_Block->m_Values);
     else
       std::copy_n(other.m_Block->m_Values, ElementCount, m_Block->m_Values);
   }
 
-  // The block is shared: a const handle gives its elements for writing too.
+  // The block is shared: a const handle also gives write access to its elements.
   [[nodiscard]] T* Values() const noexcept { return m_Block->m_Values; }
   [[nodiscard]] T& At(int index) const noexcept { return m_Block->m_Values[index & SlotMask]; }
   [[nodiscard]] bool IsDirty() const noexcept { return m_Block->m_Dirty != 0; }
@@ -78,7 +84,7 @@ template <class T> class cls_ArrayPrimBuffer {
 
  private:
   struct Block {
-    Block() noexcept {} // plain elements stay unset
+    Block() noexcept {} // intentional: plain elements stay uninitialised, for speed
 
     unsigned int m_RefCount = 1;
     unsigned char m_Dirty = 0;
@@ -93,3 +99,8 @@ template <class T> class cls_ArrayPrimBuffer {
 
   Block* m_Block;
 };
+
+template <class T>
+cls_ArrayPrimBuffer<T>::cls_ArrayPrimBuffer() requires std::same_as<T, cow_String> : m_Block(new Block) {}
+
+extern template cls_ArrayPrimBuffer<cow_String>::cls_ArrayPrimBuffer();

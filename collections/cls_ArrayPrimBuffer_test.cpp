@@ -1,5 +1,6 @@
 #include "collections/cls_ArrayPrimBuffer.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -25,8 +26,8 @@ template <class T> T Sample() {
 
 using Strings = cls_ArrayPrimBuffer<cow_String>;
 
-/// The characters of strings that only count how often they are shared; starts with holders of its own, so
-/// that no string releases it.
+/// The characters of a string that only count how many strings share them. The test holds references of its
+/// own, so that no string frees it.
 struct SharedText {
   static constexpr int Own = 1000000;
   cow_StringBuffer m_Buffer{Own, 4, "text"};
@@ -37,7 +38,7 @@ struct SharedText {
   /// Fills the block with strings that share the text.
   void Fill(Strings const& block) {
     for (int i = 0; i < Strings::ElementCount; ++i) {
-      m_Buffer.m_Count.fetch_add(1); // the string made here has it
+      m_Buffer.m_Count.fetch_add(1); // for the string made here
       block.At(i) = cow_String(m_Buffer);
     }
   }
@@ -45,7 +46,7 @@ struct SharedText {
 
 } // namespace
 
-TYPED_TEST(ArrayPrimBuffer, BlockHas2048ElementsWhateverTheirType) {
+TYPED_TEST(ArrayPrimBuffer, BlockHas2048ElementsOfAnyType) {
   using Buffer = cls_ArrayPrimBuffer<TypeParam>;
   static_assert(Buffer::ElementCount == 2048);
   Buffer const block = Buffer::Make();
@@ -53,6 +54,15 @@ TYPED_TEST(ArrayPrimBuffer, BlockHas2048ElementsWhateverTheirType) {
   block.At(2047) = Sample<TypeParam>();
   EXPECT_EQ(block.Values()[2047], Sample<TypeParam>());
   EXPECT_EQ(block.Values()[2046], TypeParam());
+}
+
+TEST(ArrayPrimBufferStrings, DefaultConstructorIsExported) {
+  EXPECT_NE(dlsym(RTLD_DEFAULT, "_ZN19cls_ArrayPrimBufferI10cow_StringEC1Ev"), nullptr);
+  EXPECT_EQ(dlsym(RTLD_DEFAULT, "_ZN19cls_ArrayPrimBufferIiEC1Ev"), nullptr);
+  Strings const block;
+  EXPECT_EQ(block.UseCount(), 1U);
+  EXPECT_FALSE(block.IsDirty());
+  for (int i = 0; i < Strings::ElementCount; ++i) ASSERT_EQ(block.At(i), "");
 }
 
 TYPED_TEST(ArrayPrimBuffer, BlockStartsWhereTheLowElevenBitsAreClear) {
@@ -65,7 +75,7 @@ TYPED_TEST(ArrayPrimBuffer, BlockStartsWhereTheLowElevenBitsAreClear) {
   EXPECT_EQ(Buffer::StartOf(INT_MAX), INT_MAX - 2047);
 }
 
-TYPED_TEST(ArrayPrimBuffer, ElementLiesInTheSlotOfItsLowElevenBits) {
+TYPED_TEST(ArrayPrimBuffer, ElementIsInTheSlotOfItsLowElevenBits) {
   using Buffer = cls_ArrayPrimBuffer<TypeParam>;
   Buffer const block = Buffer::Make();
   EXPECT_EQ(&block.At(0), block.Values());
@@ -119,7 +129,7 @@ TYPED_TEST(ArrayPrimBuffer, DirtyFlagIsSetAndCleared) {
   EXPECT_EQ(block.UseCount(), 1U);
 }
 
-TYPED_TEST(ArrayPrimBuffer, AssignmentLetsGoOfTheOwnBlockAndSharesTheOther) {
+TYPED_TEST(ArrayPrimBuffer, AssignmentDropsTheOwnBlockAndSharesTheOther) {
   using Buffer = cls_ArrayPrimBuffer<TypeParam>;
   Buffer handle = Buffer::Make();
   Buffer const old(handle);
@@ -130,7 +140,7 @@ TYPED_TEST(ArrayPrimBuffer, AssignmentLetsGoOfTheOwnBlockAndSharesTheOther) {
   EXPECT_EQ(old.UseCount(), 1U);
 }
 
-TYPED_TEST(ArrayPrimBuffer, AssignmentLeavesTheDirtyFlagsWithTheirBlocks) {
+TYPED_TEST(ArrayPrimBuffer, AssignmentLeavesDirtyFlagsWithTheirBlocks) {
   using Buffer = cls_ArrayPrimBuffer<TypeParam>;
   Buffer handle = Buffer::Make();
   Buffer const old(handle);
@@ -141,7 +151,7 @@ TYPED_TEST(ArrayPrimBuffer, AssignmentLeavesTheDirtyFlagsWithTheirBlocks) {
   EXPECT_TRUE(old.IsDirty());
 }
 
-TYPED_TEST(ArrayPrimBuffer, AssignmentToItselfLeavesTheCount) {
+TYPED_TEST(ArrayPrimBuffer, AssignmentToItselfKeepsTheCount) {
   using Buffer = cls_ArrayPrimBuffer<TypeParam>;
   Buffer handle = Buffer::Make();
   Buffer const& same = handle;
@@ -154,7 +164,7 @@ TYPED_TEST(ArrayPrimBuffer, AssignmentToItselfLeavesTheCount) {
   EXPECT_EQ(copy.UseCount(), 2U);
 }
 
-TYPED_TEST(ArrayPrimBuffer, AssignmentBetweenHandlesOfOneBlockLeavesTheCount) {
+TYPED_TEST(ArrayPrimBuffer, AssignmentBetweenHandlesOfOneBlockKeepsTheCount) {
   using Buffer = cls_ArrayPrimBuffer<TypeParam>;
   Buffer handle = Buffer::Make();
   Buffer const copy(handle);
@@ -168,14 +178,14 @@ TYPED_TEST(ArrayPrimBuffer, AssignmentBetweenHandlesOfOneBlockLeavesTheCount) {
 TYPED_TEST(ArrayPrimBuffer, AssignmentOverTheLastHandleFreesTheBlock) {
   using Buffer = cls_ArrayPrimBuffer<TypeParam>;
   Buffer const other = Buffer::Make();
-  for (int i = 0; i < 1000; ++i) { // what is not freed, the leak sanitizer finds
+  for (int i = 0; i < 1000; ++i) { // the leak sanitizer finds a block that is not freed
     Buffer handle = Buffer::Make();
     handle = other;
   }
   EXPECT_EQ(other.UseCount(), 1U);
 }
 
-TYPED_TEST(ArrayPrimBuffer, MovedHandleTakesTheBlockAlong) {
+TYPED_TEST(ArrayPrimBuffer, MoveTakesTheBlock) {
   using Buffer = cls_ArrayPrimBuffer<TypeParam>;
   Buffer handle = Buffer::Make();
   TypeParam const* const values = handle.Values();

@@ -6,7 +6,7 @@
 
 #include "tests/support/backend/StoredList.h"
 
-// Arrays that share an agent, and how they let go of it.
+// Arrays that share an agent, and how they drop it.
 
 namespace {
 
@@ -37,7 +37,7 @@ class ArrayPrimHolders : public ::testing::Test {
     return cls_ReadVisitor(new StoredListReader<int>(list));
   }
   Lines Calls() { return m_List.TakeCalls(); }
-  /// Lets the blocks go in silence.
+  /// Drops the blocks, and the calls that this makes.
   void Drop(Array const& array) {
     array.Release();
     Calls();
@@ -53,7 +53,7 @@ Lines const LetGoOfAnother{"DropReference", "StillReferenced"};
 
 // --- Copies.
 
-TEST_F(ArrayPrimHolders, ACopyHoldsTheAgentToo) {
+TEST_F(ArrayPrimHolders, CopyHoldsTheAgentToo) {
   Array array(Reader(m_List));
   Calls();
   Array copy(array);
@@ -65,7 +65,7 @@ TEST_F(ArrayPrimHolders, ACopyHoldsTheAgentToo) {
   EXPECT_EQ(copy.Uid().Entry(), m_List.m_Uid.Entry());
 }
 
-TEST_F(ArrayPrimHolders, ACopySharesTheResidentBlock) {
+TEST_F(ArrayPrimHolders, CopySharesTheResidentBlock) {
   Array array(Reader(m_List));
   array.Get(7) = 70;
   Array const copy(array);
@@ -80,7 +80,7 @@ TEST_F(ArrayPrimHolders, ACopySharesTheResidentBlock) {
   Drop(array);
 }
 
-TEST_F(ArrayPrimHolders, DestroyingACopyDropsAReferenceOnly) {
+TEST_F(ArrayPrimHolders, DestroyingACopyOnlyDropsAReference) {
   Array array(Reader(m_List));
   array.Get(7) = 70;
   {
@@ -93,7 +93,7 @@ TEST_F(ArrayPrimHolders, DestroyingACopyDropsAReferenceOnly) {
   Drop(array);
 }
 
-TEST_F(ArrayPrimHolders, DestroyingTheLastFlushesAndDeletesTheAgent) {
+TEST_F(ArrayPrimHolders, DestroyingTheLastHolderFlushesAndDeletesTheAgent) {
   auto array = std::make_unique<Array>(Reader(m_List));
   auto copy = std::make_unique<Array>(*array);
   array.reset();
@@ -105,8 +105,8 @@ TEST_F(ArrayPrimHolders, DestroyingTheLastFlushesAndDeletesTheAgent) {
   EXPECT_EQ(m_List.m_References, 0);
 }
 
-TEST_F(ArrayPrimHolders, TheLastHolderWritesWhatChanged) {
-  Array inMemory; // keeps the block in use when the associated one has gone
+TEST_F(ArrayPrimHolders, LastHolderWritesChangedBlocks) {
+  Array inMemory; // keeps the block alive after the associated array
   for (int i = 0; i < 10; ++i) inMemory.Append(i);
   m_List.m_Elements.clear();
   {
@@ -121,7 +121,7 @@ TEST_F(ArrayPrimHolders, TheLastHolderWritesWhatChanged) {
   inMemory.DropBlocks();
 }
 
-TEST_F(ArrayPrimHolders, TheLastHolderOfAReadOnlyListWritesNothing) {
+TEST_F(ArrayPrimHolders, LastHolderOfAReadOnlyListWritesNothing) {
   {
     Array const array(Reader(m_List));
     m_List.m_ReadOnly = true;
@@ -131,7 +131,7 @@ TEST_F(ArrayPrimHolders, TheLastHolderOfAReadOnlyListWritesNothing) {
   EXPECT_EQ(m_List.m_Flushes, 0);
 }
 
-TEST_F(ArrayPrimHolders, AnArrayInMemoryAsksNobody) {
+TEST_F(ArrayPrimHolders, ArrayInMemoryMakesNoCall) {
   Array inMemory;
   { Array const copy(inMemory); }
   inMemory.Detach();
@@ -168,7 +168,7 @@ TEST_F(ArrayPrimHolders, DetachOfAnotherHolderKeepsTheIdentity) {
   EXPECT_TRUE(array.IsAssociated());
 }
 
-TEST_F(ArrayPrimHolders, DetachFlushesWhatChanged) {
+TEST_F(ArrayPrimHolders, DetachFlushesChangedBlocks) {
   Array array(Reader(m_List));
   array.Get(4999) = 1;
   Calls();
@@ -179,7 +179,7 @@ TEST_F(ArrayPrimHolders, DetachFlushesWhatChanged) {
   array.DropBlocks();
 }
 
-TEST_F(ArrayPrimHolders, TheResidentBlockRemainsAfterDetach) {
+TEST_F(ArrayPrimHolders, ResidentBlockRemainsAfterDetach) {
   Array array(Reader(m_List));
   EXPECT_EQ(array.ConstGet(4096), Element(4096));
   array.Detach();
@@ -195,7 +195,7 @@ TEST_F(ArrayPrimHolders, TheResidentBlockRemainsAfterDetach) {
   array.DropBlocks();
 }
 
-TEST_F(ArrayPrimHolders, DetachTwiceLetsGoOnce) {
+TEST_F(ArrayPrimHolders, DetachTwiceDropsTheAgentOnce) {
   Array array(Reader(m_List));
   array.Detach();
   auto* const entry = array.Uid().Entry();
@@ -205,7 +205,7 @@ TEST_F(ArrayPrimHolders, DetachTwiceLetsGoOnce) {
   EXPECT_EQ(array.Uid().Entry(), entry);
 }
 
-TEST_F(ArrayPrimHolders, ADetachedArrayCanBeStoredAgain) {
+TEST_F(ArrayPrimHolders, DetachedArrayCanBeStoredAgain) {
   Array array(Reader(m_List));
   array.SetLength(10);
   EXPECT_EQ(array.ConstGet(3), Element(3));
@@ -232,7 +232,7 @@ TEST_F(ArrayPrimHolders, DetachFlushesThroughTheVirtualTable) {
 
 // --- Assignment.
 
-TEST_F(ArrayPrimHolders, AssignmentLetsGoOfTheOwnAgentAndHoldsTheOther) {
+TEST_F(ArrayPrimHolders, AssignmentDropsTheOwnAgentAndHoldsTheOther) {
   StoredList<int> otherList{3000};
   Array array(Reader(m_List));
   Array const other(Reader(otherList));
@@ -249,7 +249,7 @@ TEST_F(ArrayPrimHolders, AssignmentLetsGoOfTheOwnAgentAndHoldsTheOther) {
   array.Release();
 }
 
-TEST_F(ArrayPrimHolders, AssignmentWritesWhatChanged) {
+TEST_F(ArrayPrimHolders, AssignmentWritesChangedBlocks) {
   Array inMemory;
   for (int i = 0; i < 10; ++i) inMemory.Append(i);
   m_List.m_Elements.clear();
@@ -264,7 +264,7 @@ TEST_F(ArrayPrimHolders, AssignmentWritesWhatChanged) {
   inMemory.DropBlocks();
 }
 
-TEST_F(ArrayPrimHolders, AssignmentWithinTheHoldersOfOneAgentKeepsIt) {
+TEST_F(ArrayPrimHolders, AssignmentBetweenHoldersOfOneAgentKeepsIt) {
   Array array(Reader(m_List));
   Array copy(array);
   copy.SetLength(3);
@@ -288,7 +288,7 @@ TEST_F(ArrayPrimHolders, AssignmentFromMemoryEndsTheAssociation) {
   inMemory.DropBlocks();
 }
 
-TEST_F(ArrayPrimHolders, AssignmentToItselfAsksNobody) {
+TEST_F(ArrayPrimHolders, AssignmentToItselfMakesNoCall) {
   Array array(Reader(m_List));
   Calls();
   Array const& same = array;
@@ -304,7 +304,7 @@ TEST_F(ArrayPrimHolders, AssignmentFlushesThroughTheVirtualTable) {
   EXPECT_EQ(array.m_Flushes, 1);
 }
 
-TEST_F(ArrayPrimHolders, AssignmentLinksTheTargetToItselfAndLeavesItsNeighbours) {
+TEST_F(ArrayPrimHolders, AssignmentResetsOnlyTheTargetsLinks) {
   Array array(Reader(m_List));
   Array const other;
   RingNode ring;

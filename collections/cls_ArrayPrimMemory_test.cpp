@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "tests/support/backend/StoredList.h"
 
-// Arrays that no store knows.
+// Arrays that are not associated with a store.
 
 namespace {
 
@@ -37,6 +39,12 @@ template <class T> class ArrayPrimMemory : public ::testing::Test {
   OpenArray<T> m_Array;
 };
 
+template <class T>
+constexpr bool LooksUpBlocksByIndexAlone =
+    std::is_same_v<decltype(&OpenArray<T>::GetBuffer),
+                   cls_ArrayPrimBuffer<T>* (cls_ArrayPrim<T>::*)(int) const>;
+static_assert(LooksUpBlocksByIndexAlone<int> && LooksUpBlocksByIndexAlone<cow_String>);
+
 using Elements = ::testing::Types<int, float, double, bool, cow_String>;
 TYPED_TEST_SUITE(ArrayPrimMemory, Elements);
 
@@ -56,7 +64,7 @@ TYPED_TEST(ArrayPrimMemory, StartsEmptyUnderAFreshIdentity) {
   EXPECT_EQ(this->m_Array.Next(), &this->m_Array);
 }
 
-TYPED_TEST(ArrayPrimMemory, EveryElementTypeHasTheListsTypeId) {
+TYPED_TEST(ArrayPrimMemory, EveryElementTypeHasTheTypeIdOfLists) {
   EXPECT_EQ(cls_ArrayPrim<TypeParam>::TypeId(), 0x230001U);
   EXPECT_EQ(this->m_Array.DynTypeId(), 0x230001U);
 }
@@ -79,13 +87,13 @@ TYPED_TEST(ArrayPrimMemory, GetWritesThroughItsReferenceAndToNoOtherElement) {
   this->ExpectElements(this->m_Array, 4097);
 }
 
-TYPED_TEST(ArrayPrimMemory, ConstGetAndGetAreTheSameSlot) {
+TYPED_TEST(ArrayPrimMemory, ConstGetAndGetReturnTheSameSlot) {
   this->Fill(2050);
   for (int const index : {0, 2047, 2048, 2049})
     EXPECT_EQ(&this->m_Array.ConstGet(index), &this->m_Array.Get(index));
 }
 
-TYPED_TEST(ArrayPrimMemory, TheSlotBehindTheLastElementIsThereAndDoesNotCount) {
+TYPED_TEST(ArrayPrimMemory, SlotAfterTheLastElementIsValidAndNotCounted) {
   for (int const size : {0, 1, 2047, 2048, 2049, 4096}) {
     this->Fill(size);
     this->m_Array.Get(size) = this->Other(size);
@@ -97,7 +105,7 @@ TYPED_TEST(ArrayPrimMemory, TheSlotBehindTheLastElementIsThereAndDoesNotCount) {
   }
 }
 
-TYPED_TEST(ArrayPrimMemory, TheElementAfterAFullBlockMakesASecondBlock) {
+TYPED_TEST(ArrayPrimMemory, ElementAfterAFullBlockMakesASecondBlock) {
   this->Fill(2048);
   auto* const first = this->m_Array.GetBuffer(0);
   EXPECT_EQ(this->m_Array.GetBuffer(2047), first);
@@ -173,7 +181,7 @@ TYPED_TEST(ArrayPrimMemory, AppendAfterShorteningOverwrites) {
 
 // --- Copies.
 
-TYPED_TEST(ArrayPrimMemory, ACopyHasTheSizeAndTheIdentity) {
+TYPED_TEST(ArrayPrimMemory, CopyHasTheSizeAndTheIdentity) {
   this->Fill(3000);
   cls_ArrayPrim<TypeParam> const copy(this->m_Array);
   EXPECT_EQ(copy.Size(), 3000);
@@ -182,7 +190,7 @@ TYPED_TEST(ArrayPrimMemory, ACopyHasTheSizeAndTheIdentity) {
   EXPECT_EQ(copy.Next(), &copy);
 }
 
-TYPED_TEST(ArrayPrimMemory, ACopySeesWhatIsWrittenThroughTheOther) {
+TYPED_TEST(ArrayPrimMemory, CopySeesWritesThroughTheOther) {
   this->Fill(3000);
   cls_ArrayPrim<TypeParam> copy(this->m_Array);
   this->m_Array.Get(5) = this->Other(5);
@@ -192,7 +200,7 @@ TYPED_TEST(ArrayPrimMemory, ACopySeesWhatIsWrittenThroughTheOther) {
   EXPECT_EQ(&copy.ConstGet(0), &this->m_Array.ConstGet(0));
 }
 
-TYPED_TEST(ArrayPrimMemory, ACopyKeepsItsOwnSize) {
+TYPED_TEST(ArrayPrimMemory, CopyKeepsItsOwnSize) {
   this->Fill(2048);
   cls_ArrayPrim<TypeParam> copy(this->m_Array);
   copy.Append(this->Element(2048));
@@ -202,7 +210,7 @@ TYPED_TEST(ArrayPrimMemory, ACopyKeepsItsOwnSize) {
   EXPECT_EQ(this->m_Array.ConstGet(2048), this->Element(2048));
 }
 
-TYPED_TEST(ArrayPrimMemory, ACopyOfAnEmptyArraySharesWhatIsAppendedLater) {
+TYPED_TEST(ArrayPrimMemory, CopyOfAnEmptyArraySharesLaterAppends) {
   cls_ArrayPrim<TypeParam> copy(this->m_Array);
   this->Fill(10);
   EXPECT_EQ(copy.Size(), 0);
@@ -210,7 +218,7 @@ TYPED_TEST(ArrayPrimMemory, ACopyOfAnEmptyArraySharesWhatIsAppendedLater) {
   this->ExpectElements(copy, 10);
 }
 
-TYPED_TEST(ArrayPrimMemory, TheElementsOutliveTheCopyTheyWereAppendedTo) {
+TYPED_TEST(ArrayPrimMemory, ElementsOutliveTheCopyTheyWereAppendedTo) {
   {
     cls_ArrayPrim<TypeParam> copy(this->m_Array);
     this->FillTo(copy, 3000);
@@ -242,7 +250,7 @@ TYPED_TEST(ArrayPrimMemory, AssignmentToItselfChangesNothing) {
   this->ExpectElements(this->m_Array, 3000);
 }
 
-TYPED_TEST(ArrayPrimMemory, AssignmentLinksTheTargetToItselfAndLeavesItsNeighbours) {
+TYPED_TEST(ArrayPrimMemory, AssignmentResetsOnlyTheTargetsLinks) {
   RingNode ring;
   ring.Link(&this->m_Array);
   OpenArray<TypeParam> const other;
@@ -251,7 +259,7 @@ TYPED_TEST(ArrayPrimMemory, AssignmentLinksTheTargetToItselfAndLeavesItsNeighbou
   EXPECT_EQ(ring.Next(), &this->m_Array);
 }
 
-// --- Blocks that go and stay.
+// --- Dropping and keeping blocks.
 
 TYPED_TEST(ArrayPrimMemory, DropBlocksDeletesTheBlocksOfAllCopies) {
   this->Fill(3000);
@@ -266,7 +274,7 @@ TYPED_TEST(ArrayPrimMemory, DropBlocksDeletesTheBlocksOfAllCopies) {
   EXPECT_EQ(this->m_Array.Size(), 3000);
 }
 
-TYPED_TEST(ArrayPrimMemory, AnArrayBeginsAnewAfterDropBlocks) {
+TYPED_TEST(ArrayPrimMemory, ArrayCanBeFilledAgainAfterDropBlocks) {
   this->Fill(3000);
   this->m_Array.DropBlocks();
   EXPECT_EQ(this->m_Array.Size(), 0);
@@ -278,8 +286,8 @@ TYPED_TEST(ArrayPrimMemory, AnArrayBeginsAnewAfterDropBlocks) {
   EXPECT_EQ(this->m_Array.Size(), 0);
 }
 
-TYPED_TEST(ArrayPrimMemory, DestroyedArrayKeepsItsBlocks) {
-  // Static, so that what stays is in use to the end of the program.
+TYPED_TEST(ArrayPrimMemory, DestructionFreesNoBlock) {
+  // Static, so that the blocks stay reachable to the end of the program.
   static cls_ArrayPrimBuffer<TypeParam>* s_Left;
   {
     OpenArray<TypeParam> array;
@@ -306,7 +314,7 @@ TYPED_TEST(ArrayPrimMemory, FlushReleaseAndRefreshDoNothing) {
   this->ExpectElements(this->m_Array, 3000);
 }
 
-TYPED_TEST(ArrayPrimMemory, DetachLeavesTheRingAndNothingElse) {
+TYPED_TEST(ArrayPrimMemory, DetachOnlyLeavesTheRing) {
   this->Fill(3000);
   RingNode ring;
   ring.Link(&this->m_Array);
@@ -341,7 +349,7 @@ TYPED_TEST(ArrayPrimMemory, RunsEndAtTheirBlockAndAtTheSize) {
   }
 }
 
-TYPED_TEST(ArrayPrimMemory, ARunThatEndsWithTheBlockAtTheSizeIsWhole) {
+TYPED_TEST(ArrayPrimMemory, RunThatEndsWithTheLastBlockIsWhole) {
   this->Fill(4096);
   EXPECT_EQ(this->m_Array.ConstGetRun(2048).m_Count, 2048);
   EXPECT_EQ(this->m_Array.ConstGetRun(4095).m_Count, 1);
@@ -356,7 +364,7 @@ TYPED_TEST(ArrayPrimMemory, RunsOutsideAreEmpty) {
   }
 }
 
-TYPED_TEST(ArrayPrimMemory, RunsGiveEveryElementOnce) {
+TYPED_TEST(ArrayPrimMemory, RunsReturnEveryElementOnce) {
   this->Fill(5000);
   int index = 0;
   for (auto run = this->m_Array.ConstGetRun(0); run.m_Count > 0; run = this->m_Array.ConstGetRun(index))

@@ -6,11 +6,11 @@
 
 #include "tests/support/backend/StoredList.h"
 
-// What arrays say when they are used wrongly, and that the process fails then.
+// What arrays print when they are misused, and that the process then fails.
 
 namespace {
 
-/// A pattern for a process that said exactly this, without line end. Only a sanitizer may speak behind it.
+/// A pattern for a process that printed exactly this, without line end. Only sanitizer output may follow.
 std::string Only(std::string const& message) {
   std::string pattern = "^";
   for (char const c : message) {
@@ -64,12 +64,12 @@ TYPED_TEST(ArrayPrimMisuseDeathTest, GetOutOfRangeOfAnEmptyArray) {
   EXPECT_DEATH(this->Use(this->m_Array, -1), ConstGetRange);
 }
 
-TYPED_TEST(ArrayPrimMisuseDeathTest, GetBehindTheSlotAfterAFullBlock) {
+TYPED_TEST(ArrayPrimMisuseDeathTest, GetPastTheSlotAfterAFullBlock) {
   this->Fill(2048);
   EXPECT_DEATH(this->m_Array.Get(2049) = TypeParam(), GetRange);
 }
 
-TYPED_TEST(ArrayPrimMisuseDeathTest, GetOfAnElementBehindAShortenedEnd) {
+TYPED_TEST(ArrayPrimMisuseDeathTest, GetOfAnElementPastAShortenedEnd) {
   this->Fill(3000);
   this->m_Array.SetLength(10);
   EXPECT_DEATH(this->m_Array.Get(11) = TypeParam(), GetRange);
@@ -83,14 +83,14 @@ TYPED_TEST(ArrayPrimMisuseDeathTest, OutOfRangeOfAnAssociatedArray) {
   EXPECT_DEATH(this->Use(array, -1), ConstGetRange);
 }
 
-TYPED_TEST(ArrayPrimMisuseDeathTest, AnElementThatWasNeverThereInMemory) {
+TYPED_TEST(ArrayPrimMisuseDeathTest, ElementThatWasNeverInMemory) {
   this->m_Array.SetLength(10);
   EXPECT_DEATH(this->Use(this->m_Array, 3), MissingAgent);
   EXPECT_DEATH(this->m_Array.Get(0) = TypeParam(), MissingAgent);
   EXPECT_DEATH(this->m_Array.Append(TypeParam()), MissingAgent);
 }
 
-TYPED_TEST(ArrayPrimMisuseDeathTest, ABlockThatWasNotResidentAtDetach) {
+TYPED_TEST(ArrayPrimMisuseDeathTest, BlockThatWasNotResidentAtDetach) {
   StoredList<TypeParam> list(5000);
   cls_ArrayPrim<TypeParam> array{cls_ReadVisitor(new StoredListReader<TypeParam>(list))};
   this->Use(array, 4096);
@@ -100,7 +100,7 @@ TYPED_TEST(ArrayPrimMisuseDeathTest, ABlockThatWasNotResidentAtDetach) {
   array.DropBlocks();
 }
 
-TYPED_TEST(ArrayPrimMisuseDeathTest, ACopyWhoseBlocksWereDropped) {
+TYPED_TEST(ArrayPrimMisuseDeathTest, CopyWhoseBlocksWereDropped) {
   this->Fill(10);
   cls_ArrayPrim<TypeParam> copy(this->m_Array);
   copy.DropBlocks();
@@ -122,7 +122,7 @@ TYPED_TEST(ArrayPrimMisuseDeathTest, AppendBlockAfterDetach) {
   EXPECT_DEATH(array.AppendBlock(values, 2), NotAssociated);
 }
 
-TEST(ArrayPrimMisuse, AtTheBoundsNothingIsSaid) {
+TEST(ArrayPrimMisuse, NothingIsPrintedAtTheBounds) {
   cls_ArrayPrim<int> array;
   ::testing::internal::CaptureStderr();
   array.Get(0) = 1;

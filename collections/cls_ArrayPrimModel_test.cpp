@@ -10,7 +10,7 @@
 
 #include "tests/support/backend/StoredList.h"
 
-// Hundreds of thousands of random steps on arrays beside plain vectors, for every element type.
+// Hundreds of thousands of random steps on arrays, mirrored in plain vectors, for every element type.
 
 namespace {
 
@@ -20,7 +20,7 @@ constexpr int MostElements = 12000;
 
 using Elements = ::testing::Types<int, float, double, bool, cow_String>;
 
-/// What both models need: a generator, and the next element that no other equals.
+/// What both models need: a random generator, and the next element, which differs from all others.
 template <class T> class ModelBase {
  public:
   explicit ModelBase(unsigned int seed) : m_Random(seed) {}
@@ -50,7 +50,7 @@ template <class T> class MemoryModel : public ModelBase<T> {
   MemoryModel(MemoryModel const&) = delete;
   MemoryModel& operator=(MemoryModel const&) = delete;
 
-  /// One random step; false when the array left the model.
+  /// One random step. Returns false when array and model differ.
   bool Step() {
     Member& member = *m_Members[static_cast<std::size_t>(this->Below(Arrays))];
     Values& values = *member.m_Values;
@@ -63,7 +63,7 @@ template <class T> class MemoryModel : public ModelBase<T> {
         array.Append(value);
       }
     } else if (choice < 7000) {
-      int const index = this->Below(array.Size() + 1); // the slot behind the last element, too
+      int const index = this->Below(array.Size() + 1); // also the slot after the last element
       T const value = this->Fresh();
       Set(values, index, value);
       array.Get(index) = value;
@@ -125,7 +125,7 @@ template <class T> class MemoryModel : public ModelBase<T> {
     return true;
   }
 
-  /// The last array of a group takes the group's blocks along.
+  /// The last array of a group drops the group's blocks.
   static void Forget(Member& member) {
     if (member.m_Values.use_count() == 1) member.m_Array.DropBlocks();
   }
@@ -165,8 +165,8 @@ template <class T> class MemoryModel : public ModelBase<T> {
   std::vector<std::unique_ptr<Member>> m_Members;
 };
 
-/// Copies of one associated array, beside a vector and the exact number of run reads and writes: at most one
-/// block is in memory at any time, it is read when it is touched and written when it was changed.
+/// Copies of one associated array, with a vector and the exact number of run reads and writes. At most one
+/// block is in memory at any time; it is read when it is touched, and written if it was changed.
 template <class T> class StoredModel : public ModelBase<T> {
  public:
   explicit StoredModel(unsigned int seed) : ModelBase<T>(seed) {
@@ -177,7 +177,7 @@ template <class T> class StoredModel : public ModelBase<T> {
   StoredModel(StoredModel const&) = delete;
   StoredModel& operator=(StoredModel const&) = delete;
 
-  /// One random step; false when the array, its list or its calls left the model.
+  /// One random step. Returns false when the array, its list or its calls differ from the model.
   bool Step() {
     int const choice = this->Below(10000);
     if (Size() > MostElements)
@@ -234,7 +234,7 @@ template <class T> class StoredModel : public ModelBase<T> {
   [[nodiscard]] int Size() const { return static_cast<int>(m_Values.size()); }
   Array& Any() { return *m_Arrays[static_cast<std::size_t>(this->Below(static_cast<int>(m_Arrays.size())))]; }
 
-  /// Mostly an index in the block of the one before.
+  /// Mostly an index in the same block as the previous one.
   int Near() {
     if (Size() == 0) return 0;
     if (this->OneIn(20)) return m_Near = this->Below(Size());
@@ -242,13 +242,13 @@ template <class T> class StoredModel : public ModelBase<T> {
     return m_Near;
   }
 
-  /// What touching an element asks of the agent.
+  /// The calls to the agent that touching an element makes.
   void Touch(int index) {
     int const start = index - index % BlockElements;
     if (start == m_Resident) return;
     Evict();
     m_Resident = start;
-    if (index != start || index != Size()) ++m_Reads; // behind a full last block there is nothing to read
+    if (index != start || index != Size()) ++m_Reads; // after a full last block there is nothing to read
   }
   void Evict() {
     if (m_Resident >= 0 && m_IsDirty) ++m_Writes;
@@ -321,12 +321,12 @@ template <class T> class StoredModel : public ModelBase<T> {
     for (auto& array : m_Arrays) array->SetLength(size);
   }
 
-  /// The resident block does not see the run, so it goes before an element of the run is touched; a changed
-  /// one behind the end, which no flush writes, goes before the run is written.
+  /// The resident block does not get the run, so it is dropped before an element of the run is touched. A
+  /// changed block beyond the end, which no flush writes, is dropped before the run is written.
   void AppendBlock(int count) {
     if (m_Resident >= Size()) Release();
     if (this->OneIn(2)) Flush();
-    bool const isWritten = std::exchange(m_IsDirty, false); // by the flush that comes first
+    bool const isWritten = std::exchange(m_IsDirty, false); // by the flush that precedes the run
     m_Writes += isWritten ? 2 : 1;
     std::unique_ptr<T[]> const values(new T[static_cast<std::size_t>(count)]);
     for (int i = 0; i < count; ++i) m_Values.push_back(values[static_cast<std::size_t>(i)] = this->Fresh());
@@ -348,7 +348,7 @@ template <class T> class StoredModel : public ModelBase<T> {
     }
   }
 
-  /// Another session writes the list anew.
+  /// Another session rewrites the list.
   bool RefreshAfterAnotherSession() {
     Release();
     m_List.m_Elements.clear();
@@ -361,8 +361,8 @@ template <class T> class StoredModel : public ModelBase<T> {
     return refreshed;
   }
 
-  /// Detached, the array has the resident block only, and can go on with it and be stored again over what it
-  /// left in storage.
+  /// After Detach the array has only the resident block. It can continue with that, and be stored again over
+  /// what it left in storage.
   bool DetachAndStoreAgain() {
     if (Size() == 0) return true;
     m_Arrays.resize(1);
@@ -388,7 +388,7 @@ template <class T> class StoredModel : public ModelBase<T> {
     StoreAs(array, m_List);
     ++m_Associations;
     std::string const said = ::testing::internal::GetCapturedStderr();
-    if (m_IsDirty) ++m_Writes; // with the others before the flush, or with the flush
+    if (m_IsDirty) ++m_Writes; // with the other blocks before the flush, or by the flush
     m_IsDirty = false;
     if (m_Resident != Size() - Size() % BlockElements) m_Resident = -1;
     return said == "cls_ArrayPrim::DBWrite: Index conflicts(s) in list.";
@@ -404,7 +404,7 @@ template <class T> class StoredModel : public ModelBase<T> {
     Open();
   }
 
-  /// After a flush. Behind the end of a shortened array the list keeps what it has.
+  /// Call after a flush. Beyond the end of a shortened array the list keeps its elements.
   [[nodiscard]] bool ListIsRight() {
     if (m_List.Count() < Size()) return false;
     for (int i = 0; i < Size(); ++i)
@@ -429,7 +429,7 @@ TYPED_TEST_SUITE(ArrayPrimModel, Elements);
 
 } // namespace
 
-TYPED_TEST(ArrayPrimModel, InMemoryArraysAreVectorsThatCopiesShare) {
+TYPED_TEST(ArrayPrimModel, InMemoryArraysMatchVectorsSharedByCopies) {
   for (unsigned int const seed : {1U, 20260U}) {
     MemoryModel<TypeParam> model(seed);
     int largest = 0;
@@ -445,7 +445,7 @@ TYPED_TEST(ArrayPrimModel, InMemoryArraysAreVectorsThatCopiesShare) {
   }
 }
 
-TYPED_TEST(ArrayPrimModel, AssociatedArraysAreVectorsOfWhichOneBlockIsInMemory) {
+TYPED_TEST(ArrayPrimModel, AssociatedArraysMatchVectorsWithOneBlockInMemory) {
   for (unsigned int const seed : {2U, 30260U}) {
     StoredModel<TypeParam> model(seed);
     for (int step = 0; step < Steps; ++step)

@@ -2,13 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <numeric>
 
 #include "tests/support/backend/RecordingBackEnd.h"
 #include "tests/support/backend/StoredList.h"
 
-// What associated arrays ask of their agents, call by call.
+// The calls that associated arrays make on their agents, one by one.
 
 namespace {
 
@@ -35,18 +36,18 @@ template <class T> class ArrayPrimAssociation : public ::testing::Test {
   void Fill(int count) {
     while (m_Array.Size() < count) m_Array.Append(NumberedElement<T>(m_Array.Size()));
   }
-  /// Writes the array as a field; the calls of which the visitor's end is the last.
+  /// Writes the array as a field. Returns the calls, including those of the visitor's destructor.
   Lines WriteField() {
     {
       cls_WriteVisitor const parent(m_Recorder.NewWriter());
       m_Array.DBWrite(cls_WriteVisitor(parent, cls_FieldHandle(4, "m_Values"_cow), nullptr, nullptr));
-      m_Recorder.Keep("write1"); // so that its end is one call
+      m_Recorder.Keep("write1"); // so that its destructor makes one call
     }
     Lines lines = m_Recorder.TakeLines();
-    lines.pop_back(); // the parent's own end
+    lines.pop_back(); // the call of the parent's destructor
     return lines;
   }
-  /// The calls of a field's writing with these in the middle, from the element count on.
+  /// The calls of writing a field, with `body` as those after the association.
   static Lines FieldLines(Lines const& body) {
     Lines lines{R"(write1.MakeFieldWriteObj(field 4 "m_Values", uint 0x230001, uid U, null) = write2)",
                 "write1.CheckCollectionType(type " + std::to_string(CodeOf<T>) + R"(, string "m_Values"))",
@@ -80,7 +81,7 @@ class ArrayPrimStored : public ::testing::Test {
 
   static int Element(int number) { return NumberedElement<int>(number); }
 
-  /// Opens the array of a stored list of so many elements.
+  /// Opens the array of a stored list of `count` elements.
   Array& Open(int count) {
     for (int i = 0; i < count; ++i) m_List.m_Elements.push_back(Element(i));
     m_Array = std::make_unique<Array>(cls_ReadVisitor(new StoredListReader<int>(m_List)));
@@ -133,7 +134,7 @@ TYPED_TEST(ArrayPrimAssociation, OfAnEmptyArrayWithAnEmptyListWritesNothing) {
   EXPECT_TRUE(this->m_Array.IsAssociated());
 }
 
-TYPED_TEST(ArrayPrimAssociation, WithAListThatHasElementsSaysSoAndWritesItsOwn) {
+TYPED_TEST(ArrayPrimAssociation, WithANonEmptyListPrintsAMessageAndWritesItsOwn) {
   this->m_Recorder.template StoreList<TypeParam>(std::vector<TypeParam>(10));
   this->Fill(3);
   ::testing::internal::CaptureStderr();
@@ -144,14 +145,14 @@ TYPED_TEST(ArrayPrimAssociation, WithAListThatHasElementsSaysSoAndWritesItsOwn) 
   EXPECT_EQ(this->m_Array.Size(), 3);
 }
 
-TYPED_TEST(ArrayPrimAssociation, SaysNothingWithoutConflict) {
+TYPED_TEST(ArrayPrimAssociation, PrintsNothingWithoutConflict) {
   this->Fill(3);
   ::testing::internal::CaptureStderr();
   this->WriteField();
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
-TYPED_TEST(ArrayPrimAssociation, EndsWhereTheBackEndDeclinesTheObject) {
+TYPED_TEST(ArrayPrimAssociation, StopsIfTheBackEndDeclinesTheObject) {
   this->Fill(3);
   cls_WriteVisitor const parent(this->m_Recorder.NewWriter());
   this->m_Recorder.DeclineObjects();
@@ -172,7 +173,7 @@ TYPED_TEST(ArrayPrimAssociation, ThroughAStartedVisitorDeclaresNoCollection) {
                    "listAgent1.EndFlush()"}));
 }
 
-TYPED_TEST(ArrayPrimAssociation, DBWriteBodyIsTheAssociationAlone) {
+TYPED_TEST(ArrayPrimAssociation, DBWriteBodyOnlyAssociates) {
   this->Fill(3);
   cls_WriteVisitor const parent(this->m_Recorder.NewWriter());
   cls_WriteVisitor const visitor(parent, cls_FieldHandle(4, "m_Values"_cow), nullptr, nullptr);
@@ -214,7 +215,7 @@ TYPED_TEST(ArrayPrimAssociation, ReadingOpensTheListAndReadsNoElement) {
   EXPECT_EQ(array.Uid().Entry(), this->m_Recorder.m_Uid.Entry());
 }
 
-TYPED_TEST(ArrayPrimAssociation, WhatIsWrittenReadsBack) {
+TYPED_TEST(ArrayPrimAssociation, WrittenElementsReadBack) {
   StoredList<TypeParam> list;
   this->Fill(5000);
   StoreAs(this->m_Array, list);
@@ -240,7 +241,7 @@ TEST_F(ArrayPrimStored, RegistersItselfAsHolder) {
   EXPECT_EQ(m_List.m_Holders, std::vector<cls_PC*>({&array}));
 }
 
-TEST_F(ArrayPrimStored, ElementsOfAnOverwrittenListBehindTheOwnStay) {
+TEST_F(ArrayPrimStored, OverwrittenListKeepsElementsPastTheArraysEnd) {
   cls_ArrayPrim<int> array;
   for (int i = 0; i < 3; ++i) array.Append(100 + i);
   m_List.m_Elements = {1, 2, 3, 4, 5};
@@ -251,9 +252,9 @@ TEST_F(ArrayPrimStored, ElementsOfAnOverwrittenListBehindTheOwnStay) {
   array.Release();
 }
 
-TEST_F(ArrayPrimStored, BlocksOfAnArrayCutToNothingAreEvictedAtTheFirstAccess) {
+TEST_F(ArrayPrimStored, BlocksOfAnArrayCutToEmptyAreEvictedAtTheFirstAccess) {
   cls_ArrayPrim<int> array;
-  for (int i = 0; i < 5000; ++i) array.Append(Element(i)); // the last block is the one that was found last
+  for (int i = 0; i < 5000; ++i) array.Append(Element(i)); // the last block is the one found last
   array.SetLength(0);
   m_List.m_Elements.assign(5000, 9);
   StoreAs(array, m_List);
@@ -264,7 +265,7 @@ TEST_F(ArrayPrimStored, BlocksOfAnArrayCutToNothingAreEvictedAtTheFirstAccess) {
   array.Release();
 }
 
-TEST_F(ArrayPrimStored, BlocksThatAFailedAssociationLeftAreEvictedAtTheNextAccess) {
+TEST_F(ArrayPrimStored, BlocksLeftByAFailedAssociationAreEvictedAtTheNextAccess) {
   cls_ArrayPrim<int> array;
   for (int i = 0; i < 5000; ++i) array.Append(Element(i));
   m_List.m_FailingWrites = 1;
@@ -283,14 +284,61 @@ TEST_F(ArrayPrimStored, SequentialAccessReadsEachBlockOnceClippedAtTheSize) {
   EXPECT_EQ(Calls(), Lines({"ReadRun(0, 2048)", "ReadRun(2048, 2048)", "ReadRun(4096, 904)"}));
 }
 
-TEST_F(ArrayPrimStored, AnUnchangedBlockIsDroppedWithoutWriting) {
+TEST_F(ArrayPrimStored, BlockIsInTheTrieBeforeItIsRead) {
+  Array& array = Open(5000);
+  unsigned int blocks = 0;
+  m_List.m_AtRead = [&] {
+    blocks = array.Blocks().Ptr()->Count();
+    EXPECT_EQ(array.Blocks().Ptr()->Contains(2048), 1);
+  };
+  EXPECT_EQ(array.ConstGet(3000), Element(3000));
+  EXPECT_EQ(blocks, 1U);
+}
+
+TEST_F(ArrayPrimStored, FailedReadPassesThroughAndLeavesNoBlock) {
+  Array& array = Open(5000);
+  m_List.m_AtRead = [&] {
+    EXPECT_EQ(array.Blocks().Ptr()->Count(), 1U);
+    throw BackEndFailure("ReadRun");
+  };
+  for (int const index : {0, 2500, 4999, 2500})
+    EXPECT_THROW(static_cast<void>(array.ConstGet(index)), BackEndFailure);
+  EXPECT_THROW(array.Append(1), BackEndFailure);
+  EXPECT_EQ(array.Blocks().Ptr()->Count(), 0U);
+  EXPECT_EQ(array.Size(), 5000);
+  m_List.m_AtRead = nullptr;
+  for (int const index : {2500, 0, 4999}) EXPECT_EQ(array.ConstGet(index), Element(index));
+}
+
+TEST_F(ArrayPrimStored, FailedReadKeepsABlockThatTheBackEndPutBack) {
+  Array& array = Open(5000);
+  cls_ArrayPrimBuffer<int> const own = cls_ArrayPrimBuffer<int>::Make();
+  std::fill_n(own.Values(), 2048, 7);
+  m_List.m_AtRead = [&] { // undoes its work: puts back what the array had before
+    array.Blocks().Ptr()->Clear();
+    array.Blocks().Ptr()->Insert(2048, own);
+    throw BackEndFailure("ReadRun");
+  };
+  EXPECT_THROW(static_cast<void>(array.ConstGet(2048)), BackEndFailure);
+  m_List.m_AtRead = nullptr;
+  EXPECT_EQ(array.ConstGet(2048), 7);
+}
+
+TEST_F(ArrayPrimStored, BackEndMayDropAllBlocksBeforeItReads) {
+  Array& array = Open(5000);
+  m_List.m_AtRead = [&] { array.Release(); };
+  for (int const index : {0, 2500, 4999}) EXPECT_EQ(array.ConstGet(index), Element(index));
+  EXPECT_EQ(array.Blocks().Ptr()->Count(), 1U);
+}
+
+TEST_F(ArrayPrimStored, UnchangedBlockIsDroppedWithoutWriting) {
   Array& array = Open(5000);
   EXPECT_EQ(array.ConstGet(0) + array.ConstGet(4999) + array.ConstGet(1),
             Element(0) + Element(4999) + Element(1));
   EXPECT_EQ(Calls(), Lines({"ReadRun(0, 2048)", "ReadRun(4096, 904)", "ReadRun(0, 2048)"}));
 }
 
-TEST_F(ArrayPrimStored, AChangedBlockIsWrittenBeforeTheOtherIsRead) {
+TEST_F(ArrayPrimStored, ChangedBlockIsWrittenBeforeTheOtherIsRead) {
   Array& array = Open(5000);
   array.Get(4999) = 1;
   EXPECT_EQ(array.ConstGet(2048), Element(2048));
@@ -299,7 +347,7 @@ TEST_F(ArrayPrimStored, AChangedBlockIsWrittenBeforeTheOtherIsRead) {
   EXPECT_EQ(array.ConstGet(4999), 1);
 }
 
-TEST_F(ArrayPrimStored, OtherBlocksAreWrittenInAscendingOrderAndThenTheReadComes) {
+TEST_F(ArrayPrimStored, OtherBlocksAreWrittenInAscendingOrderBeforeTheRead) {
   cls_ArrayPrim<int> array;
   for (int i = 0; i < 2048; ++i) array.Append(Element(i));
   cls_ArrayPrim<int> inMemory(array);
@@ -330,7 +378,7 @@ TEST_F(ArrayPrimStored, TouchingAResidentBlockEvictsTheOthersToo) {
   array.Release();
 }
 
-TEST_F(ArrayPrimStored, AppendingAtABlocksEndReadsNothing) {
+TEST_F(ArrayPrimStored, AppendingAtTheEndOfABlockReadsNothing) {
   Array& array = Open(2048);
   array.Append(1);
   EXPECT_EQ(Calls(), Lines());
@@ -339,7 +387,7 @@ TEST_F(ArrayPrimStored, AppendingAtABlocksEndReadsNothing) {
   EXPECT_EQ(m_List.Count(), 2049);
 }
 
-TEST_F(ArrayPrimStored, AppendingAcrossABlocksEndWritesTheFullBlockAndReadsNothing) {
+TEST_F(ArrayPrimStored, AppendingPastTheEndOfABlockWritesItAndReadsNothing) {
   Array& array = Open(2047);
   array.Append(1);
   EXPECT_EQ(Calls(), Lines({"ReadRun(0, 2047)"}));
@@ -359,7 +407,7 @@ TEST_F(ArrayPrimStored, AppendingWithinABlockReadsItFirst) {
   EXPECT_EQ(array.ConstGet(2050), 1);
 }
 
-TEST_F(ArrayPrimStored, TheSlotBehindTheLastElementIsThere) {
+TEST_F(ArrayPrimStored, SlotAfterTheLastElementIsValid) {
   Array& array = Open(10);
   array.Get(10) = 4;
   EXPECT_EQ(array.Size(), 10);
@@ -369,14 +417,14 @@ TEST_F(ArrayPrimStored, TheSlotBehindTheLastElementIsThere) {
   EXPECT_EQ(m_List.Count(), 10);
 }
 
-TEST_F(ArrayPrimStored, AnArrayShortenedToABlocksEndDoesNotReadWhatIsBehind) {
+TEST_F(ArrayPrimStored, ArrayShortenedToTheEndOfABlockDoesNotReadPastIt) {
   Array& array = Open(3000);
   array.SetLength(2048);
   array.Append(1);
   EXPECT_EQ(Calls(), Lines());
 }
 
-TEST_F(ArrayPrimStored, RunsReadTheirBlock) {
+TEST_F(ArrayPrimStored, RunReadsItsBlock) {
   Array& array = Open(5000);
   auto const run = array.ConstGetRun(4100);
   EXPECT_EQ(run.m_Count, 900);
@@ -386,7 +434,7 @@ TEST_F(ArrayPrimStored, RunsReadTheirBlock) {
   EXPECT_EQ(Calls(), Lines());
 }
 
-TEST_F(ArrayPrimStored, TheLastRunOfTheLongestArrayEndsAtItsSize) {
+TEST_F(ArrayPrimStored, LastRunOfTheLongestArrayEndsAtItsSize) {
   Array& array = Open(1);
   array.SetLength(2147483647);
   EXPECT_EQ(array.ConstGetRun(2147483000).m_Count, 647);
@@ -412,7 +460,7 @@ TEST_F(ArrayPrimStored, EvictionDoesNotAskWhetherTheListIsReadOnly) {
   EXPECT_EQ(Calls(), Lines({"ReadRun(0, 10)", "WriteRun(0, 10)"}));
 }
 
-TEST_F(ArrayPrimStored, EvictionOfAChangedBlockBeyondTheSizeWritesWhatIsLeftOfIt) {
+TEST_F(ArrayPrimStored, EvictionOfAChangedBlockPastTheSizeWritesItsRemainder) {
   Array& array = Open(2048);
   array.Append(1);
   array.SetLength(2048);
@@ -449,8 +497,8 @@ TEST_F(ArrayPrimStored, FlushWritesAChangedBlockOnceAndSignalsEachTime) {
 TEST_F(ArrayPrimStored, FlushWritesAllChangedBlocksInAscendingOrderAndSignalsOnce) {
   cls_ArrayPrim<int> array;
   StoreAs(array, m_List);
-  cls_ArrayPrim<int> const holder(array); // the agent stays
-  array.Detach();                         // the blocks that it makes stay, and the holder sees them
+  cls_ArrayPrim<int> const holder(array); // keeps the agent alive
+  array.Detach();                         // the blocks that it makes stay in memory, and the holder sees them
   for (int i = 0; i < 7000; ++i) array.Append(Element(i));
   static_cast<void>(array.ConstGet(100));
   cls_ArrayPrim<int> associated(holder);
@@ -494,7 +542,7 @@ TEST_F(ArrayPrimStored, FlushKeepsTheMarkOfABlockBeyondTheSize) {
   EXPECT_EQ(Calls(), Lines({"ReadOnly", "WriteRun(2048, 1)", "EndFlush"}));
 }
 
-TEST_F(ArrayPrimStored, AFailedFlushPassesAndKeepsTheMark) {
+TEST_F(ArrayPrimStored, FailedFlushPassesThroughAndKeepsTheMark) {
   Array& array = Open(10);
   array.Get(5) = 6;
   m_List.m_FailingWrites = 1;
@@ -504,7 +552,7 @@ TEST_F(ArrayPrimStored, AFailedFlushPassesAndKeepsTheMark) {
   EXPECT_EQ(m_List.m_Elements[5], 6);
 }
 
-TEST_F(ArrayPrimStored, AFailedEvictionPassesAndKeepsTheBlock) {
+TEST_F(ArrayPrimStored, FailedEvictionPassesThroughAndKeepsTheBlock) {
   Array& array = Open(3000);
   array.Get(5) = 6;
   m_List.m_FailingWrites = 1;
@@ -516,7 +564,7 @@ TEST_F(ArrayPrimStored, AFailedEvictionPassesAndKeepsTheBlock) {
 
 // --- AppendBlock and Refresh.
 
-TEST_F(ArrayPrimStored, AppendBlockFlushesBeforeAndBehindItsRun) {
+TEST_F(ArrayPrimStored, AppendBlockFlushesBeforeAndAfterItsRun) {
   Array& array = Open(10);
   array.Get(5) = 6;
   Calls();
@@ -541,7 +589,7 @@ TEST_F(ArrayPrimStored, AppendBlockBypassesTheResidentBlock) {
   EXPECT_EQ(array.ConstGet(11), 22);
 }
 
-TEST_F(ArrayPrimStored, RefreshOfAnUnchangedListAsksOnly) {
+TEST_F(ArrayPrimStored, RefreshOfAnUnchangedListOnlyAsksTheAgent) {
   Array& array = Open(10);
   array.Get(5) = 6;
   Calls();

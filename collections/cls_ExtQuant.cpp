@@ -9,7 +9,7 @@ template class thr_ThreadSingleton<cls_ExtQuant>;
 namespace {
 
 int Chosen(cow_String const& name, int defaultQuantum) {
-  char const* const text = std::getenv(name.CharsOrEmpty());
+  char const* const text = std::getenv(name.CharsOrEmpty()); // NOLINT(concurrency-mt-unsafe)
   if (text == nullptr) return defaultQuantum;
   int const quantum = std::atoi(text);
   return quantum < 1 ? defaultQuantum : quantum;
@@ -20,14 +20,14 @@ int Chosen(cow_String const& name, int defaultQuantum) {
 int cls_ExtQuant::ExtentQuantum(cow_String const& name, int defaultQuantum) {
   if (m_State == Off) return defaultQuantum;
   if (m_State == NotLookedAt) {
-    if (std::getenv("EXTENT_QUANTUM_OVERRIDE") == nullptr) {
+    if (std::getenv("EXTENT_QUANTUM_OVERRIDE") == nullptr) { // NOLINT(concurrency-mt-unsafe)
       m_State = Off;
       return defaultQuantum;
     }
     m_State = Active;
     std::printf("***** EXTENT_QUANTUM_OVERRIDE activated.\n");
   }
-  if (auto const* const known = m_Cache.ConstFind(name)) return known->second; // whatever the default is now
+  if (auto const* const known = m_Cache.ConstFind(name)) return known->second; // even if the default differs
   int const quantum = Chosen(name, defaultQuantum);
   std::printf("***** %s = %d\n", name.CharsOrEmpty(), quantum);
   m_Cache.InsertUnlessMember(name, quantum);

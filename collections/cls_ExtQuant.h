@@ -8,15 +8,16 @@
 /// The calling thread's extent quanta: allocation sizes, in rows, that client code asks for when it lays out
 /// tables. Reached through thr_ThreadSingleton<cls_ExtQuant>::Instance().
 ///
-/// A user overrides a quantum with the environment variable of its name, while EXTENT_QUANTUM_OVERRIDE is set
-/// to anything, even empty. The switch is looked at once a thread; a name's value is chosen, printed to the
-/// standard output and kept at its first look-up. Thread rule: each thread has its own.
+/// Setting EXTENT_QUANTUM_OVERRIDE to anything, even empty, lets a user override a quantum with the
+/// environment variable of its name. Each thread reads the switch once. The first look-up of a name chooses
+/// its value, prints it to the standard output and keeps it. Thread rule: each thread has its own.
 class KVL_EXPORT cls_ExtQuant : public thr_ThreadSingleton<cls_ExtQuant> {
  public:
   static constexpr int DestructLevel = 3;
 
-  /// The quantum of a name: `defaultQuantum`, or what the environment says (as atoi reads it, if that is at
-  /// least 1), or what this thread was told before.
+  /// The quantum of a name: the value that this thread chose before; otherwise the environment's (as atoi
+  /// reads it, if that is at least 1); otherwise `defaultQuantum`. Without the switch, always
+  /// `defaultQuantum`.
   int ExtentQuantum(cow_String const& name, int defaultQuantum);
 
   int ExtentQuantumConstTiny();   ///< EXTENT_QUANTUM_TINY, 4
@@ -34,8 +35,8 @@ class KVL_EXPORT cls_ExtQuant : public thr_ThreadSingleton<cls_ExtQuant> {
   cls_ExtQuant() { SetDestructLevel(); }
   ~cls_ExtQuant() = default;
 
-  State m_State = NotLookedAt;
-  cow_Btree<cow_String, int> m_Cache;
+  State m_State = NotLookedAt;        // set by this thread's first look-up
+  cow_Btree<cow_String, int> m_Cache; // the value of each name; filled by ExtentQuantum
 };
 
 extern template class thr_ThreadSingletonBase<cls_ExtQuant>;

@@ -22,7 +22,7 @@ cls_ExtQuant& Quant() {
   return thr_ThreadSingleton<cls_ExtQuant>::Instance();
 }
 
-/// Starts without any of the variables and leaves the environment as it was.
+/// Removes all the variables, and restores the environment afterwards.
 class ExtQuant : public ::testing::Test {
  protected:
   ExtQuant() {
@@ -38,7 +38,7 @@ class ExtQuant : public ::testing::Test {
 
   static void Set(char const* name, char const* value) { setenv(name, value, 1); }
 
-  /// What `function` prints to the standard output on a thread that has asked for no quantum yet.
+  /// What `function` prints to the standard output on a thread that has not asked for a quantum yet.
   template <class Function> std::string PrintedOnThread(Function function) {
     testing::internal::CaptureStdout();
     OnThread(function);
@@ -57,7 +57,7 @@ class ExtQuant : public ::testing::Test {
 
 } // namespace
 
-TEST_F(ExtQuant, DefaultsHoldWithoutOverride) {
+TEST_F(ExtQuant, DefaultsApplyWithoutOverride) {
   EXPECT_EQ(PrintedOnThread([] {
               EXPECT_EQ(Quant().ExtentQuantumConstTiny(), 4);
               EXPECT_EQ(Quant().ExtentQuantumConstSmall(), 512);
@@ -68,7 +68,7 @@ TEST_F(ExtQuant, DefaultsHoldWithoutOverride) {
             "");
 }
 
-TEST_F(ExtQuant, WithoutSwitchTheVariablesAreNotLookedAt) {
+TEST_F(ExtQuant, WithoutSwitchTheVariablesAreNotRead) {
   for (char const* const name : Variables)
     if (std::string(name) != Switch) Set(name, "64");
   EXPECT_EQ(PrintedOnThread([] {
@@ -171,7 +171,7 @@ TEST_F(ExtQuant, ValueBelowOneYieldsTheDefault) {
   }
 }
 
-TEST_F(ExtQuant, ValueIsTakenAsFarAsItIsANumber) {
+TEST_F(ExtQuant, ValueIsItsLeadingNumber) {
   Set(Switch, "1");
   std::map<std::string, int> const values{{"300k", 300}, {"1", 1},    {" 12", 12},
                                           {"+7", 7},     {"0009", 9}, {"5.9", 5},
@@ -184,7 +184,7 @@ TEST_F(ExtQuant, ValueIsTakenAsFarAsItIsANumber) {
   }
 }
 
-TEST_F(ExtQuant, FirstLookUpOfANameHoldsWhateverTheDefaultIsLater) {
+TEST_F(ExtQuant, FirstLookUpOfANameFixesItsValue) {
   Set(Switch, "1");
   EXPECT_EQ(PrintedOnThread([] {
               EXPECT_EQ(Quant().ExtentQuantum("OWN_QUANTUM"_cow, 7), 7);
@@ -194,7 +194,7 @@ TEST_F(ExtQuant, FirstLookUpOfANameHoldsWhateverTheDefaultIsLater) {
             std::string(Activated) + "***** OWN_QUANTUM = 7\n");
 }
 
-TEST_F(ExtQuant, DefaultBelowOneIsTakenAsItStands) {
+TEST_F(ExtQuant, DefaultBelowOneIsTakenUnchanged) {
   Set(Switch, "1");
   Set("OWN_QUANTUM", "-3");
   EXPECT_EQ(PrintedOnThread([] { EXPECT_EQ(Quant().ExtentQuantum("OWN_QUANTUM"_cow, -9), -9); }),
@@ -224,7 +224,7 @@ TEST_F(ExtQuant, VariableIsReadAtTheFirstLookUpOfItsName) {
             std::string(Activated) + "***** EXTENT_QUANTUM_TINY = 4\n***** OWN_QUANTUM = 65\n");
 }
 
-TEST_F(ExtQuant, SwitchIsLookedAtOnceAThread) {
+TEST_F(ExtQuant, SwitchIsReadOncePerThread) {
   Set("EXTENT_QUANTUM_SMALL", "64");
   EXPECT_EQ(PrintedOnThread([] {
               EXPECT_EQ(Quant().ExtentQuantumConstSmall(), 512);
@@ -240,7 +240,7 @@ TEST_F(ExtQuant, SwitchIsLookedAtOnceAThread) {
             std::string(Activated) + "***** EXTENT_QUANTUM_SMALL = 64\n***** EXTENT_QUANTUM_TINY = 4\n");
 }
 
-TEST_F(ExtQuant, MakingTheInstanceDoesNotLookAtTheSwitch) {
+TEST_F(ExtQuant, MakingTheInstanceDoesNotReadTheSwitch) {
   EXPECT_EQ(PrintedOnThread([] {
               Quant();
               Set(Switch, "1");
@@ -258,13 +258,13 @@ TEST_F(ExtQuant, EachThreadPrintsForItself) {
   EXPECT_EQ(PrintedOnThread([&] {
               ask();
               OnThread(ask);
-              ask(); // still knows
+              ask(); // from the cache
               OnThread(ask);
             }),
             once + once + once);
 }
 
-TEST_F(ExtQuant, EachThreadLooksForItself) {
+TEST_F(ExtQuant, EachThreadReadsTheEnvironmentItself) {
   OnThread([] {
     EXPECT_EQ(Quant().ExtentQuantumConstSmall(), 512);
     Set(Switch, "1");
@@ -277,7 +277,7 @@ TEST_F(ExtQuant, EachThreadLooksForItself) {
   });
 }
 
-TEST_F(ExtQuant, ThreadsAskAtTheSameTime) {
+TEST_F(ExtQuant, ThreadsCanAskAtTheSameTime) {
   Set(Switch, "1");
   Set("EXTENT_QUANTUM_SMALL", "64");
   constexpr int Threads = 8;
@@ -325,11 +325,11 @@ TEST_F(ExtQuant, EachThreadHasItsOwn) {
   });
 }
 
-TEST_F(ExtQuant, GoesWithItsThread) {
+TEST_F(ExtQuant, IsDestroyedWithItsThread) {
   Set(Switch, "1");
   int const before = QuantBase::UserCount();
   PrintedOnThread([before] {
-    Quant().ExtentQuantumConstSmall(); // the cache goes along
+    Quant().ExtentQuantumConstSmall(); // so that there is a cache to free
     EXPECT_EQ(QuantBase::UserCount(), before + 1);
   });
   EXPECT_EQ(QuantBase::UserCount(), before);

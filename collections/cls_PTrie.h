@@ -7,17 +7,19 @@
 #include "collections/cls_PTrieNode.h"
 #include "persist/identity/cls_Uid.h"
 
-/// Sparse map from an integer key to a value: a critical-bit trie over the key's bit image. One branch for
-/// each critical bit, one leaf for each key; a look-up tests one bit a branch and compares the key once.
+/// Sparse map from an integer key to a value: a critical-bit trie over the key's bit image. There is one
+/// branch per critical bit and one leaf per key; a look-up tests one bit per branch and compares the key
+/// once.
 ///
-/// Iteration ascends in the bit image read as an unsigned number, so negative keys come last. Meant.
+/// The key found last is remembered, so that looking it up again costs one comparison.
 ///
-/// Destroying a trie deletes no node and releases no value. Meant: only Remove and Clear do; an owner that
-/// wants the memory back calls Clear first. The look-up that found a key last is remembered, so that asking
-/// for the same key again costs a comparison.
+/// Intentional: iteration ascends in the bit image read as an unsigned number, so negative keys come last.
 ///
-/// Thread rule: one thread, for look-ups too: they write the trie's scratch key. Must not outlive the thread
-/// that built it (see cls_PTrieHeap).
+/// Intentional: destroying a trie deletes no node and releases no value; only Remove and Clear do. An owner
+/// that wants the memory back calls Clear first.
+///
+/// Thread rule: one thread, also for look-ups, which write the trie's scratch key. A trie must not outlive
+/// the thread that built it (see cls_PTrieHeap).
 template <class K, class V, int W> class cls_PTrie {
  public:
   using Node = cls_PTrieNode<K, V, W>;
@@ -29,11 +31,11 @@ template <class K, class V, int W> class cls_PTrie {
   cls_PTrie() noexcept = default;
   cls_PTrie(cls_PTrie const&) = delete;
   cls_PTrie& operator=(cls_PTrie const&) = delete;
-  ~cls_PTrie() = default; // releases nothing: meant
+  ~cls_PTrie() = default; // intentional: releases nothing
 
   [[nodiscard]] unsigned int Count() const noexcept { return m_Count; }
 
-  /// Adds a key, or assigns the value of one that is there. Returns the value in the trie.
+  /// Adds a key, or assigns the value of an existing one. Returns the value in the trie.
   V const& Insert(K const& key, V const& value) {
     if (m_Root == nullptr) {
       m_Last = new Leaf(key, value);
@@ -47,7 +49,7 @@ template <class K, class V, int W> class cls_PTrie {
     return m_Last->m_Datum;
   }
 
-  /// Removes a key; changes nothing when it is not there.
+  /// Removes a key; does nothing if it is absent.
   void Remove(K const& key) {
     Image::Copy(key, m_Key);
     if (m_Root == nullptr) return;
@@ -58,7 +60,7 @@ template <class K, class V, int W> class cls_PTrie {
     m_Root = replacement;
   }
 
-  /// The value of a key that is there. No check.
+  /// The value of a key. REQUIRES: the key is in the trie (not checked).
   [[nodiscard]] V const& ConstGet(K const& key) const {
     if (IsInHand(key)) return HandValue();
     Image::Copy(key, m_Key);
@@ -73,16 +75,16 @@ template <class K, class V, int W> class cls_PTrie {
     return LocateBelow(m_Root, key);
   }
 
-  /// Whether a key is the one that was found last: then HandValue has its value. No walk.
+  /// Whether a key is the one found last, so that HandValue is its value. Does not walk the trie.
   [[nodiscard]] bool IsInHand(K const& key) const noexcept { return TagOf(key) == m_HandTag; }
   [[nodiscard]] V const& HandValue() const noexcept { return *m_HandDatum; }
   /// Forgets which key was found last.
   void LayDown() const noexcept { m_HandTag = NoTag; }
 
-  /// 1 when the key is there, else 0.
+  /// 1 if the key is in the trie, else 0.
   [[nodiscard]] int Contains(K const& key) const { return ConstGetPtr(key) != nullptr ? 1 : 0; }
 
-  /// Deletes every node, and with the leaves their values.
+  /// Deletes every node, and the values in the leaves.
   void Clear() {
     delete m_Root;
     LayDown();
@@ -102,7 +104,7 @@ template <class K, class V, int W> class cls_PTrie {
   /// One step of an iterator.
   void Next(Iter& iter) const;
 
-  /// Whether counts, bits and keys fit together. For tests; walks the whole trie.
+  /// Whether counts, bits and keys are consistent. For tests; walks the whole trie.
   [[nodiscard]] bool Verify() const;
 
  private:
@@ -117,7 +119,7 @@ template <class K, class V, int W> class cls_PTrie {
     return Image::Test(m_Key, bit) ? new Branch(bit, leaf, sibling) : new Branch(bit, sibling, leaf);
   }
 
-  /// Stands for a key in one comparison; keys of more than one word have none.
+  /// The key as one number to compare. Keys of more than one word get a tag that never matches.
   static std::int64_t TagOf([[maybe_unused]] K const& key) noexcept {
     if constexpr (W == 1)
       return static_cast<unsigned int>(key);
@@ -133,13 +135,12 @@ template <class K, class V, int W> class cls_PTrie {
     }
   }
 
-  /// What a node is shows at its virtual table; a trie holds no other kinds.
+  /// The node as a branch; null for a leaf. The virtual table tells which: there are no other kinds.
   static Branch const* AsBranch(Node const* node) noexcept {
     return typeid(*node) == typeid(Branch) ? static_cast<Branch const*>(node) : nullptr;
   }
 
-  /// What Locate does node by node, in a loop: a walk that calls through a table at each branch waits for
-  /// each.
+  /// Does what Locate does, but in a loop: a virtual call at each branch would be slower.
   V const* LocateBelow(Node const* node, K const& key) const {
     while (Branch const* const branch = AsBranch(node))
       node = Image::Test(m_Key, branch->m_Bit) ? branch->m_OnSet : branch->m_OnClear;
@@ -147,10 +148,10 @@ template <class K, class V, int W> class cls_PTrie {
   }
 
   unsigned int m_Count = 0;
-  mutable unsigned int m_Key[W] = {}; // scratch: the image of the key of the operation under way
+  mutable unsigned int m_Key[W] = {}; // scratch: the image of the key of the current operation
   Node* m_Root = nullptr;
   Leaf* m_Last = nullptr;                 // the leaf that the latest Insert made or assigned
-  mutable std::int64_t m_HandTag = NoTag; // the key that was found last, and its value
+  mutable std::int64_t m_HandTag = NoTag; // the key found last, and below its value
   mutable V const* m_HandDatum = nullptr;
 };
 
@@ -160,7 +161,7 @@ template <class K, class V, int W> class cls_PTrie {
 ///     for (iter.First(); !iter.IsDone(); iter.Next()) Use(iter.CurrentKey(), iter.CurrentValue());
 template <class K, class V, int W> class cls_PTrieIter {
  public:
-  /// Stands nowhere yet: First comes before anything else.
+  /// Has no position yet. REQUIRES: First is called before anything else.
   explicit cls_PTrieIter(cls_PTrie<K, V, W> const& trie) noexcept : m_Trie(&trie) {}
 
   /// Goes to the smallest key.
@@ -185,8 +186,8 @@ template <class K, class V, int W> class cls_PTrieIter {
   unsigned int m_Key[W] = {};
   cls_PTrieLeafNode<K, V, W> const* m_Current; // First sets it
   cls_PTrie<K, V, W> const* m_Trie;
-  // The branches above the current leaf whose set side is still to come, so that a step need not begin at the
-  // root.
+  // The branches above the current leaf whose set side is still to be visited, so that a step need not start
+  // at the root.
   cls_PTrieInternalNode<K, V, W> const* m_Turns[32 * W];
   int m_TurnCount = 0;
 };
@@ -227,7 +228,7 @@ template <class K, class V, int W> bool cls_PTrie<K, V, W>::Verify() const {
   return count == m_Count && (m_Root == nullptr) == (m_Count == 0);
 }
 
-// The trie of identities stands in the library, for the modules that build on it.
+// The trie of identities is compiled into the library, for the modules that build on it.
 extern template class KVL_EXPORT cls_PTrieNode<int, cls_Uid, 1>;
 extern template class KVL_EXPORT cls_PTrieInternalNode<int, cls_Uid, 1>;
 extern template class KVL_EXPORT cls_PTrieLeafNode<int, cls_Uid, 1>;

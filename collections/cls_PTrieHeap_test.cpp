@@ -25,7 +25,7 @@ cls_PTrieHeap& Pool() {
   return thr_ThreadSingleton<cls_PTrieHeap>::Instance();
 }
 
-/// The next `count` slots of the calling thread, asked for with this size.
+/// The next `count` slots of the calling thread, requested with this size.
 std::vector<std::byte*> GetSlots(int count, std::size_t sizeBytes) {
   std::vector<std::byte*> slots;
   slots.reserve(static_cast<std::size_t>(count));
@@ -33,7 +33,7 @@ std::vector<std::byte*> GetSlots(int count, std::size_t sizeBytes) {
   return slots;
 }
 
-/// Expects slots that lie next to each other, each `sizeBytes` below the one before it.
+/// Expects adjacent slots, each `sizeBytes` below the previous one.
 void ExpectDescending(std::vector<std::byte*> const& slots, std::size_t sizeBytes) {
   for (std::size_t i = 1; i < slots.size(); ++i) EXPECT_EQ(slots[i] + sizeBytes, slots[i - 1]) << i;
 }
@@ -50,7 +50,7 @@ template <class Function> long long AllocationsOnThread(Function function) {
   return count;
 }
 
-/// A per-thread service that, at its end, sees whether the pool is still there.
+/// A per-thread service that, when it is destroyed, records whether the pool still exists.
 template <int Level> class Neighbour : public thr_ThreadSingleton<Neighbour<Level>> {
  public:
   static constexpr int DestructLevel = Level;
@@ -63,7 +63,7 @@ template <int Level> class Neighbour : public thr_ThreadSingleton<Neighbour<Leve
   ~Neighbour() { s_SawPool = PoolBase::Instance() != nullptr; }
 };
 
-/// Keeps a trie for the length of a thread.
+/// Keeps a trie until the thread ends.
 class TrieOwner : public thr_ThreadSingleton<TrieOwner> {
  public:
   static constexpr int DestructLevel = 6;
@@ -146,7 +146,7 @@ TEST(cls_PTrieHeap, ReusesTheSlotFreedLastFirst) {
     std::vector<std::byte*> const slots = GetSlots(5, 32);
     for (std::size_t const i : {1U, 3U, 0U}) Pool().FreeNode(slots[i]);
     EXPECT_EQ(GetSlots(3, 32), (std::vector{slots[0], slots[3], slots[1]}));
-    EXPECT_EQ(GetSlots(1, 32)[0] + 32, slots[4]); // then the chunk goes on
+    EXPECT_EQ(GetSlots(1, 32)[0] + 32, slots[4]); // then the rest of the chunk
   });
 }
 
@@ -155,9 +155,9 @@ TEST(cls_PTrieHeap, FreedBranchesAreReusedLastFreedFirst) {
     Trie trie;
     std::vector<std::byte*> const slots = GetSlots(3, sizeof(Trie::Branch));
     for (std::size_t const i : {2U, 1U, 0U}) Pool().FreeNode(slots[i]);
-    for (int const key : {1, 2, 4, 8}) trie.Insert(key, key); // each goes above the root
+    for (int const key : {1, 2, 4, 8}) trie.Insert(key, key); // each branch goes above the root
     trie.Remove(4);
-    trie.Remove(1); // the root's child loses its other side
+    trie.Remove(1); // the root's child loses one side
     EXPECT_EQ(GetSlots(2, sizeof(Trie::Branch)), (std::vector{slots[0], slots[1]}));
     trie.Remove(8);
     EXPECT_EQ(GetSlots(1, sizeof(Trie::Branch)), (std::vector{slots[2]}));
@@ -165,7 +165,7 @@ TEST(cls_PTrieHeap, FreedBranchesAreReusedLastFreedFirst) {
   });
 }
 
-TEST(cls_PTrieHeap, UsesUpTheFreeSlotsBeforeItMakesAChunk) {
+TEST(cls_PTrieHeap, UsesUpFreeSlotsBeforeMakingAChunk) {
   EXPECT_EQ(AllocationsOnThread([] {
               void* first[SlotsInChunk];
               for (void*& slot : first) slot = Pool().GetNode(32);
@@ -220,7 +220,7 @@ TEST(cls_PTrieHeap, DestructLevelIsFive) {
   EXPECT_EQ(thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance().DestructLevel(&PoolBase::Finalize), 5);
 }
 
-TEST(cls_PTrieHeap, GoesWithItsThread) {
+TEST(cls_PTrieHeap, IsDestroyedWithItsThread) {
   int const before = PoolBase::UserCount();
   OnThread([before] {
     Pool();
@@ -229,7 +229,7 @@ TEST(cls_PTrieHeap, GoesWithItsThread) {
   EXPECT_EQ(PoolBase::UserCount(), before);
 }
 
-TEST(cls_PTrieHeap, GoesAfterHigherLevelsAndBeforeLowerOnes) {
+TEST(cls_PTrieHeap, IsDestroyedAfterHigherLevelsAndBeforeLowerOnes) {
   Neighbour<6>::s_SawPool = false;
   Neighbour<4>::s_SawPool = true;
   OnThread([] {
@@ -241,7 +241,7 @@ TEST(cls_PTrieHeap, GoesAfterHigherLevelsAndBeforeLowerOnes) {
   EXPECT_FALSE(Neighbour<4>::s_SawPool);
 }
 
-TEST(cls_PTrieHeap, ServesServicesThatGoBeforeIt) {
+TEST(cls_PTrieHeap, ServesServicesThatAreDestroyedBeforeIt) {
   OnThread([] {
     Trie& trie = TrieOwner::Instance().m_Trie;
     for (int key = 0; key < 100; ++key) trie.Insert(key, key);
@@ -249,11 +249,11 @@ TEST(cls_PTrieHeap, ServesServicesThatGoBeforeIt) {
   EXPECT_EQ(TrieOwner::s_Cleared, 100U);
 }
 
-TEST(cls_PTrieHeap, GivesItsChunksBackAtTheThreadsEnd) {
+TEST(cls_PTrieHeap, FreesItsChunksWhenTheThreadEnds) {
   constexpr std::size_t SlotBytes = 1U << 20U; // chunks of 32 MiB, of which hardly a page is touched
   constexpr int Threads = 40;
   auto const use = [] { OnThread([] { static_cast<void>(GetSlots(2 * SlotsInChunk, SlotBytes)); }); };
-  use(); // what the first thread of this kind costs stays out of the account
+  use(); // so that one-time costs of the first thread are not measured
   long long const before = AddressSpaceBytes();
   for (int i = 0; i < Threads; ++i) use();
   EXPECT_LT(AddressSpaceBytes() - before, static_cast<long long>(Threads) * SlotsInChunk * SlotBytes);
@@ -275,7 +275,7 @@ TEST(cls_PTrieHeap, BranchesDeletedInAnotherThreadGoToThatThreadsPool) {
     own.Clear();
     EXPECT_EQ(GetSlots(2, sizeof(Trie::Branch)), (std::vector{slots[1], slots[0]}));
   });
-  EXPECT_EQ(GetSlots(1, sizeof(Trie::Branch))[0], slots[2]); // this thread's pool got nothing back
+  EXPECT_EQ(GetSlots(1, sizeof(Trie::Branch))[0], slots[2]); // nothing came back to this thread's pool
   for (std::byte* const slot : slots) Pool().FreeNode(slot);
 }
 

@@ -10,11 +10,12 @@
 #include "collections/cls_PTrie.h"
 #include "tests/support/CountedValue.h"
 #include "tests/support/OnThread.h"
+#include "tests/support/Seeds.h"
 
-// Millions of random steps on tries beside an ordered map from the keys' unsigned images.
+// Millions of random steps on tries, mirrored in an ordered map from the keys' unsigned images.
 namespace {
 
-/// A trie and its model over a fixed choice of keys, so that most keys come up often.
+/// A trie and its model over a fixed set of keys, so that most keys are used often.
 template <class K> class TrieModel {
  public:
   using Trie = cls_PTrie<K, CountedValue, sizeof(K) / sizeof(unsigned int)>;
@@ -26,15 +27,15 @@ template <class K> class TrieModel {
   TrieModel(TrieModel const&) = delete;
   TrieModel& operator=(TrieModel const&) = delete;
 
-  /// One random step; insertions are `growth` times in a hundred, as are, for what is left, removals and
-  /// look-ups to equal parts. False when the trie left the model.
+  /// One random step: `growth` steps in a hundred insert, the rest are half removals, half look-ups. Returns
+  /// false when trie and model differ.
   bool Step(unsigned int growth) {
     K const key = m_Keys[m_Random() % m_Keys.size()];
     if (m_Random() % 100 < growth) return Insert(key);
     return m_Random() % 2 == 0 ? Remove(key) : Agrees(key);
   }
 
-  /// The same keys with the same values in the same order, and no other value alive.
+  /// Whether both have the same keys with the same values in the same order, and no other value is alive.
   [[nodiscard]] bool AgreesAsAWhole() const {
     if (!m_Trie.Verify() || CountedValue::s_Alive - m_AliveBefore != static_cast<int>(m_Model.size()))
       return false;
@@ -49,7 +50,7 @@ template <class K> class TrieModel {
     return iter.IsDone() != 0;
   }
 
-  /// Every key on its own, also the absent ones.
+  /// Looks up every key on its own, including the absent ones.
   [[nodiscard]] bool AgreesForEveryKey() const {
     for (K const key : m_Keys)
       if (!Agrees(key)) return false;
@@ -118,7 +119,7 @@ template <class K> void ExpectModelHolds(unsigned int seed, std::vector<K> keys)
 
 class PTrieModel : public testing::TestWithParam<unsigned int> {
  protected:
-  /// Runs on a thread with a pool of its own.
+  /// Runs on a thread with its own pool.
   template <class K> void ExpectHolds(std::vector<K> const& keys) {
     OnThread([&] {
       SCOPED_TRACE(testing::Message() << "seed " << GetParam());
@@ -126,7 +127,7 @@ class PTrieModel : public testing::TestWithParam<unsigned int> {
     });
   }
 
-  /// Keys of a random length in bits each, so that they part in high and low bits alike.
+  /// Keys, each of a random length in bits, so that they differ in high and low bits alike.
   template <class K> std::vector<K> SpreadKeys(int count) {
     std::mt19937_64 random(GetParam());
     constexpr unsigned int Bits = 8 * sizeof(K);
@@ -140,7 +141,7 @@ class PTrieModel : public testing::TestWithParam<unsigned int> {
   }
 };
 
-TEST_P(PTrieModel, HoldsForKeysOfBothSigns) {
+TEST_P(PTrieModel, AgreesForKeysOfBothSigns) {
   std::vector<int> keys = SpreadKeys<int>(700);
   for (int key = -150; key < 150; ++key) keys.push_back(key);
   for (int i = 0; i < 50; ++i) {
@@ -154,14 +155,14 @@ TEST_P(PTrieModel, HoldsForKeysOfBothSigns) {
   ExpectHolds(keys);
 }
 
-TEST_P(PTrieModel, HoldsForTheFirstIndexesOfBlocks) {
+TEST_P(PTrieModel, AgreesForTheFirstIndexesOfBlocks) {
   std::vector<int> keys;
   for (int block = 0; block < 1500; ++block) keys.push_back(block * 2048);
   for (int block = 0; block < 20; ++block) keys.push_back((INT_MAX & ~2047) - block * 2048);
   ExpectHolds(keys);
 }
 
-TEST_P(PTrieModel, HoldsForKeysOfTwoWords) {
+TEST_P(PTrieModel, AgreesForKeysOfTwoWords) {
   std::vector<long long> keys{LLONG_MIN, LLONG_MAX};
   std::map<unsigned long long, long long> distinct{{0, 0}};
   for (long long const key : SpreadKeys<long long>(1000))
@@ -172,6 +173,6 @@ TEST_P(PTrieModel, HoldsForKeysOfTwoWords) {
   ExpectHolds(keys);
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, PTrieModel, testing::Values(1U, 4711U));
+INSTANTIATE_TEST_SUITE_P(Seeds, PTrieModel, testing::ValuesIn(Seeds({1U, 4711U})));
 
 } // namespace

@@ -14,7 +14,7 @@ template <class K, class V, int W> class cls_PTrieIter;
 
 /// The bit image of a key.
 template <class K, int W> struct cls_PTrieImage {
-  static_assert(sizeof(K) == sizeof(unsigned int) * W, "a key is its W words");
+  static_assert(sizeof(K) == sizeof(unsigned int) * W, "a key must have exactly W words");
 
   static void Copy(K const& key, unsigned int (&image)[W]) noexcept {
     std::memcpy(image, &key, sizeof image);
@@ -24,7 +24,7 @@ template <class K, int W> struct cls_PTrieImage {
     return (image[bit / 32] >> (bit % 32) & 1U) != 0;
   }
 
-  /// The highest bit in which two images differ, -1 for none.
+  /// The highest bit in which two images differ, -1 if they are equal.
   [[nodiscard]] static int CriticalBit(unsigned int const (&a)[W], unsigned int const (&b)[W]) noexcept {
     for (int word = W - 1; word >= 0; --word)
       if (unsigned int const difference = a[word] ^ b[word])
@@ -38,7 +38,7 @@ template <class K, class V, int W> class cls_PTrieNode {
  public:
   using Trie = cls_PTrie<K, V, W>;
   using Iter = cls_PTrieIter<K, V, W>;
-  /// What Insert answers when nothing is left to do.
+  /// What Insert returns when nothing is left to do.
   static constexpr int Done = 32 * W;
 
   cls_PTrieNode() = default;
@@ -47,22 +47,22 @@ template <class K, class V, int W> class cls_PTrieNode {
 
   /* 0 */ virtual ~cls_PTrieNode() = default;
 
-  /// The value stored for the key in this subtree, or null. The key's image stands in the trie.
+  /// The value stored for the key in this subtree, or null. The trie's scratch key holds the key's image.
   /* 1 */ virtual V const* Locate(Trie const& trie, K const& key) const = 0;
 
   /// Adds or assigns in this subtree. Returns Done, or the critical bit at which a branch must be made above.
   /* 2 */ virtual int Insert(Trie& trie, K const& key, V const& value) = 0;
 
-  /// Removes from this subtree. Returns the node that is to take this one's place: itself, its surviving
-  /// sibling, or null.
+  /// Removes from this subtree. Returns the node that replaces this one: itself, its surviving sibling, or
+  /// null.
   /* 3 */ virtual cls_PTrieNode* Remove(Trie& trie, K const& key) = 0;
 
   /// Moves the iterator to the next leaf of this subtree; 0 when there is none.
   /* 4 */ virtual int Next(Iter& iter) const = 0;
 };
 
-/// A branch: tests one bit of the key. Along any path the tested bits descend. Comes from the thread's pool;
-/// deleting it deletes the subtree.
+/// A branch: tests one bit of the key. Along any path the tested bits descend. Allocated from the thread's
+/// pool; deleting it deletes the subtree.
 template <class K, class V, int W> class cls_PTrieInternalNode final : public cls_PTrieNode<K, V, W> {
  public:
   using Node = cls_PTrieNode<K, V, W>;
@@ -152,11 +152,11 @@ template <class K, class V, int W> class cls_PTrieLeafNode final : public cls_PT
   Node* Remove(typename Node::Trie& trie, K const& key) override {
     if (key != m_Key) return this;
     --trie.m_Count;
-    return nullptr; // whoever holds the leaf deletes it
+    return nullptr; // the caller deletes the leaf
   }
 
   int Next(typename Node::Iter& iter) const override {
-    if (iter.m_Current != nullptr) { // this is the leaf being left: the walk goes on from the next subtree
+    if (iter.m_Current != nullptr) { // the walk leaves this leaf and continues in the next subtree
       iter.m_Current = nullptr;
       std::memset(iter.m_Key, 0, sizeof iter.m_Key);
       return 0;

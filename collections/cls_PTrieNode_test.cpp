@@ -17,7 +17,7 @@ using Branch = Trie::Branch;
 using Leaf = Trie::Leaf;
 using Iter = Trie::Iter;
 
-/// A node that logs its operations and answers what it is told.
+/// A node that logs its operations and returns preset results.
 class LoggedNode : public Node {
  public:
   LoggedNode(std::string& log, char const* name) : m_Log(log), m_Name(name) {}
@@ -82,7 +82,7 @@ TEST(PTrieNode, AddsNoDataToItsTable) {
   EXPECT_EQ(sizeof(Node), sizeof(void*));
 }
 
-TEST(PTrieNode, IsDoneBehindTheLastBit) {
+TEST(PTrieNode, DoneIsPastTheLastBit) {
   EXPECT_EQ(Node::Done, 32);
   EXPECT_EQ((cls_PTrieNode<long long, int, 2>::Done), 64);
 }
@@ -91,7 +91,7 @@ TEST(PTrieImage, CriticalBitIsTheHighestThatDiffers) {
   using Image = cls_PTrieImage<long long, 2>;
   unsigned int const zero[2] = {0, 0};
   for (int bit = 0; bit < 64; ++bit) {
-    long long const key = static_cast<long long>((2ULL << bit) - 1); // this bit and all below
+    long long const key = static_cast<long long>((2ULL << bit) - 1); // this bit and all below it
     unsigned int image[2];
     Image::Copy(key, image);
     EXPECT_EQ(Image::CriticalBit(image, zero), bit);
@@ -108,7 +108,7 @@ TEST(PTrieImage, OfAnIntIsItsTwosComplement) {
   EXPECT_EQ(image[0], 0xFFFFFFFEU);
 }
 
-TEST_F(PTrieBranch, DestructionDeletesBothChildrenAndGivesTheSlotBack) {
+TEST_F(PTrieBranch, DestructionDeletesBothChildrenAndFreesTheSlot) {
   void* const slot = m_Branch;
   delete static_cast<Node*>(m_Branch); // through the base
   EXPECT_EQ(TakeLog(), "~set ~clear ");
@@ -130,14 +130,14 @@ TEST_F(PTrieBranch, LocateFollowsTheScratchKeysBit) {
   CountedValue const value;
   m_Set->m_Found = &value;
   SetScratch(32);
-  EXPECT_EQ(m_Branch->Locate(m_Trie, 7), &value); // the key itself is not looked at
+  EXPECT_EQ(m_Branch->Locate(m_Trie, 7), &value); // the key itself is not used
   SetScratch(~32);
   EXPECT_EQ(m_Branch->Locate(m_Trie, 7), nullptr);
   EXPECT_EQ(TakeLog(), "set.Locate(7) clear.Locate(7) ");
   delete m_Branch;
 }
 
-TEST_F(PTrieBranch, InsertHandsOnWhatBelongsAbove) {
+TEST_F(PTrieBranch, InsertReturnsABitThatBelongsAbove) {
   CountedValue const value;
   SetScratch(32);
   for (int const bit : {Node::Done, 31, 6}) {
@@ -152,7 +152,7 @@ TEST_F(PTrieBranch, InsertHandsOnWhatBelongsAbove) {
   EXPECT_EQ(TakeLog(), "~set ~clear "); // still the children
 }
 
-TEST_F(PTrieBranch, InsertPutsANewBranchInPlaceOfTheFollowedChild) {
+TEST_F(PTrieBranch, InsertReplacesTheFollowedChildWithANewBranch) {
   for (int const key : {32, 32 + 8}) { // the leaf on the clear side of the new branch, then on the set side
     if (key != 32) {
       m_Set = new LoggedNode(m_Log, "set");
@@ -175,7 +175,7 @@ TEST_F(PTrieBranch, InsertPutsANewBranchInPlaceOfTheFollowedChild) {
   EXPECT_EQ(CountedValue::s_Alive, m_AliveBefore);
 }
 
-TEST_F(PTrieBranch, RemoveAnswersItselfWhenTheChildStays) {
+TEST_F(PTrieBranch, RemoveReturnsItselfWhenTheChildStays) {
   SetScratch(32);
   EXPECT_EQ(m_Branch->Remove(m_Trie, 7), m_Branch);
   SetScratch(0);
@@ -185,7 +185,7 @@ TEST_F(PTrieBranch, RemoveAnswersItselfWhenTheChildStays) {
   EXPECT_EQ(TakeLog(), "~set ~clear ");
 }
 
-TEST_F(PTrieBranch, RemovePutsTheReplacementInPlaceOfTheChild) {
+TEST_F(PTrieBranch, RemoveReplacesTheChildWithItsReplacement) {
   SetScratch(32);
   m_Set->m_Replacement = new LoggedNode(m_Log, "heir");
   EXPECT_EQ(m_Branch->Remove(m_Trie, 7), m_Branch);
@@ -196,7 +196,7 @@ TEST_F(PTrieBranch, RemovePutsTheReplacementInPlaceOfTheChild) {
   EXPECT_EQ(TakeLog(), "~heir ~clear ");
 }
 
-TEST_F(PTrieBranch, RemoveAnswersTheSiblingOfAChildThatIsGone) {
+TEST_F(PTrieBranch, RemoveReturnsTheSiblingOfARemovedChild) {
   SetScratch(32);
   m_Set->m_Replacement = nullptr;
   EXPECT_EQ(m_Branch->Remove(m_Trie, 7), m_Clear);
@@ -215,9 +215,9 @@ TEST_F(PTrieBranch, RemoveAnswersTheSiblingOfAChildThatIsGone) {
   delete m_Set;
 }
 
-TEST_F(PTrieBranch, NextAsksTheClearSideFirst) {
+TEST_F(PTrieBranch, NextVisitsTheClearSideFirst) {
   Iter iter(m_Trie);
-  iter.First(); // the empty trie leaves it at key 0
+  iter.First(); // on an empty trie: the iterator's key is 0
   m_Set->m_Moves = 1;
   EXPECT_EQ(m_Branch->Next(iter), 1);
   EXPECT_EQ(TakeLog(), "clear.Next set.Next ");
@@ -261,7 +261,7 @@ TEST(PTrieLeaf, InsertOfItsKeyAssigns) {
   EXPECT_EQ(trie.Count(), 0U);
 }
 
-TEST(PTrieLeaf, InsertOfAnotherKeyAnswersTheBitWhereTheScratchKeyParts) {
+TEST(PTrieLeaf, InsertOfAnotherKeyReturnsTheBitWhereTheScratchKeyDiffers) {
   Trie trie;
   Leaf leaf(4096, CountedValue(3));
   for (int const key : {4097, 6144, 0, -1}) {
@@ -272,7 +272,7 @@ TEST(PTrieLeaf, InsertOfAnotherKeyAnswersTheBitWhereTheScratchKeyParts) {
   }
 }
 
-TEST(PTrieLeaf, RemoveOfItsKeyCountsDownAndLeavesTheDeletionToTheHolder) {
+TEST(PTrieLeaf, RemoveOfItsKeyCountsDownAndLeavesDeletionToTheCaller) {
   Trie trie;
   trie.Insert(1, CountedValue());
   trie.Insert(2, CountedValue());

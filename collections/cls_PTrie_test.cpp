@@ -21,8 +21,8 @@ using Trie = TrieOf<int>;
 using Trie64 = TrieOf<long long>;
 using Branch = Trie::Branch;
 
-/// The slot that the calling thread's next branch will get. Branches can be watched through it: a trie does
-/// not give its nodes away.
+/// The slot that the calling thread's next branch will get. Tests reach branches through it, because a trie
+/// does not expose its nodes.
 void* NextSlot() {
   cls_PTrieHeap& pool = thr_ThreadSingleton<cls_PTrieHeap>::Instance();
   void* const slot = pool.GetNode(sizeof(Branch));
@@ -30,7 +30,7 @@ void* NextSlot() {
   return slot;
 }
 
-/// Makes `key` the scratch key of a trie without any key.
+/// Makes `key` the scratch key of an empty trie.
 template <class AnyTrie, class K> void SetScratch(AnyTrie& empty, K key) {
   empty.Remove(key);
 }
@@ -42,8 +42,8 @@ template <class K> bool Leads(typename TrieOf<K>::Node const* node, K scratchKey
   return node->Locate(empty, key) != nullptr;
 }
 
-/// The bits whose setting leads from `node` to the leaf of `key`. When that is the set side of `node`, just
-/// the one that `node` tests.
+/// The bits that, when set, lead from `node` to the leaf of `key`. If that leaf is on the set side of `node`,
+/// just the bit that `node` tests.
 template <class K> std::vector<int> BitsThatLead(void* node, K key) {
   auto const* const branch = static_cast<typename TrieOf<K>::Branch const*>(node);
   std::vector<int> bits;
@@ -65,7 +65,7 @@ template <class K> std::vector<K> KeysOf(TrieOf<K> const& trie) {
   return keys;
 }
 
-/// Counts the values that are alive; a test leaves as many as it found.
+/// Counts the values that are alive; each test must leave as many as it found.
 class PTrie : public ::testing::Test {
  protected:
   PTrie() : m_AliveBefore(CountedValue::s_Alive) { CountedValue::ResetCounts(); }
@@ -108,7 +108,7 @@ TEST_F(PTrie, InsertAddsACopyOfTheValueAndReturnsIt) {
   EXPECT_EQ(&m_Trie.ConstGet(4096), &stored);
 }
 
-TEST_F(PTrie, InsertReturnsTheNewValueWhereverItsBranchGoes) {
+TEST_F(PTrie, InsertReturnsTheNewValueForEveryBranchPosition) {
   for (int const key : {4096, 6144, 0, 5120, 1 << 20, -1, 4097}) { // above the root, at leaves, in between
     CountedValue const& stored = m_Trie.Insert(key, CountedValue(key));
     EXPECT_EQ(stored.m_Value, key);
@@ -144,17 +144,17 @@ TEST_F(PTrie, InsertOfTheOnlyKeyAssignsToo) {
   EXPECT_EQ(Alive(), 1);
 }
 
-TEST_F(PTrie, InsertTakesAValueOfItsOwn) {
+TEST_F(PTrie, InsertCopiesTheValue) {
   InsertKeys(m_Trie, {1});
   EXPECT_EQ(m_Trie.Insert(2, m_Trie.ConstGet(1)).m_Value, 1);
   EXPECT_EQ(m_Trie.Insert(1, m_Trie.ConstGet(1)).m_Value, 1);
   EXPECT_EQ(m_Trie.Count(), 2U);
 }
 
-TEST_F(PTrie, ValueThatRefusesToBeCopiedLeavesTheTrieAsItWas) {
+TEST_F(PTrie, FailedCopyOfAValueLeavesTheTrieUnchanged) {
   InsertKeys(m_Trie, {1, 4096});
   CountedValue const value(5);
-  for (int const key : {0, 4097, 1 << 20, 1}) { // the last one is assigned
+  for (int const key : {0, 4097, 1 << 20, 1}) { // the last one is an assignment
     CountedValue::ResetCounts();
     CountedValue::s_FailAtCopy = 1;
     EXPECT_THROW(m_Trie.Insert(key, value), std::runtime_error);
@@ -173,7 +173,7 @@ TEST_F(PTrie, LookUpCopiesNothing) {
   EXPECT_EQ(CountedValue::s_Copies, 0);
 }
 
-TEST_F(PTrie, LookUpOfAnAbsentKeyThatSharesTheTestedBitsFindsNothing) {
+TEST_F(PTrie, LookUpOfAnAbsentKeyWithTheSameTestedBitsFindsNothing) {
   InsertKeys(m_Trie, {4096, 6144}); // bit 11 is the only one tested
   for (int const key : {0, 2048, 4097, 6145, 8192, 4096 | INT_MIN, -1, 1}) {
     EXPECT_EQ(m_Trie.Contains(key), 0) << key;
@@ -183,7 +183,7 @@ TEST_F(PTrie, LookUpOfAnAbsentKeyThatSharesTheTestedBitsFindsNothing) {
   EXPECT_EQ(m_Trie.Contains(6144), 1);
 }
 
-TEST_F(PTrie, EveryBitCanPartTwoKeys) {
+TEST_F(PTrie, TwoKeysCanDifferInAnyBit) {
   m_Trie.Insert(0, CountedValue(-1));
   for (int bit = 0; bit < 32; ++bit) m_Trie.Insert(static_cast<int>(1U << bit), CountedValue(bit));
   EXPECT_EQ(m_Trie.Count(), 33U);
@@ -240,7 +240,7 @@ TEST_F(PTrie, RemoveFromAnEmptyTrieDoesNothing) {
   EXPECT_TRUE(m_Trie.Verify());
 }
 
-TEST_F(PTrie, RemoveTakesTheKeyOutOfTheLeafItself) {
+TEST_F(PTrie, RemoveOfAKeyReferenceIntoTheLeafWorks) {
   InsertKeys(m_Trie, {0, 1, 2, 3, -5});
   for (unsigned int count = 5; count > 0; --count) {
     cls_PTrieIter<int, CountedValue, 1> iter(m_Trie);
@@ -250,7 +250,7 @@ TEST_F(PTrie, RemoveTakesTheKeyOutOfTheLeafItself) {
   }
 }
 
-TEST_F(PTrie, ClearDeletesEveryNodeAndTheTrieGoesOn) {
+TEST_F(PTrie, ClearDeletesEveryNodeAndTheTrieStaysUsable) {
   InsertKeys(m_Trie, {0, 1, 4096, -1});
   m_Trie.Clear();
   EXPECT_EQ(Alive(), 0);
@@ -287,31 +287,31 @@ TEST_F(PTrie, DestructionReleasesNothing) {
 }
 
 TEST_F(PTrie, DestructionOfALoneLeafReleasesNothing) {
-  static CountedValue const* s_Kept = nullptr; // also what keeps the leaf reachable
+  static CountedValue const* s_Kept = nullptr; // keeps the leaf reachable
   {
     Trie trie;
     s_Kept = &trie.Insert(1, CountedValue(11));
   }
   EXPECT_EQ(Alive(), 1);
   EXPECT_EQ(s_Kept->m_Value, 11);
-  m_AliveBefore = CountedValue::s_Alive; // stays for good
+  m_AliveBefore = CountedValue::s_Alive; // the value stays alive
 }
 
-TEST_F(PTrie, VerifySeesAKeyInTheWrongPlace) {
+TEST_F(PTrie, VerifyDetectsAKeyInTheWrongPlace) {
   void* const root = NextSlot();
   InsertKeys(m_Trie, {4096, 6144});
   EXPECT_TRUE(m_Trie.Verify());
-  m_Trie.Remove(4097); // only becomes the scratch key, by which the next insertion walks
+  m_Trie.Remove(4097); // only makes it the scratch key, which the next insertion follows
   static_cast<Branch*>(root)->Insert(m_Trie, 6145, CountedValue(0));
   EXPECT_FALSE(m_Trie.Verify());
 }
 
-TEST_F(PTrie, VerifySeesAWrongCount) {
+TEST_F(PTrie, VerifyDetectsAWrongCount) {
   void* const root = NextSlot();
   InsertKeys(m_Trie, {4096, 6144});
   Trie other;
   SetScratch(other, 4097);
-  static_cast<Branch*>(root)->Insert(other, 4097, CountedValue(0)); // the other trie counts it
+  static_cast<Branch*>(root)->Insert(other, 4097, CountedValue(0)); // counted in the other trie
   EXPECT_EQ(KeysOf(m_Trie), Keys({4096, 4097, 6144}));
   EXPECT_FALSE(m_Trie.Verify());
   EXPECT_FALSE(other.Verify());
@@ -340,7 +340,7 @@ TEST_F(PTrieStructure, NewKeyCanGoOnTheClearSide) {
   EXPECT_TRUE(Leads(static_cast<Branch*>(root), 0, 4096));
 }
 
-TEST_F(PTrieStructure, SignBitPartsZeroFromMinusOne) {
+TEST_F(PTrieStructure, SignBitSeparatesZeroFromMinusOne) {
   void* const root = NextSlot();
   InsertKeys(m_Trie, {0, -1});
   EXPECT_EQ(BitsThatLead(root, -1), std::vector<int>({31}));
@@ -366,7 +366,7 @@ TEST_F(PTrieStructure, OldRootCanGoOnTheSetSide) {
   EXPECT_TRUE(Leads(static_cast<Branch*>(root), 4097, 4097));
 }
 
-TEST_F(PTrieStructure, BranchGoesInBetweenWhereItsBitBelongs) {
+TEST_F(PTrieStructure, BranchIsInsertedWhereItsBitBelongs) {
   void* const root = NextSlot();
   InsertKeys(m_Trie, {0, 4096});
   void* const low = NextSlot();
@@ -388,14 +388,14 @@ TEST_F(PTrieStructure, RemoveOfOneOfTwoKeysLeavesALoneLeaf) {
     InsertKeys(m_Trie, {4096, 6144});
     EXPECT_NE(NextSlot(), root);
     m_Trie.Remove(removed);
-    EXPECT_EQ(NextSlot(), root); // given back
+    EXPECT_EQ(NextSlot(), root); // returned to the pool
     EXPECT_EQ(m_Trie.Count(), 1U);
     EXPECT_EQ(KeysOf(m_Trie), Keys({4096 + 6144 - removed}));
     m_Trie.Clear();
   }
 }
 
-TEST_F(PTrieStructure, SurvivingSiblingTakesTheBranchsPlace) {
+TEST_F(PTrieStructure, SurvivingSiblingReplacesTheBranch) {
   void* const low = NextSlot();
   InsertKeys(m_Trie, {0, 1});
   void* const root = NextSlot();
@@ -412,7 +412,7 @@ TEST_F(PTrieStructure, SurvivingSiblingTakesTheBranchsPlace) {
   EXPECT_EQ(KeysOf(m_Trie), Keys({1, 4096}));
 }
 
-TEST_F(PTrieStructure, ThereIsOneBranchLessThanKeys) {
+TEST_F(PTrieStructure, ThereIsOneBranchFewerThanKeys) {
   OnThread([] {
     constexpr int Count = 100;
     Trie trie;
@@ -429,7 +429,7 @@ TEST_F(PTrieStructure, ThereIsOneBranchLessThanKeys) {
   });
 }
 
-TEST_F(PTrieStructure, BranchesOfEveryKindHaveOneSize) {
+TEST_F(PTrieStructure, BranchesOfAllKeyTypesHaveOneSize) {
   static_assert(sizeof(Branch) == sizeof(Trie64::Branch));
   static_assert(sizeof(Branch) == sizeof(cls_PTrieInternalNode<int, cls_Uid, 1>));
   static_assert(sizeof(Branch) == sizeof(cls_PTrieInternalNode<int, cls_ArrayPrimBuffer<double>, 1>));
@@ -445,9 +445,9 @@ TEST_F(PTrieStructure, BranchesOfEveryKindHaveOneSize) {
   EXPECT_EQ(NextSlot(), second);
 }
 
-// --- The value that was found last.
+// --- The last found key and value.
 
-TEST_F(PTrieInHand, IsWhatALookUpFound) {
+TEST_F(PTrieInHand, IsTheKeyOfTheLatestLookUp) {
   InsertKeys(m_Trie, {1, 2});
   EXPECT_FALSE(m_Trie.IsInHand(1));
   EXPECT_FALSE(m_Trie.IsInHand(2));
@@ -463,7 +463,7 @@ TEST_F(PTrieInHand, IsWhatALookUpFound) {
   EXPECT_EQ(&m_Trie.HandValue(), first);
 }
 
-TEST_F(PTrieInHand, IsGoneWithItsKey) {
+TEST_F(PTrieInHand, IsForgottenWhenItsKeyIsRemoved) {
   InsertKeys(m_Trie, {1, 2});
   EXPECT_EQ(m_Trie.Contains(1), 1);
   m_Trie.Remove(1);
@@ -484,7 +484,7 @@ TEST_F(PTrieInHand, SurvivesTheRemovalOfOtherKeys) {
   EXPECT_EQ(found->m_Value, 2);
 }
 
-TEST_F(PTrieInHand, IsGoneAfterClear) {
+TEST_F(PTrieInHand, IsForgottenAfterClear) {
   InsertKeys(m_Trie, {1, 2});
   EXPECT_EQ(m_Trie.Contains(1), 1);
   m_Trie.Clear();
@@ -494,7 +494,7 @@ TEST_F(PTrieInHand, IsGoneAfterClear) {
   EXPECT_EQ(m_Trie.ConstGet(1).m_Value, 11);
 }
 
-TEST_F(PTrieInHand, HasTheValueThatInsertAssigned) {
+TEST_F(PTrieInHand, SeesTheValueThatInsertAssigned) {
   InsertKeys(m_Trie, {1, 2});
   CountedValue const* const found = m_Trie.ConstGetPtr(1);
   InsertKeys(m_Trie, {3});
@@ -504,7 +504,7 @@ TEST_F(PTrieInHand, HasTheValueThatInsertAssigned) {
   EXPECT_EQ(m_Trie.ConstGet(3).m_Value, 3);
 }
 
-TEST_F(PTrieInHand, DoesNotAnswerForAnAbsentKey) {
+TEST_F(PTrieInHand, IsNeverAnAbsentKey) {
   InsertKeys(m_Trie, {4096});
   EXPECT_EQ(m_Trie.Contains(4096), 1);
   EXPECT_EQ(m_Trie.Contains(4097), 0);
@@ -514,7 +514,7 @@ TEST_F(PTrieInHand, DoesNotAnswerForAnAbsentKey) {
 
 // --- Iteration.
 
-TEST_F(PTrieIteration, OfAnEmptyTrieIsDoneAtOnce) {
+TEST_F(PTrieIteration, IsDoneAtOnceForAnEmptyTrie) {
   cls_PTrieIter<int, CountedValue, 1> iter(m_Trie);
   iter.First();
   EXPECT_EQ(iter.IsDone(), 1);
@@ -527,7 +527,7 @@ TEST_F(PTrieIteration, AscendsInTheUnsignedImage) {
   EXPECT_EQ(KeysOf(m_Trie), Keys({0, 1, 5, 4096, INT_MAX, INT_MIN, -2, -1}));
 }
 
-TEST_F(PTrieIteration, GivesTheStoredKeyAndValue) {
+TEST_F(PTrieIteration, ReturnsTheStoredKeyAndValue) {
   InsertKeys(m_Trie, {0, 7});
   cls_PTrieIter<int, CountedValue, 1> iter(m_Trie);
   iter.First();
@@ -555,7 +555,7 @@ TEST_F(PTrieIteration, RestartsAfterTheEnd) {
   }
 }
 
-TEST_F(PTrieIteration, OfALoneKeyRestartsToo) {
+TEST_F(PTrieIteration, RestartsForALoneKeyToo) {
   for (int const key : {0, 1, -1}) {
     m_Trie.Clear();
     InsertKeys(m_Trie, {key});
@@ -570,7 +570,7 @@ TEST_F(PTrieIteration, OfALoneKeyRestartsToo) {
   }
 }
 
-TEST_F(PTrieIteration, FirstStartsAgainFromAnywhere) {
+TEST_F(PTrieIteration, FirstRestartsFromAnyPosition) {
   InsertKeys(m_Trie, {1, 2, 3});
   cls_PTrieIter<int, CountedValue, 1> iter(m_Trie);
   for (int steps = 0; steps < 5; ++steps) {
@@ -580,7 +580,7 @@ TEST_F(PTrieIteration, FirstStartsAgainFromAnywhere) {
   }
 }
 
-TEST_F(PTrieIteration, WalksDoNotDisturbEachOtherNorLookUps) {
+TEST_F(PTrieIteration, IteratorsDoNotDisturbEachOtherOrLookUps) {
   InsertKeys(m_Trie, {1, 2, 3, -1});
   cls_PTrieIter<int, CountedValue, 1> outer(m_Trie);
   Keys keys;
@@ -592,7 +592,7 @@ TEST_F(PTrieIteration, WalksDoNotDisturbEachOtherNorLookUps) {
   EXPECT_EQ(keys, Keys({1, 2, 3, -1}));
 }
 
-TEST_F(PTrieIteration, StepIsTheTries) {
+TEST_F(PTrieIteration, TrieNextAdvancesTheIterator) {
   InsertKeys(m_Trie, {1, 2});
   cls_PTrieIter<int, CountedValue, 1> iter(m_Trie);
   iter.First();
@@ -619,7 +619,7 @@ TEST_F(PTrie, KeysOfTwoWordsHaveSixtyFourBits) {
   trie.Clear();
 }
 
-TEST_F(PTrie, KeysOfTwoWordsCanPartInEitherWord) {
+TEST_F(PTrie, KeysOfTwoWordsCanDifferInEitherWord) {
   Trie64 trie;
   trie.Insert(0, CountedValue(-1));
   for (int bit = 0; bit < 64; ++bit) trie.Insert(static_cast<long long>(1ULL << bit), CountedValue(bit));
@@ -641,7 +641,7 @@ TEST_F(PTrie, KeysOfTwoWordsAscendInTheUnsignedImage) {
   trie.Clear();
 }
 
-TEST(PTrieValues, IdentitiesAreHeldUntilTheirLeafGoes) {
+TEST(PTrieValues, IdentitiesAreHeldUntilTheirLeafIsDeleted) {
   cls_PTrie<int, cls_Uid, 1> trie;
   cls_Uid const first;
   cls_Uid const second;

@@ -107,7 +107,7 @@ template <class T> bool cls_SimpleArrayPrim<T>::IsChanged() const {
 }
 
 template <class T> void cls_SimpleArrayPrim<T>::Write(T const* values, int count) {
-  if (m_Agent == nullptr) // the message names another operation: meant
+  if (m_Agent == nullptr) // intentional: the fixed text names AppendBlock
     std::fputs(
         "cls_SimpleArrayPrim::AppendBlock: Collection must be associated with a database for this method.",
         stderr);

@@ -96,7 +96,7 @@ TYPED_TEST(SimpleArrayPrim, OpensAStoredListAndReadsNothing) {
   EXPECT_EQ(array.Uid().Entry(), this->m_List.m_Uid.Entry());
 }
 
-TYPED_TEST(SimpleArrayPrim, ACopySharesTheListUnderADefaultIdentity) {
+TYPED_TEST(SimpleArrayPrim, CopySharesTheListUnderAFreshIdentity) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   array.Seek(4);
   this->Calls();
@@ -109,14 +109,14 @@ TYPED_TEST(SimpleArrayPrim, ACopySharesTheListUnderADefaultIdentity) {
   EXPECT_EQ(copy.Size(), 10);
 }
 
-TYPED_TEST(SimpleArrayPrim, ACopyMovesOnItsOwn) {
+TYPED_TEST(SimpleArrayPrim, CopyHasItsOwnPosition) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   cls_SimpleArrayPrim<TypeParam> copy(array);
   copy.Seek(7);
   EXPECT_EQ(array.Position(), 0);
 }
 
-TYPED_TEST(SimpleArrayPrim, ACopyUnderAGivenIdentityHasIt) {
+TYPED_TEST(SimpleArrayPrim, CopyUnderAGivenIdentityHasIt) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   array.Seek(4);
   this->Calls();
@@ -129,7 +129,7 @@ TYPED_TEST(SimpleArrayPrim, ACopyUnderAGivenIdentityHasIt) {
   EXPECT_EQ(copy.SizeHint(), array.SizeHint());
 }
 
-TYPED_TEST(SimpleArrayPrim, CopiesWithoutListAskNobody) {
+TYPED_TEST(SimpleArrayPrim, CopiesWithoutListMakeNoCall) {
   cls_SimpleArrayPrim<TypeParam> const array(50);
   cls_Uid const uid;
   cls_SimpleArrayPrim<TypeParam> const copy(array);
@@ -147,7 +147,7 @@ TYPED_TEST(SimpleArrayPrim, HandsTheGivenIdentityBackToItsVariable) {
   {
     cls_SimpleArrayPrim<TypeParam> array(uid, 5);
     StoreAs(array, this->m_List);
-    uid = cls_Uid(); // what the owner does meanwhile is overwritten
+    uid = cls_Uid(); // the destructor overwrites what the owner assigns meanwhile
   }
   EXPECT_EQ(uid.Entry(), original.Entry());
 }
@@ -166,13 +166,13 @@ TYPED_TEST(SimpleArrayPrim, HandsAFreshIdentityBackAfterDetach) {
   EXPECT_EQ(uid.Entry(), fresh);
 }
 
-TYPED_TEST(SimpleArrayPrim, AReaderHandsTheStoredIdentityToTheVariable) {
+TYPED_TEST(SimpleArrayPrim, ReaderHandsTheStoredIdentityToTheVariable) {
   cls_Uid uid;
   { cls_SimpleArrayPrim<TypeParam> const array(this->Reader(this->m_List), &uid); }
   EXPECT_EQ(uid.Entry(), this->m_List.m_Uid.Entry());
 }
 
-TYPED_TEST(SimpleArrayPrim, ACopyUnderAGivenIdentityHandsItBack) {
+TYPED_TEST(SimpleArrayPrim, CopyUnderAGivenIdentityHandsItBack) {
   cls_Uid uid;
   cls_Uid const original(uid);
   cls_SimpleArrayPrim<TypeParam> const array(this->Reader(this->m_List), nullptr);
@@ -183,7 +183,7 @@ TYPED_TEST(SimpleArrayPrim, ACopyUnderAGivenIdentityHandsItBack) {
   EXPECT_EQ(uid.Entry(), original.Entry());
 }
 
-TYPED_TEST(SimpleArrayPrim, ACopyHandsNothingBack) {
+TYPED_TEST(SimpleArrayPrim, CopyHandsNothingBack) {
   cls_Uid uid;
   cls_Uid const original(uid);
   cls_SimpleArrayPrim<TypeParam> const array(uid, 5);
@@ -214,7 +214,7 @@ TYPED_TEST(SimpleArrayPrim, DBWriteMakesTheListWithTheHintAndWritesNoElement) {
                    "write1" + declared, "write3.NeedsDeletion() = bool true", "~write3"}));
 }
 
-TYPED_TEST(SimpleArrayPrim, EndsWhereTheBackEndDeclinesTheObject) {
+TYPED_TEST(SimpleArrayPrim, StopsIfTheBackEndDeclinesTheObject) {
   Recorder recorder;
   cls_SimpleArrayPrim<TypeParam> const array(50);
   recorder.Name(array.Uid(), "U");
@@ -236,7 +236,7 @@ TYPED_TEST(SimpleArrayPrim, DBWriteFlushesThroughTheVirtualTable) {
 
 // --- The cursor.
 
-TYPED_TEST(SimpleArrayPrim, WritesRunsOneBehindTheOther) {
+TYPED_TEST(SimpleArrayPrim, WritesRunsOneAfterTheOther) {
   StoredList<TypeParam> list;
   cls_SimpleArrayPrim<TypeParam> array(7);
   StoreAs(array, list);
@@ -278,7 +278,7 @@ TYPED_TEST(SimpleArrayPrim, WritingNoElementDoesNothing) {
   EXPECT_EQ(array.Position(), 3);
 }
 
-TYPED_TEST(SimpleArrayPrim, ReadsOnFromItsPosition) {
+TYPED_TEST(SimpleArrayPrim, ReadsFromItsPosition) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   this->Calls();
   TypeParam values[7] = {};
@@ -334,7 +334,7 @@ TYPED_TEST(SimpleArrayPrim, SeekWithoutListGoesToTheBeginning) {
   EXPECT_EQ(array.Position(), 0);
 }
 
-TYPED_TEST(SimpleArrayPrim, IsChangedIsTheAgentsAnswer) {
+TYPED_TEST(SimpleArrayPrim, IsChangedAsksTheAgent) {
   cls_SimpleArrayPrim<TypeParam> const array(this->Reader(this->m_List), nullptr);
   EXPECT_FALSE(array.IsChanged());
   this->m_List.m_Changed = true;
@@ -353,9 +353,9 @@ TYPED_TEST(SimpleArrayPrim, FlushSignalsUnlessTheListIsReadOnly) {
   without.Flush();
 }
 
-// --- Letting go.
+// --- Dropping the agent.
 
-TYPED_TEST(SimpleArrayPrim, TheLastHolderFlushesAndDeletesTheAgent) {
+TYPED_TEST(SimpleArrayPrim, LastHolderFlushesAndDeletesTheAgent) {
   auto array = std::make_unique<cls_SimpleArrayPrim<TypeParam>>(this->Reader(this->m_List), nullptr);
   auto copy = std::make_unique<cls_SimpleArrayPrim<TypeParam>>(*array);
   this->Calls();
@@ -398,7 +398,7 @@ TYPED_TEST(SimpleArrayPrim, DetachOfAnotherHolderKeepsTheIdentity) {
   EXPECT_EQ(copy.Size(), 10);
 }
 
-TYPED_TEST(SimpleArrayPrim, DetachWithoutListLeavesTheRingOnly) {
+TYPED_TEST(SimpleArrayPrim, DetachWithoutListOnlyLeavesTheRing) {
   cls_SimpleArrayPrim<TypeParam> array(5);
   RingNode ring;
   ring.Link(&array);
@@ -433,11 +433,11 @@ TYPED_TEST(SimpleArrayPrim, AssignmentTakesEverything) {
     source.reset();
     sourceUid = cls_Uid();
   }
-  EXPECT_EQ(sourceUid.Entry(), otherList.m_Uid.Entry()); // also where it is handed back
+  EXPECT_EQ(sourceUid.Entry(), otherList.m_Uid.Entry()); // also in the variable that it is handed back to
   EXPECT_EQ(targetUid.Entry(), targetOriginal.Entry());
 }
 
-TYPED_TEST(SimpleArrayPrim, AssignmentWithinTheHoldersOfOneAgentKeepsIt) {
+TYPED_TEST(SimpleArrayPrim, AssignmentBetweenHoldersOfOneAgentKeepsIt) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   cls_SimpleArrayPrim<TypeParam> copy(array);
   this->Calls();
@@ -446,7 +446,7 @@ TYPED_TEST(SimpleArrayPrim, AssignmentWithinTheHoldersOfOneAgentKeepsIt) {
   EXPECT_EQ(copy.Uid().Entry(), array.Uid().Entry());
 }
 
-TYPED_TEST(SimpleArrayPrim, AssignmentToItselfAsksNobody) {
+TYPED_TEST(SimpleArrayPrim, AssignmentToItselfMakesNoCall) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   RingNode ring;
   ring.Link(&array);
@@ -458,7 +458,7 @@ TYPED_TEST(SimpleArrayPrim, AssignmentToItselfAsksNobody) {
   array.Detach();
 }
 
-TYPED_TEST(SimpleArrayPrim, AssignmentLinksTheTargetToItselfAndLeavesItsNeighbours) {
+TYPED_TEST(SimpleArrayPrim, AssignmentResetsOnlyTheTargetsLinks) {
   cls_SimpleArrayPrim<TypeParam> array(5);
   cls_SimpleArrayPrim<TypeParam> const other(6);
   RingNode ring;
@@ -478,7 +478,7 @@ TYPED_TEST(SimpleArrayPrim, AssignmentFlushesThroughTheVirtualTable) {
 
 // --- Misuse.
 
-TYPED_TEST(SimpleArrayPrim, WithoutListAndWithoutElementsTheMessagesAreAll) {
+TYPED_TEST(SimpleArrayPrim, WithoutListAndElementsOnlyTheMessagesArePrinted) {
   cls_SimpleArrayPrim<TypeParam> array(5);
   ::testing::internal::CaptureStderr();
   array.Write(nullptr, 0);
@@ -489,19 +489,19 @@ TYPED_TEST(SimpleArrayPrim, WithoutListAndWithoutElementsTheMessagesAreAll) {
   EXPECT_EQ(array.Position(), 0);
 }
 
-TYPED_TEST(SimpleArrayPrimDeathTest, WriteWithoutListSaysSoBeforeItFails) {
+TYPED_TEST(SimpleArrayPrimDeathTest, WriteWithoutListPrintsAMessageBeforeItFails) {
   cls_SimpleArrayPrim<TypeParam> array(5);
   TypeParam values[2] = {};
   EXPECT_DEATH(array.Write(values, 2), "^" + std::string(WriteMessage) + "([^\n](.|\n)*)?$");
 }
 
-TYPED_TEST(SimpleArrayPrimDeathTest, ReadWithoutListSaysSoBeforeItFails) {
+TYPED_TEST(SimpleArrayPrimDeathTest, ReadWithoutListPrintsAMessageBeforeItFails) {
   cls_SimpleArrayPrim<TypeParam> array(5);
   TypeParam values[2] = {};
   EXPECT_DEATH(array.Read(values, 2), "^" + std::string(ReadMessage) + "([^\n](.|\n)*)?$");
 }
 
-TYPED_TEST(SimpleArrayPrimDeathTest, AfterDetachTheMessageComesToo) {
+TYPED_TEST(SimpleArrayPrimDeathTest, AfterDetachTheMessageIsPrintedToo) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   array.Detach();
   TypeParam values[2] = {};

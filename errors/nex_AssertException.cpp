@@ -8,7 +8,7 @@ nex_AssertException::nex_AssertException(cls_ReadVisitor const& visitor)
     : nex_Exception(cls_ReadVisitor(visitor)),
       m_Value(visitor.Read(cls_FieldHandle(0, "m_Value"_cow), ""_cow)), m_Uid(visitor.GetUid()) {}
 
-atr_String nex_AssertException::AsString() const {
+atr_String nex_AssertException::AsString() {
   atr_translate text("%s");
   atr_SubstituteFormat(text, 1, atr_StringBase(m_Value));
   return text.Result();

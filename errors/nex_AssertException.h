@@ -2,7 +2,7 @@
 
 #include "errors/nex_Exception.h"
 
-/// A failed assertion, told by the assertion's text.
+/// A failed assertion; its text is the assertion's text.
 class KVL_EXPORT nex_AssertException : public nex_Exception {
  public:
   explicit nex_AssertException(cow_String const& assertion) : m_Value(assertion) {}
@@ -10,7 +10,8 @@ class KVL_EXPORT nex_AssertException : public nex_Exception {
   /// Rebuilds a stored exception; an absent value is empty.
   explicit nex_AssertException(cls_ReadVisitor const& visitor);
 
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
   nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;

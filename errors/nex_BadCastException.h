@@ -10,7 +10,8 @@ class KVL_EXPORT nex_BadCastException : public nex_Exception {
   /// Rebuilds a stored exception; an absent value is empty.
   explicit nex_BadCastException(cls_ReadVisitor const& visitor);
 
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
   nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;

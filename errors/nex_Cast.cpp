@@ -10,7 +10,7 @@ bool nex_canDynamicCastPtr(unsigned int to, unsigned int from) noexcept {
 
 bool nex_canDynamicCastRef(unsigned int to, unsigned int from, char const* file, int line) {
   if (nex_canDynamicCastPtr(to, from)) return true;
-  // A backquote before the first name and an apostrophe before the second: meant.
+  // Intentional: a backquote before the first name, an apostrophe before the second.
   atr_translate message("Bad Cast: From `%s' To '%s'.");
   atr_SubstituteFormat(message, 1, atr_StringBase(typ_ArchCompTable::GetName(from)));
   atr_SubstituteFormat(message, 2, atr_StringBase(typ_ArchCompTable::GetName(to)));

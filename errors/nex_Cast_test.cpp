@@ -10,7 +10,7 @@ namespace {
 
 class Cast : public ::testing::Test {
  protected:
-  /// The report of the failed cast, empty when it did not fail.
+  /// The report of the failed cast; empty if the cast succeeded.
   static std::string Failure(unsigned int to, unsigned int from) {
     try {
       nex_canDynamicCastRef(to, from, "mesh_Node", 17);
@@ -54,12 +54,12 @@ TEST_F(Cast, SiblingsCannotBeCastToEachOther) {
   EXPECT_FALSE(nex_canDynamicCastPtr(Exit, Text));
 }
 
-TEST_F(Cast, UnknownTypeCanBeCastToItselfOnly) {
+TEST_F(Cast, UnknownTypeCanOnlyBeCastToItself) {
   EXPECT_FALSE(nex_canDynamicCastPtr(Root, Unknown));
   EXPECT_FALSE(nex_canDynamicCastPtr(Unknown, Root));
 }
 
-TEST_F(Cast, NothingCanBeCastToTheMarkOfNoParent) {
+TEST_F(Cast, NothingCanBeCastToTheNoParentMark) {
   EXPECT_FALSE(nex_canDynamicCastPtr(typ_ArchCompTable::NoParent, Root));
   EXPECT_FALSE(nex_canDynamicCastPtr(typ_ArchCompTable::NoParent, Text));
 }
@@ -73,18 +73,18 @@ TEST_F(Cast, FailedReferenceCastNamesBothTypesAndThePlace) {
                                  "in file mesh_Node at line 17");
 }
 
-TEST_F(Cast, FailedReferenceCastToAClassBelowNamesTheRoot) {
+TEST_F(Cast, FailedReferenceCastDownNamesTheRoot) {
   EXPECT_EQ(Failure(Text, Root), "Exception: Bad Cast: From `nex_Exception' To 'nex_TextException'. "
                                  "in file mesh_Node at line 17");
 }
 
-TEST_F(Cast, FailedReferenceCastNamesUnknownTypesByTheTypeTable) {
+TEST_F(Cast, FailedReferenceCastNamesUnknownTypesAsTheTypeTableDoes) {
   std::string const name(typ_ArchCompTable::GetName(Unknown).View());
   EXPECT_EQ(Failure(Unknown, Text),
             "Exception: Bad Cast: From `nex_TextException' To '" + name + "'. in file mesh_Node at line 17");
 }
 
-TEST_F(Cast, MessageOpensWithABackquoteAndAnApostrophe) {
+TEST_F(Cast, MessageQuotesWithABackquoteAndAnApostrophe) {
   try {
     nex_canDynamicCastRef(Exit, Text, "f", 1);
     ADD_FAILURE() << "no exception";

@@ -18,7 +18,7 @@ namespace {
 constexpr unsigned int NoBase = cls_ClassMetadata::RootClassId;
 constexpr unsigned int Root = nex_Exception::TypeId();
 constexpr int Version = 800;
-constexpr int OutOfMemoryVersion = 871; // the only class that changed since: meant
+constexpr int OutOfMemoryVersion = 871; // intentional: the only class with a newer version
 
 constexpr cls_MetadataRegistrar::InitFn Functions[] = {
     &nex_ClassMetadata::DeclareAssertException,     &nex_ClassMetadata::DeclareBadCastException,
@@ -28,13 +28,13 @@ constexpr cls_MetadataRegistrar::InitFn Functions[] = {
     &nex_ClassMetadata::DeclareTextException,
 };
 
-/// Declares a plain single value.
+/// Declares a field that is one plain value.
 void AddValue(cls_ClassMetadata& metadata, cls_FieldHandle const& field, cls_AttributeType type) {
   metadata.AddAttribute(field, type, 1, COLLECTION_NONE);
 }
 
-/// Deletes what a stored exception's holder holds when this was its last share, and the holder.
-/// `data` is a nex_ExceptionHolder on the heap, passed as any holder is.
+/// Deletes the holder of a stored exception, and the exception if no other holder shares it.
+/// `data` is a nex_ExceptionHolder on the heap, passed as a generic holder.
 void DeleteHolder(cow_COW<int, cow_Direct<int>>* data) {
   delete reinterpret_cast<nex_ExceptionHolder*>(data);
 }

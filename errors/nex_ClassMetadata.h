@@ -5,9 +5,9 @@
 #include "metadata/cls_MetadataRegistrar.h"
 #include "platform/kvl_Export.h"
 
-/// The class metadata of the exceptions: one registration function for each class.
+/// The class metadata of the exceptions: one registration function per class.
 struct KVL_EXPORT nex_ClassMetadata {
-  /// The mask under which the functions are declared: classes of the process.
+  /// The mask under which the functions are declared: process-wide classes.
   static constexpr unsigned int RegistrarMask = 2;
 
   static void DeclareException(cls_ClassRegistrar& registrar);

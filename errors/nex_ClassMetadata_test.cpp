@@ -17,7 +17,7 @@ namespace {
 
 struct Attribute {
   int m_FieldId;
-  char const* m_Name; // null for none
+  char const* m_Name; // null: no further attribute
   int m_Type;
 };
 
@@ -103,7 +103,7 @@ Registered const Classes[] = {
      {{0, "m_Value", 12}}},
 };
 
-/// A text exception that counts its ends.
+/// A text exception that counts its destructions.
 class CountedException : public nex_TextException {
  public:
   using nex_TextException::nex_TextException;
@@ -120,7 +120,7 @@ class FilledRegistrar : public cls_ClassRegistrar {
   }
 };
 
-/// A holder on the heap as whoever deletes an object's data passes it on.
+/// A holder on the heap, as the generic holder that a deletion function receives.
 cow_COW<int, cow_Direct<int>>* Generic(nex_ExceptionHolder* holder) {
   return reinterpret_cast<cow_COW<int, cow_Direct<int>>*>(holder);
 }
@@ -138,7 +138,7 @@ class EachDeclaredClass : public ::testing::TestWithParam<Registered> {
 INSTANTIATE_TEST_SUITE_P(ClassMetadata, EachDeclaredClass, ::testing::ValuesIn(Classes),
                          [](auto const& each) { return std::string(each.param.m_Name); });
 
-/// The classes that can be built, with the adapter of each.
+/// The classes that can be built, each with its adapter.
 template <class Exception> class EachBuiltClass : public ::testing::Test {
  protected:
   EachBuiltClass() { m_Recorder.Name(m_Recorder.m_Uid, "U"); }
@@ -147,7 +147,7 @@ template <class Exception> class EachBuiltClass : public ::testing::Test {
     return m_Registrar.ConstGet(Exception::TypeId());
   }
 
-  /// What `write` writes through a started visitor.
+  /// The calls that `write` makes through a started visitor.
   template <class Write> static Lines Written(Write write) {
     Recorder recorder;
     {
@@ -178,11 +178,11 @@ TEST(ClassMetadata, DeclaresNineClassesInAFixedOrder) {
                              "nex_InvalidObjException", "nex_SystemErrorException", "nex_TextException"}));
 }
 
-TEST(ClassMetadata, BelongsToTheProcess) {
+TEST(ClassMetadata, IsDeclaredForTheWholeProcess) {
   EXPECT_EQ(nex_ClassMetadata::RegistrarMask, 2U);
 }
 
-TEST(ClassMetadata, DeclaringAgainLeavesWhatIsThere) {
+TEST(ClassMetadata, DeclaringAgainChangesNothing) {
   FilledRegistrar registrar;
   cls_ClassMetadata const* const root = &registrar.ConstGet(0x1F0001);
   for (cls_MetadataRegistrar::InitFn const declare : nex_ClassMetadata::InOrder()) declare(registrar);
@@ -262,7 +262,7 @@ TEST_P(EachDeclaredClass, DeletingNoHolderIsIgnored) {
   EXPECT_EQ(CountedException::s_Ended, 0);
 }
 
-TEST(ClassMetadata, DeletionReachesAHostsClassBelowACommand) {
+TEST(ClassMetadata, DeletionReachesAnApplicationsCommandClass) {
   CountedException::s_Ended = 0;
   FilledRegistrar registrar;
   registrar.CreateClassMD("mesh_Failed"_cow, 0x7B0001, 1, nullptr, nex_CommandException::TypeId());
@@ -277,11 +277,11 @@ TEST(ClassMetadata, AbstractClassesAreNeverBuilt) {
     Recorder recorder;
     cls_ReadVisitor const visitor(recorder.NewReader());
     EXPECT_EQ(registrar.ConstGet(abstract).Ctor(visitor), nullptr);
-    EXPECT_EQ(recorder.TakeLines(), Lines()); // nor is anything read
+    EXPECT_EQ(recorder.TakeLines(), Lines()); // and reads nothing
   }
 }
 
-TEST(ClassMetadata, CommandsAdapterWritesAndDeletesAHostsClass) {
+TEST(ClassMetadata, CommandsAdapterWritesAndDeletesAnApplicationsClass) {
   FilledRegistrar const registrar;
   cls_ClassMetadata const& metadata = registrar.ConstGet(nex_CommandException::TypeId());
   nex_CommandException* const command = new FailedCommand("Mesh", "no elements");
@@ -318,7 +318,7 @@ TYPED_TEST(EachBuiltClass, IsBuiltThroughItsAdapter) {
   EXPECT_EQ(lines, direct.TakeLines());
 }
 
-TYPED_TEST(EachBuiltClass, AFailingReadPassesThroughTheAdapterAndLeavesNothing) {
+TYPED_TEST(EachBuiltClass, FailingReadPassesThroughTheAdapterAndLeaksNothing) {
   for (char const* operation : {"Clone", "Read", "GetUid"}) {
     this->m_Recorder.FailAt(operation);
     {
@@ -343,7 +343,7 @@ TYPED_TEST(EachBuiltClass, IsWrittenThroughItsAdapter) {
   Lines const written =
       this->Written([&](auto const& visitor) { this->Metadata().DBWrite(&exception, visitor); });
   EXPECT_EQ(written, this->Written([&](auto const& visitor) { exception.DBWrite(visitor); }));
-  EXPECT_GT(written.size(), 6U); // the root part alone is that much
+  EXPECT_GT(written.size(), 6U); // the root part alone has that many
 }
 
 TYPED_TEST(EachBuiltClass, IsWrittenAsItselfThroughTheRootsAdapter) {
@@ -358,10 +358,10 @@ TYPED_TEST(EachBuiltClass, IsDeletedAsItselfThroughTheRootsAdapter) {
   cls_ReadVisitor const visitor(this->m_Recorder.NewReader());
   nex_Exception* const object = new TypeParam(visitor);
   this->m_Registrar.ConstGet(nex_Exception::TypeId()).Delete(object);
-  EXPECT_EQ(this->m_Recorder.m_Uid.Entry()->m_RefCount, 1U); // the own part's identity is released, too
+  EXPECT_EQ(this->m_Recorder.m_Uid.Entry()->m_RefCount, 1U); // the own part's identity is released too
 }
 
-TYPED_TEST(EachBuiltClass, NoObjectIsDeletedWithoutAWord) {
+TYPED_TEST(EachBuiltClass, DeletingNullDoesNothing) {
   this->Metadata().Delete(nullptr);
   this->m_Registrar.ConstGet(nex_Exception::TypeId()).Delete(nullptr);
   EXPECT_EQ(this->m_Recorder.Lines(), Lines());

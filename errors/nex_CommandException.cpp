@@ -7,7 +7,7 @@
 nex_CommandException::nex_CommandException(cls_ReadVisitor const& visitor)
     : nex_Exception(cls_ReadVisitor(visitor)), m_Uid(visitor.GetUid()) {}
 
-atr_String nex_CommandException::AsString() const {
+atr_String nex_CommandException::AsString() {
   atr_translate prefix("%s: ");
   atr_SubstituteFormat(prefix, 1, CommandName());
   atr_String text = prefix.Result();

@@ -12,7 +12,7 @@ nex_Exception::nex_Exception(cls_ReadVisitor const& visitor)
 
 nex_Exception::~nex_Exception() = default;
 
-atr_String nex_Exception::DeveloperReport() const {
+atr_String nex_Exception::DeveloperReport() {
   atr_translate report("Exception: %s in file %s at line %d");
   atr_SubstituteFormat(report, 1, UserReport());
   atr_SubstituteFormat(report, 2, atr_StringBase(m_FromFile.CharsOrEmpty()));
@@ -20,7 +20,7 @@ atr_String nex_Exception::DeveloperReport() const {
   return report.Result();
 }
 
-atr_String nex_Exception::UserReport() const {
+atr_String nex_Exception::UserReport() {
   return AsString();
 }
 
@@ -38,5 +38,5 @@ void nex_Exception::Throw(char const* file, int line) {
   m_FromFile = cow_String(file);
   m_FromLine = line;
   Propagate();
-  std::abort(); // a Propagate that returns is a bug of its class
+  std::abort(); // Propagate must throw: a class whose Propagate returns is wrong
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Counts its clones and its ends.
+/// Counts its clones and its destructions.
 class CountedException : public nex_TextException {
  public:
   using nex_TextException::nex_TextException;
@@ -63,7 +63,7 @@ TEST_F(ExceptionHolder, CloneKeepsTheIdentity) {
   EXPECT_EQ(copy.Get().RootUid().Entry(), m_Holder.ConstGet().RootUid().Entry());
 }
 
-TEST_F(ExceptionHolder, LastHolderEndsTheExceptionThroughItsVirtualDestructor) {
+TEST_F(ExceptionHolder, LastHolderDeletesTheExceptionThroughItsVirtualDestructor) {
   {
     nex_ExceptionHolder const copy(m_Holder);
     m_Holder = nex_ExceptionHolder();
@@ -72,14 +72,14 @@ TEST_F(ExceptionHolder, LastHolderEndsTheExceptionThroughItsVirtualDestructor) {
   EXPECT_EQ(CountedException::s_Ended, 1);
 }
 
-TEST_F(ExceptionHolder, DeleteEndsTheHeldExceptionAtOnce) {
+TEST_F(ExceptionHolder, DeleteDestroysTheHeldExceptionAtOnce) {
   cow_CountedHld<nex_Exception> holder(new CountedException(atr_String("held")));
   holder.Delete();
   EXPECT_EQ(CountedException::s_Ended, 1);
   EXPECT_EQ(holder.Ptr(), nullptr);
 }
 
-TEST_F(ExceptionHolder, OutOfMemoryExceptionsHaveAHolderOfTheirOwn) {
+TEST_F(ExceptionHolder, OutOfMemoryExceptionsHaveTheirOwnHolder) {
   nex_OutOfMemoryHolder const holder(new nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT));
   nex_OutOfMemoryHolder copy(holder);
   EXPECT_EQ(copy.Get().Error(), NEX_OUTOFMEMORY_LIMIT);
@@ -87,7 +87,7 @@ TEST_F(ExceptionHolder, OutOfMemoryExceptionsHaveAHolderOfTheirOwn) {
   EXPECT_EQ(copy.ConstGet().ErrorName(), "OutOfMemory");
 }
 
-TYPED_TEST(EachHeldException, StaysItsMostDerivedClassWhenItIsCloned) {
+TYPED_TEST(EachHeldException, CloneHasTheMostDerivedClass) {
   nex_ExceptionHolder const holder(ExceptionCase<TypeParam>::Make().Copy());
   nex_ExceptionHolder copy(holder);
   nex_Exception& cloned = copy.Get();

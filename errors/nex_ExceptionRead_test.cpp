@@ -16,14 +16,14 @@ class ExceptionRead : public ::testing::Test {
     return Exception(visitor);
   }
 
-  /// The calls of a reading, without the end of the object's own memento.
+  /// The calls of a read, without the deletion of the object's own memento.
   template <class Exception> Lines ReadLines() {
     cls_ReadVisitor const visitor(m_Recorder.NewReader());
     Exception const exception(visitor);
     return m_Recorder.TakeLines();
   }
 
-  /// The reading of an absent root part, which comes first in every class, and then the class's own lines.
+  /// The calls of reading an absent root part, which comes first in every class, then the class's own calls.
   static Lines AfterRoot(Lines const& own) {
     Lines lines = {"read1.Clone() = read2",
                    R"(read2.Read(field 0 "m_FromFile", string "") = string "")",
@@ -35,14 +35,14 @@ class ExceptionRead : public ::testing::Test {
     return lines;
   }
 
-  InitialisedModule m_Module; // outlives all identities below
+  InitialisedModule m_Module; // must outlive all identities below
   Recorder m_Recorder;
 };
 
 template <class Exception> class EachRead : public ExceptionRead {};
 TYPED_TEST_SUITE(EachRead, ThrownExceptions);
 
-/// The text of a class's fields.
+/// The calls of reading a class whose one field is a text.
 Lines const TextLines{R"(read1.Read(field 0 "m_Value", string "") = string "")", "read1.GetUid() = uid U"};
 
 } // namespace
@@ -63,18 +63,18 @@ TEST_F(ExceptionRead, AssertExceptionReadsItsTextThenItsIdentity) {
   EXPECT_EQ(ReadLines<nex_AssertException>(), AfterRoot(TextLines));
 }
 
-TEST_F(ExceptionRead, CommandExceptionTakesItsIdentityOnly) {
+TEST_F(ExceptionRead, CommandExceptionReadsOnlyItsIdentity) {
   EXPECT_EQ(ReadLines<FailedCommand>(), AfterRoot({"read1.GetUid() = uid U"}));
 }
 
-TEST_F(ExceptionRead, ExitExceptionTakesItsIdentityBeforeItsFields) {
+TEST_F(ExceptionRead, ExitExceptionReadsItsIdentityBeforeItsFields) {
   EXPECT_EQ(
       ReadLines<nex_ExitException>(),
       AfterRoot({"read1.GetUid() = uid U", R"(read1.Read(field -1 "m_Value.m_Msg", string "") = string "")",
                  R"(read1.Read(field -1 "m_Value.m_Err", int 0) = int 0)"}));
 }
 
-TEST_F(ExceptionRead, SystemErrorExceptionTakesItsIdentityBeforeItsFieldsAndReadsTheRuntimeCodeSigned) {
+TEST_F(ExceptionRead, SystemErrorExceptionReadsItsIdentityFirstAndTheRuntimeCodeSigned) {
   EXPECT_EQ(ReadLines<nex_SystemErrorException>(),
             AfterRoot({"read1.GetUid() = uid U",
                        R"(read1.Read(field -1 "m_Value.m_NativeErrorCode", uint 0) = uint 0)",
@@ -87,7 +87,7 @@ TEST_F(ExceptionRead, OutOfMemoryExceptionReadsItsFieldsThenItsIdentity) {
                        R"(read1.ReadEnum(field 1 "m_Err") = int 0)", "read1.GetUid() = uid U"}));
 }
 
-TYPED_TEST(EachRead, TakesThePlaceFromTheRootPart) {
+TYPED_TEST(EachRead, ReadsThePlaceFromTheRootPart) {
   this->m_Recorder.Store("read2.m_FromFile", "nex_Place");
   this->m_Recorder.Store("read2.m_FromLine", 46);
   TypeParam const exception = this->template Read<TypeParam>();
@@ -95,7 +95,7 @@ TYPED_TEST(EachRead, TakesThePlaceFromTheRootPart) {
   EXPECT_EQ(exception.FromLine(), 46);
 }
 
-TYPED_TEST(EachRead, TakesNoPlaceFromTheOwnPart) {
+TYPED_TEST(EachRead, ReadsNoPlaceFromTheOwnPart) {
   this->m_Recorder.Store("read1.m_FromFile", "nex_Place");
   this->m_Recorder.Store("read1.m_FromLine", 46);
   TypeParam const exception = this->template Read<TypeParam>();
@@ -104,13 +104,13 @@ TYPED_TEST(EachRead, TakesNoPlaceFromTheOwnPart) {
   EXPECT_EQ(exception.FromLine(), 0);
 }
 
-TYPED_TEST(EachRead, TakesTheIdentitiesOfTheStoredParts) {
+TYPED_TEST(EachRead, ReadsTheIdentitiesOfTheStoredParts) {
   TypeParam const exception = this->template Read<TypeParam>();
   EXPECT_EQ(exception.RootUid().Entry(), this->m_Recorder.m_Uid.Entry());
   EXPECT_EQ(exception.Uid().Entry(), this->m_Recorder.m_Uid.Entry());
 }
 
-TYPED_TEST(EachRead, FailureOfTheBackEndGoesOnUnchangedAndLeavesNothing) {
+TYPED_TEST(EachRead, BackEndFailurePassesThroughAndLeaksNothing) {
   for (char const* operation : {"Clone", "Read", "GetUid"}) {
     this->m_Recorder.FailAt(operation);
     EXPECT_THROW(this->template Read<TypeParam>(), BackEndFailure);
@@ -127,7 +127,7 @@ TYPED_TEST(EachRead, WithoutMementoIsEmptyWithFreshIdentities) {
   EXPECT_NE(exception.RootUid().Entry(), exception.Uid().Entry());
 }
 
-TEST_F(ExceptionRead, StoredMessagesComeBackAsTheyStand) {
+TEST_F(ExceptionRead, StoredMessagesAreReadBackVerbatim) {
   m_Recorder.Store("m_Value", "100%% of %s");
   EXPECT_EQ(Read<nex_TextException>().Value(), "100%% of %s");
   EXPECT_EQ(Read<nex_BadCastException>().Value(), "100%% of %s");
@@ -135,7 +135,7 @@ TEST_F(ExceptionRead, StoredMessagesComeBackAsTheyStand) {
   EXPECT_EQ(Read<nex_AssertException>().Value(), "100%% of %s");
 }
 
-TEST_F(ExceptionRead, AbsentMessageIsEmptyText) {
+TEST_F(ExceptionRead, AbsentMessageIsReadAsEmptyText) {
   nex_TextException const exception = Read<nex_TextException>();
   EXPECT_EQ(exception.Value(), "");
   EXPECT_EQ(exception.FromFile(), "");
@@ -144,7 +144,7 @@ TEST_F(ExceptionRead, AbsentMessageIsEmptyText) {
   EXPECT_TRUE(Read<nex_AssertException>().Value().HasText());
 }
 
-TEST_F(ExceptionRead, ExitStatusComesBack) {
+TEST_F(ExceptionRead, ExitStatusIsReadBack) {
   m_Recorder.Store("m_Value.m_Msg", "bye");
   m_Recorder.Store("m_Value.m_Err", -3);
   nex_ExitException const exception = Read<nex_ExitException>();
@@ -152,11 +152,11 @@ TEST_F(ExceptionRead, ExitStatusComesBack) {
   EXPECT_EQ(exception.Value().m_Err, -3);
 }
 
-TEST_F(ExceptionRead, AbsentExitStatusIsCodeZero) {
+TEST_F(ExceptionRead, AbsentExitStatusIsReadAsCodeZero) {
   EXPECT_EQ(Read<nex_ExitException>().AsString(), "Exit code: 0");
 }
 
-TEST_F(ExceptionRead, SystemErrorCodesComeBack) {
+TEST_F(ExceptionRead, SystemErrorCodesAreReadBack) {
   m_Recorder.Store("m_Value.m_NativeErrorCode", 0xFFFFFFFFU);
   m_Recorder.Store("m_Value.m_CRTErrorCode", -1);
   nex_SystemErrorException const exception = Read<nex_SystemErrorException>();
@@ -164,34 +164,34 @@ TEST_F(ExceptionRead, SystemErrorCodesComeBack) {
   EXPECT_EQ(exception.Value().m_CRTErrorCode, -1);
 }
 
-TEST_F(ExceptionRead, OutOfMemoryExceptionReplacesTheDetailedMessageOnly) {
+TEST_F(ExceptionRead, OutOfMemoryExceptionReplacesOnlyTheDetailedMessage) {
   std::string const generic(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->View());
   m_Recorder.Store("m_Msg", "as it was stored");
   m_Recorder.Store("m_Err", 1);
   nex_OutOfMemoryException const exception = Read<nex_OutOfMemoryException>();
   EXPECT_EQ(exception.Message(), "as it was stored");
   EXPECT_EQ(exception.Error(), NEX_OUTOFMEMORY_LIMIT);
-  EXPECT_EQ(*nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(), "as it was stored");
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage(), "as it was stored");
   EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).AsString(), "as it was stored");
   EXPECT_EQ(*nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(), generic);
 }
 
 TEST_F(ExceptionRead, OutOfMemoryExceptionWithoutMessageEmptiesTheDetailedMessage) {
   Read<nex_OutOfMemoryException>();
-  EXPECT_EQ(*nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(), "");
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage(), "");
 }
 
-TEST_F(ExceptionRead, FailedReadingOfAnOutOfMemoryExceptionLeavesTheDetailedMessage) {
+TEST_F(ExceptionRead, FailedReadOfAnOutOfMemoryExceptionKeepsTheDetailedMessage) {
   m_Recorder.Store("m_Msg", "never seen");
   m_Recorder.FailAt("ReadEnum");
   EXPECT_THROW(Read<nex_OutOfMemoryException>(), BackEndFailure);
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().Length(), 1066);
 }
 
-TEST_F(ExceptionRead, OtherExceptionsLeaveTheMessages) {
+TEST_F(ExceptionRead, OtherExceptionsKeepTheMessages) {
   m_Recorder.Store("m_Value", "text");
   Read<nex_TextException>();
   Read<nex_ExitException>();
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().Length(), 1066);
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->Length(), 425);
 }

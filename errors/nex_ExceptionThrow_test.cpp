@@ -53,7 +53,7 @@ TYPED_TEST(EachThrown, PropagateThrowsTheMostDerivedClassWithoutChangingThePlace
   EXPECT_TRUE(caught);
 }
 
-TYPED_TEST(EachThrown, CarriesThePlaceOfRaising) {
+TYPED_TEST(EachThrown, CarriesFileAndLine) {
   std::string const text = ExceptionCase<TypeParam>::Text;
   try {
     this->m_Exception.Throw("nex_Place", 46);
@@ -63,11 +63,11 @@ TYPED_TEST(EachThrown, CarriesThePlaceOfRaising) {
     EXPECT_EQ(thrown.UserReport(), text);
     EXPECT_EQ(thrown.DeveloperReport(), "Exception: " + text + " in file nex_Place at line 46");
   }
-  EXPECT_EQ(this->m_Exception.FromFile(), "nex_Place"); // the raising object records it too
+  EXPECT_EQ(this->m_Exception.FromFile(), "nex_Place"); // also recorded in the original
   EXPECT_EQ(this->m_Exception.FromLine(), 46);
 }
 
-TYPED_TEST(EachThrown, CarriesTheIdentitiesOfTheRaisedObject) {
+TYPED_TEST(EachThrown, CarriesTheIdentitiesOfTheThrownObject) {
   try {
     this->m_Exception.Throw("nex_Place", 46);
   } catch (TypeParam const& thrown) {
@@ -78,7 +78,7 @@ TYPED_TEST(EachThrown, CarriesTheIdentitiesOfTheRaisedObject) {
   EXPECT_EQ(this->m_Exception.Uid().Entry()->m_RefCount, 1U);
 }
 
-TYPED_TEST(EachThrown, MayBeThrownAgainFromAnotherPlace) {
+TYPED_TEST(EachThrown, CanBeThrownAgainFromAnotherPlace) {
   try {
     try {
       this->m_Exception.Throw("nex_First", 1);
@@ -93,7 +93,7 @@ TYPED_TEST(EachThrown, MayBeThrownAgainFromAnotherPlace) {
   EXPECT_EQ(this->m_Exception.FromFile(), "nex_First");
 }
 
-TEST(nex_ExceptionThrow, TakesTheCharactersOfTheFileNameOver) {
+TEST(nex_ExceptionThrow, CopiesTheFileName) {
   char name[] = "nex_Place";
   try {
     nex_TextException(atr_String("x")).Throw(name, 1);
@@ -103,7 +103,7 @@ TEST(nex_ExceptionThrow, TakesTheCharactersOfTheFileNameOver) {
   }
 }
 
-TEST(nex_ExceptionThrow, FileWithoutNameReportsAnEmptyName) {
+TEST(nex_ExceptionThrow, NullFileNameIsReportedAsEmpty) {
   try {
     nex_TextException(atr_String("x")).Throw(nullptr, -7);
   } catch (nex_Exception const& thrown) {
@@ -112,7 +112,7 @@ TEST(nex_ExceptionThrow, FileWithoutNameReportsAnEmptyName) {
   }
 }
 
-TEST(nex_ExceptionThrow, OtherClassesHandlersLetItPass) {
+TEST(nex_ExceptionThrow, HandlersOfOtherClassesDoNotCatchIt) {
   bool passed = false;
   try {
     try {
@@ -126,7 +126,7 @@ TEST(nex_ExceptionThrow, OtherClassesHandlersLetItPass) {
   EXPECT_TRUE(passed);
 }
 
-TEST(nex_ExceptionThrow, ClientsCommandIsCaughtAsCommandException) {
+TEST(nex_ExceptionThrow, ApplicationsCommandIsCaughtAsCommandException) {
   bool caught = false;
   try {
     FailedMeshCommand("Mesh", "no elements").Throw("mesh", 9);

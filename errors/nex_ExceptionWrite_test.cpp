@@ -9,7 +9,7 @@ namespace {
 
 class ExceptionWrite : public ::testing::Test {
  protected:
-  /// The calls that the back end gets for an exception that was raised at line 46 of nex_Place.
+  /// The calls of writing an exception that was raised at line 46 of nex_Place.
   template <class Exception> Lines Written(Exception exception) {
     m_Recorder.Name(exception.RootUid(), "Root");
     m_Recorder.Name(exception.Uid(), "Own");
@@ -22,7 +22,7 @@ class ExceptionWrite : public ::testing::Test {
     }
   }
 
-  /// The root part, which comes first in every class, and then the class's own lines.
+  /// The calls of writing the root part, which comes first in every class, then the class's own calls.
   static Lines AfterRoot(Lines const& own) {
     Lines lines = {"write1.MakeBaseWriteObj(uint 0x1f0001, uid Root) = write2",
                    R"(write2.Write(field 0 "m_FromFile", string "nex_Place"))",
@@ -34,7 +34,7 @@ class ExceptionWrite : public ::testing::Test {
 
   static std::string Quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
 
-  InitialisedModule m_Module; // outlives all identities below
+  InitialisedModule m_Module; // must outlive all identities below
   Recorder m_Recorder;
 };
 
@@ -94,31 +94,31 @@ TEST_F(ExceptionWrite, NegativeRuntimeCodeIsWrittenAsItsBits) {
 
 TEST_F(ExceptionWrite, OutOfMemoryExceptionWritesTheDetailedMessageAndTheEnumeration) {
   nex_OutOfMemoryException const exception(atr_String("X"), NEX_OUTOFMEMORY_LIMIT);
-  std::string const detailed(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->View());
+  std::string const detailed(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().View());
   ASSERT_EQ(detailed.size(), 1067U);
   EXPECT_EQ(Written(exception), AfterRoot({"write1.Write(field 0 \"m_Msg\", string " + Quoted(detailed) + ")",
                                            R"(write1.WriteEnum(field 1 "m_Err", int 1))"}));
 }
 
-TEST_F(ExceptionWrite, OutOfMemoryExceptionTakesTheDetailedMessageOverWhenItIsWritten) {
+TEST_F(ExceptionWrite, WritingAnOutOfMemoryExceptionGivesItTheDetailedMessage) {
   nex_OutOfMemoryException const exception(atr_String("X"), NEX_OUTOFMEMORY_LIMIT);
   EXPECT_EQ(exception.Message(), "X");
   {
     cls_WriteVisitor const visitor(m_Recorder.NewWriter());
     exception.DBWrite(visitor);
   }
-  EXPECT_EQ(exception.Message(), *nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed());
+  EXPECT_EQ(exception.Message(), nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage());
 }
 
-TEST_F(ExceptionWrite, OutOfMemoryExceptionTakesItOverEvenWhenItIsNotToBeWritten) {
+TEST_F(ExceptionWrite, RefusedOutOfMemoryExceptionGetsTheDetailedMessageToo) {
   m_Recorder.DeclineObjects();
   nex_OutOfMemoryException const exception(atr_String("X"), NEX_OUTOFMEMORY_LIMIT);
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   exception.DBWrite(cls_WriteVisitor(parent, cls_FieldHandle("m_Error"_cow), nullptr, nullptr));
-  EXPECT_EQ(exception.Message(), *nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed());
+  EXPECT_EQ(exception.Message(), nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage());
 }
 
-TEST_F(ExceptionWrite, CommandExceptionWritesTheRootPartOnly) {
+TEST_F(ExceptionWrite, CommandExceptionWritesOnlyTheRootPart) {
   EXPECT_EQ(Written(FailedCommand("Mesh", "no elements")), AfterRoot({}));
 }
 
@@ -171,14 +171,14 @@ TYPED_TEST(EachWritten, RefusedRootPartStillWritesTheOwnFields) {
   this->m_Recorder.DeclineObjects();
   cls_WriteVisitor const visitor(this->m_Recorder.NewWriter()); // the third memento
   exception.DBWrite(visitor);
-  // The whole writing without the root's two fields and the end of its memento.
+  // All the calls without the root's two fields and the deletion of its memento.
   whole.erase(whole.begin() + 1, whole.begin() + 5);
   for (std::string& line : whole) line.replace(0, 6, "write3");
   whole[0] = "write3.MakeBaseWriteObj(uint 0x1f0001, uid Root) = null";
   EXPECT_EQ(this->m_Recorder.TakeLines(), whole);
 }
 
-TYPED_TEST(EachWritten, FailureOfTheBackEndGoesOnUnchangedAndLeavesNothing) {
+TYPED_TEST(EachWritten, BackEndFailurePassesThroughAndLeaksNothing) {
   TypeParam const exception = ExceptionCase<TypeParam>::Make();
   for (char const* operation : {"MakeBaseWriteObj", "Write"}) {
     this->m_Recorder.FailAt(operation);

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <concepts>
 #include <memory>
+#include <string>
 #include <type_traits>
 #include <typeinfo>
 
@@ -16,19 +18,19 @@ template <class Exception> class EachException : public ::testing::Test {
 };
 TYPED_TEST_SUITE(EachException, ThrownExceptions);
 
-/// The class level right below the root, whose own identity Uid() is.
+/// The identity's record of the class level right below the root.
 template <class Exception> cls_UidCatalogEntry* OwnEntry(Exception const& exception) {
   return exception.Uid().Entry();
 }
 
 } // namespace
 
-TYPED_TEST(EachException, IsNewWithoutPlaceOfRaising) {
+TYPED_TEST(EachException, HasNoPlaceUntilThrown) {
   EXPECT_EQ(this->m_Exception.FromFile(), "");
   EXPECT_EQ(this->m_Exception.FromLine(), 0);
 }
 
-TYPED_TEST(EachException, TellsItsDynamicTypeThroughTheRoot) {
+TYPED_TEST(EachException, HasItsDynamicTypeThroughTheRoot) {
   nex_Exception const& root = this->m_Exception;
   EXPECT_EQ(root.DynTypeId(), ExceptionCase<TypeParam>::TypeId);
 }
@@ -44,7 +46,7 @@ TYPED_TEST(EachException, ReportsItsTextToUsers) {
   EXPECT_EQ(this->m_Exception.UserReport(), ExceptionCase<TypeParam>::Text);
 }
 
-TYPED_TEST(EachException, ReportsAnEmptyPlaceToDevelopersBeforeItIsThrown) {
+TYPED_TEST(EachException, ReportsAnEmptyPlaceToDevelopersUntilThrown) {
   std::string const text = ExceptionCase<TypeParam>::Text;
   EXPECT_EQ(this->m_Exception.DeveloperReport(), "Exception: " + text + " in file  at line 0");
 }
@@ -121,7 +123,7 @@ TEST(nex_Exception, RootAndCommandExceptionAreAbstract) {
   EXPECT_FALSE(std::is_default_constructible_v<nex_Exception>);
 }
 
-TEST(nex_Exception, TextMessagesComeBackAsTheyStand) {
+TEST(nex_Exception, TextMessagesAreReportedVerbatim) {
   for (char const* text : {"", "plain", "100% of %s\n", "\xC3\xA4\xC3\xB6"}) {
     EXPECT_EQ(nex_TextException(atr_String(text)).AsString(), text);
     EXPECT_EQ(nex_BadCastException(atr_String(text)).AsString(), text);
@@ -155,7 +157,7 @@ TEST(nex_Exception, ExitWithEmptyMessageReportsItsCode) {
             "Exit code: -2147483648");
 }
 
-TEST(nex_Exception, ExitWithMessageReportsTheMessageAlone) {
+TEST(nex_Exception, ExitWithMessageReportsOnlyTheMessage) {
   nex_ExitException const exception(nex_ExitStatus{atr_String("stopped by the user"), 3});
   EXPECT_EQ(exception.AsString(), "stopped by the user");
   EXPECT_EQ(exception.Value().m_Err, 3);
@@ -174,14 +176,14 @@ TEST(nex_Exception, CommandReportsItsNameAndItsMessage) {
   EXPECT_EQ(FailedCommand("50%s", "100%d %%").AsString(), "50%s: 100%d %%");
 }
 
-TEST(nex_Exception, CommandWithoutTextsReportsTheColonOnly) {
+TEST(nex_Exception, CommandWithoutTextsReportsOnlyTheColon) {
   EXPECT_EQ(FailedCommand(nullptr, nullptr).AsString(), ": ");
 }
 
-TEST(nex_Exception, UserReportAndDeveloperReportGoThroughTheVirtualOperations) {
+TEST(nex_Exception, ReportsCallTheVirtualOperations) {
   struct Polite : nex_TextException {
     using nex_TextException::nex_TextException;
-    atr_String UserReport() const override {
+    atr_String UserReport() override {
       atr_String text("Sorry: ");
       text.Append(nex_TextException::UserReport());
       return text;
@@ -189,14 +191,80 @@ TEST(nex_Exception, UserReportAndDeveloperReportGoThroughTheVirtualOperations) {
   };
   struct Loud : nex_TextException {
     using nex_TextException::nex_TextException;
-    atr_String AsString() const override { return atr_String("LOUD"); }
+    atr_String AsString() override { return atr_String("LOUD"); }
   };
   EXPECT_EQ(Polite(atr_String("x")).DeveloperReport(), "Exception: Sorry: x in file  at line 0");
   EXPECT_EQ(Loud(atr_String("x")).UserReport(), "LOUD");
   EXPECT_EQ(Loud(atr_String("x")).DeveloperReport(), "Exception: LOUD in file  at line 0");
 }
 
-TEST(nex_Exception, DeveloperReportTakesPerCentSignsAsTheyStand) {
+namespace {
+
+/// A class of an application that knows only that the operations return an atr_String.
+class WithOverrides : public nex_Exception {
+ public:
+  atr_String DeveloperReport() override { return atr_String("developer"); }
+  atr_String UserReport() override { return atr_String("user"); }
+  atr_String AsString() override { return atr_String(cow_String("text " + std::to_string(++m_Asked))); }
+  [[noreturn]] void Propagate() const override { throw WithOverrides(*this); }
+  nex_Exception* Copy() const override { return new WithOverrides(*this); }
+
+ private:
+  int m_Asked = 0; // the operations may change the object
+};
+
+class CommandWithOverrides : public nex_CommandException {
+ public:
+  atr_String CommandMessage() override { return atr_String("message"); }
+  atr_String CommandName() override { return atr_String("name"); }
+  [[noreturn]] void Propagate() const override { throw CommandWithOverrides(*this); }
+  nex_Exception* Copy() const override { return new CommandWithOverrides(*this); }
+};
+
+class OutOfMemoryWithOverrides : public nex_OutOfMemoryException {
+ public:
+  using nex_OutOfMemoryException::nex_OutOfMemoryException;
+  atr_String JournalMessage() override { return atr_String("journal"); }
+  atr_String ErrorName() override { return atr_String("error"); }
+  [[noreturn]] void Propagate() const override { throw OutOfMemoryWithOverrides(*this); }
+  nex_Exception* Copy() const override { return new OutOfMemoryWithOverrides(*this); }
+};
+
+/// Whether the three texts of a const object can be read.
+template <class Exception> constexpr bool HasConstTexts = requires(Exception const& exception) {
+  { exception.DeveloperReport() } -> std::same_as<atr_String>;
+  { exception.UserReport() } -> std::same_as<atr_String>;
+  { exception.AsString() } -> std::same_as<atr_String>;
+};
+
+static_assert(HasConstTexts<nex_Exception> && HasConstTexts<nex_TextException> &&
+              HasConstTexts<nex_CommandException> && HasConstTexts<nex_AssertException> &&
+              HasConstTexts<nex_BadCastException> && HasConstTexts<nex_ExitException> &&
+              HasConstTexts<nex_InvalidObjException> && HasConstTexts<nex_SystemErrorException> &&
+              HasConstTexts<nex_OutOfMemoryException>);
+
+} // namespace
+
+TEST(nex_Exception, ConstReferencesCallNonConstOverrides) {
+  WithOverrides exception;
+  nex_Exception const& root = exception;
+  EXPECT_EQ(root.DeveloperReport(), "developer");
+  EXPECT_EQ(root.UserReport(), "user");
+  EXPECT_EQ(root.AsString(), "text 1");
+  EXPECT_EQ(root.AsString(), "text 2");
+  CommandWithOverrides command;
+  nex_CommandException const& asCommand = command;
+  EXPECT_EQ(asCommand.CommandMessage(), "message");
+  EXPECT_EQ(asCommand.CommandName(), "name");
+  EXPECT_EQ(asCommand.AsString(), "name: message");
+  OutOfMemoryWithOverrides outOfMemory(NEX_OUTOFMEMORY_LIMIT);
+  nex_OutOfMemoryException const& asOutOfMemory = outOfMemory;
+  EXPECT_EQ(asOutOfMemory.JournalMessage(), "journal");
+  EXPECT_EQ(asOutOfMemory.ErrorName(), "error");
+  EXPECT_EQ(asOutOfMemory.UserReport(), "journal");
+}
+
+TEST(nex_Exception, DeveloperReportKeepsPerCentSigns) {
   try {
     nex_TextException(atr_String("%d%s%%")).Throw("100%s", 5);
   } catch (nex_Exception const& thrown) {

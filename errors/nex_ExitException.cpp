@@ -5,7 +5,7 @@
 
 namespace {
 
-// The field names are part of the stored form; members of a value are written with a dot and without number.
+// The field names are stored. Members of a value are written by name only: with a dot, without a number.
 cls_FieldHandle MessageField() {
   return cls_FieldHandle("m_Value.m_Msg"_cow);
 }
@@ -17,12 +17,12 @@ cls_FieldHandle CodeField() {
 
 nex_ExitException::nex_ExitException(cls_ReadVisitor const& visitor)
     : nex_Exception(cls_ReadVisitor(visitor)), m_Uid(visitor.GetUid()) {
-  // The identity is taken before the fields here, after them in most other classes. Meant.
+  // Intentional: the identity is read before the fields. Most other classes read it after them.
   m_Value.m_Msg = visitor.Read(MessageField(), atr_String(""_cow));
   m_Value.m_Err = visitor.Read(CodeField(), 0);
 }
 
-atr_String nex_ExitException::AsString() const {
+atr_String nex_ExitException::AsString() {
   if (m_Value.m_Msg.Length() != 0) return m_Value.m_Msg;
   atr_String text("Exit code: ");
   text.Append(atr_StringBase(m_Value.m_Err));

@@ -2,13 +2,13 @@
 
 #include "errors/nex_Exception.h"
 
-/// How a program wants to end: a message (may be empty) and the exit code.
+/// How a program ends: a message (may be empty) and the exit code.
 struct nex_ExitStatus {
   atr_String m_Msg;
   int m_Err = 0;
 };
 
-/// A request to end the program, told by its message or, without one, by its code.
+/// A request to end the program; its text is its message or, without one, its code.
 class KVL_EXPORT nex_ExitException : public nex_Exception {
  public:
   explicit nex_ExitException(nex_ExitStatus const& status) : m_Value(status) {}
@@ -17,7 +17,8 @@ class KVL_EXPORT nex_ExitException : public nex_Exception {
   explicit nex_ExitException(cls_ReadVisitor const& visitor);
 
   /// The message alone; "Exit code: " and the code where the message is empty.
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
   nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;

@@ -39,9 +39,9 @@ atr_String* Appended(char const* text) {
   return message;
 }
 
-/// The detailed message as it stands; empty while the module is not initialised.
-atr_String JournalText() {
-  return s_Detailed == nullptr ? atr_String(""_cow) : *s_Detailed;
+/// The current detailed message; empty while the module is not initialised.
+atr_String JournalText(atr_String const* detailed) {
+  return detailed == nullptr ? atr_String(""_cow) : *detailed;
 }
 
 } // namespace
@@ -60,9 +60,9 @@ void nex_OutOfMemoryMessages::Destroy() noexcept {
 
 nex_OutOfMemoryException::nex_OutOfMemoryException(atr_String const& message, nex_OutOfMemoryErrEnm error)
     : m_Msg(message), m_Err(error) {
-  // Both grow with every such exception and nothing trims them. Meant. The copy is what is added, because
+  // Intentional: both grow with every such exception, and nothing trims them. The copy is appended, because
   // `message` may be one of the two.
-  if (s_Detailed != nullptr) s_Detailed->Append(m_Msg);
+  if (atr_String* const detailed = GetOutOfMemoryMsgDetailed()) detailed->Append(m_Msg);
   if (s_Generic != nullptr) s_Generic->Append(m_Msg);
 }
 
@@ -71,10 +71,10 @@ nex_OutOfMemoryException::nex_OutOfMemoryException(cls_ReadVisitor const& visito
       m_Msg(visitor.Read(cls_FieldHandle(0, "m_Msg"_cow), atr_String(""_cow))),
       m_Err(static_cast<nex_OutOfMemoryErrEnm>(visitor.ReadEnum(cls_FieldHandle(1, "m_Err"_cow)))),
       m_Uid(visitor.GetUid()) {
-  if (s_Detailed != nullptr) *s_Detailed = m_Msg;
+  if (atr_String* const detailed = GetOutOfMemoryMsgDetailed()) *detailed = m_Msg;
 }
 
-atr_String nex_OutOfMemoryException::AsString() const {
+atr_String nex_OutOfMemoryException::AsString() {
   return JournalMessage();
 }
 
@@ -82,7 +82,7 @@ void nex_OutOfMemoryException::Propagate() const {
   throw nex_OutOfMemoryException(*this);
 }
 
-nex_OutOfMemoryException* nex_OutOfMemoryException::Copy() const {
+nex_Exception* nex_OutOfMemoryException::Copy() const {
   return new nex_OutOfMemoryException(*this);
 }
 
@@ -91,7 +91,7 @@ unsigned int nex_OutOfMemoryException::DynTypeId() const {
 }
 
 void nex_OutOfMemoryException::DBWrite(cls_WriteVisitor const& visitor) const {
-  m_Msg = JournalText();
+  m_Msg = JournalText(GetOutOfMemoryMsgDetailed());
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   nex_Exception::DBWrite(cls_WriteVisitor(visitor, nex_Exception::TypeId()));
   visitor.Write(cls_FieldHandle(0, "m_Msg"_cow), m_Msg);
@@ -99,11 +99,11 @@ void nex_OutOfMemoryException::DBWrite(cls_WriteVisitor const& visitor) const {
   visitor.WriteEnum(cls_FieldHandle(1, "m_Err"_cow), error);
 }
 
-atr_String nex_OutOfMemoryException::JournalMessage() const {
-  return JournalText();
+atr_String nex_OutOfMemoryException::JournalMessage() {
+  return JournalText(GetOutOfMemoryMsgDetailed());
 }
 
-atr_String nex_OutOfMemoryException::ErrorName() const {
+atr_String nex_OutOfMemoryException::ErrorName() {
   return atr_String("OutOfMemory");
 }
 

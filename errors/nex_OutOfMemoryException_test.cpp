@@ -1,17 +1,22 @@
 #include "errors/nex_OutOfMemoryException.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
 
 #include "tests/support/ExceptionCases.h"
 #include "tests/support/InitialisedModule.h"
 
 namespace {
 
-// The messages are part of the product's contract, byte for byte.
+// The exact texts are part of the interface.
 constexpr std::string_view DetailedText =
     "*** Error: An out of memory error occurred, or the KORVEL/CAE memory limit was reached.\n"
     " \n"
@@ -44,7 +49,7 @@ constexpr std::string_view GenericText =
 class OutOfMemory : public ::testing::Test {
  protected:
   static std::string Detailed() {
-    return std::string(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->View());
+    return std::string(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().View());
   }
   static std::string Generic() {
     return std::string(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->View());
@@ -56,12 +61,16 @@ class OutOfMemory : public ::testing::Test {
   InitialisedModule m_Module;
 };
 
+template <class Exception>
+concept AsksDetailed = requires {
+  Exception::GetOutOfMemoryMsgDetailed();
+};
+
 } // namespace
 
 TEST_F(OutOfMemory, DetailedMessageIsTheFixedText) {
   EXPECT_EQ(Detailed(), DetailedText);
   EXPECT_EQ(Detailed().size(), 1066U);
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
 }
 
 TEST_F(OutOfMemory, GenericMessageIsTheFixedText) {
@@ -71,11 +80,9 @@ TEST_F(OutOfMemory, GenericMessageIsTheFixedText) {
 }
 
 TEST_F(OutOfMemory, MessagesAreTheSameObjectsAtEveryCall) {
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(),
-            nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed());
+  nex_OutOfMemoryException const exception(NEX_OUTOFMEMORY_LIMIT);
+  EXPECT_TRUE(exception.JournalMessage().AsCow().SharesBufferWith(exception.JournalMessage().AsCow()));
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(),
-            nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric());
-  EXPECT_NE(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(),
             nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric());
 }
 
@@ -86,7 +93,7 @@ TEST_F(OutOfMemory, TextIsTheDetailedMessage) {
   EXPECT_EQ(exception.UserReport(), DetailedText);
 }
 
-TEST_F(OutOfMemory, DeveloperReportPlacesTheDetailedMessage) {
+TEST_F(OutOfMemory, DeveloperReportContainsTheDetailedMessage) {
   try {
     nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).Throw("mem_Pool", 12);
   } catch (nex_Exception const& thrown) {
@@ -95,7 +102,7 @@ TEST_F(OutOfMemory, DeveloperReportPlacesTheDetailedMessage) {
   }
 }
 
-TEST_F(OutOfMemory, ConstructionFromTheCodeAloneLeavesTheMessages) {
+TEST_F(OutOfMemory, ConstructionWithoutMessageKeepsTheMessages) {
   nex_OutOfMemoryException const exception(NEX_OUTOFMEMORY_LIMIT);
   EXPECT_FALSE(exception.Message().HasText());
   EXPECT_EQ(exception.Error(), NEX_OUTOFMEMORY_LIMIT);
@@ -103,7 +110,7 @@ TEST_F(OutOfMemory, ConstructionFromTheCodeAloneLeavesTheMessages) {
   EXPECT_EQ(Generic(), GenericText);
 }
 
-TEST_F(OutOfMemory, ConstructionWithAMessageAddsItToBothMessages) {
+TEST_F(OutOfMemory, ConstructionWithAMessageAppendsItToBothMessages) {
   nex_OutOfMemoryException const exception = WithMessage("While meshing.");
   EXPECT_EQ(exception.Message(), "While meshing.");
   EXPECT_EQ(exception.Error(), NEX_OUTOFMEMORY_SYSTEM);
@@ -129,7 +136,7 @@ TEST_F(OutOfMemory, CopiesAndThrowsAddNothing) {
   EXPECT_EQ(Detailed(), std::string(DetailedText) + "A");
 }
 
-TEST_F(OutOfMemory, MessagesKeepGrowingAfterTheExceptionsAreGone) {
+TEST_F(OutOfMemory, MessagesStayGrownAfterTheExceptionsAreDestroyed) {
   for (int i = 0; i < 100; ++i) WithMessage("x");
   EXPECT_EQ(Detailed(), std::string(DetailedText) + std::string(100, 'x'));
   EXPECT_EQ(Generic(), std::string(GenericText) + std::string(100, 'x'));
@@ -148,22 +155,41 @@ TEST_F(OutOfMemory, TextTakenEarlierDoesNotGrow) {
 }
 
 TEST_F(OutOfMemory, ProcessWideMessagesMayThemselvesBeTheMessage) {
-  nex_OutOfMemoryException const detailed(*nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(),
-                                          NEX_OUTOFMEMORY_LIMIT);
-  std::string const text(DetailedText);
+  nex_OutOfMemoryException const generic(*nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(),
+                                         NEX_OUTOFMEMORY_LIMIT);
+  EXPECT_EQ(Generic(), std::string(GenericText) + std::string(GenericText));
+  std::string const text = std::string(DetailedText) + std::string(GenericText);
+  EXPECT_EQ(Detailed(), text);
+  nex_OutOfMemoryException const detailed(generic.JournalMessage(), NEX_OUTOFMEMORY_LIMIT);
   EXPECT_EQ(detailed.Message(), text);
   EXPECT_EQ(Detailed(), text + text);
-  EXPECT_EQ(Generic(), std::string(GenericText) + text);
+  EXPECT_EQ(Generic(), std::string(GenericText) + std::string(GenericText) + text);
 }
 
 TEST_F(OutOfMemory, JournalMessageCanBeOverridden) {
   struct Short : nex_OutOfMemoryException {
     using nex_OutOfMemoryException::nex_OutOfMemoryException;
-    atr_String JournalMessage() const override { return atr_String("short"); }
+    atr_String JournalMessage() override { return atr_String("short"); }
   };
   Short const exception(NEX_OUTOFMEMORY_LIMIT);
   EXPECT_EQ(exception.AsString(), "short");
   EXPECT_EQ(exception.DeveloperReport(), "Exception: short in file  at line 0");
+}
+
+TEST_F(OutOfMemory, CopyReturnsTheRootType) {
+  static_assert(
+      std::is_same_v<decltype(std::declval<nex_OutOfMemoryException const&>().Copy()), nex_Exception*>);
+  std::unique_ptr<nex_Exception> const copy(WithMessage("A").Copy());
+  nex_Exception const& copied = *copy;
+  EXPECT_EQ(typeid(copied), typeid(nex_OutOfMemoryException));
+}
+
+TEST_F(OutOfMemory, DetailedMessageIsHiddenInTheLibrary) {
+  static_assert(!AsksDetailed<nex_OutOfMemoryException>);
+  char const* const generic = "_ZN24nex_OutOfMemoryException24GetOutOfMemoryMsgGenericEv";
+  char const* const detailed = "_ZN24nex_OutOfMemoryException25GetOutOfMemoryMsgDetailedEv";
+  EXPECT_NE(dlsym(RTLD_DEFAULT, generic), nullptr);
+  EXPECT_EQ(dlsym(RTLD_DEFAULT, detailed), nullptr);
 }
 
 TEST_F(OutOfMemory, ErrorNameIsFixed) {
@@ -171,30 +197,30 @@ TEST_F(OutOfMemory, ErrorNameIsFixed) {
   EXPECT_EQ(WithMessage("A").ErrorName(), "OutOfMemory");
 }
 
-TEST_F(OutOfMemory, EveryCodeIsCarriedUnchanged) {
+TEST_F(OutOfMemory, EveryCodeIsKeptUnchanged) {
   EXPECT_EQ(sizeof(nex_OutOfMemoryErrEnm), 4U);
   for (int code : {-2147483647 - 1, -1, 0, 1, 77, 2147483647}) {
     nex_OutOfMemoryException const exception(static_cast<nex_OutOfMemoryErrEnm>(code));
     EXPECT_EQ(static_cast<int>(exception.Error()), code);
-    std::unique_ptr<nex_OutOfMemoryException> const copy(exception.Copy());
+    std::unique_ptr<nex_OutOfMemoryException> const copy(
+        static_cast<nex_OutOfMemoryException*>(exception.Copy()));
     EXPECT_EQ(static_cast<int>(copy->Error()), code);
     EXPECT_EQ(exception.AsString(), DetailedText);
   }
 }
 
 TEST(OutOfMemoryWithoutModule, ThereAreNoMessages) {
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(), nullptr);
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(), nullptr);
   nex_OutOfMemoryException const exception(atr_String("A"), NEX_OUTOFMEMORY_LIMIT);
   EXPECT_EQ(exception.Message(), "A");
   EXPECT_EQ(exception.AsString(), "");
 }
 
-TEST(OutOfMemoryWithoutModule, NextStartBuildsTheMessagesAnew) {
+TEST(OutOfMemoryWithoutModule, NextStartRebuildsTheMessages) {
   std::optional<InitialisedModule> module(std::in_place);
   nex_OutOfMemoryException(atr_String("A"), NEX_OUTOFMEMORY_LIMIT).AsString();
   module.reset();
   module.emplace();
-  EXPECT_EQ(*nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(), DetailedText);
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage(), DetailedText);
   EXPECT_EQ(*nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(), GenericText);
 }

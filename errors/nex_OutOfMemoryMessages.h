@@ -2,7 +2,7 @@
 
 #include "platform/kvl_Export.h"
 
-/// Life of the two process-wide out-of-memory messages. For the module's start-up only.
+/// Makes and destroys the two process-wide out-of-memory messages. For the module's start-up and end only.
 struct nex_OutOfMemoryMessages {
   /// Builds the detailed message, then the generic one.
   static void Build();

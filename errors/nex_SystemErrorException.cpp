@@ -6,7 +6,7 @@
 
 namespace {
 
-// The field names are part of the stored form; members of a value are written with a dot and without number.
+// The field names are stored. Members of a value are written by name only: with a dot, without a number.
 cls_FieldHandle NativeField() {
   return cls_FieldHandle("m_Value.m_NativeErrorCode"_cow);
 }
@@ -18,12 +18,12 @@ cls_FieldHandle RuntimeField() {
 
 nex_SystemErrorException::nex_SystemErrorException(cls_ReadVisitor const& visitor)
     : nex_Exception(cls_ReadVisitor(visitor)), m_Value(COW_ERRORCODE_NONE), m_Uid(visitor.GetUid()) {
-  // The identity is taken before the fields here, after them in most other classes. Meant.
+  // Intentional: the identity is read before the fields. Most other classes read it after them.
   m_Value.m_NativeErrorCode = visitor.Read(NativeField(), 0U);
   m_Value.m_CRTErrorCode = visitor.Read(RuntimeField(), 0);
 }
 
-atr_String nex_SystemErrorException::AsString() const {
+atr_String nex_SystemErrorException::AsString() {
   atr_translate text("%s");
   atr_SubstituteFormat(text, 1, atr_StringBase(m_Value.GetText()));
   return text.Result();
@@ -45,6 +45,6 @@ void nex_SystemErrorException::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   nex_Exception::DBWrite(cls_WriteVisitor(visitor, nex_Exception::TypeId()));
   visitor.Write(NativeField(), m_Value.m_NativeErrorCode);
-  // Written unsigned although it is read signed: the 32 bits come back unchanged. Meant.
+  // Intentional: written as unsigned but read as signed. The 32 bits are read back unchanged.
   visitor.Write(RuntimeField(), static_cast<unsigned int>(m_Value.m_CRTErrorCode));
 }

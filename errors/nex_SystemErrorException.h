@@ -3,7 +3,7 @@
 #include "errors/nex_Exception.h"
 #include "platform/cow/cow_SystemErrorCode.h"
 
-/// A failure of the operating system or the run-time library, told by the system's texts for its codes.
+/// A failure of the operating system or the run-time library; its text is the system's text for its codes.
 class KVL_EXPORT nex_SystemErrorException : public nex_Exception {
  public:
   explicit nex_SystemErrorException(cow_SystemErrorCode const& code) : m_Value(code) {}
@@ -11,7 +11,8 @@ class KVL_EXPORT nex_SystemErrorException : public nex_Exception {
   /// Rebuilds a stored exception; absent codes are 0.
   explicit nex_SystemErrorException(cls_ReadVisitor const& visitor);
 
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
   nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;

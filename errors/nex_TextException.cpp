@@ -7,7 +7,7 @@ nex_TextException::nex_TextException(cls_ReadVisitor const& visitor)
     : nex_Exception(cls_ReadVisitor(visitor)),
       m_Value(visitor.Read(cls_FieldHandle(0, "m_Value"_cow), atr_String(""_cow))), m_Uid(visitor.GetUid()) {}
 
-atr_String nex_TextException::AsString() const {
+atr_String nex_TextException::AsString() {
   return m_Value;
 }
 

@@ -2,7 +2,7 @@
 
 #include "errors/nex_Exception.h"
 
-/// A plain failure, told by its message.
+/// A general failure; its text is its message.
 class KVL_EXPORT nex_TextException : public nex_Exception {
  public:
   explicit nex_TextException(atr_String const& message) : m_Value(message) {}
@@ -10,7 +10,8 @@ class KVL_EXPORT nex_TextException : public nex_Exception {
   /// Rebuilds a stored exception; an absent value is empty.
   explicit nex_TextException(cls_ReadVisitor const& visitor);
 
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
   nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;

@@ -33,7 +33,7 @@ constexpr typ_ArchCompEntry Entries[] = {
     {ClassKind, Root, "nex_OutOfMemoryException"},
 };
 
-// The lines that the checks report. They are part of the messages' contract and do not follow this file.
+// The lines that the checks report. Intentional: they are part of the messages, not lines of this file.
 constexpr int ClassAbsentLine = 46;
 constexpr int VersionAbsentLine = 60;
 constexpr int NameAbsentLine = 74;

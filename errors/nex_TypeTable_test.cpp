@@ -21,7 +21,7 @@ class TypeTable : public ::testing::Test {
     cls_ClassRegistrar::SetGetClassIDCheck(nullptr);
   }
 
-  /// The report of the text exception that a look-up raises.
+  /// The report of the text exception that a look-up throws.
   template <class LookUp> static std::string Raised(LookUp lookUp) {
     try {
       (void)lookUp();
@@ -64,12 +64,12 @@ TEST_F(TypeTable, NamesTheNineClassesByOrdinal) {
     EXPECT_EQ(typ_ArchCompTable::GetName(0x1F0000 + ordinal), Names[ordinal]);
 }
 
-TEST_F(TypeTable, OrdinalZeroAndTheOneBeyondHaveNoName) {
+TEST_F(TypeTable, OrdinalZeroAndTheOnePastTheEndHaveNoName) {
   EXPECT_EQ(typ_ArchCompTable::GetName(0x1F0000), "0x001F0000");
   EXPECT_EQ(typ_ArchCompTable::GetName(0x1F000A), "0x001F000A");
 }
 
-TEST_F(TypeTable, EverySubclassStandsRightBelowTheRoot) {
+TEST_F(TypeTable, EverySubclassIsDirectlyBelowTheRoot) {
   for (unsigned int type = 0x1F0002; type <= 0x1F0009; ++type) {
     EXPECT_TRUE(typ_ArchCompTable::IsParent(type, 0x1F0001));
     for (unsigned int other = 0x1F0002; other <= 0x1F0009; ++other)
@@ -133,13 +133,13 @@ TEST_F(TypeTable, AbsentNameIsReported) {
             "mesh_Node. in file nex_TypeTable at line 74");
 }
 
-TEST_F(TypeTable, AbsentNameTakesPerCentSignsAsTheyStand) {
+TEST_F(TypeTable, AbsentNameKeepsPerCentSigns) {
   EXPECT_EQ(GetClassID("50%s%d"_cow),
             "Exception: cls_ClassRegistrar::GetClassID failed: Class ID can't be retrieved from class name "
             "50%s%d. in file nex_TypeTable at line 74");
 }
 
-TEST_F(TypeTable, ChecksLetARegisteredClassPass) {
+TEST_F(TypeTable, ChecksAcceptARegisteredClass) {
   cls_ClassMetadata const& metadata =
       m_Registrar.CreateClassMD("mesh_Node"_cow, 0x7B0001, 3, nullptr, cls_ClassMetadata::RootClassId);
   EXPECT_EQ(ConstGet(0x7B0001), NothingRaised);
@@ -150,7 +150,7 @@ TEST_F(TypeTable, ChecksLetARegisteredClassPass) {
   EXPECT_EQ(m_Registrar.GetClassID("mesh_Node"_cow), 0x7B0001U);
 }
 
-TEST_F(TypeTable, ChecksLookIntoTheRegistrarThatIsAsked) {
+TEST_F(TypeTable, ChecksUseTheRegistrarThatIsAsked) {
   cls_ClassRegistrar other;
   other.CreateClassMD("nex_TextException"_cow, 0x1F0002, 800, nullptr, 0x1F0001);
   EXPECT_NE(ConstGet(0x1F0002), NothingRaised);
@@ -158,7 +158,7 @@ TEST_F(TypeTable, ChecksLookIntoTheRegistrarThatIsAsked) {
   EXPECT_NE(GetClassID("nex_TextException"_cow), NothingRaised);
 }
 
-TEST_F(TypeTable, ChecksRaiseATextExceptionAtTheTablesPlace) {
+TEST_F(TypeTable, ChecksThrowATextExceptionWithTheTablesPlace) {
   try {
     (void)m_Registrar.ConstGet(0x1F0002);
     FAIL() << NothingRaised;
@@ -171,7 +171,7 @@ TEST_F(TypeTable, ChecksRaiseATextExceptionAtTheTablesPlace) {
   }
 }
 
-TEST_F(TypeTable, ChecksStayWhenTheTypeTableIsEmptied) {
+TEST_F(TypeTable, ChecksRemainAfterTheTypeTableIsEmptied) {
   typ_ArchCompTable::Clear();
   EXPECT_EQ(ConstGet(0x1F0002), "Exception: cls_ClassRegistrar::ConstGet failed: Class 0x001F0002 is not "
                                 "declared in metadata. in file nex_TypeTable at line 46");

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The codes under which attributes are declared. Codes stand in stores: never renumber them. Codes that are
+/// The codes under which attributes are declared. The codes are stored: never renumber them. Codes that are
 /// not listed belong to the host and its back ends, which may declare attributes of further types.
 enum cls_AttributeType : int {
   ATTR_INT = 5,       ///< signed 32-bit integer, enumeration
@@ -8,7 +8,7 @@ enum cls_AttributeType : int {
   ATTR_STRING = 11,   ///< cow_String
   ATTR_TRSTRING = 12, ///< atr_String
 
-  // This project's own, far from the host's small numbers.
+  // Codes of this library, chosen far from the host's small numbers.
   ATTR_BOOL = 101,
   ATTR_FLOAT = 102,
   ATTR_DOUBLE = 103,

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Adds a note unless it is there already: declarations are replayed, and their notes are not to grow.
+/// Adds a note unless it is already there: declarations are replayed, and the notes must not grow.
 template <class T> void Note(std::vector<T>& notes, T const& note) {
   if (std::ranges::find(notes, note) == notes.end()) notes.push_back(note);
 }
@@ -21,7 +21,7 @@ cls_ClassMetadata::cls_ClassMetadata(cow_String const& name, unsigned int classI
                                      unsigned int baseClassId)
     : m_Name(name), m_ClassId(classId), m_BaseClassId(baseClassId), m_CtorFn(ctor), m_Version(version) {
   if (m_ClassId != m_BaseClassId) return;
-  // The misspelling is part of the text. Each line is a write of its own.
+  // Intentional: "metadat" is part of the text, and each line is written by its own call.
   std::fprintf(stderr, "ODB metadat for class: %s\n", m_Name.CharsOrEmpty());
   std::fprintf(stderr, "  Is incorrectly defined.  The base class ID is\n");
   std::fprintf(stderr, "  the same as the class ID.  Please correct this.\n");
@@ -39,7 +39,7 @@ void cls_ClassMetadata::DeleteCow(cow_COW<int, cow_Direct<int>>* data) const {
 }
 
 void* cls_ClassMetadata::Ctor(cls_ReadVisitor const& reader) const {
-  // The functions take a reader that is not const, although they only read.
+  // The constructor functions take a non-const reader, although they only read.
   return m_CtorFn == nullptr ? nullptr : m_CtorFn(const_cast<cls_ReadVisitor&>(reader));
 }
 
@@ -85,9 +85,10 @@ cls_ClassMetadata& cls_ClassMetadata::AddTableExtentQuantum(int quantum) {
 }
 
 int cls_ClassMetadata::MaxFieldID() const {
-  int greatest = -1;
-  for (omi_BtreeIterator i(m_Attributes); !i.IsDone(); i.Next())
-    greatest = std::max(greatest, i.Value().m_FieldId);
+  omi_BtreeIterator i(m_Attributes);
+  if (i.IsDone()) return -1;
+  int greatest = i.Value().m_FieldId;
+  for (i.Next(); !i.IsDone(); i.Next()) greatest = std::max(greatest, i.Value().m_FieldId);
   return greatest;
 }
 

@@ -25,8 +25,8 @@ using CowData = cow_COW<int, cow_Direct<int>>;
 
 constexpr unsigned int ClassId = 0x7C0001;
 
-cls_ReadVisitor* s_Reader = nullptr; // what a constructor function was given last
-std::vector<CowData*> s_Deleted;     // what the deletion functions were given
+cls_ReadVisitor* s_Reader = nullptr; // what a constructor function last received
+std::vector<CowData*> s_Deleted;     // what the deletion functions received
 std::vector<CowData*> s_DeletedByOther;
 int s_Built = 0;
 
@@ -63,7 +63,7 @@ class ClassMetadata : public ::testing::Test {
 
 using ClassMetadataDeathTest = ClassMetadata;
 
-/// Observes that a holder deletes through the virtual destructor.
+/// Shows that a holder deletes through the virtual destructor.
 class CountedMetadata : public cls_ClassMetadata {
  public:
   explicit CountedMetadata(int& alive) : cls_ClassMetadata("Counted"_cow, 7, 1, nullptr, 1), m_Alive(alive) {
@@ -75,7 +75,7 @@ class CountedMetadata : public cls_ClassMetadata {
   int& m_Alive;
 };
 
-/// Each write that a child process makes to standard error while it constructs the metadata, one by one.
+/// Each write to standard error that a child process makes while it constructs the metadata.
 std::vector<std::string> WritesOfConstruction(cow_String const& name) {
   std::array<int, 2> ends{};
   if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends.data()) != 0) return {"no socket"};
@@ -99,7 +99,7 @@ std::vector<std::string> WritesOfConstruction(cow_String const& name) {
 
 } // namespace
 
-TEST_F(ClassMetadata, KeepsWhatItIsMadeWith) {
+TEST_F(ClassMetadata, KeepsItsConstructorArguments) {
   cow_String const name("Washer");
   cls_ClassMetadata const metadata(name, 0xFFFFFFFFU, -4, &Build, 0x80000000U);
   EXPECT_TRUE(metadata.Name().SharesBufferWith(name));
@@ -108,18 +108,18 @@ TEST_F(ClassMetadata, KeepsWhatItIsMadeWith) {
   EXPECT_EQ(metadata.BaseClassId(), 0x80000000U);
 }
 
-TEST_F(ClassMetadata, BeginsWithoutAttributesAndDeletionFunction) {
+TEST_F(ClassMetadata, StartsWithoutAttributesOrDeletionFunction) {
   EXPECT_EQ(m_Metadata.GetAttributes().Count(), 0U);
   EXPECT_FALSE(m_Metadata.HasDtor());
   EXPECT_EQ(m_Metadata.TableExtentQuantum(), 4);
 }
 
-TEST_F(ClassMetadata, MayHaveNoName) {
+TEST_F(ClassMetadata, NameMayBeEmpty) {
   cls_ClassMetadata const metadata(cow_String(), ClassId, 1, nullptr, 1);
   EXPECT_FALSE(metadata.Name().HasText());
 }
 
-TEST_F(ClassMetadata, MayItselfHaveTheRootsIdWithAnotherBase) {
+TEST_F(ClassMetadata, MayHaveTheRootsIdWithAnotherBase) {
   cls_ClassMetadata const metadata("Root"_cow, cls_ClassMetadata::RootClassId, 1, nullptr, 0);
   EXPECT_EQ(metadata.ClassId(), 1U);
   EXPECT_EQ(metadata.BaseClassId(), 0U);
@@ -151,7 +151,7 @@ TEST_F(ClassMetadata, TableExtentQuantumIsKeptUnchecked) {
   }
 }
 
-TEST_F(ClassMetadata, AnAttributeIsKeptAsItIsDeclared) {
+TEST_F(ClassMetadata, AttributeIsKeptAsDeclared) {
   cow_String const name("m_Lengths");
   m_Metadata.AddAttribute(cls_FieldHandle(6, name), ATTR_UINT, 0xFFFFFFFFU, COLLECTION_LIST_UINT);
   cls_AttributeMetadata const* const attribute = m_Metadata.FindAttribute("m_Lengths"_cow);
@@ -163,7 +163,7 @@ TEST_F(ClassMetadata, AnAttributeIsKeptAsItIsDeclared) {
   EXPECT_EQ(attribute->m_CollectionType, COLLECTION_LIST_UINT);
 }
 
-TEST_F(ClassMetadata, AnAttributeTypeOfTheHostIsKeptToo) {
+TEST_F(ClassMetadata, AttributeTypeOfTheHostIsKeptToo) {
   m_Metadata.AddAttribute(cls_FieldHandle(0, "m_A"_cow), static_cast<cls_AttributeType>(77), 1,
                           static_cast<cls_CollectionType>(76));
   EXPECT_EQ(m_Metadata.FindAttribute("m_A"_cow)->m_Type, 77);
@@ -177,12 +177,12 @@ TEST_F(ClassMetadata, AttributeTypesHaveTheirStoredCodes) {
   EXPECT_EQ(ATTR_TRSTRING, 12);
 }
 
-TEST_F(ClassMetadata, AnAttributeOfAHandleByNameHasNoNumber) {
+TEST_F(ClassMetadata, AttributeOfAHandleWithoutNumberHasNoNumber) {
   m_Metadata.AddAttribute(cls_FieldHandle("m_A"_cow), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_EQ(m_Metadata.FindAttribute("m_A"_cow)->m_FieldId, -1);
 }
 
-TEST_F(ClassMetadata, ASecondAttributeOfANameLeavesTheFirst) {
+TEST_F(ClassMetadata, SecondAttributeOfANameKeepsTheFirst) {
   ::testing::internal::CaptureStderr();
   m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
       .AddAttribute(cls_FieldHandle(2, "m_A"_cow), ATTR_STRING, 5, COLLECTION_LIST_STRING);
@@ -195,7 +195,7 @@ TEST_F(ClassMetadata, ASecondAttributeOfANameLeavesTheFirst) {
   EXPECT_EQ(attribute->m_CollectionType, COLLECTION_NONE);
 }
 
-TEST_F(ClassMetadata, ADeclarationThatIsDroppedBecauseItDiffersIsNoted) {
+TEST_F(ClassMetadata, DroppedDeclarationThatDiffersIsNoted) {
   m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_TRUE(m_Metadata.DroppedAttributes().empty());
   std::vector<cls_AttributeMetadata> const others{{2, "m_A"_cow, ATTR_INT, 1, COLLECTION_NONE},
@@ -210,7 +210,7 @@ TEST_F(ClassMetadata, ADeclarationThatIsDroppedBecauseItDiffersIsNoted) {
   EXPECT_EQ(m_Metadata.FindAttribute("m_A"_cow)->m_Type, ATTR_INT);
 }
 
-TEST_F(ClassMetadata, AnEqualRepeatIsNotNoted) {
+TEST_F(ClassMetadata, EqualRepeatIsNotNoted) {
   for (int i = 0; i < 3; ++i)
     m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
         .AddAttribute(cls_FieldHandle("m_B"_cow), ATTR_STRING, 1, COLLECTION_LIST_STRING)
@@ -220,21 +220,21 @@ TEST_F(ClassMetadata, AnEqualRepeatIsNotNoted) {
   EXPECT_TRUE(m_Metadata.DroppedClasses().empty());
 }
 
-TEST_F(ClassMetadata, ADroppedDeclarationIsNotedOnce) {
+TEST_F(ClassMetadata, DroppedDeclarationIsNotedOnce) {
   for (int i = 0; i < 3; ++i)
     m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
         .AddAttribute(cls_FieldHandle(2, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_EQ(m_Metadata.DroppedAttributes().size(), 1U);
 }
 
-TEST_F(ClassMetadata, ASecondAttributeWithoutNameIsNoted) {
+TEST_F(ClassMetadata, SecondAttributeWithoutNameIsNoted) {
   m_Metadata.AddAttribute(cls_FieldHandle(0, ""_cow), ATTR_INT, 1, COLLECTION_NONE)
       .AddAttribute(cls_FieldHandle(1, ""_cow), ATTR_INT, 1, COLLECTION_NONE);
   ASSERT_EQ(m_Metadata.DroppedAttributes().size(), 1U);
   EXPECT_EQ(m_Metadata.DroppedAttributes()[0].m_FieldId, 1);
 }
 
-TEST_F(ClassMetadata, AnEqualRepeatAllocatesNothing) {
+TEST_F(ClassMetadata, EqualRepeatAllocatesNothing) {
   cow_String const name("m_A");
   m_Metadata.AddAttribute(cls_FieldHandle(1, name), ATTR_INT, 1, COLLECTION_NONE);
   long long const before = HeapCount();
@@ -242,13 +242,13 @@ TEST_F(ClassMetadata, AnEqualRepeatAllocatesNothing) {
   EXPECT_EQ(HeapCount(), before);
 }
 
-TEST_F(ClassMetadata, AttributesOfOneNumberStandBesideEachOther) {
+TEST_F(ClassMetadata, AttributesMayHaveTheSameNumber) {
   m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
       .AddAttribute(cls_FieldHandle(1, "m_B"_cow), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_EQ(Names(), std::vector<std::string>({"m_A", "m_B"}));
 }
 
-TEST_F(ClassMetadata, SaysThatNumbersMayBeSharedWhenTheyAre) {
+TEST_F(ClassMetadata, MayShareNumbersIsTrueWhenNumbersAreShared) {
   auto const add = [&](int number, char const* name) {
     m_Metadata.AddAttribute(cls_FieldHandle(number, cow_String(name)), ATTR_INT, 1, COLLECTION_NONE);
     return m_Metadata.MayShareNumbers();
@@ -262,20 +262,20 @@ TEST_F(ClassMetadata, SaysThatNumbersMayBeSharedWhenTheyAre) {
   EXPECT_TRUE(add(7, "m_C"));
 }
 
-TEST_F(ClassMetadata, AttributesStandInTheByteOrderOfTheirNames) {
+TEST_F(ClassMetadata, AttributesAreInTheByteOrderOfTheirNames) {
   for (char const* name : {"m_b", "m_B", "", "m_10", "m_2", "m_\xC3\xA4", "m_"})
     m_Metadata.AddAttribute(cls_FieldHandle(cow_String(name)), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_EQ(Names(), std::vector<std::string>({"", "m_", "m_10", "m_2", "m_B", "m_b", "m_\xC3\xA4"}));
 }
 
-TEST_F(ClassMetadata, AHandleWithoutNameIsTheEmptyName) {
+TEST_F(ClassMetadata, HandleWithoutNameIsTheEmptyName) {
   m_Metadata.AddAttribute(cls_FieldHandle(), ATTR_INT, 1, COLLECTION_NONE)
       .AddAttribute(cls_FieldHandle(3, ""_cow), ATTR_UINT, 1, COLLECTION_NONE);
   EXPECT_EQ(m_Metadata.GetAttributes().Count(), 1U);
   EXPECT_EQ(m_Metadata.FindAttribute(""_cow)->m_Type, ATTR_INT);
 }
 
-TEST_F(ClassMetadata, AnUndeclaredAttributeIsNotFound) {
+TEST_F(ClassMetadata, UndeclaredAttributeIsNotFound) {
   EXPECT_EQ(m_Metadata.FindAttribute("m_A"_cow), nullptr);
   m_Metadata.AddAttribute(cls_FieldHandle(1, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_EQ(m_Metadata.FindAttribute("m_B"_cow), nullptr);
@@ -296,12 +296,18 @@ TEST_F(ClassMetadata, MaxFieldIDIsTheGreatestNumber) {
 
 TEST_F(ClassMetadata, MaxFieldIDComparesSigned) {
   m_Metadata.AddAttribute(cls_FieldHandle(-9, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE);
-  EXPECT_EQ(m_Metadata.MaxFieldID(), -1);
+  EXPECT_EQ(m_Metadata.MaxFieldID(), -9);
   m_Metadata.AddAttribute(cls_FieldHandle(0, "m_B"_cow), ATTR_INT, 1, COLLECTION_NONE);
   EXPECT_EQ(m_Metadata.MaxFieldID(), 0);
   m_Metadata.AddAttribute(cls_FieldHandle(std::numeric_limits<int>::max(), "m_C"_cow), ATTR_INT, 1,
                           COLLECTION_NONE);
   EXPECT_EQ(m_Metadata.MaxFieldID(), std::numeric_limits<int>::max());
+}
+
+TEST_F(ClassMetadata, MaxFieldIDOfNegativeNumbersIsTheGreatestOfThem) {
+  m_Metadata.AddAttribute(cls_FieldHandle(-5, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
+      .AddAttribute(cls_FieldHandle(-3, "m_B"_cow), ATTR_INT, 1, COLLECTION_NONE);
+  EXPECT_EQ(m_Metadata.MaxFieldID(), -3);
 }
 
 TEST_F(ClassMetadata, MaxFieldIDDoesNotCountAnIgnoredAttribute) {
@@ -321,7 +327,7 @@ TEST_F(ClassMetadata, DBWriteDoesNothing) {
 
 TEST_F(ClassMetadata, DeleteDoesNothing) {
   m_Metadata.AddDtor(&DeleteData);
-  int object = 5; // would not survive to be deleted
+  int object = 5; // on the stack: deleting it would crash
   m_Metadata.Delete(&object);
   m_Metadata.Delete(nullptr);
   EXPECT_EQ(object, 5);
@@ -347,14 +353,14 @@ TEST_F(ClassMetadata, DeleteCowWithoutDeletionFunctionDoesNothing) {
   EXPECT_EQ(m_Data.ConstGet(), 4);
 }
 
-TEST_F(ClassMetadata, ASecondDeletionFunctionReplacesTheFirst) {
+TEST_F(ClassMetadata, SecondDeletionFunctionReplacesTheFirst) {
   m_Metadata.AddDtor(&DeleteData).AddDtor(&DeleteDataOtherwise);
   m_Metadata.DeleteCow(&m_Data);
   EXPECT_TRUE(s_Deleted.empty());
   EXPECT_EQ(s_DeletedByOther, std::vector<CowData*>({&m_Data}));
 }
 
-TEST_F(ClassMetadata, ANullDeletionFunctionTakesTheFirstAway) {
+TEST_F(ClassMetadata, NullDeletionFunctionRemovesTheFirst) {
   m_Metadata.AddDtor(&DeleteData).AddDtor(nullptr);
   EXPECT_FALSE(m_Metadata.HasDtor());
   m_Metadata.DeleteCow(&m_Data);
@@ -365,14 +371,14 @@ TEST_F(ClassMetadata, CtorReturnsWhatTheFunctionBuildsFromThisReader) {
   cls_ClassMetadata const metadata("Bolt"_cow, ClassId, 1, &Build, 1);
   cls_ReadVisitor const reader(nullptr);
   EXPECT_EQ(metadata.Ctor(reader), &s_Built);
-  EXPECT_EQ(s_Reader, &reader); // the reader itself: a copy would stand on the base-class part
+  EXPECT_EQ(s_Reader, &reader); // the reader itself: a copy would read the base-class part
 }
 
 TEST_F(ClassMetadata, CtorWithoutFunctionReturnsNull) {
   EXPECT_EQ(m_Metadata.Ctor(cls_ReadVisitor(nullptr)), nullptr);
 }
 
-TEST_F(ClassMetadata, TheLastHolderDeletesADerivedObject) {
+TEST_F(ClassMetadata, LastHolderDeletesADerivedObject) {
   int alive = 0;
   {
     cls_ClassMetadataHld first(new CountedMetadata(alive));
@@ -387,21 +393,21 @@ TEST_F(ClassMetadata, TheLastHolderDeletesADerivedObject) {
   EXPECT_EQ(alive, 0);
 }
 
-TEST_F(ClassMetadata, AHolderOfNothingCountsItself) {
+TEST_F(ClassMetadata, EmptyHolderCountsItself) {
   cls_ClassMetadataHld const holder;
   EXPECT_EQ(holder.Ptr(), nullptr);
   EXPECT_EQ(holder.UseCount(), 1);
   static_assert(sizeof holder == 2 * sizeof(void*));
 }
 
-TEST_F(ClassMetadataDeathTest, AClassThatIsItsOwnBaseEndsTheProcess) {
+TEST_F(ClassMetadataDeathTest, ClassThatIsItsOwnBaseEndsTheProcess) {
   EXPECT_EXIT(cls_ClassMetadata("Bolt"_cow, ClassId, 1, nullptr, ClassId), ::testing::KilledBySignal(SIGABRT),
               ::testing::Eq("ODB metadat for class: Bolt\n"
                             "  Is incorrectly defined.  The base class ID is\n"
                             "  the same as the class ID.  Please correct this.\n"));
 }
 
-TEST_F(ClassMetadataDeathTest, AClassThatIsItsOwnBaseEndsTheProcessWhateverTheVersion) {
+TEST_F(ClassMetadataDeathTest, ClassThatIsItsOwnBaseEndsTheProcessForAnyVersion) {
   for (int const version : {std::numeric_limits<int>::min(), -1, 0, 871, std::numeric_limits<int>::max()})
     EXPECT_EXIT(cls_ClassMetadata("Nut"_cow, 0xFFFFFFFFU, version, &Build, 0xFFFFFFFFU),
                 ::testing::KilledBySignal(SIGABRT),
@@ -410,14 +416,14 @@ TEST_F(ClassMetadataDeathTest, AClassThatIsItsOwnBaseEndsTheProcessWhateverTheVe
                               "  the same as the class ID.  Please correct this.\n"));
 }
 
-TEST_F(ClassMetadataDeathTest, TheRootIdIsNoExceptionToIt) {
+TEST_F(ClassMetadataDeathTest, RootIdAsItsOwnBaseEndsTheProcessToo) {
   EXPECT_EXIT(cls_ClassMetadata("Root"_cow, 1, 1, nullptr, 1), ::testing::KilledBySignal(SIGABRT),
               ::testing::Eq("ODB metadat for class: Root\n"
                             "  Is incorrectly defined.  The base class ID is\n"
                             "  the same as the class ID.  Please correct this.\n"));
 }
 
-TEST_F(ClassMetadataDeathTest, AClassWithoutNameIsShownWithoutOne) {
+TEST_F(ClassMetadataDeathTest, EmptyNameIsPrintedAsEmpty) {
   EXPECT_EXIT(cls_ClassMetadata(cow_String(), ClassId, 1, nullptr, ClassId),
               ::testing::KilledBySignal(SIGABRT),
               ::testing::Eq("ODB metadat for class: \n"
@@ -425,7 +431,7 @@ TEST_F(ClassMetadataDeathTest, AClassWithoutNameIsShownWithoutOne) {
                             "  the same as the class ID.  Please correct this.\n"));
 }
 
-TEST_F(ClassMetadataDeathTest, APercentSignInTheNameIsText) {
+TEST_F(ClassMetadataDeathTest, PercentSignInTheNameIsPrinted) {
   EXPECT_EXIT(cls_ClassMetadata("100%s"_cow, ClassId, 1, nullptr, ClassId),
               ::testing::KilledBySignal(SIGABRT),
               ::testing::Eq("ODB metadat for class: 100%s\n"
@@ -433,7 +439,7 @@ TEST_F(ClassMetadataDeathTest, APercentSignInTheNameIsText) {
                             "  the same as the class ID.  Please correct this.\n"));
 }
 
-TEST_F(ClassMetadataDeathTest, EachLineIsAWriteOfItsOwn) {
+TEST_F(ClassMetadataDeathTest, EachLineIsOneWrite) {
   EXPECT_EQ(WritesOfConstruction("Bolt"_cow),
             std::vector<std::string>({"ODB metadat for class: Bolt\n",
                                       "  Is incorrectly defined.  The base class ID is\n",

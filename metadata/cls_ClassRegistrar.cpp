@@ -14,18 +14,18 @@ cls_ClassRegistrar::GetClassIDCheck s_GetClassIDCheck = nullptr;
 
 constexpr int NoVersion = -1;
 
-/// The metadata that a look-up found. Without checks a miss arrives here, and a reference to nothing must not
-/// get any further.
+/// The metadata that a look-up found. Without checks, a failed look-up gets here and must not return a null
+/// reference.
 cls_ClassMetadata const& Found(cls_ClassMetadataHld const& holder) {
   if (holder.Ptr() == nullptr) {
-    std::fputs("cls_ClassRegistrar: a class that is not registered was asked for\n", stderr);
+    std::fputs("cls_ClassRegistrar: look-up of a class that is not registered\n", stderr);
     std::abort();
   }
   return *holder.Ptr();
 }
 
 void WarnOfDuplicate(cls_ClassMetadata const& metadata) {
-  if (std::getenv("KORVEL_SITE") == nullptr) return;
+  if (std::getenv("KORVEL_SITE") == nullptr) return; // NOLINT(concurrency-mt-unsafe)
   std::fprintf(stderr, "WARNING: Metadata for class %s version %d has been initialized more than once.\n",
                metadata.Name().CharsOrEmpty(), metadata.Version());
 }
@@ -52,7 +52,7 @@ cls_ClassMetadata& cls_ClassRegistrar::CreateClassMD(cow_String const& name, uns
 }
 
 cls_ClassMetadata& cls_ClassRegistrar::AddClassMD(cls_ClassMetadata* metadata) {
-  return Register(cls_ClassMetadataHld(metadata)); // a duplicate goes with the holder
+  return Register(cls_ClassMetadataHld(metadata)); // the holder deletes a duplicate
 }
 
 cls_ClassMetadata& cls_ClassRegistrar::Register(cls_ClassMetadataHld const& fresh) {
@@ -122,7 +122,7 @@ int cls_ClassRegistrar::GetLastClassVersionNumber(unsigned int const& classId) c
 }
 
 int cls_ClassRegistrar::GetFirstClassVersionNumberGREQ(unsigned int const& classId, int version) const {
-  // -1 is both "none yet" and a value, so a registered version of -1 is never answered. Meant.
+  // Intentional: a registered version of -1 is never returned, because -1 also means "none found yet".
   int result = NoVersion;
   for (omi_BtreeIterator i(m_ByIdVersion); !i.IsDone(); i.Next()) {
     int const candidate = i.Key().m_Version;
@@ -133,7 +133,7 @@ int cls_ClassRegistrar::GetFirstClassVersionNumberGREQ(unsigned int const& class
 }
 
 int cls_ClassRegistrar::GetPreviousClassVersionNumber(unsigned int const& classId, int version) const {
-  int result = NoVersion; // as above
+  int result = NoVersion; // intentional: as in GetFirstClassVersionNumberGREQ
   for (omi_BtreeIterator i(m_ByIdVersion); !i.IsDone(); i.Next()) {
     int const candidate = i.Key().m_Version;
     if (i.Key().m_ClassId != classId || candidate >= version) continue;

@@ -10,20 +10,22 @@
 #include "platform/omni/omi_Btree.h"
 
 /// A registry of class metadata: the newest version of a class, an exact version, the ID of a class name, and
-/// who derives from whom. Filled by registration functions at start-up (see cls_MetadataRegistrar), read by
-/// whoever builds or deletes persisted objects.
+/// which class derives from which. Registration functions fill it at start-up (see cls_MetadataRegistrar);
+/// code that builds or deletes persisted objects reads it.
 ///
-/// A version query answers -1 for "no such version"; versions are not negative.
+/// A version query returns -1 for "no such version"; versions are not negative.
 ///
-/// Invariants: 1. The first registration of a (class ID, version) stays; a later one is discarded. 2. The
-/// newest-version index holds the greatest version of each class. 3. Nothing is ever unregistered.
+/// Invariants:
+/// 1. The first registration of a (class ID, version) is kept; a later one is discarded.
+/// 2. The newest-version index holds the greatest version of each class.
+/// 3. Nothing is ever unregistered.
 ///
 /// Checks: three process-wide hooks run at the start of the look-ups that must succeed. nex_initialize
-/// installs ones that raise nex_TextException. Without them, a look-up of an unknown class or version ends
+/// installs hooks that throw nex_TextException. Without them, a look-up of an unknown class or version ends
 /// the process, and an unknown name gives class ID 0.
 ///
-/// Thread rule: filled by one thread before others read; no lock. Look-ups write nothing and,
-/// but for the two version queries that walk the registry, allocate nothing.
+/// Thread rule: filled by one thread before others read; no lock. Look-ups write nothing and, except for the
+/// two version queries that walk the registry, allocate nothing.
 class KVL_EXPORT cls_ClassRegistrar {
  public:
   using ConstGetCheck = void (*)(cls_ClassRegistrar const&, unsigned int const& classId);
@@ -32,20 +34,21 @@ class KVL_EXPORT cls_ClassRegistrar {
   using Versions = omi_Btree<cls_CIDVersion, cls_ClassMetadataHld>;
 
   cls_ClassRegistrar() = default;
-  /// Whoever keeps the registrar by reference, as a store does, must be gone: an assertion.
+  /// REQUIRES: everything that keeps the registrar by reference, such as a store, is destroyed (an
+  /// assertion).
   ~cls_ClassRegistrar();
   cls_ClassRegistrar(cls_ClassRegistrar const&) = delete;
   cls_ClassRegistrar& operator=(cls_ClassRegistrar const&) = delete;
 
   /// Makes and registers the metadata of a class; see cls_ClassMetadata's constructor. Returns what the
-  /// registry keeps for (classId, version): what was there already, if anything was. That then notes what
-  /// this registration has otherwise (cls_ClassMetadata::DroppedClasses).
+  /// registry keeps for (classId, version). If that was already registered, it notes how this registration
+  /// differs (cls_ClassMetadata::DroppedClasses).
   cls_ClassMetadata& CreateClassMD(cow_String const& name, unsigned int classId, int version,
                                    cls_ClassMetadata::CtorFn ctor, unsigned int baseClassId);
 
-  /// Registers metadata that the caller made, and takes ownership. Otherwise as CreateClassMD: when its
-  /// (class ID, version) is registered already, `metadata` is deleted and the registered one returned. A
-  /// duplicate is told on the standard error stream when the environment has KORVEL_SITE.
+  /// Registers metadata that the caller made, and takes ownership. Otherwise as CreateClassMD: if its
+  /// (class ID, version) is already registered, `metadata` is deleted and the registered one returned. A
+  /// duplicate is reported on the standard error stream if the environment has KORVEL_SITE.
   cls_ClassMetadata& AddClassMD(cls_ClassMetadata* metadata);
 
   [[nodiscard]] bool ClassIsPresent(unsigned int const& classId) const;
@@ -58,8 +61,8 @@ class KVL_EXPORT cls_ClassRegistrar {
   /// Exactly this version of a class; the version queries below choose one. Checked.
   [[nodiscard]] cls_ClassMetadata const& GetClassMetadata(unsigned int classId, int version) const;
 
-  /// The class ID of a name: the one that was registered under it first. A class is known by the name of its
-  /// first registration only. Checked.
+  /// The class ID of a name: the class first registered under it. A class is known only by the name of its
+  /// first registration. Checked.
   [[nodiscard]] unsigned int GetClassID(cow_String const& name) const;
 
   /// The greatest registered version of a class. Checked.
@@ -71,15 +74,15 @@ class KVL_EXPORT cls_ClassRegistrar {
   /// The greatest registered version that is less than `version`, or -1. Walks the whole registry.
   [[nodiscard]] int GetPreviousClassVersionNumber(unsigned int const& classId, int version) const;
 
-  /// Whether `derived` is `base` or derives from it, by the newest version of each class on the way; an
-  /// unregistered class derives from nothing but itself. Classes must not derive from each other in a circle.
+  /// Whether `derived` is `base` or derives from it, by the newest version of each class on the way. An
+  /// unregistered class derives only from itself. REQUIRES: no class derives from itself through others.
   [[nodiscard]] bool InheritanceCheck(unsigned int const& derived, unsigned int const& base) const;
 
-  /// Makes a name that is unknown stand for a class ID. It removes nothing, whatever its name says. Meant.
+  /// Registers an unknown name for a class ID. Intentional: despite its name, it removes nothing.
   void DeleteClass(cow_String const& name, unsigned int classId);
 
   /// Deletes an object's copy-on-write data with the deletion function of its class, or of the nearest base
-  /// class that has one. False when none has. Checked at each class on the way.
+  /// class that has one. Returns false if none has. Checked at each class on the way.
   bool DeleteCow(unsigned int classId, cow_COW<int, cow_Direct<int>>* data) const;
 
   /// The newest version of every class, ascending by class ID. Shares the metadata.
@@ -88,14 +91,15 @@ class KVL_EXPORT cls_ClassRegistrar {
   /// Every version of every class, descending by class ID and then by version. Shares the metadata.
   [[nodiscard]] cow_1DArray<cls_ClassMetadataHld> GetHistoryMDList();
 
-  /// Whether the registrar still lives, for whoever keeps it by reference; the registrar counts the holders.
+  /// Expires when the registrar is destroyed; for code that keeps it by reference. The registrar counts the
+  /// copies.
   [[nodiscard]] std::shared_ptr<bool const> Lifetime() const noexcept { return m_Lives; }
 
   /// Every version of every class, in the order of GetHistoryMDList. Shares nothing and allocates nothing, so
-  /// that threads may walk it at the same time. Valid until the next registration.
+  /// that threads can walk it at the same time. Valid until the next registration.
   [[nodiscard]] Versions const& GetVersions() const noexcept { return m_ByIdVersion; }
 
-  /// Install a check for the whole process, in the place of an earlier one; null for none.
+  /// Install a check for the whole process, replacing an earlier one; null removes it.
   /// Thread rule: during single-threaded start-up.
   static void SetConstGetCheck(ConstGetCheck check) noexcept;
   static void SetGetClassMetadataCheck(GetClassMetadataCheck check) noexcept;
@@ -104,12 +108,12 @@ class KVL_EXPORT cls_ClassRegistrar {
  private:
   using ById = omi_Btree<unsigned int, cls_ClassMetadataHld>;
 
-  /// Changes nothing when memory runs out.
+  /// Changes nothing if memory runs out.
   cls_ClassMetadata& Register(cls_ClassMetadataHld const& fresh);
   void RegisterNewest(cls_ClassMetadataHld const& fresh);
 
-  ById m_ById;
-  Versions m_ByIdVersion;
-  cow_Btree<cow_String, unsigned int> m_IdByName;
+  ById m_ById;                                    // the newest version of each class; changed by Register
+  Versions m_ByIdVersion;                         // every version; only added to, by Register
+  cow_Btree<cow_String, unsigned int> m_IdByName; // only added to, by Register and DeleteClass
   std::shared_ptr<bool> m_Lives = std::make_shared<bool>(true);
 };

@@ -14,7 +14,7 @@ using CowData = cow_COW<int, cow_Direct<int>>;
 using Calls = std::vector<std::string>;
 
 std::vector<std::string> s_Calls;                // the checks that ran, with their arguments
-cls_ClassRegistrar const* s_Registrar = nullptr; // what they were given
+cls_ClassRegistrar const* s_Registrar = nullptr; // what they received
 cls_ClassRegistrar* s_Fill = nullptr;            // what FillConstGet fills
 
 struct Refused : std::runtime_error {
@@ -45,7 +45,7 @@ void RefuseGetClassID(cls_ClassRegistrar const& registrar, cow_String const& nam
   if (!registrar.ClassNameIsPresent(name)) throw Refused("name");
 }
 
-/// Declare what is looked up, so that only a look-up after the check can find it.
+/// These checks register what is looked up, so that only a look-up after the check can find it.
 void FillConstGet(cls_ClassRegistrar const&, unsigned int const& classId) {
   s_Fill->CreateClassMD("Late"_cow, classId, 4, nullptr, 1);
 }
@@ -84,7 +84,7 @@ class ClassRegistrarChecks : public ::testing::Test {
     cls_ClassRegistrar::SetGetClassIDCheck(&RefuseGetClassID);
   }
 
-  /// Asks for everything that is guarded, of classes that are there.
+  /// Makes every checked look-up, of registered classes.
   void LookUpAll() const {
     EXPECT_EQ(m_Registrar.ConstGet(100).ClassId(), 100U);
     EXPECT_EQ(m_Registrar.GetLastClassVersionNumber(200), 3);
@@ -100,13 +100,13 @@ using ClassRegistrarChecksDeathTest = ClassRegistrarChecks;
 
 } // namespace
 
-TEST_F(ClassRegistrarChecks, EachGuardedLookUpRunsItsCheckOnce) {
+TEST_F(ClassRegistrarChecks, EachCheckedLookUpRunsItsCheckOnce) {
   InstallNotes();
   LookUpAll();
   EXPECT_EQ(s_Calls, Calls({"ConstGet 100", "ConstGet 200", "GetClassMetadata 300 1", "GetClassID B"}));
 }
 
-TEST_F(ClassRegistrarChecks, ChecksAreGivenTheRegistrarAndTheArguments) {
+TEST_F(ClassRegistrarChecks, ChecksReceiveTheRegistrarAndTheArguments) {
   cls_ClassRegistrar other;
   other.CreateClassMD("Extreme"_cow, 0xFFFFFFFFU, -5, nullptr, 1);
   InstallNotes();
@@ -167,7 +167,7 @@ TEST_F(ClassRegistrarChecks, DeleteCowRunsTheConstGetCheckAtEachStep) {
   EXPECT_EQ(s_Calls, Calls({"ConstGet 300", "ConstGet 200"}));
 }
 
-TEST_F(ClassRegistrarChecks, EachCheckIsInstalledAlone) {
+TEST_F(ClassRegistrarChecks, EachCheckIsInstalledSeparately) {
   cls_ClassRegistrar::SetConstGetCheck(&NoteConstGet);
   LookUpAll();
   EXPECT_EQ(s_Calls, Calls({"ConstGet 100", "ConstGet 200"}));
@@ -183,7 +183,7 @@ TEST_F(ClassRegistrarChecks, EachCheckIsInstalledAlone) {
   EXPECT_EQ(s_Calls, Calls({"GetClassID B"}));
 }
 
-TEST_F(ClassRegistrarChecks, ALaterCheckReplacesTheEarlier) {
+TEST_F(ClassRegistrarChecks, LaterCheckReplacesTheEarlier) {
   InstallNotes();
   InstallRefusals();
   LookUpAll();
@@ -198,7 +198,7 @@ TEST_F(ClassRegistrarChecks, NullUninstalls) {
   EXPECT_EQ(s_Calls, Calls());
 }
 
-TEST_F(ClassRegistrarChecks, ChecksAreThereForEveryRegistrar) {
+TEST_F(ClassRegistrarChecks, ChecksRunForEveryRegistrar) {
   InstallNotes();
   {
     cls_ClassRegistrar early;
@@ -220,7 +220,7 @@ TEST_F(ClassRegistrarChecks, ChecksRunBeforeTheLookUp) {
   EXPECT_EQ(m_Registrar.GetClassID("Z"_cow), 900U);
 }
 
-TEST_F(ClassRegistrarChecks, AnExceptionOfACheckPasses) {
+TEST_F(ClassRegistrarChecks, ExceptionOfACheckPassesThrough) {
   InstallRefusals();
   EXPECT_THROW(static_cast<void>(m_Registrar.ConstGet(77)), Refused);
   EXPECT_THROW(static_cast<void>(m_Registrar.GetLastClassVersionNumber(77)), Refused);
@@ -229,7 +229,7 @@ TEST_F(ClassRegistrarChecks, AnExceptionOfACheckPasses) {
   EXPECT_THROW(m_Registrar.DeleteCow(77, &m_Data), Refused);
 }
 
-TEST_F(ClassRegistrarChecks, ARefusedLookUpChangesNothing) {
+TEST_F(ClassRegistrarChecks, RefusedLookUpChangesNothing) {
   InstallRefusals();
   EXPECT_THROW(static_cast<void>(m_Registrar.ConstGet(77)), Refused);
   EXPECT_THROW(static_cast<void>(m_Registrar.GetClassID("Z"_cow)), Refused);
@@ -244,7 +244,7 @@ TEST_F(ClassRegistrarChecks, DeleteCowThroughAnUnknownBaseIsRefused) {
   EXPECT_THROW(m_Registrar.DeleteCow(400, &m_Data), Refused);
 }
 
-TEST_F(ClassRegistrarChecks, DeleteCowDoesNotAskBeyondTheDeletionFunctionItFound) {
+TEST_F(ClassRegistrarChecks, DeleteCowStopsAtTheFirstDeletionFunction) {
   InstallRefusals();
   m_Registrar.CreateClassMD("D"_cow, 400, 1, nullptr, 77).AddDtor([](CowData*) {});
   EXPECT_TRUE(m_Registrar.DeleteCow(400, &m_Data));
@@ -257,31 +257,31 @@ TEST_F(ClassRegistrarChecks, InheritanceCheckThroughAnUnknownBaseIsNotRefused) {
   EXPECT_FALSE(m_Registrar.InheritanceCheck(77, 100));
 }
 
-TEST_F(ClassRegistrarChecks, ALaterNameOfAClassIsRefused) {
+TEST_F(ClassRegistrarChecks, LaterNameOfAClassIsRefused) {
   InstallRefusals();
   m_Registrar.CreateClassMD("Renamed"_cow, 100, 5, nullptr, 1);
   EXPECT_EQ(m_Registrar.GetClassID("A"_cow), 100U);
   EXPECT_THROW(static_cast<void>(m_Registrar.GetClassID("Renamed"_cow)), Refused);
 }
 
-TEST_F(ClassRegistrarChecks, AnUnknownNameWithoutCheckIsZero) {
+TEST_F(ClassRegistrarChecks, UnknownNameWithoutCheckIsZero) {
   EXPECT_EQ(m_Registrar.GetClassID("Z"_cow), 0U);
 }
 
-TEST_F(ClassRegistrarChecksDeathTest, AnUnknownClassWithoutCheckEndsTheProcess) {
+TEST_F(ClassRegistrarChecksDeathTest, UnknownClassWithoutCheckEndsTheProcess) {
   EXPECT_EXIT(static_cast<void>(m_Registrar.ConstGet(77)), ::testing::KilledBySignal(SIGABRT), "");
   EXPECT_EXIT(static_cast<void>(m_Registrar.GetLastClassVersionNumber(77)),
               ::testing::KilledBySignal(SIGABRT), "");
   EXPECT_EXIT(m_Registrar.DeleteCow(77, &m_Data), ::testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST_F(ClassRegistrarChecksDeathTest, AnUnknownVersionWithoutCheckEndsTheProcess) {
+TEST_F(ClassRegistrarChecksDeathTest, UnknownVersionWithoutCheckEndsTheProcess) {
   EXPECT_EXIT(static_cast<void>(m_Registrar.GetClassMetadata(100, 1)), ::testing::KilledBySignal(SIGABRT),
               "");
   EXPECT_EXIT(static_cast<void>(m_Registrar.GetClassMetadata(77, 1)), ::testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST_F(ClassRegistrarChecksDeathTest, ACheckThatLetsAnUnknownClassPassDoesNotSaveIt) {
+TEST_F(ClassRegistrarChecksDeathTest, UnknownClassThatACheckAcceptsEndsTheProcess) {
   InstallNotes();
   EXPECT_EXIT(static_cast<void>(m_Registrar.ConstGet(77)), ::testing::KilledBySignal(SIGABRT), "");
 }

@@ -40,7 +40,7 @@ class CountedMetadata : public cls_ClassMetadata {
   static inline int s_Alive = 0;
 };
 
-/// Overrides what the registrar must call virtually.
+/// Overrides the operation that the registrar must call virtually.
 class OwnDeletion : public cls_ClassMetadata {
  public:
   explicit OwnDeletion(unsigned int classId) : cls_ClassMetadata("Own"_cow, classId, 1, nullptr, 1) {}
@@ -49,7 +49,7 @@ class OwnDeletion : public cls_ClassMetadata {
   static inline CowData* s_Deleted = nullptr;
 };
 
-std::vector<std::pair<int, CowData*>> s_Deleted; // which deletion function got what
+std::vector<std::pair<int, CowData*>> s_Deleted; // which deletion function received what
 template <int Number> void DeleteData(CowData* data) {
   s_Deleted.emplace_back(Number, data);
 }
@@ -89,7 +89,7 @@ class ClassRegistrar : public ::testing::Test {
     return pairs;
   }
 
-  /// What two registrations of one class and version, the second under another name, write.
+  /// What two registrations of one class and version, the second under another name, print.
   std::string WrittenByDuplicates(bool add) {
     Register("First", 100, 2);
     ::testing::internal::CaptureStderr();
@@ -117,7 +117,7 @@ char const* const SecondWarning =
 
 // --- Look-ups.
 
-TEST_F(ClassRegistrar, BeginsEmpty) {
+TEST_F(ClassRegistrar, StartsEmpty) {
   EXPECT_FALSE(m_Registrar->ClassIsPresent(0));
   EXPECT_FALSE(m_Registrar->ClassIsPresent(1));
   EXPECT_FALSE(m_Registrar->ClassVersionIsPresent(1, -1));
@@ -137,7 +137,7 @@ TEST_F(ClassRegistrar, CreateClassMDPassesEachArgument) {
   EXPECT_EQ(metadata.BaseClassId(), 7U);
 }
 
-TEST_F(ClassRegistrar, FindsWhatWasRegistered) {
+TEST_F(ClassRegistrar, FindsRegisteredClasses) {
   cls_ClassMetadata const& metadata = Register("Bolt", 100, 2);
   EXPECT_TRUE(m_Registrar->ClassIsPresent(100));
   EXPECT_TRUE(m_Registrar->ClassVersionIsPresent(100, 2));
@@ -174,7 +174,7 @@ TEST_F(ClassRegistrar, RegistrarsAreIndependent) {
   EXPECT_FALSE(other.ClassNameIsPresent("Bolt"_cow));
 }
 
-TEST_F(ClassRegistrar, DeletesItsMetadataAtItsEnd) {
+TEST_F(ClassRegistrar, DestructorDeletesTheMetadata) {
   for (int version = 0; version < 5; ++version)
     m_Registrar->AddClassMD(new CountedMetadata("Bolt"_cow, 100, version));
   m_Registrar->AddClassMD(new CountedMetadata("Nut"_cow, 200, 1));
@@ -183,7 +183,7 @@ TEST_F(ClassRegistrar, DeletesItsMetadataAtItsEnd) {
   EXPECT_EQ(Alive(), 0);
 }
 
-TEST_F(ClassRegistrar, SettersChainOnWhatRegistrationReturns) {
+TEST_F(ClassRegistrar, SettersChainOnTheReturnedMetadata) {
   m_Registrar->CreateClassMD("Bolt"_cow, 100, 1, nullptr, 1)
       .AddDtor(&DeleteData<1>)
       .AddTableExtentQuantum(8)
@@ -220,7 +220,7 @@ TEST_F(ClassRegistrar, LookUpsAllocateNothing) {
 
 // --- Versions.
 
-TEST_F(ClassRegistrar, AnOlderVersionLeavesTheNewest) {
+TEST_F(ClassRegistrar, OlderVersionKeepsTheNewest) {
   cls_ClassMetadata const& newer = Register(100, 2);
   cls_ClassMetadata const& older = Register(100, 1);
   EXPECT_NE(&newer, &older);
@@ -242,7 +242,7 @@ TEST_F(ClassRegistrar, VersionQueriesOfTwoVersions) {
   EXPECT_EQ(m_Registrar->GetPreviousClassVersionNumber(100, 1), -1);
 }
 
-TEST_F(ClassRegistrar, EveryOrderOfThreeVersionsGivesTheSame) {
+TEST_F(ClassRegistrar, EveryOrderOfThreeVersionsGivesTheSameResult) {
   std::array<int, 3> versions = {1, 2, 3};
   do {
     SCOPED_TRACE(::testing::PrintToString(versions));
@@ -263,7 +263,7 @@ TEST_F(ClassRegistrar, EveryOrderOfThreeVersionsGivesTheSame) {
   } while (std::next_permutation(versions.begin(), versions.end()));
 }
 
-TEST_F(ClassRegistrar, AReplacedNewestVersionStaysUnderItsVersion) {
+TEST_F(ClassRegistrar, ReplacedNewestVersionIsStillFoundByVersion) {
   auto* const first = new CountedMetadata("Bolt"_cow, 100, 1);
   m_Registrar->AddClassMD(first);
   m_Registrar->AddClassMD(new CountedMetadata("Bolt"_cow, 100, 2));
@@ -288,14 +288,14 @@ TEST_F(ClassRegistrar, VersionsCompareSigned) {
   EXPECT_EQ(m_Registrar->GetPreviousClassVersionNumber(100, LowestVersion), -1);
 }
 
-TEST_F(ClassRegistrar, ANegativeVersionCanBeTheNewest) {
+TEST_F(ClassRegistrar, NegativeVersionCanBeTheNewest) {
   Register(100, -9);
   EXPECT_EQ(m_Registrar->GetLastClassVersionNumber(100), -9);
   Register(100, -3);
   EXPECT_EQ(m_Registrar->GetLastClassVersionNumber(100), -3);
 }
 
-TEST_F(ClassRegistrar, VersionMinusOneIsFoundButNoQueryTellsIt) {
+TEST_F(ClassRegistrar, VersionMinusOneIsFoundButNoQueryReturnsIt) {
   cls_ClassMetadata const& metadata = Register(100, -1);
   EXPECT_EQ(&m_Registrar->GetClassMetadata(100, -1), &metadata);
   EXPECT_EQ(m_Registrar->GetLastClassVersionNumber(100), -1);
@@ -303,7 +303,7 @@ TEST_F(ClassRegistrar, VersionMinusOneIsFoundButNoQueryTellsIt) {
   EXPECT_EQ(m_Registrar->GetPreviousClassVersionNumber(100, 0), -1);
 }
 
-// What is found so far is forgotten at -1, so an older version shows behind it.
+// At -1 the result so far is forgotten, so an older version can be returned after it.
 TEST_F(ClassRegistrar, PreviousVersionSkipsVersionMinusOne) {
   for (int const version : {-1, -3, -5, 2}) Register(100, version);
   EXPECT_EQ(m_Registrar->GetPreviousClassVersionNumber(100, 0), -3);
@@ -329,7 +329,7 @@ TEST_F(ClassRegistrar, VersionQueriesOfAnUnknownClassAreMinusOne) {
   }
 }
 
-TEST_F(ClassRegistrar, VersionQueriesLookAtTheirClassOnly) {
+TEST_F(ClassRegistrar, VersionQueriesUseOnlyTheirClass) {
   Register(100, 5);
   Register(99, 3);
   Register(101, 4);
@@ -340,7 +340,7 @@ TEST_F(ClassRegistrar, VersionQueriesLookAtTheirClassOnly) {
 
 // --- Class IDs.
 
-TEST_F(ClassRegistrar, TheExtremesOfClassIdsAreFound) {
+TEST_F(ClassRegistrar, ExtremeClassIdsAreFound) {
   constexpr std::array Ids = {0xFFFFFFFFU, 0U, 0xFFFFFFFEU, 2U};
   for (unsigned int const id : Ids) Register(id, 1);
   for (unsigned int const id : Ids) {
@@ -352,13 +352,13 @@ TEST_F(ClassRegistrar, TheExtremesOfClassIdsAreFound) {
   EXPECT_FALSE(m_Registrar->ClassIsPresent(0xFFFFFFFDU));
 }
 
-TEST_F(ClassRegistrar, TheHistoryComparesClassIdsUnsigned) {
+TEST_F(ClassRegistrar, HistoryComparesClassIdsUnsigned) {
   for (unsigned int const id : {0x80000000U, 0U, 0xFFFFFFFFU, 0x7FFFFFFFU}) Register(id, 1);
   EXPECT_EQ(PairsOf(m_Registrar->GetHistoryMDList()),
             Pairs({{0xFFFFFFFFU, 1}, {0x80000000U, 1}, {0x7FFFFFFFU, 1}, {0U, 1}}));
 }
 
-TEST_F(ClassRegistrar, TheListOfClassesAscendsThroughTheMiddleOfTheIds) {
+TEST_F(ClassRegistrar, ListOfClassesAscendsAcrossTheSignBit) {
   for (unsigned int const id : {0x80000001U, 0x7FFFFFFEU, 0x80000000U, 0x7FFFFFFFU}) Register(id, 1);
   EXPECT_EQ(PairsOf(m_Registrar->GetMDList()),
             Pairs({{0x7FFFFFFEU, 1}, {0x7FFFFFFFU, 1}, {0x80000000U, 1}, {0x80000001U, 1}}));
@@ -366,7 +366,7 @@ TEST_F(ClassRegistrar, TheListOfClassesAscendsThroughTheMiddleOfTheIds) {
 
 // --- Names.
 
-TEST_F(ClassRegistrar, AClassIsKnownByItsFirstNameOnly) {
+TEST_F(ClassRegistrar, ClassIsKnownOnlyByItsFirstName) {
   Register("A", 100, 1);
   Register("B", 100, 2);
   EXPECT_EQ(m_Registrar->GetClassID("A"_cow), 100U);
@@ -374,34 +374,34 @@ TEST_F(ClassRegistrar, AClassIsKnownByItsFirstNameOnly) {
   EXPECT_EQ(m_Registrar->ConstGet(100).Name(), "B");
 }
 
-TEST_F(ClassRegistrar, TheFirstNameStaysWhenAnOlderVersionFollows) {
+TEST_F(ClassRegistrar, FirstNameIsKeptWhenAnOlderVersionFollows) {
   Register("B", 100, 2);
   Register("A", 100, 1);
   EXPECT_EQ(m_Registrar->GetClassID("B"_cow), 100U);
   EXPECT_FALSE(m_Registrar->ClassNameIsPresent("A"_cow));
 }
 
-TEST_F(ClassRegistrar, ANameKeepsItsFirstClass) {
+TEST_F(ClassRegistrar, NameKeepsItsFirstClass) {
   Register("A", 100, 1);
   Register("A", 200, 1);
   EXPECT_EQ(m_Registrar->GetClassID("A"_cow), 100U);
   EXPECT_TRUE(m_Registrar->ClassIsPresent(200));
 }
 
-TEST_F(ClassRegistrar, ALaterVersionDoesNotBringANameThatWasTaken) {
+TEST_F(ClassRegistrar, LaterVersionDoesNotTakeOverAUsedName) {
   Register("A", 100, 1);
   Register("A", 200, 1);
   Register("B", 200, 2);
   EXPECT_FALSE(m_Registrar->ClassNameIsPresent("B"_cow));
 }
 
-TEST_F(ClassRegistrar, ADuplicateBringsNoName) {
+TEST_F(ClassRegistrar, DuplicateAddsNoName) {
   Register("A", 100, 1);
   Register("B", 100, 1);
   EXPECT_FALSE(m_Registrar->ClassNameIsPresent("B"_cow));
 }
 
-TEST_F(ClassRegistrar, AClassWithoutNameIsKnownByTheEmptyName) {
+TEST_F(ClassRegistrar, ClassWithoutNameIsKnownByTheEmptyName) {
   m_Registrar->CreateClassMD(cow_String(), 100, 1, nullptr, 1);
   EXPECT_EQ(m_Registrar->GetClassID(cow_String()), 100U);
   EXPECT_EQ(m_Registrar->GetClassID(""_cow), 100U);
@@ -424,7 +424,7 @@ TEST_F(ClassRegistrar, DeleteClassOfAKnownNameChangesNothing) {
   EXPECT_EQ(&m_Registrar->GetClassMetadata(100, 1), &metadata);
 }
 
-TEST_F(ClassRegistrar, ANameFromDeleteClassStaysWhenAClassOfThatNameFollows) {
+TEST_F(ClassRegistrar, NameFromDeleteClassIsKeptWhenAClassOfThatNameFollows) {
   m_Registrar->DeleteClass("A"_cow, 7);
   m_Registrar->DeleteClass("A"_cow, 8);
   Register("A", 100, 1);
@@ -432,7 +432,7 @@ TEST_F(ClassRegistrar, ANameFromDeleteClassStaysWhenAClassOfThatNameFollows) {
   EXPECT_TRUE(m_Registrar->ClassIsPresent(100));
 }
 
-TEST_F(ClassRegistrar, AnUnknownNameIsClassIdZero) {
+TEST_F(ClassRegistrar, UnknownNameIsClassIdZero) {
   EXPECT_EQ(m_Registrar->GetClassID("A"_cow), 0U);
   Register("A", 100, 1);
   EXPECT_EQ(m_Registrar->GetClassID("B"_cow), 0U);
@@ -440,7 +440,7 @@ TEST_F(ClassRegistrar, AnUnknownNameIsClassIdZero) {
 
 // --- Duplicates.
 
-TEST_F(ClassRegistrar, ADuplicateIsDeletedAndTheFirstReturned) {
+TEST_F(ClassRegistrar, DuplicateIsDeletedAndTheFirstReturned) {
   auto* const first = new CountedMetadata("Bolt"_cow, 100, 2);
   EXPECT_EQ(&m_Registrar->AddClassMD(first), first);
   EXPECT_EQ(&m_Registrar->AddClassMD(new CountedMetadata("Bolt"_cow, 100, 2)), first);
@@ -449,7 +449,7 @@ TEST_F(ClassRegistrar, ADuplicateIsDeletedAndTheFirstReturned) {
   EXPECT_EQ(m_Registrar->GetHistoryMDList().Length(), 1);
 }
 
-TEST_F(ClassRegistrar, ADuplicateByCreateClassMDReturnsTheFirst) {
+TEST_F(ClassRegistrar, DuplicateByCreateClassMDReturnsTheFirst) {
   auto* const first = new CountedMetadata("Bolt"_cow, 100, 2);
   m_Registrar->AddClassMD(first);
   EXPECT_EQ(&m_Registrar->CreateClassMD("Other"_cow, 100, 2, nullptr, 50), first);
@@ -457,7 +457,7 @@ TEST_F(ClassRegistrar, ADuplicateByCreateClassMDReturnsTheFirst) {
   EXPECT_EQ(first->BaseClassId(), 1U);
 }
 
-TEST_F(ClassRegistrar, ADuplicateOfAnOlderVersionLeavesTheNewest) {
+TEST_F(ClassRegistrar, DuplicateOfAnOlderVersionKeepsTheNewest) {
   cls_ClassMetadata const& older = Register(100, 1);
   cls_ClassMetadata const& newer = Register(100, 2);
   EXPECT_EQ(&Register(100, 1), &older);
@@ -472,27 +472,27 @@ TEST_F(ClassRegistrar, SettersChainedOnADuplicateReachTheFirst) {
   EXPECT_NE(m_Registrar->ConstGet(100).FindAttribute("m_A"_cow), nullptr);
 }
 
-TEST_F(ClassRegistrar, ADuplicateIsSilentWithoutKorvelSite) {
+TEST_F(ClassRegistrar, DuplicateIsNotReportedWithoutKorvelSite) {
   EXPECT_EQ(WrittenByDuplicates(false), "");
   EXPECT_EQ(WrittenByDuplicates(true), "");
 }
 
-TEST_F(ClassRegistrar, ADuplicateIsToldWithKorvelSite) {
+TEST_F(ClassRegistrar, DuplicateIsReportedWithKorvelSite) {
   setenv("KORVEL_SITE", "somewhere", 1);
   EXPECT_EQ(WrittenByDuplicates(false), SecondWarning);
 }
 
-TEST_F(ClassRegistrar, ADuplicateByAddClassMDIsToldWithItsOwnName) {
+TEST_F(ClassRegistrar, DuplicateByAddClassMDIsReportedWithItsOwnName) {
   setenv("KORVEL_SITE", "somewhere", 1);
   EXPECT_EQ(WrittenByDuplicates(true), SecondWarning);
 }
 
-TEST_F(ClassRegistrar, ADuplicateIsToldWithAnEmptyKorvelSite) {
+TEST_F(ClassRegistrar, DuplicateIsReportedWithAnEmptyKorvelSite) {
   setenv("KORVEL_SITE", "", 1);
   EXPECT_EQ(WrittenByDuplicates(false), SecondWarning);
 }
 
-TEST_F(ClassRegistrar, EachDuplicateIsToldOnce) {
+TEST_F(ClassRegistrar, EachDuplicateIsReportedOnce) {
   setenv("KORVEL_SITE", "somewhere", 1);
   Register("A", 100, -3);
   ::testing::internal::CaptureStderr();
@@ -505,14 +505,14 @@ TEST_F(ClassRegistrar, EachDuplicateIsToldOnce) {
             "WARNING: Metadata for class 100%d version -3 has been initialized more than once.\n");
 }
 
-TEST_F(ClassRegistrar, KorvelSiteIsAskedAtEachDuplicate) {
+TEST_F(ClassRegistrar, KorvelSiteIsReadAtEachDuplicate) {
   setenv("KORVEL_SITE", "somewhere", 1);
   EXPECT_EQ(WrittenByDuplicates(true), std::string(SecondWarning));
   unsetenv("KORVEL_SITE");
   EXPECT_EQ(WrittenByDuplicates(true), "");
 }
 
-TEST_F(ClassRegistrar, MetadataThatCannotBeHeldIsDeleted) {
+TEST_F(ClassRegistrar, MetadataIsDeletedIfItsHolderCannotBeMade) {
   auto* const metadata = new CountedMetadata("Bolt"_cow, 100, 2);
   {
     AllocationProbe probe;
@@ -524,9 +524,9 @@ TEST_F(ClassRegistrar, MetadataThatCannotBeHeldIsDeleted) {
   EXPECT_FALSE(m_Registrar->ClassVersionIsPresent(100, 2));
 }
 
-// --- What was dropped.
+// --- Dropped declarations.
 
-TEST_F(ClassRegistrar, ARepeatedRegistrationWithAnotherNameOrBaseIsNoted) {
+TEST_F(ClassRegistrar, RepeatedRegistrationWithAnotherNameOrBaseIsNoted) {
   cls_ClassMetadata const& bolt = m_Registrar->CreateClassMD("Bolt"_cow, 100, 2, nullptr, 50);
   m_Registrar->CreateClassMD("Nut"_cow, 100, 2, nullptr, 50);
   m_Registrar->AddClassMD(new CountedMetadata("Bolt"_cow, 100, 2, 60));
@@ -538,7 +538,7 @@ TEST_F(ClassRegistrar, ARepeatedRegistrationWithAnotherNameOrBaseIsNoted) {
   EXPECT_EQ(Alive(), 0);
 }
 
-TEST_F(ClassRegistrar, WhatStaysIsWhatCameFirst) {
+TEST_F(ClassRegistrar, FirstRegistrationIsKept) {
   cls_ClassMetadata const& nut = m_Registrar->CreateClassMD("Nut"_cow, 100, 2, nullptr, 60);
   m_Registrar->CreateClassMD("Bolt"_cow, 100, 2, nullptr, 50);
   EXPECT_EQ(nut.DroppedClasses(), (std::vector<cls_ClassMetadata::DroppedClass>{{"Bolt"_cow, 50}}));
@@ -554,19 +554,19 @@ TEST_F(ClassRegistrar, EqualRepeatsAreNotNoted) {
   EXPECT_TRUE(m_Registrar->ConstGet(100).DroppedAttributes().empty());
 }
 
-TEST_F(ClassRegistrar, AnotherVersionIsNoRepeat) {
+TEST_F(ClassRegistrar, AnotherVersionIsNotARepeat) {
   m_Registrar->CreateClassMD("Bolt"_cow, 100, 2, nullptr, 50);
   EXPECT_TRUE(m_Registrar->CreateClassMD("Nut"_cow, 100, 3, nullptr, 60).DroppedClasses().empty());
   EXPECT_TRUE(m_Registrar->GetClassMetadata(100, 2).DroppedClasses().empty());
 }
 
-TEST_F(ClassRegistrar, ADroppedRegistrationIsNotedOnce) {
+TEST_F(ClassRegistrar, DroppedRegistrationIsNotedOnce) {
   Register("Bolt", 100, 2);
   for (int i = 0; i < 3; ++i) Register("Nut", 100, 2);
   EXPECT_EQ(m_Registrar->ConstGet(100).DroppedClasses().size(), 1U);
 }
 
-TEST_F(ClassRegistrar, ADifferingAttributeOfARepeatedRegistrationIsNoted) {
+TEST_F(ClassRegistrar, DifferingAttributeOfARepeatedRegistrationIsNoted) {
   cls_FieldHandle const field(0, "m_Length"_cow);
   Register("Bolt", 100, 2).AddAttribute(field, ATTR_DOUBLE, 1, COLLECTION_NONE);
   Register("Bolt", 100, 2).AddAttribute(field, ATTR_FLOAT, 1, COLLECTION_NONE);
@@ -574,7 +574,7 @@ TEST_F(ClassRegistrar, ADifferingAttributeOfARepeatedRegistrationIsNoted) {
   EXPECT_EQ(m_Registrar->ConstGet(100).DroppedAttributes()[0].m_Type, ATTR_FLOAT);
 }
 
-TEST_F(ClassRegistrar, AttributesThatCameWithDroppedMetadataAreNoted) {
+TEST_F(ClassRegistrar, AttributesOfDroppedMetadataAreNoted) {
   auto const add = [&](cls_AttributeType type, char const* more) {
     auto* const metadata = new cls_ClassMetadata("Bolt"_cow, 100, 2, nullptr, 1);
     metadata->AddAttribute(cls_FieldHandle(0, "m_Length"_cow), type, 1, COLLECTION_NONE)
@@ -591,7 +591,7 @@ TEST_F(ClassRegistrar, AttributesThatCameWithDroppedMetadataAreNoted) {
   EXPECT_EQ(m_Registrar->ConstGet(100).GetAttributes().Count(), 2U);
 }
 
-TEST_F(ClassRegistrar, WhatDroppedMetadataHadDroppedItselfIsNoted) {
+TEST_F(ClassRegistrar, NotesOfDroppedMetadataAreKept) {
   Register("Bolt", 100, 2);
   auto* const metadata = new cls_ClassMetadata("Bolt"_cow, 100, 2, nullptr, 1);
   for (cls_AttributeType const type : {ATTR_INT, ATTR_FLOAT})
@@ -612,7 +612,7 @@ TEST_F(ClassRegistrar, VersionsAreWalkedInTheOrderOfTheHistory) {
 
 // --- Lists.
 
-TEST_F(ClassRegistrar, ListsHaveTheirOrders) {
+TEST_F(ClassRegistrar, ListsAreOrdered) {
   Register(5, 1);
   Register(9, 1);
   Register(5, 2);
@@ -620,11 +620,11 @@ TEST_F(ClassRegistrar, ListsHaveTheirOrders) {
   EXPECT_EQ(PairsOf(m_Registrar->GetHistoryMDList()), Pairs({{9, 1}, {5, 2}, {5, 1}}));
 }
 
-TEST_F(ClassRegistrar, ListsOfManyClassesHaveTheirOrders) {
+TEST_F(ClassRegistrar, ListsOfManyClassesAreOrdered) {
   constexpr unsigned int Classes = 101;
   Pairs newest;
   Pairs history;
-  for (unsigned int i = 0; i < Classes; ++i) { // 37 walks through all classes before it comes back
+  for (unsigned int i = 0; i < Classes; ++i) { // steps of 37 visit every class once
     Register(1000 + i * 37 % Classes, 3);
     Register(1000 + i * 37 % Classes, -2);
   }
@@ -646,7 +646,7 @@ TEST_F(ClassRegistrar, ListsShareTheMetadata) {
   EXPECT_EQ(history.ConstGet(1).Ptr(), &older);
 }
 
-TEST_F(ClassRegistrar, AListDoesNotFollowLaterRegistrations) {
+TEST_F(ClassRegistrar, ListDoesNotSeeLaterRegistrations) {
   Register(5, 1);
   cow_1DArray<cls_ClassMetadataHld> const newest = m_Registrar->GetMDList();
   cow_1DArray<cls_ClassMetadataHld> const history = m_Registrar->GetHistoryMDList();
@@ -656,7 +656,7 @@ TEST_F(ClassRegistrar, AListDoesNotFollowLaterRegistrations) {
   EXPECT_EQ(PairsOf(history), Pairs({{5, 1}}));
 }
 
-TEST_F(ClassRegistrar, ListsKeepTheirMetadataWhenTheRegistrarIsGone) {
+TEST_F(ClassRegistrar, ListsKeepTheirMetadataAfterTheRegistrarIsDestroyed) {
   m_Registrar->AddClassMD(new CountedMetadata("Bolt"_cow, 5, 1));
   m_Registrar->AddClassMD(new CountedMetadata("Bolt"_cow, 5, 2));
   {
@@ -673,7 +673,7 @@ TEST_F(ClassRegistrar, ListsKeepTheirMetadataWhenTheRegistrarIsGone) {
   EXPECT_EQ(Alive(), 0);
 }
 
-TEST_F(ClassRegistrar, WritingAListDoesNotReachTheRegistrar) {
+TEST_F(ClassRegistrar, ChangingAListDoesNotChangeTheRegistrar) {
   m_Registrar->AddClassMD(new CountedMetadata("Bolt"_cow, 5, 1));
   cow_1DArray<cls_ClassMetadataHld> list = m_Registrar->GetMDList();
   list.Get(0) = cls_ClassMetadataHld();
@@ -687,7 +687,7 @@ TEST_F(ClassRegistrar, EveryClassDerivesFromItself) {
   for (unsigned int const id : {0U, 1U, 77U, 0xFFFFFFFFU}) EXPECT_TRUE(m_Registrar->InheritanceCheck(id, id));
 }
 
-TEST_F(ClassRegistrar, InheritanceFollowsTheChainOneWay) {
+TEST_F(ClassRegistrar, InheritanceFollowsTheChainUpwards) {
   Register(100, 1);
   Register(200, 1, 100);
   Register(300, 1, 200);
@@ -699,19 +699,19 @@ TEST_F(ClassRegistrar, InheritanceFollowsTheChainOneWay) {
   EXPECT_FALSE(m_Registrar->InheritanceCheck(300, 400));
 }
 
-TEST_F(ClassRegistrar, AnUnknownClassDerivesFromNothingElse) {
+TEST_F(ClassRegistrar, UnknownClassDerivesOnlyFromItself) {
   Register(100, 1);
   EXPECT_FALSE(m_Registrar->InheritanceCheck(77, 100));
   EXPECT_FALSE(m_Registrar->InheritanceCheck(77, 1));
 }
 
-TEST_F(ClassRegistrar, AnUnknownBaseClassIsABaseAndEndsTheChain) {
+TEST_F(ClassRegistrar, UnknownBaseClassIsABaseAndEndsTheChain) {
   Register(300, 1, 200);
   EXPECT_TRUE(m_Registrar->InheritanceCheck(300, 200));
   EXPECT_FALSE(m_Registrar->InheritanceCheck(300, 100));
 }
 
-TEST_F(ClassRegistrar, InheritanceGoesByTheNewestVersion) {
+TEST_F(ClassRegistrar, InheritanceUsesTheNewestVersion) {
   Register(300, 2, 200);
   Register(300, 1, 100);
   EXPECT_TRUE(m_Registrar->InheritanceCheck(300, 200));
@@ -759,7 +759,7 @@ TEST_F(ClassRegistrar, DeleteCowOfTheRootIsFalse) {
   EXPECT_FALSE(m_Registrar->DeleteCow(1, &m_Data));
 }
 
-TEST_F(ClassRegistrar, DeleteCowNeverAsksTheRootEvenWhenItIsRegistered) {
+TEST_F(ClassRegistrar, DeleteCowNeverCallsARegisteredRoot) {
   Register(1, 1, 0).AddDtor(&DeleteData<1>);
   Register(100, 1);
   EXPECT_FALSE(m_Registrar->DeleteCow(1, &m_Data));
@@ -767,7 +767,7 @@ TEST_F(ClassRegistrar, DeleteCowNeverAsksTheRootEvenWhenItIsRegistered) {
   EXPECT_TRUE(s_Deleted.empty());
 }
 
-TEST_F(ClassRegistrar, DeleteCowGoesByTheNewestVersion) {
+TEST_F(ClassRegistrar, DeleteCowUsesTheNewestVersion) {
   Register(100, 2).AddDtor(&DeleteData<2>);
   Register(100, 1).AddDtor(&DeleteData<1>);
   EXPECT_TRUE(m_Registrar->DeleteCow(100, nullptr));
@@ -776,15 +776,15 @@ TEST_F(ClassRegistrar, DeleteCowGoesByTheNewestVersion) {
   EXPECT_FALSE(m_Registrar->DeleteCow(100, &m_Data));
 }
 
-TEST_F(ClassRegistrar, DeleteCowCallsTheMetadatasOwnOperation) {
+TEST_F(ClassRegistrar, DeleteCowCallsAnOverriddenOperation) {
   m_Registrar->AddClassMD(new OwnDeletion(100)).AddDtor(&DeleteData<100>);
   EXPECT_TRUE(m_Registrar->DeleteCow(100, &m_Data));
   EXPECT_EQ(OwnDeletion::s_Deleted, &m_Data);
   EXPECT_TRUE(s_Deleted.empty());
 }
 
-// The operation of a class without deletion function is not asked, whatever it does.
-TEST_F(ClassRegistrar, DeleteCowPassesOverMetadataWithoutDeletionFunction) {
+// The operation is not called for a class without deletion function.
+TEST_F(ClassRegistrar, DeleteCowSkipsMetadataWithoutDeletionFunction) {
   OwnDeletion::s_Deleted = nullptr;
   m_Registrar->AddClassMD(new OwnDeletion(100));
   EXPECT_FALSE(m_Registrar->DeleteCow(100, &m_Data));
@@ -800,8 +800,8 @@ TEST_F(ClassRegistrarDeathTest, CreateClassMDOfAClassThatIsItsOwnBaseEndsTheProc
                             "  the same as the class ID.  Please correct this.\n"));
 }
 
-// The metadata is made before the registrar looks whether it has it already.
-TEST_F(ClassRegistrarDeathTest, SoDoesADuplicateThatIsItsOwnBase) {
+// The metadata is made before the registrar checks whether it already has it.
+TEST_F(ClassRegistrarDeathTest, DuplicateThatIsItsOwnBaseEndsTheProcess) {
   Register(100, 1);
   EXPECT_EXIT(Register(100, 1, 100), ::testing::KilledBySignal(SIGABRT),
               ::testing::Eq("ODB metadat for class: Class\n"

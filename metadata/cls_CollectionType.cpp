@@ -40,7 +40,7 @@ cls_CollectionType cls_CollectionTypeFix(cls_CollectionType generic, cow_String*
   return generic == COLLECTION_MAP_OBJ ? COLLECTION_MAP_STRING_OBJ : Fix(generic, 5, 5);
 }
 cls_CollectionType cls_CollectionTypeFix(cls_CollectionType generic, unsigned int*) noexcept {
-  return Fix(generic, 6, 7); // 57 and 87 beside 66, 76, 96 and 106: meant
+  return Fix(generic, 6, 7); // intentional: 57 and 87, but 66, 76, 96 and 106
 }
 
 bool cls_CollectionsMatch(cls_CollectionType stored, cls_CollectionType declared) noexcept {

@@ -5,7 +5,8 @@
 
 /// The codes under which persisted collections are declared and checked. A code is a generic kind (a multiple
 /// of ten) plus the element's digit: bool 1, double 2, float 3, int 4, cow_String 5, unsigned int 7 in the
-/// kinds 50 and 80 and 6 elsewhere. The unevenness is meant. Codes stand in stores: never renumber them.
+/// kinds 50 and 80 and 6 elsewhere. Intentional: the uneven digits. The codes are stored: never renumber
+/// them.
 enum cls_CollectionType : int {
   COLLECTION_NONE = 0, ///< a plain single value
 
@@ -38,12 +39,12 @@ enum cls_CollectionType : int {
   COLLECTION_TABLE_FLOAT = 83,
   COLLECTION_TABLE_INT = 84,
 
-  COLLECTION_KIND_90 = 90,   ///< generic; with its elements accepted where objects by cow_String are declared
-  COLLECTION_KIND_100 = 100, ///< generic; with its elements accepted where objects by int are declared
+  COLLECTION_KIND_90 = 90,   ///< generic; it and its elements are accepted where 2 is declared
+  COLLECTION_KIND_100 = 100, ///< generic; it and its elements are accepted where 3 is declared
 };
 
-/// The element's code of a generic kind. The pointer only chooses the element type and is never read: pass
-/// null. A value that is no generic kind of that element comes back unchanged.
+/// The code of a generic kind for an element type. The pointer only selects the element type and is never
+/// read: pass null. A value that is not a generic kind for that element is returned unchanged.
 ///
 /// | generic | bool | double | float | int | cow_String | unsigned int |
 /// |---|---|---|---|---|---|---|
@@ -63,8 +64,9 @@ enum cls_CollectionType : int {
 [[nodiscard]] KVL_EXPORT cls_CollectionType cls_CollectionTypeFix(cls_CollectionType generic,
                                                                   unsigned int* selector) noexcept;
 
-/// Whether what is stored may stand where a collection type is declared: the two are equal, or 2 is declared
-/// and 4 or 90 to 96 stored, or 3 is declared and 100 to 106 stored. One-sided: do not swap the arguments.
+/// Whether a stored collection type is accepted where another is declared: the two are equal, or 2 is
+/// declared and 4 or 90 to 96 stored, or 3 is declared and 100 to 106 stored. One-sided: do not swap the
+/// arguments.
 [[nodiscard]] KVL_EXPORT bool cls_CollectionsMatch(cls_CollectionType stored,
                                                    cls_CollectionType declared) noexcept;
 

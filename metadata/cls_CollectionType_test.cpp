@@ -54,7 +54,7 @@ TYPED_TEST(CollectionTypeFix, LeavesEveryOtherValueUnchanged) {
 
 TYPED_TEST(CollectionTypeFix, LeavesAFixedValueUnchanged) {
   for (int const fixed : Fixed<TypeParam>) {
-    if (fixed == COLLECTION_MAP_OBJ) continue; // what it was fixed from, as no element is told apart there
+    if (fixed == COLLECTION_MAP_OBJ) continue; // still generic: for this element type it is never changed
     EXPECT_EQ(Fix<TypeParam>(fixed), fixed);
   }
 }
@@ -64,18 +64,18 @@ TYPED_TEST(CollectionTypeFix, LeavesNegativeAndHugeValuesUnchanged) {
 }
 
 TYPED_TEST(CollectionTypeFix, NeverReadsThePointer) {
-  // No object stands at this address.
+  // There is no object at this address.
   auto* const nowhere = reinterpret_cast<TypeParam*>(alignof(std::max_align_t));
   EXPECT_EQ(cls_CollectionTypeFix(COLLECTION_LIST, nowhere), Fixed<TypeParam>[1]);
 }
 
-TEST(CollectionType, UnsignedIntHasADigitOfItsOwnInListsAndTables) {
+TEST(CollectionType, UnsignedIntHasAnotherDigitInListsAndTables) {
   EXPECT_EQ(cls_CollectionTypeFix(COLLECTION_TABLE, static_cast<unsigned int*>(nullptr)), 87);
   EXPECT_EQ(cls_CollectionTypeFix(COLLECTION_MAP_STRING, static_cast<unsigned int*>(nullptr)), 66);
   EXPECT_EQ(cls_CollectionTypeFix(COLLECTION_MAP_OBJ, static_cast<double*>(nullptr)), 5);
 }
 
-TEST(CollectionType, ElementsThatThisLibraryDeclaresHaveTheirEnumerators) {
+TEST(CollectionType, ElementsThatThisLibraryDeclaresHaveEnumerators) {
   EXPECT_EQ(Fix<bool>(COLLECTION_LIST), COLLECTION_LIST_BOOL);
   EXPECT_EQ(Fix<double>(COLLECTION_LIST), COLLECTION_LIST_DOUBLE);
   EXPECT_EQ(Fix<float>(COLLECTION_LIST), COLLECTION_LIST_FLOAT);
@@ -104,7 +104,7 @@ TEST(CollectionsMatch, AgreesWithItsDefinitionForEveryPair) {
     }
 }
 
-TEST(CollectionsMatch, AcceptsTheKindsThatMayStandForObjectMaps) {
+TEST(CollectionsMatch, AcceptsTheKindsThatMatchObjectMaps) {
   EXPECT_TRUE(Match(95, 2));
   EXPECT_TRUE(Match(4, 2));
   EXPECT_TRUE(Match(3, 3));

@@ -6,7 +6,7 @@ constexpr unsigned int Bit1 = 1;
 constexpr unsigned int Bit2 = 2;
 constexpr unsigned int Bit4 = 4;
 
-/// Runs the functions that are there now; they may declare more.
+/// Runs the functions that are in the list now. They may declare more, which are not run.
 void Replay(cow_1DArrayList<cls_MetadataRegistrar::InitFn> const& functions, cls_ClassRegistrar& registrar) {
   int const count = functions.Count();
   for (int i = 0; i < count; ++i) functions.ConstGet(i)(registrar);
@@ -24,7 +24,7 @@ void cls_MetadataRegistrar::initClassMetadata(InitFn fn, unsigned int mask) {
     m_InitFns1.Append(fn);
     fn(m_Registrar1);
   }
-  if ((mask & Bit2) != 0) fn(m_Registrar2); // never kept: meant
+  if ((mask & Bit2) != 0) fn(m_Registrar2); // intentional: never kept for replay
   if ((mask & Bit4) != 0) {
     m_InitFns4.Append(fn);
     fn(m_Registrar4);

@@ -5,7 +5,6 @@
 #include "platform/kvl_Export.h"
 #include "platform/omni/omi_Singleton.h"
 
-// clang-format off
 /// Where every library of a program declares its persisted classes, as functions that fill a class registrar.
 ///
 ///     void DeclareBolts(cls_ClassRegistrar& registrar) {
@@ -18,12 +17,11 @@
 /// | bit | fills at once | replayed | what a host uses it for |
 /// |---|---|---|---|
 /// | 1 | Registrar1() | yes | its model classes: what each new or opened store must know |
-/// | 2 | Registrar2() | never | classes of the process, not of a store: this library's strings and exceptions |
+/// | 2 | Registrar2() | never | process-wide classes, not of a store: this library's strings and exceptions |
 /// | 4 | Registrar4() | yes | a second set, kept apart: classes of results, or of an optional module |
 ///
 /// One process-wide instance, reached through omi_Singleton; the last cls_finalize deletes it, and with it
-/// every declaration. Thread rule: single-threaded start-up, or whenever a registrar is prepared; no lock.
-// clang-format on
+/// every declaration. Thread rule: single-threaded start-up, or while a registrar is prepared; no lock.
 class cls_MetadataRegistrar;
 
 extern template class KVL_EXPORT omi_Singleton<cls_MetadataRegistrar>;
@@ -37,11 +35,12 @@ class KVL_EXPORT cls_MetadataRegistrar : public omi_Singleton<cls_MetadataRegist
   ~cls_MetadataRegistrar();
 
   /// Runs `fn` on the registrars of the mask's bits, in the order 1, 2, 4, and keeps it for replay under the
-  /// bits 1 and 4. A function that is given twice is kept and run twice. What it throws passes.
+  /// bits 1 and 4. A function passed twice is kept and run twice. Exceptions of `fn` pass through.
   void initClassMetadata(InitFn fn, unsigned int mask);
 
-  /// Runs the functions kept under bit 1, then those under bit 4, as the mask says, on a registrar of the
-  /// caller's, in the order in which they were given. There must be a registrar.
+  /// Runs the functions kept under bit 1, then those under bit 4, as `mask` selects, on the caller's
+  /// registrar, in the order of their declaration. REQUIRES: `registrar` is not null, unless there is nothing
+  /// to run.
   void initMetadata(cls_ClassRegistrar* registrar, unsigned int mask) const;
 
   [[nodiscard]] cls_ClassRegistrar& Registrar1() noexcept { return m_Registrar1; }

@@ -16,7 +16,7 @@ namespace {
 using Instances = omi_Singleton<cls_MetadataRegistrar>;
 using Calls = std::vector<std::pair<char, cls_ClassRegistrar*>>;
 
-/// What the functions below were called with, in order.
+/// The calls of the functions below, in order.
 Calls s_Calls;
 
 template <char Name> void Declare(cls_ClassRegistrar& registrar) {
@@ -39,7 +39,7 @@ template <unsigned int Mask> void DeclareMore(cls_ClassRegistrar& registrar) {
   if (s_Calls.size() < 100) Instances::Instance().initClassMetadata(&Declare<'m'>, Mask);
 }
 
-/// Notes its number when it is deleted.
+/// Logs its number when it is deleted.
 class LoggedMetadata : public cls_ClassMetadata {
  public:
   explicit LoggedMetadata(int number)
@@ -65,7 +65,7 @@ class MetadataRegistrar : public ::testing::Test {
 
   static Calls TakeCalls() { return std::exchange(s_Calls, {}); }
 
-  /// The calls that a replay into a registrar of its own makes; each must be on that registrar.
+  /// The calls that a replay into another registrar makes; '?' is a call on any other.
   static std::string Replay(unsigned int mask) {
     cls_ClassRegistrar registrar;
     s_Calls.clear();
@@ -81,7 +81,7 @@ class MetadataRegistrarMask : public MetadataRegistrar, public ::testing::WithPa
   [[nodiscard]] static bool Has(unsigned int bit) { return (GetParam() & bit) != 0; }
 };
 
-/// The instance at each allocation of the libraries.
+/// The instance at each allocation of the library.
 std::vector<cls_MetadataRegistrar*> s_Seen;
 
 bool SeeInstance(std::size_t) {
@@ -93,7 +93,7 @@ bool SeeInstance(std::size_t) {
 
 // --- The instance.
 
-TEST_F(MetadataRegistrar, IsMadeAtTheFirstCall) {
+TEST_F(MetadataRegistrar, InstanceIsMadeAtTheFirstCall) {
   EXPECT_EQ(Instances::InstanceIfAny(), nullptr);
   cls_MetadataRegistrar& instance = Instance();
   EXPECT_EQ(Instances::InstanceIfAny(), &instance);
@@ -105,11 +105,11 @@ TEST_F(MetadataRegistrar, InstanceIsSetBeforeAnythingElseIsConstructed) {
   mem_AllocationHook const before = mem_SetAllocationHook(&SeeInstance);
   cls_MetadataRegistrar* const instance = &Instance();
   mem_SetAllocationHook(before);
-  ASSERT_FALSE(s_Seen.empty()); // the registrars allocate while they are constructed
+  ASSERT_FALSE(s_Seen.empty()); // constructing the registrars allocates
   EXPECT_EQ(s_Seen, std::vector<cls_MetadataRegistrar*>(s_Seen.size(), instance));
 }
 
-TEST_F(MetadataRegistrar, ThereIsNoInstanceWhenItsConstructionFailed) {
+TEST_F(MetadataRegistrar, FailedConstructionLeavesNoInstance) {
   int failures = 0;
   for (; failures < 100; ++failures) {
     AllocationProbe probe;
@@ -126,7 +126,7 @@ TEST_F(MetadataRegistrar, ThereIsNoInstanceWhenItsConstructionFailed) {
   EXPECT_NE(Instances::InstanceIfAny(), nullptr);
 }
 
-TEST_F(MetadataRegistrar, BeginsWithThreeEmptyRegistrars) {
+TEST_F(MetadataRegistrar, StartsWithThreeEmptyRegistrars) {
   EXPECT_EQ(Instance().Registrar1().GetHistoryMDList().Length(), 0);
   EXPECT_EQ(Instance().Registrar2().GetHistoryMDList().Length(), 0);
   EXPECT_EQ(Instance().Registrar4().GetHistoryMDList().Length(), 0);
@@ -135,7 +135,7 @@ TEST_F(MetadataRegistrar, BeginsWithThreeEmptyRegistrars) {
   EXPECT_NE(&Instance().Registrar2(), &Instance().Registrar4());
 }
 
-TEST_F(MetadataRegistrar, BeginsWithNothingToReplay) {
+TEST_F(MetadataRegistrar, StartsWithNothingToReplay) {
   EXPECT_EQ(Replay(7), "");
 }
 
@@ -149,7 +149,7 @@ TEST_F(MetadataRegistrar, DeletingTheInstanceForgetsEverything) {
   EXPECT_EQ(Replay(7), "");
 }
 
-TEST_F(MetadataRegistrar, RegistrarsGoInTheOrderTwoFourOne) {
+TEST_F(MetadataRegistrar, RegistrarsAreDestroyedInTheOrderTwoFourOne) {
   Instance().Registrar1().AddClassMD(new LoggedMetadata(1));
   Instance().Registrar2().AddClassMD(new LoggedMetadata(2));
   Instance().Registrar4().AddClassMD(new LoggedMetadata(4));
@@ -157,7 +157,7 @@ TEST_F(MetadataRegistrar, RegistrarsGoInTheOrderTwoFourOne) {
   EXPECT_EQ(LoggedMetadata::s_Deleted, std::vector<int>({2, 4, 1}));
 }
 
-TEST_F(MetadataRegistrar, RegistrarsStandInTheOrderOneFourTwo) {
+TEST_F(MetadataRegistrar, RegistrarsAreMembersInTheOrderOneFourTwo) {
   EXPECT_LT(&Instance().Registrar1(), &Instance().Registrar4());
   EXPECT_LT(&Instance().Registrar4(), &Instance().Registrar2());
 }
@@ -199,7 +199,7 @@ TEST_F(MetadataRegistrar, OtherBitsMeanNothing) {
   EXPECT_EQ(Replay(0xFFFFFFFFU), "gg");
 }
 
-TEST_F(MetadataRegistrar, AFunctionGivenTwiceIsRunAndKeptTwice) {
+TEST_F(MetadataRegistrar, FunctionPassedTwiceIsRunAndKeptTwice) {
   ::testing::internal::CaptureStderr();
   Instance().initClassMetadata(&DeclareBolt, 1);
   Instance().initClassMetadata(&DeclareBolt, 1);
@@ -209,13 +209,13 @@ TEST_F(MetadataRegistrar, AFunctionGivenTwiceIsRunAndKeptTwice) {
   static_cast<void>(::testing::internal::GetCapturedStderr());
 }
 
-TEST_F(MetadataRegistrar, AFailureOfAFunctionPassesAndEndsTheDeclaration) {
+TEST_F(MetadataRegistrar, FailureOfAFunctionPassesThroughAndEndsTheDeclaration) {
   EXPECT_THROW(Instance().initClassMetadata(&Fail, 7), std::runtime_error);
   EXPECT_EQ(TakeCalls(), Calls({{'!', &Instance().Registrar1()}}));
 }
 
-// It is kept before it runs.
-TEST_F(MetadataRegistrar, AFunctionThatFailedIsReplayed) {
+// The function is kept before it runs.
+TEST_F(MetadataRegistrar, FunctionThatFailedIsReplayed) {
   EXPECT_THROW(Instance().initClassMetadata(&Fail, 1), std::runtime_error);
   Instance().initClassMetadata(&Declare<'f'>, 1);
   cls_ClassRegistrar registrar;
@@ -224,7 +224,7 @@ TEST_F(MetadataRegistrar, AFunctionThatFailedIsReplayed) {
   EXPECT_EQ(TakeCalls(), Calls({{'!', &registrar}}));
 }
 
-TEST_F(MetadataRegistrar, AFunctionMayDeclareOthersWhileItRuns) {
+TEST_F(MetadataRegistrar, FunctionMayDeclareOthersWhileItRuns) {
   Instance().initClassMetadata(&DeclareMore<1>, 1);
   EXPECT_EQ(TakeCalls(), Calls({{'+', &Instance().Registrar1()}, {'m', &Instance().Registrar1()}}));
 }
@@ -255,7 +255,7 @@ TEST_F(MetadataRegistrar, ReplayOfBothBitsRunsAllOfBitOneFirst) {
   EXPECT_EQ(Replay(5), "ghfg");
 }
 
-TEST_F(MetadataRegistrar, AFunctionOfBothBitsIsReplayedTwice) {
+TEST_F(MetadataRegistrar, FunctionOfBothBitsIsReplayedTwice) {
   Instance().initClassMetadata(&Declare<'f'>, 5);
   EXPECT_EQ(TakeCalls(), Calls({{'f', &Instance().Registrar1()}, {'f', &Instance().Registrar4()}}));
   EXPECT_EQ(Replay(1), "f");
@@ -269,7 +269,7 @@ TEST_F(MetadataRegistrar, BitTwoIsNeverReplayed) {
   EXPECT_EQ(Replay(7), "");
 }
 
-TEST_F(MetadataRegistrar, ReplayFillsTheRegistrarThatIsGiven) {
+TEST_F(MetadataRegistrar, ReplayFillsTheGivenRegistrar) {
   Instance().initClassMetadata(&DeclareBolt, 1);
   cls_ClassRegistrar registrar;
   Instance().initMetadata(&registrar, 1);
@@ -277,7 +277,7 @@ TEST_F(MetadataRegistrar, ReplayFillsTheRegistrarThatIsGiven) {
   EXPECT_NE(&registrar.ConstGet(100), &Instance().Registrar1().ConstGet(100));
 }
 
-TEST_F(MetadataRegistrar, AReplayedRegistrarOutlivesTheInstance) {
+TEST_F(MetadataRegistrar, ReplayedRegistrarOutlivesTheInstance) {
   Instance().initClassMetadata(&DeclareBolt, 1);
   cls_ClassRegistrar registrar;
   Instance().initMetadata(&registrar, 1);
@@ -313,33 +313,33 @@ TEST_F(MetadataRegistrar, ReplayIntoOneOfItsOwnRegistrarsWorks) {
   EXPECT_TRUE(Instance().Registrar2().ClassIsPresent(100));
 }
 
-TEST_F(MetadataRegistrar, AFunctionDeclaredDuringAReplayIsNotRunInIt) {
-  Instance().initClassMetadata(&DeclareMore<1>, 1); // keeps itself and one more
+TEST_F(MetadataRegistrar, FunctionDeclaredDuringAReplayIsNotRunInIt) {
+  Instance().initClassMetadata(&DeclareMore<1>, 1); // keeps itself and one more function
   Instance().initClassMetadata(&Declare<'z'>, 1);
   cls_ClassRegistrar registrar;
   s_Calls.clear();
   Instance().initMetadata(&registrar, 1);
   EXPECT_EQ(TakeCalls(), Calls({{'+', &registrar},
-                                {'m', &Instance().Registrar1()}, // at its declaration
-                                {'m', &registrar},               // the one of the first declaration
+                                {'m', &Instance().Registrar1()}, // when it is declared
+                                {'m', &registrar},               // the one from the first declaration
                                 {'z', &registrar}}));
 }
 
-TEST_F(MetadataRegistrar, AFunctionDeclaredDuringAReplayIsRunInTheNext) {
+TEST_F(MetadataRegistrar, FunctionDeclaredDuringAReplayIsRunInTheNext) {
   Instance().initClassMetadata(&Declare<'a'>, 4);
   Instance().initClassMetadata(&DeclareMore<4>, 4); // a + m
-  EXPECT_EQ(Replay(4), "a+?m");                     // and another m; ? is its run at its declaration
+  EXPECT_EQ(Replay(4), "a+?m");                     // and another m; ? is its run when it is declared
   EXPECT_EQ(Replay(4), "a+?mm");
 }
 
-TEST_F(MetadataRegistrar, AFunctionDeclaredForTheOtherBitDuringAReplayIsKept) {
+TEST_F(MetadataRegistrar, FunctionDeclaredForTheOtherBitDuringAReplayIsKept) {
   Instance().initClassMetadata(&DeclareMore<4>, 1);
   EXPECT_EQ(Replay(4), "m");
   EXPECT_EQ(Replay(1), "+?");
   EXPECT_EQ(Replay(4), "mm");
 }
 
-TEST_F(MetadataRegistrar, AFailureDuringAReplayPassesAndEndsIt) {
+TEST_F(MetadataRegistrar, FailureDuringAReplayPassesThroughAndEndsIt) {
   Instance().initClassMetadata(&Declare<'f'>, 1);
   EXPECT_THROW(Instance().initClassMetadata(&Fail, 1), std::runtime_error);
   Instance().initClassMetadata(&Declare<'g'>, 5);

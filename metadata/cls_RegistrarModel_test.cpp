@@ -11,8 +11,8 @@
 
 #include "metadata/cls_ClassRegistrar.h"
 
-// Random registrations and queries on a registrar beside a model of standard containers, over few keys, so
-// that most steps meet something that is there already.
+// Random registrations and queries on a registrar, mirrored in a model of standard containers. There are few
+// keys, so that most steps find something already registered.
 namespace {
 
 using CowData = cow_COW<int, cow_Direct<int>>;
@@ -47,7 +47,7 @@ class RegistrarModel {
     m_IdByName.clear();
   }
 
-  /// One random step; false when the registrar left the model.
+  /// One random step. Returns false when registrar and model differ.
   bool Step() {
     switch (Below(12)) {
     case 0:
@@ -75,7 +75,7 @@ class RegistrarModel {
     }
   }
 
-  /// How many registrations found something registered, and how many deletions reached through a base.
+  /// How many registrations were duplicates, and how many deletions used a base's function.
   [[nodiscard]] long Duplicates() const { return m_Duplicates; }
   [[nodiscard]] long FarDeletions() const { return m_FarDeletions; }
 
@@ -101,7 +101,7 @@ class RegistrarModel {
     unsigned int const id = PickId();
     int const version = PickVersion();
     std::string const name = PickName();
-    // Bases have lower IDs: no circle. Some are never registered, some are the root.
+    // Bases have lower IDs, so there is no circle. Some are never registered, some are the root.
     unsigned int const base = Below(4) == 0 ? 1 : m_FirstId - 1 + Below(id - m_FirstId + 1);
     bool const isNew = Newest(id) == nullptr;
     auto* const made = new Metadata(cow_String(name.c_str()), id, version, base);
@@ -146,7 +146,7 @@ class RegistrarModel {
     return m_Registrar->GetClassID(text) == (found == m_IdByName.end() ? 0 : found->second);
   }
 
-  // In both version queries -1 stands for nothing found so far, also where it is a version.
+  // In both version queries -1 means "none found yet", even if -1 is a registered version.
   bool FirstVersion() {
     unsigned int const id = PickId();
     int const version = PickVersion();
@@ -231,7 +231,7 @@ class cls_RegistrarModel : public ::testing::TestWithParam<std::pair<unsigned in
   ~cls_RegistrarModel() override { cls_ClassRegistrar::SetConstGetCheck(nullptr); }
 };
 
-TEST_P(cls_RegistrarModel, RegistrarFollowsTheModel) {
+TEST_P(cls_RegistrarModel, RegistrarMatchesTheModel) {
   constexpr int Registrars = 100;
   constexpr int Steps = 1000;
   SCOPED_TRACE(::testing::PrintToString(GetParam()));
@@ -249,7 +249,7 @@ TEST_P(cls_RegistrarModel, RegistrarFollowsTheModel) {
   EXPECT_EQ(Metadata::s_Alive, 0);
 }
 
-// The second set of IDs lies on both sides of the greatest signed number.
+// The second set of IDs is on both sides of the greatest signed number.
 INSTANTIATE_TEST_SUITE_P(SeedsAndIds, cls_RegistrarModel,
                          ::testing::Values(std::pair(1U, 0x7C0001U), std::pair(4711U, 0x7FFFFFFAU)));
 

@@ -33,7 +33,8 @@ class RegistrarThreads : public ::testing::Test {
       }
   }
 
-  /// Runs the function on all threads at once with the thread's number; how many of its checks failed.
+  /// Runs the function on all threads at once with the thread's number. Returns how many checks failed on
+  /// each.
   template <class Function> static std::vector<int> OnAllThreads(Function function) {
     std::vector<int> wrong(Threads, -1);
     std::barrier together(Threads);
@@ -47,7 +48,7 @@ class RegistrarThreads : public ::testing::Test {
     return wrong;
   }
 
-  /// The classes, each thread beginning at another one.
+  /// The classes, each thread starting at another one.
   static unsigned int Id(unsigned int number, unsigned int step) {
     return FirstId + (number * 37 + step) % Classes;
   }
@@ -75,7 +76,7 @@ TEST_F(RegistrarThreads, EightThreadsLookUpClassesAtOnce) {
   EXPECT_EQ(OnAllThreads(lookUp), m_NoneWrong);
 }
 
-TEST_F(RegistrarThreads, EightThreadsLookUpNamesWithStringsOfTheirOwn) {
+TEST_F(RegistrarThreads, EightThreadsLookUpNamesWithTheirOwnStrings) {
   auto const lookUp = [this](unsigned int number) {
     int wrong = 0;
     for (unsigned int step = 0; step < 3 * Classes; ++step) {

@@ -24,9 +24,9 @@
 #include "platform/typ/typ_initialize.h"
 #include "tests/support/TracedHistory.h"
 
-// The order of start-up and shut-down, as it happens. This program defines the steps itself, under the names
-// by which the libraries call them; each definition writes a line into the log and passes on to the library's
-// own. This works because calls of exported functions of a shared ELF library find the program's first.
+// The order of start-up and shut-down. This program defines the steps itself, under the names by which the
+// libraries call them; each definition logs a line and calls the library's own. This works because a call of
+// an exported function of a shared ELF library finds the program's definition first.
 
 namespace {
 
@@ -38,20 +38,20 @@ Log TakeLog() {
   return std::exchange(s_Log, {});
 }
 
-/// The library's own function behind the program's of the same symbol.
+/// The library's function of a symbol that the program defines too.
 template <class Function> Function* Next(std::string const& symbol) {
   void* const found = dlsym(RTLD_NEXT, symbol.c_str());
   if (found == nullptr) throw std::runtime_error("no library defines " + symbol);
   return reinterpret_cast<Function*>(found);
 }
 
-/// Logs a module's start or stop with what the caller's counter is when it begins.
+/// Logs a module's start or stop with the caller's counter at its beginning.
 void PassModule(std::string const& name, int& count) {
   s_Log.push_back(name + " " + std::to_string(count));
   Next<void(int&)>("_Z" + std::to_string(name.size()) + name + "Ri")(count);
 }
 
-/// The block of identities that was allocated last, null when it was freed again.
+/// The block of identities that was allocated last; null once it is freed.
 void* s_Identities = nullptr;
 
 /// Whether the calling thread has neither constants nor identities.
@@ -59,6 +59,10 @@ bool ThreadIsClear() {
   return thr_ThreadSingletonBase<cls_Static>::Instance() == nullptr &&
          thr_ThreadSingletonBase<cls_UidCatalog>::Instance() == nullptr;
 }
+
+/// The detailed out-of-memory message, recognised by the length of its text; null if there is none.
+atr_String const* s_Detailed = nullptr;
+constexpr int DetailedLength = 1066;
 
 /// Whether a string is one of the two process-wide messages.
 bool Is(cow_String const* string, atr_String const* message) {
@@ -153,10 +157,11 @@ cls_ClassMetadata& cls_ClassRegistrar::AddClassMD(cls_ClassMetadata* metadata) {
       "_ZN18cls_ClassRegistrar10AddClassMDEP17cls_ClassMetadata")(this, metadata);
 }
 
-// The messages are built by appending their texts, and end with a release of their characters.
+// The messages are built by appending their texts; their destruction releases their characters.
 
 void atr_String::Append(atr_StringBase const& text) {
   s_Log.push_back("Append " + std::to_string(text.Length()));
+  if (text.Length() == DetailedLength) s_Detailed = this;
   Next<void(atr_String*, atr_StringBase const&)>("_ZN10atr_String6AppendERK14atr_StringBase")(this, text);
 }
 
@@ -166,12 +171,14 @@ void ReleaseString(cow_String* string) noexcept {
   static auto* const next = Next<void(cow_String*)>("_ZN10cow_String7ReleaseEv");
   if (Is(string, nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()))
     s_Log.emplace_back("generic message ends");
-  if (Is(string, nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()))
+  if (Is(string, s_Detailed)) {
     s_Log.emplace_back("detailed message ends");
+    s_Detailed = nullptr;
+  }
   next(string);
 }
 
-// A thread's identities end with the block that they lie in.
+// A thread's identities end when their block is freed.
 
 void* mem_Malloc(std::size_t size) {
   static auto* const next = Next<void*(std::size_t)>("_Z10mem_Mallocm");
@@ -191,7 +198,7 @@ void mem_Free(void* block) noexcept {
 
 namespace {
 
-/// Class metadata that tells its end.
+/// Class metadata that logs its destruction.
 class WatchedMetadata : public cls_ClassMetadata {
  public:
   WatchedMetadata(char const* where, unsigned int classId)
@@ -267,8 +274,8 @@ TEST_F(StartupOrder, FirstStartStartsTheModulesThenTheErrors) {
 }
 
 TEST_F(StartupOrder, FirstStartAppendsTheDetailedTextThenTheGenericOne) {
-  nex_initialize(m_Callers); // the lengths tell the two lines of the log apart
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
+  nex_initialize(m_Callers); // the two lines of the log differ in the lengths
+  EXPECT_EQ(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().Length(), DetailedLength);
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->Length(), 425);
   nex_finalize(m_Callers);
 }
@@ -285,14 +292,14 @@ TEST_F(StartupOrder, NestedStartAndStopDoNothing) {
   nex_finalize(m_Callers);
 }
 
-TEST_F(StartupOrder, LastStopGoesBackwards) {
+TEST_F(StartupOrder, LastStopReversesTheOrder) {
   nex_initialize(m_Callers);
   s_Log.clear();
   nex_finalize(m_Callers);
   EXPECT_EQ(TakeLog(), WholeStop);
 }
 
-TEST_F(StartupOrder, ASecondCycleIsAsTheFirst) {
+TEST_F(StartupOrder, SecondCycleIsLikeTheFirst) {
   for (int cycle = 0; cycle < 2; ++cycle) {
     nex_initialize(m_Callers);
     EXPECT_EQ(TakeLog(), WholeStart) << cycle;
@@ -301,13 +308,13 @@ TEST_F(StartupOrder, ASecondCycleIsAsTheFirst) {
   }
 }
 
-TEST_F(StartupOrder, AStopWithoutStartDoesNothing) {
+TEST_F(StartupOrder, StopWithoutStartDoesNothing) {
   nex_finalize(m_Callers);
   cls_finalize(m_Callers);
   EXPECT_EQ(TakeLog(), Log({"cls_finalize 0"}));
 }
 
-TEST_F(StartupOrder, LastStopEndsConstantsThenIdentitiesThenMetadataBeforeThePlatform) {
+TEST_F(StartupOrder, LastStopDestroysConstantsIdentitiesAndMetadataBeforeThePlatform) {
   nex_initialize(m_Callers);
   cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
   registrar.Registrar1().AddClassMD(new WatchedMetadata("registrar 1", 0x7B0001));
@@ -339,7 +346,7 @@ TEST_F(StartupOrder, PersistenceModuleStartsAndStopsAlone) {
   typ_ArchCompTable::Clear(); // what the type module's stop would do
 }
 
-TEST_F(StartupOrder, APersistenceModuleThatRunsAlreadyOnlyCounts) {
+TEST_F(StartupOrder, RunningPersistenceModuleOnlyCounts) {
   int others = 0;
   cls_initialize(others);
   omi_Singleton<cls_MetadataRegistrar>::Instance().Registrar1().AddClassMD(

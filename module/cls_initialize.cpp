@@ -52,7 +52,7 @@ void cls_initialize(int& count) {
 
 void cls_finalize(int& count) {
   if (!s_Uses.Leave(count)) return;
-  // The constants hold an identity, so they go before the catalogue.
+  // The constants hold an identity, so they are destroyed before the catalogue.
   thr_ThreadSingletonBase<cls_Static>::Finalize();
   thr_ThreadSingletonBase<cls_UidCatalog>::Finalize();
   thr_ThreadSingletonBase<cls_PTrieHeap>::Finalize();

@@ -2,11 +2,11 @@
 
 #include "platform/kvl_Export.h"
 
-/// Starts the persistence module: registers its types and announces its classes. Counted, as nex_initialize,
+/// Starts the persistence module: registers its types and declares its classes. Counted like nex_initialize,
 /// which calls it. Thread rule: single-threaded start-up.
 KVL_EXPORT void cls_initialize(int& count);
 
-/// Undoes cls_initialize with the call that matches the first one: destroys the calling thread's shared
+/// Undoes cls_initialize, in the call that matches the first one: destroys the calling thread's shared
 /// constants, its identity catalogue, its pool of trie branches and its extent quanta, in this order, and
 /// deletes the metadata registrar with every declaration.
 KVL_EXPORT void cls_finalize(int& count);

@@ -54,20 +54,23 @@ cls_MetadataRegistrar& Registrar() {
   return omi_Singleton<cls_MetadataRegistrar>::Instance();
 }
 
-/// What a host declares.
+/// The declaration of a host.
 void DeclareNode(cls_ClassRegistrar& registrar) {
   registrar.CreateClassMD("mesh_Node"_cow, 0x7B0001, 1, nullptr, cls_ClassMetadata::RootClassId);
 }
 
+/// The detailed out-of-memory message; empty while the module is not initialised.
+atr_String Detailed() {
+  return nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage();
+}
+
 bool IsInitialised() {
-  return nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed() != nullptr &&
-         nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() != nullptr &&
+  return nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() != nullptr && Detailed().Length() != 0 &&
          typ_ArchCompTable::GetName(0x1F0001) == "nex_Exception";
 }
 
 bool IsDown() {
-  return nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed() == nullptr &&
-         nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() == nullptr &&
+  return nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric() == nullptr &&
          typ_ArchCompTable::GetName(0x1F0001) == "0x001F0001" &&
          thr_ThreadSingletonBase<cls_Static>::Instance() == nullptr &&
          thr_ThreadSingletonBase<cls_UidCatalog>::Instance() == nullptr &&
@@ -76,7 +79,7 @@ bool IsDown() {
 
 } // namespace
 
-TEST(nex_initialize, FirstStartRaisesTheCallersCounterOnceForEachModule) {
+TEST(nex_initialize, FirstStartRaisesTheCallersCounterOncePerModule) {
   int callers = 0;
   nex_initialize(callers);
   EXPECT_EQ(callers, 8);
@@ -105,15 +108,13 @@ TEST(nex_initialize, OneStopAfterTwoStartsLeavesTheModuleInitialised) {
   int callers = 0;
   nex_initialize(callers);
   nex_OutOfMemoryException(atr_String("A"), NEX_OUTOFMEMORY_LIMIT).AsString();
-  atr_String const* const detailed = nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed();
   atr_String const* const generic = nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric();
   nex_initialize(callers);
-  EXPECT_EQ(detailed->Length(), 1067); // not built again
+  EXPECT_EQ(Detailed().Length(), 1067); // not rebuilt
   nex_finalize(callers);
   EXPECT_TRUE(IsInitialised());
-  EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed(), detailed);
   EXPECT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric(), generic);
-  EXPECT_EQ(detailed->Length(), 1067);
+  EXPECT_EQ(Detailed().Length(), 1067);
   EXPECT_EQ(generic->Length(), 426);
   nex_finalize(callers);
   EXPECT_TRUE(IsDown());
@@ -129,7 +130,7 @@ TEST(nex_initialize, StopWithoutStartDoesNothing) {
   EXPECT_EQ(callers, 4);
 }
 
-TEST(nex_initialize, ModulesThatRunAlreadyOnlyCount) {
+TEST(nex_initialize, RunningModulesOnlyCount) {
   int others = 0;
   int callers = 0;
   mem_initialize(others);
@@ -140,20 +141,20 @@ TEST(nex_initialize, ModulesThatRunAlreadyOnlyCount) {
   EXPECT_EQ(callers, 5);
   nex_finalize(callers);
   EXPECT_EQ(callers, 0);
-  EXPECT_EQ(typ_ArchCompTable::GetName(0x230001), "cls_InternalList"); // the others hold these open
+  EXPECT_EQ(typ_ArchCompTable::GetName(0x230001), "cls_InternalList"); // the other modules keep it
   cls_finalize(others);
   typ_finalize(others);
   mem_finalize(others);
   EXPECT_EQ(others, 0);
 }
 
-TEST(nex_initialize, AHundredCyclesAreAsTheFirst) {
+TEST(nex_initialize, HundredCyclesAreLikeTheFirst) {
   int callers = 0;
   for (int cycle = 0; cycle < 100; ++cycle) {
     nex_initialize(callers);
     ASSERT_EQ(callers, 8);
     ASSERT_TRUE(IsInitialised());
-    ASSERT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->Length(), 1066);
+    ASSERT_EQ(Detailed().Length(), 1066);
     ASSERT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->Length(), 425);
     ASSERT_EQ(Classes(Registrar().Registrar1()), Names());
     ASSERT_EQ(Classes(Registrar().Registrar2()), AllClasses);
@@ -167,7 +168,7 @@ TEST(nex_initialize, AHundredCyclesAreAsTheFirst) {
   }
 }
 
-TEST(nex_initialize, DeclaresElevenClassesOfTheProcess) {
+TEST(nex_initialize, DeclaresElevenProcessWideClasses) {
   int callers = 0;
   nex_initialize(callers);
   EXPECT_EQ(Classes(Registrar().Registrar2()), AllClasses);
@@ -175,7 +176,7 @@ TEST(nex_initialize, DeclaresElevenClassesOfTheProcess) {
   nex_finalize(callers);
 }
 
-TEST(nex_initialize, DeclaresNoClassesOfStores) {
+TEST(nex_initialize, DeclaresNoStoreClasses) {
   int callers = 0;
   nex_initialize(callers);
   EXPECT_EQ(Classes(Registrar().Registrar1()), Names());
@@ -192,7 +193,7 @@ TEST(nex_initialize, ReplaysNoneOfItsClasses) {
   nex_finalize(callers);
 }
 
-TEST(nex_initialize, DeclaredNamesLeadToTheTypeTablesIds) {
+TEST(nex_initialize, DeclaredNamesHaveTheIdsOfTheTypeTable) {
   int callers = 0;
   nex_initialize(callers);
   cls_ClassRegistrar const& registrar = Registrar().Registrar2();
@@ -215,7 +216,7 @@ TEST(nex_initialize, NestedStartsDeclareNothing) {
   nex_finalize(callers);
 }
 
-TEST(nex_initialize, InstalledChecksRaise) {
+TEST(nex_initialize, InstalledChecksThrow) {
   int callers = 0;
   nex_initialize(callers);
   {
@@ -227,7 +228,7 @@ TEST(nex_initialize, InstalledChecksRaise) {
     EXPECT_NO_THROW((void)registrar.GetClassMetadata(0x1F0002, 800));
     EXPECT_NO_THROW((void)registrar.GetClassID("nex_TextException"_cow));
     cls_ClassRegistrar const own;
-    EXPECT_THROW((void)own.ConstGet(0x1F0002), nex_TextException); // in a host's registrar, too
+    EXPECT_THROW((void)own.ConstGet(0x1F0002), nex_TextException); // also in a host's registrar
   }
   nex_finalize(callers);
 }
@@ -250,7 +251,7 @@ TEST(nex_initialize, LastStopForgetsEveryDeclaration) {
   nex_finalize(callers);
 }
 
-TEST(nex_initialize, AfterTheLastStopInstanceIsANewEmptyRegistrar) {
+TEST(nex_initialize, AfterTheLastStopTheInstanceIsNewAndEmpty) {
   int callers = 0;
   nex_initialize(callers);
   Registrar().initClassMetadata(&DeclareNode, 5);
@@ -274,7 +275,7 @@ TEST(nex_initialize, FormalitiesDoNothing) {
   EXPECT_EQ(omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny(), nullptr);
 }
 
-TEST(cls_initialize, CountsAsEveryModule) {
+TEST(cls_initialize, CountsLikeEveryModule) {
   int callers = 0;
   cls_initialize(callers);
   cls_initialize(callers);
@@ -295,7 +296,7 @@ TEST(cls_initialize, DeclaresTheStringClassesAtTheFirstStart) {
   EXPECT_EQ(Classes(Registrar().Registrar4()), Names());
   DeclareNode(Registrar().Registrar2());
   cls_initialize(callers);
-  EXPECT_EQ(Registrar().Registrar2().GetHistoryMDList().Length(), 3); // nothing anew
+  EXPECT_EQ(Registrar().Registrar2().GetHistoryMDList().Length(), 3); // nothing new
   cls_finalize(callers);
   cls_finalize(callers);
   cls_initialize(callers);
@@ -303,7 +304,7 @@ TEST(cls_initialize, DeclaresTheStringClassesAtTheFirstStart) {
   cls_finalize(callers);
 }
 
-TEST(cls_initialize, DeclaresTheStringClassesWithTheirWrappersAdapters) {
+TEST(cls_initialize, DeclaresTheStringClassesWithTheAdaptersOfTheirWrappers) {
   int callers = 0;
   cls_initialize(callers);
   cls_ClassMetadata const& plain = Registrar().Registrar2().ConstGet(cls_xpString::TypeId());

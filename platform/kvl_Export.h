@@ -3,10 +3,13 @@
 /// Marks what a shared library exports; everything else is hidden by the build.
 #if defined(__GNUC__)
 #define KVL_EXPORT __attribute__((visibility("default")))
-/// The thread-local model of the few variables on hot paths: their libraries are loaded with the program, so
-/// the address is one offset away instead of a call.
+/// Hides a member of an exported class from other libraries.
+#define KVL_LOCAL __attribute__((visibility("hidden")))
+/// The thread-local model for the few variables on hot paths. Their libraries are loaded with the program, so
+/// an access needs only an offset instead of a call.
 #define KVL_TLS_INITIAL_EXEC __attribute__((tls_model("initial-exec")))
 #else
 #define KVL_EXPORT
+#define KVL_LOCAL
 #define KVL_TLS_INITIAL_EXEC
 #endif

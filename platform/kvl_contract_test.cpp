@@ -1,5 +1,5 @@
-// The contract of the platform libraries (platform/README.md), as far as a compiler can check it: a host's
-// own libraries must let this file compile. The one test at the end links against them.
+// Checks at compile time what platform/README.md requires of the platform libraries: a host's own libraries
+// must compile with this file. The one test at the end links against them.
 
 #include <gtest/gtest.h>
 
@@ -52,7 +52,7 @@ static_assert(std::is_nothrow_default_constructible_v<cow_String> &&
               std::is_nothrow_copy_constructible_v<cow_String>);
 static_assert(std::is_nothrow_move_constructible_v<cow_String> &&
               std::is_nothrow_copy_assignable_v<cow_String>);
-static_assert(!std::convertible_to<char const*, cow_String>, "a text is not made in passing");
+static_assert(!std::convertible_to<char const*, cow_String>, "no implicit conversion from a C string");
 static_assert(noexcept("literal"_cow));
 static_assert(std::totally_ordered<cow_String>);
 static_assert(std::derived_from<atr_String, atr_StringBase>);
@@ -65,7 +65,7 @@ static_assert(Same<decltype(&atr_translate::Result), atr_String (atr_translate::
 static_assert(sizeof(cow_Counter) == 4);
 static_assert(sizeof(cow_CountedHld<cow_String>) == 2 * sizeof(void*));
 static_assert(sizeof(cow_COW<double, cow_Direct<double>>) == sizeof(cow_COW<int, cow_Direct<int>>),
-              "any holder passes as one of int");
+              "a holder of any type is passed as one of int");
 static_assert(sizeof(cow_1DArray<double>) == sizeof(void*));
 template <class Container>
 constexpr bool IsSharedValue = std::is_nothrow_copy_constructible_v<Container>&&

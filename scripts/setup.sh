@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
-# Installs what building, testing and measuring needs, on Debian and its relatives.
-# Says nothing and changes nothing when all of it is there.
+# Installs what is needed to build, test and measure, on Debian and its derivatives. Prints and changes nothing if
+# everything is installed.
+#
+#   scripts/setup.sh           the build, the tests, the examples and the benchmarks
+#   scripts/setup.sh --lint    also what scripts/lint.sh needs
 set -euo pipefail
 
 packages=(
@@ -12,17 +15,21 @@ packages=(
   libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )
 
+if [[ "${1:-}" == --lint ]]; then
+  packages+=(clang-14 clang-format-14 clang-tidy-14)
+fi
+
 fail() {
   printf 'setup: %s\n' "$1" >&2
   exit 1
 }
 
-is_installed() { # a package may be there for several architectures, each with its status
+is_installed() { # a package can be installed for several architectures, each with its status
   [[ " $(dpkg-query -W -f='${db:Status-Status} ' "$1" 2>/dev/null)" == *" installed "* ]]
 }
 
 command -v dpkg-query >/dev/null 2>&1 ||
-  fail "this is not a Debian system; install what these packages hold, then build: ${packages[*]}"
+  fail "this is not a Debian system; install the equivalents of these packages, then build: ${packages[*]}"
 
 missing=()
 for package in "${packages[@]}"; do
@@ -44,12 +51,12 @@ run_apt() {
   local command=(apt-get -qq -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=120 "$@")
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive "${command[@]}" >"$log" 2>&1 </dev/null || {
     cat "$log" >&2
-    fail "apt-get $1 failed; missing are: ${missing[*]}"
+    fail "apt-get $1 failed; still missing: ${missing[*]}"
   }
 }
 run_apt update
 run_apt install --yes --no-install-recommends "${missing[@]}"
 
 for package in "${missing[@]}"; do
-  is_installed "$package" || fail "$package is still not there after the installation"
+  is_installed "$package" || fail "$package is still missing after the installation"
 done

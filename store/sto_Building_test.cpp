@@ -7,7 +7,7 @@
 
 namespace {
 
-// How a load chooses metadata, and builds objects through it.
+// How a load chooses metadata and builds objects with it.
 
 class Shape {
  public:
@@ -144,7 +144,7 @@ TEST_F(StoreBuilding, CycleThroughABaseClassIsRefusedAndLeavesTheStoreUsable) {
   one->m_Neighbour = two;
   two->m_Neighbour = one;
   store.Save("one", *one);
-  // The square that is asked for as itself stands where its address is known; the triangle leads back to it.
+  // The square is loaded as itself, so its address is known; the triangle refers back to it.
   EXPECT_EQ(store.LoadShared<Square>("one")->Sides(), 4);
   std::string const message =
       MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(store.LoadShared<Shape>("one")); });
@@ -251,7 +251,7 @@ TEST_F(StoreBuilding, RecordAboveAllRegisteredVersionsIsRefusedNamingThemAll) {
       << message;
 }
 
-TEST_F(StoreBuilding, ConstructorFunctionsFailurePassesAndTheStoreGoesOn) {
+TEST_F(StoreBuilding, FailureOfAConstructorFunctionIsPassedOnAndTheStoreGoesOn) {
   { Create().Save("square", Square()); }
   cls_ClassRegistrar reader;
   DeclareShape(reader);

@@ -34,7 +34,7 @@ cls_ClassMetadata& Class(cls_ClassRegistrar& registrar, char const* name, unsign
 
 class StoreCheckClasses : public StoreFileTest {
  protected:
-  /// What is said of a registrar that `declare` fills; Open must refuse it for the same.
+  /// The messages about a registrar filled by `declare`; Open must refuse it with the same ones.
   [[nodiscard]] Sentences Refused(Declare const& declare) const {
     cls_ClassRegistrar registrar;
     declare(registrar);
@@ -44,7 +44,7 @@ class StoreCheckClasses : public StoreFileTest {
     return all;
   }
 
-  /// What is said of a registrar that Open takes.
+  /// The messages about a registrar that Open accepts.
   [[nodiscard]] Sentences Reported(Declare const& declare) const {
     cls_ClassRegistrar registrar;
     declare(registrar);
@@ -54,7 +54,7 @@ class StoreCheckClasses : public StoreFileTest {
     return sto_CheckClasses(registrar);
   }
 
-  /// Misuse with all sentences, and no file where there was none.
+  /// Expects Misuse with all sentences, and no file if there was none before.
   void ExpectRefused(cls_ClassRegistrar const& registrar, Sentences const& sentences) const {
     std::string message = Path() + ":";
     for (std::string const& sentence : sentences) message += " " + sentence;
@@ -159,7 +159,7 @@ TEST_F(StoreCheckClasses, AnAttributeThatIsLostWithDroppedMetadata) {
   EXPECT_EQ(Reported([&](cls_ClassRegistrar& r) {
               cls_ClassMetadata& first = Class(r, "Bolt", BoltId);
               late(r);
-              first.AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE); // after all
+              first.AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE); // declared after all
             }),
             Sentences());
 }
@@ -255,7 +255,7 @@ TEST_F(StoreCheckClasses, ACircleThroughTheRootsId) {
 
 TEST_F(StoreCheckClasses, OlderVersionsMakeNoCircle) {
   EXPECT_EQ(Reported([](cls_ClassRegistrar& r) {
-              Class(r, "Bolt", BoltId, 1, NutId); // the bases have changed places since
+              Class(r, "Bolt", BoltId, 1, NutId); // meanwhile the bases have changed places
               Class(r, "Bolt", BoltId, 2);
               Class(r, "Nut", NutId, 1);
               Class(r, "Nut", NutId, 2, BoltId);
@@ -282,7 +282,7 @@ TEST_F(StoreCheckClasses, NameOfALibraryClassIsReportedAndNotRefused) {
             Sentences{"Class nex_Exception version 1 has the name of a class of the library."});
 }
 
-TEST_F(StoreCheckClasses, IdAndVersionThatStandForNoneAreReportedAndNotRefused) {
+TEST_F(StoreCheckClasses, ReservedIdAndVersionAreReportedAndNotRefused) {
   EXPECT_EQ(Reported([](cls_ClassRegistrar& r) {
               Class(r, "Root", 1, 1, BoltId);
               Class(r, "Bolt", BoltId, -1, NutId);

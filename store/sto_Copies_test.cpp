@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Copies of whole stores, with a write-ahead log and without.
+/// Copies of whole stores, with and without a write-ahead log.
 class StoreCopies : public StoreArrayTest, public testing::WithParamInterface<bool> {
  protected:
   [[nodiscard]] static sto_Options Options(int busyMilliseconds = 5000) {
@@ -22,7 +22,7 @@ class StoreCopies : public StoreArrayTest, public testing::WithParamInterface<bo
     return options;
   }
   [[nodiscard]] sto_Store CreateStore() const { return Open(sto_Mode::Create, "test.kvs", Options()); }
-  /// A store with a graph that has a cycle, and an array in blocks.
+  /// A store with a cyclic graph and an array in blocks.
   [[nodiscard]] sto_Store MakeStore(int count = 10'000) const {
     sto_Store store = CreateStore();
     auto const root = std::make_shared<Node>(1);
@@ -52,13 +52,13 @@ class StoreCopies : public StoreArrayTest, public testing::WithParamInterface<bo
       names.insert(entry.path().filename().string());
     return names;
   }
-  /// The names without what SQLite has beside the open store.
+  /// The file names, without those that SQLite makes beside the open store.
   [[nodiscard]] std::set<std::string> Files() const {
     std::set<std::string> names = Names();
     for (char const* const beside : {"test.kvs-wal", "test.kvs-shm", "test.kvs-journal"}) names.erase(beside);
     return names;
   }
-  /// Copies, which fails: the message, which names both stores.
+  /// Expects copying to fail; returns the message, which names both stores.
   std::string MessageOfCopy(sto_Store& store, sto_ErrorKind kind, std::string const& location) const {
     std::string const message = MessageOf(kind, [&] { store.CopyTo(location); });
     EXPECT_TRUE(message.starts_with(Path() + ": The store cannot be copied to " + location + ": "))
@@ -77,7 +77,7 @@ TEST_P(StoreCopies, CopyHasEveryRootAndIsAStoreOfItsOwn) {
   {
     sto_Store copy = Open(sto_Mode::ReadWrite, "copy.kvs");
     EXPECT_EQ(copy.ObjectCount(), 4);
-    copy.Save("other", node); // nothing in memory belongs to the copy
+    copy.Save("other", node); // objects in memory do not belong to the copy
     EXPECT_EQ(copy.ObjectCount(), 5);
     EXPECT_EQ(GraphValue(copy), 1);
   }
@@ -113,7 +113,7 @@ TEST_P(StoreCopies, CopyOfAStoreThatOnlyReadsIsOneToWrite) {
   EXPECT_EQ(GraphValue(store), 1);
 }
 
-TEST_P(StoreCopies, WhatIsUnderTheNameStaysAndIsAConflict) {
+TEST_P(StoreCopies, ExistingFileStaysAndIsAConflict) {
   sto_Store store = MakeStore(10);
   WriteFile(Path("text"), "text");
   WriteFile(Path("empty"), "");
@@ -129,7 +129,7 @@ TEST_P(StoreCopies, WhatIsUnderTheNameStaysAndIsAConflict) {
   EXPECT_EQ(store.Roots().size(), 2U);
 }
 
-TEST_P(StoreCopies, FolderThatIsNotThereIsUnavailable) {
+TEST_P(StoreCopies, MissingFolderIsUnavailable) {
   sto_Store store = MakeStore(10);
   std::string const message = MessageOfCopy(store, sto_ErrorKind::Unavailable, Path("nowhere") + "/copy.kvs");
   EXPECT_TRUE(Contains(message, "unable to open database file")) << message;
@@ -140,7 +140,8 @@ TEST_P(StoreCopies, LocationWithANulIsMisuse) {
   sto_Store store = MakeStore(10);
   std::string const message =
       MessageOf(sto_ErrorKind::Misuse, [&] { store.CopyTo(Path("copy") + std::string("\0.kvs", 5)); });
-  EXPECT_TRUE(Contains(message, "cannot be copied to " + Path("copy") + ": The location goes on after a NUL"))
+  EXPECT_TRUE(
+      Contains(message, "cannot be copied to " + Path("copy") + ": The location continues after a NUL"))
       << message;
   EXPECT_EQ(Files(), std::set<std::string>{"test.kvs"});
 }
@@ -191,7 +192,7 @@ TEST_P(StoreCopies, WhatAnArrayHasNotWrittenIsWrittenAndCopied) {
   store.CopyTo(Path("copy.kvs"));
   EXPECT_EQ(Stored("copy.kvs"), Numbers(30));
   EXPECT_EQ(Stored(), Numbers(30));
-  Fill(holder->m_Array, 40); // it goes on with the store that it belongs to
+  Fill(holder->m_Array, 40); // still belongs to its store
   store.Save("array", *holder);
   EXPECT_EQ(Stored("copy.kvs"), Numbers(30));
   EXPECT_EQ(Stored(), Numbers(40));
@@ -214,7 +215,7 @@ TEST_P(StoreCopies, ReadTransactionIsCopiedAsItSeesTheStore) {
   {
     sto_ReadTransaction const transaction(store);
     EXPECT_EQ(GraphValue(store), 1);
-    if (GetParam()) Open().Save("graph", Node(5)); // only beside a log
+    if (GetParam()) Open().Save("graph", Node(5)); // only with a log
     store.CopyTo(Path("copy.kvs"));
     EXPECT_EQ(GraphValue(store), 1);
   }
@@ -223,7 +224,7 @@ TEST_P(StoreCopies, ReadTransactionIsCopiedAsItSeesTheStore) {
   EXPECT_EQ(holder->m_Array.Size(), 30);
 }
 
-TEST_P(StoreCopies, CopyBesideABusyWriterIsOfOneState) {
+TEST_P(StoreCopies, CopyBesideABusyWriterIsConsistent) {
   { CreateStore().Save("first", Node(0)); }
   { Open().Save("second", Node(0)); }
   pid_t const writer = StartStoreChild([&] {
@@ -231,12 +232,12 @@ TEST_P(StoreCopies, CopyBesideABusyWriterIsOfOneState) {
     for (int i = 1; !fs::exists(Path("stop")); ++i) try {
         sto_Transaction transaction(store);
         store.Save("first", Node(i));
-        DoubleHolder holder; // so that the copy has several pages that change
+        DoubleHolder holder; // so that several pages change
         Fill(holder.m_Array, 5000 + i);
         store.Save("array", holder);
         store.Save("second", Node(i));
         transaction.Commit();
-        usleep(3000); // so that others have a chance
+        usleep(3000); // let other sessions in
       } catch (sto_Exception const& exception) {
         if (exception.Kind() != sto_ErrorKind::Busy) throw;
       }
@@ -260,7 +261,7 @@ TEST_P(StoreCopies, CopyBesideABusyWriterIsOfOneState) {
   EXPECT_GE(states.size(), 5U);
 }
 
-TEST_P(StoreCopies, StoreThatSomebodyWritesIsBusyUnlessItHasALog) {
+TEST_P(StoreCopies, StoreBeingWrittenIsBusyUnlessItHasALog) {
   { static_cast<void>(MakeStore(10)); }
   sto_Store store = Open(sto_Mode::ReadWrite, "test.kvs", Options(0));
   SqlFile other(Path());
@@ -271,7 +272,7 @@ TEST_P(StoreCopies, StoreThatSomebodyWritesIsBusyUnlessItHasALog) {
   ExpectWhole("copy.kvs", 10);
 }
 
-TEST_P(StoreCopies, CopyIsReadableByNobodyWhoMayNotReadTheStore) {
+TEST_P(StoreCopies, CopyHasTheReadPermissionsOfTheStore) {
   sto_Store store = MakeStore(10);
   ASSERT_EQ(chmod(Path().c_str(), 0600), 0);
   store.CopyTo(Path("private"));
@@ -284,7 +285,7 @@ TEST_P(StoreCopies, CopyIsReadableByNobodyWhoMayNotReadTheStore) {
   EXPECT_EQ(mode("writable") & 0600U, 0600U);
 }
 
-/// More than SQLite keeps in memory, so that the copy is written before it is whole.
+/// Exceeds SQLite's cache, so that the copy reaches the file before it is complete.
 constexpr int Many = 400'000;
 
 TEST_P(StoreCopies, FailureAtEachOperationLeavesNoCopy) {
@@ -363,7 +364,7 @@ INSTANTIATE_TEST_SUITE_P(Journals, StoreCopies, testing::Bool(),
 
 class StoreOldCopies : public StoreArrayTest {};
 
-TEST_F(StoreOldCopies, StoreOfAnOlderFormatIsCopiedAsItIs) {
+TEST_F(StoreOldCopies, StoreOfAnOlderFormatIsCopiedUnchanged) {
   fs::copy_file(KVL_GOLDEN_DIR "/format-1.kvs", Path());
   sto_Store store = Open(sto_Mode::ReadOnly);
   store.CopyTo(Path("copy.kvs"));
@@ -372,7 +373,7 @@ TEST_F(StoreOldCopies, StoreOfAnOlderFormatIsCopiedAsItIs) {
   EXPECT_FALSE(store.Roots().empty());
 }
 
-/// Root names that change.
+/// Renamed roots.
 class StoreRootNames : public StoreArrayTest {};
 
 TEST_F(StoreRootNames, RenamedRootKeepsItsObject) {
@@ -423,7 +424,7 @@ TEST_F(StoreRootNames, RenamingBelongsToTheOpenTransaction) {
     store.Save("taken", Node(4));
     store.RenameRoot("old", "taken");
   });
-  EXPECT_TRUE(store.RenameRoot("old", "new")); // the transaction goes on
+  EXPECT_TRUE(store.RenameRoot("old", "new")); // the transaction continues
   transaction.Commit();
   EXPECT_EQ(Open().Roots(), (std::vector<std::string>{"new", "taken"}));
 }

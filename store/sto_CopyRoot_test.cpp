@@ -9,12 +9,12 @@
 
 namespace {
 
-/// Copies of roots from store to store.
+/// Copies of roots between stores.
 class StoreRootCopies : public StoreCollectionTest {
  protected:
   static std::vector<std::string> Names(std::initializer_list<std::string> names) { return names; }
 
-  /// An object of every kind of content, with a cycle beside it, all under one root.
+  /// An object with every kind of content, and a cycle, under one root.
   static void SaveEverything(sto_Store& store) {
     std::vector<char> bytes(50'000);
     std::iota(bytes.begin(), bytes.end(), '\0');
@@ -160,7 +160,7 @@ TEST_F(StoreRootCopies, RootWithoutItsObjectIsDamaged) {
   EXPECT_EQ(target.ObjectCount(), 0);
 }
 
-TEST_F(StoreRootCopies, CopyGoesWithTheTargetsTransaction) {
+TEST_F(StoreRootCopies, CopyBelongsToTheTargetsTransaction) {
   sto_Store source = Create("source");
   sto_Store target = Create("target");
   SaveEverything(source);
@@ -175,7 +175,7 @@ TEST_F(StoreRootCopies, CopyGoesWithTheTargetsTransaction) {
   sto_Transaction transaction(target);
   target.Save("other", Node(1));
   MessageOf(sto_ErrorKind::NotFound, [&] { sto_CopyRoot(source, "nowhere", target, "copy"); });
-  sto_CopyRoot(source, "all", target, "copy"); // the transaction goes on
+  sto_CopyRoot(source, "all", target, "copy"); // the transaction continues
   transaction.Commit();
   EXPECT_EQ(target.Roots(), Names({"copy", "other"}));
   ExpectEverything(target, "copy");
@@ -262,7 +262,7 @@ TEST_F(StoreRootCopies, FailureAtEachOperationLeavesBothAsTheyWere) {
   ExpectEverything(target, "copy");
 }
 
-/// The same for roots whose bulk arrays are open.
+/// Likewise, for roots with open bulk arrays.
 class StoreArrayRootCopies : public StoreArrayTest {};
 
 TEST_F(StoreArrayRootCopies, WhatTheSourcesArraysHaveNotWrittenIsCopied) {
@@ -274,7 +274,7 @@ TEST_F(StoreArrayRootCopies, WhatTheSourcesArraysHaveNotWrittenIsCopied) {
   sto_CopyRoot(source, "array", target, "copy");
   EXPECT_EQ(Stored("target", "copy"), Numbers(5000));
   EXPECT_EQ(Stored(), Numbers(5000));
-  Fill(holder->m_Array, 6000); // it stays with its store
+  Fill(holder->m_Array, 6000); // still belongs to its store
   EXPECT_EQ(Elements(target.Load<DoubleHolder>("copy")->m_Array), Numbers(5000));
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Making a store where others make one too, or where one was not made to its end.
+/// Creating a store while others create it too, or where a previous creation was not finished.
 class StoreCreation : public StoreTest, public testing::WithParamInterface<bool> {
  protected:
   [[nodiscard]] static sto_Options Options() {
@@ -44,7 +44,7 @@ class StoreCreation : public StoreTest, public testing::WithParamInterface<bool>
   }
 };
 
-TEST_P(StoreCreation, OneOfManyProgramsThatCreateAStoreSucceedsAndItsSaveStays) {
+TEST_P(StoreCreation, OnlyOneOfManyProgramsThatCreateAStoreSucceedsAndItsSaveStays) {
   constexpr int Racers = 6;
   constexpr int Conflict = 1;
   for (int round = 0; round < 40; ++round) {
@@ -62,7 +62,7 @@ TEST_P(StoreCreation, OneOfManyProgramsThatCreateAStoreSucceedsAndItsSaveStays) 
           return 10 + racer;
         } catch (sto_Exception const& exception) {
           if (exception.Kind() == sto_ErrorKind::Conflict) return Conflict;
-          ADD_FAILURE() << exception.AsString().View(); // to be seen at all
+          ADD_FAILURE() << exception.AsString().View(); // otherwise the failure would not be visible
           return 2;
         }
       }));
@@ -73,7 +73,7 @@ TEST_P(StoreCreation, OneOfManyProgramsThatCreateAStoreSucceedsAndItsSaveStays) 
     for (pid_t const child : children) {
       int const result = WaitForStoreChild(child);
       if (result >= 10 && result < 10 + Racers) {
-        EXPECT_EQ(winner, -1) << "two have created it";
+        EXPECT_EQ(winner, -1) << "two processes created it";
         winner = result - 10;
       } else {
         EXPECT_EQ(result, Conflict);
@@ -101,7 +101,7 @@ TEST_P(StoreCreation, KilledAtAnyOperationIsTakenOverByTheNextOrIsComplete) {
     });
     ASSERT_TRUE(result == 0 || result == -SIGKILL) << result;
     if (KindOfFailure() == sto_ErrorKind::Conflict)
-      ++complete; // nobody can tell it from a store that somebody has made
+      ++complete; // not distinguishable from a finished store
     else
       ++taken;
     ExpectWholeAndEmpty();

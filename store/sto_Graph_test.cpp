@@ -12,7 +12,7 @@ std::shared_ptr<Node> Make(int value) {
   return std::make_shared<Node>(value);
 }
 
-/// A chain of `length` nodes, each held by the one before, with values 1, 2, 3 ...
+/// A chain of `length` nodes, each held by the previous one, with values 1, 2, 3 ...
 std::shared_ptr<Node> Chain(int length) {
   std::shared_ptr<Node> first;
   for (int value = length; value > 0; --value) {
@@ -161,10 +161,10 @@ TEST_F(StoreGraph, OneObjectAsTwoTypesIsRefusedWhicheverComesFirst) {
   root.m_Left = root.m_Right = Make(2);
   sto_Store store = Create();
   store.Save("root", root);
-  struct Other { // says nothing about its class
+  struct Other { // does not declare its class ID
     explicit Other(cls_ReadVisitor const&) {}
   };
-  struct Namesake { // another C++ class of the same class ID
+  struct Namesake { // another C++ class with the same class ID
     static constexpr unsigned int TypeId() noexcept { return Node::TypeId(); }
     explicit Namesake(cls_ReadVisitor const&) {}
   };
@@ -223,7 +223,7 @@ TEST_F(StoreGraph, LoadWithinAReadingConstructorSharesTheObjectsOfTheLoad) {
   static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
     std::shared_ptr<Node> const held = sto_ReadShared<Node>(visitor, cls_FieldHandle("m_Left"_cow));
     EXPECT_EQ(store.LoadShared<Node>("node"), held);
-    EXPECT_NE(store.Load<Node>("node").get(), held.get()); // for one owner: an object of its own
+    EXPECT_NE(store.Load<Node>("node").get(), held.get()); // loaded for one owner: a separate object
     EXPECT_EQ(sto_ReadShared<Node>(visitor, cls_FieldHandle("m_Left"_cow)), held);
   }));
 }
@@ -252,7 +252,7 @@ TEST_F(StoreGraph, NestingBeyondTheLimitIsRefusedOnSaveAndNothingIsStored) {
 }
 
 TEST_F(StoreGraph, NestingBeyondTheLimitIsRefusedOnLoad) {
-  // Two chains that are stored one after the other are one chain of twice the length when read.
+  // Two chains, stored in two saves, form one chain of twice the length.
   sto_Store store = Create();
   std::shared_ptr<Node> const upper = Chain(sto_Format::MaxNesting);
   std::shared_ptr<Node> const lower = Chain(2);
@@ -289,7 +289,7 @@ TEST_F(StoreGraph, CycleThatIsNotReadSharedEndsAtTheLimit) {
 }
 
 TEST_F(StoreGraph, ObjectWhoseSiblingFailedInItsConstructorIsNotHandedOutAgain) {
-  // Left is built within the failing object and leads back to it; after the failure it is not usable.
+  // Left is built within the failing object and refers back to it; after the failure it is not usable.
   auto const root = Make(0);
   auto const fails = Make(13);
   root->m_Left = fails;

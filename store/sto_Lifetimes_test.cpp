@@ -2,7 +2,7 @@
 
 #include "tests/support/store/StoreTest.h"
 
-// Stores, registrars, transactions and threads that do not live as they should.
+// Misused lifetimes and threads of stores, registrars and transactions.
 
 namespace {
 
@@ -13,7 +13,7 @@ TEST_F(StoreLifetimes, StoreThatWasMovedFromIsMisuse) {
   sto_Store store = Create();
   sto_Store const moved = std::move(store);
   std::string const message =
-      MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("node", Node(1)); }); // NOLINT: the slip
+      MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("node", Node(1)); }); // NOLINT: intentional
   EXPECT_TRUE(Contains(message, "moved from")) << message;
   MessageOf(sto_ErrorKind::Misuse, [&] { sto_Transaction const transaction(store); }); // NOLINT
   MessageOf(sto_ErrorKind::Misuse, [&] { sto_LoadScope const scope(store); });         // NOLINT

@@ -7,7 +7,7 @@ namespace {
 
 class StoreLoadScope : public StoreTest {
  protected:
-  /// Two roots that hold one object.
+  /// Two roots that hold the same object.
   void SaveTwoRoots() {
     sto_Store store = Create();
     auto const shared = std::make_shared<Node>(7);
@@ -98,7 +98,7 @@ TEST_F(StoreLoadScope, SecondObjectOfWhatHasOneOwnerIsRefusedWhileThatLives) {
   EXPECT_TRUE(Contains(message, "for one owner") && Contains(message, "LoadShared")) << message;
   MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(store.Load<Node>("one")); });
   std::shared_ptr<Node> const left = one->m_Left;
-  EXPECT_EQ(store.LoadShared<Node>("two")->m_Right, left); // what it shares is in the scope
+  EXPECT_EQ(store.LoadShared<Node>("two")->m_Right, left); // its shared object is in the scope
   one.reset();
   EXPECT_EQ(store.LoadShared<Node>("one")->m_Left, left);
 }
@@ -132,7 +132,7 @@ TEST_F(StoreLoadScope, ScopesNest) {
   EXPECT_EQ(store.LoadShared<Node>("one"), one);
 }
 
-TEST_F(StoreLoadScope, ObjectOfUndoneWorkIsNoMoreInTheScope) {
+TEST_F(StoreLoadScope, ObjectOfUndoneWorkLeavesTheScope) {
   sto_Store store = Create();
   sto_LoadScope const scope(store);
   std::shared_ptr<Node> undone;
@@ -141,7 +141,7 @@ TEST_F(StoreLoadScope, ObjectOfUndoneWorkIsNoMoreInTheScope) {
     store.Save("undone", Node(1));
     undone = store.LoadShared<Node>("undone");
   }
-  store.Save("next", Node(2)); // under the id of the one that is undone
+  store.Save("next", Node(2)); // reuses the id of the undone object
   std::shared_ptr<Node> const next = store.LoadShared<Node>("next");
   EXPECT_NE(next, undone);
   EXPECT_EQ(next->m_Value, 2);

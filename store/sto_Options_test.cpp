@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// How a store is made, and what it is then.
+/// Options for creating a store, and the resulting store.
 class StoreOptions : public StoreTest {
  protected:
   sto_Store CreateWith(sto_Options const& options) const {
@@ -74,7 +74,7 @@ TEST_F(StoreOptions, OtherPageSizesAreRefusedAndNoFileIsMade) {
   }
   WriteFile(Path(), "");
   MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(CreateWith(PageBytes(1000))); });
-  EXPECT_EQ(fs::file_size(Path()), 0U); // it was there before
+  EXPECT_EQ(fs::file_size(Path()), 0U); // existed before
 }
 
 TEST_F(StoreOptions, MatterToNewStoresOnly) {
@@ -89,7 +89,7 @@ TEST_F(StoreOptions, MatterToNewStoresOnly) {
 }
 
 TEST_F(StoreOptions, LogThatTheSystemCannotKeepIsRefusedAndNoFileIsLeft) {
-  StoreFaultVfs const vfs; // its files have no memory that processes share, which a log needs
+  StoreFaultVfs const vfs; // its files have no shared memory, which a log needs
   std::string const message =
       MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(CreateWith(Log())); });
   EXPECT_TRUE(Contains(message, Path()) && Contains(message, "log")) << message;
@@ -97,7 +97,7 @@ TEST_F(StoreOptions, LogThatTheSystemCannotKeepIsRefusedAndNoFileIsLeft) {
   EXPECT_TRUE(Create().Roots().empty());
 }
 
-/// A store with a write-ahead log, and a list of many blocks in it.
+/// A store with a write-ahead log and a list of many blocks.
 class StoreLog : public StoreStreamTest {
  protected:
   static constexpr int Count = Blocks * BlockSize;
@@ -116,7 +116,7 @@ class StoreLog : public StoreStreamTest {
   static void ExpectList(sto_Store& store, std::vector<int> const& expected) {
     EXPECT_TRUE(store.Load<Stream>("stream")->ReadAll(5000) == expected);
   }
-  /// Runs `work` in a process that is killed by it.
+  /// Runs `work` in a child process, which `work` must kill.
   static void KilledWithin(std::function<void()> const& work) {
     pid_t const child = fork();
     if (child == 0) {
@@ -142,12 +142,12 @@ TEST_F(StoreLog, ReaderSeesTheOldStateBesideAWriterAndTheNewOneAfterIt) {
     int const value = static_cast<int>(roots) * -100;
     sto_Transaction transaction(writer);
     stream->Write(0, Filled(value));
-    stream->Write(Count, std::vector<int>(2'000'000, 1)); // more than SQLite keeps in memory
+    stream->Write(Count, std::vector<int>(2'000'000, 1)); // exceeds SQLite's cache
     stream->Write(0, Filled(value - 1));
     writer.Save("new " + std::to_string(roots), Stream());
     ExpectList(reader, before);
     EXPECT_EQ(reader.Roots().size(), roots);
-    sto_Store second = Open(mode); // and so does one that comes now
+    sto_Store second = Open(mode); // so does a new session
     ExpectList(second, before);
     EXPECT_EQ(writer.Roots().size(), roots + 1);
     transaction.Commit();
@@ -175,7 +175,7 @@ TEST_F(StoreLog, WriterDoesNotWaitForAReader) {
       writer.Save("new", Stream());
       transaction.Commit();
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4)); // of a timeout of five
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4)); // the timeout is five
     EXPECT_TRUE(theirs->ReadAll(5000) == Counted());
     EXPECT_FALSE(reader.HasRoot("new"));
   }
@@ -204,7 +204,7 @@ TEST_F(StoreLog, WithoutItAReaderKeepsTheWriterFromCommitting) {
   sto_Store reader = Open(sto_Mode::ReadOnly);
   sto_Transaction transaction(writer);
   writer.Save("new", Stream());
-  EXPECT_FALSE(reader.HasRoot("new")); // nothing has reached the file
+  EXPECT_FALSE(reader.HasRoot("new")); // the transaction has not reached the file
   {
     sto_ReadTransaction const reading(reader);
     MessageOf(sto_ErrorKind::Busy, [&] { transaction.Commit(); });
@@ -216,7 +216,7 @@ TEST_F(StoreLog, WithoutItAReaderKeepsTheWriterFromCommitting) {
 
 TEST_F(StoreLog, StoreKeepsItWhenItIsOpenedAgain) {
   for (int i = 0; i < 3; ++i) {
-    EXPECT_FALSE(fs::exists(Path() + "-wal")); // while nobody has the store open
+    EXPECT_FALSE(fs::exists(Path() + "-wal")); // while no session is open
     EXPECT_FALSE(fs::exists(Path() + "-shm"));
     EXPECT_EQ(SqlFile(Path()).Text("PRAGMA journal_mode"), "wal");
     sto_Store store = Open();
@@ -307,7 +307,7 @@ TEST_F(StoreLog, WritersThatAreKilledAgainAndAgainLoseNothingThatWasCommitted) {
     KilledWithin([&] {
       sto_Store store = Open();
       std::unique_ptr<Stream> const stream = store.Load<Stream>("stream");
-      stream->Write(0, Filled(-round)); // a transaction of its own
+      stream->Write(0, Filled(-round)); // an implicit transaction
       store.Save("round " + std::to_string(round), Stream());
       sto_Transaction const transaction(store);
       stream->Write(0, Filled(round));

@@ -12,13 +12,13 @@ using Proxy = cow_CountedHld<cls_AgentProxy>;
 /// Copies of stored objects between two stores.
 class StoreProxy : public StoreCollectionTest {
  protected:
-  /// Copies the source's root into m_Object of a new root of the target.
+  /// Copies the source's root into m_Object of a new root in the target.
   static void CopyTo(sto_Store& target, Proxy const& proxy, std::string const& field = "m_Object") {
     SaveFields(target, [&](cls_WriteVisitor const& visitor) {
       EXPECT_TRUE(visitor.Memento()->CopyBranch(proxy.Ptr(), Field(field)));
     });
   }
-  /// Calls `read` with the copy.
+  /// Calls `read` on the copy.
   static void WithCopy(sto_Store& target, Scripted::ReadFields const& read,
                        std::string const& field = "m_Object") {
     static_cast<void>(LoadFields(
@@ -91,7 +91,7 @@ TEST_F(StoreProxy, EveryKindOfValueIsCopied) {
 }
 
 TEST_F(StoreProxy, CollectionsOfObjectsAreCopiedWithTheirElements) {
-  static constexpr int Count = 3000; // in blocks
+  static constexpr int Count = 3000; // stored in blocks
   sto_Store source = Create("source");
   sto_Store target = Create("target");
   SaveFields(source, [](cls_WriteVisitor const& visitor) {
@@ -200,7 +200,7 @@ TEST_F(StoreProxy, BranchIsCopiedWithinOneStore) {
   });
 }
 
-TEST_F(StoreProxy, EveryCopyIsAnother) {
+TEST_F(StoreProxy, EachCopyIsANewObject) {
   sto_Store source = Create("source");
   sto_Store target = Create("target");
   source.Save("node", Node(3));
@@ -210,14 +210,14 @@ TEST_F(StoreProxy, EveryCopyIsAnother) {
   EXPECT_EQ(target.ObjectCount(), 4);
 }
 
-TEST_F(StoreProxy, CopyIsTheStateOfItsMoment) {
+TEST_F(StoreProxy, CopyHasTheStateAtTheTimeOfCopying) {
   sto_Store source = Create("source");
   sto_Store target = Create("target");
   Node node(3);
   source.Save("node", node);
   Proxy const proxy = sto_MakeProxy(source, "node");
   node.m_Value = 4;
-  sto_Transaction const transaction(source); // not committed, and seen
+  sto_Transaction const transaction(source); // uncommitted, but visible
   source.Save("node", node);
   CopyTo(target, proxy);
   WithCopy(target, [](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(Field("m_Value"), -1), 4); });
@@ -299,7 +299,7 @@ TEST_F(StoreProxy, OlderVersionIsCopiedWithItsDescription) {
       4);
 }
 
-TEST_F(StoreProxy, MissingElementOfACollectionIsToldAndNothingIsCopied) {
+TEST_F(StoreProxy, MissingElementOfACollectionIsReportedAndNothingIsCopied) {
   for (std::string const kind : {"list", "map", "texts"}) {
     sto_Store source = Create(kind);
     SaveFields(source, [&](cls_WriteVisitor const& visitor) {
@@ -358,7 +358,7 @@ TEST_F(StoreProxy, NewerVersionThanTheTargetKnowsIsRefused) {
   EXPECT_TRUE(Contains(message, "Node version 2") && Contains(message, "knows version 1")) << message;
 }
 
-TEST_F(StoreProxy, WhatIsNoProxyOfThisModuleIsNotCopied) {
+TEST_F(StoreProxy, ProxyOfAnotherModuleIsNotCopied) {
   sto_Store source = Create("source");
   sto_Store target = Create("target");
   source.Save("node", Node(3));
@@ -378,7 +378,13 @@ TEST_F(StoreProxy, WhatIsNoProxyOfThisModuleIsNotCopied) {
   EXPECT_EQ(target.ObjectCount(), 1);
 }
 
-TEST_F(StoreProxy, ProxyOfNothingHoldsNone) {
+TEST_F(StoreProxy, StorageTypeTakesNoNumberOfTheProgram) {
+  EXPECT_LT(sto_StorageType().Id(), 0);
+  // In a child process, so that other tests allocate the same numbers.
+  EXPECT_EXIT(std::_Exit(cls_StorageTypeId::AllocateId()), testing::ExitedWithCode(1), "");
+}
+
+TEST_F(StoreProxy, ProxyOfAnAbsentObjectIsNull) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
   MessageOf(sto_ErrorKind::NotFound, [&] { static_cast<void>(sto_MakeProxy(store, "nowhere")); });
@@ -387,10 +393,9 @@ TEST_F(StoreProxy, ProxyOfNothingHoldsNone) {
     EXPECT_EQ(sto_MakeProxy(cls_ReadVisitor(visitor, Field("m_Object"))).Ptr(), nullptr);
     EXPECT_NE(sto_MakeProxy(visitor).Ptr(), nullptr);
   }));
-  EXPECT_GT(sto_StorageType().Id(), 0);
 }
 
-TEST_F(StoreProxy, ProxyOfAnObjectWhoseSaveIsUndoneIsOver) {
+TEST_F(StoreProxy, ProxyOfAnObjectWhoseSaveIsUndoneIsRefused) {
   sto_Store source = Create("source");
   sto_Store target = Create("target");
   Proxy proxy;
@@ -399,7 +404,7 @@ TEST_F(StoreProxy, ProxyOfAnObjectWhoseSaveIsUndoneIsOver) {
     source.Save("undone", Node(1));
     proxy = sto_MakeProxy(source, "undone");
   }
-  source.Save("other", Node(2)); // takes the id
+  source.Save("other", Node(2)); // reuses the id
   std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { CopyTo(target, proxy); });
   EXPECT_TRUE(Contains(message, "Object 1 cannot be copied any more: it was made in work that was undone"))
       << message;

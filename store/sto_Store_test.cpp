@@ -11,7 +11,8 @@ namespace fs = std::filesystem;
 
 class StoreFile : public StoreTest {
  protected:
-  /// Opening raises `kind` with the file's name, and the file stays as it is. Returns the message.
+  /// Expects opening to raise `kind` with the file's name, and the file to stay unchanged. Returns the
+  /// message.
   std::string ExpectRefused(sto_ErrorKind kind, sto_Mode mode) {
     StoreBytes const before = FileBytes(Path());
     std::string message = MessageOf(kind, [&] { Open(mode); });
@@ -59,7 +60,7 @@ TEST_F(StoreFile, TablesAreThoseOfTheFormatDocument) {
   EXPECT_EQ(WithoutSpace(made), WithoutSpace(expected));
 }
 
-TEST_F(StoreFile, CreateRefusesWhateverIsThere) {
+TEST_F(StoreFile, CreateRefusesAnExistingFile) {
   { Create().Save("node", Node(1)); }
   EXPECT_TRUE(Contains(ExpectRefused(sto_ErrorKind::Conflict, sto_Mode::Create), "exists"));
   fs::remove(Path());
@@ -95,7 +96,7 @@ TEST_F(StoreFile, NameWithoutFileIsRefused) {
   MessageOf(sto_ErrorKind::NotFound, [] { sto_Store::Open("", sto_Mode::ReadWrite, TestClasses()); });
 }
 
-TEST_F(StoreFile, NamesThatSQLiteTakesForSomethingElseAreFiles) {
+TEST_F(StoreFile, NamesThatAreSpecialToSQLiteAreFiles) {
   fs::path const before = fs::current_path();
   fs::current_path(Folder());
   for (std::string const name : {":memory:", "file:test.kvs?mode=memory", "plain", "a b%20c#d?e"}) {
@@ -120,7 +121,7 @@ TEST_F(StoreFile, OpenRefusesAFolder) {
     EXPECT_TRUE(Contains(MessageOf(sto_ErrorKind::NotFound, [&] { Open(mode); }), Path()));
 }
 
-TEST_F(StoreFile, OpenRefusesFilesThatAreNoStoreAndLeavesThem) {
+TEST_F(StoreFile, OpenRefusesFilesThatAreNotStoresAndLeavesThemUnchanged) {
   std::string text(10000, 'x');
   for (std::string const& content : {std::string("some text\n"), std::string(), text}) {
     WriteFile(Path(), content);
@@ -247,7 +248,7 @@ TEST_F(StoreFile, UnknownRootIsNamed) {
   }
 }
 
-TEST_F(StoreFile, RecordOfANewerVersionIsRefusedWithBothVersions) {
+TEST_F(StoreFile, RecordOfANewerVersionIsRefusedNamingBothVersions) {
   cls_ClassRegistrar newer;
   DeclareNode(newer, 9);
   sto_Store::Open(Path(), sto_Mode::Create, newer).Save("node", Node(1));
@@ -257,7 +258,7 @@ TEST_F(StoreFile, RecordOfANewerVersionIsRefusedWithBothVersions) {
       << message;
 }
 
-TEST_F(StoreFile, BasePartOfANewerVersionIsRefusedWithBothVersions) {
+TEST_F(StoreFile, BasePartOfANewerVersionIsRefusedNamingBothVersions) {
   cls_ClassRegistrar newer;
   DeclareLevels(newer, 5, 7, 2);
   sto_Store::Open(Path(), sto_Mode::Create, newer).Save("middle", Middle());

@@ -15,7 +15,7 @@ TEST_F(StoreTransaction, CommitKeepsEverythingAtOnce) {
     sto_Transaction transaction(store);
     store.Save("one", Node(1));
     store.Save("two", Node(2));
-    EXPECT_EQ(store.Load<Node>("one")->m_Value, 1); // seen within the transaction
+    EXPECT_EQ(store.Load<Node>("one")->m_Value, 1); // visible within the transaction
     transaction.Commit();
   }
   EXPECT_EQ(Open().Roots(), (std::vector<std::string>{"one", "two"}));
@@ -95,12 +95,12 @@ TEST_F(StoreTransaction, NamesAndClassesOfARolledBackTransactionAreWrittenAgain)
   EXPECT_EQ(IntegrityOf(Path()), "ok");
 }
 
-TEST_F(StoreTransaction, OverTransactionTakesNoCommit) {
+TEST_F(StoreTransaction, CommitAfterTheEndIsRefused) {
   sto_Store store = Create();
   sto_Transaction transaction(store);
   transaction.Commit();
   MessageOf(sto_ErrorKind::Misuse, [&] { transaction.Commit(); });
-  transaction.Rollback(); // nothing to undo
+  transaction.Rollback(); // nothing to roll back
   sto_Transaction next(store);
   next.Rollback();
   next.Rollback();
@@ -210,7 +210,7 @@ TEST_F(StoreTransaction, UndeclaredClassIsRefusedAndNothingIsStored) {
   sto_Store store = Create();
   std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("root", Unknown()); });
   EXPECT_TRUE(Contains(message, "Class 0x70ABCD is not declared") && Contains(message, Path())) << message;
-  MessageOf(sto_ErrorKind::Misuse, [&] { // also when its holder swallows the failure
+  MessageOf(sto_ErrorKind::Misuse, [&] { // even if its holder swallows the failure
     SaveFields(store, [](cls_WriteVisitor const& visitor) {
       try {
         Unknown().DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle("m_Unknown"_cow), nullptr, nullptr));
@@ -239,7 +239,7 @@ TEST_F(StoreTransaction, SaveWithinASaveIsRefusedAndTheOuterOneUndone) {
   });
   EXPECT_TRUE(Contains(message, "going on already")) << message;
   EXPECT_EQ(store.ObjectCount(), 0);
-  SaveFields(store, [&](cls_WriteVisitor const& visitor) { // refused, swallowed: the outer save is whole
+  SaveFields(store, [&](cls_WriteVisitor const& visitor) { // refused and swallowed: the save is whole
     MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("inner", Node(1)); });
     visitor.Write(cls_FieldHandle("m_Value"_cow), 5);
   });
@@ -350,7 +350,7 @@ TEST_F(StoreTransaction, ExceptionOfAReadingConstructorLeaksNothingAndTheStoreGo
   EXPECT_EQ(store.ObjectCount(), 4);
 }
 
-TEST_F(StoreTransaction, SaveWhileAnExceptionPassesThroughIsWhole) {
+TEST_F(StoreTransaction, SaveDuringStackUnwindingIsWhole) {
   sto_Store store = Create();
   struct SavesAtItsEnd {
     sto_Store& m_Store;

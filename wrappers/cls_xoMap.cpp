@@ -13,7 +13,7 @@
 template <class K, class V>
 cls_xoMap<K, V>::cls_xoMap(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
   if (visitor.Memento() == nullptr) return;
-  // Always the caller's, whatever NeedsDeletion would say: meant.
+  // Intentional: the wrapper always deletes the cursor, without asking NeedsDeletion.
   std::unique_ptr<cls_ReadMapString2Obj> const reader(visitor.Memento()->MakeReadMapString2Obj());
   while (reader->More()) {
     reader->Next();
@@ -24,7 +24,7 @@ cls_xoMap<K, V>::cls_xoMap(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUi
 }
 
 template <class K, class V> void cls_xoMap<K, V>::DBWrite(cls_WriteVisitor const& visitor) const {
-  // The answer is not looked at: a value wrapper goes on writing, unlike other persisted classes. Meant.
+  // Intentional: the result is ignored. Unlike other persisted classes, a value wrapper always writes.
   visitor.StartWrite(cls_InternalMapTypeId, m_Uid);
   visitor.CheckCollectionType(COLLECTION_MAP_STRING_OBJ);
   if (visitor.Memento() == nullptr) return; // the back end declined the object: there is nothing to write to

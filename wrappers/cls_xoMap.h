@@ -7,31 +7,31 @@
 #include "platform/kvl_Export.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
-/// Persisted map of objects: a copy-on-write map with an identity, stored as one map object (class 0x230002)
-/// whose every value is written as an object of its own, under its own identity, in ascending order of the
-/// keys. Where values are plain numbers or texts, cls_xpMap stores them without an object each.
+/// Persisted map of objects: a copy-on-write map with an identity, stored as one map object (class 0x230002).
+/// Each value is written as an object of its own, under its own identity, in ascending order of the keys. For
+/// values that are plain numbers or texts, use cls_xpMap, which does not make an object for each.
 ///
 /// It is a value with all of the map's operations: copying shares the entries and keeps the identity;
 /// assigning another container gives it a new identity, so that a changed value is stored as a new object;
-/// changing entries in place keeps it. Values that a copy or a write of the map copies keep their identities
+/// changing entries in place keeps it. Values copied by a copy or a write of the map keep their identities
 /// and share their elements. Made for <cow_String, cls_xp1DArrayListFloat>. Thread rule: one thread. Errors:
-/// of the visitor's back end, of allocation.
+/// those of the visitor's back end, std::bad_alloc.
 template <class K, class V> class cls_xoMap : public cow_Map<K, V> {
  public:
-  /// The stored map and its identity; each value has its stored identity and no owner. Of stored entries
-  /// under one key the last counts.
+  /// The stored map and its identity; each value has its stored identity and no owner. If stored entries
+  /// repeat a key, the last is kept.
   explicit cls_xoMap(cls_ReadVisitor const& visitor);
 
-  /// A map of these entries (shared) under an identity.
+  /// A map that shares these entries, under an identity.
   cls_xoMap(cow_Map<K, V> const& map, cls_Uid const& uid) noexcept : cow_Map<K, V>(map), m_Uid(uid) {}
 
   /// An empty map under a fresh identity.
   cls_xoMap() = default;
 
-  /// Writes the entries, whatever the visitor's StartWrite answers.
+  /// Writes the entries. Intentional: also if StartWrite reports the object as already written.
   void DBWrite(cls_WriteVisitor const& visitor) const;
 
-  /// Shares the entries of `source` under a fresh identity; the wrapper's own container changes nothing.
+  /// Shares the entries of `source` under a fresh identity. Does nothing if `source` is this object.
   cls_xoMap& operator=(cow_Map<K, V> const& source);
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }

@@ -25,7 +25,7 @@ bool ShareElements(cls_xp1DArrayListFloat const& a, cls_xp1DArrayListFloat const
   return a.Storage().SharesStorageWith(b.Storage());
 }
 
-/// "a" with 1 and 2, "b" with nothing.
+/// A map of "a" with 1 and 2, and "b" without elements.
 class XoMapTest : public testing::Test {
  protected:
   XoMapTest() {
@@ -40,7 +40,7 @@ class XoMapTest : public testing::Test {
     }
   }
 
-  /// The lines of the two entries, written by mapObjWriter1 through mementos from write`first` on.
+  /// The lines that mapObjWriter1 logs for the two entries, through mementos numbered from `first`.
   static Lines EntryLines(int first) {
     std::string const a = "write" + std::to_string(first);
     std::string const b = "write" + std::to_string(first + 1);
@@ -67,7 +67,7 @@ class XoMapTest : public testing::Test {
 
 // --- Writing.
 
-TEST_F(XoMapTest, WritesAFieldAsOneMapOfOneObjectAKeyInKeyOrder) {
+TEST_F(XoMapTest, WritesAFieldAsOneMapWithOneObjectPerKeyInKeyOrder) {
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   m_Recorder.Name(&m_Map, "O");
   m_Map.DBWrite(cls_WriteVisitor(parent, m_Field, nullptr, &m_Map));
@@ -123,14 +123,14 @@ TEST_F(XoMapTest, LeavesTheMementoOfAnEntryThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write2"}));
 }
 
-TEST_F(XoMapTest, WritesNothingToAnObjectThatTheBackEndDeclined) {
+TEST_F(XoMapTest, WritesNothingIfTheBackEndDeclinesTheObject) {
   m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   m_Map.DBWrite(cls_WriteVisitor(parent, m_Field, nullptr, nullptr));
   EXPECT_EQ(m_Recorder.TakeLines().size(), 2U); // the start and the check of the collection type
 }
 
-TEST_F(XoMapTest, SkipsTheEntriesThatTheBackEndDeclined) {
+TEST_F(XoMapTest, SkipsEntriesThatTheBackEndDeclines) {
   m_Recorder.DeclineObjects();
   cls_WriteVisitor const visitor(m_Recorder.NewWriter());
   m_Map.DBWrite(visitor);
@@ -142,7 +142,7 @@ TEST_F(XoMapTest, SkipsTheEntriesThatTheBackEndDeclined) {
              "mapObjWriter1.NeedsDeletion() = bool true", "~mapObjWriter1"}));
 }
 
-TEST_F(XoMapTest, AFailingWriteStepPassesThroughAndLeaksNothing) {
+TEST_F(XoMapTest, FailingWriteStepPassesThroughAndLeaksNothing) {
   struct Step {
     char const* m_Operation;
     int m_Nth;
@@ -199,7 +199,7 @@ TEST_F(XoMapTest, ReadsAnEmptyMapAsAnEmptyWrapper) {
   EXPECT_TRUE(map.IsEmpty());
 }
 
-TEST_F(XoMapTest, DeletesTheReaderWithoutAskingAndLeavesMementosThatAreKept) {
+TEST_F(XoMapTest, DeletesTheReaderWithoutAskingAndLeavesKeptMementos) {
   m_Recorder.StoreKeys<cow_String>({cow_String("a")});
   m_Recorder.Keep("mapObjReader1");
   m_Recorder.Keep("read2");
@@ -215,7 +215,7 @@ TEST_F(XoMapTest, ReadsNothingWithoutAMemento) {
   EXPECT_NE(first.Uid().Entry(), second.Uid().Entry());
 }
 
-TEST_F(XoMapTest, AFailingReadStepPassesThroughAndLeaksNothing) {
+TEST_F(XoMapTest, FailingReadStepPassesThroughAndLeaksNothing) {
   struct Step {
     char const* m_Operation;
     int m_Nth;
@@ -235,7 +235,7 @@ TEST_F(XoMapTest, AFailingReadStepPassesThroughAndLeaksNothing) {
   }
 }
 
-// --- A back end of one stored map, for what was written to be read back.
+// --- A back end that stores one map, so that it can be read back.
 
 struct StoredEntry {
   cow_String m_Key;
@@ -320,7 +320,7 @@ TEST_F(XoMapTest, ReadsBackWhatItWroteWithTheIdentityOfEachValue) {
   EXPECT_TRUE(expected.IsDone());
 }
 
-TEST_F(XoMapTest, OfTwoStoredEntriesUnderOneKeyTheLastCounts) {
+TEST_F(XoMapTest, OfTwoStoredEntriesUnderOneKeyTheLastIsKept) {
   StoredMap const stored{{"k"_cow, cls_Uid(), {1}}, {"j"_cow, cls_Uid(), {5}}, {"k"_cow, cls_Uid(), {2, 3}}};
   ObjectMap const map(cls_ReadVisitor(new MapMementoReader(m_Recorder, stored)));
   EXPECT_EQ(map.Count(), 2);
@@ -328,7 +328,7 @@ TEST_F(XoMapTest, OfTwoStoredEntriesUnderOneKeyTheLastCounts) {
   EXPECT_EQ(map.ConstGet("k"_cow).Uid().Entry(), stored[2].m_Uid.Entry());
 }
 
-// --- As a value. The tests hold the old identity while they compare: a free record is given out again.
+// --- As a value. The tests hold the old identity while they compare: a free record is soon reused.
 
 TEST_F(XoMapTest, CopyKeepsAllIdentitiesAndSharesTheEntries) {
   ObjectMap const copy(m_Map);
@@ -337,7 +337,7 @@ TEST_F(XoMapTest, CopyKeepsAllIdentitiesAndSharesTheEntries) {
   EXPECT_EQ(&copy.ConstGet("a"_cow), &m_Map.ConstGet("a"_cow));
 }
 
-TEST_F(XoMapTest, AssigningAContainerGivesANewIdentityToTheMapOnly) {
+TEST_F(XoMapTest, AssigningAContainerGivesOnlyTheMapANewIdentity) {
   cls_Uid const before = m_Map.Uid();
   cow_Map<cow_String, cls_xp1DArrayListFloat> source;
   source.Insert("x"_cow, Values({1}));
@@ -372,7 +372,7 @@ TEST_F(XoMapTest, InsertedValueSharesItsElementsAndKeepsItsIdentity) {
   EXPECT_EQ(m_Map.ConstGet("b"_cow).Uid().Entry(), value.Uid().Entry());
 }
 
-TEST_F(XoMapTest, ChangingOneValueOfACopyLeavesTheOriginalAndSharesTheOtherElements) {
+TEST_F(XoMapTest, ChangingOneValueOfACopyKeepsTheOriginalAndSharesOtherElements) {
   ObjectMap copy(m_Map);
   copy.Get("b"_cow).Append(9);
   EXPECT_EQ(Elements(m_Map.ConstGet("b"_cow)), std::vector<float>());

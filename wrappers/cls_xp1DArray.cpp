@@ -7,7 +7,7 @@ template <class T> cls_xp1DArray<T>::cls_xp1DArray(cls_ReadVisitor const& visito
   std::unique_ptr<cls_ReadListPrim<T>> const reader = cls_xpReadList<T>(visitor);
   this->Grow(reader->Count());
   for (int i = 0; reader->More(); ++i) {
-    if (i >= this->Length()) this->Grow(i + 1); // a reader that yields more than it counted
+    if (i >= this->Length()) this->Grow(i + 1); // the reader returns more than it counted
     this->Get(i) = reader->Next();
   }
 }

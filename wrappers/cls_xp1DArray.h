@@ -10,23 +10,23 @@
 ///
 /// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
 /// new identity, so that a changed value is stored as a new object. `T` is double or int. Thread rule: one
-/// thread. Errors: of the visitor's back end, of allocation.
+/// thread. Errors: those of the visitor's back end, std::bad_alloc.
 template <class T> class cls_xp1DArray : public cow_1DArray<T> {
  public:
   /// The stored array and its identity.
   explicit cls_xp1DArray(cls_ReadVisitor const& visitor);
 
-  /// An array of these elements (shared) under an identity.
+  /// An array that shares these elements, under an identity.
   cls_xp1DArray(cow_1DArray<T> const& array, cls_Uid const& uid) noexcept
       : cow_1DArray<T>(array), m_Uid(uid) {}
 
   /// An empty array under a fresh identity.
   cls_xp1DArray() = default;
 
-  /// Writes the elements, whatever the visitor's StartWrite answers.
+  /// Writes the elements. Intentional: also if StartWrite reports the object as already written.
   void DBWrite(cls_WriteVisitor const& visitor) const;
 
-  /// Shares the elements of `source` under a fresh identity; the wrapper's own container changes nothing.
+  /// Shares the elements of `source` under a fresh identity. Does nothing if `source` is this object.
   cls_xp1DArray& operator=(cow_1DArray<T> const& source);
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
@@ -41,6 +41,6 @@ using cls_xp1DArrayInt = cls_xp1DArray<int>;
 extern template class KVL_EXPORT cls_xp1DArray<double>;
 extern template class KVL_EXPORT cls_xp1DArray<int>;
 
-/// A wrapper of the container's elements (shared) under a fresh identity.
+/// A wrapper that shares the container's elements, under a fresh identity.
 KVL_EXPORT cls_xp1DArrayDouble cls_xp1DArrayDoubleFromCow(cow_1DArray<double> const& source);
 KVL_EXPORT cls_xp1DArrayInt cls_xp1DArrayIntFromCow(cow_1DArray<int> const& source);

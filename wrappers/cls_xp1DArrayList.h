@@ -10,23 +10,23 @@
 ///
 /// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
 /// new identity, so that a changed value is stored as a new object. `T` is double, float, int, cow_String or
-/// unsigned int. Thread rule: one thread. Errors: of the visitor's back end, of allocation.
+/// unsigned int. Thread rule: one thread. Errors: those of the visitor's back end, std::bad_alloc.
 template <class T> class cls_xp1DArrayList : public cow_1DArrayList<T> {
  public:
-  /// The stored list and its identity. `ownerUid` (not owned, may be null) is kept and copied with the
-  /// wrapper, never used or written.
+  /// The stored list and its identity. `ownerUid` (not owned, may be null) is only kept, and copied
+  /// with the wrapper; it is never used or written.
   cls_xp1DArrayList(cls_ReadVisitor const& visitor, cls_Uid* ownerUid);
 
-  /// Nothing used, storage for `length` elements, a fresh identity.
+  /// An empty list with storage for `length` elements, under a fresh identity.
   explicit cls_xp1DArrayList(int length) : cow_1DArrayList<T>(length) {}
 
   /// An empty list under a fresh identity.
   cls_xp1DArrayList() = default;
 
-  /// Writes the used elements, whatever the visitor's StartWrite answers.
+  /// Writes the used elements. Intentional: also if StartWrite reports the object as already written.
   void DBWrite(cls_WriteVisitor const& visitor) const;
 
-  /// Shares the elements of `source` under a fresh identity; the wrapper's own container changes nothing.
+  /// Shares the elements of `source` under a fresh identity. Does nothing if `source` is this object.
   cls_xp1DArrayList& operator=(cow_1DArrayList<T> const& source);
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
@@ -49,7 +49,7 @@ extern template class KVL_EXPORT cls_xp1DArrayList<int>;
 extern template class KVL_EXPORT cls_xp1DArrayList<cow_String>;
 extern template class KVL_EXPORT cls_xp1DArrayList<unsigned int>;
 
-/// A wrapper of the container's elements (shared) under a fresh identity.
+/// A wrapper that shares the container's elements, under a fresh identity.
 KVL_EXPORT cls_xp1DArrayListDouble cls_xp1DArrayListDoubleFromCow(cow_1DArrayList<double> const& source);
 KVL_EXPORT cls_xp1DArrayListFloat cls_xp1DArrayListFloatFromCow(cow_1DArrayList<float> const& source);
 KVL_EXPORT cls_xp1DArrayListInt cls_xp1DArrayListIntFromCow(cow_1DArrayList<int> const& source);

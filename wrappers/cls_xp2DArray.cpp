@@ -1,7 +1,5 @@
 #include "wrappers/cls_xp2DArray.h"
 
-#include <stdexcept>
-
 #include "wrappers/cls_xpListCode.h"
 #include "wrappers/cls_xpWriter.h"
 
@@ -12,10 +10,11 @@ template <> constexpr cls_CollectionType TableCode<double> = COLLECTION_TABLE_DO
 template <> constexpr cls_CollectionType TableCode<float> = COLLECTION_TABLE_FLOAT;
 template <> constexpr cls_CollectionType TableCode<int> = COLLECTION_TABLE_INT;
 
-/// The rows that a stored list of this width fills; the remainder is dropped.
+/// How many rows a stored list of this width fills; the remainder is dropped. The division is in 64 bits,
+/// because the smallest int divided by -1 does not fit in 32. Cut to 32 bits it is negative, and the
+/// container refuses it.
 template <class T> int FullRows(cls_ReadListPrim<T>& reader, int columns) {
-  if (columns < 0) throw std::length_error("cls_xp2DArray: negative row width");
-  return columns == 0 ? 0 : reader.Count() / columns;
+  return columns == 0 ? 0 : static_cast<int>(static_cast<long long>(reader.Count()) / columns);
 }
 
 } // namespace
@@ -29,8 +28,8 @@ template <class T> cls_xp2DArray<T>::cls_xp2DArray(cls_ReadVisitor const& visito
   cow_2DArray<T>::operator=(cow_2DArray<T>(rows, columns));
   int row = 0;
   int column = 0;
-  while (reader->More() &&
-         row < rows) { // a list of no whole number of rows yields more than there is room for
+  // A list that is not a whole number of rows returns more elements than there is room for.
+  while (reader->More() && row < rows) {
     this->Get(row, column) = reader->Next();
     if (++column < columns) continue;
     column = 0;
@@ -39,7 +38,7 @@ template <class T> cls_xp2DArray<T>::cls_xp2DArray(cls_ReadVisitor const& visito
 }
 
 template <class T> void cls_xp2DArray<T>::DBWrite(cls_WriteVisitor const& visitor) const {
-  // The answer is not looked at: a value wrapper goes on writing, unlike other persisted classes. Meant.
+  // Intentional: the result is ignored. Unlike other persisted classes, a value wrapper always writes.
   visitor.StartWrite(cls_InternalListTypeId, m_Uid);
   visitor.CheckCollectionType(TableCode<T>);
   if (visitor.Memento() == nullptr) return; // the back end declined the object: there is nothing to write to

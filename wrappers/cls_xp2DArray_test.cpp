@@ -12,7 +12,7 @@
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 
-// How the tables are written and read, and what they are as values.
+// How the tables are written and read, and how they behave as values.
 
 namespace {
 
@@ -29,7 +29,7 @@ template <class T> struct TableCase {
   }
 };
 
-// The conversions under one name.
+// The conversions, under one name.
 auto FromCow(cow_2DArray<double> const& source) {
   return cls_xp2DArrayDoubleFromCow(source);
 }
@@ -82,7 +82,7 @@ template <class Case> class Table2D : public testing::Test {
     lines.insert(lines.end(), {writer + ".NeedsDeletion() = bool true", "~" + writer});
     return lines;
   }
-  /// The lines of a read up to the shape.
+  /// The lines of a read, up to the shape.
   static Lines ShapeLines(int columns, int count) {
     return {"read1.GetUid() = uid stored",
             "read1.MakeReadListPrim(tag " + ShownScalar(T()) + ") = listReader1",
@@ -159,14 +159,14 @@ TYPED_TEST(Table2D, LeavesAListWriterThatTheBackEndKeeps) {
   EXPECT_EQ(this->m_Recorder.Live(), Lines({"listWriter1"}));
 }
 
-TYPED_TEST(Table2D, WritesNothingToAnObjectThatTheBackEndDeclined) {
+TYPED_TEST(Table2D, WritesNothingIfTheBackEndDeclinesTheObject) {
   this->m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(this->m_Recorder.NewWriter());
   this->m_Table.DBWrite(cls_WriteVisitor(parent, this->m_Field, nullptr, nullptr));
   EXPECT_EQ(this->m_Recorder.TakeLines().size(), 2U); // the start and the check of the collection type
 }
 
-TYPED_TEST(Table2D, AFailingWriteStepPassesThroughAndLeaksNothing) {
+TYPED_TEST(Table2D, FailingWriteStepPassesThroughAndLeaksNothing) {
   struct Step {
     char const* m_Operation;
     int m_Nth;
@@ -187,7 +187,7 @@ TYPED_TEST(Table2D, AFailingWriteStepPassesThroughAndLeaksNothing) {
 
 namespace {
 
-/// Assigns another table to the one that is being written, at the third element.
+/// Assigns another table to the one being written, at the third element.
 struct ChangingWriter : RecordingListWriter<int> {
   ChangingWriter(Recorder& recorder, cls_xp2DArrayInt& table, cow_2DArray<int> const& replacement)
       : RecordingListWriter(recorder), m_Table(table), m_Replacement(replacement) {}
@@ -207,7 +207,7 @@ struct ChangingMemento : RecordingMementoWrite {
   ChangingWriter& m_Writer;
 };
 
-/// What is written of a 3 x 2 table of 1 to 6 that becomes `replacement` after the third element.
+/// What is written for a 3 x 2 table of 1 to 6 that becomes `replacement` after the third element.
 std::vector<int> WrittenWhileChanging(cow_2DArray<int> const& replacement) {
   Recorder recorder;
   recorder.KeepAll();
@@ -221,8 +221,8 @@ std::vector<int> WrittenWhileChanging(cow_2DArray<int> const& replacement) {
 
 } // namespace
 
-TEST(Table2DWrite, LooksAtTheShapeAgainForEachElement) {
-  cow_2DArray<int> wider(2, 4); // row 1 goes on at column 1 and is two columns longer
+TEST(Table2DWrite, ReadsTheShapeAgainForEachElement) {
+  cow_2DArray<int> wider(2, 4); // row 1 continues at column 1 and is two columns longer
   for (int column = 0; column < 4; ++column) wider.Get(1, column) = 100 + column;
   EXPECT_EQ(WrittenWhileChanging(wider), (std::vector<int>{1, 2, 3, 101, 102, 103}));
   EXPECT_EQ(WrittenWhileChanging(cow_2DArray<int>(1, 2)), (std::vector<int>{1, 2, 3}));
@@ -244,7 +244,7 @@ TYPED_TEST(Table2D, ReadsIdentityThenWidthThenCountThenElements) {
   EXPECT_EQ(table.Uid().Entry(), this->m_Recorder.m_Uid.Entry());
 }
 
-TYPED_TEST(Table2D, OneToSixInTwoRowsOfThreeHaveFourAtRowOneColumnZero) {
+TYPED_TEST(Table2D, ElementsAreReadRowAfterRow) {
   this->m_Recorder.StoreList(this->UpTo(6));
   this->m_Recorder.SetRowWidth(3);
   auto const table = this->Read();
@@ -275,7 +275,7 @@ TYPED_TEST(Table2D, ReadsAnEmptyListAsNoRowsAndNoColumnsWithoutAskingForElements
   EXPECT_EQ(table.Uid().Entry(), this->m_Recorder.m_Uid.Entry());
 }
 
-TYPED_TEST(Table2D, DropsTheElementsOfARowThatIsNotFull) {
+TYPED_TEST(Table2D, DropsTheElementsOfAPartialRow) {
   this->m_Recorder.StoreList(this->UpTo(7));
   this->m_Recorder.SetRowWidth(3);
   cls_ReadVisitor const visitor(this->m_Recorder.NewReader());
@@ -284,7 +284,7 @@ TYPED_TEST(Table2D, DropsTheElementsOfARowThatIsNotFull) {
   EXPECT_EQ(this->Elements(table), this->UpTo(6));
   Lines expected = this->ShapeLines(3, 7);
   this->AddElementLines(expected, this->UpTo(6));
-  expected.insert(expected.end(), {"listReader1.More() = int 1", "~listReader1"}); // the seventh stays there
+  expected.insert(expected.end(), {"listReader1.More() = int 1", "~listReader1"}); // the seventh is not read
   EXPECT_EQ(this->m_Recorder.TakeLines(), expected);
 }
 
@@ -294,7 +294,7 @@ TYPED_TEST(Table2D, ReadsAListShorterThanOneRowAsNoRowsAndNoColumns) {
   this->ExpectShape(this->Read(), 0, 0);
 }
 
-TYPED_TEST(Table2D, StoresNothingBeyondTheShapeOfAReaderThatYieldsMoreThanItCounted) {
+TYPED_TEST(Table2D, IgnoresElementsOfAReaderThatReturnsMoreThanItCounted) {
   this->m_Recorder.StoreList(this->UpTo(30));
   this->m_Recorder.SetRowWidth(2);
   this->m_Recorder.SetCount(4);
@@ -303,7 +303,7 @@ TYPED_TEST(Table2D, StoresNothingBeyondTheShapeOfAReaderThatYieldsMoreThanItCoun
   EXPECT_EQ(this->Elements(table), this->UpTo(4));
 }
 
-TYPED_TEST(Table2D, AReaderThatYieldsLessThanItCountedLeavesZeros) {
+TYPED_TEST(Table2D, ReaderThatReturnsLessThanItCountedLeavesZeros) {
   this->m_Recorder.StoreList(this->UpTo(4));
   this->m_Recorder.SetRowWidth(3);
   this->m_Recorder.SetCount(6);
@@ -312,12 +312,27 @@ TYPED_TEST(Table2D, AReaderThatYieldsLessThanItCountedLeavesZeros) {
   EXPECT_EQ(this->Elements(table), (std::vector<typename TypeParam::Element>{1, 2, 3, 4, 0, 0}));
 }
 
-TYPED_TEST(Table2D, RefusesANegativeWidthOrCountAndLeaksNothing) {
+TYPED_TEST(Table2D, ReadsAWidthThatGivesNoRowsAsNoRowsAndNoColumns) {
   struct Shape {
     int m_Count, m_Width;
   };
   constexpr int Min = std::numeric_limits<int>::min();
-  for (Shape const shape : {Shape{6, -3}, Shape{-6, 3}, Shape{-6, -3}, Shape{Min, -1}, Shape{0, Min}}) {
+  for (Shape const shape : {Shape{2, 3}, Shape{2, -3}, Shape{-2, 3}, Shape{0, -1}, Shape{0, Min}}) {
+    Recorder recorder;
+    recorder.SetCount(shape.m_Count);
+    recorder.SetRowWidth(shape.m_Width);
+    cls_ReadVisitor const visitor(recorder.NewReader());
+    this->ExpectShape(TypeParam::Read(visitor), 0, 0);
+    EXPECT_EQ(recorder.Live(), Lines({"read1"}));
+  }
+}
+
+TYPED_TEST(Table2D, NegativeShapeIsRefusedByTheContainerAndLeaksNothing) {
+  struct Shape {
+    int m_Count, m_Width;
+  };
+  constexpr int Min = std::numeric_limits<int>::min();
+  for (Shape const shape : {Shape{6, -3}, Shape{-6, 3}, Shape{-6, -3}, Shape{Min, -1}}) {
     Recorder recorder;
     recorder.SetCount(shape.m_Count);
     recorder.SetRowWidth(shape.m_Width);
@@ -343,7 +358,7 @@ TYPED_TEST(Table2D, ReadsNothingWithoutAMemento) {
   EXPECT_NE(first.Uid().Entry(), second.Uid().Entry());
 }
 
-TYPED_TEST(Table2D, AFailingReadStepPassesThroughAndLeaksNothing) {
+TYPED_TEST(Table2D, FailingReadStepPassesThroughAndLeaksNothing) {
   for (char const* operation : {"GetUid", "MakeReadListPrim", "RowWidth", "Count", "More", "Next"}) {
     Recorder recorder;
     recorder.StoreList(this->UpTo(6));
@@ -410,10 +425,10 @@ TYPED_TEST(Table2D, ReadsBackWhatItWrote) {
   }
 }
 
-// --- As a value. A wrapper that is the only holder of its identity may get the same record again with a new
+// --- As a value. A wrapper that is the only holder of its identity can get the same record again for a new
 // identity, so the tests hold the old one while they compare.
 
-TYPED_TEST(Table2D, NewTablesAreZeroWithIdentitiesOfTheirOwn) {
+TYPED_TEST(Table2D, NewTablesAreZeroAndHaveTheirOwnIdentities) {
   typename TypeParam::Wrapper const first(2, 3);
   typename TypeParam::Wrapper const second(2, 3);
   this->ExpectShape(first, 2, 3);
@@ -471,7 +486,7 @@ TYPED_TEST(Table2D, ConversionSharesTheElementsUnderAFreshIdentity) {
   EXPECT_EQ(probe.Count(), 0);
 }
 
-TYPED_TEST(Table2D, ChangingAnElementKeepsTheIdentityAndLeavesCopies) {
+TYPED_TEST(Table2D, ChangingAnElementKeepsTheIdentityAndTheCopies) {
   auto copy(this->m_Table);
   copy.Get(1, 2) = 60;
   EXPECT_EQ(copy.Uid().Entry(), this->m_Table.Uid().Entry());
@@ -491,7 +506,7 @@ TYPED_TEST(Table2D, DestroyingAWrapperReleasesItsIdentity) {
 
 // --- The owner of a table of double.
 
-TEST(Table2DOwner, IsKeptAndCopiedAndStaysWhenAContainerIsAssigned) {
+TEST(Table2DOwner, IsKeptCopiedAndUnchangedByAssigningAContainer) {
   Recorder recorder;
   cls_Uid owner;
   cls_xp2DArrayDouble const table(cls_ReadVisitor(recorder.NewReader()), &owner);
@@ -506,7 +521,7 @@ TEST(Table2DOwner, IsKeptAndCopiedAndStaysWhenAContainerIsAssigned) {
   EXPECT_EQ(copy.OwnerUid(), &owner);
 }
 
-TEST(Table2DOwner, IsKnownToTablesOfDoubleOnly) {
+TEST(Table2DOwner, IsOnlyInTablesOfDouble) {
   static_assert(std::is_constructible_v<cls_xp2DArrayDouble, cls_ReadVisitor const&, cls_Uid*>);
   static_assert(!std::is_constructible_v<cls_xp2DArrayDouble, cls_ReadVisitor const&>);
   static_assert(std::is_constructible_v<cls_xp2DArrayFloat, cls_ReadVisitor const&>);
@@ -515,7 +530,7 @@ TEST(Table2DOwner, IsKnownToTablesOfDoubleOnly) {
   static_assert(!std::is_constructible_v<cls_xp2DArrayInt, cls_ReadVisitor const&, cls_Uid*>);
 }
 
-TEST(Table2DOwner, IsNullWhereNoneWasGiven) {
+TEST(Table2DOwner, IsNullByDefault) {
   EXPECT_EQ(cls_xp2DArrayDouble(1, 1).OwnerUid(), nullptr);
   EXPECT_EQ(cls_xp2DArrayDoubleFromCow(cow_2DArray<double>()).OwnerUid(), nullptr);
 }

@@ -11,24 +11,24 @@
 ///
 /// It is a value with all of the tree's operations: copying shares the entries and keeps the identity;
 /// assigning another container gives it a new identity, so that a changed value is stored as a new object;
-/// changing entries in place keeps it. Thread rule: one thread. Errors: of the visitor's back end, of
-/// allocation.
+/// changing entries in place keeps it. Thread rule: one thread. Errors: those of the visitor's back end,
+/// std::bad_alloc.
 class KVL_EXPORT cls_xpBtreeString2Uint : public cow_Btree<cow_String, unsigned int> {
  public:
-  /// The stored tree and its identity. Of stored entries under one key the first counts.
+  /// The stored tree and its identity. If stored entries repeat a key, the first is kept.
   explicit cls_xpBtreeString2Uint(cls_ReadVisitor const& visitor);
 
-  /// A tree of these entries (shared) under an identity.
+  /// A tree that shares these entries, under an identity.
   cls_xpBtreeString2Uint(cow_Btree<cow_String, unsigned int> const& tree, cls_Uid const& uid) noexcept
       : cow_Btree(tree), m_Uid(uid) {}
 
   /// An empty tree under a fresh identity.
   cls_xpBtreeString2Uint() = default;
 
-  /// Writes the entries, whatever the visitor's StartWrite answers.
+  /// Writes the entries. Intentional: also if StartWrite reports the object as already written.
   void DBWrite(cls_WriteVisitor const& visitor) const;
 
-  /// Shares the entries of `source` under a fresh identity; the wrapper's own container changes nothing.
+  /// Shares the entries of `source` under a fresh identity. Does nothing if `source` is this object.
   cls_xpBtreeString2Uint& operator=(cow_Btree<cow_String, unsigned int> const& source);
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }

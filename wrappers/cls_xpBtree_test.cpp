@@ -4,7 +4,7 @@
 
 #include "tests/support/backend/RecordingBackEnd.h"
 
-// What the tree does beyond what it has in common with the maps (cls_xpKeyed_test.cpp).
+// What the tree does beyond what it shares with the maps (cls_xpKeyed_test.cpp).
 
 TEST(XpBtreeTest, WritesNumbersInKeyOrder) {
   Recorder recorder;
@@ -27,7 +27,7 @@ TEST(XpBtreeTest, WritesNumbersInKeyOrder) {
                    "write2.NeedsDeletion() = bool true", "~write2", "write1.NeedsDeletion() = bool false"}));
 }
 
-TEST(XpBtreeTest, OfStoredEntriesUnderOneKeyTheFirstCounts) {
+TEST(XpBtreeTest, OfStoredEntriesUnderOneKeyTheFirstIsKept) {
   Recorder recorder;
   recorder.StoreMap<cow_String, unsigned int>({{"k"_cow, 1}, {"j"_cow, 5}, {"k"_cow, 2}, {"k"_cow, 3}});
   cls_xpBtreeString2Uint const tree(cls_ReadVisitor(recorder.NewReader()));

@@ -5,8 +5,8 @@
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/wrappers/WrapperCases.h"
 
-// Wrappers as values: what keeps the identity, what changes it, and that elements are shared and not copied.
-// A wrapper that is the only holder of its identity may get the same record again with a new identity, so the
+// Wrappers as values: what keeps the identity, what changes it, and that elements are shared, not copied.
+// A wrapper that is the only holder of its identity can get the same record again for a new identity, so the
 // tests hold the old one while they compare.
 
 namespace {
@@ -45,7 +45,7 @@ TYPED_TEST(WrapperIdentity, AssigningAContainerGivesANewIdentityAndSharesTheElem
   EXPECT_EQ(probe.Count(), 0);
 }
 
-TYPED_TEST(WrapperIdentity, AssigningAContainerLeavesCopiesOfTheWrapperAlone) {
+TYPED_TEST(WrapperIdentity, AssigningAContainerKeepsCopiesOfTheWrapper) {
   auto wrapper = this->MakeWrapper();
   auto const copy(wrapper);
   cls_Uid const before = wrapper.Uid();
@@ -91,7 +91,7 @@ TYPED_TEST(WrapperIdentity, AssigningAnotherWrappersContainerGivesAThirdIdentity
   EXPECT_TRUE(TypeParam::Share(wrapper, source));
 }
 
-// A copy that shares the elements is still another container, so assigning it is a change.
+// A copy that shares the elements is still another container, so assigning it gives a new identity.
 TYPED_TEST(WrapperIdentity, AssigningACopyOfItsOwnContainerGivesANewIdentity) {
   auto wrapper = this->MakeWrapper();
   cls_Uid const before = wrapper.Uid();
@@ -128,14 +128,14 @@ TYPED_TEST(WrapperIdentity, ConversionOfAWrapperTakesItsElementsOnly) {
   EXPECT_TRUE(TypeParam::Share(wrapper, source));
 }
 
-TYPED_TEST(WrapperIdentity, DefaultWrappersAreEmptyWithIdentitiesOfTheirOwn) {
+TYPED_TEST(WrapperIdentity, DefaultWrappersAreEmptyAndHaveTheirOwnIdentities) {
   typename TypeParam::Wrapper const first;
   typename TypeParam::Wrapper const second;
   EXPECT_TRUE(this->Texts(first).empty());
   EXPECT_NE(first.Uid().Entry(), second.Uid().Entry());
 }
 
-TYPED_TEST(WrapperIdentity, ChangingACopyLeavesTheOriginalAndBothIdentities) {
+TYPED_TEST(WrapperIdentity, ChangingACopyKeepsTheOriginalAndBothIdentities) {
   auto const wrapper = this->MakeWrapper();
   auto copy(wrapper);
   TypeParam::Change(copy);
@@ -144,14 +144,14 @@ TYPED_TEST(WrapperIdentity, ChangingACopyLeavesTheOriginalAndBothIdentities) {
   EXPECT_EQ(copy.Uid().Entry(), wrapper.Uid().Entry());
 }
 
-TYPED_TEST(WrapperIdentity, ChangingAConvertedWrapperLeavesTheContainer) {
+TYPED_TEST(WrapperIdentity, ChangingAConvertedWrapperKeepsTheContainer) {
   auto const source = TypeParam::Make(this->Values());
   auto wrapper = FromCow(source);
   TypeParam::Change(wrapper);
   EXPECT_EQ(this->Texts(source), this->Texts(this->Values()));
 }
 
-TYPED_TEST(WrapperIdentity, AMovedFromWrapperIsEmptyAndUsable) {
+TYPED_TEST(WrapperIdentity, MovedFromWrapperIsEmptyAndUsable) {
   auto wrapper = this->MakeWrapper();
   auto const moved(std::move(wrapper));
   EXPECT_EQ(this->Texts(moved), this->Texts(this->Values()));
@@ -190,7 +190,7 @@ TEST(ArrayListOwner, IsCopiedWithTheWrapper) {
   EXPECT_EQ(assigned.OwnerUid(), &owner);
 }
 
-TEST(ArrayListOwner, StaysWhenAContainerIsAssigned) {
+TEST(ArrayListOwner, IsKeptWhenAContainerIsAssigned) {
   Recorder recorder;
   cls_Uid owner;
   cls_xp1DArrayListInt list(cls_ReadVisitor(recorder.NewReader()), &owner);

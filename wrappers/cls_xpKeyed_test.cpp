@@ -4,7 +4,7 @@
 
 #include "tests/support/wrappers/KeyedWrapperCases.h"
 
-// What the maps and the tree have in common: how they are written and read, and what they are as values.
+// What the maps and the tree share: how they are written and read, and how they behave as values.
 
 namespace {
 
@@ -66,14 +66,14 @@ TYPED_TEST(Keyed, LeavesAMapWriterThatTheBackEndKeeps) {
   EXPECT_EQ(this->m_Recorder.Live(), Lines({"mapWriter1"}));
 }
 
-TYPED_TEST(Keyed, WritesNothingToAnObjectThatTheBackEndDeclined) {
+TYPED_TEST(Keyed, WritesNothingIfTheBackEndDeclinesTheObject) {
   this->m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(this->m_Recorder.NewWriter());
   this->m_Wrapper.DBWrite(cls_WriteVisitor(parent, this->m_Field, nullptr, nullptr));
   EXPECT_EQ(this->m_Recorder.TakeLines().size(), 2U); // the start and the check of the collection type
 }
 
-TYPED_TEST(Keyed, AFailingWriteStepPassesThroughAndLeaksNothing) {
+TYPED_TEST(Keyed, FailingWriteStepPassesThroughAndLeaksNothing) {
   struct Step {
     char const* m_Operation;
     int m_Nth;
@@ -92,7 +92,7 @@ TYPED_TEST(Keyed, AFailingWriteStepPassesThroughAndLeaksNothing) {
   }
 }
 
-TYPED_TEST(Keyed, WritingChangesNothingInTheWrapper) {
+TYPED_TEST(Keyed, WritingDoesNotChangeTheWrapper) {
   auto const copy(this->m_Wrapper);
   cls_WriteVisitor const visitor(this->m_Recorder.NewWriter());
   this->m_Wrapper.DBWrite(visitor);
@@ -102,7 +102,7 @@ TYPED_TEST(Keyed, WritingChangesNothingInTheWrapper) {
 
 // --- Reading.
 
-TYPED_TEST(Keyed, ReadsTheIdentityFirstAndOfEachEntryTheValueBeforeTheKey) {
+TYPED_TEST(Keyed, ReadsTheIdentityFirstAndEachValueBeforeItsKey) {
   this->m_Recorder.StoreMap(this->Given());
   cls_ReadVisitor const visitor(this->m_Recorder.NewReader());
   typename TypeParam::Wrapper const wrapper(visitor);
@@ -125,7 +125,7 @@ TYPED_TEST(Keyed, ReadsAnEmptyMapAsAnEmptyWrapper) {
   EXPECT_EQ(wrapper.Uid().Entry(), this->m_Recorder.m_Uid.Entry());
 }
 
-TYPED_TEST(Keyed, OfTwoStoredEntriesUnderOneKeyOneCounts) {
+TYPED_TEST(Keyed, OfTwoStoredEntriesUnderOneKeyOneIsKept) {
   auto const values = TypeParam::Values();
   this->m_Recorder.template StoreMap<cow_String, typename TypeParam::Element>(
       {{cow_String("k"), values[0]}, {cow_String("j"), values[1]}, {cow_String("k"), values[3]}});
@@ -150,7 +150,7 @@ TYPED_TEST(Keyed, ReadsNothingWithoutAMemento) {
   EXPECT_NE(first.Uid().Entry(), second.Uid().Entry());
 }
 
-TYPED_TEST(Keyed, AFailingReadStepPassesThroughAndLeaksNothing) {
+TYPED_TEST(Keyed, FailingReadStepPassesThroughAndLeaksNothing) {
   for (char const* operation : {"GetUid", "MakeReadMapString2Prim", "More", "Next", "Key"})
     for (int nth : {1, 2}) {
       if (nth == 2 && operation == std::string_view("GetUid")) break;
@@ -187,10 +187,10 @@ TYPED_TEST(Keyed, ReadsBackWhatItWrote) {
   EXPECT_EQ(this->Texts(this->Read()), this->Texts(this->m_Wrapper));
 }
 
-// --- As a value. A wrapper that is the only holder of its identity may get the same record again with a new
+// --- As a value. A wrapper that is the only holder of its identity can get the same record again for a new
 // identity, so the tests hold the old one while they compare.
 
-TYPED_TEST(Keyed, DefaultWrappersAreEmptyWithIdentitiesOfTheirOwn) {
+TYPED_TEST(Keyed, DefaultWrappersAreEmptyAndHaveTheirOwnIdentities) {
   typename TypeParam::Wrapper const first;
   typename TypeParam::Wrapper const second;
   EXPECT_EQ(first.Count(), 0);
@@ -234,7 +234,7 @@ TYPED_TEST(Keyed, WrapperOfAContainerSharesItsEntriesUnderTheGivenIdentity) {
   EXPECT_TRUE(wrapper.SharesStorageWith(source));
 }
 
-TYPED_TEST(Keyed, ChangingEntriesKeepsTheIdentityAndLeavesCopies) {
+TYPED_TEST(Keyed, ChangingEntriesKeepsTheIdentityAndTheCopies) {
   auto copy(this->m_Wrapper);
   EXPECT_TRUE(copy.Remove("b"_cow));
   TypeParam::Add(copy, "z"_cow, TypeParam::Values()[0]);

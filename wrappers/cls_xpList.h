@@ -10,22 +10,22 @@
 ///
 /// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
 /// new identity, so that a changed value is stored as a new object. `T` is float, int or cow_String. Thread
-/// rule: one thread. Errors: of the visitor's back end, of allocation.
+/// rule: one thread. Errors: those of the visitor's back end, std::bad_alloc.
 template <class T> class cls_xpList : public cow_List<T> {
  public:
   /// The stored list and its identity.
   explicit cls_xpList(cls_ReadVisitor const& visitor);
 
-  /// A list of these elements (shared) under an identity.
+  /// A list that shares these elements, under an identity.
   cls_xpList(cow_List<T> const& list, cls_Uid const& uid) noexcept : cow_List<T>(list), m_Uid(uid) {}
 
   /// An empty list under a fresh identity.
   cls_xpList() = default;
 
-  /// Writes the elements, whatever the visitor's StartWrite answers.
+  /// Writes the elements. Intentional: also if StartWrite reports the object as already written.
   void DBWrite(cls_WriteVisitor const& visitor) const;
 
-  /// Shares the elements of `source` under a fresh identity; the wrapper's own container changes nothing.
+  /// Shares the elements of `source` under a fresh identity. Does nothing if `source` is this object.
   cls_xpList& operator=(cow_List<T> const& source);
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
@@ -42,7 +42,7 @@ extern template class KVL_EXPORT cls_xpList<float>;
 extern template class KVL_EXPORT cls_xpList<int>;
 extern template class KVL_EXPORT cls_xpList<cow_String>;
 
-/// A wrapper of the container's elements (shared) under a fresh identity.
+/// A wrapper that shares the container's elements, under a fresh identity.
 KVL_EXPORT cls_xpListFloat cls_xpListFloatFromCow(cow_List<float> const& source);
 KVL_EXPORT cls_xpListInt cls_xpListIntFromCow(cow_List<int> const& source);
 KVL_EXPORT cls_xpListString cls_xpListStringFromCow(cow_List<cow_String> const& source);

@@ -19,10 +19,10 @@ template <> inline constexpr cls_CollectionType cls_xpListCode<int> = COLLECTION
 template <> inline constexpr cls_CollectionType cls_xpListCode<cow_String> = COLLECTION_LIST_STRING;
 template <> inline constexpr cls_CollectionType cls_xpListCode<unsigned int> = COLLECTION_LIST_UINT;
 
-/// Writes a wrapper's elements as one list: `appendAll` hands each element to the writer.
+/// Writes a wrapper's elements as one list: `appendAll` passes each element to the writer.
 template <class T, class AppendAll>
 void cls_xpWriteList(cls_WriteVisitor const& visitor, cls_Uid const& uid, AppendAll appendAll) {
-  // The answer is not looked at: a value wrapper goes on writing, unlike other persisted classes. Meant.
+  // Intentional: the result is ignored. Unlike other persisted classes, a value wrapper always writes.
   visitor.StartWrite(cls_InternalListTypeId, uid);
   visitor.CheckCollectionType(cls_xpListCode<T>);
   if (visitor.Memento() == nullptr) return; // the back end declined the object: there is nothing to write to
@@ -31,7 +31,8 @@ void cls_xpWriteList(cls_WriteVisitor const& visitor, cls_Uid const& uid, Append
   appendAll(*writer);
 }
 
-/// The cursor over a stored wrapper's elements. Always the caller's, whatever NeedsDeletion would say: meant.
+/// The cursor over a stored wrapper's elements. Intentional: the caller always deletes it, without asking
+/// NeedsDeletion.
 template <class T> std::unique_ptr<cls_ReadListPrim<T>> cls_xpReadList(cls_ReadVisitor const& visitor) {
   T tag{};
   return std::unique_ptr<cls_ReadListPrim<T>>(visitor.Memento()->MakeReadListPrim(&tag));

@@ -11,24 +11,24 @@
 ///
 /// It is a value with all of the map's operations: copying shares the entries and keeps the identity;
 /// assigning another container gives it a new identity, so that a changed value is stored as a new object;
-/// changing entries in place keeps it. `T` is float or cow_String. Thread rule: one thread. Errors: of the
-/// visitor's back end, of allocation.
+/// changing entries in place keeps it. `T` is float or cow_String. Thread rule: one thread. Errors: those of
+/// the visitor's back end, std::bad_alloc.
 template <class T> class cls_xpMap : public cow_Map<cow_String, T> {
  public:
-  /// The stored map and its identity. Of stored entries under one key the last counts.
+  /// The stored map and its identity. If stored entries repeat a key, the last is kept.
   explicit cls_xpMap(cls_ReadVisitor const& visitor);
 
-  /// A map of these entries (shared) under an identity.
+  /// A map that shares these entries, under an identity.
   cls_xpMap(cow_Map<cow_String, T> const& map, cls_Uid const& uid) noexcept
       : cow_Map<cow_String, T>(map), m_Uid(uid) {}
 
   /// An empty map under a fresh identity.
   cls_xpMap() = default;
 
-  /// Writes the entries, whatever the visitor's StartWrite answers.
+  /// Writes the entries. Intentional: also if StartWrite reports the object as already written.
   void DBWrite(cls_WriteVisitor const& visitor) const;
 
-  /// Shares the entries of `source` under a fresh identity; the wrapper's own container changes nothing.
+  /// Shares the entries of `source` under a fresh identity. Does nothing if `source` is this object.
   cls_xpMap& operator=(cow_Map<cow_String, T> const& source);
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }

@@ -20,7 +20,7 @@ template <> inline constexpr cls_CollectionType cls_xpMapCode<unsigned int> = CO
 /// Writes a wrapper's entries as one map from cow_String to `T`, in the order in which `Iterator` walks them.
 template <class T, class Iterator, class Container>
 void cls_xpWriteMap(cls_WriteVisitor const& visitor, cls_Uid const& uid, Container const& container) {
-  // The answer is not looked at: a value wrapper goes on writing, unlike other persisted classes. Meant.
+  // Intentional: the result is ignored. Unlike other persisted classes, a value wrapper always writes.
   visitor.StartWrite(cls_InternalMapTypeId, uid);
   visitor.CheckCollectionType(cls_xpMapCode<T>);
   if (visitor.Memento() == nullptr) return; // the back end declined the object: there is nothing to write to
@@ -29,8 +29,8 @@ void cls_xpWriteMap(cls_WriteVisitor const& visitor, cls_Uid const& uid, Contain
   for (Iterator entry(container); !entry.IsDone(); entry.Next()) writer->Insert(entry.Key(), entry.Value());
 }
 
-/// Hands each entry of a stored map to `add(key, value)`, in stored order. The cursor is always the caller's,
-/// whatever NeedsDeletion would say: meant.
+/// Passes each entry of a stored map to `add(key, value)`, in stored order. Intentional: the cursor is always
+/// deleted, without asking NeedsDeletion.
 template <class T, class Add> void cls_xpReadMap(cls_ReadVisitor const& visitor, Add add) {
   if (visitor.Memento() == nullptr) return;
   T tag{};

@@ -4,7 +4,7 @@
 
 #include "tests/support/backend/RecordingBackEnd.h"
 
-// What the maps do beyond what they have in common with the tree (cls_xpKeyed_test.cpp).
+// What the maps do beyond what they share with the tree (cls_xpKeyed_test.cpp).
 
 TEST(XpMapTest, WritesFloatsInKeyOrder) {
   Recorder recorder;
@@ -38,7 +38,7 @@ TEST(XpMapTest, WritesTextsWithATagOfNoText) {
                                          "mapWriter1.NeedsDeletion() = bool true", "~mapWriter1"}));
 }
 
-TEST(XpMapTest, OfTwoStoredEntriesUnderOneKeyTheLastCounts) {
+TEST(XpMapTest, OfTwoStoredEntriesUnderOneKeyTheLastIsKept) {
   Recorder recorder;
   recorder.StoreMap<cow_String, float>({{"k"_cow, 1.0F}, {"k"_cow, 2.0F}});
   cls_xpMapString2Float const map(cls_ReadVisitor(recorder.NewReader()));

@@ -16,7 +16,7 @@ template <class Case> class WrapperRead : public WrapperTest<Case> {
 
   WrapperRead() { this->m_Recorder.Name(this->m_Recorder.m_Uid, "stored"); }
 
-  /// The lines of a read, from the identity to the end of the cursor.
+  /// The lines of a read, from the identity to the cursor's deletion.
   static Lines ReadLines(std::vector<T> const& values) {
     Lines lines{"read1.GetUid() = uid stored",
                 "read1.MakeReadListPrim(tag " + ShownScalar(T()) + ") = listReader1"};
@@ -39,11 +39,11 @@ TYPED_TEST_SUITE(CountedWrapperRead, CountedCases);
 
 } // namespace
 
-TYPED_TEST(WrapperRead, NothingThroughAVisitorWithoutMemento) {
+TYPED_TEST(WrapperRead, ReadsNothingWithoutAMemento) {
   EXPECT_TRUE(TypeParam::Elements(TypeParam::Read(cls_ReadVisitor(nullptr))).empty());
 }
 
-TYPED_TEST(WrapperRead, TakesTheIdentityFirstAndTheElementsInOrder) {
+TYPED_TEST(WrapperRead, ReadsTheIdentityFirstAndTheElementsInOrder) {
   this->m_Recorder.StoreList(this->Values());
   cls_ReadVisitor const visitor(this->m_Recorder.NewReader());
   typename TypeParam::Wrapper const wrapper = TypeParam::Read(visitor);
@@ -52,7 +52,7 @@ TYPED_TEST(WrapperRead, TakesTheIdentityFirstAndTheElementsInOrder) {
   EXPECT_EQ(wrapper.Uid().Entry(), this->m_Recorder.m_Uid.Entry());
 }
 
-TYPED_TEST(WrapperRead, AnEmptyListAsAnEmptyWrapper) {
+TYPED_TEST(WrapperRead, ReadsAnEmptyListAsAnEmptyWrapper) {
   cls_ReadVisitor const visitor(this->m_Recorder.NewReader());
   typename TypeParam::Wrapper const wrapper = TypeParam::Read(visitor);
   EXPECT_EQ(this->m_Recorder.TakeLines(), this->ReadLines({}));
@@ -75,7 +75,7 @@ TYPED_TEST(WrapperRead, IgnoresTheRowWidth) {
   EXPECT_EQ(this->Texts(this->Read()), this->Texts(this->Values()));
 }
 
-TYPED_TEST(WrapperRead, KeepsEveryElementOfAReaderThatYieldsMoreThanItCounted) {
+TYPED_TEST(WrapperRead, KeepsEveryElementOfAReaderThatReturnsMoreThanItCounted) {
   this->m_Recorder.StoreList(this->Values());
   for (int count : {0, 1, 3}) {
     this->m_Recorder.SetCount(count);
@@ -84,7 +84,7 @@ TYPED_TEST(WrapperRead, KeepsEveryElementOfAReaderThatYieldsMoreThanItCounted) {
 }
 
 TYPED_TEST(WrapperRead, ReadsBackWhatAWrapperWrote) {
-  // What the recording back end was handed, as it would have stored it.
+  // Keeps what it receives, as a store would.
   struct StoringList : RecordingListWriter<typename TypeParam::Element> {
     using RecordingListWriter<typename TypeParam::Element>::RecordingListWriter;
     void Append(typename TypeParam::Element const& element) override { m_Stored.push_back(element); }
@@ -108,7 +108,7 @@ TYPED_TEST(WrapperRead, ReadsBackWhatAWrapperWrote) {
   EXPECT_EQ(this->Texts(this->Read()), this->Texts(written));
 }
 
-TYPED_TEST(WrapperRead, AFailingStepPassesThroughAndLeaksNothing) {
+TYPED_TEST(WrapperRead, FailingStepPassesThroughAndLeaksNothing) {
   for (char const* operation : {"GetUid", "MakeReadListPrim", "Count", "More", "Next"}) {
     if (!TypeParam::AsksCount && std::string_view(operation) == "Count") continue;
     for (int nth : {1, 2}) {
@@ -154,7 +154,7 @@ TYPED_TEST(CountedWrapperRead, AllocatesTheStorageOnce) {
   EXPECT_EQ(probe.Count(), 1);
 }
 
-TEST(FixedArrayRead, AReaderThatYieldsLessThanItCountedLeavesZeros) {
+TEST(FixedArrayRead, ReaderThatReturnsLessThanItCountedLeavesZeros) {
   Recorder recorder;
   recorder.StoreList<int>({7, 8});
   recorder.SetCount(5);
@@ -162,7 +162,7 @@ TEST(FixedArrayRead, AReaderThatYieldsLessThanItCountedLeavesZeros) {
   EXPECT_EQ(FixedArrayCase<int>::Elements(array), (std::vector<int>{7, 8, 0, 0, 0}));
 }
 
-TEST(ArrayListRead, FiveElementsGiveUsedCountFiveAndStorageOfFive) {
+TEST(ArrayListRead, FiveElementsGiveCountFiveAndStorageForFive) {
   Recorder recorder;
   recorder.StoreList<int>({1, 2, 3, 4, 5});
   cls_xp1DArrayListInt const list(cls_ReadVisitor(recorder.NewReader()), nullptr);
@@ -170,7 +170,7 @@ TEST(ArrayListRead, FiveElementsGiveUsedCountFiveAndStorageOfFive) {
   EXPECT_EQ(list.Storage().Length(), 5);
 }
 
-TEST(ArrayListRead, AReaderThatYieldsLessThanItCountedUsesWhatItYielded) {
+TEST(ArrayListRead, ReaderThatReturnsLessThanItCountedUsesWhatItReturned) {
   Recorder recorder;
   recorder.StoreList<unsigned int>({7, 8});
   recorder.SetCount(5);
@@ -187,10 +187,10 @@ TEST(ArrayListRead, KeepsTheOwnerPointer) {
   EXPECT_NE(list.Uid().Entry(), owner.Entry());
 }
 
-TEST(ListRead, AReaderThatYieldsLessThanItCountsGivesWhatItYielded) {
+TEST(ListRead, CountOfTheReaderIsIgnored) {
   Recorder recorder;
   recorder.StoreList<int>({7, 8});
-  recorder.SetCount(-3); // never asked for
+  recorder.SetCount(-3); // never read
   cls_xpListInt const list(cls_ReadVisitor(recorder.NewReader()));
   EXPECT_EQ(ListCase<int>::Elements(list), (std::vector<int>{7, 8}));
 }

@@ -14,12 +14,12 @@
 #include "wrappers/cls_xpList.h"
 #include "wrappers/cls_xpMap.h"
 
-// Copy-on-write of every wrapper, by counting allocations: sharing, saving and reading take none, and so does
-// writing a wrapper that shares nothing; the first write of one that shares takes one copy of the storage.
+// Copy-on-write of every wrapper, by counting allocations. Sharing, saving and reading make none, nor does
+// writing a wrapper that shares nothing. The first write of one that shares makes one copy of the storage.
 
 namespace {
 
-/// Allocations so far: of buffers (arrays, tables, share counts) and of objects (entries of maps).
+/// Allocations so far: of buffers (arrays, tables, share counts), and of objects (entries of maps).
 using Allocations = std::pair<long long, long long>;
 constexpr Allocations None{0, 0};
 
@@ -32,7 +32,7 @@ class AllocationCount {
   long long m_HeapBefore = HeapCount();
 };
 
-// --- A back end that allocates nothing: it counts the elements and entries that it is handed.
+// --- A back end that allocates nothing: it counts the elements and entries that it receives.
 
 int s_Handed = 0;
 
@@ -81,7 +81,7 @@ class CountingMemento : public MementoWriteSlots<CountingMemento> {
   }
 };
 
-// --- The wrappers, seen alike: four elements or entries each.
+// --- The wrappers behind one interface, with four elements or entries each.
 
 template <class T> T Value(int number) {
   if constexpr (std::is_same_v<T, cow_String>)
@@ -137,7 +137,7 @@ template <class W, class T> struct ListSharing {
     for (auto i = list.Iterator(); !i.AtEnd(); i.Next()) zeros += i.ConstGet() == Value<T>(0) ? 1 : 0;
     return zeros;
   }
-  static void Write(W& list) { list.Append(Value<T>(1)); } // there is room for it
+  static void Write(W& list) { list.Append(Value<T>(1)); } // the storage has room for it
   static bool Share(W const& a, W const& b) { return a.SharesStorageWith(b); }
 };
 
@@ -180,7 +180,7 @@ template <class W, class T> struct MapSharing {
 
 struct TreeSharing {
   using Wrapper = cls_xpBtreeString2Uint;
-  static constexpr Allocations OneCopy{0, 2 + 2 * 4}; // the tree, its table of hashes, and each entry in both
+  static constexpr Allocations OneCopy{0, 2 + 2 * 4}; // the tree, its hash table, and each entry in both
   static Wrapper Make() {
     Wrapper tree;
     for (int i = 0; i < 4; ++i) tree.InsertUnlessMember(cow_String(Keys[i]), Value<unsigned int>(i));
@@ -198,8 +198,7 @@ struct TreeSharing {
 
 struct ObjectMapSharing {
   using Wrapper = cls_xoMap<cow_String, cls_xp1DArrayListFloat>;
-  static constexpr Allocations OneCopy{0,
-                                       1 + 4}; // the map and its entries, whose values share their elements
+  static constexpr Allocations OneCopy{0, 1 + 4}; // the map and its entries; values share their elements
   static Wrapper Make() {
     Wrapper map;
     for (int i = 0; i < 4; ++i) {
@@ -225,7 +224,7 @@ template <class Case> class Sharing : public testing::Test {
 
   Sharing() {
     s_Handed = 0;
-    Save(m_Wrapper); // the identity pool and the back end are in place from here on
+    Save(m_Wrapper); // so that the identity pool and the back end have allocated already
     m_HandedBySaving = std::exchange(s_Handed, 0);
   }
 
@@ -261,7 +260,7 @@ TYPED_TEST(Sharing, CopyingAndAssigningCopyNothing) {
   EXPECT_TRUE(TypeParam::Share(assigned, this->m_Wrapper));
 }
 
-TYPED_TEST(Sharing, ReadingCopiesNothingAndSeparatesNothing) {
+TYPED_TEST(Sharing, ReadingCopiesNothingAndKeepsSharing) {
   typename TypeParam::Wrapper const copy(this->m_Wrapper);
   AllocationCount const count;
   int const seen = TypeParam::Read(this->m_Wrapper) + TypeParam::Read(copy);
@@ -271,7 +270,7 @@ TYPED_TEST(Sharing, ReadingCopiesNothingAndSeparatesNothing) {
   EXPECT_TRUE(TypeParam::Share(copy, this->m_Wrapper));
 }
 
-TYPED_TEST(Sharing, SavingCopiesNothingAndSeparatesNothing) {
+TYPED_TEST(Sharing, SavingCopiesNothingAndKeepsSharing) {
   typename TypeParam::Wrapper const copy(this->m_Wrapper);
   AllocationCount const count;
   this->Save(this->m_Wrapper);
@@ -292,13 +291,13 @@ TYPED_TEST(Sharing, SavingAPrivateWrapperCopiesNothing) {
 
 TYPED_TEST(Sharing, WritingAPrivateWrapperCopiesNothing) {
   { typename TypeParam::Wrapper const gone(this->m_Wrapper); }
-  this->Save(this->m_Wrapper); // leaves no share behind
+  this->Save(this->m_Wrapper); // must not leave a share behind
   AllocationCount const count;
   TypeParam::Write(this->m_Wrapper);
   EXPECT_EQ(count.Taken(), None);
 }
 
-TYPED_TEST(Sharing, FirstWriteOfASharingWrapperTakesExactlyOneCopy) {
+TYPED_TEST(Sharing, FirstWriteOfASharingWrapperMakesExactlyOneCopy) {
   typename TypeParam::Wrapper const copy(this->m_Wrapper);
   AllocationCount const count;
   TypeParam::Write(this->m_Wrapper);
@@ -311,7 +310,7 @@ TYPED_TEST(Sharing, FirstWriteOfASharingWrapperTakesExactlyOneCopy) {
   EXPECT_EQ(TypeParam::Read(copy), 1);
 }
 
-TYPED_TEST(Sharing, OnceSeparatedBothSidesWriteWithoutACopy) {
+TYPED_TEST(Sharing, AfterSeparationBothSidesWriteWithoutACopy) {
   typename TypeParam::Wrapper copy(this->m_Wrapper);
   TypeParam::Write(this->m_Wrapper);
   AllocationCount const count;
@@ -320,7 +319,7 @@ TYPED_TEST(Sharing, OnceSeparatedBothSidesWriteWithoutACopy) {
   EXPECT_EQ(count.Taken(), None);
 }
 
-TYPED_TEST(Sharing, OfThreeThatShareTheWriterSeparatesAlone) {
+TYPED_TEST(Sharing, OfThreeThatShareOnlyTheWriterSeparates) {
   typename TypeParam::Wrapper const second(this->m_Wrapper);
   typename TypeParam::Wrapper const third(this->m_Wrapper);
   AllocationCount const count;
@@ -329,7 +328,7 @@ TYPED_TEST(Sharing, OfThreeThatShareTheWriterSeparatesAlone) {
   EXPECT_TRUE(TypeParam::Share(second, third));
 }
 
-TEST(ObjectMapSharingTest, ChangingOneValueCopiesTheEntriesAndTheElementsOfThatValueOnly) {
+TEST(ObjectMapSharingTest, ChangingOneValueCopiesTheEntriesAndOnlyThatValuesElements) {
   auto map = ObjectMapSharing::Make();
   auto const copy(map);
   AllocationCount const count;

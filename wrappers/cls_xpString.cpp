@@ -1,7 +1,7 @@
 #include "wrappers/cls_xpString.h"
 
 cls_xpString::cls_xpString(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
-  m_Text = visitor.Read(cls_FieldHandle("STRING"_cow), ""_cow); // the identity comes first: meant
+  m_Text = visitor.Read(cls_FieldHandle("STRING"_cow), ""_cow); // intentional: after the identity
 }
 
 void cls_xpString::DBWrite(cls_WriteVisitor const& visitor) const {

@@ -7,15 +7,17 @@
 
 /// A plain string as a persisted object: a text with an identity, stored as the one field "STRING".
 ///
-/// Writing neither starts the visitor nor looks whether the object was written before: the visitor must be
-/// started, and writing twice in one pass writes the field twice. Meant. Not polymorphic: copy it as a value;
-/// copies share text and identity. Thread rule: one thread. Errors: of the visitor's back end, of allocation.
+/// Intentional: writing neither starts the visitor nor checks whether the object was written before, so
+/// writing twice in one pass writes the field twice. REQUIRES for DBWrite: the visitor is started.
+///
+/// Not polymorphic: copy it as a value; copies share text and identity. Thread rule: one thread. Errors:
+/// those of the visitor's back end, std::bad_alloc.
 class KVL_EXPORT cls_xpString {
  public:
   /// A text under a fresh identity.
   explicit cls_xpString(cow_String const& text) noexcept : m_Text(text) {}
 
-  /// The stored text (empty where the field is absent) and its identity.
+  /// The stored text (empty if the field is absent) and its identity.
   explicit cls_xpString(cls_ReadVisitor const& visitor);
 
   /// Writes the text; "no text" as empty text.

@@ -10,7 +10,7 @@
 #include "tests/support/backend/RecordingBackEnd.h"
 #include "wrappers/cls_xpTrString.h"
 
-// Both string wrappers: what is true of one is true of the other, under its own field name and type.
+// Tests both string wrappers: they differ only in field name and type.
 
 namespace {
 
@@ -65,7 +65,7 @@ template <class Case> class StringWrapper : public ::testing::Test {
     return Wrapper(visitor);
   }
 
-  /// The string that a wrapper hands to its back end.
+  /// The string that a wrapper passes to its back end.
   cow_String Handed(Wrapper const& wrapper) {
     m_Recorder.KeepAll(); // the visitor leaves both mementos alone
     CapturingMemento capturing(*m_Recorder.NewWriter());
@@ -119,7 +119,7 @@ TYPED_TEST(StringWrapper, WritesAFieldsObjectWithoutACheckOfItsCollectionType) {
             Lines({std::string("write2.Write(field -1 \"") + TypeParam::Field + "\", string \"beam\")"}));
 }
 
-TYPED_TEST(StringWrapper, TwiceThroughOneVisitorWritesTheFieldTwice) {
+TYPED_TEST(StringWrapper, WritingTwiceThroughOneVisitorWritesTheFieldTwice) {
   auto const wrapper = TypeParam::Make("beam"_cow);
   cls_WriteVisitor const visitor(this->m_Recorder.NewWriter());
   wrapper.DBWrite(visitor);
@@ -127,7 +127,7 @@ TYPED_TEST(StringWrapper, TwiceThroughOneVisitorWritesTheFieldTwice) {
   EXPECT_EQ(this->m_Recorder.TakeLines(), Lines({this->WriteLine("\"beam\""), this->WriteLine("\"beam\"")}));
 }
 
-TYPED_TEST(StringWrapper, TwiceInOnePassWritesTheFieldTwice) {
+TYPED_TEST(StringWrapper, WritingTwiceInOnePassWritesTheFieldTwice) {
   auto const wrapper = TypeParam::Make("beam"_cow);
   RecordingMementoWrite* const memento = this->m_Recorder.NewWriter();
   this->m_Recorder.Keep("write1");
@@ -140,21 +140,21 @@ TYPED_TEST(StringWrapper, TwiceInOnePassWritesTheFieldTwice) {
             Lines({this->WriteLine("\"beam\""), kept, this->WriteLine("\"beam\""), kept}));
 }
 
-TYPED_TEST(StringWrapper, HandsOverAStringOfItsOwn) {
+TYPED_TEST(StringWrapper, PassesACopyOfItsText) {
   auto const wrapper = TypeParam::Make(cow_String("beam"));
   cow_String const handed = this->Handed(wrapper);
   EXPECT_EQ(handed, wrapper.Text());
   EXPECT_FALSE(handed.SharesBufferWith(wrapper.Text()));
 }
 
-TYPED_TEST(StringWrapper, HandsOverACopyOfALiteral) {
+TYPED_TEST(StringWrapper, PassesACopyOfALiteral) {
   auto const wrapper = TypeParam::Make("beam"_cow);
   cow_String const handed = this->Handed(wrapper);
   EXPECT_EQ(handed, "beam");
   EXPECT_FALSE(handed.SharesBufferWith(wrapper.Text()));
 }
 
-TYPED_TEST(StringWrapper, HandsOverEveryCharacter) {
+TYPED_TEST(StringWrapper, PassesEveryCharacter) {
   using namespace std::string_view_literals;
   EXPECT_EQ(this->Handed(TypeParam::Make(cow_String("be\0am %s\n"sv))), "be\0am %s\n"sv);
 }
@@ -162,14 +162,14 @@ TYPED_TEST(StringWrapper, HandsOverEveryCharacter) {
 TYPED_TEST(StringWrapper, WritesNoTextAsEmptyText) {
   auto const wrapper = TypeParam::Make(cow_String());
   EXPECT_EQ(this->Written(wrapper), Lines({this->WriteLine("\"\"")}));
-  EXPECT_FALSE(wrapper.Text().HasText()); // and stays without text itself
+  EXPECT_FALSE(wrapper.Text().HasText()); // the wrapper itself still has no text
 }
 
 TYPED_TEST(StringWrapper, WritesEmptyTextAsEmptyText) {
   EXPECT_EQ(this->Written(TypeParam::Make(""_cow)), Lines({this->WriteLine("\"\"")}));
 }
 
-TYPED_TEST(StringWrapper, WritingChangesNothingInIt) {
+TYPED_TEST(StringWrapper, WritingDoesNotChangeTheWrapper) {
   cow_String const text("beam");
   auto const wrapper = TypeParam::Make(text);
   this->Written(wrapper);
@@ -177,7 +177,7 @@ TYPED_TEST(StringWrapper, WritingChangesNothingInIt) {
   EXPECT_EQ(wrapper.Uid().Entry()->m_RefCount, 1U);
 }
 
-TYPED_TEST(StringWrapper, TakesTheIdentityBeforeTheText) {
+TYPED_TEST(StringWrapper, ReadsTheIdentityBeforeTheText) {
   this->m_Recorder.Store(TypeParam::Field, "beam");
   cls_ReadVisitor const visitor(this->m_Recorder.NewReader());
   typename TypeParam::Wrapper const wrapper(visitor);
@@ -192,7 +192,7 @@ TYPED_TEST(StringWrapper, ReadsAnAbsentFieldAsEmptyText) {
   EXPECT_TRUE(wrapper.Text().IsEmpty());
 }
 
-TYPED_TEST(StringWrapper, ReadsFromNothingAsEmptyTextUnderAFreshIdentity) {
+TYPED_TEST(StringWrapper, WithoutMementoReadsEmptyTextUnderAFreshIdentity) {
   cls_ReadVisitor const visitor(nullptr);
   typename TypeParam::Wrapper const wrapper(visitor);
   EXPECT_TRUE(wrapper.Text().HasText());
@@ -200,19 +200,19 @@ TYPED_TEST(StringWrapper, ReadsFromNothingAsEmptyTextUnderAFreshIdentity) {
   EXPECT_EQ(wrapper.Uid().Entry()->m_RefCount, 1U);
 }
 
-TYPED_TEST(StringWrapper, ReadsItsOwnFieldOnly) {
+TYPED_TEST(StringWrapper, ReadsOnlyItsOwnField) {
   this->m_Recorder.Store("STRING", "plain");
   this->m_Recorder.Store("TRSTRING", "translatable");
   EXPECT_EQ(this->Read().Text(), std::string_view(TypeParam::Field) == "STRING" ? "plain" : "translatable");
 }
 
-TYPED_TEST(StringWrapper, AFailingWritePassesThrough) {
+TYPED_TEST(StringWrapper, FailingWritePassesThrough) {
   this->m_Recorder.FailAt("Write");
   EXPECT_THROW(this->Written(TypeParam::Make("beam"_cow)), BackEndFailure);
   EXPECT_EQ(this->m_Recorder.Live(), Lines());
 }
 
-TYPED_TEST(StringWrapper, AFailingReadPassesThroughAndLeavesNothing) {
+TYPED_TEST(StringWrapper, FailingReadPassesThroughAndLeaksNothing) {
   for (char const* operation : {"GetUid", "Read"}) {
     this->m_Recorder.FailAt(operation);
     EXPECT_THROW(this->Read(), BackEndFailure) << operation;

@@ -1,7 +1,7 @@
 #include "wrappers/cls_xpTrString.h"
 
 cls_xpTrString::cls_xpTrString(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
-  m_Text = visitor.Read(cls_FieldHandle("TRSTRING"_cow), ""_cow); // the identity comes first: meant
+  m_Text = visitor.Read(cls_FieldHandle("TRSTRING"_cow), ""_cow); // intentional: after the identity
 }
 
 void cls_xpTrString::DBWrite(cls_WriteVisitor const& visitor) const {

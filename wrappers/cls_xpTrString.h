@@ -8,10 +8,10 @@
 /// A translatable string as a persisted object: as cls_xpString, stored as the one field "TRSTRING".
 class KVL_EXPORT cls_xpTrString {
  public:
-  /// A text under a fresh identity; kept as it stands.
+  /// A text under a fresh identity; kept unchanged.
   explicit cls_xpTrString(atr_String const& text) noexcept : m_Text(text.AsCow()) {}
 
-  /// The stored text (empty where the field is absent) and its identity.
+  /// The stored text (empty if the field is absent) and its identity.
   explicit cls_xpTrString(cls_ReadVisitor const& visitor);
 
   /// Writes the text; "no text" as empty text.

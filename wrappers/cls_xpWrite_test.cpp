@@ -20,7 +20,7 @@ TYPED_TEST_SUITE(WrapperWrite, WrapperCases);
 
 } // namespace
 
-TYPED_TEST(WrapperWrite, AFieldAsOneListInElementOrder) {
+TYPED_TEST(WrapperWrite, WritesAFieldAsOneListInElementOrder) {
   cls_WriteVisitor const parent(this->m_Recorder.NewWriter());
   this->m_Recorder.Name(&this->m_Wrapper, "O");
   this->m_Wrapper.DBWrite(cls_WriteVisitor(parent, this->m_Field, nullptr, &this->m_Wrapper));
@@ -31,20 +31,20 @@ TYPED_TEST(WrapperWrite, AFieldAsOneListInElementOrder) {
                     {"write2.NeedsDeletion() = bool true", "~write2"}}));
 }
 
-TYPED_TEST(WrapperWrite, ThroughAStartedVisitorWithoutStartingIt) {
+TYPED_TEST(WrapperWrite, WritesThroughAStartedVisitorWithoutStartingIt) {
   cls_WriteVisitor const visitor(this->m_Recorder.NewWriter());
   this->m_Wrapper.DBWrite(visitor);
   EXPECT_EQ(this->m_Recorder.TakeLines(), this->ListLines("write1", "listWriter1", this->Values()));
 }
 
-TYPED_TEST(WrapperWrite, NothingToAnObjectThatTheBackEndDeclined) {
+TYPED_TEST(WrapperWrite, WritesNothingIfTheBackEndDeclinesTheObject) {
   this->m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(this->m_Recorder.NewWriter());
   this->m_Wrapper.DBWrite(cls_WriteVisitor(parent, this->m_Field, nullptr, nullptr));
   EXPECT_EQ(this->m_Recorder.TakeLines().size(), 2U); // the start and the check of the collection type
 }
 
-TYPED_TEST(WrapperWrite, AnElementThroughItsRequest) {
+TYPED_TEST(WrapperWrite, WritesAnElementThroughItsRequest) {
   RecordingListObjWriter list(this->m_Recorder);
   cls_WriteRequestListObj const request(&list);
   this->m_Wrapper.DBWrite(cls_WriteVisitor(request, nullptr));
@@ -54,7 +54,7 @@ TYPED_TEST(WrapperWrite, AnElementThroughItsRequest) {
                     {"write1.NeedsDeletion() = bool true", "~write1"}}));
 }
 
-TYPED_TEST(WrapperWrite, TwiceThroughOneVisitorWritesTheElementsTwice) {
+TYPED_TEST(WrapperWrite, WritingTwiceThroughOneVisitorWritesTheElementsTwice) {
   cls_WriteVisitor const visitor(this->m_Recorder.NewWriter());
   this->m_Wrapper.DBWrite(visitor);
   this->m_Wrapper.DBWrite(visitor);
@@ -62,7 +62,7 @@ TYPED_TEST(WrapperWrite, TwiceThroughOneVisitorWritesTheElementsTwice) {
                                                   this->ListLines("write1", "listWriter2", this->Values())}));
 }
 
-TYPED_TEST(WrapperWrite, TwiceInOnePassWritesTheElementsTwiceUnderOneIdentity) {
+TYPED_TEST(WrapperWrite, WritingTwiceInOnePassWritesTheElementsTwiceUnderOneIdentity) {
   cls_WriteVisitor const parent(this->m_Recorder.NewWriter());
   for (char const* made : {"write2", "write3"}) {
     this->m_Wrapper.DBWrite(cls_WriteVisitor(parent, this->m_Field, nullptr, nullptr));
@@ -74,7 +74,7 @@ TYPED_TEST(WrapperWrite, TwiceInOnePassWritesTheElementsTwiceUnderOneIdentity) {
   }
 }
 
-TYPED_TEST(WrapperWrite, AnEmptyWrapperAsAListWithoutEntries) {
+TYPED_TEST(WrapperWrite, WritesAnEmptyWrapperAsAListWithoutEntries) {
   typename TypeParam::Wrapper const empty;
   cls_WriteVisitor const visitor(this->m_Recorder.NewWriter());
   empty.DBWrite(visitor);
@@ -91,7 +91,7 @@ TYPED_TEST(WrapperWrite, LeavesAListWriterThatTheBackEndKeeps) {
   EXPECT_EQ(this->m_Recorder.Live(), Lines({"listWriter1"}));
 }
 
-TYPED_TEST(WrapperWrite, ChangesNothingInTheWrapper) {
+TYPED_TEST(WrapperWrite, WritingDoesNotChangeTheWrapper) {
   auto const copy = this->m_Wrapper;
   cls_WriteVisitor const visitor(this->m_Recorder.NewWriter());
   this->m_Wrapper.DBWrite(visitor);
@@ -99,9 +99,9 @@ TYPED_TEST(WrapperWrite, ChangesNothingInTheWrapper) {
   EXPECT_EQ(copy.Uid().Entry(), this->m_Wrapper.Uid().Entry());
 }
 
-// A failure anywhere passes through, and what the back end handed out until then is given back.
+// A failure at any step passes through, and everything that the back end made until then is deleted.
 
-TYPED_TEST(WrapperWrite, AFailingStepPassesThroughAndLeaksNothing) {
+TYPED_TEST(WrapperWrite, FailingStepPassesThroughAndLeaksNothing) {
   struct Step {
     char const* m_Operation;
     int m_Nth;
@@ -124,7 +124,7 @@ TYPED_TEST(WrapperWrite, AFailingStepPassesThroughAndLeaksNothing) {
   }
 }
 
-TYPED_TEST(WrapperWrite, AFailingAppendLeavesAKeptListWriter) {
+TYPED_TEST(WrapperWrite, FailingAppendLeavesAKeptListWriter) {
   this->m_Recorder.Keep("listWriter1");
   this->m_Recorder.FailAt("Append", 2);
   {
@@ -134,7 +134,7 @@ TYPED_TEST(WrapperWrite, AFailingAppendLeavesAKeptListWriter) {
   EXPECT_EQ(this->m_Recorder.Live(), Lines({"listWriter1"}));
 }
 
-TEST(ArrayListWrite, WritesTheUsedElementsOnly) {
+TEST(ArrayListWrite, WritesOnlyTheUsedElements) {
   Recorder recorder;
   cls_xp1DArrayListInt list(100);
   list.Append(5);

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-// Class Beam as program version 1 had it: version 1.
+// Class Beam, version 1, as program version 1 had it.
 class evo_BeamV1 : public evo_Part {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x650001; }
@@ -24,7 +24,7 @@ class evo_BeamV1 : public evo_Part {
 
  private:
   double m_Length;                    // mm
-  double m_Load;                      // N/mm, the same all along the beam
+  double m_Load;                      // N/mm, constant along the beam
   cls_xp1DArrayListDouble m_Stations; // mm from the start: where results are wanted
   cls_OwnUid m_Uid;
 };

@@ -5,7 +5,7 @@
 
 namespace {
 
-// A new field takes the next free number; the others keep theirs.
+// A new field takes the next free number; existing fields keep theirs.
 cls_FieldHandle LengthField() {
   return {0, "m_Length"_cow};
 }
@@ -39,7 +39,8 @@ void evo_BeamV2::DBWrite(cls_WriteVisitor const& visitor) const {
   visitor.Write(DensityField(), m_Density);
 }
 
-// Version 2 alone: a stored version 1 has no metadata here, so the next version above it builds the object.
+// Declares version 2 only. Version 1 has no metadata in this program, so the next higher version builds the
+// object.
 void evo_BeamV2::Declare(cls_ClassRegistrar& registrar) {
   evo_Part::Declare(registrar);
   registrar.AddClassMD(new cls_TypeAdapter<evo_BeamV2>("Beam"_cow, 2, evo_Part::TypeId()))

@@ -6,10 +6,10 @@
 
 #include <memory>
 
-// Class Beam as program version 2 has it: version 2. It adds the density of the material.
+// Class Beam, version 2, as program version 2 has it. It adds the density of the material.
 //
-// A beam of version 1 has none. Program version 1 was sold for steel alone, so its beams are of steel: a
-// default that is right for every one of them. The reading constructor puts it in; nothing else is needed.
+// A beam of version 1 has no density. Program version 1 was sold for steel only, so steel is the right
+// default for all its beams. The reading constructor fills it in; nothing else is needed.
 class evo_BeamV2 : public evo_Part {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x650001; }
@@ -28,7 +28,7 @@ class evo_BeamV2 : public evo_Part {
 
  private:
   double m_Length;                    // mm
-  double m_Load;                      // N/mm, the same all along the beam
+  double m_Load;                      // N/mm, constant along the beam
   cls_xp1DArrayListDouble m_Stations; // mm from the start: where results are wanted
   bool m_DensityIsAssumed = false;    // not stored: the record that was read has no density
   double m_Density;                   // kg/m3

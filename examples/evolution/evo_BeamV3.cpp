@@ -6,8 +6,8 @@
 
 namespace {
 
-// The numbers 1 and 2 were m_Load and m_Stations. Numbers are not used again, so that an attribute can be
-// told by its number as well as by its name.
+// The numbers 1 and 2 were m_Load and m_Stations. Numbers are never reused, so that a number identifies an
+// attribute as well as its name does.
 cls_FieldHandle LengthField() {
   return {0, "m_Length"_cow};
 }

@@ -22,7 +22,7 @@ evo_BeamV4::evo_BeamV4(cls_ReadVisitor const& visitor)
     : evo_Member(cls_ReadVisitor(visitor)), m_Length(visitor.Read(LengthField(), 0.0)),
       m_LineLoad(visitor.Read(LineLoadField(), 0.0)), m_Uid(visitor.GetUid()) {}
 
-// No copy of the visitor for Member: it has no part in the record. Member copies it for Part.
+// Does not copy the visitor for Member, because the record has no Member part. Member copies it for Part.
 evo_BeamV4::evo_BeamV4(cls_ReadVisitor const& visitor, evo_OldBeams::Values const& values)
     : evo_Member(visitor, values.m_Material), m_Length(values.m_Length), m_LineLoad(values.m_LineLoad),
       m_Uid(visitor.GetUid()) {}

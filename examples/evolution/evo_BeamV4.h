@@ -6,17 +6,16 @@
 
 #include <memory>
 
-// Class Beam as program version 4 has it: version 4. It derives from Member, which has taken over the
-// density, and Member from Part.
+// Class Beam, version 4, as program version 4 has it. It derives from Member, which now has the density, and
+// Member derives from Part.
 //
-// A record of version 4 has three parts, Beam, Member and Part; one of an earlier version has two, Beam and
-// Part. Both are read from the first part down, so the earlier versions need readers of their own:
-// evo_OldBeams.
+// A record of version 4 has three parts: Beam, Member and Part. Earlier records have two: Beam and Part.
+// Parts are read in order, starting with the first, so earlier versions need their own readers: evo_OldBeams.
 class evo_BeamV4 : public evo_Member {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x650001; }
 
-  // `lineLoad` in N/m, the same all along the beam; `length` in mm.
+  // `lineLoad` in N/m, constant along the beam; `length` in mm.
   evo_BeamV4(cow_String name, Material const& material, double length, double lineLoad);
   explicit evo_BeamV4(cls_ReadVisitor const& visitor);
 

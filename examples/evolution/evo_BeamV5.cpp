@@ -5,8 +5,8 @@
 
 namespace {
 
-// The numbers 1, 2 and 3 were m_Load, m_Stations and m_Density. The new field needs another name than the
-// m_Load of version 1, which was a number.
+// The numbers 1, 2 and 3 were m_Load, m_Stations and m_Density. The new field is an object, so it cannot be
+// called m_Load: version 1 used that name for a number.
 cls_FieldHandle LengthField() {
   return {0, "m_Length"_cow};
 }

@@ -7,10 +7,10 @@
 
 #include <memory>
 
-// Class Beam as program version 5 has it: version 5. Its load is an object of class Load now.
+// Class Beam, version 5, as program version 5 has it. Its load is now an object of class Load.
 //
-// A beam of version 4 has the line load among its own attributes and is read by a constructor function, which
-// makes the Load. Those of versions 1 to 3 are read by evo_OldBeams.
+// A beam of version 4 has the line load among its own attributes; a constructor function reads it and makes
+// the Load. evo_OldBeams reads versions 1 to 3.
 class evo_BeamV5 : public evo_Member {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x650001; }
@@ -34,7 +34,7 @@ class evo_BeamV5 : public evo_Member {
   // The stored beam of version 4 or 5, with this load.
   evo_BeamV5(cls_ReadVisitor const& visitor, evo_Load load);
 
-  // Builds a beam of a record of version 4. The caller owns it.
+  // Builds a beam from a record of version 4. The caller owns it.
   static void* ReadVersion4(cls_ReadVisitor& reader);
 
   double m_Length; // mm

@@ -5,8 +5,8 @@
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
 
-// A load that is the same all along a beam: what program version 5 has split off from class Beam. It is an
-// object of its own class, with an identity and a version of its own, in a field of the beam.
+// A load that is constant along a beam. Program version 5 has split it off from class Beam: it is an object
+// in a field of the beam, with its own class, identity and version.
 class evo_Load {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x650004; }
@@ -18,7 +18,7 @@ class evo_Load {
   void DBWrite(cls_WriteVisitor const& visitor) const;
   static void Declare(cls_ClassRegistrar& registrar);
 
-  // The load of a beam from before version 5, which knew one load case and had no name for it.
+  // The load of a beam from before version 5. Those beams had one load case, without a name.
   static evo_Load Permanent(double lineLoad) { return evo_Load("permanent"_cow, lineLoad); }
 
   void Print() const;

@@ -17,7 +17,7 @@ evo_Member::evo_Member(cls_ReadVisitor const& visitor)
     : evo_Part(cls_ReadVisitor(visitor)), m_Material{.m_Density = visitor.Read(DensityField(), 0.0)},
       m_Uid(visitor.GetUid()) {}
 
-// The Member part is new, and so is its identity.
+// The record has no Member part, so its identity is new.
 evo_Member::evo_Member(cls_ReadVisitor const& derived, Material const& material)
     : evo_Part(cls_ReadVisitor(derived)), m_Material(material) {}
 

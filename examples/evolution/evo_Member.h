@@ -3,9 +3,8 @@
 #include "examples/evolution/evo_Part.h"
 #include "persist/identity/cls_OwnUid.h"
 
-// A part that carries load, made of some material: the base class that program version 4 puts between Part
-// and Beam, because its columns and braces have a material as well. The density of a beam is here from then
-// on.
+// A load-bearing part made of some material. Program version 4 puts this base class between Part and Beam,
+// because its columns and braces have a material too. It takes over the density of the beam.
 class evo_Member : public evo_Part {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x650003; }
@@ -17,11 +16,11 @@ class evo_Member : public evo_Part {
 
   evo_Member(cow_String name, Material const& material);
 
-  // Reads the Member part that the visitor reads, and the Part below it.
+  // Reads the Member part at the visitor, and the Part below it.
   explicit evo_Member(cls_ReadVisitor const& visitor);
 
-  // The member of a record that has no Member part: below the class that derived from Part in those days,
-  // which the visitor reads, comes Part. The material is what the caller has found elsewhere.
+  // The member of a record that has no Member part: the class at the visitor derived directly from Part then.
+  // The caller supplies the material, which it found elsewhere.
   evo_Member(cls_ReadVisitor const& derived, Material const& material);
 
   void DBWrite(cls_WriteVisitor const& visitor) const override;

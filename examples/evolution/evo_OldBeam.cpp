@@ -4,7 +4,7 @@
 
 namespace {
 
-// The handles of version 2.
+// The field handles of version 2.
 cls_FieldHandle LengthField() {
   return {0, "m_Length"_cow};
 }
@@ -19,12 +19,12 @@ cls_FieldHandle DensityField() {
 }
 
 constexpr double SteelDensity = 7850;      // kg/m3, the material of every beam of version 1
-constexpr double NewtonsPerMetre = 1000.0; // in a newton per millimetre
+constexpr double NewtonsPerMetre = 1000.0; // per newton per millimetre
 
 } // namespace
 
 void* evo_OldBeam::Read(cls_ReadVisitor& reader) {
-  // The stations are not asked for: version 3 has no use for them.
+  // Does not read the stations: version 3 does not use them.
   evo_BeamV3::Values const values{.m_Length = reader.Read(LengthField(), 0.0),
                                   .m_LineLoad = reader.Read(LoadField(), 0.0) * NewtonsPerMetre,
                                   .m_Density = reader.Read(DensityField(), SteelDensity),

@@ -4,7 +4,7 @@ namespace {
 
 constexpr unsigned int BeamId = 0x650001;
 
-// The handles of versions 1 to 3.
+// The field handles of versions 1 to 3.
 cls_FieldHandle LengthField() {
   return {0, "m_Length"_cow};
 }
@@ -22,7 +22,7 @@ cls_FieldHandle LineLoadField() {
 }
 
 constexpr double SteelDensity = 7850;      // kg/m3, the material of every beam of version 1
-constexpr double NewtonsPerMetre = 1000.0; // in a newton per millimetre
+constexpr double NewtonsPerMetre = 1000.0; // per newton per millimetre
 
 } // namespace
 

@@ -2,23 +2,23 @@
 
 #include "examples/evolution/evo_Member.h"
 
-// What program versions 4 and 5 know of beams of versions 1 to 3, which have the base class Part: how they
-// are stored, and how one becomes a beam of today.
+// All that program versions 4 and 5 know of beams of versions 1 to 3, which derive from Part: how they are
+// stored, and how one becomes a beam of today.
 //
-// Each of these versions is declared, version 1 as well. The metadata of version 4 has another base class, so
-// it cannot read what the older ones wrote, and the store refuses to try.
+// Each of these versions must be declared, version 1 too: version 4 has another base class, so its metadata
+// cannot read what the older ones wrote, and the store refuses to try.
 class evo_OldBeams {
  public:
-  // What there is to know of an old beam besides its name.
+  // All values of an old beam except its name.
   struct Values {
     double m_Length = 0;   // mm
     double m_LineLoad = 0; // N/m
     evo_Member::Material m_Material;
   };
 
-  // Declares versions 1 to 3 of class Beam, as they were, each with a constructor function that makes a
-  // `Beam`. Its constructor from a visitor and Values builds the bases with evo_Member's constructor for
-  // records without Member part.
+  // Declares versions 1 to 3 of class Beam as they were, each with a constructor function that makes a
+  // `Beam`. `Beam` needs a constructor from a visitor and Values, which builds its bases with evo_Member's
+  // constructor for records without a Member part.
   template <class Beam> static void Declare(cls_ClassRegistrar& registrar) {
     DeclareVersion1(registrar, &Read<Beam, &ReadVersion1Or2>);
     DeclareVersion2(registrar, &Read<Beam, &ReadVersion1Or2>);

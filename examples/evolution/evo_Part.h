@@ -5,8 +5,8 @@
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
 
-// What everything in a structure is: a named object with an identity. The base-class part of a beam.
-// Its version is its own: it stays 1 in all three programs, whatever becomes of the beam.
+// The base class of everything in a structure: a named object with an identity. It has its own version, which
+// stays 1 in all programs, whatever changes in the beam.
 class evo_Part {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x650002; }

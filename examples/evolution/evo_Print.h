@@ -3,7 +3,7 @@
 #include "platform/cow/cow_1DArrayList.h"
 #include "platform/cow/cow_String.h"
 
-// Prints the fields of an object to standard output, one a line, in one form for all programs.
+// Prints an object's fields to standard output, one per line, in the same form in all programs.
 class evo_Print {
  public:
   static void Text(char const* label, cow_String const& text);

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Brings the library up for as long as the program needs it, and declares the program's classes.
+// Starts the library for as long as the program needs it, and declares the program's classes.
 class Library {
  public:
   explicit Library(cls_MetadataRegistrar::InitFn declare) {
@@ -48,7 +48,7 @@ int evo_Program::Run(int argc, char** argv, Actions const& actions) {
 
   try {
     Library const library(actions.m_Declare);
-    // An exception of the library has identities, so it is caught before the library goes.
+    // An exception of the library has identities, so it must be caught before the library shuts down.
     return exa_Run(program, [&] {
       sto_Store store = sto_Store::Open(argv[2], chosen->m_Mode, Library::Classes());
       chosen->m_Action(store);

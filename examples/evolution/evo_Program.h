@@ -2,19 +2,18 @@
 
 #include "store/sto_Store.h"
 
-// The program around one version of class Beam; all versions of the program have these commands:
+// The program around one version of class Beam. All versions of the program have these commands:
 //
 //     evolution_vN write STORE      makes a new store with a beam
 //     evolution_vN read STORE       prints the beam in a store
-//     evolution_vN upgrade STORE    reads the beam and saves it again, as this program writes beams
+//     evolution_vN upgrade STORE    reads the beam and saves it in this program's version
 //
-// Exit status: 0 done; 1 refused or failed, also when standard output cannot be written; 2 called wrongly,
-// also when `write` is to make a store that exists, or the others to read one that does not. The reason is on
-// the standard error stream.
+// Exit status: 0 success; 1 refused or failed, or standard output cannot be written; 2 wrong call, also if
+// `write` names a store that exists or the others name one that does not. Errors go to standard error.
 class evo_Program {
  public:
-  // The program's main function. `Beam` is a persisted class that can declare itself and its base class,
-  // make an example of itself, and print itself.
+  // The program's main function. `Beam` is a persisted class that can declare itself and its base class, make
+  // an example, and print itself.
   template <class Beam> static int Main(int argc, char** argv) {
     return Run(argc, argv,
                {.m_Declare = &Beam::Declare,
@@ -26,7 +25,7 @@ class evo_Program {
  private:
   static constexpr char const* Root = "beam";
 
-  // What a program does with its classes.
+  // The class-dependent operations of a program.
   struct Actions {
     void (*m_Declare)(cls_ClassRegistrar& registrar);
     void (*m_Write)(sto_Store& store);

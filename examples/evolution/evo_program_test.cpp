@@ -1,5 +1,5 @@
-// Runs the five versions of the program as a person would: every call is a process of its own. The golden
-// stores were written once by these programs and stay as they are; every test works on a copy.
+// Runs the five versions of the program as a user would: each call is a separate process. These programs
+// wrote the golden stores once; the stores never change, and every test works on a copy.
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ constexpr int LastVersion = 5;
 
 class Evolution : public StoreFileTest {
  protected:
-  // The path of a fresh copy of the golden store that a version of the program wrote.
+  // The path of a fresh copy of the golden store written by a version of the program.
   std::string Golden(int version) {
     std::string const name = "evolution-" + std::to_string(version) + ".kvs";
     std::filesystem::copy_file(std::string(EVO_GOLDEN_DIR) + "/" + name, Path(name),
@@ -33,7 +33,7 @@ class Evolution : public StoreFileTest {
     return RunToItsEnd(Program(version) + " " + arguments, Folder());
   }
 
-  // What a version of the program prints of a store that it must be able to read.
+  // What a version of the program prints for a store that it must be able to read.
   std::string Read(int version, std::string const& store) {
     Outcome const outcome = Run(version, "read " + store);
     EXPECT_EQ(outcome.status, 0);
@@ -54,7 +54,8 @@ class Evolution : public StoreFileTest {
     return known[version - 1];
   }
 
-  // A version of the program does not take the beam of a later version: it says so and touches nothing.
+  // A version of the program must refuse the beam of a later version with an error, and leave the store
+  // unchanged.
   void ExpectRefusal(int version, char const* command, std::string const& store, int storedVersion) {
     StoreBytes const before = FileBytes(store);
     Outcome const outcome = Run(version, command + (" " + store));
@@ -86,7 +87,7 @@ class Evolution : public StoreFileTest {
     std::string const copy = Path("counted.kvs");
     std::filesystem::copy_file(store, copy, std::filesystem::copy_options::overwrite_existing);
     SqlFile file(copy);
-    file.Unpack(); // records that share a row are in SQL's reach then
+    file.Unpack(); // so that SQL can reach records that share a row
     return file.Integer("SELECT count(*) FROM object WHERE class_id = 0x650004");
   }
 
@@ -122,7 +123,7 @@ constexpr char const* Girder = "name       girder\n"
                                "line load  18000 N/m\n"
                                "density    2500 kg/m3\n";
 
-// What the later programs make of the purlin of version 1.
+// What later programs make of the purlin of version 1.
 constexpr char const* ConvertedPurlin = "name       purlin\n"
                                         "length     4000 mm\n"
                                         "line load  12500 N/m\n"
@@ -156,8 +157,8 @@ TEST_F(Evolution, Program2ReadsTheStoreOfVersion2) {
   EXPECT_EQ(Read(2, Golden(2)), Rafter);
 }
 
-// Program 3 has no metadata of version 1: that of version 2 builds the beam.
-TEST_F(Evolution, Program3ReadsABeamOfVersion1ThroughTheMetadataOfVersion2) {
+// Program 3 has no metadata for version 1, so that of version 2 builds the beam.
+TEST_F(Evolution, Program3ReadsABeamOfVersion1WithTheMetadataOfVersion2) {
   EXPECT_EQ(Read(3, Golden(1)), "name       purlin\n"
                                 "length     4000 mm\n"
                                 "line load  12500 N/m\n"
@@ -175,7 +176,7 @@ TEST_F(Evolution, Program3ReadsTheStoreOfVersion3) {
   EXPECT_EQ(Read(3, Golden(3)), Lintel);
 }
 
-// The base class is another: the record has no Member part, and the beam gets one.
+// The base class has changed: the record has no Member part, and the beam gets a new one.
 TEST_F(Evolution, Program4BuildsTheNewBaseClassOfABeamOfVersion1) {
   EXPECT_EQ(Read(4, Golden(1)), std::string(ConvertedPurlin) + ", assumed\n");
 }
@@ -274,7 +275,7 @@ TEST_F(Evolution, RefusalNamesAllVersionsThatTheProgramKnows) {
 TEST_F(Evolution, Program2SavesABeamOfVersion1AsVersion2) {
   std::string const store = Golden(1);
   Upgrade(2, store);
-  // The assumption is settled: the record has a density now.
+  // The density is no longer assumed: the record has one now.
   EXPECT_EQ(Read(2, store), std::string(Purlin) + "density    7850 kg/m3\n");
 }
 
@@ -291,7 +292,7 @@ TEST_F(Evolution, UpgradedBeamTakesThePlaceOfTheOldOne) {
   std::string const store = Golden(1);
   std::vector<std::string> const before = SqlFile(store).Texts("SELECT id || ' ' || class_id FROM object");
   Upgrade(2, store);
-  SqlFile(store).Unpack(); // records that share a row are in SQL's reach then
+  SqlFile(store).Unpack(); // so that SQL can reach records that share a row
   EXPECT_EQ(SqlFile(store).Texts("SELECT id || ' ' || class_id FROM object"), before);
   EXPECT_EQ(SqlFile(store).Texts("SELECT name || ' ' || object_id FROM root"),
             std::vector<std::string>{"beam 1"});
@@ -341,7 +342,7 @@ TEST_F(Evolution, Program5SavesTheLoadOfEachEarlierVersionAsAnObject) {
     EXPECT_EQ(LoadCount(store), 1);
     EXPECT_EQ(SqlFile(store).Texts("SELECT name || ' ' || object_id FROM root"),
               std::vector<std::string>{"beam 1"});
-    // Saved once more, it is the same object.
+    // Saved again, it is the same object.
     Upgrade(5, store);
     EXPECT_EQ(Read(5, store), before);
     EXPECT_EQ(LoadCount(store), 1);
@@ -358,7 +359,7 @@ TEST_F(Evolution, BeamGoesThroughAllVersionsOneAfterTheOther) {
                                       "Beam 4, base Member", "Beam 5, base Member"}));
 }
 
-// Fails when somebody changes what a version declares without giving it a new number.
+// Fails if someone changes what a version declares without giving it a new number.
 TEST_F(Evolution, EachProgramStillDeclaresItsVersionAsInItsGoldenStore) {
   for (int version = 1; version <= LastVersion; ++version) {
     std::string const store = Golden(version);
@@ -392,7 +393,7 @@ TEST_F(Evolution, NewStoreOfEachProgramReadsAsItsGoldenOne) {
   }
 }
 
-TEST_F(Evolution, WriteLeavesAStoreThatExistsAsItIs) {
+TEST_F(Evolution, WriteLeavesAnExistingStoreUnchanged) {
   std::string const store = Golden(1);
   StoreBytes const before = FileBytes(store);
   Outcome const outcome = Run(1, "write " + store);
@@ -401,7 +402,7 @@ TEST_F(Evolution, WriteLeavesAStoreThatExistsAsItIs) {
   EXPECT_EQ(FileBytes(store), before);
 }
 
-TEST_F(Evolution, ReadNamesAStoreThatIsNotThere) {
+TEST_F(Evolution, ReadNamesAMissingStore) {
   Outcome const outcome = Run(2, "read " + Path("none.kvs"));
   EXPECT_EQ(outcome.status, 2);
   EXPECT_EQ(outcome.err, "evolution_v2: " + Path("none.kvs") + ": There is no such file.\n");
@@ -417,7 +418,7 @@ TEST_F(Evolution, FullStandardOutputIsAnError) {
   }
 }
 
-TEST_F(Evolution, ProgramExplainsHowItIsCalled) {
+TEST_F(Evolution, ProgramPrintsItsUsage) {
   for (char const* const arguments : {"", "read", "draw beam.kvs", "read a.kvs b.kvs"}) {
     Outcome const outcome = Run(3, arguments);
     EXPECT_EQ(outcome.status, 2) << arguments;

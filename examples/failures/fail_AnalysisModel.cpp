@@ -51,7 +51,7 @@ fail_AnalysisModel::fail_AnalysisModel(std::string const& name, std::vector<fail
     for (double const displacement : step.displacements) m_Displacements.Append(displacement);
 }
 
-// Whichever class the exception is of: its metadata, which nex_initialize has declared, builds it again.
+// The exception can be of any class: its metadata, declared by nex_initialize, builds it again.
 fail_AnalysisModel::fail_AnalysisModel(cls_ReadVisitor const& visitor)
     : m_Name(visitor.Read(NameField(), cow_String())),
       m_Status(static_cast<fail_Status>(visitor.ReadEnum(StatusField()))),
@@ -60,9 +60,8 @@ fail_AnalysisModel::fail_AnalysisModel(cls_ReadVisitor const& visitor)
       m_Displacements(cls_ReadVisitor(visitor, DisplacementsField()), nullptr),
       m_Failure(sto_ReadOwned<nex_Exception>(visitor, FailureField())), m_Uid(visitor.GetUid()) {}
 
-// The exception's virtual DBWrite writes it as what it is. An out-of-memory exception writes the process-wide
-// detailed message in the place of its own, by design: the message that users were shown is the one that is
-// kept.
+// The exception's virtual DBWrite writes its actual class. An out-of-memory exception writes the process-wide
+// detailed message instead of its own. Intentional: it keeps the message that users saw.
 void fail_AnalysisModel::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   visitor.Write(NameField(), m_Name);

@@ -40,7 +40,7 @@ TEST_F(AnalysisModel, LooksForTheLargestDisplacementInTheLastStep) {
   EXPECT_EQ(fail_AnalysisModel("bridge", {}, nullptr).LargestDisplacement(), 0);
 }
 
-TEST_F(AnalysisModel, KeepsAFailureAsWhatItIs) {
+TEST_F(AnalysisModel, KeepsTheClassOfAFailure) {
   auto thrown = FailureOf([] { nex_ExitException({atr_String("enough"), 9}).Throw("bridge", 12); });
   std::string const report(thrown->DeveloperReport().View());
   auto const read = StoredAndRead({"bridge", {}, std::move(thrown)});

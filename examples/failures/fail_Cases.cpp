@@ -12,7 +12,7 @@ void AddBar(fail_Truss& truss, int first, int second) {
   truss.elements.push_back(std::make_shared<fail_Bar>(number, std::array<int, 2>{first, second}, Stiffness));
 }
 
-// Load factors 0.1, 0.2 and so on.
+// Load factors 0.1, 0.2, ...
 std::vector<double> Tenths(int count) {
   std::vector<double> factors;
   for (int i = 1; i <= count; ++i) factors.push_back(i / 10.0);
@@ -25,17 +25,17 @@ fail_Analysis TwoBarAnalysis(std::string const& name, int tenths) {
   return analysis;
 }
 
-// Goes to 70 kN, below the limit load of 79.6 kN.
+// Loads up to 70 kN, below the limit load of 79.6 kN.
 fail_Analysis BelowTheLimit() {
   return TwoBarAnalysis("below-the-limit", 7);
 }
 
-// Goes to 100 kN; from the eighth step on there is no equilibrium near.
+// Loads up to 100 kN; from the eighth step there is no equilibrium nearby.
 fail_Analysis BeyondTheLimit() {
   return TwoBarAnalysis("beyond-the-limit", 10);
 }
 
-// A bar between two nodes that are at one place, as a careless merge of two models leaves it.
+// A bar between two nodes at the same position, as a careless merge of two models leaves it.
 fail_Analysis BarWithoutLength() {
   fail_Analysis analysis = TwoBarAnalysis("bar-without-length", 7);
   fail_Node twin = analysis.truss.nodes[1];
@@ -46,7 +46,7 @@ fail_Analysis BarWithoutLength() {
   return analysis;
 }
 
-// A spring under the apex; the solver takes bars only.
+// A spring under the apex; the solver only knows bars.
 fail_Analysis SpringAmongBars() {
   fail_Analysis analysis = TwoBarAnalysis("spring-among-bars", 7);
   analysis.truss.elements.push_back(std::make_shared<fail_Spring>(3, 2, 5e4));
@@ -60,21 +60,21 @@ fail_Analysis TightBudget() {
   return analysis;
 }
 
-// A bar that leads to a node nobody has made.
+// A bar to a node that does not exist.
 fail_Analysis MissingNode() {
   fail_Analysis analysis = TwoBarAnalysis("missing-node", 7);
   AddBar(analysis.truss, 2, 17);
   return analysis;
 }
 
-// Load factors from a file that is there or is not.
+// Load factors from a file, which may or may not exist.
 fail_Analysis LoadTable(std::string const& folder) {
   fail_Analysis analysis = TwoBarAnalysis("load-table", 0);
   analysis.control.loadTablePath = (std::filesystem::path(folder) / "gusts.loads").string();
   return analysis;
 }
 
-// 1601 equations, whose full matrix is larger than the 16 MiB of the run.
+// 1601 equations; their full matrix exceeds the run's limit of 16 MiB.
 fail_Analysis LongGirder() {
   fail_Analysis analysis{"long-girder", fail_Cases::Girder(400), {}};
   analysis.control.loadFactors = {1.0};

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::string_view RootPrefix = "analysis/";
 
-// The program's classes, as fail_main.cpp declared them.
+// The program's classes, as declared in fail_main.cpp.
 cls_ClassRegistrar const& Classes() {
   return omi_Singleton<cls_MetadataRegistrar>::Instance().Registrar1();
 }
@@ -41,7 +41,7 @@ std::string ClassName(nex_Exception const& failure) {
   return std::string(typ_ArchCompTable::GetName(failure.DynTypeId()).View());
 }
 
-// How the analysis ended, on one line.
+// How the analysis ended, in one line.
 void PrintOutcome(std::string const& root, fail_AnalysisModel const& model) {
   std::printf("%s: ", root.c_str());
   if (nex_Exception const* const failure = model.Failure())
@@ -53,7 +53,7 @@ void PrintOutcome(std::string const& root, fail_AnalysisModel const& model) {
               model.LastLoadFactor(), model.LargestDisplacement());
 }
 
-// A report may have several lines; each is set off by a bar.
+// A report can have several lines; each is marked by a bar.
 void PrintReport(nex_Exception const& failure) {
   std::istringstream lines{std::string(failure.DeveloperReport().View())};
   for (std::string line; std::getline(lines, line);) std::printf("  | %s\n", line.c_str());
@@ -70,7 +70,7 @@ void PrintDetails(nex_Exception const& failure) {
                 memory->Error() == NEX_OUTOFMEMORY_LIMIT ? "limit of the run" : "system");
 }
 
-// The identity of the class's own part, when the failure is of this class.
+// The identity of the class's own part, if the failure is of this class.
 template <class Exception> cls_Uid const* ClassUid(nex_Exception const& failure) {
   auto const* const exception = dynamic_cast<Exception const*>(&failure);
   return exception == nullptr ? nullptr : &exception->Uid();
@@ -82,7 +82,7 @@ template <class... Exceptions> cls_Uid const* AnyClassUid(nex_Exception const& f
   return found;
 }
 
-// Each class level of an exception is a part with an identity of its own.
+// Each class level of an exception is a part with its own identity.
 void PrintIdentities(nex_Exception const& failure) {
   cls_Uid const* const uid =
       AnyClassUid<nex_TextException, nex_AssertException, nex_BadCastException, nex_ExitException,
@@ -106,8 +106,8 @@ void fail_Commands::Run(std::string const& storePath) {
   }
 }
 
-// One analysis at a time: reading an out-of-memory exception makes the stored message the process-wide one,
-// by design, so the report is printed while that message is the one of the analysis.
+// One analysis at a time: reading an out-of-memory exception makes the stored message the process-wide one.
+// Print the report before the next analysis replaces that message.
 void fail_Commands::List(std::string const& storePath) {
   sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadOnly, Classes());
   for (std::string const& root : store.Roots()) {

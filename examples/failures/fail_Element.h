@@ -2,7 +2,7 @@
 
 #include <array>
 
-// One element of a truss: what kind it is, known by its type ID (see fail_TypeTable), and its number.
+// One element of a truss: its kind, given by its type ID (see fail_TypeTable), and its number.
 class fail_Element {
  public:
   static constexpr unsigned int TypeId() { return 0x660001; }
@@ -23,7 +23,7 @@ class fail_Bar : public fail_Element {
  public:
   static constexpr unsigned int TypeId() { return 0x660002; }
 
-  // nodes: numbers of the nodes at its ends; stiffness: Young's modulus times section area [N].
+  // nodes: numbers of its end nodes; stiffness: Young's modulus times section area [N].
   fail_Bar(int number, std::array<int, 2> const& nodes, double stiffness)
       : fail_Element(number), m_Nodes(nodes), m_Stiffness(stiffness) {}
 
@@ -37,7 +37,7 @@ class fail_Bar : public fail_Element {
   double m_Stiffness;
 };
 
-// A spring between a node and the ground. Models may have it; the truss solver knows bars only.
+// A spring between a node and the ground. Models may contain it, but the truss solver only knows bars.
 class fail_Spring : public fail_Element {
  public:
   static constexpr unsigned int TypeId() { return 0x660003; }

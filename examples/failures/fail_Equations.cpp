@@ -11,14 +11,13 @@
 
 namespace {
 
-// A pivot below this share of the largest entry is rounding.
+// A pivot below this fraction of the largest entry is only rounding error.
 constexpr double SmallestPivot = 1e-13;
 
 } // namespace
 
-// An out-of-memory exception adds its message to the two process-wide messages of the error module, and its
-// text is the detailed one: what a user reads, and what is stored, is the standing advice with this line at
-// its end.
+// An out-of-memory exception appends its message to the two process-wide messages of the error module; its
+// own text is the detailed one. So users read, and the store keeps, the general advice followed by this line.
 fail_Equations::fail_Equations(std::size_t count, std::size_t memoryLimitBytes) : m_Count(count) {
   if (BytesFor(count) > memoryLimitBytes)
     nex_OutOfMemoryException(

@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <string>
 
-// For tests: the library with the example's types, and an empty folder.
+// For tests: starts the library with the example's types, and makes an empty folder.
 class fail_Fixture : public testing::Test {
  protected:
   fail_Fixture() {
@@ -31,14 +31,14 @@ class fail_Fixture : public testing::Test {
     return Path(name);
   }
 
-  // One of the program's analyses, whose load table would be in the test's folder.
+  // One of the program's analyses; its load table would be in the test's folder.
   fail_Analysis Analysis(std::string const& name) const {
     for (fail_Analysis const& analysis : fail_Cases::All(m_Folder.string()))
       if (analysis.name == name) return analysis;
-    throw std::runtime_error("there is no analysis " + name);
+    throw std::runtime_error("no such analysis: " + name);
   }
 
-  // What a call throws, null for nothing.
+  // What a call throws; null for nothing.
   template <class Call> static std::unique_ptr<nex_Exception> FailureOf(Call call) {
     try {
       call();
@@ -48,7 +48,7 @@ class fail_Fixture : public testing::Test {
     return nullptr;
   }
 
-  // The failure as one of exactly this class; an error when there is none or it is of another.
+  // The failure as exactly this class. Throws std::runtime_error if nothing or another class was thrown.
   template <class Exception> static Exception const& As(std::unique_ptr<nex_Exception> const& failure) {
     if (failure == nullptr) throw std::runtime_error("nothing was thrown");
     EXPECT_EQ(failure->DynTypeId(), Exception::TypeId()) << failure->DeveloperReport().View();

@@ -3,8 +3,8 @@
 #include "examples/failures/fail_TypeTable.h"
 #include "module/nex_initialize.h"
 
-// The library, with the example's types, for a scope. Objects that hold identities, caught exceptions among
-// them, must be gone at its end.
+// Starts the library, with the example's types, for a scope. Objects that hold identities, including caught
+// exceptions, must be destroyed before it ends.
 class fail_Library {
  public:
   fail_Library() {

@@ -16,7 +16,7 @@ struct Closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// Both read the calling thread's last error at once: closing the file would replace it.
+// Both read the calling thread's last error immediately: closing the file would overwrite it.
 std::string TextOf(std::string const& path) {
   std::unique_ptr<std::FILE, Closer> const file(std::fopen(path.c_str(), "rb"));
   if (file == nullptr)
@@ -44,7 +44,7 @@ std::vector<double> fail_LoadTable::Read(std::string const& path) {
     char* end = nullptr;
     factors.push_back(std::strtod(line.c_str(), &end));
     if (end == line.c_str() || !IsBlank(end) || !std::isfinite(factors.back()))
-      nex_TextException(fail_Message("%s:%s: this is no load factor.", {path, fail_Text(number)}))
+      nex_TextException(fail_Message("%s:%s: this is not a load factor.", {path, fail_Text(number)}))
           .Throw("fail_LoadTable", __LINE__);
   }
   if (factors.empty())

@@ -17,7 +17,7 @@ class LoadTable : public fail_Fixture {
 
 } // namespace
 
-TEST_F(LoadTable, HasOneLoadFactorALine) {
+TEST_F(LoadTable, HasOneLoadFactorPerLine) {
   EXPECT_EQ(fail_LoadTable::Read(Write("t", "0.25\n-1e-3\n 2 \n")), (std::vector<double>{0.25, -1e-3, 2}));
 }
 
@@ -33,14 +33,14 @@ TEST_F(LoadTable, MayBeLong) {
   EXPECT_EQ(factors.back(), 4999);
 }
 
-TEST_F(LoadTable, ThatIsNotThereIsASystemError) {
+TEST_F(LoadTable, MissingIsASystemError) {
   auto const failure = ReadingFailure(Path("none"));
   EXPECT_EQ(As<nex_SystemErrorException>(failure).Value().m_NativeErrorCode, static_cast<unsigned>(ENOENT));
   EXPECT_EQ(As<nex_SystemErrorException>(failure).Value().m_CRTErrorCode, ENOENT);
   EXPECT_EQ(failure->FromFile(), "fail_LoadTable");
 }
 
-TEST_F(LoadTable, ThatIsAFolderIsASystemError) {
+TEST_F(LoadTable, FolderIsASystemError) {
   std::filesystem::create_directory(Path("folder"));
   auto const failure = ReadingFailure(Path("folder"));
   EXPECT_EQ(As<nex_SystemErrorException>(failure).Value().m_NativeErrorCode, static_cast<unsigned>(EISDIR));
@@ -50,7 +50,7 @@ TEST_F(LoadTable, ThatIsAFolderIsASystemError) {
 TEST_F(LoadTable, NamesTheLineThatIsNoLoadFactor) {
   for (char const* wrong : {"one", "0.5 0.6", "1,5", "nan", "1e999"}) {
     auto const failure = ReadingFailure(Write("t", std::string("0.5\n") + wrong + "\n1\n"));
-    EXPECT_EQ(As<nex_TextException>(failure).Value(), Path("t") + ":2: this is no load factor.") << wrong;
+    EXPECT_EQ(As<nex_TextException>(failure).Value(), Path("t") + ":2: this is not a load factor.") << wrong;
   }
 }
 

@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <cmath>
 
-// Raises nex_AssertException, with the condition's text, where the condition does not hold.
+// Throws nex_AssertException, with the condition's text, if the condition is false.
 #define FAIL_ASSERT(condition)                                                                               \
   do {                                                                                                       \
     if (!(condition)) nex_AssertException(cow_String(#condition)).Throw("fail_Solver", __LINE__);            \
@@ -95,7 +95,7 @@ void fail_Solver::RunStep(fail_Equations& equations, double loadFactor, std::siz
   }
 }
 
-// Before another iteration: whether there may be one.
+// Call before another iteration: throws if it is not allowed.
 void fail_Solver::CountIteration(int iteration, double loadFactor, std::size_t stepCount, double residual) {
   std::size_t const step = m_Steps.size() + 1;
   if (iteration == m_Control.iterationsPerStep)
@@ -123,7 +123,7 @@ fail_Solver::Deformed fail_Solver::Deform(Member const& member) const {
   return {dx, dy, member.stiffness * strain / member.length};
 }
 
-// Load less what the bars bear, for each equation.
+// The load minus what the bars carry, for each equation.
 std::vector<double> fail_Solver::OutOfBalance(double loadFactor) const {
   std::vector<double> force(m_EquationCount);
   auto const add = [&](std::size_t component, double value) {

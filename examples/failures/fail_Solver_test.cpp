@@ -20,25 +20,25 @@ constexpr double HalfSpan = 10;
 constexpr double Rise = 1;
 constexpr double Stiffness = 2.1e8;
 constexpr double ReferenceLoad = 1e5;
-constexpr std::size_t ApexY = 3; // among the displacements
+constexpr std::size_t ApexY = 3; // index in the displacements
 
 double CubeOfLength() {
   return std::pow(HalfSpan * HalfSpan + Rise * Rise, 1.5);
 }
 
-// The load that holds the apex at a height, in closed form: EA (h^2 - z^2) z / L^3.
+// The load that keeps the apex at a height, in closed form: EA (h^2 - z^2) z / L^3.
 double LoadAtHeight(double height) {
   return Stiffness * (Rise * Rise - height * height) * height / CubeOfLength();
 }
 
-// Its greatest value, at the height h / sqrt(3).
+// Its maximum, at the height h / sqrt(3).
 double LimitLoad() {
   return LoadAtHeight(Rise / std::sqrt(3.0));
 }
 
 class Solver : public fail_Fixture {
  protected:
-  // Runs an analysis and keeps what came of it.
+  // Runs an analysis and keeps its results.
   void Run(fail_Analysis const& analysis) {
     fail_Solver solver(analysis.truss, analysis.control);
     m_Failure = FailureOf([&] { solver.Run(); });
@@ -67,7 +67,7 @@ TEST_F(Solver, FollowsTheClosedFormOfTheTwoBarTrussBelowTheLimit) {
   ExpectCompleted(7);
   for (fail_Step const& step : m_Steps) {
     double const height = Rise + step.displacements[ApexY];
-    EXPECT_GT(height, Rise / std::sqrt(3.0)); // the branch that begins without load
+    EXPECT_GT(height, Rise / std::sqrt(3.0)); // still on the branch that starts unloaded
     EXPECT_NEAR(LoadAtHeight(height), step.loadFactor * ReferenceLoad, 1e-3);
   }
 }
@@ -100,7 +100,7 @@ TEST_F(Solver, AgreesWithTheForceMethodForASmallGirder) {
   EXPECT_NEAR(m_Steps[0].displacements[5], -deflection, 1e-4 * deflection); // y of node 3
 }
 
-TEST_F(Solver, StaysPutWithoutLoad) {
+TEST_F(Solver, StaysAtRestWithoutLoad) {
   fail_Analysis analysis = Analysis("below-the-limit");
   analysis.control.loadFactors = {0};
   Run(analysis);
@@ -108,7 +108,7 @@ TEST_F(Solver, StaysPutWithoutLoad) {
   EXPECT_EQ(m_Steps[0].iterations, 0);
 }
 
-TEST_F(Solver, TakesTheLoadFactorsFromATableThatIsThere) {
+TEST_F(Solver, TakesTheLoadFactorsFromATable) {
   Write("gusts.loads", "0.3\n0.1\n");
   Run(Analysis("load-table"));
   ExpectCompleted(2);
@@ -116,7 +116,7 @@ TEST_F(Solver, TakesTheLoadFactorsFromATableThatIsThere) {
   EXPECT_EQ(m_Steps[1].loadFactor, 0.1);
 }
 
-TEST_F(Solver, NamesStepAndResidualWhereItDoesNotConverge) {
+TEST_F(Solver, NamesStepAndResidualIfItDoesNotConverge) {
   Run(Analysis("beyond-the-limit"));
   EXPECT_EQ(m_Steps.size(), 7U);
   EXPECT_LT(0.7 * ReferenceLoad, LimitLoad());
@@ -128,12 +128,12 @@ TEST_F(Solver, NamesStepAndResidualWhereItDoesNotConverge) {
       std::regex(
           "Load step 8 of 10, load factor 0.8: no equilibrium after 25 iterations, residual (.+) N\\.")))
       << text;
-  // No less than what the load is beyond the limit: so much can nowhere be borne.
+  // At least the load in excess of the limit: no position can carry that much.
   EXPECT_GE(std::stod(parts[1]), 0.999 * (0.8 * ReferenceLoad - LimitLoad()));
   EXPECT_EQ(m_Failure->FromFile(), "fail_Solver");
 }
 
-TEST_F(Solver, DoesNotConvergeHoweverManyIterationsItMayTake) {
+TEST_F(Solver, DoesNotConvergeWithAnyNumberOfIterations) {
   fail_Analysis analysis = Analysis("beyond-the-limit");
   analysis.control.iterationsPerStep = 5000;
   analysis.control.iterationBudget = 10000;

@@ -7,18 +7,18 @@
 #include <string>
 #include <vector>
 
-// A node of a plane truss: its number, its place, where it is held, and the reference load on it.
+// A node of a plane truss: its number, position, supports, and reference load.
 struct fail_Node {
   int number = 0;
   double x = 0; // [m]
   double y = 0;
   bool isFixedX = false;
   bool isFixedY = false;
-  double loadX = 0; // [N]; a load step applies its load factor times this
+  double loadX = 0; // [N]; a load step multiplies it by its load factor
   double loadY = 0;
 };
 
-// A plane truss as a user describes it. Nothing in it is checked; the solver does that.
+// A plane truss as a user describes it. It is not validated here; the solver does that.
 struct fail_Truss {
   std::vector<fail_Node> nodes;
   std::vector<std::shared_ptr<fail_Element const>> elements;
@@ -27,9 +27,9 @@ struct fail_Truss {
 // How an analysis is run.
 struct fail_Control {
   std::vector<double> loadFactors; // one for each load step
-  std::string loadTablePath;       // file to take the load factors from instead; empty: none
-  double tolerance = 1e-9;         // largest out-of-balance force as a share of the load
-  int iterationsPerStep = 25;      // a step that needs more has not converged
+  std::string loadTablePath;       // file to read the load factors from instead; empty: none
+  double tolerance = 1e-9;         // largest out-of-balance force, relative to the load
+  int iterationsPerStep = 25;      // if exceeded, the step has not converged
   int iterationBudget = 1000;      // for all steps together
   std::size_t memoryLimitBytes = std::size_t{16} << 20; // for the stiffness matrix
 };

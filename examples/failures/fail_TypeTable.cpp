@@ -10,7 +10,7 @@ namespace {
 constexpr unsigned int NoParent = typ_ArchCompTable::NoParent;
 constexpr unsigned int ClassKind = 4;
 
-// By ordinal, the low half of the type ID; the table keeps the pointer.
+// Indexed by ordinal, the low half of the type ID. The type table keeps the pointer.
 constexpr typ_ArchCompEntry Entries[] = {
     {0, NoParent, nullptr},
     {ClassKind, NoParent, "fail_Element"},

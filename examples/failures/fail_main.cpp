@@ -1,8 +1,8 @@
-// failures: analyses of trusses that fail, each in a way of its own, and the failures kept in a store.
+// failures: runs truss analyses that fail, each in its own way, and keeps the failures in a store.
 //
-// Exit status: 0 done, whether the analyses succeeded or not; 1 something is wrong with the store or the
-// system, or standard output cannot be written; 2 something is wrong with how the program was called: bad
-// arguments, a store that is not there, or is there already.
+// Exit status: 0 success, whether the analyses succeeded or not; 1 a problem with the store or the system, or
+// standard output cannot be written; 2 wrong call: bad arguments, or a store that is missing or already
+// exists.
 
 #include "examples/failures/fail_AnalysisModel.h"
 #include "examples/failures/fail_Commands.h"
@@ -15,8 +15,7 @@
 int main(int argc, char** argv) {
   std::string_view const command = argc == 3 ? argv[1] : "";
   if (command != "run" && command != "list")
-    return exa_Complain("failures", "call it as: failures run STORE, or: failures list STORE",
-                        exa_Status::CalledWrongly);
+    return exa_Complain("failures", "usage: run|list STORE", exa_Status::CalledWrongly);
   fail_Library const library;
   omi_Singleton<cls_MetadataRegistrar>::Instance().initClassMetadata(&fail_AnalysisModel::Declare, 1);
   return exa_Run("failures",

@@ -1,4 +1,4 @@
-// Runs the program as a person would: every call is a process of its own.
+// Runs the program as a user would: each call is a separate process.
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -20,12 +20,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// One failure that the program is to make: in which analysis, of which class, and from which file.
+// A failure that the program must report: its analysis, its class, and the source file that throws it.
 struct Expected {
   char const* analysis;
   char const* className;
   char const* file;
-  char const* value; // of the exception, or a part of it
+  char const* value; // a value of the exception, or part of it
 };
 
 constexpr Expected Failures[] = {
@@ -44,7 +44,7 @@ constexpr Expected Failures[] = {
      "The stiffness matrix of 1601 equations takes 20505608 bytes; the limit of the run is 16777216."},
 };
 
-// The text that the program prints about each analysis: from the line with its root to the next such line.
+// What the program prints for each analysis: from the line with its root to the next such line.
 std::map<std::string, std::string> ByAnalysis(std::string const& text) {
   std::map<std::string, std::string> parts;
   std::istringstream lines(text);
@@ -60,7 +60,7 @@ std::string FirstLine(std::string const& text) {
   return text.substr(0, text.find('\n'));
 }
 
-// The line number behind "in file F at line ".
+// The line number after "in file F at line ".
 std::string LineNumber(std::string const& text, std::string const& file) {
   std::smatch found;
   return std::regex_search(text, found, std::regex("in file " + file + " at line (\\d+)")) ? found[1].str()
@@ -89,7 +89,7 @@ class FailuresProgram : public testing::Test {
     return RunToItsEnd(std::string(FAIL_PROGRAM) + " " + arguments, m_Folder);
   }
 
-  // Calls the program on a store in the test's folder; it has to work, without a word of complaint.
+  // Runs the program on a store in the test's folder; it must succeed without printing errors.
   std::map<std::string, std::string> Do(std::string const& command) const {
     Outcome const outcome = Call(command + " " + Path("s.kvs").string());
     EXPECT_EQ(outcome.status, 0);
@@ -97,7 +97,7 @@ class FailuresProgram : public testing::Test {
     return ByAnalysis(outcome.out);
   }
 
-  // One line, from this program, with this text in it; and nothing on standard output.
+  // Expects one line from this program, containing this text, and nothing on standard output.
   static void ExpectOneLine(Outcome const& outcome, int status, std::string const& text) {
     EXPECT_EQ(outcome.status, status);
     EXPECT_EQ(outcome.out, "");
@@ -137,7 +137,7 @@ TEST_F(FailuresProgram, ListsEachFailureInASecondProcessAsItWasRaised) {
         << text;
     places.insert(expected.file + line);
   }
-  EXPECT_EQ(places.size(), std::size(Failures)); // each from a line of its own
+  EXPECT_EQ(places.size(), std::size(Failures)); // each from a different line
 }
 
 TEST_F(FailuresProgram, NamesTheLineOfTheSourceThatRaises) {
@@ -189,13 +189,13 @@ TEST_F(FailuresProgram, KeepsTheResultsUpToTheFailure) {
   EXPECT_NE(list["missing-node"].find(", 0 load steps, load factor 0, "), std::string::npos);
 }
 
-TEST_F(FailuresProgram, DoesNotFailForALoadTableThatIsThere) {
+TEST_F(FailuresProgram, ReadsALoadTable) {
   std::ofstream(Path("gusts.loads")) << "# three gusts\n0.2\n0.5\n0.3\n";
   Do("run");
   EXPECT_TRUE(Do("list")["load-table"].starts_with("analysis/load-table: completed, 3 load steps, "));
 }
 
-TEST_F(FailuresProgram, TellsWhyALoadTableCannotBeRead) {
+TEST_F(FailuresProgram, SaysWhyALoadTableCannotBeRead) {
   fs::create_directory(Path("gusts.loads"));
   Do("run");
   EXPECT_NE(Do("list")["load-table"].find("  error numbers: system 21, errno 21\n"), std::string::npos);
@@ -204,7 +204,7 @@ TEST_F(FailuresProgram, TellsWhyALoadTableCannotBeRead) {
 TEST_F(FailuresProgram, StoresEachFailureAsOneObjectOfItsClass) {
   Do("run");
   SqlFile file(Path("s.kvs").string());
-  file.Unpack(); // records that share a row are in SQL's reach then
+  file.Unpack(); // so that SQL can reach records that share a row
   std::string const objectsOf = "SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = ";
   for (Expected const& expected : Failures) {
     std::string const quoted = "'" + std::string(expected.className) + "'";
@@ -220,7 +220,7 @@ TEST_F(FailuresProgram, StoresEachFailureAsOneObjectOfItsClass) {
   EXPECT_EQ(IntegrityOf(Path("s.kvs").string()), "ok");
 }
 
-TEST_F(FailuresProgram, LeavesAStoreThatExistsAsItIs) {
+TEST_F(FailuresProgram, LeavesAnExistingStoreUnchanged) {
   Do("run");
   std::string const before = Contents(Path("s.kvs"));
   ExpectOneLine(Call("run " + Path("s.kvs").string()), 2, "s.kvs: The file exists already.");
@@ -240,21 +240,21 @@ TEST_F(FailuresProgram, FullStandardOutputIsAnError) {
   for (std::string const& call : {"list " + Path("s.kvs").string(), "run " + Path("new.kvs").string()})
     ExpectOneLine(RunWithFullOutput(FAIL_PROGRAM + (" " + call), Path("")), 1,
                   "standard output cannot be written: No space left on device");
-  EXPECT_EQ(ByAnalysis(Call("list " + Path("new.kvs").string()).out).size(), 8U); // saved all the same
+  EXPECT_EQ(ByAnalysis(Call("list " + Path("new.kvs").string()).out).size(), 8U); // saved nevertheless
 }
 
-TEST_F(FailuresProgram, NamesAStoreThatIsNotThere) {
+TEST_F(FailuresProgram, NamesAMissingStore) {
   ExpectOneLine(Call("list " + Path("none.kvs").string()), 2, "none.kvs");
   EXPECT_FALSE(fs::exists(Path("none.kvs")));
 }
 
-TEST_F(FailuresProgram, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
+TEST_F(FailuresProgram, RefusesAFileThatIsNotAStoreAndLeavesItUnchanged) {
   std::ofstream(Path("letter.txt")) << "Dear reader,\n";
   ExpectOneLine(Call("list " + Path("letter.txt").string()), 2, "letter.txt");
   EXPECT_EQ(Contents(Path("letter.txt")), "Dear reader,\n");
 }
 
-TEST_F(FailuresProgram, SaysHowItIsCalled) {
+TEST_F(FailuresProgram, PrintsItsUsage) {
   for (char const* arguments : {"", "run", "list", "erase s.kvs", "run a b"})
-    ExpectOneLine(Call(arguments), 2, "failures run STORE");
+    ExpectOneLine(Call(arguments), 2, "usage: run|list STORE");
 }

@@ -10,29 +10,28 @@
 #include <string>
 #include <system_error>
 
-// What the example programs have in common: their exit statuses, and that nothing which fails is passed over.
+// Shared by the example programs: exit statuses, and error handling that lets no failure pass unnoticed.
 
-// Done: the command was carried out, and what it printed has arrived.
-// Failed: something is wrong with what a file contains, or with the system.
-// CalledWrongly: something is wrong with how the program was called: bad arguments, a file that is not there,
-// or one that is to be made and is there already.
+// Done: the command was carried out, and its output was written.
+// Failed: a problem with the contents of a file, or with the system.
+// CalledWrongly: a problem with the call: bad arguments, a file that is missing, or one to be made that
+// already exists.
 enum class exa_Status { Done = 0, Failed = 1, CalledWrongly = 2 };
 
-// A wrong call that the program has noticed itself; what() is one line for a person.
+// A wrong call that the program itself has noticed; what() is one line for the user.
 class exa_CallError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Prints the one line that a person gets of a failure to the standard error stream. Returns the status as the
-// system takes it.
+// Prints the one-line error message of a failure to standard error. Returns the exit status as an int.
 inline int exa_Complain(std::string const& program, char const* message, exa_Status status) {
   std::fprintf(stderr, "%s: %s\n", program.c_str(), message);
   return static_cast<int>(status);
 }
 
-// Throws std::runtime_error unless all that was printed to standard output has arrived there. A program that
-// does not ask says that all is well while its result is lost, on a full disk for instance.
+// Throws std::runtime_error unless everything printed to standard output was written. Without this check a
+// program would report success even if its output was lost, for instance on a full disk.
 inline void exa_FinishOutput() {
   errno = 0;
   bool const flushed = std::fflush(stdout) == 0;
@@ -48,7 +47,7 @@ inline exa_Status exa_StatusOf(sto_Exception const& failure) {
   return isAboutTheCall ? exa_Status::CalledWrongly : exa_Status::Failed;
 }
 
-// Carries out a command. Returns the exit status of the program, after a complaint unless that is 0.
+// Carries out a command. Returns the program's exit status; prints an error message unless it is 0.
 template <class Command> int exa_Run(std::string const& program, Command command) {
   try {
     command();

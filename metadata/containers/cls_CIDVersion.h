@@ -14,8 +14,8 @@ struct cls_CIDVersion {
   return byClass != 0 ? byClass : (a.m_Version > b.m_Version) - (a.m_Version < b.m_Version);
 }
 
-/// Versions descend: the node's key is compared with the key, against the order of the class-ID index. Meant;
-/// cls_ClassRegistrar::GetHistoryMDList shows it.
+/// Intentional: the order descends, because the arguments are swapped against the class-ID index. It shows in
+/// cls_ClassRegistrar::GetHistoryMDList.
 template <> struct omi_KeyOrder<cls_CIDVersion> {
   [[nodiscard]] static int Direction(cls_CIDVersion const& key, cls_CIDVersion const& nodeKey) noexcept {
     return cls_Compare(nodeKey, key);

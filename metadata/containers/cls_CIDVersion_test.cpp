@@ -39,7 +39,7 @@ Ids WalkIds(omi_Btree<unsigned int, int> const& tree) {
   return ids;
 }
 
-TEST(cls_CIDVersionTest, SmallerClassIdIsLessWhateverTheVersions) {
+TEST(cls_CIDVersionTest, SmallerClassIdIsLessForAnyVersions) {
   EXPECT_EQ(cls_Compare({5, 9}, {9, 1}), -1);
   EXPECT_EQ(cls_Compare({9, 1}, {5, 9}), 1);
   EXPECT_EQ(cls_Compare({0, Highest}, {1, Lowest}), -1);
@@ -86,7 +86,7 @@ TEST(cls_CIDVersionTest, GreaterKeyGoesLeftOfANode) {
   EXPECT_EQ(tree.Root()->Right()->Key().m_ClassId, 4U);
 }
 
-TEST(cls_CIDVersionTest, VersionIndexTellsVersionsApart) {
+TEST(cls_CIDVersionTest, VersionIndexDistinguishesVersions) {
   omi_Btree<cls_CIDVersion, int> tree;
   EXPECT_TRUE(tree.Insert({5, 1}, 10));
   EXPECT_TRUE(tree.Insert({5, 2}, 20));
@@ -106,8 +106,8 @@ TEST(cls_CIDVersionTest, ClassIdIndexAscends) {
             (Ids{0x230002U, 0x64000001U, 0x64000002U}));
 }
 
-TEST(cls_CIDVersionTest, ClassIdIndexTurnsRoundForIdsFurtherApart) {
-  // Less than 2^31 apart: ascending. More: the signed difference turns the order round.
+TEST(cls_CIDVersionTest, ClassIdIndexReversesForIdsFurtherApart) {
+  // Less than 2^31 apart: ascending. More: the signed difference reverses the order.
   EXPECT_EQ(WalkIds(TreeOfIds({0, 0x7FFFFFFFU})), (Ids{0, 0x7FFFFFFFU}));
   EXPECT_EQ(WalkIds(TreeOfIds({0, 0x80000001U})), (Ids{0x80000001U, 0}));
   EXPECT_EQ(WalkIds(TreeOfIds({0x80000001U, 0})), (Ids{0x80000001U, 0}));
@@ -115,7 +115,7 @@ TEST(cls_CIDVersionTest, ClassIdIndexTurnsRoundForIdsFurtherApart) {
   EXPECT_EQ(WalkIds(TreeOfIds({0x7FFFFFFFU, 0x80000000U})), (Ids{0x7FFFFFFFU, 0x80000000U}));
 }
 
-TEST(cls_CIDVersionTest, ClassIdsExactlyHalfTheRangeApartPutTheLaterOneFirst) {
+TEST(cls_CIDVersionTest, ClassIdsHalfTheRangeApartHaveTheLaterOneFirst) {
   omi_Btree<unsigned int, int> const tree = TreeOfIds({0, 0x80000000U});
   EXPECT_EQ(WalkIds(tree), (Ids{0x80000000U, 0}));
   EXPECT_EQ(WalkIds(TreeOfIds({0x80000000U, 0})), (Ids{0, 0x80000000U}));

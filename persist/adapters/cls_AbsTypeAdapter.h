@@ -2,12 +2,11 @@
 
 #include "metadata/cls_ClassMetadata.h"
 
-/// Class metadata of an abstract persisted class `T` that also writes and deletes objects of it, for whoever
-/// has an untyped pointer. Objects are never built through it; use cls_TypeAdapter<T> for a class that can
-/// be.
+/// Class metadata of an abstract persisted class `T` that can also write and delete objects of `T` through an
+/// untyped pointer. It never builds an object: use cls_TypeAdapter<T> for a class that can be built.
 ///
-/// `T` has `static unsigned int TypeId()` and `DBWrite(cls_WriteVisitor const&) const`. Where these and the
-/// destructor are virtual, objects of derived classes are written and deleted as what they are.
+/// REQUIRES: `T` has `static unsigned int TypeId()` and `DBWrite(cls_WriteVisitor const&) const`. If DBWrite
+/// and the destructor are virtual, an object of a derived class is written and deleted as its own class.
 ///
 /// Adds no data and no virtual operation to cls_ClassMetadata. Thread rule: as cls_ClassMetadata.
 template <class T> class cls_AbsTypeAdapter : public cls_ClassMetadata {
@@ -18,11 +17,11 @@ template <class T> class cls_AbsTypeAdapter : public cls_ClassMetadata {
 
   ~cls_AbsTypeAdapter() override = default;
 
-  /// Writes `object`, which is a `T`. What `T::DBWrite` throws passes.
+  /// Writes `object`. REQUIRES: it is a `T`. Exceptions of `T::DBWrite` pass through.
   void DBWrite(void const* object, cls_WriteVisitor const& writer) const override {
     static_cast<T const*>(object)->DBWrite(writer);
   }
 
-  /// Deletes `object`, which is a `T` made with new; ignores null.
+  /// Deletes `object`; ignores null. REQUIRES: it is a `T` made with new.
   void Delete(void* object) const override { delete static_cast<T*>(object); }
 };

@@ -4,7 +4,7 @@
 #include "persist/visitors/cls_ReadsByValue.h"
 
 /// Class metadata of a concrete persisted class `T`: writes, deletes and builds objects of it.
-/// `T` has a constructor from `cls_ReadVisitor const&`, besides what cls_AbsTypeAdapter asks.
+/// REQUIRES: what cls_AbsTypeAdapter requires, and a constructor of `T` from `cls_ReadVisitor const&`.
 template <class T> class cls_TypeAdapter : public cls_AbsTypeAdapter<T> {
  public:
   cls_TypeAdapter(cow_String const& name, int version, unsigned int baseClassId)
@@ -12,7 +12,7 @@ template <class T> class cls_TypeAdapter : public cls_AbsTypeAdapter<T> {
 
   ~cls_TypeAdapter() override = default;
 
-  /// A new `T`, read from `reader`; the caller's. What the constructor throws passes.
+  /// Builds a new `T` from `reader`; the caller deletes it. Exceptions of the constructor pass through.
   void* Ctor(cls_ReadVisitor const& reader) const override {
     static_assert(
         !cls_ReadsByValue<T>,

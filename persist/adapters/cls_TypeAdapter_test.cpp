@@ -17,15 +17,15 @@ namespace {
 
 using CowData = cow_COW<int, cow_Direct<int>>;
 
-/// What the persisted classes of this test share: how many objects were made from storage and deleted.
+/// Counts, over the persisted classes of this test, of objects made from storage and deleted.
 struct Counts {
-  static inline int s_Shapes = 0;  // made from storage, derived ones included
-  static inline int s_Deleted = 0; // shapes
+  static inline int s_Shapes = 0;  // made from storage, including derived ones
+  static inline int s_Deleted = 0; // shapes and surfaces
   static inline int s_BoltsDeleted = 0;
   static inline int s_Labels = 0; // alive
 };
 
-/// A root with virtual operations that a program could make, but that must never be made from storage.
+/// A root with virtual operations. A program can construct one, but it must never be made from storage.
 class Shape {
  public:
   explicit Shape(cls_Uid const& uid) : m_Uid(uid) {}
@@ -67,7 +67,7 @@ class Bolt : public Shape {
   double m_Length = 0;
 };
 
-/// Nobody can make one at all.
+/// An abstract class: it cannot be constructed at all.
 class Surface {
  public:
   virtual ~Surface() { ++Counts::s_Deleted; }
@@ -83,7 +83,7 @@ class Plane : public Surface {
   }
 };
 
-/// Has no virtual operation, and a derived class that hides its operations.
+/// Has no virtual operations; a derived class hides its operations.
 class Label {
  public:
   Label() { ++Counts::s_Labels; }
@@ -110,7 +110,7 @@ class HiddenLabel : public Label {
   }
 };
 
-/// Its memory comes from itself, and runs out on request.
+/// Has its own operator new, which returns null on request.
 class Pooled {
  public:
   explicit Pooled(cls_ReadVisitor const&) {
@@ -145,10 +145,10 @@ class TypeAdapter : public ::testing::Test {
     Pooled::s_Empty = Pooled::s_Fail = false;
     Pooled::s_Made = Pooled::s_Allocated = 0;
     m_Recorder.Name(m_Uid, "U");
-    m_Recorder.KeepAll(); // the log then shows the calls of the adapters only
+    m_Recorder.KeepAll(); // so that the log shows only the calls of the adapters
   }
 
-  /// The calls that the writing of an object makes.
+  /// The calls that writing an object makes.
   Lines Written(cls_ClassMetadata const& metadata, void const* object) {
     cls_WriteVisitor const visitor(m_Recorder.NewWriter());
     metadata.DBWrite(object, visitor);
@@ -188,7 +188,7 @@ TEST_F(TypeAdapter, ConcreteAdapterDescribesItsType) {
   EXPECT_EQ(adapter.BaseClassId(), 0x7C0001U);
 }
 
-TEST_F(TypeAdapter, BeginsAsClassMetadataDoes) {
+TEST_F(TypeAdapter, StartsWithTheDefaultsOfClassMetadata) {
   for (cls_ClassMetadata const* adapter :
        {static_cast<cls_ClassMetadata*>(&m_Shapes), static_cast<cls_ClassMetadata*>(&m_Bolts)}) {
     EXPECT_FALSE(adapter->HasDtor());
@@ -213,7 +213,7 @@ TEST_F(TypeAdapter, AddsNoData) {
   static_assert(std::is_base_of_v<cls_ClassMetadata, cls_AbsTypeAdapter<Bolt>>);
 }
 
-TEST_F(TypeAdapterDeathTest, ATypeThatIsItsOwnBaseEndsTheProcess) {
+TEST_F(TypeAdapterDeathTest, TypeThatIsItsOwnBaseEndsTheProcess) {
   EXPECT_EXIT(cls_TypeAdapter<Bolt>("Bolt"_cow, 1, Bolt::TypeId()), ::testing::KilledBySignal(SIGABRT),
               ::testing::Eq("ODB metadat for class: Bolt\n"
                             "  Is incorrectly defined.  The base class ID is\n"
@@ -241,7 +241,7 @@ TEST_F(TypeAdapter, PassesTheVisitorItself) {
                    R"(write2.Write(field 0 "m_Color", int 0))"}));
 }
 
-TEST_F(TypeAdapter, AdapterOfABaseWritesADerivedObjectAsWhatItIs) {
+TEST_F(TypeAdapter, AdapterOfABaseWritesADerivedObjectAsItsOwnClass) {
   Bolt bolt(m_Uid);
   bolt.m_Length = 2.5;
   EXPECT_EQ(Written(m_Shapes, static_cast<Shape*>(&bolt)),
@@ -253,7 +253,7 @@ TEST_F(TypeAdapter, ConcreteAdapterWritesLikeTheAbstract) {
   EXPECT_EQ(Written(m_Bolts, &bolt), Lines({R"(write1.Write(field 0 "m_Length", double 0))"}));
 }
 
-TEST_F(TypeAdapter, WritesATypeThatNobodyCanMake) {
+TEST_F(TypeAdapter, WritesATypeThatCannotBeConstructed) {
   Plane const plane;
   EXPECT_EQ(Written(m_Surfaces, static_cast<Surface const*>(&plane)),
             Lines({R"(write1.Write(field 5 "m_Normal", double 2.5))"}));
@@ -266,7 +266,7 @@ TEST_F(TypeAdapter, WritesATypeWithoutVirtualOperationsDirectly) {
             Lines({R"(write1.Write(field 0 "m_Text", string "text"))"}));
 }
 
-TEST_F(TypeAdapter, AFailureOfTheWritingPasses) {
+TEST_F(TypeAdapter, WriteFailurePassesThrough) {
   Shape const shape(m_Uid);
   m_Recorder.FailAt("Write");
   EXPECT_THROW(Written(m_Shapes, &shape), BackEndFailure);
@@ -310,7 +310,7 @@ TEST_F(TypeAdapter, DeletesATypeWithoutVirtualOperations) {
   EXPECT_EQ(Counts::s_Labels, 0);
 }
 
-TEST_F(TypeAdapter, DeleteCowIsTheMetadatas) {
+TEST_F(TypeAdapter, DeleteCowIsInheritedFromTheMetadata) {
   CowData data(new int(1));
   m_Bolts.DeleteCow(&data);
   EXPECT_EQ(data.ConstGet(), 1);
@@ -362,35 +362,35 @@ TEST_F(TypeAdapter, AbstractAdapterNeverBuilds) {
   EXPECT_EQ(m_Recorder.Lines(), Lines());
 }
 
-TEST_F(TypeAdapter, AFailureOfTheConstructorPasses) {
+TEST_F(TypeAdapter, ConstructorFailurePassesThrough) {
   m_Recorder.Store("m_Length", -1.0);
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   EXPECT_THROW(m_Bolts.Ctor(visitor), std::domain_error);
   EXPECT_EQ(Counts::s_Shapes, 1);
-  EXPECT_EQ(Counts::s_Deleted, 1); // the part that was made
+  EXPECT_EQ(Counts::s_Deleted, 1); // the base part, which was complete
 }
 
-TEST_F(TypeAdapter, AFailureOfTheBackEndPasses) {
+TEST_F(TypeAdapter, BackEndFailurePassesThrough) {
   m_Recorder.FailAt("Read");
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   EXPECT_THROW(m_Labels.Ctor(visitor), BackEndFailure);
   EXPECT_EQ(Counts::s_Labels, 0);
 }
 
-TEST_F(TypeAdapter, AFailedConstructorLeavesNoMemory) {
+TEST_F(TypeAdapter, FailedConstructorLeaksNoMemory) {
   Pooled::s_Fail = true;
   EXPECT_THROW(m_Pool.Ctor(cls_ReadVisitor(nullptr)), std::domain_error);
   EXPECT_EQ(Pooled::s_Made, 1);
   EXPECT_EQ(Pooled::s_Allocated, 0);
 }
 
-TEST_F(TypeAdapter, WithoutMemoryItBuildsNothing) {
+TEST_F(TypeAdapter, NullFromOperatorNewBuildsNothing) {
   Pooled::s_Empty = true;
   EXPECT_EQ(m_Pool.Ctor(cls_ReadVisitor(nullptr)), nullptr);
   EXPECT_EQ(Pooled::s_Made, 0);
 }
 
-TEST_F(TypeAdapter, UsesTheTypesOwnMemory) {
+TEST_F(TypeAdapter, UsesTheTypesOwnNewAndDelete) {
   void* const object = m_Pool.Ctor(cls_ReadVisitor(nullptr));
   EXPECT_EQ(Pooled::s_Allocated, 1);
   m_Pool.Delete(object);
@@ -399,7 +399,7 @@ TEST_F(TypeAdapter, UsesTheTypesOwnMemory) {
 
 // --- In a registrar, where only the base class is known.
 
-TEST_F(TypeAdapter, ServesThroughTheRegistrar) {
+TEST_F(TypeAdapter, WorksThroughTheRegistrar) {
   cls_ClassRegistrar registrar;
   registrar.AddClassMD(new cls_AbsTypeAdapter<Shape>("Shape"_cow, 800, 1))
       .AddAttribute(cls_FieldHandle(0, "m_Color"_cow), ATTR_INT, 1, COLLECTION_NONE);

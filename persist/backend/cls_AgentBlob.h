@@ -2,7 +2,7 @@
 
 #include "platform/kvl_Export.h"
 
-/// Open line to a stored blob: a run of bytes of any length. Offsets and sizes are in bytes.
+/// Open connection to a stored blob: bytes of any length. Offsets and sizes are in bytes.
 /// The comment before each operation is its virtual slot. Thread rule: one thread.
 class KVL_EXPORT cls_AgentBlob {
  public:
@@ -15,19 +15,19 @@ class KVL_EXPORT cls_AgentBlob {
   /// The size of the blob.
   /* 1 */ virtual long long Size() = 0;
 
-  /// Reads up to `sizeBytes` bytes from `offset` on and returns how many there were.
+  /// Reads up to `sizeBytes` bytes starting at `offset`; returns how many were read.
   /* 2 */ virtual long long Read(long long offset, long long sizeBytes, void* destination) = 0;
 
-  /// Writes bytes at `offset` on, over the stored ones and beyond the end; a gap reads as zeros.
+  /// Writes bytes starting at `offset`, over the stored ones and beyond the end; a gap reads as zeros.
   /* 3 */ virtual void Write(long long offset, long long sizeBytes, void const* source) = 0;
 
   /// Cuts the blob down to `sizeBytes`.
   /* 4 */ virtual void Truncate(long long sizeBytes) = 0;
 
-  /// Whether the stored blob changed, by another session, since this agent was opened or last asked.
+  /// Whether another session changed the stored blob since this agent was opened or last asked.
   /* 5 */ virtual bool Changed() = 0;
 
-  /// Called once after the parts of a flush are written.
+  /// Called once, after all parts of a flush are written.
   /* 6 */ virtual void EndFlush() = 0;
 
   /* 7 */ virtual void AddReference() = 0;

@@ -7,7 +7,7 @@ class cls_MementoRead;
 class cls_MementoWrite;
 class cls_PC;
 
-/// Open line to a stored list of objects: elements are written and read one by one.
+/// Open connection to a stored list of objects: elements are written and read one by one.
 /// The comment before each operation is its virtual slot. Thread rule: one thread.
 class KVL_EXPORT cls_AgentListObj {
  public:
@@ -24,13 +24,13 @@ class KVL_EXPORT cls_AgentListObj {
   /// Makes the list `count` elements long; new elements are empty objects.
   /* 5 */ virtual void SetCount(int count) = 0;
 
-  /// The memento of the element at `index`; of an empty object where there is none.
+  /// A memento of the element at `index`; of an empty object if there is none.
   /* 6 */ virtual cls_MementoRead* MakeReadObj(int index) = 0;
 
-  /// The memento of the element to write at `index`, in the place of one that is there.
+  /// A memento that writes the element at `index`, replacing any stored one.
   /* 7 */ virtual cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) = 0;
 
-  /// The same with the element itself, which the library ignores.
+  /// The same, with the element itself. The default ignores it and calls MakeWriteObj.
   /* 8 */ virtual cls_MementoWrite* MakeWriteObjWithPtr(int index, unsigned int classId, cls_Uid const& uid,
                                                         void const* object);
 
@@ -40,6 +40,6 @@ class KVL_EXPORT cls_AgentListObj {
   /* 12 */ virtual bool ReadOnly() = 0;
   /* 13 */ virtual void RegisterHolder(cls_PC* holder) = 0;
 
-  /// Removes the element at `index`; those behind it move down.
+  /// Removes the element at `index`; later elements move down.
   /* 14 */ virtual void Remove(int index) = 0;
 };

@@ -5,8 +5,9 @@
 
 class cls_PC;
 
-/// What bulk arrays talk to while they are tied to a stored list: an open line to the list that outlives the
-/// object's writing or reading. Counted by its holders; the last one flushes and deletes it.
+/// Open connection to a stored list of primitives. A bulk array that is tied to the list reads and writes
+/// through it, also after the object itself is written or read. Counted by its holders: the last one flushes
+/// and deletes it.
 /// `T` is bool, cow_String, float, double, unsigned int or int. Counts and indexes are in elements.
 /// The comment before each operation is its virtual slot. Thread rule: one thread.
 template <class T> class cls_AgentListPrim {
@@ -20,19 +21,19 @@ template <class T> class cls_AgentListPrim {
   /// The number of elements in the stored list.
   /* 1 */ virtual int Count() = 0;
 
-  /// The number of elements that was expected when the list was made.
+  /// The number of elements expected when the list was made.
   /* 2 */ virtual int SizeHint() = 0;
 
-  /// Whether the stored list changed, by another session, since this agent was opened or last asked.
+  /// Whether another session changed the stored list since this agent was opened or last asked.
   /* 3 */ virtual bool Changed() = 0;
 
-  /// Called once after the runs of a flush are written.
+  /// Called once, after all runs of a flush are written.
   /* 4 */ virtual void EndFlush() = 0;
 
-  /// Writes `count` elements at `firstIndex` on, over the stored ones and beyond the end.
+  /// Writes `count` elements starting at `firstIndex`, over the stored ones and beyond the end.
   /* 5 */ virtual void WriteRun(int firstIndex, int count, T const* values) = 0;
 
-  /// Reads up to `count` elements from `firstIndex` on and returns how many there were.
+  /// Reads up to `count` elements starting at `firstIndex`; returns how many were read.
   /* 6 */ virtual int ReadRun(int firstIndex, int count, T* destination) = 0;
 
   /* 7 */ virtual void AddReference() = 0;
@@ -44,7 +45,7 @@ template <class T> class cls_AgentListPrim {
   /// Whether writing is refused.
   /* 10 */ virtual bool ReadOnly() = 0;
 
-  /// Makes a container known that holds this agent, so that the store can flush and detach it.
+  /// Registers a container that holds this agent, so that the store can flush and detach it.
   /* 11 */ virtual void RegisterHolder(cls_PC* holder) = 0;
 };
 

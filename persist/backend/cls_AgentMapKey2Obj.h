@@ -8,9 +8,9 @@ class cls_MementoRead;
 class cls_MementoWrite;
 class cls_PC;
 
-/// Open line to a stored map of objects, keyed by int or cow_String: elements are written, read and removed
-/// one by one. The first ten slots follow the list agent, with removal and reading in the place of the runs.
-/// The comment before each operation is its virtual slot. Thread rule: one thread.
+/// Open connection to a stored map of objects, keyed by int or cow_String: elements are written, read and
+/// removed one by one. Slots 0 to 10 are those of cls_AgentListPrim, with Remove and MakeReadObj replacing
+/// the two runs. The comment before each operation is its virtual slot. Thread rule: one thread.
 template <class K> class cls_AgentMapKey2Obj {
  public:
   cls_AgentMapKey2Obj() = default;
@@ -23,10 +23,10 @@ template <class K> class cls_AgentMapKey2Obj {
   /* 3 */ virtual bool Changed() = 0;
   /* 4 */ virtual void EndFlush() = 0;
 
-  /// Removes the entry of a key; false when there is none.
+  /// Removes the entry of a key. Returns false if there is none.
   /* 5 */ virtual bool Remove(K const& key) = 0;
 
-  /// The memento of the element under a key; of an empty object where there is none.
+  /// A memento of the element under a key; of an empty object if there is none.
   /* 6 */ virtual cls_MementoRead* MakeReadObj(K const& key) = 0;
 
   /* 7 */ virtual void AddReference() = 0;
@@ -34,10 +34,10 @@ template <class K> class cls_AgentMapKey2Obj {
   /* 9 */ virtual bool StillReferenced() = 0;
   /* 10 */ virtual bool ReadOnly() = 0;
 
-  /// The memento of the element to write under a key, in the place of one that is there.
+  /// A memento that writes the element under a key, replacing any stored one.
   /* 11 */ virtual cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) = 0;
 
-  /// The same with the element itself, which the library ignores.
+  /// The same, with the element itself. The default ignores it and calls MakeWriteObj.
   /* 12 */ virtual cls_MementoWrite* MakeWriteObjWithPtr(K const& key, unsigned int classId,
                                                          cls_Uid const& uid, void const*) {
     return MakeWriteObj(key, classId, uid);
@@ -46,7 +46,7 @@ template <class K> class cls_AgentMapKey2Obj {
   /* 13 */ virtual void RegisterHolder(cls_PC* holder) = 0;
   /* 14 */ virtual bool Contains(K const& key) = 0;
 
-  // Walks in ascending key order; each answers false, and leaves the key, where there is no such entry.
+  // Walk in ascending key order. Each returns false, and leaves `key` unchanged, if there is no such entry.
   /* 15 */ virtual bool FirstKey(K& key) = 0;
   /* 16 */ virtual bool NextKey(K& key) = 0;
   /* 17 */ virtual bool LastKey(K& key) = 0;

@@ -7,20 +7,21 @@
 class cls_FieldHandle;
 class cls_MementoWrite;
 
-/// Stands for an object in some storage, so that it can be carried to another storage without being rebuilt.
-/// Held through cow_CountedHld<cls_AgentProxy>. Thread rule: one thread.
+/// Represents a stored object, so that it can be copied to another storage without being built in memory.
+/// Held through cow_CountedHld<cls_AgentProxy>. The comment before each operation is its virtual slot.
+/// Thread rule: one thread.
 class KVL_EXPORT cls_AgentProxy {
  public:
   cls_AgentProxy() = default;
   cls_AgentProxy(cls_AgentProxy const&) = delete;
   cls_AgentProxy& operator=(cls_AgentProxy const&) = delete;
 
-  virtual ~cls_AgentProxy();
+  /* 0 */ virtual ~cls_AgentProxy();
 
-  /// Transfers the object into `field` of what `writer` writes, a memento of the kind of storage `storage`.
-  /// False: the proxy cannot do that, which is also what the library answers.
-  virtual bool Transfer(cls_StorageTypeId const& storage, cls_MementoWrite* writer,
-                        cls_FieldHandle const& field);
+  /// Copies the object into `field` of what `writer` writes; `storage` is the kind of storage of `writer`.
+  /// Returns false if the proxy cannot do that. The default always returns false.
+  /* 1 */ virtual bool Transfer(cls_StorageTypeId const& storage, cls_MementoWrite* writer,
+                                cls_FieldHandle const& field);
 };
 
 extern template class KVL_EXPORT cow_CountedHld<cls_AgentProxy>;

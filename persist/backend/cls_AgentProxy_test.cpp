@@ -25,7 +25,7 @@ TEST(AgentProxy, CannotTransferItselfByDefault) {
   EXPECT_EQ(recorder.Lines(), Lines());
 }
 
-TEST(AgentProxy, DeleteOfAHolderDeletesTheProxyAndNullsBothWords) {
+TEST(AgentProxy, DeletingAHolderDeletesTheProxyAndNullsBothWords) {
   int deleted = 0;
   ProxyHolder holder(new CountedProxy(deleted));
   holder.Delete();
@@ -34,7 +34,7 @@ TEST(AgentProxy, DeleteOfAHolderDeletesTheProxyAndNullsBothWords) {
   EXPECT_EQ(holder.UseCount(), 0);
 }
 
-TEST(AgentProxy, DeleteOfAHolderWithoutProxyFreesItsCount) {
+TEST(AgentProxy, DeletingAHolderWithoutProxyFreesItsCount) {
   ProxyHolder holder;
   EXPECT_EQ(holder.UseCount(), 1);
   holder.Delete();
@@ -42,7 +42,7 @@ TEST(AgentProxy, DeleteOfAHolderWithoutProxyFreesItsCount) {
   EXPECT_EQ(holder.UseCount(), 0);
 }
 
-TEST(AgentProxy, DeleteTwiceDeletesOnce) {
+TEST(AgentProxy, DeletingAHolderTwiceDeletesTheProxyOnce) {
   int deleted = 0;
   ProxyHolder holder(new CountedProxy(deleted));
   holder.Delete();

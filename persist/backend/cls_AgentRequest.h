@@ -6,8 +6,8 @@
 
 class cls_MementoWrite;
 
-/// Starts the writing of one element of an object collection. It lets a cls_WriteVisitor stand for an element
-/// whose class and identity are only known when the element begins to write itself.
+/// Starts the writing of one element of an object collection, through a cls_WriteVisitor: the element's class
+/// and identity are known only when the element begins to write itself.
 /// The comment before each operation is its virtual slot. Thread rule: one thread; on the stack of the
 /// writer.
 class KVL_EXPORT cls_AgentRequest {
@@ -21,7 +21,7 @@ class KVL_EXPORT cls_AgentRequest {
   /// The element's memento; null when it is not to be written.
   /* 1 */ virtual cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) const = 0;
 
-  /// The same with the element itself; the library forwards to MakeWriteObj.
+  /// The same, with the element itself. The default ignores it and calls MakeWriteObj.
   /* 2 */ virtual cls_MementoWrite* MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid,
                                                         void const* object) const;
 };
@@ -84,8 +84,8 @@ class KVL_EXPORT cls_WriteRequestMapInt2Obj : public cls_AgentRequest {
   int m_Key;
 };
 
-/// The element under one key of a string-keyed map builder. The key is the caller's and must outlive the
-/// request; the builder is not owned.
+/// The element under one key of a string-keyed map builder. The request refers to the caller's key, which
+/// must outlive it; the builder is not owned.
 class KVL_EXPORT cls_WriteRequestMapString2Obj : public cls_AgentRequest {
  public:
   cls_WriteRequestMapString2Obj(cls_WriteMapString2Obj* map, cow_String const& key) noexcept

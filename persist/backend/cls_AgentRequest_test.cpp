@@ -4,7 +4,7 @@
 
 #include "tests/support/backend/RecordingBackEnd.h"
 
-// A request passes both of its operations on to its collection, with its place and the arguments unchanged.
+// A request passes both of its operations on to its collection, with its index or key, arguments unchanged.
 
 namespace {
 
@@ -76,7 +76,7 @@ TEST_F(AgentRequest, OfAStringKeyedAgentPassesItsKey) {
   ExpectPasses(cls_AgentRequestMapKey2Obj<cow_String>(&agent, "left"_cow), "mapAgent1", R"(string "left", )");
 }
 
-TEST_F(AgentRequest, OfAnAgentHoldsItsKeyByValue) {
+TEST_F(AgentRequest, OfAStringKeyedAgentHoldsItsKeyByValue) {
   RecordingMapAgent<cow_String> agent(m_Recorder);
   cow_String key("left");
   cls_AgentRequestMapKey2Obj<cow_String> const request(&agent, key);
@@ -108,7 +108,7 @@ TEST_F(AgentRequest, OfAStringKeyedBuilderRefersToTheCallersKey) {
   ExpectPasses(request, "mapObjWriter1", R"(string "changed", )");
 }
 
-// The key is referred to, so one that dies with the statement is refused.
+// The request refers to the key, so a temporary key does not compile.
 static_assert(!std::is_constructible_v<cls_WriteRequestMapString2Obj, cls_WriteMapString2Obj*, cow_String>);
 
 TEST_F(AgentRequest, NeverDeletesItsCollection) {

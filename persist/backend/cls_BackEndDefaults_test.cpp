@@ -2,15 +2,15 @@
 
 #include "tests/support/backend/RecordingBackEnd.h"
 
-// What the library answers for the operations that a back end need not implement. A call that names the class
-// reaches the library's answer, whatever the recording object would say.
+// The library's defaults for the operations that a back end need not implement. A call qualified with the
+// class name reaches the library's default, whatever the recording object overrides.
 
 namespace {
 
 class BackEndDefaults : public ::testing::Test {
  protected:
   BackEndDefaults() {
-    m_Recorder.KeepAll(); // the recording objects themselves would answer false
+    m_Recorder.KeepAll(); // so that the recording objects' own overrides would return false
     m_Recorder.Name(m_Uid, "U");
   }
 

@@ -7,14 +7,15 @@
 
 /// What a storage back end implements to read one object.
 ///
-/// A memento stands for one stored object, or one base-class part of it. Persisted classes reach it through
-/// cls_ReadVisitor. Everything that a memento returns belongs to the caller, who deletes it when its
-/// NeedsDeletion() answers true (int tables have no such question and are always deleted).
+/// A memento reads one stored object, or one base-class part of it. Persisted classes reach it through
+/// cls_ReadVisitor. Everything that a memento returns belongs to the caller, who deletes it if its
+/// NeedsDeletion() returns true (int tables have no such operation and are always deleted).
 ///
 /// A tag argument only selects the element type and its target is never read.
 ///
 /// The comment before each operation is its virtual slot; the order is frozen, and a test compares it with
-/// the compiled table. Against the writing side: scalars stand two slots later, builders and agents four.
+/// the compiled table. Compared with cls_MementoWrite, scalars come two slots later, builders and agents
+/// four.
 ///
 /// Thread rule: a memento and all it returns are used by one thread. Errors: the library raises nothing here;
 /// back ends raise exceptions of the nex_ family.
@@ -29,10 +30,10 @@ class KVL_EXPORT cls_MementoRead {
   /// Whether the receiver of this memento deletes it; true unless the back end keeps it.
   /* 1 */ virtual bool NeedsDeletion() const;
 
-  /// The name of the database that the object stands in.
+  /// The name of the database that the object is stored in.
   /* 2 */ virtual cow_String DbId() = 0;
 
-  /// The identity of the stored object, or of the base-class part that the memento stands on.
+  /// The identity of the stored object, or of the base-class part that the memento reads.
   /* 3 */ virtual cls_Uid const& GetUid() = 0;
 
   /// Nonzero when the object has the field.
@@ -41,17 +42,17 @@ class KVL_EXPORT cls_MementoRead {
   /// Nonzero when the field holds data: for a field that holds an object, when that object is stored.
   /* 5 */ virtual int DataIsPresent(cls_FieldHandle const& field) const = 0;
 
-  // bool stands before the object operations, away from the other scalars.
+  // bool comes before the object operations, away from the other scalars.
   /* 6 */ virtual bool Read(cls_FieldHandle const& field, bool const& defaultValue) = 0;
 
-  /// The memento of the object that `field` holds; of an empty object where there is none.
+  /// A memento of the object that `field` holds; of an empty object if there is none.
   /* 7 */ virtual cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) = 0;
 
-  /// A memento of the base-class part of this object. Its fields and identity are its own: fields of the same
-  /// name in the two parts do not see each other.
+  /// A memento of the base-class part of this object. The part has its own fields and identity: a field of
+  /// the same name in both parts is two fields.
   /* 8 */ virtual cls_MementoRead* Clone() = 0;
 
-  // Scalars: the stored value, or the default where the field is absent.
+  // Scalars: the stored value, or the default if the field is absent.
   /* 9 */ virtual cow_String Read(cls_FieldHandle const& field, cow_String const& defaultValue) = 0;
   /* 10 */ virtual float Read(cls_FieldHandle const& field, float const& defaultValue) = 0;
   /* 11 */ virtual double Read(cls_FieldHandle const& field, double const& defaultValue) = 0;
@@ -64,20 +65,20 @@ class KVL_EXPORT cls_MementoRead {
   /* 18 */ virtual unsigned long long Read(cls_FieldHandle const& field,
                                            unsigned long long const& defaultValue) = 0;
 
-  /// An enumeration; what an absent field yields is the back end's.
+  /// An enumeration; the back end decides what an absent field returns.
   /* 19 */ virtual int ReadEnum(cls_FieldHandle const& field) = 0;
 
-  /// The identity of the object that a reference names; a fresh one where the field is absent.
+  /// The identity of the object that a reference names; a fresh one if the field is absent.
   /* 20 */ virtual cls_Uid ReadReference(cls_FieldHandle const& field) = 0;
 
-  /// Copies at most `capacityBytes` bytes of the field to `bytes` and returns how many the field has,
-  /// -1 where it is absent.
+  /// Copies at most `capacityBytes` bytes of the field to `bytes`. Returns how many bytes the field has,
+  /// or -1 if it is absent.
   /* 21 */ virtual int ReadBytes(cls_FieldHandle const& field, void* bytes, int capacityBytes) = 0;
 
   /// The class ID under which this object or part was written; 1 for an empty object.
   /* 22 */ virtual unsigned int ClassId() const = 0;
 
-  /// The version of that class which wrote it; -1 where there is none.
+  /// The version of that class that wrote it; -1 for an empty object.
   /* 23 */ virtual int ClassVersion() const = 0;
 
   // Cursors over the collection that this object is.
@@ -100,13 +101,13 @@ class KVL_EXPORT cls_MementoRead {
   /* 37 */ virtual cls_ReadListObj* MakeReadListObj() = 0;
   /* 38 */ virtual cls_ReadIntTableInt* MakeReadIntTableInt() = 0;
 
-  // The same cursors in one step for the collection object that `field` holds; empty where it is absent.
+  // The same cursors in one step for the collection object that `field` holds; empty if it is absent.
   /* 39 */ virtual cls_ReadListObj* MakeFieldReadListObj(cls_FieldHandle const& field) = 0;
   /* 40 */ virtual cls_ReadMapInt2Obj* MakeFieldReadMapInt2Obj(cls_FieldHandle const& field) = 0;
   /* 41 */ virtual cls_ReadMapString2Obj* MakeFieldReadMapString2Obj(cls_FieldHandle const& field) = 0;
   /* 42 */ virtual cls_ReadIntTableInt* MakeFieldReadIntTableInt(cls_FieldHandle const& field) = 0;
 
-  // String-keyed maps; unlike the other families, unsigned int stands first and int before float.
+  // String-keyed maps; unlike the other families, unsigned int comes first and int before float.
   /* 43 */ virtual cls_ReadMapString2Prim<unsigned int>* MakeReadMapString2Prim(unsigned int* tag) = 0;
   /* 44 */ virtual cls_ReadMapString2Prim<cow_String>* MakeReadMapString2Prim(cow_String* tag) = 0;
   /* 45 */ virtual cls_ReadMapString2Prim<int>* MakeReadMapString2Prim(int* tag) = 0;
@@ -125,7 +126,7 @@ class KVL_EXPORT cls_MementoRead {
   /* 56 */ virtual cls_AgentListPrim<unsigned int>* MakeAgentListPrim(unsigned int* tag) = 0;
   /* 57 */ virtual cls_AgentBlob* MakeAgentBlob() = 0;
 
-  /// The reading side of the same check: whether the stored attribute `name` is a collection that a
-  /// declaration of `type` accepts; how a mismatch is reported is the back end's.
+  /// The reading side of cls_MementoWrite::CheckCollectionType: checks that the stored attribute `name` is a
+  /// collection that a declaration of `type` accepts. The back end decides how a mismatch is reported.
   /* 58 */ virtual void CheckCollectionType(cls_CollectionType type, cow_String const& name) = 0;
 };

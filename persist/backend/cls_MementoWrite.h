@@ -8,11 +8,11 @@
 
 /// What a storage back end implements to write one object: a database, a file format, a copier.
 ///
-/// A memento stands for one object (or one base-class part of it) that is being written. Persisted classes
-/// reach it through cls_WriteVisitor. Everything that a memento returns belongs to the caller, who deletes it
-/// when its NeedsDeletion() answers true. A null child memento means: do not write that object (it is written
-/// already, or not wanted), and callers skip it; for the collection classes (0x230001, 0x230002) and blobs
-/// (0x230005) a back end always supplies one, because their writers do not look.
+/// A memento writes one object (or one base-class part of it). Persisted classes reach it through
+/// cls_WriteVisitor. Everything that a memento returns belongs to the caller, who deletes it if its
+/// NeedsDeletion() returns true. A null child memento means: do not write that object (it is already written,
+/// or not wanted), and callers skip it. For the collection classes (0x230001, 0x230002) and blobs (0x230005)
+/// a back end always supplies one, because their writers do not check for null.
 ///
 /// A tag argument only selects the element type: it points at a dummy value and its target is never read.
 /// Field handles and strings are the caller's; a back end copies what it keeps.
@@ -33,7 +33,7 @@ class KVL_EXPORT cls_MementoWrite {
   /// Whether the receiver of this memento deletes it; true unless the back end keeps it.
   /* 1 */ virtual bool NeedsDeletion() const;
 
-  /// Nonzero when the field has been written to this object (or part) already.
+  /// Nonzero when the field has already been written to this object (or part).
   /* 2 */ virtual int FieldIsPresent(cls_FieldHandle const& field) const = 0;
 
   /// The memento of an object of class `classId` and identity `uid` that `field` holds; `object` is the
@@ -69,11 +69,11 @@ class KVL_EXPORT cls_MementoWrite {
   /// A reference to an object that is stored on its own: its identity only.
   /* 18 */ virtual void WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) = 0;
 
-  /// `sizeBytes` raw bytes (0 or more) from `bytes`, small enough to stand in the object's record.
+  /// `sizeBytes` raw bytes (0 or more) from `bytes`, few enough to be kept in the object's record.
   /* 19 */ virtual void WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) = 0;
 
-  // Builders of the collection that this object is; the caller fills them and then deletes them (if asked
-  // to).
+  // Builders of the collection that this object is. The caller fills each, then deletes it if it needs
+  // deletion.
   /* 20 */ virtual cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() = 0;
   /* 21 */ virtual cls_WriteMapString2Obj* MakeWriteMapString2Obj() = 0;
 
@@ -105,7 +105,7 @@ class KVL_EXPORT cls_MementoWrite {
   /* 38 */ virtual cls_WriteIntTableInt* MakeFieldWriteIntTableInt(cls_FieldHandle const& field,
                                                                    cls_Uid const& uid) = 0;
 
-  // String-keyed maps; unlike the other families, unsigned int stands first and int before float.
+  // String-keyed maps; unlike the other families, unsigned int comes first and int before float.
   /* 39 */ virtual cls_WriteMapString2Prim<unsigned int>*
   MakeWriteMapString2Prim(unsigned int const* tag) = 0;
   /* 40 */ virtual cls_WriteMapString2Prim<cow_String>* MakeWriteMapString2Prim(cow_String const* tag) = 0;
@@ -113,7 +113,7 @@ class KVL_EXPORT cls_MementoWrite {
   /* 42 */ virtual cls_WriteMapString2Prim<float>* MakeWriteMapString2Prim(float const* tag) = 0;
   /* 43 */ virtual cls_WriteMapString2Prim<double>* MakeWriteMapString2Prim(double const* tag) = 0;
 
-  // Agents, which keep talking to the store after the object is written.
+  // Agents, which stay connected to the store after the object is written.
   /* 44 */ virtual cls_AgentListObj* MakeAgentListObj(int sizeHint) = 0;
   /* 45 */ virtual cls_AgentMapKey2Obj<int>* MakeAgentMapKey2Obj(int const* tag, int sizeHint) = 0;
   /* 46 */ virtual cls_AgentMapKey2Obj<cow_String>* MakeAgentMapKey2Obj(cow_String const* tag,
@@ -131,15 +131,15 @@ class KVL_EXPORT cls_MementoWrite {
   /// The agent of the blob that this object (class 0x230005) is. It outlives this memento.
   /* 53 */ virtual cls_AgentBlob* MakeAgentBlob() = 0;
 
-  /// Checks that the class declares attribute `name` with a collection type that takes `type`; how a mismatch
-  /// is reported is the back end's.
+  /// Checks that the class declares attribute `name` with a collection type that accepts `type`. The back end
+  /// decides how a mismatch is reported.
   /* 54 */ virtual void CheckCollectionType(cls_CollectionType type, cow_String const& name) = 0;
 
-  /// Copies the object that `proxy` stands for, with all it holds, into `field`. False: nothing was copied,
-  /// which is also what the library answers.
+  /// Copies the object that `proxy` represents, with all it holds, into `field`. Returns false if nothing was
+  /// copied. The default always returns false.
   /* 55 */ virtual bool CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field);
 
-  // Called around the writing of an object held by a shared pointer; the library does nothing.
+  // Called before and after the writing of an object held by a shared pointer. The defaults do nothing.
   /* 56 */ virtual void StartSharedPtrOutput();
   /* 57 */ virtual void EndSharedPtrOutput();
 };

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A container that counts its calls and shows the operations that derived classes have.
+/// A container that counts its calls, and exposes the protected operations.
 class Container : public cls_PC {
  public:
   void Flush() const override { ++m_Flushes; }
@@ -23,7 +23,7 @@ class Container : public cls_PC {
 
 using Ring = std::vector<cls_PC const*>;
 
-/// The ring from a node on, by way of the next nodes. Stops where it should have come round.
+/// The ring from a node on, following the next links. Stops where the ring should have closed.
 Ring RingOf(cls_PC const& start) {
   constexpr std::size_t TooMany = 100;
   Ring ring{&start};
@@ -32,7 +32,7 @@ Ring RingOf(cls_PC const& start) {
   return ring;
 }
 
-/// The node before this one. Only insertion shows it: a new node goes right in between.
+/// The node before this one. Only insertion reveals it: a new node goes right between the two.
 cls_PC const* PreviousOf(cls_PC& node) {
   cls_PC const* previous = nullptr;
   Container probe;
@@ -42,7 +42,7 @@ cls_PC const* PreviousOf(cls_PC& node) {
   return previous;
 }
 
-/// Expects a ring of these nodes, first to last, linked alike in both directions.
+/// Expects a ring of exactly these nodes, in this order in both directions.
 void ExpectRing(std::vector<cls_PC*> const& nodes) {
   EXPECT_EQ(RingOf(*nodes.front()), Ring(nodes.begin(), nodes.end()));
   for (std::size_t i = 0; i < nodes.size(); ++i)
@@ -127,7 +127,7 @@ TEST_F(PC, LinkMovesTheHeadOfAnotherRingAndNotTheRest) {
   ExpectRing({&m_B, &m_C});
 }
 
-TEST_F(PC, LinkIntoTheOwnRingAgainMovesToTheTail) {
+TEST_F(PC, LinkIntoItsOwnRingMovesTheNodeToTheTail) {
   m_A.Link(&m_B);
   m_A.Link(&m_C);
   m_A.Link(&m_D);
@@ -137,7 +137,7 @@ TEST_F(PC, LinkIntoTheOwnRingAgainMovesToTheTail) {
   ExpectRing({&m_A, &m_C, &m_D, &m_B});
 }
 
-TEST_F(PC, LinkOfThePartnerKeepsARingOfTwo) {
+TEST_F(PC, LinkInARingOfTwoKeepsTheRing) {
   m_A.Link(&m_B);
   m_A.Link(&m_B);
   ExpectRing({&m_A, &m_B});
@@ -194,7 +194,7 @@ TEST_F(PC, ResetDoesNotTouchTheNeighbours) {
   EXPECT_EQ(m_A.Next(), &m_B); // as before
   EXPECT_EQ(m_C.Next(), &m_A);
   ExpectRing({&m_B});
-  m_A.Reset(); // so that no node hangs on another
+  m_A.Reset(); // so that no node is left linked to a destroyed one
   m_C.Reset();
 }
 
@@ -208,7 +208,7 @@ TEST_F(PC, DestructionLeavesTheFormerNeighboursLinkedToEachOther) {
   ExpectRing({&m_A, &m_B, &m_C});
 }
 
-TEST_F(PC, DestructionOfThePartnerLeavesALoneNode) {
+TEST_F(PC, DestructionInARingOfTwoLeavesALoneNode) {
   auto node = std::make_unique<Container>();
   node->Link(&m_A);
   node.reset();
@@ -224,13 +224,13 @@ TEST_F(PC, DestructionOfTheHeadLeavesTheRest) {
   ExpectRing({&m_A, &m_B, &m_C});
 }
 
-TEST_F(PCDeathTest, FlushThatIsNotOverriddenSaysSoAndAborts) {
+TEST_F(PCDeathTest, FlushNotOverriddenPrintsAnErrorAndAborts) {
   cls_PC const base;
   EXPECT_EXIT(base.Flush(), ::testing::KilledBySignal(SIGABRT),
               "^Can't flush non-specialized cls_PC object\\.\n$");
 }
 
-TEST_F(PCDeathTest, DetachThatIsNotOverriddenSaysSoAndAborts) {
+TEST_F(PCDeathTest, DetachNotOverriddenPrintsAnErrorAndAborts) {
   cls_PC base;
   EXPECT_EXIT(base.Detach(), ::testing::KilledBySignal(SIGABRT),
               "^Can't detach non-specialized cls_PC object\\.\n$");

@@ -13,6 +13,6 @@ class KVL_EXPORT cls_ReadCollectionBase {
   /* 0 */ virtual ~cls_ReadCollectionBase();
 
   /// Whether the receiver deletes the cursor; true unless the back end keeps it. The value wrappers (cls_xp*,
-  /// cls_xoMap) delete theirs without asking: a back end must not keep what it hands to them.
+  /// cls_xoMap) always delete theirs: a back end must not keep a cursor that it gives to them.
   /* 1 */ virtual bool NeedsDeletion() const;
 };

@@ -16,10 +16,10 @@ template <class T> class cls_ReadListPrim : public cls_ReadCollectionBase {
   /// Nonzero while elements remain.
   /* 4 */ virtual int More() = 0;
 
-  /// Copies up to `count` elements to `destination`, moves past them and returns how many there were.
+  /// Copies up to `count` elements to `destination` and moves past them; returns how many were copied.
   /* 5 */ virtual int NextRun(int count, T* destination) = 0;
 
-  /// The next element; there must be one.
+  /// The next element. REQUIRES: More().
   /* 6 */ virtual T Next() = 0;
 };
 

@@ -15,7 +15,7 @@ template <class T> class cls_ReadMapInt2Prim : public cls_ReadCollectionBase {
   /// Nonzero while entries remain.
   /* 3 */ virtual int More() = 0;
 
-  /// Moves to the next entry, which must be there, and returns its value.
+  /// Moves to the next entry and returns its value. REQUIRES: More().
   /* 4 */ virtual T Next() = 0;
 
   /// The key of the entry whose value Next returned last.

@@ -5,7 +5,7 @@
 
 class cls_MementoRead;
 
-/// Cursor over a stored list of objects, from its first element on. Mementos are the caller's, as everywhere.
+/// Cursor over a stored list of objects, from its first element on. The caller owns the mementos it returns.
 class KVL_EXPORT cls_ReadListObj : public cls_ReadCollectionBase {
  public:
   ~cls_ReadListObj() override;
@@ -13,7 +13,7 @@ class KVL_EXPORT cls_ReadListObj : public cls_ReadCollectionBase {
   /// The number of elements.
   /* 2 */ virtual int Count() = 0;
 
-  /// The index of the element that Next returns.
+  /// The index of the element that Next returns next.
   /* 3 */ virtual int Position() = 0;
 
   /// Nonzero while elements remain.
@@ -22,10 +22,10 @@ class KVL_EXPORT cls_ReadListObj : public cls_ReadCollectionBase {
   /// Moves past up to `count` elements.
   /* 5 */ virtual void Skip(int count) = 0;
 
-  /// The memento of the next element, which must be there.
+  /// A memento of the next element. REQUIRES: More().
   /* 6 */ virtual cls_MementoRead* Next() = 0;
 
-  /// The memento of the element at `index`, in 0 .. Count()-1; the cursor stays.
+  /// A memento of the element at `index`; does not move the cursor. REQUIRES: 0 <= index < Count().
   /* 7 */ virtual cls_MementoRead* At(int index) = 0;
 };
 
@@ -40,20 +40,20 @@ class KVL_EXPORT cls_ReadMapInt2Obj : public cls_ReadCollectionBase {
   /// Nonzero while entries remain.
   /* 2 */ virtual int More() = 0;
 
-  /// Moves to the next entry, which must be there.
+  /// Moves to the next entry. REQUIRES: More().
   /* 3 */ virtual void Next() = 0;
 
   /// The number of entries.
   /* 4 */ virtual int Count() = 0;
 
-  /// The memento of the entry that the cursor stands on, and its key.
+  /// A memento of the current entry, and its key.
   /* 5 */ virtual cls_MementoRead* Fetch(int& key) = 0;
 
-  /// Moves to the entry of a key; false, and the cursor stays, when there is none.
+  /// Moves to the entry of a key. Returns false, and does not move, if there is none.
   /* 6 */ virtual bool Find(int const& key) = 0;
 };
 
-/// The same for a map from cow_String to objects; it cannot look for a key.
+/// The same for a map from cow_String to objects, without Find.
 class KVL_EXPORT cls_ReadMapString2Obj : public cls_ReadCollectionBase {
  public:
   ~cls_ReadMapString2Obj() override;
@@ -79,7 +79,7 @@ class KVL_EXPORT cls_ReadIntTableInt {
   /// Nonzero while entries remain.
   /* 2 */ virtual int More() = 0;
 
-  /// Moves to the next entry, which must be there, and returns its value.
+  /// Moves to the next entry and returns its value. REQUIRES: More().
   /* 3 */ virtual int Next() = 0;
 
   /// The key of the entry whose value Next returned last.

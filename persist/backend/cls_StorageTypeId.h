@@ -2,7 +2,8 @@
 
 #include "platform/kvl_Export.h"
 
-/// Identifies a kind of storage within the process: 1, 2, 3 ... in the order of allocation.
+/// Identifies a kind of storage within the process: 1, 2, 3 ... in the order of allocation. This project's
+/// own modules use negative numbers, so that a program's first kind is 1.
 /// Thread rule: AllocateId is not locked; kinds are allocated during single-threaded start-up.
 class KVL_EXPORT cls_StorageTypeId {
  public:

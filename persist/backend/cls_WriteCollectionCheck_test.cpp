@@ -5,7 +5,7 @@
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 
-// When cls_WriteVisitor lets the back end check a collection type, and how it passes a whole class hierarchy.
+// When cls_WriteVisitor asks the back end to check a collection type, and how a class hierarchy is written.
 
 namespace {
 
@@ -122,7 +122,7 @@ TEST(WritePattern, DerivedClassWritesItsBasePartFirst) {
   }
 }
 
-TEST(WritePattern, ADeclinedObjectWritesNothing) {
+TEST(WritePattern, DeclinedObjectWritesNothing) {
   Recorder recorder;
   recorder.DeclineObjects();
   Bolt const bolt;

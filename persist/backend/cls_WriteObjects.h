@@ -7,7 +7,7 @@
 class cls_MementoWrite;
 
 /// Builder of a stored list of objects. Each element is written through the memento that the builder makes
-/// for it (null: do not write it). The WithPtr forms also give the element itself, which the library ignores;
+/// for it (null: do not write it). The WithPtr forms also get the element itself, which the defaults ignore;
 /// a back end that needs it overrides them.
 class KVL_EXPORT cls_WriteListObj : public cls_WriteCollectionBase {
  public:

@@ -2,18 +2,19 @@
 
 #include "platform/kvl_Export.h"
 
-/// Node of the ring that every identity anchors. Modules that keep something about an object for as long as
-/// its identity lives derive from it.
+/// Node of the ring that every identity anchors. Derive from it to keep data about an object for as long as
+/// its identity lives.
 ///
-/// Invariants: 1. An entry is linked to itself, or in exactly one ring. 2. A derived entry that is linked
-/// into an identity's ring unlinks itself in its destructor: the identity's end destroys ring members until
-/// none is left, and the base destructor, on purpose, does not unlink.
+/// Invariants:
+/// 1. An entry is linked to itself, or is in exactly one ring.
+/// 2. A derived entry in an identity's ring unlinks itself in its destructor: when the identity ends, it
+///    destroys ring members until none is left. Intentional: the base destructor does not unlink.
 ///
 /// Thread rule: a ring belongs to the thread of its identity.
 class KVL_EXPORT cls_HistoryEntry {
  public:
   cls_HistoryEntry() noexcept : m_Next(this), m_Previous(this) {}
-  virtual ~cls_HistoryEntry(); // slot 0, the only one; does not unlink, which is meant (invariant 2)
+  virtual ~cls_HistoryEntry(); // slot 0, the only one; intentional: does not unlink (invariant 2)
 
   cls_HistoryEntry(cls_HistoryEntry const&) = delete;
   cls_HistoryEntry& operator=(cls_HistoryEntry const&) = delete;
@@ -22,7 +23,7 @@ class KVL_EXPORT cls_HistoryEntry {
   [[nodiscard]] cls_HistoryEntry* Next() const noexcept { return m_Next; }
 
  protected:
-  /// Inserts this entry right after `anchor`. The entry must be unlinked.
+  /// Inserts this entry right after `anchor`. REQUIRES: this entry is unlinked.
   void Link(cls_HistoryEntry* anchor) noexcept {
     m_Previous = anchor;
     m_Next = anchor->m_Next;

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// An entry that breaks the rule on purpose: its destructor does not unlink it.
+/// An entry that breaks invariant 2 on purpose: its destructor does not unlink it.
 class PlainHistory : public cls_HistoryEntry {
  public:
   using cls_HistoryEntry::Link;
@@ -33,7 +33,7 @@ using Entries = std::vector<cls_HistoryEntry const*>;
 TEST(cls_HistoryEntry, NewEntryIsLinkedToItself) {
   PlainHistory entry;
   EXPECT_EQ(entry.Next(), &entry);
-  entry.UnLink(); // through the previous link, which must be the entry itself too
+  entry.UnLink(); // uses the previous link, which must be the entry itself too
   EXPECT_EQ(entry.Next(), &entry);
 }
 
@@ -73,7 +73,7 @@ TEST(cls_HistoryEntry, UnLinkJoinsTheNeighbours) {
   b.UnLink();
   EXPECT_EQ(Ring(anchor), (Entries{&anchor, &a, &c}));
   EXPECT_EQ(Ring(b), Entries{&b});
-  c.UnLink(); // the last: its previous link must have become a
+  c.UnLink(); // the last entry: its previous link must now be a
   EXPECT_EQ(Ring(anchor), (Entries{&anchor, &a}));
   a.UnLink();
   EXPECT_EQ(Ring(anchor), Entries{&anchor});
@@ -109,7 +109,7 @@ TEST(cls_HistoryEntry, DestructorIsTheOnlyVirtualOperation) {
     virtual void Appended() {}
   };
   EXPECT_TRUE(std::has_virtual_destructor_v<cls_HistoryEntry>);
-  // A pointer to a virtual member holds 1 plus the byte offset in the table; the destructor has two places.
+  // A pointer to a virtual member holds 1 plus the byte offset in the table; the destructor takes two slots.
   auto const member = &Derived::Appended;
   std::uintptr_t place = 0;
   std::memcpy(&place, &member, sizeof place);

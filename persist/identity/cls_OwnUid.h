@@ -4,9 +4,9 @@
 
 #include "persist/identity/cls_Uid.h"
 
-/// The identity of an object whose copies are other objects: a copy gets a fresh identity, where a member of
-/// type cls_Uid gives it the identity of its original. Take it for a class whose objects are copied as values
-/// and stored; stored with one identity, a copy and its original would be one object.
+/// The identity of an object whose copies are separate objects: a copy gets a fresh identity. (A member of
+/// type cls_Uid gives the copy the identity of its original.) Use it in a class whose objects are copied as
+/// values and stored: with one identity, a copy and its original would be stored as one object.
 ///
 ///     class Bolt {
 ///      public:
@@ -17,17 +17,16 @@
 ///       cls_OwnUid m_Uid;
 ///     };
 ///
-/// - A copy is a new object. Assigning a copy changes the content of the object, which stays the object that
-///   it is.
+/// - A copy is a new object. Assigning from another object changes the content, but not the identity.
 /// - Members that have identities of their own (a wrapper, another object by value) keep those of the
-/// original.
-/// - A class with a declared destructor has no moves unless it declares them; without moves, what shifts it
-///   copies it, and makes new objects.
-/// - Moving takes the object along: its identity moves with its content, also into an object that is assigned
-///   to, so that what a vector shifts stays stored under what it was. What was moved from is a new object.
+///   original.
+/// - A move takes the identity along with the content, also into an object that is assigned to. So an object
+///   that a vector shifts stays stored as the same object. The moved-from object is a new object.
+/// - A class with a declared destructor has no moves unless it declares them. Without moves, a vector that
+///   shifts its elements copies them, and so makes new objects.
 ///
-/// Cost, errors, thread rule: as cls_Uid. Moving does not throw: when there is no memory for the fresh
-/// identity of what was moved from, that keeps sharing the old one.
+/// Cost, errors, thread rule: as cls_Uid. Moving does not throw: if there is no memory for the fresh identity
+/// of the moved-from object, that object keeps sharing the old one.
 class cls_OwnUid {
  public:
   /// A fresh identity.
@@ -48,14 +47,14 @@ class cls_OwnUid {
     other.Renew();
     return *this;
   }
-  /// Takes the identity of a stored object, where that cannot be done in the initializer list.
+  /// Takes the identity of a stored object; for a constructor that cannot do so in its initializer list.
   cls_OwnUid& operator=(cls_Uid const& uid) noexcept {
     m_Uid = uid;
     return *this;
   }
 
   [[nodiscard]] cls_Uid const& Uid() const noexcept { return m_Uid; }
-  operator cls_Uid const&() const noexcept { return m_Uid; } // wherever an identity is asked for
+  operator cls_Uid const&() const noexcept { return m_Uid; } // so it passes where a cls_Uid is expected
 
   /// Becomes a fresh identity in place; see cls_Uid.
   void NewUid() { m_Uid.NewUid(); }
@@ -64,7 +63,7 @@ class cls_OwnUid {
   void Renew() noexcept {
     try {
       m_Uid.NewUid();
-    } catch (std::bad_alloc const&) { // it shares the identity, as a copy with a cls_Uid would
+    } catch (std::bad_alloc const&) { // keeps sharing the identity, as a copied cls_Uid would
     }
   }
 

@@ -32,7 +32,7 @@ TEST(OwnUid, AssignedObjectKeepsItsIdentity) {
   EXPECT_EQ(EntryOf(target), before);
 }
 
-TEST(OwnUid, MovedObjectTakesItsIdentityAlong) {
+TEST(OwnUid, MovedObjectKeepsItsIdentity) {
   Part source{1, {}};
   cls_UidCatalogEntry* const entry = EntryOf(source);
   Part const moved = std::move(source);
@@ -40,7 +40,7 @@ TEST(OwnUid, MovedObjectTakesItsIdentityAlong) {
   EXPECT_NE(EntryOf(source), entry); // NOLINT: what was moved from is a new object
 }
 
-TEST(OwnUid, MoveAssignedObjectTakesItsIdentityAlong) {
+TEST(OwnUid, MoveAssignmentMovesTheIdentity) {
   Part source{1, {}};
   Part target{2, {}};
   cls_UidCatalogEntry* const entry = EntryOf(source);
@@ -79,7 +79,7 @@ TEST(OwnUid, TakesTheIdentityOfAStoredObject) {
   EXPECT_EQ(asUid.Entry(), stored.Entry());
 }
 
-TEST(OwnUid, TakesTheIdentityOfAStoredObjectThatIsAssigned) {
+TEST(OwnUid, TakesTheIdentityOfAStoredObjectByAssignment) {
   cls_Uid const stored;
   cls_OwnUid own;
   own = stored;

@@ -7,13 +7,13 @@
 
 /// The calling thread's shared constants. Reached through thr_ThreadSingleton<cls_Static>::Instance().
 ///
-/// It holds an identity, so it goes before the identity catalogue (destruct level 4 against 2).
+/// It holds an identity, so it is destroyed before the identity catalogue (destruct level 4 against 2).
 /// Thread rule: each thread has its own; the constants must not cross threads.
 class KVL_EXPORT cls_Static : public thr_ThreadSingleton<cls_Static> {
  public:
   static constexpr int DestructLevel = 4;
 
-  /// The null integer holder: counted, holding no integer. For callers that must pass a holder and have no
+  /// The null integer holder: counted, holding no integer. For callers that must pass a holder but have no
   /// payload. Owned by this object.
   [[nodiscard]] cow_COW<int, cow_Direct<int>> const* ConstIntCOW() const noexcept { return m_NullInteger; }
 

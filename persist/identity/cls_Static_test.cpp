@@ -57,7 +57,7 @@ TEST(cls_Static, ConstantsDifferBetweenThreads) {
   EXPECT_EQ(std::set(holders.begin(), holders.end()).size(), 4U);
 }
 
-TEST(cls_Static, IsMadeAtItsFirstUseOnly) {
+TEST(cls_Static, IsMadeAtFirstUse) {
   OnThread([] {
     EXPECT_EQ(thr_ThreadSingletonBase<cls_Static>::Instance(), nullptr);
     cls_Static& constants = Constants();
@@ -72,7 +72,7 @@ TEST(cls_Static, DestructLevelIsFour) {
   EXPECT_EQ(Registry().DestructLevel(&thr_ThreadSingletonBase<cls_Static>::Finalize), 4);
 }
 
-TEST(cls_Static, GoesBeforeTheIdentityCatalogue) {
+TEST(cls_Static, IsDestroyedBeforeTheIdentityCatalogue) {
   bool catalogueLived = false;
   OnThread([&] {
     (new TracedHistory(Constants().ConstUid(), 0))->AtEnd([&] {
@@ -100,7 +100,7 @@ TEST(cls_Static, CopyOfTheConstantIdentityOutlivesTheConstants) {
   });
 }
 
-TEST(cls_Static, MissingMemoryLeavesNoHalfMadeConstants) {
+TEST(cls_Static, FailedAllocationLeavesNoHalfMadeConstants) {
   int failures = 0;
   for (int step = 1;; ++step) {
     bool failed = false;

@@ -6,14 +6,15 @@
 ///
 /// Two identities denote the same object exactly when their Entry() is the same; there is no number inside.
 /// A default-constructed identity is new and differs from every live one.
-/// When not to use it: as something to store. It means nothing outside this process; a store keeps its own
-/// ids.
+/// Do not store it: it means nothing outside this process. A store keeps its own ids.
 ///
-/// Cost: one pointer; copying is a pointer copy and a plain increment; nothing allocates except a new block
+/// Cost: one pointer; copying is a pointer copy and a plain increment. Nothing allocates except a new block
 /// of 2048 records, and that may throw std::bad_alloc.
 ///
-/// Invariants: 1. The entry is never null. 2. The record's count is the number of cls_Uid on it plus the
-/// references that callers of the entry constructor keep themselves.
+/// Invariants:
+/// 1. The entry is never null.
+/// 2. The record's count is the number of cls_Uid objects on it, plus the references that callers of the
+///    entry constructor keep themselves.
 ///
 /// Thread rule: identities belong to the thread that made them and never cross to another.
 class cls_Uid {
@@ -32,7 +33,7 @@ class cls_Uid {
   /// Becomes the same identity as `other`. Assigning an object to itself changes nothing.
   cls_Uid& operator=(cls_Uid const& other) noexcept {
     if (this == &other) return *this;
-    // The source's reference first: the old entry's history may own the source.
+    // Count the source first: releasing the old entry can destroy the source if its history owns it.
     cls_UidCatalogEntry* const old = m_Entry;
     m_Entry = other.m_Entry;
     ++m_Entry->m_RefCount;
@@ -57,8 +58,8 @@ class cls_Uid {
     m_Entry = cls_UidCatalog::Take(); // cannot fail: a record was just freed
   }
 
-  /// The record, and through it the anchor of the history ring: for modules that keep something about the
-  /// object (derive from cls_HistoryEntry). Valid while a reference is held.
+  /// The record, which also anchors the history ring: derive from cls_HistoryEntry to keep data about the
+  /// object. Valid while a reference is held.
   [[nodiscard]] cls_UidCatalogEntry* Entry() const noexcept { return m_Entry; }
 
  private:

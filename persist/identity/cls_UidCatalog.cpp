@@ -17,7 +17,7 @@ cls_UidCatalog::cls_UidCatalog() {
 
 cls_UidCatalog::~cls_UidCatalog() {
   t_Current = nullptr;
-  // From the oldest block to the newest; the chain is turned round because recursion would need a frame a
+  // Free the oldest block first. The chain is reversed in place: recursion would need one stack frame per
   // block.
   cls_UidCatalogBlock* oldest = nullptr;
   while (m_Newest != nullptr) {
@@ -56,7 +56,7 @@ cls_UidCatalogEntry* cls_UidCatalog::TakeFromNewBlock() {
 }
 
 void cls_UidCatalog::RecycleWithHistory(cls_UidCatalogEntry* entry) noexcept {
-  // Every history entry unlinks itself in its destructor, or this does not end.
+  // This ends because every history entry unlinks itself in its destructor (cls_HistoryEntry, invariant 2).
   while (entry->m_History.Next() != &entry->m_History) delete entry->m_History.Next();
   Instance().Push(entry);
 }

@@ -26,10 +26,10 @@ struct cls_UidCatalogBlock {
 
 /// The calling thread's pool of identity records.
 ///
-/// Purpose: an identity is made, copied and destroyed at every persisted object and every value wrapper, so
-/// this must cost a few instructions. Records come from blocks of 2048 and go round through a free list. When
-/// not to use it: directly. cls_Uid is the interface. Cost: taking and recycling a record is a pop and a
-/// push; the heap is touched once in 2048 records.
+/// Purpose: every persisted object and value wrapper makes, copies and destroys identities, so these steps
+/// must cost a few instructions. Records come from blocks of 2048 and are reused through a free list.
+/// Do not use it directly: cls_Uid is the interface.
+/// Cost: taking a record is a pop, recycling it a push; the heap is touched once in 2048 records.
 ///
 /// Invariants:
 /// 1. Every record of every block is either live (count at least 1) or on the free list.
@@ -37,15 +37,15 @@ struct cls_UidCatalogBlock {
 /// 3. A live record's history ring is consistent; a recycled record's ring is empty.
 /// 4. No block returns to the heap while the catalogue lives.
 ///
-/// Thread rule: one catalogue a thread, no lock. A record goes back to the catalogue of the thread that
-/// releases it, so identities must not cross threads. When the catalogue goes (destruct level 2, or at the
-/// thread's end or the library's), identities that are still held dangle.
+/// Thread rule: one catalogue per thread, no lock. A record returns to the catalogue of the thread that
+/// releases it, so identities must not cross threads. The catalogue is destroyed at destruct level 2, at the
+/// thread's end or the library's; identities still held then dangle.
 class KVL_EXPORT cls_UidCatalog : public thr_ThreadSingleton<cls_UidCatalog> {
  public:
   static constexpr int DestructLevel = 2;
 
-  /// A record with count 1 and an empty history ring. Throws std::bad_alloc when a block is needed and there
-  /// is no memory; the catalogue is unchanged then.
+  /// A record with count 1 and an empty history ring. Throws std::bad_alloc when a new block is needed and
+  /// there is no memory; the catalogue is then unchanged.
   static cls_UidCatalogEntry* Take() {
     cls_UidCatalog* const catalog = t_Current;
     if (catalog == nullptr || catalog->m_FreeHead == nullptr) [[unlikely]]
@@ -54,14 +54,14 @@ class KVL_EXPORT cls_UidCatalog : public thr_ThreadSingleton<cls_UidCatalog> {
   }
 
   /// Drops one reference; the last one destroys the history entries and frees the record. Returns the count
-  /// after the decrement. Dropping more references than were taken is undefined.
+  /// after the decrement. REQUIRES: a reference was taken for it.
   static unsigned int Drop(cls_UidCatalogEntry* entry) noexcept {
     unsigned int const count = --entry->m_RefCount;
     if (count == 0) Recycle(entry);
     return count;
   }
 
-  /// How many blocks the catalogue has allocated. For diagnosis.
+  /// How many blocks the catalogue has allocated. For diagnostics.
   [[nodiscard]] int BlockCount() const noexcept;
 
  private:
@@ -96,11 +96,11 @@ class KVL_EXPORT cls_UidCatalog : public thr_ThreadSingleton<cls_UidCatalog> {
   static void RecycleWithHistory(cls_UidCatalogEntry* entry) noexcept;
   void AddBlock();
 
-  /// The thread's catalogue again, beside the singleton's slot: one instruction away for the inline paths.
+  /// The thread's catalogue, beside the singleton's slot: the inline paths reach it in one instruction.
   static constinit thread_local cls_UidCatalog* t_Current KVL_TLS_INITIAL_EXEC;
 
-  cls_UidCatalogBlock* m_Newest = nullptr;
-  cls_UidCatalogEntry* m_FreeHead = nullptr;
+  cls_UidCatalogBlock* m_Newest = nullptr;   // changed by AddBlock
+  cls_UidCatalogEntry* m_FreeHead = nullptr; // changed by Pop, Push and AddBlock
 };
 
 extern template class thr_ThreadSingletonBase<cls_UidCatalog>;

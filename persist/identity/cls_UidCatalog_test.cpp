@@ -22,7 +22,7 @@ int BlockCount() {
   return cls_UidCatalog::Instance().BlockCount();
 }
 
-/// As many identities, in the order in which they were made.
+/// `count` identities, in the order in which they were made.
 std::deque<cls_Uid> Make(int count) {
   std::deque<cls_Uid> uids;
   for (int i = 0; i < count; ++i) uids.emplace_back();
@@ -109,9 +109,9 @@ TEST(cls_UidCatalog, EmptiesTheRingOfARecordThatItHandsOut) {
   struct Stray : cls_HistoryEntry {
     using cls_HistoryEntry::Link;
   };
-  Stray stray; // outlives the record's use and, as the base does, never unlinks itself
+  Stray stray; // outlives the record's use; like the base, it never unlinks itself
   cls_UidCatalogEntry* const entry = cls_Uid().Entry();
-  stray.Link(&entry->m_History); // what a late module might leave at a free record
+  stray.Link(&entry->m_History); // as a module might do too late, on a free record
   cls_Uid const uid;
   ASSERT_EQ(uid.Entry(), entry);
   EXPECT_EQ(entry->m_History.Next(), &entry->m_History);
@@ -164,12 +164,12 @@ TEST(cls_UidCatalog, BlocksStayWhileTheCatalogueLives) {
       for (cls_Uid const& uid : uids) entries.push_back(uid.Entry());
     }
     for (cls_UidCatalogEntry* entry : entries)
-      ASSERT_EQ(entry->m_History.Next(), &entry->m_History); // readable still
+      ASSERT_EQ(entry->m_History.Next(), &entry->m_History); // still readable
     EXPECT_EQ(BlockCount(), 2);
   });
 }
 
-TEST(cls_UidCatalog, IsOneForEachThread) {
+TEST(cls_UidCatalog, EachThreadHasItsOwn) {
   cls_UidCatalog* const here = &cls_UidCatalog::Instance();
   EXPECT_EQ(&cls_UidCatalog::Instance(), here);
   OnThread([here] {
@@ -184,7 +184,7 @@ TEST(cls_UidCatalog, CatalogueWithoutIdentityHasNoBlock) {
   OnThread([] { EXPECT_EQ(BlockCount(), 0); });
 }
 
-TEST(cls_UidCatalog, FirstBlockThatFindsNoMemoryLeavesAnEmptyUsableCatalogue) {
+TEST(cls_UidCatalog, FailedFirstBlockLeavesAnEmptyUsableCatalogue) {
   OnThread([] {
     cls_UidCatalog::Instance();
     AllocationProbe probe;
@@ -197,7 +197,7 @@ TEST(cls_UidCatalog, FirstBlockThatFindsNoMemoryLeavesAnEmptyUsableCatalogue) {
   });
 }
 
-TEST(cls_UidCatalog, LaterBlockThatFindsNoMemoryLeavesAllIdentitiesUsable) {
+TEST(cls_UidCatalog, FailedLaterBlockLeavesAllIdentitiesUsable) {
   OnThread([] {
     auto uids = Make(BlockSize);
     AllocationProbe probe;
@@ -217,7 +217,7 @@ TEST(cls_UidCatalog, LaterBlockThatFindsNoMemoryLeavesAllIdentitiesUsable) {
   });
 }
 
-TEST(cls_UidCatalog, NewUidThatFindsNoMemoryChangesNothing) {
+TEST(cls_UidCatalog, FailedNewUidChangesNothing) {
   OnThread([] {
     auto uids = Make(BlockSize);
     cls_Uid const other(uids[5]);
@@ -242,7 +242,7 @@ TEST(cls_UidCatalog, FinaliserDestroysTheThreadsCatalogueOnce) {
   });
 }
 
-TEST(cls_UidCatalog, StartsAnewAfterItsFinaliser) {
+TEST(cls_UidCatalog, StartsAgainAfterItsFinaliser) {
   OnThread([] {
     { auto const uids = Make(2 * BlockSize); }
     thr_ThreadSingletonBase<cls_UidCatalog>::Finalize();
@@ -252,7 +252,7 @@ TEST(cls_UidCatalog, StartsAnewAfterItsFinaliser) {
   });
 }
 
-TEST(cls_UidCatalog, AChainOfManyBlocksGoesWithTheThread) {
+TEST(cls_UidCatalog, ManyBlocksAreFreedWhenTheThreadEnds) {
   OnThread([] {
     { auto const uids = Make(400 * BlockSize); }
     EXPECT_EQ(BlockCount(), 400);
@@ -267,8 +267,8 @@ TEST(cls_UidCatalog, DestructLevelIsTwo) {
             2);
 }
 
-TEST(cls_UidCatalog, HistoryLoopNeedsNoCatalogueOfTheReleasingMoment) {
-  // A record whose history makes identities while the free list is empty adds a block in the middle.
+TEST(cls_UidCatalog, HistoryDestructorMayAddABlock) {
+  // A record whose history makes identities while the free list is empty adds a block during its release.
   OnThread([] {
     auto uids = Make(BlockSize);
     std::vector<cls_Uid> made;

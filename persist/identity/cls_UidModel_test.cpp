@@ -7,10 +7,11 @@
 
 #include "persist/identity/cls_Uid.h"
 #include "tests/support/OnThread.h"
+#include "tests/support/Seeds.h"
 #include "tests/support/TracedHistory.h"
 
-// Millions of random steps on one thread's identities beside a model that knows every record's count, the
-// number of its history entries, and the order in which free records come back.
+// Millions of random steps on one thread's identities, mirrored in a model that knows every record's count,
+// the number of its history entries, and the order in which free records are reused.
 namespace {
 
 /// History entry that counts itself in the model's record.
@@ -33,7 +34,8 @@ class PoolModel {
  public:
   explicit PoolModel(unsigned int seed) : m_Random(seed) {}
 
-  /// One random step; new identities are `growth` times in a hundred. False when the pool left the model.
+  /// One random step; `growth` steps in a hundred make an identity. Returns false when the pool and the model
+  /// differ.
   bool Step(unsigned int growth) {
     if (m_Uids.empty() || Below(100) < growth) return Make();
     std::size_t const a = Pick();
@@ -56,7 +58,7 @@ class PoolModel {
     }
     case 2: {
       m_Uids[a].NewUid();
-      // The last reference goes before the new record is taken.
+      // The last reference is released before the new record is taken.
       Release(m_Records[a]);
       m_Records[a] = Expect(m_Uids[a]);
       return Agrees(a);
@@ -101,7 +103,7 @@ class PoolModel {
     return index >= m_Uids.size() || Agrees(index);
   }
 
-  /// The record that a fresh identity must have got.
+  /// The record that a fresh identity must get.
   cls_UidCatalogEntry* Expect(cls_Uid const& uid) {
     if (m_Free.empty()) {
       ++m_Blocks;
@@ -161,6 +163,6 @@ TEST_P(cls_UidModel, PoolFollowsTheModelWhileItGrowsAndShrinks) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, cls_UidModel, testing::Values(1U, 4711U));
+INSTANTIATE_TEST_SUITE_P(Seeds, cls_UidModel, testing::ValuesIn(Seeds({1U, 4711U})));
 
 } // namespace

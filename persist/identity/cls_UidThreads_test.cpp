@@ -22,7 +22,7 @@ namespace {
 
 using Catalogue = thr_ThreadSingletonBase<cls_UidCatalog>;
 
-/// Makes, copies and frees identities with and without history; how many checks failed.
+/// Makes, copies and frees identities with and without history. Returns how many checks failed.
 int Churn(int seed) {
   int wrong = 0;
   int alive = 0;
@@ -68,7 +68,7 @@ TEST(cls_UidThreads, ThreadsStartAndEndWhileOthersWork) {
   EXPECT_EQ(wrong, 0);
 }
 
-TEST(cls_UidThreads, IdentitiesOfThreadsThatLiveAtOnceDiffer) {
+TEST(cls_UidThreads, IdentitiesOfConcurrentThreadsDiffer) {
   std::vector<std::vector<cls_UidCatalogEntry*>> entries(8);
   std::barrier together(8);
   std::vector<std::thread> threads;
@@ -84,7 +84,7 @@ TEST(cls_UidThreads, IdentitiesOfThreadsThatLiveAtOnceDiffer) {
   EXPECT_EQ(all.size(), 800U);
 }
 
-TEST(cls_UidThreads, ThreadsEndTakesTheCatalogue) {
+TEST(cls_UidThreads, ThreadEndDestroysTheCatalogue) {
   cls_Uid const mine;
   int const users = Catalogue::UserCount();
   std::thread([users] {
@@ -150,7 +150,7 @@ void RunToItsEnd(void* (*function)(void*), bool cancel) {
   EXPECT_EQ(Catalogue::UserCount(), users);
 }
 
-TEST(cls_UidThreads, PthreadExitTakesTheCatalogue) {
+TEST(cls_UidThreads, PthreadExitDestroysTheCatalogue) {
   RunToItsEnd(
       [](void*) -> void* {
         thr_ThreadSingleton<cls_Static>::Instance();
@@ -160,7 +160,7 @@ TEST(cls_UidThreads, PthreadExitTakesTheCatalogue) {
       false);
 }
 
-TEST(cls_UidThreads, CancellationTakesTheCatalogue) {
+TEST(cls_UidThreads, CancellationDestroysTheCatalogue) {
   RunToItsEnd(
       [](void* ready) -> void* {
         thr_ThreadSingleton<cls_Static>::Instance();
@@ -171,7 +171,7 @@ TEST(cls_UidThreads, CancellationTakesTheCatalogue) {
       true);
 }
 
-/// Tells, when the thread's constant identity goes, whether the catalogue still lives.
+/// Prints, when the thread's constant identity is destroyed, whether the catalogue still exists.
 void WatchConstants(char const* thread) {
   cls_Uid const& uid = thr_ThreadSingleton<cls_Static>::Instance().ConstUid();
   (new TracedHistory(uid, 0))->AtEnd([thread] {
@@ -183,7 +183,7 @@ void WatchConstants(char const* thread) {
 cls_Uid const* s_Global = nullptr;
 
 ChildScenario const s_ExitFromMain("identities: exit from main", [] {
-  static cls_Uid const global; // goes with the other static objects
+  static cls_Uid const global; // destroyed with the other static objects
   s_Global = &global;
   WatchConstants("main");
   cls_Uid const local;
@@ -207,7 +207,7 @@ ChildScenario const s_MainLeaves("identities: main thread leaves first", [] {
   std::thread([] {
     while (Catalogue::UserCount() != 0) std::this_thread::yield();
     std::thread([] { WatchConstants("other"); }).join();
-    std::_Exit(0); // not every tool lets a process end by itself that has lost its main thread
+    std::_Exit(0); // under some tools a process that lost its main thread does not end by itself
   }).detach();
   pthread_exit(nullptr);
 });
@@ -219,15 +219,15 @@ void ExpectEnd(char const* scenario, char const* output) {
   EXPECT_EQ(result.m_Output, output);
 }
 
-TEST(cls_UidProcessEnd, ExitFromMainTakesConstantsThenCatalogue) {
+TEST(cls_UidProcessEnd, ExitFromMainDestroysConstantsThenCatalogue) {
   ExpectEnd("identities: exit from main", "main: constants before catalogue\n");
 }
 
-TEST(cls_UidProcessEnd, ExitFromAnotherThreadTakesThatThreadsOnly) {
+TEST(cls_UidProcessEnd, ExitFromAnotherThreadDestroysOnlyThatThreads) {
   ExpectEnd("identities: exit from another thread", "other: constants before catalogue\n");
 }
 
-TEST(cls_UidProcessEnd, MainThreadThatLeavesFirstTakesItsOwn) {
+TEST(cls_UidProcessEnd, MainThreadThatExitsFirstDestroysItsOwn) {
   ExpectEnd("identities: main thread leaves first",
             "main: constants before catalogue\nother: constants before catalogue\n");
 }

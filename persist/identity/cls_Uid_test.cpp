@@ -56,7 +56,7 @@ TEST(cls_Uid, EntryConstructorTakesAReferenceOfItsOwn) {
   EXPECT_EQ(Count(uid), 1U);
 }
 
-TEST(cls_Uid, EntryConstructorIsNoConversion) {
+TEST(cls_Uid, EntryConstructorIsExplicit) {
   EXPECT_FALSE((std::is_convertible_v<cls_UidCatalogEntry*, cls_Uid>));
   EXPECT_TRUE((std::is_constructible_v<cls_Uid, cls_UidCatalogEntry*>));
 }
@@ -87,7 +87,7 @@ TEST(cls_Uid, AssigningAnotherObjectOfTheSameIdentityKeepsTheCount) {
   EXPECT_EQ(Count(a), 2U);
 }
 
-TEST(cls_Uid, SelfAssignmentLeavesTheCount) {
+TEST(cls_Uid, SelfAssignmentKeepsTheCount) {
   std::vector<int> ended;
   {
     cls_Uid uid;
@@ -137,7 +137,7 @@ TEST(cls_Uid, NewUidOnTheLastReferenceEndsTheHistory) {
   EXPECT_EQ(uid.Entry()->m_History.Next(), &uid.Entry()->m_History);
 }
 
-TEST(cls_Uid, NewUidLeavesOtherHoldersTheirIdentity) {
+TEST(cls_Uid, NewUidKeepsTheIdentityOfOtherHolders) {
   std::vector<int> ended;
   cls_Uid uid;
   cls_Uid const other(uid);
@@ -154,7 +154,7 @@ TEST(cls_Uid, NewUidLeavesOtherHoldersTheirIdentity) {
 TEST(cls_Uid, LastReleaseEndsEveryHistoryEntryFromTheAnchorOn) {
   std::vector<int> ended;
   auto uid = std::make_unique<cls_Uid>();
-  cls_Uid const other; // a neighbour with a history of its own
+  cls_Uid const other; // a neighbour with its own history
   new TracedHistory(other, 99, &ended);
   for (int i = 1; i <= 5; ++i) new TracedHistory(*uid, i, &ended);
   {
@@ -206,7 +206,7 @@ TEST(cls_Uid, HistoryDestructorMayMakeAndReleaseIdentities) {
     });
   uid.reset();
   EXPECT_EQ(ended.size(), 3U);
-  EXPECT_EQ(cls_Uid().Entry(), dying); // it joined the free list last
+  EXPECT_EQ(cls_Uid().Entry(), dying); // it was pushed on the free list last
 }
 
 TEST(cls_Uid, HistoryEntriesMayHoldIdentitiesThatHoldHistories) {

@@ -7,14 +7,14 @@
 #include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "platform/thr/thr_ThreadSlot.h"
 
-/// The calling thread's instance of `T`, found through a thread-local slot that all threads' instances share.
+/// The calling thread's instance of `T`, found through one thread-local slot index that all threads share.
 ///
-/// `T` derives from thr_ThreadSingleton<T>, has a default constructor and a constant `DestructLevel`. The
-/// slot exists while any thread has an instance: the first instance allocates it, the end of the last one
-/// frees it.
+/// REQUIRES: `T` derives from thr_ThreadSingleton<T> and has a default constructor and a constant
+/// `DestructLevel`. The slot exists while any thread has an instance: the first instance allocates it, the
+/// end of the last one frees it.
 ///
-/// Thread rule: every thread sees its own instance only. The global lock is held around the user count and
-/// the slot, never while `T` is constructed or destroyed.
+/// Thread rule: each thread sees only its own instance. The global lock is held around the user count and the
+/// slot, never while `T` is constructed or destroyed.
 template <class T> class KVL_EXPORT thr_ThreadSingletonBase {
  public:
   thr_ThreadSingletonBase(thr_ThreadSingletonBase const&) = delete;
@@ -29,10 +29,10 @@ template <class T> class KVL_EXPORT thr_ThreadSingletonBase {
   /// How many threads have an instance.
   static int UserCount() noexcept { return s_UserCount.load(); }
 
-  /// The index of the thread-local slot, -1 while no thread has an instance. For diagnosis.
+  /// The index of the thread-local slot, -1 while no thread has an instance. For diagnostics.
   static int Slot() noexcept { return s_Slot.load(); }
 
-  /// Destroys the calling thread's instance. True when there was one.
+  /// Destroys the calling thread's instance. Returns true if there was one.
   static bool Finalize() {
     T* const instance = Instance();
     delete instance;
@@ -50,7 +50,7 @@ template <class T> class KVL_EXPORT thr_ThreadSingletonBase {
     thr_TlsSetValue(s_Slot, static_cast<T*>(this));
   }
 
-  /// Unbinds it: also when the construction of `T` fails half-way.
+  /// Unbinds the instance; also runs when the constructor of `T` throws.
   ~thr_ThreadSingletonBase() {
     thr_TlsSetValue(s_Slot, nullptr);
     thr_GlobalLock::Guard const guard;
@@ -62,11 +62,11 @@ template <class T> class KVL_EXPORT thr_ThreadSingletonBase {
   static inline std::atomic<int> s_Slot = -1;
 };
 
-/// As the base, but makes the instance at a thread's first use of it.
+/// Like the base, but makes the instance when a thread first uses it.
 /// The library that owns `T` instantiates this explicitly, so that the process has one count and one slot.
 template <class T> class KVL_EXPORT thr_ThreadSingleton : public thr_ThreadSingletonBase<T> {
  public:
-  /// The calling thread's instance, made and registered for the thread's end when there is none.
+  /// The calling thread's instance. Makes it, and registers it for the thread's end, if there is none.
   static T& Instance() {
     if (T* const instance = thr_ThreadSingletonBase<T>::Instance()) return *instance;
     thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance().Register(&thr_ThreadSingletonBase<T>::Finalize);
@@ -74,7 +74,7 @@ template <class T> class KVL_EXPORT thr_ThreadSingleton : public thr_ThreadSingl
   }
 
  protected:
-  /// What `T`'s constructor does last: gives the type's finaliser its place among the others.
+  /// Orders the type's finaliser among the others. `T`'s constructor calls this last.
   static void SetDestructLevel() {
     thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance().SetDestructLevel(
         &thr_ThreadSingletonBase<T>::Finalize, T::DestructLevel);

@@ -18,7 +18,7 @@ thr_ThrSingletonRegistry& Registry() {
   return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
 }
 
-/// A per-thread service of a test's own; `Number` keeps the tests apart.
+/// A per-thread service; each test uses its own `Number`.
 template <int Number, int Level = 7> class Service : public thr_ThreadSingleton<Service<Number, Level>> {
  public:
   static constexpr int DestructLevel = Level;
@@ -87,7 +87,7 @@ TEST(thr_ThreadSingleton, SlotLivesFromTheFirstInstanceToTheLast) {
   EXPECT_EQ(Base<S>::Slot(), -1);
 }
 
-TEST(thr_ThreadSingleton, SlotThatIsFreedCanBeUsedByAnotherType) {
+TEST(thr_ThreadSingleton, FreedSlotCanBeUsedByAnotherType) {
   using First = Service<5>;
   using Second = Service<6>;
   int slot = -1;
@@ -115,8 +115,8 @@ TEST(thr_ThreadSingleton, CountsTheThreadsThatHaveAnInstance) {
     threads.emplace_back([&] {
       S::Instance();
       S::Instance();
-      together.arrive_and_wait(); // all have one
-      together.arrive_and_wait(); // and were counted
+      together.arrive_and_wait(); // every thread has one
+      together.arrive_and_wait(); // and has been counted
     });
   together.arrive_and_wait();
   EXPECT_EQ(Base<S>::UserCount(), Threads);
@@ -129,7 +129,7 @@ TEST(thr_ThreadSingleton, CountsTheThreadsThatHaveAnInstance) {
   EXPECT_EQ(Base<S>::Slot(), -1);
 }
 
-TEST(thr_ThreadSingleton, FinaliserAnswersWhetherItDestroyedAnInstance) {
+TEST(thr_ThreadSingleton, FinaliserReportsWhetherItDestroyedAnInstance) {
   using S = Service<9>;
   OnThread([] {
     EXPECT_FALSE(Base<S>::Finalize()); // no thread has one
@@ -196,7 +196,7 @@ TEST(thr_ThreadSingleton, FailedConstructionLeavesNoInstanceAndNoSlot) {
   EXPECT_EQ(Base<Failing>::UserCount(), 0);
 }
 
-/// Uses a service with a lower level, so it must go first.
+/// Uses a service with a lower level, so it must be destroyed first.
 class Client : public thr_ThreadSingleton<Client> {
  public:
   static constexpr int DestructLevel = 8;
@@ -213,7 +213,7 @@ class Client : public thr_ThreadSingleton<Client> {
   }
 };
 
-TEST(thr_ThreadSingleton, HigherLevelsGoFirstWhateverTheOrderOfMaking) {
+TEST(thr_ThreadSingleton, HigherLevelsAreDestroyedFirstInAnyOrderOfCreation) {
   for (bool const clientFirst : {true, false}) {
     Client::s_Seen.clear();
     OnThread([clientFirst] {
@@ -231,7 +231,7 @@ struct UsesServiceAtItsEnd {
   void Touch() const {}
 };
 
-TEST(thr_ThreadSingleton, InstanceMadeByAThreadLocalDestructorGoesToo) {
+TEST(thr_ThreadSingleton, InstanceMadeByAThreadLocalDestructorIsDestroyedToo) {
   OnThread([] {
     thread_local UsesServiceAtItsEnd const object;
     object.Touch();

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// Includes no other header of the library: the reader's own is enough to use what it returns.
+// Includes no other header of the library: the reader's own header must suffice to use what it returns.
 
 namespace {
 

@@ -6,11 +6,11 @@
 
 /// Makes a blob in a field, for as long as the writer lives.
 ///
-/// What the blob had before is gone: each save of an object that makes a writer begins with an empty blob. A
-/// class that wants to leave its blob as it is asks the back end for that (of sto_Store: sto_KeepBlob).
+/// Making a writer empties the blob: each save that makes one starts with no bytes. A class that wants to
+/// keep the stored bytes asks the back end (for sto_Store: sto_KeepBlob).
 ///
-/// The visitor must be started, and the back end must return a memento and an agent; neither is tested.
-/// Thread rule: one thread. Errors: of the back end.
+/// REQUIRES: the visitor is started, and the back end returns a child memento and an agent (not checked).
+/// Thread rule: one thread. Errors: those of the back end pass through.
 class KVL_EXPORT cls_BlobWriter {
  public:
   /// Class ID under which blobs are written.
@@ -20,10 +20,10 @@ class KVL_EXPORT cls_BlobWriter {
   cls_BlobWriter(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, cls_Uid const& uid);
   cls_BlobWriter(cls_BlobWriter const&) = delete;
   cls_BlobWriter& operator=(cls_BlobWriter const&) = delete;
-  /// Deletes the agent where it needs deletion.
+  /// Deletes the agent if it needs deletion.
   ~cls_BlobWriter();
 
-  /// The agent that writes the bytes; this writer's.
+  /// The agent that writes the bytes. Valid while this writer lives.
   [[nodiscard]] cls_AgentBlob& Agent() const noexcept { return *m_Agent; }
 
  private:

@@ -53,7 +53,7 @@ TEST_F(BlobWriter, LeavesAChildMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1", "write2"}));
 }
 
-TEST_F(BlobWriter, EndDeletesAnAgentThatNeedsIt) {
+TEST_F(BlobWriter, DestructorDeletesAnAgentThatNeedsIt) {
   cls_WriteVisitor const visitor(m_Recorder.NewWriter());
   {
     cls_BlobWriter const writer(visitor, m_Field, m_Uid);
@@ -63,7 +63,7 @@ TEST_F(BlobWriter, EndDeletesAnAgentThatNeedsIt) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
 }
 
-TEST_F(BlobWriter, EndLeavesAnAgentThatTheBackEndKeeps) {
+TEST_F(BlobWriter, DestructorLeavesAnAgentThatTheBackEndKeeps) {
   m_Recorder.Keep("blobAgent1");
   cls_WriteVisitor const visitor(m_Recorder.NewWriter());
   {
@@ -74,7 +74,7 @@ TEST_F(BlobWriter, EndLeavesAnAgentThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1", "blobAgent1"}));
 }
 
-TEST_F(BlobWriter, AsksTheAgentAtItsEnd) {
+TEST_F(BlobWriter, AsksTheAgentInTheDestructor) {
   m_Recorder.Keep("blobAgent1");
   cls_WriteVisitor const visitor(m_Recorder.NewWriter());
   {
@@ -118,7 +118,7 @@ TEST_F(BlobWriter, TwoBlobsAreOpenAtOnce) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1", "blobAgent2"}));
 }
 
-TEST_F(BlobWriter, KeepsTheIdentityAsItWas) {
+TEST_F(BlobWriter, WritingKeepsTheIdentity) {
   cls_UidCatalogEntry const* const entry = m_Uid.Entry();
   cls_WriteVisitor const visitor(m_Recorder.NewWriter());
   { cls_BlobWriter const writer(visitor, m_Field, m_Uid); }
@@ -126,21 +126,21 @@ TEST_F(BlobWriter, KeepsTheIdentityAsItWas) {
   EXPECT_EQ(entry->m_RefCount, 1U);
 }
 
-TEST_F(BlobWriter, FailureOfTheBackEndPasses) {
+TEST_F(BlobWriter, BackEndFailurePassesThrough) {
   m_Recorder.FailAt("MakeFieldWriteObjCow");
   cls_WriteVisitor const visitor(m_Recorder.NewWriter());
   EXPECT_THROW(cls_BlobWriter(visitor, m_Field, m_Uid), BackEndFailure);
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
 }
 
-TEST_F(BlobWriter, FailureToOpenTheAgentPassesAndLeavesNoMemento) {
+TEST_F(BlobWriter, FailureToOpenTheAgentPassesThroughAndLeavesNoMemento) {
   m_Recorder.FailAt("MakeAgentBlob");
   cls_WriteVisitor const visitor(m_Recorder.NewWriter());
   EXPECT_THROW(cls_BlobWriter(visitor, m_Field, m_Uid), BackEndFailure);
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
 }
 
-TEST_F(BlobWriter, FailureToOpenTheAgentLeavesAMementoThatTheBackEndKeeps) {
+TEST_F(BlobWriter, FailureToOpenTheAgentKeepsAMementoOfTheBackEnd) {
   m_Recorder.FailAt("MakeAgentBlob");
   m_Recorder.Keep("write2");
   cls_WriteVisitor const visitor(m_Recorder.NewWriter());
@@ -158,14 +158,14 @@ TEST_F(BlobReader, OpensTheAgentThenTakesTheIdentity) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1", "read2", "blobAgent1"}));
 }
 
-TEST_F(BlobReader, IdentityStaysWithTheCaller) {
+TEST_F(BlobReader, IdentityOutlivesTheReader) {
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   { cls_BlobReader const reader(visitor, m_Field, m_Uid); }
   EXPECT_EQ(m_Uid.Entry(), m_Recorder.m_Uid.Entry());
   EXPECT_EQ(m_Uid.Entry()->m_RefCount, 2U);
 }
 
-TEST_F(BlobReader, EndDeletesTheAgentThenTheMemento) {
+TEST_F(BlobReader, DestructorDeletesTheAgentThenTheMemento) {
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   {
     cls_BlobReader const reader(visitor, m_Field, m_Uid);
@@ -176,7 +176,7 @@ TEST_F(BlobReader, EndDeletesTheAgentThenTheMemento) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(BlobReader, EndLeavesAnAgentThatTheBackEndKeeps) {
+TEST_F(BlobReader, DestructorLeavesAnAgentThatTheBackEndKeeps) {
   m_Recorder.Keep("blobAgent1");
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   {
@@ -188,7 +188,7 @@ TEST_F(BlobReader, EndLeavesAnAgentThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1", "blobAgent1"}));
 }
 
-TEST_F(BlobReader, EndLeavesAMementoThatTheBackEndKeeps) {
+TEST_F(BlobReader, DestructorLeavesAMementoThatTheBackEndKeeps) {
   m_Recorder.Keep("read2");
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   {
@@ -200,7 +200,7 @@ TEST_F(BlobReader, EndLeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1", "read2"}));
 }
 
-TEST_F(BlobReader, EndLeavesBothWhenTheBackEndKeepsThem) {
+TEST_F(BlobReader, DestructorLeavesBothWhenTheBackEndKeepsThem) {
   m_Recorder.KeepAll();
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   {
@@ -223,7 +223,7 @@ TEST_F(BlobReader, AgentMovesThePayload) {
                                            "blobAgent1.Read(longlong 0, longlong 1) = longlong 0"}));
 }
 
-TEST_F(BlobReader, FailureOfTheBackEndPassesAndLeavesTheIdentity) {
+TEST_F(BlobReader, BackEndFailurePassesThroughAndKeepsTheIdentity) {
   m_Recorder.FailAt("MakeFieldReadObj");
   cls_UidCatalogEntry const* const entry = m_Uid.Entry();
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
@@ -232,7 +232,7 @@ TEST_F(BlobReader, FailureOfTheBackEndPassesAndLeavesTheIdentity) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(BlobReader, FailureAfterTheMementoIsMadePassesAndLeavesNothing) {
+TEST_F(BlobReader, FailureAfterTheMementoIsMadePassesThroughAndLeavesNothing) {
   cls_UidCatalogEntry const* const entry = m_Uid.Entry();
   for (char const* const operation : {"MakeAgentBlob", "GetUid"}) {
     Recorder recorder;
@@ -244,7 +244,7 @@ TEST_F(BlobReader, FailureAfterTheMementoIsMadePassesAndLeavesNothing) {
   }
 }
 
-TEST_F(BlobReader, FailureAfterTheMementoIsMadeLeavesWhatTheBackEndKeeps) {
+TEST_F(BlobReader, FailureAfterTheMementoIsMadeKeepsObjectsOfTheBackEnd) {
   m_Recorder.KeepAll();
   m_Recorder.FailAt("GetUid");
   cls_ReadVisitor const visitor(m_Recorder.NewReader());

@@ -2,14 +2,14 @@
 
 #include "platform/cow/cow_String.h"
 
-/// Names one field of a persisted class, on the stack beside each access.
+/// Names one field of a persisted class; made on the stack at each access.
 ///
 /// Classes with numbered attributes number them 0, 1, 2 ... in the order of declaration; a field that is
-/// known by name only has the number -1. A handle with an empty name stands for the number alone.
+/// known by name only has the number -1. A handle with an empty name identifies the field by number alone.
 ///
 ///     visitor.Write(cls_FieldHandle(0, "m_FromFile"_cow), m_FromFile);
 ///
-/// Cost: made from a literal name it allocates nothing and counts nothing.
+/// Cost: a handle made from a literal name allocates nothing and counts no references.
 class cls_FieldHandle {
  public:
   /// A field known by name only.

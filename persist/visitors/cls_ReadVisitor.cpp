@@ -1,7 +1,5 @@
 #include "persist/visitors/cls_ReadVisitor.h"
 
-#include "platform/atr/atr_translate.h"
-
 int cls_ReadVisitor::FieldIsPresent(cls_FieldHandle const& field) const {
   return m_Memento == nullptr ? 0 : m_Memento->FieldIsPresent(field);
 }
@@ -24,7 +22,5 @@ cow_String cls_ReadVisitor::Read(cls_FieldHandle const& field, cow_String const&
 
 atr_String cls_ReadVisitor::Read(cls_FieldHandle const& field, atr_String const& defaultValue) const {
   cow_String const text = Read(field, defaultValue.AsCow());
-  atr_translate message("%s");
-  atr_SubstituteFormat(message, 1, atr_StringBase(text.HasText() ? text : ""_cow));
-  return message.Result();
+  return atr_String(text.HasText() ? text : ""_cow);
 }

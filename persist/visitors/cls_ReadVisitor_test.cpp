@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <sstream>
 #include <tuple>
+#include <type_traits>
+#include <typeinfo>
 
 #include "platform/atr/atr_translate.h"
 #include "tests/support/backend/ForwardingMemento.h"
+#include "tests/support/backend/MementoSlots.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
@@ -35,7 +39,85 @@ struct LeafReader : ForwardingMementoRead {
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const&) override { return nullptr; }
 };
 
+/// A memento that notes each call and its arguments, and returns null.
+class NotingRead : public MementoReadSlots<NotingRead> {
+ public:
+  explicit NotingRead(Lines& lines) : m_Lines(lines) {}
+
+  template <class Operation, class... Args>
+  auto Handle(char const* name, Operation, Args const&... args) const {
+    using Result = std::invoke_result_t<Operation, cls_MementoRead*, Args const&...>;
+    std::ostringstream line;
+    line << name << ' ' << typeid(Operation).name();
+    ((line << ' ', Show(line, args)), ...);
+    m_Lines.push_back(line.str());
+    if constexpr (!std::is_void_v<Result>) return Result();
+  }
+  [[nodiscard]] cls_Uid const& HandleGetUid() const { return m_Uid; }
+
+ private:
+  static void Show(std::ostream& line, cls_FieldHandle const& field) { line << &field; }
+  static void Show(std::ostream& line, cow_String const& text) { line << text.View(); }
+  static void Show(std::ostream& line, auto const& value) { line << value; }
+
+  Lines& m_Lines;
+  cls_Uid m_Uid;
+};
+
+/// Calls each collection operation of a memento, or of a visitor, for each type.
+struct CollectionCalls {
+  template <class... Ts> struct Types {};
+
+  template <class Target> void On(Target& target) {
+    Use(target.MakeReadMapInt2Obj(), target.MakeReadMapString2Obj(), target.MakeReadListObj(),
+        target.MakeReadIntTableInt(), target.MakeFieldReadListObj(m_Field),
+        target.MakeFieldReadMapInt2Obj(m_Field), target.MakeFieldReadMapString2Obj(m_Field),
+        target.MakeFieldReadIntTableInt(m_Field), target.MakeAgentListObj(), target.MakeAgentBlob());
+    Lists(target, Types<bool, cow_String, float, double, unsigned int, int>());
+    Maps(target, Types<cow_String, float, double, unsigned int, int>());
+    MapAgents(target, Types<int, cow_String>());
+  }
+
+ private:
+  static void Use(auto*... made) { EXPECT_TRUE(((made == nullptr) && ...)); }
+  template <class Target, class... Ts> void Lists(Target& target, Types<Ts...>) {
+    (Use(target.MakeReadListPrim(Tag<Ts>()), target.MakeAgentListPrim(Tag<Ts>())), ...);
+  }
+  template <class Target, class... Ts> void Maps(Target& target, Types<Ts...>) {
+    (Use(target.MakeReadMapInt2Prim(Tag<Ts>()), target.MakeReadMapString2Prim(Tag<Ts>())), ...);
+  }
+  template <class Target, class... Ks> void MapAgents(Target& target, Types<Ks...>) {
+    (Use(target.MakeAgentMapKey2Obj(Tag<Ks>())), ...);
+  }
+  template <class T> [[nodiscard]] T* Tag() { return reinterpret_cast<T*>(&m_Tag); }
+
+  cls_FieldHandle m_Field{3, "m_Part"_cow};
+  double m_Tag = 0;
+};
+
 } // namespace
+
+TEST_F(ReadVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
+  CollectionCalls calls;
+  Lines expected;
+  NotingRead memento(expected);
+  calls.On(memento);
+  EXPECT_EQ(expected.size(), 34U);
+  Lines seen;
+  NotingRead stored(seen);
+  {
+    cls_ReadVisitor const visitor(&stored); // does not delete it: the memento says so
+    calls.On(visitor);
+  }
+  ASSERT_FALSE(seen.empty());
+  seen.pop_back(); // NeedsDeletion
+  EXPECT_EQ(seen, expected);
+}
+
+TEST_F(ReadVisitorWithoutMemento, CollectionOperationsReturnNull) {
+  cls_ReadVisitor const visitor(nullptr);
+  CollectionCalls().On(visitor);
+}
 
 TEST_F(ReadVisitor, KeepsTheMementoWithoutACall) {
   RecordingMementoRead* const memento = m_Recorder.NewReader();
@@ -68,7 +150,7 @@ TEST_F(ReadVisitor, ChildReadsTheObjectOfTheFieldAndDeletesIt) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitor, ACopyOrChildThatTheBackEndDoesNotSupplyReadsNothing) {
+TEST_F(ReadVisitor, MissingCopyOrChildReadsNothing) {
   m_Recorder.KeepAll();
   RecordingMementoRead target(m_Recorder);
   LeafReader leaf(target);
@@ -87,7 +169,7 @@ TEST_F(ReadVisitor, LeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitor, LeavesBasePartsAndObjectsOfFieldsThatTheBackEndKeeps) {
+TEST_F(ReadVisitor, LeavesPartsAndFieldObjectsThatTheBackEndKeeps) {
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
   m_Recorder.KeepAll();
   {
@@ -100,7 +182,7 @@ TEST_F(ReadVisitor, LeavesBasePartsAndObjectsOfFieldsThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1", "read2", "read3"}));
 }
 
-TEST_F(ReadVisitor, AsksForDeletionOnlyAtItsEnd) {
+TEST_F(ReadVisitor, AsksForDeletionOnlyInTheDestructor) {
   m_Recorder.Keep("read1");
   {
     cls_ReadVisitor const visitor(m_Recorder.NewReader());
@@ -171,12 +253,12 @@ TEST_F(ReadVisitor, TakesStoredTextWithPerCentSignsVerbatim) {
     EXPECT_EQ(ReadText(cow_String(text)), text);
 }
 
-TEST_F(ReadVisitor, TakesStoredTextWithANullVerbatim) {
+TEST_F(ReadVisitor, TakesStoredTextWithANulVerbatim) {
   std::string_view const text("a\0b", 3);
   EXPECT_EQ(ReadText(cow_String(text)), text);
 }
 
-TEST_F(ReadVisitor, YieldsEmptyTextForStoredTextThatIsNone) {
+TEST_F(ReadVisitor, YieldsEmptyTextForStoredNoText) {
   EXPECT_TRUE(ReadText(cow_String()).HasText());
   EXPECT_EQ(ReadText(cow_String()), "");
   EXPECT_TRUE(ReadText(""_cow).HasText());
@@ -191,6 +273,16 @@ TEST_F(ReadVisitor, NeverTranslatesTheStoredText) {
   EXPECT_EQ(text, "Good day");
 }
 
+TEST_F(ReadVisitor, NeverCallsTheTranslator) {
+  atr_Translator const before =
+      atr_SetTranslator([](char const*) -> char const* { return "translated <%s>"; });
+  atr_String const text = ReadText("Good day"_cow);
+  atr_String const none = ReadText(cow_String());
+  atr_SetTranslator(before);
+  EXPECT_EQ(text, "Good day");
+  EXPECT_EQ(none, "");
+}
+
 TEST_F(ReadVisitor, PassesTheBackEndsFailureThrough) {
   m_Recorder.FailAt("Clone");
   cls_ReadVisitor const visitor(m_Recorder.NewReader());
@@ -202,7 +294,7 @@ TEST_F(ReadVisitor, PassesTheBackEndsFailureThrough) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"read1"}));
 }
 
-TEST_F(ReadVisitorWithoutMemento, AnswersThatNothingIsPresent) {
+TEST_F(ReadVisitorWithoutMemento, ReportsNothingPresent) {
   cls_ReadVisitor const visitor(nullptr);
   EXPECT_EQ(visitor.Memento(), nullptr);
   EXPECT_EQ(visitor.FieldIsPresent(m_Field), 0);
@@ -250,7 +342,7 @@ struct StoredDerived : StoredBase {
 
 } // namespace
 
-TEST_F(ReadVisitor, ADerivedClassReadsItsBasePartThroughACopy) {
+TEST_F(ReadVisitor, DerivedClassReadsItsBasePartThroughACopy) {
   m_Recorder.Store("read1.m_Value", 40.0);
   m_Recorder.Store("read2.m_Value", 2.5);
   std::optional<StoredDerived> object;

@@ -10,7 +10,7 @@
 #include "tests/support/backend/RecordingBackEnd.h"
 
 // Visitors and handles are made at each access to a field, so making them must not touch the heap: neither
-// through the language's operators nor through the libraries' own memory.
+// operator new nor the library's own allocator.
 
 namespace {
 
@@ -34,12 +34,12 @@ class VisitorAllocation : public ::testing::Test {
 
 } // namespace
 
-TEST_F(VisitorAllocation, TheProbeSeesBothKinds) {
+TEST_F(VisitorAllocation, ProbeSeesBothKinds) {
   EXPECT_EQ(Allocations([] { ::operator delete(::operator new(8)); }), 1);
   EXPECT_GE(Allocations([] { cow_String const text("counted"); }), 1);
 }
 
-TEST_F(VisitorAllocation, AFieldHandleIsMadeAndCopiedWithoutAny) {
+TEST_F(VisitorAllocation, FieldHandleAllocatesNothing) {
   EXPECT_EQ(Allocations([&] {
               cls_FieldHandle const literal(0, "m_Name"_cow);
               cls_FieldHandle const counted(0, m_Counted);
@@ -48,7 +48,7 @@ TEST_F(VisitorAllocation, AFieldHandleIsMadeAndCopiedWithoutAny) {
             0);
 }
 
-TEST_F(VisitorAllocation, AWriteVisitorIsMadeWithoutAny) {
+TEST_F(VisitorAllocation, WriteVisitorAllocatesNothing) {
   cls_FieldHandle const field(0, m_Counted);
   cls_WriteVisitor const parent(&m_Writer);
   RecordingListObjWriter list(m_Recorder);
@@ -61,7 +61,7 @@ TEST_F(VisitorAllocation, AWriteVisitorIsMadeWithoutAny) {
             0);
 }
 
-TEST_F(VisitorAllocation, AReadVisitorIsMadeWithoutAny) {
+TEST_F(VisitorAllocation, ReadVisitorAllocatesNothing) {
   std::optional<cls_ReadVisitor> visitor;
   EXPECT_EQ(Allocations([&] { visitor.emplace(&m_Reader); }), 0);
 }

@@ -30,7 +30,7 @@ struct ConvertsToInt {
 
 static_assert(AllPass<bool, float, double, unsigned int, int, signed char, short, unsigned short, long long,
                       unsigned long long, cow_String, atr_String>);
-// A pointer would become a bool, and a long differs in size between systems.
+// A pointer would become a bool; a long differs in size between systems.
 static_assert(NonePasses<void*, void const*, char*, char const*, char const (&)[5], int*, std::nullptr_t>);
 static_assert(NonePasses<long, unsigned long, long double, char, unsigned char, wchar_t, char8_t>);
 static_assert(NonePasses<PlainEnum, ScopedEnum, ConvertsToInt>);

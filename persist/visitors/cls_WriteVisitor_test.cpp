@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
+#include <type_traits>
+#include <typeinfo>
 
+#include "tests/support/backend/MementoSlots.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 
 namespace {
@@ -26,7 +30,81 @@ class WriteVisitor : public ::testing::Test {
   cls_FieldHandle m_Field{3, "m_Part"_cow};
 };
 
+/// A memento that notes each call and its arguments, and returns null.
+class NotingWrite : public MementoWriteSlots<NotingWrite> {
+ public:
+  explicit NotingWrite(Lines& lines) : m_Lines(lines) {}
+
+  template <class Operation, class... Args>
+  auto Handle(char const* name, Operation, Args const&... args) const {
+    using Result = std::invoke_result_t<Operation, cls_MementoWrite*, Args const&...>;
+    std::ostringstream line;
+    line << name << ' ' << typeid(Operation).name();
+    ((line << ' ', Show(line, args)), ...);
+    m_Lines.push_back(line.str());
+    if constexpr (!std::is_void_v<Result>) return Result();
+  }
+  void WriteBytes(cls_FieldHandle const&, void const*, int) override {}
+
+ private:
+  static void Show(std::ostream& line, cls_FieldHandle const& field) { line << &field; }
+  static void Show(std::ostream& line, cls_Uid const& uid) { line << &uid; }
+  static void Show(std::ostream& line, cow_String const& text) { line << text.View(); }
+  static void Show(std::ostream& line, auto const& value) { line << value; }
+
+  Lines& m_Lines;
+};
+
+/// Calls each collection operation of a memento, or of a visitor, for each type.
+struct CollectionCalls {
+  template <class... Ts> struct Types {};
+
+  template <class Target> void On(Target& target) const {
+    Use(target.MakeWriteMapInt2Obj(), target.MakeWriteMapString2Obj(), target.MakeWriteListObj(),
+        target.MakeWriteIntTableInt(), target.MakeFieldWriteListObj(m_Field, m_Uid),
+        target.MakeFieldWriteMapInt2Obj(m_Field, m_Uid), target.MakeFieldWriteMapString2Obj(m_Field, m_Uid),
+        target.MakeFieldWriteIntTableInt(m_Field, m_Uid), target.MakeAgentListObj(4), target.MakeAgentBlob());
+    Lists(target, Types<bool, cow_String, float, double, unsigned int, int>());
+    Maps(target, Types<cow_String, float, double, unsigned int, int>());
+    MapAgents(target, Types<int, cow_String>());
+  }
+
+ private:
+  static void Use(auto*... made) { EXPECT_TRUE(((made == nullptr) && ...)); }
+  template <class Target, class... Ts> void Lists(Target& target, Types<Ts...>) const {
+    (Use(target.MakeWriteListPrim(Tag<Ts>(), 7), target.MakeAgentListPrim(Tag<Ts>(), 8)), ...);
+  }
+  template <class Target, class... Ts> void Maps(Target& target, Types<Ts...>) const {
+    (Use(target.MakeWriteMapInt2Prim(Tag<Ts>()), target.MakeWriteMapString2Prim(Tag<Ts>())), ...);
+  }
+  template <class Target, class... Ks> void MapAgents(Target& target, Types<Ks...>) const {
+    (Use(target.MakeAgentMapKey2Obj(Tag<Ks>(), 9)), ...);
+  }
+  template <class T> [[nodiscard]] T const* Tag() const { return reinterpret_cast<T const*>(&m_Tag); }
+
+  cls_FieldHandle m_Field{3, "m_Part"_cow};
+  cls_Uid m_Uid;
+  double m_Tag = 0;
+};
+
 } // namespace
+
+TEST_F(WriteVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
+  CollectionCalls const calls;
+  Lines expected;
+  NotingWrite memento(expected);
+  calls.On(memento);
+  EXPECT_EQ(expected.size(), 34U);
+  Lines seen;
+  NotingWrite started(seen);
+  {
+    cls_WriteVisitor const visitor(&started); // does not delete it: the memento says so
+    calls.On(visitor);
+  }
+  ASSERT_FALSE(seen.empty());
+  seen.pop_back(); // NeedsDeletion
+  EXPECT_EQ(seen, expected);
+}
 
 TEST_F(WriteVisitor, OfAMementoIsStartedAtOnce) {
   RecordingMementoWrite* const memento = m_Recorder.NewWriter();
@@ -117,7 +195,7 @@ TEST_F(WriteVisitor, StartWriteOfAnElementPassesTheObjectToTheRequest) {
             Lines({"listObjWriter1.MakeWriteObjWithPtr(uint 0x1f0001, uid U, O) = write1"}));
 }
 
-TEST_F(WriteVisitor, KeepsTheFieldHandleItself) {
+TEST_F(WriteVisitor, CopiesTheFieldHandle) {
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   auto handle = std::make_unique<cls_FieldHandle>(5, cow_String("m_Gone"));
   cls_WriteVisitor const visitor(parent, *handle, nullptr, nullptr);
@@ -138,7 +216,7 @@ TEST_F(WriteVisitor, StartWriteTwiceAsksTheBackEndOnce) {
   EXPECT_EQ(m_Recorder.Lines(), Lines());
 }
 
-TEST_F(WriteVisitor, StartWriteAnswersZeroWhenTheBackEndDeclines) {
+TEST_F(WriteVisitor, StartWriteReturnsZeroWhenTheBackEndDeclines) {
   m_Recorder.DeclineObjects();
   RecordingListObjWriter list(m_Recorder);
   cls_WriteRequestListObj const request(&list);
@@ -153,7 +231,7 @@ TEST_F(WriteVisitor, StartWriteAnswersZeroWhenTheBackEndDeclines) {
   }
 }
 
-TEST_F(WriteVisitor, ADeclinedVisitorIsUnstartedAndAsksAgain) {
+TEST_F(WriteVisitor, DeclinedVisitorIsUnstartedAndAsksAgain) {
   m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   cls_WriteVisitor const visitor(parent, BaseClassId);
@@ -164,7 +242,7 @@ TEST_F(WriteVisitor, ADeclinedVisitorIsUnstartedAndAsksAgain) {
                                            "write1.MakeBaseWriteObj(uint 0x1f0002, uid U) = null"}));
 }
 
-TEST_F(WriteVisitor, AFailingStartLeavesTheVisitorUnstarted) {
+TEST_F(WriteVisitor, FailingStartLeavesTheVisitorUnstarted) {
   m_Recorder.FailAt("MakeFieldWriteObj");
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -203,7 +281,7 @@ TEST_F(WriteVisitor, LeavesAMementoThatTheBackEndKeeps) {
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1"}));
 }
 
-TEST_F(WriteVisitor, LeavesTheMementosThatTheBackEndKeepsHoweverItWasMade) {
+TEST_F(WriteVisitor, LeavesKeptMementosWithEveryConstructor) {
   RecordingListObjWriter list(m_Recorder);
   cls_WriteRequestListObj const request(&list);
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
@@ -222,7 +300,7 @@ TEST_F(WriteVisitor, LeavesTheMementosThatTheBackEndKeepsHoweverItWasMade) {
                    "write3.NeedsDeletion() = bool false", "write2.NeedsDeletion() = bool false"}));
 }
 
-TEST_F(WriteVisitor, AsksForDeletionOnlyAtItsEnd) {
+TEST_F(WriteVisitor, AsksForDeletionOnlyInTheDestructor) {
   m_Recorder.Keep("write2");
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -234,7 +312,7 @@ TEST_F(WriteVisitor, AsksForDeletionOnlyAtItsEnd) {
   EXPECT_EQ(m_Recorder.TakeLines(), Lines({"write2.NeedsDeletion() = bool true", "~write2"}));
 }
 
-TEST_F(WriteVisitor, NeverTouchesItsParentsMementoAtItsEnd) {
+TEST_F(WriteVisitor, DestructorNeverTouchesTheParentsMemento) {
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
     cls_WriteVisitor const visitor(parent, m_Field, nullptr, nullptr);
@@ -272,7 +350,7 @@ TEST_F(WriteVisitor, SharedPtrBracketClosesForAKeptMemento) {
             Lines({"write2.EndSharedPtrOutput()", "write2.NeedsDeletion() = bool false"}));
 }
 
-TEST_F(WriteVisitor, ADeclinedObjectHasNoSharedPtrBracket) {
+TEST_F(WriteVisitor, DeclinedObjectHasNoSharedPtrBracket) {
   m_Recorder.DeclineObjects();
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   {
@@ -294,7 +372,7 @@ TEST_F(WriteVisitor, SharedPtrOutputOfAVisitorOfAMementoOnlyCloses) {
             Lines({"write1.EndSharedPtrOutput()", "write1.NeedsDeletion() = bool true", "~write1"}));
 }
 
-TEST_F(WriteVisitor, FieldIsPresentForwardsTheAnswerOfAStartedVisitor) {
+TEST_F(WriteVisitor, FieldIsPresentOfAStartedVisitorAsksTheMemento) {
   m_Recorder.SetFieldPresent("m_Part", 7);
   cls_WriteVisitor const parent(m_Recorder.NewWriter());
   EXPECT_EQ(parent.FieldIsPresent(m_Field), 7);
@@ -333,7 +411,7 @@ TEST_F(WriteVisitor, PlainStringIsWrittenAsItIs) {
                                            R"(write1.Write(field 3 "m_Part", string ""))"}));
 }
 
-TEST_F(WriteVisitor, AFailingWriteDeletesTheMementoOnce) {
+TEST_F(WriteVisitor, FailingWriteDeletesTheMementoOnce) {
   m_Recorder.FailAt("Write");
   EXPECT_THROW(
       {

@@ -22,7 +22,7 @@ std::size_t CountDigits(char const* text) noexcept {
   return count;
 }
 
-/// Compares the numbers that both texts begin with and goes behind them.
+/// Compares the numbers that both texts begin with and moves past them.
 int CompareNumbers(char const*& a, char const*& b) noexcept {
   a = SkipZeros(a);
   b = SkipZeros(b);

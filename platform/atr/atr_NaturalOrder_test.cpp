@@ -12,6 +12,7 @@
 #include "platform/atr/atr_KeyOrder.h"
 #include "platform/omni/omi_Btree.h"
 #include "platform/omni/omi_BtreeIterator.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ TEST(atr_NaturalOrderTest, TextWithoutNumbersComparesByItsBytes) {
   ExpectAscending({"", "A", "B", "a", "ab", "b"});
 }
 
-TEST(atr_NaturalOrderTest, BeginningOfATextComesFirst) {
+TEST(atr_NaturalOrderTest, PrefixComesFirst) {
   ExpectAscending({"", "1", "1a", "1a2", "1a2b", "12"});
 }
 
@@ -65,7 +66,7 @@ TEST(atr_NaturalOrderTest, LeadingZerosDoNotChangeTheValue) {
   ExpectAscending({"a01b", "a1c", "a001d"});
 }
 
-TEST(atr_NaturalOrderTest, TextsThatDifferInLeadingZerosOnlyAreOrderedByTheirBytes) {
+TEST(atr_NaturalOrderTest, TextsThatDifferOnlyInLeadingZerosAreOrderedByTheirBytes) {
   ExpectAscending({"a001", "a01", "a1"});
   ExpectAscending({"a0", "a00", "a000"});
   ExpectAscending({"01a1", "1a01", "1a1"});
@@ -89,8 +90,8 @@ std::vector<std::string> RandomTexts(unsigned int seed, std::size_t count) {
   return texts;
 }
 
-/// The order said another way: a text is a sequence of bytes and numbers; a number stands among the bytes
-/// where its digits would.
+/// The order, defined another way: a text is a sequence of bytes and numbers, and a number is ordered among
+/// bytes as its digits are.
 int ReferenceOrder(std::string const& a, std::string const& b) {
   auto const split = [](std::string const& text) {
     std::vector<std::pair<int, long long>> parts;
@@ -113,7 +114,7 @@ int ReferenceOrder(std::string const& a, std::string const& b) {
 
 class atr_NaturalOrderModel : public testing::TestWithParam<unsigned int> {};
 
-TEST_P(atr_NaturalOrderModel, FollowsTheReference) {
+TEST_P(atr_NaturalOrderModel, MatchesTheReference) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   auto const texts = RandomTexts(GetParam(), 700);
   for (auto const& a : texts)
@@ -148,12 +149,12 @@ TEST_P(atr_NaturalOrderModel, IsTransitive) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, atr_NaturalOrderModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, atr_NaturalOrderModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 using KeyOrder = omi_KeyOrder<cow_String>;
 using Names = std::vector<std::string>;
 
-/// The order of names holds for the whole process: each test leaves the one that it started with.
+/// The order of names is process-wide, so each test restores it.
 class atr_KeyOrderTest : public testing::Test {
  protected:
   void TearDown() override { atr_setNaturalOrder(false); }
@@ -185,7 +186,7 @@ TEST_F(atr_KeyOrderTest, NamesAscendByTheirBytes) {
             (Names{"B", "a", "part1", "part10", "part2", "\xC3\xA4"}));
 }
 
-TEST_F(atr_KeyOrderTest, NamesAscendInNaturalOrderWhereThatIsChosen) {
+TEST_F(atr_KeyOrderTest, NamesAscendInNaturalOrderIfChosen) {
   atr_setNaturalOrder(true);
   EXPECT_EQ(Walk({"part10", "part2", "a", "\xC3\xA4", "part1", "B", "part02"}),
             (Names{"B", "a", "part1", "part02", "part2", "part10", "\xC3\xA4"}));
@@ -214,7 +215,7 @@ TEST_F(atr_KeyOrderTest, NoTextIsTheEmptyNameInBothOrders) {
   }
 }
 
-TEST_F(atr_KeyOrderTest, EqualNamesInDifferentBuffersAreOneKeyInBothOrders) {
+TEST_F(atr_KeyOrderTest, EqualNamesInDifferentBuffersAreTheSameKeyInBothOrders) {
   for (bool const natural : {false, true}) {
     atr_setNaturalOrder(natural);
     EXPECT_EQ(KeyOrder::Direction(cow_String("a007"), "a007"_cow), 0);

@@ -3,14 +3,14 @@
 #include "platform/cow/cow_String.h"
 #include "platform/kvl_Export.h"
 
-/// A text that a user may see, as it stands: no translation happens to it any more.
+/// A text shown to users, final: it is not translated any more.
 /// Thread rule: as cow_String.
 class KVL_EXPORT atr_StringBase {
  public:
   /// No text.
   atr_StringBase() noexcept = default;
 
-  /// The characters up to the null; a null pointer gives no text.
+  /// The characters up to the null; a null pointer means no text.
   explicit atr_StringBase(char const* chars) : m_Text(chars) {}
 
   /// The decimal digits of a number.
@@ -21,7 +21,7 @@ class KVL_EXPORT atr_StringBase {
   [[nodiscard]] bool HasText() const noexcept { return m_Text.HasText(); }
   [[nodiscard]] int Length() const noexcept { return m_Text.Length(); }
 
-  /// The null-terminated characters, null when there is no text.
+  /// The null-terminated characters; null if there is no text.
   [[nodiscard]] char const* Chars() const noexcept { return m_Text.Chars(); }
   [[nodiscard]] char const* CharsOrEmpty() const noexcept { return m_Text.CharsOrEmpty(); }
   [[nodiscard]] std::string_view View() const noexcept { return m_Text.View(); }
@@ -43,6 +43,6 @@ class KVL_EXPORT atr_String : public atr_StringBase {
   atr_String() noexcept = default;
   explicit atr_String(atr_StringBase const& text) noexcept : atr_StringBase(text) {}
 
-  /// Adds a text at the end; "no text" stays as it is when nothing is added.
+  /// Adds a text at the end. Adding nothing to "no text" keeps it "no text".
   void Append(atr_StringBase const& text);
 };

@@ -51,7 +51,7 @@ TEST(atr_String, LiteralNeverAllocates) {
   EXPECT_EQ(probe.Count(), 0);
 }
 
-TEST(atr_String, AppendAddsAtTheEndAndLeavesOthers) {
+TEST(atr_String, AppendAddsAtTheEndAndKeepsCopies) {
   atr_String text("Exit code: ");
   atr_String const other(text);
   text.Append(atr_StringBase(3));
@@ -59,7 +59,7 @@ TEST(atr_String, AppendAddsAtTheEndAndLeavesOthers) {
   EXPECT_EQ(other, "Exit code: ");
 }
 
-TEST(atr_String, AppendOfNoTextLeavesNoText) {
+TEST(atr_String, AppendOfNoTextToNoTextIsNoText) {
   atr_String text;
   text.Append(atr_StringBase());
   EXPECT_FALSE(text.HasText());
@@ -73,7 +73,7 @@ TEST(atr_String, AppendsItself) {
   EXPECT_EQ(text, "abab");
 }
 
-TEST(atr_String, AppendThatFindsNoMemoryChangesNothing) {
+TEST(atr_String, AppendWithoutMemoryChangesNothing) {
   atr_String text("kept");
   atr_StringBase const more("lost");
   AllocationProbe probe;

@@ -6,10 +6,10 @@
 
 /// Composes a user-visible message from a format and its arguments, in the user's language.
 ///
-/// The format is looked up in the translator first. Placeholders are "%s" and "%d", numbered from 1 in the
-/// order in which they stand, or "%2$s" where a translation needs another order; "%%" is a per-cent sign.
-/// An argument's text is taken as it stands: per-cent signs in it are not looked at. A placeholder without
-/// argument stays as it is.
+/// The format is looked up in the translator first. Placeholders are "%s" and "%d", numbered from 1 in their
+/// order in the format, or "%2$s" if a translation needs another order; "%%" is a per-cent sign. An
+/// argument's text is inserted verbatim: per-cent signs in it have no meaning. A placeholder without argument
+/// stays.
 ///
 ///     atr_translate message("Node %d of %s not found");
 ///     atr_SubstituteFormat(message, 1, atr_StringBase(17));
@@ -21,11 +21,11 @@ class KVL_EXPORT atr_translate {
  public:
   explicit atr_translate(char const* format);
 
-  /// Gives the argument of a 1-based position; a later one for the same position replaces it. Positions
-  /// below 1 are ignored.
+  /// Sets the argument of a 1-based position; a later call for the same position replaces it. Positions below
+  /// 1 are ignored.
   void Substitute(int position, atr_StringBase const& argument);
 
-  /// The message with all arguments given so far.
+  /// The message with all arguments set so far.
   [[nodiscard]] atr_String Result() const;
 
  private:
@@ -33,13 +33,13 @@ class KVL_EXPORT atr_translate {
   std::vector<atr_StringBase> m_Arguments;
 };
 
-/// Gives `composition` the argument of a 1-based position.
+/// Sets the argument of a 1-based position in `composition`.
 KVL_EXPORT void atr_SubstituteFormat(atr_translate& composition, int position,
                                      atr_StringBase const& argument);
 
-/// Answers the user's language form of a format, null for the format itself. The text must stay valid.
+/// Returns a format in the user's language, or null to use the format itself. The text must stay valid.
 using atr_Translator = char const* (*)(char const* format);
 
-/// Installs the translator of the whole process, null for none; returns the one before.
+/// Installs the translator of the whole process (null: no translation). Returns the previous one.
 /// Thread rule: during single-threaded start-up.
 KVL_EXPORT atr_Translator atr_SetTranslator(atr_Translator translator) noexcept;

@@ -41,7 +41,7 @@ TEST(atr_translate, TextAndNumberPlaceholdersCountTogether) {
   EXPECT_EQ(Composed("%d%s%d", {"a", "b", "c"}), "abc");
 }
 
-TEST(atr_translate, PositionsMayBeGivenInAnyOrder) {
+TEST(atr_translate, ArgumentsMayBeSetInAnyOrder) {
   atr_translate message("%s-%s-%s");
   atr_SubstituteFormat(message, 3, atr_StringBase("c"));
   atr_SubstituteFormat(message, 1, atr_StringBase("a"));
@@ -62,7 +62,7 @@ TEST(atr_translate, TakesNumbers) {
   EXPECT_EQ(message.Result(), "line -46");
 }
 
-TEST(atr_translate, PerCentSignsInArgumentsStayAsTheyAre) {
+TEST(atr_translate, PerCentSignsInArgumentsAreKept) {
   EXPECT_EQ(Composed("%s and %s", {"100%", "%s%d%%%1$s"}), "100% and %s%d%%%1$s");
   EXPECT_EQ(Composed("%s%s", {"%", "s"}), "%s");
 }
@@ -79,7 +79,7 @@ TEST(atr_translate, PlaceholderWithoutArgumentStays) {
   EXPECT_EQ(Composed("%3$s %1$s", {"x"}), "%3$s x");
 }
 
-TEST(atr_translate, GapBetweenArgumentsStaysAPlaceholder) {
+TEST(atr_translate, PositionWithoutArgumentStaysAPlaceholder) {
   atr_translate message("%s %s %s");
   atr_SubstituteFormat(message, 1, atr_StringBase("a"));
   atr_SubstituteFormat(message, 3, atr_StringBase("c"));
@@ -134,14 +134,14 @@ TEST(atr_translate, KeepsEmbeddedNullsOfArguments) {
   EXPECT_EQ(message.Result().View(), std::string_view("[a\0b]", 5));
 }
 
-TEST(atr_translate, ComposesTheUsersLanguage) {
+TEST(atr_translate, ComposesInTheUsersLanguage) {
   WithTranslator const installed([](char const* format) -> char const* {
     return std::strcmp(format, "%s of %s") == 0 ? "%2$s hat %1$s" : nullptr;
   });
   EXPECT_EQ(Composed("%s of %s", {"node", "plate"}), "plate hat node");
 }
 
-TEST(atr_translate, FormatWithoutTranslationIsUsedItself) {
+TEST(atr_translate, FormatWithoutTranslationIsUsedUnchanged) {
   WithTranslator const installed([](char const*) -> char const* { return nullptr; });
   EXPECT_EQ(Composed("%s of %s", {"node", "plate"}), "node of plate");
 }
@@ -153,7 +153,7 @@ TEST(atr_translate, ArgumentsAreNeverTranslated) {
   EXPECT_EQ(Composed("word", {}), "Wort");
 }
 
-TEST(atr_translate, ReturnsTheTranslatorThatWasThereBefore) {
+TEST(atr_translate, ReturnsThePreviousTranslator) {
   atr_Translator const first = [](char const*) -> char const* { return "first"; };
   atr_Translator const before = atr_SetTranslator(first);
   EXPECT_EQ(atr_SetTranslator(nullptr), first);

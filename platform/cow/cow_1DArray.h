@@ -13,8 +13,8 @@
 
 /// Copy-on-write array of `Length()` elements, one pointer wide.
 ///
-/// Copies share the elements until one of them is written; the first write through a sharing array copies
-/// each element once, a write through a sole owner copies none. Elements added by growing are
+/// Copies share the elements until one of them is written. The first write through a sharing array copies
+/// each element once; a write through a sole owner copies none. Elements added by growing are
 /// value-initialised (zero for numbers).
 ///
 /// Indexes and lengths are counted in elements. Thread rule: the share count is plain; an array and its
@@ -24,7 +24,7 @@ template <class T> class cow_1DArray {
   /// An empty array; allocates nothing.
   cow_1DArray() noexcept = default;
 
-  /// `length` value-initialised elements. Throws std::length_error below 0, std::bad_alloc.
+  /// `length` value-initialised elements. Throws std::length_error if `length` is negative, std::bad_alloc.
   explicit cow_1DArray(int length) { Grow(length); }
 
   cow_1DArray(cow_1DArray const& other) noexcept : m_Buffer(other.m_Buffer) {
@@ -44,13 +44,14 @@ template <class T> class cow_1DArray {
 
   [[nodiscard]] int Length() const noexcept { return m_Buffer == nullptr ? 0 : m_Buffer->m_Length; }
 
-  /// The element at `index`, which must lie in 0 .. Length()-1.
+  /// The element at `index`. REQUIRES: 0 <= index < Length().
   [[nodiscard]] T const& ConstGet(int index) const noexcept {
     assert(index >= 0 && index < Length());
     return Elements(m_Buffer)[index];
   }
 
-  /// The same for an array that is used in part only: the caller knows how far its elements mean something.
+  /// The same for an array that is only partly used: the caller knows how many of its elements are
+  /// meaningful.
   [[nodiscard]] T const& PartialArrayConstGet(int index) const noexcept { return ConstGet(index); }
 
   /// The element at `index` for writing; a sharing array takes its own copy of the elements first.
@@ -60,19 +61,19 @@ template <class T> class cow_1DArray {
     return Elements(m_Buffer)[index];
   }
 
-  /// The elements as one run for reading, null when empty. Valid until the array is written or destroyed.
+  /// The elements, contiguous, for reading; null if empty. Valid until the array is written or destroyed.
   [[nodiscard]] T const* ConstData() const noexcept {
     return m_Buffer == nullptr ? nullptr : Elements(m_Buffer);
   }
 
-  /// Makes the array `length` elements long; an array that is as long already stays as it is.
-  /// Throws std::length_error below 0, std::bad_alloc; the array is unchanged then.
+  /// Makes the array `length` elements long; does nothing if it already has that many. Throws
+  /// std::length_error if `length` is negative, std::bad_alloc; the array is then unchanged.
   void Grow(int length) {
     if (length < 0) throw std::length_error("cow_1DArray: negative length");
     if (length > Length()) Reallocate(Length(), length);
   }
 
-  /// Drops this array's share; the array is empty then.
+  /// Drops this array's share; the array is then empty.
   void Clear() noexcept { Release(std::exchange(m_Buffer, nullptr)); }
 
   [[nodiscard]] bool SharesStorageWith(cow_1DArray const& other) const noexcept {
@@ -102,8 +103,8 @@ template <class T> class cow_1DArray {
     mem_Free(buffer);
   }
 
-  /// Replaces the buffer by an own one of `length` elements, the first `kept` of them from the old one:
-  /// moved from a sole owner's buffer, copied from a shared one.
+  /// Replaces the buffer with an own one of `length` elements. The first `kept` come from the old buffer:
+  /// moved from a sole owner's, copied from a shared one.
   void Reallocate(int kept, int length) {
     if (static_cast<std::size_t>(length) >
         (std::numeric_limits<std::ptrdiff_t>::max() - HeaderSize) / sizeof(T))

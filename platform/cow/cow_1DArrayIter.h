@@ -3,17 +3,17 @@
 #include "platform/cow/cow_1DArray.h"
 
 /// Walks the first `used` elements of an array in index order, for reading.
-/// The iterator shares the array's elements: a write to the array meanwhile does not show through it.
+/// The iterator shares the array's elements, so it does not see later writes to the array.
 template <class T> class cow_1DArrayIter {
  public:
-  /// Stands on the first element. `used` lies in 0 .. array.Length().
+  /// Starts at the first element. REQUIRES: 0 <= used <= array.Length().
   cow_1DArrayIter(cow_1DArray<T> const& array, int used) noexcept : m_Array(array), m_Used(used) {}
 
   void First() noexcept { m_Index = 0; }
   [[nodiscard]] bool AtEnd() const noexcept { return m_Index >= m_Used; }
   void Next() noexcept { ++m_Index; }
 
-  /// The element that the iterator stands on; it must not be at the end.
+  /// The current element. REQUIRES: the iterator is not at the end.
   [[nodiscard]] T const& ConstGet() const noexcept { return m_Array.PartialArrayConstGet(m_Index); }
 
  private:

@@ -5,7 +5,7 @@
 
 #include "platform/cow/cow_1DArray.h"
 
-/// Array that is used from its start up to a count and grows by appending.
+/// Array whose first Count() elements are used, and which grows by appending.
 ///
 /// The storage may be longer than the used part; elements past it are meaningless. Copies share the storage.
 /// Counts are in elements. Thread rule: as cow_1DArray.
@@ -13,14 +13,14 @@ template <class T> class cow_1DArrayList {
  public:
   cow_1DArrayList() noexcept = default;
 
-  /// Nothing used, storage for `length` elements.
+  /// An empty list with storage for `length` elements.
   explicit cow_1DArrayList(int length) : m_Storage(length) {}
 
   cow_1DArrayList(cow_1DArrayList const& other) noexcept = default;
   cow_1DArrayList& operator=(cow_1DArrayList const& other) noexcept = default;
   ~cow_1DArrayList() = default;
 
-  /// The source is left empty: its used count goes with the storage.
+  /// The source is then empty: its used count moves with the storage.
   cow_1DArrayList(cow_1DArrayList&& other) noexcept
       : m_Used(std::exchange(other.m_Used, 0)), m_Storage(std::move(other.m_Storage)) {}
   cow_1DArrayList& operator=(cow_1DArrayList&& other) noexcept {
@@ -46,22 +46,22 @@ template <class T> class cow_1DArrayList {
     return m_Storage.Get(index);
   }
 
-  /// The used elements as one run of Count() elements, null when the storage is empty.
+  /// The Count() used elements, contiguous; null if the storage is empty.
   [[nodiscard]] T const* ConstData() const noexcept { return m_Storage.ConstData(); }
 
-  /// Adds an element after the used ones, doubling the storage when it is full.
-  /// Throws std::bad_alloc and leaves the list as it was.
+  /// Adds an element after the used ones, doubling the storage if it is full.
+  /// Throws std::bad_alloc; the list is then unchanged.
   void Append(T const& element) {
-    T value(element); // `element` may lie in the storage that growing replaces
+    T value(element); // `element` may be in the storage that growing replaces
     if (m_Used == m_Storage.Length()) m_Storage.Grow(GrownLength());
     m_Storage.Get(m_Used) = std::move(value);
     ++m_Used;
   }
 
-  /// Makes room for `length` elements in all; the used count stays.
+  /// Makes room for `length` elements in all; does not change the used count.
   void GrowStorage(int length) { m_Storage.Grow(length); }
 
-  /// Uses at most the first `count` elements.
+  /// Keeps at most the first `count` elements as used.
   void Truncate(int count) noexcept { m_Used = std::min(m_Used, count); }
 
   /// Empties the list and drops its share of the storage.

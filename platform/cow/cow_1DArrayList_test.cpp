@@ -78,7 +78,7 @@ TEST_F(cow_1DArrayListTest, AppendsOneOfItsOwnElements) {
   EXPECT_EQ(list.ConstGet(3).m_Value, 3);
 }
 
-TEST_F(cow_1DArrayListTest, AppendToASoleOwnerCopiesTheNewElementOnly) {
+TEST_F(cow_1DArrayListTest, AppendToASoleOwnerCopiesOnlyTheNewElement) {
   cow_1DArrayList<CountedValue> list = Numbered(8);
   CountedValue const element(8);
   list.Append(element);
@@ -105,7 +105,7 @@ TEST_F(cow_1DArrayListTest, FirstWriteOfASharingListCopiesEachElementOnce) {
   EXPECT_EQ(copy.ConstGet(4).m_Value, -4);
 }
 
-TEST_F(cow_1DArrayListTest, AppendToASharingListLeavesTheOther) {
+TEST_F(cow_1DArrayListTest, AppendToASharingListKeepsTheOther) {
   cow_1DArrayList<CountedValue> const list = Numbered(20, 40); // room in the shared storage
   cow_1DArrayList<CountedValue> copy(list);
   copy.Append(CountedValue(20));
@@ -161,7 +161,7 @@ TEST_F(cow_1DArrayListTest, MovingLeavesAnEmptyUsableList) {
   EXPECT_EQ(CountedValue::s_Copies, 1); // the one appended
 }
 
-// Appending is made to fail at its first copy, its second, and so on, until it succeeds.
+// Appending fails at its first copy, its second, and so on, until it succeeds.
 void AppendFailingAtEveryCopy(int count, int storage, bool shared, int expectedFailures) {
   CountedValue const element(count);
   int failures = 0;
@@ -194,7 +194,7 @@ TEST_F(cow_1DArrayListTest, AppendThatFailsAtAnyCopyChangesNothing) {
   AppendFailingAtEveryCopy(8, 16, true, 17); // the new element and all sixteen of the shared storage
 }
 
-TEST_F(cow_1DArrayListTest, AppendThatFindsNoMemoryChangesNothing) {
+TEST_F(cow_1DArrayListTest, AppendWithoutMemoryChangesNothing) {
   for (bool const shared : {false, true}) {
     cow_1DArrayList<CountedValue> list = Numbered(8);
     cow_1DArrayList<CountedValue> const other = shared ? list : cow_1DArrayList<CountedValue>();
@@ -218,7 +218,7 @@ TEST_F(cow_1DArrayListTest, IteratorWalksTheUsedElementsInOrder) {
   EXPECT_EQ(CountedValue::s_Copies, 0);
 }
 
-TEST_F(cow_1DArrayListTest, IteratorStandsOnTheFirstElementAtOnce) {
+TEST_F(cow_1DArrayListTest, IteratorStartsAtTheFirstElement) {
   cow_1DArrayList<CountedValue> const list = Numbered(2);
   cow_1DArrayIter<CountedValue> const walk(list.Storage(), list.Count());
   EXPECT_FALSE(walk.AtEnd());
@@ -269,7 +269,7 @@ TEST_F(cow_ListTest, CopiesShareUntilOneIsWritten) {
   EXPECT_EQ(copy.Count(), 9);
 }
 
-TEST_F(cow_ListTest, WalkKeepsTheElementsAsTheyWere) {
+TEST_F(cow_ListTest, IteratorDoesNotSeeLaterAppends) {
   cow_List<int> list;
   list.Append(1);
   auto walk = list.Iterator();
@@ -281,7 +281,7 @@ TEST_F(cow_ListTest, WalkKeepsTheElementsAsTheyWere) {
   EXPECT_TRUE(walk.AtEnd());
 }
 
-TEST_F(cow_ListTest, AppendThatFindsNoMemoryChangesNothing) {
+TEST_F(cow_ListTest, AppendWithoutMemoryChangesNothing) {
   cow_List<int> list;
   for (int i = 0; i < 8; ++i) list.Append(i);
   AllocationProbe probe;

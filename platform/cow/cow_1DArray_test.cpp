@@ -197,7 +197,7 @@ TEST_F(cow_1DArrayTest, SwapExchangesTheElements) {
   ExpectNumbered(b, 5);
 }
 
-TEST_F(cow_1DArrayTest, ElementsLieInOneAlignedRun) {
+TEST_F(cow_1DArrayTest, ElementsAreContiguousAndAligned) {
   struct alignas(16) Wide {
     double m_Values[2] = {1, 2};
   };
@@ -217,8 +217,8 @@ TEST_F(cow_1DArrayTest, ArrayOfArraysIsShallowlyCopied) {
   EXPECT_EQ(copy.ConstGet(0).ConstGet(1), 5);
 }
 
-// The sanitizers' allocators end the process instead of answering null to an absurd size, and this one is
-// refused before they are asked.
+// The sanitizers' allocators end the process instead of returning null for an absurd size; this size is
+// refused before they are called.
 TEST_F(cow_1DArrayTest, RefusesALengthWhoseSizeOverflows) {
   struct Huge {
     char m_Bytes[1ULL << 33];
@@ -228,8 +228,8 @@ TEST_F(cow_1DArrayTest, RefusesALengthWhoseSizeOverflows) {
   EXPECT_EQ(array.Length(), 0);
 }
 
-// Every operation that copies elements is made to fail at its first copy, its second, and so on, until it
-// succeeds; after each failure the arrays must be as they were and nothing may leak.
+// Every operation that copies elements fails at its first copy, its second, and so on, until it succeeds.
+// After each failure the arrays must be unchanged and nothing may leak.
 template <class T, class Operation> int FailAtEveryCopy(Operation operation) {
   int failures = 0;
   for (int step = 1;; ++step) {
@@ -260,7 +260,7 @@ TEST_F(cow_1DArrayTest, GrowthThatFailsAtAnyCopyChangesNothing) {
   EXPECT_EQ(FailAtEveryCopy<CountedValue>([](auto& array) { array.Grow(30); }), 10);
 }
 
-TEST_F(cow_1DArrayTest, GrowthOfASoleOwnerThatMustCopyFailsWithoutChange) {
+TEST_F(cow_1DArrayTest, FailedGrowthOfASoleOwnerThatMustCopyChangesNothing) {
   int failures = 0;
   for (int step = 1;; ++step) {
     auto array = Numbered<CopyOnlyValue>(10);
@@ -282,7 +282,7 @@ TEST_F(cow_1DArrayTest, GrowthOfASoleOwnerThatMustCopyFailsWithoutChange) {
   EXPECT_EQ(failures, 10);
 }
 
-TEST_F(cow_1DArrayTest, NewElementThatFailsToBeMadeLeavesTheArray) {
+TEST_F(cow_1DArrayTest, FailedConstructionOfANewElementChangesNothing) {
   struct Fragile {
     Fragile() {
       if (++Made() == 5) throw std::runtime_error("no element");
@@ -300,7 +300,7 @@ TEST_F(cow_1DArrayTest, NewElementThatFailsToBeMadeLeavesTheArray) {
   EXPECT_EQ(array.Length(), 3);
 }
 
-TEST_F(cow_1DArrayTest, MissingMemoryLeavesTheArray) {
+TEST_F(cow_1DArrayTest, MissingMemoryChangesNothing) {
   auto const array = Numbered<CountedValue>(10);
   cow_1DArray<CountedValue> copy(array);
   {

@@ -12,22 +12,22 @@
 
 /// Copy-on-write table of Rows() by Cols() elements.
 ///
-/// Copies share the elements until one of them is written; the first write through a sharing table copies
-/// each element once, a write through a sole owner copies none. A table keeps its shape for life: assign
-/// another one to change it. A table of no rows still has its columns, and the other way round.
+/// Copies share the elements until one of them is written. The first write through a sharing table copies
+/// each element once; a write through a sole owner copies none. A table never changes its shape; to change
+/// it, assign another table. A table without rows still has its number of columns, and the other way round.
 ///
 /// Layout: one storage block that holds the shape and then the elements in row-major order, element (r, c)
-/// at r * Cols() + c. Moving copies (a share), so that every table always has a block.
+/// at r * Cols() + c. Intentional: moving copies (a share), so that every table always has a block.
 ///
 /// Shapes and indexes are counted in elements. Thread rule: the share count is plain; a table and its copies
 /// belong to one thread, or are only read.
 template <class T> class cow_2DArray {
  public:
-  /// A table of no rows and no columns; it has a storage block all the same. Throws std::bad_alloc.
+  /// A table without rows and columns; it has a storage block too. Throws std::bad_alloc.
   cow_2DArray() : cow_2DArray(0, 0) {}
 
-  /// `rows` by `columns` value-initialised elements (zero for numbers). Throws std::length_error when either
-  /// is negative, std::bad_alloc.
+  /// `rows` by `columns` value-initialised elements (zero for numbers). Throws std::length_error if either is
+  /// negative, std::bad_alloc.
   cow_2DArray(int rows, int columns) : m_Block(Block::Make(rows, columns)) {}
 
   cow_2DArray(cow_2DArray const& other) noexcept = default;
@@ -37,18 +37,18 @@ template <class T> class cow_2DArray {
   [[nodiscard]] int Rows() const noexcept { return m_Block.ConstGet().Rows(); }
   [[nodiscard]] int Cols() const noexcept { return m_Block.ConstGet().Columns(); }
 
-  /// The element at (row, column), which must lie inside the shape. Never copies anything.
+  /// The element at (row, column). Never copies anything. REQUIRES: both are inside the shape.
   [[nodiscard]] T const& ConstGet(int row, int column) const noexcept {
     return m_Block.ConstGet().At(row, column);
   }
 
-  /// The same for writing; a sharing table takes its own copy of the block first. When that fails, the table
-  /// keeps its share.
+  /// The same for writing; a sharing table copies the block for itself first. If that fails, the table keeps
+  /// its share.
   [[nodiscard]] T& Get(int row, int column) {
-    return const_cast<T&>(m_Block.Get().At(row, column)); // the block is this table's alone
+    return const_cast<T&>(m_Block.Get().At(row, column)); // no other table shares the block now
   }
 
-  /// All elements as one run in row-major order. Valid until the table is written, assigned or destroyed.
+  /// All elements, contiguous, in row-major order. Valid until the table is written, assigned or destroyed.
   [[nodiscard]] T const* ConstData() const noexcept { return m_Block.ConstGet().Elements(); }
 
   [[nodiscard]] bool SharesStorageWith(cow_2DArray const& other) const noexcept {
@@ -56,7 +56,7 @@ template <class T> class cow_2DArray {
   }
 
  private:
-  /// The storage block: one piece of memory, the elements behind the shape.
+  /// The storage block: one piece of memory, with the elements after the shape.
   class Block {
    public:
     static Block* Make(int rows, int columns) {

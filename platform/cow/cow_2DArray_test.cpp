@@ -14,6 +14,7 @@
 #include "platform/cow/cow_String.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/CountedValue.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -68,7 +69,7 @@ TEST_F(cow_2DArrayTest, NewElementsAreValueInitialised) {
   EXPECT_FALSE(texts.ConstGet(1, 2).HasText());
 }
 
-TEST_F(cow_2DArrayTest, ElementsLieRowAfterRowInOneAlignedRun) {
+TEST_F(cow_2DArrayTest, ElementsAreContiguousRowAfterRow) {
   struct alignas(16) Wide {
     double m_Values[2] = {1, 2};
   };
@@ -100,7 +101,7 @@ TEST_F(cow_2DArrayTest, RefusesAShapeWhoseSizeOverflows) {
   constexpr int Max = std::numeric_limits<int>::max();
   AllocationProbe const probe;
   EXPECT_THROW(cow_2DArray<double>(Max, Max), std::bad_alloc);
-  EXPECT_EQ(probe.Count(), 0); // refused before memory is asked for
+  EXPECT_EQ(probe.Count(), 0); // refused before memory is requested
 }
 
 TEST_F(cow_2DArrayTest, CopiesShareTheElementsWithoutCopying) {
@@ -178,7 +179,7 @@ TEST_F(cow_2DArrayTest, AssignmentToItselfKeepsTheElements) {
   ExpectNumbered(table, 3, 4);
 }
 
-TEST_F(cow_2DArrayTest, MovingLeavesTheSourceAsItWas) {
+TEST_F(cow_2DArrayTest, MovingKeepsTheSource) {
   Table table = Numbered(3, 4);
   Table const moved(std::move(table));
   ExpectNumbered(table, 3, 4); // NOLINT(bugprone-use-after-move): what moving leaves is what is tested
@@ -225,8 +226,8 @@ TEST_F(cow_2DArrayTest, MissingMemoryMakesNoTable) {
 
 class cow_2DArrayModel : public testing::TestWithParam<unsigned int> {};
 
-// Tables that share their elements in ever new ways, each beside a vector that shares nothing.
-TEST_P(cow_2DArrayModel, TablesFollowVectors) {
+// Random steps on tables that share their elements in many ways, each with a vector that shares nothing.
+TEST_P(cow_2DArrayModel, TablesMatchVectors) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   struct Model {
     int m_Rows = 0;
@@ -268,6 +269,6 @@ TEST_P(cow_2DArrayModel, TablesFollowVectors) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, cow_2DArrayModel, testing::Values(1U, 77U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, cow_2DArrayModel, testing::ValuesIn(Seeds({1U, 77U, 20260101U})));
 
 } // namespace

@@ -7,11 +7,11 @@
 
 /// Ordered map with unique keys, ascending by `<`. Copies share the entries until one of them is written.
 ///
-/// A table of hashes (std::hash<K>) stands beside the ordered entries, because comparing texts on the way
-/// down a tree is what finding one costs: finding takes the same time in a large tree as in a small one.
+/// Beside the ordered entries it keeps a hash table (std::hash<K>), because comparing texts on the way down a
+/// tree is slow: a look-up takes the same time in a large tree as in a small one.
 ///
-/// Inserting keeps an entry that is there. Thread rule: a tree and its copies belong to one thread, or are
-/// only read.
+/// Inserting keeps an existing entry. Thread rule: a tree and its copies belong to one thread, or are only
+/// read.
 template <class K, class V> class cow_Btree {
  public:
   /// One entry: `first` is the key, `second` the value.
@@ -37,7 +37,7 @@ template <class K, class V> class cow_Btree {
     return m_Shared == nullptr ? 0 : static_cast<int>(m_Shared->m_Entries.size());
   }
 
-  /// The entry of a key, null when there is none. Valid until the tree is written or destroyed.
+  /// The entry of a key; null if there is none. Valid until the tree is written or destroyed.
   [[nodiscard]] Node const* ConstFind(K const& key) const {
     if (m_Shared == nullptr) return nullptr;
     auto const found = m_Shared->m_Index.find(key);
@@ -45,7 +45,7 @@ template <class K, class V> class cow_Btree {
   }
   [[nodiscard]] bool IsMember(K const& key) const { return ConstFind(key) != nullptr; }
 
-  /// Adds an entry unless the key is there, and then changes nothing. Returns whether it added.
+  /// Adds an entry unless the key exists. Returns whether it was added.
   bool InsertUnlessMember(K const& key, V const& value) {
     if (IsMember(key)) return false;
     Shared& own = Own();
@@ -59,11 +59,11 @@ template <class K, class V> class cow_Btree {
     return true;
   }
 
-  /// The value of a key for writing, null when there is none. Valid until the tree is copied, walked, written
-  /// or destroyed: a copy made meanwhile would see what is written through it.
+  /// The value of a key for writing; null if there is none. Valid until the tree is copied, walked, written
+  /// or destroyed: a copy made meanwhile would see writes through it.
   [[nodiscard]] V* Find(K const& key) {
     if (!IsMember(key)) return nullptr;
-    return const_cast<V*>(&(*Own().m_Index.find(key))->second); // an entry of this tree alone
+    return const_cast<V*>(&(*Own().m_Index.find(key))->second); // no other tree shares this entry
   }
 
   /// Removes the entry of a key. Returns whether there was one.
@@ -72,11 +72,11 @@ template <class K, class V> class cow_Btree {
     Shared& own = Own();
     auto const place = own.m_Entries.find(key);
     own.m_Index.erase(&*place);
-    own.m_Entries.erase(place); // `key` may lie in it
+    own.m_Entries.erase(place); // last, because `key` may be in the entry
     return true;
   }
 
-  /// Drops this tree's share; the tree is empty then.
+  /// Drops this tree's share; the tree is then empty.
   void Clear() noexcept {
     Shared* const shared = std::exchange(m_Shared, nullptr);
     if (shared != nullptr && --shared->m_Count == 0) delete shared;
@@ -116,7 +116,7 @@ template <class K, class V> class cow_Btree {
     std::unordered_set<Node const*, HashOfKey, SameKey> m_Index;
   };
 
-  /// The entries for writing, of this tree alone.
+  /// The entries for writing, not shared with any other tree.
   Shared& Own() {
     if (m_Shared == nullptr) {
       m_Shared = new Shared;

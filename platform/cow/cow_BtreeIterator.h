@@ -6,10 +6,10 @@
 ///
 ///     for (cow_BtreeIterator<K, V> i(tree); !i.IsDone(); i.Next()) Use(i.Key(), i.Value());
 ///
-/// The iterator shares the entries: a write to the tree meanwhile does not show through it.
+/// The iterator shares the entries, so it does not see later writes to the tree.
 template <class K, class V> class cow_BtreeIterator {
  public:
-  /// Stands on the first entry.
+  /// Starts at the first entry.
   explicit cow_BtreeIterator(cow_Btree<K, V> const& tree) noexcept : m_Tree(tree) { First(); }
 
   void First() noexcept {
@@ -20,7 +20,7 @@ template <class K, class V> class cow_BtreeIterator {
     return m_Tree.m_Shared == nullptr || m_Current == m_Tree.m_Shared->m_Entries.cend();
   }
 
-  /// The entry that the iterator stands on; it must not be done.
+  /// The current entry. REQUIRES: !IsDone().
   [[nodiscard]] K const& Key() const noexcept { return m_Current->first; }
   [[nodiscard]] V const& Value() const noexcept { return m_Current->second; }
 

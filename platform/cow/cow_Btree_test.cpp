@@ -12,6 +12,7 @@
 #include "platform/cow/cow_BtreeIterator.h"
 #include "platform/cow/cow_String.h"
 #include "tests/support/CountedValue.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -38,7 +39,7 @@ class cow_BtreeTest : public testing::Test {
     EXPECT_EQ(CountedValue::s_Alive, 0);
   }
 
-  /// "a" to "c" with 1 to 3; no copy counted yet.
+  /// "a" to "c" with 1 to 3; no copies counted yet.
   static Tree Three() {
     Tree tree;
     EXPECT_TRUE(tree.InsertUnlessMember("b"_cow, CountedValue(2)));
@@ -71,7 +72,7 @@ TEST_F(cow_BtreeTest, InsertedEntryIsFoundUnderItsKey) {
   EXPECT_EQ(tree.Count(), 1);
 }
 
-TEST_F(cow_BtreeTest, InsertKeepsTheEntryThatIsThere) {
+TEST_F(cow_BtreeTest, InsertKeepsAnExistingEntry) {
   Tree tree = Three();
   EXPECT_FALSE(tree.InsertUnlessMember("a"_cow, CountedValue(9)));
   EXPECT_EQ(tree.ConstFind("a"_cow)->second.m_Value, 1);
@@ -93,7 +94,7 @@ TEST_F(cow_BtreeTest, NoTextAndEmptyTextAreOneKey) {
   EXPECT_EQ(tree.ConstFind(""_cow)->second.m_Value, 1);
 }
 
-TEST_F(cow_BtreeTest, RemoveTakesOneEntryOut) {
+TEST_F(cow_BtreeTest, RemoveRemovesOneEntry) {
   Tree tree = Three();
   EXPECT_TRUE(tree.Remove("b"_cow));
   EXPECT_FALSE(tree.Remove("b"_cow));
@@ -101,7 +102,7 @@ TEST_F(cow_BtreeTest, RemoveTakesOneEntryOut) {
   EXPECT_EQ(CountedValue::s_Alive, 2);
 }
 
-TEST_F(cow_BtreeTest, RemoveByTheKeyOfTheRemovedEntry) {
+TEST_F(cow_BtreeTest, RemoveAcceptsTheKeyOfItsOwnEntry) {
   Tree tree = Three();
   EXPECT_TRUE(tree.Remove(tree.ConstFind("b"_cow)->first));
   EXPECT_EQ(All(tree), (Entries{{"a", 1}, {"c", 3}}));
@@ -111,7 +112,7 @@ TEST_F(cow_BtreeTest, RemoveByTheKeyOfTheRemovedEntry) {
   EXPECT_EQ(All(copy), (Entries{{"a", 1}, {"c", 3}}));
 }
 
-TEST_F(cow_BtreeTest, ClearEmptiesThisTreeOnly) {
+TEST_F(cow_BtreeTest, ClearEmptiesOnlyThisTree) {
   Tree tree = Three();
   Tree const copy(tree);
   tree.Clear();
@@ -157,7 +158,7 @@ TEST_F(cow_BtreeTest, FirstWriteOfASharingTreeCopiesEachEntryOnce) {
   EXPECT_EQ(All(copy), (Entries{{"a", 10}, {"b", 20}, {"c", 3}}));
 }
 
-TEST_F(cow_BtreeTest, InsertionIntoASharingTreeLeavesTheOthers) {
+TEST_F(cow_BtreeTest, InsertionIntoASharingTreeKeepsTheOthers) {
   Tree const tree = Three();
   Tree copy(tree);
   EXPECT_TRUE(copy.InsertUnlessMember("d"_cow, CountedValue(4)));
@@ -166,7 +167,7 @@ TEST_F(cow_BtreeTest, InsertionIntoASharingTreeLeavesTheOthers) {
   EXPECT_EQ(tree.ConstFind("d"_cow), nullptr);
 }
 
-TEST_F(cow_BtreeTest, RemovalFromASharingTreeLeavesTheOthers) {
+TEST_F(cow_BtreeTest, RemovalFromASharingTreeKeepsTheOthers) {
   Tree const tree = Three();
   Tree copy(tree);
   EXPECT_TRUE(copy.Remove("a"_cow));
@@ -174,7 +175,7 @@ TEST_F(cow_BtreeTest, RemovalFromASharingTreeLeavesTheOthers) {
   EXPECT_EQ(copy.Count(), 2);
 }
 
-TEST_F(cow_BtreeTest, OperationsThatChangeNothingDoNotSeparateTrees) {
+TEST_F(cow_BtreeTest, OperationsThatChangeNothingKeepTreesShared) {
   Tree const tree = Three();
   Tree copy(tree);
   EXPECT_FALSE(copy.InsertUnlessMember("a"_cow, CountedValue(9)));
@@ -271,7 +272,7 @@ TEST_F(cow_BtreeTest, IteratorOutlivesItsTree) {
   EXPECT_EQ(Rest(iterator), (Entries{{"a", 1}, {"b", 2}, {"c", 3}}));
 }
 
-TEST_F(cow_BtreeTest, CopyOfAnIteratorGoesOnAlone) {
+TEST_F(cow_BtreeTest, CopyOfAnIteratorMovesOnItsOwn) {
   Tree const tree = Three();
   Iterator iterator(tree);
   iterator.Next();
@@ -281,7 +282,7 @@ TEST_F(cow_BtreeTest, CopyOfAnIteratorGoesOnAlone) {
   EXPECT_EQ(Rest(iterator), (Entries{{"c", 3}}));
 }
 
-TEST_F(cow_BtreeTest, IteratorThatIsGoneLeavesASoleOwner) {
+TEST_F(cow_BtreeTest, DestroyedIteratorLeavesASoleOwner) {
   Tree tree = Three();
   EXPECT_EQ(All(tree).size(), 3U);
   tree.Find("a"_cow)->m_Value = 10;
@@ -290,9 +291,9 @@ TEST_F(cow_BtreeTest, IteratorThatIsGoneLeavesASoleOwner) {
 
 class cow_BtreeModel : public testing::TestWithParam<unsigned int> {};
 
-// Trees that share their entries in ever new ways, each beside a std::map that shares nothing, and iterators
-// that keep what was there when they were made.
-TEST_P(cow_BtreeModel, TreesAndIteratorsFollowMaps) {
+// Random steps on trees that share their entries in many ways, each with a std::map that shares nothing, and
+// on iterators, which keep the entries of the moment when they were made.
+TEST_P(cow_BtreeModel, TreesAndIteratorsMatchMaps) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   using Numbers = cow_Btree<unsigned int, int>;
   using Model = std::map<unsigned int, int>;
@@ -353,6 +354,6 @@ TEST_P(cow_BtreeModel, TreesAndIteratorsFollowMaps) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, cow_BtreeModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, cow_BtreeModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 } // namespace

@@ -2,14 +2,15 @@
 
 #include "platform/cow/cow_CountedHld.h"
 
-/// Copy policy of plain values: the copy constructor.
+/// Copy policy for plain values: the copy constructor.
 template <class T> struct cow_Direct {
   static T* Copy(T const& object) { return new T(object); }
 };
 
 /// Copy policy of class hierarchies: the virtual clone `Copy()`, so the most-derived class survives.
 template <class T> struct cow_Virtual {
-  static T* Copy(T const& object) { return object.Copy(); }
+  // The clone is a T, but its class may declare Copy() as returning the root class.
+  static T* Copy(T const& object) { return static_cast<T*>(object.Copy()); }
 };
 
 /// Copy-on-write holder: copies share one object until one of them asks to change it.
@@ -25,14 +26,14 @@ template <class T, class Policy> class cow_COW {
   [[nodiscard]] bool IsNull() const noexcept { return m_Holder.Ptr() == nullptr; }
   [[nodiscard]] int UseCount() const noexcept { return m_Holder.UseCount(); }
 
-  /// The held object for reading, null when there is none.
+  /// The held object for reading; null if there is none.
   [[nodiscard]] T const* ConstPtr() const noexcept { return m_Holder.Ptr(); }
 
-  /// The held object for reading; there must be one.
+  /// The held object for reading. REQUIRES: there is one.
   [[nodiscard]] T const& ConstGet() const noexcept { return *m_Holder.Ptr(); }
 
-  /// The held object for writing, cloned first when it is shared; there must be one.
-  /// When the clone throws, the holder keeps its share.
+  /// The held object for writing, cloned first if it is shared. If the clone throws, the holder keeps its
+  /// share. REQUIRES: there is one.
   [[nodiscard]] T& Get() {
     if (m_Holder.UseCount() != 1) m_Holder = cow_CountedHld<T>(Policy::Copy(*m_Holder.Ptr()));
     return *m_Holder.Ptr();

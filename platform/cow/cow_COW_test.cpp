@@ -42,7 +42,7 @@ class cow_COWTest : public testing::Test {
   void TearDown() override { EXPECT_EQ(CountedValue::s_Alive, 0); }
 };
 
-TEST_F(cow_COWTest, DefaultHoldsNothingUnderACountOfOne) {
+TEST_F(cow_COWTest, DefaultHoldsNothingWithACountOfOne) {
   Held const holder;
   EXPECT_TRUE(holder.IsNull());
   EXPECT_EQ(holder.ConstPtr(), nullptr);
@@ -103,6 +103,19 @@ TEST_F(cow_COWTest, VirtualPolicyClonesTheMostDerivedClass) {
   EXPECT_EQ(holder.ConstGet().m_Mark, 0);
 }
 
+TEST_F(cow_COWTest, VirtualPolicyAcceptsACopyThatReturnsTheRootType) {
+  struct Triangle : Shape {
+    Shape* Copy() const override { return new Triangle(*this); }
+    int Sides() const override { return 3; }
+  };
+  using HeldTriangle = cow_COW<Triangle, cow_Virtual<Triangle>>;
+  HeldTriangle const holder(new Triangle);
+  HeldTriangle copy(holder);
+  copy.Get().m_Mark = 5;
+  EXPECT_EQ(copy.ConstGet().Sides(), 3);
+  EXPECT_EQ(holder.ConstGet().m_Mark, 0);
+}
+
 TEST_F(cow_COWTest, VirtualPolicyClonesOnlyWhenShared) {
   HeldShape holder(new Square);
   holder.Get().m_Mark = 1;
@@ -111,7 +124,7 @@ TEST_F(cow_COWTest, VirtualPolicyClonesOnlyWhenShared) {
   EXPECT_EQ(Shape::s_Clones, 0);
   holder.Get().m_Mark = 2;
   EXPECT_EQ(Shape::s_Clones, 1);
-  copy.Get().m_Mark = 3; // the only holder of the first object now
+  copy.Get().m_Mark = 3; // it is the only holder of the first object now
   EXPECT_EQ(Shape::s_Clones, 1);
 }
 
@@ -123,7 +136,7 @@ TEST_F(cow_COWTest, KeepsItsShareWhenTheCloneFails) {
   EXPECT_EQ(holder.UseCount(), 2);
 }
 
-TEST_F(cow_COWTest, KeepsItsShareWhenTheCountFindsNoMemory) {
+TEST_F(cow_COWTest, KeepsItsShareWhenThereIsNoMemoryForTheCount) {
   Held const holder(new CountedValue(7));
   Held copy(holder);
   AllocationProbe probe;

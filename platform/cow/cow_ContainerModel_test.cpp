@@ -7,9 +7,10 @@
 #include "platform/cow/cow_1DArrayList.h"
 #include "platform/cow/cow_List.h"
 #include "platform/cow/cow_String.h"
+#include "tests/support/Seeds.h"
 
-// Random steps on a handful of containers that share their storage in ever new ways, each beside a
-// std::vector that shares nothing.
+// Random steps on a few containers that share their storage in many ways, each with a std::vector that shares
+// nothing.
 namespace {
 
 constexpr std::size_t Slots = 6;
@@ -21,7 +22,7 @@ class CowModel : public testing::TestWithParam<unsigned int> {
   std::mt19937 m_Random{GetParam()};
 };
 
-TEST_P(CowModel, ArrayFollowsAVector) {
+TEST_P(CowModel, ArrayMatchesAVector) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   std::vector<cow_1DArray<int>> arrays(Slots);
   std::vector<std::vector<int>> model(Slots);
@@ -62,7 +63,7 @@ TEST_P(CowModel, ArrayFollowsAVector) {
   }
 }
 
-TEST_P(CowModel, ArrayListFollowsAVector) {
+TEST_P(CowModel, ArrayListMatchesAVector) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   std::vector<cow_1DArrayList<cow_String>> lists(Slots);
   std::vector<std::vector<cow_String>> model(Slots);
@@ -114,7 +115,7 @@ TEST_P(CowModel, ArrayListFollowsAVector) {
   }
 }
 
-TEST_P(CowModel, ListAndItsWalksFollowVectors) {
+TEST_P(CowModel, ListAndItsIteratorsMatchVectors) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   struct Walk {
     cow_1DArrayIter<int> m_Walk;
@@ -158,6 +159,6 @@ TEST_P(CowModel, ListAndItsWalksFollowVectors) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, CowModel, testing::Values(1U, 77U, 20250131U));
+INSTANTIATE_TEST_SUITE_P(Seeds, CowModel, testing::ValuesIn(Seeds({1U, 77U, 20250131U})));
 
 } // namespace

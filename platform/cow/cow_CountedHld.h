@@ -7,14 +7,14 @@
 
 /// Shared ownership of one object: two words, a pointer to a shared count and a pointer to the object.
 ///
-/// The last holder deletes the object (through its virtual destructor where it has one). The count is plain:
-/// a holder and all its copies belong to one thread, or are only read.
+/// The last holder deletes the object (through its virtual destructor, if it has one). The count is plain: a
+/// holder and all its copies belong to one thread, or are only read.
 template <class T> class cow_CountedHld {
  public:
-  /// Holds nothing, under a count of its own of 1.
+  /// Holds nothing, with its own count of 1.
   cow_CountedHld() : cow_CountedHld(nullptr) {}
 
-  /// Takes ownership of `object` (may be null) under a new count of 1; deletes it when that fails.
+  /// Takes ownership of `object` (may be null) with a new count of 1. Deletes `object` if that throws.
   explicit cow_CountedHld(T* object) {
     std::unique_ptr<T> guard(object);
     m_Counter = new cow_Counter(1);
@@ -26,14 +26,14 @@ template <class T> class cow_CountedHld {
     if (m_Counter != nullptr) ++m_Counter->m_Count;
   }
 
-  /// The source is left without object and count; it may only be assigned or destroyed.
+  /// The source then has no object and no count; it can only be assigned to or destroyed.
   cow_CountedHld(cow_CountedHld&& other) noexcept
       : m_Counter(std::exchange(other.m_Counter, nullptr)), m_Object(std::exchange(other.m_Object, nullptr)) {
   }
 
   ~cow_CountedHld() { Release(); }
 
-  /// Takes the source's share before it lets go of its own.
+  /// Takes the source's share before it drops its own.
   cow_CountedHld& operator=(cow_CountedHld const& other) noexcept {
     cow_CountedHld(other).Swap(*this);
     return *this;
@@ -52,7 +52,7 @@ template <class T> class cow_CountedHld {
   [[nodiscard]] T* Ptr() const noexcept { return m_Object; }
   [[nodiscard]] int UseCount() const noexcept { return m_Counter == nullptr ? 0 : m_Counter->m_Count; }
 
-  /// Deletes the object and the count, whatever other holders there are, and nulls both words.
+  /// Deletes the object and the count, even if other holders share them, and nulls both words.
   void Delete() noexcept {
     delete std::exchange(m_Object, nullptr);
     delete std::exchange(m_Counter, nullptr);

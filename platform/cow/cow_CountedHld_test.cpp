@@ -23,13 +23,13 @@ class cow_CountedHldTest : public testing::Test {
   void SetUp() override { Base::s_BaseGone = Derived::s_DerivedGone = 0; }
 };
 
-TEST_F(cow_CountedHldTest, DefaultHoldsNothingUnderACountOfOne) {
+TEST_F(cow_CountedHldTest, DefaultHoldsNothingWithACountOfOne) {
   cow_CountedHld<Base> const holder;
   EXPECT_EQ(holder.Ptr(), nullptr);
   EXPECT_EQ(holder.UseCount(), 1);
 }
 
-TEST_F(cow_CountedHldTest, TakesOwnershipUnderACountOfOne) {
+TEST_F(cow_CountedHldTest, TakesOwnershipWithACountOfOne) {
   auto* const object = new Derived;
   cow_CountedHld<Base> const holder(object);
   EXPECT_EQ(holder.Ptr(), object);
@@ -55,7 +55,7 @@ TEST_F(cow_CountedHldTest, LastHolderDeletesThroughTheVirtualDestructor) {
   EXPECT_EQ(Base::s_BaseGone, 1);
 }
 
-TEST_F(cow_CountedHldTest, AssignmentLetsGoOfTheOldObject) {
+TEST_F(cow_CountedHldTest, AssignmentDropsTheOldObject) {
   cow_CountedHld<Base> a(new Derived);
   cow_CountedHld<Base> const b(new Base);
   a = b;
@@ -75,7 +75,7 @@ TEST_F(cow_CountedHldTest, AssigningToItselfChangesNothing) {
   EXPECT_EQ(Derived::s_DerivedGone, 0);
 }
 
-TEST_F(cow_CountedHldTest, MovingTakesTheShareOver) {
+TEST_F(cow_CountedHldTest, MovingTakesTheShare) {
   cow_CountedHld<Base> source(new Derived);
   Base* const object = source.Ptr();
   cow_CountedHld<Base> const target(std::move(source));
@@ -104,14 +104,14 @@ TEST_F(cow_CountedHldTest, DeleteDestroysTheObjectAndReleasesTheCount) {
   EXPECT_EQ(holder.UseCount(), 0);
 }
 
-TEST_F(cow_CountedHldTest, DeleteOfAnEmptyHolderReleasesTheCountOnly) {
+TEST_F(cow_CountedHldTest, DeleteOfAnEmptyHolderReleasesOnlyTheCount) {
   cow_CountedHld<Base> holder;
   holder.Delete();
   EXPECT_EQ(Base::s_BaseGone, 0);
   EXPECT_EQ(holder.UseCount(), 0);
 }
 
-TEST_F(cow_CountedHldTest, DeletesTheObjectWhenTheCountFindsNoMemory) {
+TEST_F(cow_CountedHldTest, DeletesTheObjectWhenThereIsNoMemoryForTheCount) {
   AllocationProbe probe;
   probe.FailAt(1);
   auto* const object = new Derived;

@@ -10,7 +10,7 @@ class KVL_EXPORT cow_Counter {
  public:
   explicit cow_Counter(int count) noexcept : m_Count(count) {}
 
-  /// Counters come from their own allocation operators, so that a host can pool them.
+  /// Counters have their own allocation operators, so that a host can pool them.
   static void* operator new(std::size_t size);
   static void operator delete(void* counter) noexcept;
 

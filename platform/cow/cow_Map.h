@@ -8,8 +8,8 @@
 /// Ordered map with unique keys, ascending by `<`. Copies share the entries until one of them is written; the
 /// first write through a sharing map copies each entry once, a write through a sole owner copies none.
 ///
-/// Inserting replaces the value of a key that is there (cow_Btree keeps it). There is nothing beside the
-/// entries: the map for many small tables. Where keys are long and look-ups many, cow_Btree finds faster.
+/// Inserting replaces the value of an existing key (cow_Btree keeps it). It stores only the entries, so use
+/// it for many small tables; for many look-ups of long keys, cow_Btree is faster.
 ///
 /// Thread rule: the share count is plain; a map and its copies belong to one thread, or are only read.
 template <class K, class V> class cow_Map {
@@ -39,7 +39,7 @@ template <class K, class V> class cow_Map {
   }
   [[nodiscard]] bool IsEmpty() const noexcept { return Count() == 0; }
 
-  /// The entry of a key, null when there is none. Valid until the map is written or destroyed.
+  /// The entry of a key; null if there is none. Valid until the map is written or destroyed.
   [[nodiscard]] Node const* ConstFind(K const& key) const {
     if (m_Shared == nullptr) return nullptr;
     auto const found = m_Shared->m_Entries.find(key);
@@ -47,35 +47,35 @@ template <class K, class V> class cow_Map {
   }
   [[nodiscard]] bool IsMember(K const& key) const { return ConstFind(key) != nullptr; }
 
-  /// The value of a key. Throws std::out_of_range when there is none: ask ConstFind where that is ordinary.
-  /// Valid as what ConstFind returns.
+  /// The value of a key. Throws std::out_of_range if there is none; use ConstFind where that is ordinary.
+  /// Valid until the map is written or destroyed.
   [[nodiscard]] V const& ConstGet(K const& key) const {
     Node const* const node = ConstFind(key);
     if (node == nullptr) throw std::out_of_range("cow_Map: no such key");
     return node->second;
   }
 
-  /// The value of a key for writing, null when there is none; a sharing map takes its own copy of the entries
-  /// first. Valid until the map is copied, walked, written or destroyed: a copy made meanwhile would see what
-  /// is written through it.
+  /// The value of a key for writing; null if there is none. A sharing map copies the entries for itself
+  /// first. Valid until the map is copied, walked, written or destroyed: a copy made meanwhile would see
+  /// writes through it.
   [[nodiscard]] V* Find(K const& key) {
     if (!IsMember(key)) return nullptr;
     return &Own().m_Entries.find(key)->second;
   }
 
-  /// The same; throws std::out_of_range when there is none, and then changes nothing.
+  /// The same; throws std::out_of_range if there is none, and then changes nothing.
   [[nodiscard]] V& Get(K const& key) {
     V* const value = Find(key);
     if (value == nullptr) throw std::out_of_range("cow_Map: no such key");
     return *value;
   }
 
-  /// Sets the value of a key: adds an entry, or replaces the value of the one that is there (the key object
-  /// stays). Returns whether it added. Both arguments may lie in this map. The entries stay as they were when
-  /// a copy or an allocation fails.
+  /// Sets the value of a key: adds an entry, or replaces the value of the existing one (and keeps its key
+  /// object). Returns whether it was added. Both arguments may be in this map. If a copy or an allocation
+  /// fails, the entries are unchanged.
   bool Insert(K const& key, V const& value) { return Own().m_Entries.insert_or_assign(key, value).second; }
 
-  /// Removes the entry of a key, which may lie in it. Returns whether there was one.
+  /// Removes the entry of a key, which may be in that entry. Returns whether there was one.
   bool Remove(K const& key) {
     if (!IsMember(key)) return false;
     Entries& own = Own().m_Entries;
@@ -83,7 +83,7 @@ template <class K, class V> class cow_Map {
     return true;
   }
 
-  /// Drops this map's share; the map is empty then.
+  /// Drops this map's share; the map is then empty.
   void Clear() noexcept {
     Shared* const shared = std::exchange(m_Shared, nullptr);
     if (shared != nullptr && --shared->m_Count == 0) delete shared;
@@ -103,7 +103,7 @@ template <class K, class V> class cow_Map {
     Entries m_Entries{};
   };
 
-  /// The entries for writing, of this map alone.
+  /// The entries for writing, not shared with any other map.
   Shared& Own() {
     if (m_Shared == nullptr) {
       m_Shared = new Shared;

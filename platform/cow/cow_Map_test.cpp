@@ -13,6 +13,7 @@
 #include "platform/cow/cow_ConstMapIterator.h"
 #include "platform/cow/cow_String.h"
 #include "tests/support/CountedValue.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ class cow_MapTest : public testing::Test {
     EXPECT_EQ(CountedValue::s_Alive, 0);
   }
 
-  /// "a" to "c" with 1 to 3; no copy counted yet.
+  /// "a" to "c" with 1 to 3; no copies counted yet.
   static Map Three() {
     Map map;
     EXPECT_TRUE(map.Insert("b"_cow, CountedValue(2)));
@@ -132,7 +133,7 @@ TEST_F(cow_MapTest, GetAndConstGetOfAMissingKeyThrowAndChangeNothing) {
   EXPECT_THROW((void)Map().ConstGet("z"_cow), std::out_of_range);
 }
 
-TEST_F(cow_MapTest, RemoveTakesOneEntryOut) {
+TEST_F(cow_MapTest, RemoveRemovesOneEntry) {
   Map map = Three();
   EXPECT_TRUE(map.Remove("b"_cow));
   EXPECT_FALSE(map.Remove("b"_cow));
@@ -140,7 +141,7 @@ TEST_F(cow_MapTest, RemoveTakesOneEntryOut) {
   EXPECT_EQ(CountedValue::s_Alive, 2);
 }
 
-TEST_F(cow_MapTest, RemoveByTheKeyOfTheRemovedEntry) {
+TEST_F(cow_MapTest, RemoveAcceptsTheKeyOfItsOwnEntry) {
   Map map = Three();
   EXPECT_TRUE(map.Remove(map.ConstFind("b"_cow)->first));
   EXPECT_EQ(All(map), (Entries{{"a", 1}, {"c", 3}}));
@@ -150,7 +151,7 @@ TEST_F(cow_MapTest, RemoveByTheKeyOfTheRemovedEntry) {
   EXPECT_EQ(All(copy), (Entries{{"a", 1}, {"c", 3}}));
 }
 
-TEST_F(cow_MapTest, InsertTakesKeyAndValueFromItsOwnEntries) {
+TEST_F(cow_MapTest, InsertAcceptsKeyAndValueFromItsOwnEntries) {
   for (bool const shared : {false, true}) {
     Map map = Three();
     Map const copy = shared ? map : Map();
@@ -162,7 +163,7 @@ TEST_F(cow_MapTest, InsertTakesKeyAndValueFromItsOwnEntries) {
   }
 }
 
-TEST_F(cow_MapTest, ClearEmptiesThisMapOnly) {
+TEST_F(cow_MapTest, ClearEmptiesOnlyThisMap) {
   Map map = Three();
   Map const copy(map);
   map.Clear();
@@ -186,7 +187,7 @@ TEST_F(cow_MapTest, CopyingAndReadingCopiesNoEntry) {
   EXPECT_EQ(CountedValue::s_Copies, 0);
 }
 
-TEST_F(cow_MapTest, ReadingThroughANonConstSharingMapDoesNotSeparateIt) {
+TEST_F(cow_MapTest, ReadingThroughANonConstSharingMapKeepsItShared) {
   Map const map = Three();
   Map copy(map);
   EXPECT_EQ(copy.ConstGet("a"_cow).m_Value, 1);
@@ -220,7 +221,7 @@ TEST_F(cow_MapTest, FirstWriteOfASharingMapCopiesEachEntryOnce) {
   EXPECT_EQ(All(copy), (Entries{{"a", 10}, {"b", 20}, {"c", 3}}));
 }
 
-TEST_F(cow_MapTest, InsertionIntoASharingMapLeavesTheOthers) {
+TEST_F(cow_MapTest, InsertionIntoASharingMapKeepsTheOthers) {
   Map const map = Three();
   Map added(map);
   Map replaced(map);
@@ -231,7 +232,7 @@ TEST_F(cow_MapTest, InsertionIntoASharingMapLeavesTheOthers) {
   EXPECT_EQ(All(replaced), (Entries{{"a", 10}, {"b", 2}, {"c", 3}}));
 }
 
-TEST_F(cow_MapTest, RemovalFromASharingMapLeavesTheOthers) {
+TEST_F(cow_MapTest, RemovalFromASharingMapKeepsTheOthers) {
   Map const map = Three();
   Map copy(map);
   EXPECT_TRUE(copy.Remove("a"_cow));
@@ -239,7 +240,7 @@ TEST_F(cow_MapTest, RemovalFromASharingMapLeavesTheOthers) {
   EXPECT_EQ(All(copy), (Entries{{"b", 2}, {"c", 3}}));
 }
 
-TEST_F(cow_MapTest, OperationsThatChangeNothingDoNotSeparateMaps) {
+TEST_F(cow_MapTest, OperationsThatChangeNothingKeepMapsShared) {
   Map const map = Three();
   Map copy(map);
   EXPECT_FALSE(copy.Remove("z"_cow));
@@ -308,7 +309,7 @@ TEST_F(cow_MapTest, KeepsItsShareWhenTheCopyFails) {
   EXPECT_EQ(map.Count(), 3);
 }
 
-TEST_F(cow_MapTest, InsertThatFailsAtAnyCopyLeavesTheEntriesOfEveryMap) {
+TEST_F(cow_MapTest, InsertThatFailsAtAnyCopyKeepsTheEntriesOfEveryMap) {
   for (char const* const key : {"b", "d"}) // replacing, adding
     for (bool const shared : {false, true}) {
       int failures = 0;
@@ -353,7 +354,7 @@ TEST_F(cow_MapTest, IteratorOutlivesItsMap) {
   EXPECT_EQ(Rest(iterator), m_Three);
 }
 
-TEST_F(cow_MapTest, CopyOfAnIteratorGoesOnAlone) {
+TEST_F(cow_MapTest, CopyOfAnIteratorMovesOnItsOwn) {
   Map const map = Three();
   Iterator iterator(map);
   iterator.Next();
@@ -363,7 +364,7 @@ TEST_F(cow_MapTest, CopyOfAnIteratorGoesOnAlone) {
   EXPECT_EQ(Rest(iterator), (Entries{{"c", 3}}));
 }
 
-TEST_F(cow_MapTest, IteratorThatIsGoneLeavesASoleOwner) {
+TEST_F(cow_MapTest, DestroyedIteratorLeavesASoleOwner) {
   Map map = Three();
   EXPECT_EQ(All(map).size(), 3U);
   map.Get("a"_cow).m_Value = 10;
@@ -372,9 +373,9 @@ TEST_F(cow_MapTest, IteratorThatIsGoneLeavesASoleOwner) {
 
 class cow_MapModel : public testing::TestWithParam<unsigned int> {};
 
-// Maps that share their entries in ever new ways, each beside a std::map that shares nothing, and iterators
-// that keep what was there when they were made.
-TEST_P(cow_MapModel, MapsAndIteratorsFollowStandardMaps) {
+// Random steps on maps that share their entries in many ways, each with a std::map that shares nothing, and
+// on iterators, which keep the entries of the moment when they were made.
+TEST_P(cow_MapModel, MapsAndIteratorsMatchStandardMaps) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   using Numbers = cow_Map<int, int>;
   using Walk = cow_ConstMapIterator<int, int>;
@@ -431,6 +432,6 @@ TEST_P(cow_MapModel, MapsAndIteratorsFollowStandardMaps) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, cow_MapModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, cow_MapModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 } // namespace

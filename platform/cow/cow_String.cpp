@@ -8,7 +8,7 @@
 
 namespace {
 
-/// A counted buffer with the two texts behind each other, in one allocation.
+/// A counted buffer with both texts, one after the other, in one allocation.
 cow_StringBuffer* MakeBuffer(std::string_view first, std::string_view second) {
   std::size_t const length = first.size() + second.size();
   if (length > static_cast<std::size_t>(cow_String::MaxLength))

@@ -21,11 +21,12 @@ struct cow_StringBuffer {
 /// Copy-on-write character string, one pointer wide.
 ///
 /// There are two ways to be empty: *no text* (default, no buffer at all) and *empty text* (a buffer with no
-/// characters). Both have length 0 and compare equal; HasText tells them apart, and stores keep them apart.
-/// Characters are bytes, UTF-8 by convention; nulls may be embedded when the length is given.
+/// characters). Both have length 0 and compare equal; HasText distinguishes them, and stores keep the
+/// difference. Characters are bytes, UTF-8 by convention; nulls may be embedded if the length is given.
 ///
-/// Invariants: 1. A string from a literal ("name"_cow) owns nothing: making, copying and destroying it writes
-/// no memory. 2. A counted buffer never changes while more than one string shares it.
+/// Invariants:
+/// 1. A string from a literal ("name"_cow) owns nothing: making, copying and destroying it writes no memory.
+/// 2. A counted buffer never changes while more than one string shares it.
 ///
 /// Thread rule: buffers may be shared between threads (their count is atomic); one string object belongs to
 /// one thread at a time.
@@ -37,14 +38,14 @@ class KVL_EXPORT cow_String {
   /// No text.
   constexpr cow_String() noexcept = default;
 
-  /// The characters up to the null; a null pointer gives no text. Throws std::bad_alloc.
+  /// The characters up to the null; a null pointer means no text. Throws std::bad_alloc.
   explicit cow_String(char const* chars);
 
   /// Exactly these characters (an empty view gives empty text). Throws std::bad_alloc, and std::length_error
   /// beyond MaxLength.
   explicit cow_String(std::string_view chars);
 
-  /// The text of an immortal buffer, shared for ever.
+  /// The text of an immortal buffer, which must live as long as the process.
   constexpr explicit cow_String(cow_StringBuffer const& immortal) noexcept : m_Buffer(&immortal) {}
 
   cow_String(cow_String const& other) noexcept : m_Buffer(other.m_Buffer) {
@@ -68,12 +69,12 @@ class KVL_EXPORT cow_String {
   [[nodiscard]] int Length() const noexcept { return m_Buffer == nullptr ? 0 : m_Buffer->m_Length; }
   [[nodiscard]] bool IsEmpty() const noexcept { return Length() == 0; }
 
-  /// The null-terminated characters, null when there is no text. Valid while a string shares the buffer.
+  /// The null-terminated characters; null if there is no text. Valid while a string shares the buffer.
   [[nodiscard]] char const* Chars() const noexcept {
     return m_Buffer == nullptr ? nullptr : m_Buffer->m_Chars;
   }
 
-  /// As Chars, but "" when there is no text.
+  /// As Chars, but "" if there is no text.
   [[nodiscard]] char const* CharsOrEmpty() const noexcept {
     return m_Buffer == nullptr ? "" : m_Buffer->m_Chars;
   }
@@ -82,11 +83,11 @@ class KVL_EXPORT cow_String {
     return {CharsOrEmpty(), static_cast<std::size_t>(Length())};
   }
 
-  /// Adds characters at the end; other strings that shared the buffer keep the old text.
-  /// Throws as the constructor from a view, and then changes nothing. `chars` may lie in this string.
+  /// Adds characters at the end; other strings that shared the buffer keep the old text. `chars` may be in
+  /// this string. Throws as the constructor from a view; the string is then unchanged.
   void Append(std::string_view chars);
 
-  /// Whether both strings are the same buffer (or both have no text): no copy was made between them.
+  /// Whether both strings share one buffer (or both have no text): neither was copied from the other.
   [[nodiscard]] bool SharesBufferWith(cow_String const& other) const noexcept {
     return m_Buffer == other.m_Buffer;
   }
@@ -104,7 +105,7 @@ class KVL_EXPORT cow_String {
     return m_Buffer != nullptr &&
            m_Buffer->m_Count.load(std::memory_order_relaxed) != cow_StringBuffer::Immortal;
   }
-  // Counted buffers are made writable by cow_String.cpp; only immortal ones are const objects.
+  // cow_String.cpp allocates counted buffers as non-const; only immortal ones are const objects.
   [[nodiscard]] cow_StringBuffer& Counted() const noexcept {
     return const_cast<cow_StringBuffer&>(*m_Buffer);
   }

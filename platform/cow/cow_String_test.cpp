@@ -76,7 +76,7 @@ TEST(cow_String, LiteralKeepsEmbeddedNulls) {
   EXPECT_EQ("a\0b"_cow.View(), std::string_view("a\0b", 3));
 }
 
-TEST(cow_String, TextOfAnyBytesComesBack) {
+TEST(cow_String, TextOfAnyBytesIsKept) {
   std::string bytes;
   for (int i = 0; i < 256; ++i) bytes.push_back(static_cast<char>(i));
   EXPECT_EQ(cow_String(bytes).View(), bytes);
@@ -159,7 +159,7 @@ TEST(cow_String, LiteralsBufferIsNeverWritten) {
   EXPECT_EQ(text.Chars(), buffer.m_Chars);
 }
 
-TEST(cow_String, ImmortalBufferOfACallerIsUsedAsItIs) {
+TEST(cow_String, ImmortalBufferOfACallerIsUsedItself) {
   static cow_StringBuffer const buffer{cow_StringBuffer::Immortal, 3, "own"};
   cow_String text(buffer);
   cow_String const copy = text;
@@ -177,7 +177,7 @@ TEST(cow_String, AppendAddsAtTheEnd) {
   EXPECT_EQ(text.Length(), 10);
 }
 
-TEST(cow_String, AppendLeavesOtherStringsTheirText) {
+TEST(cow_String, AppendKeepsTheTextOfOtherStrings) {
   cow_String text("old");
   cow_String const other(text);
   text.Append("er");
@@ -186,7 +186,7 @@ TEST(cow_String, AppendLeavesOtherStringsTheirText) {
   EXPECT_FALSE(text.SharesBufferWith(other));
 }
 
-TEST(cow_String, AppendTakesCharactersOfTheStringItself) {
+TEST(cow_String, AppendAcceptsCharactersOfTheStringItself) {
   cow_String text("abc");
   text.Append(text.View());
   EXPECT_EQ(text, "abcabc");
@@ -201,7 +201,7 @@ TEST(cow_String, AppendOfNothingToNoTextGivesEmptyText) {
   EXPECT_TRUE(text.IsEmpty());
 }
 
-TEST(cow_String, AppendThatFindsNoMemoryChangesNothing) {
+TEST(cow_String, AppendWithoutMemoryChangesNothing) {
   cow_String text("kept");
   char const* const chars = text.Chars();
   AllocationProbe probe;
@@ -218,7 +218,7 @@ TEST(cow_String, ConstructionReportsMissingMemory) {
 }
 
 TEST(cow_String, RefusesTextBeyondTheLongest) {
-  // Only the length is looked at before the refusal, so the view need not have so many characters.
+  // Only the length is read before the refusal, so the view need not have that many characters.
   char const one = 'x';
   std::string_view const tooLong(&one, static_cast<std::size_t>(cow_String::MaxLength) + 1);
   AllocationProbe const probe;
@@ -245,7 +245,7 @@ TEST(cow_String, ComparesWithPlainText) {
   EXPECT_TRUE(cow_String() == "");
 }
 
-TEST(cow_String, FollowsAModelThroughRandomSteps) {
+TEST(cow_String, MatchesAModelThroughRandomSteps) {
   constexpr unsigned int Seed = 20240611;
   SCOPED_TRACE(testing::Message() << "seed " << Seed);
   std::mt19937 random(Seed);

@@ -9,7 +9,7 @@ cow_SystemErrorCode::cow_SystemErrorCode(cow_ErrorCodeType type) noexcept
       m_CRTErrorCode(static_cast<int>(m_NativeErrorCode)) {}
 
 cow_String cow_SystemErrorCode::GetText() const {
-  // The system category's text is the operating system's; std::strerror would not be safe between threads.
+  // The system category is used because std::strerror is not safe between threads.
   std::string text = std::system_category().message(static_cast<int>(m_NativeErrorCode));
   text += " (system error " + std::to_string(m_NativeErrorCode) + "); ";
   text += std::generic_category().message(m_CRTErrorCode);

@@ -3,13 +3,13 @@
 #include "platform/cow/cow_String.h"
 #include "platform/kvl_Export.h"
 
-/// What a cow_SystemErrorCode takes its two codes from.
+/// Where a cow_SystemErrorCode takes its two codes from.
 enum cow_ErrorCodeType : int {
   COW_ERRORCODE_NONE = 0,    ///< no error: both codes 0
   COW_ERRORCODE_CURRENT = 1, ///< the calling thread's last error, in both codes
 };
 
-/// An error of the operating system and the run-time library's error that came with it.
+/// An error of the operating system, and the run-time library's error of the same moment.
 class KVL_EXPORT cow_SystemErrorCode {
  public:
   explicit cow_SystemErrorCode(cow_ErrorCodeType type) noexcept;

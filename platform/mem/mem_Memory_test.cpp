@@ -17,10 +17,10 @@ bool Allow(std::size_t) {
   return true;
 }
 
-/// Larger than any address space; volatile so that no compiler proves it.
+/// Larger than any address space; volatile so that the compiler cannot know it.
 std::size_t const volatile Impossible = SIZE_MAX / 4;
 
-TEST(mem_Memory, GivesWritableMemoryAlignedForAnyObject) {
+TEST(mem_Memory, ReturnsWritableMemoryAlignedForAnyObject) {
   for (std::size_t size = 1; size <= 4096; size += 13) {
     void* const block = mem_Malloc(size);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % alignof(std::max_align_t), 0U);
@@ -29,7 +29,7 @@ TEST(mem_Memory, GivesWritableMemoryAlignedForAnyObject) {
   }
 }
 
-TEST(mem_Memory, GivesAUniquePointerForSizeZero) {
+TEST(mem_Memory, ReturnsAUniquePointerForSizeZero) {
   void* const first = mem_Malloc(0);
   void* const second = mem_Malloc(0);
   EXPECT_NE(first, nullptr);
@@ -70,7 +70,7 @@ TEST(mem_Memory, FreeOfNullDoesNothing) {
   EXPECT_EQ(probe.Count(), 0);
 }
 
-TEST(mem_Memory, AsksTheHookBeforeEachAllocationWithItsSize) {
+TEST(mem_Memory, CallsTheHookBeforeEachAllocationWithItsSize) {
   AllocationProbe const probe;
   void* block = mem_Malloc(10);
   EXPECT_EQ(probe.Count(), 1);
@@ -89,7 +89,7 @@ TEST(mem_Memory, FailsWhenTheHookRefuses) {
   mem_Free(mem_Malloc(1));
 }
 
-TEST(mem_Memory, LeavesTheBlockUntouchedWhenTheHookRefusesToGrowIt) {
+TEST(mem_Memory, KeepsTheBlockWhenTheHookRefusesToGrowIt) {
   auto* const block = static_cast<char*>(mem_Malloc(8));
   std::memcpy(block, "abcdefg", 8);
   mem_AllocationHook const before = mem_SetAllocationHook(&Refuse);
@@ -99,20 +99,20 @@ TEST(mem_Memory, LeavesTheBlockUntouchedWhenTheHookRefusesToGrowIt) {
   mem_Free(block);
 }
 
-TEST(mem_Memory, ReturnsTheHookThatWasThereBefore) {
+TEST(mem_Memory, ReturnsThePreviousHook) {
   mem_AllocationHook const before = mem_SetAllocationHook(&Allow);
   EXPECT_EQ(mem_SetAllocationHook(&Refuse), &Allow);
   EXPECT_EQ(mem_SetAllocationHook(nullptr), &Refuse);
   EXPECT_EQ(mem_SetAllocationHook(before), nullptr);
 }
 
-// The sanitizers' allocators end the process instead of answering null to an absurd size.
+// The sanitizers' allocators end the process instead of returning null for an absurd size.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST(mem_Memory, FailsWhenTheSystemHasNoMemory) {
   EXPECT_THROW((void)mem_Malloc(Impossible), std::bad_alloc);
 }
 
-TEST(mem_Memory, LeavesTheBlockUntouchedWhenTheSystemHasNoMemory) {
+TEST(mem_Memory, KeepsTheBlockWhenTheSystemHasNoMemory) {
   auto* const block = static_cast<char*>(mem_Malloc(8));
   std::memcpy(block, "abcdefg", 8);
   EXPECT_THROW((void)mem_Realloc(block, Impossible), std::bad_alloc);

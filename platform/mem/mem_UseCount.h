@@ -2,18 +2,18 @@
 
 /// Counts the start-ups of one module, so that nested initialise and finalise calls only count.
 ///
-/// The module-wide count moves first; the caller's counter moves only with the first start-up and the last
-/// shut-down. Thread rule: start-up and shut-down run on one thread; no lock.
+/// The module-wide count changes at every call; the caller's counter changes only at the first start-up and
+/// the last shut-down. Thread rule: start-up and shut-down run on one thread; no lock.
 class mem_UseCount {
  public:
-  /// Counts one start-up. True for the first: the caller's counter went up by one and the module must start.
+  /// Counts a start-up. True for the first: the caller's counter was raised, and the module must start.
   bool Enter(int& callers) noexcept {
     if (m_Count++ != 0) return false;
     ++callers;
     return true;
   }
 
-  /// Counts one shut-down. True for the last: the caller's counter went down by one and the module must stop.
+  /// Counts a shut-down. True for the last: the caller's counter was lowered, and the module must stop.
   /// A shut-down without a start-up does nothing.
   bool Leave(int& callers) noexcept {
     if (m_Count == 0 || --m_Count != 0) return false;

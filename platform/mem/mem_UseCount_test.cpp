@@ -11,7 +11,7 @@
 
 namespace {
 
-TEST(mem_UseCount, StartsWithTheFirstEnterOnly) {
+TEST(mem_UseCount, StartsOnlyWithTheFirstEnter) {
   mem_UseCount uses;
   int callers = 0;
   EXPECT_TRUE(uses.Enter(callers));
@@ -21,7 +21,7 @@ TEST(mem_UseCount, StartsWithTheFirstEnterOnly) {
   EXPECT_EQ(callers, 1);
 }
 
-TEST(mem_UseCount, StopsWithTheLastLeaveOnly) {
+TEST(mem_UseCount, StopsOnlyWithTheLastLeave) {
   mem_UseCount uses;
   int callers = 5;
   uses.Enter(callers);
@@ -53,7 +53,7 @@ TEST(mem_UseCount, IsActiveFromTheFirstEnterToTheLastLeave) {
   EXPECT_FALSE(uses.IsActive());
 }
 
-TEST(mem_UseCount, CountsEachCallersCounterThatStartedIt) {
+TEST(mem_UseCount, ChangesTheCountersOfTheCallersThatStartAndStopIt) {
   mem_UseCount uses;
   int first = 0;
   int second = 0;
@@ -79,7 +79,7 @@ void PrintTo(Module const& module, std::ostream* stream) {
 
 class PlatformModule : public testing::TestWithParam<Module> {};
 
-TEST_P(PlatformModule, RaisesTheCallersCounterWithTheFirstStartOnly) {
+TEST_P(PlatformModule, RaisesTheCallersCounterOnlyWithTheFirstStart) {
   int callers = 0;
   GetParam().m_Initialize(callers);
   EXPECT_EQ(callers, 1);

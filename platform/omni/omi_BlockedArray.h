@@ -6,20 +6,20 @@
 #include <vector>
 
 /// Sparse array indexed by the whole range of unsigned int. It keeps blocks of BlockSize entries, in
-/// ascending order, and only those that were asked for: scattered indexes cost one block each, however far
-/// apart.
+/// ascending order, and only those that are used: scattered indexes cost one block each, however far apart
+/// they are.
 ///
 /// Copying copies every entry. Thread rule: any number of threads may read while none writes.
 template <class T> class omi_BlockedArray {
-  static_assert(!std::is_same_v<T, bool>, "entries need addresses");
+  static_assert(!std::is_same_v<T, bool>, "entries must have addresses");
 
  public:
   static constexpr unsigned int BlockShift = 8;
   static constexpr unsigned int BlockSize = 1U << BlockShift;
-  /// The bits of an index that say where in its block it is.
+  /// The bits of an index that give its place in its block.
   static constexpr unsigned int BlockMask = BlockSize - 1;
 
-  /// The entry at `index`, null when its block is not there. It stays where it is until its block is removed.
+  /// The entry at `index`; null if its block does not exist. It does not move until its block is removed.
   [[nodiscard]] T const* ConstFind(unsigned int index) const noexcept {
     auto const block = LowerBound(index);
     if (block == m_Blocks.end() || block->m_Number != index >> BlockShift) return nullptr;
@@ -27,8 +27,8 @@ template <class T> class omi_BlockedArray {
   }
   [[nodiscard]] T* Find(unsigned int index) noexcept { return const_cast<T*>(ConstFind(index)); }
 
-  /// The entry at `index`; a block that is not there is made, of value-initialised entries.
-  /// Throws std::bad_alloc and then changes nothing.
+  /// The entry at `index`; makes its block, of value-initialised entries, if it does not exist.
+  /// Throws std::bad_alloc, and then changes nothing.
   [[nodiscard]] T& Get(unsigned int index) {
     auto block = LowerBound(index);
     if (block == m_Blocks.end() || block->m_Number != index >> BlockShift)
@@ -36,14 +36,14 @@ template <class T> class omi_BlockedArray {
     return m_Blocks[static_cast<std::size_t>(block - m_Blocks.begin())].m_Entries[index & BlockMask];
   }
 
-  /// Drops the block of `index`, if it is there, with all its entries.
+  /// Removes the block of `index`, if it exists, with all its entries.
   void RemoveBlock(unsigned int index) noexcept {
     auto const block = LowerBound(index);
     if (block != m_Blocks.end() && block->m_Number == index >> BlockShift) m_Blocks.erase(block);
   }
 
-  /// The BlockSize entries of the block of `index`. When that is not there, `index` goes on to the beginning
-  /// of the next block that is. Null, and `index` unchanged, when there is none.
+  /// The BlockSize entries of the block of `index`. If that does not exist, moves `index` to the beginning of
+  /// the next existing block. Null, and `index` unchanged, if there is none.
   [[nodiscard]] T const* ConstFindBlock(unsigned int& index) const noexcept {
     auto const block = LowerBound(index);
     if (block == m_Blocks.end()) return nullptr;
@@ -55,8 +55,8 @@ template <class T> class omi_BlockedArray {
     return static_cast<unsigned int>(m_Blocks.size());
   }
 
-  /// Writes every block to the standard output: its first and last index as signed numbers, then the bytes of
-  /// its entries as they lie in memory, eight entries a line. For diagnosis.
+  /// Prints every block to the standard output: its first and last index as signed numbers, then the bytes of
+  /// its entries as they are in memory, eight entries a line. For diagnostics.
   void Dump() const {
     for (Block const& block : m_Blocks) {
       unsigned int const first = block.m_Number << BlockShift;
@@ -78,14 +78,14 @@ template <class T> class omi_BlockedArray {
   static void DumpBytes(T const& entry) {
     auto const* const bytes = reinterpret_cast<unsigned char const*>(&entry);
     for (std::size_t i = 0; i < sizeof(T); ++i) {
-      // The sign is extended on purpose: a byte of 0x80 or more is written as eight digits, "ffffff" before
-      // its own two. Those who compare dumps rely on it.
+      // Intentional: the sign is extended, so a byte of 0x80 or more is printed as eight digits, "ffffff" and
+      // its own two. Comparisons of dumps rely on it.
       int const extended = bytes[i] < 0x80 ? bytes[i] : bytes[i] - 0x100;
       std::printf("%02x", static_cast<unsigned int>(extended));
     }
   }
 
-  /// The block of `index` or the first one behind it.
+  /// The block of `index`, or the first one after it.
   [[nodiscard]] auto LowerBound(unsigned int index) const noexcept {
     return std::lower_bound(m_Blocks.begin(), m_Blocks.end(), index >> BlockShift,
                             [](Block const& block, unsigned int number) { return block.m_Number < number; });

@@ -8,11 +8,11 @@
 
 /// Ordered map with unique keys: a binary tree of single nodes, in the order of omi_KeyOrder<K>.
 ///
-/// Made for registries: filled once, then read. Balance is kept by single rotations only, on purpose: a tree
+/// Made for registries: filled once, then read. Intentional: only single rotations keep the balance. A tree
 /// can get somewhat deeper than a strictly balanced one (100,000 keys in ascending order make 18 levels, in
-/// random order 21), and nothing bounds it for keys that somebody chose to unbalance it.
+/// random order 21), and keys chosen to unbalance it can make it arbitrarily deep.
 ///
-/// A look-up allocates nothing and writes nothing. Entries stay where they are until they are removed.
+/// A look-up allocates nothing and writes nothing. Entries do not move until they are removed.
 /// Thread rule: any number of threads may read while none writes.
 template <class K, class V> class omi_Btree {
  public:
@@ -36,7 +36,7 @@ template <class K, class V> class omi_Btree {
     [[nodiscard]] V& Value() noexcept { return m_Value; }
     [[nodiscard]] Node const* Left() const noexcept { return m_Child[0]; }
     [[nodiscard]] Node const* Right() const noexcept { return m_Child[1]; }
-    /// 0 for a leaf, otherwise one more than the greater height of its children.
+    /// 0 for a leaf, otherwise one more than the greatest height of its children.
     [[nodiscard]] int Height() const noexcept { return m_Height; }
 
    private:
@@ -67,13 +67,13 @@ template <class K, class V> class omi_Btree {
 
   [[nodiscard]] unsigned int Count() const noexcept { return m_Count; }
 
-  /// The node of a key, null when there is none.
+  /// The node of a key; null if there is none.
   [[nodiscard]] Node const* ConstFind(K const& key) const noexcept {
     Node const* node = m_Root;
     while (node != nullptr) {
       int const direction = omi_KeyOrder<K>::Direction(key, node->m_Key);
       if (direction == 0) return node;
-      node = node->m_Child[direction > 0]; // indexed, not branched on: the way down cannot be predicted
+      node = node->m_Child[direction > 0]; // indexed instead of branched on: the direction is unpredictable
     }
     return nullptr;
   }
@@ -81,15 +81,15 @@ template <class K, class V> class omi_Btree {
 
   [[nodiscard]] bool IsMember(K const& key) const noexcept { return ConstFind(key) != nullptr; }
 
-  /// The value of a key, the default value when there is none.
+  /// The value of a key; the default value if there is none.
   [[nodiscard]] V const& ConstGet(K const& key) const noexcept {
     Node const* const node = ConstFind(key);
     return node == nullptr ? m_Default : node->m_Value;
   }
   [[nodiscard]] V const& DefaultValue() const noexcept { return m_Default; }
 
-  /// Adds an entry unless the key is there, and then changes nothing. Returns whether it added.
-  /// When copying or allocating throws, nothing has changed.
+  /// Adds an entry unless the key exists. Returns whether it was added.
+  /// If copying or allocating throws, nothing has changed.
   bool Insert(K const& key, V const& value) {
     if (!InsertBelow(m_Root, key, value)) return false;
     ++m_Count;
@@ -106,10 +106,10 @@ template <class K, class V> class omi_Btree {
     return true;
   }
 
-  /// The topmost node, null for an empty tree; iterators start here.
+  /// The topmost node, null for an empty tree. Iterators start here.
   [[nodiscard]] Node const* Root() const noexcept { return m_Root; }
 
-  /// Whether heights, key order and count are what they should be. For tests; walks the whole tree.
+  /// Whether heights, key order and count are consistent. For tests; walks the whole tree.
   [[nodiscard]] bool Verify() const {
     unsigned int count = 0;
     return VerifyBelow(m_Root, nullptr, nullptr, count) && count == m_Count;
@@ -121,7 +121,7 @@ template <class K, class V> class omi_Btree {
 
   /// What a child adds to the height of its parent.
   static int Levels(Node const* child) noexcept { return child == nullptr ? 0 : child->m_Height + 1; }
-  /// A child's own height; an absent child counts as a leaf does. Meant: it is what keeps the balance light.
+  /// A child's own height. Intentional: an absent child counts as a leaf, which keeps the balancing light.
   static int StoredHeight(Node const* child) noexcept { return child == nullptr ? 0 : child->m_Height; }
 
   static void UpdateHeight(Node& node) noexcept {
@@ -159,7 +159,7 @@ template <class K, class V> class omi_Btree {
     return true;
   }
 
-  /// Takes the node of a key out of the subtree; null when there is none.
+  /// Takes the node of a key out of the subtree and returns it; null if there is none.
   static Node* UnlinkBelow(Node*& top, K const& key) noexcept {
     if (top == nullptr) return nullptr;
     int const direction = omi_KeyOrder<K>::Direction(key, top->m_Key);
@@ -195,7 +195,7 @@ template <class K, class V> class omi_Btree {
     return leftmost;
   }
 
-  /// `leftBound` and `rightBound` are the keys between which the subtree must lie, null for no bound.
+  /// The keys of the subtree must be between `leftBound` and `rightBound`; null means no bound.
   static bool VerifyBelow(Node const* top, K const* leftBound, K const* rightBound, unsigned int& count) {
     if (top == nullptr) return true;
     ++count;

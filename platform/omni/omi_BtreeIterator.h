@@ -6,13 +6,13 @@
 ///
 ///     for (omi_BtreeIterator<K, V> i(tree); !i.IsDone(); i.Next()) Use(i.Key(), i.Value());
 ///
-/// It keeps the path from the root to where it stands, one small heap entry a level. The tree must outlive it
-/// and stay unchanged. Thread rule: one thread; the tree may be read by others meanwhile.
+/// It keeps the path from the root to the current node, one small heap entry per level. The tree must outlive
+/// it and stay unchanged. Thread rule: one thread; others may read the tree meanwhile.
 template <class K, class V> class omi_BtreeIterator {
  public:
   using Node = typename omi_Btree<K, V>::Node;
 
-  /// Stands on the first entry. Throws std::bad_alloc, as First and Next do; the iterator is then done.
+  /// Starts at the first entry. Throws std::bad_alloc, as First and Next do; the iterator is then done.
   explicit omi_BtreeIterator(omi_Btree<K, V> const& tree) : m_Tree(tree) { First(); }
   omi_BtreeIterator(omi_BtreeIterator const&) = delete;
   omi_BtreeIterator& operator=(omi_BtreeIterator const&) = delete;
@@ -23,7 +23,7 @@ template <class K, class V> class omi_BtreeIterator {
     PushLeftmost(m_Tree.Root());
   }
 
-  /// Goes to the next entry; it must not be done.
+  /// Moves to the next entry. REQUIRES: !IsDone().
   void Next() {
     if (Node const* const right = m_Top->m_Node->Right()) {
       PushLeftmost(right);
@@ -35,7 +35,7 @@ template <class K, class V> class omi_BtreeIterator {
 
   [[nodiscard]] bool IsDone() const noexcept { return m_Top == nullptr; }
 
-  /// The entry that the iterator stands on; it must not be done.
+  /// The current entry. REQUIRES: !IsDone().
   [[nodiscard]] Node const& Current() const noexcept { return *m_Top->m_Node; }
   [[nodiscard]] K const& Key() const noexcept { return Current().Key(); }
   [[nodiscard]] V const& Value() const noexcept { return Current().Value(); }

@@ -5,12 +5,13 @@
 
 #include "platform/omni/omi_Btree.h"
 #include "platform/omni/omi_BtreeIterator.h"
+#include "tests/support/Seeds.h"
 
-// Millions of random steps on a tree beside a std::map: phases in which the tree grows and phases in which it
-// shrinks to nearly nothing take turns.
+// Millions of random steps on a tree, mirrored in a std::map: phases in which the tree grows alternate with
+// phases in which it shrinks to nearly nothing.
 namespace {
 
-/// A key whose order is turned round, as the keys of an index that lists the newest first are.
+/// A key in reverse order, as in an index that lists the newest first.
 struct Release {
   int m_Major;
   int m_Minor;
@@ -41,7 +42,7 @@ template <class K, class Less> class TreeModel {
  public:
   explicit TreeModel(unsigned int seed) : m_Random(seed) {}
 
-  /// `makeKey` gives the key of a number below `keys`.
+  /// `makeKey` makes the key of a number below `keys`.
   template <class MakeKey> void Run(unsigned int keys, MakeKey makeKey) {
     for (m_Step = 0; m_Step < Steps && !testing::Test::HasFatalFailure(); ++m_Step) {
       bool const grows = m_Step / PhaseSteps % 2 == 0;
@@ -105,19 +106,19 @@ template <class K, class Less> class TreeModel {
 
 class omi_BtreeModel : public testing::TestWithParam<unsigned int> {};
 
-TEST_P(omi_BtreeModel, UnsignedKeysFollowAMap) {
+TEST_P(omi_BtreeModel, UnsignedKeysMatchAMap) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   TreeModel<unsigned int, BySignedDifference> model(GetParam());
   model.Run(8000, [](unsigned int number) { return 0x64000000U + number; });
 }
 
-TEST_P(omi_BtreeModel, UnsignedKeysOnBothSidesOfZeroFollowAMap) {
+TEST_P(omi_BtreeModel, UnsignedKeysOnBothSidesOfZeroMatchAMap) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   TreeModel<unsigned int, BySignedDifference> model(GetParam());
   model.Run(50, [](unsigned int number) { return number * 40'000'000U - 1'000'000'000U; });
 }
 
-TEST_P(omi_BtreeModel, KeysInReversedOrderFollowAMap) {
+TEST_P(omi_BtreeModel, KeysInReversedOrderMatchAMap) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   TreeModel<Release, NewestFirst> model(GetParam());
   model.Run(8000, [](unsigned int number) {
@@ -125,6 +126,6 @@ TEST_P(omi_BtreeModel, KeysInReversedOrderFollowAMap) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, omi_BtreeModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, omi_BtreeModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 } // namespace

@@ -17,7 +17,7 @@ namespace {
 using Tree = omi_Btree<unsigned int, CountedValue>;
 using Keys = std::vector<unsigned int>;
 
-/// "key:height", and the children in brackets unless there are none, "-" for an absent one.
+/// "key:height", then the children in brackets if there are any, "-" for an absent one.
 std::string Shape(Tree::Node const* node) {
   if (node == nullptr) return "-";
   std::string text = std::to_string(node->Key()) + ":" + std::to_string(node->Height());
@@ -56,7 +56,7 @@ class omi_BtreeTest : public testing::Test {
   }
 };
 
-TEST_F(omi_BtreeTest, EmptyTreeHoldsNothingButTheDefaultValue) {
+TEST_F(omi_BtreeTest, EmptyTreeHoldsOnlyTheDefaultValue) {
   Tree tree;
   EXPECT_EQ(tree.Count(), 0U);
   EXPECT_EQ(tree.Root(), nullptr);
@@ -68,7 +68,7 @@ TEST_F(omi_BtreeTest, EmptyTreeHoldsNothingButTheDefaultValue) {
   EXPECT_EQ(CountedValue::s_Alive, 1);
 }
 
-TEST_F(omi_BtreeTest, MissYieldsTheDefaultValue) {
+TEST_F(omi_BtreeTest, MissReturnsTheDefaultValue) {
   Tree tree;
   EXPECT_EQ(&tree.ConstGet(1), &tree.DefaultValue());
   EXPECT_EQ(tree.DefaultValue().m_Value, 0);
@@ -144,7 +144,7 @@ TEST_F(omi_BtreeTest, FourthDescendingKeyRotatesRight) {
   EXPECT_EQ(Shape(tree), "3:2(2:1(1:0,-),4:0)");
 }
 
-TEST_F(omi_BtreeTest, RotationToTheLeftHandsOverTheInnerSubtreeAndIsTheOnlyOne) {
+TEST_F(omi_BtreeTest, SingleRotationToTheLeftMovesTheInnerSubtree) {
   Tree tree;
   Fill(tree, {1, 4, 3});
   EXPECT_EQ(Shape(tree), "1:2(-,4:1(3:0,-))");
@@ -152,7 +152,7 @@ TEST_F(omi_BtreeTest, RotationToTheLeftHandsOverTheInnerSubtreeAndIsTheOnlyOne) 
   EXPECT_EQ(Shape(tree), "4:3(1:2(-,3:1(2:0,-)),-)");
 }
 
-TEST_F(omi_BtreeTest, RotationToTheRightHandsOverTheInnerSubtreeAndIsTheOnlyOne) {
+TEST_F(omi_BtreeTest, SingleRotationToTheRightMovesTheInnerSubtree) {
   Tree tree;
   Fill(tree, {4, 1, 2});
   EXPECT_EQ(Shape(tree), "4:2(1:1(-,2:0),-)");
@@ -160,7 +160,7 @@ TEST_F(omi_BtreeTest, RotationToTheRightHandsOverTheInnerSubtreeAndIsTheOnlyOne)
   EXPECT_EQ(Shape(tree), "1:3(-,4:2(2:1(-,3:0),-))");
 }
 
-TEST_F(omi_BtreeTest, LeftoverLeanIsRotatedByTheNextInsertionBelow) {
+TEST_F(omi_BtreeTest, RemainingLeanIsRotatedByTheNextInsertionBelow) {
   Tree tree;
   Fill(tree, {1, 4, 3, 2, 5});
   EXPECT_EQ(Shape(tree), "1:3(-,4:2(3:1(2:0,-),5:0))");
@@ -240,13 +240,13 @@ TEST_F(omi_BtreeTest, RemovedNodeWithTwoChildrenIsReplacedByTheLeftmostOfItsRigh
   EXPECT_EQ(Shape(tree), "4:2(2:1(1:0,3:0),6:1(5:0,7:0))");
   EXPECT_TRUE(tree.Remove(4));
   EXPECT_EQ(Shape(tree), "5:2(2:1(1:0,3:0),6:1(-,7:0))");
-  EXPECT_TRUE(tree.Remove(5)); // the leftmost is the right child itself now
+  EXPECT_TRUE(tree.Remove(5)); // now the leftmost is the right child itself
   EXPECT_EQ(Shape(tree), "6:2(2:1(1:0,3:0),7:0)");
   EXPECT_TRUE(tree.Remove(2)); // below the root
   EXPECT_EQ(Shape(tree), "6:2(3:1(1:0,-),7:0)");
 }
 
-TEST_F(omi_BtreeTest, RightSubtreeOfTheReplacingNodeGoesToItsFormerParent) {
+TEST_F(omi_BtreeTest, RightSubtreeOfTheReplacingNodeIsLinkedToItsFormerParent) {
   Tree tree;
   Fill(tree, {4, 2, 9, 1, 6, 10, 7});
   EXPECT_EQ(Shape(tree), "4:3(2:1(1:0,-),9:2(6:1(-,7:0),10:0))");
@@ -273,7 +273,7 @@ TEST_F(omi_BtreeTest, RemovalRotatesToTheLeft) {
 TEST_F(omi_BtreeTest, ReplacedRootIsRebalanced) {
   Tree tree;
   Fill(tree, {5, 3, 7, 2, 8, 1});
-  EXPECT_TRUE(tree.Remove(5)); // 7 takes its place and leans to the left then
+  EXPECT_TRUE(tree.Remove(5)); // 7 replaces it and then leans to the left
   EXPECT_EQ(Shape(tree), "3:2(2:1(1:0,-),7:1(-,8:0))");
 }
 
@@ -281,7 +281,7 @@ TEST_F(omi_BtreeTest, PathToTheReplacingNodeIsRebalanced) {
   Tree tree;
   Fill(tree, {10, 5, 20, 3, 7, 15, 25, 2, 4, 12, 23, 30, 35});
   EXPECT_EQ(Shape(tree), "10:4(5:2(3:1(2:0,4:0),7:0),20:3(15:1(12:0,-),25:2(23:0,30:1(-,35:0))))");
-  EXPECT_TRUE(tree.Remove(10)); // 12 takes its place, and 20 leans to the right then
+  EXPECT_TRUE(tree.Remove(10)); // 12 replaces it, and then 20 leans to the right
   EXPECT_EQ(Shape(tree), "12:3(5:2(3:1(2:0,4:0),7:0),25:2(20:1(15:0,23:0),30:1(-,35:0)))");
 }
 
@@ -299,7 +299,7 @@ TEST_F(omi_BtreeTest, RemovalRelinksNodesAndCopiesNothing) {
   EXPECT_EQ(CountedValue::s_Moves, 0);
 }
 
-TEST_F(omi_BtreeTest, InsertionLeavesNodesWhereTheyAre) {
+TEST_F(omi_BtreeTest, InsertionMovesNoNode) {
   Tree tree;
   Fill(tree, {1});
   Tree::Node const* const first = tree.ConstFind(1);
@@ -318,7 +318,7 @@ TEST_F(omi_BtreeTest, RemovalReleasesTheValue) {
   EXPECT_EQ(alive, 1); // the default value
 }
 
-TEST_F(omi_BtreeTest, RemovalByTheKeyOfTheRemovedNode) {
+TEST_F(omi_BtreeTest, RemoveAcceptsTheKeyOfItsOwnNode) {
   Tree tree;
   Fill(tree, {4, 2, 6});
   EXPECT_TRUE(tree.Remove(tree.ConstFind(4)->Key()));
@@ -334,7 +334,7 @@ TEST_F(omi_BtreeTest, DestructionReleasesEveryValue) {
   EXPECT_EQ(CountedValue::s_Alive, 0);
 }
 
-TEST_F(omi_BtreeTest, CopyHasTheSameShapeInNodesOfItsOwn) {
+TEST_F(omi_BtreeTest, CopyHasTheSameShapeInItsOwnNodes) {
   Tree tree;
   Fill(tree, {5, 3, 7, 2, 8, 1});
   CountedValue::ResetCounts();
@@ -342,7 +342,7 @@ TEST_F(omi_BtreeTest, CopyHasTheSameShapeInNodesOfItsOwn) {
   EXPECT_EQ(Shape(copy), Shape(tree));
   EXPECT_EQ(copy.Count(), 6U);
   EXPECT_TRUE(copy.Verify());
-  EXPECT_EQ(CountedValue::s_Copies, 7); // with the default value
+  EXPECT_EQ(CountedValue::s_Copies, 7); // including the default value
   for (auto const& [key, node] : Addresses(tree)) EXPECT_NE(copy.ConstFind(key), node);
 }
 
@@ -398,7 +398,7 @@ TEST_F(omi_BtreeTest, AssignmentToItselfKeepsTheEntries) {
   EXPECT_EQ(tree.ConstGet(4).m_Value, 40);
 }
 
-TEST_F(omi_BtreeTest, CopyingThatFailsAtAnyStepReleasesWhatItMade) {
+TEST_F(omi_BtreeTest, CopyThatFailsAtAnyStepLeaksNothing) {
   Tree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
   int const alive = CountedValue::s_Alive;
@@ -422,7 +422,7 @@ TEST_F(omi_BtreeTest, AssignmentThatFailsKeepsTheOldEntries) {
   EXPECT_EQ(other.Count(), 2U);
 }
 
-TEST(omi_KeyOrderTest, SignedDifferenceDecidesBetweenUnsignedKeys) {
+TEST(omi_KeyOrderTest, SignedDifferenceOrdersUnsignedKeys) {
   using Order = omi_KeyOrder<unsigned int>;
   EXPECT_EQ(Order::Direction(7, 7), 0);
   EXPECT_GT(Order::Direction(8, 7), 0);
@@ -431,10 +431,10 @@ TEST(omi_KeyOrderTest, SignedDifferenceDecidesBetweenUnsignedKeys) {
   EXPECT_LT(Order::Direction(0xFFFFFFFFU, 0), 0);
   EXPECT_GT(Order::Direction(0, 0xFFFFFFFFU), 0);
   EXPECT_LT(Order::Direction(0x80000000U, 0), 0);
-  EXPECT_LT(Order::Direction(0, 0x80000000U), 0); // exactly 2^31 apart, each goes left of the other
+  EXPECT_LT(Order::Direction(0, 0x80000000U), 0); // exactly 2^31 apart: each goes left of the other
 }
 
-TEST(omi_BtreeIteratorTest, WalksInOrderWhateverTheOrderOfInsertion) {
+TEST(omi_BtreeIteratorTest, WalksInOrderAfterAnyOrderOfInsertion) {
   Keys keys{1, 2, 3, 4, 5, 6};
   do {
     Tree tree;
@@ -452,7 +452,7 @@ TEST(omi_BtreeIteratorTest, IsDoneAtOnceOnAnEmptyTree) {
   EXPECT_TRUE(i.IsDone());
 }
 
-TEST(omi_BtreeIteratorTest, StandsOnTheNodesThemselves) {
+TEST(omi_BtreeIteratorTest, ReturnsTheNodesThemselves) {
   Tree tree;
   Fill(tree, {4, 2, 6});
   omi_BtreeIterator<unsigned int, CountedValue> i(tree);
@@ -467,7 +467,7 @@ TEST(omi_BtreeIteratorTest, StandsOnTheNodesThemselves) {
   EXPECT_TRUE(i.IsDone());
 }
 
-TEST(omi_BtreeIteratorTest, FirstStartsAgainFromAnywhere) {
+TEST(omi_BtreeIteratorTest, FirstRestartsFromAnyPosition) {
   Tree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
   omi_BtreeIterator<unsigned int, CountedValue> i(tree);
@@ -487,15 +487,15 @@ TEST(omi_BtreeIteratorTest, ClimbsBackThroughAChainOfRightChildren) {
   EXPECT_EQ(Walk(tree), (Keys{5, 6, 7, 10, 20, 21}));
 }
 
-TEST(omi_BtreeIteratorTest, AbandonedWalkReleasesItsPath) {
+TEST(omi_BtreeIteratorTest, UnfinishedWalkReleasesItsPath) {
   Tree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
   omi_BtreeIterator<unsigned int, CountedValue> i(tree);
   i.Next();
-  EXPECT_EQ(i.Key(), 2U); // a leak checker sees the rest
+  EXPECT_EQ(i.Key(), 2U); // the leak sanitizer checks the rest
 }
 
-TEST(omi_BtreeIteratorTest, TwoWalksOverOneTreeAreIndependent) {
+TEST(omi_BtreeIteratorTest, TwoIteratorsOverOneTreeAreIndependent) {
   Tree tree;
   Fill(tree, {4, 2, 6});
   omi_BtreeIterator<unsigned int, CountedValue> a(tree);

@@ -20,7 +20,7 @@ struct Fragile : omi_Singleton<Fragile> {
   static inline bool s_Fail = true;
 };
 
-TEST(omi_Singleton, MakesTheInstanceAtTheFirstCallOnly) {
+TEST(omi_Singleton, MakesTheInstanceOnlyAtTheFirstCall) {
   int const made = Service::s_Made;
   EXPECT_EQ(Service::InstanceIfAny(), nullptr);
   EXPECT_EQ(Service::s_Made, made);
@@ -37,7 +37,7 @@ TEST(omi_Singleton, IsReachableInsideItsOwnConstructor) {
   delete &service;
 }
 
-TEST(omi_Singleton, MakesANewInstanceAfterTheOldOneWasDeleted) {
+TEST(omi_Singleton, MakesANewInstanceAfterTheOldOneIsDeleted) {
   int const made = Service::s_Made;
   int const gone = Service::s_Gone;
   delete &Service::Instance();
@@ -47,7 +47,7 @@ TEST(omi_Singleton, MakesANewInstanceAfterTheOldOneWasDeleted) {
   EXPECT_EQ(Service::s_Gone, gone + 2);
 }
 
-TEST(omi_Singleton, HasNoInstanceWhenTheConstructorFailed) {
+TEST(omi_Singleton, FailedConstructorLeavesNoInstance) {
   Fragile::s_Fail = true;
   EXPECT_THROW(Fragile::Instance(), int);
   EXPECT_EQ(Fragile::InstanceIfAny(), nullptr);

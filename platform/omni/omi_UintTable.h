@@ -4,8 +4,8 @@
 
 #include "platform/omni/omi_UintTableBlock.h"
 
-/// Table of values keyed by unsigned numbers, stored in blocks: small and fast for keys that lie close
-/// together in places, possible for any.
+/// Table of values keyed by unsigned numbers, stored in blocks: small and fast for keys that are close
+/// together, and usable for any.
 ///
 /// A table owns its values; copying copies them. Thread rule: any number of threads may read while none
 /// writes.
@@ -32,7 +32,7 @@ template <class T> class omi_UintTable {
   /// The number of entries.
   [[nodiscard]] unsigned int Count() const noexcept { return m_Count; }
 
-  /// The value of a key, null when there is none. It stays where it is until it is removed.
+  /// The value of a key; null if there is none. It does not move until it is removed.
   [[nodiscard]] T const* ConstFind(unsigned int key) const noexcept {
     return m_Blocks.IsMember(key) ? m_Blocks.ConstFind(key) : nullptr;
   }
@@ -40,8 +40,8 @@ template <class T> class omi_UintTable {
 
   [[nodiscard]] bool IsMember(unsigned int key) const noexcept { return m_Blocks.IsMember(key); }
 
-  /// Adds an entry unless the key is there, and then changes nothing. Returns whether it added.
-  /// When copying or allocating throws, no entry has changed.
+  /// Adds an entry unless the key exists. Returns whether it was added.
+  /// If copying or allocating throws, no entry has changed.
   bool Insert(unsigned int key, T const& value) {
     bool const added = m_Blocks.Insert(key, value);
     if (added) ++m_Count;

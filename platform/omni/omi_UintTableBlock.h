@@ -4,8 +4,8 @@
 
 #include "platform/omni/omi_BlockedArray.h"
 
-/// The entries of an omi_UintTable: a blocked array that knows which of its entries are members, so that any
-/// value can be one, also a null pointer. A block is dropped with its last member.
+/// The entries of an omi_UintTable: a blocked array with a mark per entry that says whether it is a member.
+/// So any value can be a member, also a null pointer. A block is removed with its last member.
 template <class T> class omi_UintTableBlock : public omi_BlockedArray<T> {
  public:
   using omi_BlockedArray<T>::BlockMask;
@@ -16,8 +16,8 @@ template <class T> class omi_UintTableBlock : public omi_BlockedArray<T> {
     return mark != nullptr && *mark == Member;
   }
 
-  /// Makes `key` a member unless it is one, and then changes nothing. Returns whether it did.
-  /// Throws std::bad_alloc and what copying a T throws; no member has changed then.
+  /// Makes `key` a member unless it is one. Returns whether it was added. Throws std::bad_alloc and what
+  /// copying a T throws; no member has changed then.
   bool Insert(unsigned int key, T const& value) {
     char& mark = m_Marks.Get(key);
     if (mark == Member) return false;
@@ -26,7 +26,7 @@ template <class T> class omi_UintTableBlock : public omi_BlockedArray<T> {
     return true;
   }
 
-  /// Releases the value of `key`. Returns whether it was a member.
+  /// Removes the member `key`. Returns whether it was one.
   bool Remove(unsigned int key) {
     if (!IsMember(key)) return false;
     *this->Find(key) = T();
@@ -35,8 +35,8 @@ template <class T> class omi_UintTableBlock : public omi_BlockedArray<T> {
     return true;
   }
 
-  /// Goes from `key` to the lowest member that is not below it. Returns false when there is none; `key` means
-  /// nothing then.
+  /// Moves `key` to the lowest member that is not less than it. Returns false if there is none; `key` is then
+  /// meaningless.
   [[nodiscard]] bool Seek(unsigned int& key) const noexcept {
     while (char const* const marks = m_Marks.ConstFindBlock(key)) {
       char const* const from = marks + (key & BlockMask);
@@ -47,7 +47,7 @@ template <class T> class omi_UintTableBlock : public omi_BlockedArray<T> {
         return true;
       }
       key |= BlockMask;
-      if (++key == 0) return false; // that was the last block there can be
+      if (++key == 0) return false; // past the last possible block
     }
     return false;
   }

@@ -12,22 +12,22 @@
 ///
 ///     for (omi_UintTableIterator<T> i(table); !i.IsDone(); i.Next()) Use(i.CurrentKey(), i.CurrentValue());
 ///
-/// The table must outlive it and stay unchanged. Thread rule: one thread; the table may be read by others
+/// The table must outlive it and stay unchanged. Thread rule: one thread; others may read the table
 /// meanwhile.
 template <class T> class omi_UintTableIterator {
  public:
-  /// What a comparison gets pointers to.
+  /// What a comparison receives pointers to.
   struct Entry {
     unsigned int m_Key;
     T m_Value;
   };
   static_assert(std::is_trivially_copyable_v<Entry>, "entries are sorted as raw memory");
 
-  /// Says how the Entry at the first address stands to the one at the second: negative before it, positive
-  /// behind it, 0 for no matter (their order is unspecified then). It must not throw.
+  /// Compares the Entries at two addresses: negative if the first comes before the second, positive if after,
+  /// 0 if their order does not matter (it is then unspecified). It must not throw.
   using Comparison = int (*)(void const*, void const*);
 
-  /// Stands on the first entry in storage order, or in the order of `compare` unless that is null.
+  /// Starts at the first entry in storage order, or in the order of `compare` unless that is null.
   /// A sorted walk allocates, and throws std::bad_alloc; a walk in storage order never fails.
   explicit omi_UintTableIterator(omi_UintTable<T> const& table, Comparison compare = nullptr)
       : m_Table(table), m_Compare(compare) {
@@ -36,8 +36,8 @@ template <class T> class omi_UintTableIterator {
   omi_UintTableIterator(omi_UintTableIterator const&) = delete;
   omi_UintTableIterator& operator=(omi_UintTableIterator const&) = delete;
 
-  /// Back to the first entry; a sorted walk collects and sorts the entries again. Fails as the constructor;
-  /// the iterator is then done.
+  /// Goes back to the first entry; a sorted walk collects and sorts the entries again. Throws as the
+  /// constructor; the iterator is then done.
   void First() {
     m_Value = nullptr;
     if (m_Compare == nullptr) {
@@ -48,7 +48,7 @@ template <class T> class omi_UintTableIterator {
     }
   }
 
-  /// Goes to the next entry; it must not be done.
+  /// Moves to the next entry. REQUIRES: !IsDone().
   void Next() noexcept {
     if (m_Compare == nullptr)
       SeekBehind(m_Key);
@@ -56,8 +56,8 @@ template <class T> class omi_UintTableIterator {
       GoTo(m_Position + 1);
   }
 
-  /// Skips the rest of this block: goes to the first entry of the next block that has any. A sorted walk has
-  /// no blocks, all of it is one: it is done then. The iterator must not be done.
+  /// Moves to the first entry of the next block that has any. A sorted walk is a single block, so it is then
+  /// done. REQUIRES: !IsDone().
   void NextBlock() noexcept {
     if (m_Compare == nullptr)
       SeekBehind(m_Key | omi_UintTableBlock<T>::BlockMask);
@@ -67,7 +67,7 @@ template <class T> class omi_UintTableIterator {
 
   [[nodiscard]] bool IsDone() const noexcept { return m_Value == nullptr; }
 
-  /// The entry that the iterator stands on; it must not be done.
+  /// The current entry. REQUIRES: !IsDone().
   [[nodiscard]] unsigned int CurrentKey() const noexcept { return m_Key; }
   [[nodiscard]] T const& CurrentValue() const noexcept { return *m_Value; }
 
@@ -78,7 +78,7 @@ template <class T> class omi_UintTableIterator {
   }
   void SeekBehind(unsigned int key) noexcept {
     if (key + 1 == 0)
-      m_Value = nullptr; // there is no key behind the greatest
+      m_Value = nullptr; // no key follows the greatest
     else
       SeekFrom(key + 1);
   }
@@ -104,5 +104,5 @@ template <class T> class omi_UintTableIterator {
   unsigned int m_Key = 0;
   T const* m_Value = nullptr;  // null when done
   std::vector<Entry> m_Sorted; // the entries of a sorted walk
-  std::size_t m_Position = 0;  // where it stands in them
+  std::size_t m_Position = 0;  // the current one of them
 };

@@ -14,6 +14,7 @@
 
 #include "platform/omni/omi_UintTableIterator.h"
 #include "tests/support/CountedValue.h"
+#include "tests/support/Seeds.h"
 
 namespace {
 
@@ -34,7 +35,7 @@ Keys KeysOf(Table const& table) {
   return KeysOf(walk);
 }
 
-/// Greatest number first, null values behind all, equal ones by key.
+/// Greatest number first, null values last, equal ones by key.
 int ByNumberDescending(void const* a, void const* b) {
   auto const& x = *static_cast<Walk::Entry const*>(a);
   auto const& y = *static_cast<Walk::Entry const*>(b);
@@ -59,7 +60,7 @@ TEST(omi_UintTableTest, EmptyTableHasNoMember) {
   EXPECT_FALSE(table.Remove(7));
 }
 
-TEST(omi_UintTableTest, InsertedValueIsFoundUnderItsKeyOnly) {
+TEST(omi_UintTableTest, InsertedValueIsFoundOnlyUnderItsKey) {
   Table table;
   EXPECT_TRUE(table.Insert(5, &s_Numbers[5]));
   ASSERT_NE(table.ConstFind(5), nullptr);
@@ -71,7 +72,7 @@ TEST(omi_UintTableTest, InsertedValueIsFoundUnderItsKeyOnly) {
   }
 }
 
-TEST(omi_UintTableTest, InsertKeepsTheEntryThatIsThere) {
+TEST(omi_UintTableTest, InsertKeepsAnExistingEntry) {
   Table table;
   EXPECT_TRUE(table.Insert(5, &s_Numbers[1]));
   EXPECT_FALSE(table.Insert(5, &s_Numbers[2]));
@@ -98,7 +99,7 @@ TEST(omi_UintTableTest, FoundValueCanBeWritten) {
   EXPECT_EQ(*table.ConstFind(5), &s_Numbers[2]);
 }
 
-TEST(omi_UintTableTest, EntriesStayWhereTheyAreWhileOthersComeAndGo) {
+TEST(omi_UintTableTest, EntriesDoNotMoveWhileOthersAreAddedAndRemoved) {
   Table table;
   table.Insert(0x64000001U, &s_Numbers[1]);
   int const* const* const value = table.ConstFind(0x64000001U);
@@ -108,7 +109,7 @@ TEST(omi_UintTableTest, EntriesStayWhereTheyAreWhileOthersComeAndGo) {
   EXPECT_EQ(*value, &s_Numbers[1]);
 }
 
-TEST(omi_UintTableTest, RemoveTakesOneEntryOut) {
+TEST(omi_UintTableTest, RemoveRemovesOneEntry) {
   Table table;
   table.Insert(5, &s_Numbers[1]);
   table.Insert(6, &s_Numbers[2]);
@@ -119,7 +120,7 @@ TEST(omi_UintTableTest, RemoveTakesOneEntryOut) {
   EXPECT_EQ(*table.ConstFind(6), &s_Numbers[2]);
 }
 
-TEST(omi_UintTableTest, ScatteredKeysCostTheBlocksThatTheyLieInOnly) {
+TEST(omi_UintTableTest, ScatteredKeysCostOnlyTheirOwnBlocks) {
   Table table;
   Keys const keys{0, 1, BlockSize - 1, BlockSize, 0x64000001U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU};
   for (unsigned int const key : keys) EXPECT_TRUE(table.Insert(key, &s_Numbers[key % 8]));
@@ -128,7 +129,7 @@ TEST(omi_UintTableTest, ScatteredKeysCostTheBlocksThatTheyLieInOnly) {
   for (unsigned int const key : keys) EXPECT_EQ(*table.ConstFind(key), &s_Numbers[key % 8]) << key;
 }
 
-TEST(omi_UintTableTest, BlockGoesWithItsLastMember) {
+TEST(omi_UintTableTest, BlockIsRemovedWithItsLastMember) {
   Table table;
   table.Insert(5, &s_Numbers[1]);
   table.Insert(6, &s_Numbers[1]);
@@ -191,7 +192,7 @@ TEST(omi_UintTableTest, RemovalReleasesTheValue) {
   table.Insert(5, value);
   table.Insert(6, value);
   EXPECT_EQ(value.use_count(), 3);
-  table.Remove(5); // its block stays, because of 6
+  table.Remove(5); // its block stays, because 6 is in it
   EXPECT_EQ(value.use_count(), 2);
   table.Remove(6);
   EXPECT_EQ(value.use_count(), 1);
@@ -241,7 +242,7 @@ TEST(omi_UintTableIteratorTest, WalksBlockByBlockUpwards) {
   for (Walk i(table); !i.IsDone(); i.Next()) EXPECT_EQ(i.CurrentValue(), &s_Numbers[i.CurrentKey() % 8]);
 }
 
-TEST(omi_UintTableIteratorTest, NextBlockGoesToTheFirstEntryOfTheNextBlockThatHasAny) {
+TEST(omi_UintTableIteratorTest, NextBlockMovesToTheFirstEntryOfTheNextBlock) {
   Table table;
   for (unsigned int const key :
        {3U, 4U, 9U, 5 * BlockSize + 7, 5 * BlockSize + 8, 6 * BlockSize, 0xFFFFFFFFU})
@@ -265,7 +266,7 @@ TEST(omi_UintTableIteratorTest, NextBlockOfTheLastBlockIsDone) {
   EXPECT_EQ(walk.CurrentKey(), 3U);
 }
 
-TEST(omi_UintTableIteratorTest, NextBlockFromTheBlockEndIsNotOneTooFar) {
+TEST(omi_UintTableIteratorTest, NextBlockFromTheLastEntryOfABlockSkipsNoBlock) {
   Table table;
   table.Insert(BlockSize - 1, nullptr);
   table.Insert(BlockSize, nullptr);
@@ -275,7 +276,7 @@ TEST(omi_UintTableIteratorTest, NextBlockFromTheBlockEndIsNotOneTooFar) {
   EXPECT_EQ(walk.CurrentKey(), BlockSize);
 }
 
-TEST(omi_UintTableIteratorTest, ComparisonGivesTheOrder) {
+TEST(omi_UintTableIteratorTest, ComparisonDeterminesTheOrder) {
   Table table;
   table.Insert(1, &s_Numbers[3]);
   table.Insert(2, nullptr);
@@ -288,7 +289,7 @@ TEST(omi_UintTableIteratorTest, ComparisonGivesTheOrder) {
   EXPECT_EQ(walk.CurrentValue(), &s_Numbers[7]);
 }
 
-TEST(omi_UintTableIteratorTest, ComparisonMayTurnTheStorageOrderRound) {
+TEST(omi_UintTableIteratorTest, ComparisonCanReverseTheStorageOrder) {
   Table table;
   Keys expected;
   for (unsigned int key = 0; key < 3 * BlockSize; key += 3) {
@@ -311,7 +312,7 @@ TEST(omi_UintTableIteratorTest, NextBlockEndsASortedWalk) {
   EXPECT_EQ(walk.CurrentKey(), 1 + BlockSize);
 }
 
-TEST(omi_UintTableIteratorTest, FirstSortsAnew) {
+TEST(omi_UintTableIteratorTest, FirstSortsAgain) {
   Table table;
   table.Insert(1, nullptr);
   Walk walk(table, &ByKeyDescending);
@@ -340,7 +341,7 @@ TEST(omi_BlockedArrayTest, DumpOfAnEmptyArrayWritesNothing) {
   EXPECT_EQ(DumpOf(omi_BlockedArray<Bytes>()), "");
 }
 
-TEST(omi_BlockedArrayTest, DumpWritesEightEntriesALineAndABlankLineBehindEachBlock) {
+TEST(omi_BlockedArrayTest, DumpWritesEightEntriesALineAndABlankLineAfterEachBlock) {
   omi_BlockedArray<Bytes> array;
   array.Get(0) = Bytes{0x00, 0x01, 0x0A, 0x10, 0x7F, 0x23, 0x45, 0x67};
   array.Get(7) = Bytes{0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11};
@@ -407,19 +408,19 @@ TEST(omi_BlockedArrayTest, NewBlockIsZero) {
   EXPECT_EQ(array.ConstFind(512), nullptr);
 }
 
-TEST(omi_BlockedArrayTest, RemovedBlockTakesItsEntriesAlong) {
+TEST(omi_BlockedArrayTest, RemovingABlockRemovesItsEntries) {
   omi_BlockedArray<int> array;
   array.Get(300) = 1;
   array.Get(600) = 2;
   array.RemoveBlock(256);
-  array.RemoveBlock(0); // not there
+  array.RemoveBlock(0); // does not exist
   EXPECT_EQ(array.BlockCount(), 1U);
   EXPECT_EQ(array.ConstFind(300), nullptr);
   EXPECT_EQ(*array.Find(600), 2);
   EXPECT_EQ(array.Get(300), 0);
 }
 
-TEST(omi_BlockedArrayTest, CopyHasEntriesOfItsOwn) {
+TEST(omi_BlockedArrayTest, CopyHasItsOwnEntries) {
   omi_BlockedArray<int> array;
   array.Get(300) = 1;
   omi_BlockedArray<int> copy(array);
@@ -429,9 +430,9 @@ TEST(omi_BlockedArrayTest, CopyHasEntriesOfItsOwn) {
 
 class omi_UintTableModel : public testing::TestWithParam<unsigned int> {};
 
-// A table beside a std::map: growing and shrinking phases, keys close together at both ends of the range and
-// in the middle, a copy taken now and then and compared later.
-TEST_P(omi_UintTableModel, TableFollowsAMap) {
+// A table mirrored in a std::map: growing and shrinking phases, keys close together at both ends of the range
+// and in the middle, and copies taken now and then and compared later.
+TEST_P(omi_UintTableModel, TableMatchesAMap) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   std::mt19937 random(GetParam());
   auto const below = [&random](unsigned int limit) { return static_cast<unsigned int>(random() % limit); };
@@ -470,6 +471,6 @@ TEST_P(omi_UintTableModel, TableFollowsAMap) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, omi_UintTableModel, testing::Values(1U, 20260101U));
+INSTANTIATE_TEST_SUITE_P(Seeds, omi_UintTableModel, testing::ValuesIn(Seeds({1U, 20260101U})));
 
 } // namespace

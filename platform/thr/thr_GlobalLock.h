@@ -6,7 +6,7 @@
 #include "platform/omni/omi_Singleton.h"
 
 /// The process-wide lock. Reached through omi_Singleton<thr_GlobalLock>::Instance(), from any thread at any
-/// time: unlike other singletons it is made under the language's own guard and never destroyed.
+/// time: unlike other singletons, it is made as a function-local static and never destroyed.
 class KVL_EXPORT thr_GlobalLock {
  public:
   void Lock() { m_Mutex.lock(); }

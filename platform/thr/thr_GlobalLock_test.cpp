@@ -10,15 +10,15 @@
 
 namespace {
 
-TEST(thr_GlobalLock, IsOneForAllThreads) {
+TEST(thr_GlobalLock, IsTheSameForAllThreads) {
   thr_GlobalLock* const here = &omi_Singleton<thr_GlobalLock>::Instance();
   thr_GlobalLock* there = nullptr;
   std::thread([&] { there = &omi_Singleton<thr_GlobalLock>::Instance(); }).join();
   EXPECT_EQ(here, there);
 }
 
-TEST(thr_GlobalLock, KeepsThreadsApart) {
-  long plain = 0; // unguarded but for the lock
+TEST(thr_GlobalLock, ExcludesOtherThreads) {
+  long plain = 0; // protected only by the lock
   std::vector<std::thread> threads;
   for (int t = 0; t < 8; ++t)
     threads.emplace_back([&] {
@@ -31,7 +31,7 @@ TEST(thr_GlobalLock, KeepsThreadsApart) {
   EXPECT_EQ(plain, 40000);
 }
 
-TEST(thr_GlobalLock, GuardReleasesAtItsEnd) {
+TEST(thr_GlobalLock, GuardReleasesInItsDestructor) {
   { thr_GlobalLock::Guard const guard; }
   std::thread([] { thr_GlobalLock::Guard const guard; }).join();
   omi_Singleton<thr_GlobalLock>::Instance().Lock();
@@ -43,7 +43,7 @@ struct Counted {
   static inline std::atomic<int> s_Made = 0;
 };
 
-TEST(thr_GlobalSingleton, IsMadeOnceByThreadsThatRaceForIt) {
+TEST(thr_GlobalSingleton, RacingThreadsMakeItOnce) {
   std::vector<Counted*> seen(8);
   std::vector<std::thread> threads;
   for (Counted*& own : seen)

@@ -1,6 +1,6 @@
 #pragma once
 
-/// One process-wide instance of `T`, made race-free at the first call and never destroyed.
+/// One process-wide instance of `T`, made at the first call, without a race, and never destroyed.
 /// The library that owns `T` instantiates this explicitly, so that the process has one.
 template <class T> class thr_GlobalSingleton {
  public:

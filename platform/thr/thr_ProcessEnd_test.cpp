@@ -10,14 +10,14 @@
 #include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "tests/support/ChildProcess.h"
 
-// What happens to per-thread services when the process ends, in each of the ways in which it can.
+// What happens to per-thread services in each way in which the process can end.
 namespace {
 
 thr_ThrSingletonRegistry& Registry() {
   return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
 }
 
-/// A per-thread service that tells the thread's name and its level when it goes.
+/// A per-thread service that prints the thread's name and its level when it is destroyed.
 template <int Level> struct Service {
   static void Use(char const* thread) {
     Registry().Register(&Finalize);
@@ -82,7 +82,7 @@ ChildScenario const s_MainThreadAlone("main thread leaves alone", [] {
   pthread_exit(nullptr);
 });
 
-// The thread sanitizer keeps a thread of its own, so under it a process without a main thread never ends by
+// The thread sanitizer has a thread of its own, so with it a process without a main thread never ends by
 // itself.
 #if !defined(__SANITIZE_THREAD__)
 ChildScenario const s_LastThread("last thread ends the process", [] { LeaveMainThreadFirst([] {}); });
@@ -117,12 +117,12 @@ TEST(ProcessEnd, ReturnFromMainFinalisesTheMainThread) {
   ExpectEnd("return from main", 0, "main5 main4 main2 ");
 }
 
-TEST(ProcessEnd, ExitFinalisesTheThreadThatCallsIt) {
+TEST(ProcessEnd, ExitFinalisesOnlyTheCallingThread) {
   ExpectEnd("exit from main", 3, "main5 main4 main2 ");
   ExpectEnd("exit from another thread", 4, "other5 other4 other2 ");
 }
 
-TEST(ProcessEnd, MainThreadThatLeavesFirstIsFinalisedBeforeTheOthersEnd) {
+TEST(ProcessEnd, MainThreadThatExitsFirstIsFinalisedBeforeTheOthersEnd) {
   ExpectEnd("main thread leaves first", 6, "main5 main4 main2 between other5 other4 other2 ");
 }
 
@@ -132,15 +132,15 @@ TEST(ProcessEnd, LastThreadEndsTheProcessWithNothingLeftToFinalise) {
 }
 #endif
 
-TEST(ProcessEnd, MainThreadThatLeavesAloneIsFinalised) {
+TEST(ProcessEnd, MainThreadThatExitsAloneIsFinalised) {
   ExpectEnd("main thread leaves alone", 0, "main5 main4 main2 ");
 }
 
-TEST(ProcessEnd, ThreadLocalObjectsGoBeforeTheServices) {
+TEST(ProcessEnd, ThreadLocalObjectsAreDestroyedBeforeTheServices) {
   ExpectEnd("thread-local objects at exit", 0, "before main5 main4 main2 ");
 }
 
-TEST(ProcessEnd, StaticObjectsMadeLaterGoBeforeTheServices) {
+TEST(ProcessEnd, StaticObjectsMadeLaterAreDestroyedBeforeTheServices) {
   ExpectEnd("static objects at exit", 0, "later main5 main4 main2 ");
 }
 

@@ -13,7 +13,7 @@ thr_ThrSingletonRegistry& Registry() {
   return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
 }
 
-/// How many times a thread's end repeats the finalisers while they keep making new instances.
+/// How many times the finalisers are repeated at a thread's end while they keep making new instances.
 constexpr int MaxPasses = 16;
 
 /// A thread-local value whose destructor the system calls at every kind of thread end, after the destructors
@@ -35,7 +35,7 @@ class ThreadEnd {
   pthread_key_t m_Key{};
 };
 
-/// Stands for the end of the process on the thread that exits it, whose keys the system does not visit.
+/// Runs the finalisers at process exit on the thread that exits: the system does not destroy its keys.
 struct ProcessExit {
   ProcessExit() = default;
   ProcessExit(ProcessExit const&) = delete;

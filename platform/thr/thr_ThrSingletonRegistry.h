@@ -11,33 +11,33 @@
 /// Reached through thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance().
 ///
 /// When a thread that registered a finaliser ends, in whatever way (return, pthread_exit, cancellation, or
-/// the exit of the process for the thread that calls it), the finalisers run on it from the highest destruct
-/// level to the lowest, so what uses a service goes before the service. At a thread's end they run after the
-/// destructors of that thread's thread_local objects; at process exit they run with the destructors of static
-/// objects, after those of static objects constructed later than the thread's first singleton.
+/// calling exit), the finalisers run on it from the highest destruct level to the lowest, so a user of a
+/// service is destroyed before the service. At a thread's end they run after the destructors of that thread's
+/// thread_local objects. At process exit they run with the destructors of static objects, after those of
+/// static objects constructed later than the thread's first singleton.
 ///
 /// Thread rule: every operation may be called from any thread.
 class KVL_EXPORT thr_ThrSingletonRegistry {
  public:
-  /// Destroys the calling thread's instance of one type; true when there was one.
+  /// Destroys the calling thread's instance of one type. Returns true if there was one.
   using Finalizer = bool (*)();
 
   thr_ThrSingletonRegistry() = default;
   thr_ThrSingletonRegistry(thr_ThrSingletonRegistry const&) = delete;
   thr_ThrSingletonRegistry& operator=(thr_ThrSingletonRegistry const&) = delete;
 
-  /// Makes sure that `finalizer` runs when the calling thread ends. Registering it again, from this thread or
-  /// another, changes nothing else. A new finaliser starts at level 0.
+  /// Makes `finalizer` run when the calling thread ends. Registering it again, from this thread or another,
+  /// does not change its level or run it twice. A new finaliser has level 0.
   void Register(Finalizer finalizer);
 
   /// Sets the destruct level of a registered finaliser; an unknown one is ignored.
   void SetDestructLevel(Finalizer finalizer, int level);
 
-  /// The level of a registered finaliser, -1 when unknown.
+  /// The level of a registered finaliser, -1 if it is unknown.
   [[nodiscard]] int DestructLevel(Finalizer finalizer) const;
 
-  /// Runs the finalisers on the calling thread now. An instance that a finaliser brings to life is destroyed
-  /// too. What is made after that is destroyed when the thread ends.
+  /// Runs the finalisers on the calling thread now. An instance that a finaliser makes is destroyed too. An
+  /// instance made afterwards is destroyed when the thread ends.
   void FinalizeThread();
 
  private:

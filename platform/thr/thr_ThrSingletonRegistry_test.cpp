@@ -17,7 +17,7 @@ thr_ThrSingletonRegistry& Registry() {
   return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
 }
 
-/// The services that were finalised, in order, whatever the thread.
+/// The services that were finalised, in order, on any thread.
 class Log {
  public:
   static void Add(int number) {
@@ -34,7 +34,7 @@ class Log {
   static inline std::vector<int> s_Numbers;
 };
 
-/// A per-thread service that is destroyed at level `Level`; `Group` keeps the tests' services apart.
+/// A per-thread service that is destroyed at level `Level`; each test uses its own `Group`.
 template <int Group, int Level> struct Service {
   static void Use() {
     Registry().Register(&Finalize);
@@ -76,7 +76,7 @@ class thr_ThrSingletonRegistryTest : public testing::Test {
   void SetUp() override { Log::Take(); }
 };
 
-TEST_F(thr_ThrSingletonRegistryTest, IsOneForAllThreads) {
+TEST_F(thr_ThrSingletonRegistryTest, IsTheSameForAllThreads) {
   thr_ThrSingletonRegistry* there = nullptr;
   std::thread([&] { there = &Registry(); }).join();
   EXPECT_EQ(there, &Registry());
@@ -107,7 +107,7 @@ TEST_F(thr_ThrSingletonRegistryTest, RegisteringAgainKeepsTheLevelAndRunsOnce) {
   EXPECT_EQ(Log::Take(), std::vector<int>{6});
 }
 
-TEST_F(thr_ThrSingletonRegistryTest, RunsFromTheHighestLevelToTheLowestNow) {
+TEST_F(thr_ThrSingletonRegistryTest, FinalizeThreadRunsFromTheHighestLevelToTheLowest) {
   UseAll();
   Registry().FinalizeThread();
   EXPECT_EQ(Log::Take(), FromHighestToLowest);
@@ -115,7 +115,7 @@ TEST_F(thr_ThrSingletonRegistryTest, RunsFromTheHighestLevelToTheLowestNow) {
   EXPECT_EQ(Log::Take(), std::vector<int>{});
 }
 
-TEST_F(thr_ThrSingletonRegistryTest, FinalisesTheCallingThreadOnly) {
+TEST_F(thr_ThrSingletonRegistryTest, FinalisesOnlyTheCallingThread) {
   UseAll();
   std::thread([] { Registry().FinalizeThread(); }).join();
   EXPECT_EQ(Log::Take(), std::vector<int>{});
@@ -123,7 +123,7 @@ TEST_F(thr_ThrSingletonRegistryTest, FinalisesTheCallingThreadOnly) {
   EXPECT_EQ(Log::Take(), FromHighestToLowest);
 }
 
-TEST_F(thr_ThrSingletonRegistryTest, DestroysWhatAFinaliserBringsToLife) {
+TEST_F(thr_ThrSingletonRegistryTest, DestroysInstancesThatAFinaliserMakes) {
   UseAll();
   A2::t_AtFinalize = [] {
     A2::t_AtFinalize = nullptr;
@@ -221,7 +221,7 @@ TEST_F(thr_ThrSingletonRegistryTest, RunsAfterTheDestructorsOfThreadLocalObjects
   EXPECT_EQ(Log::Take(), (std::vector<int>{100, 100, 5, 4, 3, 2}));
 }
 
-TEST_F(thr_ThrSingletonRegistryTest, DestroysWhatThreadLocalDestructorsMake) {
+TEST_F(thr_ThrSingletonRegistryTest, DestroysInstancesThatThreadLocalDestructorsMake) {
   std::thread([] {
     thread_local UsesAtItsEnd maker;
     maker.m_Use = &UseAll;
@@ -229,7 +229,7 @@ TEST_F(thr_ThrSingletonRegistryTest, DestroysWhatThreadLocalDestructorsMake) {
   EXPECT_EQ(Log::Take(), (std::vector<int>{100, 5, 4, 3, 2}));
 }
 
-TEST_F(thr_ThrSingletonRegistryTest, DestroysWhatLaterThreadKeyDestructorsMake) {
+TEST_F(thr_ThrSingletonRegistryTest, DestroysInstancesThatLaterThreadKeyDestructorsMake) {
   Registry().Register(&A2::Finalize); // the registry's own key exists before the one below
   pthread_key_t key{};
   ASSERT_EQ(pthread_key_create(&key, [](void*) { A3::Use(); }), 0);
@@ -245,14 +245,14 @@ TEST_F(thr_ThrSingletonRegistryTest, DestroysWhatLaterThreadKeyDestructorsMake) 
   EXPECT_EQ(Log::Take(), (std::vector<int>{2, 3}));
 }
 
-/// A service that is told apart by its number, not by its level.
+/// A service identified by its number, not by its level.
 template <int Number> bool FinalizeNumbered() {
   Log::Add(Number);
   return false;
 }
 
 TEST_F(thr_ThrSingletonRegistryTest, OlderFinaliserOfALevelRunsFirst) {
-  // Not the process-wide registry: these finalisers would run in all other tests.
+  // Not the process-wide registry: there these finalisers would run in all other tests.
   thr_ThrSingletonRegistry registry;
   registry.Register(&FinalizeNumbered<1>);
   registry.Register(&FinalizeNumbered<2>);

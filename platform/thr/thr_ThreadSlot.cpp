@@ -8,7 +8,7 @@ namespace {
 
 constexpr int SlotCount = 128;
 
-/// Odd while the slot is in use. A value set under another generation belongs to a former owner of the index.
+/// Odd while the slot is in use. A value of another generation belongs to a former owner of the index.
 std::array<std::atomic<unsigned int>, SlotCount> s_Generations{};
 
 struct Value {
@@ -16,8 +16,8 @@ struct Value {
   unsigned int m_Generation;
 };
 
-// Not a system key: the system clears the keys of an ending thread one by one before the last of their
-// destructors has run, while these stay readable until the thread is gone.
+// Not system keys: at a thread's end the system clears its keys one by one, before the last of their
+// destructors has run. These values stay readable until the thread is gone.
 constinit thread_local std::array<Value, SlotCount> t_Values{};
 
 } // namespace
@@ -29,7 +29,7 @@ int thr_TlsAlloc() {
     if (current % 2 == 0 && generation.compare_exchange_strong(current, current + 1)) return slot;
   }
   throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
-                          "thread-local slot");
+                          "thr_TlsAlloc: no free thread-local slot");
 }
 
 void* thr_TlsGetValue(int slot) noexcept {

@@ -56,7 +56,7 @@ TEST(thr_ThreadSlot, FreedSlotHasNoValue) {
   EXPECT_EQ(thr_TlsGetValue(slot), nullptr);
 }
 
-TEST(thr_ThreadSlot, ReusedIndexDoesNotShowTheFormerOwnersValue) {
+TEST(thr_ThreadSlot, ReusedIndexHasNoValueOfItsFormerOwner) {
   int const slot = thr_TlsAlloc();
   int value = 0;
   thr_TlsSetValue(slot, &value);
@@ -67,7 +67,7 @@ TEST(thr_ThreadSlot, ReusedIndexDoesNotShowTheFormerOwnersValue) {
   thr_TlsFree(again);
 }
 
-TEST(thr_ThreadSlot, ReportsWhenThereAreNoMoreSlots) {
+TEST(thr_ThreadSlot, ThrowsIfThereAreNoMoreSlots) {
   std::set<int> slots;
   EXPECT_THROW(
       {
@@ -82,7 +82,7 @@ TEST(thr_ThreadSlot, ReportsWhenThereAreNoMoreSlots) {
   thr_TlsFree(slot);
 }
 
-TEST(thr_ThreadSlot, ThreadsThatReserveAtOnceGetDifferentSlots) {
+TEST(thr_ThreadSlot, ConcurrentReservationsGetDifferentSlots) {
   std::vector<std::vector<int>> slots(8);
   std::vector<std::thread> threads;
   for (auto& own : slots)

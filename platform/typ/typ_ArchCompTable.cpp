@@ -22,7 +22,7 @@ typ_ArchCompEntry const* Find(unsigned int typeId) {
   return found->second.m_Entries + ordinal;
 }
 
-/// No hierarchy is deeper; a table whose parents run in a circle ends here too.
+/// No hierarchy is deeper. It also ends the walk if the parents form a circle.
 constexpr int MaxDepth = 1000;
 
 } // namespace

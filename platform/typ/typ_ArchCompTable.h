@@ -3,7 +3,7 @@
 #include "platform/cow/cow_String.h"
 #include "platform/kvl_Export.h"
 
-/// One class of a component: its kind, the type ID of its parent (1 for none) and its name (null for none).
+/// One class of a component: its kind, the type ID of its parent (1: no parent) and its name (null: no name).
 struct typ_ArchCompEntry {
   unsigned int m_Kind;
   unsigned int m_Parent;
@@ -16,17 +16,17 @@ struct typ_ArchCompEntry {
 /// Thread rule: filled during single-threaded start-up and only read after that.
 class KVL_EXPORT typ_ArchCompTable {
  public:
-  /// The parent of a class without parent.
+  /// The parent ID of a class without parent.
   static constexpr unsigned int NoParent = 1;
 
-  /// Registers the `count` entries of a component, indexed by ordinal; a component registered before is
-  /// replaced. The table keeps the pointer: the entries and their names must outlive it.
+  /// Registers the `count` entries of a component, indexed by ordinal, replacing an earlier registration. The
+  /// table keeps the pointer: the entries and their names must outlive it.
   static void InsertEntry(unsigned int component, typ_ArchCompEntry const* entries, unsigned int count);
 
   /// The name of a type; for an ID that is not in the table, or has no name, its number as "0x001F0002".
   static cow_String GetName(unsigned int typeId);
 
-  /// Whether `ancestor` stands above `typeId` on the way through the parents. A type is not its own parent,
+  /// Whether `ancestor` is the parent of `typeId`, or of one of its ancestors. A type is not its own parent,
   /// and an unknown one has none.
   static bool IsParent(unsigned int typeId, unsigned int ancestor);
 

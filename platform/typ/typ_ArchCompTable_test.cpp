@@ -37,7 +37,7 @@ class typ_ArchCompTableTest : public testing::Test {
   void TearDown() override { typ_ArchCompTable::Clear(); }
 };
 
-TEST_F(typ_ArchCompTableTest, NamesATypeByComponentAndOrdinal) {
+TEST_F(typ_ArchCompTableTest, NamesTypesByComponentAndOrdinal) {
   EXPECT_EQ(typ_ArchCompTable::GetName(Id(Shapes, 1)), "shape");
   EXPECT_EQ(typ_ArchCompTable::GetName(Id(Shapes, 3)), "arc");
   EXPECT_EQ(typ_ArchCompTable::GetName(Id(Solids, 1)), "solid");
@@ -68,11 +68,11 @@ TEST_F(typ_ArchCompTableTest, TypeIsNotItsOwnParent) {
   EXPECT_FALSE(typ_ArchCompTable::IsParent(Id(Shapes, 2), Id(Shapes, 2)));
 }
 
-TEST_F(typ_ArchCompTableTest, DescendantIsNoParent) {
+TEST_F(typ_ArchCompTableTest, DescendantIsNotAParent) {
   EXPECT_FALSE(typ_ArchCompTable::IsParent(Id(Shapes, 1), Id(Shapes, 2)));
 }
 
-TEST_F(typ_ArchCompTableTest, TheMarkOfNoParentIsNobodysParent) {
+TEST_F(typ_ArchCompTableTest, NoParentMarkIsNeverAParent) {
   EXPECT_FALSE(typ_ArchCompTable::IsParent(Id(Shapes, 1), typ_ArchCompTable::NoParent));
   EXPECT_FALSE(typ_ArchCompTable::IsParent(Id(Shapes, 3), typ_ArchCompTable::NoParent));
   EXPECT_EQ(typ_ArchCompTable::NoParent, 1U);
@@ -88,7 +88,7 @@ TEST_F(typ_ArchCompTableTest, ParentThatIsNotInTheTableStillCounts) {
   EXPECT_FALSE(typ_ArchCompTable::IsParent(Id(Solids, 4), Id(Shapes, 1)));
 }
 
-TEST_F(typ_ArchCompTableTest, EndsOnParentsThatRunInACircle) {
+TEST_F(typ_ArchCompTableTest, EndsOnCircularParents) {
   EXPECT_TRUE(typ_ArchCompTable::IsParent(Id(Solids, 2), Id(Solids, 3)));
   EXPECT_FALSE(typ_ArchCompTable::IsParent(Id(Solids, 2), Id(Shapes, 1)));
 }

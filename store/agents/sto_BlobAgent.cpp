@@ -6,37 +6,13 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "store/base/sto_Exception.h"
-#include "store/format/sto_BlockKey.h"
+#include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/session/sto_OwnTransaction.h"
 
 namespace {
 
-constexpr long long BlockBytes = sto_Format::BlobBlockBytes;
-
-constexpr sto_FieldKey SizeKey = sto_CollectionFields::BlobBytes;
-constexpr sto_FieldKey ChangeKey = sto_CollectionFields::Change;
-
-std::int64_t NumberOf(sto_Part const& part, sto_FieldKey const& key) {
-  for (sto_Field const& field : part.m_Fields)
-    if (field.m_Key == key && field.m_Tag == sto_Format::Int64)
-      return sto_ByteReader(field.m_Payload).Number<std::int64_t>();
-  return 0;
-}
-
-void PutNumber(sto_RecordBuilder& builder, sto_FieldKey const& key, std::int64_t value) {
-  sto_ByteWriter writer(builder.StartField(0, key));
-  writer.U8(sto_Format::Int64);
-  writer.Number(value);
-}
-
-int BlocksOf(long long blobBytes) noexcept {
-  return static_cast<int>((blobBytes + BlockBytes - 1) / BlockBytes);
-}
-
-long long BytesIn(int index, long long blobBytes) noexcept {
-  return std::clamp(blobBytes - index * BlockBytes, 0LL, BlockBytes);
-}
+using Layout = sto_BlobLayout;
 
 } // namespace
 
@@ -106,12 +82,12 @@ sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
     return {};
   }
   sto_Part const& part = record->Parts().front();
-  Header const header{NumberOf(part, SizeKey), NumberOf(part, ChangeKey)};
+  Header const header{sto_CollectionFields::BlobBytes.Read(part).value_or(0),
+                      sto_CollectionFields::Change.Read(part).value_or(0)};
   if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is none, or says an impossible size.");
   // Somebody may make room for as many bytes: the last of them must be there.
-  if (checksBlocks && header.m_SizeBytes > 0 &&
-      !Session().Driver().HasBlock(sto_BlockKey(m_Id, BlocksOf(header.m_SizeBytes) - 1)))
+  if (checksBlocks && header.m_SizeBytes > 0 && !m_Blocks.Has(Layout::BlockOf(header.m_SizeBytes - 1)))
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: it says " +
                                                 std::to_string(header.m_SizeBytes) +
                                                 " bytes, and its last block is missing.");
@@ -138,9 +114,9 @@ void sto_BlobAgent::WriteHeader(Header header) {
   cls_ClassMetadata const& metadata = Session().ClassToWrite(cls_BlobTypeId).Metadata();
   sto_RecordBuilder builder;
   builder.AddPart(metadata.ClassId(), metadata.Version(), m_Id);
-  PutNumber(builder, SizeKey, header.m_SizeBytes);
+  sto_CollectionFields::BlobBytes.Write(builder, header.m_SizeBytes);
   std::int64_t const change = header.m_Change + 1;
-  PutNumber(builder, ChangeKey, change);
+  sto_CollectionFields::Change.Write(builder, change);
   Session().Changes().NoteBlobChange(m_Id, change, Session().TransactionNumber(), Session().Save().Number());
   Session().Driver().WriteObject(m_Id, metadata.ClassId(), builder.Finish(m_Id));
   if (m_SeenChange == header.m_Change) m_SeenChange = change; // what was not seen before still is not
@@ -172,7 +148,7 @@ bool sto_BlobAgent::Changed() {
 
 sto_ByteView sto_BlobAgent::ReadBlock(int index, long long blobBytes) {
   sto_ByteView const content = m_Blocks.Read(index);
-  if (static_cast<long long>(content.size()) != BytesIn(index, blobBytes))
+  if (static_cast<std::int64_t>(content.size()) != Layout(blobBytes).CountIn(index))
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: block " + std::to_string(index) +
                                                 " does not have the bytes that the blob says.");
   return content;
@@ -185,12 +161,10 @@ long long sto_BlobAgent::Read(long long offset, long long sizeBytes, void* desti
   long long const there = std::min(sizeBytes, header.m_SizeBytes - std::min(offset, header.m_SizeBytes));
   auto* const bytes = static_cast<std::byte*>(destination);
   for (long long done = 0; done < there;) {
-    int const index = static_cast<int>((offset + done) / BlockBytes);
-    long long const within = (offset + done) % BlockBytes;
-    long long const part = std::min(BlockBytes - within, there - done);
-    std::memcpy(bytes + done, ReadBlock(index, header.m_SizeBytes).data() + within,
-                static_cast<std::size_t>(part));
-    done += part;
+    Layout::Piece const piece = Layout::FirstPiece(offset + done, there - done);
+    std::memcpy(bytes + done, ReadBlock(piece.m_Block, header.m_SizeBytes).data() + piece.m_Offset,
+                static_cast<std::size_t>(piece.m_Count));
+    done += piece.m_Count;
   }
   return there;
 }
@@ -203,10 +177,11 @@ void sto_BlobAgent::Write(long long offset, long long sizeBytes, void const* sou
     Session().Raise(sto_ErrorKind::Full,
                     Describe() + " would get more than " + std::to_string(MaxBytes) + " bytes.");
   Header header = HeaderToChange();
-  std::byte const zeros[BlockBytes] = {};
+  std::byte const zeros[Layout::BlockSize] = {};
   ChangeWhole(header, !transaction.IsOwn(), [&] {
     while (header.m_SizeBytes < offset)
-      WriteBytes(header, header.m_SizeBytes, std::min(BlockBytes, offset - header.m_SizeBytes), zeros);
+      WriteBytes(header, header.m_SizeBytes,
+                 std::min<long long>(Layout::BlockSize, offset - header.m_SizeBytes), zeros);
     WriteBytes(header, offset, sizeBytes, static_cast<std::byte const*>(source));
   });
   transaction.Commit();
@@ -231,10 +206,8 @@ void sto_BlobAgent::ChangeWhole(Header const& header, bool outlivesFailure, Chan
 void sto_BlobAgent::WriteBytes(Header& header, long long offset, long long sizeBytes,
                                std::byte const* source) {
   for (long long done = 0; done < sizeBytes;) {
-    int const index = static_cast<int>((offset + done) / BlockBytes);
-    long long const within = (offset + done) % BlockBytes;
-    long long const part = std::min(BlockBytes - within, sizeBytes - done);
-    long long const stored = BytesIn(index, header.m_SizeBytes);
+    auto const [index, within, part] = Layout::FirstPiece(offset + done, sizeBytes - done);
+    std::int64_t const stored = Layout(header.m_SizeBytes).CountIn(index);
     sto_Bytes content;
     if (stored > 0 && (within > 0 || part < stored)) {
       sto_ByteView const old = ReadBlock(index, header.m_SizeBytes);
@@ -244,7 +217,7 @@ void sto_BlobAgent::WriteBytes(Header& header, long long offset, long long sizeB
     std::memcpy(content.data() + within, source + done, static_cast<std::size_t>(part));
     m_Blocks.Write(index, content, stored > 0);
     done += part;
-    header.m_SizeBytes = std::max(header.m_SizeBytes, offset + done);
+    header.m_SizeBytes = std::max<long long>(header.m_SizeBytes, offset + done);
   }
 }
 
@@ -254,16 +227,15 @@ void sto_BlobAgent::Truncate(long long sizeBytes) {
   Header header = HeaderToChange();
   long long const kept = std::max(0LL, sizeBytes);
   if (kept >= header.m_SizeBytes) return;
-  int const lastKept = BlocksOf(kept) - 1;
   ChangeWhole(header, !transaction.IsOwn(), [&] {
-    if (kept % BlockBytes != 0) {
-      sto_ByteView const old =
-          ReadBlock(lastKept, header.m_SizeBytes).first(static_cast<std::size_t>(kept % BlockBytes));
+    if (std::int64_t const within = Layout::OffsetOf(kept); within != 0) {
+      int const last = Layout::BlockOf(kept);
+      sto_ByteView const old = ReadBlock(last, header.m_SizeBytes).first(static_cast<std::size_t>(within));
       sto_Bytes content(old.begin(), old.end());
-      m_Blocks.Write(lastKept, content, true);
+      m_Blocks.Write(last, content, true);
     }
     header.m_SizeBytes = kept;
-    Session().Driver().DeleteBlocks(sto_BlockKey(m_Id, lastKept + 1), sto_LastBlockKey(m_Id));
+    m_Blocks.DeleteFrom(Layout(kept).BlockCount());
   });
   transaction.Commit();
 }

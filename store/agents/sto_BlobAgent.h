@@ -5,6 +5,7 @@
 #include <string>
 
 #include "persist/backend/cls_AgentBlob.h"
+#include "store/format/sto_BlockLayout.h"
 #include "store/session/sto_OpenBlob.h"
 #include "store/session/sto_StoredBlocks.h"
 
@@ -20,7 +21,7 @@ class sto_Session;
 class sto_BlobAgent final : public cls_AgentBlob, public sto_OpenBlob {
  public:
   /// The greatest blob, in bytes: what the blocks of one object can hold.
-  static constexpr long long MaxBytes = (1LL << 20) * 16384;
+  static constexpr long long MaxBytes = sto_BlobLayout::MaxCount;
 
   /// `id` is 0 for a blob that is not stored: it is empty and takes nothing. `isMade`: the open save makes
   /// it.

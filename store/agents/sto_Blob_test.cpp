@@ -11,7 +11,7 @@
 
 namespace {
 
-// Blobs on a real store.
+// Blobs in a real store.
 
 cls_FieldHandle ImageField() {
   return {0, "m_Image"_cow};
@@ -19,7 +19,7 @@ cls_FieldHandle ImageField() {
 
 using Content = std::vector<unsigned char>;
 
-/// An object with a blob, whose writing and reading the test scripts.
+/// An object with a blob; the test scripts its writing and reading.
 struct Picture {
   static constexpr unsigned int TypeId() noexcept { return 0x750001; }
   using Act = std::function<void(cls_AgentBlob&)>;
@@ -177,7 +177,7 @@ TEST_F(StoreBlob, AgentOfABlobWhoseSaveIsUndoneNeverWritesUnderItsId) {
   Kept failed;
   failed.m_Fails = true;
   EXPECT_THROW(store.Save("gone", failed), std::runtime_error);
-  store.Save("picture", With(Pattern(100))); // takes the ids again
+  store.Save("picture", With(Pattern(100))); // reuses the ids
   for (Kept const* const gone : {&rolledBack, &failed}) {
     cls_AgentBlob& blob = gone->m_Writer->Agent();
     EXPECT_TRUE(blob.ReadOnly());
@@ -211,7 +211,7 @@ TEST_F(StoreBlob, AgentOfAnUndoneSaveDoesNotMakeObjectsThatTheStoreNeverHad) {
   }
   MessageOf(sto_ErrorKind::Unavailable, [&] { writer->Agent().Write(0, 3, "xyz"); });
   EXPECT_EQ(store.ObjectCount(), 0);
-  store.Save("picture", With(Pattern(10))); // the store can still be written
+  store.Save("picture", With(Pattern(10))); // the store is still writable
   EXPECT_TRUE(AllOf(Open().Load<Picture>("picture")->Blob()) == Pattern(10));
 }
 
@@ -222,7 +222,7 @@ TEST_F(StoreBlob, AgentOutlivesTheSaveAndNoticesOtherSessions) {
   auto const mine = one.Load<Picture>("picture");
   auto const theirs = two.Load<Picture>("picture");
   EXPECT_FALSE(mine->Blob().Changed());
-  theirs->Blob().Write(5, 1, "x"); // a transaction of its own
+  theirs->Blob().Write(5, 1, "x"); // an implicit transaction
   EXPECT_TRUE(mine->Blob().Changed());
   EXPECT_FALSE(mine->Blob().Changed());
   EXPECT_FALSE(theirs->Blob().Changed());
@@ -256,7 +256,7 @@ TEST_F(StoreBlob, ReadOnlyStoreAndReadTransactionRefuseToWrite) {
   MessageOf(sto_ErrorKind::Misuse, [&] { picture->Blob().Write(0, 1, "x"); });
 }
 
-TEST_F(StoreBlob, AbsentBlobIsEmptyAndTakesNothing) {
+TEST_F(StoreBlob, AbsentBlobIsEmptyAndReadOnly) {
   sto_Store store = Create();
   struct Bare {
     static constexpr unsigned int TypeId() noexcept { return Picture::TypeId(); }

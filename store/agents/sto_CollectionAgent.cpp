@@ -7,19 +7,6 @@
 #include "store/format/sto_CollectionFields.h"
 #include "store/session/sto_OwnTransaction.h"
 
-namespace {
-
-constexpr sto_FieldKey SizeHintKey = sto_CollectionFields::SizeHint;
-constexpr sto_FieldKey ChangeKey = sto_CollectionFields::Change;
-
-sto_Field const* FindField(sto_Part const& part, sto_FieldKey const& key, std::uint8_t tag) {
-  for (sto_Field const& field : part.m_Fields)
-    if (field.m_Key == key && field.m_Tag == tag) return &field;
-  return nullptr;
-}
-
-} // namespace
-
 sto_CollectionAgent::sto_CollectionAgent(sto_Session& session, std::int64_t id)
     : sto_OpenCollection(id), m_Session(&session), m_Location(session.Location()) {}
 
@@ -82,12 +69,10 @@ void sto_CollectionAgent::TakeStored(sto_RecordRef const& record) {
 
 void sto_CollectionAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) {
   sto_Part const& part = record->Parts().front();
-  sto_Field const* const field = FindField(part, ChangeKey, sto_Format::Int64);
-  std::int64_t const change = field == nullptr ? 0 : sto_ByteReader(field->m_Payload).Number<std::int64_t>();
+  std::int64_t const change = sto_CollectionFields::Change.Read(part).value_or(0);
   m_IsTakingForeign = !isFirst && change != m_Change;
   int const count = TakeContent(record);
-  sto_Field const* const hint = FindField(part, SizeHintKey, sto_Format::Int32);
-  m_SizeHint = hint == nullptr ? count : sto_ByteReader(hint->m_Payload).Number<std::int32_t>();
+  m_SizeHint = sto_CollectionFields::SizeHint.Read(part).value_or(count);
   m_Change = change;
   if (m_IsTakingForeign) ++m_Foreign;
   m_ReadAtChange = m_Session->ChangeCounter();
@@ -128,13 +113,9 @@ void sto_CollectionAgent::CheckWriting() const {
 void sto_CollectionAgent::WritePendingRecord() {
   cls_ClassMetadata const& metadata = m_Session->ClassToWrite(StoredClassId()).Metadata();
   sto_RecordBuilder builder;
-  std::size_t const part = builder.AddPart(metadata.ClassId(), metadata.Version(), Id());
-  sto_ByteWriter hint(builder.StartField(part, SizeHintKey));
-  hint.U8(sto_Format::Int32);
-  hint.Number(m_SizeHint);
-  sto_ByteWriter change(builder.StartField(part, ChangeKey));
-  change.U8(sto_Format::Int64);
-  change.Number(m_Change);
+  builder.AddPart(metadata.ClassId(), metadata.Version(), Id());
+  sto_CollectionFields::SizeHint.Write(builder, m_SizeHint);
+  sto_CollectionFields::Change.Write(builder, m_Change);
   PutContent(builder);
   sto_Bytes const record = builder.Finish(Id());
   if (record.size() > sto_Format::MaxValueBytes)

@@ -8,6 +8,7 @@
 
 #include "persist/identity/cls_Uid.h"
 #include "store/agents/sto_HolderSlot.h"
+#include "store/format/sto_RecordBuilder.h"
 #include "store/format/sto_RecordRef.h"
 #include "store/session/sto_Session.h"
 

@@ -5,9 +5,9 @@
 
 namespace {
 
-// An object is the same whichever way leads to it: as a root, in a field, and as an element of a list or a
-// map, through a cursor or through an agent. What is built, what is refused, and what is shared does not
-// depend on it.
+// An object must be the same by whichever way it is reached: as a root, in a field, and as an element of a
+// list or map, through a cursor or an agent. The way must not affect what is built, what is refused, and what
+// is shared.
 
 class Animal {
  public:
@@ -44,7 +44,7 @@ class Dog : public Animal {
   cls_Uid m_Uid;
 };
 
-/// A class that has nothing to do with them.
+/// An unrelated class.
 class Stone {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x770003; }
@@ -80,7 +80,7 @@ class StoreElementWays : public StoreFileTest {
     Declare(m_NewerClasses, 2);
   }
 
-  /// Saves an object as a root, and once more as what a field, a list and two maps of another root hold.
+  /// Saves an object as a root, and again as the content of a field, a list and two maps of another root.
   template <class T> void Save(T const& object, bool isNewer = false) {
     sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, isNewer ? m_NewerClasses : m_Classes);
     store.Save("object", object);
@@ -108,8 +108,8 @@ class StoreElementWays : public StoreFileTest {
   }
   sto_Store Open() const { return sto_Store::Open(Path(), sto_Mode::ReadOnly, m_Classes); }
 
-  /// Calls `use` with a visitor on the object, which one of the ways but Root leads to. `holder` is what
-  /// holds it. The collections' agents live as long as that.
+  /// Calls `use` with a visitor at the object, reached by any way except Root. `holder` is the object that
+  /// holds it. The collections' agents live during the call.
   template <class Use> static void Follow(Way way, cls_ReadVisitor const& holder, Use use) {
     std::unique_ptr<cls_MementoRead> memento;
     std::string const field = way == Way::ListCursor || way == Way::ListAgent       ? "m_Objects"
@@ -161,7 +161,7 @@ class StoreElementWays : public StoreFileTest {
     return object;
   }
 
-  /// What comes of the object by one way: what it says of itself, or which kind of error is raised.
+  /// The result of reaching the object: what it says of itself, or the kind of error raised.
   std::string ByWay(Way way, bool isShared) const {
     sto_Store store = Open();
     std::string outcome = "nothing";
@@ -226,7 +226,7 @@ TEST_F(StoreElementWays, SharedObjectIsOneObjectWhicheverWaysLeadToItInOneLoad) 
   sto_Store store = Open();
   for (Way const first : Ways)
     for (Way const second : Ways) {
-      if (first == Way::Root || second == Way::Root) continue; // another root is another load
+      if (first == Way::Root || second == Way::Root) continue; // another root is a separate load
       SCOPED_TRACE(std::to_string(static_cast<int>(first)) + " and " +
                    std::to_string(static_cast<int>(second)));
       static_cast<void>(LoadFields(
@@ -253,7 +253,7 @@ TEST_F(StoreElementWays, SharedObjectIsReadInALoadOfItsOwnThroughAnAgentThatOutl
   std::shared_ptr<Animal> const one = sto_ConstructShared<Animal>(cls_ReadVisitor(agent->MakeReadObj(0)));
   EXPECT_EQ(one->Describe(), "dog anon on 4");
   {
-    cls_ReadVisitor const first(agent->MakeReadObj(0)); // keeps one load open
+    cls_ReadVisitor const first(agent->MakeReadObj(0)); // keeps a load open
     cls_ReadVisitor const second(agent->MakeReadObj(0));
     EXPECT_EQ(sto_ConstructShared<Animal>(first), sto_ConstructShared<Animal>(second));
   }

@@ -6,11 +6,12 @@
 #include <optional>
 
 #include "store/agents/sto_AgentOf.h"
+#include "store/format/sto_BlockLayout.h"
 #include "store/session/sto_OwnTransaction.h"
 
 namespace {
 
-constexpr int BlockSize = sto_Format::BlockElementCount;
+using Layout = sto_ListLayout;
 
 /// Blocks of a run that are written at once: 256 KiB of doubles.
 constexpr int RunBlocks = 16;
@@ -83,11 +84,7 @@ template <class T> int sto_ListAgent<T>::Count() {
 }
 
 template <class T> int sto_ListAgent<T>::CountIn(int index) const noexcept {
-  return std::clamp(m_Count - index * BlockSize, 0, BlockSize);
-}
-
-template <class T> int sto_ListAgent<T>::BlockCount() const noexcept {
-  return m_Count / BlockSize + (m_Count % BlockSize != 0 ? 1 : 0);
+  return Layout(m_Count).CountIn(index);
 }
 
 template <class T> void sto_ListAgent<T>::WriteRun(int firstIndex, int count, T const* values) {
@@ -119,35 +116,34 @@ template <class T> void sto_ListAgent<T>::Write(int firstIndex, int count, T con
     Session().Raise(sto_ErrorKind::Full, Describe() + " would get more elements than a list can count.");
   MoveOutOfRecord();
   if (firstIndex > m_Count) {
-    auto const gap = std::make_unique<T[]>(BlockSize);
-    while (m_Count < firstIndex) Write(m_Count, std::min(BlockSize, firstIndex - m_Count), gap.get());
+    auto const gap = std::make_unique<T[]>(Layout::BlockSize);
+    while (m_Count < firstIndex) Write(m_Count, std::min(Layout::BlockSize, firstIndex - m_Count), gap.get());
   }
   for (int done = 0; done < count;) {
     if (int const written = WriteNewBlocks(firstIndex + done, count - done, values + done)) {
       done += written;
       continue;
     }
-    int const index = (firstIndex + done) / BlockSize;
-    int const offset = (firstIndex + done) % BlockSize;
-    int const part = std::min(BlockSize - offset, count - done);
-    WriteIntoBlock(index, offset, part, values + done);
-    done += part;
+    Layout::Piece const piece = Layout::FirstPiece(firstIndex + done, count - done);
+    WriteIntoBlock(piece.m_Block, piece.m_Offset, piece.m_Count, values + done);
+    done += piece.m_Count;
   }
   m_Count = std::max(m_Count, firstIndex + count);
 }
 
 template <class T> int sto_ListAgent<T>::WriteNewBlocks(int firstIndex, int count, T const* values) {
-  int const blocks = std::min(count / BlockSize, RunBlocks);
-  if (blocks < 2 || firstIndex < m_Count || firstIndex % BlockSize != 0) return 0;
+  int const blocks = std::min(count / Layout::BlockSize, RunBlocks);
+  if (blocks < 2 || firstIndex < m_Count || Layout::OffsetOf(firstIndex) != 0) return 0;
   std::vector<sto_Bytes> contents(static_cast<std::size_t>(blocks));
   for (sto_Bytes& content : contents) {
-    content.reserve(static_cast<std::size_t>(BlockSize) * Codec::MinBytes + sto_Format::ChecksumBytes);
-    Encode(content, values, BlockSize);
+    content.reserve(static_cast<std::size_t>(Layout::BlockSize) * Codec::MinBytes +
+                    sto_Format::ChecksumBytes);
+    Encode(content, values, Layout::BlockSize);
     CheckBlockBytes(content);
-    values += BlockSize;
+    values += Layout::BlockSize;
   }
-  Blocks().WriteNew(firstIndex / BlockSize, contents);
-  return blocks * BlockSize;
+  Blocks().WriteNew(Layout::BlockOf(firstIndex), contents);
+  return blocks * Layout::BlockSize;
 }
 
 template <class T> void sto_ListAgent<T>::CheckBlockBytes(sto_Bytes const& content) const {
@@ -157,12 +153,12 @@ template <class T> void sto_ListAgent<T>::CheckBlockBytes(sto_Bytes const& conte
 
 template <class T> void sto_ListAgent<T>::WriteIntoBlock(int index, int offset, int count, T const* values) {
   sto_Bytes content;
-  content.reserve(static_cast<std::size_t>(BlockSize) * Codec::MinBytes + sto_Format::ChecksumBytes);
+  content.reserve(static_cast<std::size_t>(Layout::BlockSize) * Codec::MinBytes + sto_Format::ChecksumBytes);
   int const stored = CountIn(index);
   if (offset == 0 && count >= stored) {
     Encode(content, values, count);
   } else {
-    auto const whole = std::make_unique<T[]>(BlockSize);
+    auto const whole = std::make_unique<T[]>(Layout::BlockSize);
     if (stored > 0) Decode(index, Blocks().Read(index), stored, 0, stored, whole.get());
     std::copy_n(values, count, whole.get() + offset);
     Encode(content, whole.get(), std::max(stored, offset + count));
@@ -174,10 +170,10 @@ template <class T> void sto_ListAgent<T>::WriteIntoBlock(int index, int offset, 
 template <class T> int sto_ListAgent<T>::ReadRun(int firstIndex, int count, T* destination) {
   sto_Session& session = Session();
   if (firstIndex < 0 || count <= 0) return 0;
-  int const index = firstIndex / BlockSize;
-  int const offset = firstIndex % BlockSize;
+  int const index = Layout::BlockOf(firstIndex);
+  int const offset = Layout::OffsetOf(firstIndex);
   if (!session.InTransaction() && m_InlineRecord == nullptr && firstIndex < m_Count &&
-      count <= BlockSize - offset) {
+      count <= Layout::BlockSize - offset) {
     if (sto_ByteView const kept = Blocks().ReadKept(index); !kept.empty()) {
       int const there = std::min(count, m_Count - firstIndex);
       Decode(index, kept, CountIn(index), offset, there, destination);
@@ -197,16 +193,16 @@ template <class T> int sto_ListAgent<T>::ReadRun(int firstIndex, int count, T* d
     Decode(0, m_Inline, m_Count, firstIndex, there, destination);
   } else if (IsRaw<T> && !transaction.IsOwn() && offset == 0 && there == CountIn(index)) {
     Blocks().ReadInto(index, std::as_writable_bytes(std::span(destination, static_cast<std::size_t>(there))));
-  } else if (offset + there <= BlockSize) {
+  } else if (offset + there <= Layout::BlockSize) {
     sto_ByteView const content =
-        transaction.IsOwn() ? Blocks().ReadAhead(index, BlockCount()) : Blocks().Read(index);
+        transaction.IsOwn() ? Blocks().ReadAhead(index, Layout(m_Count).BlockCount()) : Blocks().Read(index);
     Decode(index, content, CountIn(index), offset, there, destination);
   } else {
-    int const last = (firstIndex + there - 1) / BlockSize;
+    int const last = Layout::BlockOf(firstIndex + there - 1);
     Blocks().ReadRun(index, last, [&](int block, sto_ByteView content) {
-      int const from = std::max(firstIndex, block * BlockSize);
-      int const end = std::min(firstIndex + there, block * BlockSize + CountIn(block));
-      Decode(block, content, CountIn(block), from - block * BlockSize, end - from,
+      int const from = std::max(firstIndex, Layout::FirstOf(block));
+      Layout::Piece const piece = Layout::FirstPiece(from, firstIndex + there - from);
+      Decode(block, content, CountIn(block), piece.m_Offset, piece.m_Count,
              destination + (from - firstIndex));
     });
   }
@@ -304,7 +300,8 @@ template <class T> void sto_ListAgent<T>::CheckInMemory(cls_ArrayPrim<T> const& 
   if constexpr (IsArrayElement) {
     std::int64_t missing = 0; // the first block that is not there; they come in ascending order
     cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
-    for (iter.First(); iter.IsDone() == 0 && iter.CurrentKey() == missing; iter.Next()) missing += BlockSize;
+    for (iter.First(); iter.IsDone() == 0 && iter.CurrentKey() == missing; iter.Next())
+      missing += Layout::BlockSize;
     if (missing < array.Size())
       Session().Raise(sto_ErrorKind::Misuse,
                       Describe() + " cannot be stored: elements are not in memory. Its array has " +
@@ -474,9 +471,9 @@ template <class T> bool sto_ListAgent<T>::CopyInto(sto_ListTarget& target, void 
   header.m_Width = Width();
   header.m_Count = count;
   header.m_InBlocks = true;
-  auto const elements = std::make_unique<T[]>(BlockSize);
-  for (int first = 0; first < count; first += BlockSize) {
-    int const part = std::min(BlockSize, count - first);
+  auto const elements = std::make_unique<T[]>(Layout::BlockSize);
+  for (int first = 0; first < count; first += Layout::BlockSize) {
+    int const part = std::min(Layout::BlockSize, count - first);
     Collect(source, first, part, elements.get());
     sto_Bytes content;
     content.reserve(static_cast<std::size_t>(part) * Codec::MinBytes + sto_Format::ChecksumBytes);

@@ -87,7 +87,6 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
 
   /// How many elements block `index` has.
   [[nodiscard]] int CountIn(int index) const noexcept;
-  [[nodiscard]] int BlockCount() const noexcept;
   void Write(int firstIndex, int count, T const* values);
   /// Writes `count` elements at `offset` of block `index`; the others stay.
   void WriteIntoBlock(int index, int offset, int count, T const* values);

@@ -3,14 +3,13 @@
 #include <algorithm>
 
 #include "metadata/cls_CollectionType.h"
-#include "store/format/sto_BlockKey.h"
+#include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/objects/sto_ObjectListReader.h"
 
 namespace {
 
-constexpr int BlockSize = sto_Format::BlockElementCount;
-constexpr std::size_t IdBytes = 8;
+constexpr std::size_t IdBytes = sto_ElementCodec<sto_ObjectId>::MinBytes;
 
 } // namespace
 
@@ -52,12 +51,12 @@ void sto_ListAgentObj::Read(sto_ListHeader const& list) {
   if (static_cast<std::int64_t>(list.m_Count) * static_cast<std::int64_t>(IdBytes) >
       Session().Driver().SizeBytes())
     damaged();
-  int const blockCount = sto_BlocksOfList(list.m_Count);
-  m_Blocks.ReadRun(0, blockCount - 1, [&](int block, sto_ByteView content) {
-    if (!sto_AreObjectIds(Session(), content, sto_ElementsInBlock(block, list.m_Count))) damaged();
+  sto_ListLayout const layout(list.m_Count);
+  m_Blocks.ReadRun(0, layout.BlockCount() - 1, [&](int block, sto_ByteView content) {
+    if (!sto_AreObjectIds(Session(), content, layout.CountIn(block))) damaged();
     take(content);
   });
-  m_StoredBlocks = blockCount;
+  m_StoredBlocks = layout.BlockCount();
 }
 
 void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
@@ -73,16 +72,17 @@ void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
   header.m_ElementType = sto_Format::ElementObject;
   header.m_Count = Size();
   header.m_InBlocks = bytes > sto_Format::InlineListBytes;
-  int const blockCount = header.m_InBlocks ? sto_BlocksOfList(Size()) : 0;
+  sto_ListLayout const layout(header.m_InBlocks ? Size() : 0);
+  int const blockCount = layout.BlockCount();
   for (int block = 0; block < blockCount; ++block) {
     bool const isThere = block < m_StoredBlocks;
-    bool const isTouched = block >= m_FirstTouched / BlockSize && block <= m_LastTouched / BlockSize;
+    bool const isTouched =
+        block >= sto_ListLayout::BlockOf(m_FirstTouched) && block <= sto_ListLayout::BlockOf(m_LastTouched);
     if (isThere && !(isTouched && m_LastTouched >= 0)) continue;
-    sto_Bytes content = encode(block * BlockSize, sto_ElementsInBlock(block, Size()));
+    sto_Bytes content = encode(sto_ListLayout::FirstOf(block), layout.CountIn(block));
     m_Blocks.Write(block, content, false); // a removal moves all that follows, so that little stays as it is
   }
-  if (m_StoredBlocks > blockCount)
-    Session().Driver().DeleteBlocks(sto_BlockKey(Id(), blockCount), sto_LastBlockKey(Id()));
+  if (m_StoredBlocks > blockCount) m_Blocks.DeleteFrom(blockCount);
   m_StoredBlocks = blockCount;
   m_FirstTouched = std::numeric_limits<int>::max();
   m_LastTouched = -1;

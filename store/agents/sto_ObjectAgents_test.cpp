@@ -8,7 +8,7 @@
 
 namespace {
 
-/// A container of objects as an application has it: it holds an agent, and lets go of it as it should.
+/// A container of objects like an application's: it holds an agent, and releases it correctly.
 template <class Agent> class Holder : public cls_PC {
  public:
   explicit Holder(Agent* agent) : m_Agent(agent) {
@@ -87,7 +87,7 @@ class StoreObjectAgents : public StoreCollectionTest {
     });
     return store;
   }
-  /// The agent of what a field of the root holds.
+  /// The agent of the collection in a field of the root.
   template <class H> static std::unique_ptr<H> OpenAgent(sto_Store& store, std::string const& field) {
     std::unique_ptr<H> holder;
     static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
@@ -106,7 +106,7 @@ class StoreObjectAgents : public StoreCollectionTest {
   static std::unique_ptr<StringMap> OpenTexts(sto_Store& store) {
     return OpenAgent<StringMap>(store, "m_ByString");
   }
-  /// What another session sees.
+  /// The content as another session sees it.
   Ints StoredList() {
     sto_Store store = Open(sto_Mode::ReadOnly);
     return ValuesOf(*OpenList(store));
@@ -198,7 +198,7 @@ TEST_F(StoreObjectAgents, NewElementsOfALongerListAreEmptyObjects) {
   EXPECT_EQ(Own((*list)->MakeReadObj(-1))->ClassId(), 1U);
 }
 
-TEST_F(StoreObjectAgents, PlacesThatAreNotThereAreRefused) {
+TEST_F(StoreObjectAgents, PlacesOutOfRangeAreRefused) {
   sto_Store store = MakeEmpty();
   auto const list = OpenList(store);
   Put(*list, 0, 1);
@@ -215,7 +215,7 @@ TEST_F(StoreObjectAgents, PlacesThatAreNotThereAreRefused) {
   EXPECT_EQ(StoredList(), (Ints{1, 2}));
 }
 
-TEST_F(StoreObjectAgents, ListIsWhatAVectorIsThroughAllSizes) {
+TEST_F(StoreObjectAgents, ListMatchesAVectorThroughAllSizes) {
   std::mt19937 random(4711);
   std::vector<int> model;
   { sto_Store const store = MakeEmpty(); }
@@ -278,7 +278,7 @@ TEST_F(StoreObjectAgents, MapIsWalkedInTheOrderOfItsKeys) {
   Ints keys;
   for (bool isThere = (*map)->LastKey(key); isThere; isThere = (*map)->PreviousKey(key)) keys.push_back(key);
   EXPECT_EQ(keys, (Ints{7, 0, -3}));
-  key = 3; // not a key itself
+  key = 3; // between two keys
   EXPECT_TRUE((*map)->NextKey(key));
   EXPECT_EQ(key, 7);
   key = 3;
@@ -293,7 +293,7 @@ TEST_F(StoreObjectAgents, MapIsWalkedInTheOrderOfItsKeys) {
 }
 
 TEST_F(StoreObjectAgents, TextKeysAscendByTheirBytes) {
-  { // in a session of its own
+  { // in a separate session
     sto_Store store = MakeEmpty();
     auto const map = OpenTexts(store);
     for (char const* const key : {"b", "", "a10", "a9", "\xC3\xA4"}) Put(*map, cow_String(key), 1);
@@ -333,7 +333,7 @@ TEST_F(StoreObjectAgents, RollbackBringsBackWhatWasCommitted) {
   }
   EXPECT_EQ(ValuesOf(*list), (Ints{1}));
   EXPECT_EQ(ValuesOf(*map), (std::map<int, int>{{1, 1}}));
-  EXPECT_FALSE((*list)->Changed()); // undoing is no other session's change
+  EXPECT_FALSE((*list)->Changed()); // rolling back is not another session's change
   Put(*list, 1, 4);
   EXPECT_EQ(StoredList(), (Ints{1, 4}));
 }
@@ -378,11 +378,11 @@ TEST_F(StoreObjectAgents, ElementThatFailsToWriteItselfIsUndone) {
   EXPECT_EQ(StoredList(), (Ints{1}));
 }
 
-TEST_F(StoreObjectAgents, FailureThatNobodyPassedOnIsRaisedNext) {
+TEST_F(StoreObjectAgents, FailureThatWasSwallowedIsRaisedNext) {
   sto_Store store = MakeEmpty();
   auto const list = OpenList(store);
   Scripted const element([](cls_WriteVisitor const& visitor) {
-    MessageOf(sto_ErrorKind::Misuse, [&] { visitor.Write(Field("m_Undeclared"), 1); }); // and is swallowed
+    MessageOf(sto_ErrorKind::Misuse, [&] { visitor.Write(Field("m_Undeclared"), 1); }); // swallowed
   });
   cls_AgentRequestListObj const request(&**list, 0);
   element.DBWrite(cls_WriteVisitor(request, &element));
@@ -435,7 +435,7 @@ TEST_F(StoreObjectAgents, LoadOfAnElementEndsWithItsMemento) {
   sto_Transaction const transaction(store);
 }
 
-TEST_F(StoreObjectAgents, OtherSessionsSeeWhatIsCommittedAndAreTold) {
+TEST_F(StoreObjectAgents, OtherSessionsSeeCommitsAndReportTheChange) {
   sto_Store mine = MakeEmpty();
   sto_Store theirs = Open();
   auto const my = OpenList(mine);
@@ -452,7 +452,7 @@ TEST_F(StoreObjectAgents, OtherSessionsSeeWhatIsCommittedAndAreTold) {
   EXPECT_EQ(ValuesOf(*their), (Ints{1, 2, 3}));
 }
 
-TEST_F(StoreObjectAgents, StoreThatIsReadOnlyRefusesToWrite) {
+TEST_F(StoreObjectAgents, ReadOnlyStoreRefusesToWrite) {
   { sto_Store const store = MakeEmpty(); }
   sto_Store store = Open(sto_Mode::ReadOnly);
   auto const list = OpenList(store);
@@ -476,7 +476,7 @@ TEST_F(StoreObjectAgents, WritingInATransactionThatOnlyReadsIsRefused) {
   EXPECT_EQ((*list)->Count(), 0);
 }
 
-TEST_F(StoreObjectAgents, CollectionThatIsNotStoredIsEmptyAndReadOnly) {
+TEST_F(StoreObjectAgents, AbsentCollectionIsEmptyAndReadOnly) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
   auto const list = OpenList(store);
@@ -599,7 +599,7 @@ TEST_F(StoreObjectAgents, ClosingTheStoreFlushesAndDetaches) {
     list = OpenList(store);
     map = OpenMap(store);
     bare = list->m_Agent;
-    bare->AddReference(); // somebody who is in no ring
+    bare->AddReference(); // a reference outside of any ring
   }
   EXPECT_EQ(list->m_Flushes, 1);
   EXPECT_EQ(list->m_Detaches, 1);
@@ -636,7 +636,7 @@ TEST_F(StoreObjectAgents, AgentThatIsDeletedBeforeTheCommitHasWritten) {
   EXPECT_EQ(StoredList(), (Ints{1, -1}));
 }
 
-TEST_F(StoreObjectAgents, DamagedBlockIsToldWhenTheListIsOpened) {
+TEST_F(StoreObjectAgents, DamagedBlockIsReportedWhenTheListIsOpened) {
   {
     sto_Store store = MakeEmpty();
     (*OpenList(store))->SetCount(3000);
@@ -669,7 +669,7 @@ TEST_F(StoreObjectAgents, AgentOfUndoneWorkThatNoContainerHoldsSaysSo) {
   MessageOf(sto_ErrorKind::Unavailable, [&] { undone->Count(); });
   MessageOf(sto_ErrorKind::Unavailable, [&] { undone->ReadRun(0, 1, &read); });
   MessageOf(sto_ErrorKind::Unavailable, [&] { undone->WriteRun(0, 1, &tag); });
-  save("stored"); // takes the same ids
+  save("stored"); // reuses the ids
   EXPECT_NE(agent, undone.get());
   EXPECT_EQ(agent->Count(), 1);
   MessageOf(sto_ErrorKind::Unavailable, [&] { undone->Count(); });

@@ -2,7 +2,7 @@
 
 namespace {
 
-// Bulk arrays that go from one store to another.
+// Bulk arrays saved from one store into another.
 
 class StoreOtherStores : public StoreArrayTest {};
 
@@ -20,9 +20,9 @@ TEST_F(StoreOtherStores, ArrayOfAnOpenStoreIsCopiedAndStaysWithIt) {
     EXPECT_EQ(Elements(holder->m_Array), Numbers(count));
     Fill(holder->m_Array, count + 10);
     source.Save("array", *holder);
-    EXPECT_EQ(Stored(from), Numbers(count + 10)); // it is still this store's
+    EXPECT_EQ(Stored(from), Numbers(count + 10)); // still belongs to this store
     EXPECT_EQ(Stored(to), Numbers(count));
-    target.Save("array", *holder); // copied again
+    target.Save("array", *holder); // copies it again
     EXPECT_EQ(Stored(to), Numbers(count + 10));
     EXPECT_EQ(IntegrityOf(Path(to)), "ok");
   }
@@ -33,7 +33,7 @@ TEST_F(StoreOtherStores, CopyHasWhatIsInMemoryAndNotWritten) {
   sto_Store source = Open(sto_Mode::ReadOnly, "from");
   sto_Store target = Create("to");
   auto const holder = source.Load<DoubleHolder>("array");
-  holder->m_Array.Get(8999) = -1; // a store that is read only takes nothing
+  holder->m_Array.Get(8999) = -1; // a read-only store takes no changes
   target.Save("array", *holder);
   std::vector<double> expected = Numbers(9000);
   expected[8999] = -1;
@@ -65,12 +65,12 @@ TEST_F(StoreOtherStores, ArrayInMemoryBelongsToTheFirstStoreThatSavesIt) {
   EXPECT_EQ(Stored("one"), Numbers(5000));
   EXPECT_EQ(Stored("two"), Numbers(5000));
   {
-    auto const copy = two.Load<DoubleHolder>("array"); // the same identity, on another list
+    auto const copy = two.Load<DoubleHolder>("array"); // the same identity, but another list
     Fill(copy->m_Array, 6000);
     two.Save("array", *copy);
     EXPECT_EQ(Stored("two"), Numbers(6000));
     copy->m_Array.Get(0) = -1;
-    // The address says which of the two is saved. The open one would write over the copy.
+    // The address tells which of the two is saved. The open one would overwrite the copy.
     MessageOf(sto_ErrorKind::Conflict, [&] { two.Save("array", holder); });
     EXPECT_EQ(copy->m_Array.ConstGet(0), -1);
     EXPECT_EQ(Stored("two"), Numbers(6000));
@@ -115,7 +115,7 @@ TEST_F(StoreOtherStores, DetachedArrayThatIsWhollyInMemoryIsStored) {
   {
     sto_Store source = Open(sto_Mode::ReadWrite, "from");
     holder.m_Array = source.Load<DoubleHolder>("array")->m_Array;
-    static_cast<void>(holder.m_Array.ConstGet(5)); // nothing is changed, so nothing is marked to be written
+    static_cast<void>(holder.m_Array.ConstGet(5)); // changes nothing, so nothing is marked for writing
   }
   target.Save("array", holder);
   EXPECT_EQ(Stored("to"), Numbers(2000));
@@ -128,7 +128,7 @@ TEST_F(StoreOtherStores, ArrayThatIsPartlyInMemoryIsNotMergedIntoAnOlderCopy) {
   {
     sto_Store source = Open(sto_Mode::ReadWrite, "from");
     holder.m_Array = source.Load<DoubleHolder>("array")->m_Array;
-    target.Save("array", holder); // copied
+    target.Save("array", holder); // copies it
     for (int i = 0; i < 9000; ++i) holder.m_Array.Get(i) = -i;
   } // one block of five is in memory
   MessageOf(sto_ErrorKind::Misuse, [&] { target.Save("array", holder); });
@@ -146,7 +146,7 @@ TEST_F(StoreOtherStores, ArrayLoadedFromACopyThatIsUndoneSaysSo) {
     target.Save("array", *holder);
     loaded = target.Load<DoubleHolder>("array");
   }
-  target.Save("array", *holder); // takes the ids again
+  target.Save("array", *holder); // reuses the ids
   MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(loaded->m_Array.ConstGet(0)); });
   EXPECT_EQ(Stored("to"), Numbers(5000));
 }

@@ -3,16 +3,16 @@
 
 namespace {
 
-// What bulk arrays have in memory when a save fails or a transaction is undone.
+// Bulk arrays in memory when a save fails or a transaction is rolled back.
 
 class StoreUndo : public StoreArrayTest {};
 
-/// How a transaction ends without its work.
+/// How a transaction ends without committing.
 enum class End { Rollback, Destructor, FullDisk, IoError };
 
 class StoreUndoBy : public StoreArrayTest, public testing::WithParamInterface<End> {
  protected:
-  /// Runs `work` in a transaction that ends so.
+  /// Runs `work` in a transaction that ends that way.
   void Undo(sto_Store& store, std::function<void()> const& work) {
     sto_Transaction transaction(store);
     work();
@@ -238,7 +238,7 @@ TEST_F(StoreUndo, WhatAnArrayHasNotWrittenIsNotUndoneByOthers) {
   EXPECT_EQ(holder->m_Array.ConstGet(2999), -5);
   MessageOf(sto_ErrorKind::NotFound, [&] { static_cast<void>(store.Load<DoubleHolder>("none")); });
   EXPECT_FALSE(store.RemoveRoot("none"));
-  element = -6; // the block is where it was
+  element = -6; // the block is at its previous address
   EXPECT_EQ(holder->m_Array.ConstGet(2999), -6);
   store.Save("array", *holder);
   EXPECT_EQ(Stored()[2999], -6);
@@ -253,7 +253,7 @@ TEST_F(StoreUndo, SaveThatIsBusyLosesNothing) {
   Fill(holder.m_Array, 5000);
   {
     SqlFile other(Path());
-    other.Run("BEGIN; SELECT * FROM meta"); // a reader, which the commit cannot pass
+    other.Run("BEGIN; SELECT * FROM meta"); // a reader blocks the commit
     MessageOf(sto_ErrorKind::Busy, [&] { store.Save("array", holder); });
   }
   EXPECT_FALSE(holder.m_Array.IsAssociated());
@@ -276,7 +276,7 @@ TEST_F(StoreUndo, SaveBeyondTheBoundSaysSoBeforeItEvictsAnything) {
   EXPECT_FALSE(large.m_Array.IsAssociated());
   store.Save("array", small);
   EXPECT_EQ(Stored(), Numbers(3 * 2048));
-  { // together they are too much for one transaction, one after the other they are not
+  { // the two are too large for one transaction, but not one after the other
     DoubleHolder second;
     DoubleHolder third;
     Fill(second.m_Array, 2 * 2048);
@@ -291,7 +291,7 @@ TEST_F(StoreUndo, SaveBeyondTheBoundSaysSoBeforeItEvictsAnything) {
   }
 }
 
-TEST_F(StoreUndo, KeptBlocksGoWithTheLastHolder) {
+TEST_F(StoreUndo, KeptBlocksAreFreedWithTheLastHolder) {
   sto_Options options;
   options.m_MaxKeptBytes = 3 * 2048 * 8;
   sto_Store store = Open(sto_Mode::Create, "test.kvs", options);
@@ -349,7 +349,7 @@ TEST_F(StoreUndo, ArrayAssignedPastItsRegistrationSaysSo) {
   {
     sto_Transaction transaction(store);
     store.Save("table", table);
-    assigned.m_Array = table.m_Array; // its assignment does not register it
+    assigned.m_Array = table.m_Array; // assigning does not register it
   }
   std::string const message =
       MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(assigned.m_Array.ConstGet(4000, 0)); });
@@ -388,7 +388,7 @@ TEST_F(StoreUndo, ArrayLoadedInTheTransactionHasTheCommittedSizeAfterARollback) 
       auto const first = store.Load<DoubleHolder>("array");
       Fill(first->m_Array, 9000);
       first->m_Array.Get(0) = -1;
-    } // the list has no holder for a moment
+    } // for a moment the list has no holder
     second = store.Load<DoubleHolder>("array");
     EXPECT_EQ(second->m_Array.Size(), 9000);
   }
@@ -425,7 +425,7 @@ TEST_F(StoreUndo, TransactionsOneAfterTheOther) {
   EXPECT_EQ(Stored(), Numbers(5000));
 }
 
-TEST_F(StoreUndo, FailureThatStruckInADestructorIsToldByItsKind) {
+TEST_F(StoreUndo, FailureInADestructorIsReportedByItsKind) {
   Make(100'000);
   StoreFaultVfs const vfs;
   sto_Store store = Open();
@@ -434,7 +434,7 @@ TEST_F(StoreUndo, FailureThatStruckInADestructorIsToldByItsKind) {
     auto const holder = store.Load<DoubleHolder>("array");
     holder->m_Array.Get(0) = -1;
     StoreFaultVfs::StrikeAt(1, StoreFaultVfs::Fault::Full);
-    holder->m_Array.Detach(); // writes, and may not raise
+    holder->m_Array.Detach(); // writes; a destructor must not throw
   }
   StoreFaultVfs::Disarm();
   MessageOf(sto_ErrorKind::Full, [&] { static_cast<void>(store.HasRoot("array")); });
@@ -454,7 +454,7 @@ TEST_F(StoreUndo, ClosingWritesWhatArraysHaveOrSaysWhyNot) {
   }
   {
     SqlFile other(Path());
-    other.Run("BEGIN; SELECT * FROM meta"); // a reader, which the commit cannot pass
+    other.Run("BEGIN; SELECT * FROM meta"); // a reader blocks the commit
     MessageOf(sto_ErrorKind::Busy, [&] { store.Close(); });
     EXPECT_TRUE(first->m_Array.IsAssociated());
     EXPECT_EQ(first->m_Array.ConstGet(7), -1);
@@ -488,7 +488,7 @@ TEST_F(StoreUndo, CopiesOfDifferentLengthAreWrittenWhole) {
   }
 }
 
-TEST_F(StoreUndo, FailureOfOneArrayDoesNotTakeTheNextWithIt) {
+TEST_F(StoreUndo, FailureOfOneArrayDoesNotAffectTheNext) {
   Make(13);
   sto_Store store = Open();
   DoubleHolder second;
@@ -503,9 +503,9 @@ TEST_F(StoreUndo, FailureOfOneArrayDoesNotTakeTheNextWithIt) {
       theirs->m_Array.Get(1) = -2;
     }
     second.m_Array.Get(0) = -3;
-    stale->m_Array.Detach(); // Conflict, which is kept
+    stale->m_Array.Detach(); // raises Conflict, which the session keeps
   }
-  second.m_Array.Detach(); // writes all the same
+  second.m_Array.Detach(); // still writes
   EXPECT_EQ(Stored("test.kvs", "second")[0], -3);
   MessageOf(sto_ErrorKind::Conflict, [&] { store.Save("node", Node(1)); });
 }

@@ -10,7 +10,7 @@ sto_Exception::sto_Exception(cls_ReadVisitor const& visitor)
       m_Kind(static_cast<sto_ErrorKind>(visitor.ReadEnum(cls_FieldHandle(0, "m_Kind"_cow)))),
       m_Value(visitor.Read(cls_FieldHandle(1, "m_Value"_cow), atr_String(""_cow))), m_Uid(visitor.GetUid()) {}
 
-atr_String sto_Exception::AsString() const {
+atr_String sto_Exception::AsString() {
   return m_Value;
 }
 

@@ -19,7 +19,8 @@ class KVL_EXPORT sto_Exception : public nex_Exception, public std::exception {
   /// Rebuilds a stored exception.
   explicit sto_Exception(cls_ReadVisitor const& visitor);
 
-  atr_String AsString() const override;
+  atr_String AsString() override;
+  using nex_Exception::AsString;
   [[noreturn]] void Propagate() const override;
   nex_Exception* Copy() const override;
   unsigned int DynTypeId() const override;

@@ -17,7 +17,7 @@
 
 namespace {
 
-/// Exceptions as stored objects. No class of theirs has to be declared: the library's own always are.
+/// Exceptions as stored objects. Their classes need no declaration, because the library declares its own.
 class StoreExceptions : public StoreFileTest {
  protected:
   StoreExceptions() { nex_initialize(m_Callers); }
@@ -26,7 +26,7 @@ class StoreExceptions : public StoreFileTest {
     nex_finalize(m_Callers);
   }
 
-  /// Throws it, saves what was caught, loads it in a new session, and checks the part that all have.
+  /// Throws it, saves what was caught, loads it in a new session, and checks the part common to all.
   template <class T> std::unique_ptr<T> RoundTrip(T exception) {
     Save(std::move(exception));
     m_Store = std::make_unique<sto_Store>(sto_Store::Open(Path(), sto_Mode::ReadOnly, m_Classes));
@@ -48,7 +48,7 @@ class StoreExceptions : public StoreFileTest {
   }
 
   int m_Callers = 0;
-  cls_ClassRegistrar m_Classes; // stays empty
+  cls_ClassRegistrar m_Classes; // stays empty: no class is declared
   std::unique_ptr<sto_Store> m_Store;
 };
 
@@ -91,7 +91,7 @@ TEST_F(StoreExceptions, SystemErrorExceptionComesBackWithItsBits) {
 
 TEST_F(StoreExceptions, OutOfMemoryExceptionComesBackWithTheDetailedMessage) {
   nex_OutOfMemoryException const raised(atr_String("no room"_cow), NEX_OUTOFMEMORY_LIMIT);
-  std::string const detailed(nex_OutOfMemoryException::GetOutOfMemoryMsgDetailed()->View());
+  std::string const detailed(nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT).JournalMessage().View());
   ASSERT_TRUE(Contains(detailed, "no room"));
   std::unique_ptr<nex_OutOfMemoryException> const loaded = RoundTrip(raised);
   EXPECT_EQ(loaded->Error(), NEX_OUTOFMEMORY_LIMIT);
@@ -105,7 +105,7 @@ TEST_F(StoreExceptions, ExceptionOfTheStoreComesBack) {
   EXPECT_EQ(loaded->AsString().View(), "wait");
 }
 
-/// An exception's object without any field, but with all its parts.
+/// An exception's object with all its parts, but without fields.
 template <class T> struct Bare {
   static constexpr unsigned int TypeId() noexcept { return T::TypeId(); }
   Bare() {

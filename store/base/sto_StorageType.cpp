@@ -2,7 +2,8 @@
 
 namespace {
 
-cls_StorageTypeId const Kind(cls_StorageTypeId::AllocateId()); // while libraries are loaded, on one thread
+// A number that AllocateId never gives, so that its numbers are all the program's.
+cls_StorageTypeId const Kind(-1);
 
 } // namespace
 

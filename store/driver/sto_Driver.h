@@ -34,20 +34,20 @@ struct sto_NameRow {
   std::string m_Text;
 };
 
-/// Takes blocks as a driver reads them.
+/// Receives blocks while a driver reads them.
 class sto_BlockSink {
  public:
   virtual ~sto_BlockSink() = default;
-  /// `data` is valid during the call. False: no more blocks are wanted.
+  /// `data` is valid during the call. Return false to end the reading.
   virtual bool Take(std::int64_t key, sto_ByteView data) = 0;
 };
 
-/// What a kind of storage implements: tables of opaque values under integer keys, and transactions.
-/// Everything that gives the values a meaning is written once, above this interface.
+/// What a kind of storage implements: tables of opaque values under integer keys, and transactions. What the
+/// values mean is decided above this interface, once for all kinds of storage.
 ///
-/// Every operation but Begin needs an open transaction, and every writing one an open write transaction.
-/// Errors: sto_Exception of the kind that fits; after one, the transaction can only be rolled back.
-/// Thread rule: one thread.
+/// REQUIRES, unless an operation says otherwise: an open transaction; for operations that write, an open
+/// write transaction. Errors: a sto_Exception of the kind that fits. After one, the transaction can only be
+/// rolled back. Thread rule: one thread.
 class sto_Driver {
  public:
   sto_Driver() = default;
@@ -57,28 +57,28 @@ class sto_Driver {
 
   [[nodiscard]] virtual bool IsReadOnly() const noexcept = 0;
 
-  /// Opens a transaction: one that sees a fixed state of the store, or one that may also write (and then
-  /// waits for other writers; Busy when that takes too long).
+  /// Opens a transaction that sees a fixed state of the store. One that may also write waits for other
+  /// writers; Busy when that takes too long. REQUIRES: no open transaction.
   virtual void Begin(bool forWriting) = 0;
   /// Makes the transaction's writes durable. After Busy the transaction is still open, and Commit can be
-  /// tried again. After another failure (Full, Unavailable, no memory) it may be open or the storage may have
-  /// undone it by itself (see IsInTransaction): then a second Commit raises Unavailable. When the system
-  /// reports an error of the last step only, the writes may be durable all the same; the next transaction
-  /// shows it.
+  /// tried again. After another failure (Full, Unavailable, no memory) it is open, or the storage has undone
+  /// it (see IsInTransaction); then a second Commit raises Unavailable. If the system fails in the very last
+  /// step, the writes may be durable nevertheless; the next transaction shows whether they are.
   virtual void Commit() = 0;
-  /// Undoes the transaction's writes. Does nothing without transaction. What cannot be undone at once, for
-  /// want of memory, is undone before the next operation; until that succeeds, each raises Unavailable.
+  /// Undoes the transaction's writes; does nothing without a transaction. If memory is too short to undo them
+  /// now, each later operation tries first, and raises Unavailable until that succeeds.
   virtual void Rollback() noexcept = 0;
   /// Whether a transaction is open. After some failures (no room, input or output error) the storage has
-  /// undone it by itself; and one that is rolled back is open no more, even if it is not undone yet.
+  /// undone it. A transaction that was rolled back is not open, even if its writes are not undone yet.
   [[nodiscard]] virtual bool IsInTransaction() const noexcept = 0;
 
-  /// Sets a mark in the write transaction, to which RollbackToMark goes back; marks do not nest.
+  /// Sets a mark in the write transaction. RollbackToMark undoes what was written since and takes the mark
+  /// away; ReleaseMark only takes it away. Marks do not nest.
   virtual void SetMark() = 0;
   virtual void ReleaseMark() = 0;
   virtual void RollbackToMark() = 0;
 
-  /// A number that differs when another session has committed since.
+  /// A number that changes whenever another session commits.
   virtual std::int64_t ChangeCounter() = 0;
 
   /// The next free object id.
@@ -86,7 +86,7 @@ class sto_Driver {
   virtual void SetNextObjectId(std::int64_t id) = 0;
 
   virtual std::vector<sto_ClassRow> Classes() = 0;
-  /// Writes the description of a class, replacing one that is there.
+  /// Writes the description of a class version, replacing an existing one.
   virtual void WriteClass(sto_ClassRow const& row) = 0;
   virtual std::vector<sto_NameRow> Names() = 0;
   virtual void AddName(sto_NameRow const& row) = 0;
@@ -94,38 +94,40 @@ class sto_Driver {
   /// Reads an object's class and record; false when there is none. `record` is replaced.
   virtual bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) = 0;
   virtual bool HasObject(std::int64_t id) = 0;
-  /// Writes an object, replacing one that is there.
+  /// Writes an object, replacing an existing one.
   virtual void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) = 0;
-  /// Deletes an object that is there.
+  /// Deletes an object. REQUIRES: the object exists.
   virtual void DeleteObject(std::int64_t id) = 0;
-  /// The ids from `first` to `last`, both included, that have objects; in ascending order.
+  /// The ids of the objects from `first` to `last`, both included, in ascending order.
   [[nodiscard]] virtual std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) = 0;
   [[nodiscard]] virtual std::int64_t ObjectCount() = 0;
 
   /// Reads a block; false when there is none. `data` is replaced.
   virtual bool ReadBlock(std::int64_t key, sto_Bytes& data) = 0;
-  /// Reads a block of a known size, its last bytes to `end` and those before to `data`. False when there is
-  /// none, or one of another size.
+  /// Reads a block of a known size: its last bytes to `end`, those before to `data`. False when there is
+  /// none, or it has another size.
   virtual bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) = 0;
-  /// Hands the blocks with keys from `first` to `last`, both included, to `sink`, in ascending order, in one
+  /// Passes the blocks with keys from `first` to `last`, both included, to `sink`: in ascending order, in one
   /// pass.
   virtual void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) = 0;
   virtual bool HasBlock(std::int64_t key) = 0;
+  /// Writes a block, replacing an existing one.
   virtual void WriteBlock(std::int64_t key, sto_ByteView data) = 0;
-  /// Writes blocks with keys from `first` on, in one pass.
+  /// Writes blocks with the keys `first`, `first` + 1 and so on, in one pass.
   virtual void WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) = 0;
-  /// The same for one block that is there: only what changes is written where the storage can.
+  /// Replaces an existing block. Where the storage can, it writes only what changes. REQUIRES: the block
+  /// exists.
   virtual void OverwriteBlock(std::int64_t key, sto_ByteView data) = 0;
   /// Deletes the blocks with keys from `first` to `last`, both included.
   virtual void DeleteBlocks(std::int64_t first, std::int64_t last) = 0;
 
   /// The object under a root name.
   virtual std::optional<std::int64_t> FindRoot(std::string_view name) = 0;
-  /// Names an object, replacing one that had the name.
+  /// Gives an object a root name, replacing the object that had it.
   virtual void SetRoot(std::string_view name, std::int64_t id) = 0;
-  /// Takes a name away; false when there is none.
+  /// Removes a root name; false when there is none.
   virtual bool RemoveRoot(std::string_view name) = 0;
-  /// Gives what has name `from` the name `to`, which nothing has; false when nothing has `from`.
+  /// Renames a root; false when there is no root `from`. REQUIRES: there is no root `to`.
   virtual bool RenameRoot(std::string_view from, std::string_view to) = 0;
   /// All root names in ascending order of their bytes.
   virtual std::vector<std::string> Roots() = 0;
@@ -133,7 +135,8 @@ class sto_Driver {
   /// The store's size on its medium, in bytes.
   [[nodiscard]] virtual std::int64_t SizeBytes() = 0;
 
-  /// Makes a store of the same kind elsewhere, with the state that the open transaction, which only reads,
-  /// sees. All or nothing, durable when it returns. Conflict when something is there.
+  /// Copies the store, as the open transaction sees it, to a new store of the same kind. All or nothing, and
+  /// durable when it returns. Conflict when something exists at `location`. REQUIRES: a transaction that only
+  /// reads.
   virtual void CopyTo(std::string const& location) = 0;
 };

@@ -32,7 +32,7 @@ requires std::is_arithmetic_v<T>
   return bits;
 }
 
-/// Appends encoded values to a byte buffer. Numbers are little-endian; counts and ids are varints: seven bits
+/// Appends encoded values to a byte buffer. Numbers are little-endian. Counts and ids are varints: seven bits
 /// a byte, the lowest first, the top bit set on all bytes but the last.
 class sto_ByteWriter {
  public:
@@ -66,15 +66,17 @@ class sto_ByteWriter {
   sto_Bytes& m_Bytes;
 };
 
-/// Takes encoded values from bytes that are not trusted: reading past the end, or a varint that is too long,
-/// marks the reader as failed and yields zeros from then on. Callers ask Failed() before they use what they
-/// read.
+/// Reads encoded values from bytes that are not trusted. Reading past the end, or a varint that is too long,
+/// makes the reader fail; from then on it returns zeros. Callers ask Failed() before they use what they read.
+/// The bytes must outlive the reader and the views it returns.
 class sto_ByteReader {
  public:
   explicit sto_ByteReader(sto_ByteView bytes) noexcept
       : m_Next(bytes.data()), m_End(bytes.data() + bytes.size()) {}
 
   [[nodiscard]] bool Failed() const noexcept { return m_Failed; }
+  /// Where the next value begins; the end when nothing is left.
+  [[nodiscard]] std::byte const* Position() const noexcept { return m_Next; }
   [[nodiscard]] std::size_t Remaining() const noexcept { return static_cast<std::size_t>(m_End - m_Next); }
 
   std::uint8_t U8() noexcept {
@@ -83,7 +85,7 @@ class sto_ByteReader {
   }
 
   std::uint64_t Varint() noexcept {
-    // Nearly all are one byte long.
+    // Nearly all varints are one byte long.
     if (m_Next != m_End && *m_Next < std::byte{0x80}) return std::to_integer<std::uint64_t>(*m_Next++);
     return LongVarint();
   }
@@ -103,7 +105,7 @@ class sto_ByteReader {
     return std::bit_cast<T>(sto_ToLittleEndian(value));
   }
 
-  /// The next `size` bytes; none, and failed, when fewer remain.
+  /// The next `size` bytes. When fewer remain, the reader fails and the view is empty.
   sto_ByteView Raw(std::uint64_t size) noexcept {
     if (size > Remaining()) {
       Fail();
@@ -129,7 +131,7 @@ class sto_ByteReader {
     return VarintByBytes();
   }
 
-  /// The lower seven bits of each byte, put together.
+  /// Joins the lower seven bits of each byte.
   static std::uint64_t JoinSevens(std::uint64_t word) noexcept {
     word &= 0x7F7F7F7F7F7F7F7F;
     word = (word & 0x7F007F007F007F00) >> 1 | (word & 0x007F007F007F007F);
@@ -147,7 +149,7 @@ class sto_ByteReader {
     return Fail();
   }
 
-  /// Nothing is left for a reader that has failed.
+  /// A reader that has failed has nothing left.
   std::uint8_t Fail() noexcept {
     m_Failed = true;
     m_Next = m_End;

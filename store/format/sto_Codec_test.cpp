@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The decoder that the reader is compared with: one byte after the other, as the form is described.
+/// A plain decoder to compare the reader with: one byte after the other, as the format is documented.
 class ModelReader {
  public:
   explicit ModelReader(sto_ByteView bytes) : m_Bytes(bytes.begin(), bytes.end()) {}
@@ -81,7 +81,7 @@ sto_Bytes Encoded(std::uint64_t value) {
   return bytes;
 }
 
-/// Bytes at a chosen distance from a multiple of eight, with nothing behind them that may be read.
+/// Bytes at a chosen distance from a multiple of eight; memory checkers notice a read beyond their end.
 class Placed {
  public:
   Placed(sto_ByteView bytes, std::size_t offset) : m_Offset(offset), m_Memory(offset + bytes.size()) {
@@ -94,7 +94,7 @@ class Placed {
   sto_Bytes m_Memory;
 };
 
-/// One varint is read as the model reads it, at every distance from a multiple of eight.
+/// Compares one varint with the model, at every distance from a multiple of eight.
 void ExpectVarintAsModel(sto_ByteView bytes) {
   for (std::size_t offset = 0; offset < 8; ++offset) {
     Placed const placed(bytes, offset);
@@ -206,11 +206,11 @@ TEST(StoreCodec, VarintThatIsCutOffFailsAndIsZero) {
   }
 }
 
-TEST(StoreCodec, VarintsOfRandomBytesAreTheModels) {
+TEST(StoreCodec, VarintsOfRandomBytesMatchTheModel) {
   std::mt19937_64 random(77);
   for (int step = 0; step < 20'000; ++step) {
     sto_Bytes bytes(random() % 20);
-    // Top bits are set often enough that all lengths come up.
+    // Top bits are set often enough for all lengths to occur.
     for (std::byte& byte : bytes)
       byte = static_cast<std::byte>((random() & 0x7F) | (random() % 8 == 0 ? 0 : 0x80));
     SCOPED_TRACE(step);
@@ -232,7 +232,7 @@ TEST(StoreCodec, ZigZagComesBackAtItsExtremes) {
   }
 }
 
-/// One of a reader's operations, on both readers.
+/// One operation of a reader, applied to both readers.
 void ExpectSameStep(sto_ByteReader& reader, ModelReader& model, unsigned int operation, std::uint64_t size) {
   switch (operation) {
   case 0:
@@ -263,7 +263,7 @@ void ExpectSameStep(sto_ByteReader& reader, ModelReader& model, unsigned int ope
   ASSERT_EQ(reader.Remaining(), model.Remaining());
 }
 
-TEST(StoreCodec, AnySequenceOfReadsIsTheModels) {
+TEST(StoreCodec, AnySequenceOfReadsMatchesTheModel) {
   std::mt19937_64 random(4711);
   for (int round = 0; round < 4000; ++round) {
     sto_Bytes bytes(random() % 64);
@@ -283,7 +283,7 @@ TEST(StoreCodec, AnySequenceOfReadsIsTheModels) {
 
 using Failing = void (*)(sto_ByteReader& reader);
 
-/// After a failure nothing is read any more, though bytes were left when it happened.
+/// After a failure nothing more is read, even if bytes were left.
 void ExpectStaysFailed(sto_ByteView bytes, Failing fail) {
   sto_ByteReader reader(bytes);
   ASSERT_FALSE(reader.Failed());
@@ -320,7 +320,7 @@ TEST(StoreCodec, ReaderThatFailedOnceYieldsZerosFromThenOn) {
                     [](sto_ByteReader& reader) { EXPECT_EQ(reader.ZigZag(), 0); });
 }
 
-TEST(StoreCodec, NoBytesOfNothingAreNoFailure) {
+TEST(StoreCodec, ReadingNoBytesFromNothingSucceeds) {
   sto_ByteReader reader({});
   EXPECT_TRUE(reader.Raw(0).empty());
   EXPECT_FALSE(reader.Failed());

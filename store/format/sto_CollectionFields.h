@@ -1,20 +1,58 @@
 #pragma once
 
-#include "metadata/cls_CollectionType.h"
-#include "store/format/sto_Record.h"
+#include <concepts>
+#include <cstdint>
+#include <optional>
 
-/// The fields without name that the objects of collections and blobs have, by number. They are part of the
-/// stored form and never change.
+#include "metadata/cls_CollectionType.h"
+#include "store/format/sto_RecordBuilder.h"
+
+/// A field without name that an object of a collection or a blob has besides its content: one integer of a
+/// fixed size. Internal to the module. Thread rule: any thread.
+template <std::integral Integer> struct sto_CollectionField {
+  static_assert(sizeof(Integer) == 4 || sizeof(Integer) == 8);
+  static constexpr sto_Format::ValueTag Tag = sizeof(Integer) == 4 ? sto_Format::Int32 : sto_Format::Int64;
+
+  int m_Number;
+
+  [[nodiscard]] constexpr sto_FieldKey Key() const noexcept { return {0, m_Number}; }
+
+  /// The value that a decoded part has; none when it lacks the field, or has another type there.
+  [[nodiscard]] std::optional<Integer> Read(sto_Part const& part) const noexcept {
+    for (sto_Field const& field : part.m_Fields)
+      if (field.m_Key == Key() && field.m_Tag == Tag)
+        return sto_ByteReader(field.m_Payload).Number<Integer>();
+    return std::nullopt;
+  }
+
+  /// Writes the value to the object's own part, replacing one that is there. REQUIRES: a builder with a part.
+  void Write(sto_RecordBuilder& builder, Integer value) const {
+    sto_ByteWriter writer(builder.StartField(0, Key()));
+    writer.U8(Tag);
+    writer.Number(value);
+  }
+};
+
+/// The fields of collections and blobs. They are part of the stored form and never change.
 namespace sto_CollectionFields {
 
-inline constexpr sto_FieldKey SizeHint{0, 0};  ///< of a list or map that is or was open: expected elements
-inline constexpr sto_FieldKey BlobBytes{0, 0}; ///< of a blob: its size
-inline constexpr sto_FieldKey Change{0, 1};    ///< how often it was written
+/// Of a list or map that is, or was, open: the number of elements that was expected.
+inline constexpr sto_CollectionField<std::int32_t> SizeHint{0};
+/// Of a blob: its size in bytes.
+inline constexpr sto_CollectionField<std::int64_t> BlobBytes{0};
+/// Of all of them: how often it was written.
+inline constexpr sto_CollectionField<std::int64_t> Change{1};
+
+/// Whether collections or blobs have a field without name of this number.
+[[nodiscard]] constexpr bool IsNumber(int fieldNumber) noexcept {
+  return fieldNumber == SizeHint.m_Number || fieldNumber == BlobBytes.m_Number ||
+         fieldNumber == Change.m_Number;
+}
 
 } // namespace sto_CollectionFields
 
-/// Whether objects of a class are collections or blobs: they have no attributes of their own, their fields
-/// and their content are the module's.
+/// Whether objects of a class are collections or blobs. They have no attributes of their own: this module
+/// defines their fields and their content.
 [[nodiscard]] inline bool sto_IsCollectionClass(unsigned int classId) noexcept {
   return classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId;
 }

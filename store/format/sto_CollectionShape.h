@@ -7,8 +7,8 @@
 #include "store/format/sto_Format.h"
 #include "store/format/sto_Record.h"
 
-/// What kind of collection is written or stored, as far as declarations speak about it. Internal to the
-/// module.
+/// The kind of a collection that is written or stored: what the declaration of an attribute says about it.
+/// Internal to the module.
 struct sto_CollectionShape {
   std::uint8_t m_ElementType;
   std::uint8_t m_KeyType = 0; ///< 0 for a list
@@ -27,8 +27,8 @@ struct sto_CollectionShape {
   friend bool operator==(sto_CollectionShape const& a, sto_CollectionShape const& b) noexcept = default;
 };
 
-/// Whether a collection may stand in an attribute that is declared so. Generic collection types, and types
-/// that this library does not know, take what their kind takes. The element types of lists of numbers are
-/// checked with the collection type only (CheckCollectionType).
+/// Whether an attribute with this declaration may hold the collection. A generic collection type takes every
+/// collection of its kind; a type that this library does not know takes any. For lists of numbers the element
+/// type is not compared: the list checks it itself against the collection type (CheckCollectionType).
 [[nodiscard]] bool sto_ShapeFits(sto_CollectionShape const& shape,
                                  cls_AttributeMetadata const& declared) noexcept;

@@ -6,8 +6,8 @@
 #include "store/format/sto_Codec.h"
 #include "store/format/sto_Format.h"
 
-/// How the elements of a list are stored: numbers behind each other, bool as one byte each; a string as a
-/// varint of its length plus 1 and its bytes, or the varint 0 for no text.
+/// How the elements of a list are stored, one after the other: a number as it is, a bool as one byte, a
+/// string as a varint of its length plus 1 and its bytes, or as the varint 0 if it has no text.
 template <class T> struct sto_ElementCodec;
 
 template <class T, sto_Format::ElementType Type> struct sto_NumberElementCodec {
@@ -48,13 +48,14 @@ template <> struct sto_ElementCodec<cow_String> {
   }
 };
 
-/// Whether the elements of a list are whole rows, which no elements of a negative width are.
+/// Whether the elements of a list fill whole rows. A negative width never fits; a width of 0 or 1 always
+/// does.
 [[nodiscard]] constexpr bool sto_HasWholeRows(int count, int width) noexcept {
   return width >= 0 && (width <= 1 || count % width == 0);
 }
-/// What is wrong with a list whose elements are not, to follow its name.
+/// Error text for a list that is not a whole number of rows; appended to the list's name.
 [[nodiscard]] inline std::string sto_UnevenRows(int count, int width) {
-  return " has " + std::to_string(count) + " elements, which are no whole number of rows of " +
+  return " has " + std::to_string(count) + " elements, which is not a whole number of rows of " +
          std::to_string(width) + ".";
 }
 

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The constants of the stored form, which docs/store-format.md explains. What has reached a file never
-/// changes its number; new meanings get new numbers.
+/// The constants of the stored form; docs/store-format.md explains it. A number that has reached a file never
+/// changes its meaning; new meanings get new numbers.
 namespace sto_Format {
 
 /// The version of the form that this module writes, and the newest that it reads.
@@ -57,8 +57,8 @@ enum KeyType : std::uint8_t {
 /// What follows the parts of an object record.
 enum Content : std::uint8_t {
   ContentNone = 0,
-  ContentInlineList = 1, ///< the elements stand in the record
-  ContentBlockList = 2,  ///< the elements stand in blocks
+  ContentInlineList = 1, ///< the elements are in the record
+  ContentBlockList = 2,  ///< the elements are in blocks
   ContentMap = 3,        ///< keys and elements, in the record
   ContentIntTable = 4,   ///< pairs of int, in the record
 };
@@ -67,23 +67,22 @@ enum Content : std::uint8_t {
 inline constexpr int BlockElementCount = 2048;
 /// Bytes of a blob in one block; the last block may be shorter.
 inline constexpr int BlobBlockBytes = 16384;
-/// A list of one block whose elements take at most so many bytes stands in its object's record.
+/// A list of one block whose elements take at most this many bytes is kept in its object's record.
 inline constexpr std::size_t InlineListBytes = 4096;
-/// Bits of a block's key that number the block in its list; the bits above are the list's object id.
+/// The low bits of a block's key: the block's number in its list. The bits above are the list's object id.
 inline constexpr int BlockIndexBits = 20;
 /// The greatest object id: one that still fits into a block's key.
 inline constexpr std::int64_t MaxObjectId = (std::int64_t{1} << (63 - BlockIndexBits)) - 1;
 /// Bytes of the checksum at the end of each record and block.
 inline constexpr std::size_t ChecksumBytes = 8;
 
-/// The longest record or block, in bytes: what the storage takes as one value.
+/// The longest record or block, in bytes: the storage takes no longer value.
 inline constexpr std::size_t MaxValueBytes = 900'000'000;
 /// The most parts of one record: an object's class, its base, the base's base and so on.
 inline constexpr std::size_t MaxParts = 1000;
-/// The most fields of one record, of all its parts.
+/// The most fields of one record, over all its parts.
 inline constexpr std::size_t MaxFields = 100'000;
-/// How deep objects may hold objects. Beyond it, writing or reading is refused instead of running out of
-/// stack.
+/// How deep objects may hold objects. Deeper graphs are refused, before the program runs out of stack.
 inline constexpr int MaxNesting = 1000;
 
 } // namespace sto_Format

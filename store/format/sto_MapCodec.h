@@ -3,7 +3,7 @@
 #include "store/format/sto_CollectionShape.h"
 #include "store/format/sto_ElementCodec.h"
 
-/// How the keys of a map are stored: an int as a zigzag, a string as it is an element of a list.
+/// How the keys of a map are stored: an int as a zigzag, a string as an element of a list.
 template <class K> struct sto_KeyCodec;
 
 template <> struct sto_KeyCodec<int> {
@@ -17,12 +17,12 @@ template <> struct sto_KeyCodec<cow_String> : sto_ElementCodec<cow_String> {
   static constexpr sto_Format::KeyType KeyType = sto_Format::KeyString;
 };
 
-/// What a map from K to values of T is.
+/// The shape of a map from K to values of T.
 template <class K, class T> [[nodiscard]] constexpr sto_CollectionShape sto_MapShape() noexcept {
   return {sto_ElementCodec<T>::ElementType, sto_KeyCodec<K>::KeyType};
 }
 
-/// What an int table is.
+/// The shape of an int table.
 [[nodiscard]] constexpr sto_CollectionShape sto_IntTableShape() noexcept {
   return {sto_Format::ElementInt, sto_Format::KeyInt, true};
 }

@@ -9,8 +9,28 @@
 #include "store/format/sto_Codec.h"
 #include "store/format/sto_Format.h"
 
-/// How one field is found: by the number of its name in the store's dictionary, or, where that is 0, by its
-/// field number.
+// Object records: what is stored of one object.
+//
+// A record is a list of parts, one for each class of the object: its own class first, then its base class,
+// that class's base, and so on. Each part has its class, the version that wrote it, an id, and fields. After
+// the parts comes the content, if the object is a collection: a list, a map or an int table. The checksum
+// ends the record.
+//
+//     record := form  part+  content  checksum
+//     part   := class version id  field*
+//     field  := key  tag  value
+//
+// docs/store-format.md has the whole grammar. Three properties matter to the code:
+//
+// - A field says the type of its value (the tag), so that every record can be walked without its class.
+//   Checking, copying and collecting need that.
+// - A field is found by the number of its name, not by its place. Programs may write attributes in any order,
+//   leave some out, and add new ones.
+// - Decoding copies nothing: parts and fields are views of the record's bytes.
+//
+// sto_Record reads records, sto_RecordBuilder (its own header) makes them.
+
+/// The key of a field: the number of its name in the store's dictionary or, if that is 0, its field number.
 struct sto_FieldKey {
   std::int64_t m_NameId = 0;
   int m_FieldId = -1;
@@ -24,10 +44,10 @@ struct sto_FieldKey {
 struct sto_Field {
   sto_FieldKey m_Key;
   std::uint8_t m_Tag = 0;
-  sto_ByteView m_Payload; // without lengths; of an object field the id and the collection code
+  sto_ByteView m_Payload; // the value without its length; for an object, the id and the collection code
 };
 
-/// One class level of a decoded record: the object itself first, then its base-class part, and so on up.
+/// One class level of a decoded record.
 struct sto_Part {
   unsigned int m_ClassId = 0;
   int m_Version = 0;
@@ -35,39 +55,39 @@ struct sto_Part {
   std::span<sto_Field const> m_Fields;
 };
 
-/// The list that an object is.
+/// The header of an object's list.
 struct sto_ListHeader {
   std::uint8_t m_ElementType = 0;
   int m_Width = 1;
   int m_Count = 0;
   bool m_InBlocks = false;
-  sto_ByteView m_Inline; // the encoded elements, when they stand in the record
+  sto_ByteView m_Inline; // the encoded elements, if they are in the record
 };
 
-/// The map, or the int table, that an object is.
+/// The header of an object's map or int table.
 struct sto_MapHeader {
   bool m_IsTable = false; ///< from int to int, both as zigzags
   std::uint8_t m_KeyType = 0;
   std::uint8_t m_ElementType = 0;
   int m_Count = 0;
-  sto_ByteView m_Entries; // of a decoded record: each key and each value was seen to fit
+  sto_ByteView m_Entries; // in a decoded record, every key and value has been checked
 };
 
-/// A stored object, decoded into views of its bytes. See docs/store-format.md for the grammar. It may be used
-/// for one object after the other, and then keeps its memory.
+/// A stored object, decoded into views of its bytes. One record can decode any number of objects, one after
+/// the other; it keeps its memory. Internal to the module. Thread rule: one thread.
 class sto_Record {
  public:
   sto_Record() = default;
   sto_Record(sto_Record const&) = delete; // it views itself
   sto_Record& operator=(sto_Record const&) = delete;
 
-  /// The bytes that Decode decodes, to be filled in before.
+  /// The bytes for Decode; fill them in first.
   [[nodiscard]] sto_Bytes& Bytes() noexcept { return m_Bytes; }
 
-  /// Checks and decodes the bytes of object `id` of class `classId`. On failure returns false and says in
-  /// `problem` what does not fit; nothing in the bytes is trusted, and nothing that was decoded may be used.
+  /// Checks and decodes the bytes of object `id` of class `classId`. The bytes are not trusted. On failure,
+  /// returns false, says in `problem` what is wrong, and the record must not be used until the next Decode.
   [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, std::string& problem);
-  /// The same of other bytes.
+  /// The same for other bytes.
   [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, std::string& problem) {
     m_Bytes = std::move(bytes);
     return Decode(id, classId, problem);
@@ -76,18 +96,18 @@ class sto_Record {
   [[nodiscard]] std::vector<sto_Part> const& Parts() const noexcept { return m_Parts; }
   [[nodiscard]] std::optional<sto_ListHeader> const& List() const noexcept { return m_List; }
   [[nodiscard]] std::optional<sto_MapHeader> const& Map() const noexcept { return m_Map; }
-  /// Whether some part was written over another base class than the program's newest version of its class
-  /// has. Whoever has decoded the record knows; Decode forgets it.
+  /// Whether some part was written when its class had another base class than the program's newest version
+  /// has. Set by whoever decoded the record, cleared by Decode.
   [[nodiscard]] bool HasChangedBase() const noexcept { return m_HasChangedBase; }
   void NoteChangedBase() noexcept { m_HasChangedBase = true; }
-  /// Whether somebody has taken the identity of the object. Decode forgets it.
+  /// Whether the object's identity has been taken. Cleared by Decode.
   [[nodiscard]] bool IsIdentityTaken() const noexcept { return m_IsIdentityTaken; }
   void NoteIdentityTaken() noexcept { m_IsIdentityTaken = true; }
-  /// The greatest id of all parts, references, objects in fields and elements that stand in the record.
+  /// The greatest id in the record: of its parts, references, objects in fields, and elements.
   [[nodiscard]] std::int64_t GreatestId() const noexcept { return m_GreatestId; }
 
  private:
-  /// Notes an id; false for one that no object can have.
+  /// Notes an id; false if no object can have it.
   [[nodiscard]] bool TakeId(std::uint64_t id) noexcept;
   [[nodiscard]] bool DecodeAll(sto_ByteReader reader);
   [[nodiscard]] bool DecodeParts(sto_ByteReader& reader);
@@ -96,11 +116,10 @@ class sto_Record {
   [[nodiscard]] bool DecodeList(sto_ByteReader& reader, bool inBlocks);
   [[nodiscard]] bool DecodeObjectIds(sto_ByteView elements, int count);
   [[nodiscard]] bool DecodeMap(sto_ByteReader& reader, bool isTable);
-  [[nodiscard]] bool DecodeEntry(sto_ByteReader& reader, sto_MapHeader const& map);
 
   sto_Bytes m_Bytes;
   std::vector<sto_Part> m_Parts;
-  std::vector<sto_Field> m_Fields; // of all parts, and places that earlier objects have needed
+  std::vector<sto_Field> m_Fields; // of all parts; may be longer, because earlier objects needed more
   std::size_t m_FieldCount = 0;
   std::vector<std::size_t> m_FieldCounts;
   std::optional<sto_ListHeader> m_List;
@@ -108,76 +127,4 @@ class sto_Record {
   std::int64_t m_GreatestId = 0;
   bool m_HasChangedBase = false;
   bool m_IsIdentityTaken = false;
-};
-
-/// Builds the bytes of one object from its parts, outermost class first. It may be used for one object after
-/// the other, and then keeps its memory.
-class sto_RecordBuilder {
- public:
-  /// Starts over.
-  void Reset() noexcept;
-
-  /// Adds a part and returns its index. Full, naming the object, beyond sto_Format::MaxParts.
-  std::size_t AddPart(unsigned int classId, int version, std::int64_t id);
-
-  /// Starts a field of a part, in the place of one with the same key; the caller writes its tag and value to
-  /// the returned bytes at once. Full, naming the object, beyond sto_Format::MaxFields.
-  sto_Bytes& StartField(std::size_t part, sto_FieldKey const& key);
-
-  [[nodiscard]] bool HasField(std::size_t part, sto_FieldKey const& key) const noexcept;
-  [[nodiscard]] std::size_t PartCount() const noexcept { return m_PartCount; }
-  [[nodiscard]] unsigned int ClassOfPart(std::size_t part) const noexcept { return m_Parts[part].m_ClassId; }
-
-  /// Sets the collection code of an object field that was written last under this key. False when there is
-  /// none.
-  bool SetCollectionCode(std::size_t part, sto_FieldKey const& key, std::uint8_t code);
-
-  /// The content, replaced by a later one: a list, with the encoded elements of an inline one, or a map (or
-  /// int table), with its encoded entries.
-  void SetList(sto_ListHeader const& header, sto_Bytes elements);
-  void SetMap(sto_MapHeader const& header, sto_Bytes entries);
-
-  [[nodiscard]] bool HasList() const noexcept { return m_List.has_value(); }
-  [[nodiscard]] bool HasMap() const noexcept { return m_Map.has_value(); }
-
-  /// Whether a decoded record has the same classes in the same versions.
-  [[nodiscard]] bool HasClassesOf(sto_Record const& other) const noexcept;
-  /// Whether a decoded record has the same list or map; of a list in blocks only its header.
-  [[nodiscard]] bool HasContentOf(sto_Record const& other) const noexcept;
-
-  /// The finished record, with its checksum. Valid until the builder is used again.
-  [[nodiscard]] sto_Bytes const& Finish(std::int64_t id);
-
-  /// Bytes of memory that the builder holds, about.
-  [[nodiscard]] std::size_t Capacity() const noexcept {
-    std::size_t bytes = m_Output.capacity() + m_Elements.capacity();
-    for (Part const& part : m_Parts)
-      bytes += part.m_Bytes.capacity() + part.m_Fields.capacity() * sizeof(Field);
-    return bytes;
-  }
-
- private:
-  struct Field {
-    sto_FieldKey m_Key;
-    std::size_t m_Offset; // of the key in the part's bytes
-  };
-  struct Part {
-    unsigned int m_ClassId;
-    int m_Version;
-    std::int64_t m_Id;
-    std::vector<Field> m_Fields;
-    sto_Bytes m_Bytes;
-  };
-
-  void DropField(Part& part, std::size_t index);
-  [[noreturn]] void RaiseFull(std::size_t count, char const* what) const;
-  void PutContent(sto_ByteWriter& writer) const;
-
-  std::vector<Part> m_Parts;
-  std::size_t m_PartCount = 0;  // those in use; the others keep their memory
-  std::size_t m_FieldCount = 0; // of all parts
-  std::optional<sto_ListHeader> m_List;
-  std::optional<sto_MapHeader> m_Map;
-  sto_Bytes m_Elements; // of the list or the map
-  sto_Bytes m_Output;
 };

@@ -5,9 +5,9 @@
 
 #include "store/format/sto_Record.h"
 
-/// A counted handle on a decoded record. The count is plain, because mementos, cursors and agents belong to
-/// the thread of their session, and is taken and dropped several times an object. Internal to the module.
-/// Thread rule: one thread for all handles on a record.
+/// A counted handle on a decoded record. The count is a plain integer, not an atomic one: all handles belong
+/// to the thread of their session, and each object takes and drops several. Internal to the module. Thread
+/// rule: one thread for all handles on a record.
 class sto_RecordRef {
  public:
   sto_RecordRef() noexcept = default;
@@ -24,14 +24,16 @@ class sto_RecordRef {
     if (m_Counted != nullptr && --m_Counted->m_Count == 0) delete m_Counted;
   }
 
-  /// An empty record, to be filled in.
+  /// A handle on a new, empty record.
   [[nodiscard]] static sto_RecordRef New() {
     sto_RecordRef ref;
     ref.m_Counted = new Counted;
     return ref;
   }
+  /// The record, to be filled in. REQUIRES: a handle on a record. Every other handle sees the change.
   [[nodiscard]] sto_Record& Fill() const noexcept { return m_Counted->m_Record; }
 
+  /// Whether this is the only handle on a record.
   [[nodiscard]] bool IsOnlyOne() const noexcept { return m_Counted != nullptr && m_Counted->m_Count == 1; }
 
   [[nodiscard]] sto_Record const& operator*() const noexcept { return m_Counted->m_Record; }

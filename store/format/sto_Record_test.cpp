@@ -14,7 +14,7 @@ using Write = std::function<void(sto_ByteWriter&)>;
 
 constexpr std::uint64_t Huge = std::numeric_limits<std::uint64_t>::max();
 
-/// A sealed record of what `write` writes, as object 5.
+/// A sealed record with the content that `write` writes, as object 5.
 sto_Bytes Sealed(Write const& write) {
   sto_Bytes bytes;
   sto_ByteWriter writer(bytes);
@@ -43,7 +43,7 @@ Write Part(Write fields) {
   };
 }
 
-/// A part with one field of a tag; `value` writes what follows the tag. No list.
+/// A part with one field of the given tag; `value` writes what follows the tag. No list.
 Write Field(std::uint8_t tag, Write value) {
   return Part([tag, value](sto_ByteWriter& writer) {
     writer.Varint(1);
@@ -54,7 +54,7 @@ Write Field(std::uint8_t tag, Write value) {
   });
 }
 
-/// No fields, and the list content that `content` writes.
+/// No fields, and list content written by `content`.
 Write Content(Write content) {
   return Part([content](sto_ByteWriter& writer) {
     writer.Varint(0);
@@ -202,7 +202,7 @@ TEST(StoreRecord, HostileListsAreRefused) {
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, std::uint64_t{1} << 31, 0)));
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, Huge, 0)));
   EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, std::int64_t{1} << 31, 1, 0)));
-  EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, 5000, 1))); // bytes where blocks should be
+  EXPECT_TRUE(IsRefused(list(2, sto_Format::ElementInt, 1, 5000, 1))); // bytes instead of blocks
 }
 
 TEST(StoreRecord, HostileListsOfObjectsAreRefused) {
@@ -223,7 +223,7 @@ TEST(StoreRecord, HostileListsOfObjectsAreRefused) {
   EXPECT_TRUE(IsRefused(list(1, 2, {7})));
   EXPECT_TRUE(IsRefused(list(1, 1, {7, 7})));
   EXPECT_TRUE(IsRefused(list(1, 1, {7}, 1)));
-  EXPECT_TRUE(IsRefused(list(1, 1, {std::uint64_t{1} << 43}))); // no object can have this id
+  EXPECT_TRUE(IsRefused(list(1, 1, {std::uint64_t{1} << 43}))); // above all object ids
   EXPECT_TRUE(IsRefused(list(1, 1, {Huge})));
   sto_Record record;
   std::string problem;
@@ -253,11 +253,11 @@ TEST(StoreRecord, HostileMapsAreRefused) {
   EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementInt, 1, {5, 1, 2, 3, 4, 5})));
   EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementInt, 0, {5})));
   EXPECT_TRUE(IsRefused(
-      map(1, sto_Format::ElementInt, 1, {0xFF, 0xFF, 0xFF, 0xFF, 0x1F, 1, 2, 3, 4}))); // 2^31 and more
+      map(1, sto_Format::ElementInt, 1, {0xFF, 0xFF, 0xFF, 0xFF, 0x1F, 1, 2, 3, 4}))); // 2^31 and above
   EXPECT_TRUE(IsRefused(map(2, sto_Format::ElementInt, 1, {6, 'a', 1, 2, 3, 4}))); // a text beyond the end
   EXPECT_TRUE(IsRefused(
       map(2, sto_Format::ElementString, 1, {1, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 1})));
-  EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementObject, 1, {1, 0}))); // an entry has an element
+  EXPECT_TRUE(IsRefused(map(1, sto_Format::ElementObject, 1, {1, 0}))); // entries without elements
   EXPECT_TRUE(
       IsRefused(map(1, sto_Format::ElementObject, 1, {1, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 1})));
   sto_Record record;
@@ -289,7 +289,7 @@ TEST(StoreRecord, RandomBytesWithARightChecksumNeverCrash) {
   std::mt19937 random(seed);
   int taken = 0;
   for (int round = 0; round < 200'000; ++round) {
-    // A good beginning, so that the rest is reached, and then anything.
+    // A valid beginning, so that the rest is reached, and then random bytes.
     sto_Bytes bytes = Sealed([&](sto_ByteWriter& writer) {
       Part([](sto_ByteWriter&) {})(writer);
       for (unsigned int left = random() % 40; left > 0; --left)
@@ -302,27 +302,6 @@ TEST(StoreRecord, RandomBytesWithARightChecksumNeverCrash) {
     for (sto_Part const& part : record.Parts()) ASSERT_LE(part.m_Fields.size(), 20U) << "seed " << seed;
   }
   EXPECT_GT(taken, 100);
-}
-
-TEST(StoreRecord, BuiltRecordComesBackAsItWas) {
-  sto_RecordBuilder builder;
-  std::size_t const own = builder.AddPart(9, -4, 5);
-  std::size_t const base = builder.AddPart(8, 3, 6);
-  sto_ByteWriter(builder.StartField(base, {2, -1})).U8(sto_Format::NoText);
-  sto_ByteWriter(builder.StartField(own, {0, -7})).U8(sto_Format::NoText);
-  EXPECT_TRUE(builder.HasField(own, {0, -7}));
-  EXPECT_FALSE(builder.HasField(own, {2, -1}));
-  EXPECT_TRUE(builder.HasField(base, {2, 99})); // a name counts whatever the number
-  sto_Record record;
-  std::string problem = "none";
-  ASSERT_TRUE(record.Decode(5, 9, builder.Finish(5), problem));
-  EXPECT_TRUE(problem.empty());
-  ASSERT_EQ(record.Parts().size(), 2U);
-  EXPECT_EQ(record.Parts()[0].m_Version, -4);
-  EXPECT_EQ(record.Parts()[0].m_Fields[0].m_Key.m_FieldId, -7);
-  EXPECT_EQ(record.Parts()[1].m_Id, 6);
-  EXPECT_FALSE(record.List().has_value());
-  EXPECT_EQ(record.GreatestId(), 6);
 }
 
 TEST(StoreCodec, VarintsComeBack) {

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The enumerators of a header, with their codes, as its text has them.
+/// The enumerators in the text of a header, with their codes.
 std::set<std::pair<int, std::string>> EnumeratorsOf(std::string const& header, std::string const& prefix) {
   std::ifstream file(KVL_SOURCE_DIR "/" + header);
   std::string const text{std::istreambuf_iterator<char>(file), {}};
@@ -74,7 +74,7 @@ TEST(StoreTypeNames, EveryCollectionIsDeclaredAsOneThatTakesIt) {
   for (int element = sto_Format::ElementBool; element <= sto_Format::ElementObject; ++element)
     for (std::uint8_t const key :
          {std::uint8_t{0}, std::uint8_t{sto_Format::KeyInt}, std::uint8_t{sto_Format::KeyString}}) {
-      // No builder makes maps to bool.
+      // There is no builder of maps to bool.
       if (element == sto_Format::ElementBool && key == sto_Format::KeyString) continue;
       sto_CollectionShape const shape{static_cast<std::uint8_t>(element), key};
       sto_Written const written = sto_Written::Collection(shape);

@@ -4,7 +4,10 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "store/agents/sto_BlobAgent.h"
+#include "store/format/sto_BlockLayout.h"
+#include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_ElementCodec.h"
+#include "store/format/sto_MapWalk.h"
 #include "store/objects/sto_ObjectListReader.h"
 #include "store/session/sto_StoredBlocks.h"
 
@@ -98,7 +101,7 @@ void sto_BranchCopy::CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBu
   sto_ByteView const content = std::exchange(list.m_Inline, {});
   if (list.m_InBlocks) {
     builder.SetList(list, {});
-    CopyBlocks(id, sto_BlocksOfList(list.m_Count), holdsObjects ? list.m_Count : -1);
+    CopyBlocks(id, sto_ListLayout(list.m_Count).BlockCount(), holdsObjects ? list.m_Count : -1);
   } else {
     builder.SetList(list, holdsObjects ? MapIds(content) : sto_Bytes(content.begin(), content.end()));
   }
@@ -110,7 +113,7 @@ void sto_BranchCopy::CopyBlocks(std::int64_t id, int blockCount, int objectCount
   for (int block = 0; block < blockCount; ++block) {
     sto_ByteView const stored = from.Read(block);
     bool const holdsObjects = objectCount >= 0;
-    if (holdsObjects && !sto_AreObjectIds(m_Source, stored, sto_ElementsInBlock(block, objectCount)))
+    if (holdsObjects && !sto_AreObjectIds(m_Source, stored, sto_ListLayout(objectCount).CountIn(block)))
       m_Source.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(id) +
                                                  " is damaged in block " + std::to_string(block) + ".");
     sto_Bytes content = holdsObjects ? MapIds(stored) : sto_Bytes(stored.begin(), stored.end());
@@ -125,28 +128,19 @@ void sto_BranchCopy::CopyMap(sto_MapHeader const& map, sto_RecordBuilder& builde
   }
   sto_Bytes entries;
   sto_ByteWriter writer(entries);
-  sto_ByteReader reader(map.m_Entries); // seen to fit when the record was decoded
-  for (int i = 0; i < map.m_Count; ++i) {
-    std::uint64_t const key = reader.Varint(); // an int, or a text's length
-    writer.Varint(key);
-    if (map.m_KeyType == sto_Format::KeyString && key > 0) {
-      sto_ByteView const text = reader.Raw(key - 1);
-      writer.Raw(text.data(), text.size());
-    }
-    writer.Varint(static_cast<std::uint64_t>(MapHeldId(static_cast<std::int64_t>(reader.Varint()))));
+  for (sto_MapWalk walk(map); walk.Next();) {
+    writer.Raw(walk.Key().data(), walk.Key().size());
+    writer.Varint(static_cast<std::uint64_t>(MapHeldId(static_cast<std::int64_t>(walk.ObjectId()))));
   }
   builder.SetMap(map, std::move(entries));
 }
 
 void sto_BranchCopy::CopyBlob(std::int64_t id, sto_Part const& part) {
-  std::int64_t size = 0;
-  for (sto_Field const& field : part.m_Fields)
-    if (field.m_Key == sto_FieldKey{0, 0} && field.m_Tag == sto_Format::Int64)
-      size = sto_ByteReader(field.m_Payload).Number<std::int64_t>();
-  if (size < 0 || size > sto_BlobAgent::MaxBytes)
+  std::int64_t const size = sto_CollectionFields::BlobBytes.Read(part).value_or(0);
+  if (size < 0 || size > sto_BlobLayout::MaxCount)
     m_Source.Raise(sto_ErrorKind::Damaged,
                    "The blob of object " + std::to_string(id) + " says an impossible size.");
-  CopyBlocks(id, static_cast<int>((size + sto_Format::BlobBlockBytes - 1) / sto_Format::BlobBlockBytes), -1);
+  CopyBlocks(id, sto_BlobLayout(size).BlockCount(), -1);
 }
 
 sto_FieldKey sto_BranchCopy::MapKey(sto_FieldKey const& key) {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "store/driver/sto_Driver.h"
-#include "store/format/sto_Record.h"
+#include "store/format/sto_RecordBuilder.h"
 #include "store/session/sto_Session.h"
 
 /// Copies stored objects from one session to another (or the same), with all they lead to: new ids, the

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "store/format/sto_BlockKey.h"
+#include "store/format/sto_BlockLayout.h"
+#include "store/format/sto_MapWalk.h"
 #include "store/objects/sto_ObjectListReader.h"
 #include "store/session/sto_StoredBlocks.h"
 
@@ -16,20 +17,20 @@ constexpr std::int64_t MaxRangeIds = RangeIds << 10;
 /// Objects that go, with no object that stays among them: their blocks are one run of keys.
 class Run {
  public:
-  explicit Run(sto_Driver& driver) noexcept : m_Driver(driver) {}
+  explicit Run(sto_Session& session) noexcept : m_Session(session) {}
 
   void Add(std::int64_t id) {
-    m_Driver.DeleteObject(id);
+    m_Session.Driver().DeleteObject(id);
     if (m_Last == 0) m_First = id;
     m_Last = id;
   }
   void End() {
-    if (m_Last != 0) m_Driver.DeleteBlocks(sto_BlockKey(m_First, 0), sto_LastBlockKey(m_Last));
+    if (m_Last != 0) sto_StoredBlocks::DeleteOf(m_Session, m_First, m_Last);
     m_Last = 0;
   }
 
  private:
-  sto_Driver& m_Driver;
+  sto_Session& m_Session;
   std::int64_t m_First = 0;
   std::int64_t m_Last = 0; // 0: none
 };
@@ -86,10 +87,10 @@ void sto_Collector::Visit(sto_Record const& record) {
 void sto_Collector::VisitList(std::int64_t id, sto_ListHeader const& list) {
   if (!list.m_InBlocks) return VisitIds(id, list.m_Inline);
   sto_StoredBlocks blocks(m_Session, id);
-  int const blockCount = sto_BlocksOfList(list.m_Count);
-  for (int block = 0; block < blockCount; ++block) {
+  sto_ListLayout const layout(list.m_Count);
+  for (int block = 0; block < layout.BlockCount(); ++block) {
     sto_ByteView const content = blocks.Read(block);
-    if (!sto_AreObjectIds(m_Session, content, sto_ElementsInBlock(block, list.m_Count)))
+    if (!sto_AreObjectIds(m_Session, content, layout.CountIn(block)))
       m_Session.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(id) +
                                                   " is damaged in block " + std::to_string(block) + ".");
     VisitIds(id, content);
@@ -102,12 +103,7 @@ void sto_Collector::VisitIds(std::int64_t holder, sto_ByteView ids) {
 }
 
 void sto_Collector::VisitMap(std::int64_t id, sto_MapHeader const& map) {
-  sto_ByteReader reader(map.m_Entries); // seen to fit when the record was decoded
-  for (int i = 0; i < map.m_Count; ++i) {
-    std::uint64_t const key = reader.Varint(); // an int, or a text's length
-    if (map.m_KeyType == sto_Format::KeyString && key > 0) reader.Raw(key - 1);
-    Hold(static_cast<std::int64_t>(reader.Varint()), id);
-  }
+  for (sto_MapWalk walk(map); walk.Next();) Hold(static_cast<std::int64_t>(walk.ObjectId()), id);
 }
 
 std::int64_t sto_Collector::Sweep() {
@@ -149,7 +145,7 @@ std::int64_t sto_Collector::Count() {
 
 std::int64_t sto_Collector::DeleteUnmarked() {
   std::int64_t count = 0;
-  Run run(m_Session.Driver());
+  Run run(m_Session);
   ForEachObject([&](std::int64_t id) {
     if (m_Met.Has(id)) return run.End();
     run.Add(id);

@@ -5,10 +5,10 @@
 
 namespace {
 
-/// Collecting while collections are open, and after they were overwritten through agents.
+/// Collecting while collections are open, and after agents have overwritten them.
 class StoreCollectorAgents : public StoreGarbageTest {};
 
-/// A container of objects, as an application has it.
+/// A container of objects like an application's.
 class Holder : public cls_PC {
  public:
   explicit Holder(cls_AgentListObj* agent) : m_Agent(agent) {
@@ -48,13 +48,13 @@ std::unique_ptr<Holder> OpenList(sto_Store& store) {
   return holder;
 }
 
-TEST_F(StoreCollectorAgents, OpenBulkArrayStaysAndGoesWhenItIsClosed) {
+TEST_F(StoreCollectorAgents, OpenBulkArrayStaysUntilItIsClosed) {
   sto_Store store = Create();
   {
     Bulk bulk;
     bulk.Fill(5000);
     store.Save("bulk", bulk);
-    bulk.m_Array.Get(10) = -1; // not written back yet
+    bulk.m_Array.Get(10) = -1; // not written yet
     store.RemoveRoot("bulk");
     ExpectCollected(store, 1); // the object that held it
     bulk.m_Array.Get(10) = 10;
@@ -96,7 +96,7 @@ TEST_F(StoreCollectorAgents, OpenListOfObjectsStaysWithItsElements) {
   ExpectCollected(store, 1);
   {
     sto_Transaction transaction(store);
-    holder->Put(3, 3); // what the list has now is what counts, not what is stored
+    holder->Put(3, 3); // the list's present elements count, not the stored ones
     (*holder)->Remove(0);
     EXPECT_EQ(store.CollectGarbage(), 1);
     transaction.Commit();
@@ -107,7 +107,7 @@ TEST_F(StoreCollectorAgents, OpenListOfObjectsStaysWithItsElements) {
   ExpectAllCollected(store, 4);
 }
 
-TEST_F(StoreCollectorAgents, ElementsThatAreTakenOutGo) {
+TEST_F(StoreCollectorAgents, RemovedElementsAreCollected) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const& visitor) {
     auto const list = Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid()));
@@ -125,7 +125,7 @@ TEST_F(StoreCollectorAgents, ElementsThatAreTakenOutGo) {
   EXPECT_EQ(NodeValue((*holder)->MakeReadObj(2498)), 2499);
 }
 
-TEST_F(StoreCollectorAgents, ElementInTheHandIsALoadInProgress) {
+TEST_F(StoreCollectorAgents, OpenElementIsALoadInProgress) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const& visitor) {
     AppendNode(*Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid())), Node(1));
@@ -143,14 +143,14 @@ TEST_F(StoreCollectorAgents, ElementInTheHandIsALoadInProgress) {
   ExpectCollected(store, 0);
 }
 
-TEST_F(StoreCollectorAgents, OpenBlobStaysAndGoesWhenItIsClosed) {
+TEST_F(StoreCollectorAgents, OpenBlobStaysUntilItIsClosed) {
   sto_Store store = Create();
   store.Save("picture", Picture(50'000));
   std::unique_ptr<Picture> one = store.Load<Picture>("picture");
   std::unique_ptr<Picture> two = store.Load<Picture>("picture");
   store.RemoveRoot("picture");
   ExpectCollected(store, 1);
-  one.reset(); // the other one is still there
+  one.reset(); // the other one remains
   ExpectCollected(store, 0);
   two->m_Reader->Agent().Write(50'000, 3, "end");
   EXPECT_EQ(two->Bytes(), std::string(50'000, 'b') + "end");
@@ -171,7 +171,7 @@ TEST_F(StoreCollectorAgents, AgentsThatOutliveTheirSessionDoNoHarm) {
   MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(picture->Bytes()); });
 }
 
-TEST_F(StoreCollectorAgents, ListThatAnotherSessionHasOpenIsGoneThereAndCannotBeSavedAsIfItWereThere) {
+TEST_F(StoreCollectorAgents, ListOpenInAnotherSessionIsGoneThereAndCannotBeSaved) {
   sto_Store store = Create();
   Bulk bulk;
   bulk.Fill(5000);
@@ -193,11 +193,11 @@ TEST_F(StoreCollectorAgents, ListThatAnotherSessionHasOpenIsGoneThereAndCannotBe
   ExpectCollected(store, 0);
 }
 
-// --- blocks that were moved
+// --- Moved blocks
 
 class StoreCollectorMoved : public StoreStreamTest {};
 
-TEST_F(StoreCollectorMoved, MovedBlocksGoWithTheirList) {
+TEST_F(StoreCollectorMoved, MovedBlocksAreCollectedWithTheirList) {
   Make(Blocks * BlockSize);
   sto_Store store = Open();
   auto const overwrite = [&](int value) {
@@ -227,7 +227,7 @@ TEST_F(StoreCollectorMoved, MovedBlocksGoWithTheirList) {
             0);
 }
 
-TEST_F(StoreCollectorMoved, ListThatIsOverwrittenAndCollectedInOneTransactionLeavesNothing) {
+TEST_F(StoreCollectorMoved, ListOverwrittenAndCollectedInOneTransactionLeavesNothing) {
   Make(Blocks * BlockSize);
   sto_Store store = Open();
   {

@@ -3,10 +3,10 @@
 
 namespace {
 
-/// Collecting in a store that cannot be read everywhere.
+/// Collecting in a store with damage.
 class StoreCollectorDamage : public StoreGarbageTest {
  protected:
-  /// Collecting is refused, and every row stays as it is. What is told has `text` in it.
+  /// Expects collecting to be refused with `text` in the message, and every row to stay unchanged.
   void ExpectRefused(sto_Store& store, std::string const& text,
                      sto_ErrorKind kind = sto_ErrorKind::Damaged) const {
     std::vector<std::string> const before = AllRows();
@@ -14,7 +14,7 @@ class StoreCollectorDamage : public StoreGarbageTest {
     EXPECT_TRUE(Contains(message, text)) << message;
     EXPECT_EQ(MessageOf(kind, [&] { static_cast<void>(store.CountGarbage()); }), message);
     EXPECT_TRUE(AllRows() == before);
-    // The store can be used on, and in a longer transaction too.
+    // The store remains usable, also in a longer transaction.
     sto_Transaction transaction(store);
     MessageOf(kind, [&] { store.CollectGarbage(); });
     store.Save("after", Node(8));
@@ -34,7 +34,7 @@ class StoreCollectorDamage : public StoreGarbageTest {
   static constexpr char Flip[] = "UPDATE object SET record = zeroblob(length(record)) WHERE id = ";
 };
 
-TEST_F(StoreCollectorDamage, DamagedObjectThatStaysIsToldAndNothingGoes) {
+TEST_F(StoreCollectorDamage, DamagedReachableObjectIsReportedAndNothingIsCollected) {
   sto_Store store = Create();
   SaveNodes(store, {1, 2, 3});
   store.RemoveRoot("1");
@@ -44,7 +44,7 @@ TEST_F(StoreCollectorDamage, DamagedObjectThatStaysIsToldAndNothingGoes) {
   ExpectRefused(store, "Object " + id);
 }
 
-TEST_F(StoreCollectorDamage, DamagedObjectThatNothingLeadsToGoes) {
+TEST_F(StoreCollectorDamage, DamagedUnreachableObjectIsCollected) {
   sto_Store store = Create();
   SaveNodes(store, {1, 2});
   Unpack();
@@ -54,7 +54,7 @@ TEST_F(StoreCollectorDamage, DamagedObjectThatNothingLeadsToGoes) {
   EXPECT_EQ(store.Load<Node>("2")->m_Value, 2);
 }
 
-TEST_F(StoreCollectorDamage, MissingObjectThatAnotherHoldsIsToldEvenWhenAReferenceNamesItToo) {
+TEST_F(StoreCollectorDamage, MissingHeldObjectIsReportedEvenIfAReferenceNamesItToo) {
   sto_Store store = Create();
   Node node(1);
   node.m_Left = std::make_shared<Node>(2);
@@ -68,10 +68,10 @@ TEST_F(StoreCollectorDamage, MissingObjectThatAnotherHoldsIsToldEvenWhenAReferen
   Run("DELETE FROM object WHERE id = " + id);
   ExpectRefused(store, "Object " + id + ", which object " + IdUnder("node") + " holds, is missing");
   store.RemoveRoot("node");
-  EXPECT_EQ(store.CollectGarbage(), 1); // for a reference it is nothing to be there
+  EXPECT_EQ(store.CollectGarbage(), 1); // a reference does not need its object
 }
 
-TEST_F(StoreCollectorDamage, MissingElementsOfCollectionsAreTold) {
+TEST_F(StoreCollectorDamage, MissingElementsOfCollectionsAreReported) {
   sto_Store store = Create();
   for (bool const isList : {true, false}) {
     SaveFields(
@@ -86,13 +86,13 @@ TEST_F(StoreCollectorDamage, MissingElementsOfCollectionsAreTold) {
         },
         "root");
     Unpack();
-    Run("DELETE FROM object WHERE id = (SELECT max(id) FROM object)"); // the element was reached last
+    Run("DELETE FROM object WHERE id = (SELECT max(id) FROM object)"); // the element was numbered last
     ExpectRefused(store, "holds, is missing");
     store.RemoveRoot("after");
   }
 }
 
-TEST_F(StoreCollectorDamage, RootWithoutObjectIsTold) {
+TEST_F(StoreCollectorDamage, RootWithoutObjectIsReported) {
   sto_Store store = Create();
   SaveNodes(store, {1, 2});
   std::string const id = IdUnder("2");
@@ -105,7 +105,7 @@ TEST_F(StoreCollectorDamage, RootWithoutObjectIsTold) {
   }
 }
 
-TEST_F(StoreCollectorDamage, DamagedOrMissingBlockOfObjectsIsTold) {
+TEST_F(StoreCollectorDamage, DamagedOrMissingBlockOfObjectsIsReported) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const& visitor) {
     auto const list = Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid()));
@@ -117,7 +117,7 @@ TEST_F(StoreCollectorDamage, DamagedOrMissingBlockOfObjectsIsTold) {
   ExpectRefused(store, "Block 2 of object");
 }
 
-TEST_F(StoreCollectorDamage, DamagedElementsThatAreNoObjectsAreNoObstacle) {
+TEST_F(StoreCollectorDamage, DamagedPrimitiveElementsDoNotStopCollecting) {
   sto_Store store = Create();
   store.Save("picture", Picture(50'000));
   SaveNodes(store, {1});
@@ -126,7 +126,7 @@ TEST_F(StoreCollectorDamage, DamagedElementsThatAreNoObjectsAreNoObstacle) {
   ExpectCollected(store, 1);
 }
 
-TEST_F(StoreCollectorDamage, ObjectOfANewerVersionIsToldAndNothingGoes) {
+TEST_F(StoreCollectorDamage, ObjectOfANewerVersionIsReportedAndNothingIsCollected) {
   { Create().Save("node", Node(1)); }
   {
     cls_ClassRegistrar newer;
@@ -146,7 +146,7 @@ TEST_F(StoreCollectorDamage, FailedCollectionLeavesContainersTheirChanges) {
   SaveNodes(store, {1});
   Unpack();
   Run(Flip + IdUnder("1"));
-  bulk.m_Array.Get(4999) = -7; // not written back yet
+  bulk.m_Array.Get(4999) = -7; // not written yet
   ExpectRefused(store, "is damaged");
   EXPECT_EQ(bulk.m_Array.ConstGet(4999), -7);
   bulk.Close();

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Collecting over a driver that fails on request.
+/// Collecting with a driver that fails on request.
 class StoreCollectorFaults : public StoreFileTest {
  protected:
   static constexpr std::int64_t Garbage = 21;
@@ -52,7 +52,7 @@ TEST_F(StoreCollectorFaults, FailureOfEachCallLeavesTheStoreAsItWas) {
     std::vector<std::string> failed;
     for (int call = 1;; ++call) {
       SCOPED_TRACE("call " + std::to_string(call));
-      sto_Transaction transaction(*m_Store); // is rolled back when all calls have worked
+      sto_Transaction transaction(*m_Store); // rolled back once all calls have succeeded
       Arm(call, undoes, rollbackFails);
       try {
         EXPECT_EQ(m_Store->CollectGarbage(), Garbage);
@@ -62,7 +62,7 @@ TEST_F(StoreCollectorFaults, FailureOfEachCallLeavesTheStoreAsItWas) {
       Disarm();
       if (m_Plan.m_FailedCall.empty()) break;
       failed.push_back(m_Plan.m_FailedCall);
-      // What did not go stays, whether the transaction goes on or was undone as a whole.
+      // Remaining objects must be intact, whether the transaction continues or was rolled back as a whole.
       if (!undoes && !rollbackFails) {
         ASSERT_EQ(m_Store->ObjectCount(), before) << m_Plan.m_FailedCall;
         transaction.Commit();

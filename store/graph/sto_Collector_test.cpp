@@ -9,10 +9,10 @@
 
 namespace {
 
-/// What goes and what stays when the objects that no root leads to are collected.
+/// Which objects are kept and which are collected.
 class StoreCollector : public StoreGarbageTest {
  protected:
-  /// One of everything that leads to another object.
+  /// One of everything that can hold another object.
   static void SaveAll(sto_Store& store, std::string_view root) {
     Node const named(50);
     sto_Transaction transaction(store);
@@ -68,7 +68,7 @@ class StoreCollector : public StoreGarbageTest {
         },
         root));
   }
-  /// Nodes of which each holds the next.
+  /// A chain of nodes.
   static std::shared_ptr<Node> Chain(int length) {
     std::shared_ptr<Node> first;
     for (int i = 0; i < length; ++i) {
@@ -84,7 +84,7 @@ TEST_F(StoreCollector, EmptyStoreHasNothingToCollect) {
   ExpectAllCollected(store, 0);
 }
 
-TEST_F(StoreCollector, EverythingThatARootLeadsToStays) {
+TEST_F(StoreCollector, EverythingReachableFromARootStays) {
   sto_Store store = Create();
   SaveAll(store, "root");
   ExpectCollected(store, 0);
@@ -92,7 +92,7 @@ TEST_F(StoreCollector, EverythingThatARootLeadsToStays) {
   ExpectAll(store, "root");
 }
 
-TEST_F(StoreCollector, EverythingThatOnlyARemovedRootLedToGoes) {
+TEST_F(StoreCollector, EverythingReachableOnlyFromARemovedRootIsCollected) {
   sto_Store store = Create();
   SaveAll(store, "kept");
   SaveAll(store, "removed");
@@ -103,7 +103,7 @@ TEST_F(StoreCollector, EverythingThatOnlyARemovedRootLedToGoes) {
   ExpectAllCollected(store, AllCount);
 }
 
-TEST_F(StoreCollector, ChainGoesWithItsRoot) {
+TEST_F(StoreCollector, ChainIsCollectedWithItsRoot) {
   sto_Store store = Create();
   store.Save("chain", *Chain(900));
   ExpectCollected(store, 0);
@@ -132,7 +132,7 @@ TEST_F(StoreCollector, ChainOfAnyLengthIsFollowed) {
   ExpectAllCollected(store, Length);
 }
 
-TEST_F(StoreCollector, CycleStaysWithARootAndGoesWithout) {
+TEST_F(StoreCollector, CycleIsKeptByARootAndCollectedWithoutOne) {
   sto_Store store = Create();
   auto const one = std::make_shared<Node>(1);
   one->m_Left = std::make_shared<Node>(2);
@@ -142,7 +142,7 @@ TEST_F(StoreCollector, CycleStaysWithARootAndGoesWithout) {
   store.Save("one", *one);
   store.Save("two", *one->m_Left);
   store.RemoveRoot("one");
-  ExpectCollected(store, 0); // the second node leads back to the first
+  ExpectCollected(store, 0); // the second node holds the first
   EXPECT_EQ(store.LoadShared<Node>("two")->m_Value, 2);
   store.RemoveRoot("two");
   ExpectAllCollected(store, 3);
@@ -163,7 +163,7 @@ TEST_F(StoreCollector, SharedObjectStaysAsLongAsOneHolderDoes) {
   ExpectAllCollected(store, 2);
 }
 
-TEST_F(StoreCollector, ReplacedRootsFieldsAndCollectionsLoseWhatTheyLedTo) {
+TEST_F(StoreCollector, ObjectsOfReplacedRootsFieldsAndCollectionsAreCollected) {
   sto_Store store = Create();
   Node node(1);
   node.m_Left = std::make_shared<Node>(2);
@@ -172,12 +172,12 @@ TEST_F(StoreCollector, ReplacedRootsFieldsAndCollectionsLoseWhatTheyLedTo) {
   store.Save("root", node);
   ExpectCollected(store, 1);
   EXPECT_EQ(store.Load<Node>("root")->m_Left->m_Value, 3);
-  store.Save("root", Node(4)); // another object under the name
+  store.Save("root", Node(4)); // another object under the same name
   ExpectCollected(store, 2);
   EXPECT_EQ(store.Load<Node>("root")->m_Value, 4);
 }
 
-TEST_F(StoreCollector, ReferenceAloneKeepsItsObjectAndWhatThatLeadsTo) {
+TEST_F(StoreCollector, ReferenceAloneKeepsItsObjectAndAllThatReaches) {
   sto_Store store = Create();
   Node node(1);
   node.m_Left = std::make_shared<Node>(2);
@@ -189,18 +189,18 @@ TEST_F(StoreCollector, ReferenceAloneKeepsItsObjectAndWhatThatLeadsTo) {
   ExpectAllCollected(store, 3);
 }
 
-TEST_F(StoreCollector, ReferenceToWhatIsNotStoredIsNoDamage) {
+TEST_F(StoreCollector, ReferenceToAnUnsavedObjectIsNoDamage) {
   sto_Store store = Create();
   Node const never(1);
   SaveReference(store, never.m_Uid, "reference");
   ExpectCollected(store, 0);
-  store.Save("late", never); // under the id that the reference has named all the time
+  store.Save("late", never); // gets the id that the reference already uses
   store.RemoveRoot("late");
   ExpectCollected(store, 0);
   EXPECT_EQ(store.ObjectCount(), 2);
 }
 
-TEST_F(StoreCollector, PartsGoWithTheirObjectAndAReferenceToOneKeepsNothing) {
+TEST_F(StoreCollector, PartsAreCollectedWithTheirObjectAndAReferenceToOneKeepsNothing) {
   sto_Store store = Create();
   Top top;
   top.m_BottomValue = 5;
@@ -234,7 +234,7 @@ TEST_F(StoreCollector, WhatABasePartHoldsStays) {
   ExpectAllCollected(store, 2);
 }
 
-TEST_F(StoreCollector, ListsAndBlobsGoWithTheirBlocks) {
+TEST_F(StoreCollector, ListsAndBlobsAreCollectedWithTheirBlocks) {
   sto_Store store = Create();
   for (char const* const root : {"a", "b"}) {
     Listed listed;
@@ -266,7 +266,7 @@ TEST_F(StoreCollector, ListsAndBlobsGoWithTheirBlocks) {
   ExpectAllCollected(store, 4);
 }
 
-TEST_F(StoreCollector, TenThousandObjectsOfWhichEverySecondGoes) {
+TEST_F(StoreCollector, EverySecondOfTenThousandObjectsIsCollected) {
   constexpr int Count = 10'000;
   sto_Store store = Create();
   {
@@ -293,7 +293,7 @@ TEST_F(StoreCollector, TenThousandObjectsOfWhichEverySecondGoes) {
         std::to_string(i)));
 }
 
-TEST_F(StoreCollector, TenThousandObjectsGoAtOnce) {
+TEST_F(StoreCollector, TenThousandObjectsAreCollectedAtOnce) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const& visitor) {
     auto const list = Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid()));
@@ -320,7 +320,7 @@ TEST_F(StoreCollector, IdsAreNeverGivenOutAgain) {
   EXPECT_EQ(Query("SELECT min(object_id) FROM root"), next);
 }
 
-TEST_F(StoreCollector, IdsFarApartAreNoTrouble) {
+TEST_F(StoreCollector, ObjectsWithSparseIdsAreCollected) {
   sto_Store store = Create();
   SaveNodes(store, {1});
   SqlFile(Path()).Run("UPDATE meta SET value = 8000000000000 WHERE key = 'next_object_id'");
@@ -346,7 +346,7 @@ TEST_F(StoreCollector, AnotherSessionSeesIt) {
   ExpectCollected(store, 1);
   EXPECT_EQ(other.ObjectCount(), 1);
   EXPECT_EQ(other.CollectGarbage(), 0);
-  other.Save("again", *held); // its identity is bound to the id that went
+  other.Save("again", *held); // its identity is tied to the collected id
   EXPECT_EQ(store.Load<Node>("again")->m_Value, 2);
   EXPECT_EQ(store.ObjectCount(), 2);
 }
@@ -416,7 +416,7 @@ TEST_F(StoreCollector, KilledCollectionRestoresEverything) {
   EXPECT_EQ(IntegrityOf(Path()), "ok");
 }
 
-// --- objects in memory
+// --- Objects in memory
 
 TEST_F(StoreCollector, ObjectInMemoryCanBeSavedAgain) {
   sto_Store store = Create();
@@ -428,7 +428,7 @@ TEST_F(StoreCollector, ObjectInMemoryCanBeSavedAgain) {
   store.RemoveRoot("node");
   ExpectAllCollected(store, 3);
   store.Save("again", node);
-  EXPECT_EQ(Query("SELECT object_id FROM root"), id) << "the identity is still bound to its id";
+  EXPECT_EQ(Query("SELECT object_id FROM root"), id) << "the identity is still tied to its id";
   ExpectCollected(store, 0);
   EXPECT_EQ(store.Load<Node>("again")->m_Uid.Entry(), node.m_Uid.Entry());
   EXPECT_EQ(Open().Load<Node>("again")->m_Left->m_Left->m_Value, 3);
@@ -459,7 +459,7 @@ TEST_F(StoreCollector, ObjectInMemoryCanBeSavedAgainInTheSameTransaction) {
   for (int i = 0; i < 5000; ++i) ASSERT_EQ(again->ConstGet(i), i);
 }
 
-TEST_F(StoreCollector, IdentitiesAreWhatTheyWereWhenACollectionIsRolledBack) {
+TEST_F(StoreCollector, IdentitiesAreRestoredWhenACollectionIsRolledBack) {
   sto_Store store = Create();
   Node const node(1);
   store.Save("node", node);
@@ -491,7 +491,7 @@ TEST_F(StoreCollector, ReferenceToACollectedObjectInMemoryIsGoodOnceThatIsSavedA
       "reference"));
 }
 
-// --- when it is refused
+// --- When collecting is refused
 
 TEST_F(StoreCollector, StoreOpenForReadingIsRefused) {
   { Create().Save("node", Node(1)); }
@@ -530,7 +530,7 @@ TEST_F(StoreCollector, SaveAndLoadInProgressAreRefused) {
   ExpectCollected(store, 2);
 }
 
-TEST_F(StoreCollector, CountingChangesNothingAndIsThereForWhoOnlyReads) {
+TEST_F(StoreCollector, CountingChangesNothingAndWorksInAReadOnlyStore) {
   {
     sto_Store store = Create();
     SaveAll(store, "all");
@@ -565,7 +565,7 @@ TEST_F(StoreCollector, CountingSeesWhatTheOpenTransactionHasDone) {
     Bulk bulk;
     bulk.Fill(5000);
     store.Save("bulk", bulk);
-    bulk.m_Array.Append(5000); // the array's record is still to be written
+    bulk.m_Array.Append(5000); // the array's record is not written yet
     EXPECT_EQ(store.CountGarbage(), 2);
     store.RemoveRoot("bulk");
     EXPECT_EQ(store.CountGarbage(), 3); // the array itself is open

@@ -75,7 +75,7 @@ TEST_F(StoreBaseParts, EachPartSaysItsOwnClassAndVersion) {
   EXPECT_TRUE(read->m_BeyondIsEmpty);
 }
 
-/// A Middle that forgets its base-class part.
+/// A Middle that does not write its base-class part.
 struct BareMiddle {
   static constexpr unsigned int TypeId() noexcept { return Middle::TypeId(); }
   void DBWrite(cls_WriteVisitor const& visitor) const {

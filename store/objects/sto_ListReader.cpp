@@ -1,15 +1,11 @@
 #include "store/objects/sto_ListReader.h"
 
-#include <algorithm>
+#include <optional>
 #include <utility>
 
-#include "store/format/sto_BlockKey.h"
-#include "store/format/sto_Checksum.h"
-#include "store/objects/sto_ObjectListReader.h"
+#include "store/format/sto_BlockLayout.h"
 
 namespace {
-
-constexpr int BlockSize = sto_Format::BlockElementCount;
 
 /// The least bytes that so many elements take.
 template <class T> std::size_t MinBytes(int count) noexcept {
@@ -20,13 +16,14 @@ template <class T> std::size_t MinBytes(int count) noexcept {
 
 template <class T>
 sto_ListReader<T>::sto_ListReader(sto_Session& session, std::int64_t id, sto_RecordRef record)
-    : m_Session(session), m_Id(id), m_Record(std::move(record)), m_List(*m_Record->List()) {
+    : m_Session(session), m_Id(id), m_Record(std::move(record)), m_List(*m_Record->List()),
+      m_Blocks(session, id) {
   if (!sto_HasWholeRows(m_List.m_Count, m_List.m_Width))
     m_Session.Raise(sto_ErrorKind::Damaged,
                     "The list of " + Describe() + sto_UnevenRows(m_List.m_Count, m_List.m_Width));
   if (!m_List.m_InBlocks)
     StartInline();
-  else if (!sto_HasBlocks(m_Session, m_Id, m_List.m_Count, sto_ElementCodec<T>::MinBytes))
+  else if (!m_Blocks.HasList(m_List.m_Count, sto_ElementCodec<T>::MinBytes))
     RaiseDamaged();
 }
 
@@ -39,21 +36,20 @@ template <class T> int sto_ListReader<T>::NextRun(int count, T* destination) {
 template <class T> T sto_ListReader<T>::Next() {
   if (!More())
     m_Session.Raise(sto_ErrorKind::Misuse, "Reading past the end of the list of " + Describe() + ".");
-  if (m_List.m_InBlocks && m_Index % BlockSize == 0) LoadBlock(m_Index / BlockSize);
+  if (m_List.m_InBlocks && sto_ListLayout::OffsetOf(m_Index) == 0)
+    LoadBlock(sto_ListLayout::BlockOf(m_Index));
   T element = sto_ElementCodec<T>::Decode(m_Reader);
   ++m_Index;
-  bool const atEnd = m_Index == m_List.m_Count || m_Index % BlockSize == 0;
+  bool const atEnd = m_Index == m_List.m_Count || sto_ListLayout::OffsetOf(m_Index) == 0;
   if (m_Reader.Failed() || (atEnd && m_Reader.Remaining() != 0)) RaiseDamaged();
   return element;
 }
 
 template <class T> void sto_ListReader<T>::LoadBlock(int block) {
-  std::int64_t const key = sto_BlockKey(m_Id, block);
-  if (!m_Session.Driver().ReadBlock(key, m_Block)) RaiseDamaged();
-  sto_ByteView view(m_Block);
-  if (!sto_Unseal(static_cast<std::uint64_t>(key), view)) RaiseDamaged();
-  m_Reader = sto_ByteReader(view);
-  if (view.size() < MinBytes<T>(std::min(m_List.m_Count - block * BlockSize, BlockSize))) RaiseDamaged();
+  std::optional<sto_ByteView> const content = m_Blocks.TryRead(block);
+  if (!content || content->size() < MinBytes<T>(sto_ListLayout(m_List.m_Count).CountIn(block)))
+    RaiseDamaged();
+  m_Reader = sto_ByteReader(*content);
 }
 
 template <class T> void sto_ListReader<T>::StartInline() {

@@ -5,13 +5,14 @@
 #include "persist/backend/cls_ReadListPrim.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/session/sto_Session.h"
+#include "store/session/sto_StoredBlocks.h"
 
 /// Cursor over an object's list; holds one block at a time. Damaged when the stored bytes do not fit what the
 /// list says of itself, or are no whole number of rows. Internal to the module.
 template <class T> class sto_ListReader final : public cls_ReadListPrim<T> {
  public:
   /// An empty list, of an object that is not there.
-  explicit sto_ListReader(sto_Session& session) : m_Session(session) {}
+  explicit sto_ListReader(sto_Session& session) : m_Session(session), m_Blocks(session, 0) {}
 
   /// The list of object `id`, which `record` has.
   sto_ListReader(sto_Session& session, std::int64_t id, sto_RecordRef record);
@@ -32,8 +33,8 @@ template <class T> class sto_ListReader final : public cls_ReadListPrim<T> {
   std::int64_t m_Id = 0;
   sto_RecordRef m_Record;
   sto_ListHeader m_List;
+  sto_StoredBlocks m_Blocks;
   int m_Index = 0;
-  sto_Bytes m_Block;
   sto_ByteReader m_Reader{{}};
 };
 

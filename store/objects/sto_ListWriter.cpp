@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_Checksum.h"
 
 template <class T>
@@ -27,7 +28,7 @@ template <class T> void sto_ListWriter<T>::AppendRun(int count, T const* element
 
 template <class T> void sto_ListWriter<T>::Append(T const& element) {
   m_Object->PutWhole([&] {
-    if (m_InBlock == sto_Format::BlockElementCount) FlushBlock();
+    if (m_InBlock == sto_ListLayout::BlockSize) FlushBlock();
     if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more elements than a list can count");
     sto_ByteWriter writer(m_Elements);
     sto_ElementCodec<T>::Encode(writer, element);

@@ -69,10 +69,9 @@ template <class K, class T> struct Kind {
 };
 
 template <class T> class StoreMapKind : public StoreCollectionTest {};
-using Kinds =
-    testing::Types<Kind<int, cow_String>, Kind<int, float>, Kind<int, double>, Kind<int, unsigned int>,
-                   Kind<int, int>, Kind<cow_String, unsigned int>, Kind<cow_String, cow_String>,
-                   Kind<cow_String, int>, Kind<cow_String, float>, Kind<cow_String, double>>;
+// Both keys, with values of fixed and of varying length. The contract suite sweeps all types.
+using Kinds = testing::Types<Kind<int, cow_String>, Kind<int, double>, Kind<cow_String, unsigned int>,
+                             Kind<cow_String, cow_String>>;
 TYPED_TEST_SUITE(StoreMapKind, Kinds);
 
 TYPED_TEST(StoreMapKind, ComesBackInAnotherSession) {
@@ -137,7 +136,7 @@ TEST_F(StoreMaps, HundredThousandEntriesComeBack) {
   EXPECT_EQ((LoadMap<cow_String, double>(store)), entries);
 }
 
-TEST_F(StoreMaps, MapOfAnObjectThatIsNotThereIsEmpty) {
+TEST_F(StoreMaps, MapOfAnAbsentObjectIsEmpty) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
   EXPECT_TRUE((LoadMap<int, double>(store).empty()));
@@ -311,7 +310,7 @@ TEST_F(StoreMaps, IntTableComesBackInItsOrder) {
   EXPECT_EQ(LoadTable(store), pairs);
 }
 
-TEST_F(StoreMaps, IntTableOfAFieldThatIsNotThereIsEmpty) {
+TEST_F(StoreMaps, IntTableOfAnAbsentFieldIsEmpty) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
   EXPECT_TRUE(LoadTable(store).empty());

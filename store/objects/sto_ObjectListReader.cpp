@@ -3,17 +3,13 @@
 #include <algorithm>
 #include <string>
 
-#include "store/format/sto_BlockKey.h"
+#include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/objects/sto_MementoRead.h"
 
 namespace {
 
-constexpr int BlockSize = sto_Format::BlockElementCount;
-constexpr std::size_t IdBytes = 8;
-
-/// Room for the elements of so many blocks is no danger, even when most of them are missing.
-constexpr int UncheckedBlocks = 16;
+constexpr std::size_t IdBytes = sto_ElementCodec<sto_ObjectId>::MinBytes;
 
 } // namespace
 
@@ -23,29 +19,6 @@ bool sto_AreObjectIds(sto_Session const& session, sto_ByteView content, int coun
   for (int i = 0; i < count; ++i)
     if (std::int64_t const id = reader.Number<std::int64_t>(); id != 0 && !session.IsGivenOut(id))
       return false;
-  return true;
-}
-
-int sto_ElementsInBlock(int index, int count) noexcept {
-  return static_cast<int>(std::clamp(std::int64_t{count} - std::int64_t{index} * BlockSize, std::int64_t{0},
-                                     std::int64_t{BlockSize}));
-}
-
-int sto_BlocksOfList(int count) noexcept {
-  return count / BlockSize + (count % BlockSize != 0 ? 1 : 0);
-}
-
-bool sto_HasBlocks(sto_Session& session, std::int64_t listId, int count, std::size_t minBytes) {
-  sto_Driver& driver = session.Driver();
-  int const blockCount = sto_BlocksOfList(count);
-  if (blockCount == 0) return true;
-  // The whole store cannot be smaller than one of its lists.
-  if (static_cast<std::size_t>(count) * minBytes > static_cast<std::uint64_t>(driver.SizeBytes()) ||
-      !driver.HasBlock(sto_BlockKey(listId, blockCount - 1)))
-    return false;
-  if (blockCount <= UncheckedBlocks) return true;
-  for (int block = 0; block < blockCount - 1; ++block)
-    if (!driver.HasBlock(sto_BlockKey(listId, block))) return false;
   return true;
 }
 
@@ -59,16 +32,16 @@ sto_ObjectListReader::sto_ObjectListReader(sto_Session& session, sto_RecordRef r
     m_Session.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(m_Id) +
                                                 sto_UnevenRows(m_List.m_Count, m_List.m_Width));
   if (!m_List.m_InBlocks || m_List.m_Count == 0) return;
-  if (!sto_HasBlocks(m_Session, m_Id, m_List.m_Count, IdBytes)) RaiseDamaged(0);
-  LoadBlock(sto_BlocksOfList(m_List.m_Count) - 1);
+  if (!m_Blocks.HasList(m_List.m_Count, IdBytes)) RaiseDamaged(0);
+  LoadBlock(sto_ListLayout::BlockOf(m_List.m_Count - 1));
 }
 
 void sto_ObjectListReader::LoadBlock(int block) {
   if (block == m_Block) return;
   m_Block = -1;
   sto_ByteView const content = m_Blocks.Read(block);
-  if (!sto_AreObjectIds(m_Session, content, sto_ElementsInBlock(block, m_List.m_Count)))
-    RaiseDamaged(block * BlockSize);
+  if (!sto_AreObjectIds(m_Session, content, sto_ListLayout(m_List.m_Count).CountIn(block)))
+    RaiseDamaged(sto_ListLayout::FirstOf(block));
   m_Ids.assign(content.begin(), content.end());
   m_Block = block;
 }
@@ -78,9 +51,9 @@ std::int64_t sto_ObjectListReader::IdAt(int index) {
     m_Session.Raise(sto_ErrorKind::Misuse, "Reading element " + std::to_string(index) +
                                                " of the list of object " + std::to_string(m_Id) +
                                                ", which has " + std::to_string(m_List.m_Count) + ".");
-  if (m_List.m_InBlocks) LoadBlock(index / BlockSize);
+  if (m_List.m_InBlocks) LoadBlock(sto_ListLayout::BlockOf(index));
   sto_ByteView const ids = m_List.m_InBlocks ? sto_ByteView(m_Ids) : m_List.m_Inline;
-  return sto_ByteReader(ids.subspan(static_cast<std::size_t>(index % BlockSize) * IdBytes))
+  return sto_ByteReader(ids.subspan(static_cast<std::size_t>(sto_ListLayout::OffsetOf(index)) * IdBytes))
       .Number<std::int64_t>();
 }
 

@@ -41,10 +41,3 @@ class sto_ObjectListReader final : public cls_ReadListObj {
 /// Checks the content of a block of a list of objects, which has `count` elements: its size, and that the
 /// store has given out each id.
 [[nodiscard]] bool sto_AreObjectIds(sto_Session const& session, sto_ByteView content, int count) noexcept;
-/// Whether the blocks of a list are there, before anybody makes room for the `count` elements that it says it
-/// has, of at least so many bytes each. Whether they can be read is seen when they are.
-[[nodiscard]] bool sto_HasBlocks(sto_Session& session, std::int64_t listId, int count, std::size_t minBytes);
-/// How many elements block `index` of a list of `count` has.
-[[nodiscard]] int sto_ElementsInBlock(int index, int count) noexcept;
-/// How many blocks a list of `count` elements has.
-[[nodiscard]] int sto_BlocksOfList(int count) noexcept;

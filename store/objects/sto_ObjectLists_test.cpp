@@ -6,7 +6,7 @@ namespace {
 /// Lists and maps of objects.
 class StoreObjectLists : public StoreCollectionTest {
  protected:
-  /// A store with a list of `count` nodes in m_Objects, of values 0 and up.
+  /// A store with a list of `count` nodes in m_Objects, with values from 0.
   sto_Store MakeList(int count, std::string_view name = "test.kvs") {
     sto_Store store = Create(name);
     SaveFields(store, [&](cls_WriteVisitor const& visitor) {
@@ -190,7 +190,7 @@ TEST_F(StoreObjectLists, IntKeyedMapComesBackAndFindsKeys) {
     EXPECT_EQ(keys, (std::vector<int>{5, -1, 5, 1'000'000}));
     MessageOf(sto_ErrorKind::Misuse, [&] { map->Next(); });
     EXPECT_FALSE(map->Find(6));
-    EXPECT_EQ(NodeValue(map->Fetch(key)), 3); // the cursor has stayed
+    EXPECT_EQ(NodeValue(map->Fetch(key)), 3); // the cursor has not moved
     ASSERT_TRUE(map->Find(5));
     EXPECT_EQ(NodeValue(map->Fetch(key)), 0); // the first of two
     map->Next();
@@ -242,7 +242,7 @@ TEST_F(StoreObjectLists, HundredThousandElementsComeBack) {
   }));
 }
 
-TEST_F(StoreObjectLists, CollectionsOfFieldsThatAreNotThereAreEmpty) {
+TEST_F(StoreObjectLists, CollectionsOfAbsentFieldsAreEmpty) {
   sto_Store store = Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
   static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
@@ -299,7 +299,7 @@ TEST_F(StoreObjectLists, ElementOfAnUndeclaredClassIsRefused) {
 TEST_F(StoreObjectLists, AttributeThatIsDeclaredForSomethingElseIsRefused) {
   struct Case {
     char const* m_Field;
-    bool m_List, m_ByInt, m_ByString; // what it takes
+    bool m_List, m_ByInt, m_ByString; // which collections it accepts
   };
   int number = 0;
   for (Case const& item : {Case{"m_Objects", true, true, true}, Case{"m_Keyed", false, true, true},
@@ -368,7 +368,7 @@ TEST_F(StoreObjectLists, ListOfObjectsIsNoListOfPrimitives) {
   }));
 }
 
-/// Writes lists in lists, so many deep.
+/// Writes nested lists of the given depth.
 void WriteNested(cls_WriteListObj& list, int depth) {
   if (depth == 0) return;
   auto const memento = Own(list.MakeWriteObj(ListClass, cls_Uid()));
@@ -421,7 +421,7 @@ TEST_F(StoreObjectLists, MissingBlockIsDamage) {
   }));
 }
 
-// --- sharing
+// --- Sharing
 
 TEST_F(StoreObjectLists, TwoHoldersOfASharedPointerHoldOneObject) {
   sto_Store store = Create();

@@ -4,24 +4,12 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
-#include "store/format/sto_BlockKey.h"
-#include "store/format/sto_Checksum.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_StrictSave.h"
 #include "store/session/sto_ElementScope.h"
 #include "store/session/sto_HolderText.h"
-
-namespace {
-
-template <class T>
-void PutNumber(sto_RecordBuilder& record, sto_FieldKey const& key, sto_Format::ValueTag tag, T value) {
-  sto_ByteWriter writer(record.StartField(0, key));
-  writer.U8(tag);
-  writer.Number(value);
-}
-
-} // namespace
+#include "store/session/sto_StoredBlocks.h"
 
 sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse,
                                            int depth, sto_Reach::Occurrence const& occurrence,
@@ -95,10 +83,10 @@ char const* sto_RecordInProgress::SingleValueName() const {
 
 void sto_RecordInProgress::WriteBlock(sto_Bytes& elements) {
   m_Session.Save().Check();
-  std::int64_t const key = sto_BlockKey(m_Id, m_BlockCount);
-  sto_Seal(static_cast<std::uint64_t>(key), elements);
-  if (m_Meeting.m_Comparing != sto_Comparing::Nothing) CompareBlock(key, elements);
-  m_Session.Driver().WriteBlock(key, elements);
+  sto_StoredBlocks blocks(m_Session, m_Id);
+  bool const isCompared = m_Meeting.m_Comparing != sto_Comparing::Nothing;
+  if (isCompared && !blocks.Holds(m_BlockCount, elements)) NoteDifference();
+  blocks.Write(m_BlockCount, elements, false);
   ++m_BlockCount;
 }
 
@@ -180,11 +168,6 @@ sto_Record const* sto_RecordInProgress::ReadStored() {
   return isThere ? &stored : nullptr;
 }
 
-void sto_RecordInProgress::CompareBlock(std::int64_t key, sto_Bytes const& sealed) {
-  sto_Bytes stored;
-  if (!m_Session.Driver().ReadBlock(key, stored) || stored != sealed) NoteDifference();
-}
-
 void sto_RecordInProgress::NoteDifference() const {
   if (m_Meeting.m_Comparing != sto_Comparing::SecondName) RaiseTwoObjects();
   m_Session.Save().Reach().NoteOtherContent(m_Id);
@@ -231,24 +214,18 @@ void sto_RecordInProgress::CarryChanges() {
   // What is damaged is replaced: it has no number that anybody could have seen.
   if (stored == nullptr) return;
   if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !m_Record->HasContentOf(*stored)) NoteDifference();
-  std::int64_t change = 0;
-  std::int32_t hint = 0;
-  for (sto_Field const& field : stored->Parts().front().m_Fields) {
-    sto_ByteReader reader(field.m_Payload);
-    if (field.m_Key == sto_CollectionFields::Change && field.m_Tag == sto_Format::Int64)
-      change = reader.Number<std::int64_t>();
-    if (field.m_Key == sto_CollectionFields::SizeHint && field.m_Tag == sto_Format::Int32)
-      hint = reader.Number<std::int32_t>();
-  }
+  sto_Part const& part = stored->Parts().front();
+  std::int64_t const change = sto_CollectionFields::Change.Read(part).value_or(0);
+  std::int32_t const hint = sto_CollectionFields::SizeHint.Read(part).value_or(0);
   m_Session.Changes().NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, change);
   if (m_Class.Metadata().ClassId() == cls_BlobTypeId) {
-    PutNumber(*m_Record, sto_CollectionFields::BlobBytes, sto_Format::Int64, std::int64_t{0});
+    sto_CollectionFields::BlobBytes.Write(*m_Record, 0);
     m_Session.Changes().NoteBlobChange(m_Id, change + 1, m_Session.TransactionNumber(),
                                        m_Session.Save().Number());
   } else {
-    PutNumber(*m_Record, sto_CollectionFields::SizeHint, sto_Format::Int32, hint);
+    sto_CollectionFields::SizeHint.Write(*m_Record, hint);
   }
-  PutNumber(*m_Record, sto_CollectionFields::Change, sto_Format::Int64, change + 1);
+  sto_CollectionFields::Change.Write(*m_Record, change + 1);
 }
 
 void sto_RecordInProgress::Finish() {
@@ -272,6 +249,5 @@ void sto_RecordInProgress::Finish() {
   m_Session.Driver().WriteObject(m_Id, classId, record);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // What the object had before may have had more blocks.
-  if (!m_Session.Save().IsNew(m_Id))
-    m_Session.Driver().DeleteBlocks(sto_BlockKey(m_Id, m_BlockCount), sto_LastBlockKey(m_Id));
+  if (!m_Session.Save().IsNew(m_Id)) sto_StoredBlocks(m_Session, m_Id).DeleteFrom(m_BlockCount);
 }

@@ -102,8 +102,6 @@ class sto_RecordInProgress final : public sto_ListTarget {
   [[nodiscard]] bool CompareRecord(sto_Bytes const& record);
   /// What is there under the object's identity, decoded; null when nothing is, or it cannot be read.
   [[nodiscard]] sto_Record const* ReadStored();
-  /// Notes when the block of a list differs from the stored one that it replaces.
-  void CompareBlock(std::int64_t key, sto_Bytes const& sealed);
   /// The object differs from what it is compared with: Conflict, or noted until the save ends.
   void NoteDifference() const;
   /// What holds the object here, for messages.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/format/sto_Record.h"
+#include "store/format/sto_RecordBuilder.h"
 
 class sto_Session;
 

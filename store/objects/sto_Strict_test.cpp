@@ -1,7 +1,7 @@
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
-// What a strict store refuses beside everything else.
+// What a strict store refuses in addition.
 
 namespace {
 
@@ -9,7 +9,7 @@ cls_FieldHandle Field(char const* name) {
   return cls_FieldHandle(cow_String(name));
 }
 
-/// A beam that forgets what a test tells it to forget.
+/// A beam that omits what a test tells it to omit.
 struct Beam {
   static constexpr unsigned int TypeId() noexcept { return 0x720001; }
 
@@ -59,7 +59,7 @@ class StoreStrict : public StoreFileTest {
   sto_Store Open(sto_Mode mode, bool isStrict = true) {
     return sto_Store::Open(Path(), mode, m_Classes, {.m_Strict = isStrict});
   }
-  /// What a strict load says.
+  /// The error of a strict load.
   std::string RefusalOf() {
     sto_Store store = Open(sto_Mode::ReadOnly);
     return MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(store.Load<Beam>("beam")); });
@@ -70,7 +70,7 @@ class StoreStrict : public StoreFileTest {
 
 TEST_F(StoreStrict, WholeObjectIsSavedAndLoaded) {
   sto_Store store = Open(sto_Mode::Create);
-  Beam beam; // its support is null, which is no slip
+  Beam beam; // its support is null, which is no mistake
   store.Save("beam", beam);
   EXPECT_EQ(store.Load<Beam>("beam")->m_Length, 2);
   beam.m_Support = std::make_shared<Beam>();
@@ -91,7 +91,7 @@ TEST_F(StoreStrict, ScalarAndCollectionThatWereNotWrittenAreRefused) {
   }
 }
 
-TEST_F(StoreStrict, WhatIsNotWrittenPassesInAStoreThatIsNotStrict) {
+TEST_F(StoreStrict, UnwrittenAttributesPassInAStoreThatIsNotStrict) {
   sto_Store store = Open(sto_Mode::Create, false);
   Beam beam;
   beam.m_Forgets = "m_Length";
@@ -145,7 +145,7 @@ TEST_F(StoreStrict, AttributeThatOnlyAnOlderStoredVersionDeclaresMayBeRead) {
       .AddAttribute(cls_FieldHandle(1, "m_Loads"_cow), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
   sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadWrite, newer, {.m_Strict = true});
   store.Save("new", Beam());
-  EXPECT_EQ(store.Load<Beam>("new")->m_Support, nullptr); // asked for, and declared by version 1 only
+  EXPECT_EQ(store.Load<Beam>("new")->m_Support, nullptr); // read; only version 1 declares it
 }
 
 TEST_F(StoreStrict, ReadingConstructorThatDoesNotTakeTheIdentityIsRefused) {
@@ -182,7 +182,7 @@ TEST_F(StoreStrict, BaseClassThatReadsThePartOfTheDerivedOneIsRefused) {
   };
   struct Derived : Base {
     static constexpr unsigned int TypeId() noexcept { return 0x720004; }
-    explicit Derived(cls_ReadVisitor const& visitor) : Base(visitor) {} // forgets cls_ReadVisitor(visitor)
+    explicit Derived(cls_ReadVisitor const& visitor) : Base(visitor) {} // omits cls_ReadVisitor(visitor)
   };
   struct Written {
     void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -213,7 +213,7 @@ TEST_F(StoreStrict, SharedIdentityOfDerivedAndBaseClassIsTakenOnce) {
     }
     cls_Uid m_Uid;
   };
-  struct Derived : Base { // it has the identity of its base class
+  struct Derived : Base { // shares the identity of its base class
     static constexpr unsigned int TypeId() noexcept { return 0x720004; }
     Derived() : Base(cls_Uid()) {}
     explicit Derived(cls_ReadVisitor const& visitor)

@@ -4,7 +4,8 @@
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
-// A copy of an object keeps its identity, and stored the two would be one. What differs is refused.
+// A copy of an object keeps its identity, so in the store both would be one object. Copies that differ are
+// refused.
 
 namespace {
 
@@ -20,7 +21,7 @@ class StoreTwoObjects : public StoreTest {
   }
 };
 
-// --- in one save
+// --- In one save
 
 TEST_F(StoreTwoObjects, ChangedCopyInOneSaveIsAConflictThatNamesBothHolders) {
   sto_Store store = Create();
@@ -85,7 +86,7 @@ TEST_F(StoreTwoObjects, ThirdCopyIsComparedToo) {
   EXPECT_TRUE(Contains(message, "Node")) << message;
 }
 
-/// Counts how often it writes itself.
+/// Counts how often it is written.
 struct Counting {
   static constexpr unsigned int TypeId() noexcept { return Node::TypeId(); }
   void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -103,7 +104,7 @@ struct Counting {
 
 TEST_F(StoreTwoObjects, SharedGraphIsVisitedOnce) {
   sto_Store store = Create();
-  std::vector<Counting> levels(60); // each level holds the next one twice: 2^60 ways
+  std::vector<Counting> levels(60); // each level holds the next one twice: 2^60 paths
   for (std::size_t i = 0; i + 1 < levels.size(); ++i) levels[i].m_Left = levels[i].m_Right = &levels[i + 1];
   Counting::s_Written = 0;
   store.Save("top", levels[0]);
@@ -138,7 +139,7 @@ TEST_F(StoreTwoObjects, CycleThroughCopiesEnds) {
   EXPECT_EQ(store.ObjectCount(), 2);
 }
 
-// --- saves of one transaction
+// --- Saves of one transaction
 
 TEST_F(StoreTwoObjects, ChangedCopyUnderAnotherRootOfOneTransactionIsAConflict) {
   sto_Store store = Create();
@@ -219,7 +220,7 @@ TEST_F(StoreTwoObjects, SaveThatWasUndoneIsNotComparedWith) {
   EXPECT_EQ(store.Load<Node>("b")->m_Value, 2);
 }
 
-// --- a second root name
+// --- A second root name
 
 TEST_F(StoreTwoObjects, ChangedCopyUnderAnotherRootIsAConflictAlsoInTransactionsOfTheirOwn) {
   sto_Store store = Create();
@@ -242,7 +243,7 @@ TEST_F(StoreTwoObjects, OneObjectSavedStepByStepUnderNewNamesIsAConflict) {
   EXPECT_EQ(store.Load<Node>("step-0")->m_Value, 0);
 }
 
-TEST_F(StoreTwoObjects, WhatIsHeldCountsAsContentOfARoot) {
+TEST_F(StoreTwoObjects, HeldObjectsCountAsContentOfARoot) {
   sto_Store store = Create();
   Node state(0);
   state.m_Left = std::make_shared<Node>(1);
@@ -274,7 +275,7 @@ TEST_F(StoreTwoObjects, ListCountsAsContentOfARoot) {
     store.Save("same", state);
     state.m_List.Get(count - 1) = -1;
     MessageOf(sto_ErrorKind::Conflict, [&] { store.Save("step-1", state); });
-    store.Save("step-0", state); // changes both, which have been one object since they were given two names
+    store.Save("step-0", state); // changes both: they are one object with two names
   }
 }
 
@@ -283,7 +284,7 @@ TEST_F(StoreTwoObjects, CopiesOfAListThatDifferUnderTwoRootsOfOneTransactionAreA
     sto_Store store = Create("list-" + std::to_string(count));
     Numbers a;
     for (int i = 0; i < count; ++i) a.m_List.Append(i);
-    Numbers same; // other objects, with copies of the list
+    Numbers same; // other objects with copies of the list
     Numbers b;
     same.m_List = b.m_List = a.m_List;
     sto_Transaction transaction(store);
@@ -311,7 +312,7 @@ TEST_F(StoreTwoObjects, RenamedRootOfTheTransactionIsComparedUnderItsNewName) {
   store.Save("c", b); // under the same name
   store.RemoveRoot("c");
   b.m_Left = CopyOf(inner, 3);
-  store.Save("d", b); // no root has the old content
+  store.Save("d", b); // no other root has the old content
   transaction.Commit();
   EXPECT_EQ(store.Load<Node>("d")->m_Left->m_Value, 3);
 }
@@ -328,7 +329,7 @@ TEST_F(StoreTwoObjects, RootWithoutNameIsComparedLikeOthers) {
   ConflictOf(store, "b", b);
 }
 
-TEST_F(StoreTwoObjects, LoadedRootThatWasChangedDoesNotGoUnderAnotherName) {
+TEST_F(StoreTwoObjects, ChangedLoadedRootIsAConflictUnderAnotherName) {
   Create().Save("a", Node(1));
   sto_Store store = Open();
   std::unique_ptr<Node> const node = store.Load<Node>("a");
@@ -336,13 +337,13 @@ TEST_F(StoreTwoObjects, LoadedRootThatWasChangedDoesNotGoUnderAnotherName) {
   std::string const message = ConflictOf(store, "b", *node);
   EXPECT_TRUE(Contains(message, "root a")) << message;
   node->m_Value = 1;
-  store.Save("b", *node); // a second name
+  store.Save("b", *node); // as a second name
   node->m_Value = 3;
   store.Save("a", *node);
   EXPECT_EQ(store.Load<Node>("b")->m_Value, 3);
 }
 
-TEST_F(StoreTwoObjects, RootThatWasRemovedIsNoOtherName) {
+TEST_F(StoreTwoObjects, RemovedRootDoesNotCountAsAnotherName) {
   sto_Store store = Create();
   Node node(1);
   store.Save("a", node);
@@ -362,7 +363,7 @@ TEST_F(StoreTwoObjects, HeldObjectMayBecomeARootWithNewContent) {
   EXPECT_EQ(store.Load<Node>("frame")->m_Left->m_Value, 3);
 }
 
-// --- identities of their own
+// --- Different identities
 
 struct Owner {
   static constexpr unsigned int TypeId() noexcept { return Node::TypeId(); }

@@ -11,7 +11,7 @@ cls_FieldHandle const Field(0, "m_Field"_cow);
 
 class StoreValues : public StoreTest {
  protected:
-  /// What comes back of a value that goes through a store and its file.
+  /// Saves a value, reopens the file, and returns what is loaded.
   template <class T> T RoundTrip(T const& value, T const& defaultValue) {
     std::filesystem::remove(Path());
     {
@@ -297,7 +297,7 @@ TEST_F(StoreValues, IntegerIsReadAsAnyTypeThatHoldsIt) {
     EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Char"_cow), static_cast<short>(0)), -7);
     EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Char"_cow), 0LL), -7);
     EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Int"_cow), 0LL), -1);
-    EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Int"_cow), 0U), 0xFFFFFFFFU); // 32 bits, bit by bit
+    EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Int"_cow), 0U), 0xFFFFFFFFU); // the same 32 bits
     EXPECT_EQ(visitor.ReadEnum(cls_FieldHandle("m_UInt"_cow)), -1);
     EXPECT_EQ(visitor.Read(cls_FieldHandle("m_UInt"_cow), 0LL), 0xFFFFFFFFLL);
     EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Float"_cow), 0.0), static_cast<double>(0.1F));

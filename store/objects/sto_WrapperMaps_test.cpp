@@ -4,14 +4,14 @@
 
 namespace {
 
-/// Maps and trees from strings: what their keys may be, and what becomes of keys that stand twice in a store.
+/// Maps and trees from strings: which keys are possible, and how duplicate stored keys are read.
 template <class Case> class StoreKeyedWrappers : public StoreWrapperTest {
  protected:
   using T = typename Case::Element;
 
   static T Value(int number) { return NumberedElement<T>(number); }
 
-  /// A map object with these entries as they are given, written past the wrapper.
+  /// A map object with exactly these entries, written without the wrapper.
   struct Entries {
     void DBWrite(cls_WriteVisitor const& visitor) const {
       visitor.StartWrite(cls_InternalMapTypeId, m_Uid);
@@ -95,7 +95,7 @@ TYPED_TEST(StoreKeyedWrappers, OfEntriesUnderOneKeyTheFirstCountsInATreeAndTheLa
         };
         expect("b"_cow, 0, 4);
         expect("a"_cow, 1, 7);
-        expect(""_cow, 3, 5); // no text and empty text are one key
+        expect(""_cow, 3, 5); // no text and empty text are the same key
         expect("c"_cow, 6, 6);
         EXPECT_TRUE(TypeParam::Entries(*loaded)[0].first.HasText()); // the first key object stays
       });
@@ -162,11 +162,11 @@ TYPED_TEST(StoreKeyedWrappers, MapOfOtherValuesIsRefused) {
             [&] { static_cast<void>(store.Load<StoredObjectMap::Wrapper>("wrapper")); });
 }
 
-// --- the map of objects
+// --- The map of objects
 
 using ObjectMap = StoredObjectMap::Wrapper;
 
-/// A map of lists, and one list besides, which may be one of the map's.
+/// A map of lists, and a separate list, which may also be in the map.
 struct Shelf {
   static constexpr unsigned int TypeId() noexcept { return Desk<StoredObjectMap>::TypeId(); }
   static cls_FieldHandle Map() { return DeskField("m_First", COLLECTION_MAP_STRING_OBJ); }
@@ -193,7 +193,7 @@ class StoreObjectMaps : public StoreWrapperTest {
   static void ExpectList(cls_xp1DArrayListFloat const& list, int count) {
     EXPECT_TRUE(IsSameWrapper<ListCase>(list, List(count)));
   }
-  /// A shelf with lists of 1 to 3 elements under a to c; the one under b stands in the field too.
+  /// A shelf with lists of 1 to 3 elements under a to c; the one under b is also in the field.
   static Shelf MakeShelf() {
     Shelf shelf;
     shelf.m_Map.Insert("a"_cow, List(1));
@@ -252,7 +252,7 @@ TEST_F(StoreObjectMaps, LoadedShelfIsSavedAgainAsTheSameObjects) {
     store.Save("shelf", *shelf);
     EXPECT_EQ(store.ObjectCount(), 5);
     EXPECT_EQ(store.CollectGarbage(), 0);
-    shelf->m_List.Append(9); // and not the copy in the map
+    shelf->m_List.Append(9); // but not the copy in the map
     MessageOf(sto_ErrorKind::Conflict, [&] { store.Save("shelf", *shelf); });
     shelf->m_Map.Insert("b"_cow, shelf->m_List);
     store.Save("shelf", *shelf);
@@ -300,7 +300,7 @@ TEST_F(StoreObjectMaps, ListThatIsReplacedOrRemovedIsCollectedUnlessAnotherHolds
   EXPECT_EQ(Blocks(store), 5);
   shelf.m_Map.Insert("d"_cow, List(1));
   shelf.m_Map.Remove("a"_cow);
-  shelf.m_Map.Remove("b"_cow); // the field holds it
+  shelf.m_Map.Remove("b"_cow); // the field still holds it
   store.Save("shelf", shelf);
   EXPECT_EQ(store.CollectGarbage(), 2);
   EXPECT_EQ(Blocks(store), 0);

@@ -3,8 +3,8 @@
 #include "tests/support/HeapCount.h"
 #include "tests/support/store/StoreWrappers.h"
 
-// Copy-on-write of wrappers that are kept in a store, by counting copies: what is shared before a save is
-// shared after it and after loading, and is copied once, by the first who writes.
+// Copy-on-write of stored wrappers, checked by counting copies: elements shared before a save are shared
+// after it and after loading, and are copied once, by the first writer.
 
 namespace {
 
@@ -19,7 +19,7 @@ class AllocationCount {
   long long m_HeapBefore = HeapCount();
 };
 
-/// Clones a wrapper as another object: it shares the elements and has an identity of its own. Counts that.
+/// Clones a wrapper as another object, which shares the elements and has its own identity. Counts the clones.
 template <class Case> struct AnotherObject {
   using Wrapper = typename Case::Wrapper;
   static Wrapper* Copy(Wrapper const& wrapper) {
@@ -31,7 +31,7 @@ template <class Case> struct AnotherObject {
   static inline int s_Clones = 0;
 };
 
-/// An object whose two fields hold a wrapper copy-on-write.
+/// An object with a wrapper held copy-on-write in two fields.
 template <class Case> struct CowDesk {
   using Wrapper = typename Case::Wrapper;
   using Policy = AnotherObject<Case>;
@@ -74,7 +74,7 @@ TYPED_TEST(StoreWrapperSharing, SavingCopiesNothingAndSeparatesNothing) {
     sto_Store store = this->Create(std::to_string(count));
     auto const desk = this->MakeDesk(count);
     auto const* const payload = desk.m_First.ConstPtr();
-    auto const elements(*payload); // shares them with the payload
+    auto const elements(*payload); // shares the elements with the payload
     store.Save("desk", desk);
     EXPECT_EQ(this->Clones(), 0);
     EXPECT_EQ(desk.m_First.ConstPtr(), payload);
@@ -95,7 +95,7 @@ TYPED_TEST(StoreWrapperSharing, SavingASharingWrapperAllocatesWhatSavingAPrivate
   };
   save();
   save();
-  save(); // caches are filled from here on
+  save(); // caches are filled from now on
   WrapperAllocations const alone = save();
   auto const copy(wrapper);
   WrapperAllocations const shared = save();
@@ -153,7 +153,7 @@ TYPED_TEST(StoreWrapperSharing, FirstWriteByOneHolderTakesExactlyOneCopy) {
   WrapperAllocations const third = count.Taken();
   EXPECT_EQ(first, TypeParam::OneCopyOf(this->Few));
   EXPECT_EQ(second, first);
-  // A list that is appended to may have to grow then; everything else writes in place.
+  // A list may have to grow when appended to; everything else writes in place.
   if constexpr (requires { own.Iterator(); })
     EXPECT_LE(third.first, first.first + 1);
   else
@@ -226,7 +226,7 @@ TYPED_TEST(StoreWrapperSharing, LoadedWrapperSharesNothingWithAnotherLoad) {
   EXPECT_EQ(first->Uid().Entry(), second->Uid().Entry());
   EXPECT_FALSE(TypeParam::Share(*first, *second));
   AllocationCount const count;
-  if constexpr (!requires { first->Iterator(); }) { // which is written by appending
+  if constexpr (!requires { first->Iterator(); }) { // written by appending
     TypeParam::Write(*first);
     EXPECT_EQ(count.Taken(), None);
   }

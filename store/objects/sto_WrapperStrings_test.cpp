@@ -15,7 +15,7 @@ template <class Wrapper> struct FieldText {
   Wrapper m_Text;
 };
 
-/// An object that holds two string wrappers in fields.
+/// An object with two string wrappers in fields.
 template <class Wrapper> struct TwoTexts {
   static constexpr unsigned int TypeId() noexcept { return Scripted::TypeId(); }
   TwoTexts(Wrapper const& first, Wrapper const& second)
@@ -55,14 +55,14 @@ TYPED_TEST(StoreTexts, EachTextComesBackByteByByte) {
       [&](sto_Store& store) {
         for (std::size_t i = 0; i < texts.size(); ++i) {
           auto const loaded = store.Load<TypeParam>(std::to_string(i));
-          EXPECT_TRUE(loaded->Text().HasText()) << i; // no text comes back as empty text
+          EXPECT_TRUE(loaded->Text().HasText()) << i; // no text is read as empty text
           EXPECT_TRUE(loaded->Text().View() == texts[i].View()) << i;
         }
         EXPECT_EQ(store.ObjectCount(), static_cast<std::int64_t>(texts.size()));
       });
 }
 
-TYPED_TEST(StoreTexts, OneThatLivesHasItsIdentityAfterLoading) {
+TYPED_TEST(StoreTexts, LiveOneHasItsIdentityAfterLoading) {
   sto_Store store = this->Create();
   auto const text = this->Text("one"_cow);
   this->Save(store, text);
@@ -100,7 +100,7 @@ TYPED_TEST(StoreTexts, TwoFieldsWithEqualTextsHoldTwoObjects) {
       });
 }
 
-TYPED_TEST(StoreTexts, ShortTextInThePlaceOfALongOneLeavesOneRow) {
+TYPED_TEST(StoreTexts, ShortTextReplacingALongOneLeavesOneRow) {
   struct Changing { // one identity, and the text of a wrapper
     void DBWrite(cls_WriteVisitor const& visitor) const {
       if (visitor.StartWrite(TypeParam::TypeId(), m_Uid) == 0) return;
@@ -128,7 +128,7 @@ TYPED_TEST(StoreTexts, ShortTextInThePlaceOfALongOneLeavesOneRow) {
       });
 }
 
-TYPED_TEST(StoreTexts, WithoutNameItIsCollected) {
+TYPED_TEST(StoreTexts, IsCollectedWithoutARoot) {
   sto_Store store = this->Create();
   this->Save(store, this->Text(cow_String(std::string(1'000'000, 'x'))));
   this->Save(store, this->Text("another object"_cow));

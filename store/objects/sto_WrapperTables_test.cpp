@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Tables of numbers: their shape, which the row width of a stored list carries.
+/// Tables of numbers: their shape is stored as the row width of a list.
 template <class Case> class StoreTables : public StoreWrapperTest {
  protected:
   using T = typename Case::Element;
@@ -26,7 +26,7 @@ template <class Case> class StoreTables : public StoreWrapperTest {
         ASSERT_EQ(table.ConstGet(row, column), static_cast<T>(100 * row + column)) << row << ", " << column;
   }
 
-  /// A list of the numbers from 0, written past the wrapper with a width of its own.
+  /// A list of the numbers from 0, written without the wrapper and with the given width.
   struct Flat {
     Flat(int count, int width) : m_Count(count), m_Width(width) {}
     void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -40,8 +40,8 @@ template <class Case> class StoreTables : public StoreWrapperTest {
     cls_Uid m_Uid;
   };
 
-  /// A list object of the class that tables have, as its record stands in the file, sealed as it should be:
-  /// with elements of 0, or with none where they stand in blocks.
+  /// A sealed record of a list object with the class of tables: elements are 0, or omitted if they would be
+  /// in blocks.
   static StoreBytes Record(int width, int count, bool inBlocks) {
     constexpr int Type = std::is_same_v<T, double> ? 4 : std::is_same_v<T, float> ? 3 : 6;
     StoreBytes record;
@@ -60,13 +60,14 @@ template <class Case> class StoreTables : public StoreWrapperTest {
   }
   static constexpr int Id = 1;
 
-  /// Loading the table is refused when its record is replaced by that of a list of this width.
+  /// Expects loading the table to be refused after its record is replaced by a list of this width.
   void ExpectUneven(SqlFile& file, int width, int count, bool inBlocks) const {
     file.Run("UPDATE object SET record = ? WHERE id = 1", Record(width, count, inBlocks));
     sto_Store store = Open(sto_Mode::ReadOnly);
     std::string const message = MessageOf(
         sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<typename Case::Wrapper>("table")); });
-    EXPECT_TRUE(Contains(message, std::to_string(count) + " elements, which are no whole number of rows of " +
+    EXPECT_TRUE(Contains(message, std::to_string(count) +
+                                      " elements, which is not a whole number of rows of " +
                                       std::to_string(width)))
         << message;
   }
@@ -123,7 +124,7 @@ TYPED_TEST(StoreTables, ShapeChangesUnderOneIdentity) {
 
 TYPED_TEST(StoreTables, SameElementsInAnotherShapeAreAnotherTable) {
   sto_Store store = this->Create();
-  auto const table = this->Make(1, 6); // element for element the same as
+  auto const table = this->Make(1, 6); // with the same elements
   typename TypeParam::Wrapper other(2, 3);
   for (int i = 0; i < 6; ++i) other.Get(i / 3, i % 3) = table.ConstGet(0, i);
   auto reshaped(table);
@@ -158,7 +159,8 @@ TYPED_TEST(StoreTables, ElementsThatAreNoWholeRowsAreRefusedWhenWritten) {
     std::string const message = MessageOf(sto_ErrorKind::Misuse, [&, n = count, w = width] {
       store.Save("table", typename TestFixture::Flat(n, w));
     });
-    EXPECT_TRUE(Contains(message, std::to_string(count) + " elements, which are no whole number of rows of " +
+    EXPECT_TRUE(Contains(message, std::to_string(count) +
+                                      " elements, which is not a whole number of rows of " +
                                       std::to_string(width)))
         << message;
     this->ExpectShape(*store.Load<typename TypeParam::Wrapper>("table"), 2, 3);
@@ -173,7 +175,7 @@ TYPED_TEST(StoreTables, ElementsThatAreNoWholeRowsAreRefusedWhenRead) {
   file.Unpack();
   ASSERT_EQ(file.Blob("SELECT record FROM object WHERE id = 1"), this->Record(3, 6, false));
   for (int const width : {4, 5, 7, 500}) this->ExpectUneven(file, width, 6, false);
-  for (int const width : {1, 2, 3, 6}) { // whole rows of another shape are no damage
+  for (int const width : {1, 2, 3, 6}) { // whole rows of another shape are not damage
     file.Run("UPDATE object SET record = ? WHERE id = 1", this->Record(width, 6, false));
     sto_Store store = this->Open(sto_Mode::ReadOnly);
     auto const table = store.Load<typename TypeParam::Wrapper>("table");
@@ -201,7 +203,7 @@ TYPED_TEST(StoreTables, NegativeRowWidthIsRefusedWhenWrittenAndWhenRead) {
   file.Unpack();
   for (int const width : {-1, -3, -100, -70'000}) this->ExpectUneven(file, width, 6, false);
   for (int const width : {-100, -70'000}) this->ExpectUneven(file, width, 100'000, true);
-  store.Save("other", this->Make(2, 3)); // the store can be used on
+  store.Save("other", this->Make(2, 3)); // the store remains usable
   this->ExpectShape(*store.Load<typename TypeParam::Wrapper>("other"), 2, 3);
 }
 

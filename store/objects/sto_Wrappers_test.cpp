@@ -2,11 +2,11 @@
 
 namespace {
 
-/// Each container wrapper, saved and loaded under a name as an application does it.
+/// Each container wrapper, saved and loaded under a root name as an application does it.
 template <class Case> class StoreWrappers : public StoreWrapperTest {
  protected:
   static constexpr int Many = 100'000;
-  /// What a wrapper takes beyond its object: blocks of 2048 elements for long lists; maps stand in records.
+  /// What a wrapper needs besides its object: long lists have blocks of 2048 elements; maps are in records.
   static std::int64_t BlocksOf(int count) {
     bool const isList = Case::Code >= COLLECTION_LIST && Case::Code != COLLECTION_MAP_STRING_FLOAT &&
                         Case::Code != COLLECTION_MAP_STRING_STRING &&
@@ -14,7 +14,7 @@ template <class Case> class StoreWrappers : public StoreWrapperTest {
     return isList ? (count + 2047) / 2048 : 0;
   }
 
-  /// Saves a wrapper and expects the same one back, now and in another session.
+  /// Saves a wrapper and expects to load an equal one, in this session and in another.
   void ExpectKept(typename Case::Wrapper const& wrapper) const {
     InEachStore([&](sto_Store& store) { store.Save("wrapper", wrapper); },
                 [&](sto_Store& store) {
@@ -56,7 +56,7 @@ TYPED_TEST(StoreWrappers, SavedWrapperIsAsItWas) {
   EXPECT_EQ(wrapper.Uid().Entry(), uid.Entry());
 }
 
-TYPED_TEST(StoreWrappers, OneThatLivesHasItsIdentityAfterLoadingAndACopyOfItsElements) {
+TYPED_TEST(StoreWrappers, LiveOneHasItsIdentityAfterLoadingAndACopyOfItsElements) {
   using Wrapper = typename TypeParam::Wrapper;
   auto const wrapper = NumberedWrapper<TypeParam>(5);
   sto_Store store = this->Create();
@@ -84,7 +84,7 @@ TYPED_TEST(StoreWrappers, ChangedInPlaceItReplacesWhatWasStoredInALaterSession) 
   EXPECT_TRUE(IsSameWrapper<TypeParam>(*this->Open().template Load<Wrapper>("wrapper"), expected));
 }
 
-TYPED_TEST(StoreWrappers, SmallOneInThePlaceOfABigOneLeavesNothingBehind) {
+TYPED_TEST(StoreWrappers, SmallOneReplacingABigOneLeavesNothingBehind) {
   using Wrapper = typename TypeParam::Wrapper;
   for (int const left : {1, 0}) {
     SCOPED_TRACE(left);
@@ -110,7 +110,7 @@ TYPED_TEST(StoreWrappers, SmallOneInThePlaceOfABigOneLeavesNothingBehind) {
   }
 }
 
-TYPED_TEST(StoreWrappers, BigOneInThePlaceOfASmallOneComesBack) {
+TYPED_TEST(StoreWrappers, BigOneReplacingASmallOneComesBack) {
   using Wrapper = typename TypeParam::Wrapper;
   auto const big = NumberedWrapper<TypeParam>(9000);
   this->InEachStore(
@@ -128,7 +128,7 @@ TYPED_TEST(StoreWrappers, BigOneInThePlaceOfASmallOneComesBack) {
       });
 }
 
-TYPED_TEST(StoreWrappers, WithoutNameItIsCollectedWithAllItsRows) {
+TYPED_TEST(StoreWrappers, IsCollectedWithAllItsRowsWithoutARoot) {
   this->InEachStore(
       [&](sto_Store& store) {
         store.Save("wrapper", NumberedWrapper<TypeParam>(9000));
@@ -179,7 +179,7 @@ TYPED_TEST(StoreWrappers, RolledBackSaveLeavesTheOldElements) {
   EXPECT_EQ(CountOf<TypeParam>(*store.Load<Wrapper>("wrapper")), 3);
 }
 
-// --- in fields
+// --- In fields
 
 TYPED_TEST(StoreWrappers, TwoFieldsWithTwoWrappersKeepEachItsOwn) {
   auto const first = NumberedWrapper<TypeParam>(3);
@@ -232,13 +232,13 @@ TYPED_TEST(StoreWrappers, CopiesThatDivergedAreAConflictAndNothingIsLost) {
     auto const desk = store.Load<Desk<TypeParam>>("desk");
     EXPECT_TRUE(IsSameWrapper<TypeParam>(desk->m_First, wrapper));
     EXPECT_TRUE(IsSameWrapper<TypeParam>(desk->m_Second, wrapper));
-    diverged = ContainerOf<TypeParam>(typename TypeParam::Wrapper(diverged)); // another object from here on
+    diverged = ContainerOf<TypeParam>(typename TypeParam::Wrapper(diverged)); // another object from now on
     store.Save("desk", Desk<TypeParam>(wrapper, diverged));
     EXPECT_TRUE(IsSameWrapper<TypeParam>(store.Load<Desk<TypeParam>>("desk")->m_Second, diverged));
   }
 }
 
-TYPED_TEST(StoreWrappers, FieldThatIsNotThereIsAnEmptyOne) {
+TYPED_TEST(StoreWrappers, AbsentFieldReadsAsAnEmptyOne) {
   sto_Store store = this->Create();
   SaveFields(store, [](cls_WriteVisitor const&) {});
   static_cast<void>(LoadFields(store, [](cls_ReadVisitor const& visitor) {

@@ -35,7 +35,8 @@ std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
 
 void sto_Catalogue::Forget() noexcept {
   m_IsLoaded = false;
-  m_RecentStored.fill(nullptr);
+  m_RecentInUse.Forget();
+  m_RecentStored.Forget();
   m_StoredClasses.clear();
   m_FarNames.clear();
   m_NameIds.clear();
@@ -63,8 +64,7 @@ std::string sto_Catalogue::DescribeClass(unsigned int classId) const {
 }
 
 sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId) {
-  sto_ClassInUse*& recent = m_Recent[classId % m_Recent.size()];
-  if (recent != nullptr && recent->m_IsRecorded && recent->Metadata().ClassId() == classId) return recent;
+  if (sto_ClassInUse* const recent = m_RecentInUse.Find(classId)) return recent;
   auto found = m_InUse.find(classId);
   if (found == m_InUse.end()) {
     cls_ClassMetadata const* const metadata = m_Classes.Newest(classId);
@@ -76,7 +76,8 @@ sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId)
     Record(driver, inUse.Metadata());
     inUse.m_IsRecorded = true;
   }
-  return recent = &inUse;
+  m_RecentInUse.Keep(classId, 0, &inUse);
+  return &inUse;
 }
 
 void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata) {
@@ -119,7 +120,8 @@ std::string sto_Catalogue::Problem(sto_Part const& part, bool isReadable) {
            std::to_string(part.m_Version);
   sto_StoredClass& stored = found->second;
   std::string problem = stored.Problem(part, [this](std::int64_t nameId) noexcept { return NameOf(nameId); });
-  if (problem.empty() && isReadable) m_RecentStored[PlaceOf(part)] = &stored;
+  if (problem.empty() && isReadable)
+    m_RecentStored.Keep(part.m_ClassId, static_cast<unsigned int>(part.m_Version), &stored);
   return problem;
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <map>
 #include <string>
 #include <string_view>
@@ -8,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "store/base/sto_RecentTable.h"
 #include "store/driver/sto_Driver.h"
 #include "store/session/sto_ClassInUse.h"
 #include "store/session/sto_Classes.h"
@@ -50,9 +50,9 @@ class sto_Catalogue {
   /// Whether a stored part is certainly what the store's description of its class version says, and can be
   /// read by this program: much cheaper than Problem, to be asked first. False says nothing.
   [[nodiscard]] bool IsKnown(sto_Part const& part) const noexcept {
-    sto_StoredClass const* const stored = m_RecentStored[PlaceOf(part)];
-    return stored != nullptr && stored->Row().m_ClassId == part.m_ClassId &&
-           stored->Row().m_Version == part.m_Version && stored->Knows(part);
+    sto_StoredClass const* const stored =
+        m_RecentStored.Find(part.m_ClassId, static_cast<unsigned int>(part.m_Version));
+    return stored != nullptr && stored->Knows(part);
   }
   /// What of a stored part does not fit the store's description of its class version; empty when all does.
   /// The part is remembered then, for IsKnown, when this program can read it whatever it is a part of
@@ -112,20 +112,14 @@ class sto_Catalogue {
   [[nodiscard]] bool TakeName(std::string_view name, std::int64_t id);
   [[noreturn]] void RaiseDamaged(std::string const& problem) const;
 
-  static std::size_t PlaceOf(sto_Part const& part) noexcept {
-    return (part.m_ClassId * 7 + static_cast<unsigned int>(part.m_Version)) % RecentCount;
-  }
-
-  static constexpr std::size_t RecentCount = 64;
-
   std::string m_Location;
   sto_Classes m_Classes;
   std::unordered_map<unsigned int, sto_ClassInUse> m_InUse;
-  std::array<sto_ClassInUse*, 64> m_Recent{}; // some of m_InUse, each at a place that its class ID chooses
+  sto_RecentTable<sto_ClassInUse*> m_RecentInUse; // by class ID: some of m_InUse that the store describes
   bool m_IsLoaded = false;
   std::map<std::pair<unsigned int, int>, sto_StoredClass> m_StoredClasses;
-  // Some of m_StoredClasses whose versions this program can read, each at a place that its version chooses.
-  std::array<sto_StoredClass const*, RecentCount> m_RecentStored{};
+  // By class ID and version: some of m_StoredClasses that this program can read.
+  sto_RecentTable<sto_StoredClass const*> m_RecentStored;
   std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> m_NameIds;
   mutable std::vector<cow_String> m_Names;                       // those with a small number, by that number
   std::unordered_map<std::int64_t, std::string_view> m_FarNames; // the others, which are keys of m_NameIds

@@ -1,6 +1,6 @@
 #include "tests/support/store/StoreTest.h"
 
-// A spring over an element, and the same program a year later with a class between the two.
+// A spring derived from an element, and a later version of the program with a class in between.
 
 namespace {
 
@@ -31,13 +31,13 @@ struct Element {
   cls_Uid m_Uid;
 };
 
-/// The class that is inserted.
+/// The inserted class.
 struct Grouped : Element {
   static constexpr unsigned int TypeId() noexcept { return 0x710002; }
   using Element::Element;
   explicit Grouped(cls_ReadVisitor const& visitor)
       : Element(cls_ReadVisitor(visitor)), m_Group(visitor.Read(GroupField(), 0)), m_Uid(visitor.GetUid()) {}
-  /// Of the parts of a spring that had none of this class: the visitor is on the element.
+  /// Reads a spring stored without this class: the visitor is at the element.
   Grouped(cls_ReadVisitor const& element, int group) : Element(element), m_Group(group) {}
   void DBWrite(cls_WriteVisitor const& visitor) const override {
     if (!visitor.StartWrite(TypeId(), m_Uid)) return;
@@ -102,7 +102,7 @@ template <class SpringClass> void DeclareHolder(cls_ClassRegistrar& classes) {
       .AddAttribute(SpringField(), ATTR_OBJECT, 1, COLLECTION_NONE);
 }
 
-/// Builds a spring of today from the parts of version 1.
+/// Builds a spring of today from a record of version 1.
 void* ReadVersion1(cls_ReadVisitor& visitor) {
   return new Spring(visitor, Grouped(cls_ReadVisitor(visitor), 42));
 }
@@ -119,7 +119,7 @@ class StoreChangedBase : public StoreFileTest {
     store.Save("holder", Holder<OldSpring>(3.5));
   }
 
-  /// Declares the program of today but for what it says about version 1 of the spring.
+  /// Declares the classes of today, without version 1 of the spring.
   void DeclareToday(int version = 2) {
     DeclareElement(m_Classes);
     DeclareGrouped(m_Classes);
@@ -147,7 +147,7 @@ TEST_F(StoreChangedBase, InsertedBaseClassWithoutReaderOfTheOldVersionIsRefused)
               Contains(message, "base class Grouped") &&
               Contains(message, "Register version 1 of class Spring by itself, with a constructor function"))
       << message;
-  EXPECT_EQ(message, RefusalOf<Element>("spring")); // asked for as its base class
+  EXPECT_EQ(message, RefusalOf<Element>("spring")); // loaded as its base class
 }
 
 TEST_F(StoreChangedBase, RefusedObjectIsNotLostAndCanBeCopiedAndCounted) {
@@ -215,7 +215,7 @@ TEST_F(StoreChangedBase, AdapterOfTheOldClassReadsItAsTheOldClass) {
 
 TEST_F(StoreChangedBase, MemberThatItsOwnerReadsIsRefusedEvenWithAReaderOfTheOldVersion) {
   DeclareToday();
-  DeclareReaderOfVersion1(); // which nobody asks: Holder's constructor calls that of today's Spring
+  DeclareReaderOfVersion1(); // not used: Holder's constructor calls that of today's Spring
   std::string const message = RefusalOf<Holder<Spring>>("holder");
   EXPECT_TRUE(Contains(message, "Spring version 1") && Contains(message, "base class Grouped") &&
               Contains(message, "sto_ReadOwned"))
@@ -223,7 +223,7 @@ TEST_F(StoreChangedBase, MemberThatItsOwnerReadsIsRefusedEvenWithAReaderOfTheOld
 }
 
 TEST_F(StoreChangedBase, BaseClassThatChangedFurtherUpIsRefused) {
-  // The element gets a base class; the spring is as it was.
+  // The element gets a base class; the spring is unchanged.
   m_Classes.CreateClassMD("Item"_cow, 0x710009, 1, nullptr, cls_ClassMetadata::RootClassId);
   m_Classes.AddClassMD(new cls_TypeAdapter<Element>("Element"_cow, 2, 0x710009))
       .AddAttribute(NameField(), ATTR_STRING, 1, COLLECTION_NONE);

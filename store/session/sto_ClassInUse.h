@@ -48,6 +48,7 @@ class sto_ClassInUse {
   std::size_t m_Next = 0; // the one that follows the attribute that was looked for last
 };
 
-/// The declaration of a handle's attribute: by name, or by number for a handle without a name. Null when there is none.
+/// The declaration of a handle's attribute: by name, or by number for a handle without a name. Null when
+/// there is none.
 [[nodiscard]] cls_AttributeMetadata const* sto_FindDeclaration(cls_ClassMetadata const& metadata,
                                                                cls_FieldHandle const& field);

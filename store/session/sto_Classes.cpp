@@ -55,11 +55,10 @@ cls_ClassMetadata const* sto_Classes::Newest(unsigned int classId) const {
 }
 
 cls_ClassMetadata const* sto_Classes::ForVersion(unsigned int classId, int version) const {
-  KnownVersion& known = m_KnownVersions[(classId * 7 + static_cast<unsigned int>(version)) % KnownCount];
-  if (known.m_Metadata != nullptr && known.m_ClassId == classId && known.m_Version == version)
-    return known.m_Metadata;
+  auto const number = static_cast<unsigned int>(version);
+  if (cls_ClassMetadata const* const recent = m_RecentVersions.Find(classId, number)) return recent;
   cls_ClassMetadata const* const found = FindVersion(classId, version);
-  if (found != nullptr) known = {classId, version, found};
+  if (found != nullptr) m_RecentVersions.Keep(classId, number, found);
   return found;
 }
 
@@ -88,10 +87,9 @@ cls_ClassMetadata const* sto_Classes::DeclaringBase(cls_ClassMetadata const& met
 
 bool sto_Classes::DerivesFrom(unsigned int derived, unsigned int base) const {
   if (derived == base) return true;
-  KnownBase& known = m_KnownBases[(derived * 7 + base) % KnownCount];
-  if (known.m_Derived == derived && known.m_Base == base) return true;
+  if (m_RecentBases.Find(derived, base)) return true;
   if (!FindBase(derived, base)) return false;
-  known = {derived, base};
+  m_RecentBases.Keep(derived, base, true);
   return true;
 }
 

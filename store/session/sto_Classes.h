@@ -1,11 +1,9 @@
 #pragma once
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
 #include <vector>
 
 #include "metadata/cls_ClassRegistrar.h"
+#include "store/base/sto_RecentTable.h"
 
 /// The classes that a session knows: the program's registrar, and the module's own declarations of the
 /// library's classes, which hold wherever both have one. Internal to the module.
@@ -44,22 +42,10 @@ class sto_Classes {
  private:
   [[nodiscard]] cls_ClassRegistrar const& RegistrarOf(unsigned int classId) const;
   [[nodiscard]] cls_ClassMetadata const* FindVersion(unsigned int classId, int version) const;
+  [[nodiscard]] bool FindBase(unsigned int derived, unsigned int base) const;
 
   cls_ClassRegistrar const& m_Program;
   cls_ClassRegistrar m_Library;
-  [[nodiscard]] bool FindBase(unsigned int derived, unsigned int base) const;
-
-  // What was found before, each at a place that its key chooses: objects come in runs of few classes.
-  struct KnownVersion {
-    unsigned int m_ClassId = 0;
-    int m_Version = 0;
-    cls_ClassMetadata const* m_Metadata = nullptr;
-  };
-  struct KnownBase {
-    unsigned int m_Derived = 0;
-    unsigned int m_Base = 0;
-  };
-  static constexpr std::size_t KnownCount = 64;
-  mutable std::array<KnownVersion, KnownCount> m_KnownVersions;
-  mutable std::array<KnownBase, KnownCount> m_KnownBases;
+  mutable sto_RecentTable<cls_ClassMetadata const*> m_RecentVersions; // by class ID and version
+  mutable sto_RecentTable<bool> m_RecentBases;                        // by derived class and base
 };

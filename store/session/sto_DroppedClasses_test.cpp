@@ -10,7 +10,7 @@
 #include "store/sto_CheckClasses.h"
 #include "tests/support/store/StoreNewFault.h"
 
-// What a registrar notes of dropped declarations when memory runs out: all or nothing.
+// What a registrar notes about dropped declarations when memory runs out: all or nothing.
 
 namespace {
 
@@ -22,7 +22,7 @@ class StoreDroppedClasses : public ::testing::Test {
 
   cls_ClassMetadata& Bolt() { return m_Registrar.CreateClassMD("Bolt"_cow, 100, 1, nullptr, 1); }
 
-  /// Makes each allocation of `act` fail in turn, until none is left to fail.
+  /// Fails each allocation of `act` in turn, until none is left.
   template <class Act> void FailEachStep(Act act) {
     int step = 1;
     for (; step < 1000; ++step) {

@@ -61,7 +61,7 @@ TEST(StoreIdentityMap, IdentityOfAnIdIsTheSameWhileItLives) {
     cls_Uid const first = map.IdentityOf(5);
     EXPECT_EQ(map.IdentityOf(5).Entry(), first.Entry());
     EXPECT_NE(map.IdentityOf(6).Entry(), first.Entry());
-    EXPECT_EQ(map.Count(), 1U); // 6 is dead again
+    EXPECT_EQ(map.Count(), 1U); // identity 6 is dead again
   }
   EXPECT_EQ(map.Count(), 0U);
   cls_Uid const other;
@@ -105,12 +105,12 @@ TEST(StoreIdentityMap, OtherMembersOfTheRingArePassedOver) {
   EXPECT_EQ(map.Find(uid), &tie);
 }
 
-/// A map of identities, and beside it what it should hold.
+/// A map of identities, and its expected content.
 class IdentityModel {
  public:
   explicit IdentityModel(std::uint64_t seed) : m_Random(seed) {}
 
-  /// One operation on ids that `draw` draws. Identities that nobody else holds are held here.
+  /// One operation on ids chosen by `draw`. Keeps the identities that no one else holds.
   template <class Draw> void Step(Draw draw) {
     switch (Below(16)) {
     case 0:
@@ -154,7 +154,7 @@ class IdentityModel {
  private:
   struct Live {
     cls_Uid m_Uid;
-    std::int64_t m_Visited = 0; // the number of the save of the transaction that reached it last
+    std::int64_t m_Visited = 0; // number of the last save in the transaction that reached it
   };
   using Lives = std::map<std::int64_t, Live>;
 
@@ -181,7 +181,7 @@ class IdentityModel {
     if (known != m_Live.end()) {
       EXPECT_EQ(uid.Entry(), known->second.m_Uid.Entry());
     } else {
-      EXPECT_EQ(uid.Entry()->m_RefCount, 1U); // a fresh one
+      EXPECT_EQ(uid.Entry()->m_RefCount, 1U); // a new one
       if (isKept) m_Live.emplace(id, Live{uid});
     }
   }
@@ -205,11 +205,11 @@ class IdentityModel {
   std::mt19937_64 m_Random;
   sto_IdentityMap m_Map;
   Lives m_Live;
-  std::vector<cls_Uid> m_Untied; // that live on without a tie
+  std::vector<cls_Uid> m_Untied; // alive, but untied
   std::int64_t m_Save = 1;
 };
 
-TEST(StoreIdentityMap, DenseIdsAreTheModels) {
+TEST(StoreIdentityMap, DenseIdsMatchTheModel) {
   for (std::uint64_t const seed : {1, 2, 3}) {
     IdentityModel model(seed);
     for (int step = 0; step < 8000; ++step) {
@@ -221,12 +221,12 @@ TEST(StoreIdentityMap, DenseIdsAreTheModels) {
   }
 }
 
-TEST(StoreIdentityMap, SparseIdsAreTheModels) {
+TEST(StoreIdentityMap, SparseIdsMatchTheModel) {
   for (std::uint64_t const seed : {11, 12, 13}) {
     IdentityModel model(seed);
     for (int step = 0; step < 8000; ++step) {
       SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));
-      // Clusters at the limits of pages and segments, up to the greatest id that objects have.
+      // Ids around the limits of pages and segments, up to the greatest object id.
       model.Step([](auto& random) {
         constexpr std::int64_t MaxId = (std::int64_t{1} << 43) - 1;
         std::int64_t const bases[] = {31,       31 * 128,  31 * 128 * 2,    31 * 128 * 7 - 31, 1'000'000,
@@ -243,7 +243,7 @@ TEST(StoreIdentityMap, SparseIdsAreTheModels) {
 TEST(StoreIdentityMap, TieThatIsAddedAnewWasNotVisited) {
   sto_IdentityMap map;
   cls_Uid const neighbour;
-  map.Add(neighbour, 1).Visit().m_Save = 5; // keeps the page
+  map.Add(neighbour, 1).Visit().m_Save = 5; // keeps the page in use
   {
     cls_Uid const uid;
     map.Add(uid, 2).Visit().m_Save = 5;
@@ -256,7 +256,7 @@ TEST(StoreIdentityMap, TieThatIsAddedAnewWasNotVisited) {
 
 TEST(StoreIdentityMap, PageThatIsUsedAgainForgetsItsVisits) {
   sto_IdentityMap map;
-  for (std::int64_t id = 0; id < 31 * 200; id += 31) { // all in one page of the pool, which goes each time
+  for (std::int64_t id = 0; id < 31 * 200; id += 31) { // all in one pool page, freed each time
     cls_Uid const uid;
     sto_Visit& visit = map.Add(uid, id).Visit();
     EXPECT_EQ(visit.m_Save, 0) << id;
@@ -282,7 +282,7 @@ TEST(StoreIdentityMap, EndOfTheTransactionForgetsTheVisits) {
 
 TEST(StoreIdentityMap, RootIsKnownUntilItsTieGoes) {
   sto_IdentityMap map;
-  map.NoteRoot(2); // of no identity
+  map.NoteRoot(2); // an unused id
   cls_Uid const neighbour;
   EXPECT_FALSE(map.Add(neighbour, 1).IsRoot());
   {
@@ -300,7 +300,7 @@ TEST(StoreIdentityMap, FailedAllocationLeavesTheTiesWhole) {
   sto_IdentityMap map;
   std::vector<cls_Uid> const uids(400);
   for (std::size_t i = 0; i < uids.size(); ++i) {
-    // Each id in a page of its own, and now and then in a segment of its own.
+    // Each id in a separate page, and sometimes in a separate segment.
     auto const id = static_cast<std::int64_t>(i) * 31 * (i % 3 == 0 ? 128 : 1) + 1'000'000'000 * (i % 3);
     for (long long step = 1;; ++step) {
       StoreNewFault::FailAt(step);

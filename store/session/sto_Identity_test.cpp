@@ -18,7 +18,7 @@ TEST_F(StoreIdentity, SavedObjectIsLoadedUnderItsOwnIdentity) {
   EXPECT_EQ(store.Load<Node>("node")->m_Uid.Entry(), node.m_Uid.Entry());
 }
 
-TEST_F(StoreIdentity, LoadedObjectIsSavedInItsPlace) {
+TEST_F(StoreIdentity, LoadedObjectReplacesItselfWhenSaved) {
   Create().Save("node", Node(1));
   sto_Store store = Open();
   std::unique_ptr<Node> const node = store.Load<Node>("node");
@@ -195,7 +195,7 @@ TEST_F(StoreIdentity, ClosedStoreLeavesTheIdentityToTheOthers) {
   two.Save("node", node);
   EXPECT_EQ(two.ObjectCount(), 1);
   sto_Store one = Open(sto_Mode::ReadWrite, "one.kvs");
-  one.Save("again", node); // the new session knows nothing of the old one's bond
+  one.Save("again", node); // the new session does not have the old one's bond
   EXPECT_EQ(one.ObjectCount(), 2);
 }
 
@@ -217,7 +217,7 @@ TEST_F(StoreIdentity, SecondSessionOnTheSameFileHasItsOwnBonds) {
 TEST_F(StoreIdentity, ManyIdentitiesThatComeAndGoNeverMix) {
   sto_Store store = Create();
   sto_Transaction transaction(store);
-  for (int i = 0; i < 500; ++i) store.Save("root" + std::to_string(i), Node(i)); // one entry over and over
+  for (int i = 0; i < 500; ++i) store.Save("root" + std::to_string(i), Node(i)); // reuses the same entry
   transaction.Commit();
   EXPECT_EQ(store.ObjectCount(), 500);
   for (int i = 0; i < 500; ++i) EXPECT_EQ(store.Load<Node>("root" + std::to_string(i))->m_Value, i);

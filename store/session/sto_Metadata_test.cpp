@@ -11,7 +11,7 @@
 
 namespace {
 
-// What the store does with the metadata of the registrar that it is opened with.
+// How the store uses the metadata of the registrar it is opened with.
 
 cls_FieldHandle LengthField() {
   return {0, "m_Length"_cow};
@@ -23,7 +23,7 @@ cls_FieldHandle HolesField() {
   return {2, "m_Holes"_cow};
 }
 
-/// A class that writes what its test says.
+/// A class whose writing the test scripts.
 struct Bar {
   static constexpr unsigned int TypeId() noexcept { return 0x720001; }
   Bar() = default;
@@ -183,7 +183,7 @@ TEST_F(StoreMetadata, EveryAttributeTypeTakesItsOwnValuesAndNoOthers) {
   }
 }
 
-TEST_F(StoreMetadata, IntegersOf32BitsStandForEachOther) {
+TEST_F(StoreMetadata, IntegersOf32BitsAreInterchangeable) {
   cls_FieldHandle const field(0, "m_Field"_cow);
   for (cls_AttributeType const type : {ATTR_INT, ATTR_UINT}) {
     cls_ClassRegistrar registrar;
@@ -210,7 +210,7 @@ TEST_F(StoreMetadata, CollectionOfAnotherTypeThanDeclaredIsRefusedNamingClassAnd
   EXPECT_EQ(store.ObjectCount(), 0);
 }
 
-TEST_F(StoreMetadata, CollectionsMatchIsTheRuleForWhatMayStandInAnAttribute) {
+TEST_F(StoreMetadata, CollectionsMatchDecidesWhatAnAttributeAccepts) {
   cls_FieldHandle const field(0, "m_Field"_cow);
   m_Registrar.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, 1)
       .AddAttribute(field, ATTR_OBJECT, 1, COLLECTION_MAP_STRING_OBJ);
@@ -226,7 +226,7 @@ TEST_F(StoreMetadata, CollectionsMatchIsTheRuleForWhatMayStandInAnAttribute) {
   for (int const type : {2, 4, 90, 95, 96}) saveAs(type);
   for (int const type : {0, 3, 5, 54, 97, 100})
     ExpectAll(MessageOf(sto_ErrorKind::Misuse, [&] { saveAs(type); }), {"m_Field", "Scripted"});
-  static_cast<void>(LoadFields(store, [](cls_ReadVisitor const& visitor) { // the last one saved is of type 96
+  static_cast<void>(LoadFields(store, [](cls_ReadVisitor const& visitor) { // the last one saved has type 96
     visitor.Memento()->CheckCollectionType(COLLECTION_MAP_STRING_OBJ, "m_Field"_cow);
     MessageOf(sto_ErrorKind::WrongClass,
               [&] { visitor.Memento()->CheckCollectionType(COLLECTION_MAP_INT_OBJ, "m_Field"_cow); });
@@ -325,7 +325,7 @@ TEST_F(StoreMetadata, ReadingACollectionAsAnotherSaysWhatItIs) {
        "COLLECTION_LIST_DOUBLE."});
 }
 
-TEST_F(StoreMetadata, ClassThatNobodyKnowsIsNamedByItsIdAsSourcesWriteIt) {
+TEST_F(StoreMetadata, UnknownClassIsNamedByItsIdAsInSourceCode) {
   {
     cls_ClassRegistrar const none;
     sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, none);
@@ -421,7 +421,7 @@ TEST_F(StoreMetadata, DescriptionIsTheSameInNaturalOrder) {
   EXPECT_EQ(Attributes().size(), 2U);
 }
 
-TEST_F(StoreMetadata, FailedSaveTakesItsDescriptionsBack) {
+TEST_F(StoreMetadata, FailedSaveUndoesItsDescriptions) {
   DeclareBar(m_Registrar);
   DeclareNode(m_Registrar);
   struct Failing : Bar {

@@ -18,12 +18,12 @@ std::uintptr_t AddressOf(void const* page) {
   return reinterpret_cast<std::uintptr_t>(page);
 }
 
-/// Fails allocations for the time of one test only.
+/// Fails allocations, for one test only.
 class StorePagePool : public testing::Test {
  protected:
   void TearDown() override { StoreNewFault::FailAt(0); }
 
-  /// The pages that the pool can give without asking for memory; they are taken.
+  /// Takes all pages that the pool can give without allocating; returns them.
   static std::vector<void*> TakeWithoutAllocation(Pool& pool) {
     std::vector<void*> pages;
     pages.reserve(4096);
@@ -37,14 +37,14 @@ class StorePagePool : public testing::Test {
   }
 };
 
-TEST_F(StorePagePool, EachPageStandsAtAMultipleOfItsSizeAndIsThereOnce) {
+TEST_F(StorePagePool, EachPageIsAlignedToItsSizeAndGivenOutOnce) {
   Pool pool;
   std::set<void*> pages;
   for (int i = 0; i < 3000; ++i) {
     void* const page = pool.Take();
     ASSERT_EQ(AddressOf(page) % PageBytes, 0U);
     ASSERT_TRUE(pages.insert(page).second);
-    std::memset(page, i, PageBytes); // all of it is the caller's
+    std::memset(page, i, PageBytes); // the caller may use all of it
   }
 }
 
@@ -87,7 +87,7 @@ TEST_F(StorePagePool, ChunksDoubleUpToAThousandPages) {
   Pool pool;
   std::vector<std::size_t> chunks;
   for (int i = 0; i < 11; ++i) {
-    void* const page = pool.Take(); // makes a chunk
+    void* const page = pool.Take(); // allocates a chunk
     chunks.push_back(1 + TakeWithoutAllocation(pool).size());
     ASSERT_NE(page, nullptr);
   }
@@ -105,7 +105,7 @@ TEST_F(StorePagePool, PagesThatAreGivenBackCostNoMemoryAgain) {
 }
 
 TEST_F(StorePagePool, FailedAllocationLeavesThePoolAsItWas) {
-  for (long long const step : {1, 2}) { // the table of chunks, the chunk
+  for (long long const step : {1, 2}) { // the table of chunks, then the chunk
     SCOPED_TRACE(step);
     Pool pool;
     std::vector<void*> pages;
@@ -114,7 +114,7 @@ TEST_F(StorePagePool, FailedAllocationLeavesThePoolAsItWas) {
       std::memset(pages.back(), i, PageBytes);
     }
     for (int round = 0; round < 3; ++round) {
-      StoreNewFault::FailAt(step == 2 && round > 0 ? 1 : step); // the table has its room from then on
+      StoreNewFault::FailAt(step == 2 && round > 0 ? 1 : step); // later the table has room
       EXPECT_THROW(static_cast<void>(pool.Take()), std::bad_alloc);
       EXPECT_TRUE(StoreNewFault::HasFailed());
       StoreNewFault::FailAt(0);
@@ -125,7 +125,7 @@ TEST_F(StorePagePool, FailedAllocationLeavesThePoolAsItWas) {
     std::set<void*> all(pages.begin(), pages.end());
     all.insert(pool.Take());
     for (void* const page : TakeWithoutAllocation(pool)) all.insert(page);
-    EXPECT_EQ(all.size(), 12U + 16U); // the next chunk has the size that it would have had
+    EXPECT_EQ(all.size(), 12U + 16U); // failures do not change the next chunk's size
     for (std::size_t i = 0; i < pages.size(); ++i)
       for (std::size_t at = 0; at < PageBytes; ++at) ASSERT_EQ(static_cast<unsigned char*>(pages[i])[at], i);
   }
@@ -146,7 +146,7 @@ TEST_F(StorePagePool, FirstAllocationMayFailToo) {
 TEST_F(StorePagePool, ContentOfTakenPagesSurvivesAnyOrderOfTakingAndGivingBack) {
   Pool pool;
   std::mt19937 random(31);
-  std::map<unsigned int*, unsigned int> taken; // each with what its whole page was filled with
+  std::map<unsigned int*, unsigned int> taken; // with the content of the page
   constexpr std::size_t Words = PageBytes / sizeof(unsigned int);
   for (unsigned int step = 0; step < 20'000; ++step) {
     if (taken.empty() || random() % 5 < (step / 4000 % 2 == 0 ? 3U : 2U)) {

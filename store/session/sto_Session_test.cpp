@@ -14,10 +14,10 @@
 
 namespace {
 
-/// A session over a driver that fails on request, in a store that has object `m_Old` and a long list in it.
+/// A session on a driver that fails on request, in a store with object `m_Old` and a long list.
 class StoreSession : public StoreFileTest {
  protected:
-  /// An object with base part, fields, a list in a field and a held object.
+  /// An object with a base part, fields, a list in a field, and a held object.
   struct Model : Bottom {
     static constexpr unsigned int TypeId() noexcept { return Middle::TypeId(); }
     Model() = default;
@@ -74,7 +74,7 @@ class StoreSession : public StoreFileTest {
     m_Plan.m_FailedCall.clear();
   }
 
-  /// The id that an identity is tied to, 0 for none.
+  /// The id to which an identity is tied; 0 for none.
   std::int64_t TiedId(cls_Uid const& uid) {
     sto_IdentityMap::Tie const* const tie = m_Session->Identities().Find(uid);
     return tie == nullptr ? 0 : tie->Id();
@@ -113,7 +113,7 @@ TEST_F(StoreSession, FailureOfEachCallWithinASaveLeavesTheStoreAndTheTiesAsTheyW
       ASSERT_EQ(TiedId(model.m_Uid), 0);
       ASSERT_EQ(m_Store->Roots().size(), undoes ? 2U : 1U);
       m_Store->Load<Model>("old")->ExpectFilled(1, 5000);
-      m_Store->Save("old", m_Old); // in its place
+      m_Store->Save("old", m_Old); // replaces itself
       ASSERT_EQ(m_Store->ObjectCount(), undoes ? 6 : 3);
     }
     m_Store->Load<Model>("new " + std::to_string(undoes))->ExpectFilled(7, 2500);
@@ -168,7 +168,7 @@ TEST_F(StoreSession, FailureOfEachCallWithinALoadLeavesTheStoreUsable) {
   }
 }
 
-TEST_F(StoreSession, FailureOfEachCallWithinATransactionLeavesWhatItHadSavedOrNothing) {
+TEST_F(StoreSession, FailureOfEachCallWithinATransactionLeavesItsEarlierSavesOrNothing) {
   for (bool const undoes : {false, true})
     for (int call = 1;; ++call) {
       SCOPED_TRACE("call " + std::to_string(call) + (undoes ? ", undoing" : ""));
@@ -212,7 +212,7 @@ TEST_F(StoreSession, FailureOfEachCallWithinATransactionLeavesWhatItHadSavedOrNo
     }
 }
 
-TEST_F(StoreSession, SaveThatCannotBeUndoneTakesItsTransactionWithIt) {
+TEST_F(StoreSession, SaveThatCannotBeUndoneRollsBackItsTransaction) {
   Node const first(1);
   sto_Transaction transaction(*m_Store);
   m_Store->Save("first", first);
@@ -236,7 +236,7 @@ TEST_F(StoreSession, SaveThatCannotBeUndoneTakesItsTransactionWithIt) {
   EXPECT_EQ(m_Store->Roots(), (std::vector<std::string>{"first", "old"}));
 }
 
-TEST_F(StoreSession, TransactionThatCannotBeginKeepsTheTiesOfTheOneBefore) {
+TEST_F(StoreSession, TransactionThatCannotBeginKeepsTheTiesOfThePreviousOne) {
   for (int call = 1;; ++call) {
     SCOPED_TRACE("call " + std::to_string(call));
     Node const fresh(call);
@@ -259,7 +259,7 @@ TEST_F(StoreSession, TransactionThatCannotBeginKeepsTheTiesOfTheOneBefore) {
 TEST_F(StoreSession, CommitThatFailsCanBeTriedAgain) {
   sto_Transaction transaction(*m_Store);
   m_Store->Save("node", Node(1));
-  Arm(2); // sets the next object id, then commits
+  Arm(2); // call 1 sets the next object id, call 2 commits
   MessageOf(sto_ErrorKind::Unavailable, [&] { transaction.Commit(); });
   EXPECT_EQ(m_Plan.m_FailedCall, "Commit");
   m_Store->Save("more", Node(2));
@@ -288,7 +288,7 @@ TEST_F(StoreSession, FailureInADestructorStopsTheSaveAtTheNextObject) {
   m_Store->Save("warm", chain);
   chain.m_Uid.NewUid();
   chain.m_PassedSecond = false;
-  Arm(2); // SetMark, then the write of the first node's record, which is in a destructor
+  Arm(2); // call 1 is SetMark, call 2 writes the first node's record, in a destructor
   MessageOf(sto_ErrorKind::Unavailable, [&] { m_Store->Save("chain", chain); });
   EXPECT_EQ(m_Plan.m_FailedCall, "WriteObject");
   EXPECT_TRUE(chain.m_ReachedSecond);
@@ -326,7 +326,7 @@ TEST_F(StoreSession, EveryFailureToAllocateWithinASaveLeavesTheStoreAndTheTiesAs
   m_Store->Load<Model>("new")->ExpectFilled(7, 2500);
 }
 
-TEST_F(StoreSession, FailureToAllocateThatAnObjectHidesLeavesNothingHalfWritten) {
+TEST_F(StoreSession, SwallowedAllocationFailureLeavesNothingHalfWritten) {
   std::vector<char> const bytes(100'000, 'b');
   cow_String const text(std::string(5000, 't'));
   bool isHiding = false;
@@ -354,7 +354,7 @@ TEST_F(StoreSession, FailureToAllocateThatAnObjectHidesLeavesNothingHalfWritten)
     for (int i = 0; elements != nullptr && i < 5000; ++i) hide([&] { elements->Append(i); });
     hide([&] { memento.Write(cls_FieldHandle("m_Int"_cow), 7); });
   });
-  m_Store->Save("first", object); // from now on all names are known
+  m_Store->Save("first", object); // all names are known from now on
   isHiding = true;
   int hidden = 0;
   for (long long step = 1;; ++step) {

@@ -31,7 +31,7 @@ TEST_F(StoreSessions, NamesAndClassesThatTheOtherSessionAddedAreKnown) {
   sto_Store one = Create();
   sto_Store two = Open();
   one.Save("node", Node(1));
-  two.Save("top", Top()); // has read the dictionary with the names of Node
+  two.Save("top", Top()); // has read the names of Node
   SaveFields(one, [](cls_WriteVisitor const& visitor) {
     visitor.Write(cls_FieldHandle("m_New"_cow), 1);
     visitor.Write(cls_FieldHandle("m_Newer"_cow), 2);

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "store/format/sto_Record.h"
+#include "store/format/sto_RecordBuilder.h"
 
 /// Builders of records that nobody uses. They keep their memory, so that most objects are written without any
 /// allocation for their records. Internal to the module. Thread rule: the thread of the session.

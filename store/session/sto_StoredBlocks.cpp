@@ -5,6 +5,7 @@
 #include <string>
 
 #include "store/format/sto_BlockKey.h"
+#include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_Checksum.h"
 #include "store/session/sto_Session.h"
 
@@ -49,13 +50,43 @@ sto_ByteView sto_StoredBlocks::ReadKept(int index) {
   return kept;
 }
 
-sto_ByteView sto_StoredBlocks::Read(int index) {
+std::optional<sto_ByteView> sto_StoredBlocks::TryRead(int index) {
   std::int64_t const key = sto_BlockKey(m_ListId, index);
   m_NextIndex = index + 1;
-  if (!m_Session.Driver().ReadBlock(key, m_Block)) RaiseDamaged(index);
+  if (!m_Session.Driver().ReadBlock(key, m_Block)) return std::nullopt;
   sto_ByteView content(m_Block);
-  if (!sto_Unseal(static_cast<std::uint64_t>(key), content)) RaiseDamaged(index);
+  if (!sto_Unseal(static_cast<std::uint64_t>(key), content)) return std::nullopt;
   return content;
+}
+
+sto_ByteView sto_StoredBlocks::Read(int index) {
+  std::optional<sto_ByteView> const content = TryRead(index);
+  if (!content) RaiseDamaged(index);
+  return *content;
+}
+
+bool sto_StoredBlocks::Has(int index) {
+  return m_Session.Driver().HasBlock(sto_BlockKey(m_ListId, index));
+}
+
+bool sto_StoredBlocks::HasList(int count, std::size_t minBytes) {
+  constexpr int UncheckedBlocks = 16; // room for so few is harmless, even if most of them are missing
+  int const blockCount = sto_ListLayout(count).BlockCount();
+  if (blockCount == 0) return true;
+  // The whole store cannot be smaller than one of its lists.
+  if (static_cast<std::size_t>(count) * minBytes >
+          static_cast<std::uint64_t>(m_Session.Driver().SizeBytes()) ||
+      !Has(blockCount - 1))
+    return false;
+  if (blockCount <= UncheckedBlocks) return true;
+  for (int block = 0; block < blockCount - 1; ++block)
+    if (!Has(block)) return false;
+  return true;
+}
+
+bool sto_StoredBlocks::Holds(int index, sto_ByteView content) {
+  std::optional<sto_ByteView> const stored = TryRead(index);
+  return stored && std::ranges::equal(*stored, content);
 }
 
 void sto_StoredBlocks::ReadInto(int index, std::span<std::byte> content) {
@@ -79,7 +110,7 @@ sto_ByteView sto_StoredBlocks::ReadAhead(int index, int blockCount) {
     auto& self = *static_cast<sto_StoredBlocks*>(untyped);
     self.m_Kept[static_cast<std::size_t>(self.m_KeptCount++)].assign(content.begin(), content.end());
   });
-  if (m_KeptCount == 0) RaiseDamaged(index); // damage further on is told when it is asked for
+  if (m_KeptCount == 0) RaiseDamaged(index); // damage in later blocks is reported when they are read
   return Kept(index);
 }
 
@@ -106,6 +137,15 @@ void sto_StoredBlocks::WriteNew(int first, std::span<sto_Bytes> contents) {
   for (sto_Bytes& content : contents) sto_Seal(static_cast<std::uint64_t>(key++), content);
   Forget();
   m_Session.Driver().WriteBlocks(firstKey, contents);
+}
+
+void sto_StoredBlocks::DeleteFrom(int first) {
+  Forget();
+  m_Session.Driver().DeleteBlocks(sto_BlockKey(m_ListId, first), sto_LastBlockKey(m_ListId));
+}
+
+void sto_StoredBlocks::DeleteOf(sto_Session& session, std::int64_t firstId, std::int64_t lastId) {
+  session.Driver().DeleteBlocks(sto_BlockKey(firstId, 0), sto_LastBlockKey(lastId));
 }
 
 void sto_StoredBlocks::Forget() noexcept {

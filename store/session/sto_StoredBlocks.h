@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -8,15 +10,16 @@
 
 class sto_Session;
 
-/// The sealed blocks of one stored list: reads and writes them by index. Internal to the module.
+/// The sealed blocks of one stored list or blob: reads and writes them by index. The only place where a
+/// block's key is computed and its checksum appended or checked. Internal to the module.
 ///
-/// A look into the storage from outside of a transaction costs several times what the block costs, so there
-/// blocks that are asked for one after the other are read ahead. Inside a longer transaction they are not:
-/// the storage maps the file, and the system reads ahead by itself.
+/// Opening a transaction for one block costs several times what the block costs. So blocks that are read in
+/// order, each in a transaction of its own, are read ahead. Inside a longer transaction they are not: the
+/// storage maps the file, and the system reads ahead.
 ///
-/// Memory: at most ReadAheadBlocks blocks and one. Every operation but ReadKept needs an open transaction.
-/// Errors: Damaged for a block that is missing or does not fit its checksum; those of the driver.
-/// Thread rule: the thread of the session.
+/// Memory: at most ReadAheadBlocks blocks and one. REQUIRES, for all operations but ReadKept and Forget: an
+/// open transaction. Errors: Damaged for a block that is missing or has the wrong checksum; those of the
+/// driver. Thread rule: the thread of the session.
 class sto_StoredBlocks {
  public:
   /// How many blocks are read at once when they are read in order: 256 KiB of doubles.
@@ -28,14 +31,17 @@ class sto_StoredBlocks {
   /// The content of block `index`. Valid until the next operation.
   [[nodiscard]] sto_ByteView Read(int index);
 
-  /// Reads the content of a block, all of it, straight to `content`, which is as large.
+  /// The same for a caller that reports damage itself: empty for a block that is missing or damaged.
+  [[nodiscard]] std::optional<sto_ByteView> TryRead(int index);
+
+  /// Reads the whole content of a block to `content`. Damaged if the block has another size.
   void ReadInto(int index, std::span<std::byte> content);
 
-  /// As Read, with those behind it when the one before it was read last. The list has `blockCount` blocks.
+  /// As Read. Reads later blocks ahead if the block before was read last. The list has `blockCount` blocks.
   [[nodiscard]] sto_ByteView ReadAhead(int index, int blockCount);
 
-  /// The content of a block that was read ahead and that nobody has changed since, without transaction; empty
-  /// when there is none.
+  /// The content of a block that was read ahead and has not changed since; empty if there is none. Needs no
+  /// transaction.
   [[nodiscard]] sto_ByteView ReadKept(int index);
 
   /// Calls `take` with each block of `first` to `last`, in order, in one pass over the storage.
@@ -49,19 +55,35 @@ class sto_StoredBlocks {
     if (next <= last) RaiseDamaged(next);
   }
 
-  /// Writes the content of a block, of one that `isThere` in its place; `content` gets its checksum appended.
+  /// Whether a block is stored. Whether it can be read shows when it is read.
+  [[nodiscard]] bool Has(int index);
+
+  /// Whether all blocks of a list of `count` elements of at least `minBytes` bytes each are stored. Call it
+  /// before making room for as many elements as a list says it has.
+  [[nodiscard]] bool HasList(int count, std::size_t minBytes);
+
+  /// Whether a block is stored, undamaged, with this content.
+  [[nodiscard]] bool Holds(int index, sto_ByteView content);
+
+  /// Writes a block; `isThere`: it replaces an existing one. The checksum is appended to `content`.
   void Write(int index, sto_Bytes& content, bool isThere);
 
-  /// Writes the contents of `contents.size()` blocks from `first` on, none of which is there, in one pass;
-  /// each gets its checksum appended.
+  /// Writes new blocks from `first` on, in one pass. A checksum is appended to each of `contents`.
+  /// REQUIRES: none of the blocks exists.
   void WriteNew(int first, std::span<sto_Bytes> contents);
+
+  /// Deletes the blocks from `first` on.
+  void DeleteFrom(int first);
+
+  /// Deletes all blocks of the objects with ids from `firstId` to `lastId`, both included.
+  static void DeleteOf(sto_Session& session, std::int64_t firstId, std::int64_t lastId);
 
   /// Forgets what was read ahead.
   void Forget() noexcept;
 
  private:
   using TakeBlock = void (*)(void* context, int index, sto_ByteView content);
-  /// Takes blocks up to the first that is missing or damaged; returns which one that is, last + 1 for none.
+  /// Takes blocks up to the first that is missing or damaged; returns its index, last + 1 if all were taken.
   int Pass(int first, int last, void* context, TakeBlock take);
   [[nodiscard]] sto_ByteView Kept(int index) const noexcept;
   [[noreturn]] void RaiseDamaged(int index) const;

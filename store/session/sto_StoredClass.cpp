@@ -63,7 +63,8 @@ std::string sto_StoredClass::Resolve(Known& known, std::string_view name) const 
 std::string sto_StoredClass::ResolveNumber(Known& known) const {
   int const number = known.m_Key.m_FieldId;
   if (sto_IsCollectionClass(m_Row.m_ClassId)) {
-    if (number == 0 || number == 1) known.m_Tags = Bit(sto_Format::Int32) | Bit(sto_Format::Int64);
+    if (sto_CollectionFields::IsNumber(number))
+      known.m_Tags = Bit(sto_Format::Int32) | Bit(sto_Format::Int64);
   } else if (m_Row.m_Attributes.empty()) {
     known.m_Tags = AllTags;
   }

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Two sessions that change one stored collection.
+// Two sessions that change the same stored collection.
 
 class StoreTwoSessions : public StoreArrayTest {};
 
@@ -90,11 +90,11 @@ TEST_F(StoreTwoSessions, ElementsOfAnotherSessionAreNotOverwrittenByAnOldArray) 
   std::string const message = MessageOf(sto_ErrorKind::Conflict, [&] { mine.Save("array", *old); });
   EXPECT_TRUE(Contains(message, "The list of object 2 was changed by another session")) << message;
   MessageOf(sto_ErrorKind::Conflict, [&] { old->m_Array.Flush(); });
-  MessageOf(sto_ErrorKind::Conflict, [&] { old->m_Array.Refresh(); }); // would lose what is not written
+  MessageOf(sto_ErrorKind::Conflict, [&] { old->m_Array.Refresh(); }); // would lose unwritten elements
   EXPECT_EQ(old->m_Array.Size(), 26);
-  EXPECT_EQ(old->m_Array.ConstGet(20), -1); // nothing is lost on this side either
+  EXPECT_EQ(old->m_Array.ConstGet(20), -1); // nothing is lost here either
   EXPECT_EQ(Stored(), Numbers(26));
-  old->m_Array.Detach(); // the failure is kept
+  old->m_Array.Detach(); // the session keeps the failure
   MessageOf(sto_ErrorKind::Conflict, [&] { mine.Save("node", Node(1)); });
 }
 
@@ -116,7 +116,7 @@ TEST_F(StoreTwoSessions, RefreshedArrayGoesOnFromTheOthersState) {
   }
 }
 
-TEST_F(StoreTwoSessions, ChangeOfAnotherSessionIsToldAfterARollback) {
+TEST_F(StoreTwoSessions, ChangeOfAnotherSessionIsReportedAfterARollback) {
   Make(13);
   sto_Store mine = Open();
   sto_Store theirs = Open();
@@ -133,7 +133,7 @@ TEST_F(StoreTwoSessions, ChangeOfAnotherSessionIsToldAfterARollback) {
       Fill(their->m_Array, count);
       theirs.Save("array", *their);
     }
-    if (round == 1) { // an append without looking does not go over the other's
+    if (round == 1) { // an append without reading must not overwrite the other's
       my->m_Array.Append(-1);
       MessageOf(sto_ErrorKind::Conflict, [&] { my->m_Array.Flush(); });
       my->m_Array.Detach();
@@ -147,7 +147,7 @@ TEST_F(StoreTwoSessions, ChangeOfAnotherSessionIsToldAfterARollback) {
   EXPECT_EQ(Stored(), Numbers(30));
 }
 
-TEST_F(StoreTwoSessions, ListThatIsWrittenAnewIsToldAsChanged) {
+TEST_F(StoreTwoSessions, RewrittenListIsReportedAsChanged) {
   struct Wrapped {
     static constexpr unsigned int TypeId() noexcept { return DoubleHolder::TypeId(); }
     Wrapped() = default;
@@ -167,7 +167,7 @@ TEST_F(StoreTwoSessions, ListThatIsWrittenAnewIsToldAsChanged) {
     {
       Wrapped wrapped;
       for (int i = 0; i < count; ++i) wrapped.m_List.Append(i);
-      Create(name).Save("array", wrapped); // no agent has made it, so it counts no changes yet
+      Create(name).Save("array", wrapped); // not made by an agent, so it has no count of changes yet
     }
     sto_Store mine = Open(sto_Mode::ReadWrite, name);
     sto_Store theirs = Open(sto_Mode::ReadWrite, name);
@@ -180,7 +180,7 @@ TEST_F(StoreTwoSessions, ListThatIsWrittenAnewIsToldAsChanged) {
       }
       EXPECT_EQ(my->m_Array.Refresh(), 1) << round;
       EXPECT_EQ(my->m_Array.ConstGet(0), -round);
-      if (round % 2 == 0) { // as many changes as the number had before
+      if (round % 2 == 0) { // as many changes as there were before
         auto const their = theirs.Load<DoubleHolder>("array");
         for (int i = 0; i < round; ++i) {
           their->m_Array.Get(1) = -i;
@@ -203,7 +203,7 @@ TEST_F(StoreTwoSessionsObjects, ChangesOfListsRelyOnWhatWasSeen) {
     node.DBWrite(cls_WriteVisitor(request, &node));
   };
   put(*their, 0, 1);
-  MessageOf(sto_ErrorKind::Conflict, [&] { put(*my, 0, 2); }); // would replace what nobody here has seen
+  MessageOf(sto_ErrorKind::Conflict, [&] { put(*my, 0, 2); }); // would replace elements not seen here
   MessageOf(sto_ErrorKind::Conflict, [&] { my->SetCount(1); });
   EXPECT_EQ(my->Count(), 1);
   put(*my, 1, 2);
@@ -307,7 +307,7 @@ TEST_F(StorePictures, BlobThatTheStoreDoesNotHaveCannotBeKept) {
   EXPECT_EQ(other.ObjectCount(), 0);
 }
 
-TEST_F(StorePictures, BlobThatIsWrittenAnewIsToldAsChanged) {
+TEST_F(StorePictures, RewrittenBlobIsReportedAsChanged) {
   sto_Store mine = Open(sto_Mode::Create);
   Picture picture;
   picture.m_Bytes = "0";
@@ -338,11 +338,11 @@ TEST_F(StorePictures, BlobThatAnotherSessionChangedIsNotOverwritten) {
   EXPECT_EQ(my->Text(), "two");
   Put(*my, "three");
   EXPECT_EQ(their->Text(), "three");
-  Put(*mySecond, "four!"); // a change of the same session is none of another
+  Put(*mySecond, "four!"); // not another session's change
   EXPECT_EQ(their->Text(), "four!");
 }
 
-TEST_F(StorePictures, ChangeOfAnotherSessionIsToldAfterARollback) {
+TEST_F(StorePictures, ChangeOfAnotherSessionIsReportedAfterARollback) {
   sto_Store mine = Open(sto_Mode::Create);
   Picture picture;
   picture.m_Bytes = "one";

@@ -41,7 +41,7 @@ std::string ReadMounts() {
 std::string AskSystem(std::string const& path) {
   std::filesystem::path folder = std::filesystem::path(path).parent_path();
   if (folder.empty()) folder = ".";
-  // The file itself tells it when it is there: it may be a link, or a mount of its own.
+  // Ask about the file itself if it exists: it may be a link, or a mount of its own.
   for (std::string const& each : {path, folder.string()}) {
     struct statfs system {};
     struct stat file {};

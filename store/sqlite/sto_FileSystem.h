@@ -2,21 +2,22 @@
 
 #include <string>
 
-/// The name of the network file system that a file stands on, or would; empty for a local one, and where the
-/// system does not say. There SQLite's locks and shared memory cannot be relied on: two writers would damage
-/// a file. Thread rule: any thread.
+/// The network file system that a file is on, or would be created on; empty for a local one, or if the system
+/// does not say. On a network file system SQLite's locks and shared memory are unreliable: two writers could
+/// damage the file. Thread rule: any thread.
 [[nodiscard]] std::string sto_NetworkFileSystem(std::string const& path);
 
-/// Who answers that question. For tests.
+/// A replacement for that query. For tests.
 using sto_FileSystemQuery = std::string (*)(std::string const& path);
 
-/// Sets another one, null for the system's; returns the former. Thread rule: while no store is being opened.
+/// Sets a replacement, null for the system's own query; returns the one before. Thread rule: while no store
+/// is being opened.
 sto_FileSystemQuery sto_SetFileSystemQuery(sto_FileSystemQuery query) noexcept;
 
-/// The name of a network file system by the number that statfs gives, and for a file system in user space
-/// (FUSE) by its type as the list of mounts has it; empty for others.
+/// The name of a network file system, from the number that statfs returns. For a file system in user space
+/// (FUSE) `mountType`, its type in the list of mounts, decides. Empty for local file systems.
 [[nodiscard]] std::string sto_NetworkFileSystemOf(unsigned long type, std::string const& mountType);
 
-/// The type of the file system on a device, by the text of a list of mounts (/proc/self/mountinfo); empty
-/// when it is not in there.
+/// The type of the file system on a device, from the text of a list of mounts (/proc/self/mountinfo); empty
+/// when the device is not listed.
 [[nodiscard]] std::string sto_MountTypeOf(std::string const& mounts, unsigned int major, unsigned int minor);

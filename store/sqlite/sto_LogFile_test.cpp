@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What is beside the file of a store, and what the file alone is worth.
+/// The files beside the file of a store, and what the file alone holds.
 class StoreLogFile : public StoreStreamTest {
  protected:
   static constexpr int Count = Blocks * BlockSize;
@@ -21,7 +21,7 @@ class StoreLogFile : public StoreStreamTest {
     options.m_ReadersBesideWriter = true;
     Make(Count, options);
   }
-  /// The list of a copy of the file alone.
+  /// The list in a copy of the store file alone.
   std::vector<int> ReadCopy() const {
     fs::copy_file(Path(), Path("copy"), fs::copy_options::overwrite_existing);
     return sto_Store::Open(Path("copy"), sto_Mode::ReadOnly, Classes()).Load<Stream>("stream")->ReadAll(5000);
@@ -32,7 +32,7 @@ class StoreLogFile : public StoreStreamTest {
   void Overwrite(int value) const { Open().Load<Stream>("stream")->Write(0, std::vector<int>(Count, value)); }
 };
 
-TEST_F(StoreLogFile, LastWriterFoldsWhatIdleReadersDoNotNeed) {
+TEST_F(StoreLogFile, LastWriterFoldsTheLogBesideIdleReaders) {
   sto_Store reader = Open(sto_Mode::ReadOnly);
   EXPECT_EQ(reader.Roots().size(), 2U);
   Overwrite(-1);
@@ -47,7 +47,7 @@ TEST_F(StoreLogFile, ReaderThatClosesLastLeavesNoLogAndAFileThatIsWhole) {
       sto_ReadTransaction const reading(reader);
       EXPECT_EQ(reader.Roots().size(), 2U);
       Overwrite(-1);
-      Overwrite(-2); // the state that is read stays in the file
+      Overwrite(-2); // the old state, which is being read, stays in the file
       EXPECT_FALSE(ReadCopy() == std::vector<int>(Count, -2));
     }
     EXPECT_TRUE(reader.Load<Stream>("stream")->ReadAll(5000) == std::vector<int>(Count, -2));
@@ -70,7 +70,7 @@ TEST_F(StoreLogFile, NextReaderThatClosesFoldsWhatAKilledWriterLeft) {
   EXPECT_TRUE(ReadCopy() == std::vector<int>(Count, -3));
 }
 
-TEST_F(StoreLogFile, CleanStoreInAFolderThatMayNotBeWrittenIsReadUntilSomebodyWrites) {
+TEST_F(StoreLogFile, CleanStoreInAReadOnlyFolderIsReadUntilItIsWritten) {
   fs::permissions(Folder(), fs::perms(0555));
   int toChild[2];
   int toParent[2];
@@ -95,7 +95,7 @@ TEST_F(StoreLogFile, CleanStoreInAFolderThatMayNotBeWrittenIsReadUntilSomebodyWr
   EXPECT_EQ(read(toParent[0], &byte, 1), 1) << "the reader did not open the store";
   fs::permissions(Folder(), fs::perms(0755));
   sto_Store writer = Open();
-  writer.Save("new", Stream()); // into the log, with the file as it was
+  writer.Save("new", Stream()); // written to the log; the file is unchanged
   EXPECT_EQ(write(toChild[1], &byte, 1), 1);
   EXPECT_EQ(WaitForStoreChild(child), 0);
   for (int const end : {toChild[0], toChild[1], toParent[0]}) close(end);
@@ -124,7 +124,7 @@ TEST_F(StoreLogFile, StoreWithALogIsNotReadWithoutIt) {
               return 0;
             }),
             -SIGKILL);
-  StoreFaultVfs const vfs; // its files have no memory that processes share, so the log cannot be read
+  StoreFaultVfs const vfs; // its files have no shared memory, so the log cannot be read
   MessageOf(sto_ErrorKind::Unavailable, [&] { Open(sto_Mode::ReadOnly); });
 }
 
@@ -134,7 +134,7 @@ TEST_F(StoreLogFile, CleanStoreIsReadWhereProcessesCannotShareMemory) {
   EXPECT_TRUE(IsAlone());
 }
 
-TEST_F(StoreLogFile, JournalKeepsClearOfTheSectorThatACutWriteMaySpoil) {
+TEST_F(StoreLogFile, JournalAvoidsTheSectorThatATornWriteMaySpoil) {
   fs::remove(Path());
   Make(Count);
   ASSERT_EQ(RunStoreChild([&] {
@@ -142,7 +142,7 @@ TEST_F(StoreLogFile, JournalKeepsClearOfTheSectorThatACutWriteMaySpoil) {
               sto_Transaction const transaction(store);
               std::unique_ptr<Stream> const stream = store.Load<Stream>("stream");
               stream->Write(0, std::vector<int>(Count, -1));
-              stream->Write(Count, std::vector<int>(2'000'000, 1)); // beyond what SQLite keeps in memory
+              stream->Write(Count, std::vector<int>(2'000'000, 1)); // exceeds SQLite's cache
               raise(SIGKILL);
               return 0;
             }),
@@ -162,13 +162,13 @@ TEST_F(StoreLogFile, CommitInTheLogFillsTheSectorThatItEndsIn) {
   for (int i = 0; i < 5; ++i) {
     store.Save("new " + std::to_string(i), Stream());
     StoreBytes const log = FileBytes(Path() + "-wal");
-    // Each frame is a page with 24 bytes before it; the last frame of the commit stands once more, so that
-    // the next commit begins in another sector than the one in which this commit came to its end.
+    // Each frame is a page with 24 bytes before it; the last frame of the commit is written once more, so
+    // that the next commit begins in another sector than the one in which this commit ended.
     constexpr std::size_t Frame = 16384 + 24;
     ASSERT_EQ((log.size() - 32) % Frame, 0U);
     ASSERT_GE(log.size(), before + 2 * Frame);
     auto const last = log.end() - static_cast<std::ptrdiff_t>(Frame);
-    EXPECT_TRUE(std::equal(last, last + 4, last - static_cast<std::ptrdiff_t>(Frame))) << "another page";
+    EXPECT_TRUE(std::equal(last, last + 4, last - static_cast<std::ptrdiff_t>(Frame))) << "a different page";
     EXPECT_TRUE(std::equal(last + 24, log.end(), last - static_cast<std::ptrdiff_t>(Frame) + 24));
     before = log.size();
   }
@@ -177,7 +177,7 @@ TEST_F(StoreLogFile, CommitInTheLogFillsTheSectorThatItEndsIn) {
 TEST_F(StoreLogFile, CopiesThatSQLiteMakesOfAnOpenStoreHoldWhatIsCommitted) {
   sto_Store store = Open();
   std::unique_ptr<Stream> const stream = store.Load<Stream>("stream");
-  stream->Write(0, std::vector<int>(Count, -1)); // into the log
+  stream->Write(0, std::vector<int>(Count, -1)); // written to the log
   sto_Transaction const transaction(store);
   stream->Write(0, std::vector<int>(Count, -2));
   SqlFile(Path()).Run("VACUUM INTO '" + Path("copy") + "'");
@@ -188,7 +188,7 @@ TEST_F(StoreLogFile, CopiesThatSQLiteMakesOfAnOpenStoreHoldWhatIsCommitted) {
   EXPECT_EQ(SqlFile(Path("copy")).Text("PRAGMA journal_mode"), "delete");
 }
 
-/// How long an operation waits for others.
+/// How long an operation waits for other sessions.
 class StoreBusyTime : public StoreTest {
  protected:
   static sto_Options Waiting(int milliseconds) {
@@ -196,7 +196,7 @@ class StoreBusyTime : public StoreTest {
     options.m_BusyMilliseconds = milliseconds;
     return options;
   }
-  /// How long a save by a session with these options is tried while another one writes.
+  /// How long a save by a session with these options waits while another one writes.
   std::chrono::milliseconds TimeToBusy(sto_Store& store) const {
     sto_Store other = Open();
     sto_Transaction const transaction(other);

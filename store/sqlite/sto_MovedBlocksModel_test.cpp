@@ -6,6 +6,7 @@
 #include <random>
 #include <stdexcept>
 
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreFaultVfs.h"
 #include "tests/support/store/StoreStream.h"
 
@@ -13,9 +14,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A seeded walk of a stored list beside a plain vector: runs of any length at any place, transactions,
-/// rollbacks, saves that fail, the list saved whole, reopened stores. With a rollback journal, where blocks
-/// move, and with a write-ahead log, where none does.
+/// A seeded random walk of a stored list and a plain vector: runs of any length at any place, transactions,
+/// rollbacks, failing saves, whole saves of the list, reopened stores. With a rollback journal, where blocks
+/// move, and with a write-ahead log, where they do not.
 class MovedBlocksModel : public StoreStreamTest,
                          public testing::WithParamInterface<std::pair<unsigned int, bool>> {
  protected:
@@ -131,7 +132,7 @@ class MovedBlocksModel : public StoreStreamTest,
   std::vector<int> m_Model, m_Committed;
 };
 
-TEST_P(MovedBlocksModel, StoredListIsWhatTheVectorSays) {
+TEST_P(MovedBlocksModel, StoredListMatchesAVector) {
   std::int64_t moved = 0;
   for (int step = 0; step < 800; ++step) {
     SCOPED_TRACE("seed " + std::to_string(GetParam().first) + " step " + std::to_string(step));
@@ -150,13 +151,13 @@ TEST_P(MovedBlocksModel, StoredListIsWhatTheVectorSays) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, MovedBlocksModel,
-                         testing::Values(std::pair{1U, false}, std::pair{2U, false},
-                                         std::pair{20240611U, false}, std::pair{3U, true}),
+                         testing::ValuesIn(Seeds({std::pair{1U, false}, std::pair{2U, false},
+                                                  std::pair{20240611U, false}, std::pair{3U, true}})),
                          [](auto const& seed) {
                            return (seed.param.second ? "Log" : "Journal") + std::to_string(seed.param.first);
                          });
 
-/// A list of blocks that have moved, overwritten under failures of the file system.
+/// A list of moved blocks, overwritten while the file system fails.
 class MovedBlocksFault : public StoreStreamTest {
  protected:
   static constexpr int Count = 60 * BlockSize;
@@ -212,7 +213,7 @@ TEST_F(MovedBlocksFault, KillAtEachOperationOnTheFileLeavesTheOldBlocksOrTheNew)
       ASSERT_TRUE(stream->ReadAll(Count) == Filled(isNew ? 2 : 1));
     }
     ExpectTables();
-    if (step % 16 == 0) { // and the store goes on
+    if (step % 16 == 0) { // and the store can be used further
       Overwrite(3);
       ExpectTables();
       ASSERT_TRUE(Open().Load<Stream>("stream")->ReadAll(Count) == Filled(3));
@@ -227,7 +228,7 @@ TEST_F(MovedBlocksFault, KillAtEachOperationOnTheFileLeavesTheOldBlocksOrTheNew)
 TEST_F(MovedBlocksFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllOrNothing) {
   MakeBase();
   StoreFaultVfs const vfs;
-  for (int step = 1;; step += 2) { // either fault at every second operation
+  for (int step = 1;; step += 2) { // each fault at every second operation
     SCOPED_TRACE("step " + std::to_string(step));
     TakeBase();
     sto_Store store = Open();
@@ -248,7 +249,7 @@ TEST_F(MovedBlocksFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllO
     StoreFaultVfs::Disarm();
     ASSERT_TRUE(stream->ReadAll(Count) == Filled(isCommitted ? 2 : 1));
     ASSERT_TRUE(Open().Load<Stream>("stream")->ReadAll(Count) == Filled(isCommitted ? 2 : 1));
-    sto_Transaction transaction(store); // the session goes on
+    sto_Transaction transaction(store); // the session can be used further
     stream->Write(0, Filled(3));
     transaction.Commit();
     ASSERT_TRUE(stream->ReadAll(Count) == Filled(3));
@@ -279,7 +280,7 @@ TEST_F(MovedBlocksFault, CommitThatFailedIsTriedAgain) {
         transaction.Commit();
         expected = 2;
         ++retried;
-      } catch (sto_Exception const&) { // the storage has undone it
+      } catch (sto_Exception const&) { // SQLite rolled it back
         transaction.Rollback();
       }
     }

@@ -9,9 +9,9 @@
 
 namespace {
 
-constexpr int InPlace = 32; // blocks that a transaction overwrites before it begins to move them
+constexpr int InPlace = 32; // blocks overwritten in place by a transaction before it moves more
 
-/// Blocks that are overwritten many in one transaction, and so get new places in the file.
+/// Many blocks overwritten in one transaction, which moves them in the file.
 class StoreMovedBlocks : public StoreStreamTest {
  protected:
   void SetUp() override {
@@ -32,7 +32,7 @@ class StoreMovedBlocks : public StoreStreamTest {
     if (m_Model.size() < size) m_Model.resize(size);
     std::copy(run.begin(), run.end(), m_Model.begin() + first);
   }
-  /// Writes all elements of some blocks anew.
+  /// Writes all elements of some blocks again.
   void Overwrite(int firstBlock, int count, int value) {
     for (int block = firstBlock; block < firstBlock + count; ++block)
       Write(block * BlockSize, std::vector<int>(BlockSize, value + block));
@@ -42,14 +42,14 @@ class StoreMovedBlocks : public StoreStreamTest {
     Overwrite(firstBlock, count, value);
     transaction.Commit();
   }
-  /// The list is what the model says, read in one run and in runs of other lengths.
+  /// Expects the list to equal the model, read in one run and in runs of other lengths.
   void ExpectModel() {
     for (int const run : {static_cast<int>(m_Model.size()) + 1, 1000, BlockSize, 3 * BlockSize + 7}) {
       SCOPED_TRACE("in runs of " + std::to_string(run));
       ASSERT_TRUE(m_Stream->ReadAll(run) == m_Model);
     }
   }
-  /// In this session, in a new one, and by SQLite's own rules.
+  /// In this session, in a new one, and with SQLite's integrity check.
   void ExpectModelEverywhere() {
     ExpectModel();
     ExpectTables();
@@ -77,14 +77,14 @@ TEST_F(StoreMovedBlocks, EachFurtherOneMoves) {
   EXPECT_EQ(Moved(), 1);
   EXPECT_EQ(Query("SELECT key FROM block_place"), FirstKey() + InPlace);
   ExpectModelEverywhere();
-  OverwriteInATransaction(0, Blocks, -2000); // the moved one, too, counts as one that is overwritten
+  OverwriteInATransaction(0, Blocks, -2000); // the moved block also counts as overwritten
   EXPECT_EQ(Moved(), Blocks - InPlace);
   ExpectModelEverywhere();
 }
 
 TEST_F(StoreMovedBlocks, NewBlocksDoNotCountAsOverwritten) {
   sto_Transaction transaction(*m_Store);
-  for (int i = 0; i < 100; ++i) { // appends in pieces, each of which overwrites the last block
+  for (int i = 0; i < 100; ++i) { // small appends, each of which overwrites the last block
     Write(static_cast<int>(m_Model.size()), std::vector<int>(700, i));
     ASSERT_TRUE(m_Stream->ReadAll(9000) == m_Model);
   }
@@ -121,7 +121,7 @@ TEST_F(StoreMovedBlocks, AreReadInRunsTogetherWithUnmovedOnes) {
   EXPECT_EQ(Moved(), (Blocks - InPlace + 2) / 3);
   ExpectModelEverywhere();
   std::unique_ptr<Listed> const listed = m_Store->Load<Listed>("other");
-  EXPECT_EQ(listed->m_List.ConstGet(5), 5); // blocks of other lists are not among them
+  EXPECT_EQ(listed->m_List.ConstGet(5), 5); // blocks of other lists are not included
 }
 
 TEST_F(StoreMovedBlocks, AreOverwrittenAgainAndTheFileDoesNotGrowWithoutBound) {
@@ -140,12 +140,12 @@ TEST_F(StoreMovedBlocks, AreOverwrittenAgainAndTheFileDoesNotGrowWithoutBound) {
 }
 
 TEST_F(StoreMovedBlocks, GrowAndAreAppendedTo) {
-  Write(Blocks * BlockSize, {1, 2, 3}); // a last block that is short
+  Write(Blocks * BlockSize, {1, 2, 3}); // an incomplete last block
   OverwriteInATransaction(0, Blocks, -1000);
   {
     sto_Transaction transaction(*m_Store);
     Overwrite(0, Blocks, -2000);
-    Write(Blocks * BlockSize, {4, 5, 6}); // the short one moves
+    Write(Blocks * BlockSize, {4, 5, 6}); // the incomplete block moves
     Write(Blocks * BlockSize + 3, {7});   // and grows
     ExpectModel();
     Write(Blocks * BlockSize + 4, std::vector<int>(5 * BlockSize, 8));
@@ -177,7 +177,7 @@ TEST_F(StoreMovedBlocks, RolledBackTransactionLeavesThemWhereTheyWere) {
 }
 
 TEST_F(StoreMovedBlocks, FailedSaveTakesBackItsOwnMovesOnly) {
-  OverwriteInATransaction(70, 20 + InPlace / 2, -500); // some stand in moved rows already
+  OverwriteInATransaction(70, 20 + InPlace / 2, -500); // some are in moved rows already
   for (int const before : {0, 5, 40}) {
     SCOPED_TRACE(before);
     sto_Transaction transaction(*m_Store);
@@ -222,7 +222,7 @@ TEST_F(StoreMovedBlocks, ListThatIsSavedWholeTakesItsBlocksBackAndLeavesNoRowBeh
         transaction->Commit();
         transaction.reset();
       }
-      m_Stream.reset(); // a list that is open is not saved as a value
+      m_Stream.reset(); // an open list is not saved as a value
       std::unique_ptr<Listed> listed = m_Store->Load<Listed>("stream");
       ASSERT_EQ(listed->m_List.Count(), static_cast<int>(m_Model.size()));
       listed->m_List.Truncate(std::min(count, listed->m_List.Count()));
@@ -238,12 +238,12 @@ TEST_F(StoreMovedBlocks, ListThatIsSavedWholeTakesItsBlocksBackAndLeavesNoRowBeh
       EXPECT_EQ(Query("SELECT count(*) FROM block"),
                 (count > 10 ? (count + BlockSize - 1) / BlockSize : 0) + 3);
       ExpectModelEverywhere();
-      Write(0, std::vector<int>(static_cast<std::size_t>(Blocks * BlockSize), 3)); // as long as before
+      Write(0, std::vector<int>(static_cast<std::size_t>(Blocks * BlockSize), 3)); // of the same length
     }
   }
 }
 
-/// A list that is saved whole, and fails then.
+/// A list that is saved whole and then fails.
 struct FailingListed {
   static constexpr unsigned int TypeId() noexcept { return Listed::TypeId(); }
   void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -308,11 +308,11 @@ TEST_F(StoreMovedBlocks, ChecksumsAreBoundToTheListAndToThePositionInIt) {
   expectDamaged(60);
   file.Run("DELETE FROM moved_block WHERE place = " + two);
   expectDamaged(60);
-  Overwrite(60, 1, 5); // a new row in the place of the one that is missing
+  Overwrite(60, 1, 5); // a new row replaces the missing one
   ExpectModelEverywhere();
 }
 
-TEST_F(StoreMovedBlocks, LastPlaceThatLeavesNoneForTheNextIsNoticed) {
+TEST_F(StoreMovedBlocks, LastPossiblePlaceIsNoticedAsDamage) {
   OverwriteInATransaction(0, Blocks, -1000);
   SqlFile(Path()).Run("INSERT INTO moved_block VALUES(9223372036854775807, x'00')");
   std::vector<int> const model = m_Model;
@@ -358,7 +358,7 @@ TEST_F(StoreMovedBlocks, SecondSessionReadsThemWhereTheyHaveMovedTo) {
   }
 }
 
-/// A blob, whose writing the test scripts.
+/// A blob whose writing the test scripts.
 struct Picture {
   static constexpr unsigned int TypeId() noexcept { return 0x740002; }
   static cls_FieldHandle Field() { return {0, "m_Image"_cow}; }
@@ -385,7 +385,7 @@ TEST_F(StoreMovedBlocks, BlobIsOverwrittenTruncatedAndExtended) {
   std::string model(100 * 16384, 'a');
   store.Save("picture", Picture([&](cls_AgentBlob& blob) {
                blob.Write(0, static_cast<long long>(model.size()), model.data());
-               blob.Write(5, 3, "xyz"); // a block that the save has just written
+               blob.Write(5, 3, "xyz"); // in a block just written by the save
                model.replace(5, 3, "xyz");
              }));
   std::unique_ptr<Picture> const picture = store.Load<Picture>("picture");

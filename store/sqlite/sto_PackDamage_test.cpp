@@ -4,7 +4,7 @@
 
 namespace {
 
-/// A store whose packs are damaged with SQLite itself.
+/// A store with packs damaged through SQLite.
 class StorePackDamage : public StorePacks {
  protected:
   StoreBytes Pack(int key) {
@@ -90,7 +90,7 @@ TEST_F(StorePackDamage, OfOneRecordLeavesItsNeighboursInThePackWhole) {
   SetPack(0, bytes);
   MessageOf(sto_ErrorKind::Damaged, [&] { TextUnder(NameOf(59)); });
   for (std::size_t i = 0; i < 59; ++i) EXPECT_EQ(TextUnder(NameOf(i)), pages[i].m_Text);
-  m_Store->Save(NameOf(59), pages[59]); // a new record in its place
+  m_Store->Save(NameOf(59), pages[59]); // a new record replacing the damaged one
   ExpectAll(pages);
 }
 
@@ -120,7 +120,7 @@ TEST_F(StorePackDamage, RootsThatNameIdsThatNoObjectCanHaveAreNoticedAndOthersLo
     SCOPED_TRACE(id);
     file.Run(std::string("REPLACE INTO root VALUES('absurd', ") + id + ")");
     MessageOf(sto_ErrorKind::Damaged, [&] { TextUnder("absurd"); });
-    sto_Transaction transaction(*m_Store); // the same where packs are made
+    sto_Transaction transaction(*m_Store); // the same when packs are created
     MessageOf(sto_ErrorKind::Damaged, [&] { TextUnder("absurd"); });
     m_Store->Save(NameOf(1), pages[1]);
     m_Store->Save("new", fresh);
@@ -142,7 +142,7 @@ TEST_F(StorePackDamage, PacksUnderKeysThatNoObjectsHaveAreNoticedBeforeIdsAreGiv
     SqlFile(Path()).Run(std::string("INSERT INTO pack SELECT ") + key + ", data FROM pack WHERE key = 0");
   m_Store->Save("new", Page());
   EXPECT_EQ(TextUnder(NameOf(0)), "");
-  SqlFile(Path()).Run("DELETE FROM pack WHERE key >= 0"); // now the greatest key is no object's
+  SqlFile(Path()).Run("DELETE FROM pack WHERE key >= 0"); // now the greatest key belongs to no object
   MessageOf(sto_ErrorKind::Damaged, [&] { TextUnder(NameOf(0)); });
 }
 

@@ -11,9 +11,9 @@
 
 namespace {
 
-TEST_F(StorePacks, RecordOfUpTo1024BytesStandsInAPackAndALongerOneInARow) {
+TEST_F(StorePacks, RecordOfUpTo1024BytesIsInAPackAndALongerOneInARow) {
   std::vector<std::int64_t> packed; // sizes of pack rows with one record
-  std::vector<std::int64_t> rows;   // sizes of records in rows of their own
+  std::vector<std::int64_t> rows;   // sizes of records in separate rows
   for (std::size_t length = 900; length < 1024; ++length) {
     std::filesystem::remove(Path());
     Create().Save("page", Page(length));
@@ -25,13 +25,13 @@ TEST_F(StorePacks, RecordOfUpTo1024BytesStandsInAPackAndALongerOneInARow) {
       rows.push_back(file.Integer("SELECT length(record) FROM object"));
   }
   ASSERT_FALSE(packed.empty() || rows.empty());
-  EXPECT_EQ(packed.back(), 8 + 4 + 2 + 1024); // which ones are there, class ID, size
+  EXPECT_EQ(packed.back(), 8 + 4 + 2 + 1024); // bitmap of present objects, class ID, size
   EXPECT_EQ(rows.front(), 1025);
   EXPECT_TRUE(std::is_sorted(packed.begin(), packed.end()));
 }
 
 TEST_F(StorePacks, ObjectsWith64NeighbouringIdsShareARow) {
-  SaveAll(std::vector<Page>(200, Page(Short))); // copies share an identity: it is one object
+  SaveAll(std::vector<Page>(200, Page(Short))); // all copies of one object, so it is stored once
   EXPECT_EQ(m_Store->ObjectCount(), 1);
   std::vector<Page> pages(200);
   SaveAll(pages);
@@ -74,7 +74,7 @@ TEST_F(StorePacks, PackWhoseLastObjectGrowsGoes) {
   m_Store->Save("page", page);
   EXPECT_EQ(Packs(), 0);
   ExpectWhole(1);
-  m_Store->Save("next", Page(Short)); // the ids go on
+  m_Store->Save("next", Page(Short)); // ids continue
   EXPECT_EQ(Query("SELECT object_id FROM root WHERE name = 'next'"), 2);
   ExpectWhole(2);
 }
@@ -105,7 +105,7 @@ TEST_F(StorePacks, ThousandsOfObjectsInShuffledOrderAreWhatWasSaved) {
   }
 }
 
-TEST_F(StorePacks, ChildrenThatAreWrittenBeforeTheirParentsStandInTheirPacks) {
+TEST_F(StorePacks, ChildrenWrittenBeforeTheirParentsAreInTheirPacks) {
   std::function<std::shared_ptr<Node>(int)> const tree = [&](int value) -> std::shared_ptr<Node> {
     if (value >= 4096) return nullptr;
     auto node = std::make_shared<Node>(value);
@@ -113,7 +113,7 @@ TEST_F(StorePacks, ChildrenThatAreWrittenBeforeTheirParentsStandInTheirPacks) {
     node->m_Right = tree(2 * value + 1);
     return node;
   };
-  m_Store->Save("tree", *tree(1)); // ids are given from the root down, records written from the leaves up
+  m_Store->Save("tree", *tree(1)); // ids are assigned from the root down, records written from the leaves up
   EXPECT_EQ(Packs(), 64);
   ExpectWhole(4095);
   Reopen();
@@ -210,7 +210,7 @@ TEST_F(StorePacks, ObjectCountCountsBothTablesAndWhatIsNotWrittenYet) {
   EXPECT_EQ(Open(sto_Mode::ReadOnly).ObjectCount(), 130);
 }
 
-TEST_F(StorePacks, NextObjectIdThatAPackedObjectHasIsNoticedBeforeItIsGivenOut) {
+TEST_F(StorePacks, NextObjectIdInUseByAPackedObjectIsNoticedBeforeItIsGivenOut) {
   std::vector<Page> pages(100);
   SaveAll(pages);
   SqlFile file(Path());
@@ -224,7 +224,7 @@ TEST_F(StorePacks, NextObjectIdThatAPackedObjectHasIsNoticedBeforeItIsGivenOut) 
   ExpectWhole(101);
 }
 
-/// A store with rows of table object as format 2 has them.
+/// A store with rows in table object as in format 2.
 class StoreOldRows : public StorePacks {
  protected:
   void SetUp() override {
@@ -280,7 +280,7 @@ TEST_F(StoreOldRows, ComeBackWhenTheSaveOrTheTransactionIsUndone) {
   ExpectAll(m_Pages);
 }
 
-TEST_F(StoreOldRows, StoreOfFormat2IsReadAsItIsAndUpgradedByTheFirstWrite) {
+TEST_F(StoreOldRows, StoreOfFormat2IsReadUnchangedAndUpgradedByTheFirstWrite) {
   MakeFormat2();
   StoreBytes const before = FileBytes(Path());
   ExpectAll(m_Pages);
@@ -289,7 +289,7 @@ TEST_F(StoreOldRows, StoreOfFormat2IsReadAsItIsAndUpgradedByTheFirstWrite) {
   sto_Store reader = Open(sto_Mode::ReadOnly);
   Compare(reader, m_Pages);
   {
-    sto_Transaction const transaction(*m_Store); // undone, and the upgrade with it
+    sto_Transaction const transaction(*m_Store); // rolled back, together with the upgrade
     m_Store->Save("new", Page(Short));
     EXPECT_EQ(TextUnder("new").size(), Short);
   }
@@ -307,7 +307,7 @@ TEST_F(StoreOldRows, StoreOfFormat2IsReadAsItIsAndUpgradedByTheFirstWrite) {
   ExpectWhole(150);
 }
 
-/// A beam of program version 1 in examples/evolution, whose store is of format 2.
+/// A beam of program version 1 in examples/evolution, with a store of format 2.
 struct Beam {
   static constexpr unsigned int TypeId() noexcept { return 0x650001; }
   explicit Beam(cls_ReadVisitor const& visitor)
@@ -321,7 +321,7 @@ struct Beam {
 
 class StoreGoldenFormat2 : public StoreTest {};
 
-TEST_F(StoreGoldenFormat2, IsReadAsItIsAndUpgradedByTheFirstWrite) {
+TEST_F(StoreGoldenFormat2, IsReadUnchangedAndUpgradedByTheFirstWrite) {
   cls_ClassRegistrar classes;
   DeclareNode(classes);
   classes.CreateClassMD("Part"_cow, 0x650002, 1, nullptr, 1)
@@ -377,7 +377,7 @@ struct Bolt : Part {
   cls_Uid m_Uid;
 };
 
-/// The bytes at the beginnings of the lines of the document's worked example, in hexadecimal.
+/// The bytes at the start of each line of the document's worked example, in hexadecimal.
 std::string BytesOfTheDocument() {
   std::ifstream document(KVL_DOCS_DIR "/store-format.md");
   std::string line;

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A block has hardly ever more bytes; of one that has, it is asked whether the file can hold them.
+/// Blocks rarely have more bytes. For one that does, the size of the file is asked for.
 constexpr int MaxUsualBytes = 1 << 20;
 
 } // namespace
@@ -26,7 +26,7 @@ bool sto_SqliteBlob::Seek(std::int64_t key) {
     return true;
   }
   Close();
-  // A row that is missing, or holds no byte string, has the general code.
+  // SQLite has no code of its own for a row that is missing or holds no byte string.
   if ((code & 0xFF) != SQLITE_ERROR) m_Connection.Raise(code, !m_ForWriting);
   return false;
 }

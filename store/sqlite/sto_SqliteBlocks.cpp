@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Beyond this no store gets; a row there would leave no place for the next block.
+/// No sound store reaches this place. A row there would leave no place for the next block.
 constexpr std::int64_t MaxPlace = std::int64_t{1} << 62;
 
 } // namespace
@@ -48,7 +48,7 @@ void sto_SqliteBlocks::Close() noexcept {
 
 void sto_SqliteBlocks::FinishTransaction() {
   Close();
-  for (std::int64_t const key : m_Pending.m_OldBlocks) // in order: rows that are neighbours share pages
+  for (std::int64_t const key : m_Pending.m_OldBlocks) // in order, because neighbouring rows share pages
     sto_SqliteStatement::Use(m_DeleteRows).Bind(1, key).Bind(2, key).Step();
   std::ranges::sort(m_Pending.m_OldPlaces);
   for (std::int64_t const place : m_Pending.m_OldPlaces)
@@ -60,7 +60,7 @@ void sto_SqliteBlocks::FinishTransaction() {
 }
 
 void sto_SqliteBlocks::SetMark() {
-  Close(); // one that is open for writing is a statement in progress
+  Close(); // an open byte string is a statement in progress
   m_SinceMark.m_Changes.clear();
   m_SinceMark.m_OldPlacesBefore = m_Pending.m_OldPlaces.size();
   m_SinceMark.m_InPlaceBefore = m_Pending.m_InPlace;
@@ -204,8 +204,8 @@ void sto_SqliteBlocks::Overwrite(std::int64_t key, sto_ByteView data) {
 }
 
 void sto_SqliteBlocks::OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data) {
-  // A block takes two pages, and each page that is written goes through the journal: mostly one is enough.
-  // The checksum at the end always changes.
+  // A block takes two pages, and each page that is written is copied to the journal. Mostly only one page
+  // changes: the last one, because the checksum at the end always does.
   blob.Read(m_OldContent);
   std::size_t const content = data.size() - std::min(data.size(), sto_Format::ChecksumBytes);
   auto const [first, inOld] = std::mismatch(data.begin(), data.begin() + content, m_OldContent.begin());

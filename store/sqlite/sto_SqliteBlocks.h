@@ -13,35 +13,38 @@
 
 /// The blocks of a store in SQLite.
 ///
-/// A block is a row of table block under its own key until it is overwritten together with many others: then
-/// its new content goes to a new row of table moved_block, table block_place says where, and the old row goes
-/// when the transaction commits. New rows take pages that the file did not use before, which need no copy in
-/// the rollback journal; pages that are overwritten in place do. So overwriting much costs what writing it
-/// costs, and the file keeps the room of the old rows for what is written next.
+/// A block is a row of table block under its own key, until it is overwritten together with many others. Then
+/// its new content goes to a new row of table moved_block, table block_place gets the place of that row, and
+/// the old row is deleted when the transaction commits.
 ///
-/// Invariant: a committed block stands in one row only. In a transaction, a row that is to go (m_Pending) is
-/// never looked at.
+/// Why: a page that is overwritten in place is copied to the rollback journal first, a page that the file did
+/// not use before is not. So overwriting many blocks costs no more than writing them anew, and the file
+/// reuses the room of the old rows for the next writes.
 ///
-/// Every operation needs an open transaction. Thread rule: one thread.
+/// Invariant: a committed block is in one row only. Within a transaction, rows marked for deletion
+/// (m_Pending) are never read.
+///
+/// REQUIRES, for every operation: an open transaction. Thread rule: one thread.
 class sto_SqliteBlocks {
  public:
-  /// Blocks that one transaction overwrites in place before it begins to move them: a small change to a large
-  /// list writes one or two pages a block, and moves nothing.
+  /// How many blocks one transaction overwrites in place before it begins to move them. A small change to a
+  /// large list writes one or two pages a block and moves nothing.
   static constexpr int MaxInPlace = 32;
 
+  /// How many blocks WriteRange writes with one statement.
   static constexpr std::size_t RunBlocks = 16;
 
   explicit sto_SqliteBlocks(sto_SqliteConnection& connection);
 
-  /// A transaction begins. `hasPlaces`: the store has the tables of moved blocks. `mayMove`: whether
-  /// overwriting in place costs more than moving does; with a write-ahead log it does not.
+  /// Call when a transaction begins. `hasPlaces`: the store has the tables of moved blocks. `mayMove`: moving
+  /// blocks is cheaper than overwriting them in place; with a write-ahead log it is not.
   void Begin(bool hasPlaces, bool mayMove) noexcept;
-  /// Makes the tables hold what they shall after the commit.
+  /// Deletes the rows that were replaced in this transaction; call just before COMMIT.
   void FinishTransaction();
   void SetMark();
-  /// After SQLite went back to the mark. Allocates nothing: memory may have run out.
+  /// Call when SQLite has gone back to the mark. Allocates nothing: memory may have run out.
   void ReturnToMark() noexcept;
-  /// Closes what would keep the transaction open, or would see the state of before a change.
+  /// Closes the open byte strings. They would keep the transaction open, or show the state before a change.
   void Close() noexcept;
 
   [[nodiscard]] bool Read(std::int64_t key, sto_Bytes& data);
@@ -49,7 +52,7 @@ class sto_SqliteBlocks {
   void ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink);
   [[nodiscard]] bool Has(std::int64_t key);
   void Write(std::int64_t key, sto_ByteView data);
-  /// Writes the blocks with keys from `first` on, RunBlocks with each statement.
+  /// Writes blocks with the keys `first`, `first` + 1 and so on.
   void WriteRange(std::int64_t first, std::span<sto_Bytes const> blocks);
   void Overwrite(std::int64_t key, sto_ByteView data);
   void Delete(std::int64_t first, std::int64_t last);
@@ -57,39 +60,41 @@ class sto_SqliteBlocks {
  private:
   using Keys = std::set<std::int64_t>;
 
-  /// What the end of the transaction has still to do.
+  /// What remains to be done before the commit.
   struct Pending {
-    Keys m_OldBlocks;                      // keys of rows of table block that are to go
-    std::vector<std::int64_t> m_OldPlaces; // of rows of table moved_block
-    int m_InPlace = 0;                     // blocks that were overwritten in place
+    Keys m_OldBlocks;                      // rows of table block to delete
+    std::vector<std::int64_t> m_OldPlaces; // rows of table moved_block to delete
+    int m_InPlace = 0;                     // how many blocks were overwritten in place
   };
 
-  /// How to go back to the mark. There are as many marks as saves, so a mark copies nothing.
+  /// How to go back to the mark. Every save sets a mark, so setting one copies nothing.
   struct SinceMark {
     struct Change {
       std::int64_t m_Key;
-      Keys::node_type m_Removed; // what stood for the key in m_OldBlocks, and goes back there as it is
+      Keys::node_type
+          m_Removed; // the entry of m_OldBlocks that was removed, to be put back; empty: one was added
     };
     std::vector<Change> m_Changes; // in the order in which they were made
     std::size_t m_OldPlacesBefore = 0;
     int m_InPlaceBefore = 0;
   };
 
-  /// Goes with one of the two readers to where the block is; null when there is no such block.
+  /// The reader that found the block, at its row; null when there is no such block.
   [[nodiscard]] sto_SqliteBlob* Seek(std::int64_t key);
-  /// Whether any block of the store is a moved one.
+  /// Whether the store has any moved blocks.
   [[nodiscard]] bool AnyPlaces();
-  /// The place of a moved block; 0 for one that is not.
+  /// The place of a moved block; 0 for a block that was not moved.
   [[nodiscard]] std::int64_t FindPlace(std::int64_t key);
-  /// Forgets the place of a block, whose row of table moved_block goes.
+  /// Deletes a moved block's row and its place.
   void DropPlace(std::int64_t key);
-  /// Forgets what is known of a block that is about to be written anew.
+  /// Call before a block is written anew: its old rows and places are dropped.
   void PrepareWrite(std::int64_t key);
   [[nodiscard]] bool IsNew(std::int64_t key) const noexcept;
   void NoteNew(std::int64_t key) noexcept;
   void OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data);
-  /// The row of table block with a key is to go, or no more.
+  /// Marks a row of table block for deletion at the commit.
   void AddOldBlock(std::int64_t key);
+  /// Unmarks the rows of table block with keys from `first` to `last`.
   void DropOldBlocks(std::int64_t first, std::int64_t last);
   void Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data);
   [[nodiscard]] sto_SqliteStatement& Prepared(std::optional<sto_SqliteStatement>& statement, char const* sql);
@@ -97,18 +102,20 @@ class sto_SqliteBlocks {
   sto_SqliteConnection& m_Connection;
   sto_SqliteBlob m_ReadBlock, m_ReadMoved, m_WriteBlock, m_WriteMoved;
   sto_SqliteStatement m_HasRow, m_WriteRow, m_DeleteRows, m_ReadRows;
-  // These need the tables of moved blocks, which a store of an older format has not.
+  // These need the tables of moved blocks, which stores of older formats do not have.
   std::optional<sto_SqliteStatement> m_FindPlace, m_SetPlace, m_DeletePlaces, m_AddMoved, m_DeleteMoved,
       m_DeleteMovedOf, m_LastPlace, m_ReadAllRows, m_WriteRun;
 
-  bool m_StoreHasPlaces = false; // the tables are there
+  // Set by Begin.
+  bool m_StoreHasPlaces = false; // the store has the tables of moved blocks
   bool m_MayMove = false;
-  std::optional<bool> m_AnyPlaces;  // whether table block_place has rows, once somebody asked
-  std::int64_t m_FirstNewPlace = 0; // of this transaction; 0 while it has moved nothing
+  // Of the open transaction: Begin resets them, writing and deleting change them, ReturnToMark goes back.
+  std::optional<bool> m_AnyPlaces;  // whether table block_place has rows; empty: not asked yet
+  std::int64_t m_FirstNewPlace = 0; // 0: nothing was moved yet
   std::int64_t m_NextPlace = 0;
   Pending m_Pending;
   SinceMark m_SinceMark;
-  std::int64_t m_NewKeys[16] = {}; // the rows that were written last in this transaction
+  std::int64_t m_NewKeys[16] = {}; // the rows that this transaction wrote last
   std::size_t m_NextNewKey = 0;
-  sto_Bytes m_OldContent; // what an overwritten block is compared with
+  sto_Bytes m_OldContent; // scratch: the stored content that a new one is compared with
 };

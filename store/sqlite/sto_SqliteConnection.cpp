@@ -13,23 +13,23 @@
 
 namespace {
 
-/// Beside a value a row has some numbers.
+/// What a row has besides a value: some numbers.
 constexpr int MaxRowBytes = static_cast<int>(sto_Format::MaxValueBytes) + 65536;
 
-/// The least bytes that a row of ours takes in the file.
+/// The fewest bytes that a row of our tables takes in the file.
 constexpr std::int64_t MinRowBytes = 8;
 
 bool IsWantOfMemory(int code) noexcept {
   return (code & 0xFF) == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM;
 }
 
-/// SQLite says of a write only that there is no room; the system also says it of making or growing a file.
+/// SQLite reports a full disk only for writes. The system reports it also when a file is created or grows.
 bool IsWantOfRoom(sqlite3* handle, int code) noexcept {
   int const primary = code & 0xFF;
   if (primary == SQLITE_FULL) return true;
   if (handle == nullptr || (primary != SQLITE_IOERR && primary != SQLITE_CANTOPEN)) return false;
-  // SQLite keeps the system's error number of some operations only. Nobody else sets it between an
-  // operation's beginning, where it was cleared, and here.
+  // SQLite keeps the system's error number of some operations only, so errno is used. It was cleared before
+  // the operation.
   int const error = errno;
   int const kept = sqlite3_system_errno(handle);
   return error == ENOSPC || error == EDQUOT || (error == 0 && (kept == ENOSPC || kept == EDQUOT));
@@ -40,8 +40,8 @@ bool IsPlain(char c) noexcept {
          c == '_' || c == '-';
 }
 
-/// The file's name as SQLite's URI, by which alone some properties can be asked for. It is a file whatever it
-/// is called (":memory:", "file:...").
+/// The file's name as a URI: SQLite takes some properties only there. The result names a file, whatever its
+/// name looks like (":memory:", "file:...").
 std::string UriOf(std::string const& path, bool isImmutable) {
   constexpr char Digits[] = "0123456789ABCDEF";
   std::string uri = path.starts_with('/') ? "file://" : "file:./";
@@ -53,8 +53,8 @@ std::string UriOf(std::string const& path, bool isImmutable) {
       uri += {'%', Digits[byte / 16], Digits[byte % 16]};
     }
   }
-  // A medium that loses its power in the middle of a write may spoil the bytes beside it. SQLite assumes by
-  // default that none does.
+  // A medium that loses power in the middle of a write may damage the bytes beside it. By default SQLite
+  // assumes that this does not happen.
   uri += "?psow=0";
   if (isImmutable) uri += "&immutable=1";
   return uri;
@@ -177,7 +177,7 @@ void sto_SqliteConnection::Raise(int code, bool isReading, sto_SourceLine line) 
   sto_SqliteError error =
       IsWantOfRoom(m_Handle, code) ? sto_SqliteFull() : sto_SqliteErrorOf(code, isWriting);
   if (primary == SQLITE_TOOBIG && isReading)
-    error = sto_SqliteErrorOf(SQLITE_CORRUPT); // nobody wrote it with this module
+    error = sto_SqliteErrorOf(SQLITE_CORRUPT); // this module does not write such values
   std::string const file = m_Path + ": ";
   std::string const advice = std::string(" ") + error.m_Advice;
   if (primary == SQLITE_NOTADB) sto_RaiseNoStore(m_Path, line);
@@ -206,7 +206,7 @@ void sto_SqliteStatement::Check(int code) const {
 }
 
 sto_SqliteStatement::Use::~Use() {
-  sqlite3_reset(m_Statement.m_Handle); // its result repeats the step's failure, which was raised there
+  sqlite3_reset(m_Statement.m_Handle); // returns the failure of the last step, which was raised then
   sqlite3_clear_bindings(m_Statement.m_Handle);
 }
 
@@ -240,7 +240,7 @@ sto_SqliteStatement::Use& sto_SqliteStatement::Use::AllowAllRows() {
 
 sto_SqliteStatement::Use& sto_SqliteStatement::Use::AllowRange(std::int64_t first, std::int64_t last) {
   if (last < first) return *this;
-  // What every run may do is enough for these, and the file's size need not be asked for.
+  // For so few rows the base allowance is enough, and the file's size need not be queried.
   constexpr std::uint64_t Few = 16384;
   std::uint64_t const rows = static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(first);
   if (rows < Few) return *this;
@@ -253,7 +253,7 @@ int sto_SqliteStatement::Use::TryStep() noexcept {
   m_Statement.m_Connection.CountWork(m_Statement.m_CallsLeft);
   errno = 0;
   int const code = sqlite3_step(m_Statement.m_Handle);
-  m_Statement.m_Connection.CountOwnWork(); // the statement may go before the connection works again
+  m_Statement.m_Connection.CountOwnWork(); // the statement may be destroyed before the connection's next work
   return code;
 }
 

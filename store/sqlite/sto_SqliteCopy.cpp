@@ -19,7 +19,7 @@
 
 namespace {
 
-/// A name beside another that nobody else chooses.
+/// A name beside another one, random so that no other program chooses it.
 std::string NameBeside(std::string const& location) {
   std::uint64_t number = 0;
   sqlite3_randomness(static_cast<int>(sizeof number), &number);
@@ -28,28 +28,28 @@ std::string NameBeside(std::string const& location) {
   return location + ".copying-" + digits;
 }
 
-/// Gives a file another name unless something has it; the system's error number, 0 for success.
+/// Renames a file unless something has the new name. Returns the system's error number, 0 for success.
 int Rename(std::string const& from, std::string const& to) noexcept {
 #ifdef RENAME_NOREPLACE
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
   if (errno != EINVAL && errno != ENOSYS) return errno;
 #endif
-  // Where that is unknown: a second name, which is never given over another either.
+  // Where the system cannot do that: make a second name, which never replaces another either.
   if (link(from.c_str(), to.c_str()) != 0) return errno;
   return unlink(from.c_str()) == 0 ? 0 : errno;
 }
 
-/// Makes the names in a file's folder durable; the system's error number, 0 for success.
+/// Makes the names in a file's folder durable. Returns the system's error number, 0 for success.
 int SyncFolderOf(std::string const& path) {
   std::string const folder = std::filesystem::path(path).parent_path().string();
   int const descriptor = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) return errno;
   int const error = fsync(descriptor) == 0 ? 0 : errno;
   close(descriptor);
-  return error == EINVAL || error == ENOTSUP ? 0 : error; // a file system that does not know it for folders
+  return error == EINVAL || error == ENOTSUP ? 0 : error; // the file system cannot do it for folders
 }
 
-/// The copy of a file that others may not read is none that they may.
+/// If others may not read the file, they may not read its copy either.
 void RestrictAs(std::string const& source, std::string const& copy) noexcept {
   struct stat from {};
   struct stat to {};
@@ -60,7 +60,7 @@ void RestrictAs(std::string const& source, std::string const& copy) noexcept {
 
 [[noreturn]] void RaiseConflict(std::string const& location) {
   sto_Raise(sto_ErrorKind::Conflict,
-            location + ": The file exists already; a copy is made under a name that is free.");
+            location + ": The file exists already; choose a free name for the copy.");
 }
 
 [[noreturn]] void RaiseSystem(std::string const& location, int error) {
@@ -79,7 +79,7 @@ sto_SqliteCopy::sto_SqliteCopy(sto_SqliteConnection& source, std::string const& 
   if (std::string const network = sto_NetworkFileSystem(location); !network.empty())
     sto_Raise(sto_ErrorKind::Unavailable,
               location + ": On a network file system (" + network +
-                  ") programs cannot keep out of each other's way, so no store can be made there. Copy to a "
+                  ") file locks are unreliable, so no store can be created there. Copy to a "
                   "local disk, and move the closed copy.");
   if (sto_SqliteFile::IsThere(location)) RaiseConflict(location);
   m_Temporary = NameBeside(location);
@@ -101,7 +101,7 @@ void sto_SqliteCopy::Make(sto_SqliteConnection& source) {
   if (backup == nullptr) m_Target->Raise(sqlite3_extended_errcode(m_Target->Handle()));
   errno = 0;
   sqlite3_backup_step(backup, -1);
-  int const error = errno; // of what failed, if anything: ending it is no part of that
+  int const error = errno; // before ending the backup, which may change it
   int const code = sqlite3_backup_finish(backup);
   errno = error;
   if (code != SQLITE_OK) m_Target->Raise(code);
@@ -112,7 +112,7 @@ void sto_SqliteCopy::Publish() {
   if (int const error = Rename(m_Temporary, m_Location)) RaiseSystem(m_Location, error);
   m_Temporary.clear();
   if (int const error = SyncFolderOf(m_Location)) {
-    unlink(m_Location.c_str()); // whoever hears of a failure looks for no copy
+    unlink(m_Location.c_str()); // a reported failure must leave no copy
     RaiseSystem(m_Location, error);
   }
 }
@@ -121,7 +121,7 @@ void sto_SqliteCopy::Remove() noexcept {
   m_Target.reset();
   if (m_Temporary.empty()) return;
   try {
-    std::error_code ignored; // what is left is seen to be no store, by its journal, which goes last
+    std::error_code ignored; // the journal is removed last: until then it shows that the file is not a store
     for (char const* const suffix : {"", "-journal"}) std::filesystem::remove(m_Temporary + suffix, ignored);
   } catch (std::bad_alloc const&) {
     unlink(m_Temporary.c_str());

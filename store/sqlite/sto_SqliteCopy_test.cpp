@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A copy between being made and getting its name.
+/// A copy that is made but does not have its name yet.
 class SqliteCopy : public StoreFileTest {
  protected:
   SqliteCopy() : m_Source(Path("source"), {SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, 0, false}) {
@@ -25,7 +25,7 @@ class SqliteCopy : public StoreFileTest {
   sto_SqliteConnection m_Source;
 };
 
-TEST_F(SqliteCopy, HasItsNameOnlyWhenItIsPublished) {
+TEST_F(SqliteCopy, GetsItsNameWhenPublished) {
   sto_SqliteCopy copy(m_Source, Path("copy"));
   EXPECT_FALSE(fs::exists(Path("copy")));
   EXPECT_EQ(FileCount(), 2);
@@ -34,12 +34,12 @@ TEST_F(SqliteCopy, HasItsNameOnlyWhenItIsPublished) {
   EXPECT_EQ(SqlFile(Path("copy")).Integer("SELECT x FROM t"), 7);
 }
 
-TEST_F(SqliteCopy, ThatIsNotPublishedGoes) {
+TEST_F(SqliteCopy, IsDeletedUnlessPublished) {
   { sto_SqliteCopy const copy(m_Source, Path("copy")); }
   EXPECT_EQ(FileCount(), 1);
 }
 
-TEST_F(SqliteCopy, WhatSomebodyPutsUnderTheNameMeanwhileStays) {
+TEST_F(SqliteCopy, FileThatTakesTheNameMeanwhileStays) {
   {
     sto_SqliteCopy copy(m_Source, Path("copy"));
     WriteFile(Path("copy"), "text");
@@ -50,7 +50,7 @@ TEST_F(SqliteCopy, WhatSomebodyPutsUnderTheNameMeanwhileStays) {
   EXPECT_EQ(fs::file_size(Path("copy")), 4U);
 }
 
-TEST_F(SqliteCopy, FolderThatGoesMeanwhileIsUnavailable) {
+TEST_F(SqliteCopy, FolderDeletedMeanwhileIsUnavailable) {
   fs::create_directory(Path("folder"));
   sto_SqliteCopy copy(m_Source, Path("folder/copy"));
   fs::remove_all(Path("folder"));
@@ -58,7 +58,7 @@ TEST_F(SqliteCopy, FolderThatGoesMeanwhileIsUnavailable) {
   EXPECT_TRUE(Contains(message, "could not be given its name")) << message;
 }
 
-TEST_F(SqliteCopy, IsOfTheStateThatTheTransactionSees) {
+TEST_F(SqliteCopy, HasTheStateThatTheTransactionSees) {
   sto_SqliteConnection other(Path("source"), {SQLITE_OPEN_READWRITE, 0, false});
   m_Source.Execute("COMMIT; PRAGMA journal_mode = WAL; BEGIN");
   static_cast<void>(m_Source.QueryInteger("SELECT x FROM t"));

@@ -14,29 +14,30 @@
 #include "store/sqlite/sto_SqliteSchema.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
 
-// Creating is exclusive. Whoever has SQLite's exclusive lock on the file decides what the file is, makes the
-// tables in that one transaction, or removes the file when there is nothing of value in it. Whoever gets the
-// lock on a file that has been removed meanwhile begins again. A creation that is killed leaves an empty
-// file, or a journal by which the next one makes it empty.
+// Creating is exclusive. Whoever has SQLite's exclusive lock on the file finds out what the file is, and
+// creates the tables in that one transaction, or removes the file if it holds nothing of value. Whoever gets
+// the lock on a file that was removed meanwhile starts over. A creation that is killed leaves an empty file,
+// or a journal with which the next creation empties it.
 //
-// A write-ahead log is turned on when the tables are there: before, the file would hold a header that tells
-// nothing, and the tables would be in the log alone. A kill between leaves a complete store without log.
+// A write-ahead log is switched on after the tables are created. Before, the file would hold only a
+// meaningless header, and the tables would be in the log alone. A kill in between leaves a complete store
+// without a log.
 
 namespace {
 
-/// Others that make or remove the file at the same time cost an attempt each.
+/// Each program that creates or removes the file at the same time costs one attempt.
 constexpr int MaxAttempts = 1000;
 
-/// How long a file is waited for that somebody else holds: an empty one is about to become a store, and
-/// whatever the other one is, it is there.
+/// How long to wait for a file that another program has locked: an empty one is about to become a store, any
+/// other exists already.
 constexpr int EmptyWaitMilliseconds = 5000;
 constexpr int FullWaitMilliseconds = 1000;
 
-/// What is in a file.
+/// What a file holds.
 enum class Contents {
   Nothing,  ///< no bytes
-  Leftover, ///< of a creation that did not come to its end: a header, and no tables
-  NoObject, ///< a store that nobody has written to
+  Leftover, ///< of a creation that did not finish: a header, and no tables
+  NoObject, ///< a store without content
   Value,    ///< anything else
 };
 
@@ -60,9 +61,9 @@ bool IsStoreWithoutObject(sto_SqliteConnection& connection) {
          std::ranges::none_of(tables, [&](char const* table) { return HasRows(connection, table); });
 }
 
-/// Call it while nobody else can write.
+/// REQUIRES: nobody else can write.
 Contents ContentsOf(sto_SqliteConnection& connection) {
-  constexpr std::uintmax_t LeastPageBytes = 512; // SQLite takes a single byte for nothing
+  constexpr std::uintmax_t LeastPageBytes = 512; // SQLite treats a file of one byte as empty
   std::uintmax_t const bytes = sto_SqliteFile::SizeOf(connection.FullPath());
   if (bytes < LeastPageBytes) return bytes == 0 ? Contents::Nothing : Contents::Value;
   auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
@@ -73,12 +74,12 @@ Contents ContentsOf(sto_SqliteConnection& connection) {
   return isFresh || applicationId == sto_SqliteSchema::ApplicationId ? Contents::Leftover : Contents::Value;
 }
 
-/// Removes a file in which there is nothing of value, with what is beside it. Whether it did.
+/// Removes a file that holds nothing of value, with the files beside it. Returns whether it did.
 bool RemoveWorthless(std::string const& path, std::initializer_list<Contents> worthless) noexcept {
   try {
     sto_SqliteConnection connection(path, {SQLITE_OPEN_READWRITE, FullWaitMilliseconds, false});
-    // From the first look on, nobody else has the file until this connection is closed; a log needs no
-    // shared memory then.
+    // From the first access on, nobody else can use the file until this connection is closed; so a log needs
+    // no shared memory.
     connection.Execute("PRAGMA locking_mode = EXCLUSIVE");
     sto_BeginSqlite(connection);
     auto const isWorthless = [&] {
@@ -110,13 +111,13 @@ std::unique_ptr<sto_SqliteConnection> Connect(std::string const& path, sto_Optio
     if (!isEmpty) RaiseConflict(path);
     sto_RaiseNotWritable(path);
   }
-  // The log of a file that is no business of ours stays as it is.
+  // Leave the log of a file that is not ours alone.
   if (sto_SqliteFile::HasLog(path))
     sqlite3_db_config(connection->Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   return connection;
 }
 
-/// Gets the exclusive lock, in a transaction. What cannot be locked or read is somebody's.
+/// Gets the exclusive lock, in a transaction. A file that cannot be locked or read belongs to someone else.
 void Lock(sto_SqliteConnection& connection, sto_Options const& options) {
   try {
     sto_BeginSqlite(connection); // undoes what a crash has left
@@ -145,11 +146,12 @@ void MakeTables(sto_SqliteConnection& connection) {
 
 [[noreturn]] void RaiseNoLog(std::string const& path) {
   sto_Raise(sto_ErrorKind::Unavailable,
-            path + ": There can be no write-ahead log here: the file system gives processes no "
-                   "memory to share.");
+            path + ": A write-ahead log cannot be created here: the file system does not let "
+                   "processes share memory.");
 }
 
-/// Asks for the log again while others look at the file: for that SQLite itself does not wait.
+/// Asks for the log until other programs have stopped looking at the file: SQLite itself does not wait for
+/// them.
 std::string AskForLog(sto_SqliteConnection& connection) {
   constexpr int PauseMilliseconds = 5;
   for (int waited = 0;; waited += PauseMilliseconds) try {
@@ -162,10 +164,10 @@ std::string AskForLog(sto_SqliteConnection& connection) {
 
 void TurnOnLog(sto_SqliteConnection& connection) {
   if (AskForLog(connection) != "wal") RaiseNoLog(connection.Path());
-  static_cast<void>(HasRows(connection, "root")); // only now is the log made
+  static_cast<void>(HasRows(connection, "root")); // creates the log
 }
 
-/// Makes the store in a locked file without bytes.
+/// Creates the store in a locked, empty file.
 void Fill(sto_SqliteConnection& connection, sto_Options const& options) {
   if (options.m_ReadersBesideWriter && !connection.CanShareMemory()) RaiseNoLog(connection.Path());
   MakeTables(connection);
@@ -174,7 +176,7 @@ void Fill(sto_SqliteConnection& connection, sto_Options const& options) {
   sqlite3_busy_timeout(connection.Handle(), options.m_BusyMilliseconds);
 }
 
-/// One attempt; null when it is worth another.
+/// One attempt; null when another one should be made.
 std::unique_ptr<sto_SqliteConnection> TryCreate(std::string const& path, sto_Options const& options) {
   bool const wasThere = sto_SqliteFile::IsThere(path);
   if (wasThere && !sto_SqliteFile::IsRegular(path)) RaiseConflict(path);
@@ -193,7 +195,7 @@ std::unique_ptr<sto_SqliteConnection> TryCreate(std::string const& path, sto_Opt
     default:
       RaiseConflict(path);
     }
-    // A file that was not empty at first has given the connection its own size of pages.
+    // If the file was not empty at first, the connection has taken its page size.
     if (connection->QueryInteger("PRAGMA page_size") != options.m_PageBytes) return nullptr;
     Fill(*connection, options);
     return connection;
@@ -212,7 +214,7 @@ std::unique_ptr<sto_SqliteConnection> TryCreate(std::string const& path, sto_Opt
 void CheckPageBytes(std::string const& path, int pageBytes) {
   if (pageBytes < 512 || pageBytes > 65536 || (pageBytes & (pageBytes - 1)) != 0)
     sto_Raise(sto_ErrorKind::Misuse, path + ": " + std::to_string(pageBytes) +
-                                         " is no page size: a power of two from 512 to 65536 is.");
+                                         " is not a page size: use a power of two from 512 to 65536.");
 }
 
 } // namespace
@@ -224,7 +226,7 @@ std::unique_ptr<sto_SqliteConnection> sto_CreateSqlite(std::string const& path, 
   if (std::string const network = sto_NetworkFileSystem(path); !network.empty())
     sto_Raise(sto_ErrorKind::Unavailable,
               path + ": On a network file system (" + network +
-                  ") programs cannot keep out of each other's way, so no store can be made there.");
+                  ") file locks are unreliable, so no store can be created there.");
   for (int attempt = 0; attempt < MaxAttempts; ++attempt)
     if (std::unique_ptr<sto_SqliteConnection> connection = TryCreate(path, options)) return connection;
   RaiseConflict(path);

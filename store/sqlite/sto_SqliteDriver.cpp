@@ -43,8 +43,8 @@ sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly)
 
 sto_SqliteDriver::~sto_SqliteDriver() {
   Rollback();
-  // What no reader needs any more goes into the file, so that the last session that closes has nothing left
-  // to do if it may not write.
+  // Copy what no reader needs any more from the log to the file, so that nothing is left to do for the last
+  // session that closes, which may be one that cannot write.
   if (m_HasLog && !m_IsReadOnly)
     sqlite3_wal_checkpoint_v2(m_Connection->Handle(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
 }
@@ -52,7 +52,7 @@ sto_SqliteDriver::~sto_SqliteDriver() {
 void sto_SqliteDriver::CheckFixedState() const {
   if (m_FixedState && sto_SqliteFile::StateOf(*m_Connection) != *m_FixedState)
     sto_Raise(sto_ErrorKind::Unavailable,
-              m_Connection->Path() + ": Another program has written to the store, which is read here without "
+              m_Connection->Path() + ": Another program has changed the store, which is read here without "
                                      "locks; open it again.");
 }
 
@@ -65,8 +65,7 @@ void sto_SqliteDriver::Begin(bool forWriting) {
       m_FormatVersion =
           m_Connection->QueryInteger("PRAGMA user_version"); // another session may have upgraded
       m_IsPresentFormat = m_FormatVersion == sto_Format::Version;
-      if (forWriting && !m_IsPresentFormat)
-        Upgrade(); // may yet be undone, so the next transaction asks again
+      if (forWriting && !m_IsPresentFormat) Upgrade(); // may be undone, so the next transaction asks again
     }
     bool const hasPacks = m_FormatVersion > sto_Format::VersionWithoutPacks;
     m_Objects.Begin(hasPacks);
@@ -89,12 +88,12 @@ void sto_SqliteDriver::Upgrade() {
 }
 
 void sto_SqliteDriver::Commit() {
-  m_Transaction.CheckOpen(); // what is written without transaction would be durable at once
+  m_Transaction.CheckOpen(); // without a transaction, what is written would be durable at once
   m_Objects.Flush();
   m_Blocks.FinishTransaction();
   m_Transaction.Commit();
   m_HasUpgraded = false;
-  CheckFixedState(); // what was read in the transaction is of the old state
+  CheckFixedState(); // if it changed, the transaction may have read parts of two states
 }
 
 void sto_SqliteDriver::Rollback() noexcept {
@@ -115,7 +114,7 @@ void sto_SqliteDriver::SetMark() {
   m_Transaction.OpenMark();
 }
 void sto_SqliteDriver::ReleaseMark() {
-  m_Blocks.Close(); // one that is open for writing is a statement in progress
+  m_Blocks.Close(); // an open byte string is a statement in progress
   m_Transaction.ReleaseMark();
 }
 void sto_SqliteDriver::RollbackToMark() {
@@ -136,8 +135,10 @@ std::int64_t sto_SqliteDriver::NextObjectId() {
   m_Transaction.CheckUndone();
   sto_SqliteStatement::Use use(m_GetMeta);
   if (!use.Bind(1, std::string_view("next_object_id")).Step() || use.Integer(0) < 1)
-    sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store does not say its next object id.");
-  // A damaged pack may seem to have objects that the store never had; the others can still be read.
+    sto_Raise(sto_ErrorKind::Damaged,
+              m_Connection->Path() + ": The store's next object id is missing or invalid.");
+  // Checked for writing only: a damaged pack may seem to have objects that never existed, and the others can
+  // still be read.
   if (std::int64_t const greatest = m_GivesOutIds ? m_Objects.GreatestId() : 0; greatest >= use.Integer(0))
     sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's next object id, " +
                                           std::to_string(use.Integer(0)) + ", is not after object " +
@@ -168,7 +169,7 @@ std::vector<sto_ClassRow> sto_SqliteDriver::Classes() {
 void sto_SqliteDriver::ReadAttributes(std::vector<sto_ClassRow>& classes) {
   std::map<std::pair<std::int64_t, std::int64_t>, sto_ClassRow*> byVersion;
   for (sto_ClassRow& row : classes) byVersion[{row.m_ClassId, row.m_Version}] = &row;
-  // One statement for all: that of a damaged tree ends by its count of steps.
+  // One statement for all classes, so that its count of steps ends it on a damaged tree.
   sto_SqliteStatement statement(*m_Connection,
                                 "SELECT class_id, version, name, field_id, type, type_arg, collection_type "
                                 "FROM attribute ORDER BY class_id, version, name");
@@ -211,7 +212,7 @@ std::vector<sto_NameRow> sto_SqliteDriver::Names() {
   sto_SqliteStatement::Use use(statement);
   std::vector<sto_NameRow> rows;
   for (use.AllowAllRows(); use.Step();) {
-    // Beyond this no store gets; a row there would leave no number for the next name.
+    // No sound store reaches this number. A row there would leave no number for the next name.
     if (use.Integer(0) < 1 || use.Integer(0) > sto_Format::MaxObjectId)
       sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's attribute names are damaged.");
     rows.push_back({use.Integer(0), use.Text(1)});
@@ -286,7 +287,7 @@ std::optional<std::int64_t> sto_SqliteDriver::FindRoot(std::string_view name) {
   m_Transaction.CheckUndone();
   sto_SqliteStatement::Use use(m_FindRoot);
   if (!use.Bind(1, name).Step()) return std::nullopt;
-  // A damaged tree, whose rows are not in order, leads a search to another row.
+  // In a damaged tree, whose rows are out of order, a search may find another row.
   if (use.Text(1) != name)
     sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": Table root is damaged: looking for root " +
                                           std::string(name) + " finds root " + use.Text(1) + ".");
@@ -328,6 +329,6 @@ std::int64_t sto_SqliteDriver::SizeBytes() {
 void sto_SqliteDriver::CopyTo(std::string const& location) {
   m_Transaction.CheckUndone();
   sto_SqliteCopy copy(*m_Connection, location);
-  CheckFixedState(); // else it may be of two states
+  CheckFixedState(); // otherwise the copy may mix two states
   copy.Publish();
 }

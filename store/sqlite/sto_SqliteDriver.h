@@ -12,27 +12,26 @@
 #include "store/sqlite/sto_SqliteTransaction.h"
 #include "store/sto_Options.h"
 
-/// A store in one SQLite file. The tables, and the reasons for page size, journal and keys, are in
-/// docs/store-format.md.
+/// A store in one SQLite file. docs/store-format.md describes the tables, and the reasons for page size,
+/// journal and keys.
 ///
-/// Durability: rollback journal (or a write-ahead log, see sto_Options), full synchronisation, and the folder
-/// synchronised too when the journal goes, so a committed transaction survives the loss of power as far as
-/// SQLite promises.
+/// Durability: a rollback journal (or a write-ahead log, see sto_Options) with full synchronisation; the
+/// folder is synchronised too when the journal is deleted. So a committed transaction survives the loss of
+/// power, as long as the medium keeps what it has acknowledged.
 class sto_SqliteDriver : public sto_Driver {
  public:
-  /// A new store. Conflict when there is anything under the name but an empty file, or the leftover of a
-  /// creation that was killed: a store's header, or an empty database's, without tables. Of programs that
-  /// create one store at the same time one succeeds, and the others get Conflict. When it fails, no file is
-  /// left behind that was not there before. With a write-ahead log, a kill in the last moment may leave a
-  /// complete store that has none. Misuse for a location with a NUL character or impossible options; Full;
-  /// Unavailable, also on a network file system.
+  /// Creates a store. Conflict when something exists under the name, except an empty file or the leftover of
+  /// a creation that was killed (a header of a store or of an empty database, without tables). If several
+  /// programs create one store at the same time, one succeeds and the others get Conflict. A failure leaves
+  /// no new file behind. With a write-ahead log, a kill in the last moment may leave a complete store without
+  /// that log. Misuse for a location with a NUL character and for invalid options; Full; Unavailable, also on
+  /// a network file system.
   static std::unique_ptr<sto_Driver> Create(std::string const& path, sto_Options const& options);
 
-  /// The store in an existing file. NotFound: no file, or no store in it. NewerFormat. Damaged: something in
-  /// the file does not belong in a store. Misuse for a location with a NUL character or impossible options.
-  /// Unavailable, also for writing on a network file system. Of the options only those that matter for
-  /// every opening are looked at.
-  /// An older format is read as it is; the first write transaction brings the store to the present format.
+  /// Opens the store in an existing file. NotFound: no file, or no store in it. NewerFormat. Damaged:
+  /// something in the file does not belong in a store. Misuse for a location with a NUL character and for
+  /// invalid options. Unavailable, also for writing on a network file system. Options that are for Create
+  /// only are ignored. A store of an older format is read as it is; the first write transaction upgrades it.
   static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly,
                                           sto_Options const& options = {});
 
@@ -76,7 +75,7 @@ class sto_SqliteDriver : public sto_Driver {
   void CopyTo(std::string const& location) override;
 
  private:
-  /// Folds the log when the connection is closed, which could only read.
+  /// Folds the write-ahead log of a read-only session after its connection is closed.
   struct LogFolder {
     std::string m_Path; // empty: nothing to do
     ~LogFolder();
@@ -87,21 +86,23 @@ class sto_SqliteDriver : public sto_Driver {
   /// Raises Unavailable when a file that is read without locks has changed.
   void CheckFixedState() const;
   void ReadAttributes(std::vector<sto_ClassRow>& classes);
-  /// Makes a store of an older format one of the present format, in the open write transaction.
+  /// Upgrades a store of an older format, in the open write transaction.
   void Upgrade();
 
-  LogFolder m_LogFolder; // first: it acts when all else is gone
+  LogFolder m_LogFolder; // first: it acts after everything else is destroyed
   std::unique_ptr<sto_SqliteConnection> m_Connection;
-  std::optional<sto_SqliteFile::State> m_FixedState; // of a file that is read without locks
+  std::optional<sto_SqliteFile::State> m_FixedState; // when opened, if the file is read without locks
   bool m_IsReadOnly;
   sto_SqliteTransaction m_Transaction;
   sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
-  std::int64_t m_FormatVersion = 0; // as the open transaction sees it
-  bool m_IsPresentFormat = false;   // a finished transaction has seen that it is
-  bool m_GivesOutIds = false;       // the open transaction may write
-  bool m_HasUpgraded = false;       // in the open transaction
-  bool m_HasLog;                    // a write-ahead log, beside which readers go on
+  // Of the open transaction; Begin sets them.
+  std::int64_t m_FormatVersion = 0;
+  bool m_GivesOutIds = false; // it may write
+  bool m_HasUpgraded = false;
+  // Of the session.
+  bool m_IsPresentFormat = false; // a finished transaction has seen the present format
+  bool m_HasLog;                  // the store has a write-ahead log: readers do not hinder a writer
   sto_SqliteObjects m_Objects;
   sto_SqliteBlocks m_Blocks;
 };

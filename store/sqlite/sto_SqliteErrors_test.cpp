@@ -42,12 +42,12 @@ TEST_F(SqliteErrors, KindsAreThoseOfTheModule) {
 TEST_F(SqliteErrors, ExtendedCodeHasItsOwnAdviceWhereItNeedsOne) {
   auto const advice = [](int code) { return std::string(sto_SqliteErrorOf(code).m_Advice); };
   EXPECT_TRUE(Contains(advice(SQLITE_READONLY_ROLLBACK), "open the store once for writing and close it"));
-  EXPECT_TRUE(Contains(advice(SQLITE_READONLY_DIRECTORY), "The folder may not be written"));
+  EXPECT_TRUE(Contains(advice(SQLITE_READONLY_DIRECTORY), "The folder is not writable"));
   EXPECT_TRUE(Contains(advice(SQLITE_READONLY_DBMOVED), "moved or removed"));
   EXPECT_EQ(advice(SQLITE_IOERR_READ), advice(SQLITE_IOERR));
 }
 
-TEST_F(SqliteErrors, BusyTellsWhoIsInTheWay) {
+TEST_F(SqliteErrors, BusySaysWhoHoldsTheStore) {
   sto_SqliteConnection::Opening const opening{SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, 0, false};
   sto_SqliteConnection one(Path(), opening);
   sto_SqliteConnection other(Path(), opening);
@@ -61,7 +61,7 @@ TEST_F(SqliteErrors, BusyTellsWhoIsInTheWay) {
     ASSERT_TRUE(use.Step());
     one.Execute("INSERT INTO t VALUES(2)");
     std::string const commit = MessageOf(sto_ErrorKind::Busy, [&] { one.Execute("COMMIT"); });
-    EXPECT_TRUE(Contains(commit, "Another program is reading the store, which has to end")) << commit;
+    EXPECT_TRUE(Contains(commit, "Another program is reading the store and must finish")) << commit;
     EXPECT_TRUE(Contains(commit, "commit again")) << commit;
   }
   one.Execute("COMMIT");
@@ -71,27 +71,23 @@ TEST_F(SqliteErrors, MessageHasFileTextCodeAndAdvice) {
   sto_SqliteConnection::Opening const opening{SQLITE_OPEN_READWRITE, 0, false};
   std::string const missing =
       MessageOf(sto_ErrorKind::Unavailable, [&] { sto_SqliteConnection(Path("nowhere/x"), opening); });
-  EXPECT_EQ(missing, Path("nowhere/x") +
-                         ": SQLite: unable to open database file (code 14). Look whether the "
-                         "folder is there, and at the permissions of the file and its folder.");
+  EXPECT_EQ(missing, Path("nowhere/x") + ": SQLite: unable to open database file (code 14). Check that the "
+                                         "folder exists, and the permissions of the file and its folder.");
   WriteFile(Path("text"), std::string(5000, 'x'));
   sto_SqliteConnection text(Path("text"), opening);
   std::string const noStore =
       MessageOf(sto_ErrorKind::NotFound, [&] { text.Execute("SELECT * FROM sqlite_schema"); });
-  for (char const* const other : {"folder", "database"}) { // neither of which SQLite itself objects to
+  for (char const* const other : {"folder", "database"}) { // SQLite itself accepts both
     if (std::string(other) == "folder")
       std::filesystem::create_directory(Path(other));
     else
       SqlFile(Path(other)).Run("CREATE TABLE t(x)");
     std::string const refused =
         MessageOf(sto_ErrorKind::NotFound, [&] { sto_SqliteDriver::Open(Path(other), true); });
-    EXPECT_EQ(refused, Path(other) +
-                           ": This is not a store. Look at the name; if it is the right one, restore "
-                           "a copy.");
+    EXPECT_EQ(refused,
+              Path(other) + ": This is not a store. Check the name; if it is right, restore a copy.");
   }
-  EXPECT_EQ(noStore, Path("text") +
-                         ": This is not a store. Look at the name; if it is the right one, restore "
-                         "a copy.");
+  EXPECT_EQ(noStore, Path("text") + ": This is not a store. Check the name; if it is right, restore a copy.");
 }
 
 } // namespace

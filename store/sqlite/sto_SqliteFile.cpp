@@ -10,7 +10,8 @@
 
 namespace {
 
-/// The bytes of what SQLite keeps beside a file, which is beside the file itself, not beside a link to it.
+/// The size of a file that SQLite keeps beside another. It is beside the file itself, not beside a link to
+/// it.
 std::uintmax_t SizeBeside(std::string const& path, char const* suffix) {
   std::error_code error;
   std::filesystem::path const file = std::filesystem::weakly_canonical(path, error);
@@ -48,15 +49,14 @@ bool HasJournal(std::string const& path) {
 void CheckLocation(std::string const& path) {
   std::size_t const nul = path.find('\0');
   if (nul != std::string::npos)
-    sto_Raise(sto_ErrorKind::Misuse, path.substr(0, nul) + ": The location goes on after a NUL character, "
+    sto_Raise(sto_ErrorKind::Misuse, path.substr(0, nul) + ": The location continues after a NUL character, "
                                                            "which no file name can have.");
 }
 
 void CheckOptions(std::string const& path, sto_Options const& options) {
   if (options.m_BusyMilliseconds < 0)
-    sto_Raise(sto_ErrorKind::Misuse, path + ": Nobody can wait " +
-                                         std::to_string(options.m_BusyMilliseconds) +
-                                         " milliseconds for another session.");
+    sto_Raise(sto_ErrorKind::Misuse, path + ": Waiting for another session cannot take " +
+                                         std::to_string(options.m_BusyMilliseconds) + " milliseconds.");
 }
 
 bool IsForLog(sto_SqliteConnection::Header const& header) {

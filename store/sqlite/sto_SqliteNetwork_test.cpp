@@ -4,7 +4,7 @@
 
 namespace {
 
-/// Stores on a file system that is said to be one over the network.
+/// Stores on a file system that claims to be a network one.
 class StoreNetwork : public StoreFileTest, public testing::WithParamInterface<bool> {
  protected:
   void SetUp() override {
@@ -17,7 +17,7 @@ class StoreNetwork : public StoreFileTest, public testing::WithParamInterface<bo
     options.m_ReadersBesideWriter = GetParam();
     return options;
   }
-  /// As a program would on the machine where the file system is a local one.
+  /// As a program on the machine where the file system is local.
   void Write(std::string_view root) const {
     bool const isNew = !std::filesystem::exists(Path());
     sto_FileSystemQuery const query = sto_SetFileSystemQuery(nullptr);
@@ -72,7 +72,7 @@ TEST_P(StoreNetwork, StoreThatIsWrittenMeanwhileIsNotReadOn) {
   EXPECT_EQ(CountRoots(*driver), 1U);
   driver->Begin(false);
   Write("second");
-  MessageOf(sto_ErrorKind::Unavailable, [&] { driver->Commit(); }); // what was read may be of two states
+  MessageOf(sto_ErrorKind::Unavailable, [&] { driver->Commit(); }); // what was read may mix two states
   driver->Rollback();
   for (int i = 0; i < 2; ++i) {
     std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { driver->Begin(false); });
@@ -89,7 +89,7 @@ TEST_P(StoreNetwork, StoreIsCopiedToALocalDiskAndNotBack) {
   sto_SetFileSystemQuery(nullptr);
   driver->CopyTo(Path("copy"));
   Write("second");
-  MessageOf(sto_ErrorKind::Unavailable, [&] { driver->CopyTo(Path("other")); }); // it may be of two states
+  MessageOf(sto_ErrorKind::Unavailable, [&] { driver->CopyTo(Path("other")); }); // may mix two states
   driver->Rollback();
   EXPECT_FALSE(std::filesystem::exists(Path("other")));
   EXPECT_EQ(CountRoots(*sto_SqliteDriver::Open(Path("copy"), false)), 1U);
@@ -98,7 +98,7 @@ TEST_P(StoreNetwork, StoreIsCopiedToALocalDiskAndNotBack) {
 INSTANTIATE_TEST_SUITE_P(Journals, StoreNetwork, testing::Bool(),
                          [](auto const& hasLog) { return hasLog.param ? "Log" : "Rollback"; });
 
-TEST(StoreFileSystem, NetworkFileSystemsAreToldByTheirNumbersAndTypes) {
+TEST(StoreFileSystem, NetworkFileSystemsAreRecognisedByTheirNumbersAndTypes) {
   EXPECT_EQ(sto_NetworkFileSystemOf(0x6969, ""), "NFS");
   EXPECT_EQ(sto_NetworkFileSystemOf(0xFE534D42, ""), "SMB2");
   EXPECT_EQ(sto_NetworkFileSystemOf(0xFF534D42, ""), "CIFS");

@@ -18,7 +18,7 @@ constexpr std::size_t SlotOf(std::int64_t id) noexcept {
   return static_cast<std::size_t>(id % sto_SqliteObjects::IdsInPack);
 }
 
-/// Replaced records in a pack are kept until there are more bytes of them than this.
+/// Replaced records stay in a pack until it has more bytes than this.
 constexpr std::size_t MaxContentBytes = 4 * sto_SqliteObjects::IdsInPack * sto_SqliteObjects::MaxPackedBytes;
 
 } // namespace
@@ -71,7 +71,7 @@ sto_SqliteObjects::Pack& sto_SqliteObjects::Find(std::int64_t key) {
     found->m_InOwnRow = 0;
     found->m_Content.clear();
     found->m_Entries.fill({});
-    // What was evicted in this transaction is stored beyond the key that was the last one when it began.
+    // A pack that this transaction has made and evicted is stored, and LastStoredKey counts it.
     found->m_IsNew = key * IdsInPack >= m_FirstNewId && key > LastStoredKey();
     if (found->m_IsNew)
       m_LastStoredKey = key;
@@ -149,7 +149,7 @@ void sto_SqliteObjects::RaiseDamaged(std::int64_t key) const {
 }
 
 bool sto_SqliteObjects::Read(std::int64_t id, unsigned int& classId, sto_Bytes& record) {
-  if (m_HasPacks && id > 0) { // what the store says may be damaged
+  if (m_HasPacks && id > 0) { // an id from a damaged store may be anything
     Pack const& pack = Find(PackOf(id));
     if (Entry const& entry = pack.m_Entries[SlotOf(id)]; entry.m_SizeBytes != 0) {
       classId = entry.m_ClassId;
@@ -244,7 +244,8 @@ std::vector<std::int64_t> sto_SqliteObjects::Ids(std::int64_t first, std::int64_
 
 std::int64_t sto_SqliteObjects::Count() {
   Flush();
-  // Of count(*) SQLite makes one step, however long it takes, and a damaged tree may be endless.
+  // Intentional: count(id) and not count(*). For count(*) SQLite takes a single step however long it runs, so
+  // that counting steps would not end it on a damaged, endless tree.
   sto_SqliteStatement rows(m_Connection, "SELECT count(id) FROM object");
   sto_SqliteStatement::Use row(rows);
   std::int64_t count = row.AllowAllRows().Step() ? row.Integer(0) : 0;

@@ -9,7 +9,8 @@
 
 namespace {
 
-/// SQLite fills a last page that was cut short with zeros, and some zeros look like rows.
+/// Damaged for a file that is shorter than its header says. SQLite would fill a last page that is cut short
+/// with zeros, and some zeros look like rows.
 void CheckSize(sto_SqliteConnection& connection) {
   if (sto_SqliteFile::HasLog(connection.FullPath())) return; // the log may hold the newest pages
   auto const expected = static_cast<std::uintmax_t>(connection.SizeBytes());
@@ -20,10 +21,10 @@ void CheckSize(sto_SqliteConnection& connection) {
                                         " bytes.");
 }
 
-/// Whether this is a store that can be used.
+/// Raises unless the file is a store that this program can use.
 void Check(sto_SqliteConnection& connection) {
   sto_BeginSqlite(connection);
-  connection.Execute("BEGIN"); // all of it is of one state
+  connection.Execute("BEGIN"); // so that everything read is of one state
   sto_CheckSqliteSchema(connection);
   CheckSize(connection);
   connection.Execute("COMMIT");
@@ -36,7 +37,7 @@ std::unique_ptr<sto_SqliteConnection> Connect(std::string const& path, sto_Optio
   return std::make_unique<sto_SqliteConnection>(path, opening);
 }
 
-/// `reason`: why the store is not opened in the ordinary way.
+/// Opens a store without locks. `reason`: why it is not opened in the ordinary way.
 sto_SqliteOpening OpenWithoutLocks(std::string const& path, sto_Options const& options,
                                    std::string const& reason) {
   sto_SqliteOpening opened{Connect(path, options, SQLITE_OPEN_READONLY, true), std::nullopt};
@@ -51,7 +52,7 @@ sto_SqliteOpening OpenWithoutLocks(std::string const& path, sto_Options const& o
   return opened;
 }
 
-/// Whether opening failed because there can be no log here, and none is needed.
+/// Whether opening failed because no log can be created here, though none is needed.
 bool CanDoWithoutLog(sto_SqliteConnection const& connection, int code) {
   int const primary = code & 0xFF;
   return (primary == SQLITE_CANTOPEN || primary == SQLITE_READONLY) &&
@@ -62,13 +63,13 @@ bool CanDoWithoutLog(sto_SqliteConnection const& connection, int code) {
 } // namespace
 
 void sto_BeginSqlite(sto_SqliteConnection& connection) {
-  // First of all, for what SQLite may have to write before it can read: undoing what a crash has left.
+  // First, because SQLite may have to undo what a crash has left, and so write, before it can read.
   connection.Execute("PRAGMA synchronous = EXTRA");
 }
 
 void sto_ConfigureSqlite(sto_SqliteConnection& connection) {
-  // Whether there is a write-ahead log is the file's own property. Rows that go are not overwritten with
-  // zeros, as some builds of SQLite would: that makes a deletion cost as much as a write.
+  // The journal mode is not set here: the file keeps it. Deleted rows are not overwritten with zeros, as some
+  // builds of SQLite do by default: that would make a deletion as expensive as a write.
   connection.Execute("PRAGMA secure_delete = OFF; PRAGMA mmap_size = 1099511627776;"
                      "PRAGMA temp_store = MEMORY;");
 }
@@ -79,8 +80,7 @@ sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly, sto_Opt
   if (!sto_SqliteFile::IsThere(path)) sto_Raise(sto_ErrorKind::NotFound, path + ": There is no such file.");
   if (!sto_SqliteFile::IsRegular(path)) sto_RaiseNoStore(path);
   if (std::string const network = sto_NetworkFileSystem(path); !network.empty()) {
-    std::string const reason =
-        "On a network file system (" + network + ") programs cannot keep out of each other's way";
+    std::string const reason = "On a network file system (" + network + ") file locks are unreliable";
     if (!readOnly)
       sto_Raise(sto_ErrorKind::Unavailable,
                 path + ": " + reason + ", so a store there can be read, but not written.");
@@ -92,7 +92,7 @@ sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly, sto_Opt
   } catch (sto_Exception const&) {
     if (!readOnly || !CanDoWithoutLog(*connection, sqlite3_extended_errcode(connection->Handle()))) throw;
     connection.reset();
-    return OpenWithoutLocks(path, options, "There can be no write-ahead log here");
+    return OpenWithoutLocks(path, options, "A write-ahead log cannot be created here");
   }
   bool const cannotWrite = sqlite3_db_readonly(connection->Handle(), "main") != 0;
   if (cannotWrite && !readOnly) sto_RaiseNotWritable(path);
@@ -108,6 +108,6 @@ void sto_FoldSqliteLog(std::string const& path) noexcept {
     if (connection.QueryText("PRAGMA journal_mode") != "wal") return;
     // The last session that closes also takes the log away; this is for when it is not the last.
     sqlite3_wal_checkpoint_v2(connection.Handle(), "main", SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
-  } catch (...) { // the next session does it
+  } catch (...) { // the next session will do it
   }
 }

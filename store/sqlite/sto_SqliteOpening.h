@@ -8,30 +8,30 @@
 #include "store/sqlite/sto_SqliteFile.h"
 #include "store/sto_Options.h"
 
-/// An open file that is a store.
+/// The open file of a store.
 struct sto_SqliteOpening {
   std::unique_ptr<sto_SqliteConnection> m_Connection;
-  /// Set when the file is read without locks: it must stay in this state.
+  /// Set if the file is read without locks: the state in which it must stay.
   std::optional<sto_SqliteFile::State> m_FixedState;
 };
 
-/// Opens a store that is there. See sto_SqliteDriver::Open.
+/// Opens an existing store. See sto_SqliteDriver::Open.
 ///
-/// Where SQLite's locks do not work (a network file system) or a log cannot be made (no permission to write
-/// to the folder), a store that is only to be read, and has neither log nor journal, is read without locks.
+/// A store is read without locks where SQLite's locks do not work (a network file system) or a log cannot be
+/// created (the folder is not writable). That needs a store that is opened for reading only and has neither
+/// log nor journal.
 [[nodiscard]] sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly,
                                                sto_Options const& options);
 
-/// Makes a store. See sto_SqliteDriver::Create.
+/// Creates a store. See sto_SqliteDriver::Create.
 [[nodiscard]] std::unique_ptr<sto_SqliteConnection> sto_CreateSqlite(std::string const& path,
                                                                      sto_Options const& options);
 
-/// What a connection gets before anything in its file is asked for.
+/// Prepares a new connection; call it before anything in the file is read.
 void sto_BeginSqlite(sto_SqliteConnection& connection);
-/// How a connection works with a store.
+/// Configures a connection for work with a store.
 void sto_ConfigureSqlite(sto_SqliteConnection& connection);
 
-/// Brings what is in the write-ahead log of a store into its file and takes the log away, unless another
-/// session needs it, for a session that could not do it itself. Does nothing when the file may not be
-/// written.
+/// Copies the content of a store's write-ahead log to its file and removes the log, unless another session
+/// needs it. For a session that only read and could not do it. Does nothing if the file is not writable.
 void sto_FoldSqliteLog(std::string const& path) noexcept;

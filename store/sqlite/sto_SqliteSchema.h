@@ -2,16 +2,16 @@
 
 #include <cstdint>
 
-/// The tables of a store in SQLite, as docs/store-format.md has them.
+/// The tables of a store in SQLite, as docs/store-format.md describes them.
 namespace sto_SqliteSchema {
 
-/// Stands in the file's header and tells a store from other SQLite files: "KVLS".
+/// Is in the file's header and tells a store from other SQLite files: "KVLS".
 inline constexpr std::int64_t ApplicationId = 0x4B564C53;
 
-/// Unless somebody asks for another: large enough that a block of numbers takes two pages instead of five.
+/// The default page size: large enough that a block of numbers takes two pages instead of five.
 inline constexpr int PageBytes = 16384;
 
-/// What format 2 added.
+/// Added by format 2.
 inline constexpr char AttributeTable[] = R"(
 CREATE TABLE attribute(
   class_id INTEGER NOT NULL,
@@ -24,7 +24,7 @@ CREATE TABLE attribute(
   PRIMARY KEY(class_id, version, name)) WITHOUT ROWID;
 )";
 
-/// What format 3 added.
+/// Added by format 3.
 inline constexpr char PackTables[] = R"(
 CREATE TABLE pack(key INTEGER PRIMARY KEY, data BLOB NOT NULL);
 CREATE TABLE moved_block(place INTEGER PRIMARY KEY, data BLOB NOT NULL);

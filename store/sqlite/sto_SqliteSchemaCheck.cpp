@@ -18,7 +18,7 @@ struct Table {
   bool m_IsFound = false;
 };
 
-/// Adds the tables that some statements make.
+/// Adds the tables that a text of CREATE TABLE statements makes.
 void AddTables(std::string_view statements, std::vector<Table>& tables) {
   constexpr std::string_view Start = "CREATE TABLE ";
   for (std::size_t at = statements.find(Start); at != std::string_view::npos;) {
@@ -43,7 +43,7 @@ std::vector<Table> TablesOf(std::int64_t formatVersion) {
             connection.Path() + ": The store's header or tables are damaged: " + what + ".");
 }
 
-/// One row of SQLite's own table of what there is.
+/// One row of SQLite's own table of tables, indexes and so on.
 struct Entry {
   std::string m_Type, m_Name, m_Table, m_Sql;
 };
@@ -53,7 +53,7 @@ bool IsStatistics(Entry const& entry) {
          entry.m_Sql.starts_with("CREATE TABLE sqlite_stat");
 }
 
-/// SQLite makes an index by itself where a table asks for unique values.
+/// Whether SQLite made an index by itself, for a table with unique values.
 bool IsOwnIndex(Entry const& entry, std::vector<Table> const& tables) {
   return entry.m_Type == "index" && entry.m_Sql.empty() &&
          entry.m_Name.starts_with("sqlite_autoindex_" + entry.m_Table + "_") &&
@@ -65,8 +65,7 @@ void CheckEntry(sto_SqliteConnection const& connection, Entry const& entry, std:
   auto const table = std::ranges::find(tables, entry.m_Name, &Table::m_Name);
   if (entry.m_Type != "table" || table == tables.end() || entry.m_Table != entry.m_Name)
     RaiseDamaged(connection, entry.m_Type + " " + entry.m_Name + " does not belong in a store");
-  if (entry.m_Sql != table->m_Sql)
-    RaiseDamaged(connection, "table " + entry.m_Name + " is not as it was made");
+  if (entry.m_Sql != table->m_Sql) RaiseDamaged(connection, "table " + entry.m_Name + " was changed");
   table->m_IsFound = true;
 }
 

@@ -2,7 +2,7 @@
 
 #include "store/sqlite/sto_SqliteConnection.h"
 
-/// What the header of a file says of itself.
+/// The numbers in a file's header that say what the file is.
 struct sto_SqliteIdentity {
   std::int64_t m_ApplicationId;
   std::int64_t m_FormatVersion;
@@ -10,9 +10,9 @@ struct sto_SqliteIdentity {
 
 [[nodiscard]] sto_SqliteIdentity sto_ReadSqliteIdentity(sto_SqliteConnection& connection);
 
-/// Raises unless the file is a store of a format that this module reads and holds that format's tables and
-/// nothing else that SQLite would act on. NotFound: no store. NewerFormat. Damaged: a table is missing or
-/// not as it was made, or there is something that does not belong in a store (a table, an index, a trigger, a
-/// view); the message names it. SQLite's own tables of statistics may be there.
-/// Call it in a transaction: another session may bring an older store to the present format at any moment.
+/// Raises unless the file is a store of a format that this module reads, with exactly that format's tables.
+/// NotFound: no store. NewerFormat. Damaged: a table is missing or was changed, or something does not belong
+/// in a store (a table, an index, a trigger, a view); the message names it. SQLite's own tables of statistics
+/// are allowed. REQUIRES: an open transaction, because another session may upgrade an older store at any
+/// moment.
 void sto_CheckSqliteSchema(sto_SqliteConnection& connection);

@@ -35,7 +35,7 @@ void sto_SqliteTransaction::Rollback() noexcept {
 }
 
 bool sto_SqliteTransaction::Undo() noexcept {
-  // The result says little: SQLite also undoes by itself, and then there is nothing to undo.
+  // The result says little: SQLite may have undone the transaction by itself, and then ROLLBACK fails.
   if (IsOpenInFile() && m_Statements)
     static_cast<void>(sto_SqliteStatement::Use(m_Statements->m_Rollback).TryStep());
   m_MustUndo = IsOpenInFile();
@@ -51,13 +51,13 @@ void sto_SqliteTransaction::RaiseNotUndone() {
   if (Undo()) RaiseUndone();
   sto_Raise(sto_ErrorKind::Unavailable,
             m_Connection.Path() +
-                ": The last transaction could not be undone yet for want of memory; nothing "
-                "can be done before. It is tried again at the next operation.");
+                ": The last transaction could not be undone yet, for lack of memory; nothing "
+                "else can be done before. The next operation tries again.");
 }
 
 void sto_SqliteTransaction::RaiseUndone() const {
   sto_Raise(sto_ErrorKind::Unavailable,
-            m_Connection.Path() + ": The transaction was undone by a failure; roll it back.");
+            m_Connection.Path() + ": A failure has undone the transaction; roll it back.");
 }
 
 void sto_SqliteTransaction::OpenMark() {

@@ -4,11 +4,11 @@
 
 #include "store/sqlite/sto_SqliteConnection.h"
 
-/// The transactions of a connection, one at a time, with one mark in it at most.
+/// The transactions of a connection: one at a time, each with at most one mark.
 ///
-/// What begins, ends and undoes them was prepared when the file was opened, so that undoing needs no memory
-/// of ours and next to none of SQLite's. When it fails all the same, for want of memory, it is repeated
-/// before the next operation; until it succeeds every operation raises Unavailable.
+/// The statements that begin, end and undo them are prepared when the file is opened, so that undoing needs
+/// no memory of ours and hardly any of SQLite's. If undoing fails nevertheless, for lack of memory, every
+/// later operation tries it again first, and raises Unavailable until it succeeds.
 ///
 /// Thread rule: one thread.
 class sto_SqliteTransaction {
@@ -17,27 +17,27 @@ class sto_SqliteTransaction {
 
   /// Busy, Unavailable.
   void Begin(bool forWriting);
-  /// Unavailable when the transaction is no more, because a failure undid it. Otherwise see
-  /// sto_Driver::Commit.
+  /// Unavailable if a failure has undone the transaction. Otherwise see sto_Driver::Commit.
   void Commit();
   void Rollback() noexcept;
-  /// Whether a transaction is open that was not meant to be undone.
+  /// Whether a transaction is open and was not rolled back.
   [[nodiscard]] bool IsOpen() const noexcept { return !m_MustUndo && IsOpenInFile(); }
 
-  /// Every operation asks first whether the last transaction is undone. Unavailable when it was not till now.
+  /// Unavailable while the last transaction could not be undone. Every operation calls this first.
   void CheckUndone() {
     if (m_MustUndo) RaiseNotUndone();
   }
-  /// So does every operation that writes, which outside a transaction would be durable at once. Unavailable.
+  /// Unavailable without an open transaction. Every operation that writes calls this first: what it wrote
+  /// outside of a transaction would be durable at once.
   void CheckOpen();
 
   void OpenMark();
   void ReleaseMark();
-  /// Goes back to the mark and takes it away.
+  /// Undoes what was written since the mark, and removes the mark.
   void RollbackToMark();
 
-  /// The statements are prepared again at the next Begin: SQLite forgets them when tables that were made in
-  /// a transaction are undone.
+  /// Prepares the statements again at the next Begin. Call it when the creation of tables was undone: SQLite
+  /// forgets statements then.
   void PrepareAgain() noexcept { m_Statements.reset(); }
 
  private:
@@ -48,7 +48,7 @@ class sto_SqliteTransaction {
   };
 
   [[nodiscard]] bool IsOpenInFile() const noexcept;
-  /// Undoes what is open; whether nothing is open now.
+  /// Undoes the open transaction; returns whether none is open now.
   bool Undo() noexcept;
   [[noreturn]] void RaiseNotUndone();
   [[noreturn]] void RaiseUndone() const;

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// How the driver undoes what it did, also when memory has run out, and what a failed commit leaves.
+/// How the driver rolls back, also when memory has run out, and the state after a failed commit.
 class StoreUndo : public StoreFileTest {
  protected:
   static constexpr int Blocks = 100;
@@ -75,7 +75,7 @@ TEST_F(StoreUndo, RollbackThatFailsIsRepeatedAndKeepsEverythingElseBack) {
   sto_SqliteTransaction transaction(connection);
   transaction.Begin(true);
   connection.Execute("DELETE FROM root");
-  // After this SQLite must prepare its statements again, the one that undoes as well.
+  // Now SQLite must prepare its statements again, including the one that rolls back.
   sqlite3_set_authorizer(
       connection.Handle(),
       [](void*, int, char const*, char const*, char const*, char const*) { return SQLITE_OK; }, nullptr);
@@ -100,7 +100,7 @@ TEST_F(StoreUndo, RollbackThatFailsIsRepeatedAndKeepsEverythingElseBack) {
 
 TEST_F(StoreUndo, ReturnToTheMarkAllocatesNothingAndBringsBackWhatWasMoved) {
   m_Driver->Begin(true);
-  Overwrite(1, 80, 7); // most of them are moved
+  Overwrite(1, 80, 7); // moves most of them
   m_Driver->SetMark();
   Overwrite(1, Blocks, 8);
   m_Driver->DeleteBlocks(40, 60);
@@ -181,7 +181,7 @@ TEST_F(StoreUndo, CommitThatIsBusyCanBeTriedAgain) {
   ExpectBlocks(1, 50, 9);
 }
 
-/// What SQLite leaves after a commit that failed for another reason than that the store is in use.
+/// What SQLite leaves after a commit that failed for any reason but Busy.
 TEST_F(StoreUndo, CommitThatFailsOtherwiseIsUndoneOrDoneAndASecondOneRaises) {
   m_Driver.reset();
   using Fault = StoreFaultVfs::Fault;
@@ -213,7 +213,7 @@ TEST_F(StoreUndo, CommitThatFailsOtherwiseIsUndoneOrDoneAndASecondOneRaises) {
         bool const struck = StoreFaultVfs::HasStruck();
         StoreFaultVfs::Disarm();
         failures += hasFailed ? 1 : 0;
-        // All or nothing; what the error was reported of late may be there.
+        // All or nothing: if the error came after the last write, the new state may be there.
         m_Driver->Begin(false);
         sto_Bytes data;
         ASSERT_TRUE(m_Driver->ReadBlock(1, data));

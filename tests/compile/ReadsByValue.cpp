@@ -1,5 +1,5 @@
-// Compiles; with SLIP it does not, and the compiler says why: 1 in a type adapter, 2 where an object is
-// loaded, 3 where it is shared, 4 where it has an owner.
+// Compiles as it is. With SLIP defined it must not, and the compiler prints why: 1 in a type adapter, 2 in a
+// load, 3 in a shared load, 4 in a load for one owner.
 #include "store/sto_Store.h"
 
 #if defined(SLIP)

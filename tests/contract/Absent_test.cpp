@@ -12,20 +12,20 @@
 #include "persist/visitors/cls_BlobReader.h"
 #include "tests/contract/ContractTest.h"
 
-// What is not there: fields take their defaults, and objects are empty ones, never null pointers.
+// Absent data: fields read as their defaults, objects as empty ones, never as null pointers.
 
 namespace {
 
 CONTRACT_SUITE(ContractAbsent);
 
-/// What holds of every object without fields and without collection.
+/// Expectations for every object without fields and collections.
 void ExpectNothingIn(cls_MementoRead& memento) {
   ForScalarTypes([&]<class T>(std::type_identity<T>) {
     EXPECT_EQ(memento.FieldIsPresent(FieldFor<T>()), 0);
     EXPECT_EQ(memento.DataIsPresent(FieldFor<T>()), 0);
     EXPECT_TRUE(IsSameValue(memento.Read(FieldFor<T>(), SampleOf<T>(5)), SampleOf<T>(5)));
   });
-  static_cast<void>(memento.ReadEnum(FieldOf("Enum"))); // what it yields is the back end's
+  static_cast<void>(memento.ReadEnum(FieldOf("Enum"))); // the result is up to the back end
   std::array<char, 4> bytes{'a', 'b', 'c', 'd'};
   EXPECT_EQ(memento.ReadBytes(FieldOf("Bytes"), bytes.data(), 4), -1);
   EXPECT_EQ(std::string(bytes.data(), 4), "abcd");
@@ -223,7 +223,7 @@ TEST_P(ContractAbsent, AVisitorOnAnAbsentObjectReadsDefaults) {
   });
 }
 
-TEST_P(ContractAbsent, AFieldThatAnEarlierSaveHadIsGoneWhenTheLaterDoesNotWriteIt) {
+TEST_P(ContractAbsent, AFieldThatTheNextSaveDoesNotWriteIsGone) {
   COVERS(cls_MementoRead, 4, 5, 7, 13);
   Write([](cls_WriteVisitor const& visitor) {
     visitor.Write(FieldFor<int>(), 3);
@@ -246,7 +246,7 @@ TEST_P(ContractAbsent, AnUnknownRootIsNotFound) {
   EXPECT_TRUE(Contains(message, "nothing")) << message;
 }
 
-TEST_P(ContractAbsent, AbsentObjectsHoldAbsentObjectsDeeperThanStoredOnesCan) {
+TEST_P(ContractAbsent, AbsentObjectsNestDeeperThanStoredOnesCan) {
   COVERS(cls_MementoRead, 7);
   Write([](cls_WriteVisitor const&) {});
   Read([](cls_ReadVisitor const& visitor) {
@@ -257,7 +257,7 @@ TEST_P(ContractAbsent, AbsentObjectsHoldAbsentObjectsDeeperThanStoredOnesCan) {
   });
 }
 
-/// What holds of the collections of every object that is not there.
+/// Expectations for the collections of every absent object.
 void ExpectNoCollections(cls_MementoRead& memento) {
   ForListTypes([&]<class T>(std::type_identity<T>) {
     SCOPED_TRACE(ContractTypeName<T>);
@@ -310,7 +310,7 @@ template <class K> void ExpectNoMap(cls_MementoRead& memento) {
   EXPECT_EQ(agent->Count(), 0);
 }
 
-/// And of its agents of objects and bytes.
+/// Expectations for its agents of objects and bytes.
 void ExpectNoAgents(cls_MementoRead& memento) {
   AgentHolder<cls_AgentListObj> const list(memento.MakeAgentListObj());
   EXPECT_EQ(list->Count(), 0);
@@ -347,7 +347,7 @@ void ExpectNothingAtAll(cls_MementoRead& memento) {
   COVERS(cls_MementoRead, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42);       \
   COVERS(cls_MementoRead, 43, 44, 45, 46, 47, 48, 49, 50, 51, 52, 53, 54, 55, 56, 57, 58)
 
-TEST_P(ContractAbsent, EveryOperationOnAnAbsentObjectFindsNothing) {
+TEST_P(ContractAbsent, AbsentObjectFindsNothing) {
   COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT();
   COVERS(cls_AgentListPrim, 1, 3, 5, 10);
   COVERS(cls_AgentListObj, 1, 3, 5, 6, 7, 12, 14);
@@ -366,7 +366,7 @@ TEST_P(ContractAbsent, EveryOperationOnAnAbsentObjectFindsNothing) {
   EXPECT_EQ(Store().ObjectCount(), 2);
 }
 
-TEST_P(ContractAbsent, EveryOperationOnABasePartThatWasNotWrittenFindsNothing) {
+TEST_P(ContractAbsent, UnwrittenBasePartFindsNothing) {
   COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT();
   // The object has fields, and a list of its own.
   Write([](cls_WriteVisitor const& visitor) {
@@ -382,7 +382,7 @@ TEST_P(ContractAbsent, EveryOperationOnABasePartThatWasNotWrittenFindsNothing) {
   });
 }
 
-TEST_P(ContractAbsent, EveryOperationOnAnObjectThatAReferenceNamesInVainFindsNothing) {
+TEST_P(ContractAbsent, DanglingReferenceFindsNothing) {
   COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT();
   Write([](cls_WriteVisitor const& visitor) {
     visitor.Memento()->WriteReference(FieldOf("Reference"), cls_Uid());
@@ -394,7 +394,7 @@ TEST_P(ContractAbsent, EveryOperationOnAnObjectThatAReferenceNamesInVainFindsNot
   });
 }
 
-TEST_P(ContractAbsent, EveryOperationOnAnElementThatIsNotThereFindsNothing) {
+TEST_P(ContractAbsent, MissingElementFindsNothing) {
   COVERS_EVERY_OPERATION_ON_AN_ABSENT_OBJECT();
   COVERS(cls_AgentListObj, 6);
   COVERS(cls_AgentMapKey2Obj, 6);
@@ -425,7 +425,7 @@ TEST_P(ContractAbsent, EveryOperationOnAnElementThatIsNotThereFindsNothing) {
   });
 }
 
-TEST_P(ContractAbsent, AgentsOfAbsentListsRefuseToBeWrittenWhenTheLoadIsOver) {
+TEST_P(ContractAbsent, AgentsOfAbsentListsRefuseWritesAfterTheLoad) {
   COVERS(cls_MementoRead, 51, 52, 53, 54, 55, 56);
   COVERS(cls_AgentListPrim, 1, 5, 6, 10);
   Write([](cls_WriteVisitor const&) {});

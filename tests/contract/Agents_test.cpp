@@ -28,7 +28,7 @@ template <class T> std::unique_ptr<T[]> Samples(int first, int count) {
   return values;
 }
 
-/// Writes a list of `count` elements through an agent, which is kept.
+/// Writes a list of `count` elements through an agent and keeps the agent.
 template <class T>
 void WriteThroughAgent(cls_WriteVisitor const& visitor, Kept& kept, int count, int sizeHint = 1) {
   WriteCollectionOf<T>(visitor, ListKind, [&](cls_MementoWrite& memento) {
@@ -224,7 +224,7 @@ TEST_P(ContractAgents, AnAgentCountsItsReferences) {
   });
 }
 
-TEST_P(ContractAgents, AnAgentOfAStoreThatIsReadOnlySaysSoAndRefuses) {
+TEST_P(ContractAgents, AnAgentOfAReadOnlyStoreSaysSoAndRefusesWrites) {
   COVERS(cls_AgentListPrim, 5, 10);
   Write([&](cls_WriteVisitor const& visitor) { WriteThroughAgent<int>(visitor, m_Kept, 10); });
   EXPECT_FALSE((*Take(StoredAgent<int>))->ReadOnly());

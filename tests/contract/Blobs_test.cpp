@@ -206,7 +206,7 @@ TEST_P(ContractBlobs, ABlobAgentCountsItsReferences) {
   });
 }
 
-TEST_P(ContractBlobs, ABlobOfAStoreThatIsReadOnlySaysSoAndRefuses) {
+TEST_P(ContractBlobs, ABlobOfAReadOnlyStoreSaysSoAndRefusesWrites) {
   COVERS(cls_AgentBlob, 3, 4, 10);
   Write([](cls_WriteVisitor const& visitor) { WriteBlob(visitor, Pattern(100)); });
   EXPECT_FALSE((*Take(OpenBlob))->ReadOnly());

@@ -4,13 +4,13 @@
 #include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
-// Whole branches that proxies carry, and the check of declared collections.
+// Branches copied by proxies, and the check of declared collections.
 
 namespace {
 
 CONTRACT_SUITE(ContractBranches);
 
-/// Stands for an object with a number and a child of its own.
+/// A proxy for an object with a number and a child.
 struct BranchProxy : cls_AgentProxy {
   bool Transfer(cls_StorageTypeId const& storage, cls_MementoWrite* writer,
                 cls_FieldHandle const& field) override {
@@ -103,7 +103,7 @@ struct Declared {
   Build m_Build;
 };
 
-/// What is declared, and codes that are accepted there.
+/// Declared collections, each with a code that is accepted for it.
 std::vector<Declared> AcceptedLists() {
   return {{ListKind, "TableDouble", COLLECTION_TABLE_DOUBLE, BuildList<double>},
           {ListKind, "ListBool", COLLECTION_LIST_BOOL, BuildList<bool>},
@@ -129,19 +129,19 @@ void WriteDeclared(cls_WriteVisitor const& visitor, Declared const& item) {
   item.m_Build(*child.Memento());
 }
 
-TEST_P(ContractBranches, AListThatIsWrittenAsDeclaredIsAccepted) {
+TEST_P(ContractBranches, AListOfTheDeclaredTypeIsAccepted) {
   COVERS(cls_MementoWrite, 54);
   for (Declared const& item : AcceptedLists())
     Write([&](cls_WriteVisitor const& visitor) { WriteDeclared(visitor, item); });
 }
 
-TEST_P(ContractBranches, MapsAndObjectCollectionsThatAreAcceptedForTheDeclaredOnesAreWritten) {
+TEST_P(ContractBranches, AcceptedMapsAndObjectCollectionsAreWritten) {
   COVERS(cls_MementoWrite, 54);
   for (Declared const& item : AcceptedMapsAndObjects())
     Write([&](cls_WriteVisitor const& visitor) { WriteDeclared(visitor, item); });
 }
 
-TEST_P(ContractBranches, TheCheckAsksForTheDeclarationWhateverIsWrittenYet) {
+TEST_P(ContractBranches, TheCheckComparesWithTheDeclarationBeforeAnythingIsWritten) {
   COVERS(cls_MementoWrite, 54);
   Write([&](cls_WriteVisitor const& visitor) {
     for (Declared const& item : AcceptedLists())
@@ -150,7 +150,7 @@ TEST_P(ContractBranches, TheCheckAsksForTheDeclarationWhateverIsWrittenYet) {
   });
 }
 
-TEST_P(ContractBranches, AStoredCollectionIsAcceptedAsWhatItIs) {
+TEST_P(ContractBranches, AStoredCollectionIsAcceptedAsItsOwnType) {
   COVERS(cls_MementoRead, 58);
   Write([](cls_WriteVisitor const& visitor) {
     WriteCollectionOf<int>(visitor, ListKind, [](cls_MementoWrite& memento) {
@@ -163,11 +163,11 @@ TEST_P(ContractBranches, AStoredCollectionIsAcceptedAsWhatItIs) {
   });
 }
 
-TEST_P(ContractBranches, AMismatchedCollectionFailsTheSaveAndNamesTheAttribute) {
+TEST_P(ContractBranches, AMismatchOnWritingFailsTheSaveAndNamesTheAttribute) {
   COVERS(cls_MementoWrite, 54);
   struct Mismatch {
     Declared m_Item;
-    char const* m_Named; // the code, as sources write it
+    char const* m_Named; // the code as in source code
   };
   std::vector<Mismatch> const mismatches{
       {{ListKind, "ListInt", COLLECTION_LIST_DOUBLE, BuildList<int>}, "COLLECTION_LIST_DOUBLE"},
@@ -189,7 +189,7 @@ TEST_P(ContractBranches, AMismatchedCollectionFailsTheSaveAndNamesTheAttribute) 
   EXPECT_EQ(Store().ObjectCount(), 0);
 }
 
-TEST_P(ContractBranches, AMismatchOnTheWayOutIsTheWrongClass) {
+TEST_P(ContractBranches, AMismatchOnReadingIsWrongClass) {
   COVERS(cls_MementoRead, 58);
   Write([](cls_WriteVisitor const& visitor) {
     WriteCollectionOf<int>(visitor, ListKind, [](cls_MementoWrite& memento) {

@@ -9,13 +9,13 @@
 #include "persist/visitors/cls_BlobWriter.h"
 #include "tests/contract/ContractContent.h"
 
-// Roots that go, and the collection of what no root leads to any more.
+// Removing roots, and collecting the objects that are no longer reachable.
 
 namespace {
 
 class ContractCollecting : public ContractTest {
  protected:
-  /// Collects, twice: the second time there is nothing left to go. Then the next step.
+  /// Collects twice; the second time nothing is left to collect. Then starts the next step.
   void ExpectCollected(std::int64_t count) {
     std::int64_t const before = Store().ObjectCount();
     EXPECT_EQ(Store().CollectGarbage(), count);
@@ -24,7 +24,7 @@ class ContractCollecting : public ContractTest {
     EXPECT_EQ(Store().CollectGarbage(), 0);
     EXPECT_EQ(Store().ObjectCount(), before - count);
   }
-  /// Saves an object with each of EveryLed, under its number.
+  /// Saves an object for each entry of EveryLed, under its number.
   void SaveEveryLed();
   void ExpectNumber(int number, std::string_view root) {
     Read([=](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), number); }, root);
@@ -34,7 +34,7 @@ CONTRACT_FIXTURE(ContractCollecting);
 
 constexpr unsigned int ElementId = Scripted::TypeId();
 
-/// One kind of thing that an object leads to, and how many objects it is.
+/// One kind of thing that an object can hold, and its number of objects.
 struct Led {
   char const* m_Name;
   std::int64_t m_Objects;
@@ -117,7 +117,7 @@ void ContractCollecting::SaveEveryLed() {
   transaction.Commit();
 }
 
-TEST_P(ContractCollecting, WhatARootLeadsToStays) {
+TEST_P(ContractCollecting, ReachableObjectsStay) {
   COVERS(cls_MementoWrite, 3, 18, 20, 21, 33, 34, 35, 36, 37, 38, 53);
   COVERS(cls_MementoRead, 7, 20, 37, 38, 39, 40, 41, 42, 57);
   EXPECT_EQ(Store().CollectGarbage(), 0);
@@ -127,7 +127,7 @@ TEST_P(ContractCollecting, WhatARootLeadsToStays) {
   Read([](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 1); });
 }
 
-TEST_P(ContractCollecting, WhatOnlyARemovedRootLedToGoesAndTheRestStaysAsItIs) {
+TEST_P(ContractCollecting, UnreachableObjectsAreCollectedAndTheRestStaysAsItIs) {
   COVERS(cls_MementoWrite, 3, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 35, 36, 37, 38, 39, 40, 41, 42, 43,
          53);
   COVERS(cls_MementoRead, 7, 26, 27, 28, 29, 30, 31);
@@ -193,7 +193,7 @@ TEST_P(ContractCollecting, AnObjectThatIsSavedAgainLosesWhatItNoLongerHolds) {
   ExpectNumber(4, "3");
 }
 
-TEST_P(ContractCollecting, BasePartsAndWhatTheyHoldGoAndStayWithTheirObject) {
+TEST_P(ContractCollecting, BasePartsAndWhatTheyHoldAreKeptOrCollectedWithTheirObject) {
   COVERS(cls_MementoWrite, 3, 5);
   COVERS(cls_MementoRead, 7, 8);
   struct HoldsNode : Middle {
@@ -225,7 +225,7 @@ TEST_P(ContractCollecting, BasePartsAndWhatTheyHoldGoAndStayWithTheirObject) {
   static_cast<void>(Store().Load<Reads>("kept"));
 }
 
-TEST_P(ContractCollecting, ASharedObjectStaysAsLongAsOneRootLeadsToIt) {
+TEST_P(ContractCollecting, ASharedObjectStaysWhileARootReachesIt) {
   COVERS(cls_MementoWrite, 3);
   COVERS(cls_MementoRead, 3, 7);
   {
@@ -251,7 +251,7 @@ TEST_P(ContractCollecting, ASharedObjectStaysAsLongAsOneRootLeadsToIt) {
   ExpectCollected(3);
 }
 
-TEST_P(ContractCollecting, ObjectsThatLeadToEachOtherGoTogether) {
+TEST_P(ContractCollecting, CyclesAreCollected) {
   COVERS(cls_MementoWrite, 3, 35);
   COVERS(cls_MementoRead, 7, 39);
   {
@@ -263,7 +263,7 @@ TEST_P(ContractCollecting, ObjectsThatLeadToEachOtherGoTogether) {
     Store().Save("one", *one);
     Store().Save("two", *one->m_Left);
   }
-  // A list whose element is the object that has it.
+  // A list with an element that holds the list.
   Scripted object;
   object.m_Write = [&](cls_WriteVisitor const& visitor) {
     auto const list =
@@ -338,7 +338,7 @@ TEST_P(ContractCollecting, AChainOfAnyLengthIsFollowed) {
   ExpectCollected(Length);
 }
 
-TEST_P(ContractCollecting, OfTenThousandObjectsEverySecondGoes) {
+TEST_P(ContractCollecting, EverySecondOfTenThousandObjectsIsCollected) {
   COVERS(cls_MementoWrite, 35);
   COVERS(cls_MementoRead, 39);
   constexpr int Count = 10'000;
@@ -367,7 +367,7 @@ TEST_P(ContractCollecting, OfTenThousandObjectsEverySecondGoes) {
       "every second");
 }
 
-TEST_P(ContractCollecting, ElementsThatAgentsTookOutGo) {
+TEST_P(ContractCollecting, ElementsRemovedByAgentsAreCollected) {
   COVERS(cls_AgentListObj, 5, 7, 14);
   COVERS(cls_AgentMapKey2Obj, 5, 11, 19);
   COVERS(cls_MementoRead, 48, 49, 50);
@@ -423,7 +423,7 @@ TEST_P(ContractCollecting, ElementsThatAgentsTookOutGo) {
   });
 }
 
-TEST_P(ContractCollecting, WhatAnAgentHasOpenStaysUntilItIsClosed) {
+TEST_P(ContractCollecting, OpenCollectionsStayUntilTheyAreClosed) {
   COVERS(cls_AgentListPrim, 6);
   COVERS(cls_AgentListObj, 6);
   COVERS(cls_AgentBlob, 2);
@@ -443,7 +443,7 @@ TEST_P(ContractCollecting, WhatAnAgentHasOpenStaysUntilItIsClosed) {
     blob = Receive(Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Blob")))->MakeAgentBlob());
   });
   Store().RemoveRoot("root");
-  constexpr int Open = 3 + 3; // with the elements
+  constexpr int Open = 3 + 3; // including the elements
   EXPECT_EQ(Store().CollectGarbage(), 1 + ContentObjects - Open);
   int value = 0;
   EXPECT_EQ((*list)->ReadRun(2400, 1, &value), 1);
@@ -514,7 +514,7 @@ TEST_P(ContractCollecting, AnObjectInMemoryCanBeSavedAgain) {
   EXPECT_EQ(Store().Load<Node>("node")->m_Left->m_Value, 2);
 }
 
-TEST_P(ContractCollecting, TheRoomOfWhatWentIsUsedAgain) {
+TEST_P(ContractCollecting, RoomOfCollectedObjectsIsReused) {
   COVERS(cls_MementoWrite, 25, 53);
   auto const write = [this](int round) {
     Write([=](cls_WriteVisitor const& visitor) {
@@ -535,7 +535,7 @@ TEST_P(ContractCollecting, TheRoomOfWhatWentIsUsedAgain) {
   }
 }
 
-TEST_P(ContractCollecting, AnotherSessionMissesWhatWent) {
+TEST_P(ContractCollecting, AnotherSessionNoLongerFindsCollectedObjects) {
   COVERS(cls_MementoRead, 13);
   for (char const* const root : {"kept", "removed"})
     Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 4); }, root);
@@ -551,7 +551,7 @@ TEST_P(ContractCollecting, AnotherSessionMissesWhatWent) {
   EXPECT_EQ(second.CollectGarbage(), 0);
 }
 
-TEST_P(ContractCollecting, ItIsRefusedWhileReadingSavingAndLoading) {
+TEST_P(ContractCollecting, CollectingIsRefusedWhileReadingSavingAndLoading) {
   COVERS(cls_MementoRead, 13);
   Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 4); }, "kept");
   Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 5); }, "removed");

@@ -9,9 +9,9 @@
 #include "tests/support/store/StoreClasses.h"
 
 // The classes of the contract tests: Scripted with attributes of every kind, Node for graphs, and three
-// levels of inheritance. And values, one for each number, of every type that a store keeps.
+// levels of inheritance. Also numbered sample values of every type that a store keeps.
 
-/// How the attributes of a type are called: "m_Int", "m_ListInt" ...
+/// The name of a type in attributes: "m_Int", "m_ListInt" ...
 template <class T> inline constexpr char const* ContractTypeName = nullptr;
 template <> inline constexpr char const* ContractTypeName<bool> = "Bool";
 template <> inline constexpr char const* ContractTypeName<cow_String> = "String";
@@ -28,7 +28,7 @@ template <> inline constexpr char const* ContractTypeName<unsigned long long> = 
 inline cls_FieldHandle FieldOf(std::string const& name) {
   return cls_FieldHandle(cow_String("m_" + name));
 }
-/// The attribute "m_Int", or "m_ListInt" with the prefix "List".
+/// The attribute "m_Int", or with prefix "List" "m_ListInt".
 template <class T> cls_FieldHandle FieldFor(std::string const& prefix = "") {
   return FieldOf(prefix + ContractTypeName<T>);
 }
@@ -48,7 +48,7 @@ template <class Act> void ForScalarTypes(Act act) {
            unsigned long long>(act);
 }
 
-/// A kind of collection that is declared for each of several element types.
+/// A kind of collection that is declared for several element types.
 struct ContractKind {
   char const* m_Name; ///< prefix of the attributes
   unsigned int m_ClassId;
@@ -57,7 +57,7 @@ struct ContractKind {
 inline constexpr ContractKind ListKind{"List", cls_InternalListTypeId, COLLECTION_LIST};
 inline constexpr ContractKind MapStringKind{"MapString", cls_InternalMapTypeId, COLLECTION_MAP_STRING};
 inline constexpr ContractKind MapIntKind{"MapInt", cls_InternalMapTypeId, COLLECTION_KIND_70};
-// These stand for themselves. An int table has the type of a map from int to int.
+// These have one type only. An int table has the type of a map from int to int.
 inline constexpr ContractKind ListObjKind{"ListObj", cls_InternalListTypeId, COLLECTION_OBJ};
 inline constexpr ContractKind MapIntObjKind{"MapIntObj", cls_InternalMapTypeId, COLLECTION_MAP_INT_OBJ};
 inline constexpr ContractKind MapStringObjKind{"MapStringObj", cls_InternalMapTypeId,
@@ -124,7 +124,8 @@ inline cls_ClassRegistrar const& ContractClasses() {
   return registrar;
 }
 
-/// The value of a number. Texts are of every kind: none, empty, with a line feed, a null, and beyond ASCII.
+/// The sample with the given number. Texts are of every kind: none, empty, with a line feed, a null, and
+/// non-ASCII.
 template <class T> T SampleOf(int number) {
   auto const scattered = static_cast<unsigned int>(number) * 2654435761U + 12345U;
   if constexpr (std::is_same_v<T, bool>) {
@@ -154,7 +155,7 @@ template <class T> T SampleOf(int number) {
   }
 }
 
-/// The same to the last bit; "no text" is not empty text.
+/// Bitwise equality; "no text" is not empty text.
 template <class T> bool IsSameValue(T const& a, T const& b) {
   if constexpr (std::is_same_v<T, cow_String>)
     return a.HasText() == b.HasText() && a == b;

@@ -21,7 +21,7 @@ constexpr int Entries = 30;
 constexpr int ElementObjects = 3;
 constexpr unsigned int ElementId = Scripted::TypeId();
 
-/// The value number `i` of a type: first those at its ends, then samples.
+/// The value number `i` of a type: first the extremes, then samples.
 template <class T> T ContentValue(int i) {
   static std::deque<T> const extremes = Extremes<T>();
   auto const index = static_cast<std::size_t>(i);
@@ -40,7 +40,7 @@ std::string BytesOf(int seed) {
 }
 
 int IntKeyAt(int i) {
-  return i < 8 ? ContentValue<int>(i) : i * 1000; // their keys are at their ends too
+  return i < 8 ? ContentValue<int>(i) : i * 1000; // start with the extreme keys
 }
 cow_String StringKeyAt(int i) {
   if (i == 0) return ""_cow;

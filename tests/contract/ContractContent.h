@@ -2,7 +2,7 @@
 
 #include "tests/contract/ContractTest.h"
 
-// Content of every kind, for tests of what happens to whole objects.
+// Content of every kind, for tests that move or copy whole objects.
 
 /// Writes content of every kind into an object: scalars, bytes, a reference, an object that several others
 /// share and that holds itself, a blob, a list of each element type in blocks and one in the record, a table,
@@ -10,8 +10,8 @@
 /// values.
 void WriteContent(cls_WriteVisitor const& visitor, int seed);
 
-/// How many objects that is, without the one that it is written into.
+/// The number of objects this makes, not counting the one it is written into.
 inline constexpr int ContentObjects = 31;
 
-/// Expects the object to have the content of this seed.
+/// Expects the object to have the content of the given seed.
 void ExpectContent(cls_ReadVisitor const& visitor, int seed);

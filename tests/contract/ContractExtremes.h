@@ -10,7 +10,7 @@
 
 #include "platform/cow/cow_String.h"
 
-/// The values at the ends of a type. A deque, so that bools can be referred to.
+/// The extreme values of a type. A deque, because bools in a vector cannot be referred to.
 template <class T> std::deque<T> Extremes() {
   std::deque<T> values;
   if constexpr (std::is_same_v<T, bool>) {
@@ -18,8 +18,8 @@ template <class T> std::deque<T> Extremes() {
   } else if constexpr (std::is_same_v<T, float>) {
     for (std::uint32_t const bits :
          {0x00000000U, 0x80000000U,              // 0, -0
-          0x00000001U, 0x80000001U, 0x007FFFFFU, // the ends of the subnormals
-          0x00800000U, 0x7F7FFFFFU, 0xFF7FFFFFU, // the least normal, the greatest, and its negative
+          0x00000001U, 0x80000001U, 0x007FFFFFU, // smallest and largest subnormals
+          0x00800000U, 0x7F7FFFFFU, 0xFF7FFFFFU, // least normal, greatest, and its negative
           0x7F800000U, 0xFF800000U,              // infinities
           0x7FC00000U, 0xFFC12345U, 0x7FFFFFFFU, // quiet nans with payloads
           0x7F812345U, 0xFF800001U})             // signalling nans with payloads
@@ -41,7 +41,7 @@ template <class T> std::deque<T> Extremes() {
               "\x01\x7F"_cow,
               "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x94\xA7"_cow, // two, three and four bytes a character
               "\xEF\xBB\xBF"_cow,                         // a byte order mark
-              "\xFF\xFE\x80"_cow,                         // no UTF-8 at all
+              "\xFF\xFE\x80"_cow,                         // not UTF-8
               "100% %s %d"_cow,
               "'; DROP TABLE object; --"_cow,
               cow_String(std::string(100'000, 'x'))};
@@ -59,5 +59,5 @@ template <class T> std::deque<T> Extremes() {
   return values;
 }
 
-/// How many values a type has at its ends, at most.
+/// An upper bound of the number of extremes of any type.
 inline constexpr std::size_t MostExtremes = 15;

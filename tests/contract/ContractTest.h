@@ -15,61 +15,61 @@
 #include "tests/contract/Coverage.h"
 #include "tests/support/store/StoreFile.h"
 
-/// One kind of store that the suite runs on.
+/// A kind of store that the suite runs on.
 struct ContractSetting {
   char const* m_Name;
-  /// Opens the store of a test, which has `folder` for itself.
+  /// Opens the store of a test in `folder`, which only that test uses.
   sto_Store (*m_Open)(std::string const& folder, sto_Mode mode, cls_ClassRegistrar const& registrar);
-  bool m_IsReopened; ///< each step of a test is a session of its own
-  bool m_TakesHuge;  ///< the cases that take seconds run here too
+  bool m_IsReopened; ///< each step of a test runs in a new session
+  bool m_TakesHuge;  ///< the cases that take seconds run here as well
 
   friend std::ostream& operator<<(std::ostream& out, ContractSetting const& setting) {
     return out << setting.m_Name;
   }
 };
 
-/// All settings, and those that take the huge cases: one entry more is one driver more.
+/// All settings, and those that take the huge cases. To test another driver, add an entry.
 std::vector<ContractSetting> ContractSettings();
 std::vector<ContractSetting> HugeContractSettings();
 
-/// Fixture of a store that is written against the interfaces alone. A test is a chain of steps: each writes
-/// or reads, and between two of them the session may end.
+/// Fixture for a store, using only the interfaces. A test is a chain of steps: each writes or reads, and
+/// between two steps the session may end.
 class ContractTest : public StoreFileTest, public testing::WithParamInterface<ContractSetting> {
  protected:
   using WriteFields = Scripted::WriteFields;
   using ReadFields = Scripted::ReadFields;
 
-  /// The open store; a new one at first.
+  /// The open store; at first a new one.
   sto_Store& Store();
-  /// Ends the session, in the settings that do.
+  /// Ends the session, in the settings that reopen.
   void Step();
-  /// Ends the session in every setting; the next use opens the store in this mode.
+  /// Ends the session in every setting; the next use opens the store in the given mode.
   void Reopen(sto_Mode mode = sto_Mode::ReadWrite);
 
-  /// One more session with the store.
+  /// Another session with the store.
   [[nodiscard]] sto_Store SecondSession() const;
-  /// A store besides, of any setting, in the folder `name` of the test's.
+  /// Another store, of any setting, in the subfolder `name`.
   [[nodiscard]] sto_Store OtherStore(ContractSetting const& setting, std::string const& name = "other",
                                      sto_Mode mode = sto_Mode::Create) const;
 
-  /// Saves an object whose fields `write` writes; then the next step.
+  /// Saves an object whose fields are written by `write`; then starts the next step.
   void Write(WriteFields write, std::string_view root = "root");
-  /// Saves the stored object again, under its identity, with these fields in the place of all it had.
+  /// Saves the stored object again, under its identity; these fields replace all it had.
   void Rewrite(WriteFields write, std::string_view root = "root");
-  /// Loads it; `read` is its reading constructor.
+  /// Loads the object; `read` acts as its reading constructor.
   void Read(ReadFields read, std::string_view root = "root");
 
-  /// What `get` takes out of the stored object, such as an agent, for use when the load is over.
+  /// Returns what `get` takes out of the stored object, such as an agent, for use after the load.
   template <class Get> auto Take(Get get, std::string_view root = "root") {
     decltype(get(std::declval<cls_ReadVisitor const&>())) result{};
     Read([&](cls_ReadVisitor const& visitor) { result = get(visitor); }, root);
     return result;
   }
 
-  /// Agents of a save in progress: Write lets go of them when it is over.
+  /// Agents of the save in progress. Write releases them afterwards.
   std::vector<std::unique_ptr<cls_PC>> m_Kept;
 
-  /// Tells what the store raised last, when the test failed: the framework does not know such exceptions.
+  /// Prints the store's last exception if the test failed, because the framework cannot print it.
   void TearDown() override;
 
  private:
@@ -90,7 +90,7 @@ class ContractTest : public StoreFileTest, public testing::WithParamInterface<Co
   class Suite : public ContractTest {};                                                                      \
   CONTRACT_FIXTURE(Suite)
 
-/// A suite of tests that take seconds.
+/// A suite of tests that take seconds, run in the settings that allow it.
 #define CONTRACT_HUGE_SUITE(Suite)                                                                           \
   class Suite : public ContractTest {};                                                                      \
   INSTANTIATE_TEST_SUITE_P(Stores, Suite, testing::ValuesIn(HugeContractSettings()),                         \
@@ -112,7 +112,7 @@ template <class T> Received<T> Receive(T* object) {
   return Received<T>(object);
 }
 
-/// Writes the collection of an object's field: `fill` gets the memento of the collection.
+/// Writes the collection in an object's field; `fill` gets the memento of the collection.
 template <class Fill>
 void WriteCollection(cls_WriteVisitor const& parent, cls_FieldHandle const& field, ContractKind const& kind,
                      cls_CollectionType code, cls_Uid const& uid, Fill fill) {
@@ -121,20 +121,20 @@ void WriteCollection(cls_WriteVisitor const& parent, cls_FieldHandle const& fiel
   child.CheckCollectionType(code);
   fill(*child.Memento());
 }
-/// The same for a collection of elements of `T`.
+/// Likewise for a collection with elements of type `T`.
 template <class T, class Fill>
 void WriteCollectionOf(cls_WriteVisitor const& parent, ContractKind const& kind, Fill fill,
                        cls_Uid const& uid = cls_Uid()) {
   WriteCollection(parent, FieldFor<T>(kind.m_Name), kind, CodeOf<T>(kind), uid, fill);
 }
-/// The same for a kind without element types.
+/// Likewise for a kind of collection without element types.
 template <class Fill>
 void WriteCollectionOf(cls_WriteVisitor const& parent, ContractKind const& kind, Fill fill,
                        cls_Uid const& uid = cls_Uid()) {
   WriteCollection(parent, FieldOf(kind.m_Name), kind, kind.m_Generic, uid, fill);
 }
 
-/// Writes an object that consists of the int `m_Int`, through a memento that the store made for it.
+/// Writes an object that only has the int `m_Int`, through a memento made by the store.
 inline void WriteNumber(cls_MementoWrite* memento, int number) {
   auto const received = Receive(memento);
   received->Write(FieldFor<int>(), number);
@@ -144,7 +144,7 @@ inline int NumberOf(cls_MementoRead* memento) {
   return Receive(memento)->Read(FieldFor<int>(), -1);
 }
 
-/// A container that holds an agent as the bulk arrays do: counted, registered, and flushed at the end.
+/// A container that holds an agent as bulk arrays do: counted, registered, and flushed at the end.
 template <class Agent> class AgentHolder : public cls_PC {
  public:
   explicit AgentHolder(Agent* agent) : m_Agent(agent) {

@@ -9,7 +9,7 @@
 #include "tests/contract/ContractContent.h"
 #include "tests/contract/ContractExtremes.h"
 
-// Branches that are copied from one store to another by the proxies of their objects.
+// Branches copied from one store to another by proxies of their objects.
 
 namespace {
 
@@ -17,7 +17,7 @@ using Proxy = cow_CountedHld<cls_AgentProxy>;
 
 class ContractCopies : public ContractTest {
  protected:
-  /// Saves an object that holds the copy of a proxy's object.
+  /// Saves an object that holds a copy of a proxy's object.
   static void CopyTo(sto_Store& target, Proxy const& proxy, cls_FieldHandle const& field,
                      std::string_view root = "copy") {
     SaveFields(
@@ -28,7 +28,7 @@ class ContractCopies : public ContractTest {
         },
         root);
   }
-  /// Calls `read` with the copy.
+  /// Calls `read` on the copy.
   static void ReadCopy(sto_Store& target, cls_FieldHandle const& field, Scripted::ReadFields const& read,
                        std::string_view root = "copy") {
     bool isRead = false;
@@ -41,7 +41,7 @@ class ContractCopies : public ContractTest {
         root));
     EXPECT_TRUE(isRead);
   }
-  /// The proxy of what a field of the root holds.
+  /// The proxy of the object in a field of the root.
   Proxy ProxyOf(cls_FieldHandle const& field) {
     return Take(
         [&](cls_ReadVisitor const& visitor) { return sto_MakeProxy(cls_ReadVisitor(visitor, field)); });
@@ -64,7 +64,7 @@ TEST_P(ContractCopies, ContentOfEveryKindIsCopiedToAStoreOfEverySetting) {
     std::string const name = std::to_string(number++);
     {
       sto_Store target = OtherStore(setting, name);
-      // So that ids and the numbers of names differ.
+      // Makes ids and name numbers differ.
       SaveFields(target, [](cls_WriteVisitor const& visitor) { visitor.Write(FieldOf("Absent"), 1); });
       CopyTo(target, sto_MakeProxy(Store(), "root"), Here());
       EXPECT_EQ(target.ObjectCount(), 1 + 1 + (1 + ContentObjects));
@@ -250,7 +250,7 @@ TEST_P(ContractCopies, ACollectionIsCopiedIntoAFieldOfItsKind) {
       proxies.push_back(ProxyOf(FieldOf(name)));
       ASSERT_NE(proxies.back().Ptr(), nullptr) << name;
     }
-    // The objects are written here, the collections without objects and the blob are copied.
+    // The test writes these objects itself; collections without objects and the blob are copied.
     SaveFields(target, [&](cls_WriteVisitor const& visitor) {
       WriteContent(visitor, 4);
       for (std::size_t i = 0; i < names.size(); ++i)
@@ -259,11 +259,11 @@ TEST_P(ContractCopies, ACollectionIsCopiedIntoAFieldOfItsKind) {
   }
   auto const count = static_cast<std::int64_t>(names.size());
   EXPECT_EQ(target.ObjectCount(), 1 + ContentObjects + count);
-  EXPECT_EQ(target.CollectGarbage(), count) << "what stood in the fields before";
+  EXPECT_EQ(target.CollectGarbage(), count) << "what was in the fields before";
   static_cast<void>(LoadFields(target, [](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 4); }));
   for (std::string const& name : names) {
     Proxy const proxy = ProxyOf(FieldOf(name));
-    if (name == "Blob") continue; // it may stand where a single value is declared
+    if (name == "Blob") continue; // accepted in a field declared as a single value
     MessageOf(sto_ErrorKind::Misuse, [&] { CopyTo(target, proxy, FieldOf("Second"), "refused"); });
   }
   EXPECT_FALSE(target.HasRoot("refused"));
@@ -284,7 +284,7 @@ TEST_P(ContractCopies, ABranchIsCopiedIntoTheElementOfACollection) {
       element->Write(FieldFor<int>(), i);
     }
   });
-  EXPECT_EQ(target.ObjectCount(), 1 + 1 + 2 + 2 * (1 + ContentObjects)) << "each copy is another";
+  EXPECT_EQ(target.ObjectCount(), 1 + 1 + 2 + 2 * (1 + ContentObjects)) << "each copy is a new object";
   static_cast<void>(LoadFields(target, [](cls_ReadVisitor const& visitor) {
     auto const list = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
     for (int i = 0; i < 2; ++i) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// "Suite.Name" of "(anonymous namespace)::Suite_Name_Test".
+/// "Suite.Name" from "(anonymous namespace)::Suite_Name_Test".
 std::string TestName(std::type_info const& testClass) {
   int status = 0;
   std::unique_ptr<char, void (*)(void*)> const plain(

@@ -13,13 +13,13 @@
 #include "tests/contract/ContractExtremes.h"
 #include "tests/contract/ContractTest.h"
 
-// Values at the ends of their types, bit by bit, wherever values of the type can stand.
+// Extreme values of each type, bit by bit, wherever a value of the type can be stored.
 
 namespace {
 
 CONTRACT_SUITE(ContractExtremes);
 
-/// A value that differs from all of them.
+/// A value different from all of them.
 template <class T> T Other() {
   if constexpr (std::is_same_v<T, cow_String>)
     return "absent"_cow;
@@ -176,7 +176,7 @@ TEST_P(ContractExtremes, RunsOfElementsComeBackBitByBit) {
   COVERS(cls_WriteListPrim, 2);
   COVERS(cls_ReadListPrim, 5);
   COVERS(cls_AgentListPrim, 5, 6);
-  // bools of a run stand behind each other, as they do not in a vector
+  // Runs need adjacent bools; a vector packs them.
   auto const run = []<class T>(std::type_identity<T>) {
     std::deque<T> const values = Extremes<T>();
     auto copy = std::make_unique<T[]>(values.size());
@@ -292,7 +292,7 @@ TEST_P(ContractExtremes, KeysOfMapsComeBackBitByBit) {
   });
 }
 
-/// Writes a map of objects through an agent under the keys, and walks it both ways; keys are in the order of
+/// Writes a map of objects with these keys through an agent, and walks it both ways. Keys are in the order of
 /// their values.
 template <class K> struct AgentKeys {
   static std::unique_ptr<AgentHolder<cls_AgentMapKey2Obj<K>>> Stored(cls_ReadVisitor const& visitor) {
@@ -306,7 +306,7 @@ template <class K> struct AgentKeys {
     else
       return MapStringObjKind;
   }
-  /// No text and empty text are one key; the first of the two stays.
+  /// No text and empty text are the same key; the first of the two stays.
   static std::map<K, int> All() {
     std::map<K, int> keys;
     for (K const& key : Extremes<K>()) keys.emplace(key, static_cast<int>(keys.size()));

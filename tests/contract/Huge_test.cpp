@@ -15,7 +15,7 @@
 #include "persist/visitors/cls_BlobWriter.h"
 #include "tests/contract/ContractTest.h"
 
-// Cases that take seconds. Every one of them reads what a session before it wrote.
+// Cases that take seconds. Each reads what an earlier session wrote.
 
 namespace {
 
@@ -97,7 +97,7 @@ TEST_P(ContractHuge, ListsOfTenMillionBoolsAndTextsComeBack) {
   COVERS(cls_MementoRead, 26, 27);
   COVERS(cls_WriteListPrim, 3);
   COVERS(cls_ReadListPrim, 2, 6);
-  // Few texts, many times: none, empty, and what is shorter than the others.
+  // A few texts, repeated: none, empty, and shorter ones.
   std::vector<cow_String> const texts{cow_String(), ""_cow, "a"_cow, "\xC3\xA4\n"_cow};
   Write([&](cls_WriteVisitor const& visitor) {
     WriteCollectionOf<bool>(visitor, ListKind, [](cls_MementoWrite& memento) {
@@ -132,7 +132,7 @@ TEST_P(ContractHuge, ListsOfTenMillionBoolsAndTextsComeBack) {
   });
 }
 
-/// Keys in disorder.
+/// Unordered keys.
 int KeyAt(int i) {
   return static_cast<int>(static_cast<unsigned int>(i) * 2654435761U);
 }
@@ -425,7 +425,7 @@ TEST_P(ContractHuge, AgentsReachEveryEntryOfAHundredThousandObjects) {
   });
 }
 
-TEST_P(ContractHuge, TextsOf64MebibytesStandInMapsAndBehindAgents) {
+TEST_P(ContractHuge, TextsOf64MebibytesComeBackFromMapsAndAgents) {
   COVERS(cls_MementoWrite, 40, 51);
   COVERS(cls_MementoRead, 44, 55);
   COVERS(cls_AgentListPrim, 5, 6);

@@ -38,7 +38,7 @@ template <class T> void ExpectElements(cls_ReadVisitor const& visitor, int count
   EXPECT_EQ(cursor->Count(), count);
 }
 
-/// Lists of many lengths, each in an object of its own.
+/// Lists of many lengths, each in a separate object.
 template <class T> struct Lengths {
   static constexpr std::array Counts{0, 1, 2, 100, 2047, 2048, 2049, 4096, 7000};
   static void Write(sto_Store& store) {
@@ -185,7 +185,7 @@ TEST_P(ContractLists, TwoCursorsOverOneListDoNotDisturbEachOther) {
   });
 }
 
-TEST_P(ContractLists, AListStandsBesideTheFieldsOfItsObject) {
+TEST_P(ContractLists, AnObjectHasFieldsAndAListAtOnce) {
   COVERS(cls_MementoWrite, 11, 27);
   COVERS(cls_MementoRead, 13, 31);
   Write([](cls_WriteVisitor const& visitor) {
@@ -201,11 +201,11 @@ TEST_P(ContractLists, AListStandsBesideTheFieldsOfItsObject) {
   });
 }
 
-/// Widths of rows with numbers of elements that are no whole rows: in the record, in a block, in blocks.
+/// Row widths and element counts with a partial row: in the record, in a block, and across blocks.
 constexpr std::array<std::array<int, 2>, 7> Uneven{
     {{2, 1}, {4, 3}, {4, 5}, {1000, 999}, {3, 2048}, {1000, 5001}, {5001, 5000}}};
 
-TEST_P(ContractLists, AListThatIsNoWholeNumberOfRowsIsRefused) {
+TEST_P(ContractLists, AListWithAPartialRowIsRefused) {
   COVERS(cls_MementoWrite, 22, 23, 24, 25, 26, 27);
   COVERS(cls_WriteListPrim, 1, 2, 3);
   ForListTypes([&]<class T>(std::type_identity<T>) {
@@ -230,7 +230,7 @@ TEST_P(ContractLists, AListThatIsNoWholeNumberOfRowsIsRefused) {
   EXPECT_EQ(Store().ObjectCount(), 0);
 }
 
-TEST_P(ContractLists, AListIsNoRowLongerOrShorterThanItWasWhenARowIsMissing) {
+TEST_P(ContractLists, ARewriteWithAPartialRowLeavesTheListAsItWas) {
   COVERS(cls_MementoWrite, 25);
   COVERS(cls_MementoRead, 3, 29);
   cls_Uid list;

@@ -14,7 +14,7 @@ namespace {
 
 CONTRACT_SUITE(ContractMaps);
 
-/// The two kinds of keys, with the builder and the cursor of their maps.
+/// The two key types, with the builder and cursor of their maps.
 struct IntKeys {
   using Key = int;
   static constexpr ContractKind const& Kind = MapIntKind;
@@ -70,7 +70,7 @@ template <class Keys, class T> void ExpectEntries(cls_ReadVisitor const& visitor
   EXPECT_EQ(cursor->Count(), count);
 }
 
-/// Maps of several sizes, each in an object of its own.
+/// Maps of several sizes, each in a separate object.
 template <class Keys, class T> struct Sizes {
   static constexpr std::array Counts{0, 1, 2, 50, 3000};
   static void Write(sto_Store& store) {
@@ -213,7 +213,7 @@ void InsertTable(cls_WriteIntTableInt* table, int count) {
   for (int i = 0; i < count; ++i) builder->Insert(IntKeys::At(i), SampleOf<int>(i));
 }
 
-/// An int table has no order of its own.
+/// An int table is not ordered.
 void ExpectTable(cls_ReadIntTableInt* table, int count) {
   auto const cursor = Receive(table);
   ASSERT_EQ(cursor->Count(), count);

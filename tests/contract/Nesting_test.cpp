@@ -5,15 +5,15 @@
 #include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
-// Objects that hold objects: as deep as a store takes them, and one step deeper.
+// Nested objects: as deep as a store allows, and one level deeper.
 
 namespace {
 
 CONTRACT_SUITE(ContractNesting);
 
-constexpr int Deepest = 1000; ///< so many objects may stand within each other
+constexpr int Deepest = 1000; ///< greatest nesting of objects
 
-/// The chain of `depth` objects that begins with `visitor`'s.
+/// Makes a chain of `depth` objects, starting with the one of `visitor`.
 void WriteChain(cls_WriteVisitor const& visitor, int depth) {
   visitor.Write(FieldFor<int>(), depth);
   if (depth == 1) return;
@@ -22,7 +22,7 @@ void WriteChain(cls_WriteVisitor const& visitor, int depth) {
   WriteChain(child, depth - 1);
 }
 
-/// How many objects the chain has; -1 when their numbers do not count down.
+/// The length of the chain; -1 if its numbers do not count down.
 int LengthOfChain(cls_ReadVisitor const& visitor, int expected) {
   if (visitor.Read(FieldFor<int>(), -1) != expected) return -1;
   if (visitor.DataIsPresent(FieldOf("Object")) == 0) return 1;
@@ -72,7 +72,7 @@ TEST_P(ContractNesting, ADeepGraphLoadsThroughItsPointers) {
   EXPECT_EQ(length, Deepest);
 }
 
-/// Writes an object that holds a collection, whose element holds a collection, `levels` times.
+/// Writes an object that holds a collection whose element holds a collection, `levels` times.
 using WriteNested = void (*)(cls_MementoWrite& memento, int levels);
 using ReadNested = cls_MementoRead* (*)(cls_MementoRead& memento);
 
@@ -115,7 +115,7 @@ cls_MementoRead* ReadStringMap(cls_MementoRead& memento) {
 constexpr std::array<std::pair<WriteNested, ReadNested>, 3> Nestings{
     {{WriteLists, ReadList}, {WriteIntMaps, ReadIntMap}, {WriteStringMaps, ReadStringMap}}};
 
-/// Each level of collections is two objects: the collection and its element.
+/// Each level is two objects: the collection and its element.
 constexpr int MostLevels = (Deepest - 1) / 2;
 
 TEST_P(ContractNesting, DeepCollectionsOfObjectsComeBack) {
@@ -155,7 +155,7 @@ TEST_P(ContractNesting, FollowingReferencesBeyondTheLimitIsRefusedAndHarmsNothin
   COVERS(cls_MementoWrite, 18);
   COVERS(cls_MementoRead, 7);
   {
-    // Each is an object of its own, so that the chain may be longer than objects can be held.
+    // Each is saved separately, so that the chain can be longer than the nesting limit.
     sto_Transaction transaction(Store());
     cls_Uid last;
     for (int i = 0; i < Deepest + 100; ++i) {

@@ -20,7 +20,7 @@ template <class K> using MapHolder = AgentHolder<cls_AgentMapKey2Obj<K>>;
 
 // --- Lists.
 
-/// Writes a list of `count` elements, with the numbers 0, 10, 20 ...; keeps the agent.
+/// Writes a list of `count` elements with the numbers 0, 10, 20 ...; keeps the agent.
 void WriteList(cls_WriteVisitor const& visitor, Kept& kept, int count, int sizeHint = 1) {
   WriteCollectionOf(visitor, ListObjKind, [&](cls_MementoWrite& memento) {
     auto holder = std::make_unique<ListHolder>(memento.MakeAgentListObj(sizeHint));
@@ -109,7 +109,7 @@ TEST_P(ContractObjectAgents, AListIsCutToItsCount) {
   EXPECT_EQ((*Take(StoredList))->Count(), 0);
 }
 
-TEST_P(ContractObjectAgents, AnElementIsWrittenInThePlaceOfOneThatIsThere) {
+TEST_P(ContractObjectAgents, AnExistingElementIsReplaced) {
   COVERS(cls_AgentListObj, 6, 7);
   Write([&](cls_WriteVisitor const& visitor) { WriteList(visitor, m_Kept, 3); });
   {
@@ -158,7 +158,7 @@ TEST_P(ContractObjectAgents, AListElementIsWrittenWithItsObjectOrByAVisitor) {
   { EXPECT_EQ(NumbersOf(*Take(StoredList)), (std::vector<int>{1, 2, 3})); }
 }
 
-TEST_P(ContractObjectAgents, AListAgentTellsItsSizeHintAndWhetherItMayBeWritten) {
+TEST_P(ContractObjectAgents, AListAgentReportsItsSizeHintAndWhetherItIsWritable) {
   COVERS(cls_AgentListObj, 2, 3, 12);
   Write([&](cls_WriteVisitor const& visitor) { WriteList(visitor, m_Kept, 2, 500); });
   {
@@ -202,7 +202,7 @@ TEST_P(ContractObjectAgents, AListChangedByAnotherSessionSaysSoOnce) {
 template <class K> struct Keys;
 template <> struct Keys<int> {
   static constexpr ContractKind const& Kind = MapIntObjKind;
-  static int At(int i) { return (i * 7 + 3) % 10 - 4; } // in disorder, some negative
+  static int At(int i) { return (i * 7 + 3) % 10 - 4; } // unordered, some negative
 };
 template <> struct Keys<cow_String> {
   static constexpr ContractKind const& Kind = MapStringObjKind;
@@ -217,7 +217,7 @@ template <class K> std::unique_ptr<MapHolder<K>> NewMap(cls_MementoWrite& mement
   K const tag{};
   return std::make_unique<MapHolder<K>>(memento.MakeAgentMapKey2Obj(&tag, sizeHint));
 }
-/// Writes maps of both keys with `count` elements, at most ten.
+/// Writes maps with both key types and `count` elements, at most ten.
 void WriteMaps(cls_WriteVisitor const& visitor, Kept& kept, int count, int sizeHint = 1) {
   ForKeyTypes([&]<class K>(std::type_identity<K>) {
     WriteCollectionOf(visitor, Keys<K>::Kind, [&](cls_MementoWrite& memento) {
@@ -234,7 +234,7 @@ template <class K> std::unique_ptr<MapHolder<K>> StoredMap(cls_ReadVisitor const
   K tag{};
   return std::make_unique<MapHolder<K>>(child.Memento()->MakeAgentMapKey2Obj(&tag));
 }
-/// The entries, by walking up.
+/// The entries, walking upwards.
 template <class K> std::map<K, int> EntriesOf(MapHolder<K> const& agent) {
   std::map<K, int> entries;
   K key{};
@@ -274,21 +274,21 @@ TEST_P(ContractObjectAgents, AMapIsWalkedInBothDirections) {
       EXPECT_EQ(key, at->first);
       EXPECT_EQ((*agent)->NextKey(key), std::next(at) != expected.end());
     }
-    EXPECT_EQ(key, expected.rbegin()->first) << "left where it was";
+    EXPECT_EQ(key, expected.rbegin()->first) << "unchanged";
     ASSERT_TRUE((*agent)->LastKey(key));
     for (auto at = expected.rbegin(); at != expected.rend(); ++at) {
       EXPECT_EQ(key, at->first);
       EXPECT_EQ((*agent)->PreviousKey(key), std::next(at) != expected.rend());
     }
-    EXPECT_EQ(key, expected.begin()->first) << "left where it was";
-    key = Keys<K>::At(9); // not an entry, with neighbours on both sides
+    EXPECT_EQ(key, expected.begin()->first) << "unchanged";
+    key = Keys<K>::At(9); // not a key itself, but between two keys
     K below = key;
     EXPECT_EQ((*agent)->NextKey(key), expected.upper_bound(below) != expected.end());
     EXPECT_EQ((*agent)->PreviousKey(below), expected.lower_bound(Keys<K>::At(9)) != expected.begin());
   });
 }
 
-TEST_P(ContractObjectAgents, AnEmptyMapHasNoKeyToStandOn) {
+TEST_P(ContractObjectAgents, AnEmptyMapHasNoKeyToWalkTo) {
   COVERS(cls_AgentMapKey2Obj, 15, 16, 17, 18);
   Write([&](cls_WriteVisitor const& visitor) { WriteMaps(visitor, m_Kept, 0); });
   ForKeyTypes([&]<class K>(std::type_identity<K>) {
@@ -302,7 +302,7 @@ TEST_P(ContractObjectAgents, AnEmptyMapHasNoKeyToStandOn) {
   });
 }
 
-TEST_P(ContractObjectAgents, AMapTellsWhatItContainsAndTheRestIsEmptyObjects) {
+TEST_P(ContractObjectAgents, AMapFindsItsKeysAndReadsOthersAsEmptyObjects) {
   COVERS(cls_AgentMapKey2Obj, 6, 14);
   Write([&](cls_WriteVisitor const& visitor) { WriteMaps(visitor, m_Kept, 3); });
   ForKeyTypes([&]<class K>(std::type_identity<K>) {
@@ -377,7 +377,7 @@ TEST_P(ContractObjectAgents, AMapElementIsWrittenWithItsObjectOrByAVisitor) {
       [&]<class K>(std::type_identity<K>) { EXPECT_EQ(EntriesOf(*Take(StoredMap<K>)), FirstEntries<K>(3)); });
 }
 
-TEST_P(ContractObjectAgents, AMapAgentTellsItsSizeHintAndWhetherItMayBeWritten) {
+TEST_P(ContractObjectAgents, AMapAgentReportsItsSizeHintAndWhetherItIsWritable) {
   COVERS(cls_AgentMapKey2Obj, 2, 3, 10);
   Write([&](cls_WriteVisitor const& visitor) { WriteMaps(visitor, m_Kept, 2, 500); });
   ForKeyTypes([&]<class K>(std::type_identity<K>) {

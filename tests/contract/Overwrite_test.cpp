@@ -12,7 +12,7 @@
 #include "persist/visitors/cls_BlobWriter.h"
 #include "tests/contract/ContractTest.h"
 
-// Writing over what is there: smaller, larger, empty; and roots that go.
+// Replacing stored content: by smaller, larger and empty content; and removing roots.
 
 namespace {
 
@@ -38,7 +38,7 @@ TEST_P(ContractOverwrite, AnObjectIsReplacedByASmallerAndALargerOne) {
   }
 }
 
-/// The identity under which a stored object's collection is written again.
+/// The identity for rewriting a stored object's collection.
 cls_Uid StoredUid(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
   cls_ReadVisitor const child(visitor, field);
   return child.GetUid();
@@ -233,7 +233,7 @@ TEST_P(ContractOverwrite, ARootIsReplacedByAnotherObject) {
   for (int const number : {1, 2}) {
     Write([=](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), number); });
     Read([=](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), number); });
-    EXPECT_EQ(Store().ObjectCount(), number) << "the object before stays, without name";
+    EXPECT_EQ(Store().ObjectCount(), number) << "the previous object stays, without a name";
   }
 }
 
@@ -280,7 +280,7 @@ TEST_P(ContractOverwrite, ASaveThatFailsLeavesWhatWasThere) {
   EXPECT_EQ(Store().ObjectCount(), 2);
 }
 
-/// The collections of an object, by name, which keep their identities when they are written again.
+/// The collections of an object by name; they keep their identities when rewritten.
 class KeptCollections {
  public:
   [[nodiscard]] cls_Uid const& operator[](std::string const& name) { return m_Uids[name]; }
@@ -361,7 +361,7 @@ TEST_P(ContractOverwrite, MapsOfAllTypesAndIntTablesShrinkAndGrow) {
   EXPECT_EQ(Store().CollectGarbage(), 0);
 }
 
-TEST_P(ContractOverwrite, CollectionsOfObjectsShrinkAndLetGoOfTheirElements) {
+TEST_P(ContractOverwrite, CollectionsOfObjectsShrinkAndReleaseTheirElements) {
   COVERS(cls_MementoWrite, 35, 36, 37);
   COVERS(cls_MementoRead, 39, 40, 41);
   KeptCollections kept;
@@ -384,7 +384,7 @@ TEST_P(ContractOverwrite, CollectionsOfObjectsShrinkAndLetGoOfTheirElements) {
       Rewrite(write);
     else
       Write(write);
-    EXPECT_EQ(Store().CollectGarbage(), 3 * before) << "the elements of before, and they alone";
+    EXPECT_EQ(Store().CollectGarbage(), 3 * before) << "exactly the previous elements";
     Step();
     EXPECT_EQ(Store().ObjectCount(), 1 + 3 + 3 * count);
     before = count;
@@ -441,7 +441,7 @@ TEST_P(ContractOverwrite, ACollectionIsReplacedByOneOfAnotherWidth) {
   }
 }
 
-/// One collection that takes several blocks, under its identity.
+/// A collection that takes several blocks, under its identity.
 struct Shrinking {
   char const* m_Name;
   char const* m_Field;
@@ -465,7 +465,7 @@ template <class T> Shrinking ShrinkingList() {
 
 std::vector<Shrinking> EveryShrinking() {
   std::vector<Shrinking> all;
-  // One type of elements of a fixed length and the one of any length.
+  // One element type of fixed length, and the one of variable length.
   all.push_back(ShrinkingList<double>());
   all.push_back(ShrinkingList<cow_String>());
   all.push_back({"blob", "Blob", [](cls_WriteVisitor const& visitor, cls_Uid const& uid, int count) {
@@ -487,7 +487,7 @@ std::vector<Shrinking> EveryShrinking() {
   return all;
 }
 
-TEST_P(ContractOverwrite, TheRoomOfWhatACollectionShrankByIsUsedAgain) {
+TEST_P(ContractOverwrite, RoomFreedByAShrunkCollectionIsReused) {
   COVERS(cls_MementoWrite, 23, 25, 30, 53);
   COVERS(cls_MementoRead, 3);
   constexpr int Count = 150'000;

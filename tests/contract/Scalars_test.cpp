@@ -2,13 +2,13 @@
 
 #include "tests/contract/ContractTest.h"
 
-// Scalars: each type under its field, and what is said about fields.
+// Scalars: each type in its field, and the queries about fields.
 
 namespace {
 
 CONTRACT_SUITE(ContractScalars);
 
-/// Twenty values through the slots of their type; each is an object of its own.
+/// Twenty values through the slots of their type, each in a separate object.
 template <class T> struct RoundTrip {
   static constexpr int Count = 20;
   static std::string Root(int i) { return "value " + std::to_string(i); }

@@ -5,13 +5,13 @@
 #include "persist/backend/cls_WriteObjects.h"
 #include "tests/contract/ContractTest.h"
 
-// Objects that are reached several times, cycles, and the brackets of shared pointers.
+// Objects reached several times, cycles, and the brackets around shared pointers.
 
 namespace {
 
 CONTRACT_SUITE(ContractShared);
 
-/// A complete binary tree of `count` nodes; each also points back to the one above it.
+/// A complete binary tree of `count` nodes; each also refers back to its parent.
 std::vector<std::shared_ptr<Node>> MakeTree(int count) {
   std::vector<std::shared_ptr<Node>> nodes;
   for (int i = 0; i < count; ++i) nodes.push_back(std::make_shared<Node>(i));

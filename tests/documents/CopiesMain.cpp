@@ -1,4 +1,4 @@
-// What docs/copies-and-identity.md shows. Prints what the store has in the end.
+// The example of docs/copies-and-identity.md. Prints the final content of the store.
 
 #include <iostream>
 

@@ -1,5 +1,5 @@
-// docs/declaring-classes.md: its classes, and a class for each row of its tables, which saves an example of
-// the member and loads it again. Says on the standard error stream what did not come back.
+// The example of docs/declaring-classes.md: its classes, and for each row of its tables a class that saves an
+// example of the member and loads it again. Prints to standard error what did not come back.
 
 #include <iostream>
 #include <memory>
@@ -34,14 +34,14 @@ namespace {
 
 enum class Grade { Black = 88, Stainless = 70 };
 
-// --- An example of each kind of member, and whether what was loaded is that example.
+// --- An example of each kind of member, and a comparison of what was loaded with it.
 
 template <class T>
 constexpr bool IsTable = std::is_same_v<T, cls_xp2DArrayInt> || std::is_same_v<T, cls_xp2DArrayDouble>;
 template <class T>
 constexpr bool IsMap = std::is_same_v<T, cls_xpMapString2Float> || std::is_same_v<T, cls_xpMapString2String>;
 
-/// A member before it has a value; built in place, because not every kind can be moved.
+/// A member without a value yet; built in place, because not every kind can be moved.
 template <class T> T New() {
   if constexpr (IsTable<T>)
     return T(2, 3);
@@ -113,14 +113,14 @@ void MakeExample(cls_2dArrayPrimFloat& value) {
   value.Append(7);
 }
 
-/// What can only be filled once it was saved.
+/// Members that can only be filled after they were saved.
 template <class T> void FillSaved(T&) {}
 void FillSaved(cls_SimpleArrayPrimInt& value) {
   int const seven = 7;
   value.Write(&seven, 1);
 }
 
-/// A bulk array that is destroyed keeps its blocks.
+/// Destroying a bulk array does not free its blocks, so do it here.
 template <class T> void LetGo(T& value) {
   if constexpr (requires { value.Release(); }) value.Release();
 }
@@ -185,7 +185,7 @@ bool IsSame(cls_SimpleArrayPrimInt const&, cls_SimpleArrayPrimInt& loaded) {
   return loaded.Size() == 1 && loaded.Read(&number, 1) == 1 && number == 7;
 }
 
-// --- A class for each row.
+// --- A class for each row of the tables.
 
 cls_FieldHandle const field(0, "m_Value"_cow);
 
@@ -225,7 +225,7 @@ void Expect(bool cameBack, int& count, char const* what) {
     std::cerr << what << " did not come back\n";
 }
 
-/// The member is in the store, and not only in what this session remembers of the saved object.
+/// Check that the member is in the store, not only in what this session remembers of the saved object.
 template <class Member> void TrySaving(char const* kind) {
   cls_ClassRegistrar registrar;
   Washer::Declare(registrar);
@@ -240,7 +240,7 @@ template <class Member> void TrySaving(char const* kind) {
     std::unique_ptr<Member> const loaded = store.Load<Member>("member");
     if constexpr (std::is_same_v<typename Member::Value, cls_Uid>) {
       Expect(IsSame(saved.m_Value, loaded->m_Value), s_Members, kind);
-      return; // another session gives its own identities
+      return; // another session makes its own identities
     }
     LetGo(saved.m_Value);
     store.Close();
@@ -298,7 +298,7 @@ void TryClasses() {
   Expect(IsFull(*rack) && IsFull(*store.Load<Rack>("rack")) && store.ObjectCount() == objects, s_Classes,
          "Rack");
   Expect(store.Load<Seal>("seal")->m_Digest[15] == 0xFF, s_Classes, "Seal");
-  store.Save("picture", *store.Load<Picture>("picture")); // keeps its blob
+  store.Save("picture", *store.Load<Picture>("picture")); // the blob is kept
   std::unique_ptr<Picture> const picture = store.Load<Picture>("picture");
   Expect(picture->m_SizeBytes == 5 && picture->m_Header[3] == 4, s_Classes, "Picture");
 }

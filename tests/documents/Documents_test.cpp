@@ -1,4 +1,4 @@
-// Runs the programs that the documents' blocks of C++ make, each in a folder of its own.
+// Runs the programs made from the documents' C++ blocks, each in a separate folder.
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@ namespace {
 
 class Documents : public StoreFileTest {
  protected:
-  // Runs a program in the test's folder.
+  // Runs a program in the folder of the test.
   Outcome Run(std::string const& program) {
     return RunToItsEnd("cd '" + Folder().string() + "' && " + program, Folder());
   }
@@ -37,7 +37,7 @@ TEST_F(Documents, ReadmeProgramNamesAFileThatIsNoStore) {
   EXPECT_TRUE(outcome.err.starts_with("bolts.kvs: ")) << outcome.err;
 }
 
-TEST_F(Documents, HistoryOfReadmeIsInTheStore) {
+TEST_F(Documents, HistoryOfUsingStoresIsInTheStore) {
   ExpectOutput(DOCUMENT_HISTORY, "6000 temperatures, the last 2000\n");
 }
 

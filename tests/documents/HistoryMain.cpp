@@ -1,5 +1,5 @@
-// What README.md shows under "Histories that do not fit into memory", on a solver of three nodes. Prints the
-// history as another load finds it.
+// What docs/using-stores.md shows of histories that do not fit into memory, on a solver of three nodes. Prints
+// the history as another load finds it.
 
 #include <iostream>
 #include <vector>
@@ -51,7 +51,7 @@ class Solver {
 };
 
 void WriteHistory(sto_Store& store, Solver& solver, Result& result, int stepCount) {
-#include <blocks/README/histories-that-do-not-fit-into-memory-1>
+#include <blocks/docs/using-stores/histories-that-do-not-fit-into-memory-1>
 }
 
 void Run() {

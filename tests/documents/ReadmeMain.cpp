@@ -1,4 +1,4 @@
-// The program of README.md, as a reader puts it together: its blocks in order and nothing else.
+// The program of README.md as a reader puts it together: its blocks in order and nothing else.
 
 #include <blocks/README/a-persisted-class-1>
 

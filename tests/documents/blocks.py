@@ -1,18 +1,19 @@
 #!/usr/bin/env python3
-"""Hands the C++ blocks of the documents to the programs that compile them.
+"""Extracts the C++ blocks of the documents for the programs that compile them.
 
     blocks.py [--root DIR] extract OUTPUT    writes each block, and each table of code, to a file under OUTPUT
-    blocks.py [--root DIR] check             one line a finding, exit status 1 when there is any
+    blocks.py [--root DIR] check             prints one line per finding; exit status 1 if there are any
 
-A block is what is between ```cpp and ```. It is known by its document, the heading above it, and its number there:
-the first one under `## Building` in README.md is `README/building-1`. A program in this folder takes it, to the byte, with `#include <blocks/README/building-1>`. A block that repeats code of an example is a quote
+A block is the code between ```cpp and ```. Its name consists of its document, the heading above it, and its number
+under that heading: the first block under `## Building` in README.md is `README/building-1`. A program in this folder
+takes it, unchanged, with `#include <blocks/README/building-1>`. A block that repeats code of an example is a quote
 instead: QUOTES names the source file, which must contain it.
 
-A table is handed over when all of its cells in the first row are code. It becomes one line a row,
-`DOCUMENT_ROW(line, (cell), (cell), ...)`, under the name of its heading and `table`: `README/building-table-1`.
+A table is extracted if all cells in its first row are code. Each row becomes a line
+`DOCUMENT_ROW(line, (cell), (cell), ...)`. Its name is that of its heading with `table`: `README/building-table-1`.
 
-What `check` finds: a block or table that no program takes and no source contains, a program that asks for a block
-which is not there, a quote that is not one, and C++ that is not marked as such.
+Findings of `check`: a block or table that no program takes and no source contains, a program that asks for a missing
+block, a quote that its source does not contain, and C++ that is not marked as such.
 """
 
 import argparse
@@ -24,7 +25,7 @@ from typing import NamedTuple
 
 PROGRAMS = "tests/documents"
 QUOTES = "tests/documents/quotes.txt"
-# Folders that hold nothing of ours.
+# Folders without files of this project.
 OUTSIDE = {"build", "install"}
 
 FENCE = re.compile(r"^(?P<indent>\s*)(?P<mark>`{3,}|~{3,})[ \t]*(?P<language>[^\s`]*)")
@@ -34,7 +35,7 @@ RULE = re.compile(r"^\|[\s|:-]+\|\s*$")
 CODE_CELL = re.compile(r"^`(?P<code>[^`]+)`$")
 TAKEN = re.compile(r"^[ \t]*#[ \t]*include[ \t]*<blocks/(?P<name>[^>]+)>", re.MULTILINE)
 OTHER_NAMES_OF_CPP = {"c++", "cc", "cxx", "c", "h", "hpp"}
-# How lines of C++ end, and those of nothing else in a document but remarks in a shell's lines.
+# The end of a line of C++. Nothing else in a document ends so, except comments in shell lines.
 LOOKS_LIKE_CPP = re.compile(r"^(?!.*\s#\s).*[;{]\s*(//.*)?$")
 
 
@@ -48,7 +49,7 @@ class Finding(NamedTuple):
 
 
 class Block(NamedTuple):
-    """A run of code in a document; `line` is that of its first line of code."""
+    """A run of code in a document; `line` is the number of its first line."""
     name: str
     path: str
     line: int
@@ -56,7 +57,7 @@ class Block(NamedTuple):
 
 
 class Document:
-    """The blocks and tables of one document, and what it holds that is C++ and not marked so."""
+    """The blocks and tables of one document, and findings about unmarked C++."""
 
     def __init__(self, path: str, text: str) -> None:
         self.path = path
@@ -71,7 +72,7 @@ class Document:
             number = self._take(number)
 
     def _take(self, number: int) -> int:
-        """Takes what begins on a line, and returns the index of the line behind it."""
+        """Handles what begins on a line; returns the index of the line after it."""
         line = self._lines[number]
         if fence := FENCE.match(line):
             return self._take_fence(number, fence)
@@ -89,7 +90,7 @@ class Document:
         while end < len(self._lines) and not closing.match(self._lines[end]):
             end += 1
         if end == len(self._lines):
-            self._find(first, "the block has no end")
+            self._find(first, "the block is not closed")
         body = self._lines[first + 1:end]
         language = fence["language"]
         if language == "cpp":
@@ -97,9 +98,9 @@ class Document:
                 self._find(first, "a C++ block begins with ```cpp at the start of the line")
             self._add("", first + 1, "\n".join(body) + "\n")
         elif language.lower() in OTHER_NAMES_OF_CPP | {"cpp"}:
-            self._find(first, f"C++ is marked as cpp, not as {language}")
+            self._find(first, f"mark C++ as cpp, not as {language}")
         elif not language and any(LOOKS_LIKE_CPP.search(line) for line in body):
-            self._find(first, "this looks like C++, and is not marked: write ```cpp")
+            self._find(first, "this looks like C++ but is not marked: write ```cpp")
         return end + 1
 
     def _take_table(self, first: int) -> int:
@@ -115,7 +116,7 @@ class Document:
             for line, cells in rows[1:]:
                 codes = [CODE_CELL.match(cell) for cell in cells]
                 if not all(codes):
-                    self._find(line, "a cell of this table is not code, as those of its first row are")
+                    self._find(line, "a cell of this table is not code, unlike its first row")
                     continue
                 text += f"DOCUMENT_ROW({line + 1}, {', '.join('(' + code['code'] + ')' for code in codes)})\n"
             self._add("table-", first, text)
@@ -166,22 +167,22 @@ def check(root: pathlib.Path) -> list[Finding]:
             used.add(match["name"])
             if match["name"] not in blocks:
                 findings.append(Finding(path, text.count("\n", 0, match.start()) + 1,
-                                        f"there is no block {match['name']} in the documents"))
+                                        f"the documents have no block {match['name']}"))
     for number, name, source in read_quotes(root):
         used.add(name)
         if name not in blocks:
-            findings.append(Finding(QUOTES, number, f"there is no block {name} in the documents"))
+            findings.append(Finding(QUOTES, number, f"the documents have no block {name}"))
         elif not (root / source).is_file():
             findings.append(Finding(QUOTES, number, f"there is no source file {source}"))
         elif words(blocks[name].text) not in words((root / source).read_text(encoding="utf-8")):
             findings.append(Finding(blocks[name].path, blocks[name].line, f"{source} does not contain this block"))
-    findings += [Finding(block.path, block.line, f"no program compiles the block {name}: give it one in {PROGRAMS}")
+    findings += [Finding(block.path, block.line, f"no program compiles the block {name}: add one in {PROGRAMS}")
                  for name, block in blocks.items() if name not in used]
     return findings
 
 
 def extract(root: pathlib.Path, output: pathlib.Path) -> None:
-    """Writes the blocks and removes those of before. A file that has its text already is left alone."""
+    """Writes the blocks and removes old ones. Files that need no change are not touched."""
     gone = {file for file in (output / "blocks").rglob("*") if file.is_file()}
     for document in documents(root):
         for block in document.blocks:

@@ -12,7 +12,7 @@ TAKES = "#include <blocks/README/top-1>\n"
 
 
 class TreeTest(unittest.TestCase):
-    """Makes trees from texts in a folder of its own."""
+    """Makes trees from texts in a separate folder."""
 
     def setUp(self) -> None:
         folder = tempfile.TemporaryDirectory()
@@ -40,24 +40,24 @@ class Check(TreeTest):
     def test_a_block_without_program_is_found_by_its_name(self) -> None:
         self.assert_finding({"README.md": BLOCK},
                             "README.md:2: no program compiles the block README/top-1: "
-                            "give it one in tests/documents")
+                            "add one in tests/documents")
 
     def test_a_second_block_under_a_heading_needs_a_program_too(self) -> None:
         self.assert_finding({"README.md": BLOCK + BLOCK, "tests/documents/A.cpp": TAKES},
                             "README.md:5: no program compiles the block README/top-2: "
-                            "give it one in tests/documents")
+                            "add one in tests/documents")
 
     def test_documents_in_folders_are_looked_at(self) -> None:
         self.assert_finding({"docs/some/page.md": "# The way\n" + BLOCK},
                             "docs/some/page.md:3: no program compiles the block docs/some/page/the-way-1: "
-                            "give it one in tests/documents")
+                            "add one in tests/documents")
 
     def test_what_is_built_and_hidden_is_not(self) -> None:
         self.assertEqual(self.findings({"build/dev/page.md": BLOCK, ".cache/page.md": BLOCK}), [])
 
     def test_a_program_that_asks_for_no_block_is_found(self) -> None:
         self.assert_finding({"tests/documents/A.cpp": "\n" + TAKES},
-                            "tests/documents/A.cpp:2: there is no block README/top-1 in the documents")
+                            "tests/documents/A.cpp:2: the documents have no block README/top-1")
 
     def test_other_languages_are_left_alone(self) -> None:
         text = "```sql\nDROP TABLE root;\n```\n\n    rm bolts.kvs   # gone;\n"
@@ -65,17 +65,17 @@ class Check(TreeTest):
 
     def test_cpp_under_another_name_is_found(self) -> None:
         self.assert_finding({"README.md": "```c++\nint i;\n```\n"},
-                            "README.md:1: C++ is marked as cpp, not as c++")
+                            "README.md:1: mark C++ as cpp, not as c++")
 
     def test_cpp_without_mark_is_found(self) -> None:
         self.assert_finding({"README.md": "```\nint i;\n```\n"},
-                            "README.md:1: this looks like C++, and is not marked: write ```cpp")
+                            "README.md:1: this looks like C++ but is not marked: write ```cpp")
         self.assert_finding({"README.md": "    int i;\n"},
                             "README.md:1: this looks like C++: put it between ```cpp and ```")
 
     def test_a_block_without_end_is_found(self) -> None:
         self.assert_finding({"README.md": "```cpp\nint i;\n", "tests/documents/A.cpp": TAKES},
-                            "README.md:1: the block has no end")
+                            "README.md:1: the block is not closed")
 
     def test_an_indented_block_is_found(self) -> None:
         self.assert_finding({"README.md": "  ```cpp\n  int i;\n  ```\n", "tests/documents/A.cpp": TAKES},
@@ -99,7 +99,7 @@ class Quotes(TreeTest):
         del files["examples/a.cpp"]
         self.assert_finding(files, "tests/documents/quotes.txt:2: there is no source file examples/a.cpp")
         self.assert_finding({"README.md": "", "examples/a.cpp": ""},
-                            "tests/documents/quotes.txt:2: there is no block README/top-1 in the documents")
+                            "tests/documents/quotes.txt:2: the documents have no block README/top-1")
 
 
 class Tables(TreeTest):
@@ -108,7 +108,7 @@ class Tables(TreeTest):
     def test_a_table_of_code_needs_a_program(self) -> None:
         self.assert_finding({"README.md": self.TABLE},
                             "README.md:3: no program compiles the block README/kinds-table-1: "
-                            "give it one in tests/documents")
+                            "add one in tests/documents")
 
     def test_each_row_is_handed_over(self) -> None:
         self.write({"README.md": self.TABLE})
@@ -120,7 +120,7 @@ class Tables(TreeTest):
     def test_a_row_that_is_not_code_is_found(self) -> None:
         self.write({"tests/documents/A.cpp": "#include <blocks/README/kinds-table-1>\n"})
         self.assert_finding({"README.md": self.TABLE + "| `bool` | see below |\n"},
-                            "README.md:7: a cell of this table is not code, as those of its first row are")
+                            "README.md:7: a cell of this table is not code, unlike its first row")
 
     def test_other_tables_are_left_alone(self) -> None:
         self.assertEqual(self.findings({"README.md": "| a | b |\n|---|---|\n| `int` | number |\n"}), [])

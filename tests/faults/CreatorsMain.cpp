@@ -12,20 +12,20 @@
 #include "tests/faults/FaultsClasses.h"
 #include "tests/faults/FaultsFrame.h"
 
-// Processes that create one store at the same time.
+// Processes that create the same store at the same time.
 //
 //     faults_creators [--short] [--rounds 150] [--processes 5]
 //
-// One of them wins and saves an object; the others get Conflict. The winner's store is whole.
+// One of them succeeds and saves an object; the others get Conflict. The resulting store is intact.
 
 namespace {
 
-/// What the processes of a round share.
+/// Shared by the processes of a round.
 struct Shared {
   static constexpr int MaxProcesses = 16;
   std::atomic<int> m_Ready{0};
   std::atomic<bool> m_Start{false};
-  /// 0 nothing yet, 1 created and saved, 100 + kind of an error of the store, 99 anything else
+  /// 0 nothing yet, 1 created and saved, 100 + the kind of a store error, 99 anything else
   std::atomic<int> m_Results[MaxProcesses];
 };
 
@@ -57,8 +57,9 @@ void CheckWinner(FaultsRow& row, std::string const& where, std::string const& pa
     if (carrier->m_Number != winner) throw std::runtime_error("it has the object of another process");
     std::vector<int> const numbers = carrier->All(0);
     if (numbers.size() != 3000 || numbers[2999] != 2999 + winner)
-      throw std::runtime_error("its array is another");
-    if (store.ObjectCount() < 2 || store.Roots().size() != 1) throw std::runtime_error("it is not whole");
+      throw std::runtime_error("its array is different");
+    if (store.ObjectCount() < 2 || store.Roots().size() != 1)
+      throw std::runtime_error("the store is incomplete");
   });
   if (!outcome.IsDone()) row.Lost(where + "the winner's store: " + outcome.m_Text);
   if (std::string const integrity = FaultsIntegrityOf(path); integrity != "ok") row.Lost(where + integrity);

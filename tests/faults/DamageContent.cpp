@@ -25,7 +25,7 @@ void Fill(Carrier& carrier, int seed) {
     for (int i = 0; i < 700 * array + seed * 300; ++i) carrier.Append(array, i + seed);
 }
 
-/// Overwrites so many blocks in one transaction that some are moved.
+/// Overwrites so many blocks in one transaction that some of them move.
 void MoveBlocks(sto_Store& store) {
   Stream stream;
   store.Save("stream", stream);
@@ -57,7 +57,7 @@ DamageParts PartsOf(Folder const& folder) {
   return {TextOf(folder.AllItems()), keyed};
 }
 
-/// The object under a root as one class.
+/// The object under a root, loaded as one class.
 DamageParts LoadAs(sto_Store& store, std::string const& root, ModelKind kind, bool isLeaf) {
   if (isLeaf) return {std::to_string(store.Load<Leaf>(root)->m_Value)};
   switch (kind) {
@@ -72,7 +72,7 @@ DamageParts LoadAs(sto_Store& store, std::string const& root, ModelKind kind, bo
   }
 }
 
-/// The object under a root: of the class that its name says, else of the first that fits.
+/// The object under a root, loaded as the class that its name says, or else as the first that fits.
 DamageParts LoadRoot(sto_Store& store, std::string const& root) {
   constexpr std::pair<char const*, ModelKind> Names[] = {{"carrier", ModelKind::Carrier},
                                                          {"picture", ModelKind::Picture},
@@ -91,7 +91,7 @@ DamageParts LoadRoot(sto_Store& store, std::string const& root) {
   return LoadAs(store, root, {}, true);
 }
 
-/// SQLite on a file, without the module.
+/// An SQLite connection to a file, without the module.
 class Raw {
  public:
   explicit Raw(std::string const& path) {
@@ -100,7 +100,7 @@ class Raw {
   ~Raw() { sqlite3_close(m_Handle); }
   Raw(Raw const&) = delete;
   Raw& operator=(Raw const&) = delete;
-  /// Calls `onRow` for each row; false when SQLite fails.
+  /// Calls `onRow` for each row; false if SQLite fails.
   template <class OnRow> bool ForEach(std::string const& sql, OnRow onRow) {
     sqlite3_stmt* statement = nullptr;
     if (!m_IsOpen || sqlite3_prepare_v2(m_Handle, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK)
@@ -142,7 +142,7 @@ void DamageMake(std::string const& path, std::string const& older) {
     }
     MoveBlocks(store);
     store.Save("gone", Leaf(99));
-    store.RemoveRoot("gone"); // something to collect
+    store.RemoveRoot("gone"); // leaves something to collect
     std::filesystem::copy_file(path, older);
     sto_Transaction transaction(store);
     first.m_Number = 77;

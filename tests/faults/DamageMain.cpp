@@ -12,20 +12,21 @@
 
 // Damaged copies of a small store with every kind of object and row.
 //
-//     faults_damage [--short] [--copies 20000] [--seed 1] [--copy N [--keep FILE]]   (one copy, to look at
-//     it)
+//     faults_damage [--short] [--copies 20000] [--seed 1]
+//     faults_damage --copy N [--keep FILE]      one copy, to look at it
 //
-// Each copy is opened, loaded, saved to, collected, and loaded again. What comes out is the original content
-// or an error of the store. Two kinds of damage cannot be seen in this format, and have columns of their own,
-// each by a rule:
+// Each copy is opened, loaded, saved to, collected, and loaded again. Every result must be the original
+// content or a store error. This format cannot detect two kinds of damage. They have their own columns and
+// rules:
 //
-// known root   The root table, read past the module, has other rows than the original, and each root that
-//              loads is, whole, the original object with the id that its row (one of them, if there are
-//              several of its name) names.
-// known older  Only where pages of an older copy were put in: each part of each root that loads is, whole,
-//              what the original or the older copy has there, and the roots are those of one of the two.
-//              Or the older pages give out object ids again: the next id, read past the module, is less than
-//              the original's, and what is neither is, whole, what the object that was saved afterwards has.
+// known root   The root table, read bypassing the module, has other rows than the original. Each root that
+//              loads is completely the original object with the id in its row (or in one of its rows, if
+//              several have its name).
+// known older  Only if pages of an older copy were put in. Each part of each root that loads is completely
+//              what either the original or the older copy has there, and the roots are those of one of the
+//              two. Or the older pages give out object ids again: the next id, read bypassing the module, is
+//              less than the original's, and every part that matches neither copy is completely that of the
+//              object saved afterwards.
 
 namespace {
 
@@ -71,15 +72,15 @@ void Prepare(Campaign& campaign) {
     throw std::runtime_error("the original cannot be loaded");
   for (auto const& [root, id] : campaign.m_Rows)
     if (campaign.m_Objects[id] != campaign.m_Content.m_Roots[root])
-      throw std::runtime_error("the ids are not right");
+      throw std::runtime_error("the ids are wrong");
 }
 
-/// Damages the bytes; what was done, in words. `isOlder` when pages of the older copy were put in.
+/// Damages the bytes; returns a description. Sets `isOlder` if pages of the older copy were put in.
 std::string Damage(Campaign const& campaign, std::mt19937& random, std::string& bytes, bool& isOlder) {
   auto const below = [&](std::size_t end) { return random() % end; };
   auto const pages = bytes.size() / PageBytes;
   auto const page = [&](std::size_t number) { return number * PageBytes; };
-  // Half of the damage goes where tables of names and roots and the inner pages are: the first pages.
+  // Half of the damage goes to the first pages: tables of names and roots, and inner pages.
   auto const anyPlace = [&] {
     return below(2) == 0 ? below(std::min<std::size_t>(bytes.size(), 60'000)) : below(bytes.size());
   };
@@ -140,7 +141,7 @@ std::string Damage(Campaign const& campaign, std::mt19937& random, std::string& 
   }
 }
 
-/// `given`: the parts of an object that was saved under an id which is given out again; empty for none.
+/// `given`: the parts of an object saved under an id that is given out again; may be empty.
 bool IsKnownOlder(Campaign const& campaign, DamageContent const& found, DamageParts const& given) {
   for (auto const& [root, parts] : found.m_Roots) {
     auto const now = campaign.m_Content.m_Roots.find(root);
@@ -169,7 +170,7 @@ bool IsKnownRoot(Campaign const& campaign, DamageContent const& found, DamageRow
   return true;
 }
 
-/// Which roots show something else, in words.
+/// Describes which roots show something else.
 std::string DifferenceOf(Campaign const& campaign, DamageContent const& found) {
   std::string text =
       ": " + std::to_string(found.m_Roots.size()) + " roots, " + std::to_string(found.m_Refused) + " refused";
@@ -188,7 +189,7 @@ std::string DifferenceOf(Campaign const& campaign, DamageContent const& found) {
   return text;
 }
 
-/// What a load has shown, beside the original.
+/// Compares what a load showed with the original.
 Verdict Judge(Campaign const& campaign, DamageContent const& found, DamageRows const& rows, bool isOlder,
               DamageParts const& given) {
   bool isSame =
@@ -202,14 +203,14 @@ Verdict Judge(Campaign const& campaign, DamageContent const& found, DamageRows c
   return IsKnownRoot(campaign, found, rows) ? Verdict::KnownRoot : Verdict::Wrong;
 }
 
-/// One damaged copy: first what it shows, then what it shows after it was saved to and collected.
+/// Tests one damaged copy: first as it is, then after saving to it and collecting.
 Verdict TryCopy(Campaign const& campaign, int copy, std::string& text) {
   std::mt19937 random(campaign.m_Seed * 1'000'003U + static_cast<unsigned int>(copy));
   std::string bytes = campaign.m_Bytes;
   bool isOlder = false;
   text = Damage(campaign, random, bytes, isOlder);
   std::string const path = campaign.m_Folder.Path("damaged");
-  unlink((path + "-journal").c_str()); // of a copy whose process died
+  unlink((path + "-journal").c_str()); // left by a copy whose process died
   FaultsPutBytes(path, bytes);
   auto const rows = DamageRootRows(path);
   bool const givesOutAgain = isOlder && DamageNextId(path) < campaign.m_NextId;
@@ -266,7 +267,7 @@ void Count(FaultsRow& row, int copy, Verdict verdict, std::string const& text) {
   }
 }
 
-/// Runs copies in a child process until it is done or dies; the first copy that is still to be tried.
+/// Runs copies in a child process until all are done or it dies. Returns the next copy to try.
 int RunChild(Campaign const& campaign, FaultsRow& row, int first, int last) {
   FaultsEnd const end = FaultsChild(
       [&](int pipe) {
@@ -301,7 +302,7 @@ int Run(FaultsOptions const& options) {
   int const end = only >= 0 ? only + 1 : options.Number("copies", options.IsShort() ? 600 : 20'000);
   for (int copy = std::max(only, 0); copy < end;)
     copy = RunChild(campaign, row, copy, std::min(copy + CopiesOfChild, end));
-  if (options.Has("keep")) { // the copy as it was damaged, for one --copy
+  if (options.Has("keep")) { // the damaged copy itself, for one --copy
     std::mt19937 random(campaign.m_Seed * 1'000'003U + static_cast<unsigned int>(std::max(only, 0)));
     std::string bytes = campaign.m_Bytes;
     bool isOlder = false;

@@ -113,7 +113,7 @@ Carrier::~Carrier() {
     With(m_Arrays, array, [](auto& it) {
       try {
         it.Release();
-      } catch (...) { // its blocks stay then, and its end tries again
+      } catch (...) { // the blocks stay then; the destructor tries again
       }
       it.DropBlocks();
     });
@@ -229,7 +229,7 @@ Picture::Picture(cls_ReadVisitor const& visitor)
 void Picture::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   bool const isFirst = !HasBlob();
-  std::string const bytes = isFirst ? m_First : Bytes(); // a writer begins with an empty blob
+  std::string const bytes = isFirst ? m_First : Bytes(); // a writer starts with an empty blob
   FaultsFailure::Pass(visitor);
   auto writer = std::make_unique<cls_BlobWriter>(visitor, cls_FieldHandle(0, "m_Blob"_cow), m_BlobUid);
   cls_AgentBlob& agent = writer->Agent();
@@ -268,7 +268,7 @@ template <class Agent> void AgentHolder<Agent>::LetGo() {
   if (agent->StillReferenced()) return;
   try {
     agent->EndFlush();
-  } catch (...) { // an agent of undone work
+  } catch (...) { // the agent's work was undone
   }
   delete agent;
 }
@@ -313,7 +313,7 @@ void Folder::DBWrite(cls_WriteVisitor const& visitor) const {
 void Folder::Put(int index, Leaf const& leaf) const {
   cls_AgentRequestListObj const request(&Items(), index);
   leaf.DBWrite(cls_WriteVisitor(request, &leaf));
-  static_cast<void>(Items().Count()); // what failed in the end of the element is raised by the next operation
+  static_cast<void>(Items().Count()); // raises a failure kept from the end of the element
 }
 
 void Folder::PutKey(int key, Leaf const& leaf) const {

@@ -20,14 +20,14 @@
 #include "wrappers/cls_xp1DArrayList.h"
 
 // What the programs of the fault campaign save: one class with every kind of member, and three whose members
-// talk to storage through agents. Elements of every type are numbers to the programs, 0 and up.
+// use agents. To the programs, elements of every type are numbers from 0.
 
-/// Where a class fails while it is written.
+/// Controls where a class fails while it is written.
 struct FaultsFailure {
   enum class How { None, Throw, Undeclared };
   static inline How s_How = How::None;
-  static inline int s_Point = 0; ///< how many members are written before it fails
-  /// What the classes call between two members.
+  static inline int s_Point = 0; ///< number of members written before it fails
+  /// Called between two members.
   static void Pass(cls_WriteVisitor const& visitor);
 };
 
@@ -64,7 +64,7 @@ class Carrier : public CarrierBase {
 
   Carrier() = default;
   explicit Carrier(cls_ReadVisitor const& visitor);
-  /// Releases the blocks; a failure is left to the session, which keeps it.
+  /// Releases the blocks. The session keeps a failure.
   ~Carrier();
   void DBWrite(cls_WriteVisitor const& visitor) const;
 
@@ -80,13 +80,13 @@ class Carrier : public CarrierBase {
   void Release(int array) const;
   int Refresh(int array);
 
-  /// Makes, or takes away, a copy of the arrays, which shares their blocks.
+  /// Makes, or removes, a copy of the arrays that shares their blocks.
   void MakeCopies();
   void DropCopies() noexcept { m_Copies.reset(); }
   [[nodiscard]] bool HasCopies() const noexcept { return m_Copies != nullptr; }
   [[nodiscard]] std::vector<int> AllOfCopy(int array) const;
 
-  /// Assigns the table to another array, which the store does not hear of; or takes that away.
+  /// Assigns the table to another array without the store noticing, or removes that array.
   void AssignPast();
   void DropPast() noexcept { m_Past.reset(); }
   [[nodiscard]] bool HasPast() const noexcept { return m_Past != nullptr; }
@@ -114,14 +114,14 @@ class Carrier : public CarrierBase {
   std::unique_ptr<cls_2dArrayPrim<double>> m_Past;
 };
 
-/// An object with a blob, whose agent it keeps.
+/// An object with a blob that keeps its agent.
 class Picture {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x760004; }
   explicit Picture(std::string bytes) : m_First(std::move(bytes)) {}
   explicit Picture(cls_ReadVisitor const& visitor);
-  /// Makes the blob: of the bytes that it was constructed with, later of what it has then. Reading these
-  /// raises where the blob was made in work that was undone.
+  /// Makes the blob: first from the constructor's bytes, later from its own content. Reading that raises an
+  /// error if the blob was made in work that was undone.
   void DBWrite(cls_WriteVisitor const& visitor) const;
   [[nodiscard]] cls_AgentBlob& Blob() const;
   [[nodiscard]] bool HasBlob() const noexcept { return m_Reader != nullptr || m_Writer != nullptr; }
@@ -133,10 +133,10 @@ class Picture {
 
  private:
   std::unique_ptr<cls_BlobReader> m_Reader;
-  mutable std::unique_ptr<cls_BlobWriter> m_Writer; // what a const object makes when it is written
+  mutable std::unique_ptr<cls_BlobWriter> m_Writer; // mutable: made when a const object is written
 };
 
-/// Holds an agent, as a container of an application does.
+/// Holds an agent as an application's container does.
 template <class Agent> class AgentHolder : public cls_PC {
  public:
   AgentHolder() = default;
@@ -147,7 +147,7 @@ template <class Agent> class AgentHolder : public cls_PC {
     Unlink();
     LetGo();
   }
-  /// The agent; Unavailable when it was taken away.
+  /// The agent; raises Unavailable if it is gone.
   Agent& Use() const;
   [[nodiscard]] bool WasTaken() const noexcept { return m_WasTaken; }
 
@@ -157,7 +157,7 @@ template <class Agent> class AgentHolder : public cls_PC {
   bool m_WasTaken = false;
 };
 
-/// An object with an open list and an open map of objects.
+/// An object that keeps a list and a map of objects open.
 class Folder {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x760005; }
@@ -172,7 +172,7 @@ class Folder {
   cls_AgentMapKey2Obj<int>& Keyed() const { return m_Keyed.Use(); }
   void Put(int index, Leaf const& leaf) const;
   void PutKey(int key, Leaf const& leaf) const;
-  /// Whether the agents, or one of them, were made.
+  /// Whether at least one of the agents was made.
   [[nodiscard]] bool HasAgents() const noexcept { return m_Items.WasTaken() || m_Keyed.WasTaken(); }
   [[nodiscard]] std::vector<int> AllItems() const; ///< -1 for an empty object
   [[nodiscard]] std::vector<std::pair<int, int>> AllKeyed() const;
@@ -200,5 +200,5 @@ class Stream {
   cls_Uid m_Uid;
 };
 
-/// The registrar of these classes.
+/// The registrar of all these classes.
 cls_ClassRegistrar const& FaultsRegistrar();

@@ -16,7 +16,7 @@ std::string RootOf(int number) {
 int ValueAt(int index) {
   return index + 1;
 }
-/// Each commit changes one element of those that are there.
+/// Each commit changes one existing element.
 int ChangedIndex(int number) {
   return number * 97 % (number * AppendsOfCommit);
 }
@@ -58,7 +58,7 @@ void ExpectCarrier(sto_Store& store, int number) {
   Require(texts.size() == static_cast<std::size_t>((number * AppendsOfCommit + 3) / 4),
           "the array of texts is not that of commit " + std::to_string(number));
   for (std::size_t i = 0; i < texts.size(); ++i)
-    Require(texts[i] == ValueAt(static_cast<int>(i) * 4), "a text is another");
+    Require(texts[i] == ValueAt(static_cast<int>(i) * 4), "a text is different");
 }
 
 } // namespace

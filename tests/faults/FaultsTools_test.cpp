@@ -9,7 +9,7 @@
 
 namespace {
 
-// The tools of the fault campaign: what they report is only worth something when they are right themselves.
+// Tests the tools of the fault campaign, because its reports depend on them.
 
 using Operation = StorePowerVfs::Operation;
 using Kind = Operation::Kind;
@@ -27,7 +27,7 @@ TEST(FaultsScript, SeedDecidesTheScript) {
 }
 
 TEST(FaultsShrink, LeastScriptIsFound) {
-  // Fails when there is a Save somewhere before a Rollback.
+  // Fails if a Save comes anywhere before a Rollback.
   auto const fails = [](ModelScript const& script) {
     auto const is = [](ModelOp op) { return [op](ModelStep const& step) { return step.m_Op == op; }; };
     auto const save = std::find_if(script.m_Steps.begin(), script.m_Steps.end(), is(ModelOp::Save));
@@ -47,7 +47,7 @@ class FaultsPower : public testing::Test {
   void Apply(Kind kind, std::string path, std::int64_t offset = 0, std::string bytes = {}) {
     m_Cut.Apply({kind, std::move(path), offset, std::move(bytes)});
   }
-  /// The contents that a file has after many cuts; "-" where it is not there.
+  /// The contents of a file after many cuts; "-" if it is missing.
   std::set<std::string> Contents(std::string const& path) {
     std::set<std::string> contents;
     for (int i = 0; i < 400; ++i) {

@@ -10,17 +10,17 @@
 #include "tests/faults/FaultsLoop.h"
 #include "tests/support/store/StorePowerVfs.h"
 
-// Processes that are killed while they commit, at an operation on files or at any moment.
+// Processes that are killed while they commit, at a file operation or at any moment.
 //
 //     faults_kills [--short] [--kills 2000] [--seed 1]
 //
-// Each child goes on where the last one was killed. What it had committed, which it told through a pipe, must
-// be there, and nothing else but the one commit that was under way.
+// Each child continues after the previous kill. All commits it reported through its pipe must be there, and
+// nothing else except the commit in progress.
 
 namespace {
 
 constexpr int CommitsOfChild = 12;
-constexpr int CommitsOfStore = 150; // then a new store, so that the checks stay short
+constexpr int CommitsOfStore = 150; // then start a new store, to keep the checks short
 
 struct Kills {
   explicit Kills(unsigned int seed) : m_Random(seed) {}
@@ -44,7 +44,7 @@ struct Kills {
     });
   }
 
-  /// The number of the last commit that the child told, or `before`.
+  /// The last commit reported by the child, or `before`.
   static int LastOf(FaultsEnd const& end, int before) {
     std::size_t const count = end.m_Output.size() / sizeof before;
     if (count > 0) std::memcpy(&before, end.m_Output.data() + (count - 1) * sizeof before, sizeof before);
@@ -54,7 +54,7 @@ struct Kills {
   std::mt19937 m_Random;
 };
 
-/// Kills so many children on stores of one journal mode.
+/// Kills the given number of children on stores of one journal mode.
 void RunMode(FaultsFolder const& folder, FaultsRow& row, Kills& kills, bool withLog, int count) {
   int committed = 0;
   bool isNew = true;
@@ -70,7 +70,7 @@ void RunMode(FaultsFolder const& folder, FaultsRow& row, Kills& kills, bool with
     row.Count();
     if (end.m_Signal != SIGKILL && end.m_ExitCode != 0)
       row.Lost("the child ended by itself: " + end.AsText());
-    int const told = Kills::LastOf(end, committed);
+    int const reported = Kills::LastOf(end, committed);
     std::string const where = (withLog ? "log, kill " : "journal, kill ") + std::to_string(i) + ": ";
     int found = -1;
     FaultsOutcome const outcome = FaultsTry([&] { found = FaultsStateOf(path); });
@@ -79,10 +79,11 @@ void RunMode(FaultsFolder const& folder, FaultsRow& row, Kills& kills, bool with
       isNew = true;
       continue;
     }
-    if (found < told)
-      row.Lost(where + "commit " + std::to_string(told) + " is gone; " + std::to_string(found) + " is there");
-    if (found > told + 1)
-      row.Wrong(where + "commit " + std::to_string(found) + " is there before it was made");
+    if (found < reported)
+      row.Lost(where + "commit " + std::to_string(reported) + " is gone; the store has " +
+               std::to_string(found));
+    if (found > reported + 1)
+      row.Wrong(where + "commit " + std::to_string(found) + " exists before it was made");
     if (std::string const integrity = FaultsIntegrityOf(path); integrity != "ok")
       row.Wrong(where + integrity);
     row.Besides(end.m_Signal == SIGKILL ? "killed" : "finished");

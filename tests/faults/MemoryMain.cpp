@@ -10,28 +10,28 @@
 #include "tests/faults/MemoryWorld.h"
 #include "tests/support/store/StoreAllocFault.h"
 
-// Allocations that fail, in every operation of a session: the n-th for all n until the operation needs no
-// more, once, three times in a row, and for good.
+// Failing allocations in every operation of a session: the n-th allocation, for each n until the operation
+// needs no more; once, three times in a row, and permanently.
 //
 //     faults_memory [--short] [--only NAME] [--from N] [--stride N] [--written]
+//     faults_memory --here --only NAME --from N --failures K     one step in this process, for a debugger
 //
-// Afterwards memory is there again: the session can be used, nothing that was committed is gone, nothing that
-// was undone is there, arrays have their elements or say Unavailable, and the operation can be repeated.
-// With --here --only NAME --from N --failures K one step runs in this process, for a debugger.
-// With --written the arrays have no changes that are not written.
+// Afterwards memory is available again. Then the session must be usable, nothing committed may be lost,
+// nothing undone may be there, arrays must have their elements or report Unavailable, and the operation must
+// be repeatable. With --written the arrays have no unwritten changes.
 
 namespace {
 
 constexpr unsigned int SecondsOfTry = 20;
-constexpr int FirstPlace = 5; ///< behind the elements that the list has
+constexpr int FirstPlace = 5; ///< after the list's existing elements
 
 struct Operation {
   char const* m_Name;
-  bool m_InTransaction;                        ///< it runs in one, which is rolled back when it fails
-  std::function<void(MemoryWorld&)> m_Prepare; ///< without failures, in the transaction
+  bool m_InTransaction;                        ///< runs in a transaction, which is rolled back if it fails
+  std::function<void(MemoryWorld&)> m_Prepare; ///< runs without failures, in the transaction
   std::function<void(MemoryWorld&)> m_Act;
-  std::function<void(MemoryWorld&)> m_Apply; ///< what it does to the model
-  bool m_IsEnd = false;                      ///< it ends the transaction, or the session, whatever happens
+  std::function<void(MemoryWorld&)> m_Apply; ///< updates the model
+  bool m_IsEnd = false;                      ///< ends the transaction or the session in any case
 };
 
 void Nothing(MemoryWorld&) {}
@@ -40,12 +40,12 @@ int Next(MemoryWorld const& world, int array) {
   return 200'000 + static_cast<int>(world.m_Model.m_Carrier[static_cast<std::size_t>(array)].size());
 }
 
-/// Appends to the carrier's ints, over the end of a block; the model follows element by element.
+/// Appends to the carrier's ints, across the end of a block; the model follows element by element.
 void AppendMany(MemoryWorld& world) {
   for (int i = 0; i < 2300; ++i) {
     int const value = Next(world, 1);
     world.m_Carrier->Append(1, value);
-    world.m_Model.m_Carrier[1].push_back(value); // its room was reserved
+    world.m_Model.m_Carrier[1].push_back(value); // capacity was reserved
   }
 }
 
@@ -85,7 +85,7 @@ void WroteBlob(MemoryWorld& world) {
   world.m_Model.m_Bytes.resize(45'000);
   world.m_Model.m_Bytes.replace(25'000, 20'000, Run20000());
 }
-/// Lets the session raise what it kept when an element was written, which happens in a destructor.
+/// Raises a failure that the session kept when it occurred in the destructor of an element.
 void RaiseKept(MemoryWorld& world) {
   static_cast<void>(world.m_Folder->Items().Count());
 }
@@ -98,7 +98,7 @@ void HasPut(MemoryWorld& world) {
   world.m_Model.m_Items[FirstPlace] = 4711;
 }
 
-/// Something of everything, in the open transaction.
+/// A bit of everything, in the open transaction.
 void ChangeMuch(MemoryWorld& world) {
   ChangeNumber(world);
   SaveAgain(world);
@@ -194,13 +194,14 @@ std::vector<Operation> Operations() {
   return all;
 }
 
-/// The operation failed: what is left, and that it can be repeated.
+/// The operation failed: checks what is left, and that it can be repeated.
 void CheckAfterFailure(Operation const& operation, MemoryWorld& world, FaultsOutcome const& outcome) {
   if (outcome.m_Way == FaultsOutcome::Way::Other) throw std::runtime_error("it raised " + outcome.m_Text);
-  // The question may have failed itself, before the kept failure was raised; that is raised once.
+  // The query itself may have failed before it raised the kept failure. The failure is raised once.
   static_cast<void>(FaultsTry([&] { RaiseKept(world); }));
   if (operation.m_InTransaction) {
-    // A failure may have undone the transaction: then all is as before it, else as before the call.
+    // A failure may have undone the transaction. Then the state is that before the transaction, otherwise
+    // that before the call.
     MemoryModel const before = world.m_Model;
     if (!FaultsTry([&] { world.CheckMemory(); }).IsDone()) {
       world.m_Model = world.m_AtBegin;
@@ -218,7 +219,7 @@ void CheckAfterFailure(Operation const& operation, MemoryWorld& world, FaultsOut
   if (world.m_Transaction) world.Commit();
 }
 
-/// One failure; `hasFailed` says whether there was one.
+/// Injects one failure; `hasFailed` is set if it occurred.
 void Try(Operation const& operation, std::string const& base, std::string const& path, int step, int failures,
          bool& hasFailed) {
   MemoryWorld world(base, path);
@@ -237,7 +238,7 @@ void Try(Operation const& operation, std::string const& base, std::string const&
     if (!outcome.IsDone()) throw std::runtime_error("it raised " + outcome.m_Text);
     bool const isClosed = world.m_Store == nullptr;
     if (isClosed) {
-      world.m_Transaction.release(); // NOLINT: its session is gone, and it must not ask it
+      world.m_Transaction.release(); // NOLINT: its session is gone, so its destructor must not run
     } else {
       world.CheckMemory();
       world.CheckUse();
@@ -256,12 +257,12 @@ void Try(Operation const& operation, std::string const& base, std::string const&
   world.CheckStored(false);
 }
 
-/// All steps of one operation, `stride` apart, in child processes; each goes on behind the step that ended
-/// the one before.
+/// Runs all steps of one operation, `stride` apart, in child processes. If a step ends its process, the next
+/// one continues after it.
 void RunOperation(FaultsFolder const& folder, FaultsRow& row, Operation const& operation, int failures,
                   int first, int stride) {
   std::string const name = std::string(operation.m_Name) +
-                           (failures < 0 ? ", for good" : ", " + std::to_string(failures) + " times");
+                           (failures < 0 ? ", permanently" : ", " + std::to_string(failures) + " times");
   for (int step = first;;) {
     FaultsEnd const end = FaultsChild(
         [&](int pipe) {
@@ -270,10 +271,10 @@ void RunOperation(FaultsFolder const& folder, FaultsRow& row, Operation const& o
             bool hasFailed = true;
             FaultsOutcome const outcome = FaultsTry(
                 [&] { Try(operation, folder.Path("base"), folder.Path("work"), at, failures, hasFailed); });
-            // Each line: + went well, - did not; a dot follows when no allocation was left to fail.
+            // Each line: + correct, - wrong; followed by a dot if no allocation was left to fail.
             FaultsTell(pipe, outcome.IsDone() ? "+\n" : "-" + outcome.m_Text + '\n');
             if (!hasFailed) FaultsTell(pipe, ".\n");
-            if (!outcome.IsDone()) return 1; // memory may be anything now
+            if (!outcome.IsDone()) return 1; // memory may be corrupt now
             if (!hasFailed) return 0;
           }
         },
@@ -313,7 +314,7 @@ int Run(FaultsOptions const& options) {
           },
           60);
       end.m_ExitCode != 0)
-    throw std::runtime_error("the base cannot be made: " + end.AsText());
+    throw std::runtime_error("the base store cannot be made: " + end.AsText());
   std::string const only = options.Text("only", "");
   if (options.Has("here")) {
     bool hasFailed = false;

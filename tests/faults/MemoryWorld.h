@@ -9,11 +9,11 @@
 #include "tests/faults/FaultsClasses.h"
 #include "tests/faults/FaultsFrame.h"
 
-/// What the objects of a session should be.
+/// The expected content of a session's objects.
 struct MemoryModel {
   using Arrays = std::array<std::vector<int>, Carrier::ArrayCount>;
-  Arrays m_Carrier; ///< in memory, with changes that are not written
-  Arrays m_Stored;  ///< the carrier's, as they are committed
+  Arrays m_Carrier; ///< in memory, including unwritten changes
+  Arrays m_Stored;  ///< the carrier's arrays as committed
   Arrays m_Fresh;
   int m_Number = 1;
   std::string m_Bytes;
@@ -22,13 +22,13 @@ struct MemoryModel {
   std::set<std::string> m_Roots;
 };
 
-/// A session with a carrier that has changes of its arrays in memory, an object that was never saved, an open
-/// blob and open collections of objects; and the model of all that.
+/// A session with a carrier whose arrays have unwritten changes, an unsaved object, an open blob and open
+/// collections of objects; and the model of all these.
 class MemoryWorld {
  public:
-  /// Makes the file that every world begins with.
+  /// Makes the file that every world starts with.
   static void MakeBase(std::string const& path);
-  /// A session of a copy of it.
+  /// Opens a session with a copy of it.
   MemoryWorld(std::string const& base, std::string path);
   MemoryWorld(MemoryWorld const&) = delete;
   MemoryWorld& operator=(MemoryWorld const&) = delete;
@@ -39,16 +39,16 @@ class MemoryWorld {
   /// Changes the arrays in memory.
   void ChangeArrays();
 
-  /// Raises std::runtime_error when an object in memory is not as the model says. An array may say
-  /// Unavailable instead, which is taken down.
+  /// Raises std::runtime_error if an object in memory differs from the model. An array may report Unavailable
+  /// instead, which is noted.
   void CheckMemory();
-  /// Saves something, which works at the second attempt at the latest.
+  /// Saves something; must succeed by the second attempt.
   void CheckUse();
-  /// Closes the session and compares what a new one loads. What was not written when the session was closed
-  /// by an operation that failed may be there or not.
+  /// Closes the session and compares what a new one loads. If the operation that closed the session failed,
+  /// unwritten changes may or may not be there.
   void CheckStored(bool mayLackPending);
 
-  /// Whether the carrier begins with changes that are not written.
+  /// Whether the carrier starts with unwritten changes.
   static inline bool s_HasPending = true;
 
   std::string m_Path;

@@ -2,7 +2,7 @@
 
 #include "tests/faults/ModelExecutor.h"
 
-// What the model compares, and what it keeps of two sessions.
+// The model's comparisons, and its state for two sessions.
 
 void ModelExecutor::NoteTouched(ModelSlot& slot, int array, int index) {
   if (slot.m_Id < 0) return;
@@ -18,7 +18,7 @@ void ModelExecutor::NoteFlushed(ModelSession& session, ModelSlot& slot, int arra
   bool const differs = !(stored == slot.m_View.m_Arrays[place]) && !mine.m_WasSeenEarly;
   stored = slot.m_View.m_Arrays[place];
   NoteChanged(session, slot.m_Id, array, differs ? ModelStale::Must : ModelStale::Maybe);
-  if (session.m_Transaction) return; // a rollback brings them back
+  if (session.m_Transaction) return; // a rollback restores them
   mine.m_IsPending = mine.m_WasSeenEarly = false;
   mine.m_Touched.clear();
 }
@@ -74,7 +74,7 @@ void ModelExecutor::FlushSlot(ModelSession& session, ModelSlot& slot) {
 bool ModelExecutor::MayDrop(ModelSession& session, ModelSlot& slot) {
   if (slot.IsEmpty() || !slot.IsPending()) return true;
   if (OtherWrites(session)) return false;
-  // Of what an object that is gone had written back before the transaction, a rollback leaves a part.
+  // If the object is dropped, a rollback keeps only part of its changes from before the transaction.
   if (session.m_Transaction)
     for (ModelArray const& array : slot.m_Arrays)
       if (array.m_WasPendingAtBegin) return false;
@@ -95,7 +95,7 @@ void ModelExecutor::TouchAll(ModelSession& session, ModelSlot& slot) {
 void ModelExecutor::Touch(ModelSession& session, ModelSlot& slot, int part) {
   if (slot.m_Id < 0 || slot.m_IsDead) return;
   ModelArray& array = slot.m_Arrays[static_cast<std::size_t>(part)];
-  if (array.m_IsPending) return; // then nobody else has changed it
+  if (array.m_IsPending) return; // then no one else has changed it
   ModelStale const stale = std::exchange(array.m_Stale, ModelStale::No);
   bool const mayReport = std::exchange(array.m_MayReport, false);
   bool isChanged = false;
@@ -110,7 +110,7 @@ void ModelExecutor::Touch(ModelSession& session, ModelSlot& slot, int part) {
   Expect(stale != ModelStale::Must || isChanged, "another session's change is not reported");
   ModelSlot* const pending = FindPending(Other(session), slot.m_Id);
   Expect(stale != ModelStale::No || mayReport || !isChanged || pending != nullptr,
-         "a change is reported that nobody made");
+         "a change is reported that no one made");
   if (slot.m_Carrier == nullptr) return;
   ModelNumbers& view = slot.m_View.m_Arrays[static_cast<std::size_t>(part)];
   if (pending != nullptr) {
@@ -155,12 +155,12 @@ void ModelExecutor::ComparePlain(Carrier const& carrier, ModelObject const& expe
          what + ": the numbers are " + std::to_string(carrier.m_Number) + " and " +
              std::to_string(carrier.m_BaseNumber) + ", not " + std::to_string(expected.m_Number) + " and " +
              std::to_string(expected.m_BaseNumber));
-  Expect(carrier.m_Text == expected.m_Text, what + ": the text is another");
+  Expect(carrier.m_Text == expected.m_Text, what + ": the text is different");
   std::vector<int> list;
   for (int i = 0; i < carrier.m_List.Count(); ++i) list.push_back(carrier.m_List.ConstGet(i));
-  Expect(list == expected.m_List, what + ": the list is another");
+  Expect(list == expected.m_List, what + ": the list is different");
   Expect((carrier.m_Leaf == nullptr ? -1 : carrier.m_Leaf->m_Value) == expected.m_Leaf,
-         what + ": the shared object is another");
+         what + ": the shared object is different");
 }
 
 void ModelExecutor::LoadAndCompare(sto_Store& store, std::string const& root, ModelSlot& slot,
@@ -184,10 +184,10 @@ void ModelExecutor::LoadAndCompare(sto_Store& store, std::string const& root, Mo
     return Expect(slot.m_Picture->Bytes() == expected.m_Bytes, root + ": the blob has other bytes");
   case ModelKind::Folder: {
     slot.m_Folder = store.Load<Folder>(root);
-    Expect(slot.m_Folder->AllItems() == expected.m_Items, root + ": the list of objects is another");
+    Expect(slot.m_Folder->AllItems() == expected.m_Items, root + ": the list of objects is different");
     std::map<int, int> keyed;
     for (auto const& [key, value] : slot.m_Folder->AllKeyed()) keyed[key] = value;
-    return Expect(keyed == expected.m_Keyed, root + ": the map of objects is another");
+    return Expect(keyed == expected.m_Keyed, root + ": the map of objects is different");
   }
   case ModelKind::Stream:
     slot.m_Stream = store.Load<Stream>(root);
@@ -206,10 +206,10 @@ void ModelExecutor::CheckSlot(ModelSession& session, ModelSlot& slot) {
   if (slot.m_Stream != nullptr)
     Expect(slot.m_Stream->All() == *expected.m_Arrays[0], "the agent's list has other elements");
   if (slot.m_Folder == nullptr) return;
-  Expect(slot.m_Folder->AllItems() == expected.m_Items, "the agent's list of objects is another");
+  Expect(slot.m_Folder->AllItems() == expected.m_Items, "the agent's list of objects is different");
   std::map<int, int> keyed;
   for (auto const& [key, value] : slot.m_Folder->AllKeyed()) keyed[key] = value;
-  Expect(keyed == expected.m_Keyed, "the agent's map of objects is another");
+  Expect(keyed == expected.m_Keyed, "the agent's map of objects is different");
 }
 
 void ModelExecutor::CheckCarrier(ModelSession& session, ModelSlot& slot) {
@@ -225,7 +225,7 @@ void ModelExecutor::CheckCarrier(ModelSession& session, ModelSlot& slot) {
            where + std::to_string(found.size()) + " elements, not " + std::to_string(expected.size()));
     auto const at = std::mismatch(found.begin(), found.end(), expected.begin()).first - found.begin();
     Expect(found == expected,
-           where + "element " + std::to_string(at) + " of " + std::to_string(found.size()) + " is another");
+           where + "element " + std::to_string(at) + " of " + std::to_string(found.size()) + " is different");
   }
   if (slot.m_Id < 0) CheckCopies(slot);
   if (slot.m_IsPastDead && !OtherWrites(session)) CheckPast(session, slot);
@@ -235,11 +235,11 @@ void ModelExecutor::CheckPast(ModelSession& session, ModelSlot& slot) {
   for (bool const isSave : {false, true}) {
     Outcome const outcome =
         FaultsTry([&] { isSave ? slot.m_Carrier->SavePast(*session.m_Store) : slot.m_Carrier->ReadPast(); });
-    // It shares its blocks with the array that is back: the one that was touched last it still shows.
+    // It shares its blocks with the restored array, so it may still show the block touched last.
     bool const isShared = !isSave && outcome.IsDone() && slot.m_View.m_Arrays[3].Size() <= 2048;
     Expect(isShared || outcome.Is(sto_ErrorKind::Unavailable),
            std::string(isSave ? "saving" : "reading") +
-               " an array of undone work that was assigned past the store: " +
+               " an array of undone work that was assigned without the store noticing: " +
                (outcome.IsDone() ? "no error" : outcome.m_Text));
   }
 }
@@ -294,7 +294,7 @@ void ModelExecutor::CheckShape(ModelSlot& slot, std::string const& when, bool wi
     int const size = slot.m_Carrier->Size(array);
     int const expected = slot.m_View.m_Arrays[place].Size();
     Expect(size == expected, where + std::to_string(size) + " elements, not " + std::to_string(expected));
-    // Reading one that is tied to the store would write others back.
+    // Reading an array that is tied to the store could write others back.
     if (withContent && !isAssociated)
       Expect(slot.m_Carrier->All(array) == *slot.m_View.m_Arrays[place], where + "other elements");
   }
@@ -302,7 +302,7 @@ void ModelExecutor::CheckShape(ModelSlot& slot, std::string const& when, bool wi
 }
 
 void ModelExecutor::Verify() {
-  // After a fault a journal may be left that only a session which may write can undo.
+  // A fault may leave a journal that only a writing session can roll back.
   for (ModelSession& session : m_Sessions)
     static_cast<void>(FaultsTry([&] { static_cast<void>(session.m_Store->Roots()); }));
   sto_Store store = sto_Store::Open(m_Path, sto_Mode::ReadOnly, FaultsRegistrar());

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <filesystem>
 
-// The steps of scripts that concern objects in memory and their saves.
+// The steps of scripts for objects in memory and their saves.
 
 namespace {
 
-/// How many members a class writes, each with a point to fail at.
+/// The number of members that a class writes, each a point of failure.
 int PointsOf(ModelKind kind) {
   switch (kind) {
   case ModelKind::Carrier:
@@ -19,7 +19,7 @@ int PointsOf(ModelKind kind) {
   }
 }
 
-/// Failing classes go back to normal.
+/// Stops the classes from failing.
 struct NormalAgain {
   ~NormalAgain() { FaultsFailure::s_How = FaultsFailure::How::None; }
 };
@@ -145,7 +145,7 @@ void ModelExecutor::AfterFault(ModelSession& session, Outcome const& outcome, ch
          std::string(what) + ", struck by a fault, raised no error of the store: " + outcome.m_Text);
   NoteUndone(session);
   if (!session.m_Transaction) return CheckShapes("after a failure", true);
-  // The transaction may have been undone; then memory is as after a rollback. Nothing between is right.
+  // The transaction may have been undone; then memory is as after a rollback. Nothing in between is allowed.
   Outcome const before = FaultsTry([&] { CheckShapes("before the call", true); });
   if (!before.IsDone()) {
     ApplyRollback(session);
@@ -197,7 +197,7 @@ void ModelExecutor::Load(ModelSession& session, ModelSlot& slot, ModelStep const
     return Expect(outcome.Is(sto_ErrorKind::NotFound), "loading an absent root: " + outcome.m_Text);
   }
   int const id = found->second;
-  // What the other session has collected and not committed yet would go from under this one.
+  // Objects collected but not committed by the other session would disappear under this one.
   if (OtherWrites(session) && Other(session).m_InTransaction.m_Objects.count(id) == 0) return;
   for (ModelSlot& other : session.m_Slots)
     if (!other.IsEmpty() && other.m_Id == id && !MayDrop(session, other)) return;
@@ -256,7 +256,7 @@ void ModelExecutor::AppendRun(ModelSession& session, ModelSlot& slot, ModelStep 
   std::vector<int> run(static_cast<std::size_t>(step.m_Args[2] % 3000 + 1));
   for (int& value : run) value = ++m_LastValue;
   ModelStep quiet = step;
-  if (!session.m_Transaction) quiet.m_Fault = 0; // several transactions of its own: some may be done
+  if (!session.m_Transaction) quiet.m_Fault = 0; // several implicit transactions: some may succeed
   Outcome const outcome = Act(quiet, [&] {
     slot.m_Carrier->Release(array);
     slot.m_Carrier->AppendBlock(array, run);
@@ -350,7 +350,7 @@ void ModelExecutor::Save(ModelSession& session, ModelSlot& slot, ModelStep const
     return CheckShapes("after a changed object was refused a second name", true);
   }
   if (slot.m_Id < 0 && !hadAgents) {
-    if (slot.m_Stream != nullptr) slot = {}; // whether its list was made cannot be seen
+    if (slot.m_Stream != nullptr) slot = {}; // no way to see whether its list was made
     if (slot.m_Folder != nullptr) slot.m_IsDead = slot.m_Folder->HasAgents();
     if (slot.m_Picture != nullptr) slot.m_IsDead = slot.m_Picture->HasBlob();
   }

@@ -9,14 +9,14 @@
 #include "tests/faults/ModelState.h"
 #include "tests/support/store/StorePowerVfs.h"
 
-/// The store, or an object in memory, is not what the model says.
+/// The store or an object in memory differs from the model.
 class ModelFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Runs scripts on a store in a folder, with the model beside it. Two sessions of the file take part; at most
-/// one of them has changes of an array that are not committed, except in the step that wants a conflict.
+/// Runs scripts on a store in a folder, with the model beside it. Two sessions use the file. At most one of
+/// them has uncommitted changes of an array, except in the step that provokes a conflict.
 class ModelExecutor {
  public:
   explicit ModelExecutor(std::string path) : m_Path(std::move(path)) {}
@@ -45,7 +45,7 @@ class ModelExecutor {
   void MakeCopies(ModelSlot& slot);
   void CheckPast(ModelSession& session, ModelSlot& slot);
   void Save(ModelSession& session, ModelSlot& slot, ModelStep const& step);
-  /// Whether an object has a root name and would get a second one: it must not have changed then.
+  /// Whether saving would give an object a second root name; then it must not have changed.
   [[nodiscard]] bool IsSecondName(ModelSession& session, ModelSlot const& slot, std::string const& root);
   void SaveFailing(ModelSession& session, ModelSlot& slot, ModelStep const& step);
   void Begin(ModelSession& session, ModelStep const& step);
@@ -61,14 +61,14 @@ class ModelExecutor {
   void Reopen(ModelSession& session, int how);
   void Verify();
 
-  // Comparisons, which raise ModelFailure.
+  // Comparisons; they raise ModelFailure.
   void CheckSlot(ModelSession& session, ModelSlot& slot);
   void CheckCarrier(ModelSession& session, ModelSlot& slot);
   void CheckDead(ModelSlot& slot);
   void CheckCopies(ModelSlot& slot);
   void CheckShapes(char const* when, bool withContent);
   void CheckShape(ModelSlot& slot, std::string const& when, bool withContent);
-  /// Reads an array and compares it; what is pending elsewhere may be in either state.
+  /// Reads an array and compares it. Elements that the other session has pending may be in either state.
   void CompareStored(int id, int array, std::vector<int> const& found, std::vector<int> const& expected,
                      std::string const& what);
   void ComparePlain(Carrier const& carrier, ModelObject const& expected, std::string const& what);
@@ -83,11 +83,11 @@ class ModelExecutor {
   }
   bool OtherWrites(ModelSession& session) { return Other(session).m_Transaction != nullptr; }
   ModelSlot* FindPending(ModelSession& session, int id);
-  /// Work of the session was undone: a change may be reported that nobody made. A missed one is an error.
+  /// Work of the session was undone: a change may be reported without reason. A missed one is an error.
   static void NoteUndone(ModelSession& session);
-  /// The session has looked at an object that another one is changing.
+  /// The session has read an object that another one is changing.
   void NoteSeen(ModelSession& session, int id);
-  /// What memory has of an array is in the store's view, and outside of a transaction it is committed.
+  /// The array in memory becomes the store's view, and outside of a transaction it is committed.
   void NoteFlushed(ModelSession& session, ModelSlot& slot, int array);
   void NoteChanged(ModelSession& session, int id, int part, ModelStale stale);
   void TellOther(ModelSession& session, int id, int part, ModelStale stale);
@@ -97,18 +97,18 @@ class ModelExecutor {
   void ApplySave(ModelSession& session, ModelSlot& slot, std::string const& root);
   static void NoteTouched(ModelSlot& slot, int array, int index);
 
-  // Getting ready.
+  // Preparations.
   bool MayChange(ModelSession& session, ModelSlot& slot);
-  /// Lets a collection hear of what another session committed.
+  /// Makes a collection notice another session's commits.
   void Touch(ModelSession& session, ModelSlot& slot, int part);
   void TouchAll(ModelSession& session, ModelSlot& slot);
   bool MayDrop(ModelSession& session, ModelSlot& slot);
   void Drop(ModelSession& session, ModelSlot& slot);
   void FlushSlot(ModelSession& session, ModelSlot& slot);
 
-  /// Runs an action, struck by the step's fault if it has one.
+  /// Runs an action, with the step's fault if it has one.
   Outcome Act(ModelStep const& step, std::function<void()> const& act);
-  /// What an action that was struck left; raises for an action that failed by itself.
+  /// The state after an action with a fault; raises if the action failed by itself.
   void AfterFault(ModelSession& session, Outcome const& outcome, char const* what);
   static void Expect(bool isRight, std::string const& text);
   static std::string RootName(int number) { return "root " + std::to_string(number % 6); }

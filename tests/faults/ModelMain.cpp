@@ -7,20 +7,21 @@
 #include "tests/faults/ModelExecutor.h"
 #include "tests/faults/ModelShrink.h"
 
-// Random scripts on a store beside a model in plain containers.
+// Random scripts run on a store and on a model in plain containers.
 //
 //     faults_model [--short] [--seeds 1..400] [--steps 2500]
 //     faults_model --replay FILE        runs one script, as a failure prints it
 //     faults_model --script SEED        prints the script of a seed
-// With `--without Reopen,Collect` scripts have no such steps, with `--no-faults` no failing file operations.
 //
-// Each script runs in a process of its own, so that a crash is a failure as any other, and is shrunk.
+// `--without Reopen,Collect` leaves such steps out of scripts; `--no-faults` leaves out failing file
+// operations. Each script runs in a separate process, so that a crash is just another failure. Failing
+// scripts are shrunk.
 
 namespace {
 
 constexpr unsigned int SecondsOfScript = 60;
 
-/// How a script ended in a process of its own; what it says is the failure, empty for none.
+/// How a script ended in a separate process: its failure, or empty.
 std::string Fails(FaultsFolder const& folder, ModelScript const& script) {
   folder.Clear();
   FaultsEnd const end = FaultsChild(
@@ -30,7 +31,7 @@ std::string Fails(FaultsFolder const& folder, ModelScript const& script) {
           executor.Run(script);
         } catch (ModelFailure const& failure) {
           FaultsTell(pipe, failure.what());
-          _exit(1); // objects that are not as they should be need not survive their end
+          _exit(1); // do not destroy objects in a broken state
         }
         return 0;
       },
@@ -38,7 +39,7 @@ std::string Fails(FaultsFolder const& folder, ModelScript const& script) {
   return end.m_ExitCode == 0 ? "" : end.AsText();
 }
 
-/// The same, for the shrinker: a difference stays a difference, a crash a crash.
+/// The failure as the shrinker compares it: a difference stays a difference, a crash a crash.
 bool FailsAlike(FaultsFolder const& folder, ModelScript const& script, std::string const& failure) {
   std::string const now = Fails(folder, script);
   if (now.empty()) return false;
@@ -61,7 +62,7 @@ int Replay(std::string const& path) {
   return failure.empty() ? 0 : 1;
 }
 
-/// The script of a seed, as the options want it.
+/// The script of a seed, changed by the options.
 ModelScript ScriptOf(FaultsOptions const& options, unsigned int seed, int steps) {
   ModelScript script = ModelGenerate(seed, steps);
   std::string const without = "," + options.Text("without", "") + ",";
@@ -77,7 +78,7 @@ ModelScript ScriptOf(FaultsOptions const& options, unsigned int seed, int steps)
 void RunSeed(FaultsFolder const& folder, FaultsRow& row, ModelScript const& script, unsigned int seed,
              bool shrinks) {
   std::string const failure = Fails(folder, script);
-  row.Count(failure.empty() ? static_cast<std::int64_t>(script.m_Steps.size()) : 1); // it ended somewhere
+  row.Count(failure.empty() ? static_cast<std::int64_t>(script.m_Steps.size()) : 1);
   if (failure.empty()) return;
   std::string text = "seed " + std::to_string(seed) + ": " + failure;
   if (shrinks) {

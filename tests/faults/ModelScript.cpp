@@ -10,7 +10,7 @@ namespace {
 struct Entry {
   char const* m_Name;
   int m_Weight;
-  int m_FaultWeight; ///< of 100, how many are struck
+  int m_FaultWeight; ///< percentage of steps with a fault
 };
 
 // In the order of ModelOp.

@@ -4,6 +4,6 @@
 
 #include "tests/faults/ModelScript.h"
 
-/// A script that still fails and from which no part can be taken: halves, quarters and so on to single steps
-/// are dropped as long as `fails` says that the rest does; then faults and numbers are made simple.
+/// A shorter script that still fails: drops halves, quarters and so on down to single steps while `fails`
+/// returns true for the rest; then simplifies faults and numbers.
 ModelScript ModelShrink(ModelScript script, std::function<bool(ModelScript const&)> const& fails);

@@ -10,11 +10,11 @@
 
 #include "tests/faults/FaultsClasses.h"
 
-// What the model knows: of each stored object, and of each object in memory.
+// The model's state: each stored object, and each object in memory.
 
 enum class ModelKind { Carrier, Picture, Folder, Stream };
 
-/// Numbers that copies share until one is changed.
+/// Numbers shared by copies until one changes.
 class ModelNumbers {
  public:
   ModelNumbers() : m_Numbers(std::make_shared<std::vector<int>>()) {}
@@ -45,30 +45,30 @@ struct ModelObject {
   int m_Leaf = -1; ///< -1 for none
   std::string m_Text;
   std::vector<int> m_List;
-  std::array<ModelNumbers, Carrier::ArrayCount> m_Arrays; ///< of a stream, the first is its list
-  std::string m_Bytes;                                    ///< of a picture
-  std::vector<int> m_Items;                               ///< of a folder
+  std::array<ModelNumbers, Carrier::ArrayCount> m_Arrays; ///< for a stream, the first is its list
+  std::string m_Bytes;                                    ///< for a picture
+  std::vector<int> m_Items;                               ///< for a folder
   std::map<int, int> m_Keyed;
 };
 
-/// What a store has: by root the number of its object, and each object.
+/// The content of a store: the object number of each root, and each object.
 struct ModelStore {
   std::map<std::string, int> m_Roots;
   std::map<int, ModelObject> m_Objects;
 };
 
-/// Whether another session has committed a change that this one has not heard of.
+/// Whether another session has committed a change that this one has not noticed
 enum class ModelStale { No, Maybe, Must };
 
-/// An array in memory beside what the store has of it.
+/// An array in memory and its stored state.
 struct ModelArray {
-  bool m_IsPending = false;    ///< memory may have what the committed store has not
-  std::set<int> m_Touched;     ///< while it is pending: elements that the store may have in either state
-  bool m_WasSeenEarly = false; ///< another session has looked while it was pending
+  bool m_IsPending = false;    ///< memory may differ from the committed store
+  std::set<int> m_Touched;     ///< while pending: elements that may be stored in either state
+  bool m_WasSeenEarly = false; ///< another session has read it while it was pending
   ModelStale m_Stale = ModelStale::No;
-  bool m_MayReport = false; ///< a change may be reported although there is none: work of its own was undone
-  ModelNumbers m_AtSave;    ///< its elements when it was first saved in the open transaction
-  ModelNumbers m_AtBegin;   ///< and when that began
+  bool m_MayReport = false; ///< a change may be reported without reason: its own work was undone
+  ModelNumbers m_AtSave;    ///< its elements when first saved in the open transaction
+  ModelNumbers m_AtBegin;   ///< its elements at the start of that transaction
   bool m_WasPendingAtBegin = false;
   std::set<int> m_TouchedAtBegin;
 };
@@ -89,23 +89,23 @@ struct ModelSlot {
   std::unique_ptr<Folder> m_Folder;
   std::unique_ptr<Stream> m_Stream;
 
-  ModelObject m_View;    ///< what memory must show; of collections that agents have open the store's content
-  int m_Id = -1;         ///< the stored object, -1 for none
+  ModelObject m_View;    ///< what memory must show; for open collections, the store's content
+  int m_Id = -1;         ///< the stored object, or -1
   bool m_IsDead = false; ///< its agent was made in work that was undone
   bool m_IsNewInTransaction = false;
   bool m_IsLoadedInTransaction = false;
-  std::array<ModelArray, Carrier::ArrayCount> m_Arrays; ///< of others, the first two are their collections
-  bool m_IsPastDead = false; ///< the array that was assigned past the store is of undone work
+  std::array<ModelArray, Carrier::ArrayCount> m_Arrays; ///< for others, the first two are their collections
+  bool m_IsPastDead = false; ///< the array assigned without the store noticing is of undone work
   bool m_CopiesInMemory = false;
   std::array<int, Carrier::ArrayCount> m_CopySizes{};
 };
 
 struct ModelSession {
   static constexpr int SlotCount = 5;
-  // Objects go before the transaction and the store, unless a step says otherwise.
+  // Destroy objects before the transaction and the store, unless a step says otherwise.
   std::unique_ptr<sto_Store> m_Store;
   std::unique_ptr<sto_Transaction> m_Transaction;
-  ModelStore m_InTransaction;              ///< while there is one: what it has made of the store
-  std::set<std::pair<int, int>> m_Changed; ///< in it: objects, and which of their collections
+  ModelStore m_InTransaction;              ///< the store within the open transaction
+  std::set<std::pair<int, int>> m_Changed; ///< in that transaction: objects and which of their collections
   std::array<ModelSlot, SlotCount> m_Slots;
 };

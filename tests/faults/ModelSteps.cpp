@@ -2,7 +2,7 @@
 
 #include "tests/faults/ModelExecutor.h"
 
-// The steps of scripts that concern transactions, agents, and two sessions.
+// The steps of scripts for transactions, agents, and two sessions.
 
 void ModelExecutor::Begin(ModelSession& session, ModelStep const& step) {
   if (session.m_Transaction || OtherWrites(session)) return;
@@ -85,7 +85,7 @@ void ModelExecutor::ApplyRollback(ModelSession& session, ModelSlot& slot) {
   if (slot.m_Id < 0) return;
   auto const stored = m_Committed.m_Objects.find(slot.m_Id);
   if (wasNew || stored == m_Committed.m_Objects.end()) {
-    if (wasLoaded && slot.m_Carrier != nullptr) { // a second array of a list that never was
+    if (wasLoaded && slot.m_Carrier != nullptr) { // a second array of a list that does not exist
       slot = {};
       return;
     }
@@ -108,7 +108,7 @@ void ModelExecutor::ApplyRollback(ModelSession& session, ModelSlot& slot) {
       slot.m_View.m_Arrays[i] = isBack ? array.m_AtBegin : stored->second.m_Arrays[i];
     bool const isUnclear = !isBack && array.m_Stale == ModelStale::No;
     if (slot.m_Carrier != nullptr && isUnclear && FindPending(Other(session), slot.m_Id) != nullptr) {
-      // What another session has not said to be written may be, as far as a look here has shown it.
+      // Unwritten changes of the other session may or may not be visible to a read here.
       std::vector<int> const found = slot.m_Carrier->All(static_cast<int>(i));
       CompareStored(slot.m_Id, static_cast<int>(i), found, *stored->second.m_Arrays[i], "after a rollback");
       slot.m_View.m_Arrays[i] = found;
@@ -132,7 +132,7 @@ void ModelExecutor::Collect(ModelSession& session, ModelStep const& step) {
   if (OtherWrites(session)) return;
   std::set<int> kept;
   for (auto const& [root, id] : View(session).m_Roots) kept.insert(id);
-  for (ModelSlot& slot : Other(session).m_Slots) // what only they lead to would go
+  for (ModelSlot& slot : Other(session).m_Slots) // keep their objects from being collected
     if (!slot.IsEmpty() && slot.m_Id >= 0 && kept.count(slot.m_Id) == 0) {
       if (session.m_Transaction && slot.IsPending()) return;
       Drop(Other(session), slot);
@@ -154,9 +154,9 @@ void ModelExecutor::Reopen(ModelSession& session, int how) {
   };
   if (how % 3 == 0) {
     flushed();
-    for (ModelSlot& slot : session.m_Slots) // arrays that the store does not know must go before it
+    for (ModelSlot& slot : session.m_Slots) // arrays unknown to the store must be destroyed before it
       if (slot.m_Carrier != nullptr) slot.m_Carrier->DropPast();
-    session.m_Store.reset(); // with what it has handed out
+    session.m_Store.reset(); // together with all objects it has handed out
     for (ModelSlot& slot : session.m_Slots) slot = {};
   } else {
     for (ModelSlot& slot : session.m_Slots) Drop(session, slot);
@@ -336,7 +336,7 @@ void ModelExecutor::Conflict(ModelSession& session, ModelSlot& slot, ModelStep c
     m_Committed.m_Objects[slot.m_Id].m_Arrays = arrays;
   }
   int const id = slot.m_Id;
-  slot = {}; // it tries again in its destructor, and the session keeps the failure
+  slot = {}; // its destructor tries again; the session keeps the failure
   for (int i = 0; i < 2; ++i)
     FaultsTry([&] {
       sto_Transaction drain(*session.m_Store);

@@ -9,22 +9,23 @@
 #include "tests/faults/FaultsLoop.h"
 #include "tests/support/store/StorePowerVfs.h"
 
-// Losses of power at any operation of a loop of commits.
+// Power failures at any operation of a loop of commits.
 //
 //     faults_power [--short] [--cuts 6000] [--seed 1]
 //
-// All operations of the loop on the database, its journal and its log are written down; then, many times, the
-// files are made as a cut may leave them, and the store is opened: it must have the last commit that had
-// returned before the cut, or the one that was under way, and nothing half. A self-check sees to it that
+// All file operations of the loop on the database, its journal and its log are recorded. Then, many times,
+// the files are reconstructed as a power cut may leave them, and the store is opened. It must have the state
+// of the last commit that returned before the cut, or of the one in progress, and nothing in between. A
+// self-check ensures that losses are noticed: if nothing counts as synchronised, cuts must lose something.
 // losses are noticed: cuts where nothing counts as synchronised must lose something.
 
 namespace {
 
-/// A loop of commits, written down.
+/// A recorded loop of commits.
 struct Loop {
   std::map<std::string, std::string> m_Before;
   std::vector<StorePowerVfs::Operation> m_Operations;
-  std::vector<std::size_t> m_Commits; ///< how many operations there were when each commit returned
+  std::vector<std::size_t> m_Commits; ///< number of operations when each commit returned
 };
 
 Loop RecordLoop(FaultsFolder const& folder, bool withLog, int commits) {
@@ -56,12 +57,12 @@ void CheckCut(FaultsRow& row, FaultsFolder const& folder, Loop const& loop, std:
     row.Lost(where + "commit " + std::to_string(committed) + " is gone; " + std::to_string(found) +
              " is there");
   if (found > committed + 1)
-    row.Wrong(where + "commit " + std::to_string(found) + " is there before it was made");
+    row.Wrong(where + "commit " + std::to_string(found) + " exists before it was made");
   row.Besides(found == committed ? "old" : "new");
   if (std::string const integrity = FaultsIntegrityOf(path); integrity != "ok") row.Wrong(where + integrity);
 }
 
-/// Whether cuts lose something when nothing counts as synchronised. If not, the checks would see nothing.
+/// Whether cuts lose data if nothing counts as synchronised. If not, the checks could not find anything.
 bool SeesLosses(FaultsFolder const& folder, Loop const& loop, std::mt19937& random) {
   int const shown = std::exchange(FaultsRow::s_Shown, 0);
   FaultsRow row("self-check");
@@ -78,7 +79,7 @@ void RunMode(FaultsRow& row, FaultsFolder const& folder, bool withLog, int cuts,
   Loop const loop = RecordLoop(folder, withLog, withLog ? (cuts < 1000 ? 30 : 90) : 12);
   if (!SeesLosses(folder, loop, random)) throw std::runtime_error("the self-check lost nothing");
   std::set<std::size_t> places;
-  // Operations where something is synchronised, and the next after them, are where a mistake would show.
+  // Mistakes would show at operations that synchronise, and at the next one.
   int const stride = std::max(1, static_cast<int>(loop.m_Operations.size()) * 3 / cuts);
   for (std::size_t i = random() % static_cast<unsigned int>(stride); i <= loop.m_Operations.size();
        i += static_cast<std::size_t>(stride))
@@ -98,8 +99,8 @@ void RunMode(FaultsRow& row, FaultsFolder const& folder, bool withLog, int cuts,
   }
 }
 
-/// Cuts while the store is made. Until its first commit has returned there may be no store, or one without
-/// content; afterwards there must be one with it.
+/// Cuts while the store is made. Until its first commit has returned, there may be no store, or one without
+/// content; afterwards the store must exist with its content.
 void RunCreation(FaultsRow& row, FaultsFolder const& folder, bool withLog, int cuts, std::mt19937& random) {
   folder.Clear();
   std::vector<StorePowerVfs::Operation> operations;
@@ -112,7 +113,7 @@ void RunCreation(FaultsRow& row, FaultsFolder const& folder, bool withLog, int c
   bool const isSeen = std::any_of(operations.begin(), operations.end(), [&](auto const& operation) {
     return operation.m_Kind == StorePowerVfs::Operation::Kind::Create && operation.m_Path == folder.Path();
   });
-  if (!isSeen) return row.Besides("creations not tried"); // it got its name past SQLite
+  if (!isSeen) return row.Besides("creations not tried"); // it got its name without SQLite
   StorePowerCut cut({});
   int const states = cuts / static_cast<int>(operations.size()) + 1;
   for (std::size_t i = 0; i <= operations.size(); ++i) {

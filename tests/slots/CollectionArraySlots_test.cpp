@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The slots of every bulk container: first those of the persistent-object link.
+/// The slots of every bulk container, starting with those of the persistent-object link.
 template <class Array> void ExpectArraySlots() {
   SlotList<Array> list;
   list.template Is<void() const>(1, &Array::Flush);

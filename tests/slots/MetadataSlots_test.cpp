@@ -18,8 +18,7 @@ struct Part {
   void DBWrite(cls_WriteVisitor const&) const {}
 };
 
-/// What the next virtual operation after those of a class gets: a class without exported table shows its end
-/// so.
+/// Appends a virtual operation: its slot shows the end of a class without an exported table.
 template <class Class> struct Extended : Class {
   using Class::Class;
   virtual void Next() const {}
@@ -32,7 +31,7 @@ template <class Class> void ListSlots(SlotList<Class>& list) {
   list.template Is<void*(cls_ReadVisitor const&) const>(4, &Class::Ctor);
 }
 
-/// The function in a slot of an object's table; slot 0 counts with its first entry.
+/// The function in a slot of an object's table; slot 0 is its first entry.
 void const* FunctionIn(cls_ClassMetadata const& object, int slot) {
   void const* const* table = nullptr;
   std::memcpy(&table, static_cast<void const*>(&object), sizeof table);
@@ -48,20 +47,20 @@ class MetadataSlots : public ::testing::Test {
 
 } // namespace
 
-TEST_F(MetadataSlots, ClassMetadataStandsInOrder) {
+TEST_F(MetadataSlots, ClassMetadataIsInOrder) {
   SlotList<cls_ClassMetadata> list;
   ListSlots(list);
   list.ExpectComplete(5);
 }
 
-TEST_F(MetadataSlots, AbstractAdapterStandsInOrderAndAppendsNothing) {
+TEST_F(MetadataSlots, AbstractAdapterIsInOrderAndAppendsNothing) {
   SlotList<cls_AbsTypeAdapter<Part>> list;
   ListSlots(list);
   EXPECT_EQ(SlotOf(&Extended<cls_AbsTypeAdapter<Part>>::Next), 5);
   EXPECT_TRUE(std::has_virtual_destructor_v<cls_AbsTypeAdapter<Part>>);
 }
 
-TEST_F(MetadataSlots, AdapterStandsInOrderAndAppendsNothing) {
+TEST_F(MetadataSlots, AdapterIsInOrderAndAppendsNothing) {
   SlotList<cls_TypeAdapter<Part>> list;
   ListSlots(list);
   EXPECT_EQ(SlotOf(&Extended<cls_TypeAdapter<Part>>::Next), 5);

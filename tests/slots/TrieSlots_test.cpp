@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The tables of these node kinds are not exported, so their lengths are not to be seen.
+/// The tables of these node kinds are not exported, so their lengths cannot be checked.
 template <class AnyNode, class K, class V, int W> void ExpectNodeSlots() {
   using Trie = cls_PTrie<K, V, W>;
   SlotList<AnyNode> list;

@@ -6,11 +6,11 @@
 
 namespace {
 
-// What comes of a store whose tables name, class, attribute and root have no checksum of their own and are
-// damaged: what was saved comes back as it was, or an exception says that something is wrong. Nothing is
-// taken for absent, and no object goes.
+// Damage in the tables name, class, attribute and root, which have no checksums of their own: saved content
+// must come back unchanged, or an exception must report that something is wrong. Nothing may be taken for
+// absent, and no object may be lost.
 
-/// An object with a base, an attribute that is often absent, a list and an object in a field.
+/// An object with a base part, an attribute that is often absent, a list, and an object in a field.
 class Record : public Bottom {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x760001; }
@@ -30,7 +30,7 @@ class Record : public Bottom {
     if (m_Part)
       m_Part->DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle(3, "m_Part"_cow), nullptr, m_Part.get()));
   }
-  /// Everything that it holds.
+  /// Its complete content, to compare.
   [[nodiscard]] std::string Content() const {
     std::string text = std::to_string(m_BottomValue) + ' ' + std::string(m_Label.View()) + ' ' +
                        std::to_string(m_Weight) + ' ' + (m_Part ? std::to_string(m_Part->m_Value) : "none");
@@ -65,7 +65,7 @@ class StoreCatalogueDamage : public StoreFileTest {
     return sto_Store::Open(Path(), mode, Classes());
   }
 
-  /// A store with roots "record" (of six objects, with their parts) and "node", and one object that goes.
+  /// A store with the roots "record" (six objects with their parts) and "node", and one unreachable object.
   void SetUp() override {
     sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, Classes());
     Record record;
@@ -79,8 +79,8 @@ class StoreCatalogueDamage : public StoreFileTest {
     m_Content = record.Content();
     m_ObjectCount = store.ObjectCount();
   }
-  /// Each step gives what it should, or raises sto_Exception: loading, a save of a new object, collecting,
-  /// and loading again. `isDamaged` says whether anything was raised.
+  /// Each step gives the right result or raises sto_Exception: loading, saving a new object, collecting, and
+  /// loading again. `isDamaged` is set if anything was raised.
   void ExpectWholeOrRaised(bool& isDamaged) {
     auto const step = [&](auto act) {
       try {
@@ -108,8 +108,8 @@ class StoreCatalogueDamage : public StoreFileTest {
       EXPECT_GE(store.ObjectCount(), m_ObjectCount - 1);
     });
   }
-  /// Flips each bit of one column of a table's rows in copies of the store, which is as it was then. Returns
-  /// in how many copies something was raised.
+  /// Flips each bit of one column of a table's rows, each in a fresh copy of the store. Returns the number of
+  /// copies in which something was raised.
   int FlipEach(std::string const& table, std::string const& column, std::string const& where = "1",
                std::function<bool(std::string const& flipped)> const& isExcluded = {}) {
     std::filesystem::path const whole = Path("whole");
@@ -141,7 +141,7 @@ class StoreCatalogueDamage : public StoreFileTest {
   bool IsText(std::string const& table, std::string const& column) const {
     return SqlFile(Path()).Text("SELECT typeof(" + column + ") FROM " + table) == "text";
   }
-  /// The value with each bit flipped: of its bytes, or of the number that it is.
+  /// The value with each bit flipped: of its bytes, or of the number.
   static std::vector<std::string> Flips(std::string const& value, bool isText) {
     std::vector<std::string> flips;
     if (isText) {
@@ -166,7 +166,7 @@ class StoreCatalogueDamage : public StoreFileTest {
     }
     return hex;
   }
-  /// Replaces a value in one row; false when SQLite's own rules keep the table from having the new one.
+  /// Replaces a value in one row; false if SQLite's own rules reject the new one.
   bool Replace(std::string const& table, std::string const& column, std::string const& where,
                std::string const& value, std::string const& flipped) const {
     bool const isText = IsText(table, column);
@@ -177,7 +177,7 @@ class StoreCatalogueDamage : public StoreFileTest {
                           is + " AND (" + where + ")");
       return true;
     } catch (std::runtime_error const&) {
-      return false; // there is such a row already
+      return false; // such a row already exists
     }
   }
 };
@@ -203,7 +203,7 @@ TEST_F(StoreCatalogueDamage, EveryBitOfAnAttributesNameIsNoticedOrHarmless) {
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfAnAttributesNumbersIsNoticedOrHarmless) {
-  // A program takes 32 bits of them. What nobody has stored, or written since, is not looked at.
+  // Programs use 32 bits of it. Values that no one has stored or written since are not checked.
   for (char const* const column : {"field_id", "type", "type_arg", "collection_type"}) {
     SCOPED_TRACE(column);
     EXPECT_GE(FlipEach("attribute", column, "class_id = 7733249"), 31);
@@ -216,13 +216,13 @@ TEST_F(StoreCatalogueDamage, EveryBitOfAClassIsNoticedOrHarmless) {
   for (char const* const column : {"class_id", "version"})
     for (char const* const where : {"name = 'Record'", "name = 'Bottom'", "name = 'cls_InternalList'"})
       EXPECT_GE(FlipEach("class", column, where), 32);
-  EXPECT_GT(FlipEach("class", "name", "name = 'Record'"), 40); // told as a conflict when it is saved
+  EXPECT_GT(FlipEach("class", "name", "name = 'Record'"), 40); // reported as a conflict when it is saved
   EXPECT_GE(FlipEach("class", "base_class_id", "name = 'Record'"), 32);
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfARootsObjectThatLeadsToNoObjectIsNoticed) {
-  // A flip that leads to another whole object is not to be told from a root that was given to that object:
-  // the row says nothing else of it.
+  // A flip that leads to another intact object looks like a root of that object: nothing else in the row
+  // contradicts it.
   std::set<std::string> ids;
   {
     SqlFile file(Path());
@@ -233,11 +233,11 @@ TEST_F(StoreCatalogueDamage, EveryBitOfARootsObjectThatLeadsToNoObjectIsNoticed)
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfARootsNameLeavesItsObjects) {
-  // Under its old name the root is not there, which is no damage that anybody could see; the objects stay.
+  // The root is missing under its old name. No one could notice that as damage; the objects stay.
   EXPECT_EQ(FlipEach("root", "name"), 8 * 10);
 }
 
-TEST_F(StoreCatalogueDamage, NameThatIsNotThereIsToldWithItsObjectAndTable) {
+TEST_F(StoreCatalogueDamage, MissingNameIsReportedWithItsObjectAndTable) {
   SqlFile(Path()).Run("DELETE FROM name WHERE text = 'm_Weight'");
   sto_Store store = Open();
   std::string const message =
@@ -247,10 +247,10 @@ TEST_F(StoreCatalogueDamage, NameThatIsNotThereIsToldWithItsObjectAndTable) {
   MessageOf(sto_ErrorKind::Damaged, [&] { store.CollectGarbage(); });
   MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.CountGarbage()); });
   EXPECT_EQ(store.ObjectCount(), m_ObjectCount);
-  EXPECT_EQ(store.Load<Node>("node")->m_Value, 42); // has no such attribute
+  EXPECT_EQ(store.Load<Node>("node")->m_Value, 42); // an object without that attribute
 }
 
-TEST_F(StoreCatalogueDamage, AttributeThatItsClassDoesNotHaveIsToldWithItsTable) {
+TEST_F(StoreCatalogueDamage, AttributeMissingFromItsClassIsReportedWithItsTable) {
   SqlFile(Path()).Run("DELETE FROM attribute WHERE name = 'm_Weight'");
   sto_Store store = Open();
   std::string const message =
@@ -259,15 +259,15 @@ TEST_F(StoreCatalogueDamage, AttributeThatItsClassDoesNotHaveIsToldWithItsTable)
     EXPECT_TRUE(Contains(message, part)) << message;
 }
 
-TEST_F(StoreCatalogueDamage, AttributeOfAnotherTypeThanDescribedIsTold) {
-  // What a damaged name or number can lead to: another attribute of the class, of another type.
+TEST_F(StoreCatalogueDamage, AttributeOfAnotherTypeThanDescribedIsReported) {
+  // What a damaged name or number can lead to: another attribute of the class, with another type.
   SqlFile(Path()).Run("UPDATE attribute SET type = 102 WHERE name = 'm_Weight'");
   std::string const message =
       MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(Open().Load<Record>("record")); });
   EXPECT_TRUE(Contains(message, "m_Weight") && Contains(message, "another type")) << message;
 }
 
-TEST_F(StoreCatalogueDamage, ClassThatIsNotDescribedIsTold) {
+TEST_F(StoreCatalogueDamage, UndescribedClassIsReported) {
   std::filesystem::copy_file(Path(), Path("whole"));
   for (char const* const name : {"Bottom", "cls_InternalList", "Record"}) {
     std::filesystem::copy_file(Path("whole"), Path(), std::filesystem::copy_options::overwrite_existing);
@@ -278,7 +278,7 @@ TEST_F(StoreCatalogueDamage, ClassThatIsNotDescribedIsTold) {
   }
 }
 
-TEST_F(StoreCatalogueDamage, CatalogueThatContradictsItselfIsToldWithItsTable) {
+TEST_F(StoreCatalogueDamage, ContradictoryCatalogueIsReportedWithItsTable) {
   auto const expect = [&](char const* damage, char const* repair, char const* table) {
     SqlFile(Path()).Run(damage);
     sto_Store store = Open();
@@ -292,15 +292,15 @@ TEST_F(StoreCatalogueDamage, CatalogueThatContradictsItselfIsToldWithItsTable) {
     EXPECT_EQ(store.Load<Node>("node")->m_Value, 42);
   };
   expect("INSERT INTO name VALUES(99, '')", "DELETE FROM name WHERE id = 99", "table name");
-  // Numbers beyond 32 bits are those of another class, or the same, for a program that takes 32 of them.
+  // Programs use 32 bits: larger numbers name another class, or the same one.
   expect("INSERT INTO class SELECT class_id, version + 4294967296, name, base_class_id FROM class "
          "WHERE name = 'Node'",
          "DELETE FROM class WHERE version > 4294967296", "table class");
 }
 
-TEST_F(StoreCatalogueDamage, RootOfABaseClassPartOrOfNothingIsDamagedAndKeepsCollectingOut) {
+TEST_F(StoreCatalogueDamage, RootOfABaseClassPartOrOfNothingIsDamageAndStopsCollecting) {
   SqlFile file(Path());
-  std::string const part = "2"; // the part of Bottom, which has no record of its own
+  std::string const part = "2"; // the part of Bottom, which does not have a record of its own
   for (std::string const& id :
        {part, std::string("0"), std::string("-1"), std::string("-64"), std::string("5000"),
         std::string("9223372036854775807"), std::string("-9223372036854775808")}) {
@@ -326,7 +326,7 @@ TEST_F(StoreCatalogueDamage, WhatTheRunningTransactionDescribesIsKnownInIt) {
     sto_Transaction transaction(store);
     Middle middle;
     middle.m_MiddleValue = "middle"_cow;
-    store.Save("middle", middle); // a class that the store did not know
+    store.Save("middle", middle); // a class that is new to the store
     EXPECT_EQ(store.Load<Middle>("middle")->m_MiddleValue.View(), "middle");
     transaction.Rollback();
   }

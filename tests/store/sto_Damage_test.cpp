@@ -5,8 +5,8 @@
 
 namespace {
 
-/// What comes of a store whose bytes are no longer those that were written. Each test damages the file with
-/// SQLite itself, so that SQLite has nothing to complain about.
+/// Stores with altered bytes. Each test damages the file through SQLite, so that the file stays valid for
+/// SQLite.
 class StoreDamage : public StoreTest {
  protected:
   /// Root "root", object 1: some fields, object 2 in a field, and a list of 2049 bools in two blocks.
@@ -27,7 +27,7 @@ class StoreDamage : public StoreTest {
     m_File->Unpack();
   }
 
-  /// Loads everything that root "root" has.
+  /// Loads everything in root "root".
   void LoadAll() {
     static_cast<void>(LoadFields(*m_Store, [](cls_ReadVisitor const& visitor) {
       EXPECT_EQ(visitor.Read(cls_FieldHandle("m_Text"_cow), ""_cow).View(), "some text");
@@ -59,7 +59,7 @@ class StoreDamage : public StoreTest {
   }
   [[nodiscard]] std::int64_t Key(int index) const { return sto_BlockKey(m_Root, index); }
 
-  /// Everything that can happen to a few bytes: each byte altered in two ways, each shorter length, one more.
+  /// All alterations of a few bytes: each byte changed in two ways, each shorter length, one more byte.
   void ExpectEveryChangeDamages(StoreBytes const& bytes, std::function<void(StoreBytes const&)> const& set) {
     for (std::size_t at = 0; at < bytes.size(); ++at)
       for (std::byte const flip : {std::byte{0x01}, std::byte{0xFF}}) {
@@ -113,7 +113,7 @@ TEST_F(StoreDamage, EveryChangeOfTheLastBlockIsNoticed) {
   ExpectEveryChangeDamages(Block(1), [&](StoreBytes const& bytes) { SetBlock(1, bytes); });
 }
 
-TEST_F(StoreDamage, DamageIsToldWithItsObject) {
+TEST_F(StoreDamage, DamageIsReportedWithItsObject) {
   SetRecord(m_Root, Record(m_File->Integer("SELECT max(id) FROM object")));
   std::string const message = ExpectDamaged();
   EXPECT_TRUE(Contains(message, "Object " + std::to_string(m_Root)) && Contains(message, "Scripted"))
@@ -148,7 +148,7 @@ TEST_F(StoreDamage, BlockOfAnotherListIsNoticed) {
   m_File->Run("UPDATE block SET key = key - " +
               std::to_string(sto_BlockKey(other, 0) - sto_BlockKey(m_Root, 0)));
   LoadAll();
-  m_File->Run("UPDATE block SET key = key + 2"); // there are blocks 2 and 3, but not 0 and 1
+  m_File->Run("UPDATE block SET key = key + 2"); // leaves blocks 2 and 3, without 0 and 1
   ExpectDamaged();
 }
 
@@ -193,7 +193,7 @@ TEST_F(StoreDamage, RootThatNamesNoObjectIsNoticed) {
   }
 }
 
-TEST_F(StoreDamage, NextObjectIdThatWouldGiveOutAnIdAgainIsNoticed) {
+TEST_F(StoreDamage, NextObjectIdThatIsInUseIsNoticed) {
   for (char const* const next : {"0", "-5", "1", "2", "NULL", "'text'"}) {
     m_File->Run(std::string("UPDATE meta SET value = ") + next);
     MessageOf(sto_ErrorKind::Damaged, [&] { m_Store->Save("new", Node(1)); });
@@ -205,7 +205,7 @@ TEST_F(StoreDamage, NextObjectIdThatWouldGiveOutAnIdAgainIsNoticed) {
   LoadAll();
 }
 
-TEST_F(StoreDamage, NumbersOfTheNameTableThatLeaveNoneForNewNamesAreNoticed) {
+TEST_F(StoreDamage, NameTableWithoutRoomForNewNumbersIsNoticed) {
   m_File->Run("INSERT INTO name VALUES(9223372036854775807, 'm_Last')");
   ExpectDamaged();
   m_File->Run("UPDATE name SET id = -3 WHERE text = 'm_Last'");
@@ -247,14 +247,14 @@ TEST_F(StoreDamage, OverwrittenPagesNeverCrashAndNeverPassForWhole) {
   m_Store.reset();
   m_File.reset();
   StoreBytes const whole = FileBytes(Path());
-  // Page by page, a run of bytes turned round.
+  // Reverses a run of bytes in each page.
   for (std::size_t at = 100; at + 64 < whole.size(); at += 811) {
     StoreBytes changed = whole;
     for (std::size_t i = 0; i < 64; ++i) changed[at + i] = ~changed[at + i];
     WriteFile(Path(), {reinterpret_cast<char const*>(changed.data()), changed.size()});
     try {
       m_Store = std::make_unique<sto_Store>(Open(sto_Mode::ReadOnly));
-      LoadAll(); // the run may lie in unused bytes; then everything is as it was
+      LoadAll(); // the bytes may be unused; then nothing has changed
     } catch (sto_Exception const&) {
     }
     m_Store.reset();

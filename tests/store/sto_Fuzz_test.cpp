@@ -12,13 +12,12 @@
 
 namespace {
 
-// Records and blocks with random damage under a checksum that fits: as from a program that writes nonsense,
-// or for somebody who wishes ill. Whatever comes is an object, or sto_Exception; with little memory and at
-// once.
+// Records and blocks with random damage under a valid checksum, as from a broken or malicious program. The
+// result must be an object or sto_Exception, quickly and with little memory.
 
 class StoreFuzz : public StoreGarbageTest {
  protected:
-  /// What is read of the store, each in a load of its own: damage to one must not hide the others.
+  /// What is read from the store, each item in its own load, so that damage to one does not hide the others.
   using Steps = std::vector<std::function<void(sto_Store& store)>>;
 
   void SetUp() override {
@@ -97,7 +96,7 @@ class StoreFuzz : public StoreGarbageTest {
       static_cast<void>(sto_ConstructShared<Node>(cls_ReadVisitor(map->Fetch(key))));
     }
   }
-  /// A step that reads root "root".
+  /// A step that reads the root "root".
   static Steps::value_type Fields(Scripted::ReadFields const& read) {
     return [read](sto_Store& store) { static_cast<void>(LoadFields(store, read)); };
   }
@@ -209,7 +208,7 @@ class StoreFuzz : public StoreGarbageTest {
     StoreBytes bytes(value.m_Bytes.begin(),
                      value.m_Bytes.end() - static_cast<std::ptrdiff_t>(sto_Format::ChecksumBytes));
     auto const any = [&](std::size_t count) { return static_cast<std::size_t>(random() % count); };
-    // Most of what decides stands at the front.
+    // Most of the deciding bytes are at the start.
     auto const place = [&] {
       return bytes.begin() + static_cast<std::ptrdiff_t>(any(
                                  random() % 2 == 0 ? std::min<std::size_t>(bytes.size(), 40) : bytes.size()));
@@ -240,7 +239,7 @@ class StoreFuzz : public StoreGarbageTest {
     sto_Seal(static_cast<std::uint64_t>(value.m_Key), bytes);
     return bytes;
   }
-  /// Takes a step, which gives something or raises sto_Exception, and says whether it did that.
+  /// Runs a step, which must return or raise sto_Exception. Returns whether it raised.
   static bool Raises(sto_Store& store, Steps::value_type const& step) {
     AllocationProbe const probe;
     long long const before = StoreNewFault::AskedBytes();
@@ -265,7 +264,7 @@ TEST_F(StoreFuzz, DamageUnderAFittingChecksumIsAnErrorOrAnObject) {
   sto_Store store = Open();
   for (std::size_t i = 0; i < steps.size(); ++i) {
     SCOPED_TRACE("step " + std::to_string(i));
-    ASSERT_FALSE(Raises(store, steps[i])); // undamaged
+    ASSERT_FALSE(Raises(store, steps[i])); // no damage yet
   }
   m_File->Unpack();
   std::vector<Value> const values = Values();
@@ -282,14 +281,14 @@ TEST_F(StoreFuzz, DamageUnderAFittingChecksumIsAnErrorOrAnObject) {
     }
     if (HasFailure()) return;
     Put(value, value.m_Bytes);
-    if (seed % 20 == 0) { // earlier copies go
+    if (seed % 20 == 0) { // delete the earlier copies
       EXPECT_FALSE(Raises(store, [](sto_Store& s) { s.CollectGarbage(); }));
       if (HasFailure()) return;
     }
   }
   EXPECT_GT(raised, 200);
   EXPECT_GT(taken, 200);
-  for (Steps::value_type const& step : steps) EXPECT_FALSE(Raises(store, step)); // whole again
+  for (Steps::value_type const& step : steps) EXPECT_FALSE(Raises(store, step)); // restored
 }
 
 } // namespace

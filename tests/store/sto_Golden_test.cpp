@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The bytes of stored objects, written by hand. They never change: a store of today is read for ever.
+/// The bytes of stored objects, written by hand. They never change: stores of today must be readable forever.
 class StoreGolden : public StoreTest {
  protected:
   StoreBytes RecordOf(std::int64_t id) {
@@ -24,7 +24,7 @@ StoreBytes Bytes(std::initializer_list<int> values) {
   return bytes;
 }
 
-/// The bytes with their checksum, which is computed here by another program than the store's.
+/// The bytes with their checksum, computed independently of the store's code.
 StoreBytes Sealed(StoreBytes bytes, std::uint64_t seed) {
   std::uint64_t const hash = StoreXxh3(bytes, seed);
   for (int shift = 0; shift < 64; shift += 8) bytes.push_back(static_cast<std::byte>(hash >> shift & 0xFF));
@@ -100,7 +100,7 @@ TEST_F(StoreGolden, ObjectWithABasePartAndAListInAField) {
       0xC0, 0x0C,             // version 800
       0x03,                   // id 3
       0x00,                   // no fields
-      0x01,                   // a list that stands here
+      0x01,                   // an inline list
       0x06,                   // of int
       0x02,                   // row width 1
       0x02,                   // two elements
@@ -113,7 +113,7 @@ TEST_F(StoreGolden, ObjectWithABasePartAndAListInAField) {
   EXPECT_EQ(SqlFile(Path()).Integer("SELECT value FROM meta WHERE key = 'next_object_id'"), 4);
 }
 
-/// The bytes before a collection: form, one part of a class of the library's, no fields.
+/// The bytes before a collection: form, one part of a library class, no fields.
 StoreBytes Collection(int classOrdinal, int id, std::initializer_list<int> content) {
   StoreBytes bytes = Bytes({0x01, 0x01, 0x80 + classOrdinal, 0x80, 0x8C, 0x01, 0xC0, 0x0C, id, 0x00});
   StoreBytes const rest = Bytes(content);
@@ -160,7 +160,7 @@ TEST_F(StoreGolden, MapsTablesAndCollectionsOfObjects) {
                                      0x01, 0x01,          // -1: empty text
                                      0x80, 0x01, 0x00})); // 64: no text
   EXPECT_EQ(RecordOf(4), Collection(1, 4,
-                                    {0x01,                         // a list that stands here
+                                    {0x01,                         // an inline list
                                      0x07, 0x02, 0x01,             // of objects, row width 1, one element
                                      0x05, 0, 0, 0, 0, 0, 0, 0})); // object 5
   EXPECT_EQ(RecordOf(6), Collection(2, 6,
@@ -187,15 +187,15 @@ TEST_F(StoreGolden, OpenListOfObjects) {
   });
   EXPECT_EQ(RecordOf(2), Sealed(Bytes({0x01, 0x01, 0x81, 0x80, 0x8C, 0x01, 0xC0, 0x0C, 0x02,
                                        0x02,                                  // two fields
-                                       0x00, 0x00, 0x07, 0x09, 0,    0,    0, // number 0: 9 were expected
+                                       0x00, 0x00, 0x07, 0x09, 0,    0,    0, // number 0: 9 expected
                                        0x00, 0x02, 0x09, 0x01, 0,    0,    0,    0,    0,
                                        0,    0,                // number 1: written once
                                        0x01, 0x07, 0x02, 0x01, // a list of one object
-                                       0,    0,    0,    0,    0,    0,    0,    0}), // that is not there
+                                       0,    0,    0,    0,    0,    0,    0,    0}), // absent
                                 2));
 }
 
-/// A bolt as a store of format 1 has it.
+/// A bolt as stored in format 1.
 class OldBolt {
  public:
   static constexpr unsigned int TypeId() noexcept { return GoldenBolt::TypeId(); }
@@ -216,7 +216,7 @@ void ExpectTheBolt(sto_Store& store) {
   EXPECT_EQ(bolt->m_Holes.ConstGet(1), -1);
 }
 
-/// A copy of the store that the last program of format 1 made.
+/// A copy of the store made by the last program of format 1.
 class StoreFormat1 : public StoreGolden {
  protected:
   StoreFormat1() {
@@ -230,7 +230,7 @@ class StoreFormat1 : public StoreGolden {
   cls_ClassRegistrar m_Registrar;
 };
 
-TEST_F(StoreFormat1, IsReadAsItIs) {
+TEST_F(StoreFormat1, IsReadUnchanged) {
   StoreBytes const before = FileBytes(Path());
   for (sto_Mode const mode : {sto_Mode::ReadOnly, sto_Mode::ReadWrite}) {
     sto_Store store = OpenAs(mode);
@@ -333,7 +333,7 @@ TEST_F(StoreGolden, ListOfStringsTellsNoTextFromEmptyText) {
       0x01,                               // one part
       0x81, 0x80, 0x8C, 0x01, 0xC0, 0x0C, // class ID 0x230001, version 800
       0x01, 0x00,                         // id 1, no fields
-      0x01, 0x02, 0x02, 0x03,             // a list that stands here, of string, row width 1, 3 elements
+      0x01, 0x02, 0x02, 0x03,             // an inline list of string, row width 1, 3 elements
       0x00,                               // no text
       0x01,                               // empty text
       0x02, 'a',                          // "a"

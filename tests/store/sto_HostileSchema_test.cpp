@@ -7,11 +7,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Files that say they are stores and hold more than a store, or other than it.
+/// Files that claim to be stores, but contain more than a store or something else.
 class StoreHostileSchema : public StoreTest {
  protected:
   void SetUp() override { Create().Save("node", Node(1)); }
-  /// The store is refused in both modes, with the name of what does not belong in it.
+  /// Both modes refuse the store and name what does not belong in it.
   void ExpectRefused(std::string const& name) const {
     for (sto_Mode const mode : {sto_Mode::ReadWrite, sto_Mode::ReadOnly}) {
       std::string const message = MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(Open(mode)); });
@@ -21,7 +21,7 @@ class StoreHostileSchema : public StoreTest {
   void Run(std::string const& sql) const { SqlFile(Path()).Run(sql); }
 };
 
-TEST_F(StoreHostileSchema, TriggersViewsTablesAndIndexesThatDoNotBelongAreRefusedByName) {
+TEST_F(StoreHostileSchema, ForeignTriggersViewsTablesAndIndexesAreRefusedByName) {
   StoreBytes const whole = FileBytes(Path());
   for (char const* const sql :
        {"CREATE TRIGGER alien AFTER INSERT ON object BEGIN DELETE FROM root; END",
@@ -36,7 +36,7 @@ TEST_F(StoreHostileSchema, TriggersViewsTablesAndIndexesThatDoNotBelongAreRefuse
   EXPECT_EQ(Open().Load<Node>("node")->m_Value, 1);
 }
 
-TEST_F(StoreHostileSchema, TableThatIsNotAsItWasMadeIsRefusedByName) {
+TEST_F(StoreHostileSchema, AlteredTableIsRefusedByName) {
   StoreBytes const whole = FileBytes(Path());
   for (char const* const sql :
        {"ALTER TABLE object ADD COLUMN more", "ALTER TABLE object RENAME COLUMN class_id TO other",
@@ -51,14 +51,14 @@ TEST_F(StoreHostileSchema, TableThatIsNotAsItWasMadeIsRefusedByName) {
   }
 }
 
-TEST_F(StoreHostileSchema, FormatVersionThatTheTablesAreNotOfIsRefused) {
+TEST_F(StoreHostileSchema, FormatVersionThatDoesNotMatchTheTablesIsRefused) {
   Run("PRAGMA user_version = 2");
   ExpectRefused("pack");
   Run("PRAGMA user_version = 3; DROP TABLE block_place");
   ExpectRefused("block_place");
 }
 
-TEST_F(StoreHostileSchema, StatisticsOfSQLiteAreNoHarm) {
+TEST_F(StoreHostileSchema, StatisticsOfSQLiteAreAccepted) {
   Run("ANALYZE");
   EXPECT_EQ(Query("SELECT count(*) FROM sqlite_schema WHERE name = 'sqlite_stat1'"), 1);
   sto_Store store = Open();
@@ -66,7 +66,7 @@ TEST_F(StoreHostileSchema, StatisticsOfSQLiteAreNoHarm) {
   store.Save("more", Node(2));
 }
 
-TEST_F(StoreHostileSchema, TableThatATriggerIsGivenLaterDoesNotAct) {
+TEST_F(StoreHostileSchema, TriggerAddedToATableLaterDoesNotRun) {
   sto_Store store = Open();
   Run("CREATE TRIGGER alien AFTER INSERT ON pack BEGIN DELETE FROM root; END");
   store.Save("more", Node(2));
@@ -86,11 +86,12 @@ TEST_F(StoreHostileSchema, SessionsGoOnWhenAnotherOneUpgradesTheStore) {
   EXPECT_EQ(Open(sto_Mode::ReadOnly).Load<Node>("zzzz")->m_Value, 4);
 }
 
-/// A tree of a table whose inner pages all have one page for child: a few kilobytes, and rows without end.
+/// A tree of a table whose inner pages have one page as all their children: a few kilobytes, and endless
+/// rows.
 class StoreEndlessTree : public StoreTest {
  protected:
   static constexpr std::size_t PageBytes = 512;
-  static constexpr int Children = 70; // of each inner page
+  static constexpr int Children = 70; // per inner page
   static constexpr int Levels = 7;    // 70^7 rows
 
   static void PutNumber(StoreBytes& page, std::size_t at, std::size_t bytes, std::uint64_t value) {
@@ -113,7 +114,7 @@ class StoreEndlessTree : public StoreTest {
     }
     return page;
   }
-  /// Makes the table's one page the child of many.
+  /// Makes the table's only page the child of many.
   void MakeEndless(std::string const& table) {
     std::int64_t const root = Query("SELECT rootpage FROM sqlite_schema WHERE name = '" + table + "'");
     StoreBytes file = FileBytes(Path());
@@ -135,10 +136,10 @@ class StoreEndlessTree : public StoreTest {
     SqlFile file(Path());
     file.Run("UPDATE meta SET value = 100; INSERT INTO object VALUES(70, 5, x'00')");
   }
-  /// The work ends, and in a failure that says what is wrong.
+  /// The work must end, with a failure that says what is wrong.
   static void ExpectDamaged(std::function<void()> const& work) {
     EXPECT_EQ(RunStoreChild([&] {
-                alarm(30); // without a limit it would take years
+                alarm(30); // without a limit it would run for years
                 std::string const message = MessageOf(sto_ErrorKind::Damaged, work);
                 return Contains(message, "steps") ? 0 : 1;
               }),
@@ -156,12 +157,12 @@ TEST_F(StoreEndlessTree, CollectingItsObjectsEnds) {
   ExpectDamaged([&] { static_cast<void>(Open().CollectGarbage()); });
 }
 
-TEST_F(StoreEndlessTree, PacksWithoutEndEnd) {
+TEST_F(StoreEndlessTree, ReadingEndlessPacksEnds) {
   MakeEndless("pack");
   ExpectDamaged([&] { static_cast<void>(Open(sto_Mode::ReadOnly).ObjectCount()); });
 }
 
-TEST_F(StoreEndlessTree, NamesWithoutEndEnd) {
+TEST_F(StoreEndlessTree, ReadingEndlessNamesEnds) {
   SqlFile(Path()).Run("DELETE FROM name; INSERT INTO name VALUES(1, 'm_Value')");
   MakeEndless("name");
   ExpectDamaged([&] { static_cast<void>(Open(sto_Mode::ReadOnly).Load<Node>("node")); });

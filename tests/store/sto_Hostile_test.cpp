@@ -7,7 +7,7 @@
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_ElementCodec.h"
-#include "store/format/sto_Record.h"
+#include "store/format/sto_RecordBuilder.h"
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/store/StoreChild.h"
@@ -17,7 +17,7 @@
 
 namespace {
 
-/// Stores made by hand with right checksums and bad intentions.
+/// Malicious stores with valid checksums.
 class StoreHostile : public StoreTest {
  protected:
   static constexpr std::int64_t Id = 1;
@@ -48,14 +48,14 @@ class StoreHostile : public StoreTest {
     sto_Seal(static_cast<std::uint64_t>(key), data);
     m_File->Run("REPLACE INTO block VALUES(" + std::to_string(key) + ", ?)", data);
   }
-  /// A part without the fields that it says it has.
+  /// A part without the fields that it claims to have.
   static void PutPart(sto_ByteWriter& writer, std::size_t fieldCount) {
     writer.Varint(Scripted::TypeId());
     writer.ZigZag(1);
     writer.Varint(Id);
     writer.Varint(fieldCount);
   }
-  /// Loading is refused, and before that no more was allocated than the store has bytes, by some factor.
+  /// Loading must be refused before allocating more than a multiple of the store's size.
   template <class List> void ExpectRefused() {
     AllocationProbe const probe;
     sto_Store store = Open(sto_Mode::ReadOnly);
@@ -107,12 +107,12 @@ TEST_F(StoreHostile, StringElementsWithAbsurdLengthsAreRefused) {
     PutList(sto_Format::ElementString, 1, false, elements);
     ExpectRefused<cls_xp1DArrayListString>();
   }
-  PutList(sto_Format::ElementString, 1, false, sto_Bytes(20, std::byte{0xFF})); // a length that does not end
+  PutList(sto_Format::ElementString, 1, false, sto_Bytes(20, std::byte{0xFF})); // endless varint as length
   ExpectRefused<cls_xp1DArrayListString>();
 }
 
 TEST_F(StoreHostile, IdsThatTheStoreHasNotGivenOutAreRefused) {
-  // An identity that is tied to such an id would meet the object that gets it later.
+  // An identity tied to such an id would later meet the object that gets it.
   for (std::int64_t const id :
        {std::int64_t{99}, std::int64_t{100}, std::int64_t{5000}, sto_Format::MaxObjectId}) {
     sto_RecordBuilder builder;
@@ -230,13 +230,13 @@ TEST_F(StoreHostile, WritingMorePartsOrFieldsThanTheLimitIsRefusedNamingTheObjec
     builder.AddPart(Scripted::TypeId(), 1, 7);
     fill(part, InPart);
   }
-  fill(0, InPart); // replaces those that are there
+  fill(0, InPart); // replaces the existing ones
   message = MessageOf(sto_ErrorKind::Full, [&] { builder.StartField(0, {0, InPart}); });
   EXPECT_TRUE(Contains(message, "Object 7 ") && Contains(message, "100000")) << message;
   EXPECT_TRUE(record.Decode(7, Scripted::TypeId(), builder.Finish(7), problem)) << problem;
 }
 
-TEST_F(StoreHostile, IdsThatRanOutAreToldAndNothingIsSaved) {
+TEST_F(StoreHostile, ExhaustedIdsAreReportedAndNothingIsSaved) {
   m_File->Run("UPDATE meta SET value = " + std::to_string(sto_Format::MaxObjectId));
   sto_Store store = Open();
   store.Save("last", Node(1)); // takes the last id
@@ -289,7 +289,8 @@ void PutVarint(sto_Bytes& bytes, std::uint64_t value) {
     bytes.push_back(static_cast<std::byte>((value >> shift & 0x7F) | (shift > 0 ? 0x80 : 0)));
 }
 
-/// Limits what this process can map; under sanitizers not at all, because they map terabytes of their own.
+/// Limits the memory that this process can map; not under sanitizers, because they map terabytes of their
+/// own.
 bool LimitMemory([[maybe_unused]] rlim_t bytes) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   return true;
@@ -309,7 +310,7 @@ TEST_F(StoreHostile, RowThatClaimsMoreBytesThanTheStoreHasIsRefusedBeforeMemoryI
   sto_SqliteDriver::Create(Path(), options);
   auto const root =
       static_cast<std::size_t>(Query("SELECT rootpage FROM sqlite_schema WHERE name = 'block'"));
-  // A row with key 1, most of whose bytes are said to be in a chain of pages that begins at page 2.
+  // A row with key 1 that claims to have most of its bytes in a chain of pages starting at page 2.
   sto_Bytes cell;
   PutVarint(cell, Payload);
   PutVarint(cell, 1);

@@ -14,10 +14,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A process that is killed in the middle of its work on a store, and what the next one finds.
+/// Processes killed in the middle of their work on a store, and what the next process finds.
 class StoreKill : public StoreTest {
  protected:
-  /// Runs `work` in a child process; whether it was killed. Anything but that and a good end is a failure.
+  /// Runs `work` in a child process; returns whether it was killed. Any other end except success is a test
+  /// failure.
   static bool IsKilled(std::function<void()> const& work) {
     pid_t const child = fork();
     if (child == 0) {
@@ -73,7 +74,7 @@ TEST_F(StoreKill, KillWithinASaveThatHasSpilledOntoTheFileUndoesIt) {
   EXPECT_TRUE(IsKilled([&] {
     sto_Store store = Open();
     sto_Transaction const transaction(store);
-    store.Save("large", Numbers(1'000'000, 0.5)); // beyond what SQLite keeps in memory
+    store.Save("large", Numbers(1'000'000, 0.5)); // exceeds SQLite's cache
     raise(SIGKILL);
   }));
   EXPECT_FALSE(FileBytes(Path()) == before) << "nothing was spilled, so this proves nothing";
@@ -92,7 +93,7 @@ TEST_F(StoreKill, ReadOnlySessionFindsTheCommittedStateAfterAKill) {
     store.Save("large", Numbers(1'000'000, 0.5));
     raise(SIGKILL);
   }));
-  // The interrupted transaction can only be undone by a session that may write.
+  // Only a session that may write can roll back the interrupted transaction.
   std::string const message = MessageOf(sto_ErrorKind::ReadOnly, [&] { Open(sto_Mode::ReadOnly); });
   EXPECT_TRUE(Contains(message, Path())) << message;
   { Open(); }
@@ -178,7 +179,7 @@ TEST_F(StoreKill, KillsAtRandomMomentsOfManySavesKeepWhatWasCommitted) {
   EXPECT_GT(saved, 0);
 }
 
-/// Failures of the file system under a session that goes on.
+/// File system errors in a session that continues.
 class StoreIoFault : public StoreTest, public testing::WithParamInterface<StoreFaultVfs::Fault> {
  protected:
   [[nodiscard]] static sto_ErrorKind Kind() {
@@ -223,7 +224,7 @@ TEST_P(StoreIoFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllOrNot
     if (!isCommitted) inTransaction = {"base"};
     std::sort(inTransaction.begin(), inTransaction.end());
     ASSERT_EQ(Open().Roots(), inTransaction);
-    // The session and its identities go on.
+    // The session and its identities remain usable.
     store.Save("1 small", small);
     store.Save("2 large", large);
     store.Save("3 last", last);
@@ -264,7 +265,7 @@ TEST_P(StoreIoFault, FailureOfASaveOfItsOwnLeavesTheStoreAsItWas) {
     if (!struck) break;
   }
   EXPECT_GT(failures, 3);
-  EXPECT_EQ(store.ObjectCount(), 2); // node and its last left one: the others were never committed
+  EXPECT_EQ(store.ObjectCount(), 2); // node and its last left one; the others were not committed
   EXPECT_EQ(IntegrityOf(Path()), "ok");
 }
 

@@ -6,6 +6,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
@@ -13,16 +14,16 @@ namespace {
 
 constexpr std::size_t LinkCount = 3;
 
-/// What one stored object should be. Labels are numbers of the test; none is ever used twice.
+/// The expected content of a stored object. Labels are the test's numbers; none is reused.
 struct Plain {
   int m_Number = 0;
   std::optional<std::string> m_Text;
   std::vector<int> m_List;
-  std::array<int, LinkCount> m_Links{}; // labels, 0 for none
+  std::array<int, LinkCount> m_Links{}; // labels; 0 for none
   friend bool operator==(Plain const&, Plain const&) = default;
 };
 
-/// The object under test. It owns nothing: a list that the test keeps does, so that cycles are free.
+/// The object under test. It owns nothing, so that cycles are possible; the test keeps a list that does.
 class Thing {
  public:
   static constexpr unsigned int TypeId() noexcept { return Scripted::TypeId(); }
@@ -73,7 +74,7 @@ class Thing {
   std::array<std::weak_ptr<Thing>, LinkCount> m_Links;
   cls_Uid m_Uid;
 
-  static inline std::vector<std::shared_ptr<Thing>> s_Arena; ///< owns what a load makes
+  static inline std::vector<std::shared_ptr<Thing>> s_Arena; ///< owns what a load creates
   static inline int s_FailingLabel = 0;
 
  private:
@@ -82,7 +83,7 @@ class Thing {
   }
 };
 
-/// What the store should have.
+/// The expected content of the store.
 struct Model {
   std::map<int, Plain> m_Things;
   std::set<int> m_Lists;
@@ -120,7 +121,7 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
     case 1:
       thing.m_Text = cow_String(std::string(static_cast<std::size_t>(Below(300)), 'a'));
       break;
-    case 2: { // a new list, and so a new identity
+    case 2: { // a new list with a new identity
       cow_1DArrayList<int> list;
       int const count = Below(8) == 0 ? Below(6000) : Below(50);
       for (int i = 0; i < count; ++i) list.Append(static_cast<int>(m_Random()));
@@ -145,7 +146,7 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
     if (!m_Things.empty()) m_Things.erase(m_Things.begin() + Below(static_cast<int>(m_Things.size())));
   }
 
-  /// Takes down in a model what a save of `thing` reaches.
+  /// Updates a model with everything that saving `thing` reaches.
   static void Note(Thing const& thing, std::set<int>& reached, Model& model) {
     if (!reached.insert(thing.m_Label).second) return;
     model.m_Things[thing.m_Label] = thing.AsPlain();
@@ -200,7 +201,7 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
     EXPECT_EQ(m_Store->RemoveRoot(root), m_Model.m_Roots.erase(root) == 1);
   }
 
-  /// Loads a root and compares all that it leads to.
+  /// Loads a root and compares everything reachable from it.
   void Load(std::string const& root, bool adopt) {
     auto const expected = m_Model.m_Roots.find(root);
     ASSERT_EQ(m_Store->HasRoot(root), expected != m_Model.m_Roots.end()) << root;
@@ -216,7 +217,7 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
         if (byLabel.emplace(each->m_Label, each.get()).second)
           all.push_back(each);
         else
-          ASSERT_EQ(byLabel[each->m_Label], each.get()) << "two objects of one";
+          ASSERT_EQ(byLabel[each->m_Label], each.get()) << "one object became two";
       Thing::s_Arena.clear();
     }
     std::map<int, Thing const*> live;
@@ -259,7 +260,7 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
     ASSERT_EQ(IntegrityOf(Path()), "ok");
     m_Store = std::make_unique<sto_Store>(Open());
     if (Below(2) == 0) m_Things.clear();
-    // The new session does not know what is in memory: saved again, it is new objects.
+    // The new session does not know the objects in memory: saved again, they are new objects.
     for (std::shared_ptr<Thing> const& thing : m_Things) {
       thing->m_Label = ++m_LastLabel;
       thing->m_ListLabel = ++m_LastLabel;
@@ -295,13 +296,13 @@ class StoreModel : public StoreTest, public testing::WithParamInterface<unsigned
   std::unique_ptr<sto_Transaction> m_Transaction;
   std::vector<std::shared_ptr<Thing>> m_Things;
   Model m_Model;
-  Model m_Before; // of the open transaction
+  Model m_Before; // at the start of the open transaction
   int m_LastLabel = 0;
   int m_SaveCount = 0;
   int m_ConflictCount = 0;
 };
 
-TEST_P(StoreModel, StoreIsWhatTheModelSaysAfterEachOfManySteps) {
+TEST_P(StoreModel, StoreMatchesTheModelAfterEachStep) {
   for (int step = 0; step < 6000; ++step) {
     SCOPED_TRACE("seed " + std::to_string(GetParam()) + " step " + std::to_string(step));
     Step();
@@ -315,6 +316,6 @@ TEST_P(StoreModel, StoreIsWhatTheModelSaysAfterEachOfManySteps) {
   EXPECT_LT(m_ConflictCount, m_SaveCount / 3);
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, StoreModel, testing::Values(1U, 2U, 3U, 20240611U));
+INSTANTIATE_TEST_SUITE_P(Seeds, StoreModel, testing::ValuesIn(Seeds({1U, 2U, 3U, 20240611U})));
 
 } // namespace

@@ -5,8 +5,8 @@
 
 #include "platform/mem/mem_Memory.h"
 
-/// Counts the libraries' buffer allocations while it lives, and refuses one of them on request.
-/// One at a time; it is made and destroyed while no other thread allocates.
+/// While it lives, counts the libraries' buffer allocations and fails one of them on request. Only one probe
+/// may exist at a time. Create and destroy it while no other thread allocates.
 class AllocationProbe {
  public:
   AllocationProbe() {
@@ -19,13 +19,13 @@ class AllocationProbe {
   AllocationProbe(AllocationProbe const&) = delete;
   AllocationProbe& operator=(AllocationProbe const&) = delete;
 
-  /// How many allocations were asked for, the refused one included.
+  /// The number of allocations requested, including the failed one.
   [[nodiscard]] long long Count() const { return s_Count; }
 
-  /// How many bytes they asked for.
+  /// The number of bytes requested.
   [[nodiscard]] std::size_t Bytes() const { return s_Bytes; }
 
-  /// Refuses the `step`-th allocation from the probe's start (1 is the first), and no other.
+  /// Fails the `step`-th allocation from the probe's start (1 is the first), and no other.
   void FailAt(long long step) { s_FailAt = step; }
 
  private:

@@ -4,7 +4,7 @@
 
 #include "tests/support/ChildProcess.h"
 
-// Either one scenario of a child process, or all the tests.
+// Runs one scenario of a child process, or all tests.
 int main(int argc, char** argv) {
   constexpr char Option[] = "--child=";
   if (argc == 2 && std::strncmp(argv[1], Option, sizeof Option - 1) == 0)

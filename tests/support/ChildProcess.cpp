@@ -14,11 +14,11 @@ namespace {
 
 ChildScenario const* s_Newest = nullptr;
 
-/// No scenario takes so long, whatever instruments it runs under.
+/// No scenario takes this long, not even under sanitizers.
 constexpr int PatienceMilliseconds = 60000;
 constexpr char Hanging[] = "(the child was silent for too long)";
 
-/// What comes out of a pipe until its writers are gone.
+/// Reads a pipe until all its writers are closed.
 std::string ReadAll(int channel) {
   std::string output;
   std::array<char, 4096> buffer{};

@@ -2,15 +2,15 @@
 
 #include <string>
 
-/// What a child process did.
+/// The result of a child process.
 struct ChildResult {
-  int m_ExitCode;       ///< -1 when a signal ended it
-  int m_Signal;         ///< 0 when it exited
+  int m_ExitCode;       ///< -1 if a signal ended it
+  int m_Signal;         ///< 0 if it exited
   std::string m_Output; ///< what it wrote to standard output and standard error
 };
 
-/// A scenario that runs in a process of its own, straight from main with no test frame around it, so that it
-/// may end the process in any way.
+/// A scenario that runs in a separate process, called directly from main without the test framework, so that
+/// it may end the process in any way.
 ///
 ///     ChildScenario const s_Exits("exits", [] { std::exit(0); });
 ///     EXPECT_EQ(RunChild("exits").m_ExitCode, 0);
@@ -29,11 +29,11 @@ class ChildScenario {
   ChildScenario const* m_Previous;
 };
 
-/// Runs a scenario in a child process and waits for its end.
+/// Runs a scenario in a child process and waits for it.
 ChildResult RunChild(std::string const& name);
 
-/// Runs a scenario in this process; the exit code of main, 99 for an unknown name.
+/// Runs a scenario in this process; returns the exit code for main, 99 for an unknown name.
 int RunScenario(char const* name);
 
-/// Writes text to standard error at once, with no buffer that an abrupt end could lose.
+/// Writes text to standard error unbuffered, so that an abrupt end loses nothing.
 void Say(char const* text);

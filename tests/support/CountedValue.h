@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-/// Element type that counts what containers do with it and fails to be copied on request.
+/// An element type that counts its operations and throws when copied, on request.
 struct CountedValue {
   CountedValue() { ++s_Defaults, ++s_Alive; }
   explicit CountedValue(int value) : m_Value(value) { ++s_Alive; }
@@ -36,10 +36,10 @@ struct CountedValue {
   static inline int s_Moves = 0;
   static inline int s_Defaults = 0;
   static inline int s_Alive = 0;
-  static inline int s_FailAtCopy = 0; ///< the copy that throws, counted from 1; 0 for none
+  static inline int s_FailAtCopy = 0; ///< the number of the copy that throws, from 1; 0 for none
 };
 
-/// The same without any move, so that growing must copy.
+/// The same without move operations, so that growing must copy.
 struct CopyOnlyValue {
   CopyOnlyValue() { ++s_Alive; }
   explicit CopyOnlyValue(int value) : m_Value(value) { ++s_Alive; }

@@ -13,14 +13,16 @@
 #include "errors/nex_SystemErrorException.h"
 #include "errors/nex_TextException.h"
 
-/// An application's own command exception, as clients derive them.
+/// An application's command exception.
 class FailedCommand : public nex_CommandException {
  public:
   FailedCommand(char const* name, char const* message) : m_Name(name), m_Message(message) {}
   explicit FailedCommand(cls_ReadVisitor const& visitor) : nex_CommandException(visitor) {}
 
-  atr_String CommandMessage() const override { return m_Message; }
-  atr_String CommandName() const override { return m_Name; }
+  atr_String CommandMessage() override { return m_Message; }
+  atr_String CommandName() override { return m_Name; }
+  using nex_CommandException::CommandMessage;
+  using nex_CommandException::CommandName;
   [[noreturn]] void Propagate() const override { throw FailedCommand(*this); }
   nex_Exception* Copy() const override { return new FailedCommand(*this); }
 
@@ -29,7 +31,7 @@ class FailedCommand : public nex_CommandException {
   atr_String m_Message;
 };
 
-/// One more level below, with a type ID of its own.
+/// A class derived from that, with its own type ID.
 class FailedMeshCommand : public FailedCommand {
  public:
   using FailedCommand::FailedCommand;
@@ -38,7 +40,7 @@ class FailedMeshCommand : public FailedCommand {
   unsigned int DynTypeId() const override { return 0x7B0001; }
 };
 
-/// What the tests that run for every class need to know of it.
+/// The properties of a class needed by tests that run for every class.
 template <class Exception> struct ExceptionCase;
 
 template <> struct ExceptionCase<nex_TextException> {
@@ -72,7 +74,7 @@ template <> struct ExceptionCase<nex_SystemErrorException> {
   static constexpr char const* Text =
       "No such file or directory (system error 2); Permission denied (errno 13)";
 };
-/// Its text is the process-wide message, which is empty while the module is not initialised.
+/// Its text is the process-wide message, which is empty until the module is initialised.
 template <> struct ExceptionCase<nex_OutOfMemoryException> {
   static constexpr unsigned int TypeId = 0x1F0009;
   static nex_OutOfMemoryException Make() { return nex_OutOfMemoryException(NEX_OUTOFMEMORY_LIMIT); }
@@ -94,7 +96,7 @@ using ConcreteExceptions =
     ::testing::Types<nex_TextException, nex_AssertException, nex_BadCastException, nex_ExitException,
                      nex_InvalidObjException, nex_SystemErrorException, nex_OutOfMemoryException>;
 
-/// Those, and an application's classes.
+/// The concrete classes and those of an application.
 using ThrownExceptions =
     ::testing::Types<nex_TextException, nex_AssertException, nex_BadCastException, nex_ExitException,
                      nex_InvalidObjException, nex_SystemErrorException, nex_OutOfMemoryException,

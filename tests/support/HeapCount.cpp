@@ -27,7 +27,7 @@ void* operator new(std::size_t size) {
 void* operator new[](std::size_t size) {
   return Allocate(size);
 }
-// The sanitizers' own nothrow form would not go through the throwing one, and its memory not through free.
+// The sanitizers' own nothrow form would bypass the throwing one, and free could not release its memory.
 void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
   try {
     return Allocate(size);

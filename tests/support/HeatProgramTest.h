@@ -10,7 +10,8 @@
 
 #include "tests/support/ProgramRun.h"
 
-/// Runs program heat as a person would, every call a process of its own, in a folder that goes with the test.
+/// Runs the heat program as a user would: each call is a separate process, in a folder deleted after the
+/// test.
 class HeatProgramTest : public testing::Test {
  protected:
   HeatProgramTest() {
@@ -27,7 +28,7 @@ class HeatProgramTest : public testing::Test {
     return RunToItsEnd(std::string(HEAT_PROGRAM) + " " + arguments, m_Folder);
   }
 
-  /// The same, with a standard output that takes nothing.
+  /// Likewise, but writing to standard output fails.
   Outcome RunWithoutOutput(std::string const& arguments) const {
     return RunWithFullOutput(std::string(HEAT_PROGRAM) + " " + arguments, m_Folder);
   }
@@ -36,7 +37,7 @@ class HeatProgramTest : public testing::Test {
     return Run("analyse " + mesh + " --store " + Path(store).string());
   }
 
-  /// One line, from this program, with this text in it; and nothing on standard output.
+  /// Expects one line from this program, containing this text, and nothing on standard output.
   static void ExpectOneLine(Outcome const& outcome, int status, std::string const& text) {
     EXPECT_EQ(outcome.status, status) << outcome.err;
     EXPECT_EQ(outcome.out, "");

@@ -2,7 +2,7 @@
 
 #include "module/nex_initialize.h"
 
-/// The whole library, started for a scope. Objects that hold identities must be gone at its end.
+/// Starts the whole library for a scope. Objects that hold identities must be destroyed before it ends.
 class InitialisedModule {
  public:
   InitialisedModule() { nex_initialize(m_Callers); }

@@ -3,8 +3,8 @@
 #include <exception>
 #include <thread>
 
-/// Runs `function` on a thread of its own, which starts without any per-thread service, and waits for its
-/// end. An exception that leaves the function goes on in the caller.
+/// Runs `function` on a new thread, which starts without any per-thread service, and waits for it. An
+/// exception of the function is rethrown in the caller.
 template <class Function> void OnThread(Function function) {
   std::exception_ptr failure;
   std::thread([&] {

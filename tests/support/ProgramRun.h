@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-/// What a program that was run left behind.
+/// The result of a program run.
 struct Outcome {
   int status;
   std::string out;
@@ -23,8 +23,7 @@ inline std::string Contents(std::filesystem::path const& path) {
   return text.str();
 }
 
-/// Runs a shell command to its end, with nothing on its standard input; its output goes through files in
-/// `folder`.
+/// Runs a shell command with empty standard input; its output goes through files in `folder`.
 inline Outcome RunToItsEnd(std::string const& command, std::filesystem::path const& folder) {
   std::filesystem::path const out = folder / "out";
   std::filesystem::path const err = folder / "err";
@@ -34,7 +33,7 @@ inline Outcome RunToItsEnd(std::string const& command, std::filesystem::path con
   return {WEXITSTATUS(status), Contents(out), Contents(err)};
 }
 
-/// The same, with a standard output that takes nothing.
+/// Likewise, but writing to standard output fails.
 inline Outcome RunWithFullOutput(std::string const& command, std::filesystem::path const& folder) {
   return RunToItsEnd("(" + command + " >/dev/full)", folder);
 }

@@ -7,7 +7,7 @@
 #include "persist/identity/cls_HistoryEntry.h"
 #include "persist/identity/cls_Uid.h"
 
-/// History entry that keeps the rule for derived entries (its destructor unlinks it) and tells its end.
+/// A history entry that unlinks itself in its destructor, as derived entries must, and records its end.
 class TracedHistory : public cls_HistoryEntry {
  public:
   explicit TracedHistory(int number, std::vector<int>* ended = nullptr) : m_Number(number), m_Ended(ended) {}

@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
-"""Reads the source tree and fails on what no compiler refuses.
+"""Checks the source tree for mistakes that no compiler reports.
 
-    tidy.py [--root DIR]                     check; one line a finding, exit status 1 when there is any
-    tidy.py [--root DIR] --update-manifest   write down the tests that the tree has now
+    tidy.py [--root DIR]                     check; one line per finding, exit status 1 if there are any
+    tidy.py [--root DIR] --update-manifest   record the current tests of the tree
 
-What it checks, each by the function of that name:
+What it finds, each by the function of that name:
 
-    check_includes    an include against the order of the layers, or in a form that hides where it points
-    check_lists       a source file that no CMake list names, a listed one that is not there, an unused list
-    check_length      a product file that is too long to be read
-    check_markers     leftover markers of unfinished work, switched-off code or tests, merge conflicts
+    check_includes    an include that violates the order of the layers, or whose form hides its target
+    check_lists       a source file in no CMake list, a listed file that is missing, an unused list
+    check_length      a product file that is too long
+    check_markers     leftover markers of unfinished work, disabled code or tests, merge conflicts
     check_guards      a header without `#pragma once`
-    check_manifest    a test file that vanished, lost tests, or is not written down
+    check_manifest    a test file that vanished, lost tests, or is not recorded
 """
 
 import argparse
@@ -63,6 +63,9 @@ PLATFORM = {
     "typ": {"mem", "cow"},
     "atr": {"mem", "omni", "cow"},
 }
+# The folders of the heat example, lowest layer first.
+HEAT = ["mesh", "physics", "model", "plot", "program"]
+LAYERS.update({f"examples/heat/{folder}": LAYERS["examples"] + layer for layer, folder in enumerate(HEAT)})
 TESTS = "tests"
 SUPPORT = "tests/support"
 
@@ -71,7 +74,7 @@ OTHER_FOLDERS = [".ci", "cmake", "docs", "scripts"]
 CODE = {".h", ".cpp"}
 TEXT = CODE | {".py", ".sh", ".cmake", ".txt", ".md", ".in", ".json", ".sql", ".supp", ".yml", ""}
 
-# Spelt in two halves, so that this file does not find itself.
+# Written in two halves, so that this file does not match itself.
 MARKERS = [
     (re.compile(r"\b(" + "|".join(["TO" + "DO", "FIX" + "ME", "XX" + "X", "HA" + "CK"]) + r")\b"),
      "leftover marker"),
@@ -80,11 +83,11 @@ MARKERS = [
     (re.compile(r"^\s*#\s*if\s+" + r"0\b"), "switched-off code"),
     (re.compile(r"^(<{7}|>{7}|\|{7})(\s|$)"), "merge conflict"),
 ]
-CONFLICT_MIDDLE = re.compile(r"^={7}$")  # in Markdown also the underline of a heading
+CONFLICT_MIDDLE = re.compile(r"^={7}$")  # in Markdown this also underlines headings
 
 INCLUDE = re.compile(r"^[ \t]*#[ \t]*include\b[ \t]*(?P<what>.*?)[ \t]*$", re.MULTILINE)
 TEST_MACRO = re.compile(r"^[ \t]*(?:TEST|TEST_F|TEST_P|TYPED_TEST|TYPED_TEST_P)[ \t]*\(", re.MULTILINE)
-# Comments, and what looks like one inside a literal. Digit separators (1'000) are no character literals.
+# Comments, and literals that may look like one. Digit separators (1'000) are not character literals.
 TOKENS = re.compile(
     r"""(?P<comment>//[^\n]*|/\*.*?\*/)
       | R"(?P<tag>[^()\\\s]{0,16})\(.*?\)(?P=tag)"
@@ -146,7 +149,7 @@ def suffix(path: str) -> str:
 
 
 def without_comments(text: str) -> str:
-    """C++ text with every comment and raw string replaced by blanks; lines keep their numbers."""
+    """C++ text with all comments and raw strings blanked out; line numbers stay the same."""
     def blank(match: re.Match) -> str:
         is_blank = match["comment"] is not None or match["tag"] is not None
         return re.sub(r"[^\n]", " ", match[0]) if is_blank else match[0]
@@ -275,12 +278,12 @@ def check_guards(tree: Tree) -> Iterator[Finding]:
 
 
 def count_tests(tree: Tree) -> dict[str, int]:
-    """How many test macros stand in each test file."""
+    """The number of test macros in each test file."""
     return {path: len(TEST_MACRO.findall(without_comments(tree.text(path)))) for path in tree.tests()}
 
 
 def read_manifest(tree: Tree) -> Iterator[tuple[int, str, int]]:
-    """Line number, test file and least number of tests of each entry."""
+    """Line number, test file and minimum number of tests of each entry."""
     for number, line in enumerate(tree.text(MANIFEST).splitlines(), start=1):
         if line and not line.startswith("#"):
             count, path = line.split(maxsplit=1)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of tidy.py: for each rule a small tree that keeps it, and trees that break it."""
+"""Tests of tidy.py: for each rule a small tree that follows it, and trees that break it."""
 
 import contextlib
 import io
@@ -17,7 +17,7 @@ def including(*targets: str) -> str:
 
 
 class TreeTest(unittest.TestCase):
-    """Makes trees from texts in folders of their own."""
+    """Makes trees from texts in separate folders."""
 
     def setUp(self) -> None:
         self.start_tree()
@@ -35,7 +35,7 @@ class TreeTest(unittest.TestCase):
         return tidy.Tree(self.root)
 
     def findings(self, check, files: dict[str, str]) -> list[str]:
-        """What the check finds in a tree of these files and no others."""
+        """The findings in a tree of exactly these files."""
         self.start_tree()
         return [str(finding) for finding in check(self.write(files))]
 
@@ -43,7 +43,7 @@ class TreeTest(unittest.TestCase):
         self.assertEqual(self.findings(check, files), [])
 
     def assert_finding(self, check, files: dict[str, str], start: str, part: str) -> None:
-        """Exactly one finding, at the place `start`, which says `part`."""
+        """Expects exactly one finding, which starts with `start` and contains `part`."""
         found = self.findings(check, files)
         self.assertEqual(len(found), 1, found)
         self.assertTrue(found[0].startswith(start), found[0])
@@ -236,7 +236,7 @@ class Length(TreeTest):
 
 
 class Markers(TreeTest):
-    # Spelt in two halves: this file is checked too.
+    # Written in two halves, because this file is checked too.
     BAD = ["// TO" + "DO: more", "FIX" + "ME", "XX" + "X", "HA" + "CK", "TEST(A, DISABLED" + "_B)", "GTEST" + "_SKIP()",
            "#if " + "0", "  # if " + "0", "<" * 7 + " HEAD", ">" * 7 + " branch", "|" * 7 + " base", "=" * 7]
     GOOD = ["mktemp -t name.XX" + "XXXX", "method", "#if 01 // never", "#if defined(A)", "std::cout <" + "< a", "=" * 8,

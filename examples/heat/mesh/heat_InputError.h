@@ -4,11 +4,11 @@
 #include <string>
 #include <utility>
 
-// An input file that cannot be used. what() is one line for a person: "bracket.msh:57: node tag 12 is ...",
-// or "bracket.msh: ..." where no line of the file is at fault.
+// An input file that cannot be used. what() is one line for the user: "bracket.msh:57: node tag 12 is ...",
+// or "bracket.msh: ..." if the error is not on a particular line.
 class heat_InputError : public std::runtime_error {
  public:
-  // file: the name as the caller gave it; line: counted from 1, or 0 for the file as a whole.
+  // file: the name as the caller gave it; line: counted from 1, or 0 for the whole file.
   heat_InputError(std::string file, int line, std::string const& message)
       : std::runtime_error(Text(file, line, message)), m_File(std::move(file)), m_Line(line) {}
 

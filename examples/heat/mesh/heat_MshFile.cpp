@@ -10,7 +10,7 @@ namespace {
 constexpr int highestTag = std::numeric_limits<int>::max();
 constexpr int anyCount = -1;
 
-// The shortest lines there can be, newline included.
+// The shortest possible lines, newline included.
 constexpr std::size_t shortestNode = 8;    // "1\n" and "0 0 0\n"
 constexpr std::size_t shortestElement = 4; // "1 1\n"
 constexpr std::size_t shortestBlock = 8;   // "0 1 0 0\n"
@@ -30,7 +30,7 @@ int Tag(heat_MshScanner& scanner, char const* what) {
 void ReadFormat(heat_MshScanner& scanner) {
   scanner.NextLine("$MeshFormat");
   auto const version = scanner.Real("the format version");
-  // Written by hand with a tolerance: "4.1" and "4.10" are the same version.
+  // Compared with a tolerance, because people write it by hand: "4.1" and "4.10" are the same version.
   if (version < 4.0999 || version > 4.1001) {
     scanner.Fail("MSH format version " + heat_MshScanner::Quoted(scanner.Line()) +
                  " is not supported; save the mesh in version 4.1");
@@ -94,7 +94,7 @@ Header ReadHeader(heat_MshScanner& scanner, char const* section, std::size_t byt
   return header;
 }
 
-// The number of records of a block, which together must not be more than the header says.
+// The number of records of a block. All blocks together must not exceed the header's number.
 std::size_t BlockCount(heat_MshScanner& scanner, Header const& header, std::size_t sofar,
                        std::size_t bytesEach) {
   auto const count = scanner.Count("the number of records in the block", bytesEach);
@@ -122,7 +122,7 @@ int TagOf(heat_MshScanner& scanner, char const* what, Header const& header) {
   return tag;
 }
 
-// A block: all tags, one a line, then all coordinates, one point a line.
+// A block: all tags, one per line, then all coordinates, one point per line.
 void ReadNodeBlock(heat_MshScanner& scanner, Header const& header, heat_MshFile& file) {
   scanner.NextLine("$Nodes");
   auto const dimension = static_cast<int>(scanner.Integer("the entity dimension", 0, 3));
@@ -159,7 +159,7 @@ void ReadNodes(heat_MshScanner& scanner, heat_MshFile& file) {
   CheckTotal(scanner, header, file.points.size());
 }
 
-// The nodes of an element by the type numbers 1 to 19 of the format; anyCount for the rarer ones.
+// The number of nodes of an element, by the type numbers 1 to 19 of the format; anyCount for rarer types.
 int NodesOfType(int type) {
   constexpr std::array<int, 20> nodes{anyCount, 2, 3,  4,  4,  8, 6, 5,  3,  6,
                                       10,       9, 27, 18, 14, 1, 8, 20, 15, 13};
@@ -181,7 +181,7 @@ void ReadCell(heat_MshScanner& scanner, heat_MshFile const& file, int region,
   cells.push_back(cell);
 }
 
-// An element that is not analysed; its nodes must exist all the same.
+// Skips an element that is not analysed; its nodes must exist nevertheless.
 void PassElement(heat_MshScanner& scanner, heat_MshFile const& file, int type) {
   auto const nodes = NodesOfType(type);
   if (nodes == anyCount) {
@@ -272,7 +272,7 @@ void ReadSection(heat_MshScanner& scanner, heat_MshFile& file) {
   }
 }
 
-// Everything up to the format, which only comments may precede.
+// Reads up to and including the format; only comments may precede it.
 void ReadStart(heat_MshScanner& scanner) {
   while (scanner.TryLine()) {
     if (scanner.Line() == "$MeshFormat") return ReadFormat(scanner);

@@ -10,24 +10,24 @@
 #include <utility>
 #include <vector>
 
-// Finds the index of a node by its tag. Tags that are dense, as they mostly are, cost one array access.
+// Finds the index of a node by its tag. Dense tags, the usual case, cost one array access.
 class heat_TagTable {
  public:
-  // Prepares for count tags up to highest.
+  // Prepares for `count` tags, the highest being `highest`.
   void Reserve(std::size_t count, int highest);
 
-  // False if the tag is there already.
+  // False if the tag already exists.
   bool Insert(int tag, int index);
 
   // The index, or -1.
   int Find(int tag) const;
 
  private:
-  std::vector<int> m_Dense; // by tag, -1 where there is none
+  std::vector<int> m_Dense; // by tag; -1 if there is no such node
   std::unordered_map<int, int> m_Sparse;
 };
 
-// An element of a mesh file: its nodes as indexes, the tag of its region, the line it stands in.
+// An element of a mesh file: its nodes as indexes, the tag of its region, and its line.
 template <std::size_t Corners> struct heat_MshCell {
   std::array<int, Corners> nodes;
   int region;
@@ -40,7 +40,7 @@ struct heat_MshStranger {
   int line = 0;
 };
 
-// The contents of a mesh file in the format MSH 4.1 as far as they matter here.
+// The contents of a mesh file in the format MSH 4.1, reduced to what is needed here.
 struct heat_MshFile {
   std::vector<heat_Vector> points;
   std::vector<int> tags; // of the points
@@ -48,12 +48,12 @@ struct heat_MshFile {
   std::map<std::pair<int, int>, int> physical; // (dimension, entity) -> first physical tag
   std::vector<heat_MshCell<3>> triangles;
   std::vector<heat_MshCell<4>> tetrahedra;
-  heat_MshStranger strangeSurface;   // two-dimensional, not a three-node triangle
-  heat_MshStranger strangeVolume;    // three-dimensional, not a four-node tetrahedron
-  std::map<int, std::size_t> others; // how many elements of each type that is neither
-  int nodesLine = 0;                 // line of $Nodes, 0 before it was read
-  int elementsLine = 0;              // line of $Elements, 0 before it was read
+  heat_MshStranger strangeSurface;   // two-dimensional, but not a three-node triangle
+  heat_MshStranger strangeVolume;    // three-dimensional, but not a four-node tetrahedron
+  std::map<int, std::size_t> others; // how many elements of each other type
+  int nodesLine = 0;                 // line of $Nodes; 0 until it is read
+  int elementsLine = 0;              // line of $Elements; 0 until it is read
 };
 
-// Reads all sections from the scanner. Throws heat_InputError through it for whatever contradicts the format.
+// Reads all sections from the scanner. Throws heat_InputError for anything that violates the format.
 heat_MshFile heat_ReadSections(heat_MshScanner& scanner);

@@ -12,7 +12,7 @@
 
 namespace {
 
-// Relative to the cube of the longest edge, or its square: beyond this the shape is only rounding.
+// Relative to the square or cube of the longest edge: an area or volume below this is only rounding error.
 constexpr double flatness = 1e-12;
 
 constexpr int tetrahedronType = 4;
@@ -44,8 +44,8 @@ std::string WholeFile(std::string const& path) {
   return text;
 }
 
-// A complaint about a file that is no text at all is clearer than one about its first line. A binary mesh
-// starts with a readable header, which tells more.
+// For a file that is not text at all, this error is clearer than one about its first line. A binary mesh
+// passes: it starts with a readable header, and later errors say more.
 void CheckIsText(std::string_view text, std::string const& name) {
   if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) {
     throw heat_InputError(name, 1, "not a Gmsh mesh: the file is empty");
@@ -83,7 +83,7 @@ void CheckTriangles(heat_MshFile const& file, heat_MshScanner const& scanner) {
   }
 }
 
-// Six times the volume, positive if the first three nodes run counter-clockwise seen from the fourth.
+// Six times the volume; positive if the first three nodes run counter-clockwise seen from the fourth.
 double SixVolumes(heat_MshFile const& file, heat_MshCell<4> const& cell) {
   auto const& n = cell.nodes;
   return heat_Dot(heat_Cross(Side(file, n[0], n[1]), Side(file, n[0], n[2])), Side(file, n[0], n[3]));
@@ -100,7 +100,7 @@ void CheckTetrahedra(heat_MshFile const& file, heat_MshScanner const& scanner) {
   }
 }
 
-// The face of a tetrahedron opposite to one of its nodes, counter-clockwise seen from outside.
+// The face opposite to one of the nodes of a tetrahedron, counter-clockwise seen from outside.
 Triangle FaceOf(heat_MshFile const& file, heat_MshCell<4> const& cell, std::size_t face) {
   constexpr std::array<std::array<std::size_t, 3>, 4> corners{{{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}}};
   auto const& c = corners[face];
@@ -135,7 +135,7 @@ void AddBoundaryFaces(heat_MshFile const& file, heat_MshScanner const& scanner, 
     while (last < faces.size() && faces[last].key == faces[first].key) ++last;
     if (last - first > 2) {
       scanner.FailAt(file.tetrahedra[faces[first + 2].place / 4].line,
-                     "a face of the tetrahedron belongs to two others already");
+                     "a face of the tetrahedron already belongs to two others");
     }
     if (last - first == 1) outer.push_back(faces[first].place);
     first = last;
@@ -155,7 +155,7 @@ void AddTriangles(heat_MshFile const& file, heat_MeshData& mesh) {
   }
 }
 
-// Takes over the points that the triangles use, in the order of the file.
+// Takes over the points that the triangles use, in the file's order.
 void AddUsedNodes(heat_MshFile const& file, heat_MeshData& mesh) {
   std::vector<int> moved(file.points.size(), -1);
   for (auto const& triangle : mesh.triangles) {

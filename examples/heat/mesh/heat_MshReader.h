@@ -1,35 +1,35 @@
 #pragma once
 
 #include "examples/heat/mesh/heat_InputError.h"
+#include "examples/heat/mesh/heat_LeftOut.h"
 #include "examples/heat/mesh/heat_MeshData.h"
-#include "examples/heat/plot/heat_LeftOut.h"
-#include "examples/heat/program/heat_Progress.h"
+#include "examples/heat/mesh/heat_ProgressCall.h"
 
 #include <string>
 #include <string_view>
 
-// Reads triangle meshes from files in the ASCII form of the Gmsh format MSH 4.1, as the Gmsh reference manual
-// describes it: the sections $MeshFormat, $Entities (which may be missing), $Nodes and $Elements. Other
-// sections are passed over. Coordinates are taken as metres.
+// Reads triangle meshes from files in the ASCII form of the Gmsh format MSH 4.1, as described in the Gmsh
+// reference manual: the sections $MeshFormat, $Entities (optional), $Nodes and $Elements. Other sections are
+// skipped. Coordinates are in metres.
 //
-// The mesh consists of the three-node triangles (element type 2) of the file. If it has none but has
+// The mesh consists of the three-node triangles (element type 2) of the file. If there are none but there are
 // four-node tetrahedra (type 4), the triangles are the faces that belong to exactly one tetrahedron, turned
-// so that they run counter-clockwise seen from outside. The triangles keep the order of the file, the nodes
-// too; nodes that no triangle uses are left out, and all other elements. Who wants to tell of that asks for a
+// so that they run counter-clockwise seen from outside. Triangles and nodes keep the order of the file. Nodes
+// that no triangle uses and all other elements are left out; callers that want to report them pass a
 // heat_LeftOut.
 //
-// Whatever is wrong throws heat_InputError with the line at fault: a file that cannot be read, is no such
-// mesh or ends early, counts that contradict each other or the size of the file, unknown or repeated node
-// tags, coordinates that are not finite, triangles without area, tetrahedra without volume, faces shared by
-// more than two tetrahedra, elements of other kinds where triangles or tetrahedra are needed (quadrangles,
-// curved elements), no triangles at all.
+// Throws heat_InputError with the line of the error for: a file that cannot be read, is not such a mesh or
+// ends early, counts that contradict each other or the size of the file, unknown or repeated node tags,
+// coordinates that are not finite, triangles without area, tetrahedra without volume, faces shared by more
+// than two tetrahedra, elements of other kinds where triangles or tetrahedra are needed (quadrangles, curved
+// elements), and no triangles at all.
 class heat_MshReader {
  public:
-  // Reads a file. path is also the name in complaints.
+  // Reads a file. Error messages name it as `path`.
   static heat_MeshData ReadFile(std::string const& path, heat_ProgressCall const& progress = {},
                                 heat_LeftOut* leftOut = nullptr);
 
-  // Reads the text of a file that is called name in complaints.
+  // Reads a text. Error messages name it as `name`.
   static heat_MeshData ReadText(std::string_view text, std::string const& name,
                                 heat_ProgressCall const& progress = {}, heat_LeftOut* leftOut = nullptr);
 };

@@ -1,5 +1,5 @@
 #include "examples/heat/mesh/heat_MshReader.h"
-#include "examples/heat/program/heat_TestFiles.h"
+#include "examples/heat/mesh/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-// Two triangles. Every line counts for the tests below.
+// Two triangles. The tests below refer to its lines by number.
 std::vector<std::string> const square{"$MeshFormat",    // 1
                                       "4.1 0 8",        // 2
                                       "$EndMeshFormat", // 3
@@ -51,10 +51,10 @@ std::string Joined(std::vector<std::string> const& lines) {
 }
 
 struct Case {
-  int line;        // which line of the square is replaced
-  std::string by;  // what by; may hold several lines, or none at all if it is "-"
-  int fault;       // the line that the complaint names
-  std::string has; // a part of the complaint
+  int line;        // the line of the square to replace
+  std::string by;  // its replacement: several lines, or "-" to remove it
+  int fault;       // the line that the error names
+  std::string has; // part of the error text
 };
 
 void PrintTo(Case const& c, std::ostream* out) {

@@ -1,7 +1,7 @@
 #include "examples/heat/mesh/heat_MeshData.h"
 #include "examples/heat/mesh/heat_MshFile.h"
 #include "examples/heat/mesh/heat_MshReader.h"
-#include "examples/heat/program/heat_TestFiles.h"
+#include "examples/heat/mesh/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -57,7 +57,7 @@ std::string OneTetrahedron(std::string const& nodes) {
 
 TEST(heat_MshReader, ReadsTheBracket) {
   auto const mesh = heat_MshReader::ReadFile(heat_DataFile("bracket.msh"));
-  // The file has 787 nodes; the five centres of its arcs belong to no triangle.
+  // The file has 787 nodes; the centres of its five arcs belong to no triangle.
   ASSERT_EQ(mesh.nodes.size(), 782u);
   ASSERT_EQ(mesh.nodeTags.size(), 782u);
   for (auto const centre : {4, 9, 15, 20, 23})
@@ -77,18 +77,18 @@ TEST(heat_MshReader, ReadsTheBracket) {
 
 TEST(heat_MshReader, TheBracketIsOneSheetWithoutHoles) {
   auto const mesh = heat_MshReader::ReadFile(heat_DataFile("bracket.msh"));
-  // A disc has the Euler characteristic 1.
+  // The Euler characteristic of a disc is 1.
   EXPECT_EQ(mesh.nodes.size() + mesh.triangles.size() - EdgeCount(mesh), 1u);
   auto const edges = heat_BoundaryEdges(mesh);
   EXPECT_EQ(edges.size(), 2 * EdgeCount(mesh) - 3 * mesh.triangles.size());
-  // They close: every node that one edge enters, another one leaves.
+  // The edges form loops: every node is the end of as many edges as it is the start of.
   std::map<int, int> balance;
   for (auto const& edge : edges) {
     ++balance[edge[0]];
     --balance[edge[1]];
   }
   for (auto const& [node, value] : balance) EXPECT_EQ(value, 0) << "node " << node;
-  // The area within the boundary is that of the triangles.
+  // The area within the boundary equals that of the triangles.
   double inside = 0;
   for (auto const& edge : edges) {
     inside += heat_Cross(mesh.nodes[static_cast<std::size_t>(edge[0])],
@@ -111,7 +111,7 @@ TEST(heat_MshReader, TheBlocksSurfaceIsClosedAndTurnedOutward) {
   }
   EXPECT_EQ(mesh.nodes.size() + mesh.triangles.size() - EdgeCount(mesh), 2u);
   EXPECT_EQ(2 * EdgeCount(mesh), 3 * mesh.triangles.size());
-  // A cube of one metre without an eighth.
+  // A cube of one metre with one eighth cut out.
   EXPECT_NEAR(EnclosedVolume(mesh), 0.875, 1e-12);
   EXPECT_NEAR(AreaOf(mesh), 6.0, 1e-12);
 }

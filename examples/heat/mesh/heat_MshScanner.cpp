@@ -22,7 +22,7 @@ std::string_view Trimmed(std::string_view line) {
   return line;
 }
 
-// The conversions know no leading plus.
+// std::from_chars rejects a leading plus.
 std::string_view WithoutPlus(std::string_view token) {
   if (token.size() > 1 && token.front() == '+' && token[1] != '-') token.remove_prefix(1);
   return token;

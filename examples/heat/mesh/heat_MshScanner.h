@@ -1,6 +1,6 @@
 #pragma once
 
-#include "examples/heat/program/heat_Progress.h"
+#include "examples/heat/mesh/heat_ProgressCall.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,8 +9,8 @@
 
 // Walks over the text of a mesh file, line by line and number by number.
 //
-// Blank lines are passed over and counted. Nothing is copied: the text must outlive the scanner. Every
-// complaint is a heat_InputError with the file's name and the number of the line.
+// Blank lines are skipped but counted. Nothing is copied: the text must outlive the scanner. Every error is a
+// heat_InputError with the file's name and the line number.
 class heat_MshScanner {
  public:
   heat_MshScanner(std::string_view text, std::string file, heat_ProgressCall progress);
@@ -18,32 +18,33 @@ class heat_MshScanner {
   // Moves to the next line that is not blank. False at the end of the text.
   bool TryLine();
 
-  // Moves to the next line that is not blank; the end of the text is an error that names the section.
+  // Moves to the next line that is not blank. The end of the text is an error that names the section.
   void NextLine(char const* section);
 
-  // The current line without blanks at its ends.
+  // The current line, trimmed.
   std::string_view Line() const { return m_Line; }
   int LineNumber() const { return m_LineNumber; }
 
-  // Takes the next number of the current line. what names the number in the complaint. A real number must be
+  // Takes the next number of the current line. `what` names the number in errors. A real number must be
   // finite.
   std::int64_t Integer(char const* what);
   double Real(char const* what);
 
-  // A count or an index: an integer in the given range.
+  // Takes an integer in the given range, such as a count or an index.
   std::int64_t Integer(char const* what, std::int64_t low, std::int64_t high);
 
-  // A count of records that the rest of the text can hold if each takes at least bytesEach.
+  // Takes a count of records. It is an error if the rest of the text cannot hold that many of bytesEach
+  // bytes.
   std::size_t Count(char const* what, std::size_t bytesEach);
 
-  // Whether the current line has something left; and the claim that it has not.
+  // Whether anything is left on the current line; for EndLine that is an error.
   bool HasMore() const { return m_Token < m_Line.size(); }
   void EndLine() const;
 
   [[noreturn]] void Fail(std::string const& message) const;
   [[noreturn]] void FailAt(int line, std::string const& message) const;
 
-  // A piece of the text as a message may show it: quoted, shortened, without control characters.
+  // Part of the text in a form fit for a message: quoted, shortened, without control characters.
   static std::string Quoted(std::string_view piece);
 
  private:

@@ -3,7 +3,7 @@
 #include <array>
 #include <cmath>
 
-// A point or a vector in space, [m] unless said otherwise.
+// A point or vector in space, in [m] unless stated otherwise.
 using heat_Vector = std::array<double, 3>;
 
 inline heat_Vector heat_Minus(heat_Vector const& a, heat_Vector const& b) {

@@ -26,7 +26,7 @@ cls_FieldHandle ConditionsField() {
   return {7, "m_ConditionList"_cow};
 }
 
-// The handles of version 1, which held the first part of each chain.
+// The field handles of version 1, which held the first part of each chain.
 cls_FieldHandle FirstMaterialField() {
   return {4, "m_Materials"_cow};
 }
@@ -34,8 +34,8 @@ cls_FieldHandle FirstConditionField() {
   return {5, "m_Conditions"_cow};
 }
 
-// The parts of an analysis of any version. An analysis leads back to itself and can also be the base-class
-// part of another one, so no other constructor function than its own can build it of an old record.
+// The parts of an analysis of any version. A separate constructor function could not build an analysis from
+// an old record, because an analysis is part of a cycle and can also be the base-class part of another one.
 template <class Part>
 heat_PartList<Part> ReadParts(cls_ReadVisitor const& visitor, cls_FieldHandle const& list,
                               cls_FieldHandle const& firstOfChain) {

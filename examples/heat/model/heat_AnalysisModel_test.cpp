@@ -14,7 +14,7 @@
 
 namespace {
 
-// A material as it was written when each part had the next one.
+// A material as version 1 wrote it, when each part held the next one.
 struct ChainedMaterial {
   static constexpr unsigned int TypeId() { return heat_MaterialModel::TypeId(); }
 
@@ -34,7 +34,7 @@ struct ChainedMaterial {
   cls_Uid m_PartUid;
 };
 
-// An analysis of that time.
+// An analysis of that version.
 struct ChainedAnalysis {
   static constexpr unsigned int TypeId() { return heat_AnalysisModel::TypeId(); }
 
@@ -77,14 +77,14 @@ class HeatAnalysisModel : public StoreFileTest {
     return store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root);
   }
 
-  // Saves an analysis whose chain of materials begins with this one.
+  // Saves an analysis whose chain of materials starts with this one.
   void SaveChain(ChainedMaterial const* first) const {
     ChainedAnalysis analysis;
     analysis.m_First = first;
     sto_Store::Open(Path(), sto_Mode::Create, m_OldClasses).Save(heat_AnalysisModel::Root, analysis);
   }
 
-  // The names of the materials, in their order.
+  // The names of the materials, in order.
   static std::vector<std::string> Materials(heat_AnalysisModel const& analysis) {
     std::vector<std::string> names;
     for (auto const& material : analysis.ToProblem().materials) names.push_back(material.name);
@@ -106,7 +106,7 @@ std::vector<std::string> ConditionNames(heat_Problem const& problem) {
   return names;
 }
 
-// Three materials, and conditions of every kind; a mesh of one triangle.
+// A mesh of one triangle, three materials, and conditions of every kind.
 heat_Problem Problem() {
   heat_Problem problem;
   for (char const* const name : {"steel", "copper", "air"}) problem.materials.push_back({name, 50, 0.01});

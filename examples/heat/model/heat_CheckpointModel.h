@@ -3,8 +3,8 @@
 #include "examples/heat/model/heat_ModelPart.h"
 #include "persist/identity/cls_OwnUid.h"
 
-// How far a stored run is. It is saved anew at each checkpoint, in the transaction that makes the history up
-// to there durable, so the two always agree.
+// The progress of a stored run. It is saved again at each checkpoint, in the transaction that commits the
+// history up to that step, so the two always agree.
 class heat_CheckpointModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640031; }
@@ -14,9 +14,9 @@ class heat_CheckpointModel : public heat_ModelPart {
   void DBWrite(cls_WriteVisitor const& visitor) const override;
   static void Declare(cls_ClassRegistrar& registrar);
 
-  int Step() const { return m_Step; } // the last one whose field is there; 0 is the start
+  int Step() const { return m_Step; } // the last step in the history; 0 is the start
   void SetStep(int step) { m_Step = step; }
-  int StepCount() const { return m_StepCount; } // where the run ends
+  int StepCount() const { return m_StepCount; } // the last step of the whole run
   void SetStepCount(int stepCount) { m_StepCount = stepCount; }
 
  private:

@@ -32,7 +32,7 @@ cow_List<int> ToList(std::vector<heat_Edge> const& edges) {
   return list;
 }
 
-// What the plain conditions call their parts.
+// The names of the members in the plain conditions.
 cow_List<int> Where(heat_FixedTemperature const& condition) {
   return ToList(condition.nodes);
 }
@@ -104,7 +104,7 @@ std::vector<int> heat_ConditionModel::Indexes() const {
 std::vector<heat_Edge> heat_ConditionModel::Edges() const {
   std::vector<int> const nodes = Indexes();
   if (nodes.size() % 2 != 0)
-    throw heat_ModelError("condition " + std::string(Name().View()) + " has half an edge");
+    throw heat_ModelError("condition " + std::string(Name().View()) + " has an odd number of edge nodes");
   std::vector<heat_Edge> edges;
   for (std::size_t i = 0; i < nodes.size(); i += 2) edges.push_back({nodes[i], nodes[i + 1]});
   return edges;

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-// A stored boundary condition: where on a mesh it acts (zero-based indexes of nodes, edges as pairs of nodes,
-// or triangles), and two numbers whose meaning the derived class gives. The conditions of an analysis share
-// the mesh.
+// A stored boundary condition: the place on a mesh where it acts (zero-based indexes of nodes, edges as pairs
+// of nodes, or triangles), and two numbers whose meaning the derived class defines. The conditions of an
+// analysis share the mesh.
 class heat_ConditionModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640010; }
@@ -43,7 +43,7 @@ class heat_ConditionModel : public heat_ModelPart {
   cls_OwnUid m_Uid;
 };
 
-// The concrete conditions differ in class ID, in what `m_Where` names, and in what they add to a problem.
+// The concrete conditions differ in class ID, in the meaning of `m_Where`, and in what they add to a problem.
 template <class Condition, unsigned int Id> class heat_ConditionOf : public heat_ConditionModel {
  public:
   static constexpr unsigned int TypeId() { return Id; }

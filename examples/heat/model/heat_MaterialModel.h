@@ -4,8 +4,8 @@
 #include "examples/heat/physics/heat_Problem.h"
 #include "persist/identity/cls_OwnUid.h"
 
-// A stored material. Parts of a mesh share it. Version 2 of the class has what heats up slowly or fast:
-// density and specific heat.
+// A stored material. Parts of a mesh can share it. Version 2 of the class adds density and specific heat,
+// which transient runs need.
 class heat_MaterialModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640003; }
@@ -22,6 +22,6 @@ class heat_MaterialModel : public heat_ModelPart {
   double m_Thickness;    // [m]
   double m_HeatSource;   // [W/m^3]
   double m_Density;      // [kg/m^3], 0 in stores of version 1
-  double m_SpecificHeat; // [J/(kg K)], the same
+  double m_SpecificHeat; // [J/(kg K)], 0 in stores of version 1
   cls_OwnUid m_Uid;
 };

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The handles under which the mesh stands in a store.
+// The field handles of the mesh.
 cls_FieldHandle CoordinatesField() {
   return {0, "m_Coordinates"_cow};
 }

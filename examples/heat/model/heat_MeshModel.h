@@ -18,7 +18,7 @@ class heat_MeshModel : public heat_ModelPart {
 
   int NodeCount() const { return m_NodeTags.Count(); }
 
-  // The mesh as plain data. Throws heat_ModelError when the stored lists do not fit together.
+  // The mesh as plain data. Throws heat_ModelError if the stored lists contradict each other.
   heat_MeshData ToData() const;
 
  private:

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-// A stored analysis whose parts do not fit together; what() is one line for a person.
+// A stored analysis whose parts contradict each other; what() is one line for the user.
 class heat_ModelError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

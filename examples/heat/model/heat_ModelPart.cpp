@@ -4,7 +4,7 @@
 
 namespace {
 
-// The number 1 was m_Next. Numbers are not used again.
+// The number 1 was m_Next. Numbers are never reused.
 cls_FieldHandle NameField() {
   return {0, "m_Name"_cow};
 }

@@ -7,8 +7,8 @@
 
 #include <utility>
 
-// What everything in a stored analysis is: a named object with an identity. The base-class part of all
-// others. Version 1 also had the next part of a chain; see heat_OldChain.
+// The base class of all objects in a stored analysis: a named object with an identity. Version 1 also held
+// the next part of a chain; see heat_OldChain.
 class heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640001; }
@@ -23,7 +23,7 @@ class heat_ModelPart {
 
   cow_String const& Name() const { return m_Name; }
 
-  // Declares the class's metadata; so does the operation of each derived class.
+  // Declares the class's metadata. Each derived class has such an operation too.
   static void Declare(cls_ClassRegistrar& registrar);
 
  private:
@@ -31,7 +31,7 @@ class heat_ModelPart {
   cls_OwnUid m_Uid;
 };
 
-// Writes an object that a field of the visitor's object holds; nothing for a null pointer.
+// Writes the object that a field holds; writes nothing for a null pointer.
 template <class T>
 void heat_WriteField(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const* object) {
   if (object != nullptr) object->DBWrite(cls_WriteVisitor(visitor, field, nullptr, object));

@@ -4,17 +4,17 @@
 
 namespace {
 
-// The handle of version 1 of heat_ModelPart.
+// The field handle of version 1 of heat_ModelPart.
 cls_FieldHandle NextField() {
   return {1, "m_Next"_cow};
 }
 
-constexpr unsigned int NoClass = 1; // of a part that is not there
+constexpr unsigned int NoClass = 1; // class ID of an absent part
 
 } // namespace
 
 bool heat_OldChain::MoveToNext(std::deque<cls_ReadVisitor>& places) {
-  // Copying a visitor moves down to the base-class part.
+  // Copying a visitor moves it to the base-class part.
   while (places.back().Memento()->ClassId() != heat_ModelPart::TypeId()) {
     if (places.back().Memento()->ClassId() == NoClass) return false;
     places.emplace_back(places.back());

@@ -1,5 +1,5 @@
-// Lets the program work on stores that it wrote when materials and conditions were chains. The golden stores
-// stay as they are; every test works on a copy.
+// Runs the program on stores that it wrote when materials and conditions were chains. The golden stores never
+// change; every test works on a copy.
 
 #include <gtest/gtest.h>
 
@@ -31,7 +31,7 @@ class HeatOldStores : public HeatProgramTest {
     return outcome.out;
   }
 
-  // The table of a history, which begins behind an empty line.
+  // The table of a history, which starts after an empty line.
   std::string Table(std::string const& store) const {
     std::string const history = Done("history " + store);
     std::size_t const start = history.find("\n\n");
@@ -71,7 +71,7 @@ TEST_F(HeatOldStores, NewStoresHaveLists) {
   EXPECT_EQ(Attributes(store, "heat_AnalysisModel", 2), ListedAnalysis);
 }
 
-// A condition or a material too few, and the stored temperatures do not solve the problem.
+// With a condition or a material missing, the stored temperatures would not solve the problem.
 TEST_F(HeatOldStores, ReportsASteadyAnalysis) {
   std::string const store = Golden("steady", "old.kvs");
   StoreBytes const before = FileBytes(store);

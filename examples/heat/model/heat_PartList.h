@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-// Parts of a stored analysis in their order, as a list of objects in a field of their owner. The list has an
-// identity of its own, so that saving the owner again replaces it.
+// Parts of a stored analysis as a list of objects in a field of their owner, in order. The list has its own
+// identity, so saving the owner again replaces it.
 template <class Part> class heat_PartList {
  public:
   using Parts = std::vector<std::shared_ptr<Part>>;
@@ -21,7 +21,7 @@ template <class Part> class heat_PartList {
   heat_PartList() = default;
   explicit heat_PartList(Parts parts) : m_Parts(std::move(parts)) {}
 
-  // The list that a field holds. heat_ModelError for an element that is not there.
+  // The list that a field holds. Throws heat_ModelError if an element is absent.
   heat_PartList(cls_ReadVisitor const& owner, cls_FieldHandle const& field) {
     cls_ReadVisitor const list(owner, field);
     m_Uid = list.GetUid();
@@ -30,7 +30,7 @@ template <class Part> class heat_PartList {
       m_Parts.push_back(sto_ConstructShared<Part>(cls_ReadVisitor(elements->Next())));
       if (m_Parts.back() == nullptr)
         throw heat_ModelError("element " + std::to_string(m_Parts.size() - 1) + " of " +
-                              std::string(field.Name().View()) + " is not there");
+                              std::string(field.Name().View()) + " is missing");
     }
   }
 
@@ -47,7 +47,7 @@ template <class Part> class heat_PartList {
   Parts const& All() const { return m_Parts; }
 
  private:
-  // What a back end returns is deleted unless the back end keeps it.
+  // The caller deletes what a back end returns, unless the back end keeps it.
   struct Drop {
     template <class T> void operator()(T* made) const {
       if (made->NeedsDeletion()) delete made;

@@ -9,7 +9,7 @@
 
 class heat_AnalysisModel;
 
-// A stored solution: one temperature for each node of the mesh, in degrees Celsius.
+// A stored solution: one temperature per node of the mesh, in degrees Celsius.
 class heat_SolutionModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640004; }
@@ -25,7 +25,7 @@ class heat_SolutionModel : public heat_ModelPart {
   double Residual() const { return m_Residual; }
   double SolveSeconds() const { return m_SolveSeconds; }
 
-  // The analysis that this is the solution of; null when it is gone.
+  // The analysis that this solution belongs to; null if it no longer exists.
   std::shared_ptr<heat_AnalysisModel> Analysis() const { return m_Analysis.lock(); }
   std::shared_ptr<heat_MeshModel> const& Mesh() const { return m_Mesh; }
 

@@ -54,8 +54,8 @@ heat_TransientModel::heat_TransientModel(cls_ReadVisitor const& visitor)
       m_History(cls_ReadVisitor(visitor, HistoryField())), m_Uid(visitor.GetUid()) {}
 
 heat_TransientModel::~heat_TransientModel() {
-  // An array leaves its blocks to whoever else may hold them; here there is nobody. Nothing is written now:
-  // what a transaction has not committed is gone with it.
+  // An array keeps its blocks for others that may share them. Here there are none, so drop the blocks.
+  // Nothing is written: what a transaction has not committed is discarded with it.
   m_History.Release();
   m_History.DropBlocks();
 }
@@ -76,7 +76,7 @@ void heat_TransientModel::Check() const {
   auto const fields = static_cast<std::int64_t>(Step()) + 1;
   if (Step() < 0 || Step() > StepCount() || NodeCount() < 1 || fields * NodeCount() != m_History.Size())
     throw heat_ModelError("the history has " + std::to_string(m_History.Size()) + " temperatures, but " +
-                          std::to_string(NodeCount()) + " nodes have come to step " + std::to_string(Step()) +
+                          std::to_string(NodeCount()) + " nodes have reached step " + std::to_string(Step()) +
                           " of " + std::to_string(StepCount()));
 }
 

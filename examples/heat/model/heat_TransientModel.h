@@ -11,32 +11,31 @@
 
 class sto_Store;
 
-// How a transient run goes on.
+// How a transient run proceeds.
 struct heat_TransientPlan {
-  int stepCount = 0;   // steps in all
+  int stepCount = 0;   // total number of steps
   double timeStep = 0; // [s]
-  int interval = 0;    // steps from one checkpoint to the next
+  int interval = 0;    // steps between checkpoints
 };
 
-// A stored transient analysis: mesh, materials and conditions as a steady one has them, and the temperature
-// of every node at every step, in degrees Celsius. The history is one bulk array, of which a single block is
-// in memory: element step * nodes + node, where step 0 is the start.
+// A stored transient analysis: mesh, materials and conditions as in a steady one, and the temperature of
+// every node at every step, in degrees Celsius. The history is a bulk array that keeps a single block in
+// memory. Its element step * nodes + node is the temperature of a node at a step; step 0 is the start.
 //
-// Fields are appended within an open sto_Transaction; SaveCheckpoint and its Commit make them durable. The
-// transaction must end before the object does.
+// Fields are appended within an open sto_Transaction; SaveCheckpoint and Commit make them durable. The
+// transaction must end before the object is destroyed.
 class heat_TransientModel : public heat_AnalysisModel {
  public:
   static constexpr unsigned int TypeId() { return 0x640030; }
 
-  // The names under which a transient analysis and its checkpoint stand in a store.
+  // The root names of a transient analysis and of its checkpoint.
   static constexpr char Root[] = "analysis/transient-heat";
   static constexpr char CheckpointRoot[] = "analysis/transient-heat/checkpoint";
 
-  // Declares what heat_AnalysisModel::DeclareClasses does not.
+  // Declares the classes that heat_AnalysisModel::DeclareClasses does not declare.
   static void DeclareClasses(cls_ClassRegistrar& registrar);
 
-  // A run that is at step 0 with the field to start from. heat_ModelError for more steps than a history can
-  // hold.
+  // A run at step 0 with its initial field. Throws heat_ModelError for more steps than a history can hold.
   heat_TransientModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,
                       heat_Problem const& problem, heat_TransientPlan const& plan,
                       std::vector<double> const& start);
@@ -44,27 +43,28 @@ class heat_TransientModel : public heat_AnalysisModel {
   ~heat_TransientModel() override;
   void DBWrite(cls_WriteVisitor const& visitor) const override;
 
-  // Throws heat_ModelError unless plan, checkpoint, mesh and history fit together.
+  // Throws heat_ModelError if plan, checkpoint, mesh or history contradict each other.
   void Check() const;
 
-  int Step() const { return m_Checkpoint->Step(); } // reached
+  int Step() const { return m_Checkpoint->Step(); } // the last one computed
   int StepCount() const { return m_Checkpoint->StepCount(); }
   double TimeStep() const { return m_TimeStep; }
   int Interval() const { return m_Interval; }
   int NodeCount() const { return Mesh().NodeCount(); }
 
-  // Another end for the run; stored with the next checkpoint. heat_ModelError as the constructor.
+  // Changes the last step of the run; stored with the next checkpoint. Throws heat_ModelError as the
+  // constructor does.
   void SetStepCount(int stepCount);
 
-  // The temperature of each node at a step, of one node at a step, and the plain array.
+  // The temperatures of all nodes at a step, of one node at a step, and the whole history.
   std::vector<double> Field(int step) const;
   double Temperature(int step, int node) const { return m_History.ConstGet(step * NodeCount() + node); }
   cls_ArrayPrim<double> const& History() const { return m_History; }
 
-  // Takes the run one step further.
+  // Appends the field of the next step.
   void AppendField(std::vector<double> const& field);
 
-  // Saves the step reached, beside the history, in the open transaction.
+  // Saves the current step in the open transaction, together with the history.
   void SaveCheckpoint(sto_Store& store) const;
 
  private:

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Tells which nodes lie in the base or the top.
+// Marks the nodes in the base or at the top.
 class Levels {
  public:
   explicit Levels(heat_MeshData const& mesh) : m_Mesh(mesh), m_Up(heat_IsFlat(mesh) ? 1 : 2) {

@@ -1,7 +1,7 @@
 #include "examples/heat/mesh/heat_MshReader.h"
+#include "examples/heat/mesh/heat_TestFiles.h"
 #include "examples/heat/physics/heat_BuildCase.h"
 #include "examples/heat/physics/heat_Solver.h"
-#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ double Most(heat_Solution const& solution) {
   return *std::max_element(solution.temperature.begin(), solution.temperature.end());
 }
 
-// Two triangles that stand on a point.
+// Two triangles that rest on a point.
 heat_MeshData Kite() {
   heat_MeshData mesh;
   mesh.nodes = {{0, 0, 0}, {1, 1, 0}, {0, 2, 0}, {-1, 1, 0}};

@@ -11,7 +11,7 @@ std::size_t At(int index) {
   return static_cast<std::size_t>(index);
 }
 
-// Collects the matrix K and the right-hand side f of all nodes, fixed or not.
+// Collects the matrix K and the right-hand side f for all nodes, fixed or free.
 class Assembly {
  public:
   Assembly(heat_MeshData const& mesh, heat_Problem const& problem, heat_EdgeAreas const& areas)
@@ -61,7 +61,7 @@ class Assembly {
     }
   }
 
-  // share is the integral of the product of the shape functions of two different nodes.
+  // share is the integral of the product of two different nodes' shape functions.
   template <std::size_t Corners>
   void AddConvection(std::array<int, Corners> const& nodes, double share, double film, double ambient) {
     for (std::size_t i = 0; i < Corners; ++i) {

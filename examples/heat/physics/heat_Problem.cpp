@@ -143,7 +143,7 @@ void CheckFaceConditions(heat_MeshData const& mesh, heat_Problem const& problem)
   }
 }
 
-// The connected parts of a mesh, as a forest whose roots stand for the parts.
+// The connected parts of a mesh, as a forest with one root per part.
 class Parts {
  public:
   explicit Parts(heat_MeshData const& mesh) : m_Parent(mesh.nodes.size()) {
@@ -169,7 +169,7 @@ class Parts {
   std::vector<std::size_t> m_Parent;
 };
 
-// Without a fixed temperature or convection only differences of temperature are determined.
+// Without a fixed temperature or convection, only temperature differences are determined.
 void CheckIsDetermined(heat_MeshData const& mesh, heat_Problem const& problem) {
   Parts parts(mesh);
   std::vector<bool> determined(mesh.nodes.size(), false);

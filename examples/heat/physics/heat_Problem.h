@@ -6,28 +6,28 @@
 #include <string>
 #include <vector>
 
-// What a heat conduction analysis needs besides the mesh. Everything is in SI units; temperatures are
-// all in K or all in degrees Celsius, since only their differences matter. Indexes are zero-based and refer
-// to the mesh's nodes and triangles. Names are for people and for messages.
+// All input of a heat conduction analysis except the mesh, in SI units. Temperatures are all in K or all in
+// degrees Celsius, since only their differences matter. Indexes are zero-based indexes of the mesh's nodes
+// and triangles. Names are for users and messages.
 
-// Of what, and how thick, a part of the mesh is.
+// The material and thickness of a part of the mesh.
 struct heat_Material {
   std::string name;
   double conductivity = 0; // [W/(m K)], positive
   double thickness = 0;    // [m], positive
-  double heatSource = 0;   // heat set free inside [W/m^3], negative for a sink
-  double density = 0;      // [kg/m^3]; only what changes with time needs this and the next
+  double heatSource = 0;   // heat generated inside [W/m^3], negative for a sink
+  double density = 0;      // [kg/m^3]; transient runs need this and the next
   double specificHeat = 0; // [J/(kg K)]
 };
 
-// Nodes that are held at a temperature.
+// Nodes held at a fixed temperature.
 struct heat_FixedTemperature {
   std::string name;
   std::vector<int> nodes;
   double temperature = 0; // [K] or [deg C]
 };
 
-// Heat exchange with a fluid across boundary edges, whose area is their length times the thickness.
+// Convection across boundary edges, whose area is their length times the thickness.
 struct heat_EdgeConvection {
   std::string name;
   std::vector<heat_Edge> edges;
@@ -35,8 +35,8 @@ struct heat_EdgeConvection {
   double ambient = 0; // [K] or [deg C]
 };
 
-// Heat exchange with a fluid across one side of triangles. For both sides of a plate there are two of these,
-// or one with the sum of the film coefficients.
+// Convection across one side of triangles. For both sides of a plate, use two of these, or one with the sum
+// of the film coefficients.
 struct heat_FaceConvection {
   std::string name;
   std::vector<int> triangles;
@@ -53,22 +53,22 @@ struct heat_EdgeFlux {
 
 struct heat_Problem {
   std::vector<heat_Material> materials;
-  std::vector<int> materialOf; // an index into materials for each triangle; empty: all are of the first
+  std::vector<int> materialOf; // for each triangle, an index into materials; empty: all 0
   std::vector<heat_FixedTemperature> fixedTemperatures;
   std::vector<heat_EdgeConvection> edgeConvections;
   std::vector<heat_FaceConvection> faceConvections;
   std::vector<heat_EdgeFlux> edgeFluxes;
 };
 
-// A problem that has no solution, or data that cannot be: what() is one line for a person.
+// A problem that has no solution, or invalid data; what() is one line for the user.
 class heat_ProblemError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
 // Throws heat_ProblemError unless mesh and problem fit together and the problem has exactly one solution:
-// indexes are in range, edges are boundary edges, each named once per condition; every number is finite and
-// possible (no temperature below absolute zero in degrees Celsius); a node is not held at two temperatures;
-// every node belongs to a triangle, and every connected part of the mesh has a fixed temperature or a
-// convection with a film coefficient above zero.
+// indexes are in range; edges are boundary edges, each named once per condition; every number is finite and
+// physically possible (no temperature below absolute zero in degrees Celsius); no node is held at two
+// temperatures; every node belongs to a triangle; and every connected part of the mesh has a fixed
+// temperature or a convection with a film coefficient above zero.
 void heat_CheckProblem(heat_MeshData const& mesh, heat_Problem const& problem);

@@ -31,7 +31,7 @@ Setup Sound() {
 }
 
 struct Case {
-  std::string has; // a part of the complaint
+  std::string has; // part of the error text
   std::function<void(Setup&)> damage;
 };
 

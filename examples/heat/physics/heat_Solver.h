@@ -1,8 +1,8 @@
 #pragma once
 
 #include "examples/heat/mesh/heat_MeshData.h"
+#include "examples/heat/mesh/heat_ProgressCall.h"
 #include "examples/heat/physics/heat_Problem.h"
-#include "examples/heat/program/heat_Progress.h"
 
 #include <memory>
 #include <vector>
@@ -11,12 +11,12 @@
 struct heat_Solution {
   std::vector<double> temperature; // of each node [K] or [deg C]
   std::vector<heat_Vector> flux;   // of each triangle, constant in it [W/m^2]
-  std::vector<double> fixedHeat;   // what each fixed temperature puts into the body [W]
-  double appliedHeat = 0;          // what sources and given flows put into the body [W]
-  double convectedHeat = 0;        // what leaves the body by convection [W]
-  double residual = 0;             // as heat_Solver::Residual computes it
+  std::vector<double> fixedHeat;   // heat that each fixed temperature supplies to the body [W]
+  double appliedHeat = 0;          // heat that sources and given flows supply to the body [W]
+  double convectedHeat = 0;        // heat that leaves the body by convection [W]
+  double residual = 0;             // see heat_Solver::Residual
 
-  // What enters less what leaves [W]: zero but for rounding.
+  // Heat supplied minus heat lost [W]: zero except for rounding.
   double Imbalance() const;
 };
 
@@ -30,10 +30,11 @@ struct heat_Solution {
 // definite; it is factored by a sparse Cholesky decomposition, and the solution gets one step of iterative
 // refinement.
 //
-// The computation is sequential and in a fixed order: the same input gives the same bits.
+// The computation is sequential and in a fixed order, so the same input gives the same bits.
 class heat_Solver {
  public:
-  // Checks (see heat_CheckProblem) and assembles. Keeps references: both must outlive the solver unchanged.
+  // Checks the problem (see heat_CheckProblem) and assembles. Keeps references: both must outlive the solver
+  // and stay unchanged.
   heat_Solver(heat_MeshData const& mesh, heat_Problem const& problem);
   heat_Solver(heat_Solver const&) = delete;
   heat_Solver& operator=(heat_Solver const&) = delete;
@@ -42,11 +43,11 @@ class heat_Solver {
   // Throws heat_ProblemError if the matrix cannot be factored.
   heat_Solution Solve(heat_ProgressCall const& progress = {}) const;
 
-  // How well a temperature field, one value per node, satisfies the equations K T = f: the largest |K T - f|
-  // of a free node divided by the largest sum of the absolute values of the terms, or the largest relative
-  // deviation from a fixed temperature if that is more. About 1e-15 for a solution, of the order of an
-  // error's share in the temperature otherwise; infinite if a value is not finite. Throws heat_ProblemError
-  // if the number of values is wrong.
+  // How well a temperature field, one value per node, satisfies K T = f: the largest |K T - f| of a free node
+  // divided by the largest sum of absolute values of its terms, or the largest relative deviation from a
+  // fixed temperature if that is larger. About 1e-15 for a solution; for a wrong field, about the relative
+  // error of the temperatures; infinite if a value is not finite. Throws heat_ProblemError if the number of
+  // values is wrong.
   double Residual(std::vector<double> const& temperature) const;
 
  private:

@@ -1,6 +1,6 @@
 #include "examples/heat/mesh/heat_MshReader.h"
+#include "examples/heat/mesh/heat_TestFiles.h"
 #include "examples/heat/physics/heat_Solver.h"
-#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ namespace {
 
 using Mapping = std::function<heat_Vector(double, double)>;
 
-// The unit square, divided into columns x rows rectangles of two triangles each, mapped into space.
+// The unit square, divided into columns x rows rectangles of two triangles each and mapped into space.
 heat_MeshData Grid(int columns, int rows, Mapping const& map) {
   heat_MeshData mesh;
   for (int j = 0; j <= rows; ++j) {
@@ -87,7 +87,7 @@ double LargestError(heat_MeshData const& mesh, heat_Solution const& solution,
   return worst;
 }
 
-// One fixed temperature per boundary node, taken from a field.
+// One fixed temperature per boundary node, with values from a field.
 void HoldBoundary(heat_MeshData const& mesh, std::function<double(heat_Vector const&)> const& field,
                   heat_Problem& problem) {
   std::set<int> nodes;
@@ -153,7 +153,7 @@ TEST(heat_Solver, ALinearFieldIsExactOnTheBracket) {
 
 TEST(heat_Solver, ALinearFieldIsExactOnATiltedPlate) {
   heat_Vector const u{0.6, 0, 0.8};
-  heat_Vector const v{0.64, 0.6, -0.48}; // both of length one and at right angles
+  heat_Vector const v{0.64, 0.6, -0.48}; // unit vectors at right angles
   auto const mesh = Grid(7, 5, [&](double x, double y) {
     double const bentX = x + 0.05 * std::sin(7 * y) * x * (1 - x);
     return heat_Vector{bentX * u[0] + y * v[0], bentX * u[1] + y * v[1], bentX * u[2] + y * v[2]};
@@ -191,7 +191,7 @@ TEST(heat_Solver, ConvectionAtTheEndOfARodIsExact) {
   problem.edgeConvections.push_back(
       {"right", EdgesWhere(mesh, [](auto const& p) { return p[0] == 0.5; }), 12, 20});
   auto const solution = Solved(mesh, problem);
-  double const flux = 60 / (0.5 / 3 + 1 / 12.0); // two resistances in a row
+  double const flux = 60 / (0.5 / 3 + 1 / 12.0); // two resistances in series
   EXPECT_LT(LargestError(mesh, solution, [=](auto const& p) { return 80 - flux / 3 * p[0]; }), 1e-11);
   EXPECT_NEAR(solution.convectedHeat, flux * 0.2 * 0.01, 1e-12);
   EXPECT_NEAR(solution.fixedHeat[0], solution.convectedHeat, 1e-12);

@@ -6,33 +6,33 @@
 #include <memory>
 #include <vector>
 
-// Transient heat conduction, rho c dT/dt = div(k grad T) + q, on the triangles and with the conditions of
-// heat_Solver, which do not change with time.
+// Transient heat conduction, rho c dT/dt = div(k grad T) + q, with the triangles and conditions of
+// heat_Solver. The conditions are constant in time.
 //
-// Steps of equal length by the implicit Euler method: stable for any length, an error of first order in it.
-// The capacity is lumped at the nodes, so that the neighbours of a suddenly heated node are not cooled by it
-// in the first short steps. The matrix C/dt + K is factored once. A step solves for the change of the field,
-// (C/dt + K) dT = f - K T, whose right-hand side vanishes at the steady solution: rounding does not keep the
-// field away from it.
+// The implicit Euler method with steps of equal length: stable for any length, with a first-order error. The
+// capacity is lumped at the nodes; otherwise the first short steps would cool the neighbours of a suddenly
+// heated node. The matrix C/dt + K is factored once. A step solves for the change of the field, (C/dt + K) dT
+// = f - K T. Its right-hand side vanishes at the steady solution, so rounding does not stop the field short
+// of it.
 //
-// A step depends on nothing but the field it starts from, and computes in a fixed order: a run that is
-// continued from a stored field takes the same bits as one that was never interrupted.
+// A step depends only on the field it starts from and computes in a fixed order: continuing a run from a
+// stored field gives the same bits as a run without interruption.
 //
-// Memory: the matrices and a few fields, however many steps there are. One thread.
+// Memory: the matrices and a few fields, independent of the number of steps. One thread.
 class heat_TransientSolver {
  public:
-  // Checks, assembles and factors; timeStep in seconds. Needs mesh and problem no more afterwards.
-  // heat_ProblemError for what heat_CheckProblem refuses, a material without density or specific heat, or a
-  // time step that is not above zero.
+  // Checks, assembles and factors; timeStep in seconds. Mesh and problem are not needed afterwards. Throws
+  // heat_ProblemError for problems that heat_CheckProblem refuses, for a material without density or specific
+  // heat, and for a time step that is not above zero.
   heat_TransientSolver(heat_MeshData const& mesh, heat_Problem const& problem, double timeStep);
   heat_TransientSolver(heat_TransientSolver const&) = delete;
   heat_TransientSolver& operator=(heat_TransientSolver const&) = delete;
   ~heat_TransientSolver();
 
-  // A field of one temperature, but for the nodes that are held at theirs.
+  // A field of uniform temperature, except for nodes held at their own.
   std::vector<double> StartField(double temperature) const;
 
-  // Takes a field, one value for each node, one time step further. Fixed nodes get their temperatures.
+  // Advances a field, one value per node, by one time step. Fixed nodes are set to their temperatures. Throws
   // heat_ProblemError if the number of values is wrong.
   void Step(std::vector<double>& temperature) const;
 

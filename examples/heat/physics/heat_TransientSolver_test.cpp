@@ -1,8 +1,8 @@
 #include "examples/heat/mesh/heat_MshReader.h"
+#include "examples/heat/mesh/heat_TestFiles.h"
 #include "examples/heat/physics/heat_BuildCase.h"
 #include "examples/heat/physics/heat_Solver.h"
 #include "examples/heat/physics/heat_TransientSolver.h"
-#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ namespace {
 
 constexpr double conductivity = 40, thickness = 0.01, density = 8000, specificHeat = 500;
 constexpr double alpha = conductivity / (density * specificHeat);
-constexpr double length = 0.2; // of strips
+constexpr double length = 0.2; // of the strips
 
 // A rectangle of columns x 2 cells of two triangles each.
 heat_MeshData Strip(int columns) {
@@ -64,7 +64,7 @@ std::vector<double> Mode(heat_MeshData const& mesh) {
   return field;
 }
 
-// How fast the mode decays on a grid of cells of this size; in the limit alpha (pi / length)^2 [1/s].
+// The decay rate of the mode on a grid with cells of this size; in the limit alpha (pi / length)^2 [1/s].
 double ModeRate(double cell) {
   return 2 * alpha / (cell * cell) * (1 - std::cos(std::numbers::pi * cell / length));
 }
@@ -75,7 +75,7 @@ double LargestDifference(std::vector<double> const& a, std::vector<double> const
   return largest;
 }
 
-// How far the crest of the mode is from where decay at a rate [1/s] would have brought it.
+// The difference between the crest of the mode and its value after decay at the given rate [1/s].
 double ModeError(int columns, double time, int steps, double rate) {
   auto const mesh = Strip(columns);
   heat_TransientSolver const solver(mesh, HeldAtBothEnds(mesh), time / steps);
@@ -113,8 +113,8 @@ TEST(heat_TransientSolver, AnEigenmodeDecaysByTheSameFactorInEachStep) {
 
 TEST(heat_TransientSolver, TheErrorIsOfFirstOrderInTheTimeStep) {
   int const columns = 20;
-  double const time = 200;                        // the mode has lost about two fifths
-  double const rate = ModeRate(length / columns); // what the mesh does is in both
+  double const time = 200;                        // the mode has lost about two fifths by then
+  double const rate = ModeRate(length / columns); // both include the error of the mesh
   double const fine = ModeError(columns, time, 800, rate);
   EXPECT_NEAR(ModeError(columns, time, 400, rate) / fine, 2, 0.01);
   EXPECT_NEAR(ModeError(columns, time, 200, rate) / fine, 4, 0.02);
@@ -123,7 +123,7 @@ TEST(heat_TransientSolver, TheErrorIsOfFirstOrderInTheTimeStep) {
 }
 
 TEST(heat_TransientSolver, TheErrorIsOfSecondOrderInTheMeshSize) {
-  // The steps are short enough to leave only what the mesh does.
+  // The steps are so short that only the error of the mesh remains.
   double const rate = alpha * std::pow(std::numbers::pi / length, 2);
   double const fine = ModeError(16, 200, 40000, rate);
   EXPECT_NEAR(ModeError(8, 200, 40000, rate) / fine, 4, 0.15);
@@ -149,7 +149,7 @@ TEST(heat_TransientSolver, APlateInAirCoolsAsALump) {
 }
 
 TEST(heat_TransientSolver, WhatAnInsulatedStepStoresIsWhatTheSourcePutsIn) {
-  // With next to no convection the whole body warms up by q t / (rho c).
+  // With almost no convection the whole body warms up by q t / (rho c).
   auto const mesh = Strip(6);
   auto problem = Steel();
   problem.materials[0].heatSource = 1e5;
@@ -231,7 +231,7 @@ TEST(heat_TransientSolver, AProblemWithAllNodesHeldStaysThere) {
   EXPECT_EQ(field, std::vector<double>(mesh.nodes.size(), 70));
 }
 
-TEST(heat_TransientSolver, RefusesWhatHasNoCapacityAndStepsThatAreNone) {
+TEST(heat_TransientSolver, RefusesMaterialsWithoutCapacityAndInvalidTimeSteps) {
   auto const mesh = Strip(2);
   auto const good = HeldAtBothEnds(mesh);
   EXPECT_EQ(MessageOf(mesh, good, 1), "nothing is wrong");

@@ -10,17 +10,17 @@ namespace {
 constexpr std::size_t tableSize = 65;
 constexpr double degree = 3.14159265358979323846 / 180;
 
-// The map's course: lightness, hue in degrees, most chroma.
+// The range of the map: lightness, hue in degrees, maximum chroma.
 constexpr double darkest = 0.20, lightest = 0.96;
 constexpr double firstHue = 285, lastHue = 465;
 constexpr double mostChroma = 0.19;
 
-// From light as it adds up to the values that sRGB stores.
+// From linear light to the values that sRGB stores.
 double Stored(double linear) {
   return linear <= 0.0031308 ? 12.92 * linear : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
 }
 
-// From OKLab to linear sRGB; parts outside 0 to 1 cannot be shown.
+// From OKLab to linear sRGB; components outside 0 to 1 cannot be displayed.
 heat_Colour Linear(double lightness, double a, double b) {
   auto const cube = [](double x) { return x * x * x; };
   double const l = cube(lightness + 0.3963377774 * a + 0.2158037573 * b);

@@ -2,20 +2,20 @@
 
 #include <string>
 
-// A colour in the space sRGB, each part from 0 to 1.
+// A colour in sRGB; components from 0 to 1.
 struct heat_Colour {
   double red = 0;
   double green = 0;
   double blue = 0;
 };
 
-// The colour for a share from 0 (cold: dark violet) to 1 (hot: light yellow); other values are taken into
-// that range. Equal steps of the share look like equal steps of lightness: the map runs straight up in the
-// lightness of the perceptual space OKLab while its hue turns from violet through red to yellow, with as much
-// chroma as sRGB can show up to a limit. It therefore also reads well in grey and for the colour-blind.
+// The colour for a share from 0 (cold: dark violet) to 1 (hot: light yellow); other values are clamped.
+// Lightness in the perceptual space OKLab grows linearly with the share, so equal steps look equal, while the
+// hue turns from violet through red to yellow. Chroma is as high as sRGB can show, up to a limit. The map
+// also reads well in grey and for colour-blind people.
 heat_Colour heat_ColourOf(double share);
 
-// The same colour with less light: factor 1 leaves it as it is, 0 is black.
+// The colour with less light: factor 1 leaves it unchanged, 0 is black.
 heat_Colour heat_Shaded(heat_Colour const& colour, double factor);
 
 // "#rrggbb"

@@ -12,7 +12,7 @@ heat_PlanePoint Between(heat_PlanePoint const& a, heat_PlanePoint const& b, doub
   return {a[0] + share * (b[0] - a[0]), a[1] + share * (b[1] - a[1])};
 }
 
-// Keeps the part of a convex polygon in which sign * (value - level) is not negative.
+// Clips a convex polygon to where sign * (value - level) is not negative.
 void Clip(std::vector<std::pair<heat_PlanePoint, double>>& polygon, double level, double sign) {
   std::vector<std::pair<heat_PlanePoint, double>> kept;
   for (std::size_t i = 0; i < polygon.size(); ++i) {
@@ -51,7 +51,7 @@ heat_PlanePoint heat_Contours::PointOf(Key key, double level) const {
   return Between(m_Points[a], m_Points[b], (level - m_Values[a]) / (m_Values[b] - m_Values[a]));
 }
 
-// A counter-clockwise walk around the inner part leaves it at one cut and comes back at another.
+// A counter-clockwise walk around the inner part leaves it at one cut and returns at another.
 void heat_Contours::AddCut(std::array<int, 3> const& triangle, double level,
                            std::vector<Segment>& segments) const {
   Segment segment{};
@@ -73,7 +73,7 @@ void heat_Contours::AddSide(int from, int to, double level, std::vector<Segment>
   segments.push_back({first ? KeyOf(from, from) : KeyOf(from, to), last ? KeyOf(to, to) : KeyOf(from, to)});
 }
 
-// Strings segments together where one ends and the next begins, open courses first, then closed ones.
+// Joins segments where one ends and another begins: open courses first, then closed ones.
 std::vector<heat_Course> heat_Contours::Chained(std::vector<Segment> segments, double level) const {
   std::sort(segments.begin(), segments.end(), [](Segment const& a, Segment const& b) {
     return std::pair(a.from, a.to) < std::pair(b.from, b.to);

@@ -7,26 +7,26 @@
 // A point of a plane.
 using heat_PlanePoint = std::array<double, 2>;
 
-// A course in a plane through points.
+// A polyline in a plane.
 using heat_Course = std::vector<heat_PlanePoint>;
 
-// Iso-lines of a field that is linear in each triangle of a plane mesh: exact but for rounding, without gaps
-// between neighbours.
+// Iso-lines of a field that is linear in each triangle of a plane mesh: exact except for rounding, without
+// gaps between neighbours.
 class heat_Contours {
  public:
-  // The triangles' indexes must be valid; their sense of rotation does not matter.
+  // The triangles' indexes must be valid; their orientation does not matter.
   heat_Contours(std::vector<heat_PlanePoint> points, std::vector<double> values,
                 std::vector<std::array<int, 3>> triangles);
 
-  // The outlines of the region in which the field is not below the level, each closed without repeating its
-  // first point, with the region to the left. Holes are outlines too. Minus infinity gives the whole mesh.
+  // The outlines of the region where the field is at or above the level. Each is closed without repeating its
+  // first point and has the region on its left. Holes are outlines too. Minus infinity gives the whole mesh.
   std::vector<heat_Course> Outlines(double level) const;
 
-  // The lines on which the field has the level. A closed line repeats its first point.
+  // The lines where the field equals the level. A closed line repeats its first point.
   std::vector<heat_Course> Lines(double level) const;
 
  private:
-  using Key = std::uint64_t; // a node, or the cut of an edge: both ends' indexes
+  using Key = std::uint64_t; // a node, or the cut of an edge, as the indexes of both its ends
 
   struct Segment {
     Key from;
@@ -46,7 +46,7 @@ class heat_Contours {
   std::vector<std::array<int, 2>> m_Boundary;
 };
 
-// The part of a triangle in which a linear field lies between two levels, low included: a convex polygon,
-// empty if there is none. values are those of the corners.
+// The part of a triangle where a linear field lies between two levels, including the low one: a convex
+// polygon, possibly empty. `values` are those of the corners.
 heat_Course heat_BandOfTriangle(std::array<heat_PlanePoint, 3> const& corners,
                                 std::array<double, 3> const& values, double low, double high);

@@ -1,7 +1,7 @@
 #include "examples/heat/mesh/heat_MshReader.h"
+#include "examples/heat/mesh/heat_TestFiles.h"
 #include "examples/heat/plot/heat_Contours.h"
 #include "examples/heat/plot/heat_View.h"
-#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ struct Plane {
   heat_Contours Contours() const { return {points, values, triangles}; }
 };
 
-// The bracket with some smooth field.
+// The bracket with a smooth field.
 Plane Bracket() {
   auto const mesh = heat_MshReader::ReadFile(heat_DataFile("bracket.msh"));
   Plane plane;
@@ -51,7 +51,7 @@ Plane Bracket() {
   return plane;
 }
 
-// The unit square around its centre, where the value is one; zero at the corners.
+// The unit square around its centre: value one there, zero at the corners.
 Plane Pyramid() {
   return {{{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0.5, 0.5}},
           {0, 0, 0, 0, 1},

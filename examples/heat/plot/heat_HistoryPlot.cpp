@@ -23,7 +23,7 @@ struct Style {
   char const* dashes;
 };
 
-// Colours that the colour-blind tell apart, and dashes for those who see none.
+// Colours that colour-blind people can tell apart, and dashes for prints without colour.
 constexpr std::array<Style, heat_MostCurves> styles{{{"#d55e00", "none"},
                                                      {"#009e73", "9 4"},
                                                      {"#0072b2", "3 3"},
@@ -56,12 +56,12 @@ void Check(std::vector<double> const& seconds, std::vector<heat_Curve> const& cu
                            std::to_string(seconds.size()) + " moments");
     usable = usable && std::all_of(curve.values.begin(), curve.values.end(), isUsable);
   }
-  if (!usable) throw heat_PlotError("cannot plot what is not a finite number of reasonable size");
+  if (!usable) throw heat_PlotError("cannot plot a value that is not a finite number of reasonable size");
   if (!std::is_sorted(seconds.begin(), seconds.end()) || seconds.front() == seconds.back())
     throw heat_PlotError("cannot plot moments that are not in ascending order");
 }
 
-// The values that the plot covers, with round ends.
+// The range of values of the plot, with round ends.
 heat_Bands RangeOf(std::vector<heat_Curve> const& curves) {
   double low = curves.front().values.front();
   double high = low;
@@ -73,7 +73,7 @@ heat_Bands RangeOf(std::vector<heat_Curve> const& curves) {
   return heat_BandsFor(low, high, fewestBands);
 }
 
-// Where values appear in the drawing.
+// Maps values to positions in the drawing.
 struct Area {
   heat_Axis time;
   heat_Axis value;

@@ -8,10 +8,10 @@
 // A quantity at one place over time.
 struct heat_Curve {
   std::string name;           // for the legend, UTF-8
-  std::vector<double> values; // one for each moment
+  std::vector<double> values; // one per moment
 };
 
-// What a plot over time says besides the curves. All texts are UTF-8.
+// The texts of a plot over time besides its curves. All are UTF-8.
 struct heat_HistoryOptions {
   std::string title = "Transient heat conduction";
   std::string subtitle;
@@ -19,13 +19,12 @@ struct heat_HistoryOptions {
   std::string unit = "\u00B0C";
 };
 
-// A plot of curves over time as an SVG 1.1 document, independent of the locale: axes with round values (the
-// time in s, min, h or days, as it suits the span), a grid, and a legend. The curves differ in colour and
-// in dashes.
+// Draws curves over time as an SVG 1.1 document, independent of the locale: axes with round values (time in
+// s, min, h or days, depending on the span), a grid, and a legend. The curves differ in colour and in dashes.
 //
-// seconds: the moments, ascending, two at least. heat_PlotError if there are fewer, if there is no curve or
-// there are more than heat_MostCurves, if a curve has another number of values, or if a number is not finite
-// or larger than 1e30.
+// seconds: the moments, ascending, at least two. Throws heat_PlotError if there are fewer, if there is no
+// curve or more than heat_MostCurves, if a curve has a different number of values, or if a number is not
+// finite or larger than 1e30.
 std::string heat_DrawHistory(std::vector<double> const& seconds, std::vector<heat_Curve> const& curves,
                              heat_HistoryOptions const& options = {});
 

@@ -1,5 +1,5 @@
+#include "examples/heat/mesh/heat_TestFiles.h"
 #include "examples/heat/plot/heat_HistoryPlot.h"
-#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -47,7 +47,7 @@ TEST(heat_HistoryPlot, ShowsCurvesAxesLegendAndUnits) {
 }
 
 TEST(heat_HistoryPlot, PlacesValuesOnTheirAxes) {
-  // From the left end to the right one, and from the bottom to the top, of which the first is half way down.
+  // `rise` runs from the lower left corner of the plot to the upper right one; `flat` is halfway up.
   auto const svg = heat_DrawHistory({0, 10}, {{"rise", {0, 10}}, {"flat", {5, 5}}});
   EXPECT_TRUE(Contains(svg, "d=\"M92 436l620-340\"")) << svg;
   EXPECT_TRUE(Contains(svg, "d=\"M92 266l620 0\"")) << svg;
@@ -67,7 +67,7 @@ TEST(heat_HistoryPlot, TakesTheUnitOfTimeThatSuitsTheSpan) {
 
 TEST(heat_HistoryPlot, ACurveWithoutChangeIsALevelLineInARangeOfItsOwn) {
   auto const svg = heat_DrawHistory({0, 10}, {{"flat", {20, 20}}});
-  EXPECT_TRUE(Contains(svg, "d=\"M92 266l620 0\"")) << svg; // half way up
+  EXPECT_TRUE(Contains(svg, "d=\"M92 266l620 0\"")) << svg; // halfway up
 }
 
 TEST(heat_HistoryPlot, CurvesDifferInColourAndDashes) {

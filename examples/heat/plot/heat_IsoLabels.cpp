@@ -7,14 +7,14 @@
 namespace {
 
 constexpr double cellSize = 24;                  // pixels
-constexpr double pieceSize = 2;                  // of a line that is seen or not as a whole [pixels]
-constexpr std::size_t mostPerLevel = 3;          // labels
-constexpr double shortestLine = 6;               // that gets a label [pixels]
-constexpr double shortestFurther = 1.6;          // of a further line of a level, in widths of the text
-constexpr double straightest = 0.96;             // the chord of a stretch of line by its length
-constexpr double wideRoom = 1.8, narrowRoom = 1; // for a label, in widths of the text
-constexpr double endTolerance = 100;             // at the ends of a label, by that on the line
-constexpr double margin = 4;                     // around a label [pixels]
+constexpr double pieceSize = 2;                  // pieces of a line are visible or not as a whole [pixels]
+constexpr std::size_t mostPerLevel = 3;          // most labels per level
+constexpr double shortestLine = 6;               // shortest line that gets a label [pixels]
+constexpr double shortestFurther = 1.6;          // shortest further line of a level, in widths of the text
+constexpr double straightest = 0.96;             // smallest ratio of chord to length of a straight stretch
+constexpr double wideRoom = 1.8, narrowRoom = 1; // length of line for a label, in widths of the text
+constexpr double endTolerance = 100;             // tolerance at a label's ends, relative to that on the line
+constexpr double margin = 4;                     // space around a label [pixels]
 constexpr double degrees = 180 / 3.14159265358979323846;
 
 double Distance(heat_Pixel const& a, heat_Pixel const& b) {
@@ -29,7 +29,7 @@ double Turn(heat_Pixel const& a, heat_Pixel const& b, heat_Pixel const& c) {
   return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
 }
 
-// The shares of the corners in a place; nothing outside of the triangle.
+// The barycentric coordinates of a place; none outside of the triangle.
 std::optional<std::array<double, 3>> SharesAt(heat_SeenTriangle const& triangle, heat_Pixel const& place) {
   auto const& c = triangle.corners;
   double const whole = Turn(c[0], c[1], c[2]);
@@ -45,7 +45,7 @@ double Mean(std::array<double, 3> const& values, std::array<double, 3> const& sh
   return std::inner_product(values.begin(), values.end(), shares.begin(), 0.0);
 }
 
-// A line that is walked along by length.
+// A line, addressed by length along it.
 class Walk {
  public:
   explicit Walk(std::vector<heat_Pixel> const& course) : m_Course(course), m_Lengths{0} {
@@ -65,13 +65,13 @@ class Walk {
 
  private:
   std::vector<heat_Pixel> const& m_Course;
-  std::vector<double> m_Lengths; // up to each point
+  std::vector<double> m_Lengths; // length up to each point
 };
 
-// The direction from one place to another as text runs along it.
+// The direction from one place to another, turned so that text along it is upright.
 double ReadableAngle(heat_Pixel const& from, heat_Pixel const& to) {
   double const angle = std::atan2(to[1] - from[1], to[0] - from[0]) * degrees;
-  if (angle >= 90) return angle - 180; // straight down is read upward
+  if (angle >= 90) return angle - 180; // straight down becomes upward
   return angle < -90 ? angle + 180 : angle;
 }
 
@@ -81,16 +81,17 @@ class Placing {
           heat_SeenField const& seen)
       : m_Levels(levels), m_Height(height), m_Tolerance(tolerance), m_Seen(seen) {}
 
-  // Puts a label on a line, as near to its middle as it goes, on a stretch that is straight and is seen as a
-  // whole; `room` is its length by that of the text, 0 for any place. Whether there was one.
+  // Puts a label on a line, as close to its middle as possible, on a stretch that is straight and entirely
+  // visible. `room` is the length of that stretch in widths of the text; 0 accepts any place. Returns whether
+  // a place was found.
   bool Put(heat_IsoLine const& line, double room) {
     Walk const walk(line.course);
     double const width = m_Levels[line.level].width + margin;
     double const half = std::min(width, walk.Length()) / 2;
     double const reach = std::max(half, room * width / 2);
-    constexpr int candidates = 16; // on either side of the middle
+    constexpr int candidates = 16; // on each side of the middle
     for (int i = 0; i <= 2 * candidates; ++i) {
-      int const step = (i + 1) / 2; // on one side and then on the other
+      int const step = (i + 1) / 2; // alternately on one side and on the other
       double const at = walk.Length() * (0.5 + (i % 2 == 0 ? step : -step) / (2.0 * candidates));
       if (at < reach || at > walk.Length() - reach) continue;
       heat_IsoLabel const label{line.level, walk.At(at),
@@ -111,7 +112,7 @@ class Placing {
     return value && std::abs(*value - m_Levels[level].value) <= tolerance;
   }
 
-  // Whether a stretch of a line is straight, and seen at its ends.
+  // Whether a stretch of a line is straight and visible at its ends.
   bool IsFree(std::size_t level, heat_Pixel const& from, heat_Pixel const& to, double length) const {
     return Distance(from, to) >= straightest * length && IsSeen(level, from, endTolerance * m_Tolerance) &&
            IsSeen(level, to, endTolerance * m_Tolerance);
@@ -213,7 +214,7 @@ std::vector<std::vector<heat_Pixel>> heat_SeenStretches(std::vector<heat_Pixel> 
       auto const found = seen.At(at(0.5));
       bool const isSeen = found && std::abs(*found - value) <= tolerance;
       if (isSeen && !goesOn) stretches.push_back({at(0)});
-      // Within a straight part the stretch only grows.
+      // Within a straight segment, extend the stretch instead of adding points.
       if (isSeen && goesOn && piece > 0) stretches.back().pop_back();
       if (isSeen) stretches.back().push_back(at(1));
       goesOn = isSeen;
@@ -227,7 +228,7 @@ std::vector<heat_IsoLabel> heat_PlaceLabels(std::vector<heat_IsoLine> const& lin
                                             double tolerance, heat_SeenField const& seen) {
   Placing placing(levels, height, tolerance, seen);
   for (std::size_t level = 0; level < levels.size(); ++level) {
-    std::vector<std::pair<double, heat_IsoLine const*>> own; // by length
+    std::vector<std::pair<double, heat_IsoLine const*>> own; // with their lengths
     for (auto const& line : lines) {
       if (line.level != level || line.course.size() < 2) continue;
       double const length = Walk(line.course).Length();
@@ -239,7 +240,7 @@ std::vector<heat_IsoLabel> heat_PlaceLabels(std::vector<heat_IsoLine> const& lin
       if (count == mostPerLevel || (count > 0 && length < shortestFurther * levels[level].width)) break;
       if (placing.Put(*line, wideRoom) || placing.Put(*line, narrowRoom)) ++count;
     }
-    // Better a label across a bend than none.
+    // A label across a bend is better than none.
     for (auto const& [length, line] : own)
       if (count == 0 && placing.Put(*line, 0)) ++count;
   }

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Two triangles that cover a rectangle with one value.
+// Two triangles that cover a rectangle with a constant value.
 void AddRectangle(heat_Pixel const& low, heat_Pixel const& high, double value, double depth,
                   std::vector<heat_SeenTriangle>& triangles) {
   heat_Pixel const right{high[0], low[1]};
@@ -22,7 +22,7 @@ void AddRectangle(heat_Pixel const& low, heat_Pixel const& high, double value, d
   triangles.push_back({{low, high, left}, values, depths});
 }
 
-// A sheet of 400 by 400 pixels that has the value 1 everywhere, so that every place could be on a line.
+// A sheet of 400 by 400 pixels with the value 1 everywhere, so that a line can be visible anywhere.
 std::vector<heat_SeenTriangle> Sheet() {
   std::vector<heat_SeenTriangle> triangles;
   AddRectangle({0, 0}, {400, 400}, 1, 0, triangles);
@@ -105,7 +105,7 @@ TEST(heat_IsoLabels, LabelKeepsAwayFromABend) {
 
 TEST(heat_IsoLabels, LabelIsWhereTheLineIsSeen) {
   auto triangles = Sheet();
-  AddRectangle({120, 0}, {400, 400}, 30, 5, triangles); // nearer, and of another value
+  AddRectangle({120, 0}, {400, 400}, 30, 5, triangles); // nearer, and with another value
   auto const labels = Placed({{0, {{10, 200}, {390, 200}}}}, heat_SeenField(triangles));
   ASSERT_EQ(labels.size(), 1u);
   EXPECT_LT(labels[0].centre[0], 100);
@@ -136,7 +136,7 @@ TEST(heat_IsoLabels, LongLinesOfALevelGetALabelEachAndShortOnesOnlyTheFirst) {
   EXPECT_EQ(Placed({{0, {{10, 100}, {390, 100}}}, {0, {{10, 300}, {390, 300}}}}).size(), 2u);
   EXPECT_EQ(Placed({{0, {{10, 100}, {390, 100}}}, {0, {{10, 300}, {50, 300}}}}).size(), 1u);
   EXPECT_EQ(Placed({{0, {{10, 300}, {50, 300}}}}).size(), 1u);
-  EXPECT_TRUE(Placed({{0, {{10, 300}, {14, 300}}}}).empty()); // there is nothing to put it on
+  EXPECT_TRUE(Placed({{0, {{10, 300}, {14, 300}}}}).empty()); // too short for a label
 }
 
 TEST(heat_IsoLabels, RingsAndPointsAreLines) {

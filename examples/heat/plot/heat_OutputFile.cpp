@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int mostLinks = 40; // as the system follows
+constexpr int mostLinks = 40; // as many as the system follows
 
 [[noreturn]] void Fail(std::string const& path, std::string const& reason) {
   throw heat_OutputError(path + ": cannot be written: " + reason);
@@ -50,12 +50,12 @@ fs::path FollowLinks(std::string const& path) {
   return place;
 }
 
-// A new file beside the target, which goes again unless it has taken the target's place.
+// A new file beside the target. It is deleted unless it has replaced the target.
 class Draft {
  public:
   Draft(std::string path, std::string const& target)
       : m_Path(std::move(path)), m_Target(target), m_Name(target + "." + std::to_string(getpid()) + ".part") {
-    // Exclusively: whatever has this name already is not ours.
+    // Exclusively: an existing file of this name is not ours.
     m_File = open(m_Name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (m_File < 0) FailBySystem(m_Path, errno);
   }
@@ -94,7 +94,7 @@ class Draft {
     if (result != 0) FailBySystem(m_Path, errno);
   }
 
-  std::string m_Path; // as it was given
+  std::string m_Path; // as the caller gave it
   std::string m_Target;
   std::string m_Name;
   int m_File = -1;
@@ -104,7 +104,7 @@ class Draft {
 } // namespace
 
 std::string heat_OutputTarget(std::string const& path) {
-  if (path.empty()) throw heat_OutputError("the name of a file to write is empty");
+  if (path.empty()) throw heat_OutputError("the path of the output file is empty");
   fs::path const target = FollowLinks(path);
   std::error_code code;
   fs::file_status const status = fs::status(target, code);

@@ -1,5 +1,5 @@
+#include "examples/heat/mesh/heat_TestFiles.h"
 #include "examples/heat/plot/heat_OutputFile.h"
-#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -38,7 +38,7 @@ class HeatOutputFile : public testing::Test {
   }
   long EntryCount() const { return std::distance(fs::directory_iterator(m_Folder), {}); }
 
-  // Neither found to be writable nor written; the message names the path, what it leads to, and this reason.
+  // The check and the write both fail; the message names the path, its target, and this reason.
   static void ExpectRefusal(std::string const& path, std::string const& reason) {
     for (bool const writes : {false, true}) {
       try {
@@ -68,7 +68,7 @@ TEST_F(HeatOutputFile, MakesAndReplacesAFileAndLeavesNothingBeside) {
   EXPECT_EQ(EntryCount(), 1);
 }
 
-TEST_F(HeatOutputFile, WritesThroughALinkThatStaysOne) {
+TEST_F(HeatOutputFile, WritesThroughALinkAndKeepsTheLink) {
   Made("file", "old");
   Linked("near", "file");
   Linked("far", Path("near"));
@@ -80,7 +80,7 @@ TEST_F(HeatOutputFile, WritesThroughALinkThatStaysOne) {
   EXPECT_EQ(heat_OutputTarget(Path("far")), Path("file"));
 }
 
-TEST_F(HeatOutputFile, MakesTheFileThatALinkLeadsTo) {
+TEST_F(HeatOutputFile, MakesTheFileAtTheTargetOfALink) {
   fs::create_directory(Path("folder"));
   Linked("link", "folder/file");
   heat_WriteOutput(Path("link"), "new");
@@ -88,7 +88,7 @@ TEST_F(HeatOutputFile, MakesTheFileThatALinkLeadsTo) {
   EXPECT_EQ(heat_TextOf(Path("folder/file")), "new");
 }
 
-TEST_F(HeatOutputFile, LinksThatGoRoundAreRefused) {
+TEST_F(HeatOutputFile, CircularLinksAreRefused) {
   Linked("a", "b");
   Linked("b", "a");
   ExpectRefusal(Path("a"), "Too many levels of symbolic links");
@@ -109,7 +109,7 @@ TEST_F(HeatOutputFile, DevicesPipesAndDirectoriesAreRefusedAndStay) {
   EXPECT_EQ(EntryCount(), 3);
 }
 
-TEST_F(HeatOutputFile, FolderThatIsNotThereIsRefused) {
+TEST_F(HeatOutputFile, MissingFolderIsRefused) {
   ExpectRefusal(Path("no/file"), "No such file or directory");
   ExpectRefusal(Path("folder/"), "No such file or directory");
   ExpectRefusal(Linked("link", "no/file"), "No such file or directory");
@@ -124,7 +124,7 @@ TEST_F(HeatOutputFile, FileKeepsItsPermissions) {
   EXPECT_EQ(fs::status(Path("file")).permissions(), fs::perms(0640));
 }
 
-TEST_F(HeatOutputFile, FileStaysAsItWasWhenTheNewOneHasNoRoom) {
+TEST_F(HeatOutputFile, FileIsUnchangedWhenTheNewOneHasNoRoom) {
   Made("file", "old");
   auto const before = std::signal(SIGXFSZ, SIG_IGN);
   rlimit unlimited{};

@@ -23,7 +23,7 @@ Unit UnitFor(heat_Box const& box) {
   return *std::max_element(extent.begin(), extent.end()) < 1 ? Unit{"mm", 1000} : Unit{"m", 1};
 }
 
-// Centres a text around a place that lies in the direction outward of something, so that it does not touch.
+// Centres a text around a place beside an object, moved `outward` so that they do not touch.
 void PlaceText(heat_Pixel const& from, heat_Pixel const& outward, double distance, std::string const& text,
                heat_Svg& svg) {
   char const* anchor = outward[0] > 0.35 ? "start" : outward[0] < -0.35 ? "end" : "middle";
@@ -46,7 +46,7 @@ heat_Pixel Unitary(heat_Pixel const& direction) {
   return {direction[0] / length, direction[1] / length};
 }
 
-// The axis along an edge of the box that starts at a corner.
+// The axis along an edge of the box that starts at the given corner.
 heat_Axis AxisAlong(std::size_t along, heat_Vector corner, heat_Box const& box, heat_View const& view,
                     heat_Frame const& frame) {
   auto const unit = UnitFor(box);
@@ -61,7 +61,7 @@ heat_Axis AxisAlong(std::size_t along, heat_Vector corner, heat_Box const& box, 
   return axis;
 }
 
-// The direction across a line, turned so that it points away from a place.
+// The direction perpendicular to a line, turned so that it points away from a place.
 heat_Pixel AwayFrom(heat_Pixel const& place, heat_Axis const& axis) {
   auto const along = Unitary({axis.to[0] - axis.from[0], axis.to[1] - axis.from[1]});
   heat_Pixel const across{-along[1], along[0]};

@@ -18,14 +18,14 @@ constexpr auto meshStyle = "fill=\"none\" stroke=\"#fff\" stroke-opacity=\"0.22\
 constexpr auto outlineStyle = "fill=\"none\" stroke=\"#101018\" stroke-width=\"1.3\" "
                               "stroke-linejoin=\"round\" stroke-linecap=\"round\"";
 
-constexpr auto dark = "#240b36";     // of lines and labels on light colours
-constexpr auto light = "#fff";       // the same on dark ones
-constexpr double labelSize = 11;     // of the text [pixels]
-constexpr double labelHeight = 10;   // with what reaches above and below its small letters [pixels]
-constexpr double letterWidth = 0.58; // of a letter, by the size of the text, with some room
+constexpr auto dark = "#240b36";     // lines and labels on light colours
+constexpr auto light = "#fff";       // lines and labels on dark colours
+constexpr double labelSize = 11;     // font size [pixels]
+constexpr double labelHeight = 10;   // with ascenders and descenders [pixels]
+constexpr double letterWidth = 0.58; // width of a letter, relative to the font size, with some room
 
-constexpr double shortestEdge = 3; // of mesh lines, on average [pixels]
-constexpr double sharpest = 0.82;  // cosine of the angle from which an edge is drawn
+constexpr double shortestEdge = 3; // shortest average length of mesh lines that are drawn [pixels]
+constexpr double sharpest = 0.82;  // cosine of the smallest angle at which an edge is drawn
 
 using EdgeKey = std::pair<int, int>;
 using EdgeUses = std::map<EdgeKey, std::vector<std::size_t>>; // the triangles at each edge
@@ -76,12 +76,12 @@ void DrawSheetEdges(heat_MeshData const& mesh, std::vector<heat_PlanePoint> cons
   svg.Path(border, heat_BorderStyle);
 }
 
-// By how much the field where a line is seen may differ from its level.
+// How much the field may differ from the level where a line is visible.
 double ToleranceOf(heat_Shades const& shades) {
   return 1e-3 * (shades.bands.High() - shades.bands.low);
 }
 
-// Writes a level on its line, which is interrupted there.
+// Writes a level on its line and interrupts the line there.
 void DrawLabel(heat_IsoLabel const& label, double width, heat_Shades const& shades, heat_Svg& svg) {
   auto const level = shades.lines[label.level];
   auto const text = shades.Label(level);
@@ -252,8 +252,8 @@ class Body {
     DrawLabels(lines, m_Shades, field, svg);
   }
 
-  // An edge is drawn after the last of the triangles that touch it, which would otherwise cover a part of its
-  // width; but if one of these covers the edge itself, only after those that it belongs to.
+  // An edge is drawn after the last triangle that touches it, which would otherwise cover part of its width.
+  // If one of them hides the edge itself, the edge is drawn after the last triangle it belongs to.
   void SortEdges() {
     std::vector<std::vector<std::size_t>> at(m_Points.size());
     for (auto const t : m_Order) {
@@ -277,7 +277,7 @@ class Body {
     }
   }
 
-  // Whether an edge that starts at a corner of a triangle runs on into the triangle in the picture.
+  // Whether an edge that starts at a corner of a triangle continues into the triangle in the picture.
   bool Covers(std::size_t t, int from, int to) const {
     auto const& triangle = m_Field.mesh.triangles[t];
     if (std::find(triangle.begin(), triangle.end(), to) != triangle.end()) return false;
@@ -327,7 +327,7 @@ class Body {
   std::vector<heat_Vector> m_Normals;
   std::vector<std::size_t> m_Order;                 // visible triangles, farthest first
   std::vector<std::size_t> m_Rank;                  // of each triangle in that order
-  std::vector<std::vector<EdgeKey const*>> m_Edges; // to be drawn after the triangle of that rank
+  std::vector<std::vector<EdgeKey const*>> m_Edges; // edges to be drawn after the triangle of that rank
 };
 
 } // namespace

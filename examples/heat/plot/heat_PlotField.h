@@ -11,35 +11,35 @@
 struct heat_Shades {
   heat_Bands bands;          // one colour each
   std::vector<double> lines; // levels of iso-lines
-  int decimals = 0;          // of the levels as they are written at the lines
-  std::string unit;          // the same
-  bool meshLines = true;     // where they do not lie too close
+  int decimals = 0;          // of the levels written at the lines
+  std::string unit;          // of the levels written at the lines
+  bool meshLines = true;     // drawn if they are not too close together
 
   // The colour of a band as "#rrggbb", darkened by the factor.
   std::string Colour(int band, double factor = 1) const;
 
-  // The band that a value is in; the first or last one for a value outside.
+  // The band that contains a value; the first or last one for a value outside.
   int BandOf(double value) const;
 
-  // Whether the field is so light at a value that what is drawn on it must be dark.
+  // Whether the colour at a value is so light that drawing on it must be dark.
   bool IsLightAt(double value) const;
 
-  // A level as it is written at its line.
+  // The text of a level at its line.
   std::string Label(double level) const;
 };
 
-// The looks of an iso-line and of a border between regions. A border is drawn twice, with both styles.
+// The styles of an iso-line and of a border between regions. A border is drawn twice, once in each style.
 std::string heat_IsoLineStyle(bool onLight);
 inline constexpr auto heat_BorderUnderStyle = "fill=\"none\" stroke=\"#101018\" stroke-width=\"2.2\"";
 inline constexpr auto heat_BorderStyle =
     "fill=\"none\" stroke=\"#fff\" stroke-width=\"1.4\" stroke-dasharray=\"6 5\"";
 
-// Draws a field on a mesh that lies flat in a plane of constant z, seen from above, with borders between
-// regions and labels on the iso-lines. Every band is one area, so the picture has no seams.
+// Draws a field on a mesh in a plane of constant z, seen from above, with borders between regions and labels
+// on the iso-lines. Every band is one area, so the picture has no seams.
 void heat_DrawSheet(heat_Field const& field, heat_Frame const& frame, heat_Shades const& shades,
                     heat_Svg& svg);
 
-// Draws a field on a surface in space, the farthest triangles first, then the iso-lines with their labels
-// where they are seen. Triangles of a closed surface that face away are left out.
+// Draws a field on a surface in space: the farthest triangles first, then the visible parts of the iso-lines
+// with their labels. Triangles of a closed surface that face away are left out.
 void heat_DrawBody(heat_Field const& field, heat_View const& view, heat_Frame const& frame,
                    heat_Shades const& shades, heat_Svg& svg);

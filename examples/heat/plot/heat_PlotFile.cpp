@@ -13,7 +13,7 @@ void heat_WritePlot(std::string const& path, std::string const& document) {
 }
 
 std::string heat_Shortened(std::string const& text, std::size_t count) {
-  // Characters are counted by their first bytes.
+  // Counts characters by their first bytes.
   std::size_t seen = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
     bool const isFirst = (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80;

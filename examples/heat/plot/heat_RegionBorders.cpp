@@ -8,7 +8,7 @@
 
 namespace {
 
-using Key = std::pair<int, int>; // an edge, its lower node first
+using Key = std::pair<int, int>; // an edge: lower node first
 
 // The edges that triangles of different regions share.
 std::set<Key> BorderEdges(heat_MeshData const& mesh) {
@@ -38,12 +38,12 @@ class Chains {
     for (auto const& [node, neighbours] : m_Neighbours)
       if (neighbours.size() != 2)
         for (auto const next : neighbours) Follow(node, next);
-    while (!m_Edges.empty()) Follow(m_Edges.begin()->first, m_Edges.begin()->second); // rings are left
+    while (!m_Edges.empty()) Follow(m_Edges.begin()->first, m_Edges.begin()->second); // only rings are left
     return std::move(m_Courses);
   }
 
  private:
-  // Takes the course that goes on from one node to the next, unless it is taken.
+  // Follows a course from one node to the next, unless that edge is already used.
   void Follow(int node, int next) {
     std::vector<int> course{node};
     while (m_Edges.erase(std::minmax(node, next)) > 0) {
@@ -57,7 +57,7 @@ class Chains {
     if (course.size() > 1) m_Courses.push_back(std::move(course));
   }
 
-  std::set<Key> m_Edges; // that are not taken
+  std::set<Key> m_Edges; // edges not yet used
   std::map<int, std::vector<int>> m_Neighbours;
   std::vector<std::vector<int>> m_Courses;
 };

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-// The borders between the regions of a mesh, each as a course from node to node, so that they can be drawn in
-// one stroke. A course ends where the mesh does and where more than two pieces of border meet; a ring repeats
-// its first node. A mesh without regions has none.
+// The borders between the regions of a mesh, as courses from node to node, each drawn in one stroke. A course
+// ends at the mesh boundary and where more than two borders meet; a ring repeats its first node. A mesh with
+// a single region has none.
 std::vector<std::vector<int>> heat_RegionBorders(heat_MeshData const& mesh);

@@ -7,8 +7,8 @@
 
 namespace {
 
-// Squares of two triangles each, in rows from below; the regions of the squares in that order. Node i + 4 * j
-// is the one at (i, j).
+// Squares of two triangles each, in rows from below; `regions` lists their regions in that order. Node i + 4
+// * j is at (i, j).
 heat_MeshData Squares(std::vector<int> const& regions) {
   heat_MeshData mesh;
   int const rows = static_cast<int>(regions.size()) / 3;

@@ -22,7 +22,7 @@ struct RoundStep {
   int Decimals() const { return std::max(0, -Power()); }
 };
 
-// The smallest round step that is not less than a value above zero, but for rounding.
+// The smallest round step that is, up to rounding, not less than a positive value.
 RoundStep NotLess(double value) {
   RoundStep step{3 * static_cast<int>(std::floor(std::log10(value))) - 1};
   while (step.Value() < value * (1 - 1e-9)) ++step.index;

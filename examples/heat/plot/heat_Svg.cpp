@@ -34,8 +34,8 @@ void AppendPair(long x, long y, std::string& text) {
   AppendHundredths(y, text);
 }
 
-// The length of the UTF-8 sequence that text starts with, 0 if it starts with none. XML allows every
-// character from the blank on but two and the surrogates, which are no proper UTF-8 anyway.
+// The length of the UTF-8 sequence at the start of text; 0 if there is none. XML allows every character from
+// the blank upwards except two and the surrogates, which are not valid UTF-8 anyway.
 std::size_t SequenceLength(std::string_view text) {
   auto const byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   auto const first = byte(0);

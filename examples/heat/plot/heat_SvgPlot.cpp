@@ -19,8 +19,8 @@ constexpr int fewestBands = 32;
 constexpr int mostBarTicks = 9;
 
 // The layout, in pixels.
-constexpr double largestWidth = 620, largestHeight = 560;   // of the field
-constexpr double smallestWidth = 320, smallestHeight = 240; // of the room for it
+constexpr double largestWidth = 620, largestHeight = 560;   // largest size of the field
+constexpr double smallestWidth = 320, smallestHeight = 240; // smallest room for the field
 constexpr double leftMargin = 92, topMargin = 108, bottomMargin = 78;
 constexpr double barGap = 64, barWidth = 20, barRoom = 96, keyGap = 30;
 constexpr std::size_t longestTitle = 52, longestName = 40, longestUnit = 8; // characters
@@ -36,7 +36,7 @@ void Check(heat_MeshData const& mesh, std::vector<double> const& temperature) {
   }
 }
 
-// The part of the projection plane that the mesh needs, with the scale that makes it fit.
+// The part of the projection plane that the mesh occupies, and the scale to fit it.
 heat_Frame FrameFor(heat_MeshData const& mesh, heat_View const& view) {
   heat_Frame frame;
   auto const box = heat_BoundingBox(mesh);
@@ -75,7 +75,7 @@ void DrawBar(heat_Pixel const& corner, double height, heat_Shades const& shades,
     return corner[1] + height * (bands.High() - value) / (bands.High() - bands.Level(0));
   };
   for (int band = 0; band < bands.count; ++band) {
-    // Each reaches down to the end, so that no gap shows between two.
+    // Each extends to the bottom end, so that there is no gap between two.
     auto const top = place(bands.Level(bands.count - band));
     svg.Rectangle({corner[0], top}, barWidth, corner[1] + height - top,
                   "fill=\"" + shades.Colour(bands.count - 1 - band) + "\"");
@@ -93,7 +93,7 @@ void DrawBar(heat_Pixel const& corner, double height, heat_Shades const& shades,
            "font-size=\"13\" text-anchor=\"end\"");
 }
 
-// Tells the two kinds of lines on a sheet with regions apart.
+// The key to the two kinds of lines on a sheet with regions.
 void DrawKey(heat_Pixel const& corner, heat_Svg& svg) {
   constexpr double sample = 28, rowHeight = 19;
   auto const row = [&](double y, char const* text) {

@@ -1,7 +1,7 @@
 #include "examples/heat/mesh/heat_MshReader.h"
+#include "examples/heat/mesh/heat_TestFiles.h"
 #include "examples/heat/plot/heat_Svg.h"
 #include "examples/heat/plot/heat_SvgPlot.h"
-#include "examples/heat/program/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@
 
 namespace {
 
-// A tag without the course of a path, which is too long for a regular expression.
+// A tag without its path data, which is too long for a regular expression.
 std::string WithoutCourse(std::string const& tag) {
   auto const start = tag.find(" d=\"");
   if (start == std::string::npos) return tag;
@@ -26,8 +26,8 @@ std::string WithoutCourse(std::string const& tag) {
   return tag.substr(0, start + 4) + (stop == std::string::npos ? std::string() : tag.substr(stop));
 }
 
-// An empty string if the text is well-formed as far as our documents go: a declaration, nested elements,
-// quoted attributes that appear once each, known entities. Otherwise what is wrong.
+// Returns what is wrong with the text, or an empty string if it is well-formed XML of the kind our documents
+// use: a declaration, nested elements, quoted attributes that appear once each, known entities.
 std::string XmlFault(std::string const& text) {
   std::string const declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
   if (text.rfind(declaration, 0) != 0) return "no declaration";
@@ -111,7 +111,7 @@ std::vector<double> Heights(heat_MeshData const& mesh, std::size_t axis) {
   return values;
 }
 
-// A locale whose numbers have commas.
+// A locale with decimal commas.
 struct Commas : std::numpunct<char> {
   char do_decimal_point() const override { return ','; }
   char do_thousands_sep() const override { return '.'; }
@@ -154,7 +154,7 @@ TEST(heat_SvgPlot, IsothermsCarryTheirValuesAndTheUnit) {
   options.unit = "K";
   auto const svg = heat_SvgPlot::Draw(mesh, Heights(mesh, 1), options); // 0 to 15
   for (char const* const label : {">2 K<", ">4 K<", ">6 K<", ">8 K<", ">10 K<", ">12 K<", ">14 K<"})
-    EXPECT_GE(Count(svg, label), 2u) << label; // each is drawn twice: what sets it off, and itself
+    EXPECT_GE(Count(svg, label), 2u) << label; // each is drawn twice: an outline to set it off, then the text
   EXPECT_EQ(Count(svg, ">16 K<"), 0u);
   options.unit = "";
   EXPECT_NE(heat_SvgPlot::Draw(mesh, Heights(mesh, 1), options).find(">14<"), std::string::npos);
@@ -183,12 +183,12 @@ TEST(heat_SvgPlot, RegionBordersDoNotLookLikeIsotherms) {
   auto const dashed = [](std::string const& svg) { return Count(svg, "stroke-dasharray"); };
   auto const values = Heights(mesh, 0);
   std::string const plain = heat_SvgPlot::Draw(mesh, values);
-  EXPECT_EQ(dashed(plain), 0u); // isotherms are not
+  EXPECT_EQ(dashed(plain), 0u); // iso-lines are not dashed
   EXPECT_EQ(plain.find("region border"), std::string::npos);
   for (std::size_t t = 0; t < 100; ++t) mesh.regions[t] = 2;
   std::string const divided = heat_SvgPlot::Draw(mesh, values);
   EXPECT_EQ(dashed(divided), 2u); // in the picture and in the key
-  // In one stroke: dashes begin anew with each.
+  // Each border is one stroke, because every stroke starts its dashes anew.
   std::smatch border;
   ASSERT_TRUE(
       std::regex_search(divided, border, std::regex("<path [^>]*stroke-dasharray=[^>]* d=\"([^\"]*)\"")));
@@ -295,7 +295,7 @@ TEST(heat_SvgPlot, FilesAreReplacedAsAWhole) {
   auto const mesh = Grid(2, 0);
   heat_SvgPlot::WriteFile(path, mesh, Waves(mesh));
   EXPECT_EQ(heat_TextOf(path), heat_SvgPlot::Draw(mesh, Waves(mesh)));
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1); // nothing is left beside it
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1); // no other file beside it
   try {
     heat_SvgPlot::WriteFile((folder / "no" / "plot.svg").string(), mesh, Waves(mesh));
     ADD_FAILURE();

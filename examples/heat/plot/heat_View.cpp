@@ -73,7 +73,7 @@ heat_Field heat_Coarsened(heat_MeshData const& mesh, std::vector<double> const& 
                           std::size_t mostTriangles) {
   if (mesh.triangles.size() <= mostTriangles) return {mesh, values};
   auto const size = heat_Diagonal(heat_BoundingBox(mesh));
-  double cells = 1024; // along the diagonal
+  double cells = 1024; // grid cells along the diagonal
   auto field = Clustered(mesh, values, size / cells);
   while (field.mesh.triangles.size() > mostTriangles && cells > 2) {
     cells /= 1.25;

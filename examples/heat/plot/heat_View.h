@@ -6,7 +6,7 @@
 
 #include <vector>
 
-// A parallel projection: three directions of length one at right angles.
+// A parallel projection: three orthogonal unit vectors.
 struct heat_View {
   heat_Vector right{1, 0, 0};
   heat_Vector up{0, 1, 0};
@@ -15,17 +15,17 @@ struct heat_View {
   heat_PlanePoint Project(heat_Vector const& point) const {
     return {heat_Dot(right, point), heat_Dot(up, point)};
   }
-  double Depth(heat_Vector const& point) const { return heat_Dot(toViewer, point); } // more is nearer
+  double Depth(heat_Vector const& point) const { return heat_Dot(toViewer, point); } // larger is nearer
 };
 
-// The view of someone who stands in the given direction, not straight above or below; z points up.
+// The view from the given direction, which must not be vertical; z points up.
 heat_View heat_ViewFrom(heat_Vector const& direction);
 
-// Where a part of the projection plane appears in a drawing; equal scales in both directions, y turned over.
+// Maps part of the projection plane to a drawing: equal scales in both directions, y flipped.
 struct heat_Frame {
-  heat_PlanePoint low{}; // corners of the part [m]
+  heat_PlanePoint low{}; // lower corner of the part [m]
   heat_PlanePoint high{};
-  heat_Pixel corner{}; // where its upper left corner appears
+  heat_Pixel corner{}; // where its upper left corner is drawn
   double scale = 1;    // pixels per metre
 
   double Width() const { return (high[0] - low[0]) * scale; }
@@ -42,9 +42,8 @@ struct heat_Field {
   std::vector<double> values;
 };
 
-// A field of at most the given number of triangles, some thousands or more, that looks like the given one:
-// nodes that share a cell of a grid are moved together, values are averaged, triangles that shrink or
-// coincide are left out. The grid is as fine as the limit allows. A mesh within the limit is returned as it
-// is.
+// A field of at most the given number of triangles (some thousands or more) that looks like the given one:
+// nodes in the same grid cell are merged, values are averaged, and triangles that shrink or coincide are left
+// out. The grid is as fine as the limit allows. A mesh within the limit is returned unchanged.
 heat_Field heat_Coarsened(heat_MeshData const& mesh, std::vector<double> const& values,
                           std::size_t mostTriangles);

@@ -37,7 +37,7 @@ sto_Store heat_OpenToRead(std::string const& path) {
   } catch (sto_Exception const& failure) {
     if (failure.Kind() != sto_ErrorKind::ReadOnly) throw;
   }
-  // Only a session that may write can undo what a killed one left half done.
+  // Only a session that may write can roll back what a killed one left unfinished.
   { sto_Store const repaired = sto_Store::Open(path, sto_Mode::ReadWrite, heat_Classes()); }
   return sto_Store::Open(path, sto_Mode::ReadOnly, heat_Classes());
 }
@@ -48,7 +48,7 @@ std::string heat_FileName(std::string const& path) {
 
 void heat_CheckPaths(std::string const& meshPath, std::string const& storePath) {
   if (!std::filesystem::exists(meshPath)) throw heat_CallError(meshPath + ": there is no such file");
-  // Refused before the work is done; opening the new store looks again.
+  // Refuse before the work is done. Creating the store checks again.
   if (std::filesystem::is_regular_file(storePath))
     throw heat_CallError(storePath + ": the file exists already");
   CheckOutput(storePath);

@@ -1,15 +1,15 @@
 #pragma once
 
-#include "examples/heat/plot/heat_LeftOut.h"
+#include "examples/heat/mesh/heat_LeftOut.h"
 #include "metadata/cls_ClassRegistrar.h"
 #include "store/sto_Store.h"
 
 #include <chrono>
 #include <string>
 
-// What the program's commands have in common.
+// Shared by the program's commands.
 
-// The program's classes, as heat_main.cpp declared them.
+// The program's classes, as declared in heat_main.cpp.
 cls_ClassRegistrar const& heat_Classes();
 
 class heat_Stopwatch {
@@ -22,7 +22,7 @@ class heat_Stopwatch {
   std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
 };
 
-// A new store, made where symbolic links lead. It is taken away again unless everything has worked.
+// A new store, made at the target of symbolic links. It is deleted again unless everything succeeded.
 class heat_NewStore {
  public:
   explicit heat_NewStore(std::string const& path);
@@ -39,26 +39,26 @@ class heat_NewStore {
   bool m_IsKept = false;
 };
 
-// Opens a store to read it. Where a run was killed in the middle of a transaction, that is undone first.
+// Opens a store for reading. If a run was killed in the middle of a transaction, rolls that back first.
 sto_Store heat_OpenToRead(std::string const& path);
 
 // The last part of a path.
 std::string heat_FileName(std::string const& path);
 
-// Refuses, as heat_CallError, a mesh that is not there, and a store that is there already or cannot be made.
+// Throws heat_CallError if the mesh does not exist, or the store already exists or cannot be made.
 void heat_CheckPaths(std::string const& meshPath, std::string const& storePath);
 
-// Refuses, as heat_CallError, a plot that cannot be written or would overwrite the store that it is
-// made of. An empty path is no plot.
+// Throws heat_CallError if the plot cannot be written or would overwrite the store that it is made from. An
+// empty path means no plot.
 void heat_CheckPlotPath(std::string const& plotPath, std::string const& storePath);
 
-// Says what of a mesh file is left out, on a line of standard output; nothing when nothing is.
+// Prints a line about what of a mesh file is left out; nothing if it is used as a whole.
 void heat_PrintLeftOut(std::string const& meshPath, heat_LeftOut const& leftOut);
 
-// A row of a table on standard output.
+// Prints a row of a table to standard output.
 void heat_PrintRow(char const* label, std::string const& value);
 
-// A number as printf formats it.
+// A number formatted as by printf.
 std::string heat_Text(char const* format, double value);
 
 // "12.3 ms"

@@ -16,10 +16,10 @@
 
 namespace {
 
-// A residual above this is not rounding: the stored field does not solve the stored problem.
+// A larger residual is more than rounding: the stored field does not solve the stored problem.
 constexpr double ResidualLimit = 1e-10;
 
-// Runs a step under a progress line.
+// Runs a step and shows its progress.
 template <class Step> auto WithProgress(std::string const& label, Step step) {
   heat_Progress progress(label);
   return step(progress.Call());
@@ -89,7 +89,7 @@ void heat_Commands::Report(std::string const& storePath, std::string const& plot
   heat_Stopwatch const loading;
   sto_Store store = heat_OpenToRead(storePath);
   if (!store.HasRoot(heat_AnalysisModel::Root) && store.HasRoot(heat_TransientModel::Root))
-    throw heat_CallError(storePath + ": this is a run over time; see it with heat history " + storePath);
+    throw heat_CallError(storePath + ": this is a transient run; show it with heat history " + storePath);
   std::shared_ptr<heat_AnalysisModel> const analysis =
       store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root);
   heat_MeshData const mesh = analysis->Mesh().ToData();
@@ -113,7 +113,7 @@ void heat_Commands::Report(std::string const& storePath, std::string const& plot
   heat_PrintRow("solved in", heat_Milliseconds(analysis->Solution().SolveSeconds()) + " (when it was saved)");
   heat_PrintRow("loaded in", heat_Milliseconds(loadSeconds));
   heat_PrintRow("verified in", heat_Milliseconds(verifySeconds));
-  heat_PrintRow("largest difference", heat_Text("%.1e K to a new computation", verification.difference));
+  heat_PrintRow("largest difference", heat_Text("%.1e K from a new computation", verification.difference));
   heat_PrintRow("residual", heat_Text("%.1e", verification.residual));
   if (plotPath.empty()) return;
   heat_PlotOptions options;

@@ -36,7 +36,7 @@ heat_Progress::~heat_Progress() {
   try {
     Finish();
   } catch (std::exception const&) {
-    // A stream that throws on errors cannot be told apart here from a terminal that went away.
+    // A stream that throws on errors is treated like a terminal that went away.
     m_Interactive = false;
   }
 }

@@ -1,38 +1,36 @@
 #pragma once
 
+#include "examples/heat/mesh/heat_ProgressCall.h"
+
 #include <chrono>
-#include <functional>
 #include <ostream>
 #include <string>
 
-// How a long step tells how far it is: called now and then with a share from 0 to 1. May be empty.
-using heat_ProgressCall = std::function<void(double)>;
-
-// A progress line that a person watches: "reading bracket.msh  [#####     ]  52 %".
+// A progress line on a terminal: "reading bracket.msh  [#####     ]  52 %".
 //
-// The line is redrawn in place at most ten times a second, and nothing appears for steps shorter than a
-// fifth of a second. In a pipe or a file nothing is ever written. The line is erased when the object ends,
-// also when an exception ends it, so whatever is printed next starts on a clean line.
+// The line is redrawn in place at most ten times a second. Steps shorter than a fifth of a second show
+// nothing, and nothing is ever written to a pipe or a file. The destructor erases the line, also after an
+// exception, so that whatever is printed next starts on a clean line.
 class heat_Progress {
  public:
-  // Writes to standard error, and only if that is a terminal.
+  // Writes to standard error, but only if that is a terminal.
   explicit heat_Progress(std::string label);
 
-  // Writes to the stream, which must outlive the object, if interactive is true. wait is the time before the
-  // line first appears.
+  // Writes to the stream, which must outlive the object, if interactive is true. The line first appears after
+  // the time `wait`.
   heat_Progress(std::string label, std::ostream& out, bool interactive, std::chrono::milliseconds wait);
 
   heat_Progress(heat_Progress const&) = delete;
   heat_Progress& operator=(heat_Progress const&) = delete;
   ~heat_Progress();
 
-  // Shows the share, taken into the range 0 to 1; a value that is not a number counts as 0.
+  // Shows the share, clamped to the range 0 to 1; NaN counts as 0.
   void Update(double share);
 
   // Erases the line. Later calls of Update show it again.
   void Finish();
 
-  // A call for a long step that passes on to Update. The object must outlive it.
+  // A function to pass to a long step; it calls Update. The object must outlive it.
   heat_ProgressCall Call();
 
  private:

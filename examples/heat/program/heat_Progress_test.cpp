@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::chrono::milliseconds atOnce{0};
 
-// What a terminal line shows after the text.
+// What a terminal line shows after the text was written.
 std::string Screen(std::string const& text) {
   std::string line;
   std::size_t column = 0;
@@ -29,7 +29,7 @@ std::string Screen(std::string const& text) {
 
 } // namespace
 
-TEST(heat_Progress, IsQuietWhereNobodyWatches) {
+TEST(heat_Progress, IsQuietWithoutATerminal) {
   std::ostringstream out;
   {
     heat_Progress progress("solving", out, false, atOnce);

@@ -17,10 +17,10 @@
 
 namespace {
 
-constexpr int plottedMoments = 1000; // a plot is not finer, and its memory does not grow with the run
+constexpr int plottedMoments = 1000; // limits the resolution of a plot, and its memory for long runs
 constexpr int printedMoments = 6;
 
-// The largest resident memory that the process has had, as the system tells it.
+// The peak resident memory of the process, as the system reports it.
 std::string PeakMemory() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -44,8 +44,8 @@ std::shared_ptr<heat_TransientModel> LoadRun(sto_Store& store) {
   return run;
 }
 
-// Steps to the end of the run. Each stretch up to a checkpoint is one transaction, in which the history and
-// the step that it has reached become durable together.
+// Advances to the end of the run. Each stretch up to a checkpoint is one transaction, which commits the
+// history together with the step reached.
 void Advance(sto_Store& store, heat_TransientModel& run, heat_TransientSolver const& solver) {
   heat_Stopwatch const watch;
   int const from = run.Step();
@@ -68,7 +68,7 @@ void Advance(sto_Store& store, heat_TransientModel& run, heat_TransientSolver co
               run.TimeStep(), run.NodeCount(), heat_Milliseconds(watch.Seconds()).c_str());
 }
 
-// The hottest node of a field, the one nearest to the mean of the extremes, and the coldest.
+// The hottest node of a field, the one closest to the mean of the extremes, and the coldest.
 std::vector<int> TellingNodes(std::vector<double> const& field) {
   auto const [coldest, hottest] = std::minmax_element(field.begin(), field.end());
   double const mean = (*coldest + *hottest) / 2;
@@ -93,7 +93,7 @@ std::vector<int> NodesWithTags(heat_MeshData const& mesh, std::vector<int> const
   return nodes;
 }
 
-// Steps at about equal distances from the start to the last one, at most the given number of them.
+// Steps at roughly equal distances from the start to the last one, at most the given number.
 std::vector<int> SomeSteps(int last, int atMost) {
   std::vector<int> steps;
   int const count = std::min(last, atMost - 1);
@@ -140,7 +140,7 @@ void Plot(std::string const& path, heat_TransientModel const& run, heat_MeshData
   heat_WritePlot(path, heat_DrawHistory(seconds, CurvesOf(run, mesh, nodes, steps), options));
 }
 
-// Where two histories first differ, or how many elements they both have.
+// The first element in which two histories differ, or the number of elements in both.
 int FirstDifference(cls_ArrayPrim<double> const& first, cls_ArrayPrim<double> const& second) {
   int const common = std::min(first.Size(), second.Size());
   for (int i = 0; i < common;) {
@@ -186,12 +186,12 @@ void heat_Commands::Resume(std::string const& storePath, int stepCount, bool sho
   sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadWrite, heat_Classes());
   auto const run = LoadRun(store);
   if (stepCount != 0 && stepCount < run->Step())
-    throw heat_CallError(storePath + ": the run is past step " + std::to_string(stepCount) +
-                         " already, at step " + std::to_string(run->Step()));
+    throw heat_CallError(storePath + ": the run is already at step " + std::to_string(run->Step()) +
+                         ", past step " + std::to_string(stepCount));
   if (stepCount != 0) run->SetStepCount(stepCount);
   if (run->Step() == run->StepCount())
     throw heat_CallError(storePath + ": the run is finished: all " + std::to_string(run->Step()) +
-                         " steps are there; --steps sets another end");
+                         " steps are computed; --steps sets a new end");
   heat_MeshData const mesh = run->Mesh().ToData();
   heat_TransientSolver const solver(mesh, run->ToProblem(), run->TimeStep());
   std::printf("%s: continues from step %d of %d\n", storePath.c_str(), run->Step(), run->StepCount());

@@ -1,9 +1,8 @@
 // heat: heat conduction on triangles, steady and transient, with the whole analysis in a store.
 //
-// Exit status: 0 done; 1 two histories differ, something is wrong with what a file contains or with the
-// system, or standard output cannot be written; 2 something is wrong with how the program was called: bad
-// options, a file that is not there, is there already, or is no store or no regular file, a run that is
-// finished.
+// Exit status: 0 success; 1 two histories differ, a problem with the contents of a file or with the system,
+// or standard output cannot be written; 2 wrong call: bad options, a file that is missing, already exists, or
+// is not a store or a regular file, or a run that is finished.
 
 #include "examples/heat/model/heat_TransientModel.h"
 #include "examples/heat/program/heat_Commands.h"
@@ -23,7 +22,7 @@ template <class Command> int Run(Command command) {
   return exa_Run("heat", command);
 }
 
-// Brings the library up for as long as the program needs it, and declares the program's classes.
+// Starts the library for as long as the program needs it, and declares the program's classes.
 class Library {
  public:
   Library() {
@@ -45,9 +44,8 @@ class Library {
 int main(int argc, char** argv) {
   CLI::App app("Heat conduction on triangles, steady and transient, with the whole analysis in a store.");
   app.require_subcommand(1);
-  app.footer("Exit status: 0 done; 1 failed, or two histories differ; 2 called wrongly, also when --store "
-             "names a file "
-             "that exists.");
+  app.footer("Exit status: 0 done; 1 failed, or two histories differ; 2 wrong call, also if --store names "
+             "a file that exists.");
   std::string mesh, store, plot, other;
   heat_TransientPlan plan{0, 0, 100};
   std::vector<int> nodes;
@@ -79,9 +77,9 @@ int main(int argc, char** argv) {
       ->check(steps);
   addMemory(transient);
 
-  CLI::App* const resume = app.add_subcommand("resume", "take a run from its last checkpoint to its end");
+  CLI::App* const resume = app.add_subcommand("resume", "continue a run from its last checkpoint");
   resume->add_option("store", store, "store of the run")->required();
-  resume->add_option("--steps", plan.stepCount, "another end: number of time steps in all")->check(steps);
+  resume->add_option("--steps", plan.stepCount, "new end: total number of time steps")->check(steps);
   addMemory(resume);
 
   CLI::App* const compare = app.add_subcommand("compare", "compare the histories of two runs bit by bit");
@@ -100,7 +98,7 @@ int main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
     if (app.exit(error) != 0) return static_cast<int>(exa_Status::CalledWrongly);
-    return Run([] {}); // what was asked for was help
+    return Run([] {}); // help was asked for
   }
   Library const library;
   if (analyse->parsed()) return Run([&] { heat_Commands::Analyse(mesh, store); });

@@ -1,4 +1,4 @@
-// Runs the program as a person would: every call is a process of its own.
+// Runs the program as a user would: each call is a separate process.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -23,7 +23,7 @@ class HeatProgram : public HeatProgramTest {};
 TEST_F(HeatProgram, AnalysesTheBracketAndReportsItInASecondProcess) {
   Outcome const analyse = Analyse(Data("bracket.msh"), "bracket.kvs");
   ASSERT_EQ(analyse.status, 0) << analyse.err;
-  EXPECT_EQ(analyse.err, ""); // no progress in a file
+  EXPECT_EQ(analyse.err, ""); // no progress line in a file
   Outcome const report =
       Run("report " + Path("bracket.kvs").string() + " --plot " + Path("bracket.svg").string());
   ASSERT_EQ(report.status, 0) << report.err;
@@ -42,7 +42,7 @@ TEST_F(HeatProgram, AnalysesTheSurfaceOfTheBlock) {
   EXPECT_TRUE(std::regex_search(report.out, std::regex("elements +2544\n")));
 }
 
-TEST_F(HeatProgram, SaysWhatOfAMeshIsLeftOut) {
+TEST_F(HeatProgram, SaysWhatIsLeftOutOfAMesh) {
   std::string const text =
       "mixed.msh: left out: 2 lines, 1 tetrahedron, 1 point, 1 node that no triangle uses\n";
   EXPECT_TRUE(Analyse(Data("mixed.msh"), "steady.kvs").out.starts_with(text));
@@ -50,7 +50,7 @@ TEST_F(HeatProgram, SaysWhatOfAMeshIsLeftOut) {
                   .out.starts_with(text + "checkpoint at step 2 of 2"));
 }
 
-TEST_F(HeatProgram, SaysNothingOfAMeshThatIsComputedAsAWhole) {
+TEST_F(HeatProgram, SaysNothingOfAMeshThatIsUsedAsAWhole) {
   std::ofstream(Path("whole.msh"))
       << "$MeshFormat\n4.1 0 8\n$EndMeshFormat\n$Nodes\n1 3 1 3\n2 1 0 3\n1\n2\n3\n"
          "0 0 0\n1 0 0\n0 1 0\n$EndNodes\n$Elements\n1 1 1 1\n2 1 2 1\n1 1 2 3\n"
@@ -63,19 +63,19 @@ TEST_F(HeatProgram, SaysNothingOfAMeshThatIsComputedAsAWhole) {
 TEST_F(HeatProgram, WritesEachSharedObjectOnce) {
   ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
   SqlFile file(Path("bracket.kvs").string());
-  file.Unpack(); // records that share a row are in SQL's reach then
+  file.Unpack(); // so that SQL can reach records that share a row
   std::string const objectsOf = "SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = ";
   EXPECT_EQ(file.Integer(objectsOf + "'heat_MeshModel'"), 1);
   EXPECT_EQ(file.Integer(objectsOf + "'heat_AnalysisModel'"), 1);
   EXPECT_EQ(IntegrityOf(Path("bracket.kvs").string()), "ok");
 }
 
-TEST_F(HeatProgram, NamesAMeshThatIsNotThere) {
+TEST_F(HeatProgram, NamesAMissingMesh) {
   ExpectOneLine(Analyse(Path("none.msh").string(), "new.kvs"), 2, "none.msh: there is no such file");
   EXPECT_FALSE(fs::exists(Path("new.kvs")));
 }
 
-TEST_F(HeatProgram, NamesFileAndLineOfWhatIsNoMesh) {
+TEST_F(HeatProgram, NamesFileAndLineOfAnInvalidMesh) {
   std::ofstream(Path("text.msh")) << "Once upon a time\n";
   ExpectOneLine(Analyse(Path("text.msh").string(), "new.kvs"), 1, "text.msh:1: ");
   EXPECT_FALSE(fs::exists(Path("new.kvs")));
@@ -91,14 +91,14 @@ TEST_F(HeatProgram, NamesFileAndLineOfATruncatedMesh) {
   EXPECT_FALSE(fs::exists(Path("new.kvs")));
 }
 
-TEST_F(HeatProgram, LeavesAStoreThatExistsAsItIs) {
+TEST_F(HeatProgram, LeavesAnExistingStoreUnchanged) {
   ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
   std::string const before = Contents(Path("bracket.kvs"));
   ExpectOneLine(Analyse(Data("block.msh"), "bracket.kvs"), 2, "bracket.kvs: the file exists already");
   EXPECT_EQ(Contents(Path("bracket.kvs")), before);
 }
 
-TEST_F(HeatProgram, RefusesToMakeAStoreThatWouldBeNoRegularFile) {
+TEST_F(HeatProgram, RefusesToMakeAStoreThatWouldNotBeARegularFile) {
   fs::create_symlink("/dev/null", Path("link"));
   fs::create_directory(Path("folder"));
   ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
@@ -112,7 +112,7 @@ TEST_F(HeatProgram, RefusesToMakeAStoreThatWouldBeNoRegularFile) {
   EXPECT_TRUE(fs::is_symlink(Path("link")));
 }
 
-TEST_F(HeatProgram, MakesTheStoreThatALinkLeadsTo) {
+TEST_F(HeatProgram, MakesTheStoreAtTheTargetOfALink) {
   fs::create_directory(Path("folder"));
   fs::create_symlink("folder/new.kvs", Path("link.kvs"));
   ASSERT_EQ(Analyse(Data("mixed.msh"), "link.kvs").status, 0);
@@ -122,7 +122,7 @@ TEST_F(HeatProgram, MakesTheStoreThatALinkLeadsTo) {
   EXPECT_TRUE(fs::is_symlink(Path("link.kvs")));
 }
 
-TEST_F(HeatProgram, RefusesAPlotThatWouldBeNoRegularFileBeforeItReads) {
+TEST_F(HeatProgram, RefusesAPlotThatWouldNotBeARegularFileBeforeItReads) {
   ASSERT_EQ(Analyse(Data("mixed.msh"), "steady.kvs").status, 0);
   fs::create_directory(Path("folder"));
   ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
@@ -130,14 +130,14 @@ TEST_F(HeatProgram, RefusesAPlotThatWouldBeNoRegularFileBeforeItReads) {
                                   Path("pipe").string(), Path("no/plot.svg").string()}) {
     ExpectOneLine(Run("report " + Path("steady.kvs").string() + " --plot " + plot), 2,
                   "heat: " + plot + ": cannot be written: ");
-    // Even before it looks for the store.
+    // Refused even before it looks for the store.
     ExpectOneLine(Run("history " + Path("none.kvs").string() + " --plot " + plot), 2,
                   "heat: " + plot + ": cannot be written: ");
   }
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
-TEST_F(HeatProgram, PlotsThroughALinkThatStaysOne) {
+TEST_F(HeatProgram, PlotsThroughALinkAndKeepsTheLink) {
   ASSERT_EQ(Analyse(Data("mixed.msh"), "steady.kvs").status, 0);
   std::ofstream(Path("plot.svg")) << "an older plot";
   fs::create_symlink("plot.svg", Path("link.svg"));
@@ -146,7 +146,7 @@ TEST_F(HeatProgram, PlotsThroughALinkThatStaysOne) {
   EXPECT_NE(Contents(Path("plot.svg")).find("</svg>"), std::string::npos);
 }
 
-TEST_F(HeatProgram, DoesNotPlotOverItsStore) {
+TEST_F(HeatProgram, DoesNotOverwriteItsStoreWithAPlot) {
   ASSERT_EQ(Analyse(Data("mixed.msh"), "steady.kvs").status, 0);
   std::string const before = Contents(Path("steady.kvs"));
   fs::create_symlink("steady.kvs", Path("link.svg"));
@@ -156,14 +156,14 @@ TEST_F(HeatProgram, DoesNotPlotOverItsStore) {
   EXPECT_EQ(Contents(Path("steady.kvs")), before);
 }
 
-TEST_F(HeatProgram, ReportOfARunOverTimePointsToItsHistory) {
+TEST_F(HeatProgram, ReportOfATransientRunPointsToItsHistory) {
   std::string const store = Path("run.kvs").string();
   ASSERT_EQ(Run("transient " + Data("mixed.msh") + " --steps 6 --dt 60 --store " + store).status, 0);
   ExpectOneLine(Run("report " + store), 2,
-                store + ": this is a run over time; see it with heat history " + store);
+                store + ": this is a transient run; show it with heat history " + store);
 }
 
-TEST_F(HeatProgram, RefusesAFileThatIsNoStoreAndLeavesItAsItIs) {
+TEST_F(HeatProgram, RefusesAFileThatIsNotAStoreAndLeavesItUnchanged) {
   std::ofstream(Path("letter.txt")) << "Dear reader,\n";
   ExpectOneLine(Run("report " + Path("letter.txt").string()), 2, "letter.txt: This is not a store.");
   EXPECT_EQ(Contents(Path("letter.txt")), "Dear reader,\n");
@@ -200,16 +200,16 @@ TEST_F(HeatProgram, FullStandardOutputIsAnErrorOfEachCommand) {
   refused("resume " + run + " --steps 8");
   refused("--help");
   refused("report --help");
-  // What was saved before stays saved.
+  // What was saved earlier stays saved.
   EXPECT_NE(Run("history " + run).out.find("8 of 8\n"), std::string::npos);
   EXPECT_EQ(Run("report " + steady).status, 0);
 }
 
-TEST_F(HeatProgram, ExplainsHowItIsCalled) {
+TEST_F(HeatProgram, PrintsItsUsage) {
   Outcome const help = Run("--help");
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("analyse"), std::string::npos);
-  EXPECT_NE(help.out.find("2 called wrongly, also when --store names a file that exists"), std::string::npos)
+  EXPECT_NE(help.out.find("2 wrong call, also if --store names a file that exists"), std::string::npos)
       << help.out;
   EXPECT_EQ(Run("").status, 2);
   EXPECT_EQ(Run("analyse").status, 2);

@@ -1,4 +1,4 @@
-// Runs the program's transient commands as a person would: every call is a process of its own, and some are
+// Runs the program's transient commands as a user would: each call is a separate process, and some are
 // killed.
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The number that a pattern's first group finds, -1 for none.
+// The number in a pattern's first group; -1 if it is not found.
 long NumberIn(std::string const& text, std::string const& pattern) {
   std::smatch match;
   return std::regex_search(text, match, std::regex(pattern)) ? std::stol(match[1]) : -1;
@@ -57,8 +57,8 @@ class HeatTransientProgram : public testing::Test {
     return Run("compare " + Path(first) + " " + Path(second));
   }
 
-  // Starts a program and kills it once it has told of so many checkpoints. Whether it was killed while it
-  // ran, not after its end.
+  // Starts a program and kills it after it has reported the given number of checkpoints. Returns whether it
+  // was still running then.
   static bool RunAndKill(std::vector<std::string> const& arguments, int checkpoints) {
     int ends[2];
     if (pipe(ends) != 0) std::abort();
@@ -91,7 +91,7 @@ class HeatTransientProgram : public testing::Test {
                       checkpoints);
   }
 
-  // One line, from this program, with this text in it; and nothing on standard output.
+  // Expects one line from this program, containing this text, and nothing on standard output.
   static void ExpectOneLine(Outcome const& outcome, int status, std::string const& text) {
     EXPECT_EQ(outcome.status, status) << outcome.err;
     EXPECT_EQ(outcome.out, "");
@@ -100,9 +100,9 @@ class HeatTransientProgram : public testing::Test {
     EXPECT_NE(outcome.err.find(text), std::string::npos) << outcome.err;
   }
 
-  // The memory of a run, as it tells it.
+  // The peak memory of a run, as it prints it.
   long PeakKilobytes(std::string const& arguments) const {
-    // What was freed would count under the address sanitizer, which keeps it from being used again.
+    // The address sanitizer keeps freed memory, which would count; let it keep little.
     Outcome const outcome = Run(arguments + " --memory", "ASAN_OPTIONS=$ASAN_OPTIONS:quarantine_size_mb=1");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     return NumberIn(outcome.out, "peak memory +([0-9]+) kB");
@@ -121,7 +121,7 @@ class HeatTransientProgram : public testing::Test {
 
 } // namespace
 
-TEST_F(HeatTransientProgram, TellsOfEachCheckpointAndOfTheRun) {
+TEST_F(HeatTransientProgram, ReportsEachCheckpointAndTheRun) {
   Outcome const run = Transient("run.kvs", 250, 100, 0.5);
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.err, "");
@@ -140,7 +140,7 @@ TEST_F(HeatTransientProgram, ShowsHowTheBracketWarmsUp) {
   ASSERT_EQ(history.status, 0) << history.err;
   EXPECT_EQ(NumberIn(history.out, "steps +([0-9]+) of 100\n"), 100);
   EXPECT_EQ(NumberIn(history.out, "nodes +([0-9]+)\n"), 782);
-  // The hottest is held; the others start with the air and are warm at the end.
+  // The hottest node is fixed; the others start at the temperature of the air and are warm at the end.
   EXPECT_TRUE(std::regex_search(history.out, std::regex(" 0 s +120.00 °C +20.00 °C +20.00 °C\n")))
       << history.out;
   EXPECT_TRUE(std::regex_search(history.out, std::regex(" 5000 s +120.00 °C +94.\\d+ °C +68.\\d+ °C\n")))
@@ -169,7 +169,7 @@ TEST_F(HeatTransientProgram, ShowsTheNodesThatAreNamed) {
   ExpectOneLine(Run("history " + Path("run.kvs") + " --nodes 1,2,3,4,5,6,7"), 2, "7 nodes are too many");
 }
 
-TEST_F(HeatTransientProgram, KilledRunGoesOnToTheSameBitsAsAWholeOne) {
+TEST_F(HeatTransientProgram, ResumedRunHasTheSameBitsAsAnUninterruptedOne) {
   MakeRun("whole.kvs", 4000, 100);
   ASSERT_TRUE(RunAndKill("killed.kvs", 4000, 100, 3));
   Outcome const resumed = Run("resume " + Path("killed.kvs"));
@@ -183,7 +183,7 @@ TEST_F(HeatTransientProgram, KilledRunGoesOnToTheSameBitsAsAWholeOne) {
   EXPECT_EQ(compared.out, std::to_string(4001 * 782) + " elements, equal in every bit\n");
 }
 
-TEST_F(HeatTransientProgram, RunThatIsKilledAgainAndAgainComesToTheSameBits) {
+TEST_F(HeatTransientProgram, RunKilledRepeatedlyHasTheSameBits) {
   MakeRun("whole.kvs", 3000, 50);
   ASSERT_TRUE(RunAndKill("killed.kvs", 3000, 50, 2));
   for (int i = 0; i < 4; ++i) ASSERT_TRUE(RunAndKill({"heat", "resume", Path("killed.kvs")}, 1 + 2 * i));
@@ -222,9 +222,9 @@ TEST_F(HeatTransientProgram, RunInStretchesHasTheSameBitsWhateverTheCheckpoints)
 TEST_F(HeatTransientProgram, FinishedRunIsNotResumed) {
   MakeRun("run.kvs", 20, 10);
   std::string const before = Contents(Path("run.kvs"));
-  ExpectOneLine(Run("resume " + Path("run.kvs")), 2, "the run is finished: all 20 steps are there");
+  ExpectOneLine(Run("resume " + Path("run.kvs")), 2, "the run is finished: all 20 steps are computed");
   ExpectOneLine(Run("resume " + Path("run.kvs") + " --steps 20"), 2, "the run is finished");
-  ExpectOneLine(Run("resume " + Path("run.kvs") + " --steps 19"), 2, "past step 19 already, at step 20");
+  ExpectOneLine(Run("resume " + Path("run.kvs") + " --steps 19"), 2, "already at step 20, past step 19");
   EXPECT_EQ(Contents(Path("run.kvs")), before);
 }
 
@@ -236,12 +236,12 @@ TEST_F(HeatTransientProgram, ComparisonFindsTheFirstDifference) {
   EXPECT_EQ(compared.err, "");
   EXPECT_NE(compared.out.find("the histories differ: " + std::to_string(21 * 782) + " elements each\n"),
             std::string::npos);
-  // The fields to start from are equal.
+  // The initial fields are equal.
   EXPECT_GE(NumberIn(compared.out, "first difference at element ([0-9]+)"), 782);
   EXPECT_EQ(NumberIn(compared.out, "\\(step ([0-9]+), node"), 1);
 }
 
-TEST_F(HeatTransientProgram, NamesStoresThatHaveNoRun) {
+TEST_F(HeatTransientProgram, NamesStoresWithoutARun) {
   ASSERT_EQ(Run("analyse " + Mesh() + " --store " + Path("steady.kvs")).status, 0);
   MakeRun("run.kvs", 5, 5);
   for (std::string const call : {"resume ", "history "})
@@ -251,7 +251,7 @@ TEST_F(HeatTransientProgram, NamesStoresThatHaveNoRun) {
   EXPECT_FALSE(fs::exists(Path("none.kvs")));
 }
 
-TEST_F(HeatTransientProgram, LeavesAStoreThatExistsAsItIs) {
+TEST_F(HeatTransientProgram, LeavesAnExistingStoreUnchanged) {
   MakeRun("run.kvs", 5, 5);
   std::string const before = Contents(Path("run.kvs"));
   ExpectOneLine(Transient("run.kvs", 5, 5), 2, "run.kvs: the file exists already");
@@ -295,7 +295,7 @@ TEST_F(HeatTransientProgram, MemoryOfARunDoesNotGrowWithItsSteps) {
   EXPECT_LT(static_cast<double>(many), 1.04 * static_cast<double>(few)) << few << " kB, then " << many;
 }
 
-TEST_F(HeatTransientProgram, TellsTheSizeOfTheHistory) {
+TEST_F(HeatTransientProgram, PrintsTheSizeOfTheHistory) {
   Outcome const run = Run(Options("run.kvs", 30, 10) + " --memory");
   EXPECT_EQ(NumberIn(run.out, "history +([0-9]+) bytes\n"), 31 * 782 * 8);
   Outcome const resumed = Run("resume " + Path("run.kvs") + " --steps 40 --memory");

@@ -9,7 +9,7 @@
 ///       cls_MementoWrite* MakeBaseWriteObj(unsigned int, cls_Uid const&) override { return nullptr; }
 ///     };
 ///
-/// NeedsDeletion is passed on, too: a forwarding memento on the stack needs a target that answers false.
+/// NeedsDeletion is forwarded too: a forwarding memento on the stack needs a target that answers false.
 template <class Interface> class Forwarding {
  public:
   explicit Forwarding(Interface& target) : m_Target(target) {}

@@ -4,7 +4,7 @@
 
 #include "tests/support/backend/RecordingBackEnd.h"
 
-// The other tests trust these classes, so what they rely on is proved here.
+// Tests of the test classes that other tests rely on.
 
 namespace {
 
@@ -53,7 +53,7 @@ TEST_F(TestBackEnd, FailsAtTheCallThatWasAskedFor) {
                    R"(write1.Write(field 1 "m_A", bool true))"}));
 }
 
-TEST_F(TestBackEnd, CountsTheObjectsThatLive) {
+TEST_F(TestBackEnd, CountsLiveObjects) {
   auto* const memento = new RecordingMementoWrite(m_Recorder);
   RecordingListWriter<int> const list(m_Recorder);
   EXPECT_EQ(m_Recorder.Live(), Lines({"write1", "listWriter1"}));

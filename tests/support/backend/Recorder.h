@@ -18,12 +18,12 @@ class RecordedObject;
 class RecordingMementoRead;
 class RecordingMementoWrite;
 
-/// What a recording back end throws where a test told it to fail.
+/// Thrown by a recording back end where a test told it to fail.
 struct BackEndFailure : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The log, the answers and the accounting that all objects of one recording back end share.
+/// The log, answers and accounting shared by all objects of a recording back end.
 ///
 ///     Recorder recorder;
 ///     recorder.Name(uid, "U");
@@ -31,8 +31,8 @@ struct BackEndFailure : std::runtime_error {
 ///     { cls_WriteVisitor visitor(recorder.NewWriter()); wrapper.DBWrite(visitor); }
 ///     EXPECT_EQ(recorder.TakeLines(), Lines({"write1.MakeWriteListPrim(tag int 0, int 1) = ...", ...}));
 ///
-/// Objects are named by their kind and a number: write1, write2, read1, listWriter1 and so on. At its end the
-/// recorder deletes the objects that it was told to keep and fails the test for every other one still alive.
+/// Objects are named by kind and number: write1, write2, read1, listWriter1 and so on. The recorder's
+/// destructor deletes the objects it was told to keep, and fails the test for every other one still alive.
 class Recorder {
  public:
   Recorder() = default;
@@ -40,68 +40,68 @@ class Recorder {
   Recorder(Recorder const&) = delete;
   Recorder& operator=(Recorder const&) = delete;
 
-  // --- Objects to begin with; the receiver deletes them as any other of the back end.
+  // --- Initial objects; the receiver deletes them like any other object of the back end.
   [[nodiscard]] RecordingMementoWrite* NewWriter();
   [[nodiscard]] RecordingMementoRead* NewReader();
 
-  // --- The log: one line a call, "object.Operation(arguments) = result", "~object" for a deletion.
+  // --- The log: one line per call, "object.Operation(arguments) = result", or "~object" for a deletion.
   [[nodiscard]] std::vector<std::string> const& Lines() const { return m_Lines; }
   std::vector<std::string> TakeLines() { return std::exchange(m_Lines, {}); }
 
-  /// How an identity, an object, a copy-on-write holder or a proxy is called in the log; "?" without a name.
+  /// Names an identity, an object, a copy-on-write holder or a proxy in the log; without a name it is "?".
   void Name(cls_Uid const& uid, std::string name) { Name(uid.Entry(), std::move(name)); }
   void Name(void const* object, std::string name) { m_Names[object] = std::move(name); }
 
   // --- Accounting.
-  /// The names of the objects that are alive, in the order of making.
+  /// The names of the live objects, in order of creation.
   [[nodiscard]] std::vector<std::string> Live() const;
   /// How many objects were made so far.
   [[nodiscard]] int Made() const { return m_Made; }
 
   // --- Answers.
-  /// NeedsDeletion of this object answers false from now on, and true again after Give.
+  /// Makes this object's NeedsDeletion answer false; after Give it answers true again.
   void Keep(std::string const& object) { m_Kept.insert(object); }
   void Give(std::string const& object) { m_Kept.erase(object); }
-  /// NeedsDeletion of every object answers false.
+  /// Makes NeedsDeletion of every object answer false.
   void KeepAll() { m_KeepAll = true; }
 
-  /// Every operation that makes the memento of an object to write answers null.
+  /// Makes every operation that creates an object's write memento return null.
   void DeclineObjects() { m_DeclineObjects = true; }
 
-  /// What a scalar read of a field yields, instead of its default. `field` is the field's name, or
-  /// "read2.name" for the object of that name only.
+  /// Sets the result of a scalar read of a field, instead of the default. `field` is the field's name, or
+  /// "read2.name" for only that object.
   template <class T> void Store(std::string const& field, T value) { m_Values[field] = value; }
   void Store(std::string const& field, char const* text) { m_Values[field] = cow_String(text); }
 
-  /// What FieldIsPresent and DataIsPresent answer for a field; 0 when not set.
+  /// Sets what FieldIsPresent and DataIsPresent answer for a field; the default is 0.
   void SetFieldPresent(std::string const& field, int answer) { m_FieldPresent[field] = answer; }
   void SetDataPresent(std::string const& field, int answer) { m_DataPresent[field] = answer; }
 
-  /// What list readers and list agents of `T` yield.
+  /// Sets what list readers and list agents of `T` return.
   template <class T> void StoreList(std::vector<T> elements) {
     m_Count = static_cast<int>(elements.size());
     m_Values[ListKey<T>()] = std::move(elements);
   }
-  /// What Count answers, where it differs from what the reader yields; what RowWidth answers.
+  /// Sets the answers of Count, if different from the stored elements, and of RowWidth.
   void SetCount(int count) { m_Count = count; }
   void SetRowWidth(int width) { m_RowWidth = width; }
 
-  /// What map readers from `K` to `T` yield, in order.
+  /// Sets what map readers from `K` to `T` return, in order.
   template <class K, class T> void StoreMap(std::vector<std::pair<K, T>> entries) {
     m_Values[MapKey<K, T>()] = std::move(entries);
   }
-  /// The keys of the stored object maps, and of map agents.
+  /// Sets the keys of stored object maps and of map agents.
   template <class K> void StoreKeys(std::vector<K> keys) { m_Values[KeysKey<K>()] = std::move(keys); }
-  /// How many elements the stored object lists have.
+  /// Sets the number of elements of stored object lists.
   void SetObjectCount(int count) { m_ObjectCount = count; }
 
-  /// What ClassId and ClassVersion answer; 1 and -1 when not set.
+  /// Sets what ClassId and ClassVersion answer; the defaults are 1 and -1.
   void SetClass(unsigned int classId, int version) {
     m_ClassId = classId;
     m_ClassVersion = version;
   }
 
-  /// The `nth` call (from now on) of an operation of this name throws BackEndFailure, after it was logged.
+  /// Makes the `nth` call (from now) of an operation with this name throw BackEndFailure, after logging it.
   void FailAt(std::string operation, int nth = 1) {
     m_FailOperation = std::move(operation);
     m_FailCountdown = nth;
@@ -124,7 +124,7 @@ class Recorder {
   [[nodiscard]] int ClassVersion() const { return m_ClassVersion; }
   [[nodiscard]] int ObjectCount() const { return m_ObjectCount; }
 
-  /// The stored value of a field, null when there is none of this type.
+  /// The stored value of a field; null if there is none of this type.
   template <class T>
   [[nodiscard]] T const* Stored(std::string const& object, cls_FieldHandle const& field) const {
     std::string const name(field.Name().View());
@@ -141,7 +141,7 @@ class Recorder {
     return FindOr<std::vector<K>>(KeysKey<K>());
   }
 
-  /// Counts an object in and gives it its name.
+  /// Counts a new object and names it.
   std::string Enter(RecordedObject* object, std::string const& kind);
   void Leave(RecordedObject* object);
 
@@ -166,7 +166,7 @@ class Recorder {
   std::vector<std::string> m_Lines;
   std::map<void const*, std::string> m_Names;
   std::vector<RecordedObject*> m_Live;
-  std::map<std::string, int> m_Numbers; // the last number of each kind
+  std::map<std::string, int> m_Numbers; // last number used for each kind
   int m_Made = 0;
   std::set<std::string> m_Kept;
   bool m_KeepAll = false;
@@ -183,7 +183,7 @@ class Recorder {
   int m_FailCountdown = 0;
 };
 
-/// A part of every object of a recording back end: its name, its log and its place in the accounting.
+/// Part of every object of a recording back end: its name, log and accounting.
 class RecordedObject {
  public:
   RecordedObject(Recorder& recorder, std::string const& kind)
@@ -195,19 +195,19 @@ class RecordedObject {
   [[nodiscard]] std::string const& ObjectName() const { return m_Name; }
 
  protected:
-  /// Logs a call with its arguments; throws where the test told so.
+  /// Logs a call with its arguments; throws if the test asked for a failure.
   template <class... Args> void Log(char const* operation, Args const&... args) const;
 
-  /// Logs an answer behind the call and returns it.
+  /// Logs an answer after the call and returns it.
   template <class T> T Answer(T answer) const;
 
-  /// Logs the name of a newly made object behind the call.
+  /// Logs the name of a new object after the call.
   template <class T> T* AnswerMade(T* made) const {
     m_Recorder.LogResult(made == nullptr ? "null" : made->ObjectName());
     return made;
   }
 
-  /// The memento of an object to write, null where the recorder declines.
+  /// The memento of an object to write; null if the recorder declines.
   RecordingMementoWrite* AnswerWriter() const;
   RecordingMementoRead* AnswerReader() const;
 
@@ -222,7 +222,7 @@ class RecordedObject {
   std::string m_Name;
 };
 
-// --- How arguments are shown in the log.
+// --- The format of arguments in the log.
 
 template <class T> inline constexpr char const* ScalarName = nullptr;
 template <> inline constexpr char const* ScalarName<bool> = "bool";
@@ -239,10 +239,10 @@ template <> inline constexpr char const* ScalarName<unsigned long long> = "ulong
 
 /// `"text"`, or `no text`.
 std::string ShownText(cow_String const& text);
-/// A number with the fewest digits that tell it from every other.
+/// The shortest digits that identify a number uniquely.
 std::string ShownNumber(double value);
 
-/// Decimal, but hexadecimal where it is large enough to be a class ID.
+/// Decimal, or hexadecimal if it is large enough to be a class ID.
 std::string ShownUnsigned(unsigned int value);
 
 /// The type and the value, as "int 5", "string "a"", "bool true".
@@ -296,5 +296,5 @@ template <class K> std::string Recorder::KeysKey() {
   return std::string("keys of ") + ScalarName<K>;
 }
 
-/// The expected lines of a log, for comparison with TakeLines.
+/// The expected lines of a log, to compare with TakeLines.
 using Lines = std::vector<std::string>;

@@ -8,7 +8,7 @@
 #include "persist/backend/cls_AgentMapKey2Obj.h"
 #include "tests/support/backend/Recorder.h"
 
-// The agents of the recording back end: they log, count their references and answer from the recorder.
+// The agents of the recording back end: they log, count references and answer from the recorder.
 
 /// The slots that all agents have.
 template <class Interface> class RecordedAgent : public Interface, public RecordedObject {

@@ -9,7 +9,7 @@ Recorder::~Recorder() {
   while (!m_Live.empty()) {
     RecordedObject* const object = m_Live.back();
     EXPECT_TRUE(IsKept(object->ObjectName())) << object->ObjectName() << " was never deleted";
-    delete object; // leaves m_Live
+    delete object; // removes it from m_Live
   }
 }
 

@@ -8,10 +8,10 @@
 #include "tests/support/backend/RecordingAgents.h"
 #include "tests/support/backend/RecordingCollections.h"
 
-/// A storage back end that stores nothing: each call becomes one line of the recorder's log, and the answers
-/// are the recorder's. See Recorder for how a test uses it.
+/// A storage back end that stores nothing: each call becomes a line in the recorder's log, and answers come
+/// from the recorder. See Recorder for its use in tests.
 
-/// The recording class of each interface that a memento makes.
+/// The recording class for each interface that a memento creates.
 template <class Interface> struct RecordingOf;
 template <class T> struct RecordingOf<cls_WriteListPrim<T>> { using Type = RecordingListWriter<T>; };
 template <class T> struct RecordingOf<cls_WriteMapInt2Prim<T>> {
@@ -125,7 +125,7 @@ class RecordingMementoRead : public MementoReadSlots<RecordingMementoRead>, publ
   }
 };
 
-// --- Operations that make mementos, which the collections' header cannot see.
+// --- Operations that create mementos, which the collections' header cannot see.
 
 template <class K, class Interface>
 cls_MementoWrite* RecordingMapObjWriter<K, Interface>::MakeWriteObj(K const& key, unsigned int classId,

@@ -8,10 +8,10 @@
 #include "persist/backend/cls_WriteObjects.h"
 #include "tests/support/backend/Recorder.h"
 
-// The collection builders and cursors of the recording back end. Builders only log; cursors walk what the
-// recorder was told to store, and fail with BackEndFailure when they are asked beyond the end.
+// The collection builders and cursors of the recording back end. Builders only log; cursors walk the entries
+// stored in the recorder and throw BackEndFailure when read beyond the end.
 
-/// A part of the recording classes whose interface asks NeedsDeletion.
+/// Part of the recording classes whose interface has NeedsDeletion.
 template <class Interface> class RecordedCollection : public Interface, public RecordedObject {
  public:
   using RecordedObject::RecordedObject;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,7 @@
 #include "tests/support/backend/MementoSlots.h"
 #include "tests/support/backend/Recorder.h"
 
-/// The element that stands for a number in tests of lists; different numbers below 2^20 differ, bool apart.
+/// The element for a number in tests of lists; for numbers below 2^20 elements are distinct, except for bool.
 template <class T> T NumberedElement(int number) {
   if constexpr (std::is_same_v<T, cow_String>)
     return cow_String("element " + std::to_string(number));
@@ -22,15 +23,15 @@ template <class T> T NumberedElement(int number) {
     return static_cast<T>(number * 7 - 3);
 }
 
-/// A stored list that a vector keeps, and what its agents are told to answer. It counts what they are asked.
+/// A stored list kept in a vector, and the answers of its agents. It counts their calls.
 ///
 ///     StoredList<int> list;
 ///     array.DBWrite(cls_WriteVisitor(new StoredListWriter<int>(list)));
 ///     EXPECT_EQ(list.m_Elements, ...);
 ///     cls_ArrayPrim<int> again(cls_ReadVisitor(new StoredListReader<int>(list)));
 ///
-/// Agents are deleted by their holders; the list fails the test for every one that is left at its end.
-/// bool is kept as char, so that runs are arrays.
+/// Agents are deleted by their holders; the list's destructor fails the test for each one left. bool is
+/// stored as char, so that runs are arrays.
 template <class T> class StoredList {
  public:
   using Slot = std::conditional_t<std::is_same_v<T, bool>, char, T>;
@@ -45,28 +46,29 @@ template <class T> class StoredList {
 
   [[nodiscard]] int Count() const { return static_cast<int>(m_Elements.size()); }
 
-  /// The calls so far, "WriteRun(0, 2048)", and forgets them. Only kept when m_KeepsCalls.
+  /// Returns the calls so far, such as "WriteRun(0, 2048)", and clears them. Recorded only if m_KeepsCalls.
   Lines TakeCalls() { return std::exchange(m_Calls, {}); }
 
   std::vector<Slot> m_Elements;
-  cls_Uid m_Uid; ///< what a reader says the list's identity is
+  cls_Uid m_Uid; ///< the list's identity as readers report it
 
   // --- Answers.
   int m_SizeHint = 1; ///< also set by writing
   bool m_Changed = false;
   bool m_ReadOnly = false;
-  int m_FailingWrites = 0; ///< so many writes throw BackEndFailure and store nothing
+  int m_FailingWrites = 0;        ///< the next so many writes throw BackEndFailure and store nothing
+  std::function<void()> m_AtRead; ///< called at the start of each read; may throw
 
   // --- Accounting.
   bool m_KeepsCalls = true;
   Lines m_Calls;
   int m_LiveAgents = 0;
   int m_MadeAgents = 0;
-  int m_References = 0; ///< of all agents
+  int m_References = 0; ///< of all agents together
   long m_Reads = 0;
   long m_Writes = 0;
   long m_Flushes = 0;
-  std::vector<cls_PC*> m_Holders; ///< in the order of registering
+  std::vector<cls_PC*> m_Holders; ///< in order of registration
 };
 
 template <class T> class StoredListAgent : public cls_AgentListPrim<T> {
@@ -112,6 +114,7 @@ template <class T> class StoredListAgent : public cls_AgentListPrim<T> {
   int ReadRun(int firstIndex, int count, T* destination) override {
     NoteRun("ReadRun", firstIndex, count);
     ++m_List.m_Reads;
+    if (m_List.m_AtRead) m_List.m_AtRead();
     int const read = std::max(std::min(m_List.Count() - firstIndex, count), 0);
     if (read > 0) std::copy_n(m_List.m_Elements.begin() + firstIndex, read, destination);
     return read;
@@ -153,8 +156,8 @@ template <class T> class StoredListAgent : public cls_AgentListPrim<T> {
   int m_References = 0;
 };
 
-/// The memento of an object that is one stored list. Answers agents on it and fails the test for all other
-/// calls. Its visitor deletes it.
+/// The memento of an object that is one stored list. It provides agents on the list and fails the test for
+/// all other calls. Its visitor deletes it.
 template <class T> class StoredListWriter : public MementoWriteSlots<StoredListWriter<T>> {
  public:
   explicit StoredListWriter(StoredList<T>& list) : m_List(list) {}
@@ -205,7 +208,7 @@ template <class T> class StoredListReader : public MementoReadSlots<StoredListRe
   StoredList<T>& m_List;
 };
 
-/// Stores an array, or whatever has a DBWrite, as this list.
+/// Stores an array, or anything with a DBWrite, as this list.
 template <class Array, class T> void StoreAs(Array const& array, StoredList<T>& list) {
   cls_WriteVisitor const visitor(new StoredListWriter<T>(list));
   array.DBWrite(visitor);

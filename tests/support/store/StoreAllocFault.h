@@ -1,16 +1,16 @@
 #pragma once
 
-/// Makes allocations fail: calls of the language's operator new, of mem_Malloc and of SQLite's allocator,
-/// which are counted together. A program that uses this compiles StoreAllocFault.cpp, which replaces the
-/// operators. For programs of one thread.
+/// Makes allocations fail: calls of operator new, of mem_Malloc and of SQLite's allocator, counted together.
+/// Programs that use this compile StoreAllocFault.cpp, which replaces the operators. For single-threaded
+/// programs.
 class StoreAllocFault {
  public:
-  /// Before anything uses SQLite, and once.
+  /// Call once, before anything uses SQLite.
   static void Install();
-  /// From the `step`-th allocation from now on (1 is the next) `count` of them fail; -1 for all.
+  /// Fails `count` allocations starting with the `step`-th from now (1 is the next); -1 fails all.
   static void FailFrom(long long step, long long count) noexcept;
-  /// All succeed again.
+  /// Stops failing.
   static void Stop() noexcept;
-  /// Whether one has failed since FailFrom.
+  /// Whether any has failed since FailFrom.
   [[nodiscard]] static bool HasFailed() noexcept;
 };

@@ -10,9 +10,9 @@
 #include "collections/cls_SimpleArrayPrim.h"
 #include "tests/support/store/StoreTest.h"
 
-// Objects with bulk arrays, for tests of what happens to arrays around them.
+// Objects with bulk arrays, for tests of what happens to arrays in saves and transactions.
 
-/// An object with one bulk array in its field, written by `m_Before` and `m_After` too, which may throw.
+/// An object with a bulk array in a field, written between `m_Before` and `m_After`, which may throw.
 template <class Array> struct ArrayHolder {
   static constexpr unsigned int TypeId() noexcept { return 0x740011; }
   static cls_FieldHandle Field() { return {0, "m_Array"_cow}; }
@@ -25,7 +25,7 @@ template <class Array> struct ArrayHolder {
     try {
       m_Array.Release();
     } catch (...) {
-      m_Array.Detach(); // so that its blocks can go
+      m_Array.Detach(); // frees its blocks for collection
     }
     m_Array.DropBlocks();
   }
@@ -46,7 +46,7 @@ template <class Array> struct ArrayHolder {
 
 using DoubleHolder = ArrayHolder<cls_ArrayPrim<double>>;
 
-/// Fixture with stores of such objects, all doubles.
+/// Fixture with stores of such objects, with double elements.
 class StoreArrayTest : public StoreFileTest {
  protected:
   static cls_ClassRegistrar const& Classes() {
@@ -71,7 +71,7 @@ class StoreArrayTest : public StoreFileTest {
   template <class Array> static void Fill(Array& array, int count) {
     for (int i = array.Size(); i < count; ++i) array.Append(i / 2.0);
   }
-  /// An object of so many elements, saved as "array" in a new store.
+  /// An object with this many elements, saved as "array" in a new store.
   void Make(int count, std::string_view name = "test.kvs") const {
     sto_Store store = Create(name);
     DoubleHolder holder;
@@ -88,12 +88,12 @@ class StoreArrayTest : public StoreFileTest {
     for (int i = 0; i < count; ++i) numbers.push_back(i / 2.0);
     return numbers;
   }
-  /// What another session loads.
+  /// Loads the object in another session.
   std::vector<double> Stored(std::string_view name = "test.kvs", std::string_view root = "array") const {
     sto_Store store = Open(sto_Mode::ReadOnly, name);
     return Elements(store.Load<DoubleHolder>(root)->m_Array);
   }
-  /// Saves something that raises after it has written an object.
+  /// Saves an object and then throws.
   static void SaveThatFails(sto_Store& store) {
     EXPECT_THROW(SaveFields(
                      store, [](cls_WriteVisitor const&) { throw std::runtime_error("no"); }, "other"),

@@ -8,10 +8,10 @@
 #include <csignal>
 #include <functional>
 
-/// What a process of the tests' own making came to, when it did not fail by itself.
+/// The result of a child process that did not run to its end.
 inline constexpr int StoreChildFailed = 99;
 
-/// Starts a process that does `work` and ends with its result; StoreChildFailed when it raises.
+/// Starts a process that runs `work` and exits with its result, or with StoreChildFailed on an exception.
 inline pid_t StartStoreChild(std::function<int()> const& work) {
   pid_t const child = fork();
   if (child != 0) return child;
@@ -23,7 +23,7 @@ inline pid_t StartStoreChild(std::function<int()> const& work) {
   _exit(code);
 }
 
-/// Waits for its end: its result, or minus the signal that ended it.
+/// Waits for its end. Returns its exit code, or minus the signal that ended it.
 inline int WaitForStoreChild(pid_t child) {
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);

@@ -12,13 +12,13 @@
 
 // Persisted classes of the store's tests.
 
-/// Options of a store that also looks for slips in the tests' own classes.
+/// Options of a store that also checks the tests' own classes strictly.
 inline sto_Options Strict(sto_Options options = {}) {
   options.m_Strict = true;
   return options;
 }
 
-/// An object whose fields are written and read by the test itself.
+/// An object whose fields the test itself writes and reads.
 class Scripted {
  public:
   using WriteFields = std::function<void(cls_WriteVisitor const&)>;
@@ -39,10 +39,10 @@ class Scripted {
 
   WriteFields m_Write;
   cls_Uid m_Uid;
-  static inline ReadFields s_Read; ///< what the reading constructor does
+  static inline ReadFields s_Read; ///< called by the reading constructor
 };
 
-/// A node of a graph: three fields that hold other nodes.
+/// A node of a graph, with three fields for other nodes.
 class Node {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x700002; }
@@ -74,7 +74,7 @@ class Node {
   }
 };
 
-/// Three levels of one class, each with a field of the same name and an identity of its own.
+/// Three levels of inheritance, each with a field of the same name and its own identity.
 class Bottom {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x700003; }
@@ -122,8 +122,7 @@ class Top : public Middle {
   cls_Uid m_TopUid;
 };
 
-// The declarations say nothing about how objects are built, because some tests ask for them as other C++
-// classes.
+// The declarations do not say how objects are built, because some tests request them as other C++ classes.
 
 inline void DeclareNode(cls_ClassRegistrar& registrar, int version = 1) {
   registrar.CreateClassMD("Node"_cow, Node::TypeId(), version, nullptr, 1)
@@ -133,10 +132,11 @@ inline void DeclareNode(cls_ClassRegistrar& registrar, int version = 1) {
       .AddAttribute(cls_FieldHandle(3, "m_Back"_cow), ATTR_OBJECT, 1, COLLECTION_NONE);
 }
 
-/// A type of the host's, which takes every value.
+/// A type of the host, which accepts every value.
 inline constexpr auto AnyType = static_cast<cls_AttributeType>(9000);
 
-/// Declares Bottom, Middle and Top in these versions, with what tests write besides into the lower two.
+/// Declares Bottom, Middle and Top in these versions, with the extra attributes that tests write into the
+/// lower two.
 inline void DeclareLevels(cls_ClassRegistrar& registrar, int bottom, int middle, int top) {
   cls_FieldHandle const value(0, "m_Value"_cow);
   registrar.CreateClassMD("Bottom"_cow, Bottom::TypeId(), bottom, nullptr, 1)
@@ -151,15 +151,16 @@ inline void DeclareLevels(cls_ClassRegistrar& registrar, int bottom, int middle,
       .AddAttribute(value, ATTR_DOUBLE, 1, COLLECTION_NONE);
 }
 
-/// Declares Scripted, over a base class, with attributes of every name that the tests use: lists of int under
-/// the names of lists, values of any type under the others. Their numbers cover the fields without name.
+/// Declares Scripted, with the given base class and all attribute names that the tests use: lists of int
+/// under the names of lists, values of any type under the others. Their numbers cover the fields without a
+/// name.
 inline void DeclareScripted(cls_ClassRegistrar& registrar,
                             unsigned int base = cls_ClassMetadata::RootClassId) {
   cls_ClassMetadata& scripted = registrar.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, base);
   auto const declare = [&](int number, std::string const& name, cls_CollectionType collection) {
     scripted.AddAttribute(cls_FieldHandle(number, cow_String(name)), AnyType, 1, collection);
   };
-  int number = 1000; // beyond those of the fields without name
+  int number = 1000; // above those of the fields without a name
   for (char const* const name :
        {"After",  "Back",      "Bad",      "Before", "Bytes", "Char",      "Child", "Double", "Field",
         "Float",  "Good",      "Greatest", "Held",   "Int",   "Label",     "Late",  "Least",  "Left",
@@ -174,7 +175,7 @@ inline void DeclareScripted(cls_ClassRegistrar& registrar,
     declare(number++, name, COLLECTION_LIST_INT);
 }
 
-/// The classes of the tests: each in the version that the tests write.
+/// The classes of the tests, in the versions that the tests write.
 inline cls_ClassRegistrar const& TestClasses() {
   static cls_ClassRegistrar const& registrar = [&]() -> cls_ClassRegistrar const& {
     static cls_ClassRegistrar classes;
@@ -191,7 +192,7 @@ inline void SaveFields(sto_Store& store, Scripted::WriteFields write, std::strin
   store.Save(root, Scripted(std::move(write)));
 }
 
-/// Loads it, with `read` as the reading constructor.
+/// Loads it; `read` acts as the reading constructor.
 inline std::unique_ptr<Scripted> LoadFields(sto_Store& store, Scripted::ReadFields read,
                                             std::string_view root = "root") {
   struct Reset {

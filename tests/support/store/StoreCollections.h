@@ -15,14 +15,14 @@
 #include "tests/support/store/StoreClasses.h"
 #include "tests/support/store/StoreFile.h"
 
-// What the tests of maps, tables and collections of objects have in common: Scripted with attributes for
-// every kind of collection, written and read with the bare slots.
+// Shared by the tests of maps, tables and collections of objects: Scripted with attributes for every kind of
+// collection, written and read directly through the slots.
 
 inline cls_FieldHandle Field(std::string const& name) {
   return cls_FieldHandle(cow_String(name));
 }
 
-/// Scripted, this time with collections, and Node.
+/// Declares Scripted with collections, and Node.
 inline void DeclareCollections(cls_ClassRegistrar& registrar) {
   cls_ClassMetadata& scripted = registrar.CreateClassMD("Scripted"_cow, Scripted::TypeId(), 1, nullptr, 1);
   auto const declare = [&](std::string const& name, cls_AttributeType type, int collection) {
@@ -76,14 +76,14 @@ class StoreCollectionTest : public StoreFileTest {
 constexpr unsigned int ListClass = 0x230001;
 constexpr unsigned int MapClass = 0x230002;
 
-/// The memento of the collection object that a field holds, on the way in.
+/// The memento to write the collection in a field.
 inline std::unique_ptr<cls_MementoWrite> WriteIn(cls_WriteVisitor const& visitor, std::string const& field,
                                                  unsigned int classId, cls_Uid const& uid = cls_Uid()) {
   return std::unique_ptr<cls_MementoWrite>(
       visitor.Memento()->MakeFieldWriteObj(Field(field), classId, uid, nullptr));
 }
 
-/// The same on the way out.
+/// The memento to read it.
 inline std::unique_ptr<cls_MementoRead> ReadIn(cls_ReadVisitor const& visitor, std::string const& field) {
   return std::unique_ptr<cls_MementoRead>(visitor.Memento()->MakeFieldReadObj(Field(field)));
 }
@@ -93,7 +93,7 @@ template <class T> std::unique_ptr<T> Own(T* object) {
   return std::unique_ptr<T>(object);
 }
 
-/// Writes a node as the next element of a list builder.
+/// Writes a node as the next element of a list.
 inline void AppendNode(cls_WriteListObj& list, Node const& node) {
   cls_WriteRequestListObj const request(&list);
   node.DBWrite(cls_WriteVisitor(request, &node));
@@ -107,7 +107,7 @@ inline void InsertNode(cls_WriteMapString2Obj& map, cow_String const& key, Node 
   node.DBWrite(cls_WriteVisitor(request, &node));
 }
 
-/// The value of the node that a memento, which is deleted, stands on; -1 for an empty one.
+/// The value of the node at a memento, which is deleted; -1 for an empty object.
 inline int NodeValue(cls_MementoRead* memento) {
   return Own(memento)->Read(Field("m_Value"), -1);
 }

@@ -7,16 +7,16 @@
 #include "store/base/sto_Exception.h"
 #include "store/driver/sto_Driver.h"
 
-/// A driver in front of a real one that fails at a chosen call, before the real one hears of it. The failed
-/// call does nothing and the transaction stays open, unless the plan says that the storage undoes it, as
-/// storages do for want of room. Rollback never fails.
+/// A driver that forwards to a real one, but fails at a chosen call without forwarding it. The failed call
+/// does nothing and the transaction stays open, unless the plan says that the storage rolls it back, as
+/// storages do when they are full. Rollback never fails.
 class StoreFaultDriver : public sto_Driver {
  public:
   struct Plan {
-    int m_CallsLeft = 0;                // the call that fails, counted from now; 0 for none
+    int m_CallsLeft = 0;                // the call that fails, from now; 0 for none
     bool m_UndoesTransaction = false;   // the failure also undoes the transaction
-    bool m_RollbackToMarkFails = false; // on top of it
-    std::string m_FailedCall;           // what failed, empty while nothing has
+    bool m_RollbackToMarkFails = false; // in addition
+    std::string m_FailedCall;           // the call that failed; empty if none has
   };
   static constexpr char Message[] = "the driver fails";
 

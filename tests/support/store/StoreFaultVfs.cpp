@@ -16,7 +16,7 @@ bool s_HasStruck = false;
 bool s_IsReadOnly = false;
 bool s_SharesMemory = false;
 
-/// What the next operation meets.
+/// What happens to the next operation.
 StoreFaultVfs::Fault NextStep() {
   if (s_Fault == StoreFaultVfs::Fault::None || --s_StepsLeft != 0) return StoreFaultVfs::Fault::None;
   s_HasStruck = true;
@@ -28,7 +28,7 @@ StoreFaultVfs::Fault NextStep() {
   _exit(99);
 }
 
-/// Makes the result of an operation: the real one's, or the fault.
+/// The result of an operation: the real one, or the fault.
 template <class Real, class Half> int Run(int errorCode, Real real, Half half) {
   switch (NextStep()) {
   case StoreFaultVfs::Fault::Kill:
@@ -118,7 +118,7 @@ int ShmUnmap(sqlite3_file* file, int remove) {
   return Methods(file).xShmUnmap(Real(file), remove);
 }
 
-// No version with mapping of the file into memory, on purpose: every write passes here.
+// Intentional: no version with memory mapping, so that every write passes here.
 constexpr sqlite3_io_methods MethodsOf(int version) {
   sqlite3_io_methods methods{};
   methods.iVersion = version;
@@ -157,7 +157,7 @@ int Open(sqlite3_vfs*, char const* name, sqlite3_file* file, int flags, int* out
   if (code == SQLITE_OK)
     wrapper->m_Base.pMethods = s_SharesMemory ? &s_SharingMethods : &s_Methods;
   else if (wrapper->m_Real->pMethods != nullptr)
-    wrapper->m_Real->pMethods->xClose(wrapper->m_Real); // opened, and reported as failed
+    wrapper->m_Real->pMethods->xClose(wrapper->m_Real); // opened, but reported as failed
   return code;
 }
 

@@ -16,7 +16,7 @@ struct sqlite3;
 
 using StoreBytes = std::vector<std::byte>;
 
-/// Test fixture with a folder of its own, which goes with the test.
+/// Test fixture with its own folder, which is deleted after the test.
 class StoreFileTest : public testing::Test {
  protected:
   StoreFileTest();
@@ -30,8 +30,8 @@ class StoreFileTest : public testing::Test {
   std::filesystem::path m_Folder;
 };
 
-/// A file opened with SQLite itself, past the module: to look at what it wrote, and to damage it.
-/// Every failure throws std::runtime_error.
+/// A file opened directly with SQLite, bypassing the module: to check what it wrote, and to damage it. Every
+/// failure throws std::runtime_error.
 class SqlFile {
  public:
   explicit SqlFile(std::string const& path);
@@ -46,10 +46,10 @@ class SqlFile {
   [[nodiscard]] StoreBytes Blob(std::string const& sql);
   /// The first column of all rows.
   [[nodiscard]] std::vector<std::string> Texts(std::string const& sql);
-  /// Runs a statement whose one parameter is a byte string.
+  /// Runs a statement whose only parameter is a byte string.
   void Run(std::string const& sql, StoreBytes const& bytes);
 
-  /// Gives each record that stands in a pack a row of its own in table object, where SQL can reach it.
+  /// Gives each record in a pack its own row in table object, where SQL can reach it.
   void Unpack();
 
  private:
@@ -65,7 +65,7 @@ std::string IntegrityOf(std::string const& path);
 StoreBytes FileBytes(std::string const& path);
 void WriteFile(std::string const& path, std::string_view text);
 
-/// What `act` raises as sto_Exception of the given kind: its message. Anything else is a failure of the test.
+/// Expects `act` to raise sto_Exception of the given kind; returns its message. Anything else fails the test.
 std::string MessageOf(sto_ErrorKind kind, std::function<void()> const& act);
 
 inline bool Contains(std::string_view text, std::string_view part) {

@@ -38,7 +38,7 @@ struct Bulk {
   cls_Uid m_Uid;
 };
 
-/// An object with a blob, which a loaded one keeps open.
+/// An object with a blob; a loaded one keeps the blob open.
 struct Picture {
   static constexpr unsigned int TypeId() noexcept { return Scripted::TypeId(); }
   explicit Picture(int size) : m_Size(size) {}
@@ -62,7 +62,7 @@ struct Picture {
   cls_Uid m_Uid;
 };
 
-/// Fixture of the tests that collect: with classes for every kind of thing that leads to another.
+/// Fixture for tests of collecting, with classes for every way in which one object can hold another.
 class StoreGarbageTest : public StoreFileTest {
  protected:
   static cls_ClassRegistrar const& Classes() {
@@ -80,7 +80,7 @@ class StoreGarbageTest : public StoreFileTest {
   }
   [[nodiscard]] std::int64_t Query(std::string const& sql) const { return SqlFile(Path()).Integer(sql); }
 
-  /// Saves a reference to an identity, and nothing else, under a root.
+  /// Saves only a reference to an identity, under a root.
   static void SaveReference(sto_Store& store, cls_Uid const& uid, std::string_view root) {
     SaveFields(
         store,
@@ -95,14 +95,14 @@ class StoreGarbageTest : public StoreFileTest {
     transaction.Commit();
   }
 
-  /// How many rows hold objects, elements or bytes.
+  /// The number of rows that hold objects, elements or bytes.
   [[nodiscard]] std::int64_t Rows() const {
     std::int64_t rows = 0;
     for (char const* const table : {"object", "pack", "block", "moved_block", "block_place"})
       rows += Query(std::string("SELECT count(*) FROM ") + table);
     return rows;
   }
-  /// Counts and collects, twice: the second time there is nothing left to go.
+  /// Counts and collects, twice: the second time nothing is left to collect.
   void ExpectCollected(sto_Store& store, std::int64_t count) const {
     std::int64_t const before = store.ObjectCount();
     EXPECT_EQ(store.CountGarbage(), count);
@@ -113,7 +113,7 @@ class StoreGarbageTest : public StoreFileTest {
     EXPECT_EQ(store.CountGarbage(), 0);
     EXPECT_EQ(IntegrityOf(Path()), "ok");
   }
-  /// The same where nothing stays.
+  /// Likewise; nothing may remain.
   void ExpectAllCollected(sto_Store& store, std::int64_t count) const {
     ExpectCollected(store, count);
     EXPECT_EQ(Rows(), 0);

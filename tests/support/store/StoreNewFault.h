@@ -1,13 +1,13 @@
 #pragma once
 
-/// Makes one call of the language's operator new fail, and counts what all calls ask for. A test program that
-/// uses this compiles StoreNewFault.cpp, which replaces the operators. For programs of one thread.
+/// Makes one call of operator new fail, and counts the bytes requested by all calls. Programs that use this
+/// compile StoreNewFault.cpp, which replaces the operators. For single-threaded programs.
 class StoreNewFault {
  public:
-  /// The `step`-th call from now on fails (1 is the next), and no other; 0 for none.
+  /// Fails the `step`-th call from now (1 is the next), and no other; 0 for none.
   static void FailAt(long long step) noexcept;
   /// Whether it has failed since.
   [[nodiscard]] static bool HasFailed() noexcept;
-  /// How many bytes all calls of the program have asked for so far.
+  /// The number of bytes requested by all calls so far.
   [[nodiscard]] static long long AskedBytes() noexcept;
 };

@@ -8,7 +8,7 @@
 
 #include "tests/support/store/StoreTest.h"
 
-/// An object with a record as long as its text makes it.
+/// An object whose record is as long as its text.
 struct Page {
   static constexpr unsigned int TypeId() noexcept { return Scripted::TypeId(); }
   explicit Page(std::size_t length = 0) : m_Text(length, 'p') {}
@@ -22,7 +22,7 @@ struct Page {
   cls_Uid m_Uid;
 };
 
-/// Saves other pages, and then fails.
+/// Saves other pages and then throws.
 struct FailingBook {
   static constexpr unsigned int TypeId() noexcept { return Scripted::TypeId(); }
   void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -37,11 +37,12 @@ struct FailingBook {
   cls_Uid m_Uid;
 };
 
-/// Where objects stand in the file: records of at most 1024 bytes in packs of 64 ids, longer ones in rows.
+/// Tests of where objects are in the file: records of at most 1024 bytes in packs of 64 ids, longer ones in
+/// rows.
 class StorePacks : public StoreTest {
  protected:
-  static constexpr std::size_t Short = 100; // lengths of texts whose records stand in packs
-  static constexpr std::size_t Long = 2000; // and in rows
+  static constexpr std::size_t Short = 100; // text length for a record in a pack
+  static constexpr std::size_t Long = 2000; // text length for a record in a row
 
   void SetUp() override {
     m_Store = std::make_unique<sto_Store>(Create());
@@ -71,12 +72,11 @@ class StorePacks : public StoreTest {
 
   [[nodiscard]] std::int64_t Rows() const { return Query("SELECT count(*) FROM object"); }
   [[nodiscard]] std::int64_t Packs() const { return Query("SELECT count(*) FROM pack"); }
-  /// The packs as they stand in the file.
+  /// The packs as they are in the file.
   [[nodiscard]] std::vector<std::string> PackBytes() const {
     return SqlFile(Path()).Texts("SELECT key || ' ' || hex(data) FROM pack ORDER BY key");
   }
-  /// How many objects there are, counted by another reader of packs than the store's, which refuses one that
-  /// stands in two tables.
+  /// The number of objects, counted by an independent reader of packs. Throws if an object is in both tables.
   [[nodiscard]] std::int64_t CountedByHand() const {
     std::filesystem::copy_file(Path(), Path("copy"), std::filesystem::copy_options::overwrite_existing);
     SqlFile copy(Path("copy"));

@@ -33,7 +33,7 @@ StorePowerVfs::Fault NextStep() {
   _exit(99);
 }
 
-/// The result of an operation: the real one's, or the fault.
+/// The result of an operation: the real one, or the fault.
 template <class Real> int Run(int errorCode, Real real) {
   switch (NextStep()) {
   case StorePowerVfs::Fault::Kill:
@@ -50,8 +50,8 @@ template <class Real> int Run(int errorCode, Real real) {
 struct File {
   sqlite3_file m_Base;
   sqlite3_file* m_Real; // in the memory behind this
-  char m_Path[512];     // empty for a file without name
-  bool m_SyncsFolder;   // a new journal's first synchronisation is one of the folder too
+  char m_Path[512];     // empty for a file without a name
+  bool m_SyncsFolder;   // the first synchronisation of a new journal also synchronises the folder
 };
 
 sqlite3_file* Real(sqlite3_file* file) {
@@ -121,7 +121,7 @@ int CheckReservedLock(sqlite3_file* file, int* result) {
   return Methods(file).xCheckReservedLock(Real(file), result);
 }
 int FileControl(sqlite3_file* file, int operation, void* argument) {
-  // Hints to grow a file by itself would be writes that nobody sees.
+  // Size hints could let the file grow without a write that we see.
   if (operation == SQLITE_FCNTL_SIZE_HINT || operation == SQLITE_FCNTL_CHUNK_SIZE) return SQLITE_OK;
   return Methods(file).xFileControl(Real(file), operation, argument);
 }
@@ -144,7 +144,7 @@ int ShmUnmap(sqlite3_file* file, int isDeleted) {
   return Methods(file).xShmUnmap(Real(file), isDeleted);
 }
 
-// Version 2 on purpose: with the shared memory of a write-ahead log, but without mapping the file, so that
+// Intentional: version 2, with the shared memory of a write-ahead log but without memory mapping, so that
 // every write passes here.
 sqlite3_io_methods const s_Methods{2,
                                    Close,
@@ -169,7 +169,7 @@ sqlite3_io_methods const s_Methods{2,
 sqlite3_vfs* s_RealVfs = nullptr;
 sqlite3_vfs s_Vfs{};
 
-/// Whether opening the file makes it. Somebody may have made it just before, past SQLite, to be the only one.
+/// Whether opening the file creates it. It may have been created just before, exclusively and without SQLite.
 bool IsNew(char const* path) {
   struct stat status {};
   if (stat(path, &status) != 0) return true;
@@ -276,7 +276,7 @@ void StorePowerCut::Apply(Operation const& operation) {
     return;
   }
   if (operation.m_Kind == Kind::Delete) return states.push_back(-1);
-  if (states.back() < 0) return; // a file that was opened before the recording and is gone
+  if (states.back() < 0) return; // opened before the recording, and deleted
   Inode& inode = m_Inodes[static_cast<std::size_t>(states.back())];
   if (operation.m_Kind != Kind::Sync) return inode.m_Pending.push_back(operation);
   for (Operation const& pending : inode.m_Pending) Do(inode.m_Durable, pending);
@@ -293,7 +293,7 @@ void StorePowerCut::Do(std::string& content, Operation const& operation) {
 
 std::string StorePowerCut::ContentAfter(Inode const& inode, std::mt19937& random, int sector) {
   std::string content = inode.m_Durable;
-  unsigned int const mood = random() % 4; // all kept, all dropped, or a mixture
+  unsigned int const mood = random() % 4; // keep all, drop all, or mix
   for (Operation const& pending : inode.m_Pending) {
     unsigned int const fate = mood < 2 ? mood : random() % 3;
     if (fate == 1) continue;

@@ -7,21 +7,21 @@
 #include <string>
 #include <vector>
 
-/// Stands between SQLite and the operating system while it lives, for every connection that is opened then,
-/// in both journal modes. It fails or kills at a chosen operation on files, as StoreFaultVfs does, and it can
-/// write down all operations, so that the files after a loss of power can be made from them.
+/// While it lives, sits between SQLite and the operating system for every newly opened connection, in both
+/// journal modes. It fails or kills at a chosen file operation, like StoreFaultVfs, and it can record all
+/// operations, to reconstruct the files after a power failure.
 ///
-/// Only the thread that made it may use SQLite meanwhile.
+/// Meanwhile only the thread that made it may use SQLite.
 class StorePowerVfs {
  public:
   enum class Fault { None, IoError, Full, Kill };
 
-  /// What was done to a file, in the order in which it was done.
+  /// An operation on a file; recorded in order.
   struct Operation {
     enum class Kind { Create, Write, Truncate, Sync, Delete, SyncFolder };
     Kind m_Kind;
     std::string m_Path;
-    std::int64_t m_Offset = 0; ///< of a write; the size of a truncation
+    std::int64_t m_Offset = 0; ///< for a write; for a truncation, the size
     std::string m_Bytes;
   };
 
@@ -30,31 +30,30 @@ class StorePowerVfs {
   StorePowerVfs(StorePowerVfs const&) = delete;
   StorePowerVfs& operator=(StorePowerVfs const&) = delete;
 
-  /// Strikes at the `step`-th operation that changes a file or opens one, from now on (1 is the next).
+  /// Injects the fault into the `step`-th operation from now that changes or opens a file (1 is the next).
   static void StrikeAt(std::int64_t step, Fault fault);
   [[nodiscard]] static bool HasStruck();
   static void Disarm();
-  /// How many operations there were since the last StrikeAt.
+  /// The number of operations since the last StrikeAt.
   [[nodiscard]] static std::int64_t Steps();
 
-  /// From now on operations are written down; forgets those of before.
+  /// Starts recording operations; forgets earlier ones.
   static void Record();
   static std::vector<Operation> const& Recorded();
 };
 
-/// The files that a loss of power may leave behind: of what was written and not synchronised, each part may
-/// be there or not. A file's content is synchronised by itself, names (creations and deletions) by the
-/// folder.
+/// The files that a power failure may leave behind: any part written but not synchronised may or may not be
+/// there. A file's content is synchronised with the file, names (creations and deletions) with the folder.
 class StorePowerCut {
  public:
-  /// `files` are there before the first operation, durable.
+  /// `files` exist durably before the first operation.
   explicit StorePowerCut(std::map<std::string, std::string> files);
 
-  /// One more operation takes place.
+  /// Applies the next operation.
   void Apply(StorePowerVfs::Operation const& operation);
 
   /// The files after a cut here. Each unsynchronised write is kept, dropped, or torn at boundaries of
-  /// `sector` bytes; each name is in one of the states that it had since the folder was synchronised.
+  /// `sector` bytes; each name is in one of its states since the folder was last synchronised.
   [[nodiscard]] std::map<std::string, std::string> Cut(std::mt19937& random, int sector) const;
 
  private:
@@ -66,6 +65,6 @@ class StorePowerCut {
   static std::string ContentAfter(Inode const& inode, std::mt19937& random, int sector);
 
   std::vector<Inode> m_Inodes;
-  /// Of each name the inodes that it had since the folder was synchronised, the newest last; -1 for none.
+  /// For each name, the inodes it had since the folder was last synchronised, newest last; -1 for none.
   std::map<std::string, std::vector<int>> m_Names;
 };

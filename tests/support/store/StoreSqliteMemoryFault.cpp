@@ -29,7 +29,7 @@ void* Reallocate(void* memory, int size) {
   return Fails() ? nullptr : s_Real.xRealloc(memory, size);
 }
 
-/// SQLite takes another allocator only before it is used.
+/// SQLite accepts another allocator only before its first use.
 bool Install() {
   sqlite3_mem_methods methods;
   if (sqlite3_config(SQLITE_CONFIG_GETMALLOC, &s_Real) != SQLITE_OK) std::abort();

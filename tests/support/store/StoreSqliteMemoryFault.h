@@ -1,15 +1,14 @@
 #pragma once
 
-/// Makes SQLite's own allocations fail. A test program that uses this compiles StoreSqliteMemoryFault.cpp,
-/// which stands between SQLite and its allocator from before the first use of SQLite on. For programs of one
-/// thread.
+/// Makes SQLite's own allocations fail. Programs that use this compile StoreSqliteMemoryFault.cpp, which
+/// wraps SQLite's allocator before SQLite is first used. For single-threaded programs.
 class StoreSqliteMemoryFault {
  public:
-  /// The `step`-th allocation from now on fails (1 is the next), and no other.
+  /// Fails the `step`-th allocation from now (1 is the next), and no other.
   static void FailAt(long long step) noexcept;
-  /// That one and all after it.
+  /// Fails that one and all later ones.
   static void FailFrom(long long step) noexcept;
-  /// Takes the fault away.
+  /// Removes the fault.
   static void Disarm() noexcept;
   /// Whether one has failed since the fault was set.
   [[nodiscard]] static bool HasFailed() noexcept;

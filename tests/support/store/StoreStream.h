@@ -11,7 +11,7 @@
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
-/// An object with a list of int that is written and read in runs, straight in its blocks.
+/// An object with a list of int that is written and read in runs, directly in its blocks.
 struct Stream {
   static constexpr unsigned int TypeId() noexcept { return 0x740001; }
   static cls_FieldHandle Field() { return {0, "m_List"_cow}; }
@@ -26,7 +26,7 @@ struct Stream {
     m_List.Seek(first);
     m_List.Write(run.data(), static_cast<int>(run.size()));
   }
-  /// All elements, read in runs of so many.
+  /// Reads all elements, in runs of the given length.
   std::vector<int> ReadAll(int run) {
     std::vector<int> all(static_cast<std::size_t>(m_List.Size()));
     m_List.Seek(0);
@@ -55,7 +55,7 @@ struct Listed {
   cls_Uid m_Uid;
 };
 
-/// The same object, without list: it does something while it is saved.
+/// The same object without a list; it runs a function while it is saved.
 struct Acting {
   static constexpr unsigned int TypeId() noexcept { return Stream::TypeId(); }
   explicit Acting(std::function<void()> act) : m_Act(std::move(act)) {}
@@ -66,8 +66,8 @@ struct Acting {
   cls_Uid m_Uid;
 };
 
-/// Fixture of the tests that overwrite blocks of a long list. Its store has the list as root "stream", and
-/// another, of three blocks, as root "other".
+/// Fixture for tests that overwrite blocks of a long list. Its store has that list as root "stream", and
+/// another list of three blocks as root "other".
 class StoreStreamTest : public StoreFileTest {
  protected:
   static constexpr int BlockSize = 2048; // elements
@@ -85,7 +85,7 @@ class StoreStreamTest : public StoreFileTest {
   sto_Store Open(sto_Mode mode = sto_Mode::ReadWrite) const {
     return sto_Store::Open(Path(), mode, Classes());
   }
-  /// Makes the store, with the numbers from 0 in the lists.
+  /// Makes the store; the lists hold the numbers from 0.
   void Make(int count, sto_Options const& options = {}) const {
     sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, Classes(), options);
     for (auto const& [root, size] : {std::pair{"stream", count}, std::pair{"other", 3 * BlockSize}}) {
@@ -97,10 +97,10 @@ class StoreStreamTest : public StoreFileTest {
 
   [[nodiscard]] std::int64_t Query(std::string const& sql) const { return SqlFile(Path()).Integer(sql); }
   [[nodiscard]] std::int64_t Moved() const { return Query("SELECT count(*) FROM block_place"); }
-  /// The key of the first block of root "stream", whose list is the second object that was made.
+  /// The key of the first block of root "stream", whose list was the second object made.
   [[nodiscard]] static constexpr std::int64_t FirstKey() { return std::int64_t{2} << 20; }
 
-  /// Each block stands in one row only, and no row is left behind.
+  /// Expects each block to be in exactly one row, and no row to be left over.
   void ExpectTables() const {
     SqlFile file(Path());
     EXPECT_EQ(file.Integer("SELECT count(*) FROM block JOIN block_place USING(key)"), 0);

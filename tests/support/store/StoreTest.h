@@ -3,7 +3,7 @@
 #include "tests/support/store/StoreClasses.h"
 #include "tests/support/store/StoreFile.h"
 
-/// Fixture of the tests that work on a store of their own.
+/// Fixture for tests that work on their own store.
 class StoreTest : public StoreFileTest {
  protected:
   sto_Store Create(std::string_view name = "test.kvs") const {

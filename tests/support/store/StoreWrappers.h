@@ -20,15 +20,15 @@
 #include "wrappers/cls_xpListCode.h"
 #include "wrappers/cls_xpMapCode.h"
 
-// All container wrappers, seen alike by the tests that keep them in stores: made of a run of elements, which
-// in maps and trees stand under the keys WrapperKey(0) and up.
+// A uniform interface to all container wrappers for tests that store them: each is made from a run of
+// elements, which maps and trees hold under the keys WrapperKey(0) and up.
 
 inline cow_String WrapperKey(int index) {
   return cow_String("key " +
                     std::to_string(static_cast<std::int64_t>(index) * 7919 % 1'000'003)); // unordered
 }
 
-/// Values at the ends of their types, and texts that are not plain.
+/// Extreme values of each type, and unusual texts.
 template <class T> std::vector<T> ExtremeElements() {
   std::vector<T> values;
   if constexpr (std::is_same_v<T, float>) {
@@ -50,7 +50,7 @@ template <class T> std::vector<T> ExtremeElements() {
               "\n"_cow,
               "a\r\nb\n\n"_cow,
               "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x94\xA7"_cow, // two, three and four bytes a character
-              "\xFF\xFE\x80"_cow,                         // no UTF-8
+              "\xFF\xFE\x80"_cow,                         // not UTF-8
               cow_String(std::string(70'000, 'l')),
               cow_String(std::string(3'000'000, '\n'))};
   } else {
@@ -61,7 +61,7 @@ template <class T> std::vector<T> ExtremeElements() {
   return values;
 }
 
-/// Bit by bit; no text and empty text are two.
+/// Bitwise equality; no text differs from empty text.
 template <class T> bool IsSameElement(T const& a, T const& b) {
   if constexpr (std::is_same_v<T, cow_String>)
     return a.HasText() == b.HasText() && a.View() == b.View();
@@ -154,12 +154,12 @@ template <class Base> struct StoredKeyed : Base {
   static void Write(Wrapper& wrapper) { *wrapper.Find("key 0"_cow) = Element(); }
   static std::int64_t ObjectsOf(int) { return 1; }
   static WrapperAllocations OneCopyOf(int count) {
-    if (IsTree) return {0, 2 + 2 * count}; // the tree, its table of hashes, and each entry in both
+    if (IsTree) return {0, 2 + 2 * count}; // the tree, its hash table, and each entry in both
     return {0, 1 + count};                 // the map and its entries
   }
 };
 
-/// The map of objects: each element is the whole of a list of its own.
+/// The map of objects; each element is a whole list.
 struct StoredObjectMap {
   using Element = float;
   using Container = cow_Map<cow_String, cls_xp1DArrayListFloat>;
@@ -186,17 +186,14 @@ struct StoredObjectMap {
   static WrapperAllocations OneCopyOf(int count) { return {0, 1 + count}; }
 };
 
+/// One of each kind of wrapper. The element types are swept by the contract suite and the wrappers' own tests.
 using StoredWrappers =
-    testing::Types<StoredSequence<FixedArrayCase<double>>, StoredSequence<FixedArrayCase<int>>,
-                   StoredSequence<ArrayListCase<double>>, StoredSequence<ArrayListCase<float>>,
-                   StoredSequence<ArrayListCase<int>>, StoredSequence<ArrayListCase<cow_String>>,
-                   StoredSequence<ArrayListCase<unsigned int>>, StoredSequence<ListCase<float>>,
-                   StoredSequence<ListCase<int>>, StoredSequence<ListCase<cow_String>>,
-                   StoredTable<double, cls_xp2DArrayDouble>, StoredTable<float, cls_xp2DArrayFloat>,
-                   StoredTable<int, cls_xp2DArrayInt>, StoredKeyed<FloatMapCase>, StoredKeyed<StringMapCase>,
-                   StoredKeyed<UintTreeCase>, StoredObjectMap>;
+    testing::Types<StoredSequence<FixedArrayCase<int>>, StoredSequence<ArrayListCase<cow_String>>,
+                   StoredSequence<ListCase<float>>, StoredTable<double, cls_xp2DArrayDouble>,
+                   StoredKeyed<FloatMapCase>, StoredKeyed<StringMapCase>, StoredKeyed<UintTreeCase>,
+                   StoredObjectMap>;
 
-/// A wrapper of `count` elements that differ.
+/// A wrapper of `count` different elements.
 template <class Case> typename Case::Wrapper NumberedWrapper(int count) {
   std::vector<typename Case::Element> values;
   for (int i = 0; i < count; ++i) values.push_back(NumberedElement<typename Case::Element>(i));
@@ -209,7 +206,7 @@ template <class Case> int CountOf(typename Case::Wrapper const& wrapper) {
   return count;
 }
 
-/// Whether the same elements stand under the same keys in the same order.
+/// Whether they have the same elements under the same keys in the same order.
 template <class Case> bool IsSameWrapper(typename Case::Wrapper const& a, typename Case::Wrapper const& b) {
   std::vector<std::pair<cow_String, typename Case::Element>> left, right;
   Case::ForEach(a, [&](cow_String const& key, auto const& value) { left.emplace_back(key, value); });
@@ -221,12 +218,12 @@ template <class Case> bool IsSameWrapper(typename Case::Wrapper const& a, typena
   return true;
 }
 
-/// The container of a wrapper, for the operators that take one.
+/// The container inside a wrapper, for operators that take one.
 template <class Case> typename Case::Container const& ContainerOf(typename Case::Wrapper const& wrapper) {
   return wrapper;
 }
 
-/// Gives a wrapper what another one has, under the identity that it has.
+/// Assigns the content of another wrapper; keeps the wrapper's identity.
 template <class Case> void Refill(typename Case::Wrapper& wrapper, typename Case::Wrapper const& from) {
   using Wrapper = typename Case::Wrapper;
   if constexpr (std::is_constructible_v<Wrapper, typename Case::Container const&, cls_Uid const&>) {
@@ -237,12 +234,12 @@ template <class Case> void Refill(typename Case::Wrapper& wrapper, typename Case
   }
 }
 
-/// The attributes of Desk that hold a wrapper of this code.
+/// The attributes of Desk for a wrapper of this code.
 inline cls_FieldHandle DeskField(char const* name, cls_CollectionType code) {
   return Field(name + std::to_string(code));
 }
 
-/// An object that holds two wrappers of one kind in fields.
+/// An object with two wrappers of one kind in fields.
 template <class Case> struct Desk {
   using Wrapper = typename Case::Wrapper;
   static constexpr unsigned int TypeId() noexcept { return 0x700030; }
@@ -264,7 +261,7 @@ template <class Case> struct Desk {
   cls_Uid m_Uid;
 };
 
-/// Fixture of the tests that keep wrappers in stores of several page sizes.
+/// Fixture for tests that store wrappers with several page sizes.
 class StoreWrapperTest : public StoreFileTest {
  protected:
   using Act = std::function<void(sto_Store&)>;
@@ -295,8 +292,8 @@ class StoreWrapperTest : public StoreFileTest {
     return sto_Store::Open(Path(name), mode, Classes());
   }
 
-  /// In a new store of each page size: lets `write` write, and `check` look at it in the same session and,
-  /// read-only, in another.
+  /// For each page size, makes a store, runs `write` in it, and runs `check` in the same session and in
+  /// another, read-only one.
   void InEachStore(Act const& write, Act const& check) const {
     for (int const pageBytes : {4096, 16384, 32768}) {
       std::string const name = std::to_string(pageBytes);
@@ -314,7 +311,7 @@ class StoreWrapperTest : public StoreFileTest {
     }
   }
 
-  /// How many rows hold objects, elements or bytes. A pack is one row of up to 64 objects.
+  /// The number of rows that hold objects, elements or bytes. A pack is one row for up to 64 objects.
   [[nodiscard]] static std::int64_t Rows(sto_Store const& store) {
     std::int64_t rows = 0;
     SqlFile file(store.Location());

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <vector>
 
-/// XXH3 (64 bits, seeded) of 17 to 128 bytes, from the hash's published description: so that expected bytes
-/// in tests do not come from the code that they check. Other lengths throw.
+/// XXH3 (64 bits, seeded) of 17 to 128 bytes, implemented from the published description of the hash, so that
+/// expected bytes do not come from the code under test. Throws for other lengths.
 inline std::uint64_t StoreXxh3(std::vector<std::byte> const& bytes, std::uint64_t seed) {
   static constexpr std::uint64_t Secret[] = {
       0xBE4BA423396CFEB8, 0x1CAD21F72C81017C, 0xDB979083E96DD4DE, 0x1F67B3B7A4A44072,
@@ -21,7 +21,7 @@ inline std::uint64_t StoreXxh3(std::vector<std::byte> const& bytes, std::uint64_
     for (std::size_t i = 8; i-- > 0;) value = value << 8 | std::to_integer<std::uint64_t>(bytes[offset + i]);
     return value;
   };
-  auto const high = [](std::uint64_t a, std::uint64_t b) { // of the product of 128 bits
+  auto const high = [](std::uint64_t a, std::uint64_t b) { // the high half of the 128-bit product
     std::uint64_t const aLow = a & 0xFFFFFFFF, aHigh = a >> 32, bLow = b & 0xFFFFFFFF, bHigh = b >> 32;
     std::uint64_t const middle = aHigh * bLow + (aLow * bLow >> 32);
     return aHigh * bHigh + (middle >> 32) + ((aLow * bHigh + (middle & 0xFFFFFFFF)) >> 32);

@@ -10,7 +10,7 @@
 #include "wrappers/cls_xpBtree.h"
 #include "wrappers/cls_xpMap.h"
 
-// The wrappers from strings to primitives, seen alike by the tests.
+// A uniform interface to the wrappers from strings to primitives, for tests.
 
 template <class T> using KeyedEntries = std::vector<std::pair<cow_String, T>>;
 
@@ -59,7 +59,7 @@ struct UintTreeCase {
 
 using KeyedWrapperCases = testing::Types<FloatMapCase, StringMapCase, UintTreeCase>;
 
-/// What the tests of these wrappers share.
+/// Shared by the tests of these wrappers.
 template <class Case> class KeyedWrapperTest : public testing::Test {
  protected:
   using T = typename Case::Element;
@@ -71,7 +71,7 @@ template <class Case> class KeyedWrapperTest : public testing::Test {
     m_Recorder.Name(m_Recorder.m_Uid, "stored");
   }
 
-  /// Keys in no order, with the test values.
+  /// Unordered keys, with the test values.
   static KeyedEntries<T> Given() {
     std::vector<T> const values = Case::Values();
     return {{cow_String("b"), values[0]},
@@ -79,7 +79,7 @@ template <class Case> class KeyedWrapperTest : public testing::Test {
             {cow_String(), values[2]},
             {cow_String("B%d"), values[3]}};
   }
-  /// The same in the order in which a container walks them.
+  /// The same in a container's iteration order.
   static KeyedEntries<T> Ordered() {
     KeyedEntries<T> const given = Given();
     return {given[2], given[3], given[1], given[0]};
@@ -90,7 +90,7 @@ template <class Case> class KeyedWrapperTest : public testing::Test {
     return container;
   }
 
-  /// Entries as text, which keeps apart what compares equal: -0 and 0, no text and empty text.
+  /// Entries as text, which distinguishes values that compare equal: -0 and 0, no text and empty text.
   static std::vector<std::string> Texts(KeyedEntries<T> const& entries) {
     std::vector<std::string> texts;
     for (auto const& [key, value] : entries) texts.push_back(ShownScalar(key) + ", " + ShownScalar(value));
@@ -102,7 +102,7 @@ template <class Case> class KeyedWrapperTest : public testing::Test {
 
   Wrapper Read() { return Wrapper(cls_ReadVisitor(m_Recorder.NewReader())); }
 
-  /// The lines of one written map: of `writer`, made by the memento `write`.
+  /// The log lines for writing a map: from `writer`, created by the memento `write`.
   static Lines WriteLines(std::string const& write, std::string const& writer,
                           KeyedEntries<T> const& entries) {
     Lines lines{write + ".MakeWriteMapString2Prim(tag " + ShownScalar(T()) + ") = " + writer};
@@ -110,7 +110,7 @@ template <class Case> class KeyedWrapperTest : public testing::Test {
     lines.insert(lines.end(), {writer + ".NeedsDeletion() = bool true", "~" + writer});
     return lines;
   }
-  /// The lines of a read, from the identity to the end of the cursor.
+  /// The log lines for a read, from the identity to the end of the cursor.
   static Lines ReadLines(KeyedEntries<T> const& entries) {
     Lines lines{"read1.GetUid() = uid stored",
                 "read1.MakeReadMapString2Prim(tag " + ShownScalar(T()) + ") = mapReader1"};

@@ -11,9 +11,9 @@
 #include "wrappers/cls_xp1DArrayList.h"
 #include "wrappers/cls_xpList.h"
 
-// The ten one-dimensional wrappers, seen alike by the tests.
+// A uniform interface to the ten one-dimensional wrappers, for tests.
 
-/// The type code and the test values of an element type.
+/// The type code and test values of an element type.
 template <class T> struct ElementCase;
 template <> struct ElementCase<double> {
   static constexpr int Code = 52;
@@ -97,7 +97,7 @@ template <class T> struct ListCase {
   static Wrapper Read(cls_ReadVisitor const& visitor) { return Wrapper(visitor); }
 };
 
-// The conversions under one name.
+// The conversions under a common name.
 inline auto FromCow(cow_1DArray<double> const& source) {
   return cls_xp1DArrayDoubleFromCow(source);
 }
@@ -134,7 +134,7 @@ using WrapperCases =
                      ArrayListCase<int>, ArrayListCase<cow_String>, ArrayListCase<unsigned int>,
                      ListCase<float>, ListCase<int>, ListCase<cow_String>>;
 
-/// What the tests of all ten wrappers share.
+/// Shared by the tests of all ten wrappers.
 template <class Case> class WrapperTest : public ::testing::Test {
  protected:
   using T = typename Case::Element;
@@ -144,7 +144,7 @@ template <class Case> class WrapperTest : public ::testing::Test {
   static std::vector<T> Values() { return ElementCase<T>::Values(); }
   static Wrapper MakeWrapper() { return FromCow(Case::Make(Values())); }
 
-  /// Elements as text, which keeps apart what compares equal: -0 and 0, no text and empty text.
+  /// Elements as text, which distinguishes values that compare equal: -0 and 0, no text and empty text.
   static std::vector<std::string> Texts(std::vector<T> const& elements) {
     std::vector<std::string> texts;
     for (T const& element : elements) texts.push_back(ShownScalar(element));
@@ -160,7 +160,7 @@ template <class Case> class WrapperTest : public ::testing::Test {
     return Case::Read(visitor);
   }
 
-  /// The lines of one written list: of `writer`, made by the memento `write`.
+  /// The log lines for writing a list: from `writer`, created by the memento `write`.
   static Lines ListLines(std::string const& write, std::string const& writer, std::vector<T> const& values) {
     Lines lines{write + ".MakeWriteListPrim(tag " + ShownScalar(T()) + ", int 1) = " + writer};
     for (T const& value : values) lines.push_back(writer + ".Append(" + ShownScalar(value) + ")");

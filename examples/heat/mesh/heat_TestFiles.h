@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-// The path of a mesh that comes with the example.
+// The path of a mesh in the example's data folder.
 inline std::string heat_DataFile(std::string const& name) {
   return std::string(HEAT_DATA_DIR) + "/" + name;
 }

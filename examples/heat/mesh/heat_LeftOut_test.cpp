@@ -1,6 +1,6 @@
+#include "examples/heat/mesh/heat_LeftOut.h"
 #include "examples/heat/mesh/heat_MshReader.h"
-#include "examples/heat/plot/heat_LeftOut.h"
-#include "examples/heat/program/heat_TestFiles.h"
+#include "examples/heat/mesh/heat_TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ heat_LeftOut LeftOutOf(std::string const& name) {
   return leftOut;
 }
 
-// A mesh of four nodes in a plane and one above it, with these blocks of elements.
+// A mesh of four nodes in a plane and one above it, with the given blocks of elements.
 heat_LeftOut LeftOutOfElements(std::string const& header, std::string const& blocks) {
   heat_LeftOut leftOut;
   heat_MshReader::ReadText("$MeshFormat\n4.1 0 8\n$EndMeshFormat\n"
@@ -62,7 +62,7 @@ TEST(heat_LeftOut, VolumesBesideTrianglesAreCounted) {
 TEST(heat_LeftOut, OfTetrahedraTheSurfaceIsComputedAndSurfaceElementsAreLeftOut) {
   EXPECT_EQ(LeftOutOfElements("2 2 1 2", "2 1 3 1\n1 1 2 3 4\n3 1 4 1\n2 1 2 3 5\n").Text(),
             "1 quadrangle, the inside of 1 tetrahedron, 1 node that no triangle uses");
-  // 2857 nodes of the file, of which 1274 are on the surface.
+  // The file has 2857 nodes, of which 1274 are on the surface.
   EXPECT_EQ(LeftOutOf("block.msh").Text(),
             "the inside of 13391 tetrahedra, 1583 nodes that no triangle uses");
 }

@@ -1,4 +1,4 @@
-#include "examples/heat/plot/heat_LeftOut.h"
+#include "examples/heat/mesh/heat_LeftOut.h"
 
 namespace {
 

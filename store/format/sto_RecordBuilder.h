@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "store/format/sto_Record.h"
+
+/// Builds the record of one object: add its parts, the object's own class first, then fields and content in
+/// any order, then Finish. Reset starts the next object and keeps the memory. See sto_Record.h for what a
+/// record is. Internal to the module. Thread rule: one thread.
+class sto_RecordBuilder {
+ public:
+  /// Starts the next object.
+  void Reset() noexcept;
+
+  /// Adds a part and returns its index. Full, naming the object, beyond sto_Format::MaxParts.
+  std::size_t AddPart(unsigned int classId, int version, std::int64_t id);
+
+  /// Starts a field of a part, replacing one with the same key. The caller appends the field's tag and value
+  /// to the returned bytes before it calls anything else. Full, naming the object, beyond
+  /// sto_Format::MaxFields. REQUIRES: an index that AddPart returned for this object.
+  sto_Bytes& StartField(std::size_t part, sto_FieldKey const& key);
+
+  [[nodiscard]] bool HasField(std::size_t part, sto_FieldKey const& key) const noexcept;
+  [[nodiscard]] std::size_t PartCount() const noexcept { return m_PartCount; }
+  [[nodiscard]] unsigned int ClassOfPart(std::size_t part) const noexcept { return m_Parts[part].m_ClassId; }
+
+  /// Sets the collection code of an object field. False when the part has no field with this key. REQUIRES:
+  /// the field holds an object.
+  bool SetCollectionCode(std::size_t part, sto_FieldKey const& key, std::uint8_t code);
+
+  /// Sets the content; a later one replaces an earlier one. `elements`: the encoded elements of an inline
+  /// list, empty for a list in blocks. `entries`: the encoded entries of a map or int table.
+  void SetList(sto_ListHeader const& header, sto_Bytes elements);
+  void SetMap(sto_MapHeader const& header, sto_Bytes entries);
+
+  [[nodiscard]] bool HasList() const noexcept { return m_List.has_value(); }
+  [[nodiscard]] bool HasMap() const noexcept { return m_Map.has_value(); }
+
+  /// Whether a decoded record has the same classes in the same versions as this one.
+  [[nodiscard]] bool HasClassesOf(sto_Record const& other) const noexcept;
+  /// Whether a decoded record has the same list or map. For a list in blocks, only the headers are compared.
+  [[nodiscard]] bool HasContentOf(sto_Record const& other) const noexcept;
+
+  /// The finished record, with its checksum. Valid until the builder is used again.
+  [[nodiscard]] sto_Bytes const& Finish(std::int64_t id);
+
+  /// About how many bytes of memory the builder holds.
+  [[nodiscard]] std::size_t Capacity() const noexcept {
+    std::size_t bytes = m_Output.capacity() + m_Elements.capacity();
+    for (Part const& part : m_Parts)
+      bytes += part.m_Bytes.capacity() + part.m_Fields.capacity() * sizeof(Field);
+    return bytes;
+  }
+
+ private:
+  struct Field {
+    sto_FieldKey m_Key;
+    std::size_t m_Offset; // of the key in the part's bytes
+  };
+  struct Part {
+    unsigned int m_ClassId;
+    int m_Version;
+    std::int64_t m_Id;
+    std::vector<Field> m_Fields;
+    sto_Bytes m_Bytes;
+  };
+
+  void DropField(Part& part, std::size_t index);
+  [[noreturn]] void RaiseFull(std::size_t count, char const* what) const;
+  void PutContent(sto_ByteWriter& writer) const;
+
+  std::vector<Part> m_Parts;
+  std::size_t m_PartCount = 0;  // in use; the others keep their memory for later objects
+  std::size_t m_FieldCount = 0; // of all parts
+  std::optional<sto_ListHeader> m_List;
+  std::optional<sto_MapHeader> m_Map;
+  sto_Bytes m_Elements; // of the list or the map
+  sto_Bytes m_Output;
+};

@@ -1,0 +1,1 @@
+// Only there for its target, which precompiles headers for all test programs.
