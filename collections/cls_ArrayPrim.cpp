@@ -64,7 +64,7 @@ template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) cons
     throw;
   }
   m_Blocks.Ptr()->m_IsPaged = true;
-  m_Blocks.Ptr()->LayDown(); // the last found block may be one of many that were made in memory
+  m_Blocks.Ptr()->ForgetLastFound(); // the last found block may be one of many that were made in memory
 }
 
 template <class T> bool cls_ArrayPrim<T>::LetGo() const {
@@ -123,7 +123,7 @@ cls_ArrayPrimBuffer<T>* cls_ArrayPrim<T>::FindBuffer(int index, char const* clas
   Buffer const* found = trie.ConstGetPtr(start);
   if (found == nullptr) found = AddBlock(index, start, className);
   // A copy in memory may have left other blocks; the next access through an associated copy evicts them.
-  if (trie.m_IsPaged && trie.Count() > 1) trie.LayDown();
+  if (trie.m_IsPaged && trie.Count() > 1) trie.ForgetLastFound();
   return const_cast<Buffer*>(found);
 }
 

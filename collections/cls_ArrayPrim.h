@@ -172,8 +172,8 @@ template <class T> class cls_ArrayPrim : public cls_PC {
       return nullptr;
     Trie const& trie = *m_Blocks.Ptr();
     // In an associated array the last found block is the only one (FindBuffer ensures it): nothing to evict.
-    if (trie.IsInHand(Buffer::StartOf(index))) [[likely]]
-      return const_cast<Buffer*>(&trie.HandValue());
+    if (trie.IsLastFound(Buffer::StartOf(index))) [[likely]]
+      return const_cast<Buffer*>(&trie.LastFoundValue());
     return FindBuffer(index, className);
   }
 

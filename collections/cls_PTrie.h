@@ -53,7 +53,7 @@ template <class K, class V, int W> class cls_PTrie {
   void Remove(K const& key) {
     Image::Copy(key, m_Key);
     if (m_Root == nullptr) return;
-    if (IsInHand(key)) LayDown();
+    if (IsLastFound(key)) ForgetLastFound();
     Node* const replacement = m_Root->Remove(*this, key);
     if (replacement == m_Root) return;
     delete m_Root;
@@ -62,24 +62,24 @@ template <class K, class V, int W> class cls_PTrie {
 
   /// The value of a key. REQUIRES: the key is in the trie (not checked).
   [[nodiscard]] V const& ConstGet(K const& key) const {
-    if (IsInHand(key)) return HandValue();
+    if (IsLastFound(key)) return LastFoundValue();
     Image::Copy(key, m_Key);
     return *LocateBelow(m_Root, key);
   }
 
   /// The value of a key, or null.
   [[nodiscard]] V const* ConstGetPtr(K const& key) const {
-    if (IsInHand(key)) return &HandValue();
+    if (IsLastFound(key)) return &LastFoundValue();
     if (m_Root == nullptr) return nullptr;
     Image::Copy(key, m_Key);
     return LocateBelow(m_Root, key);
   }
 
-  /// Whether a key is the one found last, so that HandValue is its value. Does not walk the trie.
-  [[nodiscard]] bool IsInHand(K const& key) const noexcept { return TagOf(key) == m_HandTag; }
-  [[nodiscard]] V const& HandValue() const noexcept { return *m_HandDatum; }
+  /// Whether a key is the one found last, so that LastFoundValue is its value. Does not walk the trie.
+  [[nodiscard]] bool IsLastFound(K const& key) const noexcept { return TagOf(key) == m_HandTag; }
+  [[nodiscard]] V const& LastFoundValue() const noexcept { return *m_HandDatum; }
   /// Forgets which key was found last.
-  void LayDown() const noexcept { m_HandTag = NoTag; }
+  void ForgetLastFound() const noexcept { m_HandTag = NoTag; }
 
   /// 1 if the key is in the trie, else 0.
   [[nodiscard]] int Contains(K const& key) const { return ConstGetPtr(key) != nullptr ? 1 : 0; }
@@ -87,15 +87,15 @@ template <class K, class V, int W> class cls_PTrie {
   /// Deletes every node, and the values in the leaves.
   void Clear() {
     delete m_Root;
-    LayDown();
+    ForgetLastFound();
     m_Root = nullptr;
     m_Count = 0;
   }
 
   /// Exchanges the contents of two tries. Allocates nothing; values stay where they are.
   void Swap(cls_PTrie& other) noexcept {
-    LayDown();
-    other.LayDown();
+    ForgetLastFound();
+    other.ForgetLastFound();
     std::swap(m_Count, other.m_Count);
     std::swap(m_Root, other.m_Root);
     std::swap(m_Last, other.m_Last);
@@ -128,7 +128,7 @@ template <class K, class V, int W> class cls_PTrie {
   }
   static constexpr std::int64_t NoTag = -1;
 
-  void TakeInHand([[maybe_unused]] K const& key, [[maybe_unused]] V const& datum) const noexcept {
+  void NoteLastFound([[maybe_unused]] K const& key, [[maybe_unused]] V const& datum) const noexcept {
     if constexpr (W == 1) {
       m_HandTag = TagOf(key);
       m_HandDatum = &datum;

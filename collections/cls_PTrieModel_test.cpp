@@ -76,7 +76,7 @@ template <class K> class TrieModel {
   bool Remove(K key) {
     m_Trie.Remove(key);
     m_Model.erase(static_cast<Image>(key));
-    return m_Trie.Count() == m_Model.size() && !m_Trie.IsInHand(key);
+    return m_Trie.Count() == m_Model.size() && !m_Trie.IsLastFound(key);
   }
 
   [[nodiscard]] bool Agrees(K key) const {

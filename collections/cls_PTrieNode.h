@@ -134,7 +134,7 @@ template <class K, class V, int W> class cls_PTrieLeafNode final : public cls_PT
 
   V const* Locate(typename Node::Trie const& trie, K const& key) const override {
     if (key != m_Key) return nullptr;
-    trie.TakeInHand(m_Key, m_Datum);
+    trie.NoteLastFound(m_Key, m_Datum);
     return &m_Datum;
   }
 

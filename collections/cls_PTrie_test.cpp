@@ -82,7 +82,7 @@ class PTrie : public ::testing::Test {
 };
 
 using PTrieStructure = PTrie;
-using PTrieInHand = PTrie;
+using PTrieLastFound = PTrie;
 using PTrieIteration = PTrie;
 
 } // namespace
@@ -447,33 +447,33 @@ TEST_F(PTrieStructure, BranchesOfAllKeyTypesHaveOneSize) {
 
 // --- The last found key and value.
 
-TEST_F(PTrieInHand, IsTheKeyOfTheLatestLookUp) {
+TEST_F(PTrieLastFound, IsTheKeyOfTheLatestLookUp) {
   InsertKeys(m_Trie, {1, 2});
-  EXPECT_FALSE(m_Trie.IsInHand(1));
-  EXPECT_FALSE(m_Trie.IsInHand(2));
+  EXPECT_FALSE(m_Trie.IsLastFound(1));
+  EXPECT_FALSE(m_Trie.IsLastFound(2));
   CountedValue const* const first = m_Trie.ConstGetPtr(1);
-  ASSERT_TRUE(m_Trie.IsInHand(1));
-  EXPECT_EQ(&m_Trie.HandValue(), first);
+  ASSERT_TRUE(m_Trie.IsLastFound(1));
+  EXPECT_EQ(&m_Trie.LastFoundValue(), first);
   EXPECT_EQ(m_Trie.Contains(2), 1);
-  EXPECT_FALSE(m_Trie.IsInHand(1));
-  ASSERT_TRUE(m_Trie.IsInHand(2));
-  EXPECT_EQ(&m_Trie.HandValue(), m_Trie.ConstGetPtr(2));
+  EXPECT_FALSE(m_Trie.IsLastFound(1));
+  ASSERT_TRUE(m_Trie.IsLastFound(2));
+  EXPECT_EQ(&m_Trie.LastFoundValue(), m_Trie.ConstGetPtr(2));
   EXPECT_EQ(&m_Trie.ConstGet(1), first);
-  ASSERT_TRUE(m_Trie.IsInHand(1));
-  EXPECT_EQ(&m_Trie.HandValue(), first);
+  ASSERT_TRUE(m_Trie.IsLastFound(1));
+  EXPECT_EQ(&m_Trie.LastFoundValue(), first);
 }
 
-TEST_F(PTrieInHand, IsForgottenWhenItsKeyIsRemoved) {
+TEST_F(PTrieLastFound, IsForgottenWhenItsKeyIsRemoved) {
   InsertKeys(m_Trie, {1, 2});
   EXPECT_EQ(m_Trie.Contains(1), 1);
   m_Trie.Remove(1);
-  EXPECT_FALSE(m_Trie.IsInHand(1));
+  EXPECT_FALSE(m_Trie.IsLastFound(1));
   EXPECT_EQ(m_Trie.Contains(1), 0);
   m_Trie.Insert(1, CountedValue(11));
   EXPECT_EQ(m_Trie.ConstGet(1).m_Value, 11);
 }
 
-TEST_F(PTrieInHand, SurvivesTheRemovalOfOtherKeys) {
+TEST_F(PTrieLastFound, SurvivesTheRemovalOfOtherKeys) {
   InsertKeys(m_Trie, {1, 2, 3});
   CountedValue const* const found = m_Trie.ConstGetPtr(2);
   for (int const key : {1, 3, 4}) {
@@ -484,17 +484,17 @@ TEST_F(PTrieInHand, SurvivesTheRemovalOfOtherKeys) {
   EXPECT_EQ(found->m_Value, 2);
 }
 
-TEST_F(PTrieInHand, IsForgottenAfterClear) {
+TEST_F(PTrieLastFound, IsForgottenAfterClear) {
   InsertKeys(m_Trie, {1, 2});
   EXPECT_EQ(m_Trie.Contains(1), 1);
   m_Trie.Clear();
-  EXPECT_FALSE(m_Trie.IsInHand(1));
+  EXPECT_FALSE(m_Trie.IsLastFound(1));
   EXPECT_EQ(m_Trie.ConstGetPtr(1), nullptr);
   m_Trie.Insert(1, CountedValue(11));
   EXPECT_EQ(m_Trie.ConstGet(1).m_Value, 11);
 }
 
-TEST_F(PTrieInHand, SeesTheValueThatInsertAssigned) {
+TEST_F(PTrieLastFound, SeesTheValueThatInsertAssigned) {
   InsertKeys(m_Trie, {1, 2});
   CountedValue const* const found = m_Trie.ConstGetPtr(1);
   InsertKeys(m_Trie, {3});
@@ -504,11 +504,11 @@ TEST_F(PTrieInHand, SeesTheValueThatInsertAssigned) {
   EXPECT_EQ(m_Trie.ConstGet(3).m_Value, 3);
 }
 
-TEST_F(PTrieInHand, IsNeverAnAbsentKey) {
+TEST_F(PTrieLastFound, IsNeverAnAbsentKey) {
   InsertKeys(m_Trie, {4096});
   EXPECT_EQ(m_Trie.Contains(4096), 1);
   EXPECT_EQ(m_Trie.Contains(4097), 0);
-  EXPECT_FALSE(m_Trie.IsInHand(4097));
+  EXPECT_FALSE(m_Trie.IsLastFound(4097));
   EXPECT_EQ(m_Trie.Contains(4096), 1);
 }
 

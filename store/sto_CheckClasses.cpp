@@ -131,7 +131,7 @@ class Check {
       CheckIds(*metadata);
       CheckAttributes(*metadata);
     }
-    std::ranges::stable_sort(m_Found, {}, &Mistake::m_Place);
+    std::ranges::stable_sort(m_Found, {}, &Mistake::m_Version);
     std::vector<std::string> sentences;
     sentences.reserve(m_Found.size());
     for (Mistake& mistake : m_Found) sentences.push_back(std::move(mistake.m_Sentence));
@@ -140,7 +140,7 @@ class Check {
 
  private:
   struct Mistake {
-    std::pair<unsigned int, int> m_Place; // class ID and version
+    std::pair<unsigned int, int> m_Version; // class ID and version
     std::string m_Sentence;
   };
 
@@ -152,7 +152,7 @@ class Check {
     return index + 1 == m_Versions.size() || m_Versions[index + 1]->ClassId() != m_Versions[index]->ClassId();
   }
 
-  /// The place of a class among the newest versions, their number when it is not there.
+  /// The index of a class among the newest versions, or their number if it has none.
   [[nodiscard]] std::size_t FindNewest(unsigned int classId) const noexcept {
     auto const found = std::ranges::lower_bound(m_Newest, classId, {}, &cls_ClassMetadata::ClassId);
     bool const isThere = found != m_Newest.end() && (*found)->ClassId() == classId;
@@ -200,9 +200,9 @@ void Check::CheckNames() {
                          std::to_string(before->Version()) + ".");
     before = metadata;
     if (metadata->Name().IsEmpty()) continue;
-    auto const [place, isNew] = known.try_emplace(metadata->Name().View(), metadata);
-    if (isNew || place->second->ClassId() == metadata->ClassId()) continue;
-    Add(*metadata, "Classes " + std::to_string(place->second->ClassId()) + " and " +
+    auto const [first, isNew] = known.try_emplace(metadata->Name().View(), metadata);
+    if (isNew || first->second->ClassId() == metadata->ClassId()) continue;
+    Add(*metadata, "Classes " + std::to_string(first->second->ClassId()) + " and " +
                        std::to_string(metadata->ClassId()) + " are both called " + NameOf(*metadata) + ".");
   }
 }
@@ -225,7 +225,7 @@ void Check::CheckCircles() {
     std::rotate(circle.begin(), std::ranges::min_element(circle), circle.end());
     std::vector<std::string> names;
     std::ranges::transform(circle, std::back_inserter(names),
-                           [this](std::size_t place) { return NameOf(*m_Newest[place]); });
+                           [this](std::size_t index) { return NameOf(*m_Newest[index]); });
     Add(*m_Newest[circle.front()], "Classes " + List(names) + " derive from each other in a circle.");
   }
 }

@@ -4,6 +4,7 @@
 
 #include "persist/backend/cls_AgentProxy.h"
 #include "persist/visitors/cls_ReadVisitor.h"
+#include "store/base/sto_StorageType.h"
 #include "store/sto_Store.h"
 
 // Copies of stored objects: an object is carried from one store to another, or copied within one, without
@@ -28,20 +29,18 @@
 // array has not flushed yet is not in what a proxy copies; sto_CopyRoot flushes first. The source's objects
 // stay as they are.
 //
-// The class versions in the branch stand in both stores then. The target's registrar must know each class, in
-// the object's version or a newer one.
+// Afterwards both stores describe the class versions in the branch. The target's registrar must know each
+// class, in the object's version or a newer one.
 //
 // Thread rule: both stores belong to the thread.
-
-/// The kind of storage that the module's stores are. Its number is none of cls_StorageTypeId::AllocateId's.
-[[nodiscard]] KVL_EXPORT cls_StorageTypeId const& sto_StorageType() noexcept;
 
 /// The proxy of the object under a root name. NotFound, Damaged.
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store,
                                                                       std::string_view root);
 
-/// The proxy of the object that a visitor reads; without object where that is none of a store. A proxy keeps
-/// no transaction and may outlive the load; once its store is closed its transfers raise Unavailable.
+/// The proxy of the object that a visitor reads; empty if the visitor is not reading an object of a store. A
+/// proxy keeps no transaction and may outlive the load; once its store is closed its transfers raise
+/// Unavailable.
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor);
 
 /// Copies what is under root `name` of a store, with all that it leads to, and gives the copy root name

@@ -13,6 +13,7 @@
 #include "persist/visitors/cls_ReadsByValue.h"
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
+#include "store/base/sto_BuiltAs.h"
 
 // Objects on the way in that are reached through pointers. A reading constructor takes
 //
@@ -48,13 +49,6 @@ template <class T>
 concept sto_IsAdaptable = sto_HasTypeId<T> && std::is_constructible_v<T, cls_ReadVisitor const&> &&
     requires(T const& object, cls_WriteVisitor const& visitor) {
   object.DBWrite(visitor);
-};
-
-/// What is known of the C++ class that an object is built, or asked for, as.
-enum class sto_BuiltAs {
-  Unchecked, ///< nothing: the class has no TypeId
-  Itself,    ///< it is the object's very class
-  ByMetadata ///< it is one that the object's metadata builds, or a base of that
 };
 
 /// The metadata that builds the visitor's object where class `typeId` is asked for; null when the visitor
@@ -145,27 +139,27 @@ template <class T>
 /// Builds a shared object whose address is known before, so that a cycle can lead back to it.
 template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructInPlace(cls_ReadVisitor const& visitor) {
   sto_CheckReadsByReference<T>();
-  struct Place {
-    ~Place() {
+  struct Room {
+    ~Room() {
       if (m_IsBuilt) Address()->~T();
     }
     T* Address() noexcept { return std::launder(reinterpret_cast<T*>(m_Memory)); }
     alignas(T) unsigned char m_Memory[sizeof(T)];
     bool m_IsBuilt = false;
   };
-  auto const place = std::make_shared<Place>();
-  std::shared_ptr<T> object(place, reinterpret_cast<T*>(place->m_Memory));
+  auto const room = std::make_shared<Room>();
+  std::shared_ptr<T> object(room, reinterpret_cast<T*>(room->m_Memory));
   sto_HoldShared(visitor, typeid(T), object, sto_HasTypeId<T> ? sto_BuiltAs::Itself : sto_BuiltAs::Unchecked);
   try {
     if constexpr (std::is_constructible_v<T, cls_ReadVisitor const&>)
-      new (place->m_Memory) T(visitor);
+      new (room->m_Memory) T(visitor);
     else
-      new (place->m_Memory) T(visitor, nullptr);
+      new (room->m_Memory) T(visitor, nullptr);
   } catch (...) {
     sto_ForgetShared(visitor);
     throw;
   }
-  place->m_IsBuilt = true;
+  room->m_IsBuilt = true;
   return object;
 }
 

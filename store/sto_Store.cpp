@@ -33,7 +33,7 @@ class RootRequest : public cls_AgentRequest {
   void CheckOtherName(cls_Uid const& uid) const {
     sto_IdentityMap::Tie const* const tie = m_Session.Identities().Find(uid);
     if (tie != nullptr && tie->IsRoot() && m_Session.Driver().FindRoot(m_Root) != tie->Id())
-      m_Session.Reach().CompareAll();
+      m_Session.Save().Reach().CompareAll();
   }
 
   sto_Session& m_Session;
@@ -44,7 +44,7 @@ class RootRequest : public cls_AgentRequest {
 /// Conflict when the object that a save has named has another root name already and was stored with another
 /// content, so that the other root would change with it.
 void CheckOtherRoots(sto_Session& session, std::string_view root, std::int64_t id) {
-  std::int64_t const changed = session.Reach().OtherContent();
+  std::int64_t const changed = session.Save().Reach().OtherContent();
   if (changed == 0) return;
   for (std::string const& other : session.Driver().Roots()) {
     if (other == root || session.Driver().FindRoot(other) != id) continue;
@@ -134,7 +134,7 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
   if (!Session().IsWriting())
     Session().Raise(sto_ErrorKind::Misuse,
                     "Saving in a transaction that only reads, or while an object is being loaded.");
-  Session().BeginSave(&root);
+  Session().Save().Begin(&root);
   try {
     RootRequest const request(Session(), root);
     {
@@ -144,16 +144,16 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
     if (request.Id() == 0)
       Session().Raise(sto_ErrorKind::Misuse, "The object for root " + std::string(root) + " wrote nothing.");
     Session().RaiseKept();
-    Session().CheckSave();
+    Session().Save().Check();
     CheckOtherRoots(Session(), root, request.Id());
     Session().Driver().SetRoot(root, request.Id());
-    Session().EndSave();
+    Session().Save().End();
     Session().Identities().NoteRoot(request.Id());
   } catch (...) {
-    Session().UndoSave();
+    Session().Save().Undo();
     throw;
   }
-  if (transaction.IsOwn()) Session().FlushHolders();
+  if (transaction.IsOwn()) Session().Collections().FlushHolders();
   transaction.Commit();
 }
 
@@ -165,7 +165,7 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
   if (!Session().IsGivenOut(*id))
     Session().Raise(sto_ErrorKind::Damaged, "Root " + std::string(root) + " names object " +
                                                 std::to_string(*id) + ", which the store never had.");
-  sto_RecordRef record = Session().ReadRecord(*id);
+  sto_RecordRef record = Session().Records().Read(*id);
   if (record == nullptr)
     Session().Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(*id) + ", which is root " +
                                                 std::string(root) + ", is missing.");
@@ -195,7 +195,7 @@ bool sto_Store::RemoveRoot(std::string_view root) {
     Session().Raise(sto_ErrorKind::Misuse,
                     "Removing a root in a transaction that only reads, or while an object is being loaded.");
   bool const removed = Session().Driver().RemoveRoot(root);
-  Session().Reach().RemoveRoot(root);
+  Session().Save().Reach().RemoveRoot(root);
   transaction.Commit();
   return removed;
 }
@@ -211,7 +211,7 @@ bool sto_Store::RenameRoot(std::string_view from, std::string_view to) {
     Session().Raise(sto_ErrorKind::Conflict,
                     "Root " + std::string(from) + " cannot be renamed to " + std::string(to) +
                         ": there is a root of that name. Remove or rename it first.");
-  Session().Reach().RenameRoot(from, to);
+  Session().Save().Reach().RenameRoot(from, to);
   bool const renamed = Session().Driver().RenameRoot(from, to);
   transaction.Commit();
   return renamed;
@@ -220,7 +220,7 @@ bool sto_Store::RenameRoot(std::string_view from, std::string_view to) {
 std::int64_t sto_Store::CollectGarbage() {
   if (IsReadOnly()) Session().Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
   sto_OwnTransaction transaction(Session(), true);
-  if (!Session().IsWriting() || Session().InSave() || Session().Loaded().InLoad())
+  if (!Session().IsWriting() || Session().Save().IsGoingOn() || Session().Loaded().InLoad())
     Session().Raise(sto_ErrorKind::Misuse, "Collecting in a transaction that only reads, or while an object "
                                            "is being saved or loaded.");
   sto_Collector collector(Session());
@@ -232,7 +232,7 @@ std::int64_t sto_Store::CollectGarbage() {
 
 std::int64_t sto_Store::CountGarbage() {
   sto_OwnTransaction const transaction(Session(), false);
-  if (Session().InSave() || Session().Loaded().InLoad())
+  if (Session().Save().IsGoingOn() || Session().Loaded().InLoad())
     Session().Raise(sto_ErrorKind::Misuse, "Counting garbage while an object is being saved or loaded.");
   sto_Collector collector(Session());
   collector.Mark();
@@ -253,7 +253,7 @@ void sto_Store::CopyTo(std::string const& location) {
   sto_Session& session = Session();
   session.RaiseKept();
   try {
-    if (session.IsWriting() || session.InSave() || session.Loaded().InLoad())
+    if (session.IsWriting() || session.Save().IsGoingOn() || session.Loaded().InLoad())
       session.Raise(sto_ErrorKind::Misuse,
                     "A transaction that writes is open, or an object is being saved or loaded.");
     if (!session.InTransaction() && !IsReadOnly())
@@ -263,35 +263,4 @@ void sto_Store::CopyTo(std::string const& location) {
   } catch (sto_Exception const& failure) {
     RaiseNotCopied(session, location, failure);
   }
-}
-
-sto_Transaction::sto_Transaction(sto_Store& store) : m_Session(store.Session().Self()) {
-  (*m_Session)->Begin(true, sto_Keeping::Copies);
-}
-
-sto_Transaction::~sto_Transaction() {
-  Rollback();
-}
-
-void sto_Transaction::Commit() {
-  if (m_Session == nullptr) sto_Raise(sto_ErrorKind::Misuse, "The transaction is over.");
-  if (*m_Session == nullptr)
-    sto_Raise(sto_ErrorKind::Misuse, "The store was closed before its transaction was committed, which was "
-                                     "rolled back: the store must outlive it.");
-  (*m_Session)->FlushHolders();
-  (*m_Session)->Commit();
-  m_Session = nullptr;
-}
-
-void sto_Transaction::Rollback() noexcept {
-  std::shared_ptr<sto_Session*> const session = std::exchange(m_Session, nullptr);
-  if (session != nullptr && *session != nullptr) (*session)->Rollback();
-}
-
-sto_ReadTransaction::sto_ReadTransaction(sto_Store& store) : m_Session(store.Session().Self()) {
-  (*m_Session)->Begin(false);
-}
-
-sto_ReadTransaction::~sto_ReadTransaction() {
-  if (*m_Session != nullptr) (*m_Session)->Rollback();
 }

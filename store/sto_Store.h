@@ -14,9 +14,9 @@
 #include "store/sto_LoadScope.h"
 #include "store/sto_Options.h"
 #include "store/sto_Shared.h"
+#include "store/sto_Transaction.h"
 
 class cls_AgentProxy;
-class sto_ReadTransaction;
 class sto_Session;
 class sto_Store;
 
@@ -38,7 +38,7 @@ enum class sto_Mode {
 ///     std::unique_ptr<Model> model = store.Load<Model>("analysis/step-1");
 ///
 /// A saved object is any class with `DBWrite(cls_WriteVisitor const&) const`; a loaded one has a constructor
-/// from `cls_ReadVisitor const&`. Each class stands in the registrar, with every attribute that it writes:
+/// from `cls_ReadVisitor const&`. Each class is in the registrar, with every attribute that it writes:
 /// the store describes each class version that wrote to it, by the newest version's metadata, and checks what
 /// is written against it. See sto_Shared.h for how objects are built.
 ///
@@ -47,8 +47,9 @@ enum class sto_Mode {
 /// is written once, and cycles end. Saving an object again replaces what its identity was saved as before.
 ///
 /// 2. While an identity lives, it and its stored object belong together: loading the object again gives the
-/// same identity. When it dies, the bond dies; a later identity is never taken for it. Each load builds a new
-/// object with that identity, unless a sto_LoadScope is open: then LoadShared gives the one that is there.
+/// same identity. When it dies, the tie between them ends; a later identity is never taken for it. Each load
+/// builds a new object with that identity, unless a sto_LoadScope is open: then LoadShared gives the one that
+/// is there.
 ///
 /// 3. A committed save survives the end of the process and, within what SQLite promises, the loss of power.
 ///
@@ -75,8 +76,8 @@ class KVL_EXPORT sto_Store {
   /// Misuse, before the file is touched: the registrar has declarations that can only be slips, as one name
   /// for two classes, one number for two attributes, a repeated registration that differs, or a circle of
   /// base classes. The message has all of them; sto_CheckClasses.h has the list.
-  /// Misuse for options that are none (some matter to Create only, some each time), and for a location with a
-  /// NUL character.
+  /// Misuse for invalid options (some are used by Create only, some each time), and for a location with a NUL
+  /// character.
   static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                         sto_Options const& options = {});
   /// A registrar that would go before the store does.
@@ -88,8 +89,8 @@ class KVL_EXPORT sto_Store {
 
   sto_Store(sto_Store&&) noexcept;
   sto_Store& operator=(sto_Store&&) noexcept;
-  /// Closes the store; an open transaction is rolled back. What bulk arrays have not written is written, as
-  /// far as that succeeds: nobody hears of a failure here. Close tells it.
+  /// Closes the store; an open transaction is rolled back. What bulk arrays have not written is written, if
+  /// that succeeds: a failure is not reported here. Close reports it.
   ~sto_Store();
 
   /// Writes what bulk arrays have changed and not written, in one transaction, and closes the store; its
@@ -172,7 +173,7 @@ class KVL_EXPORT sto_Store {
   /// that an agent of this session has open (bulk arrays, lists and maps of objects, blobs) are kept, with
   /// what they lead to. In the open transaction, or else in one of its own.
   ///
-  /// Objects in memory are no roots. Their identities stay bound, so that saving them again writes them under
+  /// Objects in memory are no roots. Their identities stay tied, so that saving them again writes them under
   /// the ids that they had; no other object ever gets these. What only another session's memory leads to is
   /// deleted: collections and blobs that it has open raise NotFound there. The file keeps its size; the room
   /// is used again.
@@ -237,61 +238,4 @@ class KVL_EXPORT sto_Store {
                   void (*call)(void* read, cls_ReadVisitor const& visitor));
 
   std::unique_ptr<sto_Session> m_Session;
-};
-
-/// A transaction on a store: what is saved in it becomes durable and visible to others with Commit, all or
-/// nothing. Without Commit the destructor rolls back. One transaction a store at a time (Misuse).
-///
-///     sto_Transaction transaction(store);
-///     store.Save("mesh", mesh);
-///     store.Save("result", result);
-///     transaction.Commit();
-///
-/// The store must outlive it. Thread rule: as the store.
-class KVL_EXPORT sto_Transaction {
- public:
-  /// Begins; waits up to some seconds for another writer, then raises Busy. ReadOnly for a store that is.
-  explicit sto_Transaction(sto_Store& store);
-  ~sto_Transaction();
-  sto_Transaction(sto_Transaction const&) = delete;
-  sto_Transaction& operator=(sto_Transaction const&) = delete;
-
-  /// Makes everything durable, with what bulk arrays have changed. When it raises Busy (another program is
-  /// reading or writing), or Conflict, the transaction is still open: commit again, or roll back. After any
-  /// other failure the database may have undone the transaction; then all that is left is to roll back, and
-  /// every operation until then, Commit too, raises Unavailable.
-  void Commit();
-
-  /// Undoes everything; identities that were first saved in the transaction are unknown to the store again.
-  /// A bulk array that was first saved in it is in memory again, with its identity and the elements that it
-  /// had when that save began. One that the store had before is as it was when the transaction began:
-  /// committed elements, and those that had been changed before and not written. References to elements are
-  /// not valid any more. What cannot be brought back raises Unavailable at every use and at every save: a
-  /// cls_SimpleArrayPrim, an agent of a list or map of objects, and a blob's agent that were made in the
-  /// undone work; an array that was loaded from it; a cls_2dArrayPrim that was assigned from one.
-  void Rollback() noexcept;
-
- private:
-  std::shared_ptr<sto_Session*>
-      m_Session; // null when the transaction is over, of null when the store is closed
-};
-
-/// A transaction on a store that only reads: everything in it sees one state of the store. Reading many
-/// objects, or many blocks of a bulk array, is several times faster in one than each by itself. While it is
-/// open, other sessions cannot commit: keep it short.
-///
-///     sto_ReadTransaction const transaction(store);
-///     for (int i = 0; i < history.Size(); ++i) sum += history.ConstGet(i);
-///
-/// Writing inside it raises Misuse. The store must outlive it. Thread rule: as the store.
-class KVL_EXPORT sto_ReadTransaction {
- public:
-  /// Begins; Misuse when a transaction is open.
-  explicit sto_ReadTransaction(sto_Store& store);
-  ~sto_ReadTransaction();
-  sto_ReadTransaction(sto_ReadTransaction const&) = delete;
-  sto_ReadTransaction& operator=(sto_ReadTransaction const&) = delete;
-
- private:
-  std::shared_ptr<sto_Session*> m_Session; // of null when the store is closed
 };

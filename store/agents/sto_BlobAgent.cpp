@@ -8,9 +8,7 @@
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_CollectionFields.h"
-#include "store/objects/sto_MementoWrite.h"
 #include "store/session/sto_OwnTransaction.h"
-#include "store/sto_Blob.h"
 
 namespace {
 
@@ -19,9 +17,10 @@ using Layout = sto_BlobLayout;
 } // namespace
 
 sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
-    : m_Session(session.Self()), m_Location(session.Location()), m_Id(id), m_Blocks(session, id) {
-  if (isMade) session.NoteMade(id);
-  if (sto_Session::ListAtBegin const* const before = session.FindAtBegin(id); before != nullptr) {
+    : sto_OpenBlob(id), m_Session(session.Self()), m_Location(session.Location()), m_Blocks(session, id) {
+  if (isMade) session.Changes().NoteMade(id, session.Save().Number());
+  if (sto_ChangeNotes::ListAtBegin const* const before = session.Changes().FindAtBegin(id);
+      before != nullptr) {
     if (before->m_IsMade) m_MadeInTransaction = session.TransactionNumber();
     m_MadeInSave = before->m_MadeInSave;
   }
@@ -50,12 +49,12 @@ void sto_BlobAgent::NoteChanged() {
   sto_Session const& session = Session();
   if (m_AtBegin.m_Of != session.TransactionNumber())
     m_AtBegin = {m_SeenChange, m_ShownChange, session.TransactionNumber()};
-  if (session.InSave() && m_AtMark.m_Of != session.SaveNumber())
-    m_AtMark = {m_SeenChange, m_ShownChange, session.SaveNumber()};
+  if (session.Save().IsGoingOn() && m_AtMark.m_Of != session.Save().Number())
+    m_AtMark = {m_SeenChange, m_ShownChange, session.Save().Number()};
 }
 
 void sto_BlobAgent::UndoSave() noexcept {
-  std::int64_t const save = (*m_Session)->SaveNumber();
+  std::int64_t const save = (*m_Session)->Save().Number();
   if (m_MadeInSave == save) m_IsLost = true;
   if (m_AtMark.m_Of == save) {
     m_SeenChange = m_AtMark.m_SeenChange;
@@ -76,9 +75,9 @@ void sto_BlobAgent::UndoTransaction() noexcept {
 
 sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
   if (m_Id == 0) return {};
-  sto_RecordRef const record = Session().ReadRecord(m_Id);
+  sto_RecordRef const record = Session().Records().Read(m_Id);
   if (record == nullptr) {
-    bool const isBeingMade = Session().InSave() && m_MadeInSave == Session().SaveNumber();
+    bool const isBeingMade = Session().Save().IsGoingOn() && m_MadeInSave == Session().Save().Number();
     if (!isBeingMade) Session().Raise(sto_ErrorKind::NotFound, Describe() + " is not in the store any more.");
     return {};
   }
@@ -104,7 +103,7 @@ sto_BlobAgent::Header sto_BlobAgent::ShowHeader() {
 sto_BlobAgent::Header sto_BlobAgent::HeaderToChange() {
   Header const header = ReadHeader();
   if (m_ShownChange != -1 && m_ShownChange != header.m_Change &&
-      !Session().IsOwnBlobChange(m_Id, header.m_Change))
+      !Session().Changes().IsOwnBlobChange(m_Id, header.m_Change))
     Session().Raise(sto_ErrorKind::Conflict, Describe() + " was changed by another session since it was "
                                                           "looked at here: look at it again.");
   NoteChanged();
@@ -118,7 +117,7 @@ void sto_BlobAgent::WriteHeader(Header header) {
   sto_CollectionFields::BlobBytes.Write(builder, header.m_SizeBytes);
   std::int64_t const change = header.m_Change + 1;
   sto_CollectionFields::Change.Write(builder, change);
-  Session().NoteBlobChange(m_Id, change);
+  Session().Changes().NoteBlobChange(m_Id, change, Session().TransactionNumber(), Session().Save().Number());
   Session().Driver().WriteObject(m_Id, metadata.ClassId(), builder.Finish(m_Id));
   if (m_SeenChange == header.m_Change) m_SeenChange = change; // what was not seen before still is not
   m_ShownChange = change;
@@ -194,7 +193,7 @@ void sto_BlobAgent::ChangeWhole(Header const& header, bool outlivesFailure, Chan
     change();
     WriteHeader(header);
   } catch (...) {
-    if (Session().InSave()) Session().MarkIncomplete();
+    if (Session().Save().IsGoingOn()) Session().Save().MarkIncomplete();
     try {
       if (outlivesFailure) WriteHeader(header);
     } catch (...) {
@@ -239,23 +238,4 @@ void sto_BlobAgent::Truncate(long long sizeBytes) {
     m_Blocks.DeleteFrom(Layout(kept).BlockCount());
   });
   transaction.Commit();
-}
-
-void sto_KeepBlob(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, cls_Uid const& uid) {
-  auto* const memento = dynamic_cast<sto_MementoWrite*>(visitor.Memento());
-  if (memento == nullptr)
-    sto_Raise(sto_ErrorKind::Misuse, "A blob can be kept as it is only in an object that a store is saving.");
-  sto_Session& session = memento->Session();
-  session.RaiseKept();
-  session.CheckSave();
-  sto_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
-  sto_RecordRef const record = tie == nullptr ? nullptr : session.ReadRecord(tie->Id());
-  if (record == nullptr || record->Parts().front().m_ClassId != cls_BlobTypeId) {
-    session.MarkIncomplete();
-    session.Raise(sto_ErrorKind::Misuse,
-                  "Attribute " + std::string(field.Name().View()) +
-                      " is to keep its blob as it is, but the store has none under its "
-                      "identity: write it.");
-  }
-  memento->HoldObject(field, cls_BlobTypeId, tie->Id());
 }

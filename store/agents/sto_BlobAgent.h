@@ -6,6 +6,7 @@
 
 #include "persist/backend/cls_AgentBlob.h"
 #include "store/format/sto_BlockLayout.h"
+#include "store/session/sto_OpenBlob.h"
 #include "store/session/sto_StoredBlocks.h"
 
 class sto_Session;
@@ -17,7 +18,7 @@ class sto_Session;
 /// operation raises Unavailable. One that another session has changed since it was looked at here is not
 /// changed: Conflict. Each operation is a transaction of its own when none is open.
 /// Thread rule: the thread of the session.
-class sto_BlobAgent final : public cls_AgentBlob {
+class sto_BlobAgent final : public cls_AgentBlob, public sto_OpenBlob {
  public:
   /// The greatest blob, in bytes: what the blocks of one object can hold.
   static constexpr long long MaxBytes = sto_BlobLayout::MaxCount;
@@ -29,11 +30,8 @@ class sto_BlobAgent final : public cls_AgentBlob {
   sto_BlobAgent& operator=(sto_BlobAgent const&) = delete;
   ~sto_BlobAgent() override;
 
-  [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
-  [[nodiscard]] bool IsLost() const noexcept { return m_IsLost; }
-  /// The save, or the transaction, is undone.
-  void UndoSave() noexcept;
-  void UndoTransaction() noexcept;
+  void UndoSave() noexcept override;
+  void UndoTransaction() noexcept override;
 
   long long Size() override;
   long long Read(long long offset, long long sizeBytes, void* destination) override;
@@ -82,14 +80,12 @@ class sto_BlobAgent final : public cls_AgentBlob {
 
   std::shared_ptr<sto_Session*> m_Session;
   std::string m_Location;
-  std::int64_t m_Id;
   std::int64_t m_SeenChange = -1;  // what Changed has told
   std::int64_t m_ShownChange = -1; // what any operation has shown
   Standing m_AtBegin;
   Standing m_AtMark;
   std::int64_t m_MadeInSave = 0; // the number of the save that made it
   std::int64_t m_MadeInTransaction = 0;
-  bool m_IsLost = false;
   int m_References = 0;
   sto_StoredBlocks m_Blocks;
 };

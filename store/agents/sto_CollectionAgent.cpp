@@ -8,14 +8,14 @@
 #include "store/session/sto_OwnTransaction.h"
 
 sto_CollectionAgent::sto_CollectionAgent(sto_Session& session, std::int64_t id)
-    : m_Session(&session), m_Location(session.Location()), m_Id(id) {}
+    : sto_OpenCollection(id), m_Session(&session), m_Location(session.Location()) {}
 
 sto_CollectionAgent::~sto_CollectionAgent() {
-  if (m_IsRegistered && m_Session != nullptr) m_Session->RemoveAgent(*this);
+  if (m_IsRegistered && m_Session != nullptr) m_Session->Collections().Remove(*this);
 }
 
 void sto_CollectionAgent::Register() {
-  m_Session->AddAgent(*this);
+  m_Session->Collections().Add(*this);
   m_IsRegistered = true;
 }
 
@@ -46,23 +46,25 @@ void sto_CollectionAgent::KeepFailure() const noexcept {
 void sto_CollectionAgent::StartNew(int sizeHint) {
   m_SizeHint = sizeHint;
   m_ReadAtChange = m_Session->ChangeCounter();
-  m_Session->NoteMade(m_Id);
+  m_Session->Changes().NoteMade(Id(), m_Session->Save().Number());
   m_MadeInTransaction = m_Session->TransactionNumber();
-  m_MadeInSave = m_Session->SaveNumber();
+  m_MadeInSave = m_Session->Save().Number();
   NoteChanged();
 }
 
-void sto_CollectionAgent::Open(sto_RecordRef const& record) {
+void sto_CollectionAgent::TakeStored(sto_RecordRef const& record) {
   TakeRecord(record, true);
   m_SeenChange = m_Change;
-  if (sto_Session::ListAtBegin const* const before = m_Session->FindAtBegin(m_Id); before != nullptr) {
+  if (sto_ChangeNotes::ListAtBegin const* const before = m_Session->Changes().FindAtBegin(Id());
+      before != nullptr) {
     m_AtBegin = {before->m_Change, before->m_Change, m_Session->TransactionNumber()};
     if (before->m_IsMade) m_MadeInTransaction = m_Session->TransactionNumber();
     m_MadeInSave = before->m_MadeInSave;
   }
   // Also one that no agent has made: a plain list, or a copy of another store's.
-  if (m_Session->IsNewInTransaction(m_Id)) m_MadeInTransaction = m_Session->TransactionNumber();
-  if (m_Session->InSave() && m_Session->IsNewInSave(m_Id)) m_MadeInSave = m_Session->SaveNumber();
+  if (m_Session->IsNewInTransaction(Id())) m_MadeInTransaction = m_Session->TransactionNumber();
+  if (m_Session->Save().IsGoingOn() && m_Session->Save().IsNew(Id()))
+    m_MadeInSave = m_Session->Save().Number();
 }
 
 void sto_CollectionAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) {
@@ -78,8 +80,8 @@ void sto_CollectionAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) 
 
 void sto_CollectionAgent::Synchronise() {
   sto_Session& session = Session();
-  if (m_ReadAtChange == session.ChangeCounter() || m_Id == 0) return;
-  sto_RecordRef const record = session.ReadRecord(m_Id);
+  if (m_ReadAtChange == session.ChangeCounter() || Id() == 0) return;
+  sto_RecordRef const record = session.Records().Read(Id());
   if (record == nullptr)
     session.Raise(sto_ErrorKind::NotFound, Describe() + " is not in the store any more.");
   TakeRecord(record, false);
@@ -88,11 +90,11 @@ void sto_CollectionAgent::Synchronise() {
 void sto_CollectionAgent::PrepareChange() {
   std::int64_t const transaction = m_Session->TransactionNumber();
   if (m_AtBegin.m_Of != transaction) {
-    m_Session->NoteAtBegin(m_Id, KnownCount(), m_Change);
+    m_Session->Changes().NoteAtBegin(Id(), KnownCount(), m_Change);
     m_AtBegin = {m_Change, m_SeenChange, transaction};
   }
-  if (m_Session->InSave() && m_AtMark.m_Of != m_Session->SaveNumber())
-    m_AtMark = {m_Change, m_SeenChange, m_Session->SaveNumber()};
+  if (m_Session->Save().IsGoingOn() && m_AtMark.m_Of != m_Session->Save().Number())
+    m_AtMark = {m_Change, m_SeenChange, m_Session->Save().Number()};
 }
 
 void sto_CollectionAgent::MarkChanged() noexcept {
@@ -108,25 +110,24 @@ void sto_CollectionAgent::CheckWriting() const {
                         " is written in a transaction that only reads, or while an object is being loaded.");
 }
 
-void sto_CollectionAgent::WriteRecord() {
-  if (!m_IsPending) return;
+void sto_CollectionAgent::WritePendingRecord() {
   cls_ClassMetadata const& metadata = m_Session->ClassToWrite(StoredClassId()).Metadata();
   sto_RecordBuilder builder;
-  builder.AddPart(metadata.ClassId(), metadata.Version(), m_Id);
+  builder.AddPart(metadata.ClassId(), metadata.Version(), Id());
   sto_CollectionFields::SizeHint.Write(builder, m_SizeHint);
   sto_CollectionFields::Change.Write(builder, m_Change);
   PutContent(builder);
-  sto_Bytes const record = builder.Finish(m_Id);
+  sto_Bytes const record = builder.Finish(Id());
   if (record.size() > sto_Format::MaxValueBytes)
     m_Session->Raise(sto_ErrorKind::Full, Describe() + " takes " + std::to_string(record.size()) +
                                               " bytes; at most " + std::to_string(sto_Format::MaxValueBytes) +
                                               " can be stored.");
-  m_Session->Driver().WriteObject(m_Id, metadata.ClassId(), record);
+  m_Session->Driver().WriteObject(Id(), metadata.ClassId(), record);
   m_IsPending = false;
 }
 
 bool sto_CollectionAgent::IsMadeInSave() const noexcept {
-  return m_Session->InSave() && m_MadeInSave == m_Session->SaveNumber();
+  return m_Session->Save().IsGoingOn() && m_MadeInSave == m_Session->Save().Number();
 }
 
 bool sto_CollectionAgent::IsMadeInTransaction() const noexcept {
@@ -145,7 +146,7 @@ bool sto_CollectionAgent::AskChanged() {
 bool sto_CollectionAgent::IsReadOnly() const {
   if (IsClosed()) return true;
   if (m_IsLost) return IsLettingGo(); // a flush raises, but not when an array goes that nobody can save
-  return m_Id == 0 || m_Session->Driver().IsReadOnly();
+  return Id() == 0 || m_Session->Driver().IsReadOnly();
 }
 
 void sto_CollectionAgent::EndOfFlush() {
@@ -210,8 +211,8 @@ void sto_CollectionAgent::ForgetBegin() noexcept {
 void sto_CollectionAgent::NoteIdentity(bool isRollback) noexcept {
   if (m_IsLost || m_Identity) return;
   bool const isGone = isRollback ? m_MadeInTransaction == m_Session->TransactionNumber()
-                                 : m_MadeInSave == m_Session->SaveNumber();
-  if (cls_UidCatalogEntry* const entry = isGone ? m_Session->Identities().EntryOf(m_Id) : nullptr)
+                                 : m_MadeInSave == m_Session->Save().Number();
+  if (cls_UidCatalogEntry* const entry = isGone ? m_Session->Identities().EntryOf(Id()) : nullptr)
     m_Identity.emplace(entry);
 }
 
@@ -228,7 +229,7 @@ void sto_CollectionAgent::Outdate() noexcept {
 
 void sto_CollectionAgent::UndoSave() noexcept {
   if (m_IsLost) return;
-  std::int64_t const save = m_Session->SaveNumber();
+  std::int64_t const save = m_Session->Save().Number();
   bool const isWritten = m_AtMark.m_Of == save;
   Outdate();
   if (isWritten) Restore(m_AtMark);
@@ -259,7 +260,7 @@ void sto_CollectionAgent::Lose() noexcept {
   ForgetBegin();
   m_IsLost = true;
   m_IsPending = false;
-  m_Session->ForgetAgentId(*this); // the id's next object is another one
+  m_Session->Collections().ForgetId(*this); // the id's next object is another one
   if (m_References == 0 && HolderCount() == 0 && IsOwnedByHolders()) delete this;
 }
 
@@ -273,7 +274,7 @@ void sto_CollectionAgent::CloseSession() noexcept {
   bool const isOurs = m_References > 0 || HolderCount() > 0 || IsOwnedByHolders();
   ++m_References; // so that no container flushes again, and none deletes the agent meanwhile
   if (!m_IsLost) ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Detach(); });
-  m_Session->RemoveAgent(*this);
+  m_Session->Collections().Remove(*this);
   m_IsRegistered = false;
   m_Session = nullptr;
   if (--m_References == 0 && isOurs) delete this;

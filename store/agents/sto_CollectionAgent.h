@@ -9,9 +9,8 @@
 #include "persist/identity/cls_Uid.h"
 #include "store/agents/sto_HolderSlot.h"
 #include "store/format/sto_RecordBuilder.h"
+#include "store/format/sto_RecordRef.h"
 #include "store/session/sto_Session.h"
-
-class sto_RecordInProgress;
 
 /// What the agents of all kinds of collections have in common: when their record is read and written, who
 /// holds the agent, and its life beside the session. Internal to the module.
@@ -26,17 +25,11 @@ class sto_RecordInProgress;
 /// kept by the session, because that happens in destructors. 3. Undoing allocates nothing and cannot fail:
 /// what it needs was kept when the work began; what has to be read again is read by the next operation.
 /// 4. A change by another session is counted (m_Foreign); a container that has not seen it cannot write.
-class sto_CollectionAgent {
+class sto_CollectionAgent : public sto_OpenCollection {
  public:
   /// Not registered with the session; see Register. `id` is 0 for a collection that is not stored.
   sto_CollectionAgent(sto_Session& session, std::int64_t id);
-  sto_CollectionAgent(sto_CollectionAgent const&) = delete;
-  sto_CollectionAgent& operator=(sto_CollectionAgent const&) = delete;
-  virtual ~sto_CollectionAgent();
-
-  [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
-  /// "list of double", for messages.
-  [[nodiscard]] virtual std::string What() const = 0;
+  ~sto_CollectionAgent() override;
 
   /// Makes the agent the session's one for the collection.
   void Register();
@@ -44,49 +37,27 @@ class sto_CollectionAgent {
   /// A collection that is made now. It is stored with the next pending records.
   void StartNew(int sizeHint);
   /// A collection that is stored; `record` is its object. Damaged, WrongClass for one of another kind.
-  void Open(sto_RecordRef const& record);
+  void TakeStored(sto_RecordRef const& record);
 
-  /// Reads the record again when another session has committed. In a transaction. NotFound when the
-  /// collection is not there any more.
-  void Synchronise();
-  /// Lets every container write back what it has.
-  virtual void FlushHolders();
-  /// Writes the collection's record if it has changed.
-  void WriteRecord();
-
-  // --- transactions and saves; the session calls them
-
-  /// A transaction, or a save, begins after which containers may have to be put back: keeps what they have.
-  void KeepForRollback(sto_Keeping keeping);
-  void KeepForUndo();
-  /// The save, or the transaction, is over for good.
-  void ForgetMark() noexcept { ForgetKeptAtMark(); }
-  void ForgetBegin() noexcept;
-  /// Before ids are untied: a collection that is about to be lost learns its identity.
-  void NoteIdentity(bool isRollback) noexcept;
-  /// The work of a save, or a transaction, is undone in the store. May delete the agent.
-  void UndoSave() noexcept;
-  void UndoTransaction(sto_Keeping kept) noexcept;
-  /// Misuse when the save that ends made the collection and a container has elements that it could not write.
-  virtual void CheckWhole() const {}
-  /// Whether a container has elements that it has changed and not written.
-  [[nodiscard]] virtual bool HasUnwrittenHolders() const noexcept { return false; }
-  /// The session ends: containers are flushed and detached. May delete the agent.
-  void CloseSession() noexcept;
-
-  /// The store, for messages.
-  [[nodiscard]] std::string const& Where() const noexcept { return m_Location; }
-  [[nodiscard]] bool IsLost() const noexcept { return m_IsLost; }
-  /// Whether a lost collection stood under this identity.
-  [[nodiscard]] bool WasUnder(cls_UidCatalogEntry const* entry) const noexcept {
+  void Synchronise() final;
+  void FlushHolders() override;
+  void KeepForRollback(sto_Keeping keeping) final;
+  void KeepForUndo() final;
+  void ForgetMark() noexcept final { ForgetKeptAtMark(); }
+  void ForgetBegin() noexcept final;
+  void NoteIdentity(bool isRollback) noexcept final;
+  void UndoSave() noexcept final;
+  void UndoTransaction(sto_Keeping kept) noexcept final;
+  void CheckWhole() const override {}
+  [[nodiscard]] bool HasUnwrittenHolders() const noexcept override { return false; }
+  void CloseSession() noexcept final;
+  [[nodiscard]] std::string const& Where() const noexcept final { return m_Location; }
+  [[nodiscard]] bool WasUnder(cls_UidCatalogEntry const* entry) const noexcept final {
     return m_IsLost && m_Identity && m_Identity->Entry() == entry;
   }
-  [[noreturn]] void RaiseLost() const;
-  /// Whether the container at an address holds this agent.
-  [[nodiscard]] bool IsHeldBy(void const* container) const noexcept;
-  /// Copies the collection's elements, as its containers show them, into the record of an object of another
-  /// session; false for a kind that cannot be copied so. In a save of that session.
-  virtual bool CopyInto(sto_RecordInProgress&, void const*) { return false; }
+  [[noreturn]] void RaiseLost() const final;
+  [[nodiscard]] bool IsHeldBy(void const* container) const noexcept final;
+  bool CopyInto(sto_ListTarget&, void const*) override { return false; }
 
  protected:
   /// The session; Unavailable when it is closed, and for a lost collection.
@@ -171,7 +142,7 @@ class sto_CollectionAgent {
   int m_References = 0;
 
  private:
-  friend class sto_Session;
+  void WritePendingRecord() final;
 
   /// What undoing restores of the agent itself.
   struct Standing {
@@ -189,10 +160,7 @@ class sto_CollectionAgent {
 
   sto_Session* m_Session;
   std::string m_Location;
-  std::int64_t m_Id;
   bool m_IsRegistered = false;
-  bool m_IsPending = false;
-  bool m_IsLost = false;
   std::int64_t m_Change = 0; // how often the collection was written, counted in its record
   std::int64_t m_SeenChange = 0;
   std::int64_t m_Foreign = 0;
@@ -203,7 +171,4 @@ class sto_CollectionAgent {
   std::int64_t m_MadeInSave = 0;
   std::optional<cls_Uid> m_Identity; // of a lost collection
   std::vector<std::unique_ptr<sto_HolderSlot>> m_Slots;
-  // The session's chain of agents.
-  sto_CollectionAgent* m_Next = nullptr;
-  sto_CollectionAgent* m_Previous = nullptr;
 };

@@ -11,7 +11,7 @@
 ///
 /// Blocks are kept by handle, in a trie of its own for each trie that the arrays have, so that putting back
 /// is an exchange of two tries: it allocates nothing and cannot fail. A block whose elements may change while
-/// it is kept is kept as a copy as well, and gets its old elements back in its old place.
+/// it is kept is kept as a copy as well, and gets its old elements back where it was.
 ///
 /// Thread rule: the thread of the session.
 template <class T> class sto_KeptBlocks {
@@ -54,7 +54,7 @@ template <class T> class sto_KeptBlocks {
     else if (!std::exchange(image->m_IsBack, true))
       PutBack(*image, trie);
     trie.m_IsPaged = isPaged;
-    trie.LayDown();
+    trie.ForgetLastFound();
   }
 
   void Forget() noexcept { m_Images.clear(); }

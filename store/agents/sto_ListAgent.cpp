@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
+#include "store/agents/sto_AgentOf.h"
 #include "store/format/sto_BlockLayout.h"
-#include "store/objects/sto_RecordInProgress.h"
 #include "store/session/sto_OwnTransaction.h"
 
 namespace {
@@ -54,46 +54,21 @@ template <class T> void Encode(sto_Bytes& content, T const* values, int count) {
 
 } // namespace
 
-template <class T> sto_ListAgent<T>* sto_ListAgent<T>::Find(sto_Session& session, std::int64_t id) {
-  sto_CollectionAgent* const found = session.FindAgent(id);
-  if (found == nullptr) return nullptr;
-  auto* const agent = dynamic_cast<sto_ListAgent*>(found);
-  if (agent == nullptr)
-    session.Raise(sto_ErrorKind::WrongClass, "The collection of object " + std::to_string(id) +
-                                                 " is open as a " + found->What() + ", not as a list of " +
-                                                 sto_ElementTypeName(Codec::ElementType) + ".");
-  return agent;
+template <class T> std::string sto_ListAgent<T>::Kind() {
+  return std::string("list of ") + sto_ElementTypeName(Codec::ElementType);
 }
 
 template <class T>
 sto_ListAgent<T>* sto_ListAgent<T>::OfStored(sto_Session& session, std::int64_t id,
                                              sto_RecordRef const& record) {
-  sto_ListAgent* const found = Find(session, id);
-  if (found != nullptr) found->Synchronise();
-  auto made = found == nullptr ? std::make_unique<sto_ListAgent>(session, id) : nullptr;
-  if (made != nullptr) {
-    if (record != nullptr) made->Open(record);
-    made->Register();
-  }
-  sto_ListAgent* const agent = found == nullptr ? made.release() : found;
+  auto* const agent = sto_AgentOfStored<sto_ListAgent>(session, id, record);
   agent->m_Purpose = Purpose::Reading;
   return agent;
 }
 
 template <class T>
 sto_ListAgent<T>* sto_ListAgent<T>::OfSaved(sto_Session& session, std::int64_t id, int sizeHint) {
-  sto_ListAgent* agent = Find(session, id);
-  if (agent != nullptr) {
-    agent->Synchronise();
-  } else {
-    auto made = std::make_unique<sto_ListAgent>(session, id);
-    if (sto_RecordRef const record = session.ReadRecord(id))
-      made->Open(record);
-    else
-      made->StartNew(sizeHint);
-    made->Register();
-    agent = made.release();
-  }
+  auto* const agent = sto_AgentOfSaved<sto_ListAgent>(session, id, sizeHint);
   agent->m_Purpose = Purpose::Saving;
   return agent;
 }
@@ -303,7 +278,7 @@ sto_HolderSlot::Before sto_ListAgent<T>::BeforeOf(cls_ArrayPrim<T> const& array,
     }
   }
   if (IsMadeInTransaction()) return {};
-  sto_Session::ListAtBegin const* const before = Session().FindAtBegin(Id());
+  sto_ChangeNotes::ListAtBegin const* const before = Session().Changes().FindAtBegin(Id());
   return {Before::Kind::Associated, before == nullptr ? array.Size() : before->m_Count};
 }
 
@@ -312,12 +287,12 @@ template <class T> void sto_ListAgent<T>::KeepInMemory(cls_ArrayPrim<T> const& a
     using Buffer = cls_ArrayPrimBuffer<T>;
     auto const bytes = static_cast<std::int64_t>(array.Blocks().Ptr()->Count()) *
                        static_cast<std::int64_t>(sizeof(T) * Buffer::ElementCount);
-    Session().CheckKeptBytes(bytes, [this] { return Describe(); });
+    Session().KeptBytes().Check(bytes, [this] { return Describe(); });
     // One block stays in memory, where it may be changed before the transaction ends.
     int const last = Buffer::StartOf(array.Size());
     m_KeptAtBegin.Keep(array, sto_KeptBlocks<T>::Which::All, [last](int start) { return start == last; });
     m_KeptBytes += bytes;
-    Session().AddKeptBytes(bytes);
+    Session().KeptBytes().Add(bytes);
   }
 }
 
@@ -355,7 +330,7 @@ template <class T> void sto_ListAgent<T>::KeepAtMark() {
 }
 
 template <class T> void sto_ListAgent<T>::ForgetKeptAtBegin() noexcept {
-  if (!IsClosed()) Home().AddKeptBytes(-std::exchange(m_KeptBytes, 0));
+  if (!IsClosed()) Home().KeptBytes().Add(-std::exchange(m_KeptBytes, 0));
   if constexpr (IsArrayElement) m_KeptAtBegin.Forget();
 }
 
@@ -407,7 +382,7 @@ template <class T> bool sto_ListAgent<T>::RefreshHolders(bool isSeen) {
     array.Flush(); // its size is about to be taken from the store
   });
   using Before = sto_HolderSlot::Before;
-  sto_Session::ListAtBegin const* const before = Session().FindAtBegin(Id());
+  sto_ChangeNotes::ListAtBegin const* const before = Session().Changes().FindAtBegin(Id());
   ForEachArray([&](cls_ArrayPrim<T>& array, sto_HolderSlot& slot) {
     if (slot.m_SeenForeign == this->Foreign()) return;
     array.Release(); // nothing is unwritten
@@ -479,7 +454,7 @@ void sto_ListAgent<T>::Collect(cls_ArrayPrim<T> const* array, int first, int cou
                                                std::to_string(m_Count) + " on.");
 }
 
-template <class T> bool sto_ListAgent<T>::CopyInto(sto_RecordInProgress& object, void const* container) {
+template <class T> bool sto_ListAgent<T>::CopyInto(sto_ListTarget& target, void const* container) {
   sto_OwnTransaction const transaction(Session(), false);
   Synchronise();
   cls_ArrayPrim<T> const* source = nullptr;
@@ -497,7 +472,6 @@ template <class T> bool sto_ListAgent<T>::CopyInto(sto_RecordInProgress& object,
   header.m_Count = count;
   header.m_InBlocks = true;
   auto const elements = std::make_unique<T[]>(Layout::BlockSize);
-  object.RestartList();
   for (int first = 0; first < count; first += Layout::BlockSize) {
     int const part = std::min(Layout::BlockSize, count - first);
     Collect(source, first, part, elements.get());
@@ -505,9 +479,9 @@ template <class T> bool sto_ListAgent<T>::CopyInto(sto_RecordInProgress& object,
     content.reserve(static_cast<std::size_t>(part) * Codec::MinBytes + sto_Format::ChecksumBytes);
     Encode(content, elements.get(), part);
     CheckBlockBytes(content);
-    object.WriteBlock(content);
+    target.WriteBlock(content);
   }
-  object.Record().SetList(header, {});
+  target.CompleteList(header);
   return true;
 }
 

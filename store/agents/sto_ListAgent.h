@@ -27,6 +27,10 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
 
   ~sto_ListAgent() override { ForgetKeptAtBegin(); }
 
+  /// "list of double", for messages.
+  [[nodiscard]] static std::string Kind();
+  [[nodiscard]] std::string What() const override { return Kind(); }
+
   /// The session's agent of a list, made when there is none. `record` is null for a list that is not stored.
   static sto_ListAgent* OfStored(sto_Session& session, std::int64_t id, sto_RecordRef const& record);
   /// The session's agent of a list that is being saved.
@@ -48,7 +52,7 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   void FlushHolders() override;
   void CheckWhole() const override;
   [[nodiscard]] bool HasUnwrittenHolders() const noexcept override;
-  bool CopyInto(sto_RecordInProgress& object, void const* container) override;
+  bool CopyInto(sto_ListTarget& target, void const* container) override;
 
  protected:
   void NoteHolder(cls_PC& holder, sto_HolderSlot& slot) override;
@@ -68,8 +72,6 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
 
   /// What the agent was handed out for last; the container that registers next was handed it.
   enum class Purpose { Copying, Reading, Saving };
-
-  static sto_ListAgent* Find(sto_Session& session, std::int64_t id);
 
   /// Calls `act` with each bulk array that is registered, and its slot.
   template <class Act> void ForEachArray(Act act) const;

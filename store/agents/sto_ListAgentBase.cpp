@@ -3,10 +3,6 @@
 #include "metadata/cls_CollectionType.h"
 #include "store/format/sto_ElementCodec.h"
 
-std::string sto_ListAgentBase::What() const {
-  return std::string("list of ") + sto_ElementTypeName(m_ElementType);
-}
-
 unsigned int sto_ListAgentBase::StoredClassId() const {
   return cls_InternalListTypeId;
 }

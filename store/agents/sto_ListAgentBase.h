@@ -12,8 +12,6 @@ class sto_ListAgentBase : public sto_CollectionAgent {
   sto_ListAgentBase(sto_Session& session, std::int64_t id, std::uint8_t elementType)
       : sto_CollectionAgent(session, id), m_ElementType(elementType), m_Blocks(session, id) {}
 
-  [[nodiscard]] std::string What() const override;
-
  protected:
   [[nodiscard]] std::string Describe() const override { return "The list of object " + std::to_string(Id()); }
   [[nodiscard]] unsigned int StoredClassId() const override;

@@ -39,7 +39,7 @@ class sto_ObjectAgentBase : public sto_CollectionAgent {
 
   /// The memento of the element that `find` finds, 0 for none.
   [[nodiscard]] cls_MementoRead* ReadElement(std::function<std::int64_t()> const& find);
-  /// The memento of an element that `put` puts in its place; `check` raises when there is no such place.
+  /// The memento of an element that `put` puts into the collection; `check` raises when it cannot be put there.
   [[nodiscard]] cls_MementoWrite* WriteElement(unsigned int classId, cls_Uid const& uid,
                                                IsUnseen const& isUnseen, std::function<void()> const& check,
                                                std::function<void(std::int64_t id)> const& put);

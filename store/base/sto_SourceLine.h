@@ -1,7 +1,7 @@
 #pragma once
 
-/// The line of source that raises an error. In the place of std::source_location, which Clang 14 does not
-/// have with this standard library; both compilers know the two built-in functions.
+/// The line of source that raises an error. Replaces std::source_location, which Clang 14 does not have with
+/// this standard library; both compilers know the two built-in functions.
 struct sto_SourceLine {
   char const* m_File;
   int m_Line;

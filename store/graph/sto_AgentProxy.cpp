@@ -1,92 +1,13 @@
 #include "store/graph/sto_AgentProxy.h"
 
 #include "store/base/sto_Exception.h"
+#include "store/base/sto_StorageType.h"
 #include "store/graph/sto_BranchCopy.h"
-#include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
 #include "store/session/sto_OwnTransaction.h"
-#include "store/sto_Proxy.h"
-
-namespace {
-
-// A number that AllocateId never gives, so that its numbers are all the program's.
-cls_StorageTypeId const Kind(-1);
-
-/// Writes what bulk arrays have changed and not written, unless nothing can be written now.
-void WriteArrays(sto_Session& session) {
-  session.RaiseKept();
-  if (session.IsWriting())
-    session.FlushHolders();
-  else if (!session.InTransaction() && !session.Driver().IsReadOnly())
-    session.Close(); // which writes, and leaves the session open
-}
-
-/// The object under a root name.
-std::int64_t FindRoot(sto_Session& session, std::string_view name) {
-  std::string const root(name);
-  std::optional<std::int64_t> const id = session.Driver().FindRoot(name);
-  if (!id) session.Raise(sto_ErrorKind::NotFound, "There is no root " + root + ".");
-  if (!session.IsGivenOut(*id) || !session.Driver().HasObject(*id))
-    session.Raise(sto_ErrorKind::Damaged,
-                  "Object " + std::to_string(*id) + ", which is root " + root + ", is missing.");
-  return *id;
-}
-
-/// Copies a root in a save of its own; the source's transaction, where it begins here, ends before that.
-void CopyRoot(sto_Session& source, std::string_view name, sto_Session& target, std::string_view newName) {
-  target.BeginSave();
-  try {
-    std::int64_t copy = 0;
-    {
-      sto_OwnTransaction const reading(source, false);
-      unsigned int classId = 0;
-      copy = sto_BranchCopy(source, target).Copy(FindRoot(source, name), classId);
-    }
-    target.Driver().SetRoot(newName, copy);
-    target.EndSave();
-  } catch (...) {
-    target.UndoSave();
-    throw;
-  }
-}
-
-} // namespace
-
-cls_StorageTypeId const& sto_StorageType() noexcept {
-  return Kind;
-}
-
-cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store, std::string_view root) {
-  cow_CountedHld<cls_AgentProxy> proxy;
-  store.LoadWith(root, [&proxy](cls_ReadVisitor const& visitor) { proxy = sto_MakeProxy(visitor); });
-  return proxy;
-}
-
-cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor) {
-  auto const* const memento = dynamic_cast<sto_MementoRead const*>(visitor.Memento());
-  if (memento == nullptr || memento->Id() == 0) return {};
-  return cow_CountedHld<cls_AgentProxy>(new sto_AgentProxy(memento->Session(), memento->Id()));
-}
-
-void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName) {
-  sto_Session& source = from.Session();
-  sto_Session& target = to.Session();
-  bool const isBusy = target.InSave() || target.Loaded().InLoad() || source.InSave();
-  if (isBusy || (target.InTransaction() && !target.IsWriting()))
-    target.Raise(sto_ErrorKind::Misuse, "Copying a root in a transaction that only reads, or while an object "
-                                        "is being saved or loaded.");
-  WriteArrays(source);
-  sto_OwnTransaction transaction(target, true, sto_Keeping::Handles);
-  if (target.Driver().FindRoot(newName))
-    target.Raise(sto_ErrorKind::Conflict, "Root " + std::string(name) + " of " + source.Location() +
-                                              " cannot be copied to root " + std::string(newName) +
-                                              ": there is a root of that name. Remove or rename it first.");
-  CopyRoot(source, name, target, newName);
-  transaction.Commit();
-}
 
 sto_AgentProxy::sto_AgentProxy(sto_Session& session, std::int64_t id)
-    : m_Session(session.Self()), m_Location(session.Location()), m_Id(id) {
+    : sto_OpenProxy(id), m_Session(session.Self()), m_Location(session.Location()) {
   session.OpenProxies().insert(this);
 }
 
@@ -100,22 +21,22 @@ bool sto_AgentProxy::Transfer(cls_StorageTypeId const& storage, cls_MementoWrite
   if (!(storage == sto_StorageType()) || memento == nullptr) return false;
   sto_Session& target = memento->Session();
   target.RaiseKept();
-  target.CheckSave();
+  target.Save().Check();
   try {
-    if (m_IsOver)
-      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(m_Id) +
+    if (IsOver())
+      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(Id()) +
                                                 " cannot be copied any more: it was made in work that was "
                                                 "undone.");
     if (*m_Session == nullptr)
-      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(m_Id) +
+      sto_Raise(sto_ErrorKind::Unavailable, m_Location + ": Object " + std::to_string(Id()) +
                                                 " cannot be copied any more: its store was closed.");
     sto_Session& source = **m_Session;
     sto_OwnTransaction const transaction(source, false);
     unsigned int classId = 0;
-    std::int64_t const id = sto_BranchCopy(source, target).Copy(m_Id, classId);
+    std::int64_t const id = sto_BranchCopy(source, target).Copy(Id(), classId);
     memento->HoldObject(field, classId, id);
   } catch (...) {
-    target.MarkIncomplete(); // half a branch must not stay, whoever takes this failure
+    target.Save().MarkIncomplete(); // half a branch must not stay, whoever takes this failure
     throw;
   }
   return true;

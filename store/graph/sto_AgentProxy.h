@@ -5,20 +5,17 @@
 #include <string>
 
 #include "persist/backend/cls_AgentProxy.h"
+#include "store/session/sto_OpenProxy.h"
 
 class sto_Session;
 
-/// Stands for one stored object of a session, which it may outlive. Internal to the module; see sto_Proxy.h.
-class sto_AgentProxy final : public cls_AgentProxy {
+/// A proxy of one stored object of a session, which it may outlive. Internal to the module; see sto_Proxy.h.
+class sto_AgentProxy final : public cls_AgentProxy, public sto_OpenProxy {
  public:
   sto_AgentProxy(sto_Session& session, std::int64_t id);
   sto_AgentProxy(sto_AgentProxy const&) = delete;
   sto_AgentProxy& operator=(sto_AgentProxy const&) = delete;
   ~sto_AgentProxy() override;
-
-  [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
-  /// The object was made in work that is undone, and its id may be given to another one: the proxy is over.
-  void End() noexcept { m_IsOver = true; }
 
   /// Copies the object with all it leads to. False for another kind of storage. Unavailable when the source
   /// is closed, or the object was made in work that was undone; Misuse for a class that the target does not
@@ -30,6 +27,4 @@ class sto_AgentProxy final : public cls_AgentProxy {
  private:
   std::shared_ptr<sto_Session*> m_Session;
   std::string m_Location;
-  std::int64_t m_Id;
-  bool m_IsOver = false;
 };

@@ -19,10 +19,10 @@ sto_BranchCopy::sto_BranchCopy(sto_Session& source, sto_Session& target)
 std::int64_t sto_BranchCopy::Copy(std::int64_t id, unsigned int& classId) {
   std::int64_t const copy = MapId(id);
   bool isFirst = true;
-  while (!m_Open.empty()) {
-    std::int64_t const next = m_Open.back();
-    m_Open.pop_back();
-    sto_RecordRef const record = m_Source.ReadRecord(next);
+  while (!m_ToCopy.empty()) {
+    std::int64_t const next = m_ToCopy.back();
+    m_ToCopy.pop_back();
+    sto_RecordRef const record = m_Source.Records().Read(next);
     // A part has no record of its own, and a reference may name an object that is not stored; what a field
     // or a collection holds is there.
     if (record != nullptr) CopyObject(next, *record);
@@ -36,7 +36,7 @@ std::int64_t sto_BranchCopy::Copy(std::int64_t id, unsigned int& classId) {
 }
 
 std::int64_t sto_BranchCopy::MapId(std::int64_t id) {
-  if (!m_Ids.contains(id)) m_Open.push_back(id);
+  if (!m_Ids.contains(id)) m_ToCopy.push_back(id);
   return MapPartId(id);
 }
 
@@ -48,9 +48,9 @@ std::int64_t sto_BranchCopy::MapHeldId(std::int64_t id) {
 }
 
 std::int64_t sto_BranchCopy::MapPartId(std::int64_t id) {
-  auto const [place, isNew] = m_Ids.emplace(id, 0);
-  if (isNew) place->second = m_Target.TakeId();
-  return place->second;
+  auto const [copied, isNew] = m_Ids.emplace(id, 0);
+  if (isNew) copied->second = m_Target.TakeId();
+  return copied->second;
 }
 
 void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {

@@ -51,5 +51,5 @@ class sto_BranchCopy {
   std::unordered_map<std::int64_t, std::int64_t> m_TargetNames; // by the source's number
   std::set<std::pair<unsigned int, int>> m_KnownClasses;
   std::unordered_map<std::int64_t, std::int64_t> m_Ids;
-  std::vector<std::int64_t> m_Open; // met, not yet copied
+  std::vector<std::int64_t> m_ToCopy; // met, not yet copied
 };

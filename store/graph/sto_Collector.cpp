@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <string>
 
-#include "store/agents/sto_BlobAgent.h"
-#include "store/agents/sto_CollectionAgent.h"
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_MapWalk.h"
 #include "store/objects/sto_ObjectListReader.h"
@@ -48,26 +46,26 @@ void sto_Collector::Mark() {
                                                   ", which the store never had.");
     Hold(id, 0);
   }
-  for (std::int64_t const id : m_Session.OpenCollections()) Refer(id);
-  for (sto_BlobAgent const* const blob : m_Session.OpenBlobs())
+  for (std::int64_t const id : m_Session.Collections().StoredIds()) Refer(id);
+  for (sto_OpenBlob const* const blob : m_Session.OpenBlobs())
     if (!blob->IsLost()) Refer(blob->Id());
-  VisitOpen();
+  VisitAll();
 }
 
 void sto_Collector::Hold(std::int64_t id, std::int64_t holder) {
-  if (m_Met.Add(id)) m_Open.emplace_back(id, holder);
+  if (m_Met.Add(id)) m_ToVisit.emplace_back(id, holder);
 }
 
 void sto_Collector::Refer(std::int64_t id) {
-  // One that is not there stays unmet, so that it is told as missing when something turns out to hold it.
+  // One that is not there stays unmet, so that it is reported as missing if something turns out to hold it.
   if (!m_Met.Has(id) && m_Session.Driver().HasObject(id)) Hold(id, 0);
 }
 
-void sto_Collector::VisitOpen() {
-  while (!m_Open.empty()) {
-    auto const [id, holder] = m_Open.back();
-    m_Open.pop_back();
-    sto_RecordRef const record = m_Session.ReadRecord(id);
+void sto_Collector::VisitAll() {
+  while (!m_ToVisit.empty()) {
+    auto const [id, holder] = m_ToVisit.back();
+    m_ToVisit.pop_back();
+    sto_RecordRef const record = m_Session.Records().Read(id);
     if (record == nullptr) RaiseMissing(id, holder);
     Visit(*record);
   }

@@ -37,7 +37,7 @@ class sto_Collector {
   void Hold(std::int64_t id, std::int64_t holder);
   /// Notes an object that need not be there.
   void Refer(std::int64_t id);
-  void VisitOpen();
+  void VisitAll();
   void Visit(sto_Record const& record);
   void VisitList(std::int64_t id, sto_ListHeader const& list);
   void VisitIds(std::int64_t holder, sto_ByteView ids);
@@ -49,5 +49,5 @@ class sto_Collector {
 
   sto_Session& m_Session;
   sto_IdSet m_Met;
-  std::vector<std::pair<std::int64_t, std::int64_t>> m_Open; // met and not yet read, each with its holder
+  std::vector<std::pair<std::int64_t, std::int64_t>> m_ToVisit; // met and not yet read, each with its holder
 };

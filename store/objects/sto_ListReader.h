@@ -1,82 +1,33 @@
 #pragma once
 
-#include <memory>
-#include <optional>
 #include <string>
 
 #include "persist/backend/cls_ReadListPrim.h"
-#include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/session/sto_Session.h"
 #include "store/session/sto_StoredBlocks.h"
 
 /// Cursor over an object's list; holds one block at a time. Damaged when the stored bytes do not fit what the
-/// list says of itself, or are no whole number of rows.
-template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
+/// list says of itself, or are no whole number of rows. Internal to the module.
+template <class T> class sto_ListReader final : public cls_ReadListPrim<T> {
  public:
   /// An empty list, of an object that is not there.
   explicit sto_ListReader(sto_Session& session) : m_Session(session), m_Blocks(session, 0) {}
 
   /// The list of object `id`, which `record` has.
-  sto_ListReader(sto_Session& session, std::int64_t id, sto_RecordRef record)
-      : m_Session(session), m_Id(id), m_Record(std::move(record)), m_List(*m_Record->List()),
-        m_Blocks(session, id) {
-    if (!sto_HasWholeRows(m_List.m_Count, m_List.m_Width))
-      m_Session.Raise(sto_ErrorKind::Damaged,
-                      "The list of " + Describe() + sto_UnevenRows(m_List.m_Count, m_List.m_Width));
-    if (m_List.m_InBlocks) {
-      if (!m_Blocks.HasList(m_List.m_Count, sto_ElementCodec<T>::MinBytes)) RaiseDamaged();
-    } else {
-      Open(m_List.m_Inline);
-    }
-  }
+  sto_ListReader(sto_Session& session, std::int64_t id, sto_RecordRef record);
 
   int Count() override { return m_List.m_Count; }
   int RowWidth() override { return m_List.m_Width; }
   int More() override { return m_Index < m_List.m_Count ? 1 : 0; }
-
-  int NextRun(int count, T* destination) override {
-    int done = 0;
-    for (; done < count && More(); ++done) destination[done] = Next();
-    return done;
-  }
-
-  T Next() override {
-    if (!More())
-      m_Session.Raise(sto_ErrorKind::Misuse, "Reading past the end of the list of " + Describe() + ".");
-    if (m_List.m_InBlocks && sto_ListLayout::OffsetOf(m_Index) == 0)
-      LoadBlock(sto_ListLayout::BlockOf(m_Index));
-    T element = sto_ElementCodec<T>::Decode(m_Reader);
-    ++m_Index;
-    bool const atEnd = m_Index == m_List.m_Count || sto_ListLayout::OffsetOf(m_Index) == 0;
-    if (m_Reader.Failed() || (atEnd && m_Reader.Remaining() != 0)) RaiseDamaged();
-    return element;
-  }
+  int NextRun(int count, T* destination) override;
+  T Next() override;
 
  private:
-  void LoadBlock(int block) {
-    std::optional<sto_ByteView> const content = m_Blocks.TryRead(block);
-    if (!content || content->size() < MinBytes(sto_ListLayout(m_List.m_Count).CountIn(block))) RaiseDamaged();
-    m_Reader = sto_ByteReader(*content);
-  }
-
-  void Open(sto_ByteView elements) {
-    m_Reader = sto_ByteReader(elements);
-    if (elements.size() < MinBytes(m_List.m_Count) || (m_List.m_Count == 0 && !elements.empty()))
-      RaiseDamaged();
-  }
-
-  static std::size_t MinBytes(int count) noexcept {
-    return static_cast<std::size_t>(count) * sto_ElementCodec<T>::MinBytes;
-  }
-
+  void LoadBlock(int block);
+  void StartInline();
   [[nodiscard]] std::string Describe() const { return "object " + std::to_string(m_Id); }
-
-  [[noreturn]] void RaiseDamaged() const {
-    m_Session.Raise(sto_ErrorKind::Damaged, "The list of " + Describe() + " is damaged at element " +
-                                                std::to_string(m_Index) + " of " +
-                                                std::to_string(m_List.m_Count) + ".");
-  }
+  [[noreturn]] void RaiseDamaged() const;
 
   sto_Session& m_Session;
   std::int64_t m_Id = 0;
@@ -86,3 +37,10 @@ template <class T> class sto_ListReader : public cls_ReadListPrim<T> {
   int m_Index = 0;
   sto_ByteReader m_Reader{{}};
 };
+
+extern template class sto_ListReader<bool>;
+extern template class sto_ListReader<cow_String>;
+extern template class sto_ListReader<float>;
+extern template class sto_ListReader<double>;
+extern template class sto_ListReader<unsigned int>;
+extern template class sto_ListReader<int>;

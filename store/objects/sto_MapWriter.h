@@ -1,67 +1,32 @@
 #pragma once
 
-#include <limits>
 #include <memory>
 #include <string>
+#include <type_traits>
 
-#include "persist/backend/cls_WriteMapPrim.h"
+#include "persist/backend/cls_TypedMementoWrite.h"
 #include "persist/backend/cls_WriteObjects.h"
-#include "store/format/sto_Checksum.h"
 #include "store/format/sto_MapCodec.h"
-#include "store/objects/sto_MementoWrite.h"
+#include "store/objects/sto_RecordInProgress.h"
 
 /// The entries of a map or an int table on their way into the record of an object, in the order in which they
 /// come. Complete when it is deleted. Internal to the module.
 class sto_MapEntries {
  public:
-  sto_MapEntries(std::shared_ptr<sto_RecordInProgress> object, sto_CollectionShape const& shape)
-      : m_Object(std::move(object)), m_Shape(shape) {
-    m_Object->RestartList();
-  }
+  sto_MapEntries(std::shared_ptr<sto_RecordInProgress> object, sto_CollectionShape const& shape);
   sto_MapEntries(sto_MapEntries const&) = delete;
   sto_MapEntries& operator=(sto_MapEntries const&) = delete;
-  ~sto_MapEntries() {
-    if (m_Object->IsUnwinding()) return;
-    try {
-      Complete();
-    } catch (...) {
-      m_Object->Session().Keep(std::current_exception());
-    }
-  }
+  ~sto_MapEntries();
 
   [[nodiscard]] int Count() const noexcept { return m_Count; }
   [[nodiscard]] sto_RecordInProgress& Object() noexcept { return *m_Object; }
 
   /// Adds an entry: `write` writes its value. Full beyond what one record holds.
-  template <class K, class Write> void Add(K const& key, Write write) {
-    m_Object->PutWhole([&] {
-      if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more entries than it can count");
-      sto_ByteWriter writer(m_Entries);
-      sto_KeyCodec<K>::Encode(writer, key);
-      write(writer);
-      if (m_Entries.size() > sto_Format::MaxValueBytes) RaiseFull("too many bytes");
-      ++m_Count;
-    });
-  }
+  template <class K, class Write> void Add(K const& key, Write write);
 
  private:
-  [[noreturn]] void RaiseFull(char const* what) {
-    m_Object->Session().Raise(sto_ErrorKind::Full,
-                              "The " + m_Shape.Name() + " of " + m_Object->Describe() + " has " + what + ".");
-  }
-
-  void Complete() {
-    std::uint64_t const seed = std::uint64_t{m_Shape.m_KeyType} << 8 | m_Shape.m_ElementType |
-                               (m_Shape.m_IsTable ? std::uint64_t{1} << 16 : 0);
-    m_Object->Session().CheckSameCollection(m_Object->Id(), sto_Checksum(seed, m_Entries),
-                                            m_Shape.m_IsTable ? "int tables" : "maps");
-    sto_MapHeader header;
-    header.m_IsTable = m_Shape.m_IsTable;
-    header.m_KeyType = m_Shape.m_KeyType;
-    header.m_ElementType = m_Shape.m_ElementType;
-    header.m_Count = m_Count;
-    m_Object->Record().SetMap(header, std::move(m_Entries));
-  }
+  [[noreturn]] void RaiseFull(char const* what);
+  void Complete();
 
   std::shared_ptr<sto_RecordInProgress> m_Object;
   sto_CollectionShape m_Shape;
@@ -75,9 +40,7 @@ template <class K, class T> class sto_MapWriter final : public cls_WriteMapOf<K,
   explicit sto_MapWriter(std::shared_ptr<sto_RecordInProgress> object)
       : m_Entries(std::move(object), sto_MapShape<K, T>()) {}
 
-  void Insert(K const& key, T const& value) override {
-    m_Entries.Add(key, [&](sto_ByteWriter& writer) { sto_ElementCodec<T>::Encode(writer, value); });
-  }
+  void Insert(K const& key, T const& value) override;
 
  private:
   sto_MapEntries m_Entries;
@@ -93,13 +56,7 @@ template <class K> class sto_ObjectMapWriter final : public cls_WriteObjectMapOf
     return MakeWriteObjWithPtr(key, classId, uid, nullptr);
   }
   cls_MementoWrite* MakeWriteObjWithPtr(K const& key, unsigned int classId, cls_Uid const& uid,
-                                        void const* object) override {
-    std::int64_t id = 0;
-    std::unique_ptr<sto_MementoWrite> element =
-        sto_MementoWrite::ForElement(m_Entries.Object(), classId, uid, object, id);
-    m_Entries.Add(key, [&](sto_ByteWriter& writer) { writer.Varint(static_cast<std::uint64_t>(id)); });
-    return element.release();
-  }
+                                        void const* object) override;
   int Count() const override { return m_Entries.Count(); }
 
  private:
@@ -112,10 +69,21 @@ class sto_IntTableWriter final : public cls_WriteIntTableInt {
   explicit sto_IntTableWriter(std::shared_ptr<sto_RecordInProgress> object)
       : m_Entries(std::move(object), sto_IntTableShape()) {}
 
-  void Insert(int key, int value) override {
-    m_Entries.Add(key, [&](sto_ByteWriter& writer) { writer.ZigZag(value); });
-  }
+  void Insert(int key, int value) override;
 
  private:
   sto_MapEntries m_Entries;
 };
+
+extern template class sto_ObjectMapWriter<int>;
+extern template class sto_MapWriter<int, cow_String>;
+extern template class sto_MapWriter<int, float>;
+extern template class sto_MapWriter<int, double>;
+extern template class sto_MapWriter<int, unsigned int>;
+extern template class sto_MapWriter<int, int>;
+extern template class sto_ObjectMapWriter<cow_String>;
+extern template class sto_MapWriter<cow_String, cow_String>;
+extern template class sto_MapWriter<cow_String, float>;
+extern template class sto_MapWriter<cow_String, double>;
+extern template class sto_MapWriter<cow_String, unsigned int>;
+extern template class sto_MapWriter<cow_String, int>;

@@ -5,11 +5,9 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
-#include "store/agents/sto_BlobAgent.h"
-#include "store/agents/sto_ListAgent.h"
-#include "store/agents/sto_ObjectAgents.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_TypeNames.h"
+#include "store/objects/sto_AgentFactory.h"
 #include "store/objects/sto_ListReader.h"
 #include "store/objects/sto_MapReader.h"
 #include "store/objects/sto_ObjectListReader.h"
@@ -168,7 +166,7 @@ cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field)
     RaiseType(field, found->m_Tag, "object");
   if (m_Depth + 1 > sto_Format::MaxNesting) RaiseNesting(m_Session, Describe());
   std::int64_t const id = sto_ByteReader(found->m_Payload).Number<std::int64_t>();
-  sto_RecordRef record = m_Session.ReadRecord(id);
+  sto_RecordRef record = m_Session.Records().Read(id);
   if (record == nullptr && found->m_Tag == sto_Format::Object)
     m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", which attribute " +
                                                 NameOf(field) + " of " + Describe() + " holds, is missing.");
@@ -179,7 +177,7 @@ sto_RecordRef sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id
                                            Collection const& collection) {
   if (id == 0) return nullptr;
   if (depth > sto_Format::MaxNesting) RaiseNesting(session, collection.Describe());
-  sto_RecordRef record = session.ReadRecord(id);
+  sto_RecordRef record = session.Records().Read(id);
   if (record == nullptr)
     session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", an element of " +
                                               collection.Describe() + ", is missing.");
@@ -318,20 +316,20 @@ cls_ReadIntTableInt* sto_MementoRead::MakeReadIntTableInt() {
 }
 
 template <class T> cls_AgentListPrim<T>* sto_MementoRead::MakeListAgentOf(T*) {
-  return sto_ListAgent<T>::OfStored(m_Session, Id(), m_Record);
+  return sto_AgentFactory::StoredList<T>(m_Session, Id(), m_Record);
 }
 
 cls_AgentListObj* sto_MementoRead::MakeAgentListObj() {
-  return sto_AgentOfStored<sto_ListAgentObj>(m_Session, Id(), m_Record, m_Depth);
+  return sto_AgentFactory::StoredObjectList(m_Session, Id(), m_Record, m_Depth);
 }
 template <class K> cls_AgentMapKey2Obj<K>* sto_MementoRead::MakeObjectMapAgentOf(K*) {
-  return sto_AgentOfStored<sto_MapAgentObj<K>>(m_Session, Id(), m_Record, m_Depth);
+  return sto_AgentFactory::StoredObjectMap<K>(m_Session, Id(), m_Record, m_Depth);
 }
 
 cls_AgentBlob* sto_MementoRead::MakeAgentBlob() {
   if (m_Record != nullptr && ClassId() != cls_BlobTypeId)
     m_Session.Raise(sto_ErrorKind::WrongClass, "There is no blob in " + Describe() + ".");
-  return new sto_BlobAgent(m_Session, Id());
+  return sto_AgentFactory::StoredBlob(m_Session, Id());
 }
 
 void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String const& name) {

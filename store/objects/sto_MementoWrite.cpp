@@ -4,16 +4,14 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "persist/backend/cls_AgentProxy.h"
-#include "store/agents/sto_BlobAgent.h"
-#include "store/agents/sto_ListAgent.h"
-#include "store/agents/sto_ObjectAgents.h"
+#include "store/base/sto_StorageType.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_TagFits.h"
 #include "store/format/sto_TypeNames.h"
+#include "store/objects/sto_AgentFactory.h"
 #include "store/objects/sto_ListWriter.h"
 #include "store/objects/sto_MapWriter.h"
 #include "store/objects/sto_ObjectListWriter.h"
-#include "store/sto_Proxy.h"
 
 namespace {
 
@@ -33,23 +31,23 @@ template <> constexpr sto_Format::ValueTag TagOf<unsigned long long> = sto_Forma
 
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
                                                               cls_Uid const& uid, int depth,
-                                                              sto_Reach::Place const& place,
+                                                              sto_Reach::Occurrence const& occurrence,
                                                               std::int64_t& id) {
   session.RaiseKept();
-  session.CheckSave();
+  session.Save().Check();
   try {
     sto_IdentityMap::Tie const& tie = session.TieOf(uid);
     id = tie.Id();
-    bool const isNew = session.IsNewInSave(id);
+    bool const isNew = session.Save().IsNew(id);
     sto_Reach::Meeting const meeting = sto_IsCollectionClass(classId)
-                                           ? session.Reach().MeetCollection(tie, place, isNew)
-                                           : session.Reach().Meet(tie, place, isNew);
+                                           ? session.Save().Reach().MeetCollection(tie, occurrence, isNew)
+                                           : session.Save().Reach().Meet(tie, occurrence, isNew);
     if (!meeting.m_IsWritten) return nullptr;
     sto_ClassInUse& inUse = session.ClassToWrite(classId);
     return std::make_unique<sto_MementoWrite>(
-        std::make_shared<sto_RecordInProgress>(session, id, inUse, depth, place, meeting), 0, inUse);
+        std::make_shared<sto_RecordInProgress>(session, id, inUse, depth, occurrence, meeting), 0, inUse);
   } catch (...) {
-    session.MarkIncomplete();
+    session.Save().MarkIncomplete();
     throw;
   }
 }
@@ -64,14 +62,14 @@ sto_ClassInUse::Attribute const& sto_MementoWrite::Attribute(cls_FieldHandle con
   if (sto_ClassInUse::Attribute const* const known = m_Class.Find(field)) return *known;
   cls_AttributeMetadata const* const declared = sto_FindDeclaration(m_Class.Metadata(), field);
   if (declared == nullptr) RaiseAttribute(field, "is not declared in the class's metadata");
-  Session().CheckSave();
+  Session().Save().Check();
   sto_ClassInUse::Attribute const* added = nullptr;
   m_Object->PutWhole([&] { added = &m_Class.Add(field, Session().KeyToWrite(field), *declared); });
   return *added;
 }
 
 void sto_MementoWrite::RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const {
-  Session().MarkIncomplete();
+  Session().Save().MarkIncomplete();
   cls_ClassMetadata const& metadata = m_Class.Metadata();
   std::string const name =
       field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId()) : std::string(field.Name().View());
@@ -81,20 +79,16 @@ void sto_MementoWrite::RaiseAttribute(cls_FieldHandle const& field, std::string 
                                              " (writing " + m_Object->Describe() + ").");
 }
 
-sto_ByteWriter sto_MementoWrite::StartField(cls_FieldHandle const& field,
-                                            sto_ClassInUse::Attribute const& attribute,
-                                            sto_Format::ValueTag tag) {
+void sto_MementoWrite::CheckTag(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
+                                sto_Format::ValueTag tag) const {
   bool const isCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
   if (isCollection ? tag != sto_Format::Object : !sto_TagFits(tag, attribute.m_Declared->m_Type))
     RaiseAttribute(field, sto_MisdeclaredText(*attribute.m_Declared, sto_Written::Value(tag)));
-  sto_ByteWriter writer(m_Object->Record().StartField(m_Part, attribute.m_Key));
-  writer.U8(tag);
-  return writer;
 }
 
 template <class T>
 void sto_MementoWrite::WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value) {
-  m_Object->PutWhole([&] { StartField(field, tag).Number(value); });
+  PutValue(field, tag, [value](sto_ByteWriter& writer) { writer.Number(value); });
 }
 
 int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
@@ -110,7 +104,7 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
   // elements are, for the message.
   bool const isRefusedLater = isSingle && sto_IsCollectionClass(classId) && classId != cls_BlobTypeId;
   if (isRefusedLater)
-    Session().MarkIncomplete(); // whatever is written after it
+    Session().Save().MarkIncomplete(); // whatever is written after it
   else
     CheckHeldClass(attribute, classId);
   std::int64_t id = 0;
@@ -123,8 +117,8 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
 
 void sto_MementoWrite::PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
                                  std::int64_t id) {
-  m_Object->PutWhole([&] {
-    sto_ByteWriter writer = StartField(field, attribute, sto_Format::Object);
+  CheckTag(field, attribute, sto_Format::Object);
+  m_Object->PutField(m_Part, attribute.m_Key, sto_Format::Object, [id](sto_ByteWriter& writer) {
     writer.Number(id);
     writer.U8(COLLECTION_NONE);
   });
@@ -183,9 +177,9 @@ template <class T> void sto_MementoWrite::WriteScalar(cls_FieldHandle const& fie
     if (value.HasText())
       WriteBytesAs(field, sto_Format::Text, value.Chars(), value.Length());
     else
-      m_Object->PutWhole([&] { static_cast<void>(StartField(field, sto_Format::NoText)); });
+      PutValue(field, sto_Format::NoText, [](sto_ByteWriter&) {});
   } else if constexpr (std::is_same_v<T, bool>) {
-    m_Object->PutWhole([&] { StartField(field, sto_Format::Bool).U8(value ? 1 : 0); });
+    PutValue(field, sto_Format::Bool, [value](sto_ByteWriter& writer) { writer.U8(value ? 1 : 0); });
   } else {
     WriteNumber(field, TagOf<T>, value);
   }
@@ -195,7 +189,9 @@ void sto_MementoWrite::WriteEnum(cls_FieldHandle const& field, int const& value)
   WriteNumber(field, sto_Format::Enum, value);
 }
 void sto_MementoWrite::WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) {
-  m_Object->PutWhole([&] { WriteNumber(field, sto_Format::Reference, Session().TieOf(uid).Id()); });
+  std::int64_t id = 0;
+  m_Object->PutWhole([&] { id = Session().TieOf(uid).Id(); });
+  WriteNumber(field, sto_Format::Reference, id);
 }
 void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) {
   WriteBytesAs(field, sto_Format::Bytes, bytes, sizeBytes);
@@ -204,8 +200,7 @@ void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* byte
 void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes,
                                     int sizeBytes) {
   auto const size = static_cast<std::size_t>(std::max(0, sizeBytes));
-  m_Object->PutWhole([&] {
-    sto_ByteWriter writer = StartField(field, tag);
+  PutValue(field, tag, [&](sto_ByteWriter& writer) {
     writer.Varint(size);
     writer.Raw(bytes, size);
   });
@@ -213,7 +208,7 @@ void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::Va
 
 void sto_MementoWrite::CheckBuilder(sto_CollectionShape const& shape) const {
   Session().RaiseKept();
-  if (Session().FindAgent(m_Object->Id()) != nullptr)
+  if (Session().Collections().Find(m_Object->Id()) != nullptr)
     Session().Raise(sto_ErrorKind::Conflict, std::string("The ") + (shape.IsMap() ? "map" : "list") + " of " +
                                                  m_Object->Describe() +
                                                  " is open as a bulk array and cannot "
@@ -247,44 +242,40 @@ cls_WriteIntTableInt* sto_MementoWrite::MakeWriteIntTableInt() {
 
 template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeListAgentOf(T const*, int sizeHint) {
   Session().RaiseKept();
-  Session().CheckSave();
+  Session().Save().Check();
   if (m_Class.Metadata().ClassId() != cls_InternalListTypeId)
     Session().Raise(sto_ErrorKind::Misuse, "A bulk array is written into " + m_Object->Describe() +
                                                ", which is no list: give it a field of its own.");
   m_Object->NoteAgent();
-  return sto_ListAgent<T>::OfSaved(Session(), m_Object->Id(), sizeHint);
+  return sto_AgentFactory::SavedList<T>(Session(), m_Object->Id(), sizeHint);
 }
 
-template <class Agent>
-Agent* sto_MementoWrite::MakeObjectAgent(sto_CollectionShape const& shape, unsigned int classId,
-                                         int sizeHint) {
+void sto_MementoWrite::PrepareObjectAgent(sto_CollectionShape const& shape, unsigned int classId) {
   Session().RaiseKept();
-  Session().CheckSave();
+  Session().Save().Check();
   if (m_Class.Metadata().ClassId() != classId)
     Session().Raise(sto_ErrorKind::Misuse, "A " + shape.Name() + " is written into " + m_Object->Describe() +
                                                ", which is none: give it a field of its own.");
   m_Object->CheckShape(shape);
   m_Object->NoteAgent();
-  return sto_AgentOfSaved<Agent>(Session(), m_Object->Id(), sizeHint, m_Object->Depth());
 }
 
 cls_AgentListObj* sto_MementoWrite::MakeAgentListObj(int sizeHint) {
-  return MakeObjectAgent<sto_ListAgentObj>(sto_CollectionShape::List(sto_Format::ElementObject),
-                                           cls_InternalListTypeId, sizeHint);
+  PrepareObjectAgent(sto_CollectionShape::List(sto_Format::ElementObject), cls_InternalListTypeId);
+  return sto_AgentFactory::SavedObjectList(Session(), m_Object->Id(), sizeHint, m_Object->Depth());
 }
 template <class K> cls_AgentMapKey2Obj<K>* sto_MementoWrite::MakeObjectMapAgentOf(K const*, int sizeHint) {
-  return MakeObjectAgent<sto_MapAgentObj<K>>(sto_MapShape<K, sto_ObjectId>(), cls_InternalMapTypeId,
-                                             sizeHint);
+  PrepareObjectAgent(sto_MapShape<K, sto_ObjectId>(), cls_InternalMapTypeId);
+  return sto_AgentFactory::SavedObjectMap<K>(Session(), m_Object->Id(), sizeHint, m_Object->Depth());
 }
 
 cls_AgentBlob* sto_MementoWrite::MakeAgentBlob() {
   Session().RaiseKept();
-  Session().CheckSave();
+  Session().Save().Check();
   if (m_Class.Metadata().ClassId() != cls_BlobTypeId)
     Session().Raise(sto_ErrorKind::Misuse, "A blob is written into " + m_Object->Describe() +
                                                ", which is none: give it a field of its own.");
-  bool const isStored = Session().Driver().HasObject(m_Object->Id());
-  return new sto_BlobAgent(Session(), m_Object->Id(), !isStored);
+  return sto_AgentFactory::SavedBlob(Session(), m_Object->Id());
 }
 
 void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String const& name) {

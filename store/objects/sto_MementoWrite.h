@@ -9,7 +9,7 @@
 /// module.
 ///
 /// Identity decides what is one object: whatever is written under one identity in a save is stored once, and
-/// each place that holds it holds that object. So the brackets around shared pointers have nothing to add,
+/// every holder holds that object. So the brackets around shared pointers have nothing to add,
 /// and the payload of a copy-on-write holder is not looked at: holders of one payload are written with its
 /// one identity, and values with identities of their own stay apart even while they share their memory.
 class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
@@ -23,7 +23,8 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   /// writers do not look.
   static std::unique_ptr<sto_MementoWrite> ForObject(sto_Session& session, unsigned int classId,
                                                      cls_Uid const& uid, int depth,
-                                                     sto_Reach::Place const& place, std::int64_t& id);
+                                                     sto_Reach::Occurrence const& occurrence,
+                                                     std::int64_t& id);
 
   /// The same for an element, at `object`, of the collection that `collection` writes.
   static std::unique_ptr<sto_MementoWrite> ForElement(sto_RecordInProgress& collection, unsigned int classId,
@@ -80,20 +81,22 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   /// Misuse unless an attribute that holds an object of this class is declared as one that does.
   void CheckHeldClass(sto_ClassInUse::Attribute const& attribute, unsigned int classId) const;
   [[noreturn]] void RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const;
-  /// Starts a field with its tag; the value follows. Misuse when the attribute is not declared for it.
-  [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field, sto_Format::ValueTag tag) {
-    return StartField(field, Attribute(field), tag);
+  /// Misuse unless an attribute is declared for a value with this tag.
+  void CheckTag(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
+                sto_Format::ValueTag tag) const;
+  /// Puts a value, whose bytes `put` writes, into the record. Misuse when the attribute is not declared for it.
+  template <class Put> void PutValue(cls_FieldHandle const& field, sto_Format::ValueTag tag, Put put) {
+    sto_ClassInUse::Attribute const& attribute = Attribute(field);
+    CheckTag(field, attribute, tag);
+    m_Object->PutField(m_Part, attribute.m_Key, tag, put);
   }
-  [[nodiscard]] sto_ByteWriter StartField(cls_FieldHandle const& field,
-                                          sto_ClassInUse::Attribute const& attribute,
-                                          sto_Format::ValueTag tag);
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
   void WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes, int sizeBytes);
   void PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute, std::int64_t id);
   /// Conflict when the object is open as an agent; Misuse when it may not be such a collection.
   void CheckBuilder(sto_CollectionShape const& shape) const;
-  template <class Agent>
-  Agent* MakeObjectAgent(sto_CollectionShape const& shape, unsigned int classId, int sizeHint);
+  /// Misuse unless an agent of such a collection can write this object.
+  void PrepareObjectAgent(sto_CollectionShape const& shape, unsigned int classId);
 
   std::shared_ptr<sto_RecordInProgress> m_Object;
   std::size_t m_Part;

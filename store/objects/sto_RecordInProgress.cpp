@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
-#include "store/agents/sto_CollectionAgent.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_StrictSave.h"
@@ -13,10 +12,10 @@
 #include "store/session/sto_StoredBlocks.h"
 
 sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse,
-                                           int depth, sto_Reach::Place const& place,
+                                           int depth, sto_Reach::Occurrence const& occurrence,
                                            sto_Reach::Meeting const& meeting)
-    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Place(place), m_Meeting(meeting),
-      m_LastClass(&inUse), m_Record(session.TakeBuilder()) {
+    : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Occurrence(occurrence),
+      m_Meeting(meeting), m_LastClass(&inUse), m_Record(session.Save().Builders().Take()) {
   if (depth > sto_Format::MaxNesting)
     session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
                                            std::to_string(sto_Format::MaxNesting) + " deep (at " +
@@ -26,7 +25,7 @@ sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id
 
 sto_RecordInProgress::~sto_RecordInProgress() {
   if (IsUnwinding()) {
-    m_Session.MarkIncomplete();
+    m_Session.Save().MarkIncomplete();
   } else {
     try {
       Finish();
@@ -34,7 +33,7 @@ sto_RecordInProgress::~sto_RecordInProgress() {
       m_Session.Keep(std::current_exception());
     }
   }
-  m_Session.ReturnBuilder(std::move(m_Record));
+  m_Session.Save().Builders().GiveBack(std::move(m_Record));
 }
 
 std::string sto_RecordInProgress::Describe() const {
@@ -60,7 +59,7 @@ void sto_RecordInProgress::CheckBaseParts() const {
 }
 
 void sto_RecordInProgress::RaiseAttribute(std::string const& problem) const {
-  m_Session.MarkIncomplete();
+  m_Session.Save().MarkIncomplete();
   std::string const name = m_Attribute->m_Name.IsEmpty() ? "number " + std::to_string(m_Attribute->m_FieldId)
                                                          : std::string(m_Attribute->m_Name.View());
   m_Session.Raise(sto_ErrorKind::Misuse,
@@ -83,7 +82,7 @@ char const* sto_RecordInProgress::SingleValueName() const {
 }
 
 void sto_RecordInProgress::WriteBlock(sto_Bytes& elements) {
-  m_Session.CheckSave();
+  m_Session.Save().Check();
   sto_StoredBlocks blocks(m_Session, m_Id);
   bool const isCompared = m_Meeting.m_Comparing != sto_Comparing::Nothing;
   if (isCompared && !blocks.Holds(m_BlockCount, elements)) NoteDifference();
@@ -91,29 +90,30 @@ void sto_RecordInProgress::WriteBlock(sto_Bytes& elements) {
   ++m_BlockCount;
 }
 
-std::vector<sto_CollectionAgent*> sto_RecordInProgress::ForeignAgents() const {
-  std::vector<sto_CollectionAgent*> agents;
+std::vector<sto_OpenCollection*> sto_RecordInProgress::ForeignAgents() const {
+  std::vector<sto_OpenCollection*> agents;
   cls_UidCatalogEntry* const entry = m_Session.Identities().EntryOf(m_Id);
   if (entry == nullptr) return agents;
   m_Session.Identities().ForEachForeignTie(entry, [&](sto_IdentityMap::Tie const& tie) {
     sto_Session* const other = tie.Map().Session();
-    if (sto_CollectionAgent* const agent = other == nullptr ? nullptr : other->FindAgent(tie.Id()))
+    if (sto_OpenCollection* const agent = other == nullptr ? nullptr : other->Collections().Find(tie.Id()))
       agents.push_back(agent);
   });
   return agents;
 }
 
 bool sto_RecordInProgress::LeaveToAgent() {
-  sto_CollectionAgent* const own = m_Session.FindAgent(m_Id);
-  if (own != nullptr && (m_HadAgent || (m_Place.m_Address != nullptr && own->IsHeldBy(m_Place.m_Address)))) {
+  sto_OpenCollection* const own = m_Session.Collections().Find(m_Id);
+  if (own != nullptr &&
+      (m_HadAgent || (m_Occurrence.m_Address != nullptr && own->IsHeldBy(m_Occurrence.m_Address)))) {
     own->Synchronise(); // what is saved now must not hold a collection that another session has deleted
     return true;
   }
   // One that was let go in the same save has written it already.
   if (own == nullptr && m_HadAgent && m_Session.Driver().HasObject(m_Id)) return true;
-  std::vector<sto_CollectionAgent*> const foreign = ForeignAgents();
-  auto const holder = std::ranges::find_if(foreign, [this](sto_CollectionAgent const* agent) {
-    return m_Place.m_Address != nullptr && agent->IsHeldBy(m_Place.m_Address);
+  std::vector<sto_OpenCollection*> const foreign = ForeignAgents();
+  auto const holder = std::ranges::find_if(foreign, [this](sto_OpenCollection const* agent) {
+    return m_Occurrence.m_Address != nullptr && agent->IsHeldBy(m_Occurrence.m_Address);
   });
   if (holder == foreign.end() && foreign.size() + (own == nullptr ? 0 : 1) > 1)
     m_Session.Raise(sto_ErrorKind::Conflict, "The collection of " + Describe() +
@@ -121,12 +121,12 @@ bool sto_RecordInProgress::LeaveToAgent() {
                                                  foreign.front()->Where() +
                                                  " among them), and which of them is saved cannot be told.");
   if (own != nullptr && holder == foreign.end()) {
-    if (m_Place.m_Address != nullptr) CheckLost(); // not one of those that hold the list
+    if (m_Occurrence.m_Address != nullptr) CheckLost(); // not one of those that hold the list
     own->Synchronise();
     return true;
   }
   if (foreign.empty()) return false;
-  sto_CollectionAgent& source = holder == foreign.end() ? *foreign.front() : **holder;
+  sto_OpenCollection& source = holder == foreign.end() ? *foreign.front() : **holder;
   if (own != nullptr) // whose containers would write over the copy, or the copy over theirs
     m_Session.Raise(sto_ErrorKind::Conflict,
                     "The collection of " + Describe() + " belongs to " + source.Where() +
@@ -135,8 +135,9 @@ bool sto_RecordInProgress::LeaveToAgent() {
   return false;
 }
 
-void sto_RecordInProgress::CopyFrom(sto_CollectionAgent& foreign) {
-  if (foreign.CopyInto(*this, m_Place.m_Address)) return;
+void sto_RecordInProgress::CopyFrom(sto_OpenCollection& foreign) {
+  RestartList();
+  if (foreign.CopyInto(*this, m_Occurrence.m_Address)) return;
   m_Session.Raise(sto_ErrorKind::Misuse, "The " + foreign.What() + " of " + Describe() +
                                              " is open in another store, " + foreign.Where() +
                                              ", and is not copied by saving it here: copy its root with "
@@ -145,7 +146,7 @@ void sto_RecordInProgress::CopyFrom(sto_CollectionAgent& foreign) {
 
 void sto_RecordInProgress::CheckLost() const {
   if (cls_UidCatalogEntry* const entry = m_Session.Identities().EntryOf(m_Id))
-    if (sto_CollectionAgent const* const lost = m_Session.FindLost(entry)) lost->RaiseLost();
+    if (sto_OpenCollection const* const lost = m_Session.Collections().FindLost(entry)) lost->RaiseLost();
 }
 
 void sto_RecordInProgress::RaiseNothingWritten() const {
@@ -160,7 +161,7 @@ void sto_RecordInProgress::RaiseNothingWritten() const {
 
 sto_Record const* sto_RecordInProgress::ReadStored() {
   unsigned int classId = 0;
-  sto_Record& stored = m_Session.Scratch();
+  sto_Record& stored = m_Session.Records().Scratch();
   std::string problem;
   bool const isThere =
       m_Session.Driver().ReadObject(m_Id, classId, stored.Bytes()) && stored.Decode(m_Id, classId, problem);
@@ -169,12 +170,12 @@ sto_Record const* sto_RecordInProgress::ReadStored() {
 
 void sto_RecordInProgress::NoteDifference() const {
   if (m_Meeting.m_Comparing != sto_Comparing::SecondName) RaiseTwoObjects();
-  m_Session.Reach().NoteOtherContent(m_Id);
+  m_Session.Save().Reach().NoteOtherContent(m_Id);
 }
 
-std::string sto_RecordInProgress::PlaceText() const {
-  if (m_Place.m_Holder == 0) return "root " + m_Session.Reach().RootOf(m_Session.SaveNumber());
-  std::string const holder = "object " + std::to_string(m_Place.m_Holder);
+std::string sto_RecordInProgress::HolderText() const {
+  if (m_Occurrence.m_Holder == 0) return "root " + m_Session.Save().Reach().RootOf(m_Session.Save().Number());
+  std::string const holder = "object " + std::to_string(m_Occurrence.m_Holder);
   if (m_Attribute == nullptr) return "an element of " + holder;
   return "attribute " + std::string(m_Attribute->m_Name.View()) + " of " + holder + " (" +
          std::string(m_Holder->Name().View()) + ")";
@@ -182,7 +183,7 @@ std::string sto_RecordInProgress::PlaceText() const {
 
 void sto_RecordInProgress::RaiseTwoObjects() const {
   sto_Visit const& before = m_Meeting.m_Before;
-  std::string const& earlierRoot = m_Session.Reach().RootOf(before.m_Save);
+  std::string const& earlierRoot = m_Session.Save().Reach().RootOf(before.m_Save);
   std::string first =
       before.m_Holder == 0 ? "root " + earlierRoot : sto_HolderText(m_Session, before.m_Holder, m_Id);
   if (m_Meeting.m_Comparing == sto_Comparing::OtherRoot && before.m_Holder != 0)
@@ -190,15 +191,15 @@ void sto_RecordInProgress::RaiseTwoObjects() const {
   m_Session.Raise(sto_ErrorKind::Conflict,
                   "Two objects in memory with different content have the identity of " + Describe() +
                       ". The one that was saved first is held by " + first + "; the other one by " +
-                      PlaceText() +
+                      HolderText() +
                       ". A copy keeps the identity of its original; an identity of class cls_OwnUid does "
                       "not go with a copy.");
 }
 
-bool sto_RecordInProgress::IsToWrite(sto_Bytes const& record) {
+bool sto_RecordInProgress::CompareRecord(sto_Bytes const& record) {
   if (sto_IsCollectionClass(m_Class.Metadata().ClassId())) return true; // compared already
   sto_Record const* const stored = ReadStored();
-  bool const isSame = stored != nullptr && std::ranges::equal(m_Session.Scratch().Bytes(), record);
+  bool const isSame = stored != nullptr && std::ranges::equal(m_Session.Records().Scratch().Bytes(), record);
   if (stored != nullptr && !isSame) {
     // Another version of a class writes the same content in another way.
     if (m_Record->HasClassesOf(*stored)) NoteDifference();
@@ -208,7 +209,7 @@ bool sto_RecordInProgress::IsToWrite(sto_Bytes const& record) {
 }
 
 void sto_RecordInProgress::CarryChanges() {
-  if (m_Session.IsNewInSave(m_Id)) return;
+  if (m_Session.Save().IsNew(m_Id)) return;
   sto_Record const* const stored = ReadStored();
   // What is damaged is replaced: it has no number that anybody could have seen.
   if (stored == nullptr) return;
@@ -216,10 +217,11 @@ void sto_RecordInProgress::CarryChanges() {
   sto_Part const& part = stored->Parts().front();
   std::int64_t const change = sto_CollectionFields::Change.Read(part).value_or(0);
   std::int32_t const hint = sto_CollectionFields::SizeHint.Read(part).value_or(0);
-  m_Session.NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, change);
+  m_Session.Changes().NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, change);
   if (m_Class.Metadata().ClassId() == cls_BlobTypeId) {
     sto_CollectionFields::BlobBytes.Write(*m_Record, 0);
-    m_Session.NoteBlobChange(m_Id, change + 1);
+    m_Session.Changes().NoteBlobChange(m_Id, change + 1, m_Session.TransactionNumber(),
+                                       m_Session.Save().Number());
   } else {
     sto_CollectionFields::SizeHint.Write(*m_Record, hint);
   }
@@ -227,7 +229,7 @@ void sto_RecordInProgress::CarryChanges() {
 }
 
 void sto_RecordInProgress::Finish() {
-  m_Session.CheckSave();
+  m_Session.Save().Check();
   if (char const* const what = SingleValueName()) // refused before where it was known what is in it
     RaiseAttribute(sto_MisdeclaredText(*m_Attribute, what));
   unsigned int const classId = m_Class.Metadata().ClassId();
@@ -243,9 +245,9 @@ void sto_RecordInProgress::Finish() {
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
                                              std::to_string(record.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
-  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !IsToWrite(record)) return;
+  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !CompareRecord(record)) return;
   m_Session.Driver().WriteObject(m_Id, classId, record);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // What the object had before may have had more blocks.
-  if (!m_Session.IsNewInSave(m_Id)) sto_StoredBlocks(m_Session, m_Id).DeleteFrom(m_BlockCount);
+  if (!m_Session.Save().IsNew(m_Id)) sto_StoredBlocks(m_Session, m_Id).DeleteFrom(m_BlockCount);
 }

@@ -10,11 +10,11 @@
 /// memento or builder of the object is deleted. Internal to the module.
 ///
 /// When an exception is passing through at that moment, nothing is written: the save is being undone.
-class sto_RecordInProgress {
+class sto_RecordInProgress final : public sto_ListTarget {
  public:
-  /// `depth` is how many objects hold this one; `place` and `meeting` say where the save has met it.
+  /// `depth` is how many objects hold this one; `occurrence` and `meeting` say where the save has met it.
   sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
-                       sto_Reach::Place const& place, sto_Reach::Meeting const& meeting);
+                       sto_Reach::Occurrence const& occurrence, sto_Reach::Meeting const& meeting);
   sto_RecordInProgress(sto_RecordInProgress const&) = delete;
   sto_RecordInProgress& operator=(sto_RecordInProgress const&) = delete;
   ~sto_RecordInProgress();
@@ -43,8 +43,8 @@ class sto_RecordInProgress {
   /// Keeps `scope` until the record is written.
   void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept { m_Scope = std::move(scope); }
 
-  /// Writes the next block of the object's list; `elements` gets its checksum appended.
-  void WriteBlock(sto_Bytes& elements);
+  void WriteBlock(sto_Bytes& elements) override;
+  void CompleteList(sto_ListHeader const& header) override { m_Record->SetList(header, {}); }
 
   /// How many blocks have been written.
   [[nodiscard]] int BlockCount() const noexcept { return m_BlockCount; }
@@ -61,9 +61,19 @@ class sto_RecordInProgress {
     try {
       put();
     } catch (...) {
-      m_Session.MarkIncomplete();
+      m_Session.Save().MarkIncomplete();
       throw;
     }
+  }
+
+  /// Puts a field into a part: its tag, and what `put` writes behind it.
+  template <class Put>
+  void PutField(std::size_t part, sto_FieldKey const& key, sto_Format::ValueTag tag, Put put) {
+    PutWhole([&] {
+      sto_ByteWriter writer(m_Record->StartField(part, key));
+      writer.U8(tag);
+      put(writer);
+    });
   }
 
   /// Whether an exception began after this object did.
@@ -78,8 +88,8 @@ class sto_RecordInProgress {
   /// write.
   [[nodiscard]] bool LeaveToAgent();
   /// The agents of other open stores that have the object's collection open.
-  [[nodiscard]] std::vector<sto_CollectionAgent*> ForeignAgents() const;
-  void CopyFrom(sto_CollectionAgent& foreign);
+  [[nodiscard]] std::vector<sto_OpenCollection*> ForeignAgents() const;
+  void CopyFrom(sto_OpenCollection& foreign);
   /// Unavailable when a collection was lost under the object's identity.
   void CheckLost() const;
   [[noreturn]] void RaiseNothingWritten() const;
@@ -87,15 +97,15 @@ class sto_RecordInProgress {
   void CarryChanges();
   /// Misuse when a base class declares attributes and its part was not written.
   void CheckBaseParts() const;
-  /// Whether the finished record is to be written: not where it is there already. Conflict when it must not
-  /// differ from what is there, and does.
-  [[nodiscard]] bool IsToWrite(sto_Bytes const& record);
+  /// Compares the finished record with the stored one, and returns whether it is to be written: not when it is
+  /// the same, which is noted. Conflict when it must not differ, and does.
+  [[nodiscard]] bool CompareRecord(sto_Bytes const& record);
   /// What is there under the object's identity, decoded; null when nothing is, or it cannot be read.
   [[nodiscard]] sto_Record const* ReadStored();
   /// The object differs from what it is compared with: Conflict, or noted until the save ends.
   void NoteDifference() const;
   /// What holds the object here, for messages.
-  [[nodiscard]] std::string PlaceText() const;
+  [[nodiscard]] std::string HolderText() const;
   /// Conflict for two objects in memory that have one identity and differ.
   [[noreturn]] void RaiseTwoObjects() const;
   void Finish();
@@ -107,7 +117,7 @@ class sto_RecordInProgress {
   int m_Depth;
   cls_ClassMetadata const* m_Holder = nullptr;
   cls_AttributeMetadata const* m_Attribute = nullptr;
-  sto_Reach::Place m_Place; // its address tells the containers of one identity apart
+  sto_Reach::Occurrence m_Occurrence; // its address tells the containers of one identity apart
   sto_Reach::Meeting m_Meeting;
   sto_ClassInUse const* m_LastClass; // of the part that was added last
   int m_BlockCount = 0;

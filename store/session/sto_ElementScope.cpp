@@ -1,10 +1,10 @@
 #include "store/session/sto_ElementScope.h"
 
 std::shared_ptr<sto_ElementSave> sto_ElementSave::Join(sto_Session& session) {
-  std::shared_ptr<sto_ElementSave> save = session.ElementSave().lock();
-  if (save == nullptr && !session.InSave()) {
+  std::shared_ptr<sto_ElementSave> save = session.Save().ElementSave().lock();
+  if (save == nullptr && !session.Save().IsGoingOn()) {
     save = std::make_shared<sto_ElementSave>(session);
-    session.ElementSave() = save;
+    session.Save().ElementSave() = save;
   }
   return save;
 }
@@ -14,32 +14,32 @@ sto_ElementSave::sto_ElementSave(sto_Session& session)
   if (!session.IsWriting())
     session.Raise(sto_ErrorKind::Misuse,
                   "Saving in a transaction that only reads, or while an object is being loaded.");
-  session.BeginSave();
+  session.Save().Begin();
 }
 
 sto_ElementSave::~sto_ElementSave() {
-  if (!m_Session.InSave()) return; // undone with its transaction
+  if (!m_Session.Save().IsGoingOn()) return; // undone with its transaction
   if (std::uncaught_exceptions() > m_Exceptions) {
-    m_Session.UndoSave();
+    m_Session.Save().Undo();
     return;
   }
   try {
-    m_Session.EndSave();
-    if (m_Transaction.IsOwn()) m_Session.FlushHolders();
+    m_Session.Save().End();
+    if (m_Transaction.IsOwn()) m_Session.Collections().FlushHolders();
     m_Transaction.Commit();
   } catch (...) {
     std::exception_ptr const failure = std::current_exception();
-    if (m_Session.InSave()) m_Session.UndoSave();
+    if (m_Session.Save().IsGoingOn()) m_Session.Save().Undo();
     if (m_Transaction.IsOwn()) m_Session.Rollback();
-    m_Session.Keep(failure); // what is undone takes the failures before it along
+    m_Session.Keep(failure); // undoing and rolling back clear what was kept earlier
   }
 }
 
 std::shared_ptr<sto_ElementRead> sto_ElementRead::Join(sto_Session& session) {
-  std::shared_ptr<sto_ElementRead> read = session.ElementRead().lock();
+  std::shared_ptr<sto_ElementRead> read = session.Loaded().ElementRead().lock();
   if (read == nullptr) {
     read = std::make_shared<sto_ElementRead>(session);
-    session.ElementRead() = read;
+    session.Loaded().ElementRead() = read;
   }
   return read;
 }

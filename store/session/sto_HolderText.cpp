@@ -20,7 +20,7 @@ std::string FieldText(sto_Session const& session, sto_FieldKey const& key) {
 } // namespace
 
 std::string sto_HolderText(sto_Session& session, std::int64_t holder, std::int64_t held) {
-  sto_RecordRef const record = session.ReadRecord(holder);
+  sto_RecordRef const record = session.Records().Read(holder);
   if (record == nullptr) return "object " + std::to_string(holder) + ", which is being saved";
   for (sto_Part const& part : record->Parts())
     for (sto_Field const& field : part.m_Fields)

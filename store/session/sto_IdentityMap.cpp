@@ -12,9 +12,9 @@ sto_IdentityMap::Tie::~Tie() {
 
 void sto_IdentityMap::Tie::operator delete(Tie* tie, std::destroying_delete_t) noexcept {
   Page& page = tie->InPage();
-  std::size_t const place = tie->Place();
+  std::size_t const slot = tie->Slot();
   tie->~Tie();
-  page.m_Used &= ~(1U << place);
+  page.m_Used &= ~(1U << slot);
   sto_IdentityMap& map = page.m_Map;
   --map.m_Count;
   if (page.m_Used == 0) map.DropPage(page);
@@ -23,7 +23,7 @@ void sto_IdentityMap::Tie::operator delete(Tie* tie, std::destroying_delete_t) n
 sto_Visit& sto_IdentityMap::Tie::Visit() const {
   Page& page = InPage();
   if (page.m_Visits == nullptr) page.m_Map.m_Visits.Take(page.m_Visits);
-  return page.m_Visits->m_Visits[Place()];
+  return page.m_Visits->m_Visits[Slot()];
 }
 
 sto_IdentityMap::~sto_IdentityMap() {
@@ -70,31 +70,31 @@ sto_IdentityMap::Tie* sto_IdentityMap::Find(cls_Uid const& uid) const noexcept {
 sto_IdentityMap::Tie& sto_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) {
   Page* const found = PageWith(id);
   Page& page = found != nullptr ? *found : MakePage(id / IdsInPage);
-  auto const place = static_cast<std::size_t>(id - page.m_FirstId);
-  Tie* const tie = new (page.m_Ties + place * sizeof(Tie)) Tie(uid.Entry());
-  page.m_Used |= 1U << place;
-  page.m_Roots &= ~(1U << place);
-  if (page.m_Visits != nullptr) page.m_Visits->m_Visits[place] = {};
+  auto const slot = static_cast<std::size_t>(id - page.m_FirstId);
+  Tie* const tie = new (page.m_Ties + slot * sizeof(Tie)) Tie(uid.Entry());
+  page.m_Used |= 1U << slot;
+  page.m_Roots &= ~(1U << slot);
+  if (page.m_Visits != nullptr) page.m_Visits->m_Visits[slot] = {};
   ++m_Count;
   return *tie; // owned by the identity's ring
 }
 
 cls_UidCatalogEntry* sto_IdentityMap::EntryOf(std::int64_t id) noexcept {
   Page* const page = PageWith(id);
-  auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
-  return page != nullptr && page->Has(place) ? page->At(place)->m_Entry : nullptr;
+  auto const slot = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
+  return page != nullptr && page->Has(slot) ? page->At(slot)->m_Entry : nullptr;
 }
 
 void sto_IdentityMap::NoteRoot(std::int64_t id) noexcept {
   Page* const page = PageWith(id);
-  auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
-  if (page != nullptr && page->Has(place)) page->m_Roots |= 1U << place;
+  auto const slot = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
+  if (page != nullptr && page->Has(slot)) page->m_Roots |= 1U << slot;
 }
 
 cls_Uid sto_IdentityMap::IdentityOf(std::int64_t id) {
   Page* page = PageWith(id);
-  auto const place = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
-  if (page != nullptr && page->Has(place)) return cls_Uid(page->At(place)->m_Entry);
+  auto const slot = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
+  if (page != nullptr && page->Has(slot)) return cls_Uid(page->At(slot)->m_Entry);
   cls_Uid uid;
   Add(uid, id);
   return uid;
@@ -103,7 +103,7 @@ cls_Uid sto_IdentityMap::IdentityOf(std::int64_t id) {
 void sto_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
   constexpr std::int64_t IdsInSegment = IdsInPage * PagesInSegment;
   for (auto entry = m_Segments.begin(); entry != m_Segments.end();) {
-    auto const& [number, segment] = *entry++; // a segment goes with its last page
+    auto const& [number, segment] = *entry++; // a segment is freed with its last page
     if ((number + 1) * IdsInSegment <= firstId) continue;
     int left = segment.m_Count;
     for (std::size_t i = 0; left > 0; ++i) {
@@ -117,7 +117,7 @@ void sto_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
 
 void sto_IdentityMap::DropFromPage(Page& page, std::int64_t firstId) noexcept {
   std::int64_t const firstInPage = page.m_FirstId;
-  unsigned int used = page.m_Used; // the page goes with its last tie
-  for (std::size_t place = 0; used != 0; ++place, used >>= 1)
-    if ((used & 1) != 0 && firstInPage + static_cast<std::int64_t>(place) >= firstId) delete page.At(place);
+  unsigned int used = page.m_Used; // the page is freed with its last tie
+  for (std::size_t slot = 0; used != 0; ++slot, used >>= 1)
+    if ((used & 1) != 0 && firstInPage + static_cast<std::int64_t>(slot) >= firstId) delete page.At(slot);
 }

@@ -19,8 +19,8 @@ class sto_Session;
 /// from records to ids would take a new object for a dead one. The tie therefore lives in the identity's own
 /// history ring and is destroyed with it; the map only finds ties by id.
 ///
-/// Ids are given out one after the other, so the ties of 31 neighbours stand in one page, each at the place
-/// of its id: a tie costs no allocation and no entry of a table of its own, and what it shares with its
+/// Ids are given out one after the other, so the ties of 31 neighbours share one page, each in the slot of
+/// its id: a tie costs no allocation and no entry of a table of its own, and what it shares with its
 /// neighbours is found by its address.
 ///
 /// Invariants: 1. Each tie is in the ring of one live identity and in the page of its id. 2. An identity has
@@ -32,11 +32,11 @@ class sto_IdentityMap {
   struct Page;
 
  public:
-  /// The bond between one identity and one id.
+  /// Ties one identity to one id.
   class Tie final : public cls_HistoryEntry {
    public:
     ~Tie() override;
-    /// The tie's place in its page becomes free, and the page goes with its last tie.
+    /// The tie's slot becomes free; the page is freed with its last tie.
     static void operator delete(Tie* tie, std::destroying_delete_t) noexcept;
 
     [[nodiscard]] std::int64_t Id() const noexcept;
@@ -47,13 +47,13 @@ class sto_IdentityMap {
     [[nodiscard]] sto_Visit& Visit() const;
 
     /// Whether the object is known to have been saved or loaded as a root.
-    [[nodiscard]] bool IsRoot() const noexcept { return (InPage().m_Roots >> Place() & 1) != 0; }
+    [[nodiscard]] bool IsRoot() const noexcept { return (InPage().m_Roots >> Slot() & 1) != 0; }
 
    private:
     friend class sto_IdentityMap;
     explicit Tie(cls_UidCatalogEntry* entry) noexcept;
     [[nodiscard]] Page& InPage() const noexcept;
-    [[nodiscard]] std::size_t Place() const noexcept;
+    [[nodiscard]] std::size_t Slot() const noexcept;
 
     cls_UidCatalogEntry* m_Entry;
   };
@@ -97,16 +97,16 @@ class sto_IdentityMap {
 
   struct Page {
     Page(sto_IdentityMap& map, std::int64_t firstId) noexcept : m_Map(map), m_FirstId(firstId) {}
-    [[nodiscard]] Tie* At(std::size_t place) noexcept {
-      return std::launder(reinterpret_cast<Tie*>(m_Ties) + place);
+    [[nodiscard]] Tie* At(std::size_t slot) noexcept {
+      return std::launder(reinterpret_cast<Tie*>(m_Ties) + slot);
     }
-    [[nodiscard]] bool Has(std::size_t place) const noexcept { return (m_Used >> place & 1) != 0; }
+    [[nodiscard]] bool Has(std::size_t slot) const noexcept { return (m_Used >> slot & 1) != 0; }
 
     sto_IdentityMap& m_Map;
     std::int64_t m_FirstId;
     sto_Visits::Block* m_Visits = nullptr; // null until a save of the transaction reaches one of the ids
-    unsigned int m_Used = 0;               // one bit for each place that has a tie
-    unsigned int m_Roots = 0;              // one bit for each place whose object was a root
+    unsigned int m_Used = 0;               // one bit for each slot that has a tie
+    unsigned int m_Roots = 0;              // one bit for each slot whose object was a root
     alignas(Tie) unsigned char m_Ties[IdsInPage * sizeof(Tie)];
   };
 
@@ -151,10 +151,10 @@ template <class Act> void sto_IdentityMap::ForEachForeignTie(cls_UidCatalogEntry
       if (Tie const& tie = *static_cast<Tie*>(each); &tie.Map() != this) act(tie);
 }
 
-inline std::size_t sto_IdentityMap::Tie::Place() const noexcept {
+inline std::size_t sto_IdentityMap::Tie::Slot() const noexcept {
   return static_cast<std::size_t>(this - InPage().At(0));
 }
 
 inline std::int64_t sto_IdentityMap::Tie::Id() const noexcept {
-  return InPage().m_FirstId + static_cast<std::int64_t>(Place());
+  return InPage().m_FirstId + static_cast<std::int64_t>(Slot());
 }

@@ -5,7 +5,9 @@
 #include <typeindex>
 #include <unordered_map>
 
-#include "store/sto_Shared.h"
+#include "store/base/sto_BuiltAs.h"
+
+class sto_ElementRead;
 
 /// The shared objects of one load, or of all loads in a load scope: each stored object becomes one object in
 /// memory, however many fields hold it. Entries exist from before the object's construction on, so that a
@@ -40,6 +42,9 @@ class sto_LoadedObjects {
   [[nodiscard]] bool IsOfEarlierLoad(Entry const& entry) const noexcept {
     return entry.m_Number < m_FirstOfLoad;
   }
+
+  /// The load of single elements that is going on; the mementos of its elements keep it.
+  [[nodiscard]] std::weak_ptr<sto_ElementRead>& ElementRead() noexcept { return m_ElementRead; }
 
   [[nodiscard]] bool InLoad() const noexcept { return m_Loads > 0; }
   /// A load begins; one inside another is part of it.
@@ -81,4 +86,5 @@ class sto_LoadedObjects {
   std::int64_t m_LastNumber = 0;
   std::int64_t m_FirstOfLoad = 1; // the number of the first object of the outermost load
   std::unordered_map<std::int64_t, Entry> m_Entries;
+  std::weak_ptr<sto_ElementRead> m_ElementRead;
 };

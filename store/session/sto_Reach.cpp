@@ -51,19 +51,20 @@ std::string const& sto_Reach::RootOf(std::int64_t save) const noexcept {
   return found == nullptr ? none : found->m_Root;
 }
 
-bool sto_Reach::WasUnderOtherRoot(sto_Visit const& before, Place const& place) const noexcept {
+bool sto_Reach::WasUnderOtherRoot(sto_Visit const& before, Occurrence const& occurrence) const noexcept {
   SaveOfTransaction const* const earlier = Find(before.m_Save);
   SaveOfTransaction const& now = m_Saves.back();
   return earlier != nullptr && earlier->m_HasRoot && now.m_HasRoot && earlier->m_Root != now.m_Root &&
-         AreTwo(before.m_Address, place.m_Address);
+         AreTwo(before.m_Address, occurrence.m_Address);
 }
 
-sto_Reach::Meeting sto_Reach::Meet(sto_IdentityMap::Tie const& tie, Place const& place, bool isNew) {
+sto_Reach::Meeting sto_Reach::Meet(sto_IdentityMap::Tie const& tie, Occurrence const& occurrence,
+                                   bool isNew) {
   sto_Visit& visit = tie.Visit();
   Meeting meeting;
   if (visit.m_Save == m_Save) {
-    bool const isFurther = visit.m_IsWritten && AreTwo(visit.m_Address, place.m_Address) &&
-                           m_Compared.emplace(tie.Id(), place.m_Address).second;
+    bool const isFurther = visit.m_IsWritten && AreTwo(visit.m_Address, occurrence.m_Address) &&
+                           m_Compared.emplace(tie.Id(), occurrence.m_Address).second;
     meeting.m_IsWritten = isFurther;
     if (!isFurther) return meeting;
     meeting.m_Comparing = sto_Comparing::ThisSave;
@@ -71,20 +72,20 @@ sto_Reach::Meeting sto_Reach::Meet(sto_IdentityMap::Tie const& tie, Place const&
     return meeting;
   }
   if (visit.m_Save != 0) {
-    if (WasUnderOtherRoot(visit, place)) meeting.m_Comparing = sto_Comparing::OtherRoot;
+    if (WasUnderOtherRoot(visit, occurrence)) meeting.m_Comparing = sto_Comparing::OtherRoot;
     m_Replaced.emplace_back(&visit, visit);
     meeting.m_Before = visit;
   }
   if (m_ComparesAll && !isNew && meeting.m_Comparing == sto_Comparing::Nothing)
     meeting.m_Comparing = sto_Comparing::SecondName;
-  visit = {place.m_Address, place.m_Holder, m_Save, false};
+  visit = {occurrence.m_Address, occurrence.m_Holder, m_Save, false};
   meeting.m_Visit = &visit;
   return meeting;
 }
 
-sto_Reach::Meeting sto_Reach::MeetCollection(sto_IdentityMap::Tie const& tie, Place const& place,
+sto_Reach::Meeting sto_Reach::MeetCollection(sto_IdentityMap::Tie const& tie, Occurrence const& occurrence,
                                              bool isNew) {
-  Meeting meeting = Meet(tie, place, isNew);
+  Meeting meeting = Meet(tie, occurrence, isNew);
   if (meeting.m_IsWritten && meeting.m_Comparing != sto_Comparing::ThisSave) return meeting;
   return {};
 }

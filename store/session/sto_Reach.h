@@ -25,7 +25,7 @@ enum class sto_Comparing {
 class sto_Reach {
  public:
   /// Where an identity was met.
-  struct Place {
+  struct Occurrence {
     void const* m_Address; ///< of the object in memory; null when it is not known
     std::int64_t m_Holder; ///< the id of the object that holds it; 0 for a root
   };
@@ -51,11 +51,12 @@ class sto_Reach {
   void RemoveRoot(std::string_view root) noexcept;
 
   /// An object that was met. `isNew`: its id was given out in this save. Throws std::bad_alloc.
-  [[nodiscard]] Meeting Meet(sto_IdentityMap::Tie const& tie, Place const& place, bool isNew);
+  [[nodiscard]] Meeting Meet(sto_IdentityMap::Tie const& tie, Occurrence const& occurrence, bool isNew);
 
   /// The same for a collection or a blob, which is written each time that it is met: within one save its
   /// contents are compared elsewhere.
-  [[nodiscard]] Meeting MeetCollection(sto_IdentityMap::Tie const& tie, Place const& place, bool isNew);
+  [[nodiscard]] Meeting MeetCollection(sto_IdentityMap::Tie const& tie, Occurrence const& occurrence,
+                                       bool isNew);
 
   /// From now on everything in the save that is stored already is compared (SecondName).
   void CompareAll() noexcept { m_ComparesAll = true; }
@@ -78,7 +79,7 @@ class sto_Reach {
 
   [[nodiscard]] SaveOfTransaction const* Find(std::int64_t save) const noexcept;
   /// Whether an earlier visit, at another address and under another root name, is to be compared with.
-  [[nodiscard]] bool WasUnderOtherRoot(sto_Visit const& before, Place const& place) const noexcept;
+  [[nodiscard]] bool WasUnderOtherRoot(sto_Visit const& before, Occurrence const& occurrence) const noexcept;
 
   std::int64_t m_Save = 0;                                   // the number of the latest save
   std::vector<SaveOfTransaction> m_Saves;                    // of the transaction, the latest last

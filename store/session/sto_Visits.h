@@ -23,7 +23,7 @@ class sto_Visits {
   static constexpr std::size_t IdsInBlock = 31;
 
   struct Block {
-    Block** m_Place = nullptr; // of the owner's pointer; null when the owner is gone
+    Block** m_Owner = nullptr; // the owner's pointer to the block; null when the owner is gone
     std::array<sto_Visit, IdsInBlock> m_Visits;
   };
 
@@ -33,11 +33,11 @@ class sto_Visits {
   ~sto_Visits() { Reset(); }
 
   /// Sets an owner's pointer to an empty block. Throws std::bad_alloc; nothing has changed then.
-  void Take(Block*& place);
+  void Take(Block*& owner);
 
   /// The owner of a block goes.
   static void Leave(Block* block) noexcept {
-    if (block != nullptr) block->m_Place = nullptr;
+    if (block != nullptr) block->m_Owner = nullptr;
   }
 
   /// Takes all blocks back, and sets their owners' pointers to null. Keeps the memory of a few.

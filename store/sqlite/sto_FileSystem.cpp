@@ -42,10 +42,10 @@ std::string AskSystem(std::string const& path) {
   std::filesystem::path folder = std::filesystem::path(path).parent_path();
   if (folder.empty()) folder = ".";
   // Ask about the file itself if it exists: it may be a link, or a mount of its own.
-  for (std::string const& place : {path, folder.string()}) {
+  for (std::string const& each : {path, folder.string()}) {
     struct statfs system {};
     struct stat file {};
-    if (statfs(place.c_str(), &system) != 0 || stat(place.c_str(), &file) != 0) continue;
+    if (statfs(each.c_str(), &system) != 0 || stat(each.c_str(), &file) != 0) continue;
     auto const type = static_cast<unsigned long>(system.f_type) & 0xFFFFFFFFUL;
     std::string const mountType =
         type == Fuse ? sto_MountTypeOf(ReadMounts(), major(file.st_dev), minor(file.st_dev)) : std::string();
@@ -75,7 +75,7 @@ std::string sto_NetworkFileSystemOf(unsigned long type, std::string const& mount
 }
 
 std::string sto_MountTypeOf(std::string const& mounts, unsigned int major, unsigned int minor) {
-  // Each line: id, parent, device, root, place, options, some optional fields, a hyphen, type, ...
+  // Each line: id, parent, device, root, mount point, options, some optional fields, a hyphen, type, ...
   std::string const device = std::to_string(major) + ":" + std::to_string(minor);
   std::istringstream lines(mounts);
   for (std::string line; std::getline(lines, line);) {

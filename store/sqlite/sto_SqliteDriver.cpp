@@ -167,17 +167,17 @@ std::vector<sto_ClassRow> sto_SqliteDriver::Classes() {
 }
 
 void sto_SqliteDriver::ReadAttributes(std::vector<sto_ClassRow>& classes) {
-  std::map<std::pair<std::int64_t, std::int64_t>, sto_ClassRow*> places;
-  for (sto_ClassRow& row : classes) places[{row.m_ClassId, row.m_Version}] = &row;
+  std::map<std::pair<std::int64_t, std::int64_t>, sto_ClassRow*> byVersion;
+  for (sto_ClassRow& row : classes) byVersion[{row.m_ClassId, row.m_Version}] = &row;
   // One statement for all classes, so that its count of steps ends it on a damaged tree.
   sto_SqliteStatement statement(*m_Connection,
                                 "SELECT class_id, version, name, field_id, type, type_arg, collection_type "
                                 "FROM attribute ORDER BY class_id, version, name");
   sto_SqliteStatement::Use use(statement);
   for (use.AllowAllRows(); use.Step();) {
-    auto const place = places.find({use.Integer(0), use.Integer(1)});
-    if (place == places.end()) continue;
-    place->second->m_Attributes.push_back(
+    auto const found = byVersion.find({use.Integer(0), use.Integer(1)});
+    if (found == byVersion.end()) continue;
+    found->second->m_Attributes.push_back(
         {use.Text(2), static_cast<int>(use.Integer(3)), static_cast<int>(use.Integer(4)),
          static_cast<unsigned int>(use.Integer(5)), static_cast<int>(use.Integer(6))});
   }

@@ -14,7 +14,7 @@ namespace {
 constexpr std::int64_t PackOf(std::int64_t id) noexcept {
   return id / sto_SqliteObjects::IdsInPack;
 }
-constexpr std::size_t PlaceOf(std::int64_t id) noexcept {
+constexpr std::size_t SlotOf(std::int64_t id) noexcept {
   return static_cast<std::size_t>(id % sto_SqliteObjects::IdsInPack);
 }
 
@@ -91,14 +91,14 @@ void sto_SqliteObjects::Load(Pack& pack, std::int64_t key) {
   if (data.size() > std::numeric_limits<std::uint32_t>::max()) RaiseDamaged(key);
   sto_ByteReader reader(data);
   auto const present = reader.Number<std::uint64_t>();
-  for (std::size_t place = 0; place < pack.m_Entries.size(); ++place) {
-    if ((present >> place & 1) == 0) continue;
+  for (std::size_t slot = 0; slot < pack.m_Entries.size(); ++slot) {
+    if ((present >> slot & 1) == 0) continue;
     std::uint64_t const classId = reader.Varint();
     std::uint64_t const size = reader.Varint();
     if (classId > std::numeric_limits<unsigned int>::max() || size == 0 || size > data.size())
       RaiseDamaged(key);
-    pack.m_Entries[place].m_ClassId = static_cast<unsigned int>(classId);
-    pack.m_Entries[place].m_SizeBytes = static_cast<std::uint32_t>(size);
+    pack.m_Entries[slot].m_ClassId = static_cast<unsigned int>(classId);
+    pack.m_Entries[slot].m_SizeBytes = static_cast<std::uint32_t>(size);
   }
   std::size_t offset = 0;
   for (Entry& entry : pack.m_Entries) {
@@ -112,8 +112,8 @@ void sto_SqliteObjects::Load(Pack& pack, std::int64_t key) {
 
 void sto_SqliteObjects::Store(Pack& pack) {
   std::uint64_t present = 0;
-  for (std::size_t place = 0; place < pack.m_Entries.size(); ++place)
-    if (pack.m_Entries[place].m_SizeBytes != 0) present |= std::uint64_t{1} << place;
+  for (std::size_t slot = 0; slot < pack.m_Entries.size(); ++slot)
+    if (pack.m_Entries[slot].m_SizeBytes != 0) present |= std::uint64_t{1} << slot;
   if (present == 0) {
     sto_SqliteStatement::Use(Prepared(m_DeletePack, "DELETE FROM pack WHERE key = ?"))
         .Bind(1, pack.m_Key)
@@ -151,7 +151,7 @@ void sto_SqliteObjects::RaiseDamaged(std::int64_t key) const {
 bool sto_SqliteObjects::Read(std::int64_t id, unsigned int& classId, sto_Bytes& record) {
   if (m_HasPacks && id > 0) { // an id from a damaged store may be anything
     Pack const& pack = Find(PackOf(id));
-    if (Entry const& entry = pack.m_Entries[PlaceOf(id)]; entry.m_SizeBytes != 0) {
+    if (Entry const& entry = pack.m_Entries[SlotOf(id)]; entry.m_SizeBytes != 0) {
       classId = entry.m_ClassId;
       auto const first = pack.m_Content.begin() + entry.m_Offset;
       record.assign(first, first + entry.m_SizeBytes);
@@ -167,14 +167,14 @@ bool sto_SqliteObjects::Read(std::int64_t id, unsigned int& classId, sto_Bytes& 
 }
 
 bool sto_SqliteObjects::Has(std::int64_t id) {
-  return (m_HasPacks && id > 0 && Find(PackOf(id)).m_Entries[PlaceOf(id)].m_SizeBytes != 0) ||
+  return (m_HasPacks && id > 0 && Find(PackOf(id)).m_Entries[SlotOf(id)].m_SizeBytes != 0) ||
          sto_SqliteStatement::Use(m_HasRow).Bind(1, id).Step();
 }
 
 void sto_SqliteObjects::Write(std::int64_t id, unsigned int classId, sto_ByteView record) {
   Pack& pack = Find(PackOf(id));
-  Entry& entry = pack.m_Entries[PlaceOf(id)];
-  std::uint64_t const bit = std::uint64_t{1} << PlaceOf(id);
+  Entry& entry = pack.m_Entries[SlotOf(id)];
+  std::uint64_t const bit = std::uint64_t{1} << SlotOf(id);
   if (record.size() > MaxPackedBytes || record.empty()) {
     if (entry.m_SizeBytes != 0) {
       entry = {};
@@ -209,7 +209,7 @@ void sto_SqliteObjects::Compact(Pack& pack) {
 
 void sto_SqliteObjects::Delete(std::int64_t id) {
   Pack& pack = Find(PackOf(id));
-  Entry& entry = pack.m_Entries[PlaceOf(id)];
+  Entry& entry = pack.m_Entries[SlotOf(id)];
   if (entry.m_SizeBytes == 0) {
     sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
     return;

@@ -13,7 +13,7 @@
 ///
 /// SQLite's cost is by the row, so records of at most MaxPackedBytes share rows: a row of table pack holds
 /// the records of IdsInPack consecutive object ids. A longer record is a row of table object. The packs in
-/// use are kept decoded; a changed one is written when another pack needs its place, at marks, and before the
+/// use are kept decoded; a changed one is written when another pack needs its slot, at marks, and before the
 /// commit.
 ///
 /// Invariant: an object is in one of the two tables only.

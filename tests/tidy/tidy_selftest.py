@@ -53,7 +53,8 @@ class TreeTest(unittest.TestCase):
 class Includes(TreeTest):
     LAYERS_UP = [
         "platform/cow/c.h", "persist/p.h", "metadata/m.h", "persist/adapters/a.h", "errors/e.h", "module/o.h",
-        "store/s.h", "tools/t.h",
+        "store/base/b.h", "store/format/f.h", "store/driver/d.h", "store/session/n.h", "store/objects/j.h",
+        "store/agents/g.h", "store/graph/r.h", "store/s.h", "tools/t.h",
     ]
 
     def include(self, path: str, target: str) -> list[str]:
@@ -85,6 +86,26 @@ class Includes(TreeTest):
         self.assert_refused("collections/c.h", "errors/e.h", "do not know each other")
         self.assert_refused("wrappers/w.h", "collections/c.h", "do not know each other")
         self.assert_allowed("wrappers/w.h", "wrappers/v.h")
+
+    def test_the_storage_and_the_sessions_do_not_know_each_other(self) -> None:
+        self.assert_refused("store/session/n.cpp", "store/sqlite/q.h", "do not know each other")
+        self.assert_refused("store/sqlite/q.cpp", "store/session/n.h", "do not know each other")
+        self.assert_allowed("store/sqlite/q.cpp", "store/driver/d.h")
+        self.assert_allowed("store/s.cpp", "store/sqlite/q.h")
+
+    def test_a_single_file_may_have_a_layer_of_its_own(self) -> None:
+        self.assert_allowed("store/session/n.h", "store/sto_Options.h")
+        self.assert_allowed("store/base/b.h", "store/sto_Options.h")
+        self.assert_refused("store/sto_Options.h", "store/session/n.h", "points up")
+        self.assert_refused("store/session/n.h", "store/sto_Store.h", "points up")
+
+    def test_a_unit_test_of_the_store_may_use_all_of_it(self) -> None:
+        self.assert_allowed("store/format/f_test.cpp", "store/session/n.h")
+        self.assert_allowed("store/session/n_test.cpp", "store/sqlite/q.h")
+        self.assert_allowed("store/base/b_test.cpp", "store/s.h")
+        self.assert_allowed("store/base/b_test.cpp", "tests/support/s.h")
+        self.assert_refused("store/base/b_test.cpp", "tools/t.h", "points up")
+        self.assert_refused("store/base/b_test.cpp", "tests/contract/c.h", "nothing of tests/ but")
 
     def test_folders_of_the_top_layer_may_know_each_other(self) -> None:
         self.assert_allowed("bench/b.cpp", "examples/heat/h.h")

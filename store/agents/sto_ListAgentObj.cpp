@@ -1,0 +1,141 @@
+#include "store/agents/sto_ListAgentObj.h"
+
+#include <algorithm>
+
+#include "metadata/cls_CollectionType.h"
+#include "store/format/sto_BlockLayout.h"
+#include "store/format/sto_ElementCodec.h"
+#include "store/objects/sto_ObjectListReader.h"
+
+namespace {
+
+constexpr std::size_t IdBytes = sto_ElementCodec<sto_ObjectId>::MinBytes;
+
+} // namespace
+
+unsigned int sto_ListAgentObj::StoredClassId() const {
+  return cls_InternalListTypeId;
+}
+
+void sto_ListAgentObj::Empty() noexcept {
+  m_Ids.clear();
+  m_StoredBlocks = 0;
+  m_FirstTouched = std::numeric_limits<int>::max();
+  m_LastTouched = -1;
+}
+
+int sto_ListAgentObj::TakeContent(sto_RecordRef const& record) {
+  if (!record->List())
+    Session().Raise(sto_ErrorKind::WrongClass, Describe() + " is none: the object holds no list.");
+  sto_ListHeader const& list = *record->List();
+  if (list.m_ElementType != sto_Format::ElementObject)
+    Session().Raise(sto_ErrorKind::WrongClass, Describe() + " is stored as a list of " +
+                                                   sto_ElementTypeName(list.m_ElementType) +
+                                                   " and cannot be opened as one of objects.");
+  Empty();
+  Read(list);
+  return Size();
+}
+
+void sto_ListAgentObj::Read(sto_ListHeader const& list) {
+  auto const damaged = [&] {
+    Session().Raise(sto_ErrorKind::Damaged,
+                    Describe() + " is damaged: it does not have the elements that it says.");
+  };
+  auto const take = [&](sto_ByteView content) {
+    sto_ByteReader reader(content);
+    for (std::size_t i = 0; i < content.size() / IdBytes; ++i) m_Ids.push_back(reader.Number<std::int64_t>());
+  };
+  if (!list.m_InBlocks) return take(list.m_Inline);
+  if (list.m_Count == 0) return;
+  if (static_cast<std::int64_t>(list.m_Count) * static_cast<std::int64_t>(IdBytes) >
+      Session().Driver().SizeBytes())
+    damaged();
+  sto_ListLayout const layout(list.m_Count);
+  m_Blocks.ReadRun(0, layout.BlockCount() - 1, [&](int block, sto_ByteView content) {
+    if (!sto_AreObjectIds(Session(), content, layout.CountIn(block))) damaged();
+    take(content);
+  });
+  m_StoredBlocks = layout.BlockCount();
+}
+
+void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
+  std::size_t const bytes = m_Ids.size() * IdBytes;
+  auto const encode = [&](int first, int count) {
+    sto_Bytes content;
+    content.reserve(static_cast<std::size_t>(count) * IdBytes + sto_Format::ChecksumBytes);
+    sto_ByteWriter writer(content);
+    for (int i = first; i < first + count; ++i) writer.Number(m_Ids[static_cast<std::size_t>(i)]);
+    return content;
+  };
+  sto_ListHeader header;
+  header.m_ElementType = sto_Format::ElementObject;
+  header.m_Count = Size();
+  header.m_InBlocks = bytes > sto_Format::InlineListBytes;
+  sto_ListLayout const layout(header.m_InBlocks ? Size() : 0);
+  int const blockCount = layout.BlockCount();
+  for (int block = 0; block < blockCount; ++block) {
+    bool const isThere = block < m_StoredBlocks;
+    bool const isTouched =
+        block >= sto_ListLayout::BlockOf(m_FirstTouched) && block <= sto_ListLayout::BlockOf(m_LastTouched);
+    if (isThere && !(isTouched && m_LastTouched >= 0)) continue;
+    sto_Bytes content = encode(sto_ListLayout::FirstOf(block), layout.CountIn(block));
+    m_Blocks.Write(block, content, false); // a removal moves all that follows, so that little stays as it is
+  }
+  if (m_StoredBlocks > blockCount) m_Blocks.DeleteFrom(blockCount);
+  m_StoredBlocks = blockCount;
+  m_FirstTouched = std::numeric_limits<int>::max();
+  m_LastTouched = -1;
+  builder.SetList(header, header.m_InBlocks ? sto_Bytes() : encode(0, Size()));
+}
+
+void sto_ListAgentObj::Touch(int first, int last) noexcept {
+  m_FirstTouched = std::min(m_FirstTouched, first);
+  m_LastTouched = std::max(m_LastTouched, last);
+}
+
+void sto_ListAgentObj::RaiseIndex(int index) const {
+  Session().Raise(sto_ErrorKind::Misuse, Describe() + " has " + std::to_string(Size()) +
+                                             " elements; there is no place " + std::to_string(index) + ".");
+}
+
+int sto_ListAgentObj::Count() {
+  return Look([&] { return Size(); });
+}
+
+void sto_ListAgentObj::SetCount(int count) {
+  Change({}, [&] {
+    if (count < 0) RaiseIndex(count);
+    if (count == Size()) return false;
+    // The block that the end moves out of, or into, changes its length.
+    Touch(std::max(0, std::min(count, Size()) - 1), std::max(count, Size()));
+    m_Ids.resize(static_cast<std::size_t>(count));
+    return true;
+  });
+}
+
+cls_MementoRead* sto_ListAgentObj::MakeReadObj(int index) {
+  return ReadElement([&] { return Has(index) ? m_Ids[static_cast<std::size_t>(index)] : 0; });
+}
+
+cls_MementoWrite* sto_ListAgentObj::MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) {
+  return WriteElement(
+      classId, uid, {},
+      [&] {
+        if (index != Size() && !Has(index)) RaiseIndex(index);
+      },
+      [&](std::int64_t id) {
+        if (index == Size()) m_Ids.push_back(0);
+        m_Ids[static_cast<std::size_t>(index)] = id;
+        Touch(index, index);
+      });
+}
+
+void sto_ListAgentObj::Remove(int index) {
+  Change({}, [&] {
+    if (!Has(index)) RaiseIndex(index);
+    Touch(std::max(0, index - 1), Size());
+    m_Ids.erase(m_Ids.begin() + index);
+    return true;
+  });
+}

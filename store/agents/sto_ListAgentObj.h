@@ -1,0 +1,58 @@
+#pragma once
+
+#include <limits>
+#include <vector>
+
+#include "persist/backend/cls_AgentListObj.h"
+#include "store/agents/sto_ObjectAgentBase.h"
+#include "store/session/sto_StoredBlocks.h"
+
+/// The open line to a stored list of objects. Internal to the module; see sto_ObjectAgentBase.
+class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBase {
+ public:
+  sto_ListAgentObj(sto_Session& session, std::int64_t id, int depth)
+      : sto_ObjectAgentBase(session, id, depth), m_Blocks(session, id) {}
+  ~sto_ListAgentObj() override { WriteLastRecord(); }
+
+  [[nodiscard]] static std::string Kind() { return "list of objects"; }
+  [[nodiscard]] std::string What() const override { return Kind(); }
+
+  int Count() override;
+  int SizeHint() override { return m_SizeHint; }
+  bool Changed() override { return AskChanged(); }
+  void EndFlush() override { EndOfFlush(); }
+  /// Misuse for a negative count.
+  void SetCount(int count) override;
+  cls_MementoRead* MakeReadObj(int index) override;
+  /// The index may be Count(): the list grows by one. Misuse beyond that.
+  cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) override;
+  void AddReference() override { ++m_References; }
+  void DropReference() override { Release(); }
+  bool StillReferenced() override { return m_References > 0; }
+  bool ReadOnly() override { return IsReadOnly(); }
+  void RegisterHolder(cls_PC* holder) override { Hold(holder); }
+  /// Misuse when there is no such element.
+  void Remove(int index) override;
+
+ protected:
+  [[nodiscard]] std::string Describe() const override { return "The list of object " + std::to_string(Id()); }
+  [[nodiscard]] unsigned int StoredClassId() const override;
+  int TakeContent(sto_RecordRef const& record) override;
+  void PutContent(sto_RecordBuilder& builder) override;
+  void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
+
+ private:
+  void Empty() noexcept;
+  [[nodiscard]] int Size() const noexcept { return static_cast<int>(m_Ids.size()); }
+  [[nodiscard]] bool Has(int index) const noexcept { return index >= 0 && index < Size(); }
+  [[noreturn]] void RaiseIndex(int index) const;
+  /// Notes that elements from one index to another changed, both included.
+  void Touch(int first, int last) noexcept;
+  void Read(sto_ListHeader const& list);
+
+  std::vector<std::int64_t> m_Ids;
+  sto_StoredBlocks m_Blocks;
+  int m_StoredBlocks = 0; // that the store has of this list
+  int m_FirstTouched = std::numeric_limits<int>::max();
+  int m_LastTouched = -1;
+};

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <map>
+#include <set>
+
+#include "persist/backend/cls_AgentMapKey2Obj.h"
+#include "store/agents/sto_ObjectAgentBase.h"
+#include "store/format/sto_MapCodec.h"
+
+/// The open line to a stored map of objects. Internal to the module; see sto_ObjectAgentBase.
+///
+/// The keys ascend by int, or by the bytes of the text, where no text and the empty text are one key. Of
+/// several stored entries of one key the first counts; the others are gone once the agent has written the
+/// map.
+template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, public sto_ObjectAgentBase {
+ public:
+  sto_MapAgentObj(sto_Session& session, std::int64_t id, int depth)
+      : sto_ObjectAgentBase(session, id, depth) {}
+  ~sto_MapAgentObj() override { WriteLastRecord(); }
+
+  [[nodiscard]] static std::string Kind() { return sto_MapShape<K, sto_ObjectId>().Name(); }
+  [[nodiscard]] std::string What() const override { return Kind(); }
+
+  int Count() override;
+  int SizeHint() override { return m_SizeHint; }
+  bool Changed() override { return AskChanged(); }
+  void EndFlush() override { EndOfFlush(); }
+  bool Remove(K const& key) override;
+  cls_MementoRead* MakeReadObj(K const& key) override;
+  void AddReference() override { ++m_References; }
+  void DropReference() override { Release(); }
+  bool StillReferenced() override { return m_References > 0; }
+  bool ReadOnly() override { return IsReadOnly(); }
+  cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override;
+  void RegisterHolder(cls_PC* holder) override { Hold(holder); }
+  bool Contains(K const& key) override;
+  bool FirstKey(K& key) override;
+  bool NextKey(K& key) override;
+  bool LastKey(K& key) override;
+  bool PreviousKey(K& key) override;
+  void Clear() override;
+
+ protected:
+  [[nodiscard]] std::string Describe() const override { return "The map of object " + std::to_string(Id()); }
+  [[nodiscard]] unsigned int StoredClassId() const override;
+  int TakeContent(sto_RecordRef const& record) override;
+  void PutContent(sto_RecordBuilder& builder) override;
+  void NoteShown() noexcept override {
+    sto_ObjectAgentBase::NoteShown();
+    m_Unseen.clear();
+  }
+
+ private:
+  /// Notes the keys that another session has changed.
+  void NoteUnseen(std::map<K, std::int64_t> const& before);
+  /// The id of a key's element, 0 when the key is not there.
+  [[nodiscard]] std::int64_t IdOf(K const& key) const {
+    auto const found = m_Ids.find(key);
+    return found == m_Ids.end() ? 0 : found->second;
+  }
+
+  std::map<K, std::int64_t> m_Ids;
+  std::set<K> m_Unseen; // keys that another session has changed, and no operation has shown since
+};
+
+extern template class sto_MapAgentObj<int>;
+extern template class sto_MapAgentObj<cow_String>;

@@ -1,0 +1,80 @@
+#include "store/objects/sto_ListWriter.h"
+
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "store/format/sto_BlockLayout.h"
+#include "store/format/sto_Checksum.h"
+
+template <class T>
+sto_ListWriter<T>::sto_ListWriter(std::shared_ptr<sto_RecordInProgress> object, int width)
+    : m_Object(std::move(object)), m_Width(width) {
+  m_Object->RestartList();
+}
+
+template <class T> sto_ListWriter<T>::~sto_ListWriter() {
+  if (m_Object->IsUnwinding()) return;
+  try {
+    Complete();
+  } catch (...) {
+    m_Object->Session().Keep(std::current_exception());
+  }
+}
+
+template <class T> void sto_ListWriter<T>::AppendRun(int count, T const* elements) {
+  for (int i = 0; i < count; ++i) Append(elements[i]);
+}
+
+template <class T> void sto_ListWriter<T>::Append(T const& element) {
+  m_Object->PutWhole([&] {
+    if (m_InBlock == sto_ListLayout::BlockSize) FlushBlock();
+    if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more elements than a list can count");
+    sto_ByteWriter writer(m_Elements);
+    sto_ElementCodec<T>::Encode(writer, element);
+    if (m_Elements.size() > sto_Format::MaxValueBytes) RaiseFull("too many bytes in one block of elements");
+    ++m_InBlock;
+    ++m_Count;
+  });
+}
+
+template <class T> void sto_ListWriter<T>::RaiseFull(char const* what) {
+  m_Object->Session().Raise(sto_ErrorKind::Full,
+                            std::string("The list of ") + m_Object->Describe() + " has " + what + ".");
+}
+
+template <class T> void sto_ListWriter<T>::FlushBlock() {
+  m_Hash = sto_Checksum(m_Hash, m_Elements);
+  m_Object->WriteBlock(m_Elements);
+  m_Elements.clear();
+  m_InBlock = 0;
+}
+
+template <class T> void sto_ListWriter<T>::Complete() {
+  if (!sto_HasWholeRows(m_Count, m_Width))
+    m_Object->Session().Raise(sto_ErrorKind::Misuse,
+                              "The list of " + m_Object->Describe() + sto_UnevenRows(m_Count, m_Width));
+  bool const isInline = m_Object->BlockCount() == 0 && m_Elements.size() <= sto_Format::InlineListBytes;
+  if (isInline)
+    m_Hash = sto_Checksum(m_Hash, m_Elements);
+  else if (m_InBlock > 0)
+    FlushBlock();
+  sto_Bytes shape;
+  sto_ByteWriter(shape).Number(m_Width);
+  sto_ByteWriter(shape).Number(m_Count);
+  m_Object->Session().Save().CheckSameCollection(m_Object->Id(), sto_Checksum(m_Hash, shape));
+  sto_ListHeader header;
+  header.m_ElementType = sto_ElementCodec<T>::ElementType;
+  header.m_Width = m_Width;
+  header.m_Count = m_Count;
+  header.m_InBlocks = !isInline;
+  m_Object->Record().SetList(header, isInline ? std::move(m_Elements) : sto_Bytes());
+}
+
+template class sto_ListWriter<bool>;
+template class sto_ListWriter<cow_String>;
+template class sto_ListWriter<float>;
+template class sto_ListWriter<double>;
+template class sto_ListWriter<unsigned int>;
+template class sto_ListWriter<int>;
+template class sto_ListWriter<sto_ObjectId>;

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <unordered_map>
+
+/// What a session notes of its own changes of lists and blobs, so that they can be undone and are not taken
+/// for another session's. Internal to the module. Thread rule: the thread of the session.
+class sto_ChangeNotes {
+ public:
+  /// What a list was when the open transaction began.
+  struct ListAtBegin {
+    int m_Count = 0;
+    std::int64_t m_Change = 0;
+    bool m_IsMade = false;         ///< in this transaction: the list was not there
+    std::int64_t m_MadeInSave = 0; ///< the number of the save that made it
+  };
+
+  /// Null for a list that the transaction has neither made nor changed.
+  [[nodiscard]] ListAtBegin const* FindAtBegin(std::int64_t id) const noexcept {
+    auto const found = m_ListsAtBegin.find(id);
+    return found == m_ListsAtBegin.end() ? nullptr : &found->second;
+  }
+  /// Notes how many elements and changes a list had, before it is changed for the first time in the
+  /// transaction.
+  void NoteAtBegin(std::int64_t id, int count, std::int64_t change) {
+    m_ListsAtBegin.try_emplace(id, ListAtBegin{count, change, false, 0});
+  }
+  /// Notes that a collection or a blob is made in the open transaction, in the latest save.
+  void NoteMade(std::int64_t id, std::int64_t save) {
+    m_ListsAtBegin.insert_or_assign(id, ListAtBegin{0, 0, true, save});
+  }
+
+  /// Notes which change of a blob this session has written last, and in which transaction and save.
+  void NoteBlobChange(std::int64_t id, std::int64_t change, std::int64_t transaction, std::int64_t save) {
+    m_BlobChanges.insert_or_assign(id, BlobChange{change, transaction, save});
+  }
+  [[nodiscard]] bool IsOwnBlobChange(std::int64_t id, std::int64_t change) const noexcept {
+    auto const found = m_BlobChanges.find(id);
+    return found != m_BlobChanges.end() && found->second.m_Change == change;
+  }
+
+  /// The transaction is over, committed or not.
+  void EndTransaction() noexcept { m_ListsAtBegin.clear(); }
+  /// The work of a transaction, or of a save, has been undone.
+  void UndoTransaction(std::int64_t number) noexcept {
+    std::erase_if(m_BlobChanges, [number](auto const& blob) { return blob.second.m_Transaction == number; });
+  }
+  void UndoSave(std::int64_t number) noexcept {
+    std::erase_if(m_ListsAtBegin, [number](auto const& list) { return list.second.m_MadeInSave == number; });
+    std::erase_if(m_BlobChanges, [number](auto const& blob) { return blob.second.m_Save == number; });
+  }
+
+ private:
+  struct BlobChange {
+    std::int64_t m_Change;
+    std::int64_t m_Transaction;
+    std::int64_t m_Save;
+  };
+
+  std::unordered_map<std::int64_t, ListAtBegin> m_ListsAtBegin;
+  std::unordered_map<std::int64_t, BlobChange> m_BlobChanges; // of all transactions of the session
+};

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "persist/identity/cls_Uid.h"
+#include "store/format/sto_Record.h"
+#include "store/session/sto_Keeping.h"
+
+/// Receives a list that is copied from another session. Internal to the module.
+class sto_ListTarget {
+ public:
+  /// Writes the next block of the list; `elements` gets its checksum appended.
+  virtual void WriteBlock(sto_Bytes& elements) = 0;
+  /// Completes a list whose elements are all in blocks.
+  virtual void CompleteList(sto_ListHeader const& header) = 0;
+
+ protected:
+  ~sto_ListTarget() = default;
+};
+
+/// A collection that a session has open: what the session, its saves and the records in progress need of the
+/// agent that implements it. Internal to the module. The order of these calls is described in sto_Session.h.
+class sto_OpenCollection {
+ public:
+  /// `id` is 0 for a collection that is not stored.
+  explicit sto_OpenCollection(std::int64_t id) noexcept : m_Id(id) {}
+  sto_OpenCollection(sto_OpenCollection const&) = delete;
+  sto_OpenCollection& operator=(sto_OpenCollection const&) = delete;
+  virtual ~sto_OpenCollection() = default;
+
+  [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
+  /// Whether the collection was made in work that was undone. The agent then stays in the session only so
+  /// that what its containers hold is not forgotten.
+  [[nodiscard]] bool IsLost() const noexcept { return m_IsLost; }
+
+  /// "list of double", for messages.
+  [[nodiscard]] virtual std::string What() const = 0;
+  /// The store, for messages.
+  [[nodiscard]] virtual std::string const& Where() const noexcept = 0;
+  /// Whether a lost collection had this identity.
+  [[nodiscard]] virtual bool WasUnder(cls_UidCatalogEntry const* entry) const noexcept = 0;
+  [[noreturn]] virtual void RaiseLost() const = 0;
+  /// Whether the container at an address holds the agent.
+  [[nodiscard]] virtual bool IsHeldBy(void const* container) const noexcept = 0;
+
+  /// Reads the record again when another session has committed. In a transaction. NotFound when the
+  /// collection is not there any more.
+  virtual void Synchronise() = 0;
+  /// Writes the collection's record if it has changed.
+  void WriteRecord() {
+    if (m_IsPending) WritePendingRecord();
+  }
+  /// Lets every container write back what it has.
+  virtual void FlushHolders() = 0;
+  /// Whether a container has elements that it has changed and not written.
+  [[nodiscard]] virtual bool HasUnwrittenHolders() const noexcept = 0;
+  /// Copies the elements, as the containers show them, to an object of another session; false for a kind that
+  /// cannot be copied so. `container`: the address of the one to copy from, if it is known. In a save of the
+  /// other session.
+  virtual bool CopyInto(sto_ListTarget& target, void const* container) = 0;
+
+  // --- transactions and saves
+
+  /// A transaction, or a save, begins after which containers may have to be put back: keeps what they have.
+  virtual void KeepForRollback(sto_Keeping keeping) = 0;
+  virtual void KeepForUndo() = 0;
+  /// The transaction, or the save, is over for good.
+  virtual void ForgetBegin() noexcept = 0;
+  virtual void ForgetMark() noexcept = 0;
+  /// Misuse when the save that ends made the collection and a container has elements that it could not write.
+  virtual void CheckWhole() const = 0;
+  /// Before ids are untied: a collection that is about to be lost keeps its identity.
+  virtual void NoteIdentity(bool isRollback) noexcept = 0;
+  /// The work of a save, or a transaction, has been undone in the store. May delete the agent.
+  virtual void UndoSave() noexcept = 0;
+  virtual void UndoTransaction(sto_Keeping kept) noexcept = 0;
+  /// The session ends: containers are flushed and detached. May delete the agent.
+  virtual void CloseSession() noexcept = 0;
+
+ protected:
+  virtual void WritePendingRecord() = 0;
+
+  bool m_IsPending = false; ///< the record has changed since it was written
+  bool m_IsLost = false;
+
+ private:
+  friend class sto_Collections;
+
+  std::int64_t m_Id;
+  sto_OpenCollection* m_Next = nullptr; // in the chain of sto_Collections
+  sto_OpenCollection* m_Previous = nullptr;
+};

@@ -1,0 +1,75 @@
+#include "store/session/sto_RecordCache.h"
+
+#include <string>
+#include <vector>
+
+#include "store/session/sto_Session.h"
+
+namespace {
+
+/// A record that has grown beyond this is not kept.
+constexpr std::size_t MaxSpareBytes = 65536;
+
+} // namespace
+
+sto_RecordRef& sto_RecordCache::SpareRecord() {
+  for (std::size_t i = 0; i < m_Records.size(); ++i) {
+    sto_RecordRef& record = m_Records[m_NextRecord];
+    if (record == nullptr) record = sto_RecordRef::New();
+    if (record.IsOnlyOne()) return record;
+    m_NextRecord = (m_NextRecord + 1) % m_Records.size();
+  }
+  // All are in use: a new one replaces one of them here.
+  sto_RecordRef& kept = m_Records[m_NextRecord];
+  kept = sto_RecordRef::New();
+  return kept;
+}
+
+sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
+  m_Session.RaiseKept();
+  if (sto_OpenCollection* const open = m_Session.Collections().Find(id)) open->WriteRecord();
+  sto_Catalogue& catalogue = m_Session.Catalogue();
+  catalogue.Load(m_Session.Driver()); // messages name the class also when the program does not know it
+  sto_RecordRef& kept = SpareRecord();
+  sto_RecordRef const record = kept;
+  unsigned int classId = 0;
+  if (!m_Session.Driver().ReadObject(id, classId, record.Fill().Bytes())) return nullptr;
+  if (record.Fill().Bytes().capacity() > MaxSpareBytes) kept = nullptr; // freed with its last user
+  std::string problem;
+  if (!record.Fill().Decode(id, classId, problem))
+    m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +
+                                                catalogue.DescribeClass(classId) +
+                                                ") is damaged: " + problem + ".");
+  if (record->GreatestId() >= m_Session.NextId())
+    m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +
+                                                catalogue.DescribeClass(classId) + ") names object " +
+                                                std::to_string(record->GreatestId()) +
+                                                ", which the store never had.");
+  for (sto_Part const& part : record->Parts()) {
+    if (catalogue.IsKnown(part)) continue;
+    CheckPart(id, classId, part);
+    if (!catalogue.HasNewestBase(part)) record.Fill().NoteChangedBase();
+  }
+  return record;
+}
+
+void sto_RecordCache::CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part) {
+  sto_Catalogue& catalogue = m_Session.Catalogue();
+  sto_Classes const& classes = catalogue.Classes();
+  std::vector<int> known; // a class that the program does not declare can still be read as it is
+  bool const isReadable = classes.ForVersion(part.m_ClassId, part.m_Version) != nullptr ||
+                          (known = classes.Versions(part.m_ClassId)).empty();
+  bool const isRemembered = isReadable && catalogue.HasNewestBase(part); // and not looked at again
+  if (std::string const problem = catalogue.Problem(part, isRemembered); !problem.empty())
+    m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +
+                                                catalogue.DescribeClass(classId) +
+                                                ") or the store's catalogue is damaged: " + problem + ".");
+  if (isReadable) return;
+  std::string list = known.size() == 1 ? "version " : "versions ";
+  for (std::size_t i = 0; i < known.size(); ++i)
+    list += (i == 0 ? "" : i + 1 == known.size() ? " and " : ", ") + std::to_string(known[i]);
+  m_Session.Raise(sto_ErrorKind::NewerFormat, "Object " + std::to_string(id) + " was written by version " +
+                                                  std::to_string(part.m_Version) + " of class " +
+                                                  catalogue.ClassName(part.m_ClassId) +
+                                                  "; this program knows " + list + ".");
+}

@@ -1,0 +1,71 @@
+#include "store/session/sto_Save.h"
+
+#include <string>
+
+#include "store/session/sto_Session.h"
+
+void sto_Save::Begin(std::string_view const* root) {
+  m_Session.RaiseKept();
+  if (m_IsGoingOn) m_Session.Raise(sto_ErrorKind::Misuse, "A save is going on already.");
+  // What the mark keeps must be whole, in the store and in memory.
+  m_Session.Collections().ForEach([](sto_OpenCollection& collection) {
+    collection.WriteRecord();
+    collection.KeepForUndo();
+  });
+  m_Reach.BeginSave(m_Number + 1, root);
+  ++m_Number;
+  m_Session.Driver().SetMark();
+  m_FirstId = m_Session.NextId();
+  m_Collections.clear();
+  m_IsIncomplete = false;
+  m_IsGoingOn = true;
+}
+
+void sto_Save::Check() const {
+  if (!m_IsGoingOn) m_Session.Raise(sto_ErrorKind::Misuse, "Writing outside a save.");
+}
+
+void sto_Save::End() {
+  m_Session.RaiseKept();
+  Check();
+  if (m_IsIncomplete)
+    m_Session.Raise(sto_ErrorKind::Misuse,
+                    "An object could not be saved, and its failure was not passed on.");
+  m_Session.Collections().ForEach([](sto_OpenCollection& collection) {
+    collection.CheckWhole();
+    collection.WriteRecord();
+  });
+  m_Session.Driver().ReleaseMark();
+  m_IsGoingOn = false;
+  m_Session.Collections().ForEach([](sto_OpenCollection& collection) { collection.ForgetMark(); });
+}
+
+void sto_Save::Undo() noexcept {
+  m_IsGoingOn = false;
+  m_Session.ForgetKept();
+  try {
+    m_Session.Driver().RollbackToMark();
+  } catch (...) {
+    m_Session.Driver().Rollback(); // half a save must not stay in a transaction that can be committed
+  }
+  m_Session.Collections().ForEach([](sto_OpenCollection& collection) { collection.NoteIdentity(false); });
+  m_Reach.UndoSave();
+  m_Session.TakeBackIds(m_FirstId);
+  m_Session.Changes().UndoSave(m_Number);
+  for (sto_OpenBlob* const blob : m_Session.OpenBlobs()) blob->UndoSave();
+  m_Session.Collections().ForEach([](sto_OpenCollection& collection) { collection.UndoSave(); });
+}
+
+void sto_Save::EndTransaction() noexcept {
+  m_IsGoingOn = false;
+  m_Reach.Reset();
+}
+
+void sto_Save::CheckSameCollection(std::int64_t id, std::uint64_t hash, char const* what) {
+  auto const [known, isFirst] = m_Collections.emplace(id, hash);
+  if (!isFirst && known->second != hash)
+    m_Session.Raise(sto_ErrorKind::Conflict,
+                    "Object " + std::to_string(id) + " is saved as two " + what +
+                        " that differ: copies of a value share its identity until one of them "
+                        "is assigned a new content.");
+}

@@ -1,0 +1,77 @@
+#include "store/sto_Proxy.h"
+
+#include "store/graph/sto_AgentProxy.h"
+#include "store/graph/sto_BranchCopy.h"
+#include "store/objects/sto_MementoRead.h"
+#include "store/session/sto_OwnTransaction.h"
+
+namespace {
+
+/// Writes what bulk arrays have changed and not written, unless nothing can be written now.
+void WriteArrays(sto_Session& session) {
+  session.RaiseKept();
+  if (session.IsWriting())
+    session.Collections().FlushHolders();
+  else if (!session.InTransaction() && !session.Driver().IsReadOnly())
+    session.Close(); // which writes, and leaves the session open
+}
+
+/// The object under a root name.
+std::int64_t FindRoot(sto_Session& session, std::string_view name) {
+  std::string const root(name);
+  std::optional<std::int64_t> const id = session.Driver().FindRoot(name);
+  if (!id) session.Raise(sto_ErrorKind::NotFound, "There is no root " + root + ".");
+  if (!session.IsGivenOut(*id) || !session.Driver().HasObject(*id))
+    session.Raise(sto_ErrorKind::Damaged,
+                  "Object " + std::to_string(*id) + ", which is root " + root + ", is missing.");
+  return *id;
+}
+
+/// Copies a root in a save of its own; the source's transaction, where it begins here, ends before that.
+void CopyRoot(sto_Session& source, std::string_view name, sto_Session& target, std::string_view newName) {
+  target.Save().Begin();
+  try {
+    std::int64_t copy = 0;
+    {
+      sto_OwnTransaction const reading(source, false);
+      unsigned int classId = 0;
+      copy = sto_BranchCopy(source, target).Copy(FindRoot(source, name), classId);
+    }
+    target.Driver().SetRoot(newName, copy);
+    target.Save().End();
+  } catch (...) {
+    target.Save().Undo();
+    throw;
+  }
+}
+
+} // namespace
+
+cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store, std::string_view root) {
+  cow_CountedHld<cls_AgentProxy> proxy;
+  store.LoadWith(root, [&proxy](cls_ReadVisitor const& visitor) { proxy = sto_MakeProxy(visitor); });
+  return proxy;
+}
+
+cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor) {
+  auto const* const memento = dynamic_cast<sto_MementoRead const*>(visitor.Memento());
+  if (memento == nullptr || memento->Id() == 0) return {};
+  return cow_CountedHld<cls_AgentProxy>(new sto_AgentProxy(memento->Session(), memento->Id()));
+}
+
+void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName) {
+  sto_Session& source = from.Session();
+  sto_Session& target = to.Session();
+  bool const isBusy = target.Save().IsGoingOn() || target.Loaded().InLoad() || source.Save().IsGoingOn();
+  if (isBusy || (target.InTransaction() && !target.IsWriting()))
+    target.Raise(sto_ErrorKind::Misuse, "Copying a root in a transaction that only reads, or while an object "
+                                        "is being saved or loaded.");
+  WriteArrays(source);
+  sto_OwnTransaction transaction(target, true, sto_Keeping::Handles);
+  if (target.Driver().FindRoot(newName))
+    target.Raise(sto_ErrorKind::Conflict, "Root " + std::string(name) + " of " + source.Location() +
+                                              " cannot be copied to root " + std::string(newName) +
+                                              ": there is a root of that name. Remove or rename it first.");
+  CopyRoot(source, name, target, newName);
+  transaction.Commit();
+}
