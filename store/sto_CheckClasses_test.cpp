@@ -13,6 +13,7 @@
 #include "errors/nex_ClassMetadata.h"
 #include "metadata/cls_MetadataRegistrar.h"
 #include "tests/support/store/StoreTest.h"
+#include "wrappers/cls_xpString.h"
 
 namespace {
 
