@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <string>
@@ -69,12 +70,13 @@ template <class Class> class SlotList {
   /// What is listed, the destructor first.
   [[nodiscard]] std::vector<Slot> const& Slots() const { return m_Slots; }
 
-  /// The lines are in ascending order without a gap, each operation is where its line says, and the table
-  /// has no slot more.
+  /// No slot is listed twice or left out, each operation is where its line says, and the table has no slot more.
   void ExpectComplete() const {
+    std::vector<Slot> slots = m_Slots;
+    std::ranges::sort(slots, {}, &Slot::m_Number);
     int next = 0;
-    for (Slot const& slot : m_Slots) {
-      EXPECT_EQ(slot.m_Number, next++) << Name() << " " << slot.m_Operation << ": out of order";
+    for (Slot const& slot : slots) {
+      EXPECT_EQ(slot.m_Number, next++) << Name() << " " << slot.m_Operation << ": missing, or listed twice";
       EXPECT_EQ(slot.m_Compiled, slot.m_Number) << Name() << " " << slot.m_Operation;
     }
     EXPECT_EQ(ExportedSlots(typeid(Class)), next) << Name();
