@@ -3,8 +3,8 @@
 # one of the two forms only: what belongs to the tree gets its root from kvl_flags.
 set(KVL_HEADERS_DIR "${PROJECT_BINARY_DIR}/include")
 
-# The headers of a folder that programs may include. What they include is installed too, but programs cannot include
-# it themselves.
+# The headers of a folder that programs may include. What these include is installed too, but programs cannot include
+# it directly.
 function(kvl_public_headers)
   if(NOT ARGN)
     message(FATAL_ERROR "no headers")
@@ -32,7 +32,7 @@ function(kvl_write_headers)
   file(CONFIGURE OUTPUT "${public}" CONTENT "${headers}\n" @ONLY)
   execute_process(COMMAND ${command} COMMAND_ERROR_IS_FATAL ANY)
 
-  # Other includes may make it another list of headers, which the next build then knows.
+  # When includes change, so may the list of headers: the next build then configures again.
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${written}")
   file(STRINGS "${written}" headers)
   list(TRANSFORM headers PREPEND "${PROJECT_SOURCE_DIR}/" OUTPUT_VARIABLE sources)

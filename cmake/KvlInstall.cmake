@@ -2,8 +2,8 @@
 include(CMakePackageConfigHelpers)
 
 get_property(libraries GLOBAL PROPERTY KVL_LIBRARIES)
-# The libraries find each other beside themselves, wherever the installation is moved to, and those of others
-# (a database client, a host's own support libraries) where they were at the build.
+# The libraries look for each other in their own folder, so the installation can be moved. They look for those of
+# others (a database client, a host's support libraries) where these were at the build.
 set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN" INSTALL_RPATH_USE_LINK_PATH ON)
 install(TARGETS ${libraries} EXPORT KVLpersistTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
@@ -15,7 +15,7 @@ install(DIRECTORY "${KVL_HEADERS_DIR}/kvlpersist" DESTINATION "${CMAKE_INSTALL_I
 configure_package_config_file(cmake/KVLpersistConfig.cmake.in
   "${CMAKE_CURRENT_BINARY_DIR}/KVLpersistConfig.cmake"
   INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/KVLpersist")
-# A 0.x version may differ from the one before; the SOVERSION of the libraries says the same.
+# Versions 0.x and 0.y need not be compatible. The SOVERSION of the libraries says the same.
 write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/KVLpersistConfigVersion.cmake"
   COMPATIBILITY SameMinorVersion)
 install(FILES

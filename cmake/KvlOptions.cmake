@@ -1,9 +1,9 @@
 # Options and the flags that every target of this project shares.
 option(KVL_WERROR "Treat warnings as errors (for our own presets, not for those who build us)" OFF)
 option(KVL_BUILD_STORE "Build the database module (needs SQLite and xxHash)" ON)
-option(KVL_BUILD_TESTS "Build the tests (needs GoogleTest)" ${PROJECT_IS_TOP_LEVEL})
-option(KVL_BUILD_EXAMPLES "Build the examples (need Eigen)" ${PROJECT_IS_TOP_LEVEL})
-option(KVL_BUILD_BENCH "Build the benchmarks (need Google Benchmark and Boost headers)" OFF)
+option(KVL_BUILD_TESTS "Build the tests (need GoogleTest and Python 3)" ${PROJECT_IS_TOP_LEVEL})
+option(KVL_BUILD_EXAMPLES "Build the examples (need Eigen and CLI11)" ${PROJECT_IS_TOP_LEVEL})
+option(KVL_BUILD_BENCH "Build the benchmarks (need Google Benchmark, Boost, cereal and HDF5)" OFF)
 set(KVL_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as -fsanitize= takes them")
 set(KVL_PLATFORM "bundled" CACHE STRING "Where the host's support libraries come from: bundled, or external")
 set_property(CACHE KVL_PLATFORM PROPERTY STRINGS bundled external)
@@ -28,13 +28,13 @@ find_package(Threads REQUIRED)
 
 find_program(KVL_CCACHE ccache)
 if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # The sloppiness is what it needs for precompiled headers.
+  # The cache needs this to work with precompiled headers.
   set(CMAKE_CXX_COMPILER_LAUNCHER
     "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${KVL_CCACHE}")
 endif()
 
-# Warnings and instrumentation, of our own targets only. A program that includes the headers as <kvlpersist/...>
-# takes these.
+# Warnings and instrumentation, for our own targets only. By themselves they are for programs that include the
+# headers as <kvlpersist/...>.
 add_library(kvl_program_flags INTERFACE)
 target_compile_options(kvl_program_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align)
@@ -64,7 +64,7 @@ add_library(kvl_flags INTERFACE)
 target_link_libraries(kvl_flags INTERFACE kvl_program_flags)
 target_include_directories(kvl_flags INTERFACE "${PROJECT_SOURCE_DIR}")
 
-# Our tests: optimising them takes longer than running them slowly.
+# Tests are not optimised in debug builds: that takes longer than running them slowly.
 add_library(kvl_test_flags INTERFACE)
 target_link_libraries(kvl_test_flags INTERFACE kvl_flags)
 target_compile_options(kvl_test_flags INTERFACE "$<$<CONFIG:Debug>:-O0>")

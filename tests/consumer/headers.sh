@@ -40,7 +40,7 @@ diff "$work/reached" "$work/installed" >&2 || fail "installed (>) is not what pu
 sed 's|^|kvlpersist/|' "$public" | sort | comm -13 - "$work/installed" >"$work/inner"
 [[ -s "$work/inner" ]] || fail "there is no inner header"
 while IFS= read -r header; do
-  # Also behind a public header, which has included it.
+  # Also after a public header that has included it.
   instead="$(sed -n 's/^#error .* include <\([^>]*\)>.*/\1/p' "$include/$header")"
   for before in "" "#include <$instead>"; do
     printf '%s\n#include <%s>\n' "$before" "$header" |

@@ -28,7 +28,7 @@ cmake --build "$work/build" --parallel 2
 "$work/build/consumer"
 (cd "$work" && build/consumer_store)
 
-# The libraries that they ran with are the installed ones, by the name that says with which versions they agree.
+# The programs ran with the installed libraries, under the name that carries the compatible version.
 version="$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=\([0-9]*\.[0-9]*\)\..*/\1/p' "$build/CMakeCache.txt")"
 for program in consumer consumer_store; do
   ldd "$work/build/$program" | grep libKVL >"$work/libraries"
@@ -46,7 +46,7 @@ configure -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/pre
 cmake --build "$work/bolts/build"
 (cd "$work/bolts" && build/bolts && build/bolts)
 
-# The checkout as a part of a project: what programs include is there, and the folders of the tree are not.
+# The checkout as a subdirectory of a project: <kvlpersist/...> is found, and the tree's own folders are not.
 configure -S "$here" -B "$work/subproject" -DKVL_SOURCE="$here/../.."
 cmake --build "$work/subproject" --parallel 2 --target consumer_store_objects
 echo "consumer: the installed package works"

@@ -1,5 +1,5 @@
-// The back end of docs/back-end.md: its program, content of every kind, and what the page says of agents,
-// failures and what is not there.
+// The back end of docs/back-end.md: its program, content of every kind, agents, failed saves, and what a read
+// of something absent gives.
 
 #include <gtest/gtest.h>
 

@@ -52,7 +52,7 @@ class Check(TreeTest):
                             "docs/some/page.md:3: no program compiles the block docs/some/page/the-way-1: "
                             "add one in tests/documents")
 
-    def test_what_is_built_and_hidden_is_not(self) -> None:
+    def test_build_and_hidden_folders_are_left_out(self) -> None:
         self.assertEqual(self.findings({"build/dev/page.md": BLOCK, ".cache/page.md": BLOCK}), [])
 
     def test_a_program_that_asks_for_no_block_is_found(self) -> None:
@@ -87,14 +87,14 @@ class Quotes(TreeTest):
         return {"README.md": "```cpp\nint i;\n  int j;\n```\n", "examples/a.cpp": source,
                 "tests/documents/quotes.txt": "# why\nREADME/top-1 examples/a.cpp\n"}
 
-    def test_a_quote_may_be_indented_otherwise(self) -> None:
+    def test_a_quote_may_be_indented_differently(self) -> None:
         self.assertEqual(self.findings(self.quote("void F() {\n  int i; int j;\n}\n")), [])
 
-    def test_a_quote_that_is_none_is_found(self) -> None:
+    def test_a_quote_that_its_source_lacks_is_found(self) -> None:
         self.assert_finding(self.quote("int i; long j;"),
                             "README.md:2: examples/a.cpp does not contain this block")
 
-    def test_a_quote_of_nothing_is_found(self) -> None:
+    def test_a_quote_without_source_or_block_is_found(self) -> None:
         files = self.quote("")
         del files["examples/a.cpp"]
         self.assert_finding(files, "tests/documents/quotes.txt:2: there is no source file examples/a.cpp")
@@ -138,7 +138,7 @@ class Extract(TreeTest):
         self.assertEqual(self.extract(), {
             "README/use-1": f'#line 4 "{self.root}/README.md"\n  f( x );   // why\n\n#include <a>\n'})
 
-    def test_a_block_that_is_gone_goes(self) -> None:
+    def test_a_removed_block_is_deleted(self) -> None:
         self.write({"README.md": BLOCK + BLOCK})
         self.assertEqual(set(self.extract()), {"README/top-1", "README/top-2"})
         self.write({"README.md": BLOCK})

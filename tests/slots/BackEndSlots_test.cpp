@@ -12,7 +12,7 @@
 #include "tests/slots/BackEndSlots.h"
 #include "tests/support/backend/ForwardingMemento.h"
 
-// Back ends are compiled on their own: a slot that moves makes them answer the wrong call.
+// Back ends are compiled apart from the library: if a slot moves, a call reaches the wrong operation of them.
 
 namespace {
 
@@ -95,7 +95,7 @@ TEST(BackEndSlots, AnOperationThatIsNotVirtualHasNoSlot) {
 
 // The two sides keep a fixed distance: 2 for the scalars, 4 for the builders and agents.
 
-TEST(BackEndSlots, ScalarReadsStandTwoSlotsAfterTheWrites) {
+TEST(BackEndSlots, ScalarReadsAreTwoSlotsAfterTheWrites) {
   using R = cls_MementoRead;
   using W = cls_MementoWrite;
   auto const distance = [](int read, int write) { return read - write; };
@@ -108,7 +108,7 @@ TEST(BackEndSlots, ScalarReadsStandTwoSlotsAfterTheWrites) {
   EXPECT_EQ(2, distance(SlotOf(&R::ReadBytes), SlotOf(&W::WriteBytes)));
 }
 
-TEST(BackEndSlots, CollectionReadsStandFourSlotsAfterTheWrites) {
+TEST(BackEndSlots, CollectionReadsAreFourSlotsAfterTheWrites) {
   using R = cls_MementoRead;
   using W = cls_MementoWrite;
   EXPECT_EQ(4, SlotOf(&R::MakeReadMapInt2Obj) - SlotOf(&W::MakeWriteMapInt2Obj));

@@ -15,8 +15,8 @@
 #include <gtest/gtest.h>
 
 /// The slot of a virtual operation, read from the pointer to it: such a pointer holds the offset of the table
-/// entry in bytes, plus a mark that it is one. The destructor has two entries and counts as slot 0, so every
-/// other slot stands one entry further on. -1 for an operation that is not virtual.
+/// entry in bytes, and a mark that the operation is virtual. The destructor has two entries and counts as
+/// slot 0, so slot n is entry n + 1. -1 for an operation that is not virtual.
 template <class Class, class Signature> int SlotOf(Signature Class::*operation) {
   struct {
     std::ptrdiff_t m_Function;
@@ -35,7 +35,7 @@ template <class Class, class Signature> int SlotOf(Signature Class::*operation) 
 }
 
 /// How many slots the exported virtual table of a class has, from the size of its symbol; -1 when the
-/// libraries export no such table. Two words stand before the first entry, and slot 0 has two entries.
+/// libraries export no such table. Two words precede the first entry, and slot 0 has two entries.
 inline int ExportedSlots(std::type_info const& type) {
   void* const table = dlsym(RTLD_DEFAULT, (std::string("_ZTV") + type.name()).c_str());
   if (table == nullptr) return -1;
@@ -61,7 +61,7 @@ template <class Class> class SlotList {
  public:
   static_assert(std::has_virtual_destructor_v<Class>);
 
-  /// The operation with exactly this signature stands in this slot.
+  /// Lists the operation with exactly this signature in this slot.
   template <class Signature> void Is(int slot, Signature Class::*operation) { Is(slot, "", operation); }
   template <class Signature> void Is(int slot, char const* name, Signature Class::*operation) {
     m_Slots.push_back({slot, name, SlotOf(operation)});
@@ -70,7 +70,7 @@ template <class Class> class SlotList {
   /// What is listed, the destructor first.
   [[nodiscard]] std::vector<Slot> const& Slots() const { return m_Slots; }
 
-  /// No slot is listed twice or left out, each operation is where its line says, and the table has no slot more.
+  /// Fails unless each slot of the table is listed once, and each operation is in the slot of its line.
   void ExpectComplete() const {
     std::vector<Slot> slots = m_Slots;
     std::ranges::sort(slots, {}, &Slot::m_Number);

@@ -15,9 +15,9 @@
 #include "persist/backend/cls_WriteMapPrim.h"
 #include "persist/backend/cls_WriteObjects.h"
 
-/// Mementos whose every slot makes one call `Self::Handle(name, operation, arguments...)`, where `operation`
-/// is the pointer to the slot's member function. What the call does is the derived class's: log it, or pass
-/// it on.
+/// Mementos that turn every slot into one call of `Self::Handle(name, operation, arguments...)`, where
+/// `operation` is the pointer to the slot's member function. The derived class says what happens then: it
+/// logs the call, or passes it on.
 
 /// Every slot of cls_MementoWrite.
 template <class Self> class MementoWriteSlots : public cls_TypedMementoWrite<MementoWriteSlots<Self>> {
@@ -26,7 +26,7 @@ template <class Self> class MementoWriteSlots : public cls_TypedMementoWrite<Mem
   using Uid = cls_Uid const&;
   using Cow = cow_COW<int, cow_Direct<int>> const*;
 
-  /// `Handle` names its operation as a type, so that the right overload is taken.
+  /// For an overloaded operation the caller names the signature, which selects the overload.
   template <class Signature, class... Args>
   auto Pass(char const* name, Signature M::*operation, Args const&... args) const {
     return static_cast<Self const&>(*this).Handle(name, operation, args...);
