@@ -225,7 +225,7 @@ void Expect(bool cameBack, int& count, char const* what) {
     std::cerr << what << " did not come back\n";
 }
 
-/// Check that the member is in the store, not only in what this session remembers of the saved object.
+/// Saves and loads in two sessions: the member must be in the store, not only in what a session remembers.
 template <class Member> void TrySaving(char const* kind) {
   cls_ClassRegistrar registrar;
   Washer::Declare(registrar);
