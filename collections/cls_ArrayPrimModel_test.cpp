@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/Seeds.h"
 #include "tests/support/backend/StoredList.h"
 
 // Hundreds of thousands of random steps on arrays, mirrored in plain vectors, for every element type.
@@ -430,7 +431,7 @@ TYPED_TEST_SUITE(ArrayPrimModel, Elements);
 } // namespace
 
 TYPED_TEST(ArrayPrimModel, InMemoryArraysMatchVectorsSharedByCopies) {
-  for (unsigned int const seed : {1U, 20260U}) {
+  for (unsigned int const seed : Seeds({1U, 20260U})) {
     MemoryModel<TypeParam> model(seed);
     int largest = 0;
     for (int step = 0; step < Steps; ++step) {
@@ -446,7 +447,7 @@ TYPED_TEST(ArrayPrimModel, InMemoryArraysMatchVectorsSharedByCopies) {
 }
 
 TYPED_TEST(ArrayPrimModel, AssociatedArraysMatchVectorsWithOneBlockInMemory) {
-  for (unsigned int const seed : {2U, 30260U}) {
+  for (unsigned int const seed : Seeds({2U, 30260U})) {
     StoredModel<TypeParam> model(seed);
     for (int step = 0; step < Steps; ++step)
       ASSERT_TRUE(model.Step()) << "seed " << seed << ", step " << step;

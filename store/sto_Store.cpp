@@ -41,23 +41,26 @@ class RootRequest : public cls_AgentRequest {
   mutable std::int64_t m_Id = 0; // learnt through the interface, whose operations are const
 };
 
+[[noreturn]] void RaiseOtherRoot(sto_Session& session, std::string_view root, std::string const& other,
+                                 std::int64_t id, std::int64_t changed) {
+  std::string const what =
+      changed == id ? "its content" : "that of object " + std::to_string(changed) + " in it";
+  session.Raise(sto_ErrorKind::Conflict,
+                "What is saved as root " + std::string(root) + " has the identity of root " + other +
+                    " (object " + std::to_string(id) + "), and " + what +
+                    " has changed: both roots would be the later one. Give a copy an identity of its own "
+                    "(cls_OwnUid), or save under " +
+                    other + " to change that root.");
+}
+
 /// Conflict when the object that a save has named has another root name already and was stored with another
 /// content, so that the other root would change with it.
 void CheckOtherRoots(sto_Session& session, std::string_view root, std::int64_t id) {
   std::int64_t const changed = session.Save().Reach().OtherContent();
   if (changed == 0) return;
-  for (std::string const& other : session.Driver().Roots()) {
-    if (other == root || session.Driver().FindRoot(other) != id) continue;
-    std::string const what = "object " + std::to_string(id);
-    session.Raise(
-        sto_ErrorKind::Conflict,
-        "What is saved as root " + std::string(root) + " has the identity of root " + other + " (" + what +
-            "), and " +
-            (changed == id ? "its content" : "that of object " + std::to_string(changed) + " in it") +
-            " has changed: both roots would be the later one. Give a copy an identity of its own "
-            "(cls_OwnUid), or save under " +
-            other + " to change that root.");
-  }
+  for (std::string const& other : session.Driver().Roots())
+    if (other != root && session.Driver().FindRoot(other) == id)
+      RaiseOtherRoot(session, root, other, id, changed);
 }
 
 /// Misuse, with all there is to say at once: a slip in a declaration would be found in stores for ever.

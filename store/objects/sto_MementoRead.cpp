@@ -201,7 +201,7 @@ T sto_MementoRead::ReadInteger(cls_FieldHandle const& field, T defaultValue, cha
   bool fits = false;
   bool const isInteger = WithInteger(*found, [&](auto stored) {
     fits = std::in_range<T>(stored) || (sizeof(T) == 4 && IsAnyInt32(found->m_Tag));
-    value = static_cast<T>(stored);
+    value = static_cast<T>(stored); // NOLINT(bugprone-signed-char-misuse): the number, with its sign
   });
   if (!isInteger || !fits) RaiseType(field, found->m_Tag, asked);
   return value;

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreNewFault.h"
 
 namespace {
@@ -210,7 +211,7 @@ class IdentityModel {
 };
 
 TEST(StoreIdentityMap, DenseIdsMatchTheModel) {
-  for (std::uint64_t const seed : {1, 2, 3}) {
+  for (unsigned int const seed : Seeds({1U, 2U, 3U})) {
     IdentityModel model(seed);
     for (int step = 0; step < 8000; ++step) {
       SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));
@@ -222,7 +223,7 @@ TEST(StoreIdentityMap, DenseIdsMatchTheModel) {
 }
 
 TEST(StoreIdentityMap, SparseIdsMatchTheModel) {
-  for (std::uint64_t const seed : {11, 12, 13}) {
+  for (unsigned int const seed : Seeds({11U, 12U, 13U})) {
     IdentityModel model(seed);
     for (int step = 0; step < 8000; ++step) {
       SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));

@@ -31,7 +31,7 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   sto_Catalogue& catalogue = m_Session.Catalogue();
   catalogue.Load(m_Session.Driver()); // messages name the class also when the program does not know it
   sto_RecordRef& kept = SpareRecord();
-  sto_RecordRef const record = kept;
+  sto_RecordRef record = kept;
   unsigned int classId = 0;
   if (!m_Session.Driver().ReadObject(id, classId, record.Fill().Bytes())) return nullptr;
   if (record.Fill().Bytes().capacity() > MaxSpareBytes) kept = nullptr; // freed with its last user

@@ -208,8 +208,9 @@ void sto_SqliteBlocks::OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data)
   // changes: the last one, because the checksum at the end always does.
   blob.Read(m_OldContent);
   std::size_t const content = data.size() - std::min(data.size(), sto_Format::ChecksumBytes);
-  auto const [first, inOld] = std::mismatch(data.begin(), data.begin() + content, m_OldContent.begin());
-  std::size_t const start = static_cast<std::size_t>(first - data.begin());
+  sto_ByteView const compared = data.first(content);
+  auto const [first, inOld] = std::mismatch(compared.begin(), compared.end(), m_OldContent.begin());
+  std::size_t const start = static_cast<std::size_t>(first - compared.begin());
   std::size_t end = content;
   while (end > start && data[end - 1] == m_OldContent[end - 1]) --end;
   if (end > start) blob.Write(start, data.subspan(start, end - start));

@@ -19,7 +19,8 @@ constexpr std::size_t SlotOf(std::int64_t id) noexcept {
 }
 
 /// Replaced records stay in a pack until it has more bytes than this.
-constexpr std::size_t MaxContentBytes = 4 * sto_SqliteObjects::IdsInPack * sto_SqliteObjects::MaxPackedBytes;
+constexpr std::size_t MaxContentBytes =
+    std::size_t{4} * sto_SqliteObjects::IdsInPack * sto_SqliteObjects::MaxPackedBytes;
 
 } // namespace
 
