@@ -124,8 +124,8 @@ class KVL_EXPORT sto_Store {
   /// - Conflict: the store has a different description of a class version;
   /// - Conflict: another session has changed a bulk array, an open list or map, or a blob since it was read
   ///   here;
-  /// - Conflict: two objects at different addresses have one identity and different content. Save compares
-  ///   objects of one save, and objects of two saves of one transaction under different root names;
+  /// - Conflict: two objects at different addresses have one identity and different content. Compared are the
+  ///   objects of one save, and those of two saves of one transaction under different root names;
   /// - Conflict: `root` is a second name for an object that is already a root, and something the save reaches
   ///   has changed. docs/copies-and-identity.md says what is compared;
   /// - Busy, ReadOnly, Full, Unavailable.
@@ -170,8 +170,8 @@ class KVL_EXPORT sto_Store {
   /// All root names, in ascending order of their bytes.
   [[nodiscard]] std::vector<std::string> Roots();
   /// Removes a root name; its object stays in the store without a name. False if there is no such name. Works
-  /// in the open transaction, or in one of its own. Misuse if the open transaction only reads; ReadOnly, Busy,
-  /// Full, Unavailable.
+  /// in the open transaction, or in one of its own. Misuse if the open transaction only reads; ReadOnly,
+  /// Busy, Full, Unavailable.
   bool RemoveRoot(std::string_view root);
 
   /// Renames a root; its object does not change. False if there is no root `from`. Does nothing if both names
