@@ -22,7 +22,7 @@ constexpr bool IsRaw =
     std::is_arithmetic_v<T> && !std::is_same_v<T, bool> && std::endian::native == std::endian::little;
 
 /// The block of an array that starts at an index, null if it is not in memory. Does not use the trie's own
-/// look-up, which would remember this block as the last found while iterators may be in use.
+/// look-up, which may return the last found block although the trie has others.
 template <class T> cls_ArrayPrimBuffer<T> const* FindBlock(cls_ArrayPrim<T> const& array, int start) {
   cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
   for (iter.First(); iter.IsDone() == 0; iter.Next())
