@@ -85,7 +85,7 @@ sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
   Header const header{sto_CollectionFields::BlobBytes.Read(part).value_or(0),
                       sto_CollectionFields::Change.Read(part).value_or(0)};
   if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
-    Session().Raise(sto_ErrorKind::Damaged, Describe() + " is none, or says an impossible size.");
+    Session().Raise(sto_ErrorKind::Damaged, Describe() + " is not a blob, or has an impossible size.");
   // The caller may allocate this many bytes, so at least the last block must exist.
   if (checksBlocks && header.m_SizeBytes > 0 && !m_Blocks.Has(Layout::BlockOf(header.m_SizeBytes - 1)))
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: it says " +

@@ -139,7 +139,7 @@ void sto_BranchCopy::CopyBlob(std::int64_t id, sto_Part const& part) {
   std::int64_t const size = sto_CollectionFields::BlobBytes.Read(part).value_or(0);
   if (size < 0 || size > sto_BlobLayout::MaxCount)
     m_Source.Raise(sto_ErrorKind::Damaged,
-                   "The blob of object " + std::to_string(id) + " says an impossible size.");
+                   "The blob of object " + std::to_string(id) + " has an impossible size.");
   CopyBlocks(id, sto_BlobLayout(size).BlockCount(), -1);
 }
 

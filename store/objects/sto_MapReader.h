@@ -27,7 +27,7 @@ template <class K> class sto_MapCursor {
   /// last entry.
   sto_ByteReader& Next();
 
-  /// A position of the walk: after an entry, whose value has been read.
+  /// A position of the walk, between two entries.
   struct Position {
     int m_Next = 0;
     K m_Key{};

@@ -48,7 +48,7 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
   }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Session; }
-  /// The object's id, 0 for none.
+  /// The object's id, 0 for an absent object.
   [[nodiscard]] std::int64_t Id() const noexcept {
     return m_Record == nullptr ? 0 : m_Record->Parts()[0].m_Id;
   }

@@ -192,8 +192,8 @@ void sto_RecordInProgress::RaiseTwoObjects() const {
                   "Two objects in memory with different content have the identity of " + Describe() +
                       ". The one that was saved first is held by " + first + "; the other one by " +
                       HolderText() +
-                      ". A copy keeps the identity of its original; an identity of class cls_OwnUid does "
-                      "not go with a copy.");
+                      ". A copy keeps the identity of its original; an identity of class cls_OwnUid is "
+                      "not copied.");
 }
 
 bool sto_RecordInProgress::CompareRecord(sto_Bytes const& record) {
