@@ -61,7 +61,7 @@ template <class Node, class Act> void ForEach(Node const* node, Act const& act) 
   }
 }
 
-/// What the elements of a list or table are stored as, by the digit of its collection type.
+/// How the elements of a list or table are stored, from the last digit of its collection type.
 std::optional<sto_Format::ValueTag> ElementTag(cls_CollectionType collection) noexcept {
   int const kind = collection / 10 * 10;
   if (kind != COLLECTION_LIST && kind != COLLECTION_TABLE) return std::nullopt;
@@ -83,7 +83,7 @@ std::optional<sto_Format::ValueTag> ElementTag(cls_CollectionType collection) no
   }
 }
 
-/// Whether there is a collection that may be written into an attribute.
+/// Whether any kind of collection may be written into an attribute.
 bool AnyShapeFits(Attribute const& attribute) noexcept {
   constexpr std::array Elements{sto_Format::ElementObject, sto_Format::ElementString,
                                 sto_Format::ElementFloat,  sto_Format::ElementDouble,
@@ -98,7 +98,7 @@ bool AnyShapeFits(Attribute const& attribute) noexcept {
   });
 }
 
-/// What is wrong with an attribute by itself; empty for nothing.
+/// What is wrong with an attribute by itself; empty if nothing is.
 std::string ProblemOf(Attribute const& attribute) {
   if (attribute.m_CollectionType == COLLECTION_NONE) return {};
   if (!AnyShapeFits(attribute)) return "which no collection has";
@@ -107,7 +107,7 @@ std::string ProblemOf(Attribute const& attribute) {
   return isSaid && !sto_TagFits(*tag, attribute.m_Type) ? "whose elements have another type" : std::string();
 }
 
-/// One look at a registrar.
+/// One run of the checks over a registrar.
 class Check {
  public:
   Check(cls_ClassRegistrar const& program, sto_ClassChecks checks)
@@ -152,7 +152,7 @@ class Check {
     return index + 1 == m_Versions.size() || m_Versions[index + 1]->ClassId() != m_Versions[index]->ClassId();
   }
 
-  /// The index of a class among the newest versions, or their number if it has none.
+  /// The index of a class in m_Newest; m_Newest.size() if it is not there.
   [[nodiscard]] std::size_t FindNewest(unsigned int classId) const noexcept {
     auto const found = std::ranges::lower_bound(m_Newest, classId, {}, &cls_ClassMetadata::ClassId);
     bool const isThere = found != m_Newest.end() && (*found)->ClassId() == classId;
@@ -208,7 +208,7 @@ void Check::CheckNames() {
 }
 
 void Check::CheckCircles() {
-  std::vector<std::size_t> walks(m_Newest.size()); // the walk that came to a class first, 0 for none yet
+  std::vector<std::size_t> walks(m_Newest.size()); // the walk that reached a class first; 0: not reached yet
   for (std::size_t start = 0; start < m_Newest.size(); ++start) {
     std::size_t at = start;
     for (; at < m_Newest.size() && walks[at] == 0; at = FindNewest(m_Newest[at]->BaseClassId()))
@@ -221,7 +221,7 @@ void Check::CheckCircles() {
       circle.push_back(next);
       next = FindNewest(m_Newest[next]->BaseClassId());
     } while (next != at);
-    // Each circle has one sentence, from wherever it was found.
+    // The same sentence for a circle, wherever the walk entered it.
     std::rotate(circle.begin(), std::ranges::min_element(circle), circle.end());
     std::vector<std::string> names;
     std::ranges::transform(circle, std::back_inserter(names),
@@ -280,7 +280,7 @@ void Check::CheckDropped(cls_ClassMetadata const& metadata) {
                              " (" + Describe(dropped);
     if (here == nullptr)
       Add(metadata, what + "), which the first registration does not have; it is lost.");
-    else if (*here != dropped) // it may have been declared in the end
+    else if (*here != dropped) // it may have been declared later
       Add(metadata, what + "), which it has already (" + Describe(*here) + "); the first declaration stays.");
   }
 }

@@ -7,13 +7,13 @@
 
 namespace {
 
-/// Writes what bulk arrays have changed and not written, unless nothing can be written now.
+/// Writes the unwritten changes of bulk arrays, unless nothing can be written now.
 void WriteArrays(sto_Session& session) {
   session.RaiseKept();
   if (session.IsWriting())
     session.Collections().FlushHolders();
   else if (!session.InTransaction() && !session.Driver().IsReadOnly())
-    session.Close(); // which writes, and leaves the session open
+    session.Close(); // only writes; the session stays open
 }
 
 /// The object under a root name.
@@ -27,7 +27,7 @@ std::int64_t FindRoot(sto_Session& session, std::string_view name) {
   return *id;
 }
 
-/// Copies a root in a save of its own; the source's transaction, where it begins here, ends before that.
+/// Copies a root in a save of its own. If the source's transaction begins here, it ends before the save does.
 void CopyRoot(sto_Session& source, std::string_view name, sto_Session& target, std::string_view newName) {
   target.Save().Begin();
   try {

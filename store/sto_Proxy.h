@@ -7,9 +7,9 @@
 #include "store/base/sto_StorageType.h"
 #include "store/sto_Store.h"
 
-// Copies of stored objects: an object is carried from one store to another, or copied within one, without
-// being built. sto_CopyRoot does that with a root; a proxy is for an object that another one is to hold.
-// To copy a whole store see sto_Store::CopyTo.
+// Copies stored objects from one store to another, or within one, without building them in memory.
+// sto_CopyRoot copies a root; a proxy copies an object into a field of another object. To copy a whole store
+// see sto_Store::CopyTo.
 //
 //     sto_CopyRoot(library, "plate/mesh", store, "mesh");
 //
@@ -20,41 +20,43 @@
 //       visitor.Memento()->CopyBranch(mesh.Ptr(), cls_FieldHandle(0, "m_Mesh"_cow));
 //     }
 //
-// What is copied. The object and all it leads to: what its fields hold, the elements of its collections, and
-// the objects that it refers to. Within one copy each is copied once, so cycles and shared objects stay what
-// they are; a second copy is another copy. The copies are new objects: nothing in memory is tied to them. A
-// reference to an object that is not stored stays one.
+// What is copied: the object and everything it leads to, that is what its fields hold, the elements of its
+// collections, and the objects it refers to. One copy copies each object once, so cycles and sharing are
+// kept; a second copy makes new objects. The copies are new objects: nothing in memory is tied to them. A
+// reference to an object that is not stored remains a reference to an object that is not stored.
 //
-// What is read is the stored state at the time of the copy, as the source's session sees it. What a bulk
-// array has not flushed yet is not in what a proxy copies; sto_CopyRoot flushes first. The source's objects
-// stay as they are.
+// Which state: the stored state at the time of the copy, as the source's session sees it. A proxy does not
+// copy what bulk arrays have not flushed; sto_CopyRoot flushes them first. The source's objects do not
+// change.
 //
-// Afterwards both stores describe the class versions in the branch. The target's registrar must know each
-// class, in the object's version or a newer one.
+// Afterwards both stores describe the class versions that were copied.
 //
-// Thread rule: both stores belong to the thread.
+// REQUIRES, for all copies: the target's registrar declares each class, in the object's version or a newer
+// one (Misuse, NewerFormat). Thread rule: the calling thread opened both stores.
 
-/// The proxy of the object under a root name. NotFound, Damaged.
+/// Makes a proxy of the object under a root name. The caller owns it. Errors: NotFound, Damaged.
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store,
                                                                       std::string_view root);
 
-/// The proxy of the object that a visitor reads; empty if the visitor is not reading an object of a store. A
-/// proxy keeps no transaction and may outlive the load; once its store is closed its transfers raise
-/// Unavailable.
+/// Makes a proxy of the object that a visitor reads; empty if the visitor is not reading an object of a
+/// store. The caller owns it. A proxy keeps no transaction open and may outlive the load; after its store is
+/// closed its transfers raise Unavailable.
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor);
 
-/// Copies what is under root `name` of a store, with all that it leads to, and gives the copy root name
-/// `newName` in another store, or in the same. In the target's open transaction, or else in one of its own;
-/// the source's open transaction is read in as it is. When it raises, both stores are as they were.
+/// Copies the object under root `name`, with everything it leads to, and names the copy `newName` in another
+/// store, or in the same one. Works in the target's open transaction, or in one of its own if none is open;
+/// reads in the source's open transaction, or in one of its own.
 ///
-/// What the source's bulk arrays have changed and not written is written first, in the source's open
-/// transaction or one of its own, and so is in the copy; not so in a store, or a transaction, that only
-/// reads.
+/// Unwritten changes of the source's bulk arrays are written first and so are in the copy, unless the source
+/// is read-only or its open transaction only reads. They stay written even if the copy then fails. After a
+/// failure the target is as it was.
 ///
-/// Conflict when the target has a root `newName`, because what it names would lose its name: remove or rename
-/// that root first (sto_Store::RemoveRoot, RenameRoot). NotFound, naming root and store, when there is no
-/// root `name`. Misuse in a transaction of the target that only reads, while something is saved in either
-/// store or loaded from the target, and for a class that the target's registrar does not know; NewerFormat
-/// for a version that it does not know. Conflict also for a class version that the target describes
-/// differently. Damaged; ReadOnly, Full, Busy, Unavailable.
+/// Errors:
+/// - NotFound: there is no root `name`; the message names root and store;
+/// - Conflict: the target already has a root `newName` (remove or rename it first: sto_Store::RemoveRoot,
+///   RenameRoot), or describes a class version differently;
+/// - Misuse: the target's open transaction only reads, either store is saving, the target is loading, or the
+///   target's registrar does not declare a class;
+/// - NewerFormat: the target's registrar knows only older versions of a class;
+/// - Damaged, ReadOnly, Full, Busy, Unavailable.
 KVL_EXPORT void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);

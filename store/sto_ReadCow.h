@@ -3,21 +3,22 @@
 #include "platform/cow/cow_COW.h"
 #include "store/sto_Shared.h"
 
-/// The copy-on-write object that a field holds: in one load all holders of one stored object share one
-/// payload, as they did when it was written. A holder of nothing when the field is absent, or its object is
-/// not stored.
+/// Reads the copy-on-write object that a field holds. In one load all holders of one stored object share one
+/// payload, as they did when they were written. Returns an empty holder if the field is absent or its object
+/// is not stored.
 ///
 ///     Beam::Beam(cls_ReadVisitor const& visitor)
-///         : m_Section(sto_ReadCow<Section, cow_Direct<Section>>(visitor, cls_FieldHandle(0,
-///         "m_Section"_cow)))
-///     void Beam::DBWrite(...) const {
-///       ...
+///         : m_Section(sto_ReadCow<Section, cow_Direct<Section>>(visitor, SectionField())) {}
+///
+///     void Beam::DBWrite(cls_WriteVisitor const& visitor) const {
+///       if (!visitor.StartWrite(TypeId(), m_Uid)) return;
 ///       Section const& section = m_Section.ConstGet();
-///       section.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle(0, "m_Section"_cow), nullptr, &section));
+///       section.DBWrite(cls_WriteVisitor(visitor, SectionField(), nullptr, &section));
 ///     }
 ///
-/// The payload is stored once because it has one identity: its own, which its clone must not keep. It is
-/// built as sto_ReadOwned builds it, and must not lead back to itself (Misuse).
+/// The payload is stored once because it has one identity. A clone of it must get an identity of its own.
+/// The payload is built as by sto_ReadOwned; it must not lead back to itself (Misuse).
+/// Errors: as sto_ReadShared. Thread rule: as the store.
 template <class T, class Policy>
 [[nodiscard]] cow_COW<T, Policy> sto_ReadCow(cls_ReadVisitor const& parent, cls_FieldHandle const& field) {
   using Cow = cow_COW<T, Policy>;

@@ -7,24 +7,24 @@
 
 namespace {
 
-/// The memento of a visitor on a stored object, null for other back ends and for objects that are not there.
+/// The memento of a visitor that reads a stored object; null for other back ends and absent objects.
 sto_MementoRead* StoredObject(cls_ReadVisitor const& visitor) noexcept {
   cls_MementoRead* const any = visitor.Memento();
   if (any == nullptr) return nullptr;
-  // Nearly all are of this very class; an element that an agent hands out is of one derived from it.
+  // Nearly all are exactly of this class; elements read through an agent have a derived one.
   auto* const memento = typeid(*any) == typeid(sto_MementoRead) ? static_cast<sto_MementoRead*>(any)
                                                                 : dynamic_cast<sto_MementoRead*>(any);
   return memento == nullptr || memento->Id() == 0 ? nullptr : memento;
 }
 
-/// Whether an object that an earlier load of the scope gave to one owner is there no more.
+/// Whether an earlier load of the scope returned the object to one owner and it has been destroyed since.
 bool IsGone(sto_MementoRead const& memento, sto_LoadedObjects::Entry const& entry) noexcept {
   sto_Session& session = memento.Session();
   return entry.m_Object == nullptr && session.Loaded().IsOfEarlierLoad(entry) &&
          session.Identities().EntryOf(memento.Id()) == nullptr;
 }
 
-/// Whether an object that was built as one C++ class can be of another one.
+/// Whether an object can be both what it was built as and what it is requested as.
 bool MayBeBoth(sto_BuiltAs one, sto_BuiltAs other) noexcept {
   return one != sto_BuiltAs::Unchecked && other != sto_BuiltAs::Unchecked &&
          (one == sto_BuiltAs::ByMetadata || other == sto_BuiltAs::ByMetadata);
@@ -112,7 +112,7 @@ void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type) {
                              "Object " + std::to_string(memento->Id()) +
                                  " is in the load scope already, and Load would make a second object of it: "
                                  "load it with LoadShared.");
-  // A load inside another may ask for one more object of what the outer one has shared already.
+  // A nested load may build a second object from one that the outer load has already shared.
   if (entry == nullptr || loaded.IsOfEarlierLoad(*entry))
     loaded.AddUnshared(memento->Id(), type,
                        " is loaded for one owner, and its own graph leads back to it: load it shared.");

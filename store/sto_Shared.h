@@ -15,29 +15,33 @@
 #include "platform/kvl_Export.h"
 #include "store/base/sto_BuiltAs.h"
 
-// Objects on the way in that are reached through pointers. A reading constructor takes
+// Reading objects that are held through pointers. A reading constructor calls:
 //
 //     Part::Part(cls_ReadVisitor const& visitor)
-//         : m_Failure(sto_ReadOwned<nex_Exception>(visitor, cls_FieldHandle(0, "m_Failure"_cow))),  //
-//         unique_ptr
-//           m_Material(sto_ReadShared<Material>(visitor, cls_FieldHandle(1, "m_Material"_cow))),    //
-//           shared_ptr m_Owner(sto_ReadShared<Assembly>(visitor, cls_FieldHandle(2, "m_Owner"_cow))) {} // a
-//           weak_ptr
+//         : m_Failure(sto_ReadOwned<nex_Exception>(visitor, FailureField())),  // a std::unique_ptr
+//           m_Material(sto_ReadShared<Material>(visitor, MaterialField())),    // a std::shared_ptr
+//           m_Assembly(sto_ReadShared<Assembly>(visitor, AssemblyField())) {}  // a std::weak_ptr
 //
-// sto_ReadOwned for an object that only this member holds, sto_ReadShared for one that others may hold too,
-// or that leads back: in one load every stored object becomes one object in memory.
+// Use sto_ReadOwned for an object that only this member holds. Use sto_ReadShared for one that others may
+// also hold, or that leads back to this object: in one load each stored object becomes one object in memory.
 //
-// What is built. A class with a static TypeId() is built through the registrar: the metadata of the stored
-// class and version, or of the next version above it, builds the object, which may be of a class derived from
-// the one asked for. The asked-for class then has a virtual destructor and is the first base of the derived
-// one, so that both have one address. Metadata without constructor function leaves the building to the class
-// that is asked for. A class without TypeId() is built by its own constructor, unchecked.
+// Who builds the object:
+// - A class with a static TypeId() is built through the registrar, by the metadata of the stored class and
+//   version, or of the next registered version above it. The object may be of a class derived from the
+//   requested one. REQUIRES: the requested class then has a virtual destructor (Misuse) and is the first base
+//   of the derived class, so that both have the same address (not checked).
+// - Metadata without a constructor function leaves the building to the requested class.
+// - A class without TypeId() is built by its own constructor, unchecked.
 //
-// Cycles. A pointer that leads back gets an object whose constructor has not finished: keep it, do not look
-// into it yet. That needs the object's address before it is built, so in a cycle an object is asked for as
-// its very class, which is registered with cls_TypeAdapter. A cycle of owning pointers is never freed: let
-// one of them be a weak_ptr. Such an object shares the ownership of the memory it stands in, so
+// Cycles: a pointer that leads back gets an object whose constructor has not finished. Keep the pointer, but
+// do not look into the object yet. This needs the object's address before the object is built, so in a cycle
+// an object must be requested as exactly its own class, registered with cls_TypeAdapter. A cycle of owning
+// pointers is never freed: make one of them a weak_ptr. Such an object lies inside a larger shared block, so
 // shared_from_this() does not work in its class.
+//
+// Errors, for all reading functions here: WrongClass if the stored object is not of the requested class or
+// one derived from it; Misuse if its class is not declared or cannot be built; whatever the constructors and
+// the store raise. Thread rule: as the store.
 
 template <class T>
 concept sto_HasTypeId = requires {
@@ -51,35 +55,40 @@ concept sto_IsAdaptable = sto_HasTypeId<T> && std::is_constructible_v<T, cls_Rea
   object.DBWrite(visitor);
 };
 
-/// The metadata that builds the visitor's object where class `typeId` is asked for; null when the visitor
-/// stands on no stored object. WrongClass when the object is of a class that is not `typeId` and does not
-/// derive from it; Misuse when its class is not declared, or is a derived one and `takesDerived` is not set.
+// The functions down to sto_ForgetShared are called by the templates below; programs do not call them.
+
+/// The metadata that builds the visitor's object when class `typeId` is requested; null if the visitor reads
+/// no stored object. WrongClass if the object's class is not `typeId` and does not derive from it. Misuse if
+/// its class is not declared, or is a derived class and `takesDerived` is false.
 KVL_EXPORT cls_ClassMetadata const* sto_FindMetadata(cls_ReadVisitor const& visitor, unsigned int typeId,
                                                      bool takesDerived);
-/// Builds the visitor's object with `metadata`. Misuse when that cannot build objects.
+/// Builds the visitor's object with `metadata`; the caller owns it. Misuse if `metadata` has no constructor
+/// function. REQUIRES: the visitor reads a stored object.
 KVL_EXPORT void* sto_Build(cls_ClassMetadata const& metadata, cls_ReadVisitor const& visitor);
 
-/// Whether `metadata`, which is not the adapter of the asked-for C++ class, leaves the building of an object
-/// of that very class to it. Misuse when it is the adapter of another C++ class, whose objects these are not.
+/// Whether `metadata` leaves the building of an object to the requested C++ class. False for a derived class.
+/// Misuse if `metadata` is the adapter of another C++ class. REQUIRES: the visitor reads a stored object, and
+/// `metadata` is not the adapter of the requested class.
 KVL_EXPORT bool sto_LeavesBuilding(cls_ClassMetadata const& metadata, cls_ReadVisitor const& visitor,
                                    unsigned int typeId);
 
-/// The object that this load has made of the visitor's stored object before, null when it has not. Misuse
-/// when it cannot be shared, or when the two classes are not the same and one object cannot be of both:
-/// either has no TypeId, or each is the object's very class.
+/// The object that this load has already made of the visitor's stored object; null if it has not. Misuse if
+/// that object cannot be shared, or was requested as another C++ class and cannot be both: one of the classes
+/// has no TypeId, or each was taken for the object's exact class.
 KVL_EXPORT std::shared_ptr<void> sto_FindShared(cls_ReadVisitor const& visitor, std::type_index type,
                                                 sto_BuiltAs askedAs);
-/// Makes an object known for the rest of the load.
+/// Registers an object for the rest of the load, so that later fields find it.
 KVL_EXPORT void sto_HoldShared(cls_ReadVisitor const& visitor, std::type_index type,
                                std::shared_ptr<void> object, sto_BuiltAs builtAs);
-/// Makes known that the object has one owner, so that a way back to it is an error and not an endless load.
+/// Registers an object as having one owner. A pointer that leads back to it is then an error instead of an
+/// endless load. Misuse if the load scope already has the object.
 KVL_EXPORT void sto_HoldUnshared(cls_ReadVisitor const& visitor, std::type_index type);
-/// Makes known that the object is being built where nobody knows.
+/// Registers an object as being built by its metadata: its address is not known until it is finished.
 KVL_EXPORT void sto_HoldUnfinished(cls_ReadVisitor const& visitor, std::type_index type);
-/// Forgets an object whose construction failed, and those that were built within it.
+/// Forgets an object whose construction failed, and all objects whose construction began after it.
 KVL_EXPORT void sto_ForgetShared(cls_ReadVisitor const& visitor) noexcept;
 
-/// Refuses to compile a class that would read the base-class part instead of itself.
+/// Refuses to compile a class whose reading constructor would read the base-class part instead of the object.
 template <class T> constexpr void sto_CheckReadsByReference() {
   static_assert(
       !cls_ReadsByValue<T> && !cls_ReadsByValue<T, std::nullptr_t>,
@@ -87,8 +96,8 @@ template <class T> constexpr void sto_CheckReadsByReference() {
       "take cls_ReadVisitor const&.");
 }
 
-/// A new object, read by T's own constructor from a visitor (or from a visitor and an owner's identity, given
-/// none); null for a class that has neither, as an abstract one.
+/// Builds a new object with T's constructor from a visitor, or from a visitor and an owner's identity (null
+/// is passed). Null for a class that has neither, such as an abstract class.
 template <class T> [[nodiscard]] std::unique_ptr<T> sto_ConstructItself(cls_ReadVisitor const& visitor) {
   sto_CheckReadsByReference<T>();
   if constexpr (std::is_constructible_v<T, cls_ReadVisitor const&>)
@@ -106,8 +115,8 @@ template <class T> [[nodiscard]] cls_ClassMetadata const* sto_MetadataAs(cls_Rea
     return nullptr;
 }
 
-/// Whether the visitor's object is built by T's own constructor: without metadata, with the adapter of T, or
-/// with metadata of T's class that says nothing about it.
+/// Whether the visitor's object is built by T's own constructor: there is no metadata, it is the adapter of
+/// T, or it is metadata of T's class without a constructor function.
 template <class T>
 [[nodiscard]] bool sto_BuildsItself(cls_ClassMetadata const* metadata, cls_ReadVisitor const& visitor) {
   if (metadata == nullptr) return true;
@@ -122,21 +131,23 @@ template <class T>
   return true;
 }
 
-/// A new object of what the visitor reads, for one owner.
+/// Builds a new object from what the visitor reads, for one owner.
 template <class T> [[nodiscard]] std::unique_ptr<T> sto_Construct(cls_ReadVisitor const& visitor) {
   cls_ClassMetadata const* const metadata = sto_MetadataAs<T>(visitor);
   if (sto_BuildsItself<T>(metadata, visitor)) return sto_ConstructItself<T>(visitor);
   return std::unique_ptr<T>(static_cast<T*>(sto_Build(*metadata, visitor)));
 }
 
-/// The object that a field holds, for one owner; null when the field is absent, or its object is not stored.
+/// Reads the object that a field holds, for one owner; null if the field is absent or its object is not
+/// stored.
 template <class T>
 [[nodiscard]] std::unique_ptr<T> sto_ReadOwned(cls_ReadVisitor const& parent, cls_FieldHandle const& field) {
   if (parent.DataIsPresent(field) == 0) return nullptr;
   return sto_Construct<T>(cls_ReadVisitor(parent, field));
 }
 
-/// Builds a shared object whose address is known before, so that a cycle can lead back to it.
+/// Builds a shared object whose address is known before its construction, so that a cycle can lead back to
+/// it.
 template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructInPlace(cls_ReadVisitor const& visitor) {
   sto_CheckReadsByReference<T>();
   struct Room {
@@ -178,7 +189,7 @@ template <class T>
   }
 }
 
-/// The shared object of what the visitor reads: the one that this load has made before, or a new one.
+/// The shared object that the visitor reads: the one that this load has already made, or a new one.
 template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructShared(cls_ReadVisitor const& visitor) {
   cls_ClassMetadata const* const metadata = sto_MetadataAs<T>(visitor);
   bool const isItself = sto_BuildsItself<T>(metadata, visitor);
@@ -194,7 +205,7 @@ template <class T> [[nodiscard]] std::shared_ptr<T> sto_ConstructShared(cls_Read
     return sto_ConstructInPlace<T>(visitor);
 }
 
-/// The shared object that a field holds; null when the field is absent, or its object is not stored.
+/// Reads the shared object that a field holds; null if the field is absent or its object is not stored.
 template <class T>
 [[nodiscard]] std::shared_ptr<T> sto_ReadShared(cls_ReadVisitor const& parent, cls_FieldHandle const& field) {
   if (parent.DataIsPresent(field) == 0) return nullptr;

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Starts the writing of a root object, whose class and identity are known when it begins to write itself.
+/// Starts the writing of a root object. Its class and identity become known when it starts its visitor.
 class RootRequest : public cls_AgentRequest {
  public:
   RootRequest(sto_Session& session, std::string_view root) noexcept : m_Session(session), m_Root(root) {}
@@ -29,7 +29,7 @@ class RootRequest : public cls_AgentRequest {
   [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
 
  private:
-  /// An object that has a root name and gets a second one is to be stored as it is.
+  /// An object that gets a second root name must not have changed: compares everything the save reaches.
   void CheckOtherName(cls_Uid const& uid) const {
     sto_IdentityMap::Tie const* const tie = m_Session.Identities().Find(uid);
     if (tie != nullptr && tie->IsRoot() && m_Session.Driver().FindRoot(m_Root) != tie->Id())
@@ -38,7 +38,7 @@ class RootRequest : public cls_AgentRequest {
 
   sto_Session& m_Session;
   std::string_view m_Root;
-  mutable std::int64_t m_Id = 0; // learnt through the interface, whose operations are const
+  mutable std::int64_t m_Id = 0; // set by the interface's operations, which are const
 };
 
 [[noreturn]] void RaiseOtherRoot(sto_Session& session, std::string_view root, std::string const& other,
@@ -53,8 +53,8 @@ class RootRequest : public cls_AgentRequest {
                     other + " to change that root.");
 }
 
-/// Conflict when the object that a save has named has another root name already and was stored with another
-/// content, so that the other root would change with it.
+/// Conflict if the saved object already has another root name and something under it has changed, so that the
+/// other root would change too.
 void CheckOtherRoots(sto_Session& session, std::string_view root, std::int64_t id) {
   std::int64_t const changed = session.Save().Reach().OtherContent();
   if (changed == 0) return;
@@ -63,7 +63,7 @@ void CheckOtherRoots(sto_Session& session, std::string_view root, std::int64_t i
       RaiseOtherRoot(session, root, other, id, changed);
 }
 
-/// Misuse, with all there is to say at once: a slip in a declaration would be found in stores for ever.
+/// Misuse listing all mistakes in the declarations: what is written under them stays in the store.
 void RefuseMistakes(std::string const& location, cls_ClassRegistrar const& registrar) {
   std::string message;
   for (std::string const& mistake : sto_CheckClasses(registrar, sto_ClassChecks::Refused))
@@ -71,7 +71,7 @@ void RefuseMistakes(std::string const& location, cls_ClassRegistrar const& regis
   if (!message.empty()) sto_Raise(sto_ErrorKind::Misuse, location + ": " + message);
 }
 
-/// The shared objects of a load go with it, unless a scope keeps them.
+/// One load: at its end it forgets its shared objects, unless a scope keeps them.
 class OneLoad {
  public:
   explicit OneLoad(sto_LoadedObjects& loaded) noexcept : m_Loaded(loaded) { m_Loaded.Enter(); }
@@ -176,7 +176,7 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
     cls_ReadVisitor const visitor(new sto_MementoRead(Session(), std::move(record), 1));
     call(read, visitor);
   }
-  Session().RaiseKept(); // what went wrong in a destructor of the reading
+  Session().RaiseKept(); // a failure in a destructor during the load
   load.Complete();
   Session().Identities().NoteRoot(*id);
   transaction.Commit();
@@ -260,7 +260,7 @@ void sto_Store::CopyTo(std::string const& location) {
       session.Raise(sto_ErrorKind::Misuse,
                     "A transaction that writes is open, or an object is being saved or loaded.");
     if (!session.InTransaction() && !IsReadOnly())
-      session.Close(); // only writes what arrays have not written
+      session.Close(); // only writes the unwritten changes of arrays
     sto_OwnTransaction const transaction(session, false);
     session.Driver().CopyTo(location);
   } catch (sto_Exception const& failure) {

@@ -20,109 +20,115 @@ class cls_AgentProxy;
 class sto_Session;
 class sto_Store;
 
-// See sto_Proxy.h.
+// A friend of sto_Store; documented in sto_Proxy.h.
 KVL_EXPORT void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
 
 /// How a store is opened.
 enum class sto_Mode {
-  Create,    ///< a new store; Conflict when there is something under the name already
-  ReadWrite, ///< a store that is there, to read and write
-  ReadOnly,  ///< a store that is there, to read
+  Create,    ///< creates a new store; Conflict if something exists under the name
+  ReadWrite, ///< opens an existing store for reading and writing
+  ReadOnly,  ///< opens an existing store for reading
 };
 
-/// An open store: one session of one program with one store of objects.
+/// An open store of objects: one session of one program.
 ///
 ///     sto_Store store = sto_Store::Open("plate.kvs", sto_Mode::Create, registrar);
 ///     store.Save("analysis/step-1", model);                           // a transaction of its own
 ///     ...
 ///     std::unique_ptr<Model> model = store.Load<Model>("analysis/step-1");
 ///
-/// A saved object is any class with `DBWrite(cls_WriteVisitor const&) const`; a loaded one has a constructor
-/// from `cls_ReadVisitor const&`. Each class is in the registrar, with every attribute that it writes:
-/// the store describes each class version that wrote to it, by the newest version's metadata, and checks what
-/// is written against it. See sto_Shared.h for how objects are built.
+/// Any class with `DBWrite(cls_WriteVisitor const&) const` can be saved; a class with a constructor from
+/// `cls_ReadVisitor const&` can be loaded. Each class must be in the registrar with every attribute that it
+/// writes: the store keeps a description of each class version that wrote to it, taken from the newest
+/// version's metadata, and checks writes against it. See sto_Shared.h for how objects are built.
 ///
 /// Invariants:
-/// 1. A save is complete or leaves the store as it was. An object that is reached several times in one save
-/// is written once, and cycles end. Saving an object again replaces what its identity was saved as before.
+/// 1. A save is complete, or it leaves the store as it was.
+/// 2. An object that is reached several times in one save is written once; cycles end.
+/// 3. Saving an object again replaces what was saved under its identity.
+/// 4. While an identity lives, it belongs to its stored object: loading the object again gives the same
+///    identity. When the identity dies, the tie ends; no later identity is ever mistaken for it.
+/// 5. Each load builds a new object. Only if a sto_LoadScope is open, LoadShared returns the existing one.
+/// 6. A committed save survives the end of the process and, within what SQLite guarantees, a power loss.
+/// 7. An array, a list or map of objects, or a blob shows the latest commit when the store returns it. It
+///    never overwrites what another session has committed since: the write raises Conflict.
+/// 8. Save refuses two objects in memory with one identity and different content (such as a copy and its
+///    original) where it can detect them; docs/copies-and-identity.md says where it cannot.
+/// 9. Objects nest at most sto_Format::MaxNesting deep (Full).
 ///
-/// 2. While an identity lives, it and its stored object belong together: loading the object again gives the
-/// same identity. When it dies, the tie between them ends; a later identity is never taken for it. Each load
-/// builds a new object with that identity, unless a sto_LoadScope is open: then LoadShared gives the one that
-/// is there.
-///
-/// 3. A committed save survives the end of the process and, within what SQLite promises, the loss of power.
-///
-/// 4. What an array, a list or a map of objects, or a blob shows when it is handed out is the latest commit.
-/// What another session has committed since is not overwritten: the write raises Conflict.
-///
-/// 5. Two objects in memory with one identity and different content, as a copy and its original, are refused
-/// where Save can tell; docs/copies-and-identity.md says where it cannot.
-///
-/// Failures are sto_Exception; see sto_ErrorKind. After a failed operation the store can be used on. What
-/// fails in a destructor is raised by the next operation of the store, or by the commit.
-/// Objects nest at most sto_Format::MaxNesting deep.
+/// Errors: sto_Exception; see sto_ErrorKind. The store stays usable after a failed operation. A failure in a
+/// destructor is raised by the store's next operation, or by the commit.
 ///
 /// Thread rule: one thread, which also owns the identities of what is saved and loaded. In another thread
-/// operations raise Misuse, and closing is an assertion. The store must be closed before its thread ends and
-/// before nex_finalize. Several stores may be open at once.
+/// every operation raises Misuse, and closing the store is caught by an assertion. REQUIRES: the store is
+/// closed before its thread ends and before nex_finalize. Several stores may be open at once.
 class KVL_EXPORT sto_Store {
  public:
-  /// Opens the store in file `location` for a program with the classes of `registrar`, which is complete and
-  /// outlives the store (an assertion of the registrar; without assertions the next operation is Misuse). It
-  /// need not hold the library's own classes (exceptions, strings, lists).
-  /// NotFound: no file there, or no store in it (the file is left as it is). Conflict: Create and something
-  /// is there. NewerFormat: written by a newer version of this module. Damaged, ReadOnly, Busy, Unavailable.
-  /// Misuse, before the file is touched: the registrar has declarations that can only be slips, as one name
-  /// for two classes, one number for two attributes, a repeated registration that differs, or a circle of
-  /// base classes. The message has all of them; sto_CheckClasses.h has the list.
-  /// Misuse for invalid options (some are used by Create only, some each time), and for a location with a NUL
-  /// character.
+  /// Opens the store in file `location` for a program with the classes of `registrar`. The registrar does not
+  /// need to contain the library's own classes (exceptions, strings, lists).
+  ///
+  /// REQUIRES: `registrar` is complete and outlives the store (its destructor asserts this; without
+  /// assertions the next operation raises Misuse).
+  ///
+  /// Errors:
+  /// - NotFound: no file, or no store in it (the file is not changed);
+  /// - Conflict: Create, and something exists there;
+  /// - NewerFormat: written by a newer version of this module;
+  /// - Misuse, before the file is touched: `registrar` has declarations that can only be mistakes, such as
+  ///   one name for two classes or two registrations that differ. The message lists all of them; see
+  ///   sto_CheckClasses.h. Also for invalid options, and for a location that contains a NUL character;
+  /// - Damaged, ReadOnly, Busy, Unavailable.
   static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                         sto_Options const& options = {});
-  /// A registrar that would go before the store does.
+  /// Deleted: a temporary registrar would not outlive the store.
   static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const&& registrar,
                         sto_Options const& options = {}) = delete;
 
-  /// The store of a session that the module itself has made, over a driver of its choice.
+  /// For the module itself: a store over a session with a driver of its choice. Takes over the session.
   explicit sto_Store(std::unique_ptr<sto_Session> session) noexcept;
 
   sto_Store(sto_Store&&) noexcept;
   sto_Store& operator=(sto_Store&&) noexcept;
-  /// Closes the store; an open transaction is rolled back. What bulk arrays have not written is written, if
-  /// that succeeds: a failure is not reported here. Close reports it.
+  /// Closes the store; an open transaction is rolled back. Writes the unwritten changes of bulk arrays if it
+  /// can, but reports no failure: call Close to get it.
   ~sto_Store();
 
-  /// Writes what bulk arrays have changed and not written, in one transaction, and closes the store; its
-  /// arrays are detached. When it raises, the store is still open, and the arrays have what they had. Misuse
-  /// while a transaction is open, and in every operation after it. ReadOnly for a store that cannot be
-  /// written while an array of it is changed: drop the array first.
+  /// Writes the unwritten changes of bulk arrays in one transaction, detaches the arrays, and closes the
+  /// store. After a failure the store is still open, and the arrays have their elements and changes. Misuse
+  /// while a transaction is open. ReadOnly if the store cannot be written and one of its arrays has unwritten
+  /// changes: destroy that array first. After success every operation raises Misuse.
   void Close();
 
-  /// The file of the store.
+  /// The file of the store, as given to Open. Valid as long as the store is open.
   [[nodiscard]] std::string const& Location() const;
   [[nodiscard]] bool IsReadOnly() const;
 
-  /// Saves an object, and all that it holds, under a root name, replacing what had that name (which stays in
-  /// the store without name; see CollectGarbage). In the open transaction, or else in one of its own. Busy,
-  /// ReadOnly, Full, Unavailable. Misuse, naming it, for an undeclared class or attribute, or one that is
-  /// declared as something else. Conflict, for a class version that the store knows under another
-  /// description, and for a bulk array, an open list or map, or a blob that another session has changed since
-  /// it was read here. An object, or a collection in a wrapper, is replaced by the later save.
+  /// Saves an object, and everything it holds, under a root name. Works in the open transaction, or in one of
+  /// its own if none is open. It replaces the object that had the name; that object stays in the store
+  /// without a name (see CollectGarbage). Saving an object again, or a collection in a wrapper, replaces what
+  /// was saved, even if another session has changed it since.
   ///
-  /// Misuse for an object without a base-class part whose class, or one above it, declares attributes.
+  /// A bulk array that belongs to another open store is copied, block by block, each time it is saved here;
+  /// it still belongs to the other store. A blob is stored as the class writes it in this save; sto_KeepBlob
+  /// leaves it unchanged.
   ///
-  /// Conflict for two objects with one identity and different content: in one save, where the second one is
-  /// met at another address; in another save of the transaction under another root name, at another address;
-  /// and when `root` is a new name for an object that is a root already and something that the save reaches
-  /// has changed. docs/copies-and-identity.md says what is compared. Saving under the same name replaces.
+  /// After any failure the store is as it was, and so is every bulk array: an array that was in memory is
+  /// there again, complete and with its identity, and unwritten changes are still unwritten. Saving again
+  /// stores everything.
   ///
-  /// When it raises, whatever the reason, the store is as it was and so is every bulk array: one that was in
-  /// memory is in memory, whole, with its identity, and what an array had not written is still not written.
-  /// Saving again stores everything. A bulk array that belongs to another open store is copied, block by
-  /// block, each time that it is saved here, and stays with the store that it belongs to. Misuse for one
-  /// whose elements are not in memory, because its store was closed or it was detached. A blob is stored as
-  /// the class writes it in this save; see sto_KeepBlob for leaving it as it is.
+  /// Errors:
+  /// - Misuse, naming the class or attribute: it is not declared, or declared as something else;
+  /// - Misuse: an object has no part for a base class, and that class or one above it declares attributes;
+  /// - Misuse: a bulk array is not in memory, because its store was closed or it was detached;
+  /// - Misuse: the open transaction only reads, or an object is being loaded;
+  /// - Conflict: the store has a different description of a class version;
+  /// - Conflict: another session has changed a bulk array, an open list or map, or a blob since it was read
+  ///   here;
+  /// - Conflict: two objects at different addresses have one identity and different content. Compared are the
+  ///   objects of one save, and those of two saves of one transaction under different root names;
+  /// - Conflict: `root` is a second name for an object that is already a root, and something the save reaches
+  ///   has changed. docs/copies-and-identity.md says what is compared;
+  /// - Busy, ReadOnly, Full, Unavailable.
   template <class T> void Save(std::string_view root, T const& object) {
     SaveWith(root, &object, [](void const* untyped, cls_WriteVisitor const& visitor) {
       auto const& typed = *static_cast<T const*>(untyped);
@@ -132,12 +138,16 @@ class KVL_EXPORT sto_Store {
     });
   }
 
-  /// Builds a new object of what is stored under a root name. No other object can hold it; where something in
-  /// its own graph leads back to it, use LoadShared.
-  /// NotFound for an unknown name; WrongClass when T has a TypeId() and the object is not of its class or one
-  /// derived from it; NewerFormat when a newer version of a class wrote it than the registrar has; Damaged.
-  /// Misuse for an object whose base classes have changed since it was written, unless its stored version has
-  /// metadata of its own; the message says what to register. Misuse in a sto_LoadScope that has the object.
+  /// Builds a new object from what is stored under a root name. The caller owns it; no other object can hold
+  /// it. If something in its graph leads back to it, use LoadShared.
+  ///
+  /// Errors:
+  /// - NotFound: there is no such root name;
+  /// - WrongClass: T has a TypeId(), and the object is not of that class or one derived from it;
+  /// - NewerFormat: a newer version of a class wrote the object than the registrar has;
+  /// - Misuse: the object's base classes have changed since it was written, and its stored version has no
+  ///   metadata of its own (the message says what to register), or an open sto_LoadScope has the object;
+  /// - Damaged, Busy, Unavailable.
   template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::string_view root) {
     std::unique_ptr<T> object;
     LoadWith(root, [&object](cls_ReadVisitor const& visitor) {
@@ -147,7 +157,8 @@ class KVL_EXPORT sto_Store {
     return object;
   }
 
-  /// The same for an object that its graph may lead back to, through members read with sto_ReadShared.
+  /// As Load, for an object that others may hold, or that its own graph leads back to, through members read
+  /// with sto_ReadShared. In an open sto_LoadScope that has the object, returns that object.
   template <class T> [[nodiscard]] std::shared_ptr<T> LoadShared(std::string_view root) {
     std::shared_ptr<T> object;
     LoadWith(root, [&object](cls_ReadVisitor const& visitor) { object = sto_ConstructShared<T>(visitor); });
@@ -158,61 +169,62 @@ class KVL_EXPORT sto_Store {
   [[nodiscard]] bool HasRoot(std::string_view root);
   /// All root names, in ascending order of their bytes.
   [[nodiscard]] std::vector<std::string> Roots();
-  /// Takes a root name away; its object stays in the store without name. False when there is no such name.
+  /// Removes a root name; its object stays in the store without a name. False if there is no such name. Works
+  /// in the open transaction, or in one of its own. Misuse if the open transaction only reads; ReadOnly,
+  /// Busy, Full, Unavailable.
   bool RemoveRoot(std::string_view root);
 
-  /// Gives what is under a root name another name; its object stays as it is. False when there is no root
-  /// `from`. Nothing happens when the two are the same name. In the open transaction, or else in one of its
-  /// own. Conflict when there is a root `to`: remove or rename that first. Misuse, ReadOnly, Busy, Full,
+  /// Renames a root; its object does not change. False if there is no root `from`. Does nothing if both names
+  /// are the same. Works in the open transaction, or in one of its own. Conflict if there is a root `to`:
+  /// remove or rename that one first. Misuse if the open transaction only reads; ReadOnly, Busy, Full,
   /// Unavailable.
   bool RenameRoot(std::string_view from, std::string_view to);
 
-  /// Deletes every object that no root leads to, with its blocks, and returns how many went. A root leads to
-  /// its object, and an object to what its fields hold and refer to and to the elements of its lists and maps
-  /// of objects. A reference to a base-class part leads nowhere, because no load can follow it. Collections
-  /// that an agent of this session has open (bulk arrays, lists and maps of objects, blobs) are kept, with
-  /// what they lead to. In the open transaction, or else in one of its own.
+  /// Deletes every object that no root leads to, with its blocks, and returns how many it deleted. Works in
+  /// the open transaction, or in one of its own.
   ///
-  /// Objects in memory are no roots. Their identities stay tied, so that saving them again writes them under
-  /// the ids that they had; no other object ever gets these. What only another session's memory leads to is
-  /// deleted: collections and blobs that it has open raise NotFound there. The file keeps its size; the room
-  /// is used again.
+  /// A root leads to its object. An object leads to what its fields hold and refer to, and to the elements of
+  /// its lists and maps of objects. A reference to a base-class part leads nowhere, because no load can
+  /// follow it. Collections and blobs that this session has open are kept, with everything they lead to.
   ///
-  /// Misuse in a transaction that only reads, and while something is saved or loaded. Damaged, NewerFormat
-  /// for an object that cannot be read, or that a root or another object holds and that is missing, or for a
-  /// catalogue that does not fit the objects: then nothing is deleted. ReadOnly, Busy,
-  /// Full, Unavailable. Memory: one bit for each object that stays, 16 bytes for each that is met and not yet
-  /// read.
+  /// Objects in memory are not roots. Their identities stay tied to their ids: saving such an object again
+  /// writes it under its old id, and no other object ever gets that id. Objects that only another session's
+  /// memory leads to are deleted; collections and blobs that are open there then raise NotFound. The file
+  /// keeps its size; the free space is reused.
+  ///
+  /// Errors: Misuse if the open transaction only reads, and while an object is being saved or loaded. Damaged
+  /// or NewerFormat if an object cannot be read, if one that a root or another object holds is missing, or if
+  /// the catalogue does not fit the objects; then nothing is deleted. ReadOnly, Busy, Full, Unavailable.
+  /// Memory: one bit for each object that stays, 16 bytes for each that is found but not yet read.
   std::int64_t CollectGarbage();
 
-  /// How many objects CollectGarbage would delete now. Deletes nothing, so it works in a store that is open
-  /// for reading only, and in a transaction that only reads. In the open transaction, or else in one of its
-  /// own. Errors and memory: as CollectGarbage.
+  /// How many objects CollectGarbage would delete now. Deletes nothing, so it also works in a read-only store
+  /// and in a transaction that only reads. Works in the open transaction, or in one of its own. Errors and
+  /// memory: as CollectGarbage.
   [[nodiscard]] std::int64_t CountGarbage();
 
-  /// How many objects the store has (base-class parts are not counted on their own).
+  /// How many objects the store has; base-class parts do not count.
   [[nodiscard]] std::int64_t ObjectCount();
   /// The store's size on its medium, in bytes.
   [[nodiscard]] std::int64_t SizeBytes();
 
-  /// Copies the whole store to a new file, which is a store like any other then: with all objects, class
-  /// descriptions and free pages, the same size of pages, and a write-ahead log if this one has it. This
-  /// store stays open, and nothing in memory belongs to the copy. To copy a single root see sto_CopyRoot.
+  /// Copies the whole store to a new file, which is then a store like any other: all objects, class
+  /// descriptions and free pages, the same page size, and a write-ahead log if this store has one. This store
+  /// stays open; nothing in memory belongs to the copy. To copy a single root see sto_CopyRoot.
   ///
-  /// The copy is one committed state. What bulk arrays have changed and not written is written first, as
-  /// Close does it, and so is in the copy; not so in a store that is open for reading only. In an open
-  /// sto_ReadTransaction the copy is the state that it sees, without what arrays have not written.
-  /// While it is copied, other sessions can read; they can write only beside a write-ahead log.
+  /// The copy is one committed state. Unwritten changes of bulk arrays are written first, as in Close, and so
+  /// are in the copy, unless the store is read-only. In an open sto_ReadTransaction the copy is the state
+  /// that the transaction sees, without unwritten changes. During the copy other sessions can read; they can
+  /// write only if the store has a write-ahead log.
   ///
-  /// The file appears under its name when it is whole, and durable: until then it has a name of its own
-  /// beside it (`location`.copying-..., to be deleted when a killed process has left it; it is no store, or
-  /// in the last moment a whole one). When this raises, there is no copy. Objects are not looked at, so what
-  /// is damaged here is damaged in the copy.
+  /// The file appears under its name once it is complete and durable. Until then it has a temporary name
+  /// (`location`.copying-...). A killed process may leave that file behind; delete it. After a failure there
+  /// is no copy. Objects are not checked: damage here is damage in the copy.
   ///
-  /// Messages name both stores. Conflict when there is anything under the name: nothing is replaced. Misuse
-  /// in a transaction that writes, and while something is saved or loaded; for a location with a NUL
-  /// character. Full, Busy, Unavailable, also on a network file system. What writing arrays raises: see
-  /// Close.
+  /// Errors: the message names both stores. Conflict if anything exists under the name: nothing is replaced.
+  /// Misuse in a transaction that writes, while an object is being saved or loaded, and for a location that
+  /// contains a NUL character. Full, Busy, Unavailable (also on a network file system), and the errors of
+  /// Close for writing the arrays.
   void CopyTo(std::string const& location);
 
  private:
@@ -222,13 +234,13 @@ class KVL_EXPORT sto_Store {
   friend cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store, std::string_view root);
   friend void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
 
-  /// Misuse for a store that is closed, or was moved from.
+  /// Misuse for a store that is closed or moved from.
   [[nodiscard]] sto_Session& Session() const;
 
   using WriteObject = void (*)(void const* object, cls_WriteVisitor const& visitor);
   void SaveWith(std::string_view root, void const* object, WriteObject write);
 
-  /// Calls `read` with a visitor on the root's object, in a transaction.
+  /// Calls `read` with a visitor for the root's object, in a transaction.
   template <class Read> void LoadWith(std::string_view root, Read read) {
     LoadErased(root, &read, [](void* untyped, cls_ReadVisitor const& visitor) {
       (*static_cast<Read*>(untyped))(visitor);
@@ -237,5 +249,5 @@ class KVL_EXPORT sto_Store {
   void LoadErased(std::string_view root, void* read,
                   void (*call)(void* read, cls_ReadVisitor const& visitor));
 
-  std::unique_ptr<sto_Session> m_Session;
+  std::unique_ptr<sto_Session> m_Session; // null once the store is closed or moved from
 };

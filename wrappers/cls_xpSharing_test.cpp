@@ -236,15 +236,12 @@ template <class Case> class Sharing : public testing::Test {
   Wrapper m_Wrapper = Case::Make();
   int m_HandedBySaving = 0;
 };
-using Cases = testing::Types<
-    FixedArraySharing<double, cls_xp1DArrayDouble>, FixedArraySharing<int, cls_xp1DArrayInt>,
-    ArrayListSharing<cls_xp1DArrayListDouble, double>, ArrayListSharing<cls_xp1DArrayListFloat, float>,
-    ArrayListSharing<cls_xp1DArrayListInt, int>, ArrayListSharing<cls_xp1DArrayListString, cow_String>,
-    ArrayListSharing<cls_xp1DArrayListUint, unsigned int>, ListSharing<cls_xpListFloat, float>,
-    ListSharing<cls_xpListInt, int>, ListSharing<cls_xpListString, cow_String>,
-    TableSharing<cls_xp2DArrayDouble, double>, TableSharing<cls_xp2DArrayFloat, float>,
-    TableSharing<cls_xp2DArrayInt, int>, MapSharing<cls_xpMapString2Float, float>,
-    MapSharing<cls_xpMapString2String, cow_String>, TreeSharing, ObjectMapSharing>;
+// One of each kind: sharing does not depend on the type of the elements.
+using Cases =
+    testing::Types<FixedArraySharing<int, cls_xp1DArrayInt>,
+                   ArrayListSharing<cls_xp1DArrayListString, cow_String>, ListSharing<cls_xpListFloat, float>,
+                   TableSharing<cls_xp2DArrayDouble, double>, MapSharing<cls_xpMapString2Float, float>,
+                   MapSharing<cls_xpMapString2String, cow_String>, TreeSharing, ObjectMapSharing>;
 TYPED_TEST_SUITE(Sharing, Cases);
 
 } // namespace

@@ -5,10 +5,11 @@
 
 #include "store/agents/sto_CollectionAgent.h"
 
-// How the agents of all kinds are found and made; a session has one agent of a collection. `more`: what the
-// constructor of the kind takes after session and id. Internal to the module.
+// Finds and makes agents of all kinds. A session has one agent for each open collection; sto_Session.h says
+// who deletes it. `more` is what the agent's constructor takes after session and id. Internal to the module.
+// REQUIRES: an open transaction. Thread rule: the thread of the session.
 
-/// The session's agent of a collection, null when it has none. WrongClass for one of another kind.
+/// The session's agent of a collection, null if it has none. WrongClass if that is of another kind.
 template <class Agent> [[nodiscard]] Agent* sto_FindAgent(sto_Session& session, std::int64_t id) {
   sto_OpenCollection* const found = session.Collections().Find(id);
   if (found == nullptr) return nullptr;
@@ -20,8 +21,8 @@ template <class Agent> [[nodiscard]] Agent* sto_FindAgent(sto_Session& session, 
   return agent;
 }
 
-/// The session's agent of a collection that is stored, made when there is none. `record` is null for one that
-/// is not stored, and `id` is 0 then. WrongClass, Damaged.
+/// The session's agent of a stored collection; made if there is none. For a collection that is not stored,
+/// `record` is null and `id` is 0. Errors: WrongClass, Damaged, NotFound.
 template <class Agent, class... More>
 [[nodiscard]] Agent* sto_AgentOfStored(sto_Session& session, std::int64_t id, sto_RecordRef const& record,
                                        More... more) {
@@ -35,7 +36,7 @@ template <class Agent, class... More>
   return agent.release();
 }
 
-/// The session's agent of a collection that is being saved.
+/// The session's agent of a collection that is being saved; made if there is none. REQUIRES: a running save.
 template <class Agent, class... More>
 [[nodiscard]] Agent* sto_AgentOfSaved(sto_Session& session, std::int64_t id, int sizeHint, More... more) {
   if (Agent* const found = sto_FindAgent<Agent>(session, id)) {

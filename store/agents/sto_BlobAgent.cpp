@@ -25,7 +25,7 @@ sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
     m_MadeInSave = before->m_MadeInSave;
   }
   if (session.IsNewInTransaction(id)) m_MadeInTransaction = session.TransactionNumber();
-  // A damaged blob is reported when it is used: its object can be loaded.
+  // Damage is reported only when the blob is used, so that its object can still be loaded.
   if (session.InTransaction()) m_SeenChange = m_ShownChange = ReadHeader(false).m_Change;
   session.OpenBlobs().insert(this);
 }
@@ -85,8 +85,8 @@ sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
   Header const header{sto_CollectionFields::BlobBytes.Read(part).value_or(0),
                       sto_CollectionFields::Change.Read(part).value_or(0)};
   if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
-    Session().Raise(sto_ErrorKind::Damaged, Describe() + " is none, or says an impossible size.");
-  // Somebody may make room for as many bytes: the last of them must be there.
+    Session().Raise(sto_ErrorKind::Damaged, Describe() + " is not a blob, or has an impossible size.");
+  // The caller may allocate this many bytes, so at least the last block must exist.
   if (checksBlocks && header.m_SizeBytes > 0 && !m_Blocks.Has(Layout::BlockOf(header.m_SizeBytes - 1)))
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: it says " +
                                                 std::to_string(header.m_SizeBytes) +
@@ -119,7 +119,7 @@ void sto_BlobAgent::WriteHeader(Header header) {
   sto_CollectionFields::Change.Write(builder, change);
   Session().Changes().NoteBlobChange(m_Id, change, Session().TransactionNumber(), Session().Save().Number());
   Session().Driver().WriteObject(m_Id, metadata.ClassId(), builder.Finish(m_Id));
-  if (m_SeenChange == header.m_Change) m_SeenChange = change; // what was not seen before still is not
+  if (m_SeenChange == header.m_Change) m_SeenChange = change; // an earlier unseen change stays unseen
   m_ShownChange = change;
 }
 
@@ -197,7 +197,7 @@ void sto_BlobAgent::ChangeWhole(Header const& header, bool outlivesFailure, Chan
     try {
       if (outlivesFailure) WriteHeader(header);
     } catch (...) {
-      Session().Driver().Rollback(); // a blob that says another size than it has must not be committed
+      Session().Driver().Rollback(); // a blob whose header has the wrong size must not be committed
     }
     throw;
   }

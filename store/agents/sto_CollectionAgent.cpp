@@ -61,7 +61,7 @@ void sto_CollectionAgent::TakeStored(sto_RecordRef const& record) {
     if (before->m_IsMade) m_MadeInTransaction = m_Session->TransactionNumber();
     m_MadeInSave = before->m_MadeInSave;
   }
-  // Also one that no agent has made: a plain list, or a copy of another store's.
+  // Also for a collection that no agent made: a plain list, or a copy from another store.
   if (m_Session->IsNewInTransaction(Id())) m_MadeInTransaction = m_Session->TransactionNumber();
   if (m_Session->Save().IsGoingOn() && m_Session->Save().IsNew(Id()))
     m_MadeInSave = m_Session->Save().Number();
@@ -100,7 +100,7 @@ void sto_CollectionAgent::PrepareChange() {
 void sto_CollectionAgent::MarkChanged() noexcept {
   if (m_IsPending) return;
   m_IsPending = true;
-  if (m_SeenChange == m_Change++) m_SeenChange = m_Change; // what was not seen before still is not
+  if (m_SeenChange == m_Change++) m_SeenChange = m_Change; // an earlier unseen change stays unseen
 }
 
 void sto_CollectionAgent::CheckWriting() const {
@@ -145,7 +145,7 @@ bool sto_CollectionAgent::AskChanged() {
 
 bool sto_CollectionAgent::IsReadOnly() const {
   if (IsClosed()) return true;
-  if (m_IsLost) return IsLettingGo(); // a flush raises, but not when an array goes that nobody can save
+  if (m_IsLost) return IsLettingGo(); // a flush must raise, except when the array is being destroyed anyway
   return Id() == 0 || m_Session->Driver().IsReadOnly();
 }
 
@@ -173,7 +173,7 @@ void sto_CollectionAgent::Hold(cls_PC* holder) {
 
 void sto_CollectionAgent::Release() noexcept {
   --m_References;
-  // A container that is assigned to has just forgotten its ring, and lives now but maybe not later.
+  // A container that was assigned to has just forgotten its ring. It lives now, but may not live later.
   for (std::unique_ptr<sto_HolderSlot> const& slot : m_Slots) slot->Prune();
 }
 
@@ -198,7 +198,7 @@ void sto_CollectionAgent::KeepForRollback(sto_Keeping keeping) {
 }
 
 void sto_CollectionAgent::KeepForUndo() {
-  ForgetKeptAtMark(); // of a save that could not begin
+  ForgetKeptAtMark(); // left over from a save that could not begin
   if (!m_IsLost) KeepAtMark();
 }
 
@@ -216,7 +216,7 @@ void sto_CollectionAgent::NoteIdentity(bool isRollback) noexcept {
     m_Identity.emplace(entry);
 }
 
-void sto_CollectionAgent::Restore(Standing const& before) noexcept {
+void sto_CollectionAgent::Restore(State const& before) noexcept {
   m_Change = before.m_Change;
   m_SeenChange = before.m_SeenChange;
 }
@@ -235,7 +235,7 @@ void sto_CollectionAgent::UndoSave() noexcept {
   if (isWritten) Restore(m_AtMark);
   m_AtMark.m_Of = 0;
   if (m_MadeInSave == save) {
-    PutBackAtBegin(true); // there is no other image of what was in memory till then
+    PutBackAtBegin(true); // the only image of what was in memory before the save
     return Lose();
   }
   if (isWritten || m_HasNewHolders) PutBackAtMark();
@@ -260,19 +260,19 @@ void sto_CollectionAgent::Lose() noexcept {
   ForgetBegin();
   m_IsLost = true;
   m_IsPending = false;
-  m_Session->Collections().ForgetId(*this); // the id's next object is another one
+  m_Session->Collections().ForgetId(*this); // another object may get the id
   if (m_References == 0 && HolderCount() == 0 && IsOwnedByHolders()) delete this;
 }
 
 void sto_CollectionAgent::CloseSession() noexcept {
   try {
     FlushHolders();
-  } catch (...) { // nobody is left to hear of it; what is in memory stays there
+  } catch (...) { // there is no one left to report it to; elements in memory stay there
   }
   ForgetBegin();
-  // One that nobody ever referred to belongs to whoever uses it.
+  // An agent that was never referenced belongs to the program that uses it.
   bool const isOurs = m_References > 0 || HolderCount() > 0 || IsOwnedByHolders();
-  ++m_References; // so that no container flushes again, and none deletes the agent meanwhile
+  ++m_References; // so that meanwhile no container flushes again or deletes the agent
   if (!m_IsLost) ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Detach(); });
   m_Session->Collections().Remove(*this);
   m_IsRegistered = false;

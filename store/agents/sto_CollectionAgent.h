@@ -12,31 +12,36 @@
 #include "store/format/sto_RecordRef.h"
 #include "store/session/sto_Session.h"
 
-/// What the agents of all kinds of collections have in common: when their record is read and written, who
-/// holds the agent, and its life beside the session. Internal to the module.
+/// What the agents of all kinds of collections have in common: when the record is read and written, who holds
+/// the agent, and how it outlives its session. Internal to the module. Thread rule: the thread of the
+/// session.
 ///
-/// A collection has one agent a session, which all containers of that collection share. It outlives saves and
-/// transactions; when the session closes, its containers are detached, and an agent that somebody still holds
-/// raises Unavailable at every operation. So does one whose collection was made in work that is undone: it is
-/// lost, and stays in the session only so that what its containers hold cannot be forgotten.
+/// A session has one agent for a collection; all containers of that collection share it. It outlives saves
+/// and transactions. When the session closes, the containers are detached; an agent that is still held then
+/// raises Unavailable at every operation. So does a lost agent, whose collection was made in undone work. It
+/// stays registered only to remember that its containers still hold elements. sto_Session.h says who deletes
+/// an agent.
 ///
-/// Invariants: 1. What the agent knows of the collection is what is stored as the latest transaction saw it,
-/// plus what this session has written since (m_IsPending). 2. What fails while the last holder lets go is
-/// kept by the session, because that happens in destructors. 3. Undoing allocates nothing and cannot fail:
-/// what it needs was kept when the work began; what has to be read again is read by the next operation.
-/// 4. A change by another session is counted (m_Foreign); a container that has not seen it cannot write.
+/// Invariants:
+/// 1. The agent knows the collection as the latest transaction saw it in the store, plus what this session
+///    has changed since (m_IsPending).
+/// 2. A failure while the last holder lets go is kept by the session, because it happens in a destructor.
+/// 3. Undoing allocates nothing and cannot fail: everything it needs was kept when the work began. What must
+///    be read again is read by the next operation.
+/// 4. Changes by other sessions are counted (m_Foreign); a container that has not seen them cannot write.
 class sto_CollectionAgent : public sto_OpenCollection {
  public:
-  /// Not registered with the session; see Register. `id` is 0 for a collection that is not stored.
+  /// Does not register the agent with the session; see Register. `id` is 0 for a collection that is not
+  /// stored.
   sto_CollectionAgent(sto_Session& session, std::int64_t id);
   ~sto_CollectionAgent() override;
 
-  /// Makes the agent the session's one for the collection.
+  /// Registers the agent as the session's agent of the collection.
   void Register();
 
-  /// A collection that is made now. It is stored with the next pending records.
+  /// Starts a new collection. Its record is pending afterwards. REQUIRES: a running save.
   void StartNew(int sizeHint);
-  /// A collection that is stored; `record` is its object. Damaged, WrongClass for one of another kind.
+  /// Takes over a stored collection; `record` is its object's. Damaged; WrongClass if it is of another kind.
   void TakeStored(sto_RecordRef const& record);
 
   void Synchronise() final;
@@ -60,42 +65,45 @@ class sto_CollectionAgent : public sto_OpenCollection {
   bool CopyInto(sto_ListTarget&, void const*) override { return false; }
 
  protected:
-  /// The session; Unavailable when it is closed, and for a lost collection.
+  /// The session. Unavailable if it is closed, and for a lost collection.
   [[nodiscard]] sto_Session& Session() const;
-  /// The same without a question, for what may not raise: not null unless IsClosed.
+  /// The session, without these checks. REQUIRES: not IsClosed.
   [[nodiscard]] sto_Session& Home() const noexcept { return *m_Session; }
   [[nodiscard]] bool IsClosed() const noexcept { return m_Session == nullptr; }
   [[nodiscard]] bool IsLettingGo() const noexcept { return m_References == 0; }
   /// "The list of object 7".
   [[nodiscard]] virtual std::string Describe() const = 0;
-  /// Keeps the failure that is being handled, as the session that may not raise it now.
+  /// Lets the session keep the exception that is being handled, because it cannot be raised here.
   void KeepFailure() const noexcept;
 
-  /// Notes that the collection is about to be written: before anything of it changes, here or in the store.
+  /// Call before anything of the collection changes, in memory or in the store: keeps what undoing needs and
+  /// marks the record as pending.
   void NoteChanged() {
     PrepareChange();
     MarkChanged();
   }
-  /// The two halves: what can fail, and what cannot.
+  /// The first half of NoteChanged, which can fail; then nothing has changed.
   void PrepareChange();
+  /// The second half. REQUIRES: PrepareChange has succeeded.
   void MarkChanged() noexcept;
-  /// Misuse outside of a write transaction.
+  /// Misuse outside a write transaction.
   void CheckWriting() const;
-  /// Conflict: another session has changed the collection since it was looked at here.
+  /// Raises Conflict: another session has changed the collection since it was read here.
   [[noreturn]] void RaiseStale() const;
-  /// Changes by other sessions that this one has learnt of.
+  /// How many changes by other sessions this one has seen.
   [[nodiscard]] std::int64_t Foreign() const noexcept { return m_Foreign; }
-  /// Whether what is known of the stored collection may be outdated.
+  /// Whether the record must be read again because work was undone.
   [[nodiscard]] bool IsOutdated() const noexcept { return m_ReadAtChange == -1; }
   [[nodiscard]] bool IsMadeInSave() const noexcept;
   [[nodiscard]] bool IsMadeInTransaction() const noexcept;
 
-  // What the agents of all interfaces answer.
+  // The common part of the agent interfaces' operations.
   [[nodiscard]] bool AskChanged();
   [[nodiscard]] bool IsReadOnly() const;
-  /// The record is written with the transaction; a holder that has let go leaves no later chance.
+  /// Normally the record is written before the commit. If the last holder has let go, this is the last chance
+  /// to write it, so it is written here.
   void EndOfFlush();
-  /// When it raises, the container is not registered.
+  /// Registers a container. If it raises, the container is not registered.
   void Hold(cls_PC* holder);
   void Release() noexcept;
   /// Calls `act` with each container and its slot.
@@ -107,16 +115,16 @@ class sto_CollectionAgent : public sto_OpenCollection {
 
   /// The class under which the collection is stored.
   [[nodiscard]] virtual unsigned int StoredClassId() const = 0;
-  /// Takes what a stored collection has, and returns how many elements those are. WrongClass, Damaged.
+  /// Takes over the content of a stored collection; returns the number of its elements. WrongClass, Damaged.
   virtual int TakeContent(sto_RecordRef const& record) = 0;
-  /// Puts the collection into its new record, and writes what does not stand there.
+  /// Puts the collection into its new record, and writes to blocks what the record does not contain.
   virtual void PutContent(sto_RecordBuilder& builder) = 0;
   /// Forgets what was read ahead.
   virtual void ForgetBlocks() noexcept {}
-  /// How many elements the collection has, as the agent knows.
+  /// How many elements the agent knows the collection to have.
   [[nodiscard]] virtual int KnownCount() const noexcept = 0;
 
-  // What bulk arrays hold in memory. Other containers hold nothing that could be stale.
+  // For bulk arrays, which hold elements in memory. Other containers hold none, so there is nothing to do.
   virtual void NoteHolder(cls_PC&, sto_HolderSlot&) {}
   virtual void KeepAtBegin(sto_Keeping) {}
   virtual void KeepAtMark() {}
@@ -124,51 +132,53 @@ class sto_CollectionAgent : public sto_OpenCollection {
   virtual void ForgetKeptAtMark() noexcept {}
   virtual void PutBackAtBegin(bool) noexcept {}
   virtual void PutBackAtMark() noexcept {}
-  /// Brings containers up to date that have not seen a change by another session. Conflict, and nothing is
-  /// done, when one of them has elements that it has not written. Returns whether whoever asks is to look
-  /// again; `isSeen`: the stored collection is as it was when somebody asked last.
+  /// Updates containers that have not seen a change by another session. Conflict if one of them has unwritten
+  /// changes; then nothing is done. Returns whether the asking container must read again. `isSeen`: the
+  /// stored collection has not changed since the last time a container asked.
   virtual bool RefreshHolders(bool isSeen) { return !isSeen; }
-  /// An operation shows the collection as it is now.
+  /// Called when an operation shows the current collection.
   virtual void NoteShown() noexcept {}
-  /// Whether an agent that nobody refers to can go. Collections of objects are used without references.
+  /// Whether the agent may delete itself if nothing refers to it. False for collections of objects, whose
+  /// agents can be used without references.
   [[nodiscard]] virtual bool IsOwnedByHolders() const noexcept { return true; }
 
-  /// The content that is being taken replaces one that this session knows, by another session's change.
+  /// Whether TakeContent is taking a change by another session. Set by TakeRecord.
   bool m_IsTakingForeign = false;
-  /// Containers were tied to the collection in this transaction that were in memory before.
+  /// Whether arrays that were in memory were tied to the collection in this transaction. Set by the list
+  /// agent, cleared by ForgetBegin.
   bool m_HasNewHolders = false;
 
-  int m_SizeHint = 0;
-  int m_References = 0;
+  int m_SizeHint = 0;   // set by StartNew and TakeRecord
+  int m_References = 0; // changed by AddReference, Release and, for its own duration, by undoing and closing
 
  private:
   void WritePendingRecord() final;
 
-  /// What undoing restores of the agent itself.
-  struct Standing {
+  /// What undoing restores in the agent itself.
+  struct State {
     std::int64_t m_Change = 0;
     std::int64_t m_SeenChange = 0;
-    std::int64_t m_Of = 0; // the number of the transaction or save at whose beginning that was so
+    std::int64_t m_Of = 0; // the number of the transaction or save that had this state when it began
   };
 
   void TakeRecord(sto_RecordRef const& record, bool isFirst);
-  void Restore(Standing const& before) noexcept;
-  /// What is known of the stored collection may be undone.
+  void Restore(State const& before) noexcept;
+  /// Forgets what is known about the stored collection, because it may have been undone.
   void Outdate() noexcept;
-  /// What is left of a collection that was made in undone work. May delete the agent.
+  /// Turns the agent into a lost one: its collection was made in undone work. May delete the agent.
   void Lose() noexcept;
 
-  sto_Session* m_Session;
+  sto_Session* m_Session; // null once the session has closed
   std::string m_Location;
   bool m_IsRegistered = false;
-  std::int64_t m_Change = 0; // how often the collection was written, counted in its record
-  std::int64_t m_SeenChange = 0;
-  std::int64_t m_Foreign = 0;
+  std::int64_t m_Change = 0;        // how often the collection was changed; counted in its record
+  std::int64_t m_SeenChange = 0;    // the value of m_Change that AskChanged last reported
+  std::int64_t m_Foreign = 0;       // changes by other sessions; counted up by TakeRecord
   std::int64_t m_ReadAtChange = -1; // the store's change counter when the record was read
-  Standing m_AtBegin;
-  Standing m_AtMark;
-  std::int64_t m_MadeInTransaction = 0; // the number of the one that made the collection
-  std::int64_t m_MadeInSave = 0;
-  std::optional<cls_Uid> m_Identity; // of a lost collection
+  State m_AtBegin;
+  State m_AtMark;
+  std::int64_t m_MadeInTransaction = 0; // the number of the transaction that made the collection
+  std::int64_t m_MadeInSave = 0;        // the number of the save that made it
+  std::optional<cls_Uid> m_Identity;    // of a lost collection
   std::vector<std::unique_ptr<sto_HolderSlot>> m_Slots;
 };

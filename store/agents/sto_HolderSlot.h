@@ -4,11 +4,12 @@
 
 #include "persist/backend/cls_PC.h"
 
-/// Where a list agent keeps one container that holds it: a ring of this node and the container. The container
-/// leaves the ring by itself when it is destroyed or detached.
+/// How an agent refers to one container that holds it: a ring of this node and the container. The container
+/// leaves the ring by itself when it is destroyed or detached. Internal to the module. Thread rule: the
+/// thread of the session.
 ///
-/// A ring for each container, because an array that is assigned to resets its own links without touching its
-/// neighbours: in a common ring the others would be lost with it.
+/// Each container has a ring of its own, because an array that is assigned to resets its own links without
+/// touching its neighbours: in a common ring the other containers would be lost with it.
 class sto_HolderSlot final : public cls_PC {
  public:
   void Flush() const override {}
@@ -16,23 +17,23 @@ class sto_HolderSlot final : public cls_PC {
 
   [[nodiscard]] bool IsFree() const noexcept { return Next() == this; }
 
-  /// The container, null when it has left or has forgotten the ring. In the latter case the container must
-  /// still live.
+  /// The container; null if it has left the ring or forgotten it. REQUIRES: a container that has forgotten
+  /// the ring is still alive.
   [[nodiscard]] cls_PC* Holder() const noexcept {
     return !IsFree() && Next()->Next() == this ? Next() : nullptr;
   }
 
-  /// Forgets a container that has forgotten the ring.
+  /// Removes a container that has forgotten the ring.
   void Prune() noexcept {
     if (!IsFree() && Holder() == nullptr) Reset();
   }
 
-  /// How an array goes back when work is undone.
+  /// The earlier state of an array, which undoing restores.
   struct Before {
     enum class Kind {
-      Unknown,    ///< the array was not there, or what it showed was never committed: it has nothing to show
-      InMemory,   ///< it had no agent
-      Associated, ///< it was on this list
+      Unknown,    ///< there was no array, or its elements were never committed: it becomes unusable
+      InMemory,   ///< it was in memory, without an agent
+      Associated, ///< it was associated with this list
     };
     Kind m_Kind = Kind::Unknown;
     int m_Size = 0;
@@ -40,6 +41,6 @@ class sto_HolderSlot final : public cls_PC {
   Before m_AtBegin; ///< of the transaction
   Before m_AtMark;  ///< of the save
 
-  /// The changes by other sessions that the container has seen, in the agent's count.
+  /// How many changes by other sessions the container has seen, by the agent's count.
   std::int64_t m_SeenForeign = 0;
 };

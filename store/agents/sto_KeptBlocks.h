@@ -6,12 +6,12 @@
 
 #include "collections/cls_ArrayPrim.h"
 
-/// What the bulk arrays on one stored list held in memory at some moment, so that it can be put back when
-/// the work since then is undone. Internal to the module.
+/// An image of what the bulk arrays of one stored list held in memory at some moment. It is restored if the
+/// work since then is undone. Internal to the module.
 ///
-/// Blocks are kept by handle, in a trie of its own for each trie that the arrays have, so that putting back
-/// is an exchange of two tries: it allocates nothing and cannot fail. A block whose elements may change while
-/// it is kept is kept as a copy as well, and gets its old elements back where it was.
+/// Blocks are kept by handle. Each trie of the arrays has a second trie here, so that restoring only swaps
+/// the two: it allocates nothing and cannot fail. If the elements of a block may change while it is kept, a
+/// copy of them is kept too, and is copied back into the block.
 ///
 /// Thread rule: the thread of the session.
 template <class T> class sto_KeptBlocks {
@@ -20,17 +20,17 @@ template <class T> class sto_KeptBlocks {
   using Buffer = cls_ArrayPrimBuffer<T>;
   using Trie = typename Array::Trie;
 
-  /// Which blocks an image of an array's memory has.
+  /// Which blocks of an array are kept.
   enum class Which {
-    All,     ///< of an array that is in memory: it has nothing else
-    Changed, ///< of one that is associated: its other blocks are in the store
+    All,     ///< for an array in memory, which has nothing in the store
+    Changed, ///< for an associated array: its other blocks are in the store
   };
 
   [[nodiscard]] bool IsEmpty() const noexcept { return m_Images.empty(); }
   [[nodiscard]] bool Has(Array const& array) const noexcept { return Find(array) != nullptr; }
 
-  /// Keeps an array's blocks, of a trie that has no image yet. `isCopied(start)` says which are kept as
-  /// copies too. When it raises, nothing has changed.
+  /// Keeps an array's blocks. `isCopied(start)` says for which block the elements are copied too. If it
+  /// raises, nothing has changed. REQUIRES: there is no image of the array's trie yet.
   template <class IsCopied> void Keep(Array const& array, Which which, IsCopied isCopied) {
     auto image = std::make_unique<Image>(array.Blocks());
     cls_PTrieIter<int, Buffer, 1> iter(*array.Blocks().Ptr());
@@ -43,9 +43,9 @@ template <class T> class sto_KeptBlocks {
     m_Images.push_back(std::move(image));
   }
 
-  /// Gives an array the blocks that its trie had, marked as changed, because what was written of them is
-  /// undone. An array without image was clean: its blocks are in the store. `isPaged`: the array stays
-  /// associated. Once for each trie; of arrays that share one the first call does it.
+  /// Gives an array back the blocks that its trie had, marked as changed, because their writing was undone.
+  /// An array without an image had no unwritten blocks: all are in the store. `isPaged`: the array stays
+  /// associated. Of several arrays that share a trie, the first call does the work.
   void PutBack(Array const& array, bool isPaged) noexcept {
     Trie& trie = *array.Blocks().Ptr();
     Image* const image = Find(array);
@@ -58,7 +58,7 @@ template <class T> class sto_KeptBlocks {
   }
 
   void Forget() noexcept { m_Images.clear(); }
-  /// Forgets the images that were put back.
+  /// Forgets the images that were restored.
   void ForgetUsed() noexcept {
     std::erase_if(m_Images, [](std::unique_ptr<Image> const& image) { return image->m_IsBack; });
   }
@@ -70,7 +70,7 @@ template <class T> class sto_KeptBlocks {
     Image& operator=(Image const&) = delete;
     ~Image() { m_Kept.Clear(); }
 
-    cow_CountedHld<Trie> m_Blocks; // whose memory it is
+    cow_CountedHld<Trie> m_Blocks; // the trie that this is an image of
     cls_PTrie<int, Buffer, 1> m_Kept;
     std::vector<std::pair<Buffer, Buffer>> m_Copies; // a kept block, and the elements that it had
     bool m_IsBack = false;
@@ -79,7 +79,7 @@ template <class T> class sto_KeptBlocks {
   static void PutBack(Image& image, Trie& trie) noexcept {
     for (auto const& [block, elements] : image.m_Copies) block.TakeValues(elements);
     trie.Swap(image.m_Kept);
-    image.m_Kept.Clear(); // what the undone work left
+    image.m_Kept.Clear(); // the blocks of the undone work
     cls_PTrieIter<int, Buffer, 1> iter(trie);
     for (iter.First(); iter.IsDone() == 0; iter.Next()) iter.CurrentValue().SetDirty(true);
   }

@@ -13,16 +13,16 @@ namespace {
 
 using Layout = sto_ListLayout;
 
-/// Blocks of a run that are written at once: 256 KiB of doubles.
+/// How many blocks of a run are written at once: 256 KiB of doubles.
 constexpr int RunBlocks = 16;
 
-/// Elements whose bytes in memory are their bytes in a block.
+/// Whether elements have the same bytes in memory as in a block.
 template <class T>
 constexpr bool IsRaw =
     std::is_arithmetic_v<T> && !std::is_same_v<T, bool> && std::endian::native == std::endian::little;
 
-/// The block of an array that starts at an index, null when it is not in memory. Not through the trie's own
-/// look-up, which would take the block in hand while others may be there.
+/// The block of an array that starts at an index, null if it is not in memory. Does not use the trie's own
+/// look-up, which may return the last found block although the trie has others.
 template <class T> cls_ArrayPrimBuffer<T> const* FindBlock(cls_ArrayPrim<T> const& array, int start) {
   cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
   for (iter.First(); iter.IsDone() == 0; iter.Next())
@@ -36,7 +36,7 @@ template <class T> void MarkAll(cls_ArrayPrim<T> const& array) {
   for (iter.First(); iter.IsDone() == 0; iter.Next()) iter.CurrentValue().SetDirty(true);
 }
 
-/// Whether an array has changed elements that are not written yet.
+/// Whether an array has unwritten changes.
 template <class T> bool HasUnwritten(cls_ArrayPrim<T> const& array) {
   cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
   for (iter.First(); iter.IsDone() == 0; iter.Next())
@@ -107,7 +107,7 @@ template <class T> void sto_ListAgent<T>::WriteRun(int firstIndex, int count, T 
     transaction.Commit();
   } catch (...) {
     if (!IsLettingGo() || IsClosed()) throw;
-    KeepFailure(); // this happens in a destructor
+    KeepFailure(); // it happened in a destructor
   }
 }
 
@@ -252,7 +252,7 @@ template <class T> void sto_ListAgent<T>::NoteHolder(cls_PC& holder, sto_HolderS
         CheckInMemory(*array);
         KeepInMemory(*array);
       }
-      MarkAll(*array); // the list has none of them yet, or others
+      MarkAll(*array); // the stored list has no elements yet, or others
       m_HasNewHolders = true;
     }
     slot.m_AtBegin = slot.m_AtMark = BeforeOf(*array, purpose);
@@ -269,7 +269,7 @@ sto_HolderSlot::Before sto_ListAgent<T>::BeforeOf(cls_ArrayPrim<T> const& array,
   using Before = sto_HolderSlot::Before;
   if (purpose == Purpose::Saving) return {Before::Kind::InMemory, array.Size()};
   if constexpr (IsArrayElement) {
-    if (purpose == Purpose::Copying) { // goes back as the one that it is a copy of
+    if (purpose == Purpose::Copying) { // restored like the array that it is a copy of
       Before before;
       ForEachArray([&](cls_ArrayPrim<T> const& other, sto_HolderSlot const& slot) {
         if (&other != &array && other.Blocks().Ptr() == array.Blocks().Ptr()) before = slot.m_AtBegin;
@@ -288,7 +288,7 @@ template <class T> void sto_ListAgent<T>::KeepInMemory(cls_ArrayPrim<T> const& a
     auto const bytes = static_cast<std::int64_t>(array.Blocks().Ptr()->Count()) *
                        static_cast<std::int64_t>(sizeof(T) * Buffer::ElementCount);
     Session().KeptBytes().Check(bytes, [this] { return Describe(); });
-    // One block stays in memory, where it may be changed before the transaction ends.
+    // The last block stays in memory after the save and may change before the transaction ends.
     int const last = Buffer::StartOf(array.Size());
     m_KeptAtBegin.Keep(array, sto_KeptBlocks<T>::Which::All, [last](int start) { return start == last; });
     m_KeptBytes += bytes;
@@ -298,7 +298,7 @@ template <class T> void sto_ListAgent<T>::KeepInMemory(cls_ArrayPrim<T> const& a
 
 template <class T> void sto_ListAgent<T>::CheckInMemory(cls_ArrayPrim<T> const& array) const {
   if constexpr (IsArrayElement) {
-    std::int64_t missing = 0; // the first block that is not there; they come in ascending order
+    std::int64_t missing = 0; // the first block that is not in memory; blocks come in ascending order
     cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
     for (iter.First(); iter.IsDone() == 0 && iter.CurrentKey() == missing; iter.Next())
       missing += Layout::BlockSize;
@@ -350,7 +350,7 @@ template <class T>
 void sto_ListAgent<T>::PutBack(KeptBlocks& blocks, sto_HolderSlot::Before sto_HolderSlot::*at,
                                bool isGone) noexcept {
   using Kind = sto_HolderSlot::Before::Kind;
-  ++m_References; // so that an array that lets go neither flushes nor takes another identity
+  ++m_References; // so that an array that lets go neither flushes nor gets a new identity
   ForEachArray([&](cls_ArrayPrim<T>& array, sto_HolderSlot& slot) {
     if constexpr (IsArrayElement) {
       sto_HolderSlot::Before const before = slot.*at;
@@ -360,7 +360,7 @@ void sto_ListAgent<T>::PutBack(KeptBlocks& blocks, sto_HolderSlot::Before sto_Ho
       if (isKnown)
         kept.PutBack(array, isPaged);
       else
-        array.Blocks().Ptr()->Clear(); // what was undone cannot be read any more
+        array.Blocks().Ptr()->Clear(); // undone elements can no longer be read
       if (isKnown) array.SetLength(before.m_Size);
       if (before.m_Kind == Kind::InMemory) array.Detach();
     }
@@ -385,9 +385,9 @@ template <class T> bool sto_ListAgent<T>::RefreshHolders(bool isSeen) {
   sto_ChangeNotes::ListAtBegin const* const before = Session().Changes().FindAtBegin(Id());
   ForEachArray([&](cls_ArrayPrim<T>& array, sto_HolderSlot& slot) {
     if (slot.m_SeenForeign == this->Foreign()) return;
-    array.Release(); // nothing is unwritten
+    array.Release(); // it has no unwritten changes
     array.SetLength(m_Count);
-    // What the other session committed is not undone with this transaction.
+    // Undoing this transaction does not undo what the other session committed.
     slot.m_AtMark = {Before::Kind::Associated, m_Count};
     slot.m_AtBegin = {Before::Kind::Associated, before == nullptr ? m_Count : before->m_Count};
   });

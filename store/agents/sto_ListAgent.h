@@ -7,18 +7,19 @@
 #include "store/agents/sto_ListAgentBase.h"
 #include "store/format/sto_ElementCodec.h"
 
-/// Nothing to keep: for element types that no bulk array has.
+/// Replaces sto_KeptBlocks for element types that no bulk array has.
 struct sto_NoKeptBlocks {};
 
-/// The open line between a bulk array and its stored list. Internal to the module; see sto_CollectionAgent.
+/// The agent between bulk arrays and their stored list. Internal to the module; see sto_CollectionAgent.
 ///
-/// Runs may have any alignment and length. Each run is one transaction when none is open: open one around
-/// many. Reading in order reads ahead (sto_StoredBlocks). A run that begins beyond the end fills the gap with
-/// zeros or strings without text; but the save that makes a list writes it from 0 on without gaps.
+/// Runs may have any alignment and length. Each run is a transaction of its own if none is open, so open one
+/// around many runs. Reading in order reads ahead (sto_StoredBlocks). A run that begins beyond the end fills
+/// the gap with zeros or strings without text. The save that makes a list must write it from 0 on without
+/// gaps.
 ///
-/// What arrays hold in memory is kept from the beginning of a save or a transaction, and put back when the
-/// work is undone: an array that was in memory is in memory again, whole; one that was associated has the
-/// size and the unwritten elements that it had then, and reads the others again.
+/// When a save or a transaction begins, the agent keeps what arrays hold in memory, and restores it if the
+/// work is undone. An array that was in memory is then in memory again, complete. An array that was
+/// associated has its old size and its unwritten elements again, and reads the other elements again.
 template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, public sto_ListAgentBase {
  public:
   using Codec = sto_ElementCodec<T>;
@@ -31,9 +32,8 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   [[nodiscard]] static std::string Kind();
   [[nodiscard]] std::string What() const override { return Kind(); }
 
-  /// The session's agent of a list, made when there is none. `record` is null for a list that is not stored.
+  /// See sto_AgentOfStored and sto_AgentOfSaved.
   static sto_ListAgent* OfStored(sto_Session& session, std::int64_t id, sto_RecordRef const& record);
-  /// The session's agent of a list that is being saved.
   static sto_ListAgent* OfSaved(sto_Session& session, std::int64_t id, int sizeHint);
 
   int Count() override;
@@ -48,7 +48,7 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   bool ReadOnly() override { return IsReadOnly(); }
   void RegisterHolder(cls_PC* holder) override { Hold(holder); }
 
-  /// Of arrays that share blocks the longest first: a shorter one would mark them as written.
+  /// Of arrays that share blocks, flushes the longest first: a shorter one would mark the blocks as written.
   void FlushHolders() override;
   void CheckWhole() const override;
   [[nodiscard]] bool HasUnwrittenHolders() const noexcept override;
@@ -70,19 +70,19 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   using KeptBlocks = typename std::conditional_t<IsArrayElement, std::type_identity<sto_KeptBlocks<T>>,
                                                  std::type_identity<sto_NoKeptBlocks>>::type;
 
-  /// What the agent was handed out for last; the container that registers next was handed it.
+  /// What the agent was last requested for. The next container that registers is the one that requested it.
   enum class Purpose { Copying, Reading, Saving };
 
   /// Calls `act` with each bulk array that is registered, and its slot.
   template <class Act> void ForEachArray(Act act) const;
-  /// Misuse when an array that is about to be stored does not have all its elements in memory.
+  /// Misuse if an array that is about to be stored does not have all its elements in memory.
   void CheckInMemory(cls_ArrayPrim<T> const& array) const;
   /// Keeps all blocks of an array that is in memory.
   void KeepInMemory(cls_ArrayPrim<T> const& array);
-  /// How an array that registers now goes back when the open transaction is undone.
+  /// The state that a newly registered array gets if the open transaction is undone.
   [[nodiscard]] sto_HolderSlot::Before BeforeOf(cls_ArrayPrim<T> const& array, Purpose purpose) const;
   void PutBack(KeptBlocks& blocks, sto_HolderSlot::Before sto_HolderSlot::*at, bool isGone) noexcept;
-  /// Conflict when the container whose elements `values` are has not seen a change by another session.
+  /// Conflict if the container that `values` belong to has not seen a change by another session.
   void CheckSeen(int firstIndex, T const* values) const;
 
   /// How many elements block `index` has.
@@ -90,15 +90,15 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   void Write(int firstIndex, int count, T const* values);
   /// Writes `count` elements at `offset` of block `index`; the others stay.
   void WriteIntoBlock(int index, int offset, int count, T const* values);
-  /// Writes whole blocks behind the list's last one, as many as `count` has and at most RunBlocks; returns
-  /// how many elements that are, none when the run does not begin there.
+  /// Appends full blocks to the list: as many as `count` elements fill, at most RunBlocks. Returns how many
+  /// elements it wrote; 0 if the run does not begin at the end of the last block.
   int WriteNewBlocks(int firstIndex, int count, T const* values);
   void CheckBlockBytes(sto_Bytes const& content) const;
-  /// Decodes `count` elements from `offset` on of a block that has `blockCount`.
+  /// Decodes `count` elements, from `offset` on, of a block that has `blockCount` elements.
   void Decode(int index, sto_ByteView content, int blockCount, int offset, int count, T* destination) const;
   [[noreturn]] void RaiseDamaged(int index) const;
-  /// Of the elements from `first` on, which `count` an array shows: its own where they are in memory, stored
-  /// ones otherwise.
+  /// Copies `count` elements from `first` on, as an array shows them: those in memory, otherwise the stored
+  /// ones.
   void Collect(cls_ArrayPrim<T> const* array, int first, int count, T* destination);
 
   Purpose m_Purpose = Purpose::Copying;

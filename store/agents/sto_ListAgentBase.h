@@ -3,10 +3,8 @@
 #include "store/agents/sto_CollectionAgent.h"
 #include "store/session/sto_StoredBlocks.h"
 
-/// What the list agents of all element types have in common: the stored list's header. Internal to the
-/// module.
-///
-/// The elements are in the store; only the header waits for the transaction's end.
+/// What the list agents of all element types have in common: the stored list's header. Elements are written
+/// to the store at once; only the header is written later. Internal to the module; see sto_CollectionAgent.
 class sto_ListAgentBase : public sto_CollectionAgent {
  public:
   sto_ListAgentBase(sto_Session& session, std::int64_t id, std::uint8_t elementType)
@@ -20,7 +18,7 @@ class sto_ListAgentBase : public sto_CollectionAgent {
   void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
   [[nodiscard]] int KnownCount() const noexcept override { return m_Count; }
 
-  /// Stores an inline list in blocks. In a write transaction.
+  /// Moves the elements of an inline list to a block. REQUIRES: an open write transaction.
   void MoveOutOfRecord();
 
   sto_StoredBlocks& Blocks() noexcept { return m_Blocks; }

@@ -80,7 +80,7 @@ void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
         block >= sto_ListLayout::BlockOf(m_FirstTouched) && block <= sto_ListLayout::BlockOf(m_LastTouched);
     if (isThere && !(isTouched && m_LastTouched >= 0)) continue;
     sto_Bytes content = encode(sto_ListLayout::FirstOf(block), layout.CountIn(block));
-    m_Blocks.Write(block, content, false); // a removal moves all that follows, so that little stays as it is
+    m_Blocks.Write(block, content, false); // a removal shifts all later ids, so an overwrite saves little
   }
   if (m_StoredBlocks > blockCount) m_Blocks.DeleteFrom(blockCount);
   m_StoredBlocks = blockCount;
@@ -107,7 +107,7 @@ void sto_ListAgentObj::SetCount(int count) {
   Change({}, [&] {
     if (count < 0) RaiseIndex(count);
     if (count == Size()) return false;
-    // The block that the end moves out of, or into, changes its length.
+    // The blocks with the old and the new end change their length.
     Touch(std::max(0, std::min(count, Size()) - 1), std::max(count, Size()));
     m_Ids.resize(static_cast<std::size_t>(count));
     return true;

@@ -7,7 +7,7 @@
 #include "store/agents/sto_ObjectAgentBase.h"
 #include "store/session/sto_StoredBlocks.h"
 
-/// The open line to a stored list of objects. Internal to the module; see sto_ObjectAgentBase.
+/// The agent of a stored list of objects. Internal to the module; see sto_ObjectAgentBase.
 class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBase {
  public:
   sto_ListAgentObj(sto_Session& session, std::int64_t id, int depth)
@@ -24,14 +24,14 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   /// Misuse for a negative count.
   void SetCount(int count) override;
   cls_MementoRead* MakeReadObj(int index) override;
-  /// The index may be Count(): the list grows by one. Misuse beyond that.
+  /// With index Count() the list grows by one. Misuse beyond that.
   cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) override;
   void AddReference() override { ++m_References; }
   void DropReference() override { Release(); }
   bool StillReferenced() override { return m_References > 0; }
   bool ReadOnly() override { return IsReadOnly(); }
   void RegisterHolder(cls_PC* holder) override { Hold(holder); }
-  /// Misuse when there is no such element.
+  /// Misuse if there is no such element.
   void Remove(int index) override;
 
  protected:
@@ -46,13 +46,14 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   [[nodiscard]] int Size() const noexcept { return static_cast<int>(m_Ids.size()); }
   [[nodiscard]] bool Has(int index) const noexcept { return index >= 0 && index < Size(); }
   [[noreturn]] void RaiseIndex(int index) const;
-  /// Notes that elements from one index to another changed, both included.
+  /// Notes that the elements from `first` to `last`, both included, have changed.
   void Touch(int first, int last) noexcept;
   void Read(sto_ListHeader const& list);
 
   std::vector<std::int64_t> m_Ids;
   sto_StoredBlocks m_Blocks;
-  int m_StoredBlocks = 0; // that the store has of this list
+  int m_StoredBlocks = 0; // how many blocks the store has of this list
+  // The range of changed elements; widened by Touch, emptied when the content is read or written.
   int m_FirstTouched = std::numeric_limits<int>::max();
   int m_LastTouched = -1;
 };

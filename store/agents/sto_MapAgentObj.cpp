@@ -17,7 +17,7 @@ template <class K> int sto_MapAgentObj<K>::TakeContent(sto_RecordRef const& reco
                                                    " and cannot be opened as a " + What() + ".");
   std::map<K, std::int64_t> const before = m_IsTakingForeign ? std::move(m_Ids) : std::map<K, std::int64_t>();
   m_Ids.clear();
-  sto_ByteReader reader(record->Map()->m_Entries); // seen to fit when the record was decoded
+  sto_ByteReader reader(record->Map()->m_Entries); // checked when the record was decoded
   for (int i = 0; i < record->Map()->m_Count; ++i) {
     K key = sto_KeyCodec<K>::Decode(reader);
     auto const id = static_cast<std::int64_t>(reader.Varint());

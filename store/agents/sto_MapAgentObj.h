@@ -7,11 +7,11 @@
 #include "store/agents/sto_ObjectAgentBase.h"
 #include "store/format/sto_MapCodec.h"
 
-/// The open line to a stored map of objects. Internal to the module; see sto_ObjectAgentBase.
+/// The agent of a stored map of objects. Internal to the module; see sto_ObjectAgentBase.
 ///
-/// The keys ascend by int, or by the bytes of the text, where no text and the empty text are one key. Of
-/// several stored entries of one key the first counts; the others are gone once the agent has written the
-/// map.
+/// Keys ascend by number, or by the bytes of the text; no text and the empty text are the same key. If the
+/// store has several entries with one key, the first one counts, and the others are dropped when the agent
+/// writes the map.
 template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, public sto_ObjectAgentBase {
  public:
   sto_MapAgentObj(sto_Session& session, std::int64_t id, int depth)
@@ -51,16 +51,16 @@ template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, 
   }
 
  private:
-  /// Notes the keys that another session has changed.
+  /// Adds to m_Unseen the keys that differ from `before`: another session has changed them.
   void NoteUnseen(std::map<K, std::int64_t> const& before);
-  /// The id of a key's element, 0 when the key is not there.
+  /// The id of a key's element, 0 if the key does not exist.
   [[nodiscard]] std::int64_t IdOf(K const& key) const {
     auto const found = m_Ids.find(key);
     return found == m_Ids.end() ? 0 : found->second;
   }
 
   std::map<K, std::int64_t> m_Ids;
-  std::set<K> m_Unseen; // keys that another session has changed, and no operation has shown since
+  std::set<K> m_Unseen; // keys that another session has changed and no operation here has shown since
 };
 
 extern template class sto_MapAgentObj<int>;

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// An element that keeps the load that it belongs to.
+/// The memento of an element; keeps the element's load open.
 class ElementMemento final : public sto_MementoRead {
  public:
   ElementMemento(std::shared_ptr<sto_ElementRead> read, sto_Session& session, sto_RecordRef record, int depth)

@@ -8,43 +8,43 @@
 #include "store/session/sto_OwnTransaction.h"
 
 /// What the agents of lists and maps of objects have in common: they hold the ids of the elements, and write
-/// them with the transaction. Internal to the module; see sto_CollectionAgent.
+/// them before the commit. Internal to the module; see sto_CollectionAgent.
 ///
-/// Each operation is a transaction of its own when none is open. Writing an element outside of a save begins
-/// one, which ends when the element's memento is deleted; an element that is read lives in a load that its
-/// memento keeps open, with a transaction of its own when there was none. What fails then is raised by the
-/// session's next operation.
+/// Each operation runs in the open transaction, or in one of its own. Writing an element outside a save
+/// begins a save, which ends when the element's memento is deleted. Reading an element begins a load, which
+/// its memento keeps open, with a transaction of its own if none was open. Failures at the end of the save
+/// are raised by the session's next operation.
 ///
-/// A change relies on what was seen: when another session has changed the collection since an operation of
-/// this one looked at it, changing it raises Conflict, and nothing is changed. In a map only the key's own
-/// element matters.
+/// A change raises Conflict, and changes nothing, if another session has changed the collection since an
+/// operation here last showed it. In a map only the key's own element matters.
 class sto_ObjectAgentBase : public sto_CollectionAgent {
  protected:
-  /// `depth` is how many objects hold the collection.
+  /// `depth` is the number of objects that hold the collection, one inside another.
   sto_ObjectAgentBase(sto_Session& session, std::int64_t id, int depth)
       : sto_CollectionAgent(session, id), m_Depth(depth) {}
 
-  /// Calls `act` on the stored state, in a transaction.
+  /// Calls `act` in a transaction, after reading the current stored state.
   template <class Act> auto Look(Act act) -> decltype(act()) {
     sto_OwnTransaction const transaction(Session(), false);
     Session().RaiseKept();
     LookAgain();
     return act();
   }
-  /// Whether another session has changed what a change is about, and no operation has shown it since. Without
-  /// one the change is about the whole collection.
+  /// Returns whether another session has changed the element that is about to be changed, and no operation
+  /// has shown it since. If empty, any unseen change of the collection counts.
   using IsUnseen = std::function<bool()>;
-  /// Calls `act`, which answers whether it has changed the ids, in a write transaction.
+  /// Calls `act` in a write transaction. `act` returns whether it has changed the ids, and so does Change.
   bool Change(IsUnseen const& isUnseen, std::function<bool()> const& act);
 
-  /// The memento of the element that `find` finds, 0 for none.
+  /// A memento that reads an element; the caller owns it. `find` returns the element's id, or 0.
   [[nodiscard]] cls_MementoRead* ReadElement(std::function<std::int64_t()> const& find);
-  /// The memento of an element that `put` puts into the collection; `check` raises when it cannot be put there.
+  /// A memento that writes an element; the caller owns it. Null if the save has already written the element.
+  /// `check` raises if the element cannot be put into the collection; `put` puts it there.
   [[nodiscard]] cls_MementoWrite* WriteElement(unsigned int classId, cls_Uid const& uid,
                                                IsUnseen const& isUnseen, std::function<void()> const& check,
                                                std::function<void(std::int64_t id)> const& put);
 
-  /// For destructors: what has not been written yet is.
+  /// For destructors: writes a pending record.
   void WriteLastRecord() noexcept;
 
   [[nodiscard]] int KnownCount() const noexcept override { return 0; } // containers of objects keep none
@@ -54,11 +54,11 @@ class sto_ObjectAgentBase : public sto_CollectionAgent {
  private:
   /// Synchronises for an operation that shows the collection.
   void LookAgain();
-  /// Synchronises for one that changes it. Conflict.
+  /// Synchronises for an operation that changes it. Conflict.
   void SynchroniseForChange(IsUnseen const& isUnseen);
-  /// ReadOnly for a collection that is not stored, or a store that is not written; Misuse.
+  /// ReadOnly for a collection that is not stored. Raises a kept failure first.
   void CheckChange() const;
 
   int m_Depth;
-  std::int64_t m_ShownForeign = 0; // the changes by other sessions that were shown
+  std::int64_t m_ShownForeign = 0; // how many changes by other sessions operations here have shown
 };

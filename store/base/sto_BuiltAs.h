@@ -1,8 +1,8 @@
 #pragma once
 
-/// What is known of the C++ class that an object is built, or asked for, as.
+/// What is known about the C++ class as which an object is built or requested.
 enum class sto_BuiltAs {
   Unchecked, ///< nothing: the class has no TypeId
-  Itself,    ///< it is the object's very class
-  ByMetadata ///< it is one that the object's metadata builds, or a base of that
+  Itself,    ///< it is exactly the object's class
+  ByMetadata ///< it is the class that the object's metadata builds, or a base of that class
 };

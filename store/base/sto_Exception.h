@@ -7,11 +7,11 @@
 #include "store/base/sto_ErrorKind.h"
 #include "store/base/sto_SourceLine.h"
 
-/// Every failure of the database module. The message names the store, and where they are known the object and
-/// the attribute. Catch it, or nex_Exception&; Kind() says what can be done. A program that catches nothing
-/// but std::exception gets the message from what(). An exception has identities, so it must be gone before
-/// nex_finalize and before its thread ends: catch it inside of what brings the library up. Thread rule: as
-/// nex_Exception.
+/// Every failure of the database module. The message names the store and, if known, the object and the
+/// attribute. Catch it, or nex_Exception&; Kind() says what can be done. A program that catches only
+/// std::exception gets the message from what(). An exception has identities, so it must be destroyed before
+/// nex_finalize and before its thread ends: catch it within the scope that initialises the library. Thread
+/// rule: as nex_Exception.
 class KVL_EXPORT sto_Exception : public nex_Exception, public std::exception {
  public:
   sto_Exception(sto_ErrorKind kind, atr_String const& message) : m_Kind(kind), m_Value(message) {}
@@ -30,9 +30,9 @@ class KVL_EXPORT sto_Exception : public nex_Exception, public std::exception {
 
   static constexpr unsigned int TypeId() noexcept { return 0x600001; }
 
-  /// The message, in UTF-8, as UserReport() gives it; a fixed sentence when there is none. It is the
-  /// exception's own text, so nothing is built that could fail, and it is valid as long as the exception. A
-  /// message that has a NUL character ends there.
+  /// The message in UTF-8, as UserReport() returns it; a fixed sentence if there is no message. Allocates
+  /// nothing: it is the exception's own text, valid as long as the exception. A message that contains a NUL
+  /// character ends there.
   [[nodiscard]] char const* what() const noexcept override;
 
   [[nodiscard]] sto_ErrorKind Kind() const noexcept { return m_Kind; }
@@ -44,6 +44,6 @@ class KVL_EXPORT sto_Exception : public nex_Exception, public std::exception {
   cls_Uid m_Uid;
 };
 
-/// Raises a sto_Exception from the calling line.
+/// Throws a sto_Exception that carries the calling line.
 [[noreturn]] KVL_EXPORT void sto_Raise(sto_ErrorKind kind, std::string const& message,
                                        sto_SourceLine line = sto_SourceLine::Current());

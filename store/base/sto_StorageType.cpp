@@ -2,7 +2,7 @@
 
 namespace {
 
-// A number that AllocateId never gives, so that its numbers are all the program's.
+// AllocateId never returns this number, so all of its numbers are left to the program.
 cls_StorageTypeId const Kind(-1);
 
 } // namespace

@@ -3,5 +3,5 @@
 #include "persist/backend/cls_StorageTypeId.h"
 #include "platform/kvl_Export.h"
 
-/// The kind of storage that the module's stores are. Its number is none of cls_StorageTypeId::AllocateId's.
+/// The storage type of the module's stores. cls_StorageTypeId::AllocateId never returns its number.
 [[nodiscard]] KVL_EXPORT cls_StorageTypeId const& sto_StorageType() noexcept;

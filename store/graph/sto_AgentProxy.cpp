@@ -36,7 +36,7 @@ bool sto_AgentProxy::Transfer(cls_StorageTypeId const& storage, cls_MementoWrite
     std::int64_t const id = sto_BranchCopy(source, target).Copy(Id(), classId);
     memento->HoldObject(field, classId, id);
   } catch (...) {
-    target.Save().MarkIncomplete(); // half a branch must not stay, whoever takes this failure
+    target.Save().MarkIncomplete(); // half a copy must not stay, even if this failure is swallowed
     throw;
   }
   return true;

@@ -23,8 +23,8 @@ std::int64_t sto_BranchCopy::Copy(std::int64_t id, unsigned int& classId) {
     std::int64_t const next = m_ToCopy.back();
     m_ToCopy.pop_back();
     sto_RecordRef const record = m_Source.Records().Read(next);
-    // A part has no record of its own, and a reference may name an object that is not stored; what a field
-    // or a collection holds is there.
+    // A base-class part has no record of its own, and a reference may name an object that is not stored.
+    // MapHeldId has checked that held objects exist.
     if (record != nullptr) CopyObject(next, *record);
     if (!std::exchange(isFirst, false)) continue;
     if (record == nullptr)
@@ -139,7 +139,7 @@ void sto_BranchCopy::CopyBlob(std::int64_t id, sto_Part const& part) {
   std::int64_t const size = sto_CollectionFields::BlobBytes.Read(part).value_or(0);
   if (size < 0 || size > sto_BlobLayout::MaxCount)
     m_Source.Raise(sto_ErrorKind::Damaged,
-                   "The blob of object " + std::to_string(id) + " says an impossible size.");
+                   "The blob of object " + std::to_string(id) + " has an impossible size.");
   CopyBlocks(id, sto_BlobLayout(size).BlockCount(), -1);
 }
 
@@ -161,7 +161,7 @@ void sto_BranchCopy::RequireFields(sto_Part const& part) {
   for (sto_Field& field : fields) field.m_Key = MapKey(field.m_Key);
   sto_Part const copy{part.m_ClassId, part.m_Version, part.m_Id, fields};
   if (m_Target.Catalogue().IsKnown(copy)) return;
-  // A store of format 1 has attributes that nobody described.
+  // A store of format 1 has attributes without a description, so the fields are checked here.
   if (std::string const problem = m_Target.Catalogue().Problem(copy, true); !problem.empty())
     m_Target.Raise(sto_ErrorKind::Conflict, "Object " + std::to_string(part.m_Id) + " of " +
                                                 m_Source.Location() + " cannot be copied: " + problem + ".");

@@ -12,44 +12,48 @@
 #include "store/format/sto_RecordBuilder.h"
 #include "store/session/sto_Session.h"
 
-/// Copies stored objects from one session to another (or the same), with all they lead to: new ids, the
-/// target's numbers for attribute names, new checksums; nothing else is decoded. Internal to the module.
+/// Copies stored objects from one session to another (or the same), with everything they lead to. It replaces
+/// only ids, numbers of attribute names, and checksums; it does not decode anything else. Internal to the
+/// module; see sto_Proxy.h.
 ///
-/// Both sessions are in a transaction, the target in a save. Memory: one record, one block, and an entry for
-/// each object.
+/// REQUIRES: both sessions have an open transaction, and the target is saving. Memory: one record, one block,
+/// and an entry for each object. Thread rule: the thread of both sessions.
 class sto_BranchCopy {
  public:
   sto_BranchCopy(sto_Session& source, sto_Session& target);
 
-  /// Copies object `id` and returns the copy's id; its class is `classId` then.
+  /// Copies object `id`; returns the copy's id and sets `classId` to its class. NotFound if the source does
+  /// not have the object; for other errors see sto_AgentProxy::Transfer. After a failure undo the save.
   std::int64_t Copy(std::int64_t id, unsigned int& classId);
 
  private:
-  /// The id of the copy of an object, which is to be copied when it is met first.
+  /// The id of an object's copy. The first call for an object schedules it for copying.
   std::int64_t MapId(std::int64_t id);
-  /// The same for one that an object holds; Damaged when it is missing.
+  /// The same for an object that another one holds. Damaged if it is missing.
   std::int64_t MapHeldId(std::int64_t id);
-  /// The same for one that is copied with its object.
+  /// The same for a base-class part, which is copied with its object and not scheduled.
   std::int64_t MapPartId(std::int64_t id);
   void CopyObject(std::int64_t id, sto_Record const& record);
   void CopyField(sto_Field const& field, sto_RecordBuilder& builder, std::size_t part);
   void CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder);
   void CopyMap(sto_MapHeader const& map, sto_RecordBuilder& builder);
   void CopyBlob(std::int64_t id, sto_Part const& part);
-  /// Copies `blockCount` blocks of a list or blob; of a list of objects with `count` elements the ids too.
+  /// Copies `blockCount` blocks of a list or blob. For a list of `objectCount` objects, replaces the ids;
+  /// -1 for anything else.
   void CopyBlocks(std::int64_t id, int blockCount, int objectCount);
   [[nodiscard]] sto_Bytes MapIds(sto_ByteView ids);
   [[nodiscard]] sto_FieldKey MapKey(sto_FieldKey const& key);
-  /// Makes sure that the target knows the class version of a part, and describes it as the source does.
+  /// Makes the target describe the class version of a part as the source does. Misuse or NewerFormat if the
+  /// target's registrar does not have it; Conflict if the target describes it differently.
   void RequireClass(sto_Part const& part);
-  /// Makes sure that the target's description of a class version takes the fields of a part.
+  /// Conflict if the fields of a part do not fit the target's description of its class version.
   void RequireFields(sto_Part const& part);
 
   sto_Session& m_Source;
   sto_Session& m_Target;
   std::unordered_map<std::int64_t, std::string> m_SourceNames;
   std::unordered_map<std::int64_t, std::int64_t> m_TargetNames; // by the source's number
-  std::set<std::pair<unsigned int, int>> m_KnownClasses;
-  std::unordered_map<std::int64_t, std::int64_t> m_Ids;
-  std::vector<std::int64_t> m_ToCopy; // met, not yet copied
+  std::set<std::pair<unsigned int, int>> m_KnownClasses;        // class versions that RequireClass has seen
+  std::unordered_map<std::int64_t, std::int64_t> m_Ids;         // from the source's ids to the copies' ids
+  std::vector<std::int64_t> m_ToCopy;                           // scheduled by MapId, not yet copied by Copy
 };

@@ -10,11 +10,11 @@
 
 namespace {
 
-/// How many ids are asked for at once; where there are no objects, more and more up to the second.
+/// How many ids are requested at once. In ranges without objects the number doubles, up to MaxRangeIds.
 constexpr std::int64_t RangeIds = 4096;
 constexpr std::int64_t MaxRangeIds = RangeIds << 10;
 
-/// Objects that go, with no object that stays among them: their blocks are one run of keys.
+/// A run of deleted objects without a kept one between them, so that their blocks are one range of keys.
 class Run {
  public:
   explicit Run(sto_Session& session) noexcept : m_Session(session) {}
@@ -32,7 +32,7 @@ class Run {
  private:
   sto_Session& m_Session;
   std::int64_t m_First = 0;
-  std::int64_t m_Last = 0; // 0: none
+  std::int64_t m_Last = 0; // 0: the run is empty
 };
 
 } // namespace
@@ -57,7 +57,7 @@ void sto_Collector::Hold(std::int64_t id, std::int64_t holder) {
 }
 
 void sto_Collector::Refer(std::int64_t id) {
-  // One that is not there stays unmet, so that it is reported as missing if something turns out to hold it.
+  // Do not mark a missing object: if another object turns out to hold it, Hold must report it.
   if (!m_Met.Has(id) && m_Session.Driver().HasObject(id)) Hold(id, 0);
 }
 
@@ -117,7 +117,7 @@ std::int64_t sto_Collector::Sweep() {
     try {
       driver.RollbackToMark();
     } catch (...) {
-      driver.Rollback(); // half a collection must not stay in a transaction that can be committed
+      driver.Rollback(); // a transaction that can still commit must not contain half a collection
     }
     throw;
   }

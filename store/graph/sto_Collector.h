@@ -7,35 +7,36 @@
 #include "store/graph/sto_IdSet.h"
 #include "store/session/sto_Session.h"
 
-/// Deletes the objects that no root leads to. Internal to the module; see sto_Store::CollectGarbage.
+/// The garbage collector: deletes the objects that no root leads to. Internal to the module; see
+/// sto_Store::CollectGarbage.
 ///
 ///     sto_Collector collector(session);
 ///     collector.Mark(); // only reads
 ///     std::int64_t const count = collector.Sweep();
 ///
-/// Each in the same write transaction, with nothing written in between. Memory: one bit for each object that
-/// is kept, two ids for each that is met and not yet read, one record, one block. Thread rule: the thread of
+/// REQUIRES: both calls are in one write transaction, with nothing written between them (Mark and Count need
+/// only a read transaction), and no object is being saved or loaded. Memory: one bit for each object that is
+/// kept, two ids for each that is found and not yet read, one record, one block. Thread rule: the thread of
 /// the session.
 class sto_Collector {
  public:
   explicit sto_Collector(sto_Session& session) noexcept : m_Session(session) {}
 
-  /// Walks from the roots, and from the collections and blobs that are open in the session, over all they
-  /// lead to. Damaged for a record or a block of ids that cannot be read, and for an object that is held but
-  /// not there; NewerFormat.
+  /// Marks everything that the roots, and the session's open collections and blobs, lead to. Damaged if a
+  /// record or a block of ids cannot be read, or a held object is missing; NewerFormat.
   void Mark();
 
-  /// Deletes every object that was not met, with its blocks; returns how many. When it fails, the transaction
-  /// is as it was before, or has been undone.
+  /// Deletes every unmarked object with its blocks; returns how many. After a failure the transaction is as
+  /// it was before, or has been rolled back. REQUIRES: Mark has succeeded.
   std::int64_t Sweep();
 
-  /// How many objects Sweep would delete. A transaction that only reads is enough for Mark and this.
+  /// How many objects Sweep would delete. REQUIRES: Mark has succeeded.
   [[nodiscard]] std::int64_t Count();
 
  private:
-  /// Notes an object that another, or a root (0), holds.
+  /// Marks an object that object `holder`, or a root (0), holds.
   void Hold(std::int64_t id, std::int64_t holder);
-  /// Notes an object that need not be there.
+  /// Marks an object that may be missing.
   void Refer(std::int64_t id);
   void VisitAll();
   void Visit(sto_Record const& record);
@@ -48,6 +49,6 @@ class sto_Collector {
   [[noreturn]] void RaiseMissing(std::int64_t id, std::int64_t holder) const;
 
   sto_Session& m_Session;
-  sto_IdSet m_Met;
-  std::vector<std::pair<std::int64_t, std::int64_t>> m_ToVisit; // met and not yet read, each with its holder
+  sto_IdSet m_Met;                                              // the marked objects
+  std::vector<std::pair<std::int64_t, std::int64_t>> m_ToVisit; // marked, not yet read; each with its holder
 };

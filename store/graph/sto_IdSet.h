@@ -5,12 +5,11 @@
 #include <cstdint>
 #include <unordered_map>
 
-/// A set of object ids: one bit an id, in pages that exist where the set has ids, so that a store that claims
-/// to have given out more ids than it ever had costs nothing. Internal to the module. Thread rule: one
-/// thread.
+/// A set of object ids: one bit for each id, in pages that are made only where the set has ids. So a damaged
+/// store that claims a huge number of ids costs no memory. Internal to the module. Thread rule: one thread.
 class sto_IdSet {
  public:
-  /// Takes an id, not negative; false when it was there.
+  /// Adds an id; false if the set already has it. REQUIRES: id >= 0. Throws std::bad_alloc.
   bool Add(std::int64_t id) {
     std::uint64_t& word = PageFor(id).at(WordOf(id));
     std::uint64_t const before = word;
@@ -40,7 +39,7 @@ class sto_IdSet {
     return *m_Latest;
   }
 
-  std::unordered_map<std::int64_t, Page> m_Pages; // its elements stay where they are
-  Page* m_Latest = nullptr;                       // the page that was taken to last
+  std::unordered_map<std::int64_t, Page> m_Pages; // a map, so that pages keep their addresses
+  Page* m_Latest = nullptr;                       // the page that Add used last
   std::int64_t m_LatestNumber = -1;
 };

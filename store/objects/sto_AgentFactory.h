@@ -11,14 +11,15 @@ template <class T> class cls_AgentListPrim;
 template <class K> class cls_AgentMapKey2Obj;
 class sto_Session;
 
-/// Makes the agents that mementos hand out. Implemented in store/agents/, the layer above, so that mementos
-/// know agents by their interfaces only. T: bool, cow_String, float, double, unsigned int, int. K: int,
-/// cow_String. Internal to the module.
+/// Makes the agents that mementos return. Implemented in store/agents/, the layer above, so that mementos
+/// know only the interfaces of agents. T: bool, cow_String, float, double, unsigned int, int. K: int,
+/// cow_String. sto_Session.h says who deletes an agent. Internal to the module. Thread rule: as the session.
 namespace sto_AgentFactory {
 
-// Of what is stored: `record` is null, and `id` 0, for an object that is not. A session has one agent of a
-// collection, which all holders share; blobs have one for each call. `depth` is how many objects hold the
-// collection. WrongClass when the collection is of another kind, Damaged.
+// For a stored object. For an object that is not stored, `record` is null and `id` is 0. A session has one
+// agent for a collection, which all holders share; for a blob each call makes a new one. `depth` is the
+// number of objects that hold the collection, one inside another. Errors: WrongClass if the collection is of
+// another kind; Damaged.
 
 template <class T>
 cls_AgentListPrim<T>* StoredList(sto_Session& session, std::int64_t id, sto_RecordRef const& record);
@@ -29,7 +30,7 @@ cls_AgentMapKey2Obj<K>* StoredObjectMap(sto_Session& session, std::int64_t id, s
                                         int depth);
 cls_AgentBlob* StoredBlob(sto_Session& session, std::int64_t id);
 
-// Of what is being saved, in a save.
+// For an object that is being saved. REQUIRES: a running save.
 
 template <class T> cls_AgentListPrim<T>* SavedList(sto_Session& session, std::int64_t id, int sizeHint);
 cls_AgentListObj* SavedObjectList(sto_Session& session, std::int64_t id, int sizeHint, int depth);

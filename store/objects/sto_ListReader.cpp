@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The least bytes that so many elements take.
+/// The least number of bytes that `count` elements take.
 template <class T> std::size_t MinBytes(int count) noexcept {
   return static_cast<std::size_t>(count) * sto_ElementCodec<T>::MinBytes;
 }

@@ -7,14 +7,14 @@
 #include "store/session/sto_Session.h"
 #include "store/session/sto_StoredBlocks.h"
 
-/// Cursor over an object's list; holds one block at a time. Damaged when the stored bytes do not fit what the
-/// list says of itself, or are no whole number of rows. Internal to the module.
+/// Cursor over an object's list; holds one block at a time. Damaged if the stored bytes do not fit the list's
+/// header, or the list is not a whole number of rows. Internal to the module.
 template <class T> class sto_ListReader final : public cls_ReadListPrim<T> {
  public:
-  /// An empty list, of an object that is not there.
+  /// An empty list, for an absent object.
   explicit sto_ListReader(sto_Session& session) : m_Session(session), m_Blocks(session, 0) {}
 
-  /// The list of object `id`, which `record` has.
+  /// The list of object `id`, whose record is `record`.
   sto_ListReader(sto_Session& session, std::int64_t id, sto_RecordRef record);
 
   int Count() override { return m_List.m_Count; }

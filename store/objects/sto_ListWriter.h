@@ -7,9 +7,9 @@
 #include "store/format/sto_ElementCodec.h"
 #include "store/objects/sto_RecordInProgress.h"
 
-/// Builder of an object's list: full blocks go to the store as they fill, so a long list is never held in
-/// memory; a list of one short block is in the object's record. Complete when it is deleted; Misuse for
-/// elements that are no whole number of rows. Internal to the module.
+/// Builder of an object's list. Each full block is written to the store at once, so a long list is never held
+/// in memory; a list of one short block is stored in the object's record. The list is complete when the
+/// builder is deleted. Misuse if the elements are not a whole number of rows. Internal to the module.
 template <class T> class sto_ListWriter final : public cls_WriteListPrim<T> {
  public:
   sto_ListWriter(std::shared_ptr<sto_RecordInProgress> object, int width);

@@ -21,7 +21,7 @@ template <class K> sto_ByteReader& sto_MapCursor<K>::Next() {
 template <class K> K const& sto_MapCursor<K>::Key() const {
   if (m_Position.m_Next == 0)
     m_Session.Raise(sto_ErrorKind::Misuse,
-                    "The cursor over the map of " + Describe() + " stands before the first entry.");
+                    "The cursor over the map of " + Describe() + " is before the first entry.");
   return m_Position.m_Key;
 }
 

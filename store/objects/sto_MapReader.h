@@ -8,12 +8,11 @@
 #include "store/format/sto_MapCodec.h"
 #include "store/session/sto_Session.h"
 
-/// A walk over the entries of an object's map or int table, which are in its record. Internal to the module.
-///
-/// That the entries can be read was checked when the record was decoded.
+/// A walk over the entries of an object's map or int table, which are in its record. Decoding the record has
+/// checked that the entries can be read. Internal to the module.
 template <class K> class sto_MapCursor {
  public:
-  /// Without record, no entries.
+  /// A null record has no entries.
   sto_MapCursor(sto_Session& session, sto_RecordRef record);
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Session; }
@@ -24,10 +23,11 @@ template <class K> class sto_MapCursor {
   [[nodiscard]] int Count() const noexcept { return m_Count; }
   [[nodiscard]] bool HasMore() const noexcept { return m_Position.m_Next < m_Count; }
 
-  /// Moves to the next entry and takes its key; the value is to be read next. Misuse behind the last one.
+  /// Moves to the next entry and reads its key. The caller reads the value from the result. Misuse after the
+  /// last entry.
   sto_ByteReader& Next();
 
-  /// How far the walk has come, when everything of the entry has been read.
+  /// A position of the walk, between two entries.
   struct Position {
     int m_Next = 0;
     K m_Key{};
@@ -36,7 +36,7 @@ template <class K> class sto_MapCursor {
   [[nodiscard]] Position const& Current() const noexcept { return m_Position; }
   void MoveTo(Position const& position) { m_Position = position; }
 
-  /// The key of the entry that was moved to last. Misuse before the first one.
+  /// The key of the current entry. Misuse before the first Next.
   [[nodiscard]] K const& Key() const;
 
  private:
@@ -51,7 +51,8 @@ template <class K> class sto_MapCursor {
   Position m_Position;
 };
 
-/// Cursor over an object's map from K (int or cow_String) to values of T.
+/// Cursor over an object's map from K (int or cow_String) to values of T. Internal to the module, as all
+/// classes here.
 template <class K, class T> class sto_MapReader final : public cls_ReadMapOf<K, T> {
  public:
   sto_MapReader(sto_Session& session, sto_RecordRef record) : m_Cursor(session, std::move(record)) {}
@@ -89,7 +90,7 @@ template <class K> class sto_ObjectMapCursor {
   [[nodiscard]] int More() const noexcept { return m_Cursor.HasMore() ? 1 : 0; }
   void Next();
   [[nodiscard]] cls_MementoRead* Fetch(K& key) const;
-  /// Moves to the first entry of a key; false when there is none. The first search passes over the whole map.
+  /// Moves to the first entry with a key; false if there is none. The first search walks the whole map.
   bool Find(K const& key);
 
  private:
@@ -99,10 +100,11 @@ template <class K> class sto_ObjectMapCursor {
   Position m_Start = m_Cursor.Current();
   int m_Depth;
   std::int64_t m_Id = 0;
-  std::unordered_map<K, std::pair<Position, std::int64_t>> m_Found; // positions and ids, once searched
+  std::unordered_map<K, std::pair<Position, std::int64_t>> m_Found; // positions and ids; filled by Find
 };
 
-/// Cursor over an object's map from int to objects. `depth` is how many objects hold the map.
+/// Cursor over an object's map from int to objects. `depth` is the number of objects that hold the map, one
+/// inside another.
 class sto_ObjectMapReaderInt final : public cls_ReadMapInt2Obj {
  public:
   sto_ObjectMapReaderInt(sto_Session& session, sto_RecordRef record, int depth)
@@ -118,7 +120,7 @@ class sto_ObjectMapReaderInt final : public cls_ReadMapInt2Obj {
   sto_ObjectMapCursor<int> m_Cursor;
 };
 
-/// The same from cow_String.
+/// The same for a map from cow_String.
 class sto_ObjectMapReaderString final : public cls_ReadMapString2Obj {
  public:
   sto_ObjectMapReaderString(sto_Session& session, sto_RecordRef record, int depth)

@@ -9,8 +9,8 @@
 #include "store/format/sto_MapCodec.h"
 #include "store/objects/sto_RecordInProgress.h"
 
-/// The entries of a map or an int table on their way into the record of an object, in the order in which they
-/// come. Complete when it is deleted. Internal to the module.
+/// Collects the entries of a map or an int table for an object's record, in the order of Add. The map is
+/// complete when this is deleted. Internal to the module, as all classes here.
 class sto_MapEntries {
  public:
   sto_MapEntries(std::shared_ptr<sto_RecordInProgress> object, sto_CollectionShape const& shape);
@@ -21,7 +21,7 @@ class sto_MapEntries {
   [[nodiscard]] int Count() const noexcept { return m_Count; }
   [[nodiscard]] sto_RecordInProgress& Object() noexcept { return *m_Object; }
 
-  /// Adds an entry: `write` writes its value. Full beyond what one record holds.
+  /// Adds an entry; `write` writes its value. Full if one record cannot hold the entries.
   template <class K, class Write> void Add(K const& key, Write write);
 
  private:

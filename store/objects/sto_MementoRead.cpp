@@ -23,7 +23,7 @@ bool IsAnyInt32(std::uint8_t tag) {
   return tag == sto_Format::Int32 || tag == sto_Format::UInt32 || tag == sto_Format::Enum;
 }
 
-/// Calls `use` with the stored integer in its own type; false when the field is no integer.
+/// Calls `use` with the stored integer in its own type; false if the field is not an integer.
 template <class Use> bool WithInteger(sto_Field const& field, Use use) {
   sto_ByteReader reader(field.m_Payload);
   switch (field.m_Tag) {
@@ -54,7 +54,7 @@ template <class Use> bool WithInteger(sto_Field const& field, Use use) {
   }
 }
 
-/// How a message calls the integer that is asked for.
+/// The name of the requested integer type in messages.
 template <class T> constexpr char const* IntegerName = nullptr;
 template <> constexpr char const* IntegerName<signed char> = "8-bit integer";
 template <> constexpr char const* IntegerName<short> = "16-bit integer";
@@ -70,7 +70,7 @@ sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
   if (m_Part == nullptr) return nullptr;
   CheckBases();
   std::span<sto_Field const> const fields = m_Part->m_Fields;
-  // Most objects read what they wrote, in the same order; some ask twice for one attribute.
+  // Most objects read their attributes in the order of writing; some ask twice for one attribute.
   for (std::size_t const likely : {m_NextField, m_NextField - 1})
     if (likely < fields.size() && m_Session.Catalogue().IsKey(fields[likely].m_Key, field)) {
       m_NextField = likely + 1;
@@ -186,7 +186,7 @@ sto_RecordRef sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id
 
 cls_MementoRead* sto_MementoRead::Clone() {
   CheckBases();
-  // A part that was not written is an object that is not there: the collections are not its either.
+  // A missing base part reads as an absent object; it must not expose the derived object's collections.
   sto_Part const* const base = m_Part == nullptr ? nullptr : m_Part + 1;
   if (base == nullptr || base == m_Record->Parts().data() + m_Record->Parts().size())
     return new sto_MementoRead(m_Session, nullptr, m_Depth);

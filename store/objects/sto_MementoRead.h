@@ -8,14 +8,17 @@
 #include "store/session/sto_ChangedBase.h"
 #include "store/session/sto_Session.h"
 
-/// Reads one stored object, or one base-class part of it. Without record it stands for an object that is not
-/// there: it has no fields, no elements, class 1 and a fresh identity. Internal to the module.
+/// Reads one stored object, or one base-class part of it. Without a record it reads an absent object: no
+/// fields, no elements, class 1 and a new identity. Internal to the module. Thread rule: the thread of the
+/// session.
 ///
-/// A number is read as any type that holds it: every integer as a wider one, a float as a double; 32-bit
-/// integers signed, unsigned and as enumeration for each other, bit by bit. Everything else is WrongClass.
+/// A number can be read as any type that can hold it: an integer as a wider integer, a float as a double. The
+/// 32-bit types (signed, unsigned, enumeration) can be read as each other, bit by bit. Every other mismatch
+/// is WrongClass.
 class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
  public:
-  /// The first part of a record (null for none) that `depth` objects hold.
+  /// Reads the first part of a record, or an absent object if `record` is null. `depth` is the number of
+  /// objects that hold the object, one inside another.
   sto_MementoRead(sto_Session& session, sto_RecordRef record, int depth)
       : m_Session(session), m_Record(std::move(record)),
         m_Part(m_Record == nullptr ? nullptr : m_Record->Parts().data()), m_Depth(depth),
@@ -25,7 +28,7 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
     if (m_WasRead && m_Session.IsStrict()) CheckIdentity();
   }
 
-  /// A collection, as messages name it.
+  /// Names a collection in messages.
   struct Collection {
     char const* m_Kind; // "list", "map"
     std::int64_t m_Id;
@@ -34,35 +37,35 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
     }
   };
 
-  /// The record of element `id` of a collection, null for id 0. Damaged, naming `collection`, when the object
-  /// is missing; Full when it is too deep.
+  /// The record of element `id` of a collection, null for id 0. Damaged, naming `collection`, if the object
+  /// is missing; Full if objects are nested too deep.
   [[nodiscard]] static sto_RecordRef ReadElement(sto_Session& session, std::int64_t id, int depth,
                                                  Collection const& collection);
-  /// Its memento, an empty one for id 0.
+  /// The memento of that element, of an absent object for id 0. The caller owns it.
   [[nodiscard]] static sto_MementoRead* OfElement(sto_Session& session, std::int64_t id, int depth,
                                                   Collection const& collection) {
     return new sto_MementoRead(session, ReadElement(session, id, depth, collection), depth);
   }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Session; }
-  /// The object's id, 0 for none.
+  /// The object's id, 0 for an absent object.
   [[nodiscard]] std::int64_t Id() const noexcept {
     return m_Record == nullptr ? 0 : m_Record->Parts()[0].m_Id;
   }
 
-  /// The object is built by the metadata of its stored version. Whether that knows which base classes the
-  /// version had decides if an object whose base classes have changed can be read.
+  /// Notes that the metadata of the stored version builds the object. If the object's base classes have
+  /// changed, it can only be read if that metadata knows the old ones.
   void NoteBuiltByMetadata();
 
   cow_String DbId() override;
   cls_Uid const& GetUid() override;
   int FieldIsPresent(cls_FieldHandle const& field) const override;
-  /// For a field that names an object: whether that object is in the store. One that a field holds always is.
+  /// For a field with a reference: whether the store has the object. A held object always exists.
   int DataIsPresent(cls_FieldHandle const& field) const override;
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) override;
   cls_MementoRead* Clone() override;
 
-  /// 0 where the field is absent.
+  /// 0 if the field is absent.
   int ReadEnum(cls_FieldHandle const& field) override;
   cls_Uid ReadReference(cls_FieldHandle const& field) override;
   int ReadBytes(cls_FieldHandle const& field, void* bytes, int capacityBytes) override;
@@ -74,8 +77,8 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
   cls_AgentListObj* MakeAgentListObj() override;
   cls_AgentBlob* MakeAgentBlob() override;
 
-  /// WrongClass when what is stored may not stand where this type is asked for, by the stored collection code
-  /// or, where the record's own class version is registered, by its metadata.
+  /// WrongClass if the stored collection does not fit the requested type, by the stored collection code, or
+  /// by the metadata of the record's class version if that is registered.
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
 
  private:
@@ -87,17 +90,18 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
   template <class T> cls_AgentListPrim<T>* MakeListAgentOf(T* tag);
   template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgentOf(K* tag);
 
-  /// The base-class part after that of `derived`.
+  /// Reads the base-class part that follows the part of `derived`.
   sto_MementoRead(sto_MementoRead const& derived, sto_Part const* part)
       : m_Session(derived.m_Session), m_Record(derived.m_Record), m_Part(part), m_Depth(derived.m_Depth) {}
 
-  /// Misuse for an object whose base classes have changed since it was written, unless its metadata knows.
+  /// Misuse if the object's base classes have changed since it was written and its metadata does not know the
+  /// old ones.
   void CheckBases() const {
     if (m_IsRefused) sto_RaiseChangedBase(m_Session, *m_Record);
   }
 
   [[nodiscard]] sto_Field const* Find(cls_FieldHandle const& field) const;
-  /// The same for a value that is asked for: Misuse in a strict store when nobody declares the attribute.
+  /// The same for reading a value: Misuse in a strict store if no class version declares the attribute.
   [[nodiscard]] sto_Field const* FindToRead(cls_FieldHandle const& field) const {
     m_WasRead = true;
     sto_Field const* const found = Find(field);
@@ -105,30 +109,30 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
     return found;
   }
   void CheckName(cls_FieldHandle const& field) const;
-  /// Keeps Misuse when an object of a class of the program's was read, and its identity was not.
+  /// Keeps Misuse if an object of a program class was read but its identity was not.
   void CheckIdentity() const noexcept;
   [[nodiscard]] std::string Describe() const;
   [[noreturn]] void RaiseType(cls_FieldHandle const& field, std::uint8_t tag, char const* asked) const;
 
-  /// Raises WrongClass for a collection that is not stored as what is asked for.
+  /// Raises WrongClass for a collection that is stored as another kind than the requested one.
   [[noreturn]] void RaiseCollection(cls_CollectionType stored, cow_String const& name,
                                     std::string const& problem) const;
 
   /// The value of a bool, a text, a float or a double.
   template <class T> [[nodiscard]] T Decode(cls_FieldHandle const& field, sto_Field const& found) const;
   template <class T> T ReadInteger(cls_FieldHandle const& field, T defaultValue, char const* asked) const;
-  /// Full when an object would be deeper than objects may hold objects.
+  /// Raises Full: an object would be nested too deep.
   [[noreturn]] static void RaiseNesting(sto_Session const& session, std::string const& holder);
-  /// WrongClass unless the object, where there is one, is such a collection.
+  /// WrongClass if there is an object and it is not such a collection.
   void CheckShape(sto_CollectionShape const& asked) const;
 
   sto_Session& m_Session;
   sto_RecordRef m_Record;
-  sto_Part const* m_Part; // that this memento stands on, null for none
+  sto_Part const* m_Part; // the part that this memento reads, null for an absent object
   int m_Depth;
   mutable bool m_WasRead = false;
-  bool m_IsRefused = false;            // its base classes have changed, and nobody who knows builds it
-  mutable std::size_t m_NextField = 0; // fields are mostly read in the order in which they were written
+  bool m_IsRefused = false;            // the base classes have changed; NoteBuiltByMetadata may clear it
+  mutable std::size_t m_NextField = 0; // fields are mostly read in the order of their writing
   std::optional<cls_Uid> m_Uid;
 };
 

@@ -92,7 +92,7 @@ void sto_MementoWrite::WriteNumber(cls_FieldHandle const& field, sto_Format::Val
 }
 
 int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
-  std::optional<sto_FieldKey> const key = Session().KeyToRead(field); // a name is not added for a question
+  std::optional<sto_FieldKey> const key = Session().KeyToRead(field); // does not add the name to the store
   return key && m_Object->Record().HasField(m_Part, *key) ? 1 : 0;
 }
 
@@ -100,11 +100,11 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
                                                       cls_Uid const& uid, void const* object) {
   sto_ClassInUse::Attribute const& attribute = Attribute(field);
   bool const isSingle = attribute.m_Declared->m_CollectionType == COLLECTION_NONE;
-  // A list or a map in an attribute that is declared for a single value is refused when it is known what its
-  // elements are, for the message.
+  // A list or a map in an attribute that is declared for a single value is refused later, when the message
+  // can name its element type.
   bool const isRefusedLater = isSingle && sto_IsCollectionClass(classId) && classId != cls_BlobTypeId;
   if (isRefusedLater)
-    Session().Save().MarkIncomplete(); // whatever is written after it
+    Session().Save().MarkIncomplete(); // even if no element follows
   else
     CheckHeldClass(attribute, classId);
   std::int64_t id = 0;
@@ -133,7 +133,7 @@ void sto_MementoWrite::HoldObject(cls_FieldHandle const& field, unsigned int cla
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
                                                          cls_Uid const& uid,
                                                          cow_COW<int, cow_Direct<int>> const* cow) {
-  // Holders of one payload hold one object; a payload that was cloned is another one.
+  // Holders of one payload hold one object; a cloned payload is another object.
   return MakeFieldWriteObj(field, classId, uid, cow == nullptr ? nullptr : cow->ConstPtr());
 }
 
@@ -285,7 +285,7 @@ void sto_MementoWrite::CheckCollectionType(cls_CollectionType type, cow_String c
                    sto_MisdeclaredText(*attribute.m_Declared, sto_Written::Collection(type)));
   sto_FieldKey const key = attribute.m_Key;
   if (!m_Object->Record().HasField(m_Part, key))
-    return; // the declaration was all that there is to compare with
+    return; // no field to record it with; the declaration was checked above
   bool const fits = type >= 0 && type <= 0xFF;
   if (!fits || !m_Object->Record().SetCollectionCode(m_Part, key, static_cast<std::uint8_t>(type)))
     Session().Raise(sto_ErrorKind::Misuse,

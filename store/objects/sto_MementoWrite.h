@@ -6,38 +6,38 @@
 #include "store/objects/sto_RecordInProgress.h"
 
 /// Writes one object, or one base-class part of it, into the record that its parts share. Internal to the
-/// module.
+/// module. Thread rule: the thread of the session.
 ///
-/// Identity decides what is one object: whatever is written under one identity in a save is stored once, and
-/// every holder holds that object. So the brackets around shared pointers have nothing to add,
-/// and the payload of a copy-on-write holder is not looked at: holders of one payload are written with its
-/// one identity, and values with identities of their own stay apart even while they share their memory.
+/// The identity decides what is one object: what a save writes under one identity is stored once, and every
+/// holder holds that object. So the calls that bracket shared pointers do nothing here. For copy-on-write
+/// holders only identities count, too: holders of one payload share its identity, and values with identities
+/// of their own stay separate objects even while they share memory.
 class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
  public:
-  /// Stands on a part of `object`, which is of class `inUse`.
+  /// Writes part number `part` of `object`; the part is of class `inUse`.
   sto_MementoWrite(std::shared_ptr<sto_RecordInProgress> object, std::size_t part, sto_ClassInUse& inUse)
       : m_Object(std::move(object)), m_Part(part), m_Class(inUse) {}
 
-  /// The memento of an object of a save that `depth` objects hold, and its id in `id`; null when the object
-  /// is not to be visited here, because it was before. The collection classes and blobs always get one: their
-  /// writers do not look.
+  /// Makes the memento of an object that `depth` objects hold, one inside another; sets `id` to its id. Null
+  /// if the save has already visited the object. Collections and blobs always get a memento, because their
+  /// writers do not check for null.
   static std::unique_ptr<sto_MementoWrite> ForObject(sto_Session& session, unsigned int classId,
                                                      cls_Uid const& uid, int depth,
                                                      sto_Reach::Occurrence const& occurrence,
                                                      std::int64_t& id);
 
-  /// The same for an element, at `object`, of the collection that `collection` writes.
+  /// The same for an element of the collection that `collection` writes; `object` is its address.
   static std::unique_ptr<sto_MementoWrite> ForElement(sto_RecordInProgress& collection, unsigned int classId,
                                                       cls_Uid const& uid, void const* object,
                                                       std::int64_t& id);
 
-  /// Keeps `scope` until the object is written.
+  /// Keeps `scope` alive until the object is written.
   void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept {
     m_Object->KeepUntilWritten(std::move(scope));
   }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Object->Session(); }
-  /// Writes a field that holds object `id` of class `classId`, which is written by other means.
+  /// Writes a field that holds object `id` of class `classId`; does not write that object.
   void HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id);
 
   int FieldIsPresent(cls_FieldHandle const& field) const override;
@@ -56,14 +56,14 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   cls_WriteIntTableInt* MakeWriteIntTableInt() override;
 
   cls_AgentListObj* MakeAgentListObj(int sizeHint) override;
-  /// The blob begins empty, whatever was stored under its identity; see sto_KeepBlob.
+  /// The blob starts empty, even if one was stored under its identity; see sto_KeepBlob.
   cls_AgentBlob* MakeAgentBlob() override;
 
-  /// Compares the type with the one that the attribute is declared with, and records it with the field, so
-  /// that a reader without the classes knows what the collection is. Misuse on a mismatch.
+  /// Misuse if the type differs from the declared one. Records it with the field, so that a reader without
+  /// the classes knows the kind of collection.
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override;
 
-  /// Copies a proxy's stored object, and all that it leads to, without building it. False for a proxy of
+  /// Copies a proxy's stored object, and everything it leads to, without building it. False for a proxy of
   /// another kind of storage; see sto_Proxy.h.
   bool CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field) override;
 
@@ -76,15 +76,15 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   template <class T> cls_AgentListPrim<T>* MakeListAgentOf(T const* tag, int sizeHint);
   template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgentOf(K const* tag, int sizeHint);
 
-  /// The declared attribute of a field. Misuse when the class's metadata has none.
+  /// The declared attribute of a field. Misuse if the class's metadata has none.
   [[nodiscard]] sto_ClassInUse::Attribute const& Attribute(cls_FieldHandle const& field);
-  /// Misuse unless an attribute that holds an object of this class is declared as one that does.
+  /// Misuse unless the attribute is declared for an object of this class.
   void CheckHeldClass(sto_ClassInUse::Attribute const& attribute, unsigned int classId) const;
   [[noreturn]] void RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const;
   /// Misuse unless an attribute is declared for a value with this tag.
   void CheckTag(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
                 sto_Format::ValueTag tag) const;
-  /// Puts a value, whose bytes `put` writes, into the record. Misuse when the attribute is not declared for it.
+  /// Puts a value into the record; `put` writes its bytes. Misuse if the attribute is not declared for it.
   template <class Put> void PutValue(cls_FieldHandle const& field, sto_Format::ValueTag tag, Put put) {
     sto_ClassInUse::Attribute const& attribute = Attribute(field);
     CheckTag(field, attribute, tag);
@@ -93,9 +93,9 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
   void WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes, int sizeBytes);
   void PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute, std::int64_t id);
-  /// Conflict when the object is open as an agent; Misuse when it may not be such a collection.
+  /// Conflict if the collection is open through an agent; Misuse if it is not declared for this shape.
   void CheckBuilder(sto_CollectionShape const& shape) const;
-  /// Misuse unless an agent of such a collection can write this object.
+  /// Misuse unless an agent of a collection of this shape can write the object.
   void PrepareObjectAgent(sto_CollectionShape const& shape, unsigned int classId);
 
   std::shared_ptr<sto_RecordInProgress> m_Object;

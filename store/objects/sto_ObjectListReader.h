@@ -6,17 +6,17 @@
 #include "store/session/sto_Session.h"
 #include "store/session/sto_StoredBlocks.h"
 
-/// Cursor over an object's list of objects; holds the ids of one block at a time. Damaged when the stored
-/// bytes do not fit what the list says of itself, or name an object that is missing. Internal to the module.
+/// Cursor over an object's list of objects; holds the ids of one block at a time. Damaged if the stored bytes
+/// do not fit the list's header, or name a missing object. Internal to the module.
 class sto_ObjectListReader final : public cls_ReadListObj {
  public:
-  /// The list that `record` has, which `depth` objects hold; without record an empty one.
+  /// The list in `record`, which `depth` objects hold, one inside another; an empty list if `record` is null.
   sto_ObjectListReader(sto_Session& session, sto_RecordRef record, int depth);
 
   int Count() override { return m_List.m_Count; }
   int Position() override { return m_Next; }
   int More() override { return m_Next < m_List.m_Count ? 1 : 0; }
-  /// Ends behind the last element when there are fewer; a negative count moves nowhere.
+  /// Stops after the last element if there are fewer; a negative count does nothing.
   void Skip(int count) override;
   cls_MementoRead* Next() override;
   cls_MementoRead* At(int index) override;
@@ -38,6 +38,6 @@ class sto_ObjectListReader final : public cls_ReadListObj {
   sto_Bytes m_Ids;
 };
 
-/// Checks the content of a block of a list of objects, which has `count` elements: its size, and that the
-/// store has given out each id.
+/// Whether a block of a list of objects has the size for `count` elements, and only ids that the store has
+/// given out.
 [[nodiscard]] bool sto_AreObjectIds(sto_Session const& session, sto_ByteView content, int count) noexcept;

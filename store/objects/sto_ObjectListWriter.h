@@ -6,7 +6,8 @@
 #include "store/objects/sto_ListWriter.h"
 #include "store/objects/sto_MementoWrite.h"
 
-/// Builder of an object's list of objects: a list of their ids. Complete when it is deleted.
+/// Builder of an object's list of objects, which is stored as a list of their ids. The list is complete when
+/// the builder is deleted. Internal to the module.
 class sto_ObjectListWriter final : public cls_WriteListObj {
  public:
   explicit sto_ObjectListWriter(std::shared_ptr<sto_RecordInProgress> object)

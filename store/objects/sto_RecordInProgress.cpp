@@ -69,7 +69,7 @@ void sto_RecordInProgress::RaiseAttribute(std::string const& problem) const {
 
 void sto_RecordInProgress::CheckShape(sto_CollectionShape const& shape) {
   if (m_Attribute == nullptr) return;
-  // An object of another class, which a single value may hold, can have elements of its own.
+  // An attribute for a single value may hold an object that has elements of its own.
   if (sto_ShapeFits(shape, *m_Attribute) && SingleValueName() == nullptr) return;
   RaiseAttribute(sto_MisdeclaredText(*m_Attribute, sto_Written::Collection(shape)));
 }
@@ -106,10 +106,10 @@ bool sto_RecordInProgress::LeaveToAgent() {
   sto_OpenCollection* const own = m_Session.Collections().Find(m_Id);
   if (own != nullptr &&
       (m_HadAgent || (m_Occurrence.m_Address != nullptr && own->IsHeldBy(m_Occurrence.m_Address)))) {
-    own->Synchronise(); // what is saved now must not hold a collection that another session has deleted
+    own->Synchronise(); // raises if another session has deleted the collection
     return true;
   }
-  // One that was let go in the same save has written it already.
+  // An agent that was let go in the same save has already written the record.
   if (own == nullptr && m_HadAgent && m_Session.Driver().HasObject(m_Id)) return true;
   std::vector<sto_OpenCollection*> const foreign = ForeignAgents();
   auto const holder = std::ranges::find_if(foreign, [this](sto_OpenCollection const* agent) {
@@ -121,13 +121,13 @@ bool sto_RecordInProgress::LeaveToAgent() {
                                                  foreign.front()->Where() +
                                                  " among them), and which of them is saved cannot be told.");
   if (own != nullptr && holder == foreign.end()) {
-    if (m_Occurrence.m_Address != nullptr) CheckLost(); // not one of those that hold the list
+    if (m_Occurrence.m_Address != nullptr) CheckLost(); // this container does not hold the agent
     own->Synchronise();
     return true;
   }
   if (foreign.empty()) return false;
   sto_OpenCollection& source = holder == foreign.end() ? *foreign.front() : **holder;
-  if (own != nullptr) // whose containers would write over the copy, or the copy over theirs
+  if (own != nullptr) // its containers and the copy would overwrite each other
     m_Session.Raise(sto_ErrorKind::Conflict,
                     "The collection of " + Describe() + " belongs to " + source.Where() +
                         " and is open here too: let go of what was loaded here first.");
@@ -192,16 +192,16 @@ void sto_RecordInProgress::RaiseTwoObjects() const {
                   "Two objects in memory with different content have the identity of " + Describe() +
                       ". The one that was saved first is held by " + first + "; the other one by " +
                       HolderText() +
-                      ". A copy keeps the identity of its original; an identity of class cls_OwnUid does "
-                      "not go with a copy.");
+                      ". A copy keeps the identity of its original; an identity of class cls_OwnUid is "
+                      "not copied.");
 }
 
 bool sto_RecordInProgress::CompareRecord(sto_Bytes const& record) {
-  if (sto_IsCollectionClass(m_Class.Metadata().ClassId())) return true; // compared already
+  if (sto_IsCollectionClass(m_Class.Metadata().ClassId())) return true; // already compared in CarryChanges
   sto_Record const* const stored = ReadStored();
   bool const isSame = stored != nullptr && std::ranges::equal(m_Session.Records().Scratch().Bytes(), record);
   if (stored != nullptr && !isSame) {
-    // Another version of a class writes the same content in another way.
+    // Another version of a class may write the same content differently, so that is no difference.
     if (m_Record->HasClassesOf(*stored)) NoteDifference();
   }
   if (isSame && m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
@@ -211,7 +211,7 @@ bool sto_RecordInProgress::CompareRecord(sto_Bytes const& record) {
 void sto_RecordInProgress::CarryChanges() {
   if (m_Session.Save().IsNew(m_Id)) return;
   sto_Record const* const stored = ReadStored();
-  // What is damaged is replaced: it has no number that anybody could have seen.
+  // A damaged record is replaced; no one can have seen its count of changes.
   if (stored == nullptr) return;
   if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !m_Record->HasContentOf(*stored)) NoteDifference();
   sto_Part const& part = stored->Parts().front();
@@ -230,7 +230,7 @@ void sto_RecordInProgress::CarryChanges() {
 
 void sto_RecordInProgress::Finish() {
   m_Session.Save().Check();
-  if (char const* const what = SingleValueName()) // refused before where it was known what is in it
+  if (char const* const what = SingleValueName()) // CheckShape already refused it if its elements are known
     RaiseAttribute(sto_MisdeclaredText(*m_Attribute, what));
   unsigned int const classId = m_Class.Metadata().ClassId();
   bool const lacksList = classId == cls_InternalListTypeId && !m_Record->HasList();
@@ -248,6 +248,6 @@ void sto_RecordInProgress::Finish() {
   if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !CompareRecord(record)) return;
   m_Session.Driver().WriteObject(m_Id, classId, record);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
-  // What the object had before may have had more blocks.
+  // The object's previous content may have had more blocks.
   if (!m_Session.Save().IsNew(m_Id)) sto_StoredBlocks(m_Session, m_Id).DeleteFrom(m_BlockCount);
 }

@@ -6,13 +6,14 @@
 #include "store/format/sto_CollectionShape.h"
 #include "store/session/sto_Session.h"
 
-/// One object on its way into the store: collects its parts and its list, and writes the record when the last
-/// memento or builder of the object is deleted. Internal to the module.
-///
-/// When an exception is passing through at that moment, nothing is written: the save is being undone.
+/// The record of an object that is being saved: collects the object's parts and its list. The mementos and
+/// builders of the object own it together; its destructor, after the last of them, writes the record. If an
+/// exception is passing through then, it writes nothing and marks the save as incomplete. The session keeps a
+/// failure of the destructor. Internal to the module. Thread rule: the thread of the session.
 class sto_RecordInProgress final : public sto_ListTarget {
  public:
-  /// `depth` is how many objects hold this one; `occurrence` and `meeting` say where the save has met it.
+  /// `depth` is the number of objects that hold this one, one inside another (Full if too many);
+  /// `occurrence` and `meeting` say where the save reached it.
   sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
                        sto_Reach::Occurrence const& occurrence, sto_Reach::Meeting const& meeting);
   sto_RecordInProgress(sto_RecordInProgress const&) = delete;
@@ -28,7 +29,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// "object 7 (heat_Mesh)", for messages.
   [[nodiscard]] std::string Describe() const;
 
-  /// Notes the attribute of another class that holds this collection; both outlive the writer.
+  /// Notes the attribute that holds this collection, and its class. REQUIRES: both outlive this object.
   void HeldBy(cls_ClassMetadata const& holder, cls_AttributeMetadata const& attribute) noexcept {
     m_Holder = &holder;
     m_Attribute = &attribute;
@@ -36,11 +37,10 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// Adds the part of the next base class up, and returns its index.
   [[nodiscard]] std::size_t AddBasePart(sto_ClassInUse& inUse, std::int64_t id);
 
-  /// Misuse unless the attribute that holds this object, where that is known, is declared for such a
-  /// collection.
+  /// Misuse if the attribute that holds this object is known and not declared for such a collection.
   void CheckShape(sto_CollectionShape const& shape);
 
-  /// Keeps `scope` until the record is written.
+  /// Keeps `scope` alive until the record is written.
   void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept { m_Scope = std::move(scope); }
 
   void WriteBlock(sto_Bytes& elements) override;
@@ -49,14 +49,14 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// How many blocks have been written.
   [[nodiscard]] int BlockCount() const noexcept { return m_BlockCount; }
 
-  /// Starts the list over: a later list of the object replaces the first.
+  /// Starts the list again: a later list of the object replaces the first.
   void RestartList() noexcept { m_BlockCount = 0; }
 
-  /// An agent was made for the object's collection: it writes the record.
+  /// Notes that an agent was made for the object's collection; the agent then writes the record.
   void NoteAgent() noexcept { m_HadAgent = true; }
 
-  /// Calls `put`, which writes to the object. When it fails, half of a value may stand there: the save can
-  /// only be undone, even when nobody passes the failure on.
+  /// Calls `put`, which writes to the record. If it fails, the record may contain half a value, so the save
+  /// can only be undone, even if the failure is swallowed.
   template <class Put> void PutWhole(Put put) {
     try {
       put();
@@ -66,7 +66,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
     }
   }
 
-  /// Puts a field into a part: its tag, and what `put` writes behind it.
+  /// Puts a field into a part: its tag, followed by what `put` writes.
   template <class Put>
   void PutField(std::size_t part, sto_FieldKey const& key, sto_Format::ValueTag tag, Put put) {
     PutWhole([&] {
@@ -80,37 +80,38 @@ class sto_RecordInProgress final : public sto_ListTarget {
   [[nodiscard]] bool IsUnwinding() const noexcept { return std::uncaught_exceptions() > m_Exceptions; }
 
  private:
-  /// "list" or "map" for one whose attribute is declared for a single value; null for all else.
+  /// "list" or "map" for a collection whose attribute is declared for a single value; otherwise null.
   [[nodiscard]] char const* SingleValueName() const;
   [[noreturn]] void RaiseAttribute(std::string const& problem) const;
-  /// A list or a map that nothing was written of, because it is open: in this session, whose agent writes the
-  /// record, or in another one, from which it is copied. Returns whether the record is not this writer's to
-  /// write.
+  /// For a list or a map without written elements: if it is open in this session, returns true, and its agent
+  /// writes the record. If it is open in another session, copies it from there and returns false.
   [[nodiscard]] bool LeaveToAgent();
-  /// The agents of other open stores that have the object's collection open.
+  /// The agents in other open stores that have the object's collection open.
   [[nodiscard]] std::vector<sto_OpenCollection*> ForeignAgents() const;
   void CopyFrom(sto_OpenCollection& foreign);
-  /// Unavailable when a collection was lost under the object's identity.
+  /// Unavailable if a lost collection had the object's identity.
   void CheckLost() const;
   [[noreturn]] void RaiseNothingWritten() const;
-  /// Carries on the number of changes of a collection that is written over a stored one.
+  /// If the collection replaces a stored one, continues its count of changes.
   void CarryChanges();
-  /// Misuse when a base class declares attributes and its part was not written.
+  /// Misuse if a base class declares attributes and its part was not written.
   void CheckBaseParts() const;
-  /// Compares the finished record with the stored one, and returns whether it is to be written: not when it is
-  /// the same, which is noted. Conflict when it must not differ, and does.
+  /// Compares the finished record with the stored one. Returns whether it must be written, that is whether
+  /// they differ; if not, marks the visit as written. Conflict if they differ and must not.
   [[nodiscard]] bool CompareRecord(sto_Bytes const& record);
-  /// What is there under the object's identity, decoded; null when nothing is, or it cannot be read.
+  /// The stored record of the object, decoded; null if there is none or it cannot be decoded.
   [[nodiscard]] sto_Record const* ReadStored();
-  /// The object differs from what it is compared with: Conflict, or noted until the save ends.
+  /// Called if the object differs from what it is compared with: raises Conflict, or notes it for the end of
+  /// the save.
   void NoteDifference() const;
-  /// What holds the object here, for messages.
+  /// What holds the object at this place, for messages.
   [[nodiscard]] std::string HolderText() const;
-  /// Conflict for two objects in memory that have one identity and differ.
+  /// Raises Conflict for two objects in memory that have one identity and differ.
   [[noreturn]] void RaiseTwoObjects() const;
+  /// Checks the object and writes its record.
   void Finish();
 
-  std::shared_ptr<sto_ElementSave> m_Scope; // goes last: it ends the save that the record belongs to
+  std::shared_ptr<sto_ElementSave> m_Scope; // declared first, destroyed last: it ends the record's save
   sto_Session& m_Session;
   std::int64_t m_Id;
   sto_ClassInUse& m_Class;
@@ -123,5 +124,5 @@ class sto_RecordInProgress final : public sto_ListTarget {
   int m_BlockCount = 0;
   bool m_HadAgent = false;
   int m_Exceptions = std::uncaught_exceptions();
-  std::unique_ptr<sto_RecordBuilder> m_Record; // the session's, for the time of the writing
+  std::unique_ptr<sto_RecordBuilder> m_Record; // from the session's spare builders; given back at the end
 };

@@ -24,7 +24,7 @@ bool IsRequired(cls_AttributeMetadata const& attribute) noexcept {
   case ATTR_BYTES:
     return true;
   default:
-    return false; // an object, a reference, or a type of the host's
+    return false; // an object, a reference, or a host type
   }
 }
 

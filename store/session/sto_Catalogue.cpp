@@ -18,12 +18,12 @@ sto_ClassRow Describe(cls_ClassMetadata const& metadata) {
   for (omi_BtreeIterator i(metadata.GetAttributes()); !i.IsDone(); i.Next())
     row.m_Attributes.push_back({std::string(i.Key().View()), i.Value().m_FieldId, i.Value().m_Type,
                                 i.Value().m_TypeArg, i.Value().m_CollectionType});
-  // Names may ascend in natural order in one program and by bytes in another.
+  // One program may order names naturally, another one by bytes.
   std::ranges::sort(row.m_Attributes, {}, &sto_AttributeRow::m_Name);
   return row;
 }
 
-/// The first attribute that two descriptions do not have in common.
+/// The name of the first attribute in which two descriptions differ.
 std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
   auto const [inA, inB] = std::ranges::mismatch(a.m_Attributes, b.m_Attributes);
   if (inA == a.m_Attributes.end()) return inB->m_Name;
@@ -167,12 +167,12 @@ void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& de
 std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {
   if (std::int64_t const id = FindName(driver, name)) return id;
   driver.AddName({m_NextNameId, std::string(name)});
-  static_cast<void>(TakeName(name, m_NextNameId)); // neither is there
+  static_cast<void>(TakeName(name, m_NextNameId)); // name and number are both new
   return m_NextNameId++;
 }
 
 bool sto_Catalogue::TakeName(std::string_view name, std::int64_t id) {
-  constexpr std::int64_t MaxIndexed = 100'000; // a number that the store says may be damaged
+  constexpr std::int64_t MaxIndexed = 100'000; // a damaged store may have a huge number
   if (name.empty() || id < 1 || !NameOf(id).empty()) return false;
   auto const [place, isNew] = m_NameIds.emplace(name, id);
   if (!isNew) return false;
@@ -207,7 +207,7 @@ void sto_Catalogue::Load(sto_Driver& driver) {
     ReadClasses(driver);
     ReadNames(driver);
   } catch (...) {
-    Forget(); // half of it must not answer anybody
+    Forget(); // a half-read catalogue must not be used
     throw;
   }
   m_IsLoaded = true;

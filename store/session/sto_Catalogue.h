@@ -13,9 +13,11 @@
 #include "store/session/sto_Classes.h"
 #include "store/session/sto_StoredClass.h"
 
-/// What a session knows about classes and attribute names: the program's classes, and the description of
-/// classes and the dictionary of names in the store, which grow as new ones are written.
-/// Thread rule: the thread of the session.
+/// What a session knows about classes and attribute names: the program's classes, the store's descriptions of
+/// classes, and the store's dictionary of names. The last two grow when new classes or names are written.
+/// Internal to the module. Thread rule: the thread of the session.
+///
+/// "REQUIRES: Load" below means that Load has succeeded in the open transaction.
 class sto_Catalogue {
  public:
   /// `registrar` must outlive the catalogue; see sto_Classes. `location` is the store's, for messages.
@@ -24,59 +26,59 @@ class sto_Catalogue {
 
   [[nodiscard]] sto_Classes const& Classes() const noexcept { return m_Classes; }
 
-  /// Reads the store's classes and names, unless that was done and nothing has changed since. Damaged, naming
-  /// the table, when they contradict each other.
+  /// Reads the store's classes and names, unless they are still known. Damaged, naming the table, if they
+  /// contradict each other; then nothing is known.
   void Load(sto_Driver& driver);
-  /// Forgets what was read from the store: it may have changed.
+  /// Forgets what was read from the store, because it may have changed.
   void Forget() noexcept;
 
-  /// The name of a class, from the program or the store, for messages, after the word "class": its ID when
-  /// nobody knows it.
+  /// The name of a class, from the program or the store, for a message that has the word "class" before it;
+  /// its ID if neither knows it.
   [[nodiscard]] std::string ClassName(unsigned int classId) const;
-  /// The same for where that word does not come before: "Beam", or "class 0x650001".
+  /// The same for a message without that word: "Beam", or "class 0x650001".
   [[nodiscard]] std::string DescribeClass(unsigned int classId) const;
 
-  /// A class that is to be written, described in the store; null when the program does not declare it. Valid
-  /// as long as the catalogue. Conflict when the store has another description of the same class and version.
+  /// A class for writing; describes it in the store first if needed. Null if the program does not declare it.
+  /// Valid as long as the catalogue. Conflict if the store describes the class version differently.
   [[nodiscard]] sto_ClassInUse* ToWrite(sto_Driver& driver, unsigned int classId);
 
-  /// Makes sure that the store describes a class version as another store does, whose row this is. False when
-  /// it has another description.
+  /// Copies another store's description of a class version, unless there is one. False if the store describes
+  /// the class version differently.
   [[nodiscard]] bool Adopt(sto_Driver& driver, sto_ClassRow const& row);
 
-  /// The store's description of a class version, null when it has none. Valid until Forget. After Load.
+  /// The store's description of a class version, null if it has none. Valid until Forget. REQUIRES: Load.
   [[nodiscard]] sto_ClassRow const* FindStored(unsigned int classId, int version) const;
 
-  /// Whether a stored part is certainly what the store's description of its class version says, and can be
-  /// read by this program: much cheaper than Problem, to be asked first. False says nothing.
+  /// Whether a stored part is known to fit the store's description of its class version, and this program can
+  /// read it. Much cheaper than Problem: ask this first. False proves nothing.
   [[nodiscard]] bool IsKnown(sto_Part const& part) const noexcept {
     sto_StoredClass const* const stored =
         m_RecentStored.Find(part.m_ClassId, static_cast<unsigned int>(part.m_Version));
     return stored != nullptr && stored->Knows(part);
   }
-  /// What of a stored part does not fit the store's description of its class version; empty when all does.
-  /// The part is remembered then, for IsKnown, when this program can read it whatever it is a part of
-  /// (`isReadable`). After Load.
+  /// What does not fit between a stored part and the store's description of its class version; empty if all
+  /// fits. Then IsKnown remembers the part, provided `isReadable`: this program can read it in any object.
+  /// REQUIRES: Load.
   [[nodiscard]] std::string Problem(sto_Part const& part, bool isReadable);
 
-  /// Whether a stored class version has the base class of the program's newest version, or is unknown to it.
-  /// After Load.
+  /// Whether a stored class version has the same base class as the program's newest version. True also if
+  /// either of them is unknown. REQUIRES: Load.
   [[nodiscard]] bool HasNewestBase(sto_Part const& part);
 
-  /// Whether some version of a class declares an attribute, in the program or in the store. After Load.
+  /// Whether some version of a class declares an attribute, in the program or in the store. REQUIRES: Load.
   [[nodiscard]] bool IsDeclared(unsigned int classId, cls_FieldHandle const& field) const;
 
-  /// The number of an attribute name, added to the dictionary when it is new.
+  /// The number of an attribute name. Adds the name to the dictionary if it is new.
   [[nodiscard]] std::int64_t AddName(sto_Driver& driver, std::string_view name);
 
-  /// The number of an attribute name, 0 when the store has never seen it (no object has such a field).
+  /// The number of an attribute name; 0 if the store has never seen it, so no object has such a field.
   [[nodiscard]] std::int64_t FindName(sto_Driver& driver, std::string_view name);
 
-  /// A name of the dictionary; empty for a number that it does not have.
+  /// The name with a number; empty if the dictionary does not have it. Valid until Forget.
   [[nodiscard]] std::string_view NameOf(std::int64_t id) const noexcept;
 
-  /// Whether a stored key is certainly that of a field: much cheaper than looking the field's key up. False
-  /// also when nothing was read from the store yet.
+  /// Whether a stored key is known to be that of a field. Much cheaper than looking up the field's key. May
+  /// be false for a matching key if nothing was read from the store yet.
   [[nodiscard]] bool IsKey(sto_FieldKey const& key, cls_FieldHandle const& field) const noexcept {
     if (key.m_NameId == 0) return field.Name().IsEmpty() && key.m_FieldId == field.FieldId();
     auto const index = static_cast<std::size_t>(key.m_NameId);
@@ -85,7 +87,7 @@ class sto_Catalogue {
     if (!known.HasText()) return false;
     if (known.SharesBufferWith(field.Name())) return true;
     if (known != field.Name()) return false;
-    known = field.Name(); // the same text at the same place is seen at once
+    known = field.Name(); // next time the shared buffer is recognised at once
     return true;
   }
 
@@ -97,31 +99,32 @@ class sto_Catalogue {
     }
   };
 
-  /// Empty when nobody knows it.
+  /// Empty if neither the program nor the store knows the class.
   [[nodiscard]] std::string KnownClassName(unsigned int classId) const;
   /// Makes sure that the store describes a class.
   void Record(sto_Driver& driver, cls_ClassMetadata const& metadata);
 
-  /// Conflict unless two descriptions of one class version are the same.
+  /// Conflict if two descriptions of one class version differ.
   void CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const;
 
   void ReadClasses(sto_Driver& driver);
   void ReadNames(sto_Driver& driver);
-  /// Notes a name of the dictionary; false when the text or the number is there already, or the text is
-  /// empty.
+  /// Notes a name of the dictionary; false if the text is empty, or the text or the number already exists.
   [[nodiscard]] bool TakeName(std::string_view name, std::int64_t id);
   [[noreturn]] void RaiseDamaged(std::string const& problem) const;
 
   std::string m_Location;
   sto_Classes m_Classes;
-  std::unordered_map<unsigned int, sto_ClassInUse> m_InUse;
+  std::unordered_map<unsigned int, sto_ClassInUse> m_InUse; // ToWrite adds; Forget resets, removes none
   sto_RecentTable<sto_ClassInUse*> m_RecentInUse; // by class ID: some of m_InUse that the store describes
+
+  // From the store: set by Load, extended by Record, Adopt and AddName, cleared by Forget.
   bool m_IsLoaded = false;
   std::map<std::pair<unsigned int, int>, sto_StoredClass> m_StoredClasses;
   // By class ID and version: some of m_StoredClasses that this program can read.
   sto_RecentTable<sto_StoredClass const*> m_RecentStored;
   std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> m_NameIds;
-  mutable std::vector<cow_String> m_Names;                       // those with a small number, by that number
-  std::unordered_map<std::int64_t, std::string_view> m_FarNames; // the others, which are keys of m_NameIds
+  mutable std::vector<cow_String> m_Names;                       // names with small numbers, by number
+  std::unordered_map<std::int64_t, std::string_view> m_FarNames; // the others; the texts are in m_NameIds
   std::int64_t m_NextNameId = 1;
 };

@@ -3,15 +3,15 @@
 #include <cstdint>
 #include <unordered_map>
 
-/// What a session notes of its own changes of lists and blobs, so that they can be undone and are not taken
-/// for another session's. Internal to the module. Thread rule: the thread of the session.
+/// A session's notes about its own changes to lists and blobs. With them the changes can be undone, and are
+/// not mistaken for another session's. Internal to the module. Thread rule: the thread of the session.
 class sto_ChangeNotes {
  public:
-  /// What a list was when the open transaction began.
+  /// The state of a list when the open transaction began.
   struct ListAtBegin {
     int m_Count = 0;
     std::int64_t m_Change = 0;
-    bool m_IsMade = false;         ///< in this transaction: the list was not there
+    bool m_IsMade = false;         ///< made in this transaction: there was no list
     std::int64_t m_MadeInSave = 0; ///< the number of the save that made it
   };
 
@@ -20,8 +20,8 @@ class sto_ChangeNotes {
     auto const found = m_ListsAtBegin.find(id);
     return found == m_ListsAtBegin.end() ? nullptr : &found->second;
   }
-  /// Notes how many elements and changes a list had, before it is changed for the first time in the
-  /// transaction.
+  /// Notes how many elements and changes a list had. Call it before each change; the first call in a
+  /// transaction counts.
   void NoteAtBegin(std::int64_t id, int count, std::int64_t change) {
     m_ListsAtBegin.try_emplace(id, ListAtBegin{count, change, false, 0});
   }
@@ -30,7 +30,7 @@ class sto_ChangeNotes {
     m_ListsAtBegin.insert_or_assign(id, ListAtBegin{0, 0, true, save});
   }
 
-  /// Notes which change of a blob this session has written last, and in which transaction and save.
+  /// Notes the latest change of a blob that this session wrote, and in which transaction and save.
   void NoteBlobChange(std::int64_t id, std::int64_t change, std::int64_t transaction, std::int64_t save) {
     m_BlobChanges.insert_or_assign(id, BlobChange{change, transaction, save});
   }

@@ -17,7 +17,7 @@ bool ReadsAsNewest(cls_ClassMetadata const& metadata, cls_ClassMetadata const& n
   return IsPlain(metadata) ? !metadata.HasCtor() : typeid(metadata) == typeid(newest);
 }
 
-/// Whether there is metadata that was made for exactly this version of an object's own class.
+/// Whether there is metadata made for exactly this version of an object's own class.
 bool HasOldReader(sto_Classes const& classes, sto_Part const& own) {
   cls_ClassMetadata const* const metadata = classes.ForVersion(own.m_ClassId, own.m_Version);
   cls_ClassMetadata const* const newest = classes.Newest(own.m_ClassId);
@@ -25,7 +25,7 @@ bool HasOldReader(sto_Classes const& classes, sto_Part const& own) {
          !ReadsAsNewest(*metadata, *newest);
 }
 
-/// The base class of what builds an object of a stored class version by itself.
+/// The base class of the C++ class that builds an object of this stored class version.
 unsigned int BaseOfReader(sto_Classes const& classes, sto_Part const& own) {
   cls_ClassMetadata const* const metadata = classes.ForVersion(own.m_ClassId, own.m_Version);
   cls_ClassMetadata const* const newest = classes.Newest(own.m_ClassId);
@@ -41,7 +41,7 @@ std::string VersionText(sto_Catalogue const& catalogue, sto_Part const& part) {
   return catalogue.ClassName(part.m_ClassId) + " version " + std::to_string(part.m_Version);
 }
 
-/// What the program's author has to do so that such objects can be read.
+/// What the program's author must do so that such objects can be read.
 std::string Advice(sto_Catalogue const& catalogue, sto_Part const& own) {
   std::string const name = catalogue.ClassName(own.m_ClassId);
   std::string const version = "version " + std::to_string(own.m_Version) + " of class " + name;

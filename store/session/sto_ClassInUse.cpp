@@ -13,7 +13,7 @@ bool IsSame(sto_ClassInUse::Attribute const& attribute, cls_FieldHandle const& f
 
 sto_ClassInUse::Attribute const* sto_ClassInUse::Find(cls_FieldHandle const& field) noexcept {
   std::size_t const count = m_Attributes.size();
-  // Most objects write what the one before wrote, in the same order; some ask twice for one attribute.
+  // Most objects write the same attributes as the previous one, in the same order; some ask twice for one.
   if (m_Next < count && IsSame(*m_Attributes[m_Next], field)) return m_Attributes[m_Next++].get();
   if (m_Next > 0 && m_Next <= count && IsSame(*m_Attributes[m_Next - 1], field))
     return m_Attributes[m_Next - 1].get();

@@ -11,14 +11,14 @@ namespace {
 constexpr unsigned int NoBase = cls_ClassMetadata::RootClassId;
 constexpr int LibraryVersion = 800;
 
-/// Classes that stand in records but in no registrar: what the value wrappers are stored as.
+/// Classes that appear in records but in no registrar: the value wrappers are stored as these.
 void DeclareCollections(cls_ClassRegistrar& registrar) {
   registrar.CreateClassMD("cls_InternalList"_cow, cls_InternalListTypeId, LibraryVersion, nullptr, NoBase);
   registrar.CreateClassMD("cls_InternalMap"_cow, cls_InternalMapTypeId, LibraryVersion, nullptr, NoBase);
   registrar.CreateClassMD("cls_Blob"_cow, cls_BlobTypeId, LibraryVersion, nullptr, NoBase);
 }
 
-/// The start-up registers the string wrappers without attributes; a store describes what it writes.
+/// The library registers the string wrappers without attributes, but a store describes what it writes.
 void DeclareStrings(cls_ClassRegistrar& registrar) {
   registrar.AddClassMD(new cls_TypeAdapter<cls_xpString>("cow_String"_cow, LibraryVersion, NoBase))
       .AddAttribute(cls_FieldHandle("STRING"_cow), ATTR_STRING, 1, COLLECTION_NONE);

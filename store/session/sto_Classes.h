@@ -5,38 +5,39 @@
 #include "metadata/cls_ClassRegistrar.h"
 #include "store/base/sto_RecentTable.h"
 
-/// The classes that a session knows: the program's registrar, and the module's own declarations of the
-/// library's classes, which hold wherever both have one. Internal to the module.
-/// Thread rule: the thread of the session.
+/// The classes that a session knows: those in the program's registrar, and the module's own declarations of
+/// the library's classes. If both declare a class, the module's declaration counts. Results point into the
+/// two registrars and are valid as long as these. Internal to the module. Thread rule: the thread of the
+/// session.
 class sto_Classes {
  public:
-  /// `program` must outlive the object and be complete; whether it is without mistakes is not looked at
-  /// (sto_CheckClasses).
+  /// REQUIRES: `program` is complete and outlives the object. Does not look for mistakes in it; see
+  /// sto_CheckClasses.
   explicit sto_Classes(cls_ClassRegistrar const& program);
 
-  /// Declares the library's classes.
+  /// Declares the library's classes in `registrar`.
   static void DeclareLibrary(cls_ClassRegistrar& registrar);
 
   /// The newest version of a class, null for an unknown class.
   [[nodiscard]] cls_ClassMetadata const* Newest(unsigned int classId) const;
 
-  /// What reads a stored version: its own metadata, or that of the next registered version above it; null
-  /// when there is none.
+  /// The metadata that reads a stored version: its own, or that of the next registered version above it. Null
+  /// if there is none.
   [[nodiscard]] cls_ClassMetadata const* ForVersion(unsigned int classId, int version) const;
 
   /// The registered versions of a class, ascending.
   [[nodiscard]] std::vector<int> Versions(unsigned int classId) const;
 
-  /// Whether a class is declared by the program, and not one of the library's.
+  /// Whether a class is declared by the program and is not a library class.
   [[nodiscard]] bool IsOfProgram(unsigned int classId) const {
     return !m_Library.ClassIsPresent(classId) && m_Program.ClassIsPresent(classId);
   }
 
-  /// The nearest class above that declares an attribute, null when none does.
+  /// The nearest base class that declares an attribute, null if none does.
   [[nodiscard]] cls_ClassMetadata const* DeclaringBase(cls_ClassMetadata const& metadata) const;
 
-  /// Whether a class is another, or derives from it. The way may lead from the program's classes to the
-  /// library's.
+  /// Whether two classes are the same, or the first derives from the second. Program classes may derive from
+  /// library classes.
   [[nodiscard]] bool DerivesFrom(unsigned int derived, unsigned int base) const;
 
  private:

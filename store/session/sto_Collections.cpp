@@ -48,7 +48,7 @@ std::vector<std::int64_t> sto_Collections::StoredIds() {
   std::vector<std::int64_t> ids;
   ForEach([&](sto_OpenCollection& collection) {
     if (collection.IsLost()) return;
-    collection.WriteRecord(); // of one that was made in this transaction
+    collection.WriteRecord(); // a collection made in this transaction may have none yet
     ids.push_back(collection.Id());
   });
   return ids;

@@ -6,60 +6,61 @@
 
 #include "store/session/sto_OpenCollection.h"
 
-/// The collections that a session has open: finds one by its id, and walks over all of them. Internal to the
-/// module. Thread rule: the thread of the session.
+/// The collections that a session has open: finds them by id, and walks over all of them. Owns none of them.
+/// Internal to the module. Thread rule: the thread of the session.
 ///
-/// A lost collection has no id any more, but is still walked over. A step of a walk may add and remove
-/// collections, the present one too, and may begin a walk of its own; one that is added during a walk may be
-/// left out of it.
+/// A lost collection is no longer found by id, but a walk still visits it. A step of a walk may add
+/// collections, remove any of them (the current one too), and start a nested walk. A walk may miss
+/// collections that are added while it runs.
 class sto_Collections {
  public:
   sto_Collections() = default;
   sto_Collections(sto_Collections const&) = delete;
   sto_Collections& operator=(sto_Collections const&) = delete;
 
-  /// The open collection with an id, null when there is none.
+  /// The open collection with an id, null if there is none.
   [[nodiscard]] sto_OpenCollection* Find(std::int64_t id) const noexcept {
     if (m_ById.empty()) return nullptr;
     auto const found = m_ById.find(id);
     return found == m_ById.end() ? nullptr : found->second;
   }
-  /// The collection that was lost with an identity, null when there is none.
+  /// The lost collection that had an identity, null if there is none.
   [[nodiscard]] sto_OpenCollection* FindLost(cls_UidCatalogEntry const* entry) const noexcept;
 
-  /// Takes a collection up. It is not found by id when its id is 0. Throws std::bad_alloc.
+  /// Adds a collection, which must stay alive until Remove. One with id 0 is not found by id. Throws
+  /// std::bad_alloc; then nothing has changed.
   void Add(sto_OpenCollection& collection);
   void Remove(sto_OpenCollection& collection) noexcept;
-  /// The id is not this collection's any more; it stays in the walk.
+  /// The collection is no longer found by its id, but walks still visit it.
   void ForgetId(sto_OpenCollection const& collection) noexcept;
 
   /// Calls `act` with each collection.
   template <class Act> void ForEach(Act act);
 
-  /// Lets every container write back what it has. In a write transaction.
+  /// Lets every container write its unwritten changes. REQUIRES: an open write transaction.
   void FlushHolders();
-  /// Whether a container has elements that it has changed and not written.
+  /// Whether a container has unwritten changes.
   [[nodiscard]] bool HasUnwrittenHolders();
-  /// Writes the records that have changed. In a write transaction.
+  /// Writes the records that have changed. REQUIRES: an open write transaction.
   void WriteRecords();
-  /// The ids of those that are not lost, with their records written.
+  /// The ids of the collections that are not lost. Writes their pending records first.
   [[nodiscard]] std::vector<std::int64_t> StoredIds();
 
  private:
-  /// A walk that is going on, and the one that it is part of.
+  /// A running walk, and the walk that it is nested in.
   struct Walk {
     sto_OpenCollection* m_Next;
     Walk* m_Outer;
   };
 
   std::unordered_map<std::int64_t, sto_OpenCollection*> m_ById;
-  sto_OpenCollection* m_First = nullptr; // of the chain of all, with the lost ones
-  Walk* m_Walk = nullptr;                // the innermost one
+  sto_OpenCollection* m_First = nullptr; // of the chain of all collections, lost ones included
+  Walk* m_Walk = nullptr;                // the innermost running walk; ForEach sets it
 };
 
 template <class Act> void sto_Collections::ForEach(Act act) {
   Walk walk{m_First, m_Walk};
-  struct End { // also when a step raises
+  struct End { // runs even if a step raises
     ~End() { m_Innermost = m_Outer; }
     Walk*& m_Innermost;
     Walk* m_Outer;

@@ -5,6 +5,6 @@
 
 class sto_Session;
 
-/// What holds object `held`, for messages: "attribute m_Left of object 3 (Frame)", "an element of the list of
-/// object 9". `holder` is the id of an object that is stored, or is being saved. Internal to the module.
+/// Describes where object `holder` holds object `held`, for messages: "attribute m_Left of object 3 (Frame)",
+/// "an element of the list of object 9". REQUIRES: `holder` is stored or being saved. Internal to the module.
 [[nodiscard]] std::string sto_HolderText(sto_Session& session, std::int64_t holder, std::int64_t held);

@@ -109,7 +109,7 @@ void sto_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
     for (std::size_t i = 0; left > 0; ++i) {
       Page* const page = segment.m_Pages[i];
       if (page == nullptr) continue;
-      --left; // the page may take the segment with it
+      --left; // dropping the page may free the segment
       DropFromPage(*page, firstId);
     }
   }

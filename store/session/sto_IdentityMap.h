@@ -13,36 +13,38 @@
 
 class sto_Session;
 
-/// Ties the identities of a session's objects to their permanent ids in the store.
+/// Ties the identities of a session's objects to their permanent ids in the store. Internal to the module.
 ///
-/// An identity in memory is the address of a record that is reused as soon as the identity dies, so a table
-/// from records to ids would take a new object for a dead one. The tie therefore lives in the identity's own
-/// history ring and is destroyed with it; the map only finds ties by id.
+/// An identity in memory is the address of a record, which is reused once the identity dies. A table from
+/// records to ids would mistake a new object for a dead one. So a tie lives in the identity's own history
+/// ring and is destroyed with it; the map only finds ties by id.
 ///
-/// Ids are given out one after the other, so the ties of 31 neighbours share one page, each in the slot of
-/// its id: a tie costs no allocation and no entry of a table of its own, and what it shares with its
-/// neighbours is found by its address.
+/// Ids are given out consecutively. The ties of 31 neighbouring ids share one page, each in the slot of its
+/// id. So a tie needs no allocation and no table entry of its own, and finds its page from its own address.
 ///
-/// Invariants: 1. Each tie is in the ring of one live identity and in the page of its id. 2. An identity has
-/// at most one tie of a map, an id at most one tie. 3. A tie holds no reference: it never keeps an identity
-/// alive. 4. A page has at least one tie.
+/// Invariants:
+/// 1. Each tie is in the ring of one live identity and in the page of its id.
+/// 2. An identity has at most one tie per map; an id has at most one tie.
+/// 3. A tie holds no reference: it never keeps an identity alive.
+/// 4. A page has at least one tie.
 ///
-/// Thread rule: the thread of the session. The map must go before the thread's identity catalogue.
+/// REQUIRES: the map is destroyed before the thread's identity catalogue. Thread rule: the thread of the
+/// session.
 class sto_IdentityMap {
   struct Page;
 
  public:
-  /// Ties one identity to one id.
+  /// Ties one identity to one id. The identity's ring owns it.
   class Tie final : public cls_HistoryEntry {
    public:
     ~Tie() override;
-    /// The tie's slot becomes free; the page is freed with its last tie.
+    /// Frees the tie's slot, and the page with its last tie.
     static void operator delete(Tie* tie, std::destroying_delete_t) noexcept;
 
     [[nodiscard]] std::int64_t Id() const noexcept;
     [[nodiscard]] sto_IdentityMap const& Map() const noexcept;
 
-    /// How the saves of the transaction have reached the object. Valid until ForgetVisits, while the tie
+    /// How the saves of the transaction reached the object. Valid until ForgetVisits, and as long as the tie
     /// lives. Throws std::bad_alloc.
     [[nodiscard]] sto_Visit& Visit() const;
 
@@ -58,34 +60,34 @@ class sto_IdentityMap {
     cls_UidCatalogEntry* m_Entry;
   };
 
-  /// `session`: whose map it is, for whoever meets its ties in the ring of an identity.
+  /// `session` is the map's session: another session that finds a tie in an identity's ring needs it.
   explicit sto_IdentityMap(sto_Session* session = nullptr) noexcept : m_Session(session) {}
   sto_IdentityMap(sto_IdentityMap const&) = delete;
   sto_IdentityMap& operator=(sto_IdentityMap const&) = delete;
   ~sto_IdentityMap();
 
   [[nodiscard]] sto_Session* Session() const noexcept { return m_Session; }
-  /// The record of the identity that is tied to an id; null when there is none.
+  /// The record of the identity that is tied to an id; null if there is none.
   [[nodiscard]] cls_UidCatalogEntry* EntryOf(std::int64_t id) noexcept;
-  /// Calls `act` with each tie of an identity that is of another map.
+  /// Calls `act` with each tie of an identity that belongs to another map.
   template <class Act> void ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const;
 
-  /// The tie of an identity, null when the session has none for it.
+  /// The tie of an identity, null if this map has none.
   [[nodiscard]] Tie* Find(cls_Uid const& uid) const noexcept;
 
-  /// Ties an identity that has no tie yet to an id that has none.
+  /// Ties an identity to an id. REQUIRES: neither has a tie in this map. Throws std::bad_alloc.
   Tie& Add(cls_Uid const& uid, std::int64_t id);
 
-  /// Notes that an object is a root; nothing when no identity is tied to its id.
+  /// Notes that an object is a root. Does nothing if no identity is tied to its id.
   void NoteRoot(std::int64_t id) noexcept;
 
-  /// The transaction is over: what its saves have reached does not matter any more.
+  /// Forgets how the saves of the transaction, which is over, reached their objects.
   void ForgetVisits() noexcept { m_Visits.Reset(); }
 
-  /// The identity of an id: the live one that is tied to it, otherwise a fresh one that is tied now.
+  /// The live identity that is tied to an id, or a new one, which is then tied to it. Throws std::bad_alloc.
   [[nodiscard]] cls_Uid IdentityOf(std::int64_t id);
 
-  /// Unties every id from `firstId` on: they were given out in work that is undone.
+  /// Unties every id from `firstId` on: they were given out in work that is now undone.
   void DropFrom(std::int64_t firstId) noexcept;
 
   [[nodiscard]] std::size_t Count() const noexcept { return m_Count; }
@@ -105,8 +107,8 @@ class sto_IdentityMap {
     sto_IdentityMap& m_Map;
     std::int64_t m_FirstId;
     sto_Visits::Block* m_Visits = nullptr; // null until a save of the transaction reaches one of the ids
-    unsigned int m_Used = 0;               // one bit for each slot that has a tie
-    unsigned int m_Roots = 0;              // one bit for each slot whose object was a root
+    unsigned int m_Used = 0;               // a bit for each slot: it has a tie
+    unsigned int m_Roots = 0;              // a bit for each slot: its object is known to be a root
     alignas(Tie) unsigned char m_Ties[IdsInPage * sizeof(Tie)];
   };
 
@@ -118,7 +120,7 @@ class sto_IdentityMap {
     int m_Count = 0;
   };
 
-  /// The page of an id, null for none.
+  /// The page of an id, null if there is none.
   [[nodiscard]] Page* PageWith(std::int64_t id) noexcept {
     auto const offset = static_cast<std::uint64_t>(id - (m_Latest == nullptr ? 0 : m_Latest->m_FirstId));
     return m_Latest != nullptr && offset < IdsInPage ? m_Latest : FindPage(id / IdsInPage);
@@ -131,8 +133,8 @@ class sto_IdentityMap {
   sto_Session* m_Session;
   sto_Visits m_Visits;
   sto_PagePool<PageBytes> m_Memory;
-  std::unordered_map<std::int64_t, Segment> m_Segments; // its elements stay where they are
-  Page* m_Latest = nullptr;                             // the page that was looked at last
+  std::unordered_map<std::int64_t, Segment> m_Segments; // a map, so that elements keep their addresses
+  Page* m_Latest = nullptr;                             // the page found or made last
   std::size_t m_Count = 0;
 };
 

@@ -1,9 +1,9 @@
 #pragma once
 
-/// What a transaction keeps at its beginning of the elements that bulk arrays have in memory and have not
-/// written, so that a rollback can put them back. Each value says how much can happen to them meanwhile.
+/// How a transaction, when it begins, keeps the unwritten elements of bulk arrays so that a rollback can
+/// restore them. It depends on what can happen to them until the transaction ends.
 enum class sto_Keeping {
-  Nothing, ///< a single operation: no block is changed in memory before it ends
-  Handles, ///< a save: blocks are written and evicted, but nobody is to change elements
-  Copies,  ///< a transaction of the program's, in which everything can happen
+  Nothing, ///< for a single operation: no block changes in memory before it ends
+  Handles, ///< for a save: blocks are written and evicted, but no element changes
+  Copies,  ///< for a transaction of the program, in which anything can happen
 };

@@ -10,17 +10,17 @@
 class sto_ElementRead;
 
 /// The shared objects of one load, or of all loads in a load scope: each stored object becomes one object in
-/// memory, however many fields hold it. Entries exist from before the object's construction on, so that a
-/// cycle finds the object it leads back to. Thread rule: the thread of the session.
+/// memory, however many fields hold it. An entry is made before its object is constructed, so that a cycle
+/// finds the object it leads back to. Internal to the module. Thread rule: the thread of the session.
 class sto_LoadedObjects {
  public:
   struct Entry {
     std::type_index m_Type;
-    std::shared_ptr<void> m_Object; // null for an object that cannot be shared, for the reason m_WhyNot
+    std::shared_ptr<void> m_Object; // null for an object that cannot be shared; m_WhyNot says why
     char const* m_WhyNot;
     std::int64_t m_Number; // in the order of adding
     sto_BuiltAs m_BuiltAs;
-    bool m_IsUndone = false; // its id was given out in work that was undone, and may be another object's
+    bool m_IsUndone = false; // its id was given out in undone work, and may now belong to another object
   };
 
   [[nodiscard]] Entry const* Find(std::int64_t id) const noexcept {
@@ -33,41 +33,42 @@ class sto_LoadedObjects {
   void AddUnshared(std::int64_t id, std::type_index type, char const* whyNot) {
     m_Entries.insert_or_assign(id, Entry{type, nullptr, whyNot, ++m_LastNumber, sto_BuiltAs::Unchecked});
   }
-  /// Forgets an object whose construction failed, and those that were begun after it: they may lead back to
-  /// it.
+  /// Forgets an object whose construction failed, and those begun after it, which may lead back to it.
   void RemoveFrom(std::int64_t id) noexcept {
     if (Entry const* const failed = Find(id)) RemoveNumbersFrom(failed->m_Number);
   }
-  /// Whether an object was loaded before the load that is going on, in its scope.
+  /// Whether an earlier load of the scope, not the running one, loaded an object.
   [[nodiscard]] bool IsOfEarlierLoad(Entry const& entry) const noexcept {
     return entry.m_Number < m_FirstOfLoad;
   }
 
-  /// The load of single elements that is going on; the mementos of its elements keep it.
+  /// The running load of single elements; the mementos of its elements own it.
   [[nodiscard]] std::weak_ptr<sto_ElementRead>& ElementRead() noexcept { return m_ElementRead; }
 
   [[nodiscard]] bool InLoad() const noexcept { return m_Loads > 0; }
-  /// A load begins; one inside another is part of it.
+  /// Begins a load; a nested load is part of the outer one.
   void Enter() noexcept {
     if (m_Loads++ == 0) m_FirstOfLoad = m_LastNumber + 1;
   }
-  /// A load ends; the outermost one forgets the objects, unless a scope keeps them.
+  /// Ends a load; the end of the outermost one forgets the objects, unless a scope keeps them.
   void Leave() noexcept {
     --m_Loads;
     ForgetUnlessKept();
   }
-  /// The outermost load failed: what it has begun is forgotten also in a scope.
+  /// Call before Leave if a load failed: if it is the outermost one, forgets its objects even in a scope.
   void Abandon() noexcept {
     if (m_Loads == 1) RemoveNumbersFrom(m_FirstOfLoad);
   }
 
-  /// A load scope begins; one inside another is part of it.
+  /// Begins a load scope; a nested scope is part of the outer one.
   void EnterScope() noexcept { ++m_Scopes; }
+  /// Ends a load scope; the end of the outermost one forgets the objects, unless a load is running.
   void LeaveScope() noexcept {
     --m_Scopes;
     ForgetUnlessKept();
   }
-  /// The ids from `firstId` on were given out in work that is undone. Their objects live on in the scope.
+  /// The ids from `firstId` on were given out in work that is now undone. The scope keeps their objects
+  /// alive, but Find no longer returns them.
   void Undo(std::int64_t firstId) noexcept {
     for (auto& [id, entry] : m_Entries)
       if (id >= firstId) entry.m_IsUndone = true;

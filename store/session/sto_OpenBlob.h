@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// A blob that a session has open: what transactions and saves need of the agent that implements it. Internal
-/// to the module.
+/// A blob that a session has open: what transactions and saves need from its agent, which implements this.
+/// Internal to the module. Thread rule: the thread of the session.
 class sto_OpenBlob {
  public:
   explicit sto_OpenBlob(std::int64_t id) noexcept : m_Id(id) {}
@@ -14,7 +14,7 @@ class sto_OpenBlob {
   /// Whether the blob was made in work that was undone.
   [[nodiscard]] bool IsLost() const noexcept { return m_IsLost; }
 
-  /// The work of a save, or a transaction, has been undone in the store.
+  /// The storage has undone the work of a save, or of a transaction.
   virtual void UndoSave() noexcept = 0;
   virtual void UndoTransaction() noexcept = 0;
 

@@ -19,8 +19,9 @@ class sto_ListTarget {
   ~sto_ListTarget() = default;
 };
 
-/// A collection that a session has open: what the session, its saves and the records in progress need of the
-/// agent that implements it. Internal to the module. The order of these calls is described in sto_Session.h.
+/// A collection that a session has open: what the session, its saves and the records in progress need from
+/// its agent, which implements this. sto_Session.h describes the order of the calls. Internal to the module.
+/// Thread rule: the thread of the session.
 class sto_OpenCollection {
  public:
   /// `id` is 0 for a collection that is not stored.
@@ -30,8 +31,8 @@ class sto_OpenCollection {
   virtual ~sto_OpenCollection() = default;
 
   [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
-  /// Whether the collection was made in work that was undone. The agent then stays in the session only so
-  /// that what its containers hold is not forgotten.
+  /// Whether the collection was made in work that was undone. Its agent then only remembers that containers
+  /// still hold elements of it.
   [[nodiscard]] bool IsLost() const noexcept { return m_IsLost; }
 
   /// "list of double", for messages.
@@ -44,45 +45,45 @@ class sto_OpenCollection {
   /// Whether the container at an address holds the agent.
   [[nodiscard]] virtual bool IsHeldBy(void const* container) const noexcept = 0;
 
-  /// Reads the record again when another session has committed. In a transaction. NotFound when the
-  /// collection is not there any more.
+  /// Reads the record again if another session has committed. NotFound if the collection no longer exists.
+  /// REQUIRES: an open transaction.
   virtual void Synchronise() = 0;
   /// Writes the collection's record if it has changed.
   void WriteRecord() {
     if (m_IsPending) WritePendingRecord();
   }
-  /// Lets every container write back what it has.
+  /// Lets every container write its unwritten changes.
   virtual void FlushHolders() = 0;
-  /// Whether a container has elements that it has changed and not written.
+  /// Whether a container has unwritten changes.
   [[nodiscard]] virtual bool HasUnwrittenHolders() const noexcept = 0;
   /// Copies the elements, as the containers show them, to an object of another session; false for a kind that
-  /// cannot be copied so. `container`: the address of the one to copy from, if it is known. In a save of the
-  /// other session.
+  /// cannot be copied like this. `container` is the address of the container to copy from, or null.
+  /// REQUIRES: the other session is saving.
   virtual bool CopyInto(sto_ListTarget& target, void const* container) = 0;
 
   // --- transactions and saves
 
-  /// A transaction, or a save, begins after which containers may have to be put back: keeps what they have.
+  /// A transaction, or a save, begins: keeps what containers have, in case they must be restored.
   virtual void KeepForRollback(sto_Keeping keeping) = 0;
   virtual void KeepForUndo() = 0;
-  /// The transaction, or the save, is over for good.
+  /// The transaction, or the save, can no longer be undone: forgets what was kept.
   virtual void ForgetBegin() noexcept = 0;
   virtual void ForgetMark() noexcept = 0;
-  /// Misuse when the save that ends made the collection and a container has elements that it could not write.
+  /// Misuse if the ending save made the collection and a container could not write all its elements.
   virtual void CheckWhole() const = 0;
-  /// Before ids are untied: a collection that is about to be lost keeps its identity.
+  /// Called before ids are untied: a collection that is about to be lost keeps its identity.
   virtual void NoteIdentity(bool isRollback) noexcept = 0;
-  /// The work of a save, or a transaction, has been undone in the store. May delete the agent.
+  /// The storage has undone the work of a save, or of a transaction. May delete the agent.
   virtual void UndoSave() noexcept = 0;
   virtual void UndoTransaction(sto_Keeping kept) noexcept = 0;
-  /// The session ends: containers are flushed and detached. May delete the agent.
+  /// The session ends: flushes and detaches the containers. May delete the agent.
   virtual void CloseSession() noexcept = 0;
 
  protected:
   virtual void WritePendingRecord() = 0;
 
-  bool m_IsPending = false; ///< the record has changed since it was written
-  bool m_IsLost = false;
+  bool m_IsPending = false; ///< the record has changed since it was written; set by the agent
+  bool m_IsLost = false;    ///< set by the agent when the work that made the collection is undone
 
  private:
   friend class sto_Collections;

@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-/// A proxy of a stored object, as its session knows it. Internal to the module.
+/// A proxy of a stored object, as its session sees it. Internal to the module. Thread rule: the thread of the
+/// session.
 class sto_OpenProxy {
  public:
   explicit sto_OpenProxy(std::int64_t id) noexcept : m_Id(id) {}
@@ -11,8 +12,8 @@ class sto_OpenProxy {
 
   [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
 
-  /// The object was made in work that is undone, and its id may be given to another one: the proxy cannot be
-  /// used any more.
+  /// Makes the proxy unusable: its object was made in work that is undone, and another object may get its id.
+  /// Called by the session.
   void End() noexcept { m_IsOver = true; }
   [[nodiscard]] bool IsOver() const noexcept { return m_IsOver; }
 

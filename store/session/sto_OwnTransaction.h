@@ -2,7 +2,9 @@
 
 #include "store/session/sto_Session.h"
 
-/// A transaction for one operation, unless one is open already. Rolled back when it is not committed.
+/// A transaction for one operation; does nothing if one is already open. The destructor rolls back what was
+/// not committed. REQUIRES: the session outlives it. Internal to the module. Thread rule: the thread of the
+/// session.
 class sto_OwnTransaction {
  public:
   sto_OwnTransaction(sto_Session& session, bool forWriting, sto_Keeping keeping = sto_Keeping::Nothing)
@@ -18,10 +20,10 @@ class sto_OwnTransaction {
     if (m_IsOwn) m_Session.Rollback();
   }
 
-  /// Whether it began here.
+  /// Whether the transaction began here and is not committed yet.
   [[nodiscard]] bool IsOwn() const noexcept { return m_IsOwn; }
 
-  /// Commits what began here; nothing inside another transaction.
+  /// Commits a transaction that began here; does nothing inside another one.
   void Commit() {
     if (m_IsOwn) m_Session.Commit();
     m_IsOwn = false;

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-/// Memory in pages of `PageBytes`, each at a multiple of its size. Pages that are given back are given out
-/// again, the last one first; the pool's memory goes with the pool, so that objects which die one after the
-/// other cost the heap nothing. Internal to the module. Thread rule: one thread.
+/// Memory in pages of `PageBytes`, each aligned to its size. A page that is given back is reused, the latest
+/// first. The memory is freed only with the pool, so that objects that die one by one cause no heap work.
+/// Internal to the module. Thread rule: one thread.
 template <std::size_t PageBytes> class sto_PagePool {
   static_assert(std::has_single_bit(PageBytes) && PageBytes >= sizeof(void*));
 
@@ -19,11 +19,13 @@ template <std::size_t PageBytes> class sto_PagePool {
   sto_PagePool(sto_PagePool const&) = delete;
   sto_PagePool& operator=(sto_PagePool const&) = delete;
 
-  /// A page of unspecified content. Throws std::bad_alloc; the pool is unchanged then.
+  /// A page with unspecified content; valid until GiveBack or the end of the pool. Throws std::bad_alloc;
+  /// then the pool is unchanged.
   [[nodiscard]] void* Take() {
     if (m_Free == nullptr) AddChunk();
     return std::exchange(m_Free, m_Free->m_Next);
   }
+  /// REQUIRES: `page` is from Take, and nothing in it lives.
   void GiveBack(void* page) noexcept { m_Free = new (page) Free{m_Free}; }
 
   /// The page that an address lies in.
@@ -42,7 +44,7 @@ template <std::size_t PageBytes> class sto_PagePool {
     }
   };
 
-  /// Chunks double up to a size at which they are few.
+  /// Each chunk is twice as large as the one before, up to MaxPages.
   void AddChunk() {
     constexpr std::size_t MinPages = 4;
     constexpr std::size_t MaxPages = 1024;

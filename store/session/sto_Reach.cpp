@@ -2,7 +2,7 @@
 
 namespace {
 
-/// Whether two addresses are known, and those of two objects.
+/// Whether two addresses are both known and differ.
 bool AreTwo(void const* one, void const* other) noexcept {
   return one != nullptr && other != nullptr && one != other;
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// A record that has grown beyond this is not kept.
+/// A record that has grown larger than this is not kept.
 constexpr std::size_t MaxSpareBytes = 65536;
 
 } // namespace
@@ -19,7 +19,7 @@ sto_RecordRef& sto_RecordCache::SpareRecord() {
     if (record.IsOnlyOne()) return record;
     m_NextRecord = (m_NextRecord + 1) % m_Records.size();
   }
-  // All are in use: a new one replaces one of them here.
+  // All are in use: a new one replaces one of them in the cache.
   sto_RecordRef& kept = m_Records[m_NextRecord];
   kept = sto_RecordRef::New();
   return kept;
@@ -29,7 +29,7 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   m_Session.RaiseKept();
   if (sto_OpenCollection* const open = m_Session.Collections().Find(id)) open->WriteRecord();
   sto_Catalogue& catalogue = m_Session.Catalogue();
-  catalogue.Load(m_Session.Driver()); // messages name the class also when the program does not know it
+  catalogue.Load(m_Session.Driver()); // so that messages can name a class that the program does not know
   sto_RecordRef& kept = SpareRecord();
   sto_RecordRef record = kept;
   unsigned int classId = 0;
@@ -56,10 +56,10 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
 void sto_RecordCache::CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part) {
   sto_Catalogue& catalogue = m_Session.Catalogue();
   sto_Classes const& classes = catalogue.Classes();
-  std::vector<int> known; // a class that the program does not declare can still be read as it is
+  std::vector<int> known; // empty for a class that the program does not declare; its record can still be read
   bool const isReadable = classes.ForVersion(part.m_ClassId, part.m_Version) != nullptr ||
                           (known = classes.Versions(part.m_ClassId)).empty();
-  bool const isRemembered = isReadable && catalogue.HasNewestBase(part); // and not looked at again
+  bool const isRemembered = isReadable && catalogue.HasNewestBase(part); // then it is not checked again
   if (std::string const problem = catalogue.Problem(part, isRemembered); !problem.empty())
     m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +
                                                 catalogue.DescribeClass(classId) +

@@ -7,7 +7,7 @@
 void sto_Save::Begin(std::string_view const* root) {
   m_Session.RaiseKept();
   if (m_IsGoingOn) m_Session.Raise(sto_ErrorKind::Misuse, "A save is going on already.");
-  // What the mark keeps must be whole, in the store and in memory.
+  // Undoing restores this state, so it must be complete in the store and kept in memory.
   m_Session.Collections().ForEach([](sto_OpenCollection& collection) {
     collection.WriteRecord();
     collection.KeepForUndo();
@@ -46,7 +46,7 @@ void sto_Save::Undo() noexcept {
   try {
     m_Session.Driver().RollbackToMark();
   } catch (...) {
-    m_Session.Driver().Rollback(); // half a save must not stay in a transaction that can be committed
+    m_Session.Driver().Rollback(); // a transaction that can still commit must not contain half a save
   }
   m_Session.Collections().ForEach([](sto_OpenCollection& collection) { collection.NoteIdentity(false); });
   m_Reach.UndoSave();

@@ -11,43 +11,49 @@
 class sto_ElementSave;
 class sto_Session;
 
-/// The saves of a session, of which at most one is going on: what belongs to it is written once, and is undone
-/// as a whole when it fails. Internal to the module. Thread rule: the thread of the session.
+/// The saves of a session; at most one is running. A save writes each object once, and is undone as a whole
+/// if it fails. sto_Session.h says who ends it. Internal to the module. Thread rule: the thread of the
+/// session.
 class sto_Save {
  public:
   explicit sto_Save(sto_Session& session) noexcept : m_Session(session) {}
   sto_Save(sto_Save const&) = delete;
   sto_Save& operator=(sto_Save const&) = delete;
 
-  /// Starts a save under a root name, or of an element (null), in a write transaction. Misuse during a save.
+  /// Starts a save under a root name, or of an element (null). Misuse during a save; raises a kept failure.
+  /// If it raises, it has started no save. REQUIRES: an open write transaction.
   void Begin(std::string_view const* root = nullptr);
-  /// Ends it. When it raises, the save is still going on: undo it.
+  /// Ends the save. Misuse if it is incomplete or not running; raises a kept failure. If it raises, the save
+  /// is still running: undo it.
   void End();
+  /// Undoes the save in the store and in memory. If the storage cannot do that, it rolls back the whole
+  /// transaction.
   void Undo() noexcept;
-  /// The transaction is over, and what its saves have met does not matter any more.
+  /// The transaction is over: a running save ends with it, and what its saves reached is forgotten. Called by
+  /// the session.
   void EndTransaction() noexcept;
 
   [[nodiscard]] bool IsGoingOn() const noexcept { return m_IsGoingOn; }
-  /// Misuse when no save is going on.
+  /// Misuse if no save is running.
   void Check() const;
   /// The number of the latest save.
   [[nodiscard]] std::int64_t Number() const noexcept { return m_Number; }
-  /// Whether an object's id was given out in this save, so that nothing of it can be in the store yet.
+  /// Whether an object's id was given out in this save, so that the store cannot have anything of it yet.
   [[nodiscard]] bool IsNew(std::int64_t id) const noexcept { return id >= m_FirstId; }
 
-  /// An object of the save failed: the save can only be undone, even when nobody passes the failure on.
+  /// Notes that an object of the save failed: the save can only be undone, even if the failure is swallowed.
   void MarkIncomplete() noexcept { m_IsIncomplete = true; }
 
-  /// What the saves of the transaction have met.
+  /// What the saves of the transaction have reached.
   [[nodiscard]] sto_Reach& Reach() noexcept { return m_Reach; }
 
-  /// Compares a collection that is written with the one that was written under the same id earlier in this
-  /// save, if any: one identity cannot have two values. Conflict; `what` says what they are.
+  /// Conflict if this save already wrote a collection with the same id and another hash: one identity cannot
+  /// have two values. `what` names the kind of collection.
   void CheckSameCollection(std::int64_t id, std::uint64_t hash, char const* what = "lists");
 
   [[nodiscard]] sto_SpareBuilders& Builders() noexcept { return m_Builders; }
 
-  /// The save of single elements that is going on; the mementos of its elements keep it.
+  /// The running save of single elements; the mementos of its elements own it.
   [[nodiscard]] std::weak_ptr<sto_ElementSave>& ElementSave() noexcept { return m_ElementSave; }
 
  private:
@@ -55,9 +61,9 @@ class sto_Save {
   sto_Reach m_Reach;
   sto_SpareBuilders m_Builders;
   std::weak_ptr<sto_ElementSave> m_ElementSave;
-  bool m_IsGoingOn = false;
-  bool m_IsIncomplete = false;
-  std::int64_t m_Number = 0;
-  std::int64_t m_FirstId = 1;
+  bool m_IsGoingOn = false;    // set by Begin; cleared by End, Undo and EndTransaction
+  bool m_IsIncomplete = false; // set by MarkIncomplete, cleared by Begin
+  std::int64_t m_Number = 0;   // counted up by Begin
+  std::int64_t m_FirstId = 1;  // the first id that the latest save could give out
   std::unordered_map<std::int64_t, std::uint64_t> m_Collections; // the hashes of those that were written
 };

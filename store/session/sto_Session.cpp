@@ -17,7 +17,7 @@ sto_Session::~sto_Session() {
   Rollback();
   try {
     if (!m_Driver->IsReadOnly()) Close();
-  } catch (...) { // then each container writes by itself what it can
+  } catch (...) { // each container then writes what it can by itself, in CloseSession
   }
   m_Collections.ForEach([](sto_OpenCollection& each) { each.CloseSession(); });
   *m_Self = nullptr;
@@ -39,13 +39,13 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
     if (forWriting && keeping != sto_Keeping::Nothing)
       m_Collections.ForEach([&](sto_OpenCollection& each) { each.KeepForRollback(keeping); });
   } catch (...) {
-    Rollback(); // nothing has changed yet that could be put back
+    Rollback(); // m_IsWriting is still false: there is nothing to restore yet
     m_Collections.ForEach([](sto_OpenCollection& each) { each.ForgetBegin(); });
     throw;
   }
   m_Keeping = keeping;
   if (forWriting) ++m_TransactionNumber;
-  m_IsWriting = forWriting; // from now on a rollback has ids to take back
+  m_IsWriting = forWriting; // from now on a rollback takes back ids and restores containers
 }
 
 void sto_Session::CheckUse() const {
@@ -95,7 +95,7 @@ void sto_Session::Rollback() noexcept {
   }
   EndTransaction();
   if (!wasWriting) return;
-  if (m_KeptIn == m_TransactionNumber) m_Kept = nullptr; // of work that is undone
+  if (m_KeptIn == m_TransactionNumber) m_Kept = nullptr; // the work that failed is undone
   m_Changes.UndoTransaction(m_TransactionNumber);
   for (sto_OpenBlob* const blob : m_OpenBlobs) blob->UndoTransaction();
   m_Collections.ForEach([this](sto_OpenCollection& each) { each.UndoTransaction(m_Keeping); });

@@ -27,29 +27,36 @@
 
 class cls_FieldHandle;
 
-/// One open store: its transactions, the ids that they give out, the failure that is kept, and the life of it
-/// all. The other things that mementos and agents share are parts of it with a class each. Internal to the
-/// module.
+/// One open store: its transactions, the ids they give out, the kept failure, and the lifetime of all parts.
+/// Everything else that mementos and agents share is a part with a class of its own. Internal to the module.
 ///
-/// Invariants: 1. Writing happens inside a write transaction only. 2. A failure that happened in a destructor
-/// is kept and raised by the next operation, by the end of the save, or by the commit. 3. Work that is undone
-/// leaves no tie behind: the ids it gave out are untied, and no agent, blob or proxy has one of them. 4.
-/// Rolling back, undoing a save and closing allocate nothing here and cannot fail.
+/// Invariants:
+/// 1. Writing happens only inside a write transaction.
+/// 2. A failure in a destructor is kept, and raised by the next operation, the end of the save, or the
+///    commit.
+/// 3. Undone work leaves no tie behind: the ids it gave out are untied, and no usable agent, blob or proxy
+///    has one of them.
+/// 4. Rolling back and undoing a save allocate nothing here and cannot fail.
 ///
 /// Order across the classes:
-/// - A save is ended or undone by whoever began it: sto_Store::SaveWith, sto_CopyRoot, or for elements the
-///   sto_ElementSave, which the mementos of the elements own together; the last one ends it in its destructor.
-///   A rollback ends a save that is still going on.
-/// - The record of an object is written when its last memento or builder is deleted (sto_RecordInProgress),
-///   which is before the save ends. The record of an open collection is written by its agent: when a save
-///   begins and ends, when the record is read, when the last holder lets go, and before the commit.
-/// - Undoing goes: the storage; identities that are about to be lost (NoteIdentity); the ids and their ties;
-///   the notes; blobs; collections. The last step puts back what arrays had, and needs the others done.
-/// - An agent of a collection belongs to its containers: the last one that lets go deletes it. It deletes
-///   itself when none is left at the moment in which it is undone or the session closes. So the walks of
-///   sto_Collections survive removals.
+/// - Who ends a save: the code that began it also ends or undoes it. For objects this is sto_Store::SaveWith,
+///   for copies sto_CopyRoot, for elements sto_ElementSave. The mementos of the elements share the
+///   sto_ElementSave; it ends the save in its destructor, after the last of them. A rollback ends a save that
+///   is still running.
+/// - When an object's record is written: when its last memento or builder is deleted (sto_RecordInProgress),
+///   which must be before the save ends.
+/// - When the record of an open collection is written: its agent writes a pending record when a save begins
+///   or ends, when the record is read, when the garbage collector starts, when the last holder lets go, when
+///   the agent of a list or map of objects is deleted, and before the commit.
+/// - Undoing: first the storage; then NoteIdentity for collections that are about to be lost; then the ids
+///   with their ties, proxies and loaded objects; then the change notes; then blobs; last the collections,
+///   which restore what arrays had and rely on all earlier steps.
+/// - Who deletes a collection's agent: the last container that lets go of it. If no container holds it when
+///   its collection is lost or the session closes, it deletes itself. Exception: an agent of a list or map of
+///   objects that was never referenced belongs to the program that got it, which deletes it. The walks of
+///   sto_Collections survive such removals.
 ///
-/// Thread rule: one thread.
+/// Thread rule: the thread that made the session. Begin and CheckTransaction raise Misuse in another one.
 class sto_Session {
  public:
   sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar,
@@ -74,77 +81,84 @@ class sto_Session {
   [[nodiscard]] std::unordered_set<sto_OpenProxy*>& OpenProxies() noexcept { return m_OpenProxies; }
   [[nodiscard]] sto_ChangeNotes& Changes() noexcept { return m_Changes; }
   [[nodiscard]] sto_KeptBytes& KeptBytes() noexcept { return m_KeptBytes; }
-  /// Whether slips of the program's classes are looked for; see sto_Options.
+  /// Whether the session looks for mistakes in the program's classes; see sto_Options::m_Strict.
   [[nodiscard]] bool IsStrict() const noexcept { return m_IsStrict; }
 
-  /// A pointer to the session, null when it has ended. For agents that may outlive it.
+  /// Points to the session, and to null once the session has ended. For objects that may outlive it.
   [[nodiscard]] std::shared_ptr<sto_Session*> const& Self() const noexcept { return m_Self; }
 
   // --- transactions
 
   [[nodiscard]] bool InTransaction() const noexcept { return m_InTransaction; }
-  /// When a failure has undone the open transaction, so that only Rollback is left: raises that failure if
-  /// nobody has heard of it yet, otherwise Unavailable.
+  /// Raises if a failure has undone the open transaction, which can then only be rolled back: the kept
+  /// failure if there is one, otherwise Unavailable. Misuse in another thread, and if the program's registrar
+  /// has been destroyed.
   void CheckTransaction();
   [[nodiscard]] bool IsWriting() const noexcept { return m_IsWriting; }
-  /// ReadOnly when the store is; Misuse when a transaction is open.
+  /// Begins a transaction. ReadOnly if the store is; Misuse if a transaction is open; Busy. If it raises, no
+  /// transaction is open.
   void Begin(bool forWriting, sto_Keeping keeping = sto_Keeping::Nothing);
   /// The number of the latest write transaction.
   [[nodiscard]] std::int64_t TransactionNumber() const noexcept { return m_TransactionNumber; }
-  /// Raises a kept failure first; the transaction stays open when it fails.
+  /// Commits the open transaction. Raises a kept failure first. Misuse without a transaction and during a
+  /// save. If it raises, the transaction is still open.
   void Commit();
+  /// Undoes the open transaction in the store and in memory; does nothing if none is open.
   void Rollback() noexcept;
 
-  /// Changes whenever another session commits. Sampled when the open, or latest, transaction began.
+  /// Changes whenever another session commits. Sampled when the current (or latest) transaction began.
   [[nodiscard]] std::int64_t ChangeCounter() const noexcept { return m_ChangeCounter; }
 
-  /// Writes what containers have changed and not written, in one transaction of its own, if there is anything
-  /// to write. When it raises, containers have what they had. Misuse while a transaction is open.
+  /// Writes the unwritten changes of containers, if any, in a transaction of its own. The session stays open.
+  /// If it raises, the containers still have their changes. Misuse while a transaction is open.
   void Close();
 
   // --- ids
 
-  /// The tie of an identity, with a new object id when it has none.
+  /// The tie of an identity. Ties it to a new object id if it has none. Full if no ids are left.
   [[nodiscard]] sto_IdentityMap::Tie& TieOf(cls_Uid const& uid);
-  /// An object id for an object that has no identity in this program. Full when there are none left.
+  /// Gives out an id for an object without an identity in this program. Full if no ids are left.
   [[nodiscard]] std::int64_t TakeId();
   /// The id that is given out next.
   [[nodiscard]] std::int64_t NextId() const noexcept { return m_NextId; }
-  /// The ids from `firstId` on were given out in work that is undone: unties them, forgets what is known of
-  /// the catalogue, and gives them out again.
+  /// The ids from `firstId` on were given out in work that is now undone: unties them, ends proxies of their
+  /// objects, forgets the catalogue, and allows the ids to be given out again.
   void TakeBackIds(std::int64_t firstId) noexcept;
 
   /// Whether an object id has been given out.
   [[nodiscard]] bool IsGivenOut(std::int64_t id) const noexcept { return id > 0 && id < m_NextId; }
-  /// Whether an object's id was given out in the open transaction: a rollback removes the object.
+  /// Whether an object's id was given out in the open transaction, so that a rollback removes the object.
   [[nodiscard]] bool IsNewInTransaction(std::int64_t id) const noexcept {
     return m_IsWriting && id >= m_FirstIdOfTransaction;
   }
 
-  // --- the catalogue, within the open transaction
+  // --- the catalogue. REQUIRES: an open transaction; for the first two, an open write transaction.
 
-  /// A class that is to be written, described in the store. Misuse for an undeclared class.
+  /// A class for writing; describes it in the store if needed. Misuse for an undeclared class; Conflict if
+  /// the store describes it differently.
   [[nodiscard]] sto_ClassInUse& ClassToWrite(unsigned int classId);
+  /// The key of a field. Adds its name to the store's dictionary if it is new.
   [[nodiscard]] sto_FieldKey KeyToWrite(cls_FieldHandle const& field);
-  /// The key of a field, none when the store has never seen the name.
+  /// The key of a field; empty if the store has never seen its name.
   [[nodiscard]] std::optional<sto_FieldKey> KeyToRead(cls_FieldHandle const& field);
 
   // --- errors
 
-  /// Raises with the store's name before the message.
+  /// Raises an error whose message begins with the store's name.
   [[noreturn]] void Raise(sto_ErrorKind kind, std::string const& message,
                           sto_SourceLine line = sto_SourceLine::Current()) const;
 
-  /// Keeps a failure that happened where none can be raised; the first one stays.
+  /// Keeps a failure that cannot be raised where it happened. If one is kept already, that one stays.
   void Keep(std::exception_ptr failure) noexcept;
-  /// Raises a kept failure, once.
+  /// Raises the kept failure, if any, and forgets it.
   void RaiseKept() {
     if (m_Kept != nullptr) RethrowKept();
   }
-  /// The work in which a failure was kept is undone.
+  /// Forgets the kept failure, because its work is undone.
   void ForgetKept() noexcept { m_Kept = nullptr; }
 
-  /// While it lives, a kept failure waits: what a destructor does is not to fail for what failed before.
+  /// Sets the kept failure aside while it lives, so that work in a destructor does not fail because of an
+  /// earlier failure. Afterwards the earlier failure is kept again, replacing a later one.
   class KeptAside {
    public:
     explicit KeptAside(sto_Session& session) noexcept
@@ -153,7 +167,7 @@ class sto_Session {
     KeptAside& operator=(KeptAside const&) = delete;
     ~KeptAside() {
       if (m_Kept == nullptr) return;
-      m_Session.m_Kept = std::move(m_Kept); // the first one stays
+      m_Session.m_Kept = std::move(m_Kept); // the first failure counts
       m_Session.m_KeptIn = m_KeptIn;
     }
 
@@ -164,7 +178,7 @@ class sto_Session {
   };
 
  private:
-  /// Misuse in another thread than the session's, and when the program's registrar is gone.
+  /// Misuse in another thread than the session's, and if the program's registrar has been destroyed.
   void CheckUse() const;
   void EndTransaction() noexcept;
   [[noreturn]] void RethrowKept();
@@ -186,13 +200,15 @@ class sto_Session {
   sto_KeptBytes m_KeptBytes;
   bool m_IsStrict;
 
+  // All set by Begin; the first two are cleared by EndTransaction.
   bool m_InTransaction = false;
   bool m_IsWriting = false;
   sto_Keeping m_Keeping = sto_Keeping::Nothing; // of the open write transaction
   std::int64_t m_TransactionNumber = 0;
   std::int64_t m_ChangeCounter = -1;
-  std::int64_t m_NextId = 1;
+  std::int64_t m_NextId = 1; // also counted up by TakeId and reset by TakeBackIds
   std::int64_t m_FirstIdOfTransaction = 1;
-  std::exception_ptr m_Kept;
+
+  std::exception_ptr m_Kept; // set by Keep; cleared when it is raised or its work is undone
   std::int64_t m_KeptIn = 0; // the number of the write transaction that was open when it happened, or 0
 };

@@ -5,9 +5,9 @@
 
 namespace {
 
-/// A builder that has grown beyond this is not kept.
+/// A builder that has grown larger than this is not kept.
 constexpr std::size_t MaxSpareBytes = 65536;
-/// Each level of nesting uses one builder; at most this many are kept.
+/// Each nesting level uses one builder; at most this many are kept.
 constexpr std::size_t MaxSpareBuilders = 16;
 
 } // namespace

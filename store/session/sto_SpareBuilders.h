@@ -6,12 +6,13 @@
 
 #include "store/format/sto_RecordBuilder.h"
 
-/// Builders of records that nobody uses. They keep their memory, so that most objects are written without any
-/// allocation for their records. Internal to the module. Thread rule: the thread of the session.
+/// Unused record builders, kept with their memory, so that most records are built without an allocation.
+/// Internal to the module. Thread rule: the thread of the session.
 class sto_SpareBuilders {
  public:
-  /// An empty builder for the record of one object.
+  /// An empty builder for the record of one object; the caller owns it. Throws std::bad_alloc.
   [[nodiscard]] std::unique_ptr<sto_RecordBuilder> Take();
+  /// Keeps a builder for reuse, or frees it; `builder` may be null.
   void GiveBack(std::unique_ptr<sto_RecordBuilder> builder) noexcept;
 
  private:

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Checks blocks as the storage hands them over, and passes their content on.
+/// Checks each block that the storage delivers, and passes its content on.
 class Unsealer : public sto_BlockSink {
  public:
   Unsealer(std::int64_t firstKey, int first, void* context,
@@ -25,7 +25,7 @@ class Unsealer : public sto_BlockSink {
     return true;
   }
 
-  /// The block that is missing or damaged, unless all came.
+  /// The index after the last good block: the one that is missing or damaged, unless all were good.
   [[nodiscard]] int Next() const noexcept { return m_Next; }
 
  private:
@@ -70,10 +70,10 @@ bool sto_StoredBlocks::Has(int index) {
 }
 
 bool sto_StoredBlocks::HasList(int count, std::size_t minBytes) {
-  constexpr int UncheckedBlocks = 16; // room for so few is harmless, even if most of them are missing
+  constexpr int UncheckedBlocks = 16; // making room for so few is harmless, even if most are missing
   int const blockCount = sto_ListLayout(count).BlockCount();
   if (blockCount == 0) return true;
-  // The whole store cannot be smaller than one of its lists.
+  // A list cannot be larger than the whole store.
   if (static_cast<std::size_t>(count) * minBytes >
           static_cast<std::uint64_t>(m_Session.Driver().SizeBytes()) ||
       !Has(blockCount - 1))

@@ -13,16 +13,16 @@ class sto_Session;
 /// The sealed blocks of one stored list or blob: reads and writes them by index. The only place where a
 /// block's key is computed and its checksum appended or checked. Internal to the module.
 ///
-/// Opening a transaction for one block costs several times what the block costs. So blocks that are read in
-/// order, each in a transaction of its own, are read ahead. Inside a longer transaction they are not: the
-/// storage maps the file, and the system reads ahead.
+/// Opening a transaction for one block costs several times as much as reading the block. So ReadAhead, for
+/// blocks that are read in order with a transaction each, reads several at once. A longer transaction does
+/// not need it: the storage maps the file, and the operating system reads ahead.
 ///
-/// Memory: at most ReadAheadBlocks blocks and one. REQUIRES, for all operations but ReadKept and Forget: an
-/// open transaction. Errors: Damaged for a block that is missing or has the wrong checksum; those of the
-/// driver. Thread rule: the thread of the session.
+/// REQUIRES: an open transaction (a write transaction to write), except for ReadKept and Forget. Errors:
+/// Damaged for a block that is missing or has a wrong checksum; those of the driver. Memory: at most
+/// ReadAheadBlocks + 1 blocks. Thread rule: the thread of the session.
 class sto_StoredBlocks {
  public:
-  /// How many blocks are read at once when they are read in order: 256 KiB of doubles.
+  /// How many blocks ReadAhead reads at once: 256 KiB of doubles.
   static constexpr int ReadAheadBlocks = 16;
 
   sto_StoredBlocks(sto_Session& session, std::int64_t listId) noexcept
@@ -37,14 +37,15 @@ class sto_StoredBlocks {
   /// Reads the whole content of a block to `content`. Damaged if the block has another size.
   void ReadInto(int index, std::span<std::byte> content);
 
-  /// As Read. Reads later blocks ahead if the block before was read last. The list has `blockCount` blocks.
+  /// As Read, but also reads later blocks if the previous block was read last. The list has `blockCount`
+  /// blocks.
   [[nodiscard]] sto_ByteView ReadAhead(int index, int blockCount);
 
   /// The content of a block that was read ahead and has not changed since; empty if there is none. Needs no
   /// transaction.
   [[nodiscard]] sto_ByteView ReadKept(int index);
 
-  /// Calls `take` with each block of `first` to `last`, in order, in one pass over the storage.
+  /// Calls `take` with each block from `first` to `last`, in order, in one pass over the storage.
   template <class Take> void ReadRun(int first, int last, Take take) {
     struct Context {
       Take& m_Take;
@@ -55,11 +56,12 @@ class sto_StoredBlocks {
     if (next <= last) RaiseDamaged(next);
   }
 
-  /// Whether a block is stored. Whether it can be read shows when it is read.
+  /// Whether a block is stored. Does not check its content.
   [[nodiscard]] bool Has(int index);
 
   /// Whether all blocks of a list of `count` elements of at least `minBytes` bytes each are stored. Call it
-  /// before making room for as many elements as a list says it has.
+  /// before allocating memory for a stored count, which may be damaged. Lists of a few blocks are checked
+  /// less strictly.
   [[nodiscard]] bool HasList(int count, std::size_t minBytes);
 
   /// Whether a block is stored, undamaged, with this content.
@@ -90,10 +92,10 @@ class sto_StoredBlocks {
 
   sto_Session& m_Session;
   std::int64_t m_ListId;
-  int m_NextIndex = 0; // the block that reading in order would ask for
+  int m_NextIndex = 0; // the block after the one read last
   int m_FirstKept = 0;
   int m_KeptCount = 0;
   std::int64_t m_KeptState = 0; // the store's change counter when the kept blocks were read
   std::vector<sto_Bytes> m_Kept;
-  sto_Bytes m_Block; // the one read last
+  sto_Bytes m_Block; // the block read last without reading ahead
 };

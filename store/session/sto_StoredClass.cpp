@@ -13,7 +13,7 @@ constexpr std::uint32_t Bit(sto_Format::ValueTag tag) noexcept {
   return std::uint32_t{1} << tag;
 }
 
-/// The types that the value of an attribute may have, as they are checked when it is written.
+/// The types that the value of an attribute may have, by the rules that also apply when it is written.
 std::uint32_t TagsOf(sto_AttributeRow const& attribute) noexcept {
   if (attribute.m_CollectionType != COLLECTION_NONE) return Bit(sto_Format::Object);
   std::uint32_t tags = 0;

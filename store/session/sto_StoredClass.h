@@ -10,22 +10,23 @@
 #include "store/driver/sto_Driver.h"
 #include "store/format/sto_Record.h"
 
-/// A class version as a store describes it, and those of its fields that stored parts were seen to have.
-/// Whoever wrote the part checked it against the same description, so a part that does not fit is damaged, or
-/// the description is. Internal to the module. Thread rule: the thread of the session.
+/// A class version as a store describes it, and its fields that were found in stored parts so far. A part is
+/// checked against this description when it is written, so if a stored part does not fit, either the part or
+/// the description is damaged. Internal to the module. Thread rule: the thread of the session.
 class sto_StoredClass {
  public:
   explicit sto_StoredClass(sto_ClassRow row) : m_Row(std::move(row)) {}
 
   [[nodiscard]] sto_ClassRow const& Row() const noexcept { return m_Row; }
 
-  /// Whether the version has the base class that the program's newest version has; set by whoever knows that.
+  /// Whether the version has the same base class as the program's newest version. Set by
+  /// sto_Catalogue::HasNewestBase.
   std::optional<bool> m_HasNewestBase;
 
   /// Gives a class version of format 1 its attributes.
   void Describe(std::vector<sto_AttributeRow> attributes);
 
-  /// Whether each field of a part is one that was seen before, in the order of then; some may be left out.
+  /// Whether all fields of a part were seen before, in the same order; known fields may be missing.
   [[nodiscard]] bool Knows(sto_Part const& part) const noexcept {
     auto known = m_Known.begin();
     for (sto_Field const& field : part.m_Fields) {
@@ -36,8 +37,8 @@ class sto_StoredClass {
     return true;
   }
 
-  /// What of a part does not fit the description; empty when all does, and then Knows knows it. `nameOf` says
-  /// the name that a number stands for, empty for none.
+  /// What in a part does not fit the description; empty if all fits. Then Knows usually knows the part.
+  /// `nameOf` returns the name with a number, empty if there is none.
   template <class NameOf> [[nodiscard]] std::string Problem(sto_Part const& part, NameOf nameOf) {
     std::size_t next = 0;
     for (sto_Field const& field : part.m_Fields) {
@@ -56,7 +57,7 @@ class sto_StoredClass {
   }
 
  private:
-  static constexpr std::size_t MaxKnown = 4096; // where nothing is described, there may be fields without end
+  static constexpr std::size_t MaxKnown = 4096; // a class without described attributes can have any fields
 
   struct Known {
     sto_FieldKey m_Key;
@@ -67,9 +68,9 @@ class sto_StoredClass {
     }
   };
 
-  /// Whether a field is known; `next`, where it was looked for first, is its place then.
+  /// Whether a field is known. Looks at index `next` first, and sets `next` to the field's index if found.
   [[nodiscard]] bool FindKnown(sto_Field const& field, std::size_t& next) const noexcept;
-  /// Finds the types that a key's value may have.
+  /// Sets the types that the value of `known` may have. Returns the problem if there are none, else empty.
   [[nodiscard]] std::string Resolve(Known& known, std::string_view name) const;
   [[nodiscard]] std::string ResolveNumber(Known& known) const;
   [[nodiscard]] std::string TypeProblem(Known const& known, std::string_view name) const;

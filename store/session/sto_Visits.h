@@ -6,24 +6,24 @@
 #include <memory>
 #include <vector>
 
-/// How an object was reached last by the saves of one transaction.
+/// How the saves of one transaction last reached an object.
 struct sto_Visit {
   void const* m_Address = nullptr; ///< of the object in memory; null when it is not known
   std::int64_t m_Holder = 0;       ///< the id of the object that holds it; 0 for a root
-  std::int64_t m_Save : 63 = 0;    ///< the number of the save; 0 when none has
+  std::int64_t m_Save : 63 = 0;    ///< the number of the save; 0 if none has reached it
   bool m_IsWritten : 1 = false;    ///< whether its record is complete
 };
 static_assert(sizeof(sto_Visit) == 24);
 
-/// The visits of a transaction, in blocks of neighbouring ids. Whoever owns a block keeps a pointer to it,
-/// and that becomes null when the blocks are given up together. Internal to the module. Thread rule: one
+/// The visits of a transaction, in blocks of neighbouring ids. Each owner of a block has a pointer to it;
+/// Reset takes back all blocks and sets these pointers to null. Internal to the module. Thread rule: one
 /// thread.
 class sto_Visits {
  public:
   static constexpr std::size_t IdsInBlock = 31;
 
   struct Block {
-    Block** m_Owner = nullptr; // the owner's pointer to the block; null when the owner is gone
+    Block** m_Owner = nullptr; // the owner's pointer to the block; null once the owner is destroyed
     std::array<sto_Visit, IdsInBlock> m_Visits;
   };
 
@@ -32,10 +32,11 @@ class sto_Visits {
   sto_Visits& operator=(sto_Visits const&) = delete;
   ~sto_Visits() { Reset(); }
 
-  /// Sets an owner's pointer to an empty block. Throws std::bad_alloc; nothing has changed then.
+  /// Gives out an empty block: sets `owner`, which must not move, to it. Throws std::bad_alloc; then nothing
+  /// has changed.
   void Take(Block*& owner);
 
-  /// The owner of a block goes.
+  /// The owner of a block is about to be destroyed. `block` may be null.
   static void Leave(Block* block) noexcept {
     if (block != nullptr) block->m_Owner = nullptr;
   }
