@@ -97,14 +97,26 @@ function(kvl_add_store)
   set_target_properties(KVLstore PROPERTIES LINKER_LANGUAGE CXX)
 endfunction()
 
+# The headers that nearly every test includes; they are precompiled.
+set(KVL_TEST_HEADERS
+  <gtest/gtest.h> <algorithm> <filesystem> <fstream> <functional> <map> <memory> <optional> <random> <string>
+  <unordered_map> <vector>)
+
 # A test program, run as a whole. SHARDS divides its tests among that many ctest entries, which run in parallel.
-# THREADS marks a program that uses threads: only these are run with the thread sanitizer.
+# THREADS marks a program that uses threads: only these are run with the thread sanitizer. TEMPLATES marks a program
+# that compiles most of the code it tests: only these are built with the undefined-behaviour sanitizer themselves;
+# the others test libraries that are.
 function(kvl_test target)
-  kvl_parse_arguments("THREADS" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
+  kvl_parse_arguments("THREADS;TEMPLATES" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${target} ${ARG_SOURCES})
   target_link_libraries(${target} PRIVATE
     ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
-  target_precompile_headers(${target} REUSE_FROM test_headers)
+  if(ARG_TEMPLATES AND KVL_SANITIZE MATCHES "undefined")
+    target_precompile_headers(${target} PRIVATE ${KVL_TEST_HEADERS}) # its flags differ from those of the others
+  else()
+    target_precompile_headers(${target} REUSE_FROM test_headers)
+    target_link_libraries(${target} PRIVATE kvl_test_sanitizers)
+  endif()
   set_property(GLOBAL APPEND PROPERTY KVL_TEST_PROGRAMS ${target})
   if(KVL_TESTS_WITH_THREADS_ONLY AND NOT ARG_THREADS)
     set_target_properties(${target} PROPERTIES EXCLUDE_FROM_ALL ON)
