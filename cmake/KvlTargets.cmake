@@ -44,6 +44,10 @@ function(kvl_sources target)
   if(TARGET ${target}_objects)
     set(target ${target}_objects)
   endif()
+  get_target_property(is_imported ${target} IMPORTED)
+  if(is_imported) # a host's own edition
+    return()
+  endif()
   target_sources(${target} PRIVATE ${ARGN})
 endfunction()
 
@@ -108,7 +112,7 @@ set(KVL_TEST_HEADERS
 # the others test libraries that are.
 function(kvl_test target)
   kvl_parse_arguments("THREADS;TEMPLATES" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
-  add_executable(${target} ${ARG_SOURCES})
+  add_executable(${target} ${ARG_SOURCES} $<TARGET_OBJECTS:test_headers>)
   target_link_libraries(${target} PRIVATE
     ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
   if(ARG_TEMPLATES AND KVL_SANITIZE MATCHES "undefined")
@@ -133,7 +137,8 @@ function(kvl_test target)
     endif()
     add_test(NAME ${name} COMMAND ${target} --gtest_brief=1)
     set_tests_properties(${name} PROPERTIES
-      TIMEOUT 1800 ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${shard}")
+      TIMEOUT 1800 ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${shard}"
+      ENVIRONMENT_MODIFICATION "GTEST_FILTER=unset:")
   endforeach()
 endfunction()
 

@@ -53,9 +53,11 @@ endfunction()
 
 # The text of a public header: its own includes, from the first to the last, may bring in inner headers.
 function(open_inner_headers text result)
-  string(FIND "${text}" "#include <kvlpersist/" first)
+  string(FIND "${text}" "\n#include <kvlpersist/" first)
   if(NOT first EQUAL -1)
-    string(FIND "${text}" "#include <kvlpersist/" last REVERSE)
+    string(FIND "${text}" "\n#include <kvlpersist/" last REVERSE)
+    math(EXPR first "${first} + 1")
+    math(EXPR last "${last} + 1")
     string(SUBSTRING "${text}" 0 ${first} before)
     string(SUBSTRING "${text}" ${last} -1 after)
     math(EXPR length "${last} - ${first}")

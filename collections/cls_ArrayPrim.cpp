@@ -139,6 +139,7 @@ cls_ArrayPrimBuffer<T> const* cls_ArrayPrim<T>::AddBlock(int index, int start, c
     // A back end that undid its work may have put the array's own block back; keep that one.
     Buffer const* const there = trie.ConstGetPtr(start);
     if (there != nullptr && there->Values() == block.Values()) trie.Remove(start);
+    trie.ForgetLastFound(); // other blocks may be in memory now; the next access evicts them
     throw;
   }
   // A back end that found the list changed meanwhile may have dropped all blocks before reading.

@@ -114,9 +114,16 @@ template <class K, class V, int W> class cls_PTrie {
   /// A branch on `bit` of the key with a new leaf on the key's side and `sibling` on the other.
   Node* MakeBranch(int bit, K const& key, V const& value, Node* sibling) {
     Leaf* const leaf = new Leaf(key, value);
-    m_Last = leaf;
-    ++m_Count;
-    return Image::Test(m_Key, bit) ? new Branch(bit, leaf, sibling) : new Branch(bit, sibling, leaf);
+    try {
+      Node* const branch =
+          Image::Test(m_Key, bit) ? new Branch(bit, leaf, sibling) : new Branch(bit, sibling, leaf);
+      m_Last = leaf;
+      ++m_Count;
+      return branch;
+    } catch (...) {
+      delete leaf;
+      throw;
+    }
   }
 
   /// The key as one number to compare. Keys of more than one word get a tag that never matches.

@@ -55,8 +55,8 @@ class KVL_EXPORT nex_Exception {
   /// Writes the root part: "m_FromFile" and "m_FromLine".
   virtual void DBWrite(cls_WriteVisitor const& visitor) const;
 
-  // The same texts for a const exception; they call the virtual operations. The cast is safe: no exception is
-  // a const object, only a handler's reference is const.
+  // The same texts for a const exception; they call the virtual operations. REQUIRES: no override changes its
+  // object, as those of this library do not.
   atr_String DeveloperReport() const { return const_cast<nex_Exception*>(this)->DeveloperReport(); }
   atr_String UserReport() const { return const_cast<nex_Exception*>(this)->UserReport(); }
   atr_String AsString() const { return const_cast<nex_Exception*>(this)->AsString(); }

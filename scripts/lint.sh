@@ -8,7 +8,23 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
+is_deep=0
+case "${1:-}" in
+"") ;;
+--deep) is_deep=1 ;;
+*)
+  echo "usage: scripts/lint.sh [--deep]" >&2
+  exit 2
+  ;;
+esac
+
 scripts/setup.sh --lint
+for tool in clang-format-14 run-clang-tidy-14; do
+  command -v "$tool" >/dev/null || {
+    echo "lint: there is no $tool" >&2
+    exit 1
+  }
+done
 
 # Include files that git does not track yet.
 git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp' |
@@ -19,13 +35,15 @@ cmake --preset clang >/dev/null
 cmake --build --preset clang --parallel "$(nproc)"
 echo "lint: Clang has no warnings"
 
-tidy() { # build folder, files as a pattern, options
+tidy() { # build folder, sources as a pattern, options
   run-clang-tidy-14 -p "$1" -quiet -j "$(nproc)" "${@:3}" "$2" 2>/dev/null |
     { grep -vE '^(clang-tidy|Use -header-filter|Suppressed |[0-9]+ warnings? )' || true; }
 }
-if [[ "${1:-}" == --deep ]]; then
+if ((is_deep)); then
   tidy build/clang '.*'
-  tidy build/dev '(_test|/tests/.*|/examples/.*)\.cpp' -checks=-clang-analyzer-*
+  cmake --preset clang-all >/dev/null
+  cmake --build build/clang-all --target document_blocks >/dev/null
+  tidy build/clang-all '(_test|/tests/.*|/examples/.*)\.cpp' -checks=-clang-analyzer-*
 else
   tidy build/clang '.*' -checks=-clang-analyzer-*
 fi

@@ -8,7 +8,8 @@
 ///     cls_Received<cls_MementoRead> const child(memento.MakeFieldReadObj(field));
 struct cls_DeleteWhenNeeded {
   template <class T> void operator()(T* object) const {
-    static_assert(requires { sizeof(T); }, "include the header of the interface");
+    static_assert(
+        requires { sizeof(T); }, "include the header of the interface");
     if constexpr (requires { object->NeedsDeletion(); })
       if (!object->NeedsDeletion()) return;
     delete object;

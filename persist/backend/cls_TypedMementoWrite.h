@@ -52,7 +52,7 @@ using cls_WriteObjectMapOf =
 /// builders cannot outlive their memento.
 ///
 /// `Self` overrides the remaining operations of cls_MementoWrite itself. It may also override one type of a
-/// family.
+/// family; then it names the others as well: `using cls_TypedMementoWrite<MyWriter>::Write;`.
 ///
 /// Cost: one virtual call, as without this class; the call of `Self` is static and inlined. No slot moves.
 /// When the members of `Self` are defined in a source file, declare `extern template class

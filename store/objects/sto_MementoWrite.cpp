@@ -117,7 +117,7 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
 
 void sto_MementoWrite::PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
                                  std::int64_t id) {
-  CheckTag(field, attribute, sto_Format::Object);
+  m_Object->PutWhole([&] { CheckTag(field, attribute, sto_Format::Object); });
   m_Object->PutField(m_Part, attribute.m_Key, sto_Format::Object, [id](sto_ByteWriter& writer) {
     writer.Number(id);
     writer.U8(COLLECTION_NONE);

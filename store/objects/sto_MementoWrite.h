@@ -87,7 +87,7 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   /// Puts a value into the record; `put` writes its bytes. Misuse if the attribute is not declared for it.
   template <class Put> void PutValue(cls_FieldHandle const& field, sto_Format::ValueTag tag, Put put) {
     sto_ClassInUse::Attribute const& attribute = Attribute(field);
-    CheckTag(field, attribute, tag);
+    m_Object->PutWhole([&] { CheckTag(field, attribute, tag); });
     m_Object->PutField(m_Part, attribute.m_Key, tag, put);
   }
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <unordered_map>
 
 /// A session's notes about its own changes to lists and blobs. With them the changes can be undone, and are
@@ -32,7 +33,12 @@ class sto_ChangeNotes {
 
   /// Notes the latest change of a blob that this session wrote, and in which transaction and save.
   void NoteBlobChange(std::int64_t id, std::int64_t change, std::int64_t transaction, std::int64_t save) {
-    m_BlobChanges.insert_or_assign(id, BlobChange{change, transaction, save});
+    BlobChange& blob = m_BlobChanges[id];
+    if (blob.m_Transaction != transaction) blob.m_BeforeTransaction = blob.m_Change;
+    if (blob.m_Transaction != transaction || blob.m_Save != save) blob.m_BeforeSave = blob.m_Change;
+    blob.m_Change = change;
+    blob.m_Transaction = transaction;
+    blob.m_Save = save;
   }
   [[nodiscard]] bool IsOwnBlobChange(std::int64_t id, std::int64_t change) const noexcept {
     auto const found = m_BlobChanges.find(id);
@@ -41,21 +47,36 @@ class sto_ChangeNotes {
 
   /// The transaction is over, committed or not.
   void EndTransaction() noexcept { m_ListsAtBegin.clear(); }
-  /// The work of a transaction, or of a save, has been undone.
+  /// The work of a transaction, or of a save, has been undone: the changes before it are the latest again.
   void UndoTransaction(std::int64_t number) noexcept {
-    std::erase_if(m_BlobChanges, [number](auto const& blob) { return blob.second.m_Transaction == number; });
+    UndoBlobs([number](BlobChange& blob) {
+      if (blob.m_Transaction == number) blob = {blob.m_BeforeTransaction, 0, 0, 0, 0};
+    });
   }
   void UndoSave(std::int64_t number) noexcept {
     std::erase_if(m_ListsAtBegin, [number](auto const& list) { return list.second.m_MadeInSave == number; });
-    std::erase_if(m_BlobChanges, [number](auto const& blob) { return blob.second.m_Save == number; });
+    UndoBlobs([number](BlobChange& blob) {
+      if (blob.m_Save != number) return;
+      blob.m_Change = blob.m_BeforeSave;
+      blob.m_Save = 0;
+    });
   }
 
  private:
   struct BlobChange {
-    std::int64_t m_Change;
-    std::int64_t m_Transaction;
-    std::int64_t m_Save;
+    std::int64_t m_Change = 0; // 0: none
+    std::int64_t m_Transaction = 0;
+    std::int64_t m_Save = 0;
+    std::int64_t m_BeforeTransaction = 0; // the change before the first one in m_Transaction
+    std::int64_t m_BeforeSave = 0;        // and before the first one in m_Save
   };
+
+  template <class Undo> void UndoBlobs(Undo undo) noexcept {
+    for (auto blob = m_BlobChanges.begin(); blob != m_BlobChanges.end();) {
+      undo(blob->second);
+      blob = blob->second.m_Change == 0 ? m_BlobChanges.erase(blob) : std::next(blob);
+    }
+  }
 
   std::unordered_map<std::int64_t, ListAtBegin> m_ListsAtBegin;
   std::unordered_map<std::int64_t, BlobChange> m_BlobChanges; // of all transactions of the session

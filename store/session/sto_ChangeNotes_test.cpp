@@ -54,4 +54,18 @@ TEST(ChangeNotes, ChangesOfBlobsInUndoneWorkAreForgotten) {
   EXPECT_TRUE(notes.IsOwnBlobChange(3, 2));
 }
 
+TEST(ChangeNotes, UndoneWorkLeavesTheChangeBeforeIt) {
+  sto_ChangeNotes notes;
+  notes.NoteBlobChange(1, 2, 5, 1);
+  notes.NoteBlobChange(1, 3, 6, 1);
+  notes.NoteBlobChange(1, 4, 6, 2);
+  notes.NoteBlobChange(1, 5, 6, 2);
+  notes.UndoSave(2);
+  EXPECT_TRUE(notes.IsOwnBlobChange(1, 3));
+  notes.NoteBlobChange(1, 4, 6, 3);
+  notes.UndoTransaction(6);
+  EXPECT_TRUE(notes.IsOwnBlobChange(1, 2));
+  EXPECT_FALSE(notes.IsOwnBlobChange(1, 4));
+}
+
 } // namespace
