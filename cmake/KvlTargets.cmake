@@ -138,7 +138,8 @@ function(kvl_test target)
     add_test(NAME ${name} COMMAND ${target} --gtest_brief=1)
     set_tests_properties(${name} PROPERTIES
       TIMEOUT 1800 ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${shard}"
-      ENVIRONMENT_MODIFICATION "GTEST_FILTER=unset:")
+      ENVIRONMENT_MODIFICATION "GTEST_FILTER=unset:"
+      COST ${ARG_SHARDS}) # programs with many shards take longest, so they start first
   endforeach()
 endfunction()
 
