@@ -190,12 +190,12 @@ class StoreIoFault : public StoreTest, public testing::WithParamInterface<StoreF
 TEST_P(StoreIoFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllOrNothing) {
   StoreFaultVfs const vfs;
   { Create("base").Save("base", Node(1)); }
+  cls_xp1DArrayListDouble large(300'000);
+  for (int i = 0; i < 300'000; ++i) large.Append(i);
   for (int step = 1;; ++step) {
     SCOPED_TRACE("step " + std::to_string(step));
     fs::copy_file(Path("base"), Path(), fs::copy_options::overwrite_existing);
     sto_Store store = Open();
-    cls_xp1DArrayListDouble large(300'000);
-    for (int i = 0; i < 300'000; ++i) large.Append(i);
     Node const small(2);
     Node const last(3);
     std::vector<std::string> inTransaction{"base"};
