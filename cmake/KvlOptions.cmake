@@ -42,6 +42,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   # GCC 12 warns of overlapping copies inside the standard library's own string concatenation.
   target_compile_options(kvl_program_flags INTERFACE -Wno-restrict)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(kvl_program_flags INTERFACE -Wreserved-identifier)
+endif()
 if(KVL_WERROR)
   target_compile_options(kvl_program_flags INTERFACE -Werror)
 endif()
@@ -68,6 +71,10 @@ target_include_directories(kvl_flags INTERFACE "${PROJECT_SOURCE_DIR}")
 add_library(kvl_test_flags INTERFACE)
 target_link_libraries(kvl_test_flags INTERFACE kvl_flags)
 target_compile_options(kvl_test_flags INTERFACE "$<$<CONFIG:Debug>:-O0>")
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # The precompiled header fills GCC's heap to its limit (128 MiB), so it would look for garbage in every test.
+  target_compile_options(kvl_test_flags INTERFACE "SHELL:--param ggc-min-heapsize=524288")
+endif()
 
 # The undefined-behaviour sanitizer costs a third of the time of compiling a test; the libraries have it.
 add_library(kvl_test_sanitizers INTERFACE)

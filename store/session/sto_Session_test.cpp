@@ -74,7 +74,7 @@ class StoreSession : public StoreFileTest {
     m_Plan.m_FailedCall.clear();
   }
 
-  /// The id to which an identity is tied; 0 for none.
+  /// The id to which an identity is tied; 0 if it is not.
   std::int64_t TiedId(cls_Uid const& uid) {
     sto_IdentityMap::Tie const* const tie = m_Session->Identities().Find(uid);
     return tie == nullptr ? 0 : tie->Id();

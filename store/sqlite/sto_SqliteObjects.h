@@ -43,7 +43,8 @@ class sto_SqliteObjects {
   [[nodiscard]] std::vector<std::int64_t> Ids(std::int64_t first, std::int64_t last);
   /// How many objects there are. Writes the changed packs first.
   [[nodiscard]] std::int64_t Count();
-  /// The greatest id of a stored object, 0 for none. REQUIRES: the transaction has not written anything yet.
+  /// The greatest id of a stored object, 0 if there is none.
+  /// REQUIRES: the transaction has not written anything yet.
   [[nodiscard]] std::int64_t GreatestId();
 
  private:

@@ -42,7 +42,7 @@ struct ModelObject {
   ModelKind m_Kind = ModelKind::Carrier;
   int m_Number = 0;
   int m_BaseNumber = 0;
-  int m_Leaf = -1; ///< -1 for none
+  int m_Leaf = -1; ///< -1 if there is none
   std::string m_Text;
   std::vector<int> m_List;
   std::array<ModelNumbers, Carrier::ArrayCount> m_Arrays; ///< for a stream, the first is its list

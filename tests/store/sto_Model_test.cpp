@@ -19,7 +19,7 @@ struct Plain {
   int m_Number = 0;
   std::optional<std::string> m_Text;
   std::vector<int> m_List;
-  std::array<int, LinkCount> m_Links{}; // labels; 0 for none
+  std::array<int, LinkCount> m_Links{}; // labels; 0 where there is no link
   friend bool operator==(Plain const&, Plain const&) = default;
 };
 

@@ -36,7 +36,7 @@ struct CountedValue {
   static inline int s_Moves = 0;
   static inline int s_Defaults = 0;
   static inline int s_Alive = 0;
-  static inline int s_FailAtCopy = 0; ///< the number of the copy that throws, from 1; 0 for none
+  static inline int s_FailAtCopy = 0; ///< the number of the copy that throws, from 1; 0 if none throws
 };
 
 /// The same without move operations, so that growing must copy.

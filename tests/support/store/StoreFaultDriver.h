@@ -13,7 +13,7 @@
 class StoreFaultDriver : public sto_Driver {
  public:
   struct Plan {
-    int m_CallsLeft = 0;                // the call that fails, from now; 0 for none
+    int m_CallsLeft = 0;                // the call that fails, from now; 0 if none fails
     bool m_UndoesTransaction = false;   // the failure also undoes the transaction
     bool m_RollbackToMarkFails = false; // in addition
     std::string m_FailedCall;           // the call that failed; empty if none has

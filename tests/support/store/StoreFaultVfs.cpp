@@ -1,5 +1,7 @@
 #include "tests/support/store/StoreFaultVfs.h"
 
+#include "tests/support/store/StoreVfsForward.h"
+
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -9,6 +11,8 @@
 #include <stdexcept>
 
 namespace {
+
+using Forward = StoreVfsForward;
 
 std::int64_t s_StepsLeft = 0;
 StoreFaultVfs::Fault s_Fault = StoreFaultVfs::Fault::None;
@@ -53,91 +57,28 @@ template <class Real> int Run(int errorCode, Real real) {
   return Run(errorCode, real, [] {});
 }
 
-struct File {
-  sqlite3_file m_Base;
-  sqlite3_file* m_Real; // in the memory behind this
-};
-
-sqlite3_file* Real(sqlite3_file* file) {
-  return reinterpret_cast<File*>(file)->m_Real;
-}
-sqlite3_io_methods const& Methods(sqlite3_file* file) {
-  return *Real(file)->pMethods;
-}
+using File = StoreVfsFile;
 
 int Write(sqlite3_file* file, void const* data, int size, sqlite3_int64 offset) {
   return Run(
-      SQLITE_IOERR_WRITE, [&] { return Methods(file).xWrite(Real(file), data, size, offset); },
-      [&] { Methods(file).xWrite(Real(file), data, size / 2, offset); });
+      SQLITE_IOERR_WRITE,
+      [&] { return Forward::RealMethods(file).xWrite(Forward::Real(file), data, size, offset); },
+      [&] { Forward::RealMethods(file).xWrite(Forward::Real(file), data, size / 2, offset); });
 }
 
-int Close(sqlite3_file* file) {
-  return Methods(file).xClose(Real(file));
-}
-int Read(sqlite3_file* file, void* data, int size, sqlite3_int64 offset) {
-  return Methods(file).xRead(Real(file), data, size, offset);
-}
 int Truncate(sqlite3_file* file, sqlite3_int64 size) {
-  return Run(SQLITE_IOERR_TRUNCATE, [&] { return Methods(file).xTruncate(Real(file), size); });
+  return Run(SQLITE_IOERR_TRUNCATE,
+             [&] { return Forward::RealMethods(file).xTruncate(Forward::Real(file), size); });
 }
 int Sync(sqlite3_file* file, int flags) {
-  return Run(SQLITE_IOERR_FSYNC, [&] { return Methods(file).xSync(Real(file), flags); });
+  return Run(SQLITE_IOERR_FSYNC,
+             [&] { return Forward::RealMethods(file).xSync(Forward::Real(file), flags); });
 }
-int FileSize(sqlite3_file* file, sqlite3_int64* size) {
-  return Methods(file).xFileSize(Real(file), size);
-}
-int Lock(sqlite3_file* file, int level) {
-  return Methods(file).xLock(Real(file), level);
-}
-int Unlock(sqlite3_file* file, int level) {
-  return Methods(file).xUnlock(Real(file), level);
-}
-int CheckReservedLock(sqlite3_file* file, int* result) {
-  return Methods(file).xCheckReservedLock(Real(file), result);
-}
-int FileControl(sqlite3_file* file, int operation, void* argument) {
-  return Methods(file).xFileControl(Real(file), operation, argument);
-}
-int SectorSize(sqlite3_file* file) {
-  return Methods(file).xSectorSize(Real(file));
-}
-int DeviceCharacteristics(sqlite3_file* file) {
-  return Methods(file).xDeviceCharacteristics(Real(file));
-}
-
-int ShmMap(sqlite3_file* file, int region, int size, int extend, void volatile** memory) {
-  return Methods(file).xShmMap(Real(file), region, size, extend, memory);
-}
-int ShmLock(sqlite3_file* file, int offset, int count, int flags) {
-  return Methods(file).xShmLock(Real(file), offset, count, flags);
-}
-void ShmBarrier(sqlite3_file* file) {
-  Methods(file).xShmBarrier(Real(file));
-}
-int ShmUnmap(sqlite3_file* file, int remove) {
-  return Methods(file).xShmUnmap(Real(file), remove);
-}
-
-// Intentional: no version with memory mapping, so that every write passes here.
 constexpr sqlite3_io_methods MethodsOf(int version) {
-  sqlite3_io_methods methods{};
-  methods.iVersion = version;
-  methods.xClose = Close;
-  methods.xRead = Read;
+  sqlite3_io_methods methods = Forward::Methods(version);
   methods.xWrite = Write;
   methods.xTruncate = Truncate;
   methods.xSync = Sync;
-  methods.xFileSize = FileSize;
-  methods.xLock = Lock;
-  methods.xUnlock = Unlock;
-  methods.xCheckReservedLock = CheckReservedLock;
-  methods.xFileControl = FileControl;
-  methods.xSectorSize = SectorSize;
-  methods.xDeviceCharacteristics = DeviceCharacteristics;
-  methods.xShmMap = ShmMap;
-  methods.xShmLock = ShmLock;
-  methods.xShmBarrier = ShmBarrier;
-  methods.xShmUnmap = ShmUnmap;
   return methods;
 }
 constexpr sqlite3_io_methods s_Methods = MethodsOf(1);

@@ -4,7 +4,7 @@
 /// compile StoreNewFault.cpp, which replaces the operators. For single-threaded programs.
 class StoreNewFault {
  public:
-  /// Fails the `step`-th call from now (1 is the next), and no other; 0 for none.
+  /// Fails the `step`-th call from now (1 is the next), and no other; 0 stops this.
   static void FailAt(long long step) noexcept;
   /// Whether it has failed since.
   [[nodiscard]] static bool HasFailed() noexcept;

@@ -1,5 +1,7 @@
 #include "tests/support/store/StorePowerVfs.h"
 
+#include "tests/support/store/StoreVfsForward.h"
+
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +12,8 @@
 #include <stdexcept>
 
 namespace {
+
+using Forward = StoreVfsForward;
 
 using Operation = StorePowerVfs::Operation;
 using Kind = Operation::Kind;
@@ -47,19 +51,10 @@ template <class Real> int Run(int errorCode, Real real) {
   }
 }
 
-struct File {
-  sqlite3_file m_Base;
-  sqlite3_file* m_Real; // in the memory behind this
-  char m_Path[512];     // empty for a file without a name
-  bool m_SyncsFolder;   // the first synchronisation of a new journal also synchronises the folder
+struct File : StoreVfsFile {
+  char m_Path[512];   // empty for a file without a name
+  bool m_SyncsFolder; // the first synchronisation of a new journal also synchronises the folder
 };
-
-sqlite3_file* Real(sqlite3_file* file) {
-  return reinterpret_cast<File*>(file)->m_Real;
-}
-sqlite3_io_methods const& Methods(sqlite3_file* file) {
-  return *Real(file)->pMethods;
-}
 
 void Note(char const* path, Kind kind, std::int64_t offset = 0, void const* bytes = nullptr, int size = 0) {
   if (!s_IsRecording || path[0] == '\0') return;
@@ -73,7 +68,7 @@ char const* PathOf(sqlite3_file* file) {
 int Write(sqlite3_file* file, void const* data, int size, sqlite3_int64 offset) {
   switch (NextStep()) {
   case StorePowerVfs::Fault::Kill:
-    Methods(file).xWrite(Real(file), data, size / 2, offset);
+    Forward::RealMethods(file).xWrite(Forward::Real(file), data, size / 2, offset);
     Die();
   case StorePowerVfs::Fault::IoError:
     return SQLITE_IOERR_WRITE;
@@ -81,25 +76,19 @@ int Write(sqlite3_file* file, void const* data, int size, sqlite3_int64 offset) 
     return SQLITE_FULL;
   default:
     Note(PathOf(file), Kind::Write, offset, data, size);
-    return Methods(file).xWrite(Real(file), data, size, offset);
+    return Forward::RealMethods(file).xWrite(Forward::Real(file), data, size, offset);
   }
 }
 
-int Close(sqlite3_file* file) {
-  return Methods(file).xClose(Real(file));
-}
-int Read(sqlite3_file* file, void* data, int size, sqlite3_int64 offset) {
-  return Methods(file).xRead(Real(file), data, size, offset);
-}
 int Truncate(sqlite3_file* file, sqlite3_int64 size) {
   return Run(SQLITE_IOERR_TRUNCATE, [&] {
     Note(PathOf(file), Kind::Truncate, size);
-    return Methods(file).xTruncate(Real(file), size);
+    return Forward::RealMethods(file).xTruncate(Forward::Real(file), size);
   });
 }
 int Sync(sqlite3_file* file, int flags) {
   return Run(SQLITE_IOERR_FSYNC, [&] {
-    int const code = Methods(file).xSync(Real(file), flags);
+    int const code = Forward::RealMethods(file).xSync(Forward::Real(file), flags);
     if (code != SQLITE_OK) return code;
     Note(PathOf(file), Kind::Sync);
     bool& syncsFolder = reinterpret_cast<File*>(file)->m_SyncsFolder;
@@ -108,63 +97,19 @@ int Sync(sqlite3_file* file, int flags) {
     return code;
   });
 }
-int FileSize(sqlite3_file* file, sqlite3_int64* size) {
-  return Methods(file).xFileSize(Real(file), size);
-}
-int Lock(sqlite3_file* file, int level) {
-  return Methods(file).xLock(Real(file), level);
-}
-int Unlock(sqlite3_file* file, int level) {
-  return Methods(file).xUnlock(Real(file), level);
-}
-int CheckReservedLock(sqlite3_file* file, int* result) {
-  return Methods(file).xCheckReservedLock(Real(file), result);
-}
 int FileControl(sqlite3_file* file, int operation, void* argument) {
   // Size hints could let the file grow without a write that we see.
   if (operation == SQLITE_FCNTL_SIZE_HINT || operation == SQLITE_FCNTL_CHUNK_SIZE) return SQLITE_OK;
-  return Methods(file).xFileControl(Real(file), operation, argument);
+  return Forward::RealMethods(file).xFileControl(Forward::Real(file), operation, argument);
 }
-int SectorSize(sqlite3_file* file) {
-  return Methods(file).xSectorSize(Real(file));
-}
-int DeviceCharacteristics(sqlite3_file* file) {
-  return Methods(file).xDeviceCharacteristics(Real(file));
-}
-int ShmMap(sqlite3_file* file, int page, int size, int extend, void volatile** memory) {
-  return Methods(file).xShmMap(Real(file), page, size, extend, memory);
-}
-int ShmLock(sqlite3_file* file, int offset, int count, int flags) {
-  return Methods(file).xShmLock(Real(file), offset, count, flags);
-}
-void ShmBarrier(sqlite3_file* file) {
-  Methods(file).xShmBarrier(Real(file));
-}
-int ShmUnmap(sqlite3_file* file, int isDeleted) {
-  return Methods(file).xShmUnmap(Real(file), isDeleted);
-}
-
-// Intentional: version 2, with the shared memory of a write-ahead log but without memory mapping, so that
-// every write passes here.
-sqlite3_io_methods const s_Methods{2,
-                                   Close,
-                                   Read,
-                                   Write,
-                                   Truncate,
-                                   Sync,
-                                   FileSize,
-                                   Lock,
-                                   Unlock,
-                                   CheckReservedLock,
-                                   FileControl,
-                                   SectorSize,
-                                   DeviceCharacteristics,
-                                   ShmMap,
-                                   ShmLock,
-                                   ShmBarrier,
-                                   ShmUnmap,
-                                   nullptr,
-                                   nullptr};
+constexpr sqlite3_io_methods s_Methods = [] {
+  sqlite3_io_methods methods = Forward::Methods(2);
+  methods.xWrite = Write;
+  methods.xTruncate = Truncate;
+  methods.xSync = Sync;
+  methods.xFileControl = FileControl;
+  return methods;
+}();
 
 sqlite3_vfs* s_RealVfs = nullptr;
 sqlite3_vfs s_Vfs{};

@@ -65,6 +65,6 @@ class StorePowerCut {
   static std::string ContentAfter(Inode const& inode, std::mt19937& random, int sector);
 
   std::vector<Inode> m_Inodes;
-  /// For each name, the inodes it had since the folder was last synchronised, newest last; -1 for none.
+  /// For each name, the inodes it had since the folder was last synchronised, newest last; -1 after a deletion.
   std::map<std::string, std::vector<int>> m_Names;
 };
