@@ -70,9 +70,8 @@ int Truncate(sqlite3_file* file, sqlite3_int64 size) {
   return Run(SQLITE_IOERR_TRUNCATE,
              [&] { return Forward::RealMethods(file).xTruncate(Forward::Real(file), size); });
 }
-int Sync(sqlite3_file* file, int flags) {
-  return Run(SQLITE_IOERR_FSYNC,
-             [&] { return Forward::RealMethods(file).xSync(Forward::Real(file), flags); });
+int Sync(sqlite3_file*, int) {
+  return Run(SQLITE_IOERR_FSYNC, [] { return SQLITE_OK; });
 }
 constexpr sqlite3_io_methods MethodsOf(int version) {
   sqlite3_io_methods methods = Forward::Methods(version);
@@ -102,8 +101,8 @@ int Open(sqlite3_vfs*, char const* name, sqlite3_file* file, int flags, int* out
   return code;
 }
 
-int Delete(sqlite3_vfs*, char const* name, int syncFolder) {
-  return Run(SQLITE_IOERR_DELETE, [&] { return s_RealVfs->xDelete(s_RealVfs, name, syncFolder); });
+int Delete(sqlite3_vfs*, char const* name, int) {
+  return Run(SQLITE_IOERR_DELETE, [&] { return s_RealVfs->xDelete(s_RealVfs, name, 0); });
 }
 
 } // namespace

@@ -8,7 +8,8 @@
 /// The faults: the operation fails once, with an input/output error or a full disk, and does nothing; it
 /// fails as if the system had no room for a new file (NoSpace); it succeeds but reports an error
 /// (LateIoError); or the process is killed on the spot, leaving a write half done. What the system received
-/// before a kill remains, as for any process that ends; this does not simulate a power failure.
+/// before a kill remains, as for any process that ends; this does not simulate a power failure. So nothing
+/// needs to wait for the disk: a synchronisation is counted, and can fail, but does not reach it.
 class StoreFaultVfs {
  public:
   enum class Fault { None, IoError, Full, NoSpace, LateIoError, Kill };
