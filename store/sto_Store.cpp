@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "persist/backend/cls_RootRequest.h"
 #include "store/graph/sto_Collector.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
@@ -12,34 +13,12 @@
 
 namespace {
 
-/// Starts the writing of a root object. Its class and identity become known when it starts its visitor.
-class RootRequest : public cls_AgentRequest {
- public:
-  RootRequest(sto_Session& session, std::string_view root) noexcept : m_Session(session), m_Root(root) {}
-
-  cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) const override {
-    return MakeWriteObjWithPtr(classId, uid, nullptr);
-  }
-  cls_MementoWrite* MakeWriteObjWithPtr(unsigned int classId, cls_Uid const& uid,
-                                        void const* object) const override {
-    CheckOtherName(uid);
-    return sto_MementoWrite::ForObject(m_Session, classId, uid, 1, {object, 0}, m_Id).release();
-  }
-
-  [[nodiscard]] std::int64_t Id() const noexcept { return m_Id; }
-
- private:
-  /// An object that gets a second root name must not have changed: compares everything the save reaches.
-  void CheckOtherName(cls_Uid const& uid) const {
-    sto_IdentityMap::Tie const* const tie = m_Session.Identities().Find(uid);
-    if (tie != nullptr && tie->IsRoot() && m_Session.Driver().FindRoot(m_Root) != tie->Id())
-      m_Session.Save().Reach().CompareAll();
-  }
-
-  sto_Session& m_Session;
-  std::string_view m_Root;
-  mutable std::int64_t m_Id = 0; // set by the interface's operations, which are const
-};
+/// An object that gets a second root name must not have changed: compares everything the save reaches.
+void CheckOtherName(sto_Session& session, std::string_view root, cls_Uid const& uid) {
+  sto_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
+  if (tie != nullptr && tie->IsRoot() && session.Driver().FindRoot(root) != tie->Id())
+    session.Save().Reach().CompareAll();
+}
 
 [[noreturn]] void RaiseOtherRoot(sto_Session& session, std::string_view root, std::string const& other,
                                  std::int64_t id, std::int64_t changed) {
@@ -139,19 +118,23 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
                     "Saving in a transaction that only reads, or while an object is being loaded.");
   Session().Save().Begin(&root);
   try {
-    RootRequest const request(Session(), root);
+    std::int64_t id = 0;
+    cls_RootRequest const request([&](unsigned int classId, cls_Uid const& uid, void const* address) {
+      CheckOtherName(Session(), root, uid);
+      return sto_MementoWrite::ForObject(Session(), classId, uid, 1, {address, 0}, id).release();
+    });
     {
       cls_WriteVisitor const visitor(request, object);
       write(object, visitor);
     }
-    if (request.Id() == 0)
+    if (!request.IsStarted())
       Session().Raise(sto_ErrorKind::Misuse, "The object for root " + std::string(root) + " wrote nothing.");
     Session().RaiseKept();
     Session().Save().Check();
-    CheckOtherRoots(Session(), root, request.Id());
-    Session().Driver().SetRoot(root, request.Id());
+    CheckOtherRoots(Session(), root, id);
+    Session().Driver().SetRoot(root, id);
     Session().Save().End();
-    Session().Identities().NoteRoot(request.Id());
+    Session().Identities().NoteRoot(id);
   } catch (...) {
     Session().Save().Undo();
     throw;

@@ -34,6 +34,7 @@ class KVL_EXPORT cls_AgentListObj {
   /* 8 */ virtual cls_MementoWrite* MakeWriteObjWithPtr(int index, unsigned int classId, cls_Uid const& uid,
                                                         void const* object);
 
+  // As in cls_AgentListPrim, with all the duties of a back end that are said there.
   /* 9 */ virtual void AddReference() = 0;
   /* 10 */ virtual void DropReference() = 0;
   /* 11 */ virtual bool StillReferenced() = 0;

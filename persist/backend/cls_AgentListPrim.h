@@ -37,6 +37,10 @@ template <class T> class cls_AgentListPrim {
   /* 6 */ virtual int ReadRun(int firstIndex, int count, T* destination) = 0;
 
   /* 7 */ virtual void AddReference() = 0;
+
+  /// Drops a holder's reference; the agent itself is not deleted here. Every agent forgets in it the
+  /// containers that have left in silence (cls_Holders::Prune): a container that is assigned to drops its
+  /// reference while it lives, and is never heard of again.
   /* 8 */ virtual void DropReference() = 0;
 
   /// Whether a holder still refers to the agent.
@@ -45,7 +49,11 @@ template <class T> class cls_AgentListPrim {
   /// Whether writing is refused.
   /* 10 */ virtual bool ReadOnly() = 0;
 
-  /// Registers a container that holds this agent, so that the store can flush and detach it.
+  /// Registers a container that holds this agent. The session keeps it until the container is destroyed,
+  /// detached or assigned to:
+  /// - before a commit, and before stored data is read by other means, it calls Flush of every container;
+  /// - before the storage is closed it calls Flush and then Detach of every container.
+  /// cls_Holders keeps containers safely: an array that is assigned to leaves its ring in silence.
   /* 11 */ virtual void RegisterHolder(cls_PC* holder) = 0;
 };
 

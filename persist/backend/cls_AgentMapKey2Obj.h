@@ -29,6 +29,7 @@ template <class K> class cls_AgentMapKey2Obj {
   /// A memento of the element under a key; of an empty object if there is none.
   /* 6 */ virtual cls_MementoRead* MakeReadObj(K const& key) = 0;
 
+  // As in cls_AgentListPrim, with all the duties of a back end that are said there.
   /* 7 */ virtual void AddReference() = 0;
   /* 8 */ virtual void DropReference() = 0;
   /* 9 */ virtual bool StillReferenced() = 0;
@@ -43,6 +44,7 @@ template <class K> class cls_AgentMapKey2Obj {
     return MakeWriteObj(key, classId, uid);
   }
 
+  /// As in cls_AgentListPrim.
   /* 13 */ virtual void RegisterHolder(cls_PC* holder) = 0;
   /* 14 */ virtual bool Contains(K const& key) = 0;
 

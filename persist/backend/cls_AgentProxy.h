@@ -19,6 +19,7 @@ class KVL_EXPORT cls_AgentProxy {
   /* 0 */ virtual ~cls_AgentProxy();
 
   /// Copies the object into `field` of what `writer` writes; `storage` is the kind of storage of `writer`.
+  /// cls_MementoWrite::CopyBranch calls it. A proxy that knows that kind may take `writer` for its own class.
   /// Returns false if the proxy cannot do that. The default always returns false.
   /* 1 */ virtual bool Transfer(cls_StorageTypeId const& storage, cls_MementoWrite* writer,
                                 cls_FieldHandle const& field);

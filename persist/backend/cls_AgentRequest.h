@@ -7,7 +7,8 @@
 class cls_MementoWrite;
 
 /// Starts the writing of one element of an object collection, through a cls_WriteVisitor: the element's class
-/// and identity are known only when the element begins to write itself.
+/// and identity are known only when the element begins to write itself. A save begins in the same way, with
+/// a cls_RootRequest.
 /// The comment before each operation is its virtual slot. Thread rule: one thread; on the stack of the
 /// writer.
 class KVL_EXPORT cls_AgentRequest {

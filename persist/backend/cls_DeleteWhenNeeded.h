@@ -2,8 +2,16 @@
 
 #include <memory>
 
-/// Deletes what a back end returned: always where its interface has no NeedsDeletion() (int tables), else when
-/// that answers true. Not for agents that are counted: their holders delete those.
+/// Deletes what a back end returned. Everything that a memento, builder, cursor or agent makes belongs to the
+/// caller, and this is the rule for all kinds:
+///
+/// - Mementos, builders, cursors and blob agents are deleted if their NeedsDeletion() answers true, the
+///   default. A back end that keeps one, to use it again, answers false. Intentional exception: the value
+///   wrappers (cls_xp*, cls_xoMap) delete builders and cursors without asking, so these are never kept.
+/// - Int tables have no such operation and are always deleted.
+/// - Agents of lists and of collections of objects are counted: each holder calls AddReference, later
+///   DropReference, and the one after which StillReferenced answers false deletes the agent. An agent that
+///   nobody referred to is deleted by whoever asked for it. This class is not for them.
 ///
 ///     cls_Received<cls_MementoRead> const child(memento.MakeFieldReadObj(field));
 struct cls_DeleteWhenNeeded {

@@ -8,8 +8,14 @@
 /// What a storage back end implements to read one object.
 ///
 /// A memento reads one stored object, or one base-class part of it. Persisted classes reach it through
-/// cls_ReadVisitor. Everything that a memento returns belongs to the caller, who deletes it if its
-/// NeedsDeletion() returns true (int tables have no such operation and are always deleted).
+/// cls_ReadVisitor. Nothing that a memento makes is null.
+///
+/// Ownership: cls_DeleteWhenNeeded.h says who deletes what a memento returns.
+///
+/// A field is identified by its name; by its number only when its name is empty.
+///
+/// An absent object (class ID 1) has no fields. Its collections are empty, its agents are empty and refuse
+/// writing (ReadOnly() is true).
 ///
 /// A tag argument only selects the element type and its target is never read.
 ///
@@ -45,14 +51,18 @@ class KVL_EXPORT cls_MementoRead {
   // bool comes before the object operations, away from the other scalars.
   /* 6 */ virtual bool Read(cls_FieldHandle const& field, bool const& defaultValue) = 0;
 
-  /// A memento of the object that `field` holds; of an empty object if there is none.
+  /// A memento of the object that `field` holds; of an empty object if there is none. A field that holds a
+  /// reference is followed like one that holds the object.
   /* 7 */ virtual cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) = 0;
 
   /// A memento of the base-class part of this object. The part has its own fields and identity: a field of
   /// the same name in both parts is two fields.
   /* 8 */ virtual cls_MementoRead* Clone() = 0;
 
-  // Scalars: the stored value, or the default if the field is absent.
+  // Scalars: the stored value, or the default if the field is absent. A value that is stored as another type
+  // is converted if nothing is lost, or refused; it is never changed, and never taken for absent. (sto_Store:
+  // integers and enumerations convert to each other if the value fits, float converts to double; anything
+  // else is WrongClass.)
   /* 9 */ virtual cow_String Read(cls_FieldHandle const& field, cow_String const& defaultValue) = 0;
   /* 10 */ virtual float Read(cls_FieldHandle const& field, float const& defaultValue) = 0;
   /* 11 */ virtual double Read(cls_FieldHandle const& field, double const& defaultValue) = 0;
@@ -68,7 +78,8 @@ class KVL_EXPORT cls_MementoRead {
   /// An enumeration; the back end decides what an absent field returns.
   /* 19 */ virtual int ReadEnum(cls_FieldHandle const& field) = 0;
 
-  /// The identity of the object that a reference names; a fresh one if the field is absent.
+  /// The identity of the object that a reference names, or that the field holds; a fresh one if the field is
+  /// absent.
   /* 20 */ virtual cls_Uid ReadReference(cls_FieldHandle const& field) = 0;
 
   /// Copies at most `capacityBytes` bytes of the field to `bytes`. Returns how many bytes the field has,
@@ -127,6 +138,7 @@ class KVL_EXPORT cls_MementoRead {
   /* 57 */ virtual cls_AgentBlob* MakeAgentBlob() = 0;
 
   /// The reading side of cls_MementoWrite::CheckCollectionType: checks that the stored attribute `name` is a
-  /// collection that a declaration of `type` accepts. The back end decides how a mismatch is reported.
+  /// collection that a declaration of `type` accepts. An absent field passes. The back end decides how a
+  /// mismatch is reported (sto_Store: WrongClass, because the stored object is not what is asked for).
   /* 58 */ virtual void CheckCollectionType(cls_CollectionType type, cow_String const& name) = 0;
 };

@@ -9,10 +9,16 @@
 /// What a storage back end implements to write one object: a database, a file format, a copier.
 ///
 /// A memento writes one object (or one base-class part of it). Persisted classes reach it through
-/// cls_WriteVisitor. Everything that a memento returns belongs to the caller, who deletes it if its
-/// NeedsDeletion() returns true. A null child memento means: do not write that object (it is already written,
-/// or not wanted), and callers skip it. For the collection classes (0x230001, 0x230002) and blobs (0x230005)
-/// a back end always supplies one, because their writers do not check for null.
+/// cls_WriteVisitor. A null child memento means: do not write that object (it is already written, or not
+/// wanted), and callers skip it. For the collection classes (0x230001, 0x230002) and blobs (0x230005) a back
+/// end always supplies one, because their writers do not check for null.
+///
+/// Ownership: cls_DeleteWhenNeeded.h says who deletes what a memento returns.
+///
+/// A field is identified by its name; by its number only when its name is empty.
+///
+/// How a save begins: the back end does not know the class and the identity of the root before the root
+/// starts its visitor. It makes the memento then; see cls_RootRequest.
 ///
 /// A tag argument only selects the element type: it points at a dummy value and its target is never read.
 /// Field handles and strings are the caller's; a back end copies what it keeps.
@@ -37,7 +43,9 @@ class KVL_EXPORT cls_MementoWrite {
   /* 2 */ virtual int FieldIsPresent(cls_FieldHandle const& field) const = 0;
 
   /// The memento of an object of class `classId` and identity `uid` that `field` holds; `object` is the
-  /// caller's object, null when not known. Null: do not write it.
+  /// caller's object, null when not known. Null: do not write it. The memento of a list, map or blob that is
+  /// stored already does not clear it; only a builder or an agent from here does. A bulk array that is tied
+  /// to its stored list is saved again by a memento that makes neither.
   /* 3 */ virtual cls_MementoWrite* MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId,
                                                       cls_Uid const& uid, void const* object) = 0;
 
@@ -77,7 +85,9 @@ class KVL_EXPORT cls_MementoWrite {
   /* 20 */ virtual cls_WriteMapInt2Obj* MakeWriteMapInt2Obj() = 0;
   /* 21 */ virtual cls_WriteMapString2Obj* MakeWriteMapString2Obj() = 0;
 
-  // Lists; `width` is the row width: 1 for one-dimensional values, the column count for tables.
+  // Lists; `width` is the row width: 1 for one-dimensional values, the column count for tables. A list is
+  // refused if its elements are no whole number of rows. Only the deletion of the builder shows that, so the
+  // back end keeps the failure: the save's next operation, or its end, raises it (sto_Store: Misuse).
   /* 22 */ virtual cls_WriteListPrim<bool>* MakeWriteListPrim(bool const* tag, int width) = 0;
   /* 23 */ virtual cls_WriteListPrim<cow_String>* MakeWriteListPrim(cow_String const* tag, int width) = 0;
   /* 24 */ virtual cls_WriteListPrim<float>* MakeWriteListPrim(float const* tag, int width) = 0;
@@ -131,12 +141,17 @@ class KVL_EXPORT cls_MementoWrite {
   /// The agent of the blob that this object (class 0x230005) is. It outlives this memento.
   /* 53 */ virtual cls_AgentBlob* MakeAgentBlob() = 0;
 
-  /// Checks that the class declares attribute `name` with a collection type that accepts `type`. The back end
-  /// decides how a mismatch is reported.
+  /// Checks that the class declares attribute `name` with a collection type that accepts `type`, and records
+  /// `type` with the field if the field is written. It is called on the memento of the holder, after the
+  /// memento of the collection is made. The back end decides how a mismatch is reported (sto_Store: Misuse).
   /* 54 */ virtual void CheckCollectionType(cls_CollectionType type, cow_String const& name) = 0;
 
   /// Copies the object that `proxy` represents, with all it holds, into `field`. Returns false if nothing was
-  /// copied. The default always returns false.
+  /// copied. A back end that can be copied to passes this on to the proxy, which knows its source:
+  ///
+  ///     return proxy != nullptr && proxy->Transfer(kindOfThisStorage, this, field);
+  ///
+  /// The default always returns false.
   /* 55 */ virtual bool CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& field);
 
   // Called before and after the writing of an object held by a shared pointer. The defaults do nothing.

@@ -12,7 +12,6 @@ class KVL_EXPORT cls_ReadCollectionBase {
 
   /* 0 */ virtual ~cls_ReadCollectionBase();
 
-  /// Whether the receiver deletes the cursor; true unless the back end keeps it. The value wrappers (cls_xp*,
-  /// cls_xoMap) always delete theirs: a back end must not keep a cursor that it gives to them.
+  /// Whether the receiver deletes the cursor; see cls_DeleteWhenNeeded.h.
   /* 1 */ virtual bool NeedsDeletion() const;
 };

@@ -3,7 +3,9 @@
 #include "persist/backend/cls_WriteCollectionBase.h"
 #include "platform/cow/cow_String.h"
 
-/// Builder of a stored list of primitives.
+/// Builder of a stored list of primitives. The list is empty when its builder is made, and complete when the
+/// builder is deleted; the elements must then be a whole number of rows, as
+/// cls_MementoWrite::MakeWriteListPrim says.
 /// `T` is bool, cow_String, float, double, unsigned int or int.
 template <class T> class cls_WriteListPrim : public cls_WriteCollectionBase {
  public:

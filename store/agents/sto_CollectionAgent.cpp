@@ -159,38 +159,28 @@ void sto_CollectionAgent::EndOfFlush() {
 }
 
 void sto_CollectionAgent::Hold(cls_PC* holder) {
-  auto const found = std::ranges::find_if(m_Slots, [](auto const& slot) { return slot->IsFree(); });
-  sto_HolderSlot* slot = found == m_Slots.end() ? nullptr : found->get();
-  if (slot == nullptr) {
-    m_Slots.push_back(std::make_unique<sto_HolderSlot>());
-    slot = m_Slots.back().get();
-  }
-  slot->m_SeenForeign = m_Foreign;
-  slot->m_AtBegin = slot->m_AtMark = {};
-  if (m_Session != nullptr && !m_IsLost) NoteHolder(*holder, *slot);
-  slot->Link(holder);
+  sto_HolderSlot& slot = m_Holders.FreeSlot();
+  slot.m_SeenForeign = m_Foreign;
+  slot.m_AtBegin = slot.m_AtMark = {};
+  if (m_Session != nullptr && !m_IsLost) NoteHolder(*holder, slot);
+  slot.Link(holder);
 }
 
 void sto_CollectionAgent::Release() noexcept {
   --m_References;
-  // A container that was assigned to has just forgotten its ring. It lives now, but may not live later.
-  for (std::unique_ptr<sto_HolderSlot> const& slot : m_Slots) slot->Prune();
-}
-
-int sto_CollectionAgent::HolderCount() const noexcept {
-  return static_cast<int>(
-      std::ranges::count_if(m_Slots, [](auto const& slot) { return slot->Holder() != nullptr; }));
+  m_Holders.Prune();
 }
 
 bool sto_CollectionAgent::IsHeldBy(void const* container) const noexcept {
-  return std::ranges::any_of(m_Slots, [&](auto const& slot) {
-    cls_PC const* const holder = slot->Holder();
-    return holder != nullptr && dynamic_cast<void const*>(holder) == container;
+  bool isHeld = false;
+  m_Holders.ForEach([&](cls_PC const& holder, sto_HolderSlot const&) {
+    isHeld = isHeld || dynamic_cast<void const*>(&holder) == container;
   });
+  return isHeld;
 }
 
 void sto_CollectionAgent::FlushHolders() {
-  ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Flush(); });
+  m_Holders.Flush();
 }
 
 void sto_CollectionAgent::KeepForRollback(sto_Keeping keeping) {
@@ -273,7 +263,7 @@ void sto_CollectionAgent::CloseSession() noexcept {
   // An agent that was never referenced belongs to the program that uses it.
   bool const isOurs = m_References > 0 || HolderCount() > 0 || IsOwnedByHolders();
   ++m_References; // so that meanwhile no container flushes again or deletes the agent
-  if (!m_IsLost) ForEachHolder([](cls_PC& holder, sto_HolderSlot const&) { holder.Detach(); });
+  if (!m_IsLost) m_Holders.Detach();
   m_Session->Collections().Remove(*this);
   m_IsRegistered = false;
   m_Session = nullptr;

@@ -1,10 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "persist/identity/cls_Uid.h"
 #include "store/agents/sto_HolderSlot.h"
@@ -107,11 +105,8 @@ class sto_CollectionAgent : public sto_OpenCollection {
   void Hold(cls_PC* holder);
   void Release() noexcept;
   /// Calls `act` with each container and its slot.
-  template <class Act> void ForEachHolder(Act act) const {
-    for (std::unique_ptr<sto_HolderSlot> const& slot : m_Slots)
-      if (cls_PC* const holder = slot->Holder()) act(*holder, *slot);
-  }
-  [[nodiscard]] int HolderCount() const noexcept;
+  template <class Act> void ForEachHolder(Act act) const { m_Holders.ForEach(act); }
+  [[nodiscard]] int HolderCount() const noexcept { return m_Holders.Count(); }
 
   /// The class under which the collection is stored.
   [[nodiscard]] virtual unsigned int StoredClassId() const = 0;
@@ -180,5 +175,5 @@ class sto_CollectionAgent : public sto_OpenCollection {
   std::int64_t m_MadeInTransaction = 0; // the number of the transaction that made the collection
   std::int64_t m_MadeInSave = 0;        // the number of the save that made it
   std::optional<cls_Uid> m_Identity;    // of a lost collection
-  std::vector<std::unique_ptr<sto_HolderSlot>> m_Slots;
+  cls_Holders<sto_HolderSlot> m_Holders;
 };

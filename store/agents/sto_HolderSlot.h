@@ -2,32 +2,12 @@
 
 #include <cstdint>
 
-#include "persist/backend/cls_PC.h"
+#include "persist/backend/cls_HolderSlot.h"
 
-/// How an agent refers to one container that holds it: a ring of this node and the container. The container
-/// leaves the ring by itself when it is destroyed or detached. Internal to the module. Thread rule: the
-/// thread of the session.
-///
-/// Each container has a ring of its own, because an array that is assigned to resets its own links without
-/// touching its neighbours: in a common ring the other containers would be lost with it.
-class sto_HolderSlot final : public cls_PC {
+/// What an agent notes about one container that holds it. Internal to the module. Thread rule: the thread of
+/// the session.
+class sto_HolderSlot final : public cls_HolderSlot {
  public:
-  void Flush() const override {}
-  void Detach() override {}
-
-  [[nodiscard]] bool IsFree() const noexcept { return Next() == this; }
-
-  /// The container; null if it has left the ring or forgotten it. REQUIRES: a container that has forgotten
-  /// the ring is still alive.
-  [[nodiscard]] cls_PC* Holder() const noexcept {
-    return !IsFree() && Next()->Next() == this ? Next() : nullptr;
-  }
-
-  /// Removes a container that has forgotten the ring.
-  void Prune() noexcept {
-    if (!IsFree() && Holder() == nullptr) Reset();
-  }
-
   /// The earlier state of an array, which undoing restores.
   struct Before {
     enum class Kind {
