@@ -6,7 +6,8 @@ get_property(libraries GLOBAL PROPERTY KVL_LIBRARIES)
 # others (a database client, a host's support libraries) where these were at the build.
 set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN" INSTALL_RPATH_USE_LINK_PATH ON)
 install(TARGETS ${libraries} EXPORT KVLpersistTargets
-  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(EXPORT KVLpersistTargets NAMESPACE KVL::
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/KVLpersist")
 

@@ -1,7 +1,18 @@
 # Options and the flags that every target of this project shares.
 option(KVL_WERROR "Treat warnings as errors (for our own presets, not for those who build us)" OFF)
 option(KVL_BUILD_STORE "Build the database module (needs SQLite and xxHash)" ON)
-option(KVL_BUILD_TESTS "Build the tests (need GoogleTest and Python 3)" ${PROJECT_IS_TOP_LEVEL})
+# Shared unless BUILD_SHARED_LIBS says otherwise: the library's singletons must exist once in a process.
+set(KVL_LIBRARY_TYPE SHARED)
+set(tests_by_default ${PROJECT_IS_TOP_LEVEL})
+if(DEFINED BUILD_SHARED_LIBS AND NOT BUILD_SHARED_LIBS)
+  set(KVL_LIBRARY_TYPE STATIC)
+  set(tests_by_default OFF)
+endif()
+option(KVL_BUILD_TESTS "Build the tests (need GoogleTest and Python 3)" ${tests_by_default})
+if(KVL_BUILD_TESTS AND KVL_LIBRARY_TYPE STREQUAL "STATIC")
+  message(FATAL_ERROR "The tests replace functions of the shared libraries and load them as plug-ins do. "
+    "Configure BUILD_SHARED_LIBS=OFF with KVL_BUILD_TESTS=OFF.")
+endif()
 option(KVL_BUILD_EXAMPLES "Build the examples (need Eigen and CLI11)" ${PROJECT_IS_TOP_LEVEL})
 option(KVL_BUILD_BENCH "Build the benchmarks (need Google Benchmark, Boost, cereal and HDF5)" OFF)
 set(KVL_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as -fsanitize= takes them")

@@ -12,10 +12,10 @@ macro(kvl_parse_arguments options one_value multi_value)
   endif()
 endmacro()
 
-# One shared library, exported as KVL::<alias>.
+# One library, exported as KVL::<alias>. A shared one is never unloaded, and exports no symbol of the standard library.
 function(kvl_library target alias)
   kvl_parse_arguments("" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
-  add_library(${target} SHARED ${ARG_SOURCES})
+  add_library(${target} ${KVL_LIBRARY_TYPE} ${ARG_SOURCES})
   add_library(KVL::${alias} ALIAS ${target})
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_include_directories(${target} PUBLIC
@@ -23,12 +23,15 @@ function(kvl_library target alias)
     "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
   add_dependencies(${target} kvl_headers)
   target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE "$<BUILD_INTERFACE:kvl_flags>" ${ARG_PRIVATE})
-  target_link_options(${target} PRIVATE -Wl,--no-undefined)
-  if(KVL_SANITIZE)
-    # Clang links its sanitizer runtime into programs only, so a library is allowed undefined symbols.
-    get_target_property(options ${target} LINK_OPTIONS)
-    list(REMOVE_ITEM options -Wl,--no-undefined)
-    set_target_properties(${target} PROPERTIES LINK_OPTIONS "${options}")
+  if(KVL_LIBRARY_TYPE STREQUAL "STATIC")
+    target_compile_definitions(${target} PUBLIC KVL_STATIC)
+  else()
+    set(symbols "${PROJECT_SOURCE_DIR}/cmake/KvlSymbols.map")
+    target_link_options(${target} PRIVATE -Wl,-z,nodelete "-Wl,--version-script=${symbols}")
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${symbols}")
+    if(NOT KVL_SANITIZE) # Clang links its sanitizer runtime into programs only
+      target_link_options(${target} PRIVATE -Wl,--no-undefined)
+    endif()
   endif()
   set_target_properties(${target} PROPERTIES
     EXPORT_NAME ${alias} VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
@@ -75,14 +78,15 @@ function(kvl_add_platform)
   endif()
   kvl_library(KVLmem mem)
   kvl_library(KVLomni omni PUBLIC KVLmem)
-  kvl_library(KVLthr thr PUBLIC KVLomni PRIVATE Threads::Threads)
+  kvl_library(KVLthr thr PUBLIC KVLomni PRIVATE Threads::Threads ${CMAKE_DL_LIBS})
   kvl_library(KVLcow cow PUBLIC KVLmem)
   kvl_library(KVLtyp typ PUBLIC KVLcow)
   kvl_library(KVLatr atr PUBLIC KVLcow KVLomni)
 endfunction()
 
 function(kvl_add_persist)
-  kvl_library(KVLpersist persist PUBLIC KVL::mem KVL::omni KVL::thr KVL::cow KVL::typ KVL::atr)
+  kvl_library(KVLpersist persist PUBLIC KVL::mem KVL::omni KVL::thr KVL::cow KVL::typ KVL::atr
+    PRIVATE ${CMAKE_DL_LIBS})
 endfunction()
 
 # The module's inner classes are hidden in the library, so tests of them link the same objects directly.
@@ -97,7 +101,7 @@ function(kvl_add_store)
   kvl_library(KVLstore store
     SOURCES "$<TARGET_OBJECTS:KVLstore_objects>"
     PUBLIC KVLpersist
-    PRIVATE SQLite::SQLite3 "${XXHASH_LIBRARY}")
+    PRIVATE SQLite::SQLite3 "$<BUILD_INTERFACE:${XXHASH_LIBRARY}>" "$<INSTALL_INTERFACE:xxhash>")
   set_target_properties(KVLstore PROPERTIES LINKER_LANGUAGE CXX)
 endfunction()
 

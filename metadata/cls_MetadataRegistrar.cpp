@@ -1,5 +1,7 @@
 #include "metadata/cls_MetadataRegistrar.h"
 
+#include "platform/kvl_Loaded.h"
+
 namespace {
 
 constexpr unsigned int Bit1 = 1;
@@ -12,6 +14,14 @@ void Replay(cow_1DArrayList<cls_MetadataRegistrar::InitFn> const& functions, cls
   for (int i = 0; i < count; ++i) functions.ConstGet(i)(registrar);
 }
 
+/// Keeps the plug-in of a function loaded: the function is called again later, and the metadata that it makes has
+/// code of the plug-in. Not for this library's own functions, which start-up declares while it holds its lock:
+/// kvl_KeepLoaded says why.
+void KeepLoaded(cls_MetadataRegistrar::InitFn fn) {
+  auto const* const address = reinterpret_cast<void const*>(fn);
+  if (!kvl_AreOneModule(address, reinterpret_cast<void const*>(&KeepLoaded))) kvl_KeepLoaded(address);
+}
+
 } // namespace
 
 template class omi_Singleton<cls_MetadataRegistrar>;
@@ -20,6 +30,7 @@ cls_MetadataRegistrar::cls_MetadataRegistrar() = default;
 cls_MetadataRegistrar::~cls_MetadataRegistrar() = default;
 
 void cls_MetadataRegistrar::initClassMetadata(InitFn fn, unsigned int mask) {
+  KeepLoaded(fn);
   if ((mask & Bit1) != 0) {
     m_InitFns1.Append(fn);
     fn(m_Registrar1);

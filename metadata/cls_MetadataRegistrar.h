@@ -21,7 +21,8 @@
 /// | 4 | Registrar4() | yes | a second set, kept apart: classes of results, or of an optional module |
 ///
 /// One process-wide instance, reached through omi_Singleton; the last cls_finalize deletes it, and with it
-/// every declaration. Thread rule: single-threaded start-up, or while a registrar is prepared; no lock.
+/// every declaration. The plug-in of a declared function stays loaded until the process ends, whoever unloads
+/// it. Thread rule: single-threaded start-up, or while a registrar is prepared; no lock.
 class cls_MetadataRegistrar;
 
 extern template class KVL_EXPORT omi_Singleton<cls_MetadataRegistrar>;

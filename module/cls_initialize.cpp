@@ -5,6 +5,7 @@
 #include "collections/cls_ExtQuant.h"
 #include "collections/cls_PTrieHeap.h"
 #include "metadata/cls_MetadataRegistrar.h"
+#include "module/cls_StartUpLock.h"
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/identity/cls_Static.h"
 #include "platform/mem/mem_UseCount.h"
@@ -43,6 +44,7 @@ void DeclareString(cls_ClassRegistrar& registrar) {
 } // namespace
 
 void cls_initialize(int& count) {
+  cls_StartUpLock const lock;
   if (!s_Uses.Enter(count)) return;
   typ_ArchCompTable::InsertEntry(Component, Entries, std::size(Entries));
   cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
@@ -51,6 +53,7 @@ void cls_initialize(int& count) {
 }
 
 void cls_finalize(int& count) {
+  cls_StartUpLock const lock;
   if (!s_Uses.Leave(count)) return;
   // The constants hold an identity, so they are destroyed before the catalogue.
   thr_ThreadSingletonBase<cls_Static>::Finalize();

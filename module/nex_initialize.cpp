@@ -4,6 +4,7 @@
 #include "errors/nex_OutOfMemoryMessages.h"
 #include "errors/nex_TypeTable.h"
 #include "module/cls_initialize.h"
+#include "module/cls_StartUpLock.h"
 #include "platform/atr/atr_initialize.h"
 #include "platform/cow/cow_initialize.h"
 #include "platform/mem/mem_UseCount.h"
@@ -25,6 +26,7 @@ void DeclareClasses() {
 } // namespace
 
 void nex_initialize(int& count) {
+  cls_StartUpLock const lock;
   if (!s_Uses.Enter(count)) return;
   mem_initialize(count);
   typ_initialize(count);
@@ -39,6 +41,7 @@ void nex_initialize(int& count) {
 }
 
 void nex_finalize(int& count) {
+  cls_StartUpLock const lock;
   if (!s_Uses.Leave(count)) return;
   nex_OutOfMemoryMessages::Destroy();
   cls_finalize(count);

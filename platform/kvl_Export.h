@@ -1,7 +1,13 @@
 #pragma once
 
-/// Marks what a shared library exports; everything else is hidden by the build.
-#if defined(__GNUC__)
+/// Marks what a shared library exports; everything else is hidden by the build. Static libraries (KVL_STATIC)
+/// export nothing: a plug-in that they are linked into has a copy of its own.
+#if defined(KVL_STATIC)
+#define KVL_EXPORT
+#define KVL_LOCAL
+// A static library may become part of a plug-in, and those have little room for this model.
+#define KVL_TLS_INITIAL_EXEC
+#elif defined(__GNUC__)
 #define KVL_EXPORT __attribute__((visibility("default")))
 /// Hides a member of an exported class from other libraries.
 #define KVL_LOCAL __attribute__((visibility("hidden")))

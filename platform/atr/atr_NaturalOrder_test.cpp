@@ -40,8 +40,8 @@ TEST(atr_NaturalOrderTest, NumbersCompareAnywhereInTheText) {
 
 TEST(atr_NaturalOrderTest, NumbersOfAnyLengthCompare) {
   std::string const nines(400, '9');
-  ExpectAscending(
-      {"18446744073709551615", "18446744073709551616", nines, "1" + std::string(400, '0'), "2" + nines});
+  std::string const zeros(400, '0');
+  ExpectAscending({"18446744073709551615", "18446744073709551616", nines, "1" + zeros, "2" + nines});
 }
 
 TEST(atr_NaturalOrderTest, TextWithoutNumbersComparesByItsBytes) {

@@ -3,7 +3,10 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <atomic>
 #include <system_error>
+
+#include "platform/kvl_Loaded.h"
 
 template class thr_GlobalSingleton<thr_ThrSingletonRegistry>;
 
@@ -35,23 +38,40 @@ class ThreadEnd {
   pthread_key_t m_Key{};
 };
 
+std::atomic<bool> s_IsUsed = false;
+
 /// Runs the finalisers at process exit on the thread that exits: the system does not destroy its keys.
 struct ProcessExit {
   ProcessExit() = default;
   ProcessExit(ProcessExit const&) = delete;
   ProcessExit& operator=(ProcessExit const&) = delete;
-  ~ProcessExit() { Registry().FinalizeThread(); }
+  ~ProcessExit() {
+    if (s_IsUsed) Registry().FinalizeThread();
+  }
 };
+
+// Built when this library is loaded, before every static object of a program or plug-in that uses it. So those
+// are destroyed earlier, and may hold identities until then. The priority says the same inside one program that
+// this library is linked into.
+[[gnu::init_priority(101)]] ProcessExit const s_ProcessExit;
 
 void WatchThisThread() {
   static ThreadEnd& threadEnd = *new ThreadEnd;
   threadEnd.Watch();
-  static ProcessExit const processExit;
+  s_IsUsed = true;
+}
+
+/// The system will call code of this library, and the registry will call the finaliser, when threads end that
+/// know nothing of plug-ins.
+void KeepLoaded(thr_ThrSingletonRegistry::Finalizer finalizer) {
+  kvl_KeepLoaded(&s_ProcessExit);
+  kvl_KeepLoaded(reinterpret_cast<void const*>(finalizer));
 }
 
 } // namespace
 
 void thr_ThrSingletonRegistry::Register(Finalizer finalizer) {
+  if (DestructLevel(finalizer) == -1) KeepLoaded(finalizer); // without the lock: see kvl_KeepLoaded
   WatchThisThread();
   std::lock_guard const lock(m_Mutex);
   bool const known = std::any_of(m_Entries.begin(), m_Entries.end(),

@@ -13,8 +13,10 @@
 /// When a thread that registered a finaliser ends, in whatever way (return, pthread_exit, cancellation, or
 /// calling exit), the finalisers run on it from the highest destruct level to the lowest, so a user of a
 /// service is destroyed before the service. At a thread's end they run after the destructors of that thread's
-/// thread_local objects. At process exit they run with the destructors of static objects, after those of
-/// static objects constructed later than the thread's first singleton.
+/// thread_local objects. At process exit they run after the destructors of the static objects of every
+/// program, library and plug-in that uses this one.
+///
+/// The library or plug-in that a finaliser belongs to stays loaded until the process ends, whoever unloads it.
 ///
 /// Thread rule: every operation may be called from any thread.
 class KVL_EXPORT thr_ThrSingletonRegistry {

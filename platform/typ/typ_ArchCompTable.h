@@ -20,7 +20,7 @@ class KVL_EXPORT typ_ArchCompTable {
   static constexpr unsigned int NoParent = 1;
 
   /// Registers the `count` entries of a component, indexed by ordinal, replacing an earlier registration. The
-  /// table keeps the pointer: the entries and their names must outlive it.
+  /// table copies them, so they may be those of a plug-in that is unloaded.
   static void InsertEntry(unsigned int component, typ_ArchCompEntry const* entries, unsigned int count);
 
   /// The name of a type; for an ID that is not in the table, or has no name, its number as "0x001F0002".

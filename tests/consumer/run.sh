@@ -27,6 +27,7 @@ configure -S "$here" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_
 cmake --build "$work/build" --parallel 2
 "$work/build/consumer"
 (cd "$work" && build/consumer_store)
+"$work/build/consumer_host" "$work/build/libconsumer_plugin.so" "$work/build/libconsumer_other_plugin.so"
 
 # The programs ran with the installed libraries, under the name that carries the compatible version.
 version="$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=\([0-9]*\.[0-9]*\)\..*/\1/p' "$build/CMakeCache.txt")"

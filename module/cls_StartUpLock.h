@@ -1,0 +1,11 @@
+#pragma once
+
+/// Held by every start and stop of the library, so that plug-ins may start and stop it on threads of their own.
+/// Recursive: starts call each other, and what a stop destroys may run code of others. Thread rule: any thread.
+class cls_StartUpLock {
+ public:
+  cls_StartUpLock();
+  ~cls_StartUpLock();
+  cls_StartUpLock(cls_StartUpLock const&) = delete;
+  cls_StartUpLock& operator=(cls_StartUpLock const&) = delete;
+};

@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Builds the static libraries of this checkout, installs them, moves the installation, and builds and runs the small
+# projects on it.
+#   tests/consumer/static.sh [compiler]
+set -euo pipefail
+
+here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
+compiler="${1:-c++}"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+
+configure() {
+  cmake -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DCMAKE_BUILD_TYPE=Debug "$@"
+}
+
+configure -S "$here/../.." -B "$work/library" -DBUILD_SHARED_LIBS=OFF -DKVL_BUILD_EXAMPLES=OFF
+cmake --build "$work/library" --parallel 2
+cmake --install "$work/library" --prefix "$work/first" >"$work/install.log"
+mv "$work/first" "$work/prefix" # nothing may remember where it was installed
+if find "$work/prefix" -name '*.so*' | grep . >&2; then
+  echo "consumer: a shared library among static ones" >&2
+  exit 1
+fi
+
+configure -S "$here" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/prefix"
+cmake --build "$work/build" --parallel 2
+"$work/build/consumer"
+(cd "$work" && build/consumer_store)
+"$work/build/consumer_host" "$work/build/libconsumer_plugin.so" "$work/build/libconsumer_other_plugin.so"
+if nm --dynamic --defined-only "$work/build/libconsumer_plugin.so" | grep -E '(cls|nex|thr|cow|typ|omi)_' >&2; then
+  echo "consumer: a plug-in exports its copy of the library" >&2
+  exit 1
+fi
+
+# The tests need shared libraries, and the configuration says so.
+if configure -S "$here/../.." -B "$work/tests" -DBUILD_SHARED_LIBS=OFF -DKVL_BUILD_TESTS=ON >"$work/tests.log" 2>&1; then
+  echo "consumer: static libraries were configured with tests" >&2
+  exit 1
+fi
+grep -q "Configure BUILD_SHARED_LIBS=OFF with KVL_BUILD_TESTS=OFF" <(tr -s ' \n' ' ' <"$work/tests.log")
+echo "consumer: the static package works"

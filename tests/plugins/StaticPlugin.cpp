@@ -1,0 +1,40 @@
+#include <vector>
+
+#include "module/nex_initialize.h"
+#include "persist/identity/cls_Uid.h"
+#include "platform/typ/typ_ArchCompTable.h"
+#include "tests/plugins/PluginApi.h"
+
+// A plug-in that starts the library when it is loaded, and stops it when it is unloaded or the process exits. One
+// static object is built before the library starts, and so destroyed after it stops.
+
+namespace {
+
+struct LateStop {
+  LateStop() = default;
+  LateStop(LateStop const&) = delete;
+  LateStop& operator=(LateStop const&) = delete;
+  ~LateStop() {
+    if (m_Modules != 0) nex_finalize(m_Modules);
+  }
+  int m_Modules = 0;
+};
+
+LateStop s_Library;
+
+void Start() {
+  nex_initialize(s_Library.m_Modules);
+}
+
+bool Use() {
+  std::vector<cls_Uid> const uids(3000);
+  return typ_ArchCompTable::GetName(0x1F0002) == "nex_TextException";
+}
+
+constexpr PluginApi Api{.m_Start = Start, .m_Use = Use};
+
+} // namespace
+
+extern "C" KVL_EXPORT PluginApi const* plugin_Api() {
+  return &Api;
+}
