@@ -5,6 +5,7 @@
 #include "collections/cls_ExtQuant.h"
 #include "collections/cls_PTrieHeap.h"
 #include "metadata/cls_MetadataRegistrar.h"
+#include "module/cls_PlatformCheck.h"
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/identity/cls_Static.h"
 #include "platform/mem/mem_UseCount.h"
@@ -43,6 +44,7 @@ void DeclareString(cls_ClassRegistrar& registrar) {
 } // namespace
 
 void cls_initialize(int& count) {
+  if (!s_Uses.IsActive()) cls_PlatformCheck::RequireFit(); // first: a refused start changes nothing
   if (!s_Uses.Enter(count)) return;
   typ_ArchCompTable::InsertEntry(Component, Entries, std::size(Entries));
   cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();

@@ -3,6 +3,7 @@
 #include "errors/nex_ClassMetadata.h"
 #include "errors/nex_OutOfMemoryMessages.h"
 #include "errors/nex_TypeTable.h"
+#include "module/cls_PlatformCheck.h"
 #include "module/cls_initialize.h"
 #include "platform/atr/atr_initialize.h"
 #include "platform/cow/cow_initialize.h"
@@ -25,6 +26,7 @@ void DeclareClasses() {
 } // namespace
 
 void nex_initialize(int& count) {
+  if (!s_Uses.IsActive()) cls_PlatformCheck::RequireFit(); // first: a refused start changes nothing
   if (!s_Uses.Enter(count)) return;
   mem_initialize(count);
   typ_initialize(count);
