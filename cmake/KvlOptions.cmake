@@ -7,6 +7,7 @@ option(KVL_BUILD_BENCH "Build the benchmarks (need Google Benchmark, Boost, cere
 set(KVL_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as -fsanitize= takes them")
 set(KVL_PLATFORM "bundled" CACHE STRING "Where the host's support libraries come from: bundled, or external")
 set_property(CACHE KVL_PLATFORM PROPERTY STRINGS bundled external)
+set(KVL_PLATFORM_LIBRARIES mem omni thr cow typ atr)
 option(KVL_TESTS_WITH_THREADS_ONLY "Build and run only the test programs that have threads" OFF)
 option(KVL_COVERAGE "Instrument for coverage" OFF)
 
@@ -62,10 +63,18 @@ if(KVL_COVERAGE)
   target_link_options(kvl_program_flags INTERFACE --coverage)
 endif()
 
+# The root of those includes: the tree, or what remains of it if the platform is a host's.
+set(KVL_ROOT_DIR "${PROJECT_SOURCE_DIR}")
+if(KVL_PLATFORM STREQUAL "external")
+  include(KvlExternalPlatform)
+  set(KVL_ROOT_DIR "${PROJECT_BINARY_DIR}/tree")
+  kvl_hide_platform("${KVL_ROOT_DIR}")
+endif()
+
 # Everything that belongs to the tree includes its headers by their path from the root.
 add_library(kvl_flags INTERFACE)
 target_link_libraries(kvl_flags INTERFACE kvl_program_flags)
-target_include_directories(kvl_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+target_include_directories(kvl_flags INTERFACE "${KVL_ROOT_DIR}")
 
 # Tests are not optimised in debug builds: that takes longer than running them slowly.
 add_library(kvl_test_flags INTERFACE)

@@ -73,6 +73,11 @@ static_assert(std::is_nothrow_move_constructible_v<cow_String> &&
               std::is_nothrow_copy_assignable_v<cow_String>);
 static_assert(!std::convertible_to<char const*, cow_String>, "no implicit conversion from a C string");
 static_assert(noexcept("literal"_cow));
+static_assert(
+    requires {
+      cow_StringBuffer{cow_StringBuffer::Immortal, 3, "own"};
+    },
+    "an immortal buffer is made of its count, its length and its characters");
 static_assert(std::totally_ordered<cow_String>);
 static_assert(std::derived_from<atr_String, atr_StringBase>);
 static_assert(std::constructible_from<atr_StringBase, char const*> &&
