@@ -11,28 +11,34 @@ set(KVL_PLATFORM_LIBRARIES mem omni thr cow typ atr)
 option(KVL_TESTS_WITH_THREADS_ONLY "Build and run only the test programs that have threads" OFF)
 option(KVL_COVERAGE "Instrument for coverage" OFF)
 
-set(CMAKE_CXX_STANDARD 20)
+# What our targets need, also inside another project. These variables are those of this folder, not of the parent.
+if(NOT CMAKE_CXX_STANDARD GREATER 20) # a later one of the parent is kept
+  set(CMAKE_CXX_STANDARD 20)
+endif()
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+
+# The rest is the parent's choice: the kind of build, where its results go, and how the compiler is started.
+if(PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+  set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+  if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+  endif()
+  find_program(KVL_CCACHE ccache)
+  if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    # The cache needs this to work with precompiled headers.
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+      "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${KVL_CCACHE}")
+  endif()
 endif()
 
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
-
-find_program(KVL_CCACHE ccache)
-if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # The cache needs this to work with precompiled headers.
-  set(CMAKE_CXX_COMPILER_LAUNCHER
-    "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${KVL_CCACHE}")
-endif()
 
 # Warnings and instrumentation, for our own targets only. By themselves they are for programs that include the
 # headers as <kvlpersist/...>.
