@@ -25,7 +25,7 @@ function(kvl_write_headers)
   set(written "${PROJECT_BINARY_DIR}/headers.txt")
   set(script "${PROJECT_SOURCE_DIR}/cmake/WriteHeaders.cmake")
   set(command "${CMAKE_COMMAND}" -D "ROOT=${PROJECT_SOURCE_DIR}" -D "PUBLIC=${public}" -D "OUTPUT=${KVL_HEADERS_DIR}"
-    -D "WRITTEN=${written}" -P "${script}")
+    -D "WRITTEN=${written}" -D "PLATFORM=${KVL_PLATFORM}" -P "${script}")
 
   get_property(headers GLOBAL PROPERTY KVL_PUBLIC_HEADERS)
   list(JOIN headers "\n" headers)

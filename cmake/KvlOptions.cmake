@@ -18,31 +18,38 @@ option(KVL_BUILD_BENCH "Build the benchmarks (need Google Benchmark, Boost, cere
 set(KVL_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as -fsanitize= takes them")
 set(KVL_PLATFORM "bundled" CACHE STRING "Where the host's support libraries come from: bundled, or external")
 set_property(CACHE KVL_PLATFORM PROPERTY STRINGS bundled external)
+set(KVL_PLATFORM_LIBRARIES mem omni thr cow typ atr)
 option(KVL_TESTS_WITH_THREADS_ONLY "Build and run only the test programs that have threads" OFF)
 option(KVL_COVERAGE "Instrument for coverage" OFF)
 
-set(CMAKE_CXX_STANDARD 20)
+# What our targets need, also inside another project. These variables are those of this folder, not of the parent.
+if(NOT CMAKE_CXX_STANDARD GREATER 20) # a later one of the parent is kept
+  set(CMAKE_CXX_STANDARD 20)
+endif()
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+
+# The rest is the parent's choice: the kind of build, where its results go, and how the compiler is started.
+if(PROJECT_IS_TOP_LEVEL)
+  set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+  set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+  if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+  endif()
+  find_program(KVL_CCACHE ccache)
+  if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    # The cache needs this to work with precompiled headers.
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+      "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${KVL_CCACHE}")
+  endif()
 endif()
 
 set(THREADS_PREFER_PTHREAD_FLAG ON)
 find_package(Threads REQUIRED)
-
-find_program(KVL_CCACHE ccache)
-if(KVL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # The cache needs this to work with precompiled headers.
-  set(CMAKE_CXX_COMPILER_LAUNCHER
-    "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${KVL_CCACHE}")
-endif()
 
 # Warnings and instrumentation, for our own targets only. By themselves they are for programs that include the
 # headers as <kvlpersist/...>.
@@ -73,10 +80,18 @@ if(KVL_COVERAGE)
   target_link_options(kvl_program_flags INTERFACE --coverage)
 endif()
 
+# The root of those includes: the tree, or what remains of it if the platform is a host's.
+set(KVL_ROOT_DIR "${PROJECT_SOURCE_DIR}")
+if(KVL_PLATFORM STREQUAL "external")
+  include(KvlExternalPlatform)
+  set(KVL_ROOT_DIR "${PROJECT_BINARY_DIR}/tree")
+  kvl_hide_platform("${KVL_ROOT_DIR}")
+endif()
+
 # Everything that belongs to the tree includes its headers by their path from the root.
 add_library(kvl_flags INTERFACE)
 target_link_libraries(kvl_flags INTERFACE kvl_program_flags)
-target_include_directories(kvl_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+target_include_directories(kvl_flags INTERFACE "${KVL_ROOT_DIR}")
 
 # Tests are not optimised in debug builds: that takes longer than running them slowly.
 add_library(kvl_test_flags INTERFACE)

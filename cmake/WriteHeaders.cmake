@@ -1,6 +1,7 @@
 # Writes the headers as programs include them, <kvlpersist/...>, from those of the tree:
 #
-#   cmake -D ROOT=<tree> -D PUBLIC=<list> -D OUTPUT=<folder> -D WRITTEN=<list> -P WriteHeaders.cmake
+#   cmake -D ROOT=<tree> -D PUBLIC=<list> -D OUTPUT=<folder> -D WRITTEN=<list> -D PLATFORM=<bundled or external>
+#     -P WriteHeaders.cmake
 #
 # PUBLIC is a file with one public header a line, as a path from ROOT. These and all that they include go to
 # OUTPUT/kvlpersist; WRITTEN becomes their list. Files that are right already are left alone, so that nothing is
@@ -9,10 +10,25 @@
 # What a public header includes without being public is an inner header. It fails to compile unless a public header
 # has brought it in: a public header defines KVL_INNER_HEADER around its own includes. An inner header has no
 # `#pragma once`, which would let a second, direct include pass.
+#
+# If the platform is external, <kvlpersist/platform/...> includes the host's header, as <platform/...>. It is not a copy:
+# a program that includes both gets one file. The headers directly in platform/ belong to the build and are ours.
 cmake_minimum_required(VERSION 3.25)
+
+function(is_hosts_header header result)
+  set(${result} OFF PARENT_SCOPE)
+  if(PLATFORM STREQUAL "external" AND header MATCHES "^platform/.*/")
+    set(${result} ON PARENT_SCOPE)
+  endif()
+endfunction()
 
 # The headers of the tree that a header includes, in `result`.
 function(read_includes header result)
+  is_hosts_header(${header} is_hosts)
+  if(is_hosts)
+    set(${result} PARENT_SCOPE)
+    return()
+  endif()
   if(NOT EXISTS "${ROOT}/${header}")
     message(FATAL_ERROR "${header}: no such header")
   endif()
@@ -115,6 +131,11 @@ endwhile()
 list(SORT headers)
 
 foreach(header IN LISTS headers)
+  is_hosts_header(${header} is_hosts)
+  if(is_hosts)
+    write_if_different("${OUTPUT}/kvlpersist/${header}" "#pragma once\n\n#include <${header}> // the host's own\n")
+    continue()
+  endif()
   file(READ "${ROOT}/${header}" text)
   string(REGEX REPLACE "\n#include \"([^\"\n]+)\"" "\n#include <kvlpersist/\\1>" text "${text}")
   if(header IN_LIST public)

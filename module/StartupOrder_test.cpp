@@ -15,6 +15,7 @@
 #include "module/nex_initialize.h"
 #include "persist/identity/cls_Static.h"
 #include "platform/atr/atr_initialize.h"
+#include "platform/cow/cow_Layout.h"
 #include "platform/cow/cow_initialize.h"
 #include "platform/mem/mem_Memory.h"
 #include "platform/mem/mem_initialize.h"
@@ -155,6 +156,14 @@ cls_ClassMetadata& cls_ClassRegistrar::AddClassMD(cls_ClassMetadata* metadata) {
   s_Log.push_back("AddClassMD " + std::string(metadata->Name().View()));
   return Next<cls_ClassMetadata&(cls_ClassRegistrar*, cls_ClassMetadata*)>(
       "_ZN18cls_ClassRegistrar10AddClassMDEP17cls_ClassMetadata")(this, metadata);
+}
+
+/// The stamp of a library of strings with one more member; null to give the library's own.
+kvl_Layout const* s_OtherLayout = nullptr;
+
+kvl_Layout const& cow_Layout() noexcept {
+  static auto* const next = Next<kvl_Layout const&()>("_Z10cow_Layoutv");
+  return s_OtherLayout == nullptr ? next() : *s_OtherLayout;
 }
 
 // The messages are built by appending their texts; their destruction releases their characters.
@@ -360,4 +369,66 @@ TEST_F(StartupOrder, RunningPersistenceModuleOnlyCounts) {
                                 "thr_finalize 3", "typ_finalize 2", "mem_finalize 1"}}));
   cls_finalize(others);
   EXPECT_EQ(TakeLog(), Log({"cls_finalize 1", "registrar 1 ends"}));
+}
+
+namespace {
+
+/// Exchanges the library of strings, for the check at the start, by one whose strings have another size.
+class OtherStrings {
+ public:
+  OtherStrings() : m_Entries(cow_Layout().m_Entries, cow_Layout().m_Entries + cow_Layout().m_Count) {
+    for (kvl_LayoutEntry& entry : m_Entries)
+      if (std::string(entry.m_Name) == "cow_String") entry.m_Size += 8;
+    m_Layout = {kvl_ContractVersion, static_cast<int>(m_Entries.size()), m_Entries.data()};
+    s_OtherLayout = &m_Layout;
+  }
+  ~OtherStrings() { s_OtherLayout = nullptr; }
+  OtherStrings(OtherStrings const&) = delete;
+  OtherStrings& operator=(OtherStrings const&) = delete;
+
+ private:
+  std::vector<kvl_LayoutEntry> m_Entries;
+  kvl_Layout m_Layout{};
+};
+
+/// The text with which a start is refused; empty if it is not.
+std::string Refusal(void (*start)(int&), int& count) {
+  try {
+    start(count);
+  } catch (std::runtime_error const& failure) {
+    return failure.what();
+  }
+  return {};
+}
+
+std::string const OtherStringsRefusal =
+    "KVLpersist cannot start with the platform libraries that are loaded: in KVLcow, cow_String has 16 bytes, "
+    "but KVLpersist was compiled with 8 bytes. Build KVLpersist with the headers of these libraries "
+    "(platform/README.md).";
+
+} // namespace
+
+TEST_F(StartupOrder, OtherLayoutOfAPlatformLibraryRefusesTheStartAndChangesNothing) {
+  {
+    OtherStrings const strings;
+    EXPECT_EQ(Refusal(&nex_initialize, m_Callers), OtherStringsRefusal);
+    EXPECT_EQ(Refusal(&cls_initialize, m_Callers), OtherStringsRefusal);
+    EXPECT_EQ(m_Callers, 0);
+    EXPECT_EQ(TakeLog(), Log({"cls_initialize 0"}));
+    nex_finalize(m_Callers); // nothing was counted, so nothing stops
+    EXPECT_EQ(TakeLog(), Log());
+  }
+  nex_initialize(m_Callers);
+  EXPECT_EQ(TakeLog(), WholeStart);
+  nex_finalize(m_Callers);
+}
+
+TEST_F(StartupOrder, NestedStartIsNotCheckedAgain) {
+  nex_initialize(m_Callers);
+  OtherStrings const strings;
+  EXPECT_EQ(Refusal(&nex_initialize, m_Callers), "");
+  EXPECT_EQ(Refusal(&cls_initialize, m_Callers), "");
+  cls_finalize(m_Callers);
+  nex_finalize(m_Callers);
+  nex_finalize(m_Callers);
 }

@@ -6,6 +6,7 @@
 #include "collections/cls_PTrieHeap.h"
 #include "metadata/cls_MetadataRegistrar.h"
 #include "module/cls_StartUpLock.h"
+#include "module/cls_PlatformCheck.h"
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/identity/cls_Static.h"
 #include "platform/mem/mem_UseCount.h"
@@ -45,6 +46,7 @@ void DeclareString(cls_ClassRegistrar& registrar) {
 
 void cls_initialize(int& count) {
   cls_StartUpLock const lock;
+  if (!s_Uses.IsActive()) cls_PlatformCheck::RequireFit(); // first: a refused start changes nothing
   if (!s_Uses.Enter(count)) return;
   typ_ArchCompTable::InsertEntry(Component, Entries, std::size(Entries));
   cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();

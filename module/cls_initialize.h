@@ -3,7 +3,7 @@
 #include "platform/kvl_Export.h"
 
 /// Starts the persistence module: registers its types and declares its classes. Counted like nex_initialize,
-/// which calls it. Thread rule: as nex_initialize.
+/// which calls it; throws as it does. Thread rule: as nex_initialize.
 KVL_EXPORT void cls_initialize(int& count);
 
 /// Undoes cls_initialize, in the call that matches the first one: destroys the calling thread's shared

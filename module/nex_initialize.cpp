@@ -3,6 +3,7 @@
 #include "errors/nex_ClassMetadata.h"
 #include "errors/nex_OutOfMemoryMessages.h"
 #include "errors/nex_TypeTable.h"
+#include "module/cls_PlatformCheck.h"
 #include "module/cls_initialize.h"
 #include "module/cls_StartUpLock.h"
 #include "platform/atr/atr_initialize.h"
@@ -27,6 +28,7 @@ void DeclareClasses() {
 
 void nex_initialize(int& count) {
   cls_StartUpLock const lock;
+  if (!s_Uses.IsActive()) cls_PlatformCheck::RequireFit(); // first: a refused start changes nothing
   if (!s_Uses.Enter(count)) return;
   mem_initialize(count);
   typ_initialize(count);

@@ -5,9 +5,15 @@
 /// Starts the whole library: the platform modules, the persistence module, the error classes and the
 /// out-of-memory messages. Counted: the module-wide count rises at every call; `count` (the caller's counter)
 /// and everything else change only at the first. After the first start from 0, `count` is 8: one for each
-/// module started. Thread rule: whoever starts the library uses it between its own start and its own stop.
-/// Starts and stops may run on any thread, also at the same time: they wait for each other. What is declared to
-/// the library's registries is not guarded; see there.
+/// module started.
+///
+/// Throws std::runtime_error if the platform libraries that are loaded have other layouts than those that this
+/// library was compiled with; the text names the library, the class and both sizes. Nothing is counted or
+/// started then.
+///
+/// Thread rule: whoever starts the library uses it between its own start and its own stop. Starts and stops may
+/// run on any thread, also at the same time: they wait for each other. What is declared to the library's
+/// registries is not guarded; see there.
 KVL_EXPORT void nex_initialize(int& count);
 
 /// Undoes nex_initialize, in the last matching call, in reverse order. That call destroys the calling thread's

@@ -29,6 +29,8 @@ class KVL_EXPORT atr_translate {
   [[nodiscard]] atr_String Result() const;
 
  private:
+  friend struct atr_LayoutAccess;
+
   cow_String m_Format;
   std::vector<atr_StringBase> m_Arguments;
 };

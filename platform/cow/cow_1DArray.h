@@ -81,6 +81,8 @@ template <class T> class cow_1DArray {
   }
 
  private:
+  friend struct cow_LayoutAccess;
+
   struct Buffer {
     int m_Count;
     int m_Length;

@@ -72,6 +72,8 @@ template <class T> class cow_1DArrayList {
   }
 
  private:
+  friend struct cow_LayoutAccess;
+
   [[nodiscard]] int GrownLength() const {
     constexpr int First = 8;
     constexpr int Max = std::numeric_limits<int>::max();

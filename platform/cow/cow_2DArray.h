@@ -56,6 +56,8 @@ template <class T> class cow_2DArray {
   }
 
  private:
+  friend struct cow_LayoutAccess;
+
   /// The storage block: one piece of memory, with the elements after the shape.
   class Block {
    public:
@@ -84,6 +86,8 @@ template <class T> class cow_2DArray {
     }
 
    private:
+    friend struct cow_LayoutAccess;
+
     struct FreeMemory {
       void operator()(void* memory) const noexcept { mem_Free(memory); }
     };

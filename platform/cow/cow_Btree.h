@@ -87,6 +87,7 @@ template <class K, class V> class cow_Btree {
   }
 
  private:
+  friend struct cow_LayoutAccess;
   template <class, class> friend class cow_BtreeIterator;
 
   using Entries = std::map<K, V, std::less<>>;

@@ -62,6 +62,8 @@ template <class T> class cow_CountedHld {
   }
 
  private:
+  friend struct cow_LayoutAccess;
+
   void Release() noexcept {
     if (m_Counter != nullptr && --m_Counter->m_Count == 0) DeleteLast();
   }

@@ -94,6 +94,7 @@ template <class K, class V> class cow_Map {
   }
 
  private:
+  friend struct cow_LayoutAccess;
   template <class, class> friend class cow_ConstMapIterator;
 
   using Entries = std::map<K, V, std::less<>>;

@@ -70,6 +70,8 @@ template <class T> class omi_BlockedArray {
   }
 
  private:
+  friend struct omni_LayoutAccess;
+
   struct Block {
     unsigned int m_Number; // the first index, shifted right
     std::vector<T> m_Entries;

@@ -40,6 +40,7 @@ template <class K, class V> class omi_Btree {
 
    private:
     friend class omi_Btree;
+    friend struct omni_LayoutAccess;
     static Node* Clone(Node const* node) { return node == nullptr ? nullptr : new Node(*node); }
 
     V m_Value;
@@ -115,6 +116,8 @@ template <class K, class V> class omi_Btree {
   }
 
  private:
+  friend struct omni_LayoutAccess;
+
   static constexpr int Left = 0;
   static constexpr int Right = 1;
 

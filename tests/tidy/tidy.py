@@ -69,7 +69,7 @@ LAYERS.update({f"examples/heat/{folder}": LAYERS["examples"] + layer for layer, 
 TESTS = "tests"
 SUPPORT = "tests/support"
 # Programs as users write them, which include the headers as the installation has them.
-USERS = ["tests/consumer", "tests/documents"]
+USERS = ["tests/consumer", "tests/documents", "tests/platform2/program"]
 INSTALLED = "kvlpersist/"
 
 TOP_FOLDERS = sorted({folder.split("/")[0] for folder in LAYERS} | {TESTS})
