@@ -361,7 +361,9 @@ TEST_P(ContractAgents, ASessionThatEndsFlushesAndDetachesTheHolders) {
   std::unique_ptr<Holder<int>> agent;
   agent = Take(StoredAgent<int>);
   EndSession();
-  EXPECT_GE(agent->m_Flushes, 1);
+  if (Can().m_Reopens) {
+    EXPECT_GE(agent->m_Flushes, 1); // else what it writes is gone anyway
+  }
   EXPECT_EQ(agent->m_Detaches, 1);
   EXPECT_FALSE(agent->IsAttached());
 }

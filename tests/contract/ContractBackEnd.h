@@ -86,8 +86,8 @@ struct ContractAbilities {
   std::set<ContractError> m_TellsApart;
 };
 
-/// One session with a storage. Its destructor ends the session: it flushes the holders of agents and detaches
-/// them. It does not throw.
+/// One session with a storage. Its destructor ends the session: it flushes the holders of agents, unless the
+/// storage ends as well, and detaches them. It does not throw.
 class ContractSession {
  public:
   using Proxy = cow_CountedHld<cls_AgentProxy>;
