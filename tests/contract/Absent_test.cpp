@@ -98,7 +98,7 @@ TEST_P(ContractAbsent, AListOfAnAbsentObjectIsEmpty) {
   Write([](cls_WriteVisitor const&) {});
   Read([](cls_ReadVisitor const& visitor) {
     ForListTypes([&]<class T>(std::type_identity<T>) {
-      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
       auto const cursor = ListCursor<T>(*child.Memento());
       EXPECT_EQ(cursor->Count(), 0);
       EXPECT_EQ(cursor->More(), 0);
@@ -116,11 +116,11 @@ TEST_P(ContractAbsent, AMapOfAnAbsentObjectIsEmpty) {
   Read([](cls_ReadVisitor const& visitor) {
     ForMapTypes([&]<class T>(std::type_identity<T>) {
       T tag{};
-      cls_ReadVisitor const ints(visitor, FieldFor<T>(MapIntKind.m_Name));
+      cls_ReadVisitor const ints = ObjectIn(visitor, FieldFor<T>(MapIntKind.m_Name));
       auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
       EXPECT_EQ(byInt->Count(), 0);
       EXPECT_EQ(byInt->More(), 0);
-      cls_ReadVisitor const strings(visitor, FieldFor<T>(MapStringKind.m_Name));
+      cls_ReadVisitor const strings = ObjectIn(visitor, FieldFor<T>(MapStringKind.m_Name));
       auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
       EXPECT_EQ(byString->Count(), 0);
       EXPECT_EQ(byString->More(), 0);
@@ -177,7 +177,7 @@ TEST_P(ContractAbsent, AgentsOfAbsentListsAreEmpty) {
   Write([](cls_WriteVisitor const&) {});
   ForListTypes([&]<class T>(std::type_identity<T>) {
     auto const agent = Take([](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
       T tag{};
       return std::make_unique<AgentHolder<cls_AgentListPrim<T>>>(child.Memento()->MakeAgentListPrim(&tag));
     });
@@ -193,13 +193,13 @@ TEST_P(ContractAbsent, AgentsOfAbsentObjectCollectionsAreEmpty) {
   COVERS(cls_AgentMapKey2Obj, 1, 6, 14, 15);
   Write([](cls_WriteVisitor const&) {});
   auto const list = Take([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldOf(ListObjKind.m_Name));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(ListObjKind.m_Name));
     return std::make_unique<AgentHolder<cls_AgentListObj>>(child.Memento()->MakeAgentListObj());
   });
   EXPECT_EQ((*list)->Count(), 0);
   EXPECT_EQ(NumberOf((*list)->MakeReadObj(0)), -1);
   auto const map = Take([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldOf(MapIntObjKind.m_Name));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(MapIntObjKind.m_Name));
     int tag = 0;
     return std::make_unique<AgentHolder<cls_AgentMapKey2Obj<int>>>(
         child.Memento()->MakeAgentMapKey2Obj(&tag));
@@ -215,11 +215,11 @@ TEST_P(ContractAbsent, AVisitorOnAnAbsentObjectReadsDefaults) {
   COVERS(cls_MementoRead, 7, 9, 13);
   Write([](cls_WriteVisitor const&) {});
   Read([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldOf("Object"));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf("Object"));
     EXPECT_EQ(child.Read(FieldFor<int>(), 17), 17);
     EXPECT_STREQ(child.Read(FieldOf("TrString"), atr_String("default")).Chars(), "default");
-    EXPECT_EQ(sto_ReadOwned<Node>(visitor, FieldOf("Object")), nullptr);
-    EXPECT_EQ(sto_ReadShared<Node>(child, FieldOf("Second")), nullptr);
+    EXPECT_EQ(visitor.DataIsPresent(FieldOf("Object")), 0);
+    EXPECT_EQ(child.DataIsPresent(FieldOf("Second")), 0);
   });
 }
 
@@ -240,10 +240,9 @@ TEST_P(ContractAbsent, AFieldThatTheNextSaveDoesNotWriteIsGone) {
 
 TEST_P(ContractAbsent, AnUnknownRootIsNotFound) {
   COVERS(cls_MementoRead, 0);
-  EXPECT_FALSE(Store().HasRoot("nothing"));
-  std::string const message =
-      MessageOf(sto_ErrorKind::NotFound, [&] { static_cast<void>(Store().Load<Scripted>("nothing")); });
-  EXPECT_TRUE(Contains(message, "nothing")) << message;
+  ExpectNoRoot("nothing");
+  Write([](cls_WriteVisitor const&) {});
+  ExpectNoRoot("nothing");
 }
 
 TEST_P(ContractAbsent, AbsentObjectsNestDeeperThanStoredOnesCan) {
@@ -271,7 +270,7 @@ void ExpectNoCollections(cls_MementoRead& memento) {
     EXPECT_FALSE(agent->Changed());
     EXPECT_TRUE(agent->ReadOnly());
     T const value{};
-    MessageOf(sto_ErrorKind::ReadOnly, [&] { agent->WriteRun(0, 1, &value); });
+    MessageOf(ContractError::ReadOnly, [&] { agent->WriteRun(0, 1, &value); });
     EXPECT_EQ(agent->Count(), 0);
   });
   ForMapTypes([&]<class T>(std::type_identity<T>) {
@@ -303,10 +302,10 @@ template <class K> void ExpectNoMap(cls_MementoRead& memento) {
   EXPECT_FALSE(agent->Changed());
   EXPECT_TRUE(agent->ReadOnly());
   ExpectEmptyObject(*Receive(agent->MakeReadObj(key)));
-  MessageOf(sto_ErrorKind::ReadOnly,
+  MessageOf(ContractError::ReadOnly,
             [&] { Receive(agent->MakeWriteObj(key, Scripted::TypeId(), cls_Uid())).reset(); });
-  MessageOf(sto_ErrorKind::ReadOnly, [&] { agent->Clear(); });
-  MessageOf(sto_ErrorKind::ReadOnly, [&] { agent->Remove(key); });
+  MessageOf(ContractError::ReadOnly, [&] { agent->Clear(); });
+  MessageOf(ContractError::ReadOnly, [&] { agent->Remove(key); });
   EXPECT_EQ(agent->Count(), 0);
 }
 
@@ -317,10 +316,10 @@ void ExpectNoAgents(cls_MementoRead& memento) {
   EXPECT_FALSE(list->Changed());
   EXPECT_TRUE(list->ReadOnly());
   ExpectEmptyObject(*Receive(list->MakeReadObj(0)));
-  MessageOf(sto_ErrorKind::ReadOnly, [&] { list->SetCount(1); });
-  MessageOf(sto_ErrorKind::ReadOnly,
+  MessageOf(ContractError::ReadOnly, [&] { list->SetCount(1); });
+  MessageOf(ContractError::ReadOnly,
             [&] { Receive(list->MakeWriteObj(0, Scripted::TypeId(), cls_Uid())).reset(); });
-  MessageOf(sto_ErrorKind::ReadOnly, [&] { list->Remove(0); });
+  MessageOf(ContractError::ReadOnly, [&] { list->Remove(0); });
   ExpectNoMap<int>(memento);
   ExpectNoMap<cow_String>(memento);
   auto const blob = Receive(memento.MakeAgentBlob());
@@ -329,8 +328,8 @@ void ExpectNoAgents(cls_MementoRead& memento) {
   EXPECT_EQ(blob->Read(0, 1, &byte), 0);
   EXPECT_FALSE(blob->Changed());
   EXPECT_TRUE(blob->ReadOnly());
-  MessageOf(sto_ErrorKind::ReadOnly, [&] { blob->Write(0, 1, &byte); });
-  MessageOf(sto_ErrorKind::ReadOnly, [&] { blob->Truncate(0); });
+  MessageOf(ContractError::ReadOnly, [&] { blob->Write(0, 1, &byte); });
+  MessageOf(ContractError::ReadOnly, [&] { blob->Truncate(0); });
 }
 
 void ExpectNothingAtAll(cls_MementoRead& memento) {
@@ -363,7 +362,7 @@ TEST_P(ContractAbsent, AbsentObjectFindsNothing) {
     auto const child = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Second")));
     ExpectNothingAtAll(*Receive(child->MakeFieldReadObj(FieldOf("Object"))));
   });
-  EXPECT_EQ(Store().ObjectCount(), 2);
+  ExpectObjects(2);
 }
 
 TEST_P(ContractAbsent, UnwrittenBasePartFindsNothing) {
@@ -415,10 +414,10 @@ TEST_P(ContractAbsent, MissingElementFindsNothing) {
     ASSERT_EQ(cursor->Count(), 2);
     ExpectNothingAtAll(*Receive(cursor->At(1)));
     ExpectNothingAtAll(*Receive(cursor->Next()));
-    cls_ReadVisitor const list(visitor, FieldOf(ListObjKind.m_Name));
+    cls_ReadVisitor const list = ObjectIn(visitor, FieldOf(ListObjKind.m_Name));
     AgentHolder<cls_AgentListObj> const agent(list.Memento()->MakeAgentListObj());
     for (int const index : {0, 1, 2, -1}) ExpectNothingAtAll(*Receive(agent->MakeReadObj(index)));
-    cls_ReadVisitor const map(visitor, FieldOf(MapIntObjKind.m_Name));
+    cls_ReadVisitor const map = ObjectIn(visitor, FieldOf(MapIntObjKind.m_Name));
     int tag = 0;
     AgentHolder<cls_AgentMapKey2Obj<int>> const entries(map.Memento()->MakeAgentMapKey2Obj(&tag));
     ExpectNothingAtAll(*Receive(entries->MakeReadObj(5)));
@@ -432,17 +431,17 @@ TEST_P(ContractAbsent, AgentsOfAbsentListsRefuseWritesAfterTheLoad) {
   ForListTypes([&]<class T>(std::type_identity<T>) {
     SCOPED_TRACE(ContractTypeName<T>);
     auto const agent = Take([](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
       T tag{};
       return std::make_unique<AgentHolder<cls_AgentListPrim<T>>>(child.Memento()->MakeAgentListPrim(&tag));
     });
     auto const values = std::make_unique<T[]>(3000);
-    MessageOf(sto_ErrorKind::ReadOnly, [&] { (*agent)->WriteRun(0, 3000, values.get()); });
+    MessageOf(ContractError::ReadOnly, [&] { (*agent)->WriteRun(0, 3000, values.get()); });
     EXPECT_EQ((*agent)->Count(), 0);
     EXPECT_EQ((*agent)->ReadRun(0, 1, values.get()), 0);
   });
   Step();
-  EXPECT_EQ(Store().ObjectCount(), 1);
+  ExpectObjects(1);
   Read([](cls_ReadVisitor const& visitor) { ExpectNothingIn(*visitor.Memento()); });
 }
 

@@ -72,9 +72,9 @@ TEST_P(ContractBlobs, ABlobHasTheIdentityThatItWasMadeWith) {
   COVERS(cls_MementoWrite, 4);
   COVERS(cls_MementoRead, 3);
   cls_Uid const uid;
-  Store().Save("root", Scripted([&](cls_WriteVisitor const& visitor) {
-                 cls_BlobWriter const writer(visitor, FieldOf("Blob"), uid);
-               }));
+  Save(Session(), Scripted([&](cls_WriteVisitor const& visitor) {
+         cls_BlobWriter const writer(visitor, FieldOf("Blob"), uid);
+       }));
   EXPECT_EQ(Take(OpenBlob)->m_Uid.Entry(), uid.Entry());
 }
 
@@ -171,6 +171,7 @@ TEST_P(ContractBlobs, WhatWasCutOffReadsAsZerosWhenTheBlobGrowsAgain) {
 
 TEST_P(ContractBlobs, ABlobChangedByAnotherSessionSaysSoOnce) {
   COVERS(cls_AgentBlob, 5);
+  CONTRACT_NEEDS(m_SharesChanges);
   Write([](cls_WriteVisitor const& visitor) { WriteBlob(visitor, Pattern(100)); });
   auto const opened = Take(OpenBlob);
   StoredBlob const& blob = *opened;
@@ -179,9 +180,9 @@ TEST_P(ContractBlobs, ABlobChangedByAnotherSessionSaysSoOnce) {
   blob->EndFlush();
   EXPECT_FALSE(blob->Changed());
   {
-    sto_Store second = SecondSession();
+    auto const second = SecondSession();
     std::unique_ptr<StoredBlob> other;
-    static_cast<void>(LoadFields(second, [&](cls_ReadVisitor const& visitor) { other = OpenBlob(visitor); }));
+    Load(*second, [&](cls_ReadVisitor const& visitor) { other = OpenBlob(visitor); });
     Put(**other, 0, {1});
     (*other)->EndFlush();
   }
@@ -206,17 +207,18 @@ TEST_P(ContractBlobs, ABlobAgentCountsItsReferences) {
   });
 }
 
-TEST_P(ContractBlobs, ABlobOfAReadOnlyStoreSaysSoAndRefusesWrites) {
+TEST_P(ContractBlobs, ABlobOfASessionThatOnlyReadsSaysSoAndRefusesWrites) {
   COVERS(cls_AgentBlob, 3, 4, 10);
+  CONTRACT_NEEDS(m_ReadsOnly);
   Write([](cls_WriteVisitor const& visitor) { WriteBlob(visitor, Pattern(100)); });
   EXPECT_FALSE((*Take(OpenBlob))->ReadOnly());
-  Reopen(sto_Mode::ReadOnly);
+  Reopen(ContractMode::ReadOnly);
   {
     auto const opened = Take(OpenBlob);
     StoredBlob const& blob = *opened;
     EXPECT_TRUE(blob->ReadOnly());
-    MessageOf(sto_ErrorKind::ReadOnly, [&] { Put(*blob, 0, {1}); });
-    MessageOf(sto_ErrorKind::ReadOnly, [&] { blob->Truncate(1); });
+    MessageOf(ContractError::ReadOnly, [&] { Put(*blob, 0, {1}); });
+    MessageOf(ContractError::ReadOnly, [&] { blob->Truncate(1); });
     EXPECT_EQ(AllOf(*blob), Pattern(100));
   }
 }

@@ -37,29 +37,29 @@ TEST_P(ContractBranches, AProxyThatCannotTransferCopiesNothing) {
     EXPECT_EQ(visitor.DataIsPresent(FieldOf("Object")), 0);
     EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 1);
   });
-  EXPECT_EQ(Store().ObjectCount(), 1);
+  ExpectObjects(1);
 }
 
 TEST_P(ContractBranches, AProxyThatTransfersItselfPutsItsBranchIntoTheField) {
   COVERS(cls_MementoWrite, 55);
   COVERS(cls_AgentProxy, 1);
-  bool isCopied = false;
+  CONTRACT_NEEDS(m_AsksProxies);
   Write([&](cls_WriteVisitor const& visitor) {
     BranchProxy proxy;
-    isCopied = visitor.Memento()->CopyBranch(&proxy, FieldOf("Object"));
-    EXPECT_EQ(proxy.m_StorageId != 0, isCopied);
+    EXPECT_TRUE(visitor.Memento()->CopyBranch(&proxy, FieldOf("Object")));
+    EXPECT_NE(proxy.m_StorageId, 0);
   });
-  ASSERT_TRUE(isCopied);
   Read([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const object(visitor, FieldOf("Object"));
+    cls_ReadVisitor const object = ObjectIn(visitor, FieldOf("Object"));
     EXPECT_EQ(object.Read(FieldFor<int>(), -1), 5);
-    EXPECT_EQ(cls_ReadVisitor(object, FieldOf("Second")).Read(FieldFor<int>(), -1), 6);
+    EXPECT_EQ(ObjectIn(object, FieldOf("Second")).Read(FieldFor<int>(), -1), 6);
   });
-  EXPECT_EQ(Store().ObjectCount(), 3);
+  ExpectObjects(3);
 }
 
 TEST_P(ContractBranches, WhatAFailingTransferRaisesReachesTheCallerOfTheSave) {
   COVERS(cls_MementoWrite, 55);
+  CONTRACT_NEEDS(m_AsksProxies);
   struct FailingProxy : cls_AgentProxy {
     bool Transfer(cls_StorageTypeId const&, cls_MementoWrite*, cls_FieldHandle const&) override {
       throw std::runtime_error("broken proxy");
@@ -67,11 +67,11 @@ TEST_P(ContractBranches, WhatAFailingTransferRaisesReachesTheCallerOfTheSave) {
   };
   EXPECT_THROW(Write([](cls_WriteVisitor const& visitor) {
                  FailingProxy proxy;
-                 visitor.Memento()->CopyBranch(&proxy, FieldOf("Object"));
+                 static_cast<void>(visitor.Memento()->CopyBranch(&proxy, FieldOf("Object")));
                }),
                std::runtime_error);
-  EXPECT_EQ(Store().ObjectCount(), 0);
-  EXPECT_FALSE(Store().HasRoot("root"));
+  ExpectObjects(0);
+  ExpectNoRoot();
 }
 
 using Build = void (*)(cls_MementoWrite& collection);
@@ -165,6 +165,7 @@ TEST_P(ContractBranches, AStoredCollectionIsAcceptedAsItsOwnType) {
 
 TEST_P(ContractBranches, AMismatchOnWritingFailsTheSaveAndNamesTheAttribute) {
   COVERS(cls_MementoWrite, 54);
+  CONTRACT_NEEDS(m_ChecksDeclarations);
   struct Mismatch {
     Declared m_Item;
     char const* m_Named; // the code as in source code
@@ -179,14 +180,14 @@ TEST_P(ContractBranches, AMismatchOnWritingFailsTheSaveAndNamesTheAttribute) {
       {{MapIntObjKind, "MapIntObj", 91, BuildMapInt}, "91"},
       {{MapStringObjKind, "MapStringObj", 100, BuildMapString}, "COLLECTION_KIND_100"}};
   for (auto const& [item, named] : mismatches) {
-    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+    std::string const message = MessageOf(ContractError::Misuse, [&] {
       Write([&](cls_WriteVisitor const& visitor) { WriteDeclared(visitor, item); });
     });
     EXPECT_TRUE(Contains(message, FieldOf(item.m_Name).Name().Chars())) << message;
     EXPECT_TRUE(Contains(message, named)) << message;
   }
-  EXPECT_FALSE(Store().HasRoot("root"));
-  EXPECT_EQ(Store().ObjectCount(), 0);
+  ExpectNoRoot();
+  ExpectObjects(0);
 }
 
 TEST_P(ContractBranches, AMismatchOnReadingIsWrongClass) {
@@ -198,7 +199,7 @@ TEST_P(ContractBranches, AMismatchOnReadingIsWrongClass) {
     });
   });
   Read([](cls_ReadVisitor const& visitor) {
-    std::string const message = MessageOf(sto_ErrorKind::WrongClass, [&] {
+    std::string const message = MessageOf(ContractError::WrongClass, [&] {
       visitor.Memento()->CheckCollectionType(COLLECTION_LIST_DOUBLE, FieldFor<int>("List").Name());
     });
     EXPECT_TRUE(Contains(message, "m_ListInt")) << message;

@@ -8,6 +8,7 @@
 #include "persist/backend/cls_WriteObjects.h"
 #include "persist/visitors/cls_BlobWriter.h"
 #include "tests/contract/ContractContent.h"
+#include "tests/contract/ContractGraph.h"
 
 // Removing roots, and collecting the objects that are no longer reachable.
 
@@ -15,14 +16,15 @@ namespace {
 
 class ContractCollecting : public ContractTest {
  protected:
+  void SetUp() override { CONTRACT_NEEDS(m_CollectsGarbage); }
   /// Collects twice; the second time nothing is left to collect. Then starts the next step.
   void ExpectCollected(std::int64_t count) {
-    std::int64_t const before = Store().ObjectCount();
-    EXPECT_EQ(Store().CollectGarbage(), count);
-    EXPECT_EQ(Store().ObjectCount(), before - count);
+    std::int64_t const before = Session().ObjectCount();
+    EXPECT_EQ(Session().CollectGarbage(), count);
+    ExpectObjects(before - count);
     Step();
-    EXPECT_EQ(Store().CollectGarbage(), 0);
-    EXPECT_EQ(Store().ObjectCount(), before - count);
+    EXPECT_EQ(Session().CollectGarbage(), 0);
+    ExpectObjects(before - count);
   }
   /// Saves an object for each entry of EveryLed, under its number.
   void SaveEveryLed();
@@ -111,18 +113,18 @@ std::vector<Led> EveryLed() {
 }
 
 void ContractCollecting::SaveEveryLed() {
-  sto_Transaction transaction(Store());
-  int number = 0;
-  for (Led const& led : EveryLed()) SaveFields(Store(), led.m_Write, std::to_string(number++));
-  transaction.Commit();
+  InTransaction(Session(), [this] {
+    int number = 0;
+    for (Led const& led : EveryLed()) Save(Session(), Scripted(led.m_Write), std::to_string(number++));
+  });
 }
 
 TEST_P(ContractCollecting, ReachableObjectsStay) {
   COVERS(cls_MementoWrite, 3, 18, 20, 21, 33, 34, 35, 36, 37, 38, 53);
   COVERS(cls_MementoRead, 7, 20, 37, 38, 39, 40, 41, 42, 57);
-  EXPECT_EQ(Store().CollectGarbage(), 0);
+  EXPECT_EQ(Session().CollectGarbage(), 0);
   Write([](cls_WriteVisitor const& visitor) { WriteContent(visitor, 1); });
-  EXPECT_EQ(Store().ObjectCount(), 1 + ContentObjects);
+  ExpectObjects(1 + ContentObjects);
   ExpectCollected(0);
   Read([](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 1); });
 }
@@ -136,27 +138,25 @@ TEST_P(ContractCollecting, UnreachableObjectsAreCollectedAndTheRestStaysAsItIs) 
   Step();
   std::int64_t count = 1 + ContentObjects;
   for (Led const& led : EveryLed()) count += 1 + led.m_Objects;
-  EXPECT_EQ(Store().ObjectCount(), count);
+  ExpectObjects(count);
   ExpectCollected(0);
-  {
-    sto_Transaction transaction(Store());
+  InTransaction(Session(), [&] {
     int number = 0;
     for (Led const& led : EveryLed()) {
       SCOPED_TRACE(led.m_Name);
-      EXPECT_TRUE(Store().RemoveRoot(std::to_string(number++)));
-      EXPECT_EQ(Store().ObjectCount(), count) << "removing is not collecting";
-      EXPECT_EQ(Store().CollectGarbage(), 1 + led.m_Objects);
+      EXPECT_TRUE(Session().RemoveRoot(std::to_string(number++)));
+      ExpectObjects(count, "removing is not collecting");
+      EXPECT_EQ(Session().CollectGarbage(), 1 + led.m_Objects);
       count -= 1 + led.m_Objects;
     }
-    transaction.Commit();
-  }
-  Reopen();
-  EXPECT_EQ(Store().ObjectCount(), 1 + ContentObjects);
-  EXPECT_EQ(Store().Roots(), std::vector<std::string>{"kept"});
+  });
+  ReopenIfPossible();
+  ExpectObjects(1 + ContentObjects);
+  EXPECT_EQ(Session().Roots(), std::vector<std::string>{"kept"});
   Read([](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 2); }, "kept");
-  EXPECT_TRUE(Store().RemoveRoot("kept"));
+  EXPECT_TRUE(Session().RemoveRoot("kept"));
   ExpectCollected(1 + ContentObjects);
-  EXPECT_EQ(Store().ObjectCount(), 0);
+  ExpectObjects(0);
 }
 
 TEST_P(ContractCollecting, ARootThatIsReplacedLosesItsObject) {
@@ -173,23 +173,20 @@ TEST_P(ContractCollecting, AnObjectThatIsSavedAgainLosesWhatItNoLongerHolds) {
   COVERS(cls_MementoRead, 7);
   SaveEveryLed();
   Step();
-  {
-    sto_Transaction transaction(Store());
+  InTransaction(Session(), [this] {
     int number = 0;
     for (Led const& led : EveryLed()) {
       SCOPED_TRACE(led.m_Name);
       std::string const root = std::to_string(number++);
-      std::unique_ptr<Scripted> const object = LoadFields(
-          Store(), [](cls_ReadVisitor const&) {}, root);
-      object->m_Write = [](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 4); };
-      Store().Save(root, *object);
-      EXPECT_EQ(Store().CollectGarbage(), led.m_Objects);
+      Scripted object([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 4); });
+      Read([&](cls_ReadVisitor const& visitor) { object.m_Uid = visitor.GetUid(); }, root);
+      Save(Session(), object, root);
+      EXPECT_EQ(Session().CollectGarbage(), led.m_Objects);
     }
-    transaction.Commit();
-  }
+  });
   Step();
   ExpectCollected(0);
-  EXPECT_EQ(Store().ObjectCount(), static_cast<std::int64_t>(EveryLed().size()));
+  ExpectObjects(static_cast<std::int64_t>(EveryLed().size()));
   ExpectNumber(4, "3");
 }
 
@@ -200,9 +197,9 @@ TEST_P(ContractCollecting, BasePartsAndWhatTheyHoldAreKeptOrCollectedWithTheirOb
     void DBWrite(cls_WriteVisitor const& visitor) const {
       if (!visitor.StartWrite(Middle::TypeId(), m_MiddleUid)) return;
       Bottom::DBWrite(cls_WriteVisitor(visitor, Bottom::TypeId()));
-      m_Node.DBWrite(cls_WriteVisitor(visitor, FieldOf("Node"), nullptr, &m_Node));
+      GraphNode::WriteIn(visitor, FieldOf("Node"), &m_Node);
     }
-    Node m_Node{77};
+    GraphNode m_Node{77};
   };
   struct Derived : Top {
     void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -211,57 +208,63 @@ TEST_P(ContractCollecting, BasePartsAndWhatTheyHoldAreKeptOrCollectedWithTheirOb
     }
     HoldsNode m_Base;
   };
-  Store().Save("kept", Derived());
-  Store().Save("removed", Derived());
-  Store().RemoveRoot("removed");
+  Write(Holding(Derived()), "kept");
+  Write(Holding(Derived()), "removed");
+  Session().RemoveRoot("removed");
   Step();
-  ExpectCollected(2);
-  struct Reads {
-    explicit Reads(cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const middle(visitor);
-      EXPECT_EQ(Node(cls_ReadVisitor(middle, FieldOf("Node"))).m_Value, 77);
-    }
-  };
-  static_cast<void>(Store().Load<Reads>("kept"));
+  ExpectCollected(3);
+  Read(
+      [](cls_ReadVisitor const& visitor) {
+        cls_ReadVisitor const middle = BaseOf(ObjectIn(visitor, FieldOf("Object")));
+        EXPECT_EQ(GraphNode::ValueOf(ObjectIn(middle, FieldOf("Node"))), 77);
+      },
+      "kept");
 }
 
 TEST_P(ContractCollecting, ASharedObjectStaysWhileARootReachesIt) {
   COVERS(cls_MementoWrite, 3);
   COVERS(cls_MementoRead, 3, 7);
   {
-    auto const shared = std::make_shared<Node>(7);
-    shared->m_Left = std::make_shared<Node>(8);
-    sto_Transaction transaction(Store());
-    for (char const* const root : {"a", "b", "c"}) {
-      Node holder(1);
-      holder.m_Left = holder.m_Right = shared;
-      Store().Save(root, holder);
-    }
-    transaction.Commit();
+    auto const shared = std::make_shared<GraphNode>(7);
+    shared->m_Left = std::make_shared<GraphNode>(8);
+    InTransaction(Session(), [&] {
+      for (char const* const root : {"a", "b", "c"}) {
+        auto const holder = std::make_shared<GraphNode>(1);
+        holder->m_Left = holder->m_Right = shared;
+        Save(Session(), Scripted(HoldingNode(holder)), root);
+      }
+    });
   }
-  EXPECT_EQ(Store().ObjectCount(), 5);
+  ExpectObjects(3 + 5);
   for (char const* const root : {"b", "a"}) {
-    Store().RemoveRoot(root);
-    ExpectCollected(1);
-    std::unique_ptr<Node> const holder = Store().Load<Node>("c");
-    EXPECT_EQ(holder->m_Left, holder->m_Right);
-    EXPECT_EQ(holder->m_Left->m_Left->m_Value, 8);
+    Session().RemoveRoot(root);
+    ExpectCollected(2);
+    Read(
+        [](cls_ReadVisitor const& visitor) {
+          std::shared_ptr<GraphNode> const holder = LoadedGraph().Node(visitor, FieldOf("Object"));
+          ASSERT_NE(holder, nullptr);
+          EXPECT_EQ(holder->m_Left, holder->m_Right);
+          ASSERT_NE(holder->m_Left, nullptr);
+          ASSERT_NE(holder->m_Left->m_Left, nullptr);
+          EXPECT_EQ(holder->m_Left->m_Left->m_Value, 8);
+        },
+        "c");
   }
-  Store().RemoveRoot("c");
-  ExpectCollected(3);
+  Session().RemoveRoot("c");
+  ExpectCollected(4);
 }
 
 TEST_P(ContractCollecting, CyclesAreCollected) {
   COVERS(cls_MementoWrite, 3, 35);
   COVERS(cls_MementoRead, 7, 39);
   {
-    auto const one = std::make_shared<Node>(1);
-    one->m_Left = std::make_shared<Node>(2);
+    auto const one = std::make_shared<GraphNode>(1);
+    one->m_Left = std::make_shared<GraphNode>(2);
     one->m_Left->m_Back = one;
-    one->m_Right = std::make_shared<Node>(3);
+    one->m_Right = std::make_shared<GraphNode>(3);
     one->m_Right->m_Back = one->m_Right;
-    Store().Save("one", *one);
-    Store().Save("two", *one->m_Left);
+    Save(Session(), Scripted(HoldingNode(one)), "one");
+    Save(Session(), Scripted(HoldingNode(one->m_Left)), "two");
   }
   // A list with an element that holds the list.
   Scripted object;
@@ -270,20 +273,24 @@ TEST_P(ContractCollecting, CyclesAreCollected) {
         Receive(visitor.Memento()->MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), cls_Uid()));
     EXPECT_EQ(list->MakeWriteObj(ElementId, object.m_Uid), nullptr);
   };
-  Store().Save("ring", object);
+  Save(Session(), object, "ring");
   Step();
-  Store().RemoveRoot("one");
-  ExpectCollected(0);
-  EXPECT_EQ(Store().LoadShared<Node>("two")->m_Value, 2);
-  Store().RemoveRoot("two");
-  ExpectCollected(3);
+  Session().RemoveRoot("one");
+  ExpectCollected(1);
+  Read(
+      [](cls_ReadVisitor const& visitor) {
+        EXPECT_EQ(GraphNode::ValueOf(ObjectIn(visitor, FieldOf("Object"))), 2);
+      },
+      "two");
+  Session().RemoveRoot("two");
+  ExpectCollected(1 + 3);
   Read(
       [](cls_ReadVisitor const& visitor) {
         auto const list = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
         EXPECT_EQ(Receive(list->Next())->GetUid().Entry(), visitor.GetUid().Entry());
       },
       "ring");
-  Store().RemoveRoot("ring");
+  Session().RemoveRoot("ring");
   ExpectCollected(2);
 }
 
@@ -291,26 +298,25 @@ TEST_P(ContractCollecting, AReferenceKeepsWhatItNames) {
   COVERS(cls_MementoWrite, 18);
   COVERS(cls_MementoRead, 5, 7, 20);
   {
-    Node node(1);
-    node.m_Left = std::make_shared<Node>(2);
-    Store().Save("node", node);
-    SaveFields(
-        Store(),
-        [&](cls_WriteVisitor const& visitor) {
-          visitor.Memento()->WriteReference(FieldOf("Reference"), node.m_Uid);
-        },
-        "reference");
-    Store().RemoveRoot("node");
+    auto const node = std::make_shared<GraphNode>(1);
+    node->m_Left = std::make_shared<GraphNode>(2);
+    Save(Session(), Scripted(HoldingNode(node)), "node");
+    Save(Session(), Scripted([&](cls_WriteVisitor const& visitor) {
+           visitor.Memento()->WriteReference(FieldOf("Reference"), node->m_Uid);
+         }),
+         "reference");
+    Session().RemoveRoot("node");
   }
   Step();
-  ExpectCollected(0);
+  ExpectCollected(1);
   Read(
       [](cls_ReadVisitor const& visitor) {
         EXPECT_NE(visitor.DataIsPresent(FieldOf("Reference")), 0);
-        EXPECT_EQ(Node(cls_ReadVisitor(visitor, FieldOf("Reference"))).m_Left->m_Value, 2);
+        cls_ReadVisitor const node = ObjectIn(visitor, FieldOf("Reference"));
+        EXPECT_EQ(GraphNode::ValueOf(ObjectIn(node, FieldOf("Left"))), 2);
       },
       "reference");
-  Store().RemoveRoot("reference");
+  Session().RemoveRoot("reference");
   ExpectCollected(3);
 }
 
@@ -318,23 +324,21 @@ TEST_P(ContractCollecting, AChainOfAnyLengthIsFollowed) {
   COVERS(cls_MementoWrite, 18);
   COVERS(cls_MementoRead, 20);
   constexpr int Length = 10'000;
-  {
-    sto_Transaction transaction(Store());
+  InTransaction(Session(), [this] {
     cls_Uid last;
     for (int i = 0; i < Length; ++i) {
       Scripted const object([&](cls_WriteVisitor const& visitor) {
         if (i > 0) visitor.Memento()->WriteReference(FieldOf("Reference"), last);
       });
-      Store().Save("last", object);
+      Save(Session(), object, "last");
       last = object.m_Uid;
     }
-    transaction.Commit();
-  }
+  });
   Step();
   ExpectCollected(0);
   Read([](cls_ReadVisitor const& visitor) { EXPECT_NE(visitor.DataIsPresent(FieldOf("Reference")), 0); },
        "last");
-  Store().RemoveRoot("last");
+  Session().RemoveRoot("last");
   ExpectCollected(Length);
 }
 
@@ -352,9 +356,9 @@ TEST_P(ContractCollecting, EverySecondOfTenThousandObjectsIsCollected) {
           WriteNumber(list->MakeWriteObj(ElementId, uids[static_cast<std::size_t>(i)]), i);
       };
     };
-    SaveFields(Store(), write(1), "all");
-    SaveFields(Store(), write(2), "every second");
-    Store().RemoveRoot("all");
+    Save(Session(), Scripted(write(1)), "all");
+    Save(Session(), Scripted(write(2)), "every second");
+    Session().RemoveRoot("all");
   }
   Step();
   ExpectCollected(2 + Count / 2);
@@ -385,7 +389,7 @@ TEST_P(ContractCollecting, ElementsRemovedByAgentsAreCollected) {
   });
   {
     auto const list = Take([](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldOf(ListObjKind.m_Name));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(ListObjKind.m_Name));
       return std::make_unique<AgentHolder<cls_AgentListObj>>(child.Memento()->MakeAgentListObj());
     });
     (*list)->Remove(0);
@@ -393,7 +397,7 @@ TEST_P(ContractCollecting, ElementsRemovedByAgentsAreCollected) {
     WriteNumber((*list)->MakeWriteObj(2, ElementId, cls_Uid()), 33);
     (*list)->EndFlush();
     auto const ints = Take([](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldOf(MapIntObjKind.m_Name));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(MapIntObjKind.m_Name));
       int tag = 0;
       return std::make_unique<AgentHolder<cls_AgentMapKey2Obj<int>>>(
           child.Memento()->MakeAgentMapKey2Obj(&tag));
@@ -402,7 +406,7 @@ TEST_P(ContractCollecting, ElementsRemovedByAgentsAreCollected) {
     WriteNumber((*ints)->MakeWriteObj(5, ElementId, cls_Uid()), 55);
     (*ints)->EndFlush();
     auto const strings = Take([](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldOf(MapStringObjKind.m_Name));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(MapStringObjKind.m_Name));
       cow_String tag;
       return std::make_unique<AgentHolder<cls_AgentMapKey2Obj<cow_String>>>(
           child.Memento()->MakeAgentMapKey2Obj(&tag));
@@ -430,21 +434,21 @@ TEST_P(ContractCollecting, OpenCollectionsStayUntilTheyAreClosed) {
   auto const write = [](cls_WriteVisitor const& visitor) { WriteContent(visitor, 0); };
   Write(write);
   auto list = Take([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldFor<int>("List"));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<int>("List"));
     int tag = 0;
     return std::make_unique<AgentHolder<cls_AgentListPrim<int>>>(child.Memento()->MakeAgentListPrim(&tag));
   });
   auto objects = Take([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldOf(ListObjKind.m_Name));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(ListObjKind.m_Name));
     return std::make_unique<AgentHolder<cls_AgentListObj>>(child.Memento()->MakeAgentListObj());
   });
   Received<cls_AgentBlob> blob;
   Read([&](cls_ReadVisitor const& visitor) {
     blob = Receive(Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Blob")))->MakeAgentBlob());
   });
-  Store().RemoveRoot("root");
+  Session().RemoveRoot("root");
   constexpr int Open = 3 + 3; // including the elements
-  EXPECT_EQ(Store().CollectGarbage(), 1 + ContentObjects - Open);
+  EXPECT_EQ(Session().CollectGarbage(), 1 + ContentObjects - Open);
   int value = 0;
   EXPECT_EQ((*list)->ReadRun(2400, 1, &value), 1);
   EXPECT_EQ(value, SampleOf<int>(2400));
@@ -453,69 +457,74 @@ TEST_P(ContractCollecting, OpenCollectionsStayUntilTheyAreClosed) {
   EXPECT_EQ(blob->Read(39'999, 1, &byte), 1);
   list.reset();
   objects.reset();
-  EXPECT_EQ(Store().CollectGarbage(), Open - 1);
+  EXPECT_EQ(Session().CollectGarbage(), Open - 1);
   blob.reset();
-  EXPECT_EQ(Store().CollectGarbage(), 1);
-  EXPECT_EQ(Store().ObjectCount(), 0);
+  EXPECT_EQ(Session().CollectGarbage(), 1);
+  ExpectObjects(0);
 }
 
 TEST_P(ContractCollecting, ACollectionThatIsRolledBackRestoresEverything) {
   COVERS(cls_MementoRead, 7, 26, 27, 28, 29, 30, 31, 57);
+  CONTRACT_NEEDS(m_HasTransactions);
   Write([](cls_WriteVisitor const& visitor) { WriteContent(visitor, 5); });
   Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 6); }, "other");
-  for (bool const isExplicit : {false, true}) {
-    {
-      sto_Transaction transaction(Store());
-      EXPECT_TRUE(Store().RemoveRoot("root"));
-      EXPECT_EQ(Store().CollectGarbage(), 1 + ContentObjects);
-      EXPECT_EQ(Store().ObjectCount(), 1);
-      if (isExplicit) transaction.Rollback();
-    }
-    EXPECT_EQ(Store().ObjectCount(), 2 + ContentObjects);
-    Read([](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 5); });
-    ExpectCollected(0);
-  }
-  Reopen();
+  Session().Begin();
+  EXPECT_TRUE(Session().RemoveRoot("root"));
+  EXPECT_EQ(Session().CollectGarbage(), 1 + ContentObjects);
+  ExpectObjects(1);
+  Session().Rollback();
+  ExpectObjects(2 + ContentObjects);
+  Read([](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 5); });
+  ExpectCollected(0);
+  ReopenIfPossible();
   Read([](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 5); });
 }
 
 TEST_P(ContractCollecting, ACollectionInATransactionSeesWhatItWrote) {
   COVERS(cls_MementoWrite, 11);
   COVERS(cls_MementoRead, 13);
-  {
-    sto_Transaction transaction(Store());
+  CONTRACT_NEEDS(m_HasTransactions);
+  InTransaction(Session(), [this] {
     for (char const* const root : {"a", "b"})
-      SaveFields(
-          Store(), [](cls_WriteVisitor const& visitor) { WriteContent(visitor, 6); }, root);
-    Store().RemoveRoot("a");
-    EXPECT_EQ(Store().CollectGarbage(), 1 + ContentObjects);
-    SaveFields(
-        Store(), [](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 1); }, "a");
-    transaction.Commit();
-  }
-  Reopen();
-  EXPECT_EQ(Store().ObjectCount(), 2 + ContentObjects);
+      Save(Session(), Scripted([](cls_WriteVisitor const& visitor) { WriteContent(visitor, 6); }), root);
+    Session().RemoveRoot("a");
+    EXPECT_EQ(Session().CollectGarbage(), 1 + ContentObjects);
+    Save(Session(), Scripted([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 1); }),
+         "a");
+  });
+  ReopenIfPossible();
+  ExpectObjects(2 + ContentObjects);
   ExpectNumber(1, "a");
   Read([](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 6); }, "b");
 }
 
 TEST_P(ContractCollecting, AnObjectInMemoryCanBeSavedAgain) {
   COVERS(cls_MementoRead, 3, 7);
-  auto const node = std::make_shared<Node>(1);
-  node->m_Left = std::make_shared<Node>(2);
-  Store().Save("node", *node);
-  Store().RemoveRoot("node");
-  EXPECT_EQ(Store().CollectGarbage(), 2);
-  Store().Save("other", Node(3));
-  Store().Save("node", *node);
-  Reopen();
-  EXPECT_EQ(Store().ObjectCount(), 3);
-  EXPECT_EQ(Store().Load<Node>("other")->m_Value, 3);
-  EXPECT_EQ(Store().Load<Node>("node")->m_Left->m_Value, 2);
+  auto const node = std::make_shared<GraphNode>(1);
+  node->m_Left = std::make_shared<GraphNode>(2);
+  Scripted const object(HoldingNode(node));
+  Save(Session(), object, "node");
+  Session().RemoveRoot("node");
+  EXPECT_EQ(Session().CollectGarbage(), 3);
+  Save(Session(), Scripted(HoldingNode(std::make_shared<GraphNode>(3))), "other");
+  Save(Session(), object, "node");
+  ReopenIfPossible();
+  ExpectObjects(2 + 3);
+  auto const valueIn = [this](std::string_view root, bool isLeft) {
+    return Take(
+        [=](cls_ReadVisitor const& visitor) {
+          cls_ReadVisitor const held = ObjectIn(visitor, FieldOf("Object"));
+          return isLeft ? GraphNode::ValueOf(ObjectIn(held, FieldOf("Left"))) : GraphNode::ValueOf(held);
+        },
+        root);
+  };
+  EXPECT_EQ(valueIn("other", false), 3);
+  EXPECT_EQ(valueIn("node", true), 2);
 }
 
 TEST_P(ContractCollecting, RoomOfCollectedObjectsIsReused) {
   COVERS(cls_MementoWrite, 25, 53);
+  CONTRACT_NEEDS(m_ReusesRoom);
   auto const write = [this](int round) {
     Write([=](cls_WriteVisitor const& visitor) {
       WriteContent(visitor, round);
@@ -525,50 +534,49 @@ TEST_P(ContractCollecting, RoomOfCollectedObjectsIsReused) {
     });
   };
   write(0);
-  std::int64_t const size = Store().SizeBytes();
+  std::int64_t const size = Session().SizeBytes();
   for (int round = 1; round < 4; ++round) {
-    Store().RemoveRoot("root");
-    EXPECT_EQ(Store().CollectGarbage(), 1 + ContentObjects + 2);
+    Session().RemoveRoot("root");
+    EXPECT_EQ(Session().CollectGarbage(), 1 + ContentObjects + 2);
     Step();
     write(round);
-    EXPECT_LE(Store().SizeBytes(), size + size / 5) << round;
+    EXPECT_LE(Session().SizeBytes(), size + size / 5) << round;
   }
 }
 
 TEST_P(ContractCollecting, AnotherSessionNoLongerFindsCollectedObjects) {
   COVERS(cls_MementoRead, 13);
+  CONTRACT_NEEDS(m_SharesChanges);
   for (char const* const root : {"kept", "removed"})
     Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 4); }, root);
-  sto_Store second = SecondSession();
-  EXPECT_EQ(second.ObjectCount(), 2);
-  Store().RemoveRoot("removed");
-  EXPECT_EQ(Store().CollectGarbage(), 1);
-  EXPECT_EQ(second.ObjectCount(), 1);
-  MessageOf(sto_ErrorKind::NotFound, [&] { static_cast<void>(second.Load<Scripted>("removed")); });
-  static_cast<void>(LoadFields(
-      second, [](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 4); },
-      "kept"));
-  EXPECT_EQ(second.CollectGarbage(), 0);
+  auto const second = SecondSession();
+  EXPECT_EQ(second->ObjectCount(), 2);
+  Session().RemoveRoot("removed");
+  EXPECT_EQ(Session().CollectGarbage(), 1);
+  EXPECT_EQ(second->ObjectCount(), 1);
+  ExpectNoRoot(*second, "removed");
+  Load(
+      *second, [](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 4); },
+      "kept");
+  EXPECT_EQ(second->CollectGarbage(), 0);
 }
 
-TEST_P(ContractCollecting, CollectingIsRefusedWhileReadingSavingAndLoading) {
+TEST_P(ContractCollecting, CollectingIsRefusedWhileSavingAndLoading) {
   COVERS(cls_MementoRead, 13);
   Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 4); }, "kept");
   Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 5); }, "removed");
-  Store().RemoveRoot("removed");
+  Session().RemoveRoot("removed");
   auto const expectRefused = [this] {
-    MessageOf(sto_ErrorKind::Misuse, [this] { static_cast<void>(Store().CollectGarbage()); });
+    MessageOf(ContractError::Misuse, [this] { static_cast<void>(Session().CollectGarbage()); });
   };
-  {
-    sto_ReadTransaction const transaction(Store());
-    expectRefused();
-  }
   Write([&](cls_WriteVisitor const&) { expectRefused(); }, "third");
   Read([&](cls_ReadVisitor const&) { expectRefused(); }, "kept");
-  Reopen(sto_Mode::ReadOnly);
-  MessageOf(sto_ErrorKind::ReadOnly, [this] { static_cast<void>(Store().CollectGarbage()); });
-  EXPECT_EQ(Store().ObjectCount(), 3);
-  Reopen();
+  if (Can().m_ReadsOnly) {
+    Reopen(ContractMode::ReadOnly);
+    MessageOf(ContractError::ReadOnly, [this] { static_cast<void>(Session().CollectGarbage()); });
+    ExpectObjects(3);
+    Reopen();
+  }
   ExpectCollected(1);
   ExpectNumber(4, "kept");
 }

@@ -3,13 +3,14 @@
 #include <cstring>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "metadata/cls_CollectionType.h"
-#include "tests/support/store/StoreClasses.h"
+#include "tests/support/PersistedClasses.h"
 
 // The classes of the contract tests: Scripted with attributes of every kind, Node for graphs, and three
-// levels of inheritance. Also numbered sample values of every type that a store keeps.
+// levels of inheritance. Also numbered sample values of every type that a back end keeps.
 
 /// The name of a type in attributes: "m_Int", "m_ListInt" ...
 template <class T> inline constexpr char const* ContractTypeName = nullptr;
@@ -70,6 +71,7 @@ template <class T> cls_CollectionType CodeOf(ContractKind const& kind) {
 }
 
 inline constexpr int ScriptedVersion = 3;
+inline constexpr unsigned int GraphNodeId = 0x700002; ///< class GraphNode, in ContractGraph.h
 
 inline void DeclareContractScripted(cls_ClassRegistrar& registrar) {
   cls_ClassMetadata& scripted =
@@ -113,11 +115,19 @@ inline void DeclareContractScripted(cls_ClassRegistrar& registrar) {
   declare("SecondListInt", ATTR_INT, COLLECTION_LIST_INT);
 }
 
+inline void DeclareGraphNode(cls_ClassRegistrar& registrar) {
+  cls_ClassMetadata& node = registrar.CreateClassMD("GraphNode"_cow, GraphNodeId, 1, nullptr, 1);
+  node.AddAttribute(cls_FieldHandle(0, "m_Value"_cow), ATTR_INT, 1, COLLECTION_NONE);
+  int number = 1;
+  for (char const* const name : {"m_Left", "m_Right", "m_Back"})
+    node.AddAttribute(cls_FieldHandle(number++, cow_String(name)), ATTR_OBJECT, 1, COLLECTION_NONE);
+}
+
 inline cls_ClassRegistrar const& ContractClasses() {
   static cls_ClassRegistrar const& registrar = [&]() -> cls_ClassRegistrar const& {
     static cls_ClassRegistrar classes;
     DeclareContractScripted(classes);
-    DeclareNode(classes);
+    DeclareGraphNode(classes);
     DeclareLevels(classes, 4, 7, 2);
     return classes;
   }();

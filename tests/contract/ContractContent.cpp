@@ -91,16 +91,16 @@ void WriteCollections(cls_WriteVisitor const& visitor, int seed) {
 void ExpectCollections(cls_ReadVisitor const& visitor, int seed) {
   ForListTypes([&]<class T>(std::type_identity<T>) {
     SCOPED_TRACE(ContractTypeName<T>);
-    cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
     ExpectList<T>(*child.Memento(), ManyElements + seed, 1, seed);
   });
-  ExpectList<int>(*cls_ReadVisitor(visitor, FieldOf("SecondListInt")).Memento(), FewElements, 1, seed);
-  ExpectList<double>(*cls_ReadVisitor(visitor, FieldOf("TableDouble")).Memento(), FewElements, 4, seed);
+  ExpectList<int>(*ObjectIn(visitor, FieldOf("SecondListInt")).Memento(), FewElements, 1, seed);
+  ExpectList<double>(*ObjectIn(visitor, FieldOf("TableDouble")).Memento(), FewElements, 4, seed);
   ForMapTypes([&]<class T>(std::type_identity<T>) {
     SCOPED_TRACE(ContractTypeName<T>);
     T tag{};
-    cls_ReadVisitor const ints(visitor, FieldFor<T>(MapIntKind.m_Name));
-    cls_ReadVisitor const strings(visitor, FieldFor<T>(MapStringKind.m_Name));
+    cls_ReadVisitor const ints = ObjectIn(visitor, FieldFor<T>(MapIntKind.m_Name));
+    cls_ReadVisitor const strings = ObjectIn(visitor, FieldFor<T>(MapStringKind.m_Name));
     auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
     auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
     ASSERT_EQ(byInt->Count(), Entries);
@@ -224,13 +224,13 @@ void ExpectContent(cls_ReadVisitor const& visitor, int seed) {
   EXPECT_EQ(bytes, BytesOf(seed));
   cls_Uid shared;
   {
-    cls_ReadVisitor const object(visitor, FieldOf("Object"));
+    cls_ReadVisitor const object = ObjectIn(visitor, FieldOf("Object"));
     shared = object.GetUid();
     EXPECT_EQ(object.Read(FieldFor<int>(), -1), seed);
-    EXPECT_EQ(cls_ReadVisitor(object, FieldOf("Second")).GetUid().Entry(), shared.Entry());
-    cls_ReadVisitor const second(visitor, FieldOf("Second"));
+    EXPECT_EQ(ObjectIn(object, FieldOf("Second")).GetUid().Entry(), shared.Entry());
+    cls_ReadVisitor const second = ObjectIn(visitor, FieldOf("Second"));
     EXPECT_EQ(second.Read(FieldFor<cow_String>(), cow_String()), "second"_cow);
-    EXPECT_EQ(cls_ReadVisitor(second, FieldOf("Object")).GetUid().Entry(), shared.Entry());
+    EXPECT_EQ(ObjectIn(second, FieldOf("Object")).GetUid().Entry(), shared.Entry());
   }
   EXPECT_EQ(memento.ReadReference(FieldOf("Reference")).Entry(), shared.Entry());
   EXPECT_NE(memento.DataIsPresent(FieldOf("Reference")), 0);

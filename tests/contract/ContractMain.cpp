@@ -3,9 +3,10 @@
 #include <iostream>
 #include <string_view>
 
+#include "tests/contract/ContractRunner.h"
 #include "tests/contract/Coverage.h"
 
-// Either what covers each slot, in numbers or by name, or all the tests.
+// Either what covers each slot, in numbers or by name, or all the tests. For a debugger: --in-one-process.
 int main(int argc, char** argv) {
   if (argc == 2 && argv[1] == std::string_view("--print-slots")) {
     std::cout << ContractCoverageText();
@@ -16,5 +17,6 @@ int main(int argc, char** argv) {
     return 0;
   }
   testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
+  bool const isAlone = argc == 2 && argv[1] == std::string_view("--in-one-process");
+  return isAlone || GTEST_FLAG_GET(list_tests) ? RUN_ALL_TESTS() : RunContractIsolated();
 }

@@ -2,63 +2,73 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <functional>
 #include <memory>
-#include <optional>
-#include <ostream>
+#include <set>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "persist/backend/cls_DeleteWhenNeeded.h"
 #include "persist/backend/cls_PC.h"
-#include "store/sto_Store.h"
+#include "tests/contract/ContractBackEnd.h"
 #include "tests/contract/ContractClasses.h"
 #include "tests/contract/Coverage.h"
-#include "tests/support/store/StoreFile.h"
 
-/// A kind of store that the suite runs on.
-struct ContractSetting {
-  char const* m_Name;
-  /// Opens the store of a test in `folder`, which only that test uses.
-  sto_Store (*m_Open)(std::string const& folder, sto_Mode mode, cls_ClassRegistrar const& registrar);
-  bool m_IsReopened; ///< each step of a test runs in a new session
-  bool m_TakesHuge;  ///< the cases that take seconds run here as well
-
-  friend std::ostream& operator<<(std::ostream& out, ContractSetting const& setting) {
-    return out << setting.m_Name;
-  }
-};
-
-/// All settings, and those that take the huge cases. To test another driver, add an entry.
-std::vector<ContractSetting> ContractSettings();
+/// The settings that take the huge cases.
 std::vector<ContractSetting> HugeContractSettings();
 
-/// Fixture for a store, using only the interfaces. A test is a chain of steps: each writes or reads, and
+/// Fixture for a back end, using only the interfaces. A test is a chain of steps: each writes or reads, and
 /// between two steps the session may end.
-class ContractTest : public StoreFileTest, public testing::WithParamInterface<ContractSetting> {
+class ContractTest : public testing::TestWithParam<ContractSetting> {
  protected:
   using WriteFields = Scripted::WriteFields;
   using ReadFields = Scripted::ReadFields;
 
-  /// The open store; at first a new one.
-  sto_Store& Store();
+  ContractTest();
+  ~ContractTest() override;
+
+  [[nodiscard]] ContractAbilities const& Can() const { return m_Abilities; }
+
+  /// A folder for this test. The back end has it too.
+  [[nodiscard]] std::filesystem::path const& Folder() const { return m_Folder; }
+
+  /// The open session; at first with a new storage.
+  ContractSession& Session();
   /// Ends the session, in the settings that reopen.
   void Step();
-  /// Ends the session in every setting; the next use opens the store in the given mode.
-  void Reopen(sto_Mode mode = sto_Mode::ReadWrite);
+  /// Ends the session in every setting. What the test uses next opens the storage in the given mode.
+  /// REQUIRES: m_Reopens.
+  void Reopen(ContractMode mode = ContractMode::ReadWrite);
+  /// The same if the back end can, so that a read sees what is stored.
+  void ReopenIfPossible();
+  /// Ends the session; the test uses no other.
+  void EndSession();
 
-  /// Another session with the store.
-  [[nodiscard]] sto_Store SecondSession() const;
-  /// Another store, of any setting, in the subfolder `name`.
-  [[nodiscard]] sto_Store OtherStore(ContractSetting const& setting, std::string const& name = "other",
-                                     sto_Mode mode = sto_Mode::Create) const;
+  /// Another session with the same storage. REQUIRES: m_SharesChanges.
+  [[nodiscard]] std::unique_ptr<ContractSession> SecondSession();
+  /// A session with the storage `name` of the same back end.
+  [[nodiscard]] std::unique_ptr<ContractSession> OtherStorage(std::string const& name = "other",
+                                                              ContractMode mode = ContractMode::Create);
+
+  /// Saves an object; its DBWrite must be called.
+  static void Save(ContractSession& session, Scripted const& object, std::string_view root = "root");
+  /// Loads an object; `read` must be called.
+  static void Load(ContractSession& session, ReadFields const& read, std::string_view root = "root");
 
   /// Saves an object whose fields are written by `write`; then starts the next step.
   void Write(WriteFields write, std::string_view root = "root");
   /// Saves the stored object again, under its identity; these fields replace all it had.
   void Rewrite(WriteFields write, std::string_view root = "root");
+  /// Writes the object if the test has not written it yet, and rewrites it otherwise.
+  void WriteOrRewrite(WriteFields write, std::string_view root = "root");
+  /// Whether the test has written the object.
+  [[nodiscard]] bool HasWritten(std::string_view root = "root") const { return m_Written.contains(root); }
   /// Loads the object; `read` acts as its reading constructor.
-  void Read(ReadFields read, std::string_view root = "root");
+  void Read(ReadFields const& read, std::string_view root = "root");
 
   /// Returns what `get` takes out of the stored object, such as an agent, for use after the load.
   template <class Get> auto Take(Get get, std::string_view root = "root") {
@@ -67,24 +77,61 @@ class ContractTest : public StoreFileTest, public testing::WithParamInterface<Co
     return result;
   }
 
+  /// Runs `act` in a transaction of the session, or just so if the back end has none.
+  template <class Act> void InTransaction(ContractSession& session, Act act) {
+    if (!Can().m_HasTransactions) return act();
+    session.Begin();
+    try {
+      act();
+    } catch (...) {
+      session.Rollback();
+      throw;
+    }
+    session.Commit();
+  }
+
+  /// Expects so many objects, of a back end that counts them.
+  void ExpectObjects(std::int64_t count, char const* why = "");
+  void ExpectObjects(ContractSession& session, std::int64_t count, char const* why = "");
+  /// Expects that nothing is stored under the name.
+  void ExpectNoRoot(std::string_view root = "root");
+  void ExpectNoRoot(ContractSession& session, std::string_view root);
+
   /// Agents of the save in progress. Write releases them afterwards.
   std::vector<std::unique_ptr<cls_PC>> m_Kept;
 
-  /// Prints the store's last exception if the test failed, because the framework cannot print it.
+  /// Prints the last exception of the back end if the test failed, because the framework cannot print it.
   void TearDown() override;
 
  private:
   template <class Act> void Noting(Act act);
+  std::unique_ptr<ContractSession> Open(std::string const& storage, ContractMode mode);
 
-  std::optional<sto_Store> m_Store;
-  sto_Mode m_NextMode = sto_Mode::Create;
+  std::filesystem::path m_Folder;
+  std::unique_ptr<ContractBackEnd> m_BackEnd;
+  ContractAbilities m_Abilities;
+  std::unique_ptr<ContractSession> m_Session;
+  std::set<std::string, std::less<>> m_Written;
+  ContractMode m_NextMode = ContractMode::Create;
   std::string m_LastRaised;
 };
 
+/// Skips the rest of a test when the back end under test lacks an ability, which the result then names.
+#define CONTRACT_NEEDS(ability)                                                                              \
+  if (!Can().ability) GTEST_SKIP() << #ability
+
+/// Expects `act` to raise an exception of the nex_ family, of the given kind if the back end under test tells
+/// it apart; returns its text. Anything else fails the test.
+std::string MessageOf(ContractError kind, std::function<void()> const& act);
+
+inline bool Contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
 /// Runs the tests of a fixture in every setting.
 #define CONTRACT_FIXTURE(Suite)                                                                              \
-  INSTANTIATE_TEST_SUITE_P(Stores, Suite, testing::ValuesIn(ContractSettings()),                             \
-                           [](auto const& setting) { return std::string(setting.param.m_Name); })
+  INSTANTIATE_TEST_SUITE_P(BackEnds, Suite, testing::ValuesIn(ContractSettings()),                           \
+                           [](auto const& setting) { return setting.param.m_Name; })
 
 /// A suite of tests that run in every setting.
 #define CONTRACT_SUITE(Suite)                                                                                \
@@ -94,14 +141,53 @@ class ContractTest : public StoreFileTest, public testing::WithParamInterface<Co
 /// A suite of tests that take seconds, run in the settings that allow it.
 #define CONTRACT_HUGE_SUITE(Suite)                                                                           \
   class Suite : public ContractTest {};                                                                      \
-  INSTANTIATE_TEST_SUITE_P(Stores, Suite, testing::ValuesIn(HugeContractSettings()),                         \
-                           [](auto const& setting) { return std::string(setting.param.m_Name); })
+  GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Suite);                                                      \
+  INSTANTIATE_TEST_SUITE_P(BackEnds, Suite, testing::ValuesIn(HugeContractSettings()),                       \
+                           [](auto const& setting) { return setting.param.m_Name; })
 
-template <class T> using Received = cls_Received<T>;
-/// What a store returned, which it must.
+/// Runs `act` where an exception cannot go on, such as in a destructor, and fails the test if there is one.
+template <class Act> void Containing(char const* where, Act act) noexcept {
+  try {
+    act();
+  } catch (...) {
+    ADD_FAILURE() << "the back end raised something while " << where;
+  }
+}
+
+/// Deletes what a back end returned, as its interface says.
+struct ContractDelete {
+  template <class T> void operator()(T* object) const noexcept {
+    Containing("what it returned was deleted", [=] { cls_DeleteWhenNeeded()(object); });
+  }
+};
+
+template <class T> using Received = std::unique_ptr<T, ContractDelete>;
+/// What a back end returned, which it must.
 template <class T> Received<T> Receive(T* object) {
-  if (object == nullptr) throw std::runtime_error("the store returned a null pointer");
+  if (object == nullptr) throw std::runtime_error("the back end returned a null pointer");
   return Received<T>(object);
+}
+
+/// The memento of a visitor.
+inline cls_MementoRead& MementoOf(cls_ReadVisitor const& visitor) {
+  if (visitor.Memento() == nullptr) throw std::runtime_error("the visitor has no memento");
+  return *visitor.Memento();
+}
+/// The visitor of the object that a field holds. It has a memento.
+inline cls_ReadVisitor ObjectIn(cls_ReadVisitor const& parent, cls_FieldHandle const& field) {
+  return cls_ReadVisitor(Receive(MementoOf(parent).MakeFieldReadObj(field)).release());
+}
+
+/// The visitor of the next base-class part.
+inline cls_ReadVisitor BaseOf(cls_ReadVisitor const& visitor) {
+  return cls_ReadVisitor(Receive(MementoOf(visitor).Clone()).release());
+}
+
+/// Writes fields that hold an object of any class.
+template <class T> Scripted::WriteFields Holding(T const& object) {
+  return [&object](cls_WriteVisitor const& visitor) {
+    object.DBWrite(cls_WriteVisitor(visitor, FieldOf("Object"), nullptr, &object));
+  };
 }
 
 /// Writes the collection in an object's field; `fill` gets the memento of the collection.
@@ -126,7 +212,7 @@ void WriteCollectionOf(cls_WriteVisitor const& parent, ContractKind const& kind,
   WriteCollection(parent, FieldOf(kind.m_Name), kind, kind.m_Generic, uid, fill);
 }
 
-/// Writes an object that only has the int `m_Int`, through a memento made by the store.
+/// Writes an object that only has the int `m_Int`, through a memento made by the back end.
 inline void WriteNumber(cls_MementoWrite* memento, int number) {
   auto const received = Receive(memento);
   received->Write(FieldFor<int>(), number);
@@ -140,12 +226,12 @@ inline int NumberOf(cls_MementoRead* memento) {
 template <class Agent> class AgentHolder : public cls_PC {
  public:
   explicit AgentHolder(Agent* agent) : m_Agent(agent) {
-    if (agent == nullptr) throw std::runtime_error("the store returned no agent");
+    if (agent == nullptr) throw std::runtime_error("the back end returned no agent");
     agent->AddReference();
     agent->RegisterHolder(this);
   }
   ~AgentHolder() override {
-    LetGo();
+    Containing("an agent was let go", [this] { LetGo(); });
     Unlink();
   }
   void Flush() const override {
@@ -161,8 +247,8 @@ template <class Agent> class AgentHolder : public cls_PC {
   [[nodiscard]] Agent* Get() const { return m_Agent; }
   Agent* operator->() const { return m_Agent; }
 
-  mutable int m_Flushes = 0; ///< by the store
-  int m_Detaches = 0;        ///< by the store
+  mutable int m_Flushes = 0; ///< by the back end
+  int m_Detaches = 0;        ///< by the back end
 
  private:
   void LetGo() {

@@ -58,9 +58,9 @@ std::string ContractCoverageText() {
   std::string text =
       "# Slots and their contract tests\n"
       "\n"
-      "Every virtual operation that a store implements or calls, and how many tests of `contract_test` state that they\n"
+      "Every virtual operation that a back end implements or calls, and how many tests of `contract_test` state that they\n"
       "cover it; `contract_test --print-covering` names them. Each test runs in every setting of the suite\n"
-      "(`tests/contract/ContractTest.cpp`), those of ContractHuge in the ones that take huge cases. A family of templates\n"
+      "(`tests/contract/StoreContract.cpp`), those of ContractHuge in the ones that take huge cases. A family of templates\n"
       "is one class here. Written by `contract_test --print-slots`; a test compares it with the program.\n";
   for (BackEndInterface const& interface : BackEndInterfaces()) {
     text += "\n## " + interface.m_Class + "\n\n| slot | operation | tests |\n|---|---|---|\n";

@@ -34,20 +34,16 @@ std::string Root(std::size_t i) {
 TEST_P(ContractExtremes, ScalarsComeBackBitByBit) {
   COVERS(cls_MementoWrite, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16);
   COVERS(cls_MementoRead, 6, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18);
-  {
-    sto_Transaction transaction(Store());
+  InTransaction(Session(), [&] {
     for (std::size_t i = 0; i < MostExtremes; ++i)
-      SaveFields(
-          Store(),
-          [i](cls_WriteVisitor const& visitor) {
-            ForScalarTypes([&]<class T>(std::type_identity<T>) {
-              std::deque<T> const values = Extremes<T>();
-              if (i < values.size()) visitor.Memento()->Write(FieldFor<T>(), values[i]);
-            });
-          },
-          Root(i));
-    transaction.Commit();
-  }
+      Save(Session(), Scripted([i](cls_WriteVisitor const& visitor) {
+             ForScalarTypes([&]<class T>(std::type_identity<T>) {
+               std::deque<T> const values = Extremes<T>();
+               if (i < values.size()) visitor.Memento()->Write(FieldFor<T>(), values[i]);
+             });
+           }),
+           Root(i));
+  });
   Step();
   for (std::size_t i = 0; i < MostExtremes; ++i)
     Read(
@@ -87,7 +83,7 @@ TEST_P(ContractExtremes, ElementsOfListsComeBackBitByBit) {
   });
   Read([](cls_ReadVisitor const& visitor) {
     ForListTypes([&]<class T>(std::type_identity<T>) {
-      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
       T tag{};
       auto const cursor = Receive(child.Memento()->MakeReadListPrim(&tag));
       for (T const& value : Extremes<T>())
@@ -113,7 +109,7 @@ TEST_P(ContractExtremes, ElementsBehindAgentsComeBackBitByBit) {
   });
   ForListTypes([&]<class T>(std::type_identity<T>) {
     auto const agent = Take([](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
       T tag{};
       return std::make_unique<AgentHolder<cls_AgentListPrim<T>>>(child.Memento()->MakeAgentListPrim(&tag));
     });
@@ -152,8 +148,8 @@ TEST_P(ContractExtremes, ValuesOfMapsComeBackBitByBit) {
   Read([](cls_ReadVisitor const& visitor) {
     ForMapTypes([&]<class T>(std::type_identity<T>) {
       T tag{};
-      cls_ReadVisitor const ints(visitor, FieldFor<T>(MapIntKind.m_Name));
-      cls_ReadVisitor const strings(visitor, FieldFor<T>(MapStringKind.m_Name));
+      cls_ReadVisitor const ints = ObjectIn(visitor, FieldFor<T>(MapIntKind.m_Name));
+      cls_ReadVisitor const strings = ObjectIn(visitor, FieldFor<T>(MapStringKind.m_Name));
       auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
       auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
       int number = std::numeric_limits<int>::min();
@@ -203,13 +199,13 @@ TEST_P(ContractExtremes, RunsOfElementsComeBackBitByBit) {
       }
     };
     Read([&, length = count](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
       T tag{};
       ASSERT_EQ(Receive(child.Memento()->MakeReadListPrim(&tag))->NextRun(length, read.get()), length);
     });
     expectRead();
     auto const agent = Take([](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
       T tag{};
       return std::make_unique<AgentHolder<cls_AgentListPrim<T>>>(child.Memento()->MakeAgentListPrim(&tag));
     });
@@ -256,7 +252,7 @@ TEST_P(ContractExtremes, KeysOfMapsComeBackBitByBit) {
     ForMapTypes([&]<class T>(std::type_identity<T>) {
       SCOPED_TRACE(ContractTypeName<T>);
       T tag{};
-      cls_ReadVisitor const intMap(visitor, FieldFor<T>(MapIntKind.m_Name));
+      cls_ReadVisitor const intMap = ObjectIn(visitor, FieldFor<T>(MapIntKind.m_Name));
       auto const byInt = Receive(intMap.Memento()->MakeReadMapInt2Prim(&tag));
       for (int const expected : ints) {
         EXPECT_TRUE(IsSameValue(byInt->Next(), tag));
@@ -264,7 +260,7 @@ TEST_P(ContractExtremes, KeysOfMapsComeBackBitByBit) {
         byInt->Key(key);
         EXPECT_EQ(key, expected);
       }
-      cls_ReadVisitor const textMap(visitor, FieldFor<T>(MapStringKind.m_Name));
+      cls_ReadVisitor const textMap = ObjectIn(visitor, FieldFor<T>(MapStringKind.m_Name));
       auto const byText = Receive(textMap.Memento()->MakeReadMapString2Prim(&tag));
       for (cow_String const& expected : texts) {
         EXPECT_TRUE(IsSameValue(byText->Next(), tag));
@@ -296,7 +292,7 @@ TEST_P(ContractExtremes, KeysOfMapsComeBackBitByBit) {
 /// their values.
 template <class K> struct AgentKeys {
   static std::unique_ptr<AgentHolder<cls_AgentMapKey2Obj<K>>> Stored(cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldOf(Kind().m_Name));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(Kind().m_Name));
     K tag{};
     return std::make_unique<AgentHolder<cls_AgentMapKey2Obj<K>>>(child.Memento()->MakeAgentMapKey2Obj(&tag));
   }

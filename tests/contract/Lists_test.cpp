@@ -8,8 +8,6 @@
 
 namespace {
 
-CONTRACT_SUITE(ContractLists);
-
 template <class T> Received<cls_WriteListPrim<T>> ListBuilder(cls_MementoWrite& memento, int width = 1) {
   T const tag{};
   return Receive(memento.MakeWriteListPrim(&tag, width));
@@ -27,7 +25,7 @@ template <class T> void WriteElements(cls_WriteVisitor const& visitor, int count
 }
 
 template <class T> void ExpectElements(cls_ReadVisitor const& visitor, int count) {
-  cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+  cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
   auto const cursor = ListCursor<T>(*child.Memento());
   ASSERT_EQ(cursor->Count(), count);
   for (int i = 0; i < count; ++i) {
@@ -38,31 +36,27 @@ template <class T> void ExpectElements(cls_ReadVisitor const& visitor, int count
   EXPECT_EQ(cursor->Count(), count);
 }
 
-/// Lists of many lengths, each in a separate object.
-template <class T> struct Lengths {
-  static constexpr std::array Counts{0, 1, 2, 100, 2047, 2048, 2049, 4096, 7000};
-  static void Write(sto_Store& store) {
-    sto_Transaction transaction(store);
+class ContractLists : public ContractTest {
+ protected:
+  /// Lists of many lengths, each in a separate object.
+  template <class T> void ExpectLists() {
+    constexpr std::array Counts{0, 1, 2, 100, 2047, 2048, 2049, 4096, 7000};
+    InTransaction(Session(), [&] {
+      for (int const count : Counts)
+        Save(Session(), Scripted([=](cls_WriteVisitor const& visitor) { WriteElements<T>(visitor, count); }),
+             std::to_string(count));
+    });
+    Step();
     for (int const count : Counts)
-      SaveFields(
-          store, [=](cls_WriteVisitor const& visitor) { WriteElements<T>(visitor, count); },
-          std::to_string(count));
-    transaction.Commit();
-  }
-  static void Read(sto_Store& store) {
-    for (int const count : Counts)
-      static_cast<void>(LoadFields(
-          store, [=](cls_ReadVisitor const& visitor) { ExpectElements<T>(visitor, count); },
-          std::to_string(count)));
+      Read([=](cls_ReadVisitor const& visitor) { ExpectElements<T>(visitor, count); }, std::to_string(count));
   }
 };
+CONTRACT_FIXTURE(ContractLists);
 
 #define EXPECT_LISTS_COME_BACK(Type)                                                                         \
   COVERS(cls_ReadListPrim, 0, 1, 2, 4, 6);                                                                   \
   COVERS(cls_WriteListPrim, 0, 1, 3);                                                                        \
-  Lengths<Type>::Write(Store());                                                                             \
-  Step();                                                                                                    \
-  Lengths<Type>::Read(Store())
+  ExpectLists<Type>()
 
 TEST_P(ContractLists, ListsOfBoolComeBack) {
   COVERS(cls_MementoWrite, 22);
@@ -115,7 +109,7 @@ TEST_P(ContractLists, RunsAndSingleElementsMix) {
   Read([](cls_ReadVisitor const& visitor) {
     ForListTypes([&]<class T>(std::type_identity<T>) {
       SCOPED_TRACE(ContractTypeName<T>);
-      cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
       auto const cursor = ListCursor<T>(*child.Memento());
       ASSERT_EQ(cursor->Count(), Run + 2);
       auto const elements = std::make_unique<T[]>(Run);
@@ -143,7 +137,7 @@ TEST_P(ContractLists, TheRowWidthComesBack) {
       });
       Read([=](cls_ReadVisitor const& visitor) {
         ForListTypes([&]<class T>(std::type_identity<T>) {
-          cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+          cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
           EXPECT_EQ(ListCursor<T>(*child.Memento())->RowWidth(), width) << ContractTypeName<T>;
         });
       });
@@ -162,7 +156,7 @@ TEST_P(ContractLists, ATableIsAListWithTheWidthOfItsRows) {
                     });
   });
   Read([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldOf("TableDouble"));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf("TableDouble"));
     auto const cursor = ListCursor<double>(*child.Memento());
     EXPECT_EQ(cursor->RowWidth(), 4);
     EXPECT_EQ(cursor->Count(), 12);
@@ -175,7 +169,7 @@ TEST_P(ContractLists, TwoCursorsOverOneListDoNotDisturbEachOther) {
   COVERS(cls_ReadListPrim, 4, 6);
   Write([](cls_WriteVisitor const& visitor) { WriteElements<int>(visitor, 5000); });
   Read([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldFor<int>("List"));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<int>("List"));
     auto const first = ListCursor<int>(*child.Memento());
     for (int i = 0; i < 3000; ++i) static_cast<void>(first->Next());
     auto const second = ListCursor<int>(*child.Memento());
@@ -208,11 +202,12 @@ constexpr std::array<std::array<int, 2>, 7> Uneven{
 TEST_P(ContractLists, AListWithAPartialRowIsRefused) {
   COVERS(cls_MementoWrite, 22, 23, 24, 25, 26, 27);
   COVERS(cls_WriteListPrim, 1, 2, 3);
+  CONTRACT_NEEDS(m_RefusesPartialRows);
   ForListTypes([&]<class T>(std::type_identity<T>) {
     SCOPED_TRACE(ContractTypeName<T>);
     for (auto const [width, count] : Uneven)
       for (bool const isRun : {false, true}) {
-        std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+        std::string const message = MessageOf(ContractError::Misuse, [&] {
           Write([&, elements = count](cls_WriteVisitor const& visitor) {
             WriteCollectionOf<T>(visitor, ListKind, [&](cls_MementoWrite& memento) {
               auto const builder = ListBuilder<T>(memento, width);
@@ -226,13 +221,14 @@ TEST_P(ContractLists, AListWithAPartialRowIsRefused) {
             << message;
       }
   });
-  EXPECT_FALSE(Store().HasRoot("root"));
-  EXPECT_EQ(Store().ObjectCount(), 0);
+  ExpectNoRoot();
+  ExpectObjects(0);
 }
 
 TEST_P(ContractLists, ARewriteWithAPartialRowLeavesTheListAsItWas) {
   COVERS(cls_MementoWrite, 25);
   COVERS(cls_MementoRead, 3, 29);
+  CONTRACT_NEEDS(m_RefusesPartialRows);
   cls_Uid list;
   auto const write = [&list](int count) {
     return [&list, count](cls_WriteVisitor const& visitor) {
@@ -246,13 +242,11 @@ TEST_P(ContractLists, ARewriteWithAPartialRowLeavesTheListAsItWas) {
     };
   };
   Write(write(6000));
-  Read([&](cls_ReadVisitor const& visitor) {
-    list = cls_ReadVisitor(visitor, FieldFor<double>("List")).GetUid();
-  });
-  for (int const count : {5999, 1, 12'001}) MessageOf(sto_ErrorKind::Misuse, [&] { Rewrite(write(count)); });
-  Reopen();
+  Read([&](cls_ReadVisitor const& visitor) { list = ObjectIn(visitor, FieldFor<double>("List")).GetUid(); });
+  for (int const count : {5999, 1, 12'001}) MessageOf(ContractError::Misuse, [&] { Rewrite(write(count)); });
+  ReopenIfPossible();
   Read([](cls_ReadVisitor const& visitor) { ExpectElements<double>(visitor, 6000); });
-  EXPECT_EQ(Store().ObjectCount(), 2);
+  ExpectObjects(2);
 }
 
 TEST_P(ContractLists, AListOfOneRowOrNoneIsWhole) {
@@ -262,7 +256,7 @@ TEST_P(ContractLists, AListOfOneRowOrNoneIsWhole) {
     Write([=](cls_WriteVisitor const& visitor) { WriteElements<int>(visitor, count, 5000); });
     Read([=](cls_ReadVisitor const& visitor) {
       ExpectElements<int>(visitor, count);
-      cls_ReadVisitor const child(visitor, FieldFor<int>("List"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<int>("List"));
       EXPECT_EQ(ListCursor<int>(*child.Memento())->RowWidth(), 5000);
     });
   }

@@ -12,8 +12,6 @@
 
 namespace {
 
-CONTRACT_SUITE(ContractMaps);
-
 /// The two key types, with the builder and cursor of their maps.
 struct IntKeys {
   using Key = int;
@@ -56,7 +54,7 @@ template <class Keys, class T> void WriteEntries(cls_WriteVisitor const& visitor
 }
 
 template <class Keys, class T> void ExpectEntries(cls_ReadVisitor const& visitor, int count) {
-  cls_ReadVisitor const child(visitor, FieldFor<T>(Keys::Kind.m_Name));
+  cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>(Keys::Kind.m_Name));
   auto const cursor = Keys::template Cursor<T>(*child.Memento());
   ASSERT_EQ(cursor->Count(), count);
   for (int i = 0; i < count; ++i) {
@@ -70,39 +68,34 @@ template <class Keys, class T> void ExpectEntries(cls_ReadVisitor const& visitor
   EXPECT_EQ(cursor->Count(), count);
 }
 
-/// Maps of several sizes, each in a separate object.
-template <class Keys, class T> struct Sizes {
-  static constexpr std::array Counts{0, 1, 2, 50, 3000};
-  static void Write(sto_Store& store) {
-    sto_Transaction transaction(store);
+class ContractMaps : public ContractTest {
+ protected:
+  /// Maps of several sizes, each in a separate object.
+  template <class Keys, class T> void ExpectMaps() {
+    constexpr std::array Counts{0, 1, 2, 50, 3000};
+    InTransaction(Session(), [&] {
+      for (int const count : Counts)
+        Save(Session(),
+             Scripted([=](cls_WriteVisitor const& visitor) { WriteEntries<Keys, T>(visitor, count); }),
+             std::to_string(count));
+    });
+    Step();
     for (int const count : Counts)
-      SaveFields(
-          store, [=](cls_WriteVisitor const& visitor) { WriteEntries<Keys, T>(visitor, count); },
-          std::to_string(count));
-    transaction.Commit();
-  }
-  static void Read(sto_Store& store) {
-    for (int const count : Counts)
-      static_cast<void>(LoadFields(
-          store, [=](cls_ReadVisitor const& visitor) { ExpectEntries<Keys, T>(visitor, count); },
-          std::to_string(count)));
+      Read([=](cls_ReadVisitor const& visitor) { ExpectEntries<Keys, T>(visitor, count); },
+           std::to_string(count));
   }
 };
-
-#define EXPECT_MAPS_COME_BACK(Keys, Type)                                                                    \
-  Sizes<Keys, Type>::Write(Store());                                                                         \
-  Step();                                                                                                    \
-  Sizes<Keys, Type>::Read(Store())
+CONTRACT_FIXTURE(ContractMaps);
 
 #define EXPECT_INT_MAPS_COME_BACK(Type)                                                                      \
   COVERS(cls_WriteMapInt2Prim, 0, 1, 2);                                                                     \
   COVERS(cls_ReadMapInt2Prim, 0, 1, 2, 3, 4, 5);                                                             \
-  EXPECT_MAPS_COME_BACK(IntKeys, Type)
+  ExpectMaps<IntKeys, Type>()
 
 #define EXPECT_STRING_MAPS_COME_BACK(Type)                                                                   \
   COVERS(cls_WriteMapString2Prim, 0, 1, 2);                                                                  \
   COVERS(cls_ReadMapString2Prim, 0, 1, 2, 3, 4, 5);                                                          \
-  EXPECT_MAPS_COME_BACK(StringKeys, Type)
+  ExpectMaps<StringKeys, Type>()
 
 TEST_P(ContractMaps, MapsFromIntToStringComeBackInOrder) {
   COVERS(cls_MementoWrite, 28);
@@ -164,7 +157,7 @@ TEST_P(ContractMaps, KeyStaysWithTheValueThatNextReturnedLast) {
   });
   Read([](cls_ReadVisitor const& visitor) {
     auto const expect = [&]<class Keys>(std::type_identity<Keys>) {
-      cls_ReadVisitor const child(visitor, FieldFor<int>(Keys::Kind.m_Name));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<int>(Keys::Kind.m_Name));
       auto const cursor = Keys::template Cursor<int>(*child.Memento());
       static_cast<void>(cursor->Next());
       EXPECT_NE(cursor->More(), 0);
@@ -196,7 +189,7 @@ TEST_P(ContractMaps, KeysMayHoldNullsAndLineFeeds) {
     });
   });
   Read([&](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const child(visitor, FieldFor<int>(MapStringKind.m_Name));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<int>(MapStringKind.m_Name));
     auto const cursor = StringKeys::Cursor<int>(*child.Memento());
     ASSERT_EQ(cursor->Count(), static_cast<int>(keys.size()));
     for (cow_String const& expected : keys) {
@@ -242,7 +235,7 @@ TEST_P(ContractMaps, IntTablesComeBack) {
       });
     });
     Read([=](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldOf(IntTableKind.m_Name));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(IntTableKind.m_Name));
       ExpectTable(child.Memento()->MakeReadIntTableInt(), count);
     });
   }
@@ -261,7 +254,7 @@ TEST_P(ContractMaps, IntTablesOfAFieldComeBackInOneStep) {
   Read([](cls_ReadVisitor const& visitor) {
     EXPECT_NE(visitor.DataIsPresent(FieldOf(IntTableKind.m_Name)), 0);
     ExpectTable(visitor.Memento()->MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)), 100);
-    cls_ReadVisitor const child(visitor, FieldOf(IntTableKind.m_Name));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(IntTableKind.m_Name));
     ExpectTable(child.Memento()->MakeReadIntTableInt(), 100);
     EXPECT_EQ(child.GetUid().Entry(), visitor.Memento()->ReadReference(FieldOf("Reference")).Entry());
   });

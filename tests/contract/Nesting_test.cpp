@@ -3,15 +3,25 @@
 
 #include "persist/backend/cls_ReadObjects.h"
 #include "persist/backend/cls_WriteObjects.h"
-#include "tests/contract/ContractTest.h"
+#include "tests/contract/ContractGraph.h"
 
-// Nested objects: as deep as a store allows, and one level deeper.
+// Nested objects: as deep as a back end allows, and one level deeper.
 
 namespace {
 
-CONTRACT_SUITE(ContractNesting);
-
-constexpr int Deepest = 1000; ///< greatest nesting of objects
+class ContractNesting : public ContractTest {
+ protected:
+  /// The depth that the back end must be able to keep, and for one with a limit the greatest.
+  [[nodiscard]] int Deepest() const { return Can().m_NestingLimit == 0 ? 1000 : Can().m_NestingLimit; }
+  /// How many collections with elements nest that deep: each level is two objects.
+  [[nodiscard]] int MostLevels() const { return (Deepest() - 1) / 2; }
+  /// Expects what goes beyond the limit to be refused, with the limit in the message.
+  void ExpectFull(std::function<void()> const& act) const {
+    std::string const message = MessageOf(ContractError::Full, act);
+    EXPECT_TRUE(Contains(message, std::to_string(Can().m_NestingLimit))) << message;
+  }
+};
+CONTRACT_FIXTURE(ContractNesting);
 
 /// Makes a chain of `depth` objects, starting with the one of `visitor`.
 void WriteChain(cls_WriteVisitor const& visitor, int depth) {
@@ -26,14 +36,14 @@ void WriteChain(cls_WriteVisitor const& visitor, int depth) {
 int LengthOfChain(cls_ReadVisitor const& visitor, int expected) {
   if (visitor.Read(FieldFor<int>(), -1) != expected) return -1;
   if (visitor.DataIsPresent(FieldOf("Object")) == 0) return 1;
-  int const rest = LengthOfChain(cls_ReadVisitor(visitor, FieldOf("Object")), expected - 1);
+  int const rest = LengthOfChain(ObjectIn(visitor, FieldOf("Object")), expected - 1);
   return rest < 0 ? rest : rest + 1;
 }
 
 TEST_P(ContractNesting, ADeepChainComesBack) {
   COVERS(cls_MementoWrite, 3);
   COVERS(cls_MementoRead, 7);
-  for (int const depth : {1, 2, 500, Deepest}) {
+  for (int const depth : {1, 2, Deepest() / 2, Deepest()}) {
     Write([=](cls_WriteVisitor const& visitor) { WriteChain(visitor, depth); });
     Read([=](cls_ReadVisitor const& visitor) { EXPECT_EQ(LengthOfChain(visitor, depth), depth); });
   }
@@ -41,13 +51,11 @@ TEST_P(ContractNesting, ADeepChainComesBack) {
 
 TEST_P(ContractNesting, AChainBeyondTheLimitIsRefusedAndLeavesNothing) {
   COVERS(cls_MementoWrite, 3);
-  for (int const depth : {Deepest + 1, Deepest + 500}) {
-    std::string const message = MessageOf(sto_ErrorKind::Full, [&] {
-      Write([=](cls_WriteVisitor const& visitor) { WriteChain(visitor, depth); });
-    });
-    EXPECT_TRUE(Contains(message, "1000")) << message;
-    EXPECT_FALSE(Store().HasRoot("root"));
-    EXPECT_EQ(Store().ObjectCount(), 0);
+  CONTRACT_NEEDS(m_NestingLimit);
+  for (int const depth : {Deepest() + 1, Deepest() + 500}) {
+    ExpectFull([&] { Write([=](cls_WriteVisitor const& visitor) { WriteChain(visitor, depth); }); });
+    ExpectNoRoot();
+    ExpectObjects(0);
   }
   Write([](cls_WriteVisitor const& visitor) { WriteChain(visitor, 3); });
   Read([](cls_ReadVisitor const& visitor) { EXPECT_EQ(LengthOfChain(visitor, 3), 3); });
@@ -55,21 +63,23 @@ TEST_P(ContractNesting, AChainBeyondTheLimitIsRefusedAndLeavesNothing) {
 
 TEST_P(ContractNesting, ADeepGraphLoadsThroughItsPointers) {
   COVERS(cls_MementoRead, 5, 7);
+  int const most = Deepest() - 1; // the root holds the first
   {
-    auto const first = std::make_shared<Node>(Deepest);
-    Node* last = first.get();
-    for (int i = Deepest - 1; i > 0; --i) {
-      last->m_Right = std::make_shared<Node>(i);
+    auto const first = std::make_shared<GraphNode>(most);
+    GraphNode* last = first.get();
+    for (int i = most - 1; i > 0; --i) {
+      last->m_Right = std::make_shared<GraphNode>(i);
       last = last->m_Right.get();
     }
-    Store().Save("root", *first);
+    Write(HoldingNode(first));
   }
-  Step();
-  std::shared_ptr<Node> const first = Store().LoadShared<Node>("root");
-  int length = 0;
-  for (Node const* node = first.get(); node != nullptr; node = node->m_Right.get())
-    ASSERT_EQ(node->m_Value, Deepest - length++);
-  EXPECT_EQ(length, Deepest);
+  Read([&](cls_ReadVisitor const& visitor) {
+    std::shared_ptr<GraphNode> const first = LoadedGraph().Node(visitor, FieldOf("Object"));
+    int length = 0;
+    for (GraphNode const* node = first.get(); node != nullptr; node = node->m_Right.get())
+      ASSERT_EQ(node->m_Value, most - length++);
+    EXPECT_EQ(length, most);
+  });
 }
 
 /// Writes an object that holds a collection whose element holds a collection, `levels` times.
@@ -115,9 +125,6 @@ cls_MementoRead* ReadStringMap(cls_MementoRead& memento) {
 constexpr std::array<std::pair<WriteNested, ReadNested>, 3> Nestings{
     {{WriteLists, ReadList}, {WriteIntMaps, ReadIntMap}, {WriteStringMaps, ReadStringMap}}};
 
-/// Each level is two objects: the collection and its element.
-constexpr int MostLevels = (Deepest - 1) / 2;
-
 TEST_P(ContractNesting, DeepCollectionsOfObjectsComeBack) {
   COVERS(cls_MementoWrite, 35, 36, 37);
   COVERS(cls_WriteListObj, 2);
@@ -127,10 +134,11 @@ TEST_P(ContractNesting, DeepCollectionsOfObjectsComeBack) {
   COVERS(cls_ReadMapInt2Obj, 5);
   COVERS(cls_ReadMapString2Obj, 5);
   for (auto const& [write, read] : Nestings) {
-    Write([write = write](cls_WriteVisitor const& visitor) { write(*visitor.Memento(), MostLevels); });
-    Read([read = read](cls_ReadVisitor const& visitor) {
+    int const most = MostLevels();
+    Write([=, write = write](cls_WriteVisitor const& visitor) { write(*visitor.Memento(), most); });
+    Read([=, read = read](cls_ReadVisitor const& visitor) {
       auto memento = Receive(read(*visitor.Memento()));
-      for (int level = MostLevels - 1; level > 0; --level) {
+      for (int level = most - 1; level > 0; --level) {
         ASSERT_EQ(memento->Read(FieldFor<int>(), -1), level);
         memento = Receive(read(*memento));
       }
@@ -141,64 +149,65 @@ TEST_P(ContractNesting, DeepCollectionsOfObjectsComeBack) {
 
 TEST_P(ContractNesting, CollectionsBeyondTheLimitAreRefusedAndLeaveNothing) {
   COVERS(cls_MementoWrite, 35, 36, 37);
+  CONTRACT_NEEDS(m_NestingLimit);
   for (auto const& [write, read] : Nestings) {
-    std::string const message = MessageOf(sto_ErrorKind::Full, [&, write = write] {
-      Write([=](cls_WriteVisitor const& visitor) { write(*visitor.Memento(), MostLevels + 1); });
+    ExpectFull([&, write = write] {
+      Write([=, levels = MostLevels() + 1](cls_WriteVisitor const& visitor) {
+        write(*visitor.Memento(), levels);
+      });
     });
-    EXPECT_TRUE(Contains(message, "1000")) << message;
-    EXPECT_FALSE(Store().HasRoot("root"));
-    EXPECT_EQ(Store().ObjectCount(), 0);
+    ExpectNoRoot();
+    ExpectObjects(0);
   }
 }
 
 TEST_P(ContractNesting, FollowingReferencesBeyondTheLimitIsRefusedAndHarmsNothing) {
   COVERS(cls_MementoWrite, 18);
   COVERS(cls_MementoRead, 7);
-  {
-    // Each is saved separately, so that the chain can be longer than the nesting limit.
-    sto_Transaction transaction(Store());
+  CONTRACT_NEEDS(m_NestingLimit);
+  // Each is saved separately, so that the chain can be longer than the nesting limit.
+  InTransaction(Session(), [&] {
     cls_Uid last;
-    for (int i = 0; i < Deepest + 100; ++i) {
+    for (int i = 0; i < Deepest() + 100; ++i) {
       Scripted const object([&](cls_WriteVisitor const& visitor) {
         visitor.Write(FieldFor<int>(), i);
         if (i > 0) visitor.Memento()->WriteReference(FieldOf("Reference"), last);
       });
-      Store().Save("root", object);
+      Save(Session(), object);
       last = object.m_Uid;
     }
-    transaction.Commit();
-  }
+  });
   Step();
-  Read([](cls_ReadVisitor const& visitor) {
+  Read([this](cls_ReadVisitor const& visitor) {
     auto memento = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Reference")));
-    for (int depth = 2; depth < Deepest; ++depth) {
-      ASSERT_EQ(memento->Read(FieldFor<int>(), -1), Deepest + 100 - depth);
+    for (int depth = 2; depth < Deepest(); ++depth) {
+      ASSERT_EQ(memento->Read(FieldFor<int>(), -1), Deepest() + 100 - depth);
       memento = Receive(memento->MakeFieldReadObj(FieldOf("Reference")));
     }
-    std::string const message = MessageOf(
-        sto_ErrorKind::Full, [&] { Receive(memento->MakeFieldReadObj(FieldOf("Reference"))).reset(); });
-    EXPECT_TRUE(Contains(message, "1000")) << message;
+    ExpectFull([&] { Receive(memento->MakeFieldReadObj(FieldOf("Reference"))).reset(); });
     EXPECT_EQ(memento->Read(FieldFor<int>(), -1), 100);
   });
-  Read([](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), Deepest + 99); });
+  Read([this](cls_ReadVisitor const& visitor) {
+    EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), Deepest() + 99);
+  });
 }
 
 TEST_P(ContractNesting, ALoadThatGoesBeyondTheLimitIsRefused) {
   COVERS(cls_MementoRead, 7);
+  CONTRACT_NEEDS(m_NestingLimit);
   Scripted object;
   object.m_Write = [&](cls_WriteVisitor const& visitor) {
     EXPECT_EQ(
         visitor.Memento()->MakeFieldWriteObj(FieldOf("Object"), Scripted::TypeId(), object.m_Uid, nullptr),
         nullptr);
   };
-  Store().Save("root", object);
+  Save(Session(), object);
   Step();
-  struct ReadsOn {
-    explicit ReadsOn(cls_ReadVisitor const& visitor) { ReadsOn(cls_ReadVisitor(visitor, FieldOf("Object"))); }
+  std::function<void(cls_ReadVisitor const&, int)> const readOn = [&](cls_ReadVisitor const& visitor,
+                                                                      int depth) {
+    if (depth <= Deepest() + 10) readOn(ObjectIn(visitor, FieldOf("Object")), depth + 1);
   };
-  std::string const message =
-      MessageOf(sto_ErrorKind::Full, [&] { static_cast<void>(Store().Load<ReadsOn>("root")); });
-  EXPECT_TRUE(Contains(message, "1000")) << message;
+  ExpectFull([&] { Load(Session(), [&](cls_ReadVisitor const& visitor) { readOn(visitor, 1); }); });
   Read([](cls_ReadVisitor const& visitor) { EXPECT_NE(visitor.DataIsPresent(FieldOf("Object")), 0); });
 }
 
@@ -207,6 +216,7 @@ TEST_P(ContractNesting, AnElementThatLeadsToItsCollectionIsFollowedToTheLimit) {
   COVERS(cls_ReadListObj, 6, 7);
   COVERS(cls_ReadMapInt2Obj, 5);
   COVERS(cls_ReadMapString2Obj, 5);
+  CONTRACT_NEEDS(m_NestingLimit);
   Scripted object;
   object.m_Write = [&](cls_WriteVisitor const& visitor) {
     cls_MementoWrite& memento = *visitor.Memento();
@@ -219,14 +229,13 @@ TEST_P(ContractNesting, AnElementThatLeadsToItsCollectionIsFollowedToTheLimit) {
     EXPECT_EQ(ints->MakeWriteObj(1, id, object.m_Uid), nullptr);
     EXPECT_EQ(strings->MakeWriteObj("key"_cow, id, object.m_Uid), nullptr);
   };
-  Store().Save("root", object);
+  Save(Session(), object);
   Step();
   for (auto const& [write, read] : Nestings)
-    Read([read = read](cls_ReadVisitor const& visitor) {
+    Read([this, read = read](cls_ReadVisitor const& visitor) {
       auto memento = Receive(read(*visitor.Memento()));
-      for (int level = 1; level < MostLevels; ++level) memento = Receive(read(*memento));
-      std::string const message = MessageOf(sto_ErrorKind::Full, [&] { Receive(read(*memento)).reset(); });
-      EXPECT_TRUE(Contains(message, "1000")) << message;
+      for (int level = 1; level < MostLevels(); ++level) memento = Receive(read(*memento));
+      ExpectFull([&] { Receive(read(*memento)).reset(); });
       EXPECT_EQ(memento->ClassId(), Scripted::TypeId());
     });
 }

@@ -32,7 +32,7 @@ void WriteList(cls_WriteVisitor const& visitor, Kept& kept, int count, int sizeH
   });
 }
 std::unique_ptr<ListHolder> StoredList(cls_ReadVisitor const& visitor) {
-  cls_ReadVisitor const child(visitor, FieldOf(ListObjKind.m_Name));
+  cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(ListObjKind.m_Name));
   return std::make_unique<ListHolder>(child.Memento()->MakeAgentListObj());
 }
 std::vector<int> NumbersOf(ListHolder const& agent) {
@@ -170,25 +170,26 @@ TEST_P(ContractObjectAgents, AListAgentReportsItsSizeHintAndWhetherItIsWritable)
     (*agent)->EndFlush();
     EXPECT_FALSE((*agent)->Changed());
   }
-  Reopen(sto_Mode::ReadOnly);
+  if (!Can().m_ReadsOnly) return;
+  Reopen(ContractMode::ReadOnly);
   {
     auto const agent = Take(StoredList);
     EXPECT_TRUE((*agent)->ReadOnly());
-    MessageOf(sto_ErrorKind::ReadOnly, [&] { (*agent)->SetCount(0); });
+    MessageOf(ContractError::ReadOnly, [&] { (*agent)->SetCount(0); });
     EXPECT_EQ(NumbersOf(*agent), (std::vector<int>{5, 10}));
   }
 }
 
 TEST_P(ContractObjectAgents, AListChangedByAnotherSessionSaysSoOnce) {
   COVERS(cls_AgentListObj, 3);
+  CONTRACT_NEEDS(m_SharesChanges);
   Write([&](cls_WriteVisitor const& visitor) { WriteList(visitor, m_Kept, 2); });
   std::unique_ptr<ListHolder> agent;
   agent = Take(StoredList);
   {
-    sto_Store second = SecondSession();
+    auto const second = SecondSession();
     std::unique_ptr<ListHolder> other;
-    static_cast<void>(
-        LoadFields(second, [&](cls_ReadVisitor const& visitor) { other = StoredList(visitor); }));
+    Load(*second, [&](cls_ReadVisitor const& visitor) { other = StoredList(visitor); });
     (*other)->SetCount(3);
     (*other)->EndFlush();
   }
@@ -230,7 +231,7 @@ void WriteMaps(cls_WriteVisitor const& visitor, Kept& kept, int count, int sizeH
   });
 }
 template <class K> std::unique_ptr<MapHolder<K>> StoredMap(cls_ReadVisitor const& visitor) {
-  cls_ReadVisitor const child(visitor, FieldOf(Keys<K>::Kind.m_Name));
+  cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(Keys<K>::Kind.m_Name));
   K tag{};
   return std::make_unique<MapHolder<K>>(child.Memento()->MakeAgentMapKey2Obj(&tag));
 }
@@ -386,11 +387,12 @@ TEST_P(ContractObjectAgents, AMapAgentReportsItsSizeHintAndWhetherItIsWritable) 
     EXPECT_FALSE((*agent)->ReadOnly());
     EXPECT_FALSE((*agent)->Changed());
   });
-  Reopen(sto_Mode::ReadOnly);
+  if (!Can().m_ReadsOnly) return;
+  Reopen(ContractMode::ReadOnly);
   ForKeyTypes([&]<class K>(std::type_identity<K>) {
     auto const agent = Take(StoredMap<K>);
     EXPECT_TRUE((*agent)->ReadOnly());
-    MessageOf(sto_ErrorKind::ReadOnly, [&] { (*agent)->Clear(); });
+    MessageOf(ContractError::ReadOnly, [&] { (*agent)->Clear(); });
     EXPECT_EQ(EntriesOf(*agent), FirstEntries<K>(2));
   });
 }
@@ -408,7 +410,7 @@ TEST_P(ContractObjectAgents, AgentsMayBeDroppedWhileTheirObjectIsSaved) {
       [&]<class K>(std::type_identity<K>) { EXPECT_EQ(EntriesOf(*Take(StoredMap<K>)), FirstEntries<K>(2)); });
 }
 
-TEST_P(ContractObjectAgents, AStoreThatIsClosedDetachesTheHoldersOfAllAgents) {
+TEST_P(ContractObjectAgents, ASessionThatEndsDetachesTheHoldersOfAllAgents) {
   COVERS(cls_AgentListObj, 13);
   COVERS(cls_AgentMapKey2Obj, 13);
   Write([&](cls_WriteVisitor const& visitor) {
@@ -423,7 +425,7 @@ TEST_P(ContractObjectAgents, AStoreThatIsClosedDetachesTheHoldersOfAllAgents) {
     ints = Take(StoredMap<int>);
     strings = Take(StoredMap<cow_String>);
   }
-  Reopen();
+  EndSession();
   EXPECT_EQ(list->m_Detaches, 1);
   EXPECT_EQ(ints->m_Detaches, 1);
   EXPECT_EQ(strings->m_Detaches, 1);

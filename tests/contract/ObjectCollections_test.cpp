@@ -48,7 +48,7 @@ TEST_P(ContractObjectCollections, ListsComeBackInOrder) {
                         [=](cls_MementoWrite& memento) { FillList(memento.MakeWriteListObj(), count); });
     });
     Read([=](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldOf(ListObjKind.m_Name));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(ListObjKind.m_Name));
       ExpectList(child.Memento()->MakeReadListObj(), count);
     });
   }
@@ -63,7 +63,7 @@ TEST_P(ContractObjectCollections, AListOfAFieldComesBackInOneStep) {
   Read([](cls_ReadVisitor const& visitor) {
     EXPECT_NE(visitor.DataIsPresent(FieldOf(ListObjKind.m_Name)), 0);
     ExpectList(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)), 20);
-    cls_ReadVisitor const child(visitor, FieldOf(ListObjKind.m_Name));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(ListObjKind.m_Name));
     ExpectList(child.Memento()->MakeReadListObj(), 20);
   });
 }
@@ -123,7 +123,7 @@ TEST_P(ContractObjectCollections, AnObjectThatIsWrittenAlreadyIsSharedByTheEleme
     EXPECT_EQ(builder->Count(), 3);
   });
   Read([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const object(visitor, FieldOf("Object"));
+    cls_ReadVisitor const object = ObjectIn(visitor, FieldOf("Object"));
     auto const cursor = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
     ASSERT_EQ(cursor->Count(), 3);
     for (int i = 0; i < 3; ++i) {
@@ -203,7 +203,7 @@ TEST_P(ContractObjectCollections, MapsFromIntComeBackInOrder) {
       });
     });
     Read([=](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldOf(MapIntObjKind.m_Name));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(MapIntObjKind.m_Name));
       ExpectMap(child.Memento()->MakeReadMapInt2Obj(), count, IntKeyAt);
     });
   }
@@ -221,7 +221,7 @@ TEST_P(ContractObjectCollections, MapsFromStringComeBackInOrder) {
       });
     });
     Read([=](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldOf(MapStringObjKind.m_Name));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf(MapStringObjKind.m_Name));
       ExpectMap(child.Memento()->MakeReadMapString2Obj(), count, StringKeyAt);
     });
   }

@@ -1,4 +1,4 @@
-#include "tests/contract/ContractTest.h"
+#include "tests/contract/ContractGraph.h"
 
 // Objects in fields, and base-class parts.
 
@@ -86,14 +86,14 @@ TEST_P(ContractObjects, AnObjectThatIsWrittenAlreadyIsNotWrittenAgain) {
     EXPECT_EQ(memento.MakeFieldWriteObjCow(FieldOf("Blob"), Scripted::TypeId(), uid, nullptr), nullptr);
   });
   Read([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const first(visitor, FieldOf("Object"));
+    cls_ReadVisitor const first = ObjectIn(visitor, FieldOf("Object"));
     for (char const* const name : {"Second", "Blob"}) {
-      cls_ReadVisitor const other(visitor, FieldOf(name));
+      cls_ReadVisitor const other = ObjectIn(visitor, FieldOf(name));
       EXPECT_EQ(IntOf(other), 9) << name;
       EXPECT_EQ(other.GetUid().Entry(), first.GetUid().Entry()) << name;
     }
   });
-  EXPECT_EQ(Store().ObjectCount(), 2);
+  ExpectObjects(2);
 }
 
 TEST_P(ContractObjects, AFieldWithAnObjectIsPresentOnBothSides) {
@@ -121,10 +121,10 @@ TEST_P(ContractObjects, AnIdentityThatLivesIsTheSameAfterLoading) {
     cls_WriteVisitor const writer(visitor, FieldOf("Object"), nullptr, nullptr);
     ASSERT_EQ(writer.StartWrite(Scripted::TypeId(), child), 1);
   });
-  Store().Save("root", object);
+  Save(Session(), object);
   Read([&](cls_ReadVisitor const& visitor) {
     EXPECT_EQ(visitor.Memento()->GetUid().Entry(), object.m_Uid.Entry());
-    cls_ReadVisitor const reader(visitor, FieldOf("Object"));
+    cls_ReadVisitor const reader = ObjectIn(visitor, FieldOf("Object"));
     EXPECT_EQ(reader.Memento()->GetUid().Entry(), child.Entry());
   });
 }
@@ -149,35 +149,33 @@ TEST_P(ContractObjects, FieldsOfOneNameInThePartsOfAnObjectDoNotSeeEachOther) {
     top.m_BottomValue = 1;
     top.m_MiddleValue = "two"_cow;
     top.m_TopValue = 3.5;
-    Store().Save("top", top);
+    Write(Holding(top));
   }
-  Step();
-  std::unique_ptr<Top> const top = Store().Load<Top>("top");
-  EXPECT_EQ(top->m_BottomValue, 1);
-  EXPECT_EQ(top->m_MiddleValue, "two"_cow);
-  EXPECT_EQ(top->m_TopValue, 3.5);
+  Read([](cls_ReadVisitor const& visitor) {
+    Top const top(ObjectIn(visitor, FieldOf("Object")));
+    EXPECT_EQ(top.m_BottomValue, 1);
+    EXPECT_EQ(top.m_MiddleValue, "two"_cow);
+    EXPECT_EQ(top.m_TopValue, 3.5);
+  });
 }
 
 TEST_P(ContractObjects, EachPartOfAnObjectHasItsIdentityAndItsClass) {
   COVERS(cls_MementoWrite, 5);
   COVERS(cls_MementoRead, 3, 8, 22, 23);
-  Store().Save("top", Top());
-  Step();
-  struct Reads {
-    explicit Reads(cls_ReadVisitor const& visitor) {
-      auto const middle = Receive(visitor.Memento()->Clone());
-      auto const bottom = Receive(middle->Clone());
-      EXPECT_EQ(visitor.Memento()->ClassId(), Top::TypeId());
-      EXPECT_EQ(visitor.Memento()->ClassVersion(), 2);
-      EXPECT_EQ(middle->ClassId(), Middle::TypeId());
-      EXPECT_EQ(middle->ClassVersion(), 7);
-      EXPECT_EQ(bottom->ClassId(), Bottom::TypeId());
-      EXPECT_EQ(bottom->ClassVersion(), 4);
-      EXPECT_NE(visitor.Memento()->GetUid().Entry(), middle->GetUid().Entry());
-      EXPECT_NE(middle->GetUid().Entry(), bottom->GetUid().Entry());
-    }
-  };
-  static_cast<void>(Store().Load<Reads>("top"));
+  Write(Holding(Top()));
+  Read([](cls_ReadVisitor const& visitor) {
+    auto const top = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Object")));
+    auto const middle = Receive(top->Clone());
+    auto const bottom = Receive(middle->Clone());
+    EXPECT_EQ(top->ClassId(), Top::TypeId());
+    EXPECT_EQ(top->ClassVersion(), 2);
+    EXPECT_EQ(middle->ClassId(), Middle::TypeId());
+    EXPECT_EQ(middle->ClassVersion(), 7);
+    EXPECT_EQ(bottom->ClassId(), Bottom::TypeId());
+    EXPECT_EQ(bottom->ClassVersion(), 4);
+    EXPECT_NE(top->GetUid().Entry(), middle->GetUid().Entry());
+    EXPECT_NE(middle->GetUid().Entry(), bottom->GetUid().Entry());
+  });
 }
 
 TEST_P(ContractObjects, ABasePartHoldsListsAndObjectsOfItsOwn) {
@@ -187,9 +185,9 @@ TEST_P(ContractObjects, ABasePartHoldsListsAndObjectsOfItsOwn) {
     void DBWrite(cls_WriteVisitor const& visitor) const {
       if (!visitor.StartWrite(Middle::TypeId(), m_MiddleUid)) return;
       Bottom::DBWrite(cls_WriteVisitor(visitor, Bottom::TypeId()));
-      m_Node.DBWrite(cls_WriteVisitor(visitor, FieldOf("Node"), nullptr, &m_Node));
+      GraphNode::WriteIn(visitor, FieldOf("Node"), &m_Node);
     }
-    Node m_Node{77};
+    GraphNode m_Node{77};
   };
   struct Derived : Top {
     void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -198,16 +196,13 @@ TEST_P(ContractObjects, ABasePartHoldsListsAndObjectsOfItsOwn) {
     }
     WithNode m_Base;
   };
-  Store().Save("top", Derived());
-  Step();
-  struct Reads {
-    explicit Reads(cls_ReadVisitor const& visitor) {
-      EXPECT_EQ(visitor.DataIsPresent(FieldOf("Node")), 0);
-      cls_ReadVisitor const middle(visitor);
-      EXPECT_EQ(Node(cls_ReadVisitor(middle, FieldOf("Node"))).m_Value, 77);
-    }
-  };
-  static_cast<void>(Store().Load<Reads>("top"));
+  Write(Holding(Derived()));
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const top = ObjectIn(visitor, FieldOf("Object"));
+    EXPECT_EQ(top.DataIsPresent(FieldOf("Node")), 0);
+    cls_ReadVisitor const middle = BaseOf(top);
+    EXPECT_EQ(GraphNode::ValueOf(ObjectIn(middle, FieldOf("Node"))), 77);
+  });
 }
 
 TEST_P(ContractObjects, AVisitorStartsThroughTheSlotOfItsKind) {
@@ -224,8 +219,8 @@ TEST_P(ContractObjects, AVisitorStartsThroughTheSlotOfItsKind) {
     held.Write(FieldOf("TrString"), atr_String("100%"));
   });
   Read([](cls_ReadVisitor const& visitor) {
-    EXPECT_EQ(IntOf(cls_ReadVisitor(visitor, FieldOf("Object"))), 1);
-    cls_ReadVisitor const held(visitor, FieldOf("Second"));
+    EXPECT_EQ(IntOf(ObjectIn(visitor, FieldOf("Object"))), 1);
+    cls_ReadVisitor const held = ObjectIn(visitor, FieldOf("Second"));
     EXPECT_EQ(IntOf(held), 2);
     EXPECT_STREQ(held.Read(FieldOf("TrString"), atr_String()).Chars(), "100%");
   });

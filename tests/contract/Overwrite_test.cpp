@@ -34,13 +34,13 @@ TEST_P(ContractOverwrite, AnObjectIsReplacedByASmallerAndALargerOne) {
       EXPECT_EQ(visitor.Read(FieldFor<cow_String>(), "x"_cow).Length(), size);
       EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), size % 2 == 0 ? size : -1);
     });
-    EXPECT_EQ(Store().ObjectCount(), 1);
+    ExpectObjects(1);
   }
 }
 
 /// The identity for rewriting a stored object's collection.
 cls_Uid StoredUid(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
-  cls_ReadVisitor const child(visitor, field);
+  cls_ReadVisitor const child = ObjectIn(visitor, field);
   return child.GetUid();
 }
 
@@ -48,37 +48,30 @@ TEST_P(ContractOverwrite, AListOfManyBlocksShrinksToFewAndToNone) {
   COVERS(cls_MementoWrite, 22, 23, 24, 25, 26, 27);
   COVERS(cls_MementoRead, 3, 26, 27, 28, 29, 30, 31);
   for (int const count : {20'000, 5000, 2048, 3, 9000, 0, 1}) {
-    {
-      Scripted object;
-      std::vector<cls_Uid> lists(6);
-      if (Store().HasRoot("root")) {
-        auto const stored = LoadFields(Store(), [&](cls_ReadVisitor const& visitor) {
-          std::size_t i = 0;
-          ForListTypes(
-              [&]<class T>(std::type_identity<T>) { lists[i++] = StoredUid(visitor, FieldFor<T>("List")); });
-        });
-        object.m_Uid = stored->m_Uid;
-      }
-      object.m_Write = [&](cls_WriteVisitor const& visitor) {
+    std::vector<cls_Uid> lists(6);
+    if (HasWritten())
+      Read([&](cls_ReadVisitor const& visitor) {
         std::size_t i = 0;
-        ForListTypes([&]<class T>(std::type_identity<T>) {
-          WriteCollectionOf<T>(
-              visitor, ListKind,
-              [=](cls_MementoWrite& memento) {
-                T const tag{};
-                auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
-                for (int j = 0; j < count; ++j) builder->Append(SampleOf<T>(j + count));
-              },
-              lists[i++]);
-        });
-      };
-      Store().Save("root", object);
-    }
-    Step();
-    EXPECT_EQ(Store().ObjectCount(), 7);
+        ForListTypes(
+            [&]<class T>(std::type_identity<T>) { lists[i++] = StoredUid(visitor, FieldFor<T>("List")); });
+      });
+    WriteOrRewrite([&](cls_WriteVisitor const& visitor) {
+      std::size_t i = 0;
+      ForListTypes([&]<class T>(std::type_identity<T>) {
+        WriteCollectionOf<T>(
+            visitor, ListKind,
+            [=](cls_MementoWrite& memento) {
+              T const tag{};
+              auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
+              for (int j = 0; j < count; ++j) builder->Append(SampleOf<T>(j + count));
+            },
+            lists[i++]);
+      });
+    });
+    ExpectObjects(7);
     Read([=](cls_ReadVisitor const& visitor) {
       ForListTypes([&]<class T>(std::type_identity<T>) {
-        cls_ReadVisitor const child(visitor, FieldFor<T>("List"));
+        cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
         T tag{};
         auto const cursor = Receive(child.Memento()->MakeReadListPrim(&tag));
         ASSERT_EQ(cursor->Count(), count);
@@ -93,43 +86,36 @@ TEST_P(ContractOverwrite, AMapIsReplacedByASmallerOne) {
   COVERS(cls_MementoWrite, 32, 41);
   COVERS(cls_MementoRead, 36, 45);
   for (int const count : {5000, 10, 0, 3}) {
-    {
-      Scripted object;
-      cls_Uid ints;
-      cls_Uid strings;
-      if (Store().HasRoot("root")) {
-        auto const stored = LoadFields(Store(), [&](cls_ReadVisitor const& visitor) {
-          ints = StoredUid(visitor, FieldFor<int>(MapIntKind.m_Name));
-          strings = StoredUid(visitor, FieldFor<int>(MapStringKind.m_Name));
-        });
-        object.m_Uid = stored->m_Uid;
-      }
-      object.m_Write = [&](cls_WriteVisitor const& visitor) {
-        int const tag = 0;
-        WriteCollectionOf<int>(
-            visitor, MapIntKind,
-            [&](cls_MementoWrite& memento) {
-              auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
-              for (int i = 0; i < count; ++i) builder->Insert(i, i + count);
-            },
-            ints);
-        WriteCollectionOf<int>(
-            visitor, MapStringKind,
-            [&](cls_MementoWrite& memento) {
-              auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
-              for (int i = 0; i < count; ++i) builder->Insert(cow_String(std::to_string(i)), i - count);
-            },
-            strings);
-      };
-      Store().Save("root", object);
-    }
-    Step();
-    EXPECT_EQ(Store().ObjectCount(), 3);
+    cls_Uid intMap;
+    cls_Uid stringMap;
+    if (HasWritten())
+      Read([&](cls_ReadVisitor const& visitor) {
+        intMap = StoredUid(visitor, FieldFor<int>(MapIntKind.m_Name));
+        stringMap = StoredUid(visitor, FieldFor<int>(MapStringKind.m_Name));
+      });
+    WriteOrRewrite([&](cls_WriteVisitor const& visitor) {
+      int const tag = 0;
+      WriteCollectionOf<int>(
+          visitor, MapIntKind,
+          [&](cls_MementoWrite& memento) {
+            auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
+            for (int i = 0; i < count; ++i) builder->Insert(i, i + count);
+          },
+          intMap);
+      WriteCollectionOf<int>(
+          visitor, MapStringKind,
+          [&](cls_MementoWrite& memento) {
+            auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
+            for (int i = 0; i < count; ++i) builder->Insert(cow_String(std::to_string(i)), i - count);
+          },
+          stringMap);
+    });
+    ExpectObjects(3);
     Read([=](cls_ReadVisitor const& visitor) {
       int tag = 0;
-      cls_ReadVisitor const ints(visitor, FieldFor<int>(MapIntKind.m_Name));
+      cls_ReadVisitor const ints = ObjectIn(visitor, FieldFor<int>(MapIntKind.m_Name));
       auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
-      cls_ReadVisitor const strings(visitor, FieldFor<int>(MapStringKind.m_Name));
+      cls_ReadVisitor const strings = ObjectIn(visitor, FieldFor<int>(MapStringKind.m_Name));
       auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
       ASSERT_EQ(byInt->Count(), count);
       ASSERT_EQ(byString->Count(), count);
@@ -145,24 +131,15 @@ TEST_P(ContractOverwrite, AListOfObjectsIsReplacedByAShorterOne) {
   COVERS(cls_MementoWrite, 35);
   COVERS(cls_MementoRead, 39);
   for (int const count : {300, 2, 0, 4}) {
-    {
-      Scripted object;
-      cls_Uid list;
-      if (Store().HasRoot("root")) {
-        auto const stored = LoadFields(Store(), [&](cls_ReadVisitor const& visitor) {
-          list = StoredUid(visitor, FieldOf(ListObjKind.m_Name));
-        });
-        object.m_Uid = stored->m_Uid;
-      }
-      object.m_Write = [&](cls_WriteVisitor const& visitor) {
-        auto const builder =
-            Receive(visitor.Memento()->MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), list));
-        for (int i = 0; i < count; ++i)
-          WriteNumber(builder->MakeWriteObj(Scripted::TypeId(), cls_Uid()), i + count);
-      };
-      Store().Save("root", object);
-    }
-    Step();
+    cls_Uid list;
+    if (HasWritten())
+      Read([&](cls_ReadVisitor const& visitor) { list = StoredUid(visitor, FieldOf(ListObjKind.m_Name)); });
+    WriteOrRewrite([&](cls_WriteVisitor const& visitor) {
+      auto const builder =
+          Receive(visitor.Memento()->MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), list));
+      for (int i = 0; i < count; ++i)
+        WriteNumber(builder->MakeWriteObj(Scripted::TypeId(), cls_Uid()), i + count);
+    });
     Read([=](cls_ReadVisitor const& visitor) {
       auto const cursor = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
       ASSERT_EQ(cursor->Count(), count);
@@ -197,25 +174,17 @@ TEST_P(ContractOverwrite, ABlobIsReplacedByASmallerOneUnderItsIdentity) {
   COVERS(cls_MementoRead, 57);
   COVERS(cls_AgentBlob, 1, 2, 3, 4);
   for (int const size : {200'000, 10, 0, 70'000}) {
-    {
-      Scripted object;
-      cls_Uid blob;
-      if (Store().HasRoot("root")) {
-        auto const stored = LoadFields(
-            Store(), [&](cls_ReadVisitor const& visitor) { blob = StoredUid(visitor, FieldOf("Blob")); });
-        object.m_Uid = stored->m_Uid;
-      }
-      object.m_Write = [&](cls_WriteVisitor const& visitor) {
-        cls_BlobWriter const writer(visitor, FieldOf("Blob"), blob);
-        std::vector<char> const bytes(static_cast<std::size_t>(size), static_cast<char>(size % 100));
-        writer.Agent().Truncate(0);
-        writer.Agent().Write(0, size, bytes.data());
-        writer.Agent().EndFlush();
-      };
-      Store().Save("root", object);
-    }
-    Step();
-    EXPECT_EQ(Store().ObjectCount(), 2);
+    cls_Uid blob;
+    if (HasWritten())
+      Read([&](cls_ReadVisitor const& visitor) { blob = StoredUid(visitor, FieldOf("Blob")); });
+    WriteOrRewrite([&](cls_WriteVisitor const& visitor) {
+      cls_BlobWriter const writer(visitor, FieldOf("Blob"), blob);
+      std::vector<char> const bytes(static_cast<std::size_t>(size), static_cast<char>(size % 100));
+      writer.Agent().Truncate(0);
+      writer.Agent().Write(0, size, bytes.data());
+      writer.Agent().EndFlush();
+    });
+    ExpectObjects(2);
     Read([=](cls_ReadVisitor const& visitor) {
       cls_Uid uid;
       cls_BlobReader const reader(visitor, FieldOf("Blob"), uid);
@@ -233,21 +202,22 @@ TEST_P(ContractOverwrite, ARootIsReplacedByAnotherObject) {
   for (int const number : {1, 2}) {
     Write([=](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), number); });
     Read([=](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), number); });
-    EXPECT_EQ(Store().ObjectCount(), number) << "the previous object stays, without a name";
+    ExpectObjects(number, "the previous object stays, without a name");
   }
 }
 
 TEST_P(ContractOverwrite, ARemovedRootIsGoneAndItsNameIsFree) {
   COVERS(cls_MementoRead, 13);
+  CONTRACT_NEEDS(m_NamesRoots);
   for (char const* const name : {"a", "b", "c"})
     Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 1); }, name);
-  EXPECT_EQ(Store().Roots(), (std::vector<std::string>{"a", "b", "c"}));
-  EXPECT_TRUE(Store().RemoveRoot("b"));
+  EXPECT_EQ(Session().Roots(), (std::vector<std::string>{"a", "b", "c"}));
+  EXPECT_TRUE(Session().HasRoot("b"));
+  EXPECT_TRUE(Session().RemoveRoot("b"));
   Step();
-  EXPECT_FALSE(Store().RemoveRoot("b"));
-  EXPECT_FALSE(Store().HasRoot("b"));
-  EXPECT_EQ(Store().Roots(), (std::vector<std::string>{"a", "c"}));
-  MessageOf(sto_ErrorKind::NotFound, [&] { Read([](cls_ReadVisitor const&) {}, "b"); });
+  EXPECT_FALSE(Session().RemoveRoot("b"));
+  EXPECT_EQ(Session().Roots(), (std::vector<std::string>{"a", "c"}));
+  ExpectNoRoot("b");
   Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 2); }, "b");
   Read([](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 2); }, "b");
 }
@@ -271,13 +241,13 @@ TEST_P(ContractOverwrite, ASaveThatFailsLeavesWhatWasThere) {
   Step();
   Read([](cls_ReadVisitor const& visitor) {
     EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 0);
-    cls_ReadVisitor const child(visitor, FieldFor<int>("List"));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<int>("List"));
     int tag = 0;
     auto const cursor = Receive(child.Memento()->MakeReadListPrim(&tag));
     ASSERT_EQ(cursor->Count(), 5000);
     for (int i = 0; i < 5000; ++i) ASSERT_EQ(cursor->Next(), i);
   });
-  EXPECT_EQ(Store().ObjectCount(), 2);
+  ExpectObjects(2);
 }
 
 /// The collections of an object by name; they keep their identities when rewritten.
@@ -321,8 +291,8 @@ void ExpectMapsOfAllTypes(cls_ReadVisitor const& visitor, int count) {
   ForMapTypes([&]<class T>(std::type_identity<T>) {
     SCOPED_TRACE(ContractTypeName<T>);
     T tag{};
-    cls_ReadVisitor const ints(visitor, FieldFor<T>(MapIntKind.m_Name));
-    cls_ReadVisitor const strings(visitor, FieldFor<T>(MapStringKind.m_Name));
+    cls_ReadVisitor const ints = ObjectIn(visitor, FieldFor<T>(MapIntKind.m_Name));
+    cls_ReadVisitor const strings = ObjectIn(visitor, FieldFor<T>(MapStringKind.m_Name));
     auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
     auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
     ASSERT_EQ(byInt->Count(), count);
@@ -348,17 +318,14 @@ TEST_P(ContractOverwrite, MapsOfAllTypesAndIntTablesShrinkAndGrow) {
   KeptCollections kept;
   for (int const count : {2000, 10, 0, 3, 500}) {
     auto const write = [&](cls_WriteVisitor const& visitor) { WriteMapsOfAllTypes(visitor, kept, count); };
-    if (Store().HasRoot("root"))
-      Rewrite(write);
-    else
-      Write(write);
-    EXPECT_EQ(Store().ObjectCount(), 1 + 11) << "the same collections";
+    WriteOrRewrite(write);
+    ExpectObjects(1 + 11, "the same collections");
     Read([&](cls_ReadVisitor const& visitor) {
       ExpectMapsOfAllTypes(visitor, count);
       kept.Take(visitor);
     });
   }
-  EXPECT_EQ(Store().CollectGarbage(), 0);
+  EXPECT_TRUE(!Can().m_CollectsGarbage || Session().CollectGarbage() == 0);
 }
 
 TEST_P(ContractOverwrite, CollectionsOfObjectsShrinkAndReleaseTheirElements) {
@@ -380,13 +347,12 @@ TEST_P(ContractOverwrite, CollectionsOfObjectsShrinkAndReleaseTheirElements) {
         WriteNumber(strings->MakeWriteObj(cow_String(std::to_string(i)), id, cls_Uid()), i + count);
       }
     };
-    if (Store().HasRoot("root"))
-      Rewrite(write);
-    else
-      Write(write);
-    EXPECT_EQ(Store().CollectGarbage(), 3 * before) << "exactly the previous elements";
-    Step();
-    EXPECT_EQ(Store().ObjectCount(), 1 + 3 + 3 * count);
+    WriteOrRewrite(write);
+    if (Can().m_CollectsGarbage) {
+      EXPECT_EQ(Session().CollectGarbage(), 3 * before) << "exactly the previous elements";
+      Step();
+      ExpectObjects(1 + 3 + 3 * count);
+    }
     before = count;
     Read([&](cls_ReadVisitor const& visitor) {
       cls_MementoRead& memento = *visitor.Memento();
@@ -424,12 +390,9 @@ TEST_P(ContractOverwrite, ACollectionIsReplacedByOneOfAnotherWidth) {
                         for (int i = 0; i < 2 * width; ++i) builder->Append(SampleOf<double>(i + width));
                       });
     };
-    if (Store().HasRoot("root"))
-      Rewrite(write);
-    else
-      Write(write);
+    WriteOrRewrite(write);
     Read([&](cls_ReadVisitor const& visitor) {
-      cls_ReadVisitor const child(visitor, FieldOf("TableDouble"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf("TableDouble"));
       double tag = 0;
       auto const cursor = Receive(child.Memento()->MakeReadListPrim(&tag));
       EXPECT_EQ(cursor->RowWidth(), width);
@@ -437,7 +400,7 @@ TEST_P(ContractOverwrite, ACollectionIsReplacedByOneOfAnotherWidth) {
       for (int i = 0; i < 2 * width; ++i) ASSERT_EQ(cursor->Next(), SampleOf<double>(i + width));
       kept.Take(visitor);
     });
-    EXPECT_EQ(Store().ObjectCount(), 2);
+    ExpectObjects(2);
   }
 }
 
@@ -490,6 +453,7 @@ std::vector<Shrinking> EveryShrinking() {
 TEST_P(ContractOverwrite, RoomFreedByAShrunkCollectionIsReused) {
   COVERS(cls_MementoWrite, 23, 25, 30, 53);
   COVERS(cls_MementoRead, 3);
+  CONTRACT_NEEDS(m_ReusesRoom);
   constexpr int Count = 150'000;
   for (Shrinking const& shrinking : EveryShrinking()) {
     SCOPED_TRACE(shrinking.m_Name);
@@ -498,14 +462,14 @@ TEST_P(ContractOverwrite, RoomFreedByAShrunkCollectionIsReused) {
       return [&, count](cls_WriteVisitor const& visitor) { shrinking.m_Write(visitor, uid, count); };
     };
     Write(sized(Count));
-    std::int64_t const size = Store().SizeBytes();
+    std::int64_t const size = Session().SizeBytes();
     Read([&](cls_ReadVisitor const& visitor) { uid = StoredUid(visitor, FieldOf(shrinking.m_Field)); });
     Rewrite(sized(1));
     uid = cls_Uid();
     Write(sized(Count), "other");
-    EXPECT_LE(Store().SizeBytes(), size + size / 4);
-    for (char const* const root : {"root", "other"}) Store().RemoveRoot(root);
-    EXPECT_EQ(Store().CollectGarbage(), 4);
+    EXPECT_LE(Session().SizeBytes(), size + size / 4);
+    for (char const* const root : {"root", "other"}) Session().RemoveRoot(root);
+    EXPECT_EQ(Session().CollectGarbage(), 4);
     Step();
   }
 }

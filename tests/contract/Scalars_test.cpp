@@ -6,93 +6,86 @@
 
 namespace {
 
-CONTRACT_SUITE(ContractScalars);
-
-/// Twenty values through the slots of their type, each in a separate object.
-template <class T> struct RoundTrip {
-  static constexpr int Count = 20;
-  static std::string Root(int i) { return "value " + std::to_string(i); }
-  static void Write(sto_Store& store) {
-    sto_Transaction transaction(store);
-    for (int i = 0; i < Count; ++i)
-      SaveFields(
-          store,
-          [i](cls_WriteVisitor const& visitor) { visitor.Memento()->Write(FieldFor<T>(), SampleOf<T>(i)); },
-          Root(i));
-    transaction.Commit();
-  }
-  static void Read(sto_Store& store) {
+class ContractScalars : public ContractTest {
+ protected:
+  /// Twenty values through the slots of their type, each in a separate object.
+  template <class T> void ExpectRoundTrip() {
+    constexpr int Count = 20;
+    auto const root = [](int i) { return "value " + std::to_string(i); };
+    InTransaction(Session(), [&] {
+      for (int i = 0; i < Count; ++i)
+        Save(Session(), Scripted([i](cls_WriteVisitor const& visitor) {
+               visitor.Memento()->Write(FieldFor<T>(), SampleOf<T>(i));
+             }),
+             root(i));
+    });
+    Step();
     T const other = SampleOf<T>(Count + 5);
     for (int i = 0; i < Count; ++i)
-      static_cast<void>(LoadFields(
-          store,
+      Read(
           [&](cls_ReadVisitor const& visitor) {
             EXPECT_TRUE(IsSameValue(visitor.Memento()->Read(FieldFor<T>(), other), SampleOf<T>(i))) << i;
             EXPECT_TRUE(IsSameValue(visitor.Memento()->Read(FieldOf("Absent"), other), other)) << i;
           },
-          Root(i)));
+          root(i));
   }
 };
-
-#define EXPECT_ROUND_TRIP(Type)                                                                              \
-  RoundTrip<Type>::Write(Store());                                                                           \
-  Step();                                                                                                    \
-  RoundTrip<Type>::Read(Store())
+CONTRACT_FIXTURE(ContractScalars);
 
 TEST_P(ContractScalars, BoolsComeBack) {
   COVERS(cls_MementoWrite, 6);
   COVERS(cls_MementoRead, 6);
-  EXPECT_ROUND_TRIP(bool);
+  ExpectRoundTrip<bool>();
 }
 TEST_P(ContractScalars, StringsComeBack) {
   COVERS(cls_MementoWrite, 7);
   COVERS(cls_MementoRead, 9);
-  EXPECT_ROUND_TRIP(cow_String);
+  ExpectRoundTrip<cow_String>();
 }
 TEST_P(ContractScalars, FloatsComeBack) {
   COVERS(cls_MementoWrite, 8);
   COVERS(cls_MementoRead, 10);
-  EXPECT_ROUND_TRIP(float);
+  ExpectRoundTrip<float>();
 }
 TEST_P(ContractScalars, DoublesComeBack) {
   COVERS(cls_MementoWrite, 9);
   COVERS(cls_MementoRead, 11);
-  EXPECT_ROUND_TRIP(double);
+  ExpectRoundTrip<double>();
 }
 TEST_P(ContractScalars, UnsignedIntsComeBack) {
   COVERS(cls_MementoWrite, 10);
   COVERS(cls_MementoRead, 12);
-  EXPECT_ROUND_TRIP(unsigned int);
+  ExpectRoundTrip<unsigned int>();
 }
 TEST_P(ContractScalars, IntsComeBack) {
   COVERS(cls_MementoWrite, 11);
   COVERS(cls_MementoRead, 13);
-  EXPECT_ROUND_TRIP(int);
+  ExpectRoundTrip<int>();
 }
 TEST_P(ContractScalars, SignedCharsComeBack) {
   COVERS(cls_MementoWrite, 12);
   COVERS(cls_MementoRead, 14);
-  EXPECT_ROUND_TRIP(signed char);
+  ExpectRoundTrip<signed char>();
 }
 TEST_P(ContractScalars, ShortsComeBack) {
   COVERS(cls_MementoWrite, 13);
   COVERS(cls_MementoRead, 15);
-  EXPECT_ROUND_TRIP(short);
+  ExpectRoundTrip<short>();
 }
 TEST_P(ContractScalars, UnsignedShortsComeBack) {
   COVERS(cls_MementoWrite, 14);
   COVERS(cls_MementoRead, 16);
-  EXPECT_ROUND_TRIP(unsigned short);
+  ExpectRoundTrip<unsigned short>();
 }
 TEST_P(ContractScalars, LongLongsComeBack) {
   COVERS(cls_MementoWrite, 15);
   COVERS(cls_MementoRead, 17);
-  EXPECT_ROUND_TRIP(long long);
+  ExpectRoundTrip<long long>();
 }
 TEST_P(ContractScalars, UnsignedLongLongsComeBack) {
   COVERS(cls_MementoWrite, 16);
   COVERS(cls_MementoRead, 18);
-  EXPECT_ROUND_TRIP(unsigned long long);
+  ExpectRoundTrip<unsigned long long>();
 }
 
 TEST_P(ContractScalars, EnumerationsComeBackAsTheirInt) {
@@ -117,7 +110,7 @@ TEST_P(ContractScalars, AReferenceIsTheIdentityOfTheObjectThatItNames) {
   });
   Read([](cls_ReadVisitor const& visitor) {
     cls_Uid const named = visitor.Memento()->ReadReference(FieldOf("Reference"));
-    cls_ReadVisitor const child(visitor, FieldOf("Object"));
+    cls_ReadVisitor const child = ObjectIn(visitor, FieldOf("Object"));
     EXPECT_EQ(named.Entry(), child.Memento()->GetUid().Entry());
     EXPECT_NE(named.Entry(), visitor.Memento()->GetUid().Entry());
   });
@@ -176,7 +169,7 @@ TEST_P(ContractScalars, ASecondWriteOfAFieldReplacesTheFirst) {
           << ContractTypeName<T>;
     });
     EXPECT_EQ(memento.ReadEnum(FieldOf("Enum")), 6);
-    cls_ReadVisitor const second(visitor, FieldOf("Second"));
+    cls_ReadVisitor const second = ObjectIn(visitor, FieldOf("Second"));
     EXPECT_EQ(memento.ReadReference(FieldOf("Reference")).Entry(), second.GetUid().Entry());
     std::array<char, 10> bytes{};
     EXPECT_EQ(memento.ReadBytes(FieldOf("Bytes"), bytes.data(), 10), 5);
@@ -237,7 +230,7 @@ TEST_P(ContractScalars, EveryObjectOfADatabaseHasItsName) {
       if (i == 0) first = visitor.Memento()->DbId();
       EXPECT_EQ(visitor.Memento()->DbId(), first);
       EXPECT_FALSE(first.IsEmpty());
-      cls_ReadVisitor const child(visitor, FieldOf("Object"));
+      cls_ReadVisitor const child = ObjectIn(visitor, FieldOf("Object"));
       EXPECT_EQ(child.Memento()->DbId(), first);
     });
     Step();

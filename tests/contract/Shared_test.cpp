@@ -3,20 +3,32 @@
 #include "persist/backend/cls_AgentRequest.h"
 #include "persist/backend/cls_ReadObjects.h"
 #include "persist/backend/cls_WriteObjects.h"
-#include "tests/contract/ContractTest.h"
+#include "tests/contract/ContractGraph.h"
 
 // Objects reached several times, cycles, and the brackets around shared pointers.
 
 namespace {
 
-CONTRACT_SUITE(ContractShared);
+class ContractShared : public ContractTest {
+ protected:
+  /// The node that a root holds, built with all that it leads to.
+  std::shared_ptr<GraphNode> NodeOf(LoadedGraph& graph, std::string_view root = "root") {
+    std::shared_ptr<GraphNode> node;
+    Read([&](cls_ReadVisitor const& visitor) { node = graph.Node(visitor, FieldOf("Object")); }, root);
+    if (node == nullptr) throw std::runtime_error("the root holds no node");
+    return node;
+  }
+};
+CONTRACT_FIXTURE(ContractShared);
+
+using Nodes = std::vector<std::shared_ptr<GraphNode>>;
 
 /// A complete binary tree of `count` nodes; each also refers back to its parent.
-std::vector<std::shared_ptr<Node>> MakeTree(int count) {
-  std::vector<std::shared_ptr<Node>> nodes;
-  for (int i = 0; i < count; ++i) nodes.push_back(std::make_shared<Node>(i));
+Nodes MakeTree(int count) {
+  Nodes nodes;
+  for (int i = 0; i < count; ++i) nodes.push_back(std::make_shared<GraphNode>(i));
   for (std::size_t i = 1; i < nodes.size(); ++i) {
-    Node& above = *nodes[(i - 1) / 2];
+    GraphNode& above = *nodes[(i - 1) / 2];
     (i % 2 == 1 ? above.m_Left : above.m_Right) = nodes[i];
     nodes[i]->m_Back = nodes[(i - 1) / 2];
   }
@@ -27,14 +39,15 @@ TEST_P(ContractShared, TenThousandObjectsThatPointBackAreWrittenOnceAndLoadAsOne
   COVERS(cls_MementoWrite, 3);
   COVERS(cls_MementoRead, 3, 5, 7);
   constexpr int Count = 10'000;
-  Store().Save("root", *MakeTree(Count).front());
-  Step();
-  EXPECT_EQ(Store().ObjectCount(), Count);
-  std::shared_ptr<Node> const root = Store().LoadShared<Node>("root");
-  std::vector<Node*> level{root.get()};
-  std::set<Node*> seen;
+  Nodes const tree = MakeTree(Count);
+  Write(HoldingNode(tree.front()));
+  ExpectObjects(1 + Count);
+  LoadedGraph graph;
+  std::shared_ptr<GraphNode> const root = NodeOf(graph);
+  std::vector<GraphNode*> level{root.get()};
+  std::set<GraphNode*> seen;
   for (std::size_t i = 0; i < level.size(); ++i) {
-    Node* const node = level[i];
+    GraphNode* const node = level[i];
     ASSERT_EQ(node->m_Value, static_cast<int>(i));
     ASSERT_TRUE(seen.insert(node).second);
     for (auto const& child : {node->m_Left, node->m_Right}) {
@@ -50,28 +63,30 @@ TEST_P(ContractShared, TenThousandFieldsThatHoldOneObjectHoldTheSame) {
   COVERS(cls_MementoWrite, 3);
   COVERS(cls_MementoRead, 3, 7);
   constexpr int Count = 10'000;
-  auto const shared = std::make_shared<Node>(-5);
+  auto const shared = std::make_shared<GraphNode>(-5);
   auto const nodes = MakeTree(Count);
   for (auto const& node : nodes) node->m_Back = shared;
-  nodes.front()->m_Back = std::weak_ptr<Node>();
-  auto const top = std::make_shared<Node>(7);
+  nodes.front()->m_Back.reset();
+  auto const top = std::make_shared<GraphNode>(7);
   top->m_Left = shared; // loaded first, and held
   top->m_Right = nodes.front();
-  Store().Save("root", *top);
-  Reopen();
-  EXPECT_EQ(Store().ObjectCount(), Count + 2);
-  std::shared_ptr<Node> const loaded = Store().LoadShared<Node>("root");
-  Node const* const held = loaded->m_Left.get();
+  Write(HoldingNode(top));
+  ReopenIfPossible();
+  ExpectObjects(1 + Count + 2);
+  LoadedGraph graph;
+  std::shared_ptr<GraphNode> const loaded = NodeOf(graph);
+  GraphNode const* const held = loaded->m_Left.get();
   ASSERT_NE(held, nullptr);
   EXPECT_EQ(held->m_Value, -5);
   int count = 0;
-  std::vector<Node const*> open{loaded->m_Right->m_Left.get(), loaded->m_Right->m_Right.get()};
+  ASSERT_NE(loaded->m_Right, nullptr);
+  std::vector<GraphNode const*> open{loaded->m_Right->m_Left.get(), loaded->m_Right->m_Right.get()};
   while (!open.empty()) {
-    Node const* const node = open.back();
+    GraphNode const* const node = open.back();
     open.pop_back();
     if (node == nullptr) continue;
     ASSERT_EQ(node->m_Back.lock().get(), held);
-    ++count;
+    ASSERT_LT(++count, Count);
     open.push_back(node->m_Left.get());
     open.push_back(node->m_Right.get());
   }
@@ -82,13 +97,13 @@ TEST_P(ContractShared, AnObjectThatHoldsItselfComesBackHoldingItself) {
   COVERS(cls_MementoWrite, 3);
   COVERS(cls_MementoRead, 3, 7);
   {
-    auto const node = std::make_shared<Node>(5);
+    auto const node = std::make_shared<GraphNode>(5);
     node->m_Back = node;
-    Store().Save("root", *node);
+    Write(HoldingNode(node));
   }
-  Step();
-  EXPECT_EQ(Store().ObjectCount(), 1);
-  std::shared_ptr<Node> const node = Store().LoadShared<Node>("root");
+  ExpectObjects(2);
+  LoadedGraph graph;
+  std::shared_ptr<GraphNode> const node = NodeOf(graph);
   EXPECT_EQ(node->m_Back.lock().get(), node.get());
   EXPECT_EQ(node->m_Value, 5);
 }
@@ -98,17 +113,20 @@ TEST_P(ContractShared, ARingOfObjectsComesBackAsARing) {
   COVERS(cls_MementoRead, 3, 7);
   constexpr int Count = 300;
   {
-    std::vector<std::shared_ptr<Node>> ring;
-    for (int i = 0; i < Count; ++i) ring.push_back(std::make_shared<Node>(i));
+    Nodes ring;
+    for (int i = 0; i < Count; ++i) ring.push_back(std::make_shared<GraphNode>(i));
     for (std::size_t i = 0; i + 1 < ring.size(); ++i) ring[i]->m_Right = ring[i + 1];
     ring.back()->m_Back = ring.front();
-    Store().Save("root", *ring.front());
+    Write(HoldingNode(ring.front()));
   }
-  Step();
-  EXPECT_EQ(Store().ObjectCount(), Count);
-  std::shared_ptr<Node> const first = Store().LoadShared<Node>("root");
-  Node const* node = first.get();
-  for (int i = 1; i < Count; ++i) node = node->m_Right.get();
+  ExpectObjects(1 + Count);
+  LoadedGraph graph;
+  std::shared_ptr<GraphNode> const first = NodeOf(graph);
+  GraphNode const* node = first.get();
+  for (int i = 1; i < Count; ++i) {
+    node = node->m_Right.get();
+    ASSERT_NE(node, nullptr) << i;
+  }
   EXPECT_EQ(node->m_Value, Count - 1);
   EXPECT_EQ(node->m_Back.lock().get(), first.get());
 }
@@ -126,7 +144,7 @@ TEST_P(ContractShared, ACycleOfMementosIsReadAsOftenAsItIsFollowed) {
       cls_WriteVisitor const back(child, FieldOf("Object"), nullptr, nullptr);
       EXPECT_EQ(back.StartWrite(Scripted::TypeId(), object.m_Uid), 0);
     };
-    Store().Save("root", object);
+    Save(Session(), object);
   }
   Step();
   Read([](cls_ReadVisitor const& visitor) {
@@ -141,20 +159,23 @@ TEST_P(ContractShared, ACycleOfMementosIsReadAsOftenAsItIsFollowed) {
 
 TEST_P(ContractShared, TwoRootsShareAnObject) {
   COVERS(cls_MementoRead, 3, 7);
-  auto const shared = std::make_shared<Node>(3);
-  {
-    Node first(1);
-    Node second(2);
-    first.m_Left = second.m_Left = shared;
-    sto_Transaction transaction(Store());
-    Store().Save("first", first);
-    Store().Save("second", second);
-    transaction.Commit();
-  }
+  auto const shared = std::make_shared<GraphNode>(3);
+  InTransaction(Session(), [&] {
+    int value = 1;
+    for (char const* const name : {"first", "second"}) {
+      auto const node = std::make_shared<GraphNode>(value++);
+      node->m_Left = shared;
+      Save(Session(), Scripted(HoldingNode(node)), name);
+    }
+  });
   Step();
-  EXPECT_EQ(Store().ObjectCount(), 3);
-  auto const first = Store().LoadShared<Node>("first");
-  auto const second = Store().LoadShared<Node>("second");
+  ExpectObjects(2 + 3);
+  LoadedGraph one;
+  LoadedGraph two;
+  std::shared_ptr<GraphNode> const first = NodeOf(one, "first");
+  std::shared_ptr<GraphNode> const second = NodeOf(two, "second");
+  ASSERT_NE(first->m_Left, nullptr);
+  ASSERT_NE(second->m_Left, nullptr);
   EXPECT_EQ(first->m_Left->m_Value, 3);
   EXPECT_EQ(first->m_Left->m_Uid.Entry(), second->m_Left->m_Uid.Entry());
 }
@@ -172,8 +193,8 @@ TEST_P(ContractShared, ABracketAroundASharedObjectChangesNothingOfIt) {
     }
   });
   Read([](cls_ReadVisitor const& visitor) {
-    cls_ReadVisitor const first(visitor, FieldOf("Object"));
-    cls_ReadVisitor const second(visitor, FieldOf("Second"));
+    cls_ReadVisitor const first = ObjectIn(visitor, FieldOf("Object"));
+    cls_ReadVisitor const second = ObjectIn(visitor, FieldOf("Second"));
     EXPECT_EQ(first.Read(FieldFor<int>(), -1), 8);
     EXPECT_EQ(second.Read(FieldFor<int>(), -1), 8);
     EXPECT_EQ(first.GetUid().Entry(), second.GetUid().Entry());
@@ -222,7 +243,7 @@ TEST_P(ContractShared, TenThousandObjectsAreSharedByAListAndTwoMaps) {
       ASSERT_EQ(strings->MakeWriteObj(cow_String(std::to_string(i)), id, uid), nullptr);
     }
   });
-  EXPECT_EQ(Store().ObjectCount(), 1 + 3 + Count);
+  ExpectObjects(1 + 3 + Count);
   Read([](cls_ReadVisitor const& visitor) {
     cls_MementoRead& memento = *visitor.Memento();
     auto const list = Receive(memento.MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
@@ -259,7 +280,7 @@ TEST_P(ContractShared, BracketsAroundElementsChangeNothingOfThem) {
       if (i == 0) element.Write(FieldFor<int>(), 6);
     }
   });
-  EXPECT_EQ(Store().ObjectCount(), 3);
+  ExpectObjects(3);
   Read([](cls_ReadVisitor const& visitor) {
     auto const list = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
     ASSERT_EQ(list->Count(), 3);
@@ -274,7 +295,7 @@ TEST_P(ContractShared, ABracketThatAFailureLeavesOpenDisturbsNoLaterSave) {
                  throw std::runtime_error("within the bracket");
                }),
                std::runtime_error);
-  EXPECT_EQ(Store().ObjectCount(), 0);
+  ExpectObjects(0);
   Write([](cls_WriteVisitor const& visitor) { visitor.Write(FieldFor<int>(), 5); });
   Read([](cls_ReadVisitor const& visitor) { EXPECT_EQ(visitor.Read(FieldFor<int>(), -1), 5); });
 }

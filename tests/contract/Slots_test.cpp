@@ -1,5 +1,6 @@
 #include <fstream>
 #include <sstream>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
@@ -25,16 +26,18 @@ TEST(ContractSlots, WhatIsCoveredIsASlot) {
     EXPECT_TRUE(slots.contains(slot)) << slot.first << " " << slot.second;
 }
 
-TEST(ContractSlots, EveryTestOfAStoreStatesWhatItCovers) {
+TEST(ContractSlots, EveryTestOfABackEndStatesWhatItCovers) {
   std::set<std::string> const stating = ContractCoverage::Instance().Tests();
   testing::UnitTest const& program = *testing::UnitTest::GetInstance();
   for (int i = 0; i < program.total_test_suite_count(); ++i) {
     testing::TestSuite const& suite = *program.GetTestSuite(i);
     std::string const name = suite.name();
-    if (!name.starts_with("Stores/")) continue;
+    if (!name.starts_with("BackEnds/")) continue;
     for (int j = 0; j < suite.total_test_count(); ++j) {
       std::string const test = suite.GetTestInfo(j)->name();
-      EXPECT_TRUE(stating.contains(name.substr(7) + "." + test.substr(0, test.find('/')))) << name << test;
+      EXPECT_TRUE(stating.contains(name.substr(std::string_view("BackEnds/").size()) + "." +
+                                   test.substr(0, test.find('/'))))
+          << name << test;
     }
   }
 }

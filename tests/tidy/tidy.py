@@ -86,6 +86,8 @@ MARKERS = [
     (re.compile(r"^\s*#\s*if\s+" + r"0\b"), "switched-off code"),
     (re.compile(r"^(<{7}|>{7}|\|{7})(\s|$)"), "merge conflict"),
 ]
+# The one header that may skip a test, where a back end under test lacks an ability; its program counts them.
+MAY_SKIP = "tests/contract/ContractTest.h"
 CONFLICT_MIDDLE = re.compile(r"^={7}$")  # in Markdown this also underlines headings
 
 INCLUDE = re.compile(r"^[ \t]*#[ \t]*include\b[ \t]*(?P<what>.*?)[ \t]*$", re.MULTILINE)
@@ -289,6 +291,8 @@ def check_markers(tree: Tree) -> Iterator[Finding]:
             continue
         for number, line in enumerate(tree.text(path).splitlines(), start=1):
             for pattern, kind in MARKERS:
+                if path == MAY_SKIP and kind == "skipped test":
+                    continue
                 if match := pattern.search(line):
                     yield Finding(path, number, f"{kind}: {match[0].strip()}")
             if suffix(path) != ".md" and CONFLICT_MIDDLE.match(line):

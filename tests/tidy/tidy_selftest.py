@@ -258,6 +258,13 @@ class Markers(TreeTest):
     GOOD = ["mktemp -t name.XX" + "XXXX", "method", "#if 01 // never", "#if defined(A)", "std::cout <" + "< a", "=" * 8,
             "HA" + "CKSAW", "int DISABLED = 0;"]
 
+    def test_one_header_may_skip_tests(self) -> None:
+        skip = "GTEST" + "_SKIP();\n"
+        self.assert_clean(tidy.check_markers, {tidy.MAY_SKIP: skip})
+        self.assert_finding(tidy.check_markers, {"tests/contract/Lists_test.cpp": skip}, "tests/contract/Lists_test.cpp:1:",
+                            "skipped test")
+        self.assert_finding(tidy.check_markers, {tidy.MAY_SKIP: "FIX" + "ME"}, f"{tidy.MAY_SKIP}:1:", "leftover marker")
+
     def test_each_marker_is_found(self) -> None:
         for bad in self.BAD:
             for path in ["persist/a.cpp", "scripts/a.sh", "cmake/a.cmake", "CMakeLists.txt", "tests/a/b.py"]:

@@ -9,6 +9,7 @@
 #include "metadata/cls_ClassRegistrar.h"
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "store/sto_Store.h"
+#include "tests/support/PersistedClasses.h"
 
 // Persisted classes of the store's tests.
 
@@ -17,30 +18,6 @@ inline sto_Options Strict(sto_Options options = {}) {
   options.m_Strict = true;
   return options;
 }
-
-/// An object whose fields the test itself writes and reads.
-class Scripted {
- public:
-  using WriteFields = std::function<void(cls_WriteVisitor const&)>;
-  using ReadFields = std::function<void(cls_ReadVisitor const&)>;
-
-  static constexpr unsigned int TypeId() noexcept { return 0x700001; }
-
-  Scripted() = default;
-  explicit Scripted(WriteFields write) : m_Write(std::move(write)) {}
-  explicit Scripted(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
-    if (s_Read) s_Read(visitor);
-  }
-
-  void DBWrite(cls_WriteVisitor const& visitor) const {
-    if (!visitor.StartWrite(TypeId(), m_Uid)) return;
-    if (m_Write) m_Write(visitor);
-  }
-
-  WriteFields m_Write;
-  cls_Uid m_Uid;
-  static inline ReadFields s_Read; ///< called by the reading constructor
-};
 
 /// A node of a graph, with three fields for other nodes.
 class Node {
@@ -74,54 +51,6 @@ class Node {
   }
 };
 
-/// Three levels of inheritance, each with a field of the same name and its own identity.
-class Bottom {
- public:
-  static constexpr unsigned int TypeId() noexcept { return 0x700003; }
-  Bottom() = default;
-  explicit Bottom(cls_ReadVisitor const& visitor)
-      : m_BottomValue(visitor.Read(cls_FieldHandle(0, "m_Value"_cow), -1)), m_BottomUid(visitor.GetUid()) {}
-  void DBWrite(cls_WriteVisitor const& visitor) const {
-    if (!visitor.StartWrite(TypeId(), m_BottomUid)) return;
-    visitor.Write(cls_FieldHandle(0, "m_Value"_cow), m_BottomValue);
-  }
-  int m_BottomValue = 0;
-  cls_Uid m_BottomUid;
-};
-
-class Middle : public Bottom {
- public:
-  static constexpr unsigned int TypeId() noexcept { return 0x700004; }
-  Middle() = default;
-  explicit Middle(cls_ReadVisitor const& visitor)
-      : Bottom(cls_ReadVisitor(visitor)),
-        m_MiddleValue(visitor.Read(cls_FieldHandle(0, "m_Value"_cow), cow_String("absent"))),
-        m_MiddleUid(visitor.GetUid()) {}
-  void DBWrite(cls_WriteVisitor const& visitor) const {
-    if (!visitor.StartWrite(TypeId(), m_MiddleUid)) return;
-    Bottom::DBWrite(cls_WriteVisitor(visitor, Bottom::TypeId()));
-    visitor.Write(cls_FieldHandle(0, "m_Value"_cow), m_MiddleValue);
-  }
-  cow_String m_MiddleValue;
-  cls_Uid m_MiddleUid;
-};
-
-class Top : public Middle {
- public:
-  static constexpr unsigned int TypeId() noexcept { return 0x700005; }
-  Top() = default;
-  explicit Top(cls_ReadVisitor const& visitor)
-      : Middle(cls_ReadVisitor(visitor)), m_TopValue(visitor.Read(cls_FieldHandle(0, "m_Value"_cow), -1.0)),
-        m_TopUid(visitor.GetUid()) {}
-  void DBWrite(cls_WriteVisitor const& visitor) const {
-    if (!visitor.StartWrite(TypeId(), m_TopUid)) return;
-    Middle::DBWrite(cls_WriteVisitor(visitor, Middle::TypeId()));
-    visitor.Write(cls_FieldHandle(0, "m_Value"_cow), m_TopValue);
-  }
-  double m_TopValue = 0;
-  cls_Uid m_TopUid;
-};
-
 // The declarations do not say how objects are built, because some tests request them as other C++ classes.
 
 inline void DeclareNode(cls_ClassRegistrar& registrar, int version = 1) {
@@ -130,25 +59,6 @@ inline void DeclareNode(cls_ClassRegistrar& registrar, int version = 1) {
       .AddAttribute(cls_FieldHandle(1, "m_Left"_cow), ATTR_OBJECT, 1, COLLECTION_NONE)
       .AddAttribute(cls_FieldHandle(2, "m_Right"_cow), ATTR_OBJECT, 1, COLLECTION_NONE)
       .AddAttribute(cls_FieldHandle(3, "m_Back"_cow), ATTR_OBJECT, 1, COLLECTION_NONE);
-}
-
-/// A type of the host, which accepts every value.
-inline constexpr auto AnyType = static_cast<cls_AttributeType>(9000);
-
-/// Declares Bottom, Middle and Top in these versions, with the extra attributes that tests write into the
-/// lower two.
-inline void DeclareLevels(cls_ClassRegistrar& registrar, int bottom, int middle, int top) {
-  cls_FieldHandle const value(0, "m_Value"_cow);
-  registrar.CreateClassMD("Bottom"_cow, Bottom::TypeId(), bottom, nullptr, 1)
-      .AddAttribute(value, ATTR_INT, 1, COLLECTION_NONE)
-      .AddAttribute(cls_FieldHandle("m_Late"_cow), ATTR_INT, 1, COLLECTION_NONE);
-  registrar.CreateClassMD("Middle"_cow, Middle::TypeId(), middle, nullptr, Bottom::TypeId())
-      .AddAttribute(value, ATTR_STRING, 1, COLLECTION_NONE)
-      .AddAttribute(cls_FieldHandle("m_Text"_cow), ATTR_STRING, 1, COLLECTION_NONE)
-      .AddAttribute(cls_FieldHandle("m_List"_cow), ATTR_INT, 1, COLLECTION_LIST_INT)
-      .AddAttribute(cls_FieldHandle("m_Node"_cow), ATTR_OBJECT, 1, COLLECTION_NONE);
-  registrar.CreateClassMD("Top"_cow, Top::TypeId(), top, nullptr, Middle::TypeId())
-      .AddAttribute(value, ATTR_DOUBLE, 1, COLLECTION_NONE);
 }
 
 /// Declares Scripted, with the given base class and all attribute names that the tests use: lists of int
