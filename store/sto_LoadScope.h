@@ -4,7 +4,7 @@
 
 #include "platform/kvl_Export.h"
 
-class sto_LoadedObjects;
+class cls_LoadedObjects;
 class sto_Store;
 
 /// While a scope is open, each stored object is one object in memory across all loads of a store. Without a
@@ -33,5 +33,5 @@ class KVL_EXPORT sto_LoadScope {
   sto_LoadScope& operator=(sto_LoadScope const&) = delete;
 
  private:
-  std::shared_ptr<sto_LoadedObjects> m_Loaded;
+  std::shared_ptr<cls_LoadedObjects> m_Loaded;
 };

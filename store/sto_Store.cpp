@@ -50,23 +50,6 @@ void RefuseMistakes(std::string const& location, cls_ClassRegistrar const& regis
   if (!message.empty()) sto_Raise(sto_ErrorKind::Misuse, location + ": " + message);
 }
 
-/// One load: at its end it forgets its shared objects, unless a scope keeps them.
-class OneLoad {
- public:
-  explicit OneLoad(sto_LoadedObjects& loaded) noexcept : m_Loaded(loaded) { m_Loaded.Enter(); }
-  OneLoad(OneLoad const&) = delete;
-  OneLoad& operator=(OneLoad const&) = delete;
-  ~OneLoad() {
-    if (!m_IsComplete) m_Loaded.Abandon();
-    m_Loaded.Leave();
-  }
-  void Complete() noexcept { m_IsComplete = true; }
-
- private:
-  sto_LoadedObjects& m_Loaded;
-  bool m_IsComplete = false;
-};
-
 /// Raises why a store was not copied, with the names of both.
 [[noreturn]] void RaiseNotCopied(sto_Session const& session, std::string const& location,
                                  sto_Exception const& failure) {
@@ -145,7 +128,7 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
 
 void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*, cls_ReadVisitor const&)) {
   sto_OwnTransaction transaction(Session(), false);
-  OneLoad load(Session().Loaded());
+  cls_OneLoad load(Session().Loaded());
   std::optional<std::int64_t> const id = Session().Driver().FindRoot(root);
   if (!id) Session().Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
   if (!Session().IsGivenOut(*id))

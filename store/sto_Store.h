@@ -150,10 +150,7 @@ class KVL_EXPORT sto_Store {
   /// - Damaged, Busy, Unavailable.
   template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::string_view root) {
     std::unique_ptr<T> object;
-    LoadWith(root, [&object](cls_ReadVisitor const& visitor) {
-      sto_HoldUnshared(visitor, typeid(T));
-      object = sto_Construct<T>(visitor);
-    });
+    LoadWith(root, [&object](cls_ReadVisitor const& visitor) { object = cls_ConstructRoot<T>(visitor); });
     return object;
   }
 
@@ -161,7 +158,7 @@ class KVL_EXPORT sto_Store {
   /// with sto_ReadShared. In an open sto_LoadScope that has the object, returns that object.
   template <class T> [[nodiscard]] std::shared_ptr<T> LoadShared(std::string_view root) {
     std::shared_ptr<T> object;
-    LoadWith(root, [&object](cls_ReadVisitor const& visitor) { object = sto_ConstructShared<T>(visitor); });
+    LoadWith(root, [&object](cls_ReadVisitor const& visitor) { object = cls_ConstructShared<T>(visitor); });
     return object;
   }
 

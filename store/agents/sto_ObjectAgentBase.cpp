@@ -17,6 +17,8 @@ class ElementMemento final : public sto_MementoRead {
   std::shared_ptr<sto_ElementRead> m_Read;
 };
 
+cls_StoredMementoType<ElementMemento> const s_DeclaredType;
+
 } // namespace
 
 void sto_ObjectAgentBase::CheckChange() const {

@@ -14,6 +14,8 @@
 
 namespace {
 
+cls_StoredMementoType<sto_MementoRead> const s_DeclaredType;
+
 std::string NameOf(cls_FieldHandle const& field) {
   return field.Name().IsEmpty() ? "number " + std::to_string(field.FieldId())
                                 : std::string(field.Name().View());

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "persist/backend/cls_TypedMementoRead.h"
+#include "persist/pointers/cls_StoredObject.h"
 #include "store/format/sto_CollectionShape.h"
 #include "store/session/sto_ChangedBase.h"
 #include "store/session/sto_Session.h"
@@ -15,7 +16,7 @@
 /// A number can be read as any type that can hold it: an integer as a wider integer, a float as a double. The
 /// 32-bit types (signed, unsigned, enumeration) can be read as each other, bit by bit. Every other mismatch
 /// is WrongClass.
-class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
+class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls_StoredObject {
  public:
   /// Reads the first part of a record, or an absent object if `record` is null. `depth` is the number of
   /// objects that hold the object, one inside another.
@@ -53,9 +54,10 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead> {
     return m_Record == nullptr ? 0 : m_Record->Parts()[0].m_Id;
   }
 
+  [[nodiscard]] Place StoredAt() noexcept override { return {&m_Session, Id()}; }
   /// Notes that the metadata of the stored version builds the object. If the object's base classes have
   /// changed, it can only be read if that metadata knows the old ones.
-  void NoteBuiltByMetadata();
+  void NoteBuiltByMetadata() override;
 
   cow_String DbId() override;
   cls_Uid const& GetUid() override;

@@ -2,6 +2,7 @@
 
 #include "errors/nex_ClassMetadata.h"
 #include "persist/adapters/cls_TypeAdapter.h"
+#include "persist/pointers/cls_RegistrarSource.h"
 #include "store/base/sto_Exception.h"
 #include "wrappers/cls_xpString.h"
 #include "wrappers/cls_xpTrString.h"
@@ -63,10 +64,7 @@ cls_ClassMetadata const* sto_Classes::ForVersion(unsigned int classId, int versi
 }
 
 cls_ClassMetadata const* sto_Classes::FindVersion(unsigned int classId, int version) const {
-  cls_ClassRegistrar const& registrar = RegistrarOf(classId);
-  if (registrar.ClassVersionIsPresent(classId, version)) return &registrar.GetClassMetadata(classId, version);
-  int const above = registrar.GetFirstClassVersionNumberGREQ(classId, version);
-  return above == -1 ? nullptr : &registrar.GetClassMetadata(classId, above);
+  return cls_RegistrarSource::FindVersion(RegistrarOf(classId), classId, version);
 }
 
 std::vector<int> sto_Classes::Versions(unsigned int classId) const {

@@ -36,10 +36,10 @@ sto_ElementSave::~sto_ElementSave() {
 }
 
 std::shared_ptr<sto_ElementRead> sto_ElementRead::Join(sto_Session& session) {
-  std::shared_ptr<sto_ElementRead> read = session.Loaded().ElementRead().lock();
+  std::shared_ptr<sto_ElementRead> read = session.ElementRead().lock();
   if (read == nullptr) {
     read = std::make_shared<sto_ElementRead>(session);
-    session.Loaded().ElementRead() = read;
+    session.ElementRead() = read;
   }
   return read;
 }

@@ -120,7 +120,7 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
   m_Identities.DropFrom(firstId);
   for (sto_OpenProxy* const proxy : m_OpenProxies)
     if (proxy->Id() >= firstId) proxy->End();
-  m_Loaded->Undo(firstId);
+  Loaded().Undo(firstId);
   m_NextId = firstId;
   m_Catalogue.Forget();
 }
@@ -158,6 +158,27 @@ std::optional<sto_FieldKey> sto_Session::KeyToRead(cls_FieldHandle const& field)
 
 void sto_Session::Raise(sto_ErrorKind kind, std::string const& message, sto_SourceLine line) const {
   sto_Raise(kind, m_Location + ": " + message, line);
+}
+
+void sto_Session::RaiseNotBuilt(cls_BuildFailure const& failure) const {
+  std::string const object = "Object " + std::to_string(failure.m_Id);
+  switch (failure.m_Fault) {
+  case cls_BuildFault::OtherClass:
+    Raise(sto_ErrorKind::WrongClass, failure.m_Text);
+  case cls_BuildFault::NotDeclared:
+    Raise(sto_ErrorKind::Misuse, object + " is of class " + NameOf(failure.m_ClassId) +
+                                     ", which is not declared in the registrar that the store was opened "
+                                     "with.");
+  case cls_BuildFault::OwnedInScope:
+    Raise(sto_ErrorKind::Misuse, object + " was loaded for one owner in this load scope, and is there still: "
+                                          "load it with LoadShared each time.");
+  case cls_BuildFault::IsInScope:
+    Raise(sto_ErrorKind::Misuse, object +
+                                     " is in the load scope already, and Load would make a second object "
+                                     "of it: load it with LoadShared.");
+  default:
+    Raise(sto_ErrorKind::Misuse, failure.m_Text);
+  }
 }
 
 void sto_Session::Keep(std::exception_ptr failure) noexcept {

@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "persist/pointers/cls_ObjectSource.h"
 #include "store/base/sto_ErrorKind.h"
 #include "store/base/sto_SourceLine.h"
 #include "store/driver/sto_Driver.h"
@@ -18,7 +19,6 @@
 #include "store/session/sto_IdentityMap.h"
 #include "store/session/sto_Keeping.h"
 #include "store/session/sto_KeptBytes.h"
-#include "store/session/sto_LoadedObjects.h"
 #include "store/session/sto_OpenBlob.h"
 #include "store/session/sto_OpenProxy.h"
 #include "store/session/sto_RecordCache.h"
@@ -26,6 +26,7 @@
 #include "store/sto_Options.h"
 
 class cls_FieldHandle;
+class sto_ElementRead;
 
 /// One open store: its transactions, the ids they give out, the kept failure, and the lifetime of all parts.
 /// Everything else that mementos and agents share is a part with a class of its own. Internal to the module.
@@ -57,11 +58,11 @@ class cls_FieldHandle;
 ///   sto_Collections survive such removals.
 ///
 /// Thread rule: the thread that made the session. Begin and CheckTransaction raise Misuse in another one.
-class sto_Session {
+class sto_Session final : public cls_ObjectSource {
  public:
   sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar,
               sto_Options const& options = {});
-  ~sto_Session();
+  ~sto_Session() override;
   sto_Session(sto_Session const&) = delete;
   sto_Session& operator=(sto_Session const&) = delete;
 
@@ -70,9 +71,8 @@ class sto_Session {
   [[nodiscard]] sto_Catalogue& Catalogue() noexcept { return m_Catalogue; }
   [[nodiscard]] sto_Catalogue const& Catalogue() const noexcept { return m_Catalogue; }
   [[nodiscard]] sto_IdentityMap& Identities() noexcept { return m_Identities; }
-  [[nodiscard]] sto_LoadedObjects& Loaded() noexcept { return *m_Loaded; }
-  /// The same for a scope, which may outlive the session.
-  [[nodiscard]] std::shared_ptr<sto_LoadedObjects> const& SharedLoaded() const noexcept { return m_Loaded; }
+  /// The running load of single elements; the mementos of its elements own it.
+  [[nodiscard]] std::weak_ptr<sto_ElementRead>& ElementRead() noexcept { return m_ElementRead; }
   [[nodiscard]] sto_Save& Save() noexcept { return m_Save; }
   [[nodiscard]] sto_Save const& Save() const noexcept { return m_Save; }
   [[nodiscard]] sto_RecordCache& Records() noexcept { return m_Records; }
@@ -142,6 +142,25 @@ class sto_Session {
   /// The key of a field; empty if the store has never seen its name.
   [[nodiscard]] std::optional<sto_FieldKey> KeyToRead(cls_FieldHandle const& field);
 
+  // --- objects behind pointers
+
+  [[nodiscard]] cls_ClassMetadata const* MetadataOf(unsigned int classId, int version) const override {
+    return m_Catalogue.Classes().ForVersion(classId, version);
+  }
+  [[nodiscard]] bool IsDerived(unsigned int derived, unsigned int base) const override {
+    return m_Catalogue.Classes().DerivesFrom(derived, base);
+  }
+  [[nodiscard]] std::string NameOf(unsigned int classId) const override {
+    return m_Catalogue.ClassName(classId);
+  }
+  [[nodiscard]] std::string Describe(unsigned int classId) const override {
+    return m_Catalogue.DescribeClass(classId);
+  }
+  [[nodiscard]] bool HasIdentity(std::int64_t id) noexcept override {
+    return m_Identities.EntryOf(id) != nullptr;
+  }
+  [[noreturn]] void RaiseNotBuilt(cls_BuildFailure const& failure) const override;
+
   // --- errors
 
   /// Raises an error whose message begins with the store's name.
@@ -190,7 +209,7 @@ class sto_Session {
   std::unique_ptr<sto_Driver> m_Driver;
   sto_Catalogue m_Catalogue;
   sto_IdentityMap m_Identities;
-  std::shared_ptr<sto_LoadedObjects> m_Loaded = std::make_shared<sto_LoadedObjects>();
+  std::weak_ptr<sto_ElementRead> m_ElementRead;
   sto_Save m_Save;
   sto_RecordCache m_Records;
   sto_Collections m_Collections;

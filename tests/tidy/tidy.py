@@ -31,6 +31,7 @@ LAYERS = {
     "persist": 1,
     "metadata": 2,
     "persist/adapters": 3,
+    "persist/pointers": 4,
     "errors": 4,
     "collections": 4,
     "wrappers": 4,

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <typeindex>
+#include <unordered_map>
+#include <utility>
+
+#include "persist/pointers/cls_BuildFailure.h"
+
+/// What is known about the C++ class as which an object is built or requested.
+enum class cls_BuiltAs {
+  Unchecked, ///< nothing: the class has no TypeId
+  Itself,    ///< it is exactly the object's class
+  ByMetadata ///< it is the class that the object's metadata builds, or a base of that class
+};
+
+/// The shared objects of one load, or of all loads in a scope: each stored object becomes one object in memory,
+/// however many fields hold it. An entry is made before its object is constructed, so that a cycle finds the
+/// object it leads back to.
+///
+/// Every cls_ObjectSource has one. A back end calls three things: it brackets each load with a cls_OneLoad, it
+/// may offer scopes (EnterScope), and it calls Undo when it takes back numbers. The functions that read
+/// pointers do the rest.
+///
+/// Invariants:
+/// 1. There is at most one entry for each number.
+/// 2. Outside of loads and scopes there are no entries.
+///
+/// Ownership: the table keeps its objects alive. Errors: adding throws std::bad_alloc, and then nothing has
+/// changed. Thread rule: one thread.
+class cls_LoadedObjects {
+ public:
+  struct Entry {
+    std::type_index m_Type;
+    std::shared_ptr<void> m_Object; ///< null for an object that cannot be shared
+    cls_BuildFault m_WhyNot;        ///< why it cannot
+    std::int64_t m_Number;          ///< in the order of adding
+    cls_BuiltAs m_BuiltAs;
+    bool m_IsUndone = false; ///< its number was given out in undone work; another object may now have it
+  };
+
+  cls_LoadedObjects() = default;
+  cls_LoadedObjects(cls_LoadedObjects const&) = delete;
+  cls_LoadedObjects& operator=(cls_LoadedObjects const&) = delete;
+
+  [[nodiscard]] Entry const* Find(std::int64_t id) const noexcept {
+    auto const found = m_Entries.find(id);
+    return found == m_Entries.end() || found->second.m_IsUndone ? nullptr : &found->second;
+  }
+  void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object, cls_BuiltAs builtAs) {
+    m_Entries.insert_or_assign(
+        id, Entry{type, std::move(object), cls_BuildFault::HasOneOwner, ++m_LastNumber, builtAs});
+  }
+  void AddUnshared(std::int64_t id, std::type_index type, cls_BuildFault whyNot) {
+    m_Entries.insert_or_assign(id, Entry{type, nullptr, whyNot, ++m_LastNumber, cls_BuiltAs::Unchecked});
+  }
+  /// Forgets an object whose construction failed, and those begun after it, which may lead back to it.
+  void RemoveFrom(std::int64_t id) noexcept {
+    if (Entry const* const failed = Find(id)) RemoveNumbersFrom(failed->m_Number);
+  }
+  /// Whether an earlier load of the scope, not the running one, loaded an object.
+  [[nodiscard]] bool IsOfEarlierLoad(Entry const& entry) const noexcept {
+    return entry.m_Number < m_FirstOfLoad;
+  }
+
+  [[nodiscard]] bool InLoad() const noexcept { return m_Loads > 0; }
+  /// Begins a load; a nested load is part of the outer one.
+  void Enter() noexcept {
+    if (m_Loads++ == 0) m_FirstOfLoad = m_LastNumber + 1;
+  }
+  /// Ends a load; the end of the outermost one forgets the objects, unless a scope keeps them.
+  void Leave() noexcept {
+    --m_Loads;
+    ForgetUnlessKept();
+  }
+  /// Call before Leave if a load failed: if it is the outermost one, forgets its objects even in a scope.
+  void Abandon() noexcept {
+    if (m_Loads == 1) RemoveNumbersFrom(m_FirstOfLoad);
+  }
+
+  /// Begins a scope; a nested scope is part of the outer one.
+  void EnterScope() noexcept { ++m_Scopes; }
+  /// Ends a scope; the end of the outermost one forgets the objects, unless a load is running.
+  void LeaveScope() noexcept {
+    --m_Scopes;
+    ForgetUnlessKept();
+  }
+  /// The numbers from `firstId` on were given out in work that is now undone. The scope keeps their objects
+  /// alive, but Find no longer returns them.
+  void Undo(std::int64_t firstId) noexcept {
+    for (auto& [id, entry] : m_Entries)
+      if (id >= firstId) entry.m_IsUndone = true;
+  }
+
+ private:
+  void RemoveNumbersFrom(std::int64_t first) noexcept {
+    std::erase_if(m_Entries, [first](auto const& entry) { return entry.second.m_Number >= first; });
+  }
+  void ForgetUnlessKept() noexcept {
+    if (m_Loads == 0 && m_Scopes == 0) m_Entries.clear();
+  }
+
+  int m_Loads = 0;
+  int m_Scopes = 0;
+  std::int64_t m_LastNumber = 0;
+  std::int64_t m_FirstOfLoad = 1; // the number of the first object of the outermost load
+  std::unordered_map<std::int64_t, Entry> m_Entries;
+};
+
+/// One load, from its constructor to its destructor. Call Complete when it has succeeded; otherwise its
+/// objects are forgotten, even in a scope. REQUIRES: the table outlives it.
+class cls_OneLoad {
+ public:
+  explicit cls_OneLoad(cls_LoadedObjects& loaded) noexcept : m_Loaded(loaded) { m_Loaded.Enter(); }
+  cls_OneLoad(cls_OneLoad const&) = delete;
+  cls_OneLoad& operator=(cls_OneLoad const&) = delete;
+  ~cls_OneLoad() {
+    if (!m_IsComplete) m_Loaded.Abandon();
+    m_Loaded.Leave();
+  }
+  void Complete() noexcept { m_IsComplete = true; }
+
+ private:
+  cls_LoadedObjects& m_Loaded;
+  bool m_IsComplete = false;
+};
