@@ -31,7 +31,19 @@ endfunction()
 # Compiles a program with the host's headers, links it with the host's libraries, and runs it.
 function(kvl_check_platform root)
   set(program "${PROJECT_BINARY_DIR}/CMakeFiles/platform_check")
-  list(TRANSFORM KVL_PLATFORM_LIBRARIES PREPEND "KVL::" OUTPUT_VARIABLE libraries)
+  set(libraries)
+  foreach(library IN LISTS KVL_PLATFORM_LIBRARIES)
+    get_target_property(aliased KVL::${library} ALIASED_TARGET)
+    if(NOT aliased)
+      set(aliased KVL::${library})
+    endif()
+    get_target_property(is_imported ${aliased} IMPORTED)
+    if(NOT is_imported)
+      message(STATUS "KVL::${library} is built by this project, so the platform is checked only when the library starts")
+      return()
+    endif()
+    list(APPEND libraries ${aliased})
+  endforeach()
   set(arguments "${program}" "${PROJECT_SOURCE_DIR}/module/PlatformCheckMain.cpp"
     CMAKE_FLAGS "-DINCLUDE_DIRECTORIES=${root}"
     LINK_LIBRARIES ${libraries}

@@ -18,6 +18,9 @@ option(KVL_BUILD_BENCH "Build the benchmarks (need Google Benchmark, Boost, cere
 set(KVL_SANITIZE "" CACHE STRING "Sanitizers for the whole build, as -fsanitize= takes them")
 set(KVL_PLATFORM "bundled" CACHE STRING "Where the host's support libraries come from: bundled, or external")
 set_property(CACHE KVL_PLATFORM PROPERTY STRINGS bundled external)
+if(NOT KVL_PLATFORM MATCHES "^(bundled|external)$")
+  message(FATAL_ERROR "KVL_PLATFORM is '${KVL_PLATFORM}'; it must be bundled or external")
+endif()
 set(KVL_PLATFORM_LIBRARIES mem omni thr cow typ atr)
 option(KVL_TESTS_WITH_THREADS_ONLY "Build and run only the test programs that have threads" OFF)
 option(KVL_COVERAGE "Instrument for coverage" OFF)
@@ -46,6 +49,11 @@ if(PROJECT_IS_TOP_LEVEL)
     set(CMAKE_CXX_COMPILER_LAUNCHER
       "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${KVL_CCACHE}")
   endif()
+endif()
+
+if(CMAKE_CXX_FLAGS MATCHES "-fno-rtti")
+  message(FATAL_ERROR "KVLpersist needs run-time type information, for dynamic_cast and typeid: remove -fno-rtti from "
+    "CMAKE_CXX_FLAGS")
 endif()
 
 set(THREADS_PREFER_PTHREAD_FLAG ON)

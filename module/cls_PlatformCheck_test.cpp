@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -67,28 +66,6 @@ TEST_F(cls_PlatformCheckTest, OfAnotherVersionOnlyTheVersionIsRead) {
 
 TEST_F(cls_PlatformCheckTest, LoadedLibrariesFit) {
   EXPECT_EQ(cls_PlatformCheck::FirstFault(), "");
-}
-
-/// Whether a stamp lists a class.
-bool Lists(kvl_Layout const& stamp, std::string const& name) {
-  return std::any_of(stamp.m_Entries, stamp.m_Entries + stamp.m_Count,
-                     [&name](kvl_LayoutEntry const& entry) { return entry.m_Name == name; });
-}
-
-TEST_F(cls_PlatformCheckTest, StampsListWhatCrossesTheLibraries) {
-  for (char const* name :
-       {"cow_String", "cow_StringBuffer", "cow_Counter", "cow_CountedHld<int>",
-        "cow_COW<int, cow_Direct<int>>", "cow_1DArray<double>", "cow_1DArray<double>::Buffer",
-        "cow_1DArrayList<double>", "cow_List<double>", "cow_2DArray<double>", "cow_Map<cow_String, double>",
-        "cow_Btree<cow_String, double>", "cow_SystemErrorCode"})
-    EXPECT_TRUE(Lists(cow_Layout(), name)) << name;
-  for (char const* name : {"omi_Btree<unsigned int, double>", "omi_Btree<unsigned int, double>::Node",
-                           "omi_UintTable<double>", "omi_BlockedArray<double>"})
-    EXPECT_TRUE(Lists(omni_Layout(), name)) << name;
-  for (char const* name : {"atr_StringBase", "atr_String", "atr_translate"})
-    EXPECT_TRUE(Lists(atr_Layout(), name)) << name;
-  EXPECT_TRUE(Lists(thr_Layout(), "thr_GlobalLock"));
-  EXPECT_TRUE(Lists(typ_Layout(), "typ_ArchCompEntry"));
 }
 
 } // namespace

@@ -4,9 +4,12 @@
 // headers must compile with this one; PlatformCheckMain.cpp includes it when the build is configured.
 
 #include <concepts>
+#include <initializer_list>
+#include <string_view>
 #include <type_traits>
 
 #include "platform/atr/atr_KeyOrder.h"
+#include "platform/atr/atr_Layout.h"
 #include "platform/atr/atr_NaturalOrder.h"
 #include "platform/atr/atr_String.h"
 #include "platform/atr/atr_initialize.h"
@@ -21,6 +24,7 @@
 #include "platform/cow/cow_ConstMapIterator.h"
 #include "platform/cow/cow_CountedHld.h"
 #include "platform/cow/cow_Counter.h"
+#include "platform/cow/cow_Layout.h"
 #include "platform/cow/cow_List.h"
 #include "platform/cow/cow_Map.h"
 #include "platform/cow/cow_String.h"
@@ -35,13 +39,16 @@
 #include "platform/omni/omi_Singleton.h"
 #include "platform/omni/omi_UintTable.h"
 #include "platform/omni/omi_UintTableIterator.h"
+#include "platform/omni/omni_Layout.h"
 #include "platform/omni/omni_initialize.h"
 #include "platform/thr/thr_GlobalLock.h"
 #include "platform/thr/thr_GlobalSingleton.h"
+#include "platform/thr/thr_Layout.h"
 #include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "platform/thr/thr_ThreadSlot.h"
 #include "platform/thr/thr_initialize.h"
 #include "platform/typ/typ_ArchCompTable.h"
+#include "platform/typ/typ_Layout.h"
 #include "platform/typ/typ_initialize.h"
 
 template <class Actual, class Wanted> constexpr bool cls_IsSame = std::is_same_v<Actual, Wanted>;
@@ -117,3 +124,32 @@ static_assert(cls_IsSame<decltype(omi_Singleton<thr_GlobalLock>::Instance()), th
 static_assert(cls_IsSame<decltype(thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance()),
                          thr_ThrSingletonRegistry&>);
 static_assert(cls_IsSame<decltype(thr_TlsGetValue), void*(int) noexcept>);
+
+// Stamps: what every edition lists, whatever its private parts are called.
+template <class Access> constexpr bool cls_Lists(std::initializer_list<std::string_view> names) {
+  for (std::string_view const name : names) {
+    bool found = false;
+    for (kvl_LayoutEntry const& entry : Access::Entries) found = found || entry.m_Name == name;
+    if (!found) return false;
+  }
+  return true;
+}
+static_assert(cls_Lists<cow_LayoutAccess>(
+                  {"cow_String", "cow_StringBuffer", "cow_Counter", "cow_CountedHld<int>",
+                   "cow_COW<int, cow_Direct<int>>", "cow_1DArray<double>", "cow_1DArrayIter<double>",
+                   "cow_1DArrayList<double>", "cow_List<double>", "cow_2DArray<double>",
+                   "cow_Map<cow_String, double>", "cow_ConstMapIterator<cow_String, double>",
+                   "cow_Btree<cow_String, double>", "cow_BtreeIterator<cow_String, double>",
+                   "cow_SystemErrorCode", "cow_SystemErrorCode::m_NativeErrorCode"}),
+              "platform/cow/cow_Layout.h does not list all classes");
+static_assert(cls_Lists<omni_LayoutAccess>({"omi_Btree<unsigned int, double>",
+                                            "omi_Btree<unsigned int, double>::Node",
+                                            "omi_BtreeIterator<unsigned int, double>",
+                                            "omi_UintTable<double>", "omi_UintTableIterator<double>"}),
+              "platform/omni/omni_Layout.h does not list all classes");
+static_assert(cls_Lists<thr_LayoutAccess>({"thr_GlobalLock", "thr_GlobalLock::Guard"}),
+              "platform/thr/thr_Layout.h does not list all classes");
+static_assert(cls_Lists<typ_LayoutAccess>({"typ_ArchCompEntry", "typ_ArchCompEntry::m_Name"}),
+              "platform/typ/typ_Layout.h does not list all classes");
+static_assert(cls_Lists<atr_LayoutAccess>({"atr_StringBase", "atr_String", "atr_translate"}),
+              "platform/atr/atr_Layout.h does not list all classes");

@@ -1,5 +1,11 @@
 #pragma once
 
+// Classes that derive from the library's would lack what its dynamic_cast and typeid read. Platform libraries
+// of a host have no such classes; they may define KVL_WITHOUT_RTTI.
+#if !defined(__cpp_rtti) && !defined(KVL_WITHOUT_RTTI)
+#error "KVLpersist needs run-time type information, for dynamic_cast and typeid: do not use -fno-rtti"
+#endif
+
 /// Marks what a shared library exports; everything else is hidden by the build. Static libraries (KVL_STATIC)
 /// export nothing: a plug-in that they are linked into has a copy of its own.
 #if defined(KVL_STATIC)

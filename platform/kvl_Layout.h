@@ -34,14 +34,15 @@ constexpr kvl_Layout kvl_LayoutOf(kvl_LayoutEntry const (&entries)[Count]) noexc
   return {kvl_ContractVersion, static_cast<int>(Count), entries};
 }
 
+template <class Type>
+constexpr kvl_LayoutEntry kvl_LayoutEntryOf(char const* name, std::size_t offset = 0) noexcept {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): of a member that is a pointer, that size is wanted
+  return {name, sizeof(Type), alignof(Type), offset};
+}
+
 /// The entry of a class.
-#define KVL_LAYOUT_CLASS(...)                                                                                \
-  kvl_LayoutEntry {                                                                                          \
-#__VA_ARGS__, sizeof(__VA_ARGS__), alignof(__VA_ARGS__), 0                                               \
-  }
+#define KVL_LAYOUT_CLASS(...) kvl_LayoutEntryOf<__VA_ARGS__>(#__VA_ARGS__)
 
 /// The entry of a member. A class with a comma in its name needs another name.
 #define KVL_LAYOUT_MEMBER(Class, Member)                                                                     \
-  kvl_LayoutEntry {                                                                                          \
-#Class "::" #Member, sizeof(Class::Member), alignof(decltype(Class::Member)), offsetof(Class, Member)    \
-  }
+  kvl_LayoutEntryOf<decltype(Class::Member)>(#Class "::" #Member, offsetof(Class, Member))

@@ -16,9 +16,10 @@ fail() {
   exit 1
 }
 
-compile() { # a header, and where its dependencies and the compiler's messages go
+compile() { # a header, where its dependencies and the compiler's messages go, and further options
   echo "#include <kvlpersist/$1>" |
-    "$compiler" -std=c++20 -Wall -Wextra -Wpedantic -I "$include" -fsyntax-only -MD -MF "$2.d" -MT x -x c++ - 2>"$2.log"
+    "$compiler" -std=c++20 -Wall -Wextra -Wpedantic -I "$include" "${@:3}" -fsyntax-only -MD -MF "$2.d" -MT x -x c++ - \
+      2>"$2.log"
 }
 compile_alone() {
   local out="$work/${1//\//_}"
@@ -52,4 +53,15 @@ while IFS= read -r header; do
     }
   done
 done <"$work/inner"
+
+# Without run-time type information a header says what is missing, first of all.
+grep -v '^platform/' "$public" | grep -E '/(cls_ReadVisitor|cls_ClassRegistrar|nex_initialize|sto_Store)\.h$' |
+  while IFS= read -r header; do
+    compile "$header" "$work/rtti" -fno-rtti && fail "<kvlpersist/$header> compiles with -fno-rtti"
+    grep -m 1 'error:' "$work/rtti.log" | grep -q -F 'KVLpersist needs run-time type information' || {
+      cat "$work/rtti.log" >&2
+      fail "<kvlpersist/$header> does not say that it needs run-time type information"
+    }
+  done
+
 echo "headers: $(wc -l <"$public") public ones compile alone, $(wc -l <"$work/inner") inner ones refuse to be included"

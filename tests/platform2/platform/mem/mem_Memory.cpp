@@ -26,7 +26,7 @@ struct FreeBlock {
 constexpr std::size_t InUse = 0x6B766C2D626C6F63;
 constexpr std::size_t Granule = 32;
 constexpr std::size_t ClassCount = 32;
-constexpr std::size_t ChunkSize = 64 * 1024;
+constexpr std::size_t ChunkSize = 0x10000;
 constexpr int Freed = 0xDD;
 
 std::atomic<mem_AllocationHook> s_Hook = nullptr;
