@@ -101,6 +101,13 @@ ChildScenario const s_Static("static objects at exit", [] {
   (void)&later;
 });
 
+TellsItsEnd s_Earlier(""); // built before main, and so before the first service of any thread
+
+ChildScenario const s_StaticEarlier("earlier static objects at exit", [] {
+  s_Earlier.m_Text = "earlier ";
+  UseAll("main");
+});
+
 ChildScenario const s_QuickEnd("abrupt end", [] {
   UseAll("main");
   std::_Exit(5);
@@ -142,6 +149,10 @@ TEST(ProcessEnd, ThreadLocalObjectsAreDestroyedBeforeTheServices) {
 
 TEST(ProcessEnd, StaticObjectsMadeLaterAreDestroyedBeforeTheServices) {
   ExpectEnd("static objects at exit", 0, "later main5 main4 main2 ");
+}
+
+TEST(ProcessEnd, StaticObjectsMadeEarlierAreDestroyedBeforeTheServices) {
+  ExpectEnd("earlier static objects at exit", 0, "earlier main5 main4 main2 ");
 }
 
 TEST(ProcessEnd, AbruptEndFinalisesNothing) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "platform/typ/typ_initialize.h"
@@ -98,6 +99,18 @@ TEST_F(typ_ArchCompTableTest, LaterInsertReplacesTheComponent) {
   typ_ArchCompTable::InsertEntry(Shapes, Replacement, std::size(Replacement));
   EXPECT_EQ(typ_ArchCompTable::GetName(Id(Shapes, 1)), "figure");
   EXPECT_EQ(typ_ArchCompTable::GetName(Id(Shapes, 2)), "0x01230002");
+}
+
+TEST_F(typ_ArchCompTableTest, KeepsWhatItWasGivenWhenTheGiverIsGone) {
+  {
+    std::string name = "plate";
+    std::vector<typ_ArchCompEntry> entries{{0, 1, nullptr}, {4, Id(Solids, 1), name.c_str()}};
+    typ_ArchCompTable::InsertEntry(0x127, entries.data(), 2);
+    name[0] = 'x';
+    entries.assign(2, {0, 1, nullptr});
+  }
+  EXPECT_EQ(typ_ArchCompTable::GetName(Id(0x127, 1)), "plate");
+  EXPECT_TRUE(typ_ArchCompTable::IsParent(Id(0x127, 1), Id(Solids, 1)));
 }
 
 TEST_F(typ_ArchCompTableTest, ClearForgetsEveryComponent) {
