@@ -31,7 +31,7 @@ class RootRequest : public cls_AgentRequest {
  private:
   /// An object that gets a second root name must not have changed: compares everything the save reaches.
   void CheckOtherName(cls_Uid const& uid) const {
-    sto_IdentityMap::Tie const* const tie = m_Session.Identities().Find(uid);
+    cls_IdentityMap::Tie const* const tie = m_Session.Identities().Find(uid);
     if (tie != nullptr && tie->IsRoot() && m_Session.Driver().FindRoot(m_Root) != tie->Id())
       m_Session.Save().Reach().CompareAll();
   }
