@@ -1,5 +1,7 @@
 #include "persist/identity/cls_IdentityMap.h"
 
+#include <array>
+
 #include "tests/support/store/StoreArrays.h"
 
 // Identities that are tied to the storage of another kind of back end as well. A store looks through the ties
@@ -7,9 +9,11 @@
 
 namespace {
 
-/// A session of another kind of back end.
+/// A session of another kind of back end. Whoever takes it for a store's session finds pointers that lead
+/// nowhere, and crashes.
 struct OtherBackEnd final : cls_IdentityOwner {
-  int m_First = 0; // its layout is not that of a store's session
+  OtherBackEnd() { m_NoSession.fill(0xFF); }
+  std::array<unsigned char, 8192> m_NoSession;
   cls_IdentityMap m_Identities{this};
 };
 
