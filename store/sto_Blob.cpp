@@ -11,7 +11,7 @@ void sto_KeepBlob(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
   sto_Session& session = memento->Session();
   session.RaiseKept();
   session.Save().Check();
-  sto_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
+  cls_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
   sto_RecordRef const record = tie == nullptr ? nullptr : session.Records().Read(tie->Id());
   if (record == nullptr || record->Parts().front().m_ClassId != cls_BlobTypeId) {
     session.Save().MarkIncomplete();

@@ -15,7 +15,7 @@ namespace {
 
 /// An object that gets a second root name must not have changed: compares everything the save reaches.
 void CheckOtherName(sto_Session& session, std::string_view root, cls_Uid const& uid) {
-  sto_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
+  cls_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
   if (tie != nullptr && tie->IsRoot() && session.Driver().FindRoot(root) != tie->Id())
     session.Save().Reach().CompareAll();
 }

@@ -40,8 +40,9 @@ class KVL_EXPORT cls_ObjectSource {
   /// The same where no "class" precedes it. The default is NameOf.
   [[nodiscard]] virtual std::string Describe(unsigned int classId) const;
   /// Whether an identity in memory is tied to a stored object. It says, in a scope, whether an object that was
-  /// loaded for one owner has been destroyed since, so that it may be loaded again. The default is true: such
-  /// an object is loaded once in a scope.
+  /// loaded for one owner has been destroyed since, so that it may be loaded again. So a memento makes the
+  /// identity when it is asked for it (GetUid), not before. With cls_IdentityMap: EntryOf(id) != nullptr. The
+  /// default is true: such an object is loaded once in a scope.
   [[nodiscard]] virtual bool HasIdentity(std::int64_t id) noexcept;
 
   [[nodiscard]] cls_LoadedObjects& Loaded() const noexcept { return *m_Loaded; }

@@ -23,7 +23,7 @@ class GraphNode {
         m_Left(cls_ReadShared<GraphNode>(visitor, cls_FieldHandle("m_Left"_cow))),
         m_Right(cls_ReadShared<GraphNode>(visitor, cls_FieldHandle("m_Right"_cow))),
         m_Back(cls_ReadShared<GraphNode>(visitor, cls_FieldHandle("m_Back"_cow))),
-        m_Own(cls_ReadOwned<GraphNode>(visitor, cls_FieldHandle("m_Own"_cow))) {
+        m_Own(cls_ReadOwned<GraphNode>(visitor, cls_FieldHandle("m_Own"_cow))), m_Uid(visitor.GetUid()) {
     if (m_Value == s_FailsAt) throw std::runtime_error("the constructor fails");
   }
   void DBWrite(cls_WriteVisitor const&) const {}
@@ -33,6 +33,7 @@ class GraphNode {
   std::shared_ptr<GraphNode> m_Right;
   std::weak_ptr<GraphNode> m_Back;
   std::unique_ptr<GraphNode> m_Own;
+  cls_Uid m_Uid;
   static inline int s_FailsAt = -99;
 };
 
@@ -306,7 +307,6 @@ TEST_P(Pointers, ScopeKeepsObjectsFromLoadToLoad) {
 
 TEST_P(Pointers, ObjectWithOneOwnerIsLoadedAgainInAScopeOnceItIsGone) {
   AddNode(4);
-  m_BackEnd.m_Living.insert(4);
   m_BackEnd.Loaded().EnterScope();
   std::unique_ptr<GraphNode> owned = m_BackEnd.Load<GraphNode>(4);
   ExpectFault(
@@ -314,9 +314,23 @@ TEST_P(Pointers, ObjectWithOneOwnerIsLoadedAgainInAScopeOnceItIsGone) {
       "Object 4 was loaded for one owner in this scope, and is there still: load it shared each time.",
       [&] { return m_BackEnd.LoadShared<GraphNode>(4); });
   owned.reset();
-  m_BackEnd.m_Living.clear();
   EXPECT_EQ(m_BackEnd.LoadShared<GraphNode>(4)->m_Value, 4);
   m_BackEnd.Loaded().LeaveScope();
+}
+
+TEST_P(Pointers, IdentityIsTheSameEachTimeUntilItIsUndone) {
+  AddNode(3, {{"m_Left", 4}});
+  AddNode(4);
+  std::unique_ptr<GraphNode> const first = m_BackEnd.Load<GraphNode>(3);
+  std::unique_ptr<GraphNode> const second = m_BackEnd.Load<GraphNode>(3);
+  EXPECT_EQ(second->m_Uid.Entry(), first->m_Uid.Entry());
+  EXPECT_EQ(second->m_Left->m_Uid.Entry(), first->m_Left->m_Uid.Entry());
+  EXPECT_EQ(m_BackEnd.m_Identities.Find(first->m_Left->m_Uid)->Id(), 4);
+  m_BackEnd.m_Identities.DropFrom(4); // its number was given out in work that is undone
+  EXPECT_EQ(m_BackEnd.m_Identities.Find(first->m_Left->m_Uid), nullptr);
+  std::unique_ptr<GraphNode> const third = m_BackEnd.Load<GraphNode>(3);
+  EXPECT_EQ(third->m_Uid.Entry(), first->m_Uid.Entry());
+  EXPECT_NE(third->m_Left->m_Uid.Entry(), first->m_Left->m_Uid.Entry());
 }
 
 TEST_P(Pointers, CopyOnWritePayloadIsSharedByItsHolders) {

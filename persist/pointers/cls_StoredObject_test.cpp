@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
-#include <vector>
+#include <thread>
+#include <tuple>
+#include <utility>
 
 #include "tests/support/backend/PointerBackEnd.h"
 
@@ -63,6 +66,25 @@ TEST_F(StoredObject, DeclarationHoldsForItsTypeAloneAndWhileItLives) {
 TEST_F(StoredObject, MoreDeclarationsThanTheTableHoldsHaveNoEffect) {
   ExpectDeclared(std::make_integer_sequence<int, 20>());
   ExpectDeclared(std::make_integer_sequence<int, 3>());
+}
+
+TEST_F(StoredObject, IsFoundWhileOtherThreadsDeclareTypes) {
+  cls_StoredMementoType<PointerMemento> const declared;
+  PointerMemento memento(m_BackEnd, 1);
+  NumberedMemento<2> undeclared(m_BackEnd, 1);
+  std::atomic<bool> isOver = false;
+  std::thread other([&isOver] {
+    while (!isOver) {
+      cls_StoredMementoType<NumberedMemento<1>> const one;
+      cls_StoredMementoType<NumberedMemento<3>> const three;
+    }
+  });
+  for (int i = 0; i < 2000; ++i) {
+    EXPECT_EQ(cls_StoredObject::Of(&memento), static_cast<cls_StoredObject*>(&memento));
+    EXPECT_EQ(cls_StoredObject::Of(&undeclared), static_cast<cls_StoredObject*>(&undeclared));
+  }
+  isOver = true;
+  other.join();
 }
 
 TEST_F(StoredObject, ForwardedObjectSaysWhatItsTargetSays) {

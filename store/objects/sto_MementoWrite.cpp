@@ -31,15 +31,15 @@ template <> constexpr sto_Format::ValueTag TagOf<unsigned long long> = sto_Forma
 
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,
                                                               cls_Uid const& uid, int depth,
-                                                              sto_Reach::Occurrence const& occurrence,
+                                                              cls_Reach::Occurrence const& occurrence,
                                                               std::int64_t& id) {
   session.RaiseKept();
   session.Save().Check();
   try {
-    sto_IdentityMap::Tie const& tie = session.TieOf(uid);
+    cls_IdentityMap::Tie const& tie = session.TieOf(uid);
     id = tie.Id();
     bool const isNew = session.Save().IsNew(id);
-    sto_Reach::Meeting const meeting = sto_IsCollectionClass(classId)
+    cls_Reach::Meeting const meeting = sto_IsCollectionClass(classId)
                                            ? session.Save().Reach().MeetCollection(tie, occurrence, isNew)
                                            : session.Save().Reach().Meet(tie, occurrence, isNew);
     if (!meeting.m_IsWritten) return nullptr;

@@ -23,7 +23,7 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   /// writers do not check for null.
   static std::unique_ptr<sto_MementoWrite> ForObject(sto_Session& session, unsigned int classId,
                                                      cls_Uid const& uid, int depth,
-                                                     sto_Reach::Occurrence const& occurrence,
+                                                     cls_Reach::Occurrence const& occurrence,
                                                      std::int64_t& id);
 
   /// The same for an element of the collection that `collection` writes; `object` is its address.

@@ -12,8 +12,8 @@
 #include "store/session/sto_StoredBlocks.h"
 
 sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse,
-                                           int depth, sto_Reach::Occurrence const& occurrence,
-                                           sto_Reach::Meeting const& meeting)
+                                           int depth, cls_Reach::Occurrence const& occurrence,
+                                           cls_Reach::Meeting const& meeting)
     : m_Session(session), m_Id(id), m_Class(inUse), m_Depth(depth), m_Occurrence(occurrence),
       m_Meeting(meeting), m_LastClass(&inUse), m_Record(session.Save().Builders().Take()) {
   if (depth > sto_Format::MaxNesting)
@@ -84,7 +84,7 @@ char const* sto_RecordInProgress::SingleValueName() const {
 void sto_RecordInProgress::WriteBlock(sto_Bytes& elements) {
   m_Session.Save().Check();
   sto_StoredBlocks blocks(m_Session, m_Id);
-  bool const isCompared = m_Meeting.m_Comparing != sto_Comparing::Nothing;
+  bool const isCompared = m_Meeting.m_Comparing != cls_Comparing::Nothing;
   if (isCompared && !blocks.Holds(m_BlockCount, elements)) NoteDifference();
   blocks.Write(m_BlockCount, elements, false);
   ++m_BlockCount;
@@ -94,8 +94,9 @@ std::vector<sto_OpenCollection*> sto_RecordInProgress::ForeignAgents() const {
   std::vector<sto_OpenCollection*> agents;
   cls_UidCatalogEntry* const entry = m_Session.Identities().EntryOf(m_Id);
   if (entry == nullptr) return agents;
-  m_Session.Identities().ForEachForeignTie(entry, [&](sto_IdentityMap::Tie const& tie) {
-    sto_Session* const other = tie.Map().Session();
+  m_Session.Identities().ForEachForeignTie(entry, [&](cls_IdentityMap::Tie const& tie) {
+    // The map may belong to another kind of back end.
+    auto* const other = dynamic_cast<sto_Session*>(tie.Map().Owner());
     if (sto_OpenCollection* const agent = other == nullptr ? nullptr : other->Collections().Find(tie.Id()))
       agents.push_back(agent);
   });
@@ -169,7 +170,7 @@ sto_Record const* sto_RecordInProgress::ReadStored() {
 }
 
 void sto_RecordInProgress::NoteDifference() const {
-  if (m_Meeting.m_Comparing != sto_Comparing::SecondName) RaiseTwoObjects();
+  if (m_Meeting.m_Comparing != cls_Comparing::SecondName) RaiseTwoObjects();
   m_Session.Save().Reach().NoteOtherContent(m_Id);
 }
 
@@ -182,11 +183,11 @@ std::string sto_RecordInProgress::HolderText() const {
 }
 
 void sto_RecordInProgress::RaiseTwoObjects() const {
-  sto_Visit const& before = m_Meeting.m_Before;
+  cls_Visit const& before = m_Meeting.m_Before;
   std::string const& earlierRoot = m_Session.Save().Reach().RootOf(before.m_Save);
   std::string first =
       before.m_Holder == 0 ? "root " + earlierRoot : sto_HolderText(m_Session, before.m_Holder, m_Id);
-  if (m_Meeting.m_Comparing == sto_Comparing::OtherRoot && before.m_Holder != 0)
+  if (m_Meeting.m_Comparing == cls_Comparing::OtherRoot && before.m_Holder != 0)
     first += ", under root " + earlierRoot;
   m_Session.Raise(sto_ErrorKind::Conflict,
                   "Two objects in memory with different content have the identity of " + Describe() +
@@ -213,7 +214,7 @@ void sto_RecordInProgress::CarryChanges() {
   sto_Record const* const stored = ReadStored();
   // A damaged record is replaced; no one can have seen its count of changes.
   if (stored == nullptr) return;
-  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !m_Record->HasContentOf(*stored)) NoteDifference();
+  if (m_Meeting.m_Comparing != cls_Comparing::Nothing && !m_Record->HasContentOf(*stored)) NoteDifference();
   sto_Part const& part = stored->Parts().front();
   std::int64_t const change = sto_CollectionFields::Change.Read(part).value_or(0);
   std::int32_t const hint = sto_CollectionFields::SizeHint.Read(part).value_or(0);
@@ -245,7 +246,7 @@ void sto_RecordInProgress::Finish() {
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
                                              std::to_string(record.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
-  if (m_Meeting.m_Comparing != sto_Comparing::Nothing && !CompareRecord(record)) return;
+  if (m_Meeting.m_Comparing != cls_Comparing::Nothing && !CompareRecord(record)) return;
   m_Session.Driver().WriteObject(m_Id, classId, record);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // The object's previous content may have had more blocks.

@@ -15,7 +15,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// `depth` is the number of objects that hold this one, one inside another (Full if too many);
   /// `occurrence` and `meeting` say where the save reached it.
   sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse, int depth,
-                       sto_Reach::Occurrence const& occurrence, sto_Reach::Meeting const& meeting);
+                       cls_Reach::Occurrence const& occurrence, cls_Reach::Meeting const& meeting);
   sto_RecordInProgress(sto_RecordInProgress const&) = delete;
   sto_RecordInProgress& operator=(sto_RecordInProgress const&) = delete;
   ~sto_RecordInProgress();
@@ -118,8 +118,8 @@ class sto_RecordInProgress final : public sto_ListTarget {
   int m_Depth;
   cls_ClassMetadata const* m_Holder = nullptr;
   cls_AttributeMetadata const* m_Attribute = nullptr;
-  sto_Reach::Occurrence m_Occurrence; // its address tells the containers of one identity apart
-  sto_Reach::Meeting m_Meeting;
+  cls_Reach::Occurrence m_Occurrence; // its address tells the containers of one identity apart
+  cls_Reach::Meeting m_Meeting;
   sto_ClassInUse const* m_LastClass; // of the part that was added last
   int m_BlockCount = 0;
   bool m_HadAgent = false;

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "store/session/sto_Reach.h"
+#include "persist/identity/cls_Reach.h"
 #include "store/session/sto_SpareBuilders.h"
 
 class sto_ElementSave;
@@ -45,7 +45,7 @@ class sto_Save {
   void MarkIncomplete() noexcept { m_IsIncomplete = true; }
 
   /// What the saves of the transaction have reached.
-  [[nodiscard]] sto_Reach& Reach() noexcept { return m_Reach; }
+  [[nodiscard]] cls_Reach& Reach() noexcept { return m_Reach; }
 
   /// Conflict if this save already wrote a collection with the same id and another hash: one identity cannot
   /// have two values. `what` names the kind of collection.
@@ -58,7 +58,7 @@ class sto_Save {
 
  private:
   sto_Session& m_Session;
-  sto_Reach m_Reach;
+  cls_Reach m_Reach;
   sto_SpareBuilders m_Builders;
   std::weak_ptr<sto_ElementSave> m_ElementSave;
   bool m_IsGoingOn = false;    // set by Begin; cleared by End, Undo and EndTransaction

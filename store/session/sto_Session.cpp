@@ -125,8 +125,8 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
   m_Catalogue.Forget();
 }
 
-sto_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {
-  if (sto_IdentityMap::Tie* const tie = m_Identities.Find(uid)) return *tie;
+cls_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {
+  if (cls_IdentityMap::Tie* const tie = m_Identities.Find(uid)) return *tie;
   std::int64_t const id = TakeId();
   return m_Identities.Add(uid, id);
 }

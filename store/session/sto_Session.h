@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "persist/identity/cls_IdentityMap.h"
 #include "persist/pointers/cls_ObjectSource.h"
 #include "store/base/sto_ErrorKind.h"
 #include "store/base/sto_SourceLine.h"
@@ -16,7 +17,6 @@
 #include "store/session/sto_Catalogue.h"
 #include "store/session/sto_ChangeNotes.h"
 #include "store/session/sto_Collections.h"
-#include "store/session/sto_IdentityMap.h"
 #include "store/session/sto_Keeping.h"
 #include "store/session/sto_KeptBytes.h"
 #include "store/session/sto_OpenBlob.h"
@@ -58,7 +58,7 @@ class sto_ElementRead;
 ///   sto_Collections survive such removals.
 ///
 /// Thread rule: the thread that made the session. Begin and CheckTransaction raise Misuse in another one.
-class sto_Session final : public cls_ObjectSource {
+class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
  public:
   sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar,
               sto_Options const& options = {});
@@ -70,7 +70,7 @@ class sto_Session final : public cls_ObjectSource {
   [[nodiscard]] sto_Driver& Driver() noexcept { return *m_Driver; }
   [[nodiscard]] sto_Catalogue& Catalogue() noexcept { return m_Catalogue; }
   [[nodiscard]] sto_Catalogue const& Catalogue() const noexcept { return m_Catalogue; }
-  [[nodiscard]] sto_IdentityMap& Identities() noexcept { return m_Identities; }
+  [[nodiscard]] cls_IdentityMap& Identities() noexcept { return m_Identities; }
   /// The running load of single elements; the mementos of its elements own it.
   [[nodiscard]] std::weak_ptr<sto_ElementRead>& ElementRead() noexcept { return m_ElementRead; }
   [[nodiscard]] sto_Save& Save() noexcept { return m_Save; }
@@ -116,7 +116,7 @@ class sto_Session final : public cls_ObjectSource {
   // --- ids
 
   /// The tie of an identity. Ties it to a new object id if it has none. Full if no ids are left.
-  [[nodiscard]] sto_IdentityMap::Tie& TieOf(cls_Uid const& uid);
+  [[nodiscard]] cls_IdentityMap::Tie& TieOf(cls_Uid const& uid);
   /// Gives out an id for an object without an identity in this program. Full if no ids are left.
   [[nodiscard]] std::int64_t TakeId();
   /// The id that is given out next.
@@ -208,7 +208,7 @@ class sto_Session final : public cls_ObjectSource {
   std::string m_Location;
   std::unique_ptr<sto_Driver> m_Driver;
   sto_Catalogue m_Catalogue;
-  sto_IdentityMap m_Identities;
+  cls_IdentityMap m_Identities;
   std::weak_ptr<sto_ElementRead> m_ElementRead;
   sto_Save m_Save;
   sto_RecordCache m_Records;

@@ -76,7 +76,7 @@ class StoreSession : public StoreFileTest {
 
   /// The id to which an identity is tied; 0 if it is not.
   std::int64_t TiedId(cls_Uid const& uid) {
-    sto_IdentityMap::Tie const* const tie = m_Session->Identities().Find(uid);
+    cls_IdentityMap::Tie const* const tie = m_Session->Identities().Find(uid);
     return tie == nullptr ? 0 : tie->Id();
   }
 

@@ -5,11 +5,10 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 
-#include "persist/identity/cls_Uid.h"
+#include "persist/identity/cls_IdentityMap.h"
 #include "persist/pointers/cls_Pointers.h"
 #include "persist/pointers/cls_RegistrarSource.h"
 #include "tests/support/backend/PassingMemento.h"
@@ -24,7 +23,7 @@ struct NotBuilt : std::runtime_error {
 
 /// A reading back end over objects that a test writes down: each has a number, a class, an int and names of
 /// fields with the numbers of the objects that they hold. It says what is behind pointers.
-class PointerBackEnd final : public cls_RegistrarSource {
+class PointerBackEnd final : public cls_RegistrarSource, public cls_IdentityOwner {
  public:
   struct Object {
     unsigned int m_ClassId;
@@ -37,7 +36,9 @@ class PointerBackEnd final : public cls_RegistrarSource {
 
   using cls_RegistrarSource::cls_RegistrarSource;
 
-  [[nodiscard]] bool HasIdentity(std::int64_t id) noexcept override { return m_Living.contains(id); }
+  [[nodiscard]] bool HasIdentity(std::int64_t id) noexcept override {
+    return m_Identities.EntryOf(id) != nullptr;
+  }
   [[noreturn]] void RaiseNotBuilt(cls_BuildFailure const& failure) const override { throw NotBuilt(failure); }
 
   template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::int64_t id) {
@@ -56,8 +57,8 @@ class PointerBackEnd final : public cls_RegistrarSource {
   [[nodiscard]] cls_MementoRead* NewMemento(std::int64_t id);
 
   std::map<std::int64_t, Object> m_Objects;
-  std::set<std::int64_t> m_Living; ///< the objects with an identity in memory
-  int m_BuiltByMetadata = 0;       ///< how often a memento noted that its metadata builds the object
+  cls_IdentityMap m_Identities{this};
+  int m_BuiltByMetadata = 0; ///< how often a memento noted that its metadata builds the object
   Wrap m_Wrap = [](cls_MementoRead* memento) { return memento; };
 
  private:
@@ -79,7 +80,10 @@ class PointerMemento : public ForwardingMementoRead, public cls_StoredObject {
   bool NeedsDeletion() const override { return true; }
   unsigned int ClassId() const override { return m_Object == nullptr ? 1 : m_Object->m_ClassId; }
   int ClassVersion() const override { return m_Object == nullptr ? -1 : m_Object->m_Version; }
-  cls_Uid const& GetUid() override { return m_Uid; }
+  cls_Uid const& GetUid() override {
+    if (!m_Uid) m_Uid = m_Id == 0 ? cls_Uid() : m_BackEnd.m_Identities.IdentityOf(m_Id);
+    return *m_Uid;
+  }
   int DataIsPresent(cls_FieldHandle const& field) const override { return Held(field) == 0 ? 0 : 1; }
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) override {
     return m_BackEnd.NewMemento(Held(field));
@@ -100,7 +104,7 @@ class PointerMemento : public ForwardingMementoRead, public cls_StoredObject {
   PointerBackEnd& m_BackEnd;
   std::int64_t m_Id;
   PointerBackEnd::Object const* m_Object;
-  cls_Uid m_Uid;
+  std::optional<cls_Uid> m_Uid; // not before it is asked for: see cls_ObjectSource::HasIdentity
 };
 
 inline cls_MementoRead* PointerBackEnd::NewMemento(std::int64_t id) {

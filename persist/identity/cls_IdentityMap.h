@@ -7,13 +7,34 @@
 #include <typeinfo>
 #include <unordered_map>
 
+#include "persist/identity/cls_PagePool.h"
 #include "persist/identity/cls_Uid.h"
-#include "store/session/sto_PagePool.h"
-#include "store/session/sto_Visits.h"
+#include "persist/identity/cls_Visits.h"
+#include "platform/kvl_Export.h"
 
-class sto_Session;
+/// What a map belongs to: a back end derives its session from it. Whoever finds a tie of another map asks for
+/// its owner by dynamic_cast, because that map may belong to another kind of back end.
+class KVL_EXPORT cls_IdentityOwner {
+ public:
+  virtual ~cls_IdentityOwner(); // slot 0, the only one
 
-/// Ties the identities of a session's objects to their permanent ids in the store. Internal to the module.
+ protected:
+  cls_IdentityOwner() = default;
+  cls_IdentityOwner(cls_IdentityOwner const&) = default;
+  cls_IdentityOwner& operator=(cls_IdentityOwner const&) = default;
+};
+
+/// Ties the identities of a session's objects to their permanent ids in a storage, for any back end. While an
+/// object is in memory, its id leads to its identity (so that it is read again as the same object), and its
+/// identity to its id (so that it is saved again under the same id).
+///
+///     cls_Uid const& MyReader::GetUid() { return m_Uid = m_Session.m_Identities.IdentityOf(m_Id); }
+///
+///     std::int64_t MySession::IdOf(cls_Uid const& uid) { // when an object is written
+///       if (auto const* const tie = m_Identities.Find(uid)) return tie->Id();
+///       return m_Identities.Add(uid, m_NextId++).Id();
+///     }
+///     void MySession::Undo() noexcept { m_Identities.DropFrom(m_NextId = m_FirstIdOfTransaction); }
 ///
 /// An identity in memory is the address of a record, which is reused once the identity dies. A table from
 /// records to ids would mistake a new object for a dead one. So a tie lives in the identity's own history
@@ -24,35 +45,40 @@ class sto_Session;
 ///
 /// Invariants:
 /// 1. Each tie is in the ring of one live identity and in the page of its id.
-/// 2. An identity has at most one tie per map; an id has at most one tie.
+/// 2. An identity has at most one tie per map; an id has at most one tie. One identity may have ties of
+///    several maps: of several sessions, and of several kinds of back end.
 /// 3. A tie holds no reference: it never keeps an identity alive.
 /// 4. A page has at least one tie.
 ///
-/// REQUIRES: the map is destroyed before the thread's identity catalogue. Thread rule: the thread of the
-/// session.
-class sto_IdentityMap {
+/// Undoing: ids that were given out in work that is undone must be untied (DropFrom) before they are given out
+/// again. An object whose tie is gone gets a new id when it is saved the next time.
+///
+/// REQUIRES: ids are not negative; the map is destroyed before the thread's identity catalogue. Ownership:
+/// ties belong to their identities' rings. Errors: std::bad_alloc; then nothing has changed. Thread rule: one
+/// thread, that of the identities.
+class KVL_EXPORT cls_IdentityMap {
   struct Page;
 
  public:
   /// Ties one identity to one id. The identity's ring owns it.
-  class Tie final : public cls_HistoryEntry {
+  class KVL_EXPORT Tie final : public cls_HistoryEntry {
    public:
     ~Tie() override;
     /// Frees the tie's slot, and the page with its last tie.
     static void operator delete(Tie* tie, std::destroying_delete_t) noexcept;
 
     [[nodiscard]] std::int64_t Id() const noexcept;
-    [[nodiscard]] sto_IdentityMap const& Map() const noexcept;
+    [[nodiscard]] cls_IdentityMap const& Map() const noexcept;
 
     /// How the saves of the transaction reached the object. Valid until ForgetVisits, and as long as the tie
     /// lives. Throws std::bad_alloc.
-    [[nodiscard]] sto_Visit& Visit() const;
+    [[nodiscard]] cls_Visit& Visit() const;
 
     /// Whether the object is known to have been saved or loaded as a root.
     [[nodiscard]] bool IsRoot() const noexcept { return (InPage().m_Roots >> Slot() & 1) != 0; }
 
    private:
-    friend class sto_IdentityMap;
+    friend class cls_IdentityMap;
     explicit Tie(cls_UidCatalogEntry* entry) noexcept;
     [[nodiscard]] Page& InPage() const noexcept;
     [[nodiscard]] std::size_t Slot() const noexcept;
@@ -60,13 +86,14 @@ class sto_IdentityMap {
     cls_UidCatalogEntry* m_Entry;
   };
 
-  /// `session` is the map's session: another session that finds a tie in an identity's ring needs it.
-  explicit sto_IdentityMap(sto_Session* session = nullptr) noexcept : m_Session(session) {}
-  sto_IdentityMap(sto_IdentityMap const&) = delete;
-  sto_IdentityMap& operator=(sto_IdentityMap const&) = delete;
-  ~sto_IdentityMap();
+  /// `owner` is what other maps' owners find when they meet a tie of this one; it outlives the map.
+  explicit cls_IdentityMap(cls_IdentityOwner* owner = nullptr) noexcept : m_Owner(owner) {}
+  cls_IdentityMap(cls_IdentityMap const&) = delete;
+  cls_IdentityMap& operator=(cls_IdentityMap const&) = delete;
+  ~cls_IdentityMap();
 
-  [[nodiscard]] sto_Session* Session() const noexcept { return m_Session; }
+  /// Null if the map has no owner.
+  [[nodiscard]] cls_IdentityOwner* Owner() const noexcept { return m_Owner; }
   /// The record of the identity that is tied to an id; null if there is none.
   [[nodiscard]] cls_UidCatalogEntry* EntryOf(std::int64_t id) noexcept;
   /// Calls `act` with each tie of an identity that belongs to another map.
@@ -93,20 +120,20 @@ class sto_IdentityMap {
   [[nodiscard]] std::size_t Count() const noexcept { return m_Count; }
 
  private:
-  static constexpr std::int64_t IdsInPage = sto_Visits::IdsInBlock;
+  static constexpr std::int64_t IdsInPage = cls_Visits::IdsInBlock;
   static constexpr std::int64_t PagesInSegment = 128;
   static constexpr std::size_t PageBytes = 1024;
 
   struct Page {
-    Page(sto_IdentityMap& map, std::int64_t firstId) noexcept : m_Map(map), m_FirstId(firstId) {}
+    Page(cls_IdentityMap& map, std::int64_t firstId) noexcept : m_Map(map), m_FirstId(firstId) {}
     [[nodiscard]] Tie* At(std::size_t slot) noexcept {
       return std::launder(reinterpret_cast<Tie*>(m_Ties) + slot);
     }
     [[nodiscard]] bool Has(std::size_t slot) const noexcept { return (m_Used >> slot & 1) != 0; }
 
-    sto_IdentityMap& m_Map;
+    cls_IdentityMap& m_Map;
     std::int64_t m_FirstId;
-    sto_Visits::Block* m_Visits = nullptr; // null until a save of the transaction reaches one of the ids
+    cls_Visits::Block* m_Visits = nullptr; // null until a save of the transaction reaches one of the ids
     unsigned int m_Used = 0;               // a bit for each slot: it has a tie
     unsigned int m_Roots = 0;              // a bit for each slot: its object is known to be a root
     alignas(Tie) unsigned char m_Ties[IdsInPage * sizeof(Tie)];
@@ -125,38 +152,40 @@ class sto_IdentityMap {
     auto const offset = static_cast<std::uint64_t>(id - (m_Latest == nullptr ? 0 : m_Latest->m_FirstId));
     return m_Latest != nullptr && offset < IdsInPage ? m_Latest : FindPage(id / IdsInPage);
   }
-  [[nodiscard]] Page* FindPage(std::int64_t number) noexcept;
-  Page& MakePage(std::int64_t number);
-  void DropPage(Page& page) noexcept;
-  static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
+  // Hidden, so that calls among them cost no detour through the library's table of exported functions.
+  [[nodiscard]] KVL_LOCAL Page* FindPage(std::int64_t number) noexcept;
+  KVL_LOCAL Page& MakePage(std::int64_t number);
+  KVL_LOCAL Tie& TieIn(Page* page, cls_Uid const& uid, std::int64_t id);
+  KVL_LOCAL void DropPage(Page& page) noexcept;
+  KVL_LOCAL static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
 
-  sto_Session* m_Session;
-  sto_Visits m_Visits;
-  sto_PagePool<PageBytes> m_Memory;
+  cls_IdentityOwner* m_Owner;
+  cls_Visits m_Visits;
+  cls_PagePool<PageBytes> m_Memory;
   std::unordered_map<std::int64_t, Segment> m_Segments; // a map, so that elements keep their addresses
   Page* m_Latest = nullptr;                             // the page found or made last
   std::size_t m_Count = 0;
 };
 
-inline sto_IdentityMap::Page& sto_IdentityMap::Tie::InPage() const noexcept {
-  return *static_cast<Page*>(sto_PagePool<PageBytes>::PageOf(const_cast<Tie*>(this)));
+inline cls_IdentityMap::Page& cls_IdentityMap::Tie::InPage() const noexcept {
+  return *static_cast<Page*>(cls_PagePool<PageBytes>::PageOf(const_cast<Tie*>(this)));
 }
 
-inline sto_IdentityMap const& sto_IdentityMap::Tie::Map() const noexcept {
+inline cls_IdentityMap const& cls_IdentityMap::Tie::Map() const noexcept {
   return InPage().m_Map;
 }
 
-template <class Act> void sto_IdentityMap::ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const {
+template <class Act> void cls_IdentityMap::ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const {
   cls_HistoryEntry* const anchor = &entry->m_History;
   for (cls_HistoryEntry* each = anchor->Next(); each != anchor; each = each->Next())
     if (typeid(*each) == typeid(Tie))
       if (Tie const& tie = *static_cast<Tie*>(each); &tie.Map() != this) act(tie);
 }
 
-inline std::size_t sto_IdentityMap::Tie::Slot() const noexcept {
+inline std::size_t cls_IdentityMap::Tie::Slot() const noexcept {
   return static_cast<std::size_t>(this - InPage().At(0));
 }
 
-inline std::int64_t sto_IdentityMap::Tie::Id() const noexcept {
+inline std::int64_t cls_IdentityMap::Tie::Id() const noexcept {
   return InPage().m_FirstId + static_cast<std::int64_t>(Slot());
 }

@@ -1,4 +1,4 @@
-#include "store/session/sto_IdentityMap.h"
+#include "persist/identity/cls_IdentityMap.h"
 
 #include <gtest/gtest.h>
 
@@ -15,17 +15,17 @@
 
 namespace {
 
-TEST(StoreIdentityMap, UntiedIdentityIsNotFound) {
-  sto_IdentityMap const map;
+TEST(IdentityMap, UntiedIdentityIsNotFound) {
+  cls_IdentityMap const map;
   EXPECT_EQ(map.Find(cls_Uid()), nullptr);
   EXPECT_EQ(map.Count(), 0U);
 }
 
-TEST(StoreIdentityMap, TiedIdentityIsFoundInItsMapOnly) {
-  sto_IdentityMap one;
-  sto_IdentityMap two;
+TEST(IdentityMap, TiedIdentityIsFoundInItsMapOnly) {
+  cls_IdentityMap one;
+  cls_IdentityMap two;
   cls_Uid const uid;
-  sto_IdentityMap::Tie const& tie = one.Add(uid, 7);
+  cls_IdentityMap::Tie const& tie = one.Add(uid, 7);
   EXPECT_EQ(tie.Id(), 7);
   EXPECT_EQ(one.Find(uid), &tie);
   EXPECT_EQ(two.Find(uid), nullptr);
@@ -34,16 +34,16 @@ TEST(StoreIdentityMap, TiedIdentityIsFoundInItsMapOnly) {
   EXPECT_EQ(two.Find(uid)->Id(), 9);
 }
 
-TEST(StoreIdentityMap, TieKeepsNoIdentityAlive) {
-  sto_IdentityMap map;
+TEST(IdentityMap, TieKeepsNoIdentityAlive) {
+  cls_IdentityMap map;
   cls_Uid const uid;
   map.Add(uid, 1);
   EXPECT_EQ(uid.Entry()->m_RefCount, 1U);
 }
 
-TEST(StoreIdentityMap, TieDiesWithItsIdentity) {
-  sto_IdentityMap one;
-  sto_IdentityMap two;
+TEST(IdentityMap, TieDiesWithItsIdentity) {
+  cls_IdentityMap one;
+  cls_IdentityMap two;
   auto uid = std::make_optional<cls_Uid>();
   one.Add(*uid, 1);
   two.Add(*uid, 1);
@@ -56,8 +56,8 @@ TEST(StoreIdentityMap, TieDiesWithItsIdentity) {
   EXPECT_EQ(one.Find(next), nullptr);
 }
 
-TEST(StoreIdentityMap, IdentityOfAnIdIsTheSameWhileItLives) {
-  sto_IdentityMap map;
+TEST(IdentityMap, IdentityOfAnIdIsTheSameWhileItLives) {
+  cls_IdentityMap map;
   {
     cls_Uid const first = map.IdentityOf(5);
     EXPECT_EQ(map.IdentityOf(5).Entry(), first.Entry());
@@ -69,8 +69,8 @@ TEST(StoreIdentityMap, IdentityOfAnIdIsTheSameWhileItLives) {
   EXPECT_NE(map.IdentityOf(5).Entry(), other.Entry());
 }
 
-TEST(StoreIdentityMap, DropUntiesTheIdsFromOneOn) {
-  sto_IdentityMap map;
+TEST(IdentityMap, DropUntiesTheIdsFromOneOn) {
+  cls_IdentityMap map;
   std::vector<cls_Uid> const uids(100);
   for (std::size_t i = 0; i < uids.size(); ++i) map.Add(uids[i], static_cast<std::int64_t>(i));
   map.DropFrom(60);
@@ -82,10 +82,10 @@ TEST(StoreIdentityMap, DropUntiesTheIdsFromOneOn) {
   EXPECT_EQ(map.IdentityOf(60).Entry(), uids[99].Entry());
 }
 
-TEST(StoreIdentityMap, MapThatGoesFirstLeavesCleanIdentities) {
+TEST(IdentityMap, MapThatGoesFirstLeavesCleanIdentities) {
   cls_Uid const uid;
   {
-    sto_IdentityMap map;
+    cls_IdentityMap map;
     map.Add(uid, 3);
     cls_Uid const other;
     map.Add(other, 4);
@@ -93,15 +93,15 @@ TEST(StoreIdentityMap, MapThatGoesFirstLeavesCleanIdentities) {
   EXPECT_EQ(uid.Entry()->m_History.Next(), &uid.Entry()->m_History);
 }
 
-TEST(StoreIdentityMap, OtherMembersOfTheRingArePassedOver) {
+TEST(IdentityMap, OtherMembersOfTheRingArePassedOver) {
   struct Foreign : cls_HistoryEntry {
     explicit Foreign(cls_Uid const& uid) { Link(&uid.Entry()->m_History); }
     ~Foreign() override { UnLink(); }
   };
-  sto_IdentityMap map;
+  cls_IdentityMap map;
   cls_Uid const uid;
   Foreign const before(uid);
-  sto_IdentityMap::Tie const& tie = map.Add(uid, 2);
+  cls_IdentityMap::Tie const& tie = map.Add(uid, 2);
   Foreign const after(uid);
   EXPECT_EQ(map.Find(uid), &tie);
 }
@@ -144,7 +144,7 @@ class IdentityModel {
 
   void ExpectAll() {
     for (auto& [id, live] : m_Live) {
-      sto_IdentityMap::Tie const* const tie = m_Map.Find(live.m_Uid);
+      cls_IdentityMap::Tie const* const tie = m_Map.Find(live.m_Uid);
       ASSERT_NE(tie, nullptr) << id;
       ASSERT_EQ(tie->Id(), id);
       ASSERT_EQ(m_Map.IdentityOf(id).Entry(), live.m_Uid.Entry()) << id;
@@ -193,7 +193,7 @@ class IdentityModel {
       if (Below(2) == 0) m_Untied.push_back(live->second.m_Uid);
   }
   void NoteVisit(Lives::iterator live) {
-    sto_IdentityMap::Tie* const tie = m_Map.Find(live->second.m_Uid);
+    cls_IdentityMap::Tie* const tie = m_Map.Find(live->second.m_Uid);
     ASSERT_NE(tie, nullptr);
     EXPECT_EQ(tie->Visit().m_Save, live->second.m_Visited) << live->first;
     tie->Visit().m_Save = live->second.m_Visited = m_Save;
@@ -204,13 +204,13 @@ class IdentityModel {
   }
 
   std::mt19937_64 m_Random;
-  sto_IdentityMap m_Map;
+  cls_IdentityMap m_Map;
   Lives m_Live;
   std::vector<cls_Uid> m_Untied; // alive, but untied
   std::int64_t m_Save = 1;
 };
 
-TEST(StoreIdentityMap, DenseIdsMatchTheModel) {
+TEST(IdentityMap, DenseIdsMatchTheModel) {
   for (unsigned int const seed : Seeds({1U, 2U, 3U})) {
     IdentityModel model(seed);
     for (int step = 0; step < 8000; ++step) {
@@ -222,7 +222,7 @@ TEST(StoreIdentityMap, DenseIdsMatchTheModel) {
   }
 }
 
-TEST(StoreIdentityMap, SparseIdsMatchTheModel) {
+TEST(IdentityMap, SparseIdsMatchTheModel) {
   for (unsigned int const seed : Seeds({11U, 12U, 13U})) {
     IdentityModel model(seed);
     for (int step = 0; step < 8000; ++step) {
@@ -241,8 +241,8 @@ TEST(StoreIdentityMap, SparseIdsMatchTheModel) {
   }
 }
 
-TEST(StoreIdentityMap, TieThatIsAddedAnewWasNotVisited) {
-  sto_IdentityMap map;
+TEST(IdentityMap, TieThatIsAddedAnewWasNotVisited) {
+  cls_IdentityMap map;
   cls_Uid const neighbour;
   map.Add(neighbour, 1).Visit().m_Save = 5; // keeps the page in use
   {
@@ -255,25 +255,25 @@ TEST(StoreIdentityMap, TieThatIsAddedAnewWasNotVisited) {
   EXPECT_EQ(map.Find(neighbour)->Visit().m_Save, 5);
 }
 
-TEST(StoreIdentityMap, PageThatIsUsedAgainForgetsItsVisits) {
-  sto_IdentityMap map;
+TEST(IdentityMap, PageThatIsUsedAgainForgetsItsVisits) {
+  cls_IdentityMap map;
   for (std::int64_t id = 0; id < 31 * 200; id += 31) { // all in one pool page, freed each time
     cls_Uid const uid;
-    sto_Visit& visit = map.Add(uid, id).Visit();
+    cls_Visit& visit = map.Add(uid, id).Visit();
     EXPECT_EQ(visit.m_Save, 0) << id;
     visit.m_Save = 1;
   }
   EXPECT_EQ(map.Count(), 0U);
 }
 
-TEST(StoreIdentityMap, EndOfTheTransactionForgetsTheVisits) {
-  sto_IdentityMap map;
+TEST(IdentityMap, EndOfTheTransactionForgetsTheVisits) {
+  cls_IdentityMap map;
   std::vector<cls_Uid> const uids(200);
   std::int64_t id = 1;
   for (cls_Uid const& uid : uids) map.Add(uid, id += 10).Visit() = {&uid, 7, 3, true};
   map.ForgetVisits();
   for (cls_Uid const& uid : uids) {
-    sto_Visit const& visit = map.Find(uid)->Visit();
+    cls_Visit const& visit = map.Find(uid)->Visit();
     EXPECT_EQ(visit.m_Address, nullptr);
     EXPECT_EQ(visit.m_Holder, 0);
     EXPECT_EQ(visit.m_Save, 0);
@@ -281,8 +281,8 @@ TEST(StoreIdentityMap, EndOfTheTransactionForgetsTheVisits) {
   }
 }
 
-TEST(StoreIdentityMap, RootIsKnownUntilItsTieGoes) {
-  sto_IdentityMap map;
+TEST(IdentityMap, RootIsKnownUntilItsTieGoes) {
+  cls_IdentityMap map;
   map.NoteRoot(2); // an unused id
   cls_Uid const neighbour;
   EXPECT_FALSE(map.Add(neighbour, 1).IsRoot());
@@ -297,8 +297,8 @@ TEST(StoreIdentityMap, RootIsKnownUntilItsTieGoes) {
   EXPECT_FALSE(map.Add(next, 2).IsRoot());
 }
 
-TEST(StoreIdentityMap, FailedAllocationLeavesTheTiesWhole) {
-  sto_IdentityMap map;
+TEST(IdentityMap, FailedAllocationLeavesTheTiesWhole) {
+  cls_IdentityMap map;
   std::vector<cls_Uid> const uids(400);
   for (std::size_t i = 0; i < uids.size(); ++i) {
     // Each id in a separate page, and sometimes in a separate segment.

@@ -7,22 +7,30 @@
 #include <utility>
 #include <vector>
 
-#include "store/session/sto_IdentityMap.h"
+#include "persist/identity/cls_IdentityMap.h"
+#include "platform/kvl_Export.h"
 
 /// What an object that a save reaches is compared with when it is written.
-enum class sto_Comparing {
+enum class cls_Comparing {
   Nothing,
   ThisSave,   ///< with what this save wrote under its identity, from another object in memory
   OtherRoot,  ///< with what an earlier save of the transaction wrote under another root, from another object
   SecondName, ///< with what is stored: the save gives a second root name to a root
 };
 
-/// Decides what to do when a save reaches an identity. A copy of an object keeps its identity, so two
-/// different objects in memory can have the same one. The store would keep only one of them, and the other
-/// would be lost. So an identity that is reached at a second address is written again, but only to be
+/// Decides what to do when a save of a back end reaches an identity. A copy of an object keeps its identity, so
+/// two different objects in memory can have the same one. The storage would keep only one of them, and the
+/// other would be lost. So an identity that is reached at a second address is written again, but only to be
 /// compared. One that is reached again at the same address is skipped, which ends cycles and keeps the cost
-/// of shared graphs linear. Internal to the module. Thread rule: the thread of the session.
-class sto_Reach {
+/// of shared graphs linear.
+///
+/// The back end numbers its saves from 1 on without gaps, calls BeginSave for each, asks Meet for each object
+/// that is reached, and marks the visit (Meeting::m_Visit) when the object's record is written. Where a
+/// comparison is asked for, it writes the object aside, compares the bytes, and refuses the save if they
+/// differ. At the end of the transaction it calls Reset and cls_IdentityMap::ForgetVisits.
+///
+/// REQUIRES: the ties are of one map. Errors: std::bad_alloc. Thread rule: the thread of the map.
+class KVL_EXPORT cls_Reach {
  public:
   /// Where an identity was reached.
   struct Occurrence {
@@ -33,9 +41,9 @@ class sto_Reach {
   /// What to do there.
   struct Meeting {
     bool m_IsWritten = true; ///< the object must be written, if only to be compared
-    sto_Comparing m_Comparing = sto_Comparing::Nothing;
-    sto_Visit* m_Visit = nullptr; ///< mark it as written when the record is written; null for a comparison
-    sto_Visit m_Before;           ///< where the object that it is compared with was reached
+    cls_Comparing m_Comparing = cls_Comparing::Nothing;
+    cls_Visit* m_Visit = nullptr; ///< mark it as written when the record is written; null for a comparison
+    cls_Visit m_Before;           ///< where the object that it is compared with was reached
   };
 
   /// A save begins; `root` is the name it saves under, null for the save of an element. Throws
@@ -53,11 +61,11 @@ class sto_Reach {
 
   /// Says what to do with an object that was reached. `isNew`: its id was given out in this save. Throws
   /// std::bad_alloc.
-  [[nodiscard]] Meeting Meet(sto_IdentityMap::Tie const& tie, Occurrence const& occurrence, bool isNew);
+  [[nodiscard]] Meeting Meet(cls_IdentityMap::Tie const& tie, Occurrence const& occurrence, bool isNew);
 
   /// The same for a collection or a blob. These are written each time they are reached: within one save,
-  /// sto_Save::CheckSameCollection compares their contents.
-  [[nodiscard]] Meeting MeetCollection(sto_IdentityMap::Tie const& tie, Occurrence const& occurrence,
+  /// the back end compares their contents as it writes them.
+  [[nodiscard]] Meeting MeetCollection(cls_IdentityMap::Tie const& tie, Occurrence const& occurrence,
                                        bool isNew);
 
   /// From now on, compares every object of the save that is already stored (SecondName).
@@ -82,11 +90,11 @@ class sto_Reach {
   [[nodiscard]] SaveOfTransaction const* Find(std::int64_t save) const noexcept;
   /// Whether an earlier visit was at another address and under another root name, so that the two objects
   /// must be compared.
-  [[nodiscard]] bool WasUnderOtherRoot(sto_Visit const& before, Occurrence const& occurrence) const noexcept;
+  [[nodiscard]] bool WasUnderOtherRoot(cls_Visit const& before, Occurrence const& occurrence) const noexcept;
 
   std::int64_t m_Save = 0;                                   // the number of the latest save
   std::vector<SaveOfTransaction> m_Saves;                    // of the transaction, the latest last
-  std::vector<std::pair<sto_Visit*, sto_Visit>> m_Replaced;  // visits that this save replaced; old values
+  std::vector<std::pair<cls_Visit*, cls_Visit>> m_Replaced;  // visits that this save replaced; old values
   std::set<std::pair<std::int64_t, void const*>> m_Compared; // id and second address, in this save
   bool m_ComparesAll = false;
   std::int64_t m_OtherContent = 0;

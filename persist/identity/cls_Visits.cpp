@@ -1,8 +1,8 @@
-#include "store/session/sto_Visits.h"
+#include "persist/identity/cls_Visits.h"
 
 #include <algorithm>
 
-void sto_Visits::Take(Block*& owner) {
+void cls_Visits::Take(Block*& owner) {
   std::size_t const chunk = m_Count / BlocksInChunk;
   if (chunk == m_Chunks.size()) m_Chunks.push_back(std::make_unique<Chunk>());
   Block& block = (*m_Chunks[chunk])[m_Count % BlocksInChunk];
@@ -12,7 +12,7 @@ void sto_Visits::Take(Block*& owner) {
   ++m_Count;
 }
 
-void sto_Visits::Reset() noexcept {
+void cls_Visits::Reset() noexcept {
   constexpr std::size_t SpareChunks = 2;
   for (std::size_t i = 0; i < m_Count; ++i) {
     Block& block = (*m_Chunks[i / BlocksInChunk])[i % BlocksInChunk];

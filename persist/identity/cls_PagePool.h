@@ -10,14 +10,14 @@
 
 /// Memory in pages of `PageBytes`, each aligned to its size. A page that is given back is reused, the latest
 /// first. The memory is freed only with the pool, so that objects that die one by one cause no heap work.
-/// Internal to the module. Thread rule: one thread.
-template <std::size_t PageBytes> class sto_PagePool {
+/// Used by cls_IdentityMap. Thread rule: one thread.
+template <std::size_t PageBytes> class cls_PagePool {
   static_assert(std::has_single_bit(PageBytes) && PageBytes >= sizeof(void*));
 
  public:
-  sto_PagePool() = default;
-  sto_PagePool(sto_PagePool const&) = delete;
-  sto_PagePool& operator=(sto_PagePool const&) = delete;
+  cls_PagePool() = default;
+  cls_PagePool(cls_PagePool const&) = delete;
+  cls_PagePool& operator=(cls_PagePool const&) = delete;
 
   /// A page with unspecified content; valid until GiveBack or the end of the pool. Throws std::bad_alloc;
   /// then the pool is unchanged.

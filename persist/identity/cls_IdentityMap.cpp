@@ -1,36 +1,38 @@
-#include "store/session/sto_IdentityMap.h"
+#include "persist/identity/cls_IdentityMap.h"
 
 #include <utility>
 
-sto_IdentityMap::Tie::Tie(cls_UidCatalogEntry* entry) noexcept : m_Entry(entry) {
+cls_IdentityOwner::~cls_IdentityOwner() = default;
+
+cls_IdentityMap::Tie::Tie(cls_UidCatalogEntry* entry) noexcept : m_Entry(entry) {
   Link(&entry->m_History);
 }
 
-sto_IdentityMap::Tie::~Tie() {
+cls_IdentityMap::Tie::~Tie() {
   UnLink();
 }
 
-void sto_IdentityMap::Tie::operator delete(Tie* tie, std::destroying_delete_t) noexcept {
+void cls_IdentityMap::Tie::operator delete(Tie* tie, std::destroying_delete_t) noexcept {
   Page& page = tie->InPage();
   std::size_t const slot = tie->Slot();
   tie->~Tie();
   page.m_Used &= ~(1U << slot);
-  sto_IdentityMap& map = page.m_Map;
+  cls_IdentityMap& map = page.m_Map;
   --map.m_Count;
   if (page.m_Used == 0) map.DropPage(page);
 }
 
-sto_Visit& sto_IdentityMap::Tie::Visit() const {
+cls_Visit& cls_IdentityMap::Tie::Visit() const {
   Page& page = InPage();
   if (page.m_Visits == nullptr) page.m_Map.m_Visits.Take(page.m_Visits);
   return page.m_Visits->m_Visits[Slot()];
 }
 
-sto_IdentityMap::~sto_IdentityMap() {
+cls_IdentityMap::~cls_IdentityMap() {
   DropFrom(0);
 }
 
-sto_IdentityMap::Page* sto_IdentityMap::FindPage(std::int64_t number) noexcept {
+cls_IdentityMap::Page* cls_IdentityMap::FindPage(std::int64_t number) noexcept {
   auto const found = m_Segments.find(number / PagesInSegment);
   if (found == m_Segments.end()) return nullptr;
   Page* const page = found->second.m_Pages[static_cast<std::size_t>(number % PagesInSegment)];
@@ -38,7 +40,7 @@ sto_IdentityMap::Page* sto_IdentityMap::FindPage(std::int64_t number) noexcept {
   return page;
 }
 
-sto_IdentityMap::Page& sto_IdentityMap::MakePage(std::int64_t number) {
+cls_IdentityMap::Page& cls_IdentityMap::MakePage(std::int64_t number) {
   Segment& segment = m_Segments[number / PagesInSegment];
   m_Latest = new (m_Memory.Take()) Page(*this, number * IdsInPage);
   segment.m_Pages[static_cast<std::size_t>(number % PagesInSegment)] = m_Latest;
@@ -46,18 +48,18 @@ sto_IdentityMap::Page& sto_IdentityMap::MakePage(std::int64_t number) {
   return *m_Latest;
 }
 
-void sto_IdentityMap::DropPage(Page& page) noexcept {
+void cls_IdentityMap::DropPage(Page& page) noexcept {
   std::int64_t const number = page.m_FirstId / IdsInPage;
   auto const found = m_Segments.find(number / PagesInSegment);
   Segment& segment = found->second;
   segment.m_Pages[static_cast<std::size_t>(number % PagesInSegment)] = nullptr;
   if (m_Latest == &page) m_Latest = nullptr;
-  sto_Visits::Leave(page.m_Visits);
+  cls_Visits::Leave(page.m_Visits);
   m_Memory.GiveBack(&page);
   if (--segment.m_Count == 0) m_Segments.erase(found);
 }
 
-sto_IdentityMap::Tie* sto_IdentityMap::Find(cls_Uid const& uid) const noexcept {
+cls_IdentityMap::Tie* cls_IdentityMap::Find(cls_Uid const& uid) const noexcept {
   cls_HistoryEntry* const anchor = &uid.Entry()->m_History;
   for (cls_HistoryEntry* entry = anchor->Next(); entry != anchor; entry = entry->Next()) {
     if (typeid(*entry) != typeid(Tie)) continue;
@@ -67,8 +69,11 @@ sto_IdentityMap::Tie* sto_IdentityMap::Find(cls_Uid const& uid) const noexcept {
   return nullptr;
 }
 
-sto_IdentityMap::Tie& sto_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) {
-  Page* const found = PageWith(id);
+cls_IdentityMap::Tie& cls_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) {
+  return TieIn(PageWith(id), uid, id);
+}
+
+cls_IdentityMap::Tie& cls_IdentityMap::TieIn(Page* found, cls_Uid const& uid, std::int64_t id) {
   Page& page = found != nullptr ? *found : MakePage(id / IdsInPage);
   auto const slot = static_cast<std::size_t>(id - page.m_FirstId);
   Tie* const tie = new (page.m_Ties + slot * sizeof(Tie)) Tie(uid.Entry());
@@ -79,28 +84,28 @@ sto_IdentityMap::Tie& sto_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) 
   return *tie; // owned by the identity's ring
 }
 
-cls_UidCatalogEntry* sto_IdentityMap::EntryOf(std::int64_t id) noexcept {
+cls_UidCatalogEntry* cls_IdentityMap::EntryOf(std::int64_t id) noexcept {
   Page* const page = PageWith(id);
   auto const slot = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
   return page != nullptr && page->Has(slot) ? page->At(slot)->m_Entry : nullptr;
 }
 
-void sto_IdentityMap::NoteRoot(std::int64_t id) noexcept {
+void cls_IdentityMap::NoteRoot(std::int64_t id) noexcept {
   Page* const page = PageWith(id);
   auto const slot = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
   if (page != nullptr && page->Has(slot)) page->m_Roots |= 1U << slot;
 }
 
-cls_Uid sto_IdentityMap::IdentityOf(std::int64_t id) {
+cls_Uid cls_IdentityMap::IdentityOf(std::int64_t id) {
   Page* page = PageWith(id);
   auto const slot = static_cast<std::size_t>(page == nullptr ? 0 : id - page->m_FirstId);
   if (page != nullptr && page->Has(slot)) return cls_Uid(page->At(slot)->m_Entry);
   cls_Uid uid;
-  Add(uid, id);
+  TieIn(page, uid, id);
   return uid;
 }
 
-void sto_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
+void cls_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
   constexpr std::int64_t IdsInSegment = IdsInPage * PagesInSegment;
   for (auto entry = m_Segments.begin(); entry != m_Segments.end();) {
     auto const& [number, segment] = *entry++; // a segment is freed with its last page
@@ -115,7 +120,7 @@ void sto_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
   }
 }
 
-void sto_IdentityMap::DropFromPage(Page& page, std::int64_t firstId) noexcept {
+void cls_IdentityMap::DropFromPage(Page& page, std::int64_t firstId) noexcept {
   std::int64_t const firstInPage = page.m_FirstId;
   unsigned int used = page.m_Used; // the page is freed with its last tie
   for (std::size_t slot = 0; used != 0; ++slot, used >>= 1)

@@ -1,4 +1,4 @@
-#include "store/session/sto_PagePool.h"
+#include "persist/identity/cls_PagePool.h"
 
 #include <gtest/gtest.h>
 
@@ -12,14 +12,14 @@
 namespace {
 
 constexpr std::size_t PageBytes = 1024;
-using Pool = sto_PagePool<PageBytes>;
+using Pool = cls_PagePool<PageBytes>;
 
 std::uintptr_t AddressOf(void const* page) {
   return reinterpret_cast<std::uintptr_t>(page);
 }
 
 /// Fails allocations, for one test only.
-class StorePagePool : public testing::Test {
+class PagePool : public testing::Test {
  protected:
   void TearDown() override { StoreNewFault::FailAt(0); }
 
@@ -37,7 +37,7 @@ class StorePagePool : public testing::Test {
   }
 };
 
-TEST_F(StorePagePool, EachPageIsAlignedToItsSizeAndGivenOutOnce) {
+TEST_F(PagePool, EachPageIsAlignedToItsSizeAndGivenOutOnce) {
   Pool pool;
   std::set<void*> pages;
   for (int i = 0; i < 3000; ++i) {
@@ -48,16 +48,16 @@ TEST_F(StorePagePool, EachPageIsAlignedToItsSizeAndGivenOutOnce) {
   }
 }
 
-TEST_F(StorePagePool, OtherSizesAreMultiplesOfThemselvesToo) {
-  sto_PagePool<sizeof(void*)> small;
-  sto_PagePool<65536> large;
+TEST_F(PagePool, OtherSizesAreMultiplesOfThemselvesToo) {
+  cls_PagePool<sizeof(void*)> small;
+  cls_PagePool<65536> large;
   for (int i = 0; i < 20; ++i) {
     EXPECT_EQ(AddressOf(small.Take()) % sizeof(void*), 0U);
     EXPECT_EQ(AddressOf(large.Take()) % 65536, 0U);
   }
 }
 
-TEST_F(StorePagePool, PageOfAnAddressIsThePageItLiesIn) {
+TEST_F(PagePool, PageOfAnAddressIsThePageItLiesIn) {
   Pool pool;
   auto* const first = static_cast<std::byte*>(pool.Take());
   auto* const second = static_cast<std::byte*>(pool.Take());
@@ -67,13 +67,13 @@ TEST_F(StorePagePool, PageOfAnAddressIsThePageItLiesIn) {
   }
 }
 
-TEST_F(StorePagePool, NeighboursComeOneAfterTheOther) {
+TEST_F(PagePool, NeighboursComeOneAfterTheOther) {
   Pool pool;
   void* const first = pool.Take();
   for (std::size_t i = 1; i < 4; ++i) EXPECT_EQ(AddressOf(pool.Take()), AddressOf(first) + i * PageBytes);
 }
 
-TEST_F(StorePagePool, PageGivenBackLastIsGivenOutFirst) {
+TEST_F(PagePool, PageGivenBackLastIsGivenOutFirst) {
   Pool pool;
   std::vector<void*> pages;
   for (int i = 0; i < 10; ++i) pages.push_back(pool.Take());
@@ -83,7 +83,7 @@ TEST_F(StorePagePool, PageGivenBackLastIsGivenOutFirst) {
   for (void* const page : pages) EXPECT_NE(fresh, page);
 }
 
-TEST_F(StorePagePool, ChunksDoubleUpToAThousandPages) {
+TEST_F(PagePool, ChunksDoubleUpToAThousandPages) {
   Pool pool;
   std::vector<std::size_t> chunks;
   for (int i = 0; i < 11; ++i) {
@@ -94,7 +94,7 @@ TEST_F(StorePagePool, ChunksDoubleUpToAThousandPages) {
   EXPECT_EQ(chunks, (std::vector<std::size_t>{4, 8, 16, 32, 64, 128, 256, 512, 1024, 1024, 1024}));
 }
 
-TEST_F(StorePagePool, PagesThatAreGivenBackCostNoMemoryAgain) {
+TEST_F(PagePool, PagesThatAreGivenBackCostNoMemoryAgain) {
   Pool pool;
   std::vector<void*> pages;
   for (int i = 0; i < 500; ++i) pages.push_back(pool.Take());
@@ -104,7 +104,7 @@ TEST_F(StorePagePool, PagesThatAreGivenBackCostNoMemoryAgain) {
   EXPECT_FALSE(StoreNewFault::HasFailed());
 }
 
-TEST_F(StorePagePool, FailedAllocationLeavesThePoolAsItWas) {
+TEST_F(PagePool, FailedAllocationLeavesThePoolAsItWas) {
   for (long long const step : {1, 2}) { // the table of chunks, then the chunk
     SCOPED_TRACE(step);
     Pool pool;
@@ -131,7 +131,7 @@ TEST_F(StorePagePool, FailedAllocationLeavesThePoolAsItWas) {
   }
 }
 
-TEST_F(StorePagePool, FirstAllocationMayFailToo) {
+TEST_F(PagePool, FirstAllocationMayFailToo) {
   for (long long const step : {1, 2}) {
     Pool pool;
     StoreNewFault::FailAt(step);
@@ -143,7 +143,7 @@ TEST_F(StorePagePool, FirstAllocationMayFailToo) {
   }
 }
 
-TEST_F(StorePagePool, ContentOfTakenPagesSurvivesAnyOrderOfTakingAndGivingBack) {
+TEST_F(PagePool, ContentOfTakenPagesSurvivesAnyOrderOfTakingAndGivingBack) {
   Pool pool;
   std::mt19937 random(31);
   std::map<unsigned int*, unsigned int> taken; // with the content of the page
