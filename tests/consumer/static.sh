@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
-# Builds the static libraries of this checkout, installs them, moves the installation, and builds and runs the small
-# projects on it.
-#   tests/consumer/static.sh [compiler]
+# Installs a finished build of the static libraries, moves the installation, and builds and runs the small projects on it.
+#   tests/consumer/static.sh build/clang
 set -euo pipefail
 
+if (($# != 1)) || ! grep -q '^BUILD_SHARED_LIBS:[A-Z]*=OFF$' "$1/CMakeCache.txt"; then
+  echo "usage: ${BASH_SOURCE[0]} <build-dir of static libraries>" >&2
+  exit 2
+fi
+library="$(cd "$1" && pwd)"
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
-compiler="${1:-c++}"
+compiler="$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$library/CMakeCache.txt")"
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 
@@ -13,9 +17,7 @@ configure() {
   cmake -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DCMAKE_BUILD_TYPE=Debug "$@"
 }
 
-configure -S "$here/../.." -B "$work/library" -DBUILD_SHARED_LIBS=OFF -DKVL_BUILD_EXAMPLES=OFF
-cmake --build "$work/library" --parallel 2
-cmake --install "$work/library" --prefix "$work/first" >"$work/install.log"
+cmake --install "$library" --prefix "$work/first" >"$work/install.log"
 mv "$work/first" "$work/prefix" # nothing may remember where it was installed
 if find "$work/prefix" -name '*.so*' | grep . >&2; then
   echo "consumer: a shared library among static ones" >&2
