@@ -14,9 +14,9 @@ void Replay(cow_1DArrayList<cls_MetadataRegistrar::InitFn> const& functions, cls
   for (int i = 0; i < count; ++i) functions.ConstGet(i)(registrar);
 }
 
-/// Keeps the plug-in of a function loaded: the function is called again later, and the metadata that it makes has
-/// code of the plug-in. Not for this library's own functions, which start-up declares while it holds its lock:
-/// kvl_KeepLoaded says why.
+/// Keeps the plug-in of a function loaded: the function is called again later, and the metadata that it makes
+/// has code of the plug-in. Not for this library's own functions, which start-up declares while it holds its
+/// lock: kvl_KeepLoaded says why.
 void KeepLoaded(cls_MetadataRegistrar::InitFn fn) {
   auto const* const address = reinterpret_cast<void const*>(fn);
   if (!kvl_AreOneModule(address, reinterpret_cast<void const*>(&KeepLoaded))) kvl_KeepLoaded(address);

@@ -11,14 +11,15 @@
 /// library was compiled with; the text names the library, the class and both sizes. Nothing is counted or
 /// started then.
 ///
-/// Thread rule: whoever starts the library uses it between its own start and its own stop. Starts and stops may
-/// run on any thread, also at the same time: they wait for each other. What is declared to the library's
+/// Thread rule: whoever starts the library uses it between its own start and its own stop. Starts and stops
+/// may run on any thread, also at the same time: they wait for each other. What is declared to the library's
 /// registries is not guarded; see there.
 KVL_EXPORT void nex_initialize(int& count);
 
-/// Undoes nex_initialize, in the last matching call, in reverse order. That call destroys the calling thread's
-/// identities; those of other threads end with their threads. REQUIRES: objects that hold identities of the
-/// calling thread are destroyed. Thread rule: as nex_initialize; it need not be the thread of the start.
+/// Undoes nex_initialize, in the last matching call, in reverse order. That call destroys the calling
+/// thread's identities; those of other threads end with their threads. REQUIRES: objects that hold identities
+/// of the calling thread are destroyed. Thread rule: as nex_initialize; it need not be the thread of the
+/// start.
 KVL_EXPORT void nex_finalize(int& count);
 
 /// Does nothing; part of the module's interface.

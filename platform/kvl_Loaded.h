@@ -7,17 +7,19 @@
 
 // What a library needs to know of the plug-ins that use it. Linux and its relatives only, as platform/thr.
 
-/// Keeps the plug-in or library that contains `address` loaded until the process ends, whoever unloads it. For
-/// code that others will call at a time of their own, such as the end of a thread. Does nothing for an address
-/// in the program itself or on the heap.
+/// Keeps the plug-in or library that contains `address` loaded until the process ends, whoever unloads it.
+/// For code that others will call at a time of their own, such as the end of a thread. Does nothing for an
+/// address in the program itself or on the heap.
 ///
 /// Thread rule: from any thread. The dynamic loader holds a lock while it runs the constructors of a plug-in,
 /// and this takes that lock: hold no lock that such a constructor may wait for.
 inline void kvl_KeepLoaded(void const* address) noexcept {
   Dl_info module{};
   if (dladdr(address, &module) == 0 || module.dli_fname == nullptr) return;
-  // Never closed: that is what keeps it.
-  (void)dlopen(module.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  // Never closed: that is what keeps it. The program itself cannot be opened, and the caller's next dlerror
+  // is not to say so.
+  if (dlopen(module.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE) == nullptr)
+    (void)dlerror(); // NOLINT(concurrency-mt-unsafe): each thread has its own text
 }
 
 /// Whether two addresses of code or of static data belong to the same program, library or plug-in. Unlike

@@ -50,9 +50,9 @@ struct ProcessExit {
   }
 };
 
-// Built when this library is loaded, before every static object of a program or plug-in that uses it. So those
-// are destroyed earlier, and may hold identities until then. The priority says the same inside one program that
-// this library is linked into.
+// Built when this library is loaded, before every static object of a program or plug-in that uses it. So
+// those are destroyed earlier, and may hold identities until then. The priority says the same inside one
+// program that this library is linked into.
 [[gnu::init_priority(101)]] ProcessExit const s_ProcessExit;
 
 void WatchThisThread() {

@@ -16,7 +16,8 @@
 /// thread_local objects. At process exit they run after the destructors of the static objects of every
 /// program, library and plug-in that uses this one.
 ///
-/// The library or plug-in that a finaliser belongs to stays loaded until the process ends, whoever unloads it.
+/// The library or plug-in that a finaliser belongs to stays loaded until the process ends, whoever unloads
+/// it.
 ///
 /// Thread rule: every operation may be called from any thread.
 class KVL_EXPORT thr_ThrSingletonRegistry {

@@ -1,5 +1,5 @@
-/// A plug-in as an application has it: it starts the library, uses it, and stops it. With static libraries it has a copy
-/// of them to itself, and exports its own functions only.
+/// A plug-in as an application has it: it starts the library, uses it, and stops it. With static libraries it
+/// has a copy of them to itself, and exports its own functions only.
 
 #include <vector>
 

@@ -12,8 +12,8 @@
 #include "platform/typ/typ_ArchCompTable.h"
 #include "tests/plugins/PluginApi.h"
 
-// A plug-in that uses most of what the library does for a thread and for a process. It is built twice, as plug-in
-// 1 and plug-in 2 (PLUGIN_NUMBER), which differ in what they declare.
+// A plug-in that uses most of what the library does for a thread and for a process. It is built twice, as
+// plug-in 1 and plug-in 2 (PLUGIN_NUMBER), which differ in what they declare.
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include "platform/typ/typ_ArchCompTable.h"
 #include "tests/plugins/PluginApi.h"
 
-// A plug-in that starts the library when it is loaded, and stops it when it is unloaded or the process exits. One
-// static object is built before the library starts, and so destroyed after it stops.
+// A plug-in that stops the library in the destructor of a static object, when it is unloaded or the process
+// exits. The object was built before the library started, so it is destroyed later than what the start made.
 
 namespace {
 
