@@ -76,9 +76,9 @@ struct ContractAbilities {
   bool m_ChecksDeclarations = false;
   /// A list whose number of elements is not a multiple of its row width is refused.
   bool m_RefusesPartialRows = false;
-  /// A scalar that is read as another type is converted when that loses nothing. Without it, it raises an
-  /// exception. What cannot be converted always does.
-  bool m_ConvertsScalars = false;
+  /// An integer that is read as another type of integers is converted if it fits. Without the flag that
+  /// raises an exception, as reading any scalar as a type that cannot hold it always does.
+  bool m_ConvertsIntegers = false;
   /// The greatest depth of objects that hold each other; 0 if there is none. Deeper ones raise Full, and the
   /// message has the number.
   int m_NestingLimit = 0;

@@ -237,4 +237,43 @@ TEST_P(ContractScalars, EveryObjectOfADatabaseHasItsName) {
   }
 }
 
+TEST_P(ContractScalars, AnIntegerReadAsAnotherTypeIsTheSameNumberOrRefused) {
+  COVERS(cls_MementoRead, 11, 13, 15, 17);
+  Write([](cls_WriteVisitor const& visitor) { visitor.Memento()->Write(FieldOf("Any"), 7); });
+  Read([this](cls_ReadVisitor const& visitor) {
+    ForTypes<short, long long>([&]<class T>(std::type_identity<T>) {
+      SCOPED_TRACE(ContractTypeName<T>);
+      auto const read = [&] {
+        EXPECT_EQ(visitor.Memento()->Read(FieldOf("Any"), static_cast<T>(99)), static_cast<T>(7));
+      };
+      if (Can().m_ConvertsIntegers) return read();
+      std::string const message = MessageOf(ContractError::WrongClass, read);
+      EXPECT_TRUE(Contains(message, "m_Any")) << message;
+    });
+    try {
+      EXPECT_EQ(visitor.Memento()->Read(FieldOf("Any"), 99.0), 7); // either is right
+    } catch (nex_Exception const& exception) {
+      EXPECT_TRUE(Contains(exception.AsString().Chars(), "m_Any"));
+    }
+    EXPECT_EQ(visitor.Read(FieldOf("Any"), -1), 7);
+  });
+}
+
+TEST_P(ContractScalars, AScalarThatAnotherTypeCannotHoldIsRefused) {
+  COVERS(cls_MementoRead, 9, 11, 13, 14);
+  Write([](cls_WriteVisitor const& visitor) {
+    visitor.Write(FieldFor<cow_String>(), "seven"_cow);
+    visitor.Write(FieldFor<double>(), 0.5);
+    visitor.Write(FieldFor<int>(), 100'000);
+  });
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_MementoRead& memento = *visitor.Memento();
+    for (cls_FieldHandle const& field : {FieldFor<cow_String>(), FieldFor<double>()}) {
+      std::string const message = MessageOf(ContractError::WrongClass, [&] { memento.Read(field, 1); });
+      EXPECT_TRUE(Contains(message, field.Name().View())) << message;
+    }
+    MessageOf(ContractError::WrongClass, [&] { memento.Read(FieldFor<int>(), static_cast<signed char>(1)); });
+  });
+}
+
 } // namespace

@@ -54,6 +54,7 @@ ContractAbilities StoreContractBackEnd::Abilities() const {
   can.m_AsksProxies = true;
   can.m_ChecksDeclarations = true;
   can.m_RefusesPartialRows = true;
+  can.m_ConvertsIntegers = true;
   can.m_NestingLimit = 1000;
   can.m_TellsApart = {ContractError::NotFound, ContractError::WrongClass, ContractError::Misuse,
                       ContractError::ReadOnly, ContractError::Full,       ContractError::Unavailable};

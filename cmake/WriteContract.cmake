@@ -1,0 +1,31 @@
+# Writes the contract suite for programs that use the installed package:
+#
+#   cmake -D ROOT=<tree> -D OUTPUT=<folder> -P WriteContract.cmake
+#
+# Its sources and the headers that they include from tests/ keep their paths, below OUTPUT, and include each other in
+# quotes. Headers of the library are included as <kvlpersist/...>. OUTPUT/sources.txt lists the sources.
+cmake_minimum_required(VERSION 3.25)
+
+include("${ROOT}/cmake/KvlContract.cmake")
+set(files ${KVL_CONTRACT_SOURCES})
+set(todo ${files})
+while(todo)
+  list(POP_FRONT todo file)
+  file(STRINGS "${ROOT}/${file}" includes REGEX "^#include \"tests/")
+  list(TRANSFORM includes REPLACE "^#include \"([^\"]+)\".*" "\\1")
+  foreach(include IN LISTS includes)
+    if(NOT include IN_LIST files)
+      list(APPEND files ${include})
+      list(APPEND todo ${include})
+    endif()
+  endforeach()
+endwhile()
+
+foreach(file IN LISTS files)
+  file(READ "${ROOT}/${file}" text)
+  string(REGEX REPLACE "(^|\n)#include \"([^\"\n]+)\"" "\\1#include <kvlpersist/\\2>" text "${text}")
+  string(REGEX REPLACE "#include <kvlpersist/(tests/[^>\n]+)>" "#include \"\\1\"" text "${text}")
+  file(WRITE "${OUTPUT}/${file}" "${text}")
+endforeach()
+list(JOIN KVL_CONTRACT_SOURCES "\n" sources)
+file(WRITE "${OUTPUT}/sources.txt" "${sources}\n")
