@@ -24,7 +24,9 @@ void Put(cls_AgentBlob& blob, long long offset, Content const& content) {
 }
 
 Content AllOf(cls_AgentBlob& blob) {
-  Content content(static_cast<std::size_t>(blob.Size()) + 5, 0xEE);
+  long long const size = blob.Size();
+  if (size < 0 || size > 1'000'000) throw std::runtime_error("the blob's size is " + std::to_string(size));
+  Content content(static_cast<std::size_t>(size) + 5, 0xEE);
   content.resize(
       static_cast<std::size_t>(blob.Read(0, static_cast<long long>(content.size()), content.data())));
   return content;

@@ -83,7 +83,7 @@ class Progress {
       [[fallthrough]];
     default:
       m_Running.clear();
-      ++m_Ended;
+      ++m_Run;
     }
   }
   /// The child has ended where it should not.
@@ -92,6 +92,7 @@ class Progress {
     m_Failed.push_back(where + ": " + how);
     std::cout << "[   DIED   ] " << m_Failed.back() << std::endl;
     m_HasStopped = m_Running.empty();
+    if (!m_HasStopped) ++m_Run;
     m_Running.clear();
   }
   [[nodiscard]] bool HasMore() const { return !m_HasStopped && !m_Plan.empty(); }
@@ -106,7 +107,7 @@ class Progress {
   [[nodiscard]] bool Print() const {
     int skipped = 0;
     for (auto const& [reason, count] : m_Skipped) skipped += count;
-    std::cout << "contract: " << m_Ended << " tests ended, " << m_Failed.size() << " failed, " << skipped
+    std::cout << "contract: " << m_Run << " tests run, " << m_Failed.size() << " failed, " << skipped
               << " skipped\n";
     for (auto const& [reason, count] : m_Skipped)
       std::cout << "contract: skipped " << count << " for lack of " << reason << "\n";
@@ -120,7 +121,7 @@ class Progress {
   std::string m_Running;
   std::map<std::string, int> m_Skipped; ///< by reason
   std::vector<std::string> m_Failed;
-  int m_Ended = 0;
+  int m_Run = 0;
   bool m_IsPlanning = true;
   bool m_HasStopped = false;
 };

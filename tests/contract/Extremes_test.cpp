@@ -367,7 +367,8 @@ TEST_P(ContractExtremes, EntriesOfIntTablesComeBackBitByBit) {
   Read([&](cls_ReadVisitor const& visitor) {
     auto const table = Receive(visitor.Memento()->MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
     std::map<int, int> read;
-    while (table->More() != 0) {
+    for (std::size_t i = 0; table->More() != 0; ++i) {
+      ASSERT_LT(i, expected.size());
       int const value = table->Next();
       int key = 42;
       table->Key(key);

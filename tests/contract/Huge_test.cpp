@@ -206,7 +206,8 @@ TEST_P(ContractHuge, AnIntTableOfAHundredThousandEntriesComesBack) {
     auto const cursor = Receive(visitor.Memento()->MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
     ASSERT_EQ(cursor->Count(), ManyEntries);
     std::vector<int> values(ManyEntries, 1);
-    while (cursor->More() != 0) {
+    for (int i = 0; cursor->More() != 0; ++i) {
+      ASSERT_LT(i, ManyEntries);
       int const value = cursor->Next();
       int key = 0;
       cursor->Key(key);
@@ -419,6 +420,7 @@ TEST_P(ContractHuge, AgentsReachEveryEntryOfAHundredThousandObjects) {
     int count = 0;
     int before = std::numeric_limits<int>::min();
     for (bool isThere = ints->FirstKey(key); isThere; isThere = ints->NextKey(key), ++count) {
+      ASSERT_LT(count, ManyEntries);
       ASSERT_TRUE(count == 0 || key > before);
       before = key;
     }

@@ -213,7 +213,8 @@ void ExpectTable(cls_ReadIntTableInt* table, int count) {
   std::map<int, int> expected;
   for (int i = 0; i < count; ++i) expected[IntKeys::At(i)] = SampleOf<int>(i);
   std::map<int, int> read;
-  while (cursor->More() != 0) {
+  for (int i = 0; cursor->More() != 0; ++i) {
+    ASSERT_LT(i, count);
     int const value = cursor->Next();
     int key = 0;
     cursor->Key(key);

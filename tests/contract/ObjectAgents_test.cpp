@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <map>
 
 #include "persist/backend/cls_AgentListObj.h"
@@ -37,7 +38,7 @@ std::unique_ptr<ListHolder> StoredList(cls_ReadVisitor const& visitor) {
 }
 std::vector<int> NumbersOf(ListHolder const& agent) {
   std::vector<int> numbers;
-  for (int i = 0; i < agent->Count(); ++i) numbers.push_back(NumberOf(agent->MakeReadObj(i)));
+  for (int i = 0; i < std::min(agent->Count(), 10); ++i) numbers.push_back(NumberOf(agent->MakeReadObj(i)));
   return numbers;
 }
 
@@ -239,8 +240,10 @@ template <class K> std::unique_ptr<MapHolder<K>> StoredMap(cls_ReadVisitor const
 template <class K> std::map<K, int> EntriesOf(MapHolder<K> const& agent) {
   std::map<K, int> entries;
   K key{};
-  for (bool isThere = agent->FirstKey(key); isThere; isThere = agent->NextKey(key))
+  for (bool isThere = agent->FirstKey(key); isThere; isThere = agent->NextKey(key)) {
+    if (entries.size() > 10) throw std::runtime_error("the walk over the keys does not end");
     entries[key] = NumberOf(agent->MakeReadObj(key));
+  }
   return entries;
 }
 template <class K> std::map<K, int> FirstEntries(int count) {

@@ -304,7 +304,8 @@ void ExpectMapsOfAllTypes(cls_ReadVisitor const& visitor, int count) {
   });
   auto const table = Receive(visitor.Memento()->MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
   ASSERT_EQ(table->Count(), count);
-  while (table->More() != 0) {
+  for (int i = 0; table->More() != 0; ++i) {
+    ASSERT_LT(i, count);
     int const value = table->Next();
     int key = -1;
     table->Key(key);

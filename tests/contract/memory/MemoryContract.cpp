@@ -1,48 +1,8 @@
-#include "tests/contract/ContractBackEnd.h"
+#include "tests/contract/memory/MemoryContract.h"
 
-#include <blocks/docs/back-end/what-is-stored-1>
-
-#include <blocks/docs/back-end/the-storage-and-the-save-1>
-
-#include <blocks/docs/back-end/builders-and-cursors-1>
-
-#include <blocks/docs/back-end/agents-1>
-
-#include <blocks/docs/back-end/the-writing-memento-1>
-
-#include <blocks/docs/back-end/the-reading-memento-1>
-
-#include <blocks/docs/back-end/saving-and-loading-1>
-
-// The contract suite over the back end of docs/back-end.md: one session, no file.
+// The contract suite over the back end of docs/back-end.md.
 
 namespace {
-
-class MemorySession : public ContractSession {
- public:
-  explicit MemorySession(cls_ClassRegistrar const& registrar) : m_Storage(registrar) {}
-  void Save(std::string const& root, Scripted const& object) override { m_Storage.Save(root, object); }
-  void Load(std::string const& root, Scripted::ReadFields const& read) override {
-    struct Reset {
-      Scripted::ReadFields m_Before;
-      ~Reset() { Scripted::s_Read = std::move(m_Before); }
-    } const reset{std::exchange(Scripted::s_Read, read)};
-    static_cast<void>(m_Storage.Load<Scripted>(root));
-  }
-
- private:
-  MemoryStorage m_Storage;
-};
-
-class MemoryBackEnd : public ContractBackEnd {
- public:
-  [[nodiscard]] ContractAbilities Abilities() const override { return {}; }
-  std::unique_ptr<ContractSession> Open(std::string const&, ContractMode,
-                                        cls_ClassRegistrar const& registrar) override {
-    return std::make_unique<MemorySession>(registrar);
-  }
-  [[nodiscard]] ContractError Classify(nex_Exception const&) const override { return ContractError::Other; }
-};
 
 std::unique_ptr<ContractBackEnd> Make(std::string const&) {
   return std::make_unique<MemoryBackEnd>();
