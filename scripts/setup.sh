@@ -11,7 +11,7 @@ packages=(
   libsqlite3-dev libxxhash-dev # the database module
   sqlite3                      # looking into stores
   libgtest-dev python3 git     # the tests
-  libeigen3-dev libcli11-dev   # the examples
+  libeigen3-dev libcli11-dev nlohmann-json3-dev # the examples
   libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )
 

@@ -1,0 +1,409 @@
+#pragma once
+
+#include <algorithm>
+#include <optional>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "persist/backend/cls_AgentBlob.h"
+#include "persist/backend/cls_AgentListObj.h"
+#include "persist/backend/cls_AgentListPrim.h"
+#include "persist/backend/cls_AgentMapKey2Obj.h"
+#include "persist/backend/cls_HolderSlot.h"
+#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_TypedMementoRead.h"
+#include "persist/backend/cls_TypedMementoWrite.h"
+#include "persist/backend/cls_WriteListPrim.h"
+
+// Builders, cursors and agents for a back end that reaches the elements of a collection by index, for
+// instance because it has them in memory. The back end writes one class, `Elements`. Each class here is the
+// builder, the cursor and the agent of one kind of collection; cls_IndexedMementoWrite and
+// cls_IndexedMementoRead make them all. examples/backend-jsonl is such a back end.
+//
+// An Elements is a copyable handle on the collection of one object. It stays valid when the mementos are
+// deleted, when the session ends, and for a collection that is absent. Entries of a map have two columns: 0
+// is the key, 1 the value or the object. Elements of a list have column 0. Its members:
+//
+//     int Count() const;                            // 0 when absent
+//     template <class T> T Get(int index, int column) const;
+//     template <class T> void Put(int index, int column, T const& value); // index Count(): adds an element
+//     void Resize(int count);                       // new elements are empty objects
+//     void Erase(int index);                        // nothing for an index that is not there
+//     cls_MementoRead* ReadObject(int index, int column) const; // index -1: of an empty object
+//     cls_MementoWrite* WriteObject(int index, int column, unsigned int classId, cls_Uid const& uid);
+//     int RowWidth() const;                         // 1 when absent
+//     int SizeHint() const;
+//     std::string Bytes() const;                    // of a blob; empty when absent
+//     void SetBytes(std::string const& bytes);
+//     bool IsWritable() const;                      // false when absent, and when the session has ended
+//     void EndFlush();                              // called only when it is writable
+//     int ForeignChanges(bool isRefreshed) const;   // by other sessions, so far; first looks for new ones
+//     cls_AgentRegistry* Agents() const;            // of the session; null when it has ended
+//
+// What changes the collection raises an exception when it is not writable. An array that is destroyed writes
+// its elements back: while it is writable, Put and EndFlush must not raise anything. Keys of maps of objects
+// are found by walking along. Errors: whatever Elements raises. Thread rule: one thread.
+
+/// The agents of a session that containers hold, and those containers. The session calls Flush before a
+/// commit and before stored data is read by other means; Flush and then Detach before it ends.
+class cls_AgentRegistry {
+ public:
+  /// What an agent derives from to be registered.
+  class Agent {
+   public:
+    virtual ~Agent() = default;
+    [[nodiscard]] virtual bool IsHeld() const = 0;
+  };
+
+  void Hold(cls_PC* holder, Agent* agent) {
+    m_Agents.insert(agent);
+    m_Holders.Hold(holder);
+  }
+  void Prune() noexcept { m_Holders.Prune(); }
+  void Forget(Agent* agent) noexcept { m_Agents.erase(agent); }
+
+  void Flush() const { m_Holders.Flush(); }
+  /// Also deletes the agents that no container holds any more. Intentional: a two-dimensional array that is
+  /// assigned to drops its agent and does not delete it.
+  void Detach() {
+    m_Holders.Detach();
+    for (auto next = m_Agents.begin(); next != m_Agents.end();) {
+      Agent* const agent = *next++; // its destructor removes it
+      if (!agent->IsHeld()) delete agent;
+    }
+  }
+
+ private:
+  cls_Holders<> m_Holders;
+  std::set<Agent*> m_Agents;
+};
+
+/// What all agents share: counted references, registered containers, changes by other sessions.
+template <class Interface, class Elements>
+class cls_IndexedAgent : public Interface, private cls_AgentRegistry::Agent {
+ public:
+  explicit cls_IndexedAgent(Elements elements)
+      : m_Elements(std::move(elements)), m_Seen(m_Elements.ForeignChanges(false)) {}
+  ~cls_IndexedAgent() override {
+    if (cls_AgentRegistry* const agents = m_Elements.Agents()) agents->Forget(this);
+  }
+
+  bool Changed() override {
+    int const now = m_Elements.ForeignChanges(true);
+    return std::exchange(m_Seen, now) != now;
+  }
+  void EndFlush() override {
+    if (m_Elements.IsWritable()) m_Elements.EndFlush();
+  }
+  void AddReference() override { ++m_References; }
+  void DropReference() override {
+    --m_References;
+    if (cls_AgentRegistry* const agents = m_Elements.Agents()) agents->Prune();
+  }
+  bool StillReferenced() override { return m_References > 0; }
+  bool ReadOnly() override { return !m_Elements.IsWritable(); }
+
+ protected:
+  void Register(cls_PC* holder) {
+    if (cls_AgentRegistry* const agents = m_Elements.Agents()) agents->Hold(holder, this);
+  }
+
+  Elements m_Elements;
+
+ private:
+  [[nodiscard]] bool IsHeld() const override { return m_References > 0; }
+
+  int m_Seen;
+  int m_References = 0;
+};
+
+/// A list of bool, cow_String, float, double, unsigned int or int.
+template <class T, class Elements>
+class cls_IndexedList final : public cls_IndexedAgent<cls_AgentListPrim<T>, Elements>,
+                              public cls_WriteListPrim<T>,
+                              public cls_ReadListPrim<T> {
+ public:
+  using cls_IndexedAgent<cls_AgentListPrim<T>, Elements>::cls_IndexedAgent;
+
+  int Count() override { return this->m_Elements.Count(); }
+  int SizeHint() override { return this->m_Elements.SizeHint(); }
+  void RegisterHolder(cls_PC* holder) override { this->Register(holder); }
+  void WriteRun(int firstIndex, int count, T const* values) override {
+    for (int i = Count(); i < firstIndex; ++i) this->m_Elements.Put(i, 0, T());
+    for (int i = 0; i < count; ++i) this->m_Elements.Put(firstIndex + i, 0, values[i]);
+  }
+  int ReadRun(int firstIndex, int count, T* destination) override {
+    int const read = std::max(0, std::min(Count() - firstIndex, count));
+    for (int i = 0; i < read; ++i) destination[i] = this->m_Elements.template Get<T>(firstIndex + i, 0);
+    return read;
+  }
+
+  void AppendRun(int count, T const* elements) override { WriteRun(Count(), count, elements); }
+  void Append(T const& element) override { WriteRun(Count(), 1, &element); }
+
+  int RowWidth() override { return this->m_Elements.RowWidth(); }
+  int More() override { return m_Next < Count() ? 1 : 0; }
+  int NextRun(int count, T* destination) override {
+    int const read = ReadRun(m_Next, count, destination);
+    m_Next += read;
+    return read;
+  }
+  T Next() override { return this->m_Elements.template Get<T>(m_Next++, 0); }
+
+ private:
+  int m_Next = 0;
+};
+
+/// A map or an int table of values. `K` and `V` are the parameters of the builder's Insert, with references.
+template <class Builder, class Cursor, class K, class V, class Elements>
+class cls_IndexedEntries final : public Builder, public Cursor {
+ public:
+  explicit cls_IndexedEntries(Elements elements) : m_Elements(std::move(elements)) {}
+
+  void Insert(K key, V value) override {
+    int const index = Count();
+    m_Elements.Put(index, 0, key);
+    m_Elements.Put(index, 1, value);
+  }
+
+  int Count() override { return m_Elements.Count(); }
+  int More() override { return m_Next < Count() ? 1 : 0; }
+  std::remove_cvref_t<V> Next() override {
+    return m_Elements.template Get<std::remove_cvref_t<V>>(m_Next++, 1);
+  }
+  void Key(std::remove_cvref_t<K>& key) override {
+    key = m_Elements.template Get<std::remove_cvref_t<K>>(m_Next - 1, 0);
+  }
+
+ private:
+  Elements m_Elements;
+  int m_Next = 0;
+};
+
+template <class K, class T, class Elements>
+using cls_IndexedMap =
+    cls_IndexedEntries<cls_WriteMapOf<K, T>, cls_ReadMapOf<K, T>, K const&, T const&, Elements>;
+template <class Elements>
+using cls_IndexedIntTable = cls_IndexedEntries<cls_WriteIntTableInt, cls_ReadIntTableInt, int, int, Elements>;
+
+/// A list of objects.
+template <class Elements>
+class cls_IndexedObjectList final : public cls_IndexedAgent<cls_AgentListObj, Elements>,
+                                    public cls_WriteListObj,
+                                    public cls_ReadListObj {
+ public:
+  using cls_IndexedAgent<cls_AgentListObj, Elements>::cls_IndexedAgent;
+
+  int Count() override { return this->m_Elements.Count(); }
+  int Count() const override { return this->m_Elements.Count(); }
+  int SizeHint() override { return this->m_Elements.SizeHint(); }
+  void RegisterHolder(cls_PC* holder) override { this->Register(holder); }
+  void SetCount(int count) override { this->m_Elements.Resize(count); }
+  cls_MementoRead* MakeReadObj(int index) override {
+    return this->m_Elements.ReadObject(index >= 0 && index < Count() ? index : -1, 0);
+  }
+  cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) override {
+    if (index >= Count()) SetCount(index + 1);
+    return this->m_Elements.WriteObject(index, 0, classId, uid);
+  }
+  cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) override {
+    return MakeWriteObj(Count(), classId, uid);
+  }
+  void Remove(int index) override { this->m_Elements.Erase(index); }
+
+  int Position() override { return m_Next; }
+  int More() override { return m_Next < Count() ? 1 : 0; }
+  void Skip(int count) override { m_Next = std::min(Count(), m_Next + count); }
+  cls_MementoRead* Next() override { return MakeReadObj(m_Next++); }
+  cls_MementoRead* At(int index) override { return MakeReadObj(index); }
+
+ private:
+  int m_Next = 0;
+};
+
+/// A map of objects. A builder adds an entry for each object; an agent replaces the entry of a key that is
+/// there.
+template <class K, class Elements>
+class cls_IndexedObjectMap final : public cls_IndexedAgent<cls_AgentMapKey2Obj<K>, Elements>,
+                                   public cls_WriteObjectMapOf<K>,
+                                   public cls_ReadObjectMapOf<K> {
+ public:
+  cls_IndexedObjectMap(Elements elements, bool isBuilder)
+      : cls_IndexedAgent<cls_AgentMapKey2Obj<K>, Elements>(std::move(elements)), m_IsBuilder(isBuilder) {}
+
+  int Count() override { return this->m_Elements.Count(); }
+  int Count() const override { return this->m_Elements.Count(); }
+  int SizeHint() override { return this->m_Elements.SizeHint(); }
+  void RegisterHolder(cls_PC* holder) override { this->Register(holder); }
+  bool Contains(K const& key) override { return IndexOf(key) >= 0; }
+  bool Remove(K const& key) override {
+    int const index = IndexOf(key);
+    if (index >= 0 || !this->m_Elements.IsWritable()) this->m_Elements.Erase(index);
+    return index >= 0;
+  }
+  void Clear() override { this->m_Elements.Resize(0); }
+  cls_MementoRead* MakeReadObj(K const& key) override { return this->m_Elements.ReadObject(IndexOf(key), 1); }
+  cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override {
+    int index = m_IsBuilder ? -1 : IndexOf(key);
+    if (index < 0) this->m_Elements.Put(index = Count(), 0, key);
+    return this->m_Elements.WriteObject(index, 1, classId, uid);
+  }
+  bool FirstKey(K& key) override { return Walk(key, false, true); }
+  bool NextKey(K& key) override { return Walk(key, true, true); }
+  bool LastKey(K& key) override { return Walk(key, false, false); }
+  bool PreviousKey(K& key) override { return Walk(key, true, false); }
+
+  int More() override { return m_Next < Count() ? 1 : 0; }
+  void Next() override { ++m_Next; }
+  cls_MementoRead* Fetch(K& key) override {
+    key = KeyAt(m_Next - 1);
+    return this->m_Elements.ReadObject(m_Next - 1, 1);
+  }
+  /// Overrides that of the cursor over a map from int; the other cursor has none.
+  bool Find(K const& key) {
+    int const index = IndexOf(key);
+    if (index >= 0) m_Next = index + 1;
+    return index >= 0;
+  }
+
+ private:
+  [[nodiscard]] K KeyAt(int index) const { return this->m_Elements.template Get<K>(index, 0); }
+  [[nodiscard]] int IndexOf(K const& key) const {
+    for (int i = 0; i < Count(); ++i)
+      if (KeyAt(i) == key) return i;
+    return -1;
+  }
+  /// Goes to the first key in the direction: of all keys, or of those beyond `key`.
+  bool Walk(K& key, bool isBeyond, bool isUp) const {
+    auto const isBefore = [isUp](K const& a, K const& b) { return isUp ? a < b : b < a; };
+    std::optional<K> first;
+    for (int i = 0; i < Count(); ++i) {
+      K const other = KeyAt(i);
+      if ((!isBeyond || isBefore(key, other)) && (!first || isBefore(other, *first))) first = other;
+    }
+    if (first) key = *first;
+    return first.has_value();
+  }
+
+  bool m_IsBuilder;
+  int m_Next = 0;
+};
+
+/// A blob: bytes in one piece.
+template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<cls_AgentBlob, Elements> {
+ public:
+  using cls_IndexedAgent<cls_AgentBlob, Elements>::cls_IndexedAgent;
+
+  long long Size() override { return static_cast<long long>(this->m_Elements.Bytes().size()); }
+  long long Read(long long offset, long long sizeBytes, void* destination) override {
+    std::string const bytes = this->m_Elements.Bytes();
+    long long const read = std::max(0LL, std::min(static_cast<long long>(bytes.size()) - offset, sizeBytes));
+    if (read > 0) std::copy_n(bytes.begin() + offset, read, static_cast<char*>(destination));
+    return read;
+  }
+  void Write(long long offset, long long sizeBytes, void const* source) override {
+    std::string bytes = this->m_Elements.Bytes();
+    auto const end = static_cast<std::size_t>(offset + sizeBytes);
+    if (bytes.size() < end) bytes.resize(end); // a gap is zeros
+    std::copy_n(static_cast<char const*>(source), sizeBytes, bytes.begin() + offset);
+    this->m_Elements.SetBytes(bytes);
+  }
+  void Truncate(long long sizeBytes) override {
+    std::string bytes = this->m_Elements.Bytes();
+    bytes.resize(std::min(bytes.size(), static_cast<std::size_t>(sizeBytes)));
+    this->m_Elements.SetBytes(bytes);
+  }
+};
+
+/// What a collection is made of.
+enum class cls_ElementKind { Values, Entries, Objects, ObjectEntries, Bytes };
+
+/// Base of a writing memento: cls_TypedMementoWrite with all collections. `Self` has two more members:
+///
+///     Elements Restart(cls_ElementKind kind, int width);    // makes the object's collection empty
+///     Elements GoOn(cls_ElementKind kind, int sizeHint);    // with the elements that it has
+template <class Self, class Elements> class cls_IndexedMementoWrite : public cls_TypedMementoWrite<Self> {
+ public:
+  using Kind = cls_ElementKind;
+
+  /// As an object that is not held copy-on-write.
+  cls_MementoWrite* MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
+                                         cls_Uid const& uid, cow_COW<int, cow_Direct<int>> const*) override {
+    return this->MakeFieldWriteObj(field, classId, uid, nullptr);
+  }
+  cls_WriteListObj* MakeWriteListObj() override {
+    return new cls_IndexedObjectList<Elements>(IndexedSelf().Restart(Kind::Objects, 1));
+  }
+  cls_WriteIntTableInt* MakeWriteIntTableInt() override {
+    return new cls_IndexedIntTable<Elements>(IndexedSelf().Restart(Kind::Entries, 1));
+  }
+  cls_AgentListObj* MakeAgentListObj(int sizeHint) override {
+    return new cls_IndexedObjectList<Elements>(IndexedSelf().GoOn(Kind::Objects, sizeHint));
+  }
+  cls_AgentBlob* MakeAgentBlob() override {
+    return new cls_IndexedBlob<Elements>(IndexedSelf().Restart(Kind::Bytes, 1));
+  }
+
+  // For cls_TypedMementoWrite.
+  template <class T> cls_WriteListPrim<T>* MakeListOf(T const*, int width) {
+    return new cls_IndexedList<T, Elements>(IndexedSelf().Restart(Kind::Values, width));
+  }
+  template <class K, class T> cls_WriteMapOf<K, T>* MakeMapOf(T const*) {
+    return new cls_IndexedMap<K, T, Elements>(IndexedSelf().Restart(Kind::Entries, 1));
+  }
+  template <class K> cls_WriteObjectMapOf<K>* MakeObjectMapOf() {
+    return new cls_IndexedObjectMap<K, Elements>(IndexedSelf().Restart(Kind::ObjectEntries, 1), true);
+  }
+  template <class T> cls_AgentListPrim<T>* MakeListAgentOf(T const*, int sizeHint) {
+    return new cls_IndexedList<T, Elements>(IndexedSelf().GoOn(Kind::Values, sizeHint));
+  }
+  template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgentOf(K const*, int sizeHint) {
+    return new cls_IndexedObjectMap<K, Elements>(IndexedSelf().GoOn(Kind::ObjectEntries, sizeHint), false);
+  }
+
+ private:
+  [[nodiscard]] Self& IndexedSelf() noexcept { return static_cast<Self&>(*this); }
+};
+
+/// Base of a reading memento: cls_TypedMementoRead with all collections. `Self` has one more member:
+///
+///     Elements ElementsOf(cls_ElementKind kind); // may be absent
+template <class Self, class Elements> class cls_IndexedMementoRead : public cls_TypedMementoRead<Self> {
+ public:
+  using Kind = cls_ElementKind;
+
+  cls_ReadListObj* MakeReadListObj() override {
+    return new cls_IndexedObjectList<Elements>(IndexedSelf().ElementsOf(Kind::Objects));
+  }
+  cls_ReadIntTableInt* MakeReadIntTableInt() override {
+    return new cls_IndexedIntTable<Elements>(IndexedSelf().ElementsOf(Kind::Entries));
+  }
+  cls_AgentListObj* MakeAgentListObj() override {
+    return new cls_IndexedObjectList<Elements>(IndexedSelf().ElementsOf(Kind::Objects));
+  }
+  cls_AgentBlob* MakeAgentBlob() override {
+    return new cls_IndexedBlob<Elements>(IndexedSelf().ElementsOf(Kind::Bytes));
+  }
+
+  // For cls_TypedMementoRead.
+  template <class T> cls_ReadListPrim<T>* MakeListOf(T*) {
+    return new cls_IndexedList<T, Elements>(IndexedSelf().ElementsOf(Kind::Values));
+  }
+  template <class K, class T> cls_ReadMapOf<K, T>* MakeMapOf(T*) {
+    return new cls_IndexedMap<K, T, Elements>(IndexedSelf().ElementsOf(Kind::Entries));
+  }
+  template <class K> cls_ReadObjectMapOf<K>* MakeObjectMapOf() {
+    return new cls_IndexedObjectMap<K, Elements>(IndexedSelf().ElementsOf(Kind::ObjectEntries), false);
+  }
+  template <class T> cls_AgentListPrim<T>* MakeListAgentOf(T*) {
+    return new cls_IndexedList<T, Elements>(IndexedSelf().ElementsOf(Kind::Values));
+  }
+  template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgentOf(K*) {
+    return new cls_IndexedObjectMap<K, Elements>(IndexedSelf().ElementsOf(Kind::ObjectEntries), false);
+  }
+
+ private:
+  [[nodiscard]] Self& IndexedSelf() noexcept { return static_cast<Self&>(*this); }
+};
