@@ -93,8 +93,11 @@ template <class T> class cls_ArrayPrimBuffer {
   explicit cls_ArrayPrimBuffer(Block* block) noexcept : m_Block(block) {}
 
   void Release() noexcept {
-    if (m_Block != nullptr && --m_Block->m_RefCount == 0) delete m_Block;
+    if (m_Block != nullptr && --m_Block->m_RefCount == 0) DeleteBlock(m_Block);
   }
+
+  /// Not inlined, for the reason that cow_CountedHld gives.
+  [[gnu::noinline]] static void DeleteBlock(Block* block) noexcept { delete block; }
 
   Block* m_Block;
 };

@@ -57,6 +57,11 @@ char const WriteMessage[] =
 char const ReadMessage[] =
     "cls_SimpleArrayPrim::ReadBlock: Collection must be associated with a database for this method.";
 
+/// Matches an output whose first line begins with a message.
+std::string BeginsWith(std::string message) {
+  return message.insert(0, 1, '^').append("([^\n](.|\n)*)?$");
+}
+
 Lines const LetGoOfTheLast{"DropReference", "StillReferenced", "ReadOnly", "EndFlush", "deleted"};
 Lines const LetGoOfAnother{"DropReference", "StillReferenced"};
 
@@ -492,18 +497,18 @@ TYPED_TEST(SimpleArrayPrim, WithoutListAndElementsOnlyTheMessagesArePrinted) {
 TYPED_TEST(SimpleArrayPrimDeathTest, WriteWithoutListPrintsAMessageBeforeItFails) {
   cls_SimpleArrayPrim<TypeParam> array(5);
   TypeParam values[2] = {};
-  EXPECT_DEATH(array.Write(values, 2), "^" + std::string(WriteMessage) + "([^\n](.|\n)*)?$");
+  EXPECT_DEATH(array.Write(values, 2), BeginsWith(WriteMessage));
 }
 
 TYPED_TEST(SimpleArrayPrimDeathTest, ReadWithoutListPrintsAMessageBeforeItFails) {
   cls_SimpleArrayPrim<TypeParam> array(5);
   TypeParam values[2] = {};
-  EXPECT_DEATH(array.Read(values, 2), "^" + std::string(ReadMessage) + "([^\n](.|\n)*)?$");
+  EXPECT_DEATH(array.Read(values, 2), BeginsWith(ReadMessage));
 }
 
 TYPED_TEST(SimpleArrayPrimDeathTest, AfterDetachTheMessageIsPrintedToo) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   array.Detach();
   TypeParam values[2] = {};
-  EXPECT_DEATH(array.Write(values, 2), "^" + std::string(WriteMessage) + "([^\n](.|\n)*)?$");
+  EXPECT_DEATH(array.Write(values, 2), BeginsWith(WriteMessage));
 }
