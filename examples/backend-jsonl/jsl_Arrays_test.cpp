@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <memory>
 #include <optional>
 
 // Bulk arrays that are assigned, detached, saved again and destroyed, before and after their session ends, in
@@ -81,7 +82,7 @@ template <class Kind> struct Owner {
     for (std::size_t i = 0; i < Count; ++i)
       if (m_Arrays[i]) m_Arrays[i]->DBWrite(cls_WriteVisitor(visitor, FieldOf(i), nullptr, &*m_Arrays[i]));
   }
-  std::array<std::optional<typename Kind::Array>, Count> m_Arrays;
+  std::array<std::unique_ptr<typename Kind::Array>, Count> m_Arrays; // on the heap, where its end is noticed
   cls_Uid m_Uid;
 };
 
@@ -93,7 +94,8 @@ template <class Kind> class Run {
   Run(std::string path, std::size_t destroyed, std::size_t detached)
       : m_Path(std::move(path)), m_Destroyed(destroyed), m_Detached(detached) {
     m_Session.emplace(m_Path, jsl_Mode::Create, m_Classes);
-    for (std::size_t i = 0; i < Count; ++i) m_Owner.m_Arrays[i].emplace(Kind::Make(static_cast<int>(i) + 1));
+    for (std::size_t i = 0; i < Count; ++i)
+      m_Owner.m_Arrays[i] = std::make_unique<typename Kind::Array>(Kind::Make(static_cast<int>(i) + 1));
     Save();
     for (std::size_t i = 0; i < Count; ++i) Kind::FillStored(*m_Owner.m_Arrays[i], static_cast<int>(i) + 1);
   }
@@ -104,6 +106,7 @@ template <class Kind> class Run {
   void Do(Step step) {
     auto& [first, second, third] = m_Owner.m_Arrays;
     if (step == Step::Assign && first && second) {
+      Kind::Free(*first); // an assignment frees no blocks
       *first = *second;
       m_IsAssigned = true;
     }

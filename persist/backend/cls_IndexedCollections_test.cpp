@@ -1,0 +1,146 @@
+#include "persist/backend/cls_IndexedCollections.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace {
+
+/// What the elements of a test are: pairs of ints in memory. Objects are not made.
+struct Stored {
+  std::vector<std::map<int, int>> m_Elements;
+  std::string m_Bytes;
+  bool m_IsWritable = true;
+  int m_Flushes = 0;
+  int m_ForeignChanges = 0;
+  std::unique_ptr<cls_AgentRegistry> m_Agents = std::make_unique<cls_AgentRegistry>();
+};
+
+class Elements {
+ public:
+  explicit Elements(Stored& stored) : m_Stored(&stored) {}
+  int Count() const { return static_cast<int>(m_Stored->m_Elements.size()); }
+  template <class T> T Get(int index, int column) const { return At(index).at(column); }
+  template <class T> void Put(int index, int column, T const& value) {
+    if (index == Count()) Resize(index + 1);
+    At(index)[column] = value;
+  }
+  void Resize(int count) { m_Stored->m_Elements.resize(static_cast<std::size_t>(count)); }
+  void Erase(int index) {
+    if (index >= 0 && index < Count()) m_Stored->m_Elements.erase(m_Stored->m_Elements.begin() + index);
+  }
+  cls_MementoRead* ReadObject(int, int) const { return nullptr; }
+  cls_MementoWrite* WriteObject(int index, int column, unsigned int classId, cls_Uid const&) {
+    Put(index, column, static_cast<int>(classId));
+    return nullptr;
+  }
+  int RowWidth() const { return 3; }
+  int SizeHint() const { return 7; }
+  std::string Bytes() const { return m_Stored->m_Bytes; }
+  void SetBytes(std::string const& bytes) { m_Stored->m_Bytes = bytes; }
+  bool IsWritable() const { return m_Stored->m_IsWritable; }
+  void EndFlush() { ++m_Stored->m_Flushes; }
+  int ForeignChanges(bool) const { return m_Stored->m_ForeignChanges; }
+  cls_AgentRegistry* Agents() const { return m_Stored->m_Agents.get(); }
+
+ private:
+  std::map<int, int>& At(int index) const { return m_Stored->m_Elements.at(static_cast<std::size_t>(index)); }
+  Stored* m_Stored;
+};
+
+/// A container that, like a two-dimensional array that is assigned to, does not delete the agent it drops.
+struct Forgetful : cls_PC {
+  void Flush() const override { ++m_Flushes; }
+  void Detach() override { Unlink(); }
+  mutable int m_Flushes = 0;
+};
+
+using List = cls_IndexedList<int, Elements>;
+
+} // namespace
+
+TEST(IndexedCollections, AListIsBuiltReadAndWrittenAtAnyPlace) {
+  Stored stored;
+  List list{Elements(stored)};
+  list.Append(1);
+  std::vector<int> const more{2, 3};
+  list.AppendRun(2, more.data());
+  list.WriteRun(5, 2, more.data()); // behind a gap
+  EXPECT_EQ(list.Count(), 7);
+  EXPECT_EQ(list.RowWidth(), 3);
+  EXPECT_EQ(list.SizeHint(), 7);
+  std::vector<int> read(10, -1);
+  EXPECT_EQ(list.NextRun(10, read.data()), 7);
+  EXPECT_EQ(read, (std::vector<int>{1, 2, 3, 0, 0, 2, 3, -1, -1, -1}));
+  EXPECT_EQ(list.More(), 0);
+  EXPECT_EQ(list.ReadRun(9, 1, read.data()), 0);
+  List cursor{Elements(stored)};
+  EXPECT_EQ(cursor.Next(), 1);
+}
+
+TEST(IndexedCollections, AMapOfObjectsIsWalkedInTheOrderOfItsKeys) {
+  Stored stored;
+  cls_IndexedObjectMap<int, Elements> map(Elements(stored), false);
+  for (int const key : {30, 10, 20, 10}) static_cast<void>(map.MakeWriteObj(key, 1, cls_Uid()));
+  EXPECT_EQ(map.Count(), 3);
+  int key = 0;
+  std::vector<int> keys;
+  for (bool isThere = map.FirstKey(key); isThere; isThere = map.NextKey(key)) keys.push_back(key);
+  EXPECT_EQ(keys, (std::vector<int>{10, 20, 30}));
+  EXPECT_TRUE(map.Remove(20));
+  EXPECT_FALSE(map.Remove(20));
+  ASSERT_TRUE(map.LastKey(key));
+  ASSERT_TRUE(map.PreviousKey(key));
+  EXPECT_EQ(key, 10);
+  EXPECT_FALSE(map.PreviousKey(key));
+  EXPECT_FALSE(map.Find(20));
+  EXPECT_TRUE(map.Find(30));
+  map.Clear();
+  EXPECT_EQ(map.Count(), 0);
+}
+
+TEST(IndexedCollections, ABlobFillsGapsWithZerosAndIsCut) {
+  Stored stored;
+  cls_IndexedBlob<Elements> blob{Elements(stored)};
+  blob.Write(2, 1, "x");
+  EXPECT_EQ(stored.m_Bytes, std::string("\0\0x", 3));
+  blob.Truncate(2);
+  blob.Truncate(9);
+  EXPECT_EQ(blob.Size(), 2);
+  char byte = 'y';
+  EXPECT_EQ(blob.Read(5, 1, &byte), 0);
+}
+
+TEST(IndexedCollections, AnAgentSaysOnceThatOthersChangedItAndFlushesOnlyWhatIsWritable) {
+  Stored stored;
+  List list{Elements(stored)};
+  EXPECT_FALSE(list.Changed());
+  ++stored.m_ForeignChanges;
+  EXPECT_TRUE(list.Changed());
+  EXPECT_FALSE(list.Changed());
+  list.EndFlush();
+  stored.m_IsWritable = false;
+  list.EndFlush();
+  EXPECT_EQ(stored.m_Flushes, 1);
+  EXPECT_TRUE(list.ReadOnly());
+}
+
+TEST(IndexedCollections, TheRegistryFlushesContainersAndDeletesAgentsThatNobodyHolds) {
+  Stored stored;
+  Forgetful container;
+  auto* const dropped = new List(Elements(stored));
+  dropped->AddReference();
+  dropped->RegisterHolder(&container);
+  stored.m_Agents->Flush();
+  EXPECT_EQ(container.m_Flushes, 1);
+  dropped->DropReference(); // deleted below; a leak checker reports it otherwise
+  List held{Elements(stored)};
+  held.AddReference();
+  held.RegisterHolder(&container);
+  stored.m_Agents->Detach();
+  EXPECT_EQ(container.Next(), &container);
+  EXPECT_TRUE(held.StillReferenced());
+  held.DropReference();
+}
