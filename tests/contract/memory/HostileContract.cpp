@@ -143,7 +143,7 @@ template <class T> class HostileListAgent : public cls_AgentListPrim<T> {
   std::unique_ptr<cls_AgentListPrim<T>> m_Target;
 };
 
-// Everything that a memento returns is hostile too, as far as this file wraps it.
+// What a memento returns is hostile too: mementos, int tables, and cursors and agents of lists of values.
 cls_MementoWrite* Wrap(cls_MementoWrite* target);
 cls_MementoRead* Wrap(cls_MementoRead* target);
 cls_ReadIntTableInt* Wrap(cls_ReadIntTableInt* target) {
