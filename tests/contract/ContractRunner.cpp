@@ -128,11 +128,11 @@ class Progress {
 
 [[noreturn]] void RunChild(int pipe, Progress const& progress) {
   if (!progress.IsFirst()) {
-    unsetenv("GTEST_TOTAL_SHARDS"); // the first child has chosen
+    unsetenv("GTEST_TOTAL_SHARDS"); // NOLINT: one thread; the first child has chosen
     GTEST_FLAG_SET(filter, progress.Filter());
   }
   testing::UnitTest::GetInstance()->listeners().Append(new Reporter(pipe)); // the framework deletes it
-  std::exit(RUN_ALL_TESTS());
+  std::exit(RUN_ALL_TESTS());                                               // NOLINT: one thread
 }
 
 /// Reads what the child sends until it ends. False if a test took too long.
@@ -180,7 +180,7 @@ int RunOne(Progress& progress, std::chrono::seconds most) {
   if (!isInTime)
     progress.Died("did not end within " + std::to_string(most.count()) + " seconds");
   else if (WIFSIGNALED(status))
-    progress.Died(std::string("ended the program: ") + strsignal(WTERMSIG(status)));
+    progress.Died(std::string("ended the program: ") + strsignal(WTERMSIG(status))); // NOLINT: one thread
   else if (progress.IsWithinTest())
     progress.Died("ended the program with status " + std::to_string(WEXITSTATUS(status)));
   else
@@ -191,7 +191,7 @@ int RunOne(Progress& progress, std::chrono::seconds most) {
 } // namespace
 
 int RunContractIsolated() {
-  char const* const given = std::getenv("KVL_CONTRACT_SECONDS");
+  char const* const given = std::getenv("KVL_CONTRACT_SECONDS"); // NOLINT: one thread
   std::chrono::seconds const most(given == nullptr ? 900 : std::max(1, std::atoi(given)));
   Progress progress;
   int status = RunOne(progress, most);

@@ -21,7 +21,7 @@ std::string MessageOf(ContractError kind, std::function<void()> const& act) {
   try {
     act();
   } catch (nex_Exception& exception) {
-    std::string const text(exception.AsString().View());
+    std::string text(exception.AsString().View());
     if (s_BackEnd != nullptr && s_BackEnd->Abilities().m_TellsApart.contains(kind)) {
       EXPECT_EQ(static_cast<int>(s_BackEnd->Classify(exception)), static_cast<int>(kind)) << text;
     }
