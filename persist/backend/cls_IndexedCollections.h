@@ -223,12 +223,19 @@ class cls_IndexedObjectList final : public cls_IndexedAgent<cls_AgentListObj, El
   int m_Next = 0;
 };
 
+/// The cursor over a map from text, with Find as that over a map from int has it.
+class cls_FindingMapString2Obj : public cls_ReadMapString2Obj {
+ public:
+  virtual bool Find(cow_String const& key) = 0;
+};
+
 /// A map of objects. A builder adds an entry for each object; an agent replaces the entry of a key that is
 /// there.
 template <class K, class Elements>
-class cls_IndexedObjectMap final : public cls_IndexedAgent<cls_AgentMapKey2Obj<K>, Elements>,
-                                   public cls_WriteObjectMapOf<K>,
-                                   public cls_ReadObjectMapOf<K> {
+class cls_IndexedObjectMap final
+    : public cls_IndexedAgent<cls_AgentMapKey2Obj<K>, Elements>,
+      public cls_WriteObjectMapOf<K>,
+      public std::conditional_t<std::is_same_v<K, int>, cls_ReadMapInt2Obj, cls_FindingMapString2Obj> {
  public:
   cls_IndexedObjectMap(Elements elements, bool isBuilder)
       : cls_IndexedAgent<cls_AgentMapKey2Obj<K>, Elements>(std::move(elements)), m_IsBuilder(isBuilder) {}
@@ -261,8 +268,7 @@ class cls_IndexedObjectMap final : public cls_IndexedAgent<cls_AgentMapKey2Obj<K
     key = KeyAt(m_Next - 1);
     return this->m_Elements.ReadObject(m_Next - 1, 1);
   }
-  /// Overrides that of the cursor over a map from int; the other cursor has none.
-  bool Find(K const& key) {
+  bool Find(K const& key) override {
     int const index = IndexOf(key);
     if (index >= 0) m_Next = index + 1;
     return index >= 0;
