@@ -214,3 +214,28 @@ TEST_F(BackEnd, AStorageThatEndsDetachesItsArrays) {
   EXPECT_EQ(truss.m_Forces.ConstGet(0), 7);
   truss.m_Forces.DropBlocks();
 }
+
+TEST_F(BackEnd, AnArrayThatWasAssignedToIsForgottenBeforeItIsDestroyed) {
+  cls_ClassRegistrar classes;
+  Truss kept;
+  kept.m_Forces.Append(7);
+  MemoryStorage storage(classes);
+  storage.Save("truss", kept);
+  {
+    cls_ArrayPrimDouble const copy(kept.m_Forces);
+    cls_ArrayPrimDouble assigned(kept.m_Forces);
+    EXPECT_EQ(storage.Holders()->Count(), 3);
+    cls_HolderSlot const* slot = nullptr;
+    storage.Holders()->ForEach([&](cls_PC const& holder, cls_HolderSlot const& each) {
+      if (&holder == &assigned) slot = &each;
+    });
+    ASSERT_NE(slot, nullptr);
+    assigned = cls_ArrayPrimDouble();
+    EXPECT_TRUE(slot->IsFree()); // it does not point at the array any more
+    EXPECT_EQ(storage.Holders()->Count(), 2);
+  }
+  EXPECT_EQ(storage.Holders()->Count(), 1);
+  std::unique_ptr<Truss> const loaded = storage.Load<Truss>("truss"); // flushes what is registered
+  EXPECT_EQ(loaded->m_Forces.ConstGet(0), 7);
+  for (Truss const* const each : {&kept, &*loaded}) each->m_Forces.Release();
+}

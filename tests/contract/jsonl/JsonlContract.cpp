@@ -34,7 +34,7 @@ class JsonlBackEnd : public ContractBackEnd {
     abilities.m_ReadsOnly = true;
     abilities.m_SharesChanges = true;
     abilities.m_CountsObjects = true;
-    abilities.m_ConvertsScalars = false;
+    abilities.m_ConvertsIntegers = true;
     return abilities;
   }
   std::unique_ptr<ContractSession> Open(std::string const& storage, ContractMode mode,
