@@ -128,7 +128,8 @@ class Progress {
 
 [[noreturn]] void RunChild(int pipe, Progress const& progress) {
   if (!progress.IsFirst()) {
-    unsetenv("GTEST_TOTAL_SHARDS"); // NOLINT: one thread; the first child has chosen
+    for (char const* const name : {"GTEST_TOTAL_SHARDS", "GTEST_SHARD_INDEX"})
+      unsetenv(name); // NOLINT: one thread; the first child has chosen
     GTEST_FLAG_SET(filter, progress.Filter());
   }
   testing::UnitTest::GetInstance()->listeners().Append(new Reporter(pipe)); // the framework deletes it
