@@ -29,7 +29,9 @@ cmake --build "$work/build" --parallel 2
 "$work/build/consumer"
 (cd "$work" && build/consumer_store)
 "$work/build/consumer_host" "$work/build/libconsumer_plugin.so" "$work/build/libconsumer_other_plugin.so"
-if nm --dynamic --defined-only "$work/build/libconsumer_plugin.so" | grep -E '(cls|nex|thr|cow|typ|omi)_' >&2; then
+# Clang also exports the characters of literals (_ZTAX). They are constants, the same in every copy.
+if nm --dynamic --defined-only "$work/build/libconsumer_plugin.so" | grep -v ' V _ZTAX' |
+  grep -E '(cls|nex|thr|cow|typ|omi)_' >&2; then
   echo "consumer: a plug-in exports its copy of the library" >&2
   exit 1
 fi
