@@ -153,3 +153,22 @@ static_assert(cls_Lists<typ_LayoutAccess>({"typ_ArchCompEntry", "typ_ArchCompEnt
               "platform/typ/typ_Layout.h does not list all classes");
 static_assert(cls_Lists<atr_LayoutAccess>({"atr_StringBase", "atr_String", "atr_translate"}),
               "platform/atr/atr_Layout.h does not list all classes");
+
+/// Starts and stops the libraries under one counter, which must count them. Returns what is wrong; "" if nothing is.
+inline char const* cls_StartAndStopPlatform() {
+  int count = 0;
+  mem_initialize(count);
+  typ_initialize(count);
+  thr_initialize(count);
+  omni_initialize(count);
+  atr_initialize(count);
+  cow_initialize(count);
+  if (count != 6) return "the start of the six libraries does not raise the caller's counter to 6.";
+  cow_finalize(count);
+  atr_finalize(count);
+  omni_finalize(count);
+  thr_finalize(count);
+  typ_finalize(count);
+  mem_finalize(count);
+  return count == 0 ? "" : "the end of the six libraries does not lower the caller's counter to 0.";
+}

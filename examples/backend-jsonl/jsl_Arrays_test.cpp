@@ -23,8 +23,9 @@ namespace {
 
 constexpr int Count = 3; // of arrays, and of the elements of each
 
-struct OneDimension {
-  using Array = cls_ArrayPrimInt;
+/// What arrays in blocks have in common, of one and of two dimensions.
+template <class Blocks> struct InBlocks {
+  using Array = Blocks;
   static Array Make(int value) {
     Array array;
     for (int i = 0; i < Count; ++i) array.Append(value);
@@ -35,21 +36,13 @@ struct OneDimension {
     array.Release();
     array.DropBlocks();
   }
+};
+
+struct OneDimension : InBlocks<cls_ArrayPrimInt> {
   static int ValueIn(Array& array) { return array.Size() == Count ? array.ConstGet(Count - 1) : -1; }
 };
 
-struct TwoDimensions {
-  using Array = cls_2dArrayPrimDouble;
-  static Array Make(int value) {
-    Array array;
-    for (int i = 0; i < Count; ++i) array.Append(value);
-    return array;
-  }
-  static void FillStored(Array&, int) {}
-  static void Free(Array& array) {
-    array.Release();
-    array.DropBlocks();
-  }
+struct TwoDimensions : InBlocks<cls_2dArrayPrimDouble> {
   static int ValueIn(Array& array) {
     return array.Size() == Count ? static_cast<int>(array.ConstGet(Count - 1, 0)) : -1;
   }
