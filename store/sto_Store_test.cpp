@@ -218,6 +218,25 @@ TEST_F(StoreFile, SaveAgainReplacesTheObject) {
   EXPECT_EQ(loaded->m_Left, nullptr);
 }
 
+TEST_F(StoreFile, UnchangedObjectsThatAreSavedAgainWriteNothing) {
+  StoreFaultVfs const vfs;
+  sto_Store store = Create();
+  Node node(1);
+  node.m_Left = std::make_shared<Node>(2);
+  store.Save("node", node);
+  StoreBytes const before = FileBytes(Path());
+  StoreFaultVfs::StrikeAt(1, StoreFaultVfs::Fault::IoError); // the first that is written, or synchronised
+  store.Save("node", node);
+  {
+    sto_Transaction transaction(store);
+    store.Save("node", node);
+    transaction.Commit();
+  }
+  EXPECT_FALSE(StoreFaultVfs::HasStruck());
+  StoreFaultVfs::Disarm();
+  EXPECT_TRUE(FileBytes(Path()) == before);
+}
+
 TEST_F(StoreFile, RootIsReplacedAndItsOldObjectStays) {
   sto_Store store = Create();
   Node const first(1);

@@ -94,8 +94,9 @@ class sto_Driver {
   /// Reads an object's class and record; false when there is none. `record` is replaced.
   virtual bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) = 0;
   virtual bool HasObject(std::int64_t id) = 0;
-  /// Writes an object, replacing an existing one.
-  virtual void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) = 0;
+  /// Writes an object, replacing an existing one. Returns false, and need not write anything, if the object
+  /// was stored with the same class and record before.
+  virtual bool WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) = 0;
   /// Deletes an object. REQUIRES: the object exists.
   virtual void DeleteObject(std::int64_t id) = 0;
   /// The ids of the objects from `first` to `last`, both included, in ascending order.

@@ -247,8 +247,8 @@ void sto_RecordInProgress::Finish() {
                                              std::to_string(record.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
   if (m_Meeting.m_Comparing != cls_Comparing::Nothing && !CompareRecord(record)) return;
-  m_Session.Driver().WriteObject(m_Id, classId, record);
+  bool const isChanged = m_Session.Driver().WriteObject(m_Id, classId, record);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // The object's previous content may have had more blocks.
-  if (!m_Session.Save().IsNew(m_Id)) sto_StoredBlocks(m_Session, m_Id).DeleteFrom(m_BlockCount);
+  if (isChanged && !m_Session.Save().IsNew(m_Id)) sto_StoredBlocks(m_Session, m_Id).DeleteFrom(m_BlockCount);
 }

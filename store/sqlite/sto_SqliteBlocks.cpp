@@ -12,6 +12,16 @@ namespace {
 /// No sound store reaches this place. A row there would leave no place for the next block.
 constexpr std::int64_t MaxPlace = std::int64_t{1} << 62;
 
+/// Writes a whole run of blocks with one statement.
+std::string const& WriteRunSql() {
+  static std::string const sql = [] {
+    std::string text = "REPLACE INTO block(key, data) VALUES(?, ?)";
+    for (std::size_t i = 1; i < sto_SqliteBlocks::RunBlocks; ++i) text += ", (?, ?)";
+    return text;
+  }();
+  return sql;
+}
+
 } // namespace
 
 sto_SqliteBlocks::sto_SqliteBlocks(sto_SqliteConnection& connection)
@@ -19,18 +29,28 @@ sto_SqliteBlocks::sto_SqliteBlocks(sto_SqliteConnection& connection)
       m_ReadMoved(connection, "moved_block", false), m_WriteBlock(connection, "block", true),
       m_WriteMoved(connection, "moved_block", true),
       m_HasRow(connection, "SELECT 1 FROM block WHERE key = ?"),
+      m_AnyRow(connection, "SELECT EXISTS(SELECT 1 FROM block)"),
       m_WriteRow(connection, "REPLACE INTO block(key, data) VALUES(?, ?)"),
+      m_WriteRun(connection, WriteRunSql().c_str()),
       m_DeleteRows(connection, "DELETE FROM block WHERE key BETWEEN ? AND ?"),
-      m_ReadRows(connection, "SELECT key, data, 0 FROM block WHERE key BETWEEN ? AND ? ORDER BY key") {}
-
-sto_SqliteStatement& sto_SqliteBlocks::Prepared(std::optional<sto_SqliteStatement>& statement,
-                                                char const* sql) {
-  if (!statement) statement.emplace(m_Connection, sql);
-  return *statement;
-}
+      m_ReadRows(connection, "SELECT key, data, 0 FROM block WHERE key BETWEEN ? AND ? ORDER BY key"),
+      m_FindPlace(connection, "SELECT place FROM block_place WHERE key = ?"),
+      m_SetPlace(connection, "REPLACE INTO block_place(key, place) VALUES(?, ?)"),
+      m_DeletePlaces(connection, "DELETE FROM block_place WHERE key BETWEEN ? AND ?"),
+      m_AddMoved(connection, "INSERT INTO moved_block(place, data) VALUES(?, ?)"),
+      m_DeleteMoved(connection, "DELETE FROM moved_block WHERE place = ?"),
+      m_DeleteMovedOf(connection, "DELETE FROM moved_block WHERE place IN "
+                                  "(SELECT place FROM block_place WHERE key BETWEEN ? AND ?)"),
+      m_LastPlace(connection, "SELECT max(place) FROM moved_block"),
+      m_ReadAllRows(
+          connection,
+          "SELECT key, data, 0 FROM block WHERE key BETWEEN ?1 AND ?2 UNION ALL "
+          "SELECT block_place.key, moved_block.data, 1 FROM block_place JOIN moved_block USING(place) "
+          "WHERE block_place.key BETWEEN ?1 AND ?2 ORDER BY 1") {}
 
 void sto_SqliteBlocks::Begin(bool hasPlaces, bool mayMove) noexcept {
   m_StoreHasPlaces = hasPlaces;
+  m_AnyRows.reset();
   m_AnyPlaces.reset();
   m_MayMove = mayMove && hasPlaces;
   m_FirstNewPlace = m_NextPlace = 0;
@@ -52,9 +72,7 @@ void sto_SqliteBlocks::FinishTransaction() {
     sto_SqliteStatement::Use(m_DeleteRows).Bind(1, key).Bind(2, key).Step();
   std::ranges::sort(m_Pending.m_OldPlaces);
   for (std::int64_t const place : m_Pending.m_OldPlaces)
-    sto_SqliteStatement::Use(Prepared(m_DeleteMoved, "DELETE FROM moved_block WHERE place = ?"))
-        .Bind(1, place)
-        .Step();
+    sto_SqliteStatement::Use(m_DeleteMoved).Bind(1, place).Step();
   m_Pending = {}; // a commit that fails may be tried again
   m_SinceMark = {};
 }
@@ -79,6 +97,14 @@ void sto_SqliteBlocks::ReturnToMark() noexcept {
   std::ranges::fill(m_NewKeys, 0);
 }
 
+bool sto_SqliteBlocks::AnyRows() {
+  if (!m_AnyRows) {
+    sto_SqliteStatement::Use use(m_AnyRow);
+    m_AnyRows = use.Step() && use.Integer(0) != 0;
+  }
+  return *m_AnyRows;
+}
+
 bool sto_SqliteBlocks::AnyPlaces() {
   if (!m_AnyPlaces)
     m_AnyPlaces =
@@ -88,7 +114,7 @@ bool sto_SqliteBlocks::AnyPlaces() {
 
 std::int64_t sto_SqliteBlocks::FindPlace(std::int64_t key) {
   if (!AnyPlaces()) return 0;
-  sto_SqliteStatement::Use use(Prepared(m_FindPlace, "SELECT place FROM block_place WHERE key = ?"));
+  sto_SqliteStatement::Use use(m_FindPlace);
   return use.Bind(1, key).Step() ? use.Integer(0) : 0;
 }
 
@@ -113,11 +139,7 @@ bool sto_SqliteBlocks::ReadInto(std::int64_t key, std::span<std::byte> data, std
 }
 
 void sto_SqliteBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
-  constexpr char AllRows[] =
-      "SELECT key, data, 0 FROM block WHERE key BETWEEN ?1 AND ?2 UNION ALL "
-      "SELECT block_place.key, moved_block.data, 1 FROM block_place JOIN moved_block USING(place) "
-      "WHERE block_place.key BETWEEN ?1 AND ?2 ORDER BY 1";
-  sto_SqliteStatement::Use use(AnyPlaces() ? Prepared(m_ReadAllRows, AllRows) : m_ReadRows);
+  sto_SqliteStatement::Use use(AnyPlaces() ? m_ReadAllRows : m_ReadRows);
   use.Bind(1, first).Bind(2, last).AllowRange(first, last);
   while (use.Step()) {
     bool const isOld = use.Integer(2) == 0 && m_Pending.m_OldBlocks.contains(use.Integer(0));
@@ -137,10 +159,8 @@ void sto_SqliteBlocks::PrepareWrite(std::int64_t key) {
 }
 
 void sto_SqliteBlocks::WriteRange(std::int64_t first, std::span<sto_Bytes const> blocks) {
-  std::string sql = "REPLACE INTO block(key, data) VALUES(?, ?)";
-  for (std::size_t i = 1; i < RunBlocks; ++i) sql += ", (?, ?)";
   for (; blocks.size() >= RunBlocks; blocks = blocks.subspan(RunBlocks), first += RunBlocks) {
-    sto_SqliteStatement::Use use(Prepared(m_WriteRun, sql.c_str()));
+    sto_SqliteStatement::Use use(m_WriteRun);
     for (std::size_t i = 0; i < RunBlocks; ++i) {
       std::int64_t const key = first + static_cast<std::int64_t>(i);
       PrepareWrite(key);
@@ -163,16 +183,12 @@ void sto_SqliteBlocks::DropPlace(std::int64_t key) {
   if (place == 0) return;
   m_ReadMoved.Close();
   m_WriteMoved.Close();
-  sto_SqliteStatement::Use(Prepared(m_DeleteMoved, "DELETE FROM moved_block WHERE place = ?"))
-      .Bind(1, place)
-      .Step();
-  sto_SqliteStatement::Use(Prepared(m_DeletePlaces, "DELETE FROM block_place WHERE key BETWEEN ? AND ?"))
-      .Bind(1, key)
-      .Bind(2, key)
-      .Step();
+  sto_SqliteStatement::Use(m_DeleteMoved).Bind(1, place).Step();
+  sto_SqliteStatement::Use(m_DeletePlaces).Bind(1, key).Bind(2, key).Step();
 }
 
 void sto_SqliteBlocks::NoteNew(std::int64_t key) noexcept {
+  m_AnyRows = true;
   if (IsNew(key)) return;
   m_NewKeys[m_NextNewKey] = key;
   m_NextNewKey = (m_NextNewKey + 1) % std::size(m_NewKeys);
@@ -232,21 +248,15 @@ void sto_SqliteBlocks::DropOldBlocks(std::int64_t first, std::int64_t last) {
 
 void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data) {
   if (m_FirstNewPlace == 0) {
-    sto_SqliteStatement::Use last(Prepared(m_LastPlace, "SELECT max(place) FROM moved_block"));
+    sto_SqliteStatement::Use last(m_LastPlace);
     std::int64_t const greatest = last.Step() ? last.Integer(0) : 0;
     if (greatest < 0 || greatest > MaxPlace)
       sto_Raise(sto_ErrorKind::Damaged,
                 m_Connection.Path() + ": The store's places of moved blocks are damaged.");
     m_FirstNewPlace = m_NextPlace = greatest + 1;
   }
-  sto_SqliteStatement::Use(Prepared(m_AddMoved, "INSERT INTO moved_block(place, data) VALUES(?, ?)"))
-      .Bind(1, m_NextPlace)
-      .Bind(2, data)
-      .Step();
-  sto_SqliteStatement::Use(Prepared(m_SetPlace, "REPLACE INTO block_place(key, place) VALUES(?, ?)"))
-      .Bind(1, key)
-      .Bind(2, m_NextPlace)
-      .Step();
+  sto_SqliteStatement::Use(m_AddMoved).Bind(1, m_NextPlace).Bind(2, data).Step();
+  sto_SqliteStatement::Use(m_SetPlace).Bind(1, key).Bind(2, m_NextPlace).Step();
   ++m_NextPlace;
   m_AnyPlaces = true;
   if (oldPlace == 0)
@@ -257,19 +267,10 @@ void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteVie
 
 void sto_SqliteBlocks::Delete(std::int64_t first, std::int64_t last) {
   Close();
-  sto_SqliteStatement::Use(m_DeleteRows).Bind(1, first).Bind(2, last).AllowRange(first, last).Step();
+  if (AnyRows())
+    sto_SqliteStatement::Use(m_DeleteRows).Bind(1, first).Bind(2, last).AllowRange(first, last).Step();
   DropOldBlocks(first, last);
   if (!AnyPlaces()) return;
-  constexpr char DeleteMoved[] = "DELETE FROM moved_block WHERE place IN "
-                                 "(SELECT place FROM block_place WHERE key BETWEEN ? AND ?)";
-  sto_SqliteStatement::Use(Prepared(m_DeleteMovedOf, DeleteMoved))
-      .Bind(1, first)
-      .Bind(2, last)
-      .AllowRange(first, last)
-      .Step();
-  sto_SqliteStatement::Use(Prepared(m_DeletePlaces, "DELETE FROM block_place WHERE key BETWEEN ? AND ?"))
-      .Bind(1, first)
-      .Bind(2, last)
-      .AllowRange(first, last)
-      .Step();
+  sto_SqliteStatement::Use(m_DeleteMovedOf).Bind(1, first).Bind(2, last).AllowRange(first, last).Step();
+  sto_SqliteStatement::Use(m_DeletePlaces).Bind(1, first).Bind(2, last).AllowRange(first, last).Step();
 }

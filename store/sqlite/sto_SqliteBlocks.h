@@ -81,6 +81,8 @@ class sto_SqliteBlocks {
 
   /// The reader that found the block, at its row; null when there is no such block.
   [[nodiscard]] sto_SqliteBlob* Seek(std::int64_t key);
+  /// Whether table block has any rows.
+  [[nodiscard]] bool AnyRows();
   /// Whether the store has any moved blocks.
   [[nodiscard]] bool AnyPlaces();
   /// The place of a moved block; 0 for a block that was not moved.
@@ -97,19 +99,19 @@ class sto_SqliteBlocks {
   /// Unmarks the rows of table block with keys from `first` to `last`.
   void DropOldBlocks(std::int64_t first, std::int64_t last);
   void Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data);
-  [[nodiscard]] sto_SqliteStatement& Prepared(std::optional<sto_SqliteStatement>& statement, char const* sql);
 
   sto_SqliteConnection& m_Connection;
   sto_SqliteBlob m_ReadBlock, m_ReadMoved, m_WriteBlock, m_WriteMoved;
-  sto_SqliteStatement m_HasRow, m_WriteRow, m_DeleteRows, m_ReadRows;
+  sto_SqliteStatement m_HasRow, m_AnyRow, m_WriteRow, m_WriteRun, m_DeleteRows, m_ReadRows;
   // These need the tables of moved blocks, which stores of older formats do not have.
-  std::optional<sto_SqliteStatement> m_FindPlace, m_SetPlace, m_DeletePlaces, m_AddMoved, m_DeleteMoved,
-      m_DeleteMovedOf, m_LastPlace, m_ReadAllRows, m_WriteRun;
+  sto_SqliteStatement m_FindPlace, m_SetPlace, m_DeletePlaces, m_AddMoved, m_DeleteMoved, m_DeleteMovedOf,
+      m_LastPlace, m_ReadAllRows;
 
   // Set by Begin.
   bool m_StoreHasPlaces = false; // the store has the tables of moved blocks
   bool m_MayMove = false;
   // Of the open transaction: Begin resets them, writing and deleting change them, ReturnToMark goes back.
+  std::optional<bool> m_AnyRows;    // see AnyRows; empty: not asked yet
   std::optional<bool> m_AnyPlaces;  // whether table block_place has rows; empty: not asked yet
   std::int64_t m_FirstNewPlace = 0; // 0: nothing was moved yet
   std::int64_t m_NextPlace = 0;

@@ -190,11 +190,10 @@ void sto_SqliteConnection::Raise(int code, bool isReading, sto_SourceLine line) 
   sto_Raise(error.m_Kind, file + "SQLite: " + text + " (code " + std::to_string(code) + ")." + advice, line);
 }
 
-sto_SqliteStatement::sto_SqliteStatement(sto_SqliteConnection& connection, char const* sql)
-    : m_Connection(connection) {
+void sto_SqliteStatement::Compile() {
   errno = 0;
-  connection.CountOwnWork(); // SQLite may have to read the schema
-  Check(sqlite3_prepare_v3(connection.Handle(), sql, -1, SQLITE_PREPARE_PERSISTENT, &m_Handle, nullptr));
+  m_Connection.CountOwnWork(); // SQLite may have to read the schema
+  Check(sqlite3_prepare_v3(m_Connection.Handle(), m_Sql, -1, SQLITE_PREPARE_PERSISTENT, &m_Handle, nullptr));
 }
 
 sto_SqliteStatement::~sto_SqliteStatement() {

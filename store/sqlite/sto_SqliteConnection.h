@@ -101,19 +101,28 @@ class sto_SqliteConnection {
   std::int64_t m_ChangesAtStart = 0;
 };
 
-/// One prepared statement, which can be run any number of times: make a Use, bind, step. The end of the Use
-/// ends the run. REQUIRES: one run at a time.
+/// One statement, which can be run any number of times: make a Use, bind, step. The end of the Use ends the
+/// run. SQLite compiles it when it is used first, because that takes time and memory and most sessions use
+/// few of their statements. REQUIRES: one run at a time.
 class sto_SqliteStatement {
  public:
-  sto_SqliteStatement(sto_SqliteConnection& connection, char const* sql);
+  /// REQUIRES: `sql` lives as long as the statement.
+  sto_SqliteStatement(sto_SqliteConnection& connection, char const* sql) noexcept
+      : m_Connection(connection), m_Sql(sql) {}
   sto_SqliteStatement(sto_SqliteStatement const&) = delete;
   sto_SqliteStatement& operator=(sto_SqliteStatement const&) = delete;
   ~sto_SqliteStatement();
 
+  /// Compiles the statement now.
+  void Prepare() {
+    if (m_Handle == nullptr) Compile();
+  }
+
   /// One run of the statement. REQUIRES: bound bytes and texts live until the run ends.
   class Use {
    public:
-    explicit Use(sto_SqliteStatement& statement) noexcept : m_Statement(statement) {
+    explicit Use(sto_SqliteStatement& statement) : m_Statement(statement) {
+      m_Statement.Prepare();
       m_Statement.m_CallsLeft = sto_SqliteConnection::BaseCalls;
     }
     Use(Use const&) = delete;
@@ -146,9 +155,11 @@ class sto_SqliteStatement {
   };
 
  private:
+  void Compile();
   void Check(int code) const;
 
   sto_SqliteConnection& m_Connection;
+  char const* m_Sql;
   sqlite3_stmt* m_Handle = nullptr;
   std::int64_t m_CallsLeft = 0; // in the current run
 };

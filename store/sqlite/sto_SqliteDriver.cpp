@@ -27,9 +27,6 @@ std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool
 sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly)
     : m_Connection(std::move(opening.m_Connection)), m_FixedState(opening.m_FixedState),
       m_IsReadOnly(readOnly), m_Transaction(*m_Connection),
-      m_FindRoot(*m_Connection, "SELECT object_id, name FROM root WHERE name = ?"),
-      m_SetRoot(*m_Connection, "REPLACE INTO root(name, object_id) VALUES(?, ?)"),
-      m_RemoveRoot(*m_Connection, "DELETE FROM root WHERE name = ?"),
       m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
       m_GetMeta(*m_Connection, "SELECT value FROM meta WHERE key = ?"),
       m_SetMeta(*m_Connection, "REPLACE INTO meta(key, value) VALUES(?, ?)"),
@@ -37,7 +34,8 @@ sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly)
                    "REPLACE INTO class(class_id, version, name, base_class_id) VALUES(?, ?, ?, ?)"),
       m_AddName(*m_Connection, "INSERT INTO name(id, text) VALUES(?, ?)"),
       m_HasLog(!m_FixedState && m_Connection->QueryText("PRAGMA journal_mode") == "wal"),
-      m_Objects(*m_Connection), m_Blocks(*m_Connection) {
+      m_Objects(*m_Connection, m_Mark), m_Roots(*m_Connection), m_Blocks(*m_Connection),
+      m_Mark(m_Transaction, m_Objects, m_Roots, m_Blocks) {
   if (m_HasLog && m_IsReadOnly) m_LogFolder.m_Path = m_Connection->FullPath();
 }
 
@@ -68,7 +66,9 @@ void sto_SqliteDriver::Begin(bool forWriting) {
       if (forWriting && !m_IsPresentFormat) Upgrade(); // may be undone, so the next transaction asks again
     }
     bool const hasPacks = m_FormatVersion > sto_Format::VersionWithoutPacks;
+    m_Mark.Forget();
     m_Objects.Begin(hasPacks);
+    m_Roots.Drop();
     m_Blocks.Begin(hasPacks, !m_HasLog);
     m_Objects.SetFirstNewId(
         NextObjectId()); // a deferred transaction sees a fixed state from its first read on
@@ -90,6 +90,7 @@ void sto_SqliteDriver::Upgrade() {
 void sto_SqliteDriver::Commit() {
   m_Transaction.CheckOpen(); // without a transaction, what is written would be durable at once
   m_Objects.Flush();
+  m_Roots.Flush();
   m_Blocks.FinishTransaction();
   m_Transaction.Commit();
   m_HasUpgraded = false;
@@ -97,7 +98,9 @@ void sto_SqliteDriver::Commit() {
 }
 
 void sto_SqliteDriver::Rollback() noexcept {
+  m_Mark.Forget();
   m_Objects.Drop();
+  m_Roots.Drop();
   m_Blocks.Close();
   m_Transaction.Rollback();
   if (std::exchange(m_HasUpgraded, false) && !m_Transaction.IsOpen()) m_Transaction.PrepareAgain();
@@ -109,20 +112,18 @@ bool sto_SqliteDriver::IsInTransaction() const noexcept {
 
 void sto_SqliteDriver::SetMark() {
   m_Transaction.CheckOpen();
-  m_Objects.Flush();
-  m_Blocks.SetMark();
-  m_Transaction.OpenMark();
+  m_Mark.Set();
 }
 void sto_SqliteDriver::ReleaseMark() {
-  m_Blocks.Close(); // an open byte string is a statement in progress
-  m_Transaction.ReleaseMark();
+  m_Mark.Release();
 }
 void sto_SqliteDriver::RollbackToMark() {
-  m_Objects.Drop();
-  m_Blocks.Close();
-  if (!IsInTransaction()) return;
-  m_Transaction.RollbackToMark();
-  m_Blocks.ReturnToMark();
+  m_Mark.GoBack();
+}
+
+void sto_SqliteDriver::BeforeWriting() {
+  m_Transaction.CheckOpen();
+  m_Mark.BeforeWriting();
 }
 
 std::int64_t sto_SqliteDriver::ChangeCounter() {
@@ -147,7 +148,7 @@ std::int64_t sto_SqliteDriver::NextObjectId() {
 }
 
 void sto_SqliteDriver::SetNextObjectId(std::int64_t id) {
-  m_Transaction.CheckOpen();
+  BeforeWriting();
   sto_SqliteStatement::Use(m_SetMeta).Bind(1, std::string_view("next_object_id")).Bind(2, id).Step();
 }
 
@@ -184,7 +185,7 @@ void sto_SqliteDriver::ReadAttributes(std::vector<sto_ClassRow>& classes) {
 }
 
 void sto_SqliteDriver::WriteClass(sto_ClassRow const& row) {
-  m_Transaction.CheckOpen();
+  BeforeWriting();
   sto_SqliteStatement::Use(m_WriteClass)
       .Bind(1, std::int64_t{row.m_ClassId})
       .Bind(2, std::int64_t{row.m_Version})
@@ -221,7 +222,7 @@ std::vector<sto_NameRow> sto_SqliteDriver::Names() {
 }
 
 void sto_SqliteDriver::AddName(sto_NameRow const& row) {
-  m_Transaction.CheckOpen();
+  BeforeWriting();
   sto_SqliteStatement::Use(m_AddName).Bind(1, row.m_Id).Bind(2, std::string_view(row.m_Text)).Step();
 }
 
@@ -233,9 +234,9 @@ bool sto_SqliteDriver::HasObject(std::int64_t id) {
   m_Transaction.CheckUndone();
   return m_Objects.Has(id);
 }
-void sto_SqliteDriver::WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) {
+bool sto_SqliteDriver::WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) {
   m_Transaction.CheckOpen();
-  m_Objects.Write(id, classId, record);
+  return m_Objects.Write(id, classId, record);
 }
 void sto_SqliteDriver::DeleteObject(std::int64_t id) {
   m_Transaction.CheckOpen();
@@ -267,58 +268,41 @@ bool sto_SqliteDriver::HasBlock(std::int64_t key) {
   return m_Blocks.Has(key);
 }
 void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
-  m_Transaction.CheckOpen();
+  BeforeWriting();
   m_Blocks.Write(key, data);
 }
 void sto_SqliteDriver::WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) {
-  m_Transaction.CheckOpen();
+  BeforeWriting();
   m_Blocks.WriteRange(first, blocks);
 }
 void sto_SqliteDriver::OverwriteBlock(std::int64_t key, sto_ByteView data) {
-  m_Transaction.CheckOpen();
+  BeforeWriting();
   m_Blocks.Overwrite(key, data);
 }
 void sto_SqliteDriver::DeleteBlocks(std::int64_t first, std::int64_t last) {
-  m_Transaction.CheckOpen();
+  BeforeWriting();
   m_Blocks.Delete(first, last);
 }
 
 std::optional<std::int64_t> sto_SqliteDriver::FindRoot(std::string_view name) {
   m_Transaction.CheckUndone();
-  sto_SqliteStatement::Use use(m_FindRoot);
-  if (!use.Bind(1, name).Step()) return std::nullopt;
-  // In a damaged tree, whose rows are out of order, a search may find another row.
-  if (use.Text(1) != name)
-    sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": Table root is damaged: looking for root " +
-                                          std::string(name) + " finds root " + use.Text(1) + ".");
-  return use.Integer(0);
+  return m_Roots.Find(name);
 }
-
 void sto_SqliteDriver::SetRoot(std::string_view name, std::int64_t id) {
   m_Transaction.CheckOpen();
-  sto_SqliteStatement::Use(m_SetRoot).Bind(1, name).Bind(2, id).Step();
+  m_Roots.Set(name, id);
 }
-
 bool sto_SqliteDriver::RemoveRoot(std::string_view name) {
   m_Transaction.CheckOpen();
-  sto_SqliteStatement::Use(m_RemoveRoot).Bind(1, name).Step();
-  return sqlite3_changes(m_Connection->Handle()) > 0;
+  return m_Roots.Remove(name);
 }
-
 bool sto_SqliteDriver::RenameRoot(std::string_view from, std::string_view to) {
   m_Transaction.CheckOpen();
-  sto_SqliteStatement statement(*m_Connection, "UPDATE root SET name = ? WHERE name = ?");
-  sto_SqliteStatement::Use(statement).Bind(1, to).Bind(2, from).Step();
-  return sqlite3_changes(m_Connection->Handle()) > 0;
+  return m_Roots.Rename(from, to);
 }
-
 std::vector<std::string> sto_SqliteDriver::Roots() {
   m_Transaction.CheckUndone();
-  sto_SqliteStatement statement(*m_Connection, "SELECT name FROM root ORDER BY name");
-  sto_SqliteStatement::Use use(statement);
-  std::vector<std::string> names;
-  for (use.AllowAllRows(); use.Step();) names.push_back(use.Text(0));
-  return names;
+  return m_Roots.Names();
 }
 
 std::int64_t sto_SqliteDriver::SizeBytes() {

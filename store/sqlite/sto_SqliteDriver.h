@@ -7,8 +7,10 @@
 #include "store/sqlite/sto_SqliteBlocks.h"
 #include "store/sqlite/sto_SqliteConnection.h"
 #include "store/sqlite/sto_SqliteFile.h"
+#include "store/sqlite/sto_SqliteMark.h"
 #include "store/sqlite/sto_SqliteObjects.h"
 #include "store/sqlite/sto_SqliteOpening.h"
+#include "store/sqlite/sto_SqliteRoots.h"
 #include "store/sqlite/sto_SqliteTransaction.h"
 #include "store/sto_Options.h"
 
@@ -54,7 +56,7 @@ class sto_SqliteDriver : public sto_Driver {
   void AddName(sto_NameRow const& row) override;
   bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) override;
   bool HasObject(std::int64_t id) override;
-  void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override;
+  bool WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override;
   void DeleteObject(std::int64_t id) override;
   std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) override;
   std::int64_t ObjectCount() override;
@@ -83,6 +85,8 @@ class sto_SqliteDriver : public sto_Driver {
 
   sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly);
 
+  /// Call in each operation that writes to the file at once.
+  void BeforeWriting();
   /// Raises Unavailable when a file that is read without locks has changed.
   void CheckFixedState() const;
   void ReadAttributes(std::vector<sto_ClassRow>& classes);
@@ -94,7 +98,6 @@ class sto_SqliteDriver : public sto_Driver {
   std::optional<sto_SqliteFile::State> m_FixedState; // when opened, if the file is read without locks
   bool m_IsReadOnly;
   sto_SqliteTransaction m_Transaction;
-  sto_SqliteStatement m_FindRoot, m_SetRoot, m_RemoveRoot;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
   // Of the open transaction; Begin sets them.
   std::int64_t m_FormatVersion = 0;
@@ -104,5 +107,7 @@ class sto_SqliteDriver : public sto_Driver {
   bool m_IsPresentFormat = false; // a finished transaction has seen the present format
   bool m_HasLog;                  // the store has a write-ahead log: readers do not hinder a writer
   sto_SqliteObjects m_Objects;
+  sto_SqliteRoots m_Roots;
   sto_SqliteBlocks m_Blocks;
+  sto_SqliteMark m_Mark;
 };

@@ -24,29 +24,85 @@ constexpr std::size_t MaxContentBytes =
 
 } // namespace
 
-sto_SqliteObjects::sto_SqliteObjects(sto_SqliteConnection& connection)
-    : m_Connection(connection), m_ReadRow(connection, "SELECT class_id, record FROM object WHERE id = ?"),
+sto_SqliteObjects::sto_SqliteObjects(sto_SqliteConnection& connection, sto_SqliteMark& mark)
+    : m_Connection(connection), m_Mark(mark),
+      m_ReadRow(connection, "SELECT class_id, record FROM object WHERE id = ?"),
       m_HasRow(connection, "SELECT 1 FROM object WHERE id = ?"),
       m_WriteRow(connection, "REPLACE INTO object(id, class_id, record) VALUES(?, ?, ?)"),
       m_DeleteRow(connection, "DELETE FROM object WHERE id = ?"),
-      m_GreatestRow(connection, "SELECT max(id) FROM object") {}
-
-sto_SqliteStatement& sto_SqliteObjects::Prepared(std::optional<sto_SqliteStatement>& statement,
-                                                 char const* sql) {
-  if (!statement) statement.emplace(m_Connection, sql);
-  return *statement;
-}
+      m_GreatestRow(connection, "SELECT max(id) FROM object"),
+      m_AnyRow(connection, "SELECT EXISTS(SELECT 1 FROM object)"),
+      m_ReadPack(connection, "SELECT data FROM pack WHERE key = ?"),
+      m_WritePack(connection, "REPLACE INTO pack(key, data) VALUES(?, ?)"),
+      m_DeletePack(connection, "DELETE FROM pack WHERE key = ?"),
+      m_LastPack(connection, "SELECT key, substr(data, 1, 8) FROM pack ORDER BY key DESC LIMIT 1") {}
 
 void sto_SqliteObjects::Begin(bool hasPacks) noexcept {
   Drop();
   m_HasPacks = hasPacks;
   m_FirstNewId = std::numeric_limits<std::int64_t>::max();
   m_LastStoredKey = -2;
+  m_AnyRows.reset();
 }
 
 void sto_SqliteObjects::Drop() noexcept {
   for (Pack& pack : m_Packs) pack.m_Key = -1;
   m_Latest = nullptr;
+  m_Changes.clear();
+}
+
+void sto_SqliteObjects::SetMark() noexcept {
+  ++m_MarkNumber;
+  m_Changes.clear();
+}
+
+bool sto_SqliteObjects::IsChangedSinceMark(Pack const& pack) const noexcept {
+  return m_Mark.IsInMemory() && pack.m_ChangedAt == m_MarkNumber;
+}
+
+void sto_SqliteObjects::Replace(Pack& pack, std::size_t slot, Entry const& entry) {
+  if (m_Mark.IsInMemory())
+    m_Changes.push_back({pack.m_Key, slot, pack.m_Entries[slot]}); // first: it may fail
+  pack.m_Entries[slot] = entry;
+  if (pack.m_ChangedAt != m_MarkNumber) pack.m_WasChanged = pack.m_IsChanged;
+  pack.m_ChangedAt = m_MarkNumber;
+  pack.m_IsChanged = true;
+}
+
+void sto_SqliteObjects::Exchange(bool reverse) noexcept {
+  auto const exchange = [this](Noted& change) {
+    auto const pack = std::ranges::find(m_Packs, change.m_Key, &Pack::m_Key); // see Store: it is still there
+    std::swap(pack->m_Entries[change.m_Slot], change.m_Before);
+  };
+  if (reverse)
+    std::for_each(m_Changes.rbegin(), m_Changes.rend(), exchange);
+  else
+    std::ranges::for_each(m_Changes, exchange);
+}
+
+void sto_SqliteObjects::GoBackToMark() noexcept {
+  Exchange(true);
+  for (Pack& pack : m_Packs)
+    if (pack.m_Key >= 0 && pack.m_ChangedAt == m_MarkNumber) pack.m_IsChanged = pack.m_WasChanged;
+  m_Changes.clear();
+}
+
+void sto_SqliteObjects::WriteStateAtMark() {
+  struct AtMark {
+    explicit AtMark(sto_SqliteObjects& objects) : m_Objects(objects) { objects.Exchange(true); }
+    AtMark(AtMark const&) = delete;
+    AtMark& operator=(AtMark const&) = delete;
+    ~AtMark() { m_Objects.Exchange(false); }
+    sto_SqliteObjects& m_Objects;
+  };
+  AtMark const atMark(*this);
+  for (Pack& pack : m_Packs) {
+    bool const isChangedSince = IsChangedSinceMark(pack);
+    if (pack.m_Key < 0 || !(isChangedSince ? pack.m_WasChanged : pack.m_IsChanged)) continue;
+    WritePack(pack);
+    pack.m_WasChanged = false;
+    pack.m_IsChanged = isChangedSince;
+  }
 }
 
 void sto_SqliteObjects::Flush() {
@@ -70,6 +126,7 @@ sto_SqliteObjects::Pack& sto_SqliteObjects::Find(std::int64_t key) {
     found->m_Key = -1; // until it is read
     found->m_IsChanged = false;
     found->m_InOwnRow = 0;
+    found->m_ChangedAt = 0;
     found->m_Content.clear();
     found->m_Entries.fill({});
     // A pack that this transaction has made and evicted is stored, and LastStoredKey counts it.
@@ -86,7 +143,7 @@ sto_SqliteObjects::Pack& sto_SqliteObjects::Find(std::int64_t key) {
 }
 
 void sto_SqliteObjects::Load(Pack& pack, std::int64_t key) {
-  sto_SqliteStatement::Use use(Prepared(m_ReadPack, "SELECT data FROM pack WHERE key = ?"));
+  sto_SqliteStatement::Use use(m_ReadPack);
   if (!use.Bind(1, key).Step()) return;
   sto_ByteView const data = use.Bytes(0);
   if (data.size() > std::numeric_limits<std::uint32_t>::max()) RaiseDamaged(key);
@@ -112,21 +169,22 @@ void sto_SqliteObjects::Load(Pack& pack, std::int64_t key) {
 }
 
 void sto_SqliteObjects::Store(Pack& pack) {
+  // So while the mark is in memory, no pack that was changed since leaves the packs in use.
+  if (IsChangedSinceMark(pack)) m_Mark.BeforeWriting();
+  WritePack(pack);
+  pack.m_IsChanged = false;
+}
+
+void sto_SqliteObjects::WritePack(Pack& pack) {
   std::uint64_t present = 0;
   for (std::size_t slot = 0; slot < pack.m_Entries.size(); ++slot)
     if (pack.m_Entries[slot].m_SizeBytes != 0) present |= std::uint64_t{1} << slot;
   if (present == 0) {
-    sto_SqliteStatement::Use(Prepared(m_DeletePack, "DELETE FROM pack WHERE key = ?"))
-        .Bind(1, pack.m_Key)
-        .Step();
+    sto_SqliteStatement::Use(m_DeletePack).Bind(1, pack.m_Key).Step();
   } else {
     EncodeRow(pack, present);
-    sto_SqliteStatement::Use(Prepared(m_WritePack, "REPLACE INTO pack(key, data) VALUES(?, ?)"))
-        .Bind(1, pack.m_Key)
-        .Bind(2, sto_ByteView(m_Row))
-        .Step();
+    sto_SqliteStatement::Use(m_WritePack).Bind(1, pack.m_Key).Bind(2, sto_ByteView(m_Row)).Step();
   }
-  pack.m_IsChanged = false;
 }
 
 void sto_SqliteObjects::EncodeRow(Pack const& pack, std::uint64_t present) {
@@ -172,32 +230,50 @@ bool sto_SqliteObjects::Has(std::int64_t id) {
          sto_SqliteStatement::Use(m_HasRow).Bind(1, id).Step();
 }
 
-void sto_SqliteObjects::Write(std::int64_t id, unsigned int classId, sto_ByteView record) {
-  Pack& pack = Find(PackOf(id));
-  Entry& entry = pack.m_Entries[SlotOf(id)];
-  std::uint64_t const bit = std::uint64_t{1} << SlotOf(id);
-  if (record.size() > MaxPackedBytes || record.empty()) {
-    if (entry.m_SizeBytes != 0) {
-      entry = {};
-      pack.m_IsChanged = true;
-    }
-    pack.m_InOwnRow |= bit;
-    sto_SqliteStatement::Use(m_WriteRow).Bind(1, id).Bind(2, std::int64_t{classId}).Bind(3, record).Step();
-    return;
+bool sto_SqliteObjects::AnyRows() {
+  if (!m_AnyRows) {
+    sto_SqliteStatement::Use use(m_AnyRow);
+    m_AnyRows = use.Step() && use.Integer(0) != 0;
   }
+  return *m_AnyRows;
+}
+
+void sto_SqliteObjects::DropRow(std::int64_t id) {
+  if (!AnyRows() || !sto_SqliteStatement::Use(m_HasRow).Bind(1, id).Step()) return;
+  m_Mark.BeforeWriting();
+  sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
+}
+
+bool sto_SqliteObjects::Write(std::int64_t id, unsigned int classId, sto_ByteView record) {
+  Pack& pack = Find(PackOf(id));
+  std::size_t const slot = SlotOf(id);
+  Entry const& entry = pack.m_Entries[slot];
+  std::uint64_t const bit = std::uint64_t{1} << slot;
+  if (record.size() > MaxPackedBytes || record.empty()) {
+    m_Mark.BeforeWriting();
+    if (entry.m_SizeBytes != 0) Replace(pack, slot, {});
+    pack.m_InOwnRow |= bit;
+    m_AnyRows = true;
+    sto_SqliteStatement::Use(m_WriteRow).Bind(1, id).Bind(2, std::int64_t{classId}).Bind(3, record).Step();
+    return true;
+  }
+  if (entry.m_SizeBytes == record.size() && entry.m_ClassId == classId &&
+      std::memcmp(pack.m_Content.data() + entry.m_Offset, record.data(), record.size()) == 0)
+    return false;
   bool const mayHaveRow = entry.m_SizeBytes == 0 && (!pack.m_IsNew || (pack.m_InOwnRow & bit) != 0);
   if (mayHaveRow) {
-    sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
+    DropRow(id);
     pack.m_InOwnRow &= ~bit;
   }
   if (pack.m_Content.size() > MaxContentBytes) Compact(pack);
   auto const offset = static_cast<std::uint32_t>(pack.m_Content.size());
   pack.m_Content.insert(pack.m_Content.end(), record.begin(), record.end()); // first: it may fail
-  entry = {offset, static_cast<std::uint32_t>(record.size()), classId};
-  pack.m_IsChanged = true;
+  Replace(pack, slot, {offset, static_cast<std::uint32_t>(record.size()), classId});
+  return true;
 }
 
 void sto_SqliteObjects::Compact(Pack& pack) {
+  if (IsChangedSinceMark(pack)) m_Mark.BeforeWriting(); // going back needs the replaced records
   sto_Bytes content;
   for (Entry& entry : pack.m_Entries) {
     if (entry.m_SizeBytes == 0) continue;
@@ -210,13 +286,9 @@ void sto_SqliteObjects::Compact(Pack& pack) {
 
 void sto_SqliteObjects::Delete(std::int64_t id) {
   Pack& pack = Find(PackOf(id));
-  Entry& entry = pack.m_Entries[SlotOf(id)];
-  if (entry.m_SizeBytes == 0) {
-    sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
-    return;
-  }
-  entry = {};
-  pack.m_IsChanged = true;
+  if (pack.m_Entries[SlotOf(id)].m_SizeBytes != 0) return Replace(pack, SlotOf(id), {});
+  m_Mark.BeforeWriting();
+  sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
 }
 
 std::vector<std::int64_t> sto_SqliteObjects::Ids(std::int64_t first, std::int64_t last) {
@@ -262,8 +334,7 @@ std::int64_t sto_SqliteObjects::GreatestId() {
   sto_SqliteStatement::Use row(m_GreatestRow);
   std::int64_t const greatest = row.Step() ? row.Integer(0) : 0;
   if (!m_HasPacks) return greatest;
-  sto_SqliteStatement::Use pack(
-      Prepared(m_LastPack, "SELECT key, substr(data, 1, 8) FROM pack ORDER BY key DESC LIMIT 1"));
+  sto_SqliteStatement::Use pack(m_LastPack);
   if (!pack.Step() || pack.Integer(0) < 0) return greatest;
   if (pack.Integer(0) > PackOf(sto_Format::MaxObjectId)) return std::numeric_limits<std::int64_t>::max();
   auto const present = sto_ByteReader(pack.Bytes(1)).Number<std::uint64_t>();

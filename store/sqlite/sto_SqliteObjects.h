@@ -8,13 +8,15 @@
 
 #include "store/format/sto_Codec.h"
 #include "store/sqlite/sto_SqliteConnection.h"
+#include "store/sqlite/sto_SqliteMark.h"
 
 /// The objects of a store in SQLite.
 ///
 /// SQLite's cost is by the row, so records of at most MaxPackedBytes share rows: a row of table pack holds
 /// the records of IdsInPack consecutive object ids. A longer record is a row of table object. The packs in
-/// use are kept decoded; a changed one is written when another pack needs its slot, at marks, and before the
-/// commit.
+/// use are kept decoded; a changed one is written when another pack needs its slot, and before the commit.
+///
+/// While a mark is in memory (see sto_SqliteMark), each change of a pack is noted and can be undone there.
 ///
 /// Invariant: an object is in one of the two tables only.
 ///
@@ -24,7 +26,8 @@ class sto_SqliteObjects {
   static constexpr int IdsInPack = 64;
   static constexpr std::size_t MaxPackedBytes = 1024;
 
-  explicit sto_SqliteObjects(sto_SqliteConnection& connection);
+  /// REQUIRES: the arguments live as long as this object; `mark` may be constructed after it.
+  sto_SqliteObjects(sto_SqliteConnection& connection, sto_SqliteMark& mark);
 
   /// Call when a transaction begins. `hasPacks`: the store has table pack.
   void Begin(bool hasPacks) noexcept;
@@ -35,9 +38,18 @@ class sto_SqliteObjects {
   /// Forgets all packs, and with them the changes that were not written.
   void Drop() noexcept;
 
+  /// Sets the mark.
+  void SetMark() noexcept;
+  /// Undoes the changes since the mark. REQUIRES: the mark is in memory still. Allocates nothing.
+  void GoBackToMark() noexcept;
+  /// Writes the packs that were changed before the mark as they were then; the later changes stay in memory.
+  /// REQUIRES: the mark is in memory still.
+  void WriteStateAtMark();
+
   [[nodiscard]] bool Read(std::int64_t id, unsigned int& classId, sto_Bytes& record);
   [[nodiscard]] bool Has(std::int64_t id);
-  void Write(std::int64_t id, unsigned int classId, sto_ByteView record);
+  /// Returns false if the object is stored with this class and record already; then nothing changes.
+  bool Write(std::int64_t id, unsigned int classId, sto_ByteView record);
   void Delete(std::int64_t id);
   /// The ids of the objects from `first` to `last`, both included, ascending. Writes the changed packs first.
   [[nodiscard]] std::vector<std::int64_t> Ids(std::int64_t first, std::int64_t last);
@@ -58,36 +70,61 @@ class sto_SqliteObjects {
     std::uint64_t m_LastUse = 0;
     bool m_IsChanged = false;
     bool m_IsNew = false; // made in this transaction and kept since: it knows in which table each object is
-    std::uint64_t m_InOwnRow = 0; // one bit for each object that is known to be in table object
-    sto_Bytes m_Content;          // the records, including replaced ones until Compact
+    std::uint64_t m_InOwnRow = 0;  // one bit for each object that is known to be in table object
+    std::uint64_t m_ChangedAt = 0; // the number of the mark after which it was changed last
+    bool m_WasChanged = false;     // m_IsChanged at that mark
+    sto_Bytes m_Content;           // the records, including replaced ones until Compact
     std::array<Entry, IdsInPack> m_Entries{};
+  };
+
+  /// A change since the mark.
+  struct Noted {
+    std::int64_t m_Key; // of the pack
+    std::size_t m_Slot;
+    Entry m_Before;
   };
 
   /// The pack with a key, read if it is not in use; empty if it is not stored. Valid until the next Find.
   [[nodiscard]] Pack& Find(std::int64_t key);
   /// Reads a row to an empty pack; the pack stays empty when there is no row. Damaged.
   void Load(Pack& pack, std::int64_t key);
+  /// Whether the pack was changed since the mark, which is in memory.
+  [[nodiscard]] bool IsChangedSinceMark(Pack const& pack) const noexcept;
+  /// Replaces an entry, so that going back to the mark can undo it.
+  void Replace(Pack& pack, std::size_t slot, Entry const& entry);
+  /// Exchanges each noted entry with that of its pack: `reverse` goes back to the mark, the other way comes
+  /// forward again.
+  void Exchange(bool reverse) noexcept;
+  /// Whether table object has any rows.
+  [[nodiscard]] bool AnyRows();
+  /// Deletes the object's row in table object, if there is one.
+  void DropRow(std::int64_t id);
+  /// Writes a pack. A savepoint is opened first if the pack has changes that the mark would undo.
   void Store(Pack& pack);
+  void WritePack(Pack& pack);
   void EncodeRow(Pack const& pack, std::uint64_t present);
   /// Drops replaced records.
-  static void Compact(Pack& pack);
+  void Compact(Pack& pack);
   /// The greatest key of table pack, including the packs that this transaction makes.
   [[nodiscard]] std::int64_t LastStoredKey();
   [[noreturn]] void RaiseDamaged(std::int64_t key) const;
-  [[nodiscard]] sto_SqliteStatement& Prepared(std::optional<sto_SqliteStatement>& statement, char const* sql);
 
   sto_SqliteConnection& m_Connection;
-  sto_SqliteStatement m_ReadRow, m_HasRow, m_WriteRow, m_DeleteRow, m_GreatestRow;
+  sto_SqliteMark& m_Mark;
+  sto_SqliteStatement m_ReadRow, m_HasRow, m_WriteRow, m_DeleteRow, m_GreatestRow, m_AnyRow;
   // These need table pack, which stores of older formats do not have.
-  std::optional<sto_SqliteStatement> m_ReadPack, m_WritePack, m_DeletePack, m_LastPack;
+  sto_SqliteStatement m_ReadPack, m_WritePack, m_DeletePack, m_LastPack;
 
   // Of the open transaction; Begin and SetFirstNewId set them.
   bool m_HasPacks = false;
   std::int64_t m_FirstNewId = 0;
   std::int64_t m_LastStoredKey = -2; // see LastStoredKey; -2: not asked yet
+  std::optional<bool> m_AnyRows;     // see AnyRows; empty: not asked yet
   // The packs in use; Find chooses and changes them.
   std::uint64_t m_Clock = 0;
   Pack* m_Latest = nullptr; // the one that Find returned last
   std::array<Pack, 8> m_Packs;
-  sto_Bytes m_Row; // scratch: the row of a pack that is being written
+  sto_Bytes m_Row;                // scratch: the row of a pack that is being written
+  std::uint64_t m_MarkNumber = 1; // counted up by SetMark
+  std::vector<Noted> m_Changes;   // since the mark, while it is in memory; Replace adds, SetMark clears
 };

@@ -8,7 +8,11 @@ sto_SqliteTransaction::Statements::Statements(sto_SqliteConnection& connection)
     : m_BeginReading(connection, "BEGIN"), m_BeginWriting(connection, "BEGIN IMMEDIATE"),
       m_Commit(connection, "COMMIT"), m_Rollback(connection, "ROLLBACK"),
       m_OpenMark(connection, "SAVEPOINT mark"), m_ReleaseMark(connection, "RELEASE mark"),
-      m_RollbackToMark(connection, "ROLLBACK TO mark") {}
+      m_RollbackToMark(connection, "ROLLBACK TO mark") {
+  for (sto_SqliteStatement* const statement : {&m_BeginReading, &m_BeginWriting, &m_Commit, &m_Rollback,
+                                               &m_OpenMark, &m_ReleaseMark, &m_RollbackToMark})
+    statement->Prepare();
+}
 
 sto_SqliteTransaction::sto_SqliteTransaction(sto_SqliteConnection& connection) : m_Connection(connection) {
   m_Statements.emplace(connection);

@@ -81,9 +81,9 @@ class StoreFaultDriver : public sto_Driver {
     Step("HasObject");
     return m_Real->HasObject(id);
   }
-  void WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override {
+  bool WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override {
     Step("WriteObject");
-    m_Real->WriteObject(id, classId, record);
+    return m_Real->WriteObject(id, classId, record);
   }
   std::int64_t ObjectCount() override {
     Step("ObjectCount");
