@@ -21,7 +21,7 @@ std::int64_t FindRoot(sto_Session& session, std::string_view name) {
   std::string const root(name);
   std::optional<std::int64_t> const id = session.Driver().FindRoot(name);
   if (!id) session.Raise(sto_ErrorKind::NotFound, "There is no root " + root + ".");
-  if (!session.IsGivenOut(*id) || !session.Driver().HasObject(*id))
+  if (!session.IsGivenOut(*id) || !session.IsStored(*id))
     session.Raise(sto_ErrorKind::Damaged,
                   "Object " + std::to_string(*id) + ", which is root " + root + ", is missing.");
   return *id;

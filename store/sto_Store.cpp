@@ -210,6 +210,7 @@ std::int64_t sto_Store::CountGarbage() {
 
 std::int64_t sto_Store::ObjectCount() {
   sto_OwnTransaction transaction(Session(), false);
+  Session().Collections().WriteRecords(); // of collections that this transaction made
   return Session().Driver().ObjectCount();
 }
 

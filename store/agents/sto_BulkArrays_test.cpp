@@ -394,7 +394,7 @@ TEST_F(StoreBulk, DamagedOrMissingBlockIsAnErrorThatNamesIt) {
   EXPECT_EQ(result->m_History.ConstGet(2 * 2048), 2048);
 }
 
-TEST_F(StoreBulk, FailedSaveLeavesWhatTheListHad) {
+TEST_F(StoreBulk, FailedSaveLeavesTheStoredListAndTheArrayWithWhatItsObjectPutIn) {
   Make(5000);
   sto_Store store = Open();
   auto const result = store.Load<Result<double>>("result");
@@ -410,6 +410,11 @@ TEST_F(StoreBulk, FailedSaveLeavesWhatTheListHad) {
     cls_Uid m_Uid;
   };
   EXPECT_THROW(store.Save("failing", Failing{result.get(), {}}), std::runtime_error);
+  EXPECT_EQ(result->m_History.ConstGet(1), 77); // unwritten again
+  ExpectFilled(Open(sto_Mode::ReadOnly).Load<Result<double>>("result")->m_History, 5000);
+  result->m_History.Flush();
+  EXPECT_EQ(Open(sto_Mode::ReadOnly).Load<Result<double>>("result")->m_History.ConstGet(1), 77);
+  result->m_History.Get(1) = 0.5;
   ExpectFilled(result->m_History, 5000);
 }
 

@@ -11,7 +11,11 @@ sto_CollectionAgent::sto_CollectionAgent(sto_Session& session, std::int64_t id)
     : sto_OpenCollection(id), m_Session(&session), m_Location(session.Location()) {}
 
 sto_CollectionAgent::~sto_CollectionAgent() {
-  if (m_IsRegistered && m_Session != nullptr) m_Session->Collections().Remove(*this);
+  if (m_Session == nullptr) return;
+  if (m_IsRegistered)
+    m_Session->Collections().Remove(*this);
+  else
+    m_Session->Collections().Untouch(*this);
 }
 
 void sto_CollectionAgent::Register() {
@@ -57,7 +61,7 @@ void sto_CollectionAgent::TakeStored(sto_RecordRef const& record) {
   m_SeenChange = m_Change;
   if (sto_ChangeNotes::ListAtBegin const* const before = m_Session->Changes().FindAtBegin(Id());
       before != nullptr) {
-    m_AtBegin = {before->m_Change, before->m_Change, m_Session->TransactionNumber()};
+    m_AtBegin = {before->m_Change, before->m_Change, m_Session->TransactionNumber(), false};
     if (before->m_IsMade) m_MadeInTransaction = m_Session->TransactionNumber();
     m_MadeInSave = before->m_MadeInSave;
   }
@@ -68,6 +72,7 @@ void sto_CollectionAgent::TakeStored(sto_RecordRef const& record) {
 }
 
 void sto_CollectionAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) {
+  if (m_Session->IsWriting()) m_Session->Collections().NoteTouched(*this); // it may read what is undone later
   sto_Part const& part = record->Parts().front();
   std::int64_t const change = sto_CollectionFields::Change.Read(part).value_or(0);
   m_IsTakingForeign = !isFirst && change != m_Change;
@@ -76,6 +81,7 @@ void sto_CollectionAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) 
   m_Change = change;
   if (m_IsTakingForeign) ++m_Foreign;
   m_ReadAtChange = m_Session->ChangeCounter();
+  if (IsInSave()) m_ReadInSave = m_Session->Save().Number();
 }
 
 void sto_CollectionAgent::Synchronise() {
@@ -87,14 +93,33 @@ void sto_CollectionAgent::Synchronise() {
   TakeRecord(record, false);
 }
 
+void sto_CollectionAgent::NoteTouched() {
+  m_Session->Collections().NoteTouched(*this);
+  std::int64_t const transaction = m_Session->TransactionNumber();
+  if (m_Session->Keeping() == sto_Keeping::Handles && m_TouchedInTransaction != transaction) {
+    KeepAtBegin(sto_Keeping::Handles);
+    m_TouchedInTransaction = transaction;
+  }
+  if (IsInSave() && m_TouchedInSave != m_Session->Save().Number()) {
+    ForgetKeptAtMark(); // left over from a failure here
+    KeepAtMark();
+    m_TouchedInSave = m_Session->Save().Number();
+  }
+}
+
 void sto_CollectionAgent::PrepareChange() {
+  NoteTouched();
   std::int64_t const transaction = m_Session->TransactionNumber();
   if (m_AtBegin.m_Of != transaction) {
     m_Session->Changes().NoteAtBegin(Id(), KnownCount(), m_Change);
-    m_AtBegin = {m_Change, m_SeenChange, transaction};
+    m_AtBegin = {m_Change, m_SeenChange, transaction, false};
   }
-  if (m_Session->Save().IsGoingOn() && m_AtMark.m_Of != m_Session->Save().Number())
-    m_AtMark = {m_Change, m_SeenChange, m_Session->Save().Number()};
+  if (IsInSave() && m_AtMark.m_Of != m_Session->Save().Number())
+    m_AtMark = {m_Change, m_SeenChange, m_Session->Save().Number(), m_IsPending};
+}
+
+bool sto_CollectionAgent::WasPendingAtMark() const noexcept {
+  return m_AtMark.m_Of == m_Session->Save().Number() ? m_AtMark.m_IsPending : m_IsPending;
 }
 
 void sto_CollectionAgent::MarkChanged() noexcept {
@@ -111,6 +136,7 @@ void sto_CollectionAgent::CheckWriting() const {
 }
 
 void sto_CollectionAgent::WritePendingRecord() {
+  if (IsInSave()) PrepareChange(); // undoing the save undoes this, too
   cls_ClassMetadata const& metadata = m_Session->ClassToWrite(StoredClassId()).Metadata();
   sto_RecordBuilder builder;
   builder.AddPart(metadata.ClassId(), metadata.Version(), Id());
@@ -162,7 +188,15 @@ void sto_CollectionAgent::Hold(cls_PC* holder) {
   sto_HolderSlot& slot = m_Holders.FreeSlot();
   slot.m_SeenForeign = m_Foreign;
   slot.m_AtBegin = slot.m_AtMark = {};
-  if (m_Session != nullptr && !m_IsLost) NoteHolder(*holder, slot);
+  slot.m_HeldInTransaction = slot.m_HeldInSave = 0;
+  if (m_Session != nullptr && !m_IsLost) {
+    if (m_Session->IsWriting()) {
+      NoteTouched();
+      slot.m_HeldInTransaction = m_Session->TransactionNumber();
+      slot.m_HeldInSave = IsInSave() ? m_Session->Save().Number() : 0;
+    }
+    NoteHolder(*holder, slot);
+  }
   slot.Link(holder);
 }
 
@@ -183,19 +217,13 @@ void sto_CollectionAgent::FlushHolders() {
   m_Holders.Flush();
 }
 
-void sto_CollectionAgent::KeepForRollback(sto_Keeping keeping) {
-  if (!m_IsLost) KeepAtBegin(keeping);
-}
-
-void sto_CollectionAgent::KeepForUndo() {
-  ForgetKeptAtMark(); // left over from a save that could not begin
-  if (!m_IsLost) KeepAtMark();
+void sto_CollectionAgent::KeepForRollback() {
+  if (!m_IsLost) KeepAtBegin(sto_Keeping::Copies);
 }
 
 void sto_CollectionAgent::ForgetBegin() noexcept {
   ForgetKeptAtMark();
   ForgetKeptAtBegin();
-  m_HasNewHolders = false;
 }
 
 void sto_CollectionAgent::NoteIdentity(bool isRollback) noexcept {
@@ -221,14 +249,20 @@ void sto_CollectionAgent::UndoSave() noexcept {
   if (m_IsLost) return;
   std::int64_t const save = m_Session->Save().Number();
   bool const isWritten = m_AtMark.m_Of == save;
-  Outdate();
+  if (!UndoesInMemory() || m_MadeInSave == save || m_ReadInSave == save) {
+    Outdate();
+  } else if (isWritten) {
+    UndoInMemory();
+    m_IsPending = m_AtMark.m_IsPending;
+    ForgetBlocks();
+  }
   if (isWritten) Restore(m_AtMark);
   m_AtMark.m_Of = 0;
   if (m_MadeInSave == save) {
     PutBackAtBegin(true); // the only image of what was in memory before the save
     return Lose();
   }
-  if (isWritten || m_HasNewHolders) PutBackAtMark();
+  if (m_TouchedInSave == save) PutBackAtMark();
   ForgetKeptAtMark();
 }
 
@@ -240,7 +274,7 @@ void sto_CollectionAgent::UndoTransaction(sto_Keeping kept) noexcept {
   if (isWritten) Restore(m_AtBegin);
   m_AtBegin.m_Of = m_AtMark.m_Of = 0;
   bool const isGone = m_MadeInTransaction == transaction;
-  if (kept == sto_Keeping::Copies || (kept == sto_Keeping::Handles && (isWritten || m_HasNewHolders)))
+  if (kept == sto_Keeping::Copies || (kept == sto_Keeping::Handles && m_TouchedInTransaction == transaction))
     PutBackAtBegin(isGone);
   ForgetBegin();
   if (isGone) Lose();

@@ -44,8 +44,10 @@ class sto_CollectionAgent : public sto_OpenCollection {
 
   void Synchronise() final;
   void FlushHolders() override;
-  void KeepForRollback(sto_Keeping keeping) final;
-  void KeepForUndo() final;
+  void KeepForRollback() final;
+  void WriteForMark() final {
+    if (!UndoesInMemory()) WriteRecord();
+  }
   void ForgetMark() noexcept final { ForgetKeptAtMark(); }
   void ForgetBegin() noexcept final;
   void NoteIdentity(bool isRollback) noexcept final;
@@ -74,6 +76,9 @@ class sto_CollectionAgent : public sto_OpenCollection {
   /// Lets the session keep the exception that is being handled, because it cannot be raised here.
   void KeepFailure() const noexcept;
 
+  /// Notes that the open write transaction touches the collection. The first time in a save or transaction,
+  /// keeps what containers have now. Throws std::bad_alloc.
+  void NoteTouched();
   /// Call before anything of the collection changes, in memory or in the store: keeps what undoing needs and
   /// marks the record as pending.
   void NoteChanged() {
@@ -119,6 +124,15 @@ class sto_CollectionAgent : public sto_OpenCollection {
   /// How many elements the agent knows the collection to have.
   [[nodiscard]] virtual int KnownCount() const noexcept = 0;
 
+  /// Whether the changes of a save are undone in memory. If not, the collection is written when a save
+  /// begins, and read again after one is undone.
+  [[nodiscard]] virtual bool UndoesInMemory() const noexcept { return false; }
+  /// Undoes in memory what the running save has changed. Allocates nothing.
+  virtual void UndoInMemory() noexcept {}
+  /// Whether the record was pending when the running save began.
+  [[nodiscard]] bool WasPendingAtMark() const noexcept;
+  [[nodiscard]] bool IsInSave() const noexcept { return m_Session->Save().IsGoingOn(); }
+
   // For bulk arrays, which hold elements in memory. Other containers hold none, so there is nothing to do.
   virtual void NoteHolder(cls_PC&, sto_HolderSlot&) {}
   virtual void KeepAtBegin(sto_Keeping) {}
@@ -139,10 +153,6 @@ class sto_CollectionAgent : public sto_OpenCollection {
 
   /// Whether TakeContent is taking a change by another session. Set by TakeRecord.
   bool m_IsTakingForeign = false;
-  /// Whether arrays that were in memory were tied to the collection in this transaction. Set by the list
-  /// agent, cleared by ForgetBegin.
-  bool m_HasNewHolders = false;
-
   int m_SizeHint = 0;   // set by StartNew and TakeRecord
   int m_References = 0; // changed by AddReference, Release and, for its own duration, by undoing and closing
 
@@ -154,6 +164,7 @@ class sto_CollectionAgent : public sto_OpenCollection {
     std::int64_t m_Change = 0;
     std::int64_t m_SeenChange = 0;
     std::int64_t m_Of = 0; // the number of the transaction or save that had this state when it began
+    bool m_IsPending = false;
   };
 
   void TakeRecord(sto_RecordRef const& record, bool isFirst);
@@ -172,8 +183,12 @@ class sto_CollectionAgent : public sto_OpenCollection {
   std::int64_t m_ReadAtChange = -1; // the store's change counter when the record was read
   State m_AtBegin;
   State m_AtMark;
+  // The transaction and the save in which the collection was touched first; see NoteTouched.
+  std::int64_t m_TouchedInTransaction = 0;
+  std::int64_t m_TouchedInSave = 0;
   std::int64_t m_MadeInTransaction = 0; // the number of the transaction that made the collection
   std::int64_t m_MadeInSave = 0;        // the number of the save that made it
+  std::int64_t m_ReadInSave = 0;        // the number of the save in which the record was read last
   std::optional<cls_Uid> m_Identity;    // of a lost collection
   cls_Holders<sto_HolderSlot> m_Holders;
 };

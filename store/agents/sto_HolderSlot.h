@@ -20,6 +20,9 @@ class sto_HolderSlot final : public cls_HolderSlot {
   };
   Before m_AtBegin; ///< of the transaction
   Before m_AtMark;  ///< of the save
+  /// The transaction and the save in which the container was registered, by their numbers; 0: in none.
+  std::int64_t m_HeldInTransaction = 0;
+  std::int64_t m_HeldInSave = 0;
 
   /// How many changes by other sessions the container has seen, by the agent's count.
   std::int64_t m_SeenForeign = 0;

@@ -253,7 +253,6 @@ template <class T> void sto_ListAgent<T>::NoteHolder(cls_PC& holder, sto_HolderS
         KeepInMemory(*array);
       }
       MarkAll(*array); // the stored list has no elements yet, or others
-      m_HasNewHolders = true;
     }
     slot.m_AtBegin = slot.m_AtMark = BeforeOf(*array, purpose);
     if (purpose == Purpose::Copying)
@@ -312,6 +311,7 @@ template <class T> void sto_ListAgent<T>::CheckInMemory(cls_ArrayPrim<T> const& 
 
 template <class T> void sto_ListAgent<T>::KeepAtBegin(sto_Keeping keeping) {
   ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot& slot) {
+    if (slot.m_HeldInTransaction == Session().TransactionNumber() && Session().IsWriting()) return;
     slot.m_AtBegin = {sto_HolderSlot::Before::Kind::Associated, array.Size()};
     if constexpr (IsArrayElement)
       if (HasUnwritten(array) && !m_KeptAtBegin.Has(array))
@@ -322,6 +322,7 @@ template <class T> void sto_ListAgent<T>::KeepAtBegin(sto_Keeping keeping) {
 
 template <class T> void sto_ListAgent<T>::KeepAtMark() {
   ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot& slot) {
+    if (slot.m_HeldInSave == Session().Save().Number()) return;
     slot.m_AtMark = {sto_HolderSlot::Before::Kind::Associated, array.Size()};
     if constexpr (IsArrayElement)
       if (HasUnwritten(array) && !m_KeptAtMark.Has(array))

@@ -17,9 +17,11 @@ struct sto_NoKeptBlocks {};
 /// the gap with zeros or strings without text. The save that makes a list must write it from 0 on without
 /// gaps.
 ///
-/// When a save or a transaction begins, the agent keeps what arrays hold in memory, and restores it if the
-/// work is undone. An array that was in memory is then in memory again, complete. An array that was
-/// associated has its old size and its unwritten elements again, and reads the other elements again.
+/// The agent keeps what arrays hold in memory, and restores it if a save or a transaction is undone. An array
+/// that was in memory is then in memory again, complete. An array that was associated has its old size and its
+/// unwritten elements again, and reads the other elements again: those of the moment when a transaction of the
+/// program began, or when a save first touched the list. (A program may have thousands of arrays open, so a
+/// save does not look at each when it begins.)
 template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, public sto_ListAgentBase {
  public:
   using Codec = sto_ElementCodec<T>;

@@ -19,9 +19,30 @@ unsigned int sto_ListAgentObj::StoredClassId() const {
 
 void sto_ListAgentObj::Empty() noexcept {
   m_Ids.clear();
-  m_StoredBlocks = 0;
-  m_FirstTouched = std::numeric_limits<int>::max();
-  m_LastTouched = -1;
+  m_Unwritten = {};
+}
+
+void sto_ListAgentObj::KeepAtMark() {
+  m_Changes.clear();
+  m_UnwrittenAtMark = m_Unwritten;
+}
+
+void sto_ListAgentObj::UndoInMemory() noexcept {
+  for (; !m_Changes.empty(); m_Changes.pop_back()) switch (Noted& change = m_Changes.back(); change.m_Kind) {
+    case Noted::Kind::Replaced:
+      m_Ids[static_cast<std::size_t>(change.m_Index)] = change.m_Before;
+      break;
+    case Noted::Kind::Appended:
+      m_Ids.pop_back();
+      break;
+    case Noted::Kind::Other:
+      m_Ids.swap(change.m_Ids);
+    }
+  m_Unwritten = m_UnwrittenAtMark;
+}
+
+void sto_ListAgentObj::NoteOther() {
+  if (IsInSave()) m_Changes.push_back({Noted::Kind::Other, 0, 0, m_Ids});
 }
 
 int sto_ListAgentObj::TakeContent(sto_RecordRef const& record) {
@@ -56,7 +77,7 @@ void sto_ListAgentObj::Read(sto_ListHeader const& list) {
     if (!sto_AreObjectIds(Session(), content, layout.CountIn(block))) damaged();
     take(content);
   });
-  m_StoredBlocks = layout.BlockCount();
+  m_Unwritten.m_StoredBlocks = layout.BlockCount();
 }
 
 void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
@@ -75,23 +96,22 @@ void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
   sto_ListLayout const layout(header.m_InBlocks ? Size() : 0);
   int const blockCount = layout.BlockCount();
   for (int block = 0; block < blockCount; ++block) {
-    bool const isThere = block < m_StoredBlocks;
-    bool const isTouched =
-        block >= sto_ListLayout::BlockOf(m_FirstTouched) && block <= sto_ListLayout::BlockOf(m_LastTouched);
-    if (isThere && !(isTouched && m_LastTouched >= 0)) continue;
+    bool const isThere = block < m_Unwritten.m_StoredBlocks;
+    bool const isTouched = block >= sto_ListLayout::BlockOf(m_Unwritten.m_FirstTouched) &&
+                           block <= sto_ListLayout::BlockOf(m_Unwritten.m_LastTouched);
+    if (isThere && !(isTouched && m_Unwritten.m_LastTouched >= 0)) continue;
     sto_Bytes content = encode(sto_ListLayout::FirstOf(block), layout.CountIn(block));
     m_Blocks.Write(block, content, false); // a removal shifts all later ids, so an overwrite saves little
   }
-  if (m_StoredBlocks > blockCount) m_Blocks.DeleteFrom(blockCount);
-  m_StoredBlocks = blockCount;
-  m_FirstTouched = std::numeric_limits<int>::max();
-  m_LastTouched = -1;
+  if (m_Unwritten.m_StoredBlocks > blockCount) m_Blocks.DeleteFrom(blockCount);
+  m_Unwritten = {};
+  m_Unwritten.m_StoredBlocks = blockCount;
   builder.SetList(header, header.m_InBlocks ? sto_Bytes() : encode(0, Size()));
 }
 
 void sto_ListAgentObj::Touch(int first, int last) noexcept {
-  m_FirstTouched = std::min(m_FirstTouched, first);
-  m_LastTouched = std::max(m_LastTouched, last);
+  m_Unwritten.m_FirstTouched = std::min(m_Unwritten.m_FirstTouched, first);
+  m_Unwritten.m_LastTouched = std::max(m_Unwritten.m_LastTouched, last);
 }
 
 void sto_ListAgentObj::RaiseIndex(int index) const {
@@ -108,6 +128,7 @@ void sto_ListAgentObj::SetCount(int count) {
     if (count < 0) RaiseIndex(count);
     if (count == Size()) return false;
     // The blocks with the old and the new end change their length.
+    NoteOther();
     Touch(std::max(0, std::min(count, Size()) - 1), std::max(count, Size()));
     m_Ids.resize(static_cast<std::size_t>(count));
     return true;
@@ -124,16 +145,27 @@ cls_MementoWrite* sto_ListAgentObj::MakeWriteObj(int index, unsigned int classId
       [&] {
         if (index != Size() && !Has(index)) RaiseIndex(index);
       },
-      [&](std::int64_t id) {
-        if (index == Size()) m_Ids.push_back(0);
-        m_Ids[static_cast<std::size_t>(index)] = id;
-        Touch(index, index);
-      });
+      [&] { return Has(index) ? m_Ids[static_cast<std::size_t>(index)] : 0; },
+      [&](std::int64_t id) { Put(index, id); });
+}
+
+void sto_ListAgentObj::Put(int index, std::int64_t id) {
+  bool const isNew = index == Size();
+  if (isNew && m_Ids.size() == m_Ids.capacity()) m_Ids.reserve(2 * m_Ids.size() + 8); // first: it may fail
+  if (IsInSave() && isNew) m_Changes.push_back({Noted::Kind::Appended, 0, 0, {}});
+  if (IsInSave() && !isNew)
+    m_Changes.push_back({Noted::Kind::Replaced, index, m_Ids[static_cast<std::size_t>(index)], {}});
+  if (isNew)
+    m_Ids.push_back(id);
+  else
+    m_Ids[static_cast<std::size_t>(index)] = id;
+  Touch(index, index);
 }
 
 void sto_ListAgentObj::Remove(int index) {
   Change({}, [&] {
     if (!Has(index)) RaiseIndex(index);
+    NoteOther();
     Touch(std::max(0, index - 1), Size());
     m_Ids.erase(m_Ids.begin() + index);
     return true;

@@ -40,8 +40,29 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   int TakeContent(sto_RecordRef const& record) override;
   void PutContent(sto_RecordBuilder& builder) override;
   void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
+  void UndoInMemory() noexcept override;
+  void KeepAtMark() override;
+  void ForgetKeptAtMark() noexcept override { m_Changes.clear(); }
 
  private:
+  /// What the store lacks of the list.
+  struct Unwritten {
+    int m_StoredBlocks = 0; // how many blocks the store has of this list
+    // The range of changed elements; widened by Touch, emptied when the content is read or written.
+    int m_FirstTouched = std::numeric_limits<int>::max();
+    int m_LastTouched = -1;
+  };
+  /// A change by the running save.
+  struct Noted {
+    enum class Kind { Replaced, Appended, Other };
+    Kind m_Kind;
+    int m_Index = 0;                 // of the element that was replaced
+    std::int64_t m_Before = 0;       // its id
+    std::vector<std::int64_t> m_Ids; // all ids, before any other change
+  };
+
+  /// Notes a change that moves elements, or their number.
+  void NoteOther();
   void Empty() noexcept;
   [[nodiscard]] int Size() const noexcept { return static_cast<int>(m_Ids.size()); }
   [[nodiscard]] bool Has(int index) const noexcept { return index >= 0 && index < Size(); }
@@ -49,11 +70,12 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   /// Notes that the elements from `first` to `last`, both included, have changed.
   void Touch(int first, int last) noexcept;
   void Read(sto_ListHeader const& list);
+  /// Replaces an element, or appends one.
+  void Put(int index, std::int64_t id);
 
   std::vector<std::int64_t> m_Ids;
   sto_StoredBlocks m_Blocks;
-  int m_StoredBlocks = 0; // how many blocks the store has of this list
-  // The range of changed elements; widened by Touch, emptied when the content is read or written.
-  int m_FirstTouched = std::numeric_limits<int>::max();
-  int m_LastTouched = -1;
+  Unwritten m_Unwritten;
+  std::vector<Noted> m_Changes; // by the running save, in the order in which they were made
+  Unwritten m_UnwrittenAtMark;
 };

@@ -52,14 +52,43 @@ template <class K> int sto_MapAgentObj<K>::Count() {
   return Look([&] { return static_cast<int>(m_Ids.size()); });
 }
 
+template <class K> void sto_MapAgentObj<K>::Put(K const& key, std::int64_t id) {
+  if (IsInSave()) m_Changes.push_back({key, IdOf(key), {}}); // first: it may fail
+  m_Ids.insert_or_assign(key, id);
+}
+
+template <class K> void sto_MapAgentObj<K>::Take(typename Ids::iterator entry) {
+  if (!IsInSave()) return static_cast<void>(m_Ids.erase(entry));
+  m_Changes.push_back({entry->first, 0, {}}); // first: it may fail
+  m_Changes.back().m_Removed = m_Ids.extract(entry);
+}
+
+template <class K> void sto_MapAgentObj<K>::UndoInMemory() noexcept {
+  for (; !m_Changes.empty(); m_Changes.pop_back()) {
+    Noted& change = m_Changes.back();
+    if (!change.m_Removed.empty())
+      m_Ids.insert(std::move(change.m_Removed));
+    else if (change.m_Before == 0)
+      m_Ids.erase(change.m_Key);
+    else
+      m_Ids.find(change.m_Key)->second = change.m_Before;
+  }
+}
+
 template <class K> bool sto_MapAgentObj<K>::Remove(K const& key) {
-  return Change([&] { return m_Unseen.contains(key); }, [&] { return m_Ids.erase(key) > 0; });
+  return Change([&] { return m_Unseen.contains(key); },
+                [&] {
+                  auto const found = m_Ids.find(key);
+                  bool const isThere = found != m_Ids.end();
+                  if (isThere) Take(found);
+                  return isThere;
+                });
 }
 
 template <class K> void sto_MapAgentObj<K>::Clear() {
   Change({}, [&] {
     bool const hadEntries = !m_Ids.empty();
-    m_Ids.clear();
+    while (!m_Ids.empty()) Take(m_Ids.begin());
     return hadEntries;
   });
 }
@@ -71,8 +100,8 @@ template <class K> cls_MementoRead* sto_MapAgentObj<K>::MakeReadObj(K const& key
 template <class K>
 cls_MementoWrite* sto_MapAgentObj<K>::MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) {
   return WriteElement(
-      classId, uid, [&] { return m_Unseen.contains(key); }, [] {},
-      [&](std::int64_t id) { m_Ids.insert_or_assign(key, id); });
+      classId, uid, [&] { return m_Unseen.contains(key); }, [] {}, [&] { return IdOf(key); },
+      [&](std::int64_t id) { Put(key, id); });
 }
 
 template <class K> bool sto_MapAgentObj<K>::Contains(K const& key) {

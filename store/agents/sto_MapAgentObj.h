@@ -2,6 +2,7 @@
 
 #include <map>
 #include <set>
+#include <vector>
 
 #include "persist/backend/cls_AgentMapKey2Obj.h"
 #include "store/agents/sto_ObjectAgentBase.h"
@@ -49,8 +50,22 @@ template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, 
     sto_ObjectAgentBase::NoteShown();
     m_Unseen.clear();
   }
+  void UndoInMemory() noexcept override;
+  void KeepAtMark() override { m_Changes.clear(); }
+  void ForgetKeptAtMark() noexcept override { m_Changes.clear(); }
 
  private:
+  using Ids = std::map<K, std::int64_t>;
+  /// A change by the running save.
+  struct Noted {
+    K m_Key;
+    std::int64_t m_Before;             // the id of the element that was replaced; 0: there was none
+    typename Ids::node_type m_Removed; // the entry that was removed; empty: none was
+  };
+
+  void Put(K const& key, std::int64_t id);
+  /// Removes an entry.
+  void Take(typename Ids::iterator entry);
   /// Adds to m_Unseen the keys that differ from `before`: another session has changed them.
   void NoteUnseen(std::map<K, std::int64_t> const& before);
   /// The id of a key's element, 0 if the key does not exist.
@@ -59,8 +74,9 @@ template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, 
     return found == m_Ids.end() ? 0 : found->second;
   }
 
-  std::map<K, std::int64_t> m_Ids;
-  std::set<K> m_Unseen; // keys that another session has changed and no operation here has shown since
+  Ids m_Ids;
+  std::vector<Noted> m_Changes; // by the running save, in the order in which they were made
+  std::set<K> m_Unseen;         // keys that another session has changed and no operation here has shown since
 };
 
 extern template class sto_MapAgentObj<int>;

@@ -64,6 +64,7 @@ cls_MementoRead* sto_ObjectAgentBase::ReadElement(std::function<std::int64_t()> 
 cls_MementoWrite* sto_ObjectAgentBase::WriteElement(unsigned int classId, cls_Uid const& uid,
                                                     IsUnseen const& isUnseen,
                                                     std::function<void()> const& check,
+                                                    std::function<std::int64_t()> const& find,
                                                     std::function<void(std::int64_t id)> const& put) {
   CheckChange();
   sto_Session& session = Session();
@@ -73,15 +74,19 @@ cls_MementoWrite* sto_ObjectAgentBase::WriteElement(unsigned int classId, cls_Ui
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> memento =
       sto_MementoWrite::ForObject(session, classId, uid, m_Depth + 1, {nullptr, Id()}, id);
-  PrepareChange();
-  put(id);
-  MarkChanged();
+  if (find() != id) {
+    PrepareChange();
+    put(id);
+    MarkChanged();
+  }
   if (memento != nullptr) memento->KeepUntilWritten(std::move(save));
   return memento.release();
 }
 
 void sto_ObjectAgentBase::WriteLastRecord() noexcept {
   if (IsClosed() || IsLost() || !Home().IsWriting()) return;
+  // Without the agent, nobody could undo the save in memory.
+  if (IsInSave() && !IsMadeInSave() && WasPendingAtMark()) Home().Save().MarkNotUndoable();
   try {
     WriteRecord();
   } catch (...) {

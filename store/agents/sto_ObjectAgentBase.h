@@ -8,7 +8,8 @@
 #include "store/session/sto_OwnTransaction.h"
 
 /// What the agents of lists and maps of objects have in common: they hold the ids of the elements, and write
-/// them before the commit. Internal to the module; see sto_CollectionAgent.
+/// them once, before the commit. What a save changes is noted, and undone in memory if the save is. Internal
+/// to the module; see sto_CollectionAgent.
 ///
 /// Each operation runs in the open transaction, or in one of its own. Writing an element outside a save
 /// begins a save, which ends when the element's memento is deleted. Reading an element begins a load, which
@@ -39,9 +40,11 @@ class sto_ObjectAgentBase : public sto_CollectionAgent {
   /// A memento that reads an element; the caller owns it. `find` returns the element's id, or 0.
   [[nodiscard]] cls_MementoRead* ReadElement(std::function<std::int64_t()> const& find);
   /// A memento that writes an element; the caller owns it. Null if the save has already written the element.
-  /// `check` raises if the element cannot be put into the collection; `put` puts it there.
+  /// `check` raises if the element cannot be put into the collection; `find` returns the id of the element
+  /// that is there now, or 0; `put` replaces it. An element that is there already changes only itself.
   [[nodiscard]] cls_MementoWrite* WriteElement(unsigned int classId, cls_Uid const& uid,
                                                IsUnseen const& isUnseen, std::function<void()> const& check,
+                                               std::function<std::int64_t()> const& find,
                                                std::function<void(std::int64_t id)> const& put);
 
   /// For destructors: writes a pending record.
@@ -50,6 +53,7 @@ class sto_ObjectAgentBase : public sto_CollectionAgent {
   [[nodiscard]] int KnownCount() const noexcept override { return 0; } // containers of objects keep none
   [[nodiscard]] bool IsOwnedByHolders() const noexcept override { return false; }
   void NoteShown() noexcept override { m_ShownForeign = Foreign(); }
+  [[nodiscard]] bool UndoesInMemory() const noexcept override { return true; }
 
  private:
   /// Synchronises for an operation that shows the collection.

@@ -2,120 +2,16 @@
 #include <random>
 
 #include "persist/backend/cls_AgentListPrim.h"
-#include "persist/backend/cls_AgentRequest.h"
-#include "persist/backend/cls_PC.h"
-#include "tests/support/store/StoreCollections.h"
+#include "tests/support/store/StoreObjectAgents.h"
 
 namespace {
 
-/// A container of objects like an application's: it holds an agent, and releases it correctly.
-template <class Agent> class Holder : public cls_PC {
- public:
-  explicit Holder(Agent* agent) : m_Agent(agent) {
-    m_Agent->AddReference();
-    m_Agent->RegisterHolder(this);
-  }
-  ~Holder() override { LetGo(); }
-  void Flush() const override { ++m_Flushes; }
-  void Detach() override {
-    ++m_Detaches;
-    Unlink();
-    LetGo();
-  }
-  Agent* operator->() const { return m_Agent; }
-  Agent& operator*() const { return *m_Agent; }
-
-  Agent* m_Agent;
-  mutable int m_Flushes = 0;
-  int m_Detaches = 0;
-
- private:
-  void LetGo() {
-    if (m_Agent == nullptr) return;
-    Agent* const agent = std::exchange(m_Agent, nullptr);
-    agent->DropReference();
-    if (agent->StillReferenced()) return;
-    agent->EndFlush();
-    delete agent;
-  }
-};
-
-using List = Holder<cls_AgentListObj>;
-using IntMap = Holder<cls_AgentMapKey2Obj<int>>;
-using StringMap = Holder<cls_AgentMapKey2Obj<cow_String>>;
-
-void Put(List& list, int index, int value) {
-  Node const node(value);
-  cls_AgentRequestListObj const request(&*list, index);
-  node.DBWrite(cls_WriteVisitor(request, &node));
-}
-
-template <class K> void Put(Holder<cls_AgentMapKey2Obj<K>>& map, K const& key, int value) {
-  Node const node(value);
-  cls_AgentRequestMapKey2Obj<K> const request(&*map, key);
-  node.DBWrite(cls_WriteVisitor(request, &node));
-}
-
-std::vector<int> ValuesOf(List& list) {
-  std::vector<int> values;
-  for (int i = 0, count = list->Count(); i < count; ++i) values.push_back(NodeValue(list->MakeReadObj(i)));
-  return values;
-}
-
-template <class K> std::map<K, int> ValuesOf(Holder<cls_AgentMapKey2Obj<K>>& map) {
-  std::map<K, int> values;
-  K key{};
-  for (bool isThere = map->FirstKey(key); isThere; isThere = map->NextKey(key))
-    values.emplace(key, NodeValue(map->MakeReadObj(key)));
-  EXPECT_EQ(static_cast<int>(values.size()), map->Count());
-  return values;
-}
-
+using List = ObjectList;
+using IntMap = ObjectIntMap;
+using StringMap = ObjectStringMap;
 using Ints = std::vector<int>;
 
-class StoreObjectAgents : public StoreCollectionTest {
- protected:
-  /// A store with an empty list, an empty map by int and one by string, made by agents.
-  sto_Store MakeEmpty() {
-    sto_Store store = Create();
-    SaveFields(store, [](cls_WriteVisitor const& visitor) {
-      List const list(WriteIn(visitor, "m_Objects", ListClass)->MakeAgentListObj(8));
-      IntMap const byInt(
-          WriteIn(visitor, "m_ByInt", MapClass)->MakeAgentMapKey2Obj(static_cast<int const*>(nullptr), 8));
-      StringMap const byString(WriteIn(visitor, "m_ByString", MapClass)
-                                   ->MakeAgentMapKey2Obj(static_cast<cow_String const*>(nullptr), 8));
-    });
-    return store;
-  }
-  /// The agent of the collection in a field of the root.
-  template <class H> static std::unique_ptr<H> OpenAgent(sto_Store& store, std::string const& field) {
-    std::unique_ptr<H> holder;
-    static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
-      auto const memento = ReadIn(visitor, field);
-      if constexpr (std::is_same_v<H, List>)
-        holder = std::make_unique<H>(memento->MakeAgentListObj());
-      else if constexpr (std::is_same_v<H, IntMap>)
-        holder = std::make_unique<H>(memento->MakeAgentMapKey2Obj(static_cast<int*>(nullptr)));
-      else
-        holder = std::make_unique<H>(memento->MakeAgentMapKey2Obj(static_cast<cow_String*>(nullptr)));
-    }));
-    return holder;
-  }
-  static std::unique_ptr<List> OpenList(sto_Store& store) { return OpenAgent<List>(store, "m_Objects"); }
-  static std::unique_ptr<IntMap> OpenMap(sto_Store& store) { return OpenAgent<IntMap>(store, "m_ByInt"); }
-  static std::unique_ptr<StringMap> OpenTexts(sto_Store& store) {
-    return OpenAgent<StringMap>(store, "m_ByString");
-  }
-  /// The content as another session sees it.
-  Ints StoredList() {
-    sto_Store store = Open(sto_Mode::ReadOnly);
-    return ValuesOf(*OpenList(store));
-  }
-  std::map<int, int> StoredMap() {
-    sto_Store store = Open(sto_Mode::ReadOnly);
-    return ValuesOf(*OpenMap(store));
-  }
-};
+class StoreObjectAgents : public StoreObjectAgentsTest {};
 
 TEST_F(StoreObjectAgents, ListIsFilledWhileItsHolderIsSaved) {
   {
@@ -674,6 +570,79 @@ TEST_F(StoreObjectAgents, AgentOfUndoneWorkThatNoContainerHoldsSaysSo) {
   EXPECT_EQ(agent->Count(), 1);
   MessageOf(sto_ErrorKind::Unavailable, [&] { undone->Count(); });
   delete agent;
+}
+
+TEST_F(StoreObjectAgents, ElementThatIsSavedAgainDoesNotChangeItsCollection) {
+  sto_Store store = MakeEmpty();
+  auto const map = OpenMap(store);
+  Node node(1);
+  auto const save = [&] {
+    cls_AgentRequestMapKey2Obj<int> const request(&**map, 5);
+    node.DBWrite(cls_WriteVisitor(request, &node));
+  };
+  save();
+  sto_Store other = Open(sto_Mode::ReadOnly);
+  auto const seen = OpenMap(other);
+  EXPECT_EQ(ValuesOf(*seen), (std::map<int, int>{{5, 1}}));
+  node.m_Value = 2;
+  save();
+  EXPECT_FALSE((*seen)->Changed());
+  EXPECT_EQ(ValuesOf(*seen), (std::map<int, int>{{5, 2}}));
+  Put(*map, 5, 3); // another element
+  EXPECT_TRUE((*seen)->Changed());
+}
+
+TEST_F(StoreObjectAgents, AgentThatIsLetGoInASaveThatFailsTakesTheTransactionWithIt) {
+  sto_Store store = MakeEmpty();
+  auto list = OpenList(store);
+  Put(*list, 0, 1);
+  {
+    sto_Transaction transaction(store);
+    Put(*list, 1, 2); // not in the store yet, and undone only by the agent
+    EXPECT_THROW(SaveFields(
+                     store,
+                     [&](cls_WriteVisitor const&) {
+                       Put(*list, 2, 3);
+                       list.reset();
+                       throw std::runtime_error("the save fails");
+                     },
+                     "acting"),
+                 std::runtime_error);
+    std::string const message =
+        MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(store.Roots()); });
+    EXPECT_TRUE(Contains(message, "undone")) << message;
+    MessageOf(sto_ErrorKind::Unavailable, [&] { transaction.Commit(); });
+  }
+  EXPECT_EQ(ValuesOf(*OpenList(store)), (Ints{1}));
+  EXPECT_EQ(StoredList(), (Ints{1}));
+}
+
+TEST_F(StoreObjectAgents, CollectionThatIsNotWrittenYetIsSeenByEverything) {
+  sto_Store store = MakeEmpty();
+  std::int64_t const before = store.ObjectCount();
+  sto_Transaction transaction(store);
+  std::unique_ptr<List> made;
+  SaveFields(
+      store,
+      [&](cls_WriteVisitor const& visitor) {
+        made = std::make_unique<List>(WriteIn(visitor, "m_Objects", ListClass)->MakeAgentListObj(8));
+        Put(*made, 0, 7);
+      },
+      "made");
+  EXPECT_EQ(store.ObjectCount(), before + 3); // its holder, the list, the element
+  Put(*made, 1, 8);
+  EXPECT_EQ(store.CountGarbage(), 0);
+  static_cast<void>(LoadFields(
+      store,
+      [&](cls_ReadVisitor const& visitor) {
+        EXPECT_EQ(visitor.DataIsPresent(Field("m_Objects")), 1);
+        List again(ReadIn(visitor, "m_Objects")->MakeAgentListObj());
+        EXPECT_EQ(ValuesOf(again), (Ints{7, 8}));
+      },
+      "made"));
+  Put(*made, 2, 9);
+  transaction.Commit();
+  EXPECT_EQ(ValuesOf(*made), (Ints{7, 8, 9}));
 }
 
 } // namespace

@@ -41,7 +41,7 @@ std::int64_t sto_BranchCopy::MapId(std::int64_t id) {
 }
 
 std::int64_t sto_BranchCopy::MapHeldId(std::int64_t id) {
-  if (!m_Source.Driver().HasObject(id))
+  if (!m_Source.IsStored(id))
     m_Source.Raise(sto_ErrorKind::Damaged,
                    "Object " + std::to_string(id) + ", which a copied object holds, is missing.");
   return MapId(id);

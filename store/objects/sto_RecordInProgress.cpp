@@ -163,6 +163,7 @@ void sto_RecordInProgress::RaiseNothingWritten() const {
 sto_Record const* sto_RecordInProgress::ReadStored() {
   unsigned int classId = 0;
   sto_Record& stored = m_Session.Records().Scratch();
+  if (sto_OpenCollection* const open = m_Session.Collections().Find(m_Id)) open->WriteRecord();
   std::string problem;
   bool const isThere =
       m_Session.Driver().ReadObject(m_Id, classId, stored.Bytes()) && stored.Decode(m_Id, classId, problem);

@@ -8,8 +8,26 @@ void sto_Collections::Add(sto_OpenCollection& collection) {
   if (collection.m_Next != nullptr) collection.m_Next->m_Previous = &collection;
 }
 
+void sto_Collections::NoteTouched(sto_OpenCollection& collection) {
+  if (collection.m_TouchedAt >= 0) return;
+  m_Touched.push_back(&collection);
+  collection.m_TouchedAt = static_cast<int>(m_Touched.size()) - 1;
+}
+
+void sto_Collections::ForgetTouched() noexcept {
+  for (sto_OpenCollection* const collection : m_Touched)
+    if (collection != nullptr) collection->m_TouchedAt = -1;
+  m_Touched.clear();
+}
+
+void sto_Collections::Untouch(sto_OpenCollection& collection) noexcept {
+  if (collection.m_TouchedAt >= 0) m_Touched[static_cast<std::size_t>(collection.m_TouchedAt)] = nullptr;
+  collection.m_TouchedAt = -1;
+}
+
 void sto_Collections::Remove(sto_OpenCollection& collection) noexcept {
   ForgetId(collection);
+  Untouch(collection);
   for (Walk* walk = m_Walk; walk != nullptr; walk = walk->m_Outer)
     if (walk->m_Next == &collection) walk->m_Next = collection.m_Next;
   (collection.m_Previous == nullptr ? m_First : collection.m_Previous->m_Next) = collection.m_Next;
@@ -41,7 +59,7 @@ bool sto_Collections::HasUnwrittenHolders() {
 }
 
 void sto_Collections::WriteRecords() {
-  ForEach([](sto_OpenCollection& collection) { collection.WriteRecord(); });
+  ForEachTouched([](sto_OpenCollection& collection) { collection.WriteRecord(); });
 }
 
 std::vector<std::int64_t> sto_Collections::StoredIds() {

@@ -12,6 +12,9 @@
 /// A lost collection is no longer found by id, but a walk still visits it. A step of a walk may add
 /// collections, remove any of them (the current one too), and start a nested walk. A walk may miss
 /// collections that are added while it runs.
+///
+/// A program may have thousands of collections open and change few of them, so saves and commits visit only
+/// those that the open transaction has touched.
 class sto_Collections {
  public:
   sto_Collections() = default;
@@ -31,11 +34,21 @@ class sto_Collections {
   /// std::bad_alloc; then nothing has changed.
   void Add(sto_OpenCollection& collection);
   void Remove(sto_OpenCollection& collection) noexcept;
+  /// Forgets that a collection was touched. For one that was never added.
+  void Untouch(sto_OpenCollection& collection) noexcept;
   /// The collection is no longer found by its id, but walks still visit it.
   void ForgetId(sto_OpenCollection const& collection) noexcept;
 
   /// Calls `act` with each collection.
   template <class Act> void ForEach(Act act);
+
+  /// Notes that the open write transaction reads or changes a collection, or registers a container of it.
+  /// Throws std::bad_alloc; then nothing has changed.
+  void NoteTouched(sto_OpenCollection& collection);
+  /// Calls `act` with each touched collection.
+  template <class Act> void ForEachTouched(Act act);
+  /// The transaction is over: no collection is touched.
+  void ForgetTouched() noexcept;
 
   /// Lets every container write its unwritten changes. REQUIRES: an open write transaction.
   void FlushHolders();
@@ -54,9 +67,15 @@ class sto_Collections {
   };
 
   std::unordered_map<std::int64_t, sto_OpenCollection*> m_ById;
-  sto_OpenCollection* m_First = nullptr; // of the chain of all collections, lost ones included
-  Walk* m_Walk = nullptr;                // the innermost running walk; ForEach sets it
+  sto_OpenCollection* m_First = nullptr;      // of the chain of all collections, lost ones included
+  Walk* m_Walk = nullptr;                     // the innermost running walk; ForEach sets it
+  std::vector<sto_OpenCollection*> m_Touched; // null: it was removed
 };
+
+template <class Act> void sto_Collections::ForEachTouched(Act act) {
+  for (std::size_t i = 0; i < m_Touched.size(); ++i) // a step may touch others
+    if (m_Touched[i] != nullptr) act(*m_Touched[i]);
+}
 
 template <class Act> void sto_Collections::ForEach(Act act) {
   Walk walk{m_First, m_Walk};

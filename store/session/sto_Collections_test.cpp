@@ -29,8 +29,8 @@ class FakeCollection final : public sto_OpenCollection {
   void FlushHolders() override { m_HasUnwritten = false; }
   bool HasUnwrittenHolders() const noexcept override { return m_HasUnwritten; }
   bool CopyInto(sto_ListTarget&, void const*) override { return false; }
-  void KeepForRollback(sto_Keeping) override {}
-  void KeepForUndo() override {}
+  void KeepForRollback() override {}
+  void WriteForMark() override {}
   void ForgetBegin() noexcept override {}
   void ForgetMark() noexcept override {}
   void CheckWhole() const override {}
@@ -159,10 +159,35 @@ TEST_F(Collections, LostCollectionIsFoundByItsIdentity) {
 TEST_F(Collections, RecordsAreWrittenOnceForEachChange) {
   Add(2);
   At(1).Change();
+  m_Collections.NoteTouched(At(1));
   m_Collections.WriteRecords();
   m_Collections.WriteRecords();
   EXPECT_EQ(At(1).m_WrittenRecords, 1);
   EXPECT_EQ(At(2).m_WrittenRecords, 0);
+}
+
+TEST_F(Collections, OnlyTouchedOnesAreVisitedUntilTheTransactionEnds) {
+  Add(4);
+  for (int const id : {3, 1, 3}) m_Collections.NoteTouched(At(id));
+  FakeCollection neverAdded(9);
+  m_Collections.NoteTouched(neverAdded);
+  Ids visited;
+  m_Collections.ForEachTouched([&](sto_OpenCollection& each) {
+    visited.push_back(each.Id());
+    if (each.Id() == 3) m_Collections.NoteTouched(At(4)); // visited, too
+    if (each.Id() == 1) Delete(1);
+  });
+  EXPECT_EQ(visited, (Ids{3, 1, 9, 4}));
+  m_Collections.Untouch(neverAdded);
+  Delete(4);
+  visited.clear();
+  m_Collections.ForEachTouched([&](sto_OpenCollection& each) { visited.push_back(each.Id()); });
+  EXPECT_EQ(visited, (Ids{3}));
+  m_Collections.ForgetTouched();
+  m_Collections.ForEachTouched([&](sto_OpenCollection&) { ADD_FAILURE(); });
+  m_Collections.NoteTouched(At(3));
+  m_Collections.ForEachTouched([&](sto_OpenCollection& each) { visited.push_back(each.Id()); });
+  EXPECT_EQ(visited, (Ids{3, 3}));
 }
 
 TEST_F(Collections, StoredIdsLeaveOutLostCollectionsAndWriteRecords) {

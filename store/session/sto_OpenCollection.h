@@ -63,9 +63,10 @@ class sto_OpenCollection {
 
   // --- transactions and saves
 
-  /// A transaction, or a save, begins: keeps what containers have, in case they must be restored.
-  virtual void KeepForRollback(sto_Keeping keeping) = 0;
-  virtual void KeepForUndo() = 0;
+  /// A transaction begins that restores whatever containers have now: keeps it.
+  virtual void KeepForRollback() = 0;
+  /// A save begins or ends. Writes the record, unless the agent can undo the changes of a save in memory.
+  virtual void WriteForMark() = 0;
   /// The transaction, or the save, can no longer be undone: forgets what was kept.
   virtual void ForgetBegin() noexcept = 0;
   virtual void ForgetMark() noexcept = 0;
@@ -91,4 +92,5 @@ class sto_OpenCollection {
   std::int64_t m_Id;
   sto_OpenCollection* m_Next = nullptr; // in the chain of sto_Collections
   sto_OpenCollection* m_Previous = nullptr;
+  int m_TouchedAt = -1; // where it is among the touched ones of sto_Collections; -1: it is not
 };

@@ -7,17 +7,14 @@
 void sto_Save::Begin(std::string_view const* root) {
   m_Session.RaiseKept();
   if (m_IsGoingOn) m_Session.Raise(sto_ErrorKind::Misuse, "A save is going on already.");
-  // Undoing restores this state, so it must be complete in the store and kept in memory.
-  m_Session.Collections().ForEach([](sto_OpenCollection& collection) {
-    collection.WriteRecord();
-    collection.KeepForUndo();
-  });
+  // Undoing restores this state, so it must be complete in the store, or restorable in memory.
+  m_Session.Collections().ForEachTouched([](sto_OpenCollection& collection) { collection.WriteForMark(); });
   m_Reach.BeginSave(m_Number + 1, root);
   ++m_Number;
   m_Session.Driver().SetMark();
   m_FirstId = m_Session.NextId();
   m_Collections.clear();
-  m_IsIncomplete = false;
+  m_IsIncomplete = m_CannotBeUndone = false;
   m_IsGoingOn = true;
 }
 
@@ -31,29 +28,33 @@ void sto_Save::End() {
   if (m_IsIncomplete)
     m_Session.Raise(sto_ErrorKind::Misuse,
                     "An object could not be saved, and its failure was not passed on.");
-  m_Session.Collections().ForEach([](sto_OpenCollection& collection) {
+  m_Session.Collections().ForEachTouched([](sto_OpenCollection& collection) {
     collection.CheckWhole();
-    collection.WriteRecord();
+    collection.WriteForMark();
   });
   m_Session.Driver().ReleaseMark();
   m_IsGoingOn = false;
-  m_Session.Collections().ForEach([](sto_OpenCollection& collection) { collection.ForgetMark(); });
+  m_Session.Collections().ForEachTouched([](sto_OpenCollection& collection) { collection.ForgetMark(); });
 }
 
 void sto_Save::Undo() noexcept {
   m_IsGoingOn = false;
   m_Session.ForgetKept();
   try {
-    m_Session.Driver().RollbackToMark();
+    if (m_CannotBeUndone)
+      m_Session.Driver().Rollback();
+    else
+      m_Session.Driver().RollbackToMark();
   } catch (...) {
     m_Session.Driver().Rollback(); // a transaction that can still commit must not contain half a save
   }
-  m_Session.Collections().ForEach([](sto_OpenCollection& collection) { collection.NoteIdentity(false); });
+  sto_Collections& collections = m_Session.Collections();
+  collections.ForEachTouched([](sto_OpenCollection& collection) { collection.NoteIdentity(false); });
   m_Reach.UndoSave();
   m_Session.TakeBackIds(m_FirstId);
   m_Session.Changes().UndoSave(m_Number);
   for (sto_OpenBlob* const blob : m_Session.OpenBlobs()) blob->UndoSave();
-  m_Session.Collections().ForEach([](sto_OpenCollection& collection) { collection.UndoSave(); });
+  collections.ForEachTouched([](sto_OpenCollection& collection) { collection.UndoSave(); });
 }
 
 void sto_Save::EndTransaction() noexcept {

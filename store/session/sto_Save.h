@@ -44,6 +44,9 @@ class sto_Save {
   /// Notes that an object of the save failed: the save can only be undone, even if the failure is swallowed.
   void MarkIncomplete() noexcept { m_IsIncomplete = true; }
 
+  /// Notes that what undoing needs is lost: if the save is undone, the whole transaction is.
+  void MarkNotUndoable() noexcept { m_CannotBeUndone = true; }
+
   /// What the saves of the transaction have reached.
   [[nodiscard]] cls_Reach& Reach() noexcept { return m_Reach; }
 
@@ -61,9 +64,10 @@ class sto_Save {
   cls_Reach m_Reach;
   sto_SpareBuilders m_Builders;
   std::weak_ptr<sto_ElementSave> m_ElementSave;
-  bool m_IsGoingOn = false;    // set by Begin; cleared by End, Undo and EndTransaction
-  bool m_IsIncomplete = false; // set by MarkIncomplete, cleared by Begin
-  std::int64_t m_Number = 0;   // counted up by Begin
-  std::int64_t m_FirstId = 1;  // the first id that the latest save could give out
+  bool m_IsGoingOn = false;      // set by Begin; cleared by End, Undo and EndTransaction
+  bool m_IsIncomplete = false;   // set by MarkIncomplete, cleared by Begin
+  bool m_CannotBeUndone = false; // set by MarkNotUndoable, cleared by Begin
+  std::int64_t m_Number = 0;     // counted up by Begin
+  std::int64_t m_FirstId = 1;    // the first id that the latest save could give out
   std::unordered_map<std::int64_t, std::uint64_t> m_Collections; // the hashes of those that were written
 };

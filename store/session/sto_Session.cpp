@@ -36,8 +36,10 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
       m_ChangeCounter = counter;
     }
     m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
-    if (forWriting && keeping != sto_Keeping::Nothing)
-      m_Collections.ForEach([&](sto_OpenCollection& each) { each.KeepForRollback(keeping); });
+    // What a single operation or save may change is kept when it is touched first. What the program may
+    // change in a longer transaction, in memory, is seen by nobody.
+    if (forWriting && keeping == sto_Keeping::Copies)
+      m_Collections.ForEach([](sto_OpenCollection& each) { each.KeepForRollback(); });
   } catch (...) {
     Rollback(); // m_IsWriting is still false: there is nothing to restore yet
     m_Collections.ForEach([](sto_OpenCollection& each) { each.ForgetBegin(); });
@@ -75,7 +77,9 @@ void sto_Session::Commit() {
   m_Driver->Commit();
   bool const wasWriting = std::exchange(m_IsWriting, false);
   EndTransaction();
-  if (wasWriting) m_Collections.ForEach([](sto_OpenCollection& each) { each.ForgetBegin(); });
+  if (!wasWriting) return;
+  VisitKept([](sto_OpenCollection& each) { each.ForgetBegin(); });
+  m_Collections.ForgetTouched();
 }
 
 void sto_Session::EndTransaction() noexcept {
@@ -90,7 +94,7 @@ void sto_Session::Rollback() noexcept {
   m_Driver->Rollback();
   bool const wasWriting = m_IsWriting;
   if (wasWriting) {
-    m_Collections.ForEach([](sto_OpenCollection& each) { each.NoteIdentity(true); });
+    m_Collections.ForEachTouched([](sto_OpenCollection& each) { each.NoteIdentity(true); });
     TakeBackIds(m_FirstIdOfTransaction);
   }
   EndTransaction();
@@ -98,7 +102,8 @@ void sto_Session::Rollback() noexcept {
   if (m_KeptIn == m_TransactionNumber) m_Kept = nullptr; // the work that failed is undone
   m_Changes.UndoTransaction(m_TransactionNumber);
   for (sto_OpenBlob* const blob : m_OpenBlobs) blob->UndoTransaction();
-  m_Collections.ForEach([this](sto_OpenCollection& each) { each.UndoTransaction(m_Keeping); });
+  VisitKept([this](sto_OpenCollection& each) { each.UndoTransaction(m_Keeping); });
+  m_Collections.ForgetTouched();
 }
 
 void sto_Session::Close() {
@@ -123,6 +128,18 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
   Loaded().Undo(firstId);
   m_NextId = firstId;
   m_Catalogue.Forget();
+}
+
+template <class Act> void sto_Session::VisitKept(Act act) {
+  if (m_Keeping == sto_Keeping::Copies)
+    m_Collections.ForEach(act);
+  else
+    m_Collections.ForEachTouched(act);
+}
+
+bool sto_Session::IsStored(std::int64_t id) {
+  if (sto_OpenCollection* const open = m_Collections.Find(id)) open->WriteRecord();
+  return m_Driver->HasObject(id);
 }
 
 cls_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {

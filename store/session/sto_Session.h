@@ -46,9 +46,10 @@ class sto_ElementRead;
 ///   is still running.
 /// - When an object's record is written: when its last memento or builder is deleted (sto_RecordInProgress),
 ///   which must be before the save ends.
-/// - When the record of an open collection is written: its agent writes a pending record when a save begins
-///   or ends, when the record is read, when the garbage collector starts, when the last holder lets go, when
-///   the agent of a list or map of objects is deleted, and before the commit.
+/// - When the record of an open collection is written: its agent writes a pending record when the record is
+///   read, when the garbage collector starts, when the last holder lets go, when the agent of a list or map of
+///   objects is deleted, and before the commit. A list of values writes it also when a save begins or ends.
+///   One of objects does not, because its record has all its elements; it undoes a save in memory instead.
 /// - Undoing: first the storage; then NoteIdentity for collections that are about to be lost; then the ids
 ///   with their ties, proxies and loaded objects; then the change notes; then blobs; last the collections,
 ///   which restore what arrays had and rely on all earlier steps.
@@ -90,6 +91,8 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   // --- transactions
 
   [[nodiscard]] bool InTransaction() const noexcept { return m_InTransaction; }
+  /// What the open write transaction restores in containers when it is rolled back.
+  [[nodiscard]] sto_Keeping Keeping() const noexcept { return m_Keeping; }
   /// Raises if a failure has undone the open transaction, which can then only be rolled back: the kept
   /// failure if there is one, otherwise Unavailable. Misuse in another thread, and if the program's registrar
   /// has been destroyed.
@@ -127,6 +130,9 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
 
   /// Whether an object id has been given out.
   [[nodiscard]] bool IsGivenOut(std::int64_t id) const noexcept { return id > 0 && id < m_NextId; }
+  /// Whether an object is stored, as the open transaction shows it. Writes the pending record of an open
+  /// collection first. REQUIRES: an open transaction.
+  [[nodiscard]] bool IsStored(std::int64_t id);
   /// Whether an object's id was given out in the open transaction, so that a rollback removes the object.
   [[nodiscard]] bool IsNewInTransaction(std::int64_t id) const noexcept {
     return m_IsWriting && id >= m_FirstIdOfTransaction;
@@ -200,6 +206,8 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   /// Misuse in another thread than the session's, and if the program's registrar has been destroyed.
   void CheckUse() const;
   void EndTransaction() noexcept;
+  /// Calls `act` with each collection that may have kept something for a rollback.
+  template <class Act> void VisitKept(Act act);
   [[noreturn]] void RethrowKept();
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
