@@ -2,6 +2,13 @@
 
 #include <utility>
 
+namespace {
+
+/// A search that meets more ties of other maps asks for an index.
+constexpr int FewTies = 8;
+
+} // namespace
+
 cls_IdentityOwner::~cls_IdentityOwner() = default;
 
 cls_IdentityMap::Tie::Tie(cls_UidCatalogEntry* entry) noexcept : m_Entry(entry) {
@@ -15,9 +22,10 @@ cls_IdentityMap::Tie::~Tie() {
 void cls_IdentityMap::Tie::operator delete(Tie* tie, std::destroying_delete_t) noexcept {
   Page& page = tie->InPage();
   std::size_t const slot = tie->Slot();
+  cls_IdentityMap& map = page.m_Map;
+  if (map.m_IsIndexed) map.m_Index.erase(tie->m_Entry);
   tie->~Tie();
   page.m_Used &= ~(1U << slot);
-  cls_IdentityMap& map = page.m_Map;
   --map.m_Count;
   if (page.m_Used == 0) map.DropPage(page);
 }
@@ -59,14 +67,47 @@ void cls_IdentityMap::DropPage(Page& page) noexcept {
   if (--segment.m_Count == 0) m_Segments.erase(found);
 }
 
-cls_IdentityMap::Tie* cls_IdentityMap::Find(cls_Uid const& uid) const noexcept {
+cls_IdentityMap::Tie* cls_IdentityMap::Find(cls_Uid const& uid) noexcept {
+  if (m_IsIndexed) {
+    auto const found = m_Index.find(uid.Entry());
+    return found == m_Index.end() ? nullptr : found->second;
+  }
   cls_HistoryEntry* const anchor = &uid.Entry()->m_History;
+  int foreign = 0;
+  Tie* found = nullptr;
   for (cls_HistoryEntry* entry = anchor->Next(); entry != anchor; entry = entry->Next()) {
     if (typeid(*entry) != typeid(Tie)) continue;
     Tie* const tie = static_cast<Tie*>(entry);
-    if (&tie->InPage().m_Map == this) return tie;
+    if (&tie->InPage().m_Map == this) {
+      found = tie;
+      break;
+    }
+    ++foreign;
   }
-  return nullptr;
+  if (foreign > FewTies) MakeIndex();
+  return found;
+}
+
+void cls_IdentityMap::MakeIndex() noexcept {
+  try {
+    m_Index.reserve(m_Count);
+    for (auto const& [number, segment] : m_Segments)
+      for (Page* const page : segment.m_Pages)
+        for (std::size_t slot = 0; page != nullptr && slot < static_cast<std::size_t>(IdsInPage); ++slot)
+          if (page->Has(slot)) m_Index.emplace(page->At(slot)->m_Entry, page->At(slot));
+    m_IsIndexed = true;
+  } catch (std::bad_alloc const&) {
+    m_Index.clear(); // the next search tries again
+  }
+}
+
+void cls_IdentityMap::AddToIndex(Page& page, std::size_t slot, cls_UidCatalogEntry const* entry) {
+  try {
+    m_Index.emplace(entry, page.At(slot));
+  } catch (...) {
+    if (page.m_Used == 0) DropPage(page);
+    throw;
+  }
 }
 
 cls_IdentityMap::Tie& cls_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) {
@@ -76,6 +117,7 @@ cls_IdentityMap::Tie& cls_IdentityMap::Add(cls_Uid const& uid, std::int64_t id) 
 cls_IdentityMap::Tie& cls_IdentityMap::TieIn(Page* found, cls_Uid const& uid, std::int64_t id) {
   Page& page = found != nullptr ? *found : MakePage(id / IdsInPage);
   auto const slot = static_cast<std::size_t>(id - page.m_FirstId);
+  if (m_IsIndexed) AddToIndex(page, slot, uid.Entry());
   Tie* const tie = new (page.m_Ties + slot * sizeof(Tie)) Tie(uid.Entry());
   page.m_Used |= 1U << slot;
   page.m_Roots &= ~(1U << slot);

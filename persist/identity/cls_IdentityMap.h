@@ -50,6 +50,9 @@ class KVL_EXPORT cls_IdentityOwner {
 /// 3. A tie holds no reference: it never keeps an identity alive.
 /// 4. A page has at least one tie.
 ///
+/// An identity with ties of a few maps is found by a look at each. Once a search meets more, as in a program
+/// that saves the same objects to hundreds of stores, the map makes an index of its own ties.
+///
 /// Undoing: ids that were given out in work that is undone must be untied (DropFrom) before they are given out
 /// again. An object whose tie is gone gets a new id when it is saved the next time.
 ///
@@ -100,7 +103,7 @@ class KVL_EXPORT cls_IdentityMap {
   template <class Act> void ForEachForeignTie(cls_UidCatalogEntry* entry, Act act) const;
 
   /// The tie of an identity, null if this map has none.
-  [[nodiscard]] Tie* Find(cls_Uid const& uid) const noexcept;
+  [[nodiscard]] Tie* Find(cls_Uid const& uid) noexcept;
 
   /// Ties an identity to an id. REQUIRES: neither has a tie in this map. Throws std::bad_alloc.
   Tie& Add(cls_Uid const& uid, std::int64_t id);
@@ -157,6 +160,10 @@ class KVL_EXPORT cls_IdentityMap {
   KVL_LOCAL Page& MakePage(std::int64_t number);
   KVL_LOCAL Tie& TieIn(Page* page, cls_Uid const& uid, std::int64_t id);
   KVL_LOCAL void DropPage(Page& page) noexcept;
+  /// Makes the index of all ties; does nothing if memory runs out.
+  KVL_LOCAL void MakeIndex() noexcept;
+  /// Adds a tie that is about to be made. Throws std::bad_alloc; then a page without ties is freed.
+  KVL_LOCAL void AddToIndex(Page& page, std::size_t slot, cls_UidCatalogEntry const* entry);
   KVL_LOCAL static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
 
   cls_IdentityOwner* m_Owner;
@@ -165,6 +172,8 @@ class KVL_EXPORT cls_IdentityMap {
   std::unordered_map<std::int64_t, Segment> m_Segments; // a map, so that elements keep their addresses
   Page* m_Latest = nullptr;                             // the page found or made last
   std::size_t m_Count = 0;
+  bool m_IsIndexed = false;
+  std::unordered_map<cls_UidCatalogEntry const*, Tie*> m_Index; // of all ties, if m_IsIndexed
 };
 
 inline cls_IdentityMap::Page& cls_IdentityMap::Tie::InPage() const noexcept {

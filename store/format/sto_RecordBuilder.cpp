@@ -7,6 +7,13 @@
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Checksum.h"
 
+namespace {
+
+/// So many fields are searched one by one.
+constexpr std::size_t FewFields = 24;
+
+} // namespace
+
 void sto_RecordBuilder::Reset() noexcept {
   m_PartCount = 0;
   m_FieldCount = 0;
@@ -29,19 +36,32 @@ std::size_t sto_RecordBuilder::AddPart(unsigned int classId, int version, std::i
   part.m_Id = id;
   part.m_Fields.clear();
   part.m_Bytes.clear();
+  if (!part.m_Index.empty()) part.m_Index.clear();
   return m_PartCount++;
+}
+
+std::size_t sto_RecordBuilder::IndexOf(Part const& part, sto_FieldKey const& key) noexcept {
+  if (part.m_Fields.size() <= FewFields) {
+    auto const found = std::ranges::find(part.m_Fields, key, &Field::m_Key);
+    return found == part.m_Fields.end() ? NotThere : static_cast<std::size_t>(found - part.m_Fields.begin());
+  }
+  auto const found = part.m_Index.find(key);
+  return found == part.m_Index.end() ? NotThere : found->second;
+}
+
+void sto_RecordBuilder::UpdateIndex(Part& part) {
+  if (part.m_Fields.size() <= FewFields) return;
+  for (std::size_t i = part.m_Index.size(); i < part.m_Fields.size(); ++i)
+    part.m_Index.emplace(part.m_Fields[i].m_Key, i);
 }
 
 sto_Bytes& sto_RecordBuilder::StartField(std::size_t partIndex, sto_FieldKey const& key) {
   Part& part = m_Parts[partIndex];
-  for (std::size_t i = 0; i < part.m_Fields.size(); ++i)
-    if (part.m_Fields[i].m_Key == key) {
-      DropField(part, i);
-      break;
-    }
+  if (std::size_t const earlier = IndexOf(part, key); earlier != NotThere) DropField(part, earlier);
   if (m_FieldCount == sto_Format::MaxFields) RaiseFull(sto_Format::MaxFields, " attributes");
   part.m_Fields.push_back({key, part.m_Bytes.size()});
   ++m_FieldCount;
+  UpdateIndex(part);
   sto_ByteWriter writer(part.m_Bytes);
   writer.Varint(static_cast<std::uint64_t>(key.m_NameId));
   if (key.m_NameId == 0) writer.ZigZag(key.m_FieldId);
@@ -59,25 +79,23 @@ void sto_RecordBuilder::DropField(Part& part, std::size_t index) {
   part.m_Fields.erase(part.m_Fields.begin() + static_cast<std::ptrdiff_t>(index));
   --m_FieldCount;
   for (std::size_t i = index; i < part.m_Fields.size(); ++i) part.m_Fields[i].m_Offset -= last - first;
+  part.m_Index.clear();
+  UpdateIndex(part);
 }
 
 bool sto_RecordBuilder::HasField(std::size_t part, sto_FieldKey const& key) const noexcept {
-  for (Field const& field : m_Parts[part].m_Fields)
-    if (field.m_Key == key) return true;
-  return false;
+  return IndexOf(m_Parts[part], key) != NotThere;
 }
 
 bool sto_RecordBuilder::SetCollectionCode(std::size_t partIndex, sto_FieldKey const& key, std::uint8_t code) {
   Part& part = m_Parts[partIndex];
-  for (std::size_t i = 0; i < part.m_Fields.size(); ++i) {
-    if (!(part.m_Fields[i].m_Key == key)) continue;
-    // The code is the last byte of an object field.
-    std::size_t const end =
-        i + 1 < part.m_Fields.size() ? part.m_Fields[i + 1].m_Offset : part.m_Bytes.size();
-    part.m_Bytes[end - 1] = std::byte{code};
-    return true;
-  }
-  return false;
+  std::size_t const index = IndexOf(part, key);
+  if (index == NotThere) return false;
+  // The code is the last byte of an object field.
+  std::size_t const end =
+      index + 1 < part.m_Fields.size() ? part.m_Fields[index + 1].m_Offset : part.m_Bytes.size();
+  part.m_Bytes[end - 1] = std::byte{code};
+  return true;
 }
 
 void sto_RecordBuilder::SetList(sto_ListHeader const& header, sto_Bytes elements) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <unordered_map>
 #include <vector>
 
 #include "store/format/sto_Record.h"
@@ -60,14 +61,26 @@ class sto_RecordBuilder {
     sto_FieldKey m_Key;
     std::size_t m_Offset; // of the key in the part's bytes
   };
+  struct KeyHash {
+    std::size_t operator()(sto_FieldKey const& key) const noexcept {
+      return static_cast<std::size_t>(key.m_NameId != 0 ? 2 * key.m_NameId
+                                                        : 2 * std::int64_t{key.m_FieldId} + 1);
+    }
+  };
   struct Part {
     unsigned int m_ClassId;
     int m_Version;
     std::int64_t m_Id;
     std::vector<Field> m_Fields;
     sto_Bytes m_Bytes;
+    std::unordered_map<sto_FieldKey, std::size_t, KeyHash> m_Index; // of the fields, if there are many
   };
 
+  static constexpr std::size_t NotThere = static_cast<std::size_t>(-1);
+  /// The index of a field of a part, NotThere if it has none with this key.
+  [[nodiscard]] static std::size_t IndexOf(Part const& part, sto_FieldKey const& key) noexcept;
+  /// Adds the fields that the part's index lacks, if it needs one.
+  static void UpdateIndex(Part& part);
   void DropField(Part& part, std::size_t index);
   [[noreturn]] void RaiseFull(std::size_t count, char const* what) const;
   void PutContent(sto_ByteWriter& writer) const;

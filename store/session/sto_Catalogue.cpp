@@ -35,8 +35,8 @@ std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
 
 void sto_Catalogue::Forget() noexcept {
   m_IsLoaded = false;
-  m_RecentInUse.Forget();
-  m_RecentStored.Forget();
+  m_Recorded.Forget();
+  m_Readable.Forget();
   m_StoredClasses.clear();
   m_FarNames.clear();
   m_NameIds.clear();
@@ -64,7 +64,7 @@ std::string sto_Catalogue::DescribeClass(unsigned int classId) const {
 }
 
 sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId) {
-  if (sto_ClassInUse* const recent = m_RecentInUse.Find(classId)) return recent;
+  if (sto_ClassInUse* const* const recorded = m_Recorded.Find(classId)) return *recorded;
   auto found = m_InUse.find(classId);
   if (found == m_InUse.end()) {
     cls_ClassMetadata const* const metadata = m_Classes.Newest(classId);
@@ -76,7 +76,7 @@ sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId)
     Record(driver, inUse.Metadata());
     inUse.m_IsRecorded = true;
   }
-  m_RecentInUse.Keep(classId, 0, &inUse);
+  m_Recorded.Keep(classId, 0, &inUse);
   return &inUse;
 }
 
@@ -92,15 +92,20 @@ void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata
     CheckSame(place->second.Row(), declared);
   }
   if (isNew || (isFirstDescription && !declared.m_Attributes.empty()))
-    driver.WriteClass(declared);
+    WriteClass(driver, declared);
   else
     CheckSame(place->second.Row(), declared);
+}
+
+void sto_Catalogue::WriteClass(sto_Driver& driver, sto_ClassRow const& row) {
+  m_HasWritten = true;
+  driver.WriteClass(row);
 }
 
 bool sto_Catalogue::Adopt(sto_Driver& driver, sto_ClassRow const& row) {
   Load(driver);
   auto const [place, isNew] = m_StoredClasses.try_emplace(std::pair(row.m_ClassId, row.m_Version), row);
-  if (isNew) driver.WriteClass(row);
+  if (isNew) WriteClass(driver, row);
   sto_ClassRow const& there = place->second.Row();
   // Stores of format 1 have classes without a description of their attributes.
   return row.m_Attributes.empty() ||
@@ -121,7 +126,7 @@ std::string sto_Catalogue::Problem(sto_Part const& part, bool isReadable) {
   sto_StoredClass& stored = found->second;
   std::string problem = stored.Problem(part, [this](std::int64_t nameId) noexcept { return NameOf(nameId); });
   if (problem.empty() && isReadable)
-    m_RecentStored.Keep(part.m_ClassId, static_cast<unsigned int>(part.m_Version), &stored);
+    m_Readable.Keep(part.m_ClassId, static_cast<unsigned int>(part.m_Version), &stored);
   return problem;
 }
 
@@ -166,6 +171,7 @@ void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& de
 
 std::int64_t sto_Catalogue::AddName(sto_Driver& driver, std::string_view name) {
   if (std::int64_t const id = FindName(driver, name)) return id;
+  m_HasWritten = true;
   driver.AddName({m_NextNameId, std::string(name)});
   static_cast<void>(TakeName(name, m_NextNameId)); // name and number are both new
   return m_NextNameId++;

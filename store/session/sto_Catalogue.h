@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "store/base/sto_RecentTable.h"
+#include "store/base/sto_AnswerTable.h"
 #include "store/driver/sto_Driver.h"
 #include "store/session/sto_ClassInUse.h"
 #include "store/session/sto_Classes.h"
@@ -31,6 +31,13 @@ class sto_Catalogue {
   void Load(sto_Driver& driver);
   /// Forgets what was read from the store, because it may have changed.
   void Forget() noexcept;
+  /// Work of the transaction is undone: forgets what was read, if the transaction has written to the
+  /// catalogue.
+  void ForgetWritten() noexcept {
+    if (m_HasWritten) Forget();
+  }
+  /// The transaction is over: nothing of it can be undone any more.
+  void EndTransaction() noexcept { m_HasWritten = false; }
 
   /// The name of a class, from the program or the store, for a message that has the word "class" before it;
   /// its ID if neither knows it.
@@ -52,9 +59,9 @@ class sto_Catalogue {
   /// Whether a stored part is known to fit the store's description of its class version, and this program can
   /// read it. Much cheaper than Problem: ask this first. False proves nothing.
   [[nodiscard]] bool IsKnown(sto_Part const& part) const noexcept {
-    sto_StoredClass const* const stored =
-        m_RecentStored.Find(part.m_ClassId, static_cast<unsigned int>(part.m_Version));
-    return stored != nullptr && stored->Knows(part);
+    sto_StoredClass const* const* const stored =
+        m_Readable.Find(part.m_ClassId, static_cast<unsigned int>(part.m_Version));
+    return stored != nullptr && (*stored)->Knows(part);
   }
   /// What does not fit between a stored part and the store's description of its class version; empty if all
   /// fits. Then IsKnown remembers the part, provided `isReadable`: this program can read it in any object.
@@ -103,6 +110,7 @@ class sto_Catalogue {
   [[nodiscard]] std::string KnownClassName(unsigned int classId) const;
   /// Makes sure that the store describes a class.
   void Record(sto_Driver& driver, cls_ClassMetadata const& metadata);
+  void WriteClass(sto_Driver& driver, sto_ClassRow const& row);
 
   /// Conflict if two descriptions of one class version differ.
   void CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const;
@@ -116,13 +124,14 @@ class sto_Catalogue {
   std::string m_Location;
   sto_Classes m_Classes;
   std::unordered_map<unsigned int, sto_ClassInUse> m_InUse; // ToWrite adds; Forget resets, removes none
-  sto_RecentTable<sto_ClassInUse*> m_RecentInUse; // by class ID: some of m_InUse that the store describes
+  sto_AnswerTable<sto_ClassInUse*> m_Recorded; // by class ID: those of m_InUse that the store describes
 
   // From the store: set by Load, extended by Record, Adopt and AddName, cleared by Forget.
   bool m_IsLoaded = false;
+  bool m_HasWritten = false; // in the open transaction; Forget leaves it
   std::map<std::pair<unsigned int, int>, sto_StoredClass> m_StoredClasses;
-  // By class ID and version: some of m_StoredClasses that this program can read.
-  sto_RecentTable<sto_StoredClass const*> m_RecentStored;
+  // By class ID and version: those of m_StoredClasses that were met and that this program can read.
+  sto_AnswerTable<sto_StoredClass const*> m_Readable;
   std::unordered_map<std::string, std::int64_t, TextHash, std::equal_to<>> m_NameIds;
   mutable std::vector<cow_String> m_Names;                       // names with small numbers, by number
   std::unordered_map<std::int64_t, std::string_view> m_FarNames; // the others; the texts are in m_NameIds

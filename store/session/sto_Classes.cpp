@@ -56,11 +56,18 @@ cls_ClassMetadata const* sto_Classes::Newest(unsigned int classId) const {
 }
 
 cls_ClassMetadata const* sto_Classes::ForVersion(unsigned int classId, int version) const {
+  CheckAnswers();
   auto const number = static_cast<unsigned int>(version);
-  if (cls_ClassMetadata const* const recent = m_RecentVersions.Find(classId, number)) return recent;
-  cls_ClassMetadata const* const found = FindVersion(classId, version);
-  if (found != nullptr) m_RecentVersions.Keep(classId, number, found);
+  if (cls_ClassMetadata const* const* const known = m_ByVersion.Find(classId, number)) return *known;
+  cls_ClassMetadata const* const found = FindVersion(classId, version); // may walk the whole registry
+  m_ByVersion.Keep(classId, number, found);
   return found;
+}
+
+void sto_Classes::ForgetAnswers(unsigned int count) const noexcept {
+  m_KnownVersions = count;
+  m_ByVersion.Forget();
+  m_Bases.Forget();
 }
 
 cls_ClassMetadata const* sto_Classes::FindVersion(unsigned int classId, int version) const {
@@ -85,10 +92,11 @@ cls_ClassMetadata const* sto_Classes::DeclaringBase(cls_ClassMetadata const& met
 
 bool sto_Classes::DerivesFrom(unsigned int derived, unsigned int base) const {
   if (derived == base) return true;
-  if (m_RecentBases.Find(derived, base)) return true;
-  if (!FindBase(derived, base)) return false;
-  m_RecentBases.Keep(derived, base, true);
-  return true;
+  CheckAnswers();
+  if (bool const* const known = m_Bases.Find(derived, base)) return *known;
+  bool const derives = FindBase(derived, base);
+  m_Bases.Keep(derived, base, derives);
+  return derives;
 }
 
 bool sto_Classes::FindBase(unsigned int derived, unsigned int base) const {

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "metadata/cls_ClassRegistrar.h"
-#include "store/base/sto_RecentTable.h"
+#include "store/base/sto_AnswerTable.h"
 
 /// The classes that a session knows: those in the program's registrar, and the module's own declarations of
 /// the library's classes. If both declare a class, the module's declaration counts. Results point into the
@@ -43,10 +43,19 @@ class sto_Classes {
  private:
   [[nodiscard]] cls_ClassRegistrar const& RegistrarOf(unsigned int classId) const;
   [[nodiscard]] cls_ClassMetadata const* FindVersion(unsigned int classId, int version) const;
+  /// Forgets the answers if classes were registered since.
+  void CheckAnswers() const noexcept {
+    if (unsigned int const count = m_Program.GetVersions().Count(); count != m_KnownVersions)
+      ForgetAnswers(count);
+  }
+  void ForgetAnswers(unsigned int count) const noexcept;
   [[nodiscard]] bool FindBase(unsigned int derived, unsigned int base) const;
 
   cls_ClassRegistrar const& m_Program;
   cls_ClassRegistrar m_Library;
-  mutable sto_RecentTable<cls_ClassMetadata const*> m_RecentVersions; // by class ID and version
-  mutable sto_RecentTable<bool> m_RecentBases;                        // by derived class and base
+  // What was asked before, while the program's registrar has m_KnownVersions class versions: a plug-in may
+  // register more.
+  mutable unsigned int m_KnownVersions = 0;
+  mutable sto_AnswerTable<cls_ClassMetadata const*> m_ByVersion; // by class ID and version
+  mutable sto_AnswerTable<bool> m_Bases;                         // by derived class and base
 };

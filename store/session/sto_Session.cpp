@@ -84,6 +84,7 @@ void sto_Session::Commit() {
 
 void sto_Session::EndTransaction() noexcept {
   m_InTransaction = m_IsWriting = false;
+  m_Catalogue.EndTransaction();
   m_Changes.EndTransaction();
   m_Save.EndTransaction();
   m_Identities.ForgetVisits();
@@ -127,7 +128,7 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
     if (proxy->Id() >= firstId) proxy->End();
   Loaded().Undo(firstId);
   m_NextId = firstId;
-  m_Catalogue.Forget();
+  m_Catalogue.ForgetWritten();
 }
 
 template <class Act> void sto_Session::VisitKept(Act act) {
