@@ -10,6 +10,11 @@ void Print(char const* className, char const* text) {
   std::fprintf(stderr, text, className); // intentional: the messages have no line end
 }
 
+/// Deletes an agent that this array was given, if it is nobody's now that the array does without it.
+template <class T> void DeleteUnheld(cls_AgentListPrim<T>* agent) {
+  if (!agent->StillReferenced()) delete agent;
+}
+
 } // namespace
 
 template <class T> cls_ArrayPrim<T>::cls_ArrayPrim() : m_Blocks(new Trie) {}
@@ -23,8 +28,13 @@ cls_ArrayPrim<T>::cls_ArrayPrim(cls_ArrayPrim const& other)
 template <class T> cls_ArrayPrim<T>::cls_ArrayPrim(cls_ReadVisitor const& visitor) : m_Blocks(new Trie) {
   T* const tag = nullptr;
   cls_AgentListPrim<T>* const agent = visitor.Memento()->MakeAgentListPrim(tag);
-  m_Size = agent->Count();
-  m_Uid = visitor.GetUid();
+  try {
+    m_Size = agent->Count();
+    m_Uid = visitor.GetUid();
+  } catch (...) {
+    DeleteUnheld(agent);
+    throw;
+  }
   Hold(agent);
 }
 
@@ -61,6 +71,7 @@ template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) cons
   } catch (...) {
     agent->DropReference();
     m_Agent = nullptr;
+    DeleteUnheld(agent);
     throw;
   }
   m_Blocks.Ptr()->m_IsPaged = true;

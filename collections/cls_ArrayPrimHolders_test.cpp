@@ -138,6 +138,36 @@ TEST_F(ArrayPrimHolders, ArrayInMemoryMakesNoCall) {
   EXPECT_EQ(m_List.m_MadeAgents, 0);
 }
 
+// --- Failures.
+
+TEST_F(ArrayPrimHolders, AgentOfAnArrayThatCannotBeOpenedIsDeleted) {
+  for (char const* const call : {"Count", "RegisterHolder"}) {
+    m_List.m_FailingCall = call;
+    EXPECT_THROW(Array(Reader(m_List)), BackEndFailure) << call;
+    EXPECT_EQ(m_List.m_LiveAgents, 0) << call;
+  }
+}
+
+TEST_F(ArrayPrimHolders, AgentOfAnArrayThatCannotBeRegisteredIsDeletedAndTheArrayStaysInMemory) {
+  Array array;
+  array.Append(5);
+  m_List.m_FailingCall = "RegisterHolder";
+  EXPECT_THROW(StoreAs(array, m_List), BackEndFailure);
+  EXPECT_EQ(m_List.m_LiveAgents, 0);
+  EXPECT_FALSE(array.IsAssociated());
+  EXPECT_EQ(array.ConstGet(0), 5);
+  array.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, AgentOfACopyThatCannotBeRegisteredStaysWithTheOriginal) {
+  Array const array(Reader(m_List));
+  m_List.m_FailingCall = "RegisterHolder";
+  EXPECT_THROW(Array{array}, BackEndFailure);
+  EXPECT_EQ(m_List.m_LiveAgents, 1);
+  EXPECT_EQ(m_List.m_References, 1);
+  EXPECT_TRUE(array.IsAssociated());
+}
+
 // --- Detach.
 
 TEST_F(ArrayPrimHolders, DetachOfTheLastHolderGivesAFreshIdentity) {
