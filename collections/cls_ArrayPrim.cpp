@@ -187,9 +187,18 @@ template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& vi
     m_Size = stored;
     return;
   }
-  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
+  if (stored != 0)
+    Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
+  else
+    MarkBlocks(); // a block that another list has, and that is unchanged since, is not in this one
   EvictBlocks(m_Size);
   this->Flush();
+}
+
+template <class T> void cls_ArrayPrim<T>::MarkBlocks() const {
+  cls_PTrieIter<int, Buffer, 1> iter(*m_Blocks.Ptr());
+  for (iter.First(); iter.IsDone() == 0; iter.Next())
+    if (CountIn(iter.CurrentKey()) > 0) iter.CurrentValue().SetDirty(true);
 }
 
 template <class T> void cls_ArrayPrim<T>::Release() const {

@@ -77,8 +77,12 @@ template <class T> class cls_ArrayPrim : public cls_PC {
 
   virtual unsigned int DynTypeId() const;
 
-  /// Associates an array in memory with a new stored list and writes its blocks there, in ascending order. An
-  /// empty array takes the length of the stored list. Does nothing if the array is already associated.
+  /// Associates an array in memory with a new stored list and writes its blocks there, in ascending order:
+  /// all that are in memory, or the changed ones if the list has elements. An empty array takes the length of
+  /// the stored list. Does nothing if the array is already associated.
+  ///
+  /// An array of more than one block that was detached lacks most of its elements. Not checked: the list would
+  /// have zeros for them. A back end refuses such an array when it registers (sto_Store does); see Blocks.
   /// REQUIRES: the visitor is started.
   void DBWriteBody(cls_WriteVisitor const& visitor) const;
 
@@ -156,7 +160,9 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   };
 
   /// For back ends: the resident blocks, shared with the array's copies. When a holder registers, its agent
-  /// finds here what the array had before, until its blocks are written and evicted.
+  /// finds here what the array had before, until its blocks are written and evicted. If an agent that was made
+  /// for writing is registered for the first time and a block below the size is missing, those elements are
+  /// lost: refuse the array.
   [[nodiscard]] cow_CountedHld<Trie> const& Blocks() const noexcept { return m_Blocks; }
 
  protected:
@@ -194,6 +200,8 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// Writes back and drops every block except the one of `keptIndex` (-1: drops all).
   void EvictBlocks(int keptIndex) const;
   void WriteBlock(int start, Buffer const& buffer) const;
+  /// Marks all blocks within the size as changed.
+  void MarkBlocks() const;
   /// How many elements of the block that starts at `start` are in the array; not positive beyond the size.
   [[nodiscard]] int CountIn(int start) const noexcept;
 

@@ -225,6 +225,31 @@ TEST_F(ArrayPrimHolders, ResidentBlockRemainsAfterDetach) {
   array.DropBlocks();
 }
 
+TEST_F(ArrayPrimHolders, DetachedArrayIsWrittenWholeToAnotherList) {
+  StoredList<int> other;
+  m_List.m_Elements.clear();
+  Array array;
+  for (int i = 0; i < 2000; ++i) array.Append(Element(i));
+  StoreAs(array, m_List);
+  array.Detach(); // its block is written, and so unchanged
+  StoreAs(array, other);
+  EXPECT_EQ(other.m_Elements, StoredList<int>(2000).m_Elements);
+  array.Release();
+  for (int i = 0; i < 2000; ++i) ASSERT_EQ(array.ConstGet(i), Element(i));
+  array.Release();
+}
+
+TEST_F(ArrayPrimHolders, BlocksBeyondTheSizeOfADetachedArrayAreNotWritten) {
+  StoredList<int> other;
+  Array array(Reader(m_List));
+  static_cast<void>(array.ConstGet(4096));
+  array.Detach();
+  array.SetLength(100);
+  StoreAs(array, other);
+  EXPECT_EQ(other.Count(), 0);
+  array.Release();
+}
+
 TEST_F(ArrayPrimHolders, DetachTwiceDropsTheAgentOnce) {
   Array array(Reader(m_List));
   array.Detach();
