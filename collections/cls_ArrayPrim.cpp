@@ -201,6 +201,14 @@ template <class T> void cls_ArrayPrim<T>::MarkBlocks() const {
     if (CountIn(iter.CurrentKey()) > 0) iter.CurrentValue().SetDirty(true);
 }
 
+template <class T> int cls_ArrayPrim<T>::FirstMissing() const {
+  long long missing = 0; // blocks come in ascending order
+  cls_PTrieIter<int, Buffer, 1> iter(*m_Blocks.Ptr());
+  for (iter.First(); iter.IsDone() == 0 && iter.CurrentKey() == missing; iter.Next())
+    missing += Buffer::ElementCount;
+  return static_cast<int>(std::min<long long>(missing, m_Size));
+}
+
 template <class T> void cls_ArrayPrim<T>::Release() const {
   EvictBlocks(-1);
 }

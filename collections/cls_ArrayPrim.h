@@ -82,7 +82,8 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// the stored list. Does nothing if the array is already associated.
   ///
   /// An array of more than one block that was detached lacks most of its elements. Not checked: the list would
-  /// have zeros for them. A back end refuses such an array when it registers (sto_Store does); see Blocks.
+  /// have zeros for them. A back end refuses such an array when it registers (sto_Store does); see
+  /// FirstMissing.
   /// REQUIRES: the visitor is started.
   void DBWriteBody(cls_WriteVisitor const& visitor) const;
 
@@ -160,10 +161,12 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   };
 
   /// For back ends: the resident blocks, shared with the array's copies. When a holder registers, its agent
-  /// finds here what the array had before, until its blocks are written and evicted. If an agent that was made
-  /// for writing is registered for the first time and a block below the size is missing, those elements are
-  /// lost: refuse the array.
+  /// finds here what the array had before, until its blocks are written and evicted.
   [[nodiscard]] cow_CountedHld<Trie> const& Blocks() const noexcept { return m_Blocks; }
+
+  /// For back ends: the index of the first element that is not in memory; Size() if all are. An agent that was
+  /// made for writing refuses its first holder if that lacks elements: they are lost.
+  [[nodiscard]] int FirstMissing() const;
 
  protected:
   /// The block of an index. Makes or reads it if it is not in memory; in an associated array, evicts all

@@ -239,6 +239,28 @@ TEST_F(ArrayPrimHolders, DetachedArrayIsWrittenWholeToAnotherList) {
   array.Release();
 }
 
+TEST_F(ArrayPrimHolders, ElementsThatADetachedArrayLacksAreFound) {
+  Array array;
+  for (int i = 0; i < 5000; ++i) array.Append(i);
+  EXPECT_EQ(array.FirstMissing(), 5000);
+  m_List.m_Elements.clear();
+  StoreAs(array, m_List);
+  array.Detach(); // the last block is in memory
+  EXPECT_EQ(array.FirstMissing(), 0);
+  array.DropBlocks();
+  EXPECT_EQ(array.FirstMissing(), 0);
+  array.SetLength(7);
+  EXPECT_EQ(array.FirstMissing(), 0);
+  array.SetLength(0);
+  for (int i = 0; i < 2048; ++i) array.Append(i);
+  EXPECT_EQ(array.FirstMissing(), 2048);
+  array.SetLength(2049);
+  EXPECT_EQ(array.FirstMissing(), 2048);
+  array.SetLength(-1);
+  EXPECT_EQ(array.FirstMissing(), -1);
+  array.DropBlocks();
+}
+
 TEST_F(ArrayPrimHolders, BlocksBeyondTheSizeOfADetachedArrayAreNotWritten) {
   StoredList<int> other;
   Array array(Reader(m_List));
