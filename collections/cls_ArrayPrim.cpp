@@ -10,6 +10,11 @@ void Print(char const* className, char const* text) {
   std::fprintf(stderr, text, className); // intentional: the messages have no line end
 }
 
+/// Deletes an agent that this array was given, if it is nobody's now that the array does without it.
+template <class T> void DeleteUnheld(cls_AgentListPrim<T>* agent) {
+  if (!agent->StillReferenced()) delete agent;
+}
+
 } // namespace
 
 template <class T> cls_ArrayPrim<T>::cls_ArrayPrim() : m_Blocks(new Trie) {}
@@ -23,8 +28,13 @@ cls_ArrayPrim<T>::cls_ArrayPrim(cls_ArrayPrim const& other)
 template <class T> cls_ArrayPrim<T>::cls_ArrayPrim(cls_ReadVisitor const& visitor) : m_Blocks(new Trie) {
   T* const tag = nullptr;
   cls_AgentListPrim<T>* const agent = visitor.Memento()->MakeAgentListPrim(tag);
-  m_Size = agent->Count();
-  m_Uid = visitor.GetUid();
+  try {
+    m_Size = agent->Count();
+    m_Uid = visitor.GetUid();
+  } catch (...) {
+    DeleteUnheld(agent);
+    throw;
+  }
   Hold(agent);
 }
 
@@ -61,6 +71,7 @@ template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) cons
   } catch (...) {
     agent->DropReference();
     m_Agent = nullptr;
+    DeleteUnheld(agent);
     throw;
   }
   m_Blocks.Ptr()->m_IsPaged = true;
@@ -176,9 +187,26 @@ template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& vi
     m_Size = stored;
     return;
   }
-  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
+  if (stored != 0)
+    Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
+  else
+    MarkBlocks(); // a block that another list has, and that is unchanged since, is not in this one
   EvictBlocks(m_Size);
   this->Flush();
+}
+
+template <class T> void cls_ArrayPrim<T>::MarkBlocks() const {
+  cls_PTrieIter<int, Buffer, 1> iter(*m_Blocks.Ptr());
+  for (iter.First(); iter.IsDone() == 0; iter.Next())
+    if (CountIn(iter.CurrentKey()) > 0) iter.CurrentValue().SetDirty(true);
+}
+
+template <class T> int cls_ArrayPrim<T>::FirstMissing() const {
+  long long missing = 0; // blocks come in ascending order
+  cls_PTrieIter<int, Buffer, 1> iter(*m_Blocks.Ptr());
+  for (iter.First(); iter.IsDone() == 0 && iter.CurrentKey() == missing; iter.Next())
+    missing += Buffer::ElementCount;
+  return static_cast<int>(std::min<long long>(missing, m_Size));
 }
 
 template <class T> void cls_ArrayPrim<T>::Release() const {

@@ -77,8 +77,13 @@ template <class T> class cls_ArrayPrim : public cls_PC {
 
   virtual unsigned int DynTypeId() const;
 
-  /// Associates an array in memory with a new stored list and writes its blocks there, in ascending order. An
-  /// empty array takes the length of the stored list. Does nothing if the array is already associated.
+  /// Associates an array in memory with a new stored list and writes its blocks there, in ascending order:
+  /// all that are in memory, or the changed ones if the list has elements. An empty array takes the length of
+  /// the stored list. Does nothing if the array is already associated.
+  ///
+  /// An array of more than one block that was detached lacks most of its elements. Not checked: the list would
+  /// have zeros for them. A back end refuses such an array when it registers (sto_Store does); see
+  /// FirstMissing.
   /// REQUIRES: the visitor is started.
   void DBWriteBody(cls_WriteVisitor const& visitor) const;
 
@@ -159,6 +164,10 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// finds here what the array had before, until its blocks are written and evicted.
   [[nodiscard]] cow_CountedHld<Trie> const& Blocks() const noexcept { return m_Blocks; }
 
+  /// For back ends: the index of the first element that is not in memory; Size() if all are. An agent that was
+  /// made for writing refuses its first holder if that lacks elements: they are lost.
+  [[nodiscard]] int FirstMissing() const;
+
  protected:
   /// The block of an index. Makes or reads it if it is not in memory; in an associated array, evicts all
   /// other blocks first. Null for an index below 0 or above the size. Intentional: the size itself is
@@ -194,6 +203,8 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// Writes back and drops every block except the one of `keptIndex` (-1: drops all).
   void EvictBlocks(int keptIndex) const;
   void WriteBlock(int start, Buffer const& buffer) const;
+  /// Marks all blocks within the size as changed.
+  void MarkBlocks() const;
   /// How many elements of the block that starts at `start` are in the array; not positive beyond the size.
   [[nodiscard]] int CountIn(int start) const noexcept;
 

@@ -138,6 +138,36 @@ TEST_F(ArrayPrimHolders, ArrayInMemoryMakesNoCall) {
   EXPECT_EQ(m_List.m_MadeAgents, 0);
 }
 
+// --- Failures.
+
+TEST_F(ArrayPrimHolders, AgentOfAnArrayThatCannotBeOpenedIsDeleted) {
+  for (char const* const call : {"Count", "RegisterHolder"}) {
+    m_List.m_FailingCall = call;
+    EXPECT_THROW(Array(Reader(m_List)), BackEndFailure) << call;
+    EXPECT_EQ(m_List.m_LiveAgents, 0) << call;
+  }
+}
+
+TEST_F(ArrayPrimHolders, AgentOfAnArrayThatCannotBeRegisteredIsDeletedAndTheArrayStaysInMemory) {
+  Array array;
+  array.Append(5);
+  m_List.m_FailingCall = "RegisterHolder";
+  EXPECT_THROW(StoreAs(array, m_List), BackEndFailure);
+  EXPECT_EQ(m_List.m_LiveAgents, 0);
+  EXPECT_FALSE(array.IsAssociated());
+  EXPECT_EQ(array.ConstGet(0), 5);
+  array.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, AgentOfACopyThatCannotBeRegisteredStaysWithTheOriginal) {
+  Array const array(Reader(m_List));
+  m_List.m_FailingCall = "RegisterHolder";
+  EXPECT_THROW(Array{array}, BackEndFailure);
+  EXPECT_EQ(m_List.m_LiveAgents, 1);
+  EXPECT_EQ(m_List.m_References, 1);
+  EXPECT_TRUE(array.IsAssociated());
+}
+
 // --- Detach.
 
 TEST_F(ArrayPrimHolders, DetachOfTheLastHolderGivesAFreshIdentity) {
@@ -193,6 +223,53 @@ TEST_F(ArrayPrimHolders, ResidentBlockRemainsAfterDetach) {
   EXPECT_EQ(array.Refresh(), 0);
   EXPECT_EQ(Calls(), Lines());
   array.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, DetachedArrayIsWrittenWholeToAnotherList) {
+  StoredList<int> other;
+  m_List.m_Elements.clear();
+  Array array;
+  for (int i = 0; i < 2000; ++i) array.Append(Element(i));
+  StoreAs(array, m_List);
+  array.Detach(); // its block is written, and so unchanged
+  StoreAs(array, other);
+  EXPECT_EQ(other.m_Elements, StoredList<int>(2000).m_Elements);
+  array.Release();
+  for (int i = 0; i < 2000; ++i) ASSERT_EQ(array.ConstGet(i), Element(i));
+  array.Release();
+}
+
+TEST_F(ArrayPrimHolders, ElementsThatADetachedArrayLacksAreFound) {
+  Array array;
+  for (int i = 0; i < 5000; ++i) array.Append(i);
+  EXPECT_EQ(array.FirstMissing(), 5000);
+  m_List.m_Elements.clear();
+  StoreAs(array, m_List);
+  array.Detach(); // the last block is in memory
+  EXPECT_EQ(array.FirstMissing(), 0);
+  array.DropBlocks();
+  EXPECT_EQ(array.FirstMissing(), 0);
+  array.SetLength(7);
+  EXPECT_EQ(array.FirstMissing(), 0);
+  array.SetLength(0);
+  for (int i = 0; i < 2048; ++i) array.Append(i);
+  EXPECT_EQ(array.FirstMissing(), 2048);
+  array.SetLength(2049);
+  EXPECT_EQ(array.FirstMissing(), 2048);
+  array.SetLength(-1);
+  EXPECT_EQ(array.FirstMissing(), -1);
+  array.DropBlocks();
+}
+
+TEST_F(ArrayPrimHolders, BlocksBeyondTheSizeOfADetachedArrayAreNotWritten) {
+  StoredList<int> other;
+  Array array(Reader(m_List));
+  static_cast<void>(array.ConstGet(4096));
+  array.Detach();
+  array.SetLength(100);
+  StoreAs(array, other);
+  EXPECT_EQ(other.Count(), 0);
+  array.Release();
 }
 
 TEST_F(ArrayPrimHolders, DetachTwiceDropsTheAgentOnce) {

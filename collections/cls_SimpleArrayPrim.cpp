@@ -3,6 +3,15 @@
 #include <algorithm>
 #include <cstdio>
 
+namespace {
+
+/// Deletes an agent that this array was given, if it is nobody's now that the array does without it.
+template <class T> void DeleteUnheld(cls_AgentListPrim<T>* agent) {
+  if (!agent->StillReferenced()) delete agent;
+}
+
+} // namespace
+
 template <class T>
 cls_SimpleArrayPrim<T>::cls_SimpleArrayPrim(cls_SimpleArrayPrim const& other)
     : m_Position(other.m_Position), m_SizeHint(other.m_SizeHint) {
@@ -25,8 +34,13 @@ cls_SimpleArrayPrim<T>::cls_SimpleArrayPrim(cls_ReadVisitor const& visitor, cls_
     : m_UidOut(uidOut) {
   T* const tag = nullptr;
   cls_AgentListPrim<T>* const agent = visitor.Memento()->MakeAgentListPrim(tag);
-  m_SizeHint = agent->SizeHint();
-  m_Uid = visitor.GetUid();
+  try {
+    m_SizeHint = agent->SizeHint();
+    m_Uid = visitor.GetUid();
+  } catch (...) {
+    DeleteUnheld(agent);
+    throw;
+  }
   Hold(agent);
 }
 
@@ -58,6 +72,7 @@ template <class T> void cls_SimpleArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent
   } catch (...) {
     agent->DropReference();
     m_Agent = nullptr;
+    DeleteUnheld(agent);
     throw;
   }
 }

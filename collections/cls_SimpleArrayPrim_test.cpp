@@ -101,6 +101,19 @@ TYPED_TEST(SimpleArrayPrim, OpensAStoredListAndReadsNothing) {
   EXPECT_EQ(array.Uid().Entry(), this->m_List.m_Uid.Entry());
 }
 
+TYPED_TEST(SimpleArrayPrim, AgentOfAnArrayThatCannotBeOpenedOrStoredIsDeleted) {
+  for (char const* const call : {"SizeHint", "RegisterHolder"}) {
+    this->m_List.m_FailingCall = call;
+    EXPECT_THROW(cls_SimpleArrayPrim<TypeParam>(this->Reader(this->m_List), nullptr), BackEndFailure) << call;
+    EXPECT_EQ(this->m_List.m_LiveAgents, 0) << call;
+  }
+  cls_SimpleArrayPrim<TypeParam> const array(50);
+  this->m_List.m_FailingCall = "RegisterHolder";
+  EXPECT_THROW(StoreAs(array, this->m_List), BackEndFailure);
+  EXPECT_EQ(this->m_List.m_LiveAgents, 0);
+  EXPECT_EQ(array.Size(), 0);
+}
+
 TYPED_TEST(SimpleArrayPrim, CopySharesTheListUnderAFreshIdentity) {
   cls_SimpleArrayPrim<TypeParam> array(this->Reader(this->m_List), nullptr);
   array.Seek(4);

@@ -42,16 +42,26 @@ void DeclareString(cls_ClassRegistrar& registrar) {
   registrar.AddClassMD(new cls_TypeAdapter<cls_xpString>("cow_String"_cow, StringVersion, NoParent));
 }
 
+void Declare() {
+  typ_ArchCompTable::InsertEntry(Component, Entries, std::size(Entries));
+  cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
+  registrar.initClassMetadata(&DeclareTrString, RegistrarMask);
+  registrar.initClassMetadata(&DeclareString, RegistrarMask);
+}
+
 } // namespace
 
 void cls_initialize(int& count) {
   cls_StartUpLock const lock;
   if (!s_Uses.IsActive()) cls_PlatformCheck::RequireFit(); // first: a refused start changes nothing
   if (!s_Uses.Enter(count)) return;
-  typ_ArchCompTable::InsertEntry(Component, Entries, std::size(Entries));
-  cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
-  registrar.initClassMetadata(&DeclareTrString, RegistrarMask);
-  registrar.initClassMetadata(&DeclareString, RegistrarMask);
+  try {
+    Declare();
+  } catch (...) { // otherwise the next start would only count, and find no declarations
+    delete omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny();
+    s_Uses.Leave(count);
+    throw;
+  }
 }
 
 void cls_finalize(int& count) {

@@ -1,5 +1,8 @@
 #include "module/nex_initialize.h"
 
+#include <cstddef>
+#include <iterator>
+
 #include "errors/nex_ClassMetadata.h"
 #include "errors/nex_OutOfMemoryMessages.h"
 #include "errors/nex_TypeTable.h"
@@ -18,10 +21,35 @@ namespace {
 
 mem_UseCount s_Uses;
 
-void DeclareClasses() {
+/// A module that is started before the error classes.
+struct Module {
+  void (*m_Start)(int& count);
+  void (*m_Stop)(int& count);
+};
+
+constexpr Module Modules[] = {
+    {&mem_initialize, &mem_finalize},   {&typ_initialize, &typ_finalize}, {&thr_initialize, &thr_finalize},
+    {&omni_initialize, &omni_finalize}, {&atr_initialize, &atr_finalize}, {&cow_initialize, &cow_finalize},
+    {&cls_initialize, &cls_finalize},
+};
+
+/// Starts the modules and the error classes; `started` counts the modules.
+void Start(int& count, std::size_t& started) {
+  for (Module const& module : Modules) {
+    module.m_Start(count);
+    ++started;
+  }
+  nex_TypeTable::InsertEntries();
   cls_MetadataRegistrar& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
   for (cls_MetadataRegistrar::InitFn const declare : nex_ClassMetadata::InOrder())
     registrar.initClassMetadata(declare, nex_ClassMetadata::RegistrarMask);
+  nex_OutOfMemoryMessages::Build();
+}
+
+/// Stops the first modules, in reverse order.
+void Stop(int& count, std::size_t started) {
+  nex_OutOfMemoryMessages::Destroy();
+  while (started > 0) Modules[--started].m_Stop(count);
 }
 
 } // namespace
@@ -30,29 +58,19 @@ void nex_initialize(int& count) {
   cls_StartUpLock const lock;
   if (!s_Uses.IsActive()) cls_PlatformCheck::RequireFit(); // first: a refused start changes nothing
   if (!s_Uses.Enter(count)) return;
-  mem_initialize(count);
-  typ_initialize(count);
-  thr_initialize(count);
-  omni_initialize(count);
-  atr_initialize(count);
-  cow_initialize(count);
-  cls_initialize(count);
-  nex_TypeTable::InsertEntries();
-  DeclareClasses();
-  nex_OutOfMemoryMessages::Build();
+  std::size_t started = 0;
+  try {
+    Start(count, started);
+  } catch (...) { // otherwise the next start would only count, and find half a library
+    Stop(count, started);
+    s_Uses.Leave(count);
+    throw;
+  }
 }
 
 void nex_finalize(int& count) {
   cls_StartUpLock const lock;
-  if (!s_Uses.Leave(count)) return;
-  nex_OutOfMemoryMessages::Destroy();
-  cls_finalize(count);
-  cow_finalize(count);
-  atr_finalize(count);
-  omni_finalize(count);
-  thr_finalize(count);
-  typ_finalize(count);
-  mem_finalize(count);
+  if (s_Uses.Leave(count)) Stop(count, std::size(Modules));
 }
 
 void nex_formalize() {}

@@ -8,8 +8,10 @@
 /// module started.
 ///
 /// Throws std::runtime_error if the platform libraries that are loaded have other layouts than those that this
-/// library was compiled with; the text names the library, the class and both sizes. Nothing is counted or
-/// started then.
+/// library was compiled with; the text names the library, the class and both sizes. Throws std::bad_alloc, and
+/// whatever the start of a platform library throws. After any of them nothing is counted or started, and
+/// another start may be tried; what was declared to the metadata registrar before is forgotten, as after the
+/// last stop.
 ///
 /// Thread rule: whoever starts the library uses it between its own start and its own stop. Starts and stops
 /// may run on any thread, also at the same time: they wait for each other. What is declared to the library's

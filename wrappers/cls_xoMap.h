@@ -12,10 +12,11 @@
 /// values that are plain numbers or texts, use cls_xpMap, which does not make an object for each.
 ///
 /// It is a value with all of the map's operations: copying shares the entries and keeps the identity;
-/// assigning another container gives it a new identity, so that a changed value is stored as a new object;
-/// changing entries in place keeps it. Values copied by a copy or a write of the map keep their identities
-/// and share their elements. Made for <cow_String, cls_xp1DArrayListFloat>. Thread rule: one thread. Errors:
-/// those of the visitor's back end, std::bad_alloc.
+/// assigning a container of the platform gives it a new identity, so that the new value is stored as a new
+/// object; assigning another wrapper of this class takes the identity of that one; changing entries in place
+/// keeps the own. Values copied by a copy or a write of the map keep their identities and share their
+/// elements. Made for <cow_String, cls_xp1DArrayListFloat>. Thread rule: one thread. Errors: those of the
+/// visitor's back end, std::bad_alloc.
 template <class K, class V> class cls_xoMap : public cow_Map<K, V> {
  public:
   /// The stored map and its identity; each value has its stored identity and no owner. If stored entries

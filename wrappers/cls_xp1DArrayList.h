@@ -8,9 +8,11 @@
 /// Persisted array list: a growing copy-on-write array with an identity, stored as one list object (class
 /// 0x230001) of its Count() used elements in index order.
 ///
-/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
-/// new identity, so that a changed value is stored as a new object. `T` is double, float, int, cow_String or
-/// unsigned int. Thread rule: one thread. Errors: those of the visitor's back end, std::bad_alloc.
+/// It is a value: copying shares the elements and keeps the identity. Assigning a container of the platform
+/// gives it a new identity, so that the new value is stored as a new object. Assigning another wrapper of
+/// this class takes the identity of that one, and changing elements in place keeps the own: two wrappers of
+/// one identity are one stored object. `T` is double, float, int, cow_String or unsigned int. Thread rule:
+/// one thread. Errors: those of the visitor's back end, std::bad_alloc.
 template <class T> class cls_xp1DArrayList : public cow_1DArrayList<T> {
  public:
   /// The stored list and its identity. `ownerUid` (not owned, may be null) is only kept, and copied

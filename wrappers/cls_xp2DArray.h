@@ -8,10 +8,12 @@
 /// Persisted table: a copy-on-write table with an identity, stored as one list object (class 0x230001) of its
 /// elements row after row, whose row width is the number of columns.
 ///
-/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
-/// new identity, so that a changed value is stored as a new object. A table without rows or without columns
-/// is read back as 0 by 0. `T` is float or int; double has its own class below.
-/// Thread rule: one thread. Errors: those of the visitor's back end, std::bad_alloc.
+/// It is a value: copying shares the elements and keeps the identity. Assigning a container of the platform
+/// gives it a new identity, so that the new value is stored as a new object. Assigning another wrapper of
+/// this class takes the identity of that one, and changing elements in place keeps the own: two wrappers of
+/// one identity are one stored object. A table without rows or without columns is read back as 0 by 0. `T` is
+/// float or int; double has its own class below. Thread rule: one thread. Errors: those of the visitor's back
+/// end, std::bad_alloc.
 template <class T> class cls_xp2DArray : public cow_2DArray<T> {
  public:
   /// `rows` by `columns` zeros under a fresh identity. Throws std::length_error when either is negative.

@@ -10,9 +10,9 @@
 /// map object (class 0x230002) of its entries in ascending order of the keys.
 ///
 /// It is a value with all of the tree's operations: copying shares the entries and keeps the identity;
-/// assigning another container gives it a new identity, so that a changed value is stored as a new object;
-/// changing entries in place keeps it. Thread rule: one thread. Errors: those of the visitor's back end,
-/// std::bad_alloc.
+/// assigning a container of the platform gives it a new identity, so that the new value is stored as a new
+/// object; assigning another wrapper of this class takes the identity of that one; changing entries in place
+/// keeps the own. Thread rule: one thread. Errors: those of the visitor's back end, std::bad_alloc.
 class KVL_EXPORT cls_xpBtreeString2Uint : public cow_Btree<cow_String, unsigned int> {
  public:
   /// The stored tree and its identity. If stored entries repeat a key, the first is kept.

@@ -8,9 +8,11 @@
 /// Persisted list: a copy-on-write list with an identity, stored as one list object (class 0x230001) of its
 /// elements in order.
 ///
-/// It is a value: copying shares the elements and keeps the identity; assigning another container gives it a
-/// new identity, so that a changed value is stored as a new object. `T` is float, int or cow_String. Thread
-/// rule: one thread. Errors: those of the visitor's back end, std::bad_alloc.
+/// It is a value: copying shares the elements and keeps the identity. Assigning a container of the platform
+/// gives it a new identity, so that the new value is stored as a new object. Assigning another wrapper of
+/// this class takes the identity of that one, and changing elements in place keeps the own: two wrappers of
+/// one identity are one stored object. `T` is float, int or cow_String. Thread rule: one thread. Errors:
+/// those of the visitor's back end, std::bad_alloc.
 template <class T> class cls_xpList : public cow_List<T> {
  public:
   /// The stored list and its identity.

@@ -10,9 +10,10 @@
 /// 0x230002) of its entries in ascending order of the keys.
 ///
 /// It is a value with all of the map's operations: copying shares the entries and keeps the identity;
-/// assigning another container gives it a new identity, so that a changed value is stored as a new object;
-/// changing entries in place keeps it. `T` is float or cow_String. Thread rule: one thread. Errors: those of
-/// the visitor's back end, std::bad_alloc.
+/// assigning a container of the platform gives it a new identity, so that the new value is stored as a new
+/// object; assigning another wrapper of this class takes the identity of that one; changing entries in place
+/// keeps the own. `T` is float or cow_String. Thread rule: one thread. Errors: those of the visitor's back
+/// end, std::bad_alloc.
 template <class T> class cls_xpMap : public cow_Map<cow_String, T> {
  public:
   /// The stored map and its identity. If stored entries repeat a key, the last is kept.

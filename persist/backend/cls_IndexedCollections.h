@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -44,7 +45,8 @@
 //
 // What changes the collection raises an exception when it is not writable. An array that is destroyed writes
 // its elements back: while it is writable, Put and EndFlush must not raise anything. Keys of maps of objects
-// are found by walking along. Errors: whatever Elements raises. Thread rule: one thread.
+// are found by walking along. Errors: whatever Elements raises; std::out_of_range for a write before the
+// beginning. Thread rule: one thread.
 
 /// The agents of a session that containers hold, and those containers. The session calls Flush before a
 /// commit and before stored data is read by other means; Flush and then Detach before it ends.
@@ -131,11 +133,13 @@ class cls_IndexedList final : public cls_IndexedAgent<cls_AgentListPrim<T>, Elem
   int SizeHint() override { return this->m_Elements.SizeHint(); }
   void RegisterHolder(cls_PC* holder) override { this->Register(holder); }
   void WriteRun(int firstIndex, int count, T const* values) override {
+    if (count <= 0) return; // also of an array that was made shorter: fills no gap
+    if (firstIndex < 0) throw std::out_of_range("A list has no element with a negative index.");
     for (int i = Count(); i < firstIndex; ++i) this->m_Elements.Put(i, 0, T());
     for (int i = 0; i < count; ++i) this->m_Elements.Put(firstIndex + i, 0, values[i]);
   }
   int ReadRun(int firstIndex, int count, T* destination) override {
-    int const read = std::max(0, std::min(Count() - firstIndex, count));
+    int const read = firstIndex < 0 ? 0 : std::max(0, std::min(Count() - firstIndex, count));
     for (int i = 0; i < read; ++i) destination[i] = this->m_Elements.template Get<T>(firstIndex + i, 0);
     return read;
   }
@@ -205,6 +209,7 @@ class cls_IndexedObjectList final : public cls_IndexedAgent<cls_AgentListObj, El
     return this->m_Elements.ReadObject(index >= 0 && index < Count() ? index : -1, 0);
   }
   cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) override {
+    if (index < 0) throw std::out_of_range("A list has no element with a negative index.");
     if (index >= Count()) SetCount(index + 1);
     return this->m_Elements.WriteObject(index, 0, classId, uid);
   }
@@ -305,11 +310,14 @@ template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<
   long long Size() override { return static_cast<long long>(this->m_Elements.Bytes().size()); }
   long long Read(long long offset, long long sizeBytes, void* destination) override {
     std::string const bytes = this->m_Elements.Bytes();
+    if (offset < 0) return 0;
     long long const read = std::max(0LL, std::min(static_cast<long long>(bytes.size()) - offset, sizeBytes));
     if (read > 0) std::copy_n(bytes.begin() + offset, read, static_cast<char*>(destination));
     return read;
   }
   void Write(long long offset, long long sizeBytes, void const* source) override {
+    if (sizeBytes <= 0) return;
+    if (offset < 0) throw std::out_of_range("A blob has no byte at a negative offset.");
     std::string bytes = this->m_Elements.Bytes();
     auto const end = static_cast<std::size_t>(offset + sizeBytes);
     if (bytes.size() < end) bytes.resize(end); // a gap is zeros
@@ -318,7 +326,7 @@ template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<
   }
   void Truncate(long long sizeBytes) override {
     std::string bytes = this->m_Elements.Bytes();
-    bytes.resize(std::min(bytes.size(), static_cast<std::size_t>(sizeBytes)));
+    bytes.resize(std::min(bytes.size(), static_cast<std::size_t>(std::max(0LL, sizeBytes))));
     this->m_Elements.SetBytes(bytes);
   }
 };

@@ -80,6 +80,31 @@ TEST(IndexedCollections, AListIsBuiltReadAndWrittenAtAnyPlace) {
   EXPECT_EQ(cursor.Next(), 1);
 }
 
+TEST(IndexedCollections, WhatLiesBeforeTheBeginningOrHasNoLengthChangesNothing) {
+  Stored stored;
+  List list{Elements(stored)};
+  int value = 1;
+  list.WriteRun(5, 0, &value);
+  list.WriteRun(4096, -4086, &value); // of an array that was made shorter while its last block was changed
+  EXPECT_EQ(list.Count(), 0);
+  list.Append(value);
+  EXPECT_THROW(list.WriteRun(-1, 1, &value), std::out_of_range);
+  EXPECT_EQ(list.ReadRun(-1, 1, &value), 0);
+  cls_IndexedObjectList<Elements> objects{Elements(stored)};
+  EXPECT_THROW(static_cast<void>(objects.MakeWriteObj(-1, 1, cls_Uid())), std::out_of_range);
+  EXPECT_EQ(list.Count(), 1);
+  cls_IndexedBlob<Elements> blob{Elements(stored)};
+  blob.Write(0, 2, "xy");
+  blob.Write(9, 0, nullptr);
+  blob.Write(9, -1, nullptr);
+  EXPECT_THROW(blob.Write(-1, 1, "z"), std::out_of_range);
+  char byte = 'z';
+  EXPECT_EQ(blob.Read(-1, 1, &byte), 0);
+  EXPECT_EQ(stored.m_Bytes, "xy");
+  blob.Truncate(-1);
+  EXPECT_EQ(blob.Size(), 0);
+}
+
 TEST(IndexedCollections, AMapOfObjectsIsWalkedInTheOrderOfItsKeys) {
   Stored stored;
   cls_IndexedObjectMap<int, Elements> map(Elements(stored), false);

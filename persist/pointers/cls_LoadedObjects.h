@@ -5,6 +5,7 @@
 #include <typeindex>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "persist/pointers/cls_BuildFailure.h"
 
@@ -49,10 +50,12 @@ class cls_LoadedObjects {
     return found == m_Entries.end() || found->second.m_IsUndone ? nullptr : &found->second;
   }
   void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object, cls_BuiltAs builtAs) {
+    KeepUndone(id);
     m_Entries.insert_or_assign(
         id, Entry{type, std::move(object), cls_BuildFault::HasOneOwner, ++m_LastNumber, builtAs});
   }
   void AddUnshared(std::int64_t id, std::type_index type, cls_BuildFault whyNot) {
+    KeepUndone(id);
     m_Entries.insert_or_assign(id, Entry{type, nullptr, whyNot, ++m_LastNumber, cls_BuiltAs::Unchecked});
   }
   /// Forgets an object whose construction failed, and those begun after it, which may lead back to it.
@@ -87,7 +90,7 @@ class cls_LoadedObjects {
     ForgetUnlessKept();
   }
   /// The numbers from `firstId` on were given out in work that is now undone. The scope keeps their objects
-  /// alive, but Find no longer returns them.
+  /// alive, but Find no longer returns them. That holds also when another object gets the number.
   void Undo(std::int64_t firstId) noexcept {
     for (auto& [id, entry] : m_Entries)
       if (id >= firstId) entry.m_IsUndone = true;
@@ -98,7 +101,15 @@ class cls_LoadedObjects {
     std::erase_if(m_Entries, [first](auto const& entry) { return entry.second.m_Number >= first; });
   }
   void ForgetUnlessKept() noexcept {
-    if (m_Loads == 0 && m_Scopes == 0) m_Entries.clear();
+    if (m_Loads > 0 || m_Scopes > 0) return;
+    m_Entries.clear();
+    m_Undone.clear();
+  }
+  /// Call before another object gets the number.
+  void KeepUndone(std::int64_t id) {
+    auto const found = m_Entries.find(id);
+    if (found != m_Entries.end() && found->second.m_IsUndone && found->second.m_Object != nullptr)
+      m_Undone.push_back(found->second.m_Object);
   }
 
   int m_Loads = 0;
@@ -106,6 +117,7 @@ class cls_LoadedObjects {
   std::int64_t m_LastNumber = 0;
   std::int64_t m_FirstOfLoad = 1; // the number of the first object of the outermost load
   std::unordered_map<std::int64_t, Entry> m_Entries;
+  std::vector<std::shared_ptr<void>> m_Undone; // of numbers that other objects have now
 };
 
 /// One load, from its constructor to its destructor. Call Complete when it has succeeded; otherwise its

@@ -92,6 +92,25 @@ TEST_F(LoadedObjects, UndoneNumbersAreNotFoundAndStayAlive) {
   EXPECT_TRUE(Has(2));
 }
 
+TEST_F(LoadedObjects, UndoneObjectStaysAliveInItsScopeWhenAnotherGetsItsNumber) {
+  m_Loaded.EnterScope();
+  Add(2);
+  Add(3);
+  std::weak_ptr<void> const shared = m_Loaded.Find(2)->m_Object;
+  std::weak_ptr<void> const other = m_Loaded.Find(3)->m_Object;
+  m_Loaded.Undo(2);
+  {
+    cls_OneLoad load(m_Loaded);
+    Add(2);
+    m_Loaded.AddUnshared(3, typeid(int), cls_BuildFault::HasOneOwner);
+    load.Complete();
+  }
+  EXPECT_NE(m_Loaded.Find(2)->m_Object, shared.lock());
+  EXPECT_FALSE(shared.expired() || other.expired());
+  m_Loaded.LeaveScope();
+  EXPECT_TRUE(shared.expired() && other.expired());
+}
+
 TEST_F(LoadedObjects, UnsharedEntrySaysWhy) {
   cls_OneLoad const load(m_Loaded);
   m_Loaded.AddUnshared(4, typeid(int), cls_BuildFault::IsUnfinished);

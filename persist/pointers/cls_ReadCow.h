@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "persist/pointers/cls_Pointers.h"
 #include "platform/cow/cow_COW.h"
 
@@ -29,7 +31,9 @@ template <class T, class Policy>
     return *std::static_pointer_cast<Cow>(found);
   stored.HoldUnfinished(typeid(Cow));
   try {
-    auto const holder = std::make_shared<Cow>(cls_Construct<T>(stored).release());
+    std::unique_ptr<T> payload = cls_Construct<T>(stored);
+    auto const holder = std::make_shared<Cow>();
+    *holder = Cow(payload.release()); // deletes the payload if it throws
     stored.HoldShared(typeid(Cow), holder, cls_BuiltAs::Unchecked);
     return *holder;
   } catch (...) {

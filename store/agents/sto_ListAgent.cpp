@@ -297,10 +297,7 @@ template <class T> void sto_ListAgent<T>::KeepInMemory(cls_ArrayPrim<T> const& a
 
 template <class T> void sto_ListAgent<T>::CheckInMemory(cls_ArrayPrim<T> const& array) const {
   if constexpr (IsArrayElement) {
-    std::int64_t missing = 0; // the first block that is not in memory; blocks come in ascending order
-    cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
-    for (iter.First(); iter.IsDone() == 0 && iter.CurrentKey() == missing; iter.Next())
-      missing += Layout::BlockSize;
+    int const missing = array.FirstMissing();
     if (missing < array.Size())
       Session().Raise(sto_ErrorKind::Misuse,
                       Describe() + " cannot be stored: elements are not in memory. Its array has " +

@@ -58,6 +58,7 @@ template <class T> class StoredList {
   bool m_ReadOnly = false;
   int m_FailingWrites = 0;        ///< the next so many writes throw BackEndFailure and store nothing
   std::function<void()> m_AtRead; ///< called at the start of each read; may throw
+  std::string m_FailingCall;      ///< the next call of this operation throws BackEndFailure
 
   // --- Accounting.
   bool m_KeepsCalls = true;
@@ -145,6 +146,9 @@ template <class T> class StoredListAgent : public cls_AgentListPrim<T> {
  private:
   void Note(char const* call) {
     if (m_List.m_KeepsCalls) m_List.m_Calls.emplace_back(call);
+    if (m_List.m_FailingCall != call) return;
+    m_List.m_FailingCall.clear();
+    throw BackEndFailure(call);
   }
   void NoteRun(char const* operation, int firstIndex, int count) {
     if (m_List.m_KeepsCalls)
