@@ -173,6 +173,11 @@ template <class T> Received<T> Receive(T* object) {
   return Received<T>(object);
 }
 
+/// Expects that a builder or a cursor says that its receiver deletes it: the value wrappers do so unasked.
+template <class T> void ExpectNotKept(T const& made) {
+  EXPECT_TRUE(made.NeedsDeletion()) << "a back end does not keep builders and cursors";
+}
+
 /// The memento of a visitor.
 inline cls_MementoRead& MementoOf(cls_ReadVisitor const& visitor) {
   if (visitor.Memento() == nullptr) throw std::runtime_error("the visitor has no memento");
