@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "tests/contract/memory/HostileAgents.h"
 #include "tests/contract/memory/HostileCollections.h"
@@ -75,6 +76,16 @@ template <class T> T Wrap(T result) {
   return result;
 }
 
+/// What an operation that writes a field gets when it is wrong.
+template <class T>
+std::tuple<cls_FieldHandle, T> WrongArguments(cls_FieldHandle const& field, T const& value) {
+  return {field, WrongOf(value)};
+}
+std::tuple<cls_FieldHandle, void const*, int> WrongArguments(cls_FieldHandle const& field, void const* bytes,
+                                                             int sizeBytes) {
+  return {field, bytes, sizeBytes - 1};
+}
+
 /// Passes the operations of a memento on to another one, which is not owned if it belongs to the caller.
 template <class Interface> class Handling {
  public:
@@ -83,12 +94,19 @@ template <class Interface> class Handling {
 
   template <class Operation, class... Args>
   auto Handle(char const* operation, Operation member, Args const&... args) const {
-    return Do(m_Name, operation, [&] {
-      if constexpr (std::is_void_v<decltype((m_Target->*member)(args...))>)
+    constexpr bool IsVoid = std::is_void_v<decltype((m_Target->*member)(args...))>;
+    auto const act = [&] {
+      if constexpr (IsVoid)
         (m_Target->*member)(args...);
       else
         return Wrap((m_Target->*member)(args...));
-    });
+    };
+    if constexpr (IsVoid && requires { WrongArguments(args...); })
+      return Do(m_Name, operation, act, [&] {
+        std::apply([&](auto const&... wrong) { (m_Target->*member)(wrong...); }, WrongArguments(args...));
+      });
+    else
+      return Do(m_Name, operation, act);
   }
 
  protected:
@@ -102,14 +120,15 @@ template <class Interface> class Handling {
 class HostileWriter : public MementoWriteSlots<HostileWriter>, public Handling<cls_MementoWrite> {
  public:
   explicit HostileWriter(cls_MementoWrite* target, bool isOwned = true)
-      : Handling("write", target, isOwned) {}
+      : Handling("cls_MementoWrite", target, isOwned) {}
 };
 
 class HostileReader : public MementoReadSlots<HostileReader>, public Handling<cls_MementoRead> {
  public:
-  explicit HostileReader(cls_MementoRead* target, bool isOwned = true) : Handling("read", target, isOwned) {}
+  explicit HostileReader(cls_MementoRead* target, bool isOwned = true)
+      : Handling("cls_MementoRead", target, isOwned) {}
   cls_Uid const& HandleGetUid() const {
-    Fault const fault = FaultOf("read", "GetUid");
+    Fault const fault = FaultOf("cls_MementoRead", "GetUid");
     if (fault == Fault::Raise) RaiseBroken();
     if (fault == Fault::None) return m_Target->GetUid();
     m_Wrong = std::make_unique<cls_Uid>();

@@ -21,7 +21,7 @@ enum class Fault {
   Raise,   ///< it raises an exception
 };
 
-/// The fault of an operation: "write", "MakeBaseWriteObj" and so on.
+/// The fault of an operation: "cls_MementoWrite", "MakeBaseWriteObj" and so on.
 inline Fault FaultOf(std::string_view interface, std::string_view operation) {
   static char const* const variable = std::getenv("KVL_CONTRACT_FAULT"); // NOLINT: one thread
   static std::string const given = variable == nullptr ? "" : variable;
