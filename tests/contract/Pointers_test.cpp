@@ -28,7 +28,7 @@ class ContractPointers : public ContractTest {
  protected:
   ~ContractPointers() override { Node::s_FailsAt = Node::FailsNowhere; }
 
-  /// Writes two objects behind pointers, null for none, into the fields First and Second.
+  /// Writes two objects behind pointers into the fields First and Second; a null pointer writes nothing.
   template <class T, class U = T> void WriteTwo(T const* first, U const* second = nullptr) {
     Write([=](cls_WriteVisitor const& visitor) {
       WritePointer(visitor, First(), first);
