@@ -22,5 +22,6 @@ set(KVL_CONTRACT_SOURCES
   tests/contract/ObjectCollections_test.cpp
   tests/contract/Objects_test.cpp
   tests/contract/Overwrite_test.cpp
+  tests/contract/Pointers_test.cpp
   tests/contract/Scalars_test.cpp
   tests/contract/Shared_test.cpp)

@@ -1,12 +1,23 @@
-# Writes the contract suite for programs that use the installed package:
+# Writes the contract suite for programs that use the package, or the tree as a subdirectory:
 #
 #   cmake -D ROOT=<tree> -D OUTPUT=<folder> -P WriteContract.cmake
 #
 # Its sources and the headers that they include from tests/ keep their paths, below OUTPUT, and include each other in
-# quotes. Headers of the library are included as <kvlpersist/...>. OUTPUT/sources.txt lists the sources.
+# quotes. Headers of the library are included as <kvlpersist/...>. OUTPUT/sources.txt lists the sources, and
+# OUTPUT/files.txt all files. Files that are right already are left alone, so that nothing is compiled again for them.
 cmake_minimum_required(VERSION 3.25)
 
 include("${ROOT}/cmake/KvlContract.cmake")
+function(write_file path text)
+  if(EXISTS "${path}")
+    file(READ "${path}" written)
+    if(written STREQUAL text)
+      return()
+    endif()
+  endif()
+  file(WRITE "${path}" "${text}")
+endfunction()
+
 set(files ${KVL_CONTRACT_SOURCES})
 set(todo ${files})
 while(todo)
@@ -25,7 +36,9 @@ foreach(file IN LISTS files)
   file(READ "${ROOT}/${file}" text)
   string(REGEX REPLACE "(^|\n)#include \"([^\"\n]+)\"" "\\1#include <kvlpersist/\\2>" text "${text}")
   string(REGEX REPLACE "#include <kvlpersist/(tests/[^>\n]+)>" "#include \"\\1\"" text "${text}")
-  file(WRITE "${OUTPUT}/${file}" "${text}")
+  write_file("${OUTPUT}/${file}" "${text}")
 endforeach()
 list(JOIN KVL_CONTRACT_SOURCES "\n" sources)
-file(WRITE "${OUTPUT}/sources.txt" "${sources}\n")
+write_file("${OUTPUT}/sources.txt" "${sources}\n")
+list(JOIN files "\n" files)
+write_file("${OUTPUT}/files.txt" "${files}\n")

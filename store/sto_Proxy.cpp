@@ -1,8 +1,11 @@
 #include "store/sto_Proxy.h"
 
+#include <cstdio>
+
+#include "persist/pointers/cls_StoredObject.h"
+#include "store/base/sto_Exception.h"
 #include "store/graph/sto_AgentProxy.h"
 #include "store/graph/sto_BranchCopy.h"
-#include "store/objects/sto_MementoRead.h"
 #include "store/session/sto_OwnTransaction.h"
 
 namespace {
@@ -25,6 +28,17 @@ std::int64_t FindRoot(sto_Session& session, std::string_view name) {
     session.Raise(sto_ErrorKind::Damaged,
                   "Object " + std::to_string(*id) + ", which is root " + root + ", is missing.");
   return *id;
+}
+
+/// Refuses a memento that reads no object of a store. An empty proxy would copy nothing, and only the result
+/// of CopyBranch would say so.
+[[noreturn]] void RaiseForeign(cls_MementoRead& memento) {
+  char classId[16];
+  std::snprintf(classId, sizeof classId, "0x%X", memento.ClassId());
+  sto_Raise(sto_ErrorKind::Misuse, "A proxy is made of an object of a store only. This object, of class " +
+                                       std::string(classId) + ", is read from " +
+                                       std::string(memento.DbId().View()) +
+                                       " through a memento that leads to no store.");
 }
 
 /// Copies a root in a save of its own. If the source's transaction begins here, it ends before the save does.
@@ -54,9 +68,13 @@ cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store, std::string_view 
 }
 
 cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor) {
-  auto const* const memento = dynamic_cast<sto_MementoRead const*>(visitor.Memento());
-  if (memento == nullptr || memento->Id() == 0) return {};
-  return cow_CountedHld<cls_AgentProxy>(new sto_AgentProxy(memento->Session(), memento->Id()));
+  if (visitor.Memento() == nullptr) return {};
+  cls_StoredObject* const object = cls_StoredObject::Of(visitor.Memento());
+  cls_StoredObject::Place const place = object == nullptr ? cls_StoredObject::Place() : object->StoredAt();
+  auto* const session = dynamic_cast<sto_Session*>(place.m_Source);
+  if (session == nullptr) RaiseForeign(*visitor.Memento());
+  if (place.m_Id == 0) return {};
+  return cow_CountedHld<cls_AgentProxy>(new sto_AgentProxy(*session, place.m_Id));
 }
 
 void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName) {

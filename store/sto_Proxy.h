@@ -38,9 +38,10 @@
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store,
                                                                       std::string_view root);
 
-/// Makes a proxy of the object that a visitor reads; empty if the visitor is not reading an object of a
-/// store. The caller owns it. A proxy keeps no transaction open and may outlive the load; after its store is
-/// closed its transfers raise Unavailable.
+/// Makes a proxy of the object that a visitor reads; empty if that object is absent, or the visitor has no
+/// memento. The visitor may read through mementos that pass on to the store's (cls_ForwardedObject). The
+/// caller owns the proxy. It keeps no transaction open and may outlive the load; after its store is closed
+/// its transfers raise Unavailable. Errors: Misuse if the visitor reads from another back end than a store.
 [[nodiscard]] KVL_EXPORT cow_CountedHld<cls_AgentProxy> sto_MakeProxy(cls_ReadVisitor const& visitor);
 
 /// Copies the object under root `name`, with everything it leads to, and names the copy `newName` in another

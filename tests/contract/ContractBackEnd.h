@@ -67,6 +67,10 @@ struct ContractAbilities {
   bool m_HasTransactions = false;
   /// MakeProxy, and CopyBranch copies what such a proxy represents, also from another storage.
   bool m_MakesProxies = false;
+  /// Its reading mementos derive from cls_StoredObject, and Load is a cls_OneLoad that builds the root with
+  /// cls_ConstructRoot<Scripted>. The error about an object behind a pointer is WrongClass if its class is not
+  /// the one that is asked for, and names both; it is Misuse for all other faults.
+  bool m_OffersStoredObjects = false;
 
   // Where it may choose.
 

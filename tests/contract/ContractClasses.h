@@ -7,10 +7,11 @@
 #include <vector>
 
 #include "metadata/cls_CollectionType.h"
+#include "tests/contract/ContractPointers.h"
 #include "tests/support/PersistedClasses.h"
 
-// The classes of the contract tests: Scripted with attributes of every kind, Node for graphs, and three
-// levels of inheritance. Also numbered sample values of every type that a back end keeps.
+// The classes of the contract tests: Scripted with attributes of every kind, GraphNode for graphs, three
+// levels of inheritance, and those of ContractPointers.h. Also numbered sample values of every type that a back end keeps.
 
 /// The name of a type in attributes: "m_Int", "m_ListInt" ...
 template <class T> inline constexpr char const* ContractTypeName = nullptr;
@@ -123,12 +124,16 @@ inline void DeclareGraphNode(cls_ClassRegistrar& registrar) {
     node.AddAttribute(cls_FieldHandle(number++, cow_String(name)), ATTR_OBJECT, 1, COLLECTION_NONE);
 }
 
+inline void DeclareContractClasses(cls_ClassRegistrar& registrar, PointerClassVersions versions = {}) {
+  DeclareContractScripted(registrar);
+  DeclareGraphNode(registrar);
+  DeclareLevels(registrar, 4, 7, 2);
+  DeclarePointerClasses(registrar, versions);
+}
 inline cls_ClassRegistrar const& ContractClasses() {
   static cls_ClassRegistrar const& registrar = [&]() -> cls_ClassRegistrar const& {
     static cls_ClassRegistrar classes;
-    DeclareContractScripted(classes);
-    DeclareGraphNode(classes);
-    DeclareLevels(classes, 4, 7, 2);
+    DeclareContractClasses(classes);
     return classes;
   }();
   return registrar;

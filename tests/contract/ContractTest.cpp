@@ -55,7 +55,7 @@ ContractTest::~ContractTest() {
 
 std::unique_ptr<ContractSession> ContractTest::Open(std::string const& storage, ContractMode mode) {
   std::unique_ptr<ContractSession> session;
-  Noting([&] { session = m_BackEnd->Open(storage, mode, ContractClasses()); });
+  Noting([&] { session = m_BackEnd->Open(storage, mode, *m_Classes); });
   if (session == nullptr) throw std::runtime_error("the back end opens no session");
   return session;
 }
@@ -75,6 +75,11 @@ void ContractTest::Step() {
 void ContractTest::Reopen(ContractMode mode) {
   EndSession();
   m_NextMode = mode;
+}
+
+void ContractTest::ReopenWith(cls_ClassRegistrar const& registrar) {
+  Reopen();
+  m_Classes = &registrar;
 }
 
 void ContractTest::ReopenIfPossible() {

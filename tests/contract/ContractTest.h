@@ -43,6 +43,8 @@ class ContractTest : public testing::TestWithParam<ContractSetting> {
   /// Ends the session in every setting. What the test uses next opens the storage in the given mode.
   /// REQUIRES: m_Reopens.
   void Reopen(ContractMode mode = ContractMode::ReadWrite);
+  /// The same with other classes, in all sessions from now on. They must outlive the test.
+  void ReopenWith(cls_ClassRegistrar const& registrar);
   /// The same if the back end can, so that a read sees what is stored.
   void ReopenIfPossible();
   /// Ends the session; the test uses no other.
@@ -112,6 +114,7 @@ class ContractTest : public testing::TestWithParam<ContractSetting> {
   ContractAbilities m_Abilities;
   std::unique_ptr<ContractSession> m_Session;
   std::set<std::string, std::less<>> m_Written;
+  cls_ClassRegistrar const* m_Classes = &ContractClasses();
   ContractMode m_NextMode = ContractMode::Create;
   std::string m_LastRaised;
 };
@@ -168,6 +171,11 @@ template <class T> using Received = std::unique_ptr<T, ContractDelete>;
 template <class T> Received<T> Receive(T* object) {
   if (object == nullptr) throw std::runtime_error("the back end returned a null pointer");
   return Received<T>(object);
+}
+
+/// Expects that a builder or a cursor says that its receiver deletes it: the value wrappers do so unasked.
+template <class T> void ExpectNotKept(T const& made) {
+  EXPECT_TRUE(made.NeedsDeletion()) << "a back end does not keep builders and cursors";
 }
 
 /// The memento of a visitor.

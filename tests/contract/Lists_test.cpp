@@ -20,6 +20,7 @@ template <class T> Received<cls_ReadListPrim<T>> ListCursor(cls_MementoRead& mem
 template <class T> void WriteElements(cls_WriteVisitor const& visitor, int count, int width = 1) {
   WriteCollectionOf<T>(visitor, ListKind, [=](cls_MementoWrite& memento) {
     auto const builder = ListBuilder<T>(memento, width);
+    ExpectNotKept(*builder);
     for (int i = 0; i < count; ++i) builder->Append(SampleOf<T>(i));
   });
 }
@@ -27,6 +28,7 @@ template <class T> void WriteElements(cls_WriteVisitor const& visitor, int count
 template <class T> void ExpectElements(cls_ReadVisitor const& visitor, int count) {
   cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>("List"));
   auto const cursor = ListCursor<T>(*child.Memento());
+  ExpectNotKept(*cursor);
   ASSERT_EQ(cursor->Count(), count);
   for (int i = 0; i < count; ++i) {
     ASSERT_NE(cursor->More(), 0) << i;

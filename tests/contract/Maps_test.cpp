@@ -49,6 +49,7 @@ struct StringKeys {
 template <class Keys, class T> void WriteEntries(cls_WriteVisitor const& visitor, int count) {
   WriteCollectionOf<T>(visitor, Keys::Kind, [=](cls_MementoWrite& memento) {
     auto const builder = Keys::template Builder<T>(memento);
+    ExpectNotKept(*builder);
     for (int i = 0; i < count; ++i) builder->Insert(Keys::At(i), SampleOf<T>(i));
   });
 }
@@ -56,6 +57,7 @@ template <class Keys, class T> void WriteEntries(cls_WriteVisitor const& visitor
 template <class Keys, class T> void ExpectEntries(cls_ReadVisitor const& visitor, int count) {
   cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<T>(Keys::Kind.m_Name));
   auto const cursor = Keys::template Cursor<T>(*child.Memento());
+  ExpectNotKept(*cursor);
   ASSERT_EQ(cursor->Count(), count);
   for (int i = 0; i < count; ++i) {
     ASSERT_NE(cursor->More(), 0) << i;

@@ -240,8 +240,9 @@ template <class K> std::unique_ptr<MapHolder<K>> StoredMap(cls_ReadVisitor const
 template <class K> std::map<K, int> EntriesOf(MapHolder<K> const& agent) {
   std::map<K, int> entries;
   K key{};
+  int steps = 0;
   for (bool isThere = agent->FirstKey(key); isThere; isThere = agent->NextKey(key)) {
-    if (entries.size() > 10) throw std::runtime_error("the walk over the keys does not end");
+    if (++steps > 10) throw std::runtime_error("the walk over the keys does not end");
     entries[key] = NumberOf(agent->MakeReadObj(key));
   }
   return entries;
@@ -397,6 +398,34 @@ TEST_P(ContractObjectAgents, AMapAgentReportsItsSizeHintAndWhetherItIsWritable) 
     EXPECT_TRUE((*agent)->ReadOnly());
     MessageOf(ContractError::ReadOnly, [&] { (*agent)->Clear(); });
     EXPECT_EQ(EntriesOf(*agent), FirstEntries<K>(2));
+  });
+}
+
+TEST_P(ContractObjectAgents, AgentsCountTheirReferences) {
+  COVERS(cls_AgentListObj, 0, 9, 10, 11);
+  COVERS(cls_AgentMapKey2Obj, 0, 7, 8, 9);
+  Write([&](cls_WriteVisitor const& visitor) {
+    WriteList(visitor, m_Kept, 2);
+    WriteMaps(visitor, m_Kept, 2);
+  });
+  auto const expect = []<class Agent>(Agent* made) {
+    std::unique_ptr<Agent> const agent(made);
+    ASSERT_NE(agent, nullptr);
+    EXPECT_FALSE(agent->StillReferenced());
+    agent->AddReference();
+    agent->AddReference();
+    EXPECT_TRUE(agent->StillReferenced());
+    agent->DropReference();
+    EXPECT_TRUE(agent->StillReferenced());
+    agent->DropReference();
+    EXPECT_FALSE(agent->StillReferenced());
+  };
+  Read([&](cls_ReadVisitor const& visitor) {
+    expect(ObjectIn(visitor, FieldOf(ListObjKind.m_Name)).Memento()->MakeAgentListObj());
+    ForKeyTypes([&]<class K>(std::type_identity<K>) {
+      K tag{};
+      expect(ObjectIn(visitor, FieldOf(Keys<K>::Kind.m_Name)).Memento()->MakeAgentMapKey2Obj(&tag));
+    });
   });
 }
 

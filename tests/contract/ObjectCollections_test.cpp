@@ -18,6 +18,7 @@ constexpr unsigned int ElementId = Scripted::TypeId();
 
 void FillList(cls_WriteListObj* list, int count) {
   auto const builder = Receive(list);
+  ExpectNotKept(*builder);
   for (int i = 0; i < count; ++i) {
     EXPECT_EQ(builder->Count(), i);
     WriteNumber(builder->MakeWriteObj(ElementId, cls_Uid()), i * 10);
@@ -27,6 +28,7 @@ void FillList(cls_WriteListObj* list, int count) {
 
 void ExpectList(cls_ReadListObj* list, int count) {
   auto const cursor = Receive(list);
+  ExpectNotKept(*cursor);
   ASSERT_EQ(cursor->Count(), count);
   for (int i = 0; i < count; ++i) {
     ASSERT_NE(cursor->More(), 0);
@@ -110,6 +112,26 @@ TEST_P(ContractObjectCollections, AListElementIsWrittenWithItsObjectOrByAVisitor
   });
 }
 
+TEST_P(ContractObjectCollections, AListElementThatIsWrittenWithItsObjectHasItsIdentity) {
+  COVERS(cls_WriteListObj, 3);
+  Write([](cls_WriteVisitor const& visitor) {
+    cls_MementoWrite& memento = *visitor.Memento();
+    auto const builder = Receive(memento.MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), cls_Uid()));
+    cls_Uid const uid;
+    int const object = 0;
+    WriteNumber(builder->MakeWriteObjWithPtr(ElementId, uid, &object), 4);
+    EXPECT_EQ(builder->MakeWriteObjWithPtr(ElementId, uid, &object), nullptr) << "it is written already";
+    EXPECT_EQ(memento.MakeFieldWriteObj(FieldOf("Object"), ElementId, uid, &object), nullptr);
+  });
+  Read([](cls_ReadVisitor const& visitor) {
+    cls_ReadVisitor const object = ObjectIn(visitor, FieldOf("Object"));
+    EXPECT_EQ(object.Read(FieldFor<int>(), -1), 4);
+    auto const cursor = Receive(visitor.Memento()->MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
+    ASSERT_EQ(cursor->Count(), 2);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(Receive(cursor->At(i))->GetUid().Entry(), object.GetUid().Entry());
+  });
+}
+
 TEST_P(ContractObjectCollections, AnObjectThatIsWrittenAlreadyIsSharedByTheElements) {
   COVERS(cls_MementoRead, 3);
   COVERS(cls_WriteListObj, 2, 4);
@@ -170,6 +192,7 @@ cow_String StringKeyAt(int i) {
 
 template <class Builder, class KeyAt> void FillMap(Builder* map, int count, KeyAt keyAt) {
   auto const builder = Receive(map);
+  ExpectNotKept(*builder);
   for (int i = 0; i < count; ++i) {
     EXPECT_EQ(builder->Count(), i);
     WriteNumber(builder->MakeWriteObj(keyAt(i), ElementId, cls_Uid()), i * 10);
@@ -179,6 +202,7 @@ template <class Builder, class KeyAt> void FillMap(Builder* map, int count, KeyA
 
 template <class Cursor, class KeyAt> void ExpectMap(Cursor* map, int count, KeyAt keyAt) {
   auto const cursor = Receive(map);
+  ExpectNotKept(*cursor);
   ASSERT_EQ(cursor->Count(), count);
   for (int i = 0; i < count; ++i) {
     ASSERT_NE(cursor->More(), 0) << i;

@@ -1,3 +1,5 @@
+#include "persist/pointers/cls_RegistrarSource.h"
+#include "store/sto_Proxy.h"
 #include "store/sto_ReadCow.h"
 #include "tests/support/backend/PassingMemento.h"
 #include "tests/support/store/StoreTest.h"
@@ -80,6 +82,64 @@ TEST_F(StoreForwardedPointers, OneObjectAsTwoTypesIsRefused) {
     static_cast<void>(sto_ReadCow<Node, cow_Direct<Node>>(visitor, m_Two));
   });
   EXPECT_TRUE(Contains(message, "is loaded as two different types.")) << message;
+}
+
+TEST_F(StoreForwardedPointers, ProxyIsOfTheObjectThatThePassingMementosLeadTo) {
+  sto_Store store = Open();
+  cow_CountedHld<cls_AgentProxy> proxy;
+  Load(store, true, [&](cls_ReadVisitor const& visitor) {
+    proxy = sto_MakeProxy(cls_ReadVisitor(visitor, m_One));
+    EXPECT_NE(sto_MakeProxy(visitor).Ptr(), nullptr);
+    EXPECT_EQ(sto_MakeProxy(cls_ReadVisitor(visitor, cls_FieldHandle("m_Absent"_cow))).Ptr(), nullptr);
+  });
+  SaveFields(
+      store,
+      [&](cls_WriteVisitor const& visitor) {
+        EXPECT_TRUE(visitor.Memento()->CopyBranch(proxy.Ptr(), m_One));
+      },
+      "copy");
+  static_cast<void>(LoadFields(
+      store,
+      [this](cls_ReadVisitor const& visitor) {
+        std::shared_ptr<Node> const copy = sto_ReadShared<Node>(visitor, m_One);
+        EXPECT_EQ(copy->m_Value, 1);
+        EXPECT_EQ(copy->m_Left, copy->m_Right);
+      },
+      "copy"));
+}
+
+/// A memento that says nothing of pointers.
+struct SilentRoot : ForwardingMementoRead {
+  using ForwardingMementoRead::ForwardingMementoRead;
+  bool NeedsDeletion() const override { return false; }
+};
+
+/// A memento of another back end.
+struct ForeignSource : cls_RegistrarSource {
+  using cls_RegistrarSource::cls_RegistrarSource;
+  void RaiseNotBuilt(cls_BuildFailure const&) const override { std::abort(); }
+};
+struct ForeignRoot : SilentRoot, cls_StoredObject {
+  ForeignRoot(cls_MementoRead& target, ForeignSource& source) : SilentRoot(target), m_Source(source) {}
+  Place StoredAt() noexcept override { return {&m_Source, 1}; }
+  ForeignSource& m_Source;
+};
+
+TEST_F(StoreForwardedPointers, ProxyOfAnObjectOfAnotherBackEndIsRefused) {
+  sto_Store store = Open();
+  Load(store, false, [&](cls_ReadVisitor const& visitor) {
+    cls_ClassRegistrar const noClasses;
+    ForeignSource source(noClasses);
+    SilentRoot silent(*visitor.Memento());
+    ForeignRoot foreign(*visitor.Memento(), source);
+    for (cls_MementoRead* const memento :
+         {static_cast<cls_MementoRead*>(&silent), static_cast<cls_MementoRead*>(&foreign)}) {
+      std::string const message = MessageOf(
+          sto_ErrorKind::Misuse, [&] { static_cast<void>(sto_MakeProxy(cls_ReadVisitor(memento))); });
+      EXPECT_TRUE(Contains(message, "A proxy is made of an object of a store only. This object, of class 0x"))
+          << message;
+    }
+  });
 }
 
 } // namespace

@@ -175,6 +175,12 @@ class Includes(TreeTest):
         self.assert_finding(tidy.check_includes, files, "tests/consumer/main.cpp:1:", "a user's program")
         self.assert_clean(tidy.check_includes, files | {"tests/consumer/store/s.h": HEADER})
 
+    def test_a_users_program_includes_the_entry_of_the_contract_suite_only(self) -> None:
+        program = "tests/consumer/settings.cpp"
+        self.assert_clean(tidy.check_includes, {program: '#include "tests/contract/ContractBackEnd.h"\n'})
+        files = {"tests/contract/ContractTest.h": HEADER, program: '#include "tests/contract/ContractTest.h"\n'}
+        self.assert_finding(tidy.check_includes, files, program + ":1:", "a user's program")
+
     def test_headers_of_others_stand_in_angle_brackets(self) -> None:
         self.assert_clean(tidy.check_includes, {"persist/p.h": HEADER + "#  include <vector> // for a list\n"})
 

@@ -8,11 +8,11 @@
 
 /// The reading memento of a back end that passes everything on to another one: what it reads is read through
 /// mementos of its own, down to the last object. It owns the memento that it passes on to, if that needs
-/// deletion.
+/// deletion; unless `isOwner` is false, for a memento that a visitor has.
 class PassingMemento final : public ForwardingMementoRead, public cls_ForwardedObject {
  public:
-  explicit PassingMemento(cls_MementoRead* target)
-      : ForwardingMementoRead(*target), cls_ForwardedObject(target), m_Owned(target) {}
+  explicit PassingMemento(cls_MementoRead* target, bool isOwner = true)
+      : ForwardingMementoRead(*target), cls_ForwardedObject(target), m_Owned(isOwner ? target : nullptr) {}
 
   bool NeedsDeletion() const override { return true; }
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) override {
