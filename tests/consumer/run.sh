@@ -47,14 +47,17 @@ configure -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/pre
 cmake --build "$work/bolts/build"
 (cd "$work/bolts" && build/bolts && build/bolts)
 
-# The installed contract suite over the back end of docs/back-end.md.
-mkdir -p "$work/contract/tests/contract"
-cp -r "$here/../contract/memory" "$work/contract/tests/contract/"
-python3 -B "$here/../documents/blocks.py" extract "$work/contract" >"$work/blocks.log"
-configure -S "$here/contract" -B "$work/contract/build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_PREFIX_PATH="$work/prefix" \
-  -DBACK_END="$work/contract/tests/contract/memory/MemoryContract.cpp" -DINCLUDES="$work/contract"
+# The installed contract suite over the back end of examples/backend-jsonl, as docs/back-end.md builds it.
+mkdir "$work/contract"
+cp "$here"/../../examples/backend-jsonl/jsl_*.{h,cpp} "$here/../contract/jsonl/JsonlContract.cpp" "$work/contract"
+rm "$work/contract/"*_test.cpp "$work/contract/jsl_main.cpp"
+sed -i -E 's|^#include "([a-z].*)"|#include <kvlpersist/\1>|
+  s|<kvlpersist/examples/backend-jsonl/(.*)>|"\1"|; s|<kvlpersist/(tests/.*)>|"\1"|' "$work/contract/"*
+awk '/^```cmake$/ { on = 1; next } /^```$/ { on = 0 } on' "$here/../../docs/back-end.md" \
+  >"$work/contract/CMakeLists.txt"
+configure -S "$work/contract" -B "$work/contract/build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_PREFIX_PATH="$work/prefix"
 cmake --build "$work/contract/build" --parallel 2
-"$work/contract/build/back_end_contract" --gtest_brief=1
+"$work/contract/build/my_contract" --gtest_brief=1
 
 # The checkout as a subdirectory of a project: <kvlpersist/...> is found, and the tree's own folders are not.
 configure -S "$here" -B "$work/subproject" -DKVL_SOURCE="$here/../.."
