@@ -12,8 +12,9 @@ class JsonlSession : public ContractSession {
 
   void Save(std::string const& root, Scripted const& object) override { m_Session.Save(root, object); }
   void Load(std::string const& root, Scripted::ReadFields const& read) override {
-    cls_ReadVisitor const visitor(m_Session.MakeReader(root));
-    read(visitor);
+    cls_OneLoad load(m_Session.Loaded());
+    read(cls_ReadVisitor(m_Session.MakeReader(root)));
+    load.Complete();
   }
   std::int64_t ObjectCount() override {
     return std::ranges::count_if(m_Session.Lines(),

@@ -56,7 +56,7 @@ class MemoryReader : public cls_TypedMementoRead<MemoryReader> {
 
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override {
     if (m_Object == nullptr) return;
-    auto const stored = ThisPart().m_Types.find(KeyOf(cls_FieldHandle(name)));
+    auto const stored = ThisPart().m_Types.find(cls_FieldHandle(name).Key());
     if (stored != ThisPart().m_Types.end() && !cls_CollectionsMatch(stored->second, type))
       Raise("Attribute " + stored->first + " is stored as collection type " + std::to_string(stored->second) +
             " and cannot be read as " + std::to_string(type) + ".");
@@ -85,12 +85,12 @@ class MemoryReader : public cls_TypedMementoRead<MemoryReader> {
   Part const& ThisPart() const { return m_Object->m_Parts[m_PartNumber]; }
   Value const* Find(cls_FieldHandle const& field) const {
     if (m_Object == nullptr) return nullptr;
-    auto const found = ThisPart().m_Fields.find(KeyOf(field));
+    auto const found = ThisPart().m_Fields.find(field.Key());
     return found == ThisPart().m_Fields.end() ? nullptr : &found->second;
   }
   template <class T> T const& Get(cls_FieldHandle const& field, Value const& value) const {
     if (T const* const held = std::get_if<T>(&value)) return *held;
-    Raise("Attribute " + KeyOf(field) + " of an object of class " + std::to_string(ClassId()) +
+    Raise("Attribute " + field.Key() + " of an object of class " + std::to_string(ClassId()) +
           " is stored with another type.");
   }
   template <class C> std::shared_ptr<C> Collection() const {

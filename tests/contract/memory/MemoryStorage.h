@@ -53,10 +53,6 @@ class MemoryStorage {
       std::make_shared<cls_Holders<>>(); // agents may outlive the storage
 };
 
-inline bool IsCollection(unsigned int classId) {
-  return classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId;
-}
-
 class MemoryWriter;
 
 // One save, shared by its mementos.

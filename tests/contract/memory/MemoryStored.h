@@ -55,11 +55,6 @@ struct Stored {
   }
 };
 
-// Field names are the keys; a field without name has its number.
-inline std::string KeyOf(cls_FieldHandle const& field) {
-  return field.Name().IsEmpty() ? "#" + std::to_string(field.FieldId()) : std::string(field.Name().View());
-}
-
 [[noreturn]] inline void Raise(std::string const& text) {
   nex_TextException(atr_String(text.c_str())).Throw("memory", 0);
 }

@@ -9,7 +9,7 @@ class MemoryWriter : public cls_TypedMementoWrite<MemoryWriter> {
       : m_Pass(std::move(pass)), m_Object(object), m_Part(part) {}
 
   int FieldIsPresent(cls_FieldHandle const& field) const override {
-    return ThisPart().m_Fields.contains(KeyOf(field)) ? 1 : 0;
+    return ThisPart().m_Fields.contains(field.Key()) ? 1 : 0;
   }
   cls_MementoWrite* MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid,
                                       void const*) override {
@@ -46,7 +46,7 @@ class MemoryWriter : public cls_TypedMementoWrite<MemoryWriter> {
   cls_AgentBlob* MakeAgentBlob() override { return new BlobAgent(m_Object.Restart<Bytes>(), true); }
 
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override {
-    ThisPart().m_Types[KeyOf(cls_FieldHandle(name))] = type;
+    ThisPart().m_Types[cls_FieldHandle(name).Key()] = type;
   }
 
  private:
@@ -73,7 +73,7 @@ class MemoryWriter : public cls_TypedMementoWrite<MemoryWriter> {
 
   Part& ThisPart() const { return m_Object.m_Parts[m_Part]; }
   template <class T> void Put(cls_FieldHandle const& field, T const& value) {
-    ThisPart().m_Fields[KeyOf(field)].template emplace<T>(value);
+    ThisPart().m_Fields[field.Key()].template emplace<T>(value);
   }
   // An agent goes on with the elements that are there.
   template <class MadeAgent, class C> MadeAgent* MakeAgent(int sizeHint) {
@@ -91,11 +91,11 @@ class MemoryWriter : public cls_TypedMementoWrite<MemoryWriter> {
 inline Pass::Opened Pass::Open(unsigned int classId, cls_Uid const& uid) {
   Stored& object = m_Storage.ObjectOf(uid);
   bool const isWritten = m_Before.contains(&object);
-  if (isWritten && !IsCollection(classId)) return {&object, nullptr};
+  if (isWritten && !cls_IsCollectionTypeId(classId)) return {&object, nullptr};
   auto memento = std::make_unique<MemoryWriter>(shared_from_this(), object, 0);
   if (!isWritten) m_Before.emplace(&object, object);
   object.m_Parts.assign(1, NewPart(classId, uid));
-  if (!IsCollection(classId)) object.m_Collection.reset(); // a collection keeps what it has
+  if (!cls_IsCollectionTypeId(classId)) object.m_Collection.reset(); // a collection keeps what it has
   return {&object, std::move(memento)};
 }
 
