@@ -47,17 +47,16 @@ configure -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/pre
 cmake --build "$work/bolts/build"
 (cd "$work/bolts" && build/bolts && build/bolts)
 
-# The installed contract suite over the back end of examples/backend-jsonl, as docs/back-end.md builds it.
-mkdir "$work/contract"
-cp "$here"/../../examples/backend-jsonl/jsl_*.{h,cpp} "$here/../contract/jsonl/JsonlContract.cpp" "$work/contract"
-rm "$work/contract/"*_test.cpp "$work/contract/jsl_main.cpp"
-sed -i -E 's|^#include "([a-z].*)"|#include <kvlpersist/\1>|
-  s|<kvlpersist/examples/backend-jsonl/(.*)>|"\1"|; s|<kvlpersist/(tests/.*)>|"\1"|' "$work/contract/"*
-awk '/^```cmake$/ { on = 1; next } /^```$/ { on = 0 } on' "$here/../../docs/back-end.md" \
-  >"$work/contract/CMakeLists.txt"
-configure -S "$work/contract" -B "$work/contract/build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_PREFIX_PATH="$work/prefix"
-cmake --build "$work/contract/build" --parallel 2
-"$work/contract/build/my_contract" --gtest_brief=1
+# What docs/back-end.md tells the author of a back end to do, from building the library to the contract suite. The
+# document's commands run as they are; the project file that it shows is written in between.
+mkdir "$work/back-end"
+ln -s "$(cd "$here/../.." && pwd)" "$work/back-end/kvlpersist"
+awk '/^```sh$/ { on = 1; next }
+  /^```cmake$/ { on = 1; end = "END"; print "cat >my-back-end/CMakeLists.txt <<\"END\""; next }
+  /^```$/ { if (on && end) print end; on = 0; end = ""; next }
+  on' "$here/../../docs/back-end.md" >"$work/back-end/commands.sh"
+(cd "$work/back-end" && CXX="$compiler" CMAKE_GENERATOR=Ninja CMAKE_BUILD_PARALLEL_LEVEL=2 \
+  bash -euxo pipefail commands.sh)
 
 # The checkout as a subdirectory of a project: <kvlpersist/...> is found, and the tree's own folders are not.
 configure -S "$here" -B "$work/subproject" -DKVL_SOURCE="$here/../.."
