@@ -22,7 +22,7 @@ struct jsl_Object {
   // A value of fields, by name, or of an array, by index.
   template <class T, class Place> T Get(jsl_Json const& values, Place const& place) const {
     try {
-      T const value = jsl_Decode<T>(values.at(place));
+      T value = jsl_Decode<T>(values.at(place));
       if (jsl_Encode(value).dump() == values.at(place).dump()) return value;
     } catch (jsl_Json::exception const&) { // it has another type
     }
@@ -47,7 +47,7 @@ cls_MementoRead* jsl_MakeReader(jsl_Object const& object);
 // ids, 0 for an empty one; those of a map are pairs; those of a blob are its bytes.
 class jsl_Elements : jsl_Object {
  public:
-  jsl_Elements(jsl_Object object, cls_ElementKind kind) : jsl_Object(std::move(object)), m_Kind(kind) {}
+  jsl_Elements(jsl_Object const& object, cls_ElementKind kind) : jsl_Object(object), m_Kind(kind) {}
   char const* Name() const {
     static constexpr char const* Names[] = {"list", "map", "objects", "object map", "bytes"};
     return Names[static_cast<int>(m_Kind)];

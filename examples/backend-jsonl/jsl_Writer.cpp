@@ -39,13 +39,13 @@ class Writer : public cls_IndexedMementoWrite<Writer, jsl_Elements>, jsl_Object 
     Value(field) = jsl_Encode(value);
   }
   jsl_Elements Restart(cls_ElementKind kind, int width) const {
-    jsl_Elements const elements(*this, kind);
+    jsl_Elements elements(*this, kind);
     jsl_Json const none = jsl_Json::array();
     Change() = {{"id", m_Id}, {"parts", Line()["parts"]}, {"width", width}, {elements.Name(), none}};
     return elements;
   }
   jsl_Elements GoOn(cls_ElementKind kind, int sizeHint) const {
-    jsl_Elements const elements(*this, kind);
+    jsl_Elements elements(*this, kind);
     if (!Line().contains(elements.Name())) Restart(kind, 1);
     Change()["hint"] = sizeHint;
     return elements;
