@@ -305,20 +305,23 @@ class cls_IndexedObjectMap final
   int m_Next = 0;
 };
 
-/// A blob: a list of bytes, at most 2^31 - 1 of them. Writing more throws std::length_error.
+/// A blob: a list of bytes, at most 2^31 - 1 of them. Writing more throws std::length_error,
+/// writing before the beginning std::out_of_range.
 template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<cls_AgentBlob, Elements> {
  public:
   using cls_IndexedAgent<cls_AgentBlob, Elements>::cls_IndexedAgent;
 
   long long Size() override { return this->m_Elements.Count(); }
   long long Read(long long offset, long long sizeBytes, void* destination) override {
-    long long const read = std::max(0LL, std::min(Size() - offset, sizeBytes));
+    long long const read = offset < 0 ? 0 : std::max(0LL, std::min(Size() - offset, sizeBytes));
     for (long long i = 0; i < read; ++i)
       static_cast<unsigned char*>(destination)[i] =
           this->m_Elements.template Get<unsigned char>(static_cast<int>(offset + i), 0);
     return read;
   }
   void Write(long long offset, long long sizeBytes, void const* source) override {
+    if (sizeBytes <= 0) return;
+    if (offset < 0) throw std::out_of_range("A blob has no byte at a negative offset.");
     long long const size = std::max(Size(), offset + sizeBytes);
     if (size > std::numeric_limits<int>::max()) throw std::length_error("a blob of more than 2^31 - 1 bytes");
     this->m_Elements.Resize(static_cast<int>(size)); // a gap is zeros
@@ -326,7 +329,7 @@ template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<
       this->m_Elements.Put(static_cast<int>(offset + i), 0, static_cast<unsigned char const*>(source)[i]);
   }
   void Truncate(long long sizeBytes) override {
-    this->m_Elements.Resize(static_cast<int>(std::min(Size(), sizeBytes)));
+    this->m_Elements.Resize(static_cast<int>(std::max(0LL, std::min(Size(), sizeBytes))));
   }
 };
 

@@ -111,13 +111,16 @@ TEST(IndexedCollections, ABlobFillsGapsWithZerosAndIsCut) {
   std::string bytes(5, 'y');
   EXPECT_EQ(blob.Read(0, 5, bytes.data()), 4);
   EXPECT_EQ(bytes, std::string("\0\0x\xFFy", 5));
-  blob.Write(1, 0, nullptr);
+  blob.Write(9, 0, nullptr);
   EXPECT_EQ(blob.Size(), 4);
   blob.Truncate(2);
   blob.Truncate(9);
   EXPECT_EQ(blob.Size(), 2);
   EXPECT_EQ(blob.Read(5, 1, bytes.data()), 0);
   EXPECT_THROW(blob.Write(1LL << 31, 1, "x"), std::length_error);
+  EXPECT_THROW(blob.Write(-1, 1, "x"), std::out_of_range);
+  blob.Write(9, -1, nullptr);
+  EXPECT_EQ(blob.Read(-1, 1, bytes.data()), 0);
   EXPECT_EQ(blob.Size(), 2);
 }
 

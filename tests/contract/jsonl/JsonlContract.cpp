@@ -12,9 +12,11 @@ class JsonlSession : public ContractSession {
 
   void Save(std::string const& root, Scripted const& object) override { m_Session.Save(root, object); }
   void Load(std::string const& root, Scripted::ReadFields const& read) override {
-    cls_OneLoad load(m_Session.Loaded());
-    read(cls_ReadVisitor(m_Session.MakeReader(root)));
-    load.Complete();
+    struct Reset {
+      Scripted::ReadFields m_Before;
+      ~Reset() { Scripted::s_Read = std::move(m_Before); }
+    } const reset{std::exchange(Scripted::s_Read, read)};
+    static_cast<void>(m_Session.Load<Scripted>(root));
   }
   std::int64_t ObjectCount() override {
     return std::ranges::count_if(m_Session.Lines(),
