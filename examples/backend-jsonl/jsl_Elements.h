@@ -2,7 +2,7 @@
 
 #include "examples/backend-jsonl/jsl_Session.h"
 
-// A handle on an object. The object is absent if it has no line, and when its session has ended.
+// A handle on a part of an object. The object is absent if it has no line, and when its session has ended.
 struct jsl_Object {
   jsl_Session* Session() const { return *m_Link; }
   bool IsWritable() const { return Session() != nullptr && m_Id != 0 && !Session()->IsReadOnly(); }
@@ -11,7 +11,9 @@ struct jsl_Object {
     bool const isThere = Session() != nullptr && Session()->Lines().contains(m_Id);
     return isThere ? Session()->Lines().at(m_Id) : None;
   }
-  bool IsStored() const { return Line().contains("parts"); }
+  bool IsStored() const { return Line().contains("parts") && m_Part < Line()["parts"].size(); }
+  jsl_Json const& Part() const { return Line()["parts"][m_Part]; }
+  bool Has(cls_FieldHandle const& field) const { return m_Id != 0 && Part()["fields"].contains(field.Key()); }
   // The line, for changing it.
   jsl_Json& Change() const {
     if (!IsWritable()) Raise("it cannot be written: it is not stored, or open for reading only");
@@ -20,16 +22,11 @@ struct jsl_Object {
   // A value of fields, by name, or of an array, by index.
   template <class T, class Place> T Get(jsl_Json const& values, Place const& place) const {
     try {
-      T const value = jsl_Decode<T>(values.at(place));
+      T value = jsl_Decode<T>(values.at(place));
       if (jsl_Encode(value).dump() == values.at(place).dump()) return value;
     } catch (jsl_Json::exception const&) { // it has another type
     }
     Raise(jsl_Json(place).dump() + " is not of the type that is asked for");
-  }
-  std::string FromHex(std::string_view hex) const {
-    std::string const bytes = jsl_FromHex(hex);
-    if (bytes.size() * 2 != hex.size()) Raise("its bytes are not hexadecimal");
-    return bytes;
   }
   [[noreturn]] void Raise(std::string const& text) const {
     std::string const file = Session() == nullptr ? "a closed file" : Session()->Name();
@@ -38,27 +35,23 @@ struct jsl_Object {
 
   std::shared_ptr<jsl_Session*> m_Link;
   jsl_Id m_Id = 0;
+  std::size_t m_Part = 0;
 };
 
 // A memento that writes an object; null if the mementos that are open have written it already.
 cls_MementoWrite* jsl_MakeWriter(jsl_Session& session, unsigned int classId, cls_Uid const& uid);
 // A memento that reads a part of an object; an absent one if there is no such part.
-cls_MementoRead* jsl_MakeReader(jsl_Object const& object, std::size_t part = 0);
-
-inline std::string jsl_KeyOf(cls_FieldHandle const& field) {
-  return field.Name().IsEmpty() ? "#" + std::to_string(field.FieldId()) : std::string(field.Name().View());
-}
+cls_MementoRead* jsl_MakeReader(jsl_Object const& object);
 
 // The collection of an object: an array in its line, under the name of its kind. Elements that are objects are
-// ids, 0 for an empty one. A blob is a text.
+// ids, 0 for an empty one; those of a map are pairs; those of a blob are its bytes.
 class jsl_Elements : jsl_Object {
  public:
-  jsl_Elements(jsl_Object object, cls_ElementKind kind) : jsl_Object(std::move(object)), m_Kind(kind) {}
+  jsl_Elements(jsl_Object const& object, cls_ElementKind kind) : jsl_Object(object), m_Kind(kind) {}
   char const* Name() const {
     static constexpr char const* Names[] = {"list", "map", "objects", "object map", "bytes"};
     return Names[static_cast<int>(m_Kind)];
   }
-  jsl_Json Empty() const { return m_Kind == cls_ElementKind::Bytes ? jsl_Json("") : jsl_Json::array(); }
 
   int Count() const { return static_cast<int>(Items().size()); }
   template <class T> T Get(int index, int column) const {
@@ -70,8 +63,7 @@ class jsl_Elements : jsl_Object {
   }
   void Resize(int count) {
     jsl_Json& items = Change()[Name()];
-    while (Count() < count) items.push_back(0);
-    items.erase(items.begin() + count, items.end());
+    if (count != Count()) items.get_ref<jsl_Json::array_t&>().resize(static_cast<std::size_t>(count), 0);
   }
   void Erase(int index) {
     if (jsl_Json& items = Change()[Name()]; index >= 0 && index < Count()) items.erase(index);
@@ -85,15 +77,9 @@ class jsl_Elements : jsl_Object {
   }
   int RowWidth() const { return Line().contains("width") ? jsl_Object::Get<int>(Line(), "width") : 1; }
   int SizeHint() const { return Line().contains("hint") ? jsl_Object::Get<int>(Line(), "hint") : 1; }
-  std::string Bytes() const { return Count() == 0 ? "" : FromHex(Items().get_ref<std::string const&>()); }
-  void SetBytes(std::string const& bytes) { Change()[Name()] = jsl_ToHex(bytes); }
+  int ForeignChanges() const { return Session()->m_Foreign[m_Id]; }
   using jsl_Object::IsWritable;
-  void EndFlush() { Session()->EndFlush(); }
-  int ForeignChanges(bool isRefreshed) const {
-    if (isRefreshed && Session() != nullptr) Session()->Refresh();
-    return Session() == nullptr ? 0 : Session()->m_Foreign[m_Id];
-  }
-  cls_AgentRegistry* Agents() const { return Session() == nullptr ? nullptr : &Session()->m_Agents; }
+  using jsl_Object::Session;
 
  private:
   bool IsMap() const {
@@ -103,7 +89,7 @@ class jsl_Elements : jsl_Object {
     static jsl_Json const None = jsl_Json::array();
     auto const items = Line().find(Name());
     if (items == Line().end() && !IsStored()) return None;
-    if (items == Line().end() || items->type() != Empty().type()) Raise("it holds no " + std::string(Name()));
+    if (items == Line().end() || !items->is_array()) Raise("it holds no " + std::string(Name()));
     return *items;
   }
 

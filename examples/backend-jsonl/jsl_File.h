@@ -42,8 +42,8 @@ class jsl_File {
     std::string const beside = Name() + ".new";
     Opened file = Open(beside, "we");
     bool const isWritten = std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
-    Check(isWritten && std::fflush(file.get()) == 0, "cannot be written");
-    Check(::fsync(::fileno(file.get())) == 0, "cannot be written");
+    Check(isWritten && std::fflush(file.get()) == 0 && ::fsync(::fileno(file.get())) == 0,
+          "cannot be written");
     Check(std::rename(beside.c_str(), m_Path.c_str()) == 0, "cannot be replaced");
     m_Read.swap(file);
     Opened const folder = Open(m_Path.parent_path(), "re");

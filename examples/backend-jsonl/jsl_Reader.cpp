@@ -2,83 +2,76 @@
 
 namespace {
 
-// Reads one part of an object.
-class Reader : public cls_IndexedMementoRead<Reader, jsl_Elements> {
+// Reads one part of an object, or an absent one, whose id is 0.
+class Reader : public cls_IndexedMementoRead<Reader, jsl_Elements>, public cls_StoredObject, jsl_Object {
  public:
-  Reader(jsl_Object const& object, std::size_t part)
-      : m_Object(object), m_Part(part),
-        m_Uid(IsAbsent() ? cls_Uid() : object.Session()->UidOf(ThisPart()["id"].get<jsl_Id>())) {}
+  explicit Reader(jsl_Object const& object) : jsl_Object(object) {}
 
-  cow_String DbId() override { return cow_String(m_Object.Session()->Name()); }
-  cls_Uid const& GetUid() override { return m_Uid; }
-  int FieldIsPresent(cls_FieldHandle const& field) const override { return Find(field) == nullptr ? 0 : 1; }
+  Place StoredAt() noexcept override { return {Session(), m_Id}; }
+  cow_String DbId() override { return cow_String(Session()->Name()); }
+  cls_Uid const& GetUid() override {
+    if (!m_Uid) m_Uid = m_Id == 0 ? cls_Uid() : Session()->IdentityOf(Part()["id"].get<jsl_Id>());
+    return *m_Uid;
+  }
+  int FieldIsPresent(cls_FieldHandle const& field) const override { return Has(field) ? 1 : 0; }
   int DataIsPresent(cls_FieldHandle const& field) const override {
-    bool const isReference = FieldIsPresent(field) != 0 && Find(field)->contains("reference");
-    if (!isReference) return FieldIsPresent(field);
-    return jsl_Object{m_Object.m_Link, Get<jsl_Id>(field, "reference")}.IsStored() ? 1 : 0;
+    return Has(field) && (!IsReference(field) || HeldBy(field).IsStored()) ? 1 : 0;
   }
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) override {
-    if (FieldIsPresent(field) == 0) return jsl_MakeReader({m_Object.m_Link});
-    bool const isReference = Find(field)->contains("reference");
-    jsl_Object const held{m_Object.m_Link, Get<jsl_Id>(field, isReference ? "reference" : "object")};
-    if (!isReference && !held.Line().contains("parts"))
-      m_Object.Raise("object " + std::to_string(held.m_Id) + " of " + jsl_KeyOf(field) + " is missing");
+    jsl_Object const held = HeldBy(field);
+    if (held.m_Id != 0 && !IsReference(field) && !held.IsStored())
+      Raise("object " + std::to_string(held.m_Id) + " of " + field.Key() + " is missing");
     return jsl_MakeReader(held);
   }
-  cls_MementoRead* Clone() override { return jsl_MakeReader(m_Object, m_Part + 1); }
+  cls_MementoRead* Clone() override { return jsl_MakeReader({m_Link, m_Id, m_Part + 1}); }
 
-  int ReadEnum(cls_FieldHandle const& field) override { return ReadScalar(field, 0); }
   cls_Uid ReadReference(cls_FieldHandle const& field) override {
-    return FieldIsPresent(field) == 0 ? cls_Uid()
-                                      : m_Object.Session()->UidOf(Get<jsl_Id>(field, "reference"));
+    return Has(field) ? Session()->IdentityOf(HeldBy(field).m_Id) : cls_Uid();
   }
   int ReadBytes(cls_FieldHandle const& field, void* bytes, int capacityBytes) override {
-    if (FieldIsPresent(field) == 0) return -1;
-    std::string const stored = m_Object.FromHex(Get<cow_String>(field, "bytes").View());
-    stored.copy(static_cast<char*>(bytes), static_cast<std::size_t>(std::max(0, capacityBytes)));
-    return static_cast<int>(stored.size());
+    if (!Has(field)) return -1;
+    auto const stored = GetMember<jsl_Bytes>(field, "bytes");
+    auto const size = static_cast<int>(stored.size());
+    std::copy_n(stored.begin(), std::clamp(capacityBytes, 0, size), static_cast<unsigned char*>(bytes));
+    return size;
   }
-  unsigned int ClassId() const override { return IsAbsent() ? 1 : ThisPart()["class"].get<unsigned int>(); }
-  int ClassVersion() const override { return IsAbsent() ? -1 : ThisPart()["version"].get<int>(); }
+  unsigned int ClassId() const override { return m_Id == 0 ? 1 : Part()["class"].get<unsigned int>(); }
+  int ClassVersion() const override { return m_Id == 0 ? -1 : Part()["version"].get<int>(); }
 
   void CheckCollectionType(cls_CollectionType type, cow_String const& name) override {
-    std::string const key(name.View());
-    if (IsAbsent() || !ThisPart().contains("types") || !ThisPart()["types"].contains(key)) return;
-    auto const stored = static_cast<cls_CollectionType>(m_Object.Get<int>(ThisPart()["types"], key));
+    cls_FieldHandle const field(name);
+    if (!Has(field) || !Value(field).contains("type")) return;
+    auto const stored = static_cast<cls_CollectionType>(GetMember<int>(field, "type"));
     if (!cls_CollectionsMatch(stored, type))
-      m_Object.Raise(key + " is a collection of type " + std::to_string(stored) + ", not " +
-                     std::to_string(type));
+      Raise(field.Key() + " is a collection of type " + std::to_string(stored) + ", not " +
+            std::to_string(type));
   }
+
+  template <class T> T ReadScalar(cls_FieldHandle const& field, T const& defaultValue) {
+    return Has(field) ? Get<T>(Part()["fields"], field.Key()) : defaultValue;
+  }
+  jsl_Elements ElementsOf(cls_ElementKind kind) const { return {*this, kind}; }
 
  private:
-  friend cls_TypedMementoRead<Reader>;
-  friend cls_IndexedMementoRead<Reader, jsl_Elements>;
-  template <class T> T ReadScalar(cls_FieldHandle const& field, T const& defaultValue) {
-    return FieldIsPresent(field) == 0 ? defaultValue
-                                      : m_Object.Get<T>(ThisPart()["fields"], jsl_KeyOf(field));
-  }
-  bool IsAbsent() const { return m_Object.m_Id == 0; }
-  jsl_Json const& ThisPart() const { return m_Object.Line()["parts"][m_Part]; }
-  jsl_Elements ElementsOf(cls_ElementKind kind) const { return {m_Object, kind}; }
-  jsl_Json const* Find(cls_FieldHandle const& field) const {
-    if (IsAbsent()) return nullptr;
-    auto const found = ThisPart()["fields"].find(jsl_KeyOf(field));
-    return found == ThisPart()["fields"].end() ? nullptr : &*found;
-  }
+  jsl_Json const& Value(cls_FieldHandle const& field) const { return Part()["fields"][field.Key()]; }
+  bool IsReference(cls_FieldHandle const& field) const { return Value(field).contains("reference"); }
   // What {"member": ...} of a field has.
-  template <class T> T Get(cls_FieldHandle const& field, char const* member) const {
-    if (!Find(field)->contains(member)) m_Object.Raise(jsl_KeyOf(field) + " is no " + member);
-    return m_Object.Get<T>(*Find(field), member);
+  template <class T> T GetMember(cls_FieldHandle const& field, char const* member) const {
+    if (!Value(field).contains(member)) Raise(field.Key() + " is no " + member);
+    return Get<T>(Value(field), member);
+  }
+  // The object that a field holds or refers to.
+  jsl_Object HeldBy(cls_FieldHandle const& field) const {
+    if (!Has(field)) return {m_Link};
+    return {m_Link, GetMember<jsl_Id>(field, IsReference(field) ? "reference" : "object")};
   }
 
-  jsl_Object m_Object; // its id is 0 if it is absent
-  std::size_t m_Part;
-  cls_Uid m_Uid;
+  std::optional<cls_Uid> m_Uid;
 };
+cls_StoredMementoType<Reader> const s_Reader; // so that what is behind a pointer is found fast
 
 } // namespace
 
-cls_MementoRead* jsl_MakeReader(jsl_Object const& object, std::size_t part) {
-  bool const isThere = object.Line().contains("parts") && part < object.Line()["parts"].size();
-  return new Reader(isThere ? object : jsl_Object{object.m_Link}, part);
+cls_MementoRead* jsl_MakeReader(jsl_Object const& object) {
+  return new Reader(object.IsStored() ? object : jsl_Object{object.m_Link});
 }

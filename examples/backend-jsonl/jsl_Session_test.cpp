@@ -104,6 +104,7 @@ TEST_F(JslSession, ADamagedLineIsReportedWithItsNumber) {
   MakeFile();
   for (auto const& [from, to, number] : {std::tuple{"\"roots\"", "\"ROOTS\"", 1},
                                          {"\"version\":1", "\"version\":\"x\"", 2},
+                                         {"\"parts\":[{\"id\":", "\"parts\":[{\"id\":-", 2},
                                          {"\"fields\"", "fields", 2}}) {
     std::string const whole = Content();
     Change(from, to);
@@ -122,6 +123,16 @@ TEST_F(JslSession, AMissingObjectIsReportedWithTheFieldThatHoldsIt) {
   ExpectHas(
       RaisedByReading([](cls_ReadVisitor const& visitor) { cls_ReadVisitor(visitor, Field("m_Other")); }),
       "m_Other is missing");
+}
+
+TEST_F(JslSession, AReferenceToANumberThatIsNoIdNamesNoObject) {
+  MakeFile();
+  Change("{\"object\":", "{\"reference\":-");
+  jsl_Session session = Open();
+  cls_ReadVisitor const visitor(session.MakeReader("part"));
+  EXPECT_EQ(visitor.DataIsPresent(Field("m_Other")), 0);
+  EXPECT_EQ(visitor.Memento()->ReadReference(Field("m_Other")).Entry()->m_RefCount, 1U);
+  EXPECT_EQ(cls_ReadVisitor(visitor, Field("m_Other")).Memento()->ClassId(), 1U);
 }
 
 TEST_F(JslSession, AValueOfAnotherTypeIsReportedWithItsField) {

@@ -4,30 +4,16 @@
 
 #include <algorithm>
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
 
 // Values in JSON, exact to the bit: numbers, texts, true and false wherever JSON has them. Others are objects
-// with one member: {"bits": 9221120237041090560} for infinities and NaNs, {"bytes": "ff00"} for texts that
+// with one member: {"bits": 9221120237041090560} for infinities and NaNs, {"bytes": [255, 0]} for texts that
 // are not UTF-8. No text is null.
 using jsl_Json = nlohmann::ordered_json;
+using jsl_Bytes = std::vector<unsigned char>;
 template <class T> using jsl_BitsOf = std::conditional_t<sizeof(T) == 8, std::uint64_t, std::uint32_t>;
-
-inline std::string jsl_ToHex(std::string_view bytes) {
-  std::string hex;
-  for (unsigned char const byte : bytes)
-    for (int const digit : {byte >> 4, byte & 15}) hex += "0123456789abcdef"[digit];
-  return hex;
-}
-inline std::string jsl_FromHex(std::string_view hex) { // stops at what is not hexadecimal
-  std::string bytes;
-  unsigned char byte = 0;
-  for (; hex.size() >= 2; hex.remove_prefix(2), bytes += static_cast<char>(byte))
-    if (std::from_chars(hex.data(), hex.data() + 2, byte, 16).ptr != hex.data() + 2) break;
-  return bytes;
-}
 
 template <class T> jsl_Json jsl_Encode(T const& value) {
   if constexpr (std::is_floating_point_v<T>)
@@ -39,7 +25,7 @@ inline jsl_Json jsl_Encode(cow_String const& value) try {
   static_cast<void>(text.dump()); // raises an exception for what is not UTF-8
   return value.HasText() ? text : nullptr;
 } catch (jsl_Json::type_error const&) {
-  return {{"bytes", jsl_ToHex(value.View())}};
+  return {{"bytes", jsl_Bytes(value.View().begin(), value.View().end())}};
 }
 
 // For what is not a T: an exception of JSON, or a value that is encoded as something else.
@@ -47,7 +33,8 @@ template <class T> T jsl_Decode(jsl_Json const& stored) {
   if constexpr (std::is_same_v<T, cow_String>) {
     if (stored.is_null()) return cow_String();
     if (!stored.is_object()) return cow_String(std::string_view(stored.get_ref<std::string const&>()));
-    return cow_String(std::string_view(jsl_FromHex(stored.at("bytes").get<std::string>())));
+    auto const bytes = stored.at("bytes").get<jsl_Bytes>();
+    return cow_String(std::string_view(std::string(bytes.begin(), bytes.end())));
   } else if constexpr (std::is_floating_point_v<T>) {
     if (stored.is_object()) return std::bit_cast<T>(stored.at("bits").get<jsl_BitsOf<T>>());
     constexpr double Max = std::numeric_limits<T>::max();

@@ -6,3 +6,9 @@ inline constexpr unsigned int cls_InternalListTypeId = 0x230001;
 inline constexpr unsigned int cls_InternalMapTypeId = 0x230002;
 /// Class ID of every blob.
 inline constexpr unsigned int cls_BlobTypeId = 0x230005;
+
+/// Whether objects of a class are collections or blobs, for which a writing memento is made each time they are
+/// reached, and which keep their elements until a builder replaces them.
+[[nodiscard]] constexpr bool cls_IsCollectionTypeId(unsigned int classId) noexcept {
+  return classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId;
+}

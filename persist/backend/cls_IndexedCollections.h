@@ -1,10 +1,10 @@
 #pragma once
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 #include <set>
 #include <stdexcept>
-#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -25,23 +25,27 @@
 //
 // An Elements is a copyable handle on the collection of one object. It stays valid when the mementos are
 // deleted, when the session ends, and for a collection that is absent. Entries of a map have two columns: 0
-// is the key, 1 the value or the object. Elements of a list have column 0. Its members:
+// is the key, 1 the value or the object. Elements of a list have column 0; those of a blob are bytes, as unsigned
+// char. Its members:
 //
 //     int Count() const;                            // 0 when absent
 //     template <class T> T Get(int index, int column) const;
 //     template <class T> void Put(int index, int column, T const& value); // index Count(): adds an element
-//     void Resize(int count);                       // new elements are empty objects
+//     void Resize(int count);                       // new elements are empty objects, or zero bytes
 //     void Erase(int index);                        // nothing for an index that is not there
 //     cls_MementoRead* ReadObject(int index, int column) const; // index -1: of an empty object
 //     cls_MementoWrite* WriteObject(int index, int column, unsigned int classId, cls_Uid const& uid);
 //     int RowWidth() const;                         // 1 when absent
 //     int SizeHint() const;
-//     std::string Bytes() const;                    // of a blob; empty when absent
-//     void SetBytes(std::string const& bytes);
 //     bool IsWritable() const;                      // false when absent, and when the session has ended
-//     void EndFlush();                              // called only when it is writable
-//     int ForeignChanges(bool isRefreshed) const;   // by other sessions, so far; first looks for new ones
-//     cls_AgentRegistry* Agents() const;            // of the session; null when it has ended
+//     int ForeignChanges() const;                   // by other sessions, so far
+//     MySession* Session() const;                   // null when it has ended; then ForeignChanges is not called
+//
+// and those of the session, which may be a cls_BackEndSession:
+//
+//     cls_AgentRegistry& Agents();
+//     void EndFlush(); // called only when the collection is writable
+//     void Refresh();  // looks for what other sessions have changed
 //
 // What changes the collection raises an exception when it is not writable. An array that is destroyed writes
 // its elements back: while it is writable, Put and EndFlush must not raise anything. Keys of maps of objects
@@ -87,35 +91,38 @@ template <class Interface, class Elements>
 class cls_IndexedAgent : public Interface, private cls_AgentRegistry::Agent {
  public:
   explicit cls_IndexedAgent(Elements elements)
-      : m_Elements(std::move(elements)), m_Seen(m_Elements.ForeignChanges(false)) {}
+      : m_Elements(std::move(elements)), m_Seen(IsOpen() ? m_Elements.ForeignChanges() : 0) {}
   ~cls_IndexedAgent() override {
-    if (cls_AgentRegistry* const agents = m_Elements.Agents()) agents->Forget(this);
+    if (IsOpen()) m_Elements.Session()->Agents().Forget(this);
   }
 
   bool Changed() override {
-    int const now = m_Elements.ForeignChanges(true);
+    if (!IsOpen()) return false;
+    m_Elements.Session()->Refresh();
+    int const now = m_Elements.ForeignChanges();
     return std::exchange(m_Seen, now) != now;
   }
   void EndFlush() override {
-    if (m_Elements.IsWritable()) m_Elements.EndFlush();
+    if (m_Elements.IsWritable()) m_Elements.Session()->EndFlush();
   }
   void AddReference() override { ++m_References; }
   void DropReference() override {
     --m_References;
-    if (cls_AgentRegistry* const agents = m_Elements.Agents()) agents->Prune();
+    if (IsOpen()) m_Elements.Session()->Agents().Prune();
   }
   bool StillReferenced() override { return m_References > 0; }
   bool ReadOnly() override { return !m_Elements.IsWritable(); }
 
  protected:
   void Register(cls_PC* holder) {
-    if (cls_AgentRegistry* const agents = m_Elements.Agents()) agents->Hold(holder, this);
+    if (IsOpen()) m_Elements.Session()->Agents().Hold(holder, this);
   }
 
   Elements m_Elements;
 
  private:
   [[nodiscard]] bool IsHeld() const override { return m_References > 0; }
+  [[nodiscard]] bool IsOpen() const { return m_Elements.Session() != nullptr; }
 
   int m_Seen;
   int m_References = 0;
@@ -302,39 +309,38 @@ class cls_IndexedObjectMap final
   int m_Next = 0;
 };
 
-/// A blob: bytes in one piece.
+/// A blob: a list of bytes, at most 2^31 - 1 of them. Writing more throws std::length_error,
+/// writing before the beginning std::out_of_range.
 template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<cls_AgentBlob, Elements> {
  public:
   using cls_IndexedAgent<cls_AgentBlob, Elements>::cls_IndexedAgent;
 
-  long long Size() override { return static_cast<long long>(this->m_Elements.Bytes().size()); }
+  long long Size() override { return this->m_Elements.Count(); }
   long long Read(long long offset, long long sizeBytes, void* destination) override {
-    std::string const bytes = this->m_Elements.Bytes();
-    if (offset < 0) return 0;
-    long long const read = std::max(0LL, std::min(static_cast<long long>(bytes.size()) - offset, sizeBytes));
-    if (read > 0) std::copy_n(bytes.begin() + offset, read, static_cast<char*>(destination));
+    long long const read = offset < 0 ? 0 : std::max(0LL, std::min(Size() - offset, sizeBytes));
+    for (long long i = 0; i < read; ++i)
+      static_cast<unsigned char*>(destination)[i] =
+          this->m_Elements.template Get<unsigned char>(static_cast<int>(offset + i), 0);
     return read;
   }
   void Write(long long offset, long long sizeBytes, void const* source) override {
     if (sizeBytes <= 0) return;
     if (offset < 0) throw std::out_of_range("A blob has no byte at a negative offset.");
-    std::string bytes = this->m_Elements.Bytes();
-    auto const end = static_cast<std::size_t>(offset + sizeBytes);
-    if (bytes.size() < end) bytes.resize(end); // a gap is zeros
-    std::copy_n(static_cast<char const*>(source), sizeBytes, bytes.begin() + offset);
-    this->m_Elements.SetBytes(bytes);
+    long long const size = std::max(Size(), offset + sizeBytes);
+    if (size > std::numeric_limits<int>::max()) throw std::length_error("a blob of more than 2^31 - 1 bytes");
+    this->m_Elements.Resize(static_cast<int>(size)); // a gap is zeros
+    for (long long i = 0; i < sizeBytes; ++i)
+      this->m_Elements.Put(static_cast<int>(offset + i), 0, static_cast<unsigned char const*>(source)[i]);
   }
   void Truncate(long long sizeBytes) override {
-    std::string bytes = this->m_Elements.Bytes();
-    bytes.resize(std::min(bytes.size(), static_cast<std::size_t>(std::max(0LL, sizeBytes))));
-    this->m_Elements.SetBytes(bytes);
+    this->m_Elements.Resize(static_cast<int>(std::max(0LL, std::min(Size(), sizeBytes))));
   }
 };
 
 /// What a collection is made of.
 enum class cls_ElementKind { Values, Entries, Objects, ObjectEntries, Bytes };
 
-/// Base of a writing memento: cls_TypedMementoWrite with all collections. `Self` has two more members:
+/// Base of a writing memento: cls_TypedMementoWrite with all collections, and enumerations. `Self` has two more members:
 ///
 ///     Elements Restart(cls_ElementKind kind, int width);    // makes the object's collection empty
 ///     Elements GoOn(cls_ElementKind kind, int sizeHint);    // with the elements that it has
@@ -342,6 +348,8 @@ template <class Self, class Elements> class cls_IndexedMementoWrite : public cls
  public:
   using Kind = cls_ElementKind;
 
+  /// As an int.
+  void WriteEnum(cls_FieldHandle const& field, int const& value) override { this->Write(field, value); }
   /// As an object that is not held copy-on-write.
   cls_MementoWrite* MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,
                                          cls_Uid const& uid, cow_COW<int, cow_Direct<int>> const*) override {
@@ -381,13 +389,15 @@ template <class Self, class Elements> class cls_IndexedMementoWrite : public cls
   [[nodiscard]] Self& IndexedSelf() noexcept { return static_cast<Self&>(*this); }
 };
 
-/// Base of a reading memento: cls_TypedMementoRead with all collections. `Self` has one more member:
+/// Base of a reading memento: cls_TypedMementoRead with all collections, and enumerations. `Self` has one more member:
 ///
 ///     Elements ElementsOf(cls_ElementKind kind); // may be absent
 template <class Self, class Elements> class cls_IndexedMementoRead : public cls_TypedMementoRead<Self> {
  public:
   using Kind = cls_ElementKind;
 
+  /// As an int; 0 if the field is absent.
+  int ReadEnum(cls_FieldHandle const& field) override { return this->Read(field, 0); }
   cls_ReadListObj* MakeReadListObj() override {
     return new cls_IndexedObjectList<Elements>(IndexedSelf().ElementsOf(Kind::Objects));
   }

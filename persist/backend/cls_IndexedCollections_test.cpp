@@ -11,18 +11,24 @@ namespace {
 /// What the elements of a test are: pairs of ints in memory. Objects are not made.
 struct Stored {
   std::vector<std::map<int, int>> m_Elements;
-  std::string m_Bytes;
   bool m_IsWritable = true;
   int m_Flushes = 0;
   int m_ForeignChanges = 0;
-  std::unique_ptr<cls_AgentRegistry> m_Agents = std::make_unique<cls_AgentRegistry>();
+  int m_Refreshes = 0;
+  cls_AgentRegistry m_Agents;
+  bool m_IsOpen = true;
+
+  // As the session.
+  cls_AgentRegistry& Agents() { return m_Agents; }
+  void EndFlush() { ++m_Flushes; }
+  void Refresh() { ++m_Refreshes; }
 };
 
 class Elements {
  public:
   explicit Elements(Stored& stored) : m_Stored(&stored) {}
   int Count() const { return static_cast<int>(m_Stored->m_Elements.size()); }
-  template <class T> T Get(int index, int column) const { return At(index).at(column); }
+  template <class T> T Get(int index, int column) const { return static_cast<T>(At(index)[column]); }
   template <class T> void Put(int index, int column, T const& value) {
     if (index == Count()) Resize(index + 1);
     At(index)[column] = value;
@@ -38,12 +44,9 @@ class Elements {
   }
   int RowWidth() const { return 3; }
   int SizeHint() const { return 7; }
-  std::string Bytes() const { return m_Stored->m_Bytes; }
-  void SetBytes(std::string const& bytes) { m_Stored->m_Bytes = bytes; }
   bool IsWritable() const { return m_Stored->m_IsWritable; }
-  void EndFlush() { ++m_Stored->m_Flushes; }
-  int ForeignChanges(bool) const { return m_Stored->m_ForeignChanges; }
-  cls_AgentRegistry* Agents() const { return m_Stored->m_Agents.get(); }
+  int ForeignChanges() const { return m_Stored->m_ForeignChanges; }
+  Stored* Session() const { return m_Stored->m_IsOpen ? m_Stored : nullptr; }
 
  private:
   std::map<int, int>& At(int index) const { return m_Stored->m_Elements.at(static_cast<std::size_t>(index)); }
@@ -93,14 +96,17 @@ TEST(IndexedCollections, WhatLiesBeforeTheBeginningOrHasNoLengthChangesNothing) 
   cls_IndexedObjectList<Elements> objects{Elements(stored)};
   EXPECT_THROW(static_cast<void>(objects.MakeWriteObj(-1, 1, cls_Uid())), std::out_of_range);
   EXPECT_EQ(list.Count(), 1);
-  cls_IndexedBlob<Elements> blob{Elements(stored)};
+  Stored bytes;
+  cls_IndexedBlob<Elements> blob{Elements(bytes)};
   blob.Write(0, 2, "xy");
   blob.Write(9, 0, nullptr);
   blob.Write(9, -1, nullptr);
   EXPECT_THROW(blob.Write(-1, 1, "z"), std::out_of_range);
   char byte = 'z';
   EXPECT_EQ(blob.Read(-1, 1, &byte), 0);
-  EXPECT_EQ(stored.m_Bytes, "xy");
+  char both[2];
+  EXPECT_EQ(blob.Read(0, 2, both), 2);
+  EXPECT_EQ(std::string(both, 2), "xy");
   blob.Truncate(-1);
   EXPECT_EQ(blob.Size(), 0);
 }
@@ -129,13 +135,21 @@ TEST(IndexedCollections, AMapOfObjectsIsWalkedInTheOrderOfItsKeys) {
 TEST(IndexedCollections, ABlobFillsGapsWithZerosAndIsCut) {
   Stored stored;
   cls_IndexedBlob<Elements> blob{Elements(stored)};
-  blob.Write(2, 1, "x");
-  EXPECT_EQ(stored.m_Bytes, std::string("\0\0x", 3));
+  blob.Write(2, 2, "x\xFF");
+  std::string bytes(5, 'y');
+  EXPECT_EQ(blob.Read(0, 5, bytes.data()), 4);
+  EXPECT_EQ(bytes, std::string("\0\0x\xFFy", 5));
+  blob.Write(9, 0, nullptr);
+  EXPECT_EQ(blob.Size(), 4);
   blob.Truncate(2);
   blob.Truncate(9);
   EXPECT_EQ(blob.Size(), 2);
-  char byte = 'y';
-  EXPECT_EQ(blob.Read(5, 1, &byte), 0);
+  EXPECT_EQ(blob.Read(5, 1, bytes.data()), 0);
+  EXPECT_THROW(blob.Write(1LL << 31, 1, "x"), std::length_error);
+  EXPECT_THROW(blob.Write(-1, 1, "x"), std::out_of_range);
+  blob.Write(9, -1, nullptr);
+  EXPECT_EQ(blob.Read(-1, 1, bytes.data()), 0);
+  EXPECT_EQ(blob.Size(), 2);
 }
 
 TEST(IndexedCollections, AnAgentSaysOnceThatOthersChangedItAndFlushesOnlyWhatIsWritable) {
@@ -145,11 +159,31 @@ TEST(IndexedCollections, AnAgentSaysOnceThatOthersChangedItAndFlushesOnlyWhatIsW
   ++stored.m_ForeignChanges;
   EXPECT_TRUE(list.Changed());
   EXPECT_FALSE(list.Changed());
+  EXPECT_EQ(stored.m_Refreshes, 3);
   list.EndFlush();
   stored.m_IsWritable = false;
   list.EndFlush();
   EXPECT_EQ(stored.m_Flushes, 1);
   EXPECT_TRUE(list.ReadOnly());
+}
+
+TEST(IndexedCollections, AnAgentWhoseSessionHasEndedAsksItNothing) {
+  Stored stored;
+  {
+    List list{Elements(stored)};
+    stored.m_ForeignChanges = 1;
+    stored.m_IsOpen = false;
+    stored.m_IsWritable = false;
+    Forgetful container;
+    list.AddReference();
+    list.RegisterHolder(&container);
+    EXPECT_EQ(container.Next(), &container);
+    EXPECT_FALSE(list.Changed());
+    list.EndFlush();
+    list.DropReference();
+    EXPECT_FALSE(list.StillReferenced());
+  }
+  EXPECT_EQ(stored.m_Refreshes + stored.m_Flushes, 0);
 }
 
 TEST(IndexedCollections, TheRegistryFlushesContainersAndDeletesAgentsThatNobodyHolds) {
@@ -158,13 +192,13 @@ TEST(IndexedCollections, TheRegistryFlushesContainersAndDeletesAgentsThatNobodyH
   auto* const dropped = new List(Elements(stored));
   dropped->AddReference();
   dropped->RegisterHolder(&container);
-  stored.m_Agents->Flush();
+  stored.m_Agents.Flush();
   EXPECT_EQ(container.m_Flushes, 1);
   dropped->DropReference(); // deleted below; a leak checker reports it otherwise
   List held{Elements(stored)};
   held.AddReference();
   held.RegisterHolder(&container);
-  stored.m_Agents->Detach();
+  stored.m_Agents.Detach();
   EXPECT_EQ(container.Next(), &container);
   EXPECT_TRUE(held.StillReferenced());
   held.DropReference();

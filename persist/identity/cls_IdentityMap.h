@@ -31,8 +31,7 @@ class KVL_EXPORT cls_IdentityOwner {
 ///     cls_Uid const& MyReader::GetUid() { return m_Uid = m_Session.m_Identities.IdentityOf(m_Id); }
 ///
 ///     std::int64_t MySession::IdOf(cls_Uid const& uid) { // when an object is written
-///       if (auto const* const tie = m_Identities.Find(uid)) return tie->Id();
-///       return m_Identities.Add(uid, m_NextId++).Id();
+///       return m_Identities.IdOf(uid, m_NextId);
 ///     }
 ///     void MySession::Undo() noexcept { m_Identities.DropFrom(m_NextId = m_FirstIdOfTransaction); }
 ///
@@ -107,6 +106,14 @@ class KVL_EXPORT cls_IdentityMap {
 
   /// Ties an identity to an id. REQUIRES: neither has a tie in this map. Throws std::bad_alloc.
   Tie& Add(cls_Uid const& uid, std::int64_t id);
+
+  /// The id that an identity is tied to. If there is none, it is tied to `nextId`, which then grows by one.
+  /// REQUIRES: no identity is tied to `nextId`. Throws std::bad_alloc; then `nextId` has not changed.
+  [[nodiscard]] std::int64_t IdOf(cls_Uid const& uid, std::int64_t& nextId) {
+    if (Tie const* const tie = Find(uid)) return tie->Id();
+    Add(uid, nextId);
+    return nextId++;
+  }
 
   /// Notes that an object is a root. Does nothing if no identity is tied to its id.
   void NoteRoot(std::int64_t id) noexcept;

@@ -74,6 +74,18 @@ TEST(IdentityMap, TiedIdentityIsFoundInItsMapOnly) {
   EXPECT_EQ(two.Find(uid)->Id(), 9);
 }
 
+TEST(IdentityMap, IdOfTiesAnIdentityOnceToTheNextId) {
+  cls_IdentityMap map;
+  std::int64_t nextId = 5;
+  cls_Uid const one;
+  cls_Uid const two;
+  EXPECT_EQ(map.IdOf(one, nextId), 5);
+  EXPECT_EQ(map.IdOf(two, nextId), 6);
+  EXPECT_EQ(map.IdOf(one, nextId), 5);
+  EXPECT_EQ(nextId, 7);
+  EXPECT_EQ(map.Find(two)->Id(), 6);
+}
+
 TEST(IdentityMap, TieKeepsNoIdentityAlive) {
   cls_IdentityMap map;
   cls_Uid const uid;

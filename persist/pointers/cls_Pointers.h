@@ -199,3 +199,22 @@ template <class T>
   if (parent.DataIsPresent(field) == 0) return nullptr;
   return cls_ConstructShared<T>(cls_ReadVisitor(parent, field));
 }
+
+/// A whole load: the object that the visitor reads becomes a new object with one owner (cls_ConstructRoot).
+/// For a back end's loading function.
+template <class T>
+[[nodiscard]] std::unique_ptr<T> cls_LoadOwned(cls_ObjectSource& source, cls_ReadVisitor const& visitor) {
+  cls_OneLoad load(source.Loaded());
+  std::unique_ptr<T> object = cls_ConstructRoot<T>(visitor);
+  load.Complete();
+  return object;
+}
+
+/// The same for an object that its own graph may lead back to.
+template <class T>
+[[nodiscard]] std::shared_ptr<T> cls_LoadShared(cls_ObjectSource& source, cls_ReadVisitor const& visitor) {
+  cls_OneLoad load(source.Loaded());
+  std::shared_ptr<T> object = cls_ConstructShared<T>(visitor);
+  load.Complete();
+  return object;
+}

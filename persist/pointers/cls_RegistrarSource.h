@@ -23,6 +23,11 @@ class KVL_EXPORT cls_RegistrarSource : public cls_ObjectSource {
   [[nodiscard]] bool IsDerived(unsigned int derived, unsigned int base) const override {
     return m_Classes.InheritanceCheck(derived, base);
   }
+  /// The version that a back end writes new objects of a class by: the newest; 1 for a class that the
+  /// registrar does not have.
+  [[nodiscard]] int VersionToWrite(unsigned int classId) const {
+    return m_Classes.ClassIsPresent(classId) ? m_Classes.GetLastClassVersionNumber(classId) : 1;
+  }
   /// The name of the class's newest version; its ID if the registrar does not have the class.
   [[nodiscard]] std::string NameOf(unsigned int classId) const override;
 

@@ -34,6 +34,12 @@ TEST_F(RegistrarSource, VersionIsBuiltByItsMetadataOrTheNextAbove) {
   EXPECT_EQ(m_Source.MetadataOf(0x99, 1), nullptr);
 }
 
+TEST_F(RegistrarSource, NewestVersionIsWritten) {
+  EXPECT_EQ(m_Source.VersionToWrite(0x40), 5);
+  EXPECT_EQ(m_Source.VersionToWrite(0x30), 1);
+  EXPECT_EQ(m_Source.VersionToWrite(0x99), 1);
+}
+
 TEST_F(RegistrarSource, KnowsBasesAndNames) {
   EXPECT_TRUE(m_Source.IsDerived(0x40, 0x30));
   EXPECT_FALSE(m_Source.IsDerived(0x30, 0x40));

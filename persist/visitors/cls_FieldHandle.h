@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "platform/cow/cow_String.h"
 
 /// Names one field of a persisted class; made on the stack at each access.
@@ -23,6 +25,12 @@ class cls_FieldHandle {
 
   [[nodiscard]] int FieldId() const noexcept { return m_FieldId; }
   [[nodiscard]] cow_String const& Name() const noexcept { return m_Name; }
+
+  /// What identifies the field, as one text: its name, or "#" and its number if the name is empty. For back
+  /// ends that find fields by text.
+  [[nodiscard]] std::string Key() const {
+    return m_Name.IsEmpty() ? "#" + std::to_string(m_FieldId) : std::string(m_Name.View());
+  }
 
  private:
   int m_FieldId = -1;

@@ -26,6 +26,12 @@ TEST(FieldHandle, KeepsANumberWithAnEmptyName) {
   EXPECT_TRUE(handle.Name().IsEmpty());
 }
 
+TEST(FieldHandle, KeyIsTheNameOrTheNumber) {
+  EXPECT_EQ(cls_FieldHandle(7, "m_Length"_cow).Key(), "m_Length");
+  EXPECT_EQ(cls_FieldHandle(7, cow_String()).Key(), "#7");
+  EXPECT_EQ(cls_FieldHandle(7, ""_cow).Key(), "#7");
+}
+
 TEST(FieldHandle, CopySharesTheName) {
   cls_FieldHandle const handle(1, cow_String("m_FromLine"));
   cls_FieldHandle const copy(handle); // NOLINT(performance-unnecessary-copy-initialization)

@@ -54,5 +54,5 @@ inline constexpr sto_CollectionField<std::int64_t> Change{1};
 /// Whether objects of a class are collections or blobs. They have no attributes of their own: this module
 /// defines their fields and their content.
 [[nodiscard]] inline bool sto_IsCollectionClass(unsigned int classId) noexcept {
-  return classId == cls_InternalListTypeId || classId == cls_InternalMapTypeId || classId == cls_BlobTypeId;
+  return cls_IsCollectionTypeId(classId);
 }

@@ -47,14 +47,16 @@ configure -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/pre
 cmake --build "$work/bolts/build"
 (cd "$work/bolts" && build/bolts && build/bolts)
 
-# The installed contract suite over the back end of docs/back-end.md.
-mkdir -p "$work/contract/tests/contract"
-cp -r "$here/../contract/memory" "$work/contract/tests/contract/"
-python3 -B "$here/../documents/blocks.py" extract "$work/contract" >"$work/blocks.log"
-configure -S "$here/contract" -B "$work/contract/build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_PREFIX_PATH="$work/prefix" \
-  -DBACK_END="$work/contract/tests/contract/memory/MemoryContract.cpp" -DINCLUDES="$work/contract"
-cmake --build "$work/contract/build" --parallel 2
-"$work/contract/build/back_end_contract" --gtest_brief=1
+# What docs/back-end.md tells the author of a back end to do, from building the library to the contract suite. The
+# document's commands run as they are; the project file that it shows is written in between.
+mkdir "$work/back-end"
+ln -s "$(cd "$here/../.." && pwd)" "$work/back-end/kvlpersist"
+awk '/^```sh$/ { on = 1; next }
+  /^```cmake$/ { on = 1; end = "END"; print "cat >my-back-end/CMakeLists.txt <<\"END\""; next }
+  /^```$/ { if (on && end) print end; on = 0; end = ""; next }
+  on' "$here/../../docs/back-end.md" >"$work/back-end/commands.sh"
+(cd "$work/back-end" && CXX="$compiler" CMAKE_GENERATOR=Ninja CMAKE_BUILD_PARALLEL_LEVEL=2 \
+  bash -euxo pipefail commands.sh)
 
 # The checkout as a subdirectory of a project: <kvlpersist/...> is found, and the tree's own folders are not.
 configure -S "$here" -B "$work/subproject" -DKVL_SOURCE="$here/../.."

@@ -12,8 +12,11 @@ class JsonlSession : public ContractSession {
 
   void Save(std::string const& root, Scripted const& object) override { m_Session.Save(root, object); }
   void Load(std::string const& root, Scripted::ReadFields const& read) override {
-    cls_ReadVisitor const visitor(m_Session.MakeReader(root));
-    read(visitor);
+    struct Reset {
+      Scripted::ReadFields m_Before;
+      ~Reset() { Scripted::s_Read = std::move(m_Before); }
+    } const reset{std::exchange(Scripted::s_Read, read)};
+    static_cast<void>(m_Session.Load<Scripted>(root));
   }
   std::int64_t ObjectCount() override {
     return std::ranges::count_if(m_Session.Lines(),
@@ -34,6 +37,7 @@ class JsonlBackEnd : public ContractBackEnd {
     abilities.m_ReadsOnly = true;
     abilities.m_SharesChanges = true;
     abilities.m_CountsObjects = true;
+    abilities.m_OffersStoredObjects = true;
     abilities.m_ConvertsIntegers = true;
     return abilities;
   }

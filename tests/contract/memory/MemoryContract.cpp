@@ -1,6 +1,6 @@
 #include "tests/contract/memory/MemoryContract.h"
 
-// The contract suite over the back end of docs/back-end.md.
+// The contract suite over the back end in memory.
 
 namespace {
 

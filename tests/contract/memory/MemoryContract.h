@@ -1,22 +1,9 @@
 #pragma once
 
 #include "tests/contract/ContractBackEnd.h"
+#include "tests/contract/memory/MemorySave.h"
 
-#include <blocks/docs/back-end/what-is-stored-1>
-
-#include <blocks/docs/back-end/the-storage-and-the-save-1>
-
-#include <blocks/docs/back-end/builders-and-cursors-1>
-
-#include <blocks/docs/back-end/agents-1>
-
-#include <blocks/docs/back-end/the-writing-memento-1>
-
-#include <blocks/docs/back-end/the-reading-memento-1>
-
-#include <blocks/docs/back-end/saving-and-loading-1>
-
-// The back end of docs/back-end.md under test: one session, no file.
+// The back end in memory under test: one session, no file.
 
 class MemorySession : public ContractSession {
  public:

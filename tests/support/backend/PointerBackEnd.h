@@ -42,10 +42,10 @@ class PointerBackEnd final : public cls_RegistrarSource, public cls_IdentityOwne
   [[noreturn]] void RaiseNotBuilt(cls_BuildFailure const& failure) const override { throw NotBuilt(failure); }
 
   template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::int64_t id) {
-    return Load(id, [](cls_ReadVisitor const& visitor) { return cls_ConstructRoot<T>(visitor); });
+    return cls_LoadOwned<T>(*this, cls_ReadVisitor(m_Wrap(NewMemento(id))));
   }
   template <class T> [[nodiscard]] std::shared_ptr<T> LoadShared(std::int64_t id) {
-    return Load(id, [](cls_ReadVisitor const& visitor) { return cls_ConstructShared<T>(visitor); });
+    return cls_LoadShared<T>(*this, cls_ReadVisitor(m_Wrap(NewMemento(id))));
   }
   template <class Read> auto Load(std::int64_t id, Read read) {
     cls_OneLoad load(Loaded());

@@ -1,33 +1,44 @@
-// The back end of docs/back-end.md: its program, content of every kind, agents, failed saves, and what a read
-// of something absent gives.
+// The back end in memory: a class with an array, content of every kind, agents, failed saves, and what a read of
+// something absent gives.
 
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "collections/cls_ArrayPrim.h"
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "tests/contract/ContractContent.h"
+#include "tests/contract/memory/MemorySave.h"
 #include "tests/support/InitialisedModule.h"
-
-#include <blocks/docs/back-end/what-is-stored-1>
-
-#include <blocks/docs/back-end/the-storage-and-the-save-1>
-
-#include <blocks/docs/back-end/builders-and-cursors-1>
-
-#include <blocks/docs/back-end/agents-1>
-
-#include <blocks/docs/back-end/the-writing-memento-1>
-
-#include <blocks/docs/back-end/the-reading-memento-1>
-
-#include <blocks/docs/back-end/saving-and-loading-1>
-
-#include <blocks/docs/back-end/using-it-1>
+#include "wrappers/cls_xp1DArrayList.h"
 
 namespace {
 
-class BackEnd : public ::testing::Test {
+class Truss {
+ public:
+  Truss() = default;
+  explicit Truss(cls_ReadVisitor const& visitor)
+      : m_Name(visitor.Read(cls_FieldHandle(0, "m_Name"_cow), cow_String())),
+        m_Areas(cls_ReadVisitor(visitor, cls_FieldHandle(1, "m_Areas"_cow)), nullptr),
+        m_Forces(cls_ReadVisitor(visitor, cls_FieldHandle(2, "m_Forces"_cow))), m_Uid(visitor.GetUid()) {}
+
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    if (!visitor.StartWrite(TypeId(), m_Uid)) return;
+    visitor.Write(cls_FieldHandle(0, "m_Name"_cow), m_Name);
+    m_Areas.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle(1, "m_Areas"_cow), nullptr, &m_Areas));
+    m_Forces.DBWrite(cls_WriteVisitor(visitor, cls_FieldHandle(2, "m_Forces"_cow), nullptr, &m_Forces));
+  }
+  static constexpr unsigned int TypeId() noexcept { return 0x400031; }
+
+  cow_String m_Name;
+  cls_xp1DArrayListDouble m_Areas; // square millimetres
+  cls_ArrayPrimDouble m_Forces;    // newtons, tied to its stored list once it is saved
+
+ private:
+  cls_Uid m_Uid;
+};
+
+class MemoryStorageTest : public ::testing::Test {
  protected:
   using Written = Scripted::WriteFields;
 
@@ -66,10 +77,18 @@ int ElementOf(cls_MementoRead* memento) {
 
 } // namespace
 
-TEST_F(BackEnd, ProgramOfThePageLoadsWhatItHasSaved) {
+TEST_F(MemoryStorageTest, ALoadFindsWhatWasSaved) {
   cls_ClassRegistrar classes;
   classes.AddClassMD(new cls_TypeAdapter<Truss>("Truss"_cow, 1, 1));
-#include <blocks/docs/back-end/using-it-2>
+  MemoryStorage storage(classes);
+  Truss truss;
+  truss.m_Name = "bridge"_cow;
+  truss.m_Areas.Append(120.5);
+  for (int i = 0; i < 5000; ++i) truss.m_Forces.Append(i * 0.5);
+  storage.Save("truss", truss);
+
+  truss.m_Forces.Get(4999) = -1; // goes to the stored list
+  std::unique_ptr<Truss> const loaded = storage.Load<Truss>("truss");
   EXPECT_EQ(loaded->m_Name, "bridge"_cow);
   EXPECT_EQ(loaded->m_Areas.ConstGet(0), 120.5);
   EXPECT_EQ(loaded->m_Forces.Size(), 5000);
@@ -81,14 +100,14 @@ TEST_F(BackEnd, ProgramOfThePageLoadsWhatItHasSaved) {
   for (Truss const* const each : {&truss, &*loaded, &*again}) each->m_Forces.Release();
 }
 
-TEST_F(BackEnd, ContentOfEveryKindComesBack) {
+TEST_F(MemoryStorageTest, ContentOfEveryKindComesBack) {
   for (int const seed : {1, 2}) { // the second save replaces the first
     Save([&](cls_WriteVisitor const& visitor) { WriteContent(visitor, seed); });
     Load([&](cls_ReadVisitor const& visitor) { ExpectContent(visitor, seed); });
   }
 }
 
-TEST_F(BackEnd, PartsOfAnObjectDoNotSeeEachOther) {
+TEST_F(MemoryStorageTest, PartsOfAnObjectDoNotSeeEachOther) {
   Save([](cls_WriteVisitor const& visitor) {
     cls_MementoWrite& memento = *visitor.Memento();
     WriteElement(memento.MakeBaseWriteObj(0x700099, cls_Uid()), 2);
@@ -103,7 +122,7 @@ TEST_F(BackEnd, PartsOfAnObjectDoNotSeeEachOther) {
   });
 }
 
-TEST_F(BackEnd, WhatIsNotThereIsEmpty) {
+TEST_F(MemoryStorageTest, WhatIsNotThereIsEmpty) {
   Save([](cls_WriteVisitor const& visitor) {
     visitor.Write(FieldFor<int>(), 3);
     visitor.Memento()->WriteReference(FieldOf("Reference"), cls_Uid());
@@ -129,7 +148,7 @@ TEST_F(BackEnd, WhatIsNotThereIsEmpty) {
   });
 }
 
-TEST_F(BackEnd, AFailedSaveLeavesWhatWasThere) {
+TEST_F(MemoryStorageTest, AFailedSaveLeavesWhatWasThere) {
   Save([](cls_WriteVisitor const& visitor) { WriteContent(visitor, 1); });
   EXPECT_EQ(RaisedBy([&] {
               Save([](cls_WriteVisitor const& visitor) {
@@ -141,7 +160,7 @@ TEST_F(BackEnd, AFailedSaveLeavesWhatWasThere) {
   Load([](cls_ReadVisitor const& visitor) { ExpectContent(visitor, 1); });
 }
 
-TEST_F(BackEnd, AMismatchedCollectionIsRefusedByItsName) {
+TEST_F(MemoryStorageTest, AMismatchedCollectionIsRefusedByItsName) {
   Save([](cls_WriteVisitor const& visitor) {
     WriteCollectionOf<int>(visitor, ListKind, [](cls_MementoWrite& memento) {
       int const tag = 0;
@@ -160,7 +179,7 @@ TEST_F(BackEnd, AMismatchedCollectionIsRefusedByItsName) {
   });
 }
 
-TEST_F(BackEnd, ObjectAgentsWriteReadAndRemove) {
+TEST_F(MemoryStorageTest, ObjectAgentsWriteReadAndRemove) {
   Save([](cls_WriteVisitor const& visitor) {
     cls_MementoWrite& memento = *visitor.Memento();
     cls_Received<cls_MementoWrite> const object(
@@ -201,7 +220,7 @@ TEST_F(BackEnd, ObjectAgentsWriteReadAndRemove) {
   });
 }
 
-TEST_F(BackEnd, AStorageThatEndsDetachesItsArrays) {
+TEST_F(MemoryStorageTest, AStorageThatEndsDetachesItsArrays) {
   cls_ClassRegistrar classes;
   Truss truss;
   truss.m_Forces.Append(7);
@@ -215,7 +234,7 @@ TEST_F(BackEnd, AStorageThatEndsDetachesItsArrays) {
   truss.m_Forces.DropBlocks();
 }
 
-TEST_F(BackEnd, AnArrayThatWasAssignedToIsForgottenBeforeItIsDestroyed) {
+TEST_F(MemoryStorageTest, AnArrayThatWasAssignedToIsForgottenBeforeItIsDestroyed) {
   cls_ClassRegistrar classes;
   Truss kept;
   kept.m_Forces.Append(7);
