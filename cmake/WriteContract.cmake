@@ -3,7 +3,8 @@
 #   cmake -D ROOT=<tree> -D OUTPUT=<folder> -P WriteContract.cmake
 #
 # Its sources and the headers that they include from tests/ keep their paths, below OUTPUT, and include each other in
-# quotes. Headers of the library are included as <kvlpersist/...>. OUTPUT/sources.txt lists the sources.
+# quotes. Headers of the library are included as <kvlpersist/...>. OUTPUT/sources.txt lists the sources,
+# and separate.txt those of them that a unity build compiles by themselves.
 cmake_minimum_required(VERSION 3.25)
 
 include("${ROOT}/cmake/KvlContract.cmake")
@@ -27,5 +28,8 @@ foreach(file IN LISTS files)
   string(REGEX REPLACE "#include <kvlpersist/(tests/[^>\n]+)>" "#include \"\\1\"" text "${text}")
   file(WRITE "${OUTPUT}/${file}" "${text}")
 endforeach()
-list(JOIN KVL_CONTRACT_SOURCES "\n" sources)
-file(WRITE "${OUTPUT}/sources.txt" "${sources}\n")
+foreach(name SOURCES SEPARATE)
+  list(JOIN KVL_CONTRACT_${name} "\n" lines)
+  string(TOLOWER "${name}.txt" file)
+  file(WRITE "${OUTPUT}/${file}" "${lines}\n")
+endforeach()
