@@ -82,6 +82,21 @@ if(KVL_SANITIZE)
     # Instrumented code hides from GCC that the standard library's members are set.
     target_compile_options(kvl_program_flags INTERFACE -Wno-maybe-uninitialized)
   endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # GCC defines these by itself.
+    foreach(sanitizer address thread)
+      if(KVL_SANITIZE MATCHES "${sanitizer}")
+        string(TOUPPER "__SANITIZE_${sanitizer}__" name)
+        target_compile_definitions(kvl_program_flags INTERFACE ${name})
+      endif()
+    endforeach()
+  endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND KVL_SANITIZE MATCHES "thread")
+    # For C++ the sanitizer brings its own operators new and delete, which tests could not replace. Its malloc sees
+    # all memory without them.
+    target_link_options(kvl_program_flags INTERFACE --driver-mode=gcc)
+    target_link_libraries(kvl_program_flags INTERFACE stdc++ m)
+  endif()
 endif()
 if(KVL_COVERAGE)
   target_compile_options(kvl_program_flags INTERFACE --coverage)

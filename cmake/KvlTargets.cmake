@@ -119,6 +119,7 @@ set(KVL_TEST_HEADERS
 function(kvl_test target)
   kvl_parse_arguments("THREADS;TEMPLATES" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${target} ${ARG_SOURCES} $<TARGET_OBJECTS:test_headers>)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD OFF) # tests use the same short names for their helpers
   target_link_libraries(${target} PRIVATE
     ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
   if(ARG_TEMPLATES AND KVL_SANITIZE MATCHES "undefined")

@@ -208,7 +208,8 @@ TEST_P(EachDeclaredClass, HasItsNameClassIdVersionAndBase) {
 }
 
 TEST_P(EachDeclaredClass, HasTheAdapterOfItsKind) {
-  EXPECT_EQ(typeid(Metadata()), GetParam().m_Adapter);
+  auto const& metadata = Metadata();
+  EXPECT_EQ(typeid(metadata), GetParam().m_Adapter);
 }
 
 TEST_P(EachDeclaredClass, HasItsAttributesAsPlainSingleValues) {

@@ -70,7 +70,8 @@ TYPED_TEST(EachException, CopyIsANewObjectOfTheMostDerivedClass) {
   nex_Exception const& root = this->m_Exception;
   std::unique_ptr<nex_Exception> const copy(root.Copy());
   EXPECT_NE(copy.get(), &root);
-  EXPECT_EQ(typeid(*copy), typeid(TypeParam));
+  nex_Exception const& object = *copy;
+  EXPECT_EQ(typeid(object), typeid(TypeParam));
   EXPECT_EQ(copy->AsString(), ExceptionCase<TypeParam>::Text);
   EXPECT_EQ(copy->RootUid().Entry(), root.RootUid().Entry());
   EXPECT_EQ(OwnEntry(static_cast<TypeParam const&>(*copy)), OwnEntry(this->m_Exception));

@@ -17,9 +17,6 @@ bool Allow(std::size_t) {
   return true;
 }
 
-/// Larger than any address space; volatile so that the compiler cannot know it.
-std::size_t const volatile Impossible = SIZE_MAX / 4;
-
 TEST(mem_Memory, ReturnsWritableMemoryAlignedForAnyObject) {
   for (std::size_t size = 1; size <= 4096; size += 13) {
     void* const block = mem_Malloc(size);
@@ -108,6 +105,9 @@ TEST(mem_Memory, ReturnsThePreviousHook) {
 
 // The sanitizers' allocators end the process instead of returning null for an absurd size.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+/// Larger than any address space; volatile so that the compiler cannot know it.
+std::size_t const volatile Impossible = SIZE_MAX / 4;
+
 TEST(mem_Memory, FailsWhenTheSystemHasNoMemory) {
   EXPECT_THROW((void)mem_Malloc(Impossible), std::bad_alloc);
 }

@@ -42,9 +42,10 @@ bool IsWhole(sto_CollectionShape const& shape, int count, sto_ByteView bytes) {
 template <class K, class T> void ComesBack(std::vector<std::pair<K, T>> const& entries) {
   sto_Bytes bytes;
   std::vector<std::pair<sto_Bytes, sto_Bytes>> parts;
-  for (auto const& [key, value] : entries) {
-    parts.emplace_back(Encoded([&](sto_ByteWriter& writer) { sto_KeyCodec<K>::Encode(writer, key); }),
-                       Encoded([&](sto_ByteWriter& writer) { sto_ElementCodec<T>::Encode(writer, value); }));
+  for (std::pair<K, T> const& entry : entries) {
+    parts.emplace_back(
+        Encoded([&](sto_ByteWriter& writer) { sto_KeyCodec<K>::Encode(writer, entry.first); }),
+        Encoded([&](sto_ByteWriter& writer) { sto_ElementCodec<T>::Encode(writer, entry.second); }));
     bytes.insert(bytes.end(), parts.back().first.begin(), parts.back().first.end());
     bytes.insert(bytes.end(), parts.back().second.begin(), parts.back().second.end());
   }

@@ -8,7 +8,7 @@
 namespace {
 
 /// A record that has grown larger than this is not kept.
-constexpr std::size_t MaxSpareBytes = 65536;
+constexpr std::size_t MaxSpareRecordBytes = 65536;
 
 } // namespace
 
@@ -34,7 +34,7 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   sto_RecordRef record = kept;
   unsigned int classId = 0;
   if (!m_Session.Driver().ReadObject(id, classId, record.Fill().Bytes())) return nullptr;
-  if (record.Fill().Bytes().capacity() > MaxSpareBytes) kept = nullptr; // freed with its last user
+  if (record.Fill().Bytes().capacity() > MaxSpareRecordBytes) kept = nullptr; // freed with its last user
   std::string problem;
   if (!record.Fill().Decode(id, classId, problem))
     m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +

@@ -6,7 +6,7 @@
 namespace {
 
 /// A builder that has grown larger than this is not kept.
-constexpr std::size_t MaxSpareBytes = 65536;
+constexpr std::size_t MaxSpareBuilderBytes = 65536;
 /// Each nesting level uses one builder; at most this many are kept.
 constexpr std::size_t MaxSpareBuilders = 16;
 
@@ -21,7 +21,8 @@ std::unique_ptr<sto_RecordBuilder> sto_SpareBuilders::Take() {
 }
 
 void sto_SpareBuilders::GiveBack(std::unique_ptr<sto_RecordBuilder> builder) noexcept {
-  if (builder == nullptr || builder->Capacity() > MaxSpareBytes || m_Builders.size() >= MaxSpareBuilders)
+  if (builder == nullptr || builder->Capacity() > MaxSpareBuilderBytes ||
+      m_Builders.size() >= MaxSpareBuilders)
     return;
   try {
     m_Builders.push_back(std::move(builder));

@@ -58,13 +58,13 @@ void RestrictAs(std::string const& source, std::string const& copy) noexcept {
   chmod(copy.c_str(), ((from.st_mode & to.st_mode) | Own) & 0777);
 }
 
-[[noreturn]] void RaiseConflict(std::string const& location) {
+[[noreturn]] void RaiseCopyConflict(std::string const& location) {
   sto_Raise(sto_ErrorKind::Conflict,
             location + ": The file exists already; choose a free name for the copy.");
 }
 
 [[noreturn]] void RaiseSystem(std::string const& location, int error) {
-  if (error == EEXIST) RaiseConflict(location);
+  if (error == EEXIST) RaiseCopyConflict(location);
   bool const isFull = error == ENOSPC || error == EDQUOT;
   sto_Raise(isFull ? sto_ErrorKind::Full : sto_ErrorKind::Unavailable,
             location + ": The copy could not be given its name: " + std::generic_category().message(error) +
@@ -81,7 +81,7 @@ sto_SqliteCopy::sto_SqliteCopy(sto_SqliteConnection& source, std::string const& 
               location + ": On a network file system (" + network +
                   ") file locks are unreliable, so no store can be created there. Copy to a "
                   "local disk, and move the closed copy.");
-  if (sto_SqliteFile::IsThere(location)) RaiseConflict(location);
+  if (sto_SqliteFile::IsThere(location)) RaiseCopyConflict(location);
   m_Temporary = NameBeside(location);
   try {
     Make(source);

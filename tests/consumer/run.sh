@@ -48,15 +48,20 @@ cmake --build "$work/bolts/build"
 (cd "$work/bolts" && build/bolts && build/bolts)
 
 # What docs/back-end.md tells the author of a back end to do, from building the library to the contract suite. The
-# document's commands run as they are; the project file that it shows is written in between.
+# document's commands run as they are; the project file that it shows is written in between. The tool chain asks for
+# what compiles soonest, which a user may do, too.
 mkdir "$work/back-end"
 ln -s "$(cd "$here/../.." && pwd)" "$work/back-end/kvlpersist"
 awk '/^```sh$/ { on = 1; next }
   /^```cmake$/ { on = 1; end = "END"; print "cat >my-back-end/CMakeLists.txt <<\"END\""; next }
   /^```$/ { if (on && end) print end; on = 0; end = ""; next }
   on' "$here/../../docs/back-end.md" >"$work/back-end/commands.sh"
+cat >"$work/back-end/quick.cmake" <<END
+set(CMAKE_UNITY_BUILD ON)
+set(CMAKE_CXX_FLAGS_RELEASE "-O0" CACHE STRING "")
+END
 (cd "$work/back-end" && CXX="$compiler" CMAKE_GENERATOR=Ninja CMAKE_BUILD_PARALLEL_LEVEL=2 \
-  bash -euxo pipefail commands.sh)
+  CMAKE_TOOLCHAIN_FILE="$work/back-end/quick.cmake" bash -euxo pipefail commands.sh)
 
 # The checkout as a subdirectory of a project: <kvlpersist/...> is found, and the tree's own folders are not.
 configure -S "$here" -B "$work/subproject" -DKVL_SOURCE="$here/../.."

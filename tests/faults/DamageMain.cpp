@@ -160,10 +160,10 @@ bool IsKnownOlder(Campaign const& campaign, DamageContent const& found, DamagePa
 
 bool IsKnownRoot(Campaign const& campaign, DamageContent const& found, DamageRows const& rows) {
   if (rows == campaign.m_Rows) return false;
-  for (auto const& [root, parts] : found.m_Roots) {
+  for (auto const& known : found.m_Roots) {
     bool const isOfARow = std::any_of(rows.begin(), rows.end(), [&](auto const& row) {
       auto const object = campaign.m_Objects.find(row.second);
-      return row.first == root && object != campaign.m_Objects.end() && object->second == parts;
+      return row.first == known.first && object != campaign.m_Objects.end() && object->second == known.second;
     });
     if (!isOfARow) return false;
   }
