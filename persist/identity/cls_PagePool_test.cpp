@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <random>
@@ -164,6 +165,55 @@ TEST_F(PagePool, ContentOfTakenPagesSurvivesAnyOrderOfTakingAndGivingBack) {
   }
   for (auto const& [page, filling] : taken)
     ASSERT_EQ(std::count(page, page + Words, filling), static_cast<std::ptrdiff_t>(Words));
+}
+
+TEST_F(PagePool, MemoryOfManyFreePagesIsFreed) {
+  Pool pool;
+  std::vector<void*> pages;
+  for (int i = 0; i < 50'000; ++i) pages.push_back(pool.Take());
+  std::size_t const most = pool.PageCount();
+  EXPECT_GE(most, pages.size());
+  std::vector<void*> kept;
+  for (std::size_t i = 0; i < pages.size(); ++i)
+    if (i % 10'000 == 0) {
+      kept.push_back(pages[i]);
+      std::memset(pages[i], static_cast<int>(i / 10'000), PageBytes);
+    } else {
+      pool.GiveBack(pages[i]);
+    }
+  EXPECT_LE(pool.PageCount(), 5U * 1024 + 4096); // the chunks of the kept pages, and some free ones
+  for (std::size_t i = 0; i < kept.size(); ++i)
+    for (std::size_t at = 0; at < PageBytes; ++at) ASSERT_EQ(static_cast<unsigned char*>(kept[i])[at], i);
+  std::set<void*> again(kept.begin(), kept.end());
+  for (int i = 0; i < 20'000; ++i) ASSERT_TRUE(again.insert(pool.Take()).second);
+}
+
+TEST_F(PagePool, FreeingMemoryAllocatesNothing) {
+  Pool pool;
+  std::vector<void*> pages;
+  for (int i = 0; i < 5000; ++i) pages.push_back(pool.Take());
+  StoreNewFault::FailAt(1);
+  for (void* const page : pages) pool.GiveBack(page);
+  EXPECT_FALSE(StoreNewFault::HasFailed());
+  StoreNewFault::FailAt(0);
+  EXPECT_LT(pool.PageCount(), 4096U);
+}
+
+TEST_F(PagePool, ChunksWithAUsedPageStayThroughAnyOrderOfGivingBack) {
+  Pool pool;
+  std::mt19937 random(5);
+  std::vector<unsigned int*> taken;
+  for (unsigned int round = 0; round < 20; ++round) {
+    while (taken.size() < 8000) {
+      taken.push_back(static_cast<unsigned int*>(pool.Take()));
+      *taken.back() = static_cast<unsigned int>(AddressOf(taken.back()) / PageBytes);
+    }
+    std::ranges::shuffle(taken, random);
+    for (std::size_t const left = random() % 3000; taken.size() > left; taken.pop_back()) {
+      ASSERT_EQ(*taken.back(), static_cast<unsigned int>(AddressOf(taken.back()) / PageBytes));
+      pool.GiveBack(taken.back());
+    }
+  }
 }
 
 } // namespace

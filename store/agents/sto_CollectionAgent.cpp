@@ -97,7 +97,7 @@ void sto_CollectionAgent::NoteTouched() {
   m_Session->Collections().NoteTouched(*this);
   std::int64_t const transaction = m_Session->TransactionNumber();
   if (m_Session->Keeping() == sto_Keeping::Handles && m_TouchedInTransaction != transaction) {
-    KeepAtBegin(sto_Keeping::Handles);
+    static_cast<void>(KeepAtBegin(sto_Keeping::Handles));
     m_TouchedInTransaction = transaction;
   }
   if (IsInSave() && m_TouchedInSave != m_Session->Save().Number()) {
@@ -189,6 +189,7 @@ void sto_CollectionAgent::Hold(cls_PC* holder) {
   slot.m_SeenForeign = m_Foreign;
   slot.m_AtBegin = slot.m_AtMark = {};
   slot.m_HeldInTransaction = slot.m_HeldInSave = 0;
+  slot.m_Array = ArrayOf(*holder);
   if (m_Session != nullptr && !m_IsLost) {
     if (m_Session->IsWriting()) {
       NoteTouched();
@@ -218,7 +219,7 @@ void sto_CollectionAgent::FlushHolders() {
 }
 
 void sto_CollectionAgent::KeepForRollback() {
-  if (!m_IsLost) KeepAtBegin(sto_Keeping::Copies);
+  if (!m_IsLost && KeepAtBegin(sto_Keeping::Copies)) m_Session->Collections().NoteTouched(*this);
 }
 
 void sto_CollectionAgent::ForgetBegin() noexcept {

@@ -135,7 +135,10 @@ class sto_CollectionAgent : public sto_OpenCollection {
 
   // For bulk arrays, which hold elements in memory. Other containers hold none, so there is nothing to do.
   virtual void NoteHolder(cls_PC&, sto_HolderSlot&) {}
-  virtual void KeepAtBegin(sto_Keeping) {}
+  /// The container as the agent's own kind of bulk array; null if it is another kind of container.
+  [[nodiscard]] virtual void* ArrayOf(cls_PC&) const noexcept { return nullptr; }
+  /// Returns whether it has kept blocks, which ForgetKeptAtBegin then frees.
+  virtual bool KeepAtBegin(sto_Keeping) { return false; }
   virtual void KeepAtMark() {}
   virtual void ForgetKeptAtBegin() noexcept {}
   virtual void ForgetKeptAtMark() noexcept {}

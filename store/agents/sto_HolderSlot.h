@@ -24,6 +24,9 @@ class sto_HolderSlot final : public cls_HolderSlot {
   std::int64_t m_HeldInTransaction = 0;
   std::int64_t m_HeldInSave = 0;
 
+  /// The container as the agent's own kind of bulk array, null if it is another kind of container.
+  void* m_Array = nullptr;
+
   /// How many changes by other sessions the container has seen, by the agent's count.
   std::int64_t m_SeenForeign = 0;
 };

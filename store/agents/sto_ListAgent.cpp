@@ -236,17 +236,21 @@ template <class T> void sto_ListAgent<T>::RaiseDamaged(int index) const {
 
 template <class T> template <class Act> void sto_ListAgent<T>::ForEachArray(Act act) const {
   if constexpr (IsArrayElement)
-    this->ForEachHolder([&](cls_PC& holder, sto_HolderSlot& slot) {
-      if (auto* const array = dynamic_cast<cls_ArrayPrim<T>*>(&holder)) act(*array, slot);
+    this->ForEachHolder([&](cls_PC&, sto_HolderSlot& slot) {
+      if (slot.m_Array != nullptr) act(*static_cast<cls_ArrayPrim<T>*>(slot.m_Array), slot);
     });
 }
 
-template <class T> void sto_ListAgent<T>::NoteHolder(cls_PC& holder, sto_HolderSlot& slot) {
+template <class T> void* sto_ListAgent<T>::ArrayOf(cls_PC& holder) const noexcept {
+  if constexpr (IsArrayElement) return dynamic_cast<cls_ArrayPrim<T>*>(&holder);
+  return nullptr;
+}
+
+template <class T> void sto_ListAgent<T>::NoteHolder(cls_PC&, sto_HolderSlot& slot) {
   Purpose const purpose = std::exchange(m_Purpose, Purpose::Copying);
-  if (!Session().IsWriting()) return;
+  if (slot.m_Array == nullptr || !Session().IsWriting()) return;
   if constexpr (IsArrayElement) {
-    auto* const array = dynamic_cast<cls_ArrayPrim<T>*>(&holder);
-    if (array == nullptr) return;
+    auto* const array = static_cast<cls_ArrayPrim<T>*>(slot.m_Array);
     if (purpose == Purpose::Saving) {
       if (!m_KeptAtBegin.Has(*array)) {
         CheckInMemory(*array);
@@ -306,7 +310,7 @@ template <class T> void sto_ListAgent<T>::CheckInMemory(cls_ArrayPrim<T> const& 
   }
 }
 
-template <class T> void sto_ListAgent<T>::KeepAtBegin(sto_Keeping keeping) {
+template <class T> bool sto_ListAgent<T>::KeepAtBegin(sto_Keeping keeping) {
   ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot& slot) {
     if (slot.m_HeldInTransaction == Session().TransactionNumber() && Session().IsWriting()) return;
     slot.m_AtBegin = {sto_HolderSlot::Before::Kind::Associated, array.Size()};
@@ -315,6 +319,8 @@ template <class T> void sto_ListAgent<T>::KeepAtBegin(sto_Keeping keeping) {
         m_KeptAtBegin.Keep(array, sto_KeptBlocks<T>::Which::Changed,
                            [&](int) { return keeping == sto_Keeping::Copies; });
   });
+  if constexpr (IsArrayElement) return !m_KeptAtBegin.IsEmpty();
+  return false;
 }
 
 template <class T> void sto_ListAgent<T>::KeepAtMark() {

@@ -57,8 +57,9 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   bool CopyInto(sto_ListTarget& target, void const* container) override;
 
  protected:
+  [[nodiscard]] void* ArrayOf(cls_PC& holder) const noexcept override;
   void NoteHolder(cls_PC& holder, sto_HolderSlot& slot) override;
-  void KeepAtBegin(sto_Keeping keeping) override;
+  bool KeepAtBegin(sto_Keeping keeping) override;
   void KeepAtMark() override;
   void ForgetKeptAtBegin() noexcept override;
   void ForgetKeptAtMark() noexcept override;

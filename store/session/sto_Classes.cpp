@@ -1,8 +1,12 @@
 #include "store/session/sto_Classes.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "errors/nex_ClassMetadata.h"
 #include "persist/adapters/cls_TypeAdapter.h"
 #include "persist/pointers/cls_RegistrarSource.h"
+#include "platform/omni/omi_BtreeIterator.h"
 #include "store/base/sto_Exception.h"
 #include "wrappers/cls_xpString.h"
 #include "wrappers/cls_xpTrString.h"
@@ -66,12 +70,31 @@ cls_ClassMetadata const* sto_Classes::ForVersion(unsigned int classId, int versi
 
 void sto_Classes::ForgetAnswers(unsigned int count) const noexcept {
   m_KnownVersions = count;
+  m_InOrder.clear();
   m_ByVersion.Forget();
   m_Bases.Forget();
 }
 
+std::vector<cls_ClassMetadata const*> const& sto_Classes::InOrder() const {
+  if (m_InOrder.empty()) {
+    std::vector<cls_ClassMetadata const*> all;
+    for (omi_BtreeIterator i(m_Program.GetVersions()); !i.IsDone(); i.Next()) all.push_back(i.Value().Ptr());
+    std::ranges::reverse(all); // they descend
+    m_InOrder = std::move(all);
+  }
+  return m_InOrder;
+}
+
 cls_ClassMetadata const* sto_Classes::FindVersion(unsigned int classId, int version) const {
-  return cls_RegistrarSource::FindVersion(RegistrarOf(classId), classId, version);
+  cls_ClassRegistrar const& registrar = RegistrarOf(classId);
+  if (&registrar == &m_Library) return cls_RegistrarSource::FindVersion(registrar, classId, version);
+  auto const key = [](cls_ClassMetadata const* metadata) {
+    return std::pair(metadata->ClassId(), metadata->Version());
+  };
+  auto const found = std::ranges::lower_bound(InOrder(), std::pair(classId, version), {}, key);
+  if (found == m_InOrder.end() || (*found)->ClassId() != classId) return nullptr;
+  bool const isNone = (*found)->Version() == -1 && version != -1; // so the registrar says, too
+  return isNone ? nullptr : *found;
 }
 
 std::vector<int> sto_Classes::Versions(unsigned int classId) const {

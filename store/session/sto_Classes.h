@@ -49,6 +49,9 @@ class sto_Classes {
       ForgetAnswers(count);
   }
   void ForgetAnswers(unsigned int count) const noexcept;
+  /// All versions of the program's classes, ascending by class ID and version. The registrar finds the version
+  /// above another one by a walk over all.
+  [[nodiscard]] std::vector<cls_ClassMetadata const*> const& InOrder() const;
   [[nodiscard]] bool FindBase(unsigned int derived, unsigned int base) const;
 
   cls_ClassRegistrar const& m_Program;
@@ -56,6 +59,7 @@ class sto_Classes {
   // What was asked before, while the program's registrar has m_KnownVersions class versions: a plug-in may
   // register more.
   mutable unsigned int m_KnownVersions = 0;
+  mutable std::vector<cls_ClassMetadata const*> m_InOrder;       // empty: not asked yet
   mutable sto_AnswerTable<cls_ClassMetadata const*> m_ByVersion; // by class ID and version
   mutable sto_AnswerTable<bool> m_Bases;                         // by derived class and base
 };

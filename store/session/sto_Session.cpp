@@ -43,6 +43,7 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
   } catch (...) {
     Rollback(); // m_IsWriting is still false: there is nothing to restore yet
     m_Collections.ForEach([](sto_OpenCollection& each) { each.ForgetBegin(); });
+    m_Collections.ForgetTouched();
     throw;
   }
   m_Keeping = keeping;
@@ -78,7 +79,7 @@ void sto_Session::Commit() {
   bool const wasWriting = std::exchange(m_IsWriting, false);
   EndTransaction();
   if (!wasWriting) return;
-  VisitKept([](sto_OpenCollection& each) { each.ForgetBegin(); });
+  m_Collections.ForEachTouched([](sto_OpenCollection& each) { each.ForgetBegin(); });
   m_Collections.ForgetTouched();
 }
 
@@ -103,7 +104,11 @@ void sto_Session::Rollback() noexcept {
   if (m_KeptIn == m_TransactionNumber) m_Kept = nullptr; // the work that failed is undone
   m_Changes.UndoTransaction(m_TransactionNumber);
   for (sto_OpenBlob* const blob : m_OpenBlobs) blob->UndoTransaction();
-  VisitKept([this](sto_OpenCollection& each) { each.UndoTransaction(m_Keeping); });
+  auto const undo = [this](sto_OpenCollection& each) { each.UndoTransaction(m_Keeping); };
+  if (m_Keeping == sto_Keeping::Copies)
+    m_Collections.ForEach(undo);
+  else
+    m_Collections.ForEachTouched(undo);
   m_Collections.ForgetTouched();
 }
 
@@ -129,13 +134,6 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
   Loaded().Undo(firstId);
   m_NextId = firstId;
   m_Catalogue.ForgetWritten();
-}
-
-template <class Act> void sto_Session::VisitKept(Act act) {
-  if (m_Keeping == sto_Keeping::Copies)
-    m_Collections.ForEach(act);
-  else
-    m_Collections.ForEachTouched(act);
 }
 
 bool sto_Session::IsStored(std::int64_t id) {

@@ -206,8 +206,6 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   /// Misuse in another thread than the session's, and if the program's registrar has been destroyed.
   void CheckUse() const;
   void EndTransaction() noexcept;
-  /// Calls `act` with each collection that may have kept something for a rollback.
-  template <class Act> void VisitKept(Act act);
   [[noreturn]] void RethrowKept();
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
