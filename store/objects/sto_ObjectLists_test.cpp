@@ -1,5 +1,6 @@
 #include "store/sto_ReadCow.h"
 #include "tests/support/store/StoreCollections.h"
+#include "tests/support/store/StoreFaultVfs.h"
 
 namespace {
 
@@ -490,6 +491,41 @@ TEST_F(StoreObjectLists, PayloadsWithIdentitiesOfTheirOwnStayApart) {
     }
   });
   EXPECT_EQ(store.ObjectCount(), 3);
+}
+
+TEST_F(StoreObjectLists, UnchangedCollectionsThatAreSavedAgainWriteNothing) {
+  std::vector<Node> const nodes(3000);
+  std::vector<int> ints(5000, 7);
+  cls_Uid const uids[3];
+  Scripted const root([&](cls_WriteVisitor const& visitor) {
+    auto const list = Own(WriteIn(visitor, "m_Objects", ListClass, uids[0])->MakeWriteListObj());
+    for (Node const& node : nodes) AppendNode(*list, node);
+    auto const numbers = Own(WriteIn(visitor, "m_Ints", ListClass, uids[1])
+                                 ->MakeWriteListPrim(static_cast<int const*>(nullptr), 1));
+    for (int const value : ints) numbers->Append(value);
+    auto const map = Own(WriteIn(visitor, "m_ByInt", MapClass, uids[2])->MakeWriteMapInt2Obj());
+    for (int i = 0; i < 10; ++i) InsertNode(*map, i, nodes[static_cast<std::size_t>(i)]);
+  });
+  StoreFaultVfs const vfs;
+  sto_Store store = Create();
+  store.Save("root", root);
+  for (int i = 0; i < 2; ++i) {
+    StoreBytes const before = FileBytes(Path());
+    StoreFaultVfs::StrikeAt(1, StoreFaultVfs::Fault::IoError); // the first that is written, or synchronised
+    store.Save("root", root);
+    EXPECT_FALSE(StoreFaultVfs::HasStruck());
+    StoreFaultVfs::Disarm();
+    EXPECT_TRUE(FileBytes(Path()) == before);
+    ints[3000] = 8 + i; // in the middle block
+    store.Save("root", root);
+    sto_Store other = Open(sto_Mode::ReadOnly);
+    static_cast<void>(LoadFields(other, [&](cls_ReadVisitor const& visitor) {
+      auto const list = Own(ReadIn(visitor, "m_Ints")->MakeReadListPrim(static_cast<int*>(nullptr)));
+      std::vector<int> read(ints.size());
+      EXPECT_EQ(list->NextRun(static_cast<int>(read.size()), read.data()), static_cast<int>(read.size()));
+      EXPECT_EQ(read, ints);
+    }));
+  }
 }
 
 } // namespace

@@ -85,8 +85,12 @@ void sto_RecordInProgress::WriteBlock(sto_Bytes& elements) {
   m_Session.Save().Check();
   sto_StoredBlocks blocks(m_Session, m_Id);
   bool const isCompared = m_Meeting.m_Comparing != cls_Comparing::Nothing;
-  if (isCompared && !blocks.Holds(m_BlockCount, elements)) NoteDifference();
-  blocks.Write(m_BlockCount, elements, false);
+  bool const mayBeThere = isCompared || !m_Session.Save().IsNew(m_Id);
+  if (!mayBeThere || !blocks.Holds(m_BlockCount, elements)) {
+    if (isCompared) NoteDifference();
+    blocks.Write(m_BlockCount, elements, false);
+    m_HasNewBlocks = true;
+  }
   ++m_BlockCount;
 }
 
@@ -210,6 +214,13 @@ bool sto_RecordInProgress::CompareRecord(sto_Bytes const& record) {
   return !isSame;
 }
 
+void sto_RecordInProgress::KeepFields(sto_Part const& stored) {
+  if (auto const hint = sto_CollectionFields::SizeHint.Read(stored))
+    sto_CollectionFields::SizeHint.Write(*m_Record, *hint);
+  if (auto const change = sto_CollectionFields::Change.Read(stored))
+    sto_CollectionFields::Change.Write(*m_Record, *change);
+}
+
 void sto_RecordInProgress::CarryChanges() {
   if (m_Session.Save().IsNew(m_Id)) return;
   sto_Record const* const stored = ReadStored();
@@ -217,6 +228,8 @@ void sto_RecordInProgress::CarryChanges() {
   if (stored == nullptr) return;
   if (m_Meeting.m_Comparing != cls_Comparing::Nothing && !m_Record->HasContentOf(*stored)) NoteDifference();
   sto_Part const& part = stored->Parts().front();
+  if (!m_HasNewBlocks && m_Class.Metadata().ClassId() != cls_BlobTypeId && m_Record->HasContentOf(*stored))
+    return KeepFields(part);
   std::int64_t const change = sto_CollectionFields::Change.Read(part).value_or(0);
   std::int32_t const hint = sto_CollectionFields::SizeHint.Read(part).value_or(0);
   m_Session.Changes().NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, change);

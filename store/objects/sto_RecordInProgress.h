@@ -92,8 +92,10 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// Unavailable if a lost collection had the object's identity.
   void CheckLost() const;
   [[noreturn]] void RaiseNothingWritten() const;
-  /// If the collection replaces a stored one, continues its count of changes.
+  /// If the collection replaces a stored one that differs, continues its count of changes.
   void CarryChanges();
+  /// Writes the fields that the stored collection has, because nothing has changed.
+  void KeepFields(sto_Part const& stored);
   /// Misuse if a base class declares attributes and its part was not written.
   void CheckBaseParts() const;
   /// Compares the finished record with the stored one. Returns whether it must be written, that is whether
@@ -122,6 +124,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   cls_Reach::Meeting m_Meeting;
   sto_ClassInUse const* m_LastClass; // of the part that was added last
   int m_BlockCount = 0;
+  bool m_HasNewBlocks = false; // a block was written: the store did not have it
   bool m_HadAgent = false;
   int m_Exceptions = std::uncaught_exceptions();
   std::unique_ptr<sto_RecordBuilder> m_Record; // from the session's spare builders; given back at the end
