@@ -72,6 +72,7 @@ class jsl_Elements : jsl_Object {
     return jsl_MakeReader(element);
   }
   cls_MementoWrite* WriteObject(int index, int column, unsigned int classId, cls_Uid const& uid) {
+    jsl_Session::Written const written = Session()->WrittenIds(); // so that a failure undoes this too
     Put(index, column, Session()->IdOf(uid));
     return jsl_MakeWriter(*Session(), classId, uid);
   }

@@ -1,5 +1,3 @@
-#include "examples/backend-jsonl/jsl_Session.h"
-
 #include "examples/backend-jsonl/jsl_Elements.h"
 
 void jsl_Session::SaveWith(std::string const& root,

@@ -13,6 +13,7 @@
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentListPrim.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
+#include "persist/backend/cls_DeleteWhenNeeded.h"
 #include "persist/backend/cls_HolderSlot.h"
 #include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_TypedMementoRead.h"
@@ -80,6 +81,10 @@ class cls_AgentRegistry {
   }
   void Prune() noexcept { m_Holders.Prune(); }
   void Forget(Agent* agent) noexcept { m_Agents.erase(agent); }
+
+  /// As in cls_Holders.
+  [[nodiscard]] int Count() const noexcept { return m_Holders.Count(); }
+  template <class Act> void ForEach(Act act) const { m_Holders.ForEach(act); }
 
   /// Flushes all containers, or those of one agent.
   void Flush(Agent const* only = nullptr) const {
@@ -360,10 +365,12 @@ class cls_IndexedObjectMap final
   cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override {
     Elements& elements = m_IsBuilder ? this->m_Elements : this->ToChange();
     int const count = Count();
-    int index = m_IsBuilder ? -1 : IndexOf(key);
+    int const index = m_IsBuilder ? -1 : IndexOf(key);
     try {
-      if (index < 0) elements.Put(index = count, 0, key);
-      return elements.WriteObject(index, 1, classId, uid);
+      cls_Received<cls_MementoWrite> memento(
+          elements.WriteObject(index < 0 ? count : index, 1, classId, uid));
+      if (index < 0) elements.Put(count, 0, key); // after what a failure of the object undoes has begun
+      return memento.release();
     } catch (...) {
       if (Count() > count) elements.Erase(count); // an entry without its object
       throw;
