@@ -14,6 +14,7 @@ set(KVL_CONTRACT_SOURCES
   tests/contract/Copies_test.cpp
   tests/contract/Coverage.cpp
   tests/contract/Extremes_test.cpp
+  tests/contract/Failures_test.cpp
   tests/contract/Huge_test.cpp
   tests/contract/Lists_test.cpp
   tests/contract/Maps_test.cpp
@@ -29,4 +30,5 @@ set(KVL_CONTRACT_SOURCES
 set(KVL_CONTRACT_SEPARATE
   tests/contract/Collecting_test.cpp
   tests/contract/ContractContent.cpp
+  tests/contract/Failures_test.cpp
   tests/contract/ObjectCollections_test.cpp)

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "collections/cls_KeptArray.h"
 #include "examples/backend-jsonl/jsl_Session.h"
 
-// A handle on a part of an object. The object is absent if it has no line, and when its session has ended.
+// A handle on a part of an object. The object is absent if it is not stored, and when its session has ended.
 struct jsl_Object {
   jsl_Session* Session() const { return *m_Link; }
-  bool IsWritable() const { return Session() != nullptr && m_Id != 0 && !Session()->IsReadOnly(); }
+  bool IsWritable() const { return IsStored() && !Session()->IsReadOnly(); }
   jsl_Json const& Line() const {
     static jsl_Json const None = jsl_Json::object();
-    bool const isThere = Session() != nullptr && Session()->Lines().contains(m_Id);
-    return isThere ? Session()->Lines().at(m_Id) : None;
+    return Session() != nullptr && Session()->Lines().contains(m_Id) ? Session()->Lines().at(m_Id) : None;
   }
   bool IsStored() const { return Line().contains("parts") && m_Part < Line()["parts"].size(); }
   jsl_Json const& Part() const { return Line()["parts"][m_Part]; }
@@ -17,7 +17,7 @@ struct jsl_Object {
   // The line, for changing it.
   jsl_Json& Change() const {
     if (!IsWritable()) Raise("it cannot be written: it is not stored, or open for reading only");
-    return Session()->Change(m_Id);
+    return Session()->LineOf(m_Id);
   }
   // A value of fields, by name, or of an array, by index.
   template <class T, class Place> T Get(jsl_Json const& values, Place const& place) const {
@@ -65,21 +65,24 @@ class jsl_Elements : jsl_Object {
     jsl_Json& items = Change()[Name()];
     if (count != Count()) items.get_ref<jsl_Json::array_t&>().resize(static_cast<std::size_t>(count), 0);
   }
-  void Erase(int index) {
-    if (jsl_Json& items = Change()[Name()]; index >= 0 && index < Count()) items.erase(index);
-  }
+  void Erase(int index) { Change()[Name()].erase(index); }
   cls_MementoRead* ReadObject(int index, int column) const {
-    return jsl_MakeReader({m_Link, index < 0 ? 0 : Get<jsl_Id>(index, column)});
+    jsl_Object const element{m_Link, index < 0 ? 0 : Get<jsl_Id>(index, column)};
+    if (element.m_Id != 0 && !element.IsStored()) Raise("element " + std::to_string(index) + " is missing");
+    return jsl_MakeReader(element);
   }
   cls_MementoWrite* WriteObject(int index, int column, unsigned int classId, cls_Uid const& uid) {
+    jsl_Session::Written const written = Session()->WrittenIds(); // so that a failure undoes this too
     Put(index, column, Session()->IdOf(uid));
     return jsl_MakeWriter(*Session(), classId, uid);
   }
   int RowWidth() const { return Line().contains("width") ? jsl_Object::Get<int>(Line(), "width") : 1; }
   int SizeHint() const { return Line().contains("hint") ? jsl_Object::Get<int>(Line(), "hint") : 1; }
   int ForeignChanges() const { return Session()->m_Foreign[m_Id]; }
-  using jsl_Object::IsWritable;
-  using jsl_Object::Session;
+  template <class T> void Keep(cls_PC& holder) const {
+    cls_KeepArray<T>(*Session(), holder, Count(), [this](std::string const& text) { Raise(text); });
+  }
+  using jsl_Object::IsWritable, jsl_Object::Raise, jsl_Object::Session;
 
  private:
   bool IsMap() const {

@@ -40,8 +40,8 @@ class Writer : public cls_IndexedMementoWrite<Writer, jsl_Elements>, jsl_Object 
   }
   jsl_Elements Restart(cls_ElementKind kind, int width) const {
     jsl_Elements elements(*this, kind);
-    jsl_Json const none = jsl_Json::array();
-    Change() = {{"id", m_Id}, {"parts", Line()["parts"]}, {"width", width}, {elements.Name(), none}};
+    Change() = {
+        {"id", m_Id}, {"parts", Line()["parts"]}, {"width", width}, {elements.Name(), jsl_Json::array()}};
     return elements;
   }
   jsl_Elements GoOn(cls_ElementKind kind, int sizeHint) const {
@@ -63,8 +63,8 @@ cls_MementoWrite* jsl_MakeWriter(jsl_Session& session, unsigned int classId, cls
   jsl_Object const object{session.Link(), session.IdOf(uid)};
   jsl_Session::Written const written = session.WrittenIds();
   bool const isCollection = cls_IsCollectionTypeId(classId);
-  if (!written->insert(object.m_Id).second && !isCollection) return nullptr;
-  jsl_Json& line = object.Change();
+  if (!written->m_Ids.insert(object.m_Id).second && !isCollection) return nullptr;
+  jsl_Json& line = session.LineOf(object.m_Id);
   if (!isCollection) line = nullptr; // a collection keeps its elements
   line["id"] = object.m_Id;
   line["parts"] = jsl_Json::array({NewPart(session, classId, uid)});

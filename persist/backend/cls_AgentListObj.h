@@ -27,7 +27,8 @@ class KVL_EXPORT cls_AgentListObj {
   /// A memento of the element at `index`; of an empty object if there is none.
   /* 6 */ virtual cls_MementoRead* MakeReadObj(int index) = 0;
 
-  /// A memento that writes the element at `index`, replacing any stored one.
+  /// A memento that writes the element at `index`, replacing any stored one, or adding one right behind the
+  /// end. An exception for other indexes: an element that nobody wrote would be an empty object.
   /* 7 */ virtual cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) = 0;
 
   /// The same, with the element itself. The default ignores it and calls MakeWriteObj.
@@ -41,6 +42,6 @@ class KVL_EXPORT cls_AgentListObj {
   /* 12 */ virtual bool ReadOnly() = 0;
   /* 13 */ virtual void RegisterHolder(cls_PC* holder) = 0;
 
-  /// Removes the element at `index`; later elements move down.
+  /// Removes the element at `index`; later elements move down. An exception if there is none.
   /* 14 */ virtual void Remove(int index) = 0;
 };

@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <stdexcept>
+#include <string>
 #include <type_traits>
 #include <utility>
 
@@ -12,6 +13,7 @@
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentListPrim.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
+#include "persist/backend/cls_DeleteWhenNeeded.h"
 #include "persist/backend/cls_HolderSlot.h"
 #include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_TypedMementoRead.h"
@@ -37,20 +39,26 @@
 //     cls_MementoWrite* WriteObject(int index, int column, unsigned int classId, cls_Uid const& uid);
 //     int RowWidth() const;                         // 1 when absent
 //     int SizeHint() const;
-//     bool IsWritable() const;                      // false when absent, and when the session has ended
+//     bool IsWritable() const;                      // false when absent, undone, and when the session has ended
 //     int ForeignChanges() const;                   // by other sessions, so far
 //     MySession* Session() const;                   // null when it has ended; then ForeignChanges is not called
+//     [[noreturn]] void Raise(std::string const& text) const; // an exception that names storage and object
+//     // The first container of a list that is being saved. Refuses one that lacks elements, and keeps the
+//     // others until the save has succeeded; cls_KeepArray (collections/cls_KeptArray.h) does both.
+//     template <class T> void Keep(cls_PC& holder) const;
 //
 // and those of the session, which may be a cls_BackEndSession:
 //
 //     cls_AgentRegistry& Agents();
 //     void EndFlush(); // called only when the collection is writable
-//     void Refresh();  // looks for what other sessions have changed
+//     void Refresh();  // looks for what other sessions have changed; nothing while this one writes
+//     void KeepFailure() noexcept; // called in a catch block: the next commit raises the exception again
 //
-// What changes the collection raises an exception when it is not writable. An array that is destroyed writes
-// its elements back: while it is writable, Put and EndFlush must not raise anything. Keys of maps of objects
-// are found by walking along. Errors: whatever Elements raises; std::out_of_range for a write before the
-// beginning. Thread rule: one thread.
+// What changes the collection raises an exception when it is not writable. The last container that lets go of
+// a list writes its elements back in its destructor: what fails then goes to KeepFailure. A run is refused if
+// another session has changed the list since this agent's container saw it, because a block also has elements
+// that its own program did not change. Keys of maps of objects are found by walking along. Errors: whatever
+// Elements raises; std::out_of_range for an index outside. Thread rule: one thread.
 
 /// The agents of a session that containers hold, and those containers. The session calls Flush before a
 /// commit and before stored data is read by other means; Flush and then Detach before it ends.
@@ -61,28 +69,58 @@ class cls_AgentRegistry {
    public:
     virtual ~Agent() = default;
     [[nodiscard]] virtual bool IsHeld() const = 0;
+    /// Adds references that no container has, or takes them away; lets nothing go.
+    virtual void Grip(int references) noexcept = 0;
   };
 
   void Hold(cls_PC* holder, Agent* agent) {
     m_Agents.insert(agent);
-    m_Holders.Hold(holder);
+    Slot& slot = m_Holders.FreeSlot();
+    slot.m_Agent = agent;
+    slot.Link(holder);
   }
   void Prune() noexcept { m_Holders.Prune(); }
   void Forget(Agent* agent) noexcept { m_Agents.erase(agent); }
 
-  void Flush() const { m_Holders.Flush(); }
+  /// As in cls_Holders.
+  [[nodiscard]] int Count() const noexcept { return m_Holders.Count(); }
+  template <class Act> void ForEach(Act act) const { m_Holders.ForEach(act); }
+
+  /// Flushes all containers, or those of one agent.
+  void Flush(Agent const* only = nullptr) const {
+    m_Holders.ForEach([only](cls_PC const& holder, Slot const& slot) {
+      if (only == nullptr || slot.m_Agent == only) holder.Flush();
+    });
+  }
   /// Also deletes the agents that no container holds any more. Intentional: a two-dimensional array that is
   /// assigned to drops its agent and does not delete it.
   void Detach() {
     m_Holders.Detach();
+    DeleteUnheld();
+  }
+  /// Detaches the containers that `isIt` answers true for, without writing anything back: what they are tied
+  /// to is undone. They keep their identities.
+  template <class IsIt> void DetachUnwritten(IsIt isIt) {
+    for (Agent* const agent : m_Agents) agent->Grip(1);
+    m_Holders.ForEach([&isIt](cls_PC& holder, Slot const&) {
+      if (isIt(holder)) holder.Detach();
+    });
+    for (Agent* const agent : m_Agents) agent->Grip(-1);
+    DeleteUnheld();
+  }
+
+ private:
+  struct Slot : cls_HolderSlot {
+    Agent* m_Agent = nullptr;
+  };
+  void DeleteUnheld() {
     for (auto next = m_Agents.begin(); next != m_Agents.end();) {
       Agent* const agent = *next++; // its destructor removes it
       if (!agent->IsHeld()) delete agent;
     }
   }
 
- private:
-  cls_Holders<> m_Holders;
+  cls_Holders<Slot> m_Holders;
   std::set<Agent*> m_Agents;
 };
 
@@ -96,18 +134,23 @@ class cls_IndexedAgent : public Interface, private cls_AgentRegistry::Agent {
     if (IsOpen()) m_Elements.Session()->Agents().Forget(this);
   }
 
+  /// Raises an exception, again and again, while a container has changes that it cannot write any more.
   bool Changed() override {
     if (!IsOpen()) return false;
     m_Elements.Session()->Refresh();
     int const now = m_Elements.ForeignChanges();
-    return std::exchange(m_Seen, now) != now;
+    if (now == m_Seen) return false;
+    m_Elements.Session()->Agents().Flush(this);
+    m_Seen = now;
+    return true;
   }
   void EndFlush() override {
-    if (m_Elements.IsWritable()) m_Elements.Session()->EndFlush();
+    if (m_Elements.IsWritable()) Guarded([this] { m_Elements.Session()->EndFlush(); });
   }
   void AddReference() override { ++m_References; }
   void DropReference() override {
     --m_References;
+    m_IsLettingGo = m_References == 0;
     if (IsOpen()) m_Elements.Session()->Agents().Prune();
   }
   bool StillReferenced() override { return m_References > 0; }
@@ -117,15 +160,36 @@ class cls_IndexedAgent : public Interface, private cls_AgentRegistry::Agent {
   void Register(cls_PC* holder) {
     if (IsOpen()) m_Elements.Session()->Agents().Hold(holder, this);
   }
+  [[nodiscard]] bool IsOpen() const { return m_Elements.Session() != nullptr; }
+
+  /// Changes the elements: those that the storage has now.
+  Elements& ToChange() {
+    if (IsOpen()) m_Elements.Session()->Refresh();
+    return m_Elements;
+  }
+  void CheckSeen() const {
+    if (IsOpen() && m_Elements.ForeignChanges() != m_Seen)
+      m_Elements.Raise("another session has changed it since this array saw it; the array cannot be written");
+  }
+  /// Keeps a failure for the next commit if the last container lets go: it may be in its destructor.
+  template <class Act> void Guarded(Act act) {
+    try {
+      act();
+    } catch (...) {
+      if (!m_IsLettingGo) throw;
+      if (IsOpen()) m_Elements.Session()->KeepFailure();
+    }
+  }
 
   Elements m_Elements;
 
  private:
   [[nodiscard]] bool IsHeld() const override { return m_References > 0; }
-  [[nodiscard]] bool IsOpen() const { return m_Elements.Session() != nullptr; }
+  void Grip(int references) noexcept override { m_References += references; }
 
   int m_Seen;
   int m_References = 0;
+  bool m_IsLettingGo = false;
 };
 
 /// A list of bool, cow_String, float, double, unsigned int or int.
@@ -134,16 +198,25 @@ class cls_IndexedList final : public cls_IndexedAgent<cls_AgentListPrim<T>, Elem
                               public cls_WriteListPrim<T>,
                               public cls_ReadListPrim<T> {
  public:
-  using cls_IndexedAgent<cls_AgentListPrim<T>, Elements>::cls_IndexedAgent;
+  /// `isSaved`: a container that is being saved will hold the list.
+  explicit cls_IndexedList(Elements elements, bool isSaved = false)
+      : cls_IndexedAgent<cls_AgentListPrim<T>, Elements>(std::move(elements)), m_IsSaved(isSaved) {}
 
   int Count() override { return this->m_Elements.Count(); }
   int SizeHint() override { return this->m_Elements.SizeHint(); }
-  void RegisterHolder(cls_PC* holder) override { this->Register(holder); }
+  void RegisterHolder(cls_PC* holder) override {
+    if (std::exchange(m_IsSaved, false) && this->IsOpen()) this->m_Elements.template Keep<T>(*holder);
+    this->Register(holder);
+  }
   void WriteRun(int firstIndex, int count, T const* values) override {
     if (count <= 0) return; // also of an array that was made shorter: fills no gap
-    if (firstIndex < 0) throw std::out_of_range("A list has no element with a negative index.");
-    for (int i = Count(); i < firstIndex; ++i) this->m_Elements.Put(i, 0, T());
-    for (int i = 0; i < count; ++i) this->m_Elements.Put(firstIndex + i, 0, values[i]);
+    this->Guarded([&] {
+      if (firstIndex < 0) throw std::out_of_range("A list has no element with a negative index.");
+      Elements& elements = this->ToChange();
+      this->CheckSeen();
+      for (int i = Count(); i < firstIndex; ++i) elements.Put(i, 0, T());
+      for (int i = 0; i < count; ++i) elements.Put(firstIndex + i, 0, values[i]);
+    });
   }
   int ReadRun(int firstIndex, int count, T* destination) override {
     int const read = firstIndex < 0 ? 0 : std::max(0, std::min(Count() - firstIndex, count));
@@ -164,6 +237,7 @@ class cls_IndexedList final : public cls_IndexedAgent<cls_AgentListPrim<T>, Elem
   T Next() override { return this->m_Elements.template Get<T>(m_Next++, 0); }
 
  private:
+  bool m_IsSaved;
   int m_Next = 0;
 };
 
@@ -211,19 +285,26 @@ class cls_IndexedObjectList final : public cls_IndexedAgent<cls_AgentListObj, El
   int Count() const override { return this->m_Elements.Count(); }
   int SizeHint() override { return this->m_Elements.SizeHint(); }
   void RegisterHolder(cls_PC* holder) override { this->Register(holder); }
-  void SetCount(int count) override { this->m_Elements.Resize(count); }
+  void SetCount(int count) override {
+    if (count < 0) throw std::out_of_range("A list cannot have a negative number of elements.");
+    this->ToChange().Resize(count);
+  }
   cls_MementoRead* MakeReadObj(int index) override {
     return this->m_Elements.ReadObject(index >= 0 && index < Count() ? index : -1, 0);
   }
   cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) override {
-    if (index < 0) throw std::out_of_range("A list has no element with a negative index.");
-    if (index >= Count()) SetCount(index + 1);
-    return this->m_Elements.WriteObject(index, 0, classId, uid);
+    this->ToChange();
+    CheckIndex(index, Count());
+    return WriteAt(index, classId, uid);
   }
   cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) override {
-    return MakeWriteObj(Count(), classId, uid);
+    return WriteAt(Count(), classId, uid);
   }
-  void Remove(int index) override { this->m_Elements.Erase(index); }
+  void Remove(int index) override {
+    Elements& elements = this->ToChange();
+    CheckIndex(index, Count() - 1);
+    elements.Erase(index);
+  }
 
   int Position() override { return m_Next; }
   int More() override { return m_Next < Count() ? 1 : 0; }
@@ -232,6 +313,22 @@ class cls_IndexedObjectList final : public cls_IndexedAgent<cls_AgentListObj, El
   cls_MementoRead* At(int index) override { return MakeReadObj(index); }
 
  private:
+  cls_MementoWrite* WriteAt(int index, unsigned int classId, cls_Uid const& uid) {
+    int const count = Count();
+    try {
+      return this->m_Elements.WriteObject(index, 0, classId, uid);
+    } catch (...) {
+      if (Count() > count) this->m_Elements.Erase(count); // an element without its object
+      throw;
+    }
+  }
+  /// What is not writable refuses by itself.
+  void CheckIndex(int index, int last) const {
+    if (index < 0 || (index > last && this->m_Elements.IsWritable()))
+      throw std::out_of_range("A list of " + std::to_string(Count()) + " objects has no element " +
+                              std::to_string(index) + ".");
+  }
+
   int m_Next = 0;
 };
 
@@ -258,16 +355,26 @@ class cls_IndexedObjectMap final
   void RegisterHolder(cls_PC* holder) override { this->Register(holder); }
   bool Contains(K const& key) override { return IndexOf(key) >= 0; }
   bool Remove(K const& key) override {
+    Elements& elements = this->ToChange();
     int const index = IndexOf(key);
-    if (index >= 0 || !this->m_Elements.IsWritable()) this->m_Elements.Erase(index);
+    if (index >= 0 || !elements.IsWritable()) elements.Erase(index);
     return index >= 0;
   }
-  void Clear() override { this->m_Elements.Resize(0); }
+  void Clear() override { this->ToChange().Resize(0); }
   cls_MementoRead* MakeReadObj(K const& key) override { return this->m_Elements.ReadObject(IndexOf(key), 1); }
   cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override {
-    int index = m_IsBuilder ? -1 : IndexOf(key);
-    if (index < 0) this->m_Elements.Put(index = Count(), 0, key);
-    return this->m_Elements.WriteObject(index, 1, classId, uid);
+    Elements& elements = m_IsBuilder ? this->m_Elements : this->ToChange();
+    int const count = Count();
+    int const index = m_IsBuilder ? -1 : IndexOf(key);
+    try {
+      cls_Received<cls_MementoWrite> memento(
+          elements.WriteObject(index < 0 ? count : index, 1, classId, uid));
+      if (index < 0) elements.Put(count, 0, key); // after what a failure of the object undoes has begun
+      return memento.release();
+    } catch (...) {
+      if (Count() > count) elements.Erase(count); // an entry without its object
+      throw;
+    }
   }
   bool FirstKey(K& key) override { return Walk(key, false, true); }
   bool NextKey(K& key) override { return Walk(key, true, true); }
@@ -326,14 +433,15 @@ template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<
   void Write(long long offset, long long sizeBytes, void const* source) override {
     if (sizeBytes <= 0) return;
     if (offset < 0) throw std::out_of_range("A blob has no byte at a negative offset.");
+    Elements& elements = this->ToChange();
     long long const size = std::max(Size(), offset + sizeBytes);
     if (size > std::numeric_limits<int>::max()) throw std::length_error("a blob of more than 2^31 - 1 bytes");
-    this->m_Elements.Resize(static_cast<int>(size)); // a gap is zeros
+    elements.Resize(static_cast<int>(size)); // a gap is zeros
     for (long long i = 0; i < sizeBytes; ++i)
-      this->m_Elements.Put(static_cast<int>(offset + i), 0, static_cast<unsigned char const*>(source)[i]);
+      elements.Put(static_cast<int>(offset + i), 0, static_cast<unsigned char const*>(source)[i]);
   }
   void Truncate(long long sizeBytes) override {
-    this->m_Elements.Resize(static_cast<int>(std::max(0LL, std::min(Size(), sizeBytes))));
+    this->ToChange().Resize(static_cast<int>(std::max(0LL, std::min(Size(), sizeBytes))));
   }
 };
 
@@ -379,7 +487,7 @@ template <class Self, class Elements> class cls_IndexedMementoWrite : public cls
     return new cls_IndexedObjectMap<K, Elements>(IndexedSelf().Restart(Kind::ObjectEntries, 1), true);
   }
   template <class T> cls_AgentListPrim<T>* MakeListAgentOf(T const*, int sizeHint) {
-    return new cls_IndexedList<T, Elements>(IndexedSelf().GoOn(Kind::Values, sizeHint));
+    return new cls_IndexedList<T, Elements>(IndexedSelf().GoOn(Kind::Values, sizeHint), true);
   }
   template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgentOf(K const*, int sizeHint) {
     return new cls_IndexedObjectMap<K, Elements>(IndexedSelf().GoOn(Kind::ObjectEntries, sizeHint), false);

@@ -20,10 +20,12 @@ class Session final : public cls_BackEndSession<Session> {
 
   void SaveWith(std::string const& root, std::function<void(cls_AgentRequest const&)> const& write) {
     cls_RootRequest const request([](unsigned int, cls_Uid const&, void const*) { return nullptr; });
+    Change(m_Value) = 2;
+    m_IdsOfSave = WrittenIds()->m_Ids.size();
     write(request);
     m_Calls.push_back("save " + root + (request.IsStarted() ? "" : ", nothing written"));
   }
-  cls_MementoRead* MakeReader(std::string const& root) {
+  cls_MementoRead* ReaderOf(std::string const& root) {
     m_Calls.push_back("read " + root);
     return nullptr;
   }
@@ -35,7 +37,12 @@ class Session final : public cls_BackEndSession<Session> {
     throw std::runtime_error(failure.m_Text);
   }
 
+  void ReadIfReplaced() { ++m_Refreshes; }
+
   bool m_Fails = false;
+  int m_Value = 1;
+  int m_Refreshes = 0;
+  std::size_t m_IdsOfSave = 0;
 
  private:
   std::vector<std::string>& m_Calls;
@@ -61,6 +68,8 @@ struct Container : cls_PC {
 
 struct HeldAgent : cls_AgentRegistry::Agent {
   [[nodiscard]] bool IsHeld() const override { return true; }
+  void Grip(int references) noexcept override { m_Grips += references; }
+  int m_Grips = 0;
 };
 
 class BackEndSession : public ::testing::Test {
@@ -79,7 +88,7 @@ TEST_F(BackEndSession, SavesAndLoadsByName) {
   session.Save("one", Empty());
   EXPECT_NE(session.Load<Empty>("two"), nullptr);
   EXPECT_NE(session.LoadShared<Empty>("three"), nullptr);
-  EXPECT_EQ(m_Calls, (Calls{"save one", "read two", "read three"}));
+  EXPECT_EQ(m_Calls, (Calls{"save one", "commit", "read two", "read three"}));
   EXPECT_FALSE(session.Loaded().InLoad());
 }
 
@@ -107,30 +116,105 @@ TEST_F(BackEndSession, WrittenIdsLastUntilTheLastMementoIsDeleted) {
   EXPECT_FALSE(session.IsWriting());
   {
     Session::Written const first = session.WrittenIds();
-    first->insert(7);
+    first->m_Ids.insert(7);
     Session::Written const second = session.WrittenIds();
-    EXPECT_TRUE(second->contains(7));
+    EXPECT_TRUE(second->m_Ids.contains(7));
     EXPECT_TRUE(session.IsWriting());
   }
   EXPECT_FALSE(session.IsWriting());
-  EXPECT_TRUE(session.WrittenIds()->empty());
+  EXPECT_TRUE(session.WrittenIds()->m_Ids.empty());
 }
 
-TEST_F(BackEndSession, TheEndOfAFlushCommitsOutsideOfSavesAndReportsNothing) {
+TEST_F(BackEndSession, TheEndOfAFlushCommitsChangesUnlessSomethingIsBeingWritten) {
   Session session(m_Classes, m_Calls);
   {
     Session::Written const written = session.WrittenIds();
+    session.Change(session.m_Value) = 3;
     session.EndFlush();
+    session.Refresh();
   }
+  session.Refresh(); // it has changes of its own
+  EXPECT_EQ(session.m_Refreshes, 0);
   EXPECT_EQ(m_Calls, Calls());
   session.m_Fails = true;
-  EXPECT_NO_THROW(session.EndFlush());
-  EXPECT_EQ(m_Calls, Calls{"commit"});
+  EXPECT_THROW(session.EndFlush(), std::runtime_error);
+  session.m_Fails = false;
+  session.EndFlush();
+  session.EndFlush();
+  EXPECT_EQ(m_Calls, (Calls{"commit", "commit"}));
+  session.Refresh();
+  EXPECT_EQ(session.m_Refreshes, 1);
+}
+
+TEST_F(BackEndSession, ASaveThatFailsIsUndone) {
+  Session session(m_Classes, m_Calls);
+  int undone = 0;
+  session.m_Fails = true;
+  EXPECT_THROW(session.Save("one", Empty()), std::runtime_error);
+  EXPECT_EQ(session.m_Value, 1);
+  EXPECT_FALSE(session.HasChanges());
+  EXPECT_FALSE(session.IsWriting());
+  session.m_Fails = false;
+  session.Save("one", Empty());
+  EXPECT_EQ(session.m_Value, 2);
+  session.OnUndo(&undone, [&] { ++undone; }); // nothing is being written
+  EXPECT_EQ(undone, 0);
+}
+
+TEST_F(BackEndSession, ASaveInsideOfASaveIsRefusedAndOneBesideAnElementWritesAll) {
+  Session session(m_Classes, m_Calls);
+  struct Nested {
+    explicit Nested(Session& session) : m_Session(session) {}
+    void DBWrite(cls_WriteVisitor const&) const { m_Session.Save("two", Empty()); }
+    Session& m_Session;
+  };
+  EXPECT_THROW(session.Save("one", Nested(session)), std::logic_error);
+  Session::Written const element = session.WrittenIds();
+  element->m_Ids.insert(7);
+  session.Save("one", Empty());
+  EXPECT_EQ(session.m_IdsOfSave, 0U);
+  EXPECT_EQ(session.WrittenIds(), element);
+}
+
+TEST_F(BackEndSession, AnElementThatAnExceptionEndsIsUndone) {
+  Session session(m_Classes, m_Calls);
+  try {
+    Session::Written const element = session.WrittenIds();
+    session.Change(session.m_Value) = 3;
+    throw std::runtime_error("half");
+  } catch (std::runtime_error const&) {
+  }
+  EXPECT_EQ(session.m_Value, 1);
+  {
+    Session::Written const element = session.WrittenIds();
+    session.Change(session.m_Value) = 3;
+  }
+  EXPECT_EQ(session.m_Value, 3);
+}
+
+TEST_F(BackEndSession, AKeptFailureIsRaisedOnceByTheNextSaveLoadOrClose) {
+  Session session(m_Classes, m_Calls);
+  auto const keep = [&] {
+    try {
+      throw std::runtime_error("kept");
+    } catch (...) {
+      session.KeepFailure();
+    }
+  };
+  keep();
+  EXPECT_THROW(session.Save("one", Empty()), std::runtime_error);
+  session.Save("one", Empty());
+  keep();
+  EXPECT_THROW(session.MakeReader("one"), std::runtime_error);
+  keep();
+  EXPECT_THROW(session.Close(), std::runtime_error);
+  session.Close();
 }
 
 TEST_F(BackEndSession, ClosingFlushesCommitsAndDetaches) {
   Session session(m_Classes, m_Calls);
   session.Agents().Hold(&m_Container, &m_Agent);
+  session.Change(session.m_Value) = 3;
   session.Close();
   EXPECT_EQ(m_Calls, (Calls{"flush", "commit", "detach"}));
 }
@@ -142,6 +226,7 @@ TEST_F(BackEndSession, ItsEndDetachesContainersWhateverFailsAndIsKnownToItsLink)
     link = session.Link();
     EXPECT_EQ(*link, &session);
     session.Agents().Hold(&m_Container, &m_Agent);
+    session.Change(session.m_Value) = 3;
     session.m_Fails = true;
   }
   EXPECT_EQ(m_Calls, (Calls{"flush", "commit", "detach"}));

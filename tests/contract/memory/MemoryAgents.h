@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "collections/cls_KeptArray.h"
 #include "persist/backend/cls_AgentBlob.h"
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentListPrim.h"
@@ -20,21 +21,24 @@ template <class Interface> class Agent : public Interface {
   void DropReference() override { --m_References; }
   bool StillReferenced() override { return m_References > 0; }
 
- private:
+ protected:
   int m_References = 0;
 };
 
 // The agent of a collection; `isStored` is false for one that is not there.
-template <class Interface, class C> class CollectionAgent : public Agent<Interface> {
+template <class Interface, class C>
+class CollectionAgent : public Agent<Interface>, private cls_AgentRegistry::Agent {
  public:
+  ~CollectionAgent() override { m_Holders->Forget(this); }
+
   CollectionAgent(MemoryStorage& storage, std::shared_ptr<C> collection, bool isStored)
       : m_Storage(storage), m_Holders(storage.Holders()), m_Collection(std::move(collection)),
         m_IsStored(isStored) {}
   int SizeHint() override { return m_Collection->m_SizeHint; }
   bool ReadOnly() override { return !m_IsStored; }
-  void RegisterHolder(cls_PC* holder) override { m_Holders->Hold(holder); }
+  void RegisterHolder(cls_PC* holder) override { m_Holders->Hold(holder, this); }
   void DropReference() override {
-    Agent<Interface>::DropReference();
+    ::Agent<Interface>::DropReference();
     m_Holders->Prune(); // a container that was assigned to has just left in silence
   }
 
@@ -43,18 +47,35 @@ template <class Interface, class C> class CollectionAgent : public Agent<Interfa
     if (!m_IsStored) Raise("A collection that is not stored cannot be written.");
   }
   cls_MementoRead* Read(Stored* object) const;
-  // Writes an element through a pass of its own.
-  cls_MementoWrite* Write(Stored*& element, unsigned int classId, cls_Uid const& uid) const;
+  // The save that is under way, or a pass for an element. Undoing it undoes what is done to the elements.
+  std::shared_ptr<Pass> Begin() const {
+    CheckWrite();
+    std::shared_ptr<Pass> pass = m_Storage.m_Saving.lock();
+    if (pass == nullptr) pass = std::make_shared<Pass>(m_Storage);
+    pass->KeepCollection(m_Collection);
+    return pass;
+  }
+  static cls_MementoWrite* Write(Pass& pass, Stored*& element, unsigned int classId, cls_Uid const& uid);
 
   MemoryStorage& m_Storage;
-  std::shared_ptr<cls_Holders<>> m_Holders;
+  std::shared_ptr<cls_AgentRegistry> m_Holders;
   std::shared_ptr<C> m_Collection;
   bool m_IsStored;
+
+ private:
+  [[nodiscard]] bool IsHeld() const override { return this->m_References > 0; }
+  void Grip(int references) noexcept override { this->m_References += references; }
 };
 
 template <class T> class ListAgent : public CollectionAgent<cls_AgentListPrim<T>, List<T>> {
  public:
   using CollectionAgent<cls_AgentListPrim<T>, List<T>>::CollectionAgent;
+  void RegisterHolder(cls_PC* holder) override {
+    if (std::shared_ptr<Pass> const pass = m_SavedIn.lock())
+      cls_KeepArray<T>(*pass, *holder, Count(), [](std::string const& text) { Raise(text + "."); });
+    m_SavedIn.reset();
+    CollectionAgent<cls_AgentListPrim<T>, List<T>>::RegisterHolder(holder);
+  }
   int Count() override { return static_cast<int>(Elements().size()); }
   void WriteRun(int firstIndex, int count, T const* values) override {
     this->CheckWrite();
@@ -71,6 +92,9 @@ template <class T> class ListAgent : public CollectionAgent<cls_AgentListPrim<T>
 
  private:
   std::deque<T>& Elements() { return this->m_Collection->m_Elements; }
+
+ public:
+  std::weak_ptr<Pass> m_SavedIn; // for the first container
 };
 
 class ObjectListAgent : public CollectionAgent<cls_AgentListObj, List<Stored*>> {
@@ -85,13 +109,15 @@ class ObjectListAgent : public CollectionAgent<cls_AgentListObj, List<Stored*>> 
     return Read(index >= 0 && index < Count() ? Elements()[static_cast<std::size_t>(index)] : nullptr);
   }
   cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) override {
-    CheckWrite();
-    if (index >= Count()) SetCount(index + 1);
-    return Write(Elements().at(static_cast<std::size_t>(index)), classId, uid);
+    auto const pass = Begin();
+    if (index < 0 || index > Count()) Raise("There is no element " + std::to_string(index) + " of a list.");
+    if (index == Count()) SetCount(index + 1);
+    return Write(*pass, Elements()[static_cast<std::size_t>(index)], classId, uid);
   }
   void Remove(int index) override {
     CheckWrite();
-    if (index >= 0 && index < Count()) Elements().erase(Elements().begin() + index);
+    if (index < 0 || index >= Count()) Raise("There is no element " + std::to_string(index) + " of a list.");
+    Elements().erase(Elements().begin() + index);
   }
 
  private:
@@ -111,9 +137,9 @@ template <class K> class ObjectMapAgent : public CollectionAgent<cls_AgentMapKey
     return this->Read(element == nullptr ? nullptr : *element);
   }
   cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override {
-    this->CheckWrite();
+    auto const pass = this->Begin();
     if (Find(key) == nullptr) Entries().emplace_back(key, nullptr);
-    return this->Write(*Find(key), classId, uid);
+    return this->Write(*pass, *Find(key), classId, uid);
   }
   bool Contains(K const& key) override { return Find(key) != nullptr; }
   bool FirstKey(K& key) override {

@@ -9,7 +9,9 @@
 // Saving and loading: what users of MemoryStorage include.
 
 template <class T> void MemoryStorage::Save(std::string const& name, T const& object) {
+  m_Holders->Flush();
   auto const pass = std::make_shared<Pass>(*this);
+  m_Saving = pass;
   try {
     Stored* root = nullptr;
     cls_RootRequest const request([&](unsigned int classId, cls_Uid const& uid, void const*) {
@@ -19,9 +21,13 @@ template <class T> void MemoryStorage::Save(std::string const& name, T const& ob
     });
     object.DBWrite(cls_WriteVisitor(request, &object));
     if (!request.IsStarted()) Raise("The object of " + name + " wrote nothing.");
+    pass->Check();
     m_Roots[name] = root;
+    pass->Keep();
+    m_Saving.reset();
   } catch (...) {
     pass->Undo();
+    m_Saving.reset();
     throw;
   }
 }

@@ -79,8 +79,11 @@ class MemoryWriter : public cls_TypedMementoWrite<MemoryWriter> {
   template <class MadeAgent, class C> MadeAgent* MakeAgent(int sizeHint) {
     auto const* const stored = std::any_cast<std::shared_ptr<C>>(&m_Object.m_Collection);
     std::shared_ptr<C> collection = stored == nullptr ? m_Object.Restart<C>() : *stored;
+    m_Pass->KeepCollection(collection);
     collection->m_SizeHint = sizeHint;
-    return new MadeAgent(m_Pass->Storage(), std::move(collection), true);
+    auto* const agent = new MadeAgent(m_Pass->Storage(), std::move(collection), true);
+    if constexpr (requires { agent->m_SavedIn; }) agent->m_SavedIn = m_Pass;
+    return agent;
   }
 
   std::shared_ptr<Pass> m_Pass;
@@ -113,9 +116,9 @@ cls_MementoWrite* ObjectMapWriter<K>::MakeWriteObj(K const& key, unsigned int cl
 }
 
 template <class Interface, class C>
-cls_MementoWrite* CollectionAgent<Interface, C>::Write(Stored*& element, unsigned int classId,
-                                                       cls_Uid const& uid) const {
-  Pass::Opened opened = std::make_shared<Pass>(m_Storage)->Open(classId, uid);
+cls_MementoWrite* CollectionAgent<Interface, C>::Write(Pass& pass, Stored*& element, unsigned int classId,
+                                                       cls_Uid const& uid) {
+  Pass::Opened opened = pass.Open(classId, uid);
   element = opened.m_Object;
   return opened.m_Memento.release();
 }
