@@ -91,6 +91,10 @@ if(KVL_SANITIZE)
       endif()
     endforeach()
   endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND KVL_SANITIZE MATCHES "address")
+    # GCC does this by itself. It lets the sanitizer see an object that is deleted as one of another size.
+    target_compile_options(kvl_program_flags INTERFACE -fsized-deallocation)
+  endif()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND KVL_SANITIZE MATCHES "thread")
     # For C++ the sanitizer brings its own operators new and delete, which tests could not replace. Its malloc sees
     # all memory without them.

@@ -4,15 +4,12 @@
 #include <cstdio>
 #include <vector>
 
+#include "collections/cls_DeleteUnheld.h"
+
 namespace {
 
 void Print(char const* className, char const* text) {
   std::fprintf(stderr, text, className); // intentional: the messages have no line end
-}
-
-/// Deletes an agent that this array was given, if it is nobody's now that the array does without it.
-template <class T> void DeleteUnheld(cls_AgentListPrim<T>* agent) {
-  if (!agent->StillReferenced()) delete agent;
 }
 
 } // namespace
@@ -32,7 +29,7 @@ template <class T> cls_ArrayPrim<T>::cls_ArrayPrim(cls_ReadVisitor const& visito
     m_Size = agent->Count();
     m_Uid = visitor.GetUid();
   } catch (...) {
-    DeleteUnheld(agent);
+    cls_DeleteUnheld(agent);
     throw;
   }
   Hold(agent);
@@ -71,7 +68,7 @@ template <class T> void cls_ArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent) cons
   } catch (...) {
     agent->DropReference();
     m_Agent = nullptr;
-    DeleteUnheld(agent);
+    cls_DeleteUnheld(agent);
     throw;
   }
   m_Blocks.Ptr()->m_IsPaged = true;

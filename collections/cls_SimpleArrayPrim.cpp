@@ -3,14 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace {
-
-/// Deletes an agent that this array was given, if it is nobody's now that the array does without it.
-template <class T> void DeleteUnheld(cls_AgentListPrim<T>* agent) {
-  if (!agent->StillReferenced()) delete agent;
-}
-
-} // namespace
+#include "collections/cls_DeleteUnheld.h"
 
 template <class T>
 cls_SimpleArrayPrim<T>::cls_SimpleArrayPrim(cls_SimpleArrayPrim const& other)
@@ -38,7 +31,7 @@ cls_SimpleArrayPrim<T>::cls_SimpleArrayPrim(cls_ReadVisitor const& visitor, cls_
     m_SizeHint = agent->SizeHint();
     m_Uid = visitor.GetUid();
   } catch (...) {
-    DeleteUnheld(agent);
+    cls_DeleteUnheld(agent);
     throw;
   }
   Hold(agent);
@@ -72,7 +65,7 @@ template <class T> void cls_SimpleArrayPrim<T>::Hold(cls_AgentListPrim<T>* agent
   } catch (...) {
     agent->DropReference();
     m_Agent = nullptr;
-    DeleteUnheld(agent);
+    cls_DeleteUnheld(agent);
     throw;
   }
 }

@@ -1,5 +1,7 @@
 #include "errors/nex_OutOfMemoryException.h"
 
+#include <memory>
+
 #include "errors/nex_OutOfMemoryMessages.h"
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
@@ -34,9 +36,9 @@ atr_String* s_Detailed = nullptr;
 atr_String* s_Generic = nullptr;
 
 atr_String* Appended(char const* text) {
-  auto* const message = new atr_String(""_cow);
+  auto message = std::make_unique<atr_String>(""_cow);
   message->Append(atr_StringBase(text));
-  return message;
+  return message.release();
 }
 
 /// The current detailed message; empty while the module is not initialised.

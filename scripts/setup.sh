@@ -3,7 +3,7 @@
 # everything is installed.
 #
 #   scripts/setup.sh           the build, the tests, the examples and the benchmarks
-#   scripts/setup.sh --lint    also what scripts/lint.sh and the thread sanitizer need
+#   scripts/setup.sh --lint    also what scripts/lint.sh and the sanitizers need
 set -euo pipefail
 
 packages=(
@@ -16,7 +16,8 @@ packages=(
 )
 
 if [[ "${1:-}" == --lint ]]; then
-  packages+=(clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev)
+  packages+=(clang-14 clang-format-14 clang-tidy-14)
+  packages+=(libclang-rt-14-dev llvm) # the sanitizers; llvm-symbolizer, for the lines in their reports
 fi
 
 fail() {

@@ -292,11 +292,9 @@ TEST_F(StoreProxy, OlderVersionIsCopiedWithItsDescription) {
       EXPECT_EQ(visitor.Read(Field("m_Value"), -1), 3);
     });
   }
-  std::string const where = " FROM class WHERE class_id = " + std::to_string(Node::TypeId());
-  EXPECT_EQ(Query("SELECT group_concat(version)" + where, "target"), 1);
-  EXPECT_EQ(
-      Query("SELECT count(*) FROM attribute WHERE class_id = " + std::to_string(Node::TypeId()), "target"),
-      4);
+  std::string const classId = std::to_string(Node::TypeId());
+  EXPECT_EQ(Query("SELECT group_concat(version) FROM class WHERE class_id = " + classId, "target"), 1);
+  EXPECT_EQ(Query("SELECT count(*) FROM attribute WHERE class_id = " + classId, "target"), 4);
 }
 
 TEST_F(StoreProxy, MissingElementOfACollectionIsReportedAndNothingIsCopied) {

@@ -207,7 +207,7 @@ TEST_F(FailuresProgram, StoresEachFailureAsOneObjectOfItsClass) {
   file.Unpack(); // so that SQL can reach records that share a row
   std::string const objectsOf = "SELECT count(*) FROM object JOIN class USING(class_id) WHERE name = ";
   for (Expected const& expected : Failures) {
-    std::string const quoted = "'" + std::string(expected.className) + "'";
+    std::string const className(expected.className), quoted = "'" + className + "'";
     EXPECT_EQ(file.Integer(objectsOf + quoted), 1) << quoted;
     EXPECT_EQ(file.Integer("SELECT count(*) FROM class AS c JOIN class AS b ON c.base_class_id = b.class_id "
                            "WHERE b.name = 'nex_Exception' AND c.name = " +

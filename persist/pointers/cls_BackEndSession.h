@@ -132,7 +132,10 @@ template <class Self> class cls_BackEndSession : public cls_RegistrarSource {
   }
 
   /// Leads to the session; to null when it has ended. For what may outlive it, such as agents.
-  [[nodiscard]] std::shared_ptr<Self*> const& Link() const noexcept { return m_Link; }
+  [[nodiscard]] std::shared_ptr<Self*> const& Link() noexcept {
+    *m_Link = &SessionSelf(); // not in the constructor: there is no Self yet
+    return m_Link;
+  }
   /// The agents that containers hold. REQUIRES: the destructor of `Self` calls CloseQuietly.
   [[nodiscard]] cls_AgentRegistry& Agents() noexcept { return m_Agents; }
 
@@ -195,5 +198,5 @@ template <class Self> class cls_BackEndSession : public cls_RegistrarSource {
   std::exception_ptr m_Failure;
   bool m_IsSaving = false;
   bool m_HasChanges = false; // that are not committed
-  std::shared_ptr<Self*> m_Link = std::make_shared<Self*>(&SessionSelf());
+  std::shared_ptr<Self*> m_Link = std::make_shared<Self*>(nullptr);
 };

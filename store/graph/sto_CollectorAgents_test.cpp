@@ -153,7 +153,7 @@ TEST_F(StoreCollectorAgents, OpenBlobStaysUntilItIsClosed) {
   one.reset(); // the other one remains
   ExpectCollected(store, 0);
   two->m_Reader->Agent().Write(50'000, 3, "end");
-  EXPECT_EQ(two->Bytes(), std::string(50'000, 'b') + "end");
+  EXPECT_EQ(two->Bytes(), std::string(50'000, 'b').append("end"));
   two.reset();
   ExpectAllCollected(store, 1);
 }

@@ -179,12 +179,12 @@ TEST_P(ContractBranches, AMismatchOnWritingFailsTheSaveAndNamesTheAttribute) {
       {{MapIntObjKind, "MapIntObj", 90, BuildMapInt}, "COLLECTION_KIND_90"},
       {{MapIntObjKind, "MapIntObj", 91, BuildMapInt}, "91"},
       {{MapStringObjKind, "MapStringObj", 100, BuildMapString}, "COLLECTION_KIND_100"}};
-  for (auto const& [item, named] : mismatches) {
+  for (Mismatch const& mismatch : mismatches) {
     std::string const message = MessageOf(ContractError::Misuse, [&] {
-      Write([&](cls_WriteVisitor const& visitor) { WriteDeclared(visitor, item); });
+      Write([&](cls_WriteVisitor const& visitor) { WriteDeclared(visitor, mismatch.m_Item); });
     });
-    EXPECT_TRUE(Contains(message, FieldOf(item.m_Name).Name().Chars())) << message;
-    EXPECT_TRUE(Contains(message, named)) << message;
+    EXPECT_TRUE(Contains(message, FieldOf(mismatch.m_Item.m_Name).Name().Chars())) << message;
+    EXPECT_TRUE(Contains(message, mismatch.m_Named)) << message;
   }
   ExpectNoRoot();
   ExpectObjects(0);

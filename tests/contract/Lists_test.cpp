@@ -207,15 +207,16 @@ TEST_P(ContractLists, AListWithAPartialRowIsRefused) {
   CONTRACT_NEEDS(m_RefusesPartialRows);
   ForListTypes([&]<class T>(std::type_identity<T>) {
     SCOPED_TRACE(ContractTypeName<T>);
-    for (auto const [width, count] : Uneven)
+    for (std::array<int, 2> const& uneven : Uneven)
       for (bool const isRun : {false, true}) {
+        int const width = uneven[0], count = uneven[1];
         std::string const message = MessageOf(ContractError::Misuse, [&] {
-          Write([&, elements = count](cls_WriteVisitor const& visitor) {
+          Write([&](cls_WriteVisitor const& visitor) {
             WriteCollectionOf<T>(visitor, ListKind, [&](cls_MementoWrite& memento) {
               auto const builder = ListBuilder<T>(memento, width);
-              auto const values = std::make_unique<T[]>(static_cast<std::size_t>(elements));
-              if (isRun) builder->AppendRun(elements, values.get());
-              for (int i = 0; !isRun && i < elements; ++i) builder->Append(SampleOf<T>(i));
+              auto const values = std::make_unique<T[]>(static_cast<std::size_t>(count));
+              if (isRun) builder->AppendRun(count, values.get());
+              for (int i = 0; !isRun && i < count; ++i) builder->Append(SampleOf<T>(i));
             });
           });
         });

@@ -208,7 +208,7 @@ template <> struct Keys<int> {
 };
 template <> struct Keys<cow_String> {
   static constexpr ContractKind const& Kind = MapStringObjKind;
-  static cow_String At(int i) { return cow_String("k" + std::to_string((i * 7 + 3) % 10)); }
+  static cow_String At(int i) { return cow_String(std::to_string((i * 7 + 3) % 10).insert(0, 1, 'k')); }
 };
 
 template <class Act> void ForKeyTypes(Act act) {

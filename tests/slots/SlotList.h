@@ -34,6 +34,13 @@ template <class Class, class Signature> int SlotOf(Signature Class::*operation) 
   return isVirtual ? static_cast<int>(offset / static_cast<std::ptrdiff_t>(sizeof(void*))) - 1 : -1;
 }
 
+/// The words of a table without null words at its end. Clang's address sanitizer adds some, as a zone that must
+/// not be read; no entry of a table is null.
+[[gnu::no_sanitize_address]] inline std::size_t WordsOf(void* const volatile* table, std::size_t words) {
+  while (words > 0 && table[words - 1] == nullptr) --words;
+  return words;
+}
+
 /// How many slots the exported virtual table of a class has, from the size of its symbol; -1 when the
 /// libraries export no such table. Two words precede the first entry, and slot 0 has two entries.
 inline int ExportedSlots(std::type_info const& type) {
@@ -42,7 +49,8 @@ inline int ExportedSlots(std::type_info const& type) {
   Dl_info library{};
   void* symbol = nullptr;
   if (dladdr1(table, &library, &symbol, RTLD_DL_SYMENT) == 0 || symbol == nullptr) return -1;
-  return static_cast<int>(static_cast<ElfW(Sym) const*>(symbol)->st_size / sizeof(void*)) - 3;
+  std::size_t const words = static_cast<ElfW(Sym) const*>(symbol)->st_size / sizeof(void*);
+  return static_cast<int>(WordsOf(static_cast<void**>(table), words)) - 3;
 }
 
 /// One line of a slot list.

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Checks what shared libraries export, and that they are never unloaded.
 
-    symbols.py --nm NM --readelf READELF LIBRARY ...
+    symbols.py --nm NM --readelf READELF [--sanitized] LIBRARY ...
 
 A library exports names of this project only: nothing of the standard library, which a program could take for its own. It
-stays loaded once it is loaded, because the system calls it at the end of threads.
+stays loaded once it is loaded, because the system calls it at the end of threads. A library with sanitizers also exports
+the types of the functions whose calls they check.
 """
 
 import argparse
@@ -20,6 +21,7 @@ OURS = re.compile(r"_Z(?:T[VIST]|GV|Th[n0-9]+_|Tv[n0-9_]+_|Tc(?:[hv][n0-9_]+_){2
                   rf"(?:(?:{'|'.join(PREFIXES)})_|strnat)")
 # Sanitizers and coverage export marks of their own.
 INSTRUMENTS = re.compile(r"__(?:odr_)?[almtu]+san_|__sanitizer_|__gcov_|__ubsan_|__sancov_|__start___|__stop___")
+FUNCTION_TYPES = re.compile(r"_ZT[IS]P?F")
 
 
 def run(*command: str) -> str:
@@ -41,6 +43,8 @@ def findings(arguments: argparse.Namespace) -> Iterator[str]:
         if not any(is_ours(name) for name in names):
             yield f"{library}: exports nothing of this project"
         for name in names:
+            if arguments.sanitized and FUNCTION_TYPES.match(name):
+                continue
             if not is_ours(name):
                 yield f"{library}: exports {name}"
         if "NODELETE" not in run(arguments.readelf, "--dynamic", library):
@@ -51,6 +55,7 @@ def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--nm", required=True)
     parser.add_argument("--readelf", required=True)
+    parser.add_argument("--sanitized", action="store_true")
     parser.add_argument("libraries", nargs="+")
     found = list(findings(parser.parse_args()))
     for finding in found:
