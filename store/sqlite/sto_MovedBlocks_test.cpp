@@ -212,6 +212,26 @@ TEST_F(StoreMovedBlocks, SaveThatOverwritesBlocksIsWhole) {
   }
 }
 
+TEST_F(StoreMovedBlocks, ListThatIsSavedWholeLeavesUnchangedBlocksWhereTheyAre) {
+  {
+    sto_Transaction transaction(*m_Store);
+    Overwrite(0, static_cast<int>(m_Model.size()) / BlockSize, 9);
+    transaction.Commit();
+  }
+  auto const moved = Moved();
+  ASSERT_GT(moved, 10);
+  m_Stream.reset();
+  std::unique_ptr<Listed> const listed = m_Store->Load<Listed>("stream");
+  m_Store->Save("stream", *listed);
+  EXPECT_EQ(Moved(), moved);
+  listed->m_List.Get(40 * BlockSize + 1) += 1;
+  m_Store->Save("stream", *listed);
+  EXPECT_EQ(Moved(), moved - 1);
+  m_Model[40 * BlockSize + 1] += 1;
+  m_Stream = m_Store->Load<Stream>("stream");
+  ExpectModelEverywhere();
+}
+
 TEST_F(StoreMovedBlocks, ListThatIsSavedWholeTakesItsBlocksBackAndLeavesNoRowBehind) {
   for (bool const inOneTransaction : {false, true}) {
     for (int const count : {Blocks * BlockSize + 5, 50 * BlockSize, 3000, 10}) {
@@ -227,6 +247,8 @@ TEST_F(StoreMovedBlocks, ListThatIsSavedWholeTakesItsBlocksBackAndLeavesNoRowBeh
       ASSERT_EQ(listed->m_List.Count(), static_cast<int>(m_Model.size()));
       listed->m_List.Truncate(std::min(count, listed->m_List.Count()));
       while (listed->m_List.Count() < count) listed->m_List.Append(listed->m_List.Count());
+      for (int i = 0; i < count; i += BlockSize)
+        listed->m_List.Get(i) += 1; // what is unchanged stays where it is
       m_Store->Save("stream", *listed);
       m_Model.clear();
       for (int i = 0; i < count; ++i) m_Model.push_back(listed->m_List.ConstGet(i));
