@@ -1,10 +1,10 @@
 #include "bench/growth_Case.h"
+#include "collections/cls_ArrayPrim.h"
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
 #include "persist/backend/cls_AgentRequest.h"
 #include "persist/visitors/cls_FieldHandle.h"
 #include "store/sto_Store.h"
-#include "collections/cls_ArrayPrim.h"
 
 namespace {
 
