@@ -11,7 +11,22 @@ namespace {
 
 CONTRACT_SUITE(ContractFailures);
 
-using Array = cls_ArrayPrimInt;
+/// A bulk array that frees its blocks, which otherwise is up to its owner.
+class Array : public cls_ArrayPrimInt {
+ public:
+  Array() = default;
+  explicit Array(cls_ReadVisitor const& visitor) : cls_ArrayPrimInt(visitor) {}
+  Array(Array const&) = delete;
+  Array& operator=(Array const&) = delete;
+  ~Array() override {
+    try {
+      Release();
+    } catch (...) { // it has changes that are refused
+      Detach();
+    }
+    DropBlocks();
+  }
+};
 constexpr int Size = 5000; // three blocks
 
 void Fill(Array& array) {
@@ -112,8 +127,9 @@ TEST_P(ContractFailures, AStaleBlockOfAnArrayDoesNotOverwriteWhatAnotherSessionC
     static_cast<void>(array.ConstGet(0));
     auto const second = SecondSession();
     std::unique_ptr<Array> theirs;
-    Load(*second,
-         [&](cls_ReadVisitor const& visitor) { theirs = std::make_unique<Array>(StoredIn(visitor)); });
+    Load(*second, [&](cls_ReadVisitor const& visitor) {
+      theirs = std::make_unique<Array>(ObjectIn(visitor, ArrayField()));
+    });
     theirs->Get(1) = -1;
     theirs->Flush();
     array.Get(2) = -2; // in the block that it has in memory
