@@ -15,6 +15,8 @@
 # a program that includes both gets one file. The headers directly in platform/ belong to the build and are ours.
 cmake_minimum_required(VERSION 3.25)
 
+include("${CMAKE_CURRENT_LIST_DIR}/KvlWriteIfDifferent.cmake")
+
 function(is_hosts_header header result)
   set(${result} OFF PARENT_SCOPE)
   if(PLATFORM STREQUAL "external" AND header MATCHES "^platform/.*/")
@@ -102,16 +104,6 @@ function(refuse_direct_include header text result)
   endif()
   string(REPLACE "#pragma once\n" "${opening}" text "${text}")
   set(${result} "${text}#endif\n" PARENT_SCOPE)
-endfunction()
-
-function(write_if_different file text)
-  if(EXISTS "${file}")
-    file(READ "${file}" old)
-    if(old STREQUAL text)
-      return()
-    endif()
-  endif()
-  file(WRITE "${file}" "${text}")
 endfunction()
 
 file(STRINGS "${PUBLIC}" public)

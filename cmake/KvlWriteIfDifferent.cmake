@@ -1,0 +1,10 @@
+# Writes a file unless it has this text already, so that nothing is compiled again for it.
+function(write_if_different file text)
+  if(EXISTS "${file}")
+    file(READ "${file}" old)
+    if(old STREQUAL text)
+      return()
+    endif()
+  endif()
+  file(WRITE "${file}" "${text}")
+endfunction()
