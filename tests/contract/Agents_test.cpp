@@ -211,16 +211,7 @@ TEST_P(ContractAgents, AnAgentCountsItsReferences) {
   Read([](cls_ReadVisitor const& visitor) {
     cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<int>("List"));
     int tag = 0;
-    cls_AgentListPrim<int>* const agent = child.Memento()->MakeAgentListPrim(&tag);
-    EXPECT_FALSE(agent->StillReferenced());
-    agent->AddReference();
-    agent->AddReference();
-    EXPECT_TRUE(agent->StillReferenced());
-    agent->DropReference();
-    EXPECT_TRUE(agent->StillReferenced());
-    agent->DropReference();
-    EXPECT_FALSE(agent->StillReferenced());
-    delete agent;
+    ExpectCountsReferences(*Receive(child.Memento()->MakeAgentListPrim(&tag)));
   });
 }
 

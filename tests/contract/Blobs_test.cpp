@@ -198,14 +198,7 @@ TEST_P(ContractBlobs, ABlobAgentCountsItsReferences) {
   Write([](cls_WriteVisitor const& visitor) { WriteBlob(visitor, Pattern(100)); });
   Read([](cls_ReadVisitor const& visitor) {
     auto const child = Receive(visitor.Memento()->MakeFieldReadObj(FieldOf("Blob")));
-    auto const blob = Receive(child->MakeAgentBlob());
-    blob->AddReference();
-    blob->AddReference();
-    EXPECT_TRUE(blob->StillReferenced());
-    blob->DropReference();
-    EXPECT_TRUE(blob->StillReferenced());
-    blob->DropReference();
-    EXPECT_FALSE(blob->StillReferenced());
+    ExpectCountsReferences(*Receive(child->MakeAgentBlob()));
   });
 }
 

@@ -232,6 +232,18 @@ inline int NumberOf(cls_MementoRead* memento) {
   return Receive(memento)->Read(FieldFor<int>(), -1);
 }
 
+/// Expects an agent that nobody holds to count its references.
+template <class Agent> void ExpectCountsReferences(Agent& agent) {
+  EXPECT_FALSE(agent.StillReferenced());
+  agent.AddReference();
+  agent.AddReference();
+  EXPECT_TRUE(agent.StillReferenced());
+  agent.DropReference();
+  EXPECT_TRUE(agent.StillReferenced());
+  agent.DropReference();
+  EXPECT_FALSE(agent.StillReferenced());
+}
+
 /// A container that holds an agent as bulk arrays do: counted, registered, and flushed at the end.
 template <class Agent> class AgentHolder : public cls_PC {
  public:

@@ -408,18 +408,7 @@ TEST_P(ContractObjectAgents, AgentsCountTheirReferences) {
     WriteList(visitor, m_Kept, 2);
     WriteMaps(visitor, m_Kept, 2);
   });
-  auto const expect = []<class Agent>(Agent* made) {
-    std::unique_ptr<Agent> const agent(made);
-    ASSERT_NE(agent, nullptr);
-    EXPECT_FALSE(agent->StillReferenced());
-    agent->AddReference();
-    agent->AddReference();
-    EXPECT_TRUE(agent->StillReferenced());
-    agent->DropReference();
-    EXPECT_TRUE(agent->StillReferenced());
-    agent->DropReference();
-    EXPECT_FALSE(agent->StillReferenced());
-  };
+  auto const expect = [](auto* agent) { ExpectCountsReferences(*Receive(agent)); };
   Read([&](cls_ReadVisitor const& visitor) {
     expect(ObjectIn(visitor, FieldOf(ListObjKind.m_Name)).Memento()->MakeAgentListObj());
     ForKeyTypes([&]<class K>(std::type_identity<K>) {
