@@ -184,10 +184,8 @@ template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& vi
     m_Size = stored;
     return;
   }
-  if (stored != 0)
-    Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
-  else
-    MarkBlocks(); // a block that another list has, and that is unchanged since, is not in this one
+  if (stored != 0) Print("cls_ArrayPrim", "%s::DBWrite: Index conflicts(s) in list."); // intentional: "(s)"
+  // Intentional: only changed blocks are written. A back end that keeps arrays calls MarkBlocks first.
   EvictBlocks(m_Size);
   this->Flush();
 }

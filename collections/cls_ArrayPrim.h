@@ -77,9 +77,12 @@ template <class T> class cls_ArrayPrim : public cls_PC {
 
   virtual unsigned int DynTypeId() const;
 
-  /// Associates an array in memory with a new stored list and writes its blocks there, in ascending order:
-  /// all that are in memory, or the changed ones if the list has elements. An empty array takes the length of
-  /// the stored list. Does nothing if the array is already associated.
+  /// Associates an array in memory with a new stored list and writes its changed blocks there, in ascending
+  /// order. An empty array takes the length of the stored list. Does nothing if the array is already
+  /// associated.
+  ///
+  /// Blocks of an array that was detached may be unchanged. Its new list gets them only if the back end calls
+  /// MarkBlocks when the array registers (sto_Store does, and cls_KeepArray).
   ///
   /// An array of more than one block that was detached lacks most of its elements. Not checked: the list would
   /// have zeros for them. A back end refuses such an array when it registers (sto_Store does); see
@@ -168,6 +171,12 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// made for writing refuses its first holder if that lacks elements: they are lost.
   [[nodiscard]] int FirstMissing() const;
 
+  /// For back ends: marks all resident blocks within the size as changed, so that the next Flush or eviction
+  /// writes them. An agent that was made for writing calls it when its first holder registers and the list is
+  /// empty: what the array has in memory may be unchanged since it was in another list. Thread rule: the
+  /// thread of the array and its copies, which share the blocks.
+  void MarkBlocks() const;
+
  protected:
   /// The block of an index. Makes or reads it if it is not in memory; in an associated array, evicts all
   /// other blocks first. Null for an index below 0 or above the size. Intentional: the size itself is
@@ -203,8 +212,6 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   /// Writes back and drops every block except the one of `keptIndex` (-1: drops all).
   void EvictBlocks(int keptIndex) const;
   void WriteBlock(int start, Buffer const& buffer) const;
-  /// Marks all blocks within the size as changed.
-  void MarkBlocks() const;
   /// How many elements of the block that starts at `start` are in the array; not positive beyond the size.
   [[nodiscard]] int CountIn(int start) const noexcept;
 

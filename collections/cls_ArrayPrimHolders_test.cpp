@@ -37,6 +37,22 @@ class ArrayPrimHolders : public ::testing::Test {
     return cls_ReadVisitor(new StoredListReader<int>(list));
   }
   Lines Calls() { return m_List.TakeCalls(); }
+  /// Gives an array two blocks that are in memory only; the first one was written, and is unchanged since.
+  void MakeDetached(Array& array) {
+    for (int i = 0; i < 2047; ++i) array.Append(Element(i));
+    m_List.m_Elements.clear();
+    StoreAs(array, m_List);
+    array.Append(Element(2047));
+    array.Flush();
+    array.Detach();
+    for (int i = 2048; i < 2050; ++i) array.Append(Element(i));
+  }
+  static Lines Writes(StoredList<int>& list) {
+    Lines writes;
+    for (std::string const& call : list.TakeCalls())
+      if (call.starts_with("WriteRun")) writes.push_back(call);
+    return writes;
+  }
   /// Drops the blocks, and the calls that this makes.
   void Drop(Array const& array) {
     array.Release();
@@ -225,17 +241,25 @@ TEST_F(ArrayPrimHolders, ResidentBlockRemainsAfterDetach) {
   array.DropBlocks();
 }
 
-TEST_F(ArrayPrimHolders, DetachedArrayIsWrittenWholeToAnotherList) {
+TEST_F(ArrayPrimHolders, DetachedArrayWritesOnlyChangedBlocksToAnotherList) {
   StoredList<int> other;
-  m_List.m_Elements.clear();
   Array array;
-  for (int i = 0; i < 2000; ++i) array.Append(Element(i));
-  StoreAs(array, m_List);
-  array.Detach(); // its block is written, and so unchanged
+  MakeDetached(array);
   StoreAs(array, other);
-  EXPECT_EQ(other.m_Elements, StoredList<int>(2000).m_Elements);
+  EXPECT_EQ(Writes(other), Lines({"WriteRun(2048, 2)"}));
   array.Release();
-  for (int i = 0; i < 2000; ++i) ASSERT_EQ(array.ConstGet(i), Element(i));
+}
+
+TEST_F(ArrayPrimHolders, DetachedArrayIsWrittenWholeToAListThatMarksItsBlocks) {
+  StoredList<int> other;
+  other.m_AtRegister = [](cls_PC& holder) { dynamic_cast<Array&>(holder).MarkBlocks(); };
+  Array array;
+  MakeDetached(array);
+  StoreAs(array, other);
+  EXPECT_EQ(Writes(other), Lines({"WriteRun(0, 2048)", "WriteRun(2048, 2)"}));
+  EXPECT_EQ(other.m_Elements, StoredList<int>(2050).m_Elements);
+  array.Release();
+  for (int i = 0; i < array.Size(); ++i) ASSERT_EQ(array.ConstGet(i), Element(i));
   array.Release();
 }
 
@@ -267,6 +291,7 @@ TEST_F(ArrayPrimHolders, BlocksBeyondTheSizeOfADetachedArrayAreNotWritten) {
   static_cast<void>(array.ConstGet(4096));
   array.Detach();
   array.SetLength(100);
+  array.MarkBlocks();
   StoreAs(array, other);
   EXPECT_EQ(other.Count(), 0);
   array.Release();

@@ -48,8 +48,9 @@ template <class T> class cls_KeptArray {
 /// For the member Keep of cls_IndexedCollections' Elements: `holder` is the first container of a list that is
 /// being saved, which has `stored` elements already. If it is an array that lacks elements (it was detached), and
 /// the list has not got them either, calls `raise` with a text. Otherwise it is put back into memory when
-/// `session`, a cls_BackEndSession, undoes what it writes. Errors: whatever `raise` raises; std::bad_alloc. In
-/// both cases nothing has changed.
+/// `session`, a cls_BackEndSession, undoes what it writes; and if the list is empty, all blocks of the array are
+/// marked as changed, so that the list gets them. Errors: whatever `raise` raises; std::bad_alloc. In both cases
+/// nothing has changed.
 template <class T, class Session, class Raise>
 void cls_KeepArray(Session& session, cls_PC& holder, int stored, Raise raise) {
   using Element = std::conditional_t<std::is_same_v<T, unsigned int>, int, T>; // there is no such array
@@ -65,4 +66,5 @@ void cls_KeepArray(Session& session, cls_PC& holder, int stored, Raise raise) {
           std::to_string(missing) + " on are not in memory");
   auto const kept = std::make_shared<cls_KeptArray<Element>>(*array);
   session.OnUndo(array->Blocks().Ptr(), [&session, kept] { kept->PutBack(session.Agents()); });
+  if (stored == 0) array->MarkBlocks(); // unchanged ones of a detached array are in its former list only
 }

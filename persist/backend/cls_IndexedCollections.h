@@ -44,7 +44,8 @@
 //     MySession* Session() const;                   // null when it has ended; then ForeignChanges is not called
 //     [[noreturn]] void Raise(std::string const& text) const; // an exception that names storage and object
 //     // The first container of a list that is being saved. Refuses one that lacks elements, and keeps the
-//     // others until the save has succeeded; cls_KeepArray (collections/cls_KeptArray.h) does both.
+//     // others until the save has succeeded. Marks their blocks as changed if the list is empty, so that
+//     // they are written. cls_KeepArray (collections/cls_KeptArray.h) does all three.
 //     template <class T> void Keep(cls_PC& holder) const;
 //
 // and those of the session, which may be a cls_BackEndSession:

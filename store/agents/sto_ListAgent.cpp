@@ -30,12 +30,6 @@ template <class T> cls_ArrayPrimBuffer<T> const* FindBlock(cls_ArrayPrim<T> cons
   return nullptr;
 }
 
-/// Marks all blocks of an array as changed.
-template <class T> void MarkAll(cls_ArrayPrim<T> const& array) {
-  cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
-  for (iter.First(); iter.IsDone() == 0; iter.Next()) iter.CurrentValue().SetDirty(true);
-}
-
 /// Whether an array has unwritten changes.
 template <class T> bool HasUnwritten(cls_ArrayPrim<T> const& array) {
   cls_PTrieIter<int, cls_ArrayPrimBuffer<T>, 1> iter(*array.Blocks().Ptr());
@@ -256,7 +250,7 @@ template <class T> void sto_ListAgent<T>::NoteHolder(cls_PC&, sto_HolderSlot& sl
         CheckInMemory(*array);
         KeepInMemory(*array);
       }
-      MarkAll(*array); // the stored list has no elements yet, or others
+      array->MarkBlocks(); // the stored list has no elements yet, or others
     }
     slot.m_AtBegin = slot.m_AtMark = BeforeOf(*array, purpose);
     if (purpose == Purpose::Copying)

@@ -55,17 +55,20 @@ Scripted Object(Scripted::WriteFields write) {
 struct Interrupted : std::runtime_error {
   Interrupted() : std::runtime_error("the object's own failure") {}
 };
+/// An object with an array; while `fails` is set, it fails after it has written the array.
+Scripted FailingObject(Array const& array, bool const& fails) {
+  return Object([&](cls_WriteVisitor const& visitor) {
+    WithArray(array)(visitor);
+    if (fails) throw Interrupted();
+  });
+}
 
 TEST_P(ContractFailures, AnArrayWhoseSaveFailsHasAllElementsAndCanBeSavedAgain) {
   COVERS(cls_AgentListPrim, 5, 11);
   Array array;
   Fill(array);
-  bool fails = true;
-  Scripted const object = Object([&](cls_WriteVisitor const& visitor) {
-    WithArray(array)(visitor);
-    if (fails) throw Interrupted();
-  });
-  EXPECT_THROW(Session().Save("root", object), Interrupted);
+  bool const fails = true;
+  EXPECT_THROW(Session().Save("root", FailingObject(array, fails)), Interrupted);
   ExpectFilled(array);
   EndSession(); // detaches what is tied to the session
   ExpectFilled(array);
@@ -76,10 +79,7 @@ TEST_P(ContractFailures, AnArrayWhoseSaveFailedIsStoredByTheNext) {
   Array array;
   Fill(array);
   bool fails = true;
-  Scripted const object = Object([&](cls_WriteVisitor const& visitor) {
-    WithArray(array)(visitor);
-    if (fails) throw Interrupted();
-  });
+  Scripted const object = FailingObject(array, fails);
   EXPECT_THROW(Session().Save("root", object), Interrupted);
   fails = false;
   Save(Session(), object);
@@ -98,6 +98,21 @@ TEST_P(ContractFailures, AnArrayThatLacksElementsBecauseItWasDetachedIsRefused) 
   array.Detach();
   MessageOf(ContractError::Misuse, [&] { Session().Save("other", Object(WithArray(array))); });
   ExpectNoRoot(Session(), "other");
+}
+
+TEST_P(ContractFailures, ADetachedArrayThatHasAllElementsIsStoredWholeInAnotherStorage) {
+  COVERS(cls_AgentListPrim, 5, 11);
+  Array array;
+  for (int i = 0; i < 2000; ++i) array.Append(i); // one block, which stays in memory
+  Save(Session(), Object(WithArray(array)));
+  array.Detach(); // its block is written, and so unchanged
+  auto const other = OtherStorage();
+  Save(*other, Object(WithArray(array)));
+  Load(*other, [](cls_ReadVisitor const& visitor) {
+    Array const stored = StoredIn(visitor);
+    ASSERT_EQ(stored.Size(), 2000);
+    for (int i = 0; i < 2000; ++i) ASSERT_EQ(stored.ConstGet(i), i);
+  });
 }
 
 TEST_P(ContractFailures, AnArrayOfAnotherStorageIsStoredAsAWholeOrRefused) {

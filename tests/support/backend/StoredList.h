@@ -58,7 +58,8 @@ template <class T> class StoredList {
   bool m_ReadOnly = false;
   int m_FailingWrites = 0;        ///< the next so many writes throw BackEndFailure and store nothing
   std::function<void()> m_AtRead; ///< called at the start of each read; may throw
-  std::string m_FailingCall;      ///< the next call of this operation throws BackEndFailure
+  std::function<void(cls_PC&)> m_AtRegister; ///< called for each holder that registers
+  std::string m_FailingCall;                 ///< the next call of this operation throws BackEndFailure
 
   // --- Accounting.
   bool m_KeepsCalls = true;
@@ -141,6 +142,7 @@ template <class T> class StoredListAgent : public cls_AgentListPrim<T> {
   void RegisterHolder(cls_PC* holder) override {
     Note("RegisterHolder");
     m_List.m_Holders.push_back(holder);
+    if (m_List.m_AtRegister) m_List.m_AtRegister(*holder);
   }
 
  private:
