@@ -27,8 +27,8 @@
 //
 // An Elements is a copyable handle on the collection of one object. It stays valid when the mementos are
 // deleted, when the session ends, and for a collection that is absent. Entries of a map have two columns: 0
-// is the key, 1 the value or the object. Elements of a list have column 0; those of a blob are bytes, as unsigned
-// char. Its members:
+// is the key, 1 the value or the object. Elements of a list have column 0; those of a blob are bytes, as
+// unsigned char. Its members:
 //
 //     int Count() const;                            // 0 when absent
 //     template <class T> T Get(int index, int column) const;
@@ -39,9 +39,9 @@
 //     cls_MementoWrite* WriteObject(int index, int column, unsigned int classId, cls_Uid const& uid);
 //     int RowWidth() const;                         // 1 when absent
 //     int SizeHint() const;
-//     bool IsWritable() const;                      // false when absent, undone, and when the session has ended
+//     bool IsWritable() const; // false when absent, undone, and when the session has ended
 //     int ForeignChanges() const;                   // by other sessions, so far
-//     MySession* Session() const;                   // null when it has ended; then ForeignChanges is not called
+//     MySession* Session() const; // null when it has ended; then ForeignChanges is not called
 //     [[noreturn]] void Raise(std::string const& text) const; // an exception that names storage and object
 //     // The first container of a list that is being saved. Refuses one that lacks elements, and keeps the
 //     // others until the save has succeeded. Marks their blocks as changed if the list is empty, so that
@@ -55,11 +55,11 @@
 //     void Refresh();  // looks for what other sessions have changed; nothing while this one writes
 //     void KeepFailure() noexcept; // called in a catch block: the next commit raises the exception again
 //
-// What changes the collection raises an exception when it is not writable. The last container that lets go of
-// a list writes its elements back in its destructor: what fails then goes to KeepFailure. A run is refused if
-// another session has changed the list since this agent's container saw it, because a block also has elements
-// that its own program did not change. Keys of maps of objects are found by walking along. Errors: whatever
-// Elements raises; std::out_of_range for an index outside. Thread rule: one thread.
+// Members that change the collection raise an exception when it is not writable. The last container that lets
+// go of a list writes its elements back in its destructor: what fails then goes to KeepFailure. A run is refused
+// if another session has changed the list since this agent's container saw it, because a block also has elements
+// that its own program did not change. Maps of objects find a key by a linear search. Errors: whatever Elements
+// raises; std::out_of_range for an index outside. Thread rule: one thread.
 
 /// The agents of a session that containers hold, and those containers. The session calls Flush before a
 /// commit and before stored data is read by other means; Flush and then Detach before it ends.
@@ -70,7 +70,7 @@ class cls_AgentRegistry {
    public:
     virtual ~Agent() = default;
     [[nodiscard]] virtual bool IsHeld() const = 0;
-    /// Adds references that no container has, or takes them away; lets nothing go.
+    /// Adds references that no container has, or removes them if the number is negative. Deletes nothing.
     virtual void Grip(int references) noexcept = 0;
   };
 
@@ -93,13 +93,13 @@ class cls_AgentRegistry {
       if (only == nullptr || slot.m_Agent == only) holder.Flush();
     });
   }
-  /// Also deletes the agents that no container holds any more. Intentional: a two-dimensional array that is
-  /// assigned to drops its agent and does not delete it.
+  /// Detaches all containers, and deletes the agents that none holds any more. Intentional: a two-dimensional
+  /// array that is assigned to drops its agent and does not delete it.
   void Detach() {
     m_Holders.Detach();
     DeleteUnheld();
   }
-  /// Detaches the containers that `isIt` answers true for, without writing anything back: what they are tied
+  /// Detaches the containers for which `isIt` returns true, without writing anything back: what they are tied
   /// to is undone. They keep their identities.
   template <class IsIt> void DetachUnwritten(IsIt isIt) {
     for (Agent* const agent : m_Agents) agent->Grip(1);
@@ -135,7 +135,7 @@ class cls_IndexedAgent : public Interface, private cls_AgentRegistry::Agent {
     if (IsOpen()) m_Elements.Session()->Agents().Forget(this);
   }
 
-  /// Raises an exception, again and again, while a container has changes that it cannot write any more.
+  /// Raises an exception at every call while a container has changes that it can no longer write.
   bool Changed() override {
     if (!IsOpen()) return false;
     m_Elements.Session()->Refresh();
@@ -163,7 +163,7 @@ class cls_IndexedAgent : public Interface, private cls_AgentRegistry::Agent {
   }
   [[nodiscard]] bool IsOpen() const { return m_Elements.Session() != nullptr; }
 
-  /// Changes the elements: those that the storage has now.
+  /// The elements as the storage has them now, for changing them.
   Elements& ToChange() {
     if (IsOpen()) m_Elements.Session()->Refresh();
     return m_Elements;
@@ -323,7 +323,7 @@ class cls_IndexedObjectList final : public cls_IndexedAgent<cls_AgentListObj, El
       throw;
     }
   }
-  /// What is not writable refuses by itself.
+  /// An index beyond the end passes if the list is not writable: changing it then raises the better exception.
   void CheckIndex(int index, int last) const {
     if (index < 0 || (index > last && this->m_Elements.IsWritable()))
       throw std::out_of_range("A list of " + std::to_string(Count()) + " objects has no element " +
@@ -333,7 +333,7 @@ class cls_IndexedObjectList final : public cls_IndexedAgent<cls_AgentListObj, El
   int m_Next = 0;
 };
 
-/// The cursor over a map from text, with Find as that over a map from int has it.
+/// The cursor over a map from text, with the Find that the cursor over a map from int has.
 class cls_FindingMapString2Obj : public cls_ReadMapString2Obj {
  public:
   virtual bool Find(cow_String const& key) = 0;
@@ -401,7 +401,8 @@ class cls_IndexedObjectMap final
       if (KeyAt(i) == key) return i;
     return -1;
   }
-  /// Goes to the first key in the direction: of all keys, or of those beyond `key`.
+  /// Sets `key` to the lowest key (or the highest, if not `isUp`) of all keys, or of those beyond `key`. Returns
+  /// false, and leaves `key` alone, if there is none.
   bool Walk(K& key, bool isBeyond, bool isUp) const {
     auto const isBefore = [isUp](K const& a, K const& b) { return isUp ? a < b : b < a; };
     std::optional<K> first;
@@ -417,8 +418,8 @@ class cls_IndexedObjectMap final
   int m_Next = 0;
 };
 
-/// A blob: a list of bytes, at most 2^31 - 1 of them. Writing more throws std::length_error,
-/// writing before the beginning std::out_of_range.
+/// A blob: a list of bytes, at most 2^31 - 1 of them. Writing more throws std::length_error, writing before the
+/// beginning std::out_of_range.
 template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<cls_AgentBlob, Elements> {
  public:
   using cls_IndexedAgent<cls_AgentBlob, Elements>::cls_IndexedAgent;
@@ -449,7 +450,8 @@ template <class Elements> class cls_IndexedBlob final : public cls_IndexedAgent<
 /// What a collection is made of.
 enum class cls_ElementKind { Values, Entries, Objects, ObjectEntries, Bytes };
 
-/// Base of a writing memento: cls_TypedMementoWrite with all collections, and enumerations. `Self` has two more members:
+/// Base of a writing memento: cls_TypedMementoWrite with all collections, and enumerations. `Self` has two more
+/// members:
 ///
 ///     Elements Restart(cls_ElementKind kind, int width);    // makes the object's collection empty
 ///     Elements GoOn(cls_ElementKind kind, int sizeHint);    // with the elements that it has
@@ -498,7 +500,8 @@ template <class Self, class Elements> class cls_IndexedMementoWrite : public cls
   [[nodiscard]] Self& IndexedSelf() noexcept { return static_cast<Self&>(*this); }
 };
 
-/// Base of a reading memento: cls_TypedMementoRead with all collections, and enumerations. `Self` has one more member:
+/// Base of a reading memento: cls_TypedMementoRead with all collections, and enumerations. `Self` has one more
+/// member:
 ///
 ///     Elements ElementsOf(cls_ElementKind kind); // may be absent
 template <class Self, class Elements> class cls_IndexedMementoRead : public cls_TypedMementoRead<Self> {

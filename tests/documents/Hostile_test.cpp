@@ -129,8 +129,8 @@ class HostileSlots : public HostileBackEnds {
  protected:
   using Tests = std::set<std::string>; ///< "Suite.Name"
 
-  /// The tests of each operation, by "interface.operation", which is one for all its overloads. Without
-  /// destructors: one that raises ends the process, as another fault does.
+  /// The tests of each operation, by "interface.operation", which all its overloads share. Not of destructors: one
+  /// that raises ends the process, which another test checks.
   [[nodiscard]] std::map<std::string, Tests> const& Covering() const {
     static std::map<std::string, Tests> const covering = ReadCovering();
     return covering;

@@ -64,10 +64,9 @@ template <class T> class HostileListAgent : public HostileCollectionAgent<cls_Ag
 };
 
 /// When it is wrong, it reads and writes other elements.
-class HostileObjectListAgent : public HostileCollectionAgent<cls_AgentListObj> {
+class HostileObjectListAgent : public HostileElements<int, HostileCollectionAgent<cls_AgentListObj>> {
  public:
-  explicit HostileObjectListAgent(cls_AgentListObj* target)
-      : HostileCollectionAgent("cls_AgentListObj", target) {}
+  explicit HostileObjectListAgent(cls_AgentListObj* target) : HostileElements("cls_AgentListObj", target) {}
   void SetCount(int count) override {
     Pass(
         "SetCount", [&] { Target().SetCount(count); }, [&] { Target().SetCount(count + 1); });
@@ -77,17 +76,6 @@ class HostileObjectListAgent : public HostileCollectionAgent<cls_AgentListObj> {
         "MakeReadObj", [&] { return Target().MakeReadObj(index); },
         [&] { return Target().MakeReadObj(index + 1); });
   }
-  cls_MementoWrite* MakeWriteObj(int index, unsigned int classId, cls_Uid const& uid) override {
-    return Pass(
-        "MakeWriteObj", [&] { return Target().MakeWriteObj(index, classId, uid); },
-        [&] { return Target().MakeWriteObj(index + 1, classId, uid); });
-  }
-  cls_MementoWrite* MakeWriteObjWithPtr(int index, unsigned int classId, cls_Uid const& uid,
-                                        void const* object) override {
-    return Pass(
-        "MakeWriteObjWithPtr", [&] { return Target().MakeWriteObjWithPtr(index, classId, uid, object); },
-        [&] { return Target().MakeWriteObjWithPtr(index + 1, classId, uid, object); });
-  }
   void Remove(int index) override {
     Pass(
         "Remove", [&] { Target().Remove(index); }, [&] { Target().Remove(index + 1); });
@@ -95,10 +83,13 @@ class HostileObjectListAgent : public HostileCollectionAgent<cls_AgentListObj> {
 };
 
 /// When it is wrong, it reads and writes the elements of other keys.
-template <class K> class HostileObjectMapAgent : public HostileCollectionAgent<cls_AgentMapKey2Obj<K>> {
+template <class K>
+class HostileObjectMapAgent
+    : public HostileElements<K const&, HostileCollectionAgent<cls_AgentMapKey2Obj<K>>> {
  public:
   explicit HostileObjectMapAgent(cls_AgentMapKey2Obj<K>* target)
-      : HostileCollectionAgent<cls_AgentMapKey2Obj<K>>("cls_AgentMapKey2Obj", target) {}
+      : HostileElements<K const&, HostileCollectionAgent<cls_AgentMapKey2Obj<K>>>("cls_AgentMapKey2Obj",
+                                                                                  target) {}
   bool Remove(K const& key) override {
     return this->Pass("Remove", [&] { return this->Target().Remove(key); });
   }
@@ -106,17 +97,6 @@ template <class K> class HostileObjectMapAgent : public HostileCollectionAgent<c
     return this->Pass(
         "MakeReadObj", [&] { return this->Target().MakeReadObj(key); },
         [&] { return this->Target().MakeReadObj(WrongOf(key)); });
-  }
-  cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override {
-    return this->Pass(
-        "MakeWriteObj", [&] { return this->Target().MakeWriteObj(key, classId, uid); },
-        [&] { return this->Target().MakeWriteObj(WrongOf(key), classId, uid); });
-  }
-  cls_MementoWrite* MakeWriteObjWithPtr(K const& key, unsigned int classId, cls_Uid const& uid,
-                                        void const* object) override {
-    return this->Pass(
-        "MakeWriteObjWithPtr", [&] { return this->Target().MakeWriteObjWithPtr(key, classId, uid, object); },
-        [&] { return this->Target().MakeWriteObjWithPtr(WrongOf(key), classId, uid, object); });
   }
   bool Contains(K const& key) override {
     return this->Pass("Contains", [&] { return this->Target().Contains(key); });
@@ -138,7 +118,7 @@ template <class K> class HostileObjectMapAgent : public HostileCollectionAgent<c
   }
 };
 
-/// When it is wrong, it is so by one byte.
+/// When it is wrong, it is wrong by one byte.
 class HostileBlobAgent : public HostileAgent<HostileKept<cls_AgentBlob>> {
  public:
   explicit HostileBlobAgent(cls_AgentBlob* target) : HostileAgent("cls_AgentBlob", target) {}

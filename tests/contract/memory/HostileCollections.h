@@ -188,22 +188,12 @@ class HostileObjectListBuilder : public HostileKept<cls_WriteListObj> {
 };
 
 /// When it is wrong, its elements get other keys.
-template <class K> class HostileObjectMapBuilder : public HostileKept<cls_WriteObjectMapOf<K>> {
+template <class K>
+class HostileObjectMapBuilder : public HostileElements<K const&, HostileKept<cls_WriteObjectMapOf<K>>> {
  public:
   explicit HostileObjectMapBuilder(cls_WriteObjectMapOf<K>* target)
-      : HostileKept<cls_WriteObjectMapOf<K>>(NameFor<K>("cls_WriteMapInt2Obj", "cls_WriteMapString2Obj"),
-                                             target) {}
-  cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override {
-    return this->Pass(
-        "MakeWriteObj", [&] { return this->Target().MakeWriteObj(key, classId, uid); },
-        [&] { return this->Target().MakeWriteObj(WrongOf(key), classId, uid); });
-  }
-  cls_MementoWrite* MakeWriteObjWithPtr(K const& key, unsigned int classId, cls_Uid const& uid,
-                                        void const* object) override {
-    return this->Pass(
-        "MakeWriteObjWithPtr", [&] { return this->Target().MakeWriteObjWithPtr(key, classId, uid, object); },
-        [&] { return this->Target().MakeWriteObjWithPtr(WrongOf(key), classId, uid, object); });
-  }
+      : HostileElements<K const&, HostileKept<cls_WriteObjectMapOf<K>>>(
+            NameFor<K>("cls_WriteMapInt2Obj", "cls_WriteMapString2Obj"), target) {}
   int Count() const override {
     return this->Pass("Count", [&] { return this->Target().Count(); });
   }

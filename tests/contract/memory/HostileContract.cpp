@@ -9,8 +9,8 @@
 #include "tests/contract/memory/MemoryContract.h"
 #include "tests/support/backend/MementoSlots.h"
 
-// The contract suite over a back end with one fault, which KVL_CONTRACT_FAULT names. A test of the suite itself
-// runs it with each, and expects failed tests and a program that goes on.
+// The contract suite over a back end with one fault, which KVL_CONTRACT_FAULT names. A test of the suite runs it
+// with each fault, and expects that tests fail and that the program goes on.
 
 namespace {
 
@@ -76,7 +76,7 @@ template <class T> T Wrap(T result) {
   return result;
 }
 
-/// What an operation that writes a field gets when it is wrong.
+/// The arguments that an operation that writes a field passes on when it is wrong.
 template <class T>
 std::tuple<cls_FieldHandle, T> WrongArguments(cls_FieldHandle const& field, T const& value) {
   return {field, WrongOf(value)};

@@ -9,6 +9,7 @@
 
 #include "errors/nex_TextException.h"
 #include "persist/backend/cls_DeleteWhenNeeded.h"
+#include "persist/backend/cls_MementoWrite.h"
 #include "persist/identity/cls_Uid.h"
 #include "platform/cow/cow_String.h"
 
@@ -16,8 +17,8 @@
 
 enum class Fault {
   None,
-  Nothing, ///< the operation does nothing, and answers null, zero or false
-  Wrong,   ///< it answers wrongly, or does another thing than it is asked for
+  Nothing, ///< the operation does nothing, and returns null, zero or false
+  Wrong,   ///< it returns something wrong, or does something else
   Raise,   ///< it raises an exception
 };
 
@@ -41,10 +42,8 @@ template <class T> void MakeWrong(T& value) {
     value = static_cast<T>(value + 1);
   else if constexpr (std::is_same_v<T, cow_String>)
     value = "wrong"_cow;
-  else if constexpr (std::is_same_v<T, cls_Uid>)
-    value = cls_Uid();
-  else if constexpr (std::is_pointer_v<T>)
-    value = nullptr;
+  else
+    value = T(); // another identity, or null
 }
 template <class T> T WrongOf(T value) {
   MakeWrong(value);
@@ -70,9 +69,9 @@ auto Do(std::string_view interface, std::string_view operation, Act act, Wrong w
     return act();
   }
 }
-/// The same; to be wrong it changes what it answers, or does its work twice.
+/// The same; for Fault::Wrong it changes the result, or does the work twice if there is none.
 template <class Act> auto Do(std::string_view interface, std::string_view operation, Act act) {
-  return Do(interface, operation, act, [&] { // NOLINT: a null return leaks
+  return Do(interface, operation, act, [&] { // NOLINT: the object leaks if null is returned instead
     if constexpr (std::is_void_v<decltype(act())>) {
       act();
       act();
@@ -106,5 +105,23 @@ template <class Interface> class HostileKept : public Hostile<Interface> {
   using Hostile<Interface>::Hostile;
   bool NeedsDeletion() const override {
     return this->Pass("NeedsDeletion", [&] { return this->Target().NeedsDeletion(); });
+  }
+};
+
+/// Adds the writing of objects at an index or under a key; when it is wrong, it writes another element. `Key` is
+/// the parameter of the operations.
+template <class Key, class Base> class HostileElements : public Base {
+ public:
+  using Base::Base;
+  cls_MementoWrite* MakeWriteObj(Key key, unsigned int classId, cls_Uid const& uid) override {
+    return this->Pass(
+        "MakeWriteObj", [&] { return this->Target().MakeWriteObj(key, classId, uid); },
+        [&] { return this->Target().MakeWriteObj(WrongOf(key), classId, uid); });
+  }
+  cls_MementoWrite* MakeWriteObjWithPtr(Key key, unsigned int classId, cls_Uid const& uid,
+                                        void const* object) override {
+    return this->Pass(
+        "MakeWriteObjWithPtr", [&] { return this->Target().MakeWriteObjWithPtr(key, classId, uid, object); },
+        [&] { return this->Target().MakeWriteObjWithPtr(WrongOf(key), classId, uid, object); });
   }
 };

@@ -10,8 +10,7 @@
 #include "persist/backend/cls_AgentMapKey2Obj.h"
 #include "tests/contract/memory/MemoryStorage.h"
 
-// Agents count their holders, and need nothing but the collection. Nobody else changes it, so `Changed` answers
-// false.
+// Agents count their references. No other session changes their collections, so `Changed` answers false.
 
 template <class Interface> class Agent : public Interface {
  public:
@@ -39,7 +38,7 @@ class CollectionAgent : public Agent<Interface>, private cls_AgentRegistry::Agen
   void RegisterHolder(cls_PC* holder) override { m_Holders->Hold(holder, this); }
   void DropReference() override {
     ::Agent<Interface>::DropReference();
-    m_Holders->Prune(); // a container that was assigned to has just left in silence
+    m_Holders->Prune(); // a container that was assigned to has just forgotten its ring
   }
 
  protected:
@@ -90,11 +89,10 @@ template <class T> class ListAgent : public CollectionAgent<cls_AgentListPrim<T>
     return read;
   }
 
+  std::weak_ptr<Pass> m_SavedIn; // until the first container registers
+
  private:
   std::deque<T>& Elements() { return this->m_Collection->m_Elements; }
-
- public:
-  std::weak_ptr<Pass> m_SavedIn; // for the first container
 };
 
 class ObjectListAgent : public CollectionAgent<cls_AgentListObj, List<Stored*>> {

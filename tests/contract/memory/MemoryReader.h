@@ -96,8 +96,7 @@ class MemoryReader : public cls_TypedMementoRead<MemoryReader> {
   template <class C> std::shared_ptr<C> Collection() const {
     if (m_Object == nullptr) return std::make_shared<C>();
     if (auto const* const held = std::any_cast<std::shared_ptr<C>>(&m_Object->m_Collection)) return *held;
-    Raise("An object of class " + std::to_string(ClassId()) +
-          " is no collection of the type that is asked for.");
+    Raise("An object of class " + std::to_string(ClassId()) + " is not a collection of the requested type.");
   }
   template <class MadeAgent, class C> MadeAgent* MakeAgent() {
     return new MadeAgent(m_Storage, Collection<C>(), m_Object != nullptr);

@@ -11,14 +11,13 @@
 #include "tests/contract/memory/MemoryStored.h"
 
 // A back end that keeps objects in memory, under names. It is as small as a back end can be: one session, no
-// file, no garbage collection, and no check that two objects in memory with one identity are equal. The
-// contract suite runs over it, and over one that adds faults to it.
+// file, no garbage collection. The contract suite runs over it, and over one that adds faults to it.
 //
 // Objects are found by their identities. A save notes what each object and collection was before it is written,
 // and puts that back when it fails. So does the writing of an element through an agent, outside of a save.
 //
-// What it does not do: two objects in memory with one identity are one object, the later replaces the earlier.
-// After the end of the storage, agents must not be used to read or write objects.
+// Limits: if several objects of one save have the same identity, the first is stored for all of them; nothing
+// checks that they are equal. After the end of the storage, agents must not be used to read or write objects.
 
 class Pass;
 
@@ -64,8 +63,8 @@ class MemoryStorage {
 
 class MemoryWriter;
 
-// One save, or the writing of elements outside of one, shared by its mementos. An exception that destroys the
-// last memento undoes it.
+// One save, or the writing of elements outside of one, shared by its mementos. Undone when an exception destroys
+// the last of them.
 class Pass : public std::enable_shared_from_this<Pass> {
  public:
   explicit Pass(MemoryStorage& storage) : m_Storage(storage) {}
@@ -100,7 +99,7 @@ class Pass : public std::enable_shared_from_this<Pass> {
     m_Undo.clear();
     m_Before.clear();
   }
-  // As cls_KeepArray needs a session.
+  // What cls_KeepArray needs of a session.
   template <class Act> void OnUndo(void const* place, Act act) { m_Undo.try_emplace(place, std::move(act)); }
   cls_AgentRegistry& Agents() const { return *m_Storage.Holders(); }
   template <class C> void KeepCollection(std::shared_ptr<C> const& collection) {

@@ -1,5 +1,5 @@
-// The back end in memory: a class with an array, content of every kind, agents, failed saves, and what a read of
-// something absent gives.
+// The back end in memory: a class with an array, content of every kind, agents, failed saves, and reads of what is
+// absent.
 
 #include <gtest/gtest.h>
 
@@ -174,7 +174,7 @@ TEST_F(MemoryStorageTest, AMismatchedCollectionIsRefusedByItsName) {
               "Attribute m_ListInt is stored as collection type 54 and cannot be read as 51.");
     cls_ReadVisitor const list(visitor, FieldFor<int>("List"));
     double tag = 0;
-    EXPECT_NE(RaisedBy([&] { list.Memento()->MakeReadListPrim(&tag); }).find("no collection"),
+    EXPECT_NE(RaisedBy([&] { list.Memento()->MakeReadListPrim(&tag); }).find("not a collection"),
               std::string::npos);
   });
 }

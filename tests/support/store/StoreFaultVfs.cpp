@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <csignal>
 #include <new>
-#include <stdexcept>
 
 namespace {
 
@@ -109,20 +108,12 @@ int Delete(sqlite3_vfs*, char const* name, int) {
 
 StoreFaultVfs::StoreFaultVfs(bool sharesMemory) {
   s_SharesMemory = sharesMemory;
-  s_RealVfs = sqlite3_vfs_find(nullptr);
-  s_Vfs = *s_RealVfs;
-  s_Vfs.zName = "store-fault";
-  s_Vfs.szOsFile = static_cast<int>(sizeof(File)) + s_RealVfs->szOsFile;
-  s_Vfs.pNext = nullptr;
-  s_Vfs.xOpen = Open;
-  s_Vfs.xDelete = Delete;
-  if (sqlite3_vfs_register(&s_Vfs, 1) != SQLITE_OK) throw std::runtime_error("sqlite3_vfs_register");
+  s_RealVfs = InstallStoreVfs<File>(s_Vfs, "store-fault", Open, Delete);
   Disarm();
 }
 
 StoreFaultVfs::~StoreFaultVfs() {
-  sqlite3_vfs_unregister(&s_Vfs);
-  sqlite3_vfs_register(s_RealVfs, 1);
+  RemoveStoreVfs(s_Vfs, s_RealVfs);
   Disarm();
   s_IsReadOnly = false;
 }

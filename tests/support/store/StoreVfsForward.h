@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <stdexcept>
+
 /// What the test file systems share: a file that passes each call on to a file of the real file system. The wrappers
 /// begin with a StoreVfsFile, take StoreVfsForward::Methods() and replace the calls that they watch.
 struct StoreVfsFile {
@@ -50,3 +52,24 @@ class StoreVfsForward {
     }
   };
 };
+
+/// Makes `vfs` the default file system: the real one with another name, and with these two operations on files of
+/// type `File`, a StoreVfsFile. Returns the real one.
+template <class File>
+sqlite3_vfs* InstallStoreVfs(sqlite3_vfs& vfs, char const* name, decltype(sqlite3_vfs::xOpen) open,
+                             decltype(sqlite3_vfs::xDelete) remove) {
+  sqlite3_vfs* const real = sqlite3_vfs_find(nullptr);
+  vfs = *real;
+  vfs.zName = name;
+  vfs.szOsFile = static_cast<int>(sizeof(File)) + real->szOsFile;
+  vfs.pNext = nullptr;
+  vfs.xOpen = open;
+  vfs.xDelete = remove;
+  if (sqlite3_vfs_register(&vfs, 1) != SQLITE_OK) throw std::runtime_error("sqlite3_vfs_register");
+  return real;
+}
+/// Makes the real one the default again.
+inline void RemoveStoreVfs(sqlite3_vfs& vfs, sqlite3_vfs* real) {
+  sqlite3_vfs_unregister(&vfs);
+  sqlite3_vfs_register(real, 1);
+}
