@@ -101,7 +101,7 @@ void PrintTouched(std::string const& path, std::vector<std::string> const& names
               all.m_Rows, all.m_Steps, all.m_FullScan, all.m_Pages);
 }
 
-double Median(std::vector<double> values) {
+double MedianTime(std::vector<double> values) {
   std::ranges::sort(values);
   return values[values.size() / 2];
 }
@@ -118,7 +118,7 @@ void PrintTimes(std::string const& path, std::vector<std::string> const& names) 
     loads.push_back(std::chrono::duration<double, std::micro>(end - opened).count());
     all.push_back(std::chrono::duration<double, std::micro>(end - start).count());
   }
-  std::printf("   %8.1f %8.1f\n", Median(loads), Median(all));
+  std::printf("   %8.1f %8.1f\n", MedianTime(loads), MedianTime(all));
 }
 
 } // namespace

@@ -26,9 +26,3 @@ set(KVL_CONTRACT_SOURCES
   tests/contract/Pointers_test.cpp
   tests/contract/Scalars_test.cpp
   tests/contract/Shared_test.cpp)
-# Helpers in these have the names of others', so a unity build compiles them by themselves.
-set(KVL_CONTRACT_SEPARATE
-  tests/contract/Collecting_test.cpp
-  tests/contract/ContractContent.cpp
-  tests/contract/Failures_test.cpp
-  tests/contract/ObjectCollections_test.cpp)

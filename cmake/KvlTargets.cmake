@@ -115,11 +115,11 @@ set(KVL_TEST_HEADERS
 # A test program, run as a whole. SHARDS divides its tests among that many ctest entries, which run in parallel.
 # THREADS marks a program that uses threads: only these are run with the thread sanitizer. TEMPLATES marks a program
 # that compiles most of the code it tests: only these are built with the undefined-behaviour sanitizer themselves;
-# the others test libraries that are.
+# the others test libraries that are. In a unity build helpers of a program's tests need distinct names, or a header that
+# they share.
 function(kvl_test target)
   kvl_parse_arguments("THREADS;TEMPLATES" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${target} ${ARG_SOURCES} $<TARGET_OBJECTS:test_headers>)
-  set_target_properties(${target} PROPERTIES UNITY_BUILD OFF) # tests use the same short names for their helpers
   target_link_libraries(${target} PRIVATE
     ${ARG_LIBRARIES} kvl_test_flags GTest::gtest GTest::gtest_main Threads::Threads)
   if(ARG_TEMPLATES AND KVL_SANITIZE MATCHES "undefined")

@@ -3,9 +3,8 @@
 #   cmake -D ROOT=<tree> -D OUTPUT=<folder> -P WriteContract.cmake
 #
 # Its sources and the headers that they include from tests/ keep their paths, below OUTPUT, and include each other in
-# quotes. Headers of the library are included as <kvlpersist/...>. OUTPUT/sources.txt lists the sources,
-# separate.txt those of them that a unity build compiles by themselves, and files.txt all files. Files that are right
-# already are left alone, so that nothing is compiled again for them.
+# quotes. Headers of the library are included as <kvlpersist/...>. OUTPUT/sources.txt lists the sources, and files.txt
+# all files. Files that are right already are left alone, so that nothing is compiled again for them.
 cmake_minimum_required(VERSION 3.25)
 
 include("${ROOT}/cmake/KvlContract.cmake")
@@ -31,10 +30,7 @@ foreach(file IN LISTS files)
   string(REGEX REPLACE "#include <kvlpersist/(tests/[^>\n]+)>" "#include \"\\1\"" text "${text}")
   write_if_different("${OUTPUT}/${file}" "${text}")
 endforeach()
-foreach(name SOURCES SEPARATE)
-  list(JOIN KVL_CONTRACT_${name} "\n" lines)
-  string(TOLOWER "${name}.txt" file)
-  write_if_different("${OUTPUT}/${file}" "${lines}\n")
-endforeach()
+list(JOIN KVL_CONTRACT_SOURCES "\n" sources)
+write_if_different("${OUTPUT}/sources.txt" "${sources}\n")
 list(JOIN files "\n" files)
 write_if_different("${OUTPUT}/files.txt" "${files}\n")

@@ -6,14 +6,15 @@
 #include <memory>
 #include <string>
 
+#include "tests/support/backend/ArrayCases.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 #include "tests/support/backend/StoredList.h"
 
 namespace {
 
-template <class T> constexpr int CodeOf = 0;
-template <> constexpr int CodeOf<double> = 82;
-template <> constexpr int CodeOf<float> = 83;
+template <class T> constexpr int TableCodeOf = 0;
+template <> constexpr int TableCodeOf<double> = 82;
+template <> constexpr int TableCodeOf<float> = 83;
 
 template <class T> class Array2dPrim : public ::testing::Test {
  protected:
@@ -36,8 +37,8 @@ template <class T> class Array2dPrim : public ::testing::Test {
   Array m_Array;
 };
 
-using Elements = ::testing::Types<float, double>;
-TYPED_TEST_SUITE(Array2dPrim, Elements);
+using TableElements = ::testing::Types<float, double>;
+TYPED_TEST_SUITE(Array2dPrim, TableElements);
 
 template <class T> class Array2dPrimDeathTest : public Array2dPrim<T> {
  protected:
@@ -46,23 +47,7 @@ template <class T> class Array2dPrimDeathTest : public Array2dPrim<T> {
   }
   static inline int volatile s_Used = 0;
 };
-TYPED_TEST_SUITE(Array2dPrimDeathTest, Elements);
-
-class RingNode : public cls_PC {
- public:
-  void Flush() const override {}
-  void Detach() override {}
-};
-
-/// A pattern for a process that printed exactly this, without line end. Only sanitizer output may follow.
-std::string Only(std::string const& message) {
-  std::string pattern = "^";
-  for (char const c : message) {
-    if (c == '.' || c == '(' || c == ')') pattern += '\\';
-    pattern += c;
-  }
-  return pattern + "([^\n](.|\n)*)?$";
-}
+TYPED_TEST_SUITE(Array2dPrimDeathTest, TableElements);
 
 } // namespace
 
@@ -140,7 +125,7 @@ TYPED_TEST(Array2dPrim, WritesItselfAsATable) {
     array.DBWrite(cls_WriteVisitor(parent, cls_FieldHandle(4, "m_Values"_cow), nullptr, nullptr));
     EXPECT_EQ(recorder.TakeLines(),
               Lines({R"(write1.MakeFieldWriteObj(field 4 "m_Values", uint 0x230001, uid U, null) = write2)",
-                     "write1.CheckCollectionType(type " + std::to_string(CodeOf<TypeParam>) +
+                     "write1.CheckCollectionType(type " + std::to_string(TableCodeOf<TypeParam>) +
                          R"(, string "m_Values"))",
                      "write2.MakeAgentListPrim(tag null, int 1) = listAgent1", "listAgent1.AddReference()",
                      "listAgent1.RegisterHolder(A)", "listAgent1.Count() = int 0",
@@ -157,7 +142,7 @@ TYPED_TEST(Array2dPrim, WritesItselfAsATableThroughTheBase) {
   cls_ArrayPrim<TypeParam> const& base = array;
   cls_WriteVisitor const parent(recorder.NewWriter());
   base.DBWrite(cls_WriteVisitor(parent, cls_FieldHandle(4, "m_Values"_cow), nullptr, nullptr));
-  EXPECT_EQ(recorder.Lines()[1], "write1.CheckCollectionType(type " + std::to_string(CodeOf<TypeParam>) +
+  EXPECT_EQ(recorder.Lines()[1], "write1.CheckCollectionType(type " + std::to_string(TableCodeOf<TypeParam>) +
                                      R"(, string "m_Values"))");
 }
 

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "tests/support/backend/ArrayCases.h"
 #include "tests/support/backend/StoredList.h"
 
 // Arrays that share an agent, and how they drop it.
@@ -21,12 +22,6 @@ class FlushCounted : public Array {
     Array::Flush();
   }
   mutable int m_Flushes = 0;
-};
-
-class RingNode : public cls_PC {
- public:
-  void Flush() const override {}
-  void Detach() override {}
 };
 
 class ArrayPrimHolders : public ::testing::Test {
@@ -61,9 +56,6 @@ class ArrayPrimHolders : public ::testing::Test {
 
   StoredList<int> m_List{5000};
 };
-
-Lines const LetGoOfTheLast{"DropReference", "StillReferenced", "ReadOnly", "EndFlush", "deleted"};
-Lines const LetGoOfAnother{"DropReference", "StillReferenced"};
 
 } // namespace
 

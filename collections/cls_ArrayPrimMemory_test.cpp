@@ -4,17 +4,12 @@
 
 #include <type_traits>
 
+#include "tests/support/backend/ArrayCases.h"
 #include "tests/support/backend/StoredList.h"
 
 // Arrays that are not associated with a store.
 
 namespace {
-
-template <class T> class OpenArray : public cls_ArrayPrim<T> {
- public:
-  using cls_ArrayPrim<T>::cls_ArrayPrim;
-  using cls_ArrayPrim<T>::GetBuffer;
-};
 
 template <class T> class ArrayPrimMemory : public ::testing::Test {
  protected:
@@ -45,15 +40,7 @@ constexpr bool LooksUpBlocksByIndexAlone =
                    cls_ArrayPrimBuffer<T>* (cls_ArrayPrim<T>::*)(int) const>;
 static_assert(LooksUpBlocksByIndexAlone<int> && LooksUpBlocksByIndexAlone<cow_String>);
 
-// Numbers, bits and texts; cls_ArrayPrimStored_test.cpp sweeps all types.
-using Elements = ::testing::Types<double, bool, cow_String>;
-TYPED_TEST_SUITE(ArrayPrimMemory, Elements);
-
-class RingNode : public cls_PC {
- public:
-  void Flush() const override {}
-  void Detach() override {}
-};
+TYPED_TEST_SUITE(ArrayPrimMemory, NumbersBitsAndTexts);
 
 } // namespace
 

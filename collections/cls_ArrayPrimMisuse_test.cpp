@@ -4,21 +4,12 @@
 
 #include <string>
 
+#include "tests/support/backend/ArrayCases.h"
 #include "tests/support/backend/StoredList.h"
 
 // What arrays print when they are misused, and that the process then fails.
 
 namespace {
-
-/// A pattern for a process that printed exactly this, without line end. Only sanitizer output may follow.
-std::string Only(std::string const& message) {
-  std::string pattern = "^";
-  for (char const c : message) {
-    if (c == '.' || c == '(' || c == ')') pattern += '\\';
-    pattern += c;
-  }
-  return pattern + "([^\n](.|\n)*)?$";
-}
 
 std::string const ConstGetRange = Only("In cls_ArrayPrim::ConstGet() Index out of range.");
 std::string const GetRange = Only("In cls_ArrayPrim::Get() Index out of range.");
@@ -42,9 +33,7 @@ template <class T> class ArrayPrimMisuseDeathTest : public ::testing::Test {
   static inline int volatile s_Used = 0;
 };
 
-// Numbers, bits and texts; cls_ArrayPrimStored_test.cpp sweeps all types.
-using Elements = ::testing::Types<double, bool, cow_String>;
-TYPED_TEST_SUITE(ArrayPrimMisuseDeathTest, Elements);
+TYPED_TEST_SUITE(ArrayPrimMisuseDeathTest, NumbersBitsAndTexts);
 
 } // namespace
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/Seeds.h"
+#include "tests/support/backend/ArrayCases.h"
 #include "tests/support/backend/StoredList.h"
 
 // Hundreds of thousands of random steps on arrays, mirrored in plain vectors, for every element type.
@@ -16,11 +17,8 @@
 namespace {
 
 constexpr int BlockElements = 2048;
-constexpr int Steps = 200000;
+constexpr int ModelSteps = 200000;
 constexpr int MostElements = 12000;
-
-// Numbers, bits and texts; cls_ArrayPrimStored_test.cpp sweeps all types.
-using Elements = ::testing::Types<double, bool, cow_String>;
 
 /// What both models need: a random generator, and the next element, which differs from all others.
 template <class T> class ModelBase {
@@ -427,7 +425,7 @@ template <class T> class StoredModel : public ModelBase<T> {
 };
 
 template <class T> class ArrayPrimModel : public ::testing::Test {};
-TYPED_TEST_SUITE(ArrayPrimModel, Elements);
+TYPED_TEST_SUITE(ArrayPrimModel, NumbersBitsAndTexts);
 
 } // namespace
 
@@ -435,7 +433,7 @@ TYPED_TEST(ArrayPrimModel, InMemoryArraysMatchVectorsSharedByCopies) {
   for (unsigned int const seed : Seeds({1U, 20260U})) {
     MemoryModel<TypeParam> model(seed);
     int largest = 0;
-    for (int step = 0; step < Steps; ++step) {
+    for (int step = 0; step < ModelSteps; ++step) {
       ASSERT_TRUE(model.Step()) << "seed " << seed << ", step " << step;
       largest = std::max(largest, model.Largest());
       if (step % 10000 == 0) {
@@ -450,7 +448,7 @@ TYPED_TEST(ArrayPrimModel, InMemoryArraysMatchVectorsSharedByCopies) {
 TYPED_TEST(ArrayPrimModel, AssociatedArraysMatchVectorsWithOneBlockInMemory) {
   for (unsigned int const seed : Seeds({2U, 30260U})) {
     StoredModel<TypeParam> model(seed);
-    for (int step = 0; step < Steps; ++step)
+    for (int step = 0; step < ModelSteps; ++step)
       ASSERT_TRUE(model.Step()) << "seed " << seed << ", step " << step;
     EXPECT_TRUE(model.IsRight()) << "seed " << seed;
     EXPECT_GT(model.Reads(), 1000) << "seed " << seed;

@@ -6,19 +6,13 @@
 #include <memory>
 #include <numeric>
 
+#include "tests/support/backend/ArrayCases.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 #include "tests/support/backend/StoredList.h"
 
 // The calls that associated arrays make on their agents, one by one.
 
 namespace {
-
-template <class T> constexpr int CodeOf = 0;
-template <> constexpr int CodeOf<bool> = 51;
-template <> constexpr int CodeOf<double> = 52;
-template <> constexpr int CodeOf<float> = 53;
-template <> constexpr int CodeOf<int> = 54;
-template <> constexpr int CodeOf<cow_String> = 55;
 
 template <class T> class ArrayPrimAssociation : public ::testing::Test {
  protected:
@@ -62,14 +56,8 @@ template <class T> class ArrayPrimAssociation : public ::testing::Test {
   Array m_Array;
 };
 
-using Elements = ::testing::Types<int, float, double, bool, cow_String>;
-TYPED_TEST_SUITE(ArrayPrimAssociation, Elements);
-
-template <class T> class OpenArray : public cls_ArrayPrim<T> {
- public:
-  using cls_ArrayPrim<T>::cls_ArrayPrim;
-  using cls_ArrayPrim<T>::GetBuffer;
-};
+using AllElements = ::testing::Types<int, float, double, bool, cow_String>;
+TYPED_TEST_SUITE(ArrayPrimAssociation, AllElements);
 
 class ArrayPrimStored : public ::testing::Test {
  protected:

@@ -7,14 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/backend/ArrayCases.h"
 #include "tests/support/backend/RecordingBackEnd.h"
 #include "tests/support/backend/StoredList.h"
 
 namespace {
-
-template <class T> constexpr int CodeOf = 0;
-template <> constexpr int CodeOf<float> = 53;
-template <> constexpr int CodeOf<int> = 54;
 
 template <class T> class SimpleArrayPrim : public ::testing::Test {
  protected:
@@ -29,20 +26,14 @@ template <class T> class SimpleArrayPrim : public ::testing::Test {
   StoredList<T> m_List{10};
 };
 
-using Elements = ::testing::Types<int, float>;
-TYPED_TEST_SUITE(SimpleArrayPrim, Elements);
+using SimpleElements = ::testing::Types<int, float>;
+TYPED_TEST_SUITE(SimpleArrayPrim, SimpleElements);
 
 template <class T> class SimpleArrayPrimDeathTest : public SimpleArrayPrim<T> {};
-TYPED_TEST_SUITE(SimpleArrayPrimDeathTest, Elements);
-
-class RingNode : public cls_PC {
- public:
-  void Flush() const override {}
-  void Detach() override {}
-};
+TYPED_TEST_SUITE(SimpleArrayPrimDeathTest, SimpleElements);
 
 /// Counts the flushes that go through the virtual table.
-template <class T> class FlushCounted : public cls_SimpleArrayPrim<T> {
+template <class T> class SimpleFlushCounted : public cls_SimpleArrayPrim<T> {
  public:
   using cls_SimpleArrayPrim<T>::cls_SimpleArrayPrim;
   void Flush() const override {
@@ -61,9 +52,6 @@ char const ReadMessage[] =
 std::string BeginsWith(std::string message) {
   return message.insert(0, 1, '^').append("([^\n](.|\n)*)?$");
 }
-
-Lines const LetGoOfTheLast{"DropReference", "StillReferenced", "ReadOnly", "EndFlush", "deleted"};
-Lines const LetGoOfAnother{"DropReference", "StillReferenced"};
 
 } // namespace
 
@@ -245,7 +233,7 @@ TYPED_TEST(SimpleArrayPrim, StopsIfTheBackEndDeclinesTheObject) {
 }
 
 TYPED_TEST(SimpleArrayPrim, DBWriteFlushesThroughTheVirtualTable) {
-  FlushCounted<TypeParam> array(5);
+  SimpleFlushCounted<TypeParam> array(5);
   StoreAs(array, this->m_List);
   EXPECT_EQ(array.m_Flushes, 1);
   array.Detach();
@@ -393,7 +381,7 @@ TYPED_TEST(SimpleArrayPrim, DestructionLeavesTheRing) {
 }
 
 TYPED_TEST(SimpleArrayPrim, DetachOfTheLastHolderGivesAFreshIdentity) {
-  FlushCounted<TypeParam> array(this->Reader(this->m_List), nullptr);
+  SimpleFlushCounted<TypeParam> array(this->Reader(this->m_List), nullptr);
   RingNode ring;
   ring.Link(&array);
   this->Calls();
@@ -487,7 +475,7 @@ TYPED_TEST(SimpleArrayPrim, AssignmentResetsOnlyTheTargetsLinks) {
 }
 
 TYPED_TEST(SimpleArrayPrim, AssignmentFlushesThroughTheVirtualTable) {
-  FlushCounted<TypeParam> array(this->Reader(this->m_List), nullptr);
+  SimpleFlushCounted<TypeParam> array(this->Reader(this->m_List), nullptr);
   cls_SimpleArrayPrim<TypeParam> const other(5);
   static_cast<cls_SimpleArrayPrim<TypeParam>&>(array) = other;
   EXPECT_EQ(array.m_Flushes, 1);

@@ -8,13 +8,13 @@
 namespace {
 
 /// Counts its clones and its destructions.
-class CountedException : public nex_TextException {
+class ClonedException : public nex_TextException {
  public:
   using nex_TextException::nex_TextException;
-  ~CountedException() override { ++s_Ended; }
+  ~ClonedException() override { ++s_Ended; }
   nex_Exception* Copy() const override {
     ++s_Clones;
-    return new CountedException(*this);
+    return new ClonedException(*this);
   }
 
   static inline int s_Clones = 0;
@@ -23,9 +23,9 @@ class CountedException : public nex_TextException {
 
 class ExceptionHolder : public ::testing::Test {
  protected:
-  void SetUp() override { CountedException::s_Clones = CountedException::s_Ended = 0; }
+  void SetUp() override { ClonedException::s_Clones = ClonedException::s_Ended = 0; }
 
-  nex_ExceptionHolder m_Holder{new CountedException(atr_String("held"))};
+  nex_ExceptionHolder m_Holder{new ClonedException(atr_String("held"))};
 };
 
 template <class Exception> class EachHeldException : public ::testing::Test {};
@@ -38,20 +38,20 @@ TEST_F(ExceptionHolder, CopiesShareTheException) {
   EXPECT_EQ(copy.ConstPtr(), m_Holder.ConstPtr());
   EXPECT_EQ(copy.UseCount(), 2);
   EXPECT_EQ(copy.ConstGet().UserReport(), "held");
-  EXPECT_EQ(CountedException::s_Clones, 0);
+  EXPECT_EQ(ClonedException::s_Clones, 0);
 }
 
 TEST_F(ExceptionHolder, SoleHolderChangesItsExceptionInPlace) {
   nex_Exception const* const before = m_Holder.ConstPtr();
   EXPECT_EQ(&m_Holder.Get(), before);
-  EXPECT_EQ(CountedException::s_Clones, 0);
+  EXPECT_EQ(ClonedException::s_Clones, 0);
 }
 
 TEST_F(ExceptionHolder, SharingHolderClonesOnceBeforeAChange) {
   nex_ExceptionHolder copy(m_Holder);
   EXPECT_THROW(copy.Get().Throw("nex_Place", 3), nex_TextException);
   (void)copy.Get();
-  EXPECT_EQ(CountedException::s_Clones, 1);
+  EXPECT_EQ(ClonedException::s_Clones, 1);
   EXPECT_EQ(copy.ConstGet().FromLine(), 3);
   EXPECT_EQ(m_Holder.ConstGet().FromLine(), 0);
   EXPECT_EQ(copy.UseCount(), 1);
@@ -67,15 +67,15 @@ TEST_F(ExceptionHolder, LastHolderDeletesTheExceptionThroughItsVirtualDestructor
   {
     nex_ExceptionHolder const copy(m_Holder);
     m_Holder = nex_ExceptionHolder();
-    EXPECT_EQ(CountedException::s_Ended, 0);
+    EXPECT_EQ(ClonedException::s_Ended, 0);
   }
-  EXPECT_EQ(CountedException::s_Ended, 1);
+  EXPECT_EQ(ClonedException::s_Ended, 1);
 }
 
 TEST_F(ExceptionHolder, DeleteDestroysTheHeldExceptionAtOnce) {
-  cow_CountedHld<nex_Exception> holder(new CountedException(atr_String("held")));
+  cow_CountedHld<nex_Exception> holder(new ClonedException(atr_String("held")));
   holder.Delete();
-  EXPECT_EQ(CountedException::s_Ended, 1);
+  EXPECT_EQ(ClonedException::s_Ended, 1);
   EXPECT_EQ(holder.Ptr(), nullptr);
 }
 

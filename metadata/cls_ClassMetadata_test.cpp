@@ -25,17 +25,17 @@ using CowData = cow_COW<int, cow_Direct<int>>;
 
 constexpr unsigned int ClassId = 0x7C0001;
 
-cls_ReadVisitor* s_Reader = nullptr; // what a constructor function last received
-std::vector<CowData*> s_Deleted;     // what the deletion functions received
+cls_ReadVisitor* s_Reader = nullptr;  // what a constructor function last received
+std::vector<CowData*> s_DeletedFirst; // what the deletion functions received
 std::vector<CowData*> s_DeletedByOther;
 int s_Built = 0;
 
-void* Build(cls_ReadVisitor& reader) {
+void* BuildBolt(cls_ReadVisitor& reader) {
   s_Reader = &reader;
   return &s_Built;
 }
-void DeleteData(CowData* data) {
-  s_Deleted.push_back(data);
+void DeleteBoltData(CowData* data) {
+  s_DeletedFirst.push_back(data);
 }
 void DeleteDataOtherwise(CowData* data) {
   s_DeletedByOther.push_back(data);
@@ -45,7 +45,7 @@ class ClassMetadata : public ::testing::Test {
  protected:
   ClassMetadata() {
     s_Reader = nullptr;
-    s_Deleted.clear();
+    s_DeletedFirst.clear();
     s_DeletedByOther.clear();
   }
 
@@ -64,12 +64,12 @@ class ClassMetadata : public ::testing::Test {
 using ClassMetadataDeathTest = ClassMetadata;
 
 /// Shows that a holder deletes through the virtual destructor.
-class CountedMetadata : public cls_ClassMetadata {
+class HeldMetadata : public cls_ClassMetadata {
  public:
-  explicit CountedMetadata(int& alive) : cls_ClassMetadata("Counted"_cow, 7, 1, nullptr, 1), m_Alive(alive) {
+  explicit HeldMetadata(int& alive) : cls_ClassMetadata("Counted"_cow, 7, 1, nullptr, 1), m_Alive(alive) {
     ++m_Alive;
   }
-  ~CountedMetadata() override { --m_Alive; }
+  ~HeldMetadata() override { --m_Alive; }
 
  private:
   int& m_Alive;
@@ -101,7 +101,7 @@ std::vector<std::string> WritesOfConstruction(cow_String const& name) {
 
 TEST_F(ClassMetadata, KeepsItsConstructorArguments) {
   cow_String const name("Washer");
-  cls_ClassMetadata const metadata(name, 0xFFFFFFFFU, -4, &Build, 0x80000000U);
+  cls_ClassMetadata const metadata(name, 0xFFFFFFFFU, -4, &BuildBolt, 0x80000000U);
   EXPECT_TRUE(metadata.Name().SharesBufferWith(name));
   EXPECT_EQ(metadata.ClassId(), 0xFFFFFFFFU);
   EXPECT_EQ(metadata.Version(), -4);
@@ -130,12 +130,12 @@ TEST_F(ClassMetadata, SettersReturnTheObjectItself) {
             &m_Metadata);
   EXPECT_EQ(&m_Metadata.AddAttribute(cls_FieldHandle(0, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE),
             &m_Metadata);
-  EXPECT_EQ(&m_Metadata.AddDtor(&DeleteData), &m_Metadata);
+  EXPECT_EQ(&m_Metadata.AddDtor(&DeleteBoltData), &m_Metadata);
   EXPECT_EQ(&m_Metadata.AddTableExtentQuantum(9), &m_Metadata);
 }
 
 TEST_F(ClassMetadata, SettersFormAChain) {
-  m_Metadata.AddDtor(&DeleteData)
+  m_Metadata.AddDtor(&DeleteBoltData)
       .AddTableExtentQuantum(12)
       .AddAttribute(cls_FieldHandle(0, "m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
       .AddAttribute(cls_FieldHandle(1, "m_B"_cow), ATTR_STRING, 1, COLLECTION_LIST_INT);
@@ -326,25 +326,25 @@ TEST_F(ClassMetadata, DBWriteDoesNothing) {
 }
 
 TEST_F(ClassMetadata, DeleteDoesNothing) {
-  m_Metadata.AddDtor(&DeleteData);
+  m_Metadata.AddDtor(&DeleteBoltData);
   int object = 5; // on the stack: deleting it would crash
   m_Metadata.Delete(&object);
   m_Metadata.Delete(nullptr);
   EXPECT_EQ(object, 5);
-  EXPECT_TRUE(s_Deleted.empty());
+  EXPECT_TRUE(s_DeletedFirst.empty());
 }
 
 TEST_F(ClassMetadata, DeleteCowCallsTheDeletionFunctionOnce) {
-  m_Metadata.AddDtor(&DeleteData);
+  m_Metadata.AddDtor(&DeleteBoltData);
   EXPECT_TRUE(m_Metadata.HasDtor());
   m_Metadata.DeleteCow(&m_Data);
-  EXPECT_EQ(s_Deleted, std::vector<CowData*>({&m_Data}));
+  EXPECT_EQ(s_DeletedFirst, std::vector<CowData*>({&m_Data}));
 }
 
 TEST_F(ClassMetadata, DeleteCowPassesANullPointer) {
-  m_Metadata.AddDtor(&DeleteData);
+  m_Metadata.AddDtor(&DeleteBoltData);
   m_Metadata.DeleteCow(nullptr);
-  EXPECT_EQ(s_Deleted, std::vector<CowData*>({nullptr}));
+  EXPECT_EQ(s_DeletedFirst, std::vector<CowData*>({nullptr}));
 }
 
 TEST_F(ClassMetadata, DeleteCowWithoutDeletionFunctionDoesNothing) {
@@ -354,21 +354,21 @@ TEST_F(ClassMetadata, DeleteCowWithoutDeletionFunctionDoesNothing) {
 }
 
 TEST_F(ClassMetadata, SecondDeletionFunctionReplacesTheFirst) {
-  m_Metadata.AddDtor(&DeleteData).AddDtor(&DeleteDataOtherwise);
+  m_Metadata.AddDtor(&DeleteBoltData).AddDtor(&DeleteDataOtherwise);
   m_Metadata.DeleteCow(&m_Data);
-  EXPECT_TRUE(s_Deleted.empty());
+  EXPECT_TRUE(s_DeletedFirst.empty());
   EXPECT_EQ(s_DeletedByOther, std::vector<CowData*>({&m_Data}));
 }
 
 TEST_F(ClassMetadata, NullDeletionFunctionRemovesTheFirst) {
-  m_Metadata.AddDtor(&DeleteData).AddDtor(nullptr);
+  m_Metadata.AddDtor(&DeleteBoltData).AddDtor(nullptr);
   EXPECT_FALSE(m_Metadata.HasDtor());
   m_Metadata.DeleteCow(&m_Data);
-  EXPECT_TRUE(s_Deleted.empty());
+  EXPECT_TRUE(s_DeletedFirst.empty());
 }
 
 TEST_F(ClassMetadata, CtorReturnsWhatTheFunctionBuildsFromThisReader) {
-  cls_ClassMetadata const metadata("Bolt"_cow, ClassId, 1, &Build, 1);
+  cls_ClassMetadata const metadata("Bolt"_cow, ClassId, 1, &BuildBolt, 1);
   cls_ReadVisitor const reader(nullptr);
   EXPECT_EQ(metadata.Ctor(reader), &s_Built);
   EXPECT_EQ(s_Reader, &reader); // the reader itself: a copy would read the base-class part
@@ -381,7 +381,7 @@ TEST_F(ClassMetadata, CtorWithoutFunctionReturnsNull) {
 TEST_F(ClassMetadata, LastHolderDeletesADerivedObject) {
   int alive = 0;
   {
-    cls_ClassMetadataHld first(new CountedMetadata(alive));
+    cls_ClassMetadataHld first(new HeldMetadata(alive));
     {
       cls_ClassMetadataHld const second(first);
       EXPECT_EQ(first.UseCount(), 2);
@@ -409,7 +409,7 @@ TEST_F(ClassMetadataDeathTest, ClassThatIsItsOwnBaseEndsTheProcess) {
 
 TEST_F(ClassMetadataDeathTest, ClassThatIsItsOwnBaseEndsTheProcessForAnyVersion) {
   for (int const version : {std::numeric_limits<int>::min(), -1, 0, 871, std::numeric_limits<int>::max()})
-    EXPECT_EXIT(cls_ClassMetadata("Nut"_cow, 0xFFFFFFFFU, version, &Build, 0xFFFFFFFFU),
+    EXPECT_EXIT(cls_ClassMetadata("Nut"_cow, 0xFFFFFFFFU, version, &BuildBolt, 0xFFFFFFFFU),
                 ::testing::KilledBySignal(SIGABRT),
                 ::testing::Eq("ODB metadat for class: Nut\n"
                               "  Is incorrectly defined.  The base class ID is\n"

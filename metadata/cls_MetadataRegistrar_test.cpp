@@ -14,29 +14,29 @@
 namespace {
 
 using Instances = omi_Singleton<cls_MetadataRegistrar>;
-using Calls = std::vector<std::pair<char, cls_ClassRegistrar*>>;
+using DeclareCalls = std::vector<std::pair<char, cls_ClassRegistrar*>>;
 
 /// The calls of the functions below, in order.
-Calls s_Calls;
+DeclareCalls s_DeclareCalls;
 
 template <char Name> void Declare(cls_ClassRegistrar& registrar) {
-  s_Calls.emplace_back(Name, &registrar);
+  s_DeclareCalls.emplace_back(Name, &registrar);
 }
 
 void DeclareBolt(cls_ClassRegistrar& registrar) {
-  s_Calls.emplace_back('B', &registrar);
+  s_DeclareCalls.emplace_back('B', &registrar);
   registrar.CreateClassMD("Bolt"_cow, 100, 1, nullptr, 1);
 }
 
 void Fail(cls_ClassRegistrar& registrar) {
-  s_Calls.emplace_back('!', &registrar);
+  s_DeclareCalls.emplace_back('!', &registrar);
   throw std::runtime_error("refused");
 }
 
 /// Declares another function while it runs.
 template <unsigned int Mask> void DeclareMore(cls_ClassRegistrar& registrar) {
-  s_Calls.emplace_back('+', &registrar);
-  if (s_Calls.size() < 100) Instances::Instance().initClassMetadata(&Declare<'m'>, Mask);
+  s_DeclareCalls.emplace_back('+', &registrar);
+  if (s_DeclareCalls.size() < 100) Instances::Instance().initClassMetadata(&Declare<'m'>, Mask);
 }
 
 /// Logs its number when it is deleted.
@@ -56,19 +56,19 @@ class MetadataRegistrar : public ::testing::Test {
  protected:
   MetadataRegistrar() {
     delete Instances::InstanceIfAny();
-    s_Calls.clear();
+    s_DeclareCalls.clear();
     LoggedMetadata::s_Deleted.clear();
   }
   ~MetadataRegistrar() override { delete Instances::InstanceIfAny(); }
 
   static cls_MetadataRegistrar& Instance() { return Instances::Instance(); }
 
-  static Calls TakeCalls() { return std::exchange(s_Calls, {}); }
+  static DeclareCalls TakeCalls() { return std::exchange(s_DeclareCalls, {}); }
 
   /// The calls that a replay into another registrar makes; '?' is a call on any other.
   static std::string Replay(unsigned int mask) {
     cls_ClassRegistrar registrar;
-    s_Calls.clear();
+    s_DeclareCalls.clear();
     Instance().initMetadata(&registrar, mask);
     std::string names;
     for (auto const& [name, on] : TakeCalls()) names += on == &registrar ? name : '?';
@@ -166,7 +166,7 @@ TEST_F(MetadataRegistrar, RegistrarsAreMembersInTheOrderOneFourTwo) {
 
 TEST_P(MetadataRegistrarMask, FillsTheRegistrarsOfItsBitsInOrder) {
   Instance().initClassMetadata(&Declare<'f'>, GetParam());
-  Calls expected;
+  DeclareCalls expected;
   if (Has(1)) expected.emplace_back('f', &Instance().Registrar1());
   if (Has(2)) expected.emplace_back('f', &Instance().Registrar2());
   if (Has(4)) expected.emplace_back('f', &Instance().Registrar4());
@@ -192,9 +192,9 @@ INSTANTIATE_TEST_SUITE_P(EachMask, MetadataRegistrarMask, ::testing::Range(0U, 8
 
 TEST_F(MetadataRegistrar, OtherBitsMeanNothing) {
   Instance().initClassMetadata(&Declare<'f'>, 0xFFFFFFF8U);
-  EXPECT_EQ(TakeCalls(), Calls());
+  EXPECT_EQ(TakeCalls(), DeclareCalls());
   Instance().initClassMetadata(&Declare<'g'>, 0xFFFFFFFDU);
-  EXPECT_EQ(TakeCalls(), Calls({{'g', &Instance().Registrar1()}, {'g', &Instance().Registrar4()}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'g', &Instance().Registrar1()}, {'g', &Instance().Registrar4()}}));
   EXPECT_EQ(Replay(0xFFFFFFF8U), "");
   EXPECT_EQ(Replay(0xFFFFFFFFU), "gg");
 }
@@ -211,7 +211,7 @@ TEST_F(MetadataRegistrar, FunctionPassedTwiceIsRunAndKeptTwice) {
 
 TEST_F(MetadataRegistrar, FailureOfAFunctionPassesThroughAndEndsTheDeclaration) {
   EXPECT_THROW(Instance().initClassMetadata(&Fail, 7), std::runtime_error);
-  EXPECT_EQ(TakeCalls(), Calls({{'!', &Instance().Registrar1()}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'!', &Instance().Registrar1()}}));
 }
 
 // The function is kept before it runs.
@@ -219,14 +219,14 @@ TEST_F(MetadataRegistrar, FunctionThatFailedIsReplayed) {
   EXPECT_THROW(Instance().initClassMetadata(&Fail, 1), std::runtime_error);
   Instance().initClassMetadata(&Declare<'f'>, 1);
   cls_ClassRegistrar registrar;
-  s_Calls.clear();
+  s_DeclareCalls.clear();
   EXPECT_THROW(Instance().initMetadata(&registrar, 1), std::runtime_error);
-  EXPECT_EQ(TakeCalls(), Calls({{'!', &registrar}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'!', &registrar}}));
 }
 
 TEST_F(MetadataRegistrar, FunctionMayDeclareOthersWhileItRuns) {
   Instance().initClassMetadata(&DeclareMore<1>, 1);
-  EXPECT_EQ(TakeCalls(), Calls({{'+', &Instance().Registrar1()}, {'m', &Instance().Registrar1()}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'+', &Instance().Registrar1()}, {'m', &Instance().Registrar1()}}));
 }
 
 // --- Replay.
@@ -257,14 +257,14 @@ TEST_F(MetadataRegistrar, ReplayOfBothBitsRunsAllOfBitOneFirst) {
 
 TEST_F(MetadataRegistrar, FunctionOfBothBitsIsReplayedTwice) {
   Instance().initClassMetadata(&Declare<'f'>, 5);
-  EXPECT_EQ(TakeCalls(), Calls({{'f', &Instance().Registrar1()}, {'f', &Instance().Registrar4()}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'f', &Instance().Registrar1()}, {'f', &Instance().Registrar4()}}));
   EXPECT_EQ(Replay(1), "f");
   EXPECT_EQ(Replay(5), "ff");
 }
 
 TEST_F(MetadataRegistrar, BitTwoIsNeverReplayed) {
   Instance().initClassMetadata(&Declare<'f'>, 2);
-  EXPECT_EQ(TakeCalls(), Calls({{'f', &Instance().Registrar2()}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'f', &Instance().Registrar2()}}));
   EXPECT_EQ(Replay(2), "");
   EXPECT_EQ(Replay(7), "");
 }
@@ -290,11 +290,11 @@ TEST_F(MetadataRegistrar, ReplayingTwiceDeclaresTwice) {
   cls_ClassRegistrar registrar;
   Instance().initMetadata(&registrar, 1);
   cls_ClassMetadata const& first = registrar.ConstGet(100);
-  s_Calls.clear();
+  s_DeclareCalls.clear();
   ::testing::internal::CaptureStderr();
   Instance().initMetadata(&registrar, 1);
   static_cast<void>(::testing::internal::GetCapturedStderr());
-  EXPECT_EQ(TakeCalls(), Calls({{'B', &registrar}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'B', &registrar}}));
   EXPECT_EQ(&registrar.ConstGet(100), &first);
   EXPECT_EQ(registrar.GetHistoryMDList().Length(), 1);
 }
@@ -317,12 +317,12 @@ TEST_F(MetadataRegistrar, FunctionDeclaredDuringAReplayIsNotRunInIt) {
   Instance().initClassMetadata(&DeclareMore<1>, 1); // keeps itself and one more function
   Instance().initClassMetadata(&Declare<'z'>, 1);
   cls_ClassRegistrar registrar;
-  s_Calls.clear();
+  s_DeclareCalls.clear();
   Instance().initMetadata(&registrar, 1);
-  EXPECT_EQ(TakeCalls(), Calls({{'+', &registrar},
-                                {'m', &Instance().Registrar1()}, // when it is declared
-                                {'m', &registrar},               // the one from the first declaration
-                                {'z', &registrar}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'+', &registrar},
+                                       {'m', &Instance().Registrar1()}, // when it is declared
+                                       {'m', &registrar},               // the one from the first declaration
+                                       {'z', &registrar}}));
 }
 
 TEST_F(MetadataRegistrar, FunctionDeclaredDuringAReplayIsRunInTheNext) {
@@ -344,15 +344,15 @@ TEST_F(MetadataRegistrar, FailureDuringAReplayPassesThroughAndEndsIt) {
   EXPECT_THROW(Instance().initClassMetadata(&Fail, 1), std::runtime_error);
   Instance().initClassMetadata(&Declare<'g'>, 5);
   cls_ClassRegistrar registrar;
-  s_Calls.clear();
+  s_DeclareCalls.clear();
   EXPECT_THROW(Instance().initMetadata(&registrar, 5), std::runtime_error);
-  EXPECT_EQ(TakeCalls(), Calls({{'f', &registrar}, {'!', &registrar}}));
+  EXPECT_EQ(TakeCalls(), DeclareCalls({{'f', &registrar}, {'!', &registrar}}));
 }
 
 TEST_F(MetadataRegistrar, ReplayOfNothingNeedsNoRegistrar) {
   Instance().initClassMetadata(&Declare<'f'>, 2);
-  s_Calls.clear();
+  s_DeclareCalls.clear();
   Instance().initMetadata(nullptr, 2);
   Instance().initMetadata(nullptr, 0);
-  EXPECT_EQ(TakeCalls(), Calls());
+  EXPECT_EQ(TakeCalls(), DeclareCalls());
 }

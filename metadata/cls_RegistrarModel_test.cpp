@@ -17,9 +17,9 @@ namespace {
 
 using CowData = cow_COW<int, cow_Direct<int>>;
 
-constexpr unsigned int Classes = 12;
-constexpr int LowestVersion = -3;
-constexpr int GreatestVersion = 5;
+constexpr unsigned int ModelClasses = 12;
+constexpr int LowestModelVersion = -3;
+constexpr int GreatestModelVersion = 5;
 
 struct NotRegistered {};
 
@@ -84,16 +84,16 @@ class RegistrarModel {
   using ByIdVersion = std::map<Key, cls_ClassMetadata*, std::greater<>>;
 
   unsigned int Below(unsigned int limit) { return static_cast<unsigned int>(m_Random()) % limit; }
-  unsigned int PickId() { return m_FirstId + Below(Classes); }
+  unsigned int PickId() { return m_FirstId + Below(ModelClasses); }
   int PickVersion() {
-    return LowestVersion +
-           static_cast<int>(Below(static_cast<unsigned int>(GreatestVersion - LowestVersion) + 1));
+    return LowestModelVersion +
+           static_cast<int>(Below(static_cast<unsigned int>(GreatestModelVersion - LowestModelVersion) + 1));
   }
   std::string PickName() { return "Class" + std::to_string(Below(6)); }
 
   /// The newest metadata of a class, null when it is not registered.
   [[nodiscard]] cls_ClassMetadata* Newest(unsigned int id) const {
-    auto const found = m_ByIdVersion.lower_bound({id, GreatestVersion});
+    auto const found = m_ByIdVersion.lower_bound({id, GreatestModelVersion});
     return found == m_ByIdVersion.end() || found->first.first != id ? nullptr : found->second;
   }
 
@@ -169,7 +169,7 @@ class RegistrarModel {
 
   bool Inheritance() {
     unsigned int const derived = PickId();
-    unsigned int const base = Below(6) == 0 ? 1 : m_FirstId - 1 + Below(Classes + 1);
+    unsigned int const base = Below(6) == 0 ? 1 : m_FirstId - 1 + Below(ModelClasses + 1);
     std::set<unsigned int> line = {derived};
     for (unsigned int id = derived; Newest(id) != nullptr; line.insert(id)) id = Newest(id)->BaseClassId();
     return m_Registrar->InheritanceCheck(derived, base) == line.contains(base);
@@ -191,7 +191,7 @@ class RegistrarModel {
     std::vector<cls_ClassMetadata*> history;
     std::vector<cls_ClassMetadata*> newest;
     for (auto const& [key, metadata] : m_ByIdVersion) history.push_back(metadata);
-    for (unsigned int id = m_FirstId; id != m_FirstId + Classes; ++id)
+    for (unsigned int id = m_FirstId; id != m_FirstId + ModelClasses; ++id)
       if (cls_ClassMetadata* const metadata = Newest(id)) newest.push_back(metadata);
     return Objects(m_Registrar->GetHistoryMDList()) == history && Objects(m_Registrar->GetMDList()) == newest;
   }

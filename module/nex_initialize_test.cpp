@@ -23,11 +23,11 @@
 
 namespace {
 
-using Names = std::vector<std::string>;
+using ClassNames = std::vector<std::string>;
 
 /// The newest versions of the classes of a registrar, ascending by class ID, as "name version".
-Names Classes(cls_ClassRegistrar& registrar) {
-  Names names;
+ClassNames ClassesOf(cls_ClassRegistrar& registrar) {
+  ClassNames names;
   cow_1DArray<cls_ClassMetadataHld> const list = registrar.GetMDList();
   for (int i = 0; i < list.Length(); ++i) {
     cls_ClassMetadata const& metadata = *list.ConstGet(i).Ptr();
@@ -36,19 +36,19 @@ Names Classes(cls_ClassRegistrar& registrar) {
   return names;
 }
 
-Names const StringClasses{"cow_String 800", "atr_String 800"};
+ClassNames const StringClasses{"cow_String 800", "atr_String 800"};
 
-Names const AllClasses{"cow_String 800",
-                       "atr_String 800",
-                       "nex_Exception 800",
-                       "nex_TextException 800",
-                       "nex_CommandException 800",
-                       "nex_AssertException 800",
-                       "nex_BadCastException 800",
-                       "nex_ExitException 800",
-                       "nex_InvalidObjException 800",
-                       "nex_SystemErrorException 800",
-                       "nex_OutOfMemoryException 871"};
+ClassNames const AllClasses{"cow_String 800",
+                            "atr_String 800",
+                            "nex_Exception 800",
+                            "nex_TextException 800",
+                            "nex_CommandException 800",
+                            "nex_AssertException 800",
+                            "nex_BadCastException 800",
+                            "nex_ExitException 800",
+                            "nex_InvalidObjException 800",
+                            "nex_SystemErrorException 800",
+                            "nex_OutOfMemoryException 871"};
 
 cls_MetadataRegistrar& Registrar() {
   return omi_Singleton<cls_MetadataRegistrar>::Instance();
@@ -156,9 +156,9 @@ TEST(nex_initialize, HundredCyclesAreLikeTheFirst) {
     ASSERT_TRUE(IsInitialised());
     ASSERT_EQ(Detailed().Length(), 1066);
     ASSERT_EQ(nex_OutOfMemoryException::GetOutOfMemoryMsgGeneric()->Length(), 425);
-    ASSERT_EQ(Classes(Registrar().Registrar1()), Names());
-    ASSERT_EQ(Classes(Registrar().Registrar2()), AllClasses);
-    ASSERT_EQ(Classes(Registrar().Registrar4()), Names());
+    ASSERT_EQ(ClassesOf(Registrar().Registrar1()), ClassNames());
+    ASSERT_EQ(ClassesOf(Registrar().Registrar2()), AllClasses);
+    ASSERT_EQ(ClassesOf(Registrar().Registrar4()), ClassNames());
     Registrar().initClassMetadata(&DeclareNode, 7);
     nex_OutOfMemoryException(atr_String("A"), NEX_OUTOFMEMORY_LIMIT).AsString();
     thr_ThreadSingleton<cls_Static>::Instance();
@@ -171,7 +171,7 @@ TEST(nex_initialize, HundredCyclesAreLikeTheFirst) {
 TEST(nex_initialize, DeclaresElevenProcessWideClasses) {
   int callers = 0;
   nex_initialize(callers);
-  EXPECT_EQ(Classes(Registrar().Registrar2()), AllClasses);
+  EXPECT_EQ(ClassesOf(Registrar().Registrar2()), AllClasses);
   EXPECT_EQ(Registrar().Registrar2().GetHistoryMDList().Length(), 11); // one version of each
   nex_finalize(callers);
 }
@@ -179,8 +179,8 @@ TEST(nex_initialize, DeclaresElevenProcessWideClasses) {
 TEST(nex_initialize, DeclaresNoStoreClasses) {
   int callers = 0;
   nex_initialize(callers);
-  EXPECT_EQ(Classes(Registrar().Registrar1()), Names());
-  EXPECT_EQ(Classes(Registrar().Registrar4()), Names());
+  EXPECT_EQ(ClassesOf(Registrar().Registrar1()), ClassNames());
+  EXPECT_EQ(ClassesOf(Registrar().Registrar4()), ClassNames());
   nex_finalize(callers);
 }
 
@@ -189,7 +189,7 @@ TEST(nex_initialize, ReplaysNoneOfItsClasses) {
   nex_initialize(callers);
   cls_ClassRegistrar registrar;
   Registrar().initMetadata(&registrar, 7);
-  EXPECT_EQ(Classes(registrar), Names());
+  EXPECT_EQ(ClassesOf(registrar), ClassNames());
   nex_finalize(callers);
 }
 
@@ -239,15 +239,15 @@ TEST(nex_initialize, LastStopForgetsEveryDeclaration) {
   nex_initialize(callers);
   Registrar().initClassMetadata(&DeclareNode, 5);
   nex_finalize(callers);
-  EXPECT_EQ(Classes(Registrar().Registrar1()), Names({"mesh_Node 1"}));
-  EXPECT_EQ(Classes(Registrar().Registrar4()), Names({"mesh_Node 1"}));
+  EXPECT_EQ(ClassesOf(Registrar().Registrar1()), ClassNames({"mesh_Node 1"}));
+  EXPECT_EQ(ClassesOf(Registrar().Registrar4()), ClassNames({"mesh_Node 1"}));
   nex_finalize(callers);
   nex_initialize(callers);
-  EXPECT_EQ(Classes(Registrar().Registrar1()), Names());
-  EXPECT_EQ(Classes(Registrar().Registrar4()), Names());
+  EXPECT_EQ(ClassesOf(Registrar().Registrar1()), ClassNames());
+  EXPECT_EQ(ClassesOf(Registrar().Registrar4()), ClassNames());
   cls_ClassRegistrar registrar;
   Registrar().initMetadata(&registrar, 5);
-  EXPECT_EQ(Classes(registrar), Names());
+  EXPECT_EQ(ClassesOf(registrar), ClassNames());
   nex_finalize(callers);
 }
 
@@ -258,12 +258,12 @@ TEST(nex_initialize, AfterTheLastStopTheInstanceIsNewAndEmpty) {
   nex_finalize(callers);
   EXPECT_EQ(omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny(), nullptr);
   cls_MetadataRegistrar& fresh = Registrar();
-  EXPECT_EQ(Classes(fresh.Registrar1()), Names());
-  EXPECT_EQ(Classes(fresh.Registrar2()), Names());
-  EXPECT_EQ(Classes(fresh.Registrar4()), Names());
+  EXPECT_EQ(ClassesOf(fresh.Registrar1()), ClassNames());
+  EXPECT_EQ(ClassesOf(fresh.Registrar2()), ClassNames());
+  EXPECT_EQ(ClassesOf(fresh.Registrar4()), ClassNames());
   cls_ClassRegistrar registrar;
   fresh.initMetadata(&registrar, 5);
-  EXPECT_EQ(Classes(registrar), Names());
+  EXPECT_EQ(ClassesOf(registrar), ClassNames());
   delete &fresh;
   EXPECT_TRUE(IsDown());
 }
@@ -291,16 +291,16 @@ TEST(cls_initialize, CountsLikeEveryModule) {
 TEST(cls_initialize, DeclaresTheStringClassesAtTheFirstStart) {
   int callers = 0;
   cls_initialize(callers);
-  EXPECT_EQ(Classes(Registrar().Registrar2()), StringClasses);
-  EXPECT_EQ(Classes(Registrar().Registrar1()), Names());
-  EXPECT_EQ(Classes(Registrar().Registrar4()), Names());
+  EXPECT_EQ(ClassesOf(Registrar().Registrar2()), StringClasses);
+  EXPECT_EQ(ClassesOf(Registrar().Registrar1()), ClassNames());
+  EXPECT_EQ(ClassesOf(Registrar().Registrar4()), ClassNames());
   DeclareNode(Registrar().Registrar2());
   cls_initialize(callers);
   EXPECT_EQ(Registrar().Registrar2().GetHistoryMDList().Length(), 3); // nothing new
   cls_finalize(callers);
   cls_finalize(callers);
   cls_initialize(callers);
-  EXPECT_EQ(Classes(Registrar().Registrar2()), StringClasses);
+  EXPECT_EQ(ClassesOf(Registrar().Registrar2()), StringClasses);
   cls_finalize(callers);
 }
 

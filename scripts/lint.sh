@@ -3,8 +3,7 @@
 # libraries' sources. Any finding is a failure.
 #
 #   scripts/lint.sh
-#   scripts/lint.sh --deep    also clang-tidy's path analysis, and clang-tidy on tests and examples;
-#                             needs the compile commands of build/dev
+#   scripts/lint.sh --deep    also clang-tidy's path analysis, and clang-tidy on tests and examples
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 

@@ -18,13 +18,13 @@
 namespace {
 
 using Sentences = std::vector<std::string>;
-using Declare = std::function<void(cls_ClassRegistrar&)>;
+using DeclareAct = std::function<void(cls_ClassRegistrar&)>;
 
 constexpr unsigned int BoltId = 0x710001; // 7405569
 constexpr unsigned int NutId = 0x710002;
 constexpr unsigned int WasherId = 0x710003;
 
-cls_FieldHandle LengthField() {
+cls_FieldHandle BoltLengthField() {
   return {0, "m_Length"_cow};
 }
 
@@ -36,7 +36,7 @@ cls_ClassMetadata& Class(cls_ClassRegistrar& registrar, char const* name, unsign
 class StoreCheckClasses : public StoreFileTest {
  protected:
   /// The messages about a registrar filled by `declare`; Open must refuse it with the same ones.
-  [[nodiscard]] Sentences Refused(Declare const& declare) const {
+  [[nodiscard]] Sentences Refused(DeclareAct const& declare) const {
     cls_ClassRegistrar registrar;
     declare(registrar);
     Sentences const all = sto_CheckClasses(registrar);
@@ -46,7 +46,7 @@ class StoreCheckClasses : public StoreFileTest {
   }
 
   /// The messages about a registrar that Open accepts.
-  [[nodiscard]] Sentences Reported(Declare const& declare) const {
+  [[nodiscard]] Sentences Reported(DeclareAct const& declare) const {
     cls_ClassRegistrar registrar;
     declare(registrar);
     EXPECT_EQ(sto_CheckClasses(registrar, sto_ClassChecks::Refused), Sentences());
@@ -76,16 +76,17 @@ concept Opens = requires(Registrar&& registrar) {
 TEST_F(StoreCheckClasses, CorrectDeclarationsHaveNoMistake) {
   EXPECT_EQ(sto_CheckClasses(TestClasses()), Sentences());
   EXPECT_EQ(Reported([](cls_ClassRegistrar&) {}), Sentences());
-  EXPECT_EQ(Reported([](cls_ClassRegistrar& r) {
-              Class(r, "Bolt", BoltId).AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE);
-              Class(r, "Bolt", BoltId, 2, NutId).AddAttribute(LengthField(), ATTR_STRING, 1, COLLECTION_NONE);
-              Class(r, "Nut", NutId, 7, nex_Exception::TypeId())
-                  .AddAttribute(cls_FieldHandle("m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
-                  .AddAttribute(cls_FieldHandle("m_B"_cow), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
-                  .AddAttribute(cls_FieldHandle(300, "m_C"_cow), ATTR_INT, 1, COLLECTION_NONE)
-                  .AddAttribute(cls_FieldHandle(44, "m_D"_cow), ATTR_OBJECT, 1, COLLECTION_OBJ);
-            }),
-            Sentences());
+  EXPECT_EQ(
+      Reported([](cls_ClassRegistrar& r) {
+        Class(r, "Bolt", BoltId).AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE);
+        Class(r, "Bolt", BoltId, 2, NutId).AddAttribute(BoltLengthField(), ATTR_STRING, 1, COLLECTION_NONE);
+        Class(r, "Nut", NutId, 7, nex_Exception::TypeId())
+            .AddAttribute(cls_FieldHandle("m_A"_cow), ATTR_INT, 1, COLLECTION_NONE)
+            .AddAttribute(cls_FieldHandle("m_B"_cow), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
+            .AddAttribute(cls_FieldHandle(300, "m_C"_cow), ATTR_INT, 1, COLLECTION_NONE)
+            .AddAttribute(cls_FieldHandle(44, "m_D"_cow), ATTR_OBJECT, 1, COLLECTION_OBJ);
+      }),
+      Sentences());
 }
 
 TEST_F(StoreCheckClasses, TheLibrarysOwnClassesMayBeRegistered) {
@@ -99,8 +100,8 @@ TEST_F(StoreCheckClasses, TheLibrarysOwnClassesMayBeRegistered) {
 TEST_F(StoreCheckClasses, EqualRepeatsAreNoMistake) {
   EXPECT_EQ(Reported([](cls_ClassRegistrar& r) {
               for (int i = 0; i < 3; ++i) {
-                Class(r, "Bolt", BoltId, 2).AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE);
-                Class(r, "Bolt", BoltId, 1).AddAttribute(LengthField(), ATTR_FLOAT, 1, COLLECTION_NONE);
+                Class(r, "Bolt", BoltId, 2).AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE);
+                Class(r, "Bolt", BoltId, 1).AddAttribute(BoltLengthField(), ATTR_FLOAT, 1, COLLECTION_NONE);
               }
             }),
             Sentences());
@@ -109,7 +110,7 @@ TEST_F(StoreCheckClasses, EqualRepeatsAreNoMistake) {
 TEST_F(StoreCheckClasses, OneNumberForTwoAttributes) {
   EXPECT_EQ(Refused([](cls_ClassRegistrar& r) {
               Class(r, "Bolt", BoltId, 3)
-                  .AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE)
+                  .AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE)
                   .AddAttribute(cls_FieldHandle(0, "m_Width"_cow), ATTR_INT, 1, COLLECTION_NONE)
                   .AddAttribute(cls_FieldHandle(0, "m_Height"_cow), ATTR_INT, 1, COLLECTION_NONE)
                   .AddAttribute(cls_FieldHandle(-7, "m_X"_cow), ATTR_INT, 1, COLLECTION_NONE)
@@ -121,11 +122,11 @@ TEST_F(StoreCheckClasses, OneNumberForTwoAttributes) {
 }
 
 TEST_F(StoreCheckClasses, AnAttributeThatIsDeclaredAgainOtherwise) {
-  Declare const number = [](cls_ClassRegistrar& r) {
-    Class(r, "Bolt", BoltId).AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE);
+  DeclareAct const number = [](cls_ClassRegistrar& r) {
+    Class(r, "Bolt", BoltId).AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE);
   };
-  Declare const list = [](cls_ClassRegistrar& r) {
-    Class(r, "Bolt", BoltId).AddAttribute(LengthField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
+  DeclareAct const list = [](cls_ClassRegistrar& r) {
+    Class(r, "Bolt", BoltId).AddAttribute(BoltLengthField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
   };
   std::string const start = "Class Bolt version 1 is declared again with attribute m_Length (number 0, type ";
   EXPECT_EQ(Refused([&](cls_ClassRegistrar& r) {
@@ -146,7 +147,7 @@ TEST_F(StoreCheckClasses, AnAttributeThatIsDeclaredAgainOtherwise) {
 TEST_F(StoreCheckClasses, AnAttributeThatIsLostWithDroppedMetadata) {
   auto const late = [](cls_ClassRegistrar& r) {
     auto* const metadata = new cls_ClassMetadata("Bolt"_cow, BoltId, 1, nullptr, 1);
-    metadata->AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE);
+    metadata->AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE);
     r.AddClassMD(metadata);
   };
   EXPECT_EQ(
@@ -160,7 +161,7 @@ TEST_F(StoreCheckClasses, AnAttributeThatIsLostWithDroppedMetadata) {
   EXPECT_EQ(Reported([&](cls_ClassRegistrar& r) {
               cls_ClassMetadata& first = Class(r, "Bolt", BoltId);
               late(r);
-              first.AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE); // declared after all
+              first.AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE); // declared after all
             }),
             Sentences());
 }
@@ -298,7 +299,7 @@ TEST_F(StoreCheckClasses, ReservedIdAndVersionAreReportedAndNotRefused) {
 TEST_F(StoreCheckClasses, AttributesThatNoCollectionFitsAreReportedAndNotRefused) {
   auto const sentences = [&](cls_AttributeType type, cls_CollectionType collection) {
     return Reported([&](cls_ClassRegistrar& r) {
-      Class(r, "Bolt", BoltId).AddAttribute(LengthField(), type, 1, collection);
+      Class(r, "Bolt", BoltId).AddAttribute(BoltLengthField(), type, 1, collection);
     });
   };
   std::string const start = "Class Bolt version 1 declares attribute m_Length with type ";
@@ -328,19 +329,19 @@ TEST_F(StoreCheckClasses, AttributesOfEachKindOfCollectionAreNoMistake) {
         Kind{ATTR_STRING, COLLECTION_MAP_STRING_STRING}, Kind{ATTR_OBJECT, COLLECTION_MAP_INT_OBJ},
         Kind{ATTR_INT, COLLECTION_KIND_70}, Kind{ATTR_INT, static_cast<cls_CollectionType>(777)}})
     EXPECT_EQ(Reported([&](cls_ClassRegistrar& r) {
-                Class(r, "Bolt", BoltId).AddAttribute(LengthField(), kind.m_Type, 1, kind.m_Collection);
+                Class(r, "Bolt", BoltId).AddAttribute(BoltLengthField(), kind.m_Type, 1, kind.m_Collection);
               }),
               Sentences())
         << kind.m_Type << " " << kind.m_Collection;
 }
 
 TEST_F(StoreCheckClasses, AllMistakesAreSaidAtOnceInOneOrder) {
-  std::vector<Declare> slips{
+  std::vector<DeclareAct> slips{
       [](cls_ClassRegistrar& r) { Class(r, "Washer", WasherId, 1, WasherId + 1); },
       [](cls_ClassRegistrar& r) { Class(r, "Ring", WasherId + 1, 1, WasherId); },
       [](cls_ClassRegistrar& r) {
         Class(r, "Nut", NutId, 2)
-            .AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE)
+            .AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE)
             .AddAttribute(cls_FieldHandle(0, "m_Width"_cow), ATTR_INT, 1, COLLECTION_NONE);
       },
       [](cls_ClassRegistrar& r) { Class(r, "Nut", BoltId, 2); },
@@ -349,7 +350,7 @@ TEST_F(StoreCheckClasses, AllMistakesAreSaidAtOnceInOneOrder) {
                            "Class Nut version 2 gives number 0 to attributes m_Length and m_Width.",
                            "Classes Washer and Ring derive from each other in a circle."};
   auto const declareAll = [&](cls_ClassRegistrar& r) {
-    for (Declare const& slip : slips) slip(r);
+    for (DeclareAct const& slip : slips) slip(r);
   };
   EXPECT_EQ(Refused(declareAll), expected);
   std::ranges::reverse(slips);
@@ -372,10 +373,10 @@ TEST_F(StoreCheckClasses, ReplayedDeclarationsAreNoMistakeUnlessTheyDiffer) {
   cls_MetadataRegistrar& declarations = omi_Singleton<cls_MetadataRegistrar>::Instance();
   constexpr unsigned int Results = 4;
   auto const bolt = +[](cls_ClassRegistrar& r) {
-    Class(r, "Bolt", BoltId).AddAttribute(LengthField(), ATTR_INT, 1, COLLECTION_NONE);
+    Class(r, "Bolt", BoltId).AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE);
   };
   auto const otherBolt = +[](cls_ClassRegistrar& r) {
-    Class(r, "Bolt", BoltId).AddAttribute(LengthField(), ATTR_UINT, 1, COLLECTION_NONE);
+    Class(r, "Bolt", BoltId).AddAttribute(BoltLengthField(), ATTR_UINT, 1, COLLECTION_NONE);
   };
   declarations.initClassMetadata(bolt, Results);
   declarations.initClassMetadata(bolt, Results);

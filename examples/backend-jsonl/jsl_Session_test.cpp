@@ -12,7 +12,7 @@
 
 namespace {
 
-cls_FieldHandle Field(char const* name) {
+cls_FieldHandle PartField(char const* name) {
   return cls_FieldHandle(cow_String(name));
 }
 
@@ -34,11 +34,11 @@ class JslSession : public jsl_TestFolder {
     jsl_Session session = Open(jsl_Mode::Create);
     Part part;
     part.m_Write = [](cls_WriteVisitor const& visitor) {
-      visitor.Write(Field("m_Int"), 3);
-      visitor.Write(Field("m_Text"), "abc"_cow);
-      cls_WriteVisitor const other(visitor, Field("m_Other"), nullptr, nullptr);
+      visitor.Write(PartField("m_Int"), 3);
+      visitor.Write(PartField("m_Text"), "abc"_cow);
+      cls_WriteVisitor const other(visitor, PartField("m_Other"), nullptr, nullptr);
       ASSERT_EQ(other.StartWrite(Part::TypeId(), cls_Uid()), 1);
-      other.Write(Field("m_Int"), 4);
+      other.Write(PartField("m_Int"), 4);
     };
     session.Save("part", part);
   }
@@ -76,7 +76,7 @@ class JslSession : public jsl_TestFolder {
     EXPECT_NE(text.find(piece), std::string::npos) << text;
   }
   static int IntIn(cls_MementoRead* memento) {
-    return cls_Received<cls_MementoRead>(memento)->Read(Field("m_Int"), -1);
+    return cls_Received<cls_MementoRead>(memento)->Read(PartField("m_Int"), -1);
   }
 
   cls_ClassRegistrar m_Classes;
@@ -121,7 +121,7 @@ TEST_F(JslSession, AMissingObjectIsReportedWithTheFieldThatHoldsIt) {
   MakeFile();
   Change("{\"object\":", "{\"object\":9");
   ExpectHas(
-      RaisedByReading([](cls_ReadVisitor const& visitor) { cls_ReadVisitor(visitor, Field("m_Other")); }),
+      RaisedByReading([](cls_ReadVisitor const& visitor) { cls_ReadVisitor(visitor, PartField("m_Other")); }),
       "m_Other is missing");
 }
 
@@ -130,16 +130,17 @@ TEST_F(JslSession, AReferenceToANumberThatIsNoIdNamesNoObject) {
   Change("{\"object\":", "{\"reference\":-");
   jsl_Session session = Open();
   cls_ReadVisitor const visitor(session.MakeReader("part"));
-  EXPECT_EQ(visitor.DataIsPresent(Field("m_Other")), 0);
-  EXPECT_EQ(visitor.Memento()->ReadReference(Field("m_Other")).Entry()->m_RefCount, 1U);
-  EXPECT_EQ(cls_ReadVisitor(visitor, Field("m_Other")).Memento()->ClassId(), 1U);
+  EXPECT_EQ(visitor.DataIsPresent(PartField("m_Other")), 0);
+  EXPECT_EQ(visitor.Memento()->ReadReference(PartField("m_Other")).Entry()->m_RefCount, 1U);
+  EXPECT_EQ(cls_ReadVisitor(visitor, PartField("m_Other")).Memento()->ClassId(), 1U);
 }
 
 TEST_F(JslSession, AValueOfAnotherTypeIsReportedWithItsField) {
   MakeFile();
   auto const expect = [&](auto defaultValue, char const* name) {
-    std::string const raised = RaisedByReading(
-        [&](cls_ReadVisitor const& visitor) { static_cast<void>(visitor.Read(Field(name), defaultValue)); });
+    std::string const raised = RaisedByReading([&](cls_ReadVisitor const& visitor) {
+      static_cast<void>(visitor.Read(PartField(name), defaultValue));
+    });
     ExpectHas(raised, Path() + ", object ");
     ExpectHas(raised, name);
   };
@@ -162,7 +163,7 @@ TEST_F(JslSession, ASaveThatCannotBeWrittenLeavesTheFileAndWhatIsInMemory) {
   for (int i = 0; i < 5000; ++i) array.Append(i);
   Part part;
   part.m_Write = [&](cls_WriteVisitor const& visitor) {
-    array.DBWrite(cls_WriteVisitor(visitor, Field("m_Array"), nullptr, &array));
+    array.DBWrite(cls_WriteVisitor(visitor, PartField("m_Array"), nullptr, &array));
   };
   ExpectHas(RaisedBy([&] { session.Save("part", part); }), "cannot be opened");
   EXPECT_EQ(Content(), before);
@@ -174,7 +175,7 @@ TEST_F(JslSession, ASaveThatCannotBeWrittenLeavesTheFileAndWhatIsInMemory) {
   array.DropBlocks();
   jsl_Session again = Open(jsl_Mode::ReadOnly);
   cls_ReadVisitor const visitor(again.MakeReader("part"));
-  cls_ArrayPrimInt stored{cls_ReadVisitor(visitor, Field("m_Array"))};
+  cls_ArrayPrimInt stored{cls_ReadVisitor(visitor, PartField("m_Array"))};
   ASSERT_EQ(stored.Size(), 5000);
   for (int i = 0; i < 5000; ++i) ASSERT_EQ(stored.ConstGet(i), i);
   stored.Release();
@@ -186,12 +187,12 @@ TEST_F(JslSession, OfTwoSessionsTheSecondToCommitIsRefused) {
   jsl_Session second = Open();
   Part part;
   part.m_Write = [&](cls_WriteVisitor const& visitor) {
-    visitor.Write(Field("m_Int"), 5);
+    visitor.Write(PartField("m_Int"), 5);
     second.Save("other", Part());
   };
   ExpectHas(RaisedBy([&] { first.Save("part", part); }), "was changed by another session");
   EXPECT_EQ(IntIn(second.MakeReader("part")), 3);
-  part.m_Write = [](cls_WriteVisitor const& visitor) { visitor.Write(Field("m_Int"), 6); };
+  part.m_Write = [](cls_WriteVisitor const& visitor) { visitor.Write(PartField("m_Int"), 6); };
   first.Save("part", part);
   EXPECT_EQ(IntIn(second.MakeReader("part")), 6);
   cls_Received<cls_MementoRead>(first.MakeReader("other")).reset();

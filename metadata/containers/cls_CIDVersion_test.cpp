@@ -15,14 +15,14 @@ namespace {
 constexpr int Lowest = std::numeric_limits<int>::min();
 constexpr int Highest = std::numeric_limits<int>::max();
 
-using Versions = std::vector<std::pair<unsigned int, int>>;
+using IdVersions = std::vector<std::pair<unsigned int, int>>;
 using Ids = std::vector<unsigned int>;
 
-Versions WalkVersions(std::initializer_list<cls_CIDVersion> keys) {
+IdVersions WalkVersions(std::initializer_list<cls_CIDVersion> keys) {
   omi_Btree<cls_CIDVersion, int> tree;
   for (cls_CIDVersion const& key : keys) EXPECT_TRUE(tree.Insert(key, 0));
   EXPECT_TRUE(tree.Verify());
-  Versions versions;
+  IdVersions versions;
   for (omi_BtreeIterator<cls_CIDVersion, int> i(tree); !i.IsDone(); i.Next())
     versions.emplace_back(i.Key().m_ClassId, i.Key().m_Version);
   return versions;
@@ -68,13 +68,13 @@ TEST(cls_CIDVersionTest, SameClassAndVersionAreEqual) {
 }
 
 TEST(cls_CIDVersionTest, VersionIndexDescendsByClassIdThenByVersion) {
-  EXPECT_EQ(WalkVersions({{5, 1}, {5, 2}, {9, 1}}), (Versions{{9, 1}, {5, 2}, {5, 1}}));
-  EXPECT_EQ(WalkVersions({{9, 1}, {5, 2}, {5, 1}}), (Versions{{9, 1}, {5, 2}, {5, 1}}));
+  EXPECT_EQ(WalkVersions({{5, 1}, {5, 2}, {9, 1}}), (IdVersions{{9, 1}, {5, 2}, {5, 1}}));
+  EXPECT_EQ(WalkVersions({{9, 1}, {5, 2}, {5, 1}}), (IdVersions{{9, 1}, {5, 2}, {5, 1}}));
 }
 
 TEST(cls_CIDVersionTest, VersionIndexDescendsOverTheWholeRange) {
   EXPECT_EQ(WalkVersions({{0, 0}, {5, Lowest}, {0xFFFFFFFFU, 1}, {0x80000000U, 1}, {5, Highest}, {5, -1}}),
-            (Versions{{0xFFFFFFFFU, 1}, {0x80000000U, 1}, {5, Highest}, {5, -1}, {5, Lowest}, {0, 0}}));
+            (IdVersions{{0xFFFFFFFFU, 1}, {0x80000000U, 1}, {5, Highest}, {5, -1}, {5, Lowest}, {0, 0}}));
 }
 
 TEST(cls_CIDVersionTest, GreaterKeyGoesLeftOfANode) {

@@ -7,9 +7,9 @@
 namespace {
 
 /// A container of an agent, as bulk arrays are.
-class Container : public cls_PC {
+class RingContainer : public cls_PC {
  public:
-  ~Container() override { Unlink(); }
+  ~RingContainer() override { Unlink(); }
   void Flush() const override { ++m_Flushes; }
   void Detach() override {
     ++m_Detaches;
@@ -26,7 +26,7 @@ TEST(HolderSlot, IsFreeUntilAContainerIsLinked) {
   cls_HolderSlot slot;
   EXPECT_TRUE(slot.IsFree());
   EXPECT_EQ(slot.Holder(), nullptr);
-  Container container;
+  RingContainer container;
   slot.Link(&container);
   EXPECT_FALSE(slot.IsFree());
   EXPECT_EQ(slot.Holder(), &container);
@@ -35,7 +35,7 @@ TEST(HolderSlot, IsFreeUntilAContainerIsLinked) {
 TEST(HolderSlot, IsFreeAgainWhenTheContainerIsDestroyed) {
   cls_HolderSlot slot;
   {
-    Container container;
+    RingContainer container;
     slot.Link(&container);
   }
   EXPECT_TRUE(slot.IsFree());
@@ -43,7 +43,7 @@ TEST(HolderSlot, IsFreeAgainWhenTheContainerIsDestroyed) {
 
 TEST(HolderSlot, PruningForgetsAContainerThatForgotItsRing) {
   cls_HolderSlot slot;
-  Container container;
+  RingContainer container;
   slot.Link(&container);
   container.ForgetRing();
   EXPECT_FALSE(slot.IsFree()); // it still points at the container
@@ -54,7 +54,7 @@ TEST(HolderSlot, PruningForgetsAContainerThatForgotItsRing) {
 
 TEST(HolderSlot, PruningKeepsAContainer) {
   cls_HolderSlot slot;
-  Container container;
+  RingContainer container;
   slot.Link(&container);
   slot.Prune();
   EXPECT_EQ(slot.Holder(), &container);
@@ -69,8 +69,8 @@ TEST(HolderSlot, MayBeFlushedAndDetachedItself) {
 
 TEST(Holders, FlushAndDetachReachEachContainer) {
   cls_Holders<> holders;
-  Container first;
-  Container second;
+  RingContainer first;
+  RingContainer second;
   holders.Hold(&first);
   holders.Hold(&second);
   EXPECT_EQ(holders.Count(), 2);
@@ -85,10 +85,10 @@ TEST(Holders, FlushAndDetachReachEachContainer) {
 
 TEST(Holders, AContainerThatForgotItsRingTakesNoOtherWithIt) {
   cls_Holders<> holders;
-  Container first;
-  std::optional<Container> second(std::in_place);
-  Container third;
-  for (Container* each : {&first, &*second, &third}) holders.Hold(each);
+  RingContainer first;
+  std::optional<RingContainer> second(std::in_place);
+  RingContainer third;
+  for (RingContainer* each : {&first, &*second, &third}) holders.Hold(each);
   second->ForgetRing();
   holders.Prune();
   second.reset(); // nothing refers to it any more
@@ -104,7 +104,7 @@ TEST(Holders, AFreeSlotIsUsedAgain) {
   };
   cls_Holders<Slot> holders;
   Slot& slot = holders.FreeSlot();
-  Container first;
+  RingContainer first;
   slot.Link(&first);
   EXPECT_NE(&holders.FreeSlot(), &slot);
   first.Detach();
@@ -112,22 +112,22 @@ TEST(Holders, AFreeSlotIsUsedAgain) {
 }
 
 /// A container that registers another one while it is flushed.
-class Spreading : public Container {
+class Spreading : public RingContainer {
  public:
-  Spreading(cls_Holders<>& holders, Container& other) : m_Holders(holders), m_Other(other) {}
+  Spreading(cls_Holders<>& holders, RingContainer& other) : m_Holders(holders), m_Other(other) {}
   void Flush() const override {
-    Container::Flush();
+    RingContainer::Flush();
     if (m_Flushes == 1) m_Holders.Hold(&m_Other);
   }
 
  private:
   cls_Holders<>& m_Holders;
-  Container& m_Other;
+  RingContainer& m_Other;
 };
 
 TEST(Holders, AFlushMayRegisterContainers) {
   cls_Holders<> holders;
-  Container other;
+  RingContainer other;
   Spreading spreading(holders, other);
   holders.Hold(&spreading);
   holders.Flush();

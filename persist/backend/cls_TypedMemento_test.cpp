@@ -205,15 +205,15 @@ class TypedMemento : public ::testing::Test {
   cls_MementoRead& m_Read = m_Reader;
 };
 
-using Scalars = ::testing::Types<bool, cow_String, float, double, unsigned int, int, signed char, short,
-                                 unsigned short, long long, unsigned long long>;
-using Elements = ::testing::Types<bool, cow_String, float, double, unsigned int, int>;
+using ScalarTypes = ::testing::Types<bool, cow_String, float, double, unsigned int, int, signed char, short,
+                                     unsigned short, long long, unsigned long long>;
+using ElementTypes = ::testing::Types<bool, cow_String, float, double, unsigned int, int>;
 using MapValues = ::testing::Types<cow_String, float, double, unsigned int, int>;
 
 template <class T> class TypedScalars : public TypedMemento {};
-TYPED_TEST_SUITE(TypedScalars, Scalars);
+TYPED_TEST_SUITE(TypedScalars, ScalarTypes);
 template <class T> class TypedElements : public TypedMemento {};
-TYPED_TEST_SUITE(TypedElements, Elements);
+TYPED_TEST_SUITE(TypedElements, ElementTypes);
 template <class T> class TypedMapValues : public TypedMemento {};
 TYPED_TEST_SUITE(TypedMapValues, MapValues);
 

@@ -11,15 +11,13 @@
 #include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/OnThread.h"
+#include "tests/support/ThreadRegistry.h"
 #include "tests/support/TracedHistory.h"
 
 namespace {
 
 cls_Static& Constants() {
   return thr_ThreadSingleton<cls_Static>::Instance();
-}
-thr_ThrSingletonRegistry& Registry() {
-  return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
 }
 
 TEST(cls_Static, IntegerHolderIsCountedOnceAndHoldsNoInteger) {

@@ -13,12 +13,9 @@
 #include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "platform/thr/thr_ThreadSlot.h"
 #include "tests/support/OnThread.h"
+#include "tests/support/ThreadRegistry.h"
 
 namespace {
-
-thr_ThrSingletonRegistry& Registry() {
-  return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
-}
 
 /// A per-thread service; each test uses its own `Number`.
 template <int Number, int Level = 7> class Service : public thr_ThreadSingleton<Service<Number, Level>> {

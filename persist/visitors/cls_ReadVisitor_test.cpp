@@ -65,7 +65,7 @@ class NotingRead : public MementoReadSlots<NotingRead> {
 };
 
 /// Calls each collection operation of a memento, or of a visitor, for each type.
-struct CollectionCalls {
+struct ReadCollectionCalls {
   template <class... Ts> struct Types {};
 
   template <class Target> void On(Target& target) {
@@ -98,7 +98,7 @@ struct CollectionCalls {
 } // namespace
 
 TEST_F(ReadVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
-  CollectionCalls calls;
+  ReadCollectionCalls calls;
   Lines expected;
   NotingRead memento(expected);
   calls.On(memento);
@@ -116,7 +116,7 @@ TEST_F(ReadVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
 
 TEST_F(ReadVisitorWithoutMemento, CollectionOperationsReturnNull) {
   cls_ReadVisitor const visitor(nullptr);
-  CollectionCalls().On(visitor);
+  ReadCollectionCalls().On(visitor);
 }
 
 TEST_F(ReadVisitor, KeepsTheMementoWithoutACall) {

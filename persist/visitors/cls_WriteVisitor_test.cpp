@@ -56,7 +56,7 @@ class NotingWrite : public MementoWriteSlots<NotingWrite> {
 };
 
 /// Calls each collection operation of a memento, or of a visitor, for each type.
-struct CollectionCalls {
+struct WriteCollectionCalls {
   template <class... Ts> struct Types {};
 
   template <class Target> void On(Target& target) const {
@@ -90,7 +90,7 @@ struct CollectionCalls {
 } // namespace
 
 TEST_F(WriteVisitor, CollectionOperationsReachTheMementosOfTheSameName) {
-  CollectionCalls const calls;
+  WriteCollectionCalls const calls;
   Lines expected;
   NotingWrite memento(expected);
   calls.On(memento);

@@ -21,7 +21,7 @@ namespace {
 using Table = cow_2DArray<CountedValue>;
 
 /// Element (r, c) is 10 r + c.
-Table Numbered(int rows, int columns) {
+Table NumberedTable(int rows, int columns) {
   Table table(rows, columns);
   for (int r = 0; r < rows; ++r)
     for (int c = 0; c < columns; ++c) table.Get(r, c).m_Value = 10 * r + c;
@@ -73,7 +73,7 @@ TEST_F(cow_2DArrayTest, ElementsAreContiguousRowAfterRow) {
   struct alignas(16) Wide {
     double m_Values[2] = {1, 2};
   };
-  Table const table = Numbered(3, 4);
+  Table const table = NumberedTable(3, 4);
   for (int r = 0; r < 3; ++r)
     for (int c = 0; c < 4; ++c) ASSERT_EQ(&table.ConstGet(r, c), table.ConstData() + (r * 4 + c));
   cow_2DArray<Wide> const wide(2, 2);
@@ -105,7 +105,7 @@ TEST_F(cow_2DArrayTest, RefusesAShapeWhoseSizeOverflows) {
 }
 
 TEST_F(cow_2DArrayTest, CopiesShareTheElementsWithoutCopying) {
-  Table const table = Numbered(3, 4);
+  Table const table = NumberedTable(3, 4);
   AllocationProbe const probe;
   Table const copy(table);
   Table assigned;
@@ -122,7 +122,7 @@ TEST_F(cow_2DArrayTest, CopyingNeverFails) {
 }
 
 TEST_F(cow_2DArrayTest, ReadingASharingTableCopiesNothing) {
-  Table const table = Numbered(3, 4);
+  Table const table = NumberedTable(3, 4);
   Table copy(table);
   ExpectNumbered(copy, 3, 4);
   EXPECT_TRUE(copy.SharesStorageWith(table));
@@ -130,7 +130,7 @@ TEST_F(cow_2DArrayTest, ReadingASharingTableCopiesNothing) {
 }
 
 TEST_F(cow_2DArrayTest, FirstWriteOfASharingTableCopiesEachElementOnce) {
-  Table const table = Numbered(3, 4);
+  Table const table = NumberedTable(3, 4);
   Table copy(table);
   copy.Get(1, 2).m_Value = -1;
   EXPECT_EQ(CountedValue::s_Copies, 12);
@@ -145,7 +145,7 @@ TEST_F(cow_2DArrayTest, FirstWriteOfASharingTableCopiesEachElementOnce) {
 }
 
 TEST_F(cow_2DArrayTest, WriteOfASoleOwnerCopiesNothing) {
-  Table table = Numbered(3, 4);
+  Table table = NumberedTable(3, 4);
   { Table const copy(table); }
   CountedValue const* const data = table.ConstData();
   table.Get(0, 0).m_Value = 7;
@@ -155,7 +155,7 @@ TEST_F(cow_2DArrayTest, WriteOfASoleOwnerCopiesNothing) {
 }
 
 TEST_F(cow_2DArrayTest, LastShareDestroysTheElements) {
-  auto* const table = new Table(Numbered(3, 4));
+  auto* const table = new Table(NumberedTable(3, 4));
   {
     Table const copy(*table);
     delete table;
@@ -167,27 +167,27 @@ TEST_F(cow_2DArrayTest, LastShareDestroysTheElements) {
 
 TEST_F(cow_2DArrayTest, AssignmentReplacesShapeAndElements) {
   Table table(5, 5);
-  table = Numbered(3, 4);
+  table = NumberedTable(3, 4);
   ExpectNumbered(table, 3, 4);
   EXPECT_EQ(CountedValue::s_Alive, 12);
 }
 
 TEST_F(cow_2DArrayTest, AssignmentToItselfKeepsTheElements) {
-  Table table = Numbered(3, 4);
+  Table table = NumberedTable(3, 4);
   Table const& same = table;
   table = same;
   ExpectNumbered(table, 3, 4);
 }
 
 TEST_F(cow_2DArrayTest, MovingKeepsTheSource) {
-  Table table = Numbered(3, 4);
+  Table table = NumberedTable(3, 4);
   Table const moved(std::move(table));
   ExpectNumbered(table, 3, 4); // NOLINT(bugprone-use-after-move): what moving leaves is what is tested
   EXPECT_TRUE(moved.SharesStorageWith(table));
 }
 
 TEST_F(cow_2DArrayTest, WriteThatFailsAtAnyCopyKeepsTheShare) {
-  Table const table = Numbered(2, 3);
+  Table const table = NumberedTable(2, 3);
   Table copy(table);
   for (int step = 1; step <= 6; ++step) {
     CountedValue::ResetCounts();
@@ -203,7 +203,7 @@ TEST_F(cow_2DArrayTest, WriteThatFailsAtAnyCopyKeepsTheShare) {
 }
 
 TEST_F(cow_2DArrayTest, MissingMemoryKeepsTheShare) {
-  Table const table = Numbered(2, 3);
+  Table const table = NumberedTable(2, 3);
   Table copy(table);
   for (int step : {1, 2}) { // the block, its count
     AllocationProbe probe;

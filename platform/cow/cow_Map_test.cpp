@@ -18,18 +18,18 @@
 namespace {
 
 using Map = cow_Map<cow_String, CountedValue>;
-using Iterator = cow_ConstMapIterator<cow_String, CountedValue>;
+using MapIterator = cow_ConstMapIterator<cow_String, CountedValue>;
 using Entries = std::vector<std::pair<std::string, int>>;
 
-Entries Rest(Iterator& iterator) {
+Entries RestOf(MapIterator& iterator) {
   Entries entries;
   for (; !iterator.IsDone(); iterator.Next())
     entries.emplace_back(iterator.Key().View(), iterator.Value().m_Value);
   return entries;
 }
 Entries All(Map const& map) {
-  Iterator iterator(map);
-  return Rest(iterator);
+  MapIterator iterator(map);
+  return RestOf(iterator);
 }
 
 class cow_MapTest : public testing::Test {
@@ -60,7 +60,7 @@ TEST_F(cow_MapTest, EmptyMapFindsNothing) {
   EXPECT_EQ(map.Find("a"_cow), nullptr);
   EXPECT_FALSE(map.IsMember("a"_cow));
   EXPECT_FALSE(map.Remove("a"_cow));
-  EXPECT_TRUE(Iterator(map).IsDone());
+  EXPECT_TRUE(MapIterator(map).IsDone());
 }
 
 TEST_F(cow_MapTest, IsOnePointerWideAndSharesWithoutFailing) {
@@ -336,32 +336,32 @@ TEST_F(cow_MapTest, InsertThatFailsAtAnyCopyKeepsTheEntriesOfEveryMap) {
 
 TEST_F(cow_MapTest, IteratorSeesTheOldContent) {
   Map map = Three();
-  Iterator iterator(map);
+  MapIterator iterator(map);
   iterator.Next();
   map.Get("b"_cow).m_Value = 20;
   map.Insert("d"_cow, CountedValue(4));
   map.Remove("c"_cow);
-  EXPECT_EQ(Rest(iterator), (Entries{{"b", 2}, {"c", 3}}));
+  EXPECT_EQ(RestOf(iterator), (Entries{{"b", 2}, {"c", 3}}));
   iterator.First();
-  EXPECT_EQ(Rest(iterator), m_Three);
+  EXPECT_EQ(RestOf(iterator), m_Three);
   EXPECT_EQ(All(map), (Entries{{"a", 1}, {"b", 20}, {"d", 4}}));
 }
 
 TEST_F(cow_MapTest, IteratorOutlivesItsMap) {
   auto* const map = new Map(Three());
-  Iterator iterator(*map);
+  MapIterator iterator(*map);
   delete map;
-  EXPECT_EQ(Rest(iterator), m_Three);
+  EXPECT_EQ(RestOf(iterator), m_Three);
 }
 
 TEST_F(cow_MapTest, CopyOfAnIteratorMovesOnItsOwn) {
   Map const map = Three();
-  Iterator iterator(map);
+  MapIterator iterator(map);
   iterator.Next();
-  Iterator copy(iterator);
+  MapIterator copy(iterator);
   iterator.Next();
-  EXPECT_EQ(Rest(copy), (Entries{{"b", 2}, {"c", 3}}));
-  EXPECT_EQ(Rest(iterator), (Entries{{"c", 3}}));
+  EXPECT_EQ(RestOf(copy), (Entries{{"b", 2}, {"c", 3}}));
+  EXPECT_EQ(RestOf(iterator), (Entries{{"c", 3}}));
 }
 
 TEST_F(cow_MapTest, DestroyedIteratorLeavesASoleOwner) {

@@ -14,34 +14,34 @@
 
 namespace {
 
-using Tree = omi_Btree<unsigned int, CountedValue>;
+using UintTree = omi_Btree<unsigned int, CountedValue>;
 using Keys = std::vector<unsigned int>;
 
 /// "key:height", then the children in brackets if there are any, "-" for an absent one.
-std::string Shape(Tree::Node const* node) {
+std::string ShapeOf(UintTree::Node const* node) {
   if (node == nullptr) return "-";
   std::string text = std::to_string(node->Key()) + ":" + std::to_string(node->Height());
   if (node->Left() != nullptr || node->Right() != nullptr)
-    text += "(" + Shape(node->Left()) + "," + Shape(node->Right()) + ")";
+    text += "(" + ShapeOf(node->Left()) + "," + ShapeOf(node->Right()) + ")";
   return text;
 }
-std::string Shape(Tree const& tree) {
-  return Shape(tree.Root());
+std::string ShapeOf(UintTree const& tree) {
+  return ShapeOf(tree.Root());
 }
 
 /// Each key with ten times the key as its value.
-void Fill(Tree& tree, std::initializer_list<unsigned int> keys) {
+void Fill(UintTree& tree, std::initializer_list<unsigned int> keys) {
   for (unsigned int const key : keys) ASSERT_TRUE(tree.Insert(key, CountedValue(static_cast<int>(key * 10))));
 }
 
-Keys Walk(Tree const& tree) {
+Keys Walk(UintTree const& tree) {
   Keys keys;
   for (omi_BtreeIterator<unsigned int, CountedValue> i(tree); !i.IsDone(); i.Next()) keys.push_back(i.Key());
   return keys;
 }
 
-std::map<unsigned int, Tree::Node const*> Addresses(Tree const& tree) {
-  std::map<unsigned int, Tree::Node const*> addresses;
+std::map<unsigned int, UintTree::Node const*> Addresses(UintTree const& tree) {
+  std::map<unsigned int, UintTree::Node const*> addresses;
   for (omi_BtreeIterator<unsigned int, CountedValue> i(tree); !i.IsDone(); i.Next())
     addresses[i.Key()] = &i.Current();
   return addresses;
@@ -57,7 +57,7 @@ class omi_BtreeTest : public testing::Test {
 };
 
 TEST_F(omi_BtreeTest, EmptyTreeHoldsOnlyTheDefaultValue) {
-  Tree tree;
+  UintTree tree;
   EXPECT_EQ(tree.Count(), 0U);
   EXPECT_EQ(tree.Root(), nullptr);
   EXPECT_EQ(tree.ConstFind(1), nullptr);
@@ -69,7 +69,7 @@ TEST_F(omi_BtreeTest, EmptyTreeHoldsOnlyTheDefaultValue) {
 }
 
 TEST_F(omi_BtreeTest, MissReturnsTheDefaultValue) {
-  Tree tree;
+  UintTree tree;
   EXPECT_EQ(&tree.ConstGet(1), &tree.DefaultValue());
   EXPECT_EQ(tree.DefaultValue().m_Value, 0);
   Fill(tree, {1});
@@ -78,7 +78,7 @@ TEST_F(omi_BtreeTest, MissReturnsTheDefaultValue) {
 }
 
 TEST_F(omi_BtreeTest, InsertAddsCopiesOfKeyAndValue) {
-  Tree tree;
+  UintTree tree;
   unsigned int key = 5;
   CountedValue value(50);
   EXPECT_TRUE(tree.Insert(key, value));
@@ -92,7 +92,7 @@ TEST_F(omi_BtreeTest, InsertAddsCopiesOfKeyAndValue) {
 }
 
 TEST_F(omi_BtreeTest, InsertKeepsTheFirstValueOfAKey) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
   for (unsigned int const key : {4U, 2U, 6U}) {
     EXPECT_FALSE(tree.Insert(key, CountedValue(99)));
@@ -100,23 +100,23 @@ TEST_F(omi_BtreeTest, InsertKeepsTheFirstValueOfAKey) {
   }
   EXPECT_EQ(tree.Count(), 3U);
   EXPECT_EQ(CountedValue::s_Copies, 3);
-  EXPECT_EQ(Shape(tree), "4:1(2:0,6:0)");
+  EXPECT_EQ(ShapeOf(tree), "4:1(2:0,6:0)");
 }
 
 TEST_F(omi_BtreeTest, InsertThatFailsChangesNothing) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {1, 2, 3});
-  std::string const before = Shape(tree);
+  std::string const before = ShapeOf(tree);
   CountedValue::s_FailAtCopy = CountedValue::s_Copies + 1;
   EXPECT_THROW(tree.Insert(4, CountedValue(40)), std::runtime_error);
-  EXPECT_EQ(Shape(tree), before);
+  EXPECT_EQ(ShapeOf(tree), before);
   EXPECT_EQ(tree.Count(), 3U);
   EXPECT_FALSE(tree.IsMember(4));
   EXPECT_TRUE(tree.Verify());
 }
 
 TEST_F(omi_BtreeTest, FoundValueCanBeWritten) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
   tree.Find(2)->Value().m_Value = 77;
   EXPECT_EQ(tree.ConstGet(2).m_Value, 77);
@@ -124,69 +124,69 @@ TEST_F(omi_BtreeTest, FoundValueCanBeWritten) {
 }
 
 TEST_F(omi_BtreeTest, ChainOfThreeIsNotRotated) {
-  Tree ascending;
+  UintTree ascending;
   Fill(ascending, {1, 2, 3});
-  EXPECT_EQ(Shape(ascending), "1:2(-,2:1(-,3:0))");
-  Tree descending;
+  EXPECT_EQ(ShapeOf(ascending), "1:2(-,2:1(-,3:0))");
+  UintTree descending;
   Fill(descending, {3, 2, 1});
-  EXPECT_EQ(Shape(descending), "3:2(2:1(1:0,-),-)");
+  EXPECT_EQ(ShapeOf(descending), "3:2(2:1(1:0,-),-)");
 }
 
 TEST_F(omi_BtreeTest, FourthAscendingKeyRotatesLeft) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {1, 2, 3, 4});
-  EXPECT_EQ(Shape(tree), "2:2(1:0,3:1(-,4:0))");
+  EXPECT_EQ(ShapeOf(tree), "2:2(1:0,3:1(-,4:0))");
 }
 
 TEST_F(omi_BtreeTest, FourthDescendingKeyRotatesRight) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 3, 2, 1});
-  EXPECT_EQ(Shape(tree), "3:2(2:1(1:0,-),4:0)");
+  EXPECT_EQ(ShapeOf(tree), "3:2(2:1(1:0,-),4:0)");
 }
 
 TEST_F(omi_BtreeTest, SingleRotationToTheLeftMovesTheInnerSubtree) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {1, 4, 3});
-  EXPECT_EQ(Shape(tree), "1:2(-,4:1(3:0,-))");
+  EXPECT_EQ(ShapeOf(tree), "1:2(-,4:1(3:0,-))");
   Fill(tree, {2});
-  EXPECT_EQ(Shape(tree), "4:3(1:2(-,3:1(2:0,-)),-)");
+  EXPECT_EQ(ShapeOf(tree), "4:3(1:2(-,3:1(2:0,-)),-)");
 }
 
 TEST_F(omi_BtreeTest, SingleRotationToTheRightMovesTheInnerSubtree) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 1, 2});
-  EXPECT_EQ(Shape(tree), "4:2(1:1(-,2:0),-)");
+  EXPECT_EQ(ShapeOf(tree), "4:2(1:1(-,2:0),-)");
   Fill(tree, {3});
-  EXPECT_EQ(Shape(tree), "1:3(-,4:2(2:1(-,3:0),-))");
+  EXPECT_EQ(ShapeOf(tree), "1:3(-,4:2(2:1(-,3:0),-))");
 }
 
 TEST_F(omi_BtreeTest, RemainingLeanIsRotatedByTheNextInsertionBelow) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {1, 4, 3, 2, 5});
-  EXPECT_EQ(Shape(tree), "1:3(-,4:2(3:1(2:0,-),5:0))");
+  EXPECT_EQ(ShapeOf(tree), "1:3(-,4:2(3:1(2:0,-),5:0))");
 }
 
 TEST_F(omi_BtreeTest, RotatesBelowTheRootToo) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {10, 5, 20, 4, 21, 22});
-  EXPECT_EQ(Shape(tree), "10:3(5:1(4:0,-),20:2(-,21:1(-,22:0)))");
+  EXPECT_EQ(ShapeOf(tree), "10:3(5:1(4:0,-),20:2(-,21:1(-,22:0)))");
   Fill(tree, {23});
-  EXPECT_EQ(Shape(tree), "10:3(5:1(4:0,-),21:2(20:0,22:1(-,23:0)))");
+  EXPECT_EQ(ShapeOf(tree), "10:3(5:1(4:0,-),21:2(20:0,22:1(-,23:0)))");
 }
 
 TEST_F(omi_BtreeTest, RegistrySizedTreesStayShallow) {
-  Tree ascending;
+  UintTree ascending;
   for (unsigned int key = 0; key < 1000; ++key) ascending.Insert(key, CountedValue(0));
   EXPECT_LE(ascending.Root()->Height(), 12);
   EXPECT_TRUE(ascending.Verify());
-  Tree descending;
+  UintTree descending;
   for (unsigned int key = 1000; key > 0; --key) descending.Insert(key, CountedValue(0));
   EXPECT_LE(descending.Root()->Height(), 12);
   EXPECT_TRUE(descending.Verify());
 }
 
 TEST_F(omi_BtreeTest, RemovingTheOnlyNodeLeavesAnEmptyTree) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {1});
   EXPECT_TRUE(tree.Remove(1));
   EXPECT_EQ(tree.Count(), 0U);
@@ -194,99 +194,99 @@ TEST_F(omi_BtreeTest, RemovingTheOnlyNodeLeavesAnEmptyTree) {
   EXPECT_FALSE(tree.Remove(1));
   EXPECT_EQ(CountedValue::s_Alive, 1);
   Fill(tree, {2});
-  EXPECT_EQ(Shape(tree), "2:0");
+  EXPECT_EQ(ShapeOf(tree), "2:0");
 }
 
 TEST_F(omi_BtreeTest, RemovingAnAbsentKeyChangesNothing) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
   for (unsigned int const key : {1U, 3U, 5U, 7U}) EXPECT_FALSE(tree.Remove(key));
-  EXPECT_EQ(Shape(tree), "4:1(2:0,6:0)");
+  EXPECT_EQ(ShapeOf(tree), "4:1(2:0,6:0)");
   EXPECT_EQ(tree.Count(), 3U);
 }
 
 TEST_F(omi_BtreeTest, RemovingALeafLowersTheHeightsAbove) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6, 1});
-  EXPECT_EQ(Shape(tree), "4:2(2:1(1:0,-),6:0)");
+  EXPECT_EQ(ShapeOf(tree), "4:2(2:1(1:0,-),6:0)");
   EXPECT_TRUE(tree.Remove(1));
-  EXPECT_EQ(Shape(tree), "4:1(2:0,6:0)");
+  EXPECT_EQ(ShapeOf(tree), "4:1(2:0,6:0)");
   EXPECT_EQ(tree.Count(), 3U);
 }
 
 TEST_F(omi_BtreeTest, RemovingANodeWithOneChildLinksTheChild) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6, 1, 7});
   EXPECT_TRUE(tree.Remove(2));
-  EXPECT_EQ(Shape(tree), "4:2(1:0,6:1(-,7:0))");
+  EXPECT_EQ(ShapeOf(tree), "4:2(1:0,6:1(-,7:0))");
   EXPECT_TRUE(tree.Remove(6));
-  EXPECT_EQ(Shape(tree), "4:1(1:0,7:0)");
+  EXPECT_EQ(ShapeOf(tree), "4:1(1:0,7:0)");
 }
 
 TEST_F(omi_BtreeTest, RemovingARootWithOneChildMakesTheChildTheRoot) {
-  Tree right;
+  UintTree right;
   Fill(right, {1, 2});
   EXPECT_TRUE(right.Remove(1));
-  EXPECT_EQ(Shape(right), "2:0");
-  Tree left;
+  EXPECT_EQ(ShapeOf(right), "2:0");
+  UintTree left;
   Fill(left, {2, 1});
   EXPECT_TRUE(left.Remove(2));
-  EXPECT_EQ(Shape(left), "1:0");
+  EXPECT_EQ(ShapeOf(left), "1:0");
 }
 
 TEST_F(omi_BtreeTest, RemovedNodeWithTwoChildrenIsReplacedByTheLeftmostOfItsRight) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
-  EXPECT_EQ(Shape(tree), "4:2(2:1(1:0,3:0),6:1(5:0,7:0))");
+  EXPECT_EQ(ShapeOf(tree), "4:2(2:1(1:0,3:0),6:1(5:0,7:0))");
   EXPECT_TRUE(tree.Remove(4));
-  EXPECT_EQ(Shape(tree), "5:2(2:1(1:0,3:0),6:1(-,7:0))");
+  EXPECT_EQ(ShapeOf(tree), "5:2(2:1(1:0,3:0),6:1(-,7:0))");
   EXPECT_TRUE(tree.Remove(5)); // now the leftmost is the right child itself
-  EXPECT_EQ(Shape(tree), "6:2(2:1(1:0,3:0),7:0)");
+  EXPECT_EQ(ShapeOf(tree), "6:2(2:1(1:0,3:0),7:0)");
   EXPECT_TRUE(tree.Remove(2)); // below the root
-  EXPECT_EQ(Shape(tree), "6:2(3:1(1:0,-),7:0)");
+  EXPECT_EQ(ShapeOf(tree), "6:2(3:1(1:0,-),7:0)");
 }
 
 TEST_F(omi_BtreeTest, RightSubtreeOfTheReplacingNodeIsLinkedToItsFormerParent) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 9, 1, 6, 10, 7});
-  EXPECT_EQ(Shape(tree), "4:3(2:1(1:0,-),9:2(6:1(-,7:0),10:0))");
+  EXPECT_EQ(ShapeOf(tree), "4:3(2:1(1:0,-),9:2(6:1(-,7:0),10:0))");
   EXPECT_TRUE(tree.Remove(4));
-  EXPECT_EQ(Shape(tree), "6:2(2:1(1:0,-),9:1(7:0,10:0))");
+  EXPECT_EQ(ShapeOf(tree), "6:2(2:1(1:0,-),9:1(7:0,10:0))");
 }
 
 TEST_F(omi_BtreeTest, RemovalRotatesToTheRight) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {5, 3, 7, 2, 8, 1});
-  EXPECT_EQ(Shape(tree), "5:3(3:2(2:1(1:0,-),-),7:1(-,8:0))");
+  EXPECT_EQ(ShapeOf(tree), "5:3(3:2(2:1(1:0,-),-),7:1(-,8:0))");
   EXPECT_TRUE(tree.Remove(8));
-  EXPECT_EQ(Shape(tree), "3:2(2:1(1:0,-),5:1(-,7:0))");
+  EXPECT_EQ(ShapeOf(tree), "3:2(2:1(1:0,-),5:1(-,7:0))");
 }
 
 TEST_F(omi_BtreeTest, RemovalRotatesToTheLeft) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 6, 2, 7, 1, 8});
-  EXPECT_EQ(Shape(tree), "4:3(2:1(1:0,-),6:2(-,7:1(-,8:0)))");
+  EXPECT_EQ(ShapeOf(tree), "4:3(2:1(1:0,-),6:2(-,7:1(-,8:0)))");
   EXPECT_TRUE(tree.Remove(1));
-  EXPECT_EQ(Shape(tree), "6:2(4:1(2:0,-),7:1(-,8:0))");
+  EXPECT_EQ(ShapeOf(tree), "6:2(4:1(2:0,-),7:1(-,8:0))");
 }
 
 TEST_F(omi_BtreeTest, ReplacedRootIsRebalanced) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {5, 3, 7, 2, 8, 1});
   EXPECT_TRUE(tree.Remove(5)); // 7 replaces it and then leans to the left
-  EXPECT_EQ(Shape(tree), "3:2(2:1(1:0,-),7:1(-,8:0))");
+  EXPECT_EQ(ShapeOf(tree), "3:2(2:1(1:0,-),7:1(-,8:0))");
 }
 
 TEST_F(omi_BtreeTest, PathToTheReplacingNodeIsRebalanced) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {10, 5, 20, 3, 7, 15, 25, 2, 4, 12, 23, 30, 35});
-  EXPECT_EQ(Shape(tree), "10:4(5:2(3:1(2:0,4:0),7:0),20:3(15:1(12:0,-),25:2(23:0,30:1(-,35:0))))");
+  EXPECT_EQ(ShapeOf(tree), "10:4(5:2(3:1(2:0,4:0),7:0),20:3(15:1(12:0,-),25:2(23:0,30:1(-,35:0))))");
   EXPECT_TRUE(tree.Remove(10)); // 12 replaces it, and then 20 leans to the right
-  EXPECT_EQ(Shape(tree), "12:3(5:2(3:1(2:0,4:0),7:0),25:2(20:1(15:0,23:0),30:1(-,35:0)))");
+  EXPECT_EQ(ShapeOf(tree), "12:3(5:2(3:1(2:0,4:0),7:0),25:2(20:1(15:0,23:0),30:1(-,35:0)))");
 }
 
 TEST_F(omi_BtreeTest, RemovalRelinksNodesAndCopiesNothing) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 9, 1, 6, 10, 7});
   auto addresses = Addresses(tree);
   CountedValue::ResetCounts();
@@ -300,15 +300,15 @@ TEST_F(omi_BtreeTest, RemovalRelinksNodesAndCopiesNothing) {
 }
 
 TEST_F(omi_BtreeTest, InsertionMovesNoNode) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {1});
-  Tree::Node const* const first = tree.ConstFind(1);
+  UintTree::Node const* const first = tree.ConstFind(1);
   Fill(tree, {2, 3, 4, 5, 6, 7, 8});
   EXPECT_EQ(tree.ConstFind(1), first);
 }
 
 TEST_F(omi_BtreeTest, RemovalReleasesTheValue) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
   int alive = CountedValue::s_Alive;
   for (unsigned int const key : {1U, 4U, 6U, 2U, 7U, 5U, 3U}) {
@@ -319,15 +319,15 @@ TEST_F(omi_BtreeTest, RemovalReleasesTheValue) {
 }
 
 TEST_F(omi_BtreeTest, RemoveAcceptsTheKeyOfItsOwnNode) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
   EXPECT_TRUE(tree.Remove(tree.ConstFind(4)->Key()));
-  EXPECT_EQ(Shape(tree), "6:1(2:0,-)");
+  EXPECT_EQ(ShapeOf(tree), "6:1(2:0,-)");
 }
 
 TEST_F(omi_BtreeTest, DestructionReleasesEveryValue) {
   {
-    Tree tree;
+    UintTree tree;
     Fill(tree, {4, 2, 6, 1, 3, 5, 7});
     EXPECT_EQ(CountedValue::s_Alive, 8);
   }
@@ -335,11 +335,11 @@ TEST_F(omi_BtreeTest, DestructionReleasesEveryValue) {
 }
 
 TEST_F(omi_BtreeTest, CopyHasTheSameShapeInItsOwnNodes) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {5, 3, 7, 2, 8, 1});
   CountedValue::ResetCounts();
-  Tree const copy(tree);
-  EXPECT_EQ(Shape(copy), Shape(tree));
+  UintTree const copy(tree);
+  EXPECT_EQ(ShapeOf(copy), ShapeOf(tree));
   EXPECT_EQ(copy.Count(), 6U);
   EXPECT_TRUE(copy.Verify());
   EXPECT_EQ(CountedValue::s_Copies, 7); // including the default value
@@ -347,9 +347,9 @@ TEST_F(omi_BtreeTest, CopyHasTheSameShapeInItsOwnNodes) {
 }
 
 TEST_F(omi_BtreeTest, CopyAndOriginalChangeIndependently) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
-  Tree copy(tree);
+  UintTree copy(tree);
   tree.Remove(4);
   tree.Find(2)->Value().m_Value = 99;
   Fill(copy, {8});
@@ -361,28 +361,28 @@ TEST_F(omi_BtreeTest, CopyAndOriginalChangeIndependently) {
 }
 
 TEST_F(omi_BtreeTest, CopyOutlivesTheOriginal) {
-  auto* const tree = new Tree;
+  auto* const tree = new UintTree;
   Fill(*tree, {4, 2, 6});
-  Tree const copy(*tree);
+  UintTree const copy(*tree);
   delete tree;
   EXPECT_EQ(Walk(copy), (Keys{2, 4, 6}));
   EXPECT_EQ(copy.ConstGet(6).m_Value, 60);
 }
 
 TEST_F(omi_BtreeTest, CopyOfAnEmptyTreeIsEmpty) {
-  Tree const tree;
-  Tree const copy(tree);
+  UintTree const tree;
+  UintTree const copy(tree);
   EXPECT_EQ(copy.Root(), nullptr);
   EXPECT_EQ(copy.Count(), 0U);
 }
 
 TEST_F(omi_BtreeTest, AssignmentReplacesTheEntries) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
-  Tree other;
+  UintTree other;
   Fill(other, {1, 9});
   other = tree;
-  EXPECT_EQ(Shape(other), Shape(tree));
+  EXPECT_EQ(ShapeOf(other), ShapeOf(tree));
   EXPECT_EQ(other.Count(), 3U);
   tree.Remove(2);
   EXPECT_EQ(Walk(other), (Keys{2, 4, 6}));
@@ -390,30 +390,30 @@ TEST_F(omi_BtreeTest, AssignmentReplacesTheEntries) {
 }
 
 TEST_F(omi_BtreeTest, AssignmentToItselfKeepsTheEntries) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
-  Tree const& same = tree;
+  UintTree const& same = tree;
   tree = same;
   EXPECT_EQ(Walk(tree), (Keys{2, 4, 6}));
   EXPECT_EQ(tree.ConstGet(4).m_Value, 40);
 }
 
 TEST_F(omi_BtreeTest, CopyThatFailsAtAnyStepLeaksNothing) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
   int const alive = CountedValue::s_Alive;
   for (int step = 1; step <= 8; ++step) { // the last is the default value
     CountedValue::ResetCounts();
     CountedValue::s_FailAtCopy = step;
-    EXPECT_THROW(Tree{tree}, std::runtime_error) << "step " << step;
+    EXPECT_THROW(UintTree{tree}, std::runtime_error) << "step " << step;
     EXPECT_EQ(CountedValue::s_Alive, alive) << "step " << step;
   }
 }
 
 TEST_F(omi_BtreeTest, AssignmentThatFailsKeepsTheOldEntries) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
-  Tree other;
+  UintTree other;
   Fill(other, {1, 9});
   CountedValue::ResetCounts();
   CountedValue::s_FailAtCopy = 2;
@@ -437,7 +437,7 @@ TEST(omi_KeyOrderTest, SignedDifferenceOrdersUnsignedKeys) {
 TEST(omi_BtreeIteratorTest, WalksInOrderAfterAnyOrderOfInsertion) {
   Keys keys{1, 2, 3, 4, 5, 6};
   do {
-    Tree tree;
+    UintTree tree;
     for (unsigned int const key : keys) tree.Insert(key, CountedValue(static_cast<int>(key)));
     ASSERT_EQ(Walk(tree), (Keys{1, 2, 3, 4, 5, 6}));
     ASSERT_TRUE(tree.Verify());
@@ -445,7 +445,7 @@ TEST(omi_BtreeIteratorTest, WalksInOrderAfterAnyOrderOfInsertion) {
 }
 
 TEST(omi_BtreeIteratorTest, IsDoneAtOnceOnAnEmptyTree) {
-  Tree const tree;
+  UintTree const tree;
   omi_BtreeIterator<unsigned int, CountedValue> i(tree);
   EXPECT_TRUE(i.IsDone());
   i.First();
@@ -453,7 +453,7 @@ TEST(omi_BtreeIteratorTest, IsDoneAtOnceOnAnEmptyTree) {
 }
 
 TEST(omi_BtreeIteratorTest, ReturnsTheNodesThemselves) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
   omi_BtreeIterator<unsigned int, CountedValue> i(tree);
   EXPECT_EQ(&i.Current(), tree.ConstFind(2));
@@ -468,7 +468,7 @@ TEST(omi_BtreeIteratorTest, ReturnsTheNodesThemselves) {
 }
 
 TEST(omi_BtreeIteratorTest, FirstRestartsFromAnyPosition) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
   omi_BtreeIterator<unsigned int, CountedValue> i(tree);
   for (int steps = 0; steps <= 7; ++steps) {
@@ -481,14 +481,14 @@ TEST(omi_BtreeIteratorTest, FirstRestartsFromAnyPosition) {
 }
 
 TEST(omi_BtreeIteratorTest, ClimbsBackThroughAChainOfRightChildren) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {10, 5, 20, 6, 21, 7});
-  EXPECT_EQ(Shape(tree), "10:3(5:2(-,6:1(-,7:0)),20:1(-,21:0))");
+  EXPECT_EQ(ShapeOf(tree), "10:3(5:2(-,6:1(-,7:0)),20:1(-,21:0))");
   EXPECT_EQ(Walk(tree), (Keys{5, 6, 7, 10, 20, 21}));
 }
 
 TEST(omi_BtreeIteratorTest, UnfinishedWalkReleasesItsPath) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6, 1, 3, 5, 7});
   omi_BtreeIterator<unsigned int, CountedValue> i(tree);
   i.Next();
@@ -496,7 +496,7 @@ TEST(omi_BtreeIteratorTest, UnfinishedWalkReleasesItsPath) {
 }
 
 TEST(omi_BtreeIteratorTest, TwoIteratorsOverOneTreeAreIndependent) {
-  Tree tree;
+  UintTree tree;
   Fill(tree, {4, 2, 6});
   omi_BtreeIterator<unsigned int, CountedValue> a(tree);
   omi_BtreeIterator<unsigned int, CountedValue> b(tree);

@@ -18,27 +18,27 @@
 
 namespace {
 
-using Table = omi_UintTable<int const*>;
-using Walk = omi_UintTableIterator<int const*>;
+using IntTable = omi_UintTable<int const*>;
+using TableWalk = omi_UintTableIterator<int const*>;
 using Keys = std::vector<unsigned int>;
 
 constexpr unsigned int BlockSize = omi_BlockedArray<int const*>::BlockSize;
 int const s_Numbers[8] = {0, 1, 2, 3, 4, 5, 6, 7};
 
-Keys KeysOf(Walk& walk) {
+Keys KeysOf(TableWalk& walk) {
   Keys keys;
   for (walk.First(); !walk.IsDone(); walk.Next()) keys.push_back(walk.CurrentKey());
   return keys;
 }
-Keys KeysOf(Table const& table) {
-  Walk walk(table);
+Keys KeysOf(IntTable const& table) {
+  TableWalk walk(table);
   return KeysOf(walk);
 }
 
 /// Greatest number first, null values last, equal ones by key.
 int ByNumberDescending(void const* a, void const* b) {
-  auto const& x = *static_cast<Walk::Entry const*>(a);
-  auto const& y = *static_cast<Walk::Entry const*>(b);
+  auto const& x = *static_cast<TableWalk::Entry const*>(a);
+  auto const& y = *static_cast<TableWalk::Entry const*>(b);
   int const numberOfX = x.m_Value == nullptr ? -1 : *x.m_Value;
   int const numberOfY = y.m_Value == nullptr ? -1 : *y.m_Value;
   if (numberOfX != numberOfY) return numberOfX > numberOfY ? -1 : 1;
@@ -46,13 +46,13 @@ int ByNumberDescending(void const* a, void const* b) {
 }
 
 int ByKeyDescending(void const* a, void const* b) {
-  unsigned int const x = static_cast<Walk::Entry const*>(a)->m_Key;
-  unsigned int const y = static_cast<Walk::Entry const*>(b)->m_Key;
+  unsigned int const x = static_cast<TableWalk::Entry const*>(a)->m_Key;
+  unsigned int const y = static_cast<TableWalk::Entry const*>(b)->m_Key;
   return (x < y) - (x > y);
 }
 
 TEST(omi_UintTableTest, EmptyTableHasNoMember) {
-  Table table;
+  IntTable table;
   EXPECT_EQ(table.Count(), 0U);
   EXPECT_EQ(table.ConstFind(0), nullptr);
   EXPECT_EQ(table.Find(0xFFFFFFFFU), nullptr);
@@ -61,7 +61,7 @@ TEST(omi_UintTableTest, EmptyTableHasNoMember) {
 }
 
 TEST(omi_UintTableTest, InsertedValueIsFoundOnlyUnderItsKey) {
-  Table table;
+  IntTable table;
   EXPECT_TRUE(table.Insert(5, &s_Numbers[5]));
   ASSERT_NE(table.ConstFind(5), nullptr);
   EXPECT_EQ(*table.ConstFind(5), &s_Numbers[5]);
@@ -73,7 +73,7 @@ TEST(omi_UintTableTest, InsertedValueIsFoundOnlyUnderItsKey) {
 }
 
 TEST(omi_UintTableTest, InsertKeepsAnExistingEntry) {
-  Table table;
+  IntTable table;
   EXPECT_TRUE(table.Insert(5, &s_Numbers[1]));
   EXPECT_FALSE(table.Insert(5, &s_Numbers[2]));
   EXPECT_EQ(*table.ConstFind(5), &s_Numbers[1]);
@@ -81,7 +81,7 @@ TEST(omi_UintTableTest, InsertKeepsAnExistingEntry) {
 }
 
 TEST(omi_UintTableTest, NullPointerIsAValue) {
-  Table table;
+  IntTable table;
   EXPECT_TRUE(table.Insert(5, nullptr));
   EXPECT_TRUE(table.IsMember(5));
   ASSERT_NE(table.ConstFind(5), nullptr);
@@ -93,14 +93,14 @@ TEST(omi_UintTableTest, NullPointerIsAValue) {
 }
 
 TEST(omi_UintTableTest, FoundValueCanBeWritten) {
-  Table table;
+  IntTable table;
   table.Insert(5, &s_Numbers[1]);
   *table.Find(5) = &s_Numbers[2];
   EXPECT_EQ(*table.ConstFind(5), &s_Numbers[2]);
 }
 
 TEST(omi_UintTableTest, EntriesDoNotMoveWhileOthersAreAddedAndRemoved) {
-  Table table;
+  IntTable table;
   table.Insert(0x64000001U, &s_Numbers[1]);
   int const* const* const value = table.ConstFind(0x64000001U);
   for (unsigned int key = 0; key < 20 * BlockSize; key += BlockSize / 2) table.Insert(key, &s_Numbers[2]);
@@ -110,7 +110,7 @@ TEST(omi_UintTableTest, EntriesDoNotMoveWhileOthersAreAddedAndRemoved) {
 }
 
 TEST(omi_UintTableTest, RemoveRemovesOneEntry) {
-  Table table;
+  IntTable table;
   table.Insert(5, &s_Numbers[1]);
   table.Insert(6, &s_Numbers[2]);
   EXPECT_TRUE(table.Remove(5));
@@ -121,7 +121,7 @@ TEST(omi_UintTableTest, RemoveRemovesOneEntry) {
 }
 
 TEST(omi_UintTableTest, ScatteredKeysCostOnlyTheirOwnBlocks) {
-  Table table;
+  IntTable table;
   Keys const keys{0, 1, BlockSize - 1, BlockSize, 0x64000001U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU};
   for (unsigned int const key : keys) EXPECT_TRUE(table.Insert(key, &s_Numbers[key % 8]));
   EXPECT_EQ(table.Blocks().BlockCount(), 6U);
@@ -130,7 +130,7 @@ TEST(omi_UintTableTest, ScatteredKeysCostOnlyTheirOwnBlocks) {
 }
 
 TEST(omi_UintTableTest, BlockIsRemovedWithItsLastMember) {
-  Table table;
+  IntTable table;
   table.Insert(5, &s_Numbers[1]);
   table.Insert(6, &s_Numbers[1]);
   table.Insert(5 + BlockSize, nullptr);
@@ -144,10 +144,10 @@ TEST(omi_UintTableTest, BlockIsRemovedWithItsLastMember) {
 }
 
 TEST(omi_UintTableTest, CopyAndOriginalChangeIndependently) {
-  Table table;
+  IntTable table;
   table.Insert(5, &s_Numbers[1]);
   table.Insert(0xFFFFFFFFU, nullptr);
-  Table copy(table);
+  IntTable copy(table);
   *table.Find(5) = &s_Numbers[2];
   table.Remove(0xFFFFFFFFU);
   copy.Insert(7, &s_Numbers[3]);
@@ -159,16 +159,16 @@ TEST(omi_UintTableTest, CopyAndOriginalChangeIndependently) {
 }
 
 TEST(omi_UintTableTest, AssignmentReplacesTheEntries) {
-  Table table;
+  IntTable table;
   table.Insert(5, &s_Numbers[1]);
-  Table other;
+  IntTable other;
   other.Insert(0x64000001U, &s_Numbers[2]);
   other.Insert(9, &s_Numbers[2]);
   other = table;
   table.Remove(5);
   EXPECT_EQ(KeysOf(other), Keys{5});
   EXPECT_EQ(other.Count(), 1U);
-  Table const& same = other;
+  IntTable const& same = other;
   other = same;
   EXPECT_EQ(KeysOf(other), Keys{5});
 }
@@ -215,39 +215,39 @@ TEST(omi_UintTableTest, InsertThatFailsAddsNoMember) {
 }
 
 TEST(omi_UintTableIteratorTest, EmptyTableIsDoneAtOnce) {
-  Table const table;
-  Walk plain(table);
+  IntTable const table;
+  TableWalk plain(table);
   EXPECT_TRUE(plain.IsDone());
   plain.First();
   EXPECT_TRUE(plain.IsDone());
-  Walk sorted(table, &ByKeyDescending);
+  TableWalk sorted(table, &ByKeyDescending);
   EXPECT_TRUE(sorted.IsDone());
   sorted.First();
   EXPECT_TRUE(sorted.IsDone());
 }
 
 TEST(omi_UintTableIteratorTest, TableThatBecameEmptyIsDoneAtOnce) {
-  Table table;
+  IntTable table;
   table.Insert(5, &s_Numbers[1]);
   table.Remove(5);
-  EXPECT_TRUE(Walk(table).IsDone());
-  EXPECT_TRUE(Walk(table, &ByKeyDescending).IsDone());
+  EXPECT_TRUE(TableWalk(table).IsDone());
+  EXPECT_TRUE(TableWalk(table, &ByKeyDescending).IsDone());
 }
 
 TEST(omi_UintTableIteratorTest, WalksBlockByBlockUpwards) {
-  Table table;
+  IntTable table;
   Keys const keys{0, 1, BlockSize - 1, BlockSize, 0x64000001U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU};
   for (auto key = keys.rbegin(); key != keys.rend(); ++key) table.Insert(*key, &s_Numbers[*key % 8]);
   EXPECT_EQ(KeysOf(table), keys);
-  for (Walk i(table); !i.IsDone(); i.Next()) EXPECT_EQ(i.CurrentValue(), &s_Numbers[i.CurrentKey() % 8]);
+  for (TableWalk i(table); !i.IsDone(); i.Next()) EXPECT_EQ(i.CurrentValue(), &s_Numbers[i.CurrentKey() % 8]);
 }
 
 TEST(omi_UintTableIteratorTest, NextBlockMovesToTheFirstEntryOfTheNextBlock) {
-  Table table;
+  IntTable table;
   for (unsigned int const key :
        {3U, 4U, 9U, 5 * BlockSize + 7, 5 * BlockSize + 8, 6 * BlockSize, 0xFFFFFFFFU})
     table.Insert(key, nullptr);
-  Walk walk(table);
+  TableWalk walk(table);
   walk.Next();
   EXPECT_EQ(walk.CurrentKey(), 4U);
   Keys keys;
@@ -256,10 +256,10 @@ TEST(omi_UintTableIteratorTest, NextBlockMovesToTheFirstEntryOfTheNextBlock) {
 }
 
 TEST(omi_UintTableIteratorTest, NextBlockOfTheLastBlockIsDone) {
-  Table table;
+  IntTable table;
   table.Insert(3, nullptr);
   table.Insert(4, nullptr);
-  Walk walk(table);
+  TableWalk walk(table);
   walk.NextBlock();
   EXPECT_TRUE(walk.IsDone());
   walk.First();
@@ -267,44 +267,44 @@ TEST(omi_UintTableIteratorTest, NextBlockOfTheLastBlockIsDone) {
 }
 
 TEST(omi_UintTableIteratorTest, NextBlockFromTheLastEntryOfABlockSkipsNoBlock) {
-  Table table;
+  IntTable table;
   table.Insert(BlockSize - 1, nullptr);
   table.Insert(BlockSize, nullptr);
   table.Insert(2 * BlockSize, nullptr);
-  Walk walk(table);
+  TableWalk walk(table);
   walk.NextBlock();
   EXPECT_EQ(walk.CurrentKey(), BlockSize);
 }
 
 TEST(omi_UintTableIteratorTest, ComparisonDeterminesTheOrder) {
-  Table table;
+  IntTable table;
   table.Insert(1, &s_Numbers[3]);
   table.Insert(2, nullptr);
   table.Insert(0xFFFFFFFFU, &s_Numbers[7]);
   table.Insert(0x64000001U, &s_Numbers[3]);
   table.Insert(BlockSize, &s_Numbers[5]);
-  Walk walk(table, &ByNumberDescending);
+  TableWalk walk(table, &ByNumberDescending);
   EXPECT_EQ(KeysOf(walk), (Keys{0xFFFFFFFFU, BlockSize, 1, 0x64000001U, 2}));
   walk.First();
   EXPECT_EQ(walk.CurrentValue(), &s_Numbers[7]);
 }
 
 TEST(omi_UintTableIteratorTest, ComparisonCanReverseTheStorageOrder) {
-  Table table;
+  IntTable table;
   Keys expected;
   for (unsigned int key = 0; key < 3 * BlockSize; key += 3) {
     table.Insert(key, nullptr);
     expected.insert(expected.begin(), key);
   }
-  Walk walk(table, &ByKeyDescending);
+  TableWalk walk(table, &ByKeyDescending);
   EXPECT_EQ(KeysOf(walk), expected);
 }
 
 TEST(omi_UintTableIteratorTest, NextBlockEndsASortedWalk) {
-  Table table;
+  IntTable table;
   table.Insert(1, nullptr);
   table.Insert(1 + BlockSize, nullptr);
-  Walk walk(table, &ByKeyDescending);
+  TableWalk walk(table, &ByKeyDescending);
   EXPECT_FALSE(walk.IsDone());
   walk.NextBlock();
   EXPECT_TRUE(walk.IsDone());
@@ -313,9 +313,9 @@ TEST(omi_UintTableIteratorTest, NextBlockEndsASortedWalk) {
 }
 
 TEST(omi_UintTableIteratorTest, FirstSortsAgain) {
-  Table table;
+  IntTable table;
   table.Insert(1, nullptr);
-  Walk walk(table, &ByKeyDescending);
+  TableWalk walk(table, &ByKeyDescending);
   walk.Next();
   EXPECT_TRUE(walk.IsDone());
   table.Insert(9, nullptr);
@@ -388,7 +388,7 @@ TEST(omi_BlockedArrayTest, DumpWritesIndicesAsSignedNumbersInBlockOrder) {
 }
 
 TEST(omi_BlockedArrayTest, DumpOfATableWritesItsPointers) {
-  Table table;
+  IntTable table;
   table.Insert(256, &s_Numbers[3]);
   Bytes bytes;
   int const* const pointer = &s_Numbers[3];

@@ -9,16 +9,13 @@
 
 #include "platform/thr/thr_ThrSingletonRegistry.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/ThreadRegistry.h"
 
 // What happens to per-thread services in each way in which the process can end.
 namespace {
 
-thr_ThrSingletonRegistry& Registry() {
-  return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
-}
-
 /// A per-thread service that prints the thread's name and its level when it is destroyed.
-template <int Level> struct Service {
+template <int Level> struct PrintedService {
   static void Use(char const* thread) {
     Registry().Register(&Finalize);
     Registry().SetDestructLevel(&Finalize, Level);
@@ -35,9 +32,9 @@ template <int Level> struct Service {
 };
 
 void UseAll(char const* thread) {
-  Service<4>::Use(thread);
-  Service<2>::Use(thread);
-  Service<5>::Use(thread);
+  PrintedService<4>::Use(thread);
+  PrintedService<2>::Use(thread);
+  PrintedService<5>::Use(thread);
 }
 
 struct TellsItsEnd {
@@ -66,7 +63,7 @@ void LeaveMainThreadFirst(void (*end)()) {
   std::thread([end] {
     std::thread([] {
       UseAll("other");
-      while (!Service<2>::s_Finalised) std::this_thread::yield();
+      while (!PrintedService<2>::s_Finalised) std::this_thread::yield();
       Say("between ");
     }).join();
     end();

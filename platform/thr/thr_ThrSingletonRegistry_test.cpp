@@ -1,4 +1,5 @@
 #include "platform/thr/thr_ThrSingletonRegistry.h"
+#include "tests/support/ThreadRegistry.h"
 
 #include <gtest/gtest.h>
 
@@ -12,10 +13,6 @@
 #include <vector>
 
 namespace {
-
-thr_ThrSingletonRegistry& Registry() {
-  return thr_GlobalSingleton<thr_ThrSingletonRegistry>::Instance();
-}
 
 /// The services that were finalised, in order, on any thread.
 class Log {
@@ -35,7 +32,7 @@ class Log {
 };
 
 /// A per-thread service that is destroyed at level `Level`; each test uses its own `Group`.
-template <int Group, int Level> struct Service {
+template <int Group, int Level> struct LoggedService {
   static void Use() {
     Registry().Register(&Finalize);
     Registry().SetDestructLevel(&Finalize, Level);
@@ -52,10 +49,10 @@ template <int Group, int Level> struct Service {
   static inline thread_local void (*t_AtFinalize)() = nullptr;
 };
 
-using A2 = Service<1, 2>;
-using A3 = Service<1, 3>;
-using A4 = Service<1, 4>;
-using A5 = Service<1, 5>;
+using A2 = LoggedService<1, 2>;
+using A3 = LoggedService<1, 3>;
+using A4 = LoggedService<1, 4>;
+using A5 = LoggedService<1, 5>;
 
 void UseAll() {
   A4::Use();
@@ -83,14 +80,14 @@ TEST_F(thr_ThrSingletonRegistryTest, IsTheSameForAllThreads) {
 }
 
 TEST_F(thr_ThrSingletonRegistryTest, UnknownFinaliserHasLevelMinusOne) {
-  using Unknown = Service<10, 1>;
+  using Unknown = LoggedService<10, 1>;
   EXPECT_EQ(Registry().DestructLevel(&Unknown::Finalize), -1);
   Registry().SetDestructLevel(&Unknown::Finalize, 3);
   EXPECT_EQ(Registry().DestructLevel(&Unknown::Finalize), -1);
 }
 
 TEST_F(thr_ThrSingletonRegistryTest, NewFinaliserStartsAtLevelZero) {
-  using Fresh = Service<11, 1>;
+  using Fresh = LoggedService<11, 1>;
   Registry().Register(&Fresh::Finalize);
   EXPECT_EQ(Registry().DestructLevel(&Fresh::Finalize), 0);
   Registry().SetDestructLevel(&Fresh::Finalize, 7);
@@ -98,7 +95,7 @@ TEST_F(thr_ThrSingletonRegistryTest, NewFinaliserStartsAtLevelZero) {
 }
 
 TEST_F(thr_ThrSingletonRegistryTest, RegisteringAgainKeepsTheLevelAndRunsOnce) {
-  using Twice = Service<12, 6>;
+  using Twice = LoggedService<12, 6>;
   Twice::Use();
   Registry().Register(&Twice::Finalize);
   std::thread([] { Registry().Register(&Twice::Finalize); }).join();
@@ -135,7 +132,7 @@ TEST_F(thr_ThrSingletonRegistryTest, DestroysInstancesThatAFinaliserMakes) {
 }
 
 TEST_F(thr_ThrSingletonRegistryTest, FinaliserMayRegisterAnotherType) {
-  using Late = Service<13, 1>;
+  using Late = LoggedService<13, 1>;
   A2::Use();
   A2::t_AtFinalize = [] {
     A2::t_AtFinalize = nullptr;

@@ -20,12 +20,12 @@ cls_FieldHandle ImageField() {
 using Content = std::vector<unsigned char>;
 
 /// An object with a blob; the test scripts its writing and reading.
-struct Picture {
+struct BlobPicture {
   static constexpr unsigned int TypeId() noexcept { return 0x750001; }
   using Act = std::function<void(cls_AgentBlob&)>;
 
-  explicit Picture(Act write) : m_Write(std::move(write)) {}
-  explicit Picture(cls_ReadVisitor const& visitor)
+  explicit BlobPicture(Act write) : m_Write(std::move(write)) {}
+  explicit BlobPicture(cls_ReadVisitor const& visitor)
       : m_Reader(std::make_unique<cls_BlobReader>(visitor, ImageField(), m_ImageUid)),
         m_Uid(visitor.GetUid()) {}
   void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -57,13 +57,13 @@ Content Pattern(std::size_t size) {
 class StoreBlob : public StoreFileTest {
  protected:
   StoreBlob() {
-    m_Registrar.CreateClassMD("Picture"_cow, Picture::TypeId(), 1, nullptr, 1)
+    m_Registrar.CreateClassMD("Picture"_cow, BlobPicture::TypeId(), 1, nullptr, 1)
         .AddAttribute(ImageField(), ATTR_OBJECT, 1, COLLECTION_NONE);
   }
   sto_Store Create() { return sto_Store::Open(Path(), sto_Mode::Create, m_Registrar); }
   sto_Store Open(sto_Mode mode = sto_Mode::ReadWrite) { return sto_Store::Open(Path(), mode, m_Registrar); }
-  static Picture With(Content const& content) {
-    return Picture([content](cls_AgentBlob& blob) {
+  static BlobPicture With(Content const& content) {
+    return BlobPicture([content](cls_AgentBlob& blob) {
       blob.Write(0, static_cast<long long>(content.size()), content.data());
     });
   }
@@ -77,7 +77,7 @@ TEST_F(StoreBlob, ComesBackInAnotherSessionWhateverItsSize) {
     cls_Uid image;
     { sto_Store::Open(path, sto_Mode::Create, m_Registrar).Save("picture", With(Pattern(size))); }
     sto_Store store = sto_Store::Open(path, sto_Mode::ReadOnly, m_Registrar);
-    auto const picture = store.Load<Picture>("picture");
+    auto const picture = store.Load<BlobPicture>("picture");
     EXPECT_EQ(picture->Blob().Size(), static_cast<long long>(size));
     EXPECT_TRUE(AllOf(picture->Blob()) == Pattern(size)) << size;
     EXPECT_TRUE(picture->Blob().ReadOnly());
@@ -89,7 +89,7 @@ TEST_F(StoreBlob, ComesBackInAnotherSessionWhateverItsSize) {
 TEST_F(StoreBlob, ReadsAndWritesAtAnyPlaceAreThoseOfAByteVector) {
   sto_Store store = Create();
   store.Save("picture", With({}));
-  auto const picture = store.Load<Picture>("picture");
+  auto const picture = store.Load<BlobPicture>("picture");
   cls_AgentBlob& blob = picture->Blob();
   Content model;
   std::mt19937 random(20240611);
@@ -127,25 +127,25 @@ TEST_F(StoreBlob, ReadsAndWritesAtAnyPlaceAreThoseOfAByteVector) {
     ASSERT_EQ(blob.Size(), static_cast<long long>(model.size()));
   }
   transaction.Commit();
-  EXPECT_TRUE(AllOf(Open().Load<Picture>("picture")->Blob()) == model);
+  EXPECT_TRUE(AllOf(Open().Load<BlobPicture>("picture")->Blob()) == model);
   EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM block"),
             static_cast<std::int64_t>((model.size() + 16383) / 16384));
 }
 
 TEST_F(StoreBlob, SavingAgainBeginsWithAnEmptyBlob) {
   sto_Store store = Create();
-  Picture picture = With(Pattern(50'000));
+  BlobPicture picture = With(Pattern(50'000));
   store.Save("picture", picture);
   picture.m_Write = With(Pattern(10)).m_Write;
   store.Save("picture", picture);
-  EXPECT_TRUE(AllOf(store.Load<Picture>("picture")->Blob()) == Pattern(10));
+  EXPECT_TRUE(AllOf(store.Load<BlobPicture>("picture")->Blob()) == Pattern(10));
   EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM block"), 1);
 }
 
 TEST_F(StoreBlob, RollbackTakesItsBytesBack) {
   sto_Store store = Create();
   store.Save("picture", With(Pattern(20'000)));
-  auto const picture = store.Load<Picture>("picture");
+  auto const picture = store.Load<BlobPicture>("picture");
   {
     sto_Transaction transaction(store);
     picture->Blob().Write(100, 3, "abc");
@@ -157,7 +157,7 @@ TEST_F(StoreBlob, RollbackTakesItsBytesBack) {
 TEST_F(StoreBlob, AgentOfABlobWhoseSaveIsUndoneNeverWritesUnderItsId) {
   struct Kept {
     void DBWrite(cls_WriteVisitor const& visitor) const {
-      if (!visitor.StartWrite(Picture::TypeId(), m_Uid)) return;
+      if (!visitor.StartWrite(BlobPicture::TypeId(), m_Uid)) return;
       m_Writer = std::make_unique<cls_BlobWriter>(visitor, ImageField(), m_ImageUid);
       m_Writer->Agent().Write(0, 3, "abc");
       if (m_Fails) throw std::runtime_error("failed");
@@ -187,10 +187,10 @@ TEST_F(StoreBlob, AgentOfABlobWhoseSaveIsUndoneNeverWritesUnderItsId) {
              [&] { blob.Read(0, 0, &byte); }, [&] { blob.Write(0, 3, "xyz"); }, [&] { blob.Truncate(0); }})
       EXPECT_TRUE(Contains(MessageOf(sto_ErrorKind::Unavailable, use), "work that was undone"));
   }
-  EXPECT_TRUE(AllOf(store.Load<Picture>("picture")->Blob()) == Pattern(100));
+  EXPECT_TRUE(AllOf(store.Load<BlobPicture>("picture")->Blob()) == Pattern(100));
   EXPECT_EQ(store.CollectGarbage(), 0);
   Open().Save("picture", With(Pattern(50)));
-  EXPECT_TRUE(AllOf(store.Load<Picture>("picture")->Blob()) == Pattern(50));
+  EXPECT_TRUE(AllOf(store.Load<BlobPicture>("picture")->Blob()) == Pattern(50));
 }
 
 TEST_F(StoreBlob, AgentOfAnUndoneSaveDoesNotMakeObjectsThatTheStoreNeverHad) {
@@ -198,7 +198,7 @@ TEST_F(StoreBlob, AgentOfAnUndoneSaveDoesNotMakeObjectsThatTheStoreNeverHad) {
   std::unique_ptr<cls_BlobWriter> writer;
   struct Kept {
     void DBWrite(cls_WriteVisitor const& visitor) const {
-      if (!visitor.StartWrite(Picture::TypeId(), m_Uid)) return;
+      if (!visitor.StartWrite(BlobPicture::TypeId(), m_Uid)) return;
       m_Writer = std::make_unique<cls_BlobWriter>(visitor, ImageField(), m_ImageUid);
     }
     std::unique_ptr<cls_BlobWriter>& m_Writer;
@@ -212,15 +212,15 @@ TEST_F(StoreBlob, AgentOfAnUndoneSaveDoesNotMakeObjectsThatTheStoreNeverHad) {
   MessageOf(sto_ErrorKind::Unavailable, [&] { writer->Agent().Write(0, 3, "xyz"); });
   EXPECT_EQ(store.ObjectCount(), 0);
   store.Save("picture", With(Pattern(10))); // the store is still writable
-  EXPECT_TRUE(AllOf(Open().Load<Picture>("picture")->Blob()) == Pattern(10));
+  EXPECT_TRUE(AllOf(Open().Load<BlobPicture>("picture")->Blob()) == Pattern(10));
 }
 
 TEST_F(StoreBlob, AgentOutlivesTheSaveAndNoticesOtherSessions) {
   sto_Store one = Create();
   one.Save("picture", With(Pattern(1000)));
   sto_Store two = Open();
-  auto const mine = one.Load<Picture>("picture");
-  auto const theirs = two.Load<Picture>("picture");
+  auto const mine = one.Load<BlobPicture>("picture");
+  auto const theirs = two.Load<BlobPicture>("picture");
   EXPECT_FALSE(mine->Blob().Changed());
   theirs->Blob().Write(5, 1, "x"); // an implicit transaction
   EXPECT_TRUE(mine->Blob().Changed());
@@ -230,11 +230,11 @@ TEST_F(StoreBlob, AgentOutlivesTheSaveAndNoticesOtherSessions) {
 }
 
 TEST_F(StoreBlob, AgentThatOutlivesItsSessionAnswersWithAnError) {
-  std::unique_ptr<Picture> picture;
+  std::unique_ptr<BlobPicture> picture;
   {
     sto_Store store = Create();
     store.Save("picture", With(Pattern(10)));
-    picture = store.Load<Picture>("picture");
+    picture = store.Load<BlobPicture>("picture");
   }
   std::string const message =
       MessageOf(sto_ErrorKind::Unavailable, [&] { static_cast<void>(picture->Blob().Size()); });
@@ -246,12 +246,12 @@ TEST_F(StoreBlob, ReadOnlyStoreAndReadTransactionRefuseToWrite) {
   { Create().Save("picture", With(Pattern(10))); }
   {
     sto_Store store = Open(sto_Mode::ReadOnly);
-    auto const picture = store.Load<Picture>("picture");
+    auto const picture = store.Load<BlobPicture>("picture");
     MessageOf(sto_ErrorKind::ReadOnly, [&] { picture->Blob().Write(0, 1, "x"); });
     MessageOf(sto_ErrorKind::ReadOnly, [&] { picture->Blob().Truncate(1); });
   }
   sto_Store store = Open();
-  auto const picture = store.Load<Picture>("picture");
+  auto const picture = store.Load<BlobPicture>("picture");
   sto_ReadTransaction const reading(store);
   MessageOf(sto_ErrorKind::Misuse, [&] { picture->Blob().Write(0, 1, "x"); });
 }
@@ -259,12 +259,12 @@ TEST_F(StoreBlob, ReadOnlyStoreAndReadTransactionRefuseToWrite) {
 TEST_F(StoreBlob, AbsentBlobIsEmptyAndReadOnly) {
   sto_Store store = Create();
   struct Bare {
-    static constexpr unsigned int TypeId() noexcept { return Picture::TypeId(); }
+    static constexpr unsigned int TypeId() noexcept { return BlobPicture::TypeId(); }
     void DBWrite(cls_WriteVisitor const& visitor) const { visitor.StartWrite(TypeId(), m_Uid); }
     cls_Uid m_Uid;
   };
   store.Save("bare", Bare());
-  auto const picture = store.Load<Picture>("bare");
+  auto const picture = store.Load<BlobPicture>("bare");
   EXPECT_EQ(picture->Blob().Size(), 0);
   char byte = 0;
   EXPECT_EQ(picture->Blob().Read(0, 1, &byte), 0);
@@ -275,7 +275,7 @@ TEST_F(StoreBlob, DamagedBlockIsAnErrorThatNamesIt) {
   { Create().Save("picture", With(Pattern(50'000))); }
   SqlFile(Path()).Run("UPDATE block SET data = zeroblob(length(data)) WHERE key % 1048576 = 2");
   sto_Store store = Open();
-  auto const picture = store.Load<Picture>("picture");
+  auto const picture = store.Load<BlobPicture>("picture");
   char bytes[10];
   EXPECT_EQ(picture->Blob().Read(0, 10, bytes), 10);
   std::string const message =
@@ -287,7 +287,7 @@ TEST_F(StoreBlob, SizeWhoseLastBlockIsMissingIsDamage) {
   { Create().Save("picture", With(Pattern(50'000))); }
   SqlFile(Path()).Run("DELETE FROM block WHERE key % 1048576 = 3");
   sto_Store store = Open();
-  auto const picture = store.Load<Picture>("picture");
+  auto const picture = store.Load<BlobPicture>("picture");
   std::string const message =
       MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(picture->Blob().Size()); });
   EXPECT_TRUE(Contains(message, "it says 50000 bytes, and its last block is missing")) << message;
@@ -296,7 +296,7 @@ TEST_F(StoreBlob, SizeWhoseLastBlockIsMissingIsDamage) {
 TEST_F(StoreBlob, BeyondTheGreatestSizeIsRefused) {
   sto_Store store = Create();
   store.Save("picture", With(Pattern(10)));
-  auto const picture = store.Load<Picture>("picture");
+  auto const picture = store.Load<BlobPicture>("picture");
   MessageOf(sto_ErrorKind::Full, [&] { picture->Blob().Write((1LL << 34) - 1, 2, "xy"); });
   MessageOf(sto_ErrorKind::Full, [&] { picture->Blob().Write(-1, 2, "xy"); });
   EXPECT_TRUE(AllOf(picture->Blob()) == Pattern(10));

@@ -86,8 +86,8 @@ template <class T> class BulkArray : public StoreFileTest {
 };
 
 // One of each encoding: numbers, bits, texts. The contract suite sweeps all types.
-using ElementTypes = testing::Types<double, bool, cow_String>;
-TYPED_TEST_SUITE(BulkArray, ElementTypes);
+using ArrayElementTypes = testing::Types<double, bool, cow_String>;
+TYPED_TEST_SUITE(BulkArray, ArrayElementTypes);
 
 TYPED_TEST(BulkArray, ComesBackInAnotherSession) {
   for (int const count : {0, 1, 2047, 2048, 2049, 4096, 100'000}) {

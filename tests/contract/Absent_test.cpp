@@ -37,11 +37,6 @@ void ExpectEmptyObject(cls_MementoRead& memento) {
   ExpectNothingIn(memento);
 }
 
-template <class T> Received<cls_ReadListPrim<T>> ListCursor(cls_MementoRead& memento) {
-  T tag{};
-  return Receive(memento.MakeReadListPrim(&tag));
-}
-
 TEST_P(ContractAbsent, FieldsTakeTheirDefaults) {
   COVERS(cls_MementoRead, 4, 5, 6, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21);
   Write([](cls_WriteVisitor const&) {});

@@ -34,8 +34,6 @@ class ContractCollecting : public ContractTest {
 };
 CONTRACT_FIXTURE(ContractCollecting);
 
-constexpr unsigned int ElementId = Scripted::TypeId();
-
 /// One kind of thing that an object can hold, and its number of objects.
 struct Led {
   char const* m_Name;

@@ -19,7 +19,6 @@ constexpr int ManyElements = 2500; // more than one block holds
 constexpr int FewElements = 12;
 constexpr int Entries = 30;
 constexpr int ElementObjects = 3;
-constexpr unsigned int ElementId = Scripted::TypeId();
 
 /// The value number `i` of a type: first the extremes, then samples.
 template <class T> T ContentValue(int i) {
@@ -39,10 +38,10 @@ std::string BytesOf(int seed) {
   return std::string("bytes\0\n", 7) + std::to_string(seed);
 }
 
-int IntKeyAt(int i) {
+int ContentIntKey(int i) {
   return i < 8 ? ContentValue<int>(i) : i * 1000; // start with the extreme keys
 }
-cow_String StringKeyAt(int i) {
+cow_String ContentStringKey(int i) {
   if (i == 0) return ""_cow;
   return cow_String("\xC3\xA4\n" + std::string(1, '\0') + std::to_string(i * 1000));
 }
@@ -76,16 +75,16 @@ void WriteCollections(cls_WriteVisitor const& visitor, int seed) {
     T const tag{};
     WriteCollectionOf<T>(visitor, MapIntKind, [&](cls_MementoWrite& memento) {
       auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
-      for (int i = 0; i < Entries; ++i) builder->Insert(IntKeyAt(i), ContentValue<T>(i + seed));
+      for (int i = 0; i < Entries; ++i) builder->Insert(ContentIntKey(i), ContentValue<T>(i + seed));
     });
     WriteCollectionOf<T>(visitor, MapStringKind, [&](cls_MementoWrite& memento) {
       auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
-      for (int i = 0; i < Entries; ++i) builder->Insert(StringKeyAt(i), ContentValue<T>(i + seed));
+      for (int i = 0; i < Entries; ++i) builder->Insert(ContentStringKey(i), ContentValue<T>(i + seed));
     });
   });
   std::unique_ptr<cls_WriteIntTableInt> const table(
       visitor.Memento()->MakeFieldWriteIntTableInt(FieldOf(IntTableKind.m_Name), cls_Uid()));
-  for (int i = 0; i < Entries; ++i) table->Insert(IntKeyAt(i), ContentValue<int>(i + seed));
+  for (int i = 0; i < Entries; ++i) table->Insert(ContentIntKey(i), ContentValue<int>(i + seed));
 }
 
 void ExpectCollections(cls_ReadVisitor const& visitor, int seed) {
@@ -112,8 +111,8 @@ void ExpectCollections(cls_ReadVisitor const& visitor, int seed) {
       cow_String text;
       byInt->Key(number);
       byString->Key(text);
-      ASSERT_EQ(number, IntKeyAt(i));
-      ASSERT_TRUE(IsSameValue(text, StringKeyAt(i))) << i;
+      ASSERT_EQ(number, ContentIntKey(i));
+      ASSERT_TRUE(IsSameValue(text, ContentStringKey(i))) << i;
     }
   });
   auto const table = Receive(visitor.Memento()->MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
@@ -125,7 +124,7 @@ void ExpectCollections(cls_ReadVisitor const& visitor, int seed) {
     table->Key(key);
     keys.push_back(key);
     int i = 0;
-    while (i < Entries && IntKeyAt(i) != key) ++i;
+    while (i < Entries && ContentIntKey(i) != key) ++i;
     ASSERT_LT(i, Entries) << key;
     ASSERT_EQ(value, ContentValue<int>(i + seed)) << key;
   }
@@ -141,12 +140,12 @@ void WriteObjectCollections(cls_WriteVisitor const& visitor, cls_Uid const& shar
   auto const strings =
       Receive(memento.MakeFieldWriteMapString2Obj(FieldOf(MapStringObjKind.m_Name), cls_Uid()));
   EXPECT_EQ(list->MakeWriteObj(ElementId, shared), nullptr);
-  EXPECT_EQ(ints->MakeWriteObj(IntKeyAt(0), ElementId, shared), nullptr);
-  EXPECT_EQ(strings->MakeWriteObj(StringKeyAt(0), ElementId, shared), nullptr);
+  EXPECT_EQ(ints->MakeWriteObj(ContentIntKey(0), ElementId, shared), nullptr);
+  EXPECT_EQ(strings->MakeWriteObj(ContentStringKey(0), ElementId, shared), nullptr);
   for (int i = 1; i < ElementObjects; ++i) {
     WriteNumber(list->MakeWriteObj(ElementId, cls_Uid()), seed + i);
-    WriteNumber(ints->MakeWriteObj(IntKeyAt(i), ElementId, cls_Uid()), seed + 10 * i);
-    WriteNumber(strings->MakeWriteObj(StringKeyAt(i), ElementId, cls_Uid()), seed + 100 * i);
+    WriteNumber(ints->MakeWriteObj(ContentIntKey(i), ElementId, cls_Uid()), seed + 10 * i);
+    WriteNumber(strings->MakeWriteObj(ContentStringKey(i), ElementId, cls_Uid()), seed + 100 * i);
   }
 }
 
@@ -166,8 +165,8 @@ void ExpectObjectCollections(cls_ReadVisitor const& visitor, cls_Uid const& shar
     auto const inList = Receive(list->Next());
     auto const byInt = Receive(ints->Fetch(number));
     auto const byString = Receive(strings->Fetch(text));
-    EXPECT_EQ(number, IntKeyAt(i));
-    EXPECT_TRUE(IsSameValue(text, StringKeyAt(i)));
+    EXPECT_EQ(number, ContentIntKey(i));
+    EXPECT_TRUE(IsSameValue(text, ContentStringKey(i)));
     EXPECT_EQ(inList->Read(FieldFor<int>(), -1), seed + i);
     EXPECT_EQ(byInt->Read(FieldFor<int>(), -1), seed + 10 * i);
     EXPECT_EQ(byString->Read(FieldFor<int>(), -1), seed + 100 * i);

@@ -183,6 +183,14 @@ inline cls_MementoRead& MementoOf(cls_ReadVisitor const& visitor) {
   if (visitor.Memento() == nullptr) throw std::runtime_error("the visitor has no memento");
   return *visitor.Memento();
 }
+/// The class of the elements of collections of objects.
+inline constexpr unsigned int ElementId = Scripted::TypeId();
+
+/// A cursor over the elements of a list.
+template <class T> Received<cls_ReadListPrim<T>> ListCursor(cls_MementoRead& memento) {
+  T tag{};
+  return Receive(memento.MakeReadListPrim(&tag));
+}
 /// The visitor of the object that a field holds. It has a memento.
 inline cls_ReadVisitor ObjectIn(cls_ReadVisitor const& parent, cls_FieldHandle const& field) {
   return cls_ReadVisitor(Receive(MementoOf(parent).MakeFieldReadObj(field)).release());

@@ -27,14 +27,14 @@ class Array : public cls_ArrayPrimInt {
     DropBlocks();
   }
 };
-constexpr int Size = 5000; // three blocks
+constexpr int ArraySize = 5000; // three blocks
 
 void Fill(Array& array) {
-  for (int i = 0; i < Size; ++i) array.Append(i);
+  for (int i = 0; i < ArraySize; ++i) array.Append(i);
 }
 void ExpectFilled(Array const& array) {
-  ASSERT_EQ(array.Size(), Size);
-  for (int i = 0; i < Size; ++i) ASSERT_EQ(array.ConstGet(i), i);
+  ASSERT_EQ(array.Size(), ArraySize);
+  for (int i = 0; i < ArraySize; ++i) ASSERT_EQ(array.ConstGet(i), i);
 }
 cls_FieldHandle ArrayField() {
   return FieldFor<int>("List");

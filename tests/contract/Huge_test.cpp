@@ -21,8 +21,8 @@ namespace {
 
 CONTRACT_HUGE_SUITE(ContractHuge);
 
-constexpr int ManyElements = 10'000'000;
-constexpr int ManyEntries = 100'000;
+constexpr int HugeElements = 10'000'000;
+constexpr int HugeEntries = 100'000;
 
 double ElementAt(int i) {
   return i * 0.5 - 1e6;
@@ -39,7 +39,7 @@ TEST_P(ContractHuge, AListOfTenMillionElementsComesBack) {
     WriteCollectionOf<double>(visitor, ListKind, [&](cls_MementoWrite& memento) {
       double const tag = 0;
       auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
-      for (int i = 0; i < ManyElements; i += Run) {
+      for (int i = 0; i < HugeElements; i += Run) {
         for (int j = 0; j < Run; ++j) run[static_cast<std::size_t>(j)] = ElementAt(i + j);
         builder->AppendRun(Run, run.data());
       }
@@ -50,8 +50,8 @@ TEST_P(ContractHuge, AListOfTenMillionElementsComesBack) {
     cls_ReadVisitor const child = ObjectIn(visitor, FieldFor<double>("List"));
     double tag = 0;
     auto const cursor = Receive(child.Memento()->MakeReadListPrim(&tag));
-    ASSERT_EQ(cursor->Count(), ManyElements);
-    for (int i = 0; i < ManyElements; i += Run) {
+    ASSERT_EQ(cursor->Count(), HugeElements);
+    for (int i = 0; i < HugeElements; i += Run) {
       ASSERT_EQ(cursor->NextRun(Run, run.data()), Run);
       for (int j = 0; j < Run; ++j) ASSERT_EQ(run[static_cast<std::size_t>(j)], ElementAt(i + j)) << i + j;
     }
@@ -63,7 +63,7 @@ TEST_P(ContractHuge, AnAgentReachesEveryPlaceOfALongList) {
   COVERS(cls_MementoWrite, 50);
   COVERS(cls_MementoRead, 54);
   COVERS(cls_AgentListPrim, 1, 5, 6);
-  constexpr int Count = ManyElements;
+  constexpr int Count = HugeElements;
   std::vector<int> values(Count);
   for (int i = 0; i < Count; ++i) values[static_cast<std::size_t>(i)] = i ^ 0x2A2A2A2A;
   Write([&](cls_WriteVisitor const& visitor) {
@@ -103,12 +103,12 @@ TEST_P(ContractHuge, ListsOfTenMillionBoolsAndTextsComeBack) {
     WriteCollectionOf<bool>(visitor, ListKind, [](cls_MementoWrite& memento) {
       bool const tag = false;
       auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
-      for (int i = 0; i < ManyElements; ++i) builder->Append(SampleOf<bool>(i));
+      for (int i = 0; i < HugeElements; ++i) builder->Append(SampleOf<bool>(i));
     });
     WriteCollectionOf<cow_String>(visitor, ListKind, [&](cls_MementoWrite& memento) {
       cow_String const tag;
       auto const builder = Receive(memento.MakeWriteListPrim(&tag, 1));
-      for (std::size_t i = 0; i < ManyElements; ++i) builder->Append(texts[i * i % 31 % texts.size()]);
+      for (std::size_t i = 0; i < HugeElements; ++i) builder->Append(texts[i * i % 31 % texts.size()]);
     });
   });
   ReopenIfPossible();
@@ -119,10 +119,10 @@ TEST_P(ContractHuge, ListsOfTenMillionBoolsAndTextsComeBack) {
     cow_String stringTag;
     auto const inBools = Receive(bools.Memento()->MakeReadListPrim(&boolTag));
     auto const inStrings = Receive(strings.Memento()->MakeReadListPrim(&stringTag));
-    ASSERT_EQ(inBools->Count(), ManyElements);
-    ASSERT_EQ(inStrings->Count(), ManyElements);
+    ASSERT_EQ(inBools->Count(), HugeElements);
+    ASSERT_EQ(inStrings->Count(), HugeElements);
     std::size_t wrong = 0;
-    for (std::size_t i = 0; i < ManyElements; ++i) {
+    for (std::size_t i = 0; i < HugeElements; ++i) {
       if (inBools->Next() != SampleOf<bool>(static_cast<int>(i))) ++wrong;
       if (!IsSameValue(inStrings->Next(), texts[i * i % 31 % texts.size()])) ++wrong;
     }
@@ -144,19 +144,19 @@ TEST_P(ContractHuge, MapsOfAHundredThousandEntriesOfEachTypeComeBack) {
   COVERS(cls_WriteMapString2Prim, 2);
   COVERS(cls_ReadMapInt2Prim, 2, 3, 4, 5);
   COVERS(cls_ReadMapString2Prim, 2, 3, 4, 5);
-  std::vector<cow_String> texts(ManyEntries);
-  for (int i = 0; i < ManyEntries; ++i)
+  std::vector<cow_String> texts(HugeEntries);
+  for (int i = 0; i < HugeEntries; ++i)
     texts[static_cast<std::size_t>(i)] = cow_String("key " + std::to_string(KeyAt(i)));
   Write([&](cls_WriteVisitor const& visitor) {
     ForMapTypes([&]<class T>(std::type_identity<T>) {
       T const tag{};
       WriteCollectionOf<T>(visitor, MapIntKind, [&](cls_MementoWrite& memento) {
         auto const builder = Receive(memento.MakeWriteMapInt2Prim(&tag));
-        for (int i = 0; i < ManyEntries; ++i) builder->Insert(KeyAt(i), SampleOf<T>(i));
+        for (int i = 0; i < HugeEntries; ++i) builder->Insert(KeyAt(i), SampleOf<T>(i));
       });
       WriteCollectionOf<T>(visitor, MapStringKind, [&](cls_MementoWrite& memento) {
         auto const builder = Receive(memento.MakeWriteMapString2Prim(&tag));
-        for (int i = 0; i < ManyEntries; ++i)
+        for (int i = 0; i < HugeEntries; ++i)
           builder->Insert(texts[static_cast<std::size_t>(i)], SampleOf<T>(i));
       });
     });
@@ -170,9 +170,9 @@ TEST_P(ContractHuge, MapsOfAHundredThousandEntriesOfEachTypeComeBack) {
       cls_ReadVisitor const strings = ObjectIn(visitor, FieldFor<T>(MapStringKind.m_Name));
       auto const byInt = Receive(ints.Memento()->MakeReadMapInt2Prim(&tag));
       auto const byString = Receive(strings.Memento()->MakeReadMapString2Prim(&tag));
-      ASSERT_EQ(byInt->Count(), ManyEntries);
-      ASSERT_EQ(byString->Count(), ManyEntries);
-      for (int i = 0; i < ManyEntries; ++i) {
+      ASSERT_EQ(byInt->Count(), HugeEntries);
+      ASSERT_EQ(byString->Count(), HugeEntries);
+      for (int i = 0; i < HugeEntries; ++i) {
         T const expected = SampleOf<T>(i);
         ASSERT_NE(byInt->More(), 0);
         ASSERT_NE(byString->More(), 0);
@@ -199,22 +199,22 @@ TEST_P(ContractHuge, AnIntTableOfAHundredThousandEntriesComesBack) {
   Write([](cls_WriteVisitor const& visitor) {
     auto const builder =
         Receive(visitor.Memento()->MakeFieldWriteIntTableInt(FieldOf(IntTableKind.m_Name), cls_Uid()));
-    for (int i = 0; i < ManyEntries; ++i) builder->Insert(i * 3, -i);
+    for (int i = 0; i < HugeEntries; ++i) builder->Insert(i * 3, -i);
   });
   ReopenIfPossible();
   Read([](cls_ReadVisitor const& visitor) {
     auto const cursor = Receive(visitor.Memento()->MakeFieldReadIntTableInt(FieldOf(IntTableKind.m_Name)));
-    ASSERT_EQ(cursor->Count(), ManyEntries);
-    std::vector<int> values(ManyEntries, 1);
+    ASSERT_EQ(cursor->Count(), HugeEntries);
+    std::vector<int> values(HugeEntries, 1);
     for (int i = 0; cursor->More() != 0; ++i) {
-      ASSERT_LT(i, ManyEntries);
+      ASSERT_LT(i, HugeEntries);
       int const value = cursor->Next();
       int key = 0;
       cursor->Key(key);
       ASSERT_EQ(key % 3, 0);
       values.at(static_cast<std::size_t>(key / 3)) = value;
     }
-    for (int i = 0; i < ManyEntries; ++i) ASSERT_EQ(values[static_cast<std::size_t>(i)], -i);
+    for (int i = 0; i < HugeEntries; ++i) ASSERT_EQ(values[static_cast<std::size_t>(i)], -i);
   });
 }
 
@@ -226,25 +226,25 @@ TEST_P(ContractHuge, AMapOfAHundredThousandObjectsComesBack) {
   Write([](cls_WriteVisitor const& visitor) {
     auto const builder =
         Receive(visitor.Memento()->MakeFieldWriteMapInt2Obj(FieldOf(MapIntObjKind.m_Name), cls_Uid()));
-    for (int i = 0; i < ManyEntries; ++i)
-      WriteNumber(builder->MakeWriteObj(ManyEntries - i, Scripted::TypeId(), cls_Uid()), i);
-    EXPECT_EQ(builder->Count(), ManyEntries);
+    for (int i = 0; i < HugeEntries; ++i)
+      WriteNumber(builder->MakeWriteObj(HugeEntries - i, Scripted::TypeId(), cls_Uid()), i);
+    EXPECT_EQ(builder->Count(), HugeEntries);
   });
   ReopenIfPossible();
-  ExpectObjects(1 + 1 + ManyEntries);
+  ExpectObjects(1 + 1 + HugeEntries);
   Read([](cls_ReadVisitor const& visitor) {
     auto const cursor = Receive(visitor.Memento()->MakeFieldReadMapInt2Obj(FieldOf(MapIntObjKind.m_Name)));
-    ASSERT_EQ(cursor->Count(), ManyEntries);
-    for (int i = 0; i < ManyEntries; ++i) {
+    ASSERT_EQ(cursor->Count(), HugeEntries);
+    for (int i = 0; i < HugeEntries; ++i) {
       ASSERT_NE(cursor->More(), 0);
       cursor->Next();
       int key = 0;
       ASSERT_EQ(NumberOf(cursor->Fetch(key)), i);
-      ASSERT_EQ(key, ManyEntries - i);
+      ASSERT_EQ(key, HugeEntries - i);
     }
-    ASSERT_TRUE(cursor->Find(ManyEntries / 2));
+    ASSERT_TRUE(cursor->Find(HugeEntries / 2));
     int key = 0;
-    EXPECT_EQ(NumberOf(cursor->Fetch(key)), ManyEntries / 2);
+    EXPECT_EQ(NumberOf(cursor->Fetch(key)), HugeEntries / 2);
   });
 }
 
@@ -341,22 +341,22 @@ TEST_P(ContractHuge, AHundredThousandObjectsInAListAndUnderTextsComeBack) {
     auto const list = Receive(memento.MakeFieldWriteListObj(FieldOf(ListObjKind.m_Name), cls_Uid()));
     auto const map =
         Receive(memento.MakeFieldWriteMapString2Obj(FieldOf(MapStringObjKind.m_Name), cls_Uid()));
-    for (int i = 0; i < ManyEntries; ++i) {
+    for (int i = 0; i < HugeEntries; ++i) {
       WriteNumber(list->MakeWriteObj(Scripted::TypeId(), cls_Uid()), i);
       WriteNumber(map->MakeWriteObj(cow_String(std::to_string(KeyAt(i))), Scripted::TypeId(), cls_Uid()), -i);
     }
-    EXPECT_EQ(list->Count(), ManyEntries);
-    EXPECT_EQ(map->Count(), ManyEntries);
+    EXPECT_EQ(list->Count(), HugeEntries);
+    EXPECT_EQ(map->Count(), HugeEntries);
   });
   ReopenIfPossible();
-  ExpectObjects(1 + 2 + 2 * ManyEntries);
+  ExpectObjects(1 + 2 + 2 * HugeEntries);
   Read([](cls_ReadVisitor const& visitor) {
     cls_MementoRead& memento = *visitor.Memento();
     auto const list = Receive(memento.MakeFieldReadListObj(FieldOf(ListObjKind.m_Name)));
     auto const map = Receive(memento.MakeFieldReadMapString2Obj(FieldOf(MapStringObjKind.m_Name)));
-    ASSERT_EQ(list->Count(), ManyEntries);
-    ASSERT_EQ(map->Count(), ManyEntries);
-    for (int i = 0; i < ManyEntries; ++i) {
+    ASSERT_EQ(list->Count(), HugeEntries);
+    ASSERT_EQ(map->Count(), HugeEntries);
+    for (int i = 0; i < HugeEntries; ++i) {
       cow_String key;
       map->Next();
       ASSERT_EQ(NumberOf(list->Next()), i);
@@ -365,11 +365,11 @@ TEST_P(ContractHuge, AHundredThousandObjectsInAListAndUnderTextsComeBack) {
     }
     EXPECT_EQ(list->More(), 0);
     EXPECT_EQ(map->More(), 0);
-    EXPECT_EQ(NumberOf(list->At(ManyEntries - 1)), ManyEntries - 1);
+    EXPECT_EQ(NumberOf(list->At(HugeEntries - 1)), HugeEntries - 1);
   });
   if (!Can().m_CollectsGarbage) return;
   Session().RemoveRoot("root");
-  EXPECT_EQ(Session().CollectGarbage(), 1 + 2 + 2 * ManyEntries);
+  EXPECT_EQ(Session().CollectGarbage(), 1 + 2 + 2 * HugeEntries);
 }
 
 TEST_P(ContractHuge, AgentsReachEveryEntryOfAHundredThousandObjects) {
@@ -381,20 +381,20 @@ TEST_P(ContractHuge, AgentsReachEveryEntryOfAHundredThousandObjects) {
   Write([&](cls_WriteVisitor const& visitor) {
     unsigned int const id = Scripted::TypeId();
     WriteCollectionOf(visitor, ListObjKind, [&](cls_MementoWrite& memento) {
-      AgentHolder<cls_AgentListObj> const agent(memento.MakeAgentListObj(ManyEntries));
-      agent->SetCount(ManyEntries);
-      for (int i = 0; i < ManyEntries; ++i) WriteNumber(agent->MakeWriteObj(i, id, cls_Uid()), i);
+      AgentHolder<cls_AgentListObj> const agent(memento.MakeAgentListObj(HugeEntries));
+      agent->SetCount(HugeEntries);
+      for (int i = 0; i < HugeEntries; ++i) WriteNumber(agent->MakeWriteObj(i, id, cls_Uid()), i);
     });
     WriteCollectionOf(visitor, MapIntObjKind, [&](cls_MementoWrite& memento) {
       int const tag = 0;
-      AgentHolder<cls_AgentMapKey2Obj<int>> const agent(memento.MakeAgentMapKey2Obj(&tag, ManyEntries));
-      for (int i = 0; i < ManyEntries; ++i) WriteNumber(agent->MakeWriteObj(KeyAt(i), id, cls_Uid()), i);
+      AgentHolder<cls_AgentMapKey2Obj<int>> const agent(memento.MakeAgentMapKey2Obj(&tag, HugeEntries));
+      for (int i = 0; i < HugeEntries; ++i) WriteNumber(agent->MakeWriteObj(KeyAt(i), id, cls_Uid()), i);
     });
     WriteCollectionOf(visitor, MapStringObjKind, [&](cls_MementoWrite& memento) {
       cow_String const tag;
       AgentHolder<cls_AgentMapKey2Obj<cow_String>> const agent(
-          memento.MakeAgentMapKey2Obj(&tag, ManyEntries));
-      for (int i = 0; i < ManyEntries; ++i) WriteNumber(agent->MakeWriteObj(textAt(i), id, cls_Uid()), i);
+          memento.MakeAgentMapKey2Obj(&tag, HugeEntries));
+      for (int i = 0; i < HugeEntries; ++i) WriteNumber(agent->MakeWriteObj(textAt(i), id, cls_Uid()), i);
     });
   });
   ReopenIfPossible();
@@ -408,10 +408,10 @@ TEST_P(ContractHuge, AgentsReachEveryEntryOfAHundredThousandObjects) {
     AgentHolder<cls_AgentMapKey2Obj<int>> const ints(intField.Memento()->MakeAgentMapKey2Obj(&intTag));
     AgentHolder<cls_AgentMapKey2Obj<cow_String>> const texts(
         textField.Memento()->MakeAgentMapKey2Obj(&textTag));
-    ASSERT_EQ(list->Count(), ManyEntries);
-    ASSERT_EQ(ints->Count(), ManyEntries);
-    ASSERT_EQ(texts->Count(), ManyEntries);
-    for (int i = 0; i < ManyEntries; ++i) {
+    ASSERT_EQ(list->Count(), HugeEntries);
+    ASSERT_EQ(ints->Count(), HugeEntries);
+    ASSERT_EQ(texts->Count(), HugeEntries);
+    for (int i = 0; i < HugeEntries; ++i) {
       ASSERT_EQ(NumberOf(list->MakeReadObj(i)), i);
       ASSERT_EQ(NumberOf(ints->MakeReadObj(KeyAt(i))), i);
       ASSERT_EQ(NumberOf(texts->MakeReadObj(textAt(i))), i);
@@ -420,11 +420,11 @@ TEST_P(ContractHuge, AgentsReachEveryEntryOfAHundredThousandObjects) {
     int count = 0;
     int before = std::numeric_limits<int>::min();
     for (bool isThere = ints->FirstKey(key); isThere; isThere = ints->NextKey(key), ++count) {
-      ASSERT_LT(count, ManyEntries);
+      ASSERT_LT(count, HugeEntries);
       ASSERT_TRUE(count == 0 || key > before);
       before = key;
     }
-    EXPECT_EQ(count, ManyEntries);
+    EXPECT_EQ(count, HugeEntries);
   });
 }
 

@@ -12,10 +12,6 @@ template <class T> Received<cls_WriteListPrim<T>> ListBuilder(cls_MementoWrite& 
   T const tag{};
   return Receive(memento.MakeWriteListPrim(&tag, width));
 }
-template <class T> Received<cls_ReadListPrim<T>> ListCursor(cls_MementoRead& memento) {
-  T tag{};
-  return Receive(memento.MakeReadListPrim(&tag));
-}
 
 template <class T> void WriteElements(cls_WriteVisitor const& visitor, int count, int width = 1) {
   WriteCollectionOf<T>(visitor, ListKind, [=](cls_MementoWrite& memento) {

@@ -13,8 +13,6 @@ namespace {
 
 CONTRACT_SUITE(ContractObjectAgents);
 
-constexpr unsigned int ElementId = Scripted::TypeId();
-
 using ListHolder = AgentHolder<cls_AgentListObj>;
 using Kept = std::vector<std::unique_ptr<cls_PC>>;
 template <class K> using MapHolder = AgentHolder<cls_AgentMapKey2Obj<K>>;

@@ -12,8 +12,6 @@ namespace {
 
 CONTRACT_SUITE(ContractObjectCollections);
 
-constexpr unsigned int ElementId = Scripted::TypeId();
-
 // --- Lists.
 
 void FillList(cls_WriteListObj* list, int count) {

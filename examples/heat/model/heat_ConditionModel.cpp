@@ -6,7 +6,7 @@
 
 namespace {
 
-cls_FieldHandle MeshField() {
+cls_FieldHandle ConditionMeshField() {
   return {0, "m_Mesh"_cow};
 }
 cls_FieldHandle WhereField() {
@@ -81,14 +81,15 @@ heat_ConditionModel::heat_ConditionModel(std::string const& name, std::shared_pt
       m_Value(value), m_Ambient(ambient) {}
 
 heat_ConditionModel::heat_ConditionModel(cls_ReadVisitor const& visitor)
-    : heat_ModelPart(cls_ReadVisitor(visitor)), m_Mesh(sto_ReadShared<heat_MeshModel>(visitor, MeshField())),
+    : heat_ModelPart(cls_ReadVisitor(visitor)),
+      m_Mesh(sto_ReadShared<heat_MeshModel>(visitor, ConditionMeshField())),
       m_Where(cls_ReadVisitor(visitor, WhereField())), m_Value(visitor.Read(ValueField(), 0.0)),
       m_Ambient(visitor.Read(AmbientField(), 0.0)), m_Uid(visitor.GetUid()) {}
 
 void heat_ConditionModel::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   heat_ModelPart::DBWrite(cls_WriteVisitor(visitor, heat_ModelPart::TypeId()));
-  heat_WriteField(visitor, MeshField(), m_Mesh.get());
+  heat_WriteField(visitor, ConditionMeshField(), m_Mesh.get());
   heat_WriteField(visitor, WhereField(), &m_Where);
   visitor.Write(ValueField(), m_Value);
   visitor.Write(AmbientField(), m_Ambient);
@@ -114,7 +115,7 @@ void heat_ConditionModel::Declare(cls_ClassRegistrar& registrar) {
   registrar
       .AddClassMD(
           new cls_AbsTypeAdapter<heat_ConditionModel>("heat_ConditionModel"_cow, 1, heat_ModelPart::TypeId()))
-      .AddAttribute(MeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(ConditionMeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
       .AddAttribute(WhereField(), ATTR_INT, 1, COLLECTION_LIST_INT)
       .AddAttribute(ValueField(), ATTR_DOUBLE, 1, COLLECTION_NONE)
       .AddAttribute(AmbientField(), ATTR_DOUBLE, 1, COLLECTION_NONE);

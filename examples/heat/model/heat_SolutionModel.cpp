@@ -10,7 +10,7 @@ namespace {
 cls_FieldHandle AnalysisField() {
   return {0, "m_Analysis"_cow};
 }
-cls_FieldHandle MeshField() {
+cls_FieldHandle SolutionMeshField() {
   return {1, "m_Mesh"_cow};
 }
 cls_FieldHandle TemperatureField() {
@@ -36,7 +36,7 @@ heat_SolutionModel::heat_SolutionModel(std::shared_ptr<heat_AnalysisModel> const
 heat_SolutionModel::heat_SolutionModel(cls_ReadVisitor const& visitor)
     : heat_ModelPart(cls_ReadVisitor(visitor)),
       m_Analysis(sto_ReadShared<heat_AnalysisModel>(visitor, AnalysisField())),
-      m_Mesh(sto_ReadShared<heat_MeshModel>(visitor, MeshField())),
+      m_Mesh(sto_ReadShared<heat_MeshModel>(visitor, SolutionMeshField())),
       m_Temperature(cls_ReadVisitor(visitor, TemperatureField()), nullptr),
       m_Residual(visitor.Read(ResidualField(), 0.0)), m_SolveSeconds(visitor.Read(SolveSecondsField(), 0.0)),
       m_Uid(visitor.GetUid()) {}
@@ -45,7 +45,7 @@ void heat_SolutionModel::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   heat_ModelPart::DBWrite(cls_WriteVisitor(visitor, heat_ModelPart::TypeId()));
   heat_WriteField(visitor, AnalysisField(), Analysis().get());
-  heat_WriteField(visitor, MeshField(), m_Mesh.get());
+  heat_WriteField(visitor, SolutionMeshField(), m_Mesh.get());
   heat_WriteField(visitor, TemperatureField(), &m_Temperature);
   visitor.Write(ResidualField(), m_Residual);
   visitor.Write(SolveSecondsField(), m_SolveSeconds);
@@ -61,7 +61,7 @@ void heat_SolutionModel::Declare(cls_ClassRegistrar& registrar) {
       .AddClassMD(
           new cls_TypeAdapter<heat_SolutionModel>("heat_SolutionModel"_cow, 1, heat_ModelPart::TypeId()))
       .AddAttribute(AnalysisField(), ATTR_OBJECT, 1, COLLECTION_NONE)
-      .AddAttribute(MeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(SolutionMeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
       .AddAttribute(TemperatureField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
       .AddAttribute(ResidualField(), ATTR_DOUBLE, 1, COLLECTION_NONE)
       .AddAttribute(SolveSecondsField(), ATTR_DOUBLE, 1, COLLECTION_NONE);

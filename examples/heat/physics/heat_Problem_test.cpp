@@ -30,15 +30,15 @@ Setup Sound() {
   return setup;
 }
 
-struct Case {
+struct UnsoundCase {
   std::string has; // part of the error text
   std::function<void(Setup&)> damage;
 };
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double infinite = std::numeric_limits<double>::infinity();
 
-std::vector<Case> const cases{
+std::vector<UnsoundCase> const unsoundCases{
     {"no triangles", [](Setup& s) { s.mesh.triangles.clear(); }},
     {"finite", [](Setup& s) { s.mesh.nodes[3][1] = nan; }},
     {"index 8", [](Setup& s) { s.mesh.triangles[1][1] = 8; }},
@@ -52,13 +52,13 @@ std::vector<Case> const cases{
     {"'steel': the conductivity", [](Setup& s) { s.problem.materials[0].conductivity = 0; }},
     {"'steel': the conductivity", [](Setup& s) { s.problem.materials[0].conductivity = nan; }},
     {"'steel': the thickness", [](Setup& s) { s.problem.materials[0].thickness = -0.01; }},
-    {"'steel': the thickness", [](Setup& s) { s.problem.materials[0].thickness = infinity; }},
+    {"'steel': the thickness", [](Setup& s) { s.problem.materials[0].thickness = infinite; }},
     {"'steel': the heat source", [](Setup& s) { s.problem.materials[0].heatSource = nan; }},
     {"material for 3 triangles", [](Setup& s) { s.problem.materialOf.pop_back(); }},
     {"index 1", [](Setup& s) { s.problem.materialOf[2] = 1; }},
     {"'left': a node has index 8", [](Setup& s) { s.problem.fixedTemperatures[0].nodes[0] = 8; }},
     {"below absolute zero", [](Setup& s) { s.problem.fixedTemperatures[0].temperature = -274; }},
-    {"finite", [](Setup& s) { s.problem.fixedTemperatures[0].temperature = infinity; }},
+    {"finite", [](Setup& s) { s.problem.fixedTemperatures[0].temperature = infinite; }},
     {"held at another temperature by 'left'",
      [](Setup& s) {
        s.problem.fixedTemperatures.push_back({"corner", {3}, 90});
@@ -81,7 +81,7 @@ std::vector<Case> const cases{
     {"'air': the temperature", [](Setup& s) { s.problem.faceConvections[0].ambient = -300; }},
     {"index 4", [](Setup& s) { s.problem.faceConvections[0].triangles[0] = 4; }},
     {"triangle 2 is named twice", [](Setup& s) { s.problem.faceConvections[0].triangles[1] = 2; }},
-    {"'flame': the flux", [](Setup& s) { s.problem.edgeFluxes[0].flux = infinity; }},
+    {"'flame': the flux", [](Setup& s) { s.problem.edgeFluxes[0].flux = infinite; }},
     {"'flame': the edge",
      [](Setup& s) {
        s.problem.edgeFluxes[0].edges[0] = {4, 6};
@@ -107,7 +107,7 @@ TEST(heat_Problem, ASoundOneIsAccepted) {
 }
 
 TEST_P(Unsound, IsRejectedWithTheReason) {
-  auto const& param = cases[GetParam()];
+  auto const& param = unsoundCases[GetParam()];
   auto setup = Sound();
   param.damage(setup);
   try {
@@ -118,4 +118,4 @@ TEST_P(Unsound, IsRejectedWithTheReason) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(heat_Problem, Unsound, testing::Range(std::size_t{0}, cases.size()));
+INSTANTIATE_TEST_SUITE_P(heat_Problem, Unsound, testing::Range(std::size_t{0}, unsoundCases.size()));

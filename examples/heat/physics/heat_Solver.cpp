@@ -11,7 +11,7 @@
 
 namespace {
 
-std::size_t At(int index) {
+std::size_t Slot(int index) {
   return static_cast<std::size_t>(index);
 }
 
@@ -47,7 +47,7 @@ struct heat_Solver::System {
     double heat = 0;
     for (auto const& convection : problem.faceConvections) {
       for (auto const t : convection.triangles) {
-        auto const& triangle = mesh.triangles[At(t)];
+        auto const& triangle = mesh.triangles[Slot(t)];
         heat += convection.film * heat_AreaOf(mesh, triangle) * (Mean(triangle, values) - convection.ambient);
       }
     }
@@ -109,8 +109,8 @@ heat_Solution heat_Solver::Solve(heat_ProgressCall const& progress) const {
   heat_Column const reaction = m_System->equations.stiffness * values - m_System->equations.load;
   solution.fixedHeat.assign(m_Problem.fixedTemperatures.size(), 0.0);
   for (Eigen::Index node = 0; node < reaction.size(); ++node) {
-    auto const owner = m_System->equations.fixing.owner[At(static_cast<int>(node))];
-    if (owner >= 0) solution.fixedHeat[At(owner)] += reaction[node];
+    auto const owner = m_System->equations.fixing.owner[Slot(static_cast<int>(node))];
+    if (owner >= 0) solution.fixedHeat[Slot(owner)] += reaction[node];
   }
   solution.appliedHeat = m_System->equations.appliedHeat;
   solution.convectedHeat = m_System->ConvectedHeat(m_Mesh, m_Problem, values);
@@ -135,7 +135,7 @@ double heat_Solver::Residual(std::vector<double> const& temperature) const {
   double worstFree = 0;
   double worstFixed = 0;
   for (Eigen::Index node = 0; node < values.size(); ++node) {
-    if (system.fixing.row[At(static_cast<int>(node))] >= 0) {
+    if (system.fixing.row[Slot(static_cast<int>(node))] >= 0) {
       worstFree = std::max(worstFree, std::abs(rest[node]));
     } else {
       worstFixed = std::max(worstFixed, std::abs(values[node] - system.fixing.value[node]));

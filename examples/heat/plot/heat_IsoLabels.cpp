@@ -21,7 +21,7 @@ double Distance(heat_Pixel const& a, heat_Pixel const& b) {
   return std::hypot(b[0] - a[0], b[1] - a[1]);
 }
 
-heat_Pixel Between(heat_Pixel const& a, heat_Pixel const& b, double share) {
+heat_Pixel PixelBetween(heat_Pixel const& a, heat_Pixel const& b, double share) {
   return {a[0] + share * (b[0] - a[0]), a[1] + share * (b[1] - a[1])};
 }
 
@@ -60,7 +60,7 @@ class Walk {
     auto const i = static_cast<std::size_t>(place - m_Lengths.begin());
     double const step = m_Lengths[i] - m_Lengths[i - 1];
     double const share = step > 0 ? (length - m_Lengths[i - 1]) / step : 0;
-    return Between(m_Course[i - 1], m_Course[i], std::clamp(share, 0.0, 1.0));
+    return PixelBetween(m_Course[i - 1], m_Course[i], std::clamp(share, 0.0, 1.0));
   }
 
  private:
@@ -209,7 +209,7 @@ std::vector<std::vector<heat_Pixel>> heat_SeenStretches(std::vector<heat_Pixel> 
         std::max(1, static_cast<int>(std::ceil(Distance(course[i - 1], course[i]) / pieceSize)));
     for (int piece = 0; piece < pieces; ++piece) {
       auto const at = [&](double share) {
-        return Between(course[i - 1], course[i], (piece + share) / pieces);
+        return PixelBetween(course[i - 1], course[i], (piece + share) / pieces);
       };
       auto const found = seen.At(at(0.5));
       bool const isSeen = found && std::abs(*found - value) <= tolerance;

@@ -11,12 +11,12 @@ namespace {
 
 constexpr std::chrono::milliseconds firstWait{200};
 constexpr std::chrono::milliseconds redraw{100};
-constexpr int barWidth = 24;
+constexpr int progressWidth = 24;
 
 std::string Line(std::string const& label, int percent) {
-  auto const filled = static_cast<std::size_t>(percent * barWidth / 100);
+  auto const filled = static_cast<std::size_t>(percent * progressWidth / 100);
   std::string bar(filled, '#');
-  bar.resize(barWidth, ' ');
+  bar.resize(progressWidth, ' ');
   auto number = std::to_string(percent);
   number.insert(0, 3 - number.size(), ' ');
   return label + "  [" + bar + "] " + number + " %";
