@@ -39,8 +39,8 @@ void StoreLane(std::byte* bytes, __m128i lane) noexcept {
   _mm_storeu_si128(static_cast<__m128i*>(static_cast<void*>(bytes)), lane);
 }
 
-/// Interleaves the first half of the registers' bytes with the second. In a byte's place, written in binary, the
-/// top digit becomes the lowest.
+/// Interleaves the first half of the registers' bytes with the second. In a byte's place, written in binary,
+/// the top digit becomes the lowest.
 template <std::size_t Width, std::size_t... Half>
 void Interleave(__m128i (&lanes)[Width], std::index_sequence<Half...>) noexcept {
   __m128i next[Width];
@@ -56,8 +56,8 @@ void Rotate(__m128i (&lanes)[Width], std::index_sequence<Round...>) noexcept {
   ((static_cast<void>(Round), Interleave(lanes, std::make_index_sequence<Width / 2>{})), ...);
 }
 
-/// An element's number has four binary digits in one step. Its bytes begin at element * Width + byte; after four
-/// rotations they are at byte * 16 + element.
+/// An element's number has four binary digits in one step. Its bytes begin at element * Width + byte; after
+/// four rotations they are at byte * 16 + element.
 template <std::size_t Width, std::size_t... Lane>
 std::size_t ShuffleSteps(sto_ByteView elements, std::byte* planes, std::index_sequence<Lane...>) noexcept {
   std::size_t const count = elements.size() / Width;
