@@ -50,15 +50,32 @@ std::size_t sto_Compressor::Encode(sto_ByteView content, std::span<std::byte> st
   return static_cast<std::size_t>(size);
 }
 
+/// Whether plain LZ4 may need fewer than `shuffled` bytes for content, by its first quarter. LZ4 would notice
+/// a failure by itself, but late, and slowly: unshuffled numbers have many short matches.
+bool sto_Compressor::MayBeatShuffled(sto_ByteView content, std::size_t shuffled) noexcept {
+  constexpr std::size_t ShortBytes = 4096; // a first quarter of less says little
+  constexpr std::size_t StartBytes = 32;   // for the first elements, which nothing precedes
+  if (content.size() < ShortBytes) return true;
+  std::size_t const share = shuffled / 4 + shuffled / 16; // a quarter more: later parts may do better
+  std::size_t const room = std::min(share + StartBytes, m_Second.size());
+  return Encode(content.first(content.size() / 4), std::span(m_Second).first(room)) != 0;
+}
+
 sto_Compressor::Encoded sto_Compressor::EncodeSmaller(sto_ByteView content, std::size_t width,
                                                       std::span<std::byte> stored) noexcept {
-  std::size_t const shuffled = width == 1 ? 0 : Encode(Shuffle(content, width), stored);
-  // The second attempt ends when it gets larger than the first. Shuffled numbers compress faster, and usually
-  // better, so they are first.
-  std::span<std::byte> const second = width == 1 ? stored : std::span(m_Second).first(stored.size());
-  std::size_t const plain = Encode(content, shuffled == 0 ? second : second.first(shuffled));
+  if (width == 1) {
+    std::size_t const size = Encode(content, stored);
+    return {size == 0 ? sto_Compression::None : sto_Compression::Lz4, size};
+  }
+  // Shuffled numbers compress faster, and usually better. The second attempt ends when it gets larger.
+  std::size_t const shuffled = Encode(Shuffle(content, width), stored);
+  std::size_t plain = 0;
+  if (shuffled == 0)
+    plain = Encode(content, stored);
+  else if (MayBeatShuffled(content, shuffled))
+    plain = Encode(content, std::span(m_Second).first(shuffled));
   if (plain == 0) return {shuffled == 0 ? sto_Compression::None : sto_Compression::ShuffledLz4, shuffled};
-  if (width != 1) std::copy_n(second.begin(), plain, stored.begin());
+  if (shuffled != 0) std::copy_n(m_Second.begin(), plain, stored.begin());
   return {sto_Compression::Lz4, plain};
 }
 

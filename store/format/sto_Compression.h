@@ -31,8 +31,10 @@ class sto_Compressor {
   static constexpr std::size_t LeastSaving = 16;
 
   /// Appends the stored form of `content` to `bytes` and returns how it is compressed: by LZ4 or shuffled
-  /// LZ4, whichever is smaller, or not at all if neither pays. The result depends only on the content, the
-  /// width and the version of LZ4. REQUIRES: 1 <= width; `bytes` does not overlap `content`.
+  /// LZ4, whichever is smaller, or not at all if neither pays. (LZ4 is not tried on a long block whose first
+  /// quarter is much better shuffled.) The result depends only on the content, the width and the version of
+  /// LZ4.
+  /// REQUIRES: 1 <= width; `bytes` does not overlap `content`.
   [[nodiscard]] sto_Compression Compress(sto_ByteView content, std::size_t width, sto_Bytes& bytes);
 
   /// The same with a given codec, even if it does not pay. False, with `bytes` unchanged, if there is no such
@@ -65,6 +67,7 @@ class sto_Compressor {
   /// To `stored`; None and 0 if it does not fit. REQUIRES: MakeRoom was called.
   [[nodiscard]] Encoded EncodeSmaller(sto_ByteView content, std::size_t width,
                                       std::span<std::byte> stored) noexcept;
+  [[nodiscard]] bool MayBeatShuffled(sto_ByteView content, std::size_t shuffled) noexcept;
   [[nodiscard]] std::size_t Encode(sto_ByteView content, std::span<std::byte> stored) noexcept;
 
   // Memory that is used again. It only grows.

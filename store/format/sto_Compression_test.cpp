@@ -183,6 +183,28 @@ TEST(StoreCompression, CodecFitsTheKindOfContent) {
             sto_Compression::ShuffledLz4);
 }
 
+TEST(StoreCompression, FirstQuarterOfALongBlockDecidesAboutTheSecondAttempt) {
+  // A slope, zeros, and then seven numbers in random order, which plain LZ4 compresses much better.
+  auto const mixed = [](std::size_t count) {
+    std::mt19937 random(8);
+    return Numbers(count, [&](std::size_t i) -> std::uint64_t {
+      if (i <= count / 4) return i * 0x0007'0005'0003'0001;
+      return i < count * 2 / 5 ? 0 : (random() % 7 + 1) * 0x9E37'79B9'7F4A'7C15;
+    });
+  };
+  for (std::size_t const count : {511, 512, 2048}) {
+    sto_Bytes const content = mixed(count);
+    sto_Compressor compressor;
+    sto_Bytes plain, shuffled, bytes;
+    ASSERT_TRUE(compressor.CompressAs(sto_Compression::Lz4, content, 8, plain));
+    ASSERT_TRUE(compressor.CompressAs(sto_Compression::ShuffledLz4, content, 8, shuffled));
+    EXPECT_LT(plain.size(), shuffled.size());
+    sto_Compression const codec = compressor.Compress(content, 8, bytes);
+    EXPECT_EQ(codec, count == 511 ? sto_Compression::Lz4 : sto_Compression::ShuffledLz4) << count;
+    ExpectRestored(compressor, codec, bytes, 8, content);
+  }
+}
+
 TEST(StoreCompression, ShortContentIsNotCompressed) {
   EXPECT_EQ(Compressed(sto_Bytes(63), 1).m_Codec, sto_Compression::None);
   EXPECT_EQ(Compressed(sto_Bytes(63), 1).m_Bytes, sto_Bytes(63));

@@ -24,14 +24,15 @@ enum class sto_ContentKind : std::uint8_t {
 ///     term = xxh3_128_intdigest(content, seed=seed)
 ///     total = sum(terms) % 2**128
 ///
-/// Why equal contents under different keys or kinds do not get mixed up: XXH3 maps eight bytes one to one to 64
-/// bits, so numeric keys of one kind have different seeds. Two seeds of different kinds, or of texts, are equal
-/// with a probability of 2^-64. A store with 2^24 items has fewer than 2^47 pairs, and so any such pair at all
-/// with a probability below 2^-17. Even then, what goes unnoticed is only that exactly these two exchange their
-/// contents. A key of eight letters is hashed as the number is, so a kind has either numeric keys or texts.
+/// Why equal contents under different keys or kinds do not get mixed up: XXH3 maps eight bytes one to one to
+/// 64 bits, so numeric keys of one kind have different seeds. Two seeds of different kinds, or of texts, are
+/// equal with a probability of 2^-64. A store with 2^24 items has fewer than 2^47 pairs, and so any such pair
+/// at all with a probability below 2^-17. Even then, what goes unnoticed is only that exactly these two
+/// exchange their contents. A key of eight letters is hashed as the number is, so a kind has either numeric
+/// keys or texts.
 ///
-/// Like the checksums, this protects against accidents, not against forgery: contents that are chosen on purpose
-/// can give any sum. Thread rule: a plain value.
+/// Like the checksums, this protects against accidents, not against forgery: contents that are chosen on
+/// purpose can give any sum. Thread rule: a plain value.
 class sto_ContentSum {
  public:
   /// Bytes of the stored form.
