@@ -53,7 +53,8 @@ double Random(std::mt19937& random) {
 
 /// A field over a grid of 100 nodes a row.
 double Temperature(int node) {
-  return 300 + 20 * std::sin(node % 100 * 0.03) * std::cos(node / 100 * 0.02);
+  int const row = node / 100;
+  return 300 + 20 * std::sin(node % 100 * 0.03) * std::cos(row * 0.02);
 }
 
 /// The nodes of hexahedra in a grid of 20 x 20 cells a layer, eight nodes each.
@@ -92,8 +93,8 @@ std::vector<Array> Doubles() {
                            [](int i) { return static_cast<double>(static_cast<float>(Temperature(i))); }));
   arrays.push_back(Numbers("doubles, coordinates x y z", [](int i) {
     int const node = i / 3;
-    return std::array{node % 21 * 0.1, node / 21 % 21 * 0.1,
-                      node / 441 * 0.1}[static_cast<std::size_t>(i % 3)];
+    std::array const place{node % 21, node / 21 % 21, node / 441};
+    return place[static_cast<std::size_t>(i % 3)] * 0.1;
   }));
   arrays.push_back(
       Numbers("doubles, two decimals", [&](int) { return std::floor(Random(random) * 1e5) / 100; }));
