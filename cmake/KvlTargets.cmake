@@ -96,14 +96,17 @@ function(kvl_add_store)
   find_package(SQLite3 3.40 REQUIRED)
   find_path(XXHASH_INCLUDE_DIR xxhash.h REQUIRED)
   find_library(XXHASH_LIBRARY xxhash REQUIRED)
+  find_path(LZ4_INCLUDE_DIR lz4.h REQUIRED)
+  find_library(LZ4_LIBRARY lz4 REQUIRED)
   add_library(KVLstore_objects OBJECT)
   target_link_libraries(KVLstore_objects
-    PUBLIC KVL::persist SQLite::SQLite3 "${XXHASH_LIBRARY}" PRIVATE kvl_flags)
-  target_include_directories(KVLstore_objects SYSTEM PUBLIC "${XXHASH_INCLUDE_DIR}")
+    PUBLIC KVL::persist SQLite::SQLite3 "${XXHASH_LIBRARY}" "${LZ4_LIBRARY}" PRIVATE kvl_flags)
+  target_include_directories(KVLstore_objects SYSTEM PUBLIC "${XXHASH_INCLUDE_DIR}" "${LZ4_INCLUDE_DIR}")
   kvl_library(KVLstore store
     SOURCES "$<TARGET_OBJECTS:KVLstore_objects>"
     PUBLIC KVLpersist
-    PRIVATE SQLite::SQLite3 "$<BUILD_INTERFACE:${XXHASH_LIBRARY}>" "$<INSTALL_INTERFACE:xxhash>")
+    PRIVATE SQLite::SQLite3 "$<BUILD_INTERFACE:${XXHASH_LIBRARY}>" "$<INSTALL_INTERFACE:xxhash>"
+      "$<BUILD_INTERFACE:${LZ4_LIBRARY}>" "$<INSTALL_INTERFACE:lz4>")
   set_target_properties(KVLstore PROPERTIES LINKER_LANGUAGE CXX)
 endfunction()
 

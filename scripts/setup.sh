@@ -8,7 +8,7 @@ set -euo pipefail
 
 packages=(
   g++ cmake ninja-build ccache # the build
-  libsqlite3-dev libxxhash-dev # the database module
+  libsqlite3-dev libxxhash-dev liblz4-dev # the database module
   sqlite3                      # looking into stores
   libgtest-dev python3 git     # the tests
   libeigen3-dev libcli11-dev nlohmann-json3-dev # the examples

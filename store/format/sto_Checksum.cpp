@@ -1,12 +1,7 @@
 #include "store/format/sto_Checksum.h"
 
-#if defined(__x86_64__) && __has_include(<xxh_x86dispatch.h>)
-#include <xxh_x86dispatch.h> // chooses the processor's widest registers at run time
-#else
-#include <xxhash.h>
-#endif
-
 #include "store/format/sto_Format.h"
+#include "store/format/sto_XxHash.h"
 
 std::uint64_t sto_Checksum(std::uint64_t owner, sto_ByteView bytes) noexcept {
   return XXH3_64bits_withSeed(bytes.data(), bytes.size(), owner);
