@@ -1,4 +1,4 @@
-/// Measures many small objects in a store, beside bare SQLite and serialization libraries.
+/// Measures many small objects in a store, beside bare SQLite, HDF5 and serialization libraries.
 ///
 ///     objects_bench [COUNT [FOLDER]]    COUNT objects (default: a million); files go to FOLDER (default: the
 ///                                       system's temporary folder)
@@ -21,6 +21,7 @@
 #include <functional>
 
 #include "bench/objects_ArchiveContenders.h"
+#include "bench/objects_Hdf5Contenders.h"
 #include "bench/objects_RootTouch.h"
 #include "bench/objects_SqliteContenders.h"
 #include "bench/objects_StoreContenders.h"
@@ -34,6 +35,8 @@ void objects_Require(bool works, std::string const& what) {
 
 namespace {
 
+constexpr std::size_t FewObjects = 50'000; // for a contender that is far slower than all others
+
 double SecondsOf(std::function<void()> const& work) {
   auto const start = std::chrono::steady_clock::now();
   work();
@@ -45,7 +48,7 @@ double Median(std::vector<double> values) {
   return values.empty() ? 0 : values[values.size() / 2];
 }
 
-/// Seconds, one value per round.
+/// Seconds an object, one value per round.
 struct Times {
   std::vector<double> m_Save, m_Close, m_Load, m_Shuffled, m_Release;
 };
@@ -54,8 +57,12 @@ struct Entry {
   char const* m_Name;
   std::unique_ptr<objects_Contender> m_Contender;
   std::string m_Path;
-  Times m_Times;
+  std::vector<int> m_Order; // for loading shuffled
+  objects_Tally m_Expected;
+  Times m_Times = {};
   std::uintmax_t m_Bytes = 0;
+
+  [[nodiscard]] double Count() const { return static_cast<double>(m_Order.size()); }
 };
 
 objects_Tally TallyOf(std::vector<objects_Sample> const& samples) {
@@ -64,24 +71,25 @@ objects_Tally TallyOf(std::vector<objects_Sample> const& samples) {
   return tally;
 }
 
-void MeasureRound(Entry& entry, std::vector<int> const& order, objects_Tally const& expected) {
+void MeasureRound(Entry& entry) {
   objects_Contender& contender = *entry.m_Contender;
   Times& times = entry.m_Times;
+  auto const each = [&](std::function<void()> const& work) { return SecondsOf(work) / entry.Count(); };
   auto const end = [&] {
-    objects_Require(contender.Loaded() == expected,
+    objects_Require(contender.Loaded() == entry.m_Expected,
                     std::string(entry.m_Name) + ": other objects were loaded");
-    double const seconds = SecondsOf([&] { contender.Release(); });
+    double const seconds = each([&] { contender.Release(); });
     contender.Close();
     return seconds;
   };
   contender.Prepare(entry.m_Path);
-  times.m_Save.push_back(SecondsOf([&] { contender.Save(); }));
-  times.m_Close.push_back(SecondsOf([&] { contender.Close(); }));
+  times.m_Save.push_back(each([&] { contender.Save(); }));
+  times.m_Close.push_back(each([&] { contender.Close(); }));
   entry.m_Bytes = std::filesystem::file_size(entry.m_Path);
-  times.m_Load.push_back(SecondsOf([&] { contender.Load(entry.m_Path); }));
+  times.m_Load.push_back(each([&] { contender.Load(entry.m_Path); }));
   times.m_Release.push_back(end());
   bool isPossible = false;
-  double const shuffled = SecondsOf([&] { isPossible = contender.LoadShuffled(entry.m_Path, order); });
+  double const shuffled = each([&] { isPossible = contender.LoadShuffled(entry.m_Path, entry.m_Order); });
   if (!isPossible) return;
   times.m_Shuffled.push_back(shuffled);
   end();
@@ -95,7 +103,7 @@ double RateRatio(std::vector<double> const& ours, std::vector<double> const& the
   return Median(ratios);
 }
 
-void PrintEntries(std::vector<Entry> const& entries, double count) {
+void PrintEntries(std::vector<Entry> const& entries) {
   Times const& store = entries.front().m_Times;
   std::printf("  %-27s %8s %8s %8s %8s %8s %7s   %6s %6s\n", "", "save", "load", "shuffled", "destroy",
               "close", "bytes/", "store:", "store:");
@@ -103,15 +111,15 @@ void PrintEntries(std::vector<Entry> const& entries, double count) {
               "object", "save x", "load x");
   for (Entry const& entry : entries) {
     Times const& times = entry.m_Times;
-    auto const rate = [&](std::vector<double> const& seconds) { return count / Median(seconds) / 1e3; };
-    auto const cost = [&](std::vector<double> const& seconds) { return Median(seconds) / count * 1e9; };
+    auto const rate = [&](std::vector<double> const& seconds) { return 1e-3 / Median(seconds); };
+    auto const cost = [&](std::vector<double> const& seconds) { return Median(seconds) * 1e9; };
     std::printf("  %-27s %8.0f %8.0f ", entry.m_Name, rate(times.m_Save), rate(times.m_Load));
     if (times.m_Shuffled.empty())
       std::printf("%8s", "-");
     else
       std::printf("%8.0f", rate(times.m_Shuffled));
     std::printf(" %8.0f %8.0f %7.1f   %6.2f %6.2f\n", cost(times.m_Release), cost(times.m_Close),
-                static_cast<double>(entry.m_Bytes) / count, RateRatio(store.m_Save, times.m_Save),
+                static_cast<double>(entry.m_Bytes) / entry.Count(), RateRatio(store.m_Save, times.m_Save),
                 RateRatio(store.m_Load, times.m_Load));
   }
 }
@@ -122,34 +130,41 @@ void PrintTarget(char const* what, double ratio, double atLeast) {
 
 std::vector<Entry> MakeEntries(std::vector<objects_Sample> const& samples, std::string const& folder) {
   std::vector<Entry> entries;
-  auto const add = [&](char const* name, std::unique_ptr<objects_Contender> contender) {
+  auto const add = [&](char const* name, std::unique_ptr<objects_Contender> contender,
+                       std::vector<objects_Sample> const& of) {
     std::string const path = folder + "/objects" + std::to_string(entries.size());
-    entries.push_back({name, std::move(contender), path, {}});
+    entries.push_back(
+        {name, std::move(contender), path, objects_ShuffledOrder(static_cast<int>(of.size())), TallyOf(of)});
   };
-  add("store", std::make_unique<objects_StoreContender>(samples));
-  add("SQLite, packed row", std::make_unique<objects_PackedContender>(samples));
-  add("SQLite, row per field", std::make_unique<objects_RowAFieldContender>(samples));
-  add("Boost, polymorphic pointers", objects_MakeBoostPointers(samples));
-  add("Boost, values", objects_MakeBoostValues(samples));
-  add("cereal, polymorphic pointers", objects_MakeCerealPointers(samples));
-  add("cereal, values", objects_MakeCerealValues(samples));
-  add("store, one root each", std::make_unique<objects_RootsContender>(samples));
-  add("SQLite, packed row by name", std::make_unique<objects_PackedByNameContender>(samples));
+  // HDF5 takes a hundred times as long for a data set as for a row.
+  std::vector<objects_Sample> const few(
+      samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(std::min(samples.size(), FewObjects)));
+  add("store", std::make_unique<objects_StoreContender>(samples), samples);
+  add("SQLite, packed row", std::make_unique<objects_PackedContender>(samples), samples);
+  add("SQLite, row per field", std::make_unique<objects_RowAFieldContender>(samples), samples);
+  add("Boost, polymorphic pointers", objects_MakeBoostPointers(samples), samples);
+  add("Boost, values", objects_MakeBoostValues(samples), samples);
+  add("cereal, polymorphic pointers", objects_MakeCerealPointers(samples), samples);
+  add("cereal, values", objects_MakeCerealValues(samples), samples);
+  add("store, one root each", std::make_unique<objects_RootsContender>(samples), samples);
+  add("SQLite, packed row by name", std::make_unique<objects_PackedByNameContender>(samples), samples);
+  add("HDF5, table", objects_MakeHdf5Table(samples), samples);
+  add("HDF5, table, variable text", objects_MakeHdf5VariableTable(samples), samples);
+  add("HDF5, data set each (few)", objects_MakeHdf5DataSets(few), few);
   return entries;
 }
 
 void Measure(int count, int rounds, std::string const& folder) {
   {
     std::vector<objects_Sample> const samples = objects_MakeSamples(count);
-    std::vector<int> const order = objects_ShuffledOrder(count);
-    objects_Tally const expected = TallyOf(samples);
     std::vector<Entry> entries = MakeEntries(samples, folder);
     for (int round = 0; round < rounds; ++round)
-      for (Entry& entry : entries) MeasureRound(entry, order, expected);
+      for (Entry& entry : entries) MeasureRound(entry);
 
     std::printf("%d small objects in one transaction, medians of %d rounds (thousand objects per second):\n",
                 count, rounds);
-    PrintEntries(entries, count);
+    PrintEntries(entries);
+    std::printf("  (few: %.0f objects)\n", entries.back().Count());
     Times const& store = entries[0].m_Times;
     std::printf("\nRates of the store, as multiples of its peers':\n");
     PrintTarget("save / packed row", RateRatio(store.m_Save, entries[1].m_Times.m_Save), 0.8);
