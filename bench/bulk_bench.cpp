@@ -120,7 +120,7 @@ void MeasureServing(char const* self, std::string const& folder, cls_ClassRegist
     ratios.push_back(ours.back() / floor);
     scans += reader.End();
   }
-  std::printf("  %-22s %19.3f %7.2f   (beside a reader that scanned 16 MB %ld times)\n", "write, served",
+  std::printf("  %-23s %19.3f %7.2f   (beside a reader that scanned 16 MB %ld times)\n", "write, served",
               Median(ours), Median(ratios), scans);
   std::filesystem::remove(path);
 }
@@ -224,7 +224,7 @@ struct Row {
       for (std::size_t i = 0; i < times.size(); ++i) ratios.push_back(times[i] / m_Plain[i]);
       return Median(ratios);
     };
-    std::printf("  %-22s %9.3f %9.3f %7.2f", name, Median(m_Plain), Median(m_Ours), ratio(m_Ours));
+    std::printf("  %-23s %9.3f %9.3f %7.2f", name, Median(m_Plain), Median(m_Ours), ratio(m_Ours));
     if (!m_Hdf5.empty()) std::printf(" %9.3f %7.2f", Median(m_Hdf5), ratio(m_Hdf5));
     std::printf("\n");
     if (figure != nullptr) bench_Figures::Print(figure, ratio(m_Ours), "ratio");
@@ -312,7 +312,7 @@ void MeasureRandom(Files& files, cls_ClassRegistrar const& registrar) {
     first.m_Hdf5.push_back(SecondsOf([&] { Use(files.m_Hdf5.Read(order, false)); }));
   }
   first.Print("random, first touch", "bulk.random.first");
-  again.Print("random, read before", "bulk.random.again");
+  again.Print("random, verified before", "bulk.random.again");
 }
 
 /// Changes elements of the given blocks in one transaction.
@@ -391,7 +391,7 @@ void MeasureStore(char const* self, std::string const& folder, cls_ClassRegistra
   Files files(folder, s_IsSmoke ? 50 : 50'000'000 / BlockCount);
   std::printf("\nOn a store, %d doubles (%.0f MB), as multiples of a plain file with one fsync:\n",
               files.Count(), files.DataBytes() * 1e-6);
-  std::printf("  %-22s %9s %9s %7s %9s %7s\n", "", "plain s", "store s", "ratio", "HDF5 s", "ratio");
+  std::printf("  %-23s %9s %9s %7s %9s %7s\n", "", "plain s", "store s", "ratio", "HDF5 s", "ratio");
   MeasureWriting(files, registrar);
   MeasureScan(files, registrar);
   MeasureRandom(files, registrar);
