@@ -10,6 +10,7 @@
 #include "collections/cls_ArrayPrim.h"
 #include "metadata/cls_ClassRegistrar.h"
 #include "store/sto_Store.h"
+#include "wrappers/cls_xp1DArrayList.h"
 
 inline constexpr int BlockCount = 2048; // elements in a block
 
@@ -49,6 +50,25 @@ template <class T> struct Result {
            : std::is_same_v<T, int>  ? "IntResult"_cow
                                      : "FloatResult"_cow;
   }
+};
+
+/// An object with a list of doubles that is in memory and saved whole.
+struct ListResult {
+  static constexpr unsigned int TypeId() noexcept { return 0x670004; }
+  static void Declare(cls_ClassRegistrar& registrar) {
+    registrar.CreateClassMD("ListResult"_cow, TypeId(), 1, nullptr, 1)
+        .AddAttribute(Field(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
+  }
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    if (!visitor.StartWrite(TypeId(), m_Uid)) return;
+    m_List.DBWrite(cls_WriteVisitor(visitor, Field(), nullptr, &m_List));
+  }
+
+  cls_xp1DArrayListDouble m_List;
+  cls_Uid m_Uid;
+
+ private:
+  static cls_FieldHandle Field() { return {0, "m_List"_cow}; }
 };
 
 /// Writes the elements block by block, in the same pieces as the peers.

@@ -34,6 +34,7 @@
 #include <vector>
 
 #include "bench/bench_Figures.h"
+#include "bench/bench_SaveAgain.h"
 #include "bench/bulk_Arrays.h"
 #include "bench/bulk_History.h"
 #include "bench/bulk_Memory.h"
@@ -387,6 +388,23 @@ void PrintFileRatios(std::string const& folder, cls_ClassRegistrar const& regist
   bench_Figures::Print("bulk.file.overwritten", overwritten, "ratio");
 }
 
+/// A list of doubles that is always saved whole, and saved again unchanged.
+void MeasureListAgain(std::string const& folder, cls_ClassRegistrar const& registrar) {
+  std::string const path = folder + "/list.kvs";
+  int const count = s_IsSmoke ? 10'000 : 10'000'000;
+  ListResult result;
+  for (int i = 0; i < count; ++i) result.m_List.Append(i * 0.5);
+  bench_SaveAgain again;
+  for (int i = 0; i < Repetitions(5); ++i) {
+    std::filesystem::remove(path);
+    sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar);
+    again.Measure(path, [&] { store.Save("result", result); });
+  }
+  std::filesystem::remove(path);
+  std::printf("\nA list of %d doubles that is saved whole:\n", count);
+  again.Print("unchanged list saved again / its first save", "bulk.again");
+}
+
 void MeasureStore(char const* self, std::string const& folder, cls_ClassRegistrar const& registrar) {
   Files files(folder, s_IsSmoke ? 50 : 50'000'000 / BlockCount);
   std::printf("\nOn a store, %d doubles (%.0f MB), as multiples of a plain file with one fsync:\n",
@@ -401,6 +419,7 @@ void MeasureStore(char const* self, std::string const& folder, cls_ClassRegistra
   if (!bench_Figures::IsEnabled()) MeasureServing(self, folder, registrar, files.m_Blocks);
   PrintFileRatios(folder, registrar, written, overwritten);
   MeasureOneChange(files.m_Store, registrar);
+  MeasureListAgain(folder, registrar);
 }
 
 } // namespace
@@ -415,6 +434,7 @@ int main(int argc, char** argv) {
     Result<double>::Declare(registrar);
     Result<int>::Declare(registrar);
     Result<float>::Declare(registrar);
+    ListResult::Declare(registrar);
     if (arguments.size() == 3 && arguments[0] == "--saving") {
       PrintPeakOfSaving(std::atoi(argv[2]), argv[3], registrar);
     } else if (arguments.size() == 3 && arguments[0] == "--memory") {

@@ -63,9 +63,12 @@ ROWS = [
     Row("save and root each / packed row by name", [("", Figure("objects.roots.save", least=0.9))]),
     Row("load shuffled by root name / packed row", [("", Figure("objects.roots.shuffled", least=1.0))]),
     Row("unchanged list saved again / first save", [
-        ("", Figure("objects.again.rate", least=1.0)),
+        ("objects", Figure("objects.again.rate", least=1.0)),
         ("bytes written", Figure("objects.again.written", most=0, text="{:,.0f}")),
-        ("file or journal touched", Figure("objects.again.touched", most=0, text="{:.0f}"))]),
+        ("file or journal touched", Figure("objects.again.touched", most=0, text="{:.0f}")),
+        ("10 million doubles", Figure("bulk.again.rate", least=1.0)),
+        ("bytes written", Figure("bulk.again.written", most=0, text="{:,.0f}")),
+        ("file or journal touched", Figure("bulk.again.touched", most=0, text="{:.0f}"))]),
     Row("bytes an object", [
         ("list", Figure("objects.list.bytes", most=60, text="{:.1f}")),
         ("root each", Figure("objects.roots.bytes", most=95, text="{:.1f}"))]),

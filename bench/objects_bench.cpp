@@ -22,11 +22,11 @@
 #include <functional>
 
 #include "bench/bench_Figures.h"
+#include "bench/bench_SaveAgain.h"
 #include "bench/objects_ArchiveContenders.h"
 #include "bench/objects_FreshProcess.h"
 #include "bench/objects_Hdf5Contenders.h"
 #include "bench/objects_RootTouch.h"
-#include "bench/objects_SaveAgain.h"
 #include "bench/objects_SqliteContenders.h"
 #include "bench/objects_StoreContenders.h"
 #include "module/nex_initialize.h"
@@ -247,13 +247,12 @@ void PrintRatios(std::vector<Entry> const& entries) {
   bench_Figures::Print("objects.roots.bytes", rootsEntry.BytesEach(), "bytes");
 }
 
-void PrintAgain(objects_SaveAgain const& again) {
-  PrintRatio("unchanged list saved again / its first save", RateRatio(again.m_Again, again.m_First),
-             "objects.again.rate");
-  std::printf("  Saving it again writes %.0f bytes, journal included; file and journal %s.\n",
-              again.m_WrittenBytes, again.m_IsTouched ? "were touched" : "stay untouched");
-  bench_Figures::Print("objects.again.written", again.m_WrittenBytes, "bytes");
-  bench_Figures::Print("objects.again.touched", again.m_IsTouched ? 1 : 0, "flag");
+/// Saves a list of objects and saves it again unchanged.
+void MeasureAgain(bench_SaveAgain& again, objects_Contender& list, std::string const& path) {
+  list.Prepare(path);
+  again.Measure(path, [&] { list.Save(); });
+  list.Close();
+  std::filesystem::remove(path);
 }
 
 // ---- All of it
@@ -275,16 +274,16 @@ std::vector<Entry> MakeEntries(std::vector<objects_Sample> const& samples, std::
 void Measure(int count, int rounds, std::string const& folder) {
   {
     std::vector<Entry> entries = MakeEntries(objects_MakeSamples(count), folder);
-    objects_SaveAgain again;
+    bench_SaveAgain again;
     for (int round = 0; round < rounds; ++round) {
       MeasureRound(entries, round % 2 != 0);
-      again.Measure(*entries.front().m_Contender, folder + "/again");
+      MeasureAgain(again, *entries.front().m_Contender, folder + "/again");
     }
     std::printf("%d small objects in one transaction, medians of %d rounds (thousand objects per second):\n",
                 count, rounds);
     PrintEntries(entries);
     PrintRatios(entries);
-    PrintAgain(again);
+    again.Print("unchanged list saved again / its first save", "objects.again");
     for (Entry const& entry : entries) std::filesystem::remove(entry.m_Path);
   }
   if (!bench_Figures::IsEnabled()) objects_PrintRootTouch(folder + "/roots", count);
