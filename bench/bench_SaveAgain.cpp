@@ -60,7 +60,7 @@ void bench_SaveAgain::Measure(std::string const& path, std::function<void()> con
   double const first = SecondsOf(save);
   Trace const before(path);
   double const written = WrittenBytes();
-  m_Ratios.push_back(first / SecondsOf(save));
+  m_Ratios.push_back(SecondsOf(save) / first);
   m_WrittenBytes = std::max(m_WrittenBytes, WrittenBytes() - written);
   m_IsTouched = m_IsTouched || !(before == Trace(path));
 }
@@ -68,10 +68,10 @@ void bench_SaveAgain::Measure(std::string const& path, std::function<void()> con
 void bench_SaveAgain::Print(char const* what, std::string const& figure) const {
   std::vector<double> ratios = m_Ratios;
   std::ranges::sort(ratios);
-  double const rate = ratios[ratios.size() / 2];
+  double const time = ratios[ratios.size() / 2];
   std::printf("  %-58s %6.2f\n  Saving it again writes %.0f bytes, journal included; file and journal %s.\n",
-              what, rate, m_WrittenBytes, m_IsTouched ? "were touched" : "stay untouched");
-  bench_Figures::Print(figure + ".rate", rate, "ratio");
+              what, time, m_WrittenBytes, m_IsTouched ? "were touched" : "stay untouched");
+  bench_Figures::Print(figure + ".time", time, "ratio");
   bench_Figures::Print(figure + ".written", m_WrittenBytes, "bytes");
   bench_Figures::Print(figure + ".touched", m_IsTouched ? 1 : 0, "flag");
 }

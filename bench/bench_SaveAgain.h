@@ -11,11 +11,11 @@ class bench_SaveAgain {
   /// folder of the file meanwhile.
   void Measure(std::string const& path, std::function<void()> const& save);
 
-  /// Prints the results: to people, and as figures `NAME.rate`, `NAME.written` and `NAME.touched`.
+  /// Prints the results: to people, and as figures `NAME.time`, `NAME.written` and `NAME.touched`.
   void Print(char const* what, std::string const& figure) const;
 
  private:
-  std::vector<double> m_Ratios; // the rate of the second save as a multiple of the first's
+  std::vector<double> m_Ratios; // the time of the second save as a multiple of the first's
   double m_WrittenBytes = 0;    // by the second save, into any file; the most
   bool m_IsTouched = false;     // whether a second save changed the file or made a journal
 };

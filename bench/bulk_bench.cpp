@@ -402,7 +402,7 @@ void MeasureListAgain(std::string const& folder, cls_ClassRegistrar const& regis
   }
   std::filesystem::remove(path);
   std::printf("\nA list of %d doubles that is saved whole:\n", count);
-  again.Print("unchanged list saved again / its first save", "bulk.again");
+  again.Print("time: unchanged list saved again / its first save", "bulk.again");
 }
 
 void MeasureStore(char const* self, std::string const& folder, cls_ClassRegistrar const& registrar) {

@@ -283,7 +283,7 @@ void Measure(int count, int rounds, std::string const& folder) {
                 count, rounds);
     PrintEntries(entries);
     PrintRatios(entries);
-    again.Print("unchanged list saved again / its first save", "objects.again");
+    again.Print("time: unchanged list saved again / its first save", "objects.again");
     for (Entry const& entry : entries) std::filesystem::remove(entry.m_Path);
   }
   if (!bench_Figures::IsEnabled()) objects_PrintRootTouch(folder + "/roots", count);

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the benchmarks, runs them, and prints the figures that matter most beside those that we want to reach. Takes
-# about three minutes a run; nothing else should run on the machine. Arguments go to bench/figures.py:
+# some minutes a run; nothing else should use the machine. Arguments go to bench/figures.py:
 #   scripts/figures.sh --runs 3          medians of three runs
 #   scripts/figures.sh --folder FOLDER   where the files go, 2 GB (default: the system's temporary folder)
 set -euo pipefail
