@@ -5,23 +5,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <numeric>
 #include <string>
 #include <vector>
 
+#include "bench/bulk_Arrays.h"
+#include "bench/bulk_Tools.h"
+
 // What bulk arrays on a store are compared with: the same blocks in a plain file and in HDF5.
 
-inline constexpr int BlockCount = 2048; // elements in a block
 inline constexpr std::size_t BlockBytes = BlockCount * sizeof(double);
-
-/// Ends the program if a step failed.
-inline void Check(bool works, char const* what) {
-  if (works) return;
-  std::perror(what);
-  std::exit(1);
-}
 
 /// The lower bound: the same blocks in a plain file.
 class PlainFile {

@@ -3,6 +3,7 @@
 ///
 ///     bulk_bench [FOLDER]             1.5 GB of files go to FOLDER (default: the temporary folder)
 ///     bulk_bench --smoke              everything once, small; the figures mean nothing
+///     bulk_bench --figures ...        what bench/figures.py prints, for scripts
 ///
 /// The program runs itself with these options to measure another process:
 ///
@@ -19,213 +20,29 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <map>
 #include <memory>
 #include <numeric>
+#include <optional>
 #include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bench/bench_Figures.h"
+#include "bench/bench_SaveAgain.h"
+#include "bench/bulk_Arrays.h"
+#include "bench/bulk_History.h"
+#include "bench/bulk_Memory.h"
 #include "bench/bulk_Peers.h"
-#include "collections/cls_ArrayPrim.h"
+#include "bench/bulk_Tools.h"
 #include "module/nex_initialize.h"
-#include "store/sto_Store.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-bool s_IsSmoke = false;
-
-double SecondsOf(std::function<void()> const& work) {
-  Clock::time_point const start = Clock::now();
-  work();
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double Median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return values[values.size() / 2];
-}
-
-template <class T> void Use(T const& value) {
-  asm volatile("" : : "r,m"(value) : "memory");
-}
-
-/// Measures ours and a peer in turn.
-void Compare(char const* name, char const* peer, double count, std::function<void()> const& ours,
-             std::function<void()> const& theirs, char const* reach) {
-  std::vector<double> mine, other, ratios;
-  for (int i = 0; i < (s_IsSmoke ? 1 : 7); ++i) {
-    mine.push_back(SecondsOf(ours));
-    other.push_back(SecondsOf(theirs));
-    ratios.push_back(mine.back() / other.back());
-  }
-  std::printf("  %-34s %8.2f ns   %-22s %8.2f ns   %5.2f  %s\n", name, Median(mine) / count * 1e9, peer,
-              Median(other) / count * 1e9, Median(ratios), reach);
-}
-
-// ---- In memory
-
-/// Sums a container passed by reference, as programs pass theirs.
-template <class Container> [[gnu::noinline]] double SumInOrder(Container const& container, int count) {
-  double sum = 0;
-  for (int i = 0; i < count; ++i)
-    if constexpr (requires { container.ConstGet(i); })
-      sum += container.ConstGet(i);
-    else
-      sum += container[static_cast<std::size_t>(i)];
-  return sum;
-}
-
-void MeasureMemory() {
-  int const count = s_IsSmoke ? 10'000 : 10'000'000;
-  int const blocks = count / BlockCount + 1;
-  std::printf("In memory, %d doubles (ns per element):\n", count);
-  cls_ArrayPrimDouble array;
-  std::deque<double> deque;
-  std::map<int, std::unique_ptr<double[]>> map;
-  std::vector<double> vector(static_cast<std::size_t>(count));
-  Compare(
-      "Append", "std::deque", count,
-      [&] {
-        array.DropBlocks();
-        for (int i = 0; i < count; ++i) array.Append(i);
-      },
-      [&] {
-        std::deque<double>().swap(deque);
-        for (int i = 0; i < count; ++i) deque.push_back(i);
-      },
-      "(at most 1.15)");
-  std::iota(vector.begin(), vector.end(), 0.0);
-  for (int block = 0; block < blocks; ++block)
-    map.emplace(block * BlockCount, std::make_unique<double[]>(BlockCount));
-  Compare(
-      "ConstGet in order", "std::deque", count, [&] { Use(SumInOrder(array, count)); },
-      [&] { Use(SumInOrder(deque, count)); }, "(at most 1.15)");
-  Compare(
-      "ConstGetRun in order", "std::vector", count,
-      [&] {
-        double sum = 0;
-        for (int i = 0; i < count;) {
-          auto const [values, length] = array.ConstGetRun(i);
-          for (int k = 0; k < length; ++k) sum += values[k];
-          i += length;
-        }
-        Use(sum);
-      },
-      [&] {
-        double sum = 0;
-        for (double const value : vector) sum += value;
-        Use(sum);
-      },
-      "");
-  std::mt19937 random(1);
-  std::vector<int> indexes(s_IsSmoke ? 1000 : 1'000'000);
-  for (int& index : indexes) index = static_cast<int>(random() % static_cast<unsigned int>(count));
-  Compare(
-      "ConstGet at random", "std::map by block", static_cast<double>(indexes.size()),
-      [&] {
-        double sum = 0;
-        for (int const index : indexes) sum += array.ConstGet(index);
-        Use(sum);
-      },
-      [&] {
-        double sum = 0;
-        for (int const index : indexes)
-          sum += map.find(index & ~(BlockCount - 1))->second[index % BlockCount];
-        Use(sum);
-      },
-      "(at most 2.0)");
-  cls_PTrie<int, cls_ArrayPrimBuffer<double>, 1> trie;
-  for (int block = 0; block < blocks; ++block)
-    trie.Insert(block * BlockCount, cls_ArrayPrimBuffer<double>::Make());
-  Compare(
-      "walk over the blocks", "std::map", blocks,
-      [&] {
-        cls_PTrieIter<int, cls_ArrayPrimBuffer<double>, 1> iter(trie);
-        for (iter.First(); iter.IsDone() == 0; iter.Next()) Use(iter.CurrentKey());
-      },
-      [&] {
-        for (auto const& [key, block] : map) Use(key);
-      },
-      "(below 1)");
-  trie.Clear();
-  array.DropBlocks();
-}
-
-// ---- On a store
-
-cls_FieldHandle HistoryField() {
-  return {0, "m_History"_cow};
-}
-
-struct Result {
-  static constexpr unsigned int TypeId() noexcept { return 0x670001; }
-  Result() = default;
-  explicit Result(cls_ReadVisitor const& visitor)
-      : m_History(cls_ReadVisitor(visitor, HistoryField())), m_Uid(visitor.GetUid()) {}
-  ~Result() { m_History.Release(); }
-  void DBWrite(cls_WriteVisitor const& visitor) const {
-    if (!visitor.StartWrite(TypeId(), m_Uid)) return;
-    m_History.DBWrite(cls_WriteVisitor(visitor, HistoryField(), nullptr, &m_History));
-  }
-  cls_ArrayPrimDouble m_History;
-  cls_Uid m_Uid;
-};
-
-void DeclareResult(cls_ClassRegistrar& registrar) {
-  registrar.CreateClassMD("Result"_cow, Result::TypeId(), 1, nullptr, 1)
-      .AddAttribute(HistoryField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
-}
-
-/// Writes the elements block by block, in the same pieces as the peers.
-void WriteBlocks(Result& result, int count) {
-  std::vector<double> block(BlockCount);
-  for (int first = 0; first < count; first += BlockCount) {
-    int const length = std::min(BlockCount, count - first);
-    for (int i = 0; i < length; ++i) block[static_cast<std::size_t>(i)] = (first + i) * 0.5;
-    result.m_History.AppendBlock(block.data(), length);
-  }
-}
-
-void WriteOneByOne(Result& result, int count) {
-  for (int i = 0; i < count; ++i) result.m_History.Append(i * 0.5);
-}
-
-void WriteStore(std::string const& path, cls_ClassRegistrar const& registrar, int count,
-                void (*write)(Result&, int)) {
-  std::filesystem::remove(path);
-  sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar);
-  Result result;
-  sto_Transaction transaction(store);
-  store.Save("result", result);
-  write(result, count);
-  transaction.Commit();
-}
-
-double ScanStore(std::string const& path, cls_ClassRegistrar const& registrar) {
-  sto_Store store = sto_Store::Open(path, sto_Mode::ReadOnly, registrar);
-  sto_ReadTransaction const transaction(store);
-  auto const result = store.Load<Result>("result");
-  double sum = 0;
-  int const count = result->m_History.Size();
-  for (int i = 0; i < count;) {
-    auto const [values, length] = result->m_History.ConstGetRun(i);
-    sum += std::accumulate(values, values + length, 0.0);
-    i += length;
-  }
-  return sum;
-}
 
 // ---- Writing beside readers
 
@@ -280,13 +97,13 @@ void MeasureServing(char const* self, std::string const& folder, cls_ClassRegist
   PlainFile plain(folder + "/served.plain");
   std::vector<double> ours, ratios;
   long scans = 0;
-  for (int i = 0; i < (s_IsSmoke ? 1 : 3); ++i) {
+  for (int i = 0; i < Repetitions(3); ++i) {
     double const floor = SecondsOf([&] { plain.Write(blocks); });
     std::filesystem::remove(path);
     sto_Options options;
     options.m_ReadersBesideWriter = true;
     sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar, options);
-    Result first, second;
+    Result<double> first, second;
     {
       sto_Transaction transaction(store);
       store.Save("result", first);
@@ -304,16 +121,10 @@ void MeasureServing(char const* self, std::string const& folder, cls_ClassRegist
     ratios.push_back(ours.back() / floor);
     scans += reader.End();
   }
-  std::printf("  %-16s %17.3f %7.2f %8s   (beside a reader that scanned 16 MB %ld times)\n", "write, served",
-              Median(ours), Median(ratios), "4.5", scans);
+  std::printf("  %-23s %19.3f %7.2f   (beside a reader that scanned 16 MB %ld times)\n", "write, served",
+              Median(ours), Median(ratios), scans);
   std::filesystem::remove(path);
 }
-
-struct Work {
-  char const* m_Name;
-  std::function<void(int repetition)> m_Plain, m_Ours, m_Hdf5; // m_Hdf5 may be empty
-  char const* m_Reach;
-};
 
 long long WrittenBytes() {
   std::ifstream io("/proc/self/io");
@@ -325,15 +136,17 @@ long long WrittenBytes() {
 
 void MeasureOneChange(std::string const& path, cls_ClassRegistrar const& registrar) {
   sto_Store store = sto_Store::Open(path, sto_Mode::ReadWrite, registrar);
-  auto const result = store.Load<Result>("result");
+  auto const result = store.Load<Result<double>>("result");
   sto_Transaction transaction(store);
   result->m_History.Get(result->m_History.Size() / 2) = -1;
   long long const before = WrittenBytes();
   double const seconds = SecondsOf([&] { transaction.Commit(); });
+  long long const written = WrittenBytes() - before;
   std::printf(
       "\nOne changed element: commit writes %lld bytes (block, list record, and the journal's copies of "
       "both), %.2f ms\n",
-      WrittenBytes() - before, seconds * 1e3);
+      written, seconds * 1e3);
+  bench_Figures::Print("bulk.change.bytes", static_cast<double>(written), "bytes");
 }
 
 void MeasurePeak(char const* self, std::string const& path) {
@@ -361,7 +174,7 @@ int PeakKilobytes() {
 /// twice.
 void PrintPeakOfSaving(int count, std::string const& path, cls_ClassRegistrar const& registrar) {
   int const atStart = PeakKilobytes();
-  Result result;
+  Result<double> result;
   for (int i = 0; i < count; ++i) result.m_History.Append(i);
   int const before = PeakKilobytes();
   sto_Store::Open(path, sto_Mode::Create, registrar).Save("result", result);
@@ -374,7 +187,7 @@ void PrintPeakOfSaving(int count, std::string const& path, cls_ClassRegistrar co
 int PrintPeak(int count, std::string const& path, cls_ClassRegistrar const& registrar) {
   auto const peak = PeakKilobytes;
   int const before = peak();
-  WriteStore(path, registrar, count, WriteOneByOne);
+  WriteStore(path, registrar, count, WriteOneByOne<double>);
   int const written = peak();
   // Pages of the mapped file belong to the system's cache, not to the program; RssAnon leaves them out.
   ScanStore(path, registrar);
@@ -389,105 +202,239 @@ int PrintPeak(int count, std::string const& path, cls_ClassRegistrar const& regi
   return 0;
 }
 
-double FileRatio(std::string const& path, int count) {
-  return static_cast<double>(std::filesystem::file_size(path)) / (static_cast<double>(count) * 8);
+// ---- Beside a plain file and HDF5
+
+/// The size of a store's file, as a multiple of the data in it.
+double FileRatio(std::string const& path, double dataBytes) {
+  return static_cast<double>(std::filesystem::file_size(path)) / dataBytes;
+}
+
+struct Work {
+  char const* m_Name;
+  char const* m_Figure;                                        // null: not measured for figures
+  std::function<void(int repetition)> m_Plain, m_Ours, m_Hdf5; // m_Hdf5 may be empty
+};
+
+/// What was measured of some work, in seconds, in the order in which it was measured.
+struct Row {
+  std::vector<double> m_Plain, m_Ours, m_Hdf5;
+
+  void Print(char const* name, char const* figure) const {
+    auto const ratio = [&](std::vector<double> const& times) {
+      std::vector<double> ratios;
+      for (std::size_t i = 0; i < times.size(); ++i) ratios.push_back(times[i] / m_Plain[i]);
+      return Median(ratios);
+    };
+    std::printf("  %-23s %9.3f %9.3f %7.2f", name, Median(m_Plain), Median(m_Ours), ratio(m_Ours));
+    if (!m_Hdf5.empty()) std::printf(" %9.3f %7.2f", Median(m_Hdf5), ratio(m_Hdf5));
+    std::printf("\n");
+    if (figure != nullptr) bench_Figures::Print(figure, ratio(m_Ours), "ratio");
+  }
+};
+
+/// Every other repetition begins with ours, so that neither side always finds what the other left behind.
+void MeasureWork(Work const& work) {
+  if (bench_Figures::IsEnabled() && work.m_Figure == nullptr) return;
+  Row row;
+  for (int i = 0; i < Repetitions(7); ++i) {
+    auto const plain = [&] { row.m_Plain.push_back(SecondsOf([&] { work.m_Plain(i); })); };
+    if (i % 2 == 0) plain();
+    row.m_Ours.push_back(SecondsOf([&] { work.m_Ours(i); }));
+    if (i % 2 != 0) plain();
+    if (work.m_Hdf5 && !bench_Figures::IsEnabled()) row.m_Hdf5.push_back(SecondsOf([&] { work.m_Hdf5(i); }));
+  }
+  row.Print(work.m_Name, work.m_Figure);
+}
+
+/// The files of the measurement: `count` doubles in a store, a plain file and HDF5.
+struct Files {
+  Files(std::string folder, int blocks)
+      : m_Blocks(blocks), m_Folder(std::move(folder)), m_Store(m_Folder + "/bulk.kvs"),
+        m_Plain(m_Folder + "/bulk.plain"), m_Hdf5(m_Folder + "/bulk.h5") {}
+  ~Files() {
+    std::error_code ignored;
+    for (char const* const name : {"/bulk.kvs", "/bulk.plain", "/bulk.h5"})
+      std::filesystem::remove(m_Folder + name, ignored);
+  }
+  Files(Files const&) = delete;
+  Files& operator=(Files const&) = delete;
+
+  [[nodiscard]] int Count() const { return m_Blocks * BlockCount; }
+  [[nodiscard]] double DataBytes() const { return 8.0 * Count(); }
+  /// The numbers of all blocks, in order.
+  [[nodiscard]] std::vector<int> All() const {
+    std::vector<int> all(static_cast<std::size_t>(m_Blocks));
+    std::iota(all.begin(), all.end(), 0);
+    return all;
+  }
+  [[nodiscard]] std::vector<int> Shuffled(unsigned int seed) const {
+    std::vector<int> all = All();
+    std::ranges::shuffle(all, std::mt19937(seed));
+    return all;
+  }
+
+  int m_Blocks;
+  std::string m_Folder;
+  std::string m_Store;
+  PlainFile m_Plain;
+  Hdf5File m_Hdf5;
+};
+
+/// A store that is open for reading.
+struct Reading {
+  Reading(std::string const& path, cls_ClassRegistrar const& registrar)
+      : m_Store(sto_Store::Open(path, sto_Mode::ReadOnly, registrar)), m_Transaction(m_Store),
+        m_Result(m_Store.Load<Result<double>>("result")) {}
+
+  [[nodiscard]] double Read(std::vector<int> const& blocks) const {
+    double sum = 0;
+    for (int const block : blocks) sum += m_Result->m_History.ConstGet(block * BlockCount + 7);
+    return sum;
+  }
+
+  sto_Store m_Store;
+  sto_ReadTransaction m_Transaction;
+  std::unique_ptr<Result<double>> m_Result; // goes first
+};
+
+/// Reads one element of every block at random: when the session touches each block for the first time,
+/// opening included, and again in the same session in another order. The plain file and HDF5 read whole blocks.
+void MeasureRandom(Files& files, cls_ClassRegistrar const& registrar) {
+  Row first, again;
+  std::vector<int> const order = files.Shuffled(2);
+  std::vector<int> const otherOrder = files.Shuffled(3);
+  for (int i = 0; i < Repetitions(9); ++i) {
+    std::optional<Reading> reading;
+    first.m_Plain.push_back(SecondsOf([&] { Use(files.m_Plain.Read(order, false)); }));
+    first.m_Ours.push_back(SecondsOf([&] { Use(reading.emplace(files.m_Store, registrar).Read(order)); }));
+    again.m_Plain.push_back(SecondsOf([&] { Use(files.m_Plain.Read(otherOrder, false)); }));
+    again.m_Ours.push_back(SecondsOf([&] { Use(reading->Read(otherOrder)); }));
+    if (bench_Figures::IsEnabled()) continue;
+    first.m_Hdf5.push_back(SecondsOf([&] { Use(files.m_Hdf5.Read(order, false)); }));
+  }
+  first.Print("random, first touch", "bulk.random.first");
+  again.Print("random, verified before", "bulk.random.again");
+}
+
+/// Changes elements of the given blocks in one transaction.
+template <class Change>
+void Overwrite(std::string const& path, cls_ClassRegistrar const& registrar, std::vector<int> const& blocks,
+               Change change) {
+  sto_Store store = sto_Store::Open(path, sto_Mode::ReadWrite, registrar);
+  auto const result = store.Load<Result<double>>("result");
+  sto_Transaction transaction(store);
+  for (int const block : blocks) change(result->m_History, block);
+  transaction.Commit();
+}
+
+void MeasureWriting(Files& files, cls_ClassRegistrar const& registrar) {
+  auto const plain = [&](int) { files.m_Plain.Write(files.m_Blocks); };
+  auto const ours = [&](void (*write)(Result<double>&, int)) {
+    return [&files, &registrar, write](int) { WriteStore(files.m_Store, registrar, files.Count(), write); };
+  };
+  MeasureWork({"write by element", nullptr, plain, ours(WriteOneByOne<double>), nullptr});
+  MeasureWork({"write", "bulk.write", plain, ours(WriteBlocks<double>),
+               [&](int) { files.m_Hdf5.Write(files.m_Blocks); }});
+}
+
+void MeasureScan(Files& files, cls_ClassRegistrar const& registrar) {
+  MeasureWork({"scan", "bulk.scan", [&](int) { Use(files.m_Plain.Scan(files.m_Blocks)); },
+               [&](int) { Use(ScanStore(files.m_Store, registrar)); },
+               [&](int) { Use(files.m_Hdf5.Read(files.All(), true)); }});
+}
+
+/// Overwrites scattered blocks, 40 % of them.
+void MeasureOverwriting(Files& files, cls_ClassRegistrar const& registrar) {
+  std::vector<int> blocks = files.Shuffled(4);
+  blocks.resize(blocks.size() * 2 / 5);
+  auto const plain = [&](int repetition) { files.m_Plain.Overwrite(blocks, repetition); };
+  MeasureWork({"overwrite all", "bulk.overwrite", plain,
+               [&](int repetition) {
+                 Overwrite(files.m_Store, registrar, blocks, [&](auto& history, int block) {
+                   for (int i = 0; i < BlockCount; ++i) history.Get(block * BlockCount + i) = -repetition - i;
+                 });
+               },
+               nullptr});
+  MeasureWork({"overwrite one", nullptr, plain,
+               [&](int repetition) {
+                 Overwrite(files.m_Store, registrar, blocks, [&](auto& history, int block) {
+                   history.Get(block * BlockCount + block * 37 % BlockCount) = -repetition - 1;
+                 });
+               },
+               nullptr});
+}
+
+/// The file of a store with nothing but an array, as a multiple of its elements.
+template <class T> double FileRatioOf(std::string const& folder, cls_ClassRegistrar const& registrar) {
+  int const count = s_IsSmoke ? 100'000 : 10'000'000;
+  std::string const path = folder + "/elements.kvs";
+  WriteStore(path, registrar, count, WriteBlocks<T>);
+  double const ratio = FileRatio(path, static_cast<double>(count) * sizeof(T));
+  std::filesystem::remove(path);
+  return ratio;
+}
+
+void PrintFileRatios(std::string const& folder, cls_ClassRegistrar const& registrar, double written,
+                     double overwritten) {
+  double const ints = FileRatioOf<int>(folder, registrar);
+  double const floats = FileRatioOf<float>(folder, registrar);
+  std::printf(
+      "\nFile / data: doubles %.2f, ints %.2f, floats %.2f; doubles after 40 %% were overwritten %.2f "
+      "(room for the next)\n",
+      written, ints, floats, overwritten);
+  bench_Figures::Print("bulk.file.doubles", written, "ratio");
+  bench_Figures::Print("bulk.file.ints", ints, "ratio");
+  bench_Figures::Print("bulk.file.floats", floats, "ratio");
+  bench_Figures::Print("bulk.file.overwritten", overwritten, "ratio");
+}
+
+/// A list of doubles that is always saved whole, and saved again unchanged.
+void MeasureListAgain(std::string const& folder, cls_ClassRegistrar const& registrar) {
+  std::string const path = folder + "/list.kvs";
+  int const count = s_IsSmoke ? 10'000 : 10'000'000;
+  ListResult result;
+  for (int i = 0; i < count; ++i) result.m_List.Append(i * 0.5);
+  bench_SaveAgain again;
+  for (int i = 0; i < Repetitions(5); ++i) {
+    std::filesystem::remove(path);
+    sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar);
+    again.Measure(path, [&] { store.Save("result", result); });
+  }
+  std::filesystem::remove(path);
+  std::printf("\nA list of %d doubles that is saved whole:\n", count);
+  again.Print("time: unchanged list saved again / its first save", "bulk.again");
 }
 
 void MeasureStore(char const* self, std::string const& folder, cls_ClassRegistrar const& registrar) {
-  int const blocks = s_IsSmoke ? 50 : 50'000'000 / BlockCount;
-  int const count = blocks * BlockCount;
-  std::string const path = folder + "/bulk.kvs";
-  PlainFile plain(folder + "/bulk.plain");
-  Hdf5File hdf5(folder + "/bulk.h5");
-  std::mt19937 random(2);
-  std::vector<int> all(static_cast<std::size_t>(blocks));
-  std::iota(all.begin(), all.end(), 0);
-  std::vector<int> picks(s_IsSmoke ? 100 : 100'000);
-  for (int& pick : picks) pick = static_cast<int>(random() % static_cast<unsigned int>(blocks));
-  std::vector<int> shuffled(all);
-  std::ranges::shuffle(shuffled, random);
-  shuffled.resize(s_IsSmoke ? 10 : 10'000);
-
-  Work const works[] = {
-      {"write by element", [&](int) { plain.Write(blocks); },
-       [&](int) { WriteStore(path, registrar, count, WriteOneByOne); }, nullptr, ""},
-      {"write", [&](int) { plain.Write(blocks); },
-       [&](int) { WriteStore(path, registrar, count, WriteBlocks); }, [&](int) { hdf5.Write(blocks); },
-       "1.6"},
-      {"scan", [&](int) { Use(plain.Scan(blocks)); }, [&](int) { Use(ScanStore(path, registrar)); },
-       [&](int) { Use(hdf5.Read(all, true)); }, "1.5"},
-      {"random blocks", [&](int) { Use(plain.Read(picks, false)); },
-       [&](int) {
-         sto_Store store = sto_Store::Open(path, sto_Mode::ReadOnly, registrar);
-         sto_ReadTransaction const transaction(store);
-         auto const result = store.Load<Result>("result");
-         double sum = 0;
-         for (int const pick : picks) sum += result->m_History.ConstGet(pick * BlockCount + 7);
-         Use(sum);
-       },
-       [&](int) { Use(hdf5.Read(picks, false)); }, "1.5"},
-      {"overwrite all", [&](int repetition) { plain.Overwrite(shuffled, repetition); },
-       [&](int repetition) {
-         sto_Store store = sto_Store::Open(path, sto_Mode::ReadWrite, registrar);
-         auto const result = store.Load<Result>("result");
-         sto_Transaction transaction(store);
-         for (int const pick : shuffled)
-           for (int i = 0; i < BlockCount; ++i)
-             result->m_History.Get(pick * BlockCount + i) = -repetition - i;
-         transaction.Commit();
-       },
-       nullptr, "4"},
-      {"overwrite one", [&](int repetition) { plain.Overwrite(shuffled, repetition); },
-       [&](int repetition) {
-         sto_Store store = sto_Store::Open(path, sto_Mode::ReadWrite, registrar);
-         auto const result = store.Load<Result>("result");
-         sto_Transaction transaction(store);
-         for (std::size_t i = 0; i < shuffled.size(); ++i)
-           result->m_History.Get(shuffled[i] * BlockCount + static_cast<int>(i * 37 % BlockCount)) =
-               -repetition - 1;
-         transaction.Commit();
-       },
-       nullptr, "4"},
-  };
-  std::printf("\nOn a store, %d doubles (%.0f MB), as multiples of a plain file with one fsync:\n", count,
-              count * 8e-6);
-  std::printf("  %-16s %9s %9s %7s %8s %9s %7s\n", "", "plain s", "store s", "ratio", "at most", "HDF5 s",
-              "ratio");
-  double written = 0;
-  for (Work const& work : works) {
-    if (std::string_view(work.m_Name) == "overwrite all") written = FileRatio(path, count);
-    std::vector<double> floor, ours, peer, ratios, peerRatios;
-    for (int i = 0; i < (s_IsSmoke ? 1 : 5); ++i) {
-      floor.push_back(SecondsOf([&] { work.m_Plain(i); }));
-      ours.push_back(SecondsOf([&] { work.m_Ours(i); }));
-      ratios.push_back(ours.back() / floor.back());
-      if (!work.m_Hdf5) continue;
-      peer.push_back(SecondsOf([&] { work.m_Hdf5(i); }));
-      peerRatios.push_back(peer.back() / floor.back());
-    }
-    std::printf("  %-16s %9.3f %9.3f %7.2f %8s", work.m_Name, Median(floor), Median(ours), Median(ratios),
-                work.m_Reach);
-    if (work.m_Hdf5) std::printf(" %9.3f %7.2f", Median(peer), Median(peerRatios));
-    std::printf("\n");
-  }
-  MeasureServing(self, folder, registrar, blocks);
-  std::printf("  %-16s %25.2f %8s   (%.2f after the overwriting: room for the next)\n", "file / data",
-              written, "1.15", FileRatio(path, count));
-  MeasureOneChange(path, registrar);
-  for (char const* const name : {"/bulk.kvs", "/bulk.plain", "/bulk.h5"})
-    std::filesystem::remove(folder + name);
+  Files files(folder, s_IsSmoke ? 50 : 50'000'000 / BlockCount);
+  std::printf("\nOn a store, %d doubles (%.0f MB), as multiples of a plain file with one fsync:\n",
+              files.Count(), files.DataBytes() * 1e-6);
+  std::printf("  %-23s %9s %9s %7s %9s %7s\n", "", "plain s", "store s", "ratio", "HDF5 s", "ratio");
+  MeasureWriting(files, registrar);
+  MeasureScan(files, registrar);
+  MeasureRandom(files, registrar);
+  double const written = FileRatio(files.m_Store, files.DataBytes());
+  MeasureOverwriting(files, registrar);
+  double const overwritten = FileRatio(files.m_Store, files.DataBytes());
+  if (!bench_Figures::IsEnabled()) MeasureServing(self, folder, registrar, files.m_Blocks);
+  PrintFileRatios(folder, registrar, written, overwritten);
+  MeasureOneChange(files.m_Store, registrar);
+  MeasureListAgain(folder, registrar);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-  std::vector<std::string_view> const arguments(argv + 1, argv + argc);
+  std::vector<std::string_view> arguments(argv + 1, argv + argc);
   int modules = 0;
   nex_initialize(modules);
   int status = 0;
   {
     cls_ClassRegistrar registrar;
-    DeclareResult(registrar);
+    Result<double>::Declare(registrar);
+    Result<int>::Declare(registrar);
+    Result<float>::Declare(registrar);
+    ListResult::Declare(registrar);
     if (arguments.size() == 3 && arguments[0] == "--saving") {
       PrintPeakOfSaving(std::atoi(argv[2]), argv[3], registrar);
     } else if (arguments.size() == 3 && arguments[0] == "--memory") {
@@ -495,14 +442,16 @@ int main(int argc, char** argv) {
     } else if (arguments.size() == 2 && arguments[0] == "--serve") {
       status = Serve(argv[2], registrar);
     } else {
+      if (std::erase(arguments, "--figures") != 0) bench_Figures::Enable();
       s_IsSmoke = !arguments.empty() && arguments[0] == "--smoke";
       std::string folder = std::filesystem::temp_directory_path().string();
       if (!s_IsSmoke && !arguments.empty()) folder = arguments[0];
       folder += "/kvl-bulk-XXXXXX";
       Check(mkdtemp(folder.data()) != nullptr, "folder");
-      MeasureMemory();
+      if (!bench_Figures::IsEnabled()) bulk_MeasureMemory();
       MeasureStore(argv[0], folder, registrar);
-      MeasurePeak(argv[0], folder + "/peak.kvs");
+      bulk_MeasureHistory(folder, registrar);
+      if (!bench_Figures::IsEnabled()) MeasurePeak(argv[0], folder + "/peak.kvs");
       std::filesystem::remove_all(folder);
     }
   }

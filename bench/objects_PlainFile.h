@@ -19,6 +19,9 @@ class objects_PlainFile {
     Synchronise(path);
   }
 
+  /// Returns when what was written to the file is durable.
+  static void Synchronise(std::string const& path);
+
   /// Calls `read` with a stream from the file.
   template <class Read> static void Load(std::string const& path, Read read) {
     std::vector<char> buffer(BufferBytes);
@@ -30,5 +33,4 @@ class objects_PlainFile {
 
  private:
   static constexpr int BufferBytes = 1 << 18; // faster than the library's default
-  static void Synchronise(std::string const& path);
 };

@@ -4,30 +4,8 @@
 #include <optional>
 
 #include "bench/objects_Contender.h"
+#include "bench/objects_PlainNote.h"
 #include "bench/objects_SqliteFile.h"
-
-/// A polymorphic object of a program that does not use the store.
-struct objects_PlainPart {
-  explicit objects_PlainPart(objects_Sample const& sample)
-      : m_Name(sample.m_Name), m_Number(sample.m_Number) {}
-  objects_PlainPart() = default;
-  objects_PlainPart(objects_PlainPart const&) = delete;
-  objects_PlainPart& operator=(objects_PlainPart const&) = delete;
-  virtual ~objects_PlainPart() = default;
-  virtual void AddTo(objects_Tally& tally) const { tally.Add(m_Name, m_Number, {}); }
-
-  std::string m_Name;
-  int m_Number = 0;
-};
-
-struct objects_PlainNote : objects_PlainPart {
-  explicit objects_PlainNote(objects_Sample const& sample)
-      : objects_PlainPart(sample), m_Message(sample.m_Message) {}
-  objects_PlainNote() = default;
-  void AddTo(objects_Tally& tally) const override { tally.Add(m_Name, m_Number, m_Message); }
-
-  std::string m_Message;
-};
 
 /// What the three ways to use SQLite share. Objects have ids from 1.
 class objects_SqliteContender : public objects_Contender {
