@@ -126,7 +126,7 @@ void MeasureServing(char const* self, std::string const& folder, cls_ClassRegist
   std::filesystem::remove(path);
 }
 
-long long WrittenBytes() {
+long long BytesWritten() {
   std::ifstream io("/proc/self/io");
   std::string key;
   for (long long value = 0; io >> key >> value;)
@@ -139,9 +139,9 @@ void MeasureOneChange(std::string const& path, cls_ClassRegistrar const& registr
   auto const result = store.Load<Result<double>>("result");
   sto_Transaction transaction(store);
   result->m_History.Get(result->m_History.Size() / 2) = -1;
-  long long const before = WrittenBytes();
+  long long const before = BytesWritten();
   double const seconds = SecondsOf([&] { transaction.Commit(); });
-  long long const written = WrittenBytes() - before;
+  long long const written = BytesWritten() - before;
   std::printf(
       "\nOne changed element: commit writes %lld bytes (block, list record, and the journal's copies of "
       "both), %.2f ms\n",

@@ -42,7 +42,7 @@ namespace {
 constexpr std::size_t FewObjects =
     50'000; // for HDF5 with a data set each: a hundred times slower than a table
 
-double SecondsOf(std::function<void()> const& work) {
+double TimeOf(std::function<void()> const& work) {
   auto const start = std::chrono::steady_clock::now();
   work();
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -108,9 +108,7 @@ struct Entry {
 
   [[nodiscard]] double Count() const { return static_cast<double>(m_Order.size()); }
   [[nodiscard]] double BytesEach() const { return static_cast<double>(m_Bytes) / Count(); }
-  [[nodiscard]] double SecondsEach(std::function<void()> const& work) const {
-    return SecondsOf(work) / Count();
-  }
+  [[nodiscard]] double SecondsEach(std::function<void()> const& work) const { return TimeOf(work) / Count(); }
 };
 
 objects_Tally TallyOf(std::vector<objects_Sample> const& samples) {
@@ -309,11 +307,11 @@ void Repeat(std::string_view what, int count, std::string const& folder) {
   for (int i = 0; i < 5; ++i) {
     if (what == "save" || i == 0) {
       contender->Prepare(path);
-      std::printf("save %.3f s\n", SecondsOf([&] { contender->Save(); }));
+      std::printf("save %.3f s\n", TimeOf([&] { contender->Save(); }));
       contender->Close();
     }
     if (what == "save") continue;
-    std::printf("load %.3f s\n", SecondsOf([&] {
+    std::printf("load %.3f s\n", TimeOf([&] {
                   if (!contender->LoadShuffled(path, order)) contender->Load(path);
                 }));
     contender->Release();

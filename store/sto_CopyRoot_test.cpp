@@ -144,7 +144,7 @@ TEST_F(StoreRootCopies, RootThatIsNotThereIsNamedWithItsStore) {
       MessageOf(sto_ErrorKind::NotFound, [&] { sto_CopyRoot(source, "nowhere", target, "copy"); });
   EXPECT_EQ(message, Path("source") + ": There is no root nowhere.");
   EXPECT_TRUE(target.Roots().empty());
-  EXPECT_EQ(Query("SELECT value FROM meta WHERE key = 'next_object_id'", "target"), 1);
+  EXPECT_EQ(Query("SELECT next_object_id FROM save ORDER BY no DESC LIMIT 1", "target"), 1);
 }
 
 TEST_F(StoreRootCopies, RootWithoutItsObjectIsDamaged) {

@@ -114,7 +114,7 @@ TEST_P(StoreCreation, KilledAtAnyOperationIsTakenOverByTheNextOrIsComplete) {
 
 TEST_P(StoreCreation, HeaderWithoutTablesIsTakenOver) {
   for (char const* const sql : {"PRAGMA journal_mode = WAL", "PRAGMA application_id = 1263946835",
-                                "PRAGMA application_id = 1263946835; PRAGMA user_version = 3;"
+                                "PRAGMA application_id = 1263946835; PRAGMA user_version = 4;"
                                 "PRAGMA journal_mode = WAL",
                                 "PRAGMA page_size = 1024; PRAGMA application_id = 1263946835"}) {
     SCOPED_TRACE(sql);

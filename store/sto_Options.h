@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 /// How a store is created and opened. An existing store keeps the settings it was created with.
 struct sto_Options {
@@ -38,4 +39,13 @@ struct sto_Options {
   /// - a load raises Misuse if an object was read but its identity was not: saved again, it would become a
   ///   new object.
   bool m_Strict = false;
+
+  /// The name and version of the program, such as "solver 4.2". It is in the log's entry of each save that this
+  /// session commits; see sto_Store::Saves.
+  std::string m_Program = {};
+
+  /// Used by sto_Mode::ReadWrite only: brings a store of an older format to the present one, which older
+  /// programs cannot read, in one transaction, before anything else is done with it. Without it, opening such
+  /// a store for writing raises ReadOnly. The file grows by its size once; the room is used again.
+  bool m_Upgrade = false;
 };

@@ -46,12 +46,12 @@ void CopyRoot(sto_Session& source, std::string_view name, sto_Session& target, s
   target.Save().Begin();
   try {
     std::int64_t copy = 0;
+    unsigned int classId = 0;
     {
       sto_OwnTransaction const reading(source, false);
-      unsigned int classId = 0;
       copy = sto_BranchCopy(source, target).Copy(FindRoot(source, name), classId);
     }
-    target.Driver().SetRoot(newName, copy);
+    target.Driver().SetRoot(newName, copy, classId);
     target.Save().End();
   } catch (...) {
     target.Save().Undo();

@@ -4,6 +4,7 @@
 
 #include "persist/backend/cls_AgentBlob.h"
 #include "tests/support/store/StoreCollections.h"
+#include "tests/support/store/StoreRows.h"
 
 namespace {
 
@@ -324,7 +325,10 @@ TEST_F(StoreProxy, MissingElementOfACollectionIsReportedAndNothingIsCopied) {
 TEST_F(StoreProxy, AttributesOfAStoreThatDoesNotDescribeThemMustFitTheTargetsDescription) {
   sto_Store source = Create("source");
   source.Save("node", Node(3));
-  SqlFile(Path("source")).Run("DELETE FROM attribute"); // as in a store of format 1
+  {
+    SqlFile file(Path("source"));
+    RunSealed(file, "DELETE FROM attribute"); // as in a store of format 1
+  }
   {
     sto_Store target = Create("target");
     target.Save("node", Node(4)); // describes the class

@@ -102,7 +102,9 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
   Session().Save().Begin(&root);
   try {
     std::int64_t id = 0;
+    unsigned int classOfRoot = 0;
     cls_RootRequest const request([&](unsigned int classId, cls_Uid const& uid, void const* address) {
+      classOfRoot = classId;
       CheckOtherName(Session(), root, uid);
       return sto_MementoWrite::ForObject(Session(), classId, uid, 1, {address, 0}, id).release();
     });
@@ -115,7 +117,7 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
     Session().RaiseKept();
     Session().Save().Check();
     CheckOtherRoots(Session(), root, id);
-    Session().Driver().SetRoot(root, id);
+    Session().Driver().SetRoot(root, id, classOfRoot);
     Session().Save().End();
     Session().Identities().NoteRoot(id);
   } catch (...) {
@@ -139,7 +141,7 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
     Session().Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(*id) + ", which is root " +
                                                 std::string(root) + ", is missing.");
   {
-    cls_ReadVisitor const visitor(new sto_MementoRead(Session(), std::move(record), 1));
+    cls_ReadVisitor const visitor(new (Session()) sto_MementoRead(Session(), std::move(record), 1));
     call(read, visitor);
   }
   Session().RaiseKept(); // a failure in a destructor during the load
@@ -206,6 +208,11 @@ std::int64_t sto_Store::CountGarbage() {
   sto_Collector collector(Session());
   collector.Mark();
   return collector.Count();
+}
+
+std::vector<sto_SaveEntry> sto_Store::Saves(std::int64_t first) {
+  sto_OwnTransaction transaction(Session(), false);
+  return Session().Driver().Saves(first);
 }
 
 std::int64_t sto_Store::ObjectCount() {

@@ -11,6 +11,7 @@
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "store/base/sto_Exception.h"
+#include "store/base/sto_SaveEntry.h"
 #include "store/sto_LoadScope.h"
 #include "store/sto_Options.h"
 #include "store/sto_Shared.h"
@@ -26,8 +27,8 @@ KVL_EXPORT void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& 
 /// How a store is opened.
 enum class sto_Mode {
   Create,    ///< creates a new store; Conflict if something exists under the name
-  ReadWrite, ///< opens an existing store for reading and writing
-  ReadOnly,  ///< opens an existing store for reading
+  ReadWrite, ///< opens an existing store for reading and writing; one of an older format: sto_Options::m_Upgrade
+  ReadOnly, ///< opens an existing store for reading, also one of an older format
 };
 
 /// An open store of objects: one session of one program.
@@ -77,7 +78,9 @@ class KVL_EXPORT sto_Store {
   /// - Misuse, before the file is touched: `registrar` has declarations that can only be mistakes, such as
   ///   one name for two classes or two registrations that differ. The message lists all of them; see
   ///   sto_CheckClasses.h. Also for invalid options, and for a location that contains a NUL character;
-  /// - Damaged, ReadOnly, Busy, Unavailable.
+  /// - ReadOnly: ReadWrite, and the file cannot be written, or the store has an older format and the options do
+  ///   not say to upgrade it. An old store and its content are not changed;
+  /// - Damaged, Busy, Unavailable; Full while upgrading. An upgrade that fails leaves the old store.
   static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                         sto_Options const& options = {});
   /// Deleted: a temporary registrar would not outlive the store.
@@ -199,6 +202,14 @@ class KVL_EXPORT sto_Store {
   /// and in a transaction that only reads. Works in the open transaction, or in one of its own. Errors and
   /// memory: as CollectGarbage.
   [[nodiscard]] std::int64_t CountGarbage();
+
+  /// The log of saves: an entry for each committed transaction that changed something, from number `first` on,
+  /// ascending. The last entry is the state that the open transaction, or a new one, sees. Empty for a store
+  /// of an older format, which has no log. Damaged, naming the save; Busy, Unavailable.
+  ///
+  /// What a program changes in memory is in the log once it is committed. Memory: a few bytes for each changed
+  /// object; pass the number after the last one that you know to get the new entries only.
+  [[nodiscard]] std::vector<sto_SaveEntry> Saves(std::int64_t first = 1);
 
   /// How many objects the store has; base-class parts do not count.
   [[nodiscard]] std::int64_t ObjectCount();

@@ -32,7 +32,7 @@ TEST_F(StoreFile, NewStoreIsEmptyAndSaysWhatItIs) {
   EXPECT_EQ(store.SizeBytes(), static_cast<std::int64_t>(fs::file_size(Path())));
   EXPECT_EQ(IntegrityOf(Path()), "ok");
   EXPECT_EQ(Query("PRAGMA application_id"), 0x4B564C53);
-  EXPECT_EQ(Query("PRAGMA user_version"), 3);
+  EXPECT_EQ(Query("PRAGMA user_version"), 4);
   EXPECT_EQ(Query("PRAGMA page_size"), 16384);
 }
 
@@ -145,10 +145,10 @@ TEST_F(StoreFile, OpenRefusesAWriteAheadLogDatabaseOfAnotherProgramAndLeavesIt) 
 
 TEST_F(StoreFile, OpenRefusesANewerFormatAndLeavesIt) {
   { Create().Save("node", Node(1)); }
-  SqlFile(Path()).Run("PRAGMA user_version = 4");
+  SqlFile(Path()).Run("PRAGMA user_version = 5");
   for (sto_Mode const mode : {sto_Mode::ReadWrite, sto_Mode::ReadOnly}) {
     std::string const message = ExpectRefused(sto_ErrorKind::NewerFormat, mode);
-    EXPECT_TRUE(Contains(message, "version 4") && Contains(message, "version 3")) << message;
+    EXPECT_TRUE(Contains(message, "version 5") && Contains(message, "version 4")) << message;
   }
 }
 
@@ -158,7 +158,7 @@ TEST_F(StoreFile, OpenRefusesAStoreWithoutVersionOrTables) {
     SqlFile(Path()).Run("PRAGMA user_version = " + std::to_string(version));
     ExpectRefused(sto_ErrorKind::Damaged, sto_Mode::ReadWrite);
   }
-  SqlFile(Path()).Run("PRAGMA user_version = 3; DROP TABLE block");
+  SqlFile(Path()).Run("PRAGMA user_version = 4; DROP TABLE block");
   for (sto_Mode const mode : {sto_Mode::ReadWrite, sto_Mode::ReadOnly})
     ExpectRefused(sto_ErrorKind::Damaged, mode);
 }

@@ -13,13 +13,22 @@ sto_Transaction::~sto_Transaction() {
   Rollback();
 }
 
-void sto_Transaction::Commit() {
+sto_Session& sto_Transaction::Session() const {
   if (m_Session == nullptr) sto_Raise(sto_ErrorKind::Misuse, "The transaction is over.");
   if (*m_Session == nullptr)
     sto_Raise(sto_ErrorKind::Misuse, "The store was closed before its transaction was committed, which was "
                                      "rolled back: the store must outlive it.");
-  (*m_Session)->Collections().FlushHolders();
-  (*m_Session)->Commit();
+  return **m_Session;
+}
+
+void sto_Transaction::SetNote(std::string_view note) {
+  Session().CheckTransaction();
+  Session().Driver().SetNote(note);
+}
+
+void sto_Transaction::Commit() {
+  Session().Collections().FlushHolders();
+  Session().Commit();
   m_Session = nullptr;
 }
 

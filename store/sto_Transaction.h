@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "platform/kvl_Export.h"
 
@@ -25,6 +26,11 @@ class KVL_EXPORT sto_Transaction {
   sto_Transaction(sto_Transaction const&) = delete;
   sto_Transaction& operator=(sto_Transaction const&) = delete;
 
+  /// Sets what the log says about this transaction once it is committed, such as "step 12, load case B";
+  /// replaces an earlier note. A transaction that changes nothing has no entry, and its note is lost. See
+  /// sto_Store::Saves. Misuse if the transaction is over; Unavailable if a failure has undone it.
+  void SetNote(std::string_view note);
+
   /// Makes everything durable, including unwritten changes of bulk arrays. The transaction is then over.
   ///
   /// After Busy (another program is reading or writing) or Conflict the transaction is still open: commit
@@ -46,6 +52,9 @@ class KVL_EXPORT sto_Transaction {
   void Rollback() noexcept;
 
  private:
+  /// Misuse if the transaction is over.
+  [[nodiscard]] sto_Session& Session() const;
+
   // Null when the transaction is over; points to null when the store is closed.
   std::shared_ptr<sto_Session*> m_Session;
 };

@@ -45,7 +45,7 @@ TEST_F(StoreTransaction, RollbackUndoesEverything) {
   EXPECT_EQ(store.Roots(), std::vector<std::string>{"kept"});
   EXPECT_EQ(store.Load<Node>("kept")->m_Value, 1);
   EXPECT_EQ(store.ObjectCount(), 1);
-  EXPECT_EQ(Query("SELECT value FROM meta"), 2);
+  EXPECT_EQ(Query("SELECT next_object_id FROM save ORDER BY no DESC LIMIT 1"), 2);
 }
 
 TEST_F(StoreTransaction, DestructorRollsBack) {

@@ -50,7 +50,15 @@ int evo_Program::Run(int argc, char** argv, Actions const& actions) {
     Library const library(actions.m_Declare);
     // An exception of the library has identities, so it must be caught before the library shuts down.
     return exa_Run(program, [&] {
-      sto_Store store = sto_Store::Open(argv[2], chosen->m_Mode, Library::Classes());
+      sto_Options options;
+      if (chosen->m_Mode == sto_Mode::ReadWrite) {
+        // A store of an older format is upgraded when it is opened. A beam of a later version must be refused
+        // before that, so that the store stays as it is.
+        sto_Store readable = sto_Store::Open(argv[2], sto_Mode::ReadOnly, Library::Classes());
+        actions.m_Check(readable);
+        options.m_Upgrade = true;
+      }
+      sto_Store store = sto_Store::Open(argv[2], chosen->m_Mode, Library::Classes(), options);
       chosen->m_Action(store);
     });
   } catch (std::exception const& failure) {

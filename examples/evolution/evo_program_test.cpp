@@ -83,12 +83,10 @@ class Evolution : public StoreFileTest {
   }
 
   // How many objects of class Load are in a copy of the store.
-  std::int64_t LoadCount(std::string const& store) {
+  int LoadCount(std::string const& store) {
     std::string const copy = Path("counted.kvs");
     std::filesystem::copy_file(store, copy, std::filesystem::copy_options::overwrite_existing);
-    SqlFile file(copy);
-    file.Unpack(); // so that SQL can reach records that share a row
-    return file.Integer("SELECT count(*) FROM object WHERE class_id = 0x650004");
+    return SqlFile(copy).CountOf(0x650004);
   }
 
   // The attributes of a version of class Beam in a store: number, name, type, collection type.
@@ -290,10 +288,9 @@ TEST_F(Evolution, UpgradedStoreDescribesBothVersionsOfTheClass) {
 
 TEST_F(Evolution, UpgradedBeamTakesThePlaceOfTheOldOne) {
   std::string const store = Golden(1);
-  std::vector<std::string> const before = SqlFile(store).Texts("SELECT id || ' ' || class_id FROM object");
+  std::vector<std::string> const before = SqlFile(store).Objects();
   Upgrade(2, store);
-  SqlFile(store).Unpack(); // so that SQL can reach records that share a row
-  EXPECT_EQ(SqlFile(store).Texts("SELECT id || ' ' || class_id FROM object"), before);
+  EXPECT_EQ(SqlFile(store).Objects(), before);
   EXPECT_EQ(SqlFile(store).Texts("SELECT name || ' ' || object_id FROM root"),
             std::vector<std::string>{"beam 1"});
 }

@@ -111,14 +111,16 @@ sto_BlobAgent::Header sto_BlobAgent::HeaderToChange() {
 }
 
 void sto_BlobAgent::WriteHeader(Header header) {
-  cls_ClassMetadata const& metadata = Session().ClassToWrite(cls_BlobTypeId).Metadata();
+  sto_ClassInUse& inUse = Session().ClassToWrite(cls_BlobTypeId);
+  cls_ClassMetadata const& metadata = inUse.Metadata();
   sto_RecordBuilder builder;
   builder.AddPart(metadata.ClassId(), metadata.Version(), m_Id);
   sto_CollectionFields::BlobBytes.Write(builder, header.m_SizeBytes);
   std::int64_t const change = header.m_Change + 1;
   sto_CollectionFields::Change.Write(builder, change);
   Session().Changes().NoteBlobChange(m_Id, change, Session().TransactionNumber(), Session().Save().Number());
-  Session().Driver().WriteObject(m_Id, metadata.ClassId(), builder.Finish(m_Id));
+  auto const [shape, values] = Session().ToWrite(builder, &inUse);
+  Session().Driver().WriteObject(m_Id, shape, values);
   if (m_SeenChange == header.m_Change) m_SeenChange = change; // an earlier unseen change stays unseen
   m_ShownChange = change;
 }

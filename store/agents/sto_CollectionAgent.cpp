@@ -137,18 +137,19 @@ void sto_CollectionAgent::CheckWriting() const {
 
 void sto_CollectionAgent::WritePendingRecord() {
   if (IsInSave()) PrepareChange(); // undoing the save undoes this, too
-  cls_ClassMetadata const& metadata = m_Session->ClassToWrite(StoredClassId()).Metadata();
+  sto_ClassInUse& inUse = m_Session->ClassToWrite(StoredClassId());
+  cls_ClassMetadata const& metadata = inUse.Metadata();
   sto_RecordBuilder builder;
   builder.AddPart(metadata.ClassId(), metadata.Version(), Id());
   sto_CollectionFields::SizeHint.Write(builder, m_SizeHint);
   sto_CollectionFields::Change.Write(builder, m_Change);
   PutContent(builder);
-  sto_Bytes const record = builder.Finish(Id());
-  if (record.size() > sto_Format::MaxValueBytes)
-    m_Session->Raise(sto_ErrorKind::Full, Describe() + " takes " + std::to_string(record.size()) +
+  auto const [shape, values] = m_Session->ToWrite(builder, &inUse);
+  if (values.size() > sto_Format::MaxValueBytes)
+    m_Session->Raise(sto_ErrorKind::Full, Describe() + " takes " + std::to_string(values.size()) +
                                               " bytes; at most " + std::to_string(sto_Format::MaxValueBytes) +
                                               " can be stored.");
-  m_Session->Driver().WriteObject(Id(), metadata.ClassId(), record);
+  m_Session->Driver().WriteObject(Id(), shape, values);
   m_IsPending = false;
 }
 

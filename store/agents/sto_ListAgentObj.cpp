@@ -5,13 +5,8 @@
 #include "metadata/cls_CollectionType.h"
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_ElementCodec.h"
+#include "store/format/sto_IdCodec.h"
 #include "store/objects/sto_ObjectListReader.h"
-
-namespace {
-
-constexpr std::size_t IdBytes = sto_ElementCodec<sto_ObjectId>::MinBytes;
-
-} // namespace
 
 unsigned int sto_ListAgentObj::StoredClassId() const {
   return cls_InternalListTypeId;
@@ -63,36 +58,38 @@ void sto_ListAgentObj::Read(sto_ListHeader const& list) {
     Session().Raise(sto_ErrorKind::Damaged,
                     Describe() + " is damaged: it does not have the elements that it says.");
   };
-  auto const take = [&](sto_ByteView content) {
-    sto_ByteReader reader(content);
-    for (std::size_t i = 0; i < content.size() / IdBytes; ++i) m_Ids.push_back(reader.Number<std::int64_t>());
+  std::vector<std::int64_t> ids;
+  auto const take = [&](sto_ByteView content, int count) {
+    if (!sto_ReadIds(Session(), Id(), list, content, count, ids)) damaged();
+    m_Ids.insert(m_Ids.end(), ids.begin(), ids.end());
   };
-  if (!list.m_InBlocks) return take(list.m_Inline);
+  if (!list.m_InBlocks) return take(list.m_Inline, list.m_Count);
   if (list.m_Count == 0) return;
-  if (static_cast<std::int64_t>(list.m_Count) * static_cast<std::int64_t>(IdBytes) >
-      Session().Driver().SizeBytes())
-    damaged();
+  if (list.m_Count > Session().Driver().SizeBytes()) damaged();
   sto_ListLayout const layout(list.m_Count);
-  m_Blocks.ReadRun(0, layout.BlockCount() - 1, [&](int block, sto_ByteView content) {
-    if (!sto_AreObjectIds(Session(), content, layout.CountIn(block))) damaged();
-    take(content);
-  });
+  m_Blocks.ReadRun(0, layout.BlockCount() - 1,
+                   [&](int block, sto_ByteView content) { take(content, layout.CountIn(block)); });
+  if (list.m_HasFixedIds) Touch(0, list.m_Count - 1); // all blocks get the present form with the next change
   m_Unwritten.m_StoredBlocks = layout.BlockCount();
 }
 
+sto_Bytes sto_ListAgentObj::Encoded(int first, int count) const {
+  sto_Bytes content;
+  content.reserve(static_cast<std::size_t>(count) + sto_Format::ChecksumBytes);
+  sto_ByteWriter writer(content);
+  sto_IdEncoder encoder(Id());
+  for (int i = first; i < first + count; ++i) encoder.Put(writer, m_Ids[static_cast<std::size_t>(i)]);
+  return content;
+}
+
 void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
-  std::size_t const bytes = m_Ids.size() * IdBytes;
-  auto const encode = [&](int first, int count) {
-    sto_Bytes content;
-    content.reserve(static_cast<std::size_t>(count) * IdBytes + sto_Format::ChecksumBytes);
-    sto_ByteWriter writer(content);
-    for (int i = first; i < first + count; ++i) writer.Number(m_Ids[static_cast<std::size_t>(i)]);
-    return content;
-  };
   sto_ListHeader header;
   header.m_ElementType = sto_Format::ElementObject;
   header.m_Count = Size();
-  header.m_InBlocks = bytes > sto_Format::InlineListBytes;
+  sto_Bytes elements;
+  if (Size() <= sto_ListLayout::BlockSize) elements = Encoded(0, Size());
+  header.m_InBlocks = Size() > sto_ListLayout::BlockSize || elements.size() > sto_Format::InlineListBytes;
+  if (header.m_InBlocks) elements.clear();
   sto_ListLayout const layout(header.m_InBlocks ? Size() : 0);
   int const blockCount = layout.BlockCount();
   for (int block = 0; block < blockCount; ++block) {
@@ -100,13 +97,13 @@ void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
     bool const isTouched = block >= sto_ListLayout::BlockOf(m_Unwritten.m_FirstTouched) &&
                            block <= sto_ListLayout::BlockOf(m_Unwritten.m_LastTouched);
     if (isThere && !(isTouched && m_Unwritten.m_LastTouched >= 0)) continue;
-    sto_Bytes content = encode(sto_ListLayout::FirstOf(block), layout.CountIn(block));
+    sto_Bytes content = Encoded(sto_ListLayout::FirstOf(block), layout.CountIn(block));
     m_Blocks.Write(block, content, false); // a removal shifts all later ids, so an overwrite saves little
   }
   if (m_Unwritten.m_StoredBlocks > blockCount) m_Blocks.DeleteFrom(blockCount);
   m_Unwritten = {};
   m_Unwritten.m_StoredBlocks = blockCount;
-  builder.SetList(header, header.m_InBlocks ? sto_Bytes() : encode(0, Size()));
+  builder.SetList(header, std::move(elements));
 }
 
 void sto_ListAgentObj::Touch(int first, int last) noexcept {

@@ -70,6 +70,8 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   /// Notes that the elements from `first` to `last`, both included, have changed.
   void Touch(int first, int last) noexcept;
   void Read(sto_ListHeader const& list);
+  /// The stored form of elements that share a record or a block.
+  [[nodiscard]] sto_Bytes Encoded(int first, int count) const;
   /// Replaces an element, or appends one.
   void Put(int index, std::int64_t id);
 

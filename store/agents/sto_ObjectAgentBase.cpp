@@ -16,6 +16,7 @@ class ElementMemento final : public sto_MementoRead {
  private:
   std::shared_ptr<sto_ElementRead> m_Read;
 };
+static_assert(sizeof(ElementMemento) <= sto_MementoPool::PieceBytes);
 
 cls_StoredMementoType<ElementMemento> const s_DeclaredType;
 
@@ -58,7 +59,7 @@ cls_MementoRead* sto_ObjectAgentBase::ReadElement(std::function<std::int64_t()> 
   LookAgain();
   sto_RecordRef record = sto_MementoRead::ReadElement(
       session, find(), m_Depth + 1, {StoredClassId() == cls_InternalListTypeId ? "list" : "map", Id()});
-  return new ElementMemento(std::move(read), session, std::move(record), m_Depth + 1);
+  return new (session) ElementMemento(std::move(read), session, std::move(record), m_Depth + 1);
 }
 
 cls_MementoWrite* sto_ObjectAgentBase::WriteElement(unsigned int classId, cls_Uid const& uid,

@@ -154,7 +154,7 @@ TEST_F(StoreObjectAgents, ListMatchesAVectorThroughAllSizes) {
     }
     transaction.Commit();
     ASSERT_EQ(StoredList(), model);
-    bool const isInline = model.size() <= 512;
+    bool const isInline = model.size() <= 2048; // two bytes an element at most
     ASSERT_EQ(Query("SELECT count(*) FROM block"),
               isInline ? 0 : (static_cast<std::int64_t>(model.size()) + 2047) / 2048);
   }

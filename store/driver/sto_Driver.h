@@ -6,7 +6,9 @@
 #include <string_view>
 #include <vector>
 
+#include "store/base/sto_SaveEntry.h"
 #include "store/format/sto_Codec.h"
+#include "store/format/sto_StoredRecord.h"
 
 /// One attribute in the description of a class.
 struct sto_AttributeRow {
@@ -32,6 +34,12 @@ struct sto_ClassRow {
 struct sto_NameRow {
   std::int64_t m_Id;
   std::string m_Text;
+};
+
+/// One shape of records; records refer to it by number, from 1.
+struct sto_ShapeRow {
+  std::int64_t m_Id;
+  sto_Bytes m_Data; ///< the encoded sto_Shape
 };
 
 /// Receives blocks while a driver reads them.
@@ -78,6 +86,11 @@ class sto_Driver {
   virtual void ReleaseMark() = 0;
   virtual void RollbackToMark() = 0;
 
+  /// Sets the note in the log's entry of the open write transaction, replacing an earlier one.
+  virtual void SetNote(std::string_view note) = 0;
+  /// The entries of the log from a number on, ascending; none in a store without a log.
+  virtual std::vector<sto_SaveEntry> Saves(std::int64_t first) = 0;
+
   /// A number that changes whenever another session commits.
   virtual std::int64_t ChangeCounter() = 0;
 
@@ -91,12 +104,16 @@ class sto_Driver {
   virtual std::vector<sto_NameRow> Names() = 0;
   virtual void AddName(sto_NameRow const& row) = 0;
 
-  /// Reads an object's class and record; false when there is none. `record` is replaced.
-  virtual bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) = 0;
+  virtual std::vector<sto_ShapeRow> Shapes() = 0;
+  virtual void AddShape(sto_ShapeRow const& row) = 0;
+
+  /// Reads an object's record; false when there is none. `record` is replaced.
+  virtual bool ReadObject(std::int64_t id, sto_StoredRecord& record) = 0;
   virtual bool HasObject(std::int64_t id) = 0;
-  /// Writes an object, replacing an existing one. Returns false, and need not write anything, if the object
-  /// was stored with the same class and record before.
-  virtual bool WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) = 0;
+  /// Writes an object, replacing an existing one. `shape`: the number of its shape, sto_Format::OwnShape if
+  /// the values begin with it. Returns false, and need not write anything, if the object was stored with the
+  /// same shape and values before.
+  virtual bool WriteObject(std::int64_t id, std::int64_t shape, sto_ByteView values) = 0;
   /// Deletes an object. REQUIRES: the object exists.
   virtual void DeleteObject(std::int64_t id) = 0;
   /// The ids of the objects from `first` to `last`, both included, in ascending order.
@@ -124,8 +141,8 @@ class sto_Driver {
 
   /// The object under a root name.
   virtual std::optional<std::int64_t> FindRoot(std::string_view name) = 0;
-  /// Gives an object a root name, replacing the object that had it.
-  virtual void SetRoot(std::string_view name, std::int64_t id) = 0;
+  /// Gives an object a root name, replacing the object that had it. `classId`: the object's class.
+  virtual void SetRoot(std::string_view name, std::int64_t id, unsigned int classId) = 0;
   /// Removes a root name; false when there is none.
   virtual bool RemoveRoot(std::string_view name) = 0;
   /// Renames a root; false when there is no root `from`. REQUIRES: there is no root `to`.

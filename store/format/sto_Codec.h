@@ -32,6 +32,14 @@ requires std::is_arithmetic_v<T>
   return bits;
 }
 
+/// A signed number as an unsigned one: 0, -1, 1, -2 ... as 0, 1, 2, 3 ..., and back.
+[[nodiscard]] constexpr std::uint64_t sto_ToZigZag(std::int64_t value) noexcept {
+  return (static_cast<std::uint64_t>(value) << 1) ^ static_cast<std::uint64_t>(value >> 63);
+}
+[[nodiscard]] constexpr std::int64_t sto_FromZigZag(std::uint64_t value) noexcept {
+  return static_cast<std::int64_t>((value >> 1) ^ (~(value & 1) + 1));
+}
+
 /// Appends encoded values to a byte buffer. Numbers are little-endian. Counts and ids are varints: seven bits
 /// a byte, the lowest first, the top bit set on all bytes but the last.
 class sto_ByteWriter {
@@ -45,10 +53,7 @@ class sto_ByteWriter {
     U8(static_cast<std::uint8_t>(value));
   }
 
-  /// A signed number as a varint: 0, -1, 1, -2 ... as 0, 1, 2, 3 ...
-  void ZigZag(std::int64_t value) {
-    Varint((static_cast<std::uint64_t>(value) << 1) ^ static_cast<std::uint64_t>(value >> 63));
-  }
+  void ZigZag(std::int64_t value) { Varint(sto_ToZigZag(value)); }
 
   template <class T>
   requires std::is_arithmetic_v<T>
@@ -90,10 +95,7 @@ class sto_ByteReader {
     return LongVarint();
   }
 
-  std::int64_t ZigZag() noexcept {
-    std::uint64_t const value = Varint();
-    return static_cast<std::int64_t>((value >> 1) ^ (~(value & 1) + 1));
-  }
+  std::int64_t ZigZag() noexcept { return sto_FromZigZag(Varint()); }
 
   template <class T>
   requires std::is_arithmetic_v<T> T Number()
@@ -139,7 +141,7 @@ class sto_ByteReader {
     return (word & 0x0FFFFFFF00000000) >> 4 | (word & 0x000000000FFFFFFF);
   }
 
-  std::uint64_t VarintByBytes() noexcept {
+  [[gnu::noinline]] std::uint64_t VarintByBytes() noexcept { // rare: at the end of the bytes
     std::uint64_t value = 0;
     for (int shift = 0; shift < 64 && m_Next != m_End; shift += 7) {
       std::uint8_t const byte = U8();
@@ -161,6 +163,18 @@ class sto_ByteReader {
   bool m_Failed = false;
 };
 
+/// How far `id` is from `from`, for a zigzag, and back. Ids of damaged records may be anything, so the numbers
+/// wrap around.
+[[nodiscard]] inline std::int64_t sto_Distance(std::int64_t from, std::int64_t id) noexcept {
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(id) - static_cast<std::uint64_t>(from));
+}
+[[nodiscard]] inline std::int64_t sto_FromDistance(std::int64_t from, std::int64_t distance) noexcept {
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(from) + static_cast<std::uint64_t>(distance));
+}
+
+[[nodiscard]] inline sto_ByteView sto_AsBytes(std::string_view text) noexcept {
+  return {reinterpret_cast<std::byte const*>(text.data()), text.size()};
+}
 [[nodiscard]] inline std::string_view sto_AsText(sto_ByteView bytes) noexcept {
   return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }

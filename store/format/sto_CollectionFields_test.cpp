@@ -6,24 +6,23 @@
 
 namespace {
 
-/// The finished record of object 5, of one part, to which `write` writes fields.
-template <class Write> sto_Bytes Built(Write write) {
+/// Object 5 with one part, to which `write` writes fields, as it is read.
+template <class Write> void Build(sto_Record& record, Write write) {
   sto_RecordBuilder builder;
   builder.AddPart(cls_InternalListTypeId, 800, 5);
   write(builder);
-  return builder.Finish(5);
+  record.Stored().m_Bytes = builder.ValuesWithShape();
+  std::string problem;
+  ASSERT_TRUE(record.Decode(5, nullptr, problem)) << problem;
 }
 
 TEST(StoreCollectionFields, NumbersComeBack) {
   sto_Record record;
-  std::string problem;
-  ASSERT_TRUE(record.Decode(5, cls_InternalListTypeId, Built([](sto_RecordBuilder& builder) {
-                              sto_CollectionFields::SizeHint.Write(builder, -12);
-                              sto_CollectionFields::Change.Write(builder, 1LL << 40);
-                              sto_CollectionFields::Change.Write(builder, (1LL << 40) + 1); // replaces it
-                            }),
-                            problem))
-      << problem;
+  Build(record, [](sto_RecordBuilder& builder) {
+    sto_CollectionFields::SizeHint.Write(builder, -12);
+    sto_CollectionFields::Change.Write(builder, 1LL << 40);
+    sto_CollectionFields::Change.Write(builder, (1LL << 40) + 1); // replaces it
+  });
   sto_Part const& part = record.Parts().front();
   EXPECT_EQ(part.m_Fields.size(), 2U);
   EXPECT_EQ(sto_CollectionFields::SizeHint.Read(part), -12);
@@ -34,8 +33,7 @@ TEST(StoreCollectionFields, NumbersComeBack) {
 
 TEST(StoreCollectionFields, PartWithoutTheFieldHasNone) {
   sto_Record record;
-  std::string problem;
-  ASSERT_TRUE(record.Decode(5, cls_InternalListTypeId, Built([](sto_RecordBuilder&) {}), problem));
+  Build(record, [](sto_RecordBuilder&) {});
   EXPECT_FALSE(sto_CollectionFields::SizeHint.Read(record.Parts().front()).has_value());
   EXPECT_FALSE(sto_CollectionFields::Change.Read(record.Parts().front()).has_value());
 }

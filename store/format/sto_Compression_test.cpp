@@ -22,7 +22,7 @@ constexpr std::size_t GuardBytes = 64;
 constexpr std::array Codecs{sto_Compression::None, sto_Compression::Lz4, sto_Compression::ShuffledLz4};
 constexpr std::array<std::size_t, 9> Counts{0, 1, 2, 63, 64, 65, 1000, 2047, sto_Format::BlockElementCount};
 
-sto_Bytes Of(std::initializer_list<int> values) {
+sto_Bytes ContentOf(std::initializer_list<int> values) {
   sto_Bytes bytes;
   for (int const value : values) bytes.push_back(static_cast<std::byte>(value));
   return bytes;
@@ -215,9 +215,9 @@ TEST(StoreCompression, ShortContentIsNotCompressed) {
 TEST(StoreCompression, BytesAreAppended) {
   sto_Compressor compressor;
   for (sto_Bytes const& content : {sto_Bytes(10), sto_Bytes(5000), Noise(5000, 2)}) {
-    sto_Bytes bytes = Of({1, 2, 3});
+    sto_Bytes bytes = ContentOf({1, 2, 3});
     sto_Compression const codec = compressor.Compress(content, 4, bytes);
-    EXPECT_TRUE(std::ranges::equal(std::span(bytes).first(3), Of({1, 2, 3})));
+    EXPECT_TRUE(std::ranges::equal(std::span(bytes).first(3), ContentOf({1, 2, 3})));
     ExpectRestored(compressor, codec, std::span(bytes).subspan(3), 4, content);
   }
 }
@@ -235,7 +235,7 @@ TEST(StoreCompression, WhatWasCompressedBeforeDoesNotMatter) {
 TEST(StoreCompression, StoredBytesOfOtherWritersAreRead) {
   sto_Compressor compressor;
   // By hand: one literal 'a', a match at distance 1 of 4 + 15 + 43 bytes, the literals "12345".
-  sto_Bytes const stored = Of({0x1F, 'a', 1, 0, 43, 0x50, '1', '2', '3', '4', '5'});
+  sto_Bytes const stored = ContentOf({0x1F, 'a', 1, 0, 43, 0x50, '1', '2', '3', '4', '5'});
   std::string const text = std::string(63, 'a') + "12345";
   sto_ByteView const letters = std::as_bytes(std::span(text));
   sto_Bytes const content(letters.begin(), letters.end());
@@ -265,9 +265,9 @@ TEST(StoreCompression, UnknownCodecIsAFailure) {
   for (int number = 3; number < 256; ++number) {
     auto const codec = static_cast<sto_Compression>(number);
     EXPECT_FALSE(Restore(compressor, codec, content, 4, content.size()).m_Done);
-    sto_Bytes bytes = Of({7});
+    sto_Bytes bytes = ContentOf({7});
     EXPECT_FALSE(compressor.CompressAs(codec, content, 4, bytes));
-    EXPECT_EQ(bytes, Of({7}));
+    EXPECT_EQ(bytes, ContentOf({7}));
   }
 }
 
@@ -276,7 +276,7 @@ TEST(StoreCompression, NoStoredBytesAreContentOnlyIfThereIsNone) {
   for (sto_Compression const codec : Codecs) {
     EXPECT_FALSE(Restore(compressor, codec, {}, 8, 64).m_Done);
     EXPECT_EQ(Restore(compressor, codec, {}, 8, 0).m_Done, codec == sto_Compression::None);
-    EXPECT_FALSE(Restore(compressor, codec, Of({1}), 8, 0).m_Done);
+    EXPECT_FALSE(Restore(compressor, codec, ContentOf({1}), 8, 0).m_Done);
   }
 }
 
@@ -303,7 +303,8 @@ TEST(StoreCompression, ExtendedBytesAreAFailure) {
   sto_Compressor compressor;
   for (sto_Compression const codec : Codecs)
     for (sto_Bytes const& content : Samples())
-      for (sto_Bytes const& more : {Of({0}), Of({0x10, 'x'}), Of({0xFF, 0xFF, 0xFF}), Noise(100, 4)}) {
+      for (sto_Bytes const& more :
+           {ContentOf({0}), ContentOf({0x10, 'x'}), ContentOf({0xFF, 0xFF, 0xFF}), Noise(100, 4)}) {
         sto_Bytes bytes;
         ASSERT_TRUE(compressor.CompressAs(codec, content, 8, bytes));
         bytes.insert(bytes.end(), more.begin(), more.end());
@@ -359,7 +360,7 @@ TEST(StoreCompression, FailedAllocationLeavesTheBytesUnchanged) {
     int failures = 0;
     for (int step = 1;; ++step) {
       sto_Compressor compressor;
-      sto_Bytes bytes = Of({1, 2, 3});
+      sto_Bytes bytes = ContentOf({1, 2, 3});
       StoreNewFault::FailAt(step);
       try {
         static_cast<void>(compressor.Compress(content, 8, bytes));
@@ -368,7 +369,7 @@ TEST(StoreCompression, FailedAllocationLeavesTheBytesUnchanged) {
       } catch (std::bad_alloc const&) {
         ++failures;
       }
-      EXPECT_EQ(bytes, Of({1, 2, 3}));
+      EXPECT_EQ(bytes, ContentOf({1, 2, 3}));
       sto_Compression const codec =
           compressor.Compress(content, 8, bytes); // the compressor can be used again
       ExpectRestored(compressor, codec, std::span(bytes).subspan(3), 8, content);

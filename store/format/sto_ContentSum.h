@@ -8,10 +8,10 @@
 
 /// What an item of a sum is. A number that has reached a file never changes its meaning.
 enum class sto_ContentKind : std::uint8_t {
-  Record = 1,    ///< key: object id
+  Record = 1,    ///< key: object id and number of the shape, eight bytes each
   Block = 2,     ///< key: block key
   Root = 3,      ///< key: the root's name
-  Catalogue = 4, ///< key: the row's number
+  Catalogue = 4, ///< key: the name of the table; the content has the row's key
 };
 
 /// A hash of a set of items, each with a kind, a key and a content. Adding or removing an item takes one pass

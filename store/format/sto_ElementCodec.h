@@ -64,12 +64,9 @@ struct sto_ObjectId {
   std::int64_t m_Id = 0;
 };
 
+/// Each id depends on the one before it: see sto_IdCodec.h.
 template <> struct sto_ElementCodec<sto_ObjectId> {
   static constexpr sto_Format::ElementType ElementType = sto_Format::ElementObject;
-  static constexpr std::size_t MinBytes = 8;
-
-  static void Encode(sto_ByteWriter& writer, sto_ObjectId const& element) { writer.Number(element.m_Id); }
-  static sto_ObjectId Decode(sto_ByteReader& reader) { return {reader.Number<std::int64_t>()}; }
 };
 
 /// The printable name of an element type.

@@ -8,19 +8,40 @@
 namespace sto_Format {
 
 /// The version of the form that this module writes, and the newest that it reads.
-inline constexpr int Version = 3;
+inline constexpr int Version = 4;
 /// The last version without descriptions of attributes.
 inline constexpr int VersionWithoutAttributes = 1;
 /// The last version without packs of records and without moved blocks.
 inline constexpr int VersionWithoutPacks = 2;
+/// The last version whose records describe themselves instead of having a shape.
+inline constexpr int VersionWithoutShapes = 3;
 
-/// First byte of each object record.
+/// What a program must know to read, and to write, a store of this form: names, separated by spaces. Some may be
+/// added while the version stays. A draft is a state of a version that is not final; later versions of this
+/// module do not read it. Its number goes up with each change of what is stored.
+inline constexpr char FeaturesToRead[] = "draft-4";
+inline constexpr char FeaturesToWrite[] = "";
+
+/// First byte of each object record of a version without shapes.
 inline constexpr std::uint8_t RecordForm = 1;
+
+/// Object ids that share a pack, in this version and in those without shapes.
+inline constexpr int IdsInPack = 32;
+inline constexpr int IdsInOldPack = 64;
+/// A record of more bytes, with its checksum, has a row of its own.
+inline constexpr std::size_t MaxPackedBytes = 1000;
+/// Bytes of the checksum at the end of a record in a pack, and of the header of a pack.
+inline constexpr std::size_t PackedChecksumBytes = 4;
+
+/// The number of no shape: the record begins with its own.
+inline constexpr std::int64_t OwnShape = 0;
+/// The most shapes of one version of a class. Records that need more begin with their own.
+inline constexpr int MaxShapesOfClass = 64;
 
 /// Type of a field's value.
 enum ValueTag : std::uint8_t {
-  NoText = 1,     ///< a string without text
-  Text = 2,       ///< length, bytes
+  NoText = 1,     ///< a string without text; a shape says Text for both
+  Text = 2,       ///< length + 1, bytes; 0 for no text
   Bool = 3,       ///< one byte, 0 or 1
   Int8 = 4,       ///< one byte
   Int16 = 5,      ///< two bytes
@@ -32,8 +53,8 @@ enum ValueTag : std::uint8_t {
   Float = 11,     ///< four bytes, IEEE 754
   Double = 12,    ///< eight bytes, IEEE 754
   Enum = 13,      ///< four bytes
-  Reference = 14, ///< object id: an object that is stored on its own
-  Object = 15,    ///< object id, collection code: the object that the field holds
+  Reference = 14, ///< an object that is stored on its own: its id minus the id of the record's object
+  Object = 15,    ///< the object that the field holds, in the same way; its shape has the collection code
   Bytes = 16,     ///< length, bytes
 };
 
@@ -45,7 +66,7 @@ enum ElementType : std::uint8_t {
   ElementDouble = 4,
   ElementUInt = 5,
   ElementInt = 6,
-  ElementObject = 7, ///< object id: eight bytes in a list (0 for no element), a varint in a map
+  ElementObject = 7, ///< an object's id: see sto_IdCodec.h for lists; a varint in a map
 };
 
 /// Type of a map's keys.
@@ -61,6 +82,7 @@ enum Content : std::uint8_t {
   ContentBlockList = 2,  ///< the elements are in blocks
   ContentMap = 3,        ///< keys and elements, in the record
   ContentIntTable = 4,   ///< pairs of int, in the record
+  ContentFixedIds = 5,   ///< a list of objects in blocks of an older format: eight bytes an id
 };
 
 /// Elements of a list in one block, whatever their type; the last block may be shorter.

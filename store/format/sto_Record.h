@@ -8,43 +8,38 @@
 
 #include "store/format/sto_Codec.h"
 #include "store/format/sto_Format.h"
+#include "store/format/sto_Shape.h"
+#include "store/format/sto_StoredRecord.h"
 
 // Object records: what is stored of one object.
 //
-// A record is a list of parts, one for each class of the object: its own class first, then its base class,
-// that class's base, and so on. Each part has its class, the version that wrote it, an id, and fields. After
-// the parts comes the content, if the object is a collection: a list, a map or an int table. The checksum
-// ends the record.
+// A record has parts, one for each class of the object: its own class first, then its base class, that class's
+// base, and so on. Each part has its class, the version that wrote it, an id, and fields. After the fields
+// comes the content, if the object is a collection: a list, a map or an int table.
 //
-//     record := form  part+  content  checksum
-//     part   := class version id  field*
-//     field  := key  tag  value
+// Records of one class mostly differ in their values only. So the classes, versions, names and types are in a
+// shape (sto_Shape.h), which the store has once, and a record is a row of values:
+//
+//     record := [id of base part]*  value*  content
 //
 // docs/store-format.md has the whole grammar. Three properties matter to the code:
 //
-// - A field says the type of its value (the tag), so that every record can be walked without its class.
-//   Checking, copying and collecting need that.
+// - The shape says the type of each value, so that every record can be walked without its class. Checking,
+//   copying and collecting need that.
 // - A field is found by the number of its name, not by its place. Programs may write attributes in any order,
-//   leave some out, and add new ones.
+//   leave some out, and add new ones: that makes another shape.
 // - Decoding copies nothing: parts and fields are views of the record's bytes.
 //
-// sto_Record reads records, sto_RecordBuilder (its own header) makes them.
-
-/// The key of a field: the number of its name in the store's dictionary or, if that is 0, its field number.
-struct sto_FieldKey {
-  std::int64_t m_NameId = 0;
-  int m_FieldId = -1;
-
-  friend bool operator==(sto_FieldKey const& a, sto_FieldKey const& b) noexcept {
-    return a.m_NameId == b.m_NameId && (a.m_NameId != 0 || a.m_FieldId == b.m_FieldId);
-  }
-};
+// sto_Record reads records, sto_RecordBuilder (its own header) makes them. Formats 1 to 3 had records that
+// describe themselves; sto_OldRecord.h reads those.
 
 /// One field of a decoded record.
 struct sto_Field {
   sto_FieldKey m_Key;
   std::uint8_t m_Tag = 0;
-  sto_ByteView m_Payload; // the value without its length; for an object, the id and the collection code
+  std::uint8_t m_Code = 0;     // of an object in a field: the type of the collection
+  std::int64_t m_ObjectId = 0; // of an object or a reference
+  sto_ByteView m_Payload;      // of another value, without its length
 };
 
 /// One class level of a decoded record.
@@ -61,7 +56,8 @@ struct sto_ListHeader {
   int m_Width = 1;
   int m_Count = 0;
   bool m_InBlocks = false;
-  sto_ByteView m_Inline; // the encoded elements, if they are in the record
+  bool m_HasFixedIds = false; // a list of objects in blocks that an older format has written
+  sto_ByteView m_Inline;      // the encoded elements, if they are in the record
 };
 
 /// The header of an object's map or int table.
@@ -81,17 +77,18 @@ class sto_Record {
   sto_Record(sto_Record const&) = delete; // it views itself
   sto_Record& operator=(sto_Record const&) = delete;
 
-  /// The bytes for Decode; fill them in first.
-  [[nodiscard]] sto_Bytes& Bytes() noexcept { return m_Bytes; }
+  /// The record for Decode; fill it in first.
+  [[nodiscard]] sto_StoredRecord& Stored() noexcept { return m_Stored; }
+  [[nodiscard]] sto_StoredRecord const& Stored() const noexcept { return m_Stored; }
 
-  /// Checks and decodes the bytes of object `id` of class `classId`. The bytes are not trusted. On failure,
-  /// returns false, says in `problem` what is wrong, and the record must not be used until the next Decode.
-  [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, std::string& problem);
-  /// The same for other bytes.
-  [[nodiscard]] bool Decode(std::int64_t id, unsigned int classId, sto_Bytes bytes, std::string& problem) {
-    m_Bytes = std::move(bytes);
-    return Decode(id, classId, problem);
-  }
+  /// Checks and decodes the stored record as that of object `id`. The bytes are not trusted. `shape`: the
+  /// shape with the record's number, which stays unchanged until the next Decode with another; null if it has
+  /// none. On failure, returns false, says in `problem` what is wrong, and the record must not be used until
+  /// the next Decode.
+  [[nodiscard]] bool Decode(std::int64_t id, sto_Shape const* shape, std::string& problem);
+
+  /// The class of the object; also after a failed Decode, if it was known.
+  [[nodiscard]] unsigned int ClassId() const noexcept { return m_ClassId; }
 
   [[nodiscard]] std::vector<sto_Part> const& Parts() const noexcept { return m_Parts; }
   [[nodiscard]] std::optional<sto_ListHeader> const& List() const noexcept { return m_List; }
@@ -109,19 +106,20 @@ class sto_Record {
  private:
   /// Notes an id; false if no object can have it.
   [[nodiscard]] bool TakeId(std::uint64_t id) noexcept;
-  [[nodiscard]] bool DecodeAll(sto_ByteReader reader);
-  [[nodiscard]] bool DecodeParts(sto_ByteReader& reader);
-  [[nodiscard]] bool DecodePart(sto_ByteReader& reader, sto_Part& part, std::size_t& fieldCount);
-  [[nodiscard]] bool DecodeField(sto_ByteReader& reader, sto_Field& field);
-  [[nodiscard]] bool DecodeList(sto_ByteReader& reader, bool inBlocks);
+  [[nodiscard]] bool DecodeAll(sto_ByteReader reader, std::int64_t id, sto_Shape const& shape);
+  [[nodiscard]] bool DecodeParts(sto_ByteReader& reader, std::int64_t id, sto_Shape const& shape);
+  [[nodiscard]] bool DecodeField(sto_ByteReader& reader, std::int64_t id, sto_Field& field);
+  [[nodiscard]] bool DecodeContent(sto_ByteReader& reader, sto_ShapeContent const& content);
+  [[nodiscard]] bool DecodeList(sto_ByteReader& reader, sto_ShapeContent const& content);
   [[nodiscard]] bool DecodeObjectIds(sto_ByteView elements, int count);
-  [[nodiscard]] bool DecodeMap(sto_ByteReader& reader, bool isTable);
+  [[nodiscard]] bool DecodeMap(sto_ByteReader& reader, sto_ShapeContent const& content);
 
-  sto_Bytes m_Bytes;
+  sto_StoredRecord m_Stored;
+  sto_Shape m_OwnShape;  // of a record that describes itself
+  sto_Bytes m_Converted; // the values of a record of an older format
+  unsigned int m_ClassId = 0;
   std::vector<sto_Part> m_Parts;
-  std::vector<sto_Field> m_Fields; // of all parts; may be longer, because earlier objects needed more
-  std::size_t m_FieldCount = 0;
-  std::vector<std::size_t> m_FieldCounts;
+  std::vector<sto_Field> m_Fields; // of all parts
   std::optional<sto_ListHeader> m_List;
   std::optional<sto_MapHeader> m_Map;
   std::int64_t m_GreatestId = 0;

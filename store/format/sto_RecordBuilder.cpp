@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "store/base/sto_Exception.h"
-#include "store/format/sto_Checksum.h"
 
 namespace {
 
@@ -42,7 +41,8 @@ std::size_t sto_RecordBuilder::AddPart(unsigned int classId, int version, std::i
 
 std::size_t sto_RecordBuilder::IndexOf(Part const& part, sto_FieldKey const& key) noexcept {
   if (part.m_Fields.size() <= FewFields) {
-    auto const found = std::ranges::find(part.m_Fields, key, &Field::m_Key);
+    auto const found = std::ranges::find_if(
+        part.m_Fields, [&key](Field const& field) { return field.m_Described.m_Key == key; });
     return found == part.m_Fields.end() ? NotThere : static_cast<std::size_t>(found - part.m_Fields.begin());
   }
   auto const found = part.m_Index.find(key);
@@ -52,20 +52,52 @@ std::size_t sto_RecordBuilder::IndexOf(Part const& part, sto_FieldKey const& key
 void sto_RecordBuilder::UpdateIndex(Part& part) {
   if (part.m_Fields.size() <= FewFields) return;
   for (std::size_t i = part.m_Index.size(); i < part.m_Fields.size(); ++i)
-    part.m_Index.emplace(part.m_Fields[i].m_Key, i);
+    part.m_Index.emplace(part.m_Fields[i].m_Described.m_Key, i);
 }
 
-sto_Bytes& sto_RecordBuilder::StartField(std::size_t partIndex, sto_FieldKey const& key) {
+sto_Bytes& sto_RecordBuilder::StartField(std::size_t partIndex, sto_FieldKey const& key, std::uint8_t tag,
+                                         std::uint8_t code) {
   Part& part = m_Parts[partIndex];
   if (std::size_t const earlier = IndexOf(part, key); earlier != NotThere) DropField(part, earlier);
   if (m_FieldCount == sto_Format::MaxFields) RaiseFull(sto_Format::MaxFields, " attributes");
-  part.m_Fields.push_back({key, part.m_Bytes.size()});
+  part.m_Fields.push_back({{key, tag, code}, part.m_Bytes.size()});
   ++m_FieldCount;
   UpdateIndex(part);
-  sto_ByteWriter writer(part.m_Bytes);
-  writer.Varint(static_cast<std::uint64_t>(key.m_NameId));
-  if (key.m_NameId == 0) writer.ZigZag(key.m_FieldId);
   return part.m_Bytes;
+}
+
+void sto_RecordBuilder::AddText(std::size_t part, sto_FieldKey const& key, std::optional<sto_ByteView> text) {
+  sto_ByteWriter writer(StartField(part, key, sto_Format::Text));
+  writer.Varint(text ? text->size() + 1 : 0);
+  if (text) writer.Raw(text->data(), text->size());
+}
+
+void sto_RecordBuilder::AddBytes(std::size_t part, sto_FieldKey const& key, sto_ByteView bytes) {
+  sto_ByteWriter writer(StartField(part, key, sto_Format::Bytes));
+  writer.Varint(bytes.size());
+  writer.Raw(bytes.data(), bytes.size());
+}
+
+void sto_RecordBuilder::AddObject(std::size_t part, sto_FieldKey const& key, std::uint8_t tag,
+                                  std::int64_t id, std::uint8_t code) {
+  sto_ByteWriter(StartField(part, key, tag, code)).ZigZag(sto_Distance(m_Parts.front().m_Id, id));
+}
+
+void sto_RecordBuilder::AddDecoded(std::size_t part, sto_FieldKey const& key, sto_Field const& field,
+                                   std::int64_t id) {
+  switch (field.m_Tag) {
+  case sto_Format::NoText:
+    return AddText(part, key, std::nullopt);
+  case sto_Format::Text:
+    return AddText(part, key, field.m_Payload);
+  case sto_Format::Bytes:
+    return AddBytes(part, key, field.m_Payload);
+  case sto_Format::Object:
+  case sto_Format::Reference:
+    return AddObject(part, key, field.m_Tag, id, field.m_Code);
+  default:
+    sto_ByteWriter(StartField(part, key, field.m_Tag)).Raw(field.m_Payload.data(), field.m_Payload.size());
+  }
 }
 
 void sto_RecordBuilder::DropField(Part& part, std::size_t index) {
@@ -91,10 +123,7 @@ bool sto_RecordBuilder::SetCollectionCode(std::size_t partIndex, sto_FieldKey co
   Part& part = m_Parts[partIndex];
   std::size_t const index = IndexOf(part, key);
   if (index == NotThere) return false;
-  // The code is the last byte of an object field.
-  std::size_t const end =
-      index + 1 < part.m_Fields.size() ? part.m_Fields[index + 1].m_Offset : part.m_Bytes.size();
-  part.m_Bytes[end - 1] = std::byte{code};
+  part.m_Fields[index].m_Described.m_Code = code;
   return true;
 }
 
@@ -131,40 +160,76 @@ bool sto_RecordBuilder::HasContentOf(sto_Record const& other) const noexcept {
          m_Map->m_ElementType == map.m_ElementType && std::ranges::equal(m_Elements, map.m_Entries);
 }
 
-void sto_RecordBuilder::PutContent(sto_ByteWriter& writer) const {
+sto_ShapeContent sto_RecordBuilder::Content() const noexcept {
   if (m_List) {
-    writer.U8(m_List->m_InBlocks ? sto_Format::ContentBlockList : sto_Format::ContentInlineList);
-    writer.U8(m_List->m_ElementType);
+    std::uint8_t const kind = m_List->m_HasFixedIds ? sto_Format::ContentFixedIds
+                              : m_List->m_InBlocks  ? sto_Format::ContentBlockList
+                                                    : sto_Format::ContentInlineList;
+    return {kind, 0, m_List->m_ElementType};
+  }
+  if (!m_Map) return {};
+  if (m_Map->m_IsTable) return {sto_Format::ContentIntTable, 0, 0};
+  return {sto_Format::ContentMap, m_Map->m_KeyType, m_Map->m_ElementType};
+}
+
+bool sto_RecordBuilder::DoPartsFollow() const noexcept {
+  for (std::size_t i = 1; i < m_PartCount; ++i)
+    if (m_Parts[i].m_Id != m_Parts.front().m_Id + static_cast<std::int64_t>(i)) return false;
+  return true;
+}
+
+bool sto_RecordBuilder::HasShape(sto_Shape const& shape) const noexcept {
+  if (shape.m_Parts.size() != m_PartCount || shape.m_Fields.size() != m_FieldCount ||
+      shape.m_PartsFollow != DoPartsFollow() || shape.m_Content != Content())
+    return false;
+  auto described = shape.m_Fields.begin();
+  for (std::size_t i = 0; i < m_PartCount; ++i) {
+    Part const& part = m_Parts[i];
+    if (shape.m_Parts[i] != sto_ShapePart{part.m_ClassId, part.m_Version, part.m_Fields.size()}) return false;
+    for (Field const& field : part.m_Fields)
+      if (field.m_Described != *described++) return false;
+  }
+  return true;
+}
+
+sto_Shape sto_RecordBuilder::Shape() const {
+  sto_Shape shape;
+  shape.m_PartsFollow = DoPartsFollow();
+  shape.m_Content = Content();
+  for (Part const& part : std::span(m_Parts).first(m_PartCount)) {
+    shape.m_Parts.push_back({part.m_ClassId, part.m_Version, part.m_Fields.size()});
+    for (Field const& field : part.m_Fields) shape.m_Fields.push_back(field.m_Described);
+  }
+  return shape;
+}
+
+void sto_RecordBuilder::PutValues() {
+  sto_ByteWriter writer(m_Output);
+  bool const doPartsFollow = DoPartsFollow();
+  std::int64_t follows = m_Parts.front().m_Id;
+  for (std::size_t i = 0; i < m_PartCount; ++i, ++follows) {
+    Part const& part = m_Parts[i];
+    if (!doPartsFollow && i > 0) writer.ZigZag(sto_Distance(follows, part.m_Id));
+    writer.Raw(part.m_Bytes.data(), part.m_Bytes.size());
+  }
+  if (m_List) {
     writer.ZigZag(m_List->m_Width);
     writer.Varint(static_cast<std::uint64_t>(m_List->m_Count));
   } else if (m_Map) {
-    writer.U8(m_Map->m_IsTable ? sto_Format::ContentIntTable : sto_Format::ContentMap);
-    if (!m_Map->m_IsTable) {
-      writer.U8(m_Map->m_KeyType);
-      writer.U8(m_Map->m_ElementType);
-    }
     writer.Varint(static_cast<std::uint64_t>(m_Map->m_Count));
-  } else {
-    writer.U8(sto_Format::ContentNone);
-    return;
   }
   writer.Raw(m_Elements.data(), m_Elements.size());
 }
 
-sto_Bytes const& sto_RecordBuilder::Finish(std::int64_t id) {
+sto_Bytes const& sto_RecordBuilder::Values() {
   m_Output.clear();
-  sto_ByteWriter writer(m_Output);
-  writer.U8(sto_Format::RecordForm);
-  writer.Varint(m_PartCount);
-  for (std::size_t i = 0; i < m_PartCount; ++i) {
-    Part const& part = m_Parts[i];
-    writer.Varint(part.m_ClassId);
-    writer.ZigZag(part.m_Version);
-    writer.Varint(static_cast<std::uint64_t>(part.m_Id));
-    writer.Varint(part.m_Fields.size());
-    writer.Raw(part.m_Bytes.data(), part.m_Bytes.size());
-  }
-  PutContent(writer);
-  sto_Seal(static_cast<std::uint64_t>(id), m_Output);
+  PutValues();
+  return m_Output;
+}
+
+sto_Bytes const& sto_RecordBuilder::ValuesWithShape() {
+  m_Output.clear();
+  Shape().Encode(m_Output);
+  PutValues();
   return m_Output;
 }

@@ -19,10 +19,18 @@ class sto_RecordBuilder {
   /// Adds a part and returns its index. Full, naming the object, beyond sto_Format::MaxParts.
   std::size_t AddPart(unsigned int classId, int version, std::int64_t id);
 
-  /// Starts a field of a part, replacing one with the same key. The caller appends the field's tag and value
-  /// to the returned bytes before it calls anything else. Full, naming the object, beyond
-  /// sto_Format::MaxFields. REQUIRES: an index that AddPart returned for this object.
-  sto_Bytes& StartField(std::size_t part, sto_FieldKey const& key);
+  /// Starts a field of a part, replacing one with the same key. The caller appends the value to the returned
+  /// bytes before it calls anything else; for texts, byte strings and objects use the operations below. Full,
+  /// naming the object, beyond sto_Format::MaxFields. REQUIRES: an index that AddPart returned for this object.
+  sto_Bytes& StartField(std::size_t part, sto_FieldKey const& key, std::uint8_t tag, std::uint8_t code = 0);
+  /// Adds a string; none: a string without text.
+  void AddText(std::size_t part, sto_FieldKey const& key, std::optional<sto_ByteView> text);
+  void AddBytes(std::size_t part, sto_FieldKey const& key, sto_ByteView bytes);
+  /// Adds an object or, by `tag`, a reference.
+  void AddObject(std::size_t part, sto_FieldKey const& key, std::uint8_t tag, std::int64_t id,
+                 std::uint8_t code = 0);
+  /// Adds a field as a decoded record has it; `id` is that of the object, if the field has one.
+  void AddDecoded(std::size_t part, sto_FieldKey const& key, sto_Field const& field, std::int64_t id);
 
   [[nodiscard]] bool HasField(std::size_t part, sto_FieldKey const& key) const noexcept;
   [[nodiscard]] std::size_t PartCount() const noexcept { return m_PartCount; }
@@ -45,8 +53,14 @@ class sto_RecordBuilder {
   /// Whether a decoded record has the same list or map. For a list in blocks, only the headers are compared.
   [[nodiscard]] bool HasContentOf(sto_Record const& other) const noexcept;
 
-  /// The finished record, with its checksum. Valid until the builder is used again.
-  [[nodiscard]] sto_Bytes const& Finish(std::int64_t id);
+  /// Whether the object has this shape.
+  [[nodiscard]] bool HasShape(sto_Shape const& shape) const noexcept;
+  /// The shape of the object.
+  [[nodiscard]] sto_Shape Shape() const;
+  /// The record: the values, without a checksum. Valid until the builder is used again.
+  [[nodiscard]] sto_Bytes const& Values();
+  /// The record of an object whose shape has no number: it begins with the shape.
+  [[nodiscard]] sto_Bytes const& ValuesWithShape();
 
   /// About how many bytes of memory the builder holds.
   [[nodiscard]] std::size_t Capacity() const noexcept {
@@ -58,8 +72,8 @@ class sto_RecordBuilder {
 
  private:
   struct Field {
-    sto_FieldKey m_Key;
-    std::size_t m_Offset; // of the key in the part's bytes
+    sto_ShapeField m_Described;
+    std::size_t m_Offset; // of the value in the part's bytes
   };
   struct KeyHash {
     std::size_t operator()(sto_FieldKey const& key) const noexcept {
@@ -83,7 +97,9 @@ class sto_RecordBuilder {
   static void UpdateIndex(Part& part);
   void DropField(Part& part, std::size_t index);
   [[noreturn]] void RaiseFull(std::size_t count, char const* what) const;
-  void PutContent(sto_ByteWriter& writer) const;
+  [[nodiscard]] sto_ShapeContent Content() const noexcept;
+  [[nodiscard]] bool DoPartsFollow() const noexcept;
+  void PutValues();
 
   std::vector<Part> m_Parts;
   std::size_t m_PartCount = 0;  // in use; the others keep their memory for later objects

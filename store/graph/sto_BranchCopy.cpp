@@ -7,6 +7,7 @@
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_ElementCodec.h"
+#include "store/format/sto_IdCodec.h"
 #include "store/format/sto_MapWalk.h"
 #include "store/objects/sto_ObjectListReader.h"
 #include "store/session/sto_StoredBlocks.h"
@@ -66,31 +67,30 @@ void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {
   if (record.Map()) CopyMap(*record.Map(), builder);
   if (first.m_ClassId == cls_BlobTypeId) CopyBlob(id, first);
   std::int64_t const copy = MapId(id);
-  m_Target.Driver().WriteObject(copy, first.m_ClassId, builder.Finish(copy));
+  auto const [shape, values] = m_Target.ToWrite(builder, nullptr);
+  m_Target.Driver().WriteObject(copy, shape, values);
 }
 
 void sto_BranchCopy::CopyField(sto_Field const& field, sto_RecordBuilder& builder, std::size_t part) {
-  sto_ByteWriter writer(builder.StartField(part, MapKey(field.m_Key)));
-  writer.U8(field.m_Tag);
-  sto_ByteView payload = field.m_Payload;
-  if (field.m_Tag == sto_Format::Text || field.m_Tag == sto_Format::Bytes) writer.Varint(payload.size());
-  if (field.m_Tag == sto_Format::Object || field.m_Tag == sto_Format::Reference) {
-    std::int64_t const held = sto_ByteReader(payload).Number<std::int64_t>();
-    writer.Number(field.m_Tag == sto_Format::Object ? MapHeldId(held) : MapId(held));
-    payload = payload.subspan(8);
-  }
-  writer.Raw(payload.data(), payload.size());
+  std::int64_t id = 0;
+  if (field.m_Tag == sto_Format::Object) id = MapHeldId(field.m_ObjectId);
+  if (field.m_Tag == sto_Format::Reference) id = MapId(field.m_ObjectId);
+  builder.AddDecoded(part, MapKey(field.m_Key), field, id);
 }
 
-sto_Bytes sto_BranchCopy::MapIds(sto_ByteView ids) {
-  sto_Bytes mapped;
-  sto_ByteReader reader(ids);
+bool sto_BranchCopy::MapIds(std::int64_t list, sto_ListHeader const& header, sto_ByteView content, int count,
+                            sto_Bytes& mapped) {
+  std::vector<std::int64_t> ids;
+  if (!sto_ReadIds(m_Source, list, header, content, count, ids)) return false;
+  sto_IdEncoder encoder(MapId(list));
   sto_ByteWriter writer(mapped);
-  while (reader.Remaining() != 0 && !reader.Failed()) {
-    std::int64_t const id = reader.Number<std::int64_t>();
-    writer.Number(id == 0 ? id : MapHeldId(id));
-  }
-  return mapped;
+  for (std::int64_t const id : ids) encoder.Put(writer, id == 0 ? id : MapHeldId(id));
+  return true;
+}
+
+void sto_BranchCopy::RaiseDamagedBlock(std::int64_t list, int block) const {
+  m_Source.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(list) +
+                                             " is damaged in block " + std::to_string(block) + ".");
 }
 
 void sto_BranchCopy::CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder) {
@@ -98,25 +98,28 @@ void sto_BranchCopy::CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBu
     m_Source.Raise(sto_ErrorKind::Damaged,
                    "The list of object " + std::to_string(id) + sto_UnevenRows(list.m_Count, list.m_Width));
   bool const holdsObjects = list.m_ElementType == sto_Format::ElementObject;
-  sto_ByteView const content = std::exchange(list.m_Inline, {});
-  if (list.m_InBlocks) {
-    builder.SetList(list, {});
-    CopyBlocks(id, sto_ListLayout(list.m_Count).BlockCount(), holdsObjects ? list.m_Count : -1);
-  } else {
-    builder.SetList(list, holdsObjects ? MapIds(content) : sto_Bytes(content.begin(), content.end()));
-  }
+  sto_Bytes elements;
+  if (list.m_InBlocks)
+    CopyBlocks(id, sto_ListLayout(list.m_Count).BlockCount(), holdsObjects ? &list : nullptr);
+  else if (!holdsObjects)
+    elements.assign(list.m_Inline.begin(), list.m_Inline.end());
+  else if (!MapIds(id, list, list.m_Inline, list.m_Count, elements))
+    RaiseDamagedBlock(id, 0);
+  list.m_Inline = {};
+  list.m_HasFixedIds = false;
+  builder.SetList(list, std::move(elements));
 }
 
-void sto_BranchCopy::CopyBlocks(std::int64_t id, int blockCount, int objectCount) {
+void sto_BranchCopy::CopyBlocks(std::int64_t id, int blockCount, sto_ListHeader const* objects) {
   sto_StoredBlocks from(m_Source, id);
   sto_StoredBlocks to(m_Target, MapId(id));
   for (int block = 0; block < blockCount; ++block) {
     sto_ByteView const stored = from.Read(block);
-    bool const holdsObjects = objectCount >= 0;
-    if (holdsObjects && !sto_AreObjectIds(m_Source, stored, sto_ListLayout(objectCount).CountIn(block)))
-      m_Source.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(id) +
-                                                 " is damaged in block " + std::to_string(block) + ".");
-    sto_Bytes content = holdsObjects ? MapIds(stored) : sto_Bytes(stored.begin(), stored.end());
+    sto_Bytes content;
+    if (objects == nullptr)
+      content.assign(stored.begin(), stored.end());
+    else if (!MapIds(id, *objects, stored, sto_ListLayout(objects->m_Count).CountIn(block), content))
+      RaiseDamagedBlock(id, block);
     to.Write(block, content, false);
   }
 }
@@ -140,7 +143,7 @@ void sto_BranchCopy::CopyBlob(std::int64_t id, sto_Part const& part) {
   if (size < 0 || size > sto_BlobLayout::MaxCount)
     m_Source.Raise(sto_ErrorKind::Damaged,
                    "The blob of object " + std::to_string(id) + " has an impossible size.");
-  CopyBlocks(id, sto_BlobLayout(size).BlockCount(), -1);
+  CopyBlocks(id, sto_BlobLayout(size).BlockCount(), nullptr);
 }
 
 sto_FieldKey sto_BranchCopy::MapKey(sto_FieldKey const& key) {

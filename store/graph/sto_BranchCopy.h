@@ -38,10 +38,14 @@ class sto_BranchCopy {
   void CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder);
   void CopyMap(sto_MapHeader const& map, sto_RecordBuilder& builder);
   void CopyBlob(std::int64_t id, sto_Part const& part);
-  /// Copies `blockCount` blocks of a list or blob. For a list of `objectCount` objects, replaces the ids;
-  /// -1 for anything else.
-  void CopyBlocks(std::int64_t id, int blockCount, int objectCount);
-  [[nodiscard]] sto_Bytes MapIds(sto_ByteView ids);
+  /// Copies `blockCount` blocks of a list or blob. `objects`: the header of a list of objects, whose ids are
+  /// replaced; null for anything else.
+  void CopyBlocks(std::int64_t id, int blockCount, sto_ListHeader const* objects);
+  /// Appends the ids of a list of objects, or of one of its blocks, as they are in the target; false if the
+  /// bytes are no ids.
+  [[nodiscard]] bool MapIds(std::int64_t list, sto_ListHeader const& header, sto_ByteView content, int count,
+                            sto_Bytes& mapped);
+  [[noreturn]] void RaiseDamagedBlock(std::int64_t list, int block) const;
   [[nodiscard]] sto_FieldKey MapKey(sto_FieldKey const& key);
   /// Makes the target describe the class version of a part as the source does. Misuse or NewerFormat if the
   /// target's registrar does not have it; Conflict if the target describes it differently.

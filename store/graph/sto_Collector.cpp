@@ -76,30 +76,33 @@ void sto_Collector::Visit(sto_Record const& record) {
   for (sto_Part const& part : record.Parts())
     for (sto_Field const& field : part.m_Fields)
       if (field.m_Tag == sto_Format::Object)
-        Hold(sto_ByteReader(field.m_Payload).Number<std::int64_t>(), id);
+        Hold(field.m_ObjectId, id);
       else if (field.m_Tag == sto_Format::Reference)
-        Refer(sto_ByteReader(field.m_Payload).Number<std::int64_t>());
+        Refer(field.m_ObjectId);
   if (record.List() && record.List()->m_ElementType == sto_Format::ElementObject)
     VisitList(id, *record.List());
   if (record.Map() && record.Map()->m_ElementType == sto_Format::ElementObject) VisitMap(id, *record.Map());
 }
 
 void sto_Collector::VisitList(std::int64_t id, sto_ListHeader const& list) {
-  if (!list.m_InBlocks) return VisitIds(id, list.m_Inline);
+  if (!list.m_InBlocks) {
+    static_cast<void>(VisitIds(id, list, list.m_Inline, list.m_Count)); // decoding has checked them
+    return;
+  }
   sto_StoredBlocks blocks(m_Session, id);
   sto_ListLayout const layout(list.m_Count);
-  for (int block = 0; block < layout.BlockCount(); ++block) {
-    sto_ByteView const content = blocks.Read(block);
-    if (!sto_AreObjectIds(m_Session, content, layout.CountIn(block)))
+  for (int block = 0; block < layout.BlockCount(); ++block)
+    if (!VisitIds(id, list, blocks.Read(block), layout.CountIn(block)))
       m_Session.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(id) +
                                                   " is damaged in block " + std::to_string(block) + ".");
-    VisitIds(id, content);
-  }
 }
 
-void sto_Collector::VisitIds(std::int64_t holder, sto_ByteView ids) {
-  for (sto_ByteReader reader(ids); reader.Remaining() != 0;)
-    if (std::int64_t const id = reader.Number<std::int64_t>(); id != 0) Hold(id, holder);
+bool sto_Collector::VisitIds(std::int64_t holder, sto_ListHeader const& list, sto_ByteView content,
+                             int count) {
+  if (!sto_ReadIds(m_Session, holder, list, content, count, m_Ids)) return false;
+  for (std::int64_t const id : m_Ids)
+    if (id != 0) Hold(id, holder);
+  return true;
 }
 
 void sto_Collector::VisitMap(std::int64_t id, sto_MapHeader const& map) {

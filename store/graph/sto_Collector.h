@@ -41,7 +41,9 @@ class sto_Collector {
   void VisitAll();
   void Visit(sto_Record const& record);
   void VisitList(std::int64_t id, sto_ListHeader const& list);
-  void VisitIds(std::int64_t holder, sto_ByteView ids);
+  /// Holds the objects of a list, or of one of its blocks; false if the bytes are no ids.
+  [[nodiscard]] bool VisitIds(std::int64_t holder, sto_ListHeader const& list, sto_ByteView content,
+                              int count);
   void VisitMap(std::int64_t id, sto_MapHeader const& map);
   std::int64_t DeleteUnmarked();
   /// Calls `take` with the id of each object, in ascending order.
@@ -49,6 +51,7 @@ class sto_Collector {
   [[noreturn]] void RaiseMissing(std::int64_t id, std::int64_t holder) const;
 
   sto_Session& m_Session;
+  std::vector<std::int64_t> m_Ids;                              // scratch
   sto_IdSet m_Met;                                              // the marked objects
   std::vector<std::pair<std::int64_t, std::int64_t>> m_ToVisit; // marked, not yet read; each with its holder
 };

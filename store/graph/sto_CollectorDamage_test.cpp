@@ -1,5 +1,6 @@
 #include "store/format/sto_BlockKey.h"
 #include "tests/support/store/StoreGarbage.h"
+#include "tests/support/store/StoreRows.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ class StoreCollectorDamage : public StoreGarbageTest {
   [[nodiscard]] std::vector<std::string> AllRows() const {
     return SqlFile(Path()).Texts("SELECT id || ' ' || hex(record) FROM object UNION ALL "
                                  "SELECT key || ' ' || hex(data) FROM pack UNION ALL "
+                                 "SELECT id || ' ' || hex(data) FROM shape UNION ALL "
                                  "SELECT key || ' ' || hex(data) FROM block");
   }
   void Run(std::string const& sql) const { SqlFile(Path()).Run(sql); }
@@ -100,7 +102,10 @@ TEST_F(StoreCollectorDamage, RootWithoutObjectIsReported) {
   ExpectRefused(store, "is missing");
   for (char const* const root : {"1", "2"}) store.RemoveRoot(root);
   for (char const* const wrong : {"-5", "0", "4000000", "9223372036854775807"}) {
-    Run(std::string("REPLACE INTO root VALUES('wrong', ") + wrong + ")");
+    {
+      SqlFile file(Path());
+      PutRoot(file, "wrong", wrong);
+    }
     ExpectRefused(store, "Root wrong names object");
   }
 }

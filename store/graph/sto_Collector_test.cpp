@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "tests/support/store/StoreGarbage.h"
+#include "tests/support/store/StoreRows.h"
 #include "tests/support/store/StoreStream.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
@@ -311,9 +312,9 @@ TEST_F(StoreCollector, IdsAreNeverGivenOutAgain) {
     sto_Store store = Create();
     save(store);
     for (char const* const root : {"1", "2", "3"}) store.RemoveRoot(root);
-    next = Query("SELECT value FROM meta WHERE key = 'next_object_id'");
+    next = Query("SELECT next_object_id FROM save ORDER BY no DESC LIMIT 1");
     ExpectAllCollected(store, 3);
-    EXPECT_EQ(Query("SELECT value FROM meta WHERE key = 'next_object_id'"), next);
+    EXPECT_EQ(Query("SELECT next_object_id FROM save ORDER BY no DESC LIMIT 1"), next);
   }
   sto_Store store = Open();
   save(store);
@@ -323,12 +324,18 @@ TEST_F(StoreCollector, IdsAreNeverGivenOutAgain) {
 TEST_F(StoreCollector, ObjectsWithSparseIdsAreCollected) {
   sto_Store store = Create();
   SaveNodes(store, {1});
-  SqlFile(Path()).Run("UPDATE meta SET value = 8000000000000 WHERE key = 'next_object_id'");
+  {
+    SqlFile file(Path());
+    SetNextObjectId(file, "8000000000000");
+  }
   store.Save("kept", Node(2));
   store.Save("removed", Node(3));
   store.RemoveRoot("1");
   store.RemoveRoot("removed");
-  SqlFile(Path()).Run("UPDATE meta SET value = 8796093022207 WHERE key = 'next_object_id'");
+  {
+    SqlFile file(Path());
+    SetNextObjectId(file, "8796093022207");
+  }
   store.RemoveRoot("kept");
   store.Save("last", Node(4));
   store.RemoveRoot("last");

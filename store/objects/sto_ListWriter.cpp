@@ -8,8 +8,8 @@
 #include "store/format/sto_Checksum.h"
 
 template <class T>
-sto_ListWriter<T>::sto_ListWriter(std::shared_ptr<sto_RecordInProgress> object, int width)
-    : m_Object(std::move(object)), m_Width(width) {
+sto_ListWriter<T>::sto_ListWriter(sto_RecordInProgressRef object, int width)
+    : m_Object(std::move(object)), m_Width(width), m_Ids(m_Object->Id()) {
   m_Object->RestartList();
 }
 
@@ -31,7 +31,10 @@ template <class T> void sto_ListWriter<T>::Append(T const& element) {
     if (m_InBlock == sto_ListLayout::BlockSize) FlushBlock();
     if (m_Count == std::numeric_limits<int>::max()) RaiseFull("more elements than a list can count");
     sto_ByteWriter writer(m_Elements);
-    sto_ElementCodec<T>::Encode(writer, element);
+    if constexpr (std::is_same_v<T, sto_ObjectId>)
+      m_Ids.Put(writer, element.m_Id);
+    else
+      sto_ElementCodec<T>::Encode(writer, element);
     if (m_Elements.size() > sto_Format::MaxValueBytes) RaiseFull("too many bytes in one block of elements");
     ++m_InBlock;
     ++m_Count;
@@ -47,6 +50,7 @@ template <class T> void sto_ListWriter<T>::FlushBlock() {
   m_Hash = sto_Checksum(m_Hash, m_Elements);
   m_Object->WriteBlock(m_Elements);
   m_Elements.clear();
+  m_Ids.Restart();
   m_InBlock = 0;
 }
 

@@ -5,6 +5,7 @@
 
 #include "persist/backend/cls_WriteListPrim.h"
 #include "store/format/sto_ElementCodec.h"
+#include "store/format/sto_IdCodec.h"
 #include "store/objects/sto_RecordInProgress.h"
 
 /// Builder of an object's list. Each full block is written to the store at once, so a long list is never held
@@ -12,7 +13,7 @@
 /// builder is deleted. Misuse if the elements are not a whole number of rows. Internal to the module.
 template <class T> class sto_ListWriter final : public cls_WriteListPrim<T> {
  public:
-  sto_ListWriter(std::shared_ptr<sto_RecordInProgress> object, int width);
+  sto_ListWriter(sto_RecordInProgressRef object, int width);
   ~sto_ListWriter() override;
 
   [[nodiscard]] int Count() const noexcept { return m_Count; }
@@ -24,11 +25,12 @@ template <class T> class sto_ListWriter final : public cls_WriteListPrim<T> {
   void FlushBlock();
   void Complete();
 
-  std::shared_ptr<sto_RecordInProgress> m_Object;
+  sto_RecordInProgressRef m_Object;
   int m_Width;
   int m_Count = 0;
   int m_InBlock = 0;
   std::uint64_t m_Hash = sto_ElementCodec<T>::ElementType;
+  sto_IdEncoder m_Ids; // of a list of objects
   sto_Bytes m_Elements;
 };
 

@@ -7,7 +7,7 @@
 #include "store/format/sto_Checksum.h"
 #include "store/objects/sto_MementoWrite.h"
 
-sto_MapEntries::sto_MapEntries(std::shared_ptr<sto_RecordInProgress> object, sto_CollectionShape const& shape)
+sto_MapEntries::sto_MapEntries(sto_RecordInProgressRef object, sto_CollectionShape const& shape)
     : m_Object(std::move(object)), m_Shape(shape) {
   m_Object->RestartList();
 }

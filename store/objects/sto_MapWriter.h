@@ -13,7 +13,7 @@
 /// complete when this is deleted. Internal to the module, as all classes here.
 class sto_MapEntries {
  public:
-  sto_MapEntries(std::shared_ptr<sto_RecordInProgress> object, sto_CollectionShape const& shape);
+  sto_MapEntries(sto_RecordInProgressRef object, sto_CollectionShape const& shape);
   sto_MapEntries(sto_MapEntries const&) = delete;
   sto_MapEntries& operator=(sto_MapEntries const&) = delete;
   ~sto_MapEntries();
@@ -28,7 +28,7 @@ class sto_MapEntries {
   [[noreturn]] void RaiseFull(char const* what);
   void Complete();
 
-  std::shared_ptr<sto_RecordInProgress> m_Object;
+  sto_RecordInProgressRef m_Object;
   sto_CollectionShape m_Shape;
   int m_Count = 0;
   sto_Bytes m_Entries;
@@ -37,7 +37,7 @@ class sto_MapEntries {
 /// Builder of an object's map from K (int or cow_String) to values of T.
 template <class K, class T> class sto_MapWriter final : public cls_WriteMapOf<K, T> {
  public:
-  explicit sto_MapWriter(std::shared_ptr<sto_RecordInProgress> object)
+  explicit sto_MapWriter(sto_RecordInProgressRef object)
       : m_Entries(std::move(object), sto_MapShape<K, T>()) {}
 
   void Insert(K const& key, T const& value) override;
@@ -49,7 +49,7 @@ template <class K, class T> class sto_MapWriter final : public cls_WriteMapOf<K,
 /// Builder of an object's map from K to objects.
 template <class K> class sto_ObjectMapWriter final : public cls_WriteObjectMapOf<K> {
  public:
-  explicit sto_ObjectMapWriter(std::shared_ptr<sto_RecordInProgress> object)
+  explicit sto_ObjectMapWriter(sto_RecordInProgressRef object)
       : m_Entries(std::move(object), sto_MapShape<K, sto_ObjectId>()) {}
 
   cls_MementoWrite* MakeWriteObj(K const& key, unsigned int classId, cls_Uid const& uid) override {
@@ -66,7 +66,7 @@ template <class K> class sto_ObjectMapWriter final : public cls_WriteObjectMapOf
 /// Builder of an object's int table.
 class sto_IntTableWriter final : public cls_WriteIntTableInt {
  public:
-  explicit sto_IntTableWriter(std::shared_ptr<sto_RecordInProgress> object)
+  explicit sto_IntTableWriter(sto_RecordInProgressRef object)
       : m_Entries(std::move(object), sto_IntTableShape()) {}
 
   void Insert(int key, int value) override;

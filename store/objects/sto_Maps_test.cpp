@@ -329,7 +329,10 @@ TEST_F(StoreMaps, IntTableInAFieldIsTheSameInOneStepAndInTwo) {
                                       : visitor.Memento()->MakeFieldWriteIntTableInt(Field("m_Any"), uid));
       table->Insert(-1, 1000);
     });
-    records[way] = SqlFile(Path(name)).Texts("SELECT hex(record) FROM object ORDER BY id");
+    SqlFile file(Path(name));
+    file.Unpack();
+    records[way] = file.Texts("SELECT hex(record) FROM object UNION ALL SELECT hex(data) FROM shape");
+    EXPECT_EQ(records[way].size(), 4U); // two objects, two shapes
   }
   EXPECT_EQ(records[0], records[1]);
 }

@@ -152,7 +152,7 @@ int sto_MementoRead::DataIsPresent(cls_FieldHandle const& field) const {
   sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return 0;
   if (found->m_Tag != sto_Format::Reference) return 1;
-  return m_Session.IsStored(sto_ByteReader(found->m_Payload).Number<std::int64_t>()) ? 1 : 0;
+  return m_Session.IsStored(found->m_ObjectId) ? 1 : 0;
 }
 
 void sto_MementoRead::RaiseNesting(sto_Session const& session, std::string const& holder) {
@@ -163,16 +163,16 @@ void sto_MementoRead::RaiseNesting(sto_Session const& session, std::string const
 
 cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field) {
   sto_Field const* const found = FindToRead(field);
-  if (found == nullptr) return new sto_MementoRead(m_Session, nullptr, m_Depth + 1);
+  if (found == nullptr) return new (m_Session) sto_MementoRead(m_Session, nullptr, m_Depth + 1);
   if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
     RaiseType(field, found->m_Tag, "object");
   if (m_Depth + 1 > sto_Format::MaxNesting) RaiseNesting(m_Session, Describe());
-  std::int64_t const id = sto_ByteReader(found->m_Payload).Number<std::int64_t>();
+  std::int64_t const id = found->m_ObjectId;
   sto_RecordRef record = m_Session.Records().Read(id);
   if (record == nullptr && found->m_Tag == sto_Format::Object)
     m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", which attribute " +
                                                 NameOf(field) + " of " + Describe() + " holds, is missing.");
-  return new sto_MementoRead(m_Session, std::move(record), m_Depth + 1);
+  return new (m_Session) sto_MementoRead(m_Session, std::move(record), m_Depth + 1);
 }
 
 sto_RecordRef sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id, int depth,
@@ -191,8 +191,8 @@ cls_MementoRead* sto_MementoRead::Clone() {
   // A missing base part reads as an absent object; it must not expose the derived object's collections.
   sto_Part const* const base = m_Part == nullptr ? nullptr : m_Part + 1;
   if (base == nullptr || base == m_Record->Parts().data() + m_Record->Parts().size())
-    return new sto_MementoRead(m_Session, nullptr, m_Depth);
-  return new sto_MementoRead(*this, base);
+    return new (m_Session) sto_MementoRead(m_Session, nullptr, m_Depth);
+  return new (m_Session) sto_MementoRead(*this, base);
 }
 
 template <class T>
@@ -249,7 +249,7 @@ cls_Uid sto_MementoRead::ReadReference(cls_FieldHandle const& field) {
   if (found == nullptr) return cls_Uid::AllocateUid();
   if (found->m_Tag != sto_Format::Object && found->m_Tag != sto_Format::Reference)
     RaiseType(field, found->m_Tag, "reference");
-  return m_Session.Identities().IdentityOf(sto_ByteReader(found->m_Payload).Number<std::int64_t>());
+  return m_Session.Identities().IdentityOf(found->m_ObjectId);
 }
 
 int sto_MementoRead::ReadBytes(cls_FieldHandle const& field, void* bytes, int capacityBytes) {
@@ -339,7 +339,7 @@ void sto_MementoRead::CheckCollectionType(cls_CollectionType type, cow_String co
   sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return;
   if (found->m_Tag != sto_Format::Object) RaiseType(field, found->m_Tag, "collection");
-  auto const stored = static_cast<cls_CollectionType>(std::to_integer<int>(found->m_Payload.back()));
+  auto const stored = static_cast<cls_CollectionType>(found->m_Code);
   if (!cls_CollectionsMatch(stored, type))
     RaiseCollection(stored, name,
                     " and cannot be read as " + sto_CollectionTypeName(type) +

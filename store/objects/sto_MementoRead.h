@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <new>
 #include <optional>
 
 #include "persist/backend/cls_TypedMementoRead.h"
@@ -21,12 +22,23 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
   /// Reads the first part of a record, or an absent object if `record` is null. `depth` is the number of
   /// objects that hold the object, one inside another.
   sto_MementoRead(sto_Session& session, sto_RecordRef record, int depth)
-      : m_Session(session), m_Record(std::move(record)),
+      : m_Session(session), m_Pool(session.Mementos()), m_Record(std::move(record)),
         m_Part(m_Record == nullptr ? nullptr : m_Record->Parts().data()), m_Depth(depth),
         m_IsRefused(m_Record != nullptr && m_Record->HasChangedBase()) {}
 
   ~sto_MementoRead() override {
     if (m_WasRead && m_Session.IsStrict()) CheckIdentity();
+  }
+
+  /// Mementos are made with `new (session)`, in the session's memory for them. Throws std::bad_alloc.
+  static void* operator new(std::size_t size, sto_Session& session) { return session.Mementos().Give(size); }
+  static void operator delete(void* memory, sto_Session& session) noexcept { // if the constructor throws
+    session.Mementos().TakeBack(memory, sto_MementoPool::PieceBytes);
+  }
+  static void operator delete(sto_MementoRead* memento, std::destroying_delete_t, std::size_t size) noexcept {
+    sto_MementoPool& pool = memento->m_Pool; // may outlive the session
+    memento->~sto_MementoRead();
+    pool.TakeBack(memento, size);
   }
 
   /// Names a collection in messages.
@@ -45,7 +57,7 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
   /// The memento of that element, of an absent object for id 0. The caller owns it.
   [[nodiscard]] static sto_MementoRead* OfElement(sto_Session& session, std::int64_t id, int depth,
                                                   Collection const& collection) {
-    return new sto_MementoRead(session, ReadElement(session, id, depth, collection), depth);
+    return new (session) sto_MementoRead(session, ReadElement(session, id, depth, collection), depth);
   }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Session; }
@@ -94,7 +106,8 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
 
   /// Reads the base-class part that follows the part of `derived`.
   sto_MementoRead(sto_MementoRead const& derived, sto_Part const* part)
-      : m_Session(derived.m_Session), m_Record(derived.m_Record), m_Part(part), m_Depth(derived.m_Depth) {}
+      : m_Session(derived.m_Session), m_Pool(derived.m_Pool), m_Record(derived.m_Record), m_Part(part),
+        m_Depth(derived.m_Depth) {}
 
   /// Misuse if the object's base classes have changed since it was written and its metadata does not know the
   /// old ones.
@@ -129,6 +142,7 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
   void CheckShape(sto_CollectionShape const& asked) const;
 
   sto_Session& m_Session;
+  sto_MementoPool& m_Pool;
   sto_RecordRef m_Record;
   sto_Part const* m_Part; // the part that this memento reads, null for an absent object
   int m_Depth;

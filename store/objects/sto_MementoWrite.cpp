@@ -44,8 +44,9 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
                                            : session.Save().Reach().Meet(tie, occurrence, isNew);
     if (!meeting.m_IsWritten) return nullptr;
     sto_ClassInUse& inUse = session.ClassToWrite(classId);
-    return std::make_unique<sto_MementoWrite>(
-        std::make_shared<sto_RecordInProgress>(session, id, inUse, depth, occurrence, meeting), 0, inUse);
+    sto_RecordInProgressRef object(new (session)
+                                       sto_RecordInProgress(session, id, inUse, depth, occurrence, meeting));
+    return std::unique_ptr<sto_MementoWrite>(new (session) sto_MementoWrite(std::move(object), 0, inUse));
   } catch (...) {
     session.Save().MarkIncomplete();
     throw;
@@ -118,9 +119,8 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
 void sto_MementoWrite::PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
                                  std::int64_t id) {
   m_Object->PutWhole([&] { CheckTag(field, attribute, sto_Format::Object); });
-  m_Object->PutField(m_Part, attribute.m_Key, sto_Format::Object, [id](sto_ByteWriter& writer) {
-    writer.Number(id);
-    writer.U8(COLLECTION_NONE);
+  m_Object->PutWhole([&] {
+    m_Object->Record().AddObject(m_Part, attribute.m_Key, sto_Format::Object, id, COLLECTION_NONE);
   });
 }
 
@@ -167,7 +167,7 @@ cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_U
     std::int64_t const id = Session().TieOf(uid).Id();
     sto_ClassInUse& inUse = Session().ClassToWrite(classId);
     std::size_t const part = m_Object->AddBasePart(inUse, id);
-    base = std::make_unique<sto_MementoWrite>(m_Object, part, inUse);
+    base.reset(new (Session()) sto_MementoWrite(m_Object, part, inUse));
   });
   return base.release();
 }
@@ -175,9 +175,9 @@ cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_U
 template <class T> void sto_MementoWrite::WriteScalar(cls_FieldHandle const& field, T const& value) {
   if constexpr (std::is_same_v<T, cow_String>) {
     if (value.HasText())
-      WriteBytesAs(field, sto_Format::Text, value.Chars(), value.Length());
+      PutText(field, sto_AsBytes(value.View()));
     else
-      PutValue(field, sto_Format::NoText, [](sto_ByteWriter&) {});
+      PutText(field, std::nullopt);
   } else if constexpr (std::is_same_v<T, bool>) {
     PutValue(field, sto_Format::Bool, [value](sto_ByteWriter& writer) { writer.U8(value ? 1 : 0); });
   } else {
@@ -191,18 +191,26 @@ void sto_MementoWrite::WriteEnum(cls_FieldHandle const& field, int const& value)
 void sto_MementoWrite::WriteReference(cls_FieldHandle const& field, cls_Uid const& uid) {
   std::int64_t id = 0;
   m_Object->PutWhole([&] { id = Session().TieOf(uid).Id(); });
-  WriteNumber(field, sto_Format::Reference, id);
+  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+  m_Object->PutWhole([&] {
+    CheckTag(field, attribute, sto_Format::Reference);
+    m_Object->Record().AddObject(m_Part, attribute.m_Key, sto_Format::Reference, id);
+  });
 }
 void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* bytes, int sizeBytes) {
-  WriteBytesAs(field, sto_Format::Bytes, bytes, sizeBytes);
+  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+  auto const size = static_cast<std::size_t>(std::max(0, sizeBytes));
+  m_Object->PutWhole([&] {
+    CheckTag(field, attribute, sto_Format::Bytes);
+    m_Object->Record().AddBytes(m_Part, attribute.m_Key, {static_cast<std::byte const*>(bytes), size});
+  });
 }
 
-void sto_MementoWrite::WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes,
-                                    int sizeBytes) {
-  auto const size = static_cast<std::size_t>(std::max(0, sizeBytes));
-  PutValue(field, tag, [&](sto_ByteWriter& writer) {
-    writer.Varint(size);
-    writer.Raw(bytes, size);
+void sto_MementoWrite::PutText(cls_FieldHandle const& field, std::optional<sto_ByteView> text) {
+  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+  m_Object->PutWhole([&] {
+    CheckTag(field, attribute, text ? sto_Format::Text : sto_Format::NoText);
+    m_Object->Record().AddText(m_Part, attribute.m_Key, text);
   });
 }
 

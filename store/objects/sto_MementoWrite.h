@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "persist/backend/cls_TypedMementoWrite.h"
 #include "store/objects/sto_RecordInProgress.h"
@@ -15,8 +16,20 @@
 class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
  public:
   /// Writes part number `part` of `object`; the part is of class `inUse`.
-  sto_MementoWrite(std::shared_ptr<sto_RecordInProgress> object, std::size_t part, sto_ClassInUse& inUse)
+  sto_MementoWrite(sto_RecordInProgressRef object, std::size_t part, sto_ClassInUse& inUse)
       : m_Object(std::move(object)), m_Part(part), m_Class(inUse) {}
+
+  /// Mementos are made with `new (session)`, in the session's memory for them. Throws std::bad_alloc.
+  static void* operator new(std::size_t size, sto_Session& session) { return session.Mementos().Give(size); }
+  static void operator delete(void* memory, sto_Session& session) noexcept { // if the constructor throws
+    session.Mementos().TakeBack(memory, sizeof(sto_MementoWrite));
+  }
+  static void operator delete(sto_MementoWrite* memento, std::destroying_delete_t,
+                              std::size_t size) noexcept {
+    sto_MementoPool& pool = memento->Session().Mementos();
+    memento->~sto_MementoWrite(); // may write the object
+    pool.TakeBack(memento, size);
+  }
 
   /// Makes the memento of an object that `depth` objects hold, one inside another; sets `id` to its id. Null
   /// if the save has already visited the object. Collections and blobs always get a memento, because their
@@ -91,14 +104,14 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
     m_Object->PutField(m_Part, attribute.m_Key, tag, put);
   }
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
-  void WriteBytesAs(cls_FieldHandle const& field, sto_Format::ValueTag tag, void const* bytes, int sizeBytes);
+  void PutText(cls_FieldHandle const& field, std::optional<sto_ByteView> text);
   void PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute, std::int64_t id);
   /// Conflict if the collection is open through an agent; Misuse if it is not declared for this shape.
   void CheckBuilder(sto_CollectionShape const& shape) const;
   /// Misuse unless an agent of a collection of this shape can write the object.
   void PrepareObjectAgent(sto_CollectionShape const& shape, unsigned int classId);
 
-  std::shared_ptr<sto_RecordInProgress> m_Object;
+  sto_RecordInProgressRef m_Object;
   std::size_t m_Part;
   sto_ClassInUse& m_Class;
   bool m_HasBase = false;

@@ -5,21 +5,13 @@
 
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_ElementCodec.h"
+#include "store/format/sto_IdCodec.h"
 #include "store/objects/sto_MementoRead.h"
 
-namespace {
-
-constexpr std::size_t IdBytes = sto_ElementCodec<sto_ObjectId>::MinBytes;
-
-} // namespace
-
-bool sto_AreObjectIds(sto_Session const& session, sto_ByteView content, int count) noexcept {
-  if (content.size() != static_cast<std::size_t>(count) * IdBytes) return false;
-  sto_ByteReader reader(content);
-  for (int i = 0; i < count; ++i)
-    if (std::int64_t const id = reader.Number<std::int64_t>(); id != 0 && !session.IsGivenOut(id))
-      return false;
-  return true;
+bool sto_ReadIds(sto_Session const& session, std::int64_t list, sto_ListHeader const& header,
+                 sto_ByteView content, int count, std::vector<std::int64_t>& ids) {
+  return sto_DecodeIds(content, count, list, header.m_HasFixedIds, ids) &&
+         std::ranges::all_of(ids, [&](std::int64_t id) { return id == 0 || session.IsGivenOut(id); });
 }
 
 sto_ObjectListReader::sto_ObjectListReader(sto_Session& session, sto_RecordRef record, int depth)
@@ -31,8 +23,12 @@ sto_ObjectListReader::sto_ObjectListReader(sto_Session& session, sto_RecordRef r
   if (!sto_HasWholeRows(m_List.m_Count, m_List.m_Width))
     m_Session.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(m_Id) +
                                                 sto_UnevenRows(m_List.m_Count, m_List.m_Width));
-  if (!m_List.m_InBlocks || m_List.m_Count == 0) return;
-  if (!m_Blocks.HasList(m_List.m_Count, IdBytes)) RaiseDamaged(0);
+  if (m_List.m_Count == 0) return;
+  if (!m_List.m_InBlocks) {
+    if (!sto_ReadIds(m_Session, m_Id, m_List, m_List.m_Inline, m_List.m_Count, m_Ids)) RaiseDamaged(0);
+    return;
+  }
+  if (!m_Blocks.HasList(m_List.m_Count, 1)) RaiseDamaged(0);
   LoadBlock(sto_ListLayout::BlockOf(m_List.m_Count - 1));
 }
 
@@ -40,9 +36,8 @@ void sto_ObjectListReader::LoadBlock(int block) {
   if (block == m_Block) return;
   m_Block = -1;
   sto_ByteView const content = m_Blocks.Read(block);
-  if (!sto_AreObjectIds(m_Session, content, sto_ListLayout(m_List.m_Count).CountIn(block)))
+  if (!sto_ReadIds(m_Session, m_Id, m_List, content, sto_ListLayout(m_List.m_Count).CountIn(block), m_Ids))
     RaiseDamaged(sto_ListLayout::FirstOf(block));
-  m_Ids.assign(content.begin(), content.end());
   m_Block = block;
 }
 
@@ -52,9 +47,7 @@ std::int64_t sto_ObjectListReader::IdAt(int index) {
                                                " of the list of object " + std::to_string(m_Id) +
                                                ", which has " + std::to_string(m_List.m_Count) + ".");
   if (m_List.m_InBlocks) LoadBlock(sto_ListLayout::BlockOf(index));
-  sto_ByteView const ids = m_List.m_InBlocks ? sto_ByteView(m_Ids) : m_List.m_Inline;
-  return sto_ByteReader(ids.subspan(static_cast<std::size_t>(sto_ListLayout::OffsetOf(index)) * IdBytes))
-      .Number<std::int64_t>();
+  return m_Ids[static_cast<std::size_t>(sto_ListLayout::OffsetOf(index))];
 }
 
 cls_MementoRead* sto_ObjectListReader::At(int index) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <vector>
 
 #include "persist/backend/cls_ReadObjects.h"
 #include "store/session/sto_Session.h"
@@ -34,10 +34,11 @@ class sto_ObjectListReader final : public cls_ReadListObj {
   sto_ListHeader m_List;
   sto_StoredBlocks m_Blocks;
   int m_Next = 0;
-  int m_Block = -1; // the block whose ids are m_Ids
-  sto_Bytes m_Ids;
+  int m_Block = -1;                // the block whose ids are m_Ids
+  std::vector<std::int64_t> m_Ids; // of the block, or of the whole list if it is in the record
 };
 
-/// Whether a block of a list of objects has the size for `count` elements, and only ids that the store has
-/// given out.
-[[nodiscard]] bool sto_AreObjectIds(sto_Session const& session, sto_ByteView content, int count) noexcept;
+/// Decodes the ids of a list of objects: those in its record, or those of one block. False if the bytes do not
+/// fit the list, or name an object that the store has never had.
+[[nodiscard]] bool sto_ReadIds(sto_Session const& session, std::int64_t list, sto_ListHeader const& header,
+                               sto_ByteView content, int count, std::vector<std::int64_t>& ids);

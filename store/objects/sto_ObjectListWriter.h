@@ -10,7 +10,7 @@
 /// the builder is deleted. Internal to the module.
 class sto_ObjectListWriter final : public cls_WriteListObj {
  public:
-  explicit sto_ObjectListWriter(std::shared_ptr<sto_RecordInProgress> object)
+  explicit sto_ObjectListWriter(sto_RecordInProgressRef object)
       : m_Object(*object), m_Ids(std::move(object), 1) {}
 
   cls_MementoWrite* MakeWriteObj(unsigned int classId, cls_Uid const& uid) override {

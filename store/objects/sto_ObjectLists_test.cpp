@@ -32,7 +32,7 @@ TEST_F(StoreObjectLists, ComesBackInAnotherSession) {
     SCOPED_TRACE(count);
     std::string const name = std::to_string(count);
     MakeList(count, name);
-    EXPECT_EQ(Query("SELECT count(*) FROM block", name) == 0, count <= 512);
+    EXPECT_EQ(Query("SELECT count(*) FROM block", name) == 0, count <= 2048); // a byte an element
     sto_Store store = Open(sto_Mode::ReadOnly, name);
     WithList(store, [&](cls_ReadListObj& list) {
       ASSERT_EQ(list.Count(), count);
@@ -43,6 +43,25 @@ TEST_F(StoreObjectLists, ComesBackInAnotherSession) {
       }
       EXPECT_EQ(list.More(), 0);
       EXPECT_EQ(list.Position(), count);
+    });
+  }
+}
+
+TEST_F(StoreObjectLists, ElementsFarFromEachOtherAreInBlocksEarlier) {
+  sto_Store store = Create();
+  Node const first(0);
+  store.Save("first", first);
+  for (int i = 0; i < 100; ++i) store.Save("more " + std::to_string(i), Node(i));
+  Node const last(1);
+  for (int const count : {2047, 2048}) { // two bytes an element, from one end to the other
+    SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+      auto const list = Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid()));
+      for (int i = 0; i < count; ++i) AppendNode(*list, i % 2 == 0 ? first : last);
+      if (count == 2048) AppendNode(*list, Node(7));
+    });
+    EXPECT_EQ(Query("SELECT count(*) FROM block") == 0, count == 2047);
+    WithList(store, [&](cls_ReadListObj& list) {
+      for (int i = 0; i < count; ++i) ASSERT_EQ(NodeValue(list.Next()), i % 2);
     });
   }
 }
@@ -279,8 +298,12 @@ TEST_F(StoreObjectLists, CollectionInAFieldIsTheSameInOneStepAndInTwo) {
       InsertNode(*byString, "one"_cow, node);
     });
     EXPECT_EQ(store.ObjectCount(), 5);
-    for (std::string const& record : SqlFile(Path(name)).Texts("SELECT hex(record) FROM object ORDER BY id"))
+    SqlFile file(Path(name));
+    file.Unpack();
+    for (std::string const& record :
+         file.Texts("SELECT hex(record) FROM object UNION ALL SELECT hex(data) FROM shape"))
       records[way] += record + "\n";
+    EXPECT_EQ(std::ranges::count(records[way], '\n'), 5 + 5); // objects and shapes
   }
   EXPECT_EQ(records[0], records[1]);
 }

@@ -165,13 +165,11 @@ void sto_RecordInProgress::RaiseNothingWritten() const {
 }
 
 sto_Record const* sto_RecordInProgress::ReadStored() {
-  unsigned int classId = 0;
   sto_Record& stored = m_Session.Records().Scratch();
   if (sto_OpenCollection* const open = m_Session.Collections().Find(m_Id)) open->WriteRecord();
+  m_Session.Catalogue().Load(m_Session.Driver());
   std::string problem;
-  bool const isThere =
-      m_Session.Driver().ReadObject(m_Id, classId, stored.Bytes()) && stored.Decode(m_Id, classId, problem);
-  return isThere ? &stored : nullptr;
+  return m_Session.Records().Fetch(m_Id, stored, problem) && problem.empty() ? &stored : nullptr;
 }
 
 void sto_RecordInProgress::NoteDifference() const {
@@ -202,10 +200,11 @@ void sto_RecordInProgress::RaiseTwoObjects() const {
                       "not copied.");
 }
 
-bool sto_RecordInProgress::CompareRecord(sto_Bytes const& record) {
+bool sto_RecordInProgress::CompareRecord(sto_Session::RecordToWrite const& record) {
   if (sto_IsCollectionClass(m_Class.Metadata().ClassId())) return true; // already compared in CarryChanges
   sto_Record const* const stored = ReadStored();
-  bool const isSame = stored != nullptr && std::ranges::equal(m_Session.Records().Scratch().Bytes(), record);
+  bool const isSame = stored != nullptr && stored->Stored().m_Shape == record.m_Shape &&
+                      std::ranges::equal(stored->Stored().m_Bytes, record.m_Values);
   if (stored != nullptr && !isSame) {
     // Another version of a class may write the same content differently, so that is no difference.
     if (m_Record->HasClassesOf(*stored)) NoteDifference();
@@ -255,13 +254,13 @@ void sto_RecordInProgress::Finish() {
   if (sto_IsCollectionClass(classId)) CarryChanges();
   CheckBaseParts();
   if (m_Session.IsStrict()) sto_CheckWritten(m_Session, *m_Record, Describe());
-  sto_Bytes const& record = m_Record->Finish(m_Id);
-  if (record.size() > sto_Format::MaxValueBytes)
+  sto_Session::RecordToWrite const record = m_Session.ToWrite(*m_Record, &m_Class);
+  if (record.m_Values.size() > sto_Format::MaxValueBytes)
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
-                                             std::to_string(record.size()) + " bytes; at most " +
+                                             std::to_string(record.m_Values.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
   if (m_Meeting.m_Comparing != cls_Comparing::Nothing && !CompareRecord(record)) return;
-  bool const isChanged = m_Session.Driver().WriteObject(m_Id, classId, record);
+  bool const isChanged = m_Session.Driver().WriteObject(m_Id, record.m_Shape, record.m_Values);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // The object's previous content may have had more blocks.
   if (isChanged && !m_Session.Save().IsNew(m_Id)) sto_StoredBlocks(m_Session, m_Id).DeleteFrom(m_BlockCount);

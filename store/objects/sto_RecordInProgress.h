@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <new>
+#include <utility>
 #include <vector>
 
 #include "store/format/sto_CollectionShape.h"
@@ -19,6 +21,17 @@ class sto_RecordInProgress final : public sto_ListTarget {
   sto_RecordInProgress(sto_RecordInProgress const&) = delete;
   sto_RecordInProgress& operator=(sto_RecordInProgress const&) = delete;
   ~sto_RecordInProgress();
+
+  /// Records are made with `new (session)`, in the session's memory for mementos. Throws std::bad_alloc.
+  static void* operator new(std::size_t size, sto_Session& session) { return session.Mementos().Give(size); }
+  static void operator delete(void* memory, sto_Session& session) noexcept { // if the constructor throws
+    session.Mementos().TakeBack(memory, sizeof(sto_RecordInProgress));
+  }
+  static void operator delete(sto_RecordInProgress* record, std::destroying_delete_t) noexcept {
+    sto_MementoPool& pool = record->m_Session.Mementos();
+    record->~sto_RecordInProgress();
+    pool.TakeBack(record, sizeof(sto_RecordInProgress));
+  }
 
   [[nodiscard]] sto_Session& Session() noexcept { return m_Session; }
   [[nodiscard]] sto_RecordBuilder& Record() noexcept { return *m_Record; }
@@ -66,12 +79,11 @@ class sto_RecordInProgress final : public sto_ListTarget {
     }
   }
 
-  /// Puts a field into a part: its tag, followed by what `put` writes.
+  /// Puts a field into a part; `put` writes the value.
   template <class Put>
   void PutField(std::size_t part, sto_FieldKey const& key, sto_Format::ValueTag tag, Put put) {
     PutWhole([&] {
-      sto_ByteWriter writer(m_Record->StartField(part, key));
-      writer.U8(tag);
+      sto_ByteWriter writer(m_Record->StartField(part, key, tag));
       put(writer);
     });
   }
@@ -100,7 +112,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   void CheckBaseParts() const;
   /// Compares the finished record with the stored one. Returns whether it must be written, that is whether
   /// they differ; if not, marks the visit as written. Conflict if they differ and must not.
-  [[nodiscard]] bool CompareRecord(sto_Bytes const& record);
+  [[nodiscard]] bool CompareRecord(sto_Session::RecordToWrite const& record);
   /// The stored record of the object, decoded; null if there is none or it cannot be decoded.
   [[nodiscard]] sto_Record const* ReadStored();
   /// Called if the object differs from what it is compared with: raises Conflict, or notes it for the end of
@@ -113,6 +125,9 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// Checks the object and writes its record.
   void Finish();
 
+  friend class sto_RecordInProgressRef;
+
+  int m_Owners = 0;                         // counted by sto_RecordInProgressRef
   std::shared_ptr<sto_ElementSave> m_Scope; // declared first, destroyed last: it ends the record's save
   sto_Session& m_Session;
   std::int64_t m_Id;
@@ -128,4 +143,32 @@ class sto_RecordInProgress final : public sto_ListTarget {
   bool m_HadAgent = false;
   int m_Exceptions = std::uncaught_exceptions();
   std::unique_ptr<sto_RecordBuilder> m_Record; // from the session's spare builders; given back at the end
+};
+static_assert(sizeof(sto_RecordInProgress) <= sto_MementoPool::PieceBytes);
+
+/// A counted handle on a record in progress. The count is a plain integer: all handles belong to the thread of
+/// the session. The last one deletes the record, which writes it.
+class sto_RecordInProgressRef {
+ public:
+  explicit sto_RecordInProgressRef(sto_RecordInProgress* record) noexcept : m_Record(record) {
+    ++m_Record->m_Owners;
+  }
+  sto_RecordInProgressRef(sto_RecordInProgressRef const& other) noexcept : m_Record(other.m_Record) {
+    if (m_Record != nullptr) ++m_Record->m_Owners;
+  }
+  sto_RecordInProgressRef(sto_RecordInProgressRef&& other) noexcept
+      : m_Record(std::exchange(other.m_Record, nullptr)) {}
+  sto_RecordInProgressRef& operator=(sto_RecordInProgressRef other) noexcept {
+    std::swap(m_Record, other.m_Record);
+    return *this;
+  }
+  ~sto_RecordInProgressRef() {
+    if (m_Record != nullptr && --m_Record->m_Owners == 0) delete m_Record;
+  }
+
+  [[nodiscard]] sto_RecordInProgress& operator*() const noexcept { return *m_Record; }
+  [[nodiscard]] sto_RecordInProgress* operator->() const noexcept { return m_Record; }
+
+ private:
+  sto_RecordInProgress* m_Record;
 };

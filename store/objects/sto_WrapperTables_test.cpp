@@ -1,7 +1,7 @@
 #include <initializer_list>
 
+#include "tests/support/store/StoreNumbers.h"
 #include "tests/support/store/StoreWrappers.h"
-#include "tests/support/store/StoreXxh3.h"
 
 namespace {
 
@@ -40,29 +40,35 @@ template <class Case> class StoreTables : public StoreWrapperTest {
     cls_Uid m_Uid;
   };
 
-  /// A sealed record of a list object with the class of tables: elements are 0, or omitted if they would be
-  /// in blocks.
-  static StoreBytes Record(int width, int count, bool inBlocks) {
+  /// The shape of a list object with the class of tables: class, version, no fields, a list.
+  static StoreBytes Shape(bool inBlocks) {
     constexpr int Type = std::is_same_v<T, double> ? 4 : std::is_same_v<T, float> ? 3 : 6;
-    StoreBytes record;
-    auto const varint = [&](int value) {
-      for (; value >= 0x80; value >>= 7) record.push_back(static_cast<std::byte>((value & 0x7F) | 0x80));
-      record.push_back(static_cast<std::byte>(value));
-    };
-    for (int const number : {1, 1, 0x230001, 2 * 800, Id, 0, inBlocks ? 2 : 1, Type,
-                             width < 0 ? -2 * width - 1 : 2 * width, count})
-      varint(number);
-    if (!inBlocks) record.resize(record.size() + static_cast<std::size_t>(count) * sizeof(T));
-    std::uint64_t const hash = StoreXxh3(record, Id);
-    for (int shift = 0; shift < 64; shift += 8)
-      record.push_back(static_cast<std::byte>(hash >> shift & 0xFF));
-    return record;
+    StoreBytes shape;
+    for (int const number : {1, 1, 0x230001, 2 * 800, 0, inBlocks ? 2 : 1, Type})
+      StorePutVarint(shape, number);
+    return shape;
+  }
+  /// The values of such an object: elements are 0, or omitted if they would be in blocks.
+  static StoreBytes Values(int width, int count, bool inBlocks) {
+    StoreBytes values;
+    StorePutZigZag(values, width);
+    StorePutVarint(values, count);
+    if (!inBlocks) values.resize(values.size() + static_cast<std::size_t>(count) * sizeof(T));
+    return values;
+  }
+  /// Replaces the record of the table.
+  static void Put(SqlFile& file, int width, int count, bool inBlocks) {
+    constexpr int Number = 70; // not that of a shape in the store
+    StoreBytes const shape = Shape(inBlocks);
+    std::int64_t number = file.Row(Id).m_Shape;
+    if (number == Number || file.Shape(number) != shape) file.PutShape(number = Number, shape);
+    file.PutRow(Id, {0, number, Values(width, count, inBlocks)});
   }
   static constexpr int Id = 1;
 
   /// Expects loading the table to be refused after its record is replaced by a list of this width.
   void ExpectUneven(SqlFile& file, int width, int count, bool inBlocks) const {
-    file.Run("UPDATE object SET record = ? WHERE id = 1", Record(width, count, inBlocks));
+    Put(file, width, count, inBlocks);
     sto_Store store = Open(sto_Mode::ReadOnly);
     std::string const message = MessageOf(
         sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<typename Case::Wrapper>("table")); });
@@ -173,10 +179,11 @@ TYPED_TEST(StoreTables, ElementsThatAreNoWholeRowsAreRefusedWhenRead) {
   { this->Create().Save("table", typename TypeParam::Wrapper(2, 3)); }
   SqlFile file(this->Path());
   file.Unpack();
-  ASSERT_EQ(file.Blob("SELECT record FROM object WHERE id = 1"), this->Record(3, 6, false));
+  ASSERT_EQ(file.Shape(file.Row(1).m_Shape), this->Shape(false));
+  ASSERT_EQ(file.Row(1).m_Values, this->Values(3, 6, false));
   for (int const width : {4, 5, 7, 500}) this->ExpectUneven(file, width, 6, false);
   for (int const width : {1, 2, 3, 6}) { // whole rows of another shape are not damage
-    file.Run("UPDATE object SET record = ? WHERE id = 1", this->Record(width, 6, false));
+    this->Put(file, width, 6, false);
     sto_Store store = this->Open(sto_Mode::ReadOnly);
     auto const table = store.Load<typename TypeParam::Wrapper>("table");
     EXPECT_EQ(table->Rows(), 6 / width);
@@ -188,9 +195,10 @@ TYPED_TEST(StoreTables, ElementsInBlocksThatAreNoWholeRowsAreRefusedWhenRead) {
   { this->Create().Save("table", this->Make(250, 400)); }
   SqlFile file(this->Path());
   file.Unpack();
-  ASSERT_EQ(file.Blob("SELECT record FROM object WHERE id = 1"), this->Record(400, 100'000, true));
+  ASSERT_EQ(file.Shape(file.Row(1).m_Shape), this->Shape(true));
+  ASSERT_EQ(file.Row(1).m_Values, this->Values(400, 100'000, true));
   for (int const width : {300, 399, 401, 70'000}) this->ExpectUneven(file, width, 100'000, true);
-  file.Run("UPDATE object SET record = ? WHERE id = 1", this->Record(400, 100'000, true));
+  this->Put(file, 400, 100'000, true);
   this->ExpectShape(*this->Open().template Load<typename TypeParam::Wrapper>("table"), 250, 400);
 }
 

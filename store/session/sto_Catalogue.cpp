@@ -42,6 +42,7 @@ void sto_Catalogue::Forget() noexcept {
   m_NameIds.clear();
   m_Names.clear();
   m_NextNameId = 1;
+  m_Shapes.Clear();
   for (auto& [classId, inUse] : m_InUse) inUse.Reset();
 }
 
@@ -212,6 +213,7 @@ void sto_Catalogue::Load(sto_Driver& driver) {
   try {
     ReadClasses(driver);
     ReadNames(driver);
+    ReadShapes(driver);
   } catch (...) {
     Forget(); // a half-read catalogue must not be used
     throw;
@@ -238,6 +240,29 @@ void sto_Catalogue::ReadNames(sto_Driver& driver) {
       RaiseDamaged("name has no text, or one that is there twice, under number " + std::to_string(row.m_Id));
     m_NextNameId = std::max(m_NextNameId, row.m_Id + 1);
   }
+}
+
+void sto_Catalogue::ReadShapes(sto_Driver& driver) {
+  for (sto_ShapeRow const& row : driver.Shapes())
+    if (!m_Shapes.Take(row.m_Id, row.m_Data))
+      RaiseDamaged("shape has a damaged row under number " + std::to_string(row.m_Id));
+}
+
+sto_NumberedShape const* sto_Catalogue::ShapeToWrite(sto_Driver& driver, sto_RecordBuilder const& builder,
+                                                     sto_ClassInUse* inUse) {
+  if (inUse != nullptr)
+    if (sto_NumberedShape const* const recent = inUse->FindRecentShape(builder)) return recent;
+  Load(driver);
+  sto_NumberedShape const* shape = m_Shapes.Find(builder);
+  if (shape == nullptr) {
+    sto_Bytes stored;
+    shape = m_Shapes.Add(builder, stored);
+    if (shape == nullptr) return nullptr;
+    m_HasWritten = true;
+    driver.AddShape({shape->m_Number, std::move(stored)});
+  }
+  if (inUse != nullptr) inUse->NoteRecentShape(*shape);
+  return shape;
 }
 
 void sto_Catalogue::RaiseDamaged(std::string const& problem) const {

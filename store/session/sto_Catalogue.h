@@ -9,6 +9,7 @@
 
 #include "store/base/sto_AnswerTable.h"
 #include "store/driver/sto_Driver.h"
+#include "store/format/sto_ShapeTable.h"
 #include "store/session/sto_ClassInUse.h"
 #include "store/session/sto_Classes.h"
 #include "store/session/sto_StoredClass.h"
@@ -75,6 +76,14 @@ class sto_Catalogue {
   /// Whether some version of a class declares an attribute, in the program or in the store. REQUIRES: Load.
   [[nodiscard]] bool IsDeclared(unsigned int classId, cls_FieldHandle const& field) const;
 
+  /// The shape with a number, null if the store has none. Valid until Forget. REQUIRES: Load.
+  [[nodiscard]] sto_NumberedShape* FindShape(std::int64_t number) noexcept { return m_Shapes.Find(number); }
+
+  /// The shape of an object that is being built; adds it to the store if it is new. Null if the record must
+  /// begin with its shape. Valid until Forget. `inUse`: the object's class, or null.
+  [[nodiscard]] sto_NumberedShape const* ShapeToWrite(sto_Driver& driver, sto_RecordBuilder const& builder,
+                                                      sto_ClassInUse* inUse);
+
   /// The number of an attribute name. Adds the name to the dictionary if it is new.
   [[nodiscard]] std::int64_t AddName(sto_Driver& driver, std::string_view name);
 
@@ -117,6 +126,7 @@ class sto_Catalogue {
 
   void ReadClasses(sto_Driver& driver);
   void ReadNames(sto_Driver& driver);
+  void ReadShapes(sto_Driver& driver);
   /// Notes a name of the dictionary; false if the text is empty, or the text or the number already exists.
   [[nodiscard]] bool TakeName(std::string_view name, std::int64_t id);
   [[noreturn]] void RaiseDamaged(std::string const& problem) const;
@@ -136,4 +146,5 @@ class sto_Catalogue {
   mutable std::vector<cow_String> m_Names;                       // names with small numbers, by number
   std::unordered_map<std::int64_t, std::string_view> m_FarNames; // the others; the texts are in m_NameIds
   std::int64_t m_NextNameId = 1;
+  sto_ShapeTable m_Shapes;
 };

@@ -45,4 +45,5 @@ void sto_ClassInUse::Reset() noexcept {
   m_IsRecorded = false;
   m_Attributes.clear();
   m_Next = 0;
+  m_RecentShapes.fill(nullptr);
 }

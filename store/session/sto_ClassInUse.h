@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "persist/visitors/cls_FieldHandle.h"
 #include "store/format/sto_Format.h"
 #include "store/format/sto_Record.h"
+#include "store/format/sto_ShapeTable.h"
 
 /// A class as a session writes it: its newest metadata, and the attributes that were written so far, with
 /// their keys in the store. Objects of one class write their attributes in the same order, so each attribute
@@ -35,6 +37,18 @@ class sto_ClassInUse {
   Attribute const& Add(cls_FieldHandle const& field, sto_FieldKey const& key,
                        cls_AttributeMetadata const& declared);
 
+  /// The shape of an object of this class, null if none of the latest ones fits.
+  [[nodiscard]] sto_NumberedShape const* FindRecentShape(sto_RecordBuilder const& builder) const noexcept {
+    for (sto_NumberedShape const* const recent : m_RecentShapes)
+      if (recent != nullptr && builder.HasShape(recent->m_Shape)) return recent;
+    return nullptr;
+  }
+  /// Notes the shape of an object. REQUIRES: it lives until Reset.
+  void NoteRecentShape(sto_NumberedShape const& shape) noexcept {
+    m_RecentShapes[m_NextRecent] = &shape;
+    m_NextRecent = (m_NextRecent + 1) % m_RecentShapes.size();
+  }
+
   /// Whether the store's catalogue has the class. Set by sto_Catalogue::ToWrite.
   bool m_IsRecorded = false;
 
@@ -44,8 +58,10 @@ class sto_ClassInUse {
  private:
   cls_ClassMetadata const& m_Metadata;
   cls_ClassMetadata const* m_DeclaringBase;
-  std::vector<std::unique_ptr<Attribute>> m_Attributes; // in the order of their first writing
-  std::size_t m_Next = 0;                               // the index after the attribute found last
+  std::vector<std::unique_ptr<Attribute>> m_Attributes;     // in the order of their first writing
+  std::size_t m_Next = 0;                                   // the index after the attribute found last
+  std::array<sto_NumberedShape const*, 4> m_RecentShapes{}; // null: not used yet
+  std::size_t m_NextRecent = 0;                             // the one that is replaced next
 };
 
 /// The declaration of a handle's attribute: by name, or by number for a handle without a name. Null if there

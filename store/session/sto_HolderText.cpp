@@ -9,7 +9,7 @@ std::string ObjectText(sto_Session const& session, std::int64_t id, unsigned int
 }
 
 bool Holds(sto_Field const& field, std::int64_t held) {
-  return field.m_Tag == sto_Format::Object && sto_ByteReader(field.m_Payload).Number<std::int64_t>() == held;
+  return field.m_Tag == sto_Format::Object && field.m_ObjectId == held;
 }
 
 std::string FieldText(sto_Session const& session, sto_FieldKey const& key) {

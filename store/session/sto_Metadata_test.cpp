@@ -337,7 +337,7 @@ TEST_F(StoreMetadata, UnknownClassIsNamedByItsIdAsInSourceCode) {
   {
     SqlFile file(Path());
     file.Unpack();
-    file.Run("DELETE FROM class");
+    file.Run("DELETE FROM class; DELETE FROM attribute");
   }
   cls_ClassRegistrar const none;
   sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadOnly, none);

@@ -25,6 +25,18 @@ sto_RecordRef& sto_RecordCache::SpareRecord() {
   return kept;
 }
 
+bool sto_RecordCache::Fetch(std::int64_t id, sto_Record& record, std::string& problem) {
+  sto_StoredRecord& stored = record.Stored();
+  if (!m_Session.Driver().ReadObject(id, stored)) return false;
+  sto_NumberedShape const* const shape = m_Session.Catalogue().FindShape(stored.m_Shape);
+  bool const isNumbered = stored.m_Shape > sto_Format::OwnShape;
+  if (isNumbered && shape == nullptr && stored.m_IsSound)
+    problem = "table shape does not have shape " + std::to_string(stored.m_Shape) + ", which it uses";
+  else
+    static_cast<void>(record.Decode(id, shape == nullptr ? nullptr : &shape->m_Shape, problem));
+  return true;
+}
+
 sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   m_Session.RaiseKept();
   if (sto_OpenCollection* const open = m_Session.Collections().Find(id)) open->WriteRecord();
@@ -32,25 +44,33 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   catalogue.Load(m_Session.Driver()); // so that messages can name a class that the program does not know
   sto_RecordRef& kept = SpareRecord();
   sto_RecordRef record = kept;
-  unsigned int classId = 0;
-  if (!m_Session.Driver().ReadObject(id, classId, record.Fill().Bytes())) return nullptr;
-  if (record.Fill().Bytes().capacity() > MaxSpareRecordBytes) kept = nullptr; // freed with its last user
   std::string problem;
-  if (!record.Fill().Decode(id, classId, problem))
+  if (!Fetch(id, record.Fill(), problem)) return nullptr;
+  if (record->Stored().m_Bytes.capacity() > MaxSpareRecordBytes) kept = nullptr; // freed with its last user
+  auto const damaged = [&](std::string const& what) {
     m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +
-                                                catalogue.DescribeClass(classId) +
-                                                ") is damaged: " + problem + ".");
+                                                catalogue.DescribeClass(record->ClassId()) + ") " + what +
+                                                ".");
+  };
+  if (!problem.empty()) damaged("is damaged: " + problem);
   if (record->GreatestId() >= m_Session.NextId())
-    m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +
-                                                catalogue.DescribeClass(classId) + ") names object " +
-                                                std::to_string(record->GreatestId()) +
-                                                ", which the store never had.");
-  for (sto_Part const& part : record->Parts()) {
-    if (catalogue.IsKnown(part)) continue;
-    CheckPart(id, classId, part);
-    if (!catalogue.HasNewestBase(part)) record.Fill().NoteChangedBase();
-  }
+    damaged("names object " + std::to_string(record->GreatestId()) + ", which the store never had");
+  CheckParts(id, record.Fill());
   return record;
+}
+
+void sto_RecordCache::CheckParts(std::int64_t id, sto_Record& record) {
+  sto_Catalogue& catalogue = m_Session.Catalogue();
+  sto_NumberedShape* const shape = catalogue.FindShape(record.Stored().m_Shape);
+  if (shape != nullptr && shape->m_IsChecked) return;
+  bool isKnown = true;
+  for (sto_Part const& part : record.Parts()) {
+    if (catalogue.IsKnown(part)) continue;
+    CheckPart(id, record.ClassId(), part);
+    if (!catalogue.HasNewestBase(part)) record.NoteChangedBase();
+    isKnown = isKnown && catalogue.IsKnown(part);
+  }
+  if (shape != nullptr) shape->m_IsChecked = isKnown;
 }
 
 void sto_RecordCache::CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part) {

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "store/format/sto_RecordRef.h"
 
@@ -22,12 +23,19 @@ class sto_RecordCache {
   /// catalogue; NewerFormat if a newer version of a class wrote them than this program declares.
   [[nodiscard]] sto_RecordRef Read(std::int64_t id);
 
+  /// Reads and decodes the record of an object without comparing it with the catalogue. Returns false if
+  /// there is none; otherwise says in `problem` what is wrong with it, empty if it is sound. REQUIRES: an open
+  /// transaction; a loaded catalogue.
+  [[nodiscard]] bool Fetch(std::int64_t id, sto_Record& record, std::string& problem);
+
   /// A record for short use; the next user overwrites it.
   [[nodiscard]] sto_Record& Scratch() noexcept { return m_Scratch; }
 
  private:
   /// A record of the cache that is not in use, or a new one.
   [[nodiscard]] sto_RecordRef& SpareRecord();
+  /// Compares a record with the catalogue. Damaged if it does not fit; NewerFormat.
+  void CheckParts(std::int64_t id, sto_Record& record);
   /// Damaged if a part of an object does not fit the store's catalogue; NewerFormat.
   void CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part);
 

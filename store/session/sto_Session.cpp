@@ -165,6 +165,12 @@ sto_FieldKey sto_Session::KeyToWrite(cls_FieldHandle const& field) {
   return {m_Catalogue.AddName(*m_Driver, field.Name().View()), field.FieldId()};
 }
 
+sto_Session::RecordToWrite sto_Session::ToWrite(sto_RecordBuilder& builder, sto_ClassInUse* inUse) {
+  sto_NumberedShape const* const shape = m_Catalogue.ShapeToWrite(*m_Driver, builder, inUse);
+  if (shape == nullptr) return {sto_Format::OwnShape, builder.ValuesWithShape()};
+  return {shape->m_Number, builder.Values()};
+}
+
 std::optional<sto_FieldKey> sto_Session::KeyToRead(cls_FieldHandle const& field) {
   if (field.Name().IsEmpty()) return sto_FieldKey{0, field.FieldId()};
   std::int64_t const nameId = m_Catalogue.FindName(*m_Driver, field.Name().View());

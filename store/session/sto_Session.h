@@ -19,6 +19,7 @@
 #include "store/session/sto_Collections.h"
 #include "store/session/sto_Keeping.h"
 #include "store/session/sto_KeptBytes.h"
+#include "store/session/sto_MementoPool.h"
 #include "store/session/sto_OpenBlob.h"
 #include "store/session/sto_OpenProxy.h"
 #include "store/session/sto_RecordCache.h"
@@ -77,6 +78,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   [[nodiscard]] sto_Save& Save() noexcept { return m_Save; }
   [[nodiscard]] sto_Save const& Save() const noexcept { return m_Save; }
   [[nodiscard]] sto_RecordCache& Records() noexcept { return m_Records; }
+  [[nodiscard]] sto_MementoPool& Mementos() noexcept { return m_Mementos.Pool(); }
   [[nodiscard]] sto_Collections& Collections() noexcept { return m_Collections; }
   [[nodiscard]] std::unordered_set<sto_OpenBlob*>& OpenBlobs() noexcept { return m_OpenBlobs; }
   [[nodiscard]] std::unordered_set<sto_OpenProxy*>& OpenProxies() noexcept { return m_OpenProxies; }
@@ -148,6 +150,15 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   /// The key of a field; empty if the store has never seen its name.
   [[nodiscard]] std::optional<sto_FieldKey> KeyToRead(cls_FieldHandle const& field);
 
+  /// A record as the driver writes it. Valid until its builder changes.
+  struct RecordToWrite {
+    std::int64_t m_Shape;
+    sto_ByteView m_Values;
+  };
+  /// The record of an object that has been built; describes its shape in the store if needed. `inUse`: the
+  /// object's class, or null.
+  [[nodiscard]] RecordToWrite ToWrite(sto_RecordBuilder& builder, sto_ClassInUse* inUse);
+
   // --- objects behind pointers
 
   [[nodiscard]] cls_ClassMetadata const* MetadataOf(unsigned int classId, int version) const override {
@@ -217,6 +228,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   cls_IdentityMap m_Identities;
   std::weak_ptr<sto_ElementRead> m_ElementRead;
   sto_Save m_Save;
+  sto_MementoPool::Owner m_Mementos;
   sto_RecordCache m_Records;
   sto_Collections m_Collections;
   std::unordered_set<sto_OpenBlob*> m_OpenBlobs;

@@ -5,6 +5,7 @@
 #include "persist/backend/cls_AgentBlob.h"
 #include "persist/visitors/cls_BlobReader.h"
 #include "persist/visitors/cls_BlobWriter.h"
+#include "tests/support/store/StoreOldFormat.h"
 #include "tests/support/store/StoreStream.h"
 
 namespace {
@@ -345,28 +346,24 @@ TEST_F(StoreMovedBlocks, LastPossiblePlaceIsNoticedAsDamage) {
   ExpectModelEverywhere();
 }
 
-TEST_F(StoreMovedBlocks, StoreOfFormat2GetsItsTablesWithTheFirstTransactionThatIsCommitted) {
-  m_Stream.reset();
-  m_Store.reset();
-  SqlFile(Path()).Unpack();
-  SqlFile(Path()).Run("DROP TABLE pack; DROP TABLE moved_block; DROP TABLE block_place;"
-                      "PRAGMA user_version = 2");
-  Reopen();
-  ExpectModel();
-  std::vector<int> const model = m_Model;
-  {
-    sto_Transaction const transaction(*m_Store);
-    Overwrite(0, Blocks, -1000);
+TEST_F(StoreMovedBlocks, AreThereAfterAnUpgradeAndInAStoreOfFormat2AsWell) {
+  for (int const format : {3, 2}) {
+    SCOPED_TRACE(format);
+    OverwriteInATransaction(0, Blocks, -1000 * format);
+    ASSERT_EQ(Moved(), Blocks - InPlace);
+    m_Stream.reset();
+    m_Store.reset();
+    MakeStoreOfOldFormat(Path(), format);
+    sto_Options options;
+    options.m_Upgrade = true;
+    static_cast<void>(sto_Store::Open(Path(), sto_Mode::ReadWrite, Classes(), options));
+    EXPECT_EQ(Query("PRAGMA user_version"), 4);
+    EXPECT_EQ(Moved(), format == 3 ? Blocks - InPlace : 0);
+    Reopen();
     ExpectModel();
+    OverwriteInATransaction(0, Blocks, -2000 * format);
+    ExpectModelEverywhere();
   }
-  m_Model = model;
-  EXPECT_EQ(Query("PRAGMA user_version"), 2);
-  EXPECT_EQ(Query("SELECT count(*) FROM sqlite_schema WHERE name IN ('moved_block', 'block_place')"), 0);
-  ExpectModel();
-  OverwriteInATransaction(0, Blocks, -2000);
-  EXPECT_EQ(Query("PRAGMA user_version"), 3);
-  EXPECT_EQ(Moved(), Blocks - InPlace);
-  ExpectModelEverywhere();
 }
 
 TEST_F(StoreMovedBlocks, SecondSessionReadsThemWhereTheyHaveMovedTo) {

@@ -6,15 +6,17 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/support/store/StoreOldFormat.h"
 #include "tests/support/store/StorePages.h"
+#include "tests/support/store/StoreRows.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
 namespace {
 
-TEST_F(StorePacks, RecordOfUpTo1024BytesIsInAPackAndALongerOneInARow) {
+TEST_F(StorePacks, RecordOfUpTo1000BytesIsInAPackAndALongerOneInARow) {
   std::vector<std::int64_t> packed; // sizes of pack rows with one record
   std::vector<std::int64_t> rows;   // sizes of records in separate rows
-  for (std::size_t length = 900; length < 1024; ++length) {
+  for (std::size_t length = 900; length < 1000; ++length) {
     std::filesystem::remove(Path());
     Create().Save("page", Page(length));
     SqlFile file(Path());
@@ -25,18 +27,19 @@ TEST_F(StorePacks, RecordOfUpTo1024BytesIsInAPackAndALongerOneInARow) {
       rows.push_back(file.Integer("SELECT length(record) FROM object"));
   }
   ASSERT_FALSE(packed.empty() || rows.empty());
-  EXPECT_EQ(packed.back(), 8 + 4 + 2 + 1024); // bitmap of present objects, class ID, size
-  EXPECT_EQ(rows.front(), 1025);
+  // Bitmap of present objects, save, one shape, its number, end of the record, checksum.
+  EXPECT_EQ(packed.back(), 4 + 1 + 1 + 1 + 2 + 4 + 1000);
+  EXPECT_EQ(rows.front(), 1 + 1 + 997 + 8); // save, shape, values, checksum
   EXPECT_TRUE(std::is_sorted(packed.begin(), packed.end()));
 }
 
-TEST_F(StorePacks, ObjectsWith64NeighbouringIdsShareARow) {
+TEST_F(StorePacks, ObjectsWith32NeighbouringIdsShareARow) {
   SaveAll(std::vector<Page>(200, Page(Short))); // all copies of one object, so it is stored once
   EXPECT_EQ(m_Store->ObjectCount(), 1);
   std::vector<Page> pages(200);
   SaveAll(pages);
-  EXPECT_EQ(SqlFile(Path()).Texts("SELECT key FROM pack ORDER BY key"),
-            (std::vector<std::string>{"0", "1", "2", "3"}));
+  EXPECT_EQ(SqlFile(Path()).Texts("SELECT CAST(key AS TEXT) FROM pack ORDER BY key"),
+            (std::vector<std::string>{"0", "1", "2", "3", "4", "5", "6"}));
   ExpectWhole(201);
 }
 
@@ -91,7 +94,7 @@ TEST_F(StorePacks, ThousandsOfObjectsInShuffledOrderAreWhatWasSaved) {
     {
       sto_Transaction transaction(*m_Store);
       for (std::size_t const i : order) {
-        pages[i].m_Text.assign(random() % 10 == 0 ? 1000 + random() % 500 : random() % 200, 'a' + round);
+        pages[i].m_Text.assign(random() % 10 == 0 ? 970 + random() % 500 : random() % 200, 'a' + round);
         m_Store->Save(NameOf(i), pages[i]);
         std::size_t const other = random() % pages.size();
         ASSERT_EQ(TextUnder(NameOf(other)), pages[other].m_Text);
@@ -114,7 +117,7 @@ TEST_F(StorePacks, ChildrenWrittenBeforeTheirParentsAreInTheirPacks) {
     return node;
   };
   m_Store->Save("tree", *tree(1)); // ids are assigned from the root down, records written from the leaves up
-  EXPECT_EQ(Packs(), 64);
+  EXPECT_EQ(Packs(), 128);
   ExpectWhole(4095);
   Reopen();
   std::function<int(Node const&, int)> const check = [&](Node const& node, int value) {
@@ -214,18 +217,18 @@ TEST_F(StorePacks, NextObjectIdInUseByAPackedObjectIsNoticedBeforeItIsGivenOut) 
   std::vector<Page> pages(100);
   SaveAll(pages);
   SqlFile file(Path());
-  for (int const next : {1, 64, 65, 99, 100}) {
-    file.Run("UPDATE meta SET value = " + std::to_string(next) + " WHERE key = 'next_object_id'");
+  for (int const next : {1, 32, 33, 64, 96, 97, 99, 100}) {
+    SetNextObjectId(file, std::to_string(next));
     std::string const message = MessageOf(sto_ErrorKind::Damaged, [&] { m_Store->Save("new", Page()); });
     EXPECT_TRUE(Contains(message, "100")) << message;
   }
-  file.Run("UPDATE meta SET value = 101 WHERE key = 'next_object_id'");
+  SetNextObjectId(file, "101");
   m_Store->Save("new", Page());
   ExpectWhole(101);
 }
 
-/// A store with rows in table object as in format 2.
-class StoreOldRows : public StorePacks {
+/// A store with short records in rows of table object.
+class StoreShortRows : public StorePacks {
  protected:
   void SetUp() override {
     StorePacks::SetUp();
@@ -234,16 +237,10 @@ class StoreOldRows : public StorePacks {
     SaveAll(m_Pages);
     SqlFile(Path()).Unpack();
   }
-  void MakeFormat2() {
-    SqlFile(Path()).Run("DROP TABLE pack; DROP TABLE moved_block; DROP TABLE block_place;"
-                        "PRAGMA user_version = 2");
-    m_Store.reset();
-    m_Store = std::make_unique<sto_Store>(Open());
-  }
   std::vector<Page> m_Pages;
 };
 
-TEST_F(StoreOldRows, AreReadBesidePacks) {
+TEST_F(StoreShortRows, AreReadBesidePacks) {
   ExpectAll(m_Pages);
   m_Store->Save("new", Page(Short));
   EXPECT_EQ(Packs(), 1);
@@ -251,7 +248,7 @@ TEST_F(StoreOldRows, AreReadBesidePacks) {
   ExpectWhole(151);
 }
 
-TEST_F(StoreOldRows, ReturnToPacksWhenTheyAreSavedAgainAndTheirRowsGo) {
+TEST_F(StoreShortRows, ReturnToPacksWhenTheyAreSavedAgainAndTheirRowsGo) {
   for (std::size_t i = 0; i < m_Pages.size(); i += 2) {
     m_Pages[i].m_Text += "again";
     m_Store->Save(NameOf(i), m_Pages[i]);
@@ -265,7 +262,7 @@ TEST_F(StoreOldRows, ReturnToPacksWhenTheyAreSavedAgainAndTheirRowsGo) {
   ExpectWhole(150);
 }
 
-TEST_F(StoreOldRows, ComeBackWhenTheSaveOrTheTransactionIsUndone) {
+TEST_F(StoreShortRows, ComeBackWhenTheSaveOrTheTransactionIsUndone) {
   {
     sto_Transaction const transaction(*m_Store);
     for (std::size_t i = 0; i < 150; ++i) m_Store->Save(NameOf(i), m_Pages[i]);
@@ -278,83 +275,6 @@ TEST_F(StoreOldRows, ComeBackWhenTheSaveOrTheTransactionIsUndone) {
   EXPECT_EQ(Rows(), 150);
   EXPECT_EQ(Packs(), 0);
   ExpectAll(m_Pages);
-}
-
-TEST_F(StoreOldRows, StoreOfFormat2IsReadUnchangedAndUpgradedByTheFirstWrite) {
-  MakeFormat2();
-  StoreBytes const before = FileBytes(Path());
-  ExpectAll(m_Pages);
-  EXPECT_EQ(m_Store->ObjectCount(), 150);
-  EXPECT_TRUE(FileBytes(Path()) == before);
-  sto_Store reader = Open(sto_Mode::ReadOnly);
-  Compare(reader, m_Pages);
-  {
-    sto_Transaction const transaction(*m_Store); // rolled back, together with the upgrade
-    m_Store->Save("new", Page(Short));
-    EXPECT_EQ(TextUnder("new").size(), Short);
-  }
-  EXPECT_EQ(Query("PRAGMA user_version"), 2);
-  EXPECT_EQ(Query("SELECT count(*) FROM sqlite_schema WHERE name = 'pack'"), 0);
-  ExpectAll(m_Pages);
-  std::unique_ptr<Page> const page = m_Store->Load<Page>(NameOf(7));
-  m_Store->Save(NameOf(7), *page);
-  EXPECT_EQ(Query("PRAGMA user_version"), 3);
-  EXPECT_EQ(Rows(), 149);
-  EXPECT_EQ(Packs(), 1);
-  ExpectAll(m_Pages);
-  Compare(reader, m_Pages);
-  EXPECT_EQ(reader.ObjectCount(), 150);
-  ExpectWhole(150);
-}
-
-/// A beam of program version 1 in examples/evolution, with a store of format 2.
-struct Beam {
-  static constexpr unsigned int TypeId() noexcept { return 0x650001; }
-  explicit Beam(cls_ReadVisitor const& visitor)
-      : m_Name(cls_ReadVisitor(visitor).Read(cls_FieldHandle(0, "m_Name"_cow), cow_String())),
-        m_Length(visitor.Read(cls_FieldHandle(0, "m_Length"_cow), 0.0)),
-        m_Stations(cls_ReadVisitor(visitor, cls_FieldHandle(2, "m_Stations"_cow)), nullptr) {}
-  cow_String m_Name;
-  double m_Length;
-  cls_xp1DArrayListDouble m_Stations;
-};
-
-class StoreGoldenFormat2 : public StoreTest {};
-
-TEST_F(StoreGoldenFormat2, IsReadUnchangedAndUpgradedByTheFirstWrite) {
-  cls_ClassRegistrar classes;
-  DeclareNode(classes);
-  classes.CreateClassMD("Part"_cow, 0x650002, 1, nullptr, 1)
-      .AddAttribute(cls_FieldHandle(0, "m_Name"_cow), ATTR_STRING, 1, COLLECTION_NONE);
-  classes.CreateClassMD("Beam"_cow, Beam::TypeId(), 1, nullptr, 0x650002)
-      .AddAttribute(cls_FieldHandle(0, "m_Length"_cow), ATTR_DOUBLE, 1, COLLECTION_NONE)
-      .AddAttribute(cls_FieldHandle(1, "m_Load"_cow), ATTR_DOUBLE, 1, COLLECTION_NONE)
-      .AddAttribute(cls_FieldHandle(2, "m_Stations"_cow), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
-  std::filesystem::copy_file(KVL_GOLDEN_DIR "/evolution-1.kvs", Path());
-  std::filesystem::permissions(Path(), std::filesystem::perms::owner_write,
-                               std::filesystem::perm_options::add);
-  auto const expectBeam = [](sto_Store& store) {
-    std::unique_ptr<Beam> const beam = store.Load<Beam>("beam");
-    EXPECT_EQ(beam->m_Name.View(), "purlin");
-    EXPECT_EQ(beam->m_Length, 4000);
-    ASSERT_EQ(beam->m_Stations.Count(), 4);
-    EXPECT_EQ(beam->m_Stations.ConstGet(2), 2500);
-  };
-  SqlFile file(Path());
-  std::int64_t const rows = file.Integer("SELECT count(*) FROM object");
-  EXPECT_EQ(file.Integer("PRAGMA user_version"), 2);
-  sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadWrite, classes);
-  expectBeam(store);
-  EXPECT_EQ(store.ObjectCount(), rows);
-  EXPECT_EQ(file.Integer("PRAGMA user_version"), 2);
-  store.Save("node", Node(5));
-  EXPECT_EQ(file.Integer("PRAGMA user_version"), 3);
-  EXPECT_EQ(file.Integer("SELECT count(*) FROM object"), rows);
-  EXPECT_EQ(file.Integer("SELECT count(*) FROM pack"), 1);
-  expectBeam(store);
-  EXPECT_EQ(store.Load<Node>("node")->m_Value, 5);
-  EXPECT_EQ(store.ObjectCount(), rows + 1);
-  EXPECT_EQ(IntegrityOf(Path()), "ok");
 }
 
 /// The classes of the worked example.
@@ -377,26 +297,29 @@ struct Bolt : Part {
   cls_Uid m_Uid;
 };
 
-/// The bytes at the start of each line of the document's worked example, in hexadecimal.
-std::string BytesOfTheDocument() {
-  std::ifstream document(KVL_DOCS_DIR "/store-format.md");
+/// The bytes at the start of each line of the document's worked example, in hexadecimal: of the pack and of
+/// each shape.
+std::vector<std::string> BytesOfTheDocument(std::string const& name) {
+  std::ifstream document(KVL_DOCS_DIR "/" + name);
   std::string line;
   while (std::getline(document, line) && line != "## Worked example") {
   }
-  while (std::getline(document, line) && line != "```") {
-  }
-  std::string bytes;
-  while (std::getline(document, line) && line != "```") {
+  std::vector<std::string> bytes;
+  bool isInBlock = false;
+  while (std::getline(document, line) && !line.starts_with("## ")) {
+    if (line == "```") isInBlock = !isInBlock;
+    if (!isInBlock) continue;
+    if (line.starts_with("pack") || line.starts_with("shape")) bytes.emplace_back();
     std::istringstream words(line.substr(0, line.find("  ")));
     for (std::string word; words >> word;)
       if (word.size() == 2 && std::isxdigit(static_cast<unsigned char>(word[0])) != 0 &&
           std::isxdigit(static_cast<unsigned char>(word[1])) != 0)
-        bytes += word;
+        bytes.back() += word;
   }
   return bytes;
 }
 
-TEST_F(StorePacks, BytesOfAPackAreThoseOfTheDocumentsWorkedExample) {
+TEST_F(StorePacks, BytesOfAPackAndItsShapesAreThoseOfTheDocumentsWorkedExample) {
   cls_ClassRegistrar classes;
   classes.CreateClassMD("Part"_cow, Part::TypeId(), 1, nullptr, 1)
       .AddAttribute(cls_FieldHandle(0, "m_Name"_cow), ATTR_STRING, 1, COLLECTION_NONE);
@@ -407,12 +330,15 @@ TEST_F(StorePacks, BytesOfAPackAreThoseOfTheDocumentsWorkedExample) {
   bolt.m_Holes.Append(3);
   bolt.m_Holes.Append(-1);
   sto_Store::Open(Path("bolt"), sto_Mode::Create, classes).Save("bolt", bolt);
-  std::string const stored = SqlFile(Path("bolt")).Text("SELECT hex(data) FROM pack WHERE key = 0");
-  EXPECT_EQ(stored, BytesOfTheDocument());
-  EXPECT_EQ(stored.substr(0, 36), "0A00000000000000" // objects 1 and 3
-                                  "8280900333"       // class ID 0x640002, 51 bytes
-                                  "81808C011E");     // class ID 0x230001, 30 bytes
-  EXPECT_EQ(stored.size(), 2U * (8 + 5 + 5 + 51 + 30));
+  std::vector<std::string> const stored =
+      SqlFile(Path("bolt")).Texts("SELECT hex(data) FROM pack UNION ALL SELECT hex(data) FROM shape");
+  ASSERT_EQ(stored.size(), 3U);
+  EXPECT_EQ(stored, BytesOfTheDocument("store-format.md"));
+  EXPECT_EQ(stored[0].size(), 2U * (4 + 1 + 3 + 2 + 4 + 4 + 16 + 14));
+  EXPECT_EQ(stored[0].substr(0, 10), "0A00000002"); // objects 1 and 3, save 2
+  MakeStoreOfOldFormat(Path("bolt"), 3);
+  EXPECT_EQ(SqlFile(Path("bolt")).Texts("SELECT hex(data) FROM pack"),
+            BytesOfTheDocument("store-format-3.md"));
 }
 
 } // namespace

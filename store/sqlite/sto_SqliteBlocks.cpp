@@ -24,8 +24,8 @@ std::string const& WriteRunSql() {
 
 } // namespace
 
-sto_SqliteBlocks::sto_SqliteBlocks(sto_SqliteConnection& connection)
-    : m_Connection(connection), m_ReadBlock(connection, "block", false),
+sto_SqliteBlocks::sto_SqliteBlocks(sto_SqliteConnection& connection, sto_SqliteChanges& changes)
+    : m_Connection(connection), m_Noted(changes), m_ReadBlock(connection, "block", false),
       m_ReadMoved(connection, "moved_block", false), m_WriteBlock(connection, "block", true),
       m_WriteMoved(connection, "moved_block", true),
       m_HasRow(connection, "SELECT 1 FROM block WHERE key = ?"),
@@ -51,6 +51,7 @@ sto_SqliteBlocks::sto_SqliteBlocks(sto_SqliteConnection& connection)
 void sto_SqliteBlocks::Begin(bool hasPlaces, bool mayMove) noexcept {
   m_StoreHasPlaces = hasPlaces;
   m_AnyRows.reset();
+  m_GreatestKey.reset();
   m_AnyPlaces.reset();
   m_MayMove = mayMove && hasPlaces;
   m_FirstNewPlace = m_NextPlace = 0;
@@ -154,6 +155,8 @@ bool sto_SqliteBlocks::Has(std::int64_t key) {
 }
 
 void sto_SqliteBlocks::PrepareWrite(std::int64_t key) {
+  m_Noted.Block(key);
+  RemoveFromSum(key);
   DropPlace(key);
   DropOldBlocks(key, key);
 }
@@ -164,6 +167,7 @@ void sto_SqliteBlocks::WriteRange(std::int64_t first, std::span<sto_Bytes const>
     for (std::size_t i = 0; i < RunBlocks; ++i) {
       std::int64_t const key = first + static_cast<std::int64_t>(i);
       PrepareWrite(key);
+      m_Noted.AddBlock(key, blocks[i]);
       use.Bind(static_cast<int>(2 * i + 1), key).Bind(static_cast<int>(2 * i + 2), sto_ByteView(blocks[i]));
       NoteNew(key);
     }
@@ -174,6 +178,7 @@ void sto_SqliteBlocks::WriteRange(std::int64_t first, std::span<sto_Bytes const>
 
 void sto_SqliteBlocks::Write(std::int64_t key, sto_ByteView data) {
   PrepareWrite(key);
+  m_Noted.AddBlock(key, data);
   sto_SqliteStatement::Use(m_WriteRow).Bind(1, key).Bind(2, data).Step();
   NoteNew(key);
 }
@@ -189,6 +194,7 @@ void sto_SqliteBlocks::DropPlace(std::int64_t key) {
 
 void sto_SqliteBlocks::NoteNew(std::int64_t key) noexcept {
   m_AnyRows = true;
+  if (m_GreatestKey) m_GreatestKey = std::max(*m_GreatestKey, key);
   if (IsNew(key)) return;
   m_NewKeys[m_NextNewKey] = key;
   m_NextNewKey = (m_NextNewKey + 1) % std::size(m_NewKeys);
@@ -212,14 +218,15 @@ void sto_SqliteBlocks::Overwrite(std::int64_t key, sto_ByteView data) {
     return Write(key, data);
   }
   bool const isNew = place == 0 ? IsNew(key) : m_FirstNewPlace != 0 && place >= m_FirstNewPlace;
-  if (!m_MayMove || isNew || m_Pending.m_InPlace < MaxInPlace)
-    OverwriteInPlace(*blob, data);
-  else
-    Move(key, place, data);
+  bool const isMoved = m_MayMove && !isNew && m_Pending.m_InPlace >= MaxInPlace;
+  RemoveFromSum(key, *blob);
+  if (isMoved) Move(key, place, data);
+  if (isMoved || OverwriteInPlace(*blob, data)) m_Noted.Block(key);
+  m_Noted.AddBlock(key, data);
   if (!isNew) ++m_Pending.m_InPlace;
 }
 
-void sto_SqliteBlocks::OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data) {
+bool sto_SqliteBlocks::OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data) {
   // A block takes two pages, and each page that is written is copied to the journal. Mostly only one page
   // changes: the last one, because the checksum at the end always does.
   blob.Read(m_OldContent);
@@ -229,8 +236,11 @@ void sto_SqliteBlocks::OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data)
   std::size_t const start = static_cast<std::size_t>(first - compared.begin());
   std::size_t end = content;
   while (end > start && data[end - 1] == m_OldContent[end - 1]) --end;
-  if (end > start) blob.Write(start, data.subspan(start, end - start));
-  if (end > start) blob.Write(content, data.subspan(content));
+  if (end == start) return false;
+  blob.Write(start, data.subspan(start, end - start));
+  blob.Write(content, data.subspan(content));
+  m_Noted.Other(); // SQLite does not count it
+  return true;
 }
 
 void sto_SqliteBlocks::AddOldBlock(std::int64_t key) {
@@ -265,8 +275,37 @@ void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteVie
     m_Pending.m_OldPlaces.push_back(oldPlace);
 }
 
+void sto_SqliteBlocks::RemoveFromSum(std::int64_t first, std::int64_t last) {
+  if (!AnyRows() && !AnyPlaces()) return;
+  sto_SqliteStatement::Use use(AnyPlaces() ? m_ReadAllRows : m_ReadRows);
+  use.Bind(1, first).Bind(2, last).AllowRange(first, last);
+  while (use.Step()) {
+    if (use.Integer(2) == 0 && m_Pending.m_OldBlocks.contains(use.Integer(0))) continue;
+    m_Noted.RemoveBlock(use.Integer(0), use.Bytes(1));
+    m_Noted.Block(use.Integer(0));
+  }
+}
+
+void sto_SqliteBlocks::RemoveFromSum(std::int64_t key, sto_SqliteBlob& blob) {
+  std::byte end[sto_Format::ChecksumBytes];
+  std::size_t const size = std::min(blob.SizeBytes(), sizeof end);
+  blob.Read(blob.SizeBytes() - size, std::span(end).first(size));
+  m_Noted.RemoveBlock(key, std::span(end).first(size));
+}
+
+void sto_SqliteBlocks::RemoveFromSum(std::int64_t key) {
+  if (!m_GreatestKey) m_GreatestKey = m_Connection.QueryInteger("SELECT coalesce(max(key), -1) FROM block");
+  if (key > *m_GreatestKey && !AnyPlaces()) return; // as in a new list
+  sto_SqliteBlob* const blob = Seek(key);
+  if (blob == nullptr) return;
+  RemoveFromSum(key, *blob);
+  m_ReadBlock.Close(); // the row is about to be replaced
+  m_ReadMoved.Close();
+}
+
 void sto_SqliteBlocks::Delete(std::int64_t first, std::int64_t last) {
   Close();
+  RemoveFromSum(first, last);
   if (AnyRows())
     sto_SqliteStatement::Use(m_DeleteRows).Bind(1, first).Bind(2, last).AllowRange(first, last).Step();
   DropOldBlocks(first, last);

@@ -9,6 +9,7 @@
 
 #include "store/driver/sto_Driver.h"
 #include "store/sqlite/sto_SqliteBlob.h"
+#include "store/sqlite/sto_SqliteChanges.h"
 #include "store/sqlite/sto_SqliteConnection.h"
 
 /// The blocks of a store in SQLite.
@@ -34,7 +35,8 @@ class sto_SqliteBlocks {
   /// How many blocks WriteRange writes with one statement.
   static constexpr std::size_t RunBlocks = 16;
 
-  explicit sto_SqliteBlocks(sto_SqliteConnection& connection);
+  /// REQUIRES: the arguments live as long as this object.
+  sto_SqliteBlocks(sto_SqliteConnection& connection, sto_SqliteChanges& changes);
 
   /// Call when a transaction begins. `hasPlaces`: the store has the tables of moved blocks. `mayMove`: moving
   /// blocks is cheaper than overwriting them in place; with a write-ahead log it is not.
@@ -93,7 +95,13 @@ class sto_SqliteBlocks {
   void PrepareWrite(std::int64_t key);
   [[nodiscard]] bool IsNew(std::int64_t key) const noexcept;
   void NoteNew(std::int64_t key) noexcept;
-  void OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data);
+  /// Returns whether anything differed.
+  bool OverwriteInPlace(sto_SqliteBlob& blob, sto_ByteView data);
+  /// Takes the blocks with keys from `first` to `last`, which are about to be deleted, out of the sum.
+  void RemoveFromSum(std::int64_t first, std::int64_t last);
+  /// The same for a block that is about to be replaced, if it is there.
+  void RemoveFromSum(std::int64_t key);
+  void RemoveFromSum(std::int64_t key, sto_SqliteBlob& blob);
   /// Marks a row of table block for deletion at the commit.
   void AddOldBlock(std::int64_t key);
   /// Unmarks the rows of table block with keys from `first` to `last`.
@@ -101,6 +109,7 @@ class sto_SqliteBlocks {
   void Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data);
 
   sto_SqliteConnection& m_Connection;
+  sto_SqliteChanges& m_Noted;
   sto_SqliteBlob m_ReadBlock, m_ReadMoved, m_WriteBlock, m_WriteMoved;
   sto_SqliteStatement m_HasRow, m_AnyRow, m_WriteRow, m_WriteRun, m_DeleteRows, m_ReadRows;
   // These need the tables of moved blocks, which stores of older formats do not have.
@@ -111,9 +120,10 @@ class sto_SqliteBlocks {
   bool m_StoreHasPlaces = false; // the store has the tables of moved blocks
   bool m_MayMove = false;
   // Of the open transaction: Begin resets them, writing and deleting change them, ReturnToMark goes back.
-  std::optional<bool> m_AnyRows;    // see AnyRows; empty: not asked yet
-  std::optional<bool> m_AnyPlaces;  // whether table block_place has rows; empty: not asked yet
-  std::int64_t m_FirstNewPlace = 0; // 0: nothing was moved yet
+  std::optional<bool> m_AnyRows;             // see AnyRows; empty: not asked yet
+  std::optional<std::int64_t> m_GreatestKey; // no row of table block has a greater one; empty: not asked yet
+  std::optional<bool> m_AnyPlaces;           // whether table block_place has rows; empty: not asked yet
+  std::int64_t m_FirstNewPlace = 0;          // 0: nothing was moved yet
   std::int64_t m_NextPlace = 0;
   Pending m_Pending;
   SinceMark m_SinceMark;

@@ -264,6 +264,19 @@ bool sto_SqliteStatement::Use::Step() {
   return false;
 }
 
+sto_SqliteType sto_SqliteStatement::Use::TypeOf(int column) const noexcept {
+  switch (sqlite3_column_type(m_Statement.m_Handle, column)) {
+  case SQLITE_INTEGER:
+    return sto_SqliteType::Integer;
+  case SQLITE_TEXT:
+    return sto_SqliteType::Text;
+  case SQLITE_BLOB:
+    return sto_SqliteType::Bytes;
+  default:
+    return sto_SqliteType::Other;
+  }
+}
+
 std::int64_t sto_SqliteStatement::Use::Integer(int column) const noexcept {
   return sqlite3_column_int64(m_Statement.m_Handle, column);
 }

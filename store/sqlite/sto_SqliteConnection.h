@@ -101,6 +101,9 @@ class sto_SqliteConnection {
   std::int64_t m_ChangesAtStart = 0;
 };
 
+/// The type of a value in the file; every row has its own.
+enum class sto_SqliteType { Integer, Text, Bytes, Other };
+
 /// One statement, which can be run any number of times: make a Use, bind, step. The end of the Use ends the
 /// run. SQLite compiles it when it is used first, because that takes time and memory and most sessions use
 /// few of their statements. REQUIRES: one run at a time.
@@ -143,6 +146,8 @@ class sto_SqliteStatement {
     /// Runs to the end; returns SQLite's result code. Allocates nothing of ours.
     [[nodiscard]] int TryStep() noexcept;
 
+    /// Call it before the value is read, which may convert it.
+    [[nodiscard]] sto_SqliteType TypeOf(int column) const noexcept;
     [[nodiscard]] std::int64_t Integer(int column) const noexcept;
     [[nodiscard]] std::string Text(int column) const;
     /// Valid until the next step.

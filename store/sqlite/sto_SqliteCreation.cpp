@@ -10,7 +10,9 @@
 #include "store/format/sto_Format.h"
 #include "store/sqlite/sto_FileSystem.h"
 #include "store/sqlite/sto_SqliteErrors.h"
+#include "store/sqlite/sto_SqliteHeader.h"
 #include "store/sqlite/sto_SqliteOpening.h"
+#include "store/sqlite/sto_SqliteSaves.h"
 #include "store/sqlite/sto_SqliteSchema.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
 
@@ -55,9 +57,10 @@ bool IsStoreWithoutObject(sto_SqliteConnection& connection) {
   } catch (sto_Exception const&) {
     return false;
   }
-  auto const tables = {"class",     "name", "root",        "object",     "block",
-                       "attribute", "pack", "moved_block", "block_place"};
+  auto const tables = {"class",     "name", "root",        "object",      "block",
+                       "attribute", "pack", "moved_block", "block_place", "shape"};
   return sto_ReadSqliteIdentity(connection).m_FormatVersion == sto_Format::Version &&
+         connection.QueryInteger("SELECT count(*) FROM save") == 1 &&
          std::ranges::none_of(tables, [&](char const* table) { return HasRows(connection, table); });
 }
 
@@ -131,16 +134,17 @@ void Lock(sto_SqliteConnection& connection, sto_Options const& options) {
   }
 }
 
-void MakeTables(sto_SqliteConnection& connection) {
+void MakeTables(sto_SqliteConnection& connection, sto_Options const& options) {
   for (char const* const pragma : {"application_id = ", "user_version = "}) {
     std::int64_t const value =
         pragma[0] == 'a' ? sto_SqliteSchema::ApplicationId : std::int64_t{sto_Format::Version};
     connection.Execute(("PRAGMA " + std::string(pragma) + std::to_string(value)).c_str());
   }
-  connection.Execute(sto_SqliteSchema::Tables);
-  connection.Execute(sto_SqliteSchema::AttributeTable);
-  connection.Execute(sto_SqliteSchema::PackTables);
-  connection.Execute("INSERT INTO meta VALUES('next_object_id', 1)");
+  for (char const* const tables : sto_SqliteSchema::TablesOf(sto_Format::Version)) connection.Execute(tables);
+  sto_MakeSqliteHeader(connection);
+  sto_SqliteSaves saves(connection);
+  saves.Use(sto_ReadSqliteHeader(connection).m_Uuid);
+  saves.Write({1, 1}, options.m_Program, {}, {});
   connection.Execute("COMMIT");
 }
 
@@ -170,7 +174,7 @@ void TurnOnLog(sto_SqliteConnection& connection) {
 /// Creates the store in a locked, empty file.
 void Fill(sto_SqliteConnection& connection, sto_Options const& options) {
   if (options.m_ReadersBesideWriter && !connection.CanShareMemory()) RaiseNoLog(connection.Path());
-  MakeTables(connection);
+  MakeTables(connection, options);
   if (options.m_ReadersBesideWriter) TurnOnLog(connection);
   sto_ConfigureSqlite(connection);
   sqlite3_busy_timeout(connection.Handle(), options.m_BusyMilliseconds);

@@ -2,13 +2,13 @@
 
 #include <sqlite3.h>
 
-#include <map>
 #include <utility>
 
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Format.h"
 #include "store/sqlite/sto_SqliteCopy.h"
-#include "store/sqlite/sto_SqliteSchema.h"
+#include "store/sqlite/sto_SqliteSchemaCheck.h"
+#include "store/sqlite/sto_SqliteUpgrade.h"
 
 sto_SqliteDriver::LogFolder::~LogFolder() {
   if (!m_Path.empty()) sto_FoldSqliteLog(m_Path);
@@ -16,26 +16,26 @@ sto_SqliteDriver::LogFolder::~LogFolder() {
 
 std::unique_ptr<sto_Driver> sto_SqliteDriver::Create(std::string const& path, sto_Options const& options) {
   sto_SqliteOpening opening{sto_CreateSqlite(path, options), std::nullopt};
-  return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(opening), false));
+  return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(opening), false, options.m_Program));
 }
 
 std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool readOnly,
                                                    sto_Options const& options) {
-  return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(sto_OpenSqlite(path, readOnly, options), readOnly));
+  std::unique_ptr<sto_SqliteDriver> driver(
+      new sto_SqliteDriver(sto_OpenSqlite(path, readOnly, options), readOnly, options.m_Program));
+  if (!readOnly) driver->BringUpToDate(options.m_Upgrade);
+  return driver;
 }
 
-sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly)
+sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, std::string program)
     : m_Connection(std::move(opening.m_Connection)), m_FixedState(opening.m_FixedState),
-      m_IsReadOnly(readOnly), m_Transaction(*m_Connection),
+      m_IsReadOnly(readOnly), m_Program(std::move(program)), m_Transaction(*m_Connection),
       m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
       m_GetMeta(*m_Connection, "SELECT value FROM meta WHERE key = ?"),
-      m_SetMeta(*m_Connection, "REPLACE INTO meta(key, value) VALUES(?, ?)"),
-      m_WriteClass(*m_Connection,
-                   "REPLACE INTO class(class_id, version, name, base_class_id) VALUES(?, ?, ?, ?)"),
-      m_AddName(*m_Connection, "INSERT INTO name(id, text) VALUES(?, ?)"),
       m_HasLog(!m_FixedState && m_Connection->QueryText("PRAGMA journal_mode") == "wal"),
-      m_Objects(*m_Connection, m_Mark), m_Roots(*m_Connection), m_Blocks(*m_Connection),
-      m_Mark(m_Transaction, m_Objects, m_Roots, m_Blocks) {
+      m_Saves(*m_Connection), m_Catalogue(*m_Connection, m_Changes),
+      m_Objects(*m_Connection, m_Mark, m_Changes), m_Roots(*m_Connection, m_Changes),
+      m_Blocks(*m_Connection, m_Changes), m_Mark(m_Transaction, m_Objects, m_Roots, m_Blocks, m_Changes) {
   if (m_HasLog && m_IsReadOnly) m_LogFolder.m_Path = m_Connection->FullPath();
 }
 
@@ -59,51 +59,114 @@ void sto_SqliteDriver::Begin(bool forWriting) {
   m_Transaction.Begin(forWriting);
   m_GivesOutIds = forWriting;
   try {
-    if (!m_IsPresentFormat) {
-      m_FormatVersion =
-          m_Connection->QueryInteger("PRAGMA user_version"); // another session may have upgraded
-      m_IsPresentFormat = m_FormatVersion == sto_Format::Version;
-      if (forWriting && !m_IsPresentFormat) Upgrade(); // may be undone, so the next transaction asks again
-    }
-    bool const hasPacks = m_FormatVersion > sto_Format::VersionWithoutPacks;
+    CheckHeader();
+    if (forWriting && !IsOld()) sto_CheckSqliteWriting(*m_Connection, m_Header);
     m_Mark.Forget();
-    m_Objects.Begin(hasPacks);
+    m_Save = {};
+    if (!IsOld()) m_Save.m_Number = m_Saves.ReadNewest().m_Number + 1;
+    m_Objects.Begin(forWriting, m_Save.m_Number);
+    if (m_OldObjects) m_OldObjects->Drop();
     m_Roots.Drop();
-    m_Blocks.Begin(hasPacks, !m_HasLog);
-    m_Objects.SetFirstNewId(
-        NextObjectId()); // a deferred transaction sees a fixed state from its first read on
+    m_Blocks.Begin(m_FormatVersion > sto_Format::VersionWithoutPacks, !m_HasLog);
+    m_Save.m_NextObjectId = NextObjectId();
+    m_Objects.SetFirstNewId(m_Save.m_NextObjectId);
+    m_Changes.Begin(m_Save.m_NextObjectId, IsOld() ? sto_ContentSum() : m_Saves.ReadNewest().m_Sum);
+    m_Note.clear();
+    m_IsSaveWritten = false;
+    m_CountedBefore = sqlite3_total_changes64(m_Connection->Handle());
   } catch (...) {
     Rollback();
     throw;
   }
 }
 
-void sto_SqliteDriver::Upgrade() {
-  m_HasUpgraded = true;
-  if (m_FormatVersion <= sto_Format::VersionWithoutAttributes)
-    m_Connection->Execute(sto_SqliteSchema::AttributeTable);
-  if (m_FormatVersion <= sto_Format::VersionWithoutPacks) m_Connection->Execute(sto_SqliteSchema::PackTables);
-  m_Connection->Execute(("PRAGMA user_version = " + std::to_string(sto_Format::Version)).c_str());
-  m_FormatVersion = sto_Format::Version;
+void sto_SqliteDriver::CheckHeader() {
+  std::int64_t const counter = ChangeCounter();
+  if (counter == m_CheckedAt) return;
+  m_Saves.Forget();
+  ReadHeader();
+  m_CheckedAt = counter; // last: reading may fail
+}
+
+void sto_SqliteDriver::ReadHeader() {
+  m_FormatVersion = m_Connection->QueryInteger("PRAGMA user_version");
+  sto_CheckSqliteVersion(*m_Connection, m_FormatVersion);
+  m_OldObjects.reset();
+  bool const isPresent = m_FormatVersion > sto_Format::VersionWithoutShapes;
+  if (isPresent) m_Header = sto_ReadSqliteHeader(*m_Connection);
+  m_Saves.Use(m_Header.m_Uuid);
+  m_Catalogue.Use(m_FormatVersion, m_Header.m_Uuid);
+  m_Roots.Use(m_FormatVersion, m_Header.m_Uuid);
+  if (isPresent) return;
+  sto_SqliteObjectTables tables;
+  if (m_FormatVersion <= sto_Format::VersionWithoutPacks) tables.m_Pack.clear();
+  m_OldObjects.emplace(*m_Connection, tables);
+}
+
+void sto_SqliteDriver::BringUpToDate(bool mayUpgrade) {
+  ReadHeader();
+  if (!IsOld()) return;
+  if (!mayUpgrade)
+    sto_Raise(sto_ErrorKind::ReadOnly,
+              m_Connection->Path() + ": The store has format " + std::to_string(m_FormatVersion) +
+                  ", which this program reads and does not write. Open it for reading, or with "
+                  "sto_Options::m_Upgrade to bring it to format " +
+                  std::to_string(sto_Format::Version) +
+                  ", which older programs cannot read; sto_Store::CopyTo makes a copy for them first.");
+  m_Transaction.Begin(true);
+  try {
+    ReadHeader(); // another program may have upgraded it
+    if (IsOld()) sto_UpgradeSqlite(*m_Connection, m_FormatVersion, m_Objects, m_Changes, m_Program);
+    m_Transaction.Commit();
+  } catch (...) {
+    Rollback();
+    throw;
+  }
+  m_Transaction.PrepareAgain();
+  ReadHeader();
 }
 
 void sto_SqliteDriver::Commit() {
   m_Transaction.CheckOpen(); // without a transaction, what is written would be durable at once
+  m_Objects.EndScan();
   m_Objects.Flush();
   m_Roots.Flush();
   m_Blocks.FinishTransaction();
+  WriteSave();
   m_Transaction.Commit();
-  m_HasUpgraded = false;
+  if (m_IsSaveWritten) m_Saves.Keep(m_Save);
   CheckFixedState(); // if it changed, the transaction may have read parts of two states
 }
 
+bool sto_SqliteDriver::HasChanges() const noexcept {
+  return m_Changes.HasOther() || sqlite3_total_changes64(m_Connection->Handle()) != m_CountedBefore;
+}
+
+void sto_SqliteDriver::WriteSave() {
+  if (!m_GivesOutIds || !HasChanges()) return;
+  m_Save.m_Sum = m_Changes.Sum();
+  m_Saves.Write(m_Save, m_Program, m_Note, m_Changes.List());
+  m_IsSaveWritten = true;
+}
+
+void sto_SqliteDriver::SetNote(std::string_view note) {
+  m_Transaction.CheckOpen();
+  m_Note = note;
+}
+
+std::vector<sto_SaveEntry> sto_SqliteDriver::Saves(std::int64_t first) {
+  m_Transaction.CheckUndone();
+  return IsOld() ? std::vector<sto_SaveEntry>() : m_Saves.Read(first);
+}
+
 void sto_SqliteDriver::Rollback() noexcept {
+  if (m_IsSaveWritten) m_Saves.Forget(); // a commit that failed in its very last step may be durable
+  m_IsSaveWritten = false;
   m_Mark.Forget();
   m_Objects.Drop();
   m_Roots.Drop();
   m_Blocks.Close();
   m_Transaction.Rollback();
-  if (std::exchange(m_HasUpgraded, false) && !m_Transaction.IsOpen()) m_Transaction.PrepareAgain();
 }
 
 bool sto_SqliteDriver::IsInTransaction() const noexcept {
@@ -132,111 +195,68 @@ std::int64_t sto_SqliteDriver::ChangeCounter() {
   return use.Step() ? use.Integer(0) : 0;
 }
 
-std::int64_t sto_SqliteDriver::NextObjectId() {
-  m_Transaction.CheckUndone();
+std::int64_t sto_SqliteDriver::OldNextObjectId() {
   sto_SqliteStatement::Use use(m_GetMeta);
   if (!use.Bind(1, std::string_view("next_object_id")).Step() || use.Integer(0) < 1)
     sto_Raise(sto_ErrorKind::Damaged,
               m_Connection->Path() + ": The store's next object id is missing or invalid.");
-  // Checked for writing only: a damaged pack may seem to have objects that never existed, and the others can
-  // still be read.
-  if (std::int64_t const greatest = m_GivesOutIds ? m_Objects.GreatestId() : 0; greatest >= use.Integer(0))
-    sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's next object id, " +
-                                          std::to_string(use.Integer(0)) + ", is not after object " +
-                                          std::to_string(greatest) + ".");
   return use.Integer(0);
 }
 
+std::int64_t sto_SqliteDriver::NextObjectId() {
+  m_Transaction.CheckUndone();
+  std::int64_t const next = IsOld() ? OldNextObjectId() : m_Saves.ReadNewest().m_NextObjectId;
+  // Checked for writing only: a damaged pack may seem to have objects that never existed, and the others can
+  // still be read.
+  if (std::int64_t const greatest = m_GivesOutIds ? m_Objects.GreatestId() : 0; greatest >= next)
+    sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's next object id, " +
+                                          std::to_string(next) + ", is not after object " +
+                                          std::to_string(greatest) + ".");
+  return next;
+}
+
 void sto_SqliteDriver::SetNextObjectId(std::int64_t id) {
-  BeforeWriting();
-  sto_SqliteStatement::Use(m_SetMeta).Bind(1, std::string_view("next_object_id")).Bind(2, id).Step();
+  m_Transaction.CheckOpen();
+  m_Save.m_NextObjectId = id;
+  m_Changes.Other();
 }
 
 std::vector<sto_ClassRow> sto_SqliteDriver::Classes() {
   m_Transaction.CheckUndone();
-  sto_SqliteStatement statement(*m_Connection, "SELECT class_id, version, name, base_class_id FROM class");
-  sto_SqliteStatement::Use use(statement);
-  std::vector<sto_ClassRow> rows;
-  for (use.AllowAllRows(); use.Step();)
-    rows.push_back({static_cast<unsigned int>(use.Integer(0)),
-                    static_cast<int>(use.Integer(1)),
-                    use.Text(2),
-                    static_cast<unsigned int>(use.Integer(3)),
-                    {}});
-  if (m_FormatVersion > sto_Format::VersionWithoutAttributes) ReadAttributes(rows);
-  return rows;
+  return m_Catalogue.Classes();
 }
-
-void sto_SqliteDriver::ReadAttributes(std::vector<sto_ClassRow>& classes) {
-  std::map<std::pair<std::int64_t, std::int64_t>, sto_ClassRow*> byVersion;
-  for (sto_ClassRow& row : classes) byVersion[{row.m_ClassId, row.m_Version}] = &row;
-  // One statement for all classes, so that its count of steps ends it on a damaged tree.
-  sto_SqliteStatement statement(*m_Connection,
-                                "SELECT class_id, version, name, field_id, type, type_arg, collection_type "
-                                "FROM attribute ORDER BY class_id, version, name");
-  sto_SqliteStatement::Use use(statement);
-  for (use.AllowAllRows(); use.Step();) {
-    auto const found = byVersion.find({use.Integer(0), use.Integer(1)});
-    if (found == byVersion.end()) continue;
-    found->second->m_Attributes.push_back(
-        {use.Text(2), static_cast<int>(use.Integer(3)), static_cast<int>(use.Integer(4)),
-         static_cast<unsigned int>(use.Integer(5)), static_cast<int>(use.Integer(6))});
-  }
-}
-
 void sto_SqliteDriver::WriteClass(sto_ClassRow const& row) {
   BeforeWriting();
-  sto_SqliteStatement::Use(m_WriteClass)
-      .Bind(1, std::int64_t{row.m_ClassId})
-      .Bind(2, std::int64_t{row.m_Version})
-      .Bind(3, std::string_view(row.m_Name))
-      .Bind(4, std::int64_t{row.m_BaseClassId})
-      .Step();
-  sto_SqliteStatement statement(*m_Connection,
-                                "REPLACE INTO attribute(class_id, version, name, field_id, type, type_arg, "
-                                "collection_type) VALUES(?, ?, ?, ?, ?, ?, ?)");
-  for (sto_AttributeRow const& attribute : row.m_Attributes)
-    sto_SqliteStatement::Use(statement)
-        .Bind(1, std::int64_t{row.m_ClassId})
-        .Bind(2, std::int64_t{row.m_Version})
-        .Bind(3, std::string_view(attribute.m_Name))
-        .Bind(4, std::int64_t{attribute.m_FieldId})
-        .Bind(5, std::int64_t{attribute.m_Type})
-        .Bind(6, std::int64_t{attribute.m_TypeArg})
-        .Bind(7, std::int64_t{attribute.m_CollectionType})
-        .Step();
+  m_Catalogue.WriteClass(row);
 }
-
 std::vector<sto_NameRow> sto_SqliteDriver::Names() {
   m_Transaction.CheckUndone();
-  sto_SqliteStatement statement(*m_Connection, "SELECT id, text FROM name");
-  sto_SqliteStatement::Use use(statement);
-  std::vector<sto_NameRow> rows;
-  for (use.AllowAllRows(); use.Step();) {
-    // No sound store reaches this number. A row there would leave no number for the next name.
-    if (use.Integer(0) < 1 || use.Integer(0) > sto_Format::MaxObjectId)
-      sto_Raise(sto_ErrorKind::Damaged, m_Connection->Path() + ": The store's attribute names are damaged.");
-    rows.push_back({use.Integer(0), use.Text(1)});
-  }
-  return rows;
+  return m_Catalogue.Names();
 }
-
 void sto_SqliteDriver::AddName(sto_NameRow const& row) {
   BeforeWriting();
-  sto_SqliteStatement::Use(m_AddName).Bind(1, row.m_Id).Bind(2, std::string_view(row.m_Text)).Step();
+  m_Catalogue.AddName(row);
+}
+std::vector<sto_ShapeRow> sto_SqliteDriver::Shapes() {
+  m_Transaction.CheckUndone();
+  return m_Catalogue.Shapes();
+}
+void sto_SqliteDriver::AddShape(sto_ShapeRow const& row) {
+  BeforeWriting();
+  m_Catalogue.AddShape(row);
 }
 
-bool sto_SqliteDriver::ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) {
+bool sto_SqliteDriver::ReadObject(std::int64_t id, sto_StoredRecord& record) {
   m_Transaction.CheckUndone();
-  return m_Objects.Read(id, classId, record);
+  return IsOld() ? m_OldObjects->Read(id, record) : m_Objects.Read(id, record);
 }
 bool sto_SqliteDriver::HasObject(std::int64_t id) {
   m_Transaction.CheckUndone();
-  return m_Objects.Has(id);
+  return IsOld() ? m_OldObjects->Has(id) : m_Objects.Has(id);
 }
-bool sto_SqliteDriver::WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) {
+bool sto_SqliteDriver::WriteObject(std::int64_t id, std::int64_t shape, sto_ByteView values) {
   m_Transaction.CheckOpen();
-  return m_Objects.Write(id, classId, record);
+  return m_Objects.Write(id, shape, values);
 }
 void sto_SqliteDriver::DeleteObject(std::int64_t id) {
   m_Transaction.CheckOpen();
@@ -244,11 +264,11 @@ void sto_SqliteDriver::DeleteObject(std::int64_t id) {
 }
 std::vector<std::int64_t> sto_SqliteDriver::ObjectIds(std::int64_t first, std::int64_t last) {
   m_Transaction.CheckUndone();
-  return m_Objects.Ids(first, last);
+  return IsOld() ? m_OldObjects->Ids(first, last) : m_Objects.Ids(first, last);
 }
 std::int64_t sto_SqliteDriver::ObjectCount() {
   m_Transaction.CheckUndone();
-  return m_Objects.Count();
+  return IsOld() ? m_OldObjects->Count() : m_Objects.Count();
 }
 
 bool sto_SqliteDriver::ReadBlock(std::int64_t key, sto_Bytes& data) {
@@ -286,11 +306,12 @@ void sto_SqliteDriver::DeleteBlocks(std::int64_t first, std::int64_t last) {
 
 std::optional<std::int64_t> sto_SqliteDriver::FindRoot(std::string_view name) {
   m_Transaction.CheckUndone();
-  return m_Roots.Find(name);
+  std::optional<sto_RootTarget> const target = m_Roots.Find(name);
+  return target ? std::optional(target->m_Id) : std::nullopt;
 }
-void sto_SqliteDriver::SetRoot(std::string_view name, std::int64_t id) {
+void sto_SqliteDriver::SetRoot(std::string_view name, std::int64_t id, unsigned int classId) {
   m_Transaction.CheckOpen();
-  m_Roots.Set(name, id);
+  m_Roots.Set(name, {id, classId});
 }
 bool sto_SqliteDriver::RemoveRoot(std::string_view name) {
   m_Transaction.CheckOpen();

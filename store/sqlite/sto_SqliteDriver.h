@@ -5,12 +5,16 @@
 
 #include "store/driver/sto_Driver.h"
 #include "store/sqlite/sto_SqliteBlocks.h"
+#include "store/sqlite/sto_SqliteCatalogue.h"
 #include "store/sqlite/sto_SqliteConnection.h"
 #include "store/sqlite/sto_SqliteFile.h"
+#include "store/sqlite/sto_SqliteHeader.h"
 #include "store/sqlite/sto_SqliteMark.h"
 #include "store/sqlite/sto_SqliteObjects.h"
+#include "store/sqlite/sto_SqliteOldObjects.h"
 #include "store/sqlite/sto_SqliteOpening.h"
 #include "store/sqlite/sto_SqliteRoots.h"
+#include "store/sqlite/sto_SqliteSaves.h"
 #include "store/sqlite/sto_SqliteTransaction.h"
 #include "store/sto_Options.h"
 
@@ -33,7 +37,8 @@ class sto_SqliteDriver : public sto_Driver {
   /// Opens the store in an existing file. NotFound: no file, or no store in it. NewerFormat. Damaged:
   /// something in the file does not belong in a store. Misuse for a location with a NUL character and for
   /// invalid options. Unavailable, also for writing on a network file system. Options that are for Create
-  /// only are ignored. A store of an older format is read as it is; the first write transaction upgrades it.
+  /// only are ignored. A store of an older format can only be read; opening it for writing raises ReadOnly,
+  /// unless the options say that it is to be upgraded.
   static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly,
                                           sto_Options const& options = {});
 
@@ -47,6 +52,8 @@ class sto_SqliteDriver : public sto_Driver {
   void SetMark() override;
   void ReleaseMark() override;
   void RollbackToMark() override;
+  void SetNote(std::string_view note) override;
+  std::vector<sto_SaveEntry> Saves(std::int64_t first) override;
   std::int64_t ChangeCounter() override;
   std::int64_t NextObjectId() override;
   void SetNextObjectId(std::int64_t id) override;
@@ -54,9 +61,11 @@ class sto_SqliteDriver : public sto_Driver {
   void WriteClass(sto_ClassRow const& row) override;
   std::vector<sto_NameRow> Names() override;
   void AddName(sto_NameRow const& row) override;
-  bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) override;
+  std::vector<sto_ShapeRow> Shapes() override;
+  void AddShape(sto_ShapeRow const& row) override;
+  bool ReadObject(std::int64_t id, sto_StoredRecord& record) override;
   bool HasObject(std::int64_t id) override;
-  bool WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override;
+  bool WriteObject(std::int64_t id, std::int64_t shape, sto_ByteView values) override;
   void DeleteObject(std::int64_t id) override;
   std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) override;
   std::int64_t ObjectCount() override;
@@ -69,7 +78,7 @@ class sto_SqliteDriver : public sto_Driver {
   void OverwriteBlock(std::int64_t key, sto_ByteView data) override;
   void DeleteBlocks(std::int64_t first, std::int64_t last) override;
   std::optional<std::int64_t> FindRoot(std::string_view name) override;
-  void SetRoot(std::string_view name, std::int64_t id) override;
+  void SetRoot(std::string_view name, std::int64_t id, unsigned int classId) override;
   bool RemoveRoot(std::string_view name) override;
   bool RenameRoot(std::string_view from, std::string_view to) override;
   std::vector<std::string> Roots() override;
@@ -83,29 +92,49 @@ class sto_SqliteDriver : public sto_Driver {
     ~LogFolder();
   };
 
-  sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly);
+  sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, std::string program);
 
   /// Call in each operation that writes to the file at once.
   void BeforeWriting();
   /// Raises Unavailable when a file that is read without locks has changed.
   void CheckFixedState() const;
-  void ReadAttributes(std::vector<sto_ClassRow>& classes);
-  /// Upgrades a store of an older format, in the open write transaction.
-  void Upgrade();
+  /// Brings a store of an older format to the present one, or raises ReadOnly.
+  void BringUpToDate(bool mayUpgrade);
+  /// Reads the version and the header if another session has committed since: it may have upgraded the store,
+  /// or used a feature that this program does not know.
+  void CheckHeader();
+  void ReadHeader();
+  [[nodiscard]] std::int64_t OldNextObjectId();
+  /// Whether the open transaction has changed anything.
+  [[nodiscard]] bool HasChanges() const noexcept;
+  /// Writes the log's entry of the open transaction, if it has changed anything.
+  void WriteSave();
+  /// Whether the store has an older format.
+  [[nodiscard]] bool IsOld() const noexcept { return m_OldObjects.has_value(); }
 
   LogFolder m_LogFolder; // first: it acts after everything else is destroyed
   std::unique_ptr<sto_SqliteConnection> m_Connection;
   std::optional<sto_SqliteFile::State> m_FixedState; // when opened, if the file is read without locks
   bool m_IsReadOnly;
+  std::string m_Program; // in the log
   sto_SqliteTransaction m_Transaction;
-  sto_SqliteStatement m_ChangeCounter, m_GetMeta, m_SetMeta, m_WriteClass, m_AddName;
+  sto_SqliteStatement m_ChangeCounter, m_GetMeta;
   // Of the open transaction; Begin sets them.
+  bool m_GivesOutIds = false;       // it may write
+  std::int64_t m_CountedBefore = 0; // SQLite's count of changed rows then
+  sto_SqliteSaves::Newest m_Save;   // the entry that the transaction will write
+  std::string m_Note;               // in that entry
+  bool m_IsSaveWritten = false;     // it is in the file, but not committed
+  // What the file's header says; ReadHeader sets them.
   std::int64_t m_FormatVersion = 0;
-  bool m_GivesOutIds = false; // it may write
-  bool m_HasUpgraded = false;
+  sto_SqliteHeader m_Header;
+  std::int64_t m_CheckedAt = -1; // the change counter then; -1: never
   // Of the session.
-  bool m_IsPresentFormat = false; // a finished transaction has seen the present format
-  bool m_HasLog;                  // the store has a write-ahead log: readers do not hinder a writer
+  bool m_HasLog; // the store has a write-ahead log: readers do not hinder a writer
+  std::optional<sto_SqliteOldObjects> m_OldObjects; // replaces m_Objects for a store of an older format
+  sto_SqliteSaves m_Saves;
+  sto_SqliteChanges m_Changes;
+  sto_SqliteCatalogue m_Catalogue;
   sto_SqliteObjects m_Objects;
   sto_SqliteRoots m_Roots;
   sto_SqliteBlocks m_Blocks;

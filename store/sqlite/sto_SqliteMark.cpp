@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "store/sqlite/sto_SqliteBlocks.h"
+#include "store/sqlite/sto_SqliteChanges.h"
 #include "store/sqlite/sto_SqliteObjects.h"
 #include "store/sqlite/sto_SqliteRoots.h"
 #include "store/sqlite/sto_SqliteTransaction.h"
@@ -10,6 +11,7 @@
 void sto_SqliteMark::Set() {
   m_Roots.SetMark();
   m_Objects.SetMark();
+  m_Changes.SetMark(); // last: roots may have been written
   m_State = State::InMemory;
 }
 
@@ -36,6 +38,7 @@ void sto_SqliteMark::GoBack() {
   m_Blocks.Close();
   if (!m_Transaction.IsOpen()) return m_Objects.Drop();
   m_Roots.GoBackToMark();
+  m_Changes.GoBackToMark();
   if (state != State::InFile) return m_Objects.GoBackToMark();
   m_Objects.Drop();
   m_Transaction.RollbackToMark();

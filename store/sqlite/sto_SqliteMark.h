@@ -1,6 +1,7 @@
 #pragma once
 
 class sto_SqliteBlocks;
+class sto_SqliteChanges;
 class sto_SqliteObjects;
 class sto_SqliteRoots;
 class sto_SqliteTransaction;
@@ -19,8 +20,9 @@ class sto_SqliteMark {
  public:
   /// REQUIRES: the arguments live as long as the mark. They may be constructed after it.
   sto_SqliteMark(sto_SqliteTransaction& transaction, sto_SqliteObjects& objects, sto_SqliteRoots& roots,
-                 sto_SqliteBlocks& blocks) noexcept
-      : m_Transaction(transaction), m_Objects(objects), m_Roots(roots), m_Blocks(blocks) {}
+                 sto_SqliteBlocks& blocks, sto_SqliteChanges& changes) noexcept
+      : m_Transaction(transaction), m_Objects(objects), m_Roots(roots), m_Blocks(blocks), m_Changes(changes) {
+  }
   sto_SqliteMark(sto_SqliteMark const&) = delete;
   sto_SqliteMark& operator=(sto_SqliteMark const&) = delete;
 
@@ -47,5 +49,6 @@ class sto_SqliteMark {
   sto_SqliteObjects& m_Objects;
   sto_SqliteRoots& m_Roots;
   sto_SqliteBlocks& m_Blocks;
+  sto_SqliteChanges& m_Changes;
   State m_State = State::None;
 };

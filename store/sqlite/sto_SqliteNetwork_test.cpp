@@ -24,7 +24,7 @@ class StoreNetwork : public StoreFileTest, public testing::WithParamInterface<bo
     std::unique_ptr<sto_Driver> const driver =
         isNew ? sto_SqliteDriver::Create(Path(), Options()) : sto_SqliteDriver::Open(Path(), false);
     driver->Begin(true);
-    driver->SetRoot(root, 1);
+    driver->SetRoot(root, 1, 5);
     driver->Commit();
     sto_SetFileSystemQuery(query);
   }

@@ -2,50 +2,46 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <limits>
 #include <string>
 
 #include "store/base/sto_Exception.h"
-#include "store/format/sto_Format.h"
+#include "store/format/sto_Checksum.h"
 
 namespace {
 
-constexpr std::int64_t PackOf(std::int64_t id) noexcept {
-  return id / sto_SqliteObjects::IdsInPack;
-}
-constexpr std::size_t SlotOf(std::int64_t id) noexcept {
-  return static_cast<std::size_t>(id % sto_SqliteObjects::IdsInPack);
-}
-
 /// Replaced records stay in a pack until it has more bytes than this.
-constexpr std::size_t MaxContentBytes =
-    std::size_t{4} * sto_SqliteObjects::IdsInPack * sto_SqliteObjects::MaxPackedBytes;
+constexpr std::size_t MaxContentBytes = std::size_t{4} * sto_Format::IdsInPack * sto_Format::MaxPackedBytes;
 
 } // namespace
 
-sto_SqliteObjects::sto_SqliteObjects(sto_SqliteConnection& connection, sto_SqliteMark& mark)
-    : m_Connection(connection), m_Mark(mark),
-      m_ReadRow(connection, "SELECT class_id, record FROM object WHERE id = ?"),
+sto_SqliteObjects::sto_SqliteObjects(sto_SqliteConnection& connection, sto_SqliteMark& mark,
+                                     sto_SqliteChanges& changes)
+    : m_Connection(connection), m_Mark(mark), m_Noted(changes),
+      m_ReadRow(connection, "SELECT record FROM object WHERE id = ?"),
       m_HasRow(connection, "SELECT 1 FROM object WHERE id = ?"),
-      m_WriteRow(connection, "REPLACE INTO object(id, class_id, record) VALUES(?, ?, ?)"),
+      m_WriteRow(connection, "REPLACE INTO object(id, record) VALUES(?, ?)"),
       m_DeleteRow(connection, "DELETE FROM object WHERE id = ?"),
       m_GreatestRow(connection, "SELECT max(id) FROM object"),
       m_AnyRow(connection, "SELECT EXISTS(SELECT 1 FROM object)"),
       m_ReadPack(connection, "SELECT data FROM pack WHERE key = ?"),
       m_WritePack(connection, "REPLACE INTO pack(key, data) VALUES(?, ?)"),
       m_DeletePack(connection, "DELETE FROM pack WHERE key = ?"),
-      m_LastPack(connection, "SELECT key, substr(data, 1, 8) FROM pack ORDER BY key DESC LIMIT 1") {}
+      m_LastPack(connection, "SELECT key, substr(data, 1, 4) FROM pack ORDER BY key DESC LIMIT 1"),
+      m_ScanPacks(connection, "SELECT key, data FROM pack WHERE key >= ? ORDER BY key") {}
 
-void sto_SqliteObjects::Begin(bool hasPacks) noexcept {
+void sto_SqliteObjects::Begin(bool forWriting, std::int64_t save) noexcept {
   Drop();
-  m_HasPacks = hasPacks;
+  m_MayScan = !forWriting;
+  m_Save = save;
   m_FirstNewId = std::numeric_limits<std::int64_t>::max();
   m_LastStoredKey = -2;
   m_AnyRows.reset();
 }
 
 void sto_SqliteObjects::Drop() noexcept {
+  EndScan();
+  m_LastLoaded = -2;
   for (Pack& pack : m_Packs) pack.m_Key = -1;
   m_Latest = nullptr;
   m_Changes.clear();
@@ -63,16 +59,28 @@ bool sto_SqliteObjects::IsChangedSinceMark(Pack const& pack) const noexcept {
 void sto_SqliteObjects::Replace(Pack& pack, std::size_t slot, Entry const& entry) {
   if (m_Mark.IsInMemory())
     m_Changes.push_back({pack.m_Key, slot, pack.m_Entries[slot]}); // first: it may fail
+  std::int64_t const id = pack.m_Key * sto_Format::IdsInPack + static_cast<std::int64_t>(slot);
+  if (Entry const& old = pack.m_Entries[slot]; old.m_SizeBytes != 0)
+    m_Noted.RemoveRecord(id, old.m_Shape, ValuesOf(pack, old));
+  if (entry.m_SizeBytes != 0) m_Noted.AddRecord(id, entry.m_Shape, ValuesOf(pack, entry));
   pack.m_Entries[slot] = entry;
+  pack.m_Checked &= ~(std::uint32_t{1} << slot);
   if (pack.m_ChangedAt != m_MarkNumber) pack.m_WasChanged = pack.m_IsChanged;
   pack.m_ChangedAt = m_MarkNumber;
   pack.m_IsChanged = true;
+}
+
+sto_ByteView sto_SqliteObjects::ValuesOf(Pack const& pack, Entry const& entry) noexcept {
+  return sto_ByteView(pack.m_Content)
+      .subspan(entry.m_Offset,
+               entry.m_SizeBytes - std::min<std::size_t>(entry.m_SizeBytes, sto_Format::PackedChecksumBytes));
 }
 
 void sto_SqliteObjects::Exchange(bool reverse) noexcept {
   auto const exchange = [this](Noted& change) {
     auto const pack = std::ranges::find(m_Packs, change.m_Key, &Pack::m_Key); // see Store: it is still there
     std::swap(pack->m_Entries[change.m_Slot], change.m_Before);
+    pack->m_Checked &= ~(std::uint32_t{1} << change.m_Slot);
   };
   if (reverse)
     std::for_each(m_Changes.rbegin(), m_Changes.rend(), exchange);
@@ -126,11 +134,12 @@ sto_SqliteObjects::Pack& sto_SqliteObjects::Find(std::int64_t key) {
     found->m_Key = -1; // until it is read
     found->m_IsChanged = false;
     found->m_InOwnRow = 0;
+    found->m_Checked = 0;
     found->m_ChangedAt = 0;
     found->m_Content.clear();
     found->m_Entries.fill({});
     // A pack that this transaction has made and evicted is stored, and LastStoredKey counts it.
-    found->m_IsNew = key * IdsInPack >= m_FirstNewId && key > LastStoredKey();
+    found->m_IsNew = key * sto_Format::IdsInPack >= m_FirstNewId && key > LastStoredKey();
     if (found->m_IsNew)
       m_LastStoredKey = key;
     else
@@ -143,29 +152,28 @@ sto_SqliteObjects::Pack& sto_SqliteObjects::Find(std::int64_t key) {
 }
 
 void sto_SqliteObjects::Load(Pack& pack, std::int64_t key) {
+  bool const isTaken = m_MayScan && TakeFromScan(pack, key);
+  m_LastLoaded = key;
+  if (isTaken) return;
+  EndScan();
   sto_SqliteStatement::Use use(m_ReadPack);
-  if (!use.Bind(1, key).Step()) return;
-  sto_ByteView const data = use.Bytes(0);
-  if (data.size() > std::numeric_limits<std::uint32_t>::max()) RaiseDamaged(key);
-  sto_ByteReader reader(data);
-  auto const present = reader.Number<std::uint64_t>();
-  for (std::size_t slot = 0; slot < pack.m_Entries.size(); ++slot) {
-    if ((present >> slot & 1) == 0) continue;
-    std::uint64_t const classId = reader.Varint();
-    std::uint64_t const size = reader.Varint();
-    if (classId > std::numeric_limits<unsigned int>::max() || size == 0 || size > data.size())
-      RaiseDamaged(key);
-    pack.m_Entries[slot].m_ClassId = static_cast<unsigned int>(classId);
-    pack.m_Entries[slot].m_SizeBytes = static_cast<std::uint32_t>(size);
-  }
-  std::size_t offset = 0;
-  for (Entry& entry : pack.m_Entries) {
-    entry.m_Offset = static_cast<std::uint32_t>(offset);
-    offset += entry.m_SizeBytes;
-  }
-  if (reader.Failed() || offset != reader.Remaining()) RaiseDamaged(key);
-  sto_ByteView const records = reader.Raw(offset);
-  pack.m_Content.assign(records.begin(), records.end());
+  if (use.Bind(1, key).Step()) Take(pack, key, use.Bytes(0));
+}
+
+bool sto_SqliteObjects::TakeFromScan(Pack& pack, std::int64_t key) {
+  // Finding a row takes longer than going on to the next one.
+  if (key != m_LastLoaded + 1) return false;
+  if (!m_Scan) m_Scan.emplace(m_ScanPacks).Bind(1, key).AllowAllRows();
+  if (!m_Scan->Step() || m_Scan->Integer(0) != key) return false;
+  Take(pack, key, m_Scan->Bytes(1));
+  return true;
+}
+
+void sto_SqliteObjects::Take(Pack& pack, std::int64_t key, sto_ByteView row) const {
+  sto_DecodedPack decoded;
+  if (!sto_DecodePack(key, row, decoded)) RaiseDamaged(key);
+  pack.m_Entries = decoded.m_Entries;
+  pack.m_Content.assign(decoded.m_Records.begin(), decoded.m_Records.end());
 }
 
 void sto_SqliteObjects::Store(Pack& pack) {
@@ -176,57 +184,56 @@ void sto_SqliteObjects::Store(Pack& pack) {
 }
 
 void sto_SqliteObjects::WritePack(Pack& pack) {
-  std::uint64_t present = 0;
-  for (std::size_t slot = 0; slot < pack.m_Entries.size(); ++slot)
-    if (pack.m_Entries[slot].m_SizeBytes != 0) present |= std::uint64_t{1} << slot;
-  if (present == 0) {
+  if (std::ranges::all_of(pack.m_Entries, [](Entry const& entry) { return entry.m_SizeBytes == 0; })) {
     sto_SqliteStatement::Use(m_DeletePack).Bind(1, pack.m_Key).Step();
   } else {
-    EncodeRow(pack, present);
+    sto_EncodePack(pack.m_Key, m_Save, pack.m_Entries, pack.m_Content, m_Row);
     sto_SqliteStatement::Use(m_WritePack).Bind(1, pack.m_Key).Bind(2, sto_ByteView(m_Row)).Step();
   }
 }
 
-void sto_SqliteObjects::EncodeRow(Pack const& pack, std::uint64_t present) {
-  auto const bits = sto_ToLittleEndian(present);
-  m_Row.resize(sizeof bits);
-  std::memcpy(m_Row.data(), &bits, sizeof bits);
-  sto_ByteWriter writer(m_Row);
-  for (Entry const& entry : pack.m_Entries) {
-    if (entry.m_SizeBytes == 0) continue;
-    writer.Varint(entry.m_ClassId);
-    writer.Varint(entry.m_SizeBytes);
-  }
-  for (Entry const& entry : pack.m_Entries)
-    writer.Raw(pack.m_Content.data() + entry.m_Offset, entry.m_SizeBytes);
-}
-
 void sto_SqliteObjects::RaiseDamaged(std::int64_t key) const {
-  sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() + ": Pack " + std::to_string(key) +
-                                        ", with objects " + std::to_string(key * IdsInPack) + " to " +
-                                        std::to_string(key * IdsInPack + IdsInPack - 1) + ", is damaged.");
+  sto_Raise(sto_ErrorKind::Damaged,
+            m_Connection.Path() + ": Pack " + std::to_string(key) + ", with objects " +
+                std::to_string(key * sto_Format::IdsInPack) + " to " +
+                std::to_string(key * sto_Format::IdsInPack + sto_Format::IdsInPack - 1) + ", is damaged.");
 }
 
-bool sto_SqliteObjects::Read(std::int64_t id, unsigned int& classId, sto_Bytes& record) {
-  if (m_HasPacks && id > 0) { // an id from a damaged store may be anything
-    Pack const& pack = Find(PackOf(id));
-    if (Entry const& entry = pack.m_Entries[SlotOf(id)]; entry.m_SizeBytes != 0) {
-      classId = entry.m_ClassId;
-      auto const first = pack.m_Content.begin() + entry.m_Offset;
-      record.assign(first, first + entry.m_SizeBytes);
-      return true;
-    }
-  }
+bool sto_SqliteObjects::Read(std::int64_t id, sto_StoredRecord& record) {
+  if (id <= 0) return false; // an id from a damaged store may be anything
+  Pack& pack = Find(sto_PackOf(id));
+  std::size_t const slot = sto_SlotOf(id);
+  Entry const& entry = pack.m_Entries[slot];
+  if (entry.m_SizeBytes == 0) return ReadRow(id, record);
+  sto_ByteView const stored = sto_ByteView(pack.m_Content).subspan(entry.m_Offset, entry.m_SizeBytes);
+  sto_ByteView const values = stored.first(stored.size() - sto_Format::PackedChecksumBytes);
+  record.m_Shape = entry.m_Shape;
+  record.m_Bytes.assign(values.begin(), values.end());
+  std::uint32_t const bit = std::uint32_t{1} << slot;
+  record.m_IsSound =
+      (pack.m_Checked & bit) != 0 ||
+      sto_ByteReader(stored.subspan(values.size())).Number<std::uint32_t>() == sto_PackedChecksum(id, values);
+  if (record.m_IsSound) pack.m_Checked |= bit;
+  return true;
+}
+
+bool sto_SqliteObjects::ReadRow(std::int64_t id, sto_StoredRecord& record) {
   sto_SqliteStatement::Use use(m_ReadRow);
   if (!use.Bind(1, id).Step()) return false;
-  classId = static_cast<unsigned int>(use.Integer(0));
-  sto_ByteView const bytes = use.Bytes(1);
-  record.assign(bytes.begin(), bytes.end());
+  sto_ByteView row = use.Bytes(0);
+  record.m_IsSound = sto_Unseal(static_cast<std::uint64_t>(id), row);
+  sto_ByteReader reader(row);
+  reader.Varint(); // the save that has written it
+  record.m_Shape = static_cast<std::int64_t>(reader.Varint() & std::numeric_limits<std::int64_t>::max());
+  record.m_IsSound = record.m_IsSound && !reader.Failed();
+  sto_ByteView const values = reader.Raw(reader.Remaining());
+  record.m_Bytes.assign(values.begin(), values.end());
   return true;
 }
 
 bool sto_SqliteObjects::Has(std::int64_t id) {
-  return (m_HasPacks && id > 0 && Find(PackOf(id)).m_Entries[SlotOf(id)].m_SizeBytes != 0) ||
+  if (id <= 0) return false;
+  return Find(sto_PackOf(id)).m_Entries[sto_SlotOf(id)].m_SizeBytes != 0 ||
          sto_SqliteStatement::Use(m_HasRow).Bind(1, id).Step();
 }
 
@@ -239,27 +246,56 @@ bool sto_SqliteObjects::AnyRows() {
 }
 
 void sto_SqliteObjects::DropRow(std::int64_t id) {
-  if (!AnyRows() || !sto_SqliteStatement::Use(m_HasRow).Bind(1, id).Step()) return;
+  if (!AnyRows() || !RemoveRowFromSum(id)) return;
   m_Mark.BeforeWriting();
   sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
 }
 
-bool sto_SqliteObjects::Write(std::int64_t id, unsigned int classId, sto_ByteView record) {
-  Pack& pack = Find(PackOf(id));
-  std::size_t const slot = SlotOf(id);
+bool sto_SqliteObjects::RemoveRowFromSum(std::int64_t id) {
+  if (!ReadRow(id, m_Stored)) return false;
+  m_Noted.RemoveRecord(id, m_Stored.m_Shape, m_Stored.m_Bytes);
+  return true;
+}
+
+bool sto_SqliteObjects::WriteRow(std::int64_t id, std::int64_t shape, sto_ByteView values) {
+  bool const isThere = AnyRows() && ReadRow(id, m_Stored);
+  bool const isSame = isThere && m_Stored.m_IsSound && m_Stored.m_Shape == shape &&
+                      std::ranges::equal(m_Stored.m_Bytes, values);
+  if (isSame) return false;
+  m_Noted.Object(id);
+  m_Mark.BeforeWriting(); // first: it may write packs
+  if (isThere) m_Noted.RemoveRecord(id, m_Stored.m_Shape, m_Stored.m_Bytes);
+  m_Noted.AddRecord(id, shape, values);
+  m_Row.clear();
+  sto_ByteWriter writer(m_Row);
+  writer.Varint(static_cast<std::uint64_t>(m_Save));
+  writer.Varint(static_cast<std::uint64_t>(shape));
+  writer.Raw(values.data(), values.size());
+  sto_Seal(static_cast<std::uint64_t>(id), m_Row);
+  m_AnyRows = true;
+  sto_SqliteStatement::Use(m_WriteRow).Bind(1, id).Bind(2, sto_ByteView(m_Row)).Step();
+  return true;
+}
+
+bool sto_SqliteObjects::Write(std::int64_t id, std::int64_t shape, sto_ByteView values) {
+  Pack& pack = Find(sto_PackOf(id));
+  std::size_t const slot = sto_SlotOf(id);
   Entry const& entry = pack.m_Entries[slot];
-  std::uint64_t const bit = std::uint64_t{1} << slot;
-  if (record.size() > MaxPackedBytes || record.empty()) {
-    m_Mark.BeforeWriting();
-    if (entry.m_SizeBytes != 0) Replace(pack, slot, {});
+  std::uint32_t const bit = std::uint32_t{1} << slot;
+  std::size_t const size = values.size() + sto_Format::PackedChecksumBytes;
+  if (size > sto_Format::MaxPackedBytes || shape > std::numeric_limits<std::uint32_t>::max()) {
+    bool const isPacked = entry.m_SizeBytes != 0;
     pack.m_InOwnRow |= bit;
-    m_AnyRows = true;
-    sto_SqliteStatement::Use(m_WriteRow).Bind(1, id).Bind(2, std::int64_t{classId}).Bind(3, record).Step();
+    if (!WriteRow(id, shape, values)) return false;
+    if (isPacked) Replace(pack, slot, {});
     return true;
   }
-  if (entry.m_SizeBytes == record.size() && entry.m_ClassId == classId &&
-      std::memcmp(pack.m_Content.data() + entry.m_Offset, record.data(), record.size()) == 0)
+  std::uint32_t const checksum = sto_PackedChecksum(id, values);
+  sto_ByteReader stored(sto_ByteView(pack.m_Content).subspan(entry.m_Offset, entry.m_SizeBytes));
+  if (entry.m_SizeBytes == size && entry.m_Shape == shape &&
+      std::ranges::equal(stored.Raw(values.size()), values) && stored.Number<std::uint32_t>() == checksum)
     return false;
+  m_Noted.Object(id);
   bool const mayHaveRow = entry.m_SizeBytes == 0 && (!pack.m_IsNew || (pack.m_InOwnRow & bit) != 0);
   if (mayHaveRow) {
     DropRow(id);
@@ -267,8 +303,11 @@ bool sto_SqliteObjects::Write(std::int64_t id, unsigned int classId, sto_ByteVie
   }
   if (pack.m_Content.size() > MaxContentBytes) Compact(pack);
   auto const offset = static_cast<std::uint32_t>(pack.m_Content.size());
-  pack.m_Content.insert(pack.m_Content.end(), record.begin(), record.end()); // first: it may fail
-  Replace(pack, slot, {offset, static_cast<std::uint32_t>(record.size()), classId});
+  // First what may fail; bytes behind the last record do no harm.
+  pack.m_Content.insert(pack.m_Content.end(), values.begin(), values.end());
+  sto_ByteWriter(pack.m_Content).Number(checksum);
+  Replace(pack, slot, {offset, static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(shape)});
+  pack.m_Checked |= bit;
   return true;
 }
 
@@ -285,9 +324,11 @@ void sto_SqliteObjects::Compact(Pack& pack) {
 }
 
 void sto_SqliteObjects::Delete(std::int64_t id) {
-  Pack& pack = Find(PackOf(id));
-  if (pack.m_Entries[SlotOf(id)].m_SizeBytes != 0) return Replace(pack, SlotOf(id), {});
+  m_Noted.Object(id);
+  Pack& pack = Find(sto_PackOf(id));
+  if (pack.m_Entries[sto_SlotOf(id)].m_SizeBytes != 0) return Replace(pack, sto_SlotOf(id), {});
   m_Mark.BeforeWriting();
+  RemoveRowFromSum(id);
   sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();
 }
 
@@ -300,16 +341,14 @@ std::vector<std::int64_t> sto_SqliteObjects::Ids(std::int64_t first, std::int64_
   sto_SqliteStatement rows(m_Connection, "SELECT id FROM object WHERE id BETWEEN ? AND ?");
   sto_SqliteStatement::Use row(rows);
   for (row.Bind(1, first).Bind(2, last).AllowRange(first, last); row.Step();) take(row.Integer(0));
-  if (m_HasPacks) {
-    sto_SqliteStatement packs(m_Connection,
-                              "SELECT key, substr(data, 1, 8) FROM pack WHERE key BETWEEN ? AND ?");
-    sto_SqliteStatement::Use pack(packs);
-    pack.Bind(1, PackOf(first)).Bind(2, PackOf(last)).AllowRange(PackOf(first), PackOf(last));
-    while (pack.Step()) {
-      auto present = sto_ByteReader(pack.Bytes(1)).Number<std::uint64_t>();
-      for (std::int64_t id = pack.Integer(0) * IdsInPack; present != 0; ++id, present >>= 1)
-        if ((present & 1) != 0) take(id);
-    }
+  sto_SqliteStatement packs(m_Connection,
+                            "SELECT key, substr(data, 1, 4) FROM pack WHERE key BETWEEN ? AND ?");
+  sto_SqliteStatement::Use pack(packs);
+  pack.Bind(1, sto_PackOf(first)).Bind(2, sto_PackOf(last)).AllowRange(sto_PackOf(first), sto_PackOf(last));
+  while (pack.Step()) {
+    std::uint32_t present = sto_PresentIn(pack.Bytes(1));
+    for (std::int64_t id = pack.Integer(0) * sto_Format::IdsInPack; present != 0; ++id, present >>= 1)
+      if ((present & 1) != 0) take(id);
   }
   std::ranges::sort(ids);
   return ids;
@@ -322,22 +361,19 @@ std::int64_t sto_SqliteObjects::Count() {
   sto_SqliteStatement rows(m_Connection, "SELECT count(id) FROM object");
   sto_SqliteStatement::Use row(rows);
   std::int64_t count = row.AllowAllRows().Step() ? row.Integer(0) : 0;
-  if (!m_HasPacks) return count;
-  sto_SqliteStatement packs(m_Connection, "SELECT substr(data, 1, 8) FROM pack");
+  sto_SqliteStatement packs(m_Connection, "SELECT substr(data, 1, 4) FROM pack");
   sto_SqliteStatement::Use use(packs);
-  for (use.AllowAllRows(); use.Step();)
-    count += std::popcount(sto_ByteReader(use.Bytes(0)).Number<std::uint64_t>());
+  for (use.AllowAllRows(); use.Step();) count += std::popcount(sto_PresentIn(use.Bytes(0)));
   return count;
 }
 
 std::int64_t sto_SqliteObjects::GreatestId() {
   sto_SqliteStatement::Use row(m_GreatestRow);
   std::int64_t const greatest = row.Step() ? row.Integer(0) : 0;
-  if (!m_HasPacks) return greatest;
   sto_SqliteStatement::Use pack(m_LastPack);
   if (!pack.Step() || pack.Integer(0) < 0) return greatest;
-  if (pack.Integer(0) > PackOf(sto_Format::MaxObjectId)) return std::numeric_limits<std::int64_t>::max();
-  auto const present = sto_ByteReader(pack.Bytes(1)).Number<std::uint64_t>();
-  return std::max(greatest,
-                  pack.Integer(0) * IdsInPack + static_cast<std::int64_t>(std::bit_width(present)) - 1);
+  if (pack.Integer(0) > sto_PackOf(sto_Format::MaxObjectId)) return std::numeric_limits<std::int64_t>::max();
+  std::uint32_t const present = sto_PresentIn(pack.Bytes(1));
+  return std::max(greatest, pack.Integer(0) * sto_Format::IdsInPack +
+                                static_cast<std::int64_t>(std::bit_width(present)) - 1);
 }

@@ -3,8 +3,10 @@
 #include <sqlite3.h>
 
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_Format.h"
 #include "store/sqlite/sto_FileSystem.h"
 #include "store/sqlite/sto_SqliteErrors.h"
+#include "store/sqlite/sto_SqliteHeader.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
 
 namespace {
@@ -22,11 +24,15 @@ void CheckSize(sto_SqliteConnection& connection) {
 }
 
 /// Raises unless the file is a store that this program can use.
-void Check(sto_SqliteConnection& connection) {
+void Check(sto_SqliteConnection& connection, bool forWriting) {
   sto_BeginSqlite(connection);
   connection.Execute("BEGIN"); // so that everything read is of one state
   sto_CheckSqliteSchema(connection);
   CheckSize(connection);
+  if (sto_ReadSqliteIdentity(connection).m_FormatVersion > sto_Format::VersionWithoutShapes) {
+    sto_SqliteHeader const header = sto_ReadSqliteHeader(connection);
+    if (forWriting) sto_CheckSqliteWriting(connection, header);
+  }
   connection.Execute("COMMIT");
   sto_ConfigureSqlite(connection);
 }
@@ -46,7 +52,7 @@ sto_SqliteOpening OpenWithoutLocks(std::string const& path, sto_Options const& o
     sto_Raise(sto_ErrorKind::Unavailable,
               path + ": " + reason +
                   ", so only a store that is closed can be read; this one has a log or a journal beside it.");
-  Check(*opened.m_Connection);
+  Check(*opened.m_Connection, false);
   if (sto_SqliteFile::StateOf(*opened.m_Connection) != *opened.m_FixedState)
     sto_Raise(sto_ErrorKind::Unavailable, path + ": Another program writes to the store while it is opened.");
   return opened;
@@ -88,7 +94,7 @@ sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly, sto_Opt
   }
   auto connection = Connect(path, options, readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE, false);
   try {
-    Check(*connection);
+    Check(*connection, !readOnly);
   } catch (sto_Exception const&) {
     if (!readOnly || !CanDoWithoutLog(*connection, sqlite3_extended_errcode(connection->Handle()))) throw;
     connection.reset();

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_Format.h"
+#include "store/sqlite/sto_SqliteColumns.h"
 
 namespace {
 
@@ -11,11 +13,20 @@ constexpr std::size_t MaxPending = 4096;
 
 } // namespace
 
-sto_SqliteRoots::sto_SqliteRoots(sto_SqliteConnection& connection)
-    : m_Connection(connection), m_Find(connection, "SELECT object_id, name FROM root WHERE name = ?"),
-      m_Set(connection, "INSERT INTO root(name, object_id) VALUES(?, ?) ON CONFLICT(name) DO UPDATE "
-                        "SET object_id = excluded.object_id WHERE object_id <> excluded.object_id"),
+sto_SqliteRoots::sto_SqliteRoots(sto_SqliteConnection& connection, sto_SqliteChanges& changes)
+    : m_Connection(connection), m_Noted(changes),
+      m_FindOld(connection, "SELECT object_id, name FROM root WHERE name = ?"),
+      m_From(connection, "SELECT name, object_id, class_id, checksum FROM root WHERE name >= ? "
+                         "ORDER BY name LIMIT 1"),
+      m_Before(connection, "SELECT name, object_id, class_id, checksum FROM root WHERE name < ? "
+                           "ORDER BY name DESC LIMIT 1"),
+      m_Set(connection, "REPLACE INTO root(name, object_id, class_id, checksum) VALUES(?, ?, ?, ?)"),
       m_Remove(connection, "DELETE FROM root WHERE name = ?") {}
+
+void sto_SqliteRoots::Use(std::int64_t formatVersion, sto_ByteView uuid) {
+  m_Checksum.reset();
+  if (formatVersion > sto_Format::VersionWithoutShapes) m_Checksum.emplace(uuid, "root");
+}
 
 void sto_SqliteRoots::Drop() noexcept {
   RemoveMark();
@@ -23,12 +34,60 @@ void sto_SqliteRoots::Drop() noexcept {
 }
 
 void sto_SqliteRoots::Flush() {
-  for (auto const& [name, id] : m_Pending)
-    if (id)
-      sto_SqliteStatement::Use(m_Set).Bind(1, std::string_view(name)).Bind(2, *id).Step();
-    else
-      sto_SqliteStatement::Use(m_Remove).Bind(1, std::string_view(name)).Step();
+  Found found;
+  bool isGap = false; // the last search has found nothing: the table has no name up to m_Next
+  for (auto const& [name, target] : m_Pending) { // ascending
+    if (!isGap || (found.m_Next && name >= *found.m_Next)) found = Search(name);
+    if (found.m_Target != target) Write(name, found.m_Target, target);
+    isGap = !found.m_Target;
+  }
   Drop(); // last: a commit that fails may be tried again
+}
+
+void sto_SqliteRoots::Write(std::string_view name, std::optional<sto_RootTarget> const& before,
+                            std::optional<sto_RootTarget> const& target) {
+  m_Noted.Root(name);
+  if (before) m_Noted.RemoveRoot(name, before->m_Id, before->m_ClassId);
+  if (target) m_Noted.AddRoot(name, target->m_Id, target->m_ClassId);
+  if (target)
+    sto_SqliteStatement::Use(m_Set)
+        .Bind(1, name)
+        .Bind(2, target->m_Id)
+        .Bind(3, std::int64_t{target->m_ClassId})
+        .Bind(4, ChecksumOf(name, *target))
+        .Step();
+  else
+    sto_SqliteStatement::Use(m_Remove).Bind(1, name).Step();
+}
+
+std::int64_t sto_SqliteRoots::ChecksumOf(std::string_view name, sto_RootTarget const& target) {
+  return m_Checksum->Begin().Text(name).Integer(target.m_Id).Integer(target.m_ClassId).Value();
+}
+
+sto_SqliteRoots::Row sto_SqliteRoots::RowOf(sto_SqliteStatement::Use const& use) {
+  m_Checksum->Begin();
+  for (int column = 0; column < 3; ++column) sto_AddColumn(*m_Checksum, use, column);
+  Row row{use.Text(0), {use.Integer(1), static_cast<unsigned int>(use.Integer(2))}};
+  if (use.Integer(3) != m_Checksum->Value())
+    sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() + ": Table root is damaged: the row of root " +
+                                          row.m_Name + " does not fit its checksum.");
+  return row;
+}
+
+sto_SqliteRoots::Found sto_SqliteRoots::Search(std::string_view name) {
+  Found found;
+  if (sto_SqliteStatement::Use use(m_From); use.Bind(1, name).Step()) {
+    Row row = RowOf(use);
+    if (row.m_Name < name) RaiseAstray(name, row.m_Name);
+    if (row.m_Name == name) {
+      found.m_Target = row.m_Target;
+      return found;
+    }
+    found.m_Next = std::move(row.m_Name);
+  }
+  if (sto_SqliteStatement::Use use(m_Before); use.Bind(1, name).Step())
+    if (Row const row = RowOf(use); row.m_Name >= name) RaiseAstray(name, row.m_Name);
+  return found;
 }
 
 void sto_SqliteRoots::SetMark() {
@@ -50,28 +109,35 @@ void sto_SqliteRoots::GoBackToMark() noexcept {
   m_HasMark = false;
 }
 
-std::optional<std::int64_t> sto_SqliteRoots::Find(std::string_view name) {
+std::optional<sto_RootTarget> sto_SqliteRoots::Find(std::string_view name) {
   if (auto const pending = m_Pending.find(name); pending != m_Pending.end()) return pending->second;
-  sto_SqliteStatement::Use use(m_Find);
-  if (!use.Bind(1, name).Step()) return std::nullopt;
-  // In a damaged tree, whose rows are out of order, a search may find another row.
-  if (use.Text(1) != name)
-    sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() + ": Table root is damaged: looking for root " +
-                                          std::string(name) + " finds root " + use.Text(1) + ".");
-  return use.Integer(0);
+  return m_Checksum ? Search(name).m_Target : FindOld(name);
 }
 
-void sto_SqliteRoots::Change(std::string_view name, std::optional<std::int64_t> id) {
+std::optional<sto_RootTarget> sto_SqliteRoots::FindOld(std::string_view name) {
+  sto_SqliteStatement::Use use(m_FindOld);
+  if (!use.Bind(1, name).Step()) return std::nullopt;
+  if (use.Text(1) != name) RaiseAstray(name, use.Text(1));
+  return sto_RootTarget{use.Integer(0), 0};
+}
+
+void sto_SqliteRoots::RaiseAstray(std::string_view name, std::string const& found) const {
+  // In a damaged tree, whose rows are out of order, a search may find another row.
+  sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() + ": Table root is damaged: looking for root " +
+                                        std::string(name) + " finds root " + found + ".");
+}
+
+void sto_SqliteRoots::Change(std::string_view name, std::optional<sto_RootTarget> target) {
   if (!m_HasMark && m_Pending.size() >= MaxPending) Flush();
   auto const found = m_Pending.lower_bound(name);
   bool const isNew = found == m_Pending.end() || found->first != name;
   if (m_HasMark) m_Changes.push_back({found, isNew, isNew ? std::nullopt : found->second});
   if (!isNew) {
-    found->second = id;
+    found->second = target;
     return;
   }
   try {
-    auto const added = m_Pending.emplace_hint(found, name, id);
+    auto const added = m_Pending.emplace_hint(found, name, target);
     if (m_HasMark) m_Changes.back().m_At = added;
   } catch (...) {
     if (m_HasMark) m_Changes.pop_back();
@@ -86,9 +152,9 @@ bool sto_SqliteRoots::Remove(std::string_view name) {
 }
 
 bool sto_SqliteRoots::Rename(std::string_view from, std::string_view to) {
-  std::optional<std::int64_t> const id = Find(from);
-  if (!id) return false;
-  Change(to, id);
+  std::optional<sto_RootTarget> const target = Find(from);
+  if (!target) return false;
+  Change(to, target);
   Change(from, std::nullopt);
   return true;
 }
@@ -96,15 +162,17 @@ bool sto_SqliteRoots::Rename(std::string_view from, std::string_view to) {
 std::vector<std::string> sto_SqliteRoots::Names() {
   std::vector<std::string> names;
   {
-    sto_SqliteStatement statement(m_Connection, "SELECT name FROM root ORDER BY name");
+    sto_SqliteStatement statement(m_Connection, m_Checksum
+                                                    ? "SELECT name, object_id, class_id, checksum FROM root"
+                                                    : "SELECT name FROM root");
     sto_SqliteStatement::Use use(statement);
     for (use.AllowAllRows(); use.Step();) {
-      names.push_back(use.Text(0));
+      names.push_back(m_Checksum ? RowOf(use).m_Name : use.Text(0));
       if (m_Pending.contains(names.back())) names.pop_back();
     }
   }
-  for (auto const& [name, id] : m_Pending)
-    if (id) names.push_back(name);
+  for (auto const& [name, target] : m_Pending)
+    if (target) names.push_back(name);
   std::ranges::sort(names);
   return names;
 }

@@ -31,10 +31,8 @@ void AddTables(std::string_view statements, std::vector<Table>& tables) {
 
 std::vector<Table> TablesOf(std::int64_t formatVersion) {
   std::vector<Table> tables;
-  AddTables(sto_SqliteSchema::Tables, tables);
-  if (formatVersion > sto_Format::VersionWithoutAttributes)
-    AddTables(sto_SqliteSchema::AttributeTable, tables);
-  if (formatVersion > sto_Format::VersionWithoutPacks) AddTables(sto_SqliteSchema::PackTables, tables);
+  for (char const* const statements : sto_SqliteSchema::TablesOf(formatVersion))
+    AddTables(statements, tables);
   return tables;
 }
 
@@ -75,13 +73,17 @@ sto_SqliteIdentity sto_ReadSqliteIdentity(sto_SqliteConnection& connection) {
   return {connection.QueryInteger("PRAGMA application_id"), connection.QueryInteger("PRAGMA user_version")};
 }
 
-void sto_CheckSqliteSchema(sto_SqliteConnection& connection) {
-  auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
-  if (applicationId != sto_SqliteSchema::ApplicationId) sto_RaiseNoStore(connection.Path());
+void sto_CheckSqliteVersion(sto_SqliteConnection const& connection, std::int64_t version) {
   if (version > sto_Format::Version)
     sto_Raise(sto_ErrorKind::NewerFormat,
               connection.Path() + ": The store has format version " + std::to_string(version) +
                   "; this program reads up to version " + std::to_string(sto_Format::Version) + ".");
+}
+
+void sto_CheckSqliteSchema(sto_SqliteConnection& connection) {
+  auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
+  if (applicationId != sto_SqliteSchema::ApplicationId) sto_RaiseNoStore(connection.Path());
+  sto_CheckSqliteVersion(connection, version);
   if (version < 1) RaiseDamaged(connection, "there is no format version " + std::to_string(version));
   std::vector<Table> tables = TablesOf(version);
   sto_SqliteStatement statement(connection, "SELECT type, name, tbl_name, sql FROM sqlite_schema");

@@ -10,6 +10,9 @@ struct sto_SqliteIdentity {
 
 [[nodiscard]] sto_SqliteIdentity sto_ReadSqliteIdentity(sto_SqliteConnection& connection);
 
+/// NewerFormat if this module does not know a version of the format.
+void sto_CheckSqliteVersion(sto_SqliteConnection const& connection, std::int64_t version);
+
 /// Raises unless the file is a store of a format that this module reads, with exactly that format's tables.
 /// NotFound: no store. NewerFormat. Damaged: a table is missing or was changed, or something does not belong
 /// in a store (a table, an index, a trigger, a view); the message names it. SQLite's own tables of statistics

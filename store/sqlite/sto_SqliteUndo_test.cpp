@@ -8,6 +8,7 @@
 #include "tests/support/store/StoreFaultVfs.h"
 #include "tests/support/store/StoreFile.h"
 #include "tests/support/store/StoreNewFault.h"
+#include "tests/support/store/StoreOldFormat.h"
 #include "tests/support/store/StoreSqliteMemoryFault.h"
 
 namespace {
@@ -24,7 +25,7 @@ class StoreUndo : public StoreFileTest {
     m_Driver = sto_SqliteDriver::Create(Path(), options);
     m_Driver->Begin(true);
     for (int key = 1; key <= Blocks; ++key) m_Driver->WriteBlock(key, Content(key));
-    m_Driver->SetRoot("root", 1);
+    m_Driver->SetRoot("root", 1, 5);
     m_Driver->Commit();
   }
   static sto_Bytes Content(int value) { return sto_Bytes(3000, static_cast<std::byte>(value)); }
@@ -42,7 +43,7 @@ class StoreUndo : public StoreFileTest {
   void ExpectGoesOn() {
     m_Driver->Begin(true);
     ExpectBlocks(1, 1, 1);
-    m_Driver->SetRoot("more", 2);
+    m_Driver->SetRoot("more", 2, 5);
     m_Driver->Commit();
     m_Driver->Begin(true);
     EXPECT_TRUE(m_Driver->RemoveRoot("more"));
@@ -131,7 +132,7 @@ TEST_F(StoreUndo, FailureOfEachAllocationOfSQLiteLeavesADriverThatGoesOn) {
       m_Driver->SetMark();
       Overwrite(1, 50, 9);
       m_Driver->RollbackToMark();
-      m_Driver->SetRoot("other", 5);
+      m_Driver->SetRoot("other", 5, 5);
     } catch (std::bad_alloc const&) {
     } catch (sto_Exception const& exception) {
       EXPECT_EQ(exception.Kind(), sto_ErrorKind::Unavailable) << exception.AsString().View();
@@ -145,14 +146,15 @@ TEST_F(StoreUndo, FailureOfEachAllocationOfSQLiteLeavesADriverThatGoesOn) {
   EXPECT_EQ(IntegrityOf(Path()), "ok");
 }
 
-TEST_F(StoreUndo, UpgradeThatIsUndoneLeavesADriverThatCanUndo) {
+TEST_F(StoreUndo, DriverThatHasUpgradedItsStoreCanUndo) {
   m_Driver.reset();
-  SqlFile(Path()).Run("DROP TABLE pack; DROP TABLE moved_block; DROP TABLE block_place;"
-                      "PRAGMA user_version = 2");
-  m_Driver = sto_SqliteDriver::Open(Path(), false);
+  MakeStoreOfOldFormat(Path(), 2);
+  sto_Options options;
+  options.m_Upgrade = true;
+  m_Driver = sto_SqliteDriver::Open(Path(), false, options);
   for (int i = 0; i < 3; ++i) {
     m_Driver->Begin(true);
-    m_Driver->SetRoot("other", 5);
+    m_Driver->SetRoot("other", 5, 5);
     StoreSqliteMemoryFault::FailFrom(1);
     m_Driver->Rollback();
     StoreSqliteMemoryFault::Disarm();

@@ -8,6 +8,7 @@
 #include "tests/faults/FaultsClasses.h"
 #include "tests/faults/FaultsFrame.h"
 #include "tests/faults/ModelState.h"
+#include "tests/support/store/StoreRows.h"
 
 namespace {
 
@@ -185,24 +186,19 @@ DamageRows DamageRootRows(std::string const& path) {
 std::int64_t DamageNextId(std::string const& path) {
   std::int64_t next = 0;
   Raw raw(path);
-  raw.ForEach("SELECT value FROM meta WHERE key = 'next_object_id'",
+  raw.ForEach("SELECT next_object_id FROM save ORDER BY no DESC LIMIT 1",
               [&](sqlite3_stmt* row) { next = sqlite3_column_int64(row, 0); });
   return next;
 }
 
 std::map<std::int64_t, DamageParts> DamageObjects(std::string const& path, std::string const& copy) {
   std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
-  std::int64_t last = 0;
   {
-    Raw raw(copy);
-    raw.ForEach("SELECT value FROM meta", [&](sqlite3_stmt* row) {
-      last = std::max<std::int64_t>(last, sqlite3_column_int64(row, 0));
-    });
-    raw.ForEach("BEGIN", [](sqlite3_stmt*) {});
-    for (std::int64_t id = 1; id < last; ++id)
-      raw.ForEach("INSERT INTO root VALUES('id " + std::to_string(id) + "', " + std::to_string(id) + ")",
-                  [](sqlite3_stmt*) {});
-    raw.ForEach("COMMIT", [](sqlite3_stmt*) {});
+    std::int64_t const last = DamageNextId(copy);
+    SqlFile file(copy);
+    file.Run("BEGIN");
+    for (std::int64_t id = 1; id < last; ++id) PutRoot(file, "id " + std::to_string(id), std::to_string(id));
+    file.Run("COMMIT");
   }
   sto_Store store = sto_Store::Open(copy, sto_Mode::ReadOnly, FaultsRegistrar());
   std::map<std::int64_t, DamageParts> objects;

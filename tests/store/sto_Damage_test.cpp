@@ -1,6 +1,8 @@
 #include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_WriteListPrim.h"
 #include "store/format/sto_BlockKey.h"
+#include "tests/support/store/StoreOldFormat.h"
+#include "tests/support/store/StoreRows.h"
 #include "tests/support/store/StoreTest.h"
 
 namespace {
@@ -114,10 +116,16 @@ TEST_F(StoreDamage, EveryChangeOfTheLastBlockIsNoticed) {
 }
 
 TEST_F(StoreDamage, DamageIsReportedWithItsObject) {
-  SetRecord(m_Root, Record(m_File->Integer("SELECT max(id) FROM object")));
-  std::string const message = ExpectDamaged();
+  StoreBytes const whole = Record(m_Root);
+  StoreBytes changed = whole;
+  changed.back() ^= std::byte{1};
+  SetRecord(m_Root, changed);
+  std::string message = ExpectDamaged();
   EXPECT_TRUE(Contains(message, "Object " + std::to_string(m_Root)) && Contains(message, "Scripted"))
       << message;
+  SetRecord(m_Root, Record(m_File->Integer("SELECT max(id) FROM object")));
+  message = ExpectDamaged();
+  EXPECT_TRUE(Contains(message, "Object " + std::to_string(m_Root))) << message;
 }
 
 TEST_F(StoreDamage, RecordsThatChangedPlacesAreNoticed) {
@@ -181,9 +189,50 @@ TEST_F(StoreDamage, MissingHeldObjectIsNoticedAndNeverReadAsAbsent) {
   MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(m_Store->Load<Shared>("root")); });
 }
 
-TEST_F(StoreDamage, ClassOfTheRowIsComparedWithTheRecord) {
+TEST_F(StoreDamage, ClassOfTheRowIsComparedWithTheRecordInAStoreOfAnOlderFormat) {
+  m_Store.reset();
+  m_File.reset();
+  MakeStoreOfOldFormat(Path(), 2);
+  m_File = std::make_unique<SqlFile>(Path());
+  m_Store = std::make_unique<sto_Store>(Open(sto_Mode::ReadOnly));
+  LoadAll();
   m_File->Run("UPDATE object SET class_id = class_id + 1 WHERE id = " + std::to_string(m_Root));
   ExpectDamaged();
+}
+
+TEST_F(StoreDamage, RecordWithTheShapeOfAnotherClassIsNoticedWhateverItsChecksum) {
+  StoreRow row = m_File->Row(m_Root);
+  std::int64_t const own = row.m_Shape;
+  row.m_Shape = m_File->Row(m_File->Integer("SELECT max(id) FROM object")).m_Shape;
+  ASSERT_NE(row.m_Shape, own);
+  m_File->PutRow(m_Root, row);
+  ExpectDamaged();
+  row.m_Shape = own;
+  m_File->PutRow(m_Root, row);
+  LoadAll();
+}
+
+TEST_F(StoreDamage, MissingShapeIsReportedWithItsObject) {
+  std::int64_t const shape = m_File->Row(m_Root).m_Shape;
+  m_File->Run("DELETE FROM shape WHERE id = " + std::to_string(shape));
+  std::string const message = ExpectDamaged();
+  EXPECT_TRUE(Contains(message, "Object " + std::to_string(m_Root) + " ") &&
+              Contains(message, "table shape") && Contains(message, "shape " + std::to_string(shape)))
+      << message;
+}
+
+TEST_F(StoreDamage, EveryChangeOfAShapeIsNoticed) {
+  std::string const shape = std::to_string(m_File->Row(m_Root).m_Shape);
+  ExpectEveryChangeDamages(
+      m_File->Blob("SELECT data FROM shape WHERE id = " + shape),
+      [&](StoreBytes const& bytes) { m_File->Run("UPDATE shape SET data = ? WHERE id = " + shape, bytes); });
+}
+
+TEST_F(StoreDamage, ShapesThatChangedPlacesAreNoticed) {
+  m_File->Run("UPDATE shape SET id = -1 WHERE id = 1; UPDATE shape SET id = 1 WHERE id = 2;"
+              "UPDATE shape SET id = 2 WHERE id = -1");
+  std::string const message = ExpectDamaged();
+  EXPECT_TRUE(Contains(message, "table shape")) << message;
 }
 
 TEST_F(StoreDamage, RootThatNamesNoObjectIsNoticed) {
@@ -194,21 +243,24 @@ TEST_F(StoreDamage, RootThatNamesNoObjectIsNoticed) {
 }
 
 TEST_F(StoreDamage, NextObjectIdThatIsInUseIsNoticed) {
-  for (char const* const next : {"0", "-5", "1", "2", "NULL", "'text'"}) {
-    m_File->Run(std::string("UPDATE meta SET value = ") + next);
+  for (char const* const next : {"0", "-5", "1", "2", "'text'"}) {
+    SetNextObjectId(*m_File, next);
     MessageOf(sto_ErrorKind::Damaged, [&] { m_Store->Save("new", Node(1)); });
   }
-  m_File->Run("DELETE FROM meta");
+  m_File->Run("UPDATE save SET next_object_id = 100"); // does not fit the checksum
   MessageOf(sto_ErrorKind::Damaged, [&] { m_Store->Save("new", Node(1)); });
-  m_File->Run("INSERT INTO meta VALUES('next_object_id', 100)");
+  m_File->Run("ALTER TABLE save RENAME TO saved; CREATE TABLE save AS SELECT * FROM saved WHERE no < 0");
+  MessageOf(sto_ErrorKind::Damaged, [&] { m_Store->Save("new", Node(1)); });
+  m_File->Run("DROP TABLE save; ALTER TABLE saved RENAME TO save");
+  SealRows(*m_File);
   m_Store->Save("new", Node(1));
   LoadAll();
 }
 
 TEST_F(StoreDamage, NameTableWithoutRoomForNewNumbersIsNoticed) {
-  m_File->Run("INSERT INTO name VALUES(9223372036854775807, 'm_Last')");
+  RunSealed(*m_File, "INSERT INTO name VALUES(9223372036854775807, 'm_Last', 0)");
   ExpectDamaged();
-  m_File->Run("UPDATE name SET id = -3 WHERE text = 'm_Last'");
+  RunSealed(*m_File, "UPDATE name SET id = -3 WHERE text = 'm_Last'");
   ExpectDamaged();
   m_File->Run("DELETE FROM name WHERE text = 'm_Last'");
   LoadAll();

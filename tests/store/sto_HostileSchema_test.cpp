@@ -1,6 +1,8 @@
 #include <fstream>
 
 #include "tests/support/store/StoreChild.h"
+#include "tests/support/store/StoreOldFormat.h"
+#include "tests/support/store/StoreRows.h"
 #include "tests/support/store/StoreTest.h"
 
 namespace {
@@ -26,7 +28,7 @@ TEST_F(StoreHostileSchema, ForeignTriggersViewsTablesAndIndexesAreRefusedByName)
   for (char const* const sql :
        {"CREATE TRIGGER alien AFTER INSERT ON object BEGIN DELETE FROM root; END",
         "CREATE TRIGGER alien BEFORE DELETE ON root BEGIN SELECT RAISE(IGNORE); END",
-        "CREATE VIEW alien AS SELECT 1", "CREATE TABLE alien(x)", "CREATE INDEX alien ON object(class_id)",
+        "CREATE VIEW alien AS SELECT 1", "CREATE TABLE alien(x)", "CREATE INDEX alien ON object(record)",
         "CREATE UNIQUE INDEX alien ON root(object_id)", "CREATE VIRTUAL TABLE alien USING fts5(x)"}) {
     SCOPED_TRACE(sql);
     Run(sql);
@@ -39,10 +41,12 @@ TEST_F(StoreHostileSchema, ForeignTriggersViewsTablesAndIndexesAreRefusedByName)
 TEST_F(StoreHostileSchema, AlteredTableIsRefusedByName) {
   StoreBytes const whole = FileBytes(Path());
   for (char const* const sql :
-       {"ALTER TABLE object ADD COLUMN more", "ALTER TABLE object RENAME COLUMN class_id TO other",
-        "DROP TABLE object; CREATE TABLE object(id INTEGER PRIMARY KEY, class_id INTEGER NOT NULL, "
+       {"ALTER TABLE object ADD COLUMN more", "ALTER TABLE object RENAME COLUMN record TO other",
+        "DROP TABLE object; CREATE TABLE object(id INTEGER PRIMARY KEY, "
         "record BLOB NOT NULL CHECK(length(record) > 0))",
-        "DROP TABLE object; CREATE VIEW object AS SELECT 1 AS id, 2 AS class_id, x'00' AS record",
+        "DROP TABLE object; CREATE VIEW object AS SELECT 1 AS id, x'00' AS record",
+        "DROP TABLE object; CREATE TABLE object(id INTEGER PRIMARY KEY, class_id INTEGER NOT NULL, "
+        "record BLOB NOT NULL)",
         "DROP TABLE object", "ALTER TABLE object RENAME TO other_object"}) {
     SCOPED_TRACE(sql);
     Run(sql);
@@ -52,10 +56,35 @@ TEST_F(StoreHostileSchema, AlteredTableIsRefusedByName) {
 }
 
 TEST_F(StoreHostileSchema, FormatVersionThatDoesNotMatchTheTablesIsRefused) {
-  Run("PRAGMA user_version = 2");
-  ExpectRefused("pack");
-  Run("PRAGMA user_version = 3; DROP TABLE block_place");
+  Run("PRAGMA user_version = 3");
+  ExpectRefused("class");
+  Run("PRAGMA user_version = 4; DROP TABLE block_place");
   ExpectRefused("block_place");
+}
+
+TEST_F(StoreHostileSchema, OlderFormatVersionThatDoesNotMatchTheTablesIsRefused) {
+  MakeStoreOfOldFormat(Path(), 3);
+  EXPECT_EQ(Open(sto_Mode::ReadOnly).Load<Node>("node")->m_Value, 1);
+  for (int const version : {1, 2, 4}) {
+    SCOPED_TRACE(version);
+    Run("PRAGMA user_version = " + std::to_string(version));
+    ExpectRefused(version == 4 ? "class" : "");
+  }
+  Run("PRAGMA user_version = 3; CREATE TABLE shape(id INTEGER PRIMARY KEY, data BLOB NOT NULL)");
+  ExpectRefused("shape");
+}
+
+TEST_F(StoreHostileSchema, TablesThatAnUpgradeUsesForAWhileAreRefused) {
+  MakeStoreOfOldFormat(Path(), 3);
+  Run("CREATE TABLE old_object(x)");
+  StoreBytes const before = FileBytes(Path());
+  sto_Options options;
+  options.m_Upgrade = true;
+  std::string const message = MessageOf(sto_ErrorKind::Damaged, [&] {
+    static_cast<void>(sto_Store::Open(Path(), sto_Mode::ReadWrite, TestClasses(), options));
+  });
+  EXPECT_TRUE(Contains(message, "old_object")) << message;
+  EXPECT_TRUE(FileBytes(Path()) == before);
 }
 
 TEST_F(StoreHostileSchema, StatisticsOfSQLiteAreAccepted) {
@@ -76,14 +105,18 @@ TEST_F(StoreHostileSchema, TriggerAddedToATableLaterDoesNotRun) {
 TEST_F(StoreHostileSchema, SessionsGoOnWhenAnotherOneUpgradesTheStore) {
   fs::copy_file(fs::path(KVL_GOLDEN_DIR) / "format-1.kvs", Path(), fs::copy_options::overwrite_existing);
   fs::permissions(Path(), fs::perms::owner_write, fs::perm_options::add);
-  sto_Store before = Open();
+  sto_Store before = Open(sto_Mode::ReadOnly);
   std::vector<std::string> roots = before.Roots();
-  { Open().Save("zzz", Node(3)); }
+  {
+    sto_Options options;
+    options.m_Upgrade = true;
+    sto_Store::Open(Path(), sto_Mode::ReadWrite, TestClasses(), options).Save("zzz", Node(3));
+  }
   roots.push_back("zzz");
-  EXPECT_EQ(Query("PRAGMA user_version"), 3);
+  EXPECT_EQ(Query("PRAGMA user_version"), 4);
   EXPECT_EQ(before.Roots(), roots);
-  before.Save("zzzz", Node(4));
-  EXPECT_EQ(Open(sto_Mode::ReadOnly).Load<Node>("zzzz")->m_Value, 4);
+  Open().Save("zzzz", Node(4));
+  EXPECT_EQ(before.Load<Node>("zzzz")->m_Value, 4);
 }
 
 /// A tree of a table whose inner pages have one page as all their children: a few kilobytes, and endless
@@ -134,7 +167,8 @@ class StoreEndlessTree : public StoreTest {
     options.m_PageBytes = PageBytes;
     sto_Store::Open(Path(), sto_Mode::Create, TestClasses(), options).Save("node", Node(1));
     SqlFile file(Path());
-    file.Run("UPDATE meta SET value = 100; INSERT INTO object VALUES(70, 5, x'00')");
+    file.Run("INSERT INTO object VALUES(70, x'00')");
+    SetNextObjectId(file, "100");
   }
   /// The work must end, with a failure that says what is wrong.
   static void ExpectDamaged(std::function<void()> const& work) {
@@ -162,8 +196,29 @@ TEST_F(StoreEndlessTree, ReadingEndlessPacksEnds) {
   ExpectDamaged([&] { static_cast<void>(Open(sto_Mode::ReadOnly).ObjectCount()); });
 }
 
+TEST_F(StoreEndlessTree, ReadingEndlessShapesEnds) {
+  MakeEndless("shape");
+  ExpectDamaged([&] { static_cast<void>(Open(sto_Mode::ReadOnly).Load<Node>("node")); });
+}
+
+TEST_F(StoreEndlessTree, UpgradingAStoreWithEndlessRowsEnds) {
+  for (char const* const table : {"object", "pack"}) {
+    std::filesystem::copy_file(Path(), Path("whole"), std::filesystem::copy_options::overwrite_existing);
+    SqlFile(Path()).Run("DELETE FROM object");
+    MakeStoreOfOldFormat(Path(), 3);
+    SqlFile(Path()).Run("INSERT INTO object VALUES(70, 5, x'00')");
+    MakeEndless(table);
+    sto_Options options;
+    options.m_Upgrade = true;
+    ExpectDamaged(
+        [&] { static_cast<void>(sto_Store::Open(Path(), sto_Mode::ReadWrite, TestClasses(), options)); });
+    std::filesystem::copy_file(Path("whole"), Path(), std::filesystem::copy_options::overwrite_existing);
+  }
+}
+
 TEST_F(StoreEndlessTree, ReadingEndlessNamesEnds) {
-  SqlFile(Path()).Run("DELETE FROM name; INSERT INTO name VALUES(1, 'm_Value')");
+  SqlFile(Path()).Run(
+      "DELETE FROM name; INSERT INTO name VALUES(1, 'm_Value', row_checksum('name', 1, 'm_Value'))");
   MakeEndless("name");
   ExpectDamaged([&] { static_cast<void>(Open(sto_Mode::ReadOnly).Load<Node>("node")); });
 }

@@ -7,11 +7,14 @@
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_ElementCodec.h"
+#include "store/format/sto_IdCodec.h"
+#include "store/format/sto_PackCodec.h"
 #include "store/format/sto_RecordBuilder.h"
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/store/StoreChild.h"
 #include "tests/support/store/StoreNewFault.h"
+#include "tests/support/store/StoreRows.h"
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
@@ -26,13 +29,12 @@ class StoreHostile : public StoreTest {
   void SetUp() override {
     Create();
     m_File = std::make_unique<SqlFile>(Path());
-    m_File->Run("INSERT INTO root VALUES('root', 1); UPDATE meta SET value = 100;"
-                "INSERT INTO class VALUES(2293761, 800, 'cls_InternalList', 1),"
-                "(7340033, 1, 'Scripted', 1), (7340034, 1, 'Node', 1)");
+    RunSealed(*m_File, "INSERT INTO root VALUES('root', 1, 5, 0); UPDATE save SET next_object_id = 100;"
+                       "INSERT INTO class VALUES(2293761, 800, 'cls_InternalList', 1, 0),"
+                       "(7340033, 1, 'Scripted', 1, 0), (7340034, 1, 'Node', 1, 0)");
   }
-  void PutRecord(unsigned int classId, sto_Bytes const& record) {
-    m_File->Run("REPLACE INTO object VALUES(1, " + std::to_string(classId) + ", ?)", record);
-  }
+  /// Gives object 1 a record that begins with its shape.
+  void PutRecord(sto_Bytes const& record) { m_File->PutRow(Id, {0, sto_Format::OwnShape, record}); }
   void PutList(std::uint8_t type, int count, bool inBlocks, sto_Bytes elements = {}) {
     sto_RecordBuilder builder;
     builder.AddPart(ListClass, 800, Id);
@@ -41,7 +43,7 @@ class StoreHostile : public StoreTest {
     header.m_Count = count;
     header.m_InBlocks = inBlocks;
     builder.SetList(header, std::move(elements));
-    PutRecord(ListClass, builder.Finish(Id));
+    PutRecord(builder.ValuesWithShape());
   }
   void PutBlock(int index, sto_Bytes data) {
     std::int64_t const key = sto_BlockKey(Id, index);
@@ -52,7 +54,6 @@ class StoreHostile : public StoreTest {
   static void PutPart(sto_ByteWriter& writer, std::size_t fieldCount) {
     writer.Varint(Scripted::TypeId());
     writer.ZigZag(1);
-    writer.Varint(Id);
     writer.Varint(fieldCount);
   }
   /// Loading must be refused before allocating more than a multiple of the store's size.
@@ -117,10 +118,8 @@ TEST_F(StoreHostile, IdsThatTheStoreHasNotGivenOutAreRefused) {
        {std::int64_t{99}, std::int64_t{100}, std::int64_t{5000}, sto_Format::MaxObjectId}) {
     sto_RecordBuilder builder;
     builder.AddPart(Scripted::TypeId(), 1, Id);
-    sto_ByteWriter writer(builder.StartField(0, {0, 0}));
-    writer.U8(sto_Format::Reference);
-    writer.Number(id);
-    PutRecord(Scripted::TypeId(), builder.Finish(Id));
+    builder.AddObject(0, {0, 0}, sto_Format::Reference, id);
+    PutRecord(builder.ValuesWithShape());
     sto_Store store = Open();
     if (id < 100) {
       EXPECT_NE(store.Load<Scripted>("root"), nullptr);
@@ -135,12 +134,9 @@ TEST_F(StoreHostile, IdsThatTheStoreHasNotGivenOutAreRefused) {
 TEST_F(StoreHostile, ObjectsThatHoldEachOtherForEverEndAtTheLimit) {
   sto_RecordBuilder builder;
   builder.AddPart(Node::TypeId(), 1, Id);
-  m_File->Run("INSERT INTO name VALUES(1, 'm_Held')");
-  sto_ByteWriter writer(builder.StartField(0, {1, 0}));
-  writer.U8(sto_Format::Object);
-  writer.Number(Id);
-  writer.U8(0);
-  PutRecord(Node::TypeId(), builder.Finish(Id));
+  RunSealed(*m_File, "INSERT INTO name VALUES(1, 'm_Held', 0)");
+  builder.AddObject(0, {1, 0}, sto_Format::Object, Id);
+  PutRecord(builder.ValuesWithShape());
   struct Owner {
     explicit Owner(cls_ReadVisitor const& visitor) {
       Owner const held(cls_ReadVisitor(visitor, cls_FieldHandle("m_Held"_cow)));
@@ -150,26 +146,34 @@ TEST_F(StoreHostile, ObjectsThatHoldEachOtherForEverEndAtTheLimit) {
   MessageOf(sto_ErrorKind::Full, [&] { static_cast<void>(store.Load<Owner>("root")); });
 }
 
-TEST_F(StoreHostile, RecordWithMorePartsOrFieldsThanTheLimitIsRefusedBeforeThereIsRoomForThem) {
+TEST_F(StoreHostile, ShapeWithMorePartsOrFieldsThanTheLimitIsRefusedBeforeThereIsRoomForThem) {
   auto const header = [](sto_Bytes& bytes, std::size_t partCount, std::size_t fieldCount) {
     sto_ByteWriter writer(bytes);
-    writer.U8(sto_Format::RecordForm);
+    writer.U8(1); // the ids of the parts follow
     writer.Varint(partCount);
     PutPart(writer, fieldCount);
   };
-  auto const load = [&](sto_Bytes& bytes) {
+  auto const load = [&](sto_Bytes bytes) {
     bytes.push_back(std::byte{sto_Format::ContentNone});
-    sto_Seal(Id, bytes);
-    PutRecord(Scripted::TypeId(), bytes);
-    sto_Store store = Open(sto_Mode::ReadOnly);
-    long long const before = StoreNewFault::AskedBytes();
-    MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<Scripted>("root")); });
-    EXPECT_LT(StoreNewFault::AskedBytes() - before, static_cast<long long>(4 * bytes.size() + 1'000'000));
+    for (bool const isOwn : {true, false}) {
+      SCOPED_TRACE(isOwn);
+      m_File->Run("DELETE FROM shape");
+      if (isOwn) {
+        PutRecord(bytes);
+      } else {
+        m_File->PutShape(1, bytes);
+        m_File->PutRow(Id, {0, 1, {}});
+      }
+      sto_Store store = Open(sto_Mode::ReadOnly);
+      long long const before = StoreNewFault::AskedBytes();
+      MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<Scripted>("root")); });
+      EXPECT_LT(StoreNewFault::AskedBytes() - before, static_cast<long long>(4 * bytes.size() + 1'000'000));
+    }
   };
   constexpr std::size_t Count = 2'100'000;
   sto_Bytes fields;
   header(fields, 1, Count);
-  fields.resize(fields.size() + 3 * Count, std::byte{1}); // name 1, no text
+  fields.resize(fields.size() + 2 * Count, std::byte{2}); // name 2, text
   load(fields);
   sto_Bytes parts;
   header(parts, Count / 7, 0);
@@ -180,20 +184,81 @@ TEST_F(StoreHostile, RecordWithMorePartsOrFieldsThanTheLimitIsRefusedBeforeThere
   load(parts);
 }
 
-TEST_F(StoreHostile, RecordThatClaimsTheMostPartsAndFieldsWithoutThemIsRefused) {
+TEST_F(StoreHostile, ShapeThatClaimsTheMostPartsAndFieldsWithoutThemIsRefused) {
+  for (std::size_t const partCount : {std::size_t{1}, sto_Format::MaxParts}) {
+    sto_Bytes bytes;
+    sto_ByteWriter writer(bytes);
+    writer.U8(1);
+    writer.Varint(partCount);
+    PutPart(writer, sto_Format::MaxFields);
+    bytes.resize(3 * sto_Format::MaxFields, std::byte{0xFF});
+    sto_Record record;
+    record.Stored() = {sto_Format::OwnShape, 0, true, std::move(bytes)};
+    std::string problem;
+    long long const before = StoreNewFault::AskedBytes();
+    EXPECT_FALSE(record.Decode(Id, nullptr, problem));
+    EXPECT_LT(StoreNewFault::AskedBytes() - before, 200'000);
+  }
+}
+
+TEST_F(StoreHostile, RecordOfAnOlderFormatThatClaimsTheMostPartsAndFieldsIsRefused) {
   for (std::size_t const partCount : {std::size_t{1}, sto_Format::MaxParts}) {
     sto_Bytes bytes;
     sto_ByteWriter writer(bytes);
     writer.U8(sto_Format::RecordForm);
     writer.Varint(partCount);
-    PutPart(writer, sto_Format::MaxFields);
+    writer.Varint(Scripted::TypeId());
+    writer.ZigZag(1);
+    writer.Varint(Id);
+    writer.Varint(sto_Format::MaxFields);
     bytes.resize(3 * sto_Format::MaxFields, std::byte{0xFF});
     sto_Seal(Id, bytes);
     sto_Record record;
+    record.Stored() = {sto_StoredRecord::SelfDescribed, Scripted::TypeId(), true, std::move(bytes)};
     std::string problem;
     long long const before = StoreNewFault::AskedBytes();
-    EXPECT_FALSE(record.Decode(Id, Scripted::TypeId(), std::move(bytes), problem));
+    EXPECT_FALSE(record.Decode(Id, nullptr, problem));
     EXPECT_LT(StoreNewFault::AskedBytes() - before, 200'000);
+  }
+}
+
+TEST_F(StoreHostile, ShapesWithNumbersFarApartTakeLittleMemoryOrAreRefused) {
+  sto_RecordBuilder builder;
+  builder.AddPart(Node::TypeId(), 1, Id);
+  sto_Bytes shape;
+  builder.Shape().Encode(shape);
+  for (std::int64_t const number : {std::int64_t{1'000'000}, std::int64_t{1} << 40, sto_Format::MaxObjectId,
+                                    std::numeric_limits<std::int64_t>::max()}) {
+    SCOPED_TRACE(number);
+    m_File->Run("DELETE FROM shape");
+    m_File->PutShape(number, shape);
+    m_File->PutRow(Id, {0, number, builder.Values()});
+    AllocationProbe const probe;
+    sto_Store store = Open(sto_Mode::ReadOnly);
+    auto const load = [&] { static_cast<void>(store.Load<Node>("root")); };
+    if (number <= 1'000'000)
+      load();
+    else
+      MessageOf(sto_ErrorKind::Damaged, load);
+    EXPECT_LT(probe.Bytes(), 100U * 1024 * 1024);
+  }
+}
+
+TEST_F(StoreHostile, PackWhoseRecordsHaveShapesThatAreNotThereIsRefused) {
+  sto_PackEntries entries{};
+  sto_Bytes records;
+  sto_ByteWriter(records).Number(sto_PackedChecksum(Id, {}));
+  for (std::uint32_t const shape : {7U, 0U, 0xFFFFFFFFU}) {
+    SCOPED_TRACE(shape);
+    entries[Id] = {0, static_cast<std::uint32_t>(records.size()), shape};
+    sto_Bytes pack;
+    sto_EncodePack(0, 0, entries, records, pack);
+    m_File->Run("REPLACE INTO pack VALUES(0, ?)", pack);
+    sto_Store store = Open(sto_Mode::ReadOnly);
+    std::string const message =
+        MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.Load<Node>("root")); });
+    EXPECT_TRUE(Contains(message, "Object 1 ")) << message;
+    EXPECT_TRUE(shape == 0 || Contains(message, "shape " + std::to_string(shape))) << message;
   }
 }
 
@@ -219,25 +284,29 @@ TEST_F(StoreHostile, WritingMorePartsOrFieldsThanTheLimitIsRefusedNamingTheObjec
   EXPECT_TRUE(Contains(message, "Object 7 ") && Contains(message, "1000")) << message;
   sto_Record record;
   std::string problem;
-  EXPECT_TRUE(record.Decode(7, Scripted::TypeId(), builder.Finish(7), problem)) << problem;
+  auto const isDecoded = [&] {
+    record.Stored() = {sto_Format::OwnShape, 0, true, builder.ValuesWithShape()};
+    return record.Decode(7, nullptr, problem);
+  };
+  EXPECT_TRUE(isDecoded()) << problem;
 
   constexpr int InPart = 100;
   builder.Reset();
   auto const fill = [&](std::size_t part, int count) {
-    for (int i = 0; i < count; ++i) sto_ByteWriter(builder.StartField(part, {0, i})).U8(sto_Format::NoText);
+    for (int i = 0; i < count; ++i) builder.AddText(part, {0, i}, std::nullopt);
   };
   for (std::size_t part = 0; part < sto_Format::MaxFields / InPart; ++part) {
     builder.AddPart(Scripted::TypeId(), 1, 7);
     fill(part, InPart);
   }
   fill(0, InPart); // replaces the existing ones
-  message = MessageOf(sto_ErrorKind::Full, [&] { builder.StartField(0, {0, InPart}); });
+  message = MessageOf(sto_ErrorKind::Full, [&] { builder.StartField(0, {0, InPart}, sto_Format::Bool); });
   EXPECT_TRUE(Contains(message, "Object 7 ") && Contains(message, "100000")) << message;
-  EXPECT_TRUE(record.Decode(7, Scripted::TypeId(), builder.Finish(7), problem)) << problem;
+  EXPECT_TRUE(isDecoded()) << problem;
 }
 
 TEST_F(StoreHostile, ExhaustedIdsAreReportedAndNothingIsSaved) {
-  m_File->Run("UPDATE meta SET value = " + std::to_string(sto_Format::MaxObjectId));
+  SetNextObjectId(*m_File, std::to_string(sto_Format::MaxObjectId));
   sto_Store store = Open();
   store.Save("last", Node(1)); // takes the last id
   std::string const message = MessageOf(sto_ErrorKind::Full, [&] { store.Save("one more", Node(2)); });
@@ -260,8 +329,10 @@ TEST_F(StoreHostile, ListOfObjectsWithIdsThatTheStoreHasNotGivenOutIsRefused) {
   };
   auto const ids = [](int count, std::int64_t last) {
     sto_Bytes bytes;
-    for (int i = 1; i < count; ++i) sto_ByteWriter(bytes).Number(std::int64_t{0});
-    sto_ByteWriter(bytes).Number(last);
+    sto_ByteWriter writer(bytes);
+    sto_IdEncoder encoder(Id);
+    for (int i = 1; i < count; ++i) encoder.Put(writer, 0);
+    encoder.Put(writer, last);
     return bytes;
   };
   PutList(sto_Format::ElementObject, 3, false, ids(3, 0));

@@ -71,7 +71,9 @@ class HeatAnalysisModel : public StoreFileTest {
     DeclareChains(m_OldClasses);
   }
 
-  sto_Store Open(sto_Mode mode) const { return sto_Store::Open(Path(), mode, m_Classes); }
+  sto_Store Open(sto_Mode mode, sto_Options const& options = {}) const {
+    return sto_Store::Open(Path(), mode, m_Classes, options);
+  }
 
   std::shared_ptr<heat_AnalysisModel> Load(sto_Store& store) const {
     return store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root);
@@ -187,7 +189,9 @@ TEST_F(HeatAnalysisModel, ChainThatLeadsBackIntoItselfIsRefused) {
 
 TEST_F(HeatAnalysisModel, AnalysisOfChainsIsSavedAgainWithLists) {
   std::filesystem::copy_file(std::string(HEAT_GOLDEN_DIR) + "/heat-1-steady.kvs", Path());
-  sto_Store store = Open(sto_Mode::ReadWrite);
+  sto_Options options;
+  options.m_Upgrade = true;
+  sto_Store store = Open(sto_Mode::ReadWrite, options);
   auto const count = store.ObjectCount();
   auto const analysis = Load(store);
   store.Save(heat_AnalysisModel::Root, *analysis);

@@ -38,7 +38,12 @@ sto_Store heat_OpenToRead(std::string const& path) {
     if (failure.Kind() != sto_ErrorKind::ReadOnly) throw;
   }
   // Only a session that may write can roll back what a killed one left unfinished.
-  { sto_Store const repaired = sto_Store::Open(path, sto_Mode::ReadWrite, heat_Classes()); }
+  try {
+    sto_Store const repaired = sto_Store::Open(path, sto_Mode::ReadWrite, heat_Classes());
+  } catch (sto_Exception const& failure) {
+    // A store of an older format is refused, but it has been rolled back before.
+    if (failure.Kind() != sto_ErrorKind::ReadOnly) throw;
+  }
   return sto_Store::Open(path, sto_Mode::ReadOnly, heat_Classes());
 }
 

@@ -183,7 +183,9 @@ void heat_Commands::Transient(std::string const& meshPath, std::string const& st
 }
 
 void heat_Commands::Resume(std::string const& storePath, int stepCount, bool showMemory) {
-  sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadWrite, heat_Classes());
+  sto_Options options;
+  options.m_Upgrade = true; // earlier programs could not read the models that are saved from here on anyway
+  sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadWrite, heat_Classes(), options);
   auto const run = LoadRun(store);
   if (stepCount != 0 && stepCount < run->Step())
     throw heat_CallError(storePath + ": the run is already at step " + std::to_string(run->Step()) +

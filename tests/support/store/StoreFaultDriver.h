@@ -45,6 +45,14 @@ class StoreFaultDriver : public sto_Driver {
     if (m_Plan.m_RollbackToMarkFails) Fail();
     m_Real->RollbackToMark();
   }
+  void SetNote(std::string_view note) override {
+    Step("SetNote");
+    m_Real->SetNote(note);
+  }
+  std::vector<sto_SaveEntry> Saves(std::int64_t first) override {
+    Step("Saves");
+    return m_Real->Saves(first);
+  }
   std::int64_t ChangeCounter() override {
     Step("ChangeCounter");
     return m_Real->ChangeCounter();
@@ -73,17 +81,25 @@ class StoreFaultDriver : public sto_Driver {
     Step("AddName");
     m_Real->AddName(row);
   }
-  bool ReadObject(std::int64_t id, unsigned int& classId, sto_Bytes& record) override {
+  std::vector<sto_ShapeRow> Shapes() override {
+    Step("Shapes");
+    return m_Real->Shapes();
+  }
+  void AddShape(sto_ShapeRow const& row) override {
+    Step("AddShape");
+    m_Real->AddShape(row);
+  }
+  bool ReadObject(std::int64_t id, sto_StoredRecord& record) override {
     Step("ReadObject");
-    return m_Real->ReadObject(id, classId, record);
+    return m_Real->ReadObject(id, record);
   }
   bool HasObject(std::int64_t id) override {
     Step("HasObject");
     return m_Real->HasObject(id);
   }
-  bool WriteObject(std::int64_t id, unsigned int classId, sto_ByteView record) override {
+  bool WriteObject(std::int64_t id, std::int64_t shape, sto_ByteView values) override {
     Step("WriteObject");
-    return m_Real->WriteObject(id, classId, record);
+    return m_Real->WriteObject(id, shape, values);
   }
   std::int64_t ObjectCount() override {
     Step("ObjectCount");
@@ -133,9 +149,9 @@ class StoreFaultDriver : public sto_Driver {
     Step("FindRoot");
     return m_Real->FindRoot(name);
   }
-  void SetRoot(std::string_view name, std::int64_t id) override {
+  void SetRoot(std::string_view name, std::int64_t id, unsigned int classId) override {
     Step("SetRoot");
-    m_Real->SetRoot(name, id);
+    m_Real->SetRoot(name, id, classId);
   }
   bool RemoveRoot(std::string_view name) override {
     Step("RemoveRoot");

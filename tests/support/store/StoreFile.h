@@ -30,6 +30,16 @@ class StoreFileTest : public testing::Test {
   std::filesystem::path m_Folder;
 };
 
+/// An object's record as it is in a row of table object.
+struct StoreRow {
+  std::int64_t m_Save = 0;
+  std::int64_t m_Shape = 0;
+  StoreBytes m_Values;
+};
+
+/// The bytes with their checksum of eight or four bytes. Computed without the store's code.
+StoreBytes WithChecksum(std::int64_t owner, StoreBytes bytes, std::size_t checksumBytes = 8);
+
 /// A file opened directly with SQLite, bypassing the module: to check what it wrote, and to damage it. Every
 /// failure throws std::runtime_error.
 class SqlFile {
@@ -49,12 +59,28 @@ class SqlFile {
   /// Runs a statement whose only parameter is a byte string.
   void Run(std::string const& sql, StoreBytes const& bytes);
 
-  /// Gives each record in a pack its own row in table object, where SQL can reach it.
+  /// Gives each record in a pack its own row in table object, where SQL can reach it. Stores of format 3, too.
   void Unpack();
+  /// The id and the class of each object, in the order of the ids: "1 6553602". Of a store of any format.
+  [[nodiscard]] std::vector<std::string> Objects();
+  /// How many of the objects are of a class.
+  [[nodiscard]] int CountOf(unsigned int classId);
+  /// The record in an object's row, without its checksum. REQUIRES: format 4; Unpack.
+  [[nodiscard]] StoreRow Row(std::int64_t id);
+  /// Makes a row for a record, with the right checksum, replacing one that is there.
+  void PutRow(std::int64_t id, StoreRow const& row);
+  /// A shape.
+  [[nodiscard]] StoreBytes Shape(std::int64_t number);
+  /// Adds a shape, with the right checksum, replacing one that is there.
+  void PutShape(std::int64_t number, StoreBytes const& shape);
 
  private:
   using OnRow = std::function<void(struct sqlite3_stmt* row)>;
   void ForEach(std::string const& sql, StoreBytes const* bytes, OnRow const& onRow);
+  [[nodiscard]] bool HasShapes() { return Integer("PRAGMA user_version") > 3; }
+  [[nodiscard]] std::vector<std::string> Keys() { return Texts("SELECT key FROM pack ORDER BY key"); }
+  void UnpackOld(std::int64_t key, StoreBytes const& pack);
+  void UnpackShaped(std::int64_t key, StoreBytes const& pack);
 
   sqlite3* m_Handle = nullptr;
 };

@@ -37,7 +37,7 @@ struct FailingBook {
   cls_Uid m_Uid;
 };
 
-/// Tests of where objects are in the file: records of at most 1024 bytes in packs of 64 ids, longer ones in
+/// Tests of where objects are in the file: records of at most 1000 bytes in packs of 32 ids, longer ones in
 /// rows.
 class StorePacks : public StoreTest {
  protected:

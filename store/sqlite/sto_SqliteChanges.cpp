@@ -1,0 +1,51 @@
+#include "store/sqlite/sto_SqliteChanges.h"
+
+#include <algorithm>
+
+#include "store/format/sto_Format.h"
+
+void sto_SqliteChanges::Begin(std::int64_t firstNewId, sto_ContentSum const& sum) noexcept {
+  m_Sum = sum;
+  m_FirstNewId = firstNewId;
+  m_List.m_Objects.clear(); // keeps its memory for the next transaction
+  m_List.m_Lists.clear();
+  m_List.m_Roots.clear();
+  m_LimitOfObjects = m_LimitOfLists = FirstLimit;
+  m_HasOther = false;
+}
+
+void sto_SqliteChanges::Block(std::int64_t key) {
+  List(key >> sto_Format::BlockIndexBits);
+}
+
+void sto_SqliteChanges::Tidy(std::vector<std::int64_t>& ids, std::size_t& limit) {
+  std::ranges::sort(ids);
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  limit = std::max(FirstLimit, 2 * ids.size());
+}
+
+sto_ChangeList const& sto_SqliteChanges::List() {
+  Tidy(m_List.m_Objects, m_LimitOfObjects);
+  Tidy(m_List.m_Lists, m_LimitOfLists);
+  std::ranges::sort(m_List.m_Roots);
+  m_List.m_Roots.erase(std::unique(m_List.m_Roots.begin(), m_List.m_Roots.end()), m_List.m_Roots.end());
+  return m_List;
+}
+
+sto_ContentSum sto_SqliteChanges::Record(std::int64_t id, std::int64_t shape, sto_ByteView values) noexcept {
+  std::uint64_t const key[] = {sto_ToLittleEndian(static_cast<std::uint64_t>(id)),
+                               sto_ToLittleEndian(static_cast<std::uint64_t>(shape))};
+  return sto_ContentSum::Of(sto_ContentKind::Record, std::as_bytes(std::span(key)), values);
+}
+
+sto_ContentSum sto_SqliteChanges::BlockTerm(std::int64_t key, sto_ByteView end) noexcept {
+  return sto_ContentSum::Of(sto_ContentKind::Block, static_cast<std::uint64_t>(key),
+                            end.last(std::min(end.size(), sto_Format::ChecksumBytes)));
+}
+
+sto_ContentSum sto_SqliteChanges::RootTerm(std::string_view name, std::int64_t id,
+                                           unsigned int classId) noexcept {
+  std::uint64_t const content[] = {sto_ToLittleEndian(static_cast<std::uint64_t>(id)),
+                                   sto_ToLittleEndian(std::uint64_t{classId})};
+  return sto_ContentSum::Of(sto_ContentKind::Root, sto_AsBytes(name), std::as_bytes(std::span(content)));
+}

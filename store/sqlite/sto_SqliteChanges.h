@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "store/format/sto_ChangeList.h"
+#include "store/format/sto_ContentSum.h"
+
+/// The sum over the store as the open transaction leaves it, and what the transaction has changed of what was
+/// there before it, for the log of saves. Undone saves stay in it: it may name more than has changed, and never
+/// less.
+///
+/// A change costs no more than a number in memory, and none for an object that is new in the transaction.
+/// Thread rule: one thread.
+class sto_SqliteChanges {
+ public:
+  /// Call when a transaction begins. Ids from `firstNewId` on are new in it. `sum`: the sum over the store.
+  void Begin(std::int64_t firstNewId, sto_ContentSum const& sum) noexcept;
+
+  /// Sets the mark, to which the sum goes back.
+  void SetMark() noexcept { m_SumAtMark = m_Sum; }
+  void GoBackToMark() noexcept { m_Sum = m_SumAtMark; }
+
+  // The sum. What is replaced is removed, what replaces it is added.
+  [[nodiscard]] sto_ContentSum const& Sum() const noexcept { return m_Sum; }
+  void AddRecord(std::int64_t id, std::int64_t shape, sto_ByteView values) {
+    m_Sum += Record(id, shape, values);
+  }
+  void RemoveRecord(std::int64_t id, std::int64_t shape, sto_ByteView values) {
+    m_Sum -= Record(id, shape, values);
+  }
+  /// `end`: the end of the stored block, with at least its checksum.
+  void AddBlock(std::int64_t key, sto_ByteView end) noexcept { m_Sum += BlockTerm(key, end); }
+  void RemoveBlock(std::int64_t key, sto_ByteView end) noexcept { m_Sum -= BlockTerm(key, end); }
+  void AddRoot(std::string_view name, std::int64_t id, unsigned int classId) noexcept {
+    m_Sum += RootTerm(name, id, classId);
+  }
+  void RemoveRoot(std::string_view name, std::int64_t id, unsigned int classId) noexcept {
+    m_Sum -= RootTerm(name, id, classId);
+  }
+  /// `row`: the encoded row of a table of the catalogue; see sto_RowChecksum.
+  void AddRow(std::string_view table, sto_ByteView row) noexcept {
+    m_Sum.Add(sto_ContentKind::Catalogue, sto_AsBytes(table), row);
+  }
+  void RemoveRow(std::string_view table, sto_ByteView row) noexcept {
+    m_Sum.Remove(sto_ContentKind::Catalogue, sto_AsBytes(table), row);
+  }
+
+  /// An object's record changes.
+  void Object(std::int64_t id) {
+    if (id < m_FirstNewId) Note(m_List.m_Objects, m_LimitOfObjects, id);
+  }
+  /// Blocks of a list or blob change.
+  void List(std::int64_t id) {
+    if (id < m_FirstNewId) Note(m_List.m_Lists, m_LimitOfLists, id);
+  }
+  /// Whether an id is new in the transaction.
+  [[nodiscard]] bool IsNew(std::int64_t id) const noexcept { return id >= m_FirstNewId; }
+  /// The block with a key changes.
+  void Block(std::int64_t key);
+  /// A root changes.
+  void Root(std::string_view name) { m_List.m_Roots.emplace_back(name); }
+  /// Something changes that is in no list.
+  void Other() noexcept { m_HasOther = true; }
+
+  [[nodiscard]] bool HasOther() const noexcept { return m_HasOther; }
+  /// The list. Valid until the next change.
+  [[nodiscard]] sto_ChangeList const& List();
+
+ private:
+  static constexpr std::size_t FirstLimit = 1024;
+
+  static void Note(std::vector<std::int64_t>& ids, std::size_t& limit, std::int64_t id) {
+    if (!ids.empty() && ids.back() == id) return;
+    if (ids.size() >= limit) Tidy(ids, limit);
+    ids.push_back(id);
+  }
+  /// Sorts the ids and drops repetitions.
+  static void Tidy(std::vector<std::int64_t>& ids, std::size_t& limit);
+
+  [[nodiscard]] static sto_ContentSum Record(std::int64_t id, std::int64_t shape,
+                                             sto_ByteView values) noexcept;
+  [[nodiscard]] static sto_ContentSum BlockTerm(std::int64_t key, sto_ByteView end) noexcept;
+  [[nodiscard]] static sto_ContentSum RootTerm(std::string_view name, std::int64_t id,
+                                               unsigned int classId) noexcept;
+
+  sto_ContentSum m_Sum, m_SumAtMark;
+  std::int64_t m_FirstNewId = 0;
+  sto_ChangeList m_List;
+  std::size_t m_LimitOfObjects = FirstLimit, m_LimitOfLists = FirstLimit; // when to drop repetitions
+  bool m_HasOther = false;
+};

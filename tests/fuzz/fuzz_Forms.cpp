@@ -1,0 +1,206 @@
+#include "tests/fuzz/fuzz_Forms.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/format/sto_Checksum.h"
+#include "store/format/sto_Compression.h"
+#include "store/format/sto_IdCodec.h"
+#include "store/format/sto_OldRecord.h"
+#include "store/format/sto_PackCodec.h"
+#include "store/format/sto_Record.h"
+#include "store/format/sto_RecordBuilder.h"
+#include "store/format/sto_ShapeTable.h"
+
+namespace {
+
+constexpr std::int64_t Id = 1000;
+
+void Expect(bool holds, char const* what) {
+  if (holds) return;
+  std::fprintf(stderr, "fuzz: %s\n", what);
+  std::abort();
+}
+
+sto_Bytes Copy(sto_ByteView bytes) {
+  return {bytes.begin(), bytes.end()};
+}
+
+bool IsSame(sto_Field const& a, sto_Field const& b) {
+  bool const holdsObject = a.m_Tag == sto_Format::Object || a.m_Tag == sto_Format::Reference;
+  return a.m_Key == b.m_Key && a.m_Tag == b.m_Tag && std::ranges::equal(a.m_Payload, b.m_Payload) &&
+         (!holdsObject || (a.m_ObjectId == b.m_ObjectId && a.m_Code == b.m_Code));
+}
+
+bool IsSame(sto_Part const& a, sto_Part const& b) {
+  return a.m_ClassId == b.m_ClassId && a.m_Version == b.m_Version && a.m_Id == b.m_Id &&
+         std::ranges::equal(a.m_Fields, b.m_Fields,
+                            [](sto_Field const& x, sto_Field const& y) { return IsSame(x, y); });
+}
+
+bool IsSame(sto_ListHeader const& a, sto_ListHeader const& b) {
+  return a.m_ElementType == b.m_ElementType && a.m_Width == b.m_Width && a.m_Count == b.m_Count &&
+         a.m_InBlocks == b.m_InBlocks && a.m_HasFixedIds == b.m_HasFixedIds &&
+         std::ranges::equal(a.m_Inline, b.m_Inline);
+}
+
+bool IsSame(sto_MapHeader const& a, sto_MapHeader const& b) {
+  return a.m_IsTable == b.m_IsTable && a.m_KeyType == b.m_KeyType && a.m_ElementType == b.m_ElementType &&
+         a.m_Count == b.m_Count && std::ranges::equal(a.m_Entries, b.m_Entries);
+}
+
+template <class Header> bool IsSame(std::optional<Header> const& a, std::optional<Header> const& b) {
+  return a.has_value() == b.has_value() && (!a || IsSame(*a, *b));
+}
+
+bool IsSame(sto_Record const& a, sto_Record const& b) {
+  return IsSame(a.List(), b.List()) && IsSame(a.Map(), b.Map()) &&
+         std::ranges::equal(a.Parts(), b.Parts(),
+                            [](sto_Part const& x, sto_Part const& y) { return IsSame(x, y); });
+}
+
+/// Whether a part has a key twice, which no builder makes.
+bool HasKeyTwice(sto_Record const& record) {
+  for (sto_Part const& part : record.Parts())
+    for (auto field = part.m_Fields.begin(); field != part.m_Fields.end(); ++field)
+      if (std::find_if(std::next(field), part.m_Fields.end(), [&](sto_Field const& later) {
+            return later.m_Key == field->m_Key;
+          }) != part.m_Fields.end())
+        return true;
+  return false;
+}
+
+void Build(sto_Record const& record, sto_RecordBuilder& builder) {
+  for (sto_Part const& part : record.Parts()) {
+    std::size_t const index = builder.AddPart(part.m_ClassId, part.m_Version, part.m_Id);
+    for (sto_Field const& field : part.m_Fields)
+      builder.AddDecoded(index, field.m_Key, field, field.m_ObjectId);
+  }
+  if (record.List()) builder.SetList(*record.List(), Copy(record.List()->m_Inline));
+  if (record.Map()) builder.SetMap(*record.Map(), Copy(record.Map()->m_Entries));
+}
+
+/// A record that decodes is built again, and what was built decodes to the same.
+void TryAgain(sto_Record const& record) {
+  if (HasKeyTwice(record)) return;
+  sto_RecordBuilder builder;
+  Build(record, builder);
+  sto_Record again;
+  again.Stored() = {sto_Format::OwnShape, 0, true, builder.ValuesWithShape()};
+  std::string problem;
+  Expect(again.Decode(Id, nullptr, problem), "what was decoded and built again does not decode");
+  Expect(IsSame(record, again), "what was decoded and built again is something else");
+}
+
+void TryRecord(sto_ByteView bytes) {
+  sto_Record record;
+  record.Stored() = {};
+  record.Stored().m_Shape = sto_Format::OwnShape;
+  record.Stored().m_Bytes = Copy(bytes);
+  std::string problem;
+  if (record.Decode(Id, nullptr, problem)) TryAgain(record);
+}
+
+void TryOldRecord(sto_ByteView bytes) {
+  sto_Record record;
+  record.Stored().m_Shape = sto_StoredRecord::SelfDescribed;
+  record.Stored().m_ClassId = 0x650001;
+  record.Stored().m_Bytes = Copy(bytes);
+  sto_Seal(static_cast<std::uint64_t>(Id), record.Stored().m_Bytes);
+  std::string problem;
+  if (record.Decode(Id, nullptr, problem)) TryAgain(record);
+}
+
+void TryShape(sto_ByteView bytes) {
+  sto_ByteReader reader(bytes);
+  sto_Shape shape;
+  if (!shape.Decode(reader)) return;
+  sto_Bytes encoded;
+  shape.Encode(encoded);
+  sto_ByteReader second(encoded);
+  sto_Shape again;
+  Expect(again.Decode(second) && again == shape, "an encoded shape decodes to another");
+  sto_ShapeTable table;
+  Expect(table.Take(7, encoded) && table.Find(7)->m_Shape == shape, "the table does not take a shape");
+}
+
+/// Puts a right checksum behind the header of a pack, wherever it ends.
+void TryPack(sto_ByteView bytes) {
+  constexpr std::int64_t Key = 31;
+  constexpr std::size_t MaxHeaderBytes = 600;
+  for (std::size_t header = 4; header <= std::min(bytes.size(), MaxHeaderBytes); ++header) {
+    sto_Bytes data = Copy(bytes.first(header));
+    sto_ByteWriter writer(data);
+    writer.Number(sto_PackedChecksum(Key, bytes.first(header)));
+    writer.Raw(bytes.data() + header, bytes.size() - header);
+    sto_DecodedPack pack;
+    if (!sto_DecodePack(Key, data, pack)) continue;
+    for (sto_PackEntry const& entry : pack.m_Entries)
+      Expect(std::size_t{entry.m_Offset} + entry.m_SizeBytes <= pack.m_Records.size(),
+             "an entry of a pack is outside of it");
+    sto_Bytes again;
+    sto_EncodePack(Key, pack.m_Save, pack.m_Entries, pack.m_Records, again);
+    sto_DecodedPack second;
+    Expect(sto_DecodePack(Key, again, second) && second.m_Entries == pack.m_Entries &&
+               std::ranges::equal(second.m_Records, pack.m_Records),
+           "an encoded pack decodes to another");
+  }
+}
+
+void TryIds(sto_ByteView bytes) {
+  if (bytes.empty()) return;
+  auto const count = std::to_integer<int>(bytes.front());
+  std::vector<std::int64_t> ids;
+  if (!sto_DecodeIds(bytes.subspan(1), count, Id, false, ids)) return;
+  sto_Bytes encoded;
+  sto_ByteWriter writer(encoded);
+  sto_IdEncoder encoder(Id);
+  for (std::int64_t const id : ids) encoder.Put(writer, id);
+  std::vector<std::int64_t> again;
+  // Distances wrap around, so one of them may lead to the number that says "no object".
+  if (std::ranges::find(ids, 0) == ids.end())
+    Expect(sto_DecodeIds(encoded, count, Id, false, again) && again == ids, "encoded ids decode to others");
+}
+
+void TryCompression(sto_ByteView bytes) {
+  if (bytes.size() < 3) return;
+  auto const codec = static_cast<sto_Compression>(std::to_integer<std::uint8_t>(bytes[0]) % 4);
+  auto const width = std::to_integer<std::size_t>(bytes[1]) % 17;
+  auto const size = std::to_integer<std::size_t>(bytes[2]) * 64;
+  sto_Compressor compressor;
+  sto_Bytes content(size);
+  static_cast<void>(compressor.Decompress(codec, bytes.subspan(3), std::max<std::size_t>(width, 1), content));
+  sto_Bytes stored;
+  sto_ByteView const original = bytes.subspan(3);
+  sto_Compression const chosen = compressor.Compress(original, std::max<std::size_t>(width, 1), stored);
+  sto_Bytes again(original.size());
+  Expect(compressor.Decompress(chosen, stored, std::max<std::size_t>(width, 1), again) &&
+             std::ranges::equal(again, original),
+         "compressed bytes do not come back");
+}
+
+} // namespace
+
+void fuzz_Try(std::span<std::uint8_t const> input) {
+  if (input.empty()) return;
+  sto_ByteView const bytes = std::as_bytes(input.subspan(1));
+  switch (input.front() % 6) {
+  case 0:
+    return TryRecord(bytes);
+  case 1:
+    return TryOldRecord(bytes);
+  case 2:
+    return TryShape(bytes);
+  case 3:
+    return TryPack(bytes);
+  case 4:
+    return TryIds(bytes);
+  default:
+    return TryCompression(bytes);
+  }
+}
