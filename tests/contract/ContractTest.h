@@ -123,7 +123,7 @@ class ContractTest : public testing::TestWithParam<ContractSetting> {
 /// end may leave out what ContractAbilities says, so such a test has nothing to test on it; a failure would
 /// hide those that count. The program prints how many were skipped for which ability. The store has all.
 #define CONTRACT_NEEDS(ability)                                                                              \
-  if (!Can().ability) GTEST_SKIP() << #ability // not offered by this back end: nothing to test
+  if (!Can().ability) GTEST_SKIP() << #ability // reason: optional, and the back end says it lacks it
 
 /// Expects `act` to raise an exception of the nex_ family, of the given kind if the back end under test tells
 /// it apart; returns its text. Anything else fails the test.

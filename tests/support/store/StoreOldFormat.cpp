@@ -141,6 +141,7 @@ std::int64_t ClassOf(StoreBytes const& oldRecord) {
   return numbers.Varint();
 }
 
+// Written out, and not taken from the module: it must stay what old programs have made.
 constexpr char OldCatalogue[] = R"(
 CREATE TABLE class(
   class_id INTEGER NOT NULL,
