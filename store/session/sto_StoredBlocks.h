@@ -74,6 +74,9 @@ class sto_StoredBlocks {
   /// REQUIRES: none of the blocks exists.
   void WriteNew(int first, std::span<sto_Bytes> contents);
 
+  /// Deletes the blocks from `first` to `last`, both included.
+  void Delete(int first, int last);
+
   /// Deletes the blocks from `first` on.
   void DeleteFrom(int first);
 

@@ -1,0 +1,3 @@
+#include "store/format/sto_ChunkDirectory.h"
+
+#include <gtest/gtest.h>
