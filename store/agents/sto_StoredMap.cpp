@@ -250,7 +250,11 @@ template <class K> void sto_StoredMap<K>::WritePiece(Piece& piece, State const& 
       sto_Bytes content(entries.begin(), entries.end());
       WriteBlock(before, chunk.m_Number, content);
     }
-    if (runs.size() == 1) Keep(chunk.m_Checksum, piece.m_Entries);
+    auto const first = piece.m_Entries->begin() + static_cast<std::ptrdiff_t>(run.m_First);
+    Keep(chunk.m_Checksum,
+         runs.size() == 1 ? piece.m_Entries
+                          : std::make_shared<Entries const>(
+                                first, first + static_cast<std::ptrdiff_t>(run.m_Count)));
     next.m_FirstKeys.push_back(firstKey);
     next.m_Directory.m_Chunks.push_back(std::move(chunk));
   }

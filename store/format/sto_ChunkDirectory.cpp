@@ -116,15 +116,15 @@ std::vector<sto_Run> sto_CutRow(std::span<std::size_t const> sizes, std::size_t 
   std::size_t const total = std::accumulate(sizes.begin(), sizes.end(), std::size_t{0});
   if (total <= 2 * target) return {{0, sizes.size()}};
   std::size_t const parts = total / target;
-  std::size_t const limit = (total + parts - 1) / parts;
   std::vector<sto_Run> runs;
-  std::size_t inRun = limit;
+  std::size_t before = 0;
+  std::size_t part = 0; // in which of the equal parts of the row the run begins
   for (std::size_t i = 0; i < sizes.size(); ++i) {
-    if (inRun >= limit) {
+    if (std::size_t const here = before * parts / total; runs.empty() || here != part) {
       runs.push_back({i, 0});
-      inRun = 0;
+      part = here;
     }
-    inRun += sizes[i];
+    before += sizes[i];
     ++runs.back().m_Count;
   }
   return runs;

@@ -207,12 +207,16 @@ TEST(StoreChunkDirectory, RowIsCutIntoRunsOfAboutTheTarget) {
   std::vector<sto_Run> const huge = cut({10, 10'000, 10, 10});
   ASSERT_EQ(huge.size(), 2U);
   EXPECT_EQ(huge[0].m_Count, 2U);
+  EXPECT_EQ(huge[1].m_Count, 2U);
   for (std::size_t count = 1; count < 500; ++count) {
     std::vector<std::size_t> const sizes(count, 7);
     std::size_t next = 0;
     for (sto_Run const& run : cut(sizes)) {
       EXPECT_EQ(run.m_First, next);
       EXPECT_LE(run.m_Count * 7, 207U);
+      if (count > 29) { // 203 bytes
+        EXPECT_GE(run.m_Count * 7, 91U);
+      }
       next += run.m_Count;
     }
     EXPECT_EQ(next, count);
