@@ -86,6 +86,6 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   std::vector<std::int64_t> m_Ids;
   sto_StoredBlocks m_Blocks;
   Unwritten m_Unwritten;
-  std::vector<Noted> m_Changes; // by the running save, in the order in which they were made
+  std::vector<Noted> m_Changes;               // by the running save, in the order in which they were made
   std::optional<Unwritten> m_UnwrittenAtMark; // if the running save has written the list
 };

@@ -40,8 +40,7 @@ template <class K> bool sto_MapAgentObj<K>::IsUnseen(K const& key) {
 }
 
 template <class K> void sto_MapAgentObj<K>::PutContent(sto_RecordBuilder& builder) {
-  std::unique_ptr<AtMark> atMark =
-      IsInSave() && m_AtMark == nullptr ? std::make_unique<AtMark>() : nullptr;
+  std::unique_ptr<AtMark> atMark = IsInSave() && m_AtMark == nullptr ? std::make_unique<AtMark>() : nullptr;
   Content content;
   content.m_State = m_Stored.Write(m_Content.m_State, m_Content.m_Changes, m_Content.m_IsCleared);
   content.m_Count = content.m_State.m_Count;

@@ -75,10 +75,10 @@ template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, 
   /// How to undo a change by the running save.
   struct Noted {
     K m_Key;
-    bool m_WasChanged;     // whether m_Changes had the key, and with which id
+    bool m_WasChanged; // whether m_Changes had the key, and with which id
     std::int64_t m_Before;
-    int m_Count;                         // of the map, before
-    std::unique_ptr<Content> m_Cleared;  // the map was cleared: its changes; not its state
+    int m_Count;                        // of the map, before
+    std::unique_ptr<Content> m_Cleared; // the map was cleared: its changes; not its state
   };
   /// What a save had when it wrote the map.
   struct AtMark {

@@ -30,7 +30,8 @@ template <class Row> bool DoAscend(Row const& row) {
 
 /// The first entry that is not before a key.
 template <class Entries, class K> auto FindIn(Entries const& entries, K const& key) {
-  return std::ranges::lower_bound(entries, key, {}, [](auto const& entry) -> K const& { return entry.first; });
+  return std::ranges::lower_bound(entries, key, {},
+                                  [](auto const& entry) -> K const& { return entry.first; });
 }
 
 template <class Entries, class K> std::int64_t IdIn(Entries const& entries, K const& key) {
@@ -78,7 +79,8 @@ template <class K> auto sto_StoredMap<K>::Read(sto_MapHeader const& map) -> Stat
     entries = Decode(map);
   }
   std::ranges::stable_sort(entries, IsLess); // of several entries with one key the first counts
-  auto const again = std::ranges::unique(entries, [](Entry const& a, Entry const& b) { return !IsLess(a, b); });
+  auto const again =
+      std::ranges::unique(entries, [](Entry const& a, Entry const& b) { return !IsLess(a, b); });
   entries.erase(again.begin(), again.end());
   state.m_Count = static_cast<int>(entries.size());
   state.m_Whole = std::make_shared<Entries const>(std::move(entries));
@@ -103,8 +105,8 @@ template <class K> auto sto_StoredMap<K>::Load(State const& state, std::size_t i
   sto_MapHeader const map = HeaderOf<K>();
   auto entries =
       std::make_shared<Entries const>(Decode(sto_MapOfChunk(map, chunk.m_Count, m_Blocks.Read(map, chunk))));
-  if (!DoAscend(*entries) || (index + 1 < state.m_FirstKeys.size() &&
-                    !(entries->back().first < state.m_FirstKeys[index + 1])))
+  if (!DoAscend(*entries) ||
+      (index + 1 < state.m_FirstKeys.size() && !(entries->back().first < state.m_FirstKeys[index + 1])))
     m_Blocks.RaiseDamaged(chunk.m_Number);
   Keep(chunk.m_Checksum, entries);
   return entries;
@@ -112,8 +114,7 @@ template <class K> auto sto_StoredMap<K>::Load(State const& state, std::size_t i
 
 template <class K> void sto_StoredMap<K>::Keep(std::uint64_t checksum, EntriesRef entries) {
   if (m_Kept.size() >= MaxKept)
-    m_Kept.erase(std::ranges::min_element(
-        m_Kept, {}, [](auto const& each) { return each.second.m_UsedAt; }));
+    m_Kept.erase(std::ranges::min_element(m_Kept, {}, [](auto const& each) { return each.second.m_UsedAt; }));
   m_Kept.insert_or_assign(checksum, Kept{std::move(entries), ++m_Uses});
 }
 
@@ -221,8 +222,7 @@ auto sto_StoredMap<K>::Pieces(State const& state, Changes const& changes, bool i
   return pieces;
 }
 
-template <class K>
-void sto_StoredMap<K>::WriteBlock(State const& before, int number, sto_Bytes& content) {
+template <class K> void sto_StoredMap<K>::WriteBlock(State const& before, int number, sto_Bytes& content) {
   m_Blocks.Write(number, content, before.m_Numbers.Has(number));
 }
 
@@ -251,10 +251,9 @@ template <class K> void sto_StoredMap<K>::WritePiece(Piece& piece, State const& 
       WriteBlock(before, chunk.m_Number, content);
     }
     auto const first = piece.m_Entries->begin() + static_cast<std::ptrdiff_t>(run.m_First);
-    Keep(chunk.m_Checksum,
-         runs.size() == 1 ? piece.m_Entries
-                          : std::make_shared<Entries const>(
-                                first, first + static_cast<std::ptrdiff_t>(run.m_Count)));
+    Keep(chunk.m_Checksum, runs.size() == 1 ? piece.m_Entries
+                                            : std::make_shared<Entries const>(
+                                                  first, first + static_cast<std::ptrdiff_t>(run.m_Count)));
     next.m_FirstKeys.push_back(firstKey);
     next.m_Directory.m_Chunks.push_back(std::move(chunk));
   }
@@ -294,8 +293,7 @@ auto sto_StoredMap<K>::Write(State const& state, Changes const& changes, bool is
   return next;
 }
 
-template <class K>
-std::pair<sto_MapHeader, sto_Bytes> sto_StoredMap<K>::Content(State const& state) {
+template <class K> std::pair<sto_MapHeader, sto_Bytes> sto_StoredMap<K>::Content(State const& state) {
   sto_MapHeader header = HeaderOf<K>();
   header.m_Count = state.m_Count;
   header.m_InChunks = state.m_Whole == nullptr;
@@ -306,8 +304,7 @@ std::pair<sto_MapHeader, sto_Bytes> sto_StoredMap<K>::Content(State const& state
   return {header, std::move(piece.m_Bytes)};
 }
 
-template <class K>
-std::vector<std::size_t> sto_StoredMap<K>::OnlyIn(State const& state, State const& other) {
+template <class K> std::vector<std::size_t> sto_StoredMap<K>::OnlyIn(State const& state, State const& other) {
   std::set<std::uint64_t> known;
   if (other.m_Whole == nullptr)
     for (sto_Chunk const& chunk : other.m_Directory.m_Chunks) known.insert(chunk.m_Checksum);

@@ -40,7 +40,8 @@ template <class K> class sto_StoredMap {
     int m_Count = 0;
   };
 
-  sto_StoredMap(sto_Session& session, std::int64_t id) : m_Session(session), m_Id(id), m_Blocks(session, id) {}
+  sto_StoredMap(sto_Session& session, std::int64_t id)
+      : m_Session(session), m_Id(id), m_Blocks(session, id) {}
 
   /// The state of a decoded record. Damaged.
   [[nodiscard]] State Read(sto_MapHeader const& map);

@@ -171,8 +171,7 @@ sto_Bytes sto_ChunkDirectory::Encode(sto_ChunkNumbers& numbers, WritePage const&
     sizes.push_back(listed.size() - before);
   }
   bool const inRecord = listed.size() <= sto_Format::DirectoryBytes;
-  std::vector<sto_Chunk> pages =
-      inRecord ? std::vector<sto_Chunk>() : EncodePages(sizes, numbers, write);
+  std::vector<sto_Chunk> pages = inRecord ? std::vector<sto_Chunk>() : EncodePages(sizes, numbers, write);
   for (sto_Chunk const& page : m_Pages)
     if (std::ranges::none_of(pages, [&](sto_Chunk const& kept) { return kept.m_Number == page.m_Number; }))
       numbers.Free(page.m_Number);

@@ -84,8 +84,8 @@ TEST(StoreChunkDirectory, BytesAreAsDocumented) {
   directory.m_Chunks.push_back(Chunk(numbers, 1, 300));
   Pages pages;
   sto_Bytes const bytes = pages.Encode(directory, numbers);
-  std::uint8_t const expected[] = {1,    1,                                              // depth, one chunk
-                                   0,    0xAC, 2,                                        // number, entries
+  std::uint8_t const expected[] = {1,    1,                                               // depth, one chunk
+                                   0,    0xAC, 2,                                         // number, entries
                                    0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11, 1, 7}; // checksum, key
   EXPECT_TRUE(std::ranges::equal(bytes, std::as_bytes(std::span(expected))));
 }

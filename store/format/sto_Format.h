@@ -78,12 +78,12 @@ enum KeyType : std::uint8_t {
 /// What follows the parts of an object record.
 enum Content : std::uint8_t {
   ContentNone = 0,
-  ContentInlineList = 1, ///< the elements are in the record
-  ContentBlockList = 2,  ///< the elements are in blocks
-  ContentMap = 3,        ///< keys and elements, in the record
-  ContentIntTable = 4,   ///< pairs of int, in the record
-  ContentFixedIds = 5,   ///< a list of objects in blocks of an older format: eight bytes an id
-  ContentMapInChunks = 8, ///< a map whose entries are in blocks
+  ContentInlineList = 1,    ///< the elements are in the record
+  ContentBlockList = 2,     ///< the elements are in blocks
+  ContentMap = 3,           ///< keys and elements, in the record
+  ContentIntTable = 4,      ///< pairs of int, in the record
+  ContentFixedIds = 5,      ///< a list of objects in blocks of an older format: eight bytes an id
+  ContentMapInChunks = 8,   ///< a map whose entries are in blocks
   ContentTableInChunks = 9, ///< an int table whose pairs are in blocks
 };
 

@@ -155,8 +155,8 @@ void sto_BranchCopy::CopyChunks(std::int64_t id, sto_MapHeader map, sto_RecordBu
     to.Write(chunk.m_Number, content, false);
   }
   directory.m_Pages.clear(); // so that each is written
-  sto_Bytes listed = directory.Encode(
-      numbers, [&](int number, sto_Bytes& content) { to.Write(number, content, false); });
+  sto_Bytes listed =
+      directory.Encode(numbers, [&](int number, sto_Bytes& content) { to.Write(number, content, false); });
   map.m_Entries = {};
   builder.SetMap(map, std::move(listed));
 }

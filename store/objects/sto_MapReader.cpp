@@ -29,8 +29,7 @@ template <class K> void sto_MapCursor<K>::EnterChunk(Position& position) {
   ++position.m_NextChunk;
 }
 
-template <class K>
-typename sto_MapCursor<K>::Position sto_MapCursor<K>::StartOfChunkWith(K const& key) {
+template <class K> typename sto_MapCursor<K>::Position sto_MapCursor<K>::StartOfChunkWith(K const& key) {
   if (m_FirstKeys.empty())
     for (sto_Chunk const& chunk : m_Directory.m_Chunks) {
       sto_ByteReader reader(chunk.m_FirstKey);

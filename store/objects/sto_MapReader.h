@@ -119,7 +119,7 @@ template <class K> class sto_ObjectMapCursor {
   Position m_Start = m_Cursor.Current();
   int m_Depth;
   std::int64_t m_Id = 0;
-  std::size_t m_Searches = 0; // in single chunks
+  std::size_t m_Searches = 0;                                       // in single chunks
   std::unordered_map<K, std::pair<Position, std::int64_t>> m_Found; // positions and ids; filled by Find
 };
 

@@ -92,9 +92,9 @@ void sto_MapOutput::Flush() {
   if (m_Entries.empty()) return;
   bool const doesReplace = m_Replaced < m_Stored.size();
   int number = doesReplace ? m_Stored[m_Replaced].m_Number : -1;
-  int const page = doesReplace                     ? m_Stored[m_Replaced].m_Page
+  int const page = doesReplace                    ? m_Stored[m_Replaced].m_Page
                    : m_Directory.m_Chunks.empty() ? -1
-                                                   : m_Directory.m_Chunks.back().m_Page;
+                                                  : m_Directory.m_Chunks.back().m_Page;
   std::vector<std::size_t> sizes;
   if (AreStored(m_Replaced) || m_Entries.size() <= 2 * sto_Format::ChunkBytes) {
     sizes.push_back(m_Entries.size());
@@ -134,9 +134,8 @@ void sto_MapOutput::CompleteChunks(sto_MapHeader& header) {
   header.m_InChunks = true;
   for (sto_Chunk& chunk : m_Directory.m_Chunks)
     if (!m_Ascends) chunk.m_FirstKey.clear();
-  m_Entries = m_Directory.Encode(m_Numbers, [&](int number, sto_Bytes& content) {
-    m_Object->WriteChunk(number, content);
-  });
+  m_Entries = m_Directory.Encode(
+      m_Numbers, [&](int number, sto_Bytes& content) { m_Object->WriteChunk(number, content); });
   sto_ChunkNumbers used;
   for (sto_Chunk const& chunk : m_Directory.m_Chunks) used.Use(chunk.m_Number);
   for (sto_Chunk const& page : m_Directory.m_Pages) used.Use(page.m_Number);

@@ -54,10 +54,10 @@ class sto_MapOutput {
   bool m_InChunks = false;
   bool m_Ascends = true; // each key was greater than the one before it
   Follow m_Follow = Follow::Nothing;
-  std::size_t m_At = 0;             // the chunk of m_Stored that the current entries follow
-  int m_InChunk = 0;                // how many entries m_Entries has
-  std::vector<sto_Chunk> m_Stored;  // the chunks of the stored map
-  sto_Bytes m_Entries;              // that are not written yet
+  std::size_t m_At = 0;            // the chunk of m_Stored that the current entries follow
+  int m_InChunk = 0;               // how many entries m_Entries has
+  std::vector<sto_Chunk> m_Stored; // the chunks of the stored map
+  sto_Bytes m_Entries;             // that are not written yet
 
  private:
   static constexpr std::size_t NoChunk = static_cast<std::size_t>(-1);
@@ -73,9 +73,9 @@ class sto_MapOutput {
   sto_CollectionShape m_Shape;
   bool m_MayStartChunks = true;
   int m_Count = 0;
-  std::uint64_t m_Hash;          // of all entries
-  std::size_t m_Replaced = 0;    // the chunk of m_Stored whose number the pending entries get, or NoChunk
-  sto_ChunkNumbers m_Numbers;    // of the stored map and of this one
+  std::uint64_t m_Hash;           // of all entries
+  std::size_t m_Replaced = 0;     // the chunk of m_Stored whose number the pending entries get, or NoChunk
+  sto_ChunkNumbers m_Numbers;     // of the stored map and of this one
   sto_ChunkDirectory m_Directory; // of the chunks that are written
 };
 
