@@ -18,9 +18,9 @@ template <class K> int sto_MapAgentObj<K>::TakeContent(sto_RecordRef const& reco
                                                    " and cannot be opened as a " + What() + ".");
   bool const isKnown = sto_StoredMap<K>::IsOf(m_Content.m_State, *record->Map());
   Content content;
-  content.m_State = isKnown ? m_Content.m_State : m_Stored.Read(*record->Map());
+  content.m_State = isKnown ? std::move(m_Content.m_State) : m_Stored.Read(*record->Map());
   content.m_Count = content.m_State.m_Count;
-  if (m_IsTakingForeign && m_BeforeForeign == nullptr)
+  if (m_IsTakingForeign && !isKnown && m_BeforeForeign == nullptr)
     m_BeforeForeign = std::make_unique<State>(std::move(m_Content.m_State));
   m_Content = std::move(content);
   ForgetEnds();

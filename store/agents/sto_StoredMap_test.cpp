@@ -6,6 +6,7 @@
 #include "store/sto_Proxy.h"
 #include "tests/support/Seeds.h"
 #include "tests/support/store/StoreChunks.h"
+#include "tests/support/store/StoreNewFault.h"
 
 namespace {
 
@@ -24,7 +25,10 @@ class StoreStoredMap : public StoreChunkTest {
     m_Id = MapId();
     m_Map = OpenTexts(*m_Store);
   }
-  void TearDown() override { m_Map.reset(); }
+  void TearDown() override {
+    StoreNewFault::FailAt(0);
+    m_Map.reset();
+  }
 
   /// Puts the long keys from `first` to before `end`, in one transaction.
   void Fill(int first, int end) {
@@ -231,6 +235,56 @@ TEST_F(StoreStoredMap, MapInAnotherOrderIsOpenedAndWrittenInOrder) {
   ExpectSound(m_Id);
   OpenAgain();
   Expect(0, 101);
+}
+
+TEST_F(StoreStoredMap, LongMapOfAnOlderFormatGetsChunksWithItsFirstChange) {
+  Fill(0, 100);
+  m_Map.reset();
+  MoveIntoRecord(m_Id);
+  OpenAgain();
+  Expect(0, 100);
+  ::Put(*m_Map, LongKey(100), 100);
+  ExpectSound(m_Id);
+  EXPECT_GT(StoredNumbers(m_Id).size(), 8U);
+  OpenAgain();
+  Expect(0, 101);
+}
+
+TEST_F(StoreStoredMap, FailureOfEachAllocationInASaveLeavesTheMapAsItWas) {
+  Fill(0, 60);
+  for (long long step = 1;; step += 1 + step / 20) {
+    SCOPED_TRACE(step);
+    auto transaction = std::make_unique<sto_Transaction>(*m_Store);
+    ::Put(*m_Map, LongKey(60), 60); // not written when the save begins
+    bool hasRaised = false;
+    StoreNewFault::FailAt(step);
+    try {
+      SaveFields(
+          *m_Store,
+          [&](cls_WriteVisitor const&) {
+            for (int i = 10; i < 30; ++i) static_cast<void>((*m_Map)->Remove(LongKey(i)));
+            static_cast<void>(Directory(m_Id)); // writes the map
+            ::Put(*m_Map, LongKey(61), 61);
+          },
+          "other");
+    } catch (std::exception const&) {
+      hasRaised = true;
+    }
+    bool const hasFailed = StoreNewFault::HasFailed();
+    StoreNewFault::FailAt(0);
+    if (!hasRaised) {
+      EXPECT_EQ((*m_Map)->Count(), 42);
+    } else if (m_Session->Driver().IsInTransaction()) {
+      Expect(0, 61);
+    }
+    transaction.reset();
+    Expect(0, 60);
+    if (!hasFailed) {
+      EXPECT_GT(step, 300);
+      break;
+    }
+    if (HasFailure()) break;
+  }
 }
 
 TEST_F(StoreStoredMap, KeysThatAnotherSessionDidNotTouchMayBeChanged) {

@@ -238,6 +238,19 @@ TEST_F(StoreChunkedMap, OneObjectUnderTwoNamesIsComparedChunkByChunk) {
   m_Store->Save("root", m_Object);
   m_Store->Save("second", m_Object);
   ExpectStored(entries);
+  MoveIntoRecord(MapId());
+  m_Store->Save("third", m_Object);
+  ExpectStored(entries);
+}
+
+TEST_F(StoreChunkedMap, LongMapOfAnOlderFormatIsReadAndGetsChunksWhenItIsSaved) {
+  Save(Ascending(2000));
+  MoveIntoRecord(MapId());
+  ASSERT_TRUE(StoredNumbers(MapId()).empty());
+  ExpectStored(Ascending(2000));
+  Save(Ascending(2001));
+  EXPECT_GT(StoredNumbers(MapId()).size(), 10U);
+  ExpectStored(Ascending(2001));
 }
 
 TEST_F(StoreChunkedMap, CursorFindsAnObjectWithoutReadingTheMapWhole) {

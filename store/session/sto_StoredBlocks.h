@@ -10,7 +10,7 @@
 
 class sto_Session;
 
-/// The sealed blocks of one stored list or blob: reads and writes them by index. The only place where a
+/// The sealed blocks of one stored list, map or blob: reads and writes them by index. The only place where a
 /// block's key is computed and its checksum appended or checked. Internal to the module.
 ///
 /// Opening a transaction for one block costs several times as much as reading the block. So ReadAhead, for

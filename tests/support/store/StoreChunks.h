@@ -87,6 +87,27 @@ class StoreChunkTest : public StoreObjectAgentsTest {
     }
   }
 
+  /// Moves the entries of a map in chunks into its record, as an older format has them.
+  void MoveIntoRecord(std::int64_t id) {
+    sto_OwnTransaction transaction(*m_Session, true);
+    sto_RecordRef const record = m_Session->Records().Read(id);
+    sto_RecordBuilder builder;
+    sto_Part const& part = record->Parts().front();
+    builder.AddPart(part.m_ClassId, part.m_Version, id);
+    for (sto_Field const& field : part.m_Fields) builder.AddDecoded(0, field.m_Key, field, field.m_ObjectId);
+    sto_MapChunks chunks(*m_Session, id);
+    sto_Bytes entries;
+    for (sto_Chunk const& chunk : Directory(id).m_Chunks) {
+      sto_ByteView const content = chunks.Read(*record->Map(), chunk);
+      entries.insert(entries.end(), content.begin(), content.end());
+    }
+    builder.SetMap(sto_MapOfChunk(*record->Map(), record->Map()->m_Count, {}), std::move(entries));
+    auto const [shape, values] = m_Session->ToWrite(builder, nullptr);
+    m_Session->Driver().WriteObject(id, shape, values);
+    chunks.DeleteAll();
+    transaction.Commit();
+  }
+
   /// A key that makes entries of about `bytes` bytes.
   static cow_String LongKey(int number, std::size_t bytes = 1000) {
     std::string text = std::to_string(number);
