@@ -5,6 +5,7 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "store/format/sto_CollectionFields.h"
+#include "store/format/sto_ElementCodec.h"
 #include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_StrictSave.h"
 #include "store/session/sto_ElementScope.h"
@@ -82,18 +83,18 @@ char const* sto_RecordInProgress::SingleValueName() const {
   return classId == cls_InternalMapTypeId ? "map" : nullptr;
 }
 
-void sto_RecordInProgress::WriteBlock(sto_Bytes& elements) {
-  WriteBlockAt(m_BlockCount++, elements);
+void sto_RecordInProgress::WriteBlock(sto_Bytes& elements, std::uint8_t elementType) {
+  WriteBlockAt(m_BlockCount++, elements, sto_ElementBytes(elementType));
 }
 
 void sto_RecordInProgress::WriteChunk(int number, sto_Bytes& content) {
   sto_MapChunks::CheckNumber(m_Session, m_Id, number);
-  WriteBlockAt(number, content);
+  WriteBlockAt(number, content, 1);
 }
 
-void sto_RecordInProgress::WriteBlockAt(int index, sto_Bytes& elements) {
+void sto_RecordInProgress::WriteBlockAt(int index, sto_Bytes& elements, std::size_t elementBytes) {
   m_Session.Save().Check();
-  sto_StoredBlocks blocks(m_Session, m_Id);
+  sto_StoredBlocks blocks(m_Session, m_Id, elementBytes);
   bool const mayBeThere = IsCompared() || !m_Session.Save().IsNew(m_Id);
   if (mayBeThere && blocks.Holds(index, elements)) return;
   if (IsCompared()) NoteDifference();

@@ -56,7 +56,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// Keeps `scope` alive until the record is written.
   void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept { m_Scope = std::move(scope); }
 
-  void WriteBlock(sto_Bytes& elements) override;
+  void WriteBlock(sto_Bytes& elements, std::uint8_t elementType) override;
   /// Writes a block of a map in chunks, unless the store has it. Full if there are too many.
   void WriteChunk(int number, sto_Bytes& content);
   /// Sets the numbers of all blocks of a map in chunks, ascending; others are deleted with the object's
@@ -128,7 +128,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// they differ; if not, marks the visit as written. Conflict if they differ and must not.
   [[nodiscard]] bool CompareRecord(sto_Session::RecordToWrite const& record);
   /// Writes a block, unless the store has it.
-  void WriteBlockAt(int index, sto_Bytes& elements);
+  void WriteBlockAt(int index, sto_Bytes& elements, std::size_t elementBytes);
   /// Deletes the blocks that the object's previous content had and this one has not.
   void DeleteOtherBlocks();
   /// Called if the object differs from what it is compared with: raises Conflict, or notes it for the end of
