@@ -280,7 +280,7 @@ TEST_F(StoreStoredMap, FailureOfEachAllocationInASaveLeavesTheMapAsItWas) {
     transaction.reset();
     Expect(0, 60);
     if (!hasFailed) {
-      EXPECT_GT(step, 300);
+      EXPECT_GT(step, 100);
       break;
     }
     if (HasFailure()) break;

@@ -58,16 +58,10 @@ class StoreChunkTest : public StoreObjectAgentsTest {
   /// The numbers of all blocks that the store has of a map.
   std::vector<int> StoredNumbers(std::int64_t id) {
     sto_OwnTransaction const transaction(*m_Session, false);
-    struct Keys : sto_BlockSink {
-      bool Take(std::int64_t key, sto_ByteView) override {
-        m_Keys.push_back(key);
-        return true;
-      }
-      std::vector<std::int64_t> m_Keys;
-    } keys;
-    m_Session->Driver().ReadBlocks(sto_BlockKey(id, 0), sto_LastBlockKey(id), keys);
     std::vector<int> numbers;
-    for (std::int64_t const key : keys.m_Keys) numbers.push_back(static_cast<int>(key - sto_BlockKey(id, 0)));
+    constexpr int MostBlocks = 2000; // of the maps here
+    for (int number = 0; number < MostBlocks; ++number)
+      if (m_Session->Driver().HasBlock(sto_BlockKey(id, number))) numbers.push_back(number);
     return numbers;
   }
   /// Expects that a map has the blocks that its directory lists, and no others; that no chunk is too long; and,
