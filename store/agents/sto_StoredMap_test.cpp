@@ -374,7 +374,7 @@ TEST_F(StoreStoredMap, MissingPageOfTheDirectoryIsReportedWhenTheMapIsOpened) {
       << message;
 }
 
-TEST_F(StoreStoredMap, ElementsOfChunksAreKeptByTheCollectorAndGoWithTheMap) {
+TEST_F(StoreStoredMap, CollectorKeepsElementsOfChunksAndDeletesTheBlocksOfAnUnusedMap) {
   Fill(0, 300);
   EXPECT_EQ(m_Store->CollectGarbage(), 0);
   Remove(100, 200);
