@@ -78,11 +78,13 @@ enum KeyType : std::uint8_t {
 /// What follows the parts of an object record.
 enum Content : std::uint8_t {
   ContentNone = 0,
-  ContentInlineList = 1, ///< the elements are in the record
-  ContentBlockList = 2,  ///< the elements are in blocks
-  ContentMap = 3,        ///< keys and elements, in the record
-  ContentIntTable = 4,   ///< pairs of int, in the record
-  ContentFixedIds = 5,   ///< a list of objects in blocks of an older format: eight bytes an id
+  ContentInlineList = 1,    ///< the elements are in the record
+  ContentBlockList = 2,     ///< the elements are in blocks
+  ContentMap = 3,           ///< keys and elements, in the record
+  ContentIntTable = 4,      ///< pairs of int, in the record
+  ContentFixedIds = 5,      ///< a list of objects in blocks of an older format: eight bytes an id
+  ContentMapInChunks = 8,   ///< a map whose entries are in blocks
+  ContentTableInChunks = 9, ///< an int table whose pairs are in blocks
 };
 
 /// Elements of a list in one block, whatever their type; the last block may be shorter.
@@ -93,6 +95,14 @@ inline constexpr int BlocksInRow = 4;
 inline constexpr int BlobBlockBytes = 16384;
 /// A list of one block whose elements take at most this many bytes is kept in its object's record.
 inline constexpr std::size_t InlineListBytes = 4096;
+/// A map or an int table whose entries take at most this many bytes is kept in its object's record.
+inline constexpr std::size_t InlineMapBytes = 8192;
+/// About how many bytes of entries share a chunk, which is a block. A chunk of more than twice as many is cut;
+/// one of less than a quarter is joined with a neighbour when it changes.
+inline constexpr std::size_t ChunkBytes = 8192;
+/// The same for the list of a map's chunks: at most this many bytes are kept in the record, and the blocks
+/// that a longer one is cut into have about as many.
+inline constexpr std::size_t DirectoryBytes = 4096;
 /// The low bits of a block's key: the block's number in its list. The bits above are the list's object id.
 inline constexpr int BlockIndexBits = 20;
 /// The greatest object id: one that still fits into a block's key.

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <limits>
 
+#include "store/format/sto_ChunkDirectory.h"
 #include "store/format/sto_IdCodec.h"
 #include "store/format/sto_MapWalk.h"
 #include "store/format/sto_OldRecord.h"
@@ -152,16 +153,24 @@ bool sto_Record::DecodeObjectIds(sto_ByteView elements, int count) {
 
 bool sto_Record::DecodeMap(sto_ByteReader& reader, sto_ShapeContent const& content) {
   sto_MapHeader map;
-  map.m_IsTable = content.m_Kind == sto_Format::ContentIntTable;
+  map.m_IsTable =
+      content.m_Kind == sto_Format::ContentIntTable || content.m_Kind == sto_Format::ContentTableInChunks;
+  map.m_InChunks =
+      content.m_Kind == sto_Format::ContentMapInChunks || content.m_Kind == sto_Format::ContentTableInChunks;
   map.m_KeyType = map.m_IsTable ? static_cast<std::uint8_t>(sto_Format::KeyInt) : content.m_KeyType;
   map.m_ElementType =
       map.m_IsTable ? static_cast<std::uint8_t>(sto_Format::ElementInt) : content.m_ElementType;
   std::uint64_t const count = reader.Varint();
   if (reader.Failed() || count > static_cast<std::uint64_t>(MaxInt) ||
-      count > reader.Remaining() / MinEntryBytes)
+      (!map.m_InChunks && count > reader.Remaining() / MinEntryBytes))
     return false;
   map.m_Count = static_cast<int>(count);
   map.m_Entries = reader.Raw(reader.Remaining());
+  if (map.m_InChunks) {
+    if (!sto_DecodeDirectory(map)) return false;
+    m_Map = map;
+    return true;
+  }
   // All entries are checked here, once; cursors rely on it.
   sto_MapWalk walk(map);
   bool const holdsObjects = map.m_ElementType == sto_Format::ElementObject;

@@ -66,7 +66,10 @@ struct sto_MapHeader {
   std::uint8_t m_KeyType = 0;
   std::uint8_t m_ElementType = 0;
   int m_Count = 0;
-  sto_ByteView m_Entries; // in a decoded record, every key and value has been checked
+  bool m_InChunks = false; ///< the entries are in blocks
+  /// The encoded entries; of a map in chunks, its directory (sto_ChunkDirectory.h). In a decoded record, they
+  /// have been checked.
+  sto_ByteView m_Entries;
 };
 
 /// A stored object, decoded into views of its bytes. One record can decode any number of objects, one after

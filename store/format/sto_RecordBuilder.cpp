@@ -157,6 +157,7 @@ bool sto_RecordBuilder::HasContentOf(sto_Record const& other) const noexcept {
   if (!m_Map) return true;
   sto_MapHeader const& map = *other.Map();
   return m_Map->m_IsTable == map.m_IsTable && m_Map->m_KeyType == map.m_KeyType &&
+         m_Map->m_InChunks == map.m_InChunks && m_Map->m_Count == map.m_Count &&
          m_Map->m_ElementType == map.m_ElementType && std::ranges::equal(m_Elements, map.m_Entries);
 }
 
@@ -168,8 +169,11 @@ sto_ShapeContent sto_RecordBuilder::Content() const noexcept {
     return {kind, 0, m_List->m_ElementType};
   }
   if (!m_Map) return {};
-  if (m_Map->m_IsTable) return {sto_Format::ContentIntTable, 0, 0};
-  return {sto_Format::ContentMap, m_Map->m_KeyType, m_Map->m_ElementType};
+  bool const inChunks = m_Map->m_InChunks;
+  if (m_Map->m_IsTable)
+    return {inChunks ? sto_Format::ContentTableInChunks : sto_Format::ContentIntTable, 0, 0};
+  return {inChunks ? sto_Format::ContentMapInChunks : sto_Format::ContentMap, m_Map->m_KeyType,
+          m_Map->m_ElementType};
 }
 
 bool sto_RecordBuilder::DoPartsFollow() const noexcept {

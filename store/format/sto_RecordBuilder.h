@@ -41,7 +41,8 @@ class sto_RecordBuilder {
   bool SetCollectionCode(std::size_t part, sto_FieldKey const& key, std::uint8_t code);
 
   /// Sets the content; a later one replaces an earlier one. `elements`: the encoded elements of an inline
-  /// list, empty for a list in blocks. `entries`: the encoded entries of a map or int table.
+  /// list, empty for a list in blocks. `entries`: the encoded entries of a map or int table, or the directory
+  /// of one in chunks.
   void SetList(sto_ListHeader const& header, sto_Bytes elements);
   void SetMap(sto_MapHeader const& header, sto_Bytes entries);
 

@@ -242,6 +242,39 @@ TEST(StoreRecord, HostileListsOfObjectsAreRefused) {
   EXPECT_EQ(record.GreatestId(), 70);
 }
 
+TEST(StoreRecord, HostileDirectoriesOfMapsAreRefused) {
+  sto_Shape const shape =
+      ShapeOf({}, {sto_Format::ContentMapInChunks, sto_Format::KeyInt, sto_Format::ElementInt});
+  auto const directory = [](std::uint64_t count, int depth, std::uint64_t listed, std::uint64_t number,
+                            std::uint64_t entries, std::uint64_t keyBytes, int bytesBehind = 0) {
+    return Written([=](sto_ByteWriter& writer) {
+      writer.Varint(count);
+      writer.U8(static_cast<std::uint8_t>(depth));
+      writer.Varint(listed);
+      writer.Varint(number);
+      writer.Varint(entries);
+      writer.Number(std::uint64_t{77});
+      writer.Varint(keyBytes);
+      for (int i = 0; i < 1 + bytesBehind; ++i) writer.U8(4);
+    });
+  };
+  constexpr std::uint64_t MaxNumber = (1 << 20) - 1;
+  EXPECT_FALSE(IsRefused(shape, directory(9, 1, 1, MaxNumber, 9, 1)));
+  EXPECT_FALSE(IsRefused(shape, directory(9, 2, 1, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 0, 1, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 3, 1, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 2, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, HugeNumber, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, MaxNumber + 1, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, HugeNumber, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, 0, 8, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(0, 1, 1, 0, 0, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(HugeNumber, 1, 1, 0, HugeNumber, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, 0, 9, 0)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, 0, 9, HugeNumber)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, 0, 9, 1, 1)));
+}
+
 TEST(StoreRecord, HostileMapsAreRefused) {
   auto const map = [](std::uint64_t count, std::vector<int> const& bytes) {
     return Written([=](sto_ByteWriter& writer) {

@@ -52,7 +52,7 @@ class sto_ElementRead;
 /// - When the record of an open collection is written: its agent writes a pending record when the record is
 ///   read, when the garbage collector starts, when the last holder lets go, when the agent of a list or map of
 ///   objects is deleted, and before the commit. A list of values writes it also when a save begins or ends.
-///   One of objects does not, because its record has all its elements; it undoes a save in memory instead.
+///   One of objects does not, so that it is written once a commit; it undoes a save in memory instead.
 /// - Undoing: first the storage; then NoteIdentity for collections that are about to be lost; then the ids
 ///   with their ties, proxies and loaded objects; then the change notes; then blobs; last the collections,
 ///   which restore what arrays had and rely on all earlier steps.
