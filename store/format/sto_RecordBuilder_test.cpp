@@ -12,7 +12,7 @@ namespace {
 
 /// Writes an int field.
 void Put(sto_RecordBuilder& builder, std::size_t part, sto_FieldKey const& key, std::int32_t value) {
-  sto_ByteWriter(builder.StartField(part, key, sto_Format::Int32)).Number(value);
+  sto_ValueWriter(builder.StartField(part, key, sto_Format::Int32)).Number(value);
 }
 
 /// Decodes what a builder has built, as object 5.

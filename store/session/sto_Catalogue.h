@@ -50,6 +50,9 @@ class sto_Catalogue {
   /// Valid as long as the catalogue. Conflict if the store describes the class version differently.
   [[nodiscard]] sto_ClassInUse* ToWrite(sto_Driver& driver, unsigned int classId);
 
+  /// What ToWrite returned last, null if that is not known any more.
+  [[nodiscard]] sto_ClassInUse* LatestToWrite() const noexcept { return m_LatestToWrite; }
+
   /// Copies another store's description of a class version, unless there is one. False if the store describes
   /// the class version differently.
   [[nodiscard]] bool Adopt(sto_Driver& driver, sto_ClassRow const& row);
@@ -81,7 +84,7 @@ class sto_Catalogue {
 
   /// The shape of an object that is being built; adds it to the store if it is new. Null if the record must
   /// begin with its shape. Valid until Forget. `inUse`: the object's class, or null.
-  [[nodiscard]] sto_NumberedShape const* ShapeToWrite(sto_Driver& driver, sto_RecordBuilder const& builder,
+  [[nodiscard]] sto_NumberedShape const* ShapeToWrite(sto_Driver& driver, sto_RecordBuilder& builder,
                                                       sto_ClassInUse* inUse);
 
   /// The number of an attribute name. Adds the name to the dictionary if it is new.
@@ -135,6 +138,8 @@ class sto_Catalogue {
   sto_Classes m_Classes;
   std::unordered_map<unsigned int, sto_ClassInUse> m_InUse; // ToWrite adds; Forget resets, removes none
   sto_AnswerTable<sto_ClassInUse*> m_Recorded; // by class ID: those of m_InUse that the store describes
+
+  sto_ClassInUse* m_LatestToWrite = nullptr; // set by ToWrite, cleared by Forget
 
   // From the store: set by Load, extended by Record, Adopt and AddName, cleared by Forget.
   bool m_IsLoaded = false;
