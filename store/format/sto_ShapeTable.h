@@ -24,8 +24,9 @@ class sto_ShapeTable {
     return index < m_Shapes.size() ? m_Shapes[static_cast<std::size_t>(index)].get() : nullptr;
   }
 
-  /// The same, for whoever may outlive the table's knowledge of it. REQUIRES: there is such a shape.
-  [[nodiscard]] std::shared_ptr<sto_NumberedShape const> Share(std::int64_t number) const {
+  /// The same, for whoever may outlive the table's knowledge of it. Valid until the table changes. REQUIRES:
+  /// there is such a shape.
+  [[nodiscard]] std::shared_ptr<sto_NumberedShape> const& Share(std::int64_t number) const {
     return m_Shapes[static_cast<std::size_t>(number)];
   }
 

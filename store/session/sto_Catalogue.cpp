@@ -208,8 +208,7 @@ std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) 
   return found == m_NameIds.end() ? 0 : found->second;
 }
 
-void sto_Catalogue::Load(sto_Driver& driver) {
-  if (m_IsLoaded) return;
+void sto_Catalogue::ReadAll(sto_Driver& driver) {
   Forget();
   try {
     ReadClasses(driver);
