@@ -57,12 +57,11 @@ class sto_RecordBuilder {
     return StartNext(to);
   }
   /// Adds a string; none: a string without text.
-  void AddText(std::size_t part, sto_FieldKey const& key, std::optional<sto_ByteView> text) {
-    sto_ValueWriter writer(StartField(part, key, sto_Format::Text));
-    if (text)
-      writer.Sized(text->size() + 1, *text);
-    else
-      writer.U8(0);
+  void AddText(std::size_t part, sto_FieldKey const& key, sto_ByteView text) {
+    sto_ValueWriter(StartField(part, key, sto_Format::Text)).Sized(text.size() + 1, text);
+  }
+  void AddText(std::size_t part, sto_FieldKey const& key, std::nullopt_t) {
+    sto_ValueWriter(StartField(part, key, sto_Format::Text)).U8(0);
   }
   void AddBytes(std::size_t part, sto_FieldKey const& key, sto_ByteView bytes) {
     sto_ValueWriter(StartField(part, key, sto_Format::Bytes)).Sized(bytes.size(), bytes);

@@ -154,7 +154,10 @@ TEST(StoreRecordBuilder, EveryDifferenceMakesAnotherShape) {
     Put(builder, variant == 5 ? 1 : 0, {variant == 6 ? 2 : 1, -1}, variant == 7 ? 99 : 1);
     builder.AddObject(0, {4, -1}, variant == 8 ? sto_Format::Object : sto_Format::Reference, 5,
                       variant == 9 ? 54 : 0);
-    builder.AddText(0, {5, -1}, variant == 10 ? std::optional<sto_ByteView>() : sto_AsBytes("x"));
+    if (variant == 10)
+      builder.AddText(0, {5, -1}, std::nullopt);
+    else
+      builder.AddText(0, {5, -1}, sto_AsBytes("x"));
     if (variant == 11) builder.SetList({sto_Format::ElementInt, 1, 0, false, false, {}}, {});
     if (variant == 12) builder.AddText(0, {6, -1}, std::nullopt);
   };

@@ -173,10 +173,11 @@ cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_U
   return base.release();
 }
 
-inline void sto_MementoWrite::PutText(cls_FieldHandle const& field, std::optional<sto_ByteView> text) {
+template <class Text>
+inline void sto_MementoWrite::PutText(cls_FieldHandle const& field, sto_Format::ValueTag tag, Text text) {
   sto_ClassInUse::Attribute const& attribute = Attribute(field);
   m_Object->PutWhole([&] {
-    CheckTag(field, attribute, text ? sto_Format::Text : sto_Format::NoText);
+    CheckTag(field, attribute, tag);
     m_Object->Record().AddText(m_Part, attribute.m_Key, text);
   });
 }
@@ -184,9 +185,9 @@ inline void sto_MementoWrite::PutText(cls_FieldHandle const& field, std::optiona
 template <class T> void sto_MementoWrite::WriteScalar(cls_FieldHandle const& field, T const& value) {
   if constexpr (std::is_same_v<T, cow_String>) {
     if (value.HasText())
-      PutText(field, sto_AsBytes(value.View()));
+      PutText(field, sto_Format::Text, sto_AsBytes(value.View()));
     else
-      PutText(field, std::nullopt);
+      PutText(field, sto_Format::NoText, std::nullopt);
   } else if constexpr (std::is_same_v<T, bool>) {
     PutValue(field, sto_Format::Bool, [value](sto_ValueWriter& writer) { writer.U8(value ? 1 : 0); });
   } else {

@@ -112,7 +112,8 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
     m_Object->PutField(m_Part, attribute.m_Key, tag, put);
   }
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
-  void PutText(cls_FieldHandle const& field, std::optional<sto_ByteView> text);
+  /// `text`: std::nullopt for a string without text.
+  template <class Text> void PutText(cls_FieldHandle const& field, sto_Format::ValueTag tag, Text text);
   void PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute, std::int64_t id);
   /// Conflict if the collection is open through an agent; Misuse if it is not declared for this shape.
   void CheckBuilder(sto_CollectionShape const& shape) const;
