@@ -12,6 +12,10 @@
 /// module. Thread rule: one thread.
 template <class Value> class sto_AnswerTable {
  public:
+  sto_AnswerTable() = default;
+  sto_AnswerTable(sto_AnswerTable const&) = delete; // it points into itself
+  sto_AnswerTable& operator=(sto_AnswerTable const&) = delete;
+
   /// The answer for a key, null if the table does not have it. Valid until the next Keep or Forget.
   [[nodiscard]] Value const* Find(unsigned int first, unsigned int second = 0) const noexcept {
     // Mostly the same is asked as the last time.
