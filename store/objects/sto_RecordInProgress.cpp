@@ -22,6 +22,7 @@ sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id
     session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
                                            std::to_string(sto_Format::MaxNesting) + " deep (at " +
                                            Describe() + ").");
+  m_Record->Expect(inUse.LatestShape());
   m_Record->AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
 }
 
@@ -35,7 +36,7 @@ sto_RecordInProgress::~sto_RecordInProgress() {
       m_Session.Keep(std::current_exception());
     }
   }
-  m_Session.Save().Builders().GiveBack(std::move(m_Record));
+  m_Session.Save().Builders().GiveBack(m_Record.release());
 }
 
 std::string sto_RecordInProgress::Describe() const {

@@ -97,7 +97,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   template <class Put>
   void PutField(std::size_t part, sto_FieldKey const& key, sto_Format::ValueTag tag, Put put) {
     PutWhole([&] {
-      sto_ByteWriter writer(m_Record->StartField(part, key, tag));
+      sto_ValueWriter writer(m_Record->StartField(part, key, tag));
       put(writer);
     });
   }
