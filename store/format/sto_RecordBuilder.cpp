@@ -115,9 +115,9 @@ sto_ValueBytes& sto_RecordBuilder::StartOtherField(Part& part, sto_ShapeField co
     part.m_IsOpen = true;
     return part.m_Bytes;
   }
-  Depart(part);
+  DepartAll();
   if (std::size_t const earlier = IndexOf(part, field.m_Key); earlier != NotThere) DropField(part, earlier);
-  if (m_FieldCount == sto_Format::MaxFields) RaiseFull(sto_Format::MaxFields, " attributes");
+  if (m_FieldCount >= sto_Format::MaxFields) RaiseFull(sto_Format::MaxFields, " attributes");
   part.m_Fields.push_back({field, part.m_Bytes.size()});
   ++m_FieldCount;
   UpdateIndex(part);
@@ -126,7 +126,7 @@ sto_ValueBytes& sto_RecordBuilder::StartOtherField(Part& part, sto_ShapeField co
 
 void sto_RecordBuilder::AddObject(std::size_t part, sto_FieldKey const& key, std::uint8_t tag,
                                   std::int64_t id, std::uint8_t code) {
-  if (m_Parts[part].m_IsOpen) Depart(m_Parts[part]); // it may be the open field once more
+  if (m_Parts[part].m_IsOpen) DepartAll(); // it may be the open field once more
   sto_ValueWriter(StartField(part, key, tag, code)).ZigZag(sto_Distance(m_Parts.front().m_Id, id));
 }
 
@@ -175,7 +175,7 @@ bool sto_RecordBuilder::SetCollectionCode(std::size_t partIndex, sto_FieldKey co
     part.m_IsOpen = false;
     return true;
   }
-  Depart(part);
+  DepartAll();
   std::size_t const index = IndexOf(part, key);
   if (index == NotThere) return false;
   part.m_Fields[index].m_Described.m_Code = code;

@@ -15,8 +15,8 @@
 /// record is.
 ///
 /// Objects of one class mostly write the same fields in the same order. Each part goes along the expected
-/// shape: a field that comes next there takes a comparison. The first other field makes the part depart from
-/// it; from then on the part has a list of fields of its own.
+/// shape: a field that comes next there takes a comparison. The first other field makes all parts depart from
+/// it; from then on they have lists of fields of their own.
 ///
 /// Internal to the module. Thread rule: one thread.
 class sto_RecordBuilder {
@@ -56,7 +56,7 @@ class sto_RecordBuilder {
       return StartOtherField(to, {key, tag, code});
     return StartNext(to);
   }
-  /// Adds a string; none: a string without text.
+  /// Adds a string; std::nullopt: a string without text.
   void AddText(std::size_t part, sto_FieldKey const& key, sto_ByteView text) {
     sto_ValueWriter(StartField(part, key, sto_Format::Text)).Sized(text.size() + 1, text);
   }
@@ -160,8 +160,8 @@ class sto_RecordBuilder {
   [[nodiscard]] static std::size_t CountAlong(Part const& part) noexcept {
     return static_cast<std::size_t>(part.m_Next - part.m_First) + (part.m_IsOpen ? 1 : 0);
   }
-  /// Leaves the expected shape.
   void Depart(Part& part);
+  /// Leaves the expected shape.
   void DepartAll();
   [[nodiscard]] bool IsAlongToEnd() const noexcept;
   std::size_t AddOtherPart(unsigned int classId, int version, std::int64_t id);

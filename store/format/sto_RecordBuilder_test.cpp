@@ -281,4 +281,23 @@ TEST(StoreRecordBuilder, ExpectedShapeChangesNothing) {
   EXPECT_GT(followed, 500);
 }
 
+TEST(StoreRecordBuilder, PartThatGoesAlongCountsToTheLimitOfFields) {
+  sto_RecordBuilder builder;
+  auto const write = [&builder](int ownFields, int baseFields) {
+    builder.AddPart(9, 1, 5);
+    builder.AddPart(8, 1, 6);
+    for (int i = 0; i < ownFields; ++i) builder.AddText(0, {0, i}, std::nullopt);
+    for (int i = 0; i < baseFields; ++i) builder.AddText(1, {0, i}, std::nullopt);
+  };
+  write(1, 3);
+  std::shared_ptr<sto_NumberedShape const> const shape =
+      std::make_shared<sto_NumberedShape>(sto_NumberedShape{1, builder.Shape()});
+  builder.Reset();
+  builder.Expect(shape);
+  write(static_cast<int>(sto_Format::MaxFields) - 2, 2);
+  EXPECT_THROW(builder.AddText(1, {0, 2}, std::nullopt), sto_Exception);
+  EXPECT_THROW(builder.AddText(1, {0, 3}, std::nullopt), sto_Exception);
+  EXPECT_EQ(builder.Shape().m_Fields.size(), sto_Format::MaxFields);
+}
+
 } // namespace
