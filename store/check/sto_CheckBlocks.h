@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "store/check/sto_CheckResults.h"
+#include "store/format/sto_Codec.h"
+#include "store/format/sto_Record.h"
+
+/// Compares the blocks of a store with the lists and blobs that they belong to: Add each list and blob, Begin, Take
+/// all blocks in ascending order, End. The only place of the check that knows what is in blocks. Memory: 24 bytes
+/// for each list in blocks and each blob. Thread rule: one thread.
+class sto_CheckBlocks {
+ public:
+  /// What the blocks need of the objects.
+  struct Objects {
+    /// The name of an object's class.
+    std::function<std::string(std::int64_t id)> m_ClassOf;
+    /// Whether an object could not be read: then nobody knows what its blocks are.
+    std::function<bool(std::int64_t id)> m_IsUnknown;
+    /// Called with each object that a list of objects holds.
+    std::function<void(std::int64_t list, std::int64_t element)> m_Hold;
+  };
+
+  /// REQUIRES: `results` lives as long as this object.
+  sto_CheckBlocks(sto_CheckResults& results, Objects objects);
+
+  /// A list whose elements are in blocks.
+  void AddList(std::int64_t id, sto_ListHeader const& list);
+  void AddBlob(std::int64_t id, std::int64_t sizeBytes);
+
+  void Begin();
+  void Take(std::int64_t key, sto_ByteView data);
+  void End();
+
+ private:
+  static constexpr std::uint8_t BytesOfBlob = 0xFF;
+  struct Owner {
+    std::int64_t m_Id;
+    std::int64_t m_Count;       // elements, or bytes of a blob
+    std::uint8_t m_ElementType; // BytesOfBlob for a blob
+    bool m_HasFixedIds;
+
+    [[nodiscard]] std::int64_t BlockCount() const noexcept;
+    /// How many elements or bytes a block has.
+    [[nodiscard]] int CountIn(int block) const noexcept;
+  };
+  /// A run of blocks without owner.
+  struct Orphans {
+    std::int64_t m_Id = 0;
+    std::int64_t m_First = 0, m_Count = 0; // m_Count 0: there is none
+  };
+
+  /// Reports what is missing of the owners before `id`.
+  void FinishBefore(std::int64_t id);
+  void ReportMissing(Owner const& owner, std::int64_t first, std::int64_t end);
+  void TakeOrphan(std::int64_t id, std::int64_t block);
+  void ReportOrphans();
+  void CheckContent(Owner const& owner, int block, sto_ByteView content);
+  [[nodiscard]] bool HasElements(Owner const& owner, sto_ByteView content, int count);
+  void Report(sto_CheckKind kind, std::int64_t id, std::int64_t block, std::string const& text);
+  [[nodiscard]] std::string Describe(std::int64_t id) const;
+
+  sto_CheckResults& m_Results;
+  Objects m_Objects;
+  std::vector<Owner> m_Owners; // ascending by id after Begin
+  std::size_t m_At = 0;        // the owner of the blocks that are passing
+  std::int64_t m_Next = 0;     // its next block
+  Orphans m_Orphans;
+  std::vector<std::int64_t> m_Ids; // scratch
+};
+
+/// Whether elements that follow each other in a list's record or in a block are `count` elements of a type.
+[[nodiscard]] bool sto_AreElements(sto_ByteView content, std::uint8_t elementType, int count);
