@@ -274,7 +274,8 @@ class KVL_EXPORT sto_Store {
   /// A crash at any moment, or a failure, leaves a whole store with the same content. After a failure its file may
   /// have grown; a later Compact shrinks it. Room that is needed until it is done: for the moved blocks in the file;
   /// for the whole new content in the system's folder for temporary files (SQLite's; the environment variable
-  /// SQLITE_TMPDIR names another one); for the old content in a journal beside the store, or in its write-ahead log.
+  /// SQLITE_TMPDIR names another one); for the old content in a journal beside the store, or in its write-ahead log. Readers beside a write-ahead log may
+  /// keep the file from shrinking until the last session closes.
   ///
   /// Errors: Misuse while a transaction is open, or an object is being saved or loaded. Busy if another session
   /// writes, or reads in a store without a write-ahead log. Damaged, naming what, and nothing is changed. ReadOnly,

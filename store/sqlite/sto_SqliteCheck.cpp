@@ -1,12 +1,14 @@
 #include "store/sqlite/sto_SqliteCheck.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
 #include <limits>
 #include <string>
-#include <utility>
+#include <string_view>
 
-#include "store/format/sto_BlockKey.h"
 #include "store/format/sto_Checksum.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
 
@@ -23,6 +25,18 @@ constexpr char ReadStarts[] = "SELECT id, substr(record, 1, 24), length(record) 
 
 std::string NumberText(std::int64_t number) {
   return std::to_string(number);
+}
+
+/// SQLite reports pages that it cannot get as damage, also if the system or the memory fails. Raises those.
+void RaiseIfUnreadable(sto_SqliteConnection const& connection, std::string const& text) {
+  constexpr std::string_view WithCode = "unable to get the page. error code=";
+  if (std::size_t const at = text.find(WithCode); at != std::string::npos) {
+    int const code = std::atoi(text.c_str() + at + WithCode.size());
+    if ((code & 0xFF) == SQLITE_NOMEM || (code & 0xFF) == SQLITE_IOERR) connection.Raise(code, true);
+  }
+  if (text.find("failed to get page") != std::string::npos) // a page number that is wrong has another text
+    sto_Raise(sto_ErrorKind::Unavailable,
+              connection.Path() + ": The file cannot be read, or memory has run out: SQLite: " + text);
 }
 
 } // namespace
@@ -82,6 +96,7 @@ void sto_SqliteCheck::RunPragma(char const* sql) {
     if (text == "ok") continue;
     if (text.starts_with(Heading)) text.erase(0, Heading.size());
     std::ranges::replace(text, '\n', ';');
+    RaiseIfUnreadable(m_Connection, text);
     m_Findings.Add(sto_CheckKind::Structure, "", 0, "SQLite finds the file damaged: " + text + ".");
   }
 }
