@@ -213,26 +213,30 @@ TEST_F(StoreCompact, FailureAtAnyFileOperationKeepsTheContent) {
 }
 
 TEST_F(StoreCompact, KillAtAnyFileOperationKeepsTheContent) {
-  std::vector<std::string> const content = Content();
-  std::filesystem::copy_file(Path(), Path("whole"));
-  int killed = 0;
-  for (std::int64_t step = 1;; step += 1 + step / 5) {
-    for (char const* const end : {"", "-journal"}) std::filesystem::remove(Path() + end);
-    std::filesystem::copy_file(Path("whole"), Path());
-    int const code = RunStoreChild([&] {
-      sto_Store store = Open();
-      StoreFaultVfs::StrikeAt(step, StoreFaultVfs::Fault::Kill);
-      store.Compact();
-      bool const hasStruck = StoreFaultVfs::HasStruck();
-      StoreFaultVfs::Disarm();
-      return hasStruck ? 1 : 0;
-    });
-    EXPECT_TRUE(Open().Check(sto_CheckDepth::Full).IsSound()) << step;
-    ASSERT_EQ(Content(), content) << step;
-    if (code == 0) break;
-    ++killed;
+  for (bool const hasLog : {false, true}) {
+    SCOPED_TRACE(hasLog ? "log" : "journal");
+    Make(hasLog);
+    std::vector<std::string> const content = Content();
+    std::filesystem::copy_file(Path(), Path("whole"), std::filesystem::copy_options::overwrite_existing);
+    int killed = 0;
+    for (std::int64_t step = 1;; step += 1 + step / 5) {
+      for (char const* const end : {"", "-journal", "-wal", "-shm"}) std::filesystem::remove(Path() + end);
+      std::filesystem::copy_file(Path("whole"), Path());
+      int const code = RunStoreChild([&] {
+        sto_Store store = Open();
+        StoreFaultVfs::StrikeAt(step, StoreFaultVfs::Fault::Kill);
+        store.Compact();
+        bool const hasStruck = StoreFaultVfs::HasStruck();
+        StoreFaultVfs::Disarm();
+        return hasStruck ? 1 : 0;
+      });
+      EXPECT_TRUE(Open().Check(sto_CheckDepth::Full).IsSound()) << step;
+      ASSERT_EQ(Content(), content) << step;
+      if (code == 0) break;
+      ++killed;
+    }
+    EXPECT_GT(killed, 10);
   }
-  EXPECT_GT(killed, 10);
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "store/format/sto_Checksum.h"
+#include "store/sqlite/sto_SqliteCheckBlocks.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
 
 namespace {
@@ -17,7 +18,6 @@ namespace {
 /// SQLite's own quick check reads every page: in a quick check it is done for files of at most this size.
 constexpr std::int64_t MaxQuickBytes = 64 << 20;
 
-constexpr std::int64_t Least = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t Greatest = std::numeric_limits<std::int64_t>::max();
 
 /// The start of a row of table object, which tells the save and the shape.
@@ -41,35 +41,11 @@ void RaiseIfUnreadable(sto_SqliteConnection const& connection, std::string const
 
 } // namespace
 
-/// Passes blocks on and adds them to the sum.
-class sto_SqliteCheck::BlockSink final : public sto_BlockSink {
- public:
-  explicit BlockSink(sto_SqliteCheck& check) noexcept : m_Check(check) {}
-
-  bool Take(std::int64_t key, sto_ByteView data) override {
-    if (m_HasPrevious && key <= m_Previous)
-      m_Check.m_Findings.AddObject(sto_CheckKind::OrphanRow, "block", key >> sto_Format::BlockIndexBits,
-                                   "A block of object " + NumberText(key >> sto_Format::BlockIndexBits) +
-                                       " is stored twice, or its row is not in its place.");
-    m_HasPrevious = true;
-    m_Previous = key;
-    m_Check.m_Sum.AddBlock(key, data);
-    m_Check.m_Visitor.TakeBlock(key, data);
-    return true;
-  }
-
- private:
-  sto_SqliteCheck& m_Check;
-  bool m_HasPrevious = false;
-  std::int64_t m_Previous = 0;
-};
-
 sto_SqliteCheck::sto_SqliteCheck(sto_SqliteConnection& connection, std::int64_t formatVersion,
-                                 sto_ByteView uuid, sto_SqliteBlocks& blocks,
-                                 std::optional<Pending> const& pending, sto_StorageVisitor& visitor)
-    : m_Connection(connection), m_FormatVersion(formatVersion), m_Blocks(blocks), m_Pending(pending),
-      m_Visitor(visitor), m_Findings(connection, visitor),
-      m_Tables(connection, formatVersion, uuid, m_Findings, visitor, m_Sum) {
+                                 sto_ByteView uuid, std::optional<Pending> const& pending,
+                                 sto_StorageVisitor& visitor)
+    : m_Connection(connection), m_FormatVersion(formatVersion), m_Pending(pending), m_Visitor(visitor),
+      m_Findings(connection, visitor), m_Tables(connection, formatVersion, uuid, m_Findings, visitor, m_Sum) {
   m_Sum.Begin(1, {});
 }
 
@@ -269,10 +245,8 @@ void sto_SqliteCheck::ReadOldObjects(bool withRecords) {
 }
 
 void sto_SqliteCheck::Blocks() {
-  BlockSink sink(*this);
-  m_IsWhole = m_Findings.Try(sto_CheckKind::Structure, "block", [&] {
-    m_Blocks.ReadRange(Least, Greatest, sink);
-  }) && m_IsWhole;
+  m_IsWhole =
+      sto_SqliteCheckBlocks(m_Connection, m_FormatVersion, m_Findings, m_Visitor, m_Sum).Read() && m_IsWhole;
 }
 
 void sto_SqliteCheck::BlockRows() {

@@ -6,7 +6,6 @@
 
 #include "store/driver/sto_StorageWalk.h"
 #include "store/format/sto_PackCodec.h"
-#include "store/sqlite/sto_SqliteBlocks.h"
 #include "store/sqlite/sto_SqliteChanges.h"
 #include "store/sqlite/sto_SqliteCheckTables.h"
 #include "store/sqlite/sto_SqliteFindings.h"
@@ -24,8 +23,7 @@ class sto_SqliteCheck final : public sto_StorageWalk {
 
   /// REQUIRES: the arguments live as long as this object.
   sto_SqliteCheck(sto_SqliteConnection& connection, std::int64_t formatVersion, sto_ByteView uuid,
-                  sto_SqliteBlocks& blocks, std::optional<Pending> const& pending,
-                  sto_StorageVisitor& visitor);
+                  std::optional<Pending> const& pending, sto_StorageVisitor& visitor);
 
   void Structure(bool isFull) override;
   void Tables() override;
@@ -37,8 +35,6 @@ class sto_SqliteCheck final : public sto_StorageWalk {
   [[nodiscard]] sto_StorageSizes Sizes() override;
 
  private:
-  class BlockSink;
-
   [[nodiscard]] bool IsOld() const noexcept { return m_FormatVersion <= sto_Format::VersionWithoutShapes; }
   [[nodiscard]] bool HasPacks() const noexcept { return m_FormatVersion > sto_Format::VersionWithoutPacks; }
   /// Runs one of SQLite's own checks.
@@ -60,7 +56,6 @@ class sto_SqliteCheck final : public sto_StorageWalk {
 
   sto_SqliteConnection& m_Connection;
   std::int64_t m_FormatVersion;
-  sto_SqliteBlocks& m_Blocks;
   std::optional<Pending> m_Pending;
   sto_StorageVisitor& m_Visitor;
   sto_SqliteFindings m_Findings;

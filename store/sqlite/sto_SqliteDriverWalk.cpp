@@ -64,8 +64,7 @@ std::unique_ptr<sto_StorageWalk> sto_SqliteDriver::NewWalk(sto_StorageVisitor& v
     m_Blocks.FinishTransaction();
     pending = {m_Save.m_Number, m_Changes.Sum()};
   }
-  return std::make_unique<sto_SqliteCheck>(*m_Connection, m_FormatVersion, m_Header.m_Uuid, m_Blocks, pending,
-                                           visitor);
+  return std::make_unique<sto_SqliteCheck>(*m_Connection, m_FormatVersion, m_Header.m_Uuid, pending, visitor);
 }
 
 void sto_SqliteDriver::VerifyRows() {
