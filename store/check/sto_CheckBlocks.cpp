@@ -6,26 +6,10 @@
 
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_BlockLayout.h"
-#include "store/format/sto_Checksum.h"
+#include "store/format/sto_ElementCodec.h"
 #include "store/format/sto_IdCodec.h"
 
 namespace {
-
-/// The bytes of an element; 0 if they differ.
-std::size_t FixedBytes(std::uint8_t elementType) noexcept {
-  switch (elementType) {
-  case sto_Format::ElementBool:
-    return 1;
-  case sto_Format::ElementFloat:
-  case sto_Format::ElementInt:
-  case sto_Format::ElementUInt:
-    return 4;
-  case sto_Format::ElementDouble:
-    return 8;
-  default:
-    return 0;
-  }
-}
 
 std::string RunText(std::int64_t first, std::int64_t count) {
   if (count == 1) return "Block " + std::to_string(first);
@@ -34,8 +18,13 @@ std::string RunText(std::int64_t first, std::int64_t count) {
 
 } // namespace
 
+std::size_t sto_FixedBytes(std::uint8_t elementType) noexcept {
+  bool const differ = elementType == sto_Format::ElementString || elementType == sto_Format::ElementObject;
+  return differ ? 0 : sto_ElementBytes(elementType);
+}
+
 bool sto_AreElements(sto_ByteView content, std::uint8_t elementType, int count) {
-  if (std::size_t const size = FixedBytes(elementType); size != 0)
+  if (std::size_t const size = sto_FixedBytes(elementType); size != 0)
     return content.size() == static_cast<std::size_t>(count) * size;
   sto_ByteReader reader(content);
   for (int i = 0; i < count && !reader.Failed(); ++i)
@@ -75,15 +64,14 @@ void sto_CheckBlocks::Take(std::int64_t key, sto_ByteView data) {
   auto const block = static_cast<int>(key & ((std::int64_t{1} << sto_Format::BlockIndexBits) - 1));
   FinishBefore(id);
   bool const isOwned = m_At < m_Owners.size() && m_Owners[m_At].m_Id == id;
-  sto_ByteView content = data;
-  bool const isSound = sto_Unseal(static_cast<std::uint64_t>(key), content);
+  bool const isSound = sto_BlockCodec::IsSound(key, data);
   if (!isSound)
     Report(sto_CheckKind::DamagedRow, id, block,
            "Block " + std::to_string(block) + " of " + Describe(id) + " does not fit its checksum.");
   if (!isOwned || block >= m_Owners[m_At].BlockCount()) return TakeOrphan(id, block);
   if (block > m_Next) ReportMissing(m_Owners[m_At], m_Next, block);
   m_Next = std::max<std::int64_t>(m_Next, block + 1);
-  if (isSound) CheckContent(m_Owners[m_At], block, content);
+  if (isSound) CheckContent(m_Owners[m_At], block, m_Codec.Open(data, m_Restored));
 }
 
 void sto_CheckBlocks::FinishBefore(std::int64_t id) {
@@ -118,9 +106,9 @@ void sto_CheckBlocks::ReportOrphans() {
              " to no list or blob.");
 }
 
-void sto_CheckBlocks::CheckContent(Owner const& owner, int block, sto_ByteView content) {
+void sto_CheckBlocks::CheckContent(Owner const& owner, int block, std::optional<sto_ByteView> content) {
   int const count = owner.CountIn(block);
-  if (HasElements(owner, content, count)) return;
+  if (content && HasElements(owner, *content, count)) return;
   Report(sto_CheckKind::WrongBlock, owner.m_Id, block,
          "Block " + std::to_string(block) + " of " + Describe(owner.m_Id) + " does not have the " +
              std::to_string(count) + (owner.m_ElementType == BytesOfBlob ? " bytes" : " elements") +

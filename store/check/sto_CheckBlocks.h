@@ -3,11 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "store/check/sto_CheckResults.h"
-#include "store/format/sto_Codec.h"
+#include "store/format/sto_BlockCodec.h"
 #include "store/format/sto_Record.h"
 
 /// Compares the blocks of a store with the lists and blobs that they belong to: Add each list and blob, Begin, Take
@@ -59,7 +60,8 @@ class sto_CheckBlocks {
   void ReportMissing(Owner const& owner, std::int64_t first, std::int64_t end);
   void TakeOrphan(std::int64_t id, std::int64_t block);
   void ReportOrphans();
-  void CheckContent(Owner const& owner, int block, sto_ByteView content);
+  /// `content`: empty if it cannot be restored.
+  void CheckContent(Owner const& owner, int block, std::optional<sto_ByteView> content);
   [[nodiscard]] bool HasElements(Owner const& owner, sto_ByteView content, int count);
   void Report(sto_CheckKind kind, std::int64_t id, std::int64_t block, std::string const& text);
   [[nodiscard]] std::string Describe(std::int64_t id) const;
@@ -70,8 +72,13 @@ class sto_CheckBlocks {
   std::size_t m_At = 0;        // the owner of the blocks that are passing
   std::int64_t m_Next = 0;     // its next block
   Orphans m_Orphans;
+  sto_BlockCodec m_Codec;
+  sto_Bytes m_Restored;            // scratch: the content of a compressed block
   std::vector<std::int64_t> m_Ids; // scratch
 };
+
+/// The bytes of an element of a list, 0 if they differ.
+[[nodiscard]] std::size_t sto_FixedBytes(std::uint8_t elementType) noexcept;
 
 /// Whether elements that follow each other in a list's record or in a block are `count` elements of a type.
 [[nodiscard]] bool sto_AreElements(sto_ByteView content, std::uint8_t elementType, int count);

@@ -12,6 +12,13 @@ namespace {
 
 using Kind = sto_CheckKind;
 
+/// A sound block that is not compressed.
+StoreBytes BlockOf(std::int64_t key, StoreBytes const& content) {
+  StoreBytes block = WithChecksum(key, content);
+  block.insert(block.end() - 8, std::byte{0});
+  return block;
+}
+
 std::string TextOf(sto_CheckReport const& report) {
   std::string text;
   for (sto_CheckFinding const& finding : report.m_Findings)
@@ -64,7 +71,7 @@ class StoreCheck : public StoreFileTest {
   }
   /// The lists in blocks, by the number of their blocks.
   [[nodiscard]] std::int64_t ListWithBlocks(int count) const {
-    return Number("SELECT key >> 20 FROM block GROUP BY key >> 20 HAVING count(*) = " +
+    return Number("SELECT key >> 20 FROM stored_block GROUP BY key >> 20 HAVING count(*) = " +
                   std::to_string(count));
   }
 };
@@ -77,7 +84,7 @@ TEST_F(StoreCheck, SoundStoreHasNoFindings) {
   EXPECT_EQ(report.m_Unreachable, 0);
   EXPECT_EQ(report.m_Counts.m_Objects, Open().ObjectCount());
   EXPECT_EQ(report.m_Counts.m_Blocks,
-            Number("SELECT (SELECT count(*) FROM block) + count(*) FROM moved_block"));
+            Number("SELECT (SELECT count(*) FROM stored_block) + count(*) FROM moved_block"));
   EXPECT_GT(Number("SELECT count(*) FROM moved_block"), 0);
   EXPECT_EQ(report.m_Counts.m_Roots, Number("SELECT count(*) FROM root"));
   EXPECT_EQ(report.m_Counts.m_Shapes, Number("SELECT count(*) FROM shape"));
@@ -230,7 +237,7 @@ TEST_F(StoreCheck, MissingNewestSaveIsFound) {
 TEST_F(StoreCheck, DamagedRowsOfTheCatalogueDoNotHideTheRest) {
   Run("UPDATE class SET name = 'Other' WHERE name = 'Node'; UPDATE name SET text = 'm_Other' WHERE id = 1;"
       "UPDATE shape SET data = zeroblob(9) WHERE id = (SELECT max(id) FROM shape)");
-  Run("DELETE FROM block WHERE key = (" + std::to_string(ListWithBlocks(2)) + " << 20) + 1");
+  Run("DELETE FROM stored_block WHERE key = (" + std::to_string(ListWithBlocks(2)) + " << 20) + 1");
   for (sto_CheckDepth const depth : {sto_CheckDepth::Quick, sto_CheckDepth::Full}) {
     sto_CheckReport const report = Check(depth);
     EXPECT_GE(CountOf(report, Kind::Catalogue), 3U) << TextOf(report);
@@ -359,8 +366,9 @@ TEST_F(StoreCheck, CollectionThatDoesNotFitItsAttributeIsFound) {
 }
 
 TEST_F(StoreCheck, MissingBlocksAreFoundAsRuns) {
-  std::int64_t const blob = Number("SELECT key >> 20 FROM block GROUP BY key >> 20 HAVING count(*) = 3");
-  Run("DELETE FROM block WHERE key >> 20 = " + std::to_string(blob) + " AND key & 1048575 > 0");
+  std::int64_t const blob =
+      Number("SELECT key >> 20 FROM stored_block GROUP BY key >> 20 HAVING count(*) = 3");
+  Run("DELETE FROM stored_block WHERE key >> 20 = " + std::to_string(blob) + " AND key & 1048575 > 0");
   sto_CheckFinding const finding = Find(Check(), Kind::MissingBlock);
   EXPECT_EQ(finding.m_ObjectId, blob);
   EXPECT_EQ(finding.m_Class, "cls_Blob");
@@ -370,8 +378,8 @@ TEST_F(StoreCheck, MissingBlocksAreFoundAsRuns) {
 TEST_F(StoreCheck, DamagedBlockIsFound) {
   std::int64_t const list = ListWithBlocks(2);
   sto_CheckFinding const finding =
-      FindAfter(Kind::DamagedRow,
-                "UPDATE block SET data = zeroblob(length(data)) WHERE key = " + std::to_string(list << 20));
+      FindAfter(Kind::DamagedRow, "UPDATE stored_block SET data = zeroblob(length(data)) WHERE key = " +
+                                      std::to_string(list << 20));
   EXPECT_EQ(finding.m_Table, "block");
   EXPECT_EQ(finding.m_ObjectId, list);
   EXPECT_EQ(finding.m_Block, 0);
@@ -379,22 +387,22 @@ TEST_F(StoreCheck, DamagedBlockIsFound) {
 
 TEST_F(StoreCheck, SoundBlockOfWrongSizeIsFound) {
   std::int64_t const key = ListWithBlocks(3) << 20;
-  SqlFile(Path()).Run("UPDATE block SET data = ? WHERE key = " + std::to_string(key),
-                      WithChecksum(key, StoreBytes(100)));
+  SqlFile(Path()).Run("UPDATE stored_block SET data = ? WHERE key = " + std::to_string(key),
+                      BlockOf(key, StoreBytes(100)));
   EXPECT_EQ(Find(Check(), Kind::WrongBlock).m_ObjectId, key >> 20);
 }
 
 TEST_F(StoreCheck, OrphanBlocksAreFound) {
   std::int64_t const id = RootId("nodes");
   std::int64_t const key = id << 20;
-  SqlFile(Path()).Run("INSERT INTO block VALUES(" + std::to_string(key) + ", ?)",
-                      WithChecksum(key, StoreBytes(100)));
+  SqlFile(Path()).Run("INSERT INTO stored_block VALUES(" + std::to_string(key) + ", ?)",
+                      BlockOf(key, StoreBytes(100)));
   sto_CheckFinding const finding = Find(Check(), Kind::OrphanBlock);
   EXPECT_EQ(finding.m_ObjectId, id);
   EXPECT_EQ(finding.m_Class, "Node");
   std::int64_t const behind = (ListWithBlocks(3) << 20) + 3;
-  SqlFile(Path()).Run("INSERT INTO block VALUES(" + std::to_string(behind) + ", ?)",
-                      WithChecksum(behind, StoreBytes(100)));
+  SqlFile(Path()).Run("INSERT INTO stored_block VALUES(" + std::to_string(behind) + ", ?)",
+                      BlockOf(behind, StoreBytes(100)));
   EXPECT_EQ(CountOf(Check(), Kind::OrphanBlock), 2U);
 }
 
@@ -410,9 +418,35 @@ TEST_F(StoreCheck, PlaceWithoutARowIsFound) {
   Find(Check(), Kind::MissingBlock);
 }
 
-TEST_F(StoreCheck, BlockInBothTablesIsFound) {
-  FindAfter(Kind::OrphanRow,
-            "INSERT INTO block SELECT key, data FROM block_place JOIN moved_block USING(place) LIMIT 1");
+TEST_F(StoreCheck, BlockWhoseRowIsUnderAWrongKeyIsFound) {
+  Run("UPDATE block SET key = key + 1 WHERE key = (SELECT max(key) FROM block)");
+  sto_CheckReport const report = Check();
+  EXPECT_TRUE(std::ranges::any_of(report.m_Findings, [](sto_CheckFinding const& finding) {
+    return finding.m_Kind == Kind::DamagedRow && Contains(finding.m_Text, "under a wrong key");
+  })) << TextOf(report);
+  Find(report, Kind::MissingBlock);
+}
+
+TEST_F(StoreCheck, WrongDirectoryOfBlocksIsFound) {
+  sto_CheckFinding const finding = FindAfter(
+      Kind::DamagedRow, "UPDATE block SET data = data || x'00' WHERE key = (SELECT max(key) FROM block)");
+  EXPECT_TRUE(Contains(finding.m_Text, "directory")) << finding.m_Text;
+}
+
+TEST_F(StoreCheck, CompressedBlocksAreChecked) {
+  sto_Options options;
+  options.m_Compress = true;
+  {
+    sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadWrite, StoreEverything::Classes(), options);
+    store.Save("packed", Picture(50'000));
+  }
+  sto_CheckReport const report = Check();
+  EXPECT_TRUE(report.IsSound()) << TextOf(report);
+  std::int64_t const blob = RootId("packed") + 1;
+  EXPECT_LT(Number("SELECT sum(length(data)) FROM stored_block WHERE key >> 20 = " + std::to_string(blob)),
+            10'000);
+  Run("UPDATE stored_block SET data = zeroblob(length(data)) WHERE key = " + std::to_string(blob << 20));
+  EXPECT_EQ(Find(Check(), Kind::DamagedRow).m_ObjectId, blob);
 }
 
 TEST_F(StoreCheck, ObjectInBothTablesIsFound) {

@@ -35,7 +35,7 @@ class StoreCompact : public StoreFileTest {
   /// All rows but those of moved blocks, which are shown as the blocks that they are.
   [[nodiscard]] std::vector<std::string> Content() const {
     return Rows(
-        "SELECT key || ' ' || hex(data) FROM (SELECT key, data FROM block UNION ALL SELECT key, "
+        "SELECT key || ' ' || hex(data) FROM (SELECT key, data FROM stored_block UNION ALL SELECT key, "
         "moved_block.data FROM block_place JOIN moved_block USING(place) ORDER BY 1) UNION ALL "
         "SELECT key || ' ' || hex(data) FROM pack UNION ALL SELECT id || ' ' || hex(record) FROM object "
         "UNION ALL SELECT name || ' ' || object_id || ' ' || class_id || ' ' || checksum FROM root UNION ALL "
@@ -172,7 +172,8 @@ TEST_F(StoreCompact, DamagedStoreIsNotChanged) {
   EXPECT_EQ(FileBytes(Path()).size(), before.size());
   {
     SqlFile file(Path());
-    file.Run("UPDATE block SET data = zeroblob(length(data)) WHERE key = (SELECT max(key) FROM block)");
+    file.Run(
+        "UPDATE stored_block SET data = zeroblob(length(data)) WHERE key = (SELECT max(key) FROM stored_block)");
   }
   sto_Store store = Open();
   MessageOf(sto_ErrorKind::Damaged, [&] { store.Compact(); });

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "store/check/sto_CheckBlocks.h"
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_ElementCodec.h"
@@ -15,21 +16,6 @@ bool IsLarger(sto_ArrayStat const& a, sto_ArrayStat const& b) noexcept {
 }
 
 constexpr char BytesOfBlob[] = "bytes";
-
-std::int64_t FixedBytes(std::uint8_t elementType) noexcept {
-  switch (elementType) {
-  case sto_Format::ElementBool:
-    return 1;
-  case sto_Format::ElementDouble:
-    return 8;
-  case sto_Format::ElementFloat:
-  case sto_Format::ElementInt:
-  case sto_Format::ElementUInt:
-    return 4;
-  default:
-    return 0;
-  }
-}
 
 } // namespace
 
@@ -109,7 +95,8 @@ void sto_StatMaker::EndArray() {
     } else if (m_Record.List()) {
       m_Array.m_ElementType = sto_ElementTypeName(m_Record.List()->m_ElementType);
       m_Array.m_Count = m_Record.List()->m_Count;
-      m_Array.m_ContentBytes = m_Array.m_Count * FixedBytes(m_Record.List()->m_ElementType);
+      m_Array.m_ContentBytes =
+          m_Array.m_Count * static_cast<std::int64_t>(sto_FixedBytes(m_Record.List()->m_ElementType));
       ++m_Stat.m_ArrayCount;
       m_Stat.m_ArrayBytes += m_Array.m_StoredBytes;
     }

@@ -69,6 +69,20 @@ template <> struct sto_ElementCodec<sto_ObjectId> {
   static constexpr sto_Format::ElementType ElementType = sto_Format::ElementObject;
 };
 
+/// The bytes of an element of a list, 1 if they differ: what compression shuffles.
+[[nodiscard]] constexpr std::size_t sto_ElementBytes(std::uint8_t type) noexcept {
+  switch (type) {
+  case sto_Format::ElementFloat:
+  case sto_Format::ElementUInt:
+  case sto_Format::ElementInt:
+    return 4;
+  case sto_Format::ElementDouble:
+    return 8;
+  default:
+    return 1;
+  }
+}
+
 /// The printable name of an element type.
 [[nodiscard]] inline char const* sto_ElementTypeName(std::uint8_t type) noexcept {
   switch (type) {

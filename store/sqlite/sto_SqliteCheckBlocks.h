@@ -23,7 +23,10 @@ class sto_SqliteCheckBlocks {
   class Moved;
 
   void ReadAll();
+  /// Takes the blocks of a shared row, and the moved ones before and between them.
   void TakeRow(std::int64_t key, sto_ByteView row, Moved& moved);
+  /// Takes a block, unless it is empty, or a moved one counts instead of it.
+  void TakeSlot(std::int64_t key, sto_ByteView block, Moved& moved);
   void Take(std::int64_t key, sto_ByteView block);
 
   sto_SqliteConnection& m_Connection;
@@ -32,4 +35,5 @@ class sto_SqliteCheckBlocks {
   sto_StorageVisitor& m_Visitor;
   sto_SqliteChanges& m_Sum;
   std::optional<std::int64_t> m_Previous; // the key of the block that was passed last
+  sto_Bytes m_Converted;                  // scratch: a block of an older format
 };

@@ -1,5 +1,5 @@
 #include "store/base/sto_Exception.h"
-#include "store/format/sto_Checksum.h"
+#include "store/format/sto_BlockCodec.h"
 #include "store/sqlite/sto_SqliteCheck.h"
 #include "store/sqlite/sto_SqliteCompact.h"
 #include "store/sqlite/sto_SqliteDriver.h"
@@ -19,7 +19,7 @@ class Verifier final : public sto_StorageVisitor {
       Raise("The record of object " + std::to_string(id) + " does not fit its checksum.");
   }
   void TakeBlock(std::int64_t key, sto_ByteView data) override {
-    if (!sto_Unseal(static_cast<std::uint64_t>(key), data))
+    if (!sto_BlockCodec::IsSound(key, data))
       Raise("A block of object " + std::to_string(key >> sto_Format::BlockIndexBits) +
             " does not fit its checksum.");
   }
@@ -47,7 +47,7 @@ void sto_SqliteDriver::BeginWalk() {
     m_Objects.Begin(false, 0);
     if (m_OldObjects) m_OldObjects->Drop();
     m_Roots.Drop();
-    m_Blocks.Begin(m_FormatVersion > sto_Format::VersionWithoutPacks, false);
+    m_Blocks.Begin(false);
   } catch (...) {
     Rollback();
     throw;
@@ -81,7 +81,7 @@ void sto_SqliteDriver::Compact() {
   Begin(true);
   try {
     sto_SqliteCompact::ReturnMovedBlocks(*m_Connection);
-    m_Blocks.Begin(true, false); // no block is moved any more
+    m_Blocks.Begin(false); // what it knew of moved blocks is over
     VerifyRows();
     m_Transaction.Commit(); // without an entry in the log: the content is the same
   } catch (...) {

@@ -84,8 +84,8 @@ class StoreFlips {
   /// A save moves a block only if it overwrites many.
   void MoveABlock() const {
     SqlFile file(m_Path);
-    file.Run("INSERT INTO moved_block SELECT 1, data FROM block WHERE key = (SELECT max(key) FROM block);"
-             "INSERT INTO block_place SELECT max(key), 1 FROM block;"
+    file.Run("INSERT INTO moved_block SELECT 1, data FROM stored_block ORDER BY key DESC LIMIT 1;"
+             "INSERT INTO block_place SELECT max(key), 1 FROM stored_block;"
              "DELETE FROM block WHERE key = (SELECT key FROM block_place)");
   }
   static Contents Content(sto_Store& store) {
