@@ -125,6 +125,24 @@ TEST_F(StoreCompact, WritesUnwrittenChangesOfArraysFirst) {
   EXPECT_EQ(Open(sto_Mode::ReadOnly).Load<Bulk>("bulk 3")->m_Array.ConstGet(2), 99);
 }
 
+TEST_F(StoreCompact, BlocksThatAreTooLongToShareARowKeepTheirOwn) {
+  sto_Store store = Open();
+  cow_String const text(std::string(40, 'x'));
+  SaveFields(
+      store,
+      [&](cls_WriteVisitor const& visitor) {
+        auto const list = WriteIn(visitor, "m_List", ListClass);
+        auto const texts = Own(list->MakeWriteListPrim(static_cast<cow_String const*>(nullptr), 1));
+        for (int i = 0; i < 5000; ++i) texts->Append(text);
+      },
+      "texts");
+  std::vector<std::string> const before = Content();
+  store.Compact();
+  EXPECT_EQ(Number("SELECT count(*) FROM moved_block"), 2); // the two whole blocks of texts
+  EXPECT_EQ(Content(), before);
+  EXPECT_TRUE(store.Check(sto_CheckDepth::Full).IsSound());
+}
+
 TEST_F(StoreCompact, IsRefusedInATransaction) {
   sto_Store store = Open();
   {
