@@ -79,7 +79,7 @@ TEST(StoreShape, BytesMayContinueAfterIt) {
 
 TEST(StoreShape, EveryContentComesBack) {
   for (std::initializer_list<int> const content : std::initializer_list<std::initializer_list<int>>{
-           {0}, {1, 1}, {1, 7}, {2, 4}, {3, 1, 2}, {3, 2, 7}, {4}, {5, 7}}) {
+           {0}, {1, 1}, {1, 7}, {2, 4}, {3, 1, 2}, {3, 2, 7}, {4}, {5, 7}, {8, 1, 2}, {8, 2, 7}, {9}}) {
     sto_Bytes bytes = ShapeBytes({1, 1, 9, 2, 0});
     sto_Bytes const rest = ShapeBytes(content);
     bytes.insert(bytes.end(), rest.begin(), rest.end());
@@ -104,13 +104,15 @@ TEST(StoreShape, UnknownFlagsTagsAndContentsAreRefused) {
     EXPECT_FALSE(IsTaken(ShapeBytes({flags, 1, 9, 2, 0, 0}))) << flags;
   for (int const tag : {0, 1, 17, 18, 127, 255})
     EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 1, 3, tag, 0}))) << tag;
-  for (int const kind : {6, 7, 127, 255})
+  for (int const kind : {6, 7, 10, 127, 255})
     EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, 1, 2}))) << kind;
   for (int const type : {0, 8, 255})
     for (int const kind : {1, 2, 5}) EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, type}))) << type;
-  for (int const key : {0, 3, 255}) EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, 3, key, 2}))) << key;
-  for (int const type : {0, 1, 8, 255})
-    EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, 3, 1, type}))) << type;
+  for (int const kind : {3, 8}) {
+    for (int const key : {0, 3, 255}) EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, key, 2}))) << key;
+    for (int const type : {0, 1, 8, 255})
+      EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, 1, type}))) << type;
+  }
 }
 
 TEST(StoreShape, AbsurdCountsAreRefused) {
