@@ -8,6 +8,8 @@
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/format/sto_IdCodec.h"
+#include "store/format/sto_MapWalk.h"
+#include "store/session/sto_MapChunks.h"
 
 namespace {
 
@@ -53,6 +55,17 @@ void sto_CheckBlocks::AddBlob(std::int64_t id, std::int64_t sizeBytes) {
   m_Owners.push_back({id, sizeBytes, BytesOfBlob, false});
 }
 
+void sto_CheckBlocks::AddMap(std::int64_t id, sto_MapHeader const& map, sto_ChunkDirectory const& directory) {
+  m_Owners.push_back({id, static_cast<std::int64_t>(m_Maps.size()), ChunksOfMap, false});
+  Map& added = m_Maps.emplace_back(Map{map, directory.m_Chunks});
+  added.m_Header.m_Entries = {}; // a view of the record
+  for (sto_Chunk const& page : directory.m_Pages) {
+    added.m_Blocks.push_back(page);
+    added.m_Blocks.back().m_Count = 0;
+  }
+  std::ranges::sort(added.m_Blocks, {}, &sto_Chunk::m_Number);
+}
+
 void sto_CheckBlocks::Begin() {
   std::ranges::sort(m_Owners, {}, &Owner::m_Id);
 }
@@ -68,6 +81,8 @@ void sto_CheckBlocks::Take(std::int64_t key, sto_ByteView data) {
   if (!isSound)
     Report(sto_CheckKind::DamagedRow, id, block,
            "Block " + std::to_string(block) + " of " + Describe(id) + " does not fit its checksum.");
+  if (isOwned && m_Owners[m_At].m_ElementType == ChunksOfMap)
+    return TakeOfMap(m_Owners[m_At], block, data, isSound);
   if (!isOwned || block >= m_Owners[m_At].BlockCount()) return TakeOrphan(id, block);
   if (block > m_Next) ReportMissing(m_Owners[m_At], m_Next, block);
   m_Next = std::max<std::int64_t>(m_Next, block + 1);
@@ -77,7 +92,48 @@ void sto_CheckBlocks::Take(std::int64_t key, sto_ByteView data) {
 void sto_CheckBlocks::FinishBefore(std::int64_t id) {
   if (m_Orphans.m_Count > 0 && m_Orphans.m_Id != id) ReportOrphans();
   for (; m_At < m_Owners.size() && m_Owners[m_At].m_Id < id; ++m_At, m_Next = 0)
-    ReportMissing(m_Owners[m_At], m_Next, m_Owners[m_At].BlockCount());
+    if (Owner const& owner = m_Owners[m_At]; owner.m_ElementType == ChunksOfMap)
+      ReportMissing(owner, m_Maps[static_cast<std::size_t>(owner.m_Count)],
+                    std::numeric_limits<std::int64_t>::max());
+    else
+      ReportMissing(owner, m_Next, owner.BlockCount());
+}
+
+void sto_CheckBlocks::ReportMissing(Owner const& owner, Map const& map, std::int64_t before) {
+  for (; m_Next < static_cast<std::int64_t>(map.m_Blocks.size()); ++m_Next) {
+    std::int64_t const number = map.m_Blocks[static_cast<std::size_t>(m_Next)].m_Number;
+    if (number >= before) return;
+    ReportMissing(owner, number, number + 1);
+  }
+}
+
+void sto_CheckBlocks::TakeOfMap(Owner const& owner, int block, sto_ByteView data, bool isSound) {
+  Map const& map = m_Maps[static_cast<std::size_t>(owner.m_Count)];
+  ReportMissing(owner, map, block);
+  auto const next = static_cast<std::size_t>(m_Next);
+  if (next == map.m_Blocks.size() || map.m_Blocks[next].m_Number != block)
+    return TakeOrphan(owner.m_Id, block);
+  ++m_Next;
+  if (!isSound) return;
+  std::optional<sto_ByteView> const content = m_Codec.Open(data, m_Restored);
+  if (content && IsChunk(owner.m_Id, map, map.m_Blocks[next], *content)) return;
+  Report(sto_CheckKind::WrongBlock, owner.m_Id, block,
+         "Block " + std::to_string(block) + " of " + Describe(owner.m_Id) +
+             " does not have the entries that the directory of its map says.");
+}
+
+bool sto_CheckBlocks::IsChunk(std::int64_t id, Map const& map, sto_Chunk const& chunk, sto_ByteView content) {
+  if (sto_ChunkChecksum(content) != chunk.m_Checksum) return false;
+  if (chunk.m_Count == 0) return true; // a page, which was decoded with the record
+  bool const holdsObjects = map.m_Header.m_ElementType == sto_Format::ElementObject;
+  bool isFirst = true;
+  sto_MapWalk walk(sto_MapOfChunk(map.m_Header, chunk.m_Count, content));
+  while (walk.Next()) {
+    bool const hasKey = std::exchange(isFirst, false) && !chunk.m_FirstKey.empty();
+    if (hasKey && !std::ranges::equal(walk.Key(), chunk.m_FirstKey)) return false;
+    if (holdsObjects) m_Objects.m_Hold(id, static_cast<std::int64_t>(walk.ObjectId()));
+  }
+  return walk.IsComplete();
 }
 
 void sto_CheckBlocks::End() {

@@ -14,8 +14,10 @@ std::optional<sto_CollectionShape> CollectionOf(sto_Shape const& shape) {
   case sto_Format::ContentNone:
     return std::nullopt;
   case sto_Format::ContentIntTable:
+  case sto_Format::ContentTableInChunks:
     return sto_CollectionShape{sto_Format::ElementInt, sto_Format::KeyInt, true};
   case sto_Format::ContentMap:
+  case sto_Format::ContentMapInChunks:
     return sto_CollectionShape{shape.m_Content.m_ElementType, shape.m_Content.m_KeyType};
   default:
     return sto_CollectionShape::List(shape.m_Content.m_ElementType);

@@ -433,6 +433,39 @@ TEST_F(StoreCheck, WrongDirectoryOfBlocksIsFound) {
   EXPECT_TRUE(Contains(finding.m_Text, "directory")) << finding.m_Text;
 }
 
+TEST_F(StoreCheck, MapsInChunksAreChecked) {
+  {
+    sto_Store store = Open(sto_Mode::ReadWrite);
+    SaveFields(
+        store,
+        [](cls_WriteVisitor const& visitor) {
+          auto const any = WriteIn(visitor, "m_Any", MapClass);
+          auto const map = Own(any->MakeWriteMapInt2Prim(static_cast<double const*>(nullptr)));
+          for (int i = 0; i < 60'000; ++i) map->Insert(i, i / 4.0); // so many that the directory is in pages
+          auto const byInt = Own(visitor.Memento()->MakeFieldWriteMapInt2Obj(Field("m_ByInt"), cls_Uid()));
+          Node const node(1);
+          for (int i = 0; i < 6000; ++i) InsertNode(*byInt, i, node);
+        },
+        "maps");
+  }
+  sto_CheckReport const report = Check();
+  EXPECT_TRUE(report.IsSound()) << TextOf(report);
+  EXPECT_EQ(report.m_IsSumRight, true);
+  std::int64_t const map = RootId("maps") + 1;
+  auto const withBlock = [&](int number) { return std::to_string((map << 20) + number); };
+  EXPECT_GT(Number("SELECT count(*) FROM stored_block WHERE key >> 20 = " + std::to_string(map)), 50);
+  Run("DELETE FROM stored_block WHERE key = " + withBlock(3));
+  sto_CheckFinding const missing = Find(Check(), Kind::MissingBlock);
+  EXPECT_EQ(missing.m_ObjectId, map);
+  EXPECT_EQ(missing.m_Block, 3);
+  SqlFile(Path()).Run("INSERT INTO stored_block VALUES(" + withBlock(3) + ", ?)",
+                      BlockOf((map << 20) + 3, StoreBytes(100)));
+  EXPECT_EQ(Find(Check(), Kind::WrongBlock).m_Block, 3);
+  SqlFile(Path()).Run("INSERT INTO stored_block VALUES(" + withBlock(5000) + ", ?)",
+                      BlockOf((map << 20) + 5000, StoreBytes(100)));
+  EXPECT_EQ(Find(Check(), Kind::OrphanBlock).m_Block, 5000);
+}
+
 TEST_F(StoreCheck, CompressedBlocksAreChecked) {
   sto_Options options;
   options.m_Compress = true;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "store/base/sto_Exception.h"
+#include "store/format/sto_BlockKey.h"
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_CollectionFields.h"
@@ -156,10 +158,38 @@ void sto_Checker::HoldElement(std::int64_t holder, std::int64_t element) {
 
 void sto_Checker::CheckContent(std::int64_t id) {
   if (m_Record.List()) CheckList(id, *m_Record.List());
-  if (m_Record.Map() && m_Record.Map()->m_ElementType == sto_Format::ElementObject)
-    for (sto_MapWalk walk(*m_Record.Map()); walk.Next();)
-      HoldElement(id, static_cast<std::int64_t>(walk.ObjectId()));
+  if (m_Record.Map()) CheckMap(id, *m_Record.Map());
   if (m_Record.ClassId() == cls_BlobTypeId) CheckBlob(id);
+}
+
+void sto_Checker::CheckMap(std::int64_t id, sto_MapHeader const& map) {
+  if (!map.m_InChunks) {
+    if (map.m_ElementType != sto_Format::ElementObject) return;
+    for (sto_MapWalk walk(map); walk.Next();) HoldElement(id, static_cast<std::int64_t>(walk.ObjectId()));
+    return;
+  }
+  sto_ChunkDirectory directory = sto_DecodeDirectory(map).value_or(sto_ChunkDirectory());
+  bool isRead = true;
+  for (sto_Chunk const& page : directory.m_Pages) isRead = ReadPage(id, page, directory) && isRead;
+  sto_ChunkNumbers numbers;
+  if (!isRead)
+    m_Damaged.Add(id); // reported with the pages' blocks; those of the chunks have no owner that is known
+  else if (!directory.IsWhole(map, numbers))
+    ReportObject(id, m_Record.ClassId(), "is damaged: the directory of its map does not fit its entries");
+  m_Blocks.AddMap(id, map, directory);
+}
+
+bool sto_Checker::ReadPage(std::int64_t id, sto_Chunk const& page, sto_ChunkDirectory& directory) {
+  std::int64_t const key = sto_BlockKey(id, page.m_Number);
+  try {
+    if (!m_Driver.ReadBlock(key, m_Page)) return false;
+  } catch (sto_Exception const& failure) { // found with the blocks
+    if (failure.Kind() != sto_ErrorKind::Damaged) throw;
+    return false;
+  }
+  if (!sto_BlockCodec::IsSound(key, m_Page)) return false;
+  std::optional<sto_ByteView> const content = m_Codec.Open(m_Page, m_Restored);
+  return content && sto_ChunkChecksum(*content) == page.m_Checksum && directory.AddPage(page, *content);
 }
 
 void sto_Checker::CheckList(std::int64_t id, sto_ListHeader const& list) {

@@ -50,6 +50,9 @@ class sto_Checker final : private sto_StorageVisitor {
   void CheckFields(std::int64_t id);
   void CheckContent(std::int64_t id);
   void CheckList(std::int64_t id, sto_ListHeader const& list);
+  void CheckMap(std::int64_t id, sto_MapHeader const& map);
+  /// Adds the chunks that a page of a map's directory lists; false if it cannot be read.
+  [[nodiscard]] bool ReadPage(std::int64_t id, sto_Chunk const& page, sto_ChunkDirectory& directory);
   void CheckBlob(std::int64_t id);
   void HoldElement(std::int64_t holder, std::int64_t element);
   void ReportObject(std::int64_t id, unsigned int classId, std::string const& problem,
@@ -63,8 +66,10 @@ class sto_Checker final : private sto_StorageVisitor {
   sto_CheckLinks m_Links;
   sto_CheckBlocks m_Blocks;
   std::vector<Root> m_Roots;
-  sto_IdSet m_Damaged;             // objects whose records cannot be read
-  std::int64_t m_NextId = 0;       // of the newest save
-  sto_Record m_Record;             // the one that is checked
+  sto_IdSet m_Damaged;       // objects whose records cannot be read
+  std::int64_t m_NextId = 0; // of the newest save
+  sto_Record m_Record;       // the one that is checked
+  sto_BlockCodec m_Codec;
+  sto_Bytes m_Page, m_Restored;    // scratch: a page of a map's directory
   std::vector<std::int64_t> m_Ids; // scratch
 };

@@ -5,6 +5,7 @@
 #include "store/check/sto_CheckBlocks.h"
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_CollectionFields.h"
+#include "store/format/sto_CollectionShape.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/session/sto_StoredBlocks.h"
 
@@ -100,6 +101,12 @@ void sto_StatMaker::EndArray() {
       ++m_Stat.m_ArrayCount;
       m_Stat.m_ArrayBytes += m_Array.m_StoredBytes;
     }
+    if (m_Record.Map() && m_Record.Map()->m_InChunks) {
+      m_Array.m_ElementType = sto_CollectionShape::Of(*m_Record.Map()).Name();
+      m_Array.m_Count = m_Record.Map()->m_Count;
+      ++m_Stat.m_ArrayCount;
+      m_Stat.m_ArrayBytes += m_Array.m_StoredBytes;
+    }
     List();
   }
   m_Array = {};
@@ -118,7 +125,9 @@ void sto_StatMaker::List() {
 }
 
 void sto_StatMaker::CountContent(sto_ArrayStat& array) {
-  if (array.m_ContentBytes != 0 || array.m_Count == 0) return;
+  bool const isList = array.m_ElementType == sto_ElementTypeName(sto_Format::ElementString) ||
+                      array.m_ElementType == sto_ElementTypeName(sto_Format::ElementObject);
+  if (!isList || array.m_Count == 0) return;
   // Elements of different lengths must be read.
   int const blocks = sto_ListLayout(static_cast<int>(array.m_Count)).BlockCount();
   sto_StoredBlocks(m_Session, array.m_ObjectId)
