@@ -32,10 +32,10 @@ run() {
 
 if [ -n "$short" ]; then
   first="faults_damage: faults_memory:"
-  second="faults_model: faults_kills: faults_creators: faults_power:"
+  second="faults_model: faults_kills: faults_creators: faults_power: faults_flips:"
 else
   first="faults_damage: faults_model:--seeds:201..400"
-  second="faults_memory: faults_model:--seeds:1..200 faults_kills: faults_creators: faults_power:"
+  second="faults_memory: faults_model:--seeds:1..200 faults_kills: faults_creators: faults_power: faults_flips:"
 fi
 # shellcheck disable=SC2086 # a list of words
 run $first &

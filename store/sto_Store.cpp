@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "persist/backend/cls_RootRequest.h"
+#include "store/check/sto_StatMaker.h"
+#include "store/check/sto_StoreCheck.h"
 #include "store/graph/sto_Collector.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
@@ -48,6 +50,14 @@ void RefuseMistakes(std::string const& location, cls_ClassRegistrar const& regis
   for (std::string const& mistake : sto_CheckClasses(registrar, sto_ClassChecks::Refused))
     message += (message.empty() ? "" : " ") + mistake;
   if (!message.empty()) sto_Raise(sto_ErrorKind::Misuse, location + ": " + message);
+}
+
+/// Misuse while an object is being saved or loaded.
+void RefuseInObject(sto_Session& session, char const* what) {
+  session.CheckTransaction();
+  session.RaiseKept();
+  if (session.Save().IsGoingOn() || session.Loaded().InLoad())
+    session.Raise(sto_ErrorKind::Misuse, std::string(what) + " while an object is being saved or loaded.");
 }
 
 /// Raises why a store was not copied, with the names of both.
@@ -240,4 +250,26 @@ void sto_Store::CopyTo(std::string const& location) {
   } catch (sto_Exception const& failure) {
     RaiseNotCopied(session, location, failure);
   }
+}
+
+sto_CheckReport sto_Store::Check(sto_CheckDepth depth, std::size_t maxFindings) {
+  RefuseInObject(Session(), "Checking the store");
+  return sto_CheckStore(Session(), depth, maxFindings);
+}
+
+sto_Stat sto_Store::Stat(std::size_t maxArrays) {
+  RefuseInObject(Session(), "Asking what takes room in the store");
+  sto_OwnTransaction const transaction(Session(), false);
+  if (Session().IsWriting())
+    Session().Collections().WriteRecords(); // of collections that this transaction made
+  return sto_StatMaker(Session(), maxArrays).Make();
+}
+
+void sto_Store::Compact() {
+  RefuseInObject(Session(), "Compacting the store");
+  if (Session().InTransaction())
+    Session().Raise(sto_ErrorKind::Misuse, "Compacting the store while a transaction is open.");
+  if (IsReadOnly()) Session().Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
+  Session().Close(); // only writes the unwritten changes of arrays
+  Session().Driver().Compact();
 }

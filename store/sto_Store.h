@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -12,9 +13,11 @@
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "store/base/sto_Exception.h"
 #include "store/base/sto_SaveEntry.h"
+#include "store/sto_CheckReport.h"
 #include "store/sto_LoadScope.h"
 #include "store/sto_Options.h"
 #include "store/sto_Shared.h"
+#include "store/sto_Stat.h"
 #include "store/sto_Transaction.h"
 
 class cls_AgentProxy;
@@ -234,6 +237,50 @@ class KVL_EXPORT sto_Store {
   /// contains a NUL character. Full, Busy, Unavailable (also on a network file system), and the errors of
   /// Close for writing the arrays.
   void CopyTo(std::string const& location);
+
+  /// Looks for damage, and returns what it finds; docs/checking-a-store.md says what each finding means. Damage in
+  /// the content raises nothing: it is a finding, and the check goes on with the rest where it can. Works in the
+  /// open transaction, in which it sees what is not committed yet, or in a read transaction of its own, and in a
+  /// read-only store. Changes of arrays that are not written yet are not looked at.
+  ///
+  /// Quick compares the header, the catalogue, the log, the roots and the headers of packs with their checksums, and
+  /// looks whether the roots' objects are there. A file of at most 64 MiB also gets SQLite's quick_check. Full reads
+  /// everything, and the objects that roots lead to once more: each record and block is verified and decoded against
+  /// the catalogue, everything that an object holds must be there, each list and blob has its blocks and no others,
+  /// and the sum over all rows must be that of the newest save. The values of attributes are not judged.
+  ///
+  /// A store of the formats 1 to 3 has no log, no sum, and no checksums over the rows of its catalogue and its
+  /// roots; nor is a collection compared with the attribute that holds it. The rest is checked.
+  ///
+  /// `maxFindings`: the report counts further findings and does not list them. Memory: four bytes for each object,
+  /// 24 for each list in blocks and each blob, the catalogue, the names of the roots.
+  ///
+  /// Errors: Misuse while an object is being saved or loaded. Busy, Unavailable. Other sessions cannot commit until
+  /// it is done, unless the store has a write-ahead log.
+  [[nodiscard]] sto_CheckReport Check(sto_CheckDepth depth, std::size_t maxFindings = 1000);
+
+  /// What takes room in the store: objects by class, the `maxArrays` largest arrays and blobs, the log, the
+  /// catalogue, free pages. Works in the open transaction, or in a read transaction of its own, and in a read-only
+  /// store. It reads where objects and blocks are, and the content only of the listed arrays of strings or objects.
+  /// Memory: a few bytes for each class and each listed array. Misuse while an object is being saved or loaded.
+  /// Damaged, Busy, Unavailable.
+  [[nodiscard]] sto_Stat Stat(std::size_t maxArrays = 100);
+
+  /// Gives the room that nothing uses back to the file system, and puts the rows in order: blocks that were moved
+  /// when they were overwritten return to their places, and SQLite writes the file anew. Unwritten changes of bulk
+  /// arrays are written first, as in Close. The log gets no entry: the content stays the same. That is verified:
+  /// before and after, all rows are read, and the sum over them must be that of the newest save.
+  ///
+  /// A crash at any moment, or a failure, leaves a whole store with the same content. After a failure its file may
+  /// have grown; a later Compact shrinks it. Room that is needed until it is done: for the moved blocks in the file;
+  /// for the whole new content in the system's folder for temporary files (SQLite's; the environment variable
+  /// SQLITE_TMPDIR names another one); for the old content in a journal beside the store, or in its write-ahead log. Readers beside a write-ahead log may
+  /// keep the file from shrinking until the last session closes.
+  ///
+  /// Errors: Misuse while a transaction is open, or an object is being saved or loaded. Busy if another session
+  /// writes, or reads in a store without a write-ahead log. Damaged, naming what, and nothing is changed. ReadOnly,
+  /// Full, Unavailable, and the errors of Close.
+  void Compact();
 
  private:
   friend class sto_LoadScope;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,6 +42,9 @@ struct sto_ShapeRow {
   std::int64_t m_Id;
   sto_Bytes m_Data; ///< the encoded sto_Shape
 };
+
+class sto_StorageVisitor;
+class sto_StorageWalk;
 
 /// Receives blocks while a driver reads them.
 class sto_BlockSink {
@@ -157,4 +161,13 @@ class sto_Driver {
   /// durable when it returns. Conflict when something exists at `location`. REQUIRES: a transaction that only
   /// reads.
   virtual void CopyTo(std::string const& location) = 0;
+
+  /// As Begin for reading, but also if the log of saves is damaged. Only a walk may then be made.
+  virtual void BeginWalk() = 0;
+  /// A walk over everything that the storage holds; see sto_StorageWalk.h. In a write transaction it first
+  /// writes what is in memory. `visitor` must outlive the walk. REQUIRES: no mark is set.
+  virtual std::unique_ptr<sto_StorageWalk> NewWalk(sto_StorageVisitor& visitor) = 0;
+
+  /// Gives unused room back and puts the rows in order; see sto_Store::Compact. REQUIRES: no open transaction.
+  virtual void Compact() = 0;
 };

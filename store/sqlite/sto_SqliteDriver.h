@@ -85,6 +85,9 @@ class sto_SqliteDriver : public sto_Driver {
   std::vector<std::string> Roots() override;
   std::int64_t SizeBytes() override;
   void CopyTo(std::string const& location) override;
+  void BeginWalk() override;
+  std::unique_ptr<sto_StorageWalk> NewWalk(sto_StorageVisitor& visitor) override;
+  void Compact() override;
 
  private:
   /// Folds the write-ahead log of a read-only session after its connection is closed.
@@ -99,6 +102,9 @@ class sto_SqliteDriver : public sto_Driver {
   void BeforeWriting();
   /// Raises Unavailable when a file that is read without locks has changed.
   void CheckFixedState() const;
+  /// Damaged unless all rows fit their checksums, and the sum over the store is right. REQUIRES: an open
+  /// transaction.
+  void VerifyRows();
   /// Brings a store of an older format to the present one, or raises ReadOnly.
   void BringUpToDate(bool mayUpgrade);
   /// Reads the version and the header if another session has committed since: it may have upgraded the store,

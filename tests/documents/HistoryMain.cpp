@@ -1,6 +1,7 @@
 // What docs/using-stores.md shows of histories that do not fit into memory, on a solver of three nodes. Prints
 // the history as another load finds it.
 
+#include <cstdio>
 #include <iostream>
 #include <vector>
 
@@ -68,6 +69,7 @@ void Run() {
   int const count = stored->m_History.Size();
   std::cout << count << " temperatures, the last " << stored->m_History.ConstGet(count - 1) << '\n';
   stored->m_History.Release();
+#include <blocks/docs/checking-a-store/checking-a-store-1>
 }
 
 } // namespace

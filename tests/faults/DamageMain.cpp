@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <random>
 #include <stdexcept>
 
@@ -15,8 +16,8 @@
 //     faults_damage [--short] [--copies 20000] [--seed 1]
 //     faults_damage --copy N [--keep FILE]      one copy, to look at it
 //
-// Each copy is opened, loaded, saved to, collected, and loaded again. Every result must be the original
-// content or a store error. This format cannot detect two kinds of damage. They have their own columns and
+// Each copy is checked, opened, loaded, saved to, collected, and loaded again. Every result must be the original
+// content or a store error, and whatever does not load as the original must have been found by the check. This format cannot detect two kinds of damage. They have their own columns and
 // rules:
 //
 // known root   The root table, read bypassing the module, has other rows than the original. Each root that
@@ -203,6 +204,22 @@ Verdict Judge(Campaign const& campaign, DamageContent const& found, DamageRows c
   return IsKnownRoot(campaign, found, rows) ? Verdict::KnownRoot : Verdict::Wrong;
 }
 
+/// Checks a damaged copy. Returns whether a full check finds nothing; Lost in `verdict` if it raises, though the store
+/// can be opened.
+bool FindsNothing(std::string const& path, Verdict& verdict, std::string& text) {
+  std::unique_ptr<sto_Store> store;
+  auto const open = [&] {
+    store = std::make_unique<sto_Store>(sto_Store::Open(path, sto_Mode::ReadOnly, FaultsRegistrar()));
+  };
+  if (!FaultsTry(open).IsDone()) return false;
+  bool isSound = false;
+  FaultsOutcome const outcome = FaultsTry([&] { isSound = store->Check(sto_CheckDepth::Full).IsSound(); });
+  if (outcome.IsDone()) return isSound;
+  text += ", a check raised: " + outcome.m_Text;
+  verdict = Verdict::Lost;
+  return false;
+}
+
 /// Tests one damaged copy: first as it is, then after saving to it and collecting.
 Verdict TryCopy(Campaign const& campaign, int copy, std::string& text) {
   std::mt19937 random(campaign.m_Seed * 1'000'003U + static_cast<unsigned int>(copy));
@@ -215,6 +232,8 @@ Verdict TryCopy(Campaign const& campaign, int copy, std::string& text) {
   auto const rows = DamageRootRows(path);
   bool const givesOutAgain = isOlder && DamageNextId(path) < campaign.m_NextId;
   Verdict verdict = Verdict::Same;
+  bool const findsNothing = FindsNothing(path, verdict, text);
+  if (verdict == Verdict::Lost) return verdict;
   bool isRefused = false;
   auto const look = [&](sto_Store& store, bool isAfter) {
     DamageContent found = DamageLoad(store);
@@ -246,6 +265,10 @@ Verdict TryCopy(Campaign const& campaign, int copy, std::string& text) {
     return Verdict::Lost;
   }
   isRefused = isRefused || !outcome.IsDone();
+  if (findsNothing && verdict != Verdict::Same) {
+    text += ": a full check found nothing";
+    return Verdict::Wrong;
+  }
   return verdict == Verdict::Same && isRefused ? Verdict::Refused : verdict;
 }
 

@@ -112,6 +112,11 @@ void ChangeMuch(MemoryWorld& world) {
   world.ChangeArrays();
 }
 
+void CheckAll(MemoryWorld& world) {
+  sto_CheckReport const report = world.m_Store->Check(sto_CheckDepth::Full);
+  if (!report.IsSound()) throw std::runtime_error("a check finds: " + report.m_Findings[0].m_Text);
+}
+
 std::vector<Operation> OperationsOnObjects() {
   return {
       {"save new", false, Nothing, SaveFresh, SavedFresh},
@@ -124,6 +129,11 @@ std::vector<Operation> OperationsOnObjects() {
       {"append", false, Reserve, AppendMany, Nothing},
       {"append in a transaction", true, Reserve, AppendMany, Nothing},
       {"flush", false, Nothing, FlushAll,
+       [](MemoryWorld& world) { world.m_Model.m_Stored = world.m_Model.m_Carrier; }},
+      {"check", false, Nothing, CheckAll, Nothing},
+      {"check in a transaction", true, ChangeMuch, CheckAll, Nothing},
+      {"stat", false, Nothing, [](MemoryWorld& world) { static_cast<void>(world.m_Store->Stat()); }, Nothing},
+      {"compact", false, Nothing, [](MemoryWorld& world) { world.m_Store->Compact(); },
        [](MemoryWorld& world) { world.m_Model.m_Stored = world.m_Model.m_Carrier; }},
       {"evict", false, Nothing, [](MemoryWorld& world) { static_cast<void>(world.m_Carrier->Get(1, 3)); },
        Nothing},

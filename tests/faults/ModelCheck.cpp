@@ -309,6 +309,8 @@ void ModelExecutor::Verify() {
   std::vector<std::string> roots;
   for (auto const& [root, id] : m_Committed.m_Roots) roots.push_back(root);
   Expect(store.Roots() == roots, "a new session sees other roots");
+  sto_CheckReport const report = store.Check(sto_CheckDepth::Full);
+  Expect(report.IsSound(), report.m_Findings.empty() ? "" : "a check finds: " + report.m_Findings[0].m_Text);
   for (std::string const& root : roots) {
     ModelSlot slot;
     try {

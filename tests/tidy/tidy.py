@@ -38,6 +38,8 @@ LAYERS = {
     "module": 5,
     "store/base": 6,
     "store/sto_Options.h": 6,  # plain values that programs fill in and drivers and sessions read
+    "store/sto_CheckReport.h": 6,  # plain values that drivers and programs share
+    "store/sto_Stat.h": 6,
     "store/format": 7,
     "store/driver": 8,
     "store/sqlite": 9,
@@ -45,6 +47,7 @@ LAYERS = {
     "store/objects": 10,
     "store/agents": 11,
     "store/graph": 12,
+    "store/check": 12,
     "store": 13,
     "tools": 14,
     "examples": 14,

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "store/base/sto_Exception.h"
-#include "store/driver/sto_Driver.h"
+#include "store/driver/sto_StorageWalk.h"
 
 /// A driver that forwards to a real one, but fails at a chosen call without forwarding it. The failed call
 /// does nothing and the transaction stays open, unless the plan says that the storage rolls it back, as
@@ -172,6 +172,18 @@ class StoreFaultDriver : public sto_Driver {
   void CopyTo(std::string const& location) override {
     Step("CopyTo");
     m_Real->CopyTo(location);
+  }
+  void BeginWalk() override {
+    Step("BeginWalk");
+    m_Real->BeginWalk();
+  }
+  std::unique_ptr<sto_StorageWalk> NewWalk(sto_StorageVisitor& visitor) override {
+    Step("NewWalk");
+    return m_Real->NewWalk(visitor);
+  }
+  void Compact() override {
+    Step("Compact");
+    m_Real->Compact();
   }
 
  private:
