@@ -116,7 +116,7 @@ using StoreSaveLogOfArrays = StoreArrayTest;
 
 TEST_F(StoreSaveLogOfArrays, HasTheListsWhoseBlocksChanged) {
   Make(5000);
-  std::string const list = SqlFile(Path()).Text("SELECT CAST(min(key) >> 20 AS TEXT) FROM block");
+  std::string const list = SqlFile(Path()).Text("SELECT CAST(min(key) >> 20 AS TEXT) FROM stored_block");
   sto_Store store = Open();
   EXPECT_EQ(store.Saves().back().m_Lists, Ids{}); // it is new
   std::unique_ptr<DoubleHolder> const holder = store.Load<DoubleHolder>("array");

@@ -152,12 +152,12 @@ TEST_F(StoreTransaction, FailedSaveLeavesTheOldObjectAndItsBlocks) {
     if (fails) throw std::runtime_error("after the list");
   });
   store.Save("root", object);
-  StoreBytes const before = SqlFile(Path()).Blob("SELECT data FROM block ORDER BY key DESC");
+  StoreBytes const before = SqlFile(Path()).Blob("SELECT data FROM stored_block ORDER BY key DESC");
   fails = true;
   last = 2;
   EXPECT_THROW(store.Save("root", object), std::runtime_error);
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 3);
-  EXPECT_EQ(SqlFile(Path()).Blob("SELECT data FROM block ORDER BY key DESC"), before);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 3);
+  EXPECT_EQ(SqlFile(Path()).Blob("SELECT data FROM stored_block ORDER BY key DESC"), before);
 }
 
 TEST_F(StoreTransaction, ExceptionWithinNestedObjectsAndListsUndoesTheSave) {
@@ -176,7 +176,7 @@ TEST_F(StoreTransaction, ExceptionWithinNestedObjectsAndListsUndoesTheSave) {
       };
     EXPECT_THROW(SaveFields(store, write), int);
     EXPECT_EQ(store.ObjectCount(), 0);
-    EXPECT_EQ(Query("SELECT count(*) FROM block"), 0);
+    EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 0);
   }
   store.Save("root", Node(1));
   EXPECT_EQ(store.Load<Node>("root")->m_Value, 1);

@@ -128,7 +128,7 @@ TEST_F(StoreBlob, ReadsAndWritesAtAnyPlaceAreThoseOfAByteVector) {
   }
   transaction.Commit();
   EXPECT_TRUE(AllOf(Open().Load<BlobPicture>("picture")->Blob()) == model);
-  EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM block"),
+  EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM stored_block"),
             static_cast<std::int64_t>((model.size() + 16383) / 16384));
 }
 
@@ -139,7 +139,7 @@ TEST_F(StoreBlob, SavingAgainBeginsWithAnEmptyBlob) {
   picture.m_Write = With(Pattern(10)).m_Write;
   store.Save("picture", picture);
   EXPECT_TRUE(AllOf(store.Load<BlobPicture>("picture")->Blob()) == Pattern(10));
-  EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM block"), 1);
+  EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM stored_block"), 1);
 }
 
 TEST_F(StoreBlob, RollbackTakesItsBytesBack) {
@@ -273,7 +273,7 @@ TEST_F(StoreBlob, AbsentBlobIsEmptyAndReadOnly) {
 
 TEST_F(StoreBlob, DamagedBlockIsAnErrorThatNamesIt) {
   { Create().Save("picture", With(Pattern(50'000))); }
-  SqlFile(Path()).Run("UPDATE block SET data = zeroblob(length(data)) WHERE key % 1048576 = 2");
+  SqlFile(Path()).Run("UPDATE stored_block SET data = zeroblob(length(data)) WHERE key % 1048576 = 2");
   sto_Store store = Open();
   auto const picture = store.Load<BlobPicture>("picture");
   char bytes[10];
@@ -285,7 +285,7 @@ TEST_F(StoreBlob, DamagedBlockIsAnErrorThatNamesIt) {
 
 TEST_F(StoreBlob, SizeWhoseLastBlockIsMissingIsDamage) {
   { Create().Save("picture", With(Pattern(50'000))); }
-  SqlFile(Path()).Run("DELETE FROM block WHERE key % 1048576 = 3");
+  SqlFile(Path()).Run("DELETE FROM stored_block WHERE key % 1048576 = 3");
   sto_Store store = Open();
   auto const picture = store.Load<BlobPicture>("picture");
   std::string const message =

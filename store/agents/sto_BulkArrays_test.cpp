@@ -259,7 +259,9 @@ TEST_F(StoreBulk, BlocksReadAheadAreNotServedAfterAnotherSessionChangedThem) {
 
 TEST_F(StoreBulk, OneChangedElementIsOneChangedBlock) {
   Make(1'000'000);
-  auto const blocks = [&] { return SqlFile(Path()).Texts("SELECT hex(data) FROM block ORDER BY key"); };
+  auto const blocks = [&] {
+    return SqlFile(Path()).Texts("SELECT hex(data) FROM stored_block ORDER BY key");
+  };
   std::vector<std::string> const before = blocks();
   {
     sto_Store store = Open();
@@ -381,8 +383,8 @@ TEST_F(StoreBulk, AbsentFieldIsAnEmptyReadOnlyArray) {
 
 TEST_F(StoreBulk, DamagedOrMissingBlockIsAnErrorThatNamesIt) {
   Make(10'000);
-  SqlFile(Path()).Run("UPDATE block SET data = zeroblob(length(data)) WHERE key % 1048576 = 1");
-  SqlFile(Path()).Run("DELETE FROM block WHERE key % 1048576 = 3");
+  SqlFile(Path()).Run("UPDATE stored_block SET data = zeroblob(length(data)) WHERE key % 1048576 = 1");
+  SqlFile(Path()).Run("DELETE FROM stored_block WHERE key % 1048576 = 3");
   sto_Store store = Open();
   auto const result = store.Load<Result<double>>("result");
   EXPECT_EQ(result->m_History.ConstGet(0), 0);
@@ -467,7 +469,9 @@ TEST_F(StoreBulk, ObjectsAreSavedBetweenWritesOfBlocksInOneTransaction) {
 
 TEST_F(StoreBulk, OverwritingWithTheSameElementsChangesNoBlock) {
   Make(10'000);
-  auto const blocks = [&] { return SqlFile(Path()).Texts("SELECT hex(data) FROM block ORDER BY key"); };
+  auto const blocks = [&] {
+    return SqlFile(Path()).Texts("SELECT hex(data) FROM stored_block ORDER BY key");
+  };
   std::vector<std::string> const before = blocks();
   sto_Store store = Open();
   auto const result = store.Load<Result<double>>("result");

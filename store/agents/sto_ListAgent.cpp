@@ -130,8 +130,7 @@ template <class T> int sto_ListAgent<T>::WriteNewBlocks(int firstIndex, int coun
   if (blocks < 2 || firstIndex < m_Count || Layout::OffsetOf(firstIndex) != 0) return 0;
   std::vector<sto_Bytes> contents(static_cast<std::size_t>(blocks));
   for (sto_Bytes& content : contents) {
-    content.reserve(static_cast<std::size_t>(Layout::BlockSize) * Codec::MinBytes +
-                    sto_Format::ChecksumBytes);
+    content.reserve(static_cast<std::size_t>(Layout::BlockSize) * Codec::MinBytes + sto_BlockCodec::EndBytes);
     Encode(content, values, Layout::BlockSize);
     CheckBlockBytes(content);
     values += Layout::BlockSize;
@@ -147,7 +146,7 @@ template <class T> void sto_ListAgent<T>::CheckBlockBytes(sto_Bytes const& conte
 
 template <class T> void sto_ListAgent<T>::WriteIntoBlock(int index, int offset, int count, T const* values) {
   sto_Bytes content;
-  content.reserve(static_cast<std::size_t>(Layout::BlockSize) * Codec::MinBytes + sto_Format::ChecksumBytes);
+  content.reserve(static_cast<std::size_t>(Layout::BlockSize) * Codec::MinBytes + sto_BlockCodec::EndBytes);
   int const stored = CountIn(index);
   if (offset == 0 && count >= stored) {
     Encode(content, values, count);
@@ -474,10 +473,10 @@ template <class T> bool sto_ListAgent<T>::CopyInto(sto_ListTarget& target, void 
     int const part = std::min(Layout::BlockSize, count - first);
     Collect(source, first, part, elements.get());
     sto_Bytes content;
-    content.reserve(static_cast<std::size_t>(part) * Codec::MinBytes + sto_Format::ChecksumBytes);
+    content.reserve(static_cast<std::size_t>(part) * Codec::MinBytes + sto_BlockCodec::EndBytes);
     Encode(content, elements.get(), part);
     CheckBlockBytes(content);
-    target.WriteBlock(content);
+    target.WriteBlock(content, Codec::ElementType);
   }
   target.CompleteList(header);
   return true;

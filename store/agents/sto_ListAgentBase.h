@@ -1,6 +1,7 @@
 #pragma once
 
 #include "store/agents/sto_CollectionAgent.h"
+#include "store/format/sto_ElementCodec.h"
 #include "store/session/sto_StoredBlocks.h"
 
 /// What the list agents of all element types have in common: the stored list's header. Elements are written
@@ -8,7 +9,8 @@
 class sto_ListAgentBase : public sto_CollectionAgent {
  public:
   sto_ListAgentBase(sto_Session& session, std::int64_t id, std::uint8_t elementType)
-      : sto_CollectionAgent(session, id), m_ElementType(elementType), m_Blocks(session, id) {}
+      : sto_CollectionAgent(session, id), m_ElementType(elementType),
+        m_Blocks(session, id, sto_ElementBytes(elementType)) {}
 
  protected:
   [[nodiscard]] std::string Describe() const override { return "The list of object " + std::to_string(Id()); }

@@ -65,7 +65,8 @@ void sto_ListAgentObj::Read(sto_ListHeader const& list) {
   };
   if (!list.m_InBlocks) return take(list.m_Inline, list.m_Count);
   if (list.m_Count == 0) return;
-  if (list.m_Count > Session().Driver().SizeBytes()) damaged();
+  std::size_t const storeBytes = static_cast<std::size_t>(Session().Driver().SizeBytes());
+  if (static_cast<std::size_t>(list.m_Count) > sto_BlockCodec::MaxContentBytes(storeBytes)) damaged();
   sto_ListLayout const layout(list.m_Count);
   m_Blocks.ReadRun(0, layout.BlockCount() - 1,
                    [&](int block, sto_ByteView content) { take(content, layout.CountIn(block)); });
@@ -75,7 +76,7 @@ void sto_ListAgentObj::Read(sto_ListHeader const& list) {
 
 sto_Bytes sto_ListAgentObj::Encoded(int first, int count) const {
   sto_Bytes content;
-  content.reserve(static_cast<std::size_t>(count) + sto_Format::ChecksumBytes);
+  content.reserve(static_cast<std::size_t>(count) + sto_BlockCodec::EndBytes);
   sto_ByteWriter writer(content);
   sto_IdEncoder encoder(Id());
   for (int i = first; i < first + count; ++i) encoder.Put(writer, m_Ids[static_cast<std::size_t>(i)]);

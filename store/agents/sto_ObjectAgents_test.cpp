@@ -155,7 +155,7 @@ TEST_F(StoreObjectAgents, ListMatchesAVectorThroughAllSizes) {
     transaction.Commit();
     ASSERT_EQ(StoredList(), model);
     bool const isInline = model.size() <= 2048; // two bytes an element at most
-    ASSERT_EQ(Query("SELECT count(*) FROM block"),
+    ASSERT_EQ(Query("SELECT count(*) FROM stored_block"),
               isInline ? 0 : (static_cast<std::int64_t>(model.size()) + 2047) / 2048);
   }
 }
@@ -537,7 +537,7 @@ TEST_F(StoreObjectAgents, DamagedBlockIsReportedWhenTheListIsOpened) {
     sto_Store store = MakeEmpty();
     (*OpenList(store))->SetCount(3000);
   }
-  SqlFile(Path()).Run("UPDATE block SET data = x'00' WHERE key = (2 << 20) + 1");
+  SqlFile(Path()).Run("UPDATE stored_block SET data = x'00' WHERE key = (2 << 20) + 1");
   sto_Store store = Open();
   MessageOf(sto_ErrorKind::Damaged, [&] { OpenList(store); });
 }

@@ -109,10 +109,16 @@ template <> struct sto_ElementCodec<sto_ObjectId> {
 };
 
 /// The bytes of each element of a type; 0 if they differ from element to element, or the type is unknown.
-[[nodiscard]] constexpr std::size_t sto_ElementBytes(std::uint8_t type) noexcept {
+[[nodiscard]] constexpr std::size_t sto_FixedElementBytes(std::uint8_t type) noexcept {
   constexpr std::uint8_t Sizes[] = {0, 1, 0, 4, 8, 4, 4, 0, 1, 1, 2, 2, 8, 8, 8, 16};
   static_assert(sizeof Sizes == sto_Format::LastElementType + 1);
   return type <= sto_Format::LastElementType ? Sizes[type] : 0;
+}
+
+/// The bytes of an element of a list, 1 if they differ: what compression shuffles.
+[[nodiscard]] constexpr std::size_t sto_ElementBytes(std::uint8_t type) noexcept {
+  std::size_t const bytes = sto_FixedElementBytes(type);
+  return bytes == 0 ? 1 : bytes;
 }
 
 /// The printable name of an element type.

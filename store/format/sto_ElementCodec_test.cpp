@@ -18,7 +18,7 @@ namespace {
 /// What is encoded has the size of its type, and decodes to the same.
 template <class T> void ComesBack(sto_Format::ElementType type, std::vector<T> const& elements) {
   EXPECT_EQ(sto_ElementCodec<T>::ElementType, type);
-  EXPECT_EQ(sto_ElementBytes(type), sto_ElementCodec<T>::MinBytes);
+  EXPECT_EQ(sto_FixedElementBytes(type), sto_ElementCodec<T>::MinBytes);
   sto_Bytes bytes;
   sto_ByteWriter writer(bytes);
   for (T const& element : elements) sto_ElementCodec<T>::Encode(writer, element);
@@ -71,7 +71,7 @@ TEST(StoreElementCodec, BytesAreThoseOfTheFormat) {
 
 TEST(StoreElementCodec, TypesWithoutAFixedSizeHaveNone) {
   for (int const type : {0, int{sto_Format::ElementString}, int{sto_Format::ElementObject}, 16, 255})
-    EXPECT_EQ(sto_ElementBytes(static_cast<std::uint8_t>(type)), 0U) << type;
+    EXPECT_EQ(sto_FixedElementBytes(static_cast<std::uint8_t>(type)), 0U) << type;
 }
 
 TEST(StoreElementCodec, EveryElementTypeHasANameOfItsOwn) {

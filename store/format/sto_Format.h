@@ -19,7 +19,7 @@ inline constexpr int VersionWithoutShapes = 3;
 /// What a program must know to read, and to write, a store of this form: names, separated by spaces. Some may be
 /// added while the version stays. A draft is a state of a version that is not final; later versions of this
 /// module do not read it. Its number goes up with each change of what is stored.
-inline constexpr char FeaturesToRead[] = "draft-4";
+inline constexpr char FeaturesToRead[] = "draft-5";
 inline constexpr char FeaturesToWrite[] = "";
 
 /// First byte of each object record of a version without shapes.
@@ -116,16 +116,19 @@ inline constexpr KeyType LastOldKeyType = KeyString;
 /// What follows the parts of an object record.
 enum Content : std::uint8_t {
   ContentNone = 0,
-  ContentInlineList = 1,   ///< the elements are in the record
-  ContentBlockList = 2,    ///< the elements are in blocks
-  ContentMap = 3,          ///< keys and elements, in the record
-  ContentIntTable = 4,     ///< pairs of int, in the record
-  ContentFixedIds = 5,     ///< a list of objects in blocks of an older format: eight bytes an id
-  ContentListWithMore = 6, ///< as 1, with extents or a unit: see sto_ListExtra.h
+  ContentInlineList = 1,     ///< the elements are in the record
+  ContentBlockList = 2,      ///< the elements are in blocks
+  ContentMap = 3,            ///< keys and elements, in the record
+  ContentIntTable = 4,       ///< pairs of int, in the record
+  ContentFixedIds = 5,       ///< a list of objects in blocks of an older format: eight bytes an id
+  ContentListWithMore = 6,   ///< as 1, with extents or a unit: see sto_ListExtra.h
+  ContentBlocksWithMore = 7, ///< as 2, with extents or a unit
 };
 
 /// Elements of a list in one block, whatever their type; the last block may be shorter.
 inline constexpr int BlockElementCount = 2048;
+/// Blocks of one list or blob that share a row of a table.
+inline constexpr int BlocksInRow = 8;
 /// Bytes of a blob in one block; the last block may be shorter.
 inline constexpr int BlobBlockBytes = 16384;
 /// A list of one block whose elements take at most this many bytes is kept in its object's record.

@@ -91,6 +91,32 @@ TEST(StoreListExtra, EitherComesBackAlone) {
   EXPECT_EQ(record.List()->m_Extra.UnitId(), 1);
 }
 
+TEST(StoreListExtra, ListInBlocksHasItToo) {
+  sto_ListHeader header;
+  header.m_ElementType = sto_Format::ElementDouble;
+  header.m_Count = 6000;
+  header.m_InBlocks = true;
+  sto_Bytes encoded;
+  ASSERT_TRUE(header.m_Extra.SetExtents(Extents{60, 100}, header.m_Count, encoded));
+  header.m_Extra.SetUnit(7);
+  sto_RecordBuilder builder;
+  builder.AddPart(9, 1, Id);
+  builder.SetList(header, {});
+  sto_Shape const shape = builder.Shape();
+  EXPECT_EQ(shape.m_Content,
+            (sto_ShapeContent{sto_Format::ContentBlocksWithMore, 0, sto_Format::ElementDouble}));
+  sto_Record record;
+  std::string problem;
+  record.Stored() = {1, 0, true, builder.Values()};
+  ASSERT_TRUE(record.Decode(Id, &shape, problem)) << problem;
+  EXPECT_TRUE(record.List()->m_InBlocks);
+  EXPECT_EQ(record.List()->m_Extra.Extents(), (Extents{60, 100}));
+  EXPECT_EQ(record.List()->m_Extra.UnitId(), 7);
+  EXPECT_TRUE(builder.HasContentOf(record));
+  record.Stored().m_Bytes.push_back(std::byte{0});
+  EXPECT_FALSE(record.Decode(Id, &shape, problem));
+}
+
 TEST(StoreListExtra, BytesAreThoseOfTheFormat) {
   OneList const both({2, 3, 4}, 300);
   constexpr int Expected[] = {8, 24, 0x60, 3, 2, 3, 4, 0xAC, 2};

@@ -77,7 +77,7 @@ class sto_MapWalk {
       m_ObjectId = m_Reader.Varint();
       break;
     default:
-      m_Reader.Raw(sto_ElementBytes(m_Map.m_ElementType));
+      m_Reader.Raw(sto_FixedElementBytes(m_Map.m_ElementType));
     }
     return true;
   }

@@ -61,6 +61,7 @@ bool sto_Record::DecodeContent(sto_ByteReader& reader, sto_ShapeContent const& c
   case sto_Format::ContentBlockList:
   case sto_Format::ContentFixedIds:
   case sto_Format::ContentListWithMore:
+  case sto_Format::ContentBlocksWithMore:
     return DecodeList(reader, content);
   default:
     return DecodeMap(reader, content);
@@ -140,8 +141,10 @@ bool sto_Record::DecodeList(sto_ByteReader& reader, sto_ShapeContent const& cont
   list.m_ElementType = content.m_ElementType;
   std::int64_t const width = reader.ZigZag();
   std::uint64_t const count = reader.Varint();
-  bool const hasMore = content.m_Kind == sto_Format::ContentListWithMore;
-  list.m_InBlocks = content.m_Kind != sto_Format::ContentInlineList && !hasMore;
+  bool const hasMore = content.m_Kind == sto_Format::ContentListWithMore ||
+                       content.m_Kind == sto_Format::ContentBlocksWithMore;
+  list.m_InBlocks =
+      content.m_Kind != sto_Format::ContentInlineList && content.m_Kind != sto_Format::ContentListWithMore;
   list.m_HasFixedIds = content.m_Kind == sto_Format::ContentFixedIds;
   if (reader.Failed() || width > MaxInt || width < std::numeric_limits<int>::min() ||
       count > static_cast<std::uint64_t>(MaxInt))

@@ -186,10 +186,11 @@ bool sto_RecordBuilder::HasContentOf(sto_Record const& other) const noexcept {
 
 sto_ShapeContent sto_RecordBuilder::Content() const noexcept {
   if (m_List) {
-    std::uint8_t const kind = m_List->m_HasFixedIds ? sto_Format::ContentFixedIds
-                              : m_List->m_InBlocks  ? sto_Format::ContentBlockList
-                              : HasMore()           ? sto_Format::ContentListWithMore
-                                                    : sto_Format::ContentInlineList;
+    std::uint8_t const kind =
+        m_List->m_HasFixedIds ? sto_Format::ContentFixedIds
+        : m_List->m_InBlocks  ? (HasMore() ? sto_Format::ContentBlocksWithMore : sto_Format::ContentBlockList)
+        : HasMore()           ? sto_Format::ContentListWithMore
+                              : sto_Format::ContentInlineList;
     return {kind, 0, m_List->m_ElementType};
   }
   if (!m_Map) return {};

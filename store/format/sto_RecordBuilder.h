@@ -104,7 +104,7 @@ class sto_RecordBuilder {
   [[nodiscard]] sto_ShapeContent Content() const noexcept;
   [[nodiscard]] bool DoPartsFollow() const noexcept;
   void PutValues();
-  [[nodiscard]] bool HasMore() const noexcept { return !m_List->m_InBlocks && !m_List->m_Extra.IsEmpty(); }
+  [[nodiscard]] bool HasMore() const noexcept { return !m_List->m_HasFixedIds && !m_List->m_Extra.IsEmpty(); }
   [[nodiscard]] sto_NestedType const& TypeOf(std::size_t part, sto_FieldKey const& key) const noexcept;
   [[nodiscard]] bool HasTypesOf(sto_Shape const& shape) const noexcept;
 

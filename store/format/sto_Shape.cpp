@@ -19,7 +19,8 @@ bool IsMapKind(std::uint8_t kind) noexcept {
 }
 bool IsListKind(std::uint8_t kind) noexcept {
   return kind == sto_Format::ContentInlineList || kind == sto_Format::ContentBlockList ||
-         kind == sto_Format::ContentFixedIds || kind == sto_Format::ContentListWithMore;
+         kind == sto_Format::ContentFixedIds || kind == sto_Format::ContentListWithMore ||
+         kind == sto_Format::ContentBlocksWithMore;
 }
 
 } // namespace
@@ -87,7 +88,7 @@ bool sto_Shape::DecodeFields(sto_ByteReader& reader, std::uint64_t count) {
 bool sto_Shape::DecodeContent(sto_ByteReader& reader) {
   m_Content = {};
   m_Content.m_Kind = reader.U8();
-  if (m_Content.m_Kind > sto_Format::ContentListWithMore) return false;
+  if (m_Content.m_Kind > sto_Format::ContentBlocksWithMore) return false;
   if (IsMapKind(m_Content.m_Kind)) {
     m_Content.m_KeyType = reader.U8();
     m_Content.m_ElementType = reader.U8();

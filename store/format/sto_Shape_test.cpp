@@ -91,7 +91,8 @@ TEST(StoreShape, EveryContentComesBack) {
                                                          {3, 4, 1},
                                                          {4},
                                                          {5, 7},
-                                                         {6, 4}}) {
+                                                         {6, 4},
+                                                         {7, 9}}) {
     sto_Bytes bytes = ShapeBytes({1, 1, 9, 2, 0});
     sto_Bytes const rest = ShapeBytes(content);
     bytes.insert(bytes.end(), rest.begin(), rest.end());
@@ -116,10 +117,10 @@ TEST(StoreShape, UnknownFlagsTagsAndContentsAreRefused) {
     EXPECT_FALSE(IsTaken(ShapeBytes({flags, 1, 9, 2, 0, 0}))) << flags;
   for (int const tag : {0, 1, 21, 22, 127, 255})
     EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 1, 3, tag, 0}))) << tag;
-  for (int const kind : {7, 10, 127, 255})
+  for (int const kind : {10, 11, 127, 255})
     EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, 1, 2}))) << kind;
   for (int const type : {0, 16, 255})
-    for (int const kind : {1, 2, 5, 6})
+    for (int const kind : {1, 2, 5, 6, 7})
       EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, type}))) << type;
   for (int const key : {0, 5, 255}) EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, 3, key, 2}))) << key;
   for (int const type : {0, 16, 255}) EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, 3, 1, type}))) << type;

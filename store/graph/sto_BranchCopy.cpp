@@ -116,7 +116,7 @@ void sto_BranchCopy::CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBu
   bool const holdsObjects = list.m_ElementType == sto_Format::ElementObject;
   sto_Bytes elements;
   if (list.m_InBlocks)
-    CopyBlocks(id, sto_ListLayout(list.m_Count).BlockCount(), holdsObjects ? &list : nullptr);
+    CopyBlocks(id, sto_ListLayout(list.m_Count).BlockCount(), &list);
   else if (!holdsObjects)
     elements.assign(list.m_Inline.begin(), list.m_Inline.end());
   else if (!MapIds(id, list, list.m_Inline, list.m_Count, elements))
@@ -127,15 +127,16 @@ void sto_BranchCopy::CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBu
   builder.SetList(list, std::move(elements));
 }
 
-void sto_BranchCopy::CopyBlocks(std::int64_t id, int blockCount, sto_ListHeader const* objects) {
+void sto_BranchCopy::CopyBlocks(std::int64_t id, int blockCount, sto_ListHeader const* list) {
   sto_StoredBlocks from(m_Source, id);
-  sto_StoredBlocks to(m_Target, MapId(id));
+  sto_StoredBlocks to(m_Target, MapId(id), list == nullptr ? 1 : sto_ElementBytes(list->m_ElementType));
+  bool const holdsObjects = list != nullptr && list->m_ElementType == sto_Format::ElementObject;
   for (int block = 0; block < blockCount; ++block) {
     sto_ByteView const stored = from.Read(block);
     sto_Bytes content;
-    if (objects == nullptr)
+    if (!holdsObjects)
       content.assign(stored.begin(), stored.end());
-    else if (!MapIds(id, *objects, stored, sto_ListLayout(objects->m_Count).CountIn(block), content))
+    else if (!MapIds(id, *list, stored, sto_ListLayout(list->m_Count).CountIn(block), content))
       RaiseDamagedBlock(id, block);
     to.Write(block, content, false);
   }

@@ -40,9 +40,9 @@ class sto_BranchCopy {
   void CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder);
   void CopyMap(sto_MapHeader const& map, sto_RecordBuilder& builder);
   void CopyBlob(std::int64_t id, sto_Part const& part);
-  /// Copies `blockCount` blocks of a list or blob. `objects`: the header of a list of objects, whose ids are
-  /// replaced; null for anything else.
-  void CopyBlocks(std::int64_t id, int blockCount, sto_ListHeader const* objects);
+  /// Copies `blockCount` blocks. `list`: the header of the list, whose ids are replaced if it is one of objects;
+  /// null for a blob.
+  void CopyBlocks(std::int64_t id, int blockCount, sto_ListHeader const* list);
   /// Appends the ids of a list of objects, or of one of its blocks, as they are in the target; false if the
   /// bytes are no ids.
   [[nodiscard]] bool MapIds(std::int64_t list, sto_ListHeader const& header, sto_ByteView content, int count,

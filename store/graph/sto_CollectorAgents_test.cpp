@@ -218,12 +218,12 @@ TEST_F(StoreCollectorMoved, MovedBlocksAreCollectedWithTheirList) {
   ExpectTables();
   EXPECT_EQ(Moved(), 0);
   EXPECT_EQ(Query("SELECT count(*) FROM moved_block"), 0);
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 3); // of the other list
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 3); // of the other list
   EXPECT_EQ(store.Load<Listed>("other")->m_List.Count(), 3 * BlockSize);
   store.RemoveRoot("other");
   EXPECT_EQ(store.CollectGarbage(), 2);
   EXPECT_EQ(Query("SELECT (SELECT count(*) FROM object) + (SELECT count(*) FROM pack) + "
-                  "(SELECT count(*) FROM block)"),
+                  "(SELECT count(*) FROM stored_block)"),
             0);
 }
 
@@ -243,7 +243,7 @@ TEST_F(StoreCollectorMoved, ListOverwrittenAndCollectedInOneTransactionLeavesNot
   }
   ExpectTables();
   EXPECT_EQ(Moved(), 0);
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 3);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 3);
 }
 
 TEST_F(StoreCollectorMoved, RolledBackCollectionRestoresMovedBlocks) {

@@ -26,7 +26,7 @@ class StoreCollectorDamage : public StoreGarbageTest {
     return SqlFile(Path()).Texts("SELECT id || ' ' || hex(record) FROM object UNION ALL "
                                  "SELECT key || ' ' || hex(data) FROM pack UNION ALL "
                                  "SELECT id || ' ' || hex(data) FROM shape UNION ALL "
-                                 "SELECT key || ' ' || hex(data) FROM block");
+                                 "SELECT key || ' ' || hex(data) FROM stored_block");
   }
   void Run(std::string const& sql) const { SqlFile(Path()).Run(sql); }
   void Unpack() const { SqlFile(Path()).Unpack(); }
@@ -116,9 +116,9 @@ TEST_F(StoreCollectorDamage, DamagedOrMissingBlockOfObjectsIsReported) {
     auto const list = Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid()));
     for (int i = 0; i < 5000; ++i) AppendNode(*list, Node(i));
   });
-  Run("UPDATE block SET data = zeroblob(length(data)) WHERE key = (SELECT max(key) FROM block)");
+  Run("UPDATE stored_block SET data = zeroblob(length(data)) WHERE key = (SELECT max(key) FROM stored_block)");
   ExpectRefused(store, "Block 2 of object");
-  Run("DELETE FROM block WHERE key = (SELECT max(key) FROM block)");
+  Run("DELETE FROM stored_block WHERE key = (SELECT max(key) FROM stored_block)");
   ExpectRefused(store, "Block 2 of object");
 }
 
@@ -127,7 +127,7 @@ TEST_F(StoreCollectorDamage, DamagedPrimitiveElementsDoNotStopCollecting) {
   store.Save("picture", Picture(50'000));
   SaveNodes(store, {1});
   store.RemoveRoot("1");
-  Run("UPDATE block SET data = zeroblob(length(data))");
+  Run("UPDATE stored_block SET data = zeroblob(length(data))");
   ExpectCollected(store, 1);
 }
 

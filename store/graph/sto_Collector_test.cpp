@@ -248,11 +248,11 @@ TEST_F(StoreCollector, ListsAndBlobsAreCollectedWithTheirBlocks) {
         root);
     store.Save(std::string("picture ") + root, Picture(100'000));
   }
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 2 * (5 + 7));
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 2 * (5 + 7));
   store.RemoveRoot("a");
   store.RemoveRoot("picture a");
   ExpectCollected(store, 4);
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 5 + 7);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 5 + 7);
   EXPECT_EQ(store.Load<Picture>("picture b")->Bytes(), std::string(100'000, 'b'));
   static_cast<void>(LoadFields(
       store,

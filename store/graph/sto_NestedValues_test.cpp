@@ -12,6 +12,7 @@ using Type = sto_NestedType;
 class StoreNestedValues : public StoreGarbageTest {
  protected:
   static constexpr std::int64_t Id = 50;
+  static constexpr unsigned int HolderClass = 7340999;
 
   void SetUp() override {
     {
@@ -20,8 +21,8 @@ class StoreNestedValues : public StoreGarbageTest {
     }
     m_File = std::make_unique<SqlFile>(Path());
     RunSealed(*m_File,
-              "INSERT INTO root VALUES('holder', 50, 7340033, 0); UPDATE save SET next_object_id = 100;"
-              "REPLACE INTO class VALUES(7340033, 1, 'Scripted', 1, 0);"
+              "INSERT INTO root VALUES('holder', 50, 7340999, 0); UPDATE save SET next_object_id = 100;"
+              "INSERT INTO class VALUES(7340999, 1, 'Holder', 1, 0);"
               "REPLACE INTO name VALUES(70, 'm_Parts', 0), (71, 'm_Part', 0), (72, 'm_Unit', 0)");
   }
   [[nodiscard]] std::int64_t IdUnder(std::string const& root) const {
@@ -41,7 +42,7 @@ class StoreNestedValues : public StoreGarbageTest {
     writer.Presence(named != 0);
     if (named != 0) writer.ObjectId(named);
     sto_RecordBuilder builder;
-    builder.AddPart(7340033, 1, Id);
+    builder.AddPart(HolderClass, 1, Id);
     builder.AddNested(0, {70, -1}, type, value);
     m_File->PutRow(Id, {0, sto_Format::OwnShape, builder.ValuesWithShape()});
   }
@@ -87,7 +88,7 @@ TEST_F(StoreNestedValues, MemberWithoutAStoredNameIsDamage) {
 
 TEST_F(StoreNestedValues, UnitOfAListWithoutAStoredNameIsDamage) {
   sto_RecordBuilder builder;
-  builder.AddPart(7340033, 1, Id);
+  builder.AddPart(HolderClass, 1, Id);
   sto_ListHeader header;
   header.m_ElementType = sto_Format::ElementInt8;
   header.m_Count = 3;
@@ -108,8 +109,12 @@ TEST_F(StoreNestedValues, UnitOfAListWithoutAStoredNameIsDamage) {
 TEST_F(StoreNestedValues, CopiedBranchHasThemWithItsOwnIdsAndNames) {
   PutHolder(Parts(), IdUnder("2"), IdUnder("3"));
   {
-    sto_Store from = Open();
-    sto_Store to = sto_Store::Open(Path("target"), sto_Mode::Create, Classes());
+    cls_ClassRegistrar classes;
+    DeclareCollections(classes);
+    classes.CreateClassMD("Holder"_cow, HolderClass, 1, nullptr, 1)
+        .AddAttribute(cls_FieldHandle("m_Parts"_cow), ATTR_NESTED, 1, COLLECTION_NONE);
+    sto_Store from = sto_Store::Open(Path(), sto_Mode::ReadWrite, classes);
+    sto_Store to = sto_Store::Open(Path("target"), sto_Mode::Create, classes);
     to.Save("first", Node(9)); // other ids, and other numbers of names
     sto_CopyRoot(from, "holder", to, "copy");
     to.Save("held", *from.Load<Node>("1"));

@@ -48,7 +48,7 @@ template <class T> void sto_ListWriter<T>::RaiseFull(char const* what) {
 
 template <class T> void sto_ListWriter<T>::FlushBlock() {
   m_Hash = sto_Checksum(m_Hash, m_Elements);
-  m_Object->WriteBlock(m_Elements);
+  m_Object->WriteBlock(m_Elements, sto_ElementCodec<T>::ElementType);
   m_Elements.clear();
   m_Ids.Restart();
   m_InBlock = 0;

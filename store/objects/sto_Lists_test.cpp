@@ -83,9 +83,9 @@ TYPED_TEST(StoreListsOf, EveryLengthAroundABlockComesBack) {
 TYPED_TEST(StoreListsOf, BlocksHoldTheElementsBeyondTheInlineLimit) {
   sto_Store store = this->Create();
   store.Save("list", MakeList<TypeParam>(5000));
-  EXPECT_EQ(this->Query("SELECT count(*) FROM block"), 3);
+  EXPECT_EQ(this->Query("SELECT count(*) FROM stored_block"), 3);
   store.Save("short", MakeList<TypeParam>(100));
-  EXPECT_EQ(this->Query("SELECT count(*) FROM block"), 3);
+  EXPECT_EQ(this->Query("SELECT count(*) FROM stored_block"), 3);
 }
 
 TYPED_TEST(StoreListsOf, RowWidthIsKept) {
@@ -111,7 +111,7 @@ TYPED_TEST(StoreListsOf, NegativeRowWidthIsRefusedWhenWritten) {
       EXPECT_FALSE(store.HasRoot("list"));
     }
   EXPECT_EQ(store.ObjectCount(), 0);
-  EXPECT_EQ(this->Query("SELECT count(*) FROM block"), 0);
+  EXPECT_EQ(this->Query("SELECT count(*) FROM stored_block"), 0);
 }
 
 TYPED_TEST(StoreListsOf, RunsAreTheSameAsSingleElements) {
@@ -157,7 +157,7 @@ TYPED_TEST(StoreListsOf, ShrunkListLeavesNoBlockBehind) {
     next.m_Uid = list.m_Uid;
     store.Save("list", next);
     int const blocks = count <= 10 ? 0 : (count + 2047) / 2048;
-    EXPECT_EQ(this->Query("SELECT count(*) FROM block"), blocks) << count;
+    EXPECT_EQ(this->Query("SELECT count(*) FROM stored_block"), blocks) << count;
     EXPECT_TRUE(IsSame(store.Load<ListObject<TypeParam>>("list")->m_Elements, next.m_Elements)) << count;
   }
   EXPECT_EQ(store.ObjectCount(), 1);
@@ -168,13 +168,13 @@ class StoreLists : public StoreTest {};
 TEST_F(StoreLists, InlineListTakesUpToItsLimitInBytes) {
   sto_Store store = Create();
   store.Save("list", MakeList<double>(512)); // 4096 bytes
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 0);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 0);
   store.Save("list", MakeList<double>(513));
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 1);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 1);
   store.Save("bools", MakeList<bool>(2048)); // few bytes, but a full block of elements
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 1);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 1);
   store.Save("bools", MakeList<bool>(2049));
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 3);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 3);
 }
 
 TEST_F(StoreLists, InlineLimitOfStringsCountsTheirLengths) {
@@ -182,10 +182,10 @@ TEST_F(StoreLists, InlineLimitOfStringsCountsTheirLengths) {
   ListObject<cow_String> list;
   list.m_Elements = {cow_String(std::string(4094, 'x'))}; // preceded by two bytes of length
   store.Save("list", list);
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 0);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 0);
   list.m_Elements = {cow_String(std::string(4095, 'x'))};
   store.Save("list", list);
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 1);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 1);
   EXPECT_EQ(store.Load<ListObject<cow_String>>("list")->m_Elements[0].Length(), 4095);
 }
 
@@ -387,8 +387,8 @@ TEST_F(StoreLists, BlocksOfTwoListsDoNotMeet) {
   empty.m_Uid = first.m_Uid;
   store.Save("first", empty);
   EXPECT_EQ(store.Load<ListObject<int>>("second")->m_Elements, second.m_Elements);
-  EXPECT_EQ(Query("SELECT min(key) FROM block"), sto_BlockKey(2, 0));
-  EXPECT_EQ(Query("SELECT max(key) FROM block"), sto_BlockKey(2, 2));
+  EXPECT_EQ(Query("SELECT min(key) FROM stored_block"), sto_BlockKey(2, 0));
+  EXPECT_EQ(Query("SELECT max(key) FROM stored_block"), sto_BlockKey(2, 2));
 }
 
 } // namespace

@@ -32,7 +32,7 @@ TEST_F(StoreObjectLists, ComesBackInAnotherSession) {
     SCOPED_TRACE(count);
     std::string const name = std::to_string(count);
     MakeList(count, name);
-    EXPECT_EQ(Query("SELECT count(*) FROM block", name) == 0, count <= 2048); // a byte an element
+    EXPECT_EQ(Query("SELECT count(*) FROM stored_block", name) == 0, count <= 2048); // a byte an element
     sto_Store store = Open(sto_Mode::ReadOnly, name);
     WithList(store, [&](cls_ReadListObj& list) {
       ASSERT_EQ(list.Count(), count);
@@ -59,7 +59,7 @@ TEST_F(StoreObjectLists, ElementsFarFromEachOtherAreInBlocksEarlier) {
       for (int i = 0; i < count; ++i) AppendNode(*list, i % 2 == 0 ? first : last);
       if (count == 2048) AppendNode(*list, Node(7));
     });
-    EXPECT_EQ(Query("SELECT count(*) FROM block") == 0, count == 2047);
+    EXPECT_EQ(Query("SELECT count(*) FROM stored_block") == 0, count == 2047);
     WithList(store, [&](cls_ReadListObj& list) {
       for (int i = 0; i < count; ++i) ASSERT_EQ(NodeValue(list.Next()), i % 2);
     });
@@ -432,13 +432,13 @@ TEST_F(StoreObjectLists, MissingElementIsDamage) {
 
 TEST_F(StoreObjectLists, MissingBlockIsDamage) {
   sto_Store store = MakeList(5000);
-  SqlFile(Path()).Run("DELETE FROM block WHERE key = (2 << 20) + 1");
+  SqlFile(Path()).Run("DELETE FROM stored_block WHERE key = (2 << 20) + 1");
   WithList(store, [](cls_ReadListObj& list) {
     EXPECT_EQ(NodeValue(list.At(2047)), 2047);
     MessageOf(sto_ErrorKind::Damaged, [&] { list.At(2048); });
     EXPECT_EQ(NodeValue(list.At(4096)), 4096);
   });
-  SqlFile(Path()).Run("DELETE FROM block WHERE key = (2 << 20) + 2");
+  SqlFile(Path()).Run("DELETE FROM stored_block WHERE key = (2 << 20) + 2");
   sto_Store other = Open();
   static_cast<void>(LoadFields(other, [&](cls_ReadVisitor const& visitor) {
     MessageOf(sto_ErrorKind::Damaged, [&] { visitor.Memento()->MakeFieldReadListObj(Field("m_Objects")); });

@@ -5,6 +5,7 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "store/format/sto_CollectionFields.h"
+#include "store/format/sto_ElementCodec.h"
 #include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_StrictSave.h"
 #include "store/session/sto_ElementScope.h"
@@ -81,9 +82,9 @@ char const* sto_RecordInProgress::SingleValueName() const {
   return classId == cls_InternalMapTypeId ? "map" : nullptr;
 }
 
-void sto_RecordInProgress::WriteBlock(sto_Bytes& elements) {
+void sto_RecordInProgress::WriteBlock(sto_Bytes& elements, std::uint8_t elementType) {
   m_Session.Save().Check();
-  sto_StoredBlocks blocks(m_Session, m_Id);
+  sto_StoredBlocks blocks(m_Session, m_Id, sto_ElementBytes(elementType));
   bool const isCompared = m_Meeting.m_Comparing != cls_Comparing::Nothing;
   bool const mayBeThere = isCompared || !m_Session.Save().IsNew(m_Id);
   if (!mayBeThere || !blocks.Holds(m_BlockCount, elements)) {

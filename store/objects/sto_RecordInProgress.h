@@ -56,7 +56,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// Keeps `scope` alive until the record is written.
   void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept { m_Scope = std::move(scope); }
 
-  void WriteBlock(sto_Bytes& elements) override;
+  void WriteBlock(sto_Bytes& elements, std::uint8_t elementType) override;
   void CompleteList(sto_ListHeader const& header) override { m_Record->SetList(header, {}); }
 
   /// How many blocks have been written.

@@ -278,11 +278,11 @@ TEST_F(StoreNotes, RowsThatBelongToNothingAreDamage) {
 TEST_F(StoreNotes, MissingRowIsNoticedByTheSum) {
   for (char const* const change :
        {"DELETE FROM note WHERE attribute = ''", "DELETE FROM enumerator WHERE value = 0"}) {
-    SqlFile file(Path());
-    file.Run("BEGIN");
+    std::filesystem::copy_file(Path(), Path("changed"), std::filesystem::copy_options::overwrite_existing);
+    SqlFile file(Path("changed"));
+    EXPECT_EQ(SumInLog(file), SumOverRows(file));
     file.Run(change);
     EXPECT_NE(SumInLog(file), SumOverRows(file)) << change;
-    file.Run("ROLLBACK");
   }
 }
 

@@ -10,8 +10,8 @@
 /// Receives a list that is copied from another session. Internal to the module.
 class sto_ListTarget {
  public:
-  /// Writes the next block of the list; `elements` gets its checksum appended.
-  virtual void WriteBlock(sto_Bytes& elements) = 0;
+  /// Writes the next block of the list, whose elements have a type of sto_Format; `elements` is sealed.
+  virtual void WriteBlock(sto_Bytes& elements, std::uint8_t elementType) = 0;
   /// Completes a list whose elements are all in blocks.
   virtual void CompleteList(sto_ListHeader const& header) = 0;
 

@@ -40,6 +40,7 @@ void sto_Save::End() {
 void sto_Save::Undo() noexcept {
   m_IsGoingOn = false;
   m_Session.ForgetKept();
+  m_Session.VerifiedBlocks().Clear();
   try {
     if (m_CannotBeUndone)
       m_Session.Driver().Rollback();

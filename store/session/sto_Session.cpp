@@ -10,7 +10,8 @@ sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> drive
                          cls_ClassRegistrar const& registrar, sto_Options const& options)
     : m_RegistrarLives(registrar.Lifetime()), m_Location(std::move(location)), m_Driver(std::move(driver)),
       m_Catalogue(registrar, m_Location), m_Identities(this), m_Save(*this), m_Records(*this),
-      m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict) {}
+      m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict),
+      m_Compresses(options.m_Compress) {}
 
 sto_Session::~sto_Session() {
   assert(std::this_thread::get_id() == m_Thread && "A store is closed by the thread that opened it.");
@@ -33,6 +34,7 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
   try {
     if (std::int64_t const counter = m_Driver->ChangeCounter(); counter != m_ChangeCounter) {
       m_Catalogue.Forget();
+      m_VerifiedBlocks.Clear();
       m_ChangeCounter = counter;
     }
     m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
@@ -94,6 +96,7 @@ void sto_Session::EndTransaction() noexcept {
 void sto_Session::Rollback() noexcept {
   if (!m_InTransaction) return;
   m_Driver->Rollback();
+  m_VerifiedBlocks.Clear();
   bool const wasWriting = m_IsWriting;
   if (wasWriting) {
     m_Collections.ForEachTouched([](sto_OpenCollection& each) { each.NoteIdentity(true); });

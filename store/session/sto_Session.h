@@ -14,6 +14,7 @@
 #include "store/base/sto_ErrorKind.h"
 #include "store/base/sto_SourceLine.h"
 #include "store/driver/sto_Driver.h"
+#include "store/format/sto_BlockCodec.h"
 #include "store/session/sto_Catalogue.h"
 #include "store/session/sto_ChangeNotes.h"
 #include "store/session/sto_Collections.h"
@@ -24,6 +25,7 @@
 #include "store/session/sto_OpenProxy.h"
 #include "store/session/sto_RecordCache.h"
 #include "store/session/sto_Save.h"
+#include "store/session/sto_VerifiedBlocks.h"
 #include "store/sto_Options.h"
 
 class cls_FieldHandle;
@@ -84,6 +86,10 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   [[nodiscard]] std::unordered_set<sto_OpenProxy*>& OpenProxies() noexcept { return m_OpenProxies; }
   [[nodiscard]] sto_ChangeNotes& Changes() noexcept { return m_Changes; }
   [[nodiscard]] sto_KeptBytes& KeptBytes() noexcept { return m_KeptBytes; }
+  [[nodiscard]] sto_BlockCodec& BlockCodec() noexcept { return m_BlockCodec; }
+  [[nodiscard]] sto_VerifiedBlocks& VerifiedBlocks() noexcept { return m_VerifiedBlocks; }
+  /// Whether blocks are compressed unless their list says otherwise; see sto_Options::m_Compress.
+  [[nodiscard]] bool Compresses() const noexcept { return m_Compresses; }
   /// Whether the session looks for mistakes in the program's classes; see sto_Options::m_Strict.
   [[nodiscard]] bool IsStrict() const noexcept { return m_IsStrict; }
 
@@ -235,7 +241,10 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   std::unordered_set<sto_OpenProxy*> m_OpenProxies;
   sto_ChangeNotes m_Changes;
   sto_KeptBytes m_KeptBytes;
+  sto_BlockCodec m_BlockCodec;
+  sto_VerifiedBlocks m_VerifiedBlocks;
   bool m_IsStrict;
+  bool m_Compresses;
 
   // All set by Begin; the first two are cleared by EndTransaction.
   bool m_InTransaction = false;

@@ -139,10 +139,10 @@ TEST_F(StoreSession, FailureOfEachCallWithinAReplacingSaveKeepsTheOldObject) {
     Arm(0);
     if (!failed) break;
     m_Store->Load<Model>("old")->ExpectFilled(1, 5000);
-    ASSERT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM block"), 3);
+    ASSERT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM stored_block"), 3);
   }
   EXPECT_EQ(m_Store->Load<Model>("old")->m_List.Count(), 10);
-  EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM block"), 0);
+  EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM stored_block"), 0);
 }
 
 TEST_F(StoreSession, FailureOfEachCallWithinALoadLeavesTheStoreUsable) {

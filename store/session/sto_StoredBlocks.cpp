@@ -6,37 +6,51 @@
 
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_BlockLayout.h"
-#include "store/format/sto_Checksum.h"
 #include "store/session/sto_Session.h"
 
 namespace {
 
-/// Checks each block that the storage delivers, and passes its content on.
-class Unsealer : public sto_BlockSink {
+/// Passes on the blocks that the storage delivers, until one is missing.
+template <class TakeStored> class RunSink final : public sto_BlockSink {
  public:
-  Unsealer(std::int64_t firstKey, int first, void* context,
-           void (*take)(void* context, int index, sto_ByteView content)) noexcept
-      : m_FirstKey(firstKey), m_Next(first), m_First(first), m_Context(context), m_Take(take) {}
+  RunSink(std::int64_t firstKey, TakeStored take) noexcept : m_NextKey(firstKey), m_Take(take) {}
 
   bool Take(std::int64_t key, sto_ByteView data) override {
-    if (key != m_FirstKey + (m_Next - m_First) || !sto_Unseal(static_cast<std::uint64_t>(key), data))
-      return false;
-    m_Take(m_Context, m_Next++, data);
+    if (key != m_NextKey || !m_Take(key, data)) return false;
+    ++m_NextKey;
     return true;
   }
-
-  /// The index after the last good block: the one that is missing or damaged, unless all were good.
-  [[nodiscard]] int Next() const noexcept { return m_Next; }
+  /// The key after the last good block.
+  [[nodiscard]] std::int64_t NextKey() const noexcept { return m_NextKey; }
 
  private:
-  std::int64_t m_FirstKey;
-  int m_Next;
-  int m_First;
-  void* m_Context;
-  void (*m_Take)(void*, int, sto_ByteView);
+  std::int64_t m_NextKey;
+  TakeStored m_Take;
 };
 
 } // namespace
+
+sto_StoredBlocks::sto_StoredBlocks(sto_Session& session, std::int64_t listId,
+                                   std::size_t elementBytes) noexcept
+    : m_Session(session), m_ListId(listId), m_ElementBytes(elementBytes), m_Compresses(session.Compresses()) {
+}
+
+std::optional<sto_ByteView> sto_StoredBlocks::Open(std::int64_t key, sto_ByteView stored) {
+  sto_VerifiedBlocks& verified = m_Session.VerifiedBlocks();
+  if (!verified.Has(key)) {
+    if (!sto_BlockCodec::IsSound(key, stored)) return std::nullopt;
+    verified.Add(key);
+  }
+  return m_Session.BlockCodec().Open(stored, m_Restored);
+}
+
+void sto_StoredBlocks::Seal(std::int64_t key, sto_Bytes& content) {
+  m_Session.VerifiedBlocks().Forget(key);
+  if (m_Compresses)
+    m_Session.BlockCodec().SealCompressed(key, content, m_ElementBytes);
+  else
+    sto_BlockCodec::Seal(key, content);
+}
 
 sto_ByteView sto_StoredBlocks::Kept(int index) const noexcept {
   if (index < m_FirstKept || index >= m_FirstKept + m_KeptCount) return {};
@@ -54,9 +68,7 @@ std::optional<sto_ByteView> sto_StoredBlocks::TryRead(int index) {
   std::int64_t const key = sto_BlockKey(m_ListId, index);
   m_NextIndex = index + 1;
   if (!m_Session.Driver().ReadBlock(key, m_Block)) return std::nullopt;
-  sto_ByteView content(m_Block);
-  if (!sto_Unseal(static_cast<std::uint64_t>(key), content)) return std::nullopt;
-  return content;
+  return Open(key, m_Block);
 }
 
 sto_ByteView sto_StoredBlocks::Read(int index) {
@@ -73,9 +85,9 @@ bool sto_StoredBlocks::HasList(int count, std::size_t minBytes) {
   constexpr int UncheckedBlocks = 16; // making room for so few is harmless, even if most are missing
   int const blockCount = sto_ListLayout(count).BlockCount();
   if (blockCount == 0) return true;
-  // A list cannot be larger than the whole store.
-  if (static_cast<std::size_t>(count) * minBytes >
-          static_cast<std::uint64_t>(m_Session.Driver().SizeBytes()) ||
+  // A list cannot be larger than the whole store, compressed as well as can be.
+  std::size_t const storeBytes = static_cast<std::uint64_t>(m_Session.Driver().SizeBytes());
+  if (static_cast<std::size_t>(count) * minBytes > sto_BlockCodec::MaxContentBytes(storeBytes) ||
       !Has(blockCount - 1))
     return false;
   if (blockCount <= UncheckedBlocks) return true;
@@ -89,13 +101,24 @@ bool sto_StoredBlocks::Holds(int index, sto_ByteView content) {
   return stored && std::ranges::equal(*stored, content);
 }
 
+bool sto_StoredBlocks::ReadPlain(std::int64_t key, std::span<std::byte> content) {
+  std::array<std::byte, sto_BlockCodec::EndBytes> end;
+  if (!m_Session.Driver().ReadBlockInto(key, content, end) || !sto_BlockCodec::IsPlain(end)) return false;
+  sto_VerifiedBlocks& verified = m_Session.VerifiedBlocks();
+  if (verified.Has(key)) return true;
+  if (!sto_BlockCodec::IsSound(key, content, end)) return false;
+  verified.Add(key);
+  return true;
+}
+
 void sto_StoredBlocks::ReadInto(int index, std::span<std::byte> content) {
   std::int64_t const key = sto_BlockKey(m_ListId, index);
   m_NextIndex = index + 1;
-  std::array<std::byte, sto_Format::ChecksumBytes> end;
-  if (!m_Session.Driver().ReadBlockInto(key, content, end) ||
-      sto_ByteReader(end).Number<std::uint64_t>() != sto_Checksum(static_cast<std::uint64_t>(key), content))
-    RaiseDamaged(index);
+  if (!m_WasCompressed && ReadPlain(key, content)) return;
+  std::optional<sto_ByteView> const restored = TryRead(index);
+  if (!restored || restored->size() != content.size()) RaiseDamaged(index);
+  std::ranges::copy(*restored, content.begin());
+  m_WasCompressed = restored->data() != m_Block.data();
 }
 
 sto_ByteView sto_StoredBlocks::ReadAhead(int index, int blockCount) {
@@ -116,14 +139,18 @@ sto_ByteView sto_StoredBlocks::ReadAhead(int index, int blockCount) {
 
 int sto_StoredBlocks::Pass(int first, int last, void* context, TakeBlock take) {
   std::int64_t const firstKey = sto_BlockKey(m_ListId, first);
-  Unsealer sink(firstKey, first, context, take);
+  RunSink sink(firstKey, [&](std::int64_t key, sto_ByteView stored) {
+    std::optional<sto_ByteView> const content = Open(key, stored);
+    if (content) take(context, first + static_cast<int>(key - firstKey), *content);
+    return content.has_value();
+  });
   m_Session.Driver().ReadBlocks(firstKey, sto_BlockKey(m_ListId, last), sink);
-  return sink.Next();
+  return first + static_cast<int>(sink.NextKey() - firstKey);
 }
 
 void sto_StoredBlocks::Write(int index, sto_Bytes& content, bool isThere) {
   std::int64_t const key = sto_BlockKey(m_ListId, index);
-  sto_Seal(static_cast<std::uint64_t>(key), content);
+  Seal(key, content);
   Forget();
   if (isThere)
     m_Session.Driver().OverwriteBlock(key, content);
@@ -134,7 +161,7 @@ void sto_StoredBlocks::Write(int index, sto_Bytes& content, bool isThere) {
 void sto_StoredBlocks::WriteNew(int first, std::span<sto_Bytes> contents) {
   std::int64_t const firstKey = sto_BlockKey(m_ListId, first);
   std::int64_t key = firstKey;
-  for (sto_Bytes& content : contents) sto_Seal(static_cast<std::uint64_t>(key++), content);
+  for (sto_Bytes& content : contents) Seal(key++, content);
   Forget();
   m_Session.Driver().WriteBlocks(firstKey, contents);
 }

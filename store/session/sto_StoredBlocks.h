@@ -11,7 +11,9 @@
 class sto_Session;
 
 /// The sealed blocks of one stored list or blob: reads and writes them by index. The only place where a
-/// block's key is computed and its checksum appended or checked. Internal to the module.
+/// block's key is computed, and its content sealed, checked, compressed or restored. Internal to the module.
+///
+/// A block that the session has found sound is not checked again until it may have changed.
 ///
 /// Opening a transaction for one block costs several times as much as reading the block. So ReadAhead, for
 /// blocks that are read in order with a transaction each, reads several at once. A longer transaction does
@@ -19,14 +21,17 @@ class sto_Session;
 ///
 /// REQUIRES: an open transaction (a write transaction to write), except for ReadKept and Forget. Errors:
 /// Damaged for a block that is missing or has a wrong checksum; those of the driver. Memory: at most
-/// ReadAheadBlocks + 1 blocks. Thread rule: the thread of the session.
+/// ReadAheadBlocks + 2 blocks. Thread rule: the thread of the session.
 class sto_StoredBlocks {
  public:
   /// How many blocks ReadAhead reads at once: 256 KiB of doubles.
   static constexpr int ReadAheadBlocks = 16;
 
-  sto_StoredBlocks(sto_Session& session, std::int64_t listId) noexcept
-      : m_Session(session), m_ListId(listId) {}
+  /// `elementBytes`: the size of an element, 1 if they differ; for compression.
+  sto_StoredBlocks(sto_Session& session, std::int64_t listId, std::size_t elementBytes = 1) noexcept;
+
+  /// Whether blocks are compressed from now on. At first as the options of the session say.
+  void SetCompresses(bool compresses) noexcept { m_Compresses = compresses; }
 
   /// The content of block `index`. Valid until the next operation.
   [[nodiscard]] sto_ByteView Read(int index);
@@ -67,10 +72,10 @@ class sto_StoredBlocks {
   /// Whether a block is stored, undamaged, with this content.
   [[nodiscard]] bool Holds(int index, sto_ByteView content);
 
-  /// Writes a block; `isThere`: it replaces an existing one. The checksum is appended to `content`.
+  /// Writes a block; `isThere`: it replaces an existing one. `content` is sealed.
   void Write(int index, sto_Bytes& content, bool isThere);
 
-  /// Writes new blocks from `first` on, in one pass. A checksum is appended to each of `contents`.
+  /// Writes new blocks from `first` on, in one pass. Each of `contents` is sealed.
   /// REQUIRES: none of the blocks exists.
   void WriteNew(int first, std::span<sto_Bytes> contents);
 
@@ -88,6 +93,12 @@ class sto_StoredBlocks {
   /// Takes blocks up to the first that is missing or damaged; returns its index, last + 1 if all were taken.
   int Pass(int first, int last, void* context, TakeBlock take);
   [[nodiscard]] sto_ByteView Kept(int index) const noexcept;
+  /// The content of a stored block; empty if it is damaged. Valid until the next operation.
+  [[nodiscard]] std::optional<sto_ByteView> Open(std::int64_t key, sto_ByteView stored);
+  /// Turns the content of a block into what is stored.
+  void Seal(std::int64_t key, sto_Bytes& content);
+  /// Reads an uncompressed block to `content`; false if it is missing, damaged or compressed.
+  [[nodiscard]] bool ReadPlain(std::int64_t key, std::span<std::byte> content);
   [[noreturn]] void RaiseDamaged(int index) const;
 
   sto_Session& m_Session;
@@ -97,5 +108,9 @@ class sto_StoredBlocks {
   int m_KeptCount = 0;
   std::int64_t m_KeptState = 0; // the store's change counter when the kept blocks were read
   std::vector<sto_Bytes> m_Kept;
-  sto_Bytes m_Block; // the block read last without reading ahead
+  sto_Bytes m_Block;    // the block read last without reading ahead, as it is stored
+  sto_Bytes m_Restored; // its content, or that of a block of a run, if it is compressed
+  std::size_t m_ElementBytes;
+  bool m_Compresses;
+  bool m_WasCompressed = false; // what ReadInto read last
 };

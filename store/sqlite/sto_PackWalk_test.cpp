@@ -57,10 +57,10 @@ TEST_F(StorePackWalk, ObjectsAreFoundInEveryOrder) {
     std::mt19937 random(seed);
     // Runs of neighbours, in any order: some walks begin in the middle, and some are left.
     for (std::size_t run = 0; run < 12; ++run)
-      std::ranges::rotate(order, order.begin() + static_cast<std::ptrdiff_t>(random() % Count));
+      std::rotate(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(random() % Count), order.end());
     for (std::size_t swap = 0; swap < 6; ++swap) std::swap(order[random() % Count], order[random() % Count]);
-    std::ranges::rotate(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(random() % (Count / 2)),
-                        order.begin() + Count / 2);
+    std::rotate(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(random() % (Count / 2)),
+                order.begin() + Count / 2);
     Expect(order);
   }
 }

@@ -32,6 +32,7 @@ class sto_SqliteBlob {
   /// Overwrites a part of it. REQUIRES: opened for writing, and the part lies within the byte string.
   void Write(std::size_t offset, sto_ByteView data);
   void Close() noexcept;
+  [[nodiscard]] bool IsOpen() const noexcept { return m_Handle != nullptr; }
 
  private:
   /// Damaged for a row that claims more bytes than the store has, before anyone takes memory for them.

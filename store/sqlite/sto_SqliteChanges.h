@@ -29,9 +29,13 @@ class sto_SqliteChanges {
   void RemoveRecord(std::int64_t id, std::int64_t shape, sto_ByteView values) {
     m_Sum -= Record(id, shape, values);
   }
-  /// `end`: the end of the stored block, with at least its checksum.
-  void AddBlock(std::int64_t key, sto_ByteView end) noexcept { m_Sum += BlockTerm(key, end); }
-  void RemoveBlock(std::int64_t key, sto_ByteView end) noexcept { m_Sum -= BlockTerm(key, end); }
+  /// The term of a block. `end`: the end of the stored block, with at least its checksum.
+  [[nodiscard]] static sto_ContentSum BlockTerm(std::int64_t key, sto_ByteView end) noexcept;
+  /// Blocks are replaced: takes out terms, and adds others.
+  void ReplaceBlocks(sto_ContentSum const& removed, sto_ContentSum const& added) noexcept {
+    m_Sum -= removed;
+    m_Sum += added;
+  }
   void AddRoot(std::string_view name, std::int64_t id, unsigned int classId) noexcept {
     m_Sum += RootTerm(name, id, classId);
   }
@@ -80,7 +84,6 @@ class sto_SqliteChanges {
 
   [[nodiscard]] static sto_ContentSum Record(std::int64_t id, std::int64_t shape,
                                              sto_ByteView values) noexcept;
-  [[nodiscard]] static sto_ContentSum BlockTerm(std::int64_t key, sto_ByteView end) noexcept;
   [[nodiscard]] static sto_ContentSum RootTerm(std::string_view name, std::int64_t id,
                                                unsigned int classId) noexcept;
 

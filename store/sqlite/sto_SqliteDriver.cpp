@@ -65,9 +65,9 @@ void sto_SqliteDriver::Begin(bool forWriting) {
     m_Save = {};
     if (!IsOld()) m_Save.m_Number = m_Saves.ReadNewest().m_Number + 1;
     m_Objects.Begin(forWriting, m_Save.m_Number);
-    if (m_OldObjects) m_OldObjects->Drop();
+    if (IsOld()) m_OldObjects->Drop();
     m_Roots.Drop();
-    m_Blocks.Begin(m_FormatVersion > sto_Format::VersionWithoutPacks, !m_HasLog);
+    m_Blocks.Begin(!m_HasLog);
     m_Save.m_NextObjectId = NextObjectId();
     m_Objects.SetFirstNewId(m_Save.m_NextObjectId);
     m_Changes.Begin(m_Save.m_NextObjectId, IsOld() ? sto_ContentSum() : m_Saves.ReadNewest().m_Sum);
@@ -92,6 +92,7 @@ void sto_SqliteDriver::ReadHeader() {
   m_FormatVersion = m_Connection->QueryInteger("PRAGMA user_version");
   sto_CheckSqliteVersion(*m_Connection, m_FormatVersion);
   m_OldObjects.reset();
+  m_OldBlocks.reset();
   bool const isPresent = m_FormatVersion > sto_Format::VersionWithoutShapes;
   if (isPresent) m_Header = sto_ReadSqliteHeader(*m_Connection);
   m_Saves.Use(m_Header.m_Uuid);
@@ -102,6 +103,7 @@ void sto_SqliteDriver::ReadHeader() {
   sto_SqliteObjectTables tables;
   if (m_FormatVersion <= sto_Format::VersionWithoutPacks) tables.m_Pack.clear();
   m_OldObjects.emplace(*m_Connection, tables);
+  m_OldBlocks.emplace(*m_Connection, !tables.m_Pack.empty());
 }
 
 void sto_SqliteDriver::BringUpToDate(bool mayUpgrade) {
@@ -117,7 +119,7 @@ void sto_SqliteDriver::BringUpToDate(bool mayUpgrade) {
   m_Transaction.Begin(true);
   try {
     ReadHeader(); // another program may have upgraded it
-    if (IsOld()) sto_UpgradeSqlite(*m_Connection, m_FormatVersion, m_Objects, m_Changes, m_Program);
+    if (IsOld()) sto_UpgradeSqlite(*m_Connection, m_FormatVersion, m_Objects, m_Blocks, m_Changes, m_Program);
     m_Transaction.Commit();
   } catch (...) {
     Rollback();
@@ -133,6 +135,7 @@ void sto_SqliteDriver::Commit() {
   m_Objects.Flush();
   m_Roots.Flush();
   m_Blocks.FinishTransaction();
+  if (m_OldBlocks) m_OldBlocks->Close();
   WriteSave();
   m_Transaction.Commit();
   if (m_IsSaveWritten) m_Saves.Keep(m_Save);
@@ -166,7 +169,8 @@ void sto_SqliteDriver::Rollback() noexcept {
   m_Mark.Forget();
   m_Objects.Drop();
   m_Roots.Drop();
-  m_Blocks.Close();
+  m_Blocks.Drop();
+  if (m_OldBlocks) m_OldBlocks->Close();
   m_Transaction.Rollback();
 }
 
@@ -290,19 +294,22 @@ std::int64_t sto_SqliteDriver::ObjectCount() {
 
 bool sto_SqliteDriver::ReadBlock(std::int64_t key, sto_Bytes& data) {
   m_Transaction.CheckUndone();
-  return m_Blocks.Read(key, data);
+  return m_OldBlocks ? m_OldBlocks->Read(key, data) : m_Blocks.Read(key, data);
 }
 bool sto_SqliteDriver::ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) {
   m_Transaction.CheckUndone();
-  return m_Blocks.ReadInto(key, data, end);
+  return m_OldBlocks ? m_OldBlocks->ReadInto(key, data, end) : m_Blocks.ReadInto(key, data, end);
 }
 void sto_SqliteDriver::ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
   m_Transaction.CheckUndone();
-  m_Blocks.ReadRange(first, last, sink);
+  if (m_OldBlocks)
+    m_OldBlocks->ReadRange(first, last, sink);
+  else
+    m_Blocks.ReadRange(first, last, sink);
 }
 bool sto_SqliteDriver::HasBlock(std::int64_t key) {
   m_Transaction.CheckUndone();
-  return m_Blocks.Has(key);
+  return m_OldBlocks ? m_OldBlocks->Has(key) : m_Blocks.Has(key);
 }
 void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
   BeforeWriting();
@@ -310,13 +317,15 @@ void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
 }
 void sto_SqliteDriver::WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) {
   BeforeWriting();
-  m_Blocks.WriteRange(first, blocks);
+  for (sto_Bytes const& block : blocks) m_Blocks.Write(first++, block);
 }
 void sto_SqliteDriver::OverwriteBlock(std::int64_t key, sto_ByteView data) {
   BeforeWriting();
   m_Blocks.Overwrite(key, data);
 }
 void sto_SqliteDriver::DeleteBlocks(std::int64_t first, std::int64_t last) {
+  m_Transaction.CheckOpen();
+  if (!m_Blocks.HasAny(first, last)) return; // most objects have none: they need no mark in the file
   BeforeWriting();
   m_Blocks.Delete(first, last);
 }

@@ -12,6 +12,7 @@
 #include "store/sqlite/sto_SqliteMark.h"
 #include "store/sqlite/sto_SqliteNotes.h"
 #include "store/sqlite/sto_SqliteObjects.h"
+#include "store/sqlite/sto_SqliteOldBlocks.h"
 #include "store/sqlite/sto_SqliteOldObjects.h"
 #include "store/sqlite/sto_SqliteOpening.h"
 #include "store/sqlite/sto_SqliteRoots.h"
@@ -136,7 +137,9 @@ class sto_SqliteDriver : public sto_Driver {
   std::int64_t m_CheckedAt = -1; // the change counter then; -1: never
   // Of the session.
   bool m_HasLog; // the store has a write-ahead log: readers do not hinder a writer
-  std::optional<sto_SqliteOldObjects> m_OldObjects; // replaces m_Objects for a store of an older format
+  // They replace m_Objects and m_Blocks for a store of an older format.
+  std::optional<sto_SqliteOldObjects> m_OldObjects;
+  std::optional<sto_SqliteOldBlocks> m_OldBlocks;
   sto_SqliteSaves m_Saves;
   sto_SqliteChanges m_Changes;
   sto_SqliteCatalogue m_Catalogue;

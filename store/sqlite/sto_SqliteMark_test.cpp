@@ -55,7 +55,7 @@ class StoreMark : public StoreFileTest {
     m_Parts->m_Objects.Begin(true, 1);
     m_Parts->m_Objects.SetFirstNewId(1);
     m_Parts->m_Roots.Drop();
-    m_Parts->m_Blocks.Begin(true, true);
+    m_Parts->m_Blocks.Begin(true);
   }
   void Commit() {
     m_Parts->m_Objects.Flush();

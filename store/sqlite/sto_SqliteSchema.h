@@ -14,9 +14,11 @@ inline constexpr std::int64_t ApplicationId = 0x4B564C53;
 /// The default page size: large enough that a block of numbers takes two pages instead of five.
 inline constexpr int PageBytes = 16384;
 
-/// The tables that all formats have.
+/// The tables that all formats have. In a row of table block, formats 1 to 3 have one block.
 inline constexpr char CommonTables[] = R"(
 CREATE TABLE meta(key TEXT PRIMARY KEY, value) WITHOUT ROWID;
+)";
+inline constexpr char BlockTable[] = R"(
 CREATE TABLE block(key INTEGER PRIMARY KEY, data BLOB NOT NULL);
 )";
 
@@ -112,7 +114,7 @@ CREATE TABLE note(
 
 /// The statements that make the tables of a format, each a part of the texts above.
 [[nodiscard]] inline std::vector<char const*> TablesOf(std::int64_t version) {
-  std::vector<char const*> tables{CommonTables};
+  std::vector<char const*> tables{CommonTables, BlockTable};
   bool const hasShapes = version > sto_Format::VersionWithoutShapes;
   tables.push_back(hasShapes ? Tables : OldTables);
   if (!hasShapes && version > sto_Format::VersionWithoutAttributes) tables.push_back(AttributeTable);

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_BlockCodec.h"
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "store/sqlite/sto_SqliteTransaction.h"
 #include "tests/support/store/StoreFaultVfs.h"
@@ -28,7 +29,11 @@ class StoreUndo : public StoreFileTest {
     m_Driver->SetRoot("root", 1, 5);
     m_Driver->Commit();
   }
-  static sto_Bytes Content(int value) { return sto_Bytes(3000, static_cast<std::byte>(value)); }
+  static sto_Bytes Content(int value) {
+    sto_Bytes content(2991, static_cast<std::byte>(value));
+    sto_BlockCodec::Seal(1, content);
+    return content;
+  }
   /// Overwrites the blocks from `first` to `last`.
   void Overwrite(int first, int last, int value) {
     for (int key = first; key <= last; ++key) m_Driver->OverwriteBlock(key, Content(value));
@@ -117,7 +122,6 @@ TEST_F(StoreUndo, ReturnToTheMarkAllocatesNothingAndBringsBackWhatWasMoved) {
   ExpectBlocks(1, 80, 7);
   m_Driver->Rollback();
   SqlFile file(Path());
-  EXPECT_EQ(file.Integer("SELECT count(*) FROM block WHERE key IN (SELECT key FROM block_place)"), 0);
   EXPECT_EQ(file.Integer("SELECT count(*) FROM moved_block"),
             file.Integer("SELECT count(*) FROM block_place"));
 }

@@ -9,10 +9,12 @@
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Record.h"
 #include "store/format/sto_ShapeTable.h"
+#include "store/sqlite/sto_SqliteBlocks.h"
 #include "store/sqlite/sto_SqliteCatalogue.h"
 #include "store/sqlite/sto_SqliteConnection.h"
 #include "store/sqlite/sto_SqliteHeader.h"
 #include "store/sqlite/sto_SqliteObjects.h"
+#include "store/sqlite/sto_SqliteOldBlocks.h"
 #include "store/sqlite/sto_SqliteOldObjects.h"
 #include "store/sqlite/sto_SqliteRoots.h"
 #include "store/sqlite/sto_SqliteSaves.h"
@@ -136,24 +138,32 @@ void RewriteRoots(sto_SqliteConnection& connection, sto_SqliteHeader const& head
   roots.Flush();
 }
 
-/// Adds the blocks, which stay as they are, to the sum over the store.
-void AddBlocks(sto_SqliteConnection& connection, sto_SqliteChanges& changes) {
-  sto_SqliteStatement statement(connection, "SELECT key, data FROM block UNION ALL SELECT key, data FROM "
-                                            "block_place JOIN moved_block USING(place)");
+/// Puts the blocks into rows of several. What is damaged stays so: its checksum is kept.
+void RewriteBlocks(sto_SqliteConnection& connection, bool hasPlaces, sto_SqliteBlocks& blocks) {
+  sto_SqliteStatement statement(
+      connection,
+      hasPlaces ? "SELECT key, data FROM old_block UNION ALL SELECT key, data FROM old_block_place JOIN "
+                  "old_moved_block USING(place) ORDER BY 1"
+                : "SELECT key, data FROM old_block ORDER BY 1");
   sto_SqliteStatement::Use use(statement);
-  for (use.AllowAllRows(); use.Step();) changes.AddBlock(use.Integer(0), use.Bytes(1));
+  sto_Bytes block;
+  for (use.AllowAllRows(); use.Step();) {
+    sto_ByteView const data = use.Bytes(1);
+    block.assign(data.begin(), data.end());
+    sto_SqliteOldBlocks::Convert(block);
+    blocks.Write(use.Integer(0), block);
+  }
 }
 
 } // namespace
 
 void sto_UpgradeSqlite(sto_SqliteConnection& connection, std::int64_t version, sto_SqliteObjects& objects,
-                       sto_SqliteChanges& changes, std::string const& program) {
+                       sto_SqliteBlocks& blocks, sto_SqliteChanges& changes, std::string const& program) {
   bool const hasPacks = version > sto_Format::VersionWithoutPacks;
-  if (!hasPacks) connection.Execute(sto_SqliteSchema::MovedBlockTables);
   CheckKeys(connection, "object", "id", 1, sto_Format::MaxObjectId);
   if (hasPacks) CheckKeys(connection, "pack", "key", 0, sto_Format::MaxObjectId / sto_Format::IdsInOldPack);
-  std::vector<std::string> replaced{"class", "name", "root", "object"};
-  if (hasPacks) replaced.push_back("pack");
+  std::vector<std::string> replaced{"class", "name", "root", "object", "block"};
+  if (hasPacks) replaced.insert(replaced.end(), {"pack", "moved_block", "block_place"});
   if (version > sto_Format::VersionWithoutAttributes) replaced.push_back("attribute");
   sto_SqliteCatalogue catalogue(connection, changes);
   changes.Begin(1, {});
@@ -161,7 +171,8 @@ void sto_UpgradeSqlite(sto_SqliteConnection& connection, std::int64_t version, s
   std::vector<sto_ClassRow> const classes = catalogue.Classes();
   std::vector<sto_NameRow> const names = catalogue.Names();
   for (std::string const& table : replaced) Rename(connection, table);
-  for (char const* const tables : {sto_SqliteSchema::Tables, sto_SqliteSchema::PackTable})
+  for (char const* const tables : {sto_SqliteSchema::BlockTable, sto_SqliteSchema::Tables,
+                                   sto_SqliteSchema::PackTable, sto_SqliteSchema::MovedBlockTables})
     connection.Execute(tables);
   std::int64_t const nextId = NextIdOf(connection);
   connection.Execute("DELETE FROM meta");
@@ -176,10 +187,12 @@ void sto_UpgradeSqlite(sto_SqliteConnection& connection, std::int64_t version, s
     rewriter.RewriteAll();
     RewriteRoots(connection, header, rewriter, changes);
   }
+  blocks.Begin(true);
+  RewriteBlocks(connection, hasPacks, blocks);
+  blocks.FinishTransaction();
   for (std::string const& table : replaced) connection.Execute(("DROP TABLE old_" + table).c_str());
   sto_SqliteSaves saves(connection);
   saves.Use(header.m_Uuid);
-  AddBlocks(connection, changes);
   saves.Write({FirstSave, nextId, changes.Sum()}, program, {}, {});
   connection.Execute(("PRAGMA user_version = " + std::to_string(sto_Format::Version)).c_str());
 }

@@ -51,13 +51,13 @@ class StoreDamage : public StoreTest {
     m_File->Run("UPDATE object SET record = ? WHERE id = " + std::to_string(id), bytes);
   }
   void SetBlock(int index, StoreBytes const& bytes) {
-    m_File->Run("UPDATE block SET data = ? WHERE key = " + std::to_string(Key(index)), bytes);
+    m_File->Run("REPLACE INTO stored_block VALUES(" + std::to_string(Key(index)) + ", ?)", bytes);
   }
   StoreBytes Record(std::int64_t id) {
     return m_File->Blob("SELECT record FROM object WHERE id = " + std::to_string(id));
   }
   StoreBytes Block(int index) {
-    return m_File->Blob("SELECT data FROM block WHERE key = " + std::to_string(Key(index)));
+    return m_File->Blob("SELECT data FROM stored_block WHERE key = " + std::to_string(Key(index)));
   }
   [[nodiscard]] std::int64_t Key(int index) const { return sto_BlockKey(m_Root, index); }
 
@@ -151,22 +151,22 @@ TEST_F(StoreDamage, BlocksThatChangedPlacesAreNoticed) {
 
 TEST_F(StoreDamage, BlockOfAnotherListIsNoticed) {
   std::int64_t const other = m_Root + 100;
-  m_File->Run("UPDATE block SET key = key + " +
+  m_File->Run("UPDATE stored_block SET key = key + " +
               std::to_string(sto_BlockKey(other, 0) - sto_BlockKey(m_Root, 0)));
-  m_File->Run("UPDATE block SET key = key - " +
+  m_File->Run("UPDATE stored_block SET key = key - " +
               std::to_string(sto_BlockKey(other, 0) - sto_BlockKey(m_Root, 0)));
   LoadAll();
-  m_File->Run("UPDATE block SET key = key + 2"); // leaves blocks 2 and 3, without 0 and 1
+  m_File->Run("UPDATE stored_block SET key = key + 2"); // leaves blocks 2 and 3, without 0 and 1
   ExpectDamaged();
 }
 
 TEST_F(StoreDamage, MissingBlocksAreNoticed) {
   for (int const index : {0, 1}) {
     StoreBytes const bytes = Block(index);
-    m_File->Run("DELETE FROM block WHERE key = " + std::to_string(Key(index)));
+    m_File->Run("DELETE FROM stored_block WHERE key = " + std::to_string(Key(index)));
     std::string const message = ExpectDamaged();
     EXPECT_TRUE(Contains(message, "of 2049")) << message;
-    m_File->Run("INSERT INTO block VALUES(" + std::to_string(Key(index)) + ", ?)", bytes);
+    m_File->Run("INSERT INTO stored_block VALUES(" + std::to_string(Key(index)) + ", ?)", bytes);
     LoadAll();
   }
 }

@@ -199,7 +199,7 @@ class StoreFuzz : public StoreGarbageTest {
   std::vector<Value> Values() {
     std::vector<Value> values;
     for (bool const isBlock : {false, true}) {
-      std::string const table = isBlock ? "block" : "object";
+      std::string const table = isBlock ? "stored_block" : "object";
       std::string const key = isBlock ? "key" : "id";
       for (std::string const& text : m_File->Texts("SELECT CAST(" + key + " AS TEXT) FROM " + table))
         values.push_back({isBlock, std::stoll(text),
@@ -209,11 +209,10 @@ class StoreFuzz : public StoreGarbageTest {
     return values;
   }
   void Put(Value const& value, StoreBytes const& bytes) {
-    m_File->Run(
-        std::string("UPDATE ") +
-            (value.m_IsBlock ? "block SET data = ? WHERE key = " : "object SET record = ? WHERE id = ") +
-            std::to_string(value.m_Key),
-        bytes);
+    std::string const key = std::to_string(value.m_Key);
+    m_File->Run(value.m_IsBlock ? "REPLACE INTO stored_block VALUES(" + key + ", ?)"
+                                : "UPDATE object SET record = ? WHERE id = " + key,
+                bytes);
   }
   static StoreBytes Damage(Value const& value, std::mt19937& random) {
     StoreBytes bytes(value.m_Bytes.begin(),

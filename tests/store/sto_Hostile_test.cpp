@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "persist/backend/cls_ReadObjects.h"
+#include "store/format/sto_BlockCodec.h"
 #include "store/format/sto_BlockKey.h"
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_ElementCodec.h"
@@ -47,8 +48,8 @@ class StoreHostile : public StoreTest {
   }
   void PutBlock(int index, sto_Bytes data) {
     std::int64_t const key = sto_BlockKey(Id, index);
-    sto_Seal(static_cast<std::uint64_t>(key), data);
-    m_File->Run("REPLACE INTO block VALUES(" + std::to_string(key) + ", ?)", data);
+    sto_BlockCodec::Seal(key, data);
+    m_File->Run("REPLACE INTO stored_block VALUES(" + std::to_string(key) + ", ?)", data);
   }
   /// A part without the fields that it claims to have.
   static void PutPart(sto_ByteWriter& writer, std::size_t fieldCount) {
@@ -382,9 +383,10 @@ TEST_F(StoreHostile, RowThatClaimsMoreBytesThanTheStoreHasIsRefusedBeforeMemoryI
   auto const root =
       static_cast<std::size_t>(Query("SELECT rootpage FROM sqlite_schema WHERE name = 'block'"));
   // A row with key 1 that claims to have most of its bytes in a chain of pages starting at page 2.
+  constexpr std::int64_t Key = sto_Format::BlocksInRow;
   sto_Bytes cell;
   PutVarint(cell, Payload);
-  PutVarint(cell, 1);
+  PutVarint(cell, Key);
   constexpr std::size_t HeaderBytes = 7;
   std::size_t const start = cell.size();
   for (std::uint64_t const number :
@@ -411,7 +413,7 @@ TEST_F(StoreHostile, RowThatClaimsMoreBytesThanTheStoreHasIsRefusedBeforeMemoryI
               driver->Begin(false);
               sto_Bytes data;
               std::string const message =
-                  MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(driver->ReadBlock(1, data)); });
+                  MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(driver->ReadBlock(Key, data)); });
               return Contains(message, "600000000") || Contains(message, "599999993") ? 0 : 2;
             }),
             0);

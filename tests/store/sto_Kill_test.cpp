@@ -81,7 +81,7 @@ TEST_F(StoreKill, KillWithinASaveThatHasSpilledOntoTheFileUndoesIt) {
   sto_Store store = Open();
   EXPECT_EQ(store.Roots(), std::vector<std::string>{"first"});
   EXPECT_EQ(store.Load<Node>("first")->m_Value, 1);
-  EXPECT_EQ(Query("SELECT count(*) FROM block"), 0);
+  EXPECT_EQ(Query("SELECT count(*) FROM stored_block"), 0);
   EXPECT_EQ(IntegrityOf(Path()), "ok");
 }
 
@@ -137,7 +137,7 @@ TEST_F(StoreKill, KillAtEachOperationOnTheFileLeavesTheOldStateOrTheNew) {
       ASSERT_EQ(store.Load<Node>("node")->m_Value, 1);
       ExpectNumbers(store, "list", 5000, 1.0);
       ASSERT_EQ(store.ObjectCount(), 2);
-      ASSERT_EQ(Query("SELECT count(*) FROM block"), 3);
+      ASSERT_EQ(Query("SELECT count(*) FROM stored_block"), 3);
     }
     ASSERT_EQ(IntegrityOf(Path()), "ok");
     if (!killed) break;
@@ -229,7 +229,7 @@ TEST_P(StoreIoFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllOrNot
     store.Save("2 large", large);
     store.Save("3 last", last);
     ASSERT_EQ(store.ObjectCount(), 4);
-    ASSERT_EQ(Query("SELECT count(*) FROM block"), 147);
+    ASSERT_EQ(Query("SELECT count(*) FROM stored_block"), 147);
     ASSERT_EQ(store.Load<Node>("3 last")->m_Value, 3);
     ASSERT_EQ(store.Load<cls_xp1DArrayListDouble>("2 large")->ConstGet(299'999), 299'999);
     ASSERT_EQ(IntegrityOf(Path()), "ok");

@@ -13,6 +13,7 @@
 #include <stdexcept>
 
 #include "store/base/sto_Exception.h"
+#include "tests/support/store/StoreBlocks.h"
 #include "tests/support/store/StoreNumbers.h"
 #include "tests/support/store/StoreRows.h"
 
@@ -37,6 +38,7 @@ SqlFile::SqlFile(std::string const& path) {
     // A test that changes a file need not wait for the disk. It may be a damaged file, where this fails.
     sqlite3_exec(m_Handle, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
     AddRowChecksum(m_Handle);
+    AddStoredBlocks(m_Handle);
     return;
   }
   std::string const text = sqlite3_errmsg(m_Handle);

@@ -1,6 +1,10 @@
 #include "tests/support/store/StoreOldFormat.h"
 
 #include <map>
+#include <set>
+#include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "tests/support/store/StoreNumbers.h"
 
@@ -36,21 +40,30 @@ bool HasBlocksOfDistances(StoreBytes const& shape) {
          shape.back() == std::byte{OfObjects};
 }
 
-/// Rewrites the blocks of a list of objects.
-void FixBlocks(SqlFile& file, std::int64_t list) {
-  for (bool const isMoved : {false, true}) {
-    std::string const table = isMoved ? "block_place" : "block";
-    for (std::string const& key : file.Texts("SELECT CAST(key AS TEXT) FROM " + table +
-                                             " WHERE key / 1048576 = " + std::to_string(list))) {
-      std::string const row =
-          isMoved ? "moved_block WHERE place = (SELECT place FROM block_place WHERE key = " + key + ")"
-                  : "block WHERE key = " + key;
-      StoreBytes block = file.Blob("SELECT data FROM " + row);
-      block.resize(block.size() - 8);
-      std::string const target = isMoved ? "moved_block SET data = ?" : "block SET data = ?";
-      file.Run("UPDATE " + target + row.substr(row.find(" WHERE")),
-               WithChecksum(std::stoll(key), WithFixedIds(list, block)));
-    }
+/// A block as old formats have it, without the codec. `list`: of a list of objects with distances, 0 for others.
+StoreBytes OldBlock(std::int64_t key, StoreBytes const& block, std::int64_t list) {
+  constexpr std::size_t EndBytes = 9;
+  StoreBytes content(block.begin(), block.end() - EndBytes);
+  if (block[content.size()] != std::byte{0}) throw std::runtime_error("a compressed block");
+  return WithChecksum(key, list == 0 ? content : WithFixedIds(list, content));
+}
+
+/// Gives each block a row, and its old form. Those that have moved stay where they are. `idLists`: the lists of
+/// objects with distances.
+void UnpackBlocks(SqlFile& file, std::set<std::int64_t> const& idLists) {
+  std::vector<std::pair<std::string, StoreBytes>> blocks;
+  auto const old = [&](std::string const& key, StoreBytes const& block) {
+    std::int64_t const list = std::stoll(key) / 1048576;
+    return OldBlock(std::stoll(key), block, idLists.contains(list) ? list : 0);
+  };
+  for (std::string const& key : file.Texts("SELECT CAST(key AS TEXT) FROM stored_block"))
+    blocks.emplace_back(key, old(key, file.Blob("SELECT data FROM stored_block WHERE key = " + key)));
+  file.Run("DELETE FROM block");
+  for (auto const& [key, block] : blocks) file.Run("INSERT INTO block VALUES(" + key + ", ?)", block);
+  for (std::string const& key : file.Texts("SELECT CAST(key AS TEXT) FROM block_place")) {
+    std::string const where = " WHERE place = (SELECT place FROM block_place WHERE key = " + key + ")";
+    file.Run("UPDATE moved_block SET data = ?" + where,
+             old(key, file.Blob("SELECT data FROM moved_block" + where)));
   }
 }
 
@@ -197,6 +210,7 @@ void Pack(SqlFile& file, std::map<std::int64_t, StoreBytes> const& records) {
 
 std::map<std::int64_t, StoreBytes> OldRecords(SqlFile& file) {
   file.Unpack();
+  std::set<std::int64_t> idLists;
   std::map<std::int64_t, StoreBytes> records;
   for (std::string const& id : file.Texts("SELECT CAST(id AS TEXT) FROM object")) {
     StoreRow row = file.Row(std::stoll(id));
@@ -204,9 +218,11 @@ std::map<std::int64_t, StoreBytes> OldRecords(SqlFile& file) {
     if (row.m_Shape == 0)
       row.m_Values.erase(row.m_Values.begin(),
                          row.m_Values.begin() + static_cast<std::ptrdiff_t>(shape.size()));
-    if (HasBlocksOfDistances(shape)) FixBlocks(file, std::stoll(id));
+    if (HasBlocksOfDistances(shape)) idLists.insert(std::stoll(id));
     records[std::stoll(id)] = OldRecordOf(std::stoll(id), shape, row.m_Values);
   }
+  UnpackBlocks(file, idLists);
+  file.Run("DROP VIEW stored_block"); // or no table can be renamed
   return records;
 }
 

@@ -194,7 +194,7 @@ void AddRecords(SqlFile& file, Sum& sum) {
 }
 
 void AddBlocks(SqlFile& file, Sum& sum) {
-  for (char const* const from : {"block", "block_place JOIN moved_block USING(place)"}) {
+  for (char const* const from : {"stored_block", "block_place JOIN moved_block USING(place)"}) {
     std::string const rest = std::string(" FROM ") + from + " ORDER BY key";
     std::vector<std::string> const keys = file.Texts("SELECT CAST(key AS TEXT)" + rest);
     std::vector<std::string> const blocks = file.Texts("SELECT data" + rest);

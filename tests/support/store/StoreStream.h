@@ -103,7 +103,7 @@ class StoreStreamTest : public StoreFileTest {
   /// Expects each block to be in exactly one row, and no row to be left over.
   void ExpectTables() const {
     SqlFile file(Path());
-    EXPECT_EQ(file.Integer("SELECT count(*) FROM block JOIN block_place USING(key)"), 0);
+    EXPECT_EQ(file.Integer("SELECT count(*) FROM stored_block JOIN block_place USING(key)"), 0);
     std::int64_t const moved = file.Integer("SELECT count(*) FROM moved_block");
     EXPECT_EQ(file.Integer("SELECT count(*) FROM block_place JOIN moved_block USING(place)"), moved);
     EXPECT_EQ(file.Integer("SELECT count(DISTINCT place) FROM block_place"), moved);
@@ -112,7 +112,7 @@ class StoreStreamTest : public StoreFileTest {
   }
   /// All blocks with their keys and places.
   [[nodiscard]] std::vector<std::string> AllRows() const {
-    return SqlFile(Path()).Texts("SELECT key || ' ' || hex(data) FROM block UNION ALL "
+    return SqlFile(Path()).Texts("SELECT key || ' ' || hex(data) FROM stored_block UNION ALL "
                                  "SELECT place || ' ' || hex(data) FROM moved_block UNION ALL "
                                  "SELECT key || ' ' || place FROM block_place");
   }

@@ -321,6 +321,7 @@ class StoreWrapperTest : public StoreFileTest {
   }
   [[nodiscard]] static std::int64_t Blocks(sto_Store const& store) {
     SqlFile file(store.Location());
-    return file.Integer("SELECT count(*) FROM block") + file.Integer("SELECT count(*) FROM moved_block");
+    return file.Integer("SELECT count(*) FROM stored_block") +
+           file.Integer("SELECT count(*) FROM moved_block");
   }
 };

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "store/format/sto_Codec.h"
+#include "store/format/sto_Compression.h"
+
+/// Turns the content of a block of a list or blob into its stored form, and back.
+///
+///     stored := bytes end
+///     end    := [content size: 4 bytes, only if compressed] codec: 1 byte, checksum: 8 bytes
+///
+/// The lower half of the codec byte is the sto_Compression; the upper half is the binary logarithm of the
+/// elements' width, which restoring shuffled bytes needs. The checksum covers what is before the codec byte, and
+/// its seed depends on the block's key and the codec. So what is stored can be checked without restoring it, and
+/// an uncompressed block can be read straight to where its elements belong.
+///
+/// Memory: as sto_Compressor. Thread rule: one thread at a time.
+class sto_BlockCodec {
+ public:
+  /// Bytes of the end of a block that is not compressed.
+  static constexpr std::size_t EndBytes = 9;
+
+  /// Appends the end of a block to its content, which is not compressed.
+  static void Seal(std::int64_t key, sto_Bytes& content);
+  /// The same, but compresses the content first if that pays. `width`: of the elements, in bytes; 1 if they
+  /// differ.
+  void SealCompressed(std::int64_t key, sto_Bytes& content, std::size_t width);
+
+  /// Whether what is stored under a key is a sound block. Does not restore its content.
+  [[nodiscard]] static bool IsSound(std::int64_t key, sto_ByteView stored) noexcept;
+  /// The same for an uncompressed block whose end (EndBytes) is somewhere else than its content.
+  [[nodiscard]] static bool IsSound(std::int64_t key, sto_ByteView content, sto_ByteView end) noexcept;
+  /// Whether an end is that of an uncompressed block.
+  [[nodiscard]] static bool IsPlain(sto_ByteView end) noexcept;
+
+  /// The content of a sound block, in `stored` or, restored, in `room`; empty if it cannot be restored.
+  [[nodiscard]] std::optional<sto_ByteView> Open(sto_ByteView stored, sto_Bytes& room);
+  /// The same to memory of the caller. False if the content has another size.
+  [[nodiscard]] bool OpenInto(sto_ByteView stored, std::span<std::byte> content);
+
+  /// The most content that blocks of so many stored bytes can have.
+  [[nodiscard]] static constexpr std::size_t MaxContentBytes(std::size_t storedBytes) noexcept {
+    return sto_Compressor::MaxContentBytes(sto_Compression::Lz4, storedBytes);
+  }
+  /// The bytes of content of a sound block; empty if its end cannot be right.
+  [[nodiscard]] static std::optional<std::size_t> ContentBytes(sto_ByteView stored) noexcept;
+
+ private:
+  sto_Compressor m_Compressor;
+  sto_Bytes m_Packed; // a compressed block
+};
