@@ -25,7 +25,9 @@ struct Way {
 
 /// A further way needs only a line here; its ratios then appear by themselves.
 std::vector<Way> Ways() {
-  return {{"uncompressed", {}}};
+  sto_Options compressing;
+  compressing.m_Compress = true;
+  return {{"uncompressed", {}}, {"compressed", compressing}};
 }
 
 struct Measured {

@@ -11,10 +11,6 @@ constexpr int FewTies = 8;
 
 cls_IdentityOwner::~cls_IdentityOwner() = default;
 
-cls_IdentityMap::Tie::Tie(cls_UidCatalogEntry* entry) noexcept : m_Entry(entry) {
-  Link(&entry->m_History);
-}
-
 cls_IdentityMap::Tie::~Tie() {
   UnLink();
 }

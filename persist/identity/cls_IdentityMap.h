@@ -81,7 +81,7 @@ class KVL_EXPORT cls_IdentityMap {
 
    private:
     friend class cls_IdentityMap;
-    explicit Tie(cls_UidCatalogEntry* entry) noexcept;
+    explicit Tie(cls_UidCatalogEntry* entry) noexcept : m_Entry(entry) { Link(&entry->m_History); }
     [[nodiscard]] Page& InPage() const noexcept;
     [[nodiscard]] std::size_t Slot() const noexcept;
 

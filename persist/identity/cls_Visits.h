@@ -52,5 +52,6 @@ class KVL_EXPORT cls_Visits {
   using Chunk = std::array<Block, BlocksInChunk>;
 
   std::vector<std::unique_ptr<Chunk>> m_Chunks;
-  std::size_t m_Count = 0; // of the blocks that are given out
+  std::size_t m_Count = 0;     // of the blocks that are given out
+  std::size_t m_UsedCount = 0; // of those that were given out since their chunk was made
 };

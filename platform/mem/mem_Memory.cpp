@@ -16,7 +16,10 @@ void AskHook(std::size_t size) {
 } // namespace
 
 void* mem_Malloc(std::size_t size) {
-  return mem_Realloc(nullptr, size);
+  AskHook(size);
+  void* const result = std::malloc(size == 0 ? 1 : size);
+  if (result == nullptr) throw std::bad_alloc();
+  return result;
 }
 
 void* mem_Realloc(void* block, std::size_t size) {

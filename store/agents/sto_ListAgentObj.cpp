@@ -17,11 +17,6 @@ void sto_ListAgentObj::Empty() noexcept {
   m_Unwritten = {};
 }
 
-void sto_ListAgentObj::KeepAtMark() {
-  m_Changes.clear();
-  m_UnwrittenAtMark = m_Unwritten;
-}
-
 void sto_ListAgentObj::UndoInMemory() noexcept {
   for (; !m_Changes.empty(); m_Changes.pop_back()) switch (Noted& change = m_Changes.back(); change.m_Kind) {
     case Noted::Kind::Replaced:
@@ -33,7 +28,8 @@ void sto_ListAgentObj::UndoInMemory() noexcept {
     case Noted::Kind::Other:
       m_Ids.swap(change.m_Ids);
     }
-  m_Unwritten = m_UnwrittenAtMark;
+  if (m_UnwrittenAtMark) m_Unwritten = std::move(*m_UnwrittenAtMark);
+  m_UnwrittenAtMark.reset();
 }
 
 void sto_ListAgentObj::NoteOther() {
@@ -70,7 +66,7 @@ void sto_ListAgentObj::Read(sto_ListHeader const& list) {
   sto_ListLayout const layout(list.m_Count);
   m_Blocks.ReadRun(0, layout.BlockCount() - 1,
                    [&](int block, sto_ByteView content) { take(content, layout.CountIn(block)); });
-  if (list.m_HasFixedIds) Touch(0, list.m_Count - 1); // all blocks get the present form with the next change
+  if (list.m_HasFixedIds) TouchFrom(0); // all blocks get the present form with the next change
   m_Unwritten.m_StoredBlocks = layout.BlockCount();
 }
 
@@ -94,22 +90,31 @@ void sto_ListAgentObj::PutContent(sto_RecordBuilder& builder) {
   sto_ListLayout const layout(header.m_InBlocks ? Size() : 0);
   int const blockCount = layout.BlockCount();
   for (int block = 0; block < blockCount; ++block) {
-    bool const isThere = block < m_Unwritten.m_StoredBlocks;
-    bool const isTouched = block >= sto_ListLayout::BlockOf(m_Unwritten.m_FirstTouched) &&
-                           block <= sto_ListLayout::BlockOf(m_Unwritten.m_LastTouched);
-    if (isThere && !(isTouched && m_Unwritten.m_LastTouched >= 0)) continue;
+    if (block < m_Unwritten.m_StoredBlocks && !IsTouched(block)) continue;
     sto_Bytes content = Encoded(sto_ListLayout::FirstOf(block), layout.CountIn(block));
     m_Blocks.Write(block, content, false); // a removal shifts all later ids, so an overwrite saves little
   }
   if (m_Unwritten.m_StoredBlocks > blockCount) m_Blocks.DeleteFrom(blockCount);
+  builder.SetList(header, std::move(elements));
+  if (IsInSave() && !m_UnwrittenAtMark) m_UnwrittenAtMark = std::move(m_Unwritten);
   m_Unwritten = {};
   m_Unwritten.m_StoredBlocks = blockCount;
-  builder.SetList(header, std::move(elements));
 }
 
-void sto_ListAgentObj::Touch(int first, int last) noexcept {
-  m_Unwritten.m_FirstTouched = std::min(m_Unwritten.m_FirstTouched, first);
-  m_Unwritten.m_LastTouched = std::max(m_Unwritten.m_LastTouched, last);
+void sto_ListAgentObj::Touch(int index) {
+  auto const block = static_cast<std::size_t>(sto_ListLayout::BlockOf(index));
+  if (block >= m_Unwritten.m_Touched.size()) m_Unwritten.m_Touched.resize(block + 1);
+  m_Unwritten.m_Touched[block] = true;
+}
+
+void sto_ListAgentObj::TouchFrom(int first) noexcept {
+  m_Unwritten.m_TouchedFrom = std::min(m_Unwritten.m_TouchedFrom, sto_ListLayout::BlockOf(first));
+}
+
+bool sto_ListAgentObj::IsTouched(int block) const noexcept {
+  auto const index = static_cast<std::size_t>(block);
+  return block >= m_Unwritten.m_TouchedFrom ||
+         (index < m_Unwritten.m_Touched.size() && m_Unwritten.m_Touched[index]);
 }
 
 void sto_ListAgentObj::RaiseIndex(int index) const {
@@ -127,7 +132,7 @@ void sto_ListAgentObj::SetCount(int count) {
     if (count == Size()) return false;
     // The blocks with the old and the new end change their length.
     NoteOther();
-    Touch(std::max(0, std::min(count, Size()) - 1), std::max(count, Size()));
+    TouchFrom(std::max(0, std::min(count, Size()) - 1));
     m_Ids.resize(static_cast<std::size_t>(count));
     return true;
   });
@@ -149,6 +154,7 @@ cls_MementoWrite* sto_ListAgentObj::MakeWriteObj(int index, unsigned int classId
 
 void sto_ListAgentObj::Put(int index, std::int64_t id) {
   bool const isNew = index == Size();
+  Touch(index);
   if (isNew && m_Ids.size() == m_Ids.capacity()) m_Ids.reserve(2 * m_Ids.size() + 8); // first: it may fail
   if (IsInSave() && isNew) m_Changes.push_back({Noted::Kind::Appended, 0, 0, {}});
   if (IsInSave() && !isNew)
@@ -157,14 +163,13 @@ void sto_ListAgentObj::Put(int index, std::int64_t id) {
     m_Ids.push_back(id);
   else
     m_Ids[static_cast<std::size_t>(index)] = id;
-  Touch(index, index);
 }
 
 void sto_ListAgentObj::Remove(int index) {
   Change({}, [&] {
     if (!Has(index)) RaiseIndex(index);
     NoteOther();
-    Touch(std::max(0, index - 1), Size());
+    TouchFrom(std::max(0, index - 1));
     m_Ids.erase(m_Ids.begin() + index);
     return true;
   });

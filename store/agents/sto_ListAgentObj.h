@@ -1,6 +1,7 @@
 #pragma once
 
 #include <limits>
+#include <optional>
 #include <vector>
 
 #include "persist/backend/cls_AgentListObj.h"
@@ -41,16 +42,20 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   void PutContent(sto_RecordBuilder& builder) override;
   void ForgetBlocks() noexcept override { m_Blocks.Forget(); }
   void UndoInMemory() noexcept override;
-  void KeepAtMark() override;
-  void ForgetKeptAtMark() noexcept override { m_Changes.clear(); }
+  void KeepAtMark() override { ForgetKeptAtMark(); }
+  void ForgetKeptAtMark() noexcept override {
+    m_Changes.clear();
+    m_UnwrittenAtMark.reset();
+  }
 
  private:
   /// What the store lacks of the list.
   struct Unwritten {
     int m_StoredBlocks = 0; // how many blocks the store has of this list
-    // The range of changed elements; widened by Touch, emptied when the content is read or written.
-    int m_FirstTouched = std::numeric_limits<int>::max();
-    int m_LastTouched = -1;
+    // The blocks with changed elements: single ones, and all from one on. They may be more than have changed.
+    // Extended by Touch and TouchFrom, emptied when the content is read or written.
+    std::vector<bool> m_Touched;
+    int m_TouchedFrom = std::numeric_limits<int>::max();
   };
   /// A change by the running save.
   struct Noted {
@@ -67,8 +72,11 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   [[nodiscard]] int Size() const noexcept { return static_cast<int>(m_Ids.size()); }
   [[nodiscard]] bool Has(int index) const noexcept { return index >= 0 && index < Size(); }
   [[noreturn]] void RaiseIndex(int index) const;
-  /// Notes that the elements from `first` to `last`, both included, have changed.
-  void Touch(int first, int last) noexcept;
+  /// Notes that an element changes. May fail: call it first.
+  void Touch(int index);
+  /// Notes that all elements from `first` on may change.
+  void TouchFrom(int first) noexcept;
+  [[nodiscard]] bool IsTouched(int block) const noexcept;
   void Read(sto_ListHeader const& list);
   /// The stored form of elements that share a record or a block.
   [[nodiscard]] sto_Bytes Encoded(int first, int count) const;
@@ -78,6 +86,6 @@ class sto_ListAgentObj final : public cls_AgentListObj, public sto_ObjectAgentBa
   std::vector<std::int64_t> m_Ids;
   sto_StoredBlocks m_Blocks;
   Unwritten m_Unwritten;
-  std::vector<Noted> m_Changes; // by the running save, in the order in which they were made
-  Unwritten m_UnwrittenAtMark;
+  std::vector<Noted> m_Changes;               // by the running save, in the order in which they were made
+  std::optional<Unwritten> m_UnwrittenAtMark; // if the running save has written the list
 };

@@ -1,22 +1,25 @@
 #pragma once
 
-#include <map>
-#include <set>
+#include <memory>
+#include <optional>
 #include <vector>
 
 #include "persist/backend/cls_AgentMapKey2Obj.h"
 #include "store/agents/sto_ObjectAgentBase.h"
-#include "store/format/sto_MapCodec.h"
+#include "store/agents/sto_StoredMap.h"
 
 /// The agent of a stored map of objects. Internal to the module; see sto_ObjectAgentBase.
 ///
 /// Keys ascend by number, or by the bytes of the text; no text and the empty text are the same key. If the
 /// store has several entries with one key, the first one counts, and the others are dropped when the agent
 /// writes the map.
+///
+/// The entries stay in the store, and are read where they are asked for (sto_StoredMap). In memory are those
+/// that this session has changed and not yet written.
 template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, public sto_ObjectAgentBase {
  public:
   sto_MapAgentObj(sto_Session& session, std::int64_t id, int depth)
-      : sto_ObjectAgentBase(session, id, depth) {}
+      : sto_ObjectAgentBase(session, id, depth), m_Stored(session, id) {}
   ~sto_MapAgentObj() override { WriteLastRecord(); }
 
   [[nodiscard]] static std::string Kind() { return sto_MapShape<K, sto_ObjectId>().Name(); }
@@ -48,35 +51,67 @@ template <class K> class sto_MapAgentObj final : public cls_AgentMapKey2Obj<K>, 
   void PutContent(sto_RecordBuilder& builder) override;
   void NoteShown() noexcept override {
     sto_ObjectAgentBase::NoteShown();
-    m_Unseen.clear();
+    m_BeforeForeign.reset();
+    m_Unseen = {};
   }
   void UndoInMemory() noexcept override;
-  void KeepAtMark() override { m_Changes.clear(); }
-  void ForgetKeptAtMark() noexcept override { m_Changes.clear(); }
-
- private:
-  using Ids = std::map<K, std::int64_t>;
-  /// A change by the running save.
-  struct Noted {
-    K m_Key;
-    std::int64_t m_Before;             // the id of the element that was replaced; 0: there was none
-    typename Ids::node_type m_Removed; // the entry that was removed; empty: none was
-  };
-
-  void Put(K const& key, std::int64_t id);
-  /// Removes an entry.
-  void Take(typename Ids::iterator entry);
-  /// Adds to m_Unseen the keys that differ from `before`: another session has changed them.
-  void NoteUnseen(std::map<K, std::int64_t> const& before);
-  /// The id of a key's element, 0 if the key does not exist.
-  [[nodiscard]] std::int64_t IdOf(K const& key) const {
-    auto const found = m_Ids.find(key);
-    return found == m_Ids.end() ? 0 : found->second;
+  void KeepAtMark() override { ForgetKeptAtMark(); }
+  void ForgetKeptAtMark() noexcept override {
+    m_Undo.clear();
+    m_AtMark.reset();
   }
 
-  Ids m_Ids;
-  std::vector<Noted> m_Changes; // by the running save, in the order in which they were made
-  std::set<K> m_Unseen;         // keys that another session has changed and no operation here has shown since
+ private:
+  using State = typename sto_StoredMap<K>::State;
+  using Changes = typename sto_StoredMap<K>::Changes;
+
+  /// What the store has, and what it lacks.
+  struct Content {
+    State m_State;
+    Changes m_Changes;        // by key; an id of 0: the entry is removed
+    bool m_IsCleared = false; // none of the stored entries is in the map
+    int m_Count = 0;          // with the changes
+  };
+  /// How to undo a change by the running save.
+  struct Noted {
+    K m_Key;
+    bool m_WasChanged; // whether m_Changes had the key, and with which id
+    std::int64_t m_Before;
+    int m_Count;                        // of the map, before
+    std::unique_ptr<Content> m_Cleared; // the map was cleared: its changes; not its state
+  };
+  /// What a save had when it wrote the map.
+  struct AtMark {
+    Content m_Content;
+    std::vector<Noted> m_Undo;
+  };
+
+  /// Puts an element under a key, or removes it (0).
+  void Put(K const& key, std::int64_t id);
+  /// The id of a key's element, 0 if the key does not exist.
+  [[nodiscard]] std::int64_t IdOf(K const& key);
+  /// The first key after `key`, the last one before it; the first or last of all if `key` is null.
+  [[nodiscard]] std::optional<K> After(K const* key);
+  [[nodiscard]] std::optional<K> Before(K const* key);
+  /// Whether another session has changed a key's element, and no operation here has shown it since.
+  [[nodiscard]] bool IsUnseen(K const& key);
+  void ForgetEnds() noexcept {
+    m_First.reset();
+    m_Last.reset();
+  }
+
+  sto_StoredMap<K> m_Stored;
+  Content m_Content;
+  std::vector<Noted> m_Undo;        // by the running save, in the order of the changes
+  std::unique_ptr<AtMark> m_AtMark; // if the running save has written the map
+  // No key is before the one, or after the other. Without them, who removes one end after the other would pass
+  // over all removed entries each time.
+  std::optional<K> m_First;
+  std::optional<K> m_Last;
+  // What operations here have shown last, if another session has changed the map since. IsUnseen turns it into
+  // the keys that differ.
+  std::unique_ptr<State> m_BeforeForeign;
+  typename sto_StoredMap<K>::Differences m_Unseen;
 };
 
 extern template class sto_MapAgentObj<int>;

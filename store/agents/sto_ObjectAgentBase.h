@@ -7,9 +7,9 @@
 #include "store/agents/sto_CollectionAgent.h"
 #include "store/session/sto_OwnTransaction.h"
 
-/// What the agents of lists and maps of objects have in common: they hold the ids of the elements, and write
-/// them once, before the commit. What a save changes is noted, and undone in memory if the save is. Internal
-/// to the module; see sto_CollectionAgent.
+/// What the agents of lists and maps of objects have in common: they hold the ids of the elements (of a map,
+/// those that have changed), and write them once, before the commit. What a save changes is noted, and undone
+/// in memory if the save is. Internal to the module; see sto_CollectionAgent.
 ///
 /// Each operation runs in the open transaction, or in one of its own. Writing an element outside a save
 /// begins a save, which ends when the element's memento is deleted. Reading an element begins a load, which
@@ -17,7 +17,8 @@
 /// are raised by the session's next operation.
 ///
 /// A change raises Conflict, and changes nothing, if another session has changed the collection since an
-/// operation here last showed it. In a map only the key's own element matters.
+/// operation here last showed it. In a map only the key's own element matters, or, if the map is in chunks and
+/// the key's chunk was not in memory, only that chunk.
 class sto_ObjectAgentBase : public sto_CollectionAgent {
  protected:
   /// `depth` is the number of objects that hold the collection, one inside another.

@@ -12,19 +12,22 @@
 /// module. Thread rule: one thread.
 template <class Value> class sto_AnswerTable {
  public:
+  sto_AnswerTable() = default;
+  sto_AnswerTable(sto_AnswerTable const&) = delete; // it points into itself
+  sto_AnswerTable& operator=(sto_AnswerTable const&) = delete;
+
   /// The answer for a key, null if the table does not have it. Valid until the next Keep or Forget.
   [[nodiscard]] Value const* Find(unsigned int first, unsigned int second = 0) const noexcept {
-    if (m_Entries.empty()) return nullptr;
-    for (std::size_t place = PlaceOf(first, second);; place = (place + 1) & (m_Entries.size() - 1)) {
-      Entry const& entry = m_Entries[place];
-      if (!entry.m_IsUsed) return nullptr;
-      if (entry.m_First == first && entry.m_Second == second) return &entry.m_Value;
-    }
+    // Mostly the same is asked as the last time.
+    if (m_Latest != nullptr && m_Latest->m_First == first && m_Latest->m_Second == second)
+      return &m_Latest->m_Value;
+    return Search(first, second);
   }
 
   /// Keeps the answer for a key, replacing an earlier one. Throws std::bad_alloc; then nothing has changed.
   void Keep(unsigned int first, unsigned int second, Value value) {
     if (2 * (m_Count + 1) > m_Entries.size()) Grow();
+    m_Latest = nullptr;
     m_Count += Put({first, second, true, value}) ? 1 : 0;
   }
 
@@ -33,6 +36,7 @@ template <class Value> class sto_AnswerTable {
     if (m_Count == 0) return;
     for (Entry& entry : m_Entries) entry = {};
     m_Count = 0;
+    m_Latest = nullptr;
   }
 
  private:
@@ -51,8 +55,20 @@ template <class Value> class sto_AnswerTable {
     return (std::size_t{first} * 7 + second + (first >> 16)) & (m_Entries.size() - 1);
   }
 
+  [[nodiscard]] Value const* Search(unsigned int first, unsigned int second) const noexcept {
+    if (m_Entries.empty()) return nullptr;
+    for (std::size_t place = PlaceOf(first, second);; place = (place + 1) & (m_Entries.size() - 1)) {
+      Entry const& entry = m_Entries[place];
+      if (!entry.m_IsUsed) return nullptr;
+      if (entry.m_First != first || entry.m_Second != second) continue;
+      m_Latest = &entry;
+      return &entry.m_Value;
+    }
+  }
+
   void Grow() {
     std::vector<Entry> old(m_Entries.empty() ? FirstSize : 2 * m_Entries.size());
+    m_Latest = nullptr;
     old.swap(m_Entries);
     for (Entry const& entry : old)
       if (entry.m_IsUsed) Put(entry);
@@ -72,4 +88,5 @@ template <class Value> class sto_AnswerTable {
 
   std::vector<Entry> m_Entries; // a power of two of them, or none
   std::size_t m_Count = 0;
+  mutable Entry const* m_Latest = nullptr; // that was found last; Keep and Forget clear it
 };

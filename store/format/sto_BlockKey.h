@@ -7,7 +7,7 @@
 //
 // Only sto_StoredBlocks computes keys; everything else names a block by its index.
 
-/// The key of block `index` of the list or blob with object id `listId`.
+/// The key of block `index` of the list, map or blob with object id `listId`.
 /// REQUIRES: 0 <= listId <= MaxObjectId, 0 <= index < 2^BlockIndexBits.
 [[nodiscard]] constexpr std::int64_t sto_BlockKey(std::int64_t listId, int index) noexcept {
   return (listId << sto_Format::BlockIndexBits) + index;

@@ -27,7 +27,7 @@ template <std::integral Integer> struct sto_CollectionField {
 
   /// Writes the value to the object's own part, replacing one that is there. REQUIRES: a builder with a part.
   void Write(sto_RecordBuilder& builder, Integer value) const {
-    sto_ByteWriter(builder.StartField(0, Key(), Tag)).Number(value);
+    sto_ValueWriter(builder.StartField(0, Key(), Tag)).Number(value);
   }
 };
 

@@ -19,7 +19,7 @@ inline constexpr int VersionWithoutShapes = 3;
 /// What a program must know to read, and to write, a store of this form: names, separated by spaces. Some may be
 /// added while the version stays. A draft is a state of a version that is not final; later versions of this
 /// module do not read it. Its number goes up with each change of what is stored.
-inline constexpr char FeaturesToRead[] = "draft-5";
+inline constexpr char FeaturesToRead[] = "draft-6";
 inline constexpr char FeaturesToWrite[] = "";
 
 /// First byte of each object record of a version without shapes.
@@ -123,16 +123,26 @@ enum Content : std::uint8_t {
   ContentFixedIds = 5,       ///< a list of objects in blocks of an older format: eight bytes an id
   ContentListWithMore = 6,   ///< as 1, with extents or a unit: see sto_ListExtra.h
   ContentBlocksWithMore = 7, ///< as 2, with extents or a unit
+  ContentMapInChunks = 8,    ///< a map whose entries are in blocks
+  ContentTableInChunks = 9,  ///< an int table whose pairs are in blocks
 };
 
 /// Elements of a list in one block, whatever their type; the last block may be shorter.
 inline constexpr int BlockElementCount = 2048;
 /// Blocks of one list or blob that share a row of a table.
-inline constexpr int BlocksInRow = 8;
+inline constexpr int BlocksInRow = 4;
 /// Bytes of a blob in one block; the last block may be shorter.
 inline constexpr int BlobBlockBytes = 16384;
 /// A list of one block whose elements take at most this many bytes is kept in its object's record.
 inline constexpr std::size_t InlineListBytes = 4096;
+/// A map or an int table whose entries take at most this many bytes is kept in its object's record.
+inline constexpr std::size_t InlineMapBytes = 8192;
+/// About how many bytes of entries share a chunk, which is a block. A chunk of more than twice as many is cut;
+/// one of less than a quarter is joined with a neighbour when it changes.
+inline constexpr std::size_t ChunkBytes = 8192;
+/// The same for the list of a map's chunks: at most this many bytes are kept in the record, and the blocks
+/// that a longer one is cut into have about as many.
+inline constexpr std::size_t DirectoryBytes = 4096;
 /// The low bits of a block's key: the block's number in its list. The bits above are the list's object id.
 inline constexpr int BlockIndexBits = 20;
 /// The greatest object id: one that still fits into a block's key.

@@ -47,14 +47,6 @@ bool sto_ListExtra::SetExtents(std::span<std::int64_t const> extents, std::int64
   return true;
 }
 
-void sto_ListExtra::Put(sto_ByteWriter& writer) const {
-  if (m_Rank != 0) {
-    writer.Varint(static_cast<std::uint64_t>(m_Rank));
-    writer.Raw(m_Extents.data(), m_Extents.size());
-  }
-  if (m_UnitId != 0) writer.Varint(static_cast<std::uint64_t>(m_UnitId));
-}
-
 bool sto_ListExtra::TakeExtents(sto_ByteReader& reader, std::int64_t count) {
   std::uint64_t const rank = reader.Varint();
   if (rank == 0 || rank > MaxRank) return false;

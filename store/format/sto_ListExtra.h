@@ -41,7 +41,13 @@ class sto_ListExtra {
   void SetUnit(std::int64_t nameId) noexcept { m_UnitId = nameId; }
 
   /// Writes what the flags say, without them.
-  void Put(sto_ByteWriter& writer) const;
+  template <class Writer> void Put(Writer& writer) const {
+    if (m_Rank != 0) {
+      writer.Varint(static_cast<std::uint64_t>(m_Rank));
+      writer.Raw(m_Extents.data(), m_Extents.size());
+    }
+    if (m_UnitId != 0) writer.Varint(static_cast<std::uint64_t>(m_UnitId));
+  }
   /// Reads what `flags` say, of a list of `count` elements, from bytes that are not trusted. Other flags are
   /// left to the caller. False if the bytes are damaged.
   [[nodiscard]] bool Take(sto_ByteReader& reader, std::uint64_t flags, std::int64_t count);

@@ -121,8 +121,8 @@ class Converter {
     }
   }
 
-  static void Raw(sto_Bytes& bytes, sto_ByteView value) {
-    bytes.insert(bytes.end(), value.begin(), value.end());
+  static void Raw(sto_ValueBytes& bytes, sto_ByteView value) {
+    sto_ValueWriter(bytes).Raw(value.data(), value.size());
   }
 
   bool Content() {

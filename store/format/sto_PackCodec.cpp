@@ -17,16 +17,18 @@ static_assert(MaxEntries * sto_Format::MaxPackedBytes <= std::numeric_limits<std
 class ShapeNumbers {
  public:
   std::uint8_t Add(std::uint32_t shape) noexcept {
+    if (m_Count > 0 && m_Numbers[m_Latest] == shape) return m_Latest;
     auto const end = m_Numbers.begin() + m_Count;
     auto const found = std::find(m_Numbers.begin(), end, shape);
     if (found == end) m_Numbers[m_Count++] = shape;
-    return static_cast<std::uint8_t>(found - m_Numbers.begin());
+    return m_Latest = static_cast<std::uint8_t>(found - m_Numbers.begin());
   }
   [[nodiscard]] std::span<std::uint32_t const> All() const noexcept { return {m_Numbers.data(), m_Count}; }
 
  private:
   std::array<std::uint32_t, MaxEntries> m_Numbers;
   std::size_t m_Count = 0;
+  std::uint8_t m_Latest = 0; // that was asked for last
 };
 
 bool DecodeShapes(sto_ByteReader& reader, std::span<std::uint32_t> shapes) noexcept {
@@ -98,10 +100,19 @@ void sto_EncodePack(std::int64_t key, std::int64_t save, sto_PackEntries const& 
   writer.Varint(shapes.All().size());
   for (std::uint32_t const shape : shapes.All()) writer.Varint(shape);
   if (shapes.All().size() > 1) writer.Raw(indexes.data(), count);
+  std::array<std::uint16_t, MaxEntries> ends;
   std::size_t end = 0;
-  for (sto_PackEntry const& entry : entries)
-    if (entry.m_SizeBytes != 0) writer.Number(static_cast<std::uint16_t>(end += entry.m_SizeBytes));
+  std::size_t ended = 0;
+  bool isInOrder = true;
+  for (sto_PackEntry const& entry : entries) {
+    if (entry.m_SizeBytes == 0) continue;
+    isInOrder = isInOrder && entry.m_Offset == entries[std::countr_zero(present)].m_Offset + end;
+    ends[ended++] = sto_ToLittleEndian(static_cast<std::uint16_t>(end += entry.m_SizeBytes));
+  }
+  writer.Raw(ends.data(), ended * sizeof ends.front());
   writer.Number(sto_PackedChecksum(key, data));
+  // Objects are mostly saved in the order of their ids.
+  if (isInOrder) return writer.Raw(records.data() + entries[std::countr_zero(present)].m_Offset, end);
   for (sto_PackEntry const& entry : entries)
     if (entry.m_SizeBytes != 0) writer.Raw(records.data() + entry.m_Offset, entry.m_SizeBytes);
 }

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <limits>
 
+#include "store/format/sto_ChunkDirectory.h"
 #include "store/format/sto_IdCodec.h"
 #include "store/format/sto_MapWalk.h"
 #include "store/format/sto_NestedWalk.h"
@@ -17,8 +18,10 @@ constexpr std::size_t MinEntryBytes = 2;
 
 constexpr std::int64_t MaxInt = std::numeric_limits<int>::max();
 
-/// The sizes of values of fixed size in bytes, by tag; -1 for other values.
-constexpr int s_FixedSizes[] = {-1, -1, -1, 1, 1, 2, 2, 4, 4, 8, 8, 4, 8, 4, -1, -1, -1, 1, 8, 16, -1};
+/// The sizes of values of fixed size in bytes, by tag.
+constexpr std::uint8_t NotFixed = 0xFF;
+constexpr std::uint8_t s_FixedSizes[] = {NotFixed, NotFixed, NotFixed, 1, 1, 2,  2,       4, 4, 8, 8, 4, 8, 4,
+                                         NotFixed, NotFixed, NotFixed, 1, 8, 16, NotFixed};
 static_assert(std::size(s_FixedSizes) == sto_Format::LastTag + 1);
 
 } // namespace
@@ -29,10 +32,11 @@ bool sto_Record::Decode(std::int64_t id, sto_Shape const* shape, std::string& pr
   m_Map.reset();
   m_GreatestId = 0;
   m_HasChangedBase = false;
-  m_IsIdentityTaken = false;
+  m_IsIdentityTaken = m_IsDecodedAs = false;
   m_ClassId = shape == nullptr ? m_Stored.m_ClassId : shape->m_Parts.front().m_ClassId;
   sto_ByteReader reader(m_Stored.m_Bytes);
   if (m_Stored.m_Shape == sto_StoredRecord::SelfDescribed) {
+    m_IsPrepared = false;
     if (!sto_ConvertOldRecord(id, m_Stored, m_OwnShape, m_Converted, problem)) return false;
     reader = sto_ByteReader(m_Converted);
     shape = &m_OwnShape;
@@ -74,15 +78,11 @@ bool sto_Record::TakeId(std::uint64_t id) noexcept {
   return true;
 }
 
-inline bool sto_Record::DecodeField(sto_ByteReader& reader, std::int64_t id, sto_Field& field) {
-  if (int const size = s_FixedSizes[field.m_Tag]; size >= 0) {
-    field.m_Payload = reader.Raw(static_cast<std::uint64_t>(size));
-    return !reader.Failed();
-  }
-  switch (field.m_Tag) {
+bool sto_Record::DecodeField(sto_ByteReader& reader, std::int64_t id, std::uint8_t tag, sto_Field& field) {
+  switch (tag) {
   case sto_Format::Text: {
     std::uint64_t const size = reader.Varint();
-    if (size == 0) field.m_Tag = sto_Format::NoText;
+    field.m_Tag = size == 0 ? sto_Format::NoText : sto_Format::Text;
     field.m_Payload = reader.Raw(size == 0 ? 0 : size - 1);
     break;
   }
@@ -110,30 +110,63 @@ bool sto_Record::DecodeNested(sto_ByteReader& reader, std::int64_t id, sto_Field
   return true;
 }
 
-bool sto_Record::DecodeParts(sto_ByteReader& outer, std::int64_t id, sto_Shape const& shape) {
+void sto_Record::Prepare(sto_Shape const& shape) {
+  m_IsPrepared = false;
   m_Parts.resize(shape.m_Parts.size());
   m_Fields.resize(shape.m_Fields.size());
-  m_NextType = shape.m_Types.data();
-  sto_ByteReader reader = outer; // a local one stays in registers
+  for (std::size_t i = 0; i < m_Fields.size(); ++i) {
+    sto_ShapeField const& described = shape.m_Fields[i];
+    m_Fields[i] = {described.m_Key, described.m_Tag, described.m_Code, 0, {}, nullptr};
+  }
   auto field = m_Fields.begin();
-  auto described = shape.m_Fields.begin();
   for (std::size_t i = 0; i < m_Parts.size(); ++i) {
     sto_ShapePart const& part = shape.m_Parts[i];
-    std::int64_t const follows = id + static_cast<std::int64_t>(i);
-    std::int64_t const partId =
-        i == 0 || shape.m_PartsFollow ? follows : sto_FromDistance(follows, reader.ZigZag());
+    m_Parts[i] = {part.m_ClassId, part.m_Version, 0, {field, part.m_FieldCount}};
+    field += static_cast<std::ptrdiff_t>(part.m_FieldCount);
+  }
+  m_IsPrepared = m_Prepared != nullptr && &m_Prepared->m_Shape == &shape;
+}
+
+bool sto_Record::DecodeParts(sto_ByteReader& reader, std::int64_t id, sto_Shape const& shape) {
+  if (!IsPrepared(shape)) Prepare(shape);
+  m_NextType = shape.m_Types.data();
+  // Plain pointers stay in registers; what is not short is left to DecodeField.
+  std::byte const* next = reader.Position();
+  std::byte const* const end = next + reader.Remaining();
+  sto_Field* field = m_Fields.data();
+  sto_ShapeField const* described = shape.m_Fields.data();
+  std::int64_t follows = id;
+  for (sto_Part& part : m_Parts) {
+    std::int64_t partId = follows;
+    if (!shape.m_PartsFollow && follows != id) {
+      sto_ByteReader other({next, end});
+      partId = sto_FromDistance(follows, other.ZigZag());
+      if (other.Failed()) return false;
+      next = other.Position();
+    }
+    ++follows;
     if (!TakeId(static_cast<std::uint64_t>(partId))) return false;
-    m_Parts[i] = {part.m_ClassId, part.m_Version, partId, {field, part.m_FieldCount}};
-    for (auto const end = field + static_cast<std::ptrdiff_t>(part.m_FieldCount); field != end;
-         ++field, ++described) {
-      field->m_Key = described->m_Key;
-      field->m_Tag = described->m_Tag;
-      field->m_Code = described->m_Code;
-      if (!DecodeField(reader, id, *field)) return false;
+    part.m_Id = partId;
+    for (sto_Field const* const last = field + part.m_Fields.size(); field != last; ++field, ++described) {
+      std::uint8_t const tag = described->m_Tag;
+      std::size_t size = s_FixedSizes[tag];
+      if (size == NotFixed) {
+        if (tag != sto_Format::Text || next == end || *next == std::byte{0} || *next >= std::byte{0x80}) {
+          sto_ByteReader other({next, end});
+          if (!DecodeField(other, id, tag, *field)) return false;
+          next = other.Position();
+          continue;
+        }
+        size = std::to_integer<std::size_t>(*next++) - 1;
+        field->m_Tag = sto_Format::Text;
+      }
+      if (static_cast<std::size_t>(end - next) < size) return false;
+      field->m_Payload = {next, size};
+      next += size;
     }
   }
-  outer = reader;
-  return !reader.Failed();
+  reader = sto_ByteReader({next, end});
+  return true;
 }
 
 bool sto_Record::DecodeList(sto_ByteReader& reader, sto_ShapeContent const& content) {
@@ -178,16 +211,24 @@ bool sto_Record::DecodeObjectIds(sto_ByteView elements, int count) {
 
 bool sto_Record::DecodeMap(sto_ByteReader& reader, sto_ShapeContent const& content) {
   sto_MapHeader map;
-  map.m_IsTable = content.m_Kind == sto_Format::ContentIntTable;
+  map.m_IsTable =
+      content.m_Kind == sto_Format::ContentIntTable || content.m_Kind == sto_Format::ContentTableInChunks;
+  map.m_InChunks =
+      content.m_Kind == sto_Format::ContentMapInChunks || content.m_Kind == sto_Format::ContentTableInChunks;
   map.m_KeyType = map.m_IsTable ? static_cast<std::uint8_t>(sto_Format::KeyInt) : content.m_KeyType;
   map.m_ElementType =
       map.m_IsTable ? static_cast<std::uint8_t>(sto_Format::ElementInt) : content.m_ElementType;
   std::uint64_t const count = reader.Varint();
   if (reader.Failed() || count > static_cast<std::uint64_t>(MaxInt) ||
-      count > reader.Remaining() / MinEntryBytes)
+      (!map.m_InChunks && count > reader.Remaining() / MinEntryBytes))
     return false;
   map.m_Count = static_cast<int>(count);
   map.m_Entries = reader.Raw(reader.Remaining());
+  if (map.m_InChunks) {
+    if (!sto_DecodeDirectory(map)) return false;
+    m_Map = map;
+    return true;
+  }
   // All entries are checked here, once; cursors rely on it.
   sto_MapWalk walk(map);
   bool const holdsObjects = map.m_ElementType == sto_Format::ElementObject;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -69,7 +70,10 @@ struct sto_MapHeader {
   std::uint8_t m_KeyType = 0;
   std::uint8_t m_ElementType = 0;
   int m_Count = 0;
-  sto_ByteView m_Entries; // in a decoded record, every key and value has been checked
+  bool m_InChunks = false; ///< the entries are in blocks
+  /// The encoded entries; of a map in chunks, its directory (sto_ChunkDirectory.h). In a decoded record, they
+  /// have been checked.
+  sto_ByteView m_Entries;
 };
 
 /// A stored object, decoded into views of its bytes. One record can decode any number of objects, one after
@@ -89,6 +93,23 @@ class sto_Record {
   /// none. On failure, returns false, says in `problem` what is wrong, and the record must not be used until
   /// the next Decode.
   [[nodiscard]] bool Decode(std::int64_t id, sto_Shape const* shape, std::string& problem);
+  /// The same, with a shape that stays as it is. If the record before had it too, what the shape says of each
+  /// field is there already.
+  [[nodiscard]] bool DecodeAs(std::int64_t id, std::shared_ptr<sto_NumberedShape> const& shape,
+                              std::string& problem) {
+    if (m_Prepared != shape) {
+      m_Prepared = shape;
+      m_IsPrepared = false;
+    }
+    bool const isDecoded = Decode(id, &shape->m_Shape, problem);
+    m_IsDecodedAs = true;
+    return isDecoded;
+  }
+
+  /// The shape that DecodeAs has used; null after Decode.
+  [[nodiscard]] sto_NumberedShape const* Shape() const noexcept {
+    return m_IsDecodedAs ? m_Prepared.get() : nullptr;
+  }
 
   /// The class of the object; also after a failed Decode, if it was known.
   [[nodiscard]] unsigned int ClassId() const noexcept { return m_ClassId; }
@@ -107,11 +128,16 @@ class sto_Record {
   [[nodiscard]] std::int64_t GreatestId() const noexcept { return m_GreatestId; }
 
  private:
+  /// Copies to the parts and fields what a shape says of them.
+  void Prepare(sto_Shape const& shape);
+  [[nodiscard]] bool IsPrepared(sto_Shape const& shape) const noexcept {
+    return m_IsPrepared && &m_Prepared->m_Shape == &shape;
+  }
   /// Notes an id; false if no object can have it.
   [[nodiscard]] bool TakeId(std::uint64_t id) noexcept;
   [[nodiscard]] bool DecodeAll(sto_ByteReader reader, std::int64_t id, sto_Shape const& shape);
   [[nodiscard]] bool DecodeParts(sto_ByteReader& reader, std::int64_t id, sto_Shape const& shape);
-  [[nodiscard]] bool DecodeField(sto_ByteReader& reader, std::int64_t id, sto_Field& field);
+  [[nodiscard]] bool DecodeField(sto_ByteReader& reader, std::int64_t id, std::uint8_t tag, sto_Field& field);
   [[nodiscard]] bool DecodeNested(sto_ByteReader& reader, std::int64_t id, sto_Field& field);
   [[nodiscard]] bool DecodeContent(sto_ByteReader& reader, sto_ShapeContent const& content);
   [[nodiscard]] bool DecodeList(sto_ByteReader& reader, sto_ShapeContent const& content);
@@ -119,8 +145,11 @@ class sto_Record {
   [[nodiscard]] bool DecodeMap(sto_ByteReader& reader, sto_ShapeContent const& content);
 
   sto_StoredRecord m_Stored;
-  sto_Shape m_OwnShape;  // of a record that describes itself
-  sto_Bytes m_Converted; // the values of a record of an older format
+  sto_Shape m_OwnShape;                          // of a record that describes itself
+  sto_Bytes m_Converted;                         // the values of a record of an older format
+  std::shared_ptr<sto_NumberedShape> m_Prepared; // see DecodeAs
+  bool m_IsPrepared = false;                     // m_Parts and m_Fields have what it says
+  bool m_IsDecodedAs = false;
   unsigned int m_ClassId = 0;
   std::vector<sto_Part> m_Parts;
   std::vector<sto_Field> m_Fields;            // of all parts

@@ -28,17 +28,68 @@ void sto_RecordBuilder::RaiseFull(std::size_t count, char const* what) const {
                                      std::to_string(count) + what + ", which is the limit of one object.");
 }
 
-std::size_t sto_RecordBuilder::AddPart(unsigned int classId, int version, std::int64_t id) {
+std::size_t sto_RecordBuilder::AddOtherPart(unsigned int classId, int version, std::int64_t id) {
   if (m_PartCount == sto_Format::MaxParts) RaiseFull(sto_Format::MaxParts, " parts of base classes");
   if (m_PartCount == m_Parts.size()) m_Parts.emplace_back();
   Part& part = m_Parts[m_PartCount];
   part.m_ClassId = classId;
   part.m_Version = version;
   part.m_Id = id;
-  part.m_Fields.clear();
   part.m_Bytes.clear();
   if (!part.m_Index.empty()) part.m_Index.clear();
+  GoAlong(part);
   return m_PartCount++;
+}
+
+void sto_RecordBuilder::GoAlong(Part& part) {
+  Part const* const before = m_PartCount == 0 ? nullptr : &m_Parts[m_PartCount - 1];
+  part.m_First = part.m_Next = part.m_End = nullptr;
+  part.m_IsAlong = part.m_IsOpen = false;
+  m_PreparedCount = std::min(m_PreparedCount, m_PartCount);
+  if (m_Expected != nullptr && (before == nullptr || before->m_IsAlong)) {
+    sto_Shape const& shape = m_Expected->m_Shape;
+    bool const isThere = m_PartCount < shape.m_Parts.size();
+    sto_ShapePart const* const expected = isThere ? &shape.m_Parts[m_PartCount] : nullptr;
+    if (isThere && expected->m_ClassId == part.m_ClassId && expected->m_Version == part.m_Version) {
+      if (part.m_Fields.size() < expected->m_FieldCount) part.m_Fields.resize(expected->m_FieldCount);
+      part.m_First = part.m_Next = before == nullptr ? shape.m_Fields.data() : before->m_End;
+      part.m_End = part.m_First + expected->m_FieldCount;
+      part.m_IsAlong = true;
+      if (m_PreparedCount == m_PartCount) ++m_PreparedCount;
+      return;
+    }
+  }
+  part.m_Fields.clear();
+}
+
+void sto_RecordBuilder::Depart(Part& part) {
+  if (!part.m_IsAlong) return;
+  std::size_t const count = CountAlong(part);
+  part.m_Fields.resize(count);
+  for (std::size_t i = 0; i < count; ++i) part.m_Fields[i].m_Described = part.m_First[i];
+  if (part.m_IsOpen) part.m_Fields.back().m_Described.m_Code = 0;
+  part.m_First = part.m_Next = part.m_End = nullptr;
+  part.m_IsAlong = part.m_IsOpen = false;
+  m_PreparedCount = 0;
+  UpdateIndex(part);
+}
+
+void sto_RecordBuilder::DepartAll() {
+  for (Part& part : std::span(m_Parts).first(m_PartCount)) Depart(part);
+}
+
+bool sto_RecordBuilder::IsAlongToEnd() const noexcept {
+  sto_Shape const& shape = m_Expected->m_Shape;
+  // All prepared parts went along.
+  if (m_PartCount != shape.m_Parts.size() || m_PreparedCount < m_PartCount) return false;
+  std::int64_t follows = m_Parts.front().m_Id;
+  bool doPartsFollow = true;
+  for (Part const& part : std::span(m_Parts).first(m_PartCount)) {
+    if (part.m_Next != part.m_End) return false;
+    doPartsFollow = doPartsFollow && part.m_Id == follows++;
+  }
+  if (doPartsFollow != shape.m_PartsFollow) return false;
+  return m_List || m_Map ? shape.m_Content == Content() : shape.m_Content.m_Kind == sto_Format::ContentNone;
 }
 
 std::size_t sto_RecordBuilder::IndexOf(Part const& part, sto_FieldKey const& key) noexcept {
@@ -57,32 +108,28 @@ void sto_RecordBuilder::UpdateIndex(Part& part) {
     part.m_Index.emplace(part.m_Fields[i].m_Described.m_Key, i);
 }
 
-sto_Bytes& sto_RecordBuilder::StartField(std::size_t partIndex, sto_FieldKey const& key, std::uint8_t tag,
-                                         std::uint8_t code) {
-  Part& part = m_Parts[partIndex];
-  if (std::size_t const earlier = IndexOf(part, key); earlier != NotThere) DropField(part, earlier);
+sto_ValueBytes& sto_RecordBuilder::StartOtherField(Part& part, sto_ShapeField const& field) {
+  // The code of a collection follows its object.
+  if (part.m_Next != part.m_End && !part.m_IsOpen && field.m_Code == 0 &&
+      *part.m_Next == sto_ShapeField{field.m_Key, field.m_Tag, part.m_Next->m_Code}) {
+    StartNext(part);
+    --part.m_Next;
+    part.m_IsOpen = true;
+    return part.m_Bytes;
+  }
+  Depart(part);
+  if (std::size_t const earlier = IndexOf(part, field.m_Key); earlier != NotThere) DropField(part, earlier);
   if (m_FieldCount == sto_Format::MaxFields) RaiseFull(sto_Format::MaxFields, " attributes");
-  part.m_Fields.push_back({{key, tag, code}, part.m_Bytes.size()});
+  part.m_Fields.push_back({field, part.m_Bytes.size()});
   ++m_FieldCount;
   UpdateIndex(part);
   return part.m_Bytes;
 }
 
-void sto_RecordBuilder::AddText(std::size_t part, sto_FieldKey const& key, std::optional<sto_ByteView> text) {
-  sto_ByteWriter writer(StartField(part, key, sto_Format::Text));
-  writer.Varint(text ? text->size() + 1 : 0);
-  if (text) writer.Raw(text->data(), text->size());
-}
-
-void sto_RecordBuilder::AddBytes(std::size_t part, sto_FieldKey const& key, sto_ByteView bytes) {
-  sto_ByteWriter writer(StartField(part, key, sto_Format::Bytes));
-  writer.Varint(bytes.size());
-  writer.Raw(bytes.data(), bytes.size());
-}
-
 void sto_RecordBuilder::AddObject(std::size_t part, sto_FieldKey const& key, std::uint8_t tag,
                                   std::int64_t id, std::uint8_t code) {
-  sto_ByteWriter(StartField(part, key, tag, code)).ZigZag(sto_Distance(m_Parts.front().m_Id, id));
+  if (m_Parts[part].m_IsOpen) Depart(m_Parts[part]); // it may be the open field once more
+  sto_ValueWriter(StartField(part, key, tag, code)).ZigZag(sto_Distance(m_Parts.front().m_Id, id));
 }
 
 void sto_RecordBuilder::AddNested(std::size_t part, sto_FieldKey const& key, sto_NestedType const& type,
@@ -91,8 +138,8 @@ void sto_RecordBuilder::AddNested(std::size_t part, sto_FieldKey const& key, sto
   if (!type.IsForField() || !sto_IsNestedValue(type, value, object))
     sto_Raise(sto_ErrorKind::Misuse,
               "A nested value of object " + std::to_string(object) + " does not have its type.");
-  sto_Bytes& bytes = StartField(part, key, sto_Format::Nested);
-  bytes.insert(bytes.end(), value.begin(), value.end());
+  Depart(m_Parts[part]); // the expected shape may have another type under the same key
+  sto_ValueWriter(StartField(part, key, sto_Format::Nested)).Raw(value.data(), value.size());
   auto const known = std::ranges::find_if(
       m_Nested, [&](NestedField const& field) { return field.m_Part == part && field.m_Key == key; });
   if (known == m_Nested.end())
@@ -116,7 +163,7 @@ void sto_RecordBuilder::AddDecoded(std::size_t part, sto_FieldKey const& key, st
   case sto_Format::Nested:
     return AddNested(part, key, *field.m_Type, field.m_Payload);
   default:
-    sto_ByteWriter(StartField(part, key, field.m_Tag)).Raw(field.m_Payload.data(), field.m_Payload.size());
+    sto_ValueWriter(StartField(part, key, field.m_Tag)).Raw(field.m_Payload.data(), field.m_Payload.size());
   }
 }
 
@@ -124,10 +171,7 @@ void sto_RecordBuilder::DropField(Part& part, std::size_t index) {
   std::size_t const first = part.m_Fields[index].m_Offset;
   std::size_t const last =
       index + 1 < part.m_Fields.size() ? part.m_Fields[index + 1].m_Offset : part.m_Bytes.size();
-  auto const at = [&](std::size_t offset) {
-    return part.m_Bytes.begin() + static_cast<std::ptrdiff_t>(offset);
-  };
-  part.m_Bytes.erase(at(first), at(last));
+  part.m_Bytes.Erase(first, last);
   part.m_Fields.erase(part.m_Fields.begin() + static_cast<std::ptrdiff_t>(index));
   --m_FieldCount;
   for (std::size_t i = index; i < part.m_Fields.size(); ++i) part.m_Fields[i].m_Offset -= last - first;
@@ -135,12 +179,23 @@ void sto_RecordBuilder::DropField(Part& part, std::size_t index) {
   UpdateIndex(part);
 }
 
-bool sto_RecordBuilder::HasField(std::size_t part, sto_FieldKey const& key) const noexcept {
-  return IndexOf(m_Parts[part], key) != NotThere;
+bool sto_RecordBuilder::HasField(std::size_t partIndex, sto_FieldKey const& key) const noexcept {
+  Part const& part = m_Parts[partIndex];
+  if (!part.m_IsAlong) return IndexOf(part, key) != NotThere;
+  // Mostly the latest field is asked for.
+  for (std::size_t i = CountAlong(part); i > 0; --i)
+    if (part.m_First[i - 1].m_Key == key) return true;
+  return false;
 }
 
 bool sto_RecordBuilder::SetCollectionCode(std::size_t partIndex, sto_FieldKey const& key, std::uint8_t code) {
   Part& part = m_Parts[partIndex];
+  if (part.m_IsOpen && part.m_Next->m_Key == key && part.m_Next->m_Code == code) {
+    ++part.m_Next;
+    part.m_IsOpen = false;
+    return true;
+  }
+  Depart(part);
   std::size_t const index = IndexOf(part, key);
   if (index == NotThere) return false;
   part.m_Fields[index].m_Described.m_Code = code;
@@ -181,6 +236,7 @@ bool sto_RecordBuilder::HasContentOf(sto_Record const& other) const noexcept {
   if (!m_Map) return true;
   sto_MapHeader const& map = *other.Map();
   return m_Map->m_IsTable == map.m_IsTable && m_Map->m_KeyType == map.m_KeyType &&
+         m_Map->m_InChunks == map.m_InChunks && m_Map->m_Count == map.m_Count &&
          m_Map->m_ElementType == map.m_ElementType && std::ranges::equal(m_Elements, map.m_Entries);
 }
 
@@ -194,17 +250,15 @@ sto_ShapeContent sto_RecordBuilder::Content() const noexcept {
     return {kind, 0, m_List->m_ElementType};
   }
   if (!m_Map) return {};
-  if (m_Map->m_IsTable) return {sto_Format::ContentIntTable, 0, 0};
-  return {sto_Format::ContentMap, m_Map->m_KeyType, m_Map->m_ElementType};
+  bool const inChunks = m_Map->m_InChunks;
+  if (m_Map->m_IsTable)
+    return {inChunks ? sto_Format::ContentTableInChunks : sto_Format::ContentIntTable, 0, 0};
+  return {inChunks ? sto_Format::ContentMapInChunks : sto_Format::ContentMap, m_Map->m_KeyType,
+          m_Map->m_ElementType};
 }
 
-bool sto_RecordBuilder::DoPartsFollow() const noexcept {
-  for (std::size_t i = 1; i < m_PartCount; ++i)
-    if (m_Parts[i].m_Id != m_Parts.front().m_Id + static_cast<std::int64_t>(i)) return false;
-  return true;
-}
-
-bool sto_RecordBuilder::HasShape(sto_Shape const& shape) const noexcept {
+bool sto_RecordBuilder::HasShape(sto_Shape const& shape) {
+  DepartAll();
   if (shape.m_Parts.size() != m_PartCount || shape.m_Fields.size() != m_FieldCount ||
       shape.m_PartsFollow != DoPartsFollow() || shape.m_Content != Content())
     return false;
@@ -233,7 +287,8 @@ bool sto_RecordBuilder::HasTypesOf(sto_Shape const& shape) const noexcept {
   return true;
 }
 
-sto_Shape sto_RecordBuilder::Shape() const {
+sto_Shape sto_RecordBuilder::Shape() {
+  DepartAll();
   sto_Shape shape;
   shape.m_PartsFollow = DoPartsFollow();
   shape.m_Content = Content();
@@ -249,8 +304,7 @@ sto_Shape sto_RecordBuilder::Shape() const {
   return shape;
 }
 
-void sto_RecordBuilder::PutValues() {
-  sto_ByteWriter writer(m_Output);
+template <class Writer> void sto_RecordBuilder::PutValues(Writer writer) const {
   bool const doPartsFollow = DoPartsFollow();
   std::int64_t follows = m_Parts.front().m_Id;
   for (std::size_t i = 0; i < m_PartCount; ++i, ++follows) {
@@ -271,15 +325,25 @@ void sto_RecordBuilder::PutValues() {
   writer.Raw(m_Elements.data(), m_Elements.size());
 }
 
+sto_ByteView sto_RecordBuilder::View() {
+  if (m_PartCount == 1 && !m_List && !m_Map) {
+    sto_ValueBytes const& bytes = m_Parts.front().m_Bytes;
+    return {bytes.data(), bytes.size()};
+  }
+  m_Joined.clear();
+  PutValues(sto_ValueWriter(m_Joined));
+  return {m_Joined.data(), m_Joined.size()};
+}
+
 sto_Bytes const& sto_RecordBuilder::Values() {
   m_Output.clear();
-  PutValues();
+  PutValues(sto_ByteWriter(m_Output));
   return m_Output;
 }
 
 sto_Bytes const& sto_RecordBuilder::ValuesWithShape() {
   m_Output.clear();
   Shape().Encode(m_Output);
-  PutValues();
+  PutValues(sto_ByteWriter(m_Output));
   return m_Output;
 }

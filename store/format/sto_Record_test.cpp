@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <initializer_list>
 #include <limits>
+#include <memory>
 #include <random>
+#include <string>
+#include <utility>
 
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_IdCodec.h"
@@ -244,6 +248,39 @@ TEST(StoreRecord, HostileListsOfObjectsAreRefused) {
   EXPECT_EQ(record.GreatestId(), 70);
 }
 
+TEST(StoreRecord, HostileDirectoriesOfMapsAreRefused) {
+  sto_Shape const shape =
+      ShapeOf({}, {sto_Format::ContentMapInChunks, sto_Format::KeyInt, sto_Format::ElementInt});
+  auto const directory = [](std::uint64_t count, int depth, std::uint64_t listed, std::uint64_t number,
+                            std::uint64_t entries, std::uint64_t keyBytes, int bytesBehind = 0) {
+    return Written([=](sto_ByteWriter& writer) {
+      writer.Varint(count);
+      writer.U8(static_cast<std::uint8_t>(depth));
+      writer.Varint(listed);
+      writer.Varint(number);
+      writer.Varint(entries);
+      writer.Number(std::uint64_t{77});
+      writer.Varint(keyBytes);
+      for (int i = 0; i < 1 + bytesBehind; ++i) writer.U8(4);
+    });
+  };
+  constexpr std::uint64_t MaxNumber = (1 << 20) - 1;
+  EXPECT_FALSE(IsRefused(shape, directory(9, 1, 1, MaxNumber, 9, 1)));
+  EXPECT_FALSE(IsRefused(shape, directory(9, 2, 1, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 0, 1, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 3, 1, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 2, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, HugeNumber, 0, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, MaxNumber + 1, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, HugeNumber, 9, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, 0, 8, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(0, 1, 1, 0, 0, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(HugeNumber, 1, 1, 0, HugeNumber, 1)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, 0, 9, 0)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, 0, 9, HugeNumber)));
+  EXPECT_TRUE(IsRefused(shape, directory(9, 1, 1, 0, 9, 1, 1)));
+}
+
 TEST(StoreRecord, HostileMapsAreRefused) {
   auto const map = [](std::uint64_t count, std::vector<int> const& bytes) {
     return Written([=](sto_ByteWriter& writer) {
@@ -390,6 +427,57 @@ TEST(StoreCodec, SealIsBoundToItsOwner) {
   EXPECT_EQ(view.size(), 11U);
   EXPECT_TRUE(sto_Unseal(11, view));
   EXPECT_EQ(view.size(), 3U);
+}
+
+/// A shape of one part with these fields.
+std::shared_ptr<sto_NumberedShape> ShapeWith(unsigned int classId, std::initializer_list<std::uint8_t> tags) {
+  auto const shape = std::make_shared<sto_NumberedShape>(sto_NumberedShape{classId, {}});
+  shape->m_Shape.m_PartsFollow = true;
+  shape->m_Shape.m_Parts.push_back({classId, 1, tags.size()});
+  for (std::uint8_t const tag : tags)
+    shape->m_Shape.m_Fields.push_back(
+        {{classId + static_cast<int>(shape->m_Shape.m_Fields.size()), -1}, tag, 0});
+  return shape;
+}
+
+TEST(StoreRecord, KeepsNothingOfTheRecordBeforeThatHadItsShape) {
+  auto const text = ShapeWith(100, {sto_Format::Text, sto_Format::Int8});
+  auto const number = ShapeWith(200, {sto_Format::Int8});
+  auto const bytes = [](std::initializer_list<int> values) {
+    sto_Bytes stored;
+    for (int const value : values) stored.push_back(static_cast<std::byte>(value));
+    return stored;
+  };
+  sto_Record record;
+  std::string problem;
+  auto const decode = [&](std::shared_ptr<sto_NumberedShape> const& shape, sto_Bytes stored) {
+    record.Stored() = {shape->m_Number, 0, true, std::move(stored)};
+    return record.DecodeAs(7, shape, problem);
+  };
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_TRUE(decode(text, bytes({0, 5})));
+    EXPECT_EQ(record.Parts()[0].m_Fields[0].m_Tag, sto_Format::NoText);
+    ASSERT_TRUE(decode(text, bytes({2, 'a', 6})));
+    EXPECT_EQ(record.Parts()[0].m_Fields[0].m_Tag, sto_Format::Text);
+    EXPECT_EQ(sto_AsText(record.Parts()[0].m_Fields[0].m_Payload), "a");
+    EXPECT_EQ(record.Parts()[0].m_Fields[1].m_Payload[0], std::byte{6});
+    EXPECT_EQ(record.Parts()[0].m_Fields[1].m_Key.m_NameId, 101);
+    EXPECT_FALSE(decode(text, bytes({3, 'a', 6}))); // one byte is missing
+    EXPECT_FALSE(decode(text, bytes({2, 'a', 6, 7})));
+    EXPECT_FALSE(decode(text, {}));
+    EXPECT_EQ(record.Shape(), text.get());
+    ASSERT_TRUE(decode(number, bytes({8})));
+    EXPECT_EQ(record.Parts()[0].m_ClassId, 200U);
+    ASSERT_EQ(record.Parts()[0].m_Fields.size(), 1U);
+    EXPECT_EQ(record.Parts()[0].m_Fields[0].m_Key.m_NameId, 200);
+    sto_Bytes own;
+    text->m_Shape.Encode(own);
+    own.insert(own.end(), {std::byte{0}, std::byte{9}});
+    record.Stored() = {sto_Format::OwnShape, 0, true, own};
+    ASSERT_TRUE(record.Decode(7, nullptr, problem));
+    EXPECT_EQ(record.Parts()[0].m_ClassId, 100U);
+    EXPECT_EQ(record.Shape(), nullptr);
+  }
 }
 
 } // namespace

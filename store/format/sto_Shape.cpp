@@ -15,7 +15,10 @@ bool IsInt(std::int64_t value) noexcept {
 }
 
 bool IsMapKind(std::uint8_t kind) noexcept {
-  return kind == sto_Format::ContentMap;
+  return kind == sto_Format::ContentMap || kind == sto_Format::ContentMapInChunks;
+}
+bool IsKnownKind(std::uint8_t kind) noexcept {
+  return kind <= sto_Format::ContentTableInChunks;
 }
 bool IsListKind(std::uint8_t kind) noexcept {
   return kind == sto_Format::ContentInlineList || kind == sto_Format::ContentBlockList ||
@@ -88,7 +91,7 @@ bool sto_Shape::DecodeFields(sto_ByteReader& reader, std::uint64_t count) {
 bool sto_Shape::DecodeContent(sto_ByteReader& reader) {
   m_Content = {};
   m_Content.m_Kind = reader.U8();
-  if (m_Content.m_Kind > sto_Format::ContentBlocksWithMore) return false;
+  if (!IsKnownKind(m_Content.m_Kind)) return false;
   if (IsMapKind(m_Content.m_Kind)) {
     m_Content.m_KeyType = reader.U8();
     m_Content.m_ElementType = reader.U8();

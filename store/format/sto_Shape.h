@@ -68,6 +68,13 @@ class sto_Shape {
   [[nodiscard]] bool DecodeContent(sto_ByteReader& reader);
 };
 
+/// A shape with its number in a store.
+struct sto_NumberedShape {
+  std::int64_t m_Number;
+  sto_Shape m_Shape;
+  bool m_IsChecked = false; ///< fits the store's catalogue and the program; set by whoever has checked it
+};
+
 /// Whether a type of elements may be in a list or map, and a type of keys in a map.
 [[nodiscard]] constexpr bool sto_IsElementType(std::uint8_t type) noexcept {
   return type >= sto_Format::ElementBool && type <= sto_Format::LastElementType;

@@ -16,7 +16,7 @@ std::string sto_ShapeTable::Key(sto_Shape const& shape) {
 sto_NumberedShape* sto_ShapeTable::Keep(std::int64_t number, sto_Shape shape, std::string key) {
   auto const index = static_cast<std::size_t>(number);
   if (m_Shapes.size() <= index) m_Shapes.resize(index + 1);
-  m_Shapes[index] = std::make_unique<sto_NumberedShape>(sto_NumberedShape{number, std::move(shape)});
+  m_Shapes[index] = std::make_shared<sto_NumberedShape>(sto_NumberedShape{number, std::move(shape)});
   sto_NumberedShape* const kept = m_Shapes[index].get();
   m_ByContent.emplace(std::move(key), kept);
   sto_ShapePart const& own = kept->m_Shape.m_Parts.front();
@@ -34,12 +34,12 @@ bool sto_ShapeTable::Take(std::int64_t number, sto_ByteView stored) {
   return true;
 }
 
-sto_NumberedShape* sto_ShapeTable::Find(sto_RecordBuilder const& builder) {
+sto_NumberedShape* sto_ShapeTable::Find(sto_RecordBuilder& builder) {
   auto const found = m_ByContent.find(Key(builder.Shape()));
   return found == m_ByContent.end() ? nullptr : found->second;
 }
 
-sto_NumberedShape* sto_ShapeTable::Add(sto_RecordBuilder const& builder, sto_Bytes& stored) {
+sto_NumberedShape* sto_ShapeTable::Add(sto_RecordBuilder& builder, sto_Bytes& stored) {
   sto_Shape shape = builder.Shape();
   sto_ShapePart const& own = shape.m_Parts.front();
   auto const count = m_CountOfClass.find({own.m_ClassId, own.m_Version});

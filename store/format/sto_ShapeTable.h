@@ -11,13 +11,6 @@
 #include "store/format/sto_RecordBuilder.h"
 #include "store/format/sto_Shape.h"
 
-/// A shape with its number in a store.
-struct sto_NumberedShape {
-  std::int64_t m_Number;
-  sto_Shape m_Shape;
-  bool m_IsChecked = false; ///< fits the store's catalogue and the program; set by whoever has checked it
-};
-
 /// The shapes of a store. Internal to the module. Thread rule: one thread.
 class sto_ShapeTable {
  public:
@@ -31,12 +24,18 @@ class sto_ShapeTable {
     return index < m_Shapes.size() ? m_Shapes[static_cast<std::size_t>(index)].get() : nullptr;
   }
 
+  /// The same, for whoever may outlive the table's knowledge of it. Valid until the table changes. REQUIRES:
+  /// there is such a shape.
+  [[nodiscard]] std::shared_ptr<sto_NumberedShape> const& Share(std::int64_t number) const {
+    return m_Shapes[static_cast<std::size_t>(number)];
+  }
+
   /// The shape of an object that is being built, null if it is not known.
-  [[nodiscard]] sto_NumberedShape* Find(sto_RecordBuilder const& builder);
+  [[nodiscard]] sto_NumberedShape* Find(sto_RecordBuilder& builder);
 
   /// Adds the shape of an object; `stored` gets what is to be stored. Null if the object's class has as many
   /// shapes as it may have: the record begins with its shape then. REQUIRES: it is not known.
-  [[nodiscard]] sto_NumberedShape* Add(sto_RecordBuilder const& builder, sto_Bytes& stored);
+  [[nodiscard]] sto_NumberedShape* Add(sto_RecordBuilder& builder, sto_Bytes& stored);
 
   void Clear() noexcept;
 
@@ -44,7 +43,7 @@ class sto_ShapeTable {
   static std::string Key(sto_Shape const& shape);
   sto_NumberedShape* Keep(std::int64_t number, sto_Shape shape, std::string key);
 
-  std::vector<std::unique_ptr<sto_NumberedShape>> m_Shapes; // by number; number 0 is no shape
+  std::vector<std::shared_ptr<sto_NumberedShape>> m_Shapes; // by number; number 0 is no shape
   std::unordered_map<std::string, sto_NumberedShape*> m_ByContent;
   std::map<std::pair<unsigned int, int>, int> m_CountOfClass; // by class ID and version
 };

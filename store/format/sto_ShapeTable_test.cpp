@@ -10,7 +10,7 @@ namespace {
 void Build(sto_RecordBuilder& builder, unsigned int classId, int fields, int version = 1) {
   builder.Reset();
   builder.AddPart(classId, version, 5);
-  for (int i = 0; i < fields; ++i) sto_ByteWriter(builder.StartField(0, {0, i}, sto_Format::Bool)).U8(1);
+  for (int i = 0; i < fields; ++i) sto_ValueWriter(builder.StartField(0, {0, i}, sto_Format::Bool)).U8(1);
 }
 
 /// What a table says when it is asked to add the shape of such an object.

@@ -92,7 +92,10 @@ TEST(StoreShape, EveryContentComesBack) {
                                                          {4},
                                                          {5, 7},
                                                          {6, 4},
-                                                         {7, 9}}) {
+                                                         {7, 9},
+                                                         {8, 1, 2},
+                                                         {8, 2, 7},
+                                                         {9}}) {
     sto_Bytes bytes = ShapeBytes({1, 1, 9, 2, 0});
     sto_Bytes const rest = ShapeBytes(content);
     bytes.insert(bytes.end(), rest.begin(), rest.end());
@@ -122,8 +125,11 @@ TEST(StoreShape, UnknownFlagsTagsAndContentsAreRefused) {
   for (int const type : {0, 16, 255})
     for (int const kind : {1, 2, 5, 6, 7})
       EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, type}))) << type;
-  for (int const key : {0, 5, 255}) EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, 3, key, 2}))) << key;
-  for (int const type : {0, 16, 255}) EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, 3, 1, type}))) << type;
+  for (int const kind : {3, 8}) {
+    for (int const key : {0, 5, 255}) EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, key, 2}))) << key;
+    for (int const type : {0, 16, 255})
+      EXPECT_FALSE(IsTaken(ShapeBytes({1, 1, 9, 2, 0, kind, 1, type}))) << type;
+  }
 }
 
 TEST(StoreShape, AbsurdCountsAreRefused) {

@@ -11,6 +11,7 @@
 #include "store/format/sto_MapWalk.h"
 #include "store/format/sto_RecordIds.h"
 #include "store/objects/sto_ObjectListReader.h"
+#include "store/session/sto_MapChunks.h"
 #include "store/session/sto_StoredBlocks.h"
 
 sto_BranchCopy::sto_BranchCopy(sto_Session& source, sto_Session& target)
@@ -70,7 +71,7 @@ void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {
   }
   sto_Part const& first = record.Parts().front();
   if (record.List()) CopyList(id, *record.List(), builder);
-  if (record.Map()) CopyMap(*record.Map(), builder);
+  if (record.Map()) CopyMap(id, *record.Map(), builder);
   if (first.m_ClassId == cls_BlobTypeId) CopyBlob(id, first);
   std::int64_t const copy = MapId(id);
   auto const [shape, values] = m_Target.ToWrite(builder, nullptr);
@@ -142,18 +143,40 @@ void sto_BranchCopy::CopyBlocks(std::int64_t id, int blockCount, sto_ListHeader 
   }
 }
 
-void sto_BranchCopy::CopyMap(sto_MapHeader const& map, sto_RecordBuilder& builder) {
-  if (map.m_ElementType != sto_Format::ElementObject) {
-    builder.SetMap(map, sto_Bytes(map.m_Entries.begin(), map.m_Entries.end()));
-    return;
-  }
+void sto_BranchCopy::CopyMap(std::int64_t id, sto_MapHeader const& map, sto_RecordBuilder& builder) {
+  if (map.m_InChunks)
+    CopyChunks(id, map, builder);
+  else
+    builder.SetMap(map, MapEntries(map));
+}
+
+sto_Bytes sto_BranchCopy::MapEntries(sto_MapHeader const& map) {
+  if (map.m_ElementType != sto_Format::ElementObject)
+    return sto_Bytes(map.m_Entries.begin(), map.m_Entries.end());
   sto_Bytes entries;
   sto_ByteWriter writer(entries);
   for (sto_MapWalk walk(map); walk.Next();) {
     writer.Raw(walk.Key().data(), walk.Key().size());
     writer.Varint(static_cast<std::uint64_t>(MapHeldId(static_cast<std::int64_t>(walk.ObjectId()))));
   }
-  builder.SetMap(map, std::move(entries));
+  return entries;
+}
+
+void sto_BranchCopy::CopyChunks(std::int64_t id, sto_MapHeader map, sto_RecordBuilder& builder) {
+  sto_MapChunks from(m_Source, id);
+  sto_MapChunks to(m_Target, MapId(id));
+  sto_ChunkNumbers numbers;
+  sto_ChunkDirectory directory = from.ReadDirectory(map, numbers);
+  for (sto_Chunk& chunk : directory.m_Chunks) {
+    sto_Bytes content = MapEntries(sto_MapOfChunk(map, chunk.m_Count, from.Read(map, chunk)));
+    chunk.m_Checksum = sto_ChunkChecksum(content);
+    to.Write(chunk.m_Number, content, false);
+  }
+  directory.m_Pages.clear(); // so that each is written
+  sto_Bytes listed =
+      directory.Encode(numbers, [&](int number, sto_Bytes& content) { to.Write(number, content, false); });
+  map.m_Entries = {};
+  builder.SetMap(map, std::move(listed));
 }
 
 void sto_BranchCopy::CopyBlob(std::int64_t id, sto_Part const& part) {

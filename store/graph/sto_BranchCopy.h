@@ -38,7 +38,10 @@ class sto_BranchCopy {
   void CopyField(sto_Field const& field, sto_RecordBuilder& builder, std::size_t part);
   void CopyNested(std::int64_t id, sto_Field const& field, sto_RecordBuilder& builder, std::size_t part);
   void CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder);
-  void CopyMap(sto_MapHeader const& map, sto_RecordBuilder& builder);
+  void CopyMap(std::int64_t id, sto_MapHeader const& map, sto_RecordBuilder& builder);
+  void CopyChunks(std::int64_t id, sto_MapHeader map, sto_RecordBuilder& builder);
+  /// The entries of a map, or of one of its chunks, as they are in the target.
+  [[nodiscard]] sto_Bytes MapEntries(sto_MapHeader const& map);
   void CopyBlob(std::int64_t id, sto_Part const& part);
   /// Copies `blockCount` blocks. `list`: the header of the list, whose ids are replaced if it is one of objects;
   /// null for a blob.

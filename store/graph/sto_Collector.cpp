@@ -7,6 +7,7 @@
 #include "store/format/sto_MapWalk.h"
 #include "store/format/sto_RecordIds.h"
 #include "store/objects/sto_ObjectListReader.h"
+#include "store/session/sto_MapChunks.h"
 #include "store/session/sto_StoredBlocks.h"
 
 namespace {
@@ -107,7 +108,14 @@ bool sto_Collector::VisitIds(std::int64_t holder, sto_ListHeader const& list, st
 }
 
 void sto_Collector::VisitMap(std::int64_t id, sto_MapHeader const& map) {
-  for (sto_MapWalk walk(map); walk.Next();) Hold(static_cast<std::int64_t>(walk.ObjectId()), id);
+  auto const visit = [&](sto_MapHeader const& entries) {
+    for (sto_MapWalk walk(entries); walk.Next();) Hold(static_cast<std::int64_t>(walk.ObjectId()), id);
+  };
+  if (!map.m_InChunks) return visit(map);
+  sto_MapChunks chunks(m_Session, id);
+  sto_ChunkNumbers numbers;
+  for (sto_Chunk const& chunk : chunks.ReadDirectory(map, numbers).m_Chunks)
+    visit(sto_MapOfChunk(map, chunk.m_Count, chunks.Read(map, chunk)));
 }
 
 std::int64_t sto_Collector::Sweep() {

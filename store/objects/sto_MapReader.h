@@ -1,18 +1,21 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "persist/backend/cls_TypedMementoRead.h"
 #include "store/format/sto_MapCodec.h"
+#include "store/session/sto_MapChunks.h"
 #include "store/session/sto_Session.h"
 
-/// A walk over the entries of an object's map or int table, which are in its record. Decoding the record has
-/// checked that the entries can be read. Internal to the module.
+/// A walk over the entries of an object's map or int table, which are in its record or in chunks. Of those one
+/// is in memory. Entries have been checked before the walk comes to them. Internal to the module.
 template <class K> class sto_MapCursor {
  public:
-  /// A null record has no entries.
+  /// A null record has no entries. Damaged.
   sto_MapCursor(sto_Session& session, sto_RecordRef record);
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Session; }
@@ -24,7 +27,7 @@ template <class K> class sto_MapCursor {
   [[nodiscard]] bool HasMore() const noexcept { return m_Position.m_Next < m_Count; }
 
   /// Moves to the next entry and reads its key. The caller reads the value from the result. Misuse after the
-  /// last entry.
+  /// last entry. Damaged.
   sto_ByteReader& Next();
 
   /// A position of the walk, between two entries.
@@ -32,6 +35,9 @@ template <class K> class sto_MapCursor {
     int m_Next = 0;
     K m_Key{};
     sto_ByteReader m_Reader{{}};
+    int m_LeftInChunk = 0;
+    std::size_t m_NextChunk = 0;
+    std::shared_ptr<sto_Bytes const> m_Content; // of the chunk
   };
   [[nodiscard]] Position const& Current() const noexcept { return m_Position; }
   void MoveTo(Position const& position) { m_Position = position; }
@@ -39,15 +45,25 @@ template <class K> class sto_MapCursor {
   /// The key of the current entry. Misuse before the first Next.
   [[nodiscard]] K const& Key() const;
 
+  [[nodiscard]] std::vector<sto_Chunk> const& Chunks() const noexcept { return m_Directory.m_Chunks; }
+  /// Whether the chunks have keys, so that one entry can be found in one of them.
+  [[nodiscard]] bool HasKeys() const noexcept { return m_Directory.HasKeys(); }
+  /// The position before the first entry of the only chunk that can have a key. REQUIRES: HasKeys. Damaged.
+  [[nodiscard]] Position StartOfChunkWith(K const& key);
+
  private:
   [[nodiscard]] std::string Describe() const {
     return m_Record == nullptr ? "an object that is not stored"
                                : "object " + std::to_string(m_Record->Parts().front().m_Id);
   }
+  /// Reads the next chunk.
+  void EnterChunk(Position& position);
 
   sto_Session& m_Session;
   sto_RecordRef m_Record;
   int m_Count = 0;
+  sto_ChunkDirectory m_Directory;
+  std::vector<K> m_FirstKeys; // of the chunks; filled by StartOfChunkWith
   Position m_Position;
 };
 
@@ -90,16 +106,20 @@ template <class K> class sto_ObjectMapCursor {
   [[nodiscard]] int More() const noexcept { return m_Cursor.HasMore() ? 1 : 0; }
   void Next();
   [[nodiscard]] cls_MementoRead* Fetch(K& key) const;
-  /// Moves to the first entry with a key; false if there is none. The first search walks the whole map.
+  /// Moves to the first entry with a key; false if there is none. The first search walks the whole map. In a map
+  /// in chunks with ascending keys a search reads one chunk, until there have been as many as chunks.
   bool Find(K const& key);
 
  private:
   using Position = typename sto_MapCursor<K>::Position;
 
+  [[nodiscard]] bool FindInChunk(K const& key);
+
   sto_MapCursor<K> m_Cursor;
   Position m_Start = m_Cursor.Current();
   int m_Depth;
   std::int64_t m_Id = 0;
+  std::size_t m_Searches = 0;                                       // in single chunks
   std::unordered_map<K, std::pair<Position, std::int64_t>> m_Found; // positions and ids; filled by Find
 };
 

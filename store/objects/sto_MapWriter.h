@@ -3,35 +3,98 @@
 #include <memory>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "persist/backend/cls_TypedMementoWrite.h"
 #include "persist/backend/cls_WriteObjects.h"
 #include "store/format/sto_MapCodec.h"
 #include "store/objects/sto_RecordInProgress.h"
+#include "store/session/sto_MapChunks.h"
 
-/// Collects the entries of a map or an int table for an object's record, in the order of Add. The map is
-/// complete when this is deleted. Internal to the module, as all classes here.
-class sto_MapEntries {
+/// The entries of a map or an int table on their way to the store. A short map is collected for the object's
+/// record. Of a longer one each chunk is written when it is full, so the map is never held in memory.
+///
+/// A map in chunks that replaces another follows it: its chunks end where those of the stored map do, and have
+/// their numbers, so that unchanged ones are not written again. If the keys of the stored map ascend, a chunk
+/// ends before the first key of the stored map's next one; if not, after as many entries.
+///
+/// The map is complete when this is deleted. Internal to the module, as all classes here.
+class sto_MapOutput {
  public:
-  sto_MapEntries(sto_RecordInProgressRef object, sto_CollectionShape const& shape);
-  sto_MapEntries(sto_MapEntries const&) = delete;
-  sto_MapEntries& operator=(sto_MapEntries const&) = delete;
-  ~sto_MapEntries();
+  sto_MapOutput(sto_RecordInProgressRef object, sto_CollectionShape const& shape);
+  sto_MapOutput(sto_MapOutput const&) = delete;
+  sto_MapOutput& operator=(sto_MapOutput const&) = delete;
 
   [[nodiscard]] int Count() const noexcept { return m_Count; }
   [[nodiscard]] sto_RecordInProgress& Object() noexcept { return *m_Object; }
 
-  /// Adds an entry; `write` writes its value. Full if one record cannot hold the entries.
-  template <class K, class Write> void Add(K const& key, Write write);
+ protected:
+  ~sto_MapOutput() = default;
 
- private:
-  [[noreturn]] void RaiseFull(char const* what);
+  /// Which chunks of the stored map the new ones follow.
+  enum class Follow { Nothing, Keys, Counts };
+
+  /// Takes the entry that was appended to m_Entries at `first`. Full.
+  void TakeEntry(std::size_t first);
+  /// Whether the entries have become too many for the record.
+  [[nodiscard]] bool MustStartChunks() const noexcept {
+    return !m_InChunks && m_MayStartChunks && m_Entries.size() > sto_Format::InlineMapBytes;
+  }
+  /// From now on there are chunks. Returns the entries so far, which must be taken again.
+  [[nodiscard]] sto_Bytes StartChunks();
+  /// The next entry belongs to the stored chunk `next`, a later one than the entries before.
+  void Reach(std::size_t next);
+  /// Call after an entry in a chunk: writes the chunk if it is full.
+  void EndEntry();
   void Complete();
+  [[nodiscard]] sto_MapHeader Header(int count) const noexcept;
+  [[noreturn]] void RaiseFull(char const* what);
 
   sto_RecordInProgressRef m_Object;
+  bool m_InChunks = false;
+  bool m_Ascends = true; // each key was greater than the one before it
+  Follow m_Follow = Follow::Nothing;
+  std::size_t m_At = 0;            // the chunk of m_Stored that the current entries follow
+  int m_InChunk = 0;               // how many entries m_Entries has
+  std::vector<sto_Chunk> m_Stored; // the chunks of the stored map
+  sto_Bytes m_Entries;             // that are not written yet
+
+ private:
+  static constexpr std::size_t NoChunk = static_cast<std::size_t>(-1);
+
+  void ReadStored();
+  /// Whether the pending entries are those of a stored chunk.
+  [[nodiscard]] bool AreStored(std::size_t chunk) const;
+  /// Writes the pending entries.
+  void Flush();
+  void WriteChunk(sto_ByteView entries, int count, int number, int page);
+  void CompleteChunks(sto_MapHeader& header);
+
   sto_CollectionShape m_Shape;
+  bool m_MayStartChunks = true;
   int m_Count = 0;
-  sto_Bytes m_Entries;
+  std::uint64_t m_Hash;           // of all entries
+  std::size_t m_Replaced = 0;     // the chunk of m_Stored whose number the pending entries get, or NoChunk
+  sto_ChunkNumbers m_Numbers;     // of the stored map and of this one
+  sto_ChunkDirectory m_Directory; // of the chunks that are written
+};
+
+/// The same for keys of a type.
+template <class K> class sto_MapEntries final : public sto_MapOutput {
+ public:
+  using sto_MapOutput::sto_MapOutput;
+  ~sto_MapEntries();
+
+  /// Adds an entry; `write` writes its value. Full if the map cannot be stored.
+  template <class Write> void Add(K const& key, Write write);
+
+ private:
+  void StartChunksHere();
+  /// Call before an entry in a chunk.
+  void BeforeEntry(K const& key);
+
+  K m_LastKey{};
+  std::vector<K> m_FirstKeys; // of the chunks of the stored map
 };
 
 /// Builder of an object's map from K (int or cow_String) to values of T.
@@ -43,7 +106,7 @@ template <class K, class T> class sto_MapWriter final : public cls_WriteMapOf<K,
   void Insert(K const& key, T const& value) override;
 
  private:
-  sto_MapEntries m_Entries;
+  sto_MapEntries<K> m_Entries;
 };
 
 /// Builder of an object's map from K to objects.
@@ -60,7 +123,7 @@ template <class K> class sto_ObjectMapWriter final : public cls_WriteObjectMapOf
   int Count() const override { return m_Entries.Count(); }
 
  private:
-  sto_MapEntries m_Entries;
+  sto_MapEntries<K> m_Entries;
 };
 
 /// Builder of an object's int table.
@@ -72,7 +135,7 @@ class sto_IntTableWriter final : public cls_WriteIntTableInt {
   void Insert(int key, int value) override;
 
  private:
-  sto_MapEntries m_Entries;
+  sto_MapEntries<int> m_Entries;
 };
 
 extern template class sto_ObjectMapWriter<int>;

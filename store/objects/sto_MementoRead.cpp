@@ -56,6 +56,13 @@ template <class Use> bool WithInteger(sto_Field const& field, Use use) {
   }
 }
 
+/// The identity of a stored object, made in the place where it is kept.
+struct StoredIdentity {
+  cls_IdentityMap& m_Identities;
+  std::int64_t m_Id;
+  operator cls_Uid() const { return m_Identities.IdentityOf(m_Id); } // NOLINT(google-explicit-constructor)
+};
+
 /// The name of the requested integer type in messages.
 template <class T> constexpr char const* IntegerName = nullptr;
 template <> constexpr char const* IntegerName<signed char> = "8-bit integer";
@@ -68,7 +75,7 @@ template <> constexpr char const* IntegerName<unsigned long long> = "unsigned 64
 
 } // namespace
 
-sto_Field const* sto_MementoRead::Find(cls_FieldHandle const& field) const {
+sto_Field const* sto_MementoRead::Search(cls_FieldHandle const& field) const {
   if (m_Part == nullptr) return nullptr;
   CheckBases();
   std::span<sto_Field const> const fields = m_Part->m_Fields;
@@ -138,9 +145,12 @@ void sto_MementoRead::NoteBuiltByMetadata() {
 cls_Uid const& sto_MementoRead::GetUid() {
   CheckBases();
   if (m_Part != nullptr && m_Part->m_Id == Id()) m_Record.Fill().NoteIdentityTaken();
-  if (!m_Uid)
-    m_Uid.emplace(m_Part == nullptr ? cls_Uid::AllocateUid()
-                                    : m_Session.Identities().IdentityOf(m_Part->m_Id));
+  if (!m_Uid) {
+    if (m_Part == nullptr)
+      m_Uid.emplace();
+    else
+      m_Uid.emplace(StoredIdentity{m_Session.Identities(), m_Part->m_Id});
+  }
   return *m_Uid;
 }
 

@@ -115,7 +115,18 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
     if (m_IsRefused) sto_RaiseChangedBase(m_Session, *m_Record);
   }
 
-  [[nodiscard]] sto_Field const* Find(cls_FieldHandle const& field) const;
+  [[nodiscard]] sto_Field const* Find(cls_FieldHandle const& field) const {
+    // Most objects read their attributes in the order of writing.
+    if (m_Part != nullptr && !m_IsRefused && m_NextField < m_Part->m_Fields.size()) {
+      sto_Field const& likely = m_Part->m_Fields[m_NextField];
+      if (m_Session.Catalogue().IsKnownKey(likely.m_Key, field)) {
+        ++m_NextField;
+        return &likely;
+      }
+    }
+    return Search(field);
+  }
+  [[nodiscard]] sto_Field const* Search(cls_FieldHandle const& field) const;
   /// The same for reading a value: Misuse in a strict store if no class version declares the attribute.
   [[nodiscard]] sto_Field const* FindToRead(cls_FieldHandle const& field) const {
     m_WasRead = true;

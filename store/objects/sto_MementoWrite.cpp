@@ -59,13 +59,13 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForElement(sto_RecordInProgr
   return ForObject(collection.Session(), classId, uid, collection.Depth() + 1, {object, collection.Id()}, id);
 }
 
-sto_ClassInUse::Attribute const& sto_MementoWrite::Attribute(cls_FieldHandle const& field) {
-  if (sto_ClassInUse::Attribute const* const known = m_Class.Find(field)) return *known;
+sto_ClassInUse::Attribute const& sto_MementoWrite::NewAttribute(cls_FieldHandle const& field) {
   cls_AttributeMetadata const* const declared = sto_FindDeclaration(m_Class.Metadata(), field);
   if (declared == nullptr) RaiseAttribute(field, "is not declared in the class's metadata");
   Session().Save().Check();
   sto_ClassInUse::Attribute const* added = nullptr;
   m_Object->PutWhole([&] { added = &m_Class.Add(field, Session().KeyToWrite(field), *declared); });
+  m_NextAttribute = m_Class.AttributeCount();
   return *added;
 }
 
@@ -80,16 +80,17 @@ void sto_MementoWrite::RaiseAttribute(cls_FieldHandle const& field, std::string 
                                              " (writing " + m_Object->Describe() + ").");
 }
 
-void sto_MementoWrite::CheckTag(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
-                                sto_Format::ValueTag tag) const {
+void sto_MementoWrite::CheckNewTag(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
+                                   sto_Format::ValueTag tag) const {
   bool const isCollection = attribute.m_Declared->m_CollectionType != COLLECTION_NONE;
   if (isCollection ? tag != sto_Format::Object : !sto_TagFits(tag, attribute.m_Declared->m_Type))
     RaiseAttribute(field, sto_MisdeclaredText(*attribute.m_Declared, sto_Written::Value(tag)));
+  attribute.m_FittingTags |= std::uint32_t{1} << tag;
 }
 
 template <class T>
 void sto_MementoWrite::WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value) {
-  PutValue(field, tag, [value](sto_ByteWriter& writer) { writer.Number(value); });
+  PutValue(field, tag, [value](sto_ValueWriter& writer) { writer.Number(value); });
 }
 
 int sto_MementoWrite::FieldIsPresent(cls_FieldHandle const& field) const {
@@ -165,21 +166,30 @@ cls_MementoWrite* sto_MementoWrite::MakeBaseWriteObj(unsigned int classId, cls_U
   std::unique_ptr<sto_MementoWrite> base;
   m_Object->PutWhole([&] {
     std::int64_t const id = Session().TieOf(uid).Id();
-    sto_ClassInUse& inUse = Session().ClassToWrite(classId);
+    sto_ClassInUse& inUse = Session().BaseToWrite(m_Class);
     std::size_t const part = m_Object->AddBasePart(inUse, id);
     base.reset(new (Session()) sto_MementoWrite(m_Object, part, inUse));
   });
   return base.release();
 }
 
+template <class Text>
+inline void sto_MementoWrite::PutText(cls_FieldHandle const& field, sto_Format::ValueTag tag, Text text) {
+  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+  m_Object->PutWhole([&] {
+    CheckTag(field, attribute, tag);
+    m_Object->Record().AddText(m_Part, attribute.m_Key, text);
+  });
+}
+
 template <class T> void sto_MementoWrite::WriteScalar(cls_FieldHandle const& field, T const& value) {
   if constexpr (std::is_same_v<T, cow_String>) {
     if (value.HasText())
-      PutText(field, sto_AsBytes(value.View()));
+      PutText(field, sto_Format::Text, sto_AsBytes(value.View()));
     else
-      PutText(field, std::nullopt);
+      PutText(field, sto_Format::NoText, std::nullopt);
   } else if constexpr (std::is_same_v<T, bool>) {
-    PutValue(field, sto_Format::Bool, [value](sto_ByteWriter& writer) { writer.U8(value ? 1 : 0); });
+    PutValue(field, sto_Format::Bool, [value](sto_ValueWriter& writer) { writer.U8(value ? 1 : 0); });
   } else {
     WriteNumber(field, TagOf<T>, value);
   }
@@ -203,14 +213,6 @@ void sto_MementoWrite::WriteBytes(cls_FieldHandle const& field, void const* byte
   m_Object->PutWhole([&] {
     CheckTag(field, attribute, sto_Format::Bytes);
     m_Object->Record().AddBytes(m_Part, attribute.m_Key, {static_cast<std::byte const*>(bytes), size});
-  });
-}
-
-void sto_MementoWrite::PutText(cls_FieldHandle const& field, std::optional<sto_ByteView> text) {
-  sto_ClassInUse::Attribute const& attribute = Attribute(field);
-  m_Object->PutWhole([&] {
-    CheckTag(field, attribute, text ? sto_Format::Text : sto_Format::NoText);
-    m_Object->Record().AddText(m_Part, attribute.m_Key, text);
   });
 }
 

@@ -90,13 +90,21 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   template <class K> cls_AgentMapKey2Obj<K>* MakeObjectMapAgentOf(K const* tag, int sizeHint);
 
   /// The declared attribute of a field. Misuse if the class's metadata has none.
-  [[nodiscard]] sto_ClassInUse::Attribute const& Attribute(cls_FieldHandle const& field);
+  [[nodiscard]] sto_ClassInUse::Attribute const& Attribute(cls_FieldHandle const& field) {
+    sto_ClassInUse::Attribute const* const known = m_Class.Find(field, m_NextAttribute);
+    return known != nullptr ? *known : NewAttribute(field);
+  }
+  [[nodiscard]] sto_ClassInUse::Attribute const& NewAttribute(cls_FieldHandle const& field);
   /// Misuse unless the attribute is declared for an object of this class.
   void CheckHeldClass(sto_ClassInUse::Attribute const& attribute, unsigned int classId) const;
   [[noreturn]] void RaiseAttribute(cls_FieldHandle const& field, std::string const& problem) const;
   /// Misuse unless an attribute is declared for a value with this tag.
   void CheckTag(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
-                sto_Format::ValueTag tag) const;
+                sto_Format::ValueTag tag) const {
+    if ((attribute.m_FittingTags >> tag & 1) == 0) CheckNewTag(field, attribute, tag);
+  }
+  void CheckNewTag(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute,
+                   sto_Format::ValueTag tag) const;
   /// Puts a value into the record; `put` writes its bytes. Misuse if the attribute is not declared for it.
   template <class Put> void PutValue(cls_FieldHandle const& field, sto_Format::ValueTag tag, Put put) {
     sto_ClassInUse::Attribute const& attribute = Attribute(field);
@@ -104,7 +112,8 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
     m_Object->PutField(m_Part, attribute.m_Key, tag, put);
   }
   template <class T> void WriteNumber(cls_FieldHandle const& field, sto_Format::ValueTag tag, T value);
-  void PutText(cls_FieldHandle const& field, std::optional<sto_ByteView> text);
+  /// `text`: std::nullopt for a string without text.
+  template <class Text> void PutText(cls_FieldHandle const& field, sto_Format::ValueTag tag, Text text);
   void PutObject(cls_FieldHandle const& field, sto_ClassInUse::Attribute const& attribute, std::int64_t id);
   /// Conflict if the collection is open through an agent; Misuse if it is not declared for this shape.
   void CheckBuilder(sto_CollectionShape const& shape) const;
@@ -114,6 +123,7 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   sto_RecordInProgressRef m_Object;
   std::size_t m_Part;
   sto_ClassInUse& m_Class;
+  std::size_t m_NextAttribute = 0; // see sto_ClassInUse::Find
   bool m_HasBase = false;
 };
 

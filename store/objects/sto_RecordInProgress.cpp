@@ -10,6 +10,7 @@
 #include "store/objects/sto_StrictSave.h"
 #include "store/session/sto_ElementScope.h"
 #include "store/session/sto_HolderText.h"
+#include "store/session/sto_MapChunks.h"
 #include "store/session/sto_StoredBlocks.h"
 
 sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id, sto_ClassInUse& inUse,
@@ -21,6 +22,7 @@ sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id
     session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
                                            std::to_string(sto_Format::MaxNesting) + " deep (at " +
                                            Describe() + ").");
+  m_Record->Expect(inUse.LatestShape());
   m_Record->AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
 }
 
@@ -34,7 +36,7 @@ sto_RecordInProgress::~sto_RecordInProgress() {
       m_Session.Keep(std::current_exception());
     }
   }
-  m_Session.Save().Builders().GiveBack(std::move(m_Record));
+  m_Session.Save().Builders().GiveBack(m_Record.release());
 }
 
 std::string sto_RecordInProgress::Describe() const {
@@ -83,16 +85,32 @@ char const* sto_RecordInProgress::SingleValueName() const {
 }
 
 void sto_RecordInProgress::WriteBlock(sto_Bytes& elements, std::uint8_t elementType) {
+  WriteBlockAt(m_BlockCount++, elements, sto_ElementBytes(elementType));
+}
+
+void sto_RecordInProgress::WriteChunk(int number, sto_Bytes& content) {
+  sto_MapChunks::CheckNumber(m_Session, m_Id, number);
+  WriteBlockAt(number, content, 1);
+}
+
+void sto_RecordInProgress::WriteBlockAt(int index, sto_Bytes& elements, std::size_t elementBytes) {
   m_Session.Save().Check();
-  sto_StoredBlocks blocks(m_Session, m_Id, sto_ElementBytes(elementType));
-  bool const isCompared = m_Meeting.m_Comparing != cls_Comparing::Nothing;
-  bool const mayBeThere = isCompared || !m_Session.Save().IsNew(m_Id);
-  if (!mayBeThere || !blocks.Holds(m_BlockCount, elements)) {
-    if (isCompared) NoteDifference();
-    blocks.Write(m_BlockCount, elements, false);
-    m_HasNewBlocks = true;
+  sto_StoredBlocks blocks(m_Session, m_Id, elementBytes);
+  bool const mayBeThere = IsCompared() || !m_Session.Save().IsNew(m_Id);
+  if (mayBeThere && blocks.Holds(index, elements)) return;
+  if (IsCompared()) NoteDifference();
+  blocks.Write(index, elements, false);
+  m_HasNewBlocks = true;
+}
+
+void sto_RecordInProgress::DeleteOtherBlocks() {
+  sto_StoredBlocks blocks(m_Session, m_Id);
+  int next = m_BlockCount;
+  for (int const number : m_Chunks) {
+    if (number > next) blocks.Delete(next, number - 1);
+    next = number + 1;
   }
-  ++m_BlockCount;
+  blocks.DeleteFrom(next);
 }
 
 std::vector<sto_OpenCollection*> sto_RecordInProgress::ForeignAgents() const {
@@ -226,7 +244,7 @@ void sto_RecordInProgress::CarryChanges() {
   sto_Record const* const stored = ReadStored();
   // A damaged record is replaced; no one can have seen its count of changes.
   if (stored == nullptr) return;
-  if (m_Meeting.m_Comparing != cls_Comparing::Nothing && !m_Record->HasContentOf(*stored)) NoteDifference();
+  if (IsCompared() && !m_Record->HasContentOf(*stored)) NoteDifference();
   sto_Part const& part = stored->Parts().front();
   if (!m_HasNewBlocks && m_Class.Metadata().ClassId() != cls_BlobTypeId && m_Record->HasContentOf(*stored))
     return KeepFields(part);
@@ -260,9 +278,9 @@ void sto_RecordInProgress::Finish() {
     m_Session.Raise(sto_ErrorKind::Full, "The fields of " + Describe() + " take " +
                                              std::to_string(record.m_Values.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
-  if (m_Meeting.m_Comparing != cls_Comparing::Nothing && !CompareRecord(record)) return;
+  if (IsCompared() && !CompareRecord(record)) return;
   bool const isChanged = m_Session.Driver().WriteObject(m_Id, record.m_Shape, record.m_Values);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // The object's previous content may have had more blocks.
-  if (isChanged && !m_Session.Save().IsNew(m_Id)) sto_StoredBlocks(m_Session, m_Id).DeleteFrom(m_BlockCount);
+  if (m_WasRestarted || (isChanged && !m_Session.Save().IsNew(m_Id))) DeleteOtherBlocks();
 }

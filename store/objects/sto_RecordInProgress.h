@@ -57,13 +57,27 @@ class sto_RecordInProgress final : public sto_ListTarget {
   void KeepUntilWritten(std::shared_ptr<sto_ElementSave> scope) noexcept { m_Scope = std::move(scope); }
 
   void WriteBlock(sto_Bytes& elements, std::uint8_t elementType) override;
+  /// Writes a block of a map in chunks, unless the store has it. Full if there are too many.
+  void WriteChunk(int number, sto_Bytes& content);
+  /// Sets the numbers of all blocks of a map in chunks, ascending; others are deleted with the object's
+  /// previous content.
+  void SetChunks(std::vector<int> numbers) { m_Chunks = std::move(numbers); }
+  /// Whether the object must be written as it is stored, because it is compared with that.
+  [[nodiscard]] bool IsCompared() const noexcept { return m_Meeting.m_Comparing != cls_Comparing::Nothing; }
+  /// The stored record of the object, decoded; null if there is none or it cannot be decoded. The next user of
+  /// the session's scratch record overwrites it.
+  [[nodiscard]] sto_Record const* ReadStored();
   void CompleteList(sto_ListHeader const& header) override { m_Record->SetList(header, {}); }
 
   /// How many blocks have been written.
   [[nodiscard]] int BlockCount() const noexcept { return m_BlockCount; }
 
   /// Starts the list again: a later list of the object replaces the first.
-  void RestartList() noexcept { m_BlockCount = 0; }
+  void RestartList() noexcept {
+    m_WasRestarted = m_WasRestarted || m_BlockCount > 0 || !m_Chunks.empty();
+    m_BlockCount = 0;
+    m_Chunks.clear();
+  }
 
   /// Notes that an agent was made for the object's collection; the agent then writes the record.
   void NoteAgent() noexcept { m_HadAgent = true; }
@@ -83,7 +97,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   template <class Put>
   void PutField(std::size_t part, sto_FieldKey const& key, sto_Format::ValueTag tag, Put put) {
     PutWhole([&] {
-      sto_ByteWriter writer(m_Record->StartField(part, key, tag));
+      sto_ValueWriter writer(m_Record->StartField(part, key, tag));
       put(writer);
     });
   }
@@ -113,8 +127,10 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// Compares the finished record with the stored one. Returns whether it must be written, that is whether
   /// they differ; if not, marks the visit as written. Conflict if they differ and must not.
   [[nodiscard]] bool CompareRecord(sto_Session::RecordToWrite const& record);
-  /// The stored record of the object, decoded; null if there is none or it cannot be decoded.
-  [[nodiscard]] sto_Record const* ReadStored();
+  /// Writes a block, unless the store has it.
+  void WriteBlockAt(int index, sto_Bytes& elements, std::size_t elementBytes);
+  /// Deletes the blocks that the object's previous content had and this one has not.
+  void DeleteOtherBlocks();
   /// Called if the object differs from what it is compared with: raises Conflict, or notes it for the end of
   /// the save.
   void NoteDifference() const;
@@ -139,6 +155,8 @@ class sto_RecordInProgress final : public sto_ListTarget {
   cls_Reach::Meeting m_Meeting;
   sto_ClassInUse const* m_LastClass; // of the part that was added last
   int m_BlockCount = 0;
+  std::vector<int> m_Chunks;   // the numbers of the blocks of a map in chunks
+  bool m_WasRestarted = false; // blocks of an earlier content were written in this save
   bool m_HasNewBlocks = false; // a block was written: the store did not have it
   bool m_HadAgent = false;
   int m_Exceptions = std::uncaught_exceptions();

@@ -50,6 +50,7 @@ std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
 void sto_Catalogue::Forget() noexcept {
   m_IsLoaded = false;
   m_Recorded.Forget();
+  m_LatestToWrite = nullptr;
   m_Readable.Forget();
   m_StoredClasses.clear();
   m_FarNames.clear();
@@ -80,7 +81,7 @@ std::string sto_Catalogue::DescribeClass(unsigned int classId) const {
 }
 
 sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId) {
-  if (sto_ClassInUse* const* const recorded = m_Recorded.Find(classId)) return *recorded;
+  if (sto_ClassInUse* const* const recorded = m_Recorded.Find(classId)) return m_LatestToWrite = *recorded;
   auto found = m_InUse.find(classId);
   if (found == m_InUse.end()) {
     cls_ClassMetadata const* const metadata = m_Classes.Newest(classId);
@@ -236,8 +237,7 @@ std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) 
   return found == m_NameIds.end() ? 0 : found->second;
 }
 
-void sto_Catalogue::Load(sto_Driver& driver) {
-  if (m_IsLoaded) return;
+void sto_Catalogue::ReadAll(sto_Driver& driver) {
   Forget();
   try {
     ReadClasses(driver);
@@ -277,7 +277,7 @@ void sto_Catalogue::ReadShapes(sto_Driver& driver) {
       RaiseDamaged("shape has a damaged row under number " + std::to_string(row.m_Id));
 }
 
-sto_NumberedShape const* sto_Catalogue::ShapeToWrite(sto_Driver& driver, sto_RecordBuilder const& builder,
+sto_NumberedShape const* sto_Catalogue::ShapeToWrite(sto_Driver& driver, sto_RecordBuilder& builder,
                                                      sto_ClassInUse* inUse) {
   if (inUse != nullptr)
     if (sto_NumberedShape const* const recent = inUse->FindRecentShape(builder)) return recent;
@@ -290,7 +290,7 @@ sto_NumberedShape const* sto_Catalogue::ShapeToWrite(sto_Driver& driver, sto_Rec
     m_HasWritten = true;
     driver.AddShape({shape->m_Number, std::move(stored)});
   }
-  if (inUse != nullptr) inUse->NoteRecentShape(*shape);
+  if (inUse != nullptr) inUse->NoteRecentShape(m_Shapes.Share(shape->m_Number));
   return shape;
 }
 

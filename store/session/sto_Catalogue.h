@@ -31,7 +31,9 @@ class sto_Catalogue {
 
   /// Reads the store's classes and names, unless they are still known. Damaged, naming the table, if they
   /// contradict each other; then nothing is known.
-  void Load(sto_Driver& driver);
+  void Load(sto_Driver& driver) {
+    if (!m_IsLoaded) ReadAll(driver);
+  }
   /// Forgets what was read from the store, because it may have changed.
   void Forget() noexcept;
   /// Work of the transaction is undone: forgets what was read, if the transaction has written to the
@@ -51,6 +53,9 @@ class sto_Catalogue {
   /// A class for writing; describes it in the store first if needed. Null if the program does not declare it.
   /// Valid as long as the catalogue. Conflict if the store describes the class version differently.
   [[nodiscard]] sto_ClassInUse* ToWrite(sto_Driver& driver, unsigned int classId);
+
+  /// What ToWrite returned last, null if that is not known any more.
+  [[nodiscard]] sto_ClassInUse* LatestToWrite() const noexcept { return m_LatestToWrite; }
 
   /// Copies another store's description of a class version, with its enumerators and notes, unless there are
   /// such. False if the store describes the class version differently. `other`, `otherDriver`: of that store.
@@ -86,9 +91,14 @@ class sto_Catalogue {
   /// The shape with a number, null if the store has none. Valid until Forget. REQUIRES: Load.
   [[nodiscard]] sto_NumberedShape* FindShape(std::int64_t number) noexcept { return m_Shapes.Find(number); }
 
+  /// The same, for whoever may outlive the catalogue's knowledge of it. REQUIRES: the store has the shape.
+  [[nodiscard]] std::shared_ptr<sto_NumberedShape> const& ShareShape(std::int64_t number) const {
+    return m_Shapes.Share(number);
+  }
+
   /// The shape of an object that is being built; adds it to the store if it is new. Null if the record must
   /// begin with its shape. Valid until Forget. `inUse`: the object's class, or null.
-  [[nodiscard]] sto_NumberedShape const* ShapeToWrite(sto_Driver& driver, sto_RecordBuilder const& builder,
+  [[nodiscard]] sto_NumberedShape const* ShapeToWrite(sto_Driver& driver, sto_RecordBuilder& builder,
                                                       sto_ClassInUse* inUse);
 
   /// The number of an attribute name. Adds the name to the dictionary if it is new.
@@ -100,6 +110,12 @@ class sto_Catalogue {
   /// The name with a number; empty if the dictionary does not have it. Valid until Forget.
   [[nodiscard]] std::string_view NameOf(std::int64_t id) const noexcept;
 
+  /// Whether a stored key is that of a field with a name, and was recognised as such before. False proves
+  /// nothing.
+  [[nodiscard]] bool IsKnownKey(sto_FieldKey const& key, cls_FieldHandle const& field) const noexcept {
+    auto const index = static_cast<std::size_t>(key.m_NameId);
+    return index < m_Names.size() && m_Names[index].SharesBufferWith(field.Name()) && field.Name().HasText();
+  }
   /// Whether a stored key is known to be that of a field. Much cheaper than looking up the field's key. May
   /// be false for a matching key if nothing was read from the store yet.
   [[nodiscard]] bool IsKey(sto_FieldKey const& key, cls_FieldHandle const& field) const noexcept {
@@ -146,6 +162,7 @@ class sto_Catalogue {
   /// Conflict if two descriptions of one class version differ.
   void CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const;
 
+  void ReadAll(sto_Driver& driver);
   void ReadClasses(sto_Driver& driver);
   void ReadNames(sto_Driver& driver);
   void ReadShapes(sto_Driver& driver);
@@ -157,6 +174,8 @@ class sto_Catalogue {
   sto_Classes m_Classes;
   std::unordered_map<unsigned int, sto_ClassInUse> m_InUse; // ToWrite adds; Forget resets, removes none
   sto_AnswerTable<sto_ClassInUse*> m_Recorded; // by class ID: those of m_InUse that the store describes
+
+  sto_ClassInUse* m_LatestToWrite = nullptr; // set by ToWrite, cleared by Forget
 
   // From the store: set by Load, extended by Record, Adopt and AddName, cleared by Forget.
   bool m_IsLoaded = false;

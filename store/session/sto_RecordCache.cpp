@@ -39,12 +39,14 @@ sto_RecordRef& sto_RecordCache::SpareRecord() {
 bool sto_RecordCache::Fetch(std::int64_t id, sto_Record& record, std::string& problem) {
   sto_StoredRecord& stored = record.Stored();
   if (!m_Session.Driver().ReadObject(id, stored)) return false;
-  sto_NumberedShape const* const shape = m_Session.Catalogue().FindShape(stored.m_Shape);
+  sto_Catalogue const& catalogue = m_Session.Catalogue();
   bool const isNumbered = stored.m_Shape > sto_Format::OwnShape;
-  if (isNumbered && shape == nullptr && stored.m_IsSound)
+  if (isNumbered && m_Session.Catalogue().FindShape(stored.m_Shape) != nullptr)
+    static_cast<void>(record.DecodeAs(id, catalogue.ShareShape(stored.m_Shape), problem));
+  else if (isNumbered && stored.m_IsSound)
     problem = "table shape does not have shape " + std::to_string(stored.m_Shape) + ", which it uses";
   else
-    static_cast<void>(record.Decode(id, shape == nullptr ? nullptr : &shape->m_Shape, problem));
+    static_cast<void>(record.Decode(id, nullptr, problem));
   return true;
 }
 
@@ -58,26 +60,29 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   std::string problem;
   if (!Fetch(id, record.Fill(), problem)) return nullptr;
   if (record->Stored().m_Bytes.capacity() > MaxSpareRecordBytes) kept = nullptr; // freed with its last user
-  auto const damaged = [&](std::string const& what) {
-    m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +
-                                                catalogue.DescribeClass(record->ClassId()) + ") " + what +
-                                                ".");
-  };
-  if (!problem.empty()) damaged("is damaged: " + problem);
+  if (!problem.empty()) RaiseDamaged(id, *record, "is damaged: " + problem);
   if (record->GreatestId() >= m_Session.NextId())
-    damaged("names object " + std::to_string(record->GreatestId()) + ", which the store never had");
+    RaiseDamaged(id, *record,
+                 "names object " + std::to_string(record->GreatestId()) + ", which the store never had");
   if (record->List() && record->List()->m_Extra.UnitId() != 0 &&
       catalogue.NameOf(record->List()->m_Extra.UnitId()).empty())
-    damaged("or the store's catalogue is damaged: table name does not have name " +
-            std::to_string(record->List()->m_Extra.UnitId()) + ", its unit");
-  CheckParts(id, record.Fill());
+    RaiseDamaged(id, *record,
+                 "or the store's catalogue is damaged: table name does not have name " +
+                     std::to_string(record->List()->m_Extra.UnitId()) + ", its unit");
+  if (sto_NumberedShape const* const shape = record->Shape(); shape == nullptr || !shape->m_IsChecked)
+    CheckParts(id, record.Fill());
   return record;
+}
+
+void sto_RecordCache::RaiseDamaged(std::int64_t id, sto_Record const& record, std::string const& what) const {
+  m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + " (" +
+                                              m_Session.Catalogue().DescribeClass(record.ClassId()) + ") " +
+                                              what + ".");
 }
 
 void sto_RecordCache::CheckParts(std::int64_t id, sto_Record& record) {
   sto_Catalogue& catalogue = m_Session.Catalogue();
   sto_NumberedShape* const shape = catalogue.FindShape(record.Stored().m_Shape);
-  if (shape != nullptr && shape->m_IsChecked) return;
   bool isKnown = true;
   for (sto_Part const& part : record.Parts()) {
     if (std::int64_t const name = UnknownName(catalogue, part); name != 0)

@@ -34,6 +34,7 @@ class sto_RecordCache {
  private:
   /// A record of the cache that is not in use, or a new one.
   [[nodiscard]] sto_RecordRef& SpareRecord();
+  [[noreturn]] void RaiseDamaged(std::int64_t id, sto_Record const& record, std::string const& what) const;
   /// Compares a record with the catalogue. Damaged if it does not fit; NewerFormat.
   void CheckParts(std::int64_t id, sto_Record& record);
   /// Damaged if a part of an object does not fit the store's catalogue; NewerFormat.

@@ -155,7 +155,7 @@ std::int64_t sto_Session::TakeId() {
   return m_NextId++;
 }
 
-sto_ClassInUse& sto_Session::ClassToWrite(unsigned int classId) {
+sto_ClassInUse& sto_Session::SearchClassToWrite(unsigned int classId) {
   sto_ClassInUse* const inUse = m_Catalogue.ToWrite(*m_Driver, classId);
   if (inUse == nullptr)
     Raise(sto_ErrorKind::Misuse, "Class " + m_Catalogue.ClassName(classId) +
@@ -171,7 +171,7 @@ sto_FieldKey sto_Session::KeyToWrite(cls_FieldHandle const& field) {
 sto_Session::RecordToWrite sto_Session::ToWrite(sto_RecordBuilder& builder, sto_ClassInUse* inUse) {
   sto_NumberedShape const* const shape = m_Catalogue.ShapeToWrite(*m_Driver, builder, inUse);
   if (shape == nullptr) return {sto_Format::OwnShape, builder.ValuesWithShape()};
-  return {shape->m_Number, builder.Values()};
+  return {shape->m_Number, builder.View()};
 }
 
 std::optional<sto_FieldKey> sto_Session::KeyToRead(cls_FieldHandle const& field) {

@@ -52,7 +52,7 @@ class sto_ElementRead;
 /// - When the record of an open collection is written: its agent writes a pending record when the record is
 ///   read, when the garbage collector starts, when the last holder lets go, when the agent of a list or map of
 ///   objects is deleted, and before the commit. A list of values writes it also when a save begins or ends.
-///   One of objects does not, because its record has all its elements; it undoes a save in memory instead.
+///   One of objects does not, so that it is written once a commit; it undoes a save in memory instead.
 /// - Undoing: first the storage; then NoteIdentity for collections that are about to be lost; then the ids
 ///   with their ties, proxies and loaded objects; then the change notes; then blobs; last the collections,
 ///   which restore what arrays had and rely on all earlier steps.
@@ -150,7 +150,16 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
 
   /// A class for writing; describes it in the store if needed. Misuse for an undeclared class; Conflict if
   /// the store describes it differently.
-  [[nodiscard]] sto_ClassInUse& ClassToWrite(unsigned int classId);
+  [[nodiscard]] sto_ClassInUse& ClassToWrite(unsigned int classId) {
+    sto_ClassInUse* const latest = m_Catalogue.LatestToWrite();
+    return latest != nullptr && latest->Metadata().ClassId() == classId ? *latest
+                                                                        : SearchClassToWrite(classId);
+  }
+  /// The same for the base class of `derived`. REQUIRES: it has one.
+  [[nodiscard]] sto_ClassInUse& BaseToWrite(sto_ClassInUse& derived) {
+    if (derived.m_Base == nullptr) derived.m_Base = &SearchClassToWrite(derived.Metadata().BaseClassId());
+    return *derived.m_Base;
+  }
   /// The key of a field. Adds its name to the store's dictionary if it is new.
   [[nodiscard]] sto_FieldKey KeyToWrite(cls_FieldHandle const& field);
   /// The key of a field; empty if the store has never seen its name.
@@ -220,6 +229,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   };
 
  private:
+  [[nodiscard]] sto_ClassInUse& SearchClassToWrite(unsigned int classId);
   /// Misuse in another thread than the session's, and if the program's registrar has been destroyed.
   void CheckUse() const;
   void EndTransaction() noexcept;

@@ -166,6 +166,11 @@ void sto_StoredBlocks::WriteNew(int first, std::span<sto_Bytes> contents) {
   m_Session.Driver().WriteBlocks(firstKey, contents);
 }
 
+void sto_StoredBlocks::Delete(int first, int last) {
+  Forget();
+  m_Session.Driver().DeleteBlocks(sto_BlockKey(m_ListId, first), sto_BlockKey(m_ListId, last));
+}
+
 void sto_StoredBlocks::DeleteFrom(int first) {
   Forget();
   m_Session.Driver().DeleteBlocks(sto_BlockKey(m_ListId, first), sto_LastBlockKey(m_ListId));

@@ -10,7 +10,7 @@
 
 class sto_Session;
 
-/// The sealed blocks of one stored list or blob: reads and writes them by index. The only place where a
+/// The sealed blocks of one stored list, map or blob: reads and writes them by index. The only place where a
 /// block's key is computed, and its content sealed, checked, compressed or restored. Internal to the module.
 ///
 /// A block that the session has found sound is not checked again until it may have changed.
@@ -78,6 +78,9 @@ class sto_StoredBlocks {
   /// Writes new blocks from `first` on, in one pass. Each of `contents` is sealed.
   /// REQUIRES: none of the blocks exists.
   void WriteNew(int first, std::span<sto_Bytes> contents);
+
+  /// Deletes the blocks from `first` to `last`, both included.
+  void Delete(int first, int last);
 
   /// Deletes the blocks from `first` on.
   void DeleteFrom(int first);

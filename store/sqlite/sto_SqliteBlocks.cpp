@@ -30,7 +30,7 @@ void sto_SqliteBlocks::Drop() noexcept {
 
 void sto_SqliteBlocks::FinishTransaction() {
   m_Rows.Flush();
-  DeleteEmptiedRows();
+  TidyLeftRows();
   Close();
   m_Moved.FinishTransaction();
 }
@@ -160,18 +160,26 @@ void sto_SqliteBlocks::Move(std::int64_t key, std::int64_t oldPlace, sto_ByteVie
   m_Moved.Add(key, oldPlace, data);
 }
 
-void sto_SqliteBlocks::DeleteEmptiedRows() {
+void sto_SqliteBlocks::TidyLeftRows() {
   for (std::int64_t const row : m_LeftRows) {
-    std::int64_t const last = row + (Row::Blocks - 1);
-    std::set<std::int64_t> moved;
-    for (sto_SqliteMovedBlocks::Entry const& entry : m_Moved.EntriesOf(row, last)) moved.insert(entry.m_Key);
-    bool isUsed = false, isThere = false;
-    for (int slot = 0; slot < Row::Blocks && !isUsed; ++slot) {
-      if (!m_Rows.Seek(row + slot)) continue;
-      isThere = true;
-      isUsed = !moved.contains(row + slot);
+    std::vector<sto_SqliteMovedBlocks::Entry> const moved = m_Moved.EntriesOf(row, row + (Row::Blocks - 1));
+    std::vector<std::int64_t> used;
+    int unused = 0;
+    for (std::int64_t key = row; key < row + Row::Blocks; ++key) {
+      if (!m_Rows.Seek(key)) continue;
+      bool const hasMoved = std::ranges::any_of(moved, [&](auto const& entry) { return entry.m_Key == key; });
+      if (hasMoved)
+        ++unused;
+      else
+        used.push_back(key);
     }
-    if (isThere && !isUsed) m_Rows.DeleteRow(row);
+    if (unused <= static_cast<int>(used.size())) continue;
+    for (std::int64_t const key : used) {
+      m_Rows.Seek(key).Read(m_OldContent);
+      Close();
+      m_Moved.Add(key, 0, m_OldContent);
+    }
+    m_Rows.DeleteRow(row);
   }
   m_LeftRows.clear(); // a commit that fails may be tried again
 }

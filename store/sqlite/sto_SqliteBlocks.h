@@ -14,8 +14,9 @@
 ///
 /// A block is in a row of table block, together with its neighbours, until it is overwritten in a way that would
 /// change many pages; then it moves to a row of its own in table moved_block. The old content stays in the shared
-/// row, unused, until all blocks of that row have moved; then the row is deleted when the transaction commits. A
-/// block that is too long for a shared row has a row of its own from the beginning.
+/// row, unused. When more than half of a row has moved, the rest moves too, and the row is deleted: so there is
+/// never more room unused than used. A block that is too long for a shared row has a row of its own from the
+/// beginning.
 ///
 /// Why: a page that is overwritten in place is copied to the rollback journal first, a page that the file did
 /// not use before is not. So overwriting many blocks costs no more than writing them anew, and the file
@@ -83,8 +84,8 @@ class sto_SqliteBlocks {
   void Move(std::int64_t key, std::int64_t oldPlace, sto_ByteView data);
   /// Overwrites what differs; does nothing if nothing does.
   void OverwriteInPlace(std::int64_t key, sto_SqliteBlobPart const& part, sto_ByteView data);
-  /// Deletes rows all of whose blocks have moved.
-  void DeleteEmptiedRows();
+  /// Deletes rows of which more than half has moved; the rest moves, too.
+  void TidyLeftRows();
 
   sto_SqliteChanges& m_Noted;
   sto_SqliteBlockRows m_Rows;

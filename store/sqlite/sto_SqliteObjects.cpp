@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <limits>
 #include <string>
 
@@ -12,6 +13,11 @@ namespace {
 
 /// Replaced records stay in a pack until it has more bytes than this.
 constexpr std::size_t MaxContentBytes = std::size_t{4} * sto_Format::IdsInPack * sto_Format::MaxPackedBytes;
+
+/// The standard algorithm compares single bytes of this type.
+bool AreEqual(sto_ByteView a, sto_ByteView b) noexcept {
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0);
+}
 
 } // namespace
 
@@ -259,8 +265,8 @@ bool sto_SqliteObjects::RemoveRowFromSum(std::int64_t id) {
 
 bool sto_SqliteObjects::WriteRow(std::int64_t id, std::int64_t shape, sto_ByteView values) {
   bool const isThere = AnyRows() && ReadRow(id, m_Stored);
-  bool const isSame = isThere && m_Stored.m_IsSound && m_Stored.m_Shape == shape &&
-                      std::ranges::equal(m_Stored.m_Bytes, values);
+  bool const isSame =
+      isThere && m_Stored.m_IsSound && m_Stored.m_Shape == shape && AreEqual(m_Stored.m_Bytes, values);
   if (isSame) return false;
   m_Noted.Object(id);
   m_Mark.BeforeWriting(); // first: it may write packs
@@ -291,10 +297,12 @@ bool sto_SqliteObjects::Write(std::int64_t id, std::int64_t shape, sto_ByteView 
     return true;
   }
   std::uint32_t const checksum = sto_PackedChecksum(id, values);
-  sto_ByteReader stored(sto_ByteView(pack.m_Content).subspan(entry.m_Offset, entry.m_SizeBytes));
-  if (entry.m_SizeBytes == size && entry.m_Shape == shape &&
-      std::ranges::equal(stored.Raw(values.size()), values) && stored.Number<std::uint32_t>() == checksum)
-    return false;
+  if (entry.m_SizeBytes == size && entry.m_Shape == shape) {
+    sto_ByteView const stored = sto_ByteView(pack.m_Content).subspan(entry.m_Offset, size);
+    bool const isSame = AreEqual(stored.first(values.size()), values) &&
+                        sto_ByteReader(stored.subspan(values.size())).Number<std::uint32_t>() == checksum;
+    if (isSame) return false;
+  }
   m_Noted.Object(id);
   bool const mayHaveRow = entry.m_SizeBytes == 0 && (!pack.m_IsNew || (pack.m_InOwnRow & bit) != 0);
   if (mayHaveRow) {

@@ -54,7 +54,8 @@ bool IsSame(sto_ListHeader const& a, sto_ListHeader const& b) {
 
 bool IsSame(sto_MapHeader const& a, sto_MapHeader const& b) {
   return a.m_IsTable == b.m_IsTable && a.m_KeyType == b.m_KeyType && a.m_ElementType == b.m_ElementType &&
-         a.m_Count == b.m_Count && std::ranges::equal(a.m_Entries, b.m_Entries);
+         a.m_InChunks == b.m_InChunks && a.m_Count == b.m_Count &&
+         std::ranges::equal(a.m_Entries, b.m_Entries);
 }
 
 template <class Header> bool IsSame(std::optional<Header> const& a, std::optional<Header> const& b) {

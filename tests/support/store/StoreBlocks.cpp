@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t Slots = 8;
+constexpr std::size_t Slots = 4;
 constexpr std::size_t DirectoryBytes = 4 * Slots;
 using Blocks = std::array<std::string, Slots>;
 
@@ -68,19 +68,18 @@ void RowWithBlock(sqlite3_context* context, int, sqlite3_value** values) {
 constexpr char View[] = R"(
 CREATE TEMP VIEW stored_block(key, data) AS
   SELECT row.key + slot.value, block_in_row(row.data, slot.value)
-  FROM main.block AS row, (SELECT 0 AS value UNION ALL SELECT 1 UNION ALL SELECT 2 UNION ALL SELECT 3 UNION ALL
-                           SELECT 4 UNION ALL SELECT 5 UNION ALL SELECT 6 UNION ALL SELECT 7) AS slot
+  FROM main.block AS row, (SELECT 0 AS value UNION ALL SELECT 1 UNION ALL SELECT 2 UNION ALL SELECT 3) AS slot
   WHERE block_in_row(row.data, slot.value) IS NOT NULL
     AND row.key + slot.value NOT IN (SELECT key FROM main.block_place)
   ORDER BY 1;
 CREATE TEMP TRIGGER delete_block INSTEAD OF DELETE ON stored_block BEGIN
-  REPLACE INTO block SELECT key, row_with_block(data, OLD.key % 8, NULL) FROM main.block
-    WHERE key = OLD.key - OLD.key % 8 AND row_with_block(data, OLD.key % 8, NULL) IS NOT NULL;
-  DELETE FROM block WHERE key = OLD.key - OLD.key % 8 AND block_in_row(data, OLD.key % 8) IS NOT NULL;
+  REPLACE INTO block SELECT key, row_with_block(data, OLD.key % 4, NULL) FROM main.block
+    WHERE key = OLD.key - OLD.key % 4 AND row_with_block(data, OLD.key % 4, NULL) IS NOT NULL;
+  DELETE FROM block WHERE key = OLD.key - OLD.key % 4 AND block_in_row(data, OLD.key % 4) IS NOT NULL;
 END;
 CREATE TEMP TRIGGER insert_block INSTEAD OF INSERT ON stored_block BEGIN
-  REPLACE INTO block VALUES(NEW.key - NEW.key % 8,
-    row_with_block((SELECT data FROM main.block WHERE key = NEW.key - NEW.key % 8), NEW.key % 8, NEW.data));
+  REPLACE INTO block VALUES(NEW.key - NEW.key % 4,
+    row_with_block((SELECT data FROM main.block WHERE key = NEW.key - NEW.key % 4), NEW.key % 4, NEW.data));
 END;
 CREATE TEMP TRIGGER update_block INSTEAD OF UPDATE ON stored_block BEGIN
   DELETE FROM stored_block WHERE key = OLD.key;
