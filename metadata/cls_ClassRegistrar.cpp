@@ -55,6 +55,15 @@ cls_ClassMetadata& cls_ClassRegistrar::AddClassMD(cls_ClassMetadata* metadata) {
   return Register(cls_ClassMetadataHld(metadata)); // the holder deletes a duplicate
 }
 
+cls_ClassNotes& cls_ClassRegistrar::NotesOf(unsigned int classId, int version) {
+  return m_Notes[{classId, version}];
+}
+
+cls_ClassNotes const* cls_ClassRegistrar::FindNotes(unsigned int classId, int version) const noexcept {
+  auto const found = m_Notes.find({classId, version});
+  return found == m_Notes.end() ? nullptr : &found->second;
+}
+
 cls_ClassMetadata& cls_ClassRegistrar::Register(cls_ClassMetadataHld const& fresh) {
   cls_ClassMetadata const& metadata = *fresh.Ptr();
   cls_CIDVersion const key{metadata.ClassId(), metadata.Version()};

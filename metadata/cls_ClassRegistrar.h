@@ -1,8 +1,11 @@
 #pragma once
 
+#include <map>
 #include <memory>
+#include <utility>
 
 #include "metadata/cls_ClassMetadata.h"
+#include "metadata/cls_ClassNotes.h"
 #include "metadata/containers/cls_CIDVersion.h"
 #include "platform/cow/cow_1DArray.h"
 #include "platform/cow/cow_Btree.h"
@@ -50,6 +53,12 @@ class KVL_EXPORT cls_ClassRegistrar {
   /// (class ID, version) is already registered, `metadata` is deleted and the registered one returned. A
   /// duplicate is reported on the standard error stream if the environment has KORVEL_SITE.
   cls_ClassMetadata& AddClassMD(cls_ClassMetadata* metadata);
+
+  /// What the program says about a class version beside its metadata, to be filled in; nothing yet the first
+  /// time. The class need not be registered. Valid as long as the registrar.
+  cls_ClassNotes& NotesOf(unsigned int classId, int version);
+  /// The same for reading; null if NotesOf was never called for it.
+  [[nodiscard]] cls_ClassNotes const* FindNotes(unsigned int classId, int version) const noexcept;
 
   [[nodiscard]] bool ClassIsPresent(unsigned int const& classId) const;
   [[nodiscard]] bool ClassVersionIsPresent(unsigned int classId, int version) const;
@@ -115,5 +124,6 @@ class KVL_EXPORT cls_ClassRegistrar {
   ById m_ById;                                    // the newest version of each class; changed by Register
   Versions m_ByIdVersion;                         // every version; only added to, by Register
   cow_Btree<cow_String, unsigned int> m_IdByName; // only added to, by Register and DeleteClass
+  std::map<std::pair<unsigned int, int>, cls_ClassNotes> m_Notes; // by class ID and version; only added to
   std::shared_ptr<bool> m_Lives = std::make_shared<bool>(true);
 };

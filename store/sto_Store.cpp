@@ -225,6 +225,11 @@ std::vector<sto_SaveEntry> sto_Store::Saves(std::int64_t first) {
   return Session().Driver().Saves(first);
 }
 
+std::vector<sto_ClassDescription> sto_Store::Describe(unsigned int classId) {
+  sto_OwnTransaction transaction(Session(), false);
+  return Session().Catalogue().Describe(Session().Driver(), classId);
+}
+
 std::int64_t sto_Store::ObjectCount() {
   sto_OwnTransaction transaction(Session(), false);
   Session().Collections().WriteRecords(); // of collections that this transaction made

@@ -11,6 +11,7 @@
 #include "metadata/cls_ClassRegistrar.h"
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
+#include "store/base/sto_ClassDescription.h"
 #include "store/base/sto_Exception.h"
 #include "store/base/sto_SaveEntry.h"
 #include "store/sto_CheckReport.h"
@@ -213,6 +214,11 @@ class KVL_EXPORT sto_Store {
   /// What a program changes in memory is in the log once it is committed. Memory: a few bytes for each changed
   /// object; pass the number after the last one that you know to get the new entries only.
   [[nodiscard]] std::vector<sto_SaveEntry> Saves(std::int64_t first = 1);
+
+  /// What the store knows about a class: each version that has written to it, ascending, with what programs have
+  /// said about it (cls_ClassNotes). None for a class that has not written. Stores of older formats know no
+  /// units, defaults, enumerators and notes, and one of format 1 no attributes. Damaged, Busy, Unavailable.
+  [[nodiscard]] std::vector<sto_ClassDescription> Describe(unsigned int classId);
 
   /// How many objects the store has; base-class parts do not count.
   [[nodiscard]] std::int64_t ObjectCount();

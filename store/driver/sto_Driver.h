@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -18,8 +19,14 @@ struct sto_AttributeRow {
   int m_Type; // cls_AttributeType
   unsigned int m_TypeArg;
   int m_CollectionType; // cls_CollectionType
+  std::string m_Unit{}; // empty: nothing is known
+  std::optional<std::string> m_Default{};
 
-  friend bool operator==(sto_AttributeRow const& a, sto_AttributeRow const& b) = default;
+  /// Whether two rows declare an attribute alike; what may be added later is not compared.
+  [[nodiscard]] bool IsDeclaredAs(sto_AttributeRow const& other) const {
+    return m_Name == other.m_Name && m_FieldId == other.m_FieldId && m_Type == other.m_Type &&
+           m_TypeArg == other.m_TypeArg && m_CollectionType == other.m_CollectionType;
+  }
 };
 
 /// One version of a class that has written to a store.
@@ -29,6 +36,29 @@ struct sto_ClassRow {
   std::string m_Name;
   unsigned int m_BaseClassId;
   std::vector<sto_AttributeRow> m_Attributes; // ascending by the names' bytes
+};
+
+/// A class version, or an attribute of it, about which a program says something.
+struct sto_OnAttribute {
+  unsigned int m_ClassId;
+  int m_Version;
+  std::string m_Attribute; ///< empty: the class itself
+
+  friend auto operator<=>(sto_OnAttribute const& a, sto_OnAttribute const& b) = default;
+};
+
+/// A name for a value of an attribute.
+struct sto_EnumeratorRow {
+  sto_OnAttribute m_On;
+  std::string m_Name;
+  std::int64_t m_Value;
+};
+
+/// A note on a class version or an attribute.
+struct sto_NoteRow {
+  sto_OnAttribute m_On;
+  std::string m_Name;
+  std::string m_Text;
 };
 
 /// One attribute name of a store's dictionary; records refer to it by number, from 1.
@@ -105,6 +135,13 @@ class sto_Driver {
   virtual std::vector<sto_ClassRow> Classes() = 0;
   /// Writes the description of a class version, replacing an existing one.
   virtual void WriteClass(sto_ClassRow const& row) = 0;
+  virtual std::vector<sto_EnumeratorRow> Enumerators() = 0;
+  /// REQUIRES: the attribute has no enumerator of this name.
+  virtual void AddEnumerator(sto_EnumeratorRow const& row) = 0;
+  virtual std::vector<sto_NoteRow> Notes() = 0;
+  /// Writes a note, replacing one of the same name.
+  virtual void WriteNote(sto_NoteRow const& row) = 0;
+
   virtual std::vector<sto_NameRow> Names() = 0;
   virtual void AddName(sto_NameRow const& row) = 0;
 

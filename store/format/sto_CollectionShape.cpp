@@ -37,6 +37,22 @@ sto_Format::ValueTag TagOf(std::uint8_t elementType) noexcept {
     return sto_Format::Int32;
   case sto_Format::ElementBool:
     return sto_Format::Bool;
+  case sto_Format::ElementInt8:
+    return sto_Format::Int8;
+  case sto_Format::ElementUInt8:
+    return sto_Format::UInt8;
+  case sto_Format::ElementInt16:
+    return sto_Format::Int16;
+  case sto_Format::ElementUInt16:
+    return sto_Format::UInt16;
+  case sto_Format::ElementInt64:
+    return sto_Format::Int64;
+  case sto_Format::ElementUInt64:
+    return sto_Format::UInt64;
+  case sto_Format::ElementComplexFloat:
+    return sto_Format::ComplexFloat;
+  case sto_Format::ElementComplexDouble:
+    return sto_Format::ComplexDouble;
   default:
     return sto_Format::Object;
   }
@@ -54,7 +70,22 @@ bool FitsCollectionType(sto_CollectionShape const& shape, cls_CollectionType dec
   if (kind == COLLECTION_LIST || kind == COLLECTION_TABLE) return !shape.IsMap() && !shape.HoldsObjects();
   if (kind != COLLECTION_MAP_STRING) return true;
   int const digit = MapDigit(shape.m_ElementType);
-  return isStringMap && digit > 0 && (declared == COLLECTION_MAP_STRING || declared - kind == digit);
+  bool const hasNoDigit = shape.m_ElementType > sto_Format::LastOldElementType; // newer than the codes
+  return isStringMap && (digit > 0 || hasNoDigit) &&
+         (declared == COLLECTION_MAP_STRING || declared - kind == digit);
+}
+
+char const* KeyName(std::uint8_t keyType) noexcept {
+  switch (keyType) {
+  case sto_Format::KeyInt:
+    return "int";
+  case sto_Format::KeyInt64:
+    return "64-bit integer";
+  case sto_Format::KeyUInt64:
+    return "unsigned 64-bit integer";
+  default:
+    return "string";
+  }
 }
 
 } // namespace
@@ -63,7 +94,7 @@ std::string sto_CollectionShape::Name() const {
   if (m_IsTable) return "table from int to int";
   char const* const element = sto_ElementTypeName(m_ElementType);
   if (!IsMap()) return std::string("list of ") + element;
-  return std::string("map from ") + (m_KeyType == sto_Format::KeyInt ? "int" : "string") + " to " + element;
+  return std::string("map from ") + KeyName(m_KeyType) + " to " + element;
 }
 
 bool sto_ShapeFits(sto_CollectionShape const& shape, cls_AttributeMetadata const& declared) noexcept {

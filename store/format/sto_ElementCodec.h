@@ -1,6 +1,9 @@
 #pragma once
 
+#include <complex>
+#include <concepts>
 #include <string>
+#include <type_traits>
 
 #include "platform/cow/cow_String.h"
 #include "store/format/sto_Codec.h"
@@ -20,9 +23,45 @@ template <class T, sto_Format::ElementType Type> struct sto_NumberElementCodec {
 
 template <> struct sto_ElementCodec<float> : sto_NumberElementCodec<float, sto_Format::ElementFloat> {};
 template <> struct sto_ElementCodec<double> : sto_NumberElementCodec<double, sto_Format::ElementDouble> {};
-template <>
-struct sto_ElementCodec<unsigned int> : sto_NumberElementCodec<unsigned int, sto_Format::ElementUInt> {};
-template <> struct sto_ElementCodec<int> : sto_NumberElementCodec<int, sto_Format::ElementInt> {};
+
+/// The element type of an integer, by its size and its sign.
+template <std::integral T> [[nodiscard]] constexpr sto_Format::ElementType sto_IntegerElementType() noexcept {
+  bool const isSigned = std::is_signed_v<T>;
+  switch (sizeof(T)) {
+  case 1:
+    return isSigned ? sto_Format::ElementInt8 : sto_Format::ElementUInt8;
+  case 2:
+    return isSigned ? sto_Format::ElementInt16 : sto_Format::ElementUInt16;
+  case 4:
+    return isSigned ? sto_Format::ElementInt : sto_Format::ElementUInt;
+  default:
+    return isSigned ? sto_Format::ElementInt64 : sto_Format::ElementUInt64;
+  }
+}
+
+/// Every integer type but the characters.
+template <std::integral T>
+struct sto_ElementCodec<T> : sto_NumberElementCodec<T, sto_IntegerElementType<T>()> {};
+template <> struct sto_ElementCodec<char>;
+template <> struct sto_ElementCodec<wchar_t>;
+template <> struct sto_ElementCodec<char16_t>;
+template <> struct sto_ElementCodec<char32_t>;
+
+template <class T> struct sto_ElementCodec<std::complex<T>> {
+  static_assert(std::same_as<T, float> || std::same_as<T, double>);
+  static constexpr sto_Format::ElementType ElementType =
+      sizeof(T) == sizeof(float) ? sto_Format::ElementComplexFloat : sto_Format::ElementComplexDouble;
+  static constexpr std::size_t MinBytes = 2 * sizeof(T);
+
+  static void Encode(sto_ByteWriter& writer, std::complex<T> const& element) {
+    writer.Number(element.real());
+    writer.Number(element.imag());
+  }
+  static std::complex<T> Decode(sto_ByteReader& reader) {
+    T const real = reader.template Number<T>();
+    return {real, reader.template Number<T>()};
+  }
+};
 
 template <> struct sto_ElementCodec<bool> {
   static constexpr sto_Format::ElementType ElementType = sto_Format::ElementBool;
@@ -69,18 +108,17 @@ template <> struct sto_ElementCodec<sto_ObjectId> {
   static constexpr sto_Format::ElementType ElementType = sto_Format::ElementObject;
 };
 
+/// The bytes of each element of a type; 0 if they differ from element to element, or the type is unknown.
+[[nodiscard]] constexpr std::size_t sto_FixedElementBytes(std::uint8_t type) noexcept {
+  constexpr std::uint8_t Sizes[] = {0, 1, 0, 4, 8, 4, 4, 0, 1, 1, 2, 2, 8, 8, 8, 16};
+  static_assert(sizeof Sizes == sto_Format::LastElementType + 1);
+  return type <= sto_Format::LastElementType ? Sizes[type] : 0;
+}
+
 /// The bytes of an element of a list, 1 if they differ: what compression shuffles.
 [[nodiscard]] constexpr std::size_t sto_ElementBytes(std::uint8_t type) noexcept {
-  switch (type) {
-  case sto_Format::ElementFloat:
-  case sto_Format::ElementUInt:
-  case sto_Format::ElementInt:
-    return 4;
-  case sto_Format::ElementDouble:
-    return 8;
-  default:
-    return 1;
-  }
+  std::size_t const bytes = sto_FixedElementBytes(type);
+  return bytes == 0 ? 1 : bytes;
 }
 
 /// The printable name of an element type.
@@ -100,6 +138,22 @@ template <> struct sto_ElementCodec<sto_ObjectId> {
     return "int";
   case sto_Format::ElementObject:
     return "objects";
+  case sto_Format::ElementInt8:
+    return "8-bit integer";
+  case sto_Format::ElementUInt8:
+    return "unsigned 8-bit integer";
+  case sto_Format::ElementInt16:
+    return "16-bit integer";
+  case sto_Format::ElementUInt16:
+    return "unsigned 16-bit integer";
+  case sto_Format::ElementInt64:
+    return "64-bit integer";
+  case sto_Format::ElementUInt64:
+    return "unsigned 64-bit integer";
+  case sto_Format::ElementComplexFloat:
+    return "complex float";
+  case sto_Format::ElementComplexDouble:
+    return "complex double";
   default:
     return "unknown";
   }

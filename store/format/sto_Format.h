@@ -40,23 +40,45 @@ inline constexpr int MaxShapesOfClass = 64;
 
 /// Type of a field's value.
 enum ValueTag : std::uint8_t {
-  NoText = 1,     ///< a string without text; a shape says Text for both
-  Text = 2,       ///< length + 1, bytes; 0 for no text
-  Bool = 3,       ///< one byte, 0 or 1
-  Int8 = 4,       ///< one byte
-  Int16 = 5,      ///< two bytes
-  UInt16 = 6,     ///< two bytes
-  Int32 = 7,      ///< four bytes
-  UInt32 = 8,     ///< four bytes
-  Int64 = 9,      ///< eight bytes
-  UInt64 = 10,    ///< eight bytes
-  Float = 11,     ///< four bytes, IEEE 754
-  Double = 12,    ///< eight bytes, IEEE 754
-  Enum = 13,      ///< four bytes
-  Reference = 14, ///< an object that is stored on its own: its id minus the id of the record's object
-  Object = 15,    ///< the object that the field holds, in the same way; its shape has the collection code
-  Bytes = 16,     ///< length, bytes
+  NoText = 1,         ///< a string without text; a shape says Text for both
+  Text = 2,           ///< length + 1, bytes; 0 for no text
+  Bool = 3,           ///< one byte, 0 or 1
+  Int8 = 4,           ///< one byte
+  Int16 = 5,          ///< two bytes
+  UInt16 = 6,         ///< two bytes
+  Int32 = 7,          ///< four bytes
+  UInt32 = 8,         ///< four bytes
+  Int64 = 9,          ///< eight bytes
+  UInt64 = 10,        ///< eight bytes
+  Float = 11,         ///< four bytes, IEEE 754
+  Double = 12,        ///< eight bytes, IEEE 754
+  Enum = 13,          ///< four bytes
+  Reference = 14,     ///< an object that is stored on its own: its id minus the id of the record's object
+  Object = 15,        ///< the object that the field holds, in the same way; its shape has the collection code
+  Bytes = 16,         ///< length, bytes
+  UInt8 = 17,         ///< one byte
+  ComplexFloat = 18,  ///< real and imaginary part: eight bytes
+  ComplexDouble = 19, ///< real and imaginary part: sixteen bytes
+  Nested = 20,        ///< a value of values; its shape has the type: see sto_NestedType.h
 };
+/// The greatest ValueTag.
+inline constexpr ValueTag LastTag = Nested;
+
+/// The inner nodes in the type of a nested value; the leaves have ValueTags.
+enum NestedKind : std::uint8_t {
+  NestedStruct = 32,   ///< count of members, key and type of each: their values
+  NestedTuple = 33,    ///< count of members, type of each: their values
+  NestedVariant = 34,  ///< count of alternatives, type of each: the index of one, its value
+  NestedOptional = 35, ///< type: one byte, 0 or 1; after 1 the value
+  NestedSequence = 36, ///< type of the elements: count, elements
+  NestedArray = 37,    ///< count, type of the elements: elements
+  NestedMap = 38,      ///< type of the keys, of the values: count, each key with its value
+};
+
+/// How deep the type of a nested value may be, how many nodes it may have, and how many alternatives a variant.
+inline constexpr int MaxNestedDepth = 16;
+inline constexpr std::size_t MaxNestedNodes = 1000;
+inline constexpr std::size_t MaxAlternatives = 128;
 
 /// Type of the elements of a list or a map.
 enum ElementType : std::uint8_t {
@@ -67,24 +89,42 @@ enum ElementType : std::uint8_t {
   ElementUInt = 5,
   ElementInt = 6,
   ElementObject = 7, ///< an object's id: see sto_IdCodec.h for lists; a varint in a map
+  ElementInt8 = 8,
+  ElementUInt8 = 9,
+  ElementInt16 = 10,
+  ElementUInt16 = 11,
+  ElementInt64 = 12,
+  ElementUInt64 = 13,
+  ElementComplexFloat = 14, ///< real and imaginary part
+  ElementComplexDouble = 15,
 };
+/// The greatest ElementType, now and in versions without shapes.
+inline constexpr ElementType LastElementType = ElementComplexDouble;
+inline constexpr ElementType LastOldElementType = ElementObject;
 
 /// Type of a map's keys.
 enum KeyType : std::uint8_t {
   KeyInt = 1,
   KeyString = 2,
+  KeyInt64 = 3,  ///< a zigzag
+  KeyUInt64 = 4, ///< a varint
 };
+/// The greatest KeyType, now and in versions without shapes.
+inline constexpr KeyType LastKeyType = KeyUInt64;
+inline constexpr KeyType LastOldKeyType = KeyString;
 
 /// What follows the parts of an object record.
 enum Content : std::uint8_t {
   ContentNone = 0,
-  ContentInlineList = 1,    ///< the elements are in the record
-  ContentBlockList = 2,     ///< the elements are in blocks
-  ContentMap = 3,           ///< keys and elements, in the record
-  ContentIntTable = 4,      ///< pairs of int, in the record
-  ContentFixedIds = 5,      ///< a list of objects in blocks of an older format: eight bytes an id
-  ContentMapInChunks = 8,   ///< a map whose entries are in blocks
-  ContentTableInChunks = 9, ///< an int table whose pairs are in blocks
+  ContentInlineList = 1,     ///< the elements are in the record
+  ContentBlockList = 2,      ///< the elements are in blocks
+  ContentMap = 3,            ///< keys and elements, in the record
+  ContentIntTable = 4,       ///< pairs of int, in the record
+  ContentFixedIds = 5,       ///< a list of objects in blocks of an older format: eight bytes an id
+  ContentListWithMore = 6,   ///< as 1, with extents or a unit: see sto_ListExtra.h
+  ContentBlocksWithMore = 7, ///< as 2, with extents or a unit
+  ContentMapInChunks = 8,    ///< a map whose entries are in blocks
+  ContentTableInChunks = 9,  ///< an int table whose pairs are in blocks
 };
 
 /// Elements of a list in one block, whatever their type; the last block may be shorter.

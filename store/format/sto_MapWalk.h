@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "store/format/sto_ElementCodec.h"
 #include "store/format/sto_Record.h"
 
 /// A walk over the entries of a stored map or int table that need not know their types: each key and each
@@ -55,9 +56,16 @@ class sto_MapWalk {
 
   /// Each returns false for a number that does not fit its type; running out of bytes fails the reader.
   bool PassKey() noexcept {
-    if (m_Map.m_KeyType != sto_Format::KeyString) return IsInt(m_Reader.ZigZag());
-    PassText();
-    return true;
+    switch (m_Map.m_KeyType) {
+    case sto_Format::KeyString:
+      PassText();
+      return true;
+    case sto_Format::KeyInt:
+      return IsInt(m_Reader.ZigZag());
+    default: // 64 bits, signed or unsigned
+      m_Reader.Varint();
+      return true;
+    }
   }
   bool PassValue() noexcept {
     if (m_Map.m_IsTable) return IsInt(m_Reader.ZigZag());
@@ -65,14 +73,11 @@ class sto_MapWalk {
     case sto_Format::ElementString:
       PassText();
       break;
-    case sto_Format::ElementDouble:
-      m_Reader.Raw(8);
-      break;
     case sto_Format::ElementObject:
       m_ObjectId = m_Reader.Varint();
       break;
-    default: // float, int, unsigned int
-      m_Reader.Raw(4);
+    default:
+      m_Reader.Raw(sto_FixedElementBytes(m_Map.m_ElementType));
     }
     return true;
   }

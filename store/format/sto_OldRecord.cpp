@@ -44,6 +44,10 @@ std::optional<std::size_t> FixedSize(std::uint8_t tag) noexcept {
   }
 }
 
+bool IsElementType(std::uint8_t type) noexcept {
+  return type >= sto_Format::ElementBool && type <= sto_Format::LastOldElementType;
+}
+
 /// Reads one record and builds it again.
 class Converter {
  public:
@@ -148,7 +152,7 @@ class Converter {
     list.m_ElementType = m_Reader.U8();
     std::int64_t const width = m_Reader.ZigZag();
     std::uint64_t const count = m_Reader.Varint();
-    if (m_Reader.Failed() || !sto_IsElementType(list.m_ElementType) || !std::in_range<int>(width) ||
+    if (m_Reader.Failed() || !IsElementType(list.m_ElementType) || !std::in_range<int>(width) ||
         count > MaxElements)
       return false;
     list.m_Width = static_cast<int>(width);
@@ -178,9 +182,10 @@ class Converter {
     map.m_KeyType = isTable ? static_cast<std::uint8_t>(sto_Format::KeyInt) : m_Reader.U8();
     map.m_ElementType = isTable ? static_cast<std::uint8_t>(sto_Format::ElementInt) : m_Reader.U8();
     std::uint64_t const count = m_Reader.Varint();
-    bool const isKeyType = map.m_KeyType == sto_Format::KeyInt || map.m_KeyType == sto_Format::KeyString;
-    if (m_Reader.Failed() || !isKeyType || !sto_IsMapElementType(map.m_ElementType) || count > MaxElements)
-      return false;
+    bool const isKeyType = map.m_KeyType >= sto_Format::KeyInt && map.m_KeyType <= sto_Format::LastOldKeyType;
+    bool const isElementType =
+        IsElementType(map.m_ElementType) && map.m_ElementType != sto_Format::ElementBool;
+    if (m_Reader.Failed() || !isKeyType || !isElementType || count > MaxElements) return false;
     map.m_Count = static_cast<int>(count);
     m_Builder.SetMap(map, Rest());
     return true;

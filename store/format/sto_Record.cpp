@@ -7,6 +7,7 @@
 #include "store/format/sto_ChunkDirectory.h"
 #include "store/format/sto_IdCodec.h"
 #include "store/format/sto_MapWalk.h"
+#include "store/format/sto_NestedWalk.h"
 #include "store/format/sto_OldRecord.h"
 
 namespace {
@@ -19,9 +20,9 @@ constexpr std::int64_t MaxInt = std::numeric_limits<int>::max();
 
 /// The sizes of values of fixed size in bytes, by tag.
 constexpr std::uint8_t NotFixed = 0xFF;
-constexpr std::uint8_t s_FixedSizes[] = {NotFixed, NotFixed, NotFixed, 1, 1, 2,        2,        4,       4,
-                                         8,        8,        4,        8, 4, NotFixed, NotFixed, NotFixed};
-static_assert(std::size(s_FixedSizes) == sto_Format::Bytes + 1);
+constexpr std::uint8_t s_FixedSizes[] = {NotFixed, NotFixed, NotFixed, 1, 1, 2,  2,       4, 4, 8, 8, 4, 8, 4,
+                                         NotFixed, NotFixed, NotFixed, 1, 8, 16, NotFixed};
+static_assert(std::size(s_FixedSizes) == sto_Format::LastTag + 1);
 
 } // namespace
 
@@ -63,6 +64,8 @@ bool sto_Record::DecodeContent(sto_ByteReader& reader, sto_ShapeContent const& c
   case sto_Format::ContentInlineList:
   case sto_Format::ContentBlockList:
   case sto_Format::ContentFixedIds:
+  case sto_Format::ContentListWithMore:
+  case sto_Format::ContentBlocksWithMore:
     return DecodeList(reader, content);
   default:
     return DecodeMap(reader, content);
@@ -86,6 +89,8 @@ bool sto_Record::DecodeField(sto_ByteReader& reader, std::int64_t id, std::uint8
   case sto_Format::Bytes:
     field.m_Payload = reader.Raw(reader.Varint());
     break;
+  case sto_Format::Nested:
+    return DecodeNested(reader, id, field);
   default: // an object or a reference
     field.m_Payload = {};
     field.m_ObjectId = sto_FromDistance(id, reader.ZigZag());
@@ -94,13 +99,24 @@ bool sto_Record::DecodeField(sto_ByteReader& reader, std::int64_t id, std::uint8
   return !reader.Failed();
 }
 
+bool sto_Record::DecodeNested(sto_ByteReader& reader, std::int64_t id, sto_Field& field) {
+  field.m_Type = m_NextType++;
+  auto const take = [this](std::uint8_t, std::int64_t held, sto_ByteView) {
+    return TakeId(static_cast<std::uint64_t>(held));
+  };
+  std::byte const* const start = reader.Position();
+  if (!sto_NestedWalk(*field.m_Type, id, take).Pass(reader)) return false;
+  field.m_Payload = {start, reader.Position()};
+  return true;
+}
+
 void sto_Record::Prepare(sto_Shape const& shape) {
   m_IsPrepared = false;
   m_Parts.resize(shape.m_Parts.size());
   m_Fields.resize(shape.m_Fields.size());
   for (std::size_t i = 0; i < m_Fields.size(); ++i) {
     sto_ShapeField const& described = shape.m_Fields[i];
-    m_Fields[i] = {described.m_Key, described.m_Tag, described.m_Code, 0, {}};
+    m_Fields[i] = {described.m_Key, described.m_Tag, described.m_Code, 0, {}, nullptr};
   }
   auto field = m_Fields.begin();
   for (std::size_t i = 0; i < m_Parts.size(); ++i) {
@@ -113,6 +129,7 @@ void sto_Record::Prepare(sto_Shape const& shape) {
 
 bool sto_Record::DecodeParts(sto_ByteReader& reader, std::int64_t id, sto_Shape const& shape) {
   if (!IsPrepared(shape)) Prepare(shape);
+  m_NextType = shape.m_Types.data();
   // Plain pointers stay in registers; what is not short is left to DecodeField.
   std::byte const* next = reader.Position();
   std::byte const* const end = next + reader.Remaining();
@@ -157,13 +174,22 @@ bool sto_Record::DecodeList(sto_ByteReader& reader, sto_ShapeContent const& cont
   list.m_ElementType = content.m_ElementType;
   std::int64_t const width = reader.ZigZag();
   std::uint64_t const count = reader.Varint();
-  list.m_InBlocks = content.m_Kind != sto_Format::ContentInlineList;
+  bool const hasMore = content.m_Kind == sto_Format::ContentListWithMore ||
+                       content.m_Kind == sto_Format::ContentBlocksWithMore;
+  list.m_InBlocks =
+      content.m_Kind != sto_Format::ContentInlineList && content.m_Kind != sto_Format::ContentListWithMore;
   list.m_HasFixedIds = content.m_Kind == sto_Format::ContentFixedIds;
   if (reader.Failed() || width > MaxInt || width < std::numeric_limits<int>::min() ||
       count > static_cast<std::uint64_t>(MaxInt))
     return false;
   list.m_Width = static_cast<int>(width);
   list.m_Count = static_cast<int>(count);
+  if (hasMore) {
+    std::uint64_t const flags = reader.Varint();
+    if (flags == 0 || (flags & ~(sto_ListExtra::HasExtents | sto_ListExtra::HasUnit)) != 0 ||
+        !list.m_Extra.Take(reader, flags, list.m_Count))
+      return false;
+  }
   if (!list.m_InBlocks) {
     if (count > static_cast<std::uint64_t>(sto_Format::BlockElementCount)) return false;
     list.m_Inline = reader.Raw(reader.Remaining());

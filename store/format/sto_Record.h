@@ -9,6 +9,7 @@
 
 #include "store/format/sto_Codec.h"
 #include "store/format/sto_Format.h"
+#include "store/format/sto_ListExtra.h"
 #include "store/format/sto_Shape.h"
 #include "store/format/sto_StoredRecord.h"
 
@@ -38,9 +39,10 @@
 struct sto_Field {
   sto_FieldKey m_Key;
   std::uint8_t m_Tag = 0;
-  std::uint8_t m_Code = 0;     // of an object in a field: the type of the collection
-  std::int64_t m_ObjectId = 0; // of an object or a reference
-  sto_ByteView m_Payload;      // of another value, without its length
+  std::uint8_t m_Code = 0;                // of an object in a field: the type of the collection
+  std::int64_t m_ObjectId = 0;            // of an object or a reference
+  sto_ByteView m_Payload;                 // of another value, without its length
+  sto_NestedType const* m_Type = nullptr; // of a nested value; its payload is a sto_NestedValue
 };
 
 /// One class level of a decoded record.
@@ -59,6 +61,7 @@ struct sto_ListHeader {
   bool m_InBlocks = false;
   bool m_HasFixedIds = false; // a list of objects in blocks that an older format has written
   sto_ByteView m_Inline;      // the encoded elements, if they are in the record
+  sto_ListExtra m_Extra{};    // views the record's bytes
 };
 
 /// The header of an object's map or int table.
@@ -135,6 +138,7 @@ class sto_Record {
   [[nodiscard]] bool DecodeAll(sto_ByteReader reader, std::int64_t id, sto_Shape const& shape);
   [[nodiscard]] bool DecodeParts(sto_ByteReader& reader, std::int64_t id, sto_Shape const& shape);
   [[nodiscard]] bool DecodeField(sto_ByteReader& reader, std::int64_t id, std::uint8_t tag, sto_Field& field);
+  [[nodiscard]] bool DecodeNested(sto_ByteReader& reader, std::int64_t id, sto_Field& field);
   [[nodiscard]] bool DecodeContent(sto_ByteReader& reader, sto_ShapeContent const& content);
   [[nodiscard]] bool DecodeList(sto_ByteReader& reader, sto_ShapeContent const& content);
   [[nodiscard]] bool DecodeObjectIds(sto_ByteView elements, int count);
@@ -148,7 +152,8 @@ class sto_Record {
   bool m_IsDecodedAs = false;
   unsigned int m_ClassId = 0;
   std::vector<sto_Part> m_Parts;
-  std::vector<sto_Field> m_Fields; // of all parts
+  std::vector<sto_Field> m_Fields;            // of all parts
+  sto_NestedType const* m_NextType = nullptr; // while fields are decoded: of the next nested value
   std::optional<sto_ListHeader> m_List;
   std::optional<sto_MapHeader> m_Map;
   std::int64_t m_GreatestId = 0;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_NestedValue.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ void sto_RecordBuilder::Reset() noexcept {
   m_List.reset();
   m_Map.reset();
   m_Elements.clear();
+  m_Nested.clear();
 }
 
 void sto_RecordBuilder::RaiseFull(std::size_t count, char const* what) const {
@@ -130,6 +132,22 @@ void sto_RecordBuilder::AddObject(std::size_t part, sto_FieldKey const& key, std
   sto_ValueWriter(StartField(part, key, tag, code)).ZigZag(sto_Distance(m_Parts.front().m_Id, id));
 }
 
+void sto_RecordBuilder::AddNested(std::size_t part, sto_FieldKey const& key, sto_NestedType const& type,
+                                  sto_ByteView value) {
+  std::int64_t const object = m_Parts.front().m_Id;
+  if (!type.IsForField() || !sto_IsNestedValue(type, value, object))
+    sto_Raise(sto_ErrorKind::Misuse,
+              "A nested value of object " + std::to_string(object) + " does not have its type.");
+  Depart(m_Parts[part]); // the expected shape may have another type under the same key
+  sto_ValueWriter(StartField(part, key, sto_Format::Nested)).Raw(value.data(), value.size());
+  auto const known = std::ranges::find_if(
+      m_Nested, [&](NestedField const& field) { return field.m_Part == part && field.m_Key == key; });
+  if (known == m_Nested.end())
+    m_Nested.push_back({part, key, &type});
+  else
+    known->m_Type = &type;
+}
+
 void sto_RecordBuilder::AddDecoded(std::size_t part, sto_FieldKey const& key, sto_Field const& field,
                                    std::int64_t id) {
   switch (field.m_Tag) {
@@ -142,6 +160,8 @@ void sto_RecordBuilder::AddDecoded(std::size_t part, sto_FieldKey const& key, st
   case sto_Format::Object:
   case sto_Format::Reference:
     return AddObject(part, key, field.m_Tag, id, field.m_Code);
+  case sto_Format::Nested:
+    return AddNested(part, key, *field.m_Type, field.m_Payload);
   default:
     sto_ValueWriter(StartField(part, key, field.m_Tag)).Raw(field.m_Payload.data(), field.m_Payload.size());
   }
@@ -184,6 +204,9 @@ bool sto_RecordBuilder::SetCollectionCode(std::size_t partIndex, sto_FieldKey co
 
 void sto_RecordBuilder::SetList(sto_ListHeader const& header, sto_Bytes elements) {
   m_List = header;
+  sto_ByteView const extents = header.m_Extra.EncodedExtents();
+  m_Extents.assign(extents.begin(), extents.end());
+  m_List->m_Extra.MoveExtents(m_Extents);
   m_Map.reset();
   m_Elements = std::move(elements);
 }
@@ -206,7 +229,8 @@ bool sto_RecordBuilder::HasContentOf(sto_Record const& other) const noexcept {
   if (m_List) {
     sto_ListHeader const& list = *other.List();
     bool const isSame = m_List->m_ElementType == list.m_ElementType && m_List->m_Width == list.m_Width &&
-                        m_List->m_Count == list.m_Count && m_List->m_InBlocks == list.m_InBlocks;
+                        m_List->m_Count == list.m_Count && m_List->m_InBlocks == list.m_InBlocks &&
+                        m_List->m_Extra == list.m_Extra;
     return isSame && (list.m_InBlocks || std::ranges::equal(m_Elements, list.m_Inline));
   }
   if (!m_Map) return true;
@@ -218,9 +242,11 @@ bool sto_RecordBuilder::HasContentOf(sto_Record const& other) const noexcept {
 
 sto_ShapeContent sto_RecordBuilder::Content() const noexcept {
   if (m_List) {
-    std::uint8_t const kind = m_List->m_HasFixedIds ? sto_Format::ContentFixedIds
-                              : m_List->m_InBlocks  ? sto_Format::ContentBlockList
-                                                    : sto_Format::ContentInlineList;
+    std::uint8_t const kind =
+        m_List->m_HasFixedIds ? sto_Format::ContentFixedIds
+        : m_List->m_InBlocks  ? (HasMore() ? sto_Format::ContentBlocksWithMore : sto_Format::ContentBlockList)
+        : HasMore()           ? sto_Format::ContentListWithMore
+                              : sto_Format::ContentInlineList;
     return {kind, 0, m_List->m_ElementType};
   }
   if (!m_Map) return {};
@@ -243,6 +269,21 @@ bool sto_RecordBuilder::HasShape(sto_Shape const& shape) {
     for (Field const& field : part.m_Fields)
       if (field.m_Described != *described++) return false;
   }
+  return m_Nested.empty() || HasTypesOf(shape);
+}
+
+sto_NestedType const& sto_RecordBuilder::TypeOf(std::size_t part, sto_FieldKey const& key) const noexcept {
+  return *std::ranges::find_if(m_Nested, [&](NestedField const& field) {
+            return field.m_Part == part && field.m_Key == key;
+          })->m_Type;
+}
+
+bool sto_RecordBuilder::HasTypesOf(sto_Shape const& shape) const noexcept {
+  auto type = shape.m_Types.begin();
+  for (std::size_t i = 0; i < m_PartCount; ++i)
+    for (Field const& field : m_Parts[i].m_Fields)
+      if (field.m_Described.m_Tag == sto_Format::Nested && TypeOf(i, field.m_Described.m_Key) != *type++)
+        return false;
   return true;
 }
 
@@ -251,9 +292,14 @@ sto_Shape sto_RecordBuilder::Shape() {
   sto_Shape shape;
   shape.m_PartsFollow = DoPartsFollow();
   shape.m_Content = Content();
-  for (Part const& part : std::span(m_Parts).first(m_PartCount)) {
+  for (std::size_t i = 0; i < m_PartCount; ++i) {
+    Part const& part = m_Parts[i];
     shape.m_Parts.push_back({part.m_ClassId, part.m_Version, part.m_Fields.size()});
-    for (Field const& field : part.m_Fields) shape.m_Fields.push_back(field.m_Described);
+    for (Field const& field : part.m_Fields) {
+      shape.m_Fields.push_back(field.m_Described);
+      if (field.m_Described.m_Tag == sto_Format::Nested)
+        shape.m_Types.push_back(TypeOf(i, field.m_Described.m_Key));
+    }
   }
   return shape;
 }
@@ -269,6 +315,10 @@ template <class Writer> void sto_RecordBuilder::PutValues(Writer writer) const {
   if (m_List) {
     writer.ZigZag(m_List->m_Width);
     writer.Varint(static_cast<std::uint64_t>(m_List->m_Count));
+    if (HasMore()) {
+      writer.Varint(m_List->m_Extra.Flags());
+      m_List->m_Extra.Put(writer);
+    }
   } else if (m_Map) {
     writer.Varint(static_cast<std::uint64_t>(m_Map->m_Count));
   }

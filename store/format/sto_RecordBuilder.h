@@ -69,7 +69,11 @@ class sto_RecordBuilder {
   /// Adds an object or, by `tag`, a reference.
   void AddObject(std::size_t part, sto_FieldKey const& key, std::uint8_t tag, std::int64_t id,
                  std::uint8_t code = 0);
-  /// Adds a field as a decoded record has it; `id` is that of the object, if the field has one.
+  /// Adds a nested value; sto_NestedWriter encodes it. Misuse, naming the object, if it is not along the type,
+  /// or the type has a leaf as its root. REQUIRES: the type lives until Reset, or until the field is replaced.
+  void AddNested(std::size_t part, sto_FieldKey const& key, sto_NestedType const& type, sto_ByteView value);
+  /// Adds a field as a decoded record of the same object has it. `id`: of the object, if the field has one. For
+  /// a nested value, AddNested applies.
   void AddDecoded(std::size_t part, sto_FieldKey const& key, sto_Field const& field, std::int64_t id);
 
   [[nodiscard]] bool HasField(std::size_t part, sto_FieldKey const& key) const noexcept;
@@ -82,7 +86,7 @@ class sto_RecordBuilder {
 
   /// Sets the content; a later one replaces an earlier one. `elements`: the encoded elements of an inline
   /// list, empty for a list in blocks. `entries`: the encoded entries of a map or int table, or the directory
-  /// of one in chunks.
+  /// of one in chunks. The header's extents are copied.
   void SetList(sto_ListHeader const& header, sto_Bytes elements);
   void SetMap(sto_MapHeader const& header, sto_Bytes entries);
 
@@ -175,15 +179,26 @@ class sto_RecordBuilder {
     return true;
   }
   template <class Writer> void PutValues(Writer writer) const;
+  [[nodiscard]] bool HasMore() const noexcept { return !m_List->m_HasFixedIds && !m_List->m_Extra.IsEmpty(); }
+  [[nodiscard]] sto_NestedType const& TypeOf(std::size_t part, sto_FieldKey const& key) const noexcept;
+  [[nodiscard]] bool HasTypesOf(sto_Shape const& shape) const noexcept;
+
+  struct NestedField {
+    std::size_t m_Part;
+    sto_FieldKey m_Key;
+    sto_NestedType const* m_Type;
+  };
 
   std::shared_ptr<sto_NumberedShape const> m_Expected; // null: nothing is expected
   std::size_t m_PreparedCount = 0; // the first parts that went along it in the latest object too
   std::vector<Part> m_Parts;
-  std::size_t m_PartCount = 0;  // in use; the others keep their memory for later objects
-  std::size_t m_FieldCount = 0; // of all parts
+  std::vector<NestedField> m_Nested; // may have more: fields that were replaced by others
+  std::size_t m_PartCount = 0;       // in use; the others keep their memory for later objects
+  std::size_t m_FieldCount = 0;      // of all parts
   std::optional<sto_ListHeader> m_List;
   std::optional<sto_MapHeader> m_Map;
   sto_Bytes m_Elements; // of the list or the map
+  sto_Bytes m_Extents;  // of the list
   sto_Bytes m_Output;
   sto_ValueBytes m_Joined; // what View returns, if it is not in one piece
 };

@@ -68,12 +68,14 @@ TEST(StoreRecord, BytesAfterTheEndAreRefused) {
 
 TEST(StoreRecord, EveryValueIsTakenInItsLengthOnly) {
   std::pair<std::uint8_t, std::size_t> const sizes[] = {
-      {sto_Format::Bool, 1},  {sto_Format::Int8, 1},   {sto_Format::Int16, 2}, {sto_Format::UInt16, 2},
-      {sto_Format::Int32, 4}, {sto_Format::UInt32, 4}, {sto_Format::Int64, 8}, {sto_Format::UInt64, 8},
-      {sto_Format::Float, 4}, {sto_Format::Double, 8}, {sto_Format::Enum, 4}};
+      {sto_Format::Bool, 1},         {sto_Format::Int8, 1},          {sto_Format::Int16, 2},
+      {sto_Format::UInt16, 2},       {sto_Format::Int32, 4},         {sto_Format::UInt32, 4},
+      {sto_Format::Int64, 8},        {sto_Format::UInt64, 8},        {sto_Format::Float, 4},
+      {sto_Format::Double, 8},       {sto_Format::Enum, 4},          {sto_Format::UInt8, 1},
+      {sto_Format::ComplexFloat, 8}, {sto_Format::ComplexDouble, 16}};
   for (auto const& [tag, size] : sizes) {
     sto_Shape const shape = ShapeOf({{{3, -1}, tag}});
-    for (std::size_t bytes = 0; bytes <= 9; ++bytes)
+    for (std::size_t bytes = 0; bytes <= 17; ++bytes)
       EXPECT_EQ(IsRefused(shape, sto_Bytes(bytes)), bytes != size) << int{tag} << ' ' << bytes;
   }
 }

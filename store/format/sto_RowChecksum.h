@@ -13,7 +13,7 @@
 /// have the same encoding:
 ///
 ///     integer := 1:byte number:8     text := 2:byte size:varint bytes
-///     bytes   := 3:byte size:varint bytes     anything else (no valid row has it) := 0:byte
+///     bytes   := 3:byte size:varint bytes     null, and what no valid row has := 0:byte
 ///
 ///     checksum.Begin().Integer(key).Text(name).Value()
 ///

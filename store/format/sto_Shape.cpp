@@ -18,40 +18,31 @@ bool IsMapKind(std::uint8_t kind) noexcept {
   return kind == sto_Format::ContentMap || kind == sto_Format::ContentMapInChunks;
 }
 bool IsKnownKind(std::uint8_t kind) noexcept {
-  return kind <= sto_Format::ContentFixedIds || kind == sto_Format::ContentMapInChunks ||
-         kind == sto_Format::ContentTableInChunks;
+  return kind <= sto_Format::ContentTableInChunks;
 }
 bool IsListKind(std::uint8_t kind) noexcept {
   return kind == sto_Format::ContentInlineList || kind == sto_Format::ContentBlockList ||
-         kind == sto_Format::ContentFixedIds;
+         kind == sto_Format::ContentFixedIds || kind == sto_Format::ContentListWithMore ||
+         kind == sto_Format::ContentBlocksWithMore;
 }
 
 } // namespace
-
-bool sto_DecodeKey(sto_ByteReader& reader, sto_FieldKey& key) noexcept {
-  std::uint64_t const nameId = reader.Varint();
-  if (nameId > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return false;
-  key.m_NameId = static_cast<std::int64_t>(nameId);
-  if (nameId != 0) return true;
-  std::int64_t const fieldId = reader.ZigZag();
-  key.m_FieldId = static_cast<int>(fieldId);
-  return IsInt(fieldId);
-}
 
 void sto_Shape::Encode(sto_Bytes& bytes) const {
   sto_ByteWriter writer(bytes);
   writer.U8(m_PartsFollow ? PartsFollowFlag : 0);
   writer.Varint(m_Parts.size());
   auto field = m_Fields.begin();
+  auto type = m_Types.begin();
   for (sto_ShapePart const& part : m_Parts) {
     writer.Varint(part.m_ClassId);
     writer.ZigZag(part.m_Version);
     writer.Varint(part.m_FieldCount);
     for (auto const end = field + static_cast<std::ptrdiff_t>(part.m_FieldCount); field != end; ++field) {
-      writer.Varint(static_cast<std::uint64_t>(field->m_Key.m_NameId));
-      if (field->m_Key.m_NameId == 0) writer.ZigZag(field->m_Key.m_FieldId);
+      sto_EncodeKey(writer, field->m_Key);
       writer.U8(field->m_Tag);
       if (field->m_Tag == sto_Format::Object) writer.U8(field->m_Code);
+      if (field->m_Tag == sto_Format::Nested) (type++)->Encode(bytes);
     }
   }
   writer.U8(m_Content.m_Kind);
@@ -62,6 +53,7 @@ void sto_Shape::Encode(sto_Bytes& bytes) const {
 bool sto_Shape::Decode(sto_ByteReader& reader) {
   m_Parts.clear();
   m_Fields.clear();
+  m_Types.clear();
   std::uint8_t const flags = reader.U8();
   m_PartsFollow = (flags & PartsFollowFlag) != 0;
   std::uint64_t const count = reader.Varint();
@@ -88,8 +80,9 @@ bool sto_Shape::DecodeFields(sto_ByteReader& reader, std::uint64_t count) {
     sto_ShapeField field;
     if (!sto_DecodeKey(reader, field.m_Key)) return false;
     field.m_Tag = reader.U8();
-    if (field.m_Tag < sto_Format::Text || field.m_Tag > sto_Format::Bytes) return false;
+    if (field.m_Tag < sto_Format::Text || field.m_Tag > sto_Format::LastTag) return false;
     if (field.m_Tag == sto_Format::Object) field.m_Code = reader.U8();
+    if (field.m_Tag == sto_Format::Nested && !m_Types.emplace_back().Decode(reader)) return false;
     m_Fields.push_back(field);
   }
   return !reader.Failed();
@@ -102,8 +95,7 @@ bool sto_Shape::DecodeContent(sto_ByteReader& reader) {
   if (IsMapKind(m_Content.m_Kind)) {
     m_Content.m_KeyType = reader.U8();
     m_Content.m_ElementType = reader.U8();
-    return (m_Content.m_KeyType == sto_Format::KeyInt || m_Content.m_KeyType == sto_Format::KeyString) &&
-           sto_IsMapElementType(m_Content.m_ElementType);
+    return sto_IsKeyType(m_Content.m_KeyType) && sto_IsElementType(m_Content.m_ElementType);
   }
   if (!IsListKind(m_Content.m_Kind)) return true;
   m_Content.m_ElementType = reader.U8();

@@ -5,17 +5,9 @@
 #include <vector>
 
 #include "store/format/sto_Codec.h"
+#include "store/format/sto_FieldKey.h"
 #include "store/format/sto_Format.h"
-
-/// The key of a field: the number of its name in the store's dictionary or, if that is 0, its field number.
-struct sto_FieldKey {
-  std::int64_t m_NameId = 0;
-  int m_FieldId = -1;
-
-  friend bool operator==(sto_FieldKey const& a, sto_FieldKey const& b) noexcept {
-    return a.m_NameId == b.m_NameId && (a.m_NameId != 0 || a.m_FieldId == b.m_FieldId);
-  }
-};
+#include "store/format/sto_NestedType.h"
 
 /// One class level of a shape.
 struct sto_ShapePart {
@@ -49,7 +41,7 @@ struct sto_ShapeContent {
 ///
 ///     shape   := flags  partCount part{partCount}  content
 ///     part    := classId  version  fieldCount field{fieldCount}
-///     field   := key  tag  [collection code]
+///     field   := key  tag  [collection code, or type of a nested value]
 ///     content := kind  [key type, element type]
 ///
 /// docs/store-format.md has the details. Internal to the module. Thread rule: any thread, while none changes
@@ -60,6 +52,7 @@ class sto_Shape {
   bool m_PartsFollow = false;
   std::vector<sto_ShapePart> m_Parts;   ///< the object's own class first
   std::vector<sto_ShapeField> m_Fields; ///< part by part, in the order of the values
+  std::vector<sto_NestedType> m_Types;  ///< of the fields with the tag Nested, in their order
   sto_ShapeContent m_Content;
 
   /// Appends the encoded shape.
@@ -82,13 +75,10 @@ struct sto_NumberedShape {
   bool m_IsChecked = false; ///< fits the store's catalogue and the program; set by whoever has checked it
 };
 
-/// Whether a type of elements may be in a list, in a map.
+/// Whether a type of elements may be in a list or map, and a type of keys in a map.
 [[nodiscard]] constexpr bool sto_IsElementType(std::uint8_t type) noexcept {
-  return type >= sto_Format::ElementBool && type <= sto_Format::ElementObject;
+  return type >= sto_Format::ElementBool && type <= sto_Format::LastElementType;
 }
-[[nodiscard]] constexpr bool sto_IsMapElementType(std::uint8_t type) noexcept {
-  return sto_IsElementType(type) && type != sto_Format::ElementBool;
+[[nodiscard]] constexpr bool sto_IsKeyType(std::uint8_t type) noexcept {
+  return type >= sto_Format::KeyInt && type <= sto_Format::LastKeyType;
 }
-
-/// Reads a field's key; false if it is none.
-[[nodiscard]] bool sto_DecodeKey(sto_ByteReader& reader, sto_FieldKey& key) noexcept;

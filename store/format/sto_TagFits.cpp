@@ -30,6 +30,14 @@ bool sto_TagFits(sto_Format::ValueTag tag, cls_AttributeType type) noexcept {
     return tag == sto_Format::Reference;
   case ATTR_BYTES:
     return tag == sto_Format::Bytes;
+  case ATTR_UCHAR:
+    return tag == sto_Format::UInt8;
+  case ATTR_COMPLEX_FLOAT:
+    return tag == sto_Format::ComplexFloat;
+  case ATTR_COMPLEX_DOUBLE:
+    return tag == sto_Format::ComplexDouble;
+  case ATTR_NESTED:
+    return tag == sto_Format::Nested;
   }
   return true;
 }

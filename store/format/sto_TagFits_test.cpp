@@ -8,7 +8,7 @@ namespace {
 
 std::set<int> TagsOf(cls_AttributeType type) {
   std::set<int> tags;
-  for (int tag = sto_Format::NoText; tag <= sto_Format::Bytes; ++tag)
+  for (int tag = sto_Format::NoText; tag <= sto_Format::LastTag; ++tag)
     if (sto_TagFits(static_cast<sto_Format::ValueTag>(tag), type)) tags.insert(tag);
   return tags;
 }
@@ -26,6 +26,10 @@ TEST(StoreTagFits, EachTypeTakesItsOwnValues) {
   EXPECT_EQ(TagsOf(ATTR_OBJECT), std::set<int>{Object});
   EXPECT_EQ(TagsOf(ATTR_REFERENCE), std::set<int>{Reference});
   EXPECT_EQ(TagsOf(ATTR_BYTES), std::set<int>{sto_Format::Bytes});
+  EXPECT_EQ(TagsOf(ATTR_UCHAR), std::set<int>{UInt8});
+  EXPECT_EQ(TagsOf(ATTR_COMPLEX_FLOAT), std::set<int>{ComplexFloat});
+  EXPECT_EQ(TagsOf(ATTR_COMPLEX_DOUBLE), std::set<int>{ComplexDouble});
+  EXPECT_EQ(TagsOf(ATTR_NESTED), std::set<int>{Nested});
 }
 
 TEST(StoreTagFits, StringsTakeTextAndNoText) {
@@ -40,7 +44,7 @@ TEST(StoreTagFits, IntsTakeSignedUnsignedAndEnumerators) {
 }
 
 TEST(StoreTagFits, TypeOfTheHostTakesAnyValue) {
-  EXPECT_EQ(TagsOf(static_cast<cls_AttributeType>(9000)).size(), 16U);
+  EXPECT_EQ(TagsOf(static_cast<cls_AttributeType>(9000)).size(), 20U);
 }
 
 } // namespace

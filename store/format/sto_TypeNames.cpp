@@ -14,11 +14,25 @@ struct Name {
 };
 
 constexpr Name AttributeTypes[] = {
-    {ATTR_INT, "ATTR_INT"},           {ATTR_UINT, "ATTR_UINT"},           {ATTR_STRING, "ATTR_STRING"},
-    {ATTR_TRSTRING, "ATTR_TRSTRING"}, {ATTR_BOOL, "ATTR_BOOL"},           {ATTR_FLOAT, "ATTR_FLOAT"},
-    {ATTR_DOUBLE, "ATTR_DOUBLE"},     {ATTR_SCHAR, "ATTR_SCHAR"},         {ATTR_SHORT, "ATTR_SHORT"},
-    {ATTR_USHORT, "ATTR_USHORT"},     {ATTR_LONGLONG, "ATTR_LONGLONG"},   {ATTR_ULONGLONG, "ATTR_ULONGLONG"},
-    {ATTR_OBJECT, "ATTR_OBJECT"},     {ATTR_REFERENCE, "ATTR_REFERENCE"}, {ATTR_BYTES, "ATTR_BYTES"},
+    {ATTR_INT, "ATTR_INT"},
+    {ATTR_UINT, "ATTR_UINT"},
+    {ATTR_STRING, "ATTR_STRING"},
+    {ATTR_TRSTRING, "ATTR_TRSTRING"},
+    {ATTR_BOOL, "ATTR_BOOL"},
+    {ATTR_FLOAT, "ATTR_FLOAT"},
+    {ATTR_DOUBLE, "ATTR_DOUBLE"},
+    {ATTR_SCHAR, "ATTR_SCHAR"},
+    {ATTR_SHORT, "ATTR_SHORT"},
+    {ATTR_USHORT, "ATTR_USHORT"},
+    {ATTR_LONGLONG, "ATTR_LONGLONG"},
+    {ATTR_ULONGLONG, "ATTR_ULONGLONG"},
+    {ATTR_OBJECT, "ATTR_OBJECT"},
+    {ATTR_REFERENCE, "ATTR_REFERENCE"},
+    {ATTR_BYTES, "ATTR_BYTES"},
+    {ATTR_UCHAR, "ATTR_UCHAR"},
+    {ATTR_COMPLEX_FLOAT, "ATTR_COMPLEX_FLOAT"},
+    {ATTR_COMPLEX_DOUBLE, "ATTR_COMPLEX_DOUBLE"},
+    {ATTR_NESTED, "ATTR_NESTED"},
 };
 
 constexpr Name CollectionTypes[] = {
@@ -76,6 +90,10 @@ constexpr ValueType ValueTypes[] = {
     {sto_Format::Reference, "reference", ATTR_REFERENCE},
     {sto_Format::Object, "object", ATTR_OBJECT},
     {sto_Format::Bytes, "byte string", ATTR_BYTES},
+    {sto_Format::UInt8, "unsigned 8-bit integer", ATTR_UCHAR},
+    {sto_Format::ComplexFloat, "complex float", ATTR_COMPLEX_FLOAT},
+    {sto_Format::ComplexDouble, "complex double", ATTR_COMPLEX_DOUBLE},
+    {sto_Format::Nested, "value of values", ATTR_NESTED},
 };
 
 /// An element's type in declarations.
@@ -94,6 +112,14 @@ constexpr Element Elements[] = {
     {sto_Format::ElementUInt, ATTR_UINT, COLLECTION_LIST_UINT, COLLECTION_MAP_STRING_UINT},
     {sto_Format::ElementInt, ATTR_INT, COLLECTION_LIST_INT, COLLECTION_MAP_STRING},
     {sto_Format::ElementObject, ATTR_OBJECT, COLLECTION_OBJ, COLLECTION_MAP_STRING_OBJ},
+    {sto_Format::ElementInt8, ATTR_SCHAR, COLLECTION_LIST, COLLECTION_MAP_STRING},
+    {sto_Format::ElementUInt8, ATTR_UCHAR, COLLECTION_LIST, COLLECTION_MAP_STRING},
+    {sto_Format::ElementInt16, ATTR_SHORT, COLLECTION_LIST, COLLECTION_MAP_STRING},
+    {sto_Format::ElementUInt16, ATTR_USHORT, COLLECTION_LIST, COLLECTION_MAP_STRING},
+    {sto_Format::ElementInt64, ATTR_LONGLONG, COLLECTION_LIST, COLLECTION_MAP_STRING},
+    {sto_Format::ElementUInt64, ATTR_ULONGLONG, COLLECTION_LIST, COLLECTION_MAP_STRING},
+    {sto_Format::ElementComplexFloat, ATTR_COMPLEX_FLOAT, COLLECTION_LIST, COLLECTION_MAP_STRING},
+    {sto_Format::ElementComplexDouble, ATTR_COMPLEX_DOUBLE, COLLECTION_LIST, COLLECTION_MAP_STRING},
 };
 
 std::string WithArticle(std::string const& noun) {
@@ -182,6 +208,8 @@ sto_Written sto_Written::Collection(sto_CollectionShape const& shape) {
   // Maps of numbers by int have no kind of their own.
   if (shape.m_KeyType == sto_Format::KeyInt)
     type = shape.HoldsObjects() ? COLLECTION_MAP_INT_OBJ : COLLECTION_KIND_70;
+  if (shape.m_KeyType == sto_Format::KeyInt64 || shape.m_KeyType == sto_Format::KeyUInt64)
+    type = shape.HoldsObjects() ? COLLECTION_MAP_OBJ : COLLECTION_KIND_70;
   return {std::move(what), found->m_Attribute, type};
 }
 

@@ -9,6 +9,7 @@
 #include "store/format/sto_ElementCodec.h"
 #include "store/format/sto_IdCodec.h"
 #include "store/format/sto_MapWalk.h"
+#include "store/format/sto_RecordIds.h"
 #include "store/objects/sto_ObjectListReader.h"
 #include "store/session/sto_MapChunks.h"
 #include "store/session/sto_StoredBlocks.h"
@@ -56,11 +57,16 @@ std::int64_t sto_BranchCopy::MapPartId(std::int64_t id) {
 }
 
 void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {
+  m_Types.clear();
   sto_RecordBuilder builder;
   for (sto_Part const& part : record.Parts()) {
     RequireClass(part);
     std::size_t const index = builder.AddPart(part.m_ClassId, part.m_Version, MapPartId(part.m_Id));
-    for (sto_Field const& field : part.m_Fields) CopyField(field, builder, index);
+    for (sto_Field const& field : part.m_Fields)
+      if (field.m_Tag == sto_Format::Nested)
+        CopyNested(id, field, builder, index);
+      else
+        CopyField(field, builder, index);
     RequireFields(part);
   }
   sto_Part const& first = record.Parts().front();
@@ -77,6 +83,16 @@ void sto_BranchCopy::CopyField(sto_Field const& field, sto_RecordBuilder& builde
   if (field.m_Tag == sto_Format::Object) id = MapHeldId(field.m_ObjectId);
   if (field.m_Tag == sto_Format::Reference) id = MapId(field.m_ObjectId);
   builder.AddDecoded(part, MapKey(field.m_Key), field, id);
+}
+
+void sto_BranchCopy::CopyNested(std::int64_t id, sto_Field const& field, sto_RecordBuilder& builder,
+                                std::size_t part) {
+  sto_Bytes const value =
+      sto_MapNestedIds(field, id, MapId(id), [this](std::uint8_t tag, std::int64_t named) {
+        return tag == sto_Format::Object ? MapHeldId(named) : MapId(named);
+      });
+  m_Types.push_back(field.m_Type->WithKeys([this](sto_FieldKey const& key) { return MapKey(key); }));
+  builder.AddNested(part, MapKey(field.m_Key), m_Types.back(), value);
 }
 
 bool sto_BranchCopy::MapIds(std::int64_t list, sto_ListHeader const& header, sto_ByteView content, int count,
@@ -108,6 +124,7 @@ void sto_BranchCopy::CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBu
     RaiseDamagedBlock(id, 0);
   list.m_Inline = {};
   list.m_HasFixedIds = false;
+  list.m_Extra.SetUnit(MapKey({list.m_Extra.UnitId(), -1}).m_NameId);
   builder.SetList(list, std::move(elements));
 }
 
@@ -213,7 +230,7 @@ void sto_BranchCopy::RequireClass(sto_Part const& part) {
   if (described == nullptr)
     m_Source.Raise(sto_ErrorKind::Damaged, "The store does not describe class " + version + ".");
   if (part.m_Version == newest->Version()) static_cast<void>(m_Target.ClassToWrite(part.m_ClassId));
-  if (!m_Target.Catalogue().Adopt(m_Target.Driver(), *described))
+  if (!m_Target.Catalogue().Adopt(m_Target.Driver(), *described, m_Source.Catalogue(), m_Source.Driver()))
     m_Target.Raise(sto_ErrorKind::Conflict,
                    "Class " + version + " is described differently in " + m_Source.Location() + ".");
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <set>
 #include <string>
@@ -35,6 +36,7 @@ class sto_BranchCopy {
   std::int64_t MapPartId(std::int64_t id);
   void CopyObject(std::int64_t id, sto_Record const& record);
   void CopyField(sto_Field const& field, sto_RecordBuilder& builder, std::size_t part);
+  void CopyNested(std::int64_t id, sto_Field const& field, sto_RecordBuilder& builder, std::size_t part);
   void CopyList(std::int64_t id, sto_ListHeader list, sto_RecordBuilder& builder);
   void CopyMap(std::int64_t id, sto_MapHeader const& map, sto_RecordBuilder& builder);
   void CopyChunks(std::int64_t id, sto_MapHeader map, sto_RecordBuilder& builder);
@@ -63,4 +65,5 @@ class sto_BranchCopy {
   std::set<std::pair<unsigned int, int>> m_KnownClasses;        // class versions that RequireClass has seen
   std::unordered_map<std::int64_t, std::int64_t> m_Ids;         // from the source's ids to the copies' ids
   std::vector<std::int64_t> m_ToCopy;                           // scheduled by MapId, not yet copied by Copy
+  std::deque<sto_NestedType> m_Types; // of the nested values in the copy that is being built
 };

@@ -5,6 +5,7 @@
 
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_MapWalk.h"
+#include "store/format/sto_RecordIds.h"
 #include "store/objects/sto_ObjectListReader.h"
 #include "store/session/sto_MapChunks.h"
 #include "store/session/sto_StoredBlocks.h"
@@ -74,12 +75,12 @@ void sto_Collector::VisitAll() {
 
 void sto_Collector::Visit(sto_Record const& record) {
   std::int64_t const id = record.Parts().front().m_Id;
-  for (sto_Part const& part : record.Parts())
-    for (sto_Field const& field : part.m_Fields)
-      if (field.m_Tag == sto_Format::Object)
-        Hold(field.m_ObjectId, id);
-      else if (field.m_Tag == sto_Format::Reference)
-        Refer(field.m_ObjectId);
+  sto_ForEachId(record, [&](std::uint8_t tag, std::int64_t named) {
+    if (tag == sto_Format::Object)
+      Hold(named, id);
+    else
+      Refer(named);
+  });
   if (record.List() && record.List()->m_ElementType == sto_Format::ElementObject)
     VisitList(id, *record.List());
   if (record.Map() && record.Map()->m_ElementType == sto_Format::ElementObject) VisitMap(id, *record.Map());

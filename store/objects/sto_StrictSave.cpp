@@ -22,6 +22,10 @@ bool IsRequired(cls_AttributeMetadata const& attribute) noexcept {
   case ATTR_LONGLONG:
   case ATTR_ULONGLONG:
   case ATTR_BYTES:
+  case ATTR_UCHAR:
+  case ATTR_COMPLEX_FLOAT:
+  case ATTR_COMPLEX_DOUBLE:
+  case ATTR_NESTED:
     return true;
   default:
     return false; // an object, a reference, or a host type

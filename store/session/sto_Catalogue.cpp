@@ -9,23 +9,37 @@
 
 namespace {
 
-sto_ClassRow Describe(cls_ClassMetadata const& metadata) {
+sto_ClassRow RowOf(cls_ClassMetadata const& metadata, cls_ClassNotes const* notes) {
   sto_ClassRow row{metadata.ClassId(),
                    metadata.Version(),
                    std::string(metadata.Name().View()),
                    metadata.BaseClassId(),
                    {}};
-  for (omi_BtreeIterator i(metadata.GetAttributes()); !i.IsDone(); i.Next())
-    row.m_Attributes.push_back({std::string(i.Key().View()), i.Value().m_FieldId, i.Value().m_Type,
-                                i.Value().m_TypeArg, i.Value().m_CollectionType});
+  for (omi_BtreeIterator i(metadata.GetAttributes()); !i.IsDone(); i.Next()) {
+    sto_AttributeRow attribute{std::string(i.Key().View()), i.Value().m_FieldId, i.Value().m_Type,
+                               i.Value().m_TypeArg, i.Value().m_CollectionType};
+    if (auto const* const said = notes == nullptr ? nullptr : notes->Find(attribute.m_Name)) {
+      attribute.m_Unit = said->m_Unit;
+      attribute.m_Default = said->m_Default;
+    }
+    row.m_Attributes.push_back(std::move(attribute));
+  }
   // One program may order names naturally, another one by bytes.
   std::ranges::sort(row.m_Attributes, {}, &sto_AttributeRow::m_Name);
   return row;
 }
 
+bool IsAlike(sto_AttributeRow const& a, sto_AttributeRow const& b) {
+  return a.IsDeclaredAs(b);
+}
+
+bool HasAttributesOf(sto_ClassRow const& a, sto_ClassRow const& b) {
+  return std::ranges::equal(a.m_Attributes, b.m_Attributes, IsAlike);
+}
+
 /// The name of the first attribute in which two descriptions differ.
 std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
-  auto const [inA, inB] = std::ranges::mismatch(a.m_Attributes, b.m_Attributes);
+  auto const [inA, inB] = std::ranges::mismatch(a.m_Attributes, b.m_Attributes, IsAlike);
   if (inA == a.m_Attributes.end()) return inB->m_Name;
   if (inB == b.m_Attributes.end()) return inA->m_Name;
   return std::min(inA->m_Name, inB->m_Name);
@@ -44,6 +58,7 @@ void sto_Catalogue::Forget() noexcept {
   m_Names.clear();
   m_NextNameId = 1;
   m_Shapes.Clear();
+  m_Notes.Forget();
   for (auto& [classId, inUse] : m_InUse) inUse.Reset();
 }
 
@@ -84,7 +99,9 @@ sto_ClassInUse* sto_Catalogue::ToWrite(sto_Driver& driver, unsigned int classId)
 
 void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata) {
   Load(driver);
-  sto_ClassRow declared = Describe(metadata);
+  cls_ClassNotes const* const notes = m_Classes.Notes(metadata.ClassId(), metadata.Version());
+  sto_ClassRow declared = RowOf(metadata, notes);
+  if (notes != nullptr) CheckNotes(*notes, declared);
   auto const [place, isNew] =
       m_StoredClasses.try_emplace(std::pair(declared.m_ClassId, declared.m_Version), declared);
   // Stores of format 1 have classes without a description of their attributes.
@@ -97,6 +114,9 @@ void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata
     WriteClass(driver, declared);
   else
     CheckSame(place->second.Row(), declared);
+  if (notes == nullptr) return;
+  RecordUnits(driver, place->second, declared);
+  RecordNotes(driver, *notes, declared);
 }
 
 void sto_Catalogue::WriteClass(sto_Driver& driver, sto_ClassRow const& row) {
@@ -104,15 +124,24 @@ void sto_Catalogue::WriteClass(sto_Driver& driver, sto_ClassRow const& row) {
   driver.WriteClass(row);
 }
 
-bool sto_Catalogue::Adopt(sto_Driver& driver, sto_ClassRow const& row) {
+bool sto_Catalogue::Adopt(sto_Driver& driver, sto_ClassRow const& row, sto_Catalogue& other,
+                          sto_Driver& otherDriver) {
   Load(driver);
   auto const [place, isNew] = m_StoredClasses.try_emplace(std::pair(row.m_ClassId, row.m_Version), row);
   if (isNew) WriteClass(driver, row);
   sto_ClassRow const& there = place->second.Row();
   // Stores of format 1 have classes without a description of their attributes.
-  return row.m_Attributes.empty() ||
-         (there.m_Name == row.m_Name && there.m_BaseClassId == row.m_BaseClassId &&
-          there.m_Attributes == row.m_Attributes);
+  if (row.m_Attributes.empty()) return true;
+  bool hasMore = false;
+  if (there.m_Name != row.m_Name || there.m_BaseClassId != row.m_BaseClassId ||
+      !HasAttributesOf(there, row) || !place->second.TakeUnits(row.m_Attributes, hasMore).empty())
+    return false;
+  if (hasMore) WriteClass(driver, there);
+  sto_StoredNotes const& from = other.LoadNotes(otherDriver);
+  bool isAlike = AdoptNotes(driver, {row.m_ClassId, row.m_Version, {}}, from);
+  for (sto_AttributeRow const& attribute : row.m_Attributes)
+    isAlike = AdoptNotes(driver, {row.m_ClassId, row.m_Version, attribute.m_Name}, from) && isAlike;
+  return isAlike;
 }
 
 sto_ClassRow const* sto_Catalogue::FindStored(unsigned int classId, int version) const {
@@ -166,7 +195,7 @@ void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& de
     conflict(" has the class ID of a class that the store knows as " + stored.m_Name + ".");
   if (stored.m_BaseClassId != declared.m_BaseClassId)
     conflict(" is declared with another base class than the store has for it. Give it a new version.");
-  if (stored.m_Attributes != declared.m_Attributes)
+  if (!HasAttributesOf(stored, declared))
     conflict(" declares attribute " + Difference(stored, declared) +
              " differently than when the store was first given this version. Give the class a new version.");
 }

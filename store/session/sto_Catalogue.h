@@ -8,11 +8,13 @@
 #include <vector>
 
 #include "store/base/sto_AnswerTable.h"
+#include "store/base/sto_ClassDescription.h"
 #include "store/driver/sto_Driver.h"
 #include "store/format/sto_ShapeTable.h"
 #include "store/session/sto_ClassInUse.h"
 #include "store/session/sto_Classes.h"
 #include "store/session/sto_StoredClass.h"
+#include "store/session/sto_StoredNotes.h"
 
 /// What a session knows about classes and attribute names: the program's classes, the store's descriptions of
 /// classes, and the store's dictionary of names. The last two grow when new classes or names are written.
@@ -55,9 +57,14 @@ class sto_Catalogue {
   /// What ToWrite returned last, null if that is not known any more.
   [[nodiscard]] sto_ClassInUse* LatestToWrite() const noexcept { return m_LatestToWrite; }
 
-  /// Copies another store's description of a class version, unless there is one. False if the store describes
-  /// the class version differently.
-  [[nodiscard]] bool Adopt(sto_Driver& driver, sto_ClassRow const& row);
+  /// Copies another store's description of a class version, with its enumerators and notes, unless there are
+  /// such. False if the store describes the class version differently. `other`, `otherDriver`: of that store.
+  [[nodiscard]] bool Adopt(sto_Driver& driver, sto_ClassRow const& row, sto_Catalogue& other,
+                           sto_Driver& otherDriver);
+
+  /// The descriptions of a class's versions, ascending by version; none for a class that the store does not
+  /// know. Damaged.
+  [[nodiscard]] std::vector<sto_ClassDescription> Describe(sto_Driver& driver, unsigned int classId);
 
   /// The store's description of a class version, null if it has none. Valid until Forget. REQUIRES: Load.
   [[nodiscard]] sto_ClassRow const* FindStored(unsigned int classId, int version) const;
@@ -137,6 +144,21 @@ class sto_Catalogue {
   void Record(sto_Driver& driver, cls_ClassMetadata const& metadata);
   void WriteClass(sto_Driver& driver, sto_ClassRow const& row);
 
+  // Of units, defaults, enumerators and notes; see sto_CatalogueNotes.cpp.
+  /// Misuse if the program says something about an attribute that the class does not declare.
+  void CheckNotes(cls_ClassNotes const& notes, sto_ClassRow const& declared) const;
+  /// Writes units and defaults that the store does not have. Conflict if it has others.
+  void RecordUnits(sto_Driver& driver, sto_StoredClass& stored, sto_ClassRow const& declared);
+  /// Writes enumerators and notes that the store does not have. Conflict if it has an enumerator with another
+  /// value.
+  void RecordNotes(sto_Driver& driver, cls_ClassNotes const& notes, sto_ClassRow const& declared);
+  /// Copies another store's enumerators and notes on a class or attribute; false if an enumerator has another
+  /// value.
+  [[nodiscard]] bool AdoptNotes(sto_Driver& driver, sto_OnAttribute const& on, sto_StoredNotes const& from);
+  [[nodiscard]] sto_StoredNotes& LoadNotes(sto_Driver& driver);
+  /// Damaged if a row of a table belongs to no class version or attribute.
+  void CheckOn(sto_OnAttribute const& on, char const* table) const;
+
   /// Conflict if two descriptions of one class version differ.
   void CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const;
 
@@ -166,4 +188,5 @@ class sto_Catalogue {
   std::unordered_map<std::int64_t, std::string_view> m_FarNames; // the others; the texts are in m_NameIds
   std::int64_t m_NextNameId = 1;
   sto_ShapeTable m_Shapes;
+  sto_StoredNotes m_Notes; // read when they are needed first
 };

@@ -25,6 +25,11 @@ class sto_Classes {
   /// if there is none.
   [[nodiscard]] cls_ClassMetadata const* ForVersion(unsigned int classId, int version) const;
 
+  /// What the program says about a class version beside its metadata; null if nothing.
+  [[nodiscard]] cls_ClassNotes const* Notes(unsigned int classId, int version) const noexcept {
+    return m_Program.FindNotes(classId, version);
+  }
+
   /// The registered versions of a class, ascending.
   [[nodiscard]] std::vector<int> Versions(unsigned int classId) const;
 

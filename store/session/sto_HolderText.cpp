@@ -1,5 +1,6 @@
 #include "store/session/sto_HolderText.h"
 
+#include "store/format/sto_RecordIds.h"
 #include "store/session/sto_Session.h"
 
 namespace {
@@ -8,8 +9,12 @@ std::string ObjectText(sto_Session const& session, std::int64_t id, unsigned int
   return "object " + std::to_string(id) + " (" + session.Catalogue().DescribeClass(classId) + ")";
 }
 
-bool Holds(sto_Field const& field, std::int64_t held) {
-  return field.m_Tag == sto_Format::Object && field.m_ObjectId == held;
+bool Holds(sto_Field const& field, std::int64_t holder, std::int64_t held) {
+  bool isHeld = false;
+  sto_ForEachId(field, holder, [&](std::uint8_t tag, std::int64_t id) {
+    isHeld = isHeld || (tag == sto_Format::Object && id == held);
+  });
+  return isHeld;
 }
 
 std::string FieldText(sto_Session const& session, sto_FieldKey const& key) {
@@ -24,7 +29,7 @@ std::string sto_HolderText(sto_Session& session, std::int64_t holder, std::int64
   if (record == nullptr) return "object " + std::to_string(holder) + ", which is being saved";
   for (sto_Part const& part : record->Parts())
     for (sto_Field const& field : part.m_Fields)
-      if (Holds(field, held))
+      if (Holds(field, holder, held))
         return "attribute " + FieldText(session, field.m_Key) + " of " +
                ObjectText(session, holder, part.m_ClassId);
   char const* const kind = record->List() ? "list" : record->Map() ? "map" : nullptr;

@@ -10,6 +10,17 @@ namespace {
 /// A record that has grown larger than this is not kept.
 constexpr std::size_t MaxSpareRecordBytes = 65536;
 
+/// The number of a name that nested values of a part use and the store does not have; 0 if there is none.
+std::int64_t UnknownName(sto_Catalogue const& catalogue, sto_Part const& part) {
+  for (sto_Field const& field : part.m_Fields) {
+    if (field.m_Tag != sto_Format::Nested) continue;
+    for (sto_NestedType::Node const& node : field.m_Type->Nodes())
+      if (node.m_Key.m_NameId != 0 && catalogue.NameOf(node.m_Key.m_NameId).empty())
+        return node.m_Key.m_NameId;
+  }
+  return 0;
+}
+
 } // namespace
 
 sto_RecordRef& sto_RecordCache::SpareRecord() {
@@ -53,6 +64,11 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   if (record->GreatestId() >= m_Session.NextId())
     RaiseDamaged(id, *record,
                  "names object " + std::to_string(record->GreatestId()) + ", which the store never had");
+  if (record->List() && record->List()->m_Extra.UnitId() != 0 &&
+      catalogue.NameOf(record->List()->m_Extra.UnitId()).empty())
+    RaiseDamaged(id, *record,
+                 "or the store's catalogue is damaged: table name does not have name " +
+                     std::to_string(record->List()->m_Extra.UnitId()) + ", its unit");
   if (sto_NumberedShape const* const shape = record->Shape(); shape == nullptr || !shape->m_IsChecked)
     CheckParts(id, record.Fill());
   return record;
@@ -69,6 +85,12 @@ void sto_RecordCache::CheckParts(std::int64_t id, sto_Record& record) {
   sto_NumberedShape* const shape = catalogue.FindShape(record.Stored().m_Shape);
   bool isKnown = true;
   for (sto_Part const& part : record.Parts()) {
+    if (std::int64_t const name = UnknownName(catalogue, part); name != 0)
+      m_Session.Raise(sto_ErrorKind::Damaged,
+                      "Object " + std::to_string(id) + " (" + catalogue.DescribeClass(record.ClassId()) +
+                          ") or the store's catalogue is damaged: table name does not "
+                          "have name " +
+                          std::to_string(name) + ", which it uses.");
     if (catalogue.IsKnown(part)) continue;
     CheckPart(id, record.ClassId(), part);
     if (!catalogue.HasNewestBase(part)) record.NoteChangedBase();

@@ -17,7 +17,7 @@ constexpr std::uint32_t Bit(sto_Format::ValueTag tag) noexcept {
 std::uint32_t TagsOf(sto_AttributeRow const& attribute) noexcept {
   if (attribute.m_CollectionType != COLLECTION_NONE) return Bit(sto_Format::Object);
   std::uint32_t tags = 0;
-  for (int tag = sto_Format::NoText; tag <= sto_Format::Bytes; ++tag)
+  for (int tag = sto_Format::NoText; tag <= sto_Format::LastTag; ++tag)
     if (sto_TagFits(static_cast<sto_Format::ValueTag>(tag), static_cast<cls_AttributeType>(attribute.m_Type)))
       tags |= Bit(static_cast<sto_Format::ValueTag>(tag));
   return tags;
@@ -28,6 +28,20 @@ std::uint32_t TagsOf(sto_AttributeRow const& attribute) noexcept {
 void sto_StoredClass::Describe(std::vector<sto_AttributeRow> attributes) {
   m_Row.m_Attributes = std::move(attributes);
   m_Known.clear();
+}
+
+std::string sto_StoredClass::TakeUnits(std::vector<sto_AttributeRow> const& declared, bool& isChanged) {
+  for (bool const isTaking : {false, true}) // nothing is taken if anything contradicts
+    for (std::size_t i = 0; i < declared.size(); ++i) {
+      sto_AttributeRow& known = m_Row.m_Attributes[i];
+      bool const hasUnit = !declared[i].m_Unit.empty() && declared[i].m_Unit != known.m_Unit;
+      bool const hasDefault = declared[i].m_Default && declared[i].m_Default != known.m_Default;
+      if ((hasUnit && !known.m_Unit.empty()) || (hasDefault && known.m_Default)) return known.m_Name;
+      isChanged = isChanged || hasUnit || hasDefault;
+      if (isTaking && hasUnit) known.m_Unit = declared[i].m_Unit;
+      if (isTaking && hasDefault) known.m_Default = declared[i].m_Default;
+    }
+  return {};
 }
 
 bool sto_StoredClass::FindKnown(sto_Field const& field, std::size_t& next) const noexcept {

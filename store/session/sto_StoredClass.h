@@ -26,6 +26,11 @@ class sto_StoredClass {
   /// Gives a class version of format 1 its attributes.
   void Describe(std::vector<sto_AttributeRow> attributes);
 
+  /// Takes over units and defaults that are not known yet. Returns the name of an attribute where `declared`
+  /// says something else than is known; empty if there is none. Then `isChanged` says whether it took any.
+  /// REQUIRES: both have the same attributes.
+  [[nodiscard]] std::string TakeUnits(std::vector<sto_AttributeRow> const& declared, bool& isChanged);
+
   /// Whether all fields of a part were seen before, in the same order; known fields may be missing.
   [[nodiscard]] bool Knows(sto_Part const& part) const noexcept {
     auto known = m_Known.begin();

@@ -16,6 +16,8 @@ struct sto_SqliteCatalogue::StoredClass {
   struct Attribute {
     std::string m_Name;
     std::array<std::int64_t, 4> m_Numbers; // field id, type, type argument, collection type
+    std::string m_Unit;
+    std::optional<std::string> m_Default;
   };
   std::int64_t m_ClassId, m_Version;
   std::string m_Name;
@@ -35,7 +37,8 @@ struct sto_SqliteCatalogue::StoredClass {
     for (Attribute const& attribute : m_Attributes) {
       auto const& [fieldId, type, typeArg, collectionType] = attribute.m_Numbers;
       row.m_Attributes.push_back({attribute.m_Name, static_cast<int>(fieldId), static_cast<int>(type),
-                                  static_cast<unsigned int>(typeArg), static_cast<int>(collectionType)});
+                                  static_cast<unsigned int>(typeArg), static_cast<int>(collectionType),
+                                  attribute.m_Unit, attribute.m_Default});
     }
     return row;
   }
@@ -44,7 +47,9 @@ struct sto_SqliteCatalogue::StoredClass {
     for (sto_AttributeRow const& attribute : row.m_Attributes)
       stored.m_Attributes.push_back(
           {attribute.m_Name,
-           {attribute.m_FieldId, attribute.m_Type, attribute.m_TypeArg, attribute.m_CollectionType}});
+           {attribute.m_FieldId, attribute.m_Type, attribute.m_TypeArg, attribute.m_CollectionType},
+           attribute.m_Unit,
+           attribute.m_Default});
     return stored;
   }
 };
@@ -56,7 +61,7 @@ sto_SqliteCatalogue::sto_SqliteCatalogue(sto_SqliteConnection& connection, sto_S
                                "VALUES(?, ?, ?, ?, ?)"),
       m_WriteAttribute(connection,
                        "REPLACE INTO attribute(class_id, version, name, field_id, type, type_arg, "
-                       "collection_type) VALUES(?, ?, ?, ?, ?, ?, ?)"),
+                       "collection_type, unit, default_value) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)"),
       m_AddName(connection, "INSERT INTO name(id, text, checksum) VALUES(?, ?, ?)"),
       m_AddShape(connection, "INSERT INTO shape(id, data, checksum) VALUES(?, ?, ?)") {}
 
@@ -77,6 +82,11 @@ std::int64_t sto_SqliteCatalogue::ChecksumOf(StoredClass const& row) {
   for (StoredClass::Attribute const& attribute : row.m_Attributes) {
     checksum.Text(attribute.m_Name);
     for (std::int64_t const number : attribute.m_Numbers) checksum.Integer(number);
+    checksum.Text(attribute.m_Unit);
+    if (attribute.m_Default)
+      checksum.Text(*attribute.m_Default);
+    else
+      checksum.Other();
   }
   return checksum.Value();
 }
@@ -124,15 +134,21 @@ void sto_SqliteCatalogue::ReadAttributes(std::vector<StoredClass>& classes) {
   for (StoredClass& row : classes) byVersion[{row.m_ClassId, row.m_Version}] = &row;
   // One statement for all classes, so that its count of steps ends it on a damaged tree.
   sto_SqliteStatement statement(m_Connection,
-                                "SELECT class_id, version, name, field_id, type, type_arg, collection_type "
-                                "FROM attribute");
+                                m_Checksums ? "SELECT class_id, version, name, field_id, type, type_arg, "
+                                              "collection_type, unit, default_value FROM attribute"
+                                            : "SELECT class_id, version, name, field_id, type, type_arg, "
+                                              "collection_type, '', NULL FROM attribute");
   sto_SqliteStatement::Use use(statement);
   for (use.AllowAllRows(); use.Step();) {
     auto const found = byVersion.find({use.Integer(0), use.Integer(1)});
-    if (found != byVersion.end())
-      found->second->m_Attributes.push_back(
-          {use.Text(2), {use.Integer(3), use.Integer(4), use.Integer(5), use.Integer(6)}});
-    else if (m_Checksums)
+    if (found != byVersion.end()) {
+      std::optional<std::string> value; // before it is read: reading may convert it
+      if (use.TypeOf(8) != sto_SqliteType::Other) value = use.Text(8);
+      found->second->m_Attributes.push_back({use.Text(2),
+                                             {use.Integer(3), use.Integer(4), use.Integer(5), use.Integer(6)},
+                                             use.Text(7),
+                                             std::move(value)});
+    } else if (m_Checksums)
       sto_Raise(sto_ErrorKind::Damaged,
                 m_Connection.Path() + ": The store's catalogue is damaged: table attribute has attribute " +
                     use.Text(2) + " of class " + sto_ClassIdText(static_cast<unsigned int>(use.Integer(0))) +
@@ -189,6 +205,8 @@ void sto_SqliteCatalogue::WriteClass(sto_ClassRow const& row) {
     sto_SqliteStatement::Use use(m_WriteAttribute);
     use.Bind(1, stored.m_ClassId).Bind(2, stored.m_Version).Bind(3, std::string_view(attribute.m_Name));
     for (int i = 0; i < 4; ++i) use.Bind(4 + i, attribute.m_Numbers[static_cast<std::size_t>(i)]);
+    use.Bind(8, std::string_view(attribute.m_Unit));
+    if (attribute.m_Default) use.Bind(9, std::string_view(*attribute.m_Default));
     use.Step();
   }
 }

@@ -57,8 +57,8 @@ bool IsStoreWithoutObject(sto_SqliteConnection& connection) {
   } catch (sto_Exception const&) {
     return false;
   }
-  auto const tables = {"class",     "name", "root",        "object",      "block",
-                       "attribute", "pack", "moved_block", "block_place", "shape"};
+  auto const tables = {"class", "name",        "root",        "object", "block",      "attribute",
+                       "pack",  "moved_block", "block_place", "shape",  "enumerator", "note"};
   return sto_ReadSqliteIdentity(connection).m_FormatVersion == sto_Format::Version &&
          connection.QueryInteger("SELECT count(*) FROM save") == 1 &&
          std::ranges::none_of(tables, [&](char const* table) { return HasRows(connection, table); });

@@ -33,7 +33,7 @@ sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, std
       m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
       m_GetMeta(*m_Connection, "SELECT value FROM meta WHERE key = ?"),
       m_HasLog(!m_FixedState && m_Connection->QueryText("PRAGMA journal_mode") == "wal"),
-      m_Saves(*m_Connection), m_Catalogue(*m_Connection, m_Changes),
+      m_Saves(*m_Connection), m_Catalogue(*m_Connection, m_Changes), m_Notes(*m_Connection, m_Changes),
       m_Objects(*m_Connection, m_Mark, m_Changes), m_Roots(*m_Connection, m_Changes),
       m_Blocks(*m_Connection, m_Changes), m_Mark(m_Transaction, m_Objects, m_Roots, m_Blocks, m_Changes) {
   if (m_HasLog && m_IsReadOnly) m_LogFolder.m_Path = m_Connection->FullPath();
@@ -97,6 +97,7 @@ void sto_SqliteDriver::ReadHeader() {
   if (isPresent) m_Header = sto_ReadSqliteHeader(*m_Connection);
   m_Saves.Use(m_Header.m_Uuid);
   m_Catalogue.Use(m_FormatVersion, m_Header.m_Uuid);
+  m_Notes.Use(m_FormatVersion, m_Header.m_Uuid);
   m_Roots.Use(m_FormatVersion, m_Header.m_Uuid);
   if (isPresent) return;
   sto_SqliteObjectTables tables;
@@ -232,6 +233,22 @@ std::vector<sto_ClassRow> sto_SqliteDriver::Classes() {
 void sto_SqliteDriver::WriteClass(sto_ClassRow const& row) {
   BeforeWriting();
   m_Catalogue.WriteClass(row);
+}
+std::vector<sto_EnumeratorRow> sto_SqliteDriver::Enumerators() {
+  m_Transaction.CheckUndone();
+  return m_Notes.Enumerators();
+}
+void sto_SqliteDriver::AddEnumerator(sto_EnumeratorRow const& row) {
+  BeforeWriting();
+  m_Notes.AddEnumerator(row);
+}
+std::vector<sto_NoteRow> sto_SqliteDriver::Notes() {
+  m_Transaction.CheckUndone();
+  return m_Notes.Notes();
+}
+void sto_SqliteDriver::WriteNote(sto_NoteRow const& row) {
+  BeforeWriting();
+  m_Notes.WriteNote(row);
 }
 std::vector<sto_NameRow> sto_SqliteDriver::Names() {
   m_Transaction.CheckUndone();

@@ -10,6 +10,7 @@
 #include "store/sqlite/sto_SqliteFile.h"
 #include "store/sqlite/sto_SqliteHeader.h"
 #include "store/sqlite/sto_SqliteMark.h"
+#include "store/sqlite/sto_SqliteNotes.h"
 #include "store/sqlite/sto_SqliteObjects.h"
 #include "store/sqlite/sto_SqliteOldBlocks.h"
 #include "store/sqlite/sto_SqliteOldObjects.h"
@@ -60,6 +61,10 @@ class sto_SqliteDriver : public sto_Driver {
   void SetNextObjectId(std::int64_t id) override;
   std::vector<sto_ClassRow> Classes() override;
   void WriteClass(sto_ClassRow const& row) override;
+  std::vector<sto_EnumeratorRow> Enumerators() override;
+  void AddEnumerator(sto_EnumeratorRow const& row) override;
+  std::vector<sto_NoteRow> Notes() override;
+  void WriteNote(sto_NoteRow const& row) override;
   std::vector<sto_NameRow> Names() override;
   void AddName(sto_NameRow const& row) override;
   std::vector<sto_ShapeRow> Shapes() override;
@@ -144,6 +149,7 @@ class sto_SqliteDriver : public sto_Driver {
   sto_SqliteSaves m_Saves;
   sto_SqliteChanges m_Changes;
   sto_SqliteCatalogue m_Catalogue;
+  sto_SqliteNotes m_Notes;
   sto_SqliteObjects m_Objects;
   sto_SqliteRoots m_Roots;
   sto_SqliteBlocks m_Blocks;

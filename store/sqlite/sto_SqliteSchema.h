@@ -35,7 +35,7 @@ CREATE TABLE root(name TEXT PRIMARY KEY, object_id INTEGER NOT NULL) WITHOUT ROW
 CREATE TABLE object(id INTEGER PRIMARY KEY, class_id INTEGER NOT NULL, record BLOB NOT NULL);
 )";
 
-/// Added by format 2.
+/// Of the formats 2 and 3.
 inline constexpr char AttributeTable[] = R"(
 CREATE TABLE attribute(
   class_id INTEGER NOT NULL,
@@ -83,6 +83,33 @@ CREATE TABLE save(
   changed BLOB,
   sum BLOB,
   checksum INTEGER NOT NULL);
+CREATE TABLE attribute(
+  class_id INTEGER NOT NULL,
+  version INTEGER NOT NULL,
+  name TEXT NOT NULL,
+  field_id INTEGER NOT NULL,
+  type INTEGER NOT NULL,
+  type_arg INTEGER NOT NULL,
+  collection_type INTEGER NOT NULL,
+  unit TEXT NOT NULL,
+  default_value TEXT,
+  PRIMARY KEY(class_id, version, name)) WITHOUT ROWID;
+CREATE TABLE enumerator(
+  class_id INTEGER NOT NULL,
+  version INTEGER NOT NULL,
+  attribute TEXT NOT NULL,
+  name TEXT NOT NULL,
+  value INTEGER NOT NULL,
+  checksum INTEGER NOT NULL,
+  PRIMARY KEY(class_id, version, attribute, name)) WITHOUT ROWID;
+CREATE TABLE note(
+  class_id INTEGER NOT NULL,
+  version INTEGER NOT NULL,
+  attribute TEXT NOT NULL,
+  name TEXT NOT NULL,
+  text TEXT NOT NULL,
+  checksum INTEGER NOT NULL,
+  PRIMARY KEY(class_id, version, attribute, name)) WITHOUT ROWID;
 )";
 
 /// The statements that make the tables of a format, each a part of the texts above.
@@ -90,7 +117,7 @@ CREATE TABLE save(
   std::vector<char const*> tables{CommonTables, BlockTable};
   bool const hasShapes = version > sto_Format::VersionWithoutShapes;
   tables.push_back(hasShapes ? Tables : OldTables);
-  if (version > sto_Format::VersionWithoutAttributes) tables.push_back(AttributeTable);
+  if (!hasShapes && version > sto_Format::VersionWithoutAttributes) tables.push_back(AttributeTable);
   if (version > sto_Format::VersionWithoutPacks) tables.insert(tables.end(), {PackTable, MovedBlockTables});
   return tables;
 }

@@ -160,11 +160,11 @@ void RewriteBlocks(sto_SqliteConnection& connection, bool hasPlaces, sto_SqliteB
 void sto_UpgradeSqlite(sto_SqliteConnection& connection, std::int64_t version, sto_SqliteObjects& objects,
                        sto_SqliteBlocks& blocks, sto_SqliteChanges& changes, std::string const& program) {
   bool const hasPacks = version > sto_Format::VersionWithoutPacks;
-  if (version <= sto_Format::VersionWithoutAttributes) connection.Execute(sto_SqliteSchema::AttributeTable);
   CheckKeys(connection, "object", "id", 1, sto_Format::MaxObjectId);
   if (hasPacks) CheckKeys(connection, "pack", "key", 0, sto_Format::MaxObjectId / sto_Format::IdsInOldPack);
   std::vector<std::string> replaced{"class", "name", "root", "object", "block"};
   if (hasPacks) replaced.insert(replaced.end(), {"pack", "moved_block", "block_place"});
+  if (version > sto_Format::VersionWithoutAttributes) replaced.push_back("attribute");
   sto_SqliteCatalogue catalogue(connection, changes);
   changes.Begin(1, {});
   catalogue.Use(version, {});
@@ -179,7 +179,6 @@ void sto_UpgradeSqlite(sto_SqliteConnection& connection, std::int64_t version, s
   sto_MakeSqliteHeader(connection);
   sto_SqliteHeader const header = sto_ReadSqliteHeader(connection);
   catalogue.Use(sto_Format::Version, header.m_Uuid);
-  connection.Execute("DELETE FROM attribute"); // they are written again, with their classes
   for (sto_ClassRow const& row : classes) catalogue.WriteClass(row);
   for (sto_NameRow const& row : names) catalogue.AddName(row);
   objects.Begin(true, FirstSave);

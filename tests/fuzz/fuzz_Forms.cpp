@@ -11,10 +11,12 @@
 #include "store/format/sto_Checksum.h"
 #include "store/format/sto_Compression.h"
 #include "store/format/sto_IdCodec.h"
+#include "store/format/sto_NestedValue.h"
 #include "store/format/sto_OldRecord.h"
 #include "store/format/sto_PackCodec.h"
 #include "store/format/sto_Record.h"
 #include "store/format/sto_RecordBuilder.h"
+#include "store/format/sto_RecordIds.h"
 #include "store/format/sto_ShapeTable.h"
 
 namespace {
@@ -34,6 +36,7 @@ sto_Bytes Copy(sto_ByteView bytes) {
 bool IsSame(sto_Field const& a, sto_Field const& b) {
   bool const holdsObject = a.m_Tag == sto_Format::Object || a.m_Tag == sto_Format::Reference;
   return a.m_Key == b.m_Key && a.m_Tag == b.m_Tag && std::ranges::equal(a.m_Payload, b.m_Payload) &&
+         (a.m_Tag != sto_Format::Nested || *a.m_Type == *b.m_Type) &&
          (!holdsObject || (a.m_ObjectId == b.m_ObjectId && a.m_Code == b.m_Code));
 }
 
@@ -45,7 +48,7 @@ bool IsSame(sto_Part const& a, sto_Part const& b) {
 
 bool IsSame(sto_ListHeader const& a, sto_ListHeader const& b) {
   return a.m_ElementType == b.m_ElementType && a.m_Width == b.m_Width && a.m_Count == b.m_Count &&
-         a.m_InBlocks == b.m_InBlocks && a.m_HasFixedIds == b.m_HasFixedIds &&
+         a.m_InBlocks == b.m_InBlocks && a.m_HasFixedIds == b.m_HasFixedIds && a.m_Extra == b.m_Extra &&
          std::ranges::equal(a.m_Inline, b.m_Inline);
 }
 
@@ -86,8 +89,35 @@ void Build(sto_Record const& record, sto_RecordBuilder& builder) {
   if (record.Map()) builder.SetMap(*record.Map(), Copy(record.Map()->m_Entries));
 }
 
+/// Reads a nested value to its end.
+std::size_t CountLeaves(sto_NestedValue const& value) {
+  if (value.Kind() < sto_Format::NestedStruct) return 1;
+  constexpr std::size_t MaxItems = 100'000; // elements without bytes may be more
+  std::size_t leaves = 0, items = 0;
+  for (sto_NestedItems i = value.Items(); items < MaxItems && i.Next(); ++items)
+    leaves += CountLeaves(i.Value());
+  Expect(items == std::min(value.Count(), MaxItems), "a nested value has another number of items");
+  return leaves;
+}
+
+/// Nested values are read, their ids named, and replaced by themselves.
+void TryNested(sto_Record const& record) {
+  for (sto_Part const& part : record.Parts())
+    for (sto_Field const& field : part.m_Fields) {
+      if (field.m_Tag != sto_Format::Nested) continue;
+      static_cast<void>(CountLeaves({*field.m_Type, field.m_Payload, Id}));
+      sto_ForEachId(field, Id, [&](std::uint8_t, std::int64_t id) {
+        Expect(id > 0 && id <= record.GreatestId(), "a nested value has an impossible id");
+      });
+      sto_Bytes const same =
+          sto_MapNestedIds(field, Id, Id, [](std::uint8_t, std::int64_t id) { return id; });
+      Expect(sto_IsNestedValue(*field.m_Type, same, Id), "a nested value with other ids is damaged");
+    }
+}
+
 /// A record that decodes is built again, and what was built decodes to the same.
 void TryAgain(sto_Record const& record) {
+  TryNested(record);
   if (HasKeyTwice(record)) return;
   sto_RecordBuilder builder;
   Build(record, builder);

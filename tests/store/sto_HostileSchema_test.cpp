@@ -68,7 +68,7 @@ TEST_F(StoreHostileSchema, OlderFormatVersionThatDoesNotMatchTheTablesIsRefused)
   for (int const version : {1, 2, 4}) {
     SCOPED_TRACE(version);
     Run("PRAGMA user_version = " + std::to_string(version));
-    ExpectRefused(version == 4 ? "class" : "");
+    ExpectRefused(version == 4 ? "attribute" : "");
   }
   Run("PRAGMA user_version = 3; CREATE TABLE shape(id INTEGER PRIMARY KEY, data BLOB NOT NULL)");
   ExpectRefused("shape");

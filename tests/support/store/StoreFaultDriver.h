@@ -73,6 +73,22 @@ class StoreFaultDriver : public sto_Driver {
     Step("WriteClass");
     m_Real->WriteClass(row);
   }
+  std::vector<sto_EnumeratorRow> Enumerators() override {
+    Step("Enumerators");
+    return m_Real->Enumerators();
+  }
+  void AddEnumerator(sto_EnumeratorRow const& row) override {
+    Step("AddEnumerator");
+    m_Real->AddEnumerator(row);
+  }
+  std::vector<sto_NoteRow> Notes() override {
+    Step("Notes");
+    return m_Real->Notes();
+  }
+  void WriteNote(sto_NoteRow const& row) override {
+    Step("WriteNote");
+    m_Real->WriteNote(row);
+  }
   std::vector<sto_NameRow> Names() override {
     Step("Names");
     return m_Real->Names();

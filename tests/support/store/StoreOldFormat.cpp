@@ -168,6 +168,21 @@ INSERT INTO class SELECT class_id, version, name, base_class_id FROM new_class;
 INSERT INTO name SELECT id, text FROM new_name;
 INSERT INTO root SELECT name, object_id FROM new_root;
 DROP TABLE new_class; DROP TABLE new_name; DROP TABLE new_root;
+DROP TABLE enumerator; DROP TABLE note;
+)";
+constexpr char OldAttributes[] = R"(
+ALTER TABLE attribute RENAME TO new_attribute;
+CREATE TABLE attribute(
+  class_id INTEGER NOT NULL,
+  version INTEGER NOT NULL,
+  name TEXT NOT NULL,
+  field_id INTEGER NOT NULL,
+  type INTEGER NOT NULL,
+  type_arg INTEGER NOT NULL,
+  collection_type INTEGER NOT NULL,
+  PRIMARY KEY(class_id, version, name)) WITHOUT ROWID;
+INSERT INTO attribute SELECT class_id, version, name, field_id, type, type_arg, collection_type FROM new_attribute;
+DROP TABLE new_attribute;
 )";
 
 /// Puts the records of at most 1024 bytes into packs of 64 ids.
@@ -225,7 +240,7 @@ void MakeStoreOfOldFormat(std::string const& path, int format) {
   if (!hasPacks)
     file.Run("INSERT INTO block SELECT key, data FROM block_place JOIN moved_block USING(place);"
              "DROP TABLE moved_block; DROP TABLE block_place; DROP TABLE pack");
-  if (format < 2) file.Run("DROP TABLE attribute");
+  file.Run(format < 2 ? "DROP TABLE attribute" : OldAttributes);
   file.Run("DELETE FROM meta;"
            "INSERT INTO meta SELECT 'next_object_id', next_object_id FROM save ORDER BY no DESC LIMIT 1;"
            "DROP TABLE save;"

@@ -116,12 +116,15 @@ void SealRows(SqlFile& file) {
   file.Run(
       "UPDATE name SET checksum = row_checksum('name', id, text);"
       "UPDATE shape SET checksum = row_checksum('shape', id, data);"
+      "UPDATE enumerator SET checksum = "
+      "row_checksum('enumerator', class_id, version, attribute, name, value);"
+      "UPDATE note SET checksum = row_checksum('note', class_id, version, attribute, name, text);"
       "UPDATE save SET checksum = "
       "row_checksum('save', no, at, program, note, next_object_id, changed, sum);"
       "UPDATE root SET checksum = row_checksum('root', name, object_id, class_id);"
       "UPDATE class SET checksum = bytes_checksum('class', "
       "row_bytes(class_id, version, name, base_class_id) || coalesce((SELECT group_concat(bytes, '') FROM "
-      "(SELECT row_bytes(name, field_id, type, type_arg, collection_type) AS bytes FROM attribute "
+      "(SELECT row_bytes(name, field_id, type, type_arg, collection_type, unit, default_value) AS bytes FROM attribute "
       "WHERE class_id = class.class_id AND version = class.version ORDER BY name)), ''))");
 }
 
@@ -219,10 +222,16 @@ std::string SumOverRows(SqlFile& file) {
     sum.Add(4, "name", FromHex(row));
   for (std::string const& row : file.Texts("SELECT row_bytes(id, data) FROM shape"))
     sum.Add(4, "shape", FromHex(row));
+  for (std::string const& row :
+       file.Texts("SELECT row_bytes(class_id, version, attribute, name, value) FROM enumerator"))
+    sum.Add(4, "enumerator", FromHex(row));
+  for (std::string const& row :
+       file.Texts("SELECT row_bytes(class_id, version, attribute, name, text) FROM note"))
+    sum.Add(4, "note", FromHex(row));
   for (
       std::string const& row : file.Texts(
           "SELECT row_bytes(class_id, version, name, base_class_id) || coalesce((SELECT group_concat(bytes, '') FROM "
-          "(SELECT row_bytes(name, field_id, type, type_arg, collection_type) AS bytes FROM attribute "
+          "(SELECT row_bytes(name, field_id, type, type_arg, collection_type, unit, default_value) AS bytes FROM attribute "
           "WHERE class_id = class.class_id AND version = class.version ORDER BY name)), '') FROM class"))
     sum.Add(4, "class", FromHex(row));
   return sum.Hex();
