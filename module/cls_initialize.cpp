@@ -16,7 +16,7 @@
 
 namespace {
 
-mem_UseCount s_Uses;
+mem_UseCount s_ClsUses;
 
 constexpr unsigned int Component = 35;
 constexpr unsigned int NoParent = typ_ArchCompTable::NoParent;
@@ -53,20 +53,20 @@ void Declare() {
 
 void cls_initialize(int& count) {
   cls_StartUpLock const lock;
-  if (!s_Uses.IsActive()) cls_PlatformCheck::RequireFit(); // first: a refused start changes nothing
-  if (!s_Uses.Enter(count)) return;
+  if (!s_ClsUses.IsActive()) cls_PlatformCheck::RequireFit(); // first: a refused start changes nothing
+  if (!s_ClsUses.Enter(count)) return;
   try {
     Declare();
   } catch (...) { // otherwise the next start would only count, and find no declarations
     delete omi_Singleton<cls_MetadataRegistrar>::InstanceIfAny();
-    s_Uses.Leave(count);
+    s_ClsUses.Leave(count);
     throw;
   }
 }
 
 void cls_finalize(int& count) {
   cls_StartUpLock const lock;
-  if (!s_Uses.Leave(count)) return;
+  if (!s_ClsUses.Leave(count)) return;
   // The constants hold an identity, so they are destroyed before the catalogue.
   thr_ThreadSingletonBase<cls_Static>::Finalize();
   thr_ThreadSingletonBase<cls_UidCatalog>::Finalize();

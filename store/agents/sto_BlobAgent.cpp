@@ -10,12 +10,6 @@
 #include "store/format/sto_CollectionFields.h"
 #include "store/session/sto_OwnTransaction.h"
 
-namespace {
-
-using Layout = sto_BlobLayout;
-
-} // namespace
-
 sto_BlobAgent::sto_BlobAgent(sto_Session& session, std::int64_t id, bool isMade)
     : sto_OpenBlob(id), m_Session(session.Self()), m_Location(session.Location()), m_Blocks(session, id) {
   if (isMade) session.Changes().NoteMade(id, session.Save().Number());
@@ -87,7 +81,8 @@ sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
   if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is not a blob, or has an impossible size.");
   // The caller may allocate this many bytes, so at least the last block must exist.
-  if (checksBlocks && header.m_SizeBytes > 0 && !m_Blocks.Has(Layout::BlockOf(header.m_SizeBytes - 1)))
+  if (checksBlocks && header.m_SizeBytes > 0 &&
+      !m_Blocks.Has(sto_BlobLayout::BlockOf(header.m_SizeBytes - 1)))
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: it says " +
                                                 std::to_string(header.m_SizeBytes) +
                                                 " bytes, and its last block is missing.");
@@ -150,7 +145,7 @@ bool sto_BlobAgent::Changed() {
 
 sto_ByteView sto_BlobAgent::ReadBlock(int index, long long blobBytes) {
   sto_ByteView const content = m_Blocks.Read(index);
-  if (static_cast<std::int64_t>(content.size()) != Layout(blobBytes).CountIn(index))
+  if (static_cast<std::int64_t>(content.size()) != sto_BlobLayout(blobBytes).CountIn(index))
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is damaged: block " + std::to_string(index) +
                                                 " does not have the bytes that the blob says.");
   return content;
@@ -163,7 +158,7 @@ long long sto_BlobAgent::Read(long long offset, long long sizeBytes, void* desti
   long long const there = std::min(sizeBytes, header.m_SizeBytes - std::min(offset, header.m_SizeBytes));
   auto* const bytes = static_cast<std::byte*>(destination);
   for (long long done = 0; done < there;) {
-    Layout::Piece const piece = Layout::FirstPiece(offset + done, there - done);
+    sto_BlobLayout::Piece const piece = sto_BlobLayout::FirstPiece(offset + done, there - done);
     std::memcpy(bytes + done, ReadBlock(piece.m_Block, header.m_SizeBytes).data() + piece.m_Offset,
                 static_cast<std::size_t>(piece.m_Count));
     done += piece.m_Count;
@@ -179,11 +174,11 @@ void sto_BlobAgent::Write(long long offset, long long sizeBytes, void const* sou
     Session().Raise(sto_ErrorKind::Full,
                     Describe() + " would get more than " + std::to_string(MaxBytes) + " bytes.");
   Header header = HeaderToChange();
-  std::byte const zeros[Layout::BlockSize] = {};
+  std::byte const zeros[sto_BlobLayout::BlockSize] = {};
   ChangeWhole(header, !transaction.IsOwn(), [&] {
     while (header.m_SizeBytes < offset)
       WriteBytes(header, header.m_SizeBytes,
-                 std::min<long long>(Layout::BlockSize, offset - header.m_SizeBytes), zeros);
+                 std::min<long long>(sto_BlobLayout::BlockSize, offset - header.m_SizeBytes), zeros);
     WriteBytes(header, offset, sizeBytes, static_cast<std::byte const*>(source));
   });
   transaction.Commit();
@@ -208,8 +203,8 @@ void sto_BlobAgent::ChangeWhole(Header const& header, bool outlivesFailure, Chan
 void sto_BlobAgent::WriteBytes(Header& header, long long offset, long long sizeBytes,
                                std::byte const* source) {
   for (long long done = 0; done < sizeBytes;) {
-    auto const [index, within, part] = Layout::FirstPiece(offset + done, sizeBytes - done);
-    std::int64_t const stored = Layout(header.m_SizeBytes).CountIn(index);
+    auto const [index, within, part] = sto_BlobLayout::FirstPiece(offset + done, sizeBytes - done);
+    std::int64_t const stored = sto_BlobLayout(header.m_SizeBytes).CountIn(index);
     sto_Bytes content;
     if (stored > 0 && (within > 0 || part < stored)) {
       sto_ByteView const old = ReadBlock(index, header.m_SizeBytes);
@@ -230,14 +225,14 @@ void sto_BlobAgent::Truncate(long long sizeBytes) {
   long long const kept = std::max(0LL, sizeBytes);
   if (kept >= header.m_SizeBytes) return;
   ChangeWhole(header, !transaction.IsOwn(), [&] {
-    if (std::int64_t const within = Layout::OffsetOf(kept); within != 0) {
-      int const last = Layout::BlockOf(kept);
+    if (std::int64_t const within = sto_BlobLayout::OffsetOf(kept); within != 0) {
+      int const last = sto_BlobLayout::BlockOf(kept);
       sto_ByteView const old = ReadBlock(last, header.m_SizeBytes).first(static_cast<std::size_t>(within));
       sto_Bytes content(old.begin(), old.end());
       m_Blocks.Write(last, content, true);
     }
     header.m_SizeBytes = kept;
-    m_Blocks.DeleteFrom(Layout(kept).BlockCount());
+    m_Blocks.DeleteFrom(sto_BlobLayout(kept).BlockCount());
   });
   transaction.Commit();
 }

@@ -79,9 +79,9 @@ template <class K> auto sto_StoredMap<K>::Read(sto_MapHeader const& map) -> Stat
     entries = Decode(map);
   }
   std::ranges::stable_sort(entries, IsLess); // of several entries with one key the first counts
-  auto const again =
-      std::ranges::unique(entries, [](Entry const& a, Entry const& b) { return !IsLess(a, b); });
-  entries.erase(again.begin(), again.end());
+  entries.erase(std::unique(entries.begin(), entries.end(),
+                            [](Entry const& a, Entry const& b) { return !IsLess(a, b); }),
+                entries.end());
   state.m_Count = static_cast<int>(entries.size());
   state.m_Whole = std::make_shared<Entries const>(std::move(entries));
   return state;

@@ -20,7 +20,7 @@ sto_ByteView View(std::string_view text) {
   return std::as_bytes(std::span(text));
 }
 
-sto_Bytes Of(std::initializer_list<int> values) {
+sto_Bytes BytesOf(std::initializer_list<int> values) {
   sto_Bytes bytes;
   for (int const value : values) bytes.push_back(static_cast<std::byte>(value));
   return bytes;
@@ -128,8 +128,8 @@ TEST(StoreContentSum, SumOfTermsIsThatOfTheFormula) {
   sum.Add(Root, View("Tr\xC3\xA4ger 12"), View("x"));
   sum.Add(Root, View("a long name of a root, longer than sixteen bytes"), Pattern(100));
   EXPECT_EQ(sum.Hex(), "740b9b443284e6bcd194fd5f95d5a6fd");
-  EXPECT_EQ(ToBytes(sum), Of({0xFD, 0xA6, 0xD5, 0x95, 0x5F, 0xFD, 0x94, 0xD1, 0xBC, 0xE6, 0x84, 0x32, 0x44,
-                              0x9B, 0x0B, 0x74}));
+  EXPECT_EQ(ToBytes(sum), BytesOf({0xFD, 0xA6, 0xD5, 0x95, 0x5F, 0xFD, 0x94, 0xD1, 0xBC, 0xE6, 0x84, 0x32,
+                                   0x44, 0x9B, 0x0B, 0x74}));
 }
 
 TEST(StoreContentSum, KeyIsHashedAsItsEightBytes) {

@@ -23,10 +23,6 @@ constexpr std::int64_t Greatest = std::numeric_limits<std::int64_t>::max();
 /// The start of a row of table object, which tells the save and the shape.
 constexpr char ReadStarts[] = "SELECT id, substr(record, 1, 24), length(record) FROM object";
 
-std::string NumberText(std::int64_t number) {
-  return std::to_string(number);
-}
-
 /// SQLite reports pages that it cannot get as damage, also if the system or the memory fails. Raises those.
 void RaiseIfUnreadable(sto_SqliteConnection const& connection, std::string const& text) {
   constexpr std::string_view WithCode = "unable to get the page. error code=";
@@ -95,7 +91,7 @@ void sto_SqliteCheck::CheckTypes(char const* table, char const* sql) {
   m_Findings.Try(sto_CheckKind::Structure, table, [&] {
     for (std::int64_t const key : Numbers(sql))
       m_Findings.Add(sto_CheckKind::Structure, table, key,
-                     "Row " + NumberText(key) + " of table " + table + " has a value of another type.");
+                     "Row " + std::to_string(key) + " of table " + table + " has a value of another type.");
   });
 }
 
@@ -107,12 +103,12 @@ void sto_SqliteCheck::CheckPlaces() {
   std::ranges::set_difference(rows, named, std::back_inserter(faults));
   for (std::int64_t const place : faults)
     m_Findings.Add(sto_CheckKind::OrphanRow, "moved_block", place,
-                   "Row " + NumberText(place) + " of table moved_block belongs to no block.");
+                   "Row " + std::to_string(place) + " of table moved_block belongs to no block.");
   faults.clear();
   std::ranges::set_difference(named, rows, std::back_inserter(faults)); // also what is named twice
   for (std::int64_t const place : faults)
     m_Findings.Add(sto_CheckKind::OrphanRow, "block_place", place,
-                   "Table block_place names row " + NumberText(place) +
+                   "Table block_place names row " + std::to_string(place) +
                        " of table moved_block, which is missing or has two names.");
 }
 
@@ -124,8 +120,8 @@ void sto_SqliteCheck::CheckSave(char const* table, std::int64_t key, std::int64_
   std::int64_t const last = m_Pending ? m_Pending->m_Save : m_Tables.LastSave();
   if (last == 0 || (save >= 1 && save <= last)) return; // 0: the log itself is damaged
   m_Findings.Add(sto_CheckKind::Log, table, key,
-                 "Row " + NumberText(key) + " of table " + table + " was written by save " +
-                     NumberText(save) + ", which the log does not have.");
+                 "Row " + std::to_string(key) + " of table " + table + " was written by save " +
+                     std::to_string(save) + ", which the log does not have.");
 }
 
 template <class Take> void sto_SqliteCheck::ForEachPack(Take take) {
@@ -146,8 +142,8 @@ void sto_SqliteCheck::Objects() {
       std::int64_t const first = key * sto_Format::IdsInPack;
       if (pack == nullptr) {
         m_Findings.Add(sto_CheckKind::DamagedRow, "pack", key,
-                       "Pack " + NumberText(key) + ", with objects " + NumberText(first) + " to " +
-                           NumberText(first + sto_Format::IdsInPack - 1) + ", is damaged.");
+                       "Pack " + std::to_string(key) + ", with objects " + std::to_string(first) + " to " +
+                           std::to_string(first + sto_Format::IdsInPack - 1) + ", is damaged.");
         return m_Visitor.TakeUnreadable(first, first + sto_Format::IdsInPack - 1);
       }
       CheckSave("pack", key, pack->m_Save);

@@ -20,10 +20,6 @@ bool Fits(sto_RowChecksum& checksum, sto_SqliteStatement::Use const& use, int ch
          use.Integer(checksumColumn) == checksum.Value();
 }
 
-std::string NumberText(std::int64_t number) {
-  return std::to_string(number);
-}
-
 constexpr char DoesNotFit[] = " does not fit its checksum.";
 
 } // namespace
@@ -33,6 +29,8 @@ struct sto_SqliteCheckTables::StoredClass {
   struct Attribute {
     std::string m_Name;
     std::array<std::int64_t, 4> m_Numbers; // field id, type, type argument, collection type
+    std::string m_Unit;
+    std::optional<std::string> m_Default;
   };
   std::int64_t m_ClassId = 0, m_Version = 0;
   std::string m_Name;
@@ -42,7 +40,7 @@ struct sto_SqliteCheckTables::StoredClass {
 
   [[nodiscard]] std::string Describe() const {
     return "class " + m_Name + " (" + sto_ClassIdText(static_cast<unsigned int>(m_ClassId)) + ") version " +
-           NumberText(m_Version);
+           std::to_string(m_Version);
   }
   [[nodiscard]] sto_ClassRow Row() const {
     sto_ClassRow row{static_cast<unsigned int>(m_ClassId),
@@ -53,7 +51,8 @@ struct sto_SqliteCheckTables::StoredClass {
     for (Attribute const& attribute : m_Attributes) {
       auto const& [fieldId, type, typeArg, collectionType] = attribute.m_Numbers;
       row.m_Attributes.push_back({attribute.m_Name, static_cast<int>(fieldId), static_cast<int>(type),
-                                  static_cast<unsigned int>(typeArg), static_cast<int>(collectionType)});
+                                  static_cast<unsigned int>(typeArg), static_cast<int>(collectionType),
+                                  attribute.m_Unit, attribute.m_Default});
     }
     return row;
   }
@@ -63,6 +62,11 @@ struct sto_SqliteCheckTables::StoredClass {
     for (Attribute const& attribute : m_Attributes) {
       checksum.Text(attribute.m_Name);
       for (std::int64_t const number : attribute.m_Numbers) checksum.Integer(number);
+      checksum.Text(attribute.m_Unit);
+      if (attribute.m_Default)
+        checksum.Text(*attribute.m_Default);
+      else
+        checksum.Other();
     }
   }
 };
@@ -85,7 +89,11 @@ bool sto_SqliteCheckTables::Read() {
   if (HasChecksums()) read("save", &sto_SqliteCheckTables::ReadLog);
   read("class", &sto_SqliteCheckTables::ReadClasses);
   read("name", &sto_SqliteCheckTables::ReadNames);
-  if (HasChecksums()) read("shape", &sto_SqliteCheckTables::ReadShapes);
+  if (HasChecksums()) {
+    read("shape", &sto_SqliteCheckTables::ReadShapes);
+    read("enumerator", &sto_SqliteCheckTables::ReadEnumerators);
+    read("note", &sto_SqliteCheckTables::ReadNotes);
+  }
   read("root", &sto_SqliteCheckTables::ReadRoots);
   return isWhole;
 }
@@ -115,10 +123,11 @@ void sto_SqliteCheckTables::ReadLog() {
 void sto_SqliteCheckTables::CheckOrder(std::int64_t number) {
   std::int64_t const expected = m_LastSave + 1;
   if (number == expected) return;
-  std::string text = "Save " + NumberText(number) + " is not in its place in the log.";
-  if (number == expected + 1) text = "Save " + NumberText(expected) + " is missing in the log.";
+  std::string text = "Save " + std::to_string(number) + " is not in its place in the log.";
+  if (number == expected + 1) text = "Save " + std::to_string(expected) + " is missing in the log.";
   if (number > expected + 1)
-    text = "Saves " + NumberText(expected) + " to " + NumberText(number - 1) + " are missing in the log.";
+    text = "Saves " + std::to_string(expected) + " to " + std::to_string(number - 1) +
+           " are missing in the log.";
   m_Findings.Add(sto_CheckKind::Log, "save", number, std::move(text));
 }
 
@@ -129,7 +138,7 @@ void sto_SqliteCheckTables::TakeSave(sto_SqliteStatement::Use const& use) {
   sto_SaveEntry save;
   save.m_Number = use.Integer(0);
   save.m_NextObjectId = use.Integer(4);
-  std::string const row = "The row of save " + NumberText(save.m_Number);
+  std::string const row = "The row of save " + std::to_string(save.m_Number);
   CheckOrder(save.m_Number);
   m_LastSave = save.m_Number;
   m_SumInLog.reset();
@@ -179,21 +188,25 @@ void sto_SqliteCheckTables::ReadClasses() {
 
 void sto_SqliteCheckTables::ReadAttributes(Classes& classes) {
   sto_SqliteStatement statement(m_Connection,
-                                "SELECT class_id, version, name, field_id, type, type_arg, collection_type "
-                                "FROM attribute");
+                                HasChecksums() ? "SELECT class_id, version, name, field_id, type, type_arg, "
+                                                 "collection_type, unit, default_value FROM attribute"
+                                               : "SELECT class_id, version, name, field_id, type, type_arg, "
+                                                 "collection_type, '', NULL FROM attribute");
   sto_SqliteStatement::Use use(statement);
   for (use.AllowAllRows(); use.Step();) {
     bool hasRightTypes = use.TypeOf(2) == sto_SqliteType::Text;
     for (int const column : {0, 1, 3, 4, 5, 6})
       hasRightTypes = hasRightTypes && use.TypeOf(column) == sto_SqliteType::Integer;
-    StoredClass::Attribute const attribute{use.Text(2),
-                                           {use.Integer(3), use.Integer(4), use.Integer(5), use.Integer(6)}};
+    hasRightTypes = hasRightTypes && use.TypeOf(7) == sto_SqliteType::Text;
+    StoredClass::Attribute attribute{
+        use.Text(2), {use.Integer(3), use.Integer(4), use.Integer(5), use.Integer(6)}, use.Text(7), {}};
+    if (use.TypeOf(8) != sto_SqliteType::Other) attribute.m_Default = use.Text(8);
     auto const found = classes.find({use.Integer(0), use.Integer(1)});
     if (found == classes.end()) {
       m_Findings.Add(sto_CheckKind::Catalogue, "attribute", use.Integer(0),
                      "Table attribute has attribute " + attribute.m_Name + " of class " +
                          sto_ClassIdText(static_cast<unsigned int>(use.Integer(0))) + " version " +
-                         NumberText(use.Integer(1)) + ", which is not in table class.");
+                         std::to_string(use.Integer(1)) + ", which is not in table class.");
       continue;
     }
     found->second.m_Attributes.push_back(attribute);
@@ -229,7 +242,7 @@ void sto_SqliteCheckTables::ReadNames() {
     }
     if (!isSound)
       m_Findings.Add(sto_CheckKind::Catalogue, "name", use.Integer(0),
-                     "Row " + NumberText(use.Integer(0)) + " of table name" + DoesNotFit);
+                     "Row " + std::to_string(use.Integer(0)) + " of table name" + DoesNotFit);
     m_Visitor.TakeName({use.Integer(0), use.Text(1)}, isSound);
   }
 }
@@ -243,9 +256,36 @@ void sto_SqliteCheckTables::ReadShapes() {
     m_Sum.AddRow("shape", checksum.Row());
     if (!isSound)
       m_Findings.Add(sto_CheckKind::Catalogue, "shape", use.Integer(0),
-                     "Row " + NumberText(use.Integer(0)) + " of table shape" + DoesNotFit);
+                     "Row " + std::to_string(use.Integer(0)) + " of table shape" + DoesNotFit);
     sto_ByteView const data = use.Bytes(1);
     m_Visitor.TakeShape({use.Integer(0), sto_Bytes(data.begin(), data.end())}, isSound);
+  }
+}
+
+void sto_SqliteCheckTables::ReadEnumerators() {
+  ReadNotesOf("enumerator", "SELECT class_id, version, attribute, name, value, checksum FROM enumerator",
+              sto_SqliteType::Integer);
+}
+
+void sto_SqliteCheckTables::ReadNotes() {
+  ReadNotesOf("note", "SELECT class_id, version, attribute, name, text, checksum FROM note",
+              sto_SqliteType::Text);
+}
+
+void sto_SqliteCheckTables::ReadNotesOf(char const* table, char const* sql, sto_SqliteType valueType) {
+  constexpr int ValueColumn = 4, ChecksumColumn = 5;
+  sto_SqliteStatement statement(m_Connection, sql);
+  sto_SqliteStatement::Use use(statement);
+  sto_RowChecksum checksum(m_Uuid, table);
+  for (use.AllowAllRows(); use.Step();) {
+    bool const hasRightType = use.TypeOf(ValueColumn) == valueType;
+    bool const isSound = Fits(checksum, use, ChecksumColumn) && hasRightType;
+    m_Sum.AddRow(table, checksum.Row());
+    if (isSound) continue;
+    m_Findings.Add(sto_CheckKind::Catalogue, table, use.Integer(0),
+                   "The row of " + use.Text(3) + " for class " +
+                       sto_ClassIdText(static_cast<unsigned int>(use.Integer(0))) + " version " +
+                       std::to_string(use.Integer(1)) + " in table " + table + DoesNotFit);
   }
 }
 

@@ -43,6 +43,10 @@ class sto_SqliteCheckTables {
   void TakeClass(StoredClass const& stored);
   void ReadNames();
   void ReadShapes();
+  void ReadEnumerators();
+  void ReadNotes();
+  /// The rows of one of these two tables, whose values have one type.
+  void ReadNotesOf(char const* table, char const* sql, sto_SqliteType valueType);
   void ReadRoots();
 
   sto_SqliteConnection& m_Connection;
