@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "store/base/sto_SaveEntry.h"
@@ -44,7 +45,11 @@ struct sto_OnAttribute {
   int m_Version;
   std::string m_Attribute; ///< empty: the class itself
 
-  friend auto operator<=>(sto_OnAttribute const& a, sto_OnAttribute const& b) = default;
+  friend bool operator==(sto_OnAttribute const& a, sto_OnAttribute const& b) = default;
+  friend bool operator<(sto_OnAttribute const& a, sto_OnAttribute const& b) noexcept {
+    return std::tie(a.m_ClassId, a.m_Version, a.m_Attribute) <
+           std::tie(b.m_ClassId, b.m_Version, b.m_Attribute);
+  }
 };
 
 /// A name for a value of an attribute.

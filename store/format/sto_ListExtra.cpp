@@ -27,6 +27,7 @@ class Product {
 
 std::vector<std::int64_t> sto_ListExtra::Extents() const {
   std::vector<std::int64_t> extents;
+  extents.reserve(static_cast<std::size_t>(m_Rank));
   sto_ByteReader reader(m_Extents);
   for (int i = 0; i < m_Rank; ++i) extents.push_back(static_cast<std::int64_t>(reader.Varint()));
   return extents;

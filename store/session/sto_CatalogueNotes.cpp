@@ -41,6 +41,14 @@ sto_AttributeDescription DescriptionOf(sto_AttributeRow const& row, sto_StoredNo
   return described;
 }
 
+[[noreturn]] void RaiseOtherValue(std::string const& where, std::string const& name,
+                                  std::string const& attribute, std::int64_t value, std::int64_t there) {
+  sto_Raise(sto_ErrorKind::Conflict,
+            where + " declares enumerator " + name + " of attribute " + attribute + " as " +
+                std::to_string(value) + ", and the store has it as " + std::to_string(there) +
+                ". Stored values would change their meaning: give the class a new version.");
+}
+
 } // namespace
 
 void sto_Catalogue::CheckNotes(cls_ClassNotes const& notes, sto_ClassRow const& declared) const {
@@ -72,11 +80,7 @@ void sto_Catalogue::RecordNotes(sto_Driver& driver, cls_ClassNotes const& notes,
     on.m_Attribute = attribute;
     for (auto const& [name, value] : said.m_Enumerators)
       if (std::int64_t const there = stored.ValueOf(on, name).value_or(value); there != value)
-        sto_Raise(sto_ErrorKind::Conflict,
-                  m_Location + ": " + VersionText(declared) + " declares enumerator " + name +
-                      " of attribute " + attribute + " as " + std::to_string(value) +
-                      ", and the store has it as " + std::to_string(there) +
-                      ". Stored values would change their meaning: give the class a new version.");
+        RaiseOtherValue(m_Location + ": " + VersionText(declared), name, attribute, value, there);
   }
   m_HasWritten = true; // a failed write must not leave here what is not stored
   auto const write = [&](cls_ClassNotes::Texts const& texts) {
