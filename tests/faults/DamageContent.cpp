@@ -65,7 +65,7 @@ DamageParts LoadAs(sto_Store& store, std::string const& root, ModelKind kind, bo
   case ModelKind::Carrier:
     return PartsOf(*store.Load<Carrier>(root));
   case ModelKind::Picture:
-    return {store.Load<Picture>(root)->Bytes()};
+    return {store.Load<FaultsPicture>(root)->Bytes()};
   case ModelKind::Folder:
     return PartsOf(*store.Load<Folder>(root));
   default:
@@ -131,8 +131,8 @@ void DamageMake(std::string const& path, std::string const& older) {
     sto_Store store = sto_Store::Open(path, sto_Mode::Create, FaultsRegistrar(), options);
     store.Save("carrier 1", first);
     store.Save("carrier 2", second);
-    store.Save("picture 1", Picture(std::string(40'000, 'p')));
-    store.Save("picture 2", Picture(std::string(500, 'q')));
+    store.Save("picture 1", FaultsPicture(std::string(40'000, 'p')));
+    store.Save("picture 2", FaultsPicture(std::string(500, 'q')));
     store.Save("folder", folder);
     {
       sto_Transaction transaction(store);

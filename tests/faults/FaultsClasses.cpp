@@ -222,11 +222,11 @@ void Carrier::SavePast(sto_Store& store) const {
   store.Save("past", Owner{*m_Past, {}});
 }
 
-Picture::Picture(cls_ReadVisitor const& visitor)
+FaultsPicture::FaultsPicture(cls_ReadVisitor const& visitor)
     : m_Uid(visitor.GetUid()),
       m_Reader(std::make_unique<cls_BlobReader>(visitor, cls_FieldHandle(0, "m_Blob"_cow), m_BlobUid)) {}
 
-void Picture::DBWrite(cls_WriteVisitor const& visitor) const {
+void FaultsPicture::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   bool const isFirst = !HasBlob();
   std::string const bytes = isFirst ? m_First : Bytes(); // a writer starts with an empty blob
@@ -238,11 +238,11 @@ void Picture::DBWrite(cls_WriteVisitor const& visitor) const {
   FaultsFailure::Pass(visitor);
 }
 
-cls_AgentBlob& Picture::Blob() const {
+cls_AgentBlob& FaultsPicture::Blob() const {
   return m_Reader != nullptr ? m_Reader->Agent() : m_Writer->Agent();
 }
 
-std::string Picture::Bytes() const {
+std::string FaultsPicture::Bytes() const {
   std::string bytes(static_cast<std::size_t>(Blob().Size()) + 3, '?');
   long long const got = Blob().Read(0, static_cast<long long>(bytes.size()), bytes.data());
   bytes.resize(static_cast<std::size_t>(got));
@@ -379,7 +379,7 @@ cls_ClassRegistrar const& FaultsRegistrar() {
         .AddAttribute(ArrayField(1), ATTR_INT, 1, COLLECTION_LIST_INT)
         .AddAttribute(ArrayField(2), ATTR_STRING, 1, COLLECTION_LIST_STRING)
         .AddAttribute(ArrayField(3), ATTR_DOUBLE, 1, COLLECTION_TABLE_DOUBLE);
-    classes.CreateClassMD("Picture"_cow, Picture::TypeId(), 1, nullptr, 1)
+    classes.CreateClassMD("Picture"_cow, FaultsPicture::TypeId(), 1, nullptr, 1)
         .AddAttribute(field("m_Blob"), ATTR_OBJECT, 1, COLLECTION_NONE);
     classes.CreateClassMD("Folder"_cow, Folder::TypeId(), 1, nullptr, 1)
         .AddAttribute(field("m_Items"), ATTR_OBJECT, 1, COLLECTION_OBJ)

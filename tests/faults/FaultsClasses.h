@@ -115,11 +115,11 @@ class Carrier : public CarrierBase {
 };
 
 /// An object with a blob that keeps its agent.
-class Picture {
+class FaultsPicture {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x760004; }
-  explicit Picture(std::string bytes) : m_First(std::move(bytes)) {}
-  explicit Picture(cls_ReadVisitor const& visitor);
+  explicit FaultsPicture(std::string bytes) : m_First(std::move(bytes)) {}
+  explicit FaultsPicture(cls_ReadVisitor const& visitor);
   /// Makes the blob: first from the constructor's bytes, later from its own content. Reading that raises an
   /// error if the blob was made in work that was undone.
   void DBWrite(cls_WriteVisitor const& visitor) const;

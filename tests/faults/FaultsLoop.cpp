@@ -69,7 +69,7 @@ void FaultsMakeLoop(std::string const& path, bool readersBesideWriter) {
   options.m_ReadersBesideWriter = readersBesideWriter;
   sto_Store store = sto_Store::Open(path, sto_Mode::Create, FaultsRegistrar(), options);
   Carrier const carrier;
-  Picture const picture(BytesOf(0));
+  FaultsPicture const picture(BytesOf(0));
   Folder const folder;
   sto_Transaction transaction(store);
   store.Save("carrier", carrier);
@@ -81,7 +81,7 @@ void FaultsMakeLoop(std::string const& path, bool readersBesideWriter) {
 void FaultsRunLoop(std::string const& path, int count, std::function<void(int)> const& committed) {
   sto_Store store = sto_Store::Open(path, sto_Mode::ReadWrite, FaultsRegistrar());
   auto const carrier = store.Load<Carrier>("carrier");
-  auto const picture = store.Load<Picture>("picture");
+  auto const picture = store.Load<FaultsPicture>("picture");
   auto const folder = store.Load<Folder>("folder");
   int number = carrier->m_Number;
   for (int i = 0; i < count; ++i) {
@@ -109,7 +109,7 @@ int FaultsStateOf(std::string const& path) {
   int const number = store.Load<Carrier>("carrier")->m_Number;
   ExpectCarrier(store, number);
   std::string const of = " is not that of commit " + std::to_string(number);
-  Require(store.Load<Picture>("picture")->Bytes() == BytesOf(number), "the blob" + of);
+  Require(store.Load<FaultsPicture>("picture")->Bytes() == BytesOf(number), "the blob" + of);
   auto const folder = store.Load<Folder>("folder");
   std::vector<int> const items = folder->AllItems();
   Require(items.size() == static_cast<std::size_t>(number), "the list of objects" + of);

@@ -30,7 +30,7 @@ void MemoryWorld::MakeBase(std::string const& path) {
   carrier.m_Number = 1;
   Fill(carrier, ignored, 1);
   store.Save("carrier", carrier);
-  store.Save("picture", Picture(std::string(30'000, 'p')));
+  store.Save("picture", FaultsPicture(std::string(30'000, 'p')));
   Folder const folder;
   store.Save("folder", folder);
   for (int i = 0; i < FirstItems; ++i) {
@@ -46,7 +46,7 @@ MemoryWorld::MemoryWorld(std::string const& base, std::string path) : m_Path(std
   std::filesystem::copy_file(base, m_Path, std::filesystem::copy_options::overwrite_existing);
   m_Store = std::make_unique<sto_Store>(sto_Store::Open(m_Path, sto_Mode::ReadWrite, FaultsRegistrar()));
   m_Carrier = m_Store->Load<Carrier>("carrier");
-  m_Picture = m_Store->Load<Picture>("picture");
+  m_Picture = m_Store->Load<FaultsPicture>("picture");
   m_Folder = m_Store->Load<Folder>("folder");
   m_Leaf = std::make_unique<Leaf>(4711);
   for (int array = 0; array < Carrier::ArrayCount; ++array)
@@ -157,7 +157,8 @@ void MemoryWorld::CheckStored(bool mayLackPending) {
       Require(fresh->All(array) == m_Model.m_Fresh[static_cast<std::size_t>(array)],
               "a new session finds other elements in the new object");
   }
-  Require(store.Load<Picture>("picture")->Bytes() == m_Model.m_Bytes, "a new session finds another blob");
+  Require(store.Load<FaultsPicture>("picture")->Bytes() == m_Model.m_Bytes,
+          "a new session finds another blob");
   auto const folder = store.Load<Folder>("folder");
   Require(folder->AllItems() == m_Model.m_Items, "a new session finds another list of objects");
   std::map<int, int> keyed;

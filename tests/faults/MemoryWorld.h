@@ -57,7 +57,7 @@ class MemoryWorld {
   std::unique_ptr<Carrier> m_Carrier;
   std::unique_ptr<Carrier> m_Fresh;
   std::unique_ptr<Carrier> m_Loaded;
-  std::unique_ptr<Picture> m_Picture;
+  std::unique_ptr<FaultsPicture> m_Picture;
   std::unique_ptr<Folder> m_Folder;
   std::unique_ptr<Leaf> m_Leaf;
   std::unique_ptr<sto_Store> m_Second;

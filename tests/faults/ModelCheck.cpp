@@ -180,7 +180,7 @@ void ModelExecutor::LoadAndCompare(sto_Store& store, std::string const& root, Mo
     }
     return;
   case ModelKind::Picture:
-    slot.m_Picture = store.Load<Picture>(root);
+    slot.m_Picture = store.Load<FaultsPicture>(root);
     return Expect(slot.m_Picture->Bytes() == expected.m_Bytes, root + ": the blob has other bytes");
   case ModelKind::Folder: {
     slot.m_Folder = store.Load<Folder>(root);

@@ -175,7 +175,7 @@ void ModelExecutor::New(ModelSession& session, ModelSlot& slot, ModelStep const&
   } else if (kind == 5) {
     slot.m_View.m_Kind = ModelKind::Picture;
     slot.m_View.m_Bytes.assign(static_cast<std::size_t>(step.m_Args[2] * 4), static_cast<char>('a' + kind));
-    slot.m_Picture = std::make_unique<Picture>(slot.m_View.m_Bytes);
+    slot.m_Picture = std::make_unique<FaultsPicture>(slot.m_View.m_Bytes);
   } else if (kind == 6) {
     slot.m_View.m_Kind = ModelKind::Folder;
     slot.m_Folder = std::make_unique<Folder>();

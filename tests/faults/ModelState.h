@@ -85,7 +85,7 @@ struct ModelSlot {
   }
 
   std::unique_ptr<Carrier> m_Carrier;
-  std::unique_ptr<Picture> m_Picture;
+  std::unique_ptr<FaultsPicture> m_Picture;
   std::unique_ptr<Folder> m_Folder;
   std::unique_ptr<Stream> m_Stream;
 
