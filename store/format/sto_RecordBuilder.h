@@ -23,7 +23,8 @@ class sto_RecordBuilder {
  public:
   /// Starts the next object.
   void Reset() noexcept;
-  /// Says which shape the object will probably have; null for none. REQUIRES: no part was added yet.
+  /// Says which shape the object will probably have, or null if that is not known. REQUIRES: no part was
+  /// added yet.
   void Expect(std::shared_ptr<sto_NumberedShape const> const& shape) noexcept {
     if (m_Expected == shape) return;
     m_Expected = shape;
