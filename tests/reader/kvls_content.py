@@ -98,7 +98,7 @@ class List:
         check(flags & ~0x60 == 0 and flags != 0, f"the flags {flags} of a list")
         if flags & 0x20:
             rank = cursor.count()
-            check(rank <= 32, f"{rank} extents")
+            check(1 <= rank <= 32, f"{rank} extents")
             self.extents = [cursor.varint() for _ in range(rank)]
             product = 1
             for extent in self.extents:
@@ -198,12 +198,11 @@ class Record:
 
     def __init__(self, object_id, save, shape_number, shape, cursor):
         self.id, self.save, self.shape_number = object_id, save, shape_number
-        ids = [object_id]
-        for i in range(1, len(shape.parts)):
-            ids.append(check_object_id(object_id + i + (0 if shape.ids_follow else cursor.zigzag())))
-        self.parts = [Part(part, part_id) for part, part_id in zip(shape.parts, ids)]
-        for part, part_shape in zip(self.parts, shape.parts):
-            part.fields = [Field(field, field.read(cursor, object_id)) for field in part_shape.fields]
+        self.parts = []
+        for i, part in enumerate(shape.parts):
+            distance = 0 if shape.ids_follow or i == 0 else cursor.zigzag()
+            self.parts.append(Part(part, check_object_id(object_id + i + distance)))
+            self.parts[-1].fields = [Field(field, field.read(cursor, object_id)) for field in part.fields]
         self.content = None
         if shape.content in (3, 4, 8, 9):
             self.content = Map(cursor, shape.content, shape.key_type, shape.element_type)
