@@ -162,6 +162,9 @@ class Store:
             self._read_catalogue()
             self._read_log()
             self._find_blocks()
+        except UnicodeDecodeError as error:  # from sqlite3 too: its message has text of the file
+            self.close()
+            raise Damaged(f"a text that is not UTF-8: {error}") from error
         except BaseException:
             self.close()
             raise

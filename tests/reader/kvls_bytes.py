@@ -29,9 +29,9 @@ class Cursor:
         return len(self.data) - self.at
 
     def take(self, size):
-        check(size <= self.left(), "bytes are missing")
-        self.at += size
-        return self.data[self.at - size : self.at]
+        begin, self.at = self.at, self.at + size
+        check(self.at <= len(self.data), "bytes are missing")
+        return self.data[begin : self.at]
 
     def byte(self):
         return self.take(1)[0]
@@ -43,14 +43,15 @@ class Cursor:
         return self.fixed(code)[0]
 
     def varint(self):
-        value = 0
-        for shift in range(0, 70, 7):
-            byte = self.byte()
+        value = shift = 0
+        for byte in self.data[self.at : self.at + 10]:
+            self.at += 1
             value |= (byte & 0x7F) << shift
+            shift += 7
             if byte < 0x80:
                 check(value < 2**64, "a varint of more than 64 bits")
                 return value
-        raise Damaged("a varint of more than ten bytes")
+        raise Damaged("a varint that does not end")
 
     def zigzag(self):
         return unzigzag(self.varint())
@@ -140,6 +141,8 @@ ELEMENTS = {
     15: ("complex double", read_complex("dd")),
 }
 OBJECT_ELEMENT = 7
+# Those that are one number each, to read many at once.
+NUMBER_ELEMENTS = {3: "f", 4: "d", 5: "I", 6: "i", 8: "b", 9: "B", 10: "h", 11: "H", 12: "q", 13: "Q"}
 
 # Key type of a map: name, and how a key is read.
 KEYS = {
@@ -166,6 +169,8 @@ def check_object_id(object_id):
 
 def read_list_elements(cursor, element_type, count, owner, wide=False):
     """The elements of a list in a record or block. wide: objects are ids of 8 bytes, as in older formats."""
+    if element_type in NUMBER_ELEMENTS:
+        return list(cursor.fixed(f"{count}{NUMBER_ELEMENTS[element_type]}"))
     if element_type != OBJECT_ELEMENT:
         read = ELEMENTS[element_type][1]
         return [read(cursor) for _ in range(count)]

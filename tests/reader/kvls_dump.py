@@ -34,6 +34,11 @@ def show(value):
     return repr(value)
 
 
+def plain(name):
+    """A name without quotes."""
+    return name.decode(errors="backslashreplace")
+
+
 class Dump:
     def __init__(self, store):
         self.store = store
@@ -42,20 +47,20 @@ class Dump:
     def add(self, depth, text):
         self.lines.append("  " * depth + text)
 
-    def add_long(self, depth, texts):
-        """A text for each element, in one line if they are short. Of a long list: the first and last, and the
-        hash of all."""
+    def add_long(self, depth, values, text_of):
+        """A text for each value, in one line if they are short. Of many values: the first and last, and the hash
+        of all."""
+        if len(values) > LONG_LIST:
+            for value in values[:FIRST]:
+                self.add(depth, text_of(value))
+            self.add(depth, f".. {len(values)} in all, hash {hash64(repr(values).encode()):016x}")
+            for value in values[-LAST:]:
+                self.add(depth, text_of(value))
+            return
+        texts = [text_of(value) for value in values]
         if sum(len(text) + 2 for text in texts) <= LONG_BYTES:
-            self.add(depth, ", ".join(texts))
-            return
-        if len(texts) <= LONG_LIST:
-            for text in texts:
-                self.add(depth, text)
-            return
-        for text in texts[:FIRST]:
-            self.add(depth, text)
-        self.add(depth, f".. {len(texts)} in all, hash {hash64(chr(10).join(texts).encode()):016x}")
-        for text in texts[-LAST:]:
+            texts = [", ".join(texts)]
+        for text in texts:
             self.add(depth, text)
 
     def everything(self):
@@ -106,7 +111,7 @@ class Dump:
             text += f" save {record.save} shape {record.shape_number}"
         self.add(0, text)
         for part in record.parts:
-            name = self.store.classes[part.class_id, part.version].name.decode()
+            name = plain(self.store.classes[part.class_id, part.version].name)
             self.add(1, f"part {part.id} class {part.class_id:#x} {name} version {part.version}")
             for field in part.fields:
                 self.field(field)
@@ -118,7 +123,7 @@ class Dump:
             self.list(record.content)
 
     def field(self, field):
-        name = self.store.name_of(field.key).decode()
+        name = plain(self.store.name_of(field.key))
         if field.type:
             self.add(2, f"{name} nested")
             self.nested(3, "", field.type, field.value)
@@ -151,7 +156,7 @@ class Dump:
         for i, element in enumerate(value):
             if node.tag == 32:
                 key, member = element
-                self.nested(depth + 1, self.store.name_of(key).decode() + " ", node.below[i], member)
+                self.nested(depth + 1, plain(self.store.name_of(key)) + " ", node.below[i], member)
             else:
                 self.nested(depth + 1, "", node.below[i if node.tag == 33 else 0], element)
 
@@ -162,7 +167,7 @@ class Dump:
         if content.unit:
             text += f", unit {quote(self.store.names[content.unit])}"
         self.add(1, text + (", in blocks" if content.in_blocks else ""))
-        self.add_long(2, [show(element) for element in content.elements])
+        self.add_long(2, content.elements, show)
 
     def map(self, content):
         if content.is_int_table:
@@ -174,7 +179,7 @@ class Dump:
             chunks = len(content.directory.numbers)
             text += f", in {chunks} chunks and pages, depth {content.directory.depth}"
         self.add(1, text)
-        self.add_long(2, [f"{show(key)}: {show(element)}" for key, element in content.entries])
+        self.add_long(2, content.entries, lambda entry: f"{show(entry[0])}: {show(entry[1])}")
 
     def log(self):
         for save in self.store.saves:

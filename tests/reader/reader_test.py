@@ -1,12 +1,19 @@
 #!/usr/bin/env python3
-"""Tests of the reader: what it reads in the golden stores, and in the worked example of the documents.
+"""Tests of the reader: what it reads in the golden stores, in a store that the library has just made, and in the
+worked example of the document.
 
   reader_test.py               runs the tests
   reader_test.py --update      writes the texts in expected/ again
+
+The environment variable STORE_EVERYTHING has the path of the program that makes the store.
 """
 
+import os
 import pathlib
+import random
 import re
+import shutil
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -23,6 +30,8 @@ except ModuleNotFoundError as missing:
 EXPECTED = HERE / "expected"
 GOLDEN = HERE.parent / "golden"
 DOCUMENT = HERE.parents[1] / "docs" / "store-format.md"
+MADE = "store_everything"  # the name of its expected text
+FLIPS = 150
 
 
 def dump(path):
@@ -30,35 +39,213 @@ def dump(path):
         return "\n".join(kvls_dump.dump(store)) + "\n"
 
 
+def outcome(path):
+    """What the reader finds in a store: its dump, or why it refuses the store."""
+    try:
+        return dump(path)
+    except (kvls.Damaged, kvls.sqlite3.Error) as error:
+        return f"refused: {error}"
+
+
+def run_maker(command, path):
+    """What store_everything prints."""
+    program = os.environ.get("STORE_EVERYTHING")
+    if not program:
+        raise RuntimeError("STORE_EVERYTHING must be the path of the program store_everything")
+    return subprocess.run([program, command, path], check=True, capture_output=True, text=True).stdout
+
+
+def without_times(text):
+    """A dump without what is different each time a store is made."""
+    return re.sub(r"^(save \d+) at \d+", r"\1", re.sub(r"^uuid .*\n", "", text, flags=re.M), flags=re.M)
+
+
+def objects_of(text):
+    """The objects in a dump, without the save that wrote them and the number of their shape."""
+    text = text[text.index("\nobject ") :]
+    return re.sub(r"^(object \d+) save .*", r"\1", re.sub(r"\nsave (?s:.)*", "\n", text), flags=re.M)
+
+
 class GoldenStores(unittest.TestCase):
     maxDiff = 4000
 
     def test_each_has_the_expected_content(self):
         stores = sorted(GOLDEN.glob("*.kvs"))
-        self.assertEqual({path.stem for path in stores}, {path.stem for path in EXPECTED.glob("*.txt")})
+        self.assertEqual({path.stem for path in stores} | {MADE}, {path.stem for path in EXPECTED.glob("*.txt")})
         for path in stores:
             with self.subTest(store=path.name):
                 self.assertEqual(dump(path), (EXPECTED / f"{path.stem}.txt").read_text())
 
     def test_each_changed_byte_of_a_record_is_refused(self):
-        path = GOLDEN / "format-1.kvs"
-        sound, whole = path.read_bytes(), dump(path)
+        sound = (GOLDEN / "format-1.kvs").read_bytes()
         record = sound.index(bytes.fromhex("01028280900306"))  # object 1 of the document's example, 51 bytes
-        for i in range(record, record + 51):
+        with tempfile.TemporaryDirectory() as folder:
+            for i in range(record, record + 51):
+                damaged = bytearray(sound)
+                damaged[i] ^= 1
+                path = pathlib.Path(folder, "damaged.kvs")
+                path.write_bytes(damaged)
+                self.assertRegex(outcome(path), "^refused: object 1 ", f"byte {i}")
+
+    def test_upgraded_ones_have_the_same_objects(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for path in sorted(GOLDEN.glob("*.kvs")):
+                with self.subTest(store=path.name), kvls.Store(path) as store:
+                    if store.format == 4:
+                        continue
+                    copy = pathlib.Path(folder, path.name)
+                    shutil.copyfile(path, copy)
+                    run_maker("upgrade", copy)
+                    upgraded = dump(copy)
+                    self.assertTrue(upgraded.startswith("format 4\n"))
+                    self.assertEqual(objects_of(upgraded), objects_of(dump(path)))
+
+
+class MadeStore(unittest.TestCase):
+    maxDiff = 4000
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.path = pathlib.Path(folder.name, "made.kvs")
+        cls.printed = run_maker("make", cls.path)
+        cls.store = kvls.Store(cls.path)
+        cls.addClassCleanup(cls.store.close)
+        cls.records = {record.id: record for record in cls.store.check_all()}
+
+    def under(self, root):
+        """The record under a root."""
+        return self.records[self.store.roots[root.encode()][0]]
+
+    def field(self, record, name):
+        """The value of a field; the record of an object that the field holds."""
+        for part in record.parts:
+            for field in part.fields:
+                if self.store.name_of(field.key) == name.encode():
+                    owned = isinstance(field.value, kvls.Owned)
+                    return self.records[field.value] if owned else field.value
+        return self.fail(f"object {record.id} has no field {name}")
+
+    def content(self, root, field):
+        return self.field(self.under(root), field).content
+
+    def test_has_the_expected_content(self):
+        self.assertEqual(without_times(dump(self.path)), (EXPECTED / f"{MADE}.txt").read_text())
+
+    def test_library_has_counted_the_same(self):
+        store = self.store
+        counts = (len(self.records), len(store._blocks), len(store.classes), len(store.shapes), len(store.roots),
+                  len(store.saves))
+        names = ("objects", "blocks", "classes", "shapes", "roots", "saves")
+        lines = ["sound 1", "sum 1", *(f"{name} {count}" for name, count in zip(names, counts))]
+        self.assertEqual(self.printed.splitlines(), lines)
+
+    def test_has_every_form_of_the_format(self):
+        codecs, contents, tags = set(), set(), set()
+        for key, (table, row) in self.store._blocks.items():
+            data = self.store._row_data(table, row)
+            codecs.add((dict(kvls.unpack_row(row, data))[key] if table == "block" else data)[-9])
+        for shape in self.store.shapes.values():
+            contents.add(shape.content)
+            tags.update(field.tag for part in shape.parts for field in part.fields)
+        self.assertEqual(codecs, {0, 1, 2 + 16, 2 + 32, 2 + 48, 2 + 64})
+        self.assertEqual(contents, set(range(10)) - {5})  # 5 is of older formats
+        self.assertEqual(tags, set(range(2, 21)))
+        maps = [record.content for record in self.records.values() if isinstance(record.content, kvls.Map)]
+        lists = [record.content for record in self.records.values() if isinstance(record.content, kvls.List)]
+        self.assertEqual({content.element_type for content in lists}, set(range(1, 16)))
+        self.assertEqual({content.key_type for content in maps} - {0}, {1, 2, 3, 4})
+        self.assertEqual({content.directory.depth for content in maps if content.in_blocks}, {1, 2})
+        self.assertIn(0, {record.shape_number for record in self.records.values()})
+        self.assertIn(("moved_block", 1), {(table, row) for table, row in self.store._blocks.values()})
+
+    def test_lists_have_the_elements_that_were_written(self):
+        for root, count in (("short lists", 6), ("long lists", 3000)):
+            expected = {
+                "m_Bools": [i % 3 == 0 for i in range(count)],
+                "m_Strings": [None if i % 3 == 0 else b"a" * (i % 7) for i in range(count)],
+                "m_Floats": [i / 8 for i in range(count)],
+                "m_Doubles": [i / 2 for i in range(count)],
+                "m_UInts": [4_000_000_000 + i for i in range(count)],
+                "m_Ints": [-i for i in range(count)],
+            }
+            for name, elements in expected.items():
+                self.assertEqual(self.content(root, name).elements, elements, f"{root}, {name}")
+        array = [i % 100 for i in range(12 * 2048)]
+        for i in (0, 4, 8):
+            array[i * 2048 + 9] = -i - 1
+        self.assertEqual(self.content("bulk", "m_Ints").elements, array)
+
+    def test_arrays_have_the_elements_that_were_written(self):
+        def cut(number, bits, signed):
+            number %= 2**bits
+            return number - 2**bits if signed and number >= 2 ** (bits - 1) else number
+
+        def squares(make, count):
+            return [make(i * i, i) for i in range(count)]
+
+        integers = {8: (8, True), 9: (8, False), 10: (16, True), 11: (16, False), 12: (64, True), 13: (64, False)}
+        makes = {t: lambda square, i, form=form: cut(square, *form) for t, form in integers.items()}
+        makes[14] = makes[15] = lambda square, i: complex(square, -i)
+        arrays = {(t, ""): (6, [2, 3], b"") for t in makes}
+        arrays.update({(8, ""): (6, [2, 3], b"mm"), (10, ""): (6, [3, 1, 2], b"kN/m"), (11, ""): (0, [0], b"mm"),
+                       (13, ""): (6, [6], b""), (14, ""): (6, [2, 3], b"V"),
+                       (8, " in blocks"): (3000, [3000], b""), (10, " in blocks"): (3000, [30, 100], b"mm"),
+                       (13, " in blocks"): (3000, [100, 30], b""), (15, " in blocks"): (3000, [3000], b"V")})
+        for (element_type, where), (count, extents, unit) in arrays.items():
+            content = self.content(f"array {element_type}{where}", "m_List")
+            self.assertEqual(content.element_type, element_type)
+            self.assertEqual(content.elements, squares(makes[element_type], count))
+            self.assertEqual(content.extents, extents)
+            self.assertEqual(self.store.names.get(content.unit, b""), unit)
+
+    def test_maps_have_the_entries_that_were_written(self):
+        chunks = self.content("chunks", "m_Map")
+        self.assertEqual(chunks.entries, [(3 * i - 4, i / 2) for i in range(3000)])
+        self.assertTrue(all(listed.key for listed in chunks.directory.listed))
+        pages = self.content("pages", "m_Map").entries
+        self.assertEqual(pages, [(b"%d" % (10_000 + i) + b"k" * 1500, i) for i in range(130)])
+        unordered = self.content("unordered chunks", "m_Map")
+        self.assertEqual(unordered.entries, [(i % 1000, i / 2) for i in range(3000, 0, -1)])
+        self.assertFalse(any(listed.key for listed in unordered.directory.listed))
+        for count in (5, 6000):
+            pairs = self.content(f"pairs {count}", "m_Pairs").entries
+            self.assertEqual(pairs, [(i - 2, 100 * i) for i in range(count)])
+        signed = self.content("signed keys", "m_Map").entries
+        self.assertEqual(signed, [(-3 * 10**18 * i, i) for i in (1, 2, 3)])
+        unsigned = self.content("unsigned keys", "m_Map").entries
+        self.assertEqual(unsigned, [(6 * 10**18 * i, i) for i in (1, 2, 3)])
+
+    def test_objects_have_the_values_that_were_written(self):
+        elements = self.content("objects", "m_Objects").elements
+        values = [element and self.field(self.records[element], "m_Value") for element in elements]
+        self.assertEqual(values, [None, 10, None, None, 40, None])
+        nested = self.field(self.under("nested example"), "m_Nested")
+        points = [[value for _, value in point] for point in nested]
+        self.assertEqual(points, [[1.0, (b"A",)], [2.0, None]])
+        scattered = self.under("scattered parts")
+        self.assertEqual([part.id - scattered.id for part in scattered.parts], [0, 2, -1])
+        self.assertEqual(self.field(self.under("image"), "m_Blob").bytes, b"b" * 40_000)
+        left = self.field(self.under("nodes"), "m_Left")
+        self.assertIs(self.field(left, "m_Right"), self.field(self.under("nodes"), "m_Right"))
+
+    def test_flipped_bits_are_refused_or_change_nothing(self):
+        sound, whole = self.path.read_bytes(), dump(self.path)
+        path = self.path.with_name("damaged.kvs")
+        places = random.Random(4)
+        refused = 0
+        for _ in range(FLIPS):
+            at, bit = places.randrange(len(sound)), places.randrange(8)
             damaged = bytearray(sound)
-            damaged[i] ^= 1
-            self.assertNotEqual(content_of(bytes(damaged)), whole, f"byte {i}")
-
-
-def content_of(data):
-    """What the reader finds in the bytes of a store: its dump, or why it refuses them."""
-    with tempfile.NamedTemporaryFile(suffix=".kvs") as file:
-        file.write(data)
-        file.flush()
-        try:
-            return dump(file.name)
-        except (kvls.Damaged, kvls.sqlite3.Error) as error:
-            return f"refused: {error}"
+            damaged[at] ^= 1 << bit
+            path.write_bytes(damaged)
+            found = outcome(path)
+            if found.startswith("refused"):
+                refused += 1
+            else:
+                self.assertEqual(found, whole, f"bit {bit} of byte {at}")
+        self.assertGreater(refused, FLIPS // 2)
 
 
 def hex_of_document(first_line):
@@ -100,6 +287,10 @@ class WorkedExample(unittest.TestCase):
 def update():
     for path in sorted(GOLDEN.glob("*.kvs")):
         (EXPECTED / f"{path.stem}.txt").write_text(dump(path))
+    with tempfile.TemporaryDirectory() as folder:
+        path = pathlib.Path(folder, "made.kvs")
+        run_maker("make", path)
+        (EXPECTED / f"{MADE}.txt").write_text(without_times(dump(path)))
 
 
 if __name__ == "__main__":
