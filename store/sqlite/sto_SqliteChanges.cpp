@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "store/format/sto_BlockCodec.h"
 #include "store/format/sto_Format.h"
 
 void sto_SqliteChanges::Begin(std::int64_t firstNewId, sto_ContentSum const& sum) noexcept {
@@ -32,15 +33,9 @@ sto_ChangeList const& sto_SqliteChanges::List() {
   return m_List;
 }
 
-sto_ContentSum sto_SqliteChanges::Record(std::int64_t id, std::int64_t shape, sto_ByteView values) noexcept {
-  std::uint64_t const key[] = {sto_ToLittleEndian(static_cast<std::uint64_t>(id)),
-                               sto_ToLittleEndian(static_cast<std::uint64_t>(shape))};
-  return sto_ContentSum::Of(sto_ContentKind::Record, std::as_bytes(std::span(key)), values);
-}
-
 sto_ContentSum sto_SqliteChanges::BlockTerm(std::int64_t key, sto_ByteView end) noexcept {
-  return sto_ContentSum::Of(sto_ContentKind::Block, static_cast<std::uint64_t>(key),
-                            end.last(std::min(end.size(), sto_Format::ChecksumBytes)));
+  return sto_ContentSum::OfHash(sto_ContentKind::Block, static_cast<std::uint64_t>(key),
+                                sto_BlockCodec::ContentHash(end));
 }
 
 sto_ContentSum sto_SqliteChanges::RootTerm(std::string_view name, std::int64_t id,

@@ -23,13 +23,11 @@ class sto_SqliteChanges {
 
   // The sum. What is replaced is removed, what replaces it is added.
   [[nodiscard]] sto_ContentSum const& Sum() const noexcept { return m_Sum; }
-  void AddRecord(std::int64_t id, std::int64_t shape, sto_ByteView values) {
-    m_Sum += Record(id, shape, values);
-  }
-  void RemoveRecord(std::int64_t id, std::int64_t shape, sto_ByteView values) {
-    m_Sum -= Record(id, shape, values);
-  }
-  /// The term of a block. `end`: the end of the stored block, with at least its checksum.
+  /// `hash`: of the values, seeded with the object's id; see sto_Checksum.
+  void AddRecord(std::int64_t shape, std::uint64_t hash) noexcept { m_Sum += RecordTerm(shape, hash); }
+  void RemoveRecord(std::int64_t shape, std::uint64_t hash) noexcept { m_Sum -= RecordTerm(shape, hash); }
+  /// The term of a block. `end`: the last sto_BlockCodec::MaxEndBytes of what is stored, or more; all of it if
+  /// it is shorter.
   [[nodiscard]] static sto_ContentSum BlockTerm(std::int64_t key, sto_ByteView end) noexcept;
   /// Blocks are replaced: takes out terms, and adds others.
   void ReplaceBlocks(sto_ContentSum const& removed, sto_ContentSum const& added) noexcept {
@@ -82,8 +80,9 @@ class sto_SqliteChanges {
   /// Sorts the ids and drops repetitions.
   static void Tidy(std::vector<std::int64_t>& ids, std::size_t& limit);
 
-  [[nodiscard]] static sto_ContentSum Record(std::int64_t id, std::int64_t shape,
-                                             sto_ByteView values) noexcept;
+  [[nodiscard]] static sto_ContentSum RecordTerm(std::int64_t shape, std::uint64_t hash) noexcept {
+    return sto_ContentSum::OfHash(sto_ContentKind::Record, static_cast<std::uint64_t>(shape), hash);
+  }
   [[nodiscard]] static sto_ContentSum RootTerm(std::string_view name, std::int64_t id,
                                                unsigned int classId) noexcept;
 
