@@ -138,7 +138,7 @@ void SaveNested(RawWriter& writer) {
   nested.Number(std::int32_t{8});
   nested.Alternative(1);
   Type const array = Type::Array(3, Type::Value(sto_Format::UInt16));
-  for (std::uint16_t const number : {1, 2, 65535}) nested.Number(number);
+  for (int const number : {1, 2, 65535}) nested.Number(static_cast<std::uint16_t>(number));
   Type const type = Type::Tuple({Type::Tuple(leaves), map, array});
   writer.Builder().AddNested(0, writer.Key("m_Nested"), type, value);
   writer.End("nested", true);

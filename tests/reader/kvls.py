@@ -17,7 +17,7 @@ from kvls_content import *
 from kvls_3 import OldRecord, read_old_pack, unpack_old_block
 
 APPLICATION_ID = 1263946835
-FEATURES = {"draft-7"}
+FEATURES = {"draft-8"}
 
 TABLES_3 = """
 CREATE TABLE meta(key TEXT PRIMARY KEY, value) WITHOUT ROWID;
@@ -343,7 +343,7 @@ class Store:
         check(shape_number == 0 or shape_number in self.shapes, f"the shape of object {object_id}")
         shape = self.shapes[shape_number] if shape_number else Shape(cursor)
         record = Record(object_id, save, shape_number, shape, cursor)
-        return record, term(1, struct.pack("<QQ", object_id, shape_number), data)
+        return record, term_of_hash(1, shape_number, hash64(data, object_id))
 
     # What is read is compared with the catalogue
 
@@ -460,12 +460,12 @@ class Store:
         """The sum over the store, computed from the content."""
         total = sum(record_term for _, record_term in self._read_records())
         for key in self._blocks:
-            total += term(2, struct.pack("<Q", key), struct.pack("<Q", self._unpack(key)[1]))
+            total += term_of_hash(2, key, self._unpack(key)[1])
         for name, root in self.roots.items():
-            total += term(3, name, struct.pack("<QQ", *root))
+            total += term_of_content(3, name, struct.pack("<QQ", *root))
         for table, row in self._encoded:
             if table != "root":
-                total += term(4, table.encode(), row)
+                total += term_of_content(4, table.encode(), row)
         return total % 2**128
 
 

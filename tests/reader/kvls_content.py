@@ -1,7 +1,9 @@
 """Shapes, records and blocks of KVLpersist stores of format 4. Knows no tables."""
 
-import xxhash
+import struct
+
 import lz4.block
+import xxhash
 
 from kvls_bytes import *
 
@@ -252,7 +254,7 @@ def read_pack(key, data):
 
 
 def unpack_block(key, data):
-    """The content of a block, with its checksum checked, and its checksum."""
+    """The content of a block, with its checksum checked, and the hash of the content."""
     check(len(data) >= 9, f"block {key} is too short")
     codec, checksum = data[-9], int.from_bytes(data[-8:], "little")
     content = data[:-9]
@@ -261,15 +263,19 @@ def unpack_block(key, data):
     if codec == 0:
         return content, checksum
     check(codec == 1 or codec % 16 == 2, f"block {key} has the codec {codec}")
-    check(len(content) >= 4, f"block {key} is too short")
+    check(len(content) >= 12, f"block {key} is too short")
+    content_hash = int.from_bytes(content[-12:-4], "little")
     size = int.from_bytes(content[-4:], "little")
     check(size <= 900_000_000, f"block {key} is too large")
     try:
-        content = lz4.block.decompress(content[:-4], uncompressed_size=size)
+        content = lz4.block.decompress(content[:-12], uncompressed_size=size)
     except lz4.block.LZ4BlockError as error:
         raise Damaged(f"block {key}: {error}") from error
     check(len(content) == size, f"block {key} has another size")
-    return (content if codec == 1 else unshuffle(content, 1 << (codec // 16))), checksum
+    if codec != 1:
+        content = unshuffle(content, 1 << (codec // 16))
+    check(hash64(content, key) == content_hash, f"block {key} has another content")
+    return content, content_hash
 
 
 def unshuffle(data, width):
@@ -293,10 +299,12 @@ def unpack_row(key, data):
     cursor.end(f"the row of blocks {key} to {key + 3}")
 
 
-def hash128(data, seed):
-    return xxhash.xxh3_128_intdigest(data, seed=seed)
+# The terms of the sum over the store.
 
 
-def term(kind, key, content):
-    """A term of the sum over the store."""
-    return hash128(content, hash64(key, kind))
+def term_of_hash(kind, number, content_hash):
+    return xxhash.xxh3_128_intdigest(struct.pack("<QQ", number, content_hash), seed=kind)
+
+
+def term_of_content(kind, key, content):
+    return xxhash.xxh3_128_intdigest(content, seed=hash64(key, kind))
