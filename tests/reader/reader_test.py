@@ -230,6 +230,42 @@ class MadeStore(unittest.TestCase):
         left = self.field(self.under("nodes"), "m_Left")
         self.assertIs(self.field(left, "m_Right"), self.field(self.under("nodes"), "m_Right"))
 
+    def test_what_no_checksum_of_a_row_shows_is_refused(self):
+        changes = {
+            "PRAGMA user_version = 5": "the format 5",
+            "CREATE INDEX i ON name(text)": "an index, a trigger or a view",
+            "CREATE TABLE t(a)": "tables that are not those",
+            "DELETE FROM meta WHERE key = 'features_to_write'": "the header",
+            "UPDATE class SET base_class_id = 2 WHERE name = 'Top'": "table class",
+            "DELETE FROM attribute WHERE name = 'm_Head'": "table class",
+            "DELETE FROM class WHERE name = 'Raw'": "an attribute of no class version",
+            "UPDATE attribute SET name = 'm_Other' WHERE name = 'm_Head'": "table class",
+            "DELETE FROM enumerator WHERE name = 'round'": "does not fit its sum",
+            "DELETE FROM note WHERE attribute = ''": "does not fit its sum",
+            "DELETE FROM name WHERE text = 'V'": "the name",
+            "DELETE FROM root WHERE name = 'tags'": "does not fit its sum",
+            "UPDATE root SET name = 'other' WHERE name = 'tags'": "table root",
+            "DELETE FROM shape WHERE id = 3": "the shape 3 is missing",
+            "DELETE FROM pack WHERE key = 2": "blocks that belong to no object",
+            "UPDATE pack SET key = 9 WHERE key = 2": "pack 9 does not fit",
+            "DELETE FROM save WHERE no = 1": "the save 1 is missing",
+            "DELETE FROM save WHERE no = 19": "is of no save",
+            "DELETE FROM object WHERE length(record) > 3000": "blocks that belong to no object",
+            "DELETE FROM block WHERE key = (SELECT max(key) FROM block)": "is missing",
+            "DELETE FROM moved_block WHERE place = 1": "a moved block without place",
+            "DELETE FROM block_place WHERE place = 1; DELETE FROM moved_block WHERE place = 1": "does not fit",
+            "UPDATE block_place SET place = 99 - place": "a moved block without place",
+            "UPDATE block_place SET place = 3 - place WHERE place < 3": "does not fit",
+        }
+        path = self.path.with_name("changed.kvs")
+        for change, reason in changes.items():
+            with self.subTest(change=change):
+                shutil.copyfile(self.path, path)
+                connection = kvls.sqlite3.connect(path)
+                connection.executescript(change)
+                connection.close()
+                self.assertRegex(outcome(path), f"^refused: .*{reason}")
+
     def test_flipped_bits_are_refused_or_change_nothing(self):
         sound, whole = self.path.read_bytes(), dump(self.path)
         path = self.path.with_name("damaged.kvs")
