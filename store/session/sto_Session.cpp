@@ -32,11 +32,7 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
   m_Driver->Begin(forWriting);
   m_InTransaction = true;
   try {
-    if (std::int64_t const counter = m_Driver->ChangeCounter(); counter != m_ChangeCounter) {
-      m_Catalogue.Forget();
-      m_VerifiedBlocks.Clear();
-      m_ChangeCounter = counter;
-    }
+    NoteForeignChanges();
     m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
     // What a single operation or save may change is kept when it is touched first. What the program may
     // change in a longer transaction, in memory, is seen by nobody.
@@ -51,6 +47,36 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
   m_Keeping = keeping;
   if (forWriting) ++m_TransactionNumber;
   m_IsWriting = forWriting; // from now on a rollback takes back ids and restores containers
+}
+
+void sto_Session::NoteForeignChanges() {
+  std::int64_t const counter = m_Driver->ChangeCounter();
+  std::int64_t const newest = m_Driver->NewestSave();
+  // A commit that failed in its very last step may have made a save, which is no longer this session's work.
+  if (counter == m_ChangeCounter && newest == m_SeenSave) return;
+  m_Catalogue.Forget();
+  m_VerifiedBlocks.Clear();
+  bool const isFirst = m_ChangeCounter == -1;
+  bool const isAnyOpen = !m_Collections.IsEmpty() || !m_OpenBlobs.empty();
+  if (!isAnyOpen) m_Changes.ForgetCounts([](std::int64_t) { return false; });
+  if (isAnyOpen && !isFirst) {
+    if (std::optional<sto_ChangeList> const changes = m_Driver->ChangedSince(m_SeenSave)) {
+      for (std::int64_t const id : changes->m_Objects) m_Changes.NoteForeign(id);
+      for (std::int64_t const id : changes->m_Lists) m_Changes.NoteForeign(id);
+      ForgetUnusedCounts();
+    } else {
+      m_Changes.NoteForeignUnknown();
+    }
+  }
+  m_SeenSave = newest;
+  m_ChangeCounter = counter; // last: reading may fail
+}
+
+void sto_Session::ForgetUnusedCounts() {
+  std::unordered_set<std::int64_t> blobs;
+  for (sto_OpenBlob const* const blob : m_OpenBlobs) blobs.insert(blob->Id());
+  m_Changes.ForgetCounts(
+      [&](std::int64_t id) { return m_Collections.Find(id) != nullptr || blobs.contains(id); });
 }
 
 void sto_Session::CheckUse() const {
@@ -78,6 +104,7 @@ void sto_Session::Commit() {
   if (m_IsWriting) m_Collections.WriteRecords();
   if (m_IsWriting && m_NextId != m_FirstIdOfTransaction) m_Driver->SetNextObjectId(m_NextId);
   m_Driver->Commit();
+  m_SeenSave = m_Driver->NewestSave();
   bool const wasWriting = std::exchange(m_IsWriting, false);
   EndTransaction();
   if (!wasWriting) return;
@@ -102,10 +129,10 @@ void sto_Session::Rollback() noexcept {
     m_Collections.ForEachTouched([](sto_OpenCollection& each) { each.NoteIdentity(true); });
     TakeBackIds(m_FirstIdOfTransaction);
   }
+  if (wasWriting) m_Changes.UndoTransaction(m_TransactionNumber);
   EndTransaction();
   if (!wasWriting) return;
   if (m_KeptIn == m_TransactionNumber) m_Kept = nullptr; // the work that failed is undone
-  m_Changes.UndoTransaction(m_TransactionNumber);
   for (sto_OpenBlob* const blob : m_OpenBlobs) blob->UndoTransaction();
   auto const undo = [this](sto_OpenCollection& each) { each.UndoTransaction(m_Keeping); };
   if (m_Keeping == sto_Keeping::Copies)

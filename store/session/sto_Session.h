@@ -234,6 +234,9 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   void CheckUse() const;
   void EndTransaction() noexcept;
   [[noreturn]] void RethrowKept();
+  /// Takes notice of what other sessions have committed since the last transaction.
+  void NoteForeignChanges();
+  void ForgetUnusedCounts();
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
   std::thread::id m_Thread = std::this_thread::get_id();
@@ -262,7 +265,8 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   sto_Keeping m_Keeping = sto_Keeping::Nothing; // of the open write transaction
   std::int64_t m_TransactionNumber = 0;
   std::int64_t m_ChangeCounter = -1;
-  std::int64_t m_NextId = 1; // also counted up by TakeId and reset by TakeBackIds
+  std::int64_t m_SeenSave = -1; // the newest save that this session knows; -1: none yet
+  std::int64_t m_NextId = 1;    // also counted up by TakeId and reset by TakeBackIds
   std::int64_t m_FirstIdOfTransaction = 1;
 
   std::exception_ptr m_Kept; // set by Keep; cleared when it is raised or its work is undone

@@ -11,7 +11,7 @@ void sto_SqliteChanges::Begin(std::int64_t firstNewId, sto_ContentSum const& sum
   m_List.m_Objects.clear(); // keeps its memory for the next transaction
   m_List.m_Lists.clear();
   m_List.m_Roots.clear();
-  m_LimitOfObjects = m_LimitOfLists = FirstLimit;
+  m_Objects = m_Lists = {};
   m_HasOther = false;
 }
 
@@ -19,17 +19,28 @@ void sto_SqliteChanges::Block(std::int64_t key) {
   List(key >> sto_Format::BlockIndexBits);
 }
 
-void sto_SqliteChanges::Tidy(std::vector<std::int64_t>& ids, std::size_t& limit) {
+void sto_SqliteChanges::SetMark() noexcept {
+  m_SumAtMark = m_Sum;
+  m_Objects = {m_Objects.m_Limit, m_List.m_Objects.size(), false};
+  m_Lists = {m_Lists.m_Limit, m_List.m_Lists.size(), false};
+}
+
+void sto_SqliteChanges::GoBackToMark() noexcept {
+  m_Sum = m_SumAtMark;
+  GoBack(m_List.m_Objects, m_Objects);
+  GoBack(m_List.m_Lists, m_Lists);
+}
+
+void sto_SqliteChanges::Tidy(std::vector<std::int64_t>& ids, Section& section) {
   std::ranges::sort(ids);
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-  limit = std::max(FirstLimit, 2 * ids.size());
+  section.m_Limit = std::max(FirstLimit, 2 * ids.size());
+  section.m_IsTidied = true;
 }
 
 sto_ChangeList const& sto_SqliteChanges::List() {
-  Tidy(m_List.m_Objects, m_LimitOfObjects);
-  Tidy(m_List.m_Lists, m_LimitOfLists);
-  std::ranges::sort(m_List.m_Roots);
-  m_List.m_Roots.erase(std::unique(m_List.m_Roots.begin(), m_List.m_Roots.end()), m_List.m_Roots.end());
+  sto_SortChanges(m_List);
+  m_Objects.m_IsTidied = m_Lists.m_IsTidied = true;
   return m_List;
 }
 

@@ -370,7 +370,8 @@ class Store:
         name = self.name_of(field.key)
         for number in field.type.names() if field.type else ():
             self.name_of((number, 0))
-        is_own = part.class_id in COLLECTION_CLASSES and field.key in ((0, 0), (0, 1))
+        own_keys = ((0, 0),) if self.format == 4 else ((0, 0), (0, 1))
+        is_own = part.class_id in COLLECTION_CLASSES and field.key in own_keys
         if is_own or not described.attributes:
             return
         if field.key[0]:

@@ -61,7 +61,9 @@ def without_times(text):
 
 
 def objects_of(text):
-    """The objects in a dump, without the save that wrote them and the number of their shape."""
+    """The objects in a dump, without the save that wrote them, the number of their shape, and a count that only
+    older formats have."""
+    text = re.sub(r"^    #1 .*\n", "", text, flags=re.M)
     text = text[text.index("\nobject ") :]
     return re.sub(r"^(object \d+) save .*", r"\1", re.sub(r"\nsave (?s:.)*", "\n", text), flags=re.M)
 
