@@ -164,7 +164,7 @@ void SaveArray(RawWriter& writer, sto_Format::ElementType type, std::vector<std:
   sto_Bytes elements;
   sto_ByteWriter out(elements);
   for (int i = 0; i < header.m_Count; ++i) {
-    out.Number(static_cast<T>(i * i));
+    out.Number(static_cast<T>(std::int64_t{i} * i));
     if (isComplex) out.Number(static_cast<T>(-i));
   }
   sto_Bytes encoded;

@@ -52,7 +52,10 @@ def run_maker(command, path):
     program = os.environ.get("STORE_EVERYTHING")
     if not program:
         raise RuntimeError("STORE_EVERYTHING must be the path of the program store_everything")
-    return subprocess.run([program, command, path], check=True, capture_output=True, text=True).stdout
+    run = subprocess.run([program, command, path], capture_output=True, text=True)
+    if run.returncode != 0:
+        raise RuntimeError(f"{program} {command} {path}: exit status {run.returncode}\n{run.stdout}{run.stderr}")
+    return run.stdout
 
 
 def without_times(text):
