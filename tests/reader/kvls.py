@@ -17,7 +17,7 @@ from kvls_content import *
 from kvls_3 import OldRecord, read_old_pack, unpack_old_block
 
 APPLICATION_ID = 1263946835
-FEATURES = {"draft-8"}
+FEATURES = {"draft-8"}  # those that this reader knows
 
 TABLES_3 = """
 CREATE TABLE meta(key TEXT PRIMARY KEY, value) WITHOUT ROWID;
@@ -156,7 +156,9 @@ class Store:
     def __init__(self, path):
         self._sql = sqlite3.connect(pathlib.Path(path).absolute().as_uri() + "?mode=ro", uri=True)
         self._sql.text_factory = Text
+        self._sql.isolation_level = None
         try:
+            self._sql.execute("BEGIN")  # one state, also while another program writes
             self._read_header()
             self._check_tables()
             self._read_catalogue()
