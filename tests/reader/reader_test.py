@@ -289,26 +289,33 @@ class MadeStore(unittest.TestCase):
         self.assertGreater(refused, FLIPS // 2)
 
 
-def hex_of_document(first_line):
-    """The bytes of the part of a code block in the document that a line begins, up to the next empty line."""
+def examples_of_document(sentence):
+    """The bytes in the code block after a sentence of the document, by the first line of each part if that has no
+    bytes, else by the number of the part. Bytes that the document leaves open (xx) are EE."""
     text = DOCUMENT.read_text()
-    lines = text[text.index(f"\n{first_line}\n") + len(first_line) + 2 :].split("\n")
-    code = ""
-    for line in lines:
-        if not line or line.startswith("```"):
-            return bytes.fromhex(code)
-        code += re.match(r"(?:[0-9A-F]{2} ?)+", line).group()
+    block = text[text.index(sentence) :].split("```")[1]
+    parts = {}
+    for number, part in enumerate(block.strip().split("\n\n")):
+        lines = part.split("\n")
+        codes = [re.match(r"(?:(?:[0-9A-F]{2}|xx)(?: |$))*", line).group() for line in lines]
+        parts[number if codes[0] else lines[0]] = bytes.fromhex("".join(codes).replace("xx", "EE"))
+    return parts
 
 
-class WorkedExample(unittest.TestCase):
+class WorkedExamples(unittest.TestCase):
+    PACK = "an empty store it makes two records in pack 0"
+    SHAPES = "The two shapes; that of the list"
+
+    def pack(self):
+        return b"".join(examples_of_document(self.PACK)[part] for part in ("pack 0", "object 1", "object 3"))
+
     def test_pack_and_shapes_are_read_as_the_document_says(self):
-        data = b"".join(hex_of_document(part) for part in ("pack 0", "object 1", "object 3"))
         shapes = {}
         for number in (1, 2):
-            cursor = kvls.Cursor(hex_of_document(f"shape {number}"))
+            cursor = kvls.Cursor(examples_of_document(self.SHAPES)[f"shape {number}"])
             shapes[number] = kvls_content.Shape(cursor)
             cursor.end("the shape")
-        rows = list(kvls_content.read_pack(0, data))
+        rows = list(kvls_content.read_pack(0, self.pack()))
         self.assertEqual([row[:3] for row in rows], [(1, 2, 2), (3, 2, 1)])
         bolt, holes = (kvls_content.Record(*row[:3], shapes[row[2]], kvls.Cursor(row[3])) for row in rows)
         self.assertEqual([(part.id, part.class_id, part.version) for part in bolt.parts],
@@ -317,12 +324,37 @@ class WorkedExample(unittest.TestCase):
         self.assertEqual(holes.content.elements, [3, -1])
 
     def test_each_changed_byte_of_the_pack_is_refused(self):
-        data = b"".join(hex_of_document(part) for part in ("pack 0", "object 1", "object 3"))
+        data = self.pack()
         for i in range(len(data)):
             damaged = bytearray(data)
             damaged[i] ^= 4
             with self.assertRaises(kvls.Damaged, msg=f"byte {i}"):
                 list(kvls_content.read_pack(0, bytes(damaged)))
+
+    def test_nested_value_is_read_as_the_document_says(self):
+        parts = examples_of_document("For example, a sequence of points")
+        cursor = kvls.Cursor(parts[0])
+        self.assertEqual(cursor.byte(), 20)
+        nested = kvls.NestedType(cursor)
+        cursor.end("the type")
+        cursor = kvls.Cursor(parts[1])
+        key, label = (5, 0), (6, 0)
+        self.assertEqual(nested.read(cursor, 1),
+                         [[(key, 1.0), (label, (b"A",))], [(key, 2.0), (label, None)]])
+        cursor.end("the value")
+
+    def test_map_in_chunks_is_read_as_the_document_says(self):
+        text = b"t" * 3000
+        starts = re.findall(r"`((?:[0-9A-F]{2} ?)+)`", re.search(r"Block 0 has, .*", DOCUMENT.read_text()).group())
+        self.assertEqual(len(starts), 3)
+        chunk = b"".join(bytes.fromhex(start) + text for start in starts)
+        record = examples_of_document("The record of a map from int to string")[0]
+        checksum = kvls.hash64(chunk).to_bytes(8, "little")
+        cursor = kvls.Cursor(record.replace(b"\xee" * 8, checksum))
+        content = kvls.Map(cursor, 8, 1, 2)
+        cursor.end("the record")
+        entries = content.directory.read({0: chunk}.__getitem__)
+        self.assertEqual(entries, [(-1, text), (5, text), (100, text)])
 
 
 def update():
