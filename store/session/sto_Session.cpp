@@ -208,6 +208,15 @@ std::optional<sto_FieldKey> sto_Session::KeyToRead(cls_FieldHandle const& field)
   return sto_FieldKey{nameId, field.FieldId()};
 }
 
+void sto_Session::NoteCompression(std::int64_t id, unsigned int classId, std::string_view attribute) {
+  sto_Classes const& classes = m_Catalogue.Classes();
+  cls_ClassMetadata const* const newest = classes.Newest(classId);
+  if (newest == nullptr) return;
+  cls_ClassNotes const* const notes = classes.Notes(classId, newest->Version());
+  cls_ClassNotes::Attribute const* const said = notes == nullptr ? nullptr : notes->Find(attribute);
+  if (said != nullptr && said->m_Compress) m_CompressionOf.insert_or_assign(id, *said->m_Compress);
+}
+
 void sto_Session::Raise(sto_ErrorKind kind, std::string const& message, sto_SourceLine line) const {
   sto_Raise(kind, m_Location + ": " + message, line);
 }

@@ -5,7 +5,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -88,8 +90,17 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   [[nodiscard]] sto_KeptBytes& KeptBytes() noexcept { return m_KeptBytes; }
   [[nodiscard]] sto_BlockCodec& BlockCodec() noexcept { return m_BlockCodec; }
   [[nodiscard]] sto_VerifiedBlocks& VerifiedBlocks() noexcept { return m_VerifiedBlocks; }
-  /// Whether blocks are compressed unless their list says otherwise; see sto_Options::m_Compress.
-  [[nodiscard]] bool Compresses() const noexcept { return m_Compresses; }
+  /// Whether the blocks of a list or blob are compressed when they are written: as the program says of the attribute
+  /// that holds it, otherwise as sto_Options::m_Compress.
+  [[nodiscard]] bool Compresses(std::int64_t id) const noexcept {
+    if (m_CompressionOf.empty()) return m_Compresses;
+    auto const said = m_CompressionOf.find(id);
+    return said == m_CompressionOf.end() ? m_Compresses : said->second;
+  }
+  /// Notes which attribute holds a collection. `classId`: of the part that has the attribute.
+  void NoteHolder(std::int64_t id, unsigned int classId, std::string_view attribute) {
+    if (m_Catalogue.Classes().HasNotes()) NoteCompression(id, classId, attribute);
+  }
   /// Whether the session looks for mistakes in the program's classes; see sto_Options::m_Strict.
   [[nodiscard]] bool IsStrict() const noexcept { return m_IsStrict; }
 
@@ -234,6 +245,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   void CheckUse() const;
   void EndTransaction() noexcept;
   [[noreturn]] void RethrowKept();
+  void NoteCompression(std::int64_t id, unsigned int classId, std::string_view attribute);
   /// Takes notice of what other sessions have committed since the last transaction.
   void NoteForeignChanges();
   void ForgetUnusedCounts();
@@ -258,6 +270,8 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   sto_VerifiedBlocks m_VerifiedBlocks;
   bool m_IsStrict;
   bool m_Compresses;
+  std::unordered_map<std::int64_t, bool>
+      m_CompressionOf; // of lists and blobs about which the program says it
 
   // All set by Begin; the first two are cleared by EndTransaction.
   bool m_InTransaction = false;
