@@ -48,8 +48,8 @@ class Dump:
         self.lines.append("  " * depth + text)
 
     def add_long(self, depth, values, text_of):
-        """A text for each value, in one line if they are short. Of many values: the first and last, and the hash
-        of all."""
+        """A text for each value, in one line if they are short. Of many values: the first and last, and the
+        hash of all."""
         if len(values) > LONG_LIST:
             for value in values[:FIRST]:
                 self.add(depth, text_of(value))

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests of the reader: what it reads in the golden stores, in a store that the library has just made, and in the
-worked example of the document.
+"""Tests of the reader: what it reads in the golden stores, in a store that the library has just made, and in
+the examples of the document.
 
   reader_test.py               runs the tests
   reader_test.py --update      writes the texts in expected/ again
@@ -54,7 +54,7 @@ def run_maker(command, path):
         raise RuntimeError("STORE_EVERYTHING must be the path of the program store_everything")
     run = subprocess.run([program, command, path], capture_output=True, text=True)
     if run.returncode != 0:
-        raise RuntimeError(f"{program} {command} {path}: exit status {run.returncode}\n{run.stdout}{run.stderr}")
+        raise RuntimeError(f"{program} {command} {path}: {run.returncode}\n{run.stdout}{run.stderr}")
     return run.stdout
 
 
@@ -64,8 +64,8 @@ def without_times(text):
 
 
 def objects_of(text):
-    """The objects in a dump, without the save that wrote them, the number of their shape, and a count that only
-    older formats have."""
+    """The objects in a dump, without the save that wrote them, the number of their shape, and a count that
+    only older formats have."""
     text = re.sub(r"^    #1 .*\n", "", text, flags=re.M)
     text = text[text.index("\nobject ") :]
     return re.sub(r"^(object \d+) save .*", r"\1", re.sub(r"\nsave (?s:.)*", "\n", text), flags=re.M)
@@ -76,7 +76,8 @@ class GoldenStores(unittest.TestCase):
 
     def test_each_has_the_expected_content(self):
         stores = sorted(GOLDEN.glob("*.kvs"))
-        self.assertEqual({path.stem for path in stores} | {MADE}, {path.stem for path in EXPECTED.glob("*.txt")})
+        texts = {path.stem for path in EXPECTED.glob("*.txt")}
+        self.assertEqual({path.stem for path in stores} | {MADE}, texts)
         for path in stores:
             with self.subTest(store=path.name):
                 self.assertEqual(dump(path), (EXPECTED / f"{path.stem}.txt").read_text())
@@ -140,10 +141,9 @@ class MadeStore(unittest.TestCase):
 
     def test_library_has_counted_the_same(self):
         store = self.store
-        counts = (len(self.records), len(store._blocks), len(store.classes), len(store.shapes), len(store.roots),
-                  len(store.saves))
+        rows = (self.records, store._blocks, store.classes, store.shapes, store.roots, store.saves)
         names = ("objects", "blocks", "classes", "shapes", "roots", "saves")
-        lines = ["sound 1", "sum 1", *(f"{name} {count}" for name, count in zip(names, counts))]
+        lines = ["sound 1", "sum 1", *(f"{name} {len(row)}" for name, row in zip(names, rows))]
         self.assertEqual(self.printed.splitlines(), lines)
 
     def test_has_every_form_of_the_format(self):
@@ -190,12 +190,13 @@ class MadeStore(unittest.TestCase):
         def squares(make, count):
             return [make(i * i, i) for i in range(count)]
 
-        integers = {8: (8, True), 9: (8, False), 10: (16, True), 11: (16, False), 12: (64, True), 13: (64, False)}
+        integers = {8: (8, True), 9: (8, False), 10: (16, True), 11: (16, False), 12: (64, True),
+                    13: (64, False)}
         makes = {t: lambda square, i, form=form: cut(square, *form) for t, form in integers.items()}
         makes[14] = makes[15] = lambda square, i: complex(square, -i)
         arrays = {(t, ""): (6, [2, 3], b"") for t in makes}
-        arrays.update({(8, ""): (6, [2, 3], b"mm"), (10, ""): (6, [3, 1, 2], b"kN/m"), (11, ""): (0, [0], b"mm"),
-                       (13, ""): (6, [6], b""), (14, ""): (6, [2, 3], b"V"),
+        arrays.update({(8, ""): (6, [2, 3], b"mm"), (10, ""): (6, [3, 1, 2], b"kN/m"),
+                       (11, ""): (0, [0], b"mm"), (13, ""): (6, [6], b""), (14, ""): (6, [2, 3], b"V"),
                        (8, " in blocks"): (3000, [3000], b""), (10, " in blocks"): (3000, [30, 100], b"mm"),
                        (13, " in blocks"): (3000, [100, 30], b""), (15, " in blocks"): (3000, [3000], b"V")})
         for (element_type, where), (count, extents, unit) in arrays.items():
@@ -258,7 +259,8 @@ class MadeStore(unittest.TestCase):
             "DELETE FROM object WHERE length(record) > 3000": "blocks that belong to no object",
             "DELETE FROM block WHERE key = (SELECT max(key) FROM block)": "is missing",
             "DELETE FROM moved_block WHERE place = 1": "a moved block without place",
-            "DELETE FROM block_place WHERE place = 1; DELETE FROM moved_block WHERE place = 1": "does not fit",
+            "DELETE FROM block_place WHERE place = 1; DELETE FROM moved_block WHERE place = 1":
+                "does not fit its sum",
             "UPDATE block_place SET place = 99 - place": "a moved block without place",
             "UPDATE block_place SET place = 3 - place WHERE place < 3": "does not fit",
         }
@@ -290,8 +292,8 @@ class MadeStore(unittest.TestCase):
 
 
 def examples_of_document(sentence):
-    """The bytes in the code block after a sentence of the document, by the first line of each part if that has no
-    bytes, else by the number of the part. Bytes that the document leaves open (xx) are EE."""
+    """The bytes in the code block after a sentence of the document, by the first line of each part if that
+    has no bytes, else by the number of the part. Bytes that the document leaves open (xx) are EE."""
     text = DOCUMENT.read_text()
     block = text[text.index(sentence) :].split("```")[1]
     parts = {}
@@ -345,7 +347,8 @@ class WorkedExamples(unittest.TestCase):
 
     def test_map_in_chunks_is_read_as_the_document_says(self):
         text = b"t" * 3000
-        starts = re.findall(r"`((?:[0-9A-F]{2} ?)+)`", re.search(r"Block 0 has, .*", DOCUMENT.read_text()).group())
+        sentence = re.search(r"Block 0 has, .*", DOCUMENT.read_text()).group()
+        starts = re.findall(r"`((?:[0-9A-F]{2} ?)+)`", sentence)
         self.assertEqual(len(starts), 3)
         chunk = b"".join(bytes.fromhex(start) + text for start in starts)
         record = examples_of_document("The record of a map from int to string")[0]
