@@ -31,7 +31,7 @@ EXPECTED = HERE / "expected"
 GOLDEN = HERE.parent / "golden"
 DOCUMENT = HERE.parents[1] / "docs" / "store-format.md"
 MADE = "store_everything"  # the name of its expected text
-FLIPS = 150
+FLIPS = 100
 
 
 def dump(path):
