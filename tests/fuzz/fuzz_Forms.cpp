@@ -277,7 +277,8 @@ void TryChunks(sto_ByteView bytes) {
   }
   sto_ChunkDirectory paged;
   static_cast<void>(paged.AddPage({}, map.m_Entries));
-  sto_MapWalk walk(sto_MapOfChunk(map, map.m_Count, map.m_Entries));
+  map.m_InChunks = false;
+  sto_MapWalk walk(map);
   int entries = 0;
   while (walk.Next()) ++entries;
   Expect(!walk.IsComplete() || entries == map.m_Count, "a chunk has another number of entries");

@@ -17,7 +17,7 @@ from kvls_content import *
 from kvls_3 import OldRecord, read_old_pack, unpack_old_block
 
 APPLICATION_ID = 1263946835
-FEATURES = {"draft-8"}  # those that this reader knows
+FEATURES = set()  # those that this reader knows
 
 TABLES_3 = """
 CREATE TABLE meta(key TEXT PRIMARY KEY, value) WITHOUT ROWID;
