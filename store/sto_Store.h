@@ -65,8 +65,9 @@ enum class sto_Mode {
 /// destructor is raised by the store's next operation, or by the commit.
 ///
 /// Thread rule: one thread, which also owns the identities of what is saved and loaded. In another thread
-/// every operation raises Misuse, and closing the store is caught by an assertion. REQUIRES: the store is
-/// closed before its thread ends and before nex_finalize. Several stores may be open at once.
+/// every operation raises Misuse, and closing the store is caught by an assertion. In a child process that is
+/// forked while the store is open every operation raises Misuse, and closing it leaves the file alone. REQUIRES:
+/// the store is closed before its thread ends and before nex_finalize. Several stores may be open at once.
 class KVL_EXPORT sto_Store {
  public:
   /// Opens the store in file `location` for a program with the classes of `registrar`. The registrar does not
