@@ -255,4 +255,15 @@ TEST_F(StoreBusyTime, LocationWithANulCharacterIsMisuseAndNothingIsMade) {
   }
 }
 
+TEST_F(StoreBusyTime, NamesOfFilesBesideAStoreAreRefusedForNewStores) {
+  sto_Store store = Create();
+  for (std::string const& location : {Path() + "-journal", Path() + "-wal", Path() + "-shm"}) {
+    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.CopyTo(location); });
+    EXPECT_TRUE(Contains(message, location)) << message;
+    MessageOf(sto_ErrorKind::Misuse,
+              [&] { static_cast<void>(sto_Store::Open(location, sto_Mode::Create, TestClasses())); });
+    EXPECT_FALSE(fs::exists(location));
+  }
+}
+
 } // namespace

@@ -67,12 +67,12 @@ void RestrictAs(std::string const& source, std::string const& copy) noexcept {
 /// would apply it to the copy.
 void CheckFree(std::string const& location) {
   if (sto_SqliteFile::IsThere(location)) RaiseCopyConflict(location);
-  for (char const* const suffix : {"-journal", "-wal"})
-    if (sto_SqliteFile::IsThere(location + suffix))
-      sto_Raise(sto_ErrorKind::Conflict,
-                location + suffix +
-                    ": A store that is gone has left this file, which would damage a copy "
-                    "beside it; delete the file, or choose another name for the copy.");
+  bool const hasJournal = sto_SqliteFile::HasJournal(location);
+  if (hasJournal || sto_SqliteFile::HasLog(location))
+    sto_Raise(sto_ErrorKind::Conflict,
+              location + (hasJournal ? "-journal" : "-wal") +
+                  ": A store that is gone has left this file, which would damage a copy "
+                  "beside it; delete the file, or choose another name for the copy.");
 }
 
 [[noreturn]] void RaiseSystem(std::string const& location, int error) {
@@ -87,7 +87,7 @@ void CheckFree(std::string const& location) {
 
 sto_SqliteCopy::sto_SqliteCopy(sto_SqliteConnection& source, std::string const& location)
     : m_Location(location) {
-  sto_SqliteFile::CheckLocation(location);
+  sto_SqliteFile::CheckNewLocation(location);
   if (std::string const network = sto_NetworkFileSystem(location); !network.empty())
     sto_Raise(sto_ErrorKind::Unavailable,
               location + ": On a network file system (" + network +
