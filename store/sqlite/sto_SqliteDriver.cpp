@@ -54,8 +54,13 @@ void sto_SqliteDriver::CheckFixedState() const {
                                      "locks; open it again.");
 }
 
+void sto_SqliteDriver::CheckPlace() const {
+  if (m_HasLog && m_Connection->HasMoved()) m_Connection->RaiseMoved();
+}
+
 void sto_SqliteDriver::Begin(bool forWriting) {
   CheckFixedState();
+  if (forWriting) CheckPlace();
   m_Transaction.Begin(forWriting);
   m_GivesOutIds = forWriting;
   try {
@@ -138,6 +143,7 @@ void sto_SqliteDriver::Commit() {
   m_Blocks.FinishTransaction();
   if (m_OldBlocks) m_OldBlocks->Close();
   WriteSave();
+  if (m_IsSaveWritten) CheckPlace();
   m_Transaction.Commit();
   if (m_IsSaveWritten) {
     m_Saves.Keep(m_Save);

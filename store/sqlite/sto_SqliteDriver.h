@@ -109,6 +109,9 @@ class sto_SqliteDriver : public sto_Driver {
   void BeforeWriting();
   /// Raises Unavailable when a file that is read without locks has changed.
   void CheckFixedState() const;
+  /// ReadOnly if the file is no longer the one under its name. SQLite looks at that itself when it makes a journal,
+  /// but not when it writes to a log, and what it writes there would be lost.
+  void CheckPlace() const;
   /// Damaged unless all rows fit their checksums, and the sum over the store is right. REQUIRES: an open
   /// transaction.
   void VerifyRows();
