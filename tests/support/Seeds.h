@@ -4,9 +4,13 @@
 #include <initializer_list>
 #include <vector>
 
-/// The seeds of a long model test: the first one, or all of them when the environment variable KVL_ALL_SEEDS is set,
-/// as scripts/test.sh --all does. Use: INSTANTIATE_TEST_SUITE_P(Seeds, Model, testing::ValuesIn(Seeds({1U, 2U})));
+/// Whether the long forms of tests run: the environment variable KVL_ALL_SEEDS is set, as scripts/test.sh --all does.
+inline bool TestsAllSeeds() {
+  return std::getenv("KVL_ALL_SEEDS") != nullptr;
+}
+
+/// The seeds of a long model test: the first one, or all of them in the long form. Use:
+/// INSTANTIATE_TEST_SUITE_P(Seeds, Model, testing::ValuesIn(Seeds({1U, 2U})));
 template <class Seed> std::vector<Seed> Seeds(std::initializer_list<Seed> all) {
-  bool const isAll = std::getenv("KVL_ALL_SEEDS") != nullptr;
-  return {all.begin(), isAll ? all.end() : all.begin() + 1};
+  return {all.begin(), TestsAllSeeds() ? all.end() : all.begin() + 1};
 }
