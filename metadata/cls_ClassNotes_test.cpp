@@ -27,6 +27,14 @@ TEST(ClassNotes, EverythingThatIsSaidIsThere) {
   EXPECT_EQ(notes.OfAttributes().size(), 2U);
 }
 
+TEST(ClassNotes, CompressionIsSaidOrLeftToTheStore) {
+  cls_ClassNotes notes;
+  notes.Compress("m_History").Compress("m_Ids", false).Unit("m_Other", "mm");
+  EXPECT_EQ(notes.Find("m_History")->m_Compress, true);
+  EXPECT_EQ(notes.Find("m_Ids")->m_Compress, false);
+  EXPECT_FALSE(notes.Find("m_Other")->m_Compress.has_value());
+}
+
 TEST(ClassNotes, LaterWordReplacesAnEarlierOne) {
   cls_ClassNotes notes;
   notes.Unit("m_Length", "mm").Unit("m_Length", "m").Note("a", "1").Note("a", "2");

@@ -2,11 +2,10 @@
 #include <filesystem>
 #include <functional>
 
-#include "tests/support/store/StoreEverything.h"
+#include "tests/support/store/StoreEverythingTest.h"
 #include "tests/support/store/StoreFaultVfs.h"
 #include "tests/support/store/StoreOldFormat.h"
 #include "tests/support/store/StorePages.h"
-#include "tests/support/store/StoreRows.h"
 
 namespace {
 
@@ -27,27 +26,13 @@ std::string TextOf(sto_CheckReport const& report) {
 }
 
 /// A store with every kind of object and row.
-class StoreCheck : public StoreFileTest {
+class StoreCheck : public StoreEverythingTest {
  protected:
   StoreFaultVfs const m_Vfs; // nothing waits for the disk
 
-  void SetUp() override {
-    static StoreBytes const bytes = [this] { // made once: that takes long
-      sto_Options options;
-      options.m_PageBytes = 1024;
-      sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, StoreEverything::Classes(), options);
-      StoreEverything::Save(store);
-      store.Close();
-      return FileBytes(Path());
-    }();
-    WriteFile(Path(), std::string_view(reinterpret_cast<char const*>(bytes.data()), bytes.size()));
-  }
-  sto_Store Open(sto_Mode mode = sto_Mode::ReadOnly, std::string_view name = "test.kvs") const {
-    return sto_Store::Open(Path(name), mode, StoreEverything::Classes());
-  }
+  void SetUp() override { PutStore(1024); }
   sto_CheckReport Check(sto_CheckDepth depth = sto_CheckDepth::Full) const { return Open().Check(depth); }
   void Run(std::string const& sql) const { SqlFile(Path()).Run(sql); }
-  [[nodiscard]] std::int64_t Number(std::string const& sql) const { return SqlFile(Path()).Integer(sql); }
 
   /// The first finding of a kind. Fails the test if there is none, or a text is not one sentence.
   static sto_CheckFinding Find(sto_CheckReport const& report, Kind kind) {

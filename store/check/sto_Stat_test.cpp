@@ -1,28 +1,15 @@
 #include <algorithm>
 #include <map>
 
-#include "tests/support/store/StoreEverything.h"
+#include "tests/support/store/StoreEverythingTest.h"
 #include "tests/support/store/StoreOldFormat.h"
-#include "tests/support/store/StoreRows.h"
 
 namespace {
 
 /// What takes room in a store, compared with its rows.
-class StoreStat : public StoreFileTest {
+class StoreStat : public StoreEverythingTest {
  protected:
-  void SetUp() override {
-    static StoreBytes const bytes = [this] { // made once: that takes long
-      sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, StoreEverything::Classes());
-      StoreEverything::Save(store);
-      store.Close();
-      return FileBytes(Path());
-    }();
-    WriteFile(Path(), std::string_view(reinterpret_cast<char const*>(bytes.data()), bytes.size()));
-  }
-  sto_Store Open(sto_Mode mode = sto_Mode::ReadOnly, std::string_view name = "test.kvs") const {
-    return sto_Store::Open(Path(name), mode, StoreEverything::Classes());
-  }
-  [[nodiscard]] std::int64_t Number(std::string const& sql) const { return SqlFile(Path()).Integer(sql); }
+  void SetUp() override { PutStore(sto_Options().m_PageBytes); }
   /// How many objects each class has, read from the file.
   [[nodiscard]] std::map<unsigned int, std::int64_t> Model() const {
     std::filesystem::copy_file(Path(), Path("copy"), std::filesystem::copy_options::overwrite_existing);

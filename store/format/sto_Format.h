@@ -62,6 +62,8 @@ enum ValueTag : std::uint8_t {
 };
 /// The greatest ValueTag.
 inline constexpr ValueTag LastTag = Nested;
+/// The last tag that the formats without shapes have.
+inline constexpr ValueTag LastOldTag = Bytes;
 
 /// The inner nodes in the type of a nested value; the leaves have ValueTags.
 enum NestedKind : std::uint8_t {

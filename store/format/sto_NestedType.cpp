@@ -5,6 +5,7 @@
 #include <string>
 
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_FixedValueBytes.h"
 
 namespace {
 
@@ -26,36 +27,9 @@ bool HasChildCount(std::uint8_t kind) noexcept {
          kind == sto_Format::NestedVariant;
 }
 
-/// The bytes of a leaf; 0 if they vary.
-std::uint64_t BytesOf(std::uint8_t tag) noexcept {
-  switch (tag) {
-  case sto_Format::Bool:
-  case sto_Format::Int8:
-  case sto_Format::UInt8:
-    return 1;
-  case sto_Format::Int16:
-  case sto_Format::UInt16:
-    return 2;
-  case sto_Format::Int32:
-  case sto_Format::UInt32:
-  case sto_Format::Float:
-  case sto_Format::Enum:
-    return 4;
-  case sto_Format::Int64:
-  case sto_Format::UInt64:
-  case sto_Format::Double:
-  case sto_Format::ComplexFloat:
-    return 8;
-  case sto_Format::ComplexDouble:
-    return 16;
-  default:
-    return 0;
-  }
-}
-
 void FinishLeaf(Node& node) noexcept {
   node.m_HoldsIds = node.m_Kind == sto_Format::Object || node.m_Kind == sto_Format::Reference;
-  node.m_MinBytes = BytesOf(node.m_Kind);
+  node.m_MinBytes = sto_FixedValueBytes(node.m_Kind);
   node.m_IsFixed = node.m_MinBytes != 0;
   if (!node.m_IsFixed) node.m_MinBytes = 1; // a length or a distance
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "store/format/sto_Checksum.h"
+#include "store/format/sto_FixedValueBytes.h"
 #include "store/format/sto_IdCodec.h"
 #include "store/format/sto_RecordBuilder.h"
 
@@ -21,27 +22,9 @@ bool IsId(std::uint64_t id) noexcept {
   return id != 0 && id <= static_cast<std::uint64_t>(sto_Format::MaxObjectId);
 }
 
-/// The size of a value of fixed size in bytes; empty for other values.
-std::optional<std::size_t> FixedSize(std::uint8_t tag) noexcept {
-  switch (tag) {
-  case sto_Format::Bool:
-  case sto_Format::Int8:
-    return 1;
-  case sto_Format::Int16:
-  case sto_Format::UInt16:
-    return 2;
-  case sto_Format::Int32:
-  case sto_Format::UInt32:
-  case sto_Format::Float:
-  case sto_Format::Enum:
-    return 4;
-  case sto_Format::Int64:
-  case sto_Format::UInt64:
-  case sto_Format::Double:
-    return 8;
-  default:
-    return std::nullopt;
-  }
+/// The bytes of a value; 0 if they vary, or the older formats do not have the tag.
+std::size_t FixedSize(std::uint8_t tag) noexcept {
+  return tag > sto_Format::LastOldTag ? 0 : sto_FixedValueBytes(tag);
 }
 
 bool IsElementType(std::uint8_t type) noexcept {
@@ -94,8 +77,8 @@ class Converter {
     sto_FieldKey key;
     if (!sto_DecodeKey(m_Reader, key) || m_Builder.HasField(part, key)) return false;
     std::uint8_t const tag = m_Reader.U8();
-    if (auto const size = FixedSize(tag)) {
-      Raw(m_Builder.StartField(part, key, tag), m_Reader.Raw(*size));
+    if (std::size_t const size = FixedSize(tag); size != 0) {
+      Raw(m_Builder.StartField(part, key, tag), m_Reader.Raw(size));
       return !m_Reader.Failed();
     }
     switch (tag) {

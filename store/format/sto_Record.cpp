@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "store/format/sto_ChunkDirectory.h"
+#include "store/format/sto_FixedValueBytes.h"
 #include "store/format/sto_IdCodec.h"
 #include "store/format/sto_MapWalk.h"
 #include "store/format/sto_NestedWalk.h"
@@ -17,12 +18,6 @@ namespace {
 constexpr std::size_t MinEntryBytes = 2;
 
 constexpr std::int64_t MaxInt = std::numeric_limits<int>::max();
-
-/// The sizes of values of fixed size in bytes, by tag.
-constexpr std::uint8_t NotFixed = 0xFF;
-constexpr std::uint8_t s_FixedSizes[] = {NotFixed, NotFixed, NotFixed, 1, 1, 2,  2,       4, 4, 8, 8, 4, 8, 4,
-                                         NotFixed, NotFixed, NotFixed, 1, 8, 16, NotFixed};
-static_assert(std::size(s_FixedSizes) == sto_Format::LastTag + 1);
 
 } // namespace
 
@@ -149,8 +144,8 @@ bool sto_Record::DecodeParts(sto_ByteReader& reader, std::int64_t id, sto_Shape 
     part.m_Id = partId;
     for (sto_Field const* const last = field + part.m_Fields.size(); field != last; ++field, ++described) {
       std::uint8_t const tag = described->m_Tag;
-      std::size_t size = s_FixedSizes[tag];
-      if (size == NotFixed) {
+      std::size_t size = sto_FixedSizesOfTags[tag]; // the shape has known tags only
+      if (size == 0) {
         if (tag != sto_Format::Text || next == end || *next == std::byte{0} || *next >= std::byte{0x80}) {
           sto_ByteReader other({next, end});
           if (!DecodeField(other, id, tag, *field)) return false;

@@ -7,6 +7,7 @@
 #include "store/format/sto_RowChecksum.h"
 #include "store/sqlite/sto_SqliteChanges.h"
 #include "store/sqlite/sto_SqliteConnection.h"
+#include "store/sqlite/sto_SqliteStoredClass.h"
 
 /// The catalogue of a store in SQLite: the tables class, attribute, name and shape. From format 4 on each row
 /// of class, with the rows of its attributes, has a checksum, and so has each row of name and shape.
@@ -36,14 +37,13 @@ class sto_SqliteCatalogue {
         : m_Class(uuid, "class"), m_Name(uuid, "name"), m_Shape(uuid, "shape") {}
     sto_RowChecksum m_Class, m_Name, m_Shape;
   };
-  struct StoredClass;
 
   /// The classes as they are in the file. Damaged.
-  [[nodiscard]] std::vector<StoredClass> StoredClasses();
+  [[nodiscard]] std::vector<sto_SqliteStoredClass> StoredClasses();
   /// Takes a class version that is about to be replaced out of the sum, if it is there.
-  void RemoveFromSum(StoredClass const& replacement);
-  void ReadAttributes(std::vector<StoredClass>& classes);
-  [[nodiscard]] std::int64_t ChecksumOf(StoredClass const& row);
+  void RemoveFromSum(sto_SqliteStoredClass const& replacement);
+  void ReadAttributes(std::vector<sto_SqliteStoredClass>& classes);
+  [[nodiscard]] std::int64_t ChecksumOf(sto_SqliteStoredClass const& row);
   [[noreturn]] void RaiseUnfit(std::string const& row) const;
 
   sto_SqliteConnection& m_Connection;

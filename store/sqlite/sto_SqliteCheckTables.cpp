@@ -1,7 +1,6 @@
 #include "store/sqlite/sto_SqliteCheckTables.h"
 
-#include <algorithm>
-#include <array>
+#include <utility>
 #include <vector>
 
 #include "store/format/sto_ChangeList.h"
@@ -20,56 +19,14 @@ bool Fits(sto_RowChecksum& checksum, sto_SqliteStatement::Use const& use, int ch
          use.Integer(checksumColumn) == checksum.Value();
 }
 
+std::string Describe(sto_SqliteStoredClass const& row) {
+  return "class " + row.m_Name + " (" + sto_ClassIdText(static_cast<unsigned int>(row.m_ClassId)) +
+         ") version " + std::to_string(row.m_Version);
+}
+
 constexpr char DoesNotFit[] = " does not fit its checksum.";
 
 } // namespace
-
-/// A class version as it is in the file.
-struct sto_SqliteCheckTables::StoredClass {
-  struct Attribute {
-    std::string m_Name;
-    std::array<std::int64_t, 4> m_Numbers; // field id, type, type argument, collection type
-    std::string m_Unit;
-    std::optional<std::string> m_Default;
-  };
-  std::int64_t m_ClassId = 0, m_Version = 0;
-  std::string m_Name;
-  std::int64_t m_BaseClassId = 0, m_Checksum = 0;
-  bool m_HasRightTypes = true; // of its columns, and of those of its attributes
-  std::vector<Attribute> m_Attributes;
-
-  [[nodiscard]] std::string Describe() const {
-    return "class " + m_Name + " (" + sto_ClassIdText(static_cast<unsigned int>(m_ClassId)) + ") version " +
-           std::to_string(m_Version);
-  }
-  [[nodiscard]] sto_ClassRow Row() const {
-    sto_ClassRow row{static_cast<unsigned int>(m_ClassId),
-                     static_cast<int>(m_Version),
-                     m_Name,
-                     static_cast<unsigned int>(m_BaseClassId),
-                     {}};
-    for (Attribute const& attribute : m_Attributes) {
-      auto const& [fieldId, type, typeArg, collectionType] = attribute.m_Numbers;
-      row.m_Attributes.push_back({attribute.m_Name, static_cast<int>(fieldId), static_cast<int>(type),
-                                  static_cast<unsigned int>(typeArg), static_cast<int>(collectionType),
-                                  attribute.m_Unit, attribute.m_Default});
-    }
-    return row;
-  }
-  /// The encoded row, with its attributes.
-  void Encode(sto_RowChecksum& checksum) const {
-    checksum.Begin().Integer(m_ClassId).Integer(m_Version).Text(m_Name).Integer(m_BaseClassId);
-    for (Attribute const& attribute : m_Attributes) {
-      checksum.Text(attribute.m_Name);
-      for (std::int64_t const number : attribute.m_Numbers) checksum.Integer(number);
-      checksum.Text(attribute.m_Unit);
-      if (attribute.m_Default)
-        checksum.Text(*attribute.m_Default);
-      else
-        checksum.Other();
-    }
-  }
-};
 
 sto_SqliteCheckTables::sto_SqliteCheckTables(sto_SqliteConnection& connection, std::int64_t formatVersion,
                                              sto_ByteView uuid, sto_SqliteFindings& findings,
@@ -158,63 +115,41 @@ void sto_SqliteCheckTables::TakeSave(sto_SqliteStatement::Use const& use) {
 
 void sto_SqliteCheckTables::ReadClasses() {
   Classes classes;
-  sto_SqliteStatement statement(
-      m_Connection, HasChecksums() ? "SELECT class_id, version, name, base_class_id, checksum FROM class"
-                                   : "SELECT class_id, version, name, base_class_id, 0 FROM class");
+  sto_SqliteStatement statement(m_Connection, sto_SqliteStoredClass::ReadClasses(HasChecksums()));
   {
     sto_SqliteStatement::Use use(statement);
     for (use.AllowAllRows(); use.Step();) {
-      StoredClass stored;
-      for (int const column : {0, 1, 3, 4})
-        stored.m_HasRightTypes = stored.m_HasRightTypes && use.TypeOf(column) == sto_SqliteType::Integer;
-      stored.m_HasRightTypes = stored.m_HasRightTypes && use.TypeOf(2) == sto_SqliteType::Text;
-      stored.m_ClassId = use.Integer(0);
-      stored.m_Version = use.Integer(1);
-      stored.m_Name = use.Text(2);
-      stored.m_BaseClassId = use.Integer(3);
-      stored.m_Checksum = use.Integer(4);
+      sto_SqliteStoredClass const stored = sto_SqliteStoredClass::Of(use);
       if (!classes.try_emplace({stored.m_ClassId, stored.m_Version}, stored).second)
         m_Findings.Add(sto_CheckKind::Catalogue, "class", stored.m_ClassId,
-                       "Table class has " + stored.Describe() + " twice.");
+                       "Table class has " + Describe(stored) + " twice.");
     }
   }
   if (m_FormatVersion > sto_Format::VersionWithoutAttributes)
     m_Findings.Try(sto_CheckKind::Structure, "attribute", [&] { ReadAttributes(classes); });
   for (auto& [key, stored] : classes) {
-    std::ranges::sort(stored.m_Attributes, {}, &StoredClass::Attribute::m_Name);
+    stored.SortAttributes();
     TakeClass(stored);
   }
 }
 
 void sto_SqliteCheckTables::ReadAttributes(Classes& classes) {
-  sto_SqliteStatement statement(m_Connection,
-                                HasChecksums() ? "SELECT class_id, version, name, field_id, type, type_arg, "
-                                                 "collection_type, unit, default_value FROM attribute"
-                                               : "SELECT class_id, version, name, field_id, type, type_arg, "
-                                                 "collection_type, '', NULL FROM attribute");
+  sto_SqliteStatement statement(m_Connection, sto_SqliteStoredClass::ReadAttributes(HasChecksums()));
   sto_SqliteStatement::Use use(statement);
   for (use.AllowAllRows(); use.Step();) {
-    bool hasRightTypes = use.TypeOf(2) == sto_SqliteType::Text;
-    for (int const column : {0, 1, 3, 4, 5, 6})
-      hasRightTypes = hasRightTypes && use.TypeOf(column) == sto_SqliteType::Integer;
-    hasRightTypes = hasRightTypes && use.TypeOf(7) == sto_SqliteType::Text;
-    StoredClass::Attribute attribute{
-        use.Text(2), {use.Integer(3), use.Integer(4), use.Integer(5), use.Integer(6)}, use.Text(7), {}};
-    if (use.TypeOf(8) != sto_SqliteType::Other) attribute.m_Default = use.Text(8);
+    sto_SqliteStoredClass::Attribute attribute = sto_SqliteStoredClass::Attribute::Of(use);
     auto const found = classes.find({use.Integer(0), use.Integer(1)});
-    if (found == classes.end()) {
+    if (found != classes.end())
+      found->second.Add(std::move(attribute));
+    else
       m_Findings.Add(sto_CheckKind::Catalogue, "attribute", use.Integer(0),
                      "Table attribute has attribute " + attribute.m_Name + " of class " +
                          sto_ClassIdText(static_cast<unsigned int>(use.Integer(0))) + " version " +
                          std::to_string(use.Integer(1)) + ", which is not in table class.");
-      continue;
-    }
-    found->second.m_Attributes.push_back(attribute);
-    found->second.m_HasRightTypes = found->second.m_HasRightTypes && hasRightTypes;
   }
 }
 
-void sto_SqliteCheckTables::TakeClass(StoredClass const& stored) {
+void sto_SqliteCheckTables::TakeClass(sto_SqliteStoredClass const& stored) {
   bool isSound = stored.m_HasRightTypes;
   if (HasChecksums()) {
     sto_RowChecksum checksum(m_Uuid, "class");
@@ -224,7 +159,7 @@ void sto_SqliteCheckTables::TakeClass(StoredClass const& stored) {
   }
   if (!isSound)
     m_Findings.Add(sto_CheckKind::Catalogue, "class", stored.m_ClassId,
-                   "The row of " + stored.Describe() +
+                   "The row of " + Describe(stored) +
                        " in table class, with its attributes in table attribute," + DoesNotFit);
   m_Visitor.TakeClass(stored.Row(), isSound);
 }

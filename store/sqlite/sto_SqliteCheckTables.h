@@ -10,6 +10,7 @@
 #include "store/format/sto_RowChecksum.h"
 #include "store/sqlite/sto_SqliteChanges.h"
 #include "store/sqlite/sto_SqliteFindings.h"
+#include "store/sqlite/sto_SqliteStoredClass.h"
 
 /// Reads the small tables of a store for a check: header, log of saves, catalogue and roots. A damaged row is
 /// reported and does not hide the others. Thread rule: one thread.
@@ -29,8 +30,7 @@ class sto_SqliteCheckTables {
   [[nodiscard]] std::optional<sto_ContentSum> const& SumInLog() const noexcept { return m_SumInLog; }
 
  private:
-  struct StoredClass;
-  using Classes = std::map<std::pair<std::int64_t, std::int64_t>, StoredClass>;
+  using Classes = std::map<std::pair<std::int64_t, std::int64_t>, sto_SqliteStoredClass>;
 
   [[nodiscard]] bool HasChecksums() const noexcept;
   void ReadHeader();
@@ -40,7 +40,7 @@ class sto_SqliteCheckTables {
   void CheckOrder(std::int64_t number);
   void ReadClasses();
   void ReadAttributes(Classes& classes);
-  void TakeClass(StoredClass const& stored);
+  void TakeClass(sto_SqliteStoredClass const& stored);
   void ReadNames();
   void ReadShapes();
   void ReadEnumerators();
