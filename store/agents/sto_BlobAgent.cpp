@@ -115,7 +115,7 @@ void sto_BlobAgent::WriteHeader(Header header) {
   sto_CollectionFields::Change.Write(builder, change);
   Session().Changes().NoteBlobChange(m_Id, change, Session().TransactionNumber(), Session().Save().Number());
   auto const [shape, values] = Session().ToWrite(builder, &inUse);
-  Session().Driver().WriteObject(m_Id, shape, values);
+  Session().WriteObject(m_Id, {shape, values});
   if (m_SeenChange == header.m_Change) m_SeenChange = change; // an earlier unseen change stays unseen
   m_ShownChange = change;
 }

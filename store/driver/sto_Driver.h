@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -78,8 +79,44 @@ struct sto_ShapeRow {
   sto_Bytes m_Data; ///< the encoded sto_Shape
 };
 
+/// One root.
+struct sto_RootRow {
+  std::string m_Name;
+  std::int64_t m_Id; ///< of its object
+};
+
+/// Keys from one to another, both included.
+struct sto_KeyRange {
+  std::int64_t m_First;
+  std::int64_t m_Last;
+};
+
+/// What a session asks for when it begins a transaction: all of it is one request to the storage.
+struct sto_BeginRequest {
+  bool m_ForWriting = false;
+  std::optional<std::string_view> m_Root = {}; ///< a root to search
+};
+
+/// What the storage answers.
+struct sto_Begun {
+  /// Changes whenever another session commits.
+  std::int64_t m_ChangeCounter = 0;
+  /// Every id that a committed object has, or had, is smaller.
+  std::int64_t m_EndOfIds = 1;
+  /// The object under the requested root name; empty if none was requested or there is no such root.
+  std::optional<std::int64_t> m_Root = {};
+};
+
 class sto_StorageVisitor;
 class sto_StorageWalk;
+
+/// Receives the records of objects while a driver reads them.
+class sto_ObjectSink {
+ public:
+  virtual ~sto_ObjectSink() = default;
+  /// `record` is the sink's to change, and valid during the call.
+  virtual void Take(std::int64_t id, sto_StoredRecord& record) = 0;
+};
 
 /// Receives blocks while a driver reads them.
 class sto_BlockSink {
@@ -91,6 +128,11 @@ class sto_BlockSink {
 
 /// What a kind of storage implements: tables of opaque values under integer keys, and transactions. What the
 /// values mean is decided above this interface, once for all kinds of storage.
+///
+/// Requests: a storage may be a file, or a server behind a network. There each operation that returns something
+/// is a round trip, so a session asks for many things in one call where it can: Begin, ReadObjects, ReadBlocks.
+/// Operations that only write need no answer; a driver may send them together with the commit, or before the next
+/// operation that reads what they change.
 ///
 /// REQUIRES, unless an operation says otherwise: an open transaction; for operations that write, an open
 /// write transaction. Errors: a sto_Exception of the kind that fits. After one, the transaction can only be
@@ -104,9 +146,18 @@ class sto_Driver {
 
   [[nodiscard]] virtual bool IsReadOnly() const noexcept = 0;
 
+  /// How many records ReadObjects should get at once when a session knows which objects it will read: the
+  /// window of a load that reads ahead. 0 if a single ReadObject costs no more than one record of many, as in a
+  /// local file; then nothing is read ahead. Constant.
+  [[nodiscard]] virtual std::size_t RecordsAhead() const noexcept { return 0; }
+  /// The window for a storage behind a network. Records have about a hundred bytes, so this many take about as
+  /// long to send as a round trip within one building takes at 1 Gbit/s: a larger window would hardly save time,
+  /// and the first object would come later.
+  static constexpr std::size_t NetworkRecords = 1024;
+
   /// Opens a transaction that sees a fixed state of the store. One that may also write waits for other
   /// writers; Busy when that takes too long. REQUIRES: no open transaction.
-  virtual void Begin(bool forWriting) = 0;
+  virtual sto_Begun Begin(sto_BeginRequest const& request) = 0;
   /// Makes the transaction's writes durable. After Busy the transaction is still open, and Commit can be
   /// tried again. After another failure (Full, Unavailable, no memory) it is open, or the storage has undone
   /// it (see IsInTransaction); then a second Commit raises Unavailable. If the system fails in the very last
@@ -130,11 +181,10 @@ class sto_Driver {
   /// The entries of the log from a number on, ascending; none in a store without a log.
   virtual std::vector<sto_SaveEntry> Saves(std::int64_t first) = 0;
 
-  /// A number that changes whenever another session commits.
+  /// What Begin answers as sto_Begun::m_ChangeCounter. Needs no transaction.
   virtual std::int64_t ChangeCounter() = 0;
 
-  /// The next free object id.
-  virtual std::int64_t NextObjectId() = 0;
+  /// Sets the next free object id.
   virtual void SetNextObjectId(std::int64_t id) = 0;
 
   virtual std::vector<sto_ClassRow> Classes() = 0;
@@ -155,6 +205,9 @@ class sto_Driver {
 
   /// Reads an object's record; false when there is none. `record` is replaced.
   virtual bool ReadObject(std::int64_t id, sto_StoredRecord& record) = 0;
+  /// Reads the records of many objects in one request and passes them to `sink`, in any order. Objects that do
+  /// not exist are not passed. `ids`: ascending, each once.
+  virtual void ReadObjects(std::span<std::int64_t const> ids, sto_ObjectSink& sink) = 0;
   virtual bool HasObject(std::int64_t id) = 0;
   /// Writes an object, replacing an existing one. `shape`: the number of its shape, sto_Format::OwnShape if
   /// the values begin with it. Returns false, and need not write anything, if the object was stored with the
@@ -171,10 +224,11 @@ class sto_Driver {
   /// Reads a block of a known size: its last bytes to `end`, those before to `data`. False when there is
   /// none, or it has another size.
   virtual bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) = 0;
-  /// Passes the blocks with keys from `first` to `last`, both included, to `sink`: in ascending order, in one
-  /// pass.
-  virtual void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) = 0;
-  virtual bool HasBlock(std::int64_t key) = 0;
+  /// Reads the blocks with keys in many ranges in one request and passes them to `sink`, in ascending order.
+  /// `ranges`: ascending, without common keys.
+  virtual void ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) = 0;
+  /// Whether all blocks with keys from `first` to `last`, both included, exist.
+  virtual bool HasBlocks(std::int64_t first, std::int64_t last) = 0;
   /// Writes a block, replacing an existing one.
   virtual void WriteBlock(std::int64_t key, sto_ByteView data) = 0;
   /// Writes blocks with the keys `first`, `first` + 1 and so on, in one pass.
@@ -193,8 +247,8 @@ class sto_Driver {
   virtual bool RemoveRoot(std::string_view name) = 0;
   /// Renames a root; false when there is no root `from`. REQUIRES: there is no root `to`.
   virtual bool RenameRoot(std::string_view from, std::string_view to) = 0;
-  /// All root names in ascending order of their bytes.
-  virtual std::vector<std::string> Roots() = 0;
+  /// All roots in ascending order of their names' bytes.
+  virtual std::vector<sto_RootRow> Roots() = 0;
 
   /// The store's size on its medium, in bytes.
   [[nodiscard]] virtual std::int64_t SizeBytes() = 0;

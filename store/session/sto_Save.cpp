@@ -41,6 +41,7 @@ void sto_Save::Undo() noexcept {
   m_IsGoingOn = false;
   m_Session.ForgetKept();
   m_Session.VerifiedBlocks().Clear();
+  m_Session.Records().Ahead().Clear();
   try {
     if (m_CannotBeUndone)
       m_Session.Driver().Rollback();

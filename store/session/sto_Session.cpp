@@ -9,7 +9,7 @@
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
                          cls_ClassRegistrar const& registrar, sto_Options const& options)
     : m_RegistrarLives(registrar.Lifetime()), m_Location(std::move(location)), m_Driver(std::move(driver)),
-      m_Catalogue(registrar, m_Location), m_Identities(this), m_Save(*this), m_Records(*this),
+      m_Catalogue(registrar, m_Location), m_Identities(this), m_Save(*this), m_Records(*this, *m_Driver),
       m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict),
       m_Compresses(options.m_Compress) {}
 
@@ -24,20 +24,21 @@ sto_Session::~sto_Session() {
   *m_Self = nullptr;
 }
 
-void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
+std::optional<std::int64_t> sto_Session::Begin(bool forWriting, sto_Keeping keeping,
+                                               std::optional<std::string_view> root) {
   CheckUse();
   if (m_InTransaction) Raise(sto_ErrorKind::Misuse, "A transaction is open already.");
   if (forWriting && m_Driver->IsReadOnly())
     Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
-  m_Driver->Begin(forWriting);
+  sto_Begun const begun = m_Driver->Begin({forWriting, root});
   m_InTransaction = true;
   try {
-    if (std::int64_t const counter = m_Driver->ChangeCounter(); counter != m_ChangeCounter) {
+    if (begun.m_ChangeCounter != m_ChangeCounter) {
       m_Catalogue.Forget();
       m_VerifiedBlocks.Clear();
-      m_ChangeCounter = counter;
+      m_ChangeCounter = begun.m_ChangeCounter;
     }
-    m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
+    m_FirstIdOfTransaction = m_NextId = begun.m_EndOfIds;
     // What a single operation or save may change is kept when it is touched first. What the program may
     // change in a longer transaction, in memory, is seen by nobody.
     if (forWriting && keeping == sto_Keeping::Copies)
@@ -51,6 +52,7 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
   m_Keeping = keeping;
   if (forWriting) ++m_TransactionNumber;
   m_IsWriting = forWriting; // from now on a rollback takes back ids and restores containers
+  return begun.m_Root;
 }
 
 void sto_Session::CheckUse() const {
@@ -91,6 +93,7 @@ void sto_Session::EndTransaction() noexcept {
   m_Changes.EndTransaction();
   m_Save.EndTransaction();
   m_Identities.ForgetVisits();
+  m_Records.Ahead().Clear();
 }
 
 void sto_Session::Rollback() noexcept {
@@ -141,7 +144,7 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
 
 bool sto_Session::IsStored(std::int64_t id) {
   if (sto_OpenCollection* const open = m_Collections.Find(id)) open->WriteRecord();
-  return m_Driver->HasObject(id);
+  return m_Records.Ahead().Has(id);
 }
 
 cls_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <unordered_set>
 #include <utility>
@@ -106,9 +107,11 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   /// has been destroyed.
   void CheckTransaction();
   [[nodiscard]] bool IsWriting() const noexcept { return m_IsWriting; }
-  /// Begins a transaction. ReadOnly if the store is; Misuse if a transaction is open; Busy. If it raises, no
+  /// Begins a transaction, and searches a root in the same request to the storage; returns its object, empty if
+  /// there is no such root. ReadOnly if the store is; Misuse if a transaction is open; Busy. If it raises, no
   /// transaction is open.
-  void Begin(bool forWriting, sto_Keeping keeping = sto_Keeping::Nothing);
+  std::optional<std::int64_t> Begin(bool forWriting, sto_Keeping keeping = sto_Keeping::Nothing,
+                                    std::optional<std::string_view> root = {});
   /// The number of the latest write transaction.
   [[nodiscard]] std::int64_t TransactionNumber() const noexcept { return m_TransactionNumber; }
   /// Commits the open transaction. Raises a kept failure first. Misuse without a transaction and during a
@@ -170,6 +173,11 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
     std::int64_t m_Shape;
     sto_ByteView m_Values;
   };
+  /// Writes a record; see sto_Driver::WriteObject.
+  bool WriteObject(std::int64_t id, RecordToWrite const& record) {
+    m_Records.Ahead().Forget(id);
+    return m_Driver->WriteObject(id, record.m_Shape, record.m_Values);
+  }
   /// The record of an object that has been built; describes its shape in the store if needed. `inUse`: the
   /// object's class, or null.
   [[nodiscard]] RecordToWrite ToWrite(sto_RecordBuilder& builder, sto_ClassInUse* inUse);

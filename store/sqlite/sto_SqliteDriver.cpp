@@ -54,7 +54,8 @@ void sto_SqliteDriver::CheckFixedState() const {
                                      "locks; open it again.");
 }
 
-void sto_SqliteDriver::Begin(bool forWriting) {
+sto_Begun sto_SqliteDriver::Begin(sto_BeginRequest const& request) {
+  bool const forWriting = request.m_ForWriting;
   CheckFixedState();
   m_Transaction.Begin(forWriting);
   m_GivesOutIds = forWriting;
@@ -74,6 +75,7 @@ void sto_SqliteDriver::Begin(bool forWriting) {
     m_Note.clear();
     m_IsSaveWritten = false;
     m_CountedBefore = sqlite3_total_changes64(m_Connection->Handle());
+    return {m_CheckedAt, m_Save.m_NextObjectId, request.m_Root ? FindRoot(*request.m_Root) : std::nullopt};
   } catch (...) {
     Rollback();
     throw;
@@ -209,7 +211,6 @@ std::int64_t sto_SqliteDriver::OldNextObjectId() {
 }
 
 std::int64_t sto_SqliteDriver::NextObjectId() {
-  m_Transaction.CheckUndone();
   std::int64_t const next = IsOld() ? OldNextObjectId() : m_Saves.ReadNewest().m_NextObjectId;
   // Checked for writing only: a damaged pack may seem to have objects that never existed, and the others can
   // still be read.
@@ -271,6 +272,11 @@ bool sto_SqliteDriver::ReadObject(std::int64_t id, sto_StoredRecord& record) {
   m_Transaction.CheckUndone();
   return IsOld() ? m_OldObjects->Read(id, record) : m_Objects.Read(id, record);
 }
+void sto_SqliteDriver::ReadObjects(std::span<std::int64_t const> ids, sto_ObjectSink& sink) {
+  sto_StoredRecord record;
+  for (std::int64_t const id : ids)
+    if (ReadObject(id, record)) sink.Take(id, record);
+}
 bool sto_SqliteDriver::HasObject(std::int64_t id) {
   m_Transaction.CheckUndone();
   return IsOld() ? m_OldObjects->Has(id) : m_Objects.Has(id);
@@ -300,16 +306,17 @@ bool sto_SqliteDriver::ReadBlockInto(std::int64_t key, std::span<std::byte> data
   m_Transaction.CheckUndone();
   return m_OldBlocks ? m_OldBlocks->ReadInto(key, data, end) : m_Blocks.ReadInto(key, data, end);
 }
-void sto_SqliteDriver::ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
+void sto_SqliteDriver::ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) {
   m_Transaction.CheckUndone();
-  if (m_OldBlocks)
-    m_OldBlocks->ReadRange(first, last, sink);
-  else
-    m_Blocks.ReadRange(first, last, sink);
+  for (auto const& [first, last] : ranges)
+    if (!(m_OldBlocks ? m_OldBlocks->ReadRange(first, last, sink) : m_Blocks.ReadRange(first, last, sink)))
+      return;
 }
-bool sto_SqliteDriver::HasBlock(std::int64_t key) {
+bool sto_SqliteDriver::HasBlocks(std::int64_t first, std::int64_t last) {
   m_Transaction.CheckUndone();
-  return m_OldBlocks ? m_OldBlocks->Has(key) : m_Blocks.Has(key);
+  for (std::int64_t key = first; key <= last; ++key)
+    if (!(m_OldBlocks ? m_OldBlocks->Has(key) : m_Blocks.Has(key))) return false;
+  return true;
 }
 void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
   BeforeWriting();
@@ -347,9 +354,9 @@ bool sto_SqliteDriver::RenameRoot(std::string_view from, std::string_view to) {
   m_Transaction.CheckOpen();
   return m_Roots.Rename(from, to);
 }
-std::vector<std::string> sto_SqliteDriver::Roots() {
+std::vector<sto_RootRow> sto_SqliteDriver::Roots() {
   m_Transaction.CheckUndone();
-  return m_Roots.Names();
+  return m_Roots.All();
 }
 
 std::int64_t sto_SqliteDriver::SizeBytes() {

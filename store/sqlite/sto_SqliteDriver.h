@@ -47,7 +47,7 @@ class sto_SqliteDriver : public sto_Driver {
   ~sto_SqliteDriver() override;
 
   [[nodiscard]] bool IsReadOnly() const noexcept override { return m_IsReadOnly; }
-  void Begin(bool forWriting) override;
+  sto_Begun Begin(sto_BeginRequest const& request) override;
   void Commit() override;
   void Rollback() noexcept override;
   [[nodiscard]] bool IsInTransaction() const noexcept override;
@@ -57,7 +57,6 @@ class sto_SqliteDriver : public sto_Driver {
   void SetNote(std::string_view note) override;
   std::vector<sto_SaveEntry> Saves(std::int64_t first) override;
   std::int64_t ChangeCounter() override;
-  std::int64_t NextObjectId() override;
   void SetNextObjectId(std::int64_t id) override;
   std::vector<sto_ClassRow> Classes() override;
   void WriteClass(sto_ClassRow const& row) override;
@@ -70,6 +69,7 @@ class sto_SqliteDriver : public sto_Driver {
   std::vector<sto_ShapeRow> Shapes() override;
   void AddShape(sto_ShapeRow const& row) override;
   bool ReadObject(std::int64_t id, sto_StoredRecord& record) override;
+  void ReadObjects(std::span<std::int64_t const> ids, sto_ObjectSink& sink) override;
   bool HasObject(std::int64_t id) override;
   bool WriteObject(std::int64_t id, std::int64_t shape, sto_ByteView values) override;
   void DeleteObject(std::int64_t id) override;
@@ -77,8 +77,8 @@ class sto_SqliteDriver : public sto_Driver {
   std::int64_t ObjectCount() override;
   bool ReadBlock(std::int64_t key, sto_Bytes& data) override;
   bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) override;
-  void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override;
-  bool HasBlock(std::int64_t key) override;
+  void ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) override;
+  bool HasBlocks(std::int64_t first, std::int64_t last) override;
   void WriteBlock(std::int64_t key, sto_ByteView data) override;
   void WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) override;
   void OverwriteBlock(std::int64_t key, sto_ByteView data) override;
@@ -87,7 +87,7 @@ class sto_SqliteDriver : public sto_Driver {
   void SetRoot(std::string_view name, std::int64_t id, unsigned int classId) override;
   bool RemoveRoot(std::string_view name) override;
   bool RenameRoot(std::string_view from, std::string_view to) override;
-  std::vector<std::string> Roots() override;
+  std::vector<sto_RootRow> Roots() override;
   std::int64_t SizeBytes() override;
   void CopyTo(std::string const& location) override;
   void BeginWalk() override;
@@ -117,6 +117,8 @@ class sto_SqliteDriver : public sto_Driver {
   void CheckHeader();
   void ReadHeader();
   [[nodiscard]] std::int64_t OldNextObjectId();
+  /// The next free object id. Damaged if it is in use; looked at for writing only.
+  [[nodiscard]] std::int64_t NextObjectId();
   /// Whether the open transaction has changed anything.
   [[nodiscard]] bool HasChanges() const noexcept;
   /// Writes the log's entry of the open transaction, if it has changed anything.
