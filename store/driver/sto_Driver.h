@@ -91,6 +91,12 @@ struct sto_KeyRange {
   std::int64_t m_Last;
 };
 
+/// Ids from one to before another.
+struct sto_IdRange {
+  std::int64_t m_First;
+  std::int64_t m_End;
+};
+
 /// What a session asks for when it begins a transaction: all of it is one request to the storage.
 struct sto_BeginRequest {
   bool m_ForWriting = false;
@@ -162,6 +168,11 @@ class sto_Driver {
   /// tried again. After another failure (Full, Unavailable, no memory) it is open, or the storage has undone
   /// it (see IsInTransaction); then a second Commit raises Unavailable. If the system fails in the very last
   /// step, the writes may be durable nevertheless; the next transaction shows whether they are.
+  ///
+  /// A driver whose sessions write beside each other raises Conflict if another session has committed a change of
+  /// the same objects or roots since this transaction began, with their names (sto_Exception::Conflicts). Then the
+  /// transaction can only be rolled back: a second Commit raises the same. If the write transaction excludes all
+  /// others, as in SQLite, that does not happen: a session sees what it waited for when it begins.
   virtual void Commit() = 0;
   /// Undoes the transaction's writes; does nothing without a transaction. If memory is too short to undo them
   /// now, each later operation tries first, and raises Unavailable until that succeeds.
@@ -171,7 +182,9 @@ class sto_Driver {
   [[nodiscard]] virtual bool IsInTransaction() const noexcept = 0;
 
   /// Sets a mark in the write transaction. RollbackToMark undoes what was written since and takes the mark
-  /// away; ReleaseMark only takes it away. Marks do not nest.
+  /// away; ReleaseMark only takes it away. Marks do not nest. They are the client's affair: a driver for a server
+  /// keeps what is written after a mark in memory and drops it when it goes back. It needs no savepoint there, and
+  /// no answer.
   virtual void SetMark() = 0;
   virtual void ReleaseMark() = 0;
   virtual void RollbackToMark() = 0;
@@ -184,8 +197,17 @@ class sto_Driver {
   /// What Begin answers as sto_Begun::m_ChangeCounter. Needs no transaction.
   virtual std::int64_t ChangeCounter() = 0;
 
-  /// Sets the next free object id.
-  virtual void SetNextObjectId(std::int64_t id) = 0;
+  /// Hands out ids for new objects in the open write transaction: a range that no other session gets, of about
+  /// `count` ids; empty if there are none left. The ranges of one transaction ascend.
+  ///
+  /// If sessions write beside each other, the driver hands out whole packs (sto_Format::IdsInPack), so that no two
+  /// sessions share one, and ids of other sessions may lie between its ranges. If the write transaction excludes
+  /// all others, it hands out everything from the next free id on, and `count` does not matter.
+  virtual sto_IdRange TakeIds(std::int64_t count) = 0;
+  /// The transaction has given out the ids of its ranges before `end`. What it does not use, or a rollback undoes,
+  /// the driver may hand out again; after a commit whose outcome is not known, it may not. Call before Commit if
+  /// ids were used.
+  virtual void SetIdsUsed(std::int64_t end) = 0;
 
   virtual std::vector<sto_ClassRow> Classes() = 0;
   /// Writes the description of a class version, replacing an existing one.

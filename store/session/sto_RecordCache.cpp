@@ -65,7 +65,7 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   if (!Fetch(id, record.Fill(), problem)) return nullptr;
   if (record->Stored().m_Bytes.capacity() > MaxSpareRecordBytes) kept = nullptr; // freed with its last user
   if (!problem.empty()) RaiseDamaged(id, *record, "is damaged: " + problem);
-  if (record->GreatestId() >= m_Session.NextId())
+  if (record->GreatestId() >= m_Session.EndOfIds())
     RaiseDamaged(id, *record,
                  "names object " + std::to_string(record->GreatestId()) + ", which the store never had");
   if (record->List() && record->List()->m_Extra.UnitId() != 0 &&

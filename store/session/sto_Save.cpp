@@ -12,7 +12,7 @@ void sto_Save::Begin(std::string_view const* root) {
   m_Reach.BeginSave(m_Number + 1, root);
   ++m_Number;
   m_Session.Driver().SetMark();
-  m_FirstId = m_Session.NextId();
+  m_FirstId = m_NewIds.Next();
   m_Collections.clear();
   m_IsIncomplete = m_CannotBeUndone = false;
   m_IsGoingOn = true;

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "store/base/sto_Exception.h"
@@ -221,9 +222,14 @@ std::int64_t sto_SqliteDriver::NextObjectId() {
   return next;
 }
 
-void sto_SqliteDriver::SetNextObjectId(std::int64_t id) {
+sto_IdRange sto_SqliteDriver::TakeIds(std::int64_t /*count*/) {
   m_Transaction.CheckOpen();
-  m_Save.m_NextObjectId = id;
+  return {m_Save.m_NextObjectId, std::max(m_Save.m_NextObjectId, sto_Format::MaxObjectId + 1)};
+}
+
+void sto_SqliteDriver::SetIdsUsed(std::int64_t end) {
+  m_Transaction.CheckOpen();
+  m_Save.m_NextObjectId = std::max(m_Save.m_NextObjectId, end);
   m_Changes.Other();
 }
 

@@ -57,7 +57,8 @@ class sto_SqliteDriver : public sto_Driver {
   void SetNote(std::string_view note) override;
   std::vector<sto_SaveEntry> Saves(std::int64_t first) override;
   std::int64_t ChangeCounter() override;
-  void SetNextObjectId(std::int64_t id) override;
+  sto_IdRange TakeIds(std::int64_t count) override;
+  void SetIdsUsed(std::int64_t end) override;
   std::vector<sto_ClassRow> Classes() override;
   void WriteClass(sto_ClassRow const& row) override;
   std::vector<sto_EnumeratorRow> Enumerators() override;

@@ -357,7 +357,7 @@ class StoreMarkModel : public StoreFileTest, public testing::WithParamInterface<
       m_Driver->Rollback();
       m_Model = before;
     } else {
-      m_Driver->SetNextObjectId(m_Model.m_NextId);
+      m_Driver->SetIdsUsed(m_Model.m_NextId);
       m_Driver->Commit();
     }
     if (Below(6) == 0) m_Driver = sto_SqliteDriver::Open(Path(), false);

@@ -17,6 +17,7 @@ class StoreFaultDriver : public sto_Driver {
     bool m_UndoesTransaction = false;   // the failure also undoes the transaction
     bool m_RollbackToMarkFails = false; // in addition
     std::string m_FailedCall;           // the call that failed; empty if none has
+    sto_Conflicts m_Conflicts{}; // unless empty, each Commit of what may write raises Conflict with them
   };
   static constexpr char Message[] = "the driver fails";
 
@@ -26,10 +27,12 @@ class StoreFaultDriver : public sto_Driver {
   [[nodiscard]] std::size_t RecordsAhead() const noexcept override { return m_Real->RecordsAhead(); }
   sto_Begun Begin(sto_BeginRequest const& request) override {
     Step("Begin");
+    m_IsWriting = request.m_ForWriting;
     return m_Real->Begin(request);
   }
   void Commit() override {
     Step("Commit");
+    if (m_IsWriting && m_Plan.m_Conflicts != sto_Conflicts()) sto_RaiseConflict(Message, m_Plan.m_Conflicts);
     m_Real->Commit();
   }
   void Rollback() noexcept override { m_Real->Rollback(); }
@@ -58,9 +61,13 @@ class StoreFaultDriver : public sto_Driver {
     Step("ChangeCounter");
     return m_Real->ChangeCounter();
   }
-  void SetNextObjectId(std::int64_t id) override {
-    Step("SetNextObjectId");
-    m_Real->SetNextObjectId(id);
+  sto_IdRange TakeIds(std::int64_t count) override {
+    Step("TakeIds");
+    return m_Real->TakeIds(count);
+  }
+  void SetIdsUsed(std::int64_t end) override {
+    Step("SetIdsUsed");
+    m_Real->SetIdsUsed(end);
   }
   std::vector<sto_ClassRow> Classes() override {
     Step("Classes");
@@ -217,4 +224,5 @@ class StoreFaultDriver : public sto_Driver {
 
   std::unique_ptr<sto_Driver> m_Real;
   Plan& m_Plan;
+  bool m_IsWriting = false; // the open transaction may
 };
