@@ -79,6 +79,9 @@ sto_Store::~sto_Store() = default;
 sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                           sto_Options const& options) {
   RefuseMistakes(location, registrar);
+  if (mode == sto_Mode::Create && options.m_AtSave != 0)
+    sto_Raise(sto_ErrorKind::Misuse,
+              location + ": A new store has no save " + std::to_string(options.m_AtSave) + " to open it at.");
   std::unique_ptr<sto_Driver> driver =
       mode == sto_Mode::Create ? sto_SqliteDriver::Create(location, options)
                                : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly, options);

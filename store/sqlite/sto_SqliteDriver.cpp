@@ -17,21 +17,22 @@ sto_SqliteDriver::LogFolder::~LogFolder() {
 
 std::unique_ptr<sto_Driver> sto_SqliteDriver::Create(std::string const& path, sto_Options const& options) {
   sto_SqliteOpening opening{sto_CreateSqlite(path, options), std::nullopt};
-  return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(opening), false, options.m_Program));
+  return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(opening), false, options));
 }
 
 std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool readOnly,
                                                    sto_Options const& options) {
+  readOnly = readOnly || options.m_AtSave != 0;
   std::unique_ptr<sto_SqliteDriver> driver(
-      new sto_SqliteDriver(sto_OpenSqlite(path, readOnly, options), readOnly, options.m_Program));
+      new sto_SqliteDriver(sto_OpenSqlite(path, readOnly, options), readOnly, options));
   if (!readOnly) driver->BringUpToDate(options.m_Upgrade);
   return driver;
 }
 
-sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, std::string program)
+sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, sto_Options const& options)
     : m_Connection(std::move(opening.m_Connection)), m_FixedState(opening.m_FixedState),
-      m_IsReadOnly(readOnly), m_Program(std::move(program)), m_Transaction(*m_Connection),
-      m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
+      m_IsReadOnly(readOnly), m_AtSave(options.m_AtSave), m_Program(options.m_Program),
+      m_Transaction(*m_Connection), m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
       m_GetMeta(*m_Connection, "SELECT value FROM meta WHERE key = ?"),
       m_HasLog(!m_FixedState && m_Connection->QueryText("PRAGMA journal_mode") == "wal"),
       m_Saves(*m_Connection), m_Catalogue(*m_Connection, m_Changes), m_Notes(*m_Connection, m_Changes),
@@ -62,6 +63,7 @@ sto_Begun sto_SqliteDriver::Begin(sto_BeginRequest const& request) {
   m_GivesOutIds = forWriting;
   try {
     CheckHeader();
+    CheckSave();
     if (forWriting && !IsOld()) sto_CheckSqliteWriting(*m_Connection, m_Header);
     m_Mark.Forget();
     m_Save = {};
@@ -89,6 +91,17 @@ void sto_SqliteDriver::CheckHeader() {
   m_Saves.Forget();
   ReadHeader();
   m_CheckedAt = counter; // last: reading may fail
+}
+
+void sto_SqliteDriver::CheckSave() {
+  if (m_AtSave == 0) return;
+  std::int64_t const newest = IsOld() ? 0 : m_Saves.ReadNewest().m_Number;
+  if (newest == m_AtSave) return;
+  sto_Raise(sto_ErrorKind::NotFound,
+            m_Connection->Path() + ": The state of save " + std::to_string(m_AtSave) + " is not there: " +
+                (newest == 0 ? "a store of an older format has no saves."
+                             : "the store has that of save " + std::to_string(newest) +
+                                   ", and a file keeps the newest state only."));
 }
 
 void sto_SqliteDriver::ReadHeader() {

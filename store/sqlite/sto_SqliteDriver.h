@@ -39,7 +39,8 @@ class sto_SqliteDriver : public sto_Driver {
   /// Opens the store in an existing file. NotFound: no file, or no store in it. NewerFormat. Damaged:
   /// something in the file does not belong in a store. Misuse for a location with a NUL character and for
   /// invalid options. Unavailable, also for writing on a network file system. Options that are for Create
-  /// only are ignored. A store of an older format can only be read; opening it for writing raises ReadOnly,
+  /// only are ignored. At a save (sto_Options::m_AtSave) the driver only reads. A store of an older format can
+  /// only be read; opening it for writing raises ReadOnly,
   /// unless the options say that it is to be upgraded.
   static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly,
                                           sto_Options const& options = {});
@@ -102,12 +103,14 @@ class sto_SqliteDriver : public sto_Driver {
     ~LogFolder();
   };
 
-  sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, std::string program);
+  sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, sto_Options const& options);
 
   /// Call in each operation that writes to the file at once.
   void BeforeWriting();
   /// Raises Unavailable when a file that is read without locks has changed.
   void CheckFixedState() const;
+  /// NotFound if the driver was opened at a save that is not the newest. REQUIRES: CheckHeader.
+  void CheckSave();
   /// Damaged unless all rows fit their checksums, and the sum over the store is right. REQUIRES: an open
   /// transaction.
   void VerifyRows();
@@ -131,6 +134,7 @@ class sto_SqliteDriver : public sto_Driver {
   std::unique_ptr<sto_SqliteConnection> m_Connection;
   std::optional<sto_SqliteFile::State> m_FixedState; // when opened, if the file is read without locks
   bool m_IsReadOnly;
+  std::int64_t m_AtSave; // the save whose state is read; 0: the newest
   std::string m_Program; // in the log
   sto_SqliteTransaction m_Transaction;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta;

@@ -40,6 +40,7 @@ void sto_SqliteDriver::BeginWalk() {
   try {
     try {
       CheckHeader();
+      CheckSave();
     } catch (sto_Exception const& failure) {
       if (failure.Kind() != sto_ErrorKind::Damaged) throw; // otherwise the walk finds it
     }
