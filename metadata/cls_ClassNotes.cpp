@@ -27,6 +27,11 @@ cls_ClassNotes& cls_ClassNotes::Enumerator(std::string_view attribute, std::stri
   return *this;
 }
 
+cls_ClassNotes& cls_ClassNotes::Compress(std::string_view attribute, bool compresses) {
+  Of(attribute).m_Compress = compresses;
+  return *this;
+}
+
 cls_ClassNotes::Attribute const* cls_ClassNotes::Find(std::string_view attribute) const noexcept {
   auto const found = m_Attributes.find(attribute);
   return found == m_Attributes.end() ? nullptr : &found->second;

@@ -11,7 +11,7 @@
 
 /// What a program says about a class version beside its metadata: units and defaults of attributes, names of
 /// enumerators, and free notes. A store writes them with the description of the class, so that a reader without
-/// the program knows them.
+/// the program knows them. Whether an array is compressed can be said here too; that is not written.
 ///
 ///     registrar.NotesOf(Bolt::TypeId(), 1)
 ///         .Note("source", "catalogue of 2026")
@@ -31,6 +31,7 @@ class KVL_EXPORT cls_ClassNotes {
     std::optional<std::string> m_Default; ///< the value of an attribute that is not stored, as a text
     Enumerators m_Enumerators;
     Texts m_Notes;
+    std::optional<bool> m_Compress; ///< empty: as the options of the store say
   };
   using Attributes = std::map<std::string, Attribute, std::less<>>; ///< by the attribute's name
 
@@ -41,6 +42,10 @@ class KVL_EXPORT cls_ClassNotes {
   cls_ClassNotes& Unit(std::string_view attribute, std::string_view unit);
   cls_ClassNotes& Default(std::string_view attribute, std::string_view text);
   cls_ClassNotes& Enumerator(std::string_view attribute, std::string_view name, std::int64_t value);
+
+  /// Whether the list, array or blob in the attribute is compressed when it is written, whatever the options of the
+  /// store say. Counts for what this program writes from now on; what is stored keeps its form.
+  cls_ClassNotes& Compress(std::string_view attribute, bool compresses = true);
 
   [[nodiscard]] Texts const& Notes() const noexcept { return m_Notes; }
   [[nodiscard]] Attributes const& OfAttributes() const noexcept { return m_Attributes; }

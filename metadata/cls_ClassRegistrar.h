@@ -59,6 +59,8 @@ class KVL_EXPORT cls_ClassRegistrar {
   cls_ClassNotes& NotesOf(unsigned int classId, int version);
   /// The same for reading; null if NotesOf was never called for it.
   [[nodiscard]] cls_ClassNotes const* FindNotes(unsigned int classId, int version) const noexcept;
+  /// Whether NotesOf was ever called.
+  [[nodiscard]] bool HasNotes() const noexcept { return !m_Notes.empty(); }
 
   [[nodiscard]] bool ClassIsPresent(unsigned int const& classId) const;
   [[nodiscard]] bool ClassVersionIsPresent(unsigned int classId, int version) const;

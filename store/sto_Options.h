@@ -43,7 +43,8 @@ struct sto_Options {
   /// Compresses the blocks that this session writes of lists, arrays and blobs, each with what makes it smallest:
   /// LZ4, LZ4 of the shuffled bytes, or nothing if neither saves a sixteenth. Nothing is lost, and every session
   /// reads such blocks whatever its options. Smooth results of a simulation take a quarter to a third of the room.
-  /// A block that is overwritten takes a new place if its size changes.
+  /// A block that is overwritten takes a new place if its size changes. cls_ClassNotes::Compress says it for a single
+  /// attribute, whatever this option is.
   bool m_Compress = false;
 
   /// The name and version of the program, such as "solver 4.2". It is in the log's entry of each save that this

@@ -129,6 +129,21 @@ TEST_F(StoreSaveLogOfArrays, HasTheListsWhoseBlocksChanged) {
   EXPECT_EQ(store.Saves().back().m_Lists, Ids{});
 }
 
+TEST_F(StoreSaveLogOfArrays, ListWhoseBlocksChangeKeepsItsRecord) {
+  Make(5000);
+  SqlFile file(Path());
+  std::string const packs = "SELECT hex(data) FROM pack ORDER BY key";
+  std::vector<std::string> const before = file.Texts(packs);
+  sto_Store store = Open();
+  std::unique_ptr<DoubleHolder> const holder = store.Load<DoubleHolder>("array");
+  holder->m_Array.Get(3000) = -1;
+  holder->m_Array.Flush();
+  EXPECT_EQ(file.Texts(packs), before);
+  sto_SaveEntry const last = store.Saves().back();
+  EXPECT_EQ(last.m_Objects, Ids{});
+  EXPECT_EQ(last.m_Lists.size(), 1U);
+}
+
 TEST_F(StoreSaveLog, NumberOfTheSaveIsInPacks) {
   sto_Store store = Create();
   store.Save("node", Node(1));

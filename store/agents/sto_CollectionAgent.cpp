@@ -74,7 +74,7 @@ void sto_CollectionAgent::TakeStored(sto_RecordRef const& record) {
 void sto_CollectionAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) {
   if (m_Session->IsWriting()) m_Session->Collections().NoteTouched(*this); // it may read what is undone later
   sto_Part const& part = record->Parts().front();
-  std::int64_t const change = sto_CollectionFields::Change.Read(part).value_or(0);
+  std::int64_t const change = m_Session->Changes().Count(Id());
   m_IsTakingForeign = !isFirst && change != m_Change;
   int const count = TakeContent(record);
   m_SizeHint = sto_CollectionFields::SizeHint.Read(part).value_or(count);
@@ -142,7 +142,6 @@ void sto_CollectionAgent::WritePendingRecord() {
   sto_RecordBuilder builder;
   builder.AddPart(metadata.ClassId(), metadata.Version(), Id());
   sto_CollectionFields::SizeHint.Write(builder, m_SizeHint);
-  sto_CollectionFields::Change.Write(builder, m_Change);
   PutContent(builder);
   auto const [shape, values] = m_Session->ToWrite(builder, &inUse);
   if (values.size() > sto_Format::MaxValueBytes)
@@ -150,6 +149,7 @@ void sto_CollectionAgent::WritePendingRecord() {
                                               " bytes; at most " + std::to_string(sto_Format::MaxValueBytes) +
                                               " can be stored.");
   m_Session->WriteObject(Id(), {shape, values});
+  m_Session->Changes().SetCount(Id(), m_Change);
   m_IsPending = false;
 }
 

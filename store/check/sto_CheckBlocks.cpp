@@ -86,7 +86,11 @@ void sto_CheckBlocks::Take(std::int64_t key, sto_ByteView data) {
   if (!isOwned || block >= m_Owners[m_At].BlockCount()) return TakeOrphan(id, block);
   if (block > m_Next) ReportMissing(m_Owners[m_At], m_Next, block);
   m_Next = std::max<std::int64_t>(m_Next, block + 1);
-  if (isSound) CheckContent(m_Owners[m_At], block, m_Codec.Open(data, m_Restored));
+  if (!isSound) return;
+  std::optional<sto_ByteView> content = m_Codec.Open(data, m_Restored);
+  if (content && !sto_BlockCodec::IsPlain(data) && !sto_BlockCodec::IsContent(key, data, *content))
+    content.reset();
+  CheckContent(m_Owners[m_At], block, content);
 }
 
 void sto_CheckBlocks::FinishBefore(std::int64_t id) {

@@ -229,6 +229,7 @@ TEST_F(StoreCheck, MissingSavesAreFound) {
 }
 
 TEST_F(StoreCheck, MissingNewestSaveIsFound) {
+  Open(sto_Mode::ReadWrite).Save("another", Node(1));
   sto_CheckFinding const finding =
       FindAfter(Kind::Log, "DELETE FROM save WHERE no = (SELECT max(no) FROM save)");
   EXPECT_EQ(finding.m_Table, "pack");

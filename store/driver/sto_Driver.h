@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "store/base/sto_SaveEntry.h"
+#include "store/format/sto_ChangeList.h"
 #include "store/format/sto_Codec.h"
 #include "store/format/sto_StoredRecord.h"
 
@@ -193,6 +194,13 @@ class sto_Driver {
   virtual void SetNote(std::string_view note) = 0;
   /// The entries of the log from a number on, ascending; none in a store without a log.
   virtual std::vector<sto_SaveEntry> Saves(std::int64_t first) = 0;
+
+  /// The number of the newest save that the latest transaction has seen or made; 0 in a store without a log.
+  /// Needs no transaction.
+  [[nodiscard]] virtual std::int64_t NewestSave() const noexcept = 0;
+  /// What the saves after number `save` have changed of what was there before them. Empty if that is not known,
+  /// because the log does not have all these saves: then anything may have changed.
+  virtual std::optional<sto_ChangeList> ChangedSince(std::int64_t save) = 0;
 
   /// What Begin answers as sto_Begun::m_ChangeCounter. Needs no transaction.
   virtual std::int64_t ChangeCounter() = 0;

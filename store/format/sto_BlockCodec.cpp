@@ -7,9 +7,11 @@
 
 namespace {
 
-constexpr std::size_t SizeBytes = 4; // of the content's size
+constexpr std::size_t SizeBytes = 4;                                   // of the content's size
+constexpr std::size_t PrefixBytes = sizeof(std::uint64_t) + SizeBytes; // of the content's hash and size
 
 constexpr std::size_t CodecAt = sto_BlockCodec::EndBytes; // counted from the end
+static_assert(sto_BlockCodec::MaxEndBytes == PrefixBytes + CodecAt);
 
 std::uint8_t CodecOf(sto_ByteView stored) noexcept {
   return std::to_integer<std::uint8_t>(stored[stored.size() - CodecAt]);
@@ -47,7 +49,9 @@ void sto_BlockCodec::SealCompressed(std::int64_t key, sto_Bytes& content, std::s
   m_Packed.clear();
   sto_Compression const compression = m_Compressor.Compress(content, width, m_Packed);
   if (compression == sto_Compression::None) return Seal(key, content);
-  sto_ByteWriter(m_Packed).Number(static_cast<std::uint32_t>(content.size()));
+  sto_ByteWriter writer(m_Packed);
+  writer.Number(Checksum(key, 0, content));
+  writer.Number(static_cast<std::uint32_t>(content.size()));
   int const logarithm = compression == sto_Compression::ShuffledLz4 ? std::countr_zero(width) : 0;
   PutEnd(key, static_cast<std::uint8_t>(static_cast<int>(compression) | logarithm << 4), m_Packed);
   content.assign(m_Packed.begin(), m_Packed.end());
@@ -69,16 +73,26 @@ bool sto_BlockCodec::IsPlain(sto_ByteView end) noexcept {
   return CodecOf(end) == 0;
 }
 
+std::uint64_t sto_BlockCodec::ContentHash(sto_ByteView end) noexcept {
+  if (end.size() < EndBytes) return 0;
+  std::size_t const at = IsPlain(end) ? sto_Format::ChecksumBytes : MaxEndBytes;
+  return end.size() < at ? 0 : sto_ByteReader(end.last(at)).Number<std::uint64_t>();
+}
+
+bool sto_BlockCodec::IsContent(std::int64_t key, sto_ByteView stored, sto_ByteView content) noexcept {
+  return ContentHash(stored) == Checksum(key, 0, content);
+}
+
 std::optional<std::size_t> sto_BlockCodec::ContentBytes(sto_ByteView stored) noexcept {
   if (stored.size() < EndBytes) return std::nullopt;
   sto_Compression const compression = CompressionOf(CodecOf(stored));
   std::size_t const before = stored.size() - CodecAt;
   if (compression == sto_Compression::None)
     return CodecOf(stored) == 0 ? std::optional(before) : std::nullopt;
-  if (before < SizeBytes) return std::nullopt;
+  if (before < PrefixBytes) return std::nullopt;
   std::size_t const size = sto_ByteReader(stored.subspan(before - SizeBytes)).Number<std::uint32_t>();
   bool const isPossible = size <= sto_Format::MaxValueBytes &&
-                          size <= sto_Compressor::MaxContentBytes(compression, before - SizeBytes);
+                          size <= sto_Compressor::MaxContentBytes(compression, before - PrefixBytes);
   return isPossible ? std::optional(size) : std::nullopt;
 }
 
@@ -86,7 +100,7 @@ bool sto_BlockCodec::OpenInto(sto_ByteView stored, std::span<std::byte> content)
   if (ContentBytes(stored) != content.size()) return false;
   std::uint8_t const codec = CodecOf(stored);
   std::size_t const before = stored.size() - CodecAt;
-  sto_ByteView const bytes = stored.first(codec == 0 ? before : before - SizeBytes);
+  sto_ByteView const bytes = stored.first(codec == 0 ? before : before - PrefixBytes);
   return m_Compressor.Decompress(CompressionOf(codec), bytes, WidthOf(codec), content);
 }
 

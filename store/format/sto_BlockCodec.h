@@ -11,18 +11,24 @@
 /// Turns the content of a block of a list or blob into its stored form, and back.
 ///
 ///     stored := bytes end
-///     end    := [content size: 4 bytes, only if compressed] codec: 1 byte, checksum: 8 bytes
+///     end    := [content hash: 8 bytes, content size: 4 bytes, both only if compressed]
+///               codec: 1 byte, checksum: 8 bytes
 ///
 /// The lower half of the codec byte is the sto_Compression; the upper half is the binary logarithm of the
 /// elements' width, which restoring shuffled bytes needs. The checksum covers what is before the codec byte, and
 /// its seed depends on the block's key and the codec. So what is stored can be checked without restoring it, and
 /// an uncompressed block can be read straight to where its elements belong.
 ///
+/// The content hash is the checksum that the block would have without compression. The sum over the store is made
+/// of it, so that it does not depend on how blocks are compressed.
+///
 /// Memory: as sto_Compressor. Thread rule: one thread at a time.
 class sto_BlockCodec {
  public:
   /// Bytes of the end of a block that is not compressed.
   static constexpr std::size_t EndBytes = 9;
+  /// Bytes of the end of a compressed block.
+  static constexpr std::size_t MaxEndBytes = 21;
 
   /// Appends the end of a block to its content, which is not compressed.
   static void Seal(std::int64_t key, sto_Bytes& content);
@@ -36,6 +42,12 @@ class sto_BlockCodec {
   [[nodiscard]] static bool IsSound(std::int64_t key, sto_ByteView content, sto_ByteView end) noexcept;
   /// Whether an end is that of an uncompressed block.
   [[nodiscard]] static bool IsPlain(sto_ByteView end) noexcept;
+
+  /// The hash of the content of a sound block. `end`: the last MaxEndBytes of what is stored, or more; all of it
+  /// if it is shorter. Some number if the block is damaged.
+  [[nodiscard]] static std::uint64_t ContentHash(sto_ByteView end) noexcept;
+  /// Whether a block that was restored has the content that was compressed.
+  [[nodiscard]] static bool IsContent(std::int64_t key, sto_ByteView stored, sto_ByteView content) noexcept;
 
   /// The content of a sound block, in `stored` or, restored, in `room`; empty if it cannot be restored.
   [[nodiscard]] std::optional<sto_ByteView> Open(sto_ByteView stored, sto_Bytes& room);

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <random>
 
+#include "store/format/sto_Checksum.h"
+
 namespace {
 
 constexpr std::int64_t Key = (std::int64_t{7} << 20) + 3;
@@ -73,6 +75,22 @@ TEST(StoreBlockCodec, CompressesWhereThatPays) {
   EXPECT_EQ(Sealed(Smooth(), false).size(), 16384 + sto_BlockCodec::EndBytes);
 }
 
+TEST(StoreBlockCodec, ContentHashDoesNotDependOnTheCodec) {
+  for (sto_Bytes const& content : {Smooth(), Noise(16384), sto_Bytes(300)}) {
+    sto_Bytes const plain = Sealed(content, false);
+    sto_Bytes const packed = Sealed(content, true);
+    std::uint64_t const hash = sto_BlockCodec::ContentHash(packed);
+    EXPECT_EQ(hash, sto_BlockCodec::ContentHash(plain));
+    EXPECT_EQ(hash, sto_Checksum(Key, content));
+    std::size_t const end = std::min(packed.size(), sto_BlockCodec::MaxEndBytes);
+    EXPECT_EQ(hash, sto_BlockCodec::ContentHash(sto_ByteView(packed).last(end)));
+    EXPECT_TRUE(sto_BlockCodec::IsContent(Key, packed, content));
+    EXPECT_FALSE(sto_BlockCodec::IsContent(Key, packed, sto_Bytes(content.size(), std::byte{1})));
+  }
+  EXPECT_EQ(sto_BlockCodec::ContentHash(sto_Bytes(8)), 0U);
+  EXPECT_EQ(sto_BlockCodec::ContentHash(sto_Bytes(20, std::byte{1})), 0U); // too short for a compressed one
+}
+
 TEST(StoreBlockCodec, EndSomewhereElseIsCheckedToo) {
   sto_Bytes const content = Noise(100);
   sto_Bytes const stored = Sealed(content, false);
@@ -104,6 +122,7 @@ TEST(StoreBlockCodec, HostileEndsAreRefused) {
     for (std::uint32_t const size : {0U, 1U, 64U, 100'000U, 0xFFFFFFFFU}) {
       sto_Bytes stored = Noise(20);
       sto_ByteWriter writer(stored);
+      writer.Number(std::uint64_t{0});
       writer.Number(size);
       writer.U8(static_cast<std::uint8_t>(codecByte));
       writer.Number(std::uint64_t{0});

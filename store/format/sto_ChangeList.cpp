@@ -1,5 +1,6 @@
 #include "store/format/sto_ChangeList.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace {
@@ -29,6 +30,16 @@ bool DecodeIds(sto_ByteReader& reader, std::vector<std::int64_t>& ids) {
 }
 
 } // namespace
+
+void sto_SortChanges(sto_ChangeList& list) {
+  auto const sort = [](auto& section) {
+    std::ranges::sort(section);
+    section.erase(std::unique(section.begin(), section.end()), section.end());
+  };
+  sort(list.m_Objects);
+  sort(list.m_Lists);
+  sort(list.m_Roots);
+}
 
 void sto_EncodeChanges(sto_ChangeList const& list, sto_Bytes& bytes) {
   sto_ByteWriter writer(bytes);

@@ -19,6 +19,9 @@ struct sto_ChangeList {
   friend bool operator==(sto_ChangeList const& a, sto_ChangeList const& b) = default;
 };
 
+/// Sorts the sections and drops repetitions.
+void sto_SortChanges(sto_ChangeList& list);
+
 /// Appends the encoded list. REQUIRES: ids are positive.
 void sto_EncodeChanges(sto_ChangeList const& list, sto_Bytes& bytes);
 

@@ -38,13 +38,13 @@ namespace sto_CollectionFields {
 inline constexpr sto_CollectionField<std::int32_t> SizeHint{0};
 /// Of a blob: its size in bytes.
 inline constexpr sto_CollectionField<std::int64_t> BlobBytes{0};
-/// Of all of them: how often it was written.
-inline constexpr sto_CollectionField<std::int64_t> Change{1};
+/// Of all of them in older formats: how often it was written. Not written any more.
+inline constexpr sto_CollectionField<std::int64_t> OldChange{1};
 
 /// Whether collections or blobs have a field without name of this number.
 [[nodiscard]] constexpr bool IsNumber(int fieldNumber) noexcept {
   return fieldNumber == SizeHint.m_Number || fieldNumber == BlobBytes.m_Number ||
-         fieldNumber == Change.m_Number;
+         fieldNumber == OldChange.m_Number;
 }
 
 } // namespace sto_CollectionFields
@@ -53,4 +53,9 @@ inline constexpr sto_CollectionField<std::int64_t> Change{1};
 /// defines their fields and their content.
 [[nodiscard]] inline bool sto_IsCollectionClass(unsigned int classId) noexcept {
   return cls_IsCollectionTypeId(classId);
+}
+
+/// Whether a field is a collection's count of changes of an older format.
+[[nodiscard]] inline bool sto_IsOldChange(sto_Part const& part, sto_Field const& field) noexcept {
+  return field.m_Key == sto_CollectionFields::OldChange.Key() && sto_IsCollectionClass(part.m_ClassId);
 }

@@ -2,9 +2,11 @@
 
 #include "store/format/sto_XxHash.h"
 
-sto_ContentSum sto_ContentSum::Of(sto_ContentKind kind, std::uint64_t key, sto_ByteView content) noexcept {
-  std::uint64_t const bits = sto_ToLittleEndian(key);
-  return Of(kind, std::as_bytes(std::span(&bits, 1)), content);
+sto_ContentSum sto_ContentSum::OfHash(sto_ContentKind kind, std::uint64_t number,
+                                      std::uint64_t hash) noexcept {
+  std::uint64_t const bits[] = {sto_ToLittleEndian(number), sto_ToLittleEndian(hash)};
+  XXH128_hash_t const term = XXH3_128bits_withSeed(bits, sizeof bits, static_cast<std::uint64_t>(kind));
+  return {term.low64, term.high64};
 }
 
 sto_ContentSum sto_ContentSum::Of(sto_ContentKind kind, sto_ByteView key, sto_ByteView content) noexcept {

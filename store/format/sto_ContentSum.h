@@ -8,28 +8,25 @@
 
 /// What an item of a sum is. A number that has reached a file never changes its meaning.
 enum class sto_ContentKind : std::uint8_t {
-  Record = 1,    ///< key: object id and number of the shape, eight bytes each
-  Block = 2,     ///< key: block key
-  Root = 3,      ///< key: the root's name
-  Catalogue = 4, ///< key: the name of the table; the content has the row's key
+  Record = 1,    ///< by hash: that of its values, seeded with the object id; number: that of its shape
+  Block = 2,     ///< by hash: that of its content, seeded with the block's key; number: that key
+  Root = 3,      ///< by content; key: the root's name
+  Catalogue = 4, ///< by content, which has the row's key; key: the name of the table
 };
 
-/// A hash of a set of items, each with a kind, a key and a content. Adding or removing an item takes one pass
-/// over its content, however many items there are. Order does not matter. Different sets have different sums,
-/// except with a probability of about 2^-128. Allocates nothing but texts.
+/// A hash of a set of items. Adding or removing an item costs the same however many items there are. Order does
+/// not matter. Allocates nothing but texts.
 ///
-/// The sum is that of the items' terms modulo 2^128. In Python, with python3-xxhash:
+/// The sum is that of the items' terms modulo 2^128. Records and blocks, of which there are many, enter it by the
+/// 64-bit hash of which their checksum is made too, so that their bytes are hashed once. The others enter it by
+/// their content. In Python, with python3-xxhash:
 ///
-///     seed = xxh3_64_intdigest(key, seed=kind)  # key: as key.to_bytes(8, "little"), or the bytes of a text
-///     term = xxh3_128_intdigest(content, seed=seed)
+///     term = xxh3_128_intdigest(number.to_bytes(8, "little") + hash.to_bytes(8, "little"), seed=kind)
+///     term = xxh3_128_intdigest(content, seed=xxh3_64_intdigest(key, seed=kind))
 ///     total = sum(terms) % 2**128
 ///
-/// Why equal contents under different keys or kinds do not get mixed up: XXH3 maps eight bytes one to one to
-/// 64 bits, so numeric keys of one kind have different seeds. Two seeds of different kinds, or of texts, are
-/// equal with a probability of 2^-64. A store with 2^24 items has fewer than 2^47 pairs, and so any such pair
-/// at all with a probability below 2^-17. Even then, what goes unnoticed is only that exactly these two
-/// exchange their contents. A key of eight letters is hashed as the number is, so a kind has either numeric
-/// keys or texts.
+/// An item that was changed or lost by accident is not noticed with a probability of 2^-64. The hash of a record
+/// or block is seeded with its id or key, so equal contents under two keys have different terms, too.
 ///
 /// Like the checksums, this protects against accidents, not against forgery: contents that are chosen on
 /// purpose can give any sum. Thread rule: a plain value.
@@ -41,24 +38,18 @@ class sto_ContentSum {
   /// The sum of no items.
   constexpr sto_ContentSum() noexcept = default;
 
-  /// The sum of one item.
-  [[nodiscard]] static sto_ContentSum Of(sto_ContentKind kind, std::uint64_t key,
-                                         sto_ByteView content) noexcept;
+  /// The sum of one item, by hash or by content.
+  [[nodiscard]] static sto_ContentSum OfHash(sto_ContentKind kind, std::uint64_t number,
+                                             std::uint64_t hash) noexcept;
   [[nodiscard]] static sto_ContentSum Of(sto_ContentKind kind, sto_ByteView key,
                                          sto_ByteView content) noexcept;
 
   /// Adds an item. Adding it twice is not the same as adding it once.
-  void Add(sto_ContentKind kind, std::uint64_t key, sto_ByteView content) noexcept {
-    *this += Of(kind, key, content);
-  }
   void Add(sto_ContentKind kind, sto_ByteView key, sto_ByteView content) noexcept {
     *this += Of(kind, key, content);
   }
 
   /// Takes an item out again. The sum cannot know whether it was there.
-  void Remove(sto_ContentKind kind, std::uint64_t key, sto_ByteView content) noexcept {
-    *this -= Of(kind, key, content);
-  }
   void Remove(sto_ContentKind kind, sto_ByteView key, sto_ByteView content) noexcept {
     *this -= Of(kind, key, content);
   }

@@ -1,9 +1,9 @@
 #pragma once
 
-// XXH3, by the widest registers that the processor has. For sources; headers do not show xxHash.
+// XXH3, compiled into the source that includes this: a call costs more than the hash of a short record. For
+// sources; headers do not show xxHash.
 
-#if defined(__x86_64__) && __has_include(<xxh_x86dispatch.h>)
-#include <xxh_x86dispatch.h> // chooses the registers at run time
-#else
-#include <xxhash.h>
+#ifndef XXH_INLINE_ALL
+#define XXH_INLINE_ALL
 #endif
+#include <xxhash.h>

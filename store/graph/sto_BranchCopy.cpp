@@ -64,7 +64,9 @@ void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {
     RequireClass(part);
     std::size_t const index = builder.AddPart(part.m_ClassId, part.m_Version, MapPartId(part.m_Id));
     for (sto_Field const& field : part.m_Fields)
-      if (field.m_Tag == sto_Format::Nested)
+      if (sto_IsOldChange(part, field))
+        continue;
+      else if (field.m_Tag == sto_Format::Nested)
         CopyNested(id, field, builder, index);
       else
         CopyField(field, builder, index);

@@ -182,6 +182,8 @@ cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field)
   if (record == nullptr && found->m_Tag == sto_Format::Object)
     m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", which attribute " +
                                                 NameOf(field) + " of " + Describe() + " holds, is missing.");
+  if (record != nullptr && sto_IsCollectionClass(record->ClassId()))
+    m_Session.NoteHolder(id, m_Part->m_ClassId, field.Name().View());
   return new (m_Session) sto_MementoRead(m_Session, std::move(record), m_Depth + 1);
 }
 

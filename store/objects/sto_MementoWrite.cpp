@@ -112,7 +112,11 @@ cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObj(cls_FieldHandle const& fie
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> child =
       ForObject(Session(), classId, uid, m_Object->Depth() + 1, {object, m_Object->Id()}, id);
-  if (child != nullptr) child->m_Object->HeldBy(m_Class.Metadata(), *attribute.m_Declared);
+  if (child != nullptr) {
+    child->m_Object->HeldBy(m_Class.Metadata(), *attribute.m_Declared);
+    if (sto_IsCollectionClass(classId))
+      Session().NoteHolder(id, m_Class.Metadata().ClassId(), attribute.m_Declared->m_Name.View());
+  }
   if (!isRefusedLater) PutObject(field, attribute, id);
   return child.release();
 }

@@ -235,30 +235,27 @@ bool sto_RecordInProgress::CompareRecord(sto_Session::RecordToWrite const& recor
 void sto_RecordInProgress::KeepFields(sto_Part const& stored) {
   if (auto const hint = sto_CollectionFields::SizeHint.Read(stored))
     sto_CollectionFields::SizeHint.Write(*m_Record, *hint);
-  if (auto const change = sto_CollectionFields::Change.Read(stored))
-    sto_CollectionFields::Change.Write(*m_Record, *change);
 }
 
 void sto_RecordInProgress::CarryChanges() {
   if (m_Session.Save().IsNew(m_Id)) return;
   sto_Record const* const stored = ReadStored();
-  // A damaged record is replaced; no one can have seen its count of changes.
+  // A damaged record is replaced; no one can have seen what it had.
   if (stored == nullptr) return;
   if (IsCompared() && !m_Record->HasContentOf(*stored)) NoteDifference();
   sto_Part const& part = stored->Parts().front();
   if (!m_HasNewBlocks && m_Class.Metadata().ClassId() != cls_BlobTypeId && m_Record->HasContentOf(*stored))
     return KeepFields(part);
-  std::int64_t const change = sto_CollectionFields::Change.Read(part).value_or(0);
-  std::int32_t const hint = sto_CollectionFields::SizeHint.Read(part).value_or(0);
+  std::int64_t const change = m_Session.Changes().Count(m_Id);
   m_Session.Changes().NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, change);
   if (m_Class.Metadata().ClassId() == cls_BlobTypeId) {
     sto_CollectionFields::BlobBytes.Write(*m_Record, 0);
     m_Session.Changes().NoteBlobChange(m_Id, change + 1, m_Session.TransactionNumber(),
                                        m_Session.Save().Number());
   } else {
-    sto_CollectionFields::SizeHint.Write(*m_Record, hint);
+    KeepFields(part);
   }
-  sto_CollectionFields::Change.Write(*m_Record, change + 1);
+  m_Session.Changes().SetCount(m_Id, change + 1);
 }
 
 void sto_RecordInProgress::Finish() {

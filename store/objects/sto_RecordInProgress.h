@@ -118,9 +118,9 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// Unavailable if a lost collection had the object's identity.
   void CheckLost() const;
   [[noreturn]] void RaiseNothingWritten() const;
-  /// If the collection replaces a stored one that differs, continues its count of changes.
+  /// If the collection replaces a stored one that differs, counts that as a change of it.
   void CarryChanges();
-  /// Writes the fields that the stored collection has, because nothing has changed.
+  /// Writes the field that the stored collection has.
   void KeepFields(sto_Part const& stored);
   /// Misuse if a base class declares attributes and its part was not written.
   void CheckBaseParts() const;

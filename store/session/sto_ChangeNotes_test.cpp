@@ -4,6 +4,43 @@
 
 namespace {
 
+TEST(ChangeNotes, CountsGoBackWithTheirWork) {
+  sto_ChangeNotes notes;
+  EXPECT_EQ(notes.Count(1), 0);
+  notes.SetCount(1, 3);
+  notes.EndTransaction();
+  notes.SetCount(1, 4);
+  notes.SetMark();
+  notes.SetCount(1, 5);
+  notes.SetCount(2, 9);
+  notes.UndoSave(1);
+  EXPECT_EQ(notes.Count(1), 4);
+  EXPECT_EQ(notes.Count(2), 0);
+  notes.SetCount(2, 1);
+  notes.UndoTransaction(1);
+  notes.EndTransaction();
+  EXPECT_EQ(notes.Count(1), 3);
+  EXPECT_EQ(notes.Count(2), 0);
+}
+
+TEST(ChangeNotes, ForeignChangesAreCounted) {
+  sto_ChangeNotes notes;
+  notes.SetCount(1, 3);
+  notes.EndTransaction();
+  notes.NoteForeign(1);
+  EXPECT_EQ(notes.Count(1), 4);
+  EXPECT_EQ(notes.Count(2), 0);
+  notes.NoteForeignUnknown();
+  EXPECT_EQ(notes.Count(1), 5);
+  EXPECT_EQ(notes.Count(2), 1);
+  notes.SetCount(2, 7);
+  EXPECT_EQ(notes.Count(2), 7);
+  notes.UndoTransaction(1);
+  EXPECT_EQ(notes.Count(2), 1);
+  notes.ForgetCounts([](std::int64_t id) { return id == 2; });
+  EXPECT_EQ(notes.Count(1), 1);
+}
+
 TEST(ChangeNotes, FirstNoteOfATransactionStays) {
   sto_ChangeNotes notes;
   EXPECT_EQ(notes.FindAtBegin(1), nullptr);

@@ -30,6 +30,9 @@ class sto_Classes {
     return m_Program.FindNotes(classId, version);
   }
 
+  /// Whether the program says anything of this kind.
+  [[nodiscard]] bool HasNotes() const noexcept { return m_Program.HasNotes(); }
+
   /// The registered versions of a class, ascending.
   [[nodiscard]] std::vector<int> Versions(unsigned int classId) const;
 

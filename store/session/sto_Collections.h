@@ -27,6 +27,8 @@ class sto_Collections {
     auto const found = m_ById.find(id);
     return found == m_ById.end() ? nullptr : found->second;
   }
+  /// Whether no collection is open.
+  [[nodiscard]] bool IsEmpty() const noexcept { return m_First == nullptr; }
   /// The lost collection that had an identity, null if there is none.
   [[nodiscard]] sto_OpenCollection* FindLost(cls_UidCatalogEntry const* entry) const noexcept;
 

@@ -318,6 +318,13 @@ TEST_F(StoreReadAhead, RecordThatIsWrittenDuringALoadIsReadAgain) {
   }));
 }
 
+TEST_F(StoreReadAhead, SaveOfNewObjectsAsksForNothingButIds) {
+  m_Store->Save("first", *Tree(2)); // describes the class
+  Reopen();
+  m_Store->Save("tree", *Tree(6));
+  EXPECT_EQ(m_Counts.m_Calls, (std::map<std::string, int>{{"Begin", 1}, {"TakeIds", 1}, {"Commit", 1}}));
+}
+
 TEST_F(StoreReadAhead, GarbageIsFoundLevelByLevel) {
   m_Store->Save("tree", *Tree(8));
   SaveList(3000);

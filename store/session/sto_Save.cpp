@@ -12,6 +12,7 @@ void sto_Save::Begin(std::string_view const* root) {
   m_Reach.BeginSave(m_Number + 1, root);
   ++m_Number;
   m_Session.Driver().SetMark();
+  m_Session.Changes().SetMark();
   m_FirstId = m_NewIds.Next();
   m_Collections.clear();
   m_IsIncomplete = m_CannotBeUndone = false;

@@ -33,11 +33,7 @@ std::optional<std::int64_t> sto_Session::Begin(bool forWriting, sto_Keeping keep
   sto_Begun const begun = m_Driver->Begin({forWriting, root});
   m_InTransaction = true;
   try {
-    if (begun.m_ChangeCounter != m_ChangeCounter) {
-      m_Catalogue.Forget();
-      m_VerifiedBlocks.Clear();
-      m_ChangeCounter = begun.m_ChangeCounter;
-    }
+    NoteForeignChanges(begun.m_ChangeCounter);
     m_NewIds.Begin(begun.m_EndOfIds);
     // What a single operation or save may change is kept when it is touched first. What the program may
     // change in a longer transaction, in memory, is seen by nobody.
@@ -53,6 +49,35 @@ std::optional<std::int64_t> sto_Session::Begin(bool forWriting, sto_Keeping keep
   if (forWriting) ++m_TransactionNumber;
   m_IsWriting = forWriting; // from now on a rollback takes back ids and restores containers
   return begun.m_Root;
+}
+
+void sto_Session::NoteForeignChanges(std::int64_t counter) {
+  std::int64_t const newest = m_Driver->NewestSave();
+  // A commit that failed in its very last step may have made a save, which is no longer this session's work.
+  if (counter == m_ChangeCounter && newest == m_SeenSave) return;
+  m_Catalogue.Forget();
+  m_VerifiedBlocks.Clear();
+  bool const isFirst = m_ChangeCounter == -1;
+  bool const isAnyOpen = !m_Collections.IsEmpty() || !m_OpenBlobs.empty();
+  if (!isAnyOpen) m_Changes.ForgetCounts([](std::int64_t) { return false; });
+  if (isAnyOpen && !isFirst) {
+    if (std::optional<sto_ChangeList> const changes = m_Driver->ChangedSince(m_SeenSave)) {
+      for (std::int64_t const id : changes->m_Objects) m_Changes.NoteForeign(id);
+      for (std::int64_t const id : changes->m_Lists) m_Changes.NoteForeign(id);
+      ForgetUnusedCounts();
+    } else {
+      m_Changes.NoteForeignUnknown();
+    }
+  }
+  m_SeenSave = newest;
+  m_ChangeCounter = counter; // last: reading may fail
+}
+
+void sto_Session::ForgetUnusedCounts() {
+  std::unordered_set<std::int64_t> blobs;
+  for (sto_OpenBlob const* const blob : m_OpenBlobs) blobs.insert(blob->Id());
+  m_Changes.ForgetCounts(
+      [&](std::int64_t id) { return m_Collections.Find(id) != nullptr || blobs.contains(id); });
 }
 
 void sto_Session::CheckUse() const {
@@ -80,6 +105,7 @@ void sto_Session::Commit() {
   if (m_IsWriting) m_Collections.WriteRecords();
   if (m_IsWriting && m_NewIds.HasAny()) m_Driver->SetIdsUsed(m_NewIds.Next());
   m_Driver->Commit();
+  m_SeenSave = m_Driver->NewestSave();
   bool const wasWriting = std::exchange(m_IsWriting, false);
   EndTransaction();
   if (!wasWriting) return;
@@ -105,10 +131,10 @@ void sto_Session::Rollback() noexcept {
     m_Collections.ForEachTouched([](sto_OpenCollection& each) { each.NoteIdentity(true); });
     TakeBackIds(0);
   }
+  if (wasWriting) m_Changes.UndoTransaction(m_TransactionNumber);
   EndTransaction();
   if (!wasWriting) return;
   if (m_KeptIn == m_TransactionNumber) m_Kept = nullptr; // the work that failed is undone
-  m_Changes.UndoTransaction(m_TransactionNumber);
   for (sto_OpenBlob* const blob : m_OpenBlobs) blob->UndoTransaction();
   auto const undo = [this](sto_OpenCollection& each) { each.UndoTransaction(m_Keeping); };
   if (m_Keeping == sto_Keeping::Copies)
@@ -191,6 +217,15 @@ std::optional<sto_FieldKey> sto_Session::KeyToRead(cls_FieldHandle const& field)
   std::int64_t const nameId = m_Catalogue.FindName(*m_Driver, field.Name().View());
   if (nameId == 0) return std::nullopt;
   return sto_FieldKey{nameId, field.FieldId()};
+}
+
+void sto_Session::NoteCompression(std::int64_t id, unsigned int classId, std::string_view attribute) {
+  sto_Classes const& classes = m_Catalogue.Classes();
+  cls_ClassMetadata const* const newest = classes.Newest(classId);
+  if (newest == nullptr) return;
+  cls_ClassNotes const* const notes = classes.Notes(classId, newest->Version());
+  cls_ClassNotes::Attribute const* const said = notes == nullptr ? nullptr : notes->Find(attribute);
+  if (said != nullptr && said->m_Compress) m_CompressionOf.insert_or_assign(id, *said->m_Compress);
 }
 
 void sto_Session::Raise(sto_ErrorKind kind, std::string const& message, sto_SourceLine line) const {

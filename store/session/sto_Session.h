@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -90,8 +91,17 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   [[nodiscard]] sto_KeptBytes& KeptBytes() noexcept { return m_KeptBytes; }
   [[nodiscard]] sto_BlockCodec& BlockCodec() noexcept { return m_BlockCodec; }
   [[nodiscard]] sto_VerifiedBlocks& VerifiedBlocks() noexcept { return m_VerifiedBlocks; }
-  /// Whether blocks are compressed unless their list says otherwise; see sto_Options::m_Compress.
-  [[nodiscard]] bool Compresses() const noexcept { return m_Compresses; }
+  /// Whether the blocks of a list or blob are compressed when they are written: as the program says of the attribute
+  /// that holds it, otherwise as sto_Options::m_Compress.
+  [[nodiscard]] bool Compresses(std::int64_t id) const noexcept {
+    if (m_CompressionOf.empty()) return m_Compresses;
+    auto const said = m_CompressionOf.find(id);
+    return said == m_CompressionOf.end() ? m_Compresses : said->second;
+  }
+  /// Notes which attribute holds a collection. `classId`: of the part that has the attribute.
+  void NoteHolder(std::int64_t id, unsigned int classId, std::string_view attribute) {
+    if (m_Catalogue.Classes().HasNotes()) NoteCompression(id, classId, attribute);
+  }
   /// Whether the session looks for mistakes in the program's classes; see sto_Options::m_Strict.
   [[nodiscard]] bool IsStrict() const noexcept { return m_IsStrict; }
 
@@ -247,6 +257,11 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   [[noreturn]] void RethrowKept();
   /// Makes the storage hand out more ids. Full if none are left.
   void TakeRange();
+  void NoteCompression(std::int64_t id, unsigned int classId, std::string_view attribute);
+  /// Takes notice of what other sessions have committed since the last transaction. `counter`: the store's change
+  /// counter now.
+  void NoteForeignChanges(std::int64_t counter);
+  void ForgetUnusedCounts();
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
   std::thread::id m_Thread = std::this_thread::get_id();
@@ -269,6 +284,8 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   sto_VerifiedBlocks m_VerifiedBlocks;
   bool m_IsStrict;
   bool m_Compresses;
+  std::unordered_map<std::int64_t, bool>
+      m_CompressionOf; // of lists and blobs about which the program says it
 
   // All set by Begin; the first two are cleared by EndTransaction.
   bool m_InTransaction = false;
@@ -276,6 +293,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   sto_Keeping m_Keeping = sto_Keeping::Nothing; // of the open write transaction
   std::int64_t m_TransactionNumber = 0;
   std::int64_t m_ChangeCounter = -1;
+  std::int64_t m_SeenSave = -1; // the newest save that this session knows; -1: none yet
 
   std::exception_ptr m_Kept; // set by Keep; cleared when it is raised or its work is undone
   std::int64_t m_KeptIn = 0; // the number of the write transaction that was open when it happened, or 0

@@ -33,8 +33,8 @@ template <class TakeStored> class RunSink final : public sto_BlockSink {
 
 sto_StoredBlocks::sto_StoredBlocks(sto_Session& session, std::int64_t listId,
                                    std::size_t elementBytes) noexcept
-    : m_Session(session), m_ListId(listId), m_ElementBytes(elementBytes), m_Compresses(session.Compresses()) {
-}
+    : m_Session(session), m_ListId(listId), m_ElementBytes(elementBytes),
+      m_Compresses(session.Compresses(listId)) {}
 
 std::optional<sto_ByteView> sto_StoredBlocks::Open(std::int64_t key, sto_ByteView stored) {
   sto_VerifiedBlocks& verified = m_Session.VerifiedBlocks();

@@ -30,7 +30,7 @@ class sto_StoredBlocks {
   /// `elementBytes`: the size of an element, 1 if they differ; for compression.
   sto_StoredBlocks(sto_Session& session, std::int64_t listId, std::size_t elementBytes = 1) noexcept;
 
-  /// Whether blocks are compressed from now on. At first as the options of the session say.
+  /// Whether blocks are compressed from now on. At first as sto_Session::Compresses says.
   void SetCompresses(bool compresses) noexcept { m_Compresses = compresses; }
 
   /// The content of block `index`. Valid until the next operation.

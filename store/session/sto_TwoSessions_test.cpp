@@ -147,6 +147,81 @@ TEST_F(StoreTwoSessions, ChangeOfAnotherSessionIsReportedAfterARollback) {
   EXPECT_EQ(Stored(), Numbers(30));
 }
 
+TEST_F(StoreTwoSessions, ChangeBehindLaterSavesIsReported) {
+  Make(13);
+  sto_Store mine = Open();
+  sto_Store theirs = Open();
+  auto const my = mine.Load<DoubleHolder>("array");
+  theirs.Save("one", Node(1));
+  {
+    auto const their = theirs.Load<DoubleHolder>("array");
+    their->m_Array.Append(-2);
+    their->m_Array.Flush();
+  }
+  for (int i = 0; i < 3; ++i) theirs.Save("one", Node(i));
+  my->m_Array.Append(-1);
+  MessageOf(sto_ErrorKind::Conflict, [&] { my->m_Array.Flush(); });
+  my->m_Array.Detach();
+  MessageOf(sto_ErrorKind::Conflict, [&] { mine.Save("node", Node(1)); });
+}
+
+TEST_F(StoreTwoSessions, SavesOfOtherObjectsAreNoChange) {
+  Make(5000);
+  sto_Store mine = Open();
+  sto_Store theirs = Open();
+  auto const my = mine.Load<DoubleHolder>("array");
+  for (int round = 0; round < 3; ++round) {
+    theirs.Save("one", Node(round));
+    EXPECT_EQ(my->m_Array.Refresh(), 0);
+    my->m_Array.Get(10 * round) = -round;
+    theirs.Save("two", Node(round));
+    my->m_Array.Flush();
+  }
+  EXPECT_EQ(Stored().at(20), -2);
+}
+
+TEST_F(StoreTwoSessions, UndoneSaveOfAnotherSessionIsNoChange) {
+  for (int const count : {13, 5000}) {
+    std::string const name = std::to_string(count);
+    Make(count, name);
+    sto_Store mine = Open(sto_Mode::ReadWrite, name);
+    sto_Store theirs = Open(sto_Mode::ReadWrite, name);
+    auto const my = mine.Load<DoubleHolder>("array");
+    auto const their = theirs.Load<DoubleHolder>("array");
+    {
+      sto_Transaction transaction(theirs);
+      their->m_Array.Get(5) = 77;
+      their->m_After = [] { throw std::runtime_error("full"); };
+      EXPECT_THROW(theirs.Save("array", *their), std::runtime_error);
+      theirs.Save("node", Node(1));
+      their->m_Array.Get(5) = 2.5;
+      their->m_After = {};
+      transaction.Commit();
+    }
+    EXPECT_EQ(my->m_Array.Refresh(), 0) << count;
+    my->m_Array.Get(7) = -1;
+    my->m_Array.Flush();
+    EXPECT_EQ(my->m_Array.ConstGet(5), 2.5);
+  }
+}
+
+TEST_F(StoreTwoSessions, OwnSavesAreNoChange) {
+  Make(13);
+  sto_Store mine = Open();
+  auto const my = mine.Load<DoubleHolder>("array");
+  for (int round = 0; round < 3; ++round) {
+    my->m_Array.Append(round);
+    mine.Save("array", *my);
+    {
+      sto_Transaction transaction(mine);
+      mine.Save("node", Node(round));
+      if (round == 1) transaction.Commit();
+    }
+    EXPECT_EQ(my->m_Array.Refresh(), 0);
+  }
+  EXPECT_EQ(Stored().size(), 16U);
+}
+
 TEST_F(StoreTwoSessions, RewrittenListIsReportedAsChanged) {
   struct Wrapped {
     static constexpr unsigned int TypeId() noexcept { return DoubleHolder::TypeId(); }

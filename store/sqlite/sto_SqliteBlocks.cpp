@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "store/format/sto_BlockCodec.h"
 #include "store/format/sto_Format.h"
 
 using Row = sto_BlockRow;
@@ -196,7 +197,7 @@ void sto_SqliteBlocks::Delete(std::int64_t first, std::int64_t last) {
 
 sto_ContentSum sto_SqliteBlocks::TermOf(std::int64_t key, Found const& found) {
   if (!found.IsThere()) return {};
-  std::byte end[sto_Format::ChecksumBytes];
+  std::byte end[sto_BlockCodec::MaxEndBytes];
   std::size_t const size = std::min(found.SizeBytes(), sizeof end);
   found.Read(found.SizeBytes() - size, std::span(end).first(size));
   return sto_SqliteChanges::BlockTerm(key, std::span(end).first(size));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "store/format/sto_BlockCodec.h"
 #include "store/format/sto_Format.h"
 
 void sto_SqliteChanges::Begin(std::int64_t firstNewId, sto_ContentSum const& sum) noexcept {
@@ -10,7 +11,7 @@ void sto_SqliteChanges::Begin(std::int64_t firstNewId, sto_ContentSum const& sum
   m_List.m_Objects.clear(); // keeps its memory for the next transaction
   m_List.m_Lists.clear();
   m_List.m_Roots.clear();
-  m_LimitOfObjects = m_LimitOfLists = FirstLimit;
+  m_Objects = m_Lists = {};
   m_HasOther = false;
 }
 
@@ -18,29 +19,34 @@ void sto_SqliteChanges::Block(std::int64_t key) {
   List(key >> sto_Format::BlockIndexBits);
 }
 
-void sto_SqliteChanges::Tidy(std::vector<std::int64_t>& ids, std::size_t& limit) {
+void sto_SqliteChanges::SetMark() noexcept {
+  m_SumAtMark = m_Sum;
+  m_Objects = {m_Objects.m_Limit, m_List.m_Objects.size(), false};
+  m_Lists = {m_Lists.m_Limit, m_List.m_Lists.size(), false};
+}
+
+void sto_SqliteChanges::GoBackToMark() noexcept {
+  m_Sum = m_SumAtMark;
+  GoBack(m_List.m_Objects, m_Objects);
+  GoBack(m_List.m_Lists, m_Lists);
+}
+
+void sto_SqliteChanges::Tidy(std::vector<std::int64_t>& ids, Section& section) {
   std::ranges::sort(ids);
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-  limit = std::max(FirstLimit, 2 * ids.size());
+  section.m_Limit = std::max(FirstLimit, 2 * ids.size());
+  section.m_IsTidied = true;
 }
 
 sto_ChangeList const& sto_SqliteChanges::List() {
-  Tidy(m_List.m_Objects, m_LimitOfObjects);
-  Tidy(m_List.m_Lists, m_LimitOfLists);
-  std::ranges::sort(m_List.m_Roots);
-  m_List.m_Roots.erase(std::unique(m_List.m_Roots.begin(), m_List.m_Roots.end()), m_List.m_Roots.end());
+  sto_SortChanges(m_List);
+  m_Objects.m_IsTidied = m_Lists.m_IsTidied = true;
   return m_List;
 }
 
-sto_ContentSum sto_SqliteChanges::Record(std::int64_t id, std::int64_t shape, sto_ByteView values) noexcept {
-  std::uint64_t const key[] = {sto_ToLittleEndian(static_cast<std::uint64_t>(id)),
-                               sto_ToLittleEndian(static_cast<std::uint64_t>(shape))};
-  return sto_ContentSum::Of(sto_ContentKind::Record, std::as_bytes(std::span(key)), values);
-}
-
 sto_ContentSum sto_SqliteChanges::BlockTerm(std::int64_t key, sto_ByteView end) noexcept {
-  return sto_ContentSum::Of(sto_ContentKind::Block, static_cast<std::uint64_t>(key),
-                            end.last(std::min(end.size(), sto_Format::ChecksumBytes)));
+  return sto_ContentSum::OfHash(sto_ContentKind::Block, static_cast<std::uint64_t>(key),
+                                sto_BlockCodec::ContentHash(end));
 }
 
 sto_ContentSum sto_SqliteChanges::RootTerm(std::string_view name, std::int64_t id,

@@ -7,8 +7,8 @@
 #include "store/format/sto_ContentSum.h"
 
 /// The sum over the store as the open transaction leaves it, and what the transaction has changed of what was
-/// there before it, for the log of saves. Undone saves stay in it: it may name more than has changed, and never
-/// less.
+/// there before it, for the log of saves. It never names less than has changed. An undone save that changed many
+/// objects may stay in it.
 ///
 /// A change costs no more than a number in memory, and none for an object that is new in the transaction.
 /// Thread rule: one thread.
@@ -17,19 +17,17 @@ class sto_SqliteChanges {
   /// Call when a transaction begins. Ids from `firstNewId` on are new in it. `sum`: the sum over the store.
   void Begin(std::int64_t firstNewId, sto_ContentSum const& sum) noexcept;
 
-  /// Sets the mark, to which the sum goes back.
-  void SetMark() noexcept { m_SumAtMark = m_Sum; }
-  void GoBackToMark() noexcept { m_Sum = m_SumAtMark; }
+  /// Sets the mark, to which the sum and the list go back.
+  void SetMark() noexcept;
+  void GoBackToMark() noexcept;
 
   // The sum. What is replaced is removed, what replaces it is added.
   [[nodiscard]] sto_ContentSum const& Sum() const noexcept { return m_Sum; }
-  void AddRecord(std::int64_t id, std::int64_t shape, sto_ByteView values) {
-    m_Sum += Record(id, shape, values);
-  }
-  void RemoveRecord(std::int64_t id, std::int64_t shape, sto_ByteView values) {
-    m_Sum -= Record(id, shape, values);
-  }
-  /// The term of a block. `end`: the end of the stored block, with at least its checksum.
+  /// `hash`: of the values, seeded with the object's id; see sto_Checksum.
+  void AddRecord(std::int64_t shape, std::uint64_t hash) noexcept { m_Sum += RecordTerm(shape, hash); }
+  void RemoveRecord(std::int64_t shape, std::uint64_t hash) noexcept { m_Sum -= RecordTerm(shape, hash); }
+  /// The term of a block. `end`: the last sto_BlockCodec::MaxEndBytes of what is stored, or more; all of it if
+  /// it is shorter.
   [[nodiscard]] static sto_ContentSum BlockTerm(std::int64_t key, sto_ByteView end) noexcept;
   /// Blocks are replaced: takes out terms, and adds others.
   void ReplaceBlocks(sto_ContentSum const& removed, sto_ContentSum const& added) noexcept {
@@ -52,17 +50,17 @@ class sto_SqliteChanges {
 
   /// An object's record changes.
   void Object(std::int64_t id) {
-    if (id < m_FirstNewId) Note(m_List.m_Objects, m_LimitOfObjects, id);
+    if (id < m_FirstNewId) Note(m_List.m_Objects, m_Objects, id);
   }
   /// Blocks of a list or blob change.
   void List(std::int64_t id) {
-    if (id < m_FirstNewId) Note(m_List.m_Lists, m_LimitOfLists, id);
+    if (id < m_FirstNewId) Note(m_List.m_Lists, m_Lists, id);
   }
   /// Whether an id is new in the transaction.
   [[nodiscard]] bool IsNew(std::int64_t id) const noexcept { return id >= m_FirstNewId; }
   /// The block with a key changes.
   void Block(std::int64_t key);
-  /// A root changes.
+  /// A root changes. REQUIRES: no mark is set.
   void Root(std::string_view name) { m_List.m_Roots.emplace_back(name); }
   /// Something changes that is in no list.
   void Other() noexcept { m_HasOther = true; }
@@ -74,22 +72,33 @@ class sto_SqliteChanges {
  private:
   static constexpr std::size_t FirstLimit = 1024;
 
-  static void Note(std::vector<std::int64_t>& ids, std::size_t& limit, std::int64_t id) {
+  /// What is known about a section of the list.
+  struct Section {
+    std::size_t m_Limit = FirstLimit; // when to drop repetitions
+    std::size_t m_AtMark = 0;         // its size then
+    bool m_IsTidied = false;          // since the mark: it cannot go back
+  };
+
+  static void Note(std::vector<std::int64_t>& ids, Section& section, std::int64_t id) {
     if (!ids.empty() && ids.back() == id) return;
-    if (ids.size() >= limit) Tidy(ids, limit);
+    if (ids.size() >= section.m_Limit) Tidy(ids, section);
     ids.push_back(id);
   }
   /// Sorts the ids and drops repetitions.
-  static void Tidy(std::vector<std::int64_t>& ids, std::size_t& limit);
+  static void Tidy(std::vector<std::int64_t>& ids, Section& section);
+  static void GoBack(std::vector<std::int64_t>& ids, Section const& section) noexcept {
+    if (!section.m_IsTidied) ids.resize(section.m_AtMark);
+  }
 
-  [[nodiscard]] static sto_ContentSum Record(std::int64_t id, std::int64_t shape,
-                                             sto_ByteView values) noexcept;
+  [[nodiscard]] static sto_ContentSum RecordTerm(std::int64_t shape, std::uint64_t hash) noexcept {
+    return sto_ContentSum::OfHash(sto_ContentKind::Record, static_cast<std::uint64_t>(shape), hash);
+  }
   [[nodiscard]] static sto_ContentSum RootTerm(std::string_view name, std::int64_t id,
                                                unsigned int classId) noexcept;
 
   sto_ContentSum m_Sum, m_SumAtMark;
   std::int64_t m_FirstNewId = 0;
   sto_ChangeList m_List;
-  std::size_t m_LimitOfObjects = FirstLimit, m_LimitOfLists = FirstLimit; // when to drop repetitions
+  Section m_Objects, m_Lists;
   bool m_HasOther = false;
 };

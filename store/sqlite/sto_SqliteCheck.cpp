@@ -179,7 +179,7 @@ void sto_SqliteCheck::ReadPack(std::int64_t key, sto_DecodedPack const& pack) {
     m_Record.m_Bytes.assign(values.begin(), values.end());
     m_Record.m_IsSound = sto_ByteReader(stored.subspan(values.size())).Number<std::uint32_t>() ==
                          sto_PackedChecksum(id, values);
-    m_Sum.AddRecord(id, m_Record.m_Shape, values);
+    m_Sum.AddRecord(m_Record.m_Shape, sto_Checksum(static_cast<std::uint64_t>(id), values));
     m_Visitor.TakeRecord(id, m_Record);
   }
 }
@@ -203,7 +203,7 @@ void sto_SqliteCheck::ReadRows(bool withRecords) {
     if (m_Record.m_IsSound) CheckSave("object", id, static_cast<std::int64_t>(save));
     sto_ByteView const values = reader.Raw(reader.Remaining());
     m_Record.m_Bytes.assign(values.begin(), values.end());
-    m_Sum.AddRecord(id, m_Record.m_Shape, values);
+    m_Sum.AddRecord(m_Record.m_Shape, sto_Checksum(static_cast<std::uint64_t>(id), values));
     m_Visitor.TakeRecord(id, m_Record);
   }
 }

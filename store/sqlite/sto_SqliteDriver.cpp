@@ -77,6 +77,7 @@ sto_Begun sto_SqliteDriver::Begin(sto_BeginRequest const& request) {
     m_Changes.Begin(m_Save.m_NextObjectId, IsOld() ? sto_ContentSum() : m_Saves.ReadNewest().m_Sum);
     m_Note.clear();
     m_IsSaveWritten = false;
+    m_NewestSave = IsOld() ? 0 : m_Save.m_Number - 1;
     m_CountedBefore = sqlite3_total_changes64(m_Connection->Handle());
     return {m_CheckedAt, m_Save.m_NextObjectId, request.m_Root ? FindRoot(*request.m_Root) : std::nullopt};
   } catch (...) {
@@ -154,7 +155,10 @@ void sto_SqliteDriver::Commit() {
   if (m_OldBlocks) m_OldBlocks->Close();
   WriteSave();
   m_Transaction.Commit();
-  if (m_IsSaveWritten) m_Saves.Keep(m_Save);
+  if (m_IsSaveWritten) {
+    m_Saves.Keep(m_Save);
+    m_NewestSave = m_Save.m_Number;
+  }
   CheckFixedState(); // if it changed, the transaction may have read parts of two states
 }
 
@@ -177,6 +181,11 @@ void sto_SqliteDriver::SetNote(std::string_view note) {
 std::vector<sto_SaveEntry> sto_SqliteDriver::Saves(std::int64_t first) {
   m_Transaction.CheckUndone();
   return IsOld() ? std::vector<sto_SaveEntry>() : m_Saves.Read(first);
+}
+
+std::optional<sto_ChangeList> sto_SqliteDriver::ChangedSince(std::int64_t save) {
+  m_Transaction.CheckUndone();
+  return IsOld() ? std::nullopt : m_Saves.ReadChanges(save);
 }
 
 void sto_SqliteDriver::Rollback() noexcept {

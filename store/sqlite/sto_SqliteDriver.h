@@ -57,6 +57,8 @@ class sto_SqliteDriver : public sto_Driver {
   void RollbackToMark() override;
   void SetNote(std::string_view note) override;
   std::vector<sto_SaveEntry> Saves(std::int64_t first) override;
+  std::int64_t NewestSave() const noexcept override { return m_NewestSave; }
+  std::optional<sto_ChangeList> ChangedSince(std::int64_t save) override;
   std::int64_t ChangeCounter() override;
   sto_IdRange TakeIds(std::int64_t count) override;
   void SetIdsUsed(std::int64_t end) override;
@@ -144,6 +146,7 @@ class sto_SqliteDriver : public sto_Driver {
   sto_SqliteSaves::Newest m_Save;   // the entry that the transaction will write
   std::string m_Note;               // in that entry
   bool m_IsSaveWritten = false;     // it is in the file, but not committed
+  std::int64_t m_NewestSave = 0;    // see NewestSave; Begin and Commit set it
   // What the file's header says; ReadHeader sets them.
   std::int64_t m_FormatVersion = 0;
   sto_SqliteHeader m_Header;

@@ -14,6 +14,11 @@ namespace {
 /// Replaced records stay in a pack until it has more bytes than this.
 constexpr std::size_t MaxContentBytes = std::size_t{4} * sto_Format::IdsInPack * sto_Format::MaxPackedBytes;
 
+/// Of the values of a record: its lower half is the checksum in a pack, the sum over the store has all of it.
+std::uint64_t HashOf(std::int64_t id, sto_ByteView values) noexcept {
+  return sto_Checksum(static_cast<std::uint64_t>(id), values);
+}
+
 /// The standard algorithm compares single bytes of this type.
 bool AreEqual(sto_ByteView a, sto_ByteView b) noexcept {
   return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0);
@@ -62,13 +67,13 @@ bool sto_SqliteObjects::IsChangedSinceMark(Pack const& pack) const noexcept {
   return m_Mark.IsInMemory() && pack.m_ChangedAt == m_MarkNumber;
 }
 
-void sto_SqliteObjects::Replace(Pack& pack, std::size_t slot, Entry const& entry) {
+void sto_SqliteObjects::Replace(Pack& pack, std::size_t slot, Entry const& entry, std::uint64_t hash) {
   if (m_Mark.IsInMemory())
     m_Changes.push_back({pack.m_Key, slot, pack.m_Entries[slot]}); // first: it may fail
   std::int64_t const id = pack.m_Key * sto_Format::IdsInPack + static_cast<std::int64_t>(slot);
   if (Entry const& old = pack.m_Entries[slot]; old.m_SizeBytes != 0)
-    m_Noted.RemoveRecord(id, old.m_Shape, ValuesOf(pack, old));
-  if (entry.m_SizeBytes != 0) m_Noted.AddRecord(id, entry.m_Shape, ValuesOf(pack, entry));
+    m_Noted.RemoveRecord(old.m_Shape, HashOf(id, ValuesOf(pack, old)));
+  if (entry.m_SizeBytes != 0) m_Noted.AddRecord(entry.m_Shape, hash);
   pack.m_Entries[slot] = entry;
   pack.m_Checked &= ~(std::uint32_t{1} << slot);
   if (pack.m_ChangedAt != m_MarkNumber) pack.m_WasChanged = pack.m_IsChanged;
@@ -259,7 +264,7 @@ void sto_SqliteObjects::DropRow(std::int64_t id) {
 
 bool sto_SqliteObjects::RemoveRowFromSum(std::int64_t id) {
   if (!ReadRow(id, m_Stored)) return false;
-  m_Noted.RemoveRecord(id, m_Stored.m_Shape, m_Stored.m_Bytes);
+  m_Noted.RemoveRecord(m_Stored.m_Shape, HashOf(id, m_Stored.m_Bytes));
   return true;
 }
 
@@ -270,8 +275,8 @@ bool sto_SqliteObjects::WriteRow(std::int64_t id, std::int64_t shape, sto_ByteVi
   if (isSame) return false;
   m_Noted.Object(id);
   m_Mark.BeforeWriting(); // first: it may write packs
-  if (isThere) m_Noted.RemoveRecord(id, m_Stored.m_Shape, m_Stored.m_Bytes);
-  m_Noted.AddRecord(id, shape, values);
+  if (isThere) m_Noted.RemoveRecord(m_Stored.m_Shape, HashOf(id, m_Stored.m_Bytes));
+  m_Noted.AddRecord(shape, HashOf(id, values));
   m_Row.clear();
   sto_ByteWriter writer(m_Row);
   writer.Varint(static_cast<std::uint64_t>(m_Save));
@@ -293,10 +298,11 @@ bool sto_SqliteObjects::Write(std::int64_t id, std::int64_t shape, sto_ByteView 
     bool const isPacked = entry.m_SizeBytes != 0;
     pack.m_InOwnRow |= bit;
     if (!WriteRow(id, shape, values)) return false;
-    if (isPacked) Replace(pack, slot, {});
+    if (isPacked) Replace(pack, slot, {}, 0);
     return true;
   }
-  std::uint32_t const checksum = sto_PackedChecksum(id, values);
+  std::uint64_t const hash = HashOf(id, values);
+  auto const checksum = static_cast<std::uint32_t>(hash);
   if (entry.m_SizeBytes == size && entry.m_Shape == shape) {
     sto_ByteView const stored = sto_ByteView(pack.m_Content).subspan(entry.m_Offset, size);
     bool const isSame = AreEqual(stored.first(values.size()), values) &&
@@ -314,7 +320,7 @@ bool sto_SqliteObjects::Write(std::int64_t id, std::int64_t shape, sto_ByteView 
   // First what may fail; bytes behind the last record do no harm.
   pack.m_Content.insert(pack.m_Content.end(), values.begin(), values.end());
   sto_ByteWriter(pack.m_Content).Number(checksum);
-  Replace(pack, slot, {offset, static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(shape)});
+  Replace(pack, slot, {offset, static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(shape)}, hash);
   pack.m_Checked |= bit;
   return true;
 }
@@ -334,7 +340,7 @@ void sto_SqliteObjects::Compact(Pack& pack) {
 void sto_SqliteObjects::Delete(std::int64_t id) {
   m_Noted.Object(id);
   Pack& pack = Find(sto_PackOf(id));
-  if (pack.m_Entries[sto_SlotOf(id)].m_SizeBytes != 0) return Replace(pack, sto_SlotOf(id), {});
+  if (pack.m_Entries[sto_SlotOf(id)].m_SizeBytes != 0) return Replace(pack, sto_SlotOf(id), {}, 0);
   m_Mark.BeforeWriting();
   RemoveRowFromSum(id);
   sto_SqliteStatement::Use(m_DeleteRow).Bind(1, id).Step();

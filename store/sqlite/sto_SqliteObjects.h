@@ -91,8 +91,8 @@ class sto_SqliteObjects {
   [[nodiscard]] bool TakeFromScan(Pack& pack, std::int64_t key);
   /// Whether the pack was changed since the mark, which is in memory.
   [[nodiscard]] bool IsChangedSinceMark(Pack const& pack) const noexcept;
-  /// Replaces an entry, so that going back to the mark can undo it.
-  void Replace(Pack& pack, std::size_t slot, Entry const& entry);
+  /// Replaces an entry, so that going back to the mark can undo it. `hash`: of the new values.
+  void Replace(Pack& pack, std::size_t slot, Entry const& entry, std::uint64_t hash);
   /// The values of a record, without its checksum.
   [[nodiscard]] static sto_ByteView ValuesOf(Pack const& pack, Entry const& entry) noexcept;
   /// Removes an object's row in table object from the sum over the store; false if there is none.

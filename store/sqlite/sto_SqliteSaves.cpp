@@ -1,6 +1,8 @@
 #include "store/sqlite/sto_SqliteSaves.h"
 
+#include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -81,6 +83,19 @@ std::vector<sto_SaveEntry> sto_SqliteSaves::Read(std::int64_t first) {
     entries.push_back(std::move(entry));
   }
   return entries;
+}
+
+std::optional<sto_ChangeList> sto_SqliteSaves::ReadChanges(std::int64_t save) {
+  sto_ChangeList all;
+  for (sto_SaveEntry& entry : Read(save + 1)) {
+    if (entry.m_Number != ++save) return std::nullopt;
+    std::ranges::move(entry.m_Objects, std::back_inserter(all.m_Objects));
+    std::ranges::move(entry.m_Lists, std::back_inserter(all.m_Lists));
+    std::ranges::move(entry.m_Roots, std::back_inserter(all.m_Roots));
+  }
+  if (save != ReadNewest().m_Number) return std::nullopt;
+  sto_SortChanges(all);
+  return all;
 }
 
 void sto_SqliteSaves::Write(Newest const& row, std::string_view program, std::string_view note,

@@ -36,6 +36,9 @@ class sto_SqliteSaves {
   /// The rows from a number on, ascending. Damaged.
   [[nodiscard]] std::vector<sto_SaveEntry> Read(std::int64_t first);
 
+  /// What the saves after number `save` have changed; empty if a row is missing. Damaged.
+  [[nodiscard]] std::optional<sto_ChangeList> ReadChanges(std::int64_t save);
+
   /// Writes a row for the open transaction, replacing one that it has written already: a commit that fails may
   /// be tried again.
   void Write(Newest const& row, std::string_view program, std::string_view note,

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_Record.h"
 #include "store/format/sto_ShapeTable.h"
 #include "store/sqlite/sto_SqliteBlocks.h"
@@ -64,7 +65,7 @@ class Rewriter {
     for (sto_Part const& part : m_Record.Parts()) {
       std::size_t const index = m_Builder.AddPart(part.m_ClassId, part.m_Version, part.m_Id);
       for (sto_Field const& field : part.m_Fields)
-        m_Builder.AddDecoded(index, field.m_Key, field, field.m_ObjectId);
+        if (!sto_IsOldChange(part, field)) m_Builder.AddDecoded(index, field.m_Key, field, field.m_ObjectId);
     }
     if (m_Record.List())
       m_Builder.SetList(*m_Record.List(), Copy(m_Record.List()->m_Inline));

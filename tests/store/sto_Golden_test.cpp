@@ -255,14 +255,12 @@ TEST_F(StoreGolden, OpenListOfObjects) {
   });
   ExpectStored(2,
                Bytes({0x01, 0x01, 0x81, 0x80, 0x8C, 0x01, 0xC0, 0x0C,
-                      0x02,                      // two fields
-                      0x00, 0x00, 0x07,          // number 0: 32 bits
-                      0x00, 0x02, 0x09,          // number 1: 64 bits
-                      0x01, 0x07}),              // a list of objects
-               Bytes({0x09, 0, 0, 0,             // 9 expected
-                      0x01, 0, 0, 0, 0, 0, 0, 0, // written once
-                      0x02, 0x01,                // one object
-                      0x00}));                   // absent
+                      0x01,             // one field
+                      0x00, 0x00, 0x07, // number 0: 32 bits
+                      0x01, 0x07}),     // a list of objects
+               Bytes({0x09, 0, 0, 0,    // 9 expected
+                      0x02, 0x01,       // one object
+                      0x00}));          // absent
 }
 
 void ExpectTheBolt(sto_Store& store) {

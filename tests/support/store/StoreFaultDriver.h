@@ -57,6 +57,11 @@ class StoreFaultDriver : public sto_Driver {
     Step("Saves");
     return m_Real->Saves(first);
   }
+  std::int64_t NewestSave() const noexcept override { return m_Real->NewestSave(); }
+  std::optional<sto_ChangeList> ChangedSince(std::int64_t save) override {
+    Step("ChangedSince");
+    return m_Real->ChangedSince(save);
+  }
   std::int64_t ChangeCounter() override {
     Step("ChangeCounter");
     return m_Real->ChangeCounter();

@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 #include <xxhash.h>
 
+#include <cstring>
 #include <stdexcept>
 
 namespace {
@@ -151,10 +152,13 @@ namespace {
 class Sum {
  public:
   void Add(std::uint64_t kind, std::string const& key, std::string const& content) {
-    XXH64_hash_t const seed = XXH3_64bits_withSeed(key.data(), key.size(), kind);
-    XXH128_hash_t const term = XXH3_128bits_withSeed(content.data(), content.size(), seed);
-    m_Low += term.low64;
-    m_High += term.high64 + (m_Low < term.low64 ? 1 : 0);
+    AddTerm(content, XXH3_64bits_withSeed(key.data(), key.size(), kind));
+  }
+  void AddHash(std::uint64_t kind, std::int64_t number, std::uint64_t hash) {
+    std::string bytes;
+    AddNumber(bytes, static_cast<std::uint64_t>(number));
+    AddNumber(bytes, hash);
+    AddTerm(bytes, kind);
   }
   [[nodiscard]] std::string Hex() const {
     std::string bytes;
@@ -169,6 +173,12 @@ class Sum {
   }
 
  private:
+  void AddTerm(std::string const& content, std::uint64_t seed) {
+    XXH128_hash_t const term = XXH3_128bits_withSeed(content.data(), content.size(), seed);
+    m_Low += term.low64;
+    m_High += term.high64 + (m_Low < term.low64 ? 1 : 0);
+  }
+
   std::uint64_t m_Low = 0, m_High = 0;
 };
 
@@ -188,8 +198,9 @@ std::string FromHex(std::string const& hex) {
 void AddRecords(SqlFile& file, Sum& sum) {
   for (std::string const& id : file.Texts("SELECT CAST(id AS TEXT) FROM object")) {
     StoreRow const row = file.Row(std::stoll(id));
-    std::string const values(reinterpret_cast<char const*>(row.m_Values.data()), row.m_Values.size());
-    sum.Add(1, NumberKey(id) + NumberKey(std::to_string(row.m_Shape)), values);
+    sum.AddHash(1, row.m_Shape,
+                XXH3_64bits_withSeed(row.m_Values.data(), row.m_Values.size(),
+                                     static_cast<std::uint64_t>(std::stoll(id))));
   }
 }
 
@@ -198,8 +209,13 @@ void AddBlocks(SqlFile& file, Sum& sum) {
     std::string const rest = std::string(" FROM ") + from + " ORDER BY key";
     std::vector<std::string> const keys = file.Texts("SELECT CAST(key AS TEXT)" + rest);
     std::vector<std::string> const blocks = file.Texts("SELECT data" + rest);
-    for (std::size_t i = 0; i < keys.size(); ++i)
-      sum.Add(2, NumberKey(keys[i]), blocks[i].substr(blocks[i].size() - 8));
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      std::string const& block = blocks[i];
+      bool const isCompressed = block.at(block.size() - 9) != 0;
+      std::uint64_t hash = 0;
+      std::memcpy(&hash, block.data() + block.size() - (isCompressed ? 21 : 8), sizeof hash);
+      sum.AddHash(2, std::stoll(keys[i]), hash);
+    }
   }
 }
 
