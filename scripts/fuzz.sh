@@ -1,6 +1,6 @@
 #!/bin/sh
-# Looks for bytes that the readers of stored forms cannot stand: records, shapes, packs, lists of ids and
-# compressed blocks behind right checksums. Adds what it learns to tests/fuzz/corpus.txt. Fails, and leaves the
+# Looks for bytes that the readers of stored forms cannot stand: records with nested values, shapes, packs, lists of
+# ids, blocks, rows of blocks, maps in chunks and lists of changes, behind right checksums. Adds what it learns to tests/fuzz/corpus.txt. Fails, and leaves the
 # input in build/fuzz, if it finds any. Needs Clang's libFuzzer.
 #
 #   scripts/fuzz.sh [SECONDS]     60 if not given

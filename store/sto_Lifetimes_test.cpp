@@ -1,5 +1,7 @@
 #include <thread>
 
+#include "tests/support/store/StoreArrays.h"
+#include "tests/support/store/StoreChild.h"
 #include "tests/support/store/StoreTest.h"
 
 // Misused lifetimes and threads of stores, registrars and transactions.
@@ -85,8 +87,8 @@ TEST_F(StoreLifetimesDeathTest, ForgottenStartWriteIsAnAssertionWithASentence) {
       visitor.Write(cls_FieldHandle(0, "m_Value"_cow), 1);
     }
   };
-  sto_Store store = Create();
-  EXPECT_DEATH(store.Save("node", Careless()), "DBWrite must call StartWrite first");
+  // The statement runs in a child, which opens a store of its own.
+  EXPECT_DEATH(Create().Save("node", Careless()), "DBWrite must call StartWrite first");
 }
 
 TEST_F(StoreLifetimesDeathTest, MemberOfAnObjectThatForgotStartWriteIsAnAssertionToo) {
@@ -96,8 +98,8 @@ TEST_F(StoreLifetimesDeathTest, MemberOfAnObjectThatForgotStartWriteIsAnAssertio
     }
     Node m_Node;
   };
-  sto_Store store = Create();
-  EXPECT_DEATH(store.Save("node", Careless()), "DBWrite must call StartWrite first");
+  // The statement runs in a child, which opens a store of its own.
+  EXPECT_DEATH(Create().Save("node", Careless()), "DBWrite must call StartWrite first");
 }
 #else
 TEST_F(StoreLifetimes, RegistrarThatDiesBeforeItsStoreIsMisuse) {
@@ -109,5 +111,58 @@ TEST_F(StoreLifetimes, RegistrarThatDiesBeforeItsStoreIsMisuse) {
   EXPECT_TRUE(Contains(message, "registrar")) << message;
 }
 #endif
+
+class StoreFork : public StoreArrayTest {
+ protected:
+  static constexpr int Many = 400'000; // elements; more than stays in memory in a transaction
+};
+
+TEST_F(StoreFork, ChildThatEndsLeavesTheTransactionOfItsParent) {
+  Make(5000);
+  {
+    auto store = std::make_unique<sto_Store>(Open());
+    auto const array = store->Load<DoubleHolder>("array");
+    auto transaction = std::make_unique<sto_Transaction>(*store);
+    DoubleHolder holder;
+    Fill(holder.m_Array, Many);
+    store->Save("many", holder);
+    array->m_Array.Get(0) = 7;
+    EXPECT_EQ(RunStoreChild([&] { // ends as a program does that unwinds its stack
+                array->m_Array.~cls_ArrayPrim();
+                transaction.reset();
+                store.reset();
+                return 0;
+              }),
+              0);
+    transaction->Commit();
+  }
+  EXPECT_EQ(Stored("test.kvs", "many"), Numbers(Many));
+  std::vector<double> numbers = Numbers(5000);
+  numbers[0] = 7;
+  EXPECT_EQ(Stored(), numbers);
+  EXPECT_EQ(IntegrityOf(Path()), "ok");
+}
+
+TEST_F(StoreFork, UsingAStoreOfTheParentIsMisuse) {
+  Make(5000);
+  sto_Store store = Open();
+  auto const array = store.Load<DoubleHolder>("array");
+  EXPECT_EQ(RunStoreChild([&] {
+              std::string const message =
+                  MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(store.HasRoot("array")); });
+              EXPECT_TRUE(Contains(message, "forked")) << message;
+              MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("node", Node(1)); });
+              MessageOf(sto_ErrorKind::Misuse, [&] { sto_Transaction const transaction(store); });
+              MessageOf(sto_ErrorKind::Misuse, [&] { static_cast<void>(array->m_Array.ConstGet(4000)); });
+              MessageOf(sto_ErrorKind::Misuse, [&] { store.Compact(); });
+              sto_Store own = Open(sto_Mode::ReadOnly);
+              EXPECT_EQ(own.Roots(), std::vector<std::string>{"array"});
+              return HasFailure() ? 1 : 0;
+            }),
+            0);
+  store.Save("node", Node(2));
+  EXPECT_EQ(Elements(array->m_Array), Numbers(5000));
+  EXPECT_EQ(store.Roots(), (std::vector<std::string>{"array", "node"}));
+}
 
 } // namespace

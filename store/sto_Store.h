@@ -65,8 +65,9 @@ enum class sto_Mode {
 /// destructor is raised by the store's next operation, or by the commit.
 ///
 /// Thread rule: one thread, which also owns the identities of what is saved and loaded. In another thread
-/// every operation raises Misuse, and closing the store is caught by an assertion. REQUIRES: the store is
-/// closed before its thread ends and before nex_finalize. Several stores may be open at once.
+/// every operation raises Misuse, and closing the store is caught by an assertion. In a child process that is
+/// forked while the store is open every operation raises Misuse, and closing it leaves the file alone. REQUIRES:
+/// the store is closed before its thread ends and before nex_finalize. Several stores may be open at once.
 class KVL_EXPORT sto_Store {
  public:
   /// Opens the store in file `location` for a program with the classes of `registrar`. The registrar does not
@@ -81,7 +82,8 @@ class KVL_EXPORT sto_Store {
   /// - NewerFormat: written by a newer version of this module;
   /// - Misuse, before the file is touched: `registrar` has declarations that can only be mistakes, such as
   ///   one name for two classes or two registrations that differ. The message lists all of them; see
-  ///   sto_CheckClasses.h. Also for invalid options, and for a location that contains a NUL character;
+  ///   sto_CheckClasses.h. Also for invalid options, and for a location that contains a NUL character, or
+  ///   one for Create that ends with -journal, -wal or -shm;
   /// - ReadOnly: ReadWrite, and the file cannot be written, or the store has an older format and the options do
   ///   not say to upgrade it. An old store and its content are not changed;
   /// - Damaged, Busy, Unavailable; Full while upgrading. An upgrade that fails leaves the old store.
@@ -239,9 +241,10 @@ class KVL_EXPORT sto_Store {
   /// is no copy. Objects are not checked: damage here is damage in the copy.
   ///
   /// Errors: the message names both stores. Conflict if anything exists under the name: nothing is replaced.
+  /// Conflict also if a store that was deleted has left a journal or a log there, which would damage the copy.
   /// Misuse in a transaction that writes, while an object is being saved or loaded, and for a location that
-  /// contains a NUL character. Full, Busy, Unavailable (also on a network file system), and the errors of
-  /// Close for writing the arrays.
+  /// contains a NUL character or ends with -journal, -wal or -shm. Full, Busy, Unavailable (also on a network
+  /// file system), and the errors of Close for writing the arrays.
   void CopyTo(std::string const& location);
 
   /// Looks for damage, and returns what it finds; docs/checking-a-store.md says what each finding means. Damage in

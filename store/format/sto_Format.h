@@ -17,9 +17,8 @@ inline constexpr int VersionWithoutPacks = 2;
 inline constexpr int VersionWithoutShapes = 3;
 
 /// What a program must know to read, and to write, a store of this form: names, separated by spaces. Some may be
-/// added while the version stays. A draft is a state of a version that is not final; later versions of this
-/// module do not read it. Its number goes up with each change of what is stored.
-inline constexpr char FeaturesToRead[] = "draft-8";
+/// added while the version stays.
+inline constexpr char FeaturesToRead[] = "";
 inline constexpr char FeaturesToWrite[] = "";
 
 /// First byte of each object record of a version without shapes.

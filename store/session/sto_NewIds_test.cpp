@@ -20,10 +20,10 @@
 
 namespace {
 
-using Ranges = std::vector<std::pair<std::int64_t, std::int64_t>>;
+using IdRanges = std::vector<std::pair<std::int64_t, std::int64_t>>;
 
-Ranges Since(sto_NewIds const& ids, std::int64_t first) {
-  Ranges ranges;
+IdRanges Since(sto_NewIds const& ids, std::int64_t first) {
+  IdRanges ranges;
   ids.ForEachSince(first, [&](std::int64_t from, std::int64_t end) { ranges.emplace_back(from, end); });
   return ranges;
 }
@@ -38,7 +38,7 @@ TEST(StoreNewIds, NothingIsNewBeforeARangeIsThere) {
   EXPECT_FALSE(ids.HasMore() || ids.GoOn() || ids.HasAny() || ids.Has(0) || ids.Has(49) || ids.Has(50));
   EXPECT_EQ(ids.End(), 50);
   ids.GoBackTo(0);
-  EXPECT_EQ(Since(ids, 0), Ranges());
+  EXPECT_EQ(Since(ids, 0), IdRanges());
 }
 
 TEST(StoreNewIds, OnlyIdsOfTheRangesAreNew) {
@@ -53,9 +53,9 @@ TEST(StoreNewIds, OnlyIdsOfTheRangesAreNew) {
   for (std::int64_t const other : {0, 63, 96, 150, 191, 202, 255, 299, 400})
     EXPECT_FALSE(ids.Has(other)) << other;
   EXPECT_EQ(ids.End(), 300); // others have used ids beyond these
-  EXPECT_EQ(Since(ids, 0), (Ranges{{64, 96}, {192, 202}}));
-  EXPECT_EQ(Since(ids, 96), (Ranges{{192, 202}}));
-  EXPECT_EQ(Since(ids, 70), (Ranges{{70, 96}, {192, 202}}));
+  EXPECT_EQ(Since(ids, 0), (IdRanges{{64, 96}, {192, 202}}));
+  EXPECT_EQ(Since(ids, 96), (IdRanges{{192, 202}}));
+  EXPECT_EQ(Since(ids, 70), (IdRanges{{70, 96}, {192, 202}}));
   EXPECT_TRUE(ids.HasSince(70, 70) && ids.HasSince(70, 200));
   EXPECT_FALSE(ids.HasSince(70, 69) || ids.HasSince(70, 100));
 }
@@ -98,7 +98,7 @@ TEST(StoreNewIds, MarkAtTheEndOfARangeKeepsTheRange) {
   ids.GoBackTo(mark);
   EXPECT_TRUE(ids.Has(95) && ids.HasAny());
   EXPECT_FALSE(ids.HasMore());
-  EXPECT_EQ(Since(ids, 0), (Ranges{{64, 96}}));
+  EXPECT_EQ(Since(ids, 0), (IdRanges{{64, 96}}));
 }
 
 /// Sessions on one store whose ids interleave.

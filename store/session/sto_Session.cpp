@@ -17,11 +17,13 @@ sto_Session::~sto_Session() {
   assert(std::this_thread::get_id() == m_Thread && "A store is closed by the thread that opened it.");
   Rollback();
   try {
-    if (!m_Driver->IsReadOnly()) Close();
+    if (m_Process.IsHere() && !m_Driver->IsReadOnly()) Close();
   } catch (...) { // each container then writes what it can by itself, in CloseSession
   }
   m_Collections.ForEach([](sto_OpenCollection& each) { each.CloseSession(); });
   *m_Self = nullptr;
+  // Closing the connection in a child would undo what the parent has not committed, and write to its file.
+  if (!m_Process.IsHere()) static_cast<void>(m_Driver.release());
 }
 
 std::optional<std::int64_t> sto_Session::Begin(bool forWriting, sto_Keeping keeping,
@@ -85,6 +87,9 @@ void sto_Session::CheckUse() const {
     Raise(sto_ErrorKind::Misuse,
           "The store is used in another thread than the one that opened it. Each thread "
           "opens a store of its own.");
+  if (!m_Process.IsHere())
+    Raise(sto_ErrorKind::Misuse, "The store was opened before this process was forked, and belongs to its "
+                                 "parent. A child opens a store of its own.");
   if (!*m_RegistrarLives)
     Raise(sto_ErrorKind::Misuse,
           "The class registrar that the store was opened with is gone: it must outlive the store.");
@@ -124,6 +129,7 @@ void sto_Session::EndTransaction() noexcept {
 
 void sto_Session::Rollback() noexcept {
   if (!m_InTransaction) return;
+  if (!m_Process.IsHere()) return; // the transaction is the parent's
   m_Driver->Rollback();
   m_VerifiedBlocks.Clear();
   bool const wasWriting = m_IsWriting;

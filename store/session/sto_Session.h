@@ -26,6 +26,7 @@
 #include "store/session/sto_NewIds.h"
 #include "store/session/sto_OpenBlob.h"
 #include "store/session/sto_OpenProxy.h"
+#include "store/session/sto_ProcessMark.h"
 #include "store/session/sto_RecordCache.h"
 #include "store/session/sto_Save.h"
 #include "store/session/sto_VerifiedBlocks.h"
@@ -64,7 +65,8 @@ class sto_ElementRead;
 ///   objects that was never referenced belongs to the program that got it, which deletes it. The walks of
 ///   sto_Collections survive such removals.
 ///
-/// Thread rule: the thread that made the session. Begin and CheckTransaction raise Misuse in another one.
+/// Thread rule: the thread that made the session. Begin and CheckTransaction raise Misuse in another one, and in a
+/// child process that was forked later. There the session leaves the file alone also when it is destroyed.
 class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
  public:
   sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar,
@@ -265,6 +267,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
   std::thread::id m_Thread = std::this_thread::get_id();
+  sto_ProcessMark m_Process;
   std::shared_ptr<bool const> m_RegistrarLives;
   std::string m_Location;
   std::unique_ptr<sto_Driver> m_Driver;

@@ -16,10 +16,10 @@
 namespace {
 
 /// How the driver under a session hands out ids.
-enum class Ids { FromTheNextOn, InSmallRanges };
+enum class HandedOut { FromTheNextOn, InSmallRanges };
 
 /// A session on a driver that fails on request, in a store with object `m_Old` and a long list.
-class StoreSession : public StoreFileTest, public testing::WithParamInterface<Ids> {
+class StoreSession : public StoreFileTest, public testing::WithParamInterface<HandedOut> {
  protected:
   /// An object with a base part, fields, a list in a field, and a held object.
   struct Model : Bottom {
@@ -66,7 +66,7 @@ class StoreSession : public StoreFileTest, public testing::WithParamInterface<Id
   void TearDown() override { StoreNewFault::FailAt(0); }
 
   void Connect(std::unique_ptr<sto_Driver> driver) {
-    if (GetParam() == Ids::InSmallRanges)
+    if (GetParam() == HandedOut::InSmallRanges)
       driver = std::make_unique<StoreRangesDriver>(std::move(driver), m_Sequence);
     auto session = std::make_unique<sto_Session>(
         Path(), std::make_unique<StoreFaultDriver>(std::move(driver), m_Plan), TestClasses());
@@ -558,9 +558,11 @@ TEST_P(StoreSession, ConflictOfASaveInItsOwnTransactionUndoesTheSave) {
   m_Store->Load<Model>("added")->ExpectFilled(7, 2500);
 }
 
-INSTANTIATE_TEST_SUITE_P(Drivers, StoreSession, testing::Values(Ids::FromTheNextOn, Ids::InSmallRanges),
-                         [](testing::TestParamInfo<Ids> const& each) {
-                           return each.param == Ids::FromTheNextOn ? "IdsFromTheNextOn" : "IdsInSmallRanges";
+INSTANTIATE_TEST_SUITE_P(Drivers, StoreSession,
+                         testing::Values(HandedOut::FromTheNextOn, HandedOut::InSmallRanges),
+                         [](testing::TestParamInfo<HandedOut> const& each) {
+                           return each.param == HandedOut::FromTheNextOn ? "IdsFromTheNextOn"
+                                                                         : "IdsInSmallRanges";
                          });
 
 } // namespace

@@ -29,6 +29,7 @@ class StoreLogFile : public StoreStreamTest {
   [[nodiscard]] bool IsAlone() const {
     return !fs::exists(Path() + "-wal") && !fs::exists(Path() + "-shm") && !fs::exists(Path() + "-journal");
   }
+  static void SaveList(sto_Store& store, std::string_view root) { store.Save(root, Listed()); }
   void Overwrite(int value) const { Open().Load<Stream>("stream")->Write(0, std::vector<int>(Count, value)); }
 };
 
@@ -189,6 +190,21 @@ TEST_F(StoreLogFile, CopiesThatSQLiteMakesOfAnOpenStoreHoldWhatIsCommitted) {
 }
 
 /// How long an operation waits for other sessions.
+TEST_F(StoreLogFile, StoreWhoseFileWasReplacedOrRemovedIsNotWritten) {
+  fs::copy_file(Path(), Path("backup"));
+  sto_Store store = Open();
+  sto_Transaction transaction(store);
+  SaveList(store, "before");
+  fs::rename(Path("backup"), Path()); // a restored backup
+  EXPECT_TRUE(
+      Contains(MessageOf(sto_ErrorKind::ReadOnly, [&] { transaction.Commit(); }), "moved or removed"));
+  transaction.Rollback();
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { SaveList(store, "after"); });
+  fs::remove(Path());
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { SaveList(store, "last"); });
+  EXPECT_EQ(store.Roots().size(), 2U);
+}
+
 class StoreBusyTime : public StoreTest {
  protected:
   static sto_Options Waiting(int milliseconds) {
@@ -236,6 +252,17 @@ TEST_F(StoreBusyTime, LocationWithANulCharacterIsMisuseAndNothingIsMade) {
         sto_ErrorKind::Misuse, [&] { static_cast<void>(sto_Store::Open(location, mode, TestClasses())); });
     EXPECT_TRUE(Contains(message, Path()) && Contains(message, "NUL")) << message;
     EXPECT_TRUE(fs::is_empty(Folder()));
+  }
+}
+
+TEST_F(StoreBusyTime, NamesOfFilesBesideAStoreAreRefusedForNewStores) {
+  sto_Store store = Create();
+  for (std::string const& location : {Path() + "-journal", Path() + "-wal", Path() + "-shm"}) {
+    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.CopyTo(location); });
+    EXPECT_TRUE(Contains(message, location)) << message;
+    MessageOf(sto_ErrorKind::Misuse,
+              [&] { static_cast<void>(sto_Store::Open(location, sto_Mode::Create, TestClasses())); });
+    EXPECT_FALSE(fs::exists(location));
   }
 }
 

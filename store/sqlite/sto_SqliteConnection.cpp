@@ -147,6 +147,11 @@ bool sto_SqliteConnection::HasMoved() const {
   return code == SQLITE_OK && hasMoved != 0;
 }
 
+void sto_SqliteConnection::RaiseMoved(sto_SourceLine line) const {
+  sto_SqliteError const error = sto_SqliteErrorOf(SQLITE_READONLY_DBMOVED);
+  sto_Raise(error.m_Kind, m_Path + ": " + error.m_Advice, line);
+}
+
 bool sto_SqliteConnection::CanShareMemory() const {
   sqlite3_file const* const file = FileOf(m_Handle);
   return file != nullptr && file->pMethods->iVersion >= 2 && file->pMethods->xShmMap != nullptr;

@@ -65,6 +65,8 @@ class sto_SqliteConnection {
   [[nodiscard]] Header ReadHeader() const;
   /// Whether the open file is no longer the one under its name.
   [[nodiscard]] bool HasMoved() const;
+  /// Raises ReadOnly for such a file.
+  [[noreturn]] void RaiseMoved(sto_SourceLine line = sto_SourceLine::Current()) const;
   /// Whether processes can share memory over the file, which a write-ahead log needs.
   [[nodiscard]] bool CanShareMemory() const;
 

@@ -63,6 +63,18 @@ void RestrictAs(std::string const& source, std::string const& copy) noexcept {
             location + ": The file exists already; choose a free name for the copy.");
 }
 
+/// Conflict if anything has the name, or a journal or a log is beside it. A deleted store has left that, and SQLite
+/// would apply it to the copy.
+void CheckFree(std::string const& location) {
+  if (sto_SqliteFile::IsThere(location)) RaiseCopyConflict(location);
+  bool const hasJournal = sto_SqliteFile::HasJournal(location);
+  if (hasJournal || sto_SqliteFile::HasLog(location))
+    sto_Raise(sto_ErrorKind::Conflict,
+              location + (hasJournal ? "-journal" : "-wal") +
+                  ": A store that is gone has left this file, which would damage a copy "
+                  "beside it; delete the file, or choose another name for the copy.");
+}
+
 [[noreturn]] void RaiseSystem(std::string const& location, int error) {
   if (error == EEXIST) RaiseCopyConflict(location);
   bool const isFull = error == ENOSPC || error == EDQUOT;
@@ -75,13 +87,13 @@ void RestrictAs(std::string const& source, std::string const& copy) noexcept {
 
 sto_SqliteCopy::sto_SqliteCopy(sto_SqliteConnection& source, std::string const& location)
     : m_Location(location) {
-  sto_SqliteFile::CheckLocation(location);
+  sto_SqliteFile::CheckNewLocation(location);
   if (std::string const network = sto_NetworkFileSystem(location); !network.empty())
     sto_Raise(sto_ErrorKind::Unavailable,
               location + ": On a network file system (" + network +
                   ") file locks are unreliable, so no store can be created there. Copy to a "
                   "local disk, and move the closed copy.");
-  if (sto_SqliteFile::IsThere(location)) RaiseCopyConflict(location);
+  CheckFree(location);
   m_Temporary = NameBeside(location);
   try {
     Make(source);
@@ -109,6 +121,7 @@ void sto_SqliteCopy::Make(sto_SqliteConnection& source) {
 
 void sto_SqliteCopy::Publish() {
   m_Target.reset();
+  CheckFree(m_Location);
   if (int const error = Rename(m_Temporary, m_Location)) RaiseSystem(m_Location, error);
   m_Temporary.clear();
   if (int const error = SyncFolderOf(m_Location)) {

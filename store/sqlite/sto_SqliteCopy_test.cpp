@@ -50,6 +50,26 @@ TEST_F(SqliteCopy, FileThatTakesTheNameMeanwhileStays) {
   EXPECT_EQ(fs::file_size(Path("copy")), 4U);
 }
 
+TEST_F(SqliteCopy, JournalOrLogOfADeletedStoreIsRefusedAndKept) {
+  for (char const* const suffix : {"-journal", "-wal"}) {
+    std::string const left = Path("copy") + suffix;
+    WriteFile(left, "text");
+    std::string message =
+        MessageOf(sto_ErrorKind::Conflict, [&] { sto_SqliteCopy const copy(m_Source, Path("copy")); });
+    EXPECT_TRUE(Contains(message, left + ": A store that is gone has left this file")) << message;
+    fs::remove(left);
+    {
+      sto_SqliteCopy copy(m_Source, Path("copy"));
+      WriteFile(left, "text");
+      message = MessageOf(sto_ErrorKind::Conflict, [&] { copy.Publish(); });
+      EXPECT_TRUE(Contains(message, left)) << message;
+    }
+    EXPECT_EQ(FileCount(), 2);
+    EXPECT_EQ(fs::file_size(left), 4U);
+    fs::remove(left);
+  }
+}
+
 TEST_F(SqliteCopy, FolderDeletedMeanwhileIsUnavailable) {
   fs::create_directory(Path("folder"));
   sto_SqliteCopy copy(m_Source, Path("folder/copy"));

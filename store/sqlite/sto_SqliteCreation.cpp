@@ -224,7 +224,7 @@ void CheckPageBytes(std::string const& path, int pageBytes) {
 } // namespace
 
 std::unique_ptr<sto_SqliteConnection> sto_CreateSqlite(std::string const& path, sto_Options const& options) {
-  sto_SqliteFile::CheckLocation(path);
+  sto_SqliteFile::CheckNewLocation(path);
   sto_SqliteFile::CheckOptions(path, options);
   CheckPageBytes(path, options.m_PageBytes);
   if (std::string const network = sto_NetworkFileSystem(path); !network.empty())

@@ -56,9 +56,14 @@ void sto_SqliteDriver::CheckFixedState() const {
                                      "locks; open it again.");
 }
 
+void sto_SqliteDriver::CheckPlace() const {
+  if (m_HasLog && m_Connection->HasMoved()) m_Connection->RaiseMoved();
+}
+
 sto_Begun sto_SqliteDriver::Begin(sto_BeginRequest const& request) {
   bool const forWriting = request.m_ForWriting;
   CheckFixedState();
+  if (forWriting) CheckPlace();
   m_Transaction.Begin(forWriting);
   m_GivesOutIds = forWriting;
   try {
@@ -154,6 +159,7 @@ void sto_SqliteDriver::Commit() {
   m_Blocks.FinishTransaction();
   if (m_OldBlocks) m_OldBlocks->Close();
   WriteSave();
+  if (m_IsSaveWritten) CheckPlace();
   m_Transaction.Commit();
   if (m_IsSaveWritten) {
     m_Saves.Keep(m_Save);

@@ -39,9 +39,9 @@ class sto_SqliteDriver : public sto_Driver {
   /// Opens the store in an existing file. NotFound: no file, or no store in it. NewerFormat. Damaged:
   /// something in the file does not belong in a store. Misuse for a location with a NUL character and for
   /// invalid options. Unavailable, also for writing on a network file system. Options that are for Create
-  /// only are ignored. At a save (sto_Options::m_AtSave) the driver only reads. A store of an older format can
-  /// only be read; opening it for writing raises ReadOnly,
-  /// unless the options say that it is to be upgraded.
+  /// only are ignored. At a save (sto_Options::m_AtSave) the driver only reads. A store of an older format
+  /// can only be read; opening it for writing raises ReadOnly, unless the options say that it is to be
+  /// upgraded.
   static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly,
                                           sto_Options const& options = {});
 
@@ -113,6 +113,9 @@ class sto_SqliteDriver : public sto_Driver {
   void CheckFixedState() const;
   /// NotFound if the driver was opened at a save that is not the newest. REQUIRES: CheckHeader.
   void CheckSave();
+  /// ReadOnly if the file is no longer the one under its name. SQLite looks at that itself when it makes a journal,
+  /// but not when it writes to a log, and what it writes there would be lost.
+  void CheckPlace() const;
   /// Damaged unless all rows fit their checksums, and the sum over the store is right. REQUIRES: an open
   /// transaction.
   void VerifyRows();

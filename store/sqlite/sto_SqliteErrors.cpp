@@ -54,7 +54,8 @@ constexpr Row Rows[] = {
     {SQLITE_PERM, sto_ErrorKind::Unavailable, "Check the permissions of the file and its folder."},
     {SQLITE_AUTH, sto_ErrorKind::Unavailable, "Check the permissions of the file and its folder."},
     {SQLITE_CANTOPEN, sto_ErrorKind::Unavailable,
-     "Check that the folder exists, and the permissions of the file and its folder."},
+     "Check that the folder exists, the permissions of the file and its folder, and how many files the program "
+     "has open."},
     {SQLITE_IOERR, sto_ErrorKind::Unavailable,
      "The system could not read or write: check the medium and the connection to it. What was committed "
      "before is not affected; open the store again to see its contents."},

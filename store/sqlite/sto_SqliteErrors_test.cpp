@@ -71,8 +71,10 @@ TEST_F(SqliteErrors, MessageHasFileTextCodeAndAdvice) {
   sto_SqliteConnection::Opening const opening{SQLITE_OPEN_READWRITE, 0, false};
   std::string const missing =
       MessageOf(sto_ErrorKind::Unavailable, [&] { sto_SqliteConnection(Path("nowhere/x"), opening); });
-  EXPECT_EQ(missing, Path("nowhere/x") + ": SQLite: unable to open database file (code 14). Check that the "
-                                         "folder exists, and the permissions of the file and its folder.");
+  EXPECT_EQ(missing, Path("nowhere/x") +
+                         ": SQLite: unable to open database file (code 14). Check that the "
+                         "folder exists, the permissions of the file and its folder, and how many files "
+                         "the program has open.");
   WriteFile(Path("text"), std::string(5000, 'x'));
   sto_SqliteConnection text(Path("text"), opening);
   std::string const noStore =

@@ -53,6 +53,14 @@ void CheckLocation(std::string const& path) {
                                                            "which no file name can have.");
 }
 
+void CheckNewLocation(std::string const& path) {
+  CheckLocation(path);
+  for (char const* const suffix : {"-journal", "-wal", "-shm"})
+    if (path.ends_with(suffix))
+      sto_Raise(sto_ErrorKind::Misuse, path + ": A store cannot have a name that ends with " + suffix +
+                                           ": SQLite keeps a file of that name beside another store.");
+}
+
 void CheckOptions(std::string const& path, sto_Options const& options) {
   if (options.m_AtSave < 0)
     sto_Raise(sto_ErrorKind::Misuse,

@@ -24,6 +24,9 @@ namespace sto_SqliteFile {
 
 /// Misuse for a location that no file can have, and for options that are invalid for opening.
 void CheckLocation(std::string const& path);
+/// The same for a new file; also Misuse for a name that SQLite gives to the files beside a store. Such a file is
+/// deleted or misread when the other store is opened.
+void CheckNewLocation(std::string const& path);
 void CheckOptions(std::string const& path, sto_Options const& options);
 
 /// Whether the file's header says that it uses a write-ahead log.

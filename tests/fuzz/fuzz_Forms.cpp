@@ -8,9 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "store/format/sto_BlockCodec.h"
+#include "store/format/sto_BlockRow.h"
+#include "store/format/sto_ChangeList.h"
 #include "store/format/sto_Checksum.h"
+#include "store/format/sto_ChunkDirectory.h"
 #include "store/format/sto_Compression.h"
 #include "store/format/sto_IdCodec.h"
+#include "store/format/sto_MapWalk.h"
 #include "store/format/sto_NestedValue.h"
 #include "store/format/sto_OldRecord.h"
 #include "store/format/sto_PackCodec.h"
@@ -215,12 +220,85 @@ void TryCompression(sto_ByteView bytes) {
          "compressed bytes do not come back");
 }
 
+/// Puts a right checksum behind the end of a block, whatever its codec says.
+void TryBlock(sto_ByteView bytes) {
+  if (bytes.empty()) return;
+  constexpr std::int64_t Key = (Id << 20) + 3;
+  constexpr std::uint64_t SeedStep = 0x9E3779B97F4A7C15;
+  auto const codec = std::to_integer<std::uint8_t>(bytes.back());
+  sto_Bytes stored = Copy(bytes);
+  sto_ByteWriter(stored).Number(
+      sto_Checksum(static_cast<std::uint64_t>(Key) + codec * SeedStep, bytes.first(bytes.size() - 1)));
+  Expect(sto_BlockCodec::IsSound(Key, stored), "a right checksum does not fit");
+  static_cast<void>(sto_BlockCodec::ContentHash(stored));
+  sto_BlockCodec blocks;
+  sto_Bytes room;
+  std::optional<sto_ByteView> const content = blocks.Open(stored, room);
+  if (!content) return;
+  Expect(sto_BlockCodec::ContentBytes(stored) == content->size(), "a block has another size than it says");
+  sto_Bytes again = Copy(*content);
+  blocks.SealCompressed(Key, again, 8);
+  sto_Bytes roomOfAgain;
+  std::optional<sto_ByteView> const second = blocks.Open(again, roomOfAgain);
+  Expect(second && std::ranges::equal(*content, *second), "the content of a block does not come back");
+}
+
+/// A row that was taken apart and put together has the same blocks.
+void TryBlockRow(sto_ByteView bytes) {
+  sto_BlockRow row(bytes);
+  sto_BlockRow again;
+  for (int slot = sto_BlockRow::Blocks - 1; slot >= 0; --slot) again.Put(slot, row.Find(slot));
+  Expect(std::ranges::equal(row.Stored(), again.Stored()), "a row that is put together is another one");
+  sto_BlockRow const second(again.Stored());
+  for (int slot = 0; slot < sto_BlockRow::Blocks; ++slot)
+    Expect(std::ranges::equal(row.Find(slot), second.Find(slot)), "a row has lost a block");
+}
+
+/// A directory in a record, or a page; and the entries of a chunk.
+void TryChunks(sto_ByteView bytes) {
+  if (bytes.size() < 3) return;
+  sto_MapHeader map;
+  map.m_KeyType = static_cast<std::uint8_t>(1 + std::to_integer<int>(bytes[0]) % 4);
+  map.m_ElementType = std::to_integer<std::uint8_t>(bytes[1]) % 2 == 0 ? sto_Format::ElementObject
+                                                                       : sto_Format::ElementDouble;
+  map.m_InChunks = true;
+  map.m_Count = std::to_integer<int>(bytes[2]);
+  map.m_Entries = bytes.subspan(3);
+  if (std::optional<sto_ChunkDirectory> directory = sto_DecodeDirectory(map)) {
+    sto_ChunkNumbers numbers;
+    if (directory->m_Pages.empty() && directory->IsWhole(map, numbers)) {
+      sto_Bytes const encoded = directory->Encode(numbers, [](int, sto_Bytes&) {});
+      sto_MapHeader same = map;
+      same.m_Entries = encoded;
+      std::optional<sto_ChunkDirectory> const again = sto_DecodeDirectory(same);
+      Expect(again && (!again->m_Pages.empty() || again->m_Chunks.size() == directory->m_Chunks.size()),
+             "an encoded directory decodes to another");
+    }
+  }
+  sto_ChunkDirectory paged;
+  static_cast<void>(paged.AddPage({}, map.m_Entries));
+  map.m_InChunks = false;
+  sto_MapWalk walk(map);
+  int entries = 0;
+  while (walk.Next()) ++entries;
+  Expect(!walk.IsComplete() || entries == map.m_Count, "a chunk has another number of entries");
+}
+
+void TryChanges(sto_ByteView bytes) {
+  sto_ChangeList changes;
+  if (!sto_DecodeChanges(bytes, changes)) return;
+  sto_Bytes encoded;
+  sto_EncodeChanges(changes, encoded);
+  sto_ChangeList again;
+  Expect(sto_DecodeChanges(encoded, again) && again == changes, "encoded changes decode to others");
+}
+
 } // namespace
 
 void fuzz_Try(std::span<std::uint8_t const> input) {
   if (input.empty()) return;
   sto_ByteView const bytes = std::as_bytes(input.subspan(1));
-  switch (input.front() % 6) {
+  switch (input.front() % 10) {
   case 0:
     return TryRecord(bytes);
   case 1:
@@ -231,7 +309,15 @@ void fuzz_Try(std::span<std::uint8_t const> input) {
     return TryPack(bytes);
   case 4:
     return TryIds(bytes);
-  default:
+  case 5:
     return TryCompression(bytes);
+  case 6:
+    return TryBlock(bytes);
+  case 7:
+    return TryBlockRow(bytes);
+  case 8:
+    return TryChunks(bytes);
+  default:
+    return TryChanges(bytes);
   }
 }
