@@ -81,7 +81,8 @@ class sto_NewIds {
     m_First = m_Next = m_Ranges[range].m_First;
     m_End = m_Ranges[range].m_End;
   }
-  [[nodiscard]] bool IsInEarlierRange(std::int64_t id) const noexcept {
+  // Rare: kept out of the functions that ask for each object.
+  [[nodiscard, gnu::noinline]] bool IsInEarlierRange(std::int64_t id) const noexcept {
     return std::any_of(m_Ranges.begin(), m_Ranges.begin() + static_cast<std::ptrdiff_t>(m_Current),
                        [id](sto_IdRange const& range) { return id >= range.m_First && id < range.m_End; });
   }
