@@ -55,4 +55,11 @@ struct sto_Options {
   /// programs cannot read, in one transaction, before anything else is done with it. Without it, opening such
   /// a store for writing raises ReadOnly. The file grows by its size once; the room is used again.
   bool m_Upgrade = false;
+
+  /// The number of a save (sto_Store::Saves); 0: the newest. With it the session only reads, whatever the mode, and
+  /// each operation and transaction sees the state that this save has left, or raises NotFound, which says which
+  /// save the store has. A store in an SQLite file keeps only the newest state: operations succeed exactly while
+  /// the save is the newest one. A store of an older format has no saves. Open raises Misuse for a negative number,
+  /// and for sto_Mode::Create.
+  std::int64_t m_AtSave = 0;
 };

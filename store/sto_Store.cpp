@@ -39,9 +39,8 @@ void CheckOtherName(sto_Session& session, std::string_view root, cls_Uid const& 
 void CheckOtherRoots(sto_Session& session, std::string_view root, std::int64_t id) {
   std::int64_t const changed = session.Save().Reach().OtherContent();
   if (changed == 0) return;
-  for (std::string const& other : session.Driver().Roots())
-    if (other != root && session.Driver().FindRoot(other) == id)
-      RaiseOtherRoot(session, root, other, id, changed);
+  for (sto_RootRow const& other : session.Driver().Roots())
+    if (other.m_Name != root && other.m_Id == id) RaiseOtherRoot(session, root, other.m_Name, id, changed);
 }
 
 /// Misuse listing all mistakes in the declarations: what is written under them stays in the store.
@@ -80,6 +79,9 @@ sto_Store::~sto_Store() = default;
 sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                           sto_Options const& options) {
   RefuseMistakes(location, registrar);
+  if (mode == sto_Mode::Create && options.m_AtSave != 0)
+    sto_Raise(sto_ErrorKind::Misuse,
+              location + ": A new store has no save " + std::to_string(options.m_AtSave) + " to open it at.");
   std::unique_ptr<sto_Driver> driver =
       mode == sto_Mode::Create ? sto_SqliteDriver::Create(location, options)
                                : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly, options);
@@ -139,9 +141,10 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
 }
 
 void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*, cls_ReadVisitor const&)) {
-  sto_OwnTransaction transaction(Session(), false);
+  sto_OwnTransaction transaction(Session(), root);
+  sto_ReadAhead::Walk const walk(Session().Records().Ahead());
   cls_OneLoad load(Session().Loaded());
-  std::optional<std::int64_t> const id = Session().Driver().FindRoot(root);
+  std::optional<std::int64_t> const id = transaction.Root();
   if (!id) Session().Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
   if (!Session().IsGivenOut(*id))
     Session().Raise(sto_ErrorKind::Damaged, "Root " + std::string(root) + " names object " +
@@ -161,13 +164,14 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
 }
 
 bool sto_Store::HasRoot(std::string_view root) {
-  sto_OwnTransaction transaction(Session(), false);
-  return Session().Driver().FindRoot(root).has_value();
+  return sto_OwnTransaction(Session(), root).Root().has_value();
 }
 
 std::vector<std::string> sto_Store::Roots() {
   sto_OwnTransaction transaction(Session(), false);
-  return Session().Driver().Roots();
+  std::vector<std::string> names;
+  for (sto_RootRow& root : Session().Driver().Roots()) names.push_back(std::move(root.m_Name));
+  return names;
 }
 
 bool sto_Store::RemoveRoot(std::string_view root) {

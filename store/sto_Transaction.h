@@ -34,7 +34,8 @@ class KVL_EXPORT sto_Transaction {
   /// Makes everything durable, including unwritten changes of bulk arrays. The transaction is then over.
   ///
   /// After Busy (another program is reading or writing) or Conflict the transaction is still open: commit
-  /// again, or roll back. After any other failure the database may have undone the transaction. Then it can
+  /// again, or roll back. A Conflict that names objects or roots (sto_Exception::Conflicts) is raised by each
+  /// further attempt: roll back. After any other failure the database may have undone the transaction. Then it can
   /// only be rolled back; every other operation, Commit included, raises Unavailable. Misuse if the
   /// transaction is over.
   void Commit();

@@ -143,24 +143,26 @@ cls_Uid cls_IdentityMap::IdentityOf(std::int64_t id) {
   return uid;
 }
 
-void cls_IdentityMap::DropFrom(std::int64_t firstId) noexcept {
+void cls_IdentityMap::DropFrom(std::int64_t firstId, std::int64_t endId) noexcept {
   constexpr std::int64_t IdsInSegment = IdsInPage * PagesInSegment;
   for (auto entry = m_Segments.begin(); entry != m_Segments.end();) {
     auto const& [number, segment] = *entry++; // a segment is freed with its last page
-    if ((number + 1) * IdsInSegment <= firstId) continue;
+    if ((number + 1) * IdsInSegment <= firstId || number * IdsInSegment >= endId) continue;
     int left = segment.m_Count;
     for (std::size_t i = 0; left > 0; ++i) {
       Page* const page = segment.m_Pages[i];
       if (page == nullptr) continue;
       --left; // dropping the page may free the segment
-      DropFromPage(*page, firstId);
+      DropFromPage(*page, firstId, endId);
     }
   }
 }
 
-void cls_IdentityMap::DropFromPage(Page& page, std::int64_t firstId) noexcept {
+void cls_IdentityMap::DropFromPage(Page& page, std::int64_t firstId, std::int64_t endId) noexcept {
   std::int64_t const firstInPage = page.m_FirstId;
   unsigned int used = page.m_Used; // the page is freed with its last tie
-  for (std::size_t slot = 0; used != 0; ++slot, used >>= 1)
-    if ((used & 1) != 0 && firstInPage + static_cast<std::int64_t>(slot) >= firstId) delete page.At(slot);
+  for (std::size_t slot = 0; used != 0; ++slot, used >>= 1) {
+    std::int64_t const id = firstInPage + static_cast<std::int64_t>(slot);
+    if ((used & 1) != 0 && id >= firstId && id < endId) delete page.At(slot);
+  }
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <new>
 #include <typeinfo>
 #include <unordered_map>
@@ -39,7 +40,7 @@ class KVL_EXPORT cls_IdentityOwner {
 /// records to ids would mistake a new object for a dead one. So a tie lives in the identity's own history
 /// ring and is destroyed with it; the map only finds ties by id.
 ///
-/// Ids are given out consecutively. The ties of 31 neighbouring ids share one page, each in the slot of its
+/// Ids are given out consecutively, or in ranges of consecutive ones. The ties of 31 neighbouring ids share one page, each in the slot of its
 /// id. So a tie needs no allocation and no table entry of its own, and finds its page from its own address.
 ///
 /// Invariants:
@@ -124,8 +125,9 @@ class KVL_EXPORT cls_IdentityMap {
   /// The live identity that is tied to an id, or a new one, which is then tied to it. Throws std::bad_alloc.
   [[nodiscard]] cls_Uid IdentityOf(std::int64_t id);
 
-  /// Unties every id from `firstId` on: they were given out in work that is now undone.
-  void DropFrom(std::int64_t firstId) noexcept;
+  /// Unties every id from `firstId` on, up to the one before `endId`: they were given out in work that is now
+  /// undone.
+  void DropFrom(std::int64_t firstId, std::int64_t endId = std::numeric_limits<std::int64_t>::max()) noexcept;
 
   [[nodiscard]] std::size_t Count() const noexcept { return m_Count; }
 
@@ -171,7 +173,7 @@ class KVL_EXPORT cls_IdentityMap {
   KVL_LOCAL void MakeIndex() noexcept;
   /// Adds a tie that is about to be made. Throws std::bad_alloc; then a page without ties is freed.
   KVL_LOCAL void AddToIndex(Page& page, std::size_t slot, cls_UidCatalogEntry const* entry);
-  KVL_LOCAL static void DropFromPage(Page& page, std::int64_t firstId) noexcept;
+  KVL_LOCAL static void DropFromPage(Page& page, std::int64_t firstId, std::int64_t endId) noexcept;
 
   cls_IdentityOwner* m_Owner;
   cls_Visits m_Visits;

@@ -134,6 +134,18 @@ TEST(IdentityMap, DropUntiesTheIdsFromOneOn) {
   EXPECT_EQ(map.IdentityOf(60).Entry(), uids[99].Entry());
 }
 
+TEST(IdentityMap, DropOfARangeKeepsTheIdsBehindIt) {
+  cls_IdentityMap map;
+  std::vector<cls_Uid> const uids(12'000); // of three segments
+  for (std::size_t i = 0; i < uids.size(); ++i) map.Add(uids[i], static_cast<std::int64_t>(i));
+  map.DropFrom(60, 60);
+  EXPECT_EQ(map.Count(), uids.size());
+  map.DropFrom(60, 70); // in one page
+  map.DropFrom(100, 8000);
+  for (std::size_t i = 0; i < uids.size(); ++i)
+    EXPECT_EQ(map.Find(uids[i]) == nullptr, (i >= 60 && i < 70) || (i >= 100 && i < 8000)) << i;
+}
+
 TEST(IdentityMap, MapThatGoesFirstLeavesCleanIdentities) {
   cls_Uid const uid;
   {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <typeindex>
 #include <unordered_map>
@@ -89,11 +90,12 @@ class cls_LoadedObjects {
     --m_Scopes;
     ForgetUnlessKept();
   }
-  /// The numbers from `firstId` on were given out in work that is now undone. The scope keeps their objects
-  /// alive, but Find no longer returns them. That holds also when another object gets the number.
-  void Undo(std::int64_t firstId) noexcept {
+  /// The numbers from `firstId` on, up to the one before `endId`, were given out in work that is now undone. The
+  /// scope keeps their objects alive, but Find no longer returns them. That holds also when another object gets
+  /// the number.
+  void Undo(std::int64_t firstId, std::int64_t endId = std::numeric_limits<std::int64_t>::max()) noexcept {
     for (auto& [id, entry] : m_Entries)
-      if (id >= firstId) entry.m_IsUndone = true;
+      if (id >= firstId && id < endId) entry.m_IsUndone = true;
   }
 
  private:

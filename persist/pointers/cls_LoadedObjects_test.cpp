@@ -92,6 +92,14 @@ TEST_F(LoadedObjects, UndoneNumbersAreNotFoundAndStayAlive) {
   EXPECT_TRUE(Has(2));
 }
 
+TEST_F(LoadedObjects, NumbersBehindTheUndoneOnesAreFound) {
+  cls_OneLoad const load(m_Loaded);
+  for (std::int64_t const id : {1, 2, 3, 4}) Add(id);
+  m_Loaded.Undo(2, 4);
+  EXPECT_TRUE(Has(1) && Has(4));
+  EXPECT_FALSE(Has(2) || Has(3));
+}
+
 TEST_F(LoadedObjects, UndoneObjectStaysAliveInItsScopeWhenAnotherGetsItsNumber) {
   m_Loaded.EnterScope();
   Add(2);

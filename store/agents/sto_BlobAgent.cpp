@@ -114,7 +114,7 @@ void sto_BlobAgent::WriteHeader(Header header) {
   std::int64_t const change = header.m_Change + 1;
   Session().Changes().NoteBlobChange(m_Id, change, Session().TransactionNumber(), Session().Save().Number());
   auto const [shape, values] = Session().ToWrite(builder, &inUse);
-  Session().Driver().WriteObject(m_Id, shape, values);
+  Session().WriteObject(m_Id, {shape, values});
   Session().Changes().SetCount(m_Id, change);
   if (m_SeenChange == header.m_Change) m_SeenChange = change; // an earlier unseen change stays unseen
   m_ShownChange = change;

@@ -148,7 +148,7 @@ void sto_CollectionAgent::WritePendingRecord() {
     m_Session->Raise(sto_ErrorKind::Full, Describe() + " takes " + std::to_string(values.size()) +
                                               " bytes; at most " + std::to_string(sto_Format::MaxValueBytes) +
                                               " can be stored.");
-  m_Session->Driver().WriteObject(Id(), shape, values);
+  m_Session->WriteObject(Id(), {shape, values});
   m_Session->Changes().SetCount(Id(), m_Change);
   m_IsPending = false;
 }

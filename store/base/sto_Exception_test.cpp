@@ -239,6 +239,36 @@ TEST_F(StoreExceptions, CopyOfAnExceptionOfTheStoreKeepsItAll) {
   EXPECT_EQ(same->RootUid().Entry(), exception.RootUid().Entry());
 }
 
+TEST_F(StoreExceptions, ConflictNamesWhatIsInConflict) {
+  sto_Conflicts const conflicts{{5, 8796093022207}, {"plain", "", "two\nlines \\ and more", "\\"}};
+  try {
+    sto_RaiseConflict("both", conflicts);
+  } catch (sto_Exception const& exception) {
+    EXPECT_EQ(exception.Kind(), sto_ErrorKind::Conflict);
+    EXPECT_EQ(exception.AsString().View(), "both");
+    EXPECT_EQ(exception.Conflicts(), conflicts);
+    sto_Exception const copy(exception);
+    EXPECT_EQ(copy.Conflicts(), conflicts);
+    std::unique_ptr<nex_Exception> const other(exception.Copy());
+    EXPECT_EQ(dynamic_cast<sto_Exception const&>(*other).Conflicts(), conflicts);
+    EXPECT_THROW(
+        try { exception.Propagate(); } catch (sto_Exception const& again) {
+          EXPECT_EQ(again.Conflicts(), conflicts);
+          throw;
+        },
+        sto_Exception);
+  }
+  std::unique_ptr<sto_Exception> const loaded = RoundTrip(sto_Exception(atr_String("both"_cow), conflicts));
+  EXPECT_EQ(loaded->Conflicts(), conflicts);
+  EXPECT_EQ(loaded->Kind(), sto_ErrorKind::Conflict);
+}
+
+TEST_F(StoreExceptions, OtherFailuresNameNothingInConflict) {
+  EXPECT_EQ(sto_Exception(sto_ErrorKind::Conflict, atr_String("other"_cow)).Conflicts(), sto_Conflicts());
+  EXPECT_EQ(RoundTrip(sto_Exception(sto_ErrorKind::Busy, atr_String("wait"_cow)))->Conflicts(),
+            sto_Conflicts());
+}
+
 TEST_F(StoreExceptions, RaisedExceptionNamesTheSourceFileWithoutFolderAndEnding) {
   try {
     sto_Raise(sto_ErrorKind::Misuse, "here");

@@ -144,9 +144,7 @@ void sto_StatMaker::NameArrays() {
     if (auto const found = byId.find(id); found != byId.end() && found->second->m_Name.empty())
       found->second->m_Name = text;
   };
-  sto_Driver& driver = m_Session.Driver();
-  for (std::string const& root : driver.Roots()) {
-    std::int64_t const id = driver.FindRoot(root).value_or(0);
+  for (auto const& [root, id] : m_Session.Driver().Roots()) {
     name(id, root);
     if (!Read(id)) continue;
     for (sto_Part const& part : m_Record.Parts())

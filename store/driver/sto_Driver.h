@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -79,8 +80,50 @@ struct sto_ShapeRow {
   sto_Bytes m_Data; ///< the encoded sto_Shape
 };
 
+/// One root.
+struct sto_RootRow {
+  std::string m_Name;
+  std::int64_t m_Id; ///< of its object
+};
+
+/// Keys from one to another, both included.
+struct sto_KeyRange {
+  std::int64_t m_First;
+  std::int64_t m_Last;
+};
+
+/// Ids from one to before another.
+struct sto_IdRange {
+  std::int64_t m_First;
+  std::int64_t m_End;
+};
+
+/// What a session asks for when it begins a transaction: all of it is one request to the storage.
+struct sto_BeginRequest {
+  bool m_ForWriting = false;
+  std::optional<std::string_view> m_Root = {}; ///< a root to search
+};
+
+/// What the storage answers.
+struct sto_Begun {
+  /// Changes whenever another session commits.
+  std::int64_t m_ChangeCounter = 0;
+  /// Every id that a committed object has, or had, is smaller.
+  std::int64_t m_EndOfIds = 1;
+  /// The object under the requested root name; empty if none was requested or there is no such root.
+  std::optional<std::int64_t> m_Root = {};
+};
+
 class sto_StorageVisitor;
 class sto_StorageWalk;
+
+/// Receives the records of objects while a driver reads them.
+class sto_ObjectSink {
+ public:
+  virtual ~sto_ObjectSink() = default;
+  /// `record` is the sink's to change, and valid during the call.
+  virtual void Take(std::int64_t id, sto_StoredRecord& record) = 0;
+};
 
 /// Receives blocks while a driver reads them.
 class sto_BlockSink {
@@ -92,6 +135,11 @@ class sto_BlockSink {
 
 /// What a kind of storage implements: tables of opaque values under integer keys, and transactions. What the
 /// values mean is decided above this interface, once for all kinds of storage.
+///
+/// Requests: a storage may be a file, or a server behind a network. There each operation that returns something
+/// is a round trip, so a session asks for many things in one call where it can: Begin, ReadObjects, ReadBlocks.
+/// Operations that only write need no answer; a driver may send them together with the commit, or before the next
+/// operation that reads what they change.
 ///
 /// REQUIRES, unless an operation says otherwise: an open transaction; for operations that write, an open
 /// write transaction. Errors: a sto_Exception of the kind that fits. After one, the transaction can only be
@@ -105,13 +153,27 @@ class sto_Driver {
 
   [[nodiscard]] virtual bool IsReadOnly() const noexcept = 0;
 
+  /// How many records ReadObjects should get at once when a session knows which objects it will read: the
+  /// window of a load that reads ahead. 0 if a single ReadObject costs no more than one record of many, as in a
+  /// local file; then nothing is read ahead. Constant.
+  [[nodiscard]] virtual std::size_t RecordsAhead() const noexcept { return 0; }
+  /// The window for a storage behind a network. Records have about a hundred bytes, so this many take about as
+  /// long to send as a round trip within one building takes at 1 Gbit/s: a larger window would hardly save time,
+  /// and the first object would come later.
+  static constexpr std::size_t NetworkRecords = 1024;
+
   /// Opens a transaction that sees a fixed state of the store. One that may also write waits for other
   /// writers; Busy when that takes too long. REQUIRES: no open transaction.
-  virtual void Begin(bool forWriting) = 0;
+  virtual sto_Begun Begin(sto_BeginRequest const& request) = 0;
   /// Makes the transaction's writes durable. After Busy the transaction is still open, and Commit can be
   /// tried again. After another failure (Full, Unavailable, no memory) it is open, or the storage has undone
   /// it (see IsInTransaction); then a second Commit raises Unavailable. If the system fails in the very last
   /// step, the writes may be durable nevertheless; the next transaction shows whether they are.
+  ///
+  /// A driver whose sessions write beside each other raises Conflict if another session has committed a change of
+  /// the same objects or roots since this transaction began, with their names (sto_Exception::Conflicts). Then the
+  /// transaction can only be rolled back: a second Commit raises the same. If the write transaction excludes all
+  /// others, as in SQLite, that does not happen: a session sees what it waited for when it begins.
   virtual void Commit() = 0;
   /// Undoes the transaction's writes; does nothing without a transaction. If memory is too short to undo them
   /// now, each later operation tries first, and raises Unavailable until that succeeds.
@@ -121,7 +183,9 @@ class sto_Driver {
   [[nodiscard]] virtual bool IsInTransaction() const noexcept = 0;
 
   /// Sets a mark in the write transaction. RollbackToMark undoes what was written since and takes the mark
-  /// away; ReleaseMark only takes it away. Marks do not nest.
+  /// away; ReleaseMark only takes it away. Marks do not nest. They are the client's affair: a driver for a server
+  /// keeps what is written after a mark in memory and drops it when it goes back. It needs no savepoint there, and
+  /// no answer.
   virtual void SetMark() = 0;
   virtual void ReleaseMark() = 0;
   virtual void RollbackToMark() = 0;
@@ -138,12 +202,20 @@ class sto_Driver {
   /// because the log does not have all these saves: then anything may have changed.
   virtual std::optional<sto_ChangeList> ChangedSince(std::int64_t save) = 0;
 
-  /// A number that changes whenever another session commits.
+  /// What Begin answers as sto_Begun::m_ChangeCounter. Needs no transaction.
   virtual std::int64_t ChangeCounter() = 0;
 
-  /// The next free object id.
-  virtual std::int64_t NextObjectId() = 0;
-  virtual void SetNextObjectId(std::int64_t id) = 0;
+  /// Hands out ids for new objects in the open write transaction: a range that no other session gets, of about
+  /// `count` ids; empty if there are none left. The ranges of one transaction ascend.
+  ///
+  /// If sessions write beside each other, the driver hands out whole packs (sto_Format::IdsInPack), so that no two
+  /// sessions share one, and ids of other sessions may lie between its ranges. If the write transaction excludes
+  /// all others, it hands out everything from the next free id on, and `count` does not matter.
+  virtual sto_IdRange TakeIds(std::int64_t count) = 0;
+  /// The transaction has given out the ids of its ranges before `end`. What it does not use, or a rollback undoes,
+  /// the driver may hand out again; after a commit whose outcome is not known, it may not. Call before Commit if
+  /// ids were used.
+  virtual void SetIdsUsed(std::int64_t end) = 0;
 
   virtual std::vector<sto_ClassRow> Classes() = 0;
   /// Writes the description of a class version, replacing an existing one.
@@ -163,6 +235,9 @@ class sto_Driver {
 
   /// Reads an object's record; false when there is none. `record` is replaced.
   virtual bool ReadObject(std::int64_t id, sto_StoredRecord& record) = 0;
+  /// Reads the records of many objects in one request and passes them to `sink`, in any order. Objects that do
+  /// not exist are not passed. `ids`: ascending, each once.
+  virtual void ReadObjects(std::span<std::int64_t const> ids, sto_ObjectSink& sink) = 0;
   virtual bool HasObject(std::int64_t id) = 0;
   /// Writes an object, replacing an existing one. `shape`: the number of its shape, sto_Format::OwnShape if
   /// the values begin with it. Returns false, and need not write anything, if the object was stored with the
@@ -179,10 +254,11 @@ class sto_Driver {
   /// Reads a block of a known size: its last bytes to `end`, those before to `data`. False when there is
   /// none, or it has another size.
   virtual bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) = 0;
-  /// Passes the blocks with keys from `first` to `last`, both included, to `sink`: in ascending order, in one
-  /// pass.
-  virtual void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) = 0;
-  virtual bool HasBlock(std::int64_t key) = 0;
+  /// Reads the blocks with keys in many ranges in one request and passes them to `sink`, in ascending order.
+  /// `ranges`: ascending, without common keys.
+  virtual void ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) = 0;
+  /// Whether all blocks with keys from `first` to `last`, both included, exist.
+  virtual bool HasBlocks(std::int64_t first, std::int64_t last) = 0;
   /// Writes a block, replacing an existing one.
   virtual void WriteBlock(std::int64_t key, sto_ByteView data) = 0;
   /// Writes blocks with the keys `first`, `first` + 1 and so on, in one pass.
@@ -201,8 +277,8 @@ class sto_Driver {
   virtual bool RemoveRoot(std::string_view name) = 0;
   /// Renames a root; false when there is no root `from`. REQUIRES: there is no root `to`.
   virtual bool RenameRoot(std::string_view from, std::string_view to) = 0;
-  /// All root names in ascending order of their bytes.
-  virtual std::vector<std::string> Roots() = 0;
+  /// All roots in ascending order of their names' bytes.
+  virtual std::vector<sto_RootRow> Roots() = 0;
 
   /// The store's size on its medium, in bytes.
   [[nodiscard]] virtual std::int64_t SizeBytes() = 0;

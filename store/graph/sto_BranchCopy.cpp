@@ -20,6 +20,7 @@ sto_BranchCopy::sto_BranchCopy(sto_Session& source, sto_Session& target)
 }
 
 std::int64_t sto_BranchCopy::Copy(std::int64_t id, unsigned int& classId) {
+  sto_ReadAhead::Walk const walk(m_Source.Records().Ahead(), sto_ReadAhead::Follow::References);
   std::int64_t const copy = MapId(id);
   bool isFirst = true;
   while (!m_ToCopy.empty()) {
@@ -77,7 +78,7 @@ void sto_BranchCopy::CopyObject(std::int64_t id, sto_Record const& record) {
   if (first.m_ClassId == cls_BlobTypeId) CopyBlob(id, first);
   std::int64_t const copy = MapId(id);
   auto const [shape, values] = m_Target.ToWrite(builder, nullptr);
-  m_Target.Driver().WriteObject(copy, shape, values);
+  m_Target.WriteObject(copy, {shape, values});
 }
 
 void sto_BranchCopy::CopyField(sto_Field const& field, sto_RecordBuilder& builder, std::size_t part) {
@@ -101,6 +102,7 @@ bool sto_BranchCopy::MapIds(std::int64_t list, sto_ListHeader const& header, sto
                             sto_Bytes& mapped) {
   std::vector<std::int64_t> ids;
   if (!sto_ReadIds(m_Source, list, header, content, count, ids)) return false;
+  m_Source.Records().Ahead().Want(ids);
   sto_IdEncoder encoder(MapId(list));
   sto_ByteWriter writer(mapped);
   for (std::int64_t const id : ids) encoder.Put(writer, id == 0 ? id : MapHeldId(id));
@@ -135,7 +137,7 @@ void sto_BranchCopy::CopyBlocks(std::int64_t id, int blockCount, sto_ListHeader 
   sto_StoredBlocks to(m_Target, MapId(id), list == nullptr ? 1 : sto_ElementBytes(list->m_ElementType));
   bool const holdsObjects = list != nullptr && list->m_ElementType == sto_Format::ElementObject;
   for (int block = 0; block < blockCount; ++block) {
-    sto_ByteView const stored = from.Read(block);
+    sto_ByteView const stored = from.ReadAhead(block, blockCount);
     sto_Bytes content;
     if (!holdsObjects)
       content.assign(stored.begin(), stored.end());

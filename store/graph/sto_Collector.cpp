@@ -40,9 +40,8 @@ class Run {
 } // namespace
 
 void sto_Collector::Mark() {
-  sto_Driver& driver = m_Session.Driver();
-  for (std::string const& root : driver.Roots()) {
-    std::int64_t const id = driver.FindRoot(root).value_or(0);
+  sto_ReadAhead::Walk const walk(m_Session.Records().Ahead(), sto_ReadAhead::Follow::References);
+  for (auto const& [root, id] : m_Session.Driver().Roots()) {
     if (!m_Session.IsGivenOut(id))
       m_Session.Raise(sto_ErrorKind::Damaged, "Root " + root + " names object " + std::to_string(id) +
                                                   ", which the store never had.");
@@ -60,7 +59,7 @@ void sto_Collector::Hold(std::int64_t id, std::int64_t holder) {
 
 void sto_Collector::Refer(std::int64_t id) {
   // Do not mark a missing object: if another object turns out to hold it, Hold must report it.
-  if (!m_Met.Has(id) && m_Session.Driver().HasObject(id)) Hold(id, 0);
+  if (!m_Met.Has(id) && m_Session.Records().Ahead().Has(id)) Hold(id, 0);
 }
 
 void sto_Collector::VisitAll() {
@@ -93,15 +92,18 @@ void sto_Collector::VisitList(std::int64_t id, sto_ListHeader const& list) {
   }
   sto_StoredBlocks blocks(m_Session, id);
   sto_ListLayout const layout(list.m_Count);
-  for (int block = 0; block < layout.BlockCount(); ++block)
-    if (!VisitIds(id, list, blocks.Read(block), layout.CountIn(block)))
-      m_Session.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(id) +
-                                                  " is damaged in block " + std::to_string(block) + ".");
+  if (layout.BlockCount() == 0) return;
+  blocks.ReadRun(0, layout.BlockCount() - 1, [&](int block, sto_ByteView content) {
+    if (VisitIds(id, list, content, layout.CountIn(block))) return;
+    m_Session.Raise(sto_ErrorKind::Damaged, "The list of object " + std::to_string(id) +
+                                                " is damaged in block " + std::to_string(block) + ".");
+  });
 }
 
 bool sto_Collector::VisitIds(std::int64_t holder, sto_ListHeader const& list, sto_ByteView content,
                              int count) {
   if (!sto_ReadIds(m_Session, holder, list, content, count, m_Ids)) return false;
+  m_Session.Records().Ahead().Want(m_Ids);
   for (std::int64_t const id : m_Ids)
     if (id != 0) Hold(id, holder);
   return true;

@@ -16,7 +16,8 @@
 ///
 /// REQUIRES: both calls are in one write transaction, with nothing written between them (Mark and Count need
 /// only a read transaction), and no object is being saved or loaded. Memory: one bit for each object that is
-/// kept, two ids for each that is found and not yet read, one record, one block. Thread rule: the thread of
+/// kept, two ids for each that is found and not yet read, one record, one block, and what is read ahead
+/// (sto_ReadAhead), if anything is. Thread rule: the thread of
 /// the session.
 class sto_Collector {
  public:

@@ -70,6 +70,19 @@ int sto_IntTableReader::Next() {
 
 template <class K> void sto_ObjectMapCursor<K>::Next() {
   m_Id = static_cast<std::int64_t>(m_Cursor.Next().Varint());
+  if (m_Cursor.Session().Records().Ahead().IsOn()) WantChunk();
+}
+
+template <class K> void sto_ObjectMapCursor<K>::WantChunk() {
+  Position const& current = m_Cursor.Current();
+  if (std::exchange(m_WantedChunk, current.m_NextChunk) == current.m_NextChunk) return; // 0: no chunks
+  std::vector<std::int64_t> ids{m_Id};
+  sto_ByteReader reader = current.m_Reader;
+  for (int left = current.m_LeftInChunk; left > 0; --left) {
+    static_cast<void>(sto_KeyCodec<K>::Decode(reader));
+    ids.push_back(static_cast<std::int64_t>(reader.Varint()));
+  }
+  m_Cursor.Session().Records().Ahead().Want(ids);
 }
 
 template <class K> cls_MementoRead* sto_ObjectMapCursor<K>::Fetch(K& key) const {

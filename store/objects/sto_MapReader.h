@@ -114,11 +114,14 @@ template <class K> class sto_ObjectMapCursor {
   using Position = typename sto_MapCursor<K>::Position;
 
   [[nodiscard]] bool FindInChunk(K const& key);
+  /// Says which objects are next in the chunk, so that the session can read them ahead.
+  void WantChunk();
 
   sto_MapCursor<K> m_Cursor;
   Position m_Start = m_Cursor.Current();
   int m_Depth;
   std::int64_t m_Id = 0;
+  std::size_t m_WantedChunk = 0;                                    // the number after that of WantChunk
   std::size_t m_Searches = 0;                                       // in single chunks
   std::unordered_map<K, std::pair<Position, std::int64_t>> m_Found; // positions and ids; filled by Find
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "store/format/sto_BlockLayout.h"
 #include "store/format/sto_ElementCodec.h"
@@ -55,7 +56,17 @@ cls_MementoRead* sto_ObjectListReader::At(int index) {
   return sto_MementoRead::OfElement(m_Session, id, m_Depth + 1, {"list", m_Id});
 }
 
+void sto_ObjectListReader::WantNext() {
+  sto_ReadAhead& ahead = m_Session.Records().Ahead();
+  if (!ahead.IsOn() || !m_List.m_InBlocks || m_Next >= m_List.m_Count) return;
+  int const block = sto_ListLayout::BlockOf(m_Next);
+  if (std::exchange(m_WantedBlock, block) == block) return;
+  LoadBlock(block);
+  ahead.Want(std::span(m_Ids).subspan(static_cast<std::size_t>(sto_ListLayout::OffsetOf(m_Next))));
+}
+
 cls_MementoRead* sto_ObjectListReader::Next() {
+  WantNext();
   cls_MementoRead* const element = At(m_Next);
   ++m_Next;
   return element;

@@ -23,6 +23,8 @@ class sto_ObjectListReader final : public cls_ReadListObj {
 
  private:
   [[nodiscard]] std::int64_t IdAt(int index);
+  /// Says which objects are next, so that the session can read them ahead.
+  void WantNext();
   /// Loads the block of an element.
   void LoadBlock(int block);
   [[noreturn]] void RaiseDamaged(int index) const;
@@ -35,6 +37,7 @@ class sto_ObjectListReader final : public cls_ReadListObj {
   sto_StoredBlocks m_Blocks;
   int m_Next = 0;
   int m_Block = -1;                // the block whose ids are m_Ids
+  int m_WantedBlock = -1;          // the block whose objects WantNext has named
   std::vector<std::int64_t> m_Ids; // of the block, or of the whole list if it is in the record
 };
 

@@ -276,7 +276,7 @@ void sto_RecordInProgress::Finish() {
                                              std::to_string(record.m_Values.size()) + " bytes; at most " +
                                              std::to_string(sto_Format::MaxValueBytes) + " can be stored.");
   if (IsCompared() && !CompareRecord(record)) return;
-  bool const isChanged = m_Session.Driver().WriteObject(m_Id, record.m_Shape, record.m_Values);
+  bool const isChanged = m_Session.WriteObject(m_Id, record);
   if (m_Meeting.m_Visit != nullptr) m_Meeting.m_Visit->m_IsWritten = true;
   // The object's previous content may have had more blocks.
   if (m_WasRestarted || (isChanged && !m_Session.Save().IsNew(m_Id))) DeleteOtherBlocks();

@@ -32,9 +32,15 @@ void DeclareStrings(cls_ClassRegistrar& registrar) {
 }
 
 void DeclareOwnException(cls_ClassRegistrar& registrar) {
-  registrar.AddClassMD(new cls_TypeAdapter<sto_Exception>("sto_Exception"_cow, 1, nex_Exception::TypeId()))
-      .AddAttribute(cls_FieldHandle(0, "m_Kind"_cow), ATTR_INT, 1, COLLECTION_NONE)
-      .AddAttribute(cls_FieldHandle(1, "m_Value"_cow), ATTR_TRSTRING, 1, COLLECTION_NONE);
+  for (int const version : {1, 2}) {
+    cls_ClassMetadata& metadata = registrar.AddClassMD(
+        new cls_TypeAdapter<sto_Exception>("sto_Exception"_cow, version, nex_Exception::TypeId()));
+    metadata.AddAttribute(cls_FieldHandle(0, "m_Kind"_cow), ATTR_INT, 1, COLLECTION_NONE)
+        .AddAttribute(cls_FieldHandle(1, "m_Value"_cow), ATTR_TRSTRING, 1, COLLECTION_NONE);
+    if (version == 2)
+      metadata.AddAttribute(cls_FieldHandle(2, "m_Objects"_cow), ATTR_STRING, 1, COLLECTION_NONE)
+          .AddAttribute(cls_FieldHandle(3, "m_Roots"_cow), ATTR_STRING, 1, COLLECTION_NONE);
+  }
 }
 
 } // namespace

@@ -44,7 +44,8 @@ std::shared_ptr<sto_ElementRead> sto_ElementRead::Join(sto_Session& session) {
   return read;
 }
 
-sto_ElementRead::sto_ElementRead(sto_Session& session) : m_Session(session), m_Transaction(session, false) {
+sto_ElementRead::sto_ElementRead(sto_Session& session)
+    : m_Session(session), m_Transaction(session, false), m_Walk(session.Records().Ahead()) {
   m_Session.Loaded().Enter();
 }
 

@@ -44,4 +44,5 @@ class sto_ElementRead {
  private:
   sto_Session& m_Session;
   sto_OwnTransaction m_Transaction;
+  sto_ReadAhead::Walk m_Walk;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "store/format/sto_MapWalk.h"
 #include "store/session/sto_Session.h"
@@ -28,8 +29,12 @@ bool AreEntriesOf(sto_Session const& session, sto_MapHeader const& map, sto_Chun
 
 sto_ChunkDirectory sto_MapChunks::ReadDirectory(sto_MapHeader const& map, sto_ChunkNumbers& numbers) {
   sto_ChunkDirectory directory = sto_DecodeDirectory(map).value_or(sto_ChunkDirectory());
-  for (sto_Chunk const& page : directory.m_Pages) {
-    sto_ByteView const content = m_Blocks.Read(page.m_Number);
+  std::vector<int> numbersOfPages;
+  for (sto_Chunk const& page : directory.m_Pages) numbersOfPages.push_back(page.m_Number);
+  std::vector<sto_Bytes> const pages = m_Blocks.ReadMany(numbersOfPages);
+  for (std::size_t i = 0; i < pages.size(); ++i) {
+    sto_Chunk const& page = directory.m_Pages[i];
+    sto_ByteView const content = pages[i].empty() ? m_Blocks.Read(page.m_Number) : sto_ByteView(pages[i]);
     if (sto_ChunkChecksum(content) != page.m_Checksum || !directory.AddPage(page, content))
       RaiseDamaged(page.m_Number);
   }

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
 #include "store/session/sto_Session.h"
 
 /// A transaction for one operation; does nothing if one is already open. The destructor rolls back what was
@@ -14,6 +18,16 @@ class sto_OwnTransaction {
     else
       m_Session.CheckTransaction();
   }
+  /// One that only reads, which also searches a root; see Root.
+  sto_OwnTransaction(sto_Session& session, std::string_view root)
+      : m_Session(session), m_IsOwn(!session.InTransaction()) {
+    if (m_IsOwn) {
+      m_Root = m_Session.Begin(false, sto_Keeping::Nothing, root);
+    } else {
+      m_Session.CheckTransaction();
+      m_Root = m_Session.Driver().FindRoot(root);
+    }
+  }
   sto_OwnTransaction(sto_OwnTransaction const&) = delete;
   sto_OwnTransaction& operator=(sto_OwnTransaction const&) = delete;
   ~sto_OwnTransaction() {
@@ -22,6 +36,9 @@ class sto_OwnTransaction {
 
   /// Whether the transaction began here and is not committed yet.
   [[nodiscard]] bool IsOwn() const noexcept { return m_IsOwn; }
+
+  /// The object under the root name; empty if there is no such root.
+  [[nodiscard]] std::optional<std::int64_t> Root() const noexcept { return m_Root; }
 
   /// Commits a transaction that began here; does nothing inside another one.
   void Commit() {
@@ -32,4 +49,5 @@ class sto_OwnTransaction {
  private:
   sto_Session& m_Session;
   bool m_IsOwn;
+  std::optional<std::int64_t> m_Root;
 };

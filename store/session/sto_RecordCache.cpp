@@ -37,8 +37,13 @@ sto_RecordRef& sto_RecordCache::SpareRecord() {
 }
 
 bool sto_RecordCache::Fetch(std::int64_t id, sto_Record& record, std::string& problem) {
-  sto_StoredRecord& stored = record.Stored();
-  if (!m_Session.Driver().ReadObject(id, stored)) return false;
+  if (!m_Ahead.Read(id, record.Stored())) return false;
+  Decode(id, record, problem);
+  return true;
+}
+
+void sto_RecordCache::Decode(std::int64_t id, sto_Record& record, std::string& problem) const {
+  sto_StoredRecord const& stored = record.Stored();
   sto_Catalogue const& catalogue = m_Session.Catalogue();
   bool const isNumbered = stored.m_Shape > sto_Format::OwnShape;
   if (isNumbered && m_Session.Catalogue().FindShape(stored.m_Shape) != nullptr)
@@ -47,7 +52,6 @@ bool sto_RecordCache::Fetch(std::int64_t id, sto_Record& record, std::string& pr
     problem = "table shape does not have shape " + std::to_string(stored.m_Shape) + ", which it uses";
   else
     static_cast<void>(record.Decode(id, nullptr, problem));
-  return true;
 }
 
 sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
@@ -61,7 +65,7 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   if (!Fetch(id, record.Fill(), problem)) return nullptr;
   if (record->Stored().m_Bytes.capacity() > MaxSpareRecordBytes) kept = nullptr; // freed with its last user
   if (!problem.empty()) RaiseDamaged(id, *record, "is damaged: " + problem);
-  if (record->GreatestId() >= m_Session.NextId())
+  if (record->GreatestId() >= m_Session.EndOfIds())
     RaiseDamaged(id, *record,
                  "names object " + std::to_string(record->GreatestId()) + ", which the store never had");
   if (record->List() && record->List()->m_Extra.UnitId() != 0 &&

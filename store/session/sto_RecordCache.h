@@ -6,6 +6,7 @@
 #include <string>
 
 #include "store/format/sto_RecordRef.h"
+#include "store/session/sto_ReadAhead.h"
 
 class sto_Session;
 
@@ -13,7 +14,7 @@ class sto_Session;
 /// module. Thread rule: the thread of the session.
 class sto_RecordCache {
  public:
-  explicit sto_RecordCache(sto_Session& session) noexcept : m_Session(session) {}
+  sto_RecordCache(sto_Session& session, sto_Driver& driver) : m_Session(session), m_Ahead(session, driver) {}
   sto_RecordCache(sto_RecordCache const&) = delete;
   sto_RecordCache& operator=(sto_RecordCache const&) = delete;
 
@@ -27,6 +28,12 @@ class sto_RecordCache {
   /// there is none; otherwise says in `problem` what is wrong with it, empty if it is sound. REQUIRES: an open
   /// transaction; a loaded catalogue.
   [[nodiscard]] bool Fetch(std::int64_t id, sto_Record& record, std::string& problem);
+
+  /// Decodes a record that the driver has filled in, as Fetch does. Calls no driver.
+  void Decode(std::int64_t id, sto_Record& record, std::string& problem) const;
+
+  /// The records that were read before they are asked for.
+  [[nodiscard]] sto_ReadAhead& Ahead() noexcept { return m_Ahead; }
 
   /// A record for short use; the next user overwrites it.
   [[nodiscard]] sto_Record& Scratch() noexcept { return m_Scratch; }
@@ -44,4 +51,5 @@ class sto_RecordCache {
   std::array<sto_RecordRef, 8> m_Records; // the ones used last
   std::size_t m_NextRecord = 0;
   sto_Record m_Scratch;
+  sto_ReadAhead m_Ahead;
 };

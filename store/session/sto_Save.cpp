@@ -13,7 +13,7 @@ void sto_Save::Begin(std::string_view const* root) {
   ++m_Number;
   m_Session.Driver().SetMark();
   m_Session.Changes().SetMark();
-  m_FirstId = m_Session.NextId();
+  m_FirstId = m_NewIds.Next();
   m_Collections.clear();
   m_IsIncomplete = m_CannotBeUndone = false;
   m_IsGoingOn = true;
@@ -42,6 +42,7 @@ void sto_Save::Undo() noexcept {
   m_IsGoingOn = false;
   m_Session.ForgetKept();
   m_Session.VerifiedBlocks().Clear();
+  m_Session.Records().Ahead().Clear();
   try {
     if (m_CannotBeUndone)
       m_Session.Driver().Rollback();

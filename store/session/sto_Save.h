@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "persist/identity/cls_Reach.h"
+#include "store/session/sto_NewIds.h"
 #include "store/session/sto_SpareBuilders.h"
 
 class sto_ElementSave;
@@ -16,7 +17,7 @@ class sto_Session;
 /// session.
 class sto_Save {
  public:
-  explicit sto_Save(sto_Session& session) noexcept : m_Session(session) {}
+  sto_Save(sto_Session& session, sto_NewIds const& ids) noexcept : m_Session(session), m_NewIds(ids) {}
   sto_Save(sto_Save const&) = delete;
   sto_Save& operator=(sto_Save const&) = delete;
 
@@ -39,7 +40,7 @@ class sto_Save {
   /// The number of the latest save.
   [[nodiscard]] std::int64_t Number() const noexcept { return m_Number; }
   /// Whether an object's id was given out in this save, so that the store cannot have anything of it yet.
-  [[nodiscard]] bool IsNew(std::int64_t id) const noexcept { return id >= m_FirstId; }
+  [[nodiscard]] bool IsNew(std::int64_t id) const noexcept { return m_NewIds.HasSince(m_FirstId, id); }
 
   /// Notes that an object of the save failed: the save can only be undone, even if the failure is swallowed.
   void MarkIncomplete() noexcept { m_IsIncomplete = true; }
@@ -61,6 +62,7 @@ class sto_Save {
 
  private:
   sto_Session& m_Session;
+  sto_NewIds const& m_NewIds;
   cls_Reach m_Reach;
   sto_SpareBuilders m_Builders;
   std::weak_ptr<sto_ElementSave> m_ElementSave;
@@ -68,6 +70,6 @@ class sto_Save {
   bool m_IsIncomplete = false;   // set by MarkIncomplete, cleared by Begin
   bool m_CannotBeUndone = false; // set by MarkNotUndoable, cleared by Begin
   std::int64_t m_Number = 0;     // counted up by Begin
-  std::int64_t m_FirstId = 1;    // the first id that the latest save could give out
+  std::int64_t m_FirstId = 1;    // m_NewIds.Next() when the latest save began
   std::unordered_map<std::int64_t, std::uint64_t> m_Collections; // the hashes of those that were written
 };

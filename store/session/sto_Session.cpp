@@ -9,8 +9,8 @@
 sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> driver,
                          cls_ClassRegistrar const& registrar, sto_Options const& options)
     : m_RegistrarLives(registrar.Lifetime()), m_Location(std::move(location)), m_Driver(std::move(driver)),
-      m_Catalogue(registrar, m_Location), m_Identities(this), m_Save(*this), m_Records(*this),
-      m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict),
+      m_Catalogue(registrar, m_Location), m_Identities(this), m_Save(*this, m_NewIds),
+      m_Records(*this, *m_Driver), m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict),
       m_Compresses(options.m_Compress) {}
 
 sto_Session::~sto_Session() {
@@ -26,16 +26,17 @@ sto_Session::~sto_Session() {
   if (!m_Process.IsHere()) static_cast<void>(m_Driver.release());
 }
 
-void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
+std::optional<std::int64_t> sto_Session::Begin(bool forWriting, sto_Keeping keeping,
+                                               std::optional<std::string_view> root) {
   CheckUse();
   if (m_InTransaction) Raise(sto_ErrorKind::Misuse, "A transaction is open already.");
   if (forWriting && m_Driver->IsReadOnly())
     Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
-  m_Driver->Begin(forWriting);
+  sto_Begun const begun = m_Driver->Begin({forWriting, root});
   m_InTransaction = true;
   try {
-    NoteForeignChanges();
-    m_FirstIdOfTransaction = m_NextId = m_Driver->NextObjectId();
+    NoteForeignChanges(begun.m_ChangeCounter);
+    m_NewIds.Begin(begun.m_EndOfIds);
     // What a single operation or save may change is kept when it is touched first. What the program may
     // change in a longer transaction, in memory, is seen by nobody.
     if (forWriting && keeping == sto_Keeping::Copies)
@@ -49,10 +50,10 @@ void sto_Session::Begin(bool forWriting, sto_Keeping keeping) {
   m_Keeping = keeping;
   if (forWriting) ++m_TransactionNumber;
   m_IsWriting = forWriting; // from now on a rollback takes back ids and restores containers
+  return begun.m_Root;
 }
 
-void sto_Session::NoteForeignChanges() {
-  std::int64_t const counter = m_Driver->ChangeCounter();
+void sto_Session::NoteForeignChanges(std::int64_t counter) {
   std::int64_t const newest = m_Driver->NewestSave();
   // A commit that failed in its very last step may have made a save, which is no longer this session's work.
   if (counter == m_ChangeCounter && newest == m_SeenSave) return;
@@ -107,7 +108,7 @@ void sto_Session::Commit() {
   if (m_Save.IsGoingOn()) Raise(sto_ErrorKind::Misuse, "Committing in the middle of a save.");
   CheckTransaction();
   if (m_IsWriting) m_Collections.WriteRecords();
-  if (m_IsWriting && m_NextId != m_FirstIdOfTransaction) m_Driver->SetNextObjectId(m_NextId);
+  if (m_IsWriting && m_NewIds.HasAny()) m_Driver->SetIdsUsed(m_NewIds.Next());
   m_Driver->Commit();
   m_SeenSave = m_Driver->NewestSave();
   bool const wasWriting = std::exchange(m_IsWriting, false);
@@ -123,6 +124,7 @@ void sto_Session::EndTransaction() noexcept {
   m_Changes.EndTransaction();
   m_Save.EndTransaction();
   m_Identities.ForgetVisits();
+  m_Records.Ahead().Clear();
 }
 
 void sto_Session::Rollback() noexcept {
@@ -133,7 +135,7 @@ void sto_Session::Rollback() noexcept {
   bool const wasWriting = m_IsWriting;
   if (wasWriting) {
     m_Collections.ForEachTouched([](sto_OpenCollection& each) { each.NoteIdentity(true); });
-    TakeBackIds(m_FirstIdOfTransaction);
+    TakeBackIds(0);
   }
   if (wasWriting) m_Changes.UndoTransaction(m_TransactionNumber);
   EndTransaction();
@@ -164,17 +166,19 @@ void sto_Session::Close() {
 }
 
 void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
-  m_Identities.DropFrom(firstId);
+  m_NewIds.ForEachSince(firstId, [this](std::int64_t first, std::int64_t end) {
+    m_Identities.DropFrom(first, end);
+    Loaded().Undo(first, end);
+  });
   for (sto_OpenProxy* const proxy : m_OpenProxies)
-    if (proxy->Id() >= firstId) proxy->End();
-  Loaded().Undo(firstId);
-  m_NextId = firstId;
+    if (m_NewIds.HasSince(firstId, proxy->Id())) proxy->End();
+  m_NewIds.GoBackTo(firstId);
   m_Catalogue.ForgetWritten();
 }
 
 bool sto_Session::IsStored(std::int64_t id) {
   if (sto_OpenCollection* const open = m_Collections.Find(id)) open->WriteRecord();
-  return m_Driver->HasObject(id);
+  return m_Records.Ahead().Has(id);
 }
 
 cls_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {
@@ -184,8 +188,15 @@ cls_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {
 }
 
 std::int64_t sto_Session::TakeId() {
-  if (m_NextId > sto_Format::MaxObjectId) Raise(sto_ErrorKind::Full, "The store has no object ids left.");
-  return m_NextId++;
+  if (!m_NewIds.HasMore()) TakeRange();
+  return m_NewIds.Take();
+}
+
+void sto_Session::TakeRange() {
+  if (m_NewIds.GoOn()) return;
+  sto_IdRange const range = m_Driver->TakeIds(sto_NewIds::IdsAtOnce);
+  if (range.m_First >= range.m_End) Raise(sto_ErrorKind::Full, "The store has no object ids left.");
+  m_NewIds.Add(range);
 }
 
 sto_ClassInUse& sto_Session::SearchClassToWrite(unsigned int classId) {

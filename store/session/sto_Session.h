@@ -23,6 +23,7 @@
 #include "store/session/sto_Keeping.h"
 #include "store/session/sto_KeptBytes.h"
 #include "store/session/sto_MementoPool.h"
+#include "store/session/sto_NewIds.h"
 #include "store/session/sto_OpenBlob.h"
 #include "store/session/sto_OpenProxy.h"
 #include "store/session/sto_ProcessMark.h"
@@ -119,9 +120,11 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   /// has been destroyed.
   void CheckTransaction();
   [[nodiscard]] bool IsWriting() const noexcept { return m_IsWriting; }
-  /// Begins a transaction. ReadOnly if the store is; Misuse if a transaction is open; Busy. If it raises, no
+  /// Begins a transaction, and searches a root in the same request to the storage; returns its object, empty if
+  /// there is no such root. ReadOnly if the store is; Misuse if a transaction is open; Busy. If it raises, no
   /// transaction is open.
-  void Begin(bool forWriting, sto_Keeping keeping = sto_Keeping::Nothing);
+  std::optional<std::int64_t> Begin(bool forWriting, sto_Keeping keeping = sto_Keeping::Nothing,
+                                    std::optional<std::string_view> root = {});
   /// The number of the latest write transaction.
   [[nodiscard]] std::int64_t TransactionNumber() const noexcept { return m_TransactionNumber; }
   /// Commits the open transaction. Raises a kept failure first. Misuse without a transaction and during a
@@ -143,20 +146,22 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   [[nodiscard]] cls_IdentityMap::Tie& TieOf(cls_Uid const& uid);
   /// Gives out an id for an object without an identity in this program. Full if no ids are left.
   [[nodiscard]] std::int64_t TakeId();
-  /// The id that is given out next.
-  [[nodiscard]] std::int64_t NextId() const noexcept { return m_NextId; }
-  /// The ids from `firstId` on were given out in work that is now undone: unties them, ends proxies of their
-  /// objects, forgets the catalogue, and allows the ids to be given out again.
+  /// The ids that the open write transaction, or the latest one, has given out.
+  [[nodiscard]] sto_NewIds const& NewIds() const noexcept { return m_NewIds; }
+  /// The ids that were given out since NewIds().Next() was `firstId` belong to work that is now undone: unties
+  /// them, ends proxies of their objects, forgets the catalogue, and allows the ids to be given out again.
   void TakeBackIds(std::int64_t firstId) noexcept;
 
-  /// Whether an object id has been given out.
-  [[nodiscard]] bool IsGivenOut(std::int64_t id) const noexcept { return id > 0 && id < m_NextId; }
+  /// Every id that an object of the store can have is smaller.
+  [[nodiscard]] std::int64_t EndOfIds() const noexcept { return m_NewIds.End(); }
+  /// Whether an object of the store can have an id.
+  [[nodiscard]] bool IsGivenOut(std::int64_t id) const noexcept { return id > 0 && id < EndOfIds(); }
   /// Whether an object is stored, as the open transaction shows it. Writes the pending record of an open
   /// collection first. REQUIRES: an open transaction.
   [[nodiscard]] bool IsStored(std::int64_t id);
   /// Whether an object's id was given out in the open transaction, so that a rollback removes the object.
   [[nodiscard]] bool IsNewInTransaction(std::int64_t id) const noexcept {
-    return m_IsWriting && id >= m_FirstIdOfTransaction;
+    return m_IsWriting && m_NewIds.Has(id);
   }
 
   // --- the catalogue. REQUIRES: an open transaction; for the first two, an open write transaction.
@@ -183,6 +188,11 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
     std::int64_t m_Shape;
     sto_ByteView m_Values;
   };
+  /// Writes a record; see sto_Driver::WriteObject.
+  bool WriteObject(std::int64_t id, RecordToWrite const& record) {
+    m_Records.Ahead().Forget(id);
+    return m_Driver->WriteObject(id, record.m_Shape, record.m_Values);
+  }
   /// The record of an object that has been built; describes its shape in the store if needed. `inUse`: the
   /// object's class, or null.
   [[nodiscard]] RecordToWrite ToWrite(sto_RecordBuilder& builder, sto_ClassInUse* inUse);
@@ -247,9 +257,12 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   void CheckUse() const;
   void EndTransaction() noexcept;
   [[noreturn]] void RethrowKept();
+  /// Makes the storage hand out more ids. Full if none are left.
+  void TakeRange();
   void NoteCompression(std::int64_t id, unsigned int classId, std::string_view attribute);
-  /// Takes notice of what other sessions have committed since the last transaction.
-  void NoteForeignChanges();
+  /// Takes notice of what other sessions have committed since the last transaction. `counter`: the store's change
+  /// counter now.
+  void NoteForeignChanges(std::int64_t counter);
   void ForgetUnusedCounts();
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
@@ -260,6 +273,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   std::unique_ptr<sto_Driver> m_Driver;
   sto_Catalogue m_Catalogue;
   cls_IdentityMap m_Identities;
+  sto_NewIds m_NewIds;
   std::weak_ptr<sto_ElementRead> m_ElementRead;
   sto_Save m_Save;
   sto_MementoPool::Owner m_Mementos;
@@ -283,8 +297,6 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   std::int64_t m_TransactionNumber = 0;
   std::int64_t m_ChangeCounter = -1;
   std::int64_t m_SeenSave = -1; // the newest save that this session knows; -1: none yet
-  std::int64_t m_NextId = 1;    // also counted up by TakeId and reset by TakeBackIds
-  std::int64_t m_FirstIdOfTransaction = 1;
 
   std::exception_ptr m_Kept; // set by Keep; cleared when it is raised or its work is undone
   std::int64_t m_KeptIn = 0; // the number of the write transaction that was open when it happened, or 0

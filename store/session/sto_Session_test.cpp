@@ -9,13 +9,17 @@
 #include "tests/support/AllocationProbe.h"
 #include "tests/support/store/StoreFaultDriver.h"
 #include "tests/support/store/StoreNewFault.h"
+#include "tests/support/store/StoreRangesDriver.h"
 #include "tests/support/store/StoreTest.h"
 #include "wrappers/cls_xp1DArrayList.h"
 
 namespace {
 
+/// How the driver under a session hands out ids.
+enum class HandedOut { FromTheNextOn, InSmallRanges };
+
 /// A session on a driver that fails on request, in a store with object `m_Old` and a long list.
-class StoreSession : public StoreFileTest {
+class StoreSession : public StoreFileTest, public testing::WithParamInterface<HandedOut> {
  protected:
   /// An object with a base part, fields, a list in a field, and a held object.
   struct Model : Bottom {
@@ -62,6 +66,8 @@ class StoreSession : public StoreFileTest {
   void TearDown() override { StoreNewFault::FailAt(0); }
 
   void Connect(std::unique_ptr<sto_Driver> driver) {
+    if (GetParam() == HandedOut::InSmallRanges)
+      driver = std::make_unique<StoreRangesDriver>(std::move(driver), m_Sequence);
     auto session = std::make_unique<sto_Session>(
         Path(), std::make_unique<StoreFaultDriver>(std::move(driver), m_Plan), TestClasses());
     m_Session = session.get();
@@ -81,12 +87,13 @@ class StoreSession : public StoreFileTest {
   }
 
   StoreFaultDriver::Plan m_Plan;
+  StoreRangesDriver::Sequence m_Sequence;
   sto_Session* m_Session = nullptr;
   std::unique_ptr<sto_Store> m_Store;
   Model m_Old;
 };
 
-TEST_F(StoreSession, FailureOfEachCallWithinASaveLeavesTheStoreAndTheTiesAsTheyWere) {
+TEST_P(StoreSession, FailureOfEachCallWithinASaveLeavesTheStoreAndTheTiesAsTheyWere) {
   for (bool const undoes : {false, true}) {
     std::vector<std::string> failed;
     for (int call = 1;; ++call) {
@@ -118,13 +125,13 @@ TEST_F(StoreSession, FailureOfEachCallWithinASaveLeavesTheStoreAndTheTiesAsTheyW
     }
     m_Store->Load<Model>("new " + std::to_string(undoes))->ExpectFilled(7, 2500);
     for (char const* const call : {"Begin", "SetMark", "WriteBlock", "WriteObject", "SetRoot", "ReleaseMark",
-                                   "SetNextObjectId", "Commit", "NextObjectId", "ChangeCounter"})
+                                   "TakeIds", "SetIdsUsed", "Commit"})
       EXPECT_NE(std::find(failed.begin(), failed.end(), call), failed.end()) << call << " was never reached";
   }
   EXPECT_EQ(IntegrityOf(Path()), "ok");
 }
 
-TEST_F(StoreSession, FailureOfEachCallWithinAReplacingSaveKeepsTheOldObject) {
+TEST_P(StoreSession, FailureOfEachCallWithinAReplacingSaveKeepsTheOldObject) {
   for (int call = 1;; ++call) {
     SCOPED_TRACE("call " + std::to_string(call));
     Model changed = m_Old;
@@ -145,7 +152,7 @@ TEST_F(StoreSession, FailureOfEachCallWithinAReplacingSaveKeepsTheOldObject) {
   EXPECT_EQ(SqlFile(Path()).Integer("SELECT count(*) FROM stored_block"), 0);
 }
 
-TEST_F(StoreSession, FailureOfEachCallWithinALoadLeavesTheStoreUsable) {
+TEST_P(StoreSession, FailureOfEachCallWithinALoadLeavesTheStoreUsable) {
   m_Store.reset();
   for (int call = 1;; ++call) {
     SCOPED_TRACE("call " + std::to_string(call));
@@ -168,7 +175,7 @@ TEST_F(StoreSession, FailureOfEachCallWithinALoadLeavesTheStoreUsable) {
   }
 }
 
-TEST_F(StoreSession, FailureOfEachCallWithinATransactionLeavesItsEarlierSavesOrNothing) {
+TEST_P(StoreSession, FailureOfEachCallWithinATransactionLeavesItsEarlierSavesOrNothing) {
   for (bool const undoes : {false, true})
     for (int call = 1;; ++call) {
       SCOPED_TRACE("call " + std::to_string(call) + (undoes ? ", undoing" : ""));
@@ -212,7 +219,7 @@ TEST_F(StoreSession, FailureOfEachCallWithinATransactionLeavesItsEarlierSavesOrN
     }
 }
 
-TEST_F(StoreSession, SaveThatCannotBeUndoneRollsBackItsTransaction) {
+TEST_P(StoreSession, SaveThatCannotBeUndoneRollsBackItsTransaction) {
   Node const first(1);
   sto_Transaction transaction(*m_Store);
   m_Store->Save("first", first);
@@ -236,7 +243,7 @@ TEST_F(StoreSession, SaveThatCannotBeUndoneRollsBackItsTransaction) {
   EXPECT_EQ(m_Store->Roots(), (std::vector<std::string>{"first", "old"}));
 }
 
-TEST_F(StoreSession, TransactionThatCannotBeginKeepsTheTiesOfThePreviousOne) {
+TEST_P(StoreSession, TransactionThatCannotBeginKeepsTheTiesOfThePreviousOne) {
   for (int call = 1;; ++call) {
     SCOPED_TRACE("call " + std::to_string(call));
     Node const fresh(call);
@@ -256,7 +263,7 @@ TEST_F(StoreSession, TransactionThatCannotBeginKeepsTheTiesOfThePreviousOne) {
   }
 }
 
-TEST_F(StoreSession, CommitThatFailsCanBeTriedAgain) {
+TEST_P(StoreSession, CommitThatFailsCanBeTriedAgain) {
   sto_Transaction transaction(*m_Store);
   m_Store->Save("node", Node(1));
   Arm(2); // call 1 sets the next object id, call 2 commits
@@ -267,7 +274,7 @@ TEST_F(StoreSession, CommitThatFailsCanBeTriedAgain) {
   EXPECT_EQ(m_Store->Roots(), (std::vector<std::string>{"more", "node", "old"}));
 }
 
-TEST_F(StoreSession, FailureInADestructorStopsTheSaveAtTheNextObject) {
+TEST_P(StoreSession, FailureInADestructorStopsTheSaveAtTheNextObject) {
   struct Chain {
     static constexpr unsigned int TypeId() noexcept { return Scripted::TypeId(); }
     void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -297,7 +304,7 @@ TEST_F(StoreSession, FailureInADestructorStopsTheSaveAtTheNextObject) {
   EXPECT_EQ(m_Store->Roots(), (std::vector<std::string>{"old", "warm"}));
 }
 
-TEST_F(StoreSession, EveryFailureToAllocateWithinASaveLeavesTheStoreAndTheTiesAsTheyWere) {
+TEST_P(StoreSession, EveryFailureToAllocateWithinASaveLeavesTheStoreAndTheTiesAsTheyWere) {
   int failures = 0;
   int unneeded = 0;
   for (long long step = 1;; ++step) {
@@ -340,7 +347,7 @@ TEST_F(StoreSession, EveryFailureToAllocateWithinASaveLeavesTheStoreAndTheTiesAs
   m_Store->Load<Model>("new")->ExpectFilled(7, 2500);
 }
 
-TEST_F(StoreSession, SwallowedAllocationFailureLeavesNothingHalfWritten) {
+TEST_P(StoreSession, SwallowedAllocationFailureLeavesNothingHalfWritten) {
   std::vector<char> const bytes(100'000, 'b');
   cow_String const text(std::string(5000, 't'));
   bool isHiding = false;
@@ -410,7 +417,7 @@ TEST_F(StoreSession, SwallowedAllocationFailureLeavesNothingHalfWritten) {
       "first"));
 }
 
-TEST_F(StoreSession, BlobIsWholeAfterEveryFailureToAllocateInATransactionThatGoesOn) {
+TEST_P(StoreSession, BlobIsWholeAfterEveryFailureToAllocateInATransactionThatGoesOn) {
   std::string const old = "old content";
   std::string const added(60'000, 'a');
   for (bool const truncates : {false, true}) {
@@ -451,7 +458,7 @@ TEST_F(StoreSession, BlobIsWholeAfterEveryFailureToAllocateInATransactionThatGoe
   }
 }
 
-TEST_F(StoreSession, EveryFailureToAllocateWithinALoadLeavesTheStoreUsable) {
+TEST_P(StoreSession, EveryFailureToAllocateWithinALoadLeavesTheStoreUsable) {
   m_Store.reset();
   int failures = 0;
   for (long long step = 1;; ++step) {
@@ -474,7 +481,7 @@ TEST_F(StoreSession, EveryFailureToAllocateWithinALoadLeavesTheStoreUsable) {
   EXPECT_GT(failures, 20);
 }
 
-TEST_F(StoreSession, EveryFailureOfTheLibrarysOwnBuffersIsSurvived) {
+TEST_P(StoreSession, EveryFailureOfTheLibrarysOwnBuffersIsSurvived) {
   m_Store.reset();
   Model model;
   model.Fill(7, 2500);
@@ -499,5 +506,63 @@ TEST_F(StoreSession, EveryFailureOfTheLibrarysOwnBuffersIsSurvived) {
   }
   EXPECT_GE(failures, 2);
 }
+
+TEST_P(StoreSession, ConflictAtTheCommitLeavesATransactionThatCanBeRolledBack) {
+  Node node(1);
+  m_Store->Save("node", node);
+  std::int64_t const id = TiedId(node.m_Uid);
+  Model added;
+  added.Fill(7, 2500);
+  m_Plan.m_Conflicts = {{id, id + 1}, {"node"}};
+  {
+    sto_Transaction transaction(*m_Store);
+    node.m_Value = 2;
+    m_Store->Save("node", node);
+    m_Store->Save("added", added);
+    for (int attempt = 0; attempt < 2; ++attempt) try {
+        transaction.Commit();
+        FAIL() << "no conflict";
+      } catch (sto_Exception const& conflict) {
+        EXPECT_EQ(conflict.Kind(), sto_ErrorKind::Conflict);
+        EXPECT_EQ(conflict.Conflicts(), m_Plan.m_Conflicts);
+        EXPECT_TRUE(m_Session->InTransaction());
+        EXPECT_EQ(m_Store->Load<Node>("node")->m_Value, 2);
+      }
+    transaction.Rollback();
+  }
+  EXPECT_EQ(m_Store->Load<Node>("node")->m_Value, 1);
+  EXPECT_EQ(TiedId(node.m_Uid), id);
+  EXPECT_EQ(TiedId(added.m_Uid), 0);
+  EXPECT_EQ(m_Store->Roots(), (std::vector<std::string>{"node", "old"}));
+  m_Plan.m_Conflicts = {};
+  m_Store->Save("node", node); // nothing is lost in memory
+  m_Store->Save("added", added);
+  EXPECT_EQ(m_Store->Load<Node>("node")->m_Value, 2);
+  m_Store->Load<Model>("added")->ExpectFilled(7, 2500);
+}
+
+TEST_P(StoreSession, ConflictOfASaveInItsOwnTransactionUndoesTheSave) {
+  Model added;
+  added.Fill(7, 2500);
+  m_Plan.m_Conflicts = {{}, {"added"}};
+  try {
+    m_Store->Save("added", added);
+    FAIL() << "no conflict";
+  } catch (sto_Exception const& conflict) {
+    EXPECT_EQ(conflict.Conflicts().m_Roots, std::vector<std::string>{"added"});
+  }
+  EXPECT_FALSE(m_Session->InTransaction());
+  EXPECT_EQ(TiedId(added.m_Uid), 0);
+  m_Plan.m_Conflicts = {};
+  m_Store->Save("added", added);
+  m_Store->Load<Model>("added")->ExpectFilled(7, 2500);
+}
+
+INSTANTIATE_TEST_SUITE_P(Drivers, StoreSession,
+                         testing::Values(HandedOut::FromTheNextOn, HandedOut::InSmallRanges),
+                         [](testing::TestParamInfo<HandedOut> const& each) {
+                           return each.param == HandedOut::FromTheNextOn ? "IdsFromTheNextOn"
+                                                                         : "IdsInSmallRanges";
+                         });
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <string>
 
 #include "store/format/sto_BlockKey.h"
@@ -32,8 +33,8 @@ template <class TakeStored> class RunSink final : public sto_BlockSink {
 
 sto_StoredBlocks::sto_StoredBlocks(sto_Session& session, std::int64_t listId,
                                    std::size_t elementBytes) noexcept
-    : m_Session(session), m_ListId(listId), m_ElementBytes(elementBytes), m_Compresses(session.Compresses(listId)) {
-}
+    : m_Session(session), m_ListId(listId), m_ElementBytes(elementBytes),
+      m_Compresses(session.Compresses(listId)) {}
 
 std::optional<sto_ByteView> sto_StoredBlocks::Open(std::int64_t key, sto_ByteView stored) {
   sto_VerifiedBlocks& verified = m_Session.VerifiedBlocks();
@@ -78,7 +79,7 @@ sto_ByteView sto_StoredBlocks::Read(int index) {
 }
 
 bool sto_StoredBlocks::Has(int index) {
-  return m_Session.Driver().HasBlock(sto_BlockKey(m_ListId, index));
+  return m_Session.Driver().HasBlocks(sto_BlockKey(m_ListId, index), sto_BlockKey(m_ListId, index));
 }
 
 bool sto_StoredBlocks::HasList(int count, std::size_t minBytes) {
@@ -90,10 +91,8 @@ bool sto_StoredBlocks::HasList(int count, std::size_t minBytes) {
   if (static_cast<std::size_t>(count) * minBytes > sto_BlockCodec::MaxContentBytes(storeBytes) ||
       !Has(blockCount - 1))
     return false;
-  if (blockCount <= UncheckedBlocks) return true;
-  for (int block = 0; block < blockCount - 1; ++block)
-    if (!Has(block)) return false;
-  return true;
+  return blockCount <= UncheckedBlocks ||
+         m_Session.Driver().HasBlocks(sto_BlockKey(m_ListId, 0), sto_BlockKey(m_ListId, blockCount - 2));
 }
 
 bool sto_StoredBlocks::Holds(int index, sto_ByteView content) {
@@ -144,8 +143,34 @@ int sto_StoredBlocks::Pass(int first, int last, void* context, TakeBlock take) {
     if (content) take(context, first + static_cast<int>(key - firstKey), *content);
     return content.has_value();
   });
-  m_Session.Driver().ReadBlocks(firstKey, sto_BlockKey(m_ListId, last), sink);
+  sto_KeyRange const range{firstKey, sto_BlockKey(m_ListId, last)};
+  m_Session.Driver().ReadBlocks({&range, 1}, sink);
   return first + static_cast<int>(sink.NextKey() - firstKey);
+}
+
+std::vector<sto_Bytes> sto_StoredBlocks::ReadMany(std::span<int const> indexes) {
+  if (indexes.empty()) return {};
+  std::vector<sto_KeyRange> ranges;
+  for (int const index : indexes)
+    ranges.push_back({sto_BlockKey(m_ListId, index), sto_BlockKey(m_ListId, index)});
+  std::ranges::sort(ranges, {}, &sto_KeyRange::m_First);
+  auto const repeated = std::unique(ranges.begin(), ranges.end(),
+                                    [](auto const& a, auto const& b) { return a.m_First == b.m_First; });
+  ranges.erase(repeated, ranges.end());
+  struct Sink final : sto_BlockSink {
+    bool Take(std::int64_t key, sto_ByteView data) override {
+      if (std::optional<sto_ByteView> const content = m_Blocks.Open(key, data))
+        m_Contents.emplace(key, sto_Bytes(content->begin(), content->end()));
+      return true;
+    }
+    explicit Sink(sto_StoredBlocks& blocks) noexcept : m_Blocks(blocks) {}
+    sto_StoredBlocks& m_Blocks;
+    std::map<std::int64_t, sto_Bytes> m_Contents;
+  } sink(*this);
+  m_Session.Driver().ReadBlocks(ranges, sink);
+  std::vector<sto_Bytes> contents;
+  for (int const index : indexes) contents.push_back(sink.m_Contents[sto_BlockKey(m_ListId, index)]);
+  return contents;
 }
 
 void sto_StoredBlocks::Write(int index, sto_Bytes& content, bool isThere) {

@@ -61,6 +61,9 @@ class sto_StoredBlocks {
     if (next <= last) RaiseDamaged(next);
   }
 
+  /// The contents of a few blocks, read in one request; empty for one that is missing or damaged.
+  [[nodiscard]] std::vector<sto_Bytes> ReadMany(std::span<int const> indexes);
+
   /// Whether a block is stored. Does not check its content.
   [[nodiscard]] bool Has(int index);
 

@@ -84,13 +84,14 @@ bool sto_SqliteBlocks::ReadInto(std::int64_t key, std::span<std::byte> data, std
   return true;
 }
 
-void sto_SqliteBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
+bool sto_SqliteBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
   sto_Bytes data;
   for (std::int64_t row = Row::RowOf(first); row <= last; row += Row::Blocks)
     for (int slot = 0; slot < Row::Blocks; ++slot) {
       std::int64_t const key = row + slot;
-      if (key >= first && key <= last && Read(key, data) && !sink.Take(key, data)) return;
+      if (key >= first && key <= last && Read(key, data) && !sink.Take(key, data)) return false;
     }
+  return true;
 }
 
 bool sto_SqliteBlocks::Has(std::int64_t key) {

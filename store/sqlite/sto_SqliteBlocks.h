@@ -51,7 +51,8 @@ class sto_SqliteBlocks {
 
   [[nodiscard]] bool Read(std::int64_t key, sto_Bytes& data);
   [[nodiscard]] bool ReadInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end);
-  void ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink);
+  /// Returns false if the sink has ended the reading.
+  bool ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink);
   [[nodiscard]] bool Has(std::int64_t key);
   /// Whether there may be blocks with keys from `first` to `last`: if not, deleting them would do nothing.
   [[nodiscard]] bool HasAny(std::int64_t first, std::int64_t last);

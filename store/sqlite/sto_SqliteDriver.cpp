@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "store/base/sto_Exception.h"
@@ -16,21 +17,22 @@ sto_SqliteDriver::LogFolder::~LogFolder() {
 
 std::unique_ptr<sto_Driver> sto_SqliteDriver::Create(std::string const& path, sto_Options const& options) {
   sto_SqliteOpening opening{sto_CreateSqlite(path, options), std::nullopt};
-  return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(opening), false, options.m_Program));
+  return std::unique_ptr<sto_Driver>(new sto_SqliteDriver(std::move(opening), false, options));
 }
 
 std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool readOnly,
                                                    sto_Options const& options) {
+  readOnly = readOnly || options.m_AtSave != 0;
   std::unique_ptr<sto_SqliteDriver> driver(
-      new sto_SqliteDriver(sto_OpenSqlite(path, readOnly, options), readOnly, options.m_Program));
+      new sto_SqliteDriver(sto_OpenSqlite(path, readOnly, options), readOnly, options));
   if (!readOnly) driver->BringUpToDate(options.m_Upgrade);
   return driver;
 }
 
-sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, std::string program)
+sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, sto_Options const& options)
     : m_Connection(std::move(opening.m_Connection)), m_FixedState(opening.m_FixedState),
-      m_IsReadOnly(readOnly), m_Program(std::move(program)), m_Transaction(*m_Connection),
-      m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
+      m_IsReadOnly(readOnly), m_AtSave(options.m_AtSave), m_Program(options.m_Program),
+      m_Transaction(*m_Connection), m_ChangeCounter(*m_Connection, "PRAGMA data_version"),
       m_GetMeta(*m_Connection, "SELECT value FROM meta WHERE key = ?"),
       m_HasLog(!m_FixedState && m_Connection->QueryText("PRAGMA journal_mode") == "wal"),
       m_Saves(*m_Connection), m_Catalogue(*m_Connection, m_Changes), m_Notes(*m_Connection, m_Changes),
@@ -58,13 +60,15 @@ void sto_SqliteDriver::CheckPlace() const {
   if (m_HasLog && m_Connection->HasMoved()) m_Connection->RaiseMoved();
 }
 
-void sto_SqliteDriver::Begin(bool forWriting) {
+sto_Begun sto_SqliteDriver::Begin(sto_BeginRequest const& request) {
+  bool const forWriting = request.m_ForWriting;
   CheckFixedState();
   if (forWriting) CheckPlace();
   m_Transaction.Begin(forWriting);
   m_GivesOutIds = forWriting;
   try {
     CheckHeader();
+    CheckSave();
     if (forWriting && !IsOld()) sto_CheckSqliteWriting(*m_Connection, m_Header);
     m_Mark.Forget();
     m_Save = {};
@@ -80,6 +84,7 @@ void sto_SqliteDriver::Begin(bool forWriting) {
     m_IsSaveWritten = false;
     m_NewestSave = IsOld() ? 0 : m_Save.m_Number - 1;
     m_CountedBefore = sqlite3_total_changes64(m_Connection->Handle());
+    return {m_CheckedAt, m_Save.m_NextObjectId, request.m_Root ? FindRoot(*request.m_Root) : std::nullopt};
   } catch (...) {
     Rollback();
     throw;
@@ -92,6 +97,17 @@ void sto_SqliteDriver::CheckHeader() {
   m_Saves.Forget();
   ReadHeader();
   m_CheckedAt = counter; // last: reading may fail
+}
+
+void sto_SqliteDriver::CheckSave() {
+  if (m_AtSave == 0) return;
+  std::int64_t const newest = IsOld() ? 0 : m_Saves.ReadNewest().m_Number;
+  if (newest == m_AtSave) return;
+  sto_Raise(sto_ErrorKind::NotFound,
+            m_Connection->Path() + ": The state of save " + std::to_string(m_AtSave) + " is not there: " +
+                (newest == 0 ? "a store of an older format has no saves."
+                             : "the store has that of save " + std::to_string(newest) +
+                                   ", and a file keeps the newest state only."));
 }
 
 void sto_SqliteDriver::ReadHeader() {
@@ -224,7 +240,6 @@ std::int64_t sto_SqliteDriver::OldNextObjectId() {
 }
 
 std::int64_t sto_SqliteDriver::NextObjectId() {
-  m_Transaction.CheckUndone();
   std::int64_t const next = IsOld() ? OldNextObjectId() : m_Saves.ReadNewest().m_NextObjectId;
   // Checked for writing only: a damaged pack may seem to have objects that never existed, and the others can
   // still be read.
@@ -235,9 +250,14 @@ std::int64_t sto_SqliteDriver::NextObjectId() {
   return next;
 }
 
-void sto_SqliteDriver::SetNextObjectId(std::int64_t id) {
+sto_IdRange sto_SqliteDriver::TakeIds(std::int64_t /*count*/) {
   m_Transaction.CheckOpen();
-  m_Save.m_NextObjectId = id;
+  return {m_Save.m_NextObjectId, std::max(m_Save.m_NextObjectId, sto_Format::MaxObjectId + 1)};
+}
+
+void sto_SqliteDriver::SetIdsUsed(std::int64_t end) {
+  m_Transaction.CheckOpen();
+  m_Save.m_NextObjectId = std::max(m_Save.m_NextObjectId, end);
   m_Changes.Other();
 }
 
@@ -286,6 +306,11 @@ bool sto_SqliteDriver::ReadObject(std::int64_t id, sto_StoredRecord& record) {
   m_Transaction.CheckUndone();
   return IsOld() ? m_OldObjects->Read(id, record) : m_Objects.Read(id, record);
 }
+void sto_SqliteDriver::ReadObjects(std::span<std::int64_t const> ids, sto_ObjectSink& sink) {
+  sto_StoredRecord record;
+  for (std::int64_t const id : ids)
+    if (ReadObject(id, record)) sink.Take(id, record);
+}
 bool sto_SqliteDriver::HasObject(std::int64_t id) {
   m_Transaction.CheckUndone();
   return IsOld() ? m_OldObjects->Has(id) : m_Objects.Has(id);
@@ -315,16 +340,17 @@ bool sto_SqliteDriver::ReadBlockInto(std::int64_t key, std::span<std::byte> data
   m_Transaction.CheckUndone();
   return m_OldBlocks ? m_OldBlocks->ReadInto(key, data, end) : m_Blocks.ReadInto(key, data, end);
 }
-void sto_SqliteDriver::ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
+void sto_SqliteDriver::ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) {
   m_Transaction.CheckUndone();
-  if (m_OldBlocks)
-    m_OldBlocks->ReadRange(first, last, sink);
-  else
-    m_Blocks.ReadRange(first, last, sink);
+  for (auto const& [first, last] : ranges)
+    if (!(m_OldBlocks ? m_OldBlocks->ReadRange(first, last, sink) : m_Blocks.ReadRange(first, last, sink)))
+      return;
 }
-bool sto_SqliteDriver::HasBlock(std::int64_t key) {
+bool sto_SqliteDriver::HasBlocks(std::int64_t first, std::int64_t last) {
   m_Transaction.CheckUndone();
-  return m_OldBlocks ? m_OldBlocks->Has(key) : m_Blocks.Has(key);
+  for (std::int64_t key = first; key <= last; ++key)
+    if (!(m_OldBlocks ? m_OldBlocks->Has(key) : m_Blocks.Has(key))) return false;
+  return true;
 }
 void sto_SqliteDriver::WriteBlock(std::int64_t key, sto_ByteView data) {
   BeforeWriting();
@@ -362,9 +388,9 @@ bool sto_SqliteDriver::RenameRoot(std::string_view from, std::string_view to) {
   m_Transaction.CheckOpen();
   return m_Roots.Rename(from, to);
 }
-std::vector<std::string> sto_SqliteDriver::Roots() {
+std::vector<sto_RootRow> sto_SqliteDriver::Roots() {
   m_Transaction.CheckUndone();
-  return m_Roots.Names();
+  return m_Roots.All();
 }
 
 std::int64_t sto_SqliteDriver::SizeBytes() {

@@ -39,15 +39,16 @@ class sto_SqliteDriver : public sto_Driver {
   /// Opens the store in an existing file. NotFound: no file, or no store in it. NewerFormat. Damaged:
   /// something in the file does not belong in a store. Misuse for a location with a NUL character and for
   /// invalid options. Unavailable, also for writing on a network file system. Options that are for Create
-  /// only are ignored. A store of an older format can only be read; opening it for writing raises ReadOnly,
-  /// unless the options say that it is to be upgraded.
+  /// only are ignored. At a save (sto_Options::m_AtSave) the driver only reads. A store of an older format
+  /// can only be read; opening it for writing raises ReadOnly, unless the options say that it is to be
+  /// upgraded.
   static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly,
                                           sto_Options const& options = {});
 
   ~sto_SqliteDriver() override;
 
   [[nodiscard]] bool IsReadOnly() const noexcept override { return m_IsReadOnly; }
-  void Begin(bool forWriting) override;
+  sto_Begun Begin(sto_BeginRequest const& request) override;
   void Commit() override;
   void Rollback() noexcept override;
   [[nodiscard]] bool IsInTransaction() const noexcept override;
@@ -59,8 +60,8 @@ class sto_SqliteDriver : public sto_Driver {
   std::int64_t NewestSave() const noexcept override { return m_NewestSave; }
   std::optional<sto_ChangeList> ChangedSince(std::int64_t save) override;
   std::int64_t ChangeCounter() override;
-  std::int64_t NextObjectId() override;
-  void SetNextObjectId(std::int64_t id) override;
+  sto_IdRange TakeIds(std::int64_t count) override;
+  void SetIdsUsed(std::int64_t end) override;
   std::vector<sto_ClassRow> Classes() override;
   void WriteClass(sto_ClassRow const& row) override;
   std::vector<sto_EnumeratorRow> Enumerators() override;
@@ -72,6 +73,7 @@ class sto_SqliteDriver : public sto_Driver {
   std::vector<sto_ShapeRow> Shapes() override;
   void AddShape(sto_ShapeRow const& row) override;
   bool ReadObject(std::int64_t id, sto_StoredRecord& record) override;
+  void ReadObjects(std::span<std::int64_t const> ids, sto_ObjectSink& sink) override;
   bool HasObject(std::int64_t id) override;
   bool WriteObject(std::int64_t id, std::int64_t shape, sto_ByteView values) override;
   void DeleteObject(std::int64_t id) override;
@@ -79,8 +81,8 @@ class sto_SqliteDriver : public sto_Driver {
   std::int64_t ObjectCount() override;
   bool ReadBlock(std::int64_t key, sto_Bytes& data) override;
   bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) override;
-  void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override;
-  bool HasBlock(std::int64_t key) override;
+  void ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) override;
+  bool HasBlocks(std::int64_t first, std::int64_t last) override;
   void WriteBlock(std::int64_t key, sto_ByteView data) override;
   void WriteBlocks(std::int64_t first, std::span<sto_Bytes const> blocks) override;
   void OverwriteBlock(std::int64_t key, sto_ByteView data) override;
@@ -89,7 +91,7 @@ class sto_SqliteDriver : public sto_Driver {
   void SetRoot(std::string_view name, std::int64_t id, unsigned int classId) override;
   bool RemoveRoot(std::string_view name) override;
   bool RenameRoot(std::string_view from, std::string_view to) override;
-  std::vector<std::string> Roots() override;
+  std::vector<sto_RootRow> Roots() override;
   std::int64_t SizeBytes() override;
   void CopyTo(std::string const& location) override;
   void BeginWalk() override;
@@ -103,12 +105,14 @@ class sto_SqliteDriver : public sto_Driver {
     ~LogFolder();
   };
 
-  sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, std::string program);
+  sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, sto_Options const& options);
 
   /// Call in each operation that writes to the file at once.
   void BeforeWriting();
   /// Raises Unavailable when a file that is read without locks has changed.
   void CheckFixedState() const;
+  /// NotFound if the driver was opened at a save that is not the newest. REQUIRES: CheckHeader.
+  void CheckSave();
   /// ReadOnly if the file is no longer the one under its name. SQLite looks at that itself when it makes a journal,
   /// but not when it writes to a log, and what it writes there would be lost.
   void CheckPlace() const;
@@ -122,6 +126,8 @@ class sto_SqliteDriver : public sto_Driver {
   void CheckHeader();
   void ReadHeader();
   [[nodiscard]] std::int64_t OldNextObjectId();
+  /// The next free object id. Damaged if it is in use; looked at for writing only.
+  [[nodiscard]] std::int64_t NextObjectId();
   /// Whether the open transaction has changed anything.
   [[nodiscard]] bool HasChanges() const noexcept;
   /// Writes the log's entry of the open transaction, if it has changed anything.
@@ -133,6 +139,7 @@ class sto_SqliteDriver : public sto_Driver {
   std::unique_ptr<sto_SqliteConnection> m_Connection;
   std::optional<sto_SqliteFile::State> m_FixedState; // when opened, if the file is read without locks
   bool m_IsReadOnly;
+  std::int64_t m_AtSave; // the save whose state is read; 0: the newest
   std::string m_Program; // in the log
   sto_SqliteTransaction m_Transaction;
   sto_SqliteStatement m_ChangeCounter, m_GetMeta;

@@ -40,6 +40,7 @@ void sto_SqliteDriver::BeginWalk() {
   try {
     try {
       CheckHeader();
+      CheckSave();
     } catch (sto_Exception const& failure) {
       if (failure.Kind() != sto_ErrorKind::Damaged) throw; // otherwise the walk finds it
     }
@@ -78,7 +79,7 @@ void sto_SqliteDriver::VerifyRows() {
 }
 
 void sto_SqliteDriver::Compact() {
-  Begin(true);
+  Begin({.m_ForWriting = true});
   try {
     sto_SqliteCompact::ReturnMovedBlocks(*m_Connection);
     m_Blocks.Begin(false); // what it knew of moved blocks is over
@@ -91,7 +92,7 @@ void sto_SqliteDriver::Compact() {
   m_Blocks.Close();
   m_Transaction.PrepareAgain(); // SQLite forgets statements when it writes the file anew
   sto_SqliteCompact::WriteAnew(*m_Connection);
-  Begin(false);
+  Begin({});
   try {
     VerifyRows();
   } catch (...) {

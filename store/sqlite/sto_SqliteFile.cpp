@@ -62,6 +62,9 @@ void CheckNewLocation(std::string const& path) {
 }
 
 void CheckOptions(std::string const& path, sto_Options const& options) {
+  if (options.m_AtSave < 0)
+    sto_Raise(sto_ErrorKind::Misuse,
+              path + ": There is no save of number " + std::to_string(options.m_AtSave) + ".");
   if (options.m_BusyMilliseconds < 0)
     sto_Raise(sto_ErrorKind::Misuse, path + ": Waiting for another session cannot take " +
                                          std::to_string(options.m_BusyMilliseconds) + " milliseconds.");

@@ -124,7 +124,10 @@ TEST_F(StoreMark, GoingBackInMemoryAllocatesNothing) {
   StoreNewFault::FailAt(0);
   EXPECT_EQ(ValueOf(1), 1);
   EXPECT_EQ(ValueOf(2), -1);
-  EXPECT_EQ(Roots().Names(), (std::vector<std::string>{"kept", "removed"}));
+  std::vector<sto_RootRow> const all = Roots().All();
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_EQ(all[0].m_Name, "kept");
+  EXPECT_EQ(all[1].m_Name, "removed");
   EXPECT_EQ(Roots().Find("kept"), (sto_RootTarget{1, 5}));
 }
 
@@ -183,7 +186,7 @@ TEST_F(StoreMark, ManyRootsOfOneSaveAndManySavesOfOneRootAreWritten) {
   Roots().Set("0", {2, 5});
   Mark().GoBack();
   EXPECT_EQ(Roots().Find("0"), (sto_RootTarget{1, 5}));
-  EXPECT_EQ(Roots().Names().size(), 5000U);
+  EXPECT_EQ(Roots().All().size(), 5000U);
 }
 
 TEST_F(StoreMark, ObjectThatIsWrittenUnchangedIsNotWritten) {
@@ -304,7 +307,12 @@ class StoreMarkModel : public StoreFileTest, public testing::WithParamInterface<
   void ExpectModel() {
     std::vector<std::string> names;
     for (auto const& [name, id] : m_Model.m_Roots) names.push_back(name);
-    ASSERT_EQ(m_Driver->Roots(), names);
+    std::vector<std::string> stored;
+    for (sto_RootRow& root : m_Driver->Roots()) {
+      ASSERT_EQ(root.m_Id, m_Model.m_Roots.at(root.m_Name)) << root.m_Name;
+      stored.push_back(std::move(root.m_Name));
+    }
+    ASSERT_EQ(stored, names);
     std::vector<std::int64_t> ids;
     for (auto const& [id, object] : m_Model.m_Objects) ids.push_back(id);
     for (auto const& [id, object] : m_Model.m_Objects) {
@@ -337,7 +345,7 @@ class StoreMarkModel : public StoreFileTest, public testing::WithParamInterface<
   }
   void Transaction() {
     Model const before = m_Model;
-    m_Driver->Begin(true);
+    m_Driver->Begin({.m_ForWriting = true});
     for (int i = Below(12); i >= 0 && !HasFatalFailure(); --i)
       if (Below(5) == 0)
         Change();
@@ -349,11 +357,11 @@ class StoreMarkModel : public StoreFileTest, public testing::WithParamInterface<
       m_Driver->Rollback();
       m_Model = before;
     } else {
-      m_Driver->SetNextObjectId(m_Model.m_NextId);
+      m_Driver->SetIdsUsed(m_Model.m_NextId);
       m_Driver->Commit();
     }
     if (Below(6) == 0) m_Driver = sto_SqliteDriver::Open(Path(), false);
-    m_Driver->Begin(false);
+    m_Driver->Begin({});
     ExpectModel();
     m_Driver->Rollback();
   }

@@ -23,13 +23,13 @@ class StoreNetwork : public StoreFileTest, public testing::WithParamInterface<bo
     sto_FileSystemQuery const query = sto_SetFileSystemQuery(nullptr);
     std::unique_ptr<sto_Driver> const driver =
         isNew ? sto_SqliteDriver::Create(Path(), Options()) : sto_SqliteDriver::Open(Path(), false);
-    driver->Begin(true);
+    driver->Begin({.m_ForWriting = true});
     driver->SetRoot(root, 1, 5);
     driver->Commit();
     sto_SetFileSystemQuery(query);
   }
   static std::size_t CountRoots(sto_Driver& driver) {
-    driver.Begin(false);
+    driver.Begin({});
     std::size_t const count = driver.Roots().size();
     driver.Commit();
     return count;
@@ -70,12 +70,12 @@ TEST_P(StoreNetwork, StoreWithALogOrAJournalBesideItIsRefused) {
 TEST_P(StoreNetwork, StoreThatIsWrittenMeanwhileIsNotReadOn) {
   std::unique_ptr<sto_Driver> const driver = sto_SqliteDriver::Open(Path(), true);
   EXPECT_EQ(CountRoots(*driver), 1U);
-  driver->Begin(false);
+  driver->Begin({});
   Write("second");
   MessageOf(sto_ErrorKind::Unavailable, [&] { driver->Commit(); }); // what was read may mix two states
   driver->Rollback();
   for (int i = 0; i < 2; ++i) {
-    std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { driver->Begin(false); });
+    std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { driver->Begin({}); });
     EXPECT_TRUE(Contains(message, "open it again")) << message;
   }
   EXPECT_EQ(CountRoots(*sto_SqliteDriver::Open(Path(), true)), 2U);
@@ -83,7 +83,7 @@ TEST_P(StoreNetwork, StoreThatIsWrittenMeanwhileIsNotReadOn) {
 
 TEST_P(StoreNetwork, StoreIsCopiedToALocalDiskAndNotBack) {
   std::unique_ptr<sto_Driver> const driver = sto_SqliteDriver::Open(Path(), true);
-  driver->Begin(false);
+  driver->Begin({});
   std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { driver->CopyTo(Path("copy")); });
   EXPECT_TRUE(Contains(message, "network file system (NFS)") && Contains(message, Path("copy"))) << message;
   sto_SetFileSystemQuery(nullptr);

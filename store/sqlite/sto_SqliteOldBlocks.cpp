@@ -50,8 +50,9 @@ bool sto_SqliteOldBlocks::ReadInto(std::int64_t key, std::span<std::byte> data, 
   return true;
 }
 
-void sto_SqliteOldBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
+bool sto_SqliteOldBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
   sto_Bytes data;
   for (std::int64_t key = first; key <= last; ++key)
-    if (Read(key, data) && !sink.Take(key, data)) return;
+    if (Read(key, data) && !sink.Take(key, data)) return false;
+  return true;
 }

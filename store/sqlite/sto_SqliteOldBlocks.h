@@ -20,7 +20,8 @@ class sto_SqliteOldBlocks {
   void Close() noexcept;
   [[nodiscard]] bool Read(std::int64_t key, sto_Bytes& data);
   [[nodiscard]] bool ReadInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end);
-  void ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink);
+  /// Returns false if the sink has ended the reading.
+  bool ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink);
   [[nodiscard]] bool Has(std::int64_t key) { return Seek(key) != nullptr; }
 
   /// A block as the present format has it.

@@ -1,6 +1,7 @@
 #include "store/sqlite/sto_SqliteRoots.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Format.h"
@@ -159,20 +160,20 @@ bool sto_SqliteRoots::Rename(std::string_view from, std::string_view to) {
   return true;
 }
 
-std::vector<std::string> sto_SqliteRoots::Names() {
-  std::vector<std::string> names;
+std::vector<sto_RootRow> sto_SqliteRoots::All() {
+  std::vector<sto_RootRow> roots;
   {
     sto_SqliteStatement statement(m_Connection, m_Checksum
                                                     ? "SELECT name, object_id, class_id, checksum FROM root"
-                                                    : "SELECT name FROM root");
+                                                    : "SELECT name, object_id FROM root");
     sto_SqliteStatement::Use use(statement);
     for (use.AllowAllRows(); use.Step();) {
-      names.push_back(m_Checksum ? RowOf(use).m_Name : use.Text(0));
-      if (m_Pending.contains(names.back())) names.pop_back();
+      Row row = m_Checksum ? RowOf(use) : Row{use.Text(0), {use.Integer(1), 0}};
+      if (!m_Pending.contains(row.m_Name)) roots.push_back({std::move(row.m_Name), row.m_Target.m_Id});
     }
   }
   for (auto const& [name, target] : m_Pending)
-    if (target) names.push_back(name);
-  std::ranges::sort(names);
-  return names;
+    if (target) roots.push_back({name, target->m_Id});
+  std::ranges::sort(roots, {}, &sto_RootRow::m_Name);
+  return roots;
 }

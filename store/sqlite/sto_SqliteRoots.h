@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "store/driver/sto_Driver.h"
 #include "store/format/sto_RowChecksum.h"
 #include "store/sqlite/sto_SqliteChanges.h"
 #include "store/sqlite/sto_SqliteConnection.h"
@@ -54,8 +55,8 @@ class sto_SqliteRoots {
   bool Remove(std::string_view name);
   /// False when there is no root `from`. REQUIRES: there is no root `to`.
   bool Rename(std::string_view from, std::string_view to);
-  /// All names in ascending order of their bytes.
-  [[nodiscard]] std::vector<std::string> Names();
+  /// All roots in ascending order of their names' bytes.
+  [[nodiscard]] std::vector<sto_RootRow> All();
 
  private:
   using Pending = std::map<std::string, std::optional<sto_RootTarget>, std::less<>>;

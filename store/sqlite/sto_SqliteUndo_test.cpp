@@ -24,7 +24,7 @@ class StoreUndo : public StoreFileTest {
 
   void Make(sto_Options const& options) {
     m_Driver = sto_SqliteDriver::Create(Path(), options);
-    m_Driver->Begin(true);
+    m_Driver->Begin({.m_ForWriting = true});
     for (int key = 1; key <= Blocks; ++key) m_Driver->WriteBlock(key, Content(key));
     m_Driver->SetRoot("root", 1, 5);
     m_Driver->Commit();
@@ -46,11 +46,11 @@ class StoreUndo : public StoreFileTest {
     }
   }
   void ExpectGoesOn() {
-    m_Driver->Begin(true);
+    m_Driver->Begin({.m_ForWriting = true});
     ExpectBlocks(1, 1, 1);
     m_Driver->SetRoot("more", 2, 5);
     m_Driver->Commit();
-    m_Driver->Begin(true);
+    m_Driver->Begin({.m_ForWriting = true});
     EXPECT_TRUE(m_Driver->RemoveRoot("more"));
     m_Driver->Commit();
   }
@@ -60,7 +60,7 @@ class StoreUndo : public StoreFileTest {
 
 TEST_F(StoreUndo, RollbackNeedsNoMemory) {
   for (bool const spills : {false, true}) {
-    m_Driver->Begin(true);
+    m_Driver->Begin({.m_ForWriting = true});
     Overwrite(1, Blocks, 7);
     if (spills)
       for (int key = 1000; key < 3000; ++key) m_Driver->WriteBlock(key, Content(8));
@@ -105,7 +105,7 @@ TEST_F(StoreUndo, RollbackThatFailsIsRepeatedAndKeepsEverythingElseBack) {
 }
 
 TEST_F(StoreUndo, ReturnToTheMarkAllocatesNothingAndBringsBackWhatWasMoved) {
-  m_Driver->Begin(true);
+  m_Driver->Begin({.m_ForWriting = true});
   Overwrite(1, 80, 7); // moves most of them
   m_Driver->SetMark();
   Overwrite(1, Blocks, 8);
@@ -118,7 +118,7 @@ TEST_F(StoreUndo, ReturnToTheMarkAllocatesNothingAndBringsBackWhatWasMoved) {
   ExpectBlocks(1, 80, 7);
   for (int key = 81; key <= Blocks; ++key) ExpectBlocks(key, key, key);
   m_Driver->Commit();
-  m_Driver->Begin(false);
+  m_Driver->Begin({});
   ExpectBlocks(1, 80, 7);
   m_Driver->Rollback();
   SqlFile file(Path());
@@ -131,7 +131,7 @@ TEST_F(StoreUndo, FailureOfEachAllocationOfSQLiteLeavesADriverThatGoesOn) {
     SCOPED_TRACE(step);
     StoreSqliteMemoryFault::FailAt(step);
     try {
-      m_Driver->Begin(true);
+      m_Driver->Begin({.m_ForWriting = true});
       m_Driver->WriteObject(5, 1, Content(3));
       m_Driver->SetMark();
       Overwrite(1, 50, 9);
@@ -157,7 +157,7 @@ TEST_F(StoreUndo, DriverThatHasUpgradedItsStoreCanUndo) {
   options.m_Upgrade = true;
   m_Driver = sto_SqliteDriver::Open(Path(), false, options);
   for (int i = 0; i < 3; ++i) {
-    m_Driver->Begin(true);
+    m_Driver->Begin({.m_ForWriting = true});
     m_Driver->SetRoot("other", 5, 5);
     StoreSqliteMemoryFault::FailFrom(1);
     m_Driver->Rollback();
@@ -173,8 +173,8 @@ TEST_F(StoreUndo, CommitThatIsBusyCanBeTriedAgain) {
   options.m_BusyMilliseconds = 10;
   m_Driver = sto_SqliteDriver::Open(Path(), false, options);
   std::unique_ptr<sto_Driver> const reader = sto_SqliteDriver::Open(Path(), true);
-  reader->Begin(false);
-  m_Driver->Begin(true);
+  reader->Begin({});
+  m_Driver->Begin({.m_ForWriting = true});
   Overwrite(1, 50, 9);
   for (int i = 0; i < 3; ++i) {
     MessageOf(sto_ErrorKind::Busy, [&] { m_Driver->Commit(); });
@@ -182,8 +182,8 @@ TEST_F(StoreUndo, CommitThatIsBusyCanBeTriedAgain) {
   }
   reader->Rollback();
   m_Driver->Commit();
-  reader->Begin(false);
-  m_Driver->Begin(false);
+  reader->Begin({});
+  m_Driver->Begin({});
   ExpectBlocks(1, 50, 9);
 }
 
@@ -202,7 +202,7 @@ TEST_F(StoreUndo, CommitThatFailsOtherwiseIsUndoneOrDoneAndASecondOneRaises) {
         sto_Options options;
         options.m_ReadersBesideWriter = hasLog;
         Make(options);
-        m_Driver->Begin(true);
+        m_Driver->Begin({.m_ForWriting = true});
         Overwrite(1, 50, 9);
         StoreFaultVfs::StrikeAt(step, fault);
         bool hasFailed = false;
@@ -220,7 +220,7 @@ TEST_F(StoreUndo, CommitThatFailsOtherwiseIsUndoneOrDoneAndASecondOneRaises) {
         StoreFaultVfs::Disarm();
         failures += hasFailed ? 1 : 0;
         // All or nothing: if the error came after the last write, the new state may be there.
-        m_Driver->Begin(false);
+        m_Driver->Begin({});
         sto_Bytes data;
         ASSERT_TRUE(m_Driver->ReadBlock(1, data));
         bool const isThere = data == Content(9);

@@ -410,7 +410,7 @@ TEST_F(StoreHostile, RowThatClaimsMoreBytesThanTheStoreHasIsRefusedBeforeMemoryI
   EXPECT_EQ(RunStoreChild([&] {
               if (!LimitMemory(500'000'000)) return 1; // less than the row claims
               std::unique_ptr<sto_Driver> const driver = sto_SqliteDriver::Open(Path(), true);
-              driver->Begin(false);
+              driver->Begin({});
               sto_Bytes data;
               std::string const message =
                   MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(driver->ReadBlock(Key, data)); });

@@ -61,7 +61,8 @@ class StoreChunkTest : public StoreObjectAgentsTest {
     std::vector<int> numbers;
     constexpr int MostBlocks = 2000; // of the maps here
     for (int number = 0; number < MostBlocks; ++number)
-      if (m_Session->Driver().HasBlock(sto_BlockKey(id, number))) numbers.push_back(number);
+      if (m_Session->Driver().HasBlocks(sto_BlockKey(id, number), sto_BlockKey(id, number)))
+        numbers.push_back(number);
     return numbers;
   }
   /// Expects that a map has the blocks that its directory lists, and no others; that no chunk is too long; and,

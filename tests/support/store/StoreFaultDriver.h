@@ -17,18 +17,22 @@ class StoreFaultDriver : public sto_Driver {
     bool m_UndoesTransaction = false;   // the failure also undoes the transaction
     bool m_RollbackToMarkFails = false; // in addition
     std::string m_FailedCall;           // the call that failed; empty if none has
+    sto_Conflicts m_Conflicts{}; // unless empty, each Commit of what may write raises Conflict with them
   };
   static constexpr char Message[] = "the driver fails";
 
   StoreFaultDriver(std::unique_ptr<sto_Driver> real, Plan& plan) : m_Real(std::move(real)), m_Plan(plan) {}
 
   [[nodiscard]] bool IsReadOnly() const noexcept override { return m_Real->IsReadOnly(); }
-  void Begin(bool forWriting) override {
+  [[nodiscard]] std::size_t RecordsAhead() const noexcept override { return m_Real->RecordsAhead(); }
+  sto_Begun Begin(sto_BeginRequest const& request) override {
     Step("Begin");
-    m_Real->Begin(forWriting);
+    m_IsWriting = request.m_ForWriting;
+    return m_Real->Begin(request);
   }
   void Commit() override {
     Step("Commit");
+    if (m_IsWriting && m_Plan.m_Conflicts != sto_Conflicts()) sto_RaiseConflict(Message, m_Plan.m_Conflicts);
     m_Real->Commit();
   }
   void Rollback() noexcept override { m_Real->Rollback(); }
@@ -62,13 +66,13 @@ class StoreFaultDriver : public sto_Driver {
     Step("ChangeCounter");
     return m_Real->ChangeCounter();
   }
-  std::int64_t NextObjectId() override {
-    Step("NextObjectId");
-    return m_Real->NextObjectId();
+  sto_IdRange TakeIds(std::int64_t count) override {
+    Step("TakeIds");
+    return m_Real->TakeIds(count);
   }
-  void SetNextObjectId(std::int64_t id) override {
-    Step("SetNextObjectId");
-    m_Real->SetNextObjectId(id);
+  void SetIdsUsed(std::int64_t end) override {
+    Step("SetIdsUsed");
+    m_Real->SetIdsUsed(end);
   }
   std::vector<sto_ClassRow> Classes() override {
     Step("Classes");
@@ -114,6 +118,10 @@ class StoreFaultDriver : public sto_Driver {
     Step("ReadObject");
     return m_Real->ReadObject(id, record);
   }
+  void ReadObjects(std::span<std::int64_t const> ids, sto_ObjectSink& sink) override {
+    Step("ReadObjects");
+    m_Real->ReadObjects(ids, sink);
+  }
   bool HasObject(std::int64_t id) override {
     Step("HasObject");
     return m_Real->HasObject(id);
@@ -142,13 +150,13 @@ class StoreFaultDriver : public sto_Driver {
     Step("ReadBlockInto");
     return m_Real->ReadBlockInto(key, data, end);
   }
-  void ReadBlocks(std::int64_t first, std::int64_t last, sto_BlockSink& sink) override {
+  void ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) override {
     Step("ReadBlocks");
-    m_Real->ReadBlocks(first, last, sink);
+    m_Real->ReadBlocks(ranges, sink);
   }
-  bool HasBlock(std::int64_t key) override {
-    Step("HasBlock");
-    return m_Real->HasBlock(key);
+  bool HasBlocks(std::int64_t first, std::int64_t last) override {
+    Step("HasBlocks");
+    return m_Real->HasBlocks(first, last);
   }
   void WriteBlock(std::int64_t key, sto_ByteView data) override {
     Step("WriteBlock");
@@ -182,7 +190,7 @@ class StoreFaultDriver : public sto_Driver {
     Step("RenameRoot");
     return m_Real->RenameRoot(from, to);
   }
-  std::vector<std::string> Roots() override {
+  std::vector<sto_RootRow> Roots() override {
     Step("Roots");
     return m_Real->Roots();
   }
@@ -207,15 +215,19 @@ class StoreFaultDriver : public sto_Driver {
     m_Real->Compact();
   }
 
- private:
-  void Step(char const* call) {
+ protected:
+  /// Each call that can fail begins with this.
+  virtual void Step(char const* call) {
     if (m_Plan.m_CallsLeft == 0 || --m_Plan.m_CallsLeft != 0) return;
     m_Plan.m_FailedCall = call;
     if (m_Plan.m_UndoesTransaction) m_Real->Rollback();
     Fail();
   }
+
+ private:
   [[noreturn]] static void Fail() { sto_Raise(sto_ErrorKind::Unavailable, Message); }
 
   std::unique_ptr<sto_Driver> m_Real;
   Plan& m_Plan;
+  bool m_IsWriting = false; // the open transaction may
 };

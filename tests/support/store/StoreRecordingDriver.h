@@ -39,6 +39,18 @@ class StoreRecordingDriver : public StoreFaultDriver {
     m_Notes.m_ReadBlocks.insert(key);
     return StoreFaultDriver::ReadBlock(key, data);
   }
+  void ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) override {
+    struct Noting final : sto_BlockSink {
+      Noting(Notes& notes, sto_BlockSink& sink) noexcept : m_Notes(notes), m_Sink(sink) {}
+      bool Take(std::int64_t key, sto_ByteView data) override {
+        m_Notes.m_ReadBlocks.insert(key);
+        return m_Sink.Take(key, data);
+      }
+      Notes& m_Notes;
+      sto_BlockSink& m_Sink;
+    } noting(m_Notes, sink);
+    StoreFaultDriver::ReadBlocks(ranges, noting);
+  }
   void WriteBlock(std::int64_t key, sto_ByteView data) override {
     m_Notes.m_WrittenBlocks[key] += data.size();
     StoreFaultDriver::WriteBlock(key, data);
