@@ -77,7 +77,7 @@ sto_BlobAgent::Header sto_BlobAgent::ReadHeader(bool checksBlocks) {
   }
   sto_Part const& part = record->Parts().front();
   Header const header{sto_CollectionFields::BlobBytes.Read(part).value_or(0),
-                      Session().Changes().Count(m_Id)};
+                      Session().Changes().Version(m_Id)};
   if (part.m_ClassId != cls_BlobTypeId || header.m_SizeBytes < 0 || header.m_SizeBytes > MaxBytes)
     Session().Raise(sto_ErrorKind::Damaged, Describe() + " is not a blob, or has an impossible size.");
   // The caller may allocate this many bytes, so at least the last block must exist.
@@ -111,11 +111,11 @@ void sto_BlobAgent::WriteHeader(Header header) {
   sto_RecordBuilder builder;
   builder.AddPart(metadata.ClassId(), metadata.Version(), m_Id);
   sto_CollectionFields::BlobBytes.Write(builder, header.m_SizeBytes);
-  std::int64_t const change = header.m_Change + 1;
+  std::int64_t const change = Session().Changes().NewVersion();
   Session().Changes().NoteBlobChange(m_Id, change, Session().TransactionNumber(), Session().Save().Number());
   auto const [shape, values] = Session().ToWrite(builder, &inUse);
   Session().WriteObject(m_Id, {shape, values});
-  Session().Changes().SetCount(m_Id, change);
+  Session().Changes().SetVersion(m_Id, change);
   if (m_SeenChange == header.m_Change) m_SeenChange = change; // an earlier unseen change stays unseen
   m_ShownChange = change;
 }

@@ -74,7 +74,7 @@ void sto_CollectionAgent::TakeStored(sto_RecordRef const& record) {
 void sto_CollectionAgent::TakeRecord(sto_RecordRef const& record, bool isFirst) {
   if (m_Session->IsWriting()) m_Session->Collections().NoteTouched(*this); // it may read what is undone later
   sto_Part const& part = record->Parts().front();
-  std::int64_t const change = m_Session->Changes().Count(Id());
+  std::int64_t const change = m_Session->Changes().Version(Id());
   m_IsTakingForeign = !isFirst && change != m_Change;
   int const count = TakeContent(record);
   m_SizeHint = sto_CollectionFields::SizeHint.Read(part).value_or(count);
@@ -125,7 +125,8 @@ bool sto_CollectionAgent::WasPendingAtMark() const noexcept {
 void sto_CollectionAgent::MarkChanged() noexcept {
   if (m_IsPending) return;
   m_IsPending = true;
-  if (m_SeenChange == m_Change++) m_SeenChange = m_Change; // an earlier unseen change stays unseen
+  std::int64_t const before = std::exchange(m_Change, m_Session->Changes().NewVersion());
+  if (m_SeenChange == before) m_SeenChange = m_Change; // an earlier unseen change stays unseen
 }
 
 void sto_CollectionAgent::CheckWriting() const {
@@ -149,7 +150,7 @@ void sto_CollectionAgent::WritePendingRecord() {
                                               " bytes; at most " + std::to_string(sto_Format::MaxValueBytes) +
                                               " can be stored.");
   m_Session->WriteObject(Id(), {shape, values});
-  m_Session->Changes().SetCount(Id(), m_Change);
+  m_Session->Changes().SetVersion(Id(), m_Change);
   m_IsPending = false;
 }
 

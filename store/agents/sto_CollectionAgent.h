@@ -180,7 +180,7 @@ class sto_CollectionAgent : public sto_OpenCollection {
   sto_Session* m_Session; // null once the session has closed
   std::string m_Location;
   bool m_IsRegistered = false;
-  std::int64_t m_Change = 0;        // how often the collection was changed; see sto_ChangeNotes
+  std::int64_t m_Change = 0; // the collection's version (sto_ChangeNotes); the next one while it is pending
   std::int64_t m_SeenChange = 0;    // the value of m_Change that AskChanged last reported
   std::int64_t m_Foreign = 0;       // changes by other sessions; counted up by TakeRecord
   std::int64_t m_ReadAtChange = -1; // the store's change counter when the record was read

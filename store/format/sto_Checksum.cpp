@@ -6,12 +6,12 @@
 
 namespace {
 
-constexpr std::size_t ShortBytes = 240; // XXH3 has a way of its own for them, without wide registers
+constexpr std::size_t MaxShortBytes = 240; // XXH3 has a way of its own for them, without wide registers
 
 } // namespace
 
 std::uint64_t sto_Checksum(std::uint64_t owner, sto_ByteView bytes) noexcept {
-  if (bytes.size() > ShortBytes) return sto_LongHash(owner, bytes);
+  if (bytes.size() > MaxShortBytes) return sto_LongHash(owner, bytes);
   return XXH3_64bits_withSeed(bytes.data(), bytes.size(), owner);
 }
 

@@ -246,16 +246,17 @@ void sto_RecordInProgress::CarryChanges() {
   sto_Part const& part = stored->Parts().front();
   if (!m_HasNewBlocks && m_Class.Metadata().ClassId() != cls_BlobTypeId && m_Record->HasContentOf(*stored))
     return KeepFields(part);
-  std::int64_t const change = m_Session.Changes().Count(m_Id);
-  m_Session.Changes().NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, change);
+  std::int64_t const before = m_Session.Changes().Version(m_Id);
+  std::int64_t const version = m_Session.Changes().NewVersion();
+  m_Session.Changes().NoteAtBegin(m_Id, stored->List() ? stored->List()->m_Count : 0, before);
   if (m_Class.Metadata().ClassId() == cls_BlobTypeId) {
     sto_CollectionFields::BlobBytes.Write(*m_Record, 0);
-    m_Session.Changes().NoteBlobChange(m_Id, change + 1, m_Session.TransactionNumber(),
+    m_Session.Changes().NoteBlobChange(m_Id, version, m_Session.TransactionNumber(),
                                        m_Session.Save().Number());
   } else {
     KeepFields(part);
   }
-  m_Session.Changes().SetCount(m_Id, change + 1);
+  m_Session.Changes().SetVersion(m_Id, version);
 }
 
 void sto_RecordInProgress::Finish() {

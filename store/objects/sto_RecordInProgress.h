@@ -118,7 +118,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// Unavailable if a lost collection had the object's identity.
   void CheckLost() const;
   [[noreturn]] void RaiseNothingWritten() const;
-  /// If the collection replaces a stored one that differs, counts that as a change of it.
+  /// If the collection replaces a stored one that differs, gives it a new version.
   void CarryChanges();
   /// Writes the field that the stored collection has.
   void KeepFields(sto_Part const& stored);

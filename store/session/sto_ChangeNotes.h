@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -9,32 +10,35 @@
 /// A session's notes about changes to lists, maps and blobs. With them its own changes can be undone, and those of
 /// other sessions are noticed. Internal to the module. Thread rule: the thread of the session.
 ///
-/// Each collection has a count of changes, which is in memory only. It goes up whenever the collection is written
-/// in the store, by this session or another one, and back when that is undone. So whoever remembers the count
-/// notices that the collection is no longer what it was.
+/// Each collection has a version, a number in memory only. It gets a new one whenever the collection is written in
+/// the store, by this session or another one, and the old one back when that is undone. No number is used twice in
+/// a session. So whoever remembers the version notices that the collection is no longer what it was.
 class sto_ChangeNotes {
  public:
-  /// A collection's count of changes.
-  [[nodiscard]] std::int64_t Count(std::int64_t id) const noexcept {
-    auto const found = m_Counts.find(id);
-    return m_Unknown + (found == m_Counts.end() ? 0 : found->second);
+  /// The version of a collection.
+  [[nodiscard]] std::int64_t Version(std::int64_t id) const noexcept {
+    auto const found = m_Versions.find(id);
+    return found == m_Versions.end() ? m_LeastVersion : std::max(m_LeastVersion, found->second);
   }
-  /// The session has written a collection. Throws std::bad_alloc; then nothing has changed.
-  void SetCount(std::int64_t id, std::int64_t count) {
-    std::int64_t& stored = m_Counts[id];
+  /// A number that is no version yet.
+  [[nodiscard]] std::int64_t NewVersion() noexcept { return ++m_LastVersion; }
+  /// The session has written a collection. `version`: from NewVersion. Throws std::bad_alloc; then nothing has
+  /// changed.
+  void SetVersion(std::int64_t id, std::int64_t version) {
+    std::int64_t& stored = m_Versions[id];
     m_Undo.push_back({id, stored});
-    stored = count - m_Unknown;
+    stored = version;
   }
   /// A save begins: UndoSave goes back to here.
   void SetMark() noexcept { m_UndoAtMark = m_Undo.size(); }
 
   /// Other sessions have written a collection. REQUIRES: the open transaction has written nothing yet.
-  void NoteForeign(std::int64_t id) { ++m_Counts[id]; }
+  void NoteForeign(std::int64_t id) { m_Versions[id] = NewVersion(); }
   /// Other sessions may have written any collection.
-  void NoteForeignUnknown() noexcept { ++m_Unknown; }
-  /// Forgets the counts of collections of which `isInUse` says that nobody remembers them.
-  template <class IsInUse> void ForgetCounts(IsInUse isInUse) {
-    std::erase_if(m_Counts, [&](auto const& each) { return !isInUse(each.first); });
+  void NoteForeignUnknown() noexcept { m_LeastVersion = NewVersion(); }
+  /// Forgets the versions of collections of which `isInUse` says that nobody remembers them.
+  template <class IsInUse> void ForgetVersions(IsInUse isInUse) {
+    std::erase_if(m_Versions, [&](auto const& each) { return !isInUse(each.first); });
   }
 
   /// The state of a list when the open transaction began.
@@ -83,13 +87,13 @@ class sto_ChangeNotes {
   /// The work of a transaction, or of the latest save, has been undone: the changes before it are the latest
   /// again. REQUIRES: EndTransaction was not called yet.
   void UndoTransaction(std::int64_t number) noexcept {
-    UndoCounts(0);
+    UndoVersions(0);
     UndoBlobs([number](BlobChange& blob) {
       if (blob.m_Transaction == number) blob = {blob.m_BeforeTransaction, 0, 0, 0, 0};
     });
   }
   void UndoSave(std::int64_t number) noexcept {
-    UndoCounts(m_UndoAtMark);
+    UndoVersions(m_UndoAtMark);
     std::erase_if(m_ListsAtBegin, [number](auto const& list) { return list.second.m_MadeInSave == number; });
     UndoBlobs([number](BlobChange& blob) {
       if (blob.m_Save != number) return;
@@ -107,13 +111,14 @@ class sto_ChangeNotes {
     std::int64_t m_BeforeSave = 0;        // and before the first one in m_Save
   };
 
-  struct OldCount {
+  struct OldVersion {
     std::int64_t m_Id;
-    std::int64_t m_Count; // without m_Unknown
+    std::int64_t m_Version;
   };
 
-  void UndoCounts(std::size_t first) noexcept {
-    for (; m_Undo.size() > first; m_Undo.pop_back()) m_Counts[m_Undo.back().m_Id] = m_Undo.back().m_Count;
+  void UndoVersions(std::size_t first) noexcept {
+    for (; m_Undo.size() > first; m_Undo.pop_back())
+      m_Versions[m_Undo.back().m_Id] = m_Undo.back().m_Version; // it is there: nothing is allocated
   }
 
   template <class Undo> void UndoBlobs(Undo undo) noexcept {
@@ -123,9 +128,10 @@ class sto_ChangeNotes {
     }
   }
 
-  std::unordered_map<std::int64_t, std::int64_t> m_Counts; // without m_Unknown; 0 for a missing one
-  std::int64_t m_Unknown = 0;                              // changes that may have been of any collection
-  std::vector<OldCount> m_Undo;                            // of the open transaction
+  std::unordered_map<std::int64_t, std::int64_t> m_Versions;
+  std::int64_t m_LeastVersion = 0; // that any collection has
+  std::int64_t m_LastVersion = 0;  // that was given out
+  std::vector<OldVersion> m_Undo;  // of the open transaction
   std::size_t m_UndoAtMark = 0;
   std::unordered_map<std::int64_t, ListAtBegin> m_ListsAtBegin;
   std::unordered_map<std::int64_t, BlobChange> m_BlobChanges; // of all transactions of the session

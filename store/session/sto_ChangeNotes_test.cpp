@@ -2,43 +2,54 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 namespace {
 
-TEST(ChangeNotes, CountsGoBackWithTheirWork) {
+TEST(ChangeNotes, VersionsGoBackWithTheirWork) {
   sto_ChangeNotes notes;
-  EXPECT_EQ(notes.Count(1), 0);
-  notes.SetCount(1, 3);
+  EXPECT_EQ(notes.Version(1), 0);
+  std::int64_t const first = notes.NewVersion();
+  notes.SetVersion(1, first);
   notes.EndTransaction();
-  notes.SetCount(1, 4);
+  std::int64_t const second = notes.NewVersion();
+  notes.SetVersion(1, second);
   notes.SetMark();
-  notes.SetCount(1, 5);
-  notes.SetCount(2, 9);
+  notes.SetVersion(1, notes.NewVersion());
+  notes.SetVersion(2, notes.NewVersion());
   notes.UndoSave(1);
-  EXPECT_EQ(notes.Count(1), 4);
-  EXPECT_EQ(notes.Count(2), 0);
-  notes.SetCount(2, 1);
+  EXPECT_EQ(notes.Version(1), second);
+  EXPECT_EQ(notes.Version(2), 0);
+  notes.SetVersion(2, notes.NewVersion());
   notes.UndoTransaction(1);
   notes.EndTransaction();
-  EXPECT_EQ(notes.Count(1), 3);
-  EXPECT_EQ(notes.Count(2), 0);
+  EXPECT_EQ(notes.Version(1), first);
+  EXPECT_EQ(notes.Version(2), 0);
 }
 
-TEST(ChangeNotes, ForeignChangesAreCounted) {
+TEST(ChangeNotes, ChangesOfOtherSessionsGiveVersionsThatNobodyHasSeen) {
   sto_ChangeNotes notes;
-  notes.SetCount(1, 3);
+  std::set<std::int64_t> seen{0};
+  auto const expectNew = [&](std::int64_t id) { EXPECT_TRUE(seen.insert(notes.Version(id)).second) << id; };
+  notes.SetVersion(1, notes.NewVersion());
+  expectNew(1);
+  notes.SetVersion(1, notes.NewVersion());
+  expectNew(1);
+  notes.UndoTransaction(1);
   notes.EndTransaction();
   notes.NoteForeign(1);
-  EXPECT_EQ(notes.Count(1), 4);
-  EXPECT_EQ(notes.Count(2), 0);
+  expectNew(1);
+  EXPECT_EQ(notes.Version(2), 0);
   notes.NoteForeignUnknown();
-  EXPECT_EQ(notes.Count(1), 5);
-  EXPECT_EQ(notes.Count(2), 1);
-  notes.SetCount(2, 7);
-  EXPECT_EQ(notes.Count(2), 7);
+  expectNew(1);
+  EXPECT_EQ(notes.Version(2), notes.Version(1));
+  notes.SetVersion(2, notes.NewVersion());
+  expectNew(2);
   notes.UndoTransaction(1);
-  EXPECT_EQ(notes.Count(2), 1);
-  notes.ForgetCounts([](std::int64_t id) { return id == 2; });
-  EXPECT_EQ(notes.Count(1), 1);
+  EXPECT_EQ(notes.Version(2), notes.Version(1));
+  notes.NoteForeign(2);
+  notes.ForgetVersions([](std::int64_t id) { return id == 2; });
+  expectNew(2);
 }
 
 TEST(ChangeNotes, FirstNoteOfATransactionStays) {

@@ -61,12 +61,12 @@ void sto_Session::NoteForeignChanges(std::int64_t counter) {
   m_VerifiedBlocks.Clear();
   bool const isFirst = m_ChangeCounter == -1;
   bool const isAnyOpen = !m_Collections.IsEmpty() || !m_OpenBlobs.empty();
-  if (!isAnyOpen) m_Changes.ForgetCounts([](std::int64_t) { return false; });
+  if (!isAnyOpen) m_Changes.ForgetVersions([](std::int64_t) { return false; });
   if (isAnyOpen && !isFirst) {
     if (std::optional<sto_ChangeList> const changes = m_Driver->ChangedSince(m_SeenSave)) {
       for (std::int64_t const id : changes->m_Objects) m_Changes.NoteForeign(id);
       for (std::int64_t const id : changes->m_Lists) m_Changes.NoteForeign(id);
-      ForgetUnusedCounts();
+      ForgetUnusedVersions();
     } else {
       m_Changes.NoteForeignUnknown();
     }
@@ -75,10 +75,10 @@ void sto_Session::NoteForeignChanges(std::int64_t counter) {
   m_ChangeCounter = counter; // last: reading may fail
 }
 
-void sto_Session::ForgetUnusedCounts() {
+void sto_Session::ForgetUnusedVersions() {
   std::unordered_set<std::int64_t> blobs;
   for (sto_OpenBlob const* const blob : m_OpenBlobs) blobs.insert(blob->Id());
-  m_Changes.ForgetCounts(
+  m_Changes.ForgetVersions(
       [&](std::int64_t id) { return m_Collections.Find(id) != nullptr || blobs.contains(id); });
 }
 

@@ -263,7 +263,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
   /// Takes notice of what other sessions have committed since the last transaction. `counter`: the store's change
   /// counter now.
   void NoteForeignChanges(std::int64_t counter);
-  void ForgetUnusedCounts();
+  void ForgetUnusedVersions();
 
   std::shared_ptr<sto_Session*> m_Self = std::make_shared<sto_Session*>(this);
   std::thread::id m_Thread = std::this_thread::get_id();

@@ -435,4 +435,27 @@ TEST_F(StorePictures, ChangeOfAnotherSessionIsReportedAfterARollback) {
   EXPECT_EQ(my->Text(), "two");
 }
 
+TEST_F(StorePictures, ChangeIsReportedWhateverUndoneWorkHasShown) {
+  sto_Store mine = Open(sto_Mode::Create);
+  Picture picture;
+  picture.m_Bytes = "one";
+  mine.Save("picture", picture);
+  sto_Store theirs = Open();
+  auto const my = mine.Load<Picture>("picture");
+  auto const their = theirs.Load<Picture>("picture");
+  auto const mySecond = mine.Load<Picture>("picture");
+  for (int undone = 1; undone < 5; ++undone)
+    for (int puts = 1; puts < 5; ++puts) {
+      {
+        sto_Transaction transaction(mine);
+        for (int i = 0; i < undone; ++i) Put(*mySecond, "gone");
+        EXPECT_TRUE(my->m_Reader->Agent().Changed());
+      }
+      for (int i = 0; i < puts; ++i) Put(*their, std::to_string(10 * undone + i));
+      EXPECT_TRUE(my->m_Reader->Agent().Changed()) << undone << ' ' << puts;
+      EXPECT_FALSE(my->m_Reader->Agent().Changed());
+      EXPECT_TRUE(mySecond->m_Reader->Agent().Changed());
+    }
+}
+
 } // namespace
