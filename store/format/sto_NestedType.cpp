@@ -158,7 +158,9 @@ bool sto_NestedType::Finish(std::size_t index) {
     break;
   case sto_Format::NestedArray:
     if (node.m_Count > MaxArrayCount) return false;
-    node.m_IsFixed = m_Nodes[index + 1].m_IsFixed;
+    // Without elements it takes no bytes, whatever they would be. So what can take none is always fixed, and is
+    // passed without looking at its items.
+    node.m_IsFixed = node.m_Count == 0 || m_Nodes[index + 1].m_IsFixed;
     node.m_MinBytes = node.m_Count * m_Nodes[index + 1].m_MinBytes; // at most 2^31 * MaxValueBytes
     break;
   default:

@@ -271,6 +271,16 @@ TEST(StoreNestedValue, HostileCountsAreRefusedAtOnce) {
   EXPECT_FALSE(IsValue(Type::Sequence(Type::Tuple({})), nothing));
 }
 
+TEST(StoreNestedValue, ValuesWithoutBytesArePassedAtOnce) {
+  for (Type type :
+       {Type::Tuple({}), Type::Array(0, Double()), Type::Array(0, Text()), Type::Array(0, Object())}) {
+    for (int level = 0; level < 7; ++level) type = Type::Array(1'000'000, Type::Tuple({type, type}));
+    EXPECT_TRUE(IsValue(type, {})); // 10^42 of them
+    EXPECT_FALSE(IsValue(type, sto_Bytes(1)));
+    EXPECT_EQ(OneField(type, {}).Value().Count(), 1'000'000U);
+  }
+}
+
 TEST(StoreNestedValue, ImpossibleIdsAndFlagsAreRefused) {
   Type const objects = Type::Sequence(Object());
   for (std::int64_t const id : {std::int64_t{0}, std::int64_t{-5}, sto_Format::MaxObjectId + 1})

@@ -94,15 +94,16 @@ void Build(sto_Record const& record, sto_RecordBuilder& builder) {
   if (record.Map()) builder.SetMap(*record.Map(), Copy(record.Map()->m_Entries));
 }
 
-/// Reads a nested value to its end.
-std::size_t CountLeaves(sto_NestedValue const& value) {
-  if (value.Kind() < sto_Format::NestedStruct) return 1;
-  constexpr std::size_t MaxItems = 100'000; // elements without bytes may be more
-  std::size_t leaves = 0, items = 0;
-  for (sto_NestedItems i = value.Items(); items < MaxItems && i.Next(); ++items)
-    leaves += CountLeaves(i.Value());
-  Expect(items == std::min(value.Count(), MaxItems), "a nested value has another number of items");
-  return leaves;
+/// Reads a nested value to its end, or as many items as there are left to read.
+void ReadNested(sto_NestedValue const& value, std::size_t& left) {
+  if (value.Kind() < sto_Format::NestedStruct) return;
+  std::size_t items = 0;
+  sto_NestedItems i = value.Items();
+  for (; left > 0 && i.Next(); ++items) {
+    --left;
+    ReadNested(i.Value(), left);
+  }
+  Expect(left == 0 || items == value.Count(), "a nested value has another number of items");
 }
 
 /// Nested values are read, their ids named, and replaced by themselves.
@@ -110,7 +111,8 @@ void TryNested(sto_Record const& record) {
   for (sto_Part const& part : record.Parts())
     for (sto_Field const& field : part.m_Fields) {
       if (field.m_Tag != sto_Format::Nested) continue;
-      static_cast<void>(CountLeaves({*field.m_Type, field.m_Payload, Id}));
+      std::size_t left = 100'000; // elements without bytes may be more
+      ReadNested({*field.m_Type, field.m_Payload, Id}, left);
       sto_ForEachId(field, Id, [&](std::uint8_t, std::int64_t id) {
         Expect(id > 0 && id <= record.GreatestId(), "a nested value has an impossible id");
       });
