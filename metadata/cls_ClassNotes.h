@@ -45,6 +45,7 @@ class KVL_EXPORT cls_ClassNotes {
 
   /// Whether the list, array or blob in the attribute is compressed when it is written, whatever the options of the
   /// store say. Counts for what this program writes from now on; what is stored keeps its form.
+  /// A store refuses it (Misuse) for an attribute that holds none of these.
   cls_ClassNotes& Compress(std::string_view attribute, bool compresses = true);
 
   [[nodiscard]] Texts const& Notes() const noexcept { return m_Notes; }

@@ -37,11 +37,30 @@ struct Sampled {
   cls_Uid m_Uid;
 };
 
+/// Has a list only.
+struct Listed {
+  static constexpr unsigned int TypeId() noexcept { return 0x740062; }
+
+  explicit Listed(int count) {
+    for (int i = 0; i < count; ++i) m_List.Append(1.5);
+  }
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    if (!visitor.StartWrite(TypeId(), m_Uid)) return;
+    m_List.DBWrite(cls_WriteVisitor(visitor, Sampled::ListField(), nullptr, &m_List));
+  }
+
+  cls_xp1DArrayList<double> m_List;
+  cls_Uid m_Uid;
+};
+
 class StoreCompressedArrays : public StoreFileTest {
  protected:
   StoreCompressedArrays() {
     m_Classes.CreateClassMD("Sampled"_cow, Sampled::TypeId(), 1, nullptr, 1)
         .AddAttribute(Sampled::ArrayField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
+        .AddAttribute(Sampled::ListField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
+        .AddAttribute(cls_FieldHandle(2, "m_Number"_cow), ATTR_INT, 1, COLLECTION_NONE);
+    m_Classes.CreateClassMD("Listed"_cow, Listed::TypeId(), 1, nullptr, 1)
         .AddAttribute(Sampled::ListField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
   }
   sto_Store Open(sto_Mode mode, bool compresses) const {
@@ -93,6 +112,32 @@ TEST_F(StoreCompressedArrays, ArrayThatIsOpenedAgainGoesOn) {
   sto_Store store = Open(sto_Mode::ReadOnly, false);
   EXPECT_TRUE(store.Check(sto_CheckDepth::Full).IsSound());
   EXPECT_EQ(store.Load<Sampled>("one")->m_Array.ConstGet(9999), 2.5);
+}
+
+TEST_F(StoreCompressedArrays, NothingIsSaidOfAnIdThatIsGivenOutAgain) {
+  m_Classes.NotesOf(Sampled::TypeId(), 1).Compress("m_Array");
+  sto_Store store = Open(sto_Mode::Create, false);
+  {
+    sto_Transaction const transaction(store);
+    store.Save("undone", Sampled(5000)); // its array has the second id
+  }
+  store.Save("list", Listed(5000));
+  EXPECT_EQ(Blocks(), Counts(0, 3));
+}
+
+TEST_F(StoreCompressedArrays, AttributeThatCannotBeCompressedIsRefusedByName) {
+  for (char const* const attribute : {"m_Aray", "m_Number"}) {
+    cls_ClassRegistrar classes;
+    classes.CreateClassMD("Listed"_cow, Listed::TypeId(), 1, nullptr, 1)
+        .AddAttribute(Sampled::ListField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
+        .AddAttribute(cls_FieldHandle(2, "m_Number"_cow), ATTR_INT, 1, COLLECTION_NONE);
+    classes.NotesOf(Listed::TypeId(), 1).Compress(attribute);
+    sto_Store store = sto_Store::Open(Path(attribute), sto_Mode::Create, classes);
+    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("list", Listed(3)); });
+    EXPECT_TRUE(Contains(message, "Class Listed version 1")) << message;
+    EXPECT_TRUE(Contains(message, attribute)) << message;
+    EXPECT_EQ(store.ObjectCount(), 0);
+  }
 }
 
 } // namespace

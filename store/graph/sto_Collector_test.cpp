@@ -69,15 +69,6 @@ class StoreCollector : public StoreGarbageTest {
         },
         root));
   }
-  /// A chain of nodes.
-  static std::shared_ptr<Node> Chain(int length) {
-    std::shared_ptr<Node> first;
-    for (int i = 0; i < length; ++i) {
-      auto next = std::make_shared<Node>(i);
-      next->m_Left = std::exchange(first, next);
-    }
-    return first;
-  }
 };
 
 TEST_F(StoreCollector, EmptyStoreHasNothingToCollect) {
@@ -106,7 +97,7 @@ TEST_F(StoreCollector, EverythingReachableOnlyFromARemovedRootIsCollected) {
 
 TEST_F(StoreCollector, ChainIsCollectedWithItsRoot) {
   sto_Store store = Create();
-  store.Save("chain", *Chain(900));
+  store.Save("chain", *Node::Chain(900));
   ExpectCollected(store, 0);
   store.RemoveRoot("chain");
   ExpectAllCollected(store, 900);

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "metadata/cls_AttributeType.h"
+#include "metadata/cls_CollectionType.h"
 #include "store/base/sto_Exception.h"
 #include "store/session/sto_Catalogue.h"
 
@@ -52,12 +54,19 @@ sto_AttributeDescription DescriptionOf(sto_AttributeRow const& row, sto_StoredNo
 } // namespace
 
 void sto_Catalogue::CheckNotes(cls_ClassNotes const& notes, sto_ClassRow const& declared) const {
-  for (auto const& [name, said] : notes.OfAttributes())
-    if (std::ranges::find(declared.m_Attributes, name, &sto_AttributeRow::m_Name) ==
-        declared.m_Attributes.end())
+  for (auto const& [name, said] : notes.OfAttributes()) {
+    auto const attribute = std::ranges::find(declared.m_Attributes, name, &sto_AttributeRow::m_Name);
+    if (attribute == declared.m_Attributes.end())
       sto_Raise(sto_ErrorKind::Misuse, m_Location + ": " + VersionText(declared) +
                                            " has notes on attribute " + name +
                                            ", which it does not declare itself.");
+    bool const mayHaveBlocks =
+        attribute->m_CollectionType != COLLECTION_NONE || attribute->m_Type == ATTR_OBJECT;
+    if (said.m_Compress && !mayHaveBlocks)
+      sto_Raise(sto_ErrorKind::Misuse, m_Location + ": " + VersionText(declared) +
+                                           " says whether attribute " + name +
+                                           " is compressed, which is no list, array or blob.");
+  }
 }
 
 void sto_Catalogue::RecordUnits(sto_Driver& driver, sto_StoredClass& stored, sto_ClassRow const& declared) {

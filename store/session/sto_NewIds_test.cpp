@@ -145,14 +145,6 @@ class StoreIdRanges : public StoreFileTest {
                             }),
                  std::bad_alloc);
   }
-  static std::shared_ptr<Node> Chain(int length) {
-    std::shared_ptr<Node> first;
-    for (int i = 0; i < length; ++i) {
-      auto next = std::make_shared<Node>(i);
-      next->m_Left = std::exchange(first, next);
-    }
-    return first;
-  }
   static int LengthOf(Node const& chain) { return chain.m_Left ? 1 + LengthOf(*chain.m_Left) : 1; }
 
   StoreRangesDriver::Sequence m_Sequence;
@@ -179,7 +171,7 @@ TEST_F(StoreIdRanges, EachSessionHasItsOwnIds) {
 
 TEST_F(StoreIdRanges, SaveOfManyObjectsTakesSeveralRanges) {
   m_Second.m_Store->Save("other", Node(7));
-  std::shared_ptr<Node> const chain = Chain(500);
+  std::shared_ptr<Node> const chain = Node::Chain(500);
   m_First.m_Store->Save("chain", *chain);
   EXPECT_EQ(LengthOf(*m_Second.m_Store->Load<Node>("chain")), 500);
   m_First.m_Store->Save("chain", *chain); // nothing is new: the same ids
@@ -267,7 +259,7 @@ TEST_F(StoreIdRanges, CommittedObjectsNeverShareAnId) {
     sto_Transaction transaction(*program.m_Store);
     for (int save = below(4); save >= 0; --save) {
       std::string const root = std::to_string(step) + "." + std::to_string(save);
-      chains.push_back(Chain(1 + below(150)));
+      chains.push_back(Node::Chain(1 + below(150)));
       if (below(4) == 0) { // a save that fails
         SaveAndFail(program, *chains.back());
         continue;

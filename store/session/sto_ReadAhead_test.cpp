@@ -54,14 +54,6 @@ class StoreReadAhead : public StoreCollectionTest {
   static int CountOf(Node const& node) {
     return 1 + (node.m_Left ? CountOf(*node.m_Left) : 0) + (node.m_Right ? CountOf(*node.m_Right) : 0);
   }
-  static std::shared_ptr<Node> Chain(int length) {
-    std::shared_ptr<Node> first;
-    for (int i = 0; i < length; ++i) {
-      auto next = std::make_shared<Node>(i);
-      next->m_Left = std::exchange(first, next);
-    }
-    return first;
-  }
   /// Saves an object with a list of nodes, each of which holds another one.
   void SaveList(int count) {
     SaveFields(*m_Store, [&](cls_WriteVisitor const& visitor) {
@@ -132,7 +124,7 @@ TEST_F(StoreReadAhead, GraphTakesOneRoundTripForEachOfItsLevels) {
   for (int const levels : {1, 2, 5, 9}) {
     std::string const root = std::to_string(levels);
     m_Store->Save(root, *Tree(levels));
-    m_Store->Save("chain " + root, *Chain(levels));
+    m_Store->Save("chain " + root, *Node::Chain(levels));
   }
   for (int const levels : {1, 2, 5, 9})
     for (std::string const kind : {"", "chain "}) {

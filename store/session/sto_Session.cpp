@@ -169,6 +169,7 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
   m_NewIds.ForEachSince(firstId, [this](std::int64_t first, std::int64_t end) {
     m_Identities.DropFrom(first, end);
     Loaded().Undo(first, end);
+    std::erase_if(m_CompressionOf, [&](auto const& said) { return said.first >= first && said.first < end; });
   });
   for (sto_OpenProxy* const proxy : m_OpenProxies)
     if (m_NewIds.HasSince(firstId, proxy->Id())) proxy->End();

@@ -349,6 +349,24 @@ class StorePictures : public StoreFileTest {
   static void Put(Picture const& picture, std::string_view text) {
     picture.m_Reader->Agent().Write(0, static_cast<long long>(text.size()), text.data());
   }
+  /// A new store with a picture.
+  sto_Store Make(std::string const& bytes) const {
+    sto_Store store = Open(sto_Mode::Create);
+    Picture picture;
+    picture.m_Bytes = bytes;
+    store.Save("picture", picture);
+    return store;
+  }
+};
+
+/// A picture that two sessions have open, one of them twice.
+class StoreTwoPictures : public StorePictures {
+ protected:
+  sto_Store m_Mine = Make("one");
+  sto_Store m_Theirs = Open();
+  std::unique_ptr<Picture> const m_My = m_Mine.Load<Picture>("picture");
+  std::unique_ptr<Picture> const m_MySecond = m_Mine.Load<Picture>("picture");
+  std::unique_ptr<Picture> const m_Their = m_Theirs.Load<Picture>("picture");
 };
 
 TEST_F(StorePictures, BlobThatIsKeptIsNotEmptied) {
@@ -398,63 +416,40 @@ TEST_F(StorePictures, RewrittenBlobIsReportedAsChanged) {
   }
 }
 
-TEST_F(StorePictures, BlobThatAnotherSessionChangedIsNotOverwritten) {
-  sto_Store mine = Open(sto_Mode::Create);
-  Picture picture;
-  picture.m_Bytes = "one";
-  mine.Save("picture", picture);
-  sto_Store theirs = Open();
-  auto const my = mine.Load<Picture>("picture");
-  auto const their = theirs.Load<Picture>("picture");
-  auto const mySecond = mine.Load<Picture>("picture");
-  Put(*their, "two");
-  MessageOf(sto_ErrorKind::Conflict, [&] { Put(*my, "mine"); });
-  MessageOf(sto_ErrorKind::Conflict, [&] { my->m_Reader->Agent().Truncate(0); });
-  EXPECT_EQ(my->Text(), "two");
-  Put(*my, "three");
-  EXPECT_EQ(their->Text(), "three");
-  Put(*mySecond, "four!"); // not another session's change
-  EXPECT_EQ(their->Text(), "four!");
+TEST_F(StoreTwoPictures, BlobThatAnotherSessionChangedIsNotOverwritten) {
+  Put(*m_Their, "two");
+  MessageOf(sto_ErrorKind::Conflict, [&] { Put(*m_My, "mine"); });
+  MessageOf(sto_ErrorKind::Conflict, [&] { m_My->m_Reader->Agent().Truncate(0); });
+  EXPECT_EQ(m_My->Text(), "two");
+  Put(*m_My, "three");
+  EXPECT_EQ(m_Their->Text(), "three");
+  Put(*m_MySecond, "four!"); // not another session's change
+  EXPECT_EQ(m_Their->Text(), "four!");
 }
 
-TEST_F(StorePictures, ChangeOfAnotherSessionIsReportedAfterARollback) {
-  sto_Store mine = Open(sto_Mode::Create);
-  Picture picture;
-  picture.m_Bytes = "one";
-  mine.Save("picture", picture);
-  sto_Store theirs = Open();
-  auto const my = mine.Load<Picture>("picture");
-  auto const their = theirs.Load<Picture>("picture");
+TEST_F(StoreTwoPictures, ChangeOfAnotherSessionIsReportedAfterARollback) {
   {
-    sto_Transaction transaction(mine);
-    Put(*my, "undone");
+    sto_Transaction transaction(m_Mine);
+    Put(*m_My, "undone");
   }
-  Put(*their, "two");
-  MessageOf(sto_ErrorKind::Conflict, [&] { Put(*my, "mine"); });
-  EXPECT_TRUE(my->m_Reader->Agent().Changed());
-  EXPECT_EQ(my->Text(), "two");
+  Put(*m_Their, "two");
+  MessageOf(sto_ErrorKind::Conflict, [&] { Put(*m_My, "mine"); });
+  EXPECT_TRUE(m_My->m_Reader->Agent().Changed());
+  EXPECT_EQ(m_My->Text(), "two");
 }
 
-TEST_F(StorePictures, ChangeIsReportedWhateverUndoneWorkHasShown) {
-  sto_Store mine = Open(sto_Mode::Create);
-  Picture picture;
-  picture.m_Bytes = "one";
-  mine.Save("picture", picture);
-  sto_Store theirs = Open();
-  auto const my = mine.Load<Picture>("picture");
-  auto const their = theirs.Load<Picture>("picture");
-  auto const mySecond = mine.Load<Picture>("picture");
+TEST_F(StoreTwoPictures, ChangeIsReportedWhateverUndoneWorkHasShown) {
   for (int undone = 1; undone < 5; ++undone)
     for (int puts = 1; puts < 5; ++puts) {
       {
-        sto_Transaction transaction(mine);
-        for (int i = 0; i < undone; ++i) Put(*mySecond, "gone");
-        EXPECT_TRUE(my->m_Reader->Agent().Changed());
+        sto_Transaction transaction(m_Mine);
+        for (int i = 0; i < undone; ++i) Put(*m_MySecond, "gone");
+        EXPECT_TRUE(m_My->m_Reader->Agent().Changed());
       }
-      for (int i = 0; i < puts; ++i) Put(*their, std::to_string(10 * undone + i));
-      EXPECT_TRUE(my->m_Reader->Agent().Changed()) << undone << ' ' << puts;
-      EXPECT_FALSE(my->m_Reader->Agent().Changed());
-      EXPECT_TRUE(mySecond->m_Reader->Agent().Changed());
+      for (int i = 0; i < puts; ++i) Put(*m_Their, std::to_string(10 * undone + i));
+      EXPECT_TRUE(m_My->m_Reader->Agent().Changed()) << undone << ' ' << puts;
+      EXPECT_FALSE(m_My->m_Reader->Agent().Changed());
+      EXPECT_TRUE(m_MySecond->m_Reader->Agent().Changed());
     }
 }
 

@@ -110,7 +110,7 @@ class Progress {
     std::cout << "contract: " << m_Run << " tests run, " << m_Failed.size() << " failed, " << skipped
               << " skipped\n";
     for (auto const& [reason, count] : m_Skipped)
-      std::cout << "contract: skipped " << count << " for lack of " << reason << "\n";
+      std::cout << "contract: skipped " << count << ": " << reason << "\n";
     for (std::string const& name : m_Failed) std::cout << "contract: FAILED " << name << "\n";
     std::cout << std::flush;
     return m_Failed.empty();

@@ -157,12 +157,7 @@ void SaveGraph(sto_Store& store) {
   more.m_Text = cow_String(std::string(3000, 't')); // a record too long for a pack
   more.m_Reference = types.m_Uid;
   store.Save("long", more);
-  Node loop(1);
-  loop.m_Left = std::make_shared<Node>(2);
-  loop.m_Left->m_Right = std::make_shared<Node>(3);
-  loop.m_Right = loop.m_Left->m_Right;
-  loop.m_Left->m_Back = loop.m_Right;
-  store.Save("nodes", loop);
+  StoreEverything::SaveNodes(store);
 }
 
 /// A bulk array of compressed blocks, of which one in each row changes its size, and so moves.

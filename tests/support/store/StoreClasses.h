@@ -39,6 +39,16 @@ class Node {
     WriteNode(visitor, cls_FieldHandle(3, "m_Back"_cow), m_Back.lock().get());
   }
 
+  /// A chain of nodes, each to the left of the one before it.
+  static std::shared_ptr<Node> Chain(int length) {
+    std::shared_ptr<Node> first;
+    for (int i = 0; i < length; ++i) {
+      auto next = std::make_shared<Node>(i);
+      next->m_Left = std::exchange(first, next);
+    }
+    return first;
+  }
+
   int m_Value;
   std::shared_ptr<Node> m_Left;
   std::shared_ptr<Node> m_Right;

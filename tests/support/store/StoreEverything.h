@@ -67,6 +67,15 @@ struct EveryType {
 
 class StoreEverything {
  public:
+  /// Nodes that are shared, and one that names another back.
+  static void SaveNodes(sto_Store& store) {
+    Node loop(1);
+    loop.m_Left = std::make_shared<Node>(2);
+    loop.m_Left->m_Right = std::make_shared<Node>(3);
+    loop.m_Right = loop.m_Left->m_Right;
+    loop.m_Left->m_Back = loop.m_Right;
+    store.Save("nodes", loop);
+  }
   static cls_ClassRegistrar const& Classes() {
     static cls_ClassRegistrar const& registrar = [&]() -> cls_ClassRegistrar const& {
       static cls_ClassRegistrar classes;
@@ -92,12 +101,7 @@ class StoreEverything {
     more.m_Reference = top.m_TopUid;
     more.m_Text = cow_String(std::string(3000, 't')); // a record too long for a pack
     store.Save("long", more);
-    Node loop(1);
-    loop.m_Left = std::make_shared<Node>(2);
-    loop.m_Left->m_Right = std::make_shared<Node>(3);
-    loop.m_Right = loop.m_Left->m_Right;
-    loop.m_Left->m_Back = loop.m_Right;
-    store.Save("nodes", loop);
+    SaveNodes(store);
     std::vector<std::unique_ptr<Bulk>> bulks;
     for (int i = 0; i < Bulks; ++i) {
       bulks.push_back(std::make_unique<Bulk>());
