@@ -14,11 +14,14 @@ folder="$(mktemp -d)"
 trap 'rm -rf "$folder"' EXIT
 mkdir "$folder/old" "$folder/new" "$folder/least"
 python3 scripts/fuzz_corpus.py unpack tests/fuzz/corpus.txt "$folder/old"
+status=0
 build/fuzz/bin/fuzz_forms -max_len=400 -max_total_time="$seconds" -artifact_prefix=build/fuzz/ \
-  -print_final_stats=1 "$folder/new" "$folder/old" 2>&1 | tail -n 12 >"$folder/last"
-status=$?
-cat "$folder/last"
-[ "$status" -eq 0 ] || exit "$status"
+  -print_final_stats=1 "$folder/new" "$folder/old" >"$folder/log" 2>&1 || status=$?
+if [ "$status" -ne 0 ]; then
+  tail -n 60 "$folder/log"
+  exit "$status"
+fi
+tail -n 12 "$folder/log"
 build/fuzz/bin/fuzz_forms -merge=1 -max_len=400 "$folder/least" "$folder/old" "$folder/new" 2>/dev/null
 python3 scripts/fuzz_corpus.py pack "$folder/least" tests/fuzz/corpus.txt
 wc -l tests/fuzz/corpus.txt
