@@ -127,6 +127,8 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
     if (!request.IsStarted())
       Session().Raise(sto_ErrorKind::Misuse, "The object for root " + std::string(root) + " wrote nothing.");
     Session().RaiseKept();
+    Session().Save().WriteLater();
+    Session().RaiseKept();
     Session().Save().Check();
     CheckOtherRoots(Session(), root, id);
     Session().Driver().SetRoot(root, id, classOfRoot);
@@ -158,6 +160,8 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
     call(read, visitor);
   }
   Session().RaiseKept(); // a failure in a destructor during the load
+  load.FillPointers();
+  Session().RaiseKept();
   load.Complete();
   Session().Identities().NoteRoot(*id);
   transaction.Commit();

@@ -59,7 +59,7 @@ enum class sto_Mode {
 ///    never overwrites what another session has committed since: the write raises Conflict.
 /// 8. Save refuses two objects in memory with one identity and different content (such as a copy and its
 ///    original) where it can detect them; docs/copies-and-identity.md says where it cannot.
-/// 9. Objects nest at most sto_Format::MaxNesting deep (Full).
+/// 9. Objects nest at most sto_Format::MaxNesting deep (Full), unless they are left for later (sto_WriteLater).
 ///
 /// Errors: sto_Exception; see sto_ErrorKind. The store stays usable after a failed operation. A failure in a
 /// destructor is raised by the store's next operation, or by the commit.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "persist/pointers/cls_BuildFailure.h"
+#include "persist/pointers/cls_LaterReads.h"
 
 /// What is known about the C++ class as which an object is built or requested.
 enum class cls_BuiltAs {
@@ -68,6 +69,9 @@ class cls_LoadedObjects {
     return entry.m_Number < m_FirstOfLoad;
   }
 
+  /// The pointers that the running load has still to fill.
+  [[nodiscard]] cls_LaterReads& Later() noexcept { return m_Later; }
+
   [[nodiscard]] bool InLoad() const noexcept { return m_Loads > 0; }
   /// Begins a load; a nested load is part of the outer one.
   void Enter() noexcept {
@@ -114,6 +118,7 @@ class cls_LoadedObjects {
       m_Undone.push_back(found->second.m_Object);
   }
 
+  cls_LaterReads m_Later;
   int m_Loads = 0;
   int m_Scopes = 0;
   std::int64_t m_LastNumber = 0;
@@ -126,16 +131,27 @@ class cls_LoadedObjects {
 /// objects are forgotten, even in a scope. REQUIRES: the table outlives it.
 class cls_OneLoad {
  public:
-  explicit cls_OneLoad(cls_LoadedObjects& loaded) noexcept : m_Loaded(loaded) { m_Loaded.Enter(); }
+  explicit cls_OneLoad(cls_LoadedObjects& loaded) noexcept
+      : m_Loaded(loaded), m_Mark(loaded.Later().Begin()) {
+    m_Loaded.Enter();
+  }
   cls_OneLoad(cls_OneLoad const&) = delete;
   cls_OneLoad& operator=(cls_OneLoad const&) = delete;
   ~cls_OneLoad() {
+    m_Loaded.Later().End(m_Mark);
     if (!m_IsComplete) m_Loaded.Abandon();
     m_Loaded.Leave();
   }
-  void Complete() noexcept { m_IsComplete = true; }
+  /// Fills the pointers that were left for later, and makes the calls that wait for the whole graph. What building
+  /// their objects raises passes through. Complete does it too.
+  void FillPointers() { m_Loaded.Later().Finish(m_Mark); }
+  void Complete() {
+    FillPointers();
+    m_IsComplete = true;
+  }
 
  private:
   cls_LoadedObjects& m_Loaded;
+  cls_LaterReads::Mark m_Mark;
   bool m_IsComplete = false;
 };

@@ -46,9 +46,16 @@ class KVL_EXPORT cls_ObjectSource {
   [[nodiscard]] virtual bool HasIdentity(std::int64_t id) noexcept;
 
   [[nodiscard]] cls_LoadedObjects& Loaded() const noexcept { return *m_Loaded; }
+  /// What the back end offers for objects that are read after their holders; null if nothing.
+  [[nodiscard]] cls_LaterSource* Later() const noexcept { return m_Later; }
   /// The same for a scope, which may outlive the source.
   [[nodiscard]] std::shared_ptr<cls_LoadedObjects> const& SharedLoaded() const noexcept { return m_Loaded; }
 
+ protected:
+  /// For the constructor of a back end's source that derives from cls_LaterSource too.
+  void OffersLater(cls_LaterSource& later) noexcept { m_Later = &later; }
+
  private:
   std::shared_ptr<cls_LoadedObjects> m_Loaded;
+  cls_LaterSource* m_Later = nullptr;
 };

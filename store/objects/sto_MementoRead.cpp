@@ -11,6 +11,7 @@
 #include "store/objects/sto_ListReader.h"
 #include "store/objects/sto_MapReader.h"
 #include "store/objects/sto_ObjectListReader.h"
+#include "store/session/sto_HolderText.h"
 
 namespace {
 
@@ -196,6 +197,31 @@ sto_RecordRef sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id
     session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", an element of " +
                                               collection.Describe() + ", is missing.");
   return record;
+}
+
+cls_HeldObject sto_MementoRead::HeldIn(cls_FieldHandle const& field) const {
+  sto_Field const* const found = FindToRead(field);
+  bool const isObject =
+      found != nullptr && (found->m_Tag == sto_Format::Object || found->m_Tag == sto_Format::Reference);
+  if (!isObject) return {};
+  return {&m_Session, found->m_ObjectId, Id(), field};
+}
+
+cls_HeldObject sto_Session::HeldIn(cls_MementoRead& memento, cls_FieldHandle const& field) {
+  if (typeid(memento) != typeid(sto_MementoRead)) return {}; // it passes on to one of ours, and may change it
+  return static_cast<sto_MementoRead&>(memento).HeldIn(field);
+}
+
+cls_MementoRead* sto_Session::MakeReadObj(cls_HeldObject const& held) {
+  sto_RecordRef record = m_Records.Read(held.m_Id);
+  if (record == nullptr) {
+    std::string const holder = sto_HolderText(*this, held.m_Holder, held.m_Id);
+    bool const isField = !held.m_Field.Name().IsEmpty() || held.m_Field.FieldId() >= 0;
+    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(held.m_Id) + ", " +
+                                      (isField ? "which " + holder + " holds," : holder + ",") +
+                                      " is missing.");
+  }
+  return new (*this) sto_MementoRead(*this, std::move(record), 1);
 }
 
 cls_MementoRead* sto_MementoRead::Clone() {

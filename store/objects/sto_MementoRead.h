@@ -71,6 +71,9 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
   /// changed, it can only be read if that metadata knows the old ones.
   void NoteBuiltByMetadata() override;
 
+  /// The object that a field holds or refers to; no source if there is none.
+  [[nodiscard]] cls_HeldObject HeldIn(cls_FieldHandle const& field) const;
+
   cow_String DbId() override;
   cls_Uid const& GetUid() override;
   int FieldIsPresent(cls_FieldHandle const& field) const override;

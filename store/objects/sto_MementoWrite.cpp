@@ -4,6 +4,8 @@
 
 #include "metadata/cls_CollectionType.h"
 #include "persist/backend/cls_AgentProxy.h"
+#include "persist/backend/cls_RootRequest.h"
+#include "persist/visitors/cls_WriteVisitor.h"
 #include "store/base/sto_StorageType.h"
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_TagFits.h"
@@ -133,6 +135,33 @@ void sto_MementoWrite::HoldObject(cls_FieldHandle const& field, unsigned int cla
   sto_ClassInUse::Attribute const& attribute = Attribute(field);
   CheckHeldClass(attribute, classId);
   PutObject(field, attribute, id);
+}
+
+void sto_MementoWrite::HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) {
+  Session().RaiseKept();
+  sto_ClassInUse::Attribute const& attribute = Attribute(field);
+  CheckHeldClass(attribute, object.m_ClassId);
+  std::int64_t id = 0;
+  m_Object->PutWhole([&] { id = Session().TieOf(object.m_Uid).Id(); });
+  PutObject(field, attribute, id);
+  m_Object->PutWhole([&] {
+    Session().Save().Later().Add(
+        {std::move(object), m_Object->Id(), &m_Class.Metadata(), attribute.m_Declared}, id);
+  });
+}
+
+void sto_WriteLaterObject(sto_Session& session, sto_LaterWrite const& object) {
+  void const* const address = object.m_Object.m_Object.get();
+  cls_RootRequest const request([&](unsigned int classId, cls_Uid const& uid, void const* at) {
+    std::int64_t id = 0;
+    std::unique_ptr<sto_MementoWrite> memento =
+        sto_MementoWrite::ForObject(session, classId, uid, 1, {at, object.m_Holder}, id);
+    if (memento != nullptr && object.m_Attribute != nullptr)
+      memento->HeldBy(*object.m_HolderClass, *object.m_Attribute);
+    return memento.release();
+  });
+  cls_WriteVisitor const visitor(request, address);
+  object.m_Object.m_Write(address, visitor);
 }
 
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,

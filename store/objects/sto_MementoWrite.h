@@ -13,7 +13,7 @@
 /// holder holds that object. So the calls that bracket shared pointers do nothing here. For copy-on-write
 /// holders only identities count, too: holders of one payload share its identity, and values with identities
 /// of their own stay separate objects even while they share memory.
-class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
+class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>, public cls_WritesLater {
  public:
   /// Writes part number `part` of `object`; the part is of class `inUse`.
   sto_MementoWrite(sto_RecordInProgressRef object, std::size_t part, sto_ClassInUse& inUse)
@@ -50,8 +50,14 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite> {
   }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Object->Session(); }
+  /// Notes the attribute that holds the object, for messages; see sto_RecordInProgress.
+  void HeldBy(cls_ClassMetadata const& holder, cls_AttributeMetadata const& attribute) noexcept {
+    m_Object->HeldBy(holder, attribute);
+  }
   /// Writes a field that holds object `id` of class `classId`; does not write that object.
   void HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id);
+
+  void HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) override;
 
   int FieldIsPresent(cls_FieldHandle const& field) const override;
   cls_MementoWrite* MakeFieldWriteObj(cls_FieldHandle const& field, unsigned int classId, cls_Uid const& uid,

@@ -72,6 +72,13 @@ cls_MementoRead* sto_ObjectListReader::Next() {
   return element;
 }
 
+cls_HeldObject sto_ObjectListReader::NextHeld() {
+  WantNext();
+  std::int64_t const id = IdAt(m_Next);
+  ++m_Next;
+  return {&m_Session, id, m_Id, {}};
+}
+
 void sto_ObjectListReader::Skip(int count) {
   m_Next += std::clamp(count, 0, m_List.m_Count - m_Next);
 }

@@ -8,7 +8,7 @@
 
 /// Cursor over an object's list of objects; holds the ids of one block at a time. Damaged if the stored bytes
 /// do not fit the list's header, or name a missing object. Internal to the module.
-class sto_ObjectListReader final : public cls_ReadListObj {
+class sto_ObjectListReader final : public cls_ReadListObj, public cls_NamesElements {
  public:
   /// The list in `record`, which `depth` objects hold, one inside another; an empty list if `record` is null.
   sto_ObjectListReader(sto_Session& session, sto_RecordRef record, int depth);
@@ -20,6 +20,7 @@ class sto_ObjectListReader final : public cls_ReadListObj {
   void Skip(int count) override;
   cls_MementoRead* Next() override;
   cls_MementoRead* At(int index) override;
+  cls_HeldObject NextHeld() override;
 
  private:
   [[nodiscard]] std::int64_t IdAt(int index);

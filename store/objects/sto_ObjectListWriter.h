@@ -8,7 +8,7 @@
 
 /// Builder of an object's list of objects, which is stored as a list of their ids. The list is complete when
 /// the builder is deleted. Internal to the module.
-class sto_ObjectListWriter final : public cls_WriteListObj {
+class sto_ObjectListWriter final : public cls_WriteListObj, public cls_AppendsLater {
  public:
   explicit sto_ObjectListWriter(sto_RecordInProgressRef object)
       : m_Object(*object), m_Ids(std::move(object), 1) {}
@@ -25,6 +25,14 @@ class sto_ObjectListWriter final : public cls_WriteListObj {
     return element.release();
   }
   int Count() const override { return m_Ids.Count(); }
+
+  void AppendLater(cls_LaterWrite object) override {
+    sto_Session& session = m_Object.Session();
+    std::int64_t const id = session.TieOf(object.m_Uid).Id();
+    m_Ids.Append({id});
+    m_Object.PutWhole([&] { session.Save().Later().Add({std::move(object), m_Object.Id()}, id); });
+  }
+  void AppendNull() override { m_Ids.Append({0}); }
 
  private:
   sto_RecordInProgress& m_Object; // m_Ids keeps it alive

@@ -26,6 +26,8 @@ void sto_Save::Check() const {
 void sto_Save::End() {
   m_Session.RaiseKept();
   Check();
+  WriteLater();
+  m_Session.RaiseKept();
   if (m_IsIncomplete)
     m_Session.Raise(sto_ErrorKind::Misuse,
                     "An object could not be saved, and its failure was not passed on.");
@@ -54,6 +56,7 @@ void sto_Save::Undo() noexcept {
   sto_Collections& collections = m_Session.Collections();
   collections.ForEachTouched([](sto_OpenCollection& collection) { collection.NoteIdentity(false); });
   m_Reach.UndoSave();
+  m_Later.Clear();
   m_Session.TakeBackIds(m_FirstId);
   m_Session.Changes().UndoSave(m_Number);
   for (sto_OpenBlob* const blob : m_Session.OpenBlobs()) blob->UndoSave();
@@ -63,6 +66,7 @@ void sto_Save::Undo() noexcept {
 void sto_Save::EndTransaction() noexcept {
   m_IsGoingOn = false;
   m_Reach.Reset();
+  m_Later.Clear();
 }
 
 void sto_Save::CheckSameCollection(std::int64_t id, std::uint64_t hash, char const* what) {

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "persist/identity/cls_Reach.h"
+#include "store/session/sto_LaterWrites.h"
 #include "store/session/sto_NewIds.h"
 #include "store/session/sto_SpareBuilders.h"
 
@@ -48,6 +49,11 @@ class sto_Save {
   /// Notes that what undoing needs is lost: if the save is undone, the whole transaction is.
   void MarkNotUndoable() noexcept { m_CannotBeUndone = true; }
 
+  /// The objects that are written after their holders. Those that are left are written by WriteLater, which End
+  /// calls too. REQUIRES, for adding: a running save.
+  [[nodiscard]] sto_LaterWrites& Later() noexcept { return m_Later; }
+  void WriteLater() { m_Later.WriteAll(m_Session); }
+
   /// What the saves of the transaction have reached.
   [[nodiscard]] cls_Reach& Reach() noexcept { return m_Reach; }
 
@@ -65,6 +71,7 @@ class sto_Save {
   sto_NewIds const& m_NewIds;
   cls_Reach m_Reach;
   sto_SpareBuilders m_Builders;
+  sto_LaterWrites m_Later;
   std::weak_ptr<sto_ElementSave> m_ElementSave;
   bool m_IsGoingOn = false;      // set by Begin; cleared by End, Undo and EndTransaction
   bool m_IsIncomplete = false;   // set by MarkIncomplete, cleared by Begin

@@ -11,7 +11,9 @@ sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> drive
     : m_RegistrarLives(registrar.Lifetime()), m_Location(std::move(location)), m_Driver(std::move(driver)),
       m_Catalogue(registrar, m_Location), m_Identities(this), m_Save(*this, m_NewIds),
       m_Records(*this, *m_Driver), m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict),
-      m_Compresses(options.m_Compress) {}
+      m_Compresses(options.m_Compress) {
+  OffersLater(*this);
+}
 
 sto_Session::~sto_Session() {
   assert(std::this_thread::get_id() == m_Thread && "A store is closed by the thread that opened it.");

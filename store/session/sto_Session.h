@@ -67,7 +67,7 @@ class sto_ElementRead;
 ///
 /// Thread rule: the thread that made the session. Begin and CheckTransaction raise Misuse in another one, and in a
 /// child process that was forked later. There the session leaves the file alone also when it is destroyed.
-class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
+class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, public cls_LaterSource {
  public:
   sto_Session(std::string location, std::unique_ptr<sto_Driver> driver, cls_ClassRegistrar const& registrar,
               sto_Options const& options = {});
@@ -215,6 +215,11 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner {
     return m_Identities.EntryOf(id) != nullptr;
   }
   [[noreturn]] void RaiseNotBuilt(cls_BuildFailure const& failure) const override;
+
+  // Implemented in store/objects/, the layer above.
+  [[nodiscard]] cls_HeldObject HeldIn(cls_MementoRead& memento, cls_FieldHandle const& field) override;
+  [[nodiscard]] cls_MementoRead* MakeReadObj(cls_HeldObject const& held) override;
+  [[nodiscard]] cls_LaterReads& LaterReads() noexcept override { return Loaded().Later(); }
 
   // --- errors
 

@@ -1,7 +1,10 @@
+#include <optional>
+
 #include "persist/backend/cls_AgentListObj.h"
 #include "persist/backend/cls_AgentMapKey2Obj.h"
 #include "persist/backend/cls_ReadObjects.h"
 #include "persist/backend/cls_WriteObjects.h"
+#include "persist/pointers/cls_LaterPointers.h"
 #include "persist/pointers/cls_ReadCow.h"
 #include "tests/contract/ContractTest.h"
 #include "tests/support/backend/PassingMemento.h"
@@ -109,6 +112,33 @@ TEST_P(ContractPointers, AbsentAndMissingObjectsAreNull) {
       EXPECT_EQ(cls_ReadShared<PointerFigure>(visitor, field), nullptr);
     }
   });
+}
+
+TEST_P(ContractPointers, PointersLeftForLaterAreFilledWhenTheLoadReturns) {
+  COVERS(cls_MementoRead, 5, 7);
+  CONTRACT_NEEDS(m_OffersStoredObjects);
+  Write([](cls_WriteVisitor const& visitor) {
+    auto const shared = std::make_shared<Node>(4);
+    shared->m_Left = std::make_shared<Node>(5);
+    cls_WriteLater(visitor, First(), shared);
+    cls_WriteLater(visitor, Second(), shared);
+  });
+  for (int const passes : {0, 1}) {
+    std::shared_ptr<Node> first, second, none; // they outlive the load
+    Read([&](cls_ReadVisitor const& visitor) {
+      std::optional<cls_ReadVisitor> passing;
+      if (passes == 1) passing.emplace(new PassingMemento(&MementoOf(visitor), false));
+      cls_ReadVisitor const& used = passing ? *passing : visitor;
+      cls_ReadLater(used, First(), first);
+      cls_ReadLater(used, Second(), second);
+      cls_ReadLater(used, FieldOf("Absent"), none);
+    });
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(first->m_Value, 4);
+    EXPECT_EQ(first->m_Left->m_Value, 5);
+    EXPECT_EQ(none, nullptr);
+  }
 }
 
 TEST_P(ContractPointers, AnObjectSharedByTwoOwnersIsOneObject) {

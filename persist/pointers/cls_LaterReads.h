@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "persist/visitors/cls_FieldHandle.h"
+#include "platform/kvl_Export.h"
+
+class cls_MementoRead;
+class cls_LaterReads;
+class cls_LaterSource;
+class cls_ReadListObj;
+
+/// A stored object that another one holds, named without reading it.
+struct cls_HeldObject {
+  cls_LaterSource* m_Source = nullptr; ///< null: its back end cannot say, so it is read at once
+  std::int64_t m_Id = 0;               ///< its number; 0: there is none
+  std::int64_t m_Holder = 0;           ///< the number of the object or collection that holds it, for messages
+  cls_FieldHandle m_Field;             ///< the field that holds it; none for an element of a collection
+};
+
+/// What a back end offers whose objects can be read after their holders. Its source of objects derives from this
+/// class too, and says so in its constructor (cls_ObjectSource::OffersLater). Thread rule: as the source.
+class KVL_EXPORT cls_LaterSource {
+ public:
+  /// The object that a field of `memento` holds or refers to. No source if `memento` is not this back end's own,
+  /// for example one that passes on to it, or if the field cannot be read as an object.
+  [[nodiscard]] virtual cls_HeldObject HeldIn(cls_MementoRead& memento, cls_FieldHandle const& field) = 0;
+  /// The memento of that object; the caller owns it. Raises the back end's error if it is missing.
+  [[nodiscard]] virtual cls_MementoRead* MakeReadObj(cls_HeldObject const& held) = 0;
+  /// What the source's running load has still to do.
+  [[nodiscard]] virtual cls_LaterReads& LaterReads() noexcept = 0;
+
+ protected:
+  cls_LaterSource() = default;
+  cls_LaterSource(cls_LaterSource const&) = default;
+  cls_LaterSource& operator=(cls_LaterSource const&) = default;
+  ~cls_LaterSource() = default;
+};
+
+/// What a cursor over a list of objects offers if its elements can be read later; it derives from this class too.
+class KVL_EXPORT cls_NamesElements {
+ public:
+  /// Goes on to the next element, as cls_ReadListObj::Next, and names its object. Errors are those of Next, except
+  /// that the object's own record is not read.
+  [[nodiscard]] virtual cls_HeldObject NextHeld() = 0;
+
+  /// What a cursor offers; null if `list` is null or does not derive from this class.
+  [[nodiscard]] static cls_NamesElements* Of(cls_ReadListObj* list) noexcept;
+
+ protected:
+  cls_NamesElements() = default;
+  cls_NamesElements(cls_NamesElements const&) = default;
+  cls_NamesElements& operator=(cls_NamesElements const&) = default;
+  ~cls_NamesElements() = default;
+};
+
+/// The pointers that the running load has still to fill, and what it does when all are filled. An object behind a
+/// pointer is built after its holder and not inside it, so a chain of objects takes no stack, however long it is.
+///
+/// A load that runs inside another one fills its own pointers before it returns. Errors: adding throws
+/// std::bad_alloc; then nothing has changed. Thread rule: one thread.
+class KVL_EXPORT cls_LaterReads {
+ public:
+  /// A pointer to fill: `m_Fill` builds or finds the object, and sets what is at `m_Target`.
+  struct Read {
+    cls_HeldObject m_Held;
+    void* m_Target;
+    void (*m_Fill)(Read const& read);
+  };
+  /// A call for an object when the graph is whole.
+  struct Call {
+    void* m_Object;
+    int m_Argument;
+    void (*m_Call)(void* object, int argument);
+  };
+
+  /// Where a load began.
+  struct Mark {
+    std::size_t m_Reads;
+    std::size_t m_Calls;
+  };
+
+  /// Whether a load runs that will fill pointers. Outside of one, read at once.
+  [[nodiscard]] bool IsOn() const noexcept { return m_Loads > 0; }
+
+  /// REQUIRES: IsOn; the target stays where it is until the load has filled it or has failed.
+  void Add(Read read) { m_Reads.push_back(std::move(read)); }
+  /// REQUIRES: IsOn; the object stays where it is until the load ends.
+  void AddCall(Call call) { m_Calls.push_back(call); }
+
+  /// A load begins.
+  [[nodiscard]] Mark Begin() noexcept {
+    ++m_Loads;
+    return {m_Reads.size(), m_Calls.size()};
+  }
+  /// Fills the pointers that were added since the load began, in the order of adding, also those that are added
+  /// meanwhile. Then makes its calls, each once. Whatever these raise passes through; the rest is then left undone.
+  void Finish(Mark const& mark);
+  /// The load ends. What it has not done is forgotten.
+  void End(Mark const& mark) noexcept;
+
+ private:
+  /// Forgets what was added since the mark.
+  KVL_LOCAL void Forget(Mark const& mark) noexcept;
+
+  int m_Loads = 0;
+  std::vector<Read> m_Reads;
+  std::vector<Call> m_Calls;
+};

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "persist/pointers/cls_LaterWrites.h"
+
+class cls_ClassMetadata;
+class sto_Session;
+struct cls_AttributeMetadata;
+
+/// An object that a save has reached and writes after its holder.
+struct sto_LaterWrite {
+  cls_LaterWrite m_Object;
+  std::int64_t m_Holder;                              ///< the id of what holds it
+  cls_ClassMetadata const* m_HolderClass = nullptr;   ///< with the attribute; null for an element
+  cls_AttributeMetadata const* m_Attribute = nullptr; ///< that holds it
+};
+
+/// Writes such an object. Implemented in store/objects/, the layer above.
+void sto_WriteLaterObject(sto_Session& session, sto_LaterWrite const& object);
+
+/// The objects that the running save has still to write, first come first served, so that an object has been
+/// written before a copy of it with the same identity is compared with it. Internal to the module. Thread rule:
+/// the thread of the session.
+class sto_LaterWrites {
+ public:
+  /// Adds an object, unless it was added a short time ago: many holders may share one.
+  void Add(sto_LaterWrite object, std::int64_t id) {
+    Known& known = m_Known[static_cast<std::size_t>(id) % KnownCount];
+    if (known.m_Id == id && known.m_Address == object.m_Object.m_Object.get()) return;
+    m_IsUsed = true;
+    m_Objects.push_back(std::move(object));
+    known = {id, m_Objects.back().m_Object.m_Object.get()};
+  }
+
+  /// Writes all objects, also those that are added meanwhile. If one fails, the others stay unwritten.
+  void WriteAll(sto_Session& session);
+
+  /// Forgets the objects: the save is over.
+  void Clear() noexcept {
+    if (m_IsUsed) ClearAll();
+  }
+
+ private:
+  struct Known {
+    std::int64_t m_Id = 0;
+    void const* m_Address = nullptr;
+  };
+  static constexpr std::size_t KnownCount = 64;
+
+  void ClearAll() noexcept;
+
+  std::vector<sto_LaterWrite> m_Objects;
+  bool m_IsUsed = false; // since the last Clear
+  bool m_IsWriting = false;
+  Known m_Known[KnownCount];
+};
