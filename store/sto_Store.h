@@ -66,8 +66,9 @@ enum class sto_Mode {
 ///
 /// Thread rule: one thread, which also owns the identities of what is saved and loaded. In another thread
 /// every operation raises Misuse, and closing the store is caught by an assertion. In a child process that is
-/// forked while the store is open every operation raises Misuse, and closing it leaves the file alone. REQUIRES:
-/// the store is closed before its thread ends and before nex_finalize. Several stores may be open at once.
+/// forked while the store is open every operation raises Misuse, and closing it leaves the file alone; the child can
+/// open the file itself. REQUIRES: the store is closed before its thread ends and before nex_finalize. Several stores
+/// may be open at once.
 class KVL_EXPORT sto_Store {
  public:
   /// Opens the store in file `location` for a program with the classes of `registrar`. The registrar does not
