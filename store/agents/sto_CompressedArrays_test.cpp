@@ -95,4 +95,25 @@ TEST_F(StoreCompressedArrays, ArrayThatIsOpenedAgainGoesOn) {
   EXPECT_EQ(store.Load<Sampled>("one")->m_Array.ConstGet(9999), 2.5);
 }
 
+TEST_F(StoreCompressedArrays, NothingIsLeftOfWhatWasSaidOfUndoneWork) {
+  m_Classes.NotesOf(Sampled::TypeId(), 1).Compress("m_Array");
+  sto_Store store = Open(sto_Mode::Create, false);
+  {
+    sto_Transaction const transaction(store);
+    store.Save("one", Sampled(5000));
+  }
+  // Its lists have the ids of the undone ones, in another order.
+  struct Swapped {
+    void DBWrite(cls_WriteVisitor const& visitor) const {
+      if (!visitor.StartWrite(Sampled::TypeId(), m_Uid)) return;
+      m_List.DBWrite(cls_WriteVisitor(visitor, Sampled::ListField(), nullptr, &m_List));
+    }
+    cls_xp1DArrayList<double> m_List;
+    cls_Uid m_Uid;
+  } swapped;
+  for (int i = 0; i < 5000; ++i) swapped.m_List.Append(1.5);
+  store.Save("two", swapped);
+  EXPECT_EQ(Blocks(), Counts(0, 3));
+}
+
 } // namespace
