@@ -130,7 +130,7 @@ class KVL_EXPORT sto_Store {
   /// - Misuse, naming the class or attribute: it is not declared, or declared as something else;
   /// - Misuse: an object has no part for a base class, and that class or one above it declares attributes;
   /// - Misuse: a bulk array is not in memory, because its store was closed or it was detached;
-  /// - Misuse: the open transaction only reads, or an object is being loaded;
+  /// - Misuse: the open transaction only reads, or an object is being loaded outside of a sto_Transaction;
   /// - Conflict: the store has a different description of a class version;
   /// - Conflict: another session has changed a bulk array, an open list or map, or a blob since it was read
   ///   here;

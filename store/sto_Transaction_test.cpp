@@ -330,6 +330,27 @@ struct Counted {
   static inline int s_FailsAt = 0;
 };
 
+TEST_F(StoreTransaction, LoadGoesOnInNoOtherStateThanThatInWhichItBegan) {
+  sto_Store store = Create();
+  cls_FieldHandle const field("m_Node"_cow);
+  Node const node(1);
+  SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+    node.DBWrite(cls_WriteVisitor(visitor, field, nullptr, &node));
+  });
+  for (bool const commits : {false, true}) {
+    sto_Transaction transaction(store);
+    store.Save("other", Node(2));
+    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+      static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
+        commits ? transaction.Commit() : transaction.Rollback();
+        static_cast<void>(sto_ReadShared<Node>(visitor, field)); // another session may have changed it by now
+      }));
+    });
+    EXPECT_TRUE(Contains(message, "is over")) << message;
+    EXPECT_EQ(store.HasRoot("other"), commits);
+  }
+}
+
 TEST_F(StoreTransaction, ExceptionOfAReadingConstructorLeaksNothingAndTheStoreGoesOn) {
   auto const root = std::make_shared<Node>(1);
   root->m_Left = std::make_shared<Node>(2);
