@@ -2,8 +2,10 @@
 #include <optional>
 #include <stdexcept>
 
+#include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_WriteListPrim.h"
 #include "tests/support/store/StoreTest.h"
+#include "wrappers/cls_xp1DArrayList.h"
 
 namespace {
 
@@ -349,6 +351,26 @@ TEST_F(StoreTransaction, LoadGoesOnInNoOtherStateThanThatInWhichItBegan) {
     EXPECT_TRUE(Contains(message, "is over")) << message;
     EXPECT_EQ(store.HasRoot("other"), commits);
   }
+}
+
+TEST_F(StoreTransaction, CursorGoesOnInNoOtherStateThanThatInWhichItBegan) {
+  sto_Store store = Create();
+  cls_FieldHandle const field("m_List"_cow);
+  SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+    cls_xp1DArrayListInt list;
+    for (int i = 0; i < 5000; ++i) list.Append(i);
+    list.DBWrite(cls_WriteVisitor(visitor, field, nullptr, &list));
+  });
+  std::optional<sto_Transaction> transaction(store);
+  static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
+    std::unique_ptr<cls_MementoRead> const list(visitor.Memento()->MakeFieldReadObj(field));
+    std::unique_ptr<cls_ReadListPrim<int>> const cursor(list->MakeReadListPrim(static_cast<int*>(nullptr)));
+    EXPECT_EQ(cursor->Next(), 0);
+    transaction.reset();
+    MessageOf(sto_ErrorKind::Misuse, [&] {
+      while (cursor->More() != 0) static_cast<void>(cursor->Next());
+    });
+  }));
 }
 
 TEST_F(StoreTransaction, ExceptionOfAReadingConstructorLeaksNothingAndTheStoreGoesOn) {

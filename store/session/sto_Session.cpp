@@ -102,6 +102,10 @@ void sto_Session::CheckTransaction() {
   Raise(sto_ErrorKind::Unavailable, "The transaction was undone by a failure; roll it back.");
 }
 
+void sto_Session::RaiseOver() const {
+  Raise(sto_ErrorKind::Misuse, "The transaction in which an object is being loaded is over.");
+}
+
 void sto_Session::Commit() {
   RaiseKept();
   if (!m_InTransaction) Raise(sto_ErrorKind::Misuse, "There is no transaction to commit.");
