@@ -54,7 +54,7 @@ sqlite3_file* sto_FileOfSqlite(sqlite3* handle) noexcept {
 sto_SqliteForks::Entry::Entry(sqlite3* const& handle) {
   List& list = List::Get();
   std::lock_guard const lock(list.m_Mutex);
-  m_Place = list.m_Known.insert(list.m_Known.end(), {&handle});
+  m_Place = list.m_Known.insert(list.m_Known.end(), Known{&handle});
 }
 
 sto_SqliteForks::Entry::~Entry() {
