@@ -165,4 +165,100 @@ TEST_F(StoreFork, UsingAStoreOfTheParentIsMisuse) {
   EXPECT_EQ(store.Roots(), (std::vector<std::string>{"array", "node"}));
 }
 
+/// A child that opens the store itself does not rely on locks that only its parent has. Each step of the parent comes
+/// after one of the child.
+class StoreForkOpens : public StoreFork, public testing::WithParamInterface<bool> {
+ protected:
+  StoreForkOpens() {
+    m_Options.m_ReadersBesideWriter = GetParam();
+    m_Options.m_BusyMilliseconds = 0;
+    EXPECT_EQ(pipe(m_ToParent), 0);
+    EXPECT_EQ(pipe(m_ToChild), 0);
+    m_Parent = std::make_unique<sto_Store>(OpenIt(sto_Mode::Create));
+    m_Parent->Save("first", Node(1));
+  }
+  ~StoreForkOpens() override {
+    for (int const end : {m_ToParent[0], m_ToParent[1], m_ToChild[0], m_ToChild[1]}) close(end);
+  }
+  sto_Store OpenIt(sto_Mode mode = sto_Mode::ReadWrite) const { return Open(mode, "test.kvs", m_Options); }
+  static void Tell(int const (&ends)[2]) { EXPECT_EQ(write(ends[1], "x", 1), 1); }
+  static void Await(int const (&ends)[2]) {
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 1);
+  }
+
+  sto_Options m_Options;
+  int m_ToParent[2]{};
+  int m_ToChild[2]{};
+  std::unique_ptr<sto_Store> m_Parent;
+};
+
+TEST_P(StoreForkOpens, SeesOneStateInATransaction) {
+  auto reading = std::make_unique<sto_ReadTransaction>(*m_Parent);
+  EXPECT_TRUE(m_Parent->HasRoot("first"));
+  pid_t const child = StartStoreChild([&] {
+    sto_Store own = OpenIt();
+    sto_ReadTransaction const transaction(own);
+    EXPECT_EQ(own.Roots().size(), 1U);
+    Tell(m_ToParent);
+    Await(m_ToChild);
+    EXPECT_EQ(own.Roots().size(), 1U);
+    return HasFailure() ? 1 : 0;
+  });
+  Await(m_ToParent);
+  reading.reset();
+  if (GetParam())
+    m_Parent->Save("second", Node(2));
+  else
+    MessageOf(sto_ErrorKind::Busy, [&] { m_Parent->Save("second", Node(2)); });
+  Tell(m_ToChild);
+  EXPECT_EQ(WaitForStoreChild(child), 0);
+}
+
+TEST_P(StoreForkOpens, SavesSurviveAParentThatCloses) {
+  auto reading = std::make_unique<sto_ReadTransaction>(*m_Parent);
+  EXPECT_TRUE(m_Parent->HasRoot("first"));
+  pid_t const child = StartStoreChild([&] {
+    sto_Store own = OpenIt();
+    EXPECT_TRUE(own.HasRoot("first"));
+    Tell(m_ToParent);
+    Await(m_ToChild);
+    own.Save("of the child", Node(2));
+    own.Close();
+    return HasFailure() ? 1 : 0;
+  });
+  Await(m_ToParent);
+  reading.reset();
+  m_Parent->Close(); // takes a log away if nobody else has it
+  Tell(m_ToChild);
+  EXPECT_EQ(WaitForStoreChild(child), 0);
+  EXPECT_EQ(OpenIt().Roots(), (std::vector<std::string>{"first", "of the child"}));
+}
+
+TEST_P(StoreForkOpens, WritesOnceTheTransactionOfTheParentIsOver) {
+  auto writing = std::make_unique<sto_Transaction>(*m_Parent);
+  m_Parent->Save("second", Node(2));
+  pid_t const child = StartStoreChild([&] {
+    sto_Store own = OpenIt();
+    MessageOf(sto_ErrorKind::Busy, [&] { own.Save("third", Node(3)); });
+    Tell(m_ToParent);
+    Await(m_ToChild);
+    own.Save("third", Node(3));
+    // The same once more, from the child's own connection.
+    sto_ReadTransaction const transaction(own);
+    EXPECT_EQ(own.Roots().size(), 3U);
+    EXPECT_EQ(RunStoreChild([&] { return OpenIt().Roots().size() == 3 ? 0 : 1; }), 0);
+    return HasFailure() ? 1 : 0;
+  });
+  Await(m_ToParent);
+  writing->Commit();
+  Tell(m_ToChild);
+  EXPECT_EQ(WaitForStoreChild(child), 0);
+  EXPECT_EQ(m_Parent->Roots(), (std::vector<std::string>{"first", "second", "third"}));
+  EXPECT_TRUE(m_Parent->Check(sto_CheckDepth::Full).IsSound());
+}
+
+INSTANTIATE_TEST_SUITE_P(Journals, StoreForkOpens, testing::Bool(),
+                         [](auto const& each) { return std::string(each.param ? "Log" : "Rollback"); });
+
 } // namespace

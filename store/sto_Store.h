@@ -66,8 +66,9 @@ enum class sto_Mode {
 ///
 /// Thread rule: one thread, which also owns the identities of what is saved and loaded. In another thread
 /// every operation raises Misuse, and closing the store is caught by an assertion. In a child process that is
-/// forked while the store is open every operation raises Misuse, and closing it leaves the file alone. REQUIRES:
-/// the store is closed before its thread ends and before nex_finalize. Several stores may be open at once.
+/// forked while the store is open every operation raises Misuse, and closing it leaves the file alone; the child can
+/// open the file itself. REQUIRES: the store is closed before its thread ends and before nex_finalize. Several stores
+/// may be open at once.
 class KVL_EXPORT sto_Store {
  public:
   /// Opens the store in file `location` for a program with the classes of `registrar`. The registrar does not
@@ -129,7 +130,7 @@ class KVL_EXPORT sto_Store {
   /// - Misuse, naming the class or attribute: it is not declared, or declared as something else;
   /// - Misuse: an object has no part for a base class, and that class or one above it declares attributes;
   /// - Misuse: a bulk array is not in memory, because its store was closed or it was detached;
-  /// - Misuse: the open transaction only reads, or an object is being loaded;
+  /// - Misuse: the open transaction only reads, or an object is being loaded outside of a sto_Transaction;
   /// - Conflict: the store has a different description of a class version;
   /// - Conflict: another session has changed a bulk array, an open list or map, or a blob since it was read
   ///   here;

@@ -2,8 +2,10 @@
 #include <optional>
 #include <stdexcept>
 
+#include "persist/backend/cls_ReadListPrim.h"
 #include "persist/backend/cls_WriteListPrim.h"
 #include "tests/support/store/StoreTest.h"
+#include "wrappers/cls_xp1DArrayList.h"
 
 namespace {
 
@@ -329,6 +331,47 @@ struct Counted {
   static inline int s_Live = 0;
   static inline int s_FailsAt = 0;
 };
+
+TEST_F(StoreTransaction, LoadGoesOnInNoOtherStateThanThatInWhichItBegan) {
+  sto_Store store = Create();
+  cls_FieldHandle const field("m_Node"_cow);
+  Node const node(1);
+  SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+    node.DBWrite(cls_WriteVisitor(visitor, field, nullptr, &node));
+  });
+  for (bool const commits : {false, true}) {
+    sto_Transaction transaction(store);
+    store.Save("other", Node(2));
+    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] {
+      static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
+        commits ? transaction.Commit() : transaction.Rollback();
+        static_cast<void>(sto_ReadShared<Node>(visitor, field)); // another session may have changed it by now
+      }));
+    });
+    EXPECT_TRUE(Contains(message, "is over")) << message;
+    EXPECT_EQ(store.HasRoot("other"), commits);
+  }
+}
+
+TEST_F(StoreTransaction, CursorGoesOnInNoOtherStateThanThatInWhichItBegan) {
+  sto_Store store = Create();
+  cls_FieldHandle const field("m_List"_cow);
+  SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+    cls_xp1DArrayListInt list;
+    for (int i = 0; i < 5000; ++i) list.Append(i);
+    list.DBWrite(cls_WriteVisitor(visitor, field, nullptr, &list));
+  });
+  std::optional<sto_Transaction> transaction(store);
+  static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
+    std::unique_ptr<cls_MementoRead> const list(visitor.Memento()->MakeFieldReadObj(field));
+    std::unique_ptr<cls_ReadListPrim<int>> const cursor(list->MakeReadListPrim(static_cast<int*>(nullptr)));
+    EXPECT_EQ(cursor->Next(), 0);
+    transaction.reset();
+    MessageOf(sto_ErrorKind::Misuse, [&] {
+      while (cursor->More() != 0) static_cast<void>(cursor->Next());
+    });
+  }));
+}
 
 TEST_F(StoreTransaction, ExceptionOfAReadingConstructorLeaksNothingAndTheStoreGoesOn) {
   auto const root = std::make_shared<Node>(1);

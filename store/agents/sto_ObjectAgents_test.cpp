@@ -645,4 +645,22 @@ TEST_F(StoreObjectAgents, CollectionThatIsNotWrittenYetIsSeenByEverything) {
   EXPECT_EQ(ValuesOf(*made), (Ints{7, 8, 9}));
 }
 
+TEST_F(StoreObjectAgents, ElementThatOutlivesItsTransactionDoesNotKeepItsState) {
+  sto_Store store = MakeEmpty();
+  std::unique_ptr<List> const list = OpenList(store);
+  for (int i = 0; i < 3; ++i) Put(*list, i, i);
+  std::unique_ptr<cls_MementoRead> element;
+  {
+    sto_Transaction const transaction(store);
+    element.reset((*list)->MakeReadObj(0));
+  }
+  {
+    sto_Store other = Open();
+    std::unique_ptr<List> const same = OpenList(other);
+    Put(*same, 1, 77);
+  }
+  EXPECT_EQ(NodeValue((*list)->MakeReadObj(1)), 77);
+  EXPECT_EQ(NodeValue(element.release()), 0); // what it has read
+}
+
 } // namespace

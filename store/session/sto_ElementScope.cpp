@@ -37,7 +37,7 @@ sto_ElementSave::~sto_ElementSave() {
 
 std::shared_ptr<sto_ElementRead> sto_ElementRead::Join(sto_Session& session) {
   std::shared_ptr<sto_ElementRead> read = session.ElementRead().lock();
-  if (read == nullptr) {
+  if (read == nullptr || !session.InTransaction()) { // or the transaction that it was in is over
     read = std::make_shared<sto_ElementRead>(session);
     session.ElementRead() = read;
   }

@@ -56,6 +56,7 @@ void sto_RecordCache::Decode(std::int64_t id, sto_Record& record, std::string& p
 
 sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   m_Session.RaiseKept();
+  m_Session.RequireTransaction();
   if (sto_OpenCollection* const open = m_Session.Collections().Find(id)) open->WriteRecord();
   sto_Catalogue& catalogue = m_Session.Catalogue();
   catalogue.Load(m_Session.Driver()); // so that messages can name a class that the program does not know

@@ -19,8 +19,9 @@ class sto_RecordCache {
   sto_RecordCache& operator=(sto_RecordCache const&) = delete;
 
   /// Reads the current record of an object; null if there is none. If the object is an open collection, its
-  /// agent first writes its pending record. REQUIRES: an open transaction.
-  /// Errors: a failure kept by the session; Damaged if the bytes cannot be decoded or do not fit the store's
+  /// agent first writes its pending record.
+  /// Errors: a failure kept by the session; Misuse without a transaction, as in a load whose reading constructor has
+  /// ended it; Damaged if the bytes cannot be decoded or do not fit the store's
   /// catalogue; NewerFormat if a newer version of a class wrote them than this program declares.
   [[nodiscard]] sto_RecordRef Read(std::int64_t id);
 

@@ -104,6 +104,10 @@ void sto_Session::CheckTransaction() {
   Raise(sto_ErrorKind::Unavailable, "The transaction was undone by a failure; roll it back.");
 }
 
+void sto_Session::RaiseOver() const {
+  Raise(sto_ErrorKind::Misuse, "The transaction in which an object is being loaded is over.");
+}
+
 void sto_Session::Commit() {
   RaiseKept();
   if (!m_InTransaction) Raise(sto_ErrorKind::Misuse, "There is no transaction to commit.");
@@ -234,7 +238,10 @@ void sto_Session::NoteCompression(std::int64_t id, unsigned int classId, std::st
   if (newest == nullptr) return;
   cls_ClassNotes const* const notes = classes.Notes(classId, newest->Version());
   cls_ClassNotes::Attribute const* const said = notes == nullptr ? nullptr : notes->Find(attribute);
-  if (said != nullptr && said->m_Compress) m_CompressionOf.insert_or_assign(id, *said->m_Compress);
+  if (said != nullptr && said->m_Compress)
+    m_CompressionOf.insert_or_assign(id, *said->m_Compress);
+  else
+    m_CompressionOf.erase(id); // of another attribute that held it, or of undone work that had the id
 }
 
 void sto_Session::Raise(sto_ErrorKind kind, std::string const& message, sto_SourceLine line) const {

@@ -113,6 +113,10 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   // --- transactions
 
   [[nodiscard]] bool InTransaction() const noexcept { return m_InTransaction; }
+  /// Misuse without a transaction: a load, or something that was made in it, goes on after the transaction is over.
+  void RequireTransaction() const {
+    if (!m_InTransaction) RaiseOver();
+  }
   /// What the open write transaction restores in containers when it is rolled back.
   [[nodiscard]] sto_Keeping Keeping() const noexcept { return m_Keeping; }
   /// Raises if a failure has undone the open transaction, which can then only be rolled back: the kept
@@ -264,6 +268,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   [[noreturn]] void RethrowKept();
   /// Makes the storage hand out more ids. Full if none are left.
   void TakeRange();
+  [[noreturn]] void RaiseOver() const;
   void NoteCompression(std::int64_t id, unsigned int classId, std::string_view attribute);
   /// Takes notice of what other sessions have committed since the last transaction. `counter`: the store's change
   /// counter now.

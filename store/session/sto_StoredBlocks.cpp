@@ -66,6 +66,7 @@ sto_ByteView sto_StoredBlocks::ReadKept(int index) {
 }
 
 std::optional<sto_ByteView> sto_StoredBlocks::TryRead(int index) {
+  m_Session.RequireTransaction();
   std::int64_t const key = sto_BlockKey(m_ListId, index);
   m_NextIndex = index + 1;
   if (!m_Session.Driver().ReadBlock(key, m_Block)) return std::nullopt;

@@ -60,12 +60,6 @@ std::string UriOf(std::string const& path, bool isImmutable) {
   return uri;
 }
 
-sqlite3_file* FileOf(sqlite3* handle) noexcept {
-  sqlite3_file* file = nullptr;
-  sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, static_cast<void*>(&file));
-  return file == nullptr || file->pMethods == nullptr ? nullptr : file;
-}
-
 int CountCall(void* connectionsCallsLeft) {
   return --**static_cast<std::int64_t**>(connectionsCallsLeft) < 0 ? 1 : 0;
 }
@@ -73,7 +67,8 @@ int CountCall(void* connectionsCallsLeft) {
 } // namespace
 
 sto_SqliteConnection::sto_SqliteConnection(std::string const& path, Opening const& opening)
-    : m_Path(opening.m_NameInMessages.empty() ? path : opening.m_NameInMessages) {
+    : m_Path(opening.m_NameInMessages.empty() ? path : opening.m_NameInMessages), m_Entry(m_Handle) {
+  sto_SqliteForks::GiveUpInherited();
   int const flags = opening.m_Flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
   try {
     if (int const code =
@@ -81,14 +76,14 @@ sto_SqliteConnection::sto_SqliteConnection(std::string const& path, Opening cons
       Raise(code);
     Harden(opening.m_BusyMilliseconds);
   } catch (...) {
-    sqlite3_close_v2(m_Handle);
+    sqlite3_close_v2(std::exchange(m_Handle, nullptr));
     throw;
   }
 }
 
 sto_SqliteConnection::~sto_SqliteConnection() {
   m_PageCount.reset();
-  sqlite3_close_v2(m_Handle);
+  sqlite3_close_v2(std::exchange(m_Handle, nullptr));
 }
 
 void sto_SqliteConnection::Harden(int busyMilliseconds) {
@@ -134,7 +129,7 @@ std::string sto_SqliteConnection::QueryText(char const* sql) {
 
 sto_SqliteConnection::Header sto_SqliteConnection::ReadHeader() const {
   Header header{};
-  sqlite3_file* const file = FileOf(m_Handle);
+  sqlite3_file* const file = sto_FileOfSqlite(m_Handle);
   if (file == nullptr) return header;
   int const code = file->pMethods->xRead(file, header.data(), static_cast<int>(header.size()), 0);
   if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) Raise(code, true);
@@ -153,7 +148,7 @@ void sto_SqliteConnection::RaiseMoved(sto_SourceLine line) const {
 }
 
 bool sto_SqliteConnection::CanShareMemory() const {
-  sqlite3_file const* const file = FileOf(m_Handle);
+  sqlite3_file const* const file = sto_FileOfSqlite(m_Handle);
   return file != nullptr && file->pMethods->iVersion >= 2 && file->pMethods->xShmMap != nullptr;
 }
 

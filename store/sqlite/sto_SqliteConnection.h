@@ -9,6 +9,7 @@
 
 #include "store/base/sto_SourceLine.h"
 #include "store/format/sto_Codec.h"
+#include "store/sqlite/sto_SqliteForks.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -95,6 +96,7 @@ class sto_SqliteConnection {
 
   std::string m_Path;
   sqlite3* m_Handle = nullptr;
+  sto_SqliteForks::Entry m_Entry; // of m_Handle
   std::int64_t m_OwnCallsLeft = BaseCalls;
   std::int64_t* m_CallsLeft = &m_OwnCallsLeft;
   std::unique_ptr<sto_SqliteStatement> m_PageCount; // null until SizeBytes is called first
