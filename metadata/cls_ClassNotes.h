@@ -44,8 +44,8 @@ class KVL_EXPORT cls_ClassNotes {
   cls_ClassNotes& Enumerator(std::string_view attribute, std::string_view name, std::int64_t value);
 
   /// Whether the list, array or blob in the attribute is compressed when it is written, whatever the options of the
-  /// store say. Counts for what this program writes from now on; what is stored keeps its form.
-  /// A store refuses it (Misuse) for an attribute that holds none of these.
+  /// store say. Counts for what this program writes from now on; what is stored keeps its form. Maps of objects are
+  /// not compressed. A store refuses it (Misuse) for an attribute that holds none of these.
   cls_ClassNotes& Compress(std::string_view attribute, bool compresses = true);
 
   [[nodiscard]] Texts const& Notes() const noexcept { return m_Notes; }

@@ -59,6 +59,10 @@ class KVL_EXPORT cls_ClassRegistrar {
   cls_ClassNotes& NotesOf(unsigned int classId, int version);
   /// The same for reading; null if NotesOf was never called for it.
   [[nodiscard]] cls_ClassNotes const* FindNotes(unsigned int classId, int version) const noexcept;
+  /// All of them, by class ID and version.
+  [[nodiscard]] std::map<std::pair<unsigned int, int>, cls_ClassNotes> const& AllNotes() const noexcept {
+    return m_Notes;
+  }
   /// Whether NotesOf was ever called.
   [[nodiscard]] bool HasNotes() const noexcept { return !m_Notes.empty(); }
 

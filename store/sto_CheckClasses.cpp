@@ -14,6 +14,7 @@
 #include "store/format/sto_CollectionShape.h"
 #include "store/format/sto_TagFits.h"
 #include "store/session/sto_Classes.h"
+#include "store/session/sto_NotesCheck.h"
 
 namespace {
 
@@ -127,10 +128,12 @@ class Check {
       CheckClass(*metadata);
       CheckNumbers(*metadata);
       CheckDropped(*metadata);
+      CheckNotes(*metadata);
       if (!m_ChecksAll) continue;
       CheckIds(*metadata);
       CheckAttributes(*metadata);
     }
+    if (m_ChecksAll) CheckNotesOnNothing();
     std::ranges::stable_sort(m_Found, {}, &Mistake::m_Version);
     std::vector<std::string> sentences;
     sentences.reserve(m_Found.size());
@@ -179,6 +182,8 @@ class Check {
   void CheckNumbers(cls_ClassMetadata const& metadata);
   void CheckDropped(cls_ClassMetadata const& metadata);
   void CheckAttributes(cls_ClassMetadata const& metadata);
+  void CheckNotes(cls_ClassMetadata const& metadata);
+  void CheckNotesOnNothing();
 
   cls_ClassRegistrar const& m_Program;
   bool m_ChecksAll;
@@ -292,6 +297,22 @@ void Check::CheckAttributes(cls_ClassMetadata const& metadata) {
                         std::to_string(attribute.m_Type) + " and collection type " +
                         std::to_string(attribute.m_CollectionType) + ", " + problem + ".");
   });
+}
+
+void Check::CheckNotes(cls_ClassMetadata const& metadata) {
+  cls_ClassNotes const* const notes = m_Program.FindNotes(metadata.ClassId(), metadata.Version());
+  if (notes == nullptr) return;
+  std::string const problem = sto_ProblemOfNotes(
+      *notes, [&](std::string const& name) { return metadata.FindAttribute(cow_String(name)); });
+  if (!problem.empty()) Add(metadata, VersionOf(metadata) + problem + ".");
+}
+
+void Check::CheckNotesOnNothing() {
+  for (auto const& [version, notes] : m_Program.AllNotes())
+    if (!m_Program.ClassVersionIsPresent(version.first, version.second))
+      m_Found.push_back({version, "There are notes on version " + std::to_string(version.second) +
+                                      " of class " + std::to_string(version.first) +
+                                      ", which is not declared."});
 }
 
 } // namespace

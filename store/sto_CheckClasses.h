@@ -31,7 +31,9 @@ enum class sto_ClassChecks {
 /// - one name for two classes. The registrar finds only one of them, and messages cannot tell them apart;
 /// - a class that has the ID of a library class but another name;
 /// - classes whose newest versions derive from each other in a circle. A walk up the base classes would never
-///   end.
+///   end;
+/// - notes on an attribute that the class version does not declare itself, and whether an attribute is compressed
+///   that is no list, array or blob (cls_ClassNotes). Nothing would heed them.
 ///
 /// Open accepts the following, because a program may have a reason for them. They are reported here only:
 ///
@@ -44,7 +46,8 @@ enum class sto_ClassChecks {
 /// - an attribute of a list or table whose type differs from the element type that its collection type
 ///   implies. ATTR_OBJECT and host types are not compared;
 /// - version -1, which the registrar uses for "no version";
-/// - class ID 1, which as a base class ID means "no base class".
+/// - class ID 1, which as a base class ID means "no base class";
+/// - notes on a class version that is not declared. A plug-in may declare it later.
 ///
 /// Not detected: two registrations of a class version that differ in their constructor functions or type
 /// adapters; a later registration that declares fewer attributes, or more (these are added).

@@ -97,6 +97,34 @@ TEST_F(StoreCheckClasses, TheLibrarysOwnClassesMayBeRegistered) {
             Sentences());
 }
 
+TEST_F(StoreCheckClasses, NotesOnNothingAreMistakes) {
+  EXPECT_EQ(Reported([](cls_ClassRegistrar& r) {
+              Class(r, "Bolt", BoltId)
+                  .AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE)
+                  .AddAttribute(cls_FieldHandle("m_Part"_cow), ATTR_OBJECT, 1, COLLECTION_NONE);
+              r.NotesOf(BoltId, 1).Note("source", "catalogue").Unit("m_Length", "mm").Compress("m_Part");
+              r.NotesOf(BoltId, 2);
+            }),
+            Sentences{"There are notes on version 2 of class " + std::to_string(BoltId) +
+                      ", which is not declared."});
+  auto const refused = [](char const* attribute, bool compresses) {
+    return [=](cls_ClassRegistrar& r) {
+      Class(r, "Bolt", BoltId).AddAttribute(BoltLengthField(), ATTR_INT, 1, COLLECTION_NONE);
+      if (compresses)
+        r.NotesOf(BoltId, 1).Compress(attribute);
+      else
+        r.NotesOf(BoltId, 1).Unit(attribute, "mm");
+    };
+  };
+  EXPECT_EQ(
+      Refused(refused("m_Lenght", false)),
+      Sentences{"Class Bolt version 1 has notes on attribute m_Lenght, which it does not declare itself."});
+  EXPECT_EQ(
+      Refused(refused("m_Length", true)),
+      Sentences{
+          "Class Bolt version 1 says whether attribute m_Length is compressed, which is no list, array or blob."});
+}
+
 TEST_F(StoreCheckClasses, EqualRepeatsAreNoMistake) {
   EXPECT_EQ(Reported([](cls_ClassRegistrar& r) {
               for (int i = 0; i < 3; ++i) {

@@ -132,11 +132,10 @@ TEST_F(StoreCompressedArrays, AttributeThatCannotBeCompressedIsRefusedByName) {
         .AddAttribute(Sampled::ListField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
         .AddAttribute(cls_FieldHandle(2, "m_Number"_cow), ATTR_INT, 1, COLLECTION_NONE);
     classes.NotesOf(Listed::TypeId(), 1).Compress(attribute);
-    sto_Store store = sto_Store::Open(Path(attribute), sto_Mode::Create, classes);
-    std::string const message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("list", Listed(3)); });
-    EXPECT_TRUE(Contains(message, "Class Listed version 1")) << message;
+    std::string const message = MessageOf(
+        sto_ErrorKind::Misuse, [&] { sto_Store::Open(Path(attribute), sto_Mode::Create, classes); });
+    EXPECT_TRUE(Contains(message, "Listed version 1")) << message;
     EXPECT_TRUE(Contains(message, attribute)) << message;
-    EXPECT_EQ(store.ObjectCount(), 0);
   }
 }
 

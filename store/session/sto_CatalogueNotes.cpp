@@ -1,10 +1,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "metadata/cls_AttributeType.h"
-#include "metadata/cls_CollectionType.h"
 #include "store/base/sto_Exception.h"
 #include "store/session/sto_Catalogue.h"
+#include "store/session/sto_NotesCheck.h"
 
 // What programs say about classes beside their metadata (cls_ClassNotes), and what the store keeps of it.
 
@@ -54,19 +53,12 @@ sto_AttributeDescription DescriptionOf(sto_AttributeRow const& row, sto_StoredNo
 } // namespace
 
 void sto_Catalogue::CheckNotes(cls_ClassNotes const& notes, sto_ClassRow const& declared) const {
-  for (auto const& [name, said] : notes.OfAttributes()) {
+  std::string const problem = sto_ProblemOfNotes(notes, [&](std::string const& name) {
     auto const attribute = std::ranges::find(declared.m_Attributes, name, &sto_AttributeRow::m_Name);
-    if (attribute == declared.m_Attributes.end())
-      sto_Raise(sto_ErrorKind::Misuse, m_Location + ": " + VersionText(declared) +
-                                           " has notes on attribute " + name +
-                                           ", which it does not declare itself.");
-    bool const mayHaveBlocks =
-        attribute->m_CollectionType != COLLECTION_NONE || attribute->m_Type == ATTR_OBJECT;
-    if (said.m_Compress && !mayHaveBlocks)
-      sto_Raise(sto_ErrorKind::Misuse, m_Location + ": " + VersionText(declared) +
-                                           " says whether attribute " + name +
-                                           " is compressed, which is no list, array or blob.");
-  }
+    return attribute == declared.m_Attributes.end() ? nullptr : &*attribute;
+  });
+  if (!problem.empty())
+    sto_Raise(sto_ErrorKind::Misuse, m_Location + ": " + VersionText(declared) + problem + ".");
 }
 
 void sto_Catalogue::RecordUnits(sto_Driver& driver, sto_StoredClass& stored, sto_ClassRow const& declared) {
