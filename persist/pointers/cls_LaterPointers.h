@@ -101,12 +101,21 @@ template <class T>
 /// Fills a pointer that was left for later.
 template <class T> struct cls_FillPointer {
   static void Shared(cls_LaterReads::Read const& read) {
-    auto& target = *static_cast<std::shared_ptr<T>*>(read.m_Target);
-    target = cls_ConstructShared<T>(cls_ReadVisitor(read.m_Held.m_Source->MakeReadObj(read.m_Held)));
+    Set<std::shared_ptr<T>>(read, cls_ConstructShared<T>(VisitorOf(read)));
+  }
+  static void Weak(cls_LaterReads::Read const& read) {
+    Set<std::weak_ptr<T>>(read, cls_ConstructShared<T>(VisitorOf(read)));
   }
   static void Owned(cls_LaterReads::Read const& read) {
-    auto& target = *static_cast<std::unique_ptr<T>*>(read.m_Target);
-    target = cls_Construct<T>(cls_ReadVisitor(read.m_Held.m_Source->MakeReadObj(read.m_Held)));
+    Set<std::unique_ptr<T>>(read, cls_Construct<T>(VisitorOf(read)));
+  }
+
+ private:
+  static cls_ReadVisitor VisitorOf(cls_LaterReads::Read const& read) {
+    return cls_ReadVisitor(read.m_Held.m_Source->MakeReadObj(read.m_Held));
+  }
+  template <class Pointer, class Object> static void Set(cls_LaterReads::Read const& read, Object object) {
+    if (read.m_Target != nullptr) *static_cast<Pointer*>(read.m_Target) = std::move(object);
   }
 };
 
@@ -135,6 +144,14 @@ void cls_ReadLater(cls_ReadVisitor const& parent, cls_FieldHandle const& field, 
   target = nullptr;
   if (parent.DataIsPresent(field) == 0) return;
   if (cls_LaterPlace(parent).Leave(field, &target, &cls_FillPointer<T>::Shared)) return;
+  target = cls_ConstructShared<T>(cls_ReadVisitor(parent, field));
+}
+/// The same for a pointer that holds nothing: it is empty after the load if nothing else holds the object.
+template <class T>
+void cls_ReadLater(cls_ReadVisitor const& parent, cls_FieldHandle const& field, std::weak_ptr<T>& target) {
+  target.reset();
+  if (parent.DataIsPresent(field) == 0) return;
+  if (cls_LaterPlace(parent).Leave(field, &target, &cls_FillPointer<T>::Weak)) return;
   target = cls_ConstructShared<T>(cls_ReadVisitor(parent, field));
 }
 /// The same for one owner.

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "persist/visitors/cls_FieldHandle.h"
@@ -59,21 +61,30 @@ class KVL_EXPORT cls_NamesElements {
 /// The pointers that the running load has still to fill, and what it does when all are filled. An object behind a
 /// pointer is built after its holder and not inside it, so a chain of objects takes no stack, however long it is.
 ///
-/// A load that runs inside another one fills its own pointers before it returns. Errors: adding throws
-/// std::bad_alloc; then nothing has changed. Thread rule: one thread.
+/// A load that runs inside another one fills its own pointers before it returns.
+///
+/// A pointer must stay where it is until it is filled, and an object until its call. A class can have an owner that
+/// knows better: something at a fixed place in its objects that reports their moves and their ends (OwnerMoved,
+/// OwnerGone). What is left for later then moves along, or is forgotten.
+///
+/// Errors: adding throws std::bad_alloc; then nothing has changed. Thread rule: one thread.
 class KVL_EXPORT cls_LaterReads {
  public:
-  /// A pointer to fill: `m_Fill` builds or finds the object, and sets what is at `m_Target`.
+  /// A pointer to fill: `m_Fill` builds or finds the object, and then sets what is at `m_Target`, unless that has
+  /// become null meanwhile.
   struct Read {
     cls_HeldObject m_Held;
     void* m_Target;
     void (*m_Fill)(Read const& read);
+    void const* m_Owner = nullptr; ///< null: nothing reports moves
+    bool m_IsInOwner = false;      ///< the pointer lies in the object itself and moves with it
   };
   /// A call for an object when the graph is whole.
   struct Call {
     void* m_Object;
     int m_Argument;
     void (*m_Call)(void* object, int argument);
+    void const* m_Owner = nullptr; ///< null: nothing reports moves
   };
 
   /// Where a load began.
@@ -83,12 +94,44 @@ class KVL_EXPORT cls_LaterReads {
   };
 
   /// Whether a load runs that will fill pointers. Outside of one, read at once.
-  [[nodiscard]] bool IsOn() const noexcept { return m_Loads > 0; }
+  [[nodiscard]] bool IsOn() const noexcept { return m_Loads > 0 && m_AtOnce == 0; }
 
   /// REQUIRES: IsOn; the target stays where it is until the load has filled it or has failed.
-  void Add(Read read) { m_Reads.push_back(std::move(read)); }
+  void Add(Read read) {
+    if (read.m_Owner != nullptr) NoteOwner();
+    m_Reads.push_back(std::move(read));
+  }
   /// REQUIRES: IsOn; the object stays where it is until the load ends.
-  void AddCall(Call call) { m_Calls.push_back(call); }
+  void AddCall(Call const& call) {
+    if (call.m_Owner != nullptr) NoteOwner();
+    m_Calls.push_back(call);
+  }
+
+  /// An owner has moved from one place to another one in the same way as its object.
+  static void OwnerMoved(void const* from, void const* to) noexcept {
+    if (s_HaveOwners.load(std::memory_order_relaxed) != 0) MoveOwner(from, to);
+  }
+  /// An owner ends: what its object still waits for is forgotten.
+  static void OwnerGone(void const* owner) noexcept {
+    if (s_HaveOwners.load(std::memory_order_relaxed) != 0) MoveOwner(owner, nullptr);
+  }
+
+  /// While it lives, nothing is left for later: for reading into what will be copied or moved.
+  class AtOnce {
+   public:
+    /// `later` may be null.
+    explicit AtOnce(cls_LaterReads* later) noexcept : m_Later(later) {
+      if (m_Later != nullptr) ++m_Later->m_AtOnce;
+    }
+    AtOnce(AtOnce const&) = delete;
+    AtOnce& operator=(AtOnce const&) = delete;
+    ~AtOnce() {
+      if (m_Later != nullptr) --m_Later->m_AtOnce;
+    }
+
+   private:
+    cls_LaterReads* m_Later;
+  };
 
   /// A load begins.
   [[nodiscard]] Mark Begin() noexcept {
@@ -101,11 +144,45 @@ class KVL_EXPORT cls_LaterReads {
   /// The load ends. What it has not done is forgotten.
   void End(Mark const& mark) noexcept;
 
+  cls_LaterReads() = default;
+  cls_LaterReads(cls_LaterReads const&) = delete;
+  cls_LaterReads& operator=(cls_LaterReads const&) = delete;
+  ~cls_LaterReads() { ForgetOwners(); }
+
  private:
+  /// Those of this thread that have owners, in a chain.
+  static cls_LaterReads*& Chain() noexcept;
+  void NoteOwner() noexcept {
+    if (!m_HasOwners) BeginOwners();
+  }
+  void BeginOwners() noexcept;
+  void ForgetOwners() noexcept;
+  /// `to`: null if the owner is gone.
+  static void MoveOwner(void const* from, void const* to) noexcept;
+
+  /// The pointer that is being filled; several if loads are nested.
+  struct Filling {
+    Filling(cls_LaterReads& reads, Read const& read)
+        : m_Reads(reads), m_Read(read), m_Outer(std::exchange(reads.m_Filling, this)) {}
+    Filling(Filling const&) = delete;
+    Filling& operator=(Filling const&) = delete;
+    ~Filling() { m_Reads.m_Filling = m_Outer; }
+    cls_LaterReads& m_Reads;
+    Read m_Read;
+    Filling* m_Outer;
+  };
+  void Fill(Read const& read);
+
   /// Forgets what was added since the mark.
   KVL_LOCAL void Forget(Mark const& mark) noexcept;
 
+  static std::atomic<int> s_HaveOwners; // how many, in all threads
+
   int m_Loads = 0;
+  int m_AtOnce = 0;
+  bool m_HasOwners = false;
+  cls_LaterReads* m_NextInChain = nullptr;
+  Filling* m_Filling = nullptr;
   std::vector<Read> m_Reads;
   std::vector<Call> m_Calls;
 };
