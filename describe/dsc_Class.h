@@ -1,5 +1,6 @@
 #pragma once
 
+#include "describe/dsc_BasePart.h"
 #include "describe/dsc_Declaration.h"
 #include "describe/dsc_FieldCheck.h"
 #include "describe/dsc_FieldDeclarer.h"
@@ -35,7 +36,9 @@ struct dsc_Access {
     if constexpr (requires {
                     { &T::AfterRead } -> std::same_as<void (T::*)(int)>;
                   })
-      if (cls_MementoRead* const memento = visitor.Memento()) object.AfterRead(memento->ClassVersion());
+      if (cls_MementoRead* const memento = visitor.Memento();
+          memento != nullptr && memento->ClassVersion() >= 0)
+        object.AfterRead(memento->ClassVersion());
   }
 };
 
@@ -109,7 +112,8 @@ template <class T, class Base> struct dsc_Class {
   /// class is not stored.
   [[nodiscard]] static decltype(auto) BaseVisitor(cls_ReadVisitor const& visitor) {
     if constexpr (dsc_IsStoredBase<Base>)
-      return cls_ReadVisitor(visitor);
+      return cls_ReadVisitor(visitor.Memento() == nullptr ? nullptr
+                                                          : dsc_ReadBase(*visitor.Memento(), Base::TypeId()));
     else
       return static_cast<cls_ReadVisitor const&>(visitor);
   }

@@ -34,7 +34,9 @@ template <class T> class dsc_FieldDeclarer {
     Changes().Dropped(Name::View());
     DeclareHeld<dsc_Stored<std::remove_cvref_t<Value>>>();
   }
-  template <class Base> void operator()(kvl::BaseWas<Base> const&) { Changes().BaseWas(Base::TypeId()); }
+  template <class Base> void operator()(kvl::BaseWas<Base> const&) {
+    Changes().BaseWas(dsc_BaseClassId<Base>());
+  }
   void operator()(kvl::ClassWas const& was) { Changes().ClassWas(was.m_Name); }
 
  private:

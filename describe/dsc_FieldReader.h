@@ -43,7 +43,7 @@ template <class T> class dsc_FieldReader {
     }
     if constexpr (dsc_Has<dsc_OptionKind::Since, Options...>) {
       auto const& since = dsc_Get<dsc_OptionKind::Since>(options...);
-      if (Version() < since.m_Version && !Stored::template IsPresent<Name>(m_In, m_At)) {
+      if (IsOlderThan(since.m_Version) && !Stored::template IsPresent<Name>(m_In, m_At)) {
         if constexpr (!std::is_same_v<std::remove_cvref_t<decltype(since.m_Value)>, dsc_NoValue>)
           member = static_cast<Member>(since.m_Value);
         return;
@@ -92,9 +92,11 @@ template <class T> class dsc_FieldReader {
     member = among.ElseValue();
   }
 
-  [[nodiscard]] int Version() const {
+  /// False for a part that is not stored at all.
+  [[nodiscard]] bool IsOlderThan(int version) const {
     cls_MementoRead* const memento = m_In.m_Visitor.Memento();
-    return memento == nullptr ? -1 : memento->ClassVersion();
+    int const stored = memento == nullptr ? -1 : memento->ClassVersion();
+    return stored >= 0 && stored < version;
   }
 
   T& m_Object;

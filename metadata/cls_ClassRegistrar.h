@@ -68,6 +68,8 @@ class KVL_EXPORT cls_ClassRegistrar {
   cls_ClassChanges& ChangesOf(unsigned int classId);
   /// The same for reading; null if ChangesOf was never called for it.
   [[nodiscard]] cls_ClassChanges const* FindChanges(unsigned int classId) const noexcept;
+  /// Whether ChangesOf was ever called.
+  [[nodiscard]] bool HasChanges() const noexcept { return !m_Changes.empty(); }
 
   [[nodiscard]] bool ClassIsPresent(unsigned int const& classId) const;
   [[nodiscard]] bool ClassVersionIsPresent(unsigned int classId, int version) const;
