@@ -94,6 +94,22 @@
                                                                                                              \
  public:
 
+/// Makes a struct a value, with a Describe of its own: its members are stored as parts of the object that has it
+/// as a member, also in lists and maps. A struct with public members remains an aggregate.
+///
+///     struct Point {
+///       KVL_VALUE(Point)
+///       static constexpr void Describe(auto& field) {
+///         field(KVL_F(x));
+///         field(KVL_F(y));
+///       }
+///       double x = 0;
+///       double y = 0;
+///     };
+#define KVL_VALUE(Struct)                                                                                    \
+  using kvl_Self = Struct;                                                                                   \
+  using kvl_Value = void;
+
 template <class Base> inline constexpr bool dsc_CanBeBase = !requires {
   typename Base::kvl_Alone;
 };

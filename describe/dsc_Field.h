@@ -5,6 +5,7 @@
 #include "describe/dsc_Options.h"
 #include "describe/dsc_Pointers.h"
 #include "describe/dsc_Scalars.h"
+#include "describe/dsc_Values.h"
 
 template <class Member, class... Options> struct dsc_FieldValueOf { using Type = Member; };
 template <class Member, class First, class... More>

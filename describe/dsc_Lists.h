@@ -155,6 +155,18 @@ template <class T> [[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visi
     return T(visitor);
 }
 
+/// Writes a whole list of objects: `writeAll` gets a function, and calls it with the address of each.
+template <class Name, class WriteAll> void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, WriteAll writeAll) {
+  cls_Received<cls_WriteListObj> const builder(out.m_Visitor.Memento()->MakeFieldWriteListObj(
+      Name::Handle(at.m_Number), out.m_Identity.OfCollection(at.m_Collection, out.m_Collections)));
+  writeAll([&](auto const* object) {
+    if (object == nullptr)
+      dsc_Raise(out.m_Class, Name::View(), "one of its pointers is null, and a list has no null elements.");
+    cls_WriteRequestListObj const request(builder.get());
+    object->DBWrite(cls_WriteVisitor(request, object));
+  });
+}
+
 template <dsc_IsSequence T>
 requires dsc_IsHeld<typename T::value_type>
 struct dsc_Stored<T> : dsc_OneField<1> {
@@ -167,15 +179,9 @@ struct dsc_Stored<T> : dsc_OneField<1> {
   }
 
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {
-    cls_Received<cls_WriteListObj> const builder(out.m_Visitor.Memento()->MakeFieldWriteListObj(
-        Name::Handle(at.m_Number), out.m_Identity.OfCollection(at.m_Collection, out.m_Collections)));
-    for (Element const& element : container) {
-      Object const* const object = dsc_ObjectOf(element);
-      if (object == nullptr)
-        dsc_Raise(out.m_Class, Name::View(), "one of its pointers is null, and a list has no null elements.");
-      cls_WriteRequestListObj const request(builder.get());
-      object->DBWrite(cls_WriteVisitor(request, object));
-    }
+    dsc_WriteObjects<Name>(out, at, [&container](auto write) {
+      for (Element const& element : container) write(dsc_ObjectOf(element));
+    });
   }
 
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& container) {

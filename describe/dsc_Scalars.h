@@ -152,8 +152,7 @@ struct dsc_Stored<T> : dsc_OneField<0> {
   using Value = dsc_Stored<typename T::value_type>;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    Value::template Declare<Name>(to, at);
-    to.MayBeAbsent<Name>();
+    Value::template Declare<Name>(to.Optional(), at);
   }
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& value) {
     if (value.has_value()) Value::template Write<Name>(out, at, *value);

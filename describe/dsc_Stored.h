@@ -33,7 +33,7 @@ struct dsc_Place {
   int m_Collection = 0;
 
   [[nodiscard]] constexpr dsc_Place Plus(int numbers, int collections) const noexcept {
-    return {m_Number + numbers, m_Collection + collections};
+    return {m_Number + numbers, m_Collection < 0 ? m_Collection : m_Collection + collections};
   }
 };
 
@@ -41,10 +41,13 @@ struct dsc_Place {
 struct dsc_Declaring {
   cls_ClassRegistrar& m_Registrar;
   cls_ClassMetadata& m_Metadata;
+  bool m_MayBeAbsent = false; ///< all that is declared: it belongs to a value that an object may not have
 
   template <class Name> void Add(dsc_Place at, cls_AttributeType type, cls_CollectionType collection) const {
     m_Metadata.AddAttribute(Name::Handle(at.m_Number), type, 1, collection);
+    if (m_MayBeAbsent) MayBeAbsent<Name>();
   }
+  [[nodiscard]] dsc_Declaring Optional() const noexcept { return {m_Registrar, m_Metadata, true}; }
   /// An object may have no value of the attribute.
   template <class Name> void MayBeAbsent() const {
     m_Registrar.NotesOf(m_Metadata.ClassId(), m_Metadata.Version()).MayBeAbsent(Name::View());
