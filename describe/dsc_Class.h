@@ -75,7 +75,7 @@ template <class T> struct dsc_CheckedClass {
 template <class T, class Base> struct dsc_Class {
   static void Write(T const& object, cls_WriteVisitor const& visitor) {
     dsc_Identity const& identity = dsc_Access::Identity(object);
-    if (visitor.StartWrite(T::TypeId(), identity.Own()) == 0) return;
+    if (visitor.StartWrite(T::TypeId(), identity.Own(dsc_CheckedClass<T>::Collections)) == 0) return;
     if constexpr (dsc_IsStoredBase<Base>) object.Base::DBWrite(cls_WriteVisitor(visitor, Base::TypeId()));
     dsc_Out const out{visitor, identity, dsc_CheckedClass<T>::Collections, dsc_Access::Info<T>().m_Name};
     dsc_FieldWriter<T> field(object, out);
@@ -84,7 +84,8 @@ template <class T, class Base> struct dsc_Class {
 
   static void Read(T& object, cls_ReadVisitor const& visitor) {
     dsc_Identity& identity = dsc_Access::Identity(object);
-    if (cls_MementoRead* const memento = visitor.Memento()) identity.TakeOwn(memento->GetUid());
+    if (cls_MementoRead* const memento = visitor.Memento())
+      identity.TakeOwn(memento->GetUid(), dsc_CheckedClass<T>::Collections);
     dsc_In const in{visitor, identity, dsc_CheckedClass<T>::Collections, dsc_Access::Info<T>().m_Name};
     dsc_FieldReader<T> field(object, in);
     dsc_Access::Describe<T>(field);
@@ -105,7 +106,7 @@ template <class T, class Base> struct dsc_Class {
     AddOwnBytes(coverage);
     dsc_FieldDeclarer<T> field(registrar, metadata, coverage);
     dsc_Access::Describe<T>(field);
-    dsc_CheckCoverage(declared, coverage, sizeof(T), alignof(T));
+    dsc_CheckCoverage(Info.m_Name, {}, coverage, sizeof(T), alignof(T));
   }
 
   /// What the reading constructor gives its base class: the part below this one, or the object itself if the base

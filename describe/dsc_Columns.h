@@ -20,10 +20,22 @@
 ///     template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach);
 ///     // How many there are; -1 if the field is absent.
 ///     template <class Name> static long long Count(dsc_In const& in, dsc_Place at);
-template <class T> struct dsc_Column { using IsUnknown = void; };
+///
+/// This form is for types that have none; see dsc_Stored.
+template <class T> struct dsc_Column {
+  using IsUnknown = void;
+  static constexpr int Fields = 1;
+  static constexpr int Collections = 1;
+  template <class Name> static void Declare(dsc_Declaring const&, dsc_Place) {}
+  template <class Name, class ForEach> static void Write(dsc_Out const&, dsc_Place, ForEach) {}
+  template <class Name, class ForEach> static void Read(dsc_In const&, dsc_Place, ForEach) {}
+  template <class Name> static long long Count(dsc_In const&, dsc_Place) { return -1; }
+};
 
 template <class T>
-concept dsc_HasColumn = !requires { typename dsc_Column<T>::IsUnknown; };
+concept dsc_HasColumn = !requires {
+  typename dsc_Column<T>::IsUnknown;
+};
 
 /// std::complex, known by what it can do.
 template <class T>
@@ -47,8 +59,7 @@ struct dsc_Row<T> {
 };
 /// 64-bit integers: the low half, then the high half.
 template <class T>
-requires dsc_IsInteger<T> && (sizeof(T) == 8)
-struct dsc_Row<T> {
+requires dsc_IsInteger<T> &&(sizeof(T) == 8) struct dsc_Row<T> {
   static constexpr int Width = 2;
   using Plain = unsigned int;
   static void Write(T const& value, Plain* row) {
@@ -68,11 +79,14 @@ template <dsc_IsComplex T> struct dsc_Row<T> {
     row[0] = value.real();
     row[1] = value.imag();
   }
-  template <class Name> static void Read(Plain const* row, T& value, char const*) { value = T(row[0], row[1]); }
+  template <class Name> static void Read(Plain const* row, T& value, char const*) {
+    value = T(row[0], row[1]);
+  }
 };
 
 template <class T>
-concept dsc_IsRow = dsc_Row<T>::Width > 0;
+concept dsc_IsRow = dsc_Row<T>::Width >
+0;
 
 /// The cursor over a list that a field holds. Raises nex_TextException for a list that has too few or too many
 /// elements for the values that are read from it.
@@ -114,14 +128,14 @@ template <dsc_IsRow T> struct dsc_Column<T> {
   using Plain = typename Row::Plain;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>());
+    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
   }
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
     // The list begins with its row width, so it has its own builder and not that of dsc_WriteList.
     cls_WriteVisitor const visitor(out.m_Visitor, Name::Handle(at.m_Number), nullptr, nullptr);
     visitor.StartWrite(cls_InternalListTypeId,
                        out.m_Identity.OfCollection(at.m_Collection, out.m_Collections));
-    visitor.CheckCollectionType(dsc_ListCode<Plain>());
+    visitor.CheckCollectionType(dsc_ListCode<Plain>);
     if (visitor.Memento() == nullptr) return;
     Plain const tag{};
     cls_Received<cls_WriteListPrim<Plain>> const builder(
@@ -173,7 +187,8 @@ template <class T>
 concept dsc_IsArray = requires {
   typename T::value_type;
   std::tuple_size<T>::value;
-  requires std::is_same_v<std::remove_cvref_t<decltype(std::declval<T&>()[0])>, typename T::value_type>;
+  requires std::is_same_v < std::remove_cvref_t<decltype(std::declval<T&>()[0])>,
+  typename T::value_type > ;
 };
 
 /// Arrays: the elements of one after those of the other.
@@ -188,14 +203,12 @@ struct dsc_Column<T> {
     Element::template Declare<Name>(to, at);
   }
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
-    Element::template Write<Name>(out, at, [&](auto act) {
-      forEach([&](T const& array) { dsc_ForEachElement(array, act); });
-    });
+    Element::template Write<Name>(
+        out, at, [&](auto act) { forEach([&](T const& array) { dsc_ForEachElement(array, act); }); });
   }
   template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
-    Element::template Read<Name>(in, at, [&](auto act) {
-      forEach([&](T& array) { dsc_ForEachElement(array, act); });
-    });
+    Element::template Read<Name>(
+        in, at, [&](auto act) { forEach([&](T& array) { dsc_ForEachElement(array, act); }); });
   }
   template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
     long long const count = Element::template Count<Name>(in, at);
@@ -208,13 +221,14 @@ template <class Name, cow_LiteralChars Suffix, class Lead> struct dsc_LeadColumn
   using Column = dsc_Column<Lead>;
   using LeadName = dsc_WithSuffix<Name, Suffix>;
 
-  static void Declare(dsc_Declaring const& to, dsc_Place at) { Column::template Declare<LeadName>(to, at); }
+  static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    Column::template Declare<LeadName>(to.WithoutUnit(), at);
+  }
   /// `leadOf` returns a value's int or bool.
   template <class T, class ForEach, class LeadOf>
   static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach, LeadOf leadOf) {
-    Column::template Write<LeadName>(out, at, [&](auto act) {
-      forEach([&](T const& value) { act(static_cast<Lead>(leadOf(value))); });
-    });
+    Column::template Write<LeadName>(
+        out, at, [&](auto act) { forEach([&](T const& value) { act(static_cast<Lead>(leadOf(value))); }); });
   }
   /// `take` gets a value and its int or bool.
   template <class T, class ForEach, class Take>
@@ -258,9 +272,8 @@ struct dsc_Column<T> {
       list.clear();
       list.resize(static_cast<std::size_t>(length));
     });
-    Element::template Read<Values<Name>>(in, at.Plus(1, 1), [&](auto act) {
-      forEach([&](T& list) { dsc_ForEachElement(list, act); });
-    });
+    Element::template Read<Values<Name>>(
+        in, at.Plus(1, 1), [&](auto act) { forEach([&](T& list) { dsc_ForEachElement(list, act); }); });
   }
   template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
     return Lengths<Name>::Count(in, at);
@@ -300,7 +313,9 @@ struct dsc_Column<T> {
       });
     });
   }
-  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) { return Has<Name>::Count(in, at); }
+  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
+    return Has<Name>::Count(in, at);
+  }
 };
 
 /// Objects behind owning pointers: a list of objects.
@@ -314,13 +329,15 @@ template <dsc_IsOwner T> struct dsc_Column<T> {
     to.Add<Name>(at, ATTR_OBJECT, COLLECTION_OBJ);
   }
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
-    dsc_WriteObjects<Name>(out, at, [&](auto write) { forEach([&](T const& pointer) { write(pointer.get()); }); });
+    dsc_WriteObjects<Name>(out, at,
+                           [&](auto write) { forEach([&](T const& pointer) { write(pointer.get()); }); });
   }
   template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
     dsc_StoredCollection const stored(in, at, Name::Handle(at.m_Number));
     cls_Received<cls_ReadListObj> const cursor(stored.Memento()->MakeReadListObj());
     auto const check = [&](bool fits) {
-      if (!fits) dsc_Raise(in.m_Class, Name::View(), "the stored list has another length than the lists beside it.");
+      if (!fits)
+        dsc_Raise(in.m_Class, Name::View(), "the stored list has another length than the lists beside it.");
     };
     forEach([&](T& pointer) {
       check(cursor->More() != 0);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/kvl_Export.h"
@@ -28,6 +28,11 @@ class KVL_EXPORT dsc_Coverage {
   };
   std::vector<Run> m_Runs;
 };
+
+/// Raises nex_TextException if bytes of an object belong to no field. `field`: the one that has the object as a value;
+/// empty for an object of the class itself.
+KVL_EXPORT void dsc_CheckCoverage(char const* className, std::string_view field, dsc_Coverage const& coverage,
+                                  std::size_t bytes, std::size_t alignment);
 
 /// Where something lies in an object of class T: `addressOf` gets the object, and returns the address. There is no
 /// object: only addresses are computed, in room for one.

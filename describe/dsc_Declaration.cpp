@@ -78,14 +78,3 @@ void dsc_BeginDeclaring(cls_ClassRegistrar& registrar, dsc_DeclaredClass const& 
   if (std::string const place = PlaceOf(declared); !place.empty())
     registrar.ChangesOf(declared.m_ClassId).DeclaredAt(place);
 }
-
-void dsc_CheckCoverage(dsc_DeclaredClass const& declared, dsc_Coverage const& coverage, std::size_t bytes,
-                       std::size_t alignment) {
-  dsc_Coverage::Gap const gap = coverage.FirstGap(bytes, alignment);
-  if (gap.m_Bytes == 0) return;
-  dsc_Raise(
-      declared.m_Name, {},
-      std::to_string(gap.m_Bytes) + " bytes at offset " + std::to_string(gap.m_Offset) +
-          " belong to no field. Describe the member that lies there; with kvl::Transient if it is not to be "
-          "stored.");
-}

@@ -27,7 +27,3 @@ struct dsc_DeclaredClass {
 
 /// Notes where the class is described. Raises nex_TextException if its base class is not declared.
 KVL_EXPORT void dsc_BeginDeclaring(cls_ClassRegistrar& registrar, dsc_DeclaredClass const& declared);
-
-/// Raises nex_TextException if bytes of the class belong to no field.
-KVL_EXPORT void dsc_CheckCoverage(dsc_DeclaredClass const& declared, dsc_Coverage const& coverage,
-                                  std::size_t bytes, std::size_t alignment);

@@ -23,7 +23,7 @@ template <class T> class dsc_FieldDeclarer {
                    alignof(Member));
     if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
       using Stored = dsc_Stored<dsc_FieldValue<Member, Options...>>;
-      Stored::template Declare<Name>(dsc_Declaring{m_Registrar, m_Metadata}, m_At);
+      Stored::template Declare<Name>({m_Registrar, m_Metadata, false, UnitOf(options...)}, m_At);
       m_At = m_At.Plus(Stored::Fields, Stored::Collections);
       DeclareHeld<Stored>();
       (Note<Name>(options), ...);
@@ -47,11 +47,16 @@ template <class T> class dsc_FieldDeclarer {
 
   cls_ClassChanges& Changes() { return m_Registrar.ChangesOf(m_Metadata.ClassId()); }
 
+  template <class... Options> [[nodiscard]] static char const* UnitOf(Options const&... options) {
+    if constexpr (dsc_Has<dsc_OptionKind::Unit, Options...>)
+      return dsc_Get<dsc_OptionKind::Unit>(options...).m_Text;
+    else
+      return nullptr;
+  }
+
   template <class Name, class Option> void Note(Option const& option) {
     constexpr dsc_OptionKind Kind = dsc_KindOf<Option>;
-    if constexpr (Kind == dsc_OptionKind::Unit)
-      m_Registrar.NotesOf(m_Metadata.ClassId(), m_Metadata.Version()).Unit(Name::View(), option.m_Text);
-    else if constexpr (Kind == dsc_OptionKind::Since)
+    if constexpr (Kind == dsc_OptionKind::Since)
       Changes().Since(Name::View(), option.m_Version);
     else if constexpr (Kind == dsc_OptionKind::Was)
       NoteNames<Name>(option);

@@ -1,31 +1,21 @@
 #include "describe/dsc_Identity.h"
 
-#include <memory>
-#include <utility>
+#include <algorithm>
 
 void dsc_Identity::MakeBlock(int collections) const {
   std::size_t const count = 1 + static_cast<std::size_t>(collections);
-  cls_Uid own = Word() == 0 ? cls_Uid() : Single();
-  auto* const block = static_cast<std::size_t*>(dsc_IdentityPool::Take(1 + count));
-  auto* const uids = reinterpret_cast<cls_Uid*>(block + 1);
-  std::size_t made = 0;
-  try {
-    for (; made + 1 < count; ++made) new (uids + 1 + made) cls_Uid();
-  } catch (...) {
-    std::destroy_n(uids + 1, made);
-    dsc_IdentityPool::GiveBack(block, 1 + count);
-    throw;
-  }
-  new (block) std::size_t(count);
-  new (uids) cls_Uid(own);
-  if (Word() != 0) Single().~cls_Uid();
+  auto* const block = static_cast<std::uintptr_t*>(dsc_IdentityPool::Take(1 + count));
+  block[0] = count;
+  block[1] = Word(); // the identity itself moves
+  std::fill_n(block + 2, collections, std::uintptr_t{0});
   std::uintptr_t const word = reinterpret_cast<std::uintptr_t>(block) + BlockBit;
   std::memcpy(&m_Word, &word, sizeof(word));
 }
 
 void dsc_Identity::DropBlock() noexcept {
-  std::size_t* const block = Block();
-  std::size_t const count = *block;
-  std::destroy_n(reinterpret_cast<cls_Uid*>(block + 1), count);
+  std::uintptr_t* const block = Block();
+  std::size_t const count = block[0];
+  for (std::size_t i = 1; i <= count; ++i)
+    if (WordAt(block + i) != 0) At(block + i).~cls_Uid();
   dsc_IdentityPool::GiveBack(block, 1 + count);
 }

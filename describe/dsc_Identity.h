@@ -35,45 +35,61 @@ class dsc_Identity {
   }
   ~dsc_Identity() { Drop(); }
 
-  /// The identity of the object or part.
-  [[nodiscard]] cls_Uid const& Own() const {
-    if (Word() == 0) new (&m_Word) cls_Uid();
-    return IsBlock() ? *Uids() : Single();
+  /// The identity of the object or part, which has this many collections.
+  [[nodiscard]] cls_Uid const& Own(int collections = 0) const {
+    if (Word() == 0) {
+      if (collections != 0) MakeBlock(collections);
+    }
+    return Take(IsBlock() ? Block() + 1 : &m_Word);
   }
 
   /// The identity of collection `index` of `count`, which is the same number each time.
   [[nodiscard]] cls_Uid const& OfCollection(int index, int count) const {
     if (!IsBlock()) MakeBlock(count);
-    return Uids()[1 + index];
+    return Take(Block() + 2 + index);
   }
 
   /// Takes the identity of a stored object or part. REQUIRES: there is none yet.
-  void TakeOwn(cls_Uid const& uid) noexcept { new (&m_Word) cls_Uid(uid); }
+  void TakeOwn(cls_Uid const& uid, int collections) {
+    if (collections != 0) MakeBlock(collections);
+    new (collections != 0 ? Block() + 1 : &m_Word) cls_Uid(uid);
+  }
 
   /// Takes the identity of a stored collection.
   void TakeCollection(int index, int count, cls_Uid const& uid) {
     if (!IsBlock()) MakeBlock(count);
-    Uids()[1 + index] = uid;
+    std::uintptr_t* const place = Block() + 2 + index;
+    if (WordAt(place) == 0)
+      new (place) cls_Uid(uid);
+    else
+      At(place) = uid;
   }
 
  private:
   static constexpr std::uintptr_t BlockBit = 1;
 
-  // m_Word is storage for a cls_Uid, which is one pointer and never null, and is looked at through these only.
-  [[nodiscard]] cls_Uid& Single() const noexcept {
-    return *std::launder(reinterpret_cast<cls_Uid*>(&m_Word));
+  // A word is 0, or storage with a cls_Uid in it, which is one pointer and never null. They are looked at through
+  // these functions only.
+  [[nodiscard]] static cls_Uid& At(std::uintptr_t* place) noexcept {
+    return *std::launder(reinterpret_cast<cls_Uid*>(place));
   }
-  [[nodiscard]] bool IsBlock() const noexcept { return (Word() & BlockBit) != 0; }
-  [[nodiscard]] std::uintptr_t Word() const noexcept {
+  [[nodiscard]] static std::uintptr_t WordAt(std::uintptr_t const* place) noexcept {
     std::uintptr_t word = 0;
-    std::memcpy(&word, &m_Word, sizeof(word));
+    std::memcpy(&word, place, sizeof(word));
     return word;
   }
-  /// A block begins with the number of its identities.
-  [[nodiscard]] std::size_t* Block() const noexcept {
-    return reinterpret_cast<std::size_t*>(Word() - BlockBit);
+  /// The identity in a word; a new one if there is none yet.
+  [[nodiscard]] static cls_Uid const& Take(std::uintptr_t* place) {
+    if (WordAt(place) == 0) new (place) cls_Uid();
+    return At(place);
   }
-  [[nodiscard]] cls_Uid* Uids() const noexcept { return reinterpret_cast<cls_Uid*>(Block() + 1); }
+
+  [[nodiscard]] std::uintptr_t Word() const noexcept { return WordAt(&m_Word); }
+  [[nodiscard]] bool IsBlock() const noexcept { return (Word() & BlockBit) != 0; }
+  /// A block has the number of its identities, the object's own, and those of the collections.
+  [[nodiscard]] std::uintptr_t* Block() const noexcept {
+    return reinterpret_cast<std::uintptr_t*>(Word() - BlockBit);
+  }
 
   void Swap(dsc_Identity& other) noexcept {
     std::uintptr_t const mine = Word();
@@ -84,8 +100,9 @@ class dsc_Identity {
   void Drop() noexcept {
     if (Word() == 0) return;
     if (IsBlock()) return DropBlock();
-    Single().~cls_Uid();
+    At(&m_Word).~cls_Uid();
   }
+  /// REQUIRES: there is no block yet.
   KVL_EXPORT void MakeBlock(int collections) const;
   KVL_EXPORT void DropBlock() noexcept;
 

@@ -9,7 +9,7 @@ template class thr_ThreadSingleton<dsc_IdentityPool>;
 namespace {
 
 /// The thread's pool, beside the singleton's slot: objects with collections look for it each time they are made.
-constinit thread_local dsc_IdentityPool* t_Pool = nullptr;
+constinit thread_local dsc_IdentityPool* t_Pool KVL_TLS_INITIAL_EXEC = nullptr;
 
 } // namespace
 

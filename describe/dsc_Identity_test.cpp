@@ -67,7 +67,7 @@ TEST(dsc_Identity, TakesThoseOfAStoredObject) {
   cls_Uid const list;
   {
     dsc_Identity identity;
-    identity.TakeOwn(own);
+    identity.TakeOwn(own, 0);
     EXPECT_EQ(identity.Own().Entry(), own.Entry());
     identity.TakeCollection(1, 2, list);
     EXPECT_EQ(identity.Own().Entry(), own.Entry());
@@ -76,6 +76,22 @@ TEST(dsc_Identity, TakesThoseOfAStoredObject) {
   }
   EXPECT_EQ(own.Entry()->m_RefCount, 1U);
   EXPECT_EQ(list.Entry()->m_RefCount, 1U);
+}
+
+TEST(dsc_Identity, TakesThoseOfAStoredObjectWithCollections) {
+  cls_Uid const own;
+  cls_Uid const list;
+  dsc_Identity identity;
+  identity.TakeOwn(own, 2);
+  identity.TakeCollection(1, 2, list);
+  EXPECT_EQ(identity.Own().Entry(), own.Entry());
+  EXPECT_EQ(identity.OfCollection(1, 2).Entry(), list.Entry());
+  EXPECT_NE(identity.OfCollection(0, 2).Entry(), list.Entry());
+  identity.TakeCollection(0, 2, list); // in the place of the one that was just made
+  EXPECT_EQ(identity.OfCollection(0, 2).Entry(), list.Entry());
+  dsc_Identity const asked;
+  EXPECT_EQ(asked.Own(3).Entry(), asked.Own().Entry());
+  EXPECT_NE(asked.Own().Entry(), asked.OfCollection(0, 3).Entry());
 }
 
 TEST(dsc_Identity, ManyCollections) {

@@ -41,10 +41,14 @@ concept dsc_IsSequence = !dsc_IsText<T> && !requires {
   container.insert(container.end(), static_cast<typename T::value_type&&>(value));
 };
 
-/// The collection type of a list of T.
-template <class T> [[nodiscard]] cls_CollectionType dsc_ListCode() noexcept {
-  return cls_CollectionTypeFix(COLLECTION_LIST, static_cast<T*>(nullptr));
-}
+/// The collection type of a list of T: what cls_CollectionTypeFix makes of COLLECTION_LIST, without a call.
+template <class T> inline constexpr cls_CollectionType dsc_ListCode = COLLECTION_NONE;
+template <> inline constexpr cls_CollectionType dsc_ListCode<bool> = COLLECTION_LIST_BOOL;
+template <> inline constexpr cls_CollectionType dsc_ListCode<double> = COLLECTION_LIST_DOUBLE;
+template <> inline constexpr cls_CollectionType dsc_ListCode<float> = COLLECTION_LIST_FLOAT;
+template <> inline constexpr cls_CollectionType dsc_ListCode<int> = COLLECTION_LIST_INT;
+template <> inline constexpr cls_CollectionType dsc_ListCode<cow_String> = COLLECTION_LIST_STRING;
+template <> inline constexpr cls_CollectionType dsc_ListCode<unsigned int> = COLLECTION_LIST_UINT;
 
 /// Writes a whole list of plain elements: `appendAll` gets the builder.
 template <class Name, class Plain, class AppendAll>
@@ -52,7 +56,7 @@ void dsc_WriteList(dsc_Out const& out, dsc_Place at, void const* container, Appe
   cls_WriteVisitor const visitor(out.m_Visitor, Name::Handle(at.m_Number), nullptr, container);
   // The result says whether the list was written already; lists are written each time, as wrappers are.
   visitor.StartWrite(cls_InternalListTypeId, out.m_Identity.OfCollection(at.m_Collection, out.m_Collections));
-  visitor.CheckCollectionType(dsc_ListCode<Plain>());
+  visitor.CheckCollectionType(dsc_ListCode<Plain>);
   if (visitor.Memento() == nullptr) return;
   Plain const tag{};
   cls_Received<cls_WriteListPrim<Plain>> const builder(visitor.Memento()->MakeWriteListPrim(&tag, 1));
@@ -92,7 +96,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
   };
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>());
+    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
   }
 
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {
@@ -108,10 +112,11 @@ struct dsc_Stored<T> : dsc_OneField<1> {
 
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& container) {
     cls_FieldHandle const field = Name::Handle(at.m_Number);
-    if (in.m_Visitor.DataIsPresent(field) == 0) return;
     dsc_StoredCollection const stored(in, at, field);
+    if (stored.Memento() == nullptr) return;
     Plain tag{};
     cls_Received<cls_ReadListPrim<Plain>> const cursor(stored.Memento()->MakeReadListPrim(&tag));
+    if (cursor->Count() == 0 && in.m_Visitor.DataIsPresent(field) == 0) return; // absent lists are empty
     container.clear();
     if constexpr (IsRun) {
       container.resize(static_cast<std::size_t>(cursor->Count()));
@@ -156,7 +161,8 @@ template <class T> [[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visi
 }
 
 /// Writes a whole list of objects: `writeAll` gets a function, and calls it with the address of each.
-template <class Name, class WriteAll> void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, WriteAll writeAll) {
+template <class Name, class WriteAll>
+void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, WriteAll writeAll) {
   cls_Received<cls_WriteListObj> const builder(out.m_Visitor.Memento()->MakeFieldWriteListObj(
       Name::Handle(at.m_Number), out.m_Identity.OfCollection(at.m_Collection, out.m_Collections)));
   writeAll([&](auto const* object) {

@@ -61,7 +61,7 @@ template <class Stored, class To, class From>
   return {toStored, fromStored};
 }
 
-/// The unit of the values. The store describes the attribute with it.
+/// The unit of the numbers in the field. The store describes their attributes with it.
 struct Unit {
   static constexpr dsc_OptionKind Kind = dsc_OptionKind::Unit;
   constexpr explicit Unit(char const* text) : m_Text(text) {}

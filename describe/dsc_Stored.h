@@ -37,20 +37,31 @@ struct dsc_Place {
   }
 };
 
-/// Where the attributes of one class are declared.
+/// Where the attributes of one class are declared, and what is said about those of one field.
 struct dsc_Declaring {
   cls_ClassRegistrar& m_Registrar;
   cls_ClassMetadata& m_Metadata;
-  bool m_MayBeAbsent = false; ///< all that is declared: it belongs to a value that an object may not have
+  bool m_MayBeAbsent = false;   ///< they belong to a value that an object may not have
+  char const* m_Unit = nullptr; ///< of its numbers; null if none is said
 
   template <class Name> void Add(dsc_Place at, cls_AttributeType type, cls_CollectionType collection) const {
     m_Metadata.AddAttribute(Name::Handle(at.m_Number), type, 1, collection);
-    if (m_MayBeAbsent) MayBeAbsent<Name>();
+    if (m_MayBeAbsent) Notes().MayBeAbsent(Name::View());
+    if (m_Unit != nullptr && IsNumber(type)) Notes().Unit(Name::View(), m_Unit);
   }
-  [[nodiscard]] dsc_Declaring Optional() const noexcept { return {m_Registrar, m_Metadata, true}; }
-  /// An object may have no value of the attribute.
-  template <class Name> void MayBeAbsent() const {
-    m_Registrar.NotesOf(m_Metadata.ClassId(), m_Metadata.Version()).MayBeAbsent(Name::View());
+  [[nodiscard]] dsc_Declaring Optional() const noexcept { return {m_Registrar, m_Metadata, true, m_Unit}; }
+  /// For numbers that are no values: counts, indexes, keys.
+  [[nodiscard]] dsc_Declaring WithoutUnit() const noexcept {
+    return {m_Registrar, m_Metadata, m_MayBeAbsent, nullptr};
+  }
+
+ private:
+  [[nodiscard]] cls_ClassNotes& Notes() const {
+    return m_Registrar.NotesOf(m_Metadata.ClassId(), m_Metadata.Version());
+  }
+  [[nodiscard]] static constexpr bool IsNumber(cls_AttributeType type) noexcept {
+    return type != ATTR_STRING && type != ATTR_TRSTRING && type != ATTR_BOOL && type != ATTR_OBJECT &&
+           type != ATTR_REFERENCE;
   }
 };
 

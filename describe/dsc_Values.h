@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "describe/dsc_Columns.h"
+#include "describe/dsc_Coverage.h"
 #include "describe/dsc_Maps.h"
 #include "describe/dsc_Options.h"
 
@@ -64,13 +65,16 @@ template <class T, class Act> class dsc_EachMember {
   constexpr explicit dsc_EachMember(Act const& act) : m_Act(act) {}
   template <class Name, class Member, class Owner, class... Options>
   constexpr void operator()(Name name, Member Owner::*member, Options const&...) {
-    static_assert(std::is_same_v<Owner, T>, "the Describe of a KVL_VALUE describes the members of its own struct");
+    static_assert(std::is_same_v<Owner, T>,
+                  "the Describe of a KVL_VALUE describes the members of its own struct");
     constexpr int Transients = dsc_CountOf<dsc_OptionKind::Transient, Options...>;
-    static_assert(sizeof...(Options) == Transients,
-                  "a member of a KVL_VALUE has no options but kvl::Transient: what changes is said where a class "
-                  "holds the value");
+    static_assert(
+        sizeof...(Options) == Transients,
+        "a member of a KVL_VALUE has no options but kvl::Transient: what changes is said where a class "
+        "holds the value");
     if constexpr (Transients == 0)
-      m_Act(name, std::type_identity<Member>(), [member](auto& value) -> auto& { return value.*member; });
+      m_Act(
+          name, std::type_identity<Member>(), [member](auto& value) -> auto& { return value.*member; });
   }
 
  private:
@@ -83,13 +87,16 @@ template <dsc_HasParts T, class Act> constexpr void dsc_ForEachPart(Act const& a
     dsc_EachMember<T, Act> field(act);
     T::Describe(field);
   } else if constexpr (dsc_IsPair<T>) {
-    act(dsc_Name<"first">(), std::type_identity<typename T::first_type>(),
+    act(
+        dsc_Name<"first">(), std::type_identity<typename T::first_type>(),
         [](auto& value) -> auto& { return value.first; });
-    act(dsc_Name<"second">(), std::type_identity<typename T::second_type>(),
+    act(
+        dsc_Name<"second">(), std::type_identity<typename T::second_type>(),
         [](auto& value) -> auto& { return value.second; });
   } else {
     [&]<std::size_t... Index>(std::index_sequence<Index...>) {
-      (act(dsc_Name<dsc_IndexName<Index>()>(), std::type_identity<std::tuple_element_t<Index, T>>(),
+      (act(
+           dsc_Name<dsc_IndexName<Index>()>(), std::type_identity<std::tuple_element_t<Index, T>>(),
            [](auto& value) -> auto& { return std::get<Index>(value); }),
        ...);
     }
@@ -115,6 +122,38 @@ template <class Stored, class Each> void dsc_DeclareHeldOf(Each const& each) {
   if constexpr (requires { Stored::DeclareHeld(each); }) Stored::DeclareHeld(each);
 }
 
+/// The visitor of a struct's Describe that notes the bytes of its members.
+template <class T> class dsc_StructCoverage {
+ public:
+  template <class Name, class Member, class Owner, class... Options>
+  void operator()(Name, Member Owner::*member, Options const&...) {
+    m_Coverage.Add(dsc_OffsetIn<T>([member](T const& value) { return &(value.*member); }), sizeof(Member),
+                   alignof(Member));
+  }
+  [[nodiscard]] dsc_Coverage const& Coverage() const noexcept { return m_Coverage; }
+
+ private:
+  dsc_Coverage m_Coverage;
+};
+
+/// Raises nex_TextException if bytes of a struct belong to no member that is described.
+template <class T> void dsc_CheckStruct(dsc_Declaring const& to, std::string_view field) {
+  if constexpr (dsc_IsStruct<T>) {
+    dsc_StructCoverage<T> members;
+    T::Describe(members);
+    dsc_CheckCoverage(to.m_Metadata.Name().CharsOrEmpty(), field, members.Coverage(), sizeof(T), alignof(T));
+  }
+}
+
+/// The unit of a map is that of its values.
+template <class T, class Sub> inline constexpr bool dsc_IsKeyOf = false;
+template <class Key, class Value>
+inline constexpr bool dsc_IsKeyOf<dsc_Entry<Key, Value>, dsc_Name<"key">> = true;
+
+template <class T, class Sub> [[nodiscard]] dsc_Declaring dsc_ForPart(dsc_Declaring const& to) noexcept {
+  return dsc_IsKeyOf<T, Sub> ? to.WithoutUnit() : to;
+}
+
 // --- A value alone, and a column of values.
 
 template <dsc_HasParts T> struct dsc_Stored<T> {
@@ -123,9 +162,10 @@ template <dsc_HasParts T> struct dsc_Stored<T> {
   static constexpr int Collections = Sizes.m_Collections;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    dsc_CheckStruct<T>(to, Name::View());
     dsc_ForEachPart<T>([&]<class Sub, class Part>(Sub, std::type_identity<Part>, auto) {
       static_assert(dsc_Storable<Part>, "a part of this type in a value cannot be stored");
-      dsc_Stored<Part>::template Declare<dsc_Part<Name, Sub>>(to, at);
+      dsc_Stored<Part>::template Declare<dsc_Part<Name, Sub>>(dsc_ForPart<T, Sub>(to), at);
       at = at.Plus(dsc_Stored<Part>::Fields, dsc_Stored<Part>::Collections);
     });
   }
@@ -151,9 +191,8 @@ template <dsc_HasParts T> struct dsc_Stored<T> {
     return isPresent;
   }
   template <class Each> static void DeclareHeld(Each const& each) {
-    dsc_ForEachPart<T>([&]<class Part>(auto, std::type_identity<Part>, auto) {
-      dsc_DeclareHeldOf<dsc_Stored<Part>>(each);
-    });
+    dsc_ForEachPart<T>(
+        [&]<class Part>(auto, std::type_identity<Part>, auto) { dsc_DeclareHeldOf<dsc_Stored<Part>>(each); });
   }
 };
 
@@ -163,8 +202,10 @@ template <dsc_HasParts T> struct dsc_Column<T> {
   static constexpr int Collections = Sizes.m_Collections;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    dsc_CheckStruct<T>(to, Name::View());
     dsc_ForEachPart<T>([&]<class Sub, class Part>(Sub, std::type_identity<Part>, auto) {
-      dsc_Column<Part>::template Declare<dsc_Part<Name, Sub>>(to, at);
+      static_assert(dsc_HasColumn<Part>, "a part of this type in a list of values cannot be stored");
+      dsc_Column<Part>::template Declare<dsc_Part<Name, Sub>>(dsc_ForPart<T, Sub>(to), at);
       at = at.Plus(dsc_Column<Part>::Fields, dsc_Column<Part>::Collections);
     });
   }
@@ -196,9 +237,8 @@ template <dsc_HasParts T> struct dsc_Column<T> {
     return count;
   }
   template <class Each> static void DeclareHeld(Each const& each) {
-    dsc_ForEachPart<T>([&]<class Part>(auto, std::type_identity<Part>, auto) {
-      dsc_DeclareHeldOf<dsc_Column<Part>>(each);
-    });
+    dsc_ForEachPart<T>(
+        [&]<class Part>(auto, std::type_identity<Part>, auto) { dsc_DeclareHeldOf<dsc_Column<Part>>(each); });
   }
 };
 
@@ -263,11 +303,13 @@ template <dsc_IsMap T> struct dsc_Buffered<T> {
   using Element = dsc_Entry<typename T::key_type, typename T::mapped_type>;
 };
 template <dsc_IsSequence T>
-requires(!dsc_IsResizable<T>) struct dsc_Buffered<T> { using Element = typename T::value_type; };
+requires(!dsc_IsResizable<T>) struct dsc_Buffered<T> {
+  using Element = typename T::value_type;
+};
 
 template <class T>
 concept dsc_IsBuffered = (dsc_IsMap<T> || (dsc_IsSequence<T> && !dsc_IsResizable<T>)) &&
-    dsc_HasColumn<typename dsc_Buffered<T>::Element>;
+                         dsc_HasColumn<typename dsc_Buffered<T>::Element>;
 
 template <class T> [[nodiscard]] auto dsc_ToBuffer(T const& container) {
   std::vector<typename dsc_Buffered<T>::Element> buffer;
@@ -279,7 +321,8 @@ template <class T> [[nodiscard]] auto dsc_ToBuffer(T const& container) {
   return buffer;
 }
 
-template <class T> void dsc_FromBuffer(std::vector<typename dsc_Buffered<T>::Element>&& buffer, T& container) {
+template <class T>
+void dsc_FromBuffer(std::vector<typename dsc_Buffered<T>::Element>&& buffer, T& container) {
   container.clear();
   for (auto& element : buffer) {
     if constexpr (dsc_IsMap<T>)
@@ -319,8 +362,7 @@ template <class T>
 requires dsc_IsBuffered<T> &&
     ((dsc_IsMap<T> && !(dsc_IsKey<typename T::key_type> &&
                         (dsc_IsMapValue<typename T::mapped_type> || dsc_IsHeld<typename T::mapped_type>))) ||
-     (!dsc_IsMap<T> && dsc_IsColumnElement<typename T::value_type>))
-struct dsc_Stored<T> {
+     (!dsc_IsMap<T> && dsc_IsColumnElement<typename T::value_type>)) struct dsc_Stored<T> {
   using Buffer = std::vector<typename dsc_Buffered<T>::Element>;
   using Stored = dsc_Stored<Buffer>;
   static constexpr int Fields = Stored::Fields;

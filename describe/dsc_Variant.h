@@ -31,7 +31,9 @@ template <> struct dsc_Column<std::monostate> {
 
 /// Calls `act.template operator()<Index>()` for each alternative.
 template <class T, class Act> constexpr void dsc_ForEachAlternative(Act const& act) {
-  [&]<std::size_t... Index>(std::index_sequence<Index...>) { (act.template operator()<Index>(), ...); }
+  [&]<std::size_t... Index>(std::index_sequence<Index...>) {
+    (act.template operator()<Index>(), ...);
+  }
   (std::make_index_sequence<std::variant_size_v<T>>());
 }
 
@@ -55,7 +57,8 @@ template <class T> [[nodiscard]] bool dsc_EmplaceAlternative(T& value, int index
   return isThere;
 }
 
-template <class Name, std::size_t Index> using dsc_Alternative = dsc_Part<Name, dsc_Name<dsc_IndexName<Index>()>>;
+template <class Name, std::size_t Index>
+using dsc_Alternative = dsc_Part<Name, dsc_Name<dsc_IndexName<Index>()>>;
 
 template <class T>
 requires dsc_IsVariant<T>
@@ -67,7 +70,7 @@ struct dsc_Stored<T> {
   template <class Name> using KindName = dsc_WithSuffix<Name, ".kind">;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    dsc_Stored<int>::template Declare<KindName<Name>>(to, at);
+    dsc_Stored<int>::template Declare<KindName<Name>>(to.WithoutUnit(), at);
     dsc_Place next = at.Plus(1, 0);
     dsc_ForEachAlternative<T>([&]<std::size_t Index>() {
       static_assert(dsc_Storable<std::variant_alternative_t<Index, T>>,
@@ -78,7 +81,8 @@ struct dsc_Stored<T> {
   }
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& value) {
     if (value.valueless_by_exception())
-      dsc_Raise(out.m_Class, Name::View(), "the std::variant has no value, because an assignment to it failed.");
+      dsc_Raise(out.m_Class, Name::View(),
+                "the std::variant has no value, because an assignment to it failed.");
     dsc_Stored<int>::template Write<KindName<Name>>(out, at, static_cast<int>(value.index()));
     dsc_Place next = at.Plus(1, 0);
     dsc_ForEachAlternative<T>([&]<std::size_t Index>() {
@@ -127,7 +131,8 @@ struct dsc_Column<T> {
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
     forEach([&](T const& value) {
       if (value.valueless_by_exception())
-        dsc_Raise(out.m_Class, Name::View(), "a std::variant has no value, because an assignment to it failed.");
+        dsc_Raise(out.m_Class, Name::View(),
+                  "a std::variant has no value, because an assignment to it failed.");
     });
     Kinds<Name>::template Write<T>(out, at, forEach, [](T const& value) { return value.index(); });
     dsc_Place next = at.Plus(1, 1);

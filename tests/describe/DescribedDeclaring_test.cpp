@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "describe/dsc_Described.h"
 #include "errors/nex_TextException.h"
@@ -174,6 +176,60 @@ TEST(DescribedDeclaring, RefusesItWithoutTheMacroToo) {
       Refusal(&SelfMade::Declare),
       "Class SelfMade: 8 bytes at offset 16 belong to no field. Describe the member that lies there; with "
       "kvl::Transient if it is not to be stored.");
+}
+
+struct Forgets {
+  KVL_VALUE(Forgets)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_First)); }
+  double m_First = 0;
+  double m_Forgotten = 0;
+};
+class HoldsForgets {
+ public:
+  KVL_PERSISTED(HoldsForgets, 0x74000B, "HoldsForgets", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Values)); }
+  std::vector<Forgets> m_Values;
+};
+
+TEST(DescribedDeclaring, RefusesAMemberOfAValueThatNobodyDescribed) {
+  EXPECT_EQ(
+      Refusal(&HoldsForgets::Declare),
+      "Class HoldsForgets, field m_Values: 8 bytes at offset 8 belong to no field. Describe the member that lies "
+      "there; with kvl::Transient if it is not to be stored.");
+}
+
+struct Pin {
+  KVL_VALUE(Pin)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(name));
+    field(KVL_F(x));
+  }
+  std::string name;
+  double x = 0;
+};
+class Board {
+ public:
+  KVL_PERSISTED(Board, 0x74000C, "Board", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Pins), kvl::Unit("mm"));
+    field(KVL_F(m_Rows), kvl::Unit("mm"));
+    field(KVL_F(m_ByNumber), kvl::Unit("mm"));
+  }
+  std::vector<Pin> m_Pins;
+  std::vector<std::vector<double>> m_Rows;
+  std::map<long, double> m_ByNumber;
+};
+
+TEST(DescribedDeclaring, UnitsAreThoseOfTheNumbersInAValue) {
+  cls_ClassRegistrar registrar;
+  Board::Declare(registrar);
+  cls_ClassNotes const& notes = *registrar.FindNotes(Board::TypeId(), 1);
+  for (char const* const attribute : {"m_Pins.x", "m_Rows.values", "m_ByNumber.value"}) {
+    ASSERT_NE(notes.Find(attribute), nullptr) << attribute;
+    EXPECT_EQ(notes.Find(attribute)->m_Unit, "mm") << attribute;
+  }
+  for (char const* const attribute : {"m_Pins.name", "m_Rows.lengths", "m_ByNumber.key"})
+    EXPECT_EQ(notes.Find(attribute), nullptr) << attribute;
 }
 
 } // namespace

@@ -167,7 +167,8 @@ TEST_F(DescribedValues, Variants) {
     SaveNew(Values<Load>(load), std::to_string(m_Files) + ".kvs");
     EXPECT_TRUE(this->Load<Values<Load>>(std::to_string(m_Files++) + ".kvs")->m_Value == load);
   }
-  Check<std::vector<Load>>({{}, {Load(), Load(2.5), point, Load(3.5), Load("x"), Load(std::vector<int>{7}), point}});
+  Check<std::vector<Load>>(
+      {{}, {Load(), Load(2.5), point, Load(3.5), Load("x"), Load(std::vector<int>{7}), point}});
 }
 
 class Weight {
@@ -265,11 +266,13 @@ class Uneven {
   }
 
  private:
-  static void WriteList(cls_WriteVisitor const& parent, cls_FieldHandle const& field, cls_Uid const& uid, int count) {
+  static void WriteList(cls_WriteVisitor const& parent, cls_FieldHandle const& field, cls_Uid const& uid,
+                        int count) {
     cls_WriteVisitor const visitor(parent, field, nullptr, nullptr);
     visitor.StartWrite(cls_InternalListTypeId, uid);
     double const number = 0;
-    std::unique_ptr<cls_WriteListPrim<double>> const builder(visitor.Memento()->MakeWriteListPrim(&number, 1));
+    std::unique_ptr<cls_WriteListPrim<double>> const builder(
+        visitor.Memento()->MakeWriteListPrim(&number, 1));
     for (int i = 0; i < count; ++i) builder->Append(number);
   }
   cls_Uid m_Uid;

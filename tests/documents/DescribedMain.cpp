@@ -2,6 +2,7 @@
 // written.
 
 #include <iostream>
+#include <map>
 
 #include <kvlpersist/module/nex_initialize.h>
 #include <kvlpersist/store/sto_Store.h>
@@ -11,6 +12,8 @@
 #include <blocks/docs/described-classes/base-classes-1>
 
 #include <blocks/docs/described-classes/base-classes-2>
+
+#include <blocks/docs/described-classes/values-1>
 
 namespace before {
 #include <blocks/docs/described-classes/when-a-class-changes-1>
@@ -47,6 +50,25 @@ void PrintMembers() {
   }
 }
 
+void SavePlate() {
+  cls_ClassRegistrar registrar;
+  Plate::Declare(registrar);
+  sto_Store store = sto_Store::Open("plate.kvs", sto_Mode::Create, registrar, {.m_Strict = true});
+  Plate plate;
+  plate.m_Outline = {{0, 0}, {100, 0}, {0, 50}};
+  plate.m_Holes = {{"left", {10, 10}}, {"right", {70, 10}}};
+  store.Save("plate", plate);
+  store.Close();
+}
+
+void PrintPlate() {
+  cls_ClassRegistrar registrar;
+  Plate::Declare(registrar);
+  sto_Store store = sto_Store::Open("plate.kvs", sto_Mode::ReadOnly, registrar, {.m_Strict = true});
+  std::unique_ptr<Plate> const plate = store.Load<Plate>("plate");
+  std::cout << plate->m_Outline.at(1).x << ' ' << plate->m_Holes.at("right").x << '\n';
+}
+
 void SaveOldTank() {
   cls_ClassRegistrar registrar;
   before::Tank::Declare(registrar);
@@ -70,6 +92,8 @@ int main() {
   nex_initialize(modules);
   SaveMembers();
   PrintMembers();
+  SavePlate();
+  PrintPlate();
   SaveOldTank();
   PrintTank();
   nex_finalize(modules);

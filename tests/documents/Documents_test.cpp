@@ -46,7 +46,7 @@ TEST_F(Documents, CopiesWithIdentitiesOfTheirOwnAreTwoObjects) {
 }
 
 TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {
-  ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n200 mm, 1 bar of water\n");
+  ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n100 70\n200 mm, 1 bar of water\n");
 }
 
 TEST_F(Documents, EachKindOfMemberOfDeclaringClassesComesBack) {
