@@ -24,7 +24,7 @@ template <class T> class dsc_FieldReader {
     if (!dsc_Stored<Plain>::template IsPresent<Name>(m_In, Gone())) return;
     Plain value{};
     dsc_Stored<Plain>::template Read<Name>(m_In, Gone(), value);
-    (m_Object.*dropped.m_Hook)(static_cast<Value>(value));
+    (m_Object.*dropped.m_Hook)(static_cast<Value>(std::move(value)));
   }
   template <class Base> void operator()(kvl::BaseWas<Base> const&) {}
   void operator()(kvl::ClassWas const&) {}
