@@ -32,6 +32,7 @@ class KVL_EXPORT cls_ClassNotes {
     Enumerators m_Enumerators;
     Texts m_Notes;
     std::optional<bool> m_Compress; ///< empty: as the options of the store say
+    bool m_MayBeAbsent = false;     ///< an object may have no value of it
   };
   using Attributes = std::map<std::string, Attribute, std::less<>>; ///< by the attribute's name
 
@@ -47,6 +48,10 @@ class KVL_EXPORT cls_ClassNotes {
   /// store say. Counts for what this program writes from now on; what is stored keeps its form. Maps of objects are
   /// not compressed. A store refuses it (Misuse) for an attribute that holds none of these.
   cls_ClassNotes& Compress(std::string_view attribute, bool compresses = true);
+
+  /// An object may have no value of the attribute, although the class declares it. Strict stores accept that then.
+  /// Not written, either.
+  cls_ClassNotes& MayBeAbsent(std::string_view attribute);
 
   [[nodiscard]] Texts const& Notes() const noexcept { return m_Notes; }
   [[nodiscard]] Attributes const& OfAttributes() const noexcept { return m_Attributes; }

@@ -64,6 +64,15 @@ cls_ClassNotes const* cls_ClassRegistrar::FindNotes(unsigned int classId, int ve
   return found == m_Notes.end() ? nullptr : &found->second;
 }
 
+cls_ClassChanges& cls_ClassRegistrar::ChangesOf(unsigned int classId) {
+  return m_Changes[classId];
+}
+
+cls_ClassChanges const* cls_ClassRegistrar::FindChanges(unsigned int classId) const noexcept {
+  auto const found = m_Changes.find(classId);
+  return found == m_Changes.end() ? nullptr : &found->second;
+}
+
 cls_ClassMetadata& cls_ClassRegistrar::Register(cls_ClassMetadataHld const& fresh) {
   cls_ClassMetadata const& metadata = *fresh.Ptr();
   cls_CIDVersion const key{metadata.ClassId(), metadata.Version()};

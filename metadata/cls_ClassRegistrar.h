@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "metadata/cls_ClassChanges.h"
 #include "metadata/cls_ClassMetadata.h"
 #include "metadata/cls_ClassNotes.h"
 #include "metadata/containers/cls_CIDVersion.h"
@@ -65,6 +66,14 @@ class KVL_EXPORT cls_ClassRegistrar {
   }
   /// Whether NotesOf was ever called.
   [[nodiscard]] bool HasNotes() const noexcept { return !m_Notes.empty(); }
+
+  /// What the program says about earlier versions of a class, to be filled in; nothing yet the first time. Valid
+  /// as long as the registrar.
+  cls_ClassChanges& ChangesOf(unsigned int classId);
+  /// The same for reading; null if ChangesOf was never called for it.
+  [[nodiscard]] cls_ClassChanges const* FindChanges(unsigned int classId) const noexcept;
+  /// Whether ChangesOf was ever called.
+  [[nodiscard]] bool HasChanges() const noexcept { return !m_Changes.empty(); }
 
   [[nodiscard]] bool ClassIsPresent(unsigned int const& classId) const;
   [[nodiscard]] bool ClassVersionIsPresent(unsigned int classId, int version) const;
@@ -131,5 +140,6 @@ class KVL_EXPORT cls_ClassRegistrar {
   Versions m_ByIdVersion;                         // every version; only added to, by Register
   cow_Btree<cow_String, unsigned int> m_IdByName; // only added to, by Register and DeleteClass
   std::map<std::pair<unsigned int, int>, cls_ClassNotes> m_Notes; // by class ID and version; only added to
+  std::map<unsigned int, cls_ClassChanges> m_Changes;             // by class ID; only added to
   std::shared_ptr<bool> m_Lives = std::make_shared<bool>(true);
 };

@@ -51,6 +51,13 @@ void RefuseMistakes(std::string const& location, cls_ClassRegistrar const& regis
   if (!message.empty()) sto_Raise(sto_ErrorKind::Misuse, location + ": " + message);
 }
 
+/// Reads the store's descriptions of classes, which compares them with what the program says.
+void CheckChanges(sto_Session& session) {
+  sto_OwnTransaction transaction(session, false);
+  session.Catalogue().Load(session.Driver());
+  transaction.Commit();
+}
+
 /// Misuse while an object is being saved or loaded.
 void RefuseInObject(sto_Session& session, char const* what) {
   session.CheckTransaction();
@@ -85,7 +92,9 @@ sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassR
   std::unique_ptr<sto_Driver> driver =
       mode == sto_Mode::Create ? sto_SqliteDriver::Create(location, options)
                                : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly, options);
-  return sto_Store(std::make_unique<sto_Session>(location, std::move(driver), registrar, options));
+  auto session = std::make_unique<sto_Session>(location, std::move(driver), registrar, options);
+  if (mode != sto_Mode::Create && registrar.HasChanges()) CheckChanges(*session);
+  return sto_Store(std::move(session));
 }
 
 sto_Session& sto_Store::Session() const {

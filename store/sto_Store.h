@@ -85,6 +85,9 @@ class KVL_EXPORT sto_Store {
   ///   one name for two classes or two registrations that differ. The message lists all of them; see
   ///   sto_CheckClasses.h. Also for invalid options, and for a location that contains a NUL character, or
   ///   one for Create that ends with -journal, -wal or -shm;
+  /// - Misuse: the program says something about changes of a class (cls_ClassChanges, described classes), but not
+  ///   about one that the class has gone through since a version that the store has. Conflict: such a class is
+  ///   declared differently than the store has it for the same version;
   /// - ReadOnly: ReadWrite, and the file cannot be written, or the store has an older format and the options do
   ///   not say to upgrade it. An old store and its content are not changed;
   /// - Damaged, Busy, Unavailable; Full while upgrading. An upgrade that fails leaves the old store.

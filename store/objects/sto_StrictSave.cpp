@@ -38,14 +38,23 @@ bool IsWritten(sto_Session& session, sto_RecordBuilder const& record, std::size_
   return (key && record.HasField(part, *key)) || record.HasField(part, {0, attribute.m_FieldId});
 }
 
+bool MayBeAbsent(cls_ClassNotes const* notes, cls_AttributeMetadata const& attribute) {
+  cls_ClassNotes::Attribute const* const said =
+      notes == nullptr ? nullptr : notes->Find(attribute.m_Name.View());
+  return said != nullptr && said->m_MayBeAbsent;
+}
+
 } // namespace
 
 void sto_CheckWritten(sto_Session& session, sto_RecordBuilder const& record, std::string const& describe) {
   for (std::size_t part = 0; part < record.PartCount(); ++part) {
     cls_ClassMetadata const* const metadata = session.Catalogue().Classes().Newest(record.ClassOfPart(part));
     if (metadata == nullptr || !session.Catalogue().Classes().IsOfProgram(metadata->ClassId())) continue;
+    cls_ClassNotes const* const notes =
+        session.Catalogue().Classes().Notes(metadata->ClassId(), metadata->Version());
     for (omi_BtreeIterator i(metadata->GetAttributes()); !i.IsDone(); i.Next())
-      if (IsRequired(i.Value()) && !IsWritten(session, record, part, i.Value()))
+      if (IsRequired(i.Value()) && !MayBeAbsent(notes, i.Value()) &&
+          !IsWritten(session, record, part, i.Value()))
         session.Raise(sto_ErrorKind::Misuse, "Attribute " + std::string(i.Key().View()) + " of " + describe +
                                                  " was not written, and class " +
                                                  std::string(metadata->Name().View()) + " version " +

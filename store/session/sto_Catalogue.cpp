@@ -6,6 +6,7 @@
 #include "platform/omni/omi_BtreeIterator.h"
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_TypeNames.h"
+#include "store/session/sto_ChangeCheck.h"
 
 namespace {
 
@@ -167,7 +168,10 @@ bool sto_Catalogue::HasNewestBase(sto_Part const& part) {
   std::optional<bool>& known = found->second.m_HasNewestBase;
   if (!known) {
     cls_ClassMetadata const* const newest = m_Classes.Newest(part.m_ClassId);
-    known = newest == nullptr || newest->BaseClassId() == found->second.Row().m_BaseClassId;
+    unsigned int const base = found->second.Row().m_BaseClassId;
+    cls_ClassChanges const* const changes = m_Classes.Changes(part.m_ClassId);
+    known =
+        newest == nullptr || newest->BaseClassId() == base || (changes != nullptr && changes->HadBase(base));
   }
   return *known;
 }
@@ -241,6 +245,7 @@ void sto_Catalogue::ReadAll(sto_Driver& driver) {
   Forget();
   try {
     ReadClasses(driver);
+    CheckChanges();
     ReadNames(driver);
     ReadShapes(driver);
   } catch (...) {
@@ -260,6 +265,23 @@ void sto_Catalogue::ReadClasses(sto_Driver& driver) {
     std::pair const key(row.m_ClassId, row.m_Version);
     if (!m_StoredClasses.try_emplace(key, std::move(row)).second)
       RaiseDamaged("class describes class " + name + " twice");
+  }
+}
+
+void sto_Catalogue::CheckChanges() const {
+  if (!m_Classes.HasChanges()) return;
+  bool const areDescribed = std::ranges::any_of( // not so in stores of format 1
+      m_StoredClasses, [](auto const& entry) { return !entry.second.Row().m_Attributes.empty(); });
+  for (auto const& [key, stored] : m_StoredClasses) {
+    cls_ClassChanges const* const changes = m_Classes.Changes(key.first);
+    cls_ClassMetadata const* const newest = m_Classes.Newest(key.first);
+    if (changes == nullptr || newest == nullptr || !areDescribed) continue;
+    if (m_Classes.ForVersion(key.first, key.second) != newest)
+      continue; // has a reader of its own, or is newer
+    if (key.second == newest->Version())
+      CheckSame(stored.Row(), RowOf(*newest, nullptr));
+    else if (std::string const problem = sto_ChangeProblem(*changes, *newest, stored.Row()); !problem.empty())
+      sto_Raise(sto_ErrorKind::Misuse, m_Location + ": " + problem);
   }
 }
 

@@ -81,8 +81,8 @@ class sto_Catalogue {
   /// REQUIRES: Load.
   [[nodiscard]] std::string Problem(sto_Part const& part, bool isReadable);
 
-  /// Whether a stored class version has the same base class as the program's newest version. True also if
-  /// either of them is unknown. REQUIRES: Load.
+  /// Whether a stored class version has the same base class as the program's newest version, or one that this
+  /// says it can read. True also if either of them is unknown. REQUIRES: Load.
   [[nodiscard]] bool HasNewestBase(sto_Part const& part);
 
   /// Whether some version of a class declares an attribute, in the program or in the store. REQUIRES: Load.
@@ -164,6 +164,9 @@ class sto_Catalogue {
 
   void ReadAll(sto_Driver& driver);
   void ReadClasses(sto_Driver& driver);
+  /// Refuses classes whose changes since the store's versions are not all said (cls_ClassChanges): Misuse;
+  /// Conflict for a class that differs from the store's description of the same version.
+  void CheckChanges() const;
   void ReadNames(sto_Driver& driver);
   void ReadShapes(sto_Driver& driver);
   /// Notes a name of the dictionary; false if the text is empty, or the text or the number already exists.

@@ -33,6 +33,13 @@ class sto_Classes {
   /// Whether the program says anything of this kind.
   [[nodiscard]] bool HasNotes() const noexcept { return m_Program.HasNotes(); }
 
+  /// What the program says about earlier versions of a class; null if nothing.
+  [[nodiscard]] cls_ClassChanges const* Changes(unsigned int classId) const noexcept {
+    return m_Program.FindChanges(classId);
+  }
+  /// Whether the program says anything of this kind.
+  [[nodiscard]] bool HasChanges() const noexcept { return m_Program.HasChanges(); }
+
   /// The registered versions of a class, ascending.
   [[nodiscard]] std::vector<int> Versions(unsigned int classId) const;
 

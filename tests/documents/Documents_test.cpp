@@ -45,6 +45,10 @@ TEST_F(Documents, CopiesWithIdentitiesOfTheirOwnAreTwoObjects) {
   ExpectOutput(DOCUMENT_COPIES, "thick 3\nthin 2\n");
 }
 
+TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {
+  ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n100 70\n200 mm, 1 bar of water\n");
+}
+
 TEST_F(Documents, EachKindOfMemberOfDeclaringClassesComesBack) {
   ExpectOutput(DOCUMENT_DECLARING, "30 members and 4 classes came back\n");
 }

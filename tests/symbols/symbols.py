@@ -14,7 +14,7 @@ import subprocess
 import sys
 from collections.abc import Iterator
 
-PREFIXES = ("mem", "omi", "omni", "thr", "cow", "typ", "atr", "cls", "nex", "sto", "kvl")
+PREFIXES = ("mem", "omi", "omni", "thr", "cow", "typ", "atr", "cls", "dsc", "nex", "sto", "kvl")
 # What a name belongs to: the first identifier of its innermost mangled form. Before it come the marks of tables
 # (TV, TI, TS, TT), guards (GV), thunks (Th, Tv, Tc), names within a function (Z), nesting and qualifiers.
 OURS = re.compile(r"_Z(?:T[VIST]|GV|Th[n0-9]+_|Tv[n0-9_]+_|Tc(?:[hv][n0-9_]+_){2}|Z)*N?[rVKRO]*\d+"

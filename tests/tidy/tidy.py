@@ -35,6 +35,7 @@ LAYERS = {
     "errors": 4,
     "collections": 4,
     "wrappers": 4,
+    "describe": 5,
     "module": 5,
     "store/base": 6,
     "store/sto_Options.h": 6,  # plain values that programs fill in and drivers and sessions read
@@ -55,7 +56,7 @@ LAYERS = {
     "bench": 14,
 }
 # Folders of one layer that do not include each other.
-APART = [{"errors", "collections", "wrappers"}, {"store/sqlite", "store/session"}]
+APART = [{"errors", "collections", "wrappers"}, {"describe", "module"}, {"store/sqlite", "store/session"}]
 # Libraries of several layers. Their unit tests may include all of the library.
 TESTED_WHOLE = {"store"}
 # What each platform library may include besides itself. Headers directly in platform/ are open to all.

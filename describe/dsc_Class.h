@@ -1,0 +1,136 @@
+#pragma once
+
+#include "describe/dsc_BasePart.h"
+#include "describe/dsc_Declaration.h"
+#include "describe/dsc_FieldCheck.h"
+#include "describe/dsc_FieldDeclarer.h"
+#include "describe/dsc_FieldReader.h"
+#include "describe/dsc_FieldWriter.h"
+#include "persist/adapters/cls_TypeAdapter.h"
+
+/// What the macro, or the base class kvl::Described, says about a class.
+struct dsc_ClassInfo {
+  char const* m_Name;
+  int m_Version;
+  char const* m_File;
+  int m_Line;
+};
+
+/// Reaches what a described class keeps to itself.
+struct dsc_Access {
+  template <class T> [[nodiscard]] static dsc_Identity& Identity(T& object) noexcept {
+    return static_cast<typename T::kvl_Level&>(object).kvl_Identity;
+  }
+  template <class T> [[nodiscard]] static dsc_Identity const& Identity(T const& object) noexcept {
+    return static_cast<typename T::kvl_Level const&>(object).kvl_Identity;
+  }
+  template <class T, class Field> static constexpr void Describe(Field& field) { T::Describe(field); }
+  template <class T> [[nodiscard]] static constexpr dsc_ClassInfo Info() noexcept { return T::kvl_Info(); }
+
+  template <class T> [[nodiscard]] static std::size_t IdentityOffset() noexcept {
+    return dsc_OffsetIn<T>([](T const& object) { return &object.kvl_Identity; });
+  }
+
+  /// Calls the hook of the class itself, not one that it has from a base class: that was called already.
+  template <class T> static void AfterRead(T& object, cls_ReadVisitor const& visitor) {
+    if constexpr (requires {
+                    { &T::AfterRead } -> std::same_as<void (T::*)(int)>;
+                  })
+      if (cls_MementoRead* const memento = visitor.Memento();
+          memento != nullptr && memento->ClassVersion() >= 0)
+        object.AfterRead(memento->ClassVersion());
+  }
+};
+
+template <class T> [[nodiscard]] constexpr dsc_Summary dsc_Summarise() {
+  dsc_Summary summary;
+  dsc_FieldCheck<T> field(summary);
+  dsc_Access::Describe<T>(field);
+  return summary;
+}
+
+/// A name as a template argument, so that the compiler prints it.
+template <class T> [[nodiscard]] consteval auto dsc_TwiceName() {
+  char chars[48] = {};
+  std::string_view const name = dsc_Summarise<T>().m_Twice;
+  for (std::size_t i = 0; i < name.size() && i < sizeof(chars) - 1; ++i) chars[i] = name[i];
+  return cow_LiteralChars(chars);
+}
+template <cow_LiteralChars Field> struct dsc_DescribedOnce {
+  static constexpr bool IsIt = Field.m_Chars[0] == 0;
+  static_assert(IsIt, "a field is described twice");
+};
+
+/// A class whose Describe the compiler has checked.
+template <class T> struct dsc_CheckedClass {
+  static constexpr dsc_Summary Summary = dsc_Summarise<T>();
+  static_assert(dsc_DescribedOnce<dsc_TwiceName<T>()>::IsIt);
+  static_assert(Summary.m_Newest <= dsc_Access::Info<T>().m_Version,
+                "kvl::Since names a version above that of the class: raise the version in KVL_PERSISTED");
+  static_assert(Summary.m_Fields <= dsc_Summary::MaxFields, "a class has at most 512 described fields");
+  static constexpr int Collections = Summary.m_Collections;
+};
+
+/// What a described class does, for the members that the macro makes.
+template <class T, class Base> struct dsc_Class {
+  static void Write(T const& object, cls_WriteVisitor const& visitor) {
+    dsc_Identity const& identity = dsc_Access::Identity(object);
+    if (visitor.StartWrite(T::TypeId(), identity.Own(dsc_CheckedClass<T>::Collections)) == 0) return;
+    if constexpr (dsc_IsStoredBase<Base>) object.Base::DBWrite(cls_WriteVisitor(visitor, Base::TypeId()));
+    dsc_Out const out{visitor, identity, dsc_CheckedClass<T>::Collections, dsc_Access::Info<T>().m_Name};
+    dsc_FieldWriter<T> field(object, out);
+    dsc_Access::Describe<T>(field);
+  }
+
+  static void Read(T& object, cls_ReadVisitor const& visitor) {
+    dsc_Identity& identity = dsc_Access::Identity(object);
+    if (cls_MementoRead* const memento = visitor.Memento())
+      identity.TakeOwn(memento->GetUid(), dsc_CheckedClass<T>::Collections);
+    dsc_In const in{visitor, identity, dsc_CheckedClass<T>::Collections, dsc_Access::Info<T>().m_Name};
+    dsc_FieldReader<T> field(object, in);
+    dsc_Access::Describe<T>(field);
+    dsc_Access::AfterRead(object, visitor);
+  }
+
+  static void Declare(cls_ClassRegistrar& registrar) {
+    using Adapter = std::conditional_t<std::is_abstract_v<T>, cls_AbsTypeAdapter<T>, cls_TypeAdapter<T>>;
+    constexpr dsc_ClassInfo Info = dsc_Access::Info<T>();
+    dsc_DeclaredClass const declared{Info.m_Name,     T::TypeId(), Info.m_Version, dsc_BaseClassId<Base>(),
+                                     typeid(Adapter), Info.m_File, Info.m_Line};
+    if (dsc_IsDeclared(registrar, declared)) return;
+    if constexpr (dsc_IsStoredBase<Base>) dsc_DeclareIfItCan<Base>(registrar);
+    dsc_BeginDeclaring(registrar, declared);
+    cls_ClassMetadata& metadata = registrar.AddClassMD(
+        new Adapter(cow_String(std::string_view(Info.m_Name)), Info.m_Version, dsc_BaseClassId<Base>()));
+    dsc_Coverage coverage;
+    AddOwnBytes(coverage);
+    dsc_FieldDeclarer<T> field(registrar, metadata, coverage);
+    dsc_Access::Describe<T>(field);
+    dsc_CheckCoverage(Info.m_Name, {}, coverage, sizeof(T), alignof(T));
+  }
+
+  /// What the reading constructor gives its base class: the part below this one, or the object itself if the base
+  /// class is not stored.
+  [[nodiscard]] static decltype(auto) BaseVisitor(cls_ReadVisitor const& visitor) {
+    if constexpr (dsc_IsStoredBase<Base>)
+      return cls_ReadVisitor(visitor.Memento() == nullptr ? nullptr
+                                                          : dsc_ReadBase(*visitor.Memento(), Base::TypeId()));
+    else
+      return static_cast<cls_ReadVisitor const&>(visitor);
+  }
+
+ private:
+  /// The bytes of the base class, or of the level between that and the class, of the virtual table and of the
+  /// identity.
+  static void AddOwnBytes(dsc_Coverage& coverage) {
+    using Level = typename T::kvl_Level;
+    if constexpr (!std::is_same_v<Level, T>) {
+      coverage.Add(dsc_BaseOffset<T, Level>(), sizeof(Level), alignof(Level));
+    } else {
+      if constexpr (!std::is_same_v<Base, kvl::NoBase>)
+        coverage.Add(dsc_BaseOffset<T, Base>(), sizeof(Base), alignof(Base));
+      coverage.Add(dsc_Access::IdentityOffset<T>(), sizeof(dsc_Identity), alignof(dsc_Identity));
+    }
+    if constexpr (std::is_polymorphic_v<T>) coverage.Add(0, sizeof(void*), alignof(void*));
+  }
+};

@@ -1,0 +1,355 @@
+#pragma once
+
+#include <tuple>
+#include <utility>
+
+#include "describe/dsc_Lists.h"
+
+// Values of values in lists: a list of structs is stored as one list for each of their members, a list of lists as
+// one list of lengths and one of all values. So how many objects a member takes in a store depends on its type and
+// never on how many values it has.
+
+/// How any number of values of type T is stored. A specialisation has
+///
+///     static constexpr int Fields;      // how many attributes; all are lists
+///     static constexpr int Collections; // the same number
+///     template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at);
+///     // `forEach(act)` calls act with each value; it may be called several times.
+///     template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach);
+///     // The same, with values that exist already and are assigned to.
+///     template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach);
+///     // How many there are; -1 if the field is absent.
+///     template <class Name> static long long Count(dsc_In const& in, dsc_Place at);
+///
+/// This form is for types that have none; see dsc_Stored.
+template <class T> struct dsc_Column {
+  using IsUnknown = void;
+  static constexpr int Fields = 1;
+  static constexpr int Collections = 1;
+  template <class Name> static void Declare(dsc_Declaring const&, dsc_Place) {}
+  template <class Name, class ForEach> static void Write(dsc_Out const&, dsc_Place, ForEach) {}
+  template <class Name, class ForEach> static void Read(dsc_In const&, dsc_Place, ForEach) {}
+  template <class Name> static long long Count(dsc_In const&, dsc_Place) { return -1; }
+};
+
+template <class T>
+concept dsc_HasColumn = !requires {
+  typename dsc_Column<T>::IsUnknown;
+};
+
+/// std::complex, known by what it can do.
+template <class T>
+concept dsc_IsComplex = requires(T const& value) {
+  requires std::is_same_v<typename T::value_type, float> || std::is_same_v<typename T::value_type, double>;
+  { value.real() } -> std::same_as<typename T::value_type>;
+  { value.imag() } -> std::same_as<typename T::value_type>;
+};
+
+/// How a value of a fixed number of numbers is a row of a list.
+template <class T> struct dsc_Row { static constexpr int Width = 0; };
+template <class T>
+requires dsc_IsElement<T>
+struct dsc_Row<T> {
+  static constexpr int Width = 1;
+  using Plain = typename dsc_PlainElement<T>::Type;
+  static void Write(T const& value, Plain* row) { *row = dsc_ToPlain<Plain>(value); }
+  template <class Name> static void Read(Plain const* row, T& value, char const* className) {
+    value = dsc_FromPlain<T, Name>(*row, className);
+  }
+};
+/// 64-bit integers: the low half, then the high half.
+template <class T>
+requires dsc_IsInteger<T> &&(sizeof(T) == 8) struct dsc_Row<T> {
+  static constexpr int Width = 2;
+  using Plain = unsigned int;
+  static void Write(T const& value, Plain* row) {
+    auto const bits = static_cast<unsigned long long>(value);
+    row[0] = static_cast<Plain>(bits);
+    row[1] = static_cast<Plain>(bits >> 32);
+  }
+  template <class Name> static void Read(Plain const* row, T& value, char const*) {
+    value = static_cast<T>(static_cast<unsigned long long>(row[1]) << 32 | row[0]);
+  }
+};
+/// Complex numbers: the real part, then the imaginary part.
+template <dsc_IsComplex T> struct dsc_Row<T> {
+  static constexpr int Width = 2;
+  using Plain = typename T::value_type;
+  static void Write(T const& value, Plain* row) {
+    row[0] = value.real();
+    row[1] = value.imag();
+  }
+  template <class Name> static void Read(Plain const* row, T& value, char const*) {
+    value = T(row[0], row[1]);
+  }
+};
+
+template <class T>
+concept dsc_IsRow = dsc_Row<T>::Width >
+0;
+
+/// The cursor over a list that a field holds. Raises nex_TextException for a list that has too few or too many
+/// elements for the values that are read from it.
+template <class Name, class Plain> class dsc_ColumnCursor {
+ public:
+  dsc_ColumnCursor(dsc_In const& in, dsc_Place at)
+      : m_In(in), m_Stored(in, at, Name::Handle(at.m_Number)), m_Cursor(Make(*m_Stored.Memento())) {}
+
+  void Next(Plain* row, int width) {
+    for (int i = 0; i < width; ++i) {
+      if (m_Cursor->More() == 0) RaiseLength();
+      row[i] = m_Cursor->Next();
+    }
+  }
+  void CheckEnd() {
+    if (m_Cursor->More() != 0) RaiseLength();
+  }
+  [[nodiscard]] long long Count() { return m_Cursor->Count(); }
+
+ private:
+  [[nodiscard]] static cls_ReadListPrim<Plain>* Make(cls_MementoRead& memento) {
+    Plain tag{};
+    return memento.MakeReadListPrim(&tag);
+  }
+  [[noreturn]] void RaiseLength() const {
+    dsc_Raise(m_In.m_Class, Name::View(), "the stored list has another length than the lists beside it.");
+  }
+
+  dsc_In const& m_In;
+  dsc_StoredCollection m_Stored;
+  cls_Received<cls_ReadListPrim<Plain>> m_Cursor;
+};
+
+/// Numbers, texts and the like: one list.
+template <dsc_IsRow T> struct dsc_Column<T> {
+  static constexpr int Fields = 1;
+  static constexpr int Collections = 1;
+  using Row = dsc_Row<T>;
+  using Plain = typename Row::Plain;
+
+  template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
+  }
+  template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
+    // The list begins with its row width, so it has its own builder and not that of dsc_WriteList.
+    cls_WriteVisitor const visitor(out.m_Visitor, Name::Handle(at.m_Number), nullptr, nullptr);
+    visitor.StartWrite(cls_InternalListTypeId,
+                       out.m_Identity.OfCollection(at.m_Collection, out.m_Collections));
+    visitor.CheckCollectionType(dsc_ListCode<Plain>);
+    if (visitor.Memento() == nullptr) return;
+    Plain const tag{};
+    cls_Received<cls_WriteListPrim<Plain>> const builder(
+        visitor.Memento()->MakeWriteListPrim(&tag, Row::Width));
+    forEach([&builder](T const& value) {
+      Plain row[Row::Width]{};
+      Row::Write(value, row);
+      for (Plain const& plain : row) builder->Append(plain);
+    });
+  }
+  template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
+    dsc_ColumnCursor<Name, Plain> cursor(in, at);
+    forEach([&](T& value) {
+      Plain row[Row::Width]{};
+      cursor.Next(row, Row::Width);
+      Row::template Read<Name>(row, value, in.m_Class);
+    });
+    cursor.CheckEnd();
+  }
+  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
+    if (in.m_Visitor.DataIsPresent(Name::Handle(at.m_Number)) == 0) return -1;
+    return dsc_ColumnCursor<Name, Plain>(in, {at.m_Number, dsc_NoCollection}).Count() / Row::Width;
+  }
+};
+
+/// Calls `act` with each element of a container, for reading elements that exist. Those of std::vector<bool> are no
+/// objects, so they are read into one.
+template <class Container, class Act> void dsc_ForEachElement(Container& container, Act act) {
+  using Element = typename Container::value_type;
+  if constexpr (std::is_same_v<Element, bool> && !std::is_const_v<Container>) {
+    for (auto&& element : container) {
+      bool value = element;
+      act(value);
+      element = value;
+    }
+  } else {
+    for (auto&& element : container) act(element);
+  }
+}
+
+/// A sequence whose elements can be made first and assigned to then.
+template <class T>
+concept dsc_IsResizable = dsc_IsSequence<T> && requires(T& container) {
+  container.resize(std::size_t{});
+};
+
+/// std::array.
+template <class T>
+concept dsc_IsArray = requires {
+  typename T::value_type;
+  std::tuple_size<T>::value;
+  requires std::is_same_v < std::remove_cvref_t<decltype(std::declval<T&>()[0])>,
+  typename T::value_type > ;
+};
+
+/// Arrays: the elements of one after those of the other.
+template <dsc_IsArray T>
+requires dsc_HasColumn<typename T::value_type>
+struct dsc_Column<T> {
+  using Element = dsc_Column<typename T::value_type>;
+  static constexpr int Fields = Element::Fields;
+  static constexpr int Collections = Element::Collections;
+
+  template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    Element::template Declare<Name>(to, at);
+  }
+  template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
+    Element::template Write<Name>(
+        out, at, [&](auto act) { forEach([&](T const& array) { dsc_ForEachElement(array, act); }); });
+  }
+  template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
+    Element::template Read<Name>(
+        in, at, [&](auto act) { forEach([&](T& array) { dsc_ForEachElement(array, act); }); });
+  }
+  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
+    long long const count = Element::template Count<Name>(in, at);
+    return count < 0 ? count : count / static_cast<long long>(std::tuple_size<T>::value);
+  }
+};
+
+/// What several columns share: the first is `.lengths`, `.has` or `.kind`, an int or a bool for each value.
+template <class Name, cow_LiteralChars Suffix, class Lead> struct dsc_LeadColumn {
+  using Column = dsc_Column<Lead>;
+  using LeadName = dsc_WithSuffix<Name, Suffix>;
+
+  static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    Column::template Declare<LeadName>(to.WithoutUnit(), at);
+  }
+  /// `leadOf` returns a value's int or bool.
+  template <class T, class ForEach, class LeadOf>
+  static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach, LeadOf leadOf) {
+    Column::template Write<LeadName>(
+        out, at, [&](auto act) { forEach([&](T const& value) { act(static_cast<Lead>(leadOf(value))); }); });
+  }
+  /// `take` gets a value and its int or bool.
+  template <class T, class ForEach, class Take>
+  static void Read(dsc_In const& in, dsc_Place at, ForEach forEach, Take take) {
+    Column::template Read<LeadName>(in, at, [&](auto act) {
+      forEach([&](T& value) {
+        Lead lead{};
+        act(lead);
+        take(value, lead);
+      });
+    });
+  }
+  static long long Count(dsc_In const& in, dsc_Place at) { return Column::template Count<LeadName>(in, at); }
+};
+
+/// Sequences: `.lengths`, and `.values` of all of them.
+template <dsc_IsResizable T>
+requires dsc_HasColumn<typename T::value_type>
+struct dsc_Column<T> {
+  using Element = dsc_Column<typename T::value_type>;
+  static constexpr int Fields = 1 + Element::Fields;
+  static constexpr int Collections = 1 + Element::Collections;
+  template <class Name> using Lengths = dsc_LeadColumn<Name, ".lengths", int>;
+  template <class Name> using Values = dsc_WithSuffix<Name, ".values">;
+
+  template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    Lengths<Name>::Declare(to, at);
+    Element::template Declare<Values<Name>>(to, at.Plus(1, 1));
+  }
+  template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
+    Lengths<Name>::template Write<T>(out, at, forEach, [](T const& list) { return list.size(); });
+    Element::template Write<Values<Name>>(out, at.Plus(1, 1), [&](auto act) {
+      forEach([&](T const& list) { dsc_ForEachElement(list, act); });
+    });
+  }
+  template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
+    long long left = Element::template Count<Values<Name>>(in, at.Plus(1, 1));
+    Lengths<Name>::template Read<T>(in, at, forEach, [&](T& list, int length) {
+      if (length < 0 || length > left) dsc_RaiseValue(in.m_Class, Name::View(), length);
+      left -= length;
+      list.clear();
+      list.resize(static_cast<std::size_t>(length));
+    });
+    Element::template Read<Values<Name>>(
+        in, at.Plus(1, 1), [&](auto act) { forEach([&](T& list) { dsc_ForEachElement(list, act); }); });
+  }
+  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
+    return Lengths<Name>::Count(in, at);
+  }
+};
+
+/// Optional values: `.has`, and the `.value` of each that has one.
+template <dsc_IsOptional T>
+requires dsc_HasColumn<typename T::value_type>
+struct dsc_Column<T> {
+  using Element = dsc_Column<typename T::value_type>;
+  static constexpr int Fields = 1 + Element::Fields;
+  static constexpr int Collections = 1 + Element::Collections;
+  template <class Name> using Has = dsc_LeadColumn<Name, ".has", bool>;
+  template <class Name> using Value = dsc_WithSuffix<Name, ".value">;
+
+  template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    Has<Name>::Declare(to, at);
+    Element::template Declare<Value<Name>>(to, at.Plus(1, 1));
+  }
+  template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
+    Has<Name>::template Write<T>(out, at, forEach, [](T const& value) { return value.has_value(); });
+    Element::template Write<Value<Name>>(out, at.Plus(1, 1), [&](auto act) {
+      forEach([&](T const& value) {
+        if (value.has_value()) act(*value);
+      });
+    });
+  }
+  template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
+    Has<Name>::template Read<T>(in, at, forEach, [](T& value, bool has) {
+      value.reset();
+      if (has) value.emplace();
+    });
+    Element::template Read<Value<Name>>(in, at.Plus(1, 1), [&](auto act) {
+      forEach([&](T& value) {
+        if (value.has_value()) act(*value);
+      });
+    });
+  }
+  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
+    return Has<Name>::Count(in, at);
+  }
+};
+
+/// Objects behind owning pointers: a list of objects.
+template <dsc_IsOwner T> struct dsc_Column<T> {
+  using Object = typename dsc_HeldObject<T>::Type;
+  static constexpr int Fields = 1;
+  static constexpr int Collections = 1;
+
+  template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    dsc_CheckPersisted<Object>();
+    to.Add<Name>(at, ATTR_OBJECT, COLLECTION_OBJ);
+  }
+  template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
+    dsc_WriteObjects<Name>(out, at,
+                           [&](auto write) { forEach([&](T const& pointer) { write(pointer.get()); }); });
+  }
+  template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
+    dsc_StoredCollection const stored(in, at, Name::Handle(at.m_Number));
+    cls_Received<cls_ReadListObj> const cursor(stored.Memento()->MakeReadListObj());
+    auto const check = [&](bool fits) {
+      if (!fits)
+        dsc_Raise(in.m_Class, Name::View(), "the stored list has another length than the lists beside it.");
+    };
+    forEach([&](T& pointer) {
+      check(cursor->More() != 0);
+      pointer = dsc_Construct<T>(cls_ReadVisitor(cursor->Next()));
+    });
+    check(cursor->More() == 0);
+  }
+  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
+    cls_FieldHandle const field = Name::Handle(at.m_Number);
+    if (in.m_Visitor.DataIsPresent(field) == 0) return -1;
+    cls_ReadVisitor const list(in.m_Visitor, field);
+    return cls_Received<cls_ReadListObj>(list.Memento()->MakeReadListObj())->Count();
+  }
+  template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
+};

@@ -1,0 +1,14 @@
+#include "describe/dsc_Stored.h"
+#include "errors/nex_TextException.h"
+
+void dsc_Raise(char const* className, std::string_view field, std::string_view problem) {
+  std::string text = "Class ";
+  text.append(className);
+  if (!field.empty()) text.append(", field ").append(field);
+  text.append(": ").append(problem);
+  nex_TextException(atr_String(cow_String(std::string_view(text)))).Throw("dsc_Failures", __LINE__);
+}
+
+void dsc_RaiseValue(char const* className, std::string_view field, long long value) {
+  dsc_Raise(className, field, "the stored value " + std::to_string(value) + " is none that it may have.");
+}

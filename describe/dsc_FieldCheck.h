@@ -1,0 +1,79 @@
+#pragma once
+
+#include <string_view>
+
+#include "describe/dsc_Base.h"
+#include "describe/dsc_Field.h"
+#include "describe/dsc_Options.h"
+
+/// What the compiler finds out about a class from its Describe: how much there is, and which rules it breaks.
+struct dsc_Summary {
+  static constexpr int MaxFields = 512;
+
+  int m_Fields = 0;         ///< lines that name a field
+  int m_Attributes = 0;     ///< that are declared
+  int m_Collections = 0;    ///< of these
+  int m_Newest = 0;         ///< the newest version that a Since names
+  std::string_view m_Twice; ///< the first name that two lines have; empty if there is none
+  std::string_view m_Names[MaxFields] = {};
+
+  constexpr void Add(std::string_view name) {
+    for (int i = 0; i < m_Fields && i < MaxFields; ++i)
+      if (m_Names[i] == name && m_Twice.empty()) m_Twice = name;
+    if (m_Fields < MaxFields) m_Names[m_Fields] = name;
+    ++m_Fields;
+  }
+};
+
+/// The visitor of Describe that makes the summary. It is evaluated by the compiler, and checks each line by
+/// itself.
+template <class T> class dsc_FieldCheck {
+ public:
+  constexpr explicit dsc_FieldCheck(dsc_Summary& summary) : m_Summary(summary) {}
+
+  template <class Name, class Member, class Owner, class... Options>
+  constexpr void operator()(Name, Member Owner::*, Options const&... options) {
+    static_assert((dsc_IsOption<Options> && ...),
+                  "what follows a field's name and member is an option: kvl::Since, kvl::Was, kvl::As ...");
+    static_assert(
+        std::is_same_v<Owner, T>,
+        "a member of a base class is described in a derived one: each class describes its own members, in "
+        "a Describe of its own");
+    m_Summary.Add(Name::View());
+    if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
+      CheckStorable<dsc_FieldValue<Member, Options...>, Options...>();
+      using Value = dsc_Stored<dsc_FieldValue<Member, Options...>>;
+      m_Summary.m_Attributes += Value::Fields;
+      m_Summary.m_Collections += Value::Collections;
+      if constexpr (dsc_Has<dsc_OptionKind::Since, Options...>)
+        TakeSince(dsc_Get<dsc_OptionKind::Since>(options...).m_Version);
+    } else {
+      static_assert(sizeof...(Options) == 1, "a member that is transient has no other options");
+    }
+  }
+
+  template <class Name, class Value> constexpr void operator()(Name, dsc_DroppedField<T, Value> const&) {
+    CheckStorable<std::remove_cvref_t<Value>>();
+    m_Summary.Add(Name::View());
+  }
+  template <class Base> constexpr void operator()(kvl::BaseWas<Base> const&) {}
+  constexpr void operator()(kvl::ClassWas const&) {}
+
+ private:
+  constexpr void TakeSince(int version) {
+    if (version > m_Summary.m_Newest) m_Summary.m_Newest = version;
+  }
+  template <class Value, class... Options> constexpr void CheckStorable() {
+    static_assert(
+        !std::is_pointer_v<Value>,
+        "a member that is a plain pointer cannot be stored: use std::unique_ptr, std::shared_ptr or, for an "
+        "object that something else holds, std::weak_ptr");
+    static_assert(std::is_pointer_v<Value> || dsc_Storable<Value>,
+                  "a member of this type cannot be stored: convert it with kvl::As, or leave it out with "
+                  "kvl::Transient");
+    static_assert(((dsc_CountOf<dsc_KindOf<Options>, Options...> == 1) && ...),
+                  "an option of a field is given twice");
+  }
+
+  dsc_Summary& m_Summary;
+};

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "describe/dsc_Base.h"
+#include "describe/dsc_Coverage.h"
+#include "describe/dsc_Field.h"
+#include "metadata/cls_ClassRegistrar.h"
+
+/// Declares what a class described by hand declares in its own function, if it has one.
+template <class T> void dsc_DeclareIfItCan(cls_ClassRegistrar& registrar) {
+  if constexpr (requires { T::Declare(registrar); }) T::Declare(registrar);
+}
+
+/// The visitor of Describe that declares a class's attributes, with what the options say about them, and the
+/// classes of the objects that its members hold.
+template <class T> class dsc_FieldDeclarer {
+ public:
+  dsc_FieldDeclarer(cls_ClassRegistrar& registrar, cls_ClassMetadata& metadata, dsc_Coverage& coverage)
+      : m_Registrar(registrar), m_Metadata(metadata), m_Coverage(coverage) {}
+
+  template <class Name, class Member, class Owner, class... Options>
+  void operator()(Name, Member Owner::*member, Options const&... options) {
+    m_Coverage.Add(dsc_OffsetIn<T>([member](T const& object) { return &(object.*member); }), sizeof(Member),
+                   alignof(Member));
+    if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
+      using Stored = dsc_Stored<dsc_FieldValue<Member, Options...>>;
+      Stored::template Declare<Name>({m_Registrar, m_Metadata, false, UnitOf(options...)}, m_At);
+      m_At = m_At.Plus(Stored::Fields, Stored::Collections);
+      DeclareHeld<Stored>();
+      (Note<Name>(options), ...);
+    }
+  }
+
+  template <class Name, class Value> void operator()(Name, dsc_DroppedField<T, Value> const&) {
+    Changes().Dropped(Name::View());
+    DeclareHeld<dsc_Stored<std::remove_cvref_t<Value>>>();
+  }
+  template <class Base> void operator()(kvl::BaseWas<Base> const&) {
+    Changes().BaseWas(dsc_BaseClassId<Base>());
+  }
+  void operator()(kvl::ClassWas const& was) { Changes().ClassWas(was.m_Name); }
+
+ private:
+  template <class Stored> void DeclareHeld() {
+    auto const declare = [this]<class Object>() { dsc_DeclareIfItCan<Object>(m_Registrar); };
+    if constexpr (requires { Stored::DeclareHeld(declare); }) Stored::DeclareHeld(declare);
+  }
+
+  cls_ClassChanges& Changes() { return m_Registrar.ChangesOf(m_Metadata.ClassId()); }
+
+  template <class... Options> [[nodiscard]] static char const* UnitOf(Options const&... options) {
+    if constexpr (dsc_Has<dsc_OptionKind::Unit, Options...>)
+      return dsc_Get<dsc_OptionKind::Unit>(options...).m_Text;
+    else
+      return nullptr;
+  }
+
+  template <class Name, class Option> void Note(Option const& option) {
+    constexpr dsc_OptionKind Kind = dsc_KindOf<Option>;
+    if constexpr (Kind == dsc_OptionKind::Since)
+      Changes().Since(Name::View(), option.m_Version);
+    else if constexpr (Kind == dsc_OptionKind::Was)
+      NoteNames<Name>(option);
+  }
+  template <class Name, cow_LiteralChars... Names> void NoteNames(kvl::Was<Names...> const&) {
+    (Changes().Was(Name::View(), dsc_Name<Names>::View()), ...);
+  }
+
+  cls_ClassRegistrar& m_Registrar;
+  cls_ClassMetadata& m_Metadata;
+  dsc_Coverage& m_Coverage;
+  dsc_Place m_At;
+};

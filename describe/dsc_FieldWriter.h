@@ -1,0 +1,33 @@
+#pragma once
+
+#include "describe/dsc_Base.h"
+#include "describe/dsc_Field.h"
+
+/// The visitor of Describe that writes an object's fields.
+template <class T> class dsc_FieldWriter {
+ public:
+  dsc_FieldWriter(T const& object, dsc_Out const& out) noexcept : m_Object(object), m_Out(out) {}
+
+  template <class Name, class Member, class Owner, class... Options>
+  void operator()(Name, Member Owner::*member, Options const&... options) {
+    if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
+      using Value = dsc_FieldValue<Member, Options...>;
+      if constexpr (dsc_Has<dsc_OptionKind::As, Options...>) {
+        Value const value = dsc_Get<dsc_OptionKind::As>(options...).m_ToStored(m_Object.*member);
+        dsc_Stored<Value>::template Write<Name>(m_Out, m_At, value);
+      } else {
+        dsc_Stored<Value>::template Write<Name>(m_Out, m_At, m_Object.*member);
+      }
+      m_At = m_At.Plus(dsc_Stored<Value>::Fields, dsc_Stored<Value>::Collections);
+    }
+  }
+
+  template <class Name, class Value> void operator()(Name, dsc_DroppedField<T, Value> const&) {}
+  template <class Base> void operator()(kvl::BaseWas<Base> const&) {}
+  void operator()(kvl::ClassWas const&) {}
+
+ private:
+  T const& m_Object;
+  dsc_Out const& m_Out;
+  dsc_Place m_At;
+};

@@ -1,0 +1,205 @@
+#pragma once
+
+#include "describe/dsc_Pointers.h"
+#include "describe/dsc_Scalars.h"
+#include "metadata/cls_CollectionType.h"
+#include "persist/backend/cls_CollectionTypeIds.h"
+#include "persist/backend/cls_DeleteWhenNeeded.h"
+#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_ReadObjects.h"
+#include "persist/backend/cls_WriteListPrim.h"
+#include "persist/backend/cls_WriteObjects.h"
+
+// Members that are sequences or sets: std::vector, std::deque, std::list, std::set and whatever else has their
+// operations. Scalars make a list of them, objects a list of objects.
+
+/// What a list or a map has for an element of type T: bool, int, unsigned int, float, double or cow_String;
+/// void for a type that it has nothing for.
+template <class T> struct dsc_PlainElement { using Type = void; };
+template <class T>
+requires dsc_IsInteger<T> &&(sizeof(T) <= 4) struct dsc_PlainElement<T> {
+  using Type = std::conditional_t<std::is_signed_v<T>, int, unsigned int>;
+};
+template <dsc_IsEnum T> struct dsc_PlainElement<T> { using Type = int; };
+template <dsc_IsText T> struct dsc_PlainElement<T> { using Type = cow_String; };
+template <> struct dsc_PlainElement<bool> { using Type = bool; };
+template <> struct dsc_PlainElement<float> { using Type = float; };
+template <> struct dsc_PlainElement<double> { using Type = double; };
+
+template <class T>
+concept dsc_IsElement = !std::is_void_v<typename dsc_PlainElement<T>::Type>;
+
+/// A container of one type that can be walked, emptied, and added to at its end.
+template <class T>
+concept dsc_IsSequence = !dsc_IsText<T> && !requires {
+  typename T::mapped_type;
+}
+&&requires(T& container, typename T::value_type&& value) {
+  container.begin() != container.end();
+  container.size();
+  container.clear();
+  container.insert(container.end(), static_cast<typename T::value_type&&>(value));
+};
+
+/// The collection type of a list of T: what cls_CollectionTypeFix makes of COLLECTION_LIST, without a call.
+template <class T> inline constexpr cls_CollectionType dsc_ListCode = COLLECTION_NONE;
+template <> inline constexpr cls_CollectionType dsc_ListCode<bool> = COLLECTION_LIST_BOOL;
+template <> inline constexpr cls_CollectionType dsc_ListCode<double> = COLLECTION_LIST_DOUBLE;
+template <> inline constexpr cls_CollectionType dsc_ListCode<float> = COLLECTION_LIST_FLOAT;
+template <> inline constexpr cls_CollectionType dsc_ListCode<int> = COLLECTION_LIST_INT;
+template <> inline constexpr cls_CollectionType dsc_ListCode<cow_String> = COLLECTION_LIST_STRING;
+template <> inline constexpr cls_CollectionType dsc_ListCode<unsigned int> = COLLECTION_LIST_UINT;
+
+/// Writes a whole list of plain elements: `appendAll` gets the builder.
+template <class Name, class Plain, class AppendAll>
+void dsc_WriteList(dsc_Out const& out, dsc_Place at, void const* container, AppendAll appendAll) {
+  cls_WriteVisitor const visitor(out.m_Visitor, Name::Handle(at.m_Number), nullptr, container);
+  // The result says whether the list was written already; lists are written each time, as wrappers are.
+  visitor.StartWrite(cls_InternalListTypeId, out.m_Identity.OfCollection(at.m_Collection, out.m_Collections));
+  visitor.CheckCollectionType(dsc_ListCode<Plain>);
+  if (visitor.Memento() == nullptr) return;
+  Plain const tag{};
+  cls_Received<cls_WriteListPrim<Plain>> const builder(visitor.Memento()->MakeWriteListPrim(&tag, 1));
+  appendAll(*builder);
+}
+
+/// The memento of the collection that a field holds; also takes the collection's identity.
+class dsc_StoredCollection {
+ public:
+  dsc_StoredCollection(dsc_In const& in, dsc_Place at, cls_FieldHandle const& field)
+      : m_Visitor(in.m_Visitor, field) {
+    cls_MementoRead* const memento = m_Visitor.Memento();
+    if (memento != nullptr && at.m_Collection != dsc_NoCollection)
+      in.m_Identity.TakeCollection(at.m_Collection, in.m_Collections, memento->GetUid());
+  }
+  [[nodiscard]] cls_MementoRead* Memento() const noexcept { return m_Visitor.Memento(); }
+
+ private:
+  cls_ReadVisitor m_Visitor;
+};
+
+/// Passes each element of a stored list to `add`.
+template <class Plain, class Add> void dsc_ReadElements(cls_ReadListPrim<Plain>& cursor, Add add) {
+  while (cursor.More() != 0) add(cursor.Next());
+}
+
+template <dsc_IsSequence T>
+requires dsc_IsElement<typename T::value_type>
+struct dsc_Stored<T> : dsc_OneField<1> {
+  using Element = typename T::value_type;
+  using Plain = typename dsc_PlainElement<Element>::Type;
+  /// Elements that lie in memory as a cursor copies them.
+  static constexpr bool IsRun =
+      std::is_same_v<Element, Plain> && !std::is_same_v<Plain, bool> && requires(T & container) {
+    { container.data() } -> std::same_as<Plain*>;
+    container.resize(std::size_t{});
+  };
+
+  template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
+  }
+
+  template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {
+    CheckSize<Name>(out, container.size());
+    dsc_WriteList<Name, Plain>(out, at, &container, [&container](cls_WriteListPrim<Plain>& builder) {
+      if constexpr (IsRun) {
+        if (!container.empty()) builder.AppendRun(static_cast<int>(container.size()), container.data());
+      } else {
+        for (Element const& element : container) builder.Append(dsc_ToPlain<Plain>(element));
+      }
+    });
+  }
+
+  template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& container) {
+    cls_FieldHandle const field = Name::Handle(at.m_Number);
+    dsc_StoredCollection const stored(in, at, field);
+    if (stored.Memento() == nullptr) return;
+    Plain tag{};
+    cls_Received<cls_ReadListPrim<Plain>> const cursor(stored.Memento()->MakeReadListPrim(&tag));
+    if (cursor->Count() == 0 && in.m_Visitor.DataIsPresent(field) == 0) return; // absent lists are empty
+    container.clear();
+    if constexpr (IsRun) {
+      container.resize(static_cast<std::size_t>(cursor->Count()));
+      if (!container.empty()) cursor->NextRun(cursor->Count(), container.data());
+    } else {
+      dsc_ReadElements(*cursor, [&](Plain const& plain) {
+        container.insert(container.end(), dsc_FromPlain<Element, Name>(plain, in.m_Class));
+      });
+    }
+  }
+
+ private:
+  template <class Name> static void CheckSize(dsc_Out const& out, std::size_t size) {
+    if (size > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+      dsc_Raise(out.m_Class, Name::View(), "a list has at most 2147483647 elements.");
+  }
+};
+
+template <class T>
+concept dsc_IsHeld = dsc_IsOwner<T> ||
+    (dsc_IsPersisted<T>&& std::is_constructible_v<T, cls_ReadVisitor const&>);
+
+/// The class of the objects that a container holds by pointer or by value.
+template <class T> struct dsc_HeldObject { using Type = T; };
+template <dsc_IsOwner T> struct dsc_HeldObject<T> {
+  using Type = std::remove_cv_t<typename T::element_type>;
+};
+
+/// The object that a pointer leads to, or the object itself; null for a null pointer.
+template <class T> [[nodiscard]] auto const* dsc_ObjectOf(T const& held) noexcept {
+  if constexpr (dsc_IsOwner<T>)
+    return held.get();
+  else
+    return &held;
+}
+
+template <class T> [[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visitor) {
+  if constexpr (dsc_IsOwner<T>)
+    return dsc_Construct<T>(visitor);
+  else
+    return T(visitor);
+}
+
+/// Writes a whole list of objects: `writeAll` gets a function, and calls it with the address of each.
+template <class Name, class WriteAll>
+void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, WriteAll writeAll) {
+  cls_Received<cls_WriteListObj> const builder(out.m_Visitor.Memento()->MakeFieldWriteListObj(
+      Name::Handle(at.m_Number), out.m_Identity.OfCollection(at.m_Collection, out.m_Collections)));
+  writeAll([&](auto const* object) {
+    if (object == nullptr)
+      dsc_Raise(out.m_Class, Name::View(), "one of its pointers is null, and a list has no null elements.");
+    cls_WriteRequestListObj const request(builder.get());
+    object->DBWrite(cls_WriteVisitor(request, object));
+  });
+}
+
+template <dsc_IsSequence T>
+requires dsc_IsHeld<typename T::value_type>
+struct dsc_Stored<T> : dsc_OneField<1> {
+  using Element = typename T::value_type;
+  using Object = typename dsc_HeldObject<Element>::Type;
+
+  template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
+    dsc_CheckPersisted<Object>();
+    to.Add<Name>(at, ATTR_OBJECT, COLLECTION_OBJ);
+  }
+
+  template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {
+    dsc_WriteObjects<Name>(out, at, [&container](auto write) {
+      for (Element const& element : container) write(dsc_ObjectOf(element));
+    });
+  }
+
+  template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& container) {
+    cls_FieldHandle const field = Name::Handle(at.m_Number);
+    if (in.m_Visitor.DataIsPresent(field) == 0) return;
+    dsc_StoredCollection const stored(in, at, field);
+    cls_Received<cls_ReadListObj> const cursor(stored.Memento()->MakeReadListObj());
+    container.clear();
+    if constexpr (requires { container.reserve(std::size_t{}); })
+      container.reserve(static_cast<std::size_t>(cursor->Count()));
+    while (cursor->More() != 0)
+      container.insert(container.end(), dsc_ConstructHeld<Element>(cls_ReadVisitor(cursor->Next())));
+  }
+  template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
+};

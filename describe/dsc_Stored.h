@@ -1,0 +1,109 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "describe/dsc_Identity.h"
+#include "describe/dsc_Name.h"
+#include "metadata/cls_ClassRegistrar.h"
+#include "persist/visitors/cls_ReadVisitor.h"
+#include "persist/visitors/cls_WriteVisitor.h"
+#include "platform/kvl_Export.h"
+
+/// Where the fields of one class in an object are written, or read.
+struct dsc_Out {
+  cls_WriteVisitor const& m_Visitor;
+  dsc_Identity const& m_Identity; ///< of the collections, too
+  int m_Collections;              ///< how many the class writes
+  char const* m_Class;            ///< the name, for messages
+};
+struct dsc_In {
+  cls_ReadVisitor const& m_Visitor;
+  dsc_Identity& m_Identity;
+  int m_Collections;
+  char const* m_Class;
+};
+
+/// The collection number of a value whose collections are read once, and not written again.
+inline constexpr int dsc_NoCollection = -1;
+
+/// The first attribute number, and the first identity of a collection, that belong to a field.
+struct dsc_Place {
+  int m_Number = 0;
+  int m_Collection = 0;
+
+  [[nodiscard]] constexpr dsc_Place Plus(int numbers, int collections) const noexcept {
+    return {m_Number + numbers, m_Collection < 0 ? m_Collection : m_Collection + collections};
+  }
+};
+
+/// Where the attributes of one class are declared, and what is said about those of one field.
+struct dsc_Declaring {
+  cls_ClassRegistrar& m_Registrar;
+  cls_ClassMetadata& m_Metadata;
+  bool m_MayBeAbsent = false;   ///< they belong to a value that an object may not have
+  char const* m_Unit = nullptr; ///< of its numbers; null if none is said
+
+  template <class Name> void Add(dsc_Place at, cls_AttributeType type, cls_CollectionType collection) const {
+    m_Metadata.AddAttribute(Name::Handle(at.m_Number), type, 1, collection);
+    if (m_MayBeAbsent) Notes().MayBeAbsent(Name::View());
+    if (m_Unit != nullptr && IsNumber(type)) Notes().Unit(Name::View(), m_Unit);
+  }
+  [[nodiscard]] dsc_Declaring Optional() const noexcept { return {m_Registrar, m_Metadata, true, m_Unit}; }
+  /// For numbers that are no values: counts, indexes, keys.
+  [[nodiscard]] dsc_Declaring WithoutUnit() const noexcept {
+    return {m_Registrar, m_Metadata, m_MayBeAbsent, nullptr};
+  }
+
+ private:
+  [[nodiscard]] cls_ClassNotes& Notes() const {
+    return m_Registrar.NotesOf(m_Metadata.ClassId(), m_Metadata.Version());
+  }
+  [[nodiscard]] static constexpr bool IsNumber(cls_AttributeType type) noexcept {
+    return type != ATTR_STRING && type != ATTR_TRSTRING && type != ATTR_BOOL && type != ATTR_OBJECT &&
+           type != ATTR_REFERENCE;
+  }
+};
+
+/// How a member of type T is stored. A specialisation has
+///
+///     static constexpr int Fields;      // how many attributes it takes
+///     static constexpr int Collections; // how many of them are collections, which need identities
+///     template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at);
+///     template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& value);
+///     template <class Name> static bool IsPresent(dsc_In const& in, dsc_Place at);
+///     template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& value); // if it is present
+///     template <class Each> static void DeclareHeld(Each const& each); // each.template operator()<Class>()
+///
+/// The last one may be missing. This form is for types that cannot be stored: it does nothing, so that the
+/// compiler prints one message and not many.
+template <class T> struct dsc_Stored {
+  using IsUnknown = void;
+  static constexpr int Fields = 1;
+  static constexpr int Collections = 0;
+  template <class Name> static void Declare(dsc_Declaring const&, dsc_Place) {}
+  template <class Name> static void Write(dsc_Out const&, dsc_Place, T const&) {}
+  template <class Name> static bool IsPresent(dsc_In const&, dsc_Place) { return false; }
+  template <class Name> static void Read(dsc_In const&, dsc_Place, T&) {}
+};
+
+template <class T>
+concept dsc_Storable = !requires {
+  typename dsc_Stored<T>::IsUnknown;
+};
+
+/// What most specialisations share: one attribute, which is present if the object has the field.
+template <int CollectionCount> struct dsc_OneField {
+  static constexpr int Fields = 1;
+  static constexpr int Collections = CollectionCount;
+  template <class Name> static bool IsPresent(dsc_In const& in, dsc_Place at) {
+    return in.m_Visitor.FieldIsPresent(Name::Handle(at.m_Number)) != 0;
+  }
+};
+
+/// Raises nex_TextException: "Class Bar, field m_Code: ".
+[[noreturn]] KVL_EXPORT void dsc_Raise(char const* className, std::string_view field,
+                                       std::string_view problem);
+
+/// The same for a stored value that the member cannot have.
+[[noreturn]] KVL_EXPORT void dsc_RaiseValue(char const* className, std::string_view field, long long value);

@@ -1,0 +1,54 @@
+#include "metadata/cls_ClassChanges.h"
+
+#include <algorithm>
+
+cls_ClassChanges& cls_ClassChanges::Since(std::string_view attribute, int version) {
+  m_Attributes[std::string(attribute)].m_Since = version;
+  return *this;
+}
+
+cls_ClassChanges& cls_ClassChanges::Was(std::string_view attribute, std::string_view earlierName) {
+  m_Attributes[std::string(attribute)].m_EarlierNames.emplace_back(earlierName);
+  return *this;
+}
+
+cls_ClassChanges& cls_ClassChanges::Dropped(std::string_view attribute) {
+  m_Dropped.emplace_back(attribute);
+  return *this;
+}
+
+cls_ClassChanges& cls_ClassChanges::BaseWas(unsigned int classId) {
+  m_Bases.push_back(classId);
+  return *this;
+}
+
+cls_ClassChanges& cls_ClassChanges::ClassWas(std::string_view name) {
+  m_Names.emplace_back(name);
+  return *this;
+}
+
+cls_ClassChanges& cls_ClassChanges::DeclaredAt(std::string_view place) {
+  m_Place = place;
+  return *this;
+}
+
+cls_ClassChanges::Attribute const* cls_ClassChanges::Find(std::string_view attribute) const noexcept {
+  auto const found = m_Attributes.find(attribute);
+  return found == m_Attributes.end() ? nullptr : &found->second;
+}
+
+bool cls_ClassChanges::Reads(std::string_view earlierName) const noexcept {
+  return std::ranges::find(m_Dropped, earlierName) != m_Dropped.end() ||
+         std::ranges::any_of(m_Attributes, [earlierName](auto const& entry) {
+           return std::ranges::find(entry.second.m_EarlierNames, earlierName) !=
+                  entry.second.m_EarlierNames.end();
+         });
+}
+
+bool cls_ClassChanges::HadBase(unsigned int classId) const noexcept {
+  return std::ranges::find(m_Bases, classId) != m_Bases.end();
+}
+
+bool cls_ClassChanges::HadName(std::string_view name) const noexcept {
+  return std::ranges::find(m_Names, name) != m_Names.end();
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+
+#include "describe/dsc_Described.h"
+#include "store/sto_Store.h"
+#include "store/sto_Transaction.h"
+#include "tests/support/store/StoreFile.h"
+
+/// Fixture for tests that save objects of described classes in one session and load them in another.
+class DescribedTest : public StoreFileTest {
+ protected:
+  template <class T> void SaveNew(T const& object, std::string_view name = "test.kvs") const {
+    cls_ClassRegistrar registrar;
+    T::Declare(registrar);
+    sto_Store store = sto_Store::Open(Path(name), sto_Mode::Create, registrar, StrictOptions());
+    store.Save("root", object);
+    store.Close();
+  }
+  template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::string_view name = "test.kvs") const {
+    cls_ClassRegistrar registrar;
+    T::Declare(registrar);
+    sto_Store store = sto_Store::Open(Path(name), sto_Mode::ReadOnly, registrar, StrictOptions());
+    return store.Load<T>("root");
+  }
+  /// Loads the object and saves it under the same name, in one session.
+  template <class T> void SaveAgain(std::string_view name = "test.kvs") const {
+    cls_ClassRegistrar registrar;
+    T::Declare(registrar);
+    sto_Store store = sto_Store::Open(Path(name), sto_Mode::ReadWrite, registrar, StrictOptions());
+    store.Save("root", *store.Load<T>("root"));
+    store.Close();
+  }
+  [[nodiscard]] std::size_t ObjectCount(std::string_view name = "test.kvs") const {
+    return SqlFile(Path(name)).Objects().size();
+  }
+
+  [[nodiscard]] static sto_Options StrictOptions() {
+    sto_Options options;
+    options.m_Strict = true;
+    return options;
+  }
+};

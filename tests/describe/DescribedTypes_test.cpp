@@ -1,0 +1,318 @@
+// Each type of member comes back as it was saved, with its extremes.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <deque>
+#include <limits>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "tests/describe/DescribedTest.h"
+#include "tests/support/store/StoreFile.h"
+
+namespace {
+
+enum class Small : std::uint8_t { None = 0, Last = 255 };
+enum Wide : unsigned int { Most = 0xFFFFFFFFU };
+
+/// A class with one member of any type that is stored.
+template <class T> class Holder {
+ public:
+  KVL_PERSISTED(Holder, 0x720001, "Holder", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Value)); }
+  Holder() = default;
+  explicit Holder(T value) : m_Value(std::move(value)) {}
+  T m_Value{};
+};
+
+class DescribedTypes : public DescribedTest {
+ protected:
+  /// The value after it was saved and loaded in another session. The object saved again adds nothing.
+  template <class T> T RoundTrip(T value) {
+    std::string const name = std::to_string(m_Files++) + ".kvs";
+    SaveNew(Holder<T>(std::move(value)), name);
+    std::size_t const count = ObjectCount(name);
+    SaveAgain<Holder<T>>(name);
+    EXPECT_EQ(ObjectCount(name), count);
+    return std::move(Load<Holder<T>>(name)->m_Value);
+  }
+  /// All values in one store.
+  template <class T> void Check(std::vector<T> const& values) {
+    cls_ClassRegistrar registrar;
+    Holder<T>::Declare(registrar);
+    std::string const path = Path(std::to_string(m_Files++) + ".kvs");
+    {
+      sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar, StrictOptions());
+      sto_Transaction transaction(store);
+      for (std::size_t i = 0; i < values.size(); ++i) store.Save(std::to_string(i), Holder<T>(T(values[i])));
+      transaction.Commit();
+    }
+    sto_Store store = sto_Store::Open(path, sto_Mode::ReadOnly, registrar, StrictOptions());
+    for (std::size_t i = 0; i < values.size(); ++i)
+      EXPECT_EQ(store.Load<Holder<T>>(std::to_string(i))->m_Value, values[i]);
+  }
+  template <class T> void CheckLimits() {
+    using Limits = std::numeric_limits<T>;
+    Check<T>({Limits::min(), Limits::max(), Limits::lowest(), T(1), T(0)});
+    Check<std::optional<T>>({std::nullopt, Limits::max(), T(0)});
+  }
+
+  int m_Files = 0;
+};
+
+TEST_F(DescribedTypes, Numbers) {
+  CheckLimits<char>();
+  CheckLimits<signed char>();
+  CheckLimits<unsigned char>();
+  CheckLimits<short>();
+  CheckLimits<unsigned short>();
+  CheckLimits<int>();
+  CheckLimits<unsigned int>();
+  CheckLimits<long>();
+  CheckLimits<unsigned long>();
+  CheckLimits<long long>();
+  CheckLimits<unsigned long long>();
+  CheckLimits<float>();
+  CheckLimits<double>();
+  CheckLimits<bool>();
+  CheckLimits<wchar_t>();
+  CheckLimits<char8_t>();
+  CheckLimits<char16_t>();
+  CheckLimits<char32_t>();
+}
+
+TEST_F(DescribedTypes, Enumerations) {
+  Check<Small>({Small::None, Small::Last});
+  Check<Wide>({Most, Wide(0), Wide(1)});
+  Check<std::optional<Small>>({std::nullopt, Small::None});
+}
+
+TEST_F(DescribedTypes, Texts) {
+  std::string const withNul("a\0b", 3);
+  Check<std::string>({"", "text", withNul, std::string(100'000, 'x')});
+  Check<std::optional<std::string>>({std::nullopt, "", "x"});
+  EXPECT_EQ(RoundTrip<cow_String>("text"_cow), "text"_cow);
+  EXPECT_FALSE(RoundTrip<cow_String>(cow_String()).HasText());
+  EXPECT_EQ(RoundTrip<atr_String>(atr_String("text"_cow)).AsCow(), "text"_cow);
+}
+
+TEST_F(DescribedTypes, Sequences) {
+  Check<std::vector<bool>>({{}, {true, false, true}, std::vector<bool>(5000, true)});
+  Check<std::vector<int>>({{}, {1, -1, std::numeric_limits<int>::min()}, std::vector<int>(5000, 7)});
+  Check<std::vector<unsigned int>>({{}, {0, 0xFFFFFFFFU}});
+  Check<std::vector<float>>({{}, {0.5F, -1e30F}});
+  Check<std::vector<double>>({{}, {0.5, -1e300}, std::vector<double>(5000, 0.25)});
+  Check<std::vector<std::string>>({{}, {"", "a", std::string(3000, 'b')}});
+  Check<std::vector<Small>>({{}, {Small::Last, Small::None}});
+  Check<std::vector<char>>({{}, {'a', '\xff'}});
+  Check<std::vector<unsigned char>>({{}, {0, 255}});
+  Check<std::vector<short>>({{}, {-32768, 32767}});
+  Check<std::deque<int>>({{}, {3, 2, 1}});
+  Check<std::list<std::string>>({{}, {"b", "a"}});
+  Check<std::set<std::string>>({{}, {"b", "a"}});
+  Check<std::set<int>>({{}, {-5, 5}});
+  Check<std::multiset<int>>({{}, {5, 5}});
+}
+
+TEST_F(DescribedTypes, Maps) {
+  Check<std::map<std::string, double>>({{}, {{"a", 1}, {"", -2}}});
+  Check<std::map<std::string, float>>({{}, {{"a", 1.5F}}});
+  Check<std::map<std::string, int>>({{}, {{"a", -1}}});
+  Check<std::map<std::string, unsigned int>>({{}, {{"a", 0xFFFFFFFFU}}});
+  Check<std::map<std::string, std::string>>({{}, {{"a", "b"}, {"c", ""}}});
+  Check<std::map<std::string, Small>>({{}, {{"a", Small::Last}}});
+  Check<std::map<int, double>>({{}, {{-1, 1}, {1, 2}}});
+  Check<std::map<int, float>>({{}, {{-1, 1.5F}}});
+  Check<std::map<int, int>>({{}, {{-1, 1}}});
+  Check<std::map<int, unsigned int>>({{}, {{-1, 1}}});
+  Check<std::map<unsigned int, std::string>>({{}, {{0xFFFFFFFFU, "a"}, {1, "b"}}});
+  Check<std::map<Small, std::string>>({{}, {{Small::Last, "a"}}});
+  Check<std::map<short, unsigned char>>({{}, {{-32768, 255}}});
+  Check<std::unordered_map<std::string, double>>({{}, {{"a", 1}, {"b", 2}}});
+  Check<std::unordered_map<int, int>>({{}, {{3, 1}, {-7, 2}}});
+}
+
+class Node {
+ public:
+  KVL_PERSISTED(Node, 0x720002, "Node", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_X)); }
+  explicit Node(int x = 0) : m_X(x) {}
+  int m_X = 0;
+};
+
+TEST_F(DescribedTypes, Objects) {
+  EXPECT_EQ(RoundTrip(std::make_unique<Node>(3))->m_X, 3);
+  EXPECT_EQ(RoundTrip(std::unique_ptr<Node>()), nullptr);
+  EXPECT_EQ(RoundTrip(std::make_shared<Node>(4))->m_X, 4);
+  EXPECT_EQ(RoundTrip(std::make_shared<Node const>(4))->m_X, 4);
+  EXPECT_EQ(RoundTrip(std::shared_ptr<Node>()), nullptr);
+  EXPECT_EQ(RoundTrip(Node(5)).m_X, 5);
+}
+
+TEST_F(DescribedTypes, ObjectsInContainers) {
+  std::vector<std::unique_ptr<Node>> owned;
+  owned.push_back(std::make_unique<Node>(1));
+  owned.push_back(std::make_unique<Node>(2));
+  EXPECT_EQ(RoundTrip(std::move(owned)).at(1)->m_X, 2);
+  EXPECT_EQ(RoundTrip(std::vector<Node>{Node(1), Node(2)}).at(1).m_X, 2);
+  EXPECT_EQ(RoundTrip(std::list<Node>{Node(1), Node(2)}).back().m_X, 2);
+  auto const node = std::make_shared<Node>(7);
+  std::vector<std::shared_ptr<Node>> const shared = RoundTrip(std::vector{node, node});
+  EXPECT_EQ(shared.at(0), shared.at(1));
+  EXPECT_EQ(RoundTrip(std::map<std::string, std::shared_ptr<Node>>{{"a", node}}).at("a")->m_X, 7);
+  EXPECT_EQ(RoundTrip(std::map<int, Node>{{-3, Node(8)}}).at(-3).m_X, 8);
+  EXPECT_EQ(RoundTrip(std::unordered_map<int, Node>{{-3, Node(8)}, {2, Node(9)}}).at(2).m_X, 9);
+}
+
+TEST_F(DescribedTypes, NullPointersInContainersAreRefusedByName) {
+  auto const text = [this](auto container) {
+    try {
+      SaveNew(Holder<decltype(container)>(std::move(container)), std::to_string(m_Files++) + ".kvs");
+    } catch (nex_Exception const& failure) {
+      return std::string(failure.UserReport().CharsOrEmpty());
+    }
+    return std::string();
+  };
+  EXPECT_EQ(text(std::vector<std::shared_ptr<Node>>{nullptr}),
+            "Class Holder, field m_Value: one of its pointers is null, and a list has no null elements.");
+  EXPECT_EQ(text(std::map<int, std::shared_ptr<Node>>{{1, nullptr}}),
+            "Class Holder, field m_Value: one of its pointers is null, and a map has no null values.");
+}
+
+/// The order of an unordered map's elements does not show in its bytes.
+TEST_F(DescribedTypes, EqualUnorderedMapsHaveEqualBytes) {
+  std::unordered_map<int, int> up;
+  std::unordered_map<int, int> down(5000);
+  for (int i = 0; i < 1000; ++i) {
+    up[i] = i;
+    down[999 - i] = 999 - i;
+  }
+  SaveNew(Holder<std::unordered_map<int, int>>(up), "up.kvs");
+  SaveNew(Holder<std::unordered_map<int, int>>(down), "down.kvs");
+  SqlFile first(Path("up.kvs"));
+  SqlFile second(Path("down.kvs"));
+  first.Unpack();
+  second.Unpack();
+  EXPECT_EQ(first.Row(2).m_Values, second.Row(2).m_Values);
+}
+
+class Person {
+ public:
+  KVL_PERSISTED(Person, 0x720003, "Person", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Child));
+    field(KVL_F(m_Parent));
+  }
+  Person() = default;
+  std::shared_ptr<Person> m_Child;
+  std::weak_ptr<Person> m_Parent;
+};
+
+TEST_F(DescribedTypes, WeakPointersCloseCycles) {
+  auto const parent = std::make_shared<Person>();
+  parent->m_Child = std::make_shared<Person>();
+  parent->m_Child->m_Parent = parent;
+  SaveNew(Holder<std::shared_ptr<Person>>(parent));
+  std::shared_ptr<Person> const loaded = Load<Holder<std::shared_ptr<Person>>>()->m_Value;
+  EXPECT_EQ(loaded->m_Child->m_Parent.lock(), loaded);
+  EXPECT_EQ(loaded->m_Parent.lock(), nullptr);
+}
+
+TEST_F(DescribedTypes, WeakPointerToWhatIsNotStoredIsEmpty) {
+  auto const parent = std::make_shared<Person>();
+  auto const child = std::make_shared<Person>();
+  child->m_Parent = parent;
+  SaveNew(Holder<std::shared_ptr<Person>>(child));
+  EXPECT_EQ(Load<Holder<std::shared_ptr<Person>>>()->m_Value->m_Parent.lock(), nullptr);
+}
+
+class Animal : public kvl::Polymorphic {
+ public:
+  KVL_PERSISTED(Animal, kvl::Polymorphic, 0x720010, "Animal", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Legs)); }
+  [[nodiscard]] virtual std::string Says() const = 0;
+
+ protected:
+  explicit Animal(int legs) : m_Legs(legs) {}
+  [[nodiscard]] int Legs() const { return m_Legs; }
+
+ private:
+  int m_Legs = 0;
+};
+
+class Dog : public Animal {
+ public:
+  KVL_PERSISTED(Dog, Animal, 0x720011, "Dog", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Tricks));
+    field(KVL_F(m_Friend));
+  }
+  Dog() : Animal(4) {}
+  [[nodiscard]] std::string Says() const override { return "woof" + std::to_string(Legs()); }
+  std::vector<std::string> m_Tricks;
+  std::weak_ptr<Animal> m_Friend;
+};
+
+class Puppy : public kvl::Described<Puppy, Dog, 0x720012, "Puppy", 1> {
+ public:
+  Puppy() = default;
+  explicit Puppy(cls_ReadVisitor const& visitor) : Described(visitor) { ReadFields(visitor); }
+  static constexpr void Describe(auto& field) {
+    using namespace kvl;
+    field("m_Weeks"_field, &Puppy::m_Weeks);
+  }
+  [[nodiscard]] std::string Says() const override { return "yip" + std::to_string(Legs()); }
+  int m_Weeks = 0;
+};
+
+class Kennel {
+ public:
+  KVL_PERSISTED(Kennel, 0x720013, "Kennel", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Animals)); }
+  static void DeclareAll(cls_ClassRegistrar& registrar) {
+    Declare(registrar);
+    Puppy::Declare(registrar);
+  }
+  Kennel() = default;
+  std::vector<std::shared_ptr<Animal>> m_Animals;
+};
+
+/// Three levels, an abstract base class, a class without the macro, and a reference to an object of a derived class.
+TEST_F(DescribedTypes, Hierarchies) {
+  cls_ClassRegistrar registrar;
+  Kennel::DeclareAll(registrar);
+  EXPECT_TRUE(registrar.InheritanceCheck(Puppy::TypeId(), Animal::TypeId()));
+  EXPECT_FALSE(registrar.ClassIsPresent(1));
+  {
+    Kennel kennel;
+    auto const dog = std::make_shared<Dog>();
+    auto const puppy = std::make_shared<Puppy>();
+    dog->m_Tricks = {"sit"};
+    dog->m_Friend = puppy;
+    puppy->m_Weeks = 9;
+    puppy->m_Tricks = {"eat", "sleep"};
+    kennel.m_Animals = {dog, puppy};
+    sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, registrar);
+    store.Save("kennel", kennel);
+  }
+  sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadOnly, registrar);
+  std::unique_ptr<Kennel> const kennel = store.Load<Kennel>("kennel");
+  ASSERT_EQ(kennel->m_Animals.size(), 2U);
+  EXPECT_EQ(kennel->m_Animals[0]->Says(), "woof4");
+  EXPECT_EQ(kennel->m_Animals[1]->Says(), "yip4");
+  auto const& dog = dynamic_cast<Dog const&>(*kennel->m_Animals[0]);
+  auto const& puppy = dynamic_cast<Puppy const&>(*kennel->m_Animals[1]);
+  EXPECT_EQ(puppy.m_Weeks, 9);
+  EXPECT_EQ(puppy.m_Tricks, (std::vector<std::string>{"eat", "sleep"}));
+  EXPECT_EQ(puppy.m_Friend.lock(), nullptr);
+  EXPECT_EQ(dog.m_Friend.lock(), kennel->m_Animals[1]);
+}
+
+} // namespace
