@@ -7,7 +7,7 @@
 #include "metadata/cls_ClassRegistrar.h"
 #include "platform/kvl_Export.h"
 
-// The declaration of a described class, as far as it does not depend on the class. Internal to describe/.
+// What does not depend on the class in the declaration of a described class. Internal to describe/.
 
 /// What is declared of a described class.
 struct dsc_DeclaredClass {

@@ -87,7 +87,7 @@ TEST(dsc_Identity, TakesThoseOfAStoredObjectWithCollections) {
   EXPECT_EQ(identity.Own().Entry(), own.Entry());
   EXPECT_EQ(identity.OfCollection(1, 2).Entry(), list.Entry());
   EXPECT_NE(identity.OfCollection(0, 2).Entry(), list.Entry());
-  identity.TakeCollection(0, 2, list); // in the place of the one that was just made
+  identity.TakeCollection(0, 2, list); // replaces the one that was just made
   EXPECT_EQ(identity.OfCollection(0, 2).Entry(), list.Entry());
   dsc_Identity const asked;
   EXPECT_EQ(asked.Own(3).Entry(), asked.Own().Entry());

@@ -108,7 +108,7 @@ struct Transient {
 };
 
 /// A field of earlier versions that has no member any more. `hook` is a member function that gets the stored
-/// value of an object that has one, where the line stands among the others. Nothing is written.
+/// value of an object that has one, in the order of the lines. Nothing is written.
 ///
 ///     field("m_Diameter"_field, kvl::Dropped(&kvl_Self::TakeDiameter));
 template <class Owner, class Value>

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
+#include <vector>
 
 #include "platform/omni/omi_BtreeIterator.h"
 #include "store/base/sto_Exception.h"
@@ -44,6 +46,19 @@ std::string Difference(sto_ClassRow const& a, sto_ClassRow const& b) {
   if (inA == a.m_Attributes.end()) return inB->m_Name;
   if (inB == b.m_Attributes.end()) return inA->m_Name;
   return std::min(inA->m_Name, inB->m_Name);
+}
+
+/// Whether two descriptions have the same attributes under the same numbers, but not each under its own.
+bool DifferInOrder(sto_ClassRow a, sto_ClassRow b) {
+  auto const takeNumbers = [](sto_ClassRow& row) {
+    std::vector<int> numbers;
+    numbers.reserve(row.m_Attributes.size());
+    for (sto_AttributeRow& attribute : row.m_Attributes)
+      numbers.push_back(std::exchange(attribute.m_FieldId, 0));
+    std::ranges::sort(numbers);
+    return numbers;
+  };
+  return takeNumbers(a) == takeNumbers(b) && HasAttributesOf(a, b); // which have no numbers any more
 }
 
 } // namespace
@@ -199,7 +214,12 @@ void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& de
     conflict(" has the class ID of a class that the store knows as " + stored.m_Name + ".");
   if (stored.m_BaseClassId != declared.m_BaseClassId)
     conflict(" is declared with another base class than the store has for it. Give it a new version.");
-  if (!HasAttributesOf(stored, declared))
+  if (HasAttributesOf(stored, declared)) return;
+  if (DifferInOrder(stored, declared))
+    conflict(
+        " declares its attributes in another order than when the store was first given this version. Keep the "
+        "order, or give the class a new version.");
+  else
     conflict(" declares attribute " + Difference(stored, declared) +
              " differently than when the store was first given this version. Give the class a new version.");
 }
