@@ -7,6 +7,7 @@
 #include "describe/dsc_FieldReader.h"
 #include "describe/dsc_FieldWriter.h"
 #include "persist/adapters/cls_TypeAdapter.h"
+#include "persist/pointers/cls_LaterPointers.h"
 
 /// What the macro, or the base class kvl::Described, says about a class.
 struct dsc_ClassInfo {
@@ -37,8 +38,12 @@ struct dsc_Access {
                     { &T::AfterRead } -> std::same_as<void (T::*)(int)>;
                   })
       if (cls_MementoRead* const memento = visitor.Memento();
-          memento != nullptr && memento->ClassVersion() >= 0)
-        object.AfterRead(memento->ClassVersion());
+          memento != nullptr && memento->ClassVersion() >= 0) {
+        cls_LaterReads::Call const call{
+            &object, memento->ClassVersion(),
+            [](void* later, int version) { static_cast<T*>(later)->AfterRead(version); }, &Identity(object)};
+        if (!cls_LaterPlace(visitor).Leave(call)) object.AfterRead(memento->ClassVersion());
+      }
   }
 };
 
@@ -77,7 +82,11 @@ template <class T, class Base> struct dsc_Class {
     dsc_Identity const& identity = dsc_Access::Identity(object);
     if (visitor.StartWrite(T::TypeId(), identity.Own(dsc_CheckedClass<T>::Collections)) == 0) return;
     if constexpr (dsc_IsStoredBase<Base>) object.Base::DBWrite(cls_WriteVisitor(visitor, Base::TypeId()));
-    dsc_Out const out{visitor, identity, dsc_CheckedClass<T>::Collections, dsc_Access::Info<T>().m_Name};
+    dsc_Out const out{visitor,
+                      identity,
+                      dsc_CheckedClass<T>::Collections,
+                      dsc_Access::Info<T>().m_Name,
+                      {&object, sizeof(T)}};
     dsc_FieldWriter<T> field(object, out);
     dsc_Access::Describe<T>(field);
   }
@@ -86,7 +95,11 @@ template <class T, class Base> struct dsc_Class {
     dsc_Identity& identity = dsc_Access::Identity(object);
     if (cls_MementoRead* const memento = visitor.Memento())
       identity.TakeOwn(memento->GetUid(), dsc_CheckedClass<T>::Collections);
-    dsc_In const in{visitor, identity, dsc_CheckedClass<T>::Collections, dsc_Access::Info<T>().m_Name};
+    dsc_In const in{visitor,
+                    identity,
+                    dsc_CheckedClass<T>::Collections,
+                    dsc_Access::Info<T>().m_Name,
+                    {&object, sizeof(T)}};
     dsc_FieldReader<T> field(object, in);
     dsc_Access::Describe<T>(field);
     dsc_Access::AfterRead(object, visitor);

@@ -329,8 +329,8 @@ template <dsc_IsOwner T> struct dsc_Column<T> {
     to.Add<Name>(at, ATTR_OBJECT, COLLECTION_OBJ);
   }
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
-    dsc_WriteObjects<Name>(out, at,
-                           [&](auto write) { forEach([&](T const& pointer) { write(pointer.get()); }); });
+    dsc_WriteObjects<Name>(out, at, false,
+                           [&](auto write) { forEach([&](T const& pointer) { write(pointer); }); });
   }
   template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
     dsc_StoredCollection const stored(in, at, Name::Handle(at.m_Number));

@@ -6,6 +6,7 @@
 
 #include "describe/dsc_IdentityPool.h"
 #include "persist/identity/cls_Uid.h"
+#include "persist/pointers/cls_LaterReads.h"
 
 /// The identities of one object, or of the part that one class contributes to it: its own, and one for each
 /// collection that it writes. One pointer wide.
@@ -23,14 +24,20 @@
 class dsc_Identity {
  public:
   dsc_Identity() noexcept = default;
-  dsc_Identity(dsc_Identity const&) noexcept {}
-  dsc_Identity(dsc_Identity&& other) noexcept { Swap(other); }
-  dsc_Identity& operator=(dsc_Identity const&) noexcept { return *this; }
+  dsc_Identity(dsc_Identity const& other) { CopyLater(other); }
+  dsc_Identity(dsc_Identity&& other) noexcept { MoveFrom(other); }
+  dsc_Identity& operator=(dsc_Identity const& other) {
+    if (this != &other) {
+      ForgetLater();
+      CopyLater(other);
+    }
+    return *this;
+  }
   dsc_Identity& operator=(dsc_Identity&& other) noexcept {
     if (this == &other) return *this;
     Drop();
     m_Word = 0;
-    Swap(other);
+    MoveFrom(other);
     return *this;
   }
   ~dsc_Identity() { Drop(); }
@@ -91,6 +98,14 @@ class dsc_Identity {
     return reinterpret_cast<std::uintptr_t*>(Word() - BlockBit);
   }
 
+  // Pointers that a load has still to fill follow the object, also one without an identity yet; see cls_LaterReads.
+  void MoveFrom(dsc_Identity& other) noexcept {
+    Swap(other);
+    cls_LaterReads::OwnerMoved(&other, this);
+  }
+  void CopyLater(dsc_Identity const& other) { cls_LaterReads::OwnerCopied(&other, this); }
+  void ForgetLater() const noexcept { cls_LaterReads::OwnerGone(this); }
+
   void Swap(dsc_Identity& other) noexcept {
     std::uintptr_t const mine = Word();
     std::uintptr_t const theirs = other.Word();
@@ -98,6 +113,7 @@ class dsc_Identity {
     std::memcpy(&other.m_Word, &mine, sizeof(mine));
   }
   void Drop() noexcept {
+    ForgetLater();
     if (Word() == 0) return;
     if (IsBlock()) return DropBlock();
     At(&m_Word).~cls_Uid();

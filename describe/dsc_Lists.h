@@ -153,21 +153,39 @@ template <class T> [[nodiscard]] auto const* dsc_ObjectOf(T const& held) noexcep
     return &held;
 }
 
+/// An element or a value. It is moved into its container, so what its own pointers lead to is read at once.
 template <class T> [[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visitor) {
   if constexpr (dsc_IsOwner<T>)
     return dsc_Construct<T>(visitor);
   else
-    return T(visitor);
+    return dsc_ConstructAtOnce<T>(visitor);
 }
 
-/// Writes a whole list of objects: `writeAll` gets a function, and calls it with the address of each.
+/// Appends an object that is written later.
+template <class T>
+void dsc_Append(cls_WriteListObj& builder, cls_AppendsLater& later, std::shared_ptr<T> const& object) {
+  static_cast<void>(cls_AppendLater(builder, &later, object)); // an object that writes nothing is no element
+}
+
+/// Writes a whole list of objects: `writeAll` gets a function, and calls it with each element. `areKept`: the elements
+/// live until the save ends.
 template <class Name, class WriteAll>
-void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, WriteAll writeAll) {
+void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, bool areKept, WriteAll writeAll) {
   cls_Received<cls_WriteListObj> const builder(out.m_Visitor.Memento()->MakeFieldWriteListObj(
       Name::Handle(at.m_Number), out.m_Identity.OfCollection(at.m_Collection, out.m_Collections)));
-  writeAll([&](auto const* object) {
+  cls_AppendsLater* const later = cls_AppendsLater::Of(builder.get());
+  writeAll([&]<class Element>(Element const& element) {
+    auto const* const object = dsc_ObjectOf(element);
+    if (object == nullptr && later != nullptr) return later->AppendNull();
     if (object == nullptr)
-      dsc_Raise(out.m_Class, Name::View(), "one of its pointers is null, and a list has no null elements.");
+      dsc_Raise(out.m_Class, Name::View(),
+                "one of its pointers is null, and this back end writes no null elements.");
+    if constexpr (dsc_HoldingOf<Element> == dsc_Holding::Shared) {
+      if (later != nullptr) return dsc_Append(*builder, *later, element);
+    } else if (later != nullptr && areKept) {
+      using Object = std::remove_pointer_t<decltype(object)>;
+      return dsc_Append(*builder, *later, std::shared_ptr<Object>(std::shared_ptr<void>(), object));
+    }
     cls_WriteRequestListObj const request(builder.get());
     object->DBWrite(cls_WriteVisitor(request, object));
   });
@@ -185,10 +203,16 @@ struct dsc_Stored<T> : dsc_OneField<1> {
   }
 
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {
-    dsc_WriteObjects<Name>(out, at, [&container](auto write) {
-      for (Element const& element : container) write(dsc_ObjectOf(element));
+    dsc_WriteObjects<Name>(out, at, out.m_Bytes.Has(&container), [&container](auto write) {
+      for (Element const& element : container) write(element);
     });
   }
+
+  /// Pointers whose container is a member of the object can be found again when they are filled.
+  static constexpr bool IsFilledLater = dsc_IsOwner<Element> && requires(T & container) {
+    container.resize(std::size_t{});
+    { container[std::size_t{}] } -> std::same_as<Element&>;
+  };
 
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& container) {
     cls_FieldHandle const field = Name::Handle(at.m_Number);
@@ -196,10 +220,31 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     dsc_StoredCollection const stored(in, at, field);
     cls_Received<cls_ReadListObj> const cursor(stored.Memento()->MakeReadListObj());
     container.clear();
+    if constexpr (IsFilledLater)
+      if (ReadLater(in, *cursor, container)) return;
     if constexpr (requires { container.reserve(std::size_t{}); })
       container.reserve(static_cast<std::size_t>(cursor->Count()));
     while (cursor->More() != 0)
       container.insert(container.end(), dsc_ConstructHeld<Element>(cls_ReadVisitor(cursor->Next())));
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
+
+ private:
+  /// Leaves all elements for later; false if that cannot be done.
+  static bool ReadLater(dsc_In const& in, cls_ReadListObj& cursor, T& container) {
+    cls_NamesElements* const names = cls_NamesElements::Of(&cursor);
+    if (names == nullptr || !in.m_Bytes.Has(&container) || dsc_LaterOf(in.m_Visitor) == nullptr) return false;
+    auto const count = static_cast<std::size_t>(cursor.Count());
+    container.resize(count);
+    for (std::size_t i = 0; i < count; ++i)
+      if (cls_HeldObject const held = names->NextHeld(); held.m_Id != 0)
+        static_cast<void>(cls_LaterPlace::Leave({held, &container, &FillElement, &in.m_Identity, i}));
+    return true;
+  }
+  static void FillElement(cls_LaterReads::Read const& read) {
+    Element element = dsc_Construct<Element>(cls_FillPointer<Object>::VisitorOf(read));
+    if (read.m_Target == nullptr) return;
+    T& container = *static_cast<T*>(read.m_Target);
+    if (read.m_Index < container.size()) container[read.m_Index] = std::move(element);
+  }
 };

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "describe/dsc_Stored.h"
+#include "persist/pointers/cls_LaterPointers.h"
 #include "persist/pointers/cls_Pointers.h"
 
 // Members that are or hold objects of persisted classes, whether described or written by hand.
@@ -41,13 +42,23 @@ template <class T> constexpr void dsc_CheckPersisted() {
       "DBWrite by hand, and must be defined here");
 }
 
-/// The object that a visitor reads, for a std::unique_ptr or a std::shared_ptr.
+/// The object that a visitor reads, for a std::unique_ptr or a std::shared_ptr; null for an element without one.
 template <dsc_IsOwner Pointer> [[nodiscard]] Pointer dsc_Construct(cls_ReadVisitor const& visitor) {
+  if (!cls_HasObject(visitor)) return nullptr;
   using Object = std::remove_cv_t<typename Pointer::element_type>;
   if constexpr (dsc_HoldingOf<Pointer> == dsc_Holding::Unique)
     return cls_Construct<Object>(visitor);
   else
     return cls_ConstructShared<Object>(visitor);
+}
+
+/// Leaves a pointer that is a member of the object for later, so that objects behind pointers are read one after the
+/// other and not one inside another. False for a pointer elsewhere, or if the back end cannot do that.
+template <class Pointer>
+[[nodiscard]] bool dsc_LeaveForLater(dsc_In const& in, cls_FieldHandle const& field, Pointer& pointer,
+                                     void (*fill)(cls_LaterReads::Read const&)) {
+  return in.m_Bytes.Has(&pointer) &&
+         cls_LaterPlace(in.m_Visitor).Leave(field, {{}, &pointer, fill, &in.m_Identity});
 }
 
 /// An object behind an owning pointer is held by the field, which is absent for a null pointer.
@@ -61,17 +72,28 @@ template <dsc_IsOwner T> struct dsc_Stored<T> : dsc_OneField<0> {
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& pointer) {
     if constexpr (dsc_IsPersisted<Object>) {
       if (pointer == nullptr) return;
-      pointer->DBWrite(cls_WriteVisitor(out.m_Visitor, Name::Handle(at.m_Number), nullptr, pointer.get()));
+      cls_FieldHandle const field = Name::Handle(at.m_Number);
+      if (out.m_Bytes.Has(&pointer))
+        cls_WriteLater(out.m_Visitor, field, pointer);
+      else
+        pointer->DBWrite(cls_WriteVisitor(out.m_Visitor, field, nullptr, pointer.get()));
     }
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& pointer) {
     cls_FieldHandle const field = Name::Handle(at.m_Number);
-    if (in.m_Visitor.DataIsPresent(field) == 0)
-      pointer = nullptr;
-    else
-      pointer = dsc_Construct<T>(cls_ReadVisitor(in.m_Visitor, field));
+    pointer = nullptr;
+    if (in.m_Visitor.DataIsPresent(field) == 0 || dsc_LeaveForLater(in, field, pointer, Fill())) return;
+    pointer = dsc_Construct<T>(cls_ReadVisitor(in.m_Visitor, field));
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
+
+ private:
+  static constexpr auto Fill() {
+    if constexpr (dsc_HoldingOf<T> == dsc_Holding::Unique)
+      return &cls_FillPointer<typename T::element_type, Object>::Owned;
+    else
+      return &cls_FillPointer<typename T::element_type, Object>::Shared;
+  }
 };
 
 /// A weak pointer is a reference: it names an object that something else holds and stores.
@@ -90,12 +112,29 @@ template <dsc_IsWeak T> struct dsc_Stored<T> : dsc_OneField<0> {
       out.m_Visitor.Memento()->WriteReference(Name::Handle(at.m_Number), object->Uid());
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& pointer) {
-    pointer = cls_ReadShared<Object>(in.m_Visitor, Name::Handle(at.m_Number));
+    cls_FieldHandle const field = Name::Handle(at.m_Number);
+    pointer.reset();
+    if (in.m_Visitor.DataIsPresent(field) == 0 ||
+        dsc_LeaveForLater(in, field, pointer, &cls_FillPointer<typename T::element_type, Object>::Weak))
+      return;
+    pointer = cls_ConstructShared<Object>(cls_ReadVisitor(in.m_Visitor, field));
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
 };
 
-/// An object by value is held by the field. It is read into a new object, which is moved into the member.
+/// What a visitor's load has still to do; null if no load runs.
+[[nodiscard]] inline cls_LaterReads* dsc_LaterOf(cls_ReadVisitor const& visitor) noexcept {
+  return cls_LaterPlace(visitor).Reads();
+}
+
+/// A new object that will be moved: what its pointers lead to is read at once.
+template <class T> [[nodiscard]] T dsc_ConstructAtOnce(cls_ReadVisitor const& visitor) {
+  cls_LaterReads::AtOnce const atOnce(dsc_LaterOf(visitor));
+  return T(visitor);
+}
+
+/// An object by value is held by the field. It is read into a new object, which is moved into the member; what its
+/// own pointers lead to is read at once.
 template <dsc_IsPersisted T>
 requires std::is_constructible_v<T, cls_ReadVisitor const&>
 struct dsc_Stored<T> : dsc_OneField<0> {
@@ -108,7 +147,8 @@ struct dsc_Stored<T> : dsc_OneField<0> {
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& object) {
     cls_CheckReadsByReference<T>();
     cls_FieldHandle const field = Name::Handle(at.m_Number);
-    if (in.m_Visitor.DataIsPresent(field) != 0) object = T(cls_ReadVisitor(in.m_Visitor, field));
+    if (in.m_Visitor.DataIsPresent(field) != 0)
+      object = dsc_ConstructAtOnce<T>(cls_ReadVisitor(in.m_Visitor, field));
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<T>(); }
 };

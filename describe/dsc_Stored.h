@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -10,18 +12,33 @@
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
 
+/// The bytes of the object that is written or read.
+struct dsc_Bytes {
+  void const* m_First;
+  std::size_t m_Count;
+
+  /// Whether a value is in the object itself, and not in a temporary one or on the heap.
+  [[nodiscard]] bool Has(void const* value) const noexcept {
+    auto const at = reinterpret_cast<std::uintptr_t>(value);
+    auto const first = reinterpret_cast<std::uintptr_t>(m_First);
+    return at >= first && at - first < m_Count;
+  }
+};
+
 /// Where the fields of one class in an object are written, or read.
 struct dsc_Out {
   cls_WriteVisitor const& m_Visitor;
   dsc_Identity const& m_Identity; ///< of the collections, too
   int m_Collections;              ///< how many the class writes
   char const* m_Class;            ///< the name, for messages
+  dsc_Bytes m_Bytes;
 };
 struct dsc_In {
   cls_ReadVisitor const& m_Visitor;
   dsc_Identity& m_Identity;
   int m_Collections;
   char const* m_Class;
+  dsc_Bytes m_Bytes;
 };
 
 /// The collection number of a value whose collections are read once, and not written again.

@@ -1,5 +1,10 @@
 #include "persist/pointers/cls_LaterPointers.h"
 
+bool cls_HasObject(cls_ReadVisitor const& visitor) noexcept {
+  cls_StoredObject* const stored = cls_StoredObject::Of(visitor.Memento());
+  return stored == nullptr || stored->StoredAt().m_Id != 0;
+}
+
 cls_LaterPlace::cls_LaterPlace(cls_ReadVisitor const& visitor) noexcept
     : m_Memento(visitor.Memento()), m_Source(nullptr) {
   cls_StoredObject* const stored = cls_StoredObject::Of(m_Memento);
@@ -8,12 +13,15 @@ cls_LaterPlace::cls_LaterPlace(cls_ReadVisitor const& visitor) noexcept
   if (source != nullptr && source->Loaded().Later().IsOn()) m_Source = source;
 }
 
-bool cls_LaterPlace::Leave(cls_FieldHandle const& field, void* target,
-                           void (*fill)(cls_LaterReads::Read const& read)) const {
+cls_LaterReads* cls_LaterPlace::Reads() const noexcept {
+  return m_Source == nullptr ? nullptr : &m_Source->Loaded().Later();
+}
+
+bool cls_LaterPlace::Leave(cls_FieldHandle const& field, cls_LaterReads::Read read) const {
   if (m_Source == nullptr || m_Source->Later() == nullptr) return false;
-  cls_HeldObject held = m_Source->Later()->HeldIn(*m_Memento, field);
-  if (held.m_Source == nullptr) return false;
-  m_Source->Loaded().Later().Add({std::move(held), target, fill});
+  read.m_Held = m_Source->Later()->HeldIn(*m_Memento, field);
+  if (read.m_Held.m_Source == nullptr) return false;
+  m_Source->Loaded().Later().Add(std::move(read));
   return true;
 }
 

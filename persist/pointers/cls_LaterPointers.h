@@ -2,7 +2,7 @@
 
 #include <memory>
 #include <optional>
-#include <typeinfo>
+#include <type_traits>
 #include <utility>
 
 #include "persist/backend/cls_ReadObjects.h"
@@ -98,23 +98,28 @@ template <class T>
   return described.has_value();
 }
 
-/// Fills a pointer that was left for later.
-template <class T> struct cls_FillPointer {
+/// Whether a visitor reads an object, and not an element without one. True if its back end cannot say.
+[[nodiscard]] KVL_EXPORT bool cls_HasObject(cls_ReadVisitor const& visitor) noexcept;
+
+/// Fills a pointer to T that was left for later. T may be const; `Object` is not.
+template <class T, class Object = std::remove_cv_t<T>> struct cls_FillPointer {
   static void Shared(cls_LaterReads::Read const& read) {
-    Set<std::shared_ptr<T>>(read, cls_ConstructShared<T>(VisitorOf(read)));
+    Set<std::shared_ptr<T>>(read, cls_ConstructShared<Object>(VisitorOf(read)));
   }
   static void Weak(cls_LaterReads::Read const& read) {
-    Set<std::weak_ptr<T>>(read, cls_ConstructShared<T>(VisitorOf(read)));
+    Set<std::weak_ptr<T>>(read, cls_ConstructShared<Object>(VisitorOf(read)));
   }
   static void Owned(cls_LaterReads::Read const& read) {
-    Set<std::unique_ptr<T>>(read, cls_Construct<T>(VisitorOf(read)));
+    Set<std::unique_ptr<T>>(read, cls_Construct<Object>(VisitorOf(read)));
+  }
+
+  /// The memento of the object that the pointer leads to.
+  [[nodiscard]] static cls_ReadVisitor VisitorOf(cls_LaterReads::Read const& read) {
+    return cls_ReadVisitor(read.m_Held.m_Source->MakeReadObj(read.m_Held));
   }
 
  private:
-  static cls_ReadVisitor VisitorOf(cls_LaterReads::Read const& read) {
-    return cls_ReadVisitor(read.m_Held.m_Source->MakeReadObj(read.m_Held));
-  }
-  template <class Pointer, class Object> static void Set(cls_LaterReads::Read const& read, Object object) {
+  template <class Pointer, class Built> static void Set(cls_LaterReads::Read const& read, Built object) {
     if (read.m_Target != nullptr) *static_cast<Pointer*>(read.m_Target) = std::move(object);
   }
 };
@@ -124,9 +129,11 @@ class KVL_EXPORT cls_LaterPlace {
  public:
   explicit cls_LaterPlace(cls_ReadVisitor const& visitor) noexcept;
 
-  /// Leaves a pointer for later; false if it must be read at once. REQUIRES: the field has an object.
-  [[nodiscard]] bool Leave(cls_FieldHandle const& field, void* target,
-                           void (*fill)(cls_LaterReads::Read const& read)) const;
+  /// What the visitor's load has still to do; null if no load runs, or everything is read at once.
+  [[nodiscard]] cls_LaterReads* Reads() const noexcept;
+  /// Leaves the pointer for later that a field's object belongs to; false if it must be read at once. Sets what
+  /// `read` holds. REQUIRES: the field has an object.
+  [[nodiscard]] bool Leave(cls_FieldHandle const& field, cls_LaterReads::Read read) const;
   /// Leaves a call for the end of the load; false if no load runs that could make it.
   [[nodiscard]] bool Leave(cls_LaterReads::Call const& call) const;
   /// Leaves a pointer to an element for later; false if no load runs.
@@ -143,7 +150,7 @@ template <class T>
 void cls_ReadLater(cls_ReadVisitor const& parent, cls_FieldHandle const& field, std::shared_ptr<T>& target) {
   target = nullptr;
   if (parent.DataIsPresent(field) == 0) return;
-  if (cls_LaterPlace(parent).Leave(field, &target, &cls_FillPointer<T>::Shared)) return;
+  if (cls_LaterPlace(parent).Leave(field, {{}, &target, &cls_FillPointer<T>::Shared})) return;
   target = cls_ConstructShared<T>(cls_ReadVisitor(parent, field));
 }
 /// The same for a pointer that holds nothing: it is empty after the load if nothing else holds the object.
@@ -151,7 +158,7 @@ template <class T>
 void cls_ReadLater(cls_ReadVisitor const& parent, cls_FieldHandle const& field, std::weak_ptr<T>& target) {
   target.reset();
   if (parent.DataIsPresent(field) == 0) return;
-  if (cls_LaterPlace(parent).Leave(field, &target, &cls_FillPointer<T>::Weak)) return;
+  if (cls_LaterPlace(parent).Leave(field, {{}, &target, &cls_FillPointer<T>::Weak})) return;
   target = cls_ConstructShared<T>(cls_ReadVisitor(parent, field));
 }
 /// The same for one owner.
@@ -159,7 +166,7 @@ template <class T>
 void cls_ReadLater(cls_ReadVisitor const& parent, cls_FieldHandle const& field, std::unique_ptr<T>& target) {
   target = nullptr;
   if (parent.DataIsPresent(field) == 0) return;
-  if (cls_LaterPlace(parent).Leave(field, &target, &cls_FillPointer<T>::Owned)) return;
+  if (cls_LaterPlace(parent).Leave(field, {{}, &target, &cls_FillPointer<T>::Owned})) return;
   target = cls_Construct<T>(cls_ReadVisitor(parent, field));
 }
 
@@ -176,9 +183,7 @@ void cls_ReadNextLater(cls_ReadListObj& list, cls_NamesElements* names, std::sha
     return;
   }
   cls_ReadVisitor const visitor(list.Next());
-  cls_StoredObject* const stored = cls_StoredObject::Of(visitor.Memento());
-  bool const isThere = stored == nullptr || stored->StoredAt().m_Id != 0;
-  if (isThere) target = cls_ConstructShared<T>(visitor);
+  if (cls_HasObject(visitor)) target = cls_ConstructShared<T>(visitor);
 }
 
 /// Calls `call` with `object` and `argument` when the load's whole graph is there; at once if no load runs. In a

@@ -7,6 +7,14 @@ namespace {
 /// Reads that are done are dropped once there are so many of them, and more than those that are left.
 constexpr std::size_t ManyReads = 4096;
 
+/// Moves a place in an object along with the object's owner, or forgets it if the owner is gone.
+void MoveAlong(void*& place, void const*& owner, void const* to) noexcept {
+  place = to == nullptr ? nullptr
+                        : static_cast<std::byte*>(place) +
+                              (reinterpret_cast<std::intptr_t>(to) - reinterpret_cast<std::intptr_t>(owner));
+  owner = to;
+}
+
 } // namespace
 
 constinit std::atomic<int> cls_LaterReads::s_HaveOwners = 0;
@@ -75,25 +83,32 @@ void cls_LaterReads::ForgetOwners() noexcept {
 }
 
 void cls_LaterReads::MoveOwner(void const* from, void const* to) noexcept {
-  // Where the same place of the object is now; null if it is gone.
-  auto const moved = [&](void* place) -> void* {
-    if (to == nullptr) return nullptr;
-    return static_cast<std::byte*>(place) +
-           (reinterpret_cast<std::intptr_t>(to) - reinterpret_cast<std::intptr_t>(from));
-  };
   auto const moveRead = [&](Read& read) {
-    if (read.m_Owner != from) return;
-    if (to == nullptr || read.m_IsInOwner) read.m_Target = moved(read.m_Target);
-    read.m_Owner = to;
+    if (read.m_Owner == from) MoveAlong(read.m_Target, read.m_Owner, to);
   };
   for (cls_LaterReads* each = Chain(); each != nullptr; each = each->m_NextInChain) {
     for (Filling* filling = each->m_Filling; filling != nullptr; filling = filling->m_Outer)
       moveRead(filling->m_Read);
     for (Read& read : each->m_Reads) moveRead(read);
-    for (Call& call : each->m_Calls) {
-      if (call.m_Owner != from) continue;
-      call.m_Object = moved(call.m_Object);
-      call.m_Owner = to;
+    for (Call& call : each->m_Calls)
+      if (call.m_Owner == from) MoveAlong(call.m_Object, call.m_Owner, to);
+  }
+}
+
+void cls_LaterReads::CopyOwner(void const* from, void const* to) {
+  for (cls_LaterReads* each = Chain(); each != nullptr; each = each->m_NextInChain) {
+    // What is being filled is in the list still, or has no copy's pointer to fill any more.
+    for (std::size_t i = 0, count = each->m_Reads.size(); i < count; ++i) {
+      if (each->m_Reads[i].m_Owner != from) continue;
+      Read copy = each->m_Reads[i];
+      MoveAlong(copy.m_Target, copy.m_Owner, to);
+      each->m_Reads.push_back(std::move(copy));
+    }
+    for (std::size_t i = 0, count = each->m_Calls.size(); i < count; ++i) {
+      if (each->m_Calls[i].m_Owner != from) continue;
+      Call copy = each->m_Calls[i];
+      MoveAlong(copy.m_Object, copy.m_Owner, to);
+      each->m_Calls.push_back(copy);
     }
   }
 }

@@ -64,8 +64,8 @@ class KVL_EXPORT cls_NamesElements {
 /// A load that runs inside another one fills its own pointers before it returns.
 ///
 /// A pointer must stay where it is until it is filled, and an object until its call. A class can have an owner that
-/// knows better: something at a fixed place in its objects that reports their moves and their ends (OwnerMoved,
-/// OwnerGone). What is left for later then moves along, or is forgotten.
+/// knows better: something at a fixed place in its objects that reports their moves, copies and ends (OwnerMoved,
+/// OwnerCopied, OwnerGone). What is left for later then moves along, is done for the copy too, or is forgotten.
 ///
 /// Errors: adding throws std::bad_alloc; then nothing has changed. Thread rule: one thread.
 class KVL_EXPORT cls_LaterReads {
@@ -76,8 +76,8 @@ class KVL_EXPORT cls_LaterReads {
     cls_HeldObject m_Held;
     void* m_Target;
     void (*m_Fill)(Read const& read);
-    void const* m_Owner = nullptr; ///< null: nothing reports moves
-    bool m_IsInOwner = false;      ///< the pointer lies in the object itself and moves with it
+    void const* m_Owner = nullptr; ///< null: nothing reports moves; otherwise the target lies in its object
+    std::size_t m_Index = 0;       ///< of the pointer, if the target is a container
   };
   /// A call for an object when the graph is whole.
   struct Call {
@@ -110,6 +110,10 @@ class KVL_EXPORT cls_LaterReads {
   /// An owner has moved from one place to another one in the same way as its object.
   static void OwnerMoved(void const* from, void const* to) noexcept {
     if (s_HaveOwners.load(std::memory_order_relaxed) != 0) MoveOwner(from, to);
+  }
+  /// An owner at another place belongs to a copy of the object. Throws std::bad_alloc.
+  static void OwnerCopied(void const* from, void const* to) {
+    if (s_HaveOwners.load(std::memory_order_relaxed) != 0) CopyOwner(from, to);
   }
   /// An owner ends: what its object still waits for is forgotten.
   static void OwnerGone(void const* owner) noexcept {
@@ -159,6 +163,7 @@ class KVL_EXPORT cls_LaterReads {
   void ForgetOwners() noexcept;
   /// `to`: null if the owner is gone.
   static void MoveOwner(void const* from, void const* to) noexcept;
+  static void CopyOwner(void const* from, void const* to);
 
   /// The pointer that is being filled; several if loads are nested.
   struct Filling {

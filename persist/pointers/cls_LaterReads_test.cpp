@@ -18,8 +18,8 @@ class LaterReads : public testing::Test {
     if (s_OnFill) s_OnFill(number);
     if (read.m_Target != nullptr) *static_cast<int*>(read.m_Target) = number;
   }
-  static cls_LaterReads::Read To(int& target, void const* owner = nullptr, bool isInOwner = false) {
-    return {{}, &target, &Fill, owner, isInOwner};
+  static cls_LaterReads::Read To(int& target, void const* owner = nullptr) {
+    return {{}, &target, &Fill, owner};
   }
   void SetUp() override { s_Fillings = 0; }
 
@@ -132,10 +132,8 @@ struct Owned {
 
 TEST_F(LaterReads, PointersMoveAlongWithTheirOwner) {
   Owned from, to;
-  int outside = 0; // on the heap of the object, which is handed over
   auto const mark = m_Reads.Begin();
-  m_Reads.Add(To(from.m_Inside, &from.m_Owner, true));
-  m_Reads.Add(To(outside, &from.m_Owner, false));
+  m_Reads.Add(To(from.m_Inside, &from.m_Owner));
   m_Reads.AddCall({&from, 7, [](void* object, int number) { static_cast<Owned*>(object)->m_Owner = number; },
                    &from.m_Owner});
   cls_LaterReads::OwnerMoved(&from.m_Owner, &to.m_Owner);
@@ -143,25 +141,34 @@ TEST_F(LaterReads, PointersMoveAlongWithTheirOwner) {
   m_Reads.End(mark);
   EXPECT_EQ(from.m_Inside, 0);
   EXPECT_EQ(to.m_Inside, 1);
-  EXPECT_EQ(outside, 2);
   EXPECT_EQ(from.m_Owner, 0);
   EXPECT_EQ(to.m_Owner, 7);
+}
+
+TEST_F(LaterReads, PointersOfACopyAreFilledToo) {
+  Owned from, to;
+  auto const mark = m_Reads.Begin();
+  m_Reads.Add(To(from.m_Inside, &from.m_Owner));
+  m_Reads.AddCall({&from, 7, [](void* object, int number) { static_cast<Owned*>(object)->m_Owner = number; },
+                   &from.m_Owner});
+  cls_LaterReads::OwnerCopied(&from.m_Owner, &to.m_Owner);
+  m_Reads.Finish(mark);
+  m_Reads.End(mark);
+  EXPECT_EQ((std::vector{from.m_Inside, to.m_Inside}), (std::vector{1, 2}));
+  EXPECT_EQ((std::vector{from.m_Owner, to.m_Owner}), (std::vector{7, 7}));
 }
 
 TEST_F(LaterReads, WhatAnEndedOwnerWaitedForIsForgotten) {
   auto gone = std::make_unique<Owned>();
   Owned stays;
-  int outside = 0;
   auto const mark = m_Reads.Begin();
-  m_Reads.Add(To(gone->m_Inside, &gone->m_Owner, true));
-  m_Reads.Add(To(outside, &gone->m_Owner, false));
+  m_Reads.Add(To(gone->m_Inside, &gone->m_Owner));
   m_Reads.AddCall({gone.get(), 7, [](void*, int) { FAIL() << "the object is gone"; }, &gone->m_Owner});
-  m_Reads.Add(To(stays.m_Inside, &stays.m_Owner, true));
+  m_Reads.Add(To(stays.m_Inside, &stays.m_Owner));
   cls_LaterReads::OwnerGone(&gone->m_Owner);
   gone.reset();
   m_Reads.Finish(mark);
   m_Reads.End(mark);
-  EXPECT_EQ(outside, 0);
   EXPECT_EQ(stays.m_Inside, 1);
 }
 
@@ -169,8 +176,8 @@ TEST_F(LaterReads, OwnerMayMoveOrEndWhileItsPointerIsFilled) {
   Owned first, moved;
   auto gone = std::make_unique<Owned>();
   auto const mark = m_Reads.Begin();
-  m_Reads.Add(To(first.m_Inside, &first.m_Owner, true));
-  m_Reads.Add(To(gone->m_Inside, &gone->m_Owner, true));
+  m_Reads.Add(To(first.m_Inside, &first.m_Owner));
+  m_Reads.Add(To(gone->m_Inside, &gone->m_Owner));
   s_OnFill = [&](int number) {
     if (number == 1) return cls_LaterReads::OwnerMoved(&first.m_Owner, &moved.m_Owner);
     cls_LaterReads::OwnerGone(&gone->m_Owner);

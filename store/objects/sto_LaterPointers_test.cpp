@@ -233,7 +233,8 @@ TEST_F(StoreLaterPointers, WebBecomesTheSameWeb) {
     ASSERT_EQ(is.size(), was.size());
     for (std::size_t i = 0; i < was.size(); ++i) {
       EXPECT_EQ(is[i]->m_Value, was[i]->m_Value);
-      EXPECT_EQ(typeid(*is[i]), typeid(*was[i]));
+      Link const &loadedLink = *is[i], &savedLink = *was[i];
+      EXPECT_EQ(typeid(loadedLink), typeid(savedLink));
       EXPECT_EQ(is[i]->m_List.size(), was[i]->m_List.size());
       EXPECT_EQ(is[i]->m_Owned == nullptr, was[i]->m_Owned == nullptr);
     }

@@ -105,12 +105,12 @@ class Bar : public Element {
       std::unique_ptr<cls_WriteListObj> const ends(
           visitor.Memento()->MakeFieldWriteListObj(Field(4), m_EndsUid));
       for (auto const& node : m_Ends)
-        node->DBWrite(cls_WriteVisitor(cls_WriteRequestListObj(ends.get()), node.get()));
+        EXPECT_TRUE(cls_AppendLater(*ends, cls_AppendsLater::Of(ends.get()), node));
     }
     m_Values.DBWrite(cls_WriteVisitor(visitor, Field(5), nullptr, &m_Values));
     m_Names.DBWrite(cls_WriteVisitor(visitor, Field(6), nullptr, &m_Names));
     WriteLoads(cls_WriteVisitor(visitor, Field(7), nullptr, &m_Loads));
-    if (m_Next) m_Next->DBWrite(cls_WriteVisitor(visitor, Field(8), nullptr, m_Next.get()));
+    cls_WriteLater(visitor, Field(8), m_Next);
     if (auto const first = m_First.lock()) visitor.Memento()->WriteReference(Field(9), first->Uid());
     if (m_Ratio) visitor.Write(Field(10), *m_Ratio);
     visitor.Write(Field(11), m_Count);
