@@ -40,6 +40,13 @@ class GraphPart : public kvl::Polymorphic {
     return first;
   }
 
+  /// Takes the pointers of a ring away, so that it is freed.
+  void Cut() {
+    m_Next = nullptr;
+    m_Parts.clear();
+    m_Seen = nullptr;
+  }
+
   int m_Number = 0;
   std::shared_ptr<GraphPart> m_Next;
   std::weak_ptr<GraphPart> m_Back;
@@ -120,8 +127,7 @@ TEST_F(DescribedGraphs, ObjectsOfDerivedClassesMayLeadBackToEachOther) {
   wheel->m_Next = part;
   wheel->m_Back = part;
   Save(*part);
-  part->m_Next = nullptr;
-  part->m_Parts.clear();
+  part->Cut();
   sto_Store store = Open();
   std::shared_ptr<GraphPart> const loaded = store.LoadShared<GraphPart>("root");
   auto const found = std::dynamic_pointer_cast<GraphWheel>(loaded->m_Next);
@@ -131,8 +137,7 @@ TEST_F(DescribedGraphs, ObjectsOfDerivedClassesMayLeadBackToEachOther) {
   EXPECT_EQ(found->m_Back.lock(), loaded);
   EXPECT_EQ(loaded->m_Seen, found);
   EXPECT_EQ(loaded->m_Parts, (std::vector<std::shared_ptr<GraphPart>>{found, loaded, nullptr, found}));
-  loaded->m_Next = nullptr;
-  loaded->m_Parts.clear();
+  loaded->Cut();
 }
 
 TEST_F(DescribedGraphs, WeakPointerToWhatNothingHoldsIsEmpty) {
