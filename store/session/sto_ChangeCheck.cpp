@@ -38,6 +38,10 @@ std::string BaseName(unsigned int classId) {
                                                    : "base class " + sto_ClassIdText(classId);
 }
 
+std::string AboutAttribute(std::string const& text, std::string_view attribute, std::string const& problem) {
+  return text + "attribute " + std::string(attribute) + problem;
+}
+
 } // namespace
 
 std::string sto_ChangeProblem(cls_ClassChanges const& changes, cls_ClassMetadata const& newest,
@@ -54,13 +58,16 @@ std::string sto_ChangeProblem(cls_ClassChanges const& changes, cls_ClassMetadata
   for (omi_BtreeIterator i(newest.GetAttributes()); !i.IsDone(); i.Next()) {
     std::string_view const attribute = i.Key().View();
     if (!Has(stored, attribute) && !IsSaid(changes, attribute, stored))
-      return text + "attribute " + std::string(attribute) + " is not there" + inVersion +
-             ". Say with kvl::Since which version of the class added it, or with kvl::Was what it was called.";
+      return AboutAttribute(text, attribute,
+                            " is not there" + inVersion +
+                                ". Say with kvl::Since which version of the class added it, or "
+                                "with kvl::Was what it was called.");
   }
   for (sto_AttributeRow const& attribute : stored.m_Attributes)
     if (newest.FindAttribute(cow_String(std::string_view(attribute.m_Name))) == nullptr &&
         !changes.Reads(attribute.m_Name) && !changes.Reads(FieldOf(attribute.m_Name)))
-      return text + "attribute " + attribute.m_Name + inVersion +
-             " is read by no field. Say with kvl::Was which field it became, or that it is kvl::Dropped.";
+      return AboutAttribute(text, attribute.m_Name,
+                            inVersion + " is read by no field. Say with kvl::Was which field it "
+                                        "became, or that it is kvl::Dropped.");
   return {};
 }
