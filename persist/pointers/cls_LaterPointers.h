@@ -32,13 +32,17 @@
 // Writing: the object is written before the save ends, from what it is then; a pointer that owns it keeps it alive
 // until then, another one (cls_WriteLater for an address) must not be the last thing that leads to a temporary
 // object. Over a back end that cannot do this, the object is written at once. A null pointer writes no field.
-// REQUIRES: its DBWrite returns if StartWrite gives 0, and writes nothing before StartWrite.
+// REQUIRES: its class has TypeId(); its DBWrite returns if StartWrite gives 0, and writes nothing before StartWrite.
+// Arrays are written at once.
 //
 // Classes, derived classes and errors are as in cls_Pointers.h. Thread rule: as the visitor.
 
 /// What cls_LaterWrite needs of an object; empty if its DBWrite writes nothing. Used by the functions below.
 template <class T>
 [[nodiscard]] std::optional<cls_LaterWrite> cls_DescribeLater(std::shared_ptr<T const> const& object) {
+  static_assert(
+      cls_HasTypeId<T>,
+      "An object that may be written later needs a class with TypeId(); write a value wrapper at once.");
   std::optional<cls_LaterWrite> described;
   cls_RootRequest const request([&](unsigned int classId, cls_Uid const& uid,
                                     void const*) -> cls_MementoWrite* {
@@ -57,12 +61,11 @@ template <class T>
 void cls_WriteLater(cls_WriteVisitor const& parent, cls_FieldHandle const& field,
                     std::shared_ptr<T> const& object) {
   if (object == nullptr) return;
-  cls_WritesLater* const later = cls_WritesLater::Of(parent.Memento());
-  if (later == nullptr) {
-    object->DBWrite(cls_WriteVisitor(parent, field, nullptr, object.get()));
-  } else if (auto described = cls_DescribeLater<T>(object)) {
-    later->HoldLater(field, *std::move(described));
+  if (cls_WritesLater* const later = cls_WritesLater::Of(parent.Memento())) {
+    auto described = cls_DescribeLater<T>(object);
+    if (!described || later->HoldLater(field, *std::move(described))) return;
   }
+  object->DBWrite(cls_WriteVisitor(parent, field, nullptr, object.get()));
 }
 /// The same for an object that this pointer does not keep alive.
 template <class T>
@@ -85,17 +88,17 @@ template <class T>
     if (later != nullptr) later->AppendNull();
     return later != nullptr;
   }
-  if (later == nullptr) {
-    cls_RootRequest const request([&list](unsigned int classId, cls_Uid const& uid, void const* address) {
-      return list.MakeWriteObjWithPtr(classId, uid, address);
-    });
-    cls_WriteVisitor const visitor(request, object.get());
-    object->DBWrite(visitor);
-    return request.IsStarted();
+  if (later != nullptr) {
+    auto described = cls_DescribeLater<T>(object);
+    if (!described) return false;
+    if (later->AppendLater(*std::move(described))) return true;
   }
-  auto described = cls_DescribeLater<T>(object);
-  if (described) later->AppendLater(*std::move(described));
-  return described.has_value();
+  cls_RootRequest const request([&list](unsigned int classId, cls_Uid const& uid, void const* address) {
+    return list.MakeWriteObjWithPtr(classId, uid, address);
+  });
+  cls_WriteVisitor const visitor(request, object.get());
+  object->DBWrite(visitor);
+  return request.IsStarted();
 }
 
 /// Whether a visitor reads an object, and not an element without one. True if its back end cannot say.

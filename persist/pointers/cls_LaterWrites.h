@@ -27,8 +27,9 @@ struct cls_LaterWrite {
 /// A writing memento.
 class KVL_EXPORT cls_WritesLater {
  public:
-  /// Writes a field that holds an object; the object itself is written later.
-  virtual void HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) = 0;
+  /// Writes a field that holds an object; the object itself is written later. False, and nothing is written, if an
+  /// object of this class must be written at once: a collection.
+  [[nodiscard]] virtual bool HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) = 0;
 
   /// What a memento offers; null if `memento` is null or does not derive from this class.
   [[nodiscard]] static cls_WritesLater* Of(cls_MementoWrite* memento) noexcept;
@@ -43,7 +44,8 @@ class KVL_EXPORT cls_WritesLater {
 /// A builder of a list of objects.
 class KVL_EXPORT cls_AppendsLater {
  public:
-  virtual void AppendLater(cls_LaterWrite object) = 0;
+  /// False, and nothing is appended, if an object of this class must be written at once.
+  [[nodiscard]] virtual bool AppendLater(cls_LaterWrite object) = 0;
   /// Appends an element without an object. It is read as an object that is not stored.
   virtual void AppendNull() = 0;
 

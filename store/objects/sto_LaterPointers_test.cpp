@@ -1,6 +1,8 @@
 #include <random>
 #include <set>
 
+#include "collections/cls_ArrayPrim.h"
+#include "metadata/cls_CollectionType.h"
 #include "store/sto_LoadScope.h"
 #include "store/sto_Proxy.h"
 #include "store/sto_Shared.h"
@@ -422,6 +424,23 @@ TEST_F(StoreLaterPointers, OwnedTemporaryObjectLivesUntilItIsWritten) {
 }
 
 // --- Where nothing can be left for later
+
+TEST_F(StoreLaterPointers, ArrayIsWrittenAtOnceWithItsKind) {
+  sto_Store store = Create();
+  auto const array = std::make_shared<cls_ArrayPrim<int>>();
+  for (int i = 0; i < 5000; ++i) array->Append(i);
+  SaveFields(store, [&](cls_WriteVisitor const& visitor) {
+    sto_WriteLater(visitor, cls_FieldHandle("m_List"_cow), array);
+  });
+  int last = 0;
+  static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
+    visitor.Memento()->CheckCollectionType(COLLECTION_LIST_INT, "m_List"_cow);
+    cls_ArrayPrim<int> const loaded(cls_ReadVisitor(visitor, cls_FieldHandle("m_List"_cow)));
+    last = loaded.ConstGet(4999);
+  }));
+  EXPECT_EQ(last, 4999);
+  EXPECT_TRUE(store.Check(sto_CheckDepth::Full).IsSound());
+}
 
 TEST_F(StoreLaterPointers, MementoThatPassesOnReadsAtOnce) {
   SaveChain(2);

@@ -137,7 +137,8 @@ void sto_MementoWrite::HoldObject(cls_FieldHandle const& field, unsigned int cla
   PutObject(field, attribute, id);
 }
 
-void sto_MementoWrite::HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) {
+bool sto_MementoWrite::HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) {
+  if (sto_IsCollectionClass(object.m_ClassId)) return false; // its field says which kind of collection it is
   Session().RaiseKept();
   sto_ClassInUse::Attribute const& attribute = Attribute(field);
   CheckHeldClass(attribute, object.m_ClassId);
@@ -148,6 +149,7 @@ void sto_MementoWrite::HoldLater(cls_FieldHandle const& field, cls_LaterWrite ob
     Session().Save().Later().Add(
         {std::move(object), m_Object->Id(), &m_Class.Metadata(), attribute.m_Declared}, id);
   });
+  return true;
 }
 
 void sto_WriteLaterObject(sto_Session& session, sto_LaterWrite const& object) {

@@ -26,11 +26,13 @@ class sto_ObjectListWriter final : public cls_WriteListObj, public cls_AppendsLa
   }
   int Count() const override { return m_Ids.Count(); }
 
-  void AppendLater(cls_LaterWrite object) override {
+  bool AppendLater(cls_LaterWrite object) override {
+    if (sto_IsCollectionClass(object.m_ClassId)) return false;
     sto_Session& session = m_Object.Session();
     std::int64_t const id = session.TieOf(object.m_Uid).Id();
     m_Ids.Append({id});
     m_Object.PutWhole([&] { session.Save().Later().Add({std::move(object), m_Object.Id()}, id); });
+    return true;
   }
   void AppendNull() override { m_Ids.Append({0}); }
 
