@@ -435,11 +435,13 @@ TEST_F(StoreLaterPointers, ArrayIsWrittenAtOnceWithItsKind) {
   int last = 0;
   static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
     visitor.Memento()->CheckCollectionType(COLLECTION_LIST_INT, "m_List"_cow);
-    cls_ArrayPrim<int> const loaded(cls_ReadVisitor(visitor, cls_FieldHandle("m_List"_cow)));
+    cls_ArrayPrim<int> loaded(cls_ReadVisitor(visitor, cls_FieldHandle("m_List"_cow)));
     last = loaded.ConstGet(4999);
+    loaded.Release();
   }));
   EXPECT_EQ(last, 4999);
   EXPECT_TRUE(store.Check(sto_CheckDepth::Full).IsSound());
+  array->Release(); // an array frees nothing by itself
 }
 
 TEST_F(StoreLaterPointers, MementoThatPassesOnReadsAtOnce) {
