@@ -122,9 +122,8 @@ class ContractTest : public testing::TestWithParam<ContractSetting> {
 /// Skips the rest of a test when the back end under test lacks an ability, which the result then names. A back
 /// end may leave out what ContractAbilities says, so such a test has nothing to test on it; a failure would
 /// hide those that count. The program prints how many were skipped for which ability. The store has all.
-///
-/// The skip stays because the suite is also for back ends of others, and only they know what they leave out.
 #define CONTRACT_NEEDS(ability)                                                                              \
+  /* A skip and no failure: a back end of others may leave the ability out, and only they know. */           \
   if (!Can().ability) GTEST_SKIP() << "the back end under test says that it lacks " #ability
 
 /// Expects `act` to raise an exception of the nex_ family, of the given kind if the back end under test tells
