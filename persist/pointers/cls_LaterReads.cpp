@@ -15,6 +15,12 @@ void MoveAlong(void*& place, void const*& owner, void const* to) noexcept {
   owner = to;
 }
 
+/// The same read for a copy of the owner's object.
+cls_LaterReads::Read CopyOf(cls_LaterReads::Read read, void const* to) {
+  MoveAlong(read.m_Target, read.m_Owner, to);
+  return read;
+}
+
 } // namespace
 
 constinit std::atomic<int> cls_LaterReads::s_HaveOwners = 0;
@@ -26,7 +32,7 @@ cls_NamesElements* cls_NamesElements::Of(cls_ReadListObj* list) noexcept {
 void cls_LaterReads::Finish(Mark const& mark) {
   std::size_t next = mark.m_Reads;
   while (next < m_Reads.size()) {
-    Fill(m_Reads[next++]);
+    Fill(next++);
     std::size_t const done = next - mark.m_Reads;
     if (done < ManyReads || done < m_Reads.size() - next) continue;
     auto const first = m_Reads.begin() + static_cast<std::ptrdiff_t>(mark.m_Reads);
@@ -35,14 +41,16 @@ void cls_LaterReads::Finish(Mark const& mark) {
   }
   for (std::size_t i = mark.m_Calls; i < m_Calls.size(); ++i) {
     Call const call = m_Calls[i];
+    m_Calls[i].m_Owner = nullptr; // it is done: a copy of the object that is made from now on needs no call
     if (call.m_Object != nullptr) call.m_Call(call.m_Object, call.m_Argument);
   }
   Forget(mark);
 }
 
-void cls_LaterReads::Fill(Read const& read) {
-  if (read.m_Target == nullptr) return;
-  Filling const filling(*this, read); // a copy, because building the object may add more
+void cls_LaterReads::Fill(std::size_t index) {
+  if (m_Reads[index].m_Target == nullptr) return;
+  Filling const filling(*this, m_Reads[index]); // a copy, because building the object may add more
+  m_Reads[index].m_Owner = nullptr;             // from now on the copy follows the owner
   filling.m_Read.m_Fill(filling.m_Read);
 }
 
@@ -97,12 +105,11 @@ void cls_LaterReads::MoveOwner(void const* from, void const* to) noexcept {
 
 void cls_LaterReads::CopyOwner(void const* from, void const* to) {
   for (cls_LaterReads* each = Chain(); each != nullptr; each = each->m_NextInChain) {
-    // What is being filled is in the list still, or has no copy's pointer to fill any more.
+    for (Filling const* filling = each->m_Filling; filling != nullptr; filling = filling->m_Outer)
+      if (filling->m_Read.m_Owner == from) each->m_Reads.push_back(CopyOf(filling->m_Read, to));
     for (std::size_t i = 0, count = each->m_Reads.size(); i < count; ++i) {
       if (each->m_Reads[i].m_Owner != from) continue;
-      Read copy = each->m_Reads[i];
-      MoveAlong(copy.m_Target, copy.m_Owner, to);
-      each->m_Reads.push_back(std::move(copy));
+      each->m_Reads.push_back(CopyOf(each->m_Reads[i], to));
     }
     for (std::size_t i = 0, count = each->m_Calls.size(); i < count; ++i) {
       if (each->m_Calls[i].m_Owner != from) continue;

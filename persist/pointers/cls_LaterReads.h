@@ -176,7 +176,7 @@ class KVL_EXPORT cls_LaterReads {
     Read m_Read;
     Filling* m_Outer;
   };
-  void Fill(Read const& read);
+  void Fill(std::size_t index);
 
   /// Forgets what was added since the mark.
   KVL_LOCAL void Forget(Mark const& mark) noexcept;

@@ -158,6 +158,51 @@ TEST_F(LaterReads, PointersOfACopyAreFilledToo) {
   EXPECT_EQ((std::vector{from.m_Owner, to.m_Owner}), (std::vector{7, 7}));
 }
 
+TEST_F(LaterReads, CopyThatIsMadeWhileItsPointerIsFilledGetsItToo) {
+  Owned from, to;
+  auto const mark = m_Reads.Begin();
+  m_Reads.Add(To(from.m_Inside, &from.m_Owner));
+  s_OnFill = [&](int number) {
+    if (number == 1) cls_LaterReads::OwnerCopied(&from.m_Owner, &to.m_Owner);
+  };
+  m_Reads.Finish(mark);
+  m_Reads.End(mark);
+  EXPECT_EQ((std::vector{from.m_Inside, to.m_Inside}), (std::vector{1, 2}));
+}
+
+TEST_F(LaterReads, CopyOfAFilledPointerIsLeftAlone) {
+  Owned from, to;
+  int last = 0;
+  auto const mark = m_Reads.Begin();
+  m_Reads.Add(To(from.m_Inside, &from.m_Owner));
+  m_Reads.Add(To(last));
+  s_OnFill = [&](int number) {
+    if (number == 2) cls_LaterReads::OwnerCopied(&from.m_Owner, &to.m_Owner); // with the pointer that it has
+  };
+  m_Reads.Finish(mark);
+  m_Reads.End(mark);
+  EXPECT_EQ(s_Fillings, 2);
+  EXPECT_EQ(to.m_Inside, 0);
+}
+
+TEST_F(LaterReads, CopyThatACallMakesIsNotCalled) {
+  static Owned s_Copy;
+  s_Copy = {};
+  Owned from;
+  auto const mark = m_Reads.Begin();
+  m_Reads.AddCall({&from, 1,
+                   [](void* object, int number) {
+                     auto& called = *static_cast<Owned*>(object);
+                     called.m_Inside += number;
+                     cls_LaterReads::OwnerCopied(&called.m_Owner, &s_Copy.m_Owner);
+                   },
+                   &from.m_Owner});
+  m_Reads.Finish(mark);
+  m_Reads.End(mark);
+  EXPECT_EQ(from.m_Inside, 1);
+  EXPECT_EQ(s_Copy.m_Inside, 0);
+}
+
 TEST_F(LaterReads, WhatAnEndedOwnerWaitedForIsForgotten) {
   auto gone = std::make_unique<Owned>();
   Owned stays;
