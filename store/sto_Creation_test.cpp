@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <set>
 
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreChild.h"
 #include "tests/support/store/StoreFaultVfs.h"
 #include "tests/support/store/StoreTest.h"
@@ -47,7 +48,7 @@ class StoreCreation : public StoreTest, public testing::WithParamInterface<bool>
 TEST_P(StoreCreation, OnlyOneOfManyProgramsThatCreateAStoreSucceedsAndItsSaveStays) {
   constexpr int Racers = 6;
   constexpr int Conflict = 1;
-  for (int round = 0; round < 40; ++round) {
+  for (int round = 0; round < 40; round += SweepStride) {
     SCOPED_TRACE(round);
     int start[2];
     ASSERT_EQ(pipe(start), 0);

@@ -9,6 +9,14 @@ inline bool TestsAllSeeds() {
   return std::getenv("KVL_ALL_SEEDS") != nullptr;
 }
 
+/// How many steps a long sweep over all steps goes at once. Where a sanitizer watches memory, which makes each step
+/// ten times as long, every fifth step is taken: memory is used alike in all of them. Other builds take every one.
+#if defined(__SANITIZE_ADDRESS__)
+inline int const SweepStride = TestsAllSeeds() ? 1 : 5;
+#else
+inline int const SweepStride = 1;
+#endif
+
 /// The seeds of a long model test: the first one, or all of them in the long form. Use:
 /// INSTANTIATE_TEST_SUITE_P(Seeds, Model, testing::ValuesIn(Seeds({1U, 2U})));
 template <class Seed> std::vector<Seed> Seeds(std::initializer_list<Seed> all) {
