@@ -174,6 +174,7 @@ void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, bool areKept, WriteAll w
   cls_Received<cls_WriteListObj> const builder(out.m_Visitor.Memento()->MakeFieldWriteListObj(
       Name::Handle(at.m_Number), out.m_Identity.OfCollection(at.m_Collection, out.m_Collections)));
   cls_AppendsLater* const later = cls_AppendsLater::Of(builder.get());
+  bool const isDeep = later != nullptr && later->IsDeep();
   writeAll([&]<class Element>(Element const& element) {
     auto const* const object = dsc_ObjectOf(element);
     if (object == nullptr && later != nullptr) return later->AppendNull();
@@ -181,8 +182,8 @@ void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, bool areKept, WriteAll w
       dsc_Raise(out.m_Class, Name::View(),
                 "one of its pointers is null, and this back end writes no null elements.");
     if constexpr (dsc_HoldingOf<Element> == dsc_Holding::Shared) {
-      if (later != nullptr) return dsc_Append(*builder, *later, element);
-    } else if (later != nullptr && areKept) {
+      if (isDeep) return dsc_Append(*builder, *later, element);
+    } else if (isDeep && areKept) {
       using Object = std::remove_pointer_t<decltype(object)>;
       return dsc_Append(*builder, *later, std::shared_ptr<Object>(std::shared_ptr<void>(), object));
     }
@@ -221,7 +222,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     cls_Received<cls_ReadListObj> const cursor(stored.Memento()->MakeReadListObj());
     container.clear();
     if constexpr (IsFilledLater)
-      if (ReadLater(in, *cursor, container)) return;
+      if (ReadNamed(in, *cursor, container)) return;
     if constexpr (requires { container.reserve(std::size_t{}); })
       container.reserve(static_cast<std::size_t>(cursor->Count()));
     while (cursor->More() != 0)
@@ -230,19 +231,25 @@ struct dsc_Stored<T> : dsc_OneField<1> {
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
 
  private:
-  /// Leaves all elements for later; false if that cannot be done.
-  static bool ReadLater(dsc_In const& in, cls_ReadListObj& cursor, T& container) {
+  /// Reads elements by the names of their objects, so that they can be left for later; false if that cannot be done.
+  static bool ReadNamed(dsc_In const& in, cls_ReadListObj& cursor, T& container) {
     cls_NamesElements* const names = cls_NamesElements::Of(&cursor);
     if (names == nullptr || !in.m_Bytes.Has(&container) || dsc_LaterOf(in.m_Visitor) == nullptr) return false;
     auto const count = static_cast<std::size_t>(cursor.Count());
     container.resize(count);
-    for (std::size_t i = 0; i < count; ++i)
-      if (cls_HeldObject const held = names->NextHeld(); held.m_Id != 0)
-        static_cast<void>(cls_LaterPlace::Leave({held, &container, &FillElement, &in.m_Identity, i}));
+    for (std::size_t i = 0; i < count; ++i) {
+      cls_HeldObject const held = names->NextHeld();
+      if (held.m_Id == 0) continue;
+      cls_LaterReads::Read const read{held, &container, &FillElement, &in.m_Identity, i};
+      if (!cls_LaterPlace::Leave(read)) container[i] = Construct(read);
+    }
     return true;
   }
+  [[nodiscard]] static Element Construct(cls_LaterReads::Read const& read) {
+    return dsc_Construct<Element>(cls_FillPointer<Object>::VisitorOf(read));
+  }
   static void FillElement(cls_LaterReads::Read const& read) {
-    Element element = dsc_Construct<Element>(cls_FillPointer<Object>::VisitorOf(read));
+    Element element = Construct(read);
     if (read.m_Target == nullptr) return;
     T& container = *static_cast<T*>(read.m_Target);
     if (read.m_Index < container.size()) container[read.m_Index] = std::move(element);

@@ -14,12 +14,6 @@ concept dsc_IsPersisted = cls_HasTypeId<T> && requires(T const& object, cls_Writ
   object.DBWrite(visitor);
 };
 
-/// A class that says who its objects are.
-template <class T>
-concept dsc_HasUid = requires(T const& object) {
-  { object.Uid() } -> std::convertible_to<cls_Uid const&>;
-};
-
 enum class dsc_Holding { None, Unique, Shared, Weak };
 
 template <class T> inline constexpr dsc_Holding dsc_HoldingOf = dsc_Holding::None;
@@ -52,8 +46,8 @@ template <dsc_IsOwner Pointer> [[nodiscard]] Pointer dsc_Construct(cls_ReadVisit
     return cls_ConstructShared<Object>(visitor);
 }
 
-/// Leaves a pointer that is a member of the object for later, so that objects behind pointers are read one after the
-/// other and not one inside another. False for a pointer elsewhere, or if the back end cannot do that.
+/// Leaves a pointer that is a member of the object for later, if its object is not to be built inside its holder
+/// (cls_LaterReads). False for a pointer elsewhere, or if the back end cannot do that.
 template <class Pointer>
 [[nodiscard]] bool dsc_LeaveForLater(dsc_In const& in, cls_FieldHandle const& field, Pointer& pointer,
                                      void (*fill)(cls_LaterReads::Read const&)) {
@@ -96,20 +90,20 @@ template <dsc_IsOwner T> struct dsc_Stored<T> : dsc_OneField<0> {
   }
 };
 
-/// A weak pointer is a reference: it names an object that something else holds and stores.
+/// A weak pointer is a reference: it names an object that something else holds and stores. The name is the identity
+/// under which the object begins to write itself, so it is never that of a base class's part.
 template <dsc_IsWeak T> struct dsc_Stored<T> : dsc_OneField<0> {
   using Object = std::remove_cv_t<typename T::element_type>;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
     dsc_CheckPersisted<Object>();
-    static_assert(
-        dsc_HasUid<Object>,
-        "a std::weak_ptr names its object, so the object's class needs `cls_Uid const& Uid() const`");
     to.Add<Name>(at, ATTR_REFERENCE, COLLECTION_NONE);
   }
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& pointer) {
-    if (auto const object = pointer.lock())
-      out.m_Visitor.Memento()->WriteReference(Name::Handle(at.m_Number), object->Uid());
+    if constexpr (dsc_IsPersisted<Object>)
+      if (auto const object = pointer.lock())
+        if (auto const described = cls_DescribeLater<Object>(object))
+          out.m_Visitor.Memento()->WriteReference(Name::Handle(at.m_Number), described->m_Uid);
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& pointer) {
     cls_FieldHandle const field = Name::Handle(at.m_Number);

@@ -1,5 +1,16 @@
 #include "persist/pointers/cls_LaterPointers.h"
 
+namespace {
+
+/// Whether an object is built inside its holder; see cls_LaterReads.
+bool IsBuiltNow(cls_LoadedObjects const& loaded, cls_HeldObject const& held) noexcept {
+  if (held.m_Depth >= cls_LaterReads::MaxNested) return false;
+  cls_LoadedObjects::Entry const* const entry = loaded.Find(held.m_Id);
+  return entry == nullptr || entry->m_Object != nullptr || entry->m_WhyNot != cls_BuildFault::IsUnfinished;
+}
+
+} // namespace
+
 bool cls_HasObject(cls_ReadVisitor const& visitor) noexcept {
   cls_StoredObject* const stored = cls_StoredObject::Of(visitor.Memento());
   return stored == nullptr || stored->StoredAt().m_Id != 0;
@@ -20,15 +31,14 @@ cls_LaterReads* cls_LaterPlace::Reads() const noexcept {
 bool cls_LaterPlace::Leave(cls_FieldHandle const& field, cls_LaterReads::Read read) const {
   if (m_Source == nullptr || m_Source->Later() == nullptr) return false;
   read.m_Held = m_Source->Later()->HeldIn(*m_Memento, field);
-  if (read.m_Held.m_Source == nullptr) return false;
-  m_Source->Loaded().Later().Add(std::move(read));
-  return true;
+  return read.m_Held.m_Source != nullptr && Leave(std::move(read));
 }
 
-bool cls_LaterPlace::Leave(cls_LaterReads::Read const& read) {
-  cls_LaterReads& later = read.m_Held.m_Source->LaterReads();
-  if (!later.IsOn()) return false;
-  later.Add(read);
+bool cls_LaterPlace::Leave(cls_LaterReads::Read read) {
+  cls_LoadedObjects& loaded = read.m_Held.m_Source->Source().Loaded();
+  if (!loaded.Later().IsOn() || IsBuiltNow(loaded, read.m_Held)) return false;
+  read.m_Held.m_Depth = 0;
+  loaded.Later().Add(std::move(read));
   return true;
 }
 

@@ -12,9 +12,10 @@
 #include "persist/pointers/cls_LaterWrites.h"
 #include "persist/pointers/cls_Pointers.h"
 
-// Pointers whose objects are written and read after their holders. A chain, a ring or a web of objects takes the
-// same stack however long it is; objects behind cls_ReadShared and cls_ReadOwned are nested instead, and their
-// depth is limited. Pointers may also lead back to objects whose classes are polymorphic.
+// Pointers whose objects may be written and read after their holders: from a certain depth on, and where they lead
+// back. A chain, a ring or a web of objects takes the same stack however long it is; objects behind cls_ReadShared and
+// cls_ReadOwned are nested instead, and their depth is limited. Pointers may also lead back to objects whose classes
+// are polymorphic.
 //
 //     void Link::DBWrite(cls_WriteVisitor const& visitor) const {
 //       if (!visitor.StartWrite(TypeId(), m_Uid)) return;
@@ -24,13 +25,13 @@
 //       cls_ReadLater(visitor, NextField(), m_Next);             // in the body: it sets m_Next later
 //     }
 //
-// Reading: a pointer is null until the object that it leads to is built, which is before the load returns. So a
-// reading constructor must not follow it; cls_AfterLoad calls a function when the graph is whole. REQUIRES: the
+// Reading: a pointer is null until the object that it leads to is built, which may be at once, and is before the load
+// returns. So a reading constructor must not follow it; cls_AfterLoad calls a function when the graph is whole. REQUIRES: the
 // pointer stays where it is until then: the object that has it must not be a temporary one that is moved.
 // Outside of a load (cls_OneLoad), and over a back end that cannot do this, the object is read at once.
 //
-// Writing: the object is written before the save ends, from what it is then; a pointer that owns it keeps it alive
-// until then, another one (cls_WriteLater for an address) must not be the last thing that leads to a temporary
+// Writing: the object is written at once or before the save ends, from what it is then; a pointer that owns it keeps it
+// alive until then, another one (cls_WriteLater for an address) must not be the last thing that leads to a temporary
 // object. Over a back end that cannot do this, the object is written at once. A null pointer writes no field.
 // REQUIRES: its class has TypeId(); its DBWrite returns if StartWrite gives 0, and writes nothing before StartWrite.
 // Arrays are written at once.
@@ -61,7 +62,8 @@ template <class T>
 void cls_WriteLater(cls_WriteVisitor const& parent, cls_FieldHandle const& field,
                     std::shared_ptr<T> const& object) {
   if (object == nullptr) return;
-  if (cls_WritesLater* const later = cls_WritesLater::Of(parent.Memento())) {
+  if (cls_WritesLater* const later = cls_WritesLater::Of(parent.Memento());
+      later != nullptr && later->IsDeep()) {
     auto described = cls_DescribeLater<T>(object);
     if (!described || later->HoldLater(field, *std::move(described))) return;
   }
@@ -88,7 +90,7 @@ template <class T>
     if (later != nullptr) later->AppendNull();
     return later != nullptr;
   }
-  if (later != nullptr) {
+  if (later != nullptr && later->IsDeep()) {
     auto described = cls_DescribeLater<T>(object);
     if (!described) return false;
     if (later->AppendLater(*std::move(described))) return true;
@@ -134,13 +136,13 @@ class KVL_EXPORT cls_LaterPlace {
 
   /// What the visitor's load has still to do; null if no load runs, or everything is read at once.
   [[nodiscard]] cls_LaterReads* Reads() const noexcept;
-  /// Leaves the pointer for later that a field's object belongs to; false if it must be read at once. Sets what
+  /// Leaves the pointer for later that a field's object belongs to; false if it is to be read at once. Sets what
   /// `read` holds. REQUIRES: the field has an object.
   [[nodiscard]] bool Leave(cls_FieldHandle const& field, cls_LaterReads::Read read) const;
   /// Leaves a call for the end of the load; false if no load runs that could make it.
   [[nodiscard]] bool Leave(cls_LaterReads::Call const& call) const;
-  /// Leaves a pointer to an element for later; false if no load runs.
-  [[nodiscard]] static bool Leave(cls_LaterReads::Read const& read);
+  /// Leaves a pointer to an element for later; false if it is to be read at once.
+  [[nodiscard]] static bool Leave(cls_LaterReads::Read read);
 
  private:
   cls_MementoRead* m_Memento;

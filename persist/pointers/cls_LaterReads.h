@@ -12,6 +12,7 @@
 class cls_MementoRead;
 class cls_LaterReads;
 class cls_LaterSource;
+class cls_ObjectSource;
 class cls_ReadListObj;
 
 /// A stored object that another one holds, named without reading it.
@@ -20,6 +21,7 @@ struct cls_HeldObject {
   std::int64_t m_Id = 0;               ///< its number; 0: there is none
   std::int64_t m_Holder = 0;           ///< the number of the object or collection that holds it, for messages
   cls_FieldHandle m_Field;             ///< the field that holds it; none for an element of a collection
+  int m_Depth = 0; ///< how many objects are being read, one inside another, up to the holder
 };
 
 /// What a back end offers whose objects can be read after their holders. Its source of objects derives from this
@@ -29,10 +31,11 @@ class KVL_EXPORT cls_LaterSource {
   /// The object that a field of `memento` holds or refers to. No source if `memento` is not this back end's own,
   /// for example one that passes on to it, or if the field cannot be read as an object.
   [[nodiscard]] virtual cls_HeldObject HeldIn(cls_MementoRead& memento, cls_FieldHandle const& field) = 0;
-  /// The memento of that object; the caller owns it. Raises the back end's error if it is missing.
+  /// The memento of that object, which is nested one deeper; the caller owns it. Raises the back end's error if the
+  /// object is missing.
   [[nodiscard]] virtual cls_MementoRead* MakeReadObj(cls_HeldObject const& held) = 0;
-  /// What the source's running load has still to do.
-  [[nodiscard]] virtual cls_LaterReads& LaterReads() noexcept = 0;
+  /// The source of objects itself.
+  [[nodiscard]] virtual cls_ObjectSource& Source() noexcept = 0;
 
  protected:
   cls_LaterSource() = default;
@@ -59,7 +62,9 @@ class KVL_EXPORT cls_NamesElements {
 };
 
 /// The pointers that the running load has still to fill, and what it does when all are filled. An object behind a
-/// pointer is built after its holder and not inside it, so a chain of objects takes no stack, however long it is.
+/// pointer is built inside its holder until so many are nested (MaxNested), so that objects that are visited one after
+/// the other are close together in memory. From then on, and if the pointer leads back to an object that is not finished
+/// yet, it is filled after the holder is built. So a chain of objects takes no stack, however long it is.
 ///
 /// A load that runs inside another one fills its own pointers before it returns.
 ///
@@ -86,6 +91,9 @@ class KVL_EXPORT cls_LaterReads {
     void (*m_Call)(void* object, int argument);
     void const* m_Owner = nullptr; ///< null: nothing reports moves
   };
+
+  /// How many objects are nested before the next one is left for later.
+  static constexpr int MaxNested = 32;
 
   /// Where a load began.
   struct Mark {

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
+#include <typeinfo>
 
 #include "persist/identity/cls_Uid.h"
+#include "persist/pointers/cls_DeclaredTypes.h"
 #include "persist/visitors/cls_FieldHandle.h"
 #include "platform/cow/cow_String.h"
 #include "platform/kvl_Export.h"
@@ -20,13 +23,16 @@ struct cls_LaterWrite {
 };
 
 // What a back end offers that can write objects after their holders: its writing memento and its builders of
-// object collections derive from these classes too. What was left for later is written before the save ends, in
-// the order in which it was reached. Errors are those of the memento and the builder; errors of the objects are
-// raised when they are written. Thread rule: as the save.
+// object collections derive from these classes too. Objects are written inside their holders until these are nested
+// deeply; only then are they left for later. What was left is written before the save ends, in the order in which it
+// was reached. Errors are those of the memento and the builder; errors of the objects are raised when they are written.
+// Thread rule: as the save.
 
 /// A writing memento.
 class KVL_EXPORT cls_WritesLater {
  public:
+  /// Whether so many objects are nested here that the next one had better be written later.
+  [[nodiscard]] virtual bool IsDeep() const noexcept = 0;
   /// Writes a field that holds an object; the object itself is written later. False, and nothing is written, if an
   /// object of this class must be written at once: a collection.
   [[nodiscard]] virtual bool HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) = 0;
@@ -44,6 +50,8 @@ class KVL_EXPORT cls_WritesLater {
 /// A builder of a list of objects.
 class KVL_EXPORT cls_AppendsLater {
  public:
+  /// As that of cls_WritesLater.
+  [[nodiscard]] virtual bool IsDeep() const noexcept = 0;
   /// False, and nothing is appended, if an object of this class must be written at once.
   [[nodiscard]] virtual bool AppendLater(cls_LaterWrite object) = 0;
   /// Appends an element without an object. It is read as an object that is not stored.
@@ -56,4 +64,30 @@ class KVL_EXPORT cls_AppendsLater {
   cls_AppendsLater(cls_AppendsLater const&) = default;
   cls_AppendsLater& operator=(cls_AppendsLater const&) = default;
   ~cls_AppendsLater() = default;
+};
+
+/// Declares a type of writing memento that derives from cls_WritesLater for as long as this object lives; see
+/// cls_StoredMementoType.
+template <class Memento> class cls_LaterMementoType;
+
+/// The part of cls_LaterMementoType that does not depend on the class.
+class KVL_EXPORT cls_LaterMementoTypeBase {
+ public:
+  cls_LaterMementoTypeBase(cls_LaterMementoTypeBase const&) = delete;
+  cls_LaterMementoTypeBase& operator=(cls_LaterMementoTypeBase const&) = delete;
+
+ protected:
+  /// `offset` leads from the cls_MementoWrite of an object to its cls_WritesLater.
+  cls_LaterMementoTypeBase(std::type_info const& type, std::ptrdiff_t offset) noexcept;
+  ~cls_LaterMementoTypeBase();
+
+ private:
+  std::type_info const* m_Type;
+};
+
+template <class Memento> class cls_LaterMementoType : public cls_LaterMementoTypeBase {
+ public:
+  cls_LaterMementoType() noexcept
+      : cls_LaterMementoTypeBase(typeid(Memento),
+                                 cls_InterfaceOffset<Memento, cls_MementoWrite, cls_WritesLater>()) {}
 };

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <typeinfo>
 
+#include "persist/pointers/cls_DeclaredTypes.h"
 #include "platform/kvl_Export.h"
 
 class cls_MementoRead;
@@ -93,18 +94,7 @@ class KVL_EXPORT cls_StoredMementoTypeBase {
 
 template <class Memento> class cls_StoredMementoType : public cls_StoredMementoTypeBase {
  public:
-  cls_StoredMementoType() noexcept : cls_StoredMementoTypeBase(typeid(Memento), Offset()) {}
-
- private:
-  /// Pointers to memory for an object may be converted to pointers to its bases, if these are not virtual.
-  static std::ptrdiff_t Offset() noexcept {
-    alignas(Memento) std::byte room[sizeof(Memento)];
-    auto* const memento = reinterpret_cast<Memento*>(room);
-    static_assert(requires(cls_MementoRead * one, cls_StoredObject * other) {
-      static_cast<Memento*>(one);
-      static_cast<Memento*>(other);
-    });
-    return reinterpret_cast<std::byte*>(static_cast<cls_StoredObject*>(memento)) -
-           reinterpret_cast<std::byte*>(static_cast<cls_MementoRead*>(memento));
-  }
+  cls_StoredMementoType() noexcept
+      : cls_StoredMementoTypeBase(typeid(Memento),
+                                  cls_InterfaceOffset<Memento, cls_MementoRead, cls_StoredObject>()) {}
 };

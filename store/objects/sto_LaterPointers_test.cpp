@@ -10,9 +10,13 @@
 #include "tests/support/backend/PassingMemento.h"
 #include "tests/support/store/StoreTest.h"
 
-// Objects that are written and read after their holders.
+// Objects behind pointers: inside their holders, or written and read after them.
 
 namespace {
+
+/// How many links lead to what a test is about: its objects are nested in the first case, and left for later in the
+/// second.
+constexpr int Depths[] = {0, cls_LaterReads::MaxNested + 3};
 
 /// A link of a chain, a ring or a web. Its pointers may lead anywhere.
 class Link {
@@ -20,11 +24,10 @@ class Link {
   static constexpr unsigned int TypeId() noexcept { return 0x7000A1; }
   static constexpr int Bad = -7; // a link that cannot be written or read
 
-  explicit Link(int value = 0) : m_Value(value) { ++s_Alive; }
+  explicit Link(int value = 0) : m_Value(value) {}
   explicit Link(cls_ReadVisitor const& visitor)
       : m_Value(visitor.Read(Field(0), 0)), m_Uid(visitor.GetUid()) {
     if (m_Value == Bad && s_BadRaises) throw std::runtime_error("bad link");
-    ++s_Alive;
     if (s_OnRead) s_OnRead(*this);
     sto_ReadLater(visitor, Field(1), m_Next);
     cls_ReadLater(visitor, Field(2), m_Other);
@@ -33,9 +36,9 @@ class Link {
     sto_AfterLoad(visitor, *this, visitor.Memento() == nullptr ? 0 : visitor.Memento()->ClassVersion(),
                   [](void* link, int version) { static_cast<Link*>(link)->AfterLoad(version); });
   }
-  Link(Link const& other) : m_Value(other.m_Value), m_Uid(other.m_Uid) { ++s_Alive; }
+  Link(Link const& other) : m_Value(other.m_Value), m_Uid(other.m_Uid) {}
   Link& operator=(Link const&) = delete;
-  virtual ~Link() { --s_Alive; }
+  virtual ~Link() = default;
 
   virtual void DBWrite(cls_WriteVisitor const& visitor) const {
     if (!visitor.StartWrite(TypeId(), m_Uid)) return;
@@ -61,6 +64,15 @@ class Link {
       first = std::move(link);
     }
     return first;
+  }
+  /// A chain of some links before `last`.
+  static std::shared_ptr<Link> ChainTo(std::shared_ptr<Link> last, int count) {
+    for (int i = 0; i < count; ++i) {
+      auto link = std::make_shared<Link>(1000 + i);
+      link->m_Next = std::move(last);
+      last = std::move(link);
+    }
+    return last;
   }
   /// Frees a chain link by link; the destructors of its pointers would nest.
   static void Free(std::shared_ptr<Link> first) {
@@ -97,6 +109,14 @@ class Link {
   int m_Calls = 0;         // of AfterLoad
   bool m_WasWhole = false; // then
   cls_Uid m_Uid, m_ListUid;
+
+  /// Counts the links, also one whose constructor raises.
+  struct Alive {
+    Alive() { ++s_Alive; }
+    Alive(Alive const&) { ++s_Alive; }
+    Alive& operator=(Alive const&) = delete;
+    ~Alive() { --s_Alive; }
+  } m_Alive;
 
   static inline int s_Alive = 0;
   static inline bool s_BadRaises = true;
@@ -337,57 +357,77 @@ TEST_F(StoreLaterPointers, LoadInsideALoadReturnsAWholeGraph) {
 
 TEST_F(StoreLaterPointers, ObjectThatCannotBeBuiltFailsTheLoadAndLeavesNothing) {
   sto_Store store = Create();
-  Link::s_BadRaises = false;
-  std::shared_ptr<Link> const chain = Link::Chain(4);
-  chain->m_Next->m_Next->m_Value = Link::Bad;
-  store.Save("chain", *chain);
-  int const alive = Link::s_Alive;
-  Link::s_BadRaises = true;
-  EXPECT_THROW(static_cast<void>(store.LoadShared<Link>("chain")), std::runtime_error);
-  {
-    sto_LoadScope const scope(store);
+  for (int const depth : Depths) {
+    SCOPED_TRACE(depth);
+    Link::s_BadRaises = false;
+    std::shared_ptr<Link> chain = Link::Chain(4);
+    chain->m_Next->m_Next->m_Value = Link::Bad;
+    chain = Link::ChainTo(chain, depth);
+    store.Save("chain", *chain);
+    int const alive = Link::s_Alive;
+    Link::s_BadRaises = true;
     EXPECT_THROW(static_cast<void>(store.LoadShared<Link>("chain")), std::runtime_error);
-    EXPECT_EQ(Link::s_Alive, alive) << "a scope keeps nothing of a load that failed";
+    {
+      sto_LoadScope const scope(store);
+      EXPECT_THROW(static_cast<void>(store.LoadShared<Link>("chain")), std::runtime_error);
+      EXPECT_EQ(Link::s_Alive, alive) << "a scope keeps nothing of a load that failed";
+    }
+    Link::s_BadRaises = false;
+    EXPECT_EQ(Link::Reached(*store.LoadShared<Link>("chain")).size(), 4U + static_cast<unsigned int>(depth));
+    EXPECT_EQ(Link::s_Alive, alive);
   }
-  Link::s_BadRaises = false;
-  EXPECT_EQ(Link::Reached(*store.LoadShared<Link>("chain")).size(), 4U);
-  EXPECT_EQ(Link::s_Alive, alive);
 }
 
 TEST_F(StoreLaterPointers, ObjectThatCannotBeWrittenUndoesTheSave) {
-  sto_Store store = Create();
-  std::shared_ptr<Link> const chain = Link::Chain(4);
-  chain->m_Next->m_Next->m_Value = Link::Bad;
-  EXPECT_THROW(store.Save("chain", *chain), std::runtime_error);
-  EXPECT_EQ(store.ObjectCount(), 0);
-  EXPECT_FALSE(store.HasRoot("chain"));
-  store.Save("other", Link(5)); // nothing of the failed save is written now
-  EXPECT_EQ(store.ObjectCount(), 1);
+  for (int const depth : Depths) {
+    SCOPED_TRACE(depth);
+    sto_Store store = Create("depth" + std::to_string(depth));
+    std::shared_ptr<Link> chain = Link::Chain(4);
+    chain->m_Next->m_Next->m_Value = Link::Bad;
+    chain = Link::ChainTo(chain, depth);
+    EXPECT_THROW(store.Save("chain", *chain), std::runtime_error);
+    EXPECT_EQ(store.ObjectCount(), 0);
+    EXPECT_FALSE(store.HasRoot("chain"));
+    store.Save("other", Link(5)); // nothing of the failed save is written now
+    EXPECT_EQ(store.ObjectCount(), 1);
+  }
 }
 
 TEST_F(StoreLaterPointers, MissingObjectIsDamageThatNamesItsHolder) {
-  {
-    sto_Store store = Create();
-    Link first(1);
-    first.m_Next = std::make_shared<Link>(2);
-    store.Save("field", first);
-    Link second(3);
-    second.m_List = {std::make_shared<Link>(4)};
-    store.Save("list", second);
+  for (int const depth : Depths) {
+    SCOPED_TRACE(depth);
+    int const holder = depth + 1; // objects are numbered as they are reached
+    int const list = 2 * depth + 4;
+    {
+      sto_Store store = Create();
+      auto const first = std::make_shared<Link>(1);
+      first->m_Next = std::make_shared<Link>(2);
+      store.Save("field", *Link::ChainTo(first, depth));
+      auto const second = std::make_shared<Link>(3);
+      second->m_List = {std::make_shared<Link>(4)};
+      store.Save("list", *Link::ChainTo(second, depth));
+    }
+    SqlFile file(Path("links.kvs"));
+    file.Unpack();
+    file.Run("DELETE FROM object WHERE id IN (" + std::to_string(holder + 1) + ", " +
+             std::to_string(list + 1) + ")");
+    auto const messageOf = [&](char const* root) {
+      sto_Store store = Open();
+      return MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.LoadShared<Link>(root)); });
+    };
+    std::string const field = messageOf("field");
+    EXPECT_TRUE(Contains(field, "Object " + std::to_string(holder + 1) +
+                                    ", which attribute m_Next of object " + std::to_string(holder) +
+                                    " (Link"))
+        << field;
+    EXPECT_TRUE(Contains(field, "holds, is missing.")) << field;
+    EXPECT_TRUE(Contains(messageOf("list"), "Object " + std::to_string(list + 1) +
+                                                ", an element of the list of object " + std::to_string(list) +
+                                                ", is missing."))
+        << messageOf("list");
+    EXPECT_EQ(Link::s_Alive, 0);
+    std::filesystem::remove(Path("links.kvs"));
   }
-  SqlFile file(Path("links.kvs"));
-  file.Unpack();
-  file.Run("DELETE FROM object WHERE id IN (2, 5)");
-  sto_Store store = Open();
-  auto const messageOf = [&](char const* root) {
-    return MessageOf(sto_ErrorKind::Damaged, [&] { static_cast<void>(store.LoadShared<Link>(root)); });
-  };
-  EXPECT_TRUE(
-      Contains(messageOf("field"), "Object 2, which attribute m_Next of object 1 (Link) holds, is missing."))
-      << messageOf("field");
-  EXPECT_TRUE(Contains(messageOf("list"), "Object 5, an element of the list of object 4, is missing."))
-      << messageOf("list");
-  EXPECT_EQ(Link::s_Alive, 0);
 }
 
 TEST_F(StoreLaterPointers, ChangedCopyIsAConflictThatNamesBothHolders) {

@@ -204,7 +204,7 @@ cls_HeldObject sto_MementoRead::HeldIn(cls_FieldHandle const& field) const {
   bool const isObject =
       found != nullptr && (found->m_Tag == sto_Format::Object || found->m_Tag == sto_Format::Reference);
   if (!isObject) return {};
-  return {&m_Session, found->m_ObjectId, Id(), field};
+  return {&m_Session, found->m_ObjectId, Id(), field, m_Depth};
 }
 
 cls_HeldObject sto_Session::HeldIn(cls_MementoRead& memento, cls_FieldHandle const& field) {
@@ -221,7 +221,7 @@ cls_MementoRead* sto_Session::MakeReadObj(cls_HeldObject const& held) {
                                       (isField ? "which " + holder + " holds," : holder + ",") +
                                       " is missing.");
   }
-  return new (*this) sto_MementoRead(*this, std::move(record), 1);
+  return new (*this) sto_MementoRead(*this, std::move(record), held.m_Depth + 1);
 }
 
 cls_MementoRead* sto_MementoRead::Clone() {

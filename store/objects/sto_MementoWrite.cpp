@@ -29,6 +29,9 @@ template <> constexpr sto_Format::ValueTag TagOf<unsigned int> = sto_Format::UIn
 template <> constexpr sto_Format::ValueTag TagOf<long long> = sto_Format::Int64;
 template <> constexpr sto_Format::ValueTag TagOf<unsigned long long> = sto_Format::UInt64;
 
+/// Finds the interface without a search.
+cls_LaterMementoType<sto_MementoWrite> const s_Declared;
+
 } // namespace
 
 std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& session, unsigned int classId,

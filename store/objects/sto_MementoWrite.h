@@ -57,6 +57,7 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>, public 
   /// Writes a field that holds object `id` of class `classId`; does not write that object.
   void HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id);
 
+  bool IsDeep() const noexcept override { return m_Object->IsDeep(); }
   bool HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) override;
 
   int FieldIsPresent(cls_FieldHandle const& field) const override;

@@ -76,7 +76,7 @@ cls_HeldObject sto_ObjectListReader::NextHeld() {
   WantNext();
   std::int64_t const id = IdAt(m_Next);
   ++m_Next;
-  return {&m_Session, id, m_Id, {}};
+  return {&m_Session, id, m_Id, {}, m_Depth};
 }
 
 void sto_ObjectListReader::Skip(int count) {

@@ -26,6 +26,7 @@ class sto_ObjectListWriter final : public cls_WriteListObj, public cls_AppendsLa
   }
   int Count() const override { return m_Ids.Count(); }
 
+  bool IsDeep() const noexcept override { return m_Object.IsDeep(); }
   bool AppendLater(cls_LaterWrite object) override {
     if (sto_IsCollectionClass(object.m_ClassId)) return false;
     sto_Session& session = m_Object.Session();

@@ -175,14 +175,16 @@ class GraphLeaf {
   void AfterRead(int) { ++m_Calls; }
 };
 
-/// A class by hand, whose constructor copies and moves what it reads before its pointers are filled.
+/// A class by hand, whose constructor copies and moves what it reads. The one inside all others is so deep that the
+/// pointers of what it reads are filled later.
 class GraphKeeper {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x720505; }
   GraphKeeper() : m_Moved(1) {}
-  explicit GraphKeeper(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
+  explicit GraphKeeper(cls_ReadVisitor const& visitor)
+      : m_Inner(sto_ReadOwned<GraphKeeper>(visitor, InnerField())), m_Uid(visitor.GetUid()) {
     GraphLeaf read{cls_ReadVisitor(visitor, Field())};
-    EXPECT_EQ(read.m_Next, nullptr) << "it is filled later";
+    m_WasFilledLater = read.m_Next == nullptr;
     m_Copy = read;
     GraphLeaf const again(read);
     m_Copies.push_back(again);
@@ -195,31 +197,47 @@ class GraphKeeper {
     if (!visitor.StartWrite(TypeId(), m_Uid)) return;
     GraphLeaf const& leaf = m_Moved.front();
     leaf.DBWrite(cls_WriteVisitor(visitor, Field(), nullptr, &leaf));
+    if (m_Inner != nullptr) m_Inner->DBWrite(cls_WriteVisitor(visitor, InnerField(), nullptr, m_Inner.get()));
   }
   static cls_FieldHandle Field() { return {0, "m_Leaf"_cow}; }
+  static cls_FieldHandle InnerField() { return {1, "m_Inner"_cow}; }
 
   GraphLeaf m_Copy, m_Assigned;
   std::vector<GraphLeaf> m_Moved, m_Copies;
+  bool m_WasFilledLater = false;
+  std::unique_ptr<GraphKeeper> m_Inner;
   cls_Uid m_Uid;
 };
 
 TEST_F(DescribedGraphs, CopiedAndMovedObjectsGetTheirPointersToo) {
   GraphLeaf::Declare(m_Registrar);
   m_Registrar.AddClassMD(new cls_TypeAdapter<GraphKeeper>("GraphKeeper"_cow, 1, 1))
-      .AddAttribute(GraphKeeper::Field(), ATTR_OBJECT, 1, COLLECTION_NONE);
+      .AddAttribute(GraphKeeper::Field(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(GraphKeeper::InnerField(), ATTR_OBJECT, 1, COLLECTION_NONE);
   {
-    GraphKeeper keeper;
-    keeper.m_Moved.front().m_Next = std::make_shared<GraphPart>(1);
-    keeper.m_Moved.front().m_Parts = {nullptr, keeper.m_Moved.front().m_Next};
+    auto keeper = std::make_unique<GraphKeeper>();
+    for (int i = 0; i <= cls_LaterReads::MaxNested; ++i) {
+      keeper->m_Moved.front().m_Next = std::make_shared<GraphPart>(1);
+      keeper->m_Moved.front().m_Parts = {nullptr, keeper->m_Moved.front().m_Next};
+      auto outer = std::make_unique<GraphKeeper>();
+      outer->m_Inner = std::exchange(keeper, nullptr);
+      keeper = std::move(outer);
+    }
     sto_Store store = sto_Store::Open(Path(), sto_Mode::Create, m_Registrar, StrictOptions());
-    store.Save("root", keeper);
+    store.Save("root", *keeper->m_Inner);
   }
   sto_Store store = Open();
   std::unique_ptr<GraphKeeper> const loaded = store.Load<GraphKeeper>("root");
-  EXPECT_TRUE(loaded->m_Copy.IsWhole());
-  EXPECT_TRUE(loaded->m_Copies.front().IsWhole());
-  EXPECT_TRUE(loaded->m_Moved.front().IsWhole());
-  EXPECT_TRUE(loaded->m_Assigned.IsWhole());
+  EXPECT_FALSE(loaded->m_WasFilledLater);
+  GraphKeeper const* keeper = loaded.get();
+  for (;; keeper = keeper->m_Inner.get()) {
+    EXPECT_TRUE(keeper->m_Copy.IsWhole());
+    EXPECT_TRUE(keeper->m_Copies.front().IsWhole());
+    EXPECT_TRUE(keeper->m_Moved.front().IsWhole());
+    EXPECT_TRUE(keeper->m_Assigned.IsWhole());
+    if (keeper->m_Inner == nullptr) break;
+  }
+  EXPECT_TRUE(keeper->m_WasFilledLater);
 }
 
 /// Objects by value, which are moved into their places.
