@@ -239,17 +239,22 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     container.resize(count);
     for (std::size_t i = 0; i < count; ++i) {
       cls_HeldObject const held = names->NextHeld();
-      if (held.m_Id == 0) continue;
-      cls_LaterReads::Read const read{held, &container, &FillElement, &in.m_Identity, i};
-      if (!cls_LaterPlace::Leave(read)) container[i] = Construct(read);
+      if (held.m_Id != 0 && !IsLeft({held, &container, &FillElement, &in.m_Identity, i}))
+        container[i] = Construct(held);
     }
     return true;
   }
-  [[nodiscard]] static Element Construct(cls_LaterReads::Read const& read) {
-    return dsc_Construct<Element>(cls_FillPointer<Object>::VisitorOf(read));
+  /// Whether an element is left for later. Nothing can lead back to an object with one owner while it is built.
+  [[nodiscard]] static bool IsLeft(cls_LaterReads::Read const& read) {
+    bool const isOwned = dsc_HoldingOf<Element> == dsc_Holding::Unique;
+    if (isOwned && read.m_Held.m_Depth < cls_LaterReads::MaxNested) return false;
+    return cls_LaterPlace::Leave(read);
+  }
+  [[nodiscard]] static Element Construct(cls_HeldObject const& held) {
+    return dsc_ConstructStored<Element>(cls_ReadVisitor(held.m_Source->MakeReadObj(held)));
   }
   static void FillElement(cls_LaterReads::Read const& read) {
-    Element element = Construct(read);
+    Element element = Construct(read.m_Held);
     if (read.m_Target == nullptr) return;
     T& container = *static_cast<T*>(read.m_Target);
     if (read.m_Index < container.size()) container[read.m_Index] = std::move(element);

@@ -36,14 +36,19 @@ template <class T> constexpr void dsc_CheckPersisted() {
       "DBWrite by hand, and must be defined here");
 }
 
-/// The object that a visitor reads, for a std::unique_ptr or a std::shared_ptr; null for an element without one.
-template <dsc_IsOwner Pointer> [[nodiscard]] Pointer dsc_Construct(cls_ReadVisitor const& visitor) {
-  if (!cls_HasObject(visitor)) return nullptr;
+/// The object that a visitor reads, for a std::unique_ptr or a std::shared_ptr. REQUIRES: there is one.
+template <dsc_IsOwner Pointer> [[nodiscard]] Pointer dsc_ConstructStored(cls_ReadVisitor const& visitor) {
   using Object = std::remove_cv_t<typename Pointer::element_type>;
   if constexpr (dsc_HoldingOf<Pointer> == dsc_Holding::Unique)
     return cls_Construct<Object>(visitor);
   else
     return cls_ConstructShared<Object>(visitor);
+}
+
+/// The same; null for an element without an object.
+template <dsc_IsOwner Pointer> [[nodiscard]] Pointer dsc_Construct(cls_ReadVisitor const& visitor) {
+  if (!cls_HasObject(visitor)) return nullptr;
+  return dsc_ConstructStored<Pointer>(visitor);
 }
 
 /// Leaves a pointer that is a member of the object for later, if its object is not to be built inside its holder
