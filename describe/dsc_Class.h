@@ -32,6 +32,14 @@ struct dsc_Access {
     return dsc_OffsetIn<T>([](T const& object) { return &object.kvl_Identity; });
   }
 
+  /// Whether the base class of a described one leads to objects; true if it is not known.
+  template <class T> [[nodiscard]] static consteval bool BaseLeadsTo() {
+    if constexpr (requires { typename T::kvl_Class; })
+      return T::kvl_Class::BaseLeadsTo();
+    else
+      return true;
+  }
+
   /// Calls the hook of the class itself, not one that it has from a base class: that was called already.
   template <class T> static void AfterRead(T& object, cls_ReadVisitor const& visitor) {
     if constexpr (requires {
@@ -46,6 +54,15 @@ struct dsc_Access {
       }
   }
 };
+
+template <class T> [[nodiscard]] constexpr dsc_LeadFinder<T> dsc_FindLeads() {
+  dsc_LeadFinder<T> field;
+  dsc_Access::Describe<T>(field);
+  return field;
+}
+template <class T> consteval bool dsc_ClassLeadsTo() {
+  return dsc_FindLeads<T>().m_LeadsTo || dsc_Access::BaseLeadsTo<T>();
+}
 
 template <class T> [[nodiscard]] constexpr dsc_Summary dsc_Summarise() {
   dsc_Summary summary;
@@ -100,9 +117,16 @@ template <class T, class Base> struct dsc_Class {
                     dsc_CheckedClass<T>::Collections,
                     dsc_Access::Info<T>().m_Name,
                     {&object, sizeof(T)}};
-    dsc_FieldReader<T> field(object, in);
+    dsc_FieldReader<T> field(object, in, PassOf(object, visitor));
     dsc_Access::Describe<T>(field);
     dsc_Access::AfterRead(object, visitor);
+  }
+
+  [[nodiscard]] static consteval bool BaseLeadsTo() {
+    if constexpr (dsc_IsStoredBase<Base> && dsc_IsDescribed<Base>)
+      return dsc_ClassLeadsTo<Base>();
+    else
+      return dsc_IsStoredBase<Base>;
   }
 
   static void Declare(cls_ClassRegistrar& registrar) {
@@ -133,6 +157,36 @@ template <class T, class Base> struct dsc_Class {
   }
 
  private:
+  /// Leaves the fields for later that are read when the object is there.
+  [[nodiscard]] static dsc_Pass PassOf(T& object, cls_ReadVisitor const& visitor) {
+    if constexpr (dsc_FindLeads<T>().m_ReadsAfterwards) {
+      cls_LaterPlace const place(visitor);
+      cls_HeldObject self = place.Self();
+      if (self.m_Source != nullptr) {
+        self.m_Depth = 0;
+        place.Reads()->Add({std::move(self), &object, &ReadAfterwards, &dsc_Access::Identity(object)});
+        return dsc_Pass::First;
+      }
+    }
+    return dsc_Pass::All;
+  }
+  static void ReadAfterwards(cls_LaterReads::Read const& read) {
+    if (read.m_Target == nullptr) return;
+    T& object = *static_cast<T*>(read.m_Target);
+    cls_ReadVisitor const visitor(read.m_Held.m_Source->MakeReadObj(read.m_Held));
+    static_cast<void>(
+        visitor.GetUid()); // it was taken when the object was built; a strict store asks each reader
+    dsc_In const in{visitor,
+                    dsc_Access::Identity(object),
+                    dsc_CheckedClass<T>::Collections,
+                    dsc_Access::Info<T>().m_Name,
+                    {&object, sizeof(T)}};
+    // A copy is another object, so its collections are others.
+    dsc_Place const first{0, read.m_IsCopy ? dsc_NoCollection : 0};
+    dsc_FieldReader<T> field(object, in, dsc_Pass::Afterwards, first);
+    dsc_Access::Describe<T>(field);
+  }
+
   /// The bytes of the base class, or of the level between that and the class, of the virtual table and of the
   /// identity.
   static void AddOwnBytes(dsc_Coverage& coverage) {

@@ -2,25 +2,34 @@
 
 #include "describe/dsc_Base.h"
 #include "describe/dsc_Field.h"
+#include "describe/dsc_LeadsTo.h"
+
+/// Which fields of an object are read: all, or first those that cannot lead back to it, and the others when it is
+/// there.
+enum class dsc_Pass { All, First, Afterwards };
 
 /// The visitor of Describe that reads an object's fields. A field that is not stored under its name is looked for
 /// under its earlier ones; if it is not there either, an object that is older than the field gets the value that
 /// its kvl::Since names, and any other keeps what the member was initialised with.
 template <class T> class dsc_FieldReader {
  public:
-  dsc_FieldReader(T& object, dsc_In const& in) noexcept : m_Object(object), m_In(in) {}
+  dsc_FieldReader(T& object, dsc_In const& in, dsc_Pass pass, dsc_Place first = {}) noexcept
+      : m_Object(object), m_In(in), m_Pass(pass), m_At(first) {}
 
   template <class Name, class Member, class Owner, class... Options>
   void operator()(Name, Member Owner::*member, Options const&... options) {
     if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
-      using Stored = dsc_Stored<dsc_FieldValue<Member, Options...>>;
-      ReadUnderNames<Name, Stored>(m_Object.*member, options...);
+      using Value = dsc_FieldValue<Member, Options...>;
+      using Stored = dsc_Stored<Value>;
+      if (IsDue<dsc_IsReadAfterwards<Value>(dsc_Has<dsc_OptionKind::As, Options...>)>())
+        ReadUnderNames<Name, Stored>(m_Object.*member, options...);
       m_At = m_At.Plus(Stored::Fields, Stored::Collections);
     }
   }
 
   template <class Name, class Value> void operator()(Name, dsc_DroppedField<T, Value> const& dropped) {
     using Plain = std::remove_cvref_t<Value>;
+    if (!IsDue<dsc_IsReadAfterwards<Plain>(true)>()) return;
     if (!dsc_Stored<Plain>::template IsPresent<Name>(m_In, Gone())) return;
     Plain value{};
     dsc_Stored<Plain>::template Read<Name>(m_In, Gone(), value);
@@ -30,6 +39,10 @@ template <class T> class dsc_FieldReader {
   void operator()(kvl::ClassWas const&) {}
 
  private:
+  template <bool IsAfterwards> [[nodiscard]] bool IsDue() const noexcept {
+    return m_Pass != (IsAfterwards ? dsc_Pass::First : dsc_Pass::Afterwards);
+  }
+
   /// Fields are found by their names; a name of an earlier version has no number today. The identities of its
   /// collections are not kept: they are not written again.
   [[nodiscard]] static constexpr dsc_Place Gone() noexcept { return {-1, dsc_NoCollection}; }
@@ -101,5 +114,6 @@ template <class T> class dsc_FieldReader {
 
   T& m_Object;
   dsc_In const& m_In;
+  dsc_Pass m_Pass;
   dsc_Place m_At;
 };

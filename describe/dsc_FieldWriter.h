@@ -2,6 +2,7 @@
 
 #include "describe/dsc_Base.h"
 #include "describe/dsc_Field.h"
+#include "describe/dsc_LeadsTo.h"
 
 /// The visitor of Describe that writes an object's fields.
 template <class T> class dsc_FieldWriter {
@@ -13,8 +14,7 @@ template <class T> class dsc_FieldWriter {
     if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
       using Value = dsc_FieldValue<Member, Options...>;
       if constexpr (dsc_Has<dsc_OptionKind::As, Options...>) {
-        Value const value = dsc_Get<dsc_OptionKind::As>(options...).m_ToStored(m_Object.*member);
-        dsc_Stored<Value>::template Write<Name>(m_Out, m_At, value);
+        WriteTemporary<Name, Value>(dsc_Get<dsc_OptionKind::As>(options...).m_ToStored(m_Object.*member));
       } else {
         dsc_Stored<Value>::template Write<Name>(m_Out, m_At, m_Object.*member);
       }
@@ -27,6 +27,15 @@ template <class T> class dsc_FieldWriter {
   void operator()(kvl::ClassWas const&) {}
 
  private:
+  template <class Name, class Value> void WriteTemporary(Value const& value) {
+    if constexpr (dsc_LeadsTo<Value>() || dsc_IsPersisted<Value>) {
+      cls_WriteAtOnce const atOnce(m_Out.m_Visitor.Memento());
+      dsc_Stored<Value>::template Write<Name>(m_Out, m_At, value);
+    } else {
+      dsc_Stored<Value>::template Write<Name>(m_Out, m_At, value);
+    }
+  }
+
   T const& m_Object;
   dsc_Out const& m_Out;
   dsc_Place m_At;

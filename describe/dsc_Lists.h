@@ -153,12 +153,14 @@ template <class T> [[nodiscard]] auto const* dsc_ObjectOf(T const& held) noexcep
     return &held;
 }
 
-/// An element or a value. It is moved into its container, so what its own pointers lead to is read at once.
-template <class T> [[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visitor) {
+/// An element or a value, which is moved into its container. `isKey`: the container orders it by what it has.
+template <class T, bool IsKey> [[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visitor) {
   if constexpr (dsc_IsOwner<T>)
     return dsc_Construct<T>(visitor);
-  else
+  else if constexpr (IsKey)
     return dsc_ConstructAtOnce<T>(visitor);
+  else
+    return dsc_ConstructToMove<T>(visitor);
 }
 
 /// Appends an object that is written later.
@@ -225,8 +227,11 @@ struct dsc_Stored<T> : dsc_OneField<1> {
       if (ReadNamed(in, *cursor, container)) return;
     if constexpr (requires { container.reserve(std::size_t{}); })
       container.reserve(static_cast<std::size_t>(cursor->Count()));
+    constexpr bool IsSet = requires {
+      typename T::key_type;
+    };
     while (cursor->More() != 0)
-      container.insert(container.end(), dsc_ConstructHeld<Element>(cls_ReadVisitor(cursor->Next())));
+      container.insert(container.end(), dsc_ConstructHeld<Element, IsSet>(cls_ReadVisitor(cursor->Next())));
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
 

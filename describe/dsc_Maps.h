@@ -150,7 +150,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
       cursor->Next();
       PlainKey key{};
       cls_ReadVisitor const visitor(cursor->Fetch(key));
-      map.emplace(dsc_FromPlain<Key, Name>(key, in.m_Class), dsc_ConstructHeld<Value>(visitor));
+      map.emplace(dsc_FromPlain<Key, Name>(key, in.m_Class), dsc_ConstructHeld<Value, false>(visitor));
     }
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }

@@ -126,14 +126,20 @@ template <dsc_IsWeak T> struct dsc_Stored<T> : dsc_OneField<0> {
   return cls_LaterPlace(visitor).Reads();
 }
 
-/// A new object that will be moved: what its pointers lead to is read at once.
+/// A new object whose pointers are there.
 template <class T> [[nodiscard]] T dsc_ConstructAtOnce(cls_ReadVisitor const& visitor) {
   cls_LaterReads::AtOnce const atOnce(dsc_LaterOf(visitor));
   return T(visitor);
 }
+/// A new object that will be moved. What is left for later finds a described one where it is then (dsc_Identity).
+template <class T> [[nodiscard]] T dsc_ConstructToMove(cls_ReadVisitor const& visitor) {
+  if constexpr (requires { typename T::kvl_Level; })
+    return T(visitor);
+  else
+    return dsc_ConstructAtOnce<T>(visitor);
+}
 
-/// An object by value is held by the field. It is read into a new object, which is moved into the member; what its
-/// own pointers lead to is read at once.
+/// An object by value is held by the field. It is read into a new object, which is moved into the member.
 template <dsc_IsPersisted T>
 requires std::is_constructible_v<T, cls_ReadVisitor const&>
 struct dsc_Stored<T> : dsc_OneField<0> {
@@ -147,7 +153,7 @@ struct dsc_Stored<T> : dsc_OneField<0> {
     cls_CheckReadsByReference<T>();
     cls_FieldHandle const field = Name::Handle(at.m_Number);
     if (in.m_Visitor.DataIsPresent(field) != 0)
-      object = dsc_ConstructAtOnce<T>(cls_ReadVisitor(in.m_Visitor, field));
+      object = dsc_ConstructToMove<T>(cls_ReadVisitor(in.m_Visitor, field));
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<T>(); }
 };

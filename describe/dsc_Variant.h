@@ -46,6 +46,18 @@ template <class T, template <class> class Of> [[nodiscard]] consteval dsc_Sizes 
   return sizes;
 }
 
+template <class T>
+requires dsc_IsVariant<T>
+struct dsc_PartsLeadTo<T> {
+  static constexpr bool Value = [] {
+    bool leads = false;
+    dsc_ForEachAlternative<T>([&leads]<std::size_t Index>() {
+      leads = leads || dsc_LeadsTo<std::variant_alternative_t<Index, T>>();
+    });
+    return leads;
+  }();
+};
+
 /// Makes the value an alternative, with its default value; false for an index that there is not.
 template <class T> [[nodiscard]] bool dsc_EmplaceAlternative(T& value, int index) {
   bool isThere = false;

@@ -34,6 +34,11 @@ bool cls_LaterPlace::Leave(cls_FieldHandle const& field, cls_LaterReads::Read re
   return read.m_Held.m_Source != nullptr && Leave(std::move(read));
 }
 
+cls_HeldObject cls_LaterPlace::Self() const {
+  if (m_Source == nullptr || m_Source->Later() == nullptr) return {};
+  return m_Source->Later()->Self(*m_Memento);
+}
+
 bool cls_LaterPlace::Leave(cls_LaterReads::Read read) {
   cls_LoadedObjects& loaded = read.m_Held.m_Source->Source().Loaded();
   if (!loaded.Later().IsOn() || IsBuiltNow(loaded, read.m_Held)) return false;

@@ -141,6 +141,8 @@ class KVL_EXPORT cls_LaterPlace {
   [[nodiscard]] bool Leave(cls_FieldHandle const& field, cls_LaterReads::Read read) const;
   /// Leaves a call for the end of the load; false if no load runs that could make it.
   [[nodiscard]] bool Leave(cls_LaterReads::Call const& call) const;
+  /// The object, or part of it, that the visitor reads; no source if no load runs, or nothing can be left.
+  [[nodiscard]] cls_HeldObject Self() const;
   /// Leaves a pointer to an element for later; false if it is to be read at once.
   [[nodiscard]] static bool Leave(cls_LaterReads::Read read);
 

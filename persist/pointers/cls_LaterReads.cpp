@@ -1,5 +1,8 @@
 #include "persist/pointers/cls_LaterReads.h"
 
+#include <algorithm>
+#include <new>
+
 #include "persist/backend/cls_ReadObjects.h"
 
 namespace {
@@ -18,7 +21,15 @@ void MoveAlong(void*& place, void const*& owner, void const* to) noexcept {
 /// The same read for a copy of the owner's object.
 cls_LaterReads::Read CopyOf(cls_LaterReads::Read read, void const* to) {
   MoveAlong(read.m_Target, read.m_Owner, to);
+  read.m_IsCopy = true;
   return read;
+}
+
+/// The read or call with a number; null if it is done.
+template <class T> T* FindNumber(std::vector<T>& all, std::uint64_t number) noexcept {
+  auto const found = std::lower_bound(all.begin(), all.end(), number,
+                                      [](T const& each, std::uint64_t than) { return each.m_Number < than; });
+  return found == all.end() || found->m_Number != number ? nullptr : &*found;
 }
 
 } // namespace
@@ -84,38 +95,71 @@ void cls_LaterReads::BeginOwners() noexcept {
 void cls_LaterReads::ForgetOwners() noexcept {
   if (!m_HasOwners) return;
   m_HasOwners = false;
+  m_ByOwner.clear();
+  m_LastIndexed = m_LastNumber;
   cls_LaterReads** at = &Chain();
   while (*at != this) at = &(*at)->m_NextInChain;
   *at = m_NextInChain;
   --s_HaveOwners;
 }
 
-void cls_LaterReads::MoveOwner(void const* from, void const* to) noexcept {
-  auto const moveRead = [&](Read& read) {
-    if (read.m_Owner == from) MoveAlong(read.m_Target, read.m_Owner, to);
+void cls_LaterReads::IndexOwners() {
+  auto const add = [this](auto const& all) {
+    for (auto each = all.rbegin(); each != all.rend() && each->m_Number > m_LastIndexed; ++each)
+      if (each->m_Owner != nullptr) m_ByOwner.emplace(each->m_Owner, each->m_Number);
   };
+  add(m_Reads);
+  add(m_Calls);
+  m_LastIndexed = m_LastNumber;
+}
+
+template <class Act> void cls_LaterReads::ForEachOf(void const* owner, Act act) const {
+  auto const [first, last] = m_ByOwner.equal_range(owner);
+  for (auto each = first; each != last; ++each) act(each->second);
+}
+
+void cls_LaterReads::MoveOne(std::uint64_t number, void const* from, void const* to) noexcept {
+  if (Read* const read = FindNumber(m_Reads, number); read != nullptr && read->m_Owner == from)
+    MoveAlong(read->m_Target, read->m_Owner, to);
+  if (Call* const call = FindNumber(m_Calls, number); call != nullptr && call->m_Owner == from)
+    MoveAlong(call->m_Object, call->m_Owner, to);
+}
+
+void cls_LaterReads::MoveOwner(void const* from, void const* to) noexcept {
   for (cls_LaterReads* each = Chain(); each != nullptr; each = each->m_NextInChain) {
     for (Filling* filling = each->m_Filling; filling != nullptr; filling = filling->m_Outer)
-      moveRead(filling->m_Read);
-    for (Read& read : each->m_Reads) moveRead(read);
-    for (Call& call : each->m_Calls)
-      if (call.m_Owner == from) MoveAlong(call.m_Object, call.m_Owner, to);
+      if (filling->m_Read.m_Owner == from) MoveAlong(filling->m_Read.m_Target, filling->m_Read.m_Owner, to);
+    try {
+      each->IndexOwners();
+    } catch (std::bad_alloc const&) { // then look at each; what is indexed twice is found once
+      for (std::uint64_t number = 1; number <= each->m_LastNumber; ++number) each->MoveOne(number, from, to);
+      continue;
+    }
+    // A node that changes its key needs no memory, and there is room for it where it was.
+    while (auto node = each->m_ByOwner.extract(from)) {
+      each->MoveOne(node.mapped(), from, to);
+      if (to == nullptr) continue;
+      node.key() = to;
+      each->m_ByOwner.insert(std::move(node));
+    }
+  }
+}
+
+void cls_LaterReads::CopyOne(std::uint64_t number, void const* from, void const* to) {
+  if (Read const* const read = FindNumber(m_Reads, number); read != nullptr && read->m_Owner == from)
+    Add(CopyOf(*read, to));
+  if (Call const* const call = FindNumber(m_Calls, number); call != nullptr && call->m_Owner == from) {
+    Call copy = *call;
+    MoveAlong(copy.m_Object, copy.m_Owner, to);
+    AddCall(copy);
   }
 }
 
 void cls_LaterReads::CopyOwner(void const* from, void const* to) {
   for (cls_LaterReads* each = Chain(); each != nullptr; each = each->m_NextInChain) {
     for (Filling const* filling = each->m_Filling; filling != nullptr; filling = filling->m_Outer)
-      if (filling->m_Read.m_Owner == from) each->m_Reads.push_back(CopyOf(filling->m_Read, to));
-    for (std::size_t i = 0, count = each->m_Reads.size(); i < count; ++i) {
-      if (each->m_Reads[i].m_Owner != from) continue;
-      each->m_Reads.push_back(CopyOf(each->m_Reads[i], to));
-    }
-    for (std::size_t i = 0, count = each->m_Calls.size(); i < count; ++i) {
-      if (each->m_Calls[i].m_Owner != from) continue;
-      Call copy = each->m_Calls[i];
-      MoveAlong(copy.m_Object, copy.m_Owner, to);
-      each->m_Calls.push_back(copy);
-    }
+      if (filling->m_Read.m_Owner == from) each->Add(CopyOf(filling->m_Read, to));
+    each->IndexOwners();
+    each->ForEachOf(from, [&](std::uint64_t number) { each->CopyOne(number, from, to); });
   }
 }

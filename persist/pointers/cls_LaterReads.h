@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,7 @@ struct cls_HeldObject {
   std::int64_t m_Holder = 0;           ///< the number of the object or collection that holds it, for messages
   cls_FieldHandle m_Field;             ///< the field that holds it; none for an element of a collection
   int m_Depth = 0; ///< how many objects are being read, one inside another, up to the holder
+  int m_Part = 0;  ///< which part of the object, counted from the most derived class
 };
 
 /// What a back end offers whose objects can be read after their holders. Its source of objects derives from this
@@ -31,6 +33,9 @@ class KVL_EXPORT cls_LaterSource {
   /// The object that a field of `memento` holds or refers to. No source if `memento` is not this back end's own,
   /// for example one that passes on to it, or if the field cannot be read as an object.
   [[nodiscard]] virtual cls_HeldObject HeldIn(cls_MementoRead& memento, cls_FieldHandle const& field) = 0;
+  /// The object, or the part of it, that `memento` itself reads. No source as above, and for an object that is not
+  /// stored.
+  [[nodiscard]] virtual cls_HeldObject Self(cls_MementoRead& memento) = 0;
   /// The memento of that object, which is nested one deeper; the caller owns it. Raises the back end's error if the
   /// object is missing.
   [[nodiscard]] virtual cls_MementoRead* MakeReadObj(cls_HeldObject const& held) = 0;
@@ -83,6 +88,8 @@ class KVL_EXPORT cls_LaterReads {
     void (*m_Fill)(Read const& read);
     void const* m_Owner = nullptr; ///< null: nothing reports moves; otherwise the target lies in its object
     std::size_t m_Index = 0;       ///< of the pointer, if the target is a container
+    bool m_IsCopy = false;         ///< the target belongs to a copy of the object that was read
+    std::uint64_t m_Number = 0;    ///< set by Add
   };
   /// A call for an object when the graph is whole.
   struct Call {
@@ -90,6 +97,7 @@ class KVL_EXPORT cls_LaterReads {
     int m_Argument;
     void (*m_Call)(void* object, int argument);
     void const* m_Owner = nullptr; ///< null: nothing reports moves
+    std::uint64_t m_Number = 0;    ///< set by AddCall
   };
 
   /// How many objects are nested before the next one is left for later.
@@ -107,11 +115,13 @@ class KVL_EXPORT cls_LaterReads {
   /// REQUIRES: IsOn; the target stays where it is until the load has filled it or has failed.
   void Add(Read read) {
     if (read.m_Owner != nullptr) NoteOwner();
+    read.m_Number = ++m_LastNumber;
     m_Reads.push_back(std::move(read));
   }
   /// REQUIRES: IsOn; the object stays where it is until the load ends.
-  void AddCall(Call const& call) {
+  void AddCall(Call call) {
     if (call.m_Owner != nullptr) NoteOwner();
+    call.m_Number = ++m_LastNumber;
     m_Calls.push_back(call);
   }
 
@@ -145,6 +155,24 @@ class KVL_EXPORT cls_LaterReads {
     cls_LaterReads* m_Later;
   };
 
+  /// While it lives, an object behind a pointer is built: it stays where it is, so inside it things may be left again,
+  /// whatever is read around it.
+  class InPlace {
+   public:
+    /// `later` may be null.
+    explicit InPlace(cls_LaterReads* later) noexcept
+        : m_Later(later), m_AtOnce(later == nullptr ? 0 : std::exchange(later->m_AtOnce, 0)) {}
+    InPlace(InPlace const&) = delete;
+    InPlace& operator=(InPlace const&) = delete;
+    ~InPlace() {
+      if (m_Later != nullptr) m_Later->m_AtOnce = m_AtOnce;
+    }
+
+   private:
+    cls_LaterReads* m_Later;
+    int m_AtOnce;
+  };
+
   /// A load begins.
   [[nodiscard]] Mark Begin() noexcept {
     ++m_Loads;
@@ -172,6 +200,12 @@ class KVL_EXPORT cls_LaterReads {
   /// `to`: null if the owner is gone.
   static void MoveOwner(void const* from, void const* to) noexcept;
   static void CopyOwner(void const* from, void const* to);
+  void MoveOne(std::uint64_t number, void const* from, void const* to) noexcept;
+  void CopyOne(std::uint64_t number, void const* from, void const* to);
+  /// Brings m_ByOwner up to date: whoever never moves anything never pays for it.
+  void IndexOwners();
+  /// Calls `act` with the number of each read and call that an owner has, or had. REQUIRES: the index is up to date.
+  template <class Act> void ForEachOf(void const* owner, Act act) const;
 
   /// The pointer that is being filled; several if loads are nested.
   struct Filling {
@@ -196,6 +230,10 @@ class KVL_EXPORT cls_LaterReads {
   bool m_HasOwners = false;
   cls_LaterReads* m_NextInChain = nullptr;
   Filling* m_Filling = nullptr;
-  std::vector<Read> m_Reads;
+  std::vector<Read> m_Reads; // in the order of their numbers, as the calls
   std::vector<Call> m_Calls;
+  std::uint64_t m_LastNumber = 0;
+  std::uint64_t m_LastIndexed = 0;
+  std::unordered_multimap<void const*, std::uint64_t>
+      m_ByOwner; // of those up to m_LastIndexed; also of gone ones
 };

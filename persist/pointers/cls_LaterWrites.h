@@ -33,6 +33,8 @@ class KVL_EXPORT cls_WritesLater {
  public:
   /// Whether so many objects are nested here that the next one had better be written later.
   [[nodiscard]] virtual bool IsDeep() const noexcept = 0;
+  /// Adds to a count. While it is not 0, IsDeep is false in the whole save.
+  virtual void CountAtOnce(int change) noexcept = 0;
   /// Writes a field that holds an object; the object itself is written later. False, and nothing is written, if an
   /// object of this class must be written at once: a collection.
   [[nodiscard]] virtual bool HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) = 0;
@@ -45,6 +47,22 @@ class KVL_EXPORT cls_WritesLater {
   cls_WritesLater(cls_WritesLater const&) = default;
   cls_WritesLater& operator=(cls_WritesLater const&) = default;
   ~cls_WritesLater() = default;
+};
+
+/// While it lives, objects are written at once: for what is written from a temporary object.
+class cls_WriteAtOnce {
+ public:
+  explicit cls_WriteAtOnce(cls_MementoWrite* memento) noexcept : m_Later(cls_WritesLater::Of(memento)) {
+    if (m_Later != nullptr) m_Later->CountAtOnce(1);
+  }
+  cls_WriteAtOnce(cls_WriteAtOnce const&) = delete;
+  cls_WriteAtOnce& operator=(cls_WriteAtOnce const&) = delete;
+  ~cls_WriteAtOnce() {
+    if (m_Later != nullptr) m_Later->CountAtOnce(-1);
+  }
+
+ private:
+  cls_WritesLater* m_Later;
 };
 
 /// A builder of a list of objects.

@@ -19,13 +19,17 @@ std::string VersionText(cls_ClassMetadata const& metadata) {
 } // namespace
 
 cls_ObjectToBuild::cls_ObjectToBuild(cls_ReadVisitor const& visitor) noexcept
-    : m_Visitor(visitor), m_Object(cls_StoredObject::Of(visitor.Memento())), m_Source(nullptr), m_Id(0) {
-  if (m_Object == nullptr) return;
-  cls_StoredObject::Place const place = m_Object->StoredAt();
-  if (place.m_Id == 0) return;
-  m_Source = place.m_Source;
-  m_Id = place.m_Id;
+    : cls_ObjectToBuild(visitor, cls_StoredObject::Of(visitor.Memento())) {}
+
+cls_ObjectToBuild::cls_ObjectToBuild(cls_ReadVisitor const& visitor, cls_StoredObject* object) noexcept
+    : cls_ObjectToBuild(visitor, object, object == nullptr ? cls_StoredObject::Place() : object->StoredAt()) {
 }
+
+cls_ObjectToBuild::cls_ObjectToBuild(cls_ReadVisitor const& visitor, cls_StoredObject* object,
+                                     cls_StoredObject::Place const& place) noexcept
+    : m_Visitor(visitor), m_Object(object), m_Source(place.m_Id == 0 ? nullptr : place.m_Source),
+      m_Id(m_Source == nullptr ? 0 : place.m_Id),
+      m_InPlace(m_Source == nullptr ? nullptr : &m_Source->Loaded().Later()) {}
 
 void cls_ObjectToBuild::Raise(cls_BuildFault fault, std::string const& text) const {
   m_Source->RaiseNotBuilt(

@@ -51,6 +51,9 @@ class KVL_EXPORT cls_ObjectToBuild {
   void Forget() const noexcept;
 
  private:
+  KVL_LOCAL cls_ObjectToBuild(cls_ReadVisitor const& visitor, cls_StoredObject* object) noexcept;
+  KVL_LOCAL cls_ObjectToBuild(cls_ReadVisitor const& visitor, cls_StoredObject* object,
+                              cls_StoredObject::Place const& place) noexcept;
   [[nodiscard]] KVL_LOCAL bool IsGone(cls_LoadedObjects::Entry const& entry) const noexcept;
   // Functions of their own, so that the others need no room for texts.
   [[noreturn]] void RaiseNoConstructor(cls_ClassMetadata const& metadata) const;
@@ -65,4 +68,5 @@ class KVL_EXPORT cls_ObjectToBuild {
   cls_StoredObject* m_Object; // null if the memento says nothing about its stored object
   cls_ObjectSource* m_Source; // null if there is no stored object
   std::int64_t m_Id;
+  cls_LaterReads::InPlace m_InPlace;
 };

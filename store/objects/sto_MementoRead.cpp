@@ -212,6 +212,23 @@ cls_HeldObject sto_Session::HeldIn(cls_MementoRead& memento, cls_FieldHandle con
   return static_cast<sto_MementoRead&>(memento).HeldIn(field);
 }
 
+cls_MementoRead* sto_MementoRead::AtPart(sto_Session& session, sto_RecordRef record, int depth, int part) {
+  bool const has =
+      static_cast<std::size_t>(part) < record->Parts().size(); // it may have been saved anew meanwhile
+  sto_Part const* const at = has ? record->Parts().data() + part : nullptr;
+  return new (session) sto_MementoRead(session, std::move(record), depth, at);
+}
+
+cls_HeldObject sto_MementoRead::Self() const {
+  if (m_Part == nullptr) return {};
+  return {&m_Session, Id(), Id(), {}, m_Depth, static_cast<int>(m_Part - m_Record->Parts().data())};
+}
+
+cls_HeldObject sto_Session::Self(cls_MementoRead& memento) {
+  if (typeid(memento) != typeid(sto_MementoRead)) return {};
+  return static_cast<sto_MementoRead&>(memento).Self();
+}
+
 cls_MementoRead* sto_Session::MakeReadObj(cls_HeldObject const& held) {
   sto_RecordRef record = m_Records.Read(held.m_Id);
   if (record == nullptr) {
@@ -221,7 +238,8 @@ cls_MementoRead* sto_Session::MakeReadObj(cls_HeldObject const& held) {
                                       (isField ? "which " + holder + " holds," : holder + ",") +
                                       " is missing.");
   }
-  return new (*this) sto_MementoRead(*this, std::move(record), held.m_Depth + 1);
+  if (held.m_Part == 0) return new (*this) sto_MementoRead(*this, std::move(record), held.m_Depth + 1);
+  return sto_MementoRead::AtPart(*this, std::move(record), held.m_Depth + 1, held.m_Part);
 }
 
 cls_MementoRead* sto_MementoRead::Clone() {

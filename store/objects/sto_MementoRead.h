@@ -73,6 +73,11 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
 
   /// The object that a field holds or refers to; no source if there is none.
   [[nodiscard]] cls_HeldObject HeldIn(cls_FieldHandle const& field) const;
+  /// What this memento reads; no source for an absent object.
+  [[nodiscard]] cls_HeldObject Self() const;
+  /// The memento of a base-class part that has been read before. The caller owns it.
+  [[nodiscard]] static cls_MementoRead* AtPart(sto_Session& session, sto_RecordRef record, int depth,
+                                               int part);
 
   cow_String DbId() override;
   cls_Uid const& GetUid() override;
@@ -111,6 +116,10 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
   sto_MementoRead(sto_MementoRead const& derived, sto_Part const* part)
       : m_Session(derived.m_Session), m_Pool(derived.m_Pool), m_Record(derived.m_Record), m_Part(part),
         m_Depth(derived.m_Depth) {}
+
+  sto_MementoRead(sto_Session& session, sto_RecordRef record, int depth, sto_Part const* part)
+      : m_Session(session), m_Pool(session.Mementos()), m_Record(std::move(record)), m_Part(part),
+        m_Depth(depth) {}
 
   /// Misuse if the object's base classes have changed since it was written and its metadata does not know the
   /// old ones.

@@ -58,6 +58,7 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>, public 
   void HoldObject(cls_FieldHandle const& field, unsigned int classId, std::int64_t id);
 
   bool IsDeep() const noexcept override { return m_Object->IsDeep(); }
+  void CountAtOnce(int change) noexcept override { Session().Save().Later().CountAtOnce(change); }
   bool HoldLater(cls_FieldHandle const& field, cls_LaterWrite object) override;
 
   int FieldIsPresent(cls_FieldHandle const& field) const override;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -36,6 +37,10 @@ class sto_LaterWrites {
     known = {id, m_Objects.back().m_Object.m_Object.get()};
   }
 
+  /// While the count is not 0, nothing is left for later: what is written is about to end.
+  void CountAtOnce(int change) noexcept { m_AtOnce += change; }
+  [[nodiscard]] bool IsAtOnce() const noexcept { return m_AtOnce > 0; }
+
   /// Writes all objects, also those that are added meanwhile. If one fails, the others stay unwritten.
   void WriteAll(sto_Session& session);
 
@@ -54,6 +59,9 @@ class sto_LaterWrites {
   void ClearAll() noexcept;
 
   std::vector<sto_LaterWrite> m_Objects;
+  std::vector<std::shared_ptr<void const>>
+      m_Kept; // written, and owned by nothing else: others may lie in them
+  int m_AtOnce = 0;
   bool m_IsUsed = false; // since the last Clear
   bool m_IsWriting = false;
   Known m_Known[KnownCount];

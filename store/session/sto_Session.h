@@ -222,6 +222,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
 
   // Implemented in store/objects/, the layer above.
   [[nodiscard]] cls_HeldObject HeldIn(cls_MementoRead& memento, cls_FieldHandle const& field) override;
+  [[nodiscard]] cls_HeldObject Self(cls_MementoRead& memento) override;
   [[nodiscard]] cls_MementoRead* MakeReadObj(cls_HeldObject const& held) override;
   [[nodiscard]] cls_ObjectSource& Source() noexcept override { return *this; }
 
