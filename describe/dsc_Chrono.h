@@ -2,6 +2,9 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <ratio>
+#include <type_traits>
 
 #include "describe/dsc_Described.h"
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "describe/dsc_Identity.h"
 #include "describe/dsc_Name.h"

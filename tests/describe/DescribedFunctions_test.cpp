@@ -78,9 +78,10 @@ struct Members {
   std::vector<std::chrono::seconds> m_Times{std::chrono::seconds(1LL << 40)};
   std::vector<std::filesystem::path> m_Paths{"x/y"};
 
-  Members() {
-    m_Wrapper.Append(0.5);
-    m_Array.Append(4);
+  Members() = default;
+  ~Members() {
+    m_Array.Release();
+    m_Array.DropBlocks();
   }
   template <class Self, class Act> static void ForEachValue(Self& self, Act act) {
     act("m_Bool"_cow, self.m_Bool);
@@ -226,9 +227,10 @@ class Station {
     field(KVL_F(m_Times));
     field(KVL_F(m_Paths));
   }
-  Station() {
-    m_Wrapper.Append(0.5);
-    m_Array.Append(4);
+  Station() = default;
+  ~Station() {
+    m_Array.Release();
+    m_Array.DropBlocks();
   }
   bool m_Bool = true;
   char m_Char = '\x80';
@@ -272,6 +274,17 @@ class Station {
 };
 
 } // namespace described
+
+/// A station whose wrapper and array have elements, with pointers or without.
+template <class Station> std::unique_ptr<Station> MakeStation(bool hasPointers = true) {
+  auto station = std::make_unique<Station>();
+  station->m_Wrapper.Append(0.5);
+  station->m_Array.Append(4);
+  if (hasPointers) return station;
+  station->m_Owned = nullptr;
+  station->m_Shared = nullptr;
+  return station;
+}
 
 template <class Station> void ExpectStation(Station const& station) {
   Members const expected;
@@ -328,7 +341,7 @@ class DescribedFunctions : public DescribedRoundTrip {
 };
 
 TEST_F(DescribedFunctions, ClassByHandReadsItsOwnObjects) {
-  SaveNew(byHand::Station());
+  SaveNew(*MakeStation<byHand::Station>());
   std::size_t const count = ObjectCount();
   SaveAgain<byHand::Station>();
   EXPECT_EQ(ObjectCount(), count);
@@ -337,21 +350,16 @@ TEST_F(DescribedFunctions, ClassByHandReadsItsOwnObjects) {
 
 /// Objects behind pointers come in another order, so both are without them here.
 TEST_F(DescribedFunctions, BytesAreThoseOfTheDescribedClass) {
-  auto const save = [this]<class Station>(Station station, std::string_view name) {
-    station.m_Owned = nullptr;
-    station.m_Shared = nullptr;
-    SaveNew(station, name);
-  };
-  save(byHand::Station(), "hand.kvs");
-  save(described::Station(), "described.kvs");
+  SaveNew(*MakeStation<byHand::Station>(false), "hand.kvs");
+  SaveNew(*MakeStation<described::Station>(false), "described.kvs");
   auto const expected = DescribedContent(Path("described.kvs"));
   EXPECT_GT(expected.size(), 80U);
   EXPECT_EQ(DescribedContent(Path("hand.kvs")), expected);
 }
 
 TEST_F(DescribedFunctions, BothKindsReadEachOther) {
-  SaveNew(byHand::Station(), "hand.kvs");
-  SaveNew(described::Station(), "described.kvs");
+  SaveNew(*MakeStation<byHand::Station>(), "hand.kvs");
+  SaveNew(*MakeStation<described::Station>(), "described.kvs");
   ExpectStored<described::Station>("hand.kvs");
   ExpectStored<byHand::Station>("described.kvs");
 }

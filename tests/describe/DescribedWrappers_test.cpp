@@ -23,6 +23,16 @@ cls_2dArrayPrimDouble OfColumns(int columns) {
   return table;
 }
 
+/// Frees the blocks of bulk arrays, which destroying them does not.
+template <class... Arrays> void Free(Arrays&... arrays) {
+  (arrays.Release(), ...);
+  (arrays.DropBlocks(), ...);
+}
+template <class Object> void FreeArraysOf(Object& object) {
+  Free(object.m_History, object.m_IntHistory, object.m_FloatHistory, object.m_BoolHistory,
+       object.m_StringHistory, object.m_Field, object.m_FloatField);
+}
+
 /// The members of both classes.
 struct Wrapped {
   cls_xp1DArrayDouble m_Fixed;
@@ -61,6 +71,7 @@ class Wrapping : public Wrapped {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x790001; }
   Wrapping() = default;
+  ~Wrapping() { FreeArraysOf(*this); }
   explicit Wrapping(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
     m_Doubles = cls_xp1DArrayListDouble(cls_ReadVisitor(visitor, Field(2)), nullptr);
     m_ListMap = FloatLists(cls_ReadVisitor(visitor, Field(16)));
@@ -198,6 +209,7 @@ class Wrapping {
     field(KVL_F(m_FloatLog));
   }
   Wrapping() = default;
+  ~Wrapping() { FreeArraysOf(*this); }
 
   cls_xp1DArrayDouble m_Fixed;
   cls_xp1DArrayInt m_Connectivity;
@@ -425,6 +437,7 @@ class LongRun {
   KVL_PERSISTED(LongRun, 0x790002, "Run", 1)
   static constexpr void Describe(auto& field) { field(KVL_F(m_Values)); }
   LongRun() = default;
+  ~LongRun() { Free(m_Values); }
   cls_ArrayPrimDouble m_Values;
 };
 class RunOfWrapper {
@@ -467,6 +480,7 @@ class NewRun {
     field(KVL_F(m_Log), Since(2));
   }
   NewRun() = default;
+  ~NewRun() { Free(m_History); }
   cls_ArrayPrimDouble m_History;
   cls_xp2DArrayDouble m_Table{1, 2};
   cls_xp1DArrayListString m_Names = cls_xp1DArrayListStringFromCow(OneName());
@@ -500,6 +514,7 @@ class Sheet {
     field(KVL_F(m_Cells));
   }
   explicit Sheet(int columns) : m_Columns(columns) { m_Cells.SetColumns(columns); }
+  ~Sheet() { Free(m_Cells); }
   void AfterRead(int) { m_Cells.SetColumns(m_Columns); }
   int m_Columns = 1;
   cls_2dArrayPrimFloat m_Cells;
@@ -519,6 +534,7 @@ struct Series {
     field(KVL_F(values));
     field(KVL_F(names));
   }
+  ~Series() { Free(values); }
   cls_ArrayPrimDouble values;
   cls_xp1DArrayListString names;
 };
