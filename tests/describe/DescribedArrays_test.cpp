@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <limits>
 #include <map>
 #include <memory>
@@ -174,8 +174,8 @@ struct Frame {
   double axes[2][3] = {};
   Corner ends[2];
   friend bool operator==(Frame const& a, Frame const& b) {
-    return std::memcmp(a.axes, b.axes, sizeof(a.axes)) == 0 && a.ends[0].x == b.ends[0].x &&
-           a.ends[1].y == b.ends[1].y;
+    return std::ranges::equal(a.axes[0], b.axes[0]) && std::ranges::equal(a.axes[1], b.axes[1]) &&
+           a.ends[0].x == b.ends[0].x && a.ends[1].y == b.ends[1].y;
   }
 };
 

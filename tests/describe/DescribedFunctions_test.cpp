@@ -364,7 +364,7 @@ TEST_F(DescribedFunctions, BothKindsReadEachOther) {
   ExpectStored<byHand::Station>("described.kvs");
 }
 
-/// A class of which all objects are absent parts, so that nothing is stored in them.
+/// A class whose objects are stored without their fields.
 class Sparse {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x7A0003; }
@@ -378,6 +378,7 @@ class Sparse {
   }
   void DBWrite(cls_WriteVisitor const& visitor) const { visitor.StartWrite(TypeId(), m_Uid); }
   static void Declare(cls_ClassRegistrar& registrar) {
+    Probe::Declare(registrar);
     registrar.AddClassMD(new cls_TypeAdapter<Sparse>("Sparse"_cow, 1, 1))
         .AddAttribute(cls_FieldHandle(0, "m_Number"_cow), kvl::AttributeOf<long>, 1, COLLECTION_NONE)
         .AddAttribute(cls_FieldHandle(1, "m_Text"_cow), ATTR_STRING, 1, COLLECTION_NONE)
@@ -394,11 +395,10 @@ class Sparse {
   long m_Number = 5;
   std::string m_Text = "initial";
   std::vector<int> m_List{1, 2};
-  std::shared_ptr<Sparse> m_Pointer{new Sparse(nullptr)};
+  std::shared_ptr<Probe> m_Pointer = std::make_shared<Probe>();
   std::optional<double> m_Maybe = 1;
 
  private:
-  explicit Sparse(std::nullptr_t) : m_Pointer() {}
   cls_OwnUid m_ListUid;
   cls_OwnUid m_Uid;
 };
