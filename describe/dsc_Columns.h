@@ -53,8 +53,8 @@ struct dsc_Row<T> {
   static constexpr int Width = 1;
   using Plain = typename dsc_PlainElement<T>::Type;
   static void Write(T const& value, Plain* row) { *row = dsc_ToPlain<Plain>(value); }
-  template <class Name> static void Read(Plain const* row, T& value, char const* className) {
-    value = dsc_FromPlain<T, Name>(*row, className);
+  static void Read(Plain const* row, T& value, dsc_Where const& where) {
+    value = dsc_FromPlain<T>(*row, where);
   }
 };
 /// 64-bit integers: the low half, then the high half.
@@ -67,8 +67,21 @@ requires dsc_IsInteger<T> &&(sizeof(T) == 8) struct dsc_Row<T> {
     row[0] = static_cast<Plain>(bits);
     row[1] = static_cast<Plain>(bits >> 32);
   }
-  template <class Name> static void Read(Plain const* row, T& value, char const*) {
+  static void Read(Plain const* row, T& value, dsc_Where const&) {
     value = static_cast<T>(static_cast<unsigned long long>(row[1]) << 32 | row[0]);
+  }
+};
+/// What is stored as one of these.
+template <dsc_IsLike T>
+requires(!dsc_IsElement<T>) struct dsc_Row<T> {
+  using Like = dsc_Row<typename dsc_Like<T>::Type>;
+  static constexpr int Width = Like::Width;
+  using Plain = typename Like::Plain;
+  static void Write(T const& value, Plain* row) { Like::Write(dsc_Like<T>::To(value), row); }
+  static void Read(Plain const* row, T& value, dsc_Where const& where) {
+    typename dsc_Like<T>::Type stored{};
+    Like::Read(row, stored, where);
+    value = dsc_FromPlain<T>(stored, where);
   }
 };
 /// Complex numbers: the real part, then the imaginary part.
@@ -79,9 +92,7 @@ template <dsc_IsComplex T> struct dsc_Row<T> {
     row[0] = value.real();
     row[1] = value.imag();
   }
-  template <class Name> static void Read(Plain const* row, T& value, char const*) {
-    value = T(row[0], row[1]);
-  }
+  static void Read(Plain const* row, T& value, dsc_Where const&) { value = T(row[0], row[1]); }
 };
 
 template <class T>
@@ -128,30 +139,23 @@ template <dsc_IsRow T> struct dsc_Column<T> {
   using Plain = typename Row::Plain;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
+    dsc_ForValue<T>(to).template Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
   }
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
-    // The list begins with its row width, so it has its own builder and not that of dsc_WriteList.
-    cls_WriteVisitor const visitor(out.m_Visitor, Name::Handle(at.m_Number), nullptr, nullptr);
-    visitor.StartWrite(cls_InternalListTypeId,
-                       out.m_Identity.OfCollection(at.m_Collection, out.m_Collections));
-    visitor.CheckCollectionType(dsc_ListCode<Plain>);
-    if (visitor.Memento() == nullptr) return;
-    Plain const tag{};
-    cls_Received<cls_WriteListPrim<Plain>> const builder(
-        visitor.Memento()->MakeWriteListPrim(&tag, Row::Width));
-    forEach([&builder](T const& value) {
-      Plain row[Row::Width]{};
-      Row::Write(value, row);
-      for (Plain const& plain : row) builder->Append(plain);
+    dsc_WriteList<Name, Plain>(out, at, nullptr, Row::Width, [&](cls_WriteListPrim<Plain>& builder) {
+      forEach([&builder](T const& value) {
+        Plain row[Row::Width]{};
+        Row::Write(value, row);
+        for (Plain const& plain : row) builder.Append(plain);
+      });
     });
   }
   template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
     dsc_ColumnCursor<Name, Plain> cursor(in, at);
-    forEach([&](T& value) {
+    forEach([&, where = in.Where<Name>()](T& value) {
       Plain row[Row::Width]{};
       cursor.Next(row, Row::Width);
-      Row::template Read<Name>(row, value, in.m_Class);
+      Row::Read(row, value, where);
     });
     cursor.CheckEnd();
   }
@@ -191,11 +195,9 @@ concept dsc_IsArray = requires {
   typename T::value_type > ;
 };
 
-/// Arrays: the elements of one after those of the other.
-template <dsc_IsArray T>
-requires dsc_HasColumn<typename T::value_type>
-struct dsc_Column<T> {
-  using Element = dsc_Column<typename T::value_type>;
+/// Arrays of type T, with elements of type ElementType: those of one after those of the other.
+template <class T, class ElementType, std::size_t Length> struct dsc_ArrayColumn {
+  using Element = dsc_Column<ElementType>;
   static constexpr int Fields = Element::Fields;
   static constexpr int Collections = Element::Collections;
 
@@ -203,17 +205,35 @@ struct dsc_Column<T> {
     Element::template Declare<Name>(to, at);
   }
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
-    Element::template Write<Name>(
-        out, at, [&](auto act) { forEach([&](T const& array) { dsc_ForEachElement(array, act); }); });
+    Element::template Write<Name>(out, at, [&](auto act) {
+      forEach([&](T const& array) {
+        for (ElementType const& element : array) act(element);
+      });
+    });
   }
   template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
-    Element::template Read<Name>(
-        in, at, [&](auto act) { forEach([&](T& array) { dsc_ForEachElement(array, act); }); });
+    Element::template Read<Name>(in, at, [&](auto act) {
+      forEach([&](T& array) {
+        for (ElementType& element : array) act(element);
+      });
+    });
   }
   template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
     long long const count = Element::template Count<Name>(in, at);
-    return count < 0 ? count : count / static_cast<long long>(std::tuple_size<T>::value);
+    return count < 0 ? count : count / static_cast<long long>(Length);
   }
+  template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Element>(each); }
+};
+
+template <dsc_IsArray T>
+requires dsc_HasColumn<typename T::value_type>
+struct dsc_Column<T> : dsc_ArrayColumn<T, typename T::value_type, std::tuple_size<T>::value> {
+};
+
+/// An array of the language, as the std::array of its elements.
+template <class T, std::size_t Length>
+requires dsc_HasColumn<T>
+struct dsc_Column<T[Length]> : dsc_ArrayColumn<T[Length], T, Length> {
 };
 
 /// What several columns share: the first is `.lengths`, `.has` or `.kind`, an int or a bool for each value.
@@ -278,6 +298,7 @@ struct dsc_Column<T> {
   template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
     return Lengths<Name>::Count(in, at);
   }
+  template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Element>(each); }
 };
 
 /// Optional values: `.has`, and the `.value` of each that has one.
@@ -316,6 +337,7 @@ struct dsc_Column<T> {
   template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
     return Has<Name>::Count(in, at);
   }
+  template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Element>(each); }
 };
 
 /// Objects behind owning pointers: a list of objects.

@@ -68,9 +68,16 @@ template <class T> class dsc_FieldCheck {
         !std::is_pointer_v<Value>,
         "a member that is a plain pointer cannot be stored: use std::unique_ptr, std::shared_ptr or, for an "
         "object that something else holds, std::weak_ptr");
-    static_assert(std::is_pointer_v<Value> || dsc_Storable<Value>,
+    constexpr bool HasWrite = requires(Value const& value, cls_WriteVisitor const& visitor) {
+      value.DBWrite(visitor);
+    };
+    constexpr bool WritesItself = HasWrite && (dsc_IsNoObject<Value> || !cls_HasTypeId<Value>);
+    static_assert(!WritesItself || dsc_Storable<Value>,
+                  "a member of this type writes itself: include describe/dsc_Wrappers.h for a wrapper, "
+                  "describe/dsc_Arrays.h for a bulk array");
+    static_assert(std::is_pointer_v<Value> || WritesItself || dsc_Storable<Value>,
                   "a member of this type cannot be stored: convert it with kvl::As, or leave it out with "
-                  "kvl::Transient");
+                  "kvl::Transient. Durations, paths and variants have headers of their own in describe/");
     static_assert(((dsc_CountOf<dsc_KindOf<Options>, Options...> == 1) && ...),
                   "an option of a field is given twice");
   }

@@ -8,6 +8,19 @@
 /// there.
 enum class dsc_Pass { All, First, Afterwards };
 
+/// Gives the elements of an array those of a std::array.
+template <class Member, class Value> void dsc_AssignArray(Member& member, Value const& value) {
+  if constexpr (dsc_IsArray<Value> && std::is_array_v<Member>) {
+    static_assert(std::tuple_size<Value>::value == std::extent_v<Member>,
+                  "a member that is an array gets its value from a std::array of the same length");
+    for (std::size_t i = 0; i < std::extent_v<Member>; ++i) dsc_AssignArray(member[i], value[i]);
+  } else {
+    static_assert(!std::is_array_v<Member>,
+                  "a member that is an array gets its value from a std::array of the same length");
+    if constexpr (!std::is_array_v<Member>) member = static_cast<Member>(value);
+  }
+}
+
 /// The visitor of Describe that reads an object's fields. A field that is not stored under its name is looked for
 /// under its earlier ones; if it is not there either, an object that is older than the field gets the value that
 /// its kvl::Since names, and any other keeps what the member was initialised with.
@@ -57,8 +70,12 @@ template <class T> class dsc_FieldReader {
     if constexpr (dsc_Has<dsc_OptionKind::Since, Options...>) {
       auto const& since = dsc_Get<dsc_OptionKind::Since>(options...);
       if (IsOlderThan(since.m_Version) && !Stored::template IsPresent<Name>(m_In, m_At)) {
-        if constexpr (!std::is_same_v<std::remove_cvref_t<decltype(since.m_Value)>, dsc_NoValue>)
-          member = static_cast<Member>(since.m_Value);
+        if constexpr (!std::is_same_v<std::remove_cvref_t<decltype(since.m_Value)>, dsc_NoValue>) {
+          if constexpr (std::is_array_v<Member>)
+            dsc_AssignArray(member, since.m_Value);
+          else
+            member = static_cast<Member>(since.m_Value);
+        }
         return;
       }
     }
@@ -85,7 +102,11 @@ template <class T> class dsc_FieldReader {
       if (!dsc_Stored<Value>::template IsPresent<Name>(m_In, at)) return;
       Value value{};
       dsc_Stored<Value>::template Read<Name>(m_In, at, value);
-      member = dsc_Get<dsc_OptionKind::As>(options...).m_FromStored(value);
+      auto const& fromStored = dsc_Get<dsc_OptionKind::As>(options...).m_FromStored;
+      if constexpr (std::is_array_v<Member>)
+        dsc_AssignArray(member, fromStored(value));
+      else
+        member = fromStored(value);
     } else {
       dsc_Stored<Member>::template Read<Name>(m_In, at, member);
     }

@@ -42,6 +42,8 @@ template <class T> consteval bool dsc_LeadsTo() {
     return dsc_ClassLeadsTo<T>();
   else if constexpr (requires { typename T::mapped_type; })
     return dsc_LeadsTo<typename T::key_type>() || dsc_LeadFrom<typename T::mapped_type>();
+  else if constexpr (std::is_array_v<T>)
+    return dsc_LeadFrom<std::remove_extent_t<T>>();
   else if constexpr (!dsc_IsText<T> && (dsc_IsSequence<T> || dsc_IsArray<T> || dsc_IsOptional<T>))
     return dsc_LeadFrom<typename T::value_type>();
   else

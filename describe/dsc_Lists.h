@@ -25,6 +25,7 @@ template <dsc_IsText T> struct dsc_PlainElement<T> { using Type = cow_String; };
 template <> struct dsc_PlainElement<bool> { using Type = bool; };
 template <> struct dsc_PlainElement<float> { using Type = float; };
 template <> struct dsc_PlainElement<double> { using Type = double; };
+template <dsc_IsLike T> struct dsc_PlainElement<T> : dsc_PlainElement<typename dsc_Like<T>::Type> {};
 
 template <class T>
 concept dsc_IsElement = !std::is_void_v<typename dsc_PlainElement<T>::Type>;
@@ -50,17 +51,25 @@ template <> inline constexpr cls_CollectionType dsc_ListCode<int> = COLLECTION_L
 template <> inline constexpr cls_CollectionType dsc_ListCode<cow_String> = COLLECTION_LIST_STRING;
 template <> inline constexpr cls_CollectionType dsc_ListCode<unsigned int> = COLLECTION_LIST_UINT;
 
-/// Writes a whole list of plain elements: `appendAll` gets the builder.
-template <class Name, class Plain, class AppendAll>
-void dsc_WriteList(dsc_Out const& out, dsc_Place at, void const* container, AppendAll appendAll) {
-  cls_WriteVisitor const visitor(out.m_Visitor, Name::Handle(at.m_Number), nullptr, container);
+/// Writes a whole list of plain elements, in rows of `width`: `appendAll` gets the builder. `container` is the
+/// address by which a store can tell a copy; null if there is none.
+template <class Plain, class AppendAll>
+void dsc_WriteList(cls_WriteVisitor const& parent, cls_FieldHandle const& field, cls_Uid const& uid,
+                   void const* container, int width, AppendAll appendAll) {
+  cls_WriteVisitor const visitor(parent, field, nullptr, container);
   // The result says whether the list was written already; lists are written each time, as wrappers are.
-  visitor.StartWrite(cls_InternalListTypeId, out.m_Identity.OfCollection(at.m_Collection, out.m_Collections));
+  visitor.StartWrite(cls_InternalListTypeId, uid);
   visitor.CheckCollectionType(dsc_ListCode<Plain>);
   if (visitor.Memento() == nullptr) return;
   Plain const tag{};
-  cls_Received<cls_WriteListPrim<Plain>> const builder(visitor.Memento()->MakeWriteListPrim(&tag, 1));
+  cls_Received<cls_WriteListPrim<Plain>> const builder(visitor.Memento()->MakeWriteListPrim(&tag, width));
   appendAll(*builder);
+}
+template <class Name, class Plain, class AppendAll>
+void dsc_WriteList(dsc_Out const& out, dsc_Place at, void const* container, int width, AppendAll appendAll) {
+  dsc_WriteList<Plain>(out.m_Visitor, Name::Handle(at.m_Number),
+                       out.m_Identity.OfCollection(at.m_Collection, out.m_Collections), container, width,
+                       appendAll);
 }
 
 /// The memento of the collection that a field holds; also takes the collection's identity.
@@ -96,12 +105,12 @@ struct dsc_Stored<T> : dsc_OneField<1> {
   };
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
+    dsc_ForValue<Element>(to).template Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
   }
 
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {
     CheckSize<Name>(out, container.size());
-    dsc_WriteList<Name, Plain>(out, at, &container, [&container](cls_WriteListPrim<Plain>& builder) {
+    dsc_WriteList<Name, Plain>(out, at, &container, 1, [&container](cls_WriteListPrim<Plain>& builder) {
       if constexpr (IsRun) {
         if (!container.empty()) builder.AppendRun(static_cast<int>(container.size()), container.data());
       } else {
@@ -122,8 +131,8 @@ struct dsc_Stored<T> : dsc_OneField<1> {
       container.resize(static_cast<std::size_t>(cursor->Count()));
       if (!container.empty()) cursor->NextRun(cursor->Count(), container.data());
     } else {
-      dsc_ReadElements(*cursor, [&](Plain const& plain) {
-        container.insert(container.end(), dsc_FromPlain<Element, Name>(plain, in.m_Class));
+      dsc_ReadElements(*cursor, [&, where = in.Where<Name>()](Plain const& plain) {
+        container.insert(container.end(), dsc_FromPlain<Element>(plain, where));
       });
     }
   }
@@ -137,7 +146,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
 
 template <class T>
 concept dsc_IsHeld = dsc_IsOwner<T> ||
-    (dsc_IsPersisted<T>&& std::is_constructible_v<T, cls_ReadVisitor const&>);
+    (dsc_IsPersisted<T> && !cls_NeedsStartedVisitor<T> && std::is_constructible_v<T, cls_ReadVisitor const&>);
 
 /// The class of the objects that a container holds by pointer or by value.
 template <class T> struct dsc_HeldObject { using Type = T; };

@@ -26,6 +26,9 @@ requires(dsc_IsInteger<T> && sizeof(T) <= 4) || dsc_IsEnum<T> struct dsc_PlainKe
   using Type = int;
 };
 template <dsc_IsText T> struct dsc_PlainKey<T> { using Type = cow_String; };
+template <dsc_IsLike T> struct dsc_PlainKey<T> {
+  using Type = std::conditional_t<dsc_IsText<typename dsc_Like<T>::Type>, cow_String, void>;
+};
 
 template <class T>
 concept dsc_IsKey = !std::is_void_v<typename dsc_PlainKey<T>::Type>;
@@ -67,7 +70,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
   using Plain = typename dsc_PlainValue<Value>::Type;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    to.Add<Name>(at, dsc_AttributeType<Plain>, dsc_MapCode<PlainKey, Plain>());
+    dsc_ForValue<Value>(to).template Add<Name>(at, dsc_AttributeType<Plain>, dsc_MapCode<PlainKey, Plain>());
   }
 
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& map) {
@@ -88,11 +91,12 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     dsc_StoredCollection const stored(in, at, field);
     auto const cursor = Cursor(*stored.Memento());
     map.clear();
+    dsc_Where const where = in.Where<Name>();
     while (cursor->More() != 0) {
       Plain const plain = cursor->Next(); // moves to the entry, so it comes before the key
       PlainKey key{};
       cursor->Key(key);
-      map.emplace(dsc_FromPlain<Key, Name>(key, in.m_Class), dsc_FromPlain<Value, Name>(plain, in.m_Class));
+      map.emplace(dsc_FromPlain<Key>(key, where), dsc_FromPlain<Value>(plain, where));
     }
   }
 
@@ -150,7 +154,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
       cursor->Next();
       PlainKey key{};
       cls_ReadVisitor const visitor(cursor->Fetch(key));
-      map.emplace(dsc_FromPlain<Key, Name>(key, in.m_Class), dsc_ConstructHeld<Value, false>(visitor));
+      map.emplace(dsc_FromPlain<Key>(key, in.Where<Name>()), dsc_ConstructHeld<Value, false>(visitor));
     }
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }

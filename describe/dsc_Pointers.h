@@ -10,7 +10,8 @@
 
 /// A class whose objects write themselves.
 template <class T>
-concept dsc_IsPersisted = cls_HasTypeId<T> && requires(T const& object, cls_WriteVisitor const& visitor) {
+concept dsc_IsPersisted = cls_HasTypeId<T> && !cls_NeedsStartedVisitor<T> &&
+                          requires(T const& object, cls_WriteVisitor const& visitor) {
   object.DBWrite(visitor);
 };
 
@@ -95,8 +96,18 @@ template <dsc_IsOwner T> struct dsc_Stored<T> : dsc_OneField<0> {
   }
 };
 
-/// A weak pointer is a reference: it names an object that something else holds and stores. The name is the identity
-/// under which the object begins to write itself, so it is never that of a base class's part.
+/// Writes the name of the object that a weak pointer leads to; nothing if there is none. The name is the identity under
+/// which the object begins to write itself, so it is never that of a base class's part.
+template <dsc_IsWeak T>
+void dsc_WriteReference(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const& pointer) {
+  using Object = std::remove_cv_t<typename T::element_type>;
+  if constexpr (dsc_IsPersisted<Object>)
+    if (auto const object = pointer.lock())
+      if (auto const described = cls_DescribeLater<Object>(object))
+        visitor.Memento()->WriteReference(field, described->m_Uid);
+}
+
+/// A weak pointer is a reference: it names an object that something else holds and stores.
 template <dsc_IsWeak T> struct dsc_Stored<T> : dsc_OneField<0> {
   using Object = std::remove_cv_t<typename T::element_type>;
 
@@ -105,10 +116,7 @@ template <dsc_IsWeak T> struct dsc_Stored<T> : dsc_OneField<0> {
     to.Add<Name>(at, ATTR_REFERENCE, COLLECTION_NONE);
   }
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& pointer) {
-    if constexpr (dsc_IsPersisted<Object>)
-      if (auto const object = pointer.lock())
-        if (auto const described = cls_DescribeLater<Object>(object))
-          out.m_Visitor.Memento()->WriteReference(Name::Handle(at.m_Number), described->m_Uid);
+    dsc_WriteReference(out.m_Visitor, Name::Handle(at.m_Number), pointer);
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& pointer) {
     cls_FieldHandle const field = Name::Handle(at.m_Number);

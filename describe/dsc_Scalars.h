@@ -58,13 +58,37 @@ template <dsc_IsInteger T> struct dsc_Plain<T> {
 template <dsc_IsEnum T> struct dsc_Plain<T> { using Type = int; };
 template <> struct dsc_Plain<std::string> { using Type = cow_String; };
 
+/// How a value of a type that is no scalar itself is stored as one. A specialisation, in the header of the type, has
+///
+///     using Type = ...;  // what is stored: an integer of 64 bits, float, double or cow_String
+///     using Value = ...; // what it is made of: the same, or an integer that a stored one may not fit
+///     static Type To(T const& value);
+///     static T From(Value const& value);
+///     static constexpr char const* Unit = ...; // may be missing
+template <class T> struct dsc_Like { using Type = void; };
+
+template <class T>
+concept dsc_IsLike = !std::is_void_v<typename dsc_Like<T>::Type>;
+
+template <dsc_IsLike T> struct dsc_Plain<T> : dsc_Plain<typename dsc_Like<T>::Type> {};
+
+/// What declares values of type T: in the unit that these have.
+template <class T> [[nodiscard]] dsc_Declaring dsc_ForValue(dsc_Declaring const& to) noexcept {
+  if constexpr (requires { dsc_Like<T>::Unit; })
+    return to.InUnit(dsc_Like<T>::Unit);
+  else
+    return to;
+}
+
 template <class T>
 concept dsc_IsScalar = dsc_IsInteger<T> || dsc_IsEnum<T> || dsc_IsText<T> || std::is_same_v<T, bool> ||
-    std::is_same_v<T, float> || std::is_same_v<T, double> || std::is_same_v<T, atr_String>;
+    std::is_same_v<T, float> || std::is_same_v<T, double> || std::is_same_v<T, atr_String> || dsc_IsLike<T>;
 
 /// A value as `To`, which is a type that a memento writes and has room for it.
 template <class To, class T> [[nodiscard]] To dsc_ToPlain(T const& value) {
-  if constexpr (std::is_same_v<T, std::string>)
+  if constexpr (dsc_IsLike<T>)
+    return dsc_ToPlain<To>(dsc_Like<T>::To(value));
+  else if constexpr (std::is_same_v<T, std::string>)
     return To(std::string_view(value));
   else if constexpr (std::is_same_v<T, To>)
     return value;
@@ -73,65 +97,78 @@ template <class To, class T> [[nodiscard]] To dsc_ToPlain(T const& value) {
 }
 
 /// A stored number as a T; an error if it is outside of T's range.
-template <class T, class Name, class From> [[nodiscard]] T dsc_FromNumber(From value, char const* className) {
+template <class T, class From> [[nodiscard]] T dsc_FromNumber(From value, dsc_Where const& where) {
   if constexpr (std::is_enum_v<T>) {
     using Underlying = std::underlying_type_t<T>;
     if constexpr (sizeof(Underlying) == sizeof(From))
       return static_cast<T>(value); // written from it, bit by bit
     else
-      return static_cast<T>(dsc_FromNumber<Underlying, Name>(value, className));
+      return static_cast<T>(dsc_FromNumber<Underlying>(value, where));
   } else if constexpr (std::is_same_v<T, bool>) {
     return value != 0;
   } else {
     if constexpr (sizeof(T) < sizeof(From))
       if (value < static_cast<From>(std::numeric_limits<T>::min()) ||
           value > static_cast<From>(std::numeric_limits<T>::max()))
-        dsc_RaiseValue(className, Name::View(), value);
+        dsc_RaiseValue(where, static_cast<long long>(value));
     return static_cast<T>(value);
   }
 }
 
 /// What a memento or a cursor has read, as a T.
-template <class T, class Name, class From>
-[[nodiscard]] T dsc_FromPlain(From const& value, char const* className) {
-  if constexpr (std::is_same_v<T, std::string>)
+template <class T, class From> [[nodiscard]] T dsc_FromPlain(From const& value, dsc_Where const& where) {
+  if constexpr (dsc_IsLike<T>)
+    return dsc_Like<T>::From(dsc_FromPlain<typename dsc_Like<T>::Value>(value, where));
+  else if constexpr (std::is_same_v<T, std::string>)
     return std::string(value.View());
   else if constexpr (std::is_same_v<T, From>)
     return value;
   else
-    return dsc_FromNumber<T, Name>(value, className);
+    return dsc_FromNumber<T>(value, where);
+}
+
+template <dsc_IsScalar T>
+void dsc_WriteScalar(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const& value) {
+  using Plain = typename dsc_Plain<T>::Type;
+  if constexpr (std::is_enum_v<T>)
+    visitor.WriteEnum(field, static_cast<int>(value));
+  else if constexpr (std::is_same_v<T, Plain>)
+    visitor.Write(field, value);
+  else
+    visitor.Write(field, dsc_ToPlain<Plain>(value));
+}
+
+/// Leaves `value` as it is if the field is absent.
+template <dsc_IsScalar T>
+void dsc_ReadScalar(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, T& value,
+                    dsc_Where const& where) {
+  using Plain = typename dsc_Plain<T>::Type;
+  if constexpr (std::is_enum_v<T>) {
+    int const number = visitor.ReadEnum(field);
+    if (number == 0 && visitor.FieldIsPresent(field) == 0) return; // absent ones read as 0
+    value = dsc_FromNumber<T>(number, where);
+  } else if constexpr (std::is_same_v<T, std::string>) {
+    cow_String const text = visitor.Read(field, cow_String());
+    if (text.HasText() || visitor.FieldIsPresent(field) != 0) value.assign(text.View());
+  } else if constexpr (std::is_same_v<T, Plain>) {
+    value = visitor.Read(field, value);
+  } else if constexpr (dsc_IsLike<T>) {
+    if (visitor.FieldIsPresent(field) != 0) value = dsc_FromPlain<T>(visitor.Read(field, Plain()), where);
+  } else {
+    value = dsc_FromNumber<T>(visitor.Read(field, dsc_ToPlain<Plain>(value)), where);
+  }
 }
 
 template <dsc_IsScalar T> struct dsc_Stored<T> : dsc_OneField<0> {
-  using Plain = typename dsc_Plain<T>::Type;
-
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    to.Add<Name>(at, dsc_AttributeType<Plain>, COLLECTION_NONE);
+    dsc_ForValue<T>(to).template Add<Name>(at, dsc_AttributeType<typename dsc_Plain<T>::Type>,
+                                           COLLECTION_NONE);
   }
-
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& value) {
-    if constexpr (std::is_enum_v<T>)
-      out.m_Visitor.WriteEnum(Name::Handle(at.m_Number), static_cast<int>(value));
-    else if constexpr (std::is_same_v<T, Plain>)
-      out.m_Visitor.Write(Name::Handle(at.m_Number), value);
-    else
-      out.m_Visitor.Write(Name::Handle(at.m_Number), dsc_ToPlain<Plain>(value));
+    dsc_WriteScalar(out.m_Visitor, Name::Handle(at.m_Number), value);
   }
-
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& value) {
-    cls_FieldHandle const field = Name::Handle(at.m_Number);
-    if constexpr (std::is_enum_v<T>) {
-      int const number = in.m_Visitor.ReadEnum(field);
-      if (number == 0 && in.m_Visitor.FieldIsPresent(field) == 0) return; // absent ones read as 0
-      value = dsc_FromNumber<T, Name>(number, in.m_Class);
-    } else if constexpr (std::is_same_v<T, std::string>) {
-      cow_String const text = in.m_Visitor.Read(field, cow_String());
-      if (text.HasText() || in.m_Visitor.FieldIsPresent(field) != 0) value.assign(text.View());
-    } else if constexpr (std::is_same_v<T, Plain>) {
-      value = in.m_Visitor.Read(field, value);
-    } else {
-      value = dsc_FromNumber<T, Name>(in.m_Visitor.Read(field, dsc_ToPlain<Plain>(value)), in.m_Class);
-    }
+    dsc_ReadScalar(in.m_Visitor, Name::Handle(at.m_Number), value, in.Where<Name>());
   }
 };
 

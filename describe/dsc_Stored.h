@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "describe/dsc_Identity.h"
 #include "describe/dsc_Name.h"
 #include "metadata/cls_ClassRegistrar.h"
+#include "persist/backend/cls_CollectionTypeIds.h"
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "platform/kvl_Export.h"
@@ -25,6 +27,12 @@ struct dsc_Bytes {
   }
 };
 
+/// The class and the field that a stored value is of, for messages.
+struct dsc_Where {
+  char const* m_Class; ///< empty if it is not known
+  std::string_view m_Field;
+};
+
 /// Where the fields of one class in an object are written, or read.
 struct dsc_Out {
   cls_WriteVisitor const& m_Visitor;
@@ -39,6 +47,8 @@ struct dsc_In {
   int m_Collections;
   char const* m_Class;
   dsc_Bytes m_Bytes;
+
+  template <class Name> [[nodiscard]] dsc_Where Where() const noexcept { return {m_Class, Name::View()}; }
 };
 
 /// The collection number of a value whose collections are read once, and not written again.
@@ -67,6 +77,10 @@ struct dsc_Declaring {
     if (m_Unit != nullptr && IsNumber(type)) Notes().Unit(Name::View(), m_Unit);
   }
   [[nodiscard]] dsc_Declaring Optional() const noexcept { return {m_Registrar, m_Metadata, true, m_Unit}; }
+  /// For values that have a unit of their own (null if they have none), which counts if no other is said.
+  [[nodiscard]] dsc_Declaring InUnit(char const* unit) const noexcept {
+    return {m_Registrar, m_Metadata, m_MayBeAbsent, m_Unit != nullptr ? m_Unit : unit};
+  }
   /// For numbers that are no values: counts, indexes, keys.
   [[nodiscard]] dsc_Declaring WithoutUnit() const noexcept {
     return {m_Registrar, m_Metadata, m_MayBeAbsent, nullptr};
@@ -104,10 +118,28 @@ template <class T> struct dsc_Stored {
   template <class Name> static void Read(dsc_In const&, dsc_Place, T&) {}
 };
 
+/// A class whose objects are collections.
+template <class T>
+concept dsc_IsCollectionClass = requires {
+  typename std::integral_constant<unsigned int, T::TypeId()>;
+}
+&&cls_IsCollectionTypeId(T::TypeId());
+
+/// A class that is no object of its holder: a bulk array, or a class that leaves StartWrite to its holder. As a member
+/// it needs a dsc_Stored that knows that and has `using WritesItself = void`.
+template <class T>
+concept dsc_IsNoObject = cls_NeedsStartedVisitor<T> || dsc_IsCollectionClass<T>;
+
 template <class T>
 concept dsc_Storable = !requires {
   typename dsc_Stored<T>::IsUnknown;
-};
+}
+&&(!dsc_IsNoObject<T> || requires { typename dsc_Stored<T>::WritesItself; });
+
+/// Calls `each` with the classes of the objects that a dsc_Stored or a dsc_Column holds.
+template <class Stored, class Each> void dsc_DeclareHeldOf(Each const& each) {
+  if constexpr (requires { Stored::DeclareHeld(each); }) Stored::DeclareHeld(each);
+}
 
 /// What most specialisations share: one attribute, which is present if the object has the field.
 template <int CollectionCount> struct dsc_OneField {
@@ -118,9 +150,12 @@ template <int CollectionCount> struct dsc_OneField {
   }
 };
 
-/// Raises nex_TextException: "Class Bar, field m_Code: ".
+/// Raises nex_TextException: "Class Bar, field m_Code: "; without an empty class name or field.
 [[noreturn]] KVL_EXPORT void dsc_Raise(char const* className, std::string_view field,
                                        std::string_view problem);
 
 /// The same for a stored value that the member cannot have.
 [[noreturn]] KVL_EXPORT void dsc_RaiseValue(char const* className, std::string_view field, long long value);
+[[noreturn]] inline void dsc_RaiseValue(dsc_Where const& where, long long value) {
+  dsc_RaiseValue(where.m_Class, where.m_Field, value);
+}

@@ -118,10 +118,6 @@ template <class T, template <class> class Of> [[nodiscard]] consteval dsc_Sizes 
   return sizes;
 }
 
-template <class Stored, class Each> void dsc_DeclareHeldOf(Each const& each) {
-  if constexpr (requires { Stored::DeclareHeld(each); }) Stored::DeclareHeld(each);
-}
-
 /// The visitor of a struct's Describe that notes the bytes of its members.
 template <class T> class dsc_StructCoverage {
  public:
@@ -275,9 +271,8 @@ struct dsc_Stored<T> {
 };
 
 /// An array is a list of its elements.
-template <dsc_IsArray T>
-requires dsc_HasColumn<typename T::value_type>
-struct dsc_Stored<T> {
+template <class T>
+requires(dsc_IsArray<T> || std::is_array_v<T>) && dsc_HasColumn<T> struct dsc_Stored<T> {
   using Column = dsc_Column<T>;
   static constexpr int Fields = Column::Fields;
   static constexpr int Collections = Column::Collections;
@@ -355,6 +350,7 @@ template <dsc_IsBuffered T> struct dsc_Column<T> {
   template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
     return Column::template Count<Name>(in, at);
   }
+  template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Column>(each); }
 };
 
 /// Maps and sets that are no map or list of the format: as a list of their entries.
@@ -383,6 +379,7 @@ requires dsc_IsBuffered<T> &&
     Stored::template Read<Name>(in, at, buffer);
     dsc_FromBuffer(std::move(buffer), container);
   }
+  template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Stored>(each); }
 };
 
 // --- Complex numbers and optional values as members.

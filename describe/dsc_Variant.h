@@ -174,4 +174,7 @@ struct dsc_Column<T> {
   template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
     return Kinds<Name>::Count(in, at);
   }
+  template <class Each> static void DeclareHeld(Each const& each) {
+    dsc_ForEachAlternative<T>([&]<std::size_t Index>() { dsc_DeclareHeldOf<Column<Index>>(each); });
+  }
 };

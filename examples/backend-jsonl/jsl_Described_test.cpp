@@ -1,5 +1,8 @@
-#include "describe/dsc_Described.h"
+#include "describe/dsc_Arrays.h"
+#include "describe/dsc_Chrono.h"
+#include "describe/dsc_Path.h"
 #include "describe/dsc_Variant.h"
+#include "describe/dsc_Wrappers.h"
 #include "examples/backend-jsonl/jsl_Session.h"
 #include "examples/backend-jsonl/jsl_TestFolder.h"
 
@@ -70,6 +73,37 @@ class LaterBox : public Crate {
   std::string m_Added;
 };
 
+/// Members of the types that have headers of their own.
+class Trial {
+ public:
+  KVL_PERSISTED(Trial, 0x740064, "Trial", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Duration));
+    field(KVL_F(m_Pauses));
+    field(KVL_F(m_Report));
+    field(KVL_F(m_Axes));
+    field(KVL_F(m_Table));
+    field(KVL_F(m_Title));
+    field(KVL_F(m_History));
+    field(KVL_F(m_Field));
+  }
+  Trial() = default;
+  ~Trial() {
+    m_History.Release();
+    m_History.DropBlocks();
+    m_Field.Release();
+    m_Field.DropBlocks();
+  }
+  std::chrono::milliseconds m_Duration{};
+  std::vector<std::chrono::seconds> m_Pauses;
+  std::filesystem::path m_Report;
+  int m_Axes[2][2] = {};
+  cls_xp2DArrayInt m_Table{0, 0};
+  cls_xpString m_Title{""_cow};
+  cls_ArrayPrimDouble m_History;
+  cls_2dArrayPrimFloat m_Field;
+};
+
 class DescribedInJsonl : public jsl_TestFolder {
  protected:
   void SaveBox() {
@@ -115,6 +149,35 @@ TEST_F(DescribedInJsonl, ObjectsOfAnEarlierVersionAreConverted) {
   EXPECT_EQ(box->m_Slats, 3);
   EXPECT_EQ(box->m_Dimensions, (std::vector<double>{1, 2, 3}));
   EXPECT_EQ(box->m_Added, "new");
+}
+
+TEST_F(DescribedInJsonl, MembersWithHeadersOfTheirOwnComeBack) {
+  cls_ClassRegistrar classes;
+  Trial::Declare(classes);
+  {
+    Trial trial;
+    trial.m_Duration = std::chrono::milliseconds::min();
+    trial.m_Pauses = {std::chrono::seconds(-1), std::chrono::seconds::max()};
+    trial.m_Report = "a/b";
+    trial.m_Axes[1][0] = 3;
+    trial.m_Table = cow_2DArray<int>(1, 2);
+    trial.m_Table.Get(0, 1) = 4;
+    trial.m_Title = cls_xpString("title"_cow);
+    trial.m_History.Append(0.5);
+    trial.m_Field.Append(1.5F);
+    jsl_Session session(NewPath(), jsl_Mode::Create, classes);
+    session.Save("trial", trial);
+  }
+  jsl_Session session(Path(), jsl_Mode::ReadOnly, classes);
+  std::unique_ptr<Trial> const trial = session.Load<Trial>("trial");
+  EXPECT_EQ(trial->m_Duration, std::chrono::milliseconds::min());
+  EXPECT_EQ(trial->m_Pauses.at(1), std::chrono::seconds::max());
+  EXPECT_EQ(trial->m_Report, "a/b");
+  EXPECT_EQ(trial->m_Axes[1][0], 3);
+  EXPECT_EQ(trial->m_Table.ConstGet(0, 1), 4);
+  EXPECT_EQ(trial->m_Title.Text(), "title"_cow);
+  EXPECT_EQ(trial->m_History.ConstGet(0), 0.5);
+  EXPECT_EQ(trial->m_Field.ConstGet(0, 0), 1.5F);
 }
 
 } // namespace

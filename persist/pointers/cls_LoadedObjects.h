@@ -73,19 +73,19 @@ class cls_LoadedObjects {
   [[nodiscard]] cls_LaterReads& Later() noexcept { return m_Later; }
 
   [[nodiscard]] bool InLoad() const noexcept { return m_Loads > 0; }
-  /// Begins a load; a nested load is part of the outer one.
-  void Enter() noexcept {
+  /// Begins a load; a nested load is part of the outer one. Returns the number of the first object that it adds.
+  std::int64_t Enter() noexcept {
     if (m_Loads++ == 0) m_FirstOfLoad = m_LastNumber + 1;
+    return m_LastNumber + 1;
   }
   /// Ends a load; the end of the outermost one forgets the objects, unless a scope keeps them.
   void Leave() noexcept {
     --m_Loads;
     ForgetUnlessKept();
   }
-  /// Call before Leave if a load failed: if it is the outermost one, forgets its objects even in a scope.
-  void Abandon() noexcept {
-    if (m_Loads == 1) RemoveNumbersFrom(m_FirstOfLoad);
-  }
+  /// Call before Leave if a load failed: forgets the objects from this number on, even in a scope or in an outer load.
+  /// Pointers of theirs may never be filled.
+  void Abandon(std::int64_t first) noexcept { RemoveNumbersFrom(first); }
 
   /// Begins a scope; a nested scope is part of the outer one.
   void EnterScope() noexcept { ++m_Scopes; }
@@ -132,14 +132,12 @@ class cls_LoadedObjects {
 class cls_OneLoad {
  public:
   explicit cls_OneLoad(cls_LoadedObjects& loaded) noexcept
-      : m_Loaded(loaded), m_Mark(loaded.Later().Begin()) {
-    m_Loaded.Enter();
-  }
+      : m_Loaded(loaded), m_Mark(loaded.Later().Begin()), m_First(loaded.Enter()) {}
   cls_OneLoad(cls_OneLoad const&) = delete;
   cls_OneLoad& operator=(cls_OneLoad const&) = delete;
   ~cls_OneLoad() {
     m_Loaded.Later().End(m_Mark);
-    if (!m_IsComplete) m_Loaded.Abandon();
+    if (!m_IsComplete) m_Loaded.Abandon(m_First);
     m_Loaded.Leave();
   }
   /// Fills the pointers that were left for later, and makes the calls that wait for the whole graph. What building
@@ -153,5 +151,6 @@ class cls_OneLoad {
  private:
   cls_LoadedObjects& m_Loaded;
   cls_LaterReads::Mark m_Mark;
+  std::int64_t m_First;
   bool m_IsComplete = false;
 };

@@ -45,7 +45,7 @@ class Link {
     if (m_Value == Bad && s_BadRaises) throw std::runtime_error("bad link");
     visitor.Write(Field(0), m_Value);
     sto_WriteLater(visitor, Field(1), m_Next);
-    cls_WriteLater(visitor, Field(2), m_Other);
+    cls_WriteLater(visitor, Field(2), m_MakesOther ? MakeOther() : m_Other);
     cls_WriteLater(visitor, Field(3), m_Owned);
     WriteList(visitor);
   }
@@ -106,8 +106,9 @@ class Link {
   std::shared_ptr<Link> m_Next, m_Other;
   std::unique_ptr<Link> m_Owned;
   std::vector<std::shared_ptr<Link>> m_List;
-  int m_Calls = 0;         // of AfterLoad
-  bool m_WasWhole = false; // then
+  bool m_MakesOther = false; // writes a link that nothing else owns
+  int m_Calls = 0;           // of AfterLoad
+  bool m_WasWhole = false;   // then
   cls_Uid m_Uid, m_ListUid;
 
   /// Counts the links, also one whose constructor raises.
@@ -124,6 +125,11 @@ class Link {
   static inline std::function<void(Link&)> s_AfterLoad;
 
  private:
+  static std::shared_ptr<Link> MakeOther() {
+    auto other = std::make_shared<Link>(4);
+    other->m_Owned = std::make_unique<Link>(5);
+    return other;
+  }
   void AfterLoad(int version) {
     EXPECT_EQ(version, 1);
     ++m_Calls;
@@ -461,6 +467,19 @@ TEST_F(StoreLaterPointers, OwnedTemporaryObjectLivesUntilItIsWritten) {
   store.Save("root", object);
   EXPECT_EQ(store.ObjectCount(), 2);
   EXPECT_EQ(Link::s_Alive, 0);
+}
+
+TEST_F(StoreLaterPointers, WhatATemporaryObjectOwnsIsWrittenToo) {
+  for (int const depth : Depths) {
+    SCOPED_TRACE(depth);
+    auto const last = std::make_shared<Link>(3);
+    last->m_MakesOther = true;
+    sto_Store store = Create("depth" + std::to_string(depth));
+    store.Save("root", *Link::ChainTo(last, depth));
+    std::shared_ptr<Link> loaded = store.LoadShared<Link>("root");
+    while (loaded->m_Next != nullptr) loaded = loaded->m_Next;
+    EXPECT_EQ(loaded->m_Other->m_Owned->m_Value, 5);
+  }
 }
 
 // --- Where nothing can be left for later

@@ -13,7 +13,11 @@
 
 #include <blocks/docs/described-classes/base-classes-2>
 
+#include <blocks/docs/described-classes/what-a-member-becomes-1>
+
 #include <blocks/docs/described-classes/values-1>
+
+#include <blocks/docs/described-classes/single-fields-by-hand-1>
 
 namespace before {
 #include <blocks/docs/described-classes/when-a-class-changes-1>
@@ -69,6 +73,34 @@ void PrintPlate() {
   std::cout << plate->m_Outline.at(1).x << ' ' << plate->m_Holes.at("right").x << '\n';
 }
 
+void SaveRecordAndGauge() {
+  cls_ClassRegistrar registrar;
+  Record::Declare(registrar);
+  Gauge::Declare(registrar);
+  sto_Store store = sto_Store::Open("record.kvs", sto_Mode::Create, registrar, {.m_Strict = true});
+  Record record;
+  record.m_Axes[2][1] = 0.5;
+  for (int i = 0; i < 5000; ++i) record.m_Values.Append(i);
+  store.Save("record", record);
+  Gauge gauge;
+  gauge.m_Count = 7;
+  gauge.m_Values = {1.5, 2.5};
+  store.Save("gauge", gauge);
+  store.Close();
+}
+
+void PrintRecordAndGauge() {
+  cls_ClassRegistrar registrar;
+  Record::Declare(registrar);
+  Gauge::Declare(registrar);
+  sto_Store store = sto_Store::Open("record.kvs", sto_Mode::ReadOnly, registrar, {.m_Strict = true});
+  std::unique_ptr<Record> const record = store.Load<Record>("record");
+  std::cout << record->m_Interval.count() << " ms " << record->m_Axes[2][1] << ' '
+            << record->m_Values.ConstGet(4999) << '\n';
+  std::unique_ptr<Gauge> const gauge = store.Load<Gauge>("gauge");
+  std::cout << gauge->m_Count << ' ' << gauge->m_Limit.has_value() << ' ' << gauge->m_Values.at(1) << '\n';
+}
+
 void SaveOldTank() {
   cls_ClassRegistrar registrar;
   before::Tank::Declare(registrar);
@@ -94,6 +126,8 @@ int main() {
   PrintMembers();
   SavePlate();
   PrintPlate();
+  SaveRecordAndGauge();
+  PrintRecordAndGauge();
   SaveOldTank();
   PrintTank();
   nex_finalize(modules);

@@ -46,7 +46,8 @@ TEST_F(Documents, CopiesWithIdentitiesOfTheirOwnAreTwoObjects) {
 }
 
 TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {
-  ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n100 70\n200 mm, 1 bar of water\n");
+  ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n100 70\n100 ms 0.5 4999\n7 0 2.5\n"
+                                   "200 mm, 1 bar of water\n");
 }
 
 TEST_F(Documents, EachKindOfMemberOfDeclaringClassesComesBack) {
