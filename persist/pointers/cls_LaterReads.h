@@ -161,7 +161,8 @@ class KVL_EXPORT cls_LaterReads {
    public:
     /// `later` may be null.
     explicit InPlace(cls_LaterReads* later) noexcept
-        : m_Later(later), m_AtOnce(later == nullptr ? 0 : std::exchange(later->m_AtOnce, 0)) {}
+        : m_Later(later != nullptr && later->m_AtOnce != 0 ? later : nullptr),
+          m_AtOnce(m_Later == nullptr ? 0 : std::exchange(m_Later->m_AtOnce, 0)) {}
     InPlace(InPlace const&) = delete;
     InPlace& operator=(InPlace const&) = delete;
     ~InPlace() {

@@ -20,6 +20,10 @@
 #include <kvlpersist/wrappers/cls_xpList.h>
 #include <kvlpersist/wrappers/cls_xpMap.h>
 
+#include <blocks/docs/declaring-classes/a-class-by-hand-1>
+
+#include <blocks/docs/declaring-classes/a-class-by-hand-2>
+
 #include <blocks/docs/declaring-classes/starting-the-library-1>
 
 #include <blocks/docs/declaring-classes/base-classes-1>
@@ -273,7 +277,8 @@ bool IsFull(Rack const& rack) {
 }
 
 void TryClasses() {
-  for (cls_MetadataRegistrar::InitFn const declare : {&Rack::Declare, &Seal::Declare, &Picture::Declare})
+  for (cls_MetadataRegistrar::InitFn const declare :
+       {&Rack::Declare, &Seal::Declare, &Picture::Declare, &DeclareBolts})
     DeclareToAll(declare);
   sto_Store store = sto_Store::Open("classes.kvs", sto_Mode::Create, ClassesOfAll());
   {
@@ -287,11 +292,13 @@ void TryClasses() {
     store.Save("rack", rack);
     store.Save("seal", seal);
     store.Save("picture", Picture({1, 2, 3, 4, 5}));
+    store.Save("bolt", Bolt(80, 2));
   }
   std::unique_ptr<Part> const washer = store.Load<Part>("washer");
   auto const* const derived = dynamic_cast<Washer const*>(washer.get());
   Expect(derived != nullptr && derived->Thickness() == 3 && derived->Name() == "M16"_cow, s_Classes,
          "Washer as Part");
+  Expect(store.Load<Bolt>("bolt")->Length() == 80, s_Classes, "Bolt");
   std::unique_ptr<Rack> const rack = store.Load<Rack>("rack");
   std::int64_t const objects = store.ObjectCount();
   store.Save("rack", *rack);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
+
 #include "tests/support/ProgramRun.h"
 #include "tests/support/store/StoreFile.h"
 
@@ -45,11 +48,19 @@ TEST_F(Documents, CopiesWithIdentitiesOfTheirOwnAreTwoObjects) {
   ExpectOutput(DOCUMENT_COPIES, "thick 3\nthin 2\n");
 }
 
+TEST_F(Documents, GuideEndsWithAPlot) {
+  ExpectOutput(DOCUMENT_GUIDE, "stiffness 1.68e+07\ndiameter 0.0112838 m, 7.7 N/m, stiffness 8.4e+06\n");
+  std::ifstream file(Path("swing.svg"));
+  std::string const plot((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  EXPECT_TRUE(plot.starts_with("<svg ")) << plot;
+  EXPECT_NE(plot.find("points='0,-100 0.6,-"), std::string::npos) << plot.substr(0, 300);
+}
+
 TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {
   ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n100 70\n100 ms 0.5 4999\n7 0 2.5\n"
                                    "200 mm, 1 bar of water\n");
 }
 
 TEST_F(Documents, EachKindOfMemberOfDeclaringClassesComesBack) {
-  ExpectOutput(DOCUMENT_DECLARING, "30 members and 4 classes came back\n");
+  ExpectOutput(DOCUMENT_DECLARING, "30 members and 5 classes came back\n");
 }

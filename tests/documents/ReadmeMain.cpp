@@ -3,5 +3,3 @@
 #include <blocks/README/a-persisted-class-1>
 
 #include <blocks/README/a-persisted-class-2>
-
-#include <blocks/README/a-persisted-class-3>
