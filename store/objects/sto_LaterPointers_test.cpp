@@ -167,13 +167,17 @@ class Heavy : public Link {
   cls_Uid m_HeavyUid;
 };
 
+template <class Adapter> void DeclareLink(cls_ClassRegistrar& classes) {
+  cls_ClassMetadata& link = classes.AddClassMD(new Adapter("Link"_cow, 1, 1));
+  link.AddAttribute(Link::Field(0), ATTR_INT, 1, COLLECTION_NONE);
+  for (int const field : {1, 2, 3}) link.AddAttribute(Link::Field(field), ATTR_OBJECT, 1, COLLECTION_NONE);
+  link.AddAttribute(Link::Field(4), ATTR_OBJECT, 1, COLLECTION_LIST);
+}
+
 cls_ClassRegistrar const& Links() {
   static cls_ClassRegistrar const& registrar = [&]() -> cls_ClassRegistrar const& {
     static cls_ClassRegistrar classes;
-    cls_ClassMetadata& link = classes.AddClassMD(new cls_TypeAdapter<Link>("Link"_cow, 1, 1));
-    link.AddAttribute(Link::Field(0), ATTR_INT, 1, COLLECTION_NONE);
-    for (int const field : {1, 2, 3}) link.AddAttribute(Link::Field(field), ATTR_OBJECT, 1, COLLECTION_NONE);
-    link.AddAttribute(Link::Field(4), ATTR_OBJECT, 1, COLLECTION_LIST);
+    DeclareLink<cls_TypeAdapter<Link>>(classes);
     classes.AddClassMD(new cls_TypeAdapter<Heavy>("Heavy"_cow, 1, Link::TypeId()))
         .AddAttribute(cls_FieldHandle(0, "m_Mass"_cow), ATTR_DOUBLE, 1, COLLECTION_NONE);
     DeclareScripted(classes);
@@ -284,6 +288,37 @@ TEST_F(StoreLaterPointers, ObjectOfADerivedClassMayBeLedBackTo) {
   ASSERT_NE(found, nullptr);
   EXPECT_EQ(found->m_Mass, 2.5);
   EXPECT_EQ(found->m_Next, loaded);
+  Link::Cut(*loaded);
+}
+
+/// An application's own adapter, which counts what it builds.
+class CountingAdapter : public cls_TypeAdapter<Link> {
+ public:
+  using cls_TypeAdapter<Link>::cls_TypeAdapter;
+  void* Ctor(cls_ReadVisitor const& reader) const override {
+    ++s_Built;
+    return cls_TypeAdapter<Link>::Ctor(reader);
+  }
+  static inline int s_Built = 0;
+};
+
+TEST_F(StoreLaterPointers, DerivedAdapterKeepsRings) {
+  cls_ClassRegistrar classes;
+  DeclareLink<CountingAdapter>(classes);
+  {
+    std::shared_ptr<Link> ring = Link::Chain(3);
+    ring->m_Next->m_Next->m_Next = ring;
+    ring->m_Other = ring;
+    ring->m_List = {ring, ring->m_Next};
+    Create().Save("ring", *ring);
+    Link::Cut(*ring);
+  }
+  sto_Store store = sto_Store::Open(Path("links.kvs"), sto_Mode::ReadOnly, classes);
+  std::shared_ptr<Link> const loaded = store.LoadShared<Link>("ring");
+  EXPECT_EQ(CountingAdapter::s_Built, 3);
+  EXPECT_EQ(loaded->m_Next->m_Next->m_Next, loaded);
+  EXPECT_EQ(loaded->m_Other, loaded);
+  EXPECT_EQ(loaded->m_List, (std::vector{loaded, loaded->m_Next}));
   Link::Cut(*loaded);
 }
 
