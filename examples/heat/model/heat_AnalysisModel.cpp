@@ -4,17 +4,20 @@
 #include "persist/adapters/cls_TypeAdapter.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace {
 
-cls_FieldHandle const MeshField(0, "m_Mesh"_cow);
-cls_FieldHandle const MaterialOfField(1, "m_MaterialOf"_cow);
-cls_FieldHandle const NotesField(2, "m_Notes"_cow);
-cls_FieldHandle const SolutionField(3, "m_Solution"_cow);
-cls_FieldHandle const FirstMaterialField(4, "m_Materials"_cow); // of version 1, as the next
-cls_FieldHandle const FirstConditionField(5, "m_Conditions"_cow);
-cls_FieldHandle const MaterialsField(6, "m_MaterialList"_cow);
-cls_FieldHandle const ConditionsField(7, "m_ConditionList"_cow);
+struct Field {
+  static cls_FieldHandle Mesh() { return {0, "m_Mesh"_cow}; }
+  static cls_FieldHandle MaterialOf() { return {1, "m_MaterialOf"_cow}; }
+  static cls_FieldHandle Notes() { return {2, "m_Notes"_cow}; }
+  static cls_FieldHandle Solution() { return {3, "m_Solution"_cow}; }
+  static cls_FieldHandle FirstMaterial() { return {4, "m_Materials"_cow}; } // of version 1, as the next
+  static cls_FieldHandle FirstCondition() { return {5, "m_Conditions"_cow}; }
+  static cls_FieldHandle Materials() { return {6, "m_MaterialList"_cow}; }
+  static cls_FieldHandle Conditions() { return {7, "m_ConditionList"_cow}; }
+};
 
 template <class Part> using Parts = std::vector<std::shared_ptr<Part>>;
 
@@ -72,12 +75,12 @@ void heat_AnalysisModel::Declare(cls_ClassRegistrar& registrar) {
   registrar
       .AddClassMD(
           new cls_TypeAdapter<heat_AnalysisModel>("heat_AnalysisModel"_cow, 2, heat_ModelPart::TypeId()))
-      .AddAttribute(MeshField, ATTR_OBJECT, 1, COLLECTION_NONE)
-      .AddAttribute(MaterialOfField, ATTR_INT, 1, COLLECTION_LIST_INT)
-      .AddAttribute(NotesField, ATTR_STRING, 1, COLLECTION_LIST_STRING)
-      .AddAttribute(SolutionField, ATTR_OBJECT, 1, COLLECTION_NONE)
-      .AddAttribute(MaterialsField, ATTR_OBJECT, 1, COLLECTION_LIST)
-      .AddAttribute(ConditionsField, ATTR_OBJECT, 1, COLLECTION_LIST);
+      .AddAttribute(Field::Mesh(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(Field::MaterialOf(), ATTR_INT, 1, COLLECTION_LIST_INT)
+      .AddAttribute(Field::Notes(), ATTR_STRING, 1, COLLECTION_LIST_STRING)
+      .AddAttribute(Field::Solution(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(Field::Materials(), ATTR_OBJECT, 1, COLLECTION_LIST)
+      .AddAttribute(Field::Conditions(), ATTR_OBJECT, 1, COLLECTION_LIST);
   heat_MaterialModel::Declare(registrar);
   heat_SolutionModel::Declare(registrar);
   heat_FixedTemperatureModel::Declare(registrar);
@@ -101,12 +104,12 @@ heat_AnalysisModel::heat_AnalysisModel(std::string name, std::shared_ptr<heat_Me
 
 heat_AnalysisModel::heat_AnalysisModel(cls_ReadVisitor const& visitor)
     : heat_ModelPart(cls_ReadVisitor(visitor)), m_Uid(visitor.GetUid()) {
-  kvl::Read(visitor, MeshField, m_Mesh);
-  kvl::Read(visitor, MaterialOfField, m_MaterialOf, m_MaterialOfUid);
-  kvl::Read(visitor, NotesField, m_Notes, m_NotesUid);
-  kvl::Read(visitor, SolutionField, m_Solution);
-  ReadParts(visitor, MaterialsField, FirstMaterialField, m_Materials, m_MaterialsUid);
-  ReadParts(visitor, ConditionsField, FirstConditionField, m_Conditions, m_ConditionsUid);
+  kvl::Read(visitor, Field::Mesh(), m_Mesh);
+  kvl::Read(visitor, Field::MaterialOf(), m_MaterialOf, m_MaterialOfUid);
+  kvl::Read(visitor, Field::Notes(), m_Notes, m_NotesUid);
+  kvl::Read(visitor, Field::Solution(), m_Solution);
+  ReadParts(visitor, Field::Materials(), Field::FirstMaterial(), m_Materials, m_MaterialsUid);
+  ReadParts(visitor, Field::Conditions(), Field::FirstCondition(), m_Conditions, m_ConditionsUid);
   cls_AfterLoad(visitor, *this, 0, [](void* analysis, int) {
     FollowChain(static_cast<heat_AnalysisModel*>(analysis)->m_Materials, "m_Materials");
     FollowChain(static_cast<heat_AnalysisModel*>(analysis)->m_Conditions, "m_Conditions");
@@ -116,12 +119,12 @@ heat_AnalysisModel::heat_AnalysisModel(cls_ReadVisitor const& visitor)
 void heat_AnalysisModel::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   heat_ModelPart::DBWrite(cls_WriteVisitor(visitor, heat_ModelPart::TypeId()));
-  kvl::Write(visitor, MeshField, m_Mesh);
-  kvl::Write(visitor, MaterialOfField, m_MaterialOf, m_MaterialOfUid);
-  kvl::Write(visitor, NotesField, m_Notes, m_NotesUid);
-  kvl::Write(visitor, SolutionField, m_Solution);
-  WriteParts(visitor, MaterialsField, m_Materials, m_MaterialsUid);
-  WriteParts(visitor, ConditionsField, m_Conditions, m_ConditionsUid);
+  kvl::Write(visitor, Field::Mesh(), m_Mesh);
+  kvl::Write(visitor, Field::MaterialOf(), m_MaterialOf, m_MaterialOfUid);
+  kvl::Write(visitor, Field::Notes(), m_Notes, m_NotesUid);
+  kvl::Write(visitor, Field::Solution(), m_Solution);
+  WriteParts(visitor, Field::Materials(), m_Materials, m_MaterialsUid);
+  WriteParts(visitor, Field::Conditions(), m_Conditions, m_ConditionsUid);
 }
 
 heat_Problem heat_AnalysisModel::ToProblem() const {

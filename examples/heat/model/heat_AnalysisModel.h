@@ -37,9 +37,9 @@ class heat_SolutionModel : public heat_ModelPart {
 // A stored analysis, the root of the object graph: the mesh, which the conditions and the solution share, the
 // lists of materials and conditions, and the solution.
 //
-// Write a class by hand when it does what no line of Describe says. Here: a described class numbers its fields
-// in the order of its lines, but the fields 4 and 5 of version 1, which held the first parts of two chains, have
-// left a gap.
+// Write a class by hand when Describe cannot say what it stores. This one leaves out the numbers of two fields: 4
+// and 5 were those of version 1, which held the first parts of two chains. A described class numbers its fields in
+// the order of their lines. It also declares a list of objects as COLLECTION_OBJ, and stores have COLLECTION_LIST.
 class heat_AnalysisModel : public heat_ModelPart {
  public:
   static constexpr unsigned int TypeId() { return 0x640020; }
