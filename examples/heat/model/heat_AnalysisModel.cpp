@@ -1,128 +1,136 @@
 #include "examples/heat/model/heat_AnalysisModel.h"
 
-#include "examples/heat/model/heat_ModelError.h"
-#include "examples/heat/model/heat_OldChain.h"
+#include "describe/dsc_Functions.h"
 #include "persist/adapters/cls_TypeAdapter.h"
-#include "store/sto_Shared.h"
+
+#include <algorithm>
+#include <cstddef>
 
 namespace {
 
-cls_FieldHandle MeshField() {
-  return {0, "m_Mesh"_cow};
-}
-cls_FieldHandle MaterialOfField() {
-  return {1, "m_MaterialOf"_cow};
-}
-cls_FieldHandle NotesField() {
-  return {2, "m_Notes"_cow};
-}
-cls_FieldHandle SolutionField() {
-  return {3, "m_Solution"_cow};
-}
-cls_FieldHandle MaterialsField() {
-  return {6, "m_MaterialList"_cow};
-}
-cls_FieldHandle ConditionsField() {
-  return {7, "m_ConditionList"_cow};
-}
+struct Field {
+  static cls_FieldHandle Mesh() { return {0, "m_Mesh"_cow}; }
+  static cls_FieldHandle MaterialOf() { return {1, "m_MaterialOf"_cow}; }
+  static cls_FieldHandle Notes() { return {2, "m_Notes"_cow}; }
+  static cls_FieldHandle Solution() { return {3, "m_Solution"_cow}; }
+  static cls_FieldHandle FirstMaterial() { return {4, "m_Materials"_cow}; } // of version 1, as the next
+  static cls_FieldHandle FirstCondition() { return {5, "m_Conditions"_cow}; }
+  static cls_FieldHandle Materials() { return {6, "m_MaterialList"_cow}; }
+  static cls_FieldHandle Conditions() { return {7, "m_ConditionList"_cow}; }
+};
 
-// The field handles of version 1, which held the first part of each chain.
-cls_FieldHandle FirstMaterialField() {
-  return {4, "m_Materials"_cow};
-}
-cls_FieldHandle FirstConditionField() {
-  return {5, "m_Conditions"_cow};
-}
+template <class Part> using Parts = std::vector<std::shared_ptr<Part>>;
 
-// The parts of an analysis of any version. A separate constructor function could not build an analysis from
-// an old record, because an analysis is part of a cycle and can also be the base-class part of another one.
 template <class Part>
-heat_PartList<Part> ReadParts(cls_ReadVisitor const& visitor, cls_FieldHandle const& list,
-                              cls_FieldHandle const& firstOfChain) {
-  if (visitor.FieldIsPresent(list) != 0) return {visitor, list};
-  return heat_PartList<Part>(heat_OldChain::Read<Part>(visitor, firstOfChain));
+void WriteParts(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, Parts<Part> const& parts,
+                cls_OwnUid const& uid) {
+  cls_Received<cls_WriteListObj> const list(visitor.MakeFieldWriteListObj(field, uid));
+  for (auto const& part : parts) static_cast<void>(cls_AppendLater(*list, nullptr, part));
 }
 
-cow_List<cow_String> NotesOn(heat_MeshData const& mesh) {
-  cow_List<cow_String> notes;
-  notes.Append("Temperatures in degrees Celsius, everything else in SI units."_cow);
-  notes.Append(cow_String("Mesh of " + std::to_string(mesh.nodes.size()) + " nodes and " +
-                          std::to_string(mesh.triangles.size()) + " linear triangles."));
-  return notes;
+// Version 1 held the first part only, in another field; see FollowChain.
+template <class Part>
+void ReadParts(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, cls_FieldHandle const& first,
+               Parts<Part>& parts, cls_OwnUid& uid) {
+  if (visitor.FieldIsPresent(field) == 0) {
+    std::shared_ptr<Part> part;
+    kvl::Read(visitor, first, part);
+    if (part != nullptr) parts.push_back(part);
+    return;
+  }
+  cls_ReadVisitor const stored(visitor, field);
+  uid = stored.GetUid();
+  cls_Received<cls_ReadListObj> const list(stored.Memento()->MakeReadListObj());
+  for (int i = 0; list->More() != 0; ++i) {
+    parts.push_back(cls_ConstructShared<Part>(cls_ReadVisitor(list->Next())));
+    if (parts.back() == nullptr)
+      throw heat_ModelError("element " + std::to_string(i) + " of " + std::string(field.Name().View()) +
+                            " is missing");
+  }
+}
+
+// Appends the parts of an old chain, each of which has the next one.
+template <class Part> void FollowChain(Parts<Part>& parts, std::string const& field) {
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    auto const next = parts[i]->OldNext();
+    if (next == nullptr) continue;
+    if (std::find(parts.begin(), parts.end(), next) != parts.end())
+      throw heat_ModelError("the chain of " + field + " leads back into itself");
+    parts.push_back(std::dynamic_pointer_cast<Part>(next));
+    if (parts.back() == nullptr)
+      throw heat_ModelError("the chain of " + field + " leads to another kind of part");
+  }
+}
+
+template <class Model, class Part, class Data>
+void AddModels(Parts<Part>& parts, std::vector<Data> const& data, auto const&... mesh) {
+  for (Data const& each : data) parts.push_back(std::make_shared<Model>(each, mesh...));
 }
 
 } // namespace
 
-void heat_AnalysisModel::DeclareClasses(cls_ClassRegistrar& registrar) {
+void heat_AnalysisModel::Declare(cls_ClassRegistrar& registrar) {
+  if (registrar.ClassVersionIsPresent(TypeId(), 2)) return;
   heat_ModelPart::Declare(registrar);
-  heat_MeshModel::Declare(registrar);
-  heat_MaterialModel::Declare(registrar);
-  heat_SolutionModel::Declare(registrar);
-  heat_ConditionModel::Declare(registrar);
   registrar
       .AddClassMD(
           new cls_TypeAdapter<heat_AnalysisModel>("heat_AnalysisModel"_cow, 2, heat_ModelPart::TypeId()))
-      .AddAttribute(MeshField(), ATTR_OBJECT, 1, COLLECTION_NONE)
-      .AddAttribute(MaterialOfField(), ATTR_INT, 1, COLLECTION_LIST_INT)
-      .AddAttribute(NotesField(), ATTR_STRING, 1, COLLECTION_LIST_STRING)
-      .AddAttribute(SolutionField(), ATTR_OBJECT, 1, COLLECTION_NONE)
-      .AddAttribute(MaterialsField(), ATTR_OBJECT, 1, COLLECTION_LIST)
-      .AddAttribute(ConditionsField(), ATTR_OBJECT, 1, COLLECTION_LIST);
+      .AddAttribute(Field::Mesh(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(Field::MaterialOf(), ATTR_INT, 1, COLLECTION_LIST_INT)
+      .AddAttribute(Field::Notes(), ATTR_STRING, 1, COLLECTION_LIST_STRING)
+      .AddAttribute(Field::Solution(), ATTR_OBJECT, 1, COLLECTION_NONE)
+      .AddAttribute(Field::Materials(), ATTR_OBJECT, 1, COLLECTION_LIST)
+      .AddAttribute(Field::Conditions(), ATTR_OBJECT, 1, COLLECTION_LIST);
+  heat_MaterialModel::Declare(registrar);
+  heat_SolutionModel::Declare(registrar);
+  heat_FixedTemperatureModel::Declare(registrar);
+  heat_EdgeConvectionModel::Declare(registrar);
+  heat_FaceConvectionModel::Declare(registrar);
+  heat_EdgeFluxModel::Declare(registrar);
 }
 
-heat_AnalysisModel::heat_AnalysisModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,
+heat_AnalysisModel::heat_AnalysisModel(std::string name, std::shared_ptr<heat_MeshModel> mesh,
                                        heat_Problem const& problem)
-    : heat_ModelPart(cow_String(name)), m_Mesh(std::move(mesh)),
-      m_Notes(cls_xpListStringFromCow(NotesOn(m_Mesh->ToData()))) {
-  for (heat_Material const& material : problem.materials)
-    m_Materials.Append(std::make_shared<heat_MaterialModel>(material));
-  for (int const index : problem.materialOf) m_MaterialOf.Append(index);
-  AddConditions<heat_FixedTemperatureModel>(problem.fixedTemperatures);
-  AddConditions<heat_EdgeConvectionModel>(problem.edgeConvections);
-  AddConditions<heat_FaceConvectionModel>(problem.faceConvections);
-  AddConditions<heat_EdgeFluxModel>(problem.edgeFluxes);
-}
-
-template <class Model, class Conditions>
-void heat_AnalysisModel::AddConditions(std::vector<Conditions> const& conditions) {
-  for (Conditions const& condition : conditions)
-    m_Conditions.Append(std::make_shared<Model>(condition, m_Mesh));
+    : heat_ModelPart(std::move(name)), m_Mesh(std::move(mesh)), m_MaterialOf(problem.materialOf) {
+  m_Notes = {"Temperatures in degrees Celsius, everything else in SI units.",
+             "Mesh of " + std::to_string(m_Mesh->NodeCount()) + " nodes and " +
+                 std::to_string(m_Mesh->TriangleCount()) + " linear triangles."};
+  AddModels<heat_MaterialModel>(m_Materials, problem.materials);
+  AddModels<heat_FixedTemperatureModel>(m_Conditions, problem.fixedTemperatures, m_Mesh);
+  AddModels<heat_EdgeConvectionModel>(m_Conditions, problem.edgeConvections, m_Mesh);
+  AddModels<heat_FaceConvectionModel>(m_Conditions, problem.faceConvections, m_Mesh);
+  AddModels<heat_EdgeFluxModel>(m_Conditions, problem.edgeFluxes, m_Mesh);
 }
 
 heat_AnalysisModel::heat_AnalysisModel(cls_ReadVisitor const& visitor)
-    : heat_ModelPart(cls_ReadVisitor(visitor)), m_Mesh(sto_ReadShared<heat_MeshModel>(visitor, MeshField())),
-      m_MaterialOf(cls_ReadVisitor(visitor, MaterialOfField()), nullptr),
-      m_Notes(cls_ReadVisitor(visitor, NotesField())),
-      m_Solution(sto_ReadShared<heat_SolutionModel>(visitor, SolutionField())), m_Uid(visitor.GetUid()) {
-  m_Materials = ReadParts<heat_MaterialModel>(visitor, MaterialsField(), FirstMaterialField());
-  m_Conditions = ReadParts<heat_ConditionModel>(visitor, ConditionsField(), FirstConditionField());
+    : heat_ModelPart(cls_ReadVisitor(visitor)), m_Uid(visitor.GetUid()) {
+  kvl::Read(visitor, Field::Mesh(), m_Mesh);
+  kvl::Read(visitor, Field::MaterialOf(), m_MaterialOf, m_MaterialOfUid);
+  kvl::Read(visitor, Field::Notes(), m_Notes, m_NotesUid);
+  kvl::Read(visitor, Field::Solution(), m_Solution);
+  ReadParts(visitor, Field::Materials(), Field::FirstMaterial(), m_Materials, m_MaterialsUid);
+  ReadParts(visitor, Field::Conditions(), Field::FirstCondition(), m_Conditions, m_ConditionsUid);
+  cls_AfterLoad(visitor, *this, 0, [](void* analysis, int) {
+    FollowChain(static_cast<heat_AnalysisModel*>(analysis)->m_Materials, "m_Materials");
+    FollowChain(static_cast<heat_AnalysisModel*>(analysis)->m_Conditions, "m_Conditions");
+  });
 }
 
 void heat_AnalysisModel::DBWrite(cls_WriteVisitor const& visitor) const {
   if (!visitor.StartWrite(TypeId(), m_Uid)) return;
   heat_ModelPart::DBWrite(cls_WriteVisitor(visitor, heat_ModelPart::TypeId()));
-  heat_WriteField(visitor, MeshField(), m_Mesh.get());
-  heat_WriteField(visitor, MaterialOfField(), &m_MaterialOf);
-  heat_WriteField(visitor, NotesField(), &m_Notes);
-  heat_WriteField(visitor, SolutionField(), m_Solution.get());
-  m_Materials.Write(visitor, MaterialsField());
-  m_Conditions.Write(visitor, ConditionsField());
-}
-
-heat_MeshModel const& heat_AnalysisModel::Mesh() const {
-  if (m_Mesh == nullptr) throw heat_ModelError("the analysis has no mesh");
-  return *m_Mesh;
-}
-
-heat_SolutionModel const& heat_AnalysisModel::Solution() const {
-  if (m_Solution == nullptr) throw heat_ModelError("the analysis has no solution");
-  return *m_Solution;
+  kvl::Write(visitor, Field::Mesh(), m_Mesh);
+  kvl::Write(visitor, Field::MaterialOf(), m_MaterialOf, m_MaterialOfUid);
+  kvl::Write(visitor, Field::Notes(), m_Notes, m_NotesUid);
+  kvl::Write(visitor, Field::Solution(), m_Solution);
+  WriteParts(visitor, Field::Materials(), m_Materials, m_MaterialsUid);
+  WriteParts(visitor, Field::Conditions(), m_Conditions, m_ConditionsUid);
 }
 
 heat_Problem heat_AnalysisModel::ToProblem() const {
   heat_Problem problem;
-  for (auto const& material : m_Materials.All()) problem.materials.push_back(material->ToData());
-  for (int i = 0; i < m_MaterialOf.Count(); ++i) problem.materialOf.push_back(m_MaterialOf.ConstGet(i));
-  for (auto const& condition : m_Conditions.All()) condition->AddTo(problem);
+  problem.materialOf = m_MaterialOf;
+  for (auto const& material : m_Materials) problem.materials.push_back(material->ToData());
+  for (auto const& condition : m_Conditions) condition->AddTo(problem);
   return problem;
 }

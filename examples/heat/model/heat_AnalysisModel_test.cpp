@@ -7,12 +7,28 @@
 #include <string>
 #include <vector>
 
-#include "examples/heat/model/heat_ModelError.h"
 #include "store/sto_Store.h"
 #include "tests/support/InitialisedModule.h"
 #include "tests/support/store/StoreFile.h"
 
 namespace {
+
+// Writes the object that a field holds; writes nothing for a null pointer.
+template <class T>
+void WriteField(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const* object) {
+  if (object != nullptr) object->DBWrite(cls_WriteVisitor(visitor, field, nullptr, object));
+}
+
+// A part of an analysis, and nothing else.
+struct ChainedPart {
+  static constexpr unsigned int TypeId() { return heat_ModelPart::TypeId(); }
+
+  void DBWrite(cls_WriteVisitor const& visitor) const {
+    if (visitor.StartWrite(TypeId(), m_Uid)) visitor.Write({0, "m_Name"_cow}, "part"_cow);
+  }
+
+  cls_Uid m_Uid;
+};
 
 // A material as version 1 wrote it, when each part held the next one.
 struct ChainedMaterial {
@@ -25,11 +41,13 @@ struct ChainedMaterial {
     cls_WriteVisitor const part(visitor, heat_ModelPart::TypeId());
     if (!part.StartWrite(heat_ModelPart::TypeId(), m_PartUid)) return;
     part.Write({0, "m_Name"_cow}, m_Name);
-    heat_WriteField(part, {1, "m_Next"_cow}, m_Next);
+    WriteField(part, {1, "m_Next"_cow}, m_Next);
+    WriteField(part, {1, "m_Next"_cow}, m_Other);
   }
 
   cow_String m_Name;
   ChainedMaterial const* m_Next = nullptr;
+  ChainedPart const* m_Other = nullptr; // if the next part is no material
   cls_Uid m_Uid;
   cls_Uid m_PartUid;
 };
@@ -45,7 +63,7 @@ struct ChainedAnalysis {
       if (!part.StartWrite(heat_ModelPart::TypeId(), m_PartUid)) return;
       part.Write({0, "m_Name"_cow}, "plate"_cow);
     }
-    heat_WriteField(visitor, {4, "m_Materials"_cow}, m_First);
+    WriteField(visitor, {4, "m_Materials"_cow}, m_First);
   }
 
   ChainedMaterial const* m_First = nullptr;
@@ -57,7 +75,12 @@ void DeclareChains(cls_ClassRegistrar& registrar) {
   registrar.CreateClassMD("heat_ModelPart"_cow, heat_ModelPart::TypeId(), 1, nullptr, 1)
       .AddAttribute({0, "m_Name"_cow}, ATTR_STRING, 1, COLLECTION_NONE)
       .AddAttribute({1, "m_Next"_cow}, ATTR_OBJECT, 1, COLLECTION_NONE);
-  heat_MaterialModel::Declare(registrar);
+  registrar
+      .CreateClassMD("heat_MaterialModel"_cow, heat_MaterialModel::TypeId(), 1, nullptr,
+                     heat_ModelPart::TypeId())
+      .AddAttribute({0, "m_Conductivity"_cow}, ATTR_DOUBLE, 1, COLLECTION_NONE)
+      .AddAttribute({1, "m_Thickness"_cow}, ATTR_DOUBLE, 1, COLLECTION_NONE)
+      .AddAttribute({2, "m_HeatSource"_cow}, ATTR_DOUBLE, 1, COLLECTION_NONE);
   registrar
       .CreateClassMD("heat_AnalysisModel"_cow, heat_AnalysisModel::TypeId(), 1, nullptr,
                      heat_ModelPart::TypeId())
@@ -67,7 +90,7 @@ void DeclareChains(cls_ClassRegistrar& registrar) {
 class HeatAnalysisModel : public StoreFileTest {
  protected:
   HeatAnalysisModel() {
-    heat_AnalysisModel::DeclareClasses(m_Classes);
+    heat_AnalysisModel::Declare(m_Classes);
     DeclareChains(m_OldClasses);
   }
 
@@ -126,7 +149,7 @@ std::shared_ptr<heat_MeshModel> Mesh() {
   mesh.nodeTags = {1, 2, 3};
   mesh.triangles = {{0, 1, 2}};
   mesh.regions = {1};
-  return std::make_shared<heat_MeshModel>("triangle"_cow, mesh);
+  return std::make_shared<heat_MeshModel>("triangle", mesh);
 }
 
 } // namespace
@@ -184,6 +207,20 @@ TEST_F(HeatAnalysisModel, ChainThatLeadsBackIntoItselfIsRefused) {
     ADD_FAILURE();
   } catch (heat_ModelError const& error) {
     EXPECT_STREQ(error.what(), "the chain of m_Materials leads back into itself");
+  }
+}
+
+TEST_F(HeatAnalysisModel, ChainThatLeadsToAnotherKindOfPartIsRefused) {
+  ChainedMaterial steel("steel"_cow);
+  ChainedPart const other;
+  steel.m_Other = &other;
+  SaveChain(&steel);
+  sto_Store store = Open(sto_Mode::ReadOnly);
+  try {
+    static_cast<void>(Load(store));
+    ADD_FAILURE();
+  } catch (heat_ModelError const& error) {
+    EXPECT_STREQ(error.what(), "the chain of m_Materials leads to another kind of part");
   }
 }
 

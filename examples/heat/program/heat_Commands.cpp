@@ -2,7 +2,6 @@
 
 #include "examples/heat/mesh/heat_MshReader.h"
 #include "examples/heat/model/heat_AnalysisModel.h"
-#include "examples/heat/model/heat_ModelError.h"
 #include "examples/heat/model/heat_TransientModel.h"
 #include "examples/heat/physics/heat_BuildCase.h"
 #include "examples/heat/plot/heat_SvgPlot.h"
@@ -36,7 +35,7 @@ std::shared_ptr<heat_AnalysisModel> Solve(std::string const& meshPath, heat_Left
     return heat_Solver(mesh, problem).Solve(progress);
   });
   double const seconds = watch.Seconds();
-  auto const meshModel = std::make_shared<heat_MeshModel>(cow_String(name), mesh);
+  auto const meshModel = std::make_shared<heat_MeshModel>(name, mesh);
   auto analysis = std::make_shared<heat_AnalysisModel>("steady heat conduction", meshModel, problem);
   analysis->SetSolution(std::make_shared<heat_SolutionModel>(analysis, meshModel, solution, seconds));
   return analysis;
@@ -94,7 +93,7 @@ void heat_Commands::Report(std::string const& storePath, std::string const& plot
       store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root);
   heat_MeshData const mesh = analysis->Mesh().ToData();
   heat_Problem const problem = analysis->ToProblem();
-  std::vector<double> const temperature = analysis->Solution().Temperature();
+  std::vector<double> const& temperature = analysis->Solution().Temperature();
   double const loadSeconds = loading.Seconds();
 
   heat_Stopwatch const verifying;
@@ -103,7 +102,7 @@ void heat_Commands::Report(std::string const& storePath, std::string const& plot
 
   auto const [lowest, highest] = std::minmax_element(temperature.begin(), temperature.end());
   std::printf("%s\n", storePath.c_str());
-  heat_PrintRow("mesh", std::string(analysis->Mesh().Name().View()));
+  heat_PrintRow("mesh", analysis->Mesh().Name());
   heat_PrintRow("nodes", std::to_string(mesh.nodes.size()));
   heat_PrintRow("elements", std::to_string(mesh.triangles.size()));
   heat_PrintRow("objects in the store", std::to_string(store.ObjectCount()));
@@ -117,7 +116,7 @@ void heat_Commands::Report(std::string const& storePath, std::string const& plot
   heat_PrintRow("residual", heat_Text("%.1e", verification.residual));
   if (plotPath.empty()) return;
   heat_PlotOptions options;
-  options.meshName = std::string(analysis->Mesh().Name().View());
+  options.meshName = analysis->Mesh().Name();
   heat_SvgPlot::WriteFile(plotPath, mesh, temperature, options);
   heat_PrintRow("plot", plotPath);
 }

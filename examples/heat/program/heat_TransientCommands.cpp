@@ -134,9 +134,8 @@ void Plot(std::string const& path, heat_TransientModel const& run, heat_MeshData
   std::vector<double> seconds;
   for (int const step : steps) seconds.push_back(step * run.TimeStep());
   heat_HistoryOptions options;
-  options.subtitle = std::string(run.Mesh().Name().View()) + " \u00B7 " + std::to_string(run.NodeCount()) +
-                     " nodes \u00B7 " + std::to_string(run.Step()) + " steps of " +
-                     heat_Text("%g s", run.TimeStep());
+  options.subtitle = run.Mesh().Name() + " \u00B7 " + std::to_string(run.NodeCount()) + " nodes \u00B7 " +
+                     std::to_string(run.Step()) + " steps of " + heat_Text("%g s", run.TimeStep());
   heat_WritePlot(path, heat_DrawHistory(seconds, CurvesOf(run, mesh, nodes, steps), options));
 }
 
@@ -167,7 +166,7 @@ void heat_Commands::Transient(std::string const& meshPath, std::string const& st
   heat_Problem const problem = heat_BuildCase(mesh, options);
   heat_TransientSolver const solver(mesh, problem, plan.timeStep);
   auto const run = [&] {
-    auto const meshModel = std::make_shared<heat_MeshModel>(cow_String(heat_FileName(meshPath)), mesh);
+    auto const meshModel = std::make_shared<heat_MeshModel>(heat_FileName(meshPath), mesh);
     return std::make_shared<heat_TransientModel>("transient heat conduction", meshModel, problem, plan,
                                                  solver.StartField(options.airTemperature));
   }();
@@ -237,7 +236,7 @@ void heat_Commands::History(std::string const& storePath, std::vector<int> const
   std::vector<int> const nodes =
       nodeTags.empty() ? TellingNodes(run->Field(run->Step())) : NodesWithTags(mesh, nodeTags);
   std::printf("%s\n", storePath.c_str());
-  heat_PrintRow("mesh", std::string(run->Mesh().Name().View()));
+  heat_PrintRow("mesh", run->Mesh().Name());
   heat_PrintRow("nodes", std::to_string(run->NodeCount()));
   heat_PrintRow("time step", heat_Text("%g s", run->TimeStep()));
   heat_PrintRow("steps", std::to_string(run->Step()) + " of " + std::to_string(run->StepCount()));
