@@ -79,6 +79,7 @@ template <class T> struct dsc_CheckedClass {
 /// What a described class does, for the members that the macro makes.
 template <class T, class Base> struct dsc_Class {
   static void Write(T const& object, cls_WriteVisitor const& visitor) {
+    if (visitor.BeginsObject()) CheckIsWhole(object);
     dsc_Identity const& identity = dsc_Access::Identity(object);
     if (visitor.StartWrite(T::TypeId(), identity.Own(dsc_CheckedClass<T>::Collections)) == 0) return;
     if constexpr (dsc_IsStoredBase<Base>) object.Base::DBWrite(cls_WriteVisitor(visitor, Base::TypeId()));
@@ -133,6 +134,12 @@ template <class T, class Base> struct dsc_Class {
   }
 
  private:
+  /// An object of a derived class whose DBWrite is this one would lose what the derived class adds.
+  static void CheckIsWhole(T const& object) {
+    if constexpr (std::is_polymorphic_v<T> && !std::is_final_v<T>)
+      if (typeid(object) != typeid(T)) dsc_RaiseDerived(dsc_Access::Info<T>().m_Name);
+  }
+
   /// The bytes of the base class, or of the level between that and the class, of the virtual table and of the
   /// identity.
   static void AddOwnBytes(dsc_Coverage& coverage) {

@@ -12,3 +12,8 @@ void dsc_Raise(char const* className, std::string_view field, std::string_view p
 void dsc_RaiseValue(char const* className, std::string_view field, long long value) {
   dsc_Raise(className, field, "the stored value " + std::to_string(value) + " is none that it may have.");
 }
+
+void dsc_RaiseDerived(char const* className) {
+  dsc_Raise(className, {},
+            "an object of a class derived from it is saved, which has no KVL_PERSISTED of its own.");
+}

@@ -124,3 +124,6 @@ template <int CollectionCount> struct dsc_OneField {
 
 /// The same for a stored value that the member cannot have.
 [[noreturn]] KVL_EXPORT void dsc_RaiseValue(char const* className, std::string_view field, long long value);
+
+/// The same for an object whose class derives from the described class that writes it, and is not described itself.
+[[noreturn]] KVL_EXPORT void dsc_RaiseDerived(char const* className);
