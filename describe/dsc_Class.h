@@ -51,13 +51,15 @@ template <class T> [[nodiscard]] constexpr dsc_Summary dsc_Summarise() {
   dsc_Summary summary;
   dsc_FieldCheck<T> field(summary);
   dsc_Access::Describe<T>(field);
+  dsc_EarlierNames names(summary);
+  dsc_Access::Describe<T>(names);
   return summary;
 }
 
 /// A name as a template argument, so that the compiler prints it.
-template <class T> [[nodiscard]] consteval auto dsc_TwiceName() {
+template <class T, std::string_view dsc_Summary::*Member> [[nodiscard]] consteval auto dsc_NameIn() {
   char chars[48] = {};
-  std::string_view const name = dsc_Summarise<T>().m_Twice;
+  std::string_view const name = dsc_Summarise<T>().*Member;
   for (std::size_t i = 0; i < name.size() && i < sizeof(chars) - 1; ++i) chars[i] = name[i];
   return cow_LiteralChars(chars);
 }
@@ -65,11 +67,18 @@ template <cow_LiteralChars Field> struct dsc_DescribedOnce {
   static constexpr bool IsIt = Field.m_Chars[0] == 0;
   static_assert(IsIt, "a field is described twice");
 };
+template <cow_LiteralChars Field> struct dsc_EarlierNameIsFree {
+  static constexpr bool IsIt = Field.m_Chars[0] == 0;
+  static_assert(
+      IsIt, "a name in kvl::Was is that of a field of the class today, so that nobody knows which of the two "
+            "is stored under it: choose another name for that field");
+};
 
 /// A class whose Describe the compiler has checked.
 template <class T> struct dsc_CheckedClass {
   static constexpr dsc_Summary Summary = dsc_Summarise<T>();
-  static_assert(dsc_DescribedOnce<dsc_TwiceName<T>()>::IsIt);
+  static_assert(dsc_DescribedOnce<dsc_NameIn<T, &dsc_Summary::m_Twice>()>::IsIt);
+  static_assert(dsc_EarlierNameIsFree<dsc_NameIn<T, &dsc_Summary::m_Taken>()>::IsIt);
   static_assert(Summary.m_Newest <= dsc_Access::Info<T>().m_Version,
                 "kvl::Since names a version above that of the class: raise the version in KVL_PERSISTED");
   static_assert(Summary.m_Fields <= dsc_Summary::MaxFields, "a class has at most 512 described fields");

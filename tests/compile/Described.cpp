@@ -60,6 +60,8 @@ class Bar : public Element {
     field(KVL_F(m_Late), kvl::Unit("mm"), kvl::Unit("cm"));
 #elif SLIP == 11 // an option of a member that is not stored
     field(KVL_F(m_Late), kvl::Transient(), kvl::Unit("cm"));
+#elif SLIP == 14 // an earlier name that another field has
+    field(KVL_F(m_Late), kvl::Was<"m_Area">());
 #elif SLIP == 12 // a pointer to something that is no persisted class
     field(KVL_F(m_Text));
 #endif
