@@ -17,6 +17,17 @@ struct dsc_ClassInfo {
   int m_Line;
 };
 
+/// A class that derives from T has one more AfterRead, so that a class with any is noticed: the name is ambiguous.
+struct dsc_OtherAfterRead {
+  int AfterRead;
+};
+template <class T> struct dsc_TwiceAfterRead : T, dsc_OtherAfterRead {};
+
+/// Whether a pointer to a member is one to a member of another class than T.
+template <class Pointer, class T> inline constexpr bool dsc_IsOfOther = false;
+template <class Member, class Owner, class T>
+inline constexpr bool dsc_IsOfOther<Member Owner::*, T> = !std::is_same_v<Owner, T>;
+
 /// Reaches what a described class keeps to itself.
 struct dsc_Access {
   template <class T> [[nodiscard]] static dsc_Identity& Identity(T& object) noexcept {
@@ -32,11 +43,19 @@ struct dsc_Access {
     return dsc_OffsetIn<T>([](T const& object) { return &object.kvl_Identity; });
   }
 
+  /// Whether the class itself has the hook, and not from a base class. Refuses to compile what is none.
+  template <class T> [[nodiscard]] static consteval bool HasAfterRead() {
+    if constexpr (requires { &T::AfterRead; })
+      return IsHook<T, decltype(&T::AfterRead)>();
+    else
+      static_assert(!NamesAfterRead<T>(),
+                    "AfterRead of a described class is void AfterRead(int), and only that");
+    return false;
+  }
+
   /// Calls the hook of the class itself, not one that it has from a base class: that was called already.
   template <class T> static void AfterRead(T& object, cls_ReadVisitor const& visitor) {
-    if constexpr (requires {
-                    { &T::AfterRead } -> std::same_as<void (T::*)(int)>;
-                  })
+    if constexpr (HasAfterRead<T>())
       if (cls_MementoRead* const memento = visitor.Memento();
           memento != nullptr && memento->ClassVersion() >= 0) {
         cls_LaterReads::Call const call{
@@ -44,6 +63,26 @@ struct dsc_Access {
             [](void* later, int version) { static_cast<T*>(later)->AfterRead(version); }, &Identity(object)};
         if (!cls_LaterPlace(visitor).Leave(call)) object.AfterRead(memento->ClassVersion());
       }
+  }
+
+ private:
+  template <class T, class Hook> [[nodiscard]] static consteval bool IsHook() {
+    constexpr bool IsIt =
+        std::is_same_v<Hook, void (T::*)(int)> || std::is_same_v<Hook, void (T::*)(int) noexcept>;
+    static_assert(IsIt || dsc_IsOfOther<Hook, T>,
+                  "AfterRead of a described class is void AfterRead(int), and only that");
+    return IsIt;
+  }
+
+  /// Whether the class or a base class has anything that is called AfterRead, although it has no one address.
+  template <class T> [[nodiscard]] static consteval bool NamesAfterRead() {
+    if constexpr (std::is_final_v<T>) return requires(T & object) {
+        object.AfterRead(0);
+      };
+    else
+      return !requires {
+        &dsc_TwiceAfterRead<T>::AfterRead;
+      };
   }
 };
 
@@ -88,6 +127,7 @@ template <class T> struct dsc_CheckedClass {
 /// What a described class does, for the members that the macro makes.
 template <class T, class Base> struct dsc_Class {
   static void Write(T const& object, cls_WriteVisitor const& visitor) {
+    CheckBase();
     if (visitor.BeginsObject()) CheckIsWhole(object);
     dsc_Identity const& identity = dsc_Access::Identity(object);
     if (visitor.StartWrite(T::TypeId(), identity.Own(dsc_CheckedClass<T>::Collections)) == 0) return;
@@ -123,6 +163,8 @@ template <class T, class Base> struct dsc_Class {
     if (dsc_IsDeclared(registrar, declared)) return;
     if constexpr (dsc_IsStoredBase<Base>) dsc_DeclareIfItCan<Base>(registrar);
     dsc_BeginDeclaring(registrar, declared);
+    CheckBase();
+    if constexpr (dsc_IsStoredBase<Base>) dsc_CheckBaseOffset(registrar, declared, dsc_BaseOffset<T, Base>());
     cls_ClassMetadata& metadata = registrar.AddClassMD(
         new Adapter(cow_String(std::string_view(Info.m_Name)), Info.m_Version, dsc_BaseClassId<Base>()));
     dsc_Coverage coverage;
@@ -143,6 +185,13 @@ template <class T, class Base> struct dsc_Class {
   }
 
  private:
+  static constexpr void CheckBase() {
+    if constexpr (std::is_base_of_v<Base, T> && !std::is_same_v<Base, kvl::NoBase>)
+      static_assert(
+          requires(Base * base) { static_cast<T*>(base); },
+          "a virtual base class cannot be stored: derive from it without virtual");
+  }
+
   /// An object of a derived class whose DBWrite is this one would lose what the derived class adds.
   static void CheckIsWhole(T const& object) {
     if constexpr (std::is_polymorphic_v<T> && !std::is_final_v<T>)

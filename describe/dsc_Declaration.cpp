@@ -79,3 +79,12 @@ void dsc_BeginDeclaring(cls_ClassRegistrar& registrar, dsc_DeclaredClass const& 
       registrar.ChangesOf(declared.m_ClassId); // also if nothing is said: stores check it
   if (std::string const place = PlaceOf(declared); !place.empty()) changes.DeclaredAt(place);
 }
+
+void dsc_CheckBaseOffset(cls_ClassRegistrar const& registrar, dsc_DeclaredClass const& declared,
+                         std::size_t offset) {
+  if (offset == 0) return;
+  std::string const base(registrar.ConstGet(declared.m_BaseClassId).Name().View());
+  dsc_Raise(declared.m_Name, {},
+            "its base class " + base +
+                " must be the first of its base classes, and does not lie first in it.");
+}

@@ -13,6 +13,17 @@ void dsc_RaiseValue(char const* className, std::string_view field, long long val
   dsc_Raise(className, field, "the stored value " + std::to_string(value) + " is none that it may have.");
 }
 
+void dsc_RaiseRows(char const* className, std::string_view field, int stored, int asked) {
+  dsc_Raise(className, field,
+            "the stored list has " + std::to_string(stored) + " numbers or texts for each element, and not " +
+                std::to_string(asked) + ".");
+}
+
+void dsc_RaiseUnsaved(char const* className, std::string_view field, std::string_view value) {
+  dsc_Raise(className, field,
+            "the value " + std::string(value) + " is none that it may have. It is not saved.");
+}
+
 void dsc_RaiseDerived(char const* className) {
   dsc_Raise(className, {},
             "an object of a class derived from it is saved, which has no KVL_PERSISTED of its own.");

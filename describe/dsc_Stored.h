@@ -125,5 +125,13 @@ template <int CollectionCount> struct dsc_OneField {
 /// The same for a stored value that the member cannot have.
 [[noreturn]] KVL_EXPORT void dsc_RaiseValue(char const* className, std::string_view field, long long value);
 
+/// The same for a stored list with rows of another width than those that are read from it.
+[[noreturn]] KVL_EXPORT void dsc_RaiseRows(char const* className, std::string_view field, int stored,
+                                           int asked);
+
+/// The same for a member's value that must not be saved.
+[[noreturn]] KVL_EXPORT void dsc_RaiseUnsaved(char const* className, std::string_view field,
+                                              std::string_view value);
+
 /// The same for an object whose class derives from the described class that writes it, and is not described itself.
 [[noreturn]] KVL_EXPORT void dsc_RaiseDerived(char const* className);

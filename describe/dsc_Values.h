@@ -23,7 +23,7 @@ concept dsc_IsPair = requires {
   typename T::second_type;
 };
 template <class T>
-concept dsc_IsTuple = !dsc_IsPair<T> && !dsc_IsArray<T> && requires {
+concept dsc_IsTuple = !dsc_IsPair<T> && !dsc_IsAnyArray<T> && requires {
   std::tuple_size<T>::value;
 };
 /// An entry of a map, as a value.
@@ -250,7 +250,7 @@ concept dsc_IsColumnElement = dsc_HasColumn<Element> && !dsc_IsElement<Element> 
 
 template <dsc_IsResizable T>
 requires dsc_IsColumnElement<typename T::value_type>
-struct dsc_Stored<T> {
+struct dsc_Stored<T> : dsc_CountedColumn<dsc_Column<typename T::value_type>> {
   using Column = dsc_Column<typename T::value_type>;
   static constexpr int Fields = Column::Fields;
   static constexpr int Collections = Column::Collections;
@@ -278,7 +278,7 @@ struct dsc_Stored<T> {
 template <dsc_IsArray T>
 requires dsc_HasColumn<typename T::value_type>
 struct dsc_Stored<T> {
-  using Column = dsc_Column<T>;
+  using Column = dsc_Column<typename T::value_type>;
   static constexpr int Fields = Column::Fields;
   static constexpr int Collections = Column::Collections;
 
@@ -286,13 +286,14 @@ struct dsc_Stored<T> {
     Column::template Declare<Name>(to, at);
   }
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& array) {
-    Column::template Write<Name>(out, at, [&array](auto act) { act(array); });
+    Column::template Write<Name>(out, at, [&array](auto act) { dsc_ForEachElement(array, act); });
   }
   template <class Name> static bool IsPresent(dsc_In const& in, dsc_Place at) {
     return Column::template Count<Name>(in, at) >= 0;
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& array) {
-    if (IsPresent<Name>(in, at)) Column::template Read<Name>(in, at, [&array](auto act) { act(array); });
+    if (IsPresent<Name>(in, at))
+      Column::template Read<Name>(in, at, [&array](auto act) { dsc_ForEachElement(array, act); });
   }
   template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Column>(each); }
 };

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <complex>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -93,6 +96,90 @@ TEST_F(DescribedRefusals, ClassByHandMayDeriveFromADescribedOne) {
   auto const& rod = dynamic_cast<Rod const&>(*loaded->m_Bars.at(0));
   EXPECT_EQ(rod.m_Area, 7);
   EXPECT_EQ(rod.m_Length, 3);
+}
+
+// --- Values that Among does not name.
+
+enum class Matter { Steel, Wood, Glass };
+template <class T, bool HasElse> class Chosen {
+ public:
+  KVL_PERSISTED(Chosen, 0x770004, "Chosen", 1)
+  static constexpr void Describe(auto& field) {
+    if constexpr (HasElse)
+      field(KVL_F(m_Kind), kvl::Among(T(0)).Else(T(1)));
+    else
+      field(KVL_F(m_Kind), kvl::Among(T(0), T(1)));
+  }
+  Chosen() = default;
+  explicit Chosen(T kind) : m_Kind(std::move(kind)) {}
+  T m_Kind{};
+};
+
+TEST_F(DescribedRefusals, WhatAmongRefusesIsNotSaved) {
+  auto const text = [](std::string const& value) {
+    return "Class Chosen, field m_Kind: the value " + value + " is none that it may have. It is not saved.";
+  };
+  EXPECT_EQ(Refusal([&] { SaveNew(Chosen<Matter, false>(Matter::Glass), "1.kvs"); }), text("2"));
+  EXPECT_EQ(Refusal([&] { SaveNew(Chosen<Matter, true>(Matter::Glass), "2.kvs"); }), text("2"));
+  EXPECT_EQ(Refusal([&] { SaveNew(Chosen<double, false>(0.5), "3.kvs"); }), text("0.500000"));
+}
+
+TEST_F(DescribedRefusals, WhatAmongNamesIsSaved) {
+  SaveNew(Chosen<Matter, false>(Matter::Wood), "1.kvs");
+  EXPECT_EQ((Load<Chosen<Matter, false>>("1.kvs")->m_Kind), Matter::Wood);
+  SaveNew(Chosen<Matter, true>(Matter::Wood), "2.kvs"); // what a load may make of another value
+  EXPECT_EQ((Load<Chosen<Matter, true>>("2.kvs")->m_Kind), Matter::Wood);
+}
+
+// --- Lists with rows of another width than the elements that are read.
+
+template <class T> class Listed {
+ public:
+  KVL_PERSISTED(Listed, 0x770005, "Listed", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Values)); }
+  Listed() = default;
+  explicit Listed(T values) : m_Values(std::move(values)) {}
+  T m_Values{};
+};
+
+class DescribedRows : public DescribedTest {
+ protected:
+  /// What loading says when a list that was saved as From is read as To.
+  template <class To, class From> [[nodiscard]] std::string Read(From from) {
+    std::string const name = std::to_string(m_Files++) + ".kvs";
+    SaveNew(Listed<From>(std::move(from)), name);
+    return Refusal([&] { static_cast<void>(Load<Listed<To>>(name)); });
+  }
+  [[nodiscard]] static std::string Text(int stored, int asked) {
+    return "Class Listed, field m_Values: the stored list has " + std::to_string(stored) +
+           " numbers or texts for each element, and not " + std::to_string(asked) + ".";
+  }
+
+ private:
+  int m_Files = 0;
+};
+
+TEST_F(DescribedRows, OfAnotherWidthAreRefused) {
+  using Wide = std::vector<std::uint64_t>;
+  using Numbers = std::vector<unsigned>;
+  EXPECT_EQ(Read<Numbers>(Wide{1, 2, 3}), Text(2, 1));
+  EXPECT_EQ(Read<Wide>(Numbers{1, 2, 3, 4}), Text(1, 2));
+  EXPECT_EQ(Read<std::vector<double>>(std::vector<std::complex<double>>{{1, 2}}), Text(2, 1));
+  using Three = std::vector<std::array<double, 3>>;
+  EXPECT_EQ((Read<std::vector<std::array<double, 2>>>(Three{{1, 2, 3}, {4, 5, 6}})), Text(3, 2));
+  EXPECT_EQ((Read<std::vector<double>>(Three{{1, 2, 3}})), Text(3, 1));
+  using Block = std::vector<std::array<std::array<double, 3>, 2>>;
+  EXPECT_EQ((Read<Three>(Block{{{{1, 2, 3}, {4, 5, 6}}}})), Text(6, 3));
+}
+
+TEST_F(DescribedRows, EmptyListsHaveNoRows) {
+  EXPECT_EQ(Read<std::vector<unsigned>>(std::vector<std::uint64_t>()), "done");
+}
+
+TEST_F(DescribedRows, ArrayAloneIsAListOfItsElements) {
+  EXPECT_EQ((Read<std::vector<double>>(std::array<double, 3>{1, 2, 3})), "done");
+  EXPECT_EQ((Read<std::array<double, 2>>(std::array<double, 3>{1, 2, 3})),
+            "Class Listed, field m_Values: the stored list has another length than the lists beside it.");
 }
 
 } // namespace
