@@ -149,7 +149,8 @@ template <class T, class Base> struct dsc_Class {
                     identity,
                     dsc_CheckedClass<T>::Collections,
                     dsc_Access::Info<T>().m_Name,
-                    {&object, sizeof(T)}};
+                    {&object, sizeof(T)},
+                    dsc_Access::Info<T>().m_Version};
     dsc_FieldReader<T> field(object, in);
     dsc_Access::Describe<T>(field);
     dsc_Access::AfterRead(object, visitor);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "describe/dsc_Class.h"
+#include "describe/dsc_Unread.h"
 
 // Described classes: a class says its fields once, in one line each, and is written, read and declared by that.
 //
@@ -139,6 +140,7 @@ class Described : public Base {
   static void Declare(cls_ClassRegistrar& registrar) { dsc_Class<Self, Base>::Declare(registrar); }
 
   void DBWrite(cls_WriteVisitor const& visitor) const { // overrides that of Base, if Base has one
+    dsc_Unread::Check(&kvl_Identity);
     dsc_Class<Self, Base>::Write(static_cast<Self const&>(*this), visitor);
   }
   [[nodiscard]] cls_Uid const& Uid() const { return kvl_Identity.Own(); }
@@ -146,17 +148,21 @@ class Described : public Base {
  protected:
   using Base::Base;
   Described() = default;
-  explicit Described(cls_ReadVisitor const& visitor) : Base(dsc_Class<Self, Base>::BaseVisitor(visitor)) {}
+  explicit Described(cls_ReadVisitor const& visitor) : Base(dsc_Class<Self, Base>::BaseVisitor(visitor)) {
+    dsc_Unread::Begin(visitor, &kvl_Identity, Name.m_Chars);
+  }
 
-  /// Reads the fields of `Self`; the last thing that its reading constructor does.
+  /// Reads the fields of `Self`; the last thing that its reading constructor does. If it does not, the load raises
+  /// nex_TextException when it ends.
   void ReadFields(cls_ReadVisitor const& visitor) {
+    dsc_Unread::End(&kvl_Identity);
     dsc_Class<Self, Base>::Read(static_cast<Self&>(*this), visitor);
   }
 
  private:
   friend struct ::dsc_Access;
   static constexpr dsc_ClassInfo kvl_Info() noexcept { return {Name.m_Chars, Version, "", 0}; }
-  dsc_Identity kvl_Identity;
+  dsc_UnreadIdentity kvl_Identity;
 };
 
 } // namespace kvl

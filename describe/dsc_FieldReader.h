@@ -2,6 +2,16 @@
 
 #include "describe/dsc_Base.h"
 #include "describe/dsc_Field.h"
+#include "describe/dsc_Unread.h"
+
+struct dsc_AnyHeld {
+  template <class T> void operator()() const noexcept {}
+};
+/// Whether there may be objects in what is stored so.
+template <class Stored>
+concept dsc_MayHold = requires(dsc_AnyHeld const& any) {
+  Stored::DeclareHeld(any);
+};
 
 /// The visitor of Describe that reads an object's fields. A field that is not stored under its name is looked for
 /// under its earlier ones; if it is not there either, an object that is older than the field gets the value that
@@ -76,6 +86,8 @@ template <class T> class dsc_FieldReader {
     } else {
       dsc_Stored<Member>::template Read<Name>(m_In, at, member);
     }
+    if constexpr (dsc_MayHold<dsc_Stored<dsc_FieldValue<Member, Options...>>>)
+      dsc_Unread::CheckCount(m_Unread);
     if constexpr (dsc_Has<dsc_OptionKind::Among, Options...>)
       Check<Name>(member, dsc_Get<dsc_OptionKind::Among>(options...));
   }
@@ -102,4 +114,5 @@ template <class T> class dsc_FieldReader {
   T& m_Object;
   dsc_In const& m_In;
   dsc_Place m_At;
+  int m_Unread = dsc_Unread::Count();
 };

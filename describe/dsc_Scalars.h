@@ -129,8 +129,22 @@ template <dsc_IsScalar T> struct dsc_Stored<T> : dsc_OneField<0> {
       if (text.HasText() || in.m_Visitor.FieldIsPresent(field) != 0) value.assign(text.View());
     } else if constexpr (std::is_same_v<T, Plain>) {
       value = in.m_Visitor.Read(field, value);
+      CheckSign<Name>(in, field, value);
     } else {
-      value = dsc_FromNumber<T, Name>(in.m_Visitor.Read(field, dsc_ToPlain<Plain>(value)), in.m_Class);
+      Plain const plain = in.m_Visitor.Read(field, dsc_ToPlain<Plain>(value));
+      CheckSign<Name>(in, field, plain);
+      value = dsc_FromNumber<T, Name>(plain, in.m_Class);
+    }
+  }
+
+ private:
+  /// A memento reads a 32-bit integer of the other sign bit by bit. Refuses one that is another number then.
+  template <class Name>
+  static void CheckSign(dsc_In const& in, cls_FieldHandle const& field, Plain const& plain) {
+    if constexpr (std::is_same_v<Plain, int> || std::is_same_v<Plain, unsigned int>) {
+      using Other = std::conditional_t<std::is_signed_v<Plain>, unsigned int, int>;
+      if (static_cast<int>(plain) < 0 && dsc_HasOtherSign(in, field, std::is_signed_v<Plain>))
+        dsc_RaiseValue(in.m_Class, Name::View(), static_cast<Other>(plain));
     }
   }
 };

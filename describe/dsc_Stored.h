@@ -39,6 +39,7 @@ struct dsc_In {
   int m_Collections;
   char const* m_Class;
   dsc_Bytes m_Bytes;
+  int m_Version = 0; ///< the class's version of today
 };
 
 /// The collection number of a value whose collections are read once, and not written again.
@@ -124,6 +125,11 @@ template <int CollectionCount> struct dsc_OneField {
 
 /// The same for a stored value that the member cannot have.
 [[noreturn]] KVL_EXPORT void dsc_RaiseValue(char const* className, std::string_view field, long long value);
+
+/// Whether an older object has a 32-bit integer of the other sign than that which is read from it: a number that the
+/// memento has changed if it is negative, or above the greatest int.
+[[nodiscard]] KVL_EXPORT bool dsc_HasOtherSign(dsc_In const& in, cls_FieldHandle const& field,
+                                               bool isSigned) noexcept;
 
 /// The same for a stored list with rows of another width than those that are read from it.
 [[noreturn]] KVL_EXPORT void dsc_RaiseRows(char const* className, std::string_view field, int stored,

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -180,6 +182,130 @@ TEST_F(DescribedRows, ArrayAloneIsAListOfItsElements) {
   EXPECT_EQ((Read<std::vector<double>>(std::array<double, 3>{1, 2, 3})), "done");
   EXPECT_EQ((Read<std::array<double, 2>>(std::array<double, 3>{1, 2, 3})),
             "Class Listed, field m_Values: the stored list has another length than the lists beside it.");
+}
+
+// --- Numbers of the other sign.
+
+struct Span {
+  KVL_VALUE(Span)
+  static constexpr void Describe(auto& field) { field(KVL_F(first)); }
+  unsigned first = 0;
+};
+struct SignedSpan {
+  KVL_VALUE(SignedSpan)
+  static constexpr void Describe(auto& field) { field(KVL_F(first)); }
+  int first = 0;
+};
+template <class T, int Version> class Counted {
+ public:
+  KVL_PERSISTED(Counted, 0x770006, "Counted", Version)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Count)); }
+  Counted() = default;
+  explicit Counted(T count) : m_Count(count) {}
+  T m_Count{};
+};
+
+class DescribedSigns : public DescribedTest {
+ protected:
+  /// What loading says when a number that was saved as From is read as To by the next version.
+  template <class To, class From> [[nodiscard]] std::string Read(From from) {
+    std::string const name = std::to_string(m_Files++) + ".kvs";
+    SaveNew(Counted<From, 1>(from), name);
+    return Refusal([&] {
+      EXPECT_TRUE((Load<Counted<From, 2>>(name)->m_Count == from)); // the same type, any number
+      static_cast<void>(Load<Counted<To, 2>>(name));
+    });
+  }
+  [[nodiscard]] static std::string Text(std::string const& value) {
+    return "Class Counted, field m_Count: the stored value " + value + " is none that it may have.";
+  }
+
+ private:
+  int m_Files = 0;
+};
+
+TEST_F(DescribedSigns, NumberThatDoesNotFitIsRefused) {
+  EXPECT_EQ(Read<unsigned>(-1), Text("-1"));
+  EXPECT_EQ(Read<int>(0xFFFFFFFFU), Text("4294967295"));
+  EXPECT_EQ(Read<int>(char32_t(0x80000000U)), Text("2147483648"));
+  EXPECT_EQ(Read<char32_t>(-5), Text("-5"));
+  EXPECT_EQ((Read<std::optional<unsigned>>(std::optional<int>(-1))), Text("-1"));
+}
+
+TEST_F(DescribedSigns, NumberThatFitsIsRead) {
+  EXPECT_EQ(Read<unsigned>(7), "done");
+  EXPECT_EQ(Read<int>(7U), "done");
+  EXPECT_EQ(Read<long long>(-7), "done");
+  EXPECT_EQ(Read<long long>(0xFFFFFFFFU), "done");
+  EXPECT_EQ((Read<std::optional<unsigned>>(std::optional<int>())), "done");
+}
+
+TEST_F(DescribedSigns, MemberOfAValueIsRefusedToo) {
+  SaveNew(Counted<Span, 1>(Span{0xFFFFFFFFU}));
+  EXPECT_EQ(Refusal([&] { static_cast<void>(Load<Counted<SignedSpan, 2>>()); }),
+            "Class Counted, field m_Count.first: the stored value 4294967295 is none that it may have.");
+}
+
+// --- Reading constructors that forget ReadFields.
+
+template <bool Reads>
+class Spring : public kvl::Described<Spring<Reads>, kvl::Polymorphic, 0x770007, "Spring", 1> {
+ public:
+  explicit Spring(cls_ReadVisitor const& visitor) : Spring::Described(visitor) {
+    if (s_Fails) throw std::runtime_error("fails");
+    if (Reads) this->ReadFields(visitor);
+  }
+  static constexpr void Describe(auto& field) {
+    using namespace kvl;
+    field("m_Rate"_field, &Spring::m_Rate);
+    field("m_Next"_field, &Spring::m_Next);
+    field("m_Parts"_field, &Spring::m_Parts);
+  }
+  Spring() = default;
+  static inline bool s_Fails = false;
+  double m_Rate = 5;
+  std::shared_ptr<Spring> m_Next;
+  std::vector<std::shared_ptr<Spring>> m_Parts;
+};
+
+class DescribedForgetful : public DescribedTest {
+ protected:
+  static constexpr char const* Text =
+      "Class Spring: its reading constructor does not call ReadFields, so nothing of an object was read.";
+};
+
+TEST_F(DescribedForgetful, LoadRefusesIt) {
+  SaveNew(Spring<true>());
+  for (int i = 0; i < 40; ++i) EXPECT_EQ(Refusal([&] { static_cast<void>(Load<Spring<false>>()); }), Text);
+  EXPECT_EQ(Load<Spring<true>>()->m_Rate, 5);
+}
+
+TEST_F(DescribedForgetful, LoadRefusesItInAList) {
+  Spring<true> spring;
+  for (int i = 0; i < 40; ++i) spring.m_Parts.push_back(std::make_shared<Spring<true>>());
+  spring.m_Next = std::make_shared<Spring<true>>();
+  SaveNew(Listed<std::vector<Spring<true>>>(std::vector<Spring<true>>(40)));
+  EXPECT_EQ(Load<Listed<std::vector<Spring<true>>>>()->m_Values.size(), 40U);
+  EXPECT_EQ(Refusal([&] { static_cast<void>(Load<Listed<std::vector<Spring<false>>>>()); }), Text);
+  SaveNew(spring, "spring.kvs");
+  EXPECT_EQ(Load<Spring<true>>("spring.kvs")->m_Parts.size(), 40U);
+}
+
+TEST_F(DescribedForgetful, ConstructorThatFailsIsNoSlip) {
+  SaveNew(Spring<true>());
+  Spring<true>::s_Fails = true;
+  EXPECT_THROW(static_cast<void>(Load<Spring<true>>()), std::runtime_error);
+  Spring<true>::s_Fails = false;
+  EXPECT_EQ(Load<Spring<true>>()->m_Rate, 5);
+}
+
+/// Outside of a load nothing notices it, until the object is saved.
+TEST_F(DescribedForgetful, SavingRefusesIt) {
+  Spring<false> const built{cls_ReadVisitor(static_cast<cls_MementoRead*>(nullptr))};
+  EXPECT_EQ(Refusal([&] { SaveNew(built); }), Text);
+  Spring<false> copy(built);
+  EXPECT_EQ(Refusal([&] { SaveNew(copy, "copy.kvs"); }), Text);
+  EXPECT_EQ(Refusal([&] { SaveNew(Spring<false>(std::move(copy)), "moved.kvs"); }), Text);
 }
 
 } // namespace
