@@ -99,12 +99,14 @@ template <class T>
 concept dsc_IsRow = dsc_Row<T>::Width >
 0;
 
-/// The cursor over a list that a field holds. Raises nex_TextException for a list that has too few or too many
-/// elements for the values that are read from it.
-template <class Name, class Plain> class dsc_ColumnCursor {
+/// The cursor over a list that a field holds, with rows of `RowWidth` elements. Raises nex_TextException for a list that has too few or too many
+/// elements for the values that are read from it, or other rows.
+template <class Name, class Plain, int RowWidth> class dsc_ColumnCursor {
  public:
   dsc_ColumnCursor(dsc_In const& in, dsc_Place at)
-      : m_In(in), m_Stored(in, at, Name::Handle(at.m_Number)), m_Cursor(Make(*m_Stored.Memento())) {}
+      : m_In(in), m_Stored(in, at, Name::Handle(at.m_Number)), m_Cursor(Make(*m_Stored.Memento())) {
+    dsc_CheckRows<Name>(in, *m_Cursor, RowWidth);
+  }
 
   void Next(Plain* row, int width) {
     for (int i = 0; i < width; ++i) {
@@ -131,7 +133,8 @@ template <class Name, class Plain> class dsc_ColumnCursor {
   cls_Received<cls_ReadListPrim<Plain>> m_Cursor;
 };
 
-/// Numbers, texts and the like: one list.
+/// Numbers, texts and the like: one list. `RowWidth`: how many there are in each value of the list whose column this
+/// is; the list notes it.
 template <dsc_IsRow T> struct dsc_Column<T> {
   static constexpr int Fields = 1;
   static constexpr int Collections = 1;
@@ -141,8 +144,9 @@ template <dsc_IsRow T> struct dsc_Column<T> {
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
     dsc_ForValue<T>(to).template Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
   }
-  template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
-    dsc_WriteList<Name, Plain>(out, at, nullptr, Row::Width, [&](cls_WriteListPrim<Plain>& builder) {
+  template <class Name, int RowWidth = Row::Width, class ForEach>
+  static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
+    dsc_WriteList<Name, Plain>(out, at, nullptr, RowWidth, [&](cls_WriteListPrim<Plain>& builder) {
       forEach([&builder](T const& value) {
         Plain row[Row::Width]{};
         Row::Write(value, row);
@@ -150,8 +154,9 @@ template <dsc_IsRow T> struct dsc_Column<T> {
       });
     });
   }
-  template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
-    dsc_ColumnCursor<Name, Plain> cursor(in, at);
+  template <class Name, int RowWidth = Row::Width, class ForEach>
+  static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
+    dsc_ColumnCursor<Name, Plain, RowWidth> cursor(in, at);
     forEach([&, where = in.Where<Name>()](T& value) {
       Plain row[Row::Width]{};
       cursor.Next(row, Row::Width);
@@ -159,9 +164,9 @@ template <dsc_IsRow T> struct dsc_Column<T> {
     });
     cursor.CheckEnd();
   }
-  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
+  template <class Name, int RowWidth = Row::Width> static long long Count(dsc_In const& in, dsc_Place at) {
     if (in.m_Visitor.DataIsPresent(Name::Handle(at.m_Number)) == 0) return -1;
-    return dsc_ColumnCursor<Name, Plain>(in, {at.m_Number, dsc_NoCollection}).Count() / Row::Width;
+    return dsc_ColumnCursor<Name, Plain, RowWidth>(in, {at.m_Number, dsc_NoCollection}).Count() / Row::Width;
   }
 };
 
@@ -188,14 +193,33 @@ concept dsc_IsResizable = dsc_IsSequence<T> && requires(T& container) {
 
 /// std::array.
 template <class T>
-concept dsc_IsArray = requires {
+concept dsc_IsAnyArray = requires {
   typename T::value_type;
   std::tuple_size<T>::value;
   requires std::is_same_v < std::remove_cvref_t<decltype(std::declval<T&>()[0])>,
   typename T::value_type > ;
 };
+/// One that has elements. One that has none cannot be stored.
+template <class T>
+concept dsc_IsArray = dsc_IsAnyArray<T> &&(std::tuple_size<T>::value != 0);
 
-/// Arrays of type T, with elements of type ElementType: those of one after those of the other.
+/// How many numbers or texts a value of a fixed number of them has: a row, an array of rows, an array of those ...;
+/// 0 for other types.
+template <class T> inline constexpr int dsc_RowWidth = dsc_Row<T>::Width;
+template <dsc_IsArray T>
+inline constexpr int
+    dsc_RowWidth<T> = static_cast<int>(std::tuple_size<T>::value) * dsc_RowWidth<typename T::value_type>;
+template <class T, std::size_t Length>
+inline constexpr int dsc_RowWidth<T[Length]> = static_cast<int>(Length) * dsc_RowWidth<T>;
+
+/// Values that store nothing leave nothing in a list, not even how many there are.
+template <class Column> struct dsc_CountedColumn {
+  static_assert(Column::Fields != 0,
+                "a list of values that store nothing cannot be stored: how many there are would be lost");
+};
+
+/// Arrays of type T, with elements of type ElementType: those of one after those of the other. Where these are rows, an
+/// array is one row.
 template <class T, class ElementType, std::size_t Length> struct dsc_ArrayColumn {
   using Element = dsc_Column<ElementType>;
   static constexpr int Fields = Element::Fields;
@@ -204,25 +228,44 @@ template <class T, class ElementType, std::size_t Length> struct dsc_ArrayColumn
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
     Element::template Declare<Name>(to, at);
   }
-  template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
-    Element::template Write<Name>(out, at, [&](auto act) {
+  template <class Name, int RowWidth = dsc_RowWidth<T>, class ForEach>
+  static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
+    auto const forEachElement = [&](auto act) {
       forEach([&](T const& array) {
         for (ElementType const& element : array) act(element);
       });
-    });
+    };
+    if constexpr (RowWidth != 0)
+      Element::template Write<Name, RowWidth>(out, at, forEachElement);
+    else
+      Element::template Write<Name>(out, at, forEachElement);
   }
-  template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
-    Element::template Read<Name>(in, at, [&](auto act) {
+  template <class Name, int RowWidth = dsc_RowWidth<T>, class ForEach>
+  static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
+    auto const forEachElement = [&](auto act) {
       forEach([&](T& array) {
         for (ElementType& element : array) act(element);
       });
-    });
+    };
+    if constexpr (RowWidth != 0)
+      Element::template Read<Name, RowWidth>(in, at, forEachElement);
+    else
+      Element::template Read<Name>(in, at, forEachElement);
   }
-  template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
-    long long const count = Element::template Count<Name>(in, at);
+  template <class Name, int RowWidth = dsc_RowWidth<T>>
+  static long long Count(dsc_In const& in, dsc_Place at) {
+    long long const count = CountElements<Name, RowWidth>(in, at);
     return count < 0 ? count : count / static_cast<long long>(Length);
   }
   template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Element>(each); }
+
+ private:
+  template <class Name, int RowWidth> static long long CountElements(dsc_In const& in, dsc_Place at) {
+    if constexpr (RowWidth != 0)
+      return Element::template Count<Name, RowWidth>(in, at);
+    else
+      return Element::template Count<Name>(in, at);
+  }
 };
 
 template <dsc_IsArray T>
@@ -267,7 +310,7 @@ template <class Name, cow_LiteralChars Suffix, class Lead> struct dsc_LeadColumn
 /// Sequences: `.lengths`, and `.values` of all of them.
 template <dsc_IsResizable T>
 requires dsc_HasColumn<typename T::value_type>
-struct dsc_Column<T> {
+struct dsc_Column<T> : dsc_CountedColumn<dsc_Column<typename T::value_type>> {
   using Element = dsc_Column<typename T::value_type>;
   static constexpr int Fields = 1 + Element::Fields;
   static constexpr int Collections = 1 + Element::Collections;

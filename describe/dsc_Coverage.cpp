@@ -30,5 +30,5 @@ void dsc_CheckCoverage(char const* className, std::string_view field, dsc_Covera
       className, field,
       std::to_string(gap.m_Bytes) + " bytes at offset " + std::to_string(gap.m_Offset) +
           " belong to no field. Describe the member that lies there; with kvl::Transient if it is not to be "
-          "stored.");
+          "stored. If it is a base class with data, a reference or a bit-field, it cannot be described.");
 }

@@ -75,6 +75,16 @@ void dsc_BeginDeclaring(cls_ClassRegistrar& registrar, dsc_DeclaredClass const& 
   unsigned int const base = declared.m_BaseClassId;
   if (base != cls_ClassMetadata::RootClassId && !registrar.ClassIsPresent(base))
     dsc_Raise(declared.m_Name, {}, "its base class " + Hex(base) + " is not declared. Declare it first.");
-  if (std::string const place = PlaceOf(declared); !place.empty())
-    registrar.ChangesOf(declared.m_ClassId).DeclaredAt(place);
+  cls_ClassChanges& changes =
+      registrar.ChangesOf(declared.m_ClassId); // also if nothing is said: stores check it
+  if (std::string const place = PlaceOf(declared); !place.empty()) changes.DeclaredAt(place);
+}
+
+void dsc_CheckBaseOffset(cls_ClassRegistrar const& registrar, dsc_DeclaredClass const& declared,
+                         std::size_t offset) {
+  if (offset == 0) return;
+  std::string const base(registrar.ConstGet(declared.m_BaseClassId).Name().View());
+  dsc_Raise(declared.m_Name, {},
+            "its base class " + base +
+                " must be the first of its base classes, and does not lie first in it.");
 }

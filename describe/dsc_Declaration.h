@@ -25,5 +25,10 @@ struct dsc_DeclaredClass {
 [[nodiscard]] KVL_EXPORT bool dsc_IsDeclared(cls_ClassRegistrar const& registrar,
                                              dsc_DeclaredClass const& declared);
 
+/// Raises nex_TextException if the base class does not lie first in the class. Pointers to objects of the class, which
+/// are built by its metadata, are taken for pointers to their base class.
+KVL_EXPORT void dsc_CheckBaseOffset(cls_ClassRegistrar const& registrar, dsc_DeclaredClass const& declared,
+                                    std::size_t offset);
+
 /// Notes where the class is described. Raises nex_TextException if its base class is not declared.
 KVL_EXPORT void dsc_BeginDeclaring(cls_ClassRegistrar& registrar, dsc_DeclaredClass const& declared);

@@ -139,6 +139,7 @@ class Described : public Base {
   static void Declare(cls_ClassRegistrar& registrar) { dsc_Class<Self, Base>::Declare(registrar); }
 
   void DBWrite(cls_WriteVisitor const& visitor) const { // overrides that of Base, if Base has one
+    if (kvl_IsUnread) RaiseUnread();
     dsc_Class<Self, Base>::Write(static_cast<Self const&>(*this), visitor);
   }
   [[nodiscard]] cls_Uid const& Uid() const { return kvl_Identity.Own(); }
@@ -146,17 +147,32 @@ class Described : public Base {
  protected:
   using Base::Base;
   Described() = default;
-  explicit Described(cls_ReadVisitor const& visitor) : Base(dsc_Class<Self, Base>::BaseVisitor(visitor)) {}
+  explicit Described(cls_ReadVisitor const& visitor) : Base(dsc_Class<Self, Base>::BaseVisitor(visitor)) {
+    kvl_IsUnread = true;
+    cls_LaterReads::Call const check{&kvl_IsUnread, 0, &CheckRead, &kvl_Identity};
+    static_cast<void>(cls_LaterPlace(visitor).Leave(check)); // without a load, saving checks it
+  }
 
-  /// Reads the fields of `Self`; the last thing that its reading constructor does.
+  /// Reads the fields of `Self`; the last thing that its reading constructor does. If it does not, the load raises
+  /// nex_TextException when it ends.
   void ReadFields(cls_ReadVisitor const& visitor) {
+    kvl_IsUnread = false;
     dsc_Class<Self, Base>::Read(static_cast<Self&>(*this), visitor);
   }
 
  private:
   friend struct ::dsc_Access;
   static constexpr dsc_ClassInfo kvl_Info() noexcept { return {Name.m_Chars, Version, "", 0}; }
+  static void CheckRead(void* isUnread, int) {
+    if (*static_cast<bool*>(isUnread)) RaiseUnread();
+  }
+  [[noreturn]] static void RaiseUnread() {
+    dsc_Raise(Name.m_Chars, {},
+              "its reading constructor does not call ReadFields, so nothing of an object was read.");
+  }
+
   dsc_Identity kvl_Identity;
+  bool kvl_IsUnread = false; // its reading constructor has not called ReadFields
 };
 
 } // namespace kvl

@@ -1,5 +1,6 @@
 #include "describe/dsc_Stored.h"
 #include "errors/nex_TextException.h"
+#include "persist/backend/cls_StoredSigns.h"
 
 void dsc_Raise(char const* className, std::string_view field, std::string_view problem) {
   std::string text;
@@ -12,4 +13,28 @@ void dsc_Raise(char const* className, std::string_view field, std::string_view p
 
 void dsc_RaiseValue(char const* className, std::string_view field, long long value) {
   dsc_Raise(className, field, "the stored value " + std::to_string(value) + " is none that it may have.");
+}
+
+bool dsc_HasOtherSign(dsc_In const& in, cls_FieldHandle const& field, bool isSigned) noexcept {
+  cls_MementoRead const* const memento = in.m_Visitor.Memento();
+  if (memento == nullptr || memento->ClassVersion() >= in.m_Version) return false;
+  cls_StoredSigns const* const signs = cls_StoredSigns::Of(memento);
+  using Sign = cls_StoredSigns::Sign;
+  return signs != nullptr && signs->SignOf(field) == (isSigned ? Sign::Unsigned : Sign::Signed);
+}
+
+void dsc_RaiseRows(char const* className, std::string_view field, int stored, int asked) {
+  dsc_Raise(className, field,
+            "the stored list has " + std::to_string(stored) + " numbers or texts for each element, and not " +
+                std::to_string(asked) + ".");
+}
+
+void dsc_RaiseUnsaved(char const* className, std::string_view field, std::string_view value) {
+  dsc_Raise(className, field,
+            "the value " + std::string(value) + " is none that it may have. It is not saved.");
+}
+
+void dsc_RaiseDerived(char const* className) {
+  dsc_Raise(className, {},
+            "an object of a class derived from it is saved, which has no KVL_PERSISTED of its own.");
 }

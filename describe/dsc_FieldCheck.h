@@ -15,14 +15,39 @@ struct dsc_Summary {
   int m_Collections = 0;    ///< of these
   int m_Newest = 0;         ///< the newest version that a Since names
   std::string_view m_Twice; ///< the first name that two lines have; empty if there is none
+  std::string_view m_Taken; ///< the first name of a Was that a field has today; empty if there is none
   std::string_view m_Names[MaxFields] = {};
+  bool m_IsStored[MaxFields] = {};
 
-  constexpr void Add(std::string_view name) {
+  constexpr void Add(std::string_view name, bool isStored) {
     for (int i = 0; i < m_Fields && i < MaxFields; ++i)
       if (m_Names[i] == name && m_Twice.empty()) m_Twice = name;
-    if (m_Fields < MaxFields) m_Names[m_Fields] = name;
+    if (m_Fields < MaxFields) {
+      m_Names[m_Fields] = name;
+      m_IsStored[m_Fields] = isStored;
+    }
     ++m_Fields;
   }
+  /// When all fields are there: an earlier name of one of them.
+  constexpr void CheckEarlier(std::string_view name) {
+    for (int i = 0; i < m_Fields && i < MaxFields; ++i)
+      if (m_IsStored[i] && m_Names[i] == name && m_Taken.empty()) m_Taken = name;
+  }
+};
+
+/// The visitor of Describe that looks at the names that fields had earlier.
+class dsc_EarlierNames {
+ public:
+  constexpr explicit dsc_EarlierNames(dsc_Summary& summary) : m_Summary(summary) {}
+  template <class... Line> constexpr void operator()(Line const&... line) { (Take(line), ...); }
+
+ private:
+  template <class Part> constexpr void Take(Part const&) {}
+  template <cow_LiteralChars... Names> constexpr void Take(kvl::Was<Names...> const&) {
+    (m_Summary.CheckEarlier(dsc_Name<Names>::View()), ...);
+  }
+
+  dsc_Summary& m_Summary;
 };
 
 /// The visitor of Describe that makes the summary. It is evaluated by the compiler, and checks each line by
@@ -39,8 +64,9 @@ template <class T> class dsc_FieldCheck {
         std::is_same_v<Owner, T>,
         "a member of a base class is described in a derived one: each class describes its own members, in "
         "a Describe of its own");
-    m_Summary.Add(Name::View());
-    if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
+    constexpr bool IsStored = !dsc_Has<dsc_OptionKind::Transient, Options...>;
+    m_Summary.Add(Name::View(), IsStored);
+    if constexpr (IsStored) {
       CheckStorable<dsc_FieldValue<Member, Options...>, Options...>();
       using Value = dsc_Stored<dsc_FieldValue<Member, Options...>>;
       m_Summary.m_Attributes += Value::Fields;
@@ -54,7 +80,7 @@ template <class T> class dsc_FieldCheck {
 
   template <class Name, class Value> constexpr void operator()(Name, dsc_DroppedField<T, Value> const&) {
     CheckStorable<std::remove_cvref_t<Value>>();
-    m_Summary.Add(Name::View());
+    m_Summary.Add(Name::View(), false);
   }
   template <class Base> constexpr void operator()(kvl::BaseWas<Base> const&) {}
   constexpr void operator()(kvl::ClassWas const&) {}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "describe/dsc_AttributeList.h"
 #include "describe/dsc_Base.h"
 #include "describe/dsc_Coverage.h"
 #include "describe/dsc_Field.h"
@@ -26,13 +27,15 @@ template <class T> class dsc_FieldDeclarer {
       Stored::template Declare<Name>({m_Registrar, m_Metadata, false, UnitOf(options...)}, m_At);
       m_At = m_At.Plus(Stored::Fields, Stored::Collections);
       DeclareHeld<Stored>();
-      (Note<Name>(options), ...);
+      (Note<Name, Stored>(options), ...);
     }
   }
 
   template <class Name, class Value> void operator()(Name, dsc_DroppedField<T, Value> const&) {
-    Changes().Dropped(Name::View());
-    DeclareHeld<dsc_Stored<std::remove_cvref_t<Value>>>();
+    using Stored = dsc_Stored<std::remove_cvref_t<Value>>;
+    for (cls_AttributeMetadata const& attribute : AttributesOf<Stored, Name>())
+      Changes().Dropped(attribute.m_Name.View(), attribute.m_Type, attribute.m_CollectionType);
+    DeclareHeld<Stored>();
   }
   template <class Base> void operator()(kvl::BaseWas<Base> const&) {
     Changes().BaseWas(dsc_BaseClassId<Base>());
@@ -54,15 +57,27 @@ template <class T> class dsc_FieldDeclarer {
       return nullptr;
   }
 
-  template <class Name, class Option> void Note(Option const& option) {
-    constexpr dsc_OptionKind Kind = dsc_KindOf<Option>;
-    if constexpr (Kind == dsc_OptionKind::Since)
-      Changes().Since(Name::View(), option.m_Version);
-    else if constexpr (Kind == dsc_OptionKind::Was)
-      NoteNames<Name>(option);
+  /// The attributes of a field under a name that it has today, or had earlier.
+  template <class Stored, class Name> [[nodiscard]] std::vector<cls_AttributeMetadata> AttributesOf() const {
+    return dsc_AttributesOf<Stored, Name>(m_Metadata.Name().CharsOrEmpty());
   }
-  template <class Name, cow_LiteralChars... Names> void NoteNames(kvl::Was<Names...> const&) {
-    (Changes().Was(Name::View(), dsc_Name<Names>::View()), ...);
+
+  template <class Name, class Stored, class Option> void Note(Option const& option) {
+    constexpr dsc_OptionKind Kind = dsc_KindOf<Option>;
+    if constexpr (Kind == dsc_OptionKind::Since) {
+      for (cls_AttributeMetadata const& attribute : AttributesOf<Stored, Name>())
+        Changes().Since(attribute.m_Name.View(), option.m_Version);
+    } else if constexpr (Kind == dsc_OptionKind::Was) {
+      NoteNames<Name, Stored>(option);
+    }
+  }
+  template <class Name, class Stored, cow_LiteralChars... Names> void NoteNames(kvl::Was<Names...> const&) {
+    (NoteName(AttributesOf<Stored, Name>(), AttributesOf<Stored, dsc_Name<Names>>()), ...);
+  }
+  void NoteName(std::vector<cls_AttributeMetadata> const& today,
+                std::vector<cls_AttributeMetadata> const& earlier) {
+    for (std::size_t i = 0; i < today.size(); ++i)
+      Changes().Was(today[i].m_Name.View(), earlier[i].m_Name.View());
   }
 
   cls_ClassRegistrar& m_Registrar;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <type_traits>
+
 #include "describe/dsc_Base.h"
 #include "describe/dsc_Field.h"
 #include "describe/dsc_LeadsTo.h"
@@ -13,6 +16,8 @@ template <class T> class dsc_FieldWriter {
   void operator()(Name, Member Owner::*member, Options const&... options) {
     if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
       using Value = dsc_FieldValue<Member, Options...>;
+      if constexpr (dsc_Has<dsc_OptionKind::Among, Options...>)
+        Check<Name>(m_Object.*member, dsc_Get<dsc_OptionKind::Among>(options...));
       if constexpr (dsc_Has<dsc_OptionKind::As, Options...>) {
         WriteTemporary<Name, Value>(dsc_Get<dsc_OptionKind::As>(options...).m_ToStored(m_Object.*member));
       } else {
@@ -34,6 +39,17 @@ template <class T> class dsc_FieldWriter {
     } else {
       dsc_Stored<Value>::template Write<Name>(m_Out, m_At, value);
     }
+  }
+  /// What a load would refuse is not saved.
+  template <class Name, class Member, class Value>
+  void Check(Member const& member, kvl::Among<Value> const& among) {
+    if (among.Has(member) || (among.HasElse() && among.ElseValue() == member)) return;
+    if constexpr (std::is_enum_v<Member>)
+      dsc_RaiseUnsaved(m_Out.m_Class, Name::View(), std::to_string(static_cast<long long>(member)));
+    else if constexpr (std::is_arithmetic_v<Member>)
+      dsc_RaiseUnsaved(m_Out.m_Class, Name::View(), std::to_string(member));
+    else
+      dsc_RaiseUnsaved(m_Out.m_Class, Name::View(), "that it has");
   }
 
   T const& m_Object;

@@ -87,6 +87,13 @@ class dsc_StoredCollection {
   cls_ReadVisitor m_Visitor;
 };
 
+/// Refuses a list whose rows have another width than those that are read from it. An empty list has no rows.
+template <class Name, class Plain>
+void dsc_CheckRows(dsc_In const& in, cls_ReadListPrim<Plain>& cursor, int width) {
+  int const stored = cursor.RowWidth();
+  if (stored != width && cursor.Count() != 0) dsc_RaiseRows(in.m_Class, Name::View(), stored, width);
+}
+
 /// Passes each element of a stored list to `add`.
 template <class Plain, class Add> void dsc_ReadElements(cls_ReadListPrim<Plain>& cursor, Add add) {
   while (cursor.More() != 0) add(cursor.Next());
@@ -126,6 +133,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     Plain tag{};
     cls_Received<cls_ReadListPrim<Plain>> const cursor(stored.Memento()->MakeReadListPrim(&tag));
     if (cursor->Count() == 0 && in.m_Visitor.DataIsPresent(field) == 0) return; // absent lists are empty
+    dsc_CheckRows<Name>(in, *cursor, 1);
     container.clear();
     if constexpr (IsRun) {
       container.resize(static_cast<std::size_t>(cursor->Count()));

@@ -168,7 +168,18 @@ template <dsc_IsScalar T> struct dsc_Stored<T> : dsc_OneField<0> {
     dsc_WriteScalar(out.m_Visitor, Name::Handle(at.m_Number), value);
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& value) {
-    dsc_ReadScalar(in.m_Visitor, Name::Handle(at.m_Number), value, in.Where<Name>());
+    cls_FieldHandle const field = Name::Handle(at.m_Number);
+    dsc_ReadScalar(in.m_Visitor, field, value, in.Where<Name>());
+    if constexpr (dsc_IsInteger<T> && sizeof(T) == sizeof(int)) CheckSign<Name>(in, field, value);
+  }
+
+ private:
+  /// A memento reads a 32-bit integer of the other sign bit by bit. Refuses one that is another number then.
+  template <class Name> static void CheckSign(dsc_In const& in, cls_FieldHandle const& field, T value) {
+    if (static_cast<int>(value) >= 0 || !dsc_HasOtherSign(in, field, std::is_signed_v<T>)) return;
+    long long const stored = std::is_signed_v<T> ? static_cast<long long>(static_cast<unsigned int>(value))
+                                                 : static_cast<long long>(static_cast<int>(value));
+    dsc_RaiseValue(in.Where<Name>(), stored);
   }
 };
 

@@ -47,6 +47,7 @@ struct dsc_In {
   int m_Collections;
   char const* m_Class;
   dsc_Bytes m_Bytes;
+  int m_Version = 0; ///< the class's version of today
 
   template <class Name> [[nodiscard]] dsc_Where Where() const noexcept { return {m_Class, Name::View()}; }
 };
@@ -159,3 +160,19 @@ template <int CollectionCount> struct dsc_OneField {
 [[noreturn]] inline void dsc_RaiseValue(dsc_Where const& where, long long value) {
   dsc_RaiseValue(where.m_Class, where.m_Field, value);
 }
+
+/// Whether an older object has a 32-bit integer of the other sign than that which is read from it: a number that the
+/// memento has changed if it is negative, or above the greatest int.
+[[nodiscard]] KVL_EXPORT bool dsc_HasOtherSign(dsc_In const& in, cls_FieldHandle const& field,
+                                               bool isSigned) noexcept;
+
+/// The same for a stored list with rows of another width than those that are read from it.
+[[noreturn]] KVL_EXPORT void dsc_RaiseRows(char const* className, std::string_view field, int stored,
+                                           int asked);
+
+/// The same for a member's value that must not be saved.
+[[noreturn]] KVL_EXPORT void dsc_RaiseUnsaved(char const* className, std::string_view field,
+                                              std::string_view value);
+
+/// The same for an object whose class derives from the described class that writes it, and is not described itself.
+[[noreturn]] KVL_EXPORT void dsc_RaiseDerived(char const* className);

@@ -23,7 +23,7 @@ concept dsc_IsPair = requires {
   typename T::second_type;
 };
 template <class T>
-concept dsc_IsTuple = !dsc_IsPair<T> && !dsc_IsArray<T> && requires {
+concept dsc_IsTuple = !dsc_IsPair<T> && !dsc_IsAnyArray<T> && requires {
   std::tuple_size<T>::value;
 };
 /// An entry of a map, as a value.
@@ -246,7 +246,7 @@ concept dsc_IsColumnElement = dsc_HasColumn<Element> && !dsc_IsElement<Element> 
 
 template <dsc_IsResizable T>
 requires dsc_IsColumnElement<typename T::value_type>
-struct dsc_Stored<T> {
+struct dsc_Stored<T> : dsc_CountedColumn<dsc_Column<typename T::value_type>> {
   using Column = dsc_Column<typename T::value_type>;
   static constexpr int Fields = Column::Fields;
   static constexpr int Collections = Column::Collections;
@@ -273,7 +273,8 @@ struct dsc_Stored<T> {
 /// An array is a list of its elements.
 template <class T>
 requires(dsc_IsArray<T> || std::is_array_v<T>) && dsc_HasColumn<T> struct dsc_Stored<T> {
-  using Column = dsc_Column<T>;
+  using Element = std::remove_cvref_t<decltype(std::declval<T&>()[0])>;
+  using Column = dsc_Column<Element>;
   static constexpr int Fields = Column::Fields;
   static constexpr int Collections = Column::Collections;
 
@@ -281,13 +282,18 @@ requires(dsc_IsArray<T> || std::is_array_v<T>) && dsc_HasColumn<T> struct dsc_St
     Column::template Declare<Name>(to, at);
   }
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& array) {
-    Column::template Write<Name>(out, at, [&array](auto act) { act(array); });
+    Column::template Write<Name>(out, at, [&array](auto act) {
+      for (Element const& element : array) act(element);
+    });
   }
   template <class Name> static bool IsPresent(dsc_In const& in, dsc_Place at) {
     return Column::template Count<Name>(in, at) >= 0;
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& array) {
-    if (IsPresent<Name>(in, at)) Column::template Read<Name>(in, at, [&array](auto act) { act(array); });
+    if (IsPresent<Name>(in, at))
+      Column::template Read<Name>(in, at, [&array](auto act) {
+        for (Element& element : array) act(element);
+      });
   }
   template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Column>(each); }
 };

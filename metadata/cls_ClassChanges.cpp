@@ -13,7 +13,13 @@ cls_ClassChanges& cls_ClassChanges::Was(std::string_view attribute, std::string_
 }
 
 cls_ClassChanges& cls_ClassChanges::Dropped(std::string_view attribute) {
-  m_Dropped.emplace_back(attribute);
+  m_Dropped.push_back({std::string(attribute)});
+  return *this;
+}
+
+cls_ClassChanges& cls_ClassChanges::Dropped(std::string_view attribute, cls_AttributeType type,
+                                            cls_CollectionType collection) {
+  m_Dropped.push_back({std::string(attribute), true, type, collection});
   return *this;
 }
 
@@ -37,8 +43,14 @@ cls_ClassChanges::Attribute const* cls_ClassChanges::Find(std::string_view attri
   return found == m_Attributes.end() ? nullptr : &found->second;
 }
 
+cls_ClassChanges::DroppedAttribute const*
+cls_ClassChanges::FindDropped(std::string_view attribute) const noexcept {
+  auto const found = std::ranges::find(m_Dropped, attribute, &DroppedAttribute::m_Name);
+  return found == m_Dropped.end() ? nullptr : &*found;
+}
+
 bool cls_ClassChanges::Reads(std::string_view earlierName) const noexcept {
-  return std::ranges::find(m_Dropped, earlierName) != m_Dropped.end() ||
+  return FindDropped(earlierName) != nullptr ||
          std::ranges::any_of(m_Attributes, [earlierName](auto const& entry) {
            return std::ranges::find(entry.second.m_EarlierNames, earlierName) !=
                   entry.second.m_EarlierNames.end();

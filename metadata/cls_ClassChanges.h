@@ -5,12 +5,13 @@
 #include <string_view>
 #include <vector>
 
+#include "metadata/cls_AttributeMetadata.h"
 #include "platform/kvl_Export.h"
 
 /// What a program says about earlier versions of a class, so that a store can compare it with the versions that it
 /// has: which attributes were added, renamed or dropped since, and which names and base classes the class had. A
 /// store that is opened with it refuses a class whose changes are not all said. Described classes fill it in; a
-/// class that is declared by hand may.
+/// class that is declared by hand may. Each attribute is named by its whole name.
 ///
 ///     registrar.ChangesOf(Bolt::TypeId()).Since("m_Head", 2).Was("m_Length", "m_Len").Dropped("m_Colour");
 ///
@@ -21,6 +22,12 @@ class KVL_EXPORT cls_ClassChanges {
     int m_Since = 0;                         ///< 0: nothing is said
     std::vector<std::string> m_EarlierNames; ///< the latest first
   };
+  struct DroppedAttribute {
+    std::string m_Name;
+    bool m_HasType = false; ///< otherwise any type is accepted
+    cls_AttributeType m_Type{};
+    cls_CollectionType m_CollectionType = COLLECTION_NONE;
+  };
   using Attributes = std::map<std::string, Attribute, std::less<>>; ///< by today's name
 
   /// The attribute exists since this version of the class.
@@ -29,6 +36,9 @@ class KVL_EXPORT cls_ClassChanges {
   cls_ClassChanges& Was(std::string_view attribute, std::string_view earlierName);
   /// Earlier versions had this attribute.
   cls_ClassChanges& Dropped(std::string_view attribute);
+  /// The same for one whose value is read as this type.
+  cls_ClassChanges& Dropped(std::string_view attribute, cls_AttributeType type,
+                            cls_CollectionType collection);
   /// Earlier versions had this base class, which today's class can still read.
   cls_ClassChanges& BaseWas(unsigned int classId);
   /// Earlier versions had this name.
@@ -38,6 +48,8 @@ class KVL_EXPORT cls_ClassChanges {
 
   /// Null if nothing is said about the attribute.
   [[nodiscard]] Attribute const* Find(std::string_view attribute) const noexcept;
+  /// Null if the attribute is not said to be dropped.
+  [[nodiscard]] DroppedAttribute const* FindDropped(std::string_view attribute) const noexcept;
   /// Whether an attribute of an earlier version is read: it is said to be dropped, or to be an earlier name.
   [[nodiscard]] bool Reads(std::string_view earlierName) const noexcept;
   [[nodiscard]] bool HadBase(unsigned int classId) const noexcept;
@@ -47,7 +59,7 @@ class KVL_EXPORT cls_ClassChanges {
 
  private:
   Attributes m_Attributes;
-  std::vector<std::string> m_Dropped;
+  std::vector<DroppedAttribute> m_Dropped;
   std::vector<unsigned int> m_Bases;
   std::vector<std::string> m_Names;
   std::string m_Place;

@@ -19,12 +19,24 @@ TEST(cls_ClassChanges, KnowsWhatWasSaid) {
   EXPECT_TRUE(changes.Reads("m_L"));
   EXPECT_TRUE(changes.Reads("m_Colour"));
   EXPECT_FALSE(changes.Reads("m_Head"));
+  EXPECT_FALSE(changes.FindDropped("m_Colour")->m_HasType);
+  EXPECT_EQ(changes.FindDropped("m_L"), nullptr);
   EXPECT_TRUE(changes.HadBase(0x640002));
   EXPECT_FALSE(changes.HadBase(0x640003));
   EXPECT_TRUE(changes.HadName("Screw"));
   EXPECT_FALSE(changes.HadName("Bolt"));
   EXPECT_EQ(changes.Place(), "a.h:1");
   EXPECT_EQ(registrar.FindChanges(0x640002), nullptr);
+}
+
+TEST(cls_ClassChanges, KnowsTheTypeOfWhatIsDropped) {
+  cls_ClassChanges changes;
+  changes.Dropped("m_Marks", ATTR_INT, COLLECTION_LIST_INT);
+  cls_ClassChanges::DroppedAttribute const& dropped = *changes.FindDropped("m_Marks");
+  EXPECT_TRUE(dropped.m_HasType);
+  EXPECT_EQ(dropped.m_Type, ATTR_INT);
+  EXPECT_EQ(dropped.m_CollectionType, COLLECTION_LIST_INT);
+  EXPECT_TRUE(changes.Reads("m_Marks"));
 }
 
 } // namespace

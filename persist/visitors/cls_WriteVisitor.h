@@ -67,6 +67,10 @@ class KVL_EXPORT cls_WriteVisitor {
   /// The memento, null while unstarted.
   [[nodiscard]] cls_MementoWrite* Memento() const noexcept { return m_Memento; }
 
+  /// Whether a DBWrite that gets this visitor begins an object of its own: the visitor is not started, and not for
+  /// the base-class part of an object of another class.
+  [[nodiscard]] bool BeginsObject() const noexcept { return m_Memento == nullptr && m_BaseClassId == NoBase; }
+
   /// Nonzero when the field is present; 0 while unstarted.
   [[nodiscard]] int FieldIsPresent(cls_FieldHandle const& field) const;
 

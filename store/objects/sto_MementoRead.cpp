@@ -296,6 +296,13 @@ double sto_MementoRead::Decode<double>(cls_FieldHandle const& field, sto_Field c
   return reader.Number<double>();
 }
 
+cls_StoredSigns::Sign sto_MementoRead::SignOf(cls_FieldHandle const& field) const noexcept {
+  sto_Field const* const found = Search(field);
+  if (found == nullptr) return Sign::Unknown;
+  if (found->m_Tag == sto_Format::Int32) return Sign::Signed;
+  return found->m_Tag == sto_Format::UInt32 ? Sign::Unsigned : Sign::Unknown;
+}
+
 int sto_MementoRead::ReadEnum(cls_FieldHandle const& field) {
   return ReadInteger(field, 0, "enumeration");
 }

@@ -4,6 +4,7 @@
 #include <new>
 #include <optional>
 
+#include "persist/backend/cls_StoredSigns.h"
 #include "persist/backend/cls_TypedMementoRead.h"
 #include "persist/pointers/cls_StoredObject.h"
 #include "store/format/sto_CollectionShape.h"
@@ -17,7 +18,9 @@
 /// A number can be read as any type that can hold it: an integer as a wider integer, a float as a double. The
 /// 32-bit types (signed, unsigned, enumeration) can be read as each other, bit by bit. Every other mismatch
 /// is WrongClass.
-class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls_StoredObject {
+class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>,
+                        public cls_StoredObject,
+                        public cls_StoredSigns {
  public:
   /// Reads the first part of a record, or an absent object if `record` is null. `depth` is the number of
   /// objects that hold the object, one inside another.
@@ -87,6 +90,7 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>, public cls
   cls_MementoRead* MakeFieldReadObj(cls_FieldHandle const& field) override;
   cls_MementoRead* Clone() override;
 
+  [[nodiscard]] Sign SignOf(cls_FieldHandle const& field) const noexcept override;
   /// 0 if the field is absent.
   int ReadEnum(cls_FieldHandle const& field) override;
   cls_Uid ReadReference(cls_FieldHandle const& field) override;

@@ -1,4 +1,5 @@
 // Compiles as it is. With SLIP defined it must not, and the compiler prints why.
+#include <array>
 #include <functional>
 #include <string>
 
@@ -60,6 +61,10 @@ class Bar : public Element {
     field(KVL_F(m_Late), kvl::Unit("mm"), kvl::Unit("cm"));
 #elif SLIP == 11 // an option of a member that is not stored
     field(KVL_F(m_Late), kvl::Transient(), kvl::Unit("cm"));
+#elif SLIP == 20 // an array without elements
+    field(KVL_F(m_None));
+#elif SLIP == 14 // an earlier name that another field has
+    field(KVL_F(m_Late), kvl::Was<"m_Area">());
 #elif SLIP == 12 // a pointer to something that is no persisted class
     field(KVL_F(m_Text));
 #endif
@@ -73,7 +78,27 @@ class Bar : public Element {
   std::function<double(double)> m_Law;
   double* m_Raw = nullptr;
   std::unique_ptr<std::string> m_Text;
+  std::array<double, 0> m_None;
+
+#if SLIP == 15 // hooks that would not be called
+  void AfterRead(int) const {}
+#elif SLIP == 16
+  void AfterRead(int) {}
+  void AfterRead(std::string const&) {}
+#elif SLIP == 17
+  void AfterRead() {}
+#elif SLIP == 18
+  static void AfterRead(int) {}
+#endif
 };
+
+#if SLIP == 19 // a virtual base class
+class Virtual : public virtual Element {
+ public:
+  KVL_PERSISTED(Virtual, Element, 0x700006, "Virtual", 1)
+  static constexpr void Describe(auto&) {}
+};
+#endif
 
 #if SLIP == 13 // derives from a class that is not made for it
 class Derived : public Alone {
@@ -89,4 +114,7 @@ void DescribedSlips(cls_ClassRegistrar& registrar) {
   Other::Declare(registrar);
   Alone::Declare(registrar);
   Bar::Declare(registrar);
+#if SLIP == 19
+  Virtual::Declare(registrar);
+#endif
 }

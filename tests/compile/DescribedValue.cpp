@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "describe/dsc_Described.h"
+#include "describe/dsc_Variant.h"
 
 #if !defined(SLIP)
 #define SLIP 0
@@ -33,6 +34,12 @@ struct Point : Base {
   std::function<double(double)> law;
 };
 
+struct Cache {
+  KVL_VALUE(Cache)
+  static constexpr void Describe(auto& field) { field(KVL_F(sum), kvl::Transient()); }
+  double sum = 0;
+};
+
 struct Plain {
   double x = 0;
 };
@@ -55,6 +62,13 @@ class Track {
 #if SLIP == 5 // a member that no list can have
     field(KVL_F(m_Links));
 #endif
+#if SLIP == 6 // lists that would lose their lengths
+    field(KVL_F(m_Caches));
+#elif SLIP == 7
+    field(KVL_F(m_Nothings));
+#elif SLIP == 8
+    field(KVL_F(m_InLists));
+#endif
 #if SLIP == 4 // a struct without KVL_VALUE
     field(KVL_F(m_Plains));
 #endif
@@ -63,6 +77,9 @@ class Track {
   std::vector<Point> m_Points;
   std::vector<Plain> m_Plains;
   std::vector<Link> m_Links;
+  std::vector<Cache> m_Caches;
+  std::vector<std::tuple<>> m_Nothings;
+  std::vector<std::vector<std::monostate>> m_InLists;
 };
 
 } // namespace

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <list>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "tests/describe/DescribedTest.h"
 
@@ -154,6 +157,155 @@ TEST_F(DescribedChanges, NewerVersionsAreNoObstacle) {
   cls_ClassRegistrar registrar;
   sto_Store store = Open<Rod>(registrar);
   MessageOf(sto_ErrorKind::NewerFormat, [&] { static_cast<void>(store.Load<Rod>("root")); });
+}
+
+// --- Fields whose type has changed, or whose names are used again.
+
+struct Place {
+  KVL_VALUE(Place)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(x));
+    field(KVL_F(y));
+  }
+  double x = 1;
+  double y = 2;
+};
+struct Place3 {
+  KVL_VALUE(Place3)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(x));
+    field(KVL_F(y));
+    field(KVL_F(z));
+  }
+  double x = 1;
+  double y = 2;
+  double z = 3;
+};
+
+template <class T> class Site {
+ public:
+  KVL_PERSISTED(Site, 0x760020, "Site", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Old)); }
+  Site() = default;
+  T m_Old{};
+};
+
+/// What a later version says of the field.
+enum class Say { Nothing, Was, Dropped, NewName, Again };
+
+template <class T, Say Kind, class Old = T> class Site2 {
+ public:
+  KVL_PERSISTED(Site2, 0x760020, "Site", 2)
+  static constexpr void Describe(auto& field) {
+    using namespace kvl;
+    if constexpr (Kind == Say::Nothing) field("m_Old"_field, &Site2::m_New);
+    if constexpr (Kind == Say::Again) field("m_Old"_field, &Site2::m_New, Since(2));
+    if constexpr (Kind == Say::Was) field(KVL_F(m_New), Was<"m_Old">());
+    if constexpr (Kind == Say::NewName) field(KVL_F(m_New), Since(2));
+    if constexpr (Kind == Say::Dropped || Kind == Say::NewName)
+      field("m_Old"_field, Dropped(&Site2::TakeOld));
+    if constexpr (Kind == Say::Dropped) field(KVL_F(m_New), Transient());
+  }
+  Site2() = default;
+  void TakeOld(Old old) { m_IsTaken = sizeof(old) != 0; }
+  static inline bool m_IsTaken = false;
+  T m_New{};
+};
+
+class DescribedFields : public DescribedTest {
+ protected:
+  template <class Old, class New> [[nodiscard]] std::string Refusal(Old const& old) {
+    std::string const name = std::to_string(m_Files++) + ".kvs";
+    SaveNew(old, name);
+    cls_ClassRegistrar registrar;
+    New::Declare(registrar);
+    std::string const text = MessageOf(sto_ErrorKind::Misuse, [&] {
+      static_cast<void>(sto_Store::Open(Path(name), sto_Mode::ReadOnly, registrar));
+    });
+    return text.substr(text.find(": ") + 2);
+  }
+  template <class Old, class New> void CheckIsRead(Old const& old) {
+    std::string const name = std::to_string(m_Files++) + ".kvs";
+    SaveNew(old, name);
+    EXPECT_NE(Load<New>(name), nullptr);
+  }
+
+ private:
+  int m_Files = 0;
+};
+
+TEST_F(DescribedFields, RenamedFieldOfAnotherShape) {
+  EXPECT_EQ((Refusal<Site<std::optional<Place>>, Site2<Place, Say::Was>>({})),
+            "Class Site: attribute m_New.x is not there in version 1 of the store. Say with kvl::Since which "
+            "version of the class added it, or with kvl::Was what it was called.");
+  EXPECT_EQ((Refusal<Site<Place3>, Site2<Place, Say::Was>>({})),
+            "Class Site: attribute m_Old.z in version 1 of the store is read by no field. Say with kvl::Was "
+            "which field it became, or that it is kvl::Dropped.");
+  CheckIsRead<Site<Place>, Site2<Place, Say::Was>>({});
+}
+
+TEST_F(DescribedFields, DroppedFieldOfAnotherShape) {
+  EXPECT_EQ(
+      (Refusal<Site<std::optional<Place>>, Site2<Place, Say::Dropped>>({})),
+      "Class Site: attribute m_Old.has in version 1 of the store is read by no field. Say with kvl::Was "
+      "which field it became, or that it is kvl::Dropped.");
+  CheckIsRead<Site<Place>, Site2<Place, Say::Dropped>>({});
+  EXPECT_TRUE((Site2<Place, Say::Dropped>::m_IsTaken));
+}
+
+TEST_F(DescribedFields, FieldThatIsThereBeforeItsSince) {
+  EXPECT_EQ(
+      (Refusal<Site<int>, Site2<int, Say::Again>>({})),
+      "Class Site: attribute m_Old is there in version 1 of the store, although kvl::Since says version "
+      "2. If it is another field than it was then, give it a name that the class never had.");
+  CheckIsRead<Site<Place>, Site2<Place3, Say::Again>>({}); // it got a member
+}
+
+TEST_F(DescribedFields, FieldOfAnotherType) {
+  std::string const text = "Class Site: attribute m_Old in version 1 of the store is ATTR_INT, "
+                           "COLLECTION_LIST_INT, which cannot be read as ";
+  std::string const advice =
+      ". Give the field a new name with kvl::Since, and take the old one with kvl::Dropped and its old type.";
+  using Ints = std::vector<int>;
+  using Doubles = std::vector<double>;
+  EXPECT_EQ((Refusal<Site<Ints>, Site2<Doubles, Say::Nothing>>({})),
+            text + "ATTR_DOUBLE, COLLECTION_LIST_DOUBLE" + advice);
+  EXPECT_EQ((Refusal<Site<Ints>, Site2<int, Say::Nothing>>({})), text + "ATTR_INT, COLLECTION_NONE" + advice);
+  EXPECT_EQ((Refusal<Site<Ints>, Site2<Doubles, Say::Was>>({})),
+            text + "ATTR_DOUBLE, COLLECTION_LIST_DOUBLE" + advice);
+  EXPECT_EQ((Refusal<Site<Ints>, Site2<Doubles, Say::Dropped>>({})),
+            text + "ATTR_DOUBLE, COLLECTION_LIST_DOUBLE" + advice);
+  EXPECT_NE((Refusal<Site<double>, Site2<float, Say::Nothing>>({})), "");
+  EXPECT_NE((Refusal<Site<bool>, Site2<int, Say::Nothing>>({})), "");
+}
+
+TEST_F(DescribedFields, FieldOfAnotherTypeUnderANewName) {
+  CheckIsRead<Site<std::vector<int>>, Site2<std::vector<double>, Say::NewName, std::vector<int>>>({});
+}
+
+TEST_F(DescribedFields, TypesThatReadEachOther) {
+  CheckIsRead<Site<int>, Site2<long long, Say::Nothing>>({});
+  CheckIsRead<Site<unsigned short>, Site2<signed char, Say::Nothing>>({});
+  CheckIsRead<Site<float>, Site2<double, Say::Nothing>>({});
+  CheckIsRead<Site<std::string>, Site2<atr_String, Say::Nothing>>({});
+  CheckIsRead<Site<std::vector<int>>, Site2<std::list<short>, Say::Nothing>>({});
+}
+
+class Plain : public kvl::Described<Plain, kvl::NoBase, 0x760020, "Site", 2> {
+ public:
+  Plain() = default;
+  explicit Plain(cls_ReadVisitor const& visitor) : Described(visitor) { ReadFields(visitor); }
+  static constexpr void Describe(auto& field) {
+    using namespace kvl;
+    field("m_New"_field, &Plain::m_New);
+  }
+  int m_New = 0;
+};
+
+TEST_F(DescribedFields, ClassWithoutTheMacroIsComparedToo) {
+  EXPECT_EQ((Refusal<Site<int>, Plain>({})),
+            "Class Site: attribute m_New is not there in version 1 of the store. Say with kvl::Since which "
+            "version of the class added it, or with kvl::Was what it was called.");
 }
 
 // --- Base classes.

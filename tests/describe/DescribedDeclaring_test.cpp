@@ -26,6 +26,14 @@ std::string Refusal(void (*declare)(cls_ClassRegistrar&)) {
   return Refusal(declare, registrar);
 }
 
+std::string GapText(std::string_view where, int bytes, int offset) {
+  std::string text(where);
+  text.append(": ").append(std::to_string(bytes)).append(" bytes at offset ").append(std::to_string(offset));
+  return text +
+         " belong to no field. Describe the member that lies there; with kvl::Transient if it is not to be "
+         "stored. If it is a base class with data, a reference or a bit-field, it cannot be described.";
+}
+
 class Wheel {
  public:
   KVL_PERSISTED(Wheel, 0x740001, "Wheel", 4)
@@ -149,14 +157,8 @@ class HidesInPadding {
 };
 
 TEST(DescribedDeclaring, RefusesAMemberThatNobodyDescribed) {
-  EXPECT_EQ(
-      Refusal(&Forgetful::Declare),
-      "Class Forgetful: 16 bytes at offset 16 belong to no field. Describe the member that lies there; with "
-      "kvl::Transient if it is not to be stored.");
-  EXPECT_EQ(
-      Refusal(&ForgetsLast::Declare),
-      "Class ForgetsLast: 8 bytes at offset 24 belong to no field. Describe the member that lies there; with "
-      "kvl::Transient if it is not to be stored.");
+  EXPECT_EQ(Refusal(&Forgetful::Declare), GapText("Class Forgetful", 16, 16));
+  EXPECT_EQ(Refusal(&ForgetsLast::Declare), GapText("Class ForgetsLast", 8, 24));
   EXPECT_EQ(Refusal(&HidesInPadding::Declare), "declared");
 }
 
@@ -172,10 +174,7 @@ class SelfMade : public kvl::Described<SelfMade, kvl::NoBase, 0x74000A, "SelfMad
 };
 
 TEST(DescribedDeclaring, RefusesItWithoutTheMacroToo) {
-  EXPECT_EQ(
-      Refusal(&SelfMade::Declare),
-      "Class SelfMade: 8 bytes at offset 16 belong to no field. Describe the member that lies there; with "
-      "kvl::Transient if it is not to be stored.");
+  EXPECT_EQ(Refusal(&SelfMade::Declare), GapText("Class SelfMade", 8, 24));
 }
 
 struct Forgets {
@@ -192,10 +191,28 @@ class HoldsForgets {
 };
 
 TEST(DescribedDeclaring, RefusesAMemberOfAValueThatNobodyDescribed) {
+  EXPECT_EQ(Refusal(&HoldsForgets::Declare), GapText("Class HoldsForgets, field m_Values", 8, 8));
+}
+
+struct Observer {
+  virtual ~Observer() = default;
+};
+class Seen : public kvl::Polymorphic {
+ public:
+  KVL_PERSISTED(Seen, kvl::Polymorphic, 0x74000D, "Seen", 1)
+  static constexpr void Describe(auto&) {}
+};
+class Watched : public Observer, public Seen {
+ public:
+  KVL_PERSISTED(Watched, Seen, 0x74000E, "Watched", 1)
+  static constexpr void Describe(auto&) {}
+};
+
+TEST(DescribedDeclaring, RefusesABaseClassThatDoesNotLieFirst) {
   EXPECT_EQ(
-      Refusal(&HoldsForgets::Declare),
-      "Class HoldsForgets, field m_Values: 8 bytes at offset 8 belong to no field. Describe the member that lies "
-      "there; with kvl::Transient if it is not to be stored.");
+      Refusal(&Watched::Declare),
+      "Class Watched: its base class Seen must be the first of its base classes, and does not lie first in "
+      "it.");
 }
 
 struct Pin {

@@ -155,4 +155,20 @@ TEST_F(DescribedEvolution, HookOfTheBaseClassRunsOnce) {
   EXPECT_EQ(Load<Derived>()->m_Versions, std::vector<int>{7});
 }
 
+/// A private hook that throws nothing, in a class whose base class has one, too.
+class Quiet : public Base {
+ public:
+  KVL_PERSISTED(Quiet, Base, 0x750005, "Quiet", 2)
+  static constexpr void Describe(auto&) {}
+  Quiet() = default;
+
+ private:
+  void AfterRead(int storedVersion) noexcept { m_Versions.push_back(storedVersion); }
+};
+
+TEST_F(DescribedEvolution, HookMayBePrivateAndNoexcept) {
+  SaveNew(Quiet());
+  EXPECT_EQ(Load<Quiet>()->m_Versions, (std::vector<int>{7, 2}));
+}
+
 } // namespace
