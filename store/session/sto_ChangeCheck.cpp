@@ -88,6 +88,10 @@ std::string ProblemOfEarlier(cls_ClassChanges const& changes, sto_AttributeRow c
   return TypeProblem(attribute, dropped->m_Type, dropped->m_CollectionType, stored);
 }
 
+std::string AboutAttribute(std::string const& text, std::string_view attribute, std::string const& problem) {
+  return text + "attribute " + std::string(attribute) + problem;
+}
+
 } // namespace
 
 std::string sto_ChangeProblem(cls_ClassChanges const& changes, cls_ClassMetadata const& newest,
@@ -107,6 +111,6 @@ std::string sto_ChangeProblem(cls_ClassChanges const& changes, cls_ClassMetadata
   for (sto_AttributeRow const& attribute : stored.m_Attributes)
     if (newest.FindAttribute(cow_String(std::string_view(attribute.m_Name))) == nullptr)
       if (std::string const problem = ProblemOfEarlier(changes, attribute, stored); !problem.empty())
-        return text + "attribute " + attribute.m_Name + problem;
+        return AboutAttribute(text, attribute.m_Name, problem);
   return {};
 }

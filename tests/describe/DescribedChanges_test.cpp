@@ -291,6 +291,30 @@ TEST_F(DescribedFields, TypesThatReadEachOther) {
   CheckIsRead<Site<std::vector<int>>, Site2<std::list<short>, Say::Nothing>>({});
 }
 
+/// The place has lost a member.
+class Flat {
+ public:
+  KVL_PERSISTED(Flat, 0x760020, "Site", 2)
+  static constexpr void Describe(auto& field) {
+    using namespace kvl;
+    field(KVL_F(m_Old));
+    field("m_Old.z"_field, Dropped(&Flat::TakeHeight));
+    field(KVL_F(m_Height), Transient());
+  }
+  Flat() = default;
+  void TakeHeight(double height) { m_Height = height; }
+  Place m_Old;
+  double m_Height = 0;
+};
+
+TEST_F(DescribedFields, MemberThatAValueLoses) {
+  EXPECT_EQ((Refusal<Site<Place3>, Site2<Place, Say::Nothing>>({})),
+            "Class Site: attribute m_Old.z in version 1 of the store is read by no field. Say with kvl::Was "
+            "which field it became, or that it is kvl::Dropped.");
+  SaveNew(Site<Place3>());
+  EXPECT_EQ(Load<Flat>()->m_Height, 3);
+}
+
 class Plain : public kvl::Described<Plain, kvl::NoBase, 0x760020, "Site", 2> {
  public:
   Plain() = default;
