@@ -17,18 +17,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_Program.h"
 #include "describe/dsc_Described.h"
-#include "module/nex_initialize.h"
 #include "persist/identity/cls_OwnUid.h"
 #include "store/sto_Store.h"
 
 namespace {
-
-void Require(bool works, char const* what) {
-  if (works) return;
-  std::fprintf(stderr, "describe_bench: failed: %s\n", what);
-  std::exit(1);
-}
 
 namespace hand {
 
@@ -249,9 +243,9 @@ void Save(Run const& run, char const* kind, cls_ClassRegistrar const& registrar)
 template <class Holding> void Load(Run const& run, char const* kind, cls_ClassRegistrar const& registrar) {
   sto_Store store = sto_Store::Open(run.Path(kind), sto_Mode::ReadOnly, registrar);
   std::unique_ptr<Holding> const holding = store.Load<Holding>("parts");
-  Require(holding->m_Parts.size() == run.m_Count, "other objects were loaded");
+  bench_Require(holding->m_Parts.size() == run.m_Count, "other objects were loaded");
   for (std::size_t i = 0; i < run.m_Count; ++i)
-    Require(holding->m_Parts[i]->Number() == static_cast<int>(i), "another object was loaded");
+    bench_Require(holding->m_Parts[i]->Number() == static_cast<int>(i), "another object was loaded");
 }
 
 void Perform(Run const& run, bool isDescribed, bool isSave) {
@@ -287,7 +281,7 @@ void Smoke() {
 
 void Main(std::vector<std::string> const& arguments) {
   if (arguments.size() == 1 && arguments[0] == "--smoke") return Smoke();
-  Require(arguments.size() >= 2, "describe_bench hand|described[-lists] save|load [COUNT [FOLDER]]");
+  bench_Require(arguments.size() >= 2, "describe_bench hand|described[-lists] save|load [COUNT [FOLDER]]");
   Run run;
   run.m_HasLists = arguments[0].ends_with("-lists");
   if (arguments.size() > 2) run.m_Count = std::stoul(arguments[2]);
@@ -298,13 +292,5 @@ void Main(std::vector<std::string> const& arguments) {
 } // namespace
 
 int main(int argc, char** argv) {
-  int modules = 0;
-  nex_initialize(modules);
-  try {
-    Main({argv + 1, argv + argc});
-  } catch (std::exception const& failure) {
-    Require(false, failure.what());
-  }
-  nex_finalize(modules);
-  return 0;
+  return bench_RunProgram(argc, argv, &Main);
 }

@@ -23,7 +23,7 @@ struct Touched {
 sqlite3* s_Connection = nullptr; // of the only session
 Touched s_Touched;
 
-int Trace(unsigned int event, void*, void* statement, void*) {
+int NoteEvent(unsigned int event, void*, void* statement, void*) {
   auto* const handle = static_cast<sqlite3_stmt*>(statement);
   if (event == SQLITE_TRACE_ROW) {
     ++s_Touched.m_Rows;
@@ -37,7 +37,7 @@ int Trace(unsigned int event, void*, void* statement, void*) {
 int Watch(sqlite3* connection, char const**, sqlite3_api_routines const*) {
   s_Connection = connection;
   s_Touched = {};
-  return sqlite3_trace_v2(connection, SQLITE_TRACE_ROW | SQLITE_TRACE_PROFILE, Trace, nullptr);
+  return sqlite3_trace_v2(connection, SQLITE_TRACE_ROW | SQLITE_TRACE_PROFILE, NoteEvent, nullptr);
 }
 
 Touched TouchedSoFar() {

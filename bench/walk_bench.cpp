@@ -26,8 +26,8 @@
 #include <vector>
 
 #include "bench/bench_Figures.h"
+#include "bench/bench_Program.h"
 #include "describe/dsc_Described.h"
-#include "module/nex_initialize.h"
 #include "store/sto_Store.h"
 
 namespace {
@@ -229,12 +229,6 @@ class Walk {
   int m_Number = 0;
 };
 
-void Require(bool works, char const* what) {
-  if (works) return;
-  std::fprintf(stderr, "walk_bench: failed: %s\n", what);
-  std::exit(1);
-}
-
 double SecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
@@ -292,7 +286,7 @@ void Run(int parts, std::filesystem::path const& folder, int rounds) {
       return root;
     });
   }
-  Require(ours.m_Visits == boost.m_Visits, "the two graphs are not the same");
+  bench_Require(ours.m_Visits == boost.m_Visits, "the two graphs are not the same");
   std::FILE* const out = bench_Figures::IsEnabled() ? stderr : stdout;
   std::fprintf(out, "%lld visits of %d atoms\n", ours.m_Visits, parts * AtomsOfAPart);
   auto const print = [&](char const* what, char const* name, double one, double other, char const* reach) {
@@ -307,7 +301,8 @@ void Run(int parts, std::filesystem::path const& folder, int rounds) {
   std::filesystem::remove(archive);
 }
 
-void Main(std::vector<std::string> arguments) {
+void Main(std::vector<std::string> const& given) {
+  std::vector<std::string> arguments = given;
   if (!arguments.empty() && arguments[0] == "--figures") {
     bench_Figures::Enable();
     arguments.erase(arguments.begin());
@@ -321,13 +316,5 @@ void Main(std::vector<std::string> arguments) {
 } // namespace
 
 int main(int argc, char** argv) {
-  int modules = 0;
-  nex_initialize(modules);
-  try {
-    Main({argv + 1, argv + argc});
-  } catch (std::exception const& failure) {
-    Require(false, failure.what());
-  }
-  nex_finalize(modules);
-  return 0;
+  return bench_RunProgram(argc, argv, &Main);
 }

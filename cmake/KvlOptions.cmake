@@ -120,10 +120,14 @@ add_library(kvl_flags INTERFACE)
 target_link_libraries(kvl_flags INTERFACE kvl_program_flags)
 target_include_directories(kvl_flags INTERFACE "${KVL_ROOT_DIR}")
 
-# Tests are not optimised in debug builds: that takes longer than running them slowly.
+# Tests are not optimised in debug builds: that takes longer than running them slowly. The sanitizer builds need the
+# lines of the library only, and a fifth of a test's compilation is its debug information.
 add_library(kvl_test_flags INTERFACE)
 target_link_libraries(kvl_test_flags INTERFACE kvl_flags)
 target_compile_options(kvl_test_flags INTERFACE "$<$<CONFIG:Debug>:-O0>")
+if(KVL_SANITIZE)
+  target_compile_options(kvl_test_flags INTERFACE "$<$<CONFIG:Debug>:-g0>")
+endif()
 if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # In a unity build GCC takes a test for a header, whose classes must not have bases in an anonymous namespace.
   target_compile_options(kvl_test_flags INTERFACE -Wno-subobject-linkage)

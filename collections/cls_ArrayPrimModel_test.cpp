@@ -17,7 +17,7 @@
 namespace {
 
 constexpr int BlockElements = 2048;
-constexpr int ModelSteps = 200000;
+int const ModelSteps = 200'000 / SweepStride;
 constexpr int MostElements = 12000;
 
 /// What both models need: a random generator, and the next element, which differs from all others.

@@ -16,21 +16,21 @@
 
 namespace {
 
-constexpr unsigned int Root = nex_Exception::TypeId();
+constexpr unsigned int RootClass = nex_Exception::TypeId();
 constexpr unsigned int NoParent = typ_ArchCompTable::NoParent;
 constexpr unsigned int ClassKind = 4;
 
 constexpr typ_ArchCompEntry Entries[] = {
     {0, NoParent, nullptr},
     {ClassKind, NoParent, "nex_Exception"},
-    {ClassKind, Root, "nex_TextException"},
-    {ClassKind, Root, "nex_CommandException"},
-    {ClassKind, Root, "nex_AssertException"},
-    {ClassKind, Root, "nex_BadCastException"},
-    {ClassKind, Root, "nex_ExitException"},
-    {ClassKind, Root, "nex_InvalidObjException"},
-    {ClassKind, Root, "nex_SystemErrorException"},
-    {ClassKind, Root, "nex_OutOfMemoryException"},
+    {ClassKind, RootClass, "nex_TextException"},
+    {ClassKind, RootClass, "nex_CommandException"},
+    {ClassKind, RootClass, "nex_AssertException"},
+    {ClassKind, RootClass, "nex_BadCastException"},
+    {ClassKind, RootClass, "nex_ExitException"},
+    {ClassKind, RootClass, "nex_InvalidObjException"},
+    {ClassKind, RootClass, "nex_SystemErrorException"},
+    {ClassKind, RootClass, "nex_OutOfMemoryException"},
 };
 
 // The lines that the checks report. Intentional: they are part of the messages, not lines of this file.

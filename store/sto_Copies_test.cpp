@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <set>
 
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreArrays.h"
 #include "tests/support/store/StoreChild.h"
 #include "tests/support/store/StoreFaultVfs.h"
@@ -296,7 +297,7 @@ TEST_P(StoreCopies, FailureAtEachOperationLeavesNoCopy) {
   static_cast<void>(store.Roots());
   for (Fault const fault : {Fault::IoError, Fault::Full, Fault::NoSpace, Fault::LateIoError}) {
     int failures = 0;
-    for (int step = 1;; step += step < 8 ? 1 : 41) {
+    for (int step = 1;; step += step < 8 ? 1 : 41 * SweepStride) {
       SCOPED_TRACE("step " + std::to_string(step));
       StoreFaultVfs::StrikeAt(step, fault);
       std::string message;
@@ -332,7 +333,7 @@ TEST_P(StoreCopies, FailureAtEachOperationLeavesNoCopy) {
 TEST_P(StoreCopies, KilledCopyLeavesNothingThatLooksLikeAStore) {
   { static_cast<void>(MakeStore(Many)); }
   int left = 0;
-  for (int step = 1;; step += step < 8 ? 1 : 23) {
+  for (int step = 1;; step += step < 8 ? 1 : 23 * SweepStride) {
     SCOPED_TRACE("step " + std::to_string(step));
     int const result = RunStoreChild([&] {
       StoreFaultVfs const vfs(true);

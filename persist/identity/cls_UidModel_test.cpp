@@ -149,7 +149,7 @@ class cls_UidModel : public testing::TestWithParam<unsigned int> {};
 TEST_P(cls_UidModel, PoolFollowsTheModelWhileItGrowsAndShrinks) {
   SCOPED_TRACE(testing::Message() << "seed " << GetParam());
   OnThread([] {
-    constexpr int Steps = 600000;
+    int const Steps = 600'000 / SweepStride;
     PoolModel model(GetParam());
     for (int step = 0; step < Steps; ++step) ASSERT_TRUE(model.Step(55)) << "growing, step " << step;
     EXPECT_GT(model.Blocks(), 20);

@@ -50,6 +50,7 @@ void cls_LaterReads::Finish(Mark const& mark) {
     m_Reads.erase(first, first + static_cast<std::ptrdiff_t>(done));
     next = mark.m_Reads;
   }
+  ForgetReads(mark); // all are filled: a call may save the objects
   for (std::size_t i = mark.m_Calls; i < m_Calls.size(); ++i) {
     Call const call = m_Calls[i];
     m_Calls[i].m_Owner = nullptr; // it is done: a copy of the object that is made from now on needs no call
@@ -65,8 +66,12 @@ void cls_LaterReads::Fill(std::size_t index) {
   filling.m_Read.m_Fill(filling.m_Read);
 }
 
-void cls_LaterReads::Forget(Mark const& mark) noexcept {
+void cls_LaterReads::ForgetReads(Mark const& mark) noexcept {
   m_Reads.erase(m_Reads.begin() + static_cast<std::ptrdiff_t>(mark.m_Reads), m_Reads.end());
+}
+
+void cls_LaterReads::Forget(Mark const& mark) noexcept {
+  ForgetReads(mark);
   m_Calls.erase(m_Calls.begin() + static_cast<std::ptrdiff_t>(mark.m_Calls), m_Calls.end());
 }
 

@@ -112,6 +112,9 @@ class KVL_EXPORT cls_LaterReads {
   /// Whether a load runs that will fill pointers. Outside of one, read at once.
   [[nodiscard]] bool IsOn() const noexcept { return m_Loads > 0 && m_AtOnce == 0; }
 
+  /// Whether objects of the running loads still wait for what they lead to, so that saving them would lose it.
+  [[nodiscard]] bool IsWaiting() const noexcept { return !m_Reads.empty(); }
+
   /// REQUIRES: IsOn; the target stays where it is until the load has filled it or has failed.
   void Add(Read read) {
     if (read.m_Owner != nullptr) NoteOwner();
@@ -221,6 +224,7 @@ class KVL_EXPORT cls_LaterReads {
   };
   void Fill(std::size_t index);
 
+  KVL_LOCAL void ForgetReads(Mark const& mark) noexcept;
   /// Forgets what was added since the mark.
   KVL_LOCAL void Forget(Mark const& mark) noexcept;
 

@@ -60,7 +60,7 @@ template <class K, class Less> class TreeModel {
   }
 
  private:
-  static constexpr int Steps = 2'000'000;
+  static inline int const Steps = 2'000'000 / SweepStride;
   static constexpr int PhaseSteps = 100'000;
   static constexpr int CheckSteps = 5'000;
 

@@ -38,10 +38,10 @@ struct Sampled {
 };
 
 /// Has a list only.
-struct Listed {
+struct Noted {
   static constexpr unsigned int TypeId() noexcept { return 0x740062; }
 
-  explicit Listed(int count) {
+  explicit Noted(int count) {
     for (int i = 0; i < count; ++i) m_List.Append(1.5);
   }
   void DBWrite(cls_WriteVisitor const& visitor) const {
@@ -60,7 +60,7 @@ class StoreCompressedArrays : public StoreFileTest {
         .AddAttribute(Sampled::ArrayField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
         .AddAttribute(Sampled::ListField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
         .AddAttribute(cls_FieldHandle(2, "m_Number"_cow), ATTR_INT, 1, COLLECTION_NONE);
-    m_Classes.CreateClassMD("Listed"_cow, Listed::TypeId(), 1, nullptr, 1)
+    m_Classes.CreateClassMD("Noted"_cow, Noted::TypeId(), 1, nullptr, 1)
         .AddAttribute(Sampled::ListField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE);
   }
   sto_Store Open(sto_Mode mode, bool compresses) const {
@@ -121,20 +121,20 @@ TEST_F(StoreCompressedArrays, NothingIsSaidOfAnIdThatIsGivenOutAgain) {
     sto_Transaction const transaction(store);
     store.Save("undone", Sampled(5000)); // its array has the second id
   }
-  store.Save("list", Listed(5000));
+  store.Save("list", Noted(5000));
   EXPECT_EQ(Blocks(), Counts(0, 3));
 }
 
 TEST_F(StoreCompressedArrays, AttributeThatCannotBeCompressedIsRefusedByName) {
   for (char const* const attribute : {"m_Aray", "m_Number"}) {
     cls_ClassRegistrar classes;
-    classes.CreateClassMD("Listed"_cow, Listed::TypeId(), 1, nullptr, 1)
+    classes.CreateClassMD("Noted"_cow, Noted::TypeId(), 1, nullptr, 1)
         .AddAttribute(Sampled::ListField(), ATTR_DOUBLE, 1, COLLECTION_LIST_DOUBLE)
         .AddAttribute(cls_FieldHandle(2, "m_Number"_cow), ATTR_INT, 1, COLLECTION_NONE);
-    classes.NotesOf(Listed::TypeId(), 1).Compress(attribute);
+    classes.NotesOf(Noted::TypeId(), 1).Compress(attribute);
     std::string const message = MessageOf(
         sto_ErrorKind::Misuse, [&] { sto_Store::Open(Path(attribute), sto_Mode::Create, classes); });
-    EXPECT_TRUE(Contains(message, "Listed version 1")) << message;
+    EXPECT_TRUE(Contains(message, "Noted version 1")) << message;
     EXPECT_TRUE(Contains(message, attribute)) << message;
   }
 }

@@ -52,7 +52,7 @@ Write Part(Write fields) {
 }
 
 /// A part with one field of the given tag; `value` writes what follows the tag. No list.
-Write Field(std::uint8_t tag, Write value) {
+Write TaggedField(std::uint8_t tag, Write value) {
   return Part([tag, value](sto_ByteWriter& writer) {
     writer.Varint(1);
     writer.Varint(3);
@@ -93,7 +93,8 @@ TEST(StoreOldRecord, SealedEmptyContentIsRefused) {
 TEST(StoreOldRecord, UnknownFormsTagsAndContentsAreRefused) {
   EXPECT_TRUE(IsRefused(Sealed([](sto_ByteWriter& writer) { writer.U8(2); })));
   for (int tag : {0, 17, 18, 127, 255})
-    EXPECT_TRUE(IsRefused(Sealed(Field(static_cast<std::uint8_t>(tag), [](sto_ByteWriter&) {})))) << tag;
+    EXPECT_TRUE(IsRefused(Sealed(TaggedField(static_cast<std::uint8_t>(tag), [](sto_ByteWriter&) {}))))
+        << tag;
   for (int content : {3, 4, 255})
     EXPECT_TRUE(IsRefused(Sealed(
         Content([content](sto_ByteWriter& writer) { writer.U8(static_cast<std::uint8_t>(content)); }))))
@@ -129,7 +130,8 @@ TEST(StoreOldRecord, AbsurdLengthsOfTextsAndBytesAreRefused) {
   for (std::uint8_t const tag : {sto_Format::Text, sto_Format::Bytes})
     for (std::uint64_t const length :
          {std::uint64_t{2}, std::uint64_t{1} << 31, std::uint64_t{1} << 63, Huge})
-      EXPECT_TRUE(IsRefused(Sealed(Field(tag, [length](sto_ByteWriter& writer) { writer.Varint(length); }))))
+      EXPECT_TRUE(
+          IsRefused(Sealed(TaggedField(tag, [length](sto_ByteWriter& writer) { writer.Varint(length); }))))
           << length;
 }
 
@@ -172,11 +174,11 @@ TEST(StoreOldRecord, IdsInFieldsThatNoObjectCanHaveAreRefused) {
     for (std::int64_t const id : {std::int64_t{1}, sto_Format::MaxObjectId, std::int64_t{0}, std::int64_t{-1},
                                   sto_Format::MaxObjectId + 1}) {
       bool const isGood = id > 0 && id <= sto_Format::MaxObjectId;
-      EXPECT_EQ(IsRefused(Sealed(Field(tag,
-                                       [=](sto_ByteWriter& writer) {
-                                         writer.Number(id);
-                                         if (tag == sto_Format::Object) writer.U8(0);
-                                       }))),
+      EXPECT_EQ(IsRefused(Sealed(TaggedField(tag,
+                                             [=](sto_ByteWriter& writer) {
+                                               writer.Number(id);
+                                               if (tag == sto_Format::Object) writer.U8(0);
+                                             }))),
                 !isGood)
           << id;
     }
@@ -185,10 +187,10 @@ TEST(StoreOldRecord, IdsInFieldsThatNoObjectCanHaveAreRefused) {
 TEST(StoreOldRecord, GreatestIdIsThatOfAllPartsAndFields) {
   sto_Record record;
   std::string problem;
-  ASSERT_TRUE(Decode(
-      record, 5, 9,
-      Sealed(Field(sto_Format::Reference, [](sto_ByteWriter& writer) { writer.Number(std::int64_t{77}); })),
-      problem));
+  ASSERT_TRUE(Decode(record, 5, 9,
+                     Sealed(TaggedField(sto_Format::Reference,
+                                        [](sto_ByteWriter& writer) { writer.Number(std::int64_t{77}); })),
+                     problem));
   EXPECT_EQ(record.GreatestId(), 77);
 }
 

@@ -517,6 +517,40 @@ TEST_F(StoreLaterPointers, WhatATemporaryObjectOwnsIsWrittenToo) {
   }
 }
 
+TEST_F(StoreLaterPointers, SaveInsideALoadThatHasPointersToFillIsRefused) {
+  sto_Store store = Create();
+  store.Save("chain", *Link::ChainTo(Link::Chain(3), Depths[1]));
+  std::string message;
+  Link::s_OnRead = [&](Link& link) {
+    if (link.m_Value != 3) return;
+    Link::s_OnRead = nullptr;
+    message = MessageOf(sto_ErrorKind::Misuse, [&] { store.Save("half", link); });
+  };
+  {
+    sto_Transaction transaction(store);
+    Link::Free(store.LoadShared<Link>("chain"));
+    transaction.Commit();
+  }
+  EXPECT_TRUE(Contains(message, "inside a load that has not filled all pointers yet")) << message;
+  EXPECT_FALSE(store.HasRoot("half"));
+
+  int saves = 0;
+  Link::s_AfterLoad = [&](Link& link) {
+    if (link.m_Value != 1) return;
+    store.Save("whole", link);
+    ++saves;
+  };
+  {
+    sto_Transaction transaction(store);
+    Link::Free(store.LoadShared<Link>("chain"));
+    transaction.Commit();
+  }
+  Link::s_AfterLoad = nullptr;
+  EXPECT_EQ(saves, 1);
+  std::shared_ptr<Link> const whole = store.LoadShared<Link>("whole");
+  EXPECT_EQ(whole->m_Next->m_Next->m_Value, 3);
+}
+
 // --- Where nothing can be left for later
 
 TEST_F(StoreLaterPointers, ArrayIsWrittenAtOnceWithItsKind) {

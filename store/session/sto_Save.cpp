@@ -7,6 +7,11 @@
 void sto_Save::Begin(std::string_view const* root) {
   m_Session.RaiseKept();
   if (m_IsGoingOn) m_Session.Raise(sto_ErrorKind::Misuse, "A save is going on already.");
+  if (m_Session.Loaded().Later().IsWaiting())
+    m_Session.Raise(
+        sto_ErrorKind::Misuse,
+        "A save begins inside a load that has not filled all pointers yet, so what is saved could lack "
+        "them. Save when the load has returned, or in AfterRead.");
   // Undoing restores this state, so it must be complete in the store, or restorable in memory.
   m_Session.Collections().ForEachTouched([](sto_OpenCollection& collection) { collection.WriteForMark(); });
   m_Reach.BeginSave(m_Number + 1, root);

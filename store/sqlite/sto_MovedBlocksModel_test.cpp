@@ -186,7 +186,7 @@ TEST_F(MovedBlocksFault, KillAtEachOperationOnTheFileLeavesTheOldBlocksOrTheNew)
   MakeBase();
   int olds = 0;
   int news = 0;
-  for (int step = 1;; ++step) {
+  for (int step = 1;; step += SweepStride) {
     SCOPED_TRACE("step " + std::to_string(step));
     TakeBase();
     pid_t const child = fork();
@@ -221,14 +221,14 @@ TEST_F(MovedBlocksFault, KillAtEachOperationOnTheFileLeavesTheOldBlocksOrTheNew)
     if (HasFailure()) return;
     if (!killed) break;
   }
-  EXPECT_GT(olds, 50);
+  EXPECT_GT(olds, 50 / SweepStride);
   EXPECT_GE(news, 1);
 }
 
 TEST_F(MovedBlocksFault, FailureAtEachOperationOnTheFileLeavesTheTransactionAllOrNothing) {
   MakeBase();
   StoreFaultVfs const vfs;
-  for (int step = 1;; step += 2) { // each fault at every second operation
+  for (int step = 1;; step += 2 * SweepStride) { // each fault at every second operation
     SCOPED_TRACE("step " + std::to_string(step));
     TakeBase();
     sto_Store store = Open();

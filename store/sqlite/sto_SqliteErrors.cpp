@@ -9,7 +9,7 @@
 
 namespace {
 
-struct Row {
+struct ErrorRow {
   int m_Code; ///< a primary code also covers those of its extended codes that have no row
   sto_ErrorKind m_Kind;
   char const* m_Advice;
@@ -23,7 +23,7 @@ constexpr char Repair[] = "A program that ended abnormally has left a journal or
                           "open the store once for writing and close it.";
 constexpr char Restore[] = "The file is damaged: restore a copy.";
 
-constexpr Row Rows[] = {
+constexpr ErrorRow Rows[] = {
     {SQLITE_BUSY, sto_ErrorKind::Busy, Retry},
     {SQLITE_LOCKED, sto_ErrorKind::Busy,
      "This program uses the store elsewhere and blocks this use: end the other one, and try again."},
@@ -65,8 +65,8 @@ constexpr Row Rows[] = {
      "Another program has changed the tables: open the store again."},
 };
 
-Row const* Find(int code) noexcept {
-  auto const found = std::ranges::find(Rows, code, &Row::m_Code);
+ErrorRow const* Find(int code) noexcept {
+  auto const found = std::ranges::find(Rows, code, &ErrorRow::m_Code);
   return found == std::end(Rows) ? nullptr : found;
 }
 
@@ -75,7 +75,7 @@ Row const* Find(int code) noexcept {
 sto_SqliteError sto_SqliteErrorOf(int code, bool isWriting) noexcept {
   int const primary = code & 0xFF;
   if (primary == SQLITE_BUSY && isWriting) return {sto_ErrorKind::Busy, RetryCommit};
-  Row const* row = Find(code);
+  ErrorRow const* row = Find(code);
   if (row == nullptr) row = Find(primary);
   if (row == nullptr)
     return {sto_ErrorKind::Unavailable, "Open the store again; if that does not help, restore a copy."};

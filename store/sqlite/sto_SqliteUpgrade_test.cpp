@@ -298,7 +298,7 @@ TEST_F(StoreUpgrade, FailureOfTheSystemLeavesTheOldStore) {
   fs::copy_file(Path(), Path("old"));
   for (Fault const fault : {Fault::IoError, Fault::Full}) {
     int failures = 0;
-    for (int step = 1;; step += step < 20 ? 1 : 7) {
+    for (int step = 1;; step += step < 20 ? 1 : 7 * SweepStride) {
       SCOPED_TRACE(step);
       fs::copy_file(Path("old"), Path(), fs::copy_options::overwrite_existing);
       bool hasFailed = false;
@@ -331,7 +331,7 @@ TEST_F(StoreUpgrade, KillLeavesTheOldStoreOrTheNewOne) {
   Make(3);
   fs::copy_file(Path(), Path("old"));
   int kills = 0;
-  for (int step = 1;; step += step < 20 ? 1 : 11) {
+  for (int step = 1;; step += step < 20 ? 1 : 11 * SweepStride) {
     SCOPED_TRACE(step);
     fs::copy_file(Path("old"), Path(), fs::copy_options::overwrite_existing);
     int const result = RunStoreChild([&] {
@@ -363,7 +363,7 @@ TEST_F(StoreUpgrade, KillLeavesTheOldStoreOrTheNewOne) {
 
 TEST_F(StoreUpgrade, FailedAllocationLeavesTheOldStoreOrTheNewOne) {
   // There are thousands, and most are of the same few places.
-  int const stride = TestsAllSeeds() ? 1 : 11;
+  int const stride = TestsAllSeeds() ? 1 : 11 * SweepStride;
   CopyGolden("format-1.kvs");
   for (bool const inSqlite : {false, true}) {
     int failures = 0;

@@ -45,7 +45,7 @@ while IFS= read -r header; do
   instead="$(sed -n 's/^#error .* include <\([^>]*\)>.*/\1/p' "$include/$header")"
   for before in "" "#include <$instead>"; do
     printf '%s\n#include <%s>\n' "$before" "$header" |
-      "$compiler" -std=c++20 -I "$include" -fsyntax-only -x c++ - 2>"$work/refusal" &&
+      "$compiler" -std=c++20 -I "$include" -E -o /dev/null -x c++ - 2>"$work/refusal" &&
       fail "<$header> lets itself be included after '$before'"
     grep -q -F "<$header> is an inner header: include <$instead>" "$work/refusal" || {
       cat "$work/refusal" >&2
@@ -57,7 +57,7 @@ done <"$work/inner"
 # Without run-time type information a header says what is missing, first of all.
 grep -v '^platform/' "$public" | grep -E '/(cls_ReadVisitor|cls_ClassRegistrar|nex_initialize|sto_Store)\.h$' |
   while IFS= read -r header; do
-    compile "$header" "$work/rtti" -fno-rtti && fail "<kvlpersist/$header> compiles with -fno-rtti"
+    compile "$header" "$work/rtti" -fno-rtti -E -o /dev/null && fail "<kvlpersist/$header> compiles with -fno-rtti"
     grep -m 1 'error:' "$work/rtti.log" | grep -q -F 'KVLpersist needs run-time type information' || {
       cat "$work/rtti.log" >&2
       fail "<kvlpersist/$header> does not say that it needs run-time type information"

@@ -123,8 +123,8 @@ class ContractTest : public testing::TestWithParam<ContractSetting> {
 /// end may leave out what ContractAbilities says, so such a test has nothing to test on it; a failure would
 /// hide those that count. The program prints how many were skipped for which ability. The store has all.
 #define CONTRACT_NEEDS(ability)                                                                              \
-  /* A skip and no failure: a back end of others may leave the ability out, and only they know. */           \
-  if (!Can().ability) GTEST_SKIP() << "the back end under test says that it lacks " #ability
+  if (!Can().ability)                                                                                        \
+  GTEST_SKIP() /* back ends may leave it out */ << "the back end under test says that it lacks " #ability
 
 /// Expects `act` to raise an exception of the nex_ family, of the given kind if the back end under test tells
 /// it apart; returns its text. Anything else fails the test.

@@ -36,8 +36,53 @@ class Probe {
   int m_Depth = 0;
 };
 
-/// The members of both classes. `act` is called with each, and its name.
-struct Members {
+namespace described {
+
+class Station {
+ public:
+  KVL_PERSISTED(Station, 0x7A0002, "Station", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Bool));
+    field(KVL_F(m_Char));
+    field(KVL_F(m_Schar));
+    field(KVL_F(m_Uchar));
+    field(KVL_F(m_Short));
+    field(KVL_F(m_Ushort));
+    field(KVL_F(m_Int));
+    field(KVL_F(m_Uint));
+    field(KVL_F(m_Long));
+    field(KVL_F(m_Ulong));
+    field(KVL_F(m_Int64));
+    field(KVL_F(m_Ulonglong));
+    field(KVL_F(m_Float));
+    field(KVL_F(m_Double));
+    field(KVL_F(m_Char16));
+    field(KVL_F(m_Level));
+    field(KVL_F(m_String));
+    field(KVL_F(m_Cow));
+    field(KVL_F(m_Atr));
+    field(KVL_F(m_Some));
+    field(KVL_F(m_None));
+    field(KVL_F(m_Delay));
+    field(KVL_F(m_Path));
+    field(KVL_F(m_Owned));
+    field(KVL_F(m_Shared));
+    field(KVL_F(m_Null));
+    field(KVL_F(m_Weak));
+    field(KVL_F(m_Held));
+    field(KVL_F(m_Wrapper));
+    field(KVL_F(m_Array));
+    field(KVL_F(m_Doubles));
+    field(KVL_F(m_Bools));
+    field(KVL_F(m_Wide));
+    field(KVL_F(m_Bytes));
+    field(KVL_F(m_Levels));
+    field(KVL_F(m_Names));
+    field(KVL_F(m_Complex));
+    field(KVL_F(m_Times));
+    field(KVL_F(m_Paths));
+  }
+
   bool m_Bool = true;
   char m_Char = '\x80';
   signed char m_Schar = -128;
@@ -78,8 +123,8 @@ struct Members {
   std::vector<std::chrono::seconds> m_Times{std::chrono::seconds(1LL << 40)};
   std::vector<std::filesystem::path> m_Paths{"x/y"};
 
-  Members() = default;
-  ~Members() {
+  Station() = default;
+  ~Station() {
     m_Array.Release();
     m_Array.DropBlocks();
   }
@@ -128,9 +173,12 @@ struct Members {
   }
 };
 
+} // namespace described
+
 namespace byHand {
 
-class Station : public Members {
+/// Has the members of the other one, and does with them what a class by hand does.
+class Station : public described::Station {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x7A0002; }
   Station() = default;
@@ -164,7 +212,7 @@ class Station : public Members {
       metadata.AddAttribute(cls_FieldHandle(number++, name), kvl::AttributeOf<Value>, 1,
                             kvl::CollectionOf<Value>);
     };
-    Members const members;
+    described::Station const members;
     ForEachValue(members, declare);
     ForEachList(members, declare);
     registrar.NotesOf(TypeId(), 1)
@@ -181,100 +229,6 @@ class Station : public Members {
 
 } // namespace byHand
 
-namespace described {
-
-class Station {
- public:
-  KVL_PERSISTED(Station, 0x7A0002, "Station", 1)
-  static constexpr void Describe(auto& field) {
-    field(KVL_F(m_Bool));
-    field(KVL_F(m_Char));
-    field(KVL_F(m_Schar));
-    field(KVL_F(m_Uchar));
-    field(KVL_F(m_Short));
-    field(KVL_F(m_Ushort));
-    field(KVL_F(m_Int));
-    field(KVL_F(m_Uint));
-    field(KVL_F(m_Long));
-    field(KVL_F(m_Ulong));
-    field(KVL_F(m_Int64));
-    field(KVL_F(m_Ulonglong));
-    field(KVL_F(m_Float));
-    field(KVL_F(m_Double));
-    field(KVL_F(m_Char16));
-    field(KVL_F(m_Level));
-    field(KVL_F(m_String));
-    field(KVL_F(m_Cow));
-    field(KVL_F(m_Atr));
-    field(KVL_F(m_Some));
-    field(KVL_F(m_None));
-    field(KVL_F(m_Delay));
-    field(KVL_F(m_Path));
-    field(KVL_F(m_Owned));
-    field(KVL_F(m_Shared));
-    field(KVL_F(m_Null));
-    field(KVL_F(m_Weak));
-    field(KVL_F(m_Held));
-    field(KVL_F(m_Wrapper));
-    field(KVL_F(m_Array));
-    field(KVL_F(m_Doubles));
-    field(KVL_F(m_Bools));
-    field(KVL_F(m_Wide));
-    field(KVL_F(m_Bytes));
-    field(KVL_F(m_Levels));
-    field(KVL_F(m_Names));
-    field(KVL_F(m_Complex));
-    field(KVL_F(m_Times));
-    field(KVL_F(m_Paths));
-  }
-  Station() = default;
-  ~Station() {
-    m_Array.Release();
-    m_Array.DropBlocks();
-  }
-  bool m_Bool = true;
-  char m_Char = '\x80';
-  signed char m_Schar = -128;
-  unsigned char m_Uchar = 255;
-  short m_Short = -32768;
-  unsigned short m_Ushort = 65535;
-  int m_Int = std::numeric_limits<int>::min();
-  unsigned int m_Uint = 0xFFFFFFFFU;
-  long m_Long = std::numeric_limits<long>::min();
-  unsigned long m_Ulong = ~0UL;
-  std::int64_t m_Int64 = std::numeric_limits<std::int64_t>::max();
-  unsigned long long m_Ulonglong = ~0ULL;
-  float m_Float = std::numeric_limits<float>::lowest();
-  double m_Double = std::numeric_limits<double>::denorm_min();
-  char16_t m_Char16 = u'\uFFFF';
-  Level m_Level = Level::High;
-  std::string m_String = "text";
-  cow_String m_Cow = "cow"_cow;
-  atr_String m_Atr = atr_String("atr"_cow);
-  std::optional<std::int64_t> m_Some = 0;
-  std::optional<std::string> m_None;
-  std::chrono::milliseconds m_Delay{-5};
-  std::filesystem::path m_Path = "a/b";
-  std::unique_ptr<Probe> m_Owned = std::make_unique<Probe>(1);
-  std::shared_ptr<Probe> m_Shared = std::make_shared<Probe>(2);
-  std::shared_ptr<Probe> m_Null;
-  std::weak_ptr<Probe> m_Weak = m_Shared;
-  Probe m_Held{3};
-  cls_xp1DArrayListDouble m_Wrapper;
-  cls_ArrayPrimInt m_Array;
-  std::vector<double> m_Doubles{1, -2.5};
-  std::vector<bool> m_Bools{true, false};
-  std::vector<std::int64_t> m_Wide{std::numeric_limits<std::int64_t>::min(), 7};
-  std::vector<unsigned char> m_Bytes{0, 255};
-  std::vector<Level> m_Levels{Level::Low, Level::High};
-  std::vector<std::string> m_Names{"", "b"};
-  std::vector<std::complex<double>> m_Complex{{1, -2}};
-  std::vector<std::chrono::seconds> m_Times{std::chrono::seconds(1LL << 40)};
-  std::vector<std::filesystem::path> m_Paths{"x/y"};
-};
-
-} // namespace described
-
 /// A station whose wrapper and array have elements, with pointers or without.
 template <class Station> std::unique_ptr<Station> MakeStation(bool hasPointers = true) {
   auto station = std::make_unique<Station>();
@@ -287,7 +241,7 @@ template <class Station> std::unique_ptr<Station> MakeStation(bool hasPointers =
 }
 
 template <class Station> void ExpectStation(Station const& station) {
-  Members const expected;
+  described::Station const expected;
   EXPECT_TRUE(station.m_Bool);
   EXPECT_EQ(station.m_Char, expected.m_Char);
   EXPECT_EQ(station.m_Schar, expected.m_Schar);

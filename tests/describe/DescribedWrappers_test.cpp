@@ -33,8 +33,44 @@ template <class Object> void FreeArraysOf(Object& object) {
        object.m_StringHistory, object.m_Field, object.m_FloatField);
 }
 
-/// The members of both classes.
-struct Wrapped {
+namespace described {
+
+class Wrapping {
+ public:
+  KVL_PERSISTED(Wrapping, 0x790001, "Wrapping", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Fixed));
+    field(KVL_F(m_Connectivity));
+    field(KVL_F(m_Doubles));
+    field(KVL_F(m_Floats));
+    field(KVL_F(m_Ints));
+    field(KVL_F(m_Uints));
+    field(KVL_F(m_Strings));
+    field(KVL_F(m_FloatList));
+    field(KVL_F(m_IntList));
+    field(KVL_F(m_StringList));
+    field(KVL_F(m_DoubleTable));
+    field(KVL_F(m_FloatTable));
+    field(KVL_F(m_IntTable));
+    field(KVL_F(m_FloatMap));
+    field(KVL_F(m_StringMap));
+    field(KVL_F(m_UintTree));
+    field(KVL_F(m_ListMap));
+    field(KVL_F(m_Text));
+    field(KVL_F(m_TrText));
+    field(KVL_F(m_History), kvl::Unit("K"));
+    field(KVL_F(m_IntHistory));
+    field(KVL_F(m_FloatHistory));
+    field(KVL_F(m_BoolHistory));
+    field(KVL_F(m_StringHistory));
+    field(KVL_F(m_Field));
+    field(KVL_F(m_FloatField));
+    field(KVL_F(m_Log));
+    field(KVL_F(m_FloatLog));
+  }
+  Wrapping() = default;
+  ~Wrapping() { FreeArraysOf(*this); }
+
   cls_xp1DArrayDouble m_Fixed;
   cls_xp1DArrayInt m_Connectivity;
   cls_xp1DArrayListDouble m_Doubles;
@@ -65,13 +101,15 @@ struct Wrapped {
   cls_SimpleArrayPrimFloat m_FloatLog{8};
 };
 
+} // namespace described
+
 namespace byHand {
 
-class Wrapping : public Wrapped {
+/// Has the members of the other one, and does with them what a class by hand does.
+class Wrapping : public described::Wrapping {
  public:
   static constexpr unsigned int TypeId() noexcept { return 0x790001; }
   Wrapping() = default;
-  ~Wrapping() { FreeArraysOf(*this); }
   explicit Wrapping(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
     m_Doubles = cls_xp1DArrayListDouble(cls_ReadVisitor(visitor, Field(2)), nullptr);
     m_ListMap = FloatLists(cls_ReadVisitor(visitor, Field(16)));
@@ -172,76 +210,6 @@ class Wrapping : public Wrapped {
 };
 
 } // namespace byHand
-
-namespace described {
-
-class Wrapping {
- public:
-  KVL_PERSISTED(Wrapping, 0x790001, "Wrapping", 1)
-  static constexpr void Describe(auto& field) {
-    field(KVL_F(m_Fixed));
-    field(KVL_F(m_Connectivity));
-    field(KVL_F(m_Doubles));
-    field(KVL_F(m_Floats));
-    field(KVL_F(m_Ints));
-    field(KVL_F(m_Uints));
-    field(KVL_F(m_Strings));
-    field(KVL_F(m_FloatList));
-    field(KVL_F(m_IntList));
-    field(KVL_F(m_StringList));
-    field(KVL_F(m_DoubleTable));
-    field(KVL_F(m_FloatTable));
-    field(KVL_F(m_IntTable));
-    field(KVL_F(m_FloatMap));
-    field(KVL_F(m_StringMap));
-    field(KVL_F(m_UintTree));
-    field(KVL_F(m_ListMap));
-    field(KVL_F(m_Text));
-    field(KVL_F(m_TrText));
-    field(KVL_F(m_History), kvl::Unit("K"));
-    field(KVL_F(m_IntHistory));
-    field(KVL_F(m_FloatHistory));
-    field(KVL_F(m_BoolHistory));
-    field(KVL_F(m_StringHistory));
-    field(KVL_F(m_Field));
-    field(KVL_F(m_FloatField));
-    field(KVL_F(m_Log));
-    field(KVL_F(m_FloatLog));
-  }
-  Wrapping() = default;
-  ~Wrapping() { FreeArraysOf(*this); }
-
-  cls_xp1DArrayDouble m_Fixed;
-  cls_xp1DArrayInt m_Connectivity;
-  cls_xp1DArrayListDouble m_Doubles;
-  cls_xp1DArrayListFloat m_Floats;
-  cls_xp1DArrayListInt m_Ints;
-  cls_xp1DArrayListUint m_Uints;
-  cls_xp1DArrayListString m_Strings;
-  cls_xpListFloat m_FloatList;
-  cls_xpListInt m_IntList;
-  cls_xpListString m_StringList;
-  cls_xp2DArrayDouble m_DoubleTable{0, 0};
-  cls_xp2DArrayFloat m_FloatTable{0, 0};
-  cls_xp2DArrayInt m_IntTable{0, 0};
-  cls_xpMapString2Float m_FloatMap;
-  cls_xpMapString2String m_StringMap;
-  cls_xpBtreeString2Uint m_UintTree;
-  FloatLists m_ListMap;
-  cls_xpString m_Text{""_cow};
-  cls_xpTrString m_TrText{atr_String()};
-  cls_ArrayPrimDouble m_History;
-  cls_ArrayPrimInt m_IntHistory;
-  cls_ArrayPrimFloat m_FloatHistory;
-  cls_ArrayPrimBool m_BoolHistory;
-  cls_ArrayPrimString m_StringHistory;
-  cls_2dArrayPrimDouble m_Field = OfColumns(3);
-  cls_2dArrayPrimFloat m_FloatField;
-  cls_SimpleArrayPrimInt m_Log{8};
-  cls_SimpleArrayPrimFloat m_FloatLog{8};
-};
-
-} // namespace described
 
 constexpr int Long = 5000; // elements of an array of several blocks
 
