@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "metadata/cls_ClassMetadata.h"
+#include "persist/backend/cls_MoreLists.h"
 #include "persist/backend/cls_TypedMementoRead.h"
 
 namespace {
@@ -11,7 +12,7 @@ using Received = cls_Received<cls_MementoRead>;
 
 /// A part that the stored object does not have. Reads as the absent part at its end, except that the part below it
 /// is one that is there.
-class AbsentPart : public cls_TypedMementoRead<AbsentPart> {
+class AbsentPart : public cls_TypedMementoRead<AbsentPart>, public cls_TypedReadsMoreLists<AbsentPart> {
  public:
   AbsentPart(Received absent, Received below) : m_Absent(std::move(absent)), m_Below(std::move(below)) {}
 
@@ -40,7 +41,7 @@ class AbsentPart : public cls_TypedMementoRead<AbsentPart> {
   }
 
   template <class T> T ReadScalar(cls_FieldHandle const&, T const& defaultValue) { return defaultValue; }
-  template <class T> cls_ReadListPrim<T>* MakeListOf(T* tag) { return m_Absent->MakeReadListPrim(tag); }
+  template <class T> cls_ReadListPrim<T>* MakeListOf(T*) { return cls_MakeReadList<T>(*m_Absent); }
   template <class K, class T> cls_ReadMapOf<K, T>* MakeMapOf(T* tag) {
     if constexpr (std::is_same_v<K, int>)
       return m_Absent->MakeReadMapInt2Prim(tag);

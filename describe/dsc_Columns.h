@@ -37,82 +37,19 @@ concept dsc_HasColumn = !requires {
   typename dsc_Column<T>::IsUnknown;
 };
 
-/// std::complex, known by what it can do.
-template <class T>
-concept dsc_IsComplex = requires(T const& value) {
-  requires std::is_same_v<typename T::value_type, float> || std::is_same_v<typename T::value_type, double>;
-  { value.real() } -> std::same_as<typename T::value_type>;
-  { value.imag() } -> std::same_as<typename T::value_type>;
-};
-
-/// How a value of a fixed number of numbers is a row of a list.
-template <class T> struct dsc_Row { static constexpr int Width = 0; };
-template <class T>
-requires dsc_IsElement<T>
-struct dsc_Row<T> {
-  static constexpr int Width = 1;
-  using Plain = typename dsc_PlainElement<T>::Type;
-  static void Write(T const& value, Plain* row) { *row = dsc_ToPlain<Plain>(value); }
-  static void Read(Plain const* row, T& value, dsc_Where const& where) {
-    value = dsc_FromPlain<T>(*row, where);
-  }
-};
-/// 64-bit integers: the low half, then the high half.
-template <class T>
-requires dsc_IsInteger<T> &&(sizeof(T) == 8) struct dsc_Row<T> {
-  static constexpr int Width = 2;
-  using Plain = unsigned int;
-  static void Write(T const& value, Plain* row) {
-    auto const bits = static_cast<unsigned long long>(value);
-    row[0] = static_cast<Plain>(bits);
-    row[1] = static_cast<Plain>(bits >> 32);
-  }
-  static void Read(Plain const* row, T& value, dsc_Where const&) {
-    value = static_cast<T>(static_cast<unsigned long long>(row[1]) << 32 | row[0]);
-  }
-};
-/// What is stored as one of these.
-template <dsc_IsLike T>
-requires(!dsc_IsElement<T>) struct dsc_Row<T> {
-  using Like = dsc_Row<typename dsc_Like<T>::Type>;
-  static constexpr int Width = Like::Width;
-  using Plain = typename Like::Plain;
-  static void Write(T const& value, Plain* row) { Like::Write(dsc_Like<T>::To(value), row); }
-  static void Read(Plain const* row, T& value, dsc_Where const& where) {
-    typename dsc_Like<T>::Type stored{};
-    Like::Read(row, stored, where);
-    value = dsc_FromPlain<T>(stored, where);
-  }
-};
-/// Complex numbers: the real part, then the imaginary part.
-template <dsc_IsComplex T> struct dsc_Row<T> {
-  static constexpr int Width = 2;
-  using Plain = typename T::value_type;
-  static void Write(T const& value, Plain* row) {
-    row[0] = value.real();
-    row[1] = value.imag();
-  }
-  static void Read(Plain const* row, T& value, dsc_Where const&) { value = T(row[0], row[1]); }
-};
-
-template <class T>
-concept dsc_IsRow = dsc_Row<T>::Width >
-0;
-
 /// The cursor over a list that a field holds, with rows of `RowWidth` elements. Raises nex_TextException for a list that has too few or too many
 /// elements for the values that are read from it, or other rows.
 template <class Name, class Plain, int RowWidth> class dsc_ColumnCursor {
  public:
   dsc_ColumnCursor(dsc_In const& in, dsc_Place at)
-      : m_In(in), m_Stored(in, at, Name::Handle(at.m_Number)), m_Cursor(Make(*m_Stored.Memento())) {
+      : m_In(in), m_Stored(in, at, Name::Handle(at.m_Number)),
+        m_Cursor(dsc_ListCursor<Plain>(*m_Stored.Memento(), Name::Handle(at.m_Number))) {
     dsc_CheckRows<Name>(in, *m_Cursor, RowWidth);
   }
 
-  void Next(Plain* row, int width) {
-    for (int i = 0; i < width; ++i) {
-      if (m_Cursor->More() == 0) RaiseLength();
-      row[i] = m_Cursor->Next();
-    }
+  [[nodiscard]] Plain Next() {
+    if (m_Cursor->More() == 0) RaiseLength();
+    return m_Cursor->Next();
   }
   void CheckEnd() {
     if (m_Cursor->More() != 0) RaiseLength();
@@ -120,10 +57,6 @@ template <class Name, class Plain, int RowWidth> class dsc_ColumnCursor {
   [[nodiscard]] long long Count() { return m_Cursor->Count(); }
 
  private:
-  [[nodiscard]] static cls_ReadListPrim<Plain>* Make(cls_MementoRead& memento) {
-    Plain tag{};
-    return memento.MakeReadListPrim(&tag);
-  }
   [[noreturn]] void RaiseLength() const {
     dsc_Raise(m_In.m_Class, Name::View(), "the stored list has another length than the lists beside it.");
   }
@@ -135,38 +68,29 @@ template <class Name, class Plain, int RowWidth> class dsc_ColumnCursor {
 
 /// Numbers, texts and the like: one list. `RowWidth`: how many there are in each value of the list whose column this
 /// is; the list notes it.
-template <dsc_IsRow T> struct dsc_Column<T> {
+template <dsc_IsElement T> struct dsc_Column<T> {
   static constexpr int Fields = 1;
   static constexpr int Collections = 1;
-  using Row = dsc_Row<T>;
-  using Plain = typename Row::Plain;
+  using Plain = typename dsc_PlainElement<T>::Type;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
     dsc_ForValue<T>(to).template Add<Name>(at, dsc_AttributeType<Plain>, dsc_ListCode<Plain>);
   }
-  template <class Name, int RowWidth = Row::Width, class ForEach>
+  template <class Name, int RowWidth = 1, class ForEach>
   static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
     dsc_WriteList<Name, Plain>(out, at, nullptr, RowWidth, [&](cls_WriteListPrim<Plain>& builder) {
-      forEach([&builder](T const& value) {
-        Plain row[Row::Width]{};
-        Row::Write(value, row);
-        for (Plain const& plain : row) builder.Append(plain);
-      });
+      forEach([&builder](T const& value) { builder.Append(dsc_ToPlain<Plain>(value)); });
     });
   }
-  template <class Name, int RowWidth = Row::Width, class ForEach>
+  template <class Name, int RowWidth = 1, class ForEach>
   static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
     dsc_ColumnCursor<Name, Plain, RowWidth> cursor(in, at);
-    forEach([&, where = in.Where<Name>()](T& value) {
-      Plain row[Row::Width]{};
-      cursor.Next(row, Row::Width);
-      Row::Read(row, value, where);
-    });
+    forEach([&, where = in.Where<Name>()](T& value) { value = dsc_FromPlain<T>(cursor.Next(), where); });
     cursor.CheckEnd();
   }
-  template <class Name, int RowWidth = Row::Width> static long long Count(dsc_In const& in, dsc_Place at) {
+  template <class Name, int RowWidth = 1> static long long Count(dsc_In const& in, dsc_Place at) {
     if (in.m_Visitor.DataIsPresent(Name::Handle(at.m_Number)) == 0) return -1;
-    return dsc_ColumnCursor<Name, Plain, RowWidth>(in, {at.m_Number, dsc_NoCollection}).Count() / Row::Width;
+    return dsc_ColumnCursor<Name, Plain, RowWidth>(in, {at.m_Number, dsc_NoCollection}).Count();
   }
 };
 
@@ -203,9 +127,9 @@ concept dsc_IsAnyArray = requires {
 template <class T>
 concept dsc_IsArray = dsc_IsAnyArray<T> &&(std::tuple_size<T>::value != 0);
 
-/// How many numbers or texts a value of a fixed number of them has: a row, an array of rows, an array of those ...;
-/// 0 for other types.
-template <class T> inline constexpr int dsc_RowWidth = dsc_Row<T>::Width;
+/// How many numbers or texts a value of a fixed number of them has: one, an array of them, an array of those ...; 0 for
+/// other types.
+template <class T> inline constexpr int dsc_RowWidth = dsc_IsElement<T> ? 1 : 0;
 template <dsc_IsArray T>
 inline constexpr int
     dsc_RowWidth<T> = static_cast<int>(std::tuple_size<T>::value) * dsc_RowWidth<typename T::value_type>;
@@ -218,8 +142,8 @@ template <class Column> struct dsc_CountedColumn {
                 "a list of values that store nothing cannot be stored: how many there are would be lost");
 };
 
-/// Arrays of type T, with elements of type ElementType: those of one after those of the other. Where these are rows, an
-/// array is one row.
+/// Arrays of type T, with elements of type ElementType: those of one after those of the other. Where the list has an
+/// element for each of these, an array is one row.
 template <class T, class ElementType, std::size_t Length> struct dsc_ArrayColumn {
   using Element = dsc_Column<ElementType>;
   static constexpr int Fields = Element::Fields;

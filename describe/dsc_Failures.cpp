@@ -29,6 +29,11 @@ void dsc_RaiseRows(char const* className, std::string_view field, int stored, in
                 std::to_string(asked) + ".");
 }
 
+void dsc_RaiseNoList(cls_FieldHandle const& field) {
+  dsc_Raise("", field.Name().View(),
+            "this back end has no lists of bytes, of integers of 16 or 64 bits, or of complex numbers.");
+}
+
 void dsc_RaiseUnsaved(char const* className, std::string_view field, std::string_view value) {
   dsc_Raise(className, field,
             "the value " + std::string(value) + " is none that it may have. It is not saved.");

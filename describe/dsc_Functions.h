@@ -38,10 +38,10 @@
 // Reading: what is absent stays as it is; a std::optional becomes empty, a pointer null. Thread rule and errors: those of
 // the visitor; nex_TextException for a stored number that does not fit its type, and for a list that is too long.
 
-/// A sequence that is one list of the format: each element is a row of it.
+/// A sequence that is one list of the format.
 template <class T>
 concept dsc_IsPlainSequence =
-    !dsc_IsScalar<T> && dsc_IsRow<std::remove_cv_t<typename T::value_type>> && requires(T const& values) {
+    !dsc_IsScalar<T> && dsc_IsElement<std::remove_cv_t<typename T::value_type>> && requires(T const& values) {
   values.begin() != values.end();
   values.size();
 };
@@ -81,7 +81,7 @@ struct dsc_DeclaredAs<T> {
   static constexpr cls_CollectionType Collection = dsc_Stored<T>::Collection;
 };
 template <dsc_IsPlainSequence T> struct dsc_DeclaredAs<T> {
-  using Plain = typename dsc_Row<std::remove_cv_t<typename T::value_type>>::Plain;
+  using Plain = typename dsc_PlainElement<std::remove_cv_t<typename T::value_type>>::Type;
   static constexpr cls_AttributeType Attribute = dsc_AttributeType<Plain>;
   static constexpr cls_CollectionType Collection = dsc_ListCode<Plain>;
 };
@@ -148,12 +148,11 @@ template <dsc_IsPlainSequence T>
 void dsc_WriteValues(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const& values,
                      cls_Uid const& uid) {
   using Element = std::remove_cv_t<typename T::value_type>;
-  using Row = dsc_Row<Element>;
-  using Plain = typename Row::Plain;
+  using Plain = typename dsc_PlainElement<Element>::Type;
   constexpr bool IsRun = std::is_same_v<Element, Plain> && !std::is_same_v<Plain, bool> && requires {
     { values.data() } -> std::convertible_to<Plain const*>;
   };
-  if (values.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()) / Row::Width)
+  if (values.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
     dsc_Raise("", field.Name().View(), "a list has at most 2147483647 elements.");
   void const* address = &values;
   if constexpr (dsc_IsSpan<T>) address = values.data(); // that of what it shows
@@ -161,26 +160,20 @@ void dsc_WriteValues(cls_WriteVisitor const& visitor, cls_FieldHandle const& fie
     if constexpr (IsRun) {
       if (!values.empty()) builder.AppendRun(static_cast<int>(values.size()), values.data());
     } else {
-      for (Element const& value : values) {
-        Plain row[Row::Width]{};
-        Row::Write(value, row);
-        for (Plain const& plain : row) builder.Append(plain);
-      }
+      for (Element const& value : values) builder.Append(dsc_ToPlain<Plain>(value));
     }
   };
-  dsc_WriteList<Plain>(visitor, field, uid, address, Row::Width, appendAll);
+  dsc_WriteList<Plain>(visitor, field, uid, address, 1, appendAll);
 }
 
-template <dsc_IsRow T, class Uid>
+template <dsc_IsElement T, class Uid>
 void dsc_ReadValues(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, std::vector<T>& values,
                     Uid& uid) {
-  using Row = dsc_Row<T>;
-  using Plain = typename Row::Plain;
+  using Plain = typename dsc_PlainElement<T>::Type;
   if (visitor.DataIsPresent(field) == 0) return;
   cls_ReadVisitor const list(visitor, field);
   uid = list.GetUid();
-  Plain tag{};
-  cls_Received<cls_ReadListPrim<Plain>> const cursor(list.Memento()->MakeReadListPrim(&tag));
+  auto const cursor = dsc_ListCursor<Plain>(*list.Memento(), field);
   auto const count = static_cast<std::size_t>(cursor->Count());
   values.clear();
   if constexpr (std::is_same_v<T, Plain> && !std::is_same_v<T, bool>) {
@@ -188,17 +181,8 @@ void dsc_ReadValues(cls_ReadVisitor const& visitor, cls_FieldHandle const& field
     if (count != 0) cursor->NextRun(static_cast<int>(count), values.data());
   } else {
     dsc_Where const where{"", field.Name().View()};
-    values.reserve(count / Row::Width);
-    while (cursor->More() != 0) {
-      Plain row[Row::Width]{};
-      for (Plain& plain : row) {
-        if (cursor->More() == 0) dsc_Raise("", where.m_Field, "the stored list ends within a value.");
-        plain = cursor->Next();
-      }
-      T value{};
-      Row::Read(row, value, where);
-      values.push_back(std::move(value));
-    }
+    values.reserve(count);
+    while (cursor->More() != 0) values.push_back(dsc_FromPlain<T>(cursor->Next(), where));
   }
 }
 
@@ -245,7 +229,7 @@ template <class T, class Uid>
 requires std::is_assignable_v<Uid&, cls_Uid const&>
 void Read(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, std::vector<T>& values, Uid& uid) {
   dsc_CheckPlainSequence<std::vector<T>>();
-  if constexpr (dsc_IsRow<T>) dsc_ReadValues(visitor, field, values, uid);
+  if constexpr (dsc_IsElement<T>) dsc_ReadValues(visitor, field, values, uid);
 }
 
 } // namespace kvl

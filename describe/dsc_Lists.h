@@ -5,22 +5,26 @@
 #include "metadata/cls_CollectionType.h"
 #include "persist/backend/cls_CollectionTypeIds.h"
 #include "persist/backend/cls_DeleteWhenNeeded.h"
-#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_MoreLists.h"
 #include "persist/backend/cls_ReadObjects.h"
-#include "persist/backend/cls_WriteListPrim.h"
 #include "persist/backend/cls_WriteObjects.h"
 
 // Members that are sequences or sets: std::vector, std::deque, std::list, std::set and whatever else has their
 // operations. Scalars make a list of them, objects a list of objects.
 
-/// What a list or a map has for an element of type T: bool, int, unsigned int, float, double or cow_String;
-/// void for a type that it has nothing for.
+/// What a list has for an element of type T: bool, an integer, float, double, cls_Complex or cow_String; void for a type
+/// that it has nothing for.
 template <class T> struct dsc_PlainElement { using Type = void; };
-template <class T>
-requires dsc_IsInteger<T> &&(sizeof(T) <= 4) struct dsc_PlainElement<T> {
-  using Type = std::conditional_t<std::is_signed_v<T>, int, unsigned int>;
+template <dsc_IsInteger T> struct dsc_PlainElement<T> {
+  using Type = typename dsc_SizedInteger<sizeof(T), std::is_signed_v<T>>::Type;
+};
+template <dsc_IsInteger T>
+requires(sizeof(T) == 1 && std::is_unsigned_v<T>) struct dsc_PlainElement<T> {
+  using Type = unsigned char;
 };
 template <dsc_IsEnum T> struct dsc_PlainElement<T> { using Type = int; };
+template <> struct dsc_PlainElement<std::byte> { using Type = unsigned char; };
+template <dsc_IsComplex T> struct dsc_PlainElement<T> { using Type = cls_Complex<typename T::value_type>; };
 template <dsc_IsText T> struct dsc_PlainElement<T> { using Type = cow_String; };
 template <> struct dsc_PlainElement<bool> { using Type = bool; };
 template <> struct dsc_PlainElement<float> { using Type = float; };
@@ -43,7 +47,7 @@ concept dsc_IsSequence = !dsc_IsText<T> && !requires {
 };
 
 /// The collection type of a list of T: what cls_CollectionTypeFix makes of COLLECTION_LIST, without a call.
-template <class T> inline constexpr cls_CollectionType dsc_ListCode = COLLECTION_NONE;
+template <class T> inline constexpr cls_CollectionType dsc_ListCode = COLLECTION_LIST; // with the element's own
 template <> inline constexpr cls_CollectionType dsc_ListCode<bool> = COLLECTION_LIST_BOOL;
 template <> inline constexpr cls_CollectionType dsc_ListCode<double> = COLLECTION_LIST_DOUBLE;
 template <> inline constexpr cls_CollectionType dsc_ListCode<float> = COLLECTION_LIST_FLOAT;
@@ -61,8 +65,8 @@ void dsc_WriteList(cls_WriteVisitor const& parent, cls_FieldHandle const& field,
   visitor.StartWrite(cls_InternalListTypeId, uid);
   visitor.CheckCollectionType(dsc_ListCode<Plain>);
   if (visitor.Memento() == nullptr) return;
-  Plain const tag{};
-  cls_Received<cls_WriteListPrim<Plain>> const builder(visitor.Memento()->MakeWriteListPrim(&tag, width));
+  cls_Received<cls_WriteListPrim<Plain>> const builder(cls_MakeWriteList<Plain>(*visitor.Memento(), width));
+  if (builder == nullptr) dsc_RaiseNoList(field);
   appendAll(*builder);
 }
 template <class Name, class Plain, class AppendAll>
@@ -92,6 +96,15 @@ template <class Name, class Plain>
 void dsc_CheckRows(dsc_In const& in, cls_ReadListPrim<Plain>& cursor, int width) {
   int const stored = cursor.RowWidth();
   if (stored != width && cursor.Count() != 0) dsc_RaiseRows(in.m_Class, Name::View(), stored, width);
+}
+
+/// The cursor over a list that a field holds.
+template <class Plain>
+[[nodiscard]] cls_Received<cls_ReadListPrim<Plain>> dsc_ListCursor(cls_MementoRead& memento,
+                                                                   cls_FieldHandle const& field) {
+  cls_Received<cls_ReadListPrim<Plain>> cursor(cls_MakeReadList<Plain>(memento));
+  if (cursor == nullptr) dsc_RaiseNoList(field);
+  return cursor;
 }
 
 /// Passes each element of a stored list to `add`.
@@ -130,8 +143,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     cls_FieldHandle const field = Name::Handle(at.m_Number);
     dsc_StoredCollection const stored(in, at, field);
     if (stored.Memento() == nullptr) return;
-    Plain tag{};
-    cls_Received<cls_ReadListPrim<Plain>> const cursor(stored.Memento()->MakeReadListPrim(&tag));
+    auto const cursor = dsc_ListCursor<Plain>(*stored.Memento(), field);
     if (cursor->Count() == 0 && in.m_Visitor.DataIsPresent(field) == 0) return; // absent lists are empty
     dsc_CheckRows<Name>(in, *cursor, 1);
     container.clear();

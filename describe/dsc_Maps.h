@@ -33,9 +33,17 @@ template <dsc_IsLike T> struct dsc_PlainKey<T> {
 template <class T>
 concept dsc_IsKey = !std::is_void_v<typename dsc_PlainKey<T>::Type>;
 
-/// What a map has for a value; it has no bool.
-template <class T> struct dsc_PlainValue { using Type = typename dsc_PlainElement<T>::Type; };
-template <> struct dsc_PlainValue<bool> { using Type = void; };
+/// What a map has for a value: int, unsigned int, float, double or cow_String; void for a type that it has nothing for.
+template <class T> struct dsc_PlainValue { using Type = void; };
+template <class T>
+requires dsc_IsInteger<T> &&(sizeof(T) <= 4) struct dsc_PlainValue<T> {
+  using Type = std::conditional_t<std::is_signed_v<T>, int, unsigned int>;
+};
+template <dsc_IsEnum T> struct dsc_PlainValue<T> { using Type = int; };
+template <dsc_IsText T> struct dsc_PlainValue<T> { using Type = cow_String; };
+template <> struct dsc_PlainValue<float> { using Type = float; };
+template <> struct dsc_PlainValue<double> { using Type = double; };
+template <dsc_IsLike T> struct dsc_PlainValue<T> : dsc_PlainValue<typename dsc_Like<T>::Type> {};
 
 template <class T>
 concept dsc_IsMapValue = !std::is_void_v<typename dsc_PlainValue<T>::Type>;

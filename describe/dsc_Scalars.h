@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "describe/dsc_Stored.h"
+#include "persist/backend/cls_Complex.h"
 #include "platform/atr/atr_String.h"
 
 // Members that are one value: numbers, bool, enumerations, texts.
@@ -27,10 +28,11 @@ template <> struct dsc_SizedInteger<4, false> { using Type = unsigned int; };
 template <> struct dsc_SizedInteger<8, true> { using Type = long long; };
 template <> struct dsc_SizedInteger<8, false> { using Type = unsigned long long; };
 
-/// The attribute type of what a memento writes.
+/// The attribute type of what a memento, or a list, has.
 template <class T> inline constexpr cls_AttributeType dsc_AttributeType = ATTR_INT;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<bool> = ATTR_BOOL;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<signed char> = ATTR_SCHAR;
+template <> inline constexpr cls_AttributeType dsc_AttributeType<unsigned char> = ATTR_UCHAR;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<short> = ATTR_SHORT;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<unsigned short> = ATTR_USHORT;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<unsigned int> = ATTR_UINT;
@@ -38,6 +40,8 @@ template <> inline constexpr cls_AttributeType dsc_AttributeType<long long> = AT
 template <> inline constexpr cls_AttributeType dsc_AttributeType<unsigned long long> = ATTR_ULONGLONG;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<float> = ATTR_FLOAT;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<double> = ATTR_DOUBLE;
+template <> inline constexpr cls_AttributeType dsc_AttributeType<cls_Complex<float>> = ATTR_COMPLEX_FLOAT;
+template <> inline constexpr cls_AttributeType dsc_AttributeType<cls_Complex<double>> = ATTR_COMPLEX_DOUBLE;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<cow_String> = ATTR_STRING;
 template <> inline constexpr cls_AttributeType dsc_AttributeType<atr_String> = ATTR_TRSTRING;
 
@@ -80,6 +84,14 @@ template <class T> [[nodiscard]] dsc_Declaring dsc_ForValue(dsc_Declaring const&
     return to;
 }
 
+/// std::complex, known by what it can do.
+template <class T>
+concept dsc_IsComplex = requires(T const& value) {
+  requires std::is_same_v<typename T::value_type, float> || std::is_same_v<typename T::value_type, double>;
+  { value.real() } -> std::same_as<typename T::value_type>;
+  { value.imag() } -> std::same_as<typename T::value_type>;
+};
+
 template <class T>
 concept dsc_IsScalar = dsc_IsInteger<T> || dsc_IsEnum<T> || dsc_IsText<T> || std::is_same_v<T, bool> ||
     std::is_same_v<T, float> || std::is_same_v<T, double> || std::is_same_v<T, atr_String> || dsc_IsLike<T>;
@@ -90,6 +102,8 @@ template <class To, class T> [[nodiscard]] To dsc_ToPlain(T const& value) {
     return dsc_ToPlain<To>(dsc_Like<T>::To(value));
   else if constexpr (std::is_same_v<T, std::string>)
     return To(std::string_view(value));
+  else if constexpr (dsc_IsComplex<T>)
+    return To{value.real(), value.imag()};
   else if constexpr (std::is_same_v<T, To>)
     return value;
   else
@@ -121,6 +135,8 @@ template <class T, class From> [[nodiscard]] T dsc_FromPlain(From const& value, 
     return dsc_Like<T>::From(dsc_FromPlain<typename dsc_Like<T>::Value>(value, where));
   else if constexpr (std::is_same_v<T, std::string>)
     return std::string(value.View());
+  else if constexpr (dsc_IsComplex<T>)
+    return T(value.m_Real, value.m_Imaginary);
   else if constexpr (std::is_same_v<T, From>)
     return value;
   else

@@ -170,6 +170,9 @@ template <int CollectionCount> struct dsc_OneField {
 [[noreturn]] KVL_EXPORT void dsc_RaiseRows(char const* className, std::string_view field, int stored,
                                            int asked);
 
+/// Raises nex_TextException for a list of elements that the back end has no lists of.
+[[noreturn]] KVL_EXPORT void dsc_RaiseNoList(cls_FieldHandle const& field);
+
 /// The same for a member's value that must not be saved.
 [[noreturn]] KVL_EXPORT void dsc_RaiseUnsaved(char const* className, std::string_view field,
                                               std::string_view value);

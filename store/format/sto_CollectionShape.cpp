@@ -99,6 +99,7 @@ std::string sto_CollectionShape::Name() const {
 
 bool sto_ShapeFits(sto_CollectionShape const& shape, cls_AttributeMetadata const& declared) noexcept {
   if (!FitsCollectionType(shape, declared.m_CollectionType)) return false;
-  return (!shape.IsMap() && !shape.HoldsObjects()) ||
+  bool const hasCode = shape.m_ElementType <= sto_Format::LastOldElementType;
+  return (!shape.IsMap() && !shape.HoldsObjects() && hasCode) ||
          sto_TagFits(TagOf(shape.m_ElementType), declared.m_Type);
 }

@@ -28,7 +28,7 @@ struct sto_CollectionShape {
 };
 
 /// Whether an attribute with this declaration may hold the collection. A generic collection type takes every
-/// collection of its kind; a type that this library does not know takes any. For lists of numbers the element
-/// type is not compared: the list checks it itself against the collection type (CheckCollectionType).
+/// collection of its kind; a type that this library does not know takes any. For lists with a collection type of their
+/// own the element type is not compared: the list checks it itself against that (CheckCollectionType).
 [[nodiscard]] bool sto_ShapeFits(sto_CollectionShape const& shape,
                                  cls_AttributeMetadata const& declared) noexcept;

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <complex>
 #include <concepts>
 #include <string>
 #include <type_traits>
 
+#include "persist/backend/cls_Complex.h"
 #include "platform/cow/cow_String.h"
 #include "store/format/sto_Codec.h"
 #include "store/format/sto_Format.h"
@@ -47,17 +47,17 @@ template <> struct sto_ElementCodec<wchar_t>;
 template <> struct sto_ElementCodec<char16_t>;
 template <> struct sto_ElementCodec<char32_t>;
 
-template <class T> struct sto_ElementCodec<std::complex<T>> {
+template <class T> struct sto_ElementCodec<cls_Complex<T>> {
   static_assert(std::same_as<T, float> || std::same_as<T, double>);
   static constexpr sto_Format::ElementType ElementType =
       sizeof(T) == sizeof(float) ? sto_Format::ElementComplexFloat : sto_Format::ElementComplexDouble;
   static constexpr std::size_t MinBytes = 2 * sizeof(T);
 
-  static void Encode(sto_ByteWriter& writer, std::complex<T> const& element) {
-    writer.Number(element.real());
-    writer.Number(element.imag());
+  static void Encode(sto_ByteWriter& writer, cls_Complex<T> const& element) {
+    writer.Number(element.m_Real);
+    writer.Number(element.m_Imaginary);
   }
-  static std::complex<T> Decode(sto_ByteReader& reader) {
+  static cls_Complex<T> Decode(sto_ByteReader& reader) {
     T const real = reader.template Number<T>();
     return {real, reader.template Number<T>()};
   }

@@ -53,15 +53,15 @@ TEST(StoreElementCodec, FloatingAndComplexNumbersComeBack) {
   ComesBack<bool>(sto_Format::ElementBool, {false, true});
   ComesBack<float>(sto_Format::ElementFloat, {1.5F, -0.0F, INFINITY});
   ComesBack<double>(sto_Format::ElementDouble, {1.5, -0.0, -INFINITY});
-  ComesBack<std::complex<float>>(sto_Format::ElementComplexFloat, {{1.5F, -2.5F}, {0.0F, INFINITY}});
-  ComesBack<std::complex<double>>(sto_Format::ElementComplexDouble, {{1.5, -2.5}, {-INFINITY, 0.0}});
+  ComesBack<cls_Complex<float>>(sto_Format::ElementComplexFloat, {{1.5F, -2.5F}, {0.0F, INFINITY}});
+  ComesBack<cls_Complex<double>>(sto_Format::ElementComplexDouble, {{1.5, -2.5}, {-INFINITY, 0.0}});
 }
 
 TEST(StoreElementCodec, BytesAreThoseOfTheFormat) {
   sto_Bytes bytes;
   sto_ByteWriter writer(bytes);
   sto_ElementCodec<short>::Encode(writer, -2);
-  sto_ElementCodec<std::complex<float>>::Encode(writer, {1.0F, -2.0F});
+  sto_ElementCodec<cls_Complex<float>>::Encode(writer, {1.0F, -2.0F});
   sto_KeyCodec<long long>::Encode(writer, -2);
   sto_KeyCodec<unsigned long long>::Encode(writer, 300);
   constexpr int Expected[] = {0xFE, 0xFF, 0, 0, 0x80, 0x3F, 0, 0, 0, 0xC0, 3, 0xAC, 2};

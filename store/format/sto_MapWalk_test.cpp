@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <complex>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -75,14 +74,14 @@ TEST(StoreMapWalk, EntriesOfEachTypeComeBack) {
   ComesBack<cow_String, cow_String>({{cow_String("key"), cow_String("value")}});
   ComesBack<cow_String, bool>({{cow_String("key"), true}});
   ComesBack<int, signed char>({{1, -7}});
-  ComesBack<int, std::complex<float>>({{1, {1.5F, 2.5F}}});
+  ComesBack<int, cls_Complex<float>>({{1, {1.5F, 2.5F}}});
 }
 
 TEST(StoreMapWalk, KeysOf64BitsComeBackAtTheirLimits) {
   using Signed = std::numeric_limits<long long>;
   using Unsigned = std::numeric_limits<unsigned long long>;
   ComesBack<long long, short>({{Signed::min(), 1}, {-1, 2}, {0, 3}, {Signed::max(), 4}});
-  ComesBack<unsigned long long, std::complex<double>>({{0, {1, 2}}, {Unsigned::max(), {3, 4}}});
+  ComesBack<unsigned long long, cls_Complex<double>>({{0, {1, 2}}, {Unsigned::max(), {3, 4}}});
   ComesBack<std::int64_t, std::uint64_t>({{300, Unsigned::max()}});
 }
 

@@ -429,3 +429,4 @@ void sto_MementoRead::RaiseCollection(cls_CollectionType stored, cow_String cons
 }
 
 template class cls_TypedMementoRead<sto_MementoRead>;
+template class cls_TypedReadsMoreLists<sto_MementoRead>;

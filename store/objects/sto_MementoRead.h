@@ -4,6 +4,7 @@
 #include <new>
 #include <optional>
 
+#include "persist/backend/cls_MoreLists.h"
 #include "persist/backend/cls_StoredSigns.h"
 #include "persist/backend/cls_TypedMementoRead.h"
 #include "persist/pointers/cls_StoredObject.h"
@@ -19,6 +20,7 @@
 /// 32-bit types (signed, unsigned, enumeration) can be read as each other, bit by bit. Every other mismatch
 /// is WrongClass.
 class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>,
+                        public cls_TypedReadsMoreLists<sto_MementoRead>,
                         public cls_StoredObject,
                         public cls_StoredSigns {
  public:
@@ -109,6 +111,7 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>,
 
  private:
   friend cls_TypedMementoRead<sto_MementoRead>;
+  friend cls_TypedReadsMoreLists<sto_MementoRead>;
   template <class T> T ReadScalar(cls_FieldHandle const& field, T const& defaultValue);
   template <class T> cls_ReadListPrim<T>* MakeListOf(T* tag);
   template <class K, class T> cls_ReadMapOf<K, T>* MakeMapOf(T* tag);
@@ -180,3 +183,4 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>,
 };
 
 extern template class cls_TypedMementoRead<sto_MementoRead>;
+extern template class cls_TypedReadsMoreLists<sto_MementoRead>;

@@ -346,3 +346,4 @@ bool sto_MementoWrite::CopyBranch(cls_AgentProxy* proxy, cls_FieldHandle const& 
 }
 
 template class cls_TypedMementoWrite<sto_MementoWrite>;
+template class cls_TypedWritesMoreLists<sto_MementoWrite>;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include "persist/backend/cls_MoreLists.h"
 #include "persist/backend/cls_TypedMementoWrite.h"
 #include "store/objects/sto_RecordInProgress.h"
 
@@ -13,7 +14,9 @@
 /// holder holds that object. So the calls that bracket shared pointers do nothing here. For copy-on-write
 /// holders only identities count, too: holders of one payload share its identity, and values with identities
 /// of their own stay separate objects even while they share memory.
-class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>, public cls_WritesLater {
+class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>,
+                         public cls_TypedWritesMoreLists<sto_MementoWrite>,
+                         public cls_WritesLater {
  public:
   /// Writes part number `part` of `object`; the part is of class `inUse`.
   sto_MementoWrite(sto_RecordInProgressRef object, std::size_t part, sto_ClassInUse& inUse)
@@ -90,6 +93,7 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>, public 
 
  private:
   friend cls_TypedMementoWrite<sto_MementoWrite>;
+  friend cls_TypedWritesMoreLists<sto_MementoWrite>;
   template <class T> void WriteScalar(cls_FieldHandle const& field, T const& value);
   template <class T> cls_WriteListPrim<T>* MakeListOf(T const* tag, int width);
   template <class K, class T> cls_WriteMapOf<K, T>* MakeMapOf(T const* tag);
@@ -136,3 +140,4 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>, public 
 };
 
 extern template class cls_TypedMementoWrite<sto_MementoWrite>;
+extern template class cls_TypedWritesMoreLists<sto_MementoWrite>;
