@@ -8,6 +8,7 @@
 #include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_TypeNames.h"
 #include "store/objects/sto_AgentFactory.h"
+#include "store/objects/sto_IntegerListReader.h"
 #include "store/objects/sto_ListReader.h"
 #include "store/objects/sto_MapReader.h"
 #include "store/objects/sto_ObjectListReader.h"
@@ -339,6 +340,9 @@ template <class T> cls_ReadListPrim<T>* sto_MementoRead::MakeListOf(T*) {
   if (!m_Record->List())
     m_Session.Raise(sto_ErrorKind::WrongClass,
                     "There is no list of " + std::string(asked) + " in " + Describe() + ".");
+  if constexpr (std::integral<T> && !std::is_same_v<T, bool>)
+    if (sto_AreIntegersConverted(m_Record->List()->m_ElementType, sto_ElementCodec<T>::ElementType))
+      return new sto_IntegerListReader<T>(m_Session, Id(), m_Record);
   if (m_Record->List()->m_ElementType != sto_ElementCodec<T>::ElementType)
     m_Session.Raise(sto_ErrorKind::WrongClass, "The list of " + Describe() + " is stored as a list of " +
                                                    sto_ElementTypeName(m_Record->List()->m_ElementType) +

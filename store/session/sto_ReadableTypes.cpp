@@ -52,11 +52,27 @@ bool CollectionFits(cls_CollectionType stored, cls_CollectionType asked) noexcep
   return (IsGeneric(stored) || IsGeneric(asked)) && stored / 10 == asked / 10;
 }
 
+/// Whether a list whose code does not say the type of its elements, or is asked for by such a code, is read. Integers of
+/// all widths are read as each other.
+bool ElementsFit(cls_AttributeType stored, cls_AttributeType asked) noexcept {
+  if (stored == asked || !IsKnown(stored) || !IsKnown(asked)) return true;
+  Group const group = GroupOf(stored);
+  return group == GroupOf(asked) && (group == Group::Integer || group == Group::Object);
+}
+
+/// A list of objects is declared with the code of a list, too.
+bool IsObjectList(cls_AttributeType type, cls_CollectionType collection) noexcept {
+  return type == ATTR_OBJECT && (collection == COLLECTION_LIST || collection == COLLECTION_OBJ);
+}
+
 } // namespace
 
 bool sto_CanReadAs(cls_AttributeType stored, cls_CollectionType storedCollection, cls_AttributeType asked,
                    cls_CollectionType askedCollection) noexcept {
   if (storedCollection == COLLECTION_NONE && askedCollection == COLLECTION_NONE)
     return ValueFits(stored, asked);
-  return CollectionFits(storedCollection, askedCollection);
+  if (IsObjectList(stored, storedCollection) && IsObjectList(asked, askedCollection)) return true;
+  if (!CollectionFits(storedCollection, askedCollection)) return false;
+  bool const isByElement = storedCollection == COLLECTION_LIST || askedCollection == COLLECTION_LIST;
+  return !isByElement || ElementsFit(stored, asked);
 }

@@ -100,21 +100,21 @@ class Timer {
     visitor.Write(Field(1), m_Started);
     cls_WriteVisitor const delays(visitor, Field(2), nullptr, nullptr);
     delays.StartWrite(cls_InternalListTypeId, m_DelaysUid);
-    delays.CheckCollectionType(COLLECTION_LIST_UINT);
-    unsigned int const tag = 0;
-    std::unique_ptr<cls_WriteListPrim<unsigned int>> const list(delays.Memento()->MakeWriteListPrim(&tag, 2));
-    for (unsigned int const half : m_Delays) list->Append(half);
+    delays.CheckCollectionType(COLLECTION_LIST);
+    std::unique_ptr<cls_WriteListPrim<long long>> const list(
+        cls_MakeWriteList<long long>(*delays.Memento(), 1));
+    for (long long const delay : m_Delays) list->Append(delay);
   }
   static void Declare(cls_ClassRegistrar& registrar) {
     registrar.AddClassMD(new cls_TypeAdapter<Timer>("Timer"_cow, 1, 1))
         .AddAttribute(Field(0), ATTR_LONGLONG, 1, COLLECTION_NONE)
         .AddAttribute(Field(1), ATTR_LONGLONG, 1, COLLECTION_NONE)
-        .AddAttribute(Field(2), ATTR_UINT, 1, COLLECTION_LIST_UINT);
+        .AddAttribute(Field(2), ATTR_LONGLONG, 1, COLLECTION_LIST);
     registrar.NotesOf(TypeId(), 1).Unit("m_Timeout", "ms").Unit("m_Started", "jiffy").Unit("m_Delays", "s");
   }
   long long m_Timeout = 0;
   long long m_Started = 0;
-  std::vector<unsigned int> m_Delays;
+  std::vector<long long> m_Delays;
 
  private:
   cls_OwnUid m_DelaysUid;
@@ -176,7 +176,7 @@ TEST_F(DescribedChrono, BytesAreThoseOfTheClassByHand) {
   byHand::Timer byHand;
   byHand.m_Timeout = -2500;
   byHand.m_Started = 1'800'000'000;
-  byHand.m_Delays = {1, 0, 0xFFFFFFFFU, 0xFFFFFFFFU, 0, 1U << 8};
+  byHand.m_Delays = {1, -1, 1LL << 40};
   SaveNew(byHand, "hand.kvs");
   SaveNew(MakeTimer(), "described.kvs");
   EXPECT_EQ(DescribedContent(Path("described.kvs")), DescribedContent(Path("hand.kvs")));

@@ -162,11 +162,6 @@ class DescribedRows : public DescribedTest {
 };
 
 TEST_F(DescribedRows, OfAnotherWidthAreRefused) {
-  using Wide = std::vector<std::uint64_t>;
-  using Numbers = std::vector<unsigned>;
-  EXPECT_EQ(Read<Numbers>(Wide{1, 2, 3}), Text(2, 1));
-  EXPECT_EQ(Read<Wide>(Numbers{1, 2, 3, 4}), Text(1, 2));
-  EXPECT_EQ(Read<std::vector<double>>(std::vector<std::complex<double>>{{1, 2}}), Text(2, 1));
   using Three = std::vector<std::array<double, 3>>;
   EXPECT_EQ((Read<std::vector<std::array<double, 2>>>(Three{{1, 2, 3}, {4, 5, 6}})), Text(3, 2));
   EXPECT_EQ((Read<std::vector<double>>(Three{{1, 2, 3}})), Text(3, 1));
@@ -175,7 +170,7 @@ TEST_F(DescribedRows, OfAnotherWidthAreRefused) {
 }
 
 TEST_F(DescribedRows, EmptyListsHaveNoRows) {
-  EXPECT_EQ(Read<std::vector<unsigned>>(std::vector<std::uint64_t>()), "done");
+  EXPECT_EQ((Read<std::vector<double>>(std::vector<std::array<double, 3>>())), "done");
 }
 
 TEST_F(DescribedRows, ArrayAloneIsAListOfItsElements) {
@@ -216,6 +211,16 @@ class DescribedSigns : public DescribedTest {
       static_cast<void>(Load<Counted<To, 2>>(name));
     });
   }
+  /// Reads a list of integers as one of type To.
+  template <class To, class From> void ExpectList(std::vector<From> const& values) {
+    std::string const name = std::to_string(m_Files++) + ".kvs";
+    SaveNew(Counted<std::vector<From>, 1>(values), name);
+    auto const loaded = Load<Counted<std::vector<To>, 2>>(name);
+    EXPECT_EQ(loaded->m_Count, std::vector<To>(values.begin(), values.end()));
+  }
+  [[nodiscard]] static std::string AfterPath(std::string const& message) {
+    return message.substr(message.find(": ") + 2);
+  }
   [[nodiscard]] static std::string Text(std::string const& value) {
     return "Class Counted, field m_Count: the stored value " + value + " is none that it may have.";
   }
@@ -238,6 +243,38 @@ TEST_F(DescribedSigns, NumberThatFitsIsRead) {
   EXPECT_EQ(Read<long long>(-7), "done");
   EXPECT_EQ(Read<long long>(0xFFFFFFFFU), "done");
   EXPECT_EQ((Read<std::optional<unsigned>>(std::optional<int>())), "done");
+}
+
+TEST_F(DescribedSigns, IntegersInListsThatFitAreRead) {
+  using Limits = std::numeric_limits<long long>;
+  ExpectList<int>(std::vector<short>{-32768, 32767});
+  ExpectList<short>(std::vector<int>{-32768, 32767});
+  ExpectList<long long>(std::vector<int>{std::numeric_limits<int>::min(), 7});
+  ExpectList<int>(std::vector<long long>{std::numeric_limits<int>::min(), 7});
+  ExpectList<unsigned long long>(std::vector<long long>{0, Limits::max()});
+  ExpectList<long long>(std::vector<unsigned long long>{0, static_cast<unsigned long long>(Limits::max())});
+  ExpectList<unsigned char>(std::vector<long long>{0, 255});
+  ExpectList<signed char>(std::vector<unsigned short>{0, 127});
+  ExpectList<char>(std::vector<signed char>{-128, 127});
+  ExpectList<unsigned>(std::vector<unsigned char>(5000, 200));
+}
+
+TEST_F(DescribedSigns, IntegersInListsThatDoNotFitAreRefused) {
+  auto const text = [](char const* value, char const* type) {
+    return std::string("Element 1 of the list of object 2 is ") + value + ", which no " + type + " can be.";
+  };
+  EXPECT_EQ(AfterPath(Read<std::vector<short>>(std::vector<int>{0, 32768})), text("32768", "16-bit integer"));
+  EXPECT_EQ(AfterPath(Read<std::vector<short>>(std::vector<int>{0, -32769})), text("-32769", "16-bit integer"));
+  EXPECT_EQ(AfterPath(Read<std::vector<unsigned long long>>(std::vector<signed char>{0, -1})),
+            text("-1", "unsigned 64-bit integer"));
+  EXPECT_EQ(AfterPath(Read<std::vector<long long>>(std::vector<unsigned long long>{0, ~0ULL})),
+            text("18446744073709551615", "64-bit integer"));
+}
+
+TEST_F(DescribedSigns, ListsOfOtherNumbersAreNotReadAsEachOther) {
+  EXPECT_NE(Read<std::vector<double>>(std::vector<std::complex<double>>{{1, 2}}), "done");
+  EXPECT_NE(Read<std::vector<double>>(std::vector<long long>{1}), "done");
+  EXPECT_NE(Read<std::vector<long long>>(std::vector<bool>{true}), "done");
 }
 
 TEST_F(DescribedSigns, MemberOfAValueIsRefusedToo) {
