@@ -18,6 +18,7 @@ set(KVL_CONTRACT_SOURCES
   tests/contract/Huge_test.cpp
   tests/contract/Lists_test.cpp
   tests/contract/Maps_test.cpp
+  tests/contract/MoreLists_test.cpp
   tests/contract/Nesting_test.cpp
   tests/contract/ObjectAgents_test.cpp
   tests/contract/ObjectCollections_test.cpp

@@ -69,6 +69,10 @@ template <class T> class dsc_FieldDeclarer {
         Changes().Since(attribute.m_Name.View(), option.m_Version);
     } else if constexpr (Kind == dsc_OptionKind::Was) {
       NoteNames<Name, Stored>(option);
+    } else if constexpr (Kind == dsc_OptionKind::Unit) {
+      if (option.m_Earlier == nullptr) return;
+      for (cls_AttributeMetadata const& attribute : AttributesOf<Stored, Name>())
+        Changes().UnitWas(attribute.m_Name.View(), option.m_Earlier);
     }
   }
   template <class Name, class Stored, cow_LiteralChars... Names> void NoteNames(kvl::Was<Names...> const&) {

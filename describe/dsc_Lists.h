@@ -47,7 +47,8 @@ concept dsc_IsSequence = !dsc_IsText<T> && !requires {
 };
 
 /// The collection type of a list of T: what cls_CollectionTypeFix makes of COLLECTION_LIST, without a call.
-template <class T> inline constexpr cls_CollectionType dsc_ListCode = COLLECTION_LIST; // with the element's own
+template <class T>
+inline constexpr cls_CollectionType dsc_ListCode = COLLECTION_LIST; // with the element's own
 template <> inline constexpr cls_CollectionType dsc_ListCode<bool> = COLLECTION_LIST_BOOL;
 template <> inline constexpr cls_CollectionType dsc_ListCode<double> = COLLECTION_LIST_DOUBLE;
 template <> inline constexpr cls_CollectionType dsc_ListCode<float> = COLLECTION_LIST_FLOAT;

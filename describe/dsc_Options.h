@@ -61,11 +61,20 @@ template <class Stored, class To, class From>
   return {toStored, fromStored};
 }
 
-/// The unit of the numbers in the field. The store describes their attributes with it.
+/// The unit of the numbers in the field. The store describes their attributes with it. A store that has them in another
+/// unit is refused when it is opened, because stored numbers are not converted.
+///
+///     field(KVL_F(m_Stress), kvl::Unit("MPa").Was("N/mm2")); // the same unit, which a store may call by its old name
 struct Unit {
   static constexpr dsc_OptionKind Kind = dsc_OptionKind::Unit;
   constexpr explicit Unit(char const* text) : m_Text(text) {}
+  [[nodiscard]] constexpr Unit Was(char const* earlier) const {
+    Unit result = *this;
+    result.m_Earlier = earlier;
+    return result;
+  }
   char const* m_Text;
+  char const* m_Earlier = nullptr; ///< null if nothing is said
 };
 
 /// The values that a member may have when it is read, usually those of an enumeration: at most Max. Any other

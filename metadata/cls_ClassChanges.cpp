@@ -12,6 +12,11 @@ cls_ClassChanges& cls_ClassChanges::Was(std::string_view attribute, std::string_
   return *this;
 }
 
+cls_ClassChanges& cls_ClassChanges::UnitWas(std::string_view attribute, std::string_view unit) {
+  m_Attributes[std::string(attribute)].m_EarlierUnit = unit;
+  return *this;
+}
+
 cls_ClassChanges& cls_ClassChanges::Dropped(std::string_view attribute) {
   m_Dropped.push_back({std::string(attribute)});
   return *this;

@@ -21,6 +21,7 @@ class KVL_EXPORT cls_ClassChanges {
   struct Attribute {
     int m_Since = 0;                         ///< 0: nothing is said
     std::vector<std::string> m_EarlierNames; ///< the latest first
+    std::string m_EarlierUnit;               ///< another name of its unit; empty: nothing is said
   };
   struct DroppedAttribute {
     std::string m_Name;
@@ -34,6 +35,8 @@ class KVL_EXPORT cls_ClassChanges {
   cls_ClassChanges& Since(std::string_view attribute, int version);
   /// The attribute had another name, before those that were said already.
   cls_ClassChanges& Was(std::string_view attribute, std::string_view earlierName);
+  /// The unit of the attribute had another name, and is the same unit.
+  cls_ClassChanges& UnitWas(std::string_view attribute, std::string_view unit);
   /// Earlier versions had this attribute.
   cls_ClassChanges& Dropped(std::string_view attribute);
   /// The same for one whose value is read as this type.

@@ -69,7 +69,8 @@ class KVL_EXPORT cls_ReadsMoreLists {
 };
 
 /// The builder of a list of any of these elements; null if the back end has no such lists.
-template <class T> [[nodiscard]] cls_WriteListPrim<T>* cls_MakeWriteList(cls_MementoWrite& memento, int width) {
+template <class T>
+[[nodiscard]] cls_WriteListPrim<T>* cls_MakeWriteList(cls_MementoWrite& memento, int width) {
   T const tag{};
   if constexpr (cls_IsListElement<T>) {
     return memento.MakeWriteListPrim(&tag, width);

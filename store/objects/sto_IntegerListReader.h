@@ -68,7 +68,8 @@ template <std::integral T> class sto_IntegerListReader final : public cls_ReadLi
   [[nodiscard]] static bool Fits(sto_AnyInteger const& stored) noexcept {
     using Limits = std::numeric_limits<T>;
     if (stored.m_IsNegative)
-      return std::is_signed_v<T> && static_cast<long long>(stored.m_Bits) >= static_cast<long long>(Limits::min());
+      return std::is_signed_v<T> &&
+             static_cast<long long>(stored.m_Bits) >= static_cast<long long>(Limits::min());
     return stored.m_Bits <= static_cast<unsigned long long>(Limits::max());
   }
 

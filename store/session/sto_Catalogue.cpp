@@ -300,9 +300,15 @@ void sto_Catalogue::CheckChanges() const {
       continue; // has a reader of its own, or is newer
     if (key.second == newest->Version())
       CheckSame(stored.Row(), RowOf(*newest, nullptr));
-    else if (std::string const problem = sto_ChangeProblem(*changes, *newest, stored.Row()); !problem.empty())
-      sto_Raise(sto_ErrorKind::Misuse, m_Location + ": " + problem);
+    else
+      RaiseProblem(sto_ChangeProblem(*changes, *newest, stored.Row()));
+    if (cls_ClassNotes const* const notes = m_Classes.Notes(key.first, newest->Version()))
+      RaiseProblem(sto_UnitProblem(*changes, *newest, *notes, stored.Row()));
   }
+}
+
+void sto_Catalogue::RaiseProblem(std::string const& problem) const {
+  if (!problem.empty()) sto_Raise(sto_ErrorKind::Misuse, m_Location + ": " + problem);
 }
 
 void sto_Catalogue::ReadNames(sto_Driver& driver) {

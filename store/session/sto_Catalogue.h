@@ -167,6 +167,8 @@ class sto_Catalogue {
   /// Refuses classes whose changes since the store's versions are not all said (cls_ClassChanges): Misuse;
   /// Conflict for a class that differs from the store's description of the same version.
   void CheckChanges() const;
+  /// Misuse unless `problem` is empty.
+  void RaiseProblem(std::string const& problem) const;
   void ReadNames(sto_Driver& driver);
   void ReadShapes(sto_Driver& driver);
   /// Notes a name of the dictionary; false if the text is empty, or the text or the number already exists.

@@ -114,3 +114,20 @@ std::string sto_ChangeProblem(cls_ClassChanges const& changes, cls_ClassMetadata
         return AboutAttribute(text, attribute.m_Name, problem);
   return {};
 }
+
+std::string sto_UnitProblem(cls_ClassChanges const& changes, cls_ClassMetadata const& newest,
+                            cls_ClassNotes const& notes, sto_ClassRow const& stored) {
+  for (auto const& [attribute, noted] : notes.OfAttributes()) {
+    cls_ClassChanges::Attribute const* const said = changes.Find(attribute);
+    sto_AttributeRow const* const source = SourceOf(said, attribute, stored);
+    if (source == nullptr || source->m_Unit.empty() || noted.m_Unit.empty() || source->m_Unit == noted.m_Unit)
+      continue;
+    if (said != nullptr && said->m_EarlierUnit == source->m_Unit) continue;
+    return "Class " + std::string(newest.Name().View()) + ": attribute " + source->m_Name + " is in " +
+           source->m_Unit + InVersion(stored) + ", and in " + noted.m_Unit +
+           " today. Stored numbers are not converted. Keep the unit in the store with kvl::As, or give the field a new "
+           "name with kvl::Since and convert what kvl::Dropped gets. If both are names of one unit, say kvl::Unit(\"" +
+           noted.m_Unit + "\").Was(\"" + source->m_Unit + "\").";
+  }
+  return {};
+}

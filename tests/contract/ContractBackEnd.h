@@ -71,6 +71,8 @@ struct ContractAbilities {
   /// cls_ConstructRoot<Scripted>. The error about an object behind a pointer is WrongClass if its class is not
   /// the one that is asked for, and names both; it is Misuse for all other faults.
   bool m_OffersStoredObjects = false;
+  /// Lists of bytes, of integers of 16 and 64 bits, and of complex numbers (persist/backend/cls_MoreLists.h).
+  bool m_HasMoreLists = false;
 
   // Where it may choose.
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "metadata/cls_CollectionType.h"
+#include "persist/backend/cls_MoreLists.h"
 #include "tests/contract/ContractPointers.h"
 #include "tests/support/PersistedClasses.h"
 
@@ -26,6 +27,9 @@ template <> inline constexpr char const* ContractTypeName<short> = "Short";
 template <> inline constexpr char const* ContractTypeName<unsigned short> = "UShort";
 template <> inline constexpr char const* ContractTypeName<long long> = "LongLong";
 template <> inline constexpr char const* ContractTypeName<unsigned long long> = "ULongLong";
+template <> inline constexpr char const* ContractTypeName<unsigned char> = "UChar";
+template <> inline constexpr char const* ContractTypeName<cls_Complex<float>> = "ComplexFloat";
+template <> inline constexpr char const* ContractTypeName<cls_Complex<double>> = "ComplexDouble";
 
 inline cls_FieldHandle FieldOf(std::string const& name) {
   return cls_FieldHandle(cow_String("m_" + name));
@@ -41,6 +45,17 @@ template <class... Types, class Act> void ForTypes(Act act) {
 }
 template <class Act> void ForListTypes(Act act) {
   ForTypes<bool, cow_String, float, double, unsigned int, int>(act);
+}
+/// Elements of lists that some back ends have, with their attribute types.
+template <class Act> void ForMoreListTypes(Act act) {
+  act(std::type_identity<signed char>(), ATTR_SCHAR);
+  act(std::type_identity<unsigned char>(), ATTR_UCHAR);
+  act(std::type_identity<short>(), ATTR_SHORT);
+  act(std::type_identity<unsigned short>(), ATTR_USHORT);
+  act(std::type_identity<long long>(), ATTR_LONGLONG);
+  act(std::type_identity<unsigned long long>(), ATTR_ULONGLONG);
+  act(std::type_identity<cls_Complex<float>>(), ATTR_COMPLEX_FLOAT);
+  act(std::type_identity<cls_Complex<double>>(), ATTR_COMPLEX_DOUBLE);
 }
 template <class Act> void ForMapTypes(Act act) {
   ForTypes<cow_String, float, double, unsigned int, int>(act);
@@ -114,6 +129,9 @@ inline void DeclareContractScripted(cls_ClassRegistrar& registrar) {
     declare(kind.m_Name, ATTR_OBJECT, kind.m_Generic);
   declare(IntTableKind.m_Name, ATTR_INT, IntTableKind.m_Generic);
   declare("SecondListInt", ATTR_INT, COLLECTION_LIST_INT);
+  ForMoreListTypes([&]<class T>(std::type_identity<T>, cls_AttributeType type) {
+    declare(std::string(ListKind.m_Name) + ContractTypeName<T>, type, COLLECTION_LIST);
+  });
 }
 
 inline void DeclareGraphNode(cls_ClassRegistrar& registrar) {
@@ -163,6 +181,9 @@ template <class T> T SampleOf(int number) {
     default:
       return cow_String("text " + digits);
     }
+  } else if constexpr (requires(T value) { value.m_Imaginary; }) {
+    using Number = decltype(T::m_Real);
+    return {SampleOf<Number>(number), SampleOf<Number>(-number)};
   } else if constexpr (std::is_floating_point_v<T>) {
     return static_cast<T>(number) * static_cast<T>(-0.1);
   } else {

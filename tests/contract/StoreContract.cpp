@@ -52,6 +52,7 @@ ContractAbilities StoreContractBackEnd::Abilities() const {
   can.m_HasTransactions = true;
   can.m_MakesProxies = true;
   can.m_OffersStoredObjects = true;
+  can.m_HasMoreLists = true;
   can.m_AsksProxies = true;
   can.m_ChecksDeclarations = true;
   can.m_RefusesPartialRows = true;

@@ -291,6 +291,50 @@ TEST_F(DescribedFields, TypesThatReadEachOther) {
   CheckIsRead<Site<std::vector<int>>, Site2<std::list<short>, Say::Nothing>>({});
 }
 
+// --- Units.
+
+constexpr char Millimetres[] = "mm";
+constexpr char Metres[] = "m";
+constexpr char Nothing[] = "";
+
+/// With the name of today, the earlier name (or the same), the unit and the unit that it was called (or the same).
+template <int Version, cow_LiteralChars Name, cow_LiteralChars Earlier, char const* Text, char const* Called = Text>
+class Measured {
+ public:
+  KVL_PERSISTED(Measured, 0x760021, "Measured", Version)
+  static constexpr void Describe(auto& field) {
+    constexpr kvl::Unit unit = Called == Text ? kvl::Unit(Text) : kvl::Unit(Text).Was(Called);
+    if constexpr (std::is_same_v<dsc_Name<Name>, dsc_Name<Earlier>>)
+      field(dsc_Name<Name>(), &Measured::m_Length, unit);
+    else
+      field(dsc_Name<Name>(), &Measured::m_Length, unit, kvl::Was<Earlier>());
+  }
+  Measured() = default;
+  std::vector<double> m_Length{12.5};
+};
+template <int Version, char const* Text, char const* Called = Text>
+using MeasuredLength = Measured<Version, "m_Length", "m_Length", Text, Called>;
+
+std::string UnitText(int version) {
+  return "Class Measured: attribute m_Length is in mm in version " + std::to_string(version) +
+         " of the store, and in m today. Stored numbers are not converted. Keep the unit in the store with kvl::As, "
+         "or give the field a new name with kvl::Since and convert what kvl::Dropped gets. If both are names of one "
+         "unit, say kvl::Unit(\"m\").Was(\"mm\").";
+}
+
+TEST_F(DescribedFields, FieldInAnotherUnitIsRefused) {
+  EXPECT_EQ((Refusal<MeasuredLength<1, Millimetres>, MeasuredLength<2, Metres>>({})), UnitText(1));
+  EXPECT_EQ((Refusal<MeasuredLength<1, Millimetres>, Measured<2, "m_Span", "m_Length", Metres>>({})), UnitText(1));
+  EXPECT_EQ((Refusal<MeasuredLength<3, Millimetres>, MeasuredLength<3, Metres>>({})), UnitText(3)); // same version
+}
+
+TEST_F(DescribedFields, FieldInTheSameUnitIsRead) {
+  CheckIsRead<MeasuredLength<1, Millimetres>, MeasuredLength<2, Millimetres>>({});
+  CheckIsRead<MeasuredLength<1, Millimetres>, MeasuredLength<2, Metres, Millimetres>>({}); // another name of it
+  CheckIsRead<MeasuredLength<1, Nothing>, MeasuredLength<2, Metres>>({});
+  CheckIsRead<MeasuredLength<1, Metres>, MeasuredLength<2, Nothing>>({});
+}
+
 /// The place has lost a member.
 class Flat {
  public:

@@ -264,7 +264,8 @@ TEST_F(DescribedSigns, IntegersInListsThatDoNotFitAreRefused) {
     return std::string("Element 1 of the list of object 2 is ") + value + ", which no " + type + " can be.";
   };
   EXPECT_EQ(AfterPath(Read<std::vector<short>>(std::vector<int>{0, 32768})), text("32768", "16-bit integer"));
-  EXPECT_EQ(AfterPath(Read<std::vector<short>>(std::vector<int>{0, -32769})), text("-32769", "16-bit integer"));
+  EXPECT_EQ(AfterPath(Read<std::vector<short>>(std::vector<int>{0, -32769})),
+            text("-32769", "16-bit integer"));
   EXPECT_EQ(AfterPath(Read<std::vector<unsigned long long>>(std::vector<signed char>{0, -1})),
             text("-1", "unsigned 64-bit integer"));
   EXPECT_EQ(AfterPath(Read<std::vector<long long>>(std::vector<unsigned long long>{0, ~0ULL})),
