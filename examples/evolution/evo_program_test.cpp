@@ -84,7 +84,7 @@ int LastOf(By by) {
   return by == By::Today ? LastVersion : 5;
 }
 
-// Whether a program has the very class version in the store, with other numbers of attributes.
+// Whether a program has the class version in the store with other numbers of its attributes.
 bool IsRenumbered(By by, int program, int writer) {
   return by != By::Today && program == writer && program >= 3;
 }
