@@ -280,6 +280,21 @@ TEST_F(Truss, WhatMembersShareIsSharedAgain) {
   EXPECT_EQ(As<trs_Spring>(members.back()).m_Rate, 2e6);
 }
 
+// A slip that is easy to make: cables are only behind pointers to members.
+TEST_F(Truss, ProgramThatForgetsToDeclareCablesIsToldSo) {
+  static_cast<void>(SavedAndLoaded(trs_MakeBridge(3, &trs_MakeBarOf<trs_Bar>)));
+  cls_ClassRegistrar classes;
+  trs_Truss::Declare(classes);
+  trs_Bar::Declare(classes);
+  sto_Store store = sto_Store::Open(Path(), sto_Mode::ReadOnly, classes);
+  std::string const message =
+      MessageOf(sto_ErrorKind::WrongClass, [&] { static_cast<void>(store.Load<trs_Truss>("truss")); });
+  EXPECT_TRUE(
+      message.ends_with(" is of class Cable, not Member. Class Cable is not declared in the class registrar: "
+                        "declare it, if it derives from Member."))
+      << message;
+}
+
 TEST_F(Truss, LoadCaseOfAnUnknownNatureIsNotSaved) {
   m_Truss.m_Cases["test"].m_Nature = static_cast<trs_Nature>(7);
   try {

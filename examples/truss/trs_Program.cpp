@@ -80,6 +80,7 @@ void Solve(Program const& program, Arguments const& arguments) {
   auto const truss = store.Load<trs_Truss>(trs_Truss::Root);
   truss->m_Solution = trs_Solve(*truss);
   store.Save(trs_Truss::Root, *truss);
+  store.CollectGarbage(); // an earlier solution, which no root leads to any more
   PrintSolution(*truss);
 }
 
