@@ -200,7 +200,10 @@ TEST_F(JslPointers, AnObjectOfAnotherClassIsRefusedByName) {
   EXPECT_TRUE(raised.starts_with(Path() + ": Object ")) << raised;
   EXPECT_TRUE(raised.ends_with(" is of class Label, not Material.")) << raised;
   ChangeClass(Label::TypeId(), 0x740059);
-  EXPECT_TRUE(RaisedByLoading().ends_with(" is of class 0x740059, not Material.")) << RaisedByLoading();
+  EXPECT_TRUE(RaisedByLoading().ends_with(
+      " is of class 0x740059, not Material. Class 0x740059 is not declared in the class registrar: declare it, if it "
+      "derives from Material."))
+      << RaisedByLoading();
 }
 
 TEST_F(JslPointers, AFailedLoadLeavesNothingForTheNext) {

@@ -46,7 +46,13 @@ std::string cls_ObjectToBuild::IsOfClass() const {
 }
 
 void cls_ObjectToBuild::RaiseOtherClass(unsigned int typeId) const {
-  Raise(cls_BuildFault::OtherClass, IsOfClass() + ", not " + m_Source->Describe(typeId) + ".");
+  unsigned int const classId = m_Visitor.Memento()->ClassId();
+  std::string const asked = m_Source->Describe(typeId);
+  std::string text = IsOfClass() + ", not " + asked + ".";
+  if (m_Source->MetadataOf(classId, 0) == nullptr) // of any version: so it is not known what it derives from
+    text += " Class " + m_Source->NameOf(classId) +
+            " is not declared in the class registrar: declare it, if it derives from " + asked + ".";
+  Raise(cls_BuildFault::OtherClass, text);
 }
 
 void cls_ObjectToBuild::RaiseNoVirtualDestructor(unsigned int typeId) const {

@@ -233,8 +233,11 @@ TEST_P(Pointers, ClassThatIsNotDeclaredIsRefused) {
               "Object 5 is of class GraphNode, which is not declared in the class registrar.",
               [&] { return m_BackEnd.Load<GraphNode>(5); });
   m_BackEnd.m_Objects[6] = {0x7500FF, 1, 0, {}};
-  ExpectFault(cls_BuildFault::OtherClass, "Object 6 is of class 0x7500FF, not GraphNode.",
-              [&] { return m_BackEnd.LoadShared<GraphNode>(6); });
+  ExpectFault(
+      cls_BuildFault::OtherClass,
+      "Object 6 is of class 0x7500FF, not GraphNode. Class 0x7500FF is not declared in the class registrar: "
+      "declare it, if it derives from GraphNode.",
+      [&] { return m_BackEnd.LoadShared<GraphNode>(6); });
 }
 
 TEST_P(Pointers, MetadataThatCannotBuildIsRefused) {

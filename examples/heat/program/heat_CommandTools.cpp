@@ -2,6 +2,7 @@
 
 #include "examples/heat/plot/heat_OutputFile.h"
 #include "examples/heat/program/heat_Commands.h"
+#include "examples/shared/exa_OpenToRead.h"
 #include "metadata/cls_MetadataRegistrar.h"
 
 #include <cstdio>
@@ -32,19 +33,7 @@ heat_NewStore::~heat_NewStore() {
 }
 
 sto_Store heat_OpenToRead(std::string const& path) {
-  try {
-    return sto_Store::Open(path, sto_Mode::ReadOnly, heat_Classes());
-  } catch (sto_Exception const& failure) {
-    if (failure.Kind() != sto_ErrorKind::ReadOnly) throw;
-  }
-  // Only a session that may write can roll back what a killed one left unfinished.
-  try {
-    sto_Store const repaired = sto_Store::Open(path, sto_Mode::ReadWrite, heat_Classes());
-  } catch (sto_Exception const& failure) {
-    // A store of an older format is refused, but it has been rolled back before.
-    if (failure.Kind() != sto_ErrorKind::ReadOnly) throw;
-  }
-  return sto_Store::Open(path, sto_Mode::ReadOnly, heat_Classes());
+  return exa_OpenToRead(path, heat_Classes());
 }
 
 std::string heat_FileName(std::string const& path) {

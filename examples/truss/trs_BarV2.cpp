@@ -1,0 +1,34 @@
+// The second version of the program: rods may be prestressed, and m_A has got a name that one can read.
+
+#include "examples/truss/trs_Program.h"
+
+namespace {
+
+class Rod : public trs_Member {
+ public:
+  KVL_PERSISTED(Rod, trs_Member, 0x65000A, "Rod", 2)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Material));
+    field(KVL_F(m_Area), kvl::Was<"m_A">(), kvl::Unit("mm2"));
+    field(KVL_F(m_Prestress), kvl::Since(2, 0.0), kvl::Unit("N"));
+    field(KVL_F(m_Painted));
+  }
+  Rod(Ends ends, std::shared_ptr<trs_Material> material, double area)
+      : trs_Member(std::move(ends)), m_Material(std::move(material)), m_Area(area * 1e6) {}
+
+  double Force(double elongation) const override { return m_Prestress + Tangent(0) * elongation; }
+  double Tangent(double) const override { return m_Material->m_Modulus * m_Area * 1e-6 / Length(); }
+  double Mass() const override { return m_Material->m_Density * m_Area * 1e-6 * Length(); }
+  std::string Text() const override { return "rod, " + m_Material->m_Name + (m_Painted ? ", painted" : ""); }
+
+  std::shared_ptr<trs_Material> m_Material;
+  double m_Area = 0; // mm2
+  double m_Prestress = 0;
+  bool m_Painted = false; // new rods are galvanised
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+  return trs_Main(argc, argv, &trs_MakeBarOf<Rod>, &Rod::Declare);
+}
