@@ -29,6 +29,17 @@ void dsc_RaiseRows(char const* className, std::string_view field, int stored, in
                 std::to_string(asked) + ".");
 }
 
+void dsc_RaiseCount(dsc_Where const& where, long long stored, long long asked) {
+  std::string const have = stored < 0 ? "a part of a number" : std::to_string(stored) + " numbers";
+  dsc_Raise(where.m_Class, where.m_Field,
+            "the stored list has " + have + ", and not " + std::to_string(asked) + ".");
+}
+
+void dsc_RaiseSizes(dsc_Where const& where, long long rows, long long columns) {
+  std::string const sizes = std::to_string(rows) + " rows and " + std::to_string(columns) + " columns";
+  dsc_Raise(where.m_Class, where.m_Field, "the stored matrix has " + sizes + ", which it cannot have.");
+}
+
 void dsc_RaiseUnsaved(char const* className, std::string_view field, std::string_view value) {
   dsc_Raise(className, field,
             "the value " + std::string(value) + " is none that it may have. It is not saved.");

@@ -170,6 +170,12 @@ template <int CollectionCount> struct dsc_OneField {
 [[noreturn]] KVL_EXPORT void dsc_RaiseRows(char const* className, std::string_view field, int stored,
                                            int asked);
 
+/// The same for a stored list that does not have as many numbers as it must have.
+[[noreturn]] KVL_EXPORT void dsc_RaiseCount(dsc_Where const& where, long long stored, long long asked);
+
+/// The same for a stored matrix whose sizes its member cannot have.
+[[noreturn]] KVL_EXPORT void dsc_RaiseSizes(dsc_Where const& where, long long rows, long long columns);
+
 /// The same for a member's value that must not be saved.
 [[noreturn]] KVL_EXPORT void dsc_RaiseUnsaved(char const* className, std::string_view field,
                                               std::string_view value);
