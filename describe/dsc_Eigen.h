@@ -454,28 +454,26 @@ template <dsc_IsDense T> struct dsc_FromConstant<T> {
   }
 };
 
-/// Refuses to compile a view of numbers that something else has.
-template <class T> struct dsc_NotOwned {
-  static_assert(sizeof(T) == 0,
-                "an Eigen::Map or an Eigen::Ref has no numbers of its own: store a matrix, or convert "
-                "it to one with kvl::As");
-  static constexpr int Fields = 0;
-  static constexpr int Collections = 0;
-  template <class Name, class... More> static void Declare(More const&...) {}
-  template <class Name, class... More> static void Write(More const&...) {}
-  template <class Name, class... More> static bool IsPresent(More const&...) { return false; }
-  template <class Name, class... More> static void Read(More const&...) {}
-  template <class Name, class... More> static long long Count(More const&...) { return -1; }
+/// Refuses to compile a view of numbers that something else has. The rest is that of a type that cannot be stored.
+template <int CollectionCount> struct dsc_NotOwned {
+  static constexpr int Fields = 1;
+  static constexpr int Collections = CollectionCount;
+  template <class Name> static void Declare(dsc_Declaring const&, dsc_Place) {
+    static_assert(
+        sizeof(Name) == 0,
+        "an Eigen::Map or an Eigen::Ref has no numbers of its own: store a matrix, or convert it to "
+        "one with kvl::As");
+  }
+  template <class Name, class Value> static void Write(dsc_Out const&, dsc_Place, Value const&) {}
+  template <class Name> static bool IsPresent(dsc_In const&, dsc_Place) { return false; }
+  template <class Name, class Value> static void Read(dsc_In const&, dsc_Place, Value&&) {}
+  template <class Name> static long long Count(dsc_In const&, dsc_Place) { return -1; }
 };
 template <class Numbers, int Options, class Stride>
-struct dsc_Stored<Eigen::Map<Numbers, Options, Stride>> : dsc_NotOwned<Eigen::Map<Numbers, Options, Stride>> {
-};
+struct dsc_Stored<Eigen::Map<Numbers, Options, Stride>> : dsc_NotOwned<0> {};
 template <class Numbers, int Options, class Stride>
-struct dsc_Stored<Eigen::Ref<Numbers, Options, Stride>> : dsc_NotOwned<Eigen::Ref<Numbers, Options, Stride>> {
-};
+struct dsc_Stored<Eigen::Ref<Numbers, Options, Stride>> : dsc_NotOwned<0> {};
 template <class Numbers, int Options, class Stride>
-struct dsc_Column<Eigen::Map<Numbers, Options, Stride>> : dsc_NotOwned<Eigen::Map<Numbers, Options, Stride>> {
-};
+struct dsc_Column<Eigen::Map<Numbers, Options, Stride>> : dsc_NotOwned<1> {};
 template <class Numbers, int Options, class Stride>
-struct dsc_Column<Eigen::Ref<Numbers, Options, Stride>> : dsc_NotOwned<Eigen::Ref<Numbers, Options, Stride>> {
-};
+struct dsc_Column<Eigen::Ref<Numbers, Options, Stride>> : dsc_NotOwned<1> {};

@@ -437,6 +437,32 @@ TEST_F(DescribedEigen, BytesAreThoseOfTheClassByHand) {
   EXPECT_TRUE(IsSame(Load<described::Plank>("hand.kvs")->m_Sparse, described::Plank().m_Sparse));
 }
 
+class Substructure {
+ public:
+  KVL_PERSISTED(Substructure, 0x400028, "Substructure", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Placement));
+    field(KVL_F(m_Nodes), kvl::Unit("mm"));
+    field(KVL_F(m_Modes));
+    field(KVL_F(m_Stiffness), kvl::Unit("N/mm"));
+  }
+
+  Substructure() = default;
+  Eigen::Isometry3d m_Placement = Eigen::Isometry3d::Identity(); // a list of 16 numbers
+  std::vector<Eigen::Vector3d> m_Nodes;                          // a list of rows of 3 numbers
+  Eigen::MatrixXd m_Modes;                                       // m_Modes.rows, m_Modes.cols, m_Modes.values
+  Eigen::SparseMatrix<double> m_Stiffness;                       // two sizes, three lists
+};
+
+TEST_F(DescribedEigen, ClassInTheDocument) {
+  Substructure part;
+  part.m_Placement(0, 3) = 7;
+  part.m_Nodes = {{1, 2, 3}, {4, 5, 6}};
+  part.m_Modes = MakeDynamic().m_Matrix;
+  part.m_Stiffness = MakeDynamic().m_Stiffness;
+  CheckObject(part);
+}
+
 class OldShell {
  public:
   KVL_PERSISTED(OldShell, 0x780045, "Shell", 1)
