@@ -51,6 +51,15 @@ template <class Name, class Plain, int RowWidth> class dsc_ColumnCursor {
     if (m_Cursor->More() == 0) RaiseLength();
     return m_Cursor->Next();
   }
+  /// The same for elements that lie one after the other.
+  void NextRun(Plain* run, long long count) {
+    while (count > 0) {
+      int const copied = m_Cursor->NextRun(static_cast<int>(count), run);
+      if (copied <= 0) RaiseLength();
+      run += copied;
+      count -= copied;
+    }
+  }
   void CheckEnd() {
     if (m_Cursor->More() != 0) RaiseLength();
   }
@@ -142,9 +151,16 @@ template <class Column> struct dsc_CountedColumn {
                 "a list of values that store nothing cannot be stored: how many there are would be lost");
 };
 
+/// Calls `act` with each element of an array.
+struct dsc_InOrder {
+  template <class Array, class Act> static void ForEach(Array& array, Act act) {
+    for (auto& element : array) act(element);
+  }
+};
+
 /// Arrays of type T, with elements of type ElementType: those of one after those of the other. Where the list has an
-/// element for each of these, an array is one row.
-template <class T, class ElementType, std::size_t Length> struct dsc_ArrayColumn {
+/// element for each of these, an array is one row. `Walk` knows the order of the elements.
+template <class T, class ElementType, std::size_t Length, class Walk = dsc_InOrder> struct dsc_ArrayColumn {
   using Element = dsc_Column<ElementType>;
   static constexpr int Fields = Element::Fields;
   static constexpr int Collections = Element::Collections;
@@ -155,9 +171,7 @@ template <class T, class ElementType, std::size_t Length> struct dsc_ArrayColumn
   template <class Name, int RowWidth = dsc_RowWidth<T>, class ForEach>
   static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
     auto const forEachElement = [&](auto act) {
-      forEach([&](T const& array) {
-        for (ElementType const& element : array) act(element);
-      });
+      forEach([&](T const& array) { Walk::ForEach(array, act); });
     };
     if constexpr (RowWidth != 0)
       Element::template Write<Name, RowWidth>(out, at, forEachElement);
@@ -166,11 +180,7 @@ template <class T, class ElementType, std::size_t Length> struct dsc_ArrayColumn
   }
   template <class Name, int RowWidth = dsc_RowWidth<T>, class ForEach>
   static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
-    auto const forEachElement = [&](auto act) {
-      forEach([&](T& array) {
-        for (ElementType& element : array) act(element);
-      });
-    };
+    auto const forEachElement = [&](auto act) { forEach([&](T& array) { Walk::ForEach(array, act); }); };
     if constexpr (RowWidth != 0)
       Element::template Read<Name, RowWidth>(in, at, forEachElement);
     else

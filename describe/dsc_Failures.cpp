@@ -34,6 +34,17 @@ void dsc_RaiseNoList(cls_FieldHandle const& field) {
             "this back end has no lists of bytes, of integers of 16 or 64 bits, or of complex numbers.");
 }
 
+void dsc_RaiseCount(dsc_Where const& where, long long stored, long long asked) {
+  dsc_Raise(where.m_Class, where.m_Field,
+            "the stored list has " + std::to_string(stored) + " numbers, and not " + std::to_string(asked) +
+                ".");
+}
+
+void dsc_RaiseSizes(dsc_Where const& where, long long rows, long long columns) {
+  std::string const sizes = std::to_string(rows) + " rows and " + std::to_string(columns) + " columns";
+  dsc_Raise(where.m_Class, where.m_Field, "the stored matrix has " + sizes + ", which it cannot have.");
+}
+
 void dsc_RaiseUnsaved(char const* className, std::string_view field, std::string_view value) {
   dsc_Raise(className, field,
             "the value " + std::string(value) + " is none that it may have. It is not saved.");

@@ -101,9 +101,11 @@ template <class T> class dsc_FieldCheck {
     static_assert(!WritesItself || dsc_Storable<Value>,
                   "a member of this type writes itself: include describe/dsc_Wrappers.h for a wrapper, "
                   "describe/dsc_Arrays.h for a bulk array");
-    static_assert(std::is_pointer_v<Value> || WritesItself || dsc_Storable<Value>,
-                  "a member of this type cannot be stored: convert it with kvl::As, or leave it out with "
-                  "kvl::Transient. Durations, paths and variants have headers of their own in describe/");
+    static_assert(
+        std::is_pointer_v<Value> || WritesItself || dsc_Storable<Value>,
+        "a member of this type cannot be stored: convert it with kvl::As, or leave it out with "
+        "kvl::Transient. Durations, paths, variants and the types of Eigen have headers of their own in "
+        "describe/");
     static_assert(((dsc_CountOf<dsc_KindOf<Options>, Options...> == 1) && ...),
                   "an option of a field is given twice");
   }

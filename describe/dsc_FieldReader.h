@@ -21,6 +21,16 @@ template <class Member, class Value> void dsc_AssignArray(Member& member, Value 
   }
 }
 
+/// Gives a member the value of its kvl::Since. Specialised for types that are not assigned from a constant.
+template <class Member> struct dsc_FromConstant {
+  template <class Value> static void Assign(Member& member, Value const& value) {
+    if constexpr (std::is_array_v<Member>)
+      dsc_AssignArray(member, value);
+    else
+      member = static_cast<Member>(value);
+  }
+};
+
 /// The visitor of Describe that reads an object's fields. A field that is not stored under its name is looked for
 /// under its earlier ones; if it is not there either, an object that is older than the field gets the value that
 /// its kvl::Since names, and any other keeps what the member was initialised with.
@@ -70,12 +80,8 @@ template <class T> class dsc_FieldReader {
     if constexpr (dsc_Has<dsc_OptionKind::Since, Options...>) {
       auto const& since = dsc_Get<dsc_OptionKind::Since>(options...);
       if (IsOlderThan(since.m_Version) && !Stored::template IsPresent<Name>(m_In, m_At)) {
-        if constexpr (!std::is_same_v<std::remove_cvref_t<decltype(since.m_Value)>, dsc_NoValue>) {
-          if constexpr (std::is_array_v<Member>)
-            dsc_AssignArray(member, since.m_Value);
-          else
-            member = static_cast<Member>(since.m_Value);
-        }
+        if constexpr (!std::is_same_v<std::remove_cvref_t<decltype(since.m_Value)>, dsc_NoValue>)
+          dsc_FromConstant<Member>::Assign(member, since.m_Value);
         return;
       }
     }

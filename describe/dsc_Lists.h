@@ -108,6 +108,12 @@ template <class Plain>
   return cursor;
 }
 
+/// Refuses a list that is too long for the format.
+template <class Name> void dsc_CheckListSize(dsc_Out const& out, std::size_t size) {
+  if (size > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+    dsc_Raise(out.m_Class, Name::View(), "a list has at most 2147483647 elements.");
+}
+
 /// Passes each element of a stored list to `add`.
 template <class Plain, class Add> void dsc_ReadElements(cls_ReadListPrim<Plain>& cursor, Add add) {
   while (cursor.More() != 0) add(cursor.Next());
@@ -130,7 +136,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
   }
 
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {
-    CheckSize<Name>(out, container.size());
+    dsc_CheckListSize<Name>(out, container.size());
     dsc_WriteList<Name, Plain>(out, at, &container, 1, [&container](cls_WriteListPrim<Plain>& builder) {
       if constexpr (IsRun) {
         if (!container.empty()) builder.AppendRun(static_cast<int>(container.size()), container.data());
@@ -156,12 +162,6 @@ struct dsc_Stored<T> : dsc_OneField<1> {
         container.insert(container.end(), dsc_FromPlain<Element>(plain, where));
       });
     }
-  }
-
- private:
-  template <class Name> static void CheckSize(dsc_Out const& out, std::size_t size) {
-    if (size > static_cast<std::size_t>(std::numeric_limits<int>::max()))
-      dsc_Raise(out.m_Class, Name::View(), "a list has at most 2147483647 elements.");
   }
 };
 

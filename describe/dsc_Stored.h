@@ -173,6 +173,12 @@ template <int CollectionCount> struct dsc_OneField {
 /// Raises nex_TextException for a list of elements that the back end has no lists of.
 [[noreturn]] KVL_EXPORT void dsc_RaiseNoList(cls_FieldHandle const& field);
 
+/// The same for a stored list that does not have as many numbers as it must have.
+[[noreturn]] KVL_EXPORT void dsc_RaiseCount(dsc_Where const& where, long long stored, long long asked);
+
+/// The same for a stored matrix whose sizes its member cannot have.
+[[noreturn]] KVL_EXPORT void dsc_RaiseSizes(dsc_Where const& where, long long rows, long long columns);
+
 /// The same for a member's value that must not be saved.
 [[noreturn]] KVL_EXPORT void dsc_RaiseUnsaved(char const* className, std::string_view field,
                                               std::string_view value);

@@ -10,7 +10,7 @@ packages=(
   g++ cmake ninja-build ccache # the build
   libsqlite3-dev libxxhash-dev liblz4-dev # the database module
   sqlite3                      # looking into stores
-  libgtest-dev python3 python3-xxhash python3-lz4 git # the tests
+  libgtest-dev libeigen3-dev python3 python3-xxhash python3-lz4 git # the tests
   libeigen3-dev libcli11-dev nlohmann-json3-dev # the examples
   libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_MoreLists.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/session/sto_Session.h"
 #include "store/session/sto_StoredBlocks.h"

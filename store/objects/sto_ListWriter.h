@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "persist/backend/cls_WriteListPrim.h"
+#include "persist/backend/cls_MoreLists.h"
 #include "store/format/sto_ElementCodec.h"
 #include "store/format/sto_IdCodec.h"
 #include "store/objects/sto_RecordInProgress.h"

@@ -298,7 +298,8 @@ constexpr char Metres[] = "m";
 constexpr char Nothing[] = "";
 
 /// With the name of today, the earlier name (or the same), the unit and the unit that it was called (or the same).
-template <int Version, cow_LiteralChars Name, cow_LiteralChars Earlier, char const* Text, char const* Called = Text>
+template <int Version, cow_LiteralChars Name, cow_LiteralChars Earlier, char const* Text,
+          char const* Called = Text>
 class Measured {
  public:
   KVL_PERSISTED(Measured, 0x760021, "Measured", Version)
@@ -324,13 +325,16 @@ std::string UnitText(int version) {
 
 TEST_F(DescribedFields, FieldInAnotherUnitIsRefused) {
   EXPECT_EQ((Refusal<MeasuredLength<1, Millimetres>, MeasuredLength<2, Metres>>({})), UnitText(1));
-  EXPECT_EQ((Refusal<MeasuredLength<1, Millimetres>, Measured<2, "m_Span", "m_Length", Metres>>({})), UnitText(1));
-  EXPECT_EQ((Refusal<MeasuredLength<3, Millimetres>, MeasuredLength<3, Metres>>({})), UnitText(3)); // same version
+  EXPECT_EQ((Refusal<MeasuredLength<1, Millimetres>, Measured<2, "m_Span", "m_Length", Metres>>({})),
+            UnitText(1));
+  EXPECT_EQ((Refusal<MeasuredLength<3, Millimetres>, MeasuredLength<3, Metres>>({})),
+            UnitText(3)); // same version
 }
 
 TEST_F(DescribedFields, FieldInTheSameUnitIsRead) {
   CheckIsRead<MeasuredLength<1, Millimetres>, MeasuredLength<2, Millimetres>>({});
-  CheckIsRead<MeasuredLength<1, Millimetres>, MeasuredLength<2, Metres, Millimetres>>({}); // another name of it
+  CheckIsRead<MeasuredLength<1, Millimetres>, MeasuredLength<2, Metres, Millimetres>>(
+      {}); // another name of it
   CheckIsRead<MeasuredLength<1, Nothing>, MeasuredLength<2, Metres>>({});
   CheckIsRead<MeasuredLength<1, Metres>, MeasuredLength<2, Nothing>>({});
 }
