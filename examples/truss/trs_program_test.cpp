@@ -140,7 +140,7 @@ TEST_F(TrussProgram, LaterProgramsReadTheRodsOfVersion1) {
   EXPECT_EQ(bar.m_Coating, trs_Coating::Paint);
 }
 
-TEST_F(TrussProgram, Program3ReadsThePrestressAndThePaintOfVersion2) {
+TEST_F(TrussProgram, Program3ReadsThatRodsOfVersion2AreNotPainted) {
   Output(2, "make 2.kvs 2");
   EXPECT_NE(Output(3, "print 2.kvs").find("bar, steel\n"),
             std::string::npos); // rods of version 2 are not painted
