@@ -15,10 +15,9 @@
 #include "persist/backend/cls_AgentMapKey2Obj.h"
 #include "persist/backend/cls_DeleteWhenNeeded.h"
 #include "persist/backend/cls_HolderSlot.h"
-#include "persist/backend/cls_ReadListPrim.h"
+#include "persist/backend/cls_MoreLists.h"
 #include "persist/backend/cls_TypedMementoRead.h"
 #include "persist/backend/cls_TypedMementoWrite.h"
-#include "persist/backend/cls_WriteListPrim.h"
 
 // Builders, cursors and agents for a back end that reaches the elements of a collection by index, for
 // instance because it has them in memory. The back end writes one class, `Elements`. Each class here is the
@@ -33,6 +32,7 @@
 //     int Count() const;                            // 0 when absent
 //     template <class T> T Get(int index, int column) const;
 //     template <class T> void Put(int index, int column, T const& value); // index Count(): adds an element
+//                                                   // T: all elements of lists, also those of cls_MoreLists.h
 //     void Resize(int count);                       // new elements are empty objects, or zero bytes
 //     void Erase(int index);                        // nothing for an index that is not there
 //     cls_MementoRead* ReadObject(int index, int column) const; // index -1: of an empty object
@@ -241,6 +241,37 @@ class cls_IndexedList final : public cls_IndexedAgent<cls_AgentListPrim<T>, Elem
   bool m_IsSaved;
   int m_Next = 0;
 };
+
+/// A list that is written and read as a whole, of elements that no bulk array has (cls_MoreLists.h).
+template <class T, class Elements>
+class cls_IndexedWholeList final : public cls_WriteListPrim<T>, public cls_ReadListPrim<T> {
+ public:
+  explicit cls_IndexedWholeList(Elements elements) : m_Elements(std::move(elements)) {}
+
+  void AppendRun(int count, T const* elements) override {
+    for (int i = 0; i < count; ++i) Append(elements[i]);
+  }
+  void Append(T const& element) override { m_Elements.Put(Count(), 0, element); }
+
+  int Count() override { return m_Elements.Count(); }
+  int RowWidth() override { return m_Elements.RowWidth(); }
+  int More() override { return m_Next < Count() ? 1 : 0; }
+  int NextRun(int count, T* destination) override {
+    int read = 0;
+    for (; read < count && More() != 0; ++read) destination[read] = Next();
+    return read;
+  }
+  T Next() override { return m_Elements.template Get<T>(m_Next++, 0); }
+
+ private:
+  Elements m_Elements;
+  int m_Next = 0;
+};
+
+/// What a memento makes for a list of T.
+template <class T, class Elements>
+using cls_IndexedListOf =
+    std::conditional_t<cls_IsListElement<T>, cls_IndexedList<T, Elements>, cls_IndexedWholeList<T, Elements>>;
 
 /// A map or an int table of values. `K` and `V` are the parameters of the builder's Insert, with references.
 template <class Builder, class Cursor, class K, class V, class Elements>
@@ -455,7 +486,8 @@ enum class cls_ElementKind { Values, Entries, Objects, ObjectEntries, Bytes };
 ///
 ///     Elements Restart(cls_ElementKind kind, int width);    // makes the object's collection empty
 ///     Elements GoOn(cls_ElementKind kind, int sizeHint);    // with the elements that it has
-template <class Self, class Elements> class cls_IndexedMementoWrite : public cls_TypedMementoWrite<Self> {
+template <class Self, class Elements>
+class cls_IndexedMementoWrite : public cls_TypedMementoWrite<Self>, public cls_TypedWritesMoreLists<Self> {
  public:
   using Kind = cls_ElementKind;
 
@@ -481,7 +513,7 @@ template <class Self, class Elements> class cls_IndexedMementoWrite : public cls
 
   // For cls_TypedMementoWrite.
   template <class T> cls_WriteListPrim<T>* MakeListOf(T const*, int width) {
-    return new cls_IndexedList<T, Elements>(IndexedSelf().Restart(Kind::Values, width));
+    return new cls_IndexedListOf<T, Elements>(IndexedSelf().Restart(Kind::Values, width));
   }
   template <class K, class T> cls_WriteMapOf<K, T>* MakeMapOf(T const*) {
     return new cls_IndexedMap<K, T, Elements>(IndexedSelf().Restart(Kind::Entries, 1));
@@ -504,7 +536,8 @@ template <class Self, class Elements> class cls_IndexedMementoWrite : public cls
 /// member:
 ///
 ///     Elements ElementsOf(cls_ElementKind kind); // may be absent
-template <class Self, class Elements> class cls_IndexedMementoRead : public cls_TypedMementoRead<Self> {
+template <class Self, class Elements>
+class cls_IndexedMementoRead : public cls_TypedMementoRead<Self>, public cls_TypedReadsMoreLists<Self> {
  public:
   using Kind = cls_ElementKind;
 
@@ -525,7 +558,7 @@ template <class Self, class Elements> class cls_IndexedMementoRead : public cls_
 
   // For cls_TypedMementoRead.
   template <class T> cls_ReadListPrim<T>* MakeListOf(T*) {
-    return new cls_IndexedList<T, Elements>(IndexedSelf().ElementsOf(Kind::Values));
+    return new cls_IndexedListOf<T, Elements>(IndexedSelf().ElementsOf(Kind::Values));
   }
   template <class K, class T> cls_ReadMapOf<K, T>* MakeMapOf(T*) {
     return new cls_IndexedMap<K, T, Elements>(IndexedSelf().ElementsOf(Kind::Entries));

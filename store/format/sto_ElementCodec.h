@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <concepts>
 #include <string>
 #include <type_traits>
@@ -87,6 +88,12 @@ template <> struct sto_ElementCodec<cow_String> {
   }
 };
 
+/// Elements whose stored bytes are those that they have in memory: numbers. Any byte is a bool in memory only if it is 0
+/// or 1, so these are checked one by one.
+template <class T> inline constexpr bool sto_IsStoredAsItIs = std::endian::native == std::endian::little;
+template <> inline constexpr bool sto_IsStoredAsItIs<bool> = false;
+template <> inline constexpr bool sto_IsStoredAsItIs<cow_String> = false;
+
 /// Whether the elements of a list fill whole rows. A negative width never fits; a width of 0 or 1 always
 /// does.
 [[nodiscard]] constexpr bool sto_HasWholeRows(int count, int width) noexcept {
@@ -102,6 +109,8 @@ template <> struct sto_ElementCodec<cow_String> {
 struct sto_ObjectId {
   std::int64_t m_Id = 0;
 };
+
+template <> inline constexpr bool sto_IsStoredAsItIs<sto_ObjectId> = false;
 
 /// Each id depends on the one before it: see sto_IdCodec.h.
 template <> struct sto_ElementCodec<sto_ObjectId> {

@@ -1,5 +1,7 @@
 #include "store/objects/sto_ListReader.h"
 
+#include <algorithm>
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -29,8 +31,31 @@ sto_ListReader<T>::sto_ListReader(sto_Session& session, std::int64_t id, sto_Rec
 
 template <class T> int sto_ListReader<T>::NextRun(int count, T* destination) {
   int done = 0;
-  for (; done < count && More(); ++done) destination[done] = Next();
+  if constexpr (sto_IsStoredAsItIs<T>)
+    while (done < count && More()) done += NextInBlock(count - done, destination + done);
+  else
+    for (; done < count && More(); ++done) destination[done] = Next();
   return done;
+}
+
+/// As many elements as the block has, REQUIRES: More(); returns how many.
+template <class T> int sto_ListReader<T>::NextInBlock(int count, T* destination) {
+  int const offset = m_List.m_InBlocks ? sto_ListLayout::OffsetOf(m_Index) : m_Index;
+  if (m_List.m_InBlocks && offset == 0) LoadBlock(sto_ListLayout::BlockOf(m_Index));
+  int const inBlock = m_List.m_InBlocks ? sto_ListLayout::BlockSize - offset : m_List.m_Count;
+  int const copied = std::min({count, inBlock, m_List.m_Count - m_Index});
+  sto_ByteView const elements = m_Reader.Raw(static_cast<std::size_t>(copied) * sizeof(T));
+  if (m_Reader.Failed()) RaiseDamaged();
+  if constexpr (sto_IsStoredAsItIs<T>) std::memcpy(destination, elements.data(), elements.size());
+  m_Index += copied;
+  CheckEnd();
+  return copied;
+}
+
+/// Damaged if the reading failed, or if the last element of a block, or of the list, is not the end of the bytes.
+template <class T> void sto_ListReader<T>::CheckEnd() const {
+  bool const atEnd = m_Index == m_List.m_Count || sto_ListLayout::OffsetOf(m_Index) == 0;
+  if (m_Reader.Failed() || (atEnd && m_Reader.Remaining() != 0)) RaiseDamaged();
 }
 
 template <class T> T sto_ListReader<T>::Next() {
@@ -40,8 +65,7 @@ template <class T> T sto_ListReader<T>::Next() {
     LoadBlock(sto_ListLayout::BlockOf(m_Index));
   T element = sto_ElementCodec<T>::Decode(m_Reader);
   ++m_Index;
-  bool const atEnd = m_Index == m_List.m_Count || sto_ListLayout::OffsetOf(m_Index) == 0;
-  if (m_Reader.Failed() || (atEnd && m_Reader.Remaining() != 0)) RaiseDamaged();
+  CheckEnd();
   return element;
 }
 

@@ -24,6 +24,8 @@ template <class T> class sto_ListReader final : public cls_ReadListPrim<T> {
   T Next() override;
 
  private:
+  int NextInBlock(int count, T* destination);
+  void CheckEnd() const;
   void LoadBlock(int block);
   void StartInline();
   [[nodiscard]] std::string Describe() const { return "object " + std::to_string(m_Id); }

@@ -1,5 +1,6 @@
 #include "store/objects/sto_ListWriter.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
 #include <utility>
@@ -23,7 +24,30 @@ template <class T> sto_ListWriter<T>::~sto_ListWriter() {
 }
 
 template <class T> void sto_ListWriter<T>::AppendRun(int count, T const* elements) {
-  for (int i = 0; i < count; ++i) Append(elements[i]);
+  if constexpr (sto_IsStoredAsItIs<T>) {
+    while (count > 0) {
+      int const appended = AppendToBlock(count, elements);
+      elements += appended;
+      count -= appended;
+    }
+  } else {
+    for (int i = 0; i < count; ++i) Append(elements[i]);
+  }
+}
+
+/// As many elements as there is room for in the block; returns how many.
+template <class T> int sto_ListWriter<T>::AppendToBlock(int count, T const* elements) {
+  int appended = 0;
+  m_Object->PutWhole([&] {
+    if (m_InBlock == sto_ListLayout::BlockSize) FlushBlock();
+    appended =
+        std::min({count, sto_ListLayout::BlockSize - m_InBlock, std::numeric_limits<int>::max() - m_Count});
+    if (appended == 0) RaiseFull("more elements than a list can count");
+    sto_ByteWriter(m_Elements).Raw(elements, static_cast<std::size_t>(appended) * sizeof(T));
+    m_InBlock += appended;
+    m_Count += appended;
+  });
+  return appended;
 }
 
 template <class T> void sto_ListWriter<T>::Append(T const& element) {

@@ -22,6 +22,7 @@ template <class T> class sto_ListWriter final : public cls_WriteListPrim<T> {
 
  private:
   [[noreturn]] void RaiseFull(char const* what);
+  int AppendToBlock(int count, T const* elements);
   void FlushBlock();
   void Complete();
 

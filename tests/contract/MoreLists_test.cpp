@@ -77,7 +77,9 @@ CONTRACT_FIXTURE(ContractMoreLists);
 
 TEST_P(ContractMoreLists, ListsOfEachTypeComeBack) {
   CONTRACT_NEEDS(m_HasMoreLists);
-  constexpr std::array Counts{0, 1, 2, 100, 2047, 2048, 2049, 7000};
+  COVERS(cls_ReadListPrim, 2, 3, 4, 5, 6);
+  COVERS(cls_WriteListPrim, 2, 3);
+  constexpr std::array Counts{0, 1, 2, 2048, 2049, 5000};
   ForMoreListTypes([&]<class T>(std::type_identity<T>, cls_AttributeType) {
     SCOPED_TRACE(ContractTypeName<T>);
     for (int const count : Counts)
@@ -89,6 +91,7 @@ TEST_P(ContractMoreLists, ListsOfEachTypeComeBack) {
 }
 
 TEST_P(ContractMoreLists, RowWidthIsKept) {
+  COVERS(cls_ReadListPrim, 3);
   CONTRACT_NEEDS(m_HasMoreLists);
   ForMoreListTypes([&]<class T>(std::type_identity<T>, cls_AttributeType) {
     SCOPED_TRACE(ContractTypeName<T>);
@@ -99,12 +102,13 @@ TEST_P(ContractMoreLists, RowWidthIsKept) {
 }
 
 TEST_P(ContractMoreLists, ListIsReplacedByAShorterOne) {
+  COVERS(cls_WriteListPrim, 3);
   CONTRACT_NEEDS(m_HasMoreLists);
   ForMoreListTypes([&]<class T>(std::type_identity<T>, cls_AttributeType) {
     SCOPED_TRACE(ContractTypeName<T>);
-    Write<T>(7000, 1, Way::InRuns);
+    Write<T>(5000, 1, Way::InRuns);
     Step();
-    WriteList(RootOf(7000, Way::InRuns), FieldFor<T>("List"), [](cls_MementoWrite& memento) {
+    WriteList(RootOf(5000, Way::InRuns), FieldFor<T>("List"), [](cls_MementoWrite& memento) {
       Receive(cls_MakeWriteList<T>(memento, 1))->Append(ElementOf<T>(1));
     });
     Step();
@@ -115,11 +119,12 @@ TEST_P(ContractMoreLists, ListIsReplacedByAShorterOne) {
           ASSERT_EQ(cursor->Count(), 1);
           EXPECT_TRUE(IsSameValue(cursor->Next(), ElementOf<T>(1)));
         },
-        RootOf(7000, Way::InRuns));
+        RootOf(5000, Way::InRuns));
   });
 }
 
 TEST_P(ContractMoreLists, AbsentListIsEmpty) {
+  COVERS(cls_ReadListPrim, 2, 4);
   CONTRACT_NEEDS(m_HasMoreLists);
   ContractTest::Write([](cls_WriteVisitor const&) {});
   Read([](cls_ReadVisitor const& visitor) {
@@ -135,6 +140,7 @@ TEST_P(ContractMoreLists, AbsentListIsEmpty) {
 
 /// A back end that checks declarations refuses elements of another type than the attribute's.
 TEST_P(ContractMoreLists, ElementsOfAnotherTypeAreRefused) {
+  COVERS(cls_WriteListPrim, 3);
   CONTRACT_NEEDS(m_HasMoreLists);
   CONTRACT_NEEDS(m_ChecksDeclarations);
   auto const write = [&]<class T>(std::type_identity<T>, cls_FieldHandle const& field) {

@@ -38,6 +38,7 @@ class JsonlBackEnd : public ContractBackEnd {
     abilities.m_SharesChanges = true;
     abilities.m_CountsObjects = true;
     abilities.m_OffersStoredObjects = true;
+    abilities.m_HasMoreLists = true;
     abilities.m_ConvertsIntegers = true;
     return abilities;
   }
