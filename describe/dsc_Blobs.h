@@ -6,8 +6,8 @@
 #include "persist/backend/cls_AgentBlob.h"
 #include "persist/visitors/cls_BlobWriter.h"
 
-// Members that are bytes: std::vector of unsigned char or std::byte. They are a blob, so that a byte takes one byte in a
-// store; it is written and read as a whole. Several in a list are one blob, and a list of their lengths.
+// Members that are bytes: std::vector of unsigned char or std::byte. They are a blob, so that a byte takes one byte in
+// a store; it is written and read as a whole. Several in a list are one blob, and a list of their lengths.
 
 /// Writes all bytes of a blob at once.
 inline void dsc_WriteBlob(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, cls_Uid const& uid,
