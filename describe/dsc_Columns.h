@@ -243,8 +243,8 @@ template <class Name, cow_LiteralChars Suffix, class Lead> struct dsc_LeadColumn
 
 /// Sequences: `.lengths`, and `.values` of all of them.
 template <dsc_IsResizable T>
-requires dsc_HasColumn<typename T::value_type>
-struct dsc_Column<T> : dsc_CountedColumn<dsc_Column<typename T::value_type>> {
+requires(dsc_HasColumn<typename T::value_type> && !dsc_IsBytes<T>) struct dsc_Column<T>
+    : dsc_CountedColumn<dsc_Column<typename T::value_type>> {
   using Element = dsc_Column<typename T::value_type>;
   static constexpr int Fields = 1 + Element::Fields;
   static constexpr int Collections = 1 + Element::Collections;

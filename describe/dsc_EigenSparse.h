@@ -68,9 +68,7 @@ template <class T> class dsc_SparseCheck {
   /// The starts of a stored matrix, and how many indices and values it has.
   void CheckStarts(dsc_Compressed<T> const& matrix) const {
     long long const outer = T::IsRowMajor ? matrix.m_Rows : matrix.m_Cols;
-    long long const greatest = std::min<long long>(std::numeric_limits<Index>::max(), MaxSize);
-    if (std::min(matrix.m_Rows, matrix.m_Cols) < 0 || std::max(matrix.m_Rows, matrix.m_Cols) > greatest)
-      dsc_RaiseSizes(m_Where, matrix.m_Rows, matrix.m_Cols);
+    if (std::min(matrix.m_Rows, matrix.m_Cols) < 0) dsc_RaiseSizes(m_Where, matrix.m_Rows, matrix.m_Cols);
     auto const& starts = matrix.m_Starts;
     if (static_cast<long long>(starts.size()) != outer + 1)
       Raise<typename Names::Starts>("the stored list has " + std::to_string(starts.size()) +
@@ -92,8 +90,6 @@ template <class T> class dsc_SparseCheck {
   }
 
  private:
-  static constexpr long long MaxSize = std::numeric_limits<int>::max();
-
   template <class Part> void CheckCount(std::size_t count, Index asked) const {
     if (static_cast<long long>(count) != static_cast<long long>(asked))
       Raise<Part>("the list has " + std::to_string(count) + " elements, and not " + std::to_string(asked) +

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "describe/dsc_Blobs.h"
 #include "describe/dsc_Lists.h"
 #include "describe/dsc_Maps.h"
 #include "describe/dsc_Options.h"

@@ -49,6 +49,11 @@ concept dsc_IsPlainSequence =
 template <class T> inline constexpr bool dsc_IsSpan = false;
 template <class T, std::size_t Extent> inline constexpr bool dsc_IsSpan<std::span<T, Extent>> = true;
 
+/// A sequence that is a blob: a std::vector of bytes, or a std::span of them.
+template <class T> inline constexpr bool dsc_IsByteRun = dsc_IsBytes<T>;
+template <class T, std::size_t Extent>
+inline constexpr bool dsc_IsByteRun<std::span<T, Extent>> = dsc_IsBytes<std::vector<std::remove_cv_t<T>>>;
+
 template <class T>
 concept dsc_IsOptionalScalar = dsc_IsOptional<T> && dsc_IsScalar<typename T::value_type>;
 
@@ -80,7 +85,14 @@ struct dsc_DeclaredAs<T> {
   static constexpr cls_AttributeType Attribute = dsc_Stored<T>::Attribute;
   static constexpr cls_CollectionType Collection = dsc_Stored<T>::Collection;
 };
-template <dsc_IsPlainSequence T> struct dsc_DeclaredAs<T> {
+template <dsc_IsPlainSequence T>
+requires dsc_IsByteRun<T>
+struct dsc_DeclaredAs<T> {
+  static constexpr cls_AttributeType Attribute = ATTR_OBJECT;
+  static constexpr cls_CollectionType Collection = COLLECTION_NONE;
+};
+template <dsc_IsPlainSequence T>
+requires(!dsc_IsByteRun<T>) struct dsc_DeclaredAs<T> {
   using Plain = typename dsc_PlainElement<std::remove_cv_t<typename T::value_type>>::Type;
   static constexpr cls_AttributeType Attribute = dsc_AttributeType<Plain>;
   static constexpr cls_CollectionType Collection = dsc_ListCode<Plain>;
@@ -186,6 +198,15 @@ void dsc_ReadValues(cls_ReadVisitor const& visitor, cls_FieldHandle const& field
   }
 }
 
+/// Leaves `bytes` and `uid` as they are if the field is absent.
+template <class Bytes, class Uid>
+void dsc_ReadBytes(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, Bytes& bytes, Uid& uid) {
+  if (visitor.DataIsPresent(field) == 0) return;
+  cls_ReadVisitor const blob(visitor, field);
+  uid = blob.GetUid();
+  dsc_ReadBlob(*blob.Memento(), bytes, dsc_Where{"", field.Name().View()});
+}
+
 namespace kvl {
 
 /// What an attribute is declared as that has a value of type T, or a sequence of them.
@@ -215,21 +236,27 @@ template <class T> void Read(cls_ReadVisitor const& visitor, cls_FieldHandle con
 }
 
 /// Writes a field that holds a list of values: std::vector, std::span, std::array ... of numbers, bool, enumerations,
-/// texts, complex numbers, durations or paths. `uid` is the identity of the list: a member of the class, of type
-/// cls_OwnUid if the class has one for itself.
+/// texts, complex numbers, durations or paths. A std::vector or std::span of unsigned char or std::byte is a blob. `uid`
+/// is the identity of the list or blob: a member of the class, of type cls_OwnUid if the class has one for itself.
 template <class T>
 void Write(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const& values,
            cls_Uid const& uid) {
   dsc_CheckPlainSequence<T>();
-  if constexpr (dsc_IsPlainSequence<T>) dsc_WriteValues(visitor, field, values, uid);
+  if constexpr (dsc_IsByteRun<T>)
+    dsc_WriteBlob(visitor, field, uid, values.data(), values.size());
+  else if constexpr (dsc_IsPlainSequence<T>)
+    dsc_WriteValues(visitor, field, values, uid);
 }
 
-/// Reads a list, and its identity into `uid`, a cls_OwnUid or cls_Uid.
+/// Reads a list or a blob, and its identity into `uid`, a cls_OwnUid or cls_Uid.
 template <class T, class Uid>
 requires std::is_assignable_v<Uid&, cls_Uid const&>
 void Read(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, std::vector<T>& values, Uid& uid) {
   dsc_CheckPlainSequence<std::vector<T>>();
-  if constexpr (dsc_IsElement<T>) dsc_ReadValues(visitor, field, values, uid);
+  if constexpr (dsc_IsBytes<std::vector<T>>)
+    dsc_ReadBytes(visitor, field, values, uid);
+  else if constexpr (dsc_IsElement<T>)
+    dsc_ReadValues(visitor, field, values, uid);
 }
 
 } // namespace kvl

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <vector>
+
 #include "describe/dsc_Pointers.h"
 #include "describe/dsc_Scalars.h"
 #include "metadata/cls_CollectionType.h"
@@ -45,6 +48,11 @@ concept dsc_IsSequence = !dsc_IsText<T> && !requires {
   container.clear();
   container.insert(container.end(), static_cast<typename T::value_type&&>(value));
 };
+
+/// Bytes, which are a blob and no list; see dsc_Blobs.h.
+template <class T> inline constexpr bool dsc_IsBytes = false;
+template <class Allocator> inline constexpr bool dsc_IsBytes<std::vector<unsigned char, Allocator>> = true;
+template <class Allocator> inline constexpr bool dsc_IsBytes<std::vector<std::byte, Allocator>> = true;
 
 /// The collection type of a list of T: what cls_CollectionTypeFix makes of COLLECTION_LIST, without a call.
 template <class T>
@@ -120,8 +128,7 @@ template <class Plain, class Add> void dsc_ReadElements(cls_ReadListPrim<Plain>&
 }
 
 template <dsc_IsSequence T>
-requires dsc_IsElement<typename T::value_type>
-struct dsc_Stored<T> : dsc_OneField<1> {
+requires(dsc_IsElement<typename T::value_type> && !dsc_IsBytes<T>) struct dsc_Stored<T> : dsc_OneField<1> {
   using Element = typename T::value_type;
   using Plain = typename dsc_PlainElement<Element>::Type;
   /// Elements that lie in memory as a cursor copies them.

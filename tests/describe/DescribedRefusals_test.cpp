@@ -253,10 +253,10 @@ TEST_F(DescribedSigns, IntegersInListsThatFitAreRead) {
   ExpectList<int>(std::vector<long long>{std::numeric_limits<int>::min(), 7});
   ExpectList<unsigned long long>(std::vector<long long>{0, Limits::max()});
   ExpectList<long long>(std::vector<unsigned long long>{0, static_cast<unsigned long long>(Limits::max())});
-  ExpectList<unsigned char>(std::vector<long long>{0, 255});
+  ExpectList<char8_t>(std::vector<long long>{0, 255}); // a vector of unsigned char is a blob
   ExpectList<signed char>(std::vector<unsigned short>{0, 127});
   ExpectList<char>(std::vector<signed char>{-128, 127});
-  ExpectList<unsigned>(std::vector<unsigned char>(5000, 200));
+  ExpectList<unsigned>(std::vector<char8_t>(5000, char8_t{200}));
 }
 
 TEST_F(DescribedSigns, IntegersInListsThatDoNotFitAreRefused) {
