@@ -317,8 +317,8 @@ struct dsc_Column<T> {
   template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Element>(each); }
 };
 
-/// Objects behind owning pointers: a list of objects.
-template <dsc_IsOwner T> struct dsc_Column<T> {
+/// Objects behind pointers: a list of objects.
+template <dsc_IsPointer T> struct dsc_Column<T> {
   using Object = typename dsc_HeldObject<T>::Type;
   static constexpr int Fields = 1;
   static constexpr int Collections = 1;
@@ -328,8 +328,8 @@ template <dsc_IsOwner T> struct dsc_Column<T> {
     to.Add<Name>(at, ATTR_OBJECT, COLLECTION_OBJ);
   }
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
-    dsc_WriteObjects<Name>(out, at, false,
-                           [&](auto write) { forEach([&](T const& pointer) { write(pointer); }); });
+    dsc_WriteObjects<Name>(
+        out, at, false, [&](auto write) { forEach([&](T const& pointer) { write(dsc_ToOwner(pointer)); }); });
   }
   template <class Name, class ForEach> static void Read(dsc_In const& in, dsc_Place at, ForEach forEach) {
     dsc_StoredCollection const stored(in, at, Name::Handle(at.m_Number));
@@ -340,7 +340,7 @@ template <dsc_IsOwner T> struct dsc_Column<T> {
     };
     forEach([&](T& pointer) {
       check(cursor->More() != 0);
-      pointer = dsc_Construct<T>(cls_ReadVisitor(cursor->Next()));
+      pointer = dsc_Construct<dsc_OwnerOf<T>>(cls_ReadVisitor(cursor->Next()));
     });
     check(cursor->More() == 0);
   }

@@ -24,7 +24,7 @@ template <class T> class dsc_FieldDeclarer {
                    alignof(Member));
     if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
       using Stored = dsc_Stored<dsc_FieldValue<Member, Options...>>;
-      Stored::template Declare<Name>({m_Registrar, m_Metadata, false, UnitOf(options...)}, m_At);
+      Stored::template Declare<Name>({m_Registrar, m_Metadata, false, dsc_UnitOf(options...)}, m_At);
       m_At = m_At.Plus(Stored::Fields, Stored::Collections);
       DeclareHeld<Stored>();
       (Note<Name, Stored>(options), ...);
@@ -50,13 +50,6 @@ template <class T> class dsc_FieldDeclarer {
 
   cls_ClassChanges& Changes() { return m_Registrar.ChangesOf(m_Metadata.ClassId()); }
 
-  template <class... Options> [[nodiscard]] static char const* UnitOf(Options const&... options) {
-    if constexpr (dsc_Has<dsc_OptionKind::Unit, Options...>)
-      return dsc_Get<dsc_OptionKind::Unit>(options...).m_Text;
-    else
-      return nullptr;
-  }
-
   /// The attributes of a field under a name that it has today, or had earlier.
   template <class Stored, class Name> [[nodiscard]] std::vector<cls_AttributeMetadata> AttributesOf() const {
     return dsc_AttributesOf<Stored, Name>(m_Metadata.Name().CharsOrEmpty());
@@ -69,10 +62,6 @@ template <class T> class dsc_FieldDeclarer {
         Changes().Since(attribute.m_Name.View(), option.m_Version);
     } else if constexpr (Kind == dsc_OptionKind::Was) {
       NoteNames<Name, Stored>(option);
-    } else if constexpr (Kind == dsc_OptionKind::Unit) {
-      if (option.m_Earlier == nullptr) return;
-      for (cls_AttributeMetadata const& attribute : AttributesOf<Stored, Name>())
-        Changes().UnitWas(attribute.m_Name.View(), option.m_Earlier);
     }
   }
   template <class Name, class Stored, cow_LiteralChars... Names> void NoteNames(kvl::Was<Names...> const&) {

@@ -178,7 +178,7 @@ concept dsc_IsHeld = dsc_IsOwner<T> ||
 
 /// The class of the objects that a container holds by pointer or by value.
 template <class T> struct dsc_HeldObject { using Type = T; };
-template <dsc_IsOwner T> struct dsc_HeldObject<T> {
+template <dsc_IsPointer T> struct dsc_HeldObject<T> {
   using Type = std::remove_cv_t<typename T::element_type>;
 };
 
@@ -192,8 +192,8 @@ template <class T> [[nodiscard]] auto const* dsc_ObjectOf(T const& held) noexcep
 
 /// An element or a value, which is moved into its container. `isKey`: the container orders it by what it has.
 template <class T, bool IsKey> [[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visitor) {
-  if constexpr (dsc_IsOwner<T>)
-    return dsc_Construct<T>(visitor);
+  if constexpr (dsc_IsPointer<T>)
+    return dsc_Construct<dsc_OwnerOf<T>>(visitor);
   else if constexpr (IsKey)
     return dsc_ConstructAtOnce<T>(visitor);
   else
@@ -231,8 +231,10 @@ void dsc_WriteObjects(dsc_Out const& out, dsc_Place at, bool areKept, WriteAll w
   });
 }
 
+/// A container of weak pointers is stored with the objects that these lead to, because a list has no references. They are
+/// there after a load if something else holds their objects.
 template <dsc_IsSequence T>
-requires dsc_IsHeld<typename T::value_type>
+requires dsc_IsHeld<typename T::value_type> || dsc_IsWeak<typename T::value_type>
 struct dsc_Stored<T> : dsc_OneField<1> {
   using Element = typename T::value_type;
   using Object = typename dsc_HeldObject<Element>::Type;
@@ -244,12 +246,16 @@ struct dsc_Stored<T> : dsc_OneField<1> {
 
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {
     dsc_WriteObjects<Name>(out, at, out.m_Bytes.Has(&container), [&container](auto write) {
-      for (Element const& element : container) write(element);
+      for (Element const& element : container)
+        if constexpr (dsc_IsPointer<Element>)
+          write(dsc_ToOwner(element));
+        else
+          write(element);
     });
   }
 
   /// Pointers whose container is a member of the object can be found again when they are filled.
-  static constexpr bool IsFilledLater = dsc_IsOwner<Element> && requires(T & container) {
+  static constexpr bool IsFilledLater = dsc_IsPointer<Element> && requires(T & container) {
     container.resize(std::size_t{});
     { container[std::size_t{}] } -> std::same_as<Element&>;
   };
@@ -292,11 +298,11 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     if (isOwned && read.m_Held.m_Depth < cls_LaterReads::MaxNested) return false;
     return cls_LaterPlace::Leave(read);
   }
-  [[nodiscard]] static Element Construct(cls_HeldObject const& held) {
-    return dsc_ConstructStored<Element>(cls_ReadVisitor(held.m_Source->MakeReadObj(held)));
+  [[nodiscard]] static auto Construct(cls_HeldObject const& held) {
+    return dsc_ConstructStored<dsc_OwnerOf<Element>>(cls_ReadVisitor(held.m_Source->MakeReadObj(held)));
   }
   static void FillElement(cls_LaterReads::Read const& read) {
-    Element element = Construct(read.m_Held);
+    auto element = Construct(read.m_Held);
     if (read.m_Target == nullptr) return;
     T& container = *static_cast<T*>(read.m_Target);
     if (read.m_Index < container.size()) container[read.m_Index] = std::move(element);

@@ -3,6 +3,7 @@
 #include <concepts>
 #include <type_traits>
 
+#include "describe/dsc_UnitText.h"
 #include "platform/cow/cow_String.h"
 
 // What a line of Describe may say about its field, after the name and the member:
@@ -144,4 +145,14 @@ template <dsc_OptionKind Kind, class First, class... More>
     return first;
   else
     return dsc_Get<Kind>(more...);
+}
+
+/// What options say of the unit.
+template <class... Options> [[nodiscard]] constexpr dsc_UnitText dsc_UnitOf(Options const&... options) {
+  if constexpr (dsc_Has<dsc_OptionKind::Unit, Options...>) {
+    kvl::Unit const& unit = dsc_Get<dsc_OptionKind::Unit>(options...);
+    return {unit.m_Text, unit.m_Earlier};
+  } else {
+    return {};
+  }
 }

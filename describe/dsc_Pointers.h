@@ -30,6 +30,20 @@ template <class T>
 concept dsc_IsWeak = dsc_HoldingOf<T>
 == dsc_Holding::Weak;
 
+/// A pointer in a container: one that owns its object, or a weak one.
+template <class T>
+concept dsc_IsPointer = dsc_IsOwner<T> || dsc_IsWeak<T>;
+
+/// What owns the object that a pointer leads to, as long as it is used: for a weak pointer a std::shared_ptr.
+template <dsc_IsOwner T> [[nodiscard]] T const& dsc_ToOwner(T const& pointer) noexcept {
+  return pointer;
+}
+template <dsc_IsWeak T> [[nodiscard]] auto dsc_ToOwner(T const& pointer) noexcept {
+  return pointer.lock();
+}
+template <dsc_IsPointer T>
+using dsc_OwnerOf = std::remove_cvref_t<decltype(dsc_ToOwner(std::declval<T const&>()))>;
+
 template <class T> constexpr void dsc_CheckPersisted() {
   static_assert(
       dsc_IsPersisted<T>,

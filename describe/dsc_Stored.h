@@ -8,6 +8,7 @@
 
 #include "describe/dsc_Identity.h"
 #include "describe/dsc_Name.h"
+#include "describe/dsc_UnitText.h"
 #include "metadata/cls_ClassRegistrar.h"
 #include "persist/backend/cls_CollectionTypeIds.h"
 #include "persist/visitors/cls_ReadVisitor.h"
@@ -69,23 +70,28 @@ struct dsc_Place {
 struct dsc_Declaring {
   cls_ClassRegistrar& m_Registrar;
   cls_ClassMetadata& m_Metadata;
-  bool m_MayBeAbsent = false;   ///< they belong to a value that an object may not have
-  char const* m_Unit = nullptr; ///< of its numbers; null if none is said
+  bool m_MayBeAbsent = false; ///< they belong to a value that an object may not have
+  dsc_UnitText m_Unit = {};   ///< of its numbers
 
   template <class Name> void Add(dsc_Place at, cls_AttributeType type, cls_CollectionType collection) const {
     m_Metadata.AddAttribute(Name::Handle(at.m_Number), type, 1, collection);
     if (m_MayBeAbsent) Notes().MayBeAbsent(Name::View());
-    if (m_Unit != nullptr && IsNumber(type)) Notes().Unit(Name::View(), m_Unit);
+    if (m_Unit.m_Text == nullptr || !IsNumber(type)) return;
+    Notes().Unit(Name::View(), m_Unit.m_Text);
+    if (m_Unit.m_Earlier != nullptr)
+      m_Registrar.ChangesOf(m_Metadata.ClassId()).UnitWas(Name::View(), m_Unit.m_Earlier);
   }
   [[nodiscard]] dsc_Declaring Optional() const noexcept { return {m_Registrar, m_Metadata, true, m_Unit}; }
   /// For values that have a unit of their own (null if they have none), which counts if no other is said.
   [[nodiscard]] dsc_Declaring InUnit(char const* unit) const noexcept {
-    return {m_Registrar, m_Metadata, m_MayBeAbsent, m_Unit != nullptr ? m_Unit : unit};
+    return m_Unit.m_Text != nullptr ? *this : With({unit});
+  }
+  /// For values whose unit is said.
+  [[nodiscard]] dsc_Declaring With(dsc_UnitText const& unit) const noexcept {
+    return {m_Registrar, m_Metadata, m_MayBeAbsent, unit};
   }
   /// For numbers that are no values: counts, indexes, keys.
-  [[nodiscard]] dsc_Declaring WithoutUnit() const noexcept {
-    return {m_Registrar, m_Metadata, m_MayBeAbsent, nullptr};
-  }
+  [[nodiscard]] dsc_Declaring WithoutUnit() const noexcept { return With({}); }
 
  private:
   [[nodiscard]] cls_ClassNotes& Notes() const {

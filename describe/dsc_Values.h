@@ -68,10 +68,11 @@ template <class T, class Act> class dsc_EachMember {
     static_assert(std::is_same_v<Owner, T>,
                   "the Describe of a KVL_VALUE describes the members of its own struct");
     constexpr int Transients = dsc_CountOf<dsc_OptionKind::Transient, Options...>;
+    constexpr int Units = dsc_CountOf<dsc_OptionKind::Unit, Options...>;
     static_assert(
-        sizeof...(Options) == Transients,
-        "a member of a KVL_VALUE has no options but kvl::Transient: what changes is said where a class "
-        "holds the value");
+        sizeof...(Options) == Transients + Units && Units <= 1 - Transients,
+        "a member of a KVL_VALUE has no options but kvl::Transient or kvl::Unit: what changes is said where a "
+        "class holds the value");
     if constexpr (Transients == 0)
       m_Act(
           name, std::type_identity<Member>(), [member](auto& value) -> auto& { return value.*member; });
@@ -146,7 +147,22 @@ template <class T, class Sub> inline constexpr bool dsc_IsKeyOf = false;
 template <class Key, class Value>
 inline constexpr bool dsc_IsKeyOf<dsc_Entry<Key, Value>, dsc_Name<"key">> = true;
 
+/// The visitor of a struct's Describe that finds what is said of the unit of one member.
+template <class Sub> struct dsc_PartUnit {
+  template <class Name, class Member, class Owner, class... Options>
+  void operator()(Name, Member Owner::*, Options const&... options) {
+    if constexpr (std::is_same_v<Name, Sub>) m_Unit = dsc_UnitOf(options...);
+  }
+  dsc_UnitText m_Unit;
+};
+
+/// What declares a part of a value: in its own unit if one is said, and in that of the whole value otherwise.
 template <class T, class Sub> [[nodiscard]] dsc_Declaring dsc_ForPart(dsc_Declaring const& to) noexcept {
+  if constexpr (dsc_IsStruct<T>) {
+    dsc_PartUnit<Sub> part;
+    T::Describe(part);
+    if (part.m_Unit.m_Text != nullptr) return to.With(part.m_Unit);
+  }
   return dsc_IsKeyOf<T, Sub> ? to.WithoutUnit() : to;
 }
 
@@ -242,7 +258,8 @@ template <dsc_HasParts T> struct dsc_Column<T> {
 
 /// What a list of `Element` is stored as, beside lists that have an element type of their own.
 template <class Element>
-concept dsc_IsColumnElement = dsc_HasColumn<Element> && !dsc_IsElement<Element> && !dsc_IsHeld<Element>;
+concept dsc_IsColumnElement =
+    dsc_HasColumn<Element> && !dsc_IsElement<Element> && !dsc_IsHeld<Element> && !dsc_IsWeak<Element>;
 
 template <dsc_IsResizable T>
 requires dsc_IsColumnElement<typename T::value_type>

@@ -44,11 +44,19 @@ struct Plain {
   double x = 0;
 };
 
-class Track;
+class Joint {
+ public:
+  KVL_PERSISTED(Joint, 0x700002, "Joint", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_X)); }
+  Joint() = default;
+
+ private:
+  double m_X = 0;
+};
 struct Link {
   KVL_VALUE(Link)
   static constexpr void Describe(auto& field) { field(KVL_F(to)); }
-  std::weak_ptr<Track> to;
+  Joint to; // an object by value, which no list of values has
 };
 
 class Track {

@@ -59,6 +59,7 @@ awk '/^```sh$/ { on = 1; next }
   on' "$here/../../docs/back-end.md" >"$work/back-end/commands.sh"
 cat >"$work/back-end/quick.cmake" <<END
 set(CMAKE_UNITY_BUILD ON)
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
 set(CMAKE_CXX_FLAGS_RELEASE "-O0" CACHE STRING "")
 END
 (cd "$work/back-end" && GTEST_TOTAL_SHARDS=4 GTEST_SHARD_INDEX=0 CXX="$compiler" CMAKE_GENERATOR=Ninja CMAKE_BUILD_PARALLEL_LEVEL=2 \

@@ -339,6 +339,57 @@ TEST_F(DescribedFields, FieldInTheSameUnitIsRead) {
   CheckIsRead<MeasuredLength<1, Metres>, MeasuredLength<2, Nothing>>({});
 }
 
+/// A value whose members have units of their own.
+template <char const* Text> struct Section {
+  using kvl_Self = Section;
+  using kvl_Value = void;
+  static constexpr void Describe(auto& field) {
+    using namespace kvl;
+    field("area"_field, &Section::area, Unit(Text));
+    field("height"_field, &Section::height);
+    field("name"_field, &Section::name);
+  }
+  double area = 0;
+  double height = 0;
+  std::string name;
+};
+template <int Version, class T> class Sectioned {
+ public:
+  KVL_PERSISTED(Sectioned, 0x760022, "Sectioned", Version)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Section), kvl::Unit("mm"));
+    field(KVL_F(m_Sections));
+  }
+  Sectioned() = default;
+  T m_Section;
+  std::vector<T> m_Sections;
+};
+constexpr char SquareMillimetres[] = "mm2";
+constexpr char SquareMetres[] = "m2";
+
+TEST_F(DescribedFields, MembersOfAValueHaveUnitsOfTheirOwn) {
+  cls_ClassRegistrar registrar;
+  Sectioned<1, Section<SquareMillimetres>>::Declare(registrar);
+  auto const unitOf = [&](char const* attribute) {
+    auto const* const notes = registrar.NotesOf(0x760022, 1).Find(attribute);
+    return notes == nullptr ? std::string() : notes->m_Unit;
+  };
+  EXPECT_EQ(unitOf("m_Section.area"), "mm2");
+  EXPECT_EQ(unitOf("m_Section.height"), "mm"); // that of the whole value
+  EXPECT_EQ(unitOf("m_Section.name"), "");
+  EXPECT_EQ(unitOf("m_Sections.area"), "mm2");
+  EXPECT_EQ(unitOf("m_Sections.height"), "");
+}
+
+TEST_F(DescribedFields, MemberOfAValueInAnotherUnitIsRefused) {
+  std::string const text =
+      Refusal<Sectioned<1, Section<SquareMillimetres>>, Sectioned<2, Section<SquareMetres>>>({});
+  EXPECT_TRUE(Contains(
+      text, "Class Sectioned: attribute m_Section.area is in mm2 in version 1 of the store, and in m2 "
+            "today."))
+      << text;
+}
+
 /// The place has lost a member.
 class Flat {
  public:

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdlib>
 #include <memory>
+#include <string_view>
 
 #include "describe/dsc_Described.h"
 #include "store/sto_Store.h"
@@ -35,9 +37,15 @@ class DescribedTest : public StoreFileTest {
     return SqlFile(Path(name)).Objects().size();
   }
 
+  /// Those of the setting that the program runs with: see CMakeLists.txt.
   [[nodiscard]] static sto_Options StrictOptions() {
+    static char const* const named = std::getenv("KVL_DESCRIBED_SETTING");
+    std::string_view const setting = named == nullptr ? "" : named;
     sto_Options options;
     options.m_Strict = true;
+    options.m_PageBytes = setting == "pages4k" ? 4096 : setting == "pages32k" ? 32768 : options.m_PageBytes;
+    options.m_ReadersBesideWriter = setting == "pages4k";
+    options.m_Compress = setting == "pages32k";
     return options;
   }
 };

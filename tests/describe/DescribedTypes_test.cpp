@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <limits>
@@ -11,7 +12,9 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "tests/describe/DescribedTest.h"
@@ -43,100 +46,91 @@ class DescribedTypes : public DescribedTest {
     EXPECT_EQ(ObjectCount(name), count);
     return std::move(Load<Holder<T>>(name)->m_Value);
   }
-  /// All values in one store.
-  template <class T> void Check(std::vector<T> const& values) {
+  /// All values of each type, as the parts of tuples, in one store.
+  template <class... T> void CheckAll(std::vector<T> const&... values) {
+    using All = std::tuple<T...>;
     cls_ClassRegistrar registrar;
-    Holder<T>::Declare(registrar);
+    Holder<All>::Declare(registrar);
     std::string const path = Path(std::to_string(m_Files++) + ".kvs");
+    std::vector<All> all;
+    for (std::size_t i = 0; i < std::max({values.size()...}); ++i)
+      all.push_back(All(values[std::min(i, values.size() - 1)]...));
     {
       sto_Store store = sto_Store::Open(path, sto_Mode::Create, registrar, StrictOptions());
       sto_Transaction transaction(store);
-      for (std::size_t i = 0; i < values.size(); ++i) store.Save(std::to_string(i), Holder<T>(T(values[i])));
+      for (std::size_t i = 0; i < all.size(); ++i) store.Save(std::to_string(i), Holder<All>(all[i]));
       transaction.Commit();
     }
     sto_Store store = sto_Store::Open(path, sto_Mode::ReadOnly, registrar, StrictOptions());
-    for (std::size_t i = 0; i < values.size(); ++i)
-      EXPECT_EQ(store.Load<Holder<T>>(std::to_string(i))->m_Value, values[i]);
+    for (std::size_t i = 0; i < all.size(); ++i)
+      ExpectSame(store.Load<Holder<All>>(std::to_string(i))->m_Value, all[i],
+                 std::index_sequence_for<T...>());
   }
-  template <class T> void CheckLimits() {
-    using Limits = std::numeric_limits<T>;
-    Check<T>({Limits::min(), Limits::max(), Limits::lowest(), T(1), T(0)});
-    Check<std::optional<T>>({std::nullopt, Limits::max(), T(0)});
+  template <class All, std::size_t... Part>
+  static void ExpectSame(All const& loaded, All const& saved, std::index_sequence<Part...>) {
+    (ExpectPart(Part, std::get<Part>(loaded), std::get<Part>(saved)), ...);
+  }
+  template <class T> static void ExpectPart(std::size_t part, T const& loaded, T const& saved) {
+    EXPECT_TRUE(loaded == saved) << "part " << part;
+  }
+  template <class T> using Cases = std::vector<T>;
+  template <class... T> void CheckEachLimit() {
+    CheckAll(Cases<T>{std::numeric_limits<T>::min(), std::numeric_limits<T>::max(),
+                      std::numeric_limits<T>::lowest(), T(1), T(0)}...);
+    CheckAll(Cases<std::optional<T>>{std::nullopt, std::numeric_limits<T>::max(), T(0)}...);
   }
 
   int m_Files = 0;
 };
 
 TEST_F(DescribedTypes, Numbers) {
-  CheckLimits<char>();
-  CheckLimits<signed char>();
-  CheckLimits<unsigned char>();
-  CheckLimits<short>();
-  CheckLimits<unsigned short>();
-  CheckLimits<int>();
-  CheckLimits<unsigned int>();
-  CheckLimits<long>();
-  CheckLimits<unsigned long>();
-  CheckLimits<long long>();
-  CheckLimits<unsigned long long>();
-  CheckLimits<float>();
-  CheckLimits<double>();
-  CheckLimits<bool>();
-  CheckLimits<wchar_t>();
-  CheckLimits<char8_t>();
-  CheckLimits<char16_t>();
-  CheckLimits<char32_t>();
+  CheckEachLimit<char, signed char, unsigned char, short, unsigned short, int, unsigned int, long,
+                 unsigned long, long long, unsigned long long, float, double, bool, wchar_t, char8_t,
+                 char16_t, char32_t>();
 }
 
 TEST_F(DescribedTypes, Enumerations) {
-  Check<Small>({Small::None, Small::Last});
-  Check<Wide>({Most, Wide(0), Wide(1)});
-  Check<std::optional<Small>>({std::nullopt, Small::None});
+  CheckAll(Cases<Small>{Small::None, Small::Last}, Cases<Wide>{Most, Wide(0), Wide(1)},
+           Cases<std::optional<Small>>{std::nullopt, Small::None});
 }
 
 TEST_F(DescribedTypes, Texts) {
   std::string const withNul("a\0b", 3);
-  Check<std::string>({"", "text", withNul, std::string(100'000, 'x')});
-  Check<std::optional<std::string>>({std::nullopt, "", "x"});
+  CheckAll(Cases<std::string>{"", "text", withNul, std::string(100'000, 'x')},
+           Cases<std::optional<std::string>>{std::nullopt, "", "x"});
   EXPECT_EQ(RoundTrip<cow_String>("text"_cow), "text"_cow);
   EXPECT_FALSE(RoundTrip<cow_String>(cow_String()).HasText());
   EXPECT_EQ(RoundTrip<atr_String>(atr_String("text"_cow)).AsCow(), "text"_cow);
 }
 
 TEST_F(DescribedTypes, Sequences) {
-  Check<std::vector<bool>>({{}, {true, false, true}, std::vector<bool>(5000, true)});
-  Check<std::vector<int>>({{}, {1, -1, std::numeric_limits<int>::min()}, std::vector<int>(5000, 7)});
-  Check<std::vector<unsigned int>>({{}, {0, 0xFFFFFFFFU}});
-  Check<std::vector<float>>({{}, {0.5F, -1e30F}});
-  Check<std::vector<double>>({{}, {0.5, -1e300}, std::vector<double>(5000, 0.25)});
-  Check<std::vector<std::string>>({{}, {"", "a", std::string(3000, 'b')}});
-  Check<std::vector<Small>>({{}, {Small::Last, Small::None}});
-  Check<std::vector<char>>({{}, {'a', '\xff'}});
-  Check<std::vector<unsigned char>>({{}, {0, 255}});
-  Check<std::vector<short>>({{}, {-32768, 32767}});
-  Check<std::deque<int>>({{}, {3, 2, 1}});
-  Check<std::list<std::string>>({{}, {"b", "a"}});
-  Check<std::set<std::string>>({{}, {"b", "a"}});
-  Check<std::set<int>>({{}, {-5, 5}});
-  Check<std::multiset<int>>({{}, {5, 5}});
+  CheckAll(Cases<std::vector<bool>>{{}, {true, false, true}, std::vector<bool>(5000, true)},
+           Cases<std::vector<int>>{{}, {1, -1, std::numeric_limits<int>::min()}, std::vector<int>(5000, 7)},
+           Cases<std::vector<unsigned int>>{{}, {0, 0xFFFFFFFFU}},
+           Cases<std::vector<float>>{{}, {0.5F, -1e30F}},
+           Cases<std::vector<double>>{{}, {0.5, -1e300}, std::vector<double>(5000, 0.25)},
+           Cases<std::vector<std::string>>{{}, {"", "a", std::string(3000, 'b')}},
+           Cases<std::vector<Small>>{{}, {Small::Last, Small::None}},
+           Cases<std::vector<char>>{{}, {'a', '\xff'}}, Cases<std::vector<unsigned char>>{{}, {0, 255}},
+           Cases<std::vector<short>>{{}, {-32768, 32767}}, Cases<std::deque<int>>{{}, {3, 2, 1}},
+           Cases<std::list<std::string>>{{}, {"b", "a"}}, Cases<std::set<std::string>>{{}, {"b", "a"}},
+           Cases<std::set<int>>{{}, {-5, 5}}, Cases<std::multiset<int>>{{}, {5, 5}});
 }
 
 TEST_F(DescribedTypes, Maps) {
-  Check<std::map<std::string, double>>({{}, {{"a", 1}, {"", -2}}});
-  Check<std::map<std::string, float>>({{}, {{"a", 1.5F}}});
-  Check<std::map<std::string, int>>({{}, {{"a", -1}}});
-  Check<std::map<std::string, unsigned int>>({{}, {{"a", 0xFFFFFFFFU}}});
-  Check<std::map<std::string, std::string>>({{}, {{"a", "b"}, {"c", ""}}});
-  Check<std::map<std::string, Small>>({{}, {{"a", Small::Last}}});
-  Check<std::map<int, double>>({{}, {{-1, 1}, {1, 2}}});
-  Check<std::map<int, float>>({{}, {{-1, 1.5F}}});
-  Check<std::map<int, int>>({{}, {{-1, 1}}});
-  Check<std::map<int, unsigned int>>({{}, {{-1, 1}}});
-  Check<std::map<unsigned int, std::string>>({{}, {{0xFFFFFFFFU, "a"}, {1, "b"}}});
-  Check<std::map<Small, std::string>>({{}, {{Small::Last, "a"}}});
-  Check<std::map<short, unsigned char>>({{}, {{-32768, 255}}});
-  Check<std::unordered_map<std::string, double>>({{}, {{"a", 1}, {"b", 2}}});
-  Check<std::unordered_map<int, int>>({{}, {{3, 1}, {-7, 2}}});
+  CheckAll(Cases<std::map<std::string, double>>{{}, {{"a", 1}, {"", -2}}},
+           Cases<std::map<std::string, float>>{{}, {{"a", 1.5F}}},
+           Cases<std::map<std::string, int>>{{}, {{"a", -1}}},
+           Cases<std::map<std::string, unsigned int>>{{}, {{"a", 0xFFFFFFFFU}}},
+           Cases<std::map<std::string, std::string>>{{}, {{"a", "b"}, {"c", ""}}},
+           Cases<std::map<std::string, Small>>{{}, {{"a", Small::Last}}},
+           Cases<std::map<int, double>>{{}, {{-1, 1}, {1, 2}}}, Cases<std::map<int, float>>{{}, {{-1, 1.5F}}},
+           Cases<std::map<int, int>>{{}, {{-1, 1}}}, Cases<std::map<int, unsigned int>>{{}, {{-1, 1}}},
+           Cases<std::map<unsigned int, std::string>>{{}, {{0xFFFFFFFFU, "a"}, {1, "b"}}},
+           Cases<std::map<Small, std::string>>{{}, {{Small::Last, "a"}}},
+           Cases<std::map<short, unsigned char>>{{}, {{-32768, 255}}},
+           Cases<std::unordered_map<std::string, double>>{{}, {{"a", 1}, {"b", 2}}},
+           Cases<std::unordered_map<int, int>>{{}, {{3, 1}, {-7, 2}}});
 }
 
 class Node {

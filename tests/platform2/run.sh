@@ -52,6 +52,7 @@ ln -s "$tree" "$work/kvlpersist"
 cat >"$work/quick.cmake" <<END
 set(CMAKE_CXX_FLAGS_RELEASE "-O0" CACHE STRING "")
 set(CMAKE_UNITY_BUILD ON)
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
 set(CMAKE_CXX_COMPILER_LAUNCHER "$launcher" CACHE STRING "")
 set(KVL_WERROR ON CACHE BOOL "")
 END

@@ -1,0 +1,173 @@
+// Weak pointers in containers and values.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/describe/DescribedTest.h"
+
+namespace {
+
+class WeakBar;
+
+class WeakJoint {
+ public:
+  KVL_PERSISTED(WeakJoint, 0x790001, "WeakJoint", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Number));
+    field(KVL_F(m_Bars));
+  }
+  explicit WeakJoint(int number) : m_Number(number) {}
+  int m_Number = 0;
+  std::vector<std::weak_ptr<WeakBar>> m_Bars; // all bars that end here
+};
+
+class WeakBar {
+ public:
+  KVL_PERSISTED(WeakBar, 0x790002, "WeakBar", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Ends)); }
+  explicit WeakBar(std::vector<std::shared_ptr<WeakJoint>> ends) : m_Ends(std::move(ends)) {}
+  std::vector<std::shared_ptr<WeakJoint>> m_Ends;
+};
+
+/// A value with a weak pointer.
+struct WeakMark {
+  KVL_VALUE(WeakMark)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(text));
+    field(KVL_F(at));
+  }
+  std::string text;
+  std::weak_ptr<WeakJoint> at;
+};
+
+class WeakFrame {
+ public:
+  KVL_PERSISTED(WeakFrame, 0x790003, "WeakFrame", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Marks)); // before what owns the joints
+    field(KVL_F(m_Supports));
+    field(KVL_F(m_Named));
+    field(KVL_F(m_Last));
+    field(KVL_F(m_Bars));
+  }
+  WeakFrame() = default;
+  std::vector<WeakMark> m_Marks;
+  std::vector<std::weak_ptr<WeakJoint>> m_Supports;
+  std::map<std::string, std::weak_ptr<WeakJoint>> m_Named;
+  std::optional<std::weak_ptr<WeakBar>> m_Last;
+  std::vector<std::shared_ptr<WeakBar>> m_Bars;
+};
+
+/// A chain of bars from joint to joint.
+WeakFrame MakeWeakFrame(int bars) {
+  WeakFrame frame;
+  auto last = std::make_shared<WeakJoint>(0);
+  frame.m_Supports.push_back(last);
+  for (int i = 1; i <= bars; ++i) {
+    auto const next = std::make_shared<WeakJoint>(i);
+    auto const bar = std::make_shared<WeakBar>(std::vector{last, next});
+    last->m_Bars.push_back(bar);
+    next->m_Bars.push_back(bar);
+    frame.m_Bars.push_back(bar);
+    last = next;
+  }
+  frame.m_Supports.push_back(last);
+  frame.m_Marks = {{"first", frame.m_Bars.front()->m_Ends.front()}, {"none", {}}, {"last", last}};
+  frame.m_Named = {{"last", last}, {"none", {}}};
+  frame.m_Last = frame.m_Bars.back();
+  return frame;
+}
+
+void ExpectWeakFrame(WeakFrame const& frame, int bars) {
+  ASSERT_EQ(frame.m_Bars.size(), static_cast<std::size_t>(bars));
+  for (std::size_t i = 0; i < frame.m_Bars.size(); ++i) {
+    WeakBar const& bar = *frame.m_Bars[i];
+    ASSERT_EQ(bar.m_Ends.size(), 2U);
+    ASSERT_EQ(bar.m_Ends[0]->m_Number, static_cast<int>(i));
+    ASSERT_EQ(bar.m_Ends[1]->m_Number, static_cast<int>(i) + 1);
+    ASSERT_EQ(bar.m_Ends[0]->m_Bars.back().lock(), frame.m_Bars[i]) << i;
+    ASSERT_EQ(bar.m_Ends[1]->m_Bars.front().lock(), frame.m_Bars[i]) << i;
+    ASSERT_EQ(frame.m_Bars[i].use_count(), 1) << i; // nothing else owns it
+  }
+  auto const first = frame.m_Bars.front()->m_Ends.front();
+  auto const last = frame.m_Bars.back()->m_Ends.back();
+  ASSERT_EQ(frame.m_Supports.size(), 2U);
+  EXPECT_EQ(frame.m_Supports[0].lock(), first);
+  EXPECT_EQ(frame.m_Supports[1].lock(), last);
+  ASSERT_EQ(frame.m_Marks.size(), 3U);
+  EXPECT_EQ(frame.m_Marks[0].at.lock(), first);
+  EXPECT_EQ(frame.m_Marks[1].at.lock(), nullptr);
+  EXPECT_EQ(frame.m_Marks[2].at.lock(), last);
+  ASSERT_EQ(frame.m_Named.size(), 2U);
+  EXPECT_EQ(frame.m_Named.at("last").lock(), last);
+  EXPECT_EQ(frame.m_Named.at("none").lock(), nullptr);
+  ASSERT_TRUE(frame.m_Last.has_value());
+  EXPECT_EQ(frame.m_Last->lock(), frame.m_Bars.back());
+}
+
+class DescribedWeak : public DescribedTest {};
+
+TEST_F(DescribedWeak, ContainersLeadBackToWhatOwnsTheirObjects) {
+  SaveNew(MakeWeakFrame(3));
+  ExpectWeakFrame(*Load<WeakFrame>(), 3);
+  std::size_t const count = ObjectCount();
+  SaveAgain<WeakFrame>();
+  EXPECT_EQ(ObjectCount(), count);
+  ExpectWeakFrame(*Load<WeakFrame>(), 3);
+}
+
+TEST_F(DescribedWeak, ChainOfAnyLengthComesBack) {
+  SaveNew(MakeWeakFrame(20'000));
+  ExpectWeakFrame(*Load<WeakFrame>(), 20'000);
+}
+
+TEST_F(DescribedWeak, PointersThatHaveExpiredAreEmpty) {
+  WeakFrame frame = MakeWeakFrame(2);
+  frame.m_Supports = {std::make_shared<WeakJoint>(7), frame.m_Supports.front()};
+  SaveNew(frame);
+  auto const loaded = Load<WeakFrame>();
+  ASSERT_EQ(loaded->m_Supports.size(), 2U);
+  EXPECT_EQ(loaded->m_Supports[0].lock(), nullptr);
+  EXPECT_EQ(loaded->m_Supports[1].lock()->m_Number, 0);
+}
+
+/// The list keeps the object in the store; in memory nothing holds it after the load.
+TEST_F(DescribedWeak, ObjectsThatNothingElseHoldsAreEmptyAfterALoad) {
+  auto const joint = std::make_shared<WeakJoint>(7);
+  WeakFrame frame = MakeWeakFrame(2);
+  frame.m_Supports = {joint};
+  SaveNew(frame);
+  auto const loaded = Load<WeakFrame>();
+  ASSERT_EQ(loaded->m_Supports.size(), 1U);
+  EXPECT_EQ(loaded->m_Supports[0].lock(), nullptr);
+}
+
+/// What owns objects in one version may be what knows them in the next.
+class WeakFrame2 {
+ public:
+  KVL_PERSISTED(WeakFrame2, 0x790004, "WeakFrame2", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Joints)); }
+  WeakFrame2() = default;
+  std::vector<std::shared_ptr<WeakJoint>> m_Joints;
+};
+class WeakFrame3 {
+ public:
+  KVL_PERSISTED(WeakFrame3, 0x790004, "WeakFrame2", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Joints)); }
+  WeakFrame3() = default;
+  std::vector<std::weak_ptr<WeakJoint>> m_Joints;
+};
+
+TEST_F(DescribedWeak, IsStoredAsAContainerOfOwners) {
+  WeakFrame2 frame;
+  frame.m_Joints = {std::make_shared<WeakJoint>(1), nullptr};
+  SaveNew(frame);
+  EXPECT_EQ(Load<WeakFrame3>()->m_Joints.size(), 2U);
+}
+
+} // namespace
