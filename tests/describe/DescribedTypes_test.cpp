@@ -35,6 +35,15 @@ template <class T> class Holder {
   T m_Value{};
 };
 
+/// Its second version, in which the member has another name.
+template <class T> class RenamedHolder {
+ public:
+  KVL_PERSISTED(RenamedHolder, 0x720001, "Holder", 2)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Renamed), kvl::Was<"m_Value">()); }
+  RenamedHolder() = default;
+  T m_Renamed{};
+};
+
 class DescribedTypes : public DescribedTest {
  protected:
   /// The value after it was saved and loaded in another session. The object saved again adds nothing.
@@ -46,7 +55,7 @@ class DescribedTypes : public DescribedTest {
     EXPECT_EQ(ObjectCount(name), count);
     return std::move(Load<Holder<T>>(name)->m_Value);
   }
-  /// All values of each type, as the parts of tuples, in one store.
+  /// All values of each type, as the parts of tuples, in one store. They come back in the same version and in the next.
   template <class... T> void CheckAll(std::vector<T> const&... values) {
     using All = std::tuple<T...>;
     cls_ClassRegistrar registrar;
@@ -61,10 +70,18 @@ class DescribedTypes : public DescribedTest {
       for (std::size_t i = 0; i < all.size(); ++i) store.Save(std::to_string(i), Holder<All>(all[i]));
       transaction.Commit();
     }
-    sto_Store store = sto_Store::Open(path, sto_Mode::ReadOnly, registrar, StrictOptions());
-    for (std::size_t i = 0; i < all.size(); ++i)
-      ExpectSame(store.Load<Holder<All>>(std::to_string(i))->m_Value, all[i],
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      std::string const root = std::to_string(i);
+      ExpectSame(LoadRoot<Holder<All>>(path, root)->m_Value, all[i], std::index_sequence_for<T...>());
+      ExpectSame(LoadRoot<RenamedHolder<All>>(path, root)->m_Renamed, all[i],
                  std::index_sequence_for<T...>());
+    }
+  }
+  template <class T>
+  [[nodiscard]] std::unique_ptr<T> LoadRoot(std::string const& path, std::string const& root) {
+    cls_ClassRegistrar registrar;
+    T::Declare(registrar);
+    return sto_Store::Open(path, sto_Mode::ReadOnly, registrar, StrictOptions()).Load<T>(root);
   }
   template <class All, std::size_t... Part>
   static void ExpectSame(All const& loaded, All const& saved, std::index_sequence<Part...>) {

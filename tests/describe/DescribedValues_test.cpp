@@ -64,6 +64,15 @@ template <class T> class Values {
   T m_Value{};
 };
 
+/// Its second version, in which the member has another name.
+template <class T> class RenamedValues {
+ public:
+  KVL_PERSISTED(RenamedValues, 0x770001, "Values", 2)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Renamed), kvl::Was<"m_Value">()); }
+  RenamedValues() = default;
+  T m_Renamed{};
+};
+
 class DescribedValues : public DescribedTest {
  protected:
   /// Saves all values, loads them, saves them again: each is equal, and takes the same number of objects.
@@ -87,8 +96,17 @@ class DescribedValues : public DescribedTest {
       store.Close();
     }
     EXPECT_EQ(ObjectCount(name), count);
+    CheckNextVersion(name, values);
     m_ObjectsEach = count / values.size();
     EXPECT_EQ(m_ObjectsEach * values.size(), count) << "the number of objects depends on the values";
+  }
+
+  template <class T> void CheckNextVersion(std::string const& name, std::vector<T> const& values) {
+    cls_ClassRegistrar registrar;
+    RenamedValues<T>::Declare(registrar);
+    sto_Store store = sto_Store::Open(Path(name), sto_Mode::ReadOnly, registrar, StrictOptions());
+    for (std::size_t i = 0; i < values.size(); ++i)
+      EXPECT_TRUE(store.Load<RenamedValues<T>>(std::to_string(i))->m_Renamed == values[i]) << i;
   }
 
   std::size_t m_ObjectsEach = 0; // of the last Check
