@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <complex>
 #include <cstdint>
@@ -109,6 +110,15 @@ class DescribedValues : public DescribedTest {
       EXPECT_TRUE(store.Load<RenamedValues<T>>(std::to_string(i))->m_Renamed == values[i]) << i;
   }
 
+  /// The same for all values of each type, as the parts of tuples.
+  template <class... T> void CheckAll(std::vector<T> const&... values) {
+    std::vector<std::tuple<T...>> all;
+    for (std::size_t i = 0; i < std::max({values.size()...}); ++i)
+      all.push_back(std::tuple<T...>(values[std::min(i, values.size() - 1)]...));
+    Check(all);
+  }
+  template <class T> using Cases = std::vector<T>;
+
   std::size_t m_ObjectsEach = 0; // of the last Check
   int m_Files = 0;
 };
@@ -125,57 +135,55 @@ TEST_F(DescribedValues, ListsOfStructs) {
   EXPECT_EQ(m_ObjectsEach, 3U);
   Shape const shape{"a", {1, 2}, {{3, 4}, {5, 6}}, 7, 1ULL << 63};
   Shape const other{"", {}, {}, std::nullopt, 5};
-  Check<std::vector<Shape>>({{}, {shape, other, shape}, {other}});
-  Check<std::deque<Point>>({{}, {{1, 2}}});
-  Check<std::list<Point>>({{}, {{1, 2}}});
+  CheckAll(Cases<std::vector<Shape>>{{}, {shape, other, shape}, {other}},
+           Cases<std::deque<Point>>{{}, {{1, 2}}}, Cases<std::list<Point>>{{}, {{1, 2}}});
 }
 
 TEST_F(DescribedValues, ListsOfLists) {
   Check<std::vector<std::vector<double>>>({{}, {{}}, {{1, 2}, {}, {3}}});
   EXPECT_EQ(m_ObjectsEach, 3U);
-  Check<std::vector<std::vector<std::vector<std::string>>>>({{}, {{}}, {{{"a"}, {}}, {}, {{"b", "c"}}}});
-  Check<std::vector<std::vector<bool>>>({{}, {{true, false}, {}, {true}}});
-  Check<std::vector<std::vector<Point>>>({{}, {{{1, 2}}, {}}});
+  CheckAll(
+      Cases<std::vector<std::vector<std::vector<std::string>>>>{{}, {{}}, {{{"a"}, {}}, {}, {{"b", "c"}}}},
+      Cases<std::vector<std::vector<bool>>>{{}, {{true, false}, {}, {true}}},
+      Cases<std::vector<std::vector<Point>>>{{}, {{{1, 2}}, {}}});
 }
 
 TEST_F(DescribedValues, WideIntegers) {
   constexpr long long Least = std::numeric_limits<long long>::min();
-  Check<std::vector<long long>>({{}, {Least, -1, 0, 1, std::numeric_limits<long long>::max()}});
-  Check<std::vector<std::uint64_t>>({{}, {0, ~0ULL, 1ULL << 32}});
-  Check<std::set<long>>({{}, {Least, 3}});
+  CheckAll(Cases<std::vector<long long>>{{}, {Least, -1, 0, 1, std::numeric_limits<long long>::max()}},
+           Cases<std::vector<std::uint64_t>>{{}, {0, ~0ULL, 1ULL << 32}},
+           Cases<std::set<long>>{{}, {Least, 3}});
 }
 
 TEST_F(DescribedValues, ComplexNumbersAndArrays) {
   using Complex = std::complex<double>;
-  Check<Complex>({{}, {1, -2}});
-  Check<std::complex<float>>({{}, {1, -2}});
-  Check<std::vector<Complex>>({{}, {{1, -2}, {3, 4}}});
-  Check<std::array<int, 3>>({{1, 2, 3}, {}});
-  Check<std::array<Point, 2>>({{Point{1, 2}, Point{3, 4}}});
+  CheckAll(Cases<Complex>{{}, {1, -2}}, Cases<std::complex<float>>{{}, {1, -2}},
+           Cases<std::vector<Complex>>{{}, {{1, -2}, {3, 4}}}, Cases<std::array<int, 3>>{{1, 2, 3}, {}},
+           Cases<std::array<Point, 2>>{{Point{1, 2}, Point{3, 4}}});
   Check<std::vector<std::array<double, 3>>>({{}, {{1, 2, 3}, {4, 5, 6}}});
   EXPECT_EQ(m_ObjectsEach, 2U);
   Check<std::array<std::vector<int>, 2>>({{std::vector<int>{1}, std::vector<int>{}}});
 }
 
 TEST_F(DescribedValues, PairsTuplesAndOptionalValues) {
-  Check<std::pair<int, std::string>>({{}, {1, "a"}});
-  Check<std::tuple<int, Point, std::string>>({{}, {1, {2, 3}, "a"}});
-  Check<std::vector<std::pair<int, Point>>>({{}, {{1, {2, 3}}}});
-  Check<std::optional<Point>>({std::nullopt, Point{1, 2}});
-  Check<std::vector<std::optional<double>>>({{}, {1.0, std::nullopt, 2.0}});
-  Check<std::vector<std::tuple<bool, long, float>>>({{}, {{true, -5L, 0.5F}}});
+  CheckAll(Cases<std::pair<int, std::string>>{{}, {1, "a"}},
+           Cases<std::tuple<int, Point, std::string>>{{}, {1, {2, 3}, "a"}},
+           Cases<std::vector<std::pair<int, Point>>>{{}, {{1, {2, 3}}}},
+           Cases<std::optional<Point>>{std::nullopt, Point{1, 2}},
+           Cases<std::vector<std::optional<double>>>{{}, {1.0, std::nullopt, 2.0}},
+           Cases<std::vector<std::tuple<bool, long, float>>>{{}, {{true, -5L, 0.5F}}});
 }
 
 TEST_F(DescribedValues, OtherMaps) {
-  Check<std::map<std::string, Point>>({{}, {{"a", {1, 2}}, {"b", {3, 4}}}});
-  Check<std::map<std::string, bool>>({{}, {{"a", true}}});
-  Check<std::map<long, double>>({{}, {{1L << 40, 2}}});
-  Check<std::map<int, std::uint64_t>>({{}, {{-1, ~0ULL}}});
-  Check<std::map<std::string, std::vector<double>>>({{}, {{"a", {1, 2}}, {"b", {}}}});
-  Check<std::map<std::pair<int, int>, std::string>>({{}, {{{1, 2}, "a"}}});
-  Check<std::unordered_map<long, bool>>({{}, {{5, true}, {-5, false}}});
-  Check<std::vector<std::map<std::string, int>>>({{}, {{}, {{"a", 1}, {"b", 2}}}});
-  Check<std::vector<std::set<int>>>({{}, {{}, {3, 1, 2}}});
+  CheckAll(Cases<std::map<std::string, Point>>{{}, {{"a", {1, 2}}, {"b", {3, 4}}}},
+           Cases<std::map<std::string, bool>>{{}, {{"a", true}}},
+           Cases<std::map<long, double>>{{}, {{1L << 40, 2}}},
+           Cases<std::map<int, std::uint64_t>>{{}, {{-1, ~0ULL}}},
+           Cases<std::map<std::string, std::vector<double>>>{{}, {{"a", {1, 2}}, {"b", {}}}},
+           Cases<std::map<std::pair<int, int>, std::string>>{{}, {{{1, 2}, "a"}}},
+           Cases<std::unordered_map<long, bool>>{{}, {{5, true}, {-5, false}}},
+           Cases<std::vector<std::map<std::string, int>>>{{}, {{}, {{"a", 1}, {"b", 2}}}},
+           Cases<std::vector<std::set<int>>>{{}, {{}, {3, 1, 2}}});
 }
 
 TEST_F(DescribedValues, Variants) {
