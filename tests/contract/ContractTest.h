@@ -102,6 +102,13 @@ class ContractTest : public testing::TestWithParam<ContractSetting> {
   /// Agents of the save in progress. Write releases them afterwards.
   std::vector<std::unique_ptr<cls_PC>> m_Kept;
 
+  /// Notes that a test has nothing to test on this back end, which may leave out what ContractAbilities says; a failure
+  /// would hide those that count. The program prints how many tests that were, for each ability. The store has all.
+  static void SkipForLackOf(char const* ability) {
+    std::string const reason = std::string("the back end under test says that it lacks ") + ability;
+    GTEST_SKIP() << reason; // a back end may leave out what ContractAbilities says
+  }
+
   /// Prints the last exception of the back end if the test failed, because the framework cannot print it.
   void TearDown() override;
 
@@ -119,12 +126,9 @@ class ContractTest : public testing::TestWithParam<ContractSetting> {
   std::string m_LastRaised;
 };
 
-/// Skips the rest of a test when the back end under test lacks an ability, which the result then names. A back
-/// end may leave out what ContractAbilities says, so such a test has nothing to test on it; a failure would
-/// hide those that count. The program prints how many were skipped for which ability. The store has all.
+/// Ends a test when the back end under test lacks an ability: CONTRACT_NEEDS(m_NamesRoots);
 #define CONTRACT_NEEDS(ability)                                                                              \
-  if (!Can().ability)                                                                                        \
-  GTEST_SKIP() /* back ends may leave it out */ << "the back end under test says that it lacks " #ability
+  if (!Can().ability) return SkipForLackOf(#ability)
 
 /// Expects `act` to raise an exception of the nex_ family, of the given kind if the back end under test tells
 /// it apart; returns its text. Anything else fails the test.
