@@ -236,19 +236,19 @@ struct dsc_Column<T> : dsc_ArrayColumn<T, typename dsc_Dense<T>::Scalar,
 
 template <dsc_IsDynamicVector T> struct dsc_Stored<T> {
   using Scalar = typename dsc_Dense<T>::Scalar;
-  using Like = dsc_Stored<std::vector<Scalar>>;
+  using Column = dsc_Column<Scalar>;
   using List = dsc_DenseList<T, 1>;
   static constexpr int Fields = 1;
   static constexpr int Collections = 1;
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
-    Like::template Declare<Name>(to, at);
+    Column::template Declare<Name>(to, at);
   }
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& value) {
     List::template Write<Name>(out, at, &value, value);
   }
   template <class Name> static bool IsPresent(dsc_In const& in, dsc_Place at) {
-    return Like::template IsPresent<Name>(in, at);
+    return in.m_Visitor.FieldIsPresent(Name::Handle(at.m_Number)) != 0;
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& value) {
     if (in.m_Visitor.DataIsPresent(Name::Handle(at.m_Number)) == 0) return;

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <Eigen/SparseCore>
+#include <deque>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <vector>
 
 #include "describe/dsc_Eigen.h"
 
@@ -27,6 +30,11 @@ template <> struct dsc_SparseNames<true> {
   using Indices = dsc_Name<"colIndices">;
 };
 
+/// A sequence that is stored as a list of numbers; a std::vector of bytes would be a blob.
+template <class Number>
+using dsc_NumberList =
+    std::conditional_t<dsc_IsBytes<std::vector<Number>>, std::deque<Number>, std::vector<Number>>;
+
 /// A compressed matrix as a value.
 template <class T> struct dsc_Compressed {
   using kvl_Self = dsc_Compressed;
@@ -43,7 +51,7 @@ template <class T> struct dsc_Compressed {
   int m_Cols = 0;
   std::vector<typename T::StorageIndex> m_Starts;
   std::vector<typename T::StorageIndex> m_Indices;
-  std::vector<typename T::Scalar> m_Values;
+  dsc_NumberList<typename T::Scalar> m_Values;
 };
 /// Only the values have a unit.
 template <class T> inline constexpr bool dsc_IsKeyOf<dsc_Compressed<T>, dsc_Name<"rows">> = true;

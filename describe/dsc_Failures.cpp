@@ -1,3 +1,5 @@
+#include <cstdio>
+
 #include "describe/dsc_Stored.h"
 #include "errors/nex_TextException.h"
 #include "persist/backend/cls_StoredSigns.h"
@@ -27,6 +29,13 @@ void dsc_RaiseRows(char const* className, std::string_view field, int stored, in
   dsc_Raise(className, field,
             "the stored list has " + std::to_string(stored) + " numbers or texts for each element, and not " +
                 std::to_string(asked) + ".");
+}
+
+void dsc_RaiseClass(dsc_Where const& where, unsigned int stored, unsigned int asked) {
+  char text[96];
+  std::snprintf(text, sizeof text, "what is stored is an object of class 0x%06x, and not of class 0x%06x.",
+                stored, asked);
+  dsc_Raise(where.m_Class, where.m_Field, text);
 }
 
 void dsc_RaiseNoList(cls_FieldHandle const& field) {

@@ -186,6 +186,8 @@ void dsc_ReadValues(cls_ReadVisitor const& visitor, cls_FieldHandle const& field
   cls_ReadVisitor const list(visitor, field);
   uid = list.GetUid();
   auto const cursor = dsc_ListCursor<Plain>(*list.Memento(), field);
+  if (cursor->RowWidth() != 1 && cursor->Count() != 0)
+    dsc_RaiseRows("", field.Name().View(), cursor->RowWidth(), 1);
   auto const count = static_cast<std::size_t>(cursor->Count());
   values.clear();
   if constexpr (std::is_same_v<T, Plain> && !std::is_same_v<T, bool>) {

@@ -191,7 +191,9 @@ template <class T> [[nodiscard]] auto const* dsc_ObjectOf(T const& held) noexcep
 }
 
 /// An element or a value, which is moved into its container. `isKey`: the container orders it by what it has.
-template <class T, bool IsKey> [[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visitor) {
+template <class T, bool IsKey>
+[[nodiscard]] T dsc_ConstructHeld(cls_ReadVisitor const& visitor, dsc_Where const& where) {
+  if constexpr (!dsc_IsPointer<T>) dsc_CheckStoredClass<T>(visitor, where);
   if constexpr (dsc_IsPointer<T>)
     return dsc_Construct<dsc_OwnerOf<T>>(visitor);
   else if constexpr (IsKey)
@@ -274,7 +276,8 @@ struct dsc_Stored<T> : dsc_OneField<1> {
       typename T::key_type;
     };
     while (cursor->More() != 0)
-      container.insert(container.end(), dsc_ConstructHeld<Element, IsSet>(cls_ReadVisitor(cursor->Next())));
+      container.insert(container.end(),
+                       dsc_ConstructHeld<Element, IsSet>(cls_ReadVisitor(cursor->Next()), in.Where<Name>()));
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
 

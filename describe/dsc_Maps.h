@@ -162,7 +162,8 @@ struct dsc_Stored<T> : dsc_OneField<1> {
       cursor->Next();
       PlainKey key{};
       cls_ReadVisitor const visitor(cursor->Fetch(key));
-      map.emplace(dsc_FromPlain<Key>(key, in.Where<Name>()), dsc_ConstructHeld<Value, false>(visitor));
+      map.emplace(dsc_FromPlain<Key>(key, in.Where<Name>()),
+                  dsc_ConstructHeld<Value, false>(visitor, in.Where<Name>()));
     }
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }

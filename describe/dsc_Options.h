@@ -65,17 +65,19 @@ template <class Stored, class To, class From>
 /// The unit of the numbers in the field. The store describes their attributes with it. A store that has them in another
 /// unit is refused when it is opened, because stored numbers are not converted.
 ///
-///     field(KVL_F(m_Stress), kvl::Unit("MPa").Was("N/mm2")); // the same unit, which a store may call by its old name
+///     field(KVL_F(m_Stress), kvl::Unit("MPa").Was("N/mm2")); // the same unit, which earlier versions call otherwise
 struct Unit {
   static constexpr dsc_OptionKind Kind = dsc_OptionKind::Unit;
-  constexpr explicit Unit(char const* text) : m_Text(text) {}
+  constexpr explicit Unit(char const* text) : m_Said{text} {}
+  /// At most four.
   [[nodiscard]] constexpr Unit Was(char const* earlier) const {
     Unit result = *this;
-    result.m_Earlier = earlier;
+    int next = 0;
+    while (result.m_Said.m_Earlier[next] != nullptr) ++next; // no constant expression behind the last place
+    result.m_Said.m_Earlier[next] = earlier;
     return result;
   }
-  char const* m_Text;
-  char const* m_Earlier = nullptr; ///< null if nothing is said
+  dsc_UnitText m_Said;
 };
 
 /// The values that a member may have when it is read, usually those of an enumeration: at most Max. Any other
@@ -150,8 +152,7 @@ template <dsc_OptionKind Kind, class First, class... More>
 /// What options say of the unit.
 template <class... Options> [[nodiscard]] constexpr dsc_UnitText dsc_UnitOf(Options const&... options) {
   if constexpr (dsc_Has<dsc_OptionKind::Unit, Options...>) {
-    kvl::Unit const& unit = dsc_Get<dsc_OptionKind::Unit>(options...);
-    return {unit.m_Text, unit.m_Earlier};
+    return dsc_Get<dsc_OptionKind::Unit>(options...).m_Said;
   } else {
     return {};
   }

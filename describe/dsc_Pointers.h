@@ -161,6 +161,13 @@ template <class T> [[nodiscard]] T dsc_ConstructToMove(cls_ReadVisitor const& vi
     return dsc_ConstructAtOnce<T>(visitor);
 }
 
+/// Refuses a stored object of another class than T, which would be read as a T with the fields that have the same names.
+template <class T> void dsc_CheckStoredClass(cls_ReadVisitor const& visitor, dsc_Where const& where) {
+  unsigned int const stored = visitor.Memento()->ClassId();
+  if (stored != T::TypeId() && stored != cls_ClassMetadata::RootClassId) // which an absent object has
+    dsc_RaiseClass(where, stored, T::TypeId());
+}
+
 /// An object by value is held by the field. It is read into a new object, which is moved into the member.
 template <dsc_IsPersisted T>
 requires std::is_constructible_v<T, cls_ReadVisitor const&>
@@ -174,8 +181,10 @@ struct dsc_Stored<T> : dsc_OneField<0> {
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& object) {
     cls_CheckReadsByReference<T>();
     cls_FieldHandle const field = Name::Handle(at.m_Number);
-    if (in.m_Visitor.DataIsPresent(field) != 0)
-      object = dsc_ConstructToMove<T>(cls_ReadVisitor(in.m_Visitor, field));
+    if (in.m_Visitor.DataIsPresent(field) == 0) return;
+    cls_ReadVisitor const visitor(in.m_Visitor, field);
+    dsc_CheckStoredClass<T>(visitor, in.Where<Name>());
+    object = dsc_ConstructToMove<T>(visitor);
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<T>(); }
 };

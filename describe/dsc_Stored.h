@@ -78,8 +78,8 @@ struct dsc_Declaring {
     if (m_MayBeAbsent) Notes().MayBeAbsent(Name::View());
     if (m_Unit.m_Text == nullptr || !IsNumber(type)) return;
     Notes().Unit(Name::View(), m_Unit.m_Text);
-    if (m_Unit.m_Earlier != nullptr)
-      m_Registrar.ChangesOf(m_Metadata.ClassId()).UnitWas(Name::View(), m_Unit.m_Earlier);
+    for (char const* const earlier : m_Unit.m_Earlier)
+      if (earlier != nullptr) m_Registrar.ChangesOf(m_Metadata.ClassId()).UnitWas(Name::View(), earlier);
   }
   [[nodiscard]] dsc_Declaring Optional() const noexcept { return {m_Registrar, m_Metadata, true, m_Unit}; }
   /// For values that have a unit of their own (null if they have none), which counts if no other is said.
@@ -175,6 +175,9 @@ template <int CollectionCount> struct dsc_OneField {
 /// The same for a stored list with rows of another width than those that are read from it.
 [[noreturn]] KVL_EXPORT void dsc_RaiseRows(char const* className, std::string_view field, int stored,
                                            int asked);
+
+/// The same for a stored object of another class than that of the member.
+[[noreturn]] KVL_EXPORT void dsc_RaiseClass(dsc_Where const& where, unsigned int stored, unsigned int asked);
 
 /// Raises nex_TextException for a list of elements that the back end has no lists of.
 [[noreturn]] KVL_EXPORT void dsc_RaiseNoList(cls_FieldHandle const& field);

@@ -2,6 +2,7 @@
 
 /// What is said of a unit.
 struct dsc_UnitText {
-  char const* m_Text = nullptr;    ///< null if none is said
-  char const* m_Earlier = nullptr; ///< what a store may call it; null if nothing is said
+  static constexpr int MaxEarlier = 4;
+  char const* m_Text = nullptr;           ///< null if none is said
+  char const* m_Earlier[MaxEarlier] = {}; ///< what earlier versions call it; null behind the last one
 };

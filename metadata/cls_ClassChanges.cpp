@@ -13,7 +13,7 @@ cls_ClassChanges& cls_ClassChanges::Was(std::string_view attribute, std::string_
 }
 
 cls_ClassChanges& cls_ClassChanges::UnitWas(std::string_view attribute, std::string_view unit) {
-  m_Attributes[std::string(attribute)].m_EarlierUnit = unit;
+  m_Attributes[std::string(attribute)].m_EarlierUnits.emplace_back(unit);
   return *this;
 }
 

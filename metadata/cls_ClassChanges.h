@@ -21,7 +21,7 @@ class KVL_EXPORT cls_ClassChanges {
   struct Attribute {
     int m_Since = 0;                         ///< 0: nothing is said
     std::vector<std::string> m_EarlierNames; ///< the latest first
-    std::string m_EarlierUnit;               ///< another name of its unit; empty: nothing is said
+    std::vector<std::string> m_EarlierUnits; ///< other names of its unit
   };
   struct DroppedAttribute {
     std::string m_Name;

@@ -143,6 +143,8 @@ void sto_Catalogue::WriteClass(sto_Driver& driver, sto_ClassRow const& row) {
 bool sto_Catalogue::Adopt(sto_Driver& driver, sto_ClassRow const& row, sto_Catalogue& other,
                           sto_Driver& otherDriver) {
   Load(driver);
+  // What cannot be read here must not be described here: the store could not be opened any more.
+  if (FindStored(row.m_ClassId, row.m_Version) == nullptr && !row.m_Attributes.empty()) CheckChangesOf(row);
   auto const [place, isNew] = m_StoredClasses.try_emplace(std::pair(row.m_ClassId, row.m_Version), row);
   if (isNew) WriteClass(driver, row);
   sto_ClassRow const& there = place->second.Row();
@@ -292,19 +294,22 @@ void sto_Catalogue::CheckChanges() const {
   if (!m_Classes.HasChanges()) return;
   bool const areDescribed = std::ranges::any_of( // not so in stores of format 1
       m_StoredClasses, [](auto const& entry) { return !entry.second.Row().m_Attributes.empty(); });
-  for (auto const& [key, stored] : m_StoredClasses) {
-    cls_ClassChanges const* const changes = m_Classes.Changes(key.first);
-    cls_ClassMetadata const* const newest = m_Classes.Newest(key.first);
-    if (changes == nullptr || newest == nullptr || !areDescribed) continue;
-    if (m_Classes.ForVersion(key.first, key.second) != newest)
-      continue; // has a reader of its own, or is newer
-    if (key.second == newest->Version())
-      CheckSame(stored.Row(), RowOf(*newest, nullptr));
-    else
-      RaiseProblem(sto_ChangeProblem(*changes, *newest, stored.Row()));
-    if (cls_ClassNotes const* const notes = m_Classes.Notes(key.first, newest->Version()))
-      RaiseProblem(sto_UnitProblem(*changes, *newest, *notes, stored.Row()));
-  }
+  if (!areDescribed) return;
+  for (auto const& entry : m_StoredClasses) CheckChangesOf(entry.second.Row());
+}
+
+void sto_Catalogue::CheckChangesOf(sto_ClassRow const& stored) const {
+  cls_ClassChanges const* const changes = m_Classes.Changes(stored.m_ClassId);
+  cls_ClassMetadata const* const newest = m_Classes.Newest(stored.m_ClassId);
+  if (changes == nullptr || newest == nullptr) return;
+  if (m_Classes.ForVersion(stored.m_ClassId, stored.m_Version) != newest)
+    return; // has a reader of its own, or is newer
+  if (stored.m_Version == newest->Version())
+    CheckSame(stored, RowOf(*newest, nullptr));
+  else
+    RaiseProblem(sto_ChangeProblem(*changes, *newest, stored));
+  if (cls_ClassNotes const* const notes = m_Classes.Notes(stored.m_ClassId, newest->Version()))
+    RaiseProblem(sto_UnitProblem(*changes, *newest, *notes, stored));
 }
 
 void sto_Catalogue::RaiseProblem(std::string const& problem) const {

@@ -167,6 +167,8 @@ class sto_Catalogue {
   /// Refuses classes whose changes since the store's versions are not all said (cls_ClassChanges): Misuse;
   /// Conflict for a class that differs from the store's description of the same version.
   void CheckChanges() const;
+  /// The same for one stored class version.
+  void CheckChangesOf(sto_ClassRow const& stored) const;
   /// Misuse unless `problem` is empty.
   void RaiseProblem(std::string const& problem) const;
   void ReadNames(sto_Driver& driver);

@@ -88,6 +88,12 @@ std::string ProblemOfEarlier(cls_ClassChanges const& changes, sto_AttributeRow c
   return TypeProblem(attribute, dropped->m_Type, dropped->m_CollectionType, stored);
 }
 
+std::string UnitAdvice(std::string const& stored, std::string const& today) {
+  return "Stored numbers are not converted. Keep the unit in the store with kvl::As, or give the field a new name with "
+         "kvl::Since and convert what kvl::Dropped gets. If both are names of one unit, say kvl::Unit(\"" +
+         today + "\").Was(\"" + stored + "\") in a new version.";
+}
+
 std::string AboutAttribute(std::string const& text, std::string_view attribute, std::string const& problem) {
   return text + "attribute " + std::string(attribute) + problem;
 }
@@ -122,12 +128,13 @@ std::string sto_UnitProblem(cls_ClassChanges const& changes, cls_ClassMetadata c
     sto_AttributeRow const* const source = SourceOf(said, attribute, stored);
     if (source == nullptr || source->m_Unit.empty() || noted.m_Unit.empty() || source->m_Unit == noted.m_Unit)
       continue;
-    if (said != nullptr && said->m_EarlierUnit == source->m_Unit) continue;
+    bool const isOneUnit = said != nullptr && std::ranges::find(said->m_EarlierUnits, source->m_Unit) !=
+                                                  said->m_EarlierUnits.end();
+    if (isOneUnit && stored.m_Version != newest.Version()) continue;
     return "Class " + std::string(newest.Name().View()) + ": attribute " + source->m_Name + " is in " +
-           source->m_Unit + InVersion(stored) + ", and in " + noted.m_Unit +
-           " today. Stored numbers are not converted. Keep the unit in the store with kvl::As, or give the field a new "
-           "name with kvl::Since and convert what kvl::Dropped gets. If both are names of one unit, say kvl::Unit(\"" +
-           noted.m_Unit + "\").Was(\"" + source->m_Unit + "\").";
+           source->m_Unit + InVersion(stored) + ", and in " + noted.m_Unit + " today. " +
+           (isOneUnit ? "A version has one name of a unit: give the class a new version."
+                      : UnitAdvice(source->m_Unit, noted.m_Unit));
   }
   return {};
 }

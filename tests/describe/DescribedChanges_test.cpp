@@ -320,7 +320,7 @@ std::string UnitText(int version) {
   return "Class Measured: attribute m_Length is in mm in version " + std::to_string(version) +
          " of the store, and in m today. Stored numbers are not converted. Keep the unit in the store with kvl::As, "
          "or give the field a new name with kvl::Since and convert what kvl::Dropped gets. If both are names of one "
-         "unit, say kvl::Unit(\"m\").Was(\"mm\").";
+         "unit, say kvl::Unit(\"m\").Was(\"mm\") in a new version.";
 }
 
 TEST_F(DescribedFields, FieldInAnotherUnitIsRefused) {
@@ -329,6 +329,21 @@ TEST_F(DescribedFields, FieldInAnotherUnitIsRefused) {
             UnitText(1));
   EXPECT_EQ((Refusal<MeasuredLength<3, Millimetres>, MeasuredLength<3, Metres>>({})),
             UnitText(3)); // same version
+}
+
+TEST_F(DescribedFields, AnotherNameOfAUnitNeedsANewVersion) {
+  std::string const text =
+      Refusal<MeasuredLength<1, Millimetres>, MeasuredLength<1, Metres, Millimetres>>({});
+  EXPECT_EQ(
+      text,
+      "Class Measured: attribute m_Length is in mm in version 1 of the store, and in m today. A version has "
+      "one name of a unit: give the class a new version.");
+}
+
+TEST_F(DescribedFields, UnitMayHaveHadSeveralNames) {
+  constexpr kvl::Unit Pascal = kvl::Unit("Pa").Was("N/m2").Was("kg/(m s2)");
+  EXPECT_STREQ(Pascal.m_Said.m_Earlier[0], "N/m2");
+  EXPECT_STREQ(Pascal.m_Said.m_Earlier[1], "kg/(m s2)");
 }
 
 TEST_F(DescribedFields, FieldInTheSameUnitIsRead) {

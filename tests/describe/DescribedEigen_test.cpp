@@ -131,6 +131,18 @@ class FixedSizes {
   Eigen::Transform<float, 2, Eigen::AffineCompact> m_Flat{Eigen::Translation2f(7, 8)};
 };
 
+TEST_F(DescribedEigen, BytesAreListsOfNumbers) {
+  using Bytes = Eigen::Matrix<unsigned char, Eigen::Dynamic, 1>;
+  Bytes bytes(3);
+  bytes << 0, 7, 255;
+  Check<Bytes>({Bytes(), bytes});
+  Eigen::SparseMatrix<unsigned char> sparse(3, 2);
+  sparse.insert(2, 1) = 255;
+  sparse.makeCompressed();
+  SaveNew(Kept<Eigen::SparseMatrix<unsigned char>>(sparse), "sparse.kvs");
+  EXPECT_EQ(Load<Kept<Eigen::SparseMatrix<unsigned char>>>("sparse.kvs")->m_Value.coeff(2, 1), 255);
+}
+
 TEST_F(DescribedEigen, FixedSizes) {
   CheckObject(FixedSizes());
 }

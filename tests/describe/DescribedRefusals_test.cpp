@@ -179,6 +179,45 @@ TEST_F(DescribedRows, ArrayAloneIsAListOfItsElements) {
             "Class Listed, field m_Values: the stored list has another length than the lists beside it.");
 }
 
+// --- Objects by value of another class.
+
+class Bolt {
+ public:
+  KVL_PERSISTED(Bolt, 0x770010, "Bolt", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_X), kvl::Unit("mm")); }
+  Bolt() = default;
+  double m_X = 5;
+};
+class Rivet {
+ public:
+  KVL_PERSISTED(Rivet, 0x770011, "Rivet", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_X), kvl::Unit("m")); }
+  Rivet() = default;
+  double m_X = 0;
+};
+
+class DescribedByValue : public DescribedRows {
+ protected:
+  static std::string Class(char const* stored, char const* asked) {
+    return std::string("Class Listed, field m_Values: what is stored is an object of class ") + stored +
+           ", and not of class " + asked + ".";
+  }
+};
+
+TEST_F(DescribedByValue, ObjectOfAnotherClassIsRefused) {
+  std::string const text = Class("0x770010", "0x770011");
+  EXPECT_EQ(Read<Rivet>(Bolt()), text);
+  EXPECT_EQ(Read<std::optional<Rivet>>(std::optional<Bolt>(Bolt())), text);
+  EXPECT_EQ(Read<std::vector<Rivet>>(std::vector<Bolt>(2)), text);
+  EXPECT_EQ((Read<std::map<int, Rivet>>(std::map<int, Bolt>{{1, Bolt()}})), text);
+  EXPECT_EQ(Read<Rivet>(std::make_unique<Bolt>()), text);
+  EXPECT_EQ(Read<Bolt>(Bolt()), "done");
+}
+
+TEST_F(DescribedByValue, BytesAreNoObject) {
+  EXPECT_EQ(Read<Rivet>(std::vector<unsigned char>{1, 2}), Class("0x230005", "0x770011"));
+}
+
 // --- Numbers of the other sign.
 
 struct Span {
