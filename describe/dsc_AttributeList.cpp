@@ -16,3 +16,9 @@ std::vector<cls_AttributeMetadata> dsc_AttributeList::InOrder() const {
   std::ranges::sort(attributes, {}, &cls_AttributeMetadata::m_FieldId);
   return attributes;
 }
+
+std::string_view dsc_AttributeList::UnitOf(std::string_view attribute) const {
+  cls_ClassNotes const* const notes = m_Registrar.FindNotes(NoClass, m_Metadata.Version());
+  cls_ClassNotes::Attribute const* const said = notes == nullptr ? nullptr : notes->Find(attribute);
+  return said == nullptr ? std::string_view() : std::string_view(said->m_Unit);
+}

@@ -17,6 +17,8 @@ class KVL_EXPORT dsc_AttributeList {
   [[nodiscard]] dsc_Declaring To() noexcept { return {m_Registrar, m_Metadata}; }
   /// By their numbers.
   [[nodiscard]] std::vector<cls_AttributeMetadata> InOrder() const;
+  /// The unit of one; empty if none is said.
+  [[nodiscard]] std::string_view UnitOf(std::string_view attribute) const;
 
  private:
   static constexpr unsigned int NoClass = 2; // the class is not registered

@@ -33,8 +33,11 @@ template <class T> class dsc_FieldDeclarer {
 
   template <class Name, class Value> void operator()(Name, dsc_DroppedField<T, Value> const&) {
     using Stored = dsc_Stored<std::remove_cvref_t<Value>>;
-    for (cls_AttributeMetadata const& attribute : AttributesOf<Stored, Name>())
-      Changes().Dropped(attribute.m_Name.View(), attribute.m_Type, attribute.m_CollectionType);
+    dsc_AttributeList list(m_Metadata.Name().CharsOrEmpty());
+    Stored::template Declare<Name>(list.To(), dsc_Place{});
+    for (cls_AttributeMetadata const& attribute : list.InOrder())
+      Changes().Dropped(attribute.m_Name.View(), attribute.m_Type, attribute.m_CollectionType,
+                        list.UnitOf(attribute.m_Name.View()));
     DeclareHeld<Stored>();
   }
   template <class Base> void operator()(kvl::BaseWas<Base> const&) {

@@ -23,8 +23,8 @@ cls_ClassChanges& cls_ClassChanges::Dropped(std::string_view attribute) {
 }
 
 cls_ClassChanges& cls_ClassChanges::Dropped(std::string_view attribute, cls_AttributeType type,
-                                            cls_CollectionType collection) {
-  m_Dropped.push_back({std::string(attribute), true, type, collection});
+                                            cls_CollectionType collection, std::string_view unit) {
+  m_Dropped.push_back({std::string(attribute), true, type, collection, std::string(unit)});
   return *this;
 }
 

@@ -28,6 +28,7 @@ class KVL_EXPORT cls_ClassChanges {
     bool m_HasType = false; ///< otherwise any type is accepted
     cls_AttributeType m_Type{};
     cls_CollectionType m_CollectionType = COLLECTION_NONE;
+    std::string m_Unit = {}; ///< in which its value is taken; empty: nothing is said
   };
   using Attributes = std::map<std::string, Attribute, std::less<>>; ///< by today's name
 
@@ -39,9 +40,9 @@ class KVL_EXPORT cls_ClassChanges {
   cls_ClassChanges& UnitWas(std::string_view attribute, std::string_view unit);
   /// Earlier versions had this attribute.
   cls_ClassChanges& Dropped(std::string_view attribute);
-  /// The same for one whose value is read as this type.
-  cls_ClassChanges& Dropped(std::string_view attribute, cls_AttributeType type,
-                            cls_CollectionType collection);
+  /// The same for one whose value is read as this type, and taken in this unit.
+  cls_ClassChanges& Dropped(std::string_view attribute, cls_AttributeType type, cls_CollectionType collection,
+                            std::string_view unit = {});
   /// Earlier versions had this base class, which today's class can still read.
   cls_ClassChanges& BaseWas(unsigned int classId);
   /// Earlier versions had this name.

@@ -85,6 +85,9 @@ std::string ProblemOfEarlier(cls_ClassChanges const& changes, sto_AttributeRow c
            " is read by no field. Say with kvl::Was which field it became, or that it is kvl::Dropped.";
   cls_ClassChanges::DroppedAttribute const* const dropped = changes.FindDropped(attribute.m_Name);
   if (dropped == nullptr || !dropped->m_HasType) return {};
+  if (!dropped->m_Unit.empty() && !attribute.m_Unit.empty() && dropped->m_Unit != attribute.m_Unit)
+    return " is in " + attribute.m_Unit + InVersion(stored) + ", and kvl::Dropped takes it in " +
+           dropped->m_Unit + ". Take it in the unit that it has.";
   return TypeProblem(attribute, dropped->m_Type, dropped->m_CollectionType, stored);
 }
 

@@ -331,6 +331,26 @@ TEST_F(DescribedFields, FieldInAnotherUnitIsRefused) {
             UnitText(3)); // same version
 }
 
+/// The store could not be opened any more.
+TEST_F(DescribedFields, RootWithChangesThatAreNotSaidIsNotCopied) {
+  SaveNew(MeasuredLength<1, Millimetres>(), "old.kvs");
+  cls_ClassRegistrar earlier;
+  MeasuredLength<1, Millimetres>::Declare(earlier);
+  cls_ClassRegistrar today;
+  MeasuredLength<2, Metres>::Declare(today);
+  sto_Store source = sto_Store::Open(Path("old.kvs"), sto_Mode::ReadOnly, earlier);
+  {
+    sto_Store target = sto_Store::Open(Path("new.kvs"), sto_Mode::Create, today);
+    std::string const text =
+        MessageOf(sto_ErrorKind::Misuse, [&] { sto_CopyRoot(source, "root", target, "root"); });
+    EXPECT_TRUE(Contains(text, Path("new.kvs") + ": " + UnitText(1))) << text;
+    EXPECT_FALSE(target.HasRoot("root"));
+    target.Save("mine", MeasuredLength<2, Metres>());
+  }
+  sto_Store const target = sto_Store::Open(Path("new.kvs"), sto_Mode::ReadWrite, today);
+  EXPECT_TRUE(target.Check(sto_CheckDepth::Full).IsSound());
+}
+
 TEST_F(DescribedFields, AnotherNameOfAUnitNeedsANewVersion) {
   std::string const text =
       Refusal<MeasuredLength<1, Millimetres>, MeasuredLength<1, Metres, Millimetres>>({});

@@ -76,6 +76,30 @@ TEST_F(DescribedChrono, UnitIsThePeriod) {
   EXPECT_EQ(UnitOf<Kept<Map>>("m_Value.value"), "ms");
 }
 
+/// It has dropped a duration, and takes it in another period.
+template <class Taken> class Waited {
+ public:
+  KVL_PERSISTED(Waited, 0x780001, "Kept", 2)
+  static constexpr void Describe(auto& field) {
+    using namespace kvl;
+    field(KVL_F(m_Wait), Since(2));
+    field("m_Value"_field, Dropped(&Waited::Take));
+  }
+  Waited() = default;
+  void Take(Taken taken) { m_Wait = taken; }
+  std::chrono::milliseconds m_Wait{};
+};
+
+TEST_F(DescribedChrono, DroppedInAnotherPeriodIsRefused) {
+  SaveNew(Kept<std::chrono::milliseconds>(5000ms));
+  EXPECT_EQ(Load<Waited<std::chrono::milliseconds>>()->m_Wait, 5000ms);
+  std::string const text = RefusalOf([this] { static_cast<void>(Load<Waited<std::chrono::seconds>>()); });
+  EXPECT_EQ(
+      text.substr(text.find(": ") + 2),
+      "Class Kept: attribute m_Value is in ms in version 1 of the store, and kvl::Dropped takes it in s. Take it in "
+      "the unit that it has.");
+}
+
 TEST_F(DescribedChrono, NumberWithoutRoomIsRefused) {
   SaveNew(Kept<std::chrono::seconds>(40000s));
   EXPECT_EQ(RefusalOf([this] { static_cast<void>(Load<Kept<ShortSeconds>>()); }),

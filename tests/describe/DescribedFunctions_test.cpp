@@ -318,6 +318,32 @@ TEST_F(DescribedFunctions, BothKindsReadEachOther) {
   ExpectStored<byHand::Station>("described.kvs");
 }
 
+/// A class by hand that takes a list of arrays for one of numbers.
+class Flattened {
+ public:
+  static constexpr unsigned int TypeId() noexcept { return 0x780001; }
+  explicit Flattened(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
+    kvl::Read(visitor, cls_FieldHandle(0, "m_Value"_cow), m_Value, m_ValueUid);
+  }
+  void DBWrite(cls_WriteVisitor const&) const {}
+  static void Declare(cls_ClassRegistrar& registrar) {
+    registrar.AddClassMD(new cls_TypeAdapter<Flattened>("Kept"_cow, 1, 1))
+        .AddAttribute(cls_FieldHandle(0, "m_Value"_cow), kvl::AttributeOf<std::vector<double>>, 1,
+                      kvl::CollectionOf<std::vector<double>>);
+  }
+
+ private:
+  std::vector<double> m_Value;
+  cls_OwnUid m_ValueUid;
+  cls_OwnUid m_Uid;
+};
+
+TEST_F(DescribedFunctions, ListOfArraysIsNotReadAsOneOfNumbers) {
+  SaveNew(Kept<std::vector<std::array<double, 3>>>({{1, 2, 3}}));
+  EXPECT_EQ(RefusalOf([this] { static_cast<void>(Load<Flattened>()); }),
+            "Field m_Value: the stored list has 3 numbers or texts for each element, and not 1.");
+}
+
 /// A class whose objects are stored without their fields.
 class Sparse {
  public:
