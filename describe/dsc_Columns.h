@@ -325,7 +325,7 @@ template <dsc_IsPointer T> struct dsc_Column<T> {
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
     dsc_CheckPersisted<Object>();
-    to.Add<Name>(at, ATTR_OBJECT, COLLECTION_OBJ);
+    to.Add<Name>(at, dsc_ObjectsType<T>, COLLECTION_OBJ);
   }
   template <class Name, class ForEach> static void Write(dsc_Out const& out, dsc_Place at, ForEach forEach) {
     dsc_WriteObjects<Name>(

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 
 #include "describe/dsc_Stored.h"
@@ -36,6 +37,21 @@ void dsc_RaiseClass(dsc_Where const& where, unsigned int stored, unsigned int as
   std::snprintf(text, sizeof text, "what is stored is an object of class 0x%06x, and not of class 0x%06x.",
                 stored, asked);
   dsc_Raise(where.m_Class, where.m_Field, text);
+}
+
+void dsc_CheckUnit(dsc_Declaring const& declared, std::string_view field) {
+  std::string_view const unit = declared.m_Unit.m_Text == nullptr ? "" : declared.m_Unit.m_Text;
+  if (unit.empty()) return;
+  auto const& notes =
+      declared.m_Registrar.NotesOf(declared.m_Metadata.ClassId(), declared.m_Metadata.Version());
+  bool const isNoted = std::ranges::any_of(notes.OfAttributes(), [field](auto const& entry) {
+    std::string_view const attribute = entry.first;
+    bool const isOfField = attribute == field || attribute.starts_with(std::string(field) + ".");
+    return isOfField && !entry.second.m_Unit.empty();
+  });
+  if (!isNoted)
+    dsc_Raise(declared.m_Metadata.Name().CharsOrEmpty(), field,
+              "kvl::Unit is said of a field that stores no numbers.");
 }
 
 void dsc_RaiseNoList(cls_FieldHandle const& field) {

@@ -24,7 +24,9 @@ template <class T> class dsc_FieldDeclarer {
                    alignof(Member));
     if constexpr (!dsc_Has<dsc_OptionKind::Transient, Options...>) {
       using Stored = dsc_Stored<dsc_FieldValue<Member, Options...>>;
-      Stored::template Declare<Name>({m_Registrar, m_Metadata, false, dsc_UnitOf(options...)}, m_At);
+      dsc_Declaring const to{m_Registrar, m_Metadata, false, dsc_UnitOf(options...)};
+      Stored::template Declare<Name>(to, m_At);
+      if constexpr (dsc_Has<dsc_OptionKind::Unit, Options...>) dsc_CheckUnit(to, Name::View());
       m_At = m_At.Plus(Stored::Fields, Stored::Collections);
       DeclareHeld<Stored>();
       (Note<Name, Stored>(options), ...);

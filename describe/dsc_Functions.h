@@ -156,6 +156,14 @@ template <class T> constexpr void dsc_CheckPlainSequence() {
       "durations, paths. Pass an array as a std::span, and describe a class that has other sequences");
 }
 
+/// One message for bytes that would be a list, because kvl::Read reads bytes from a blob.
+template <class T> constexpr void dsc_CheckReadable() {
+  if constexpr (dsc_IsPlainSequence<T>)
+    static_assert(
+        dsc_IsByteRun<T> || !dsc_IsBytes<std::vector<std::remove_cv_t<typename T::value_type>>>,
+        "bytes are written from a std::vector or a std::span of them: they are a blob, and no list");
+}
+
 template <dsc_IsPlainSequence T>
 void dsc_WriteValues(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const& values,
                      cls_Uid const& uid) {
@@ -244,6 +252,7 @@ template <class T>
 void Write(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, T const& values,
            cls_Uid const& uid) {
   dsc_CheckPlainSequence<T>();
+  dsc_CheckReadable<T>();
   if constexpr (dsc_IsByteRun<T>)
     dsc_WriteBlob(visitor, field, uid, values.data(), values.size());
   else if constexpr (dsc_IsPlainSequence<T>)

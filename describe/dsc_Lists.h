@@ -243,7 +243,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
 
   template <class Name> static void Declare(dsc_Declaring const& to, dsc_Place at) {
     dsc_CheckPersisted<Object>();
-    to.Add<Name>(at, ATTR_OBJECT, COLLECTION_OBJ);
+    to.Add<Name>(at, dsc_ObjectsType<Element>, COLLECTION_OBJ);
   }
 
   template <class Name> static void Write(dsc_Out const& out, dsc_Place at, T const& container) {

@@ -41,6 +41,11 @@ template <dsc_IsOwner T> [[nodiscard]] T const& dsc_ToOwner(T const& pointer) no
 template <dsc_IsWeak T> [[nodiscard]] auto dsc_ToOwner(T const& pointer) noexcept {
   return pointer.lock();
 }
+/// What a container of pointers is declared with. Weak ones are stored as objects, but an owner's list must not be read
+/// as one of them: nothing would hold the objects then.
+template <class T>
+inline constexpr cls_AttributeType dsc_ObjectsType = dsc_IsWeak<T> ? ATTR_REFERENCE : ATTR_OBJECT;
+
 template <dsc_IsPointer T>
 using dsc_OwnerOf = std::remove_cvref_t<decltype(dsc_ToOwner(std::declval<T const&>()))>;
 

@@ -103,6 +103,9 @@ struct dsc_Declaring {
   }
 };
 
+/// Raises nex_TextException if a unit is said of a field that is declared, and none of its attributes is a number.
+KVL_EXPORT void dsc_CheckUnit(dsc_Declaring const& declared, std::string_view field);
+
 /// How a member of type T is stored. A specialisation has
 ///
 ///     static constexpr int Fields;      // how many attributes it takes

@@ -156,14 +156,17 @@ template <class Sub> struct dsc_PartUnit {
   dsc_UnitText m_Unit;
 };
 
-/// What declares a part of a value: in its own unit if one is said, and in that of the whole value otherwise.
-template <class T, class Sub> [[nodiscard]] dsc_Declaring dsc_ForPart(dsc_Declaring const& to) noexcept {
-  if constexpr (dsc_IsStruct<T>) {
-    dsc_PartUnit<Sub> part;
-    T::Describe(part);
-    if (part.m_Unit.m_Text != nullptr) return to.With(part.m_Unit);
-  }
-  return dsc_IsKeyOf<T, Sub> ? to.WithoutUnit() : to;
+/// Declares a part of a value T under `Name`: in its own unit if one is said, and in that of the whole value otherwise.
+/// `Storage`: the part's dsc_Stored or dsc_Column.
+template <class T, class Sub, class Storage, class Name>
+void dsc_DeclarePart(dsc_Declaring const& to, dsc_Place at) {
+  dsc_PartUnit<Sub> part;
+  if constexpr (dsc_IsStruct<T>) T::Describe(part);
+  if (part.m_Unit.m_Text == nullptr)
+    return Storage::template Declare<Name>(dsc_IsKeyOf<T, Sub> ? to.WithoutUnit() : to, at);
+  dsc_Declaring const toPart = to.With(part.m_Unit);
+  Storage::template Declare<Name>(toPart, at);
+  dsc_CheckUnit(toPart, Name::View());
 }
 
 // --- A value alone, and a column of values.
@@ -177,7 +180,7 @@ template <dsc_HasParts T> struct dsc_Stored<T> {
     dsc_CheckStruct<T>(to, Name::View());
     dsc_ForEachPart<T>([&]<class Sub, class Part>(Sub, std::type_identity<Part>, auto) {
       static_assert(dsc_Storable<Part>, "a part of this type in a value cannot be stored");
-      dsc_Stored<Part>::template Declare<dsc_Part<Name, Sub>>(dsc_ForPart<T, Sub>(to), at);
+      dsc_DeclarePart<T, Sub, dsc_Stored<Part>, dsc_Part<Name, Sub>>(to, at);
       at = at.Plus(dsc_Stored<Part>::Fields, dsc_Stored<Part>::Collections);
     });
   }
@@ -217,7 +220,7 @@ template <dsc_HasParts T> struct dsc_Column<T> {
     dsc_CheckStruct<T>(to, Name::View());
     dsc_ForEachPart<T>([&]<class Sub, class Part>(Sub, std::type_identity<Part>, auto) {
       static_assert(dsc_HasColumn<Part>, "a part of this type in a list of values cannot be stored");
-      dsc_Column<Part>::template Declare<dsc_Part<Name, Sub>>(dsc_ForPart<T, Sub>(to), at);
+      dsc_DeclarePart<T, Sub, dsc_Column<Part>, dsc_Part<Name, Sub>>(to, at);
       at = at.Plus(dsc_Column<Part>::Fields, dsc_Column<Part>::Collections);
     });
   }

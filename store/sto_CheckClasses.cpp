@@ -104,7 +104,8 @@ std::string ProblemOf(Attribute const& attribute) {
   if (attribute.m_CollectionType == COLLECTION_NONE) return {};
   if (!AnyShapeFits(attribute)) return "which no collection has";
   std::optional<sto_Format::ValueTag> const tag = ElementTag(attribute.m_CollectionType);
-  bool const isSaid = tag && attribute.m_Type != ATTR_OBJECT; // "an object, which is a collection"
+  bool const isSaid = tag && attribute.m_Type != ATTR_OBJECT && // "an object, which is a collection"
+                      (attribute.m_Type != ATTR_REFERENCE || tag != sto_Format::Object); // of weak pointers
   return isSaid && !sto_TagFits(*tag, attribute.m_Type) ? "whose elements have another type" : std::string();
 }
 

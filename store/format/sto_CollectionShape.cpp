@@ -75,6 +75,12 @@ bool FitsCollectionType(sto_CollectionShape const& shape, cls_CollectionType dec
          (declared == COLLECTION_MAP_STRING || declared - kind == digit);
 }
 
+/// A list of objects may hold what weak pointers lead to.
+bool FitsType(sto_CollectionShape const& shape, cls_AttributeType declared) noexcept {
+  if (shape.HoldsObjects() && declared == ATTR_REFERENCE) return true;
+  return sto_TagFits(TagOf(shape.m_ElementType), declared);
+}
+
 char const* KeyName(std::uint8_t keyType) noexcept {
   switch (keyType) {
   case sto_Format::KeyInt:
@@ -100,6 +106,5 @@ std::string sto_CollectionShape::Name() const {
 bool sto_ShapeFits(sto_CollectionShape const& shape, cls_AttributeMetadata const& declared) noexcept {
   if (!FitsCollectionType(shape, declared.m_CollectionType)) return false;
   bool const hasCode = shape.m_ElementType <= sto_Format::LastOldElementType;
-  return (!shape.IsMap() && !shape.HoldsObjects() && hasCode) ||
-         sto_TagFits(TagOf(shape.m_ElementType), declared.m_Type);
+  return (!shape.IsMap() && !shape.HoldsObjects() && hasCode) || FitsType(shape, declared.m_Type);
 }

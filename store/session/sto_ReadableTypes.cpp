@@ -34,11 +34,17 @@ bool IsKnown(cls_AttributeType type) noexcept {
   return GroupOf(type) != Group::Other || (type >= ATTR_BOOL && type <= ATTR_NESTED);
 }
 
+/// Whether objects that the stored attribute holds are read by an attribute that holds none of them: they would be
+/// gone after the load.
+bool LosesObjects(cls_AttributeType stored, cls_AttributeType asked) noexcept {
+  return stored == ATTR_OBJECT && asked == ATTR_REFERENCE;
+}
+
 /// Whether a single value of type `stored` is read as one of type `asked`. A float is read as a double, and not the
 /// other way.
 bool ValueFits(cls_AttributeType stored, cls_AttributeType asked) noexcept {
   if (stored == asked || !IsKnown(stored) || !IsKnown(asked)) return true;
-  if (stored == ATTR_DOUBLE) return false;
+  if (stored == ATTR_DOUBLE || LosesObjects(stored, asked)) return false;
   return GroupOf(stored) != Group::Other && GroupOf(stored) == GroupOf(asked);
 }
 
@@ -62,7 +68,7 @@ bool ElementsFit(cls_AttributeType stored, cls_AttributeType asked) noexcept {
 
 /// A list of objects is declared with the code of a list, too.
 bool IsObjectList(cls_AttributeType type, cls_CollectionType collection) noexcept {
-  return type == ATTR_OBJECT && (collection == COLLECTION_LIST || collection == COLLECTION_OBJ);
+  return GroupOf(type) == Group::Object && (collection == COLLECTION_LIST || collection == COLLECTION_OBJ);
 }
 
 } // namespace
@@ -71,7 +77,8 @@ bool sto_CanReadAs(cls_AttributeType stored, cls_CollectionType storedCollection
                    cls_CollectionType askedCollection) noexcept {
   if (storedCollection == COLLECTION_NONE && askedCollection == COLLECTION_NONE)
     return ValueFits(stored, asked);
-  if (IsObjectList(stored, storedCollection) && IsObjectList(asked, askedCollection)) return true;
+  if (IsObjectList(stored, storedCollection) && IsObjectList(asked, askedCollection))
+    return !LosesObjects(stored, asked);
   if (!CollectionFits(storedCollection, askedCollection)) return false;
   bool const isByElement = storedCollection == COLLECTION_LIST || askedCollection == COLLECTION_LIST;
   return !isByElement || ElementsFit(stored, asked);

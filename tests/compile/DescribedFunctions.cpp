@@ -1,4 +1,5 @@
 // Compiles as it is. With SLIP defined it must not, and the compiler prints why.
+#include <array>
 #include <map>
 #include <string>
 #include <string_view>
@@ -24,6 +25,7 @@ struct Gauge {
   std::vector<std::vector<double>> m_Rows;
   std::map<int, double> m_Map;
   Point m_Point{};
+  std::array<unsigned char, 4> m_Bytes{};
   std::string_view m_View;
   double* m_Raw = nullptr;
   cls_OwnUid m_ValuesUid;
@@ -43,6 +45,8 @@ void Gauge::DBWrite(cls_WriteVisitor const& visitor) const {
   kvl::Write(visitor, cls_FieldHandle(3, "m_Rows"_cow), m_Rows, m_ValuesUid);
 #elif SLIP == 5 // a plain pointer
   kvl::Write(visitor, cls_FieldHandle(3, "m_Raw"_cow), m_Raw);
+#elif SLIP == 8 // bytes that would be a list
+  kvl::Write(visitor, cls_FieldHandle(3, "m_Bytes"_cow), m_Bytes, m_ValuesUid);
 #endif
 }
 

@@ -347,7 +347,7 @@ TEST_F(DescribedFields, RootWithChangesThatAreNotSaidIsNotCopied) {
     EXPECT_FALSE(target.HasRoot("root"));
     target.Save("mine", MeasuredLength<2, Metres>());
   }
-  sto_Store const target = sto_Store::Open(Path("new.kvs"), sto_Mode::ReadWrite, today);
+  sto_Store target = sto_Store::Open(Path("new.kvs"), sto_Mode::ReadWrite, today);
   EXPECT_TRUE(target.Check(sto_CheckDepth::Full).IsSound());
 }
 

@@ -249,4 +249,28 @@ TEST(DescribedDeclaring, UnitsAreThoseOfTheNumbersInAValue) {
     EXPECT_EQ(notes.Find(attribute), nullptr) << attribute;
 }
 
+struct Note {
+  KVL_VALUE(Note)
+  static constexpr void Describe(auto& field) { field(KVL_F(text), kvl::Unit("mm")); }
+  std::string text;
+};
+template <class Member> class InMillimetres {
+ public:
+  KVL_PERSISTED(InMillimetres, 0x74000F, "Measured", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Value), kvl::Unit("mm")); }
+  Member m_Value;
+};
+
+TEST(DescribedDeclaring, RefusesAUnitOfWhatHasNoNumbers) {
+  std::string const text =
+      "Class Measured, field m_Value: kvl::Unit is said of a field that stores no numbers.";
+  EXPECT_EQ(Refusal(&InMillimetres<std::string>::Declare), text);
+  EXPECT_EQ(Refusal(&InMillimetres<std::vector<unsigned char>>::Declare), text);
+  EXPECT_EQ(Refusal(&InMillimetres<std::vector<std::string>>::Declare), text);
+  EXPECT_EQ(Refusal(&InMillimetres<std::unique_ptr<Seen>>::Declare), text);
+  EXPECT_EQ(Refusal(&InMillimetres<std::vector<Note>>::Declare),
+            "Class Measured, field m_Value.text: kvl::Unit is said of a field that stores no numbers.");
+  EXPECT_EQ(Refusal(&InMillimetres<std::vector<std::pair<std::string, float>>>::Declare), "declared");
+}
+
 } // namespace

@@ -207,7 +207,9 @@ class DescribedByValue : public DescribedRows {
 TEST_F(DescribedByValue, ObjectOfAnotherClassIsRefused) {
   std::string const text = Class("0x770010", "0x770011");
   EXPECT_EQ(Read<Rivet>(Bolt()), text);
-  EXPECT_EQ(Read<std::optional<Rivet>>(std::optional<Bolt>(Bolt())), text);
+  EXPECT_EQ(
+      Read<std::optional<Rivet>>(std::optional<Bolt>(Bolt())),
+      "Class Listed, field m_Values.value: what is stored is an object of class 0x770010, and not of class 0x770011.");
   EXPECT_EQ(Read<std::vector<Rivet>>(std::vector<Bolt>(2)), text);
   EXPECT_EQ((Read<std::map<int, Rivet>>(std::map<int, Bolt>{{1, Bolt()}})), text);
   EXPECT_EQ(Read<Rivet>(std::make_unique<Bolt>()), text);

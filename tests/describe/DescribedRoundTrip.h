@@ -54,15 +54,6 @@ class DescribedRoundTrip : public DescribedTest {
     EXPECT_EQ(ObjectCount(name), count);
   }
 
-  /// What raises when `act` runs says this; empty if nothing does.
-  template <class Act> [[nodiscard]] static std::string RefusalOf(Act act) {
-    try {
-      act();
-    } catch (nex_Exception const& failure) {
-      return failure.UserReport().CharsOrEmpty();
-    }
-    return {};
-  }
   template <class T> [[nodiscard]] static std::string UnitOf(char const* attribute) {
     cls_ClassRegistrar registrar;
     T::Declare(registrar);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "describe/dsc_Described.h"
@@ -35,6 +36,16 @@ class DescribedTest : public StoreFileTest {
   }
   [[nodiscard]] std::size_t ObjectCount(std::string_view name = "test.kvs") const {
     return SqlFile(Path(name)).Objects().size();
+  }
+
+  /// What raises when `act` runs says this; empty if nothing does.
+  template <class Act> [[nodiscard]] static std::string RefusalOf(Act act) {
+    try {
+      act();
+    } catch (nex_Exception const& failure) {
+      return failure.UserReport().CharsOrEmpty();
+    }
+    return {};
   }
 
   /// Those of the setting that the program runs with: see CMakeLists.txt.

@@ -147,27 +147,90 @@ TEST_F(DescribedWeak, ObjectsThatNothingElseHoldsAreEmptyAfterALoad) {
   EXPECT_EQ(loaded->m_Supports[0].lock(), nullptr);
 }
 
-/// What owns objects in one version may be what knows them in the next.
-class WeakFrame2 {
+/// What knows objects in one version may own them in the next, but not the other way round.
+template <class Pointer, int Version> class JointList {
  public:
-  KVL_PERSISTED(WeakFrame2, 0x790004, "WeakFrame2", 1)
-  static constexpr void Describe(auto& field) { field(KVL_F(m_Joints)); }
-  WeakFrame2() = default;
-  std::vector<std::shared_ptr<WeakJoint>> m_Joints;
+  KVL_PERSISTED(JointList, 0x790004, "JointList", Version)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Joints));
+    field(KVL_F(m_First));
+    field(KVL_F(m_Named));
+  }
+  JointList() = default;
+  std::vector<Pointer> m_Joints;
+  std::optional<Pointer> m_First;
+  std::map<std::string, std::pair<Pointer, int>> m_Named;
 };
-class WeakFrame3 {
+using Owner = std::shared_ptr<WeakJoint>;
+using Knower = std::weak_ptr<WeakJoint>;
+
+TEST_F(DescribedWeak, ListOfWeakPointersBecomesOneOfOwners) {
+  auto const joint = std::make_shared<WeakJoint>(7);
+  JointList<Knower, 1> known;
+  known.m_Joints = {joint, Knower()};
+  known.m_Named["a"] = {joint, 1};
+  SaveNew(known);
+  auto const owning = Load<JointList<Owner, 2>>();
+  ASSERT_EQ(owning->m_Joints.size(), 2U);
+  EXPECT_EQ(owning->m_Joints[0]->m_Number, 7);
+  EXPECT_EQ(owning->m_Joints[1], nullptr);
+  EXPECT_EQ(owning->m_Named.at("a").first, owning->m_Joints[0]);
+}
+
+TEST_F(DescribedWeak, OwnersDoNotBecomeWeakPointers) {
+  JointList<Owner, 1> owning;
+  owning.m_Joints = {std::make_shared<WeakJoint>(1), nullptr};
+  SaveNew(owning);
+  std::string const text = RefusalOf([this] { static_cast<void>(Load<JointList<Knower, 2>>()); });
+  EXPECT_EQ(
+      text.substr(text.find(": ") + 2),
+      "Class JointList: attribute m_First.value in version 1 of the store is ATTR_OBJECT, COLLECTION_NONE, which "
+      "cannot be read as ATTR_REFERENCE, COLLECTION_NONE. Give the field a new name with kvl::Since, and take "
+      "the old one with kvl::Dropped and its old type.");
+}
+
+/// The same for containers alone.
+template <class Pointer, int Version> class JointVector {
  public:
-  KVL_PERSISTED(WeakFrame3, 0x790004, "WeakFrame2", 1)
+  KVL_PERSISTED(JointVector, 0x790005, "JointVector", Version)
   static constexpr void Describe(auto& field) { field(KVL_F(m_Joints)); }
-  WeakFrame3() = default;
-  std::vector<std::weak_ptr<WeakJoint>> m_Joints;
+  JointVector() = default;
+  std::vector<Pointer> m_Joints;
 };
 
-TEST_F(DescribedWeak, IsStoredAsAContainerOfOwners) {
-  WeakFrame2 frame;
-  frame.m_Joints = {std::make_shared<WeakJoint>(1), nullptr};
-  SaveNew(frame);
-  EXPECT_EQ(Load<WeakFrame3>()->m_Joints.size(), 2U);
+TEST_F(DescribedWeak, ListOfOwnersDoesNotBecomeOneOfWeakPointers) {
+  JointVector<Owner, 1> owning;
+  owning.m_Joints = {std::make_shared<WeakJoint>(1)};
+  SaveNew(owning);
+  std::string const text = RefusalOf([this] { static_cast<void>(Load<JointVector<Knower, 2>>()); });
+  EXPECT_NE(text.find("ATTR_OBJECT, COLLECTION_OBJ, which cannot be read as ATTR_REFERENCE, COLLECTION_OBJ"),
+            std::string::npos)
+      << text;
+}
+
+class JointVectorNow {
+ public:
+  KVL_PERSISTED(JointVectorNow, 0x790005, "JointVector", 2)
+  static constexpr void Describe(auto& field) {
+    using namespace kvl;
+    field(KVL_F(m_Known), Since(2));
+    field("m_Joints"_field, kvl::Dropped(&JointVectorNow::Take));
+    field(KVL_F(m_Seen), kvl::Transient());
+  }
+  JointVectorNow() = default;
+  void Take(std::vector<Owner> const& joints) {
+    m_Known.assign(joints.begin(), joints.end());
+    m_Seen = m_Known.at(0).lock()->m_Number;
+  }
+  std::vector<Knower> m_Known;
+  int m_Seen = 0;
+};
+
+TEST_F(DescribedWeak, OwnersThatAreDroppedAreTakenByWeakPointers) {
+  JointVector<Owner, 1> owning;
+  owning.m_Joints = {std::make_shared<WeakJoint>(1)};
+  SaveNew(owning);
+  EXPECT_EQ(Load<JointVectorNow>()->m_Seen, 1);
 }
 
 } // namespace
