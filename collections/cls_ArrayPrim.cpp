@@ -5,11 +5,20 @@
 #include <vector>
 
 #include "collections/cls_DeleteUnheld.h"
+#include "persist/backend/cls_MoreLists.h"
 
 namespace {
 
 void Print(char const* className, char const* text) {
   std::fprintf(stderr, text, className); // intentional: the messages have no line end
+}
+
+/// The collection type of a list of T. That of one of 64-bit integers or complex numbers does not say its elements.
+template <class T> cls_CollectionType ListCode() noexcept {
+  if constexpr (cls_IsListElement<T>)
+    return cls_CollectionTypeFix(COLLECTION_LIST, static_cast<T*>(nullptr));
+  else
+    return COLLECTION_LIST;
 }
 
 } // namespace
@@ -23,8 +32,7 @@ cls_ArrayPrim<T>::cls_ArrayPrim(cls_ArrayPrim const& other)
 }
 
 template <class T> cls_ArrayPrim<T>::cls_ArrayPrim(cls_ReadVisitor const& visitor) : m_Blocks(new Trie) {
-  T* const tag = nullptr;
-  cls_AgentListPrim<T>* const agent = visitor.Memento()->MakeAgentListPrim(tag);
+  cls_AgentListPrim<T>* const agent = cls_MakeListAgent<T>(*visitor.Memento());
   try {
     m_Size = agent->Count();
     m_Uid = visitor.GetUid();
@@ -166,8 +174,7 @@ void cls_ArrayPrim<T>::ReadBlock(int start, Buffer const& block, char const* cla
 
 template <class T> void cls_ArrayPrim<T>::DBWrite(cls_WriteVisitor const& visitor) const {
   if (visitor.StartWrite(TypeId(), m_Uid) == 0) return;
-  T* const selector = nullptr;
-  visitor.CheckCollectionType(cls_CollectionTypeFix(COLLECTION_LIST, selector));
+  visitor.CheckCollectionType(ListCode<T>());
   DBWriteBody(visitor);
 }
 
@@ -177,8 +184,7 @@ template <class T> unsigned int cls_ArrayPrim<T>::DynTypeId() const {
 
 template <class T> void cls_ArrayPrim<T>::DBWriteBody(cls_WriteVisitor const& visitor) const {
   if (m_Agent != nullptr) return; // the elements are already in storage
-  T const* const tag = nullptr;
-  Hold(visitor.Memento()->MakeAgentListPrim(tag, 1));
+  Hold(cls_MakeListAgent<T>(*visitor.Memento(), 1));
   int const stored = m_Agent->Count();
   if (m_Size <= 0) {
     m_Size = stored;
@@ -245,3 +251,8 @@ template class cls_ArrayPrim<float>;
 template class cls_ArrayPrim<double>;
 template class cls_ArrayPrim<bool>;
 template class cls_ArrayPrim<cow_String>;
+template class cls_ArrayPrim<unsigned int>;
+template class cls_ArrayPrim<long long>;
+template class cls_ArrayPrim<unsigned long long>;
+template class cls_ArrayPrim<cls_Complex<float>>;
+template class cls_ArrayPrim<cls_Complex<double>>;

@@ -4,6 +4,7 @@
 #include "collections/cls_PTrie.h"
 #include "metadata/cls_CollectionType.h"
 #include "persist/backend/cls_AgentListPrim.h"
+#include "persist/backend/cls_Complex.h"
 #include "persist/backend/cls_PC.h"
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
@@ -41,8 +42,8 @@
 /// using a missing block or agent, the process crashes. Errors of the store pass through every operation that
 /// reads or writes a block.
 ///
-/// `T` is int, float, double, bool (one byte each) or cow_String. Counts and indexes are in elements. The
-/// order of the virtual operations is frozen. Thread rule: the array, its agent and its blocks belong to one
+/// `T` is int, float, double, bool (one byte each) or cow_String; where the back end has agents for them, also unsigned
+/// int, an integer of 64 bits or cls_Complex. Counts and indexes are in elements. The order of the virtual operations is frozen. Thread rule: the array, its agent and its blocks belong to one
 /// thread.
 template <class T> class cls_ArrayPrim : public cls_PC {
  public:
@@ -178,6 +179,9 @@ template <class T> class cls_ArrayPrim : public cls_PC {
   void MarkBlocks() const;
 
  protected:
+  /// Null in memory.
+  [[nodiscard]] cls_AgentListPrim<T>* Agent() const noexcept { return m_Agent; }
+
   /// The block of an index. Makes or reads it if it is not in memory; in an associated array, evicts all
   /// other blocks first. Null for an index below 0 or above the size. Intentional: the size itself is
   /// accepted, because the next element goes there.
@@ -239,3 +243,8 @@ extern template class KVL_EXPORT cls_ArrayPrim<float>;
 extern template class KVL_EXPORT cls_ArrayPrim<double>;
 extern template class KVL_EXPORT cls_ArrayPrim<bool>;
 extern template class KVL_EXPORT cls_ArrayPrim<cow_String>;
+extern template class KVL_EXPORT cls_ArrayPrim<unsigned int>;
+extern template class KVL_EXPORT cls_ArrayPrim<long long>;
+extern template class KVL_EXPORT cls_ArrayPrim<unsigned long long>;
+extern template class KVL_EXPORT cls_ArrayPrim<cls_Complex<float>>;
+extern template class KVL_EXPORT cls_ArrayPrim<cls_Complex<double>>;

@@ -11,7 +11,7 @@
 /// Counted handle on one block of a bulk array: 2048 elements of any type, and a flag that says whether one
 /// of them was changed since the block was last written to storage.
 ///
-/// `T` is int, float, double, bool or cow_String. Thread rule: plain counts; an array and its blocks belong
+/// `T` is a number, bool, cls_Complex or cow_String. Thread rule: plain counts; an array and its blocks belong
 /// to one thread at a time.
 template <class T> class cls_ArrayPrimBuffer {
  public:

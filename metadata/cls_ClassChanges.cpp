@@ -7,6 +7,11 @@ cls_ClassChanges& cls_ClassChanges::Since(std::string_view attribute, int versio
   return *this;
 }
 
+cls_ClassChanges& cls_ClassChanges::MayBeMissing(std::string_view attribute) {
+  m_Attributes[std::string(attribute)].m_MayBeMissing = true;
+  return *this;
+}
+
 cls_ClassChanges& cls_ClassChanges::Was(std::string_view attribute, std::string_view earlierName) {
   m_Attributes[std::string(attribute)].m_EarlierNames.emplace_back(earlierName);
   return *this;

@@ -20,6 +20,7 @@ class KVL_EXPORT cls_ClassChanges {
  public:
   struct Attribute {
     int m_Since = 0;                         ///< 0: nothing is said
+    bool m_MayBeMissing = false;             ///< earlier versions may lack it
     std::vector<std::string> m_EarlierNames; ///< the latest first
     std::vector<std::string> m_EarlierUnits; ///< other names of its unit
   };
@@ -34,6 +35,8 @@ class KVL_EXPORT cls_ClassChanges {
 
   /// The attribute exists since this version of the class.
   cls_ClassChanges& Since(std::string_view attribute, int version);
+  /// Earlier versions may lack the attribute, and its value then follows from another one.
+  cls_ClassChanges& MayBeMissing(std::string_view attribute);
   /// The attribute had another name, before those that were said already.
   cls_ClassChanges& Was(std::string_view attribute, std::string_view earlierName);
   /// The unit of the attribute had another name, and is the same unit.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "persist/backend/cls_Complex.h"
 #include "platform/cow/cow_String.h"
 #include "platform/kvl_Export.h"
 
@@ -8,7 +9,8 @@ class cls_PC;
 /// Open connection to a stored list of primitives. A bulk array that is tied to the list reads and writes
 /// through it, also after the object itself is written or read. Counted by its holders: the last one flushes
 /// and deletes it.
-/// `T` is bool, cow_String, float, double, unsigned int or int. Counts and indexes are in elements.
+/// `T` is bool, cow_String, float, double, unsigned int or int; of some back ends also an integer of 64 bits or
+/// cls_Complex (cls_MoreLists.h). Counts and indexes are in elements.
 /// The comment before each operation is its virtual slot. Thread rule: one thread.
 template <class T> class cls_AgentListPrim {
  public:
@@ -63,3 +65,7 @@ extern template class KVL_EXPORT cls_AgentListPrim<float>;
 extern template class KVL_EXPORT cls_AgentListPrim<double>;
 extern template class KVL_EXPORT cls_AgentListPrim<unsigned int>;
 extern template class KVL_EXPORT cls_AgentListPrim<int>;
+extern template class KVL_EXPORT cls_AgentListPrim<long long>;
+extern template class KVL_EXPORT cls_AgentListPrim<unsigned long long>;
+extern template class KVL_EXPORT cls_AgentListPrim<cls_Complex<float>>;
+extern template class KVL_EXPORT cls_AgentListPrim<cls_Complex<double>>;

@@ -8,6 +8,34 @@ cls_ReadsMoreLists* cls_ReadsMoreLists::Of(cls_MementoRead* memento) noexcept {
   return dynamic_cast<cls_ReadsMoreLists*>(memento);
 }
 
+cls_AgentListPrim<long long>* cls_WritesMoreLists::MakeMoreListAgent(long long const*, int) {
+  return nullptr;
+}
+cls_AgentListPrim<unsigned long long>* cls_WritesMoreLists::MakeMoreListAgent(unsigned long long const*,
+                                                                              int) {
+  return nullptr;
+}
+cls_AgentListPrim<cls_Complex<float>>* cls_WritesMoreLists::MakeMoreListAgent(cls_Complex<float> const*,
+                                                                              int) {
+  return nullptr;
+}
+cls_AgentListPrim<cls_Complex<double>>* cls_WritesMoreLists::MakeMoreListAgent(cls_Complex<double> const*,
+                                                                               int) {
+  return nullptr;
+}
+cls_AgentListPrim<long long>* cls_ReadsMoreLists::MakeMoreListAgent(long long*) {
+  return nullptr;
+}
+cls_AgentListPrim<unsigned long long>* cls_ReadsMoreLists::MakeMoreListAgent(unsigned long long*) {
+  return nullptr;
+}
+cls_AgentListPrim<cls_Complex<float>>* cls_ReadsMoreLists::MakeMoreListAgent(cls_Complex<float>*) {
+  return nullptr;
+}
+cls_AgentListPrim<cls_Complex<double>>* cls_ReadsMoreLists::MakeMoreListAgent(cls_Complex<double>*) {
+  return nullptr;
+}
+
 template class cls_WriteListPrim<signed char>;
 template class cls_WriteListPrim<unsigned char>;
 template class cls_WriteListPrim<short>;

@@ -2,6 +2,7 @@
 
 #include <concepts>
 
+#include "persist/backend/cls_AgentListPrim.h"
 #include "persist/backend/cls_Complex.h"
 #include "persist/backend/cls_MementoRead.h"
 #include "persist/backend/cls_MementoWrite.h"
@@ -12,7 +13,9 @@
 // Lists of elements that cls_MementoWrite has no operation for: bytes, and integers of 16 and 64 bits, each as it is, and
 // complex numbers. A back end may offer them; its mementos derive from the classes below, too. The attribute of such a
 // list is declared with the type of its elements and COLLECTION_LIST. Ownership, thread rule and errors are those of
-// cls_MementoWrite::MakeWriteListPrim and cls_MementoRead::MakeReadListPrim.
+// cls_MementoWrite::MakeWriteListPrim and cls_MementoRead::MakeReadListPrim. Agents of lists of 64-bit integers and of
+// complex numbers are a further offer, which a back end may leave out: null then. Their rules are those of
+// MakeAgentListPrim.
 
 /// Elements of lists that every back end has.
 template <class T>
@@ -34,6 +37,14 @@ class KVL_EXPORT cls_WritesMoreLists {
                                                                    int width) = 0;
   virtual cls_WriteListPrim<cls_Complex<double>>* MakeMoreWriteList(cls_Complex<double> const* tag,
                                                                     int width) = 0;
+
+  virtual cls_AgentListPrim<long long>* MakeMoreListAgent(long long const* tag, int sizeHint);
+  virtual cls_AgentListPrim<unsigned long long>* MakeMoreListAgent(unsigned long long const* tag,
+                                                                   int sizeHint);
+  virtual cls_AgentListPrim<cls_Complex<float>>* MakeMoreListAgent(cls_Complex<float> const* tag,
+                                                                   int sizeHint);
+  virtual cls_AgentListPrim<cls_Complex<double>>* MakeMoreListAgent(cls_Complex<double> const* tag,
+                                                                    int sizeHint);
 
   /// What a memento offers; null if `memento` is null or does not derive from this class.
   [[nodiscard]] static cls_WritesMoreLists* Of(cls_MementoWrite* memento) noexcept;
@@ -57,6 +68,11 @@ class KVL_EXPORT cls_ReadsMoreLists {
   virtual cls_ReadListPrim<unsigned long long>* MakeMoreReadList(unsigned long long* tag) = 0;
   virtual cls_ReadListPrim<cls_Complex<float>>* MakeMoreReadList(cls_Complex<float>* tag) = 0;
   virtual cls_ReadListPrim<cls_Complex<double>>* MakeMoreReadList(cls_Complex<double>* tag) = 0;
+
+  virtual cls_AgentListPrim<long long>* MakeMoreListAgent(long long* tag);
+  virtual cls_AgentListPrim<unsigned long long>* MakeMoreListAgent(unsigned long long* tag);
+  virtual cls_AgentListPrim<cls_Complex<float>>* MakeMoreListAgent(cls_Complex<float>* tag);
+  virtual cls_AgentListPrim<cls_Complex<double>>* MakeMoreListAgent(cls_Complex<double>* tag);
 
   /// What a memento offers; null if `memento` is null or does not derive from this class.
   [[nodiscard]] static cls_ReadsMoreLists* Of(cls_MementoRead* memento) noexcept;
@@ -88,6 +104,27 @@ template <class T> [[nodiscard]] cls_ReadListPrim<T>* cls_MakeReadList(cls_Memen
   } else {
     cls_ReadsMoreLists* const more = cls_ReadsMoreLists::Of(&memento);
     return more == nullptr ? nullptr : more->MakeMoreReadList(&tag);
+  }
+}
+
+/// The agent of a list of any element that agents have; null if the back end has none.
+template <class T>
+[[nodiscard]] cls_AgentListPrim<T>* cls_MakeListAgent(cls_MementoWrite& memento, int sizeHint) {
+  T const* const tag = nullptr;
+  if constexpr (cls_IsListElement<T>) {
+    return memento.MakeAgentListPrim(tag, sizeHint);
+  } else {
+    cls_WritesMoreLists* const more = cls_WritesMoreLists::Of(&memento);
+    return more == nullptr ? nullptr : more->MakeMoreListAgent(tag, sizeHint);
+  }
+}
+template <class T> [[nodiscard]] cls_AgentListPrim<T>* cls_MakeListAgent(cls_MementoRead& memento) {
+  T* const tag = nullptr;
+  if constexpr (cls_IsListElement<T>) {
+    return memento.MakeAgentListPrim(tag);
+  } else {
+    cls_ReadsMoreLists* const more = cls_ReadsMoreLists::Of(&memento);
+    return more == nullptr ? nullptr : more->MakeMoreListAgent(tag);
   }
 }
 

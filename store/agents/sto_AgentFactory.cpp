@@ -52,12 +52,20 @@ template cls_AgentListPrim<float>* StoredList(sto_Session&, std::int64_t, sto_Re
 template cls_AgentListPrim<double>* StoredList(sto_Session&, std::int64_t, sto_RecordRef const&);
 template cls_AgentListPrim<unsigned int>* StoredList(sto_Session&, std::int64_t, sto_RecordRef const&);
 template cls_AgentListPrim<int>* StoredList(sto_Session&, std::int64_t, sto_RecordRef const&);
+template cls_AgentListPrim<long long>* StoredList(sto_Session&, std::int64_t, sto_RecordRef const&);
+template cls_AgentListPrim<unsigned long long>* StoredList(sto_Session&, std::int64_t, sto_RecordRef const&);
+template cls_AgentListPrim<cls_Complex<float>>* StoredList(sto_Session&, std::int64_t, sto_RecordRef const&);
+template cls_AgentListPrim<cls_Complex<double>>* StoredList(sto_Session&, std::int64_t, sto_RecordRef const&);
 template cls_AgentListPrim<bool>* SavedList(sto_Session&, std::int64_t, int);
 template cls_AgentListPrim<cow_String>* SavedList(sto_Session&, std::int64_t, int);
 template cls_AgentListPrim<float>* SavedList(sto_Session&, std::int64_t, int);
 template cls_AgentListPrim<double>* SavedList(sto_Session&, std::int64_t, int);
 template cls_AgentListPrim<unsigned int>* SavedList(sto_Session&, std::int64_t, int);
 template cls_AgentListPrim<int>* SavedList(sto_Session&, std::int64_t, int);
+template cls_AgentListPrim<long long>* SavedList(sto_Session&, std::int64_t, int);
+template cls_AgentListPrim<unsigned long long>* SavedList(sto_Session&, std::int64_t, int);
+template cls_AgentListPrim<cls_Complex<float>>* SavedList(sto_Session&, std::int64_t, int);
+template cls_AgentListPrim<cls_Complex<double>>* SavedList(sto_Session&, std::int64_t, int);
 template cls_AgentMapKey2Obj<int>* StoredObjectMap(sto_Session&, std::int64_t, sto_RecordRef const&, int);
 template cls_AgentMapKey2Obj<int>* SavedObjectMap(sto_Session&, std::int64_t, int, int);
 template cls_AgentMapKey2Obj<cow_String>* StoredObjectMap(sto_Session&, std::int64_t, sto_RecordRef const&,

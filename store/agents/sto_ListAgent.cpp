@@ -17,9 +17,7 @@ using Layout = sto_ListLayout;
 constexpr int RunBlocks = 16;
 
 /// Whether elements have the same bytes in memory as in a block.
-template <class T>
-constexpr bool IsRaw =
-    std::is_arithmetic_v<T> && !std::is_same_v<T, bool> && std::endian::native == std::endian::little;
+template <class T> constexpr bool IsRaw = sto_IsStoredAsItIs<T>;
 
 /// The block of an array that starts at an index, null if it is not in memory. Does not use the trie's own
 /// look-up, which may return the last found block although the trie has others.
@@ -228,50 +226,43 @@ template <class T> void sto_ListAgent<T>::RaiseDamaged(int index) const {
 // --- what arrays hold in memory
 
 template <class T> template <class Act> void sto_ListAgent<T>::ForEachArray(Act act) const {
-  if constexpr (IsArrayElement)
-    this->ForEachHolder([&](cls_PC&, sto_HolderSlot& slot) {
-      if (slot.m_Array != nullptr) act(*static_cast<cls_ArrayPrim<T>*>(slot.m_Array), slot);
-    });
+  this->ForEachHolder([&](cls_PC&, sto_HolderSlot& slot) {
+    if (slot.m_Array != nullptr) act(*static_cast<cls_ArrayPrim<T>*>(slot.m_Array), slot);
+  });
 }
 
 template <class T> void* sto_ListAgent<T>::ArrayOf(cls_PC& holder) const noexcept {
-  if constexpr (IsArrayElement) return dynamic_cast<cls_ArrayPrim<T>*>(&holder);
-  return nullptr;
+  return dynamic_cast<cls_ArrayPrim<T>*>(&holder);
 }
 
 template <class T> void sto_ListAgent<T>::NoteHolder(cls_PC&, sto_HolderSlot& slot) {
   Purpose const purpose = std::exchange(m_Purpose, Purpose::Copying);
   if (slot.m_Array == nullptr || !Session().IsWriting()) return;
-  if constexpr (IsArrayElement) {
-    auto* const array = static_cast<cls_ArrayPrim<T>*>(slot.m_Array);
-    if (purpose == Purpose::Saving) {
-      if (!m_KeptAtBegin.Has(*array)) {
-        CheckInMemory(*array);
-        KeepInMemory(*array);
-      }
-      array->MarkBlocks(); // the stored list has no elements yet, or others
+  auto* const array = static_cast<cls_ArrayPrim<T>*>(slot.m_Array);
+  if (purpose == Purpose::Saving) {
+    if (!m_KeptAtBegin.Has(*array)) {
+      CheckInMemory(*array);
+      KeepInMemory(*array);
     }
-    slot.m_AtBegin = slot.m_AtMark = BeforeOf(*array, purpose);
-    if (purpose == Purpose::Copying)
-      ForEachArray([&](cls_ArrayPrim<T> const& other, sto_HolderSlot const& original) {
-        if (&other != array && other.Blocks().Ptr() == array->Blocks().Ptr())
-          slot.m_AtMark = original.m_AtMark;
-      });
+    array->MarkBlocks(); // the stored list has no elements yet, or others
   }
+  slot.m_AtBegin = slot.m_AtMark = BeforeOf(*array, purpose);
+  if (purpose == Purpose::Copying)
+    ForEachArray([&](cls_ArrayPrim<T> const& other, sto_HolderSlot const& original) {
+      if (&other != array && other.Blocks().Ptr() == array->Blocks().Ptr()) slot.m_AtMark = original.m_AtMark;
+    });
 }
 
 template <class T>
 sto_HolderSlot::Before sto_ListAgent<T>::BeforeOf(cls_ArrayPrim<T> const& array, Purpose purpose) const {
   using Before = sto_HolderSlot::Before;
   if (purpose == Purpose::Saving) return {Before::Kind::InMemory, array.Size()};
-  if constexpr (IsArrayElement) {
-    if (purpose == Purpose::Copying) { // restored like the array that it is a copy of
-      Before before;
-      ForEachArray([&](cls_ArrayPrim<T> const& other, sto_HolderSlot const& slot) {
-        if (&other != &array && other.Blocks().Ptr() == array.Blocks().Ptr()) before = slot.m_AtBegin;
-      });
-      return before;
-    }
+  if (purpose == Purpose::Copying) { // restored like the array that it is a copy of
+    Before before;
+    ForEachArray([&](cls_ArrayPrim<T> const& other, sto_HolderSlot const& slot) {
+      if (&other != &array && other.Blocks().Ptr() == array.Blocks().Ptr()) before = slot.m_AtBegin;
+    });
+    return before;
   }
   if (IsMadeInTransaction()) return {};
   sto_ChangeNotes::ListAtBegin const* const before = Session().Changes().FindAtBegin(Id());
@@ -279,60 +270,53 @@ sto_HolderSlot::Before sto_ListAgent<T>::BeforeOf(cls_ArrayPrim<T> const& array,
 }
 
 template <class T> void sto_ListAgent<T>::KeepInMemory(cls_ArrayPrim<T> const& array) {
-  if constexpr (IsArrayElement) {
-    using Buffer = cls_ArrayPrimBuffer<T>;
-    auto const bytes = static_cast<std::int64_t>(array.Blocks().Ptr()->Count()) *
-                       static_cast<std::int64_t>(sizeof(T) * Buffer::ElementCount);
-    Session().KeptBytes().Check(bytes, [this] { return Describe(); });
-    // The last block stays in memory after the save and may change before the transaction ends.
-    int const last = Buffer::StartOf(array.Size());
-    m_KeptAtBegin.Keep(array, sto_KeptBlocks<T>::Which::All, [last](int start) { return start == last; });
-    m_KeptBytes += bytes;
-    Session().KeptBytes().Add(bytes);
-  }
+  using Buffer = cls_ArrayPrimBuffer<T>;
+  auto const bytes = static_cast<std::int64_t>(array.Blocks().Ptr()->Count()) *
+                     static_cast<std::int64_t>(sizeof(T) * Buffer::ElementCount);
+  Session().KeptBytes().Check(bytes, [this] { return Describe(); });
+  // The last block stays in memory after the save and may change before the transaction ends.
+  int const last = Buffer::StartOf(array.Size());
+  m_KeptAtBegin.Keep(array, sto_KeptBlocks<T>::Which::All, [last](int start) { return start == last; });
+  m_KeptBytes += bytes;
+  Session().KeptBytes().Add(bytes);
 }
 
 template <class T> void sto_ListAgent<T>::CheckInMemory(cls_ArrayPrim<T> const& array) const {
-  if constexpr (IsArrayElement) {
-    int const missing = array.FirstMissing();
-    if (missing < array.Size())
-      Session().Raise(sto_ErrorKind::Misuse,
-                      Describe() + " cannot be stored: elements are not in memory. Its array has " +
-                          std::to_string(array.Size()) + ", and those from " + std::to_string(missing) +
-                          " on are missing.");
-  }
+  int const missing = array.FirstMissing();
+  if (missing < array.Size())
+    Session().Raise(sto_ErrorKind::Misuse,
+                    Describe() + " cannot be stored: elements are not in memory. Its array has " +
+                        std::to_string(array.Size()) + ", and those from " + std::to_string(missing) +
+                        " on are missing.");
 }
 
 template <class T> bool sto_ListAgent<T>::KeepAtBegin(sto_Keeping keeping) {
   ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot& slot) {
     if (slot.m_HeldInTransaction == Session().TransactionNumber() && Session().IsWriting()) return;
     slot.m_AtBegin = {sto_HolderSlot::Before::Kind::Associated, array.Size()};
-    if constexpr (IsArrayElement)
-      if (HasUnwritten(array) && !m_KeptAtBegin.Has(array))
-        m_KeptAtBegin.Keep(array, sto_KeptBlocks<T>::Which::Changed,
-                           [&](int) { return keeping == sto_Keeping::Copies; });
+    if (HasUnwritten(array) && !m_KeptAtBegin.Has(array))
+      m_KeptAtBegin.Keep(array, sto_KeptBlocks<T>::Which::Changed,
+                         [&](int) { return keeping == sto_Keeping::Copies; });
   });
-  if constexpr (IsArrayElement) return !m_KeptAtBegin.IsEmpty();
-  return false;
+  return !m_KeptAtBegin.IsEmpty();
 }
 
 template <class T> void sto_ListAgent<T>::KeepAtMark() {
   ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot& slot) {
     if (slot.m_HeldInSave == Session().Save().Number()) return;
     slot.m_AtMark = {sto_HolderSlot::Before::Kind::Associated, array.Size()};
-    if constexpr (IsArrayElement)
-      if (HasUnwritten(array) && !m_KeptAtMark.Has(array))
-        m_KeptAtMark.Keep(array, sto_KeptBlocks<T>::Which::Changed, [](int) { return false; });
+    if (HasUnwritten(array) && !m_KeptAtMark.Has(array))
+      m_KeptAtMark.Keep(array, sto_KeptBlocks<T>::Which::Changed, [](int) { return false; });
   });
 }
 
 template <class T> void sto_ListAgent<T>::ForgetKeptAtBegin() noexcept {
   if (!IsClosed()) Home().KeptBytes().Add(-std::exchange(m_KeptBytes, 0));
-  if constexpr (IsArrayElement) m_KeptAtBegin.Forget();
+  m_KeptAtBegin.Forget();
 }
 
 template <class T> void sto_ListAgent<T>::ForgetKeptAtMark() noexcept {
-  if constexpr (IsArrayElement) m_KeptAtMark.Forget();
+  m_KeptAtMark.Forget();
 }
 
 template <class T> void sto_ListAgent<T>::PutBackAtBegin(bool isGone) noexcept {
@@ -349,20 +333,18 @@ void sto_ListAgent<T>::PutBack(KeptBlocks& blocks, sto_HolderSlot::Before sto_Ho
   using Kind = sto_HolderSlot::Before::Kind;
   ++m_References; // so that an array that lets go neither flushes nor gets a new identity
   ForEachArray([&](cls_ArrayPrim<T>& array, sto_HolderSlot& slot) {
-    if constexpr (IsArrayElement) {
-      sto_HolderSlot::Before const before = slot.*at;
-      KeptBlocks& kept = before.m_Kind == Kind::InMemory ? m_KeptAtBegin : blocks;
-      bool const isKnown = before.m_Kind != Kind::Unknown;
-      bool const isPaged = !(before.m_Kind == Kind::InMemory && isGone);
-      if (isKnown)
-        kept.PutBack(array, isPaged);
-      else
-        array.Blocks().Ptr()->Clear(); // undone elements can no longer be read
-      if (isKnown) array.SetLength(before.m_Size);
-      if (before.m_Kind == Kind::InMemory) array.Detach();
-    }
+    sto_HolderSlot::Before const before = slot.*at;
+    KeptBlocks& kept = before.m_Kind == Kind::InMemory ? m_KeptAtBegin : blocks;
+    bool const isKnown = before.m_Kind != Kind::Unknown;
+    bool const isPaged = !(before.m_Kind == Kind::InMemory && isGone);
+    if (isKnown)
+      kept.PutBack(array, isPaged);
+    else
+      array.Blocks().Ptr()->Clear(); // undone elements can no longer be read
+    if (isKnown) array.SetLength(before.m_Size);
+    if (before.m_Kind == Kind::InMemory) array.Detach();
   });
-  if constexpr (IsArrayElement) m_KeptAtBegin.ForgetUsed();
+  m_KeptAtBegin.ForgetUsed();
   --m_References;
 }
 
@@ -439,12 +421,11 @@ template <class T> void sto_ListAgent<T>::CheckWhole() const {
 
 template <class T>
 void sto_ListAgent<T>::Collect(cls_ArrayPrim<T> const* array, int first, int count, T* destination) {
-  if constexpr (IsArrayElement)
-    if (array != nullptr)
-      if (cls_ArrayPrimBuffer<T> const* const block = FindBlock(*array, first)) {
-        std::copy_n(block->Values(), count, destination);
-        return;
-      }
+  if (array != nullptr)
+    if (cls_ArrayPrimBuffer<T> const* const block = FindBlock(*array, first)) {
+      std::copy_n(block->Values(), count, destination);
+      return;
+    }
   if (ReadRun(first, count, destination) < count)
     Session().Raise(sto_ErrorKind::Misuse, Describe() +
                                                " cannot be copied: elements are not in memory, from " +
@@ -456,13 +437,11 @@ template <class T> bool sto_ListAgent<T>::CopyInto(sto_ListTarget& target, void 
   Synchronise();
   cls_ArrayPrim<T> const* source = nullptr;
   int count = m_Count;
-  if constexpr (IsArrayElement) {
-    ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot const&) {
-      bool const isIt = static_cast<void const*>(&array) == container;
-      if (source == nullptr || isIt) source = &array;
-    });
-    if (source != nullptr) count = source->Size();
-  }
+  ForEachArray([&](cls_ArrayPrim<T> const& array, sto_HolderSlot const&) {
+    bool const isIt = static_cast<void const*>(&array) == container;
+    if (source == nullptr || isIt) source = &array;
+  });
+  if (source != nullptr) count = source->Size();
   sto_ListHeader header;
   header.m_ElementType = Codec::ElementType;
   header.m_Width = Width();
@@ -478,7 +457,9 @@ template <class T> bool sto_ListAgent<T>::CopyInto(sto_ListTarget& target, void 
     CheckBlockBytes(content);
     target.WriteBlock(content, Codec::ElementType);
   }
-  target.CompleteList(header);
+  sto_Bytes extents;
+  PutShape(header, extents);
+  target.CompleteList(header, Unit());
   return true;
 }
 
@@ -488,3 +469,7 @@ template class sto_ListAgent<float>;
 template class sto_ListAgent<double>;
 template class sto_ListAgent<unsigned int>;
 template class sto_ListAgent<int>;
+template class sto_ListAgent<long long>;
+template class sto_ListAgent<unsigned long long>;
+template class sto_ListAgent<cls_Complex<float>>;
+template class sto_ListAgent<cls_Complex<double>>;

@@ -7,9 +7,6 @@
 #include "store/agents/sto_ListAgentBase.h"
 #include "store/format/sto_ElementCodec.h"
 
-/// Replaces sto_KeptBlocks for element types that no bulk array has.
-struct sto_NoKeptBlocks {};
-
 /// The agent between bulk arrays and their stored list. Internal to the module; see sto_CollectionAgent.
 ///
 /// Runs may have any alignment and length. Each run is a transaction of its own if none is open, so open one
@@ -68,10 +65,7 @@ template <class T> class sto_ListAgent final : public cls_AgentListPrim<T>, publ
   bool RefreshHolders(bool isSeen) override;
 
  private:
-  /// Whether cls_ArrayPrim has instances of T.
-  static constexpr bool IsArrayElement = !std::is_same_v<T, unsigned int>;
-  using KeptBlocks = typename std::conditional_t<IsArrayElement, std::type_identity<sto_KeptBlocks<T>>,
-                                                 std::type_identity<sto_NoKeptBlocks>>::type;
+  using KeptBlocks = sto_KeptBlocks<T>;
 
   /// What the agent was last requested for. The next container that registers is the one that requested it.
   enum class Purpose { Copying, Reading, Saving };
@@ -116,3 +110,7 @@ extern template class sto_ListAgent<float>;
 extern template class sto_ListAgent<double>;
 extern template class sto_ListAgent<unsigned int>;
 extern template class sto_ListAgent<int>;
+extern template class sto_ListAgent<long long>;
+extern template class sto_ListAgent<unsigned long long>;
+extern template class sto_ListAgent<cls_Complex<float>>;
+extern template class sto_ListAgent<cls_Complex<double>>;

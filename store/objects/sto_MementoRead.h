@@ -66,6 +66,11 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>,
   }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Session; }
+  /// Whether the object is a list of objects.
+  [[nodiscard]] bool HoldsObjectList() const noexcept {
+    return m_Record != nullptr && m_Record->List() &&
+           m_Record->List()->m_ElementType == sto_Format::ElementObject;
+  }
   /// The object's id, 0 for an absent object.
   [[nodiscard]] std::int64_t Id() const noexcept {
     return m_Record == nullptr ? 0 : m_Record->Parts()[0].m_Id;
@@ -103,6 +108,16 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>,
   cls_ReadListObj* MakeReadListObj() override;
   cls_ReadIntTableInt* MakeReadIntTableInt() override;
   cls_AgentListObj* MakeAgentListObj() override;
+  cls_AgentListPrim<long long>* MakeMoreListAgent(long long* tag) override { return MakeListAgentOf(tag); }
+  cls_AgentListPrim<unsigned long long>* MakeMoreListAgent(unsigned long long* tag) override {
+    return MakeListAgentOf(tag);
+  }
+  cls_AgentListPrim<cls_Complex<float>>* MakeMoreListAgent(cls_Complex<float>* tag) override {
+    return MakeListAgentOf(tag);
+  }
+  cls_AgentListPrim<cls_Complex<double>>* MakeMoreListAgent(cls_Complex<double>* tag) override {
+    return MakeListAgentOf(tag);
+  }
   cls_AgentBlob* MakeAgentBlob() override;
 
   /// WrongClass if the stored collection does not fit the requested type, by the stored collection code, or

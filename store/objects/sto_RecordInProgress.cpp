@@ -88,6 +88,11 @@ void sto_RecordInProgress::WriteBlock(sto_Bytes& elements, std::uint8_t elementT
   WriteBlockAt(m_BlockCount++, elements, sto_ElementBytes(elementType));
 }
 
+void sto_RecordInProgress::CompleteList(sto_ListHeader header, std::string_view unit) {
+  if (!unit.empty()) header.m_Extra.SetUnit(m_Session.Catalogue().AddName(m_Session.Driver(), unit));
+  m_Record->SetList(header, {});
+}
+
 void sto_RecordInProgress::WriteChunk(int number, sto_Bytes& content) {
   sto_MapChunks::CheckNumber(m_Session, m_Id, number);
   WriteBlockAt(number, content, 1);

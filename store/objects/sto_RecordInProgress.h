@@ -71,7 +71,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   /// The stored record of the object, decoded; null if there is none or it cannot be decoded. The next user of
   /// the session's scratch record overwrites it.
   [[nodiscard]] sto_Record const* ReadStored();
-  void CompleteList(sto_ListHeader const& header) override { m_Record->SetList(header, {}); }
+  void CompleteList(sto_ListHeader header, std::string_view unit) override;
 
   /// How many blocks have been written.
   [[nodiscard]] int BlockCount() const noexcept { return m_BlockCount; }

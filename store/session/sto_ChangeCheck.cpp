@@ -69,7 +69,7 @@ std::string ProblemOfToday(cls_ClassChanges const& changes, cls_ClassMetadata co
            ", although kvl::Since says version " + std::to_string(said->m_Since) +
            ". If it is another field than it was then, give it a name that the class never had.";
   sto_AttributeRow const* const source = SourceOf(said, attribute, stored);
-  if (source == nullptr && isYounger) return {};
+  if (source == nullptr && (isYounger || (said != nullptr && said->m_MayBeMissing))) return {};
   if (source == nullptr)
     return "attribute " + std::string(attribute) + " is not there" + InVersion(stored) +
            ". Say with kvl::Since which version of the class added it, or with kvl::Was what it was called.";

@@ -12,8 +12,8 @@ class sto_ListTarget {
  public:
   /// Writes the next block of the list, whose elements have a type of sto_Format; `elements` is sealed.
   virtual void WriteBlock(sto_Bytes& elements, std::uint8_t elementType) = 0;
-  /// Completes a list whose elements are all in blocks.
-  virtual void CompleteList(sto_ListHeader const& header) = 0;
+  /// Completes a list whose elements are all in blocks. `unit`: of its elements, or empty.
+  virtual void CompleteList(sto_ListHeader header, std::string_view unit) = 0;
 
  protected:
   ~sto_ListTarget() = default;

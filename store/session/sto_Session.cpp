@@ -22,6 +22,7 @@ sto_Session::~sto_Session() {
     if (m_Process.IsHere() && !m_Driver->IsReadOnly()) Close();
   } catch (...) { // each container then writes what it can by itself, in CloseSession
   }
+  m_IsClosing = true;
   m_Collections.ForEach([](sto_OpenCollection& each) { each.CloseSession(); });
   *m_Self = nullptr;
   // Closing the connection in a child would undo what the parent has not committed, and write to its file.

@@ -107,6 +107,9 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   /// Whether the session looks for mistakes in the program's classes; see sto_Options::m_Strict.
   [[nodiscard]] bool IsStrict() const noexcept { return m_IsStrict; }
 
+  /// Whether the session ends now: containers are detached because of that, and not because work is undone.
+  [[nodiscard]] bool IsClosing() const noexcept { return m_IsClosing; }
+
   /// Points to the session, and to null once the session has ended. For objects that may outlive it.
   [[nodiscard]] std::shared_ptr<sto_Session*> const& Self() const noexcept { return m_Self; }
 
@@ -297,6 +300,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   sto_BlockCodec m_BlockCodec;
   sto_VerifiedBlocks m_VerifiedBlocks;
   bool m_IsStrict;
+  bool m_IsClosing = false; // set by the destructor
   bool m_Compresses;
   std::unordered_map<std::int64_t, bool>
       m_CompressionOf; // of lists and blobs about which the program says it
