@@ -18,9 +18,10 @@ void dsc_RaiseValue(char const* className, std::string_view field, long long val
   dsc_Raise(className, field, "the stored value " + std::to_string(value) + " is none that it may have.");
 }
 
-bool dsc_HasOtherSign(dsc_In const& in, cls_FieldHandle const& field, bool isSigned) noexcept {
-  cls_MementoRead const* const memento = in.m_Visitor.Memento();
-  if (memento == nullptr || memento->ClassVersion() >= in.m_Version) return false;
+bool dsc_HasOtherSign(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, bool isSigned,
+                      int version) noexcept {
+  cls_MementoRead const* const memento = visitor.Memento();
+  if (memento == nullptr || (version != 0 && memento->ClassVersion() >= version)) return false;
   cls_StoredSigns const* const signs = cls_StoredSigns::Of(memento);
   using Sign = cls_StoredSigns::Sign;
   return signs != nullptr && signs->SignOf(field) == (isSigned ? Sign::Unsigned : Sign::Signed);

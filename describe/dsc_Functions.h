@@ -144,7 +144,10 @@ void dsc_ReadValue(cls_ReadVisitor const& visitor, cls_FieldHandle const& field,
   } else if constexpr (requires { typename dsc_Stored<T>::WritesItself; }) {
     dsc_Stored<T>::ReadField(visitor, field, value);
   } else {
-    if (visitor.DataIsPresent(field) != 0) value = dsc_ConstructAtOnce<T>(cls_ReadVisitor(visitor, field));
+    if (visitor.DataIsPresent(field) == 0) return;
+    cls_ReadVisitor const object(visitor, field);
+    dsc_CheckStoredClass<T>(object, dsc_Where{"", field.Name().View()});
+    value = dsc_ConstructAtOnce<T>(object);
   }
 }
 

@@ -25,7 +25,9 @@ template <dsc_IsInteger T>
 requires(sizeof(T) == 1 && std::is_unsigned_v<T>) struct dsc_PlainElement<T> {
   using Type = unsigned char;
 };
-template <dsc_IsEnum T> struct dsc_PlainElement<T> { using Type = int; };
+template <dsc_IsEnum T> struct dsc_PlainElement<T> {
+  using Type = std::conditional_t<dsc_IsUnsignedEnum<T>, unsigned int, int>;
+};
 template <> struct dsc_PlainElement<std::byte> { using Type = unsigned char; };
 template <dsc_IsComplex T> struct dsc_PlainElement<T> { using Type = cls_Complex<typename T::value_type>; };
 template <dsc_IsText T> struct dsc_PlainElement<T> { using Type = cow_String; };
@@ -166,7 +168,10 @@ requires(dsc_IsElement<typename T::value_type> && !dsc_IsBytes<T>) struct dsc_St
       if (!container.empty()) cursor->NextRun(cursor->Count(), container.data());
     } else {
       dsc_ReadElements(*cursor, [&, where = in.Where<Name>()](Plain const& plain) {
+        auto const before = container.size();
         container.insert(container.end(), dsc_FromPlain<Element>(plain, where));
+        if (container.size() == before)
+          dsc_Raise(where.m_Class, where.m_Field, "two stored elements are one here.");
       });
     }
   }

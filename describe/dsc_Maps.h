@@ -39,7 +39,9 @@ template <class T>
 requires dsc_IsInteger<T> &&(sizeof(T) <= 4) struct dsc_PlainValue<T> {
   using Type = std::conditional_t<std::is_signed_v<T>, int, unsigned int>;
 };
-template <dsc_IsEnum T> struct dsc_PlainValue<T> { using Type = int; };
+template <dsc_IsEnum T> struct dsc_PlainValue<T> {
+  using Type = std::conditional_t<dsc_IsUnsignedEnum<T>, unsigned int, int>;
+};
 template <dsc_IsText T> struct dsc_PlainValue<T> { using Type = cow_String; };
 template <> struct dsc_PlainValue<float> { using Type = float; };
 template <> struct dsc_PlainValue<double> { using Type = double; };
@@ -60,6 +62,14 @@ template <class T, class Act> void dsc_ForEachSorted(T const& map, Act act) {
   } else {
     for (auto const& entry : map) act(entry);
   }
+}
+
+/// Adds a stored entry. Refuses one that the map does not take, because it has its key: it would be lost.
+template <class Map, class Key, class Value>
+void dsc_AddEntry(Map& map, Key&& key, Value&& value, dsc_Where const& where) {
+  auto const before = map.size();
+  map.emplace(std::forward<Key>(key), std::forward<Value>(value));
+  if (map.size() == before) dsc_Raise(where.m_Class, where.m_Field, "two stored elements are one here.");
 }
 
 /// The collection type of a map from K (int or cow_String) to T. Maps from int have no code of their own for
@@ -104,7 +114,7 @@ struct dsc_Stored<T> : dsc_OneField<1> {
       Plain const plain = cursor->Next(); // moves to the entry, so it comes before the key
       PlainKey key{};
       cursor->Key(key);
-      map.emplace(dsc_FromPlain<Key>(key, where), dsc_FromPlain<Value>(plain, where));
+      dsc_AddEntry(map, dsc_FromPlain<Key>(key, where), dsc_FromPlain<Value>(plain, where), where);
     }
   }
 
@@ -162,8 +172,9 @@ struct dsc_Stored<T> : dsc_OneField<1> {
       cursor->Next();
       PlainKey key{};
       cls_ReadVisitor const visitor(cursor->Fetch(key));
-      map.emplace(dsc_FromPlain<Key>(key, in.Where<Name>()),
-                  dsc_ConstructHeld<Value, false>(visitor, in.Where<Name>()));
+      dsc_Where const where = in.Where<Name>();
+      dsc_AddEntry(map, dsc_FromPlain<Key>(key, where), dsc_ConstructHeld<Value, false>(visitor, where),
+                   where);
     }
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }

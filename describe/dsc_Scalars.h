@@ -51,6 +51,14 @@ concept dsc_IsInteger = std::is_integral_v<T> && !std::is_same_v<T, bool>;
 template <class T>
 concept dsc_IsEnum = std::is_enum_v<T> && sizeof(T) <= sizeof(int);
 
+/// An enumeration of 32 bits without a sign, if its type says so: that of one without a fixed type depends on the
+/// compiler.
+template <class T>
+concept dsc_IsUnsignedEnum =
+    dsc_IsEnum<T> && sizeof(T) == sizeof(int) && std::is_unsigned_v<std::underlying_type_t<T>>&& requires {
+  T{std::underlying_type_t<T>{}};
+};
+
 template <class T>
 concept dsc_IsText = std::is_same_v<T, std::string> || std::is_same_v<T, cow_String>;
 
@@ -154,15 +162,37 @@ void dsc_WriteScalar(cls_WriteVisitor const& visitor, cls_FieldHandle const& fie
     visitor.Write(field, dsc_ToPlain<Plain>(value));
 }
 
-/// Leaves `value` as it is if the field is absent.
+/// Whether an integer, or the type of an enumeration, has a sign.
+template <class T> [[nodiscard]] consteval bool dsc_IsSigned() {
+  if constexpr (std::is_enum_v<T>)
+    return std::is_signed_v<std::underlying_type_t<T>>;
+  else
+    return std::is_signed_v<T>;
+}
+
+/// A memento reads an integer as one of the other sign bit by bit. Refuses one that is another number then. `asked`: the
+/// class's version of today; 0: any.
+template <class T>
+void dsc_CheckSign(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, T value,
+                   dsc_Where const& where, int asked) {
+  constexpr bool IsSigned = dsc_IsSigned<T>();
+  if (static_cast<int>(value) >= 0 || !dsc_HasOtherSign(visitor, field, IsSigned, asked)) return;
+  auto const bits = static_cast<unsigned int>(value);
+  dsc_RaiseValue(where,
+                 IsSigned ? static_cast<long long>(bits) : static_cast<long long>(static_cast<int>(bits)));
+}
+
+/// Leaves `value` as it is if the field is absent. `version`: see dsc_CheckSign.
 template <dsc_IsScalar T>
 void dsc_ReadScalar(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, T& value,
-                    dsc_Where const& where) {
+                    dsc_Where const& where, int version = 0) {
   using Plain = typename dsc_Plain<T>::Type;
   if constexpr (std::is_enum_v<T>) {
     int const number = visitor.ReadEnum(field);
     if (number == 0 && visitor.FieldIsPresent(field) == 0) return; // absent ones read as 0
     value = dsc_FromNumber<T>(number, where);
+    dsc_CheckSign(visitor, field, value, where,
+                  0); // also of the same version: an int may have become an enumeration
   } else if constexpr (std::is_same_v<T, std::string>) {
     cow_String const text = visitor.Read(field, cow_String());
     if (text.HasText() || visitor.FieldIsPresent(field) != 0) value.assign(text.View());
@@ -173,6 +203,8 @@ void dsc_ReadScalar(cls_ReadVisitor const& visitor, cls_FieldHandle const& field
   } else {
     value = dsc_FromNumber<T>(visitor.Read(field, dsc_ToPlain<Plain>(value)), where);
   }
+  if constexpr (dsc_IsInteger<T> && sizeof(T) == sizeof(int))
+    dsc_CheckSign(visitor, field, value, where, version);
 }
 
 template <dsc_IsScalar T> struct dsc_Stored<T> : dsc_OneField<0> {
@@ -184,18 +216,7 @@ template <dsc_IsScalar T> struct dsc_Stored<T> : dsc_OneField<0> {
     dsc_WriteScalar(out.m_Visitor, Name::Handle(at.m_Number), value);
   }
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& value) {
-    cls_FieldHandle const field = Name::Handle(at.m_Number);
-    dsc_ReadScalar(in.m_Visitor, field, value, in.Where<Name>());
-    if constexpr (dsc_IsInteger<T> && sizeof(T) == sizeof(int)) CheckSign<Name>(in, field, value);
-  }
-
- private:
-  /// A memento reads a 32-bit integer of the other sign bit by bit. Refuses one that is another number then.
-  template <class Name> static void CheckSign(dsc_In const& in, cls_FieldHandle const& field, T value) {
-    if (static_cast<int>(value) >= 0 || !dsc_HasOtherSign(in, field, std::is_signed_v<T>)) return;
-    long long const stored = std::is_signed_v<T> ? static_cast<long long>(static_cast<unsigned int>(value))
-                                                 : static_cast<long long>(static_cast<int>(value));
-    dsc_RaiseValue(in.Where<Name>(), stored);
+    dsc_ReadScalar(in.m_Visitor, Name::Handle(at.m_Number), value, in.Where<Name>(), in.m_Version);
   }
 };
 

@@ -170,10 +170,10 @@ template <int CollectionCount> struct dsc_OneField {
   dsc_RaiseValue(where.m_Class, where.m_Field, value);
 }
 
-/// Whether an older object has a 32-bit integer of the other sign than that which is read from it: a number that the
-/// memento has changed if it is negative, or above the greatest int.
-[[nodiscard]] KVL_EXPORT bool dsc_HasOtherSign(dsc_In const& in, cls_FieldHandle const& field,
-                                               bool isSigned) noexcept;
+/// Whether an integer was stored with the other sign than that which is read: a number that the memento has changed if it
+/// is negative, or above the greatest int. Only objects older than `version` are looked at, unless it is 0.
+[[nodiscard]] KVL_EXPORT bool dsc_HasOtherSign(cls_ReadVisitor const& visitor, cls_FieldHandle const& field,
+                                               bool isSigned, int version) noexcept;
 
 /// The same for a stored list with rows of another width than those that are read from it.
 [[noreturn]] KVL_EXPORT void dsc_RaiseRows(char const* className, std::string_view field, int stored,

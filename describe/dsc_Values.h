@@ -343,7 +343,8 @@ template <class T> [[nodiscard]] auto dsc_ToBuffer(T const& container) {
 }
 
 template <class T>
-void dsc_FromBuffer(std::vector<typename dsc_Buffered<T>::Element>&& buffer, T& container) {
+void dsc_FromBuffer(std::vector<typename dsc_Buffered<T>::Element>&& buffer, T& container,
+                    dsc_Where const& where) {
   container.clear();
   for (auto& element : buffer) {
     if constexpr (dsc_IsMap<T>)
@@ -351,6 +352,8 @@ void dsc_FromBuffer(std::vector<typename dsc_Buffered<T>::Element>&& buffer, T& 
     else
       container.insert(container.end(), std::move(element));
   }
+  if (container.size() != buffer.size())
+    dsc_Raise(where.m_Class, where.m_Field, "two stored elements are one here.");
 }
 
 template <dsc_IsBuffered T> struct dsc_Column<T> {
@@ -371,7 +374,7 @@ template <dsc_IsBuffered T> struct dsc_Column<T> {
     forEach([&](T&) { buffers.emplace_back(); });
     Column::template Read<Name>(in, at, [&](auto act) { dsc_ForEachElement(buffers, act); });
     std::size_t next = 0;
-    forEach([&](T& container) { dsc_FromBuffer(std::move(buffers[next++]), container); });
+    forEach([&](T& container) { dsc_FromBuffer(std::move(buffers[next++]), container, in.Where<Name>()); });
   }
   template <class Name> static long long Count(dsc_In const& in, dsc_Place at) {
     return Column::template Count<Name>(in, at);
@@ -403,7 +406,7 @@ requires dsc_IsBuffered<T> &&
     if (!IsPresent<Name>(in, at)) return;
     Buffer buffer;
     Stored::template Read<Name>(in, at, buffer);
-    dsc_FromBuffer(std::move(buffer), container);
+    dsc_FromBuffer(std::move(buffer), container, in.Where<Name>());
   }
   template <class Each> static void DeclareHeld(Each const& each) { dsc_DeclareHeldOf<Stored>(each); }
 };

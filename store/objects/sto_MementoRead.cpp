@@ -300,8 +300,20 @@ double sto_MementoRead::Decode<double>(cls_FieldHandle const& field, sto_Field c
 cls_StoredSigns::Sign sto_MementoRead::SignOf(cls_FieldHandle const& field) const noexcept {
   sto_Field const* const found = Search(field);
   if (found == nullptr) return Sign::Unknown;
-  if (found->m_Tag == sto_Format::Int32) return Sign::Signed;
-  return found->m_Tag == sto_Format::UInt32 ? Sign::Unsigned : Sign::Unknown;
+  switch (found->m_Tag) {
+  case sto_Format::Int8:
+  case sto_Format::Int16:
+  case sto_Format::Int32:
+  case sto_Format::Int64:
+    return Sign::Signed;
+  case sto_Format::UInt8:
+  case sto_Format::UInt16:
+  case sto_Format::UInt32:
+  case sto_Format::UInt64:
+    return Sign::Unsigned;
+  default:
+    return Sign::Unknown;
+  }
 }
 
 int sto_MementoRead::ReadEnum(cls_FieldHandle const& field) {

@@ -472,4 +472,49 @@ TEST_F(DescribedFunctions, NumberWithoutRoomIsRefusedByName) {
             "Field m_Value: the stored value 300 is none that it may have.");
 }
 
+/// Reads a field as another type than it was stored.
+template <class T> class ReadsAs {
+ public:
+  static constexpr unsigned int TypeId() noexcept { return 0x780001; }
+  explicit ReadsAs(cls_ReadVisitor const& visitor) : m_Uid(visitor.GetUid()) {
+    kvl::Read(visitor, cls_FieldHandle(0, "m_Value"_cow), m_Value);
+  }
+  void DBWrite(cls_WriteVisitor const&) const {}
+  static void Declare(cls_ClassRegistrar& registrar) {
+    if constexpr (requires { T::Declare(registrar); }) T::Declare(registrar);
+    registrar.AddClassMD(new cls_TypeAdapter<ReadsAs>("Kept"_cow, 1, 1))
+        .AddAttribute(cls_FieldHandle(0, "m_Value"_cow), kvl::AttributeOf<T>, 1, COLLECTION_NONE);
+  }
+  T m_Value{};
+  cls_OwnUid m_Uid;
+};
+class Peg {
+ public:
+  KVL_PERSISTED(Peg, 0x780031, "Peg", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Length)); }
+  Peg() = default;
+  int m_Length = 3;
+};
+class Plug {
+ public:
+  KVL_PERSISTED(Plug, 0x780032, "Plug", 1)
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Length)); }
+  Plug() = default;
+  int m_Length = 4;
+};
+
+TEST_F(DescribedFunctions, IntegerOfAnotherSignIsRefused) {
+  SaveNew(Kept<int>(-7));
+  EXPECT_EQ(RefusalOf([this] { static_cast<void>(Load<ReadsAs<unsigned>>()); }),
+            "Field m_Value: the stored value -7 is none that it may have.");
+  EXPECT_EQ(Load<ReadsAs<int>>()->m_Value, -7);
+}
+
+TEST_F(DescribedFunctions, ObjectOfAnotherClassIsRefused) {
+  SaveNew(Kept<Peg>());
+  EXPECT_EQ(RefusalOf([this] { static_cast<void>(Load<ReadsAs<Plug>>()); }),
+            "Field m_Value: what is stored is an object of class 0x780031, and not of class 0x780032.");
+  EXPECT_EQ(Load<ReadsAs<Peg>>()->m_Value.m_Length, 3);
+}
+
 } // namespace

@@ -6,8 +6,10 @@
 #include <complex>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -276,6 +278,34 @@ TEST_F(DescribedSigns, NumberThatDoesNotFitIsRefused) {
   EXPECT_EQ(Read<int>(char32_t(0x80000000U)), Text("2147483648"));
   EXPECT_EQ(Read<char32_t>(-5), Text("-5"));
   EXPECT_EQ((Read<std::optional<unsigned>>(std::optional<int>(-1))), Text("-1"));
+}
+
+enum class Mask : unsigned { Low = 1, High = 0x80000000U };
+enum class Level : int { Below = -3, Above = 4 };
+
+TEST_F(DescribedSigns, EnumerationOfAnotherSignIsRefused) {
+  EXPECT_EQ(Read<Mask>(-7), Text("-7"));
+  EXPECT_EQ(Read<Mask>(short(-7)), Text("-7"));
+  EXPECT_EQ(Read<Level>(0x80000000U), Text("2147483648"));
+  EXPECT_EQ(Read<Mask>(5), "done");
+  EXPECT_EQ(Read<Level>(-3), "done");
+  EXPECT_EQ(Read<Level>(Level::Below), "done");
+  EXPECT_EQ(Read<Mask>(Mask::High), "done");
+  EXPECT_NE((Read<std::vector<Mask>>(std::vector<int>{-2})), "done");
+  EXPECT_NE((Read<std::vector<Level>>(std::vector<Mask>{Mask::High})), "done");
+  EXPECT_EQ((Read<std::vector<long long>>(std::vector<Mask>{Mask::High})), "done");
+  EXPECT_NE((Read<std::map<int, Level>>(std::map<int, Mask>{{1, Mask::High}})), "done");
+}
+
+TEST_F(DescribedSigns, ElementsThatAreOneInAnotherContainerAreRefused) {
+  std::string const text = "Class Counted, field m_Count: two stored elements are one here.";
+  EXPECT_EQ((Read<std::set<int>>(std::vector<int>{2, 3, 2})), text);
+  EXPECT_EQ((Read<std::map<std::string, int>>(std::multimap<std::string, int>{{"a", 1}, {"a", 2}})), text);
+  EXPECT_EQ((Read<std::map<long, bool>>(std::multimap<long, bool>{{1, true}, {1, false}})), text);
+  using Pairs = std::vector<std::pair<int, int>>;
+  EXPECT_EQ((Read<std::set<std::pair<int, int>>>(Pairs{{1, 2}, {1, 2}})), text);
+  EXPECT_EQ((Read<std::set<int>>(std::vector<int>{3, 2})), "done");
+  EXPECT_EQ((Read<std::map<std::string, int>>(std::multimap<std::string, int>{{"a", 1}, {"b", 2}})), "done");
 }
 
 TEST_F(DescribedSigns, NumberThatFitsIsRead) {
