@@ -56,6 +56,10 @@ TEST_F(Documents, GuideEndsWithAPlot) {
   EXPECT_NE(plot.find("points='0,-100 0.6,-"), std::string::npos) << plot.substr(0, 300);
 }
 
+TEST_F(Documents, ArraysAreReadInParts) {
+  ExpectOutput(DOCUMENT_ARRAYS, "1968\n1 8 6 MPa\n0\n"); // 293 + 125, and 50 + 250 + 25 * 50 elements
+}
+
 TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {
   ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n100 70\n100 ms 0.5 4999\n7 0 2.5\n"
                                    "200 mm, 1 bar of water\n");
