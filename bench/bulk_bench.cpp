@@ -36,6 +36,7 @@
 #include "bench/bench_Figures.h"
 #include "bench/bench_SaveAgain.h"
 #include "bench/bulk_Arrays.h"
+#include "bench/bulk_DataSets.h"
 #include "bench/bulk_History.h"
 #include "bench/bulk_Memory.h"
 #include "bench/bulk_Peers.h"
@@ -450,6 +451,7 @@ int main(int argc, char** argv) {
       Check(mkdtemp(folder.data()) != nullptr, "folder");
       if (!bench_Figures::IsEnabled()) bulk_MeasureMemory();
       MeasureStore(argv[0], folder, registrar);
+      bulk_MeasureDataSets(folder);
       bulk_MeasureHistory(folder, registrar);
       if (!bench_Figures::IsEnabled()) MeasurePeak(argv[0], folder + "/peak.kvs");
       std::filesystem::remove_all(folder);
