@@ -1,8 +1,8 @@
 #pragma once
 
-#include "describe/dsc_Arrays.h"
 #include "describe/dsc_Wrappers.h"
 #include "examples/truss/trs_Member.h"
+#include "store/arrays/sto_Array.h"
 
 #include <map>
 #include <optional>
@@ -147,26 +147,23 @@ class trs_Run {
   }
   static constexpr char Root[] = "run";
   trs_Run(std::string loadCase, double step, double damping, int width)
-      : m_Case(std::move(loadCase)), m_Step(step), m_Damping(damping), m_Width(width) {
-    for (int i = 0; i < width; ++i) m_History.Append(0);
-  }
-  ~trs_Run() { // an array keeps its blocks for its copies; runs are not copied
-    m_History.Release();
-    m_History.DropBlocks();
+      : m_Case(std::move(loadCase)), m_Step(step), m_Damping(damping), m_Width(width),
+        m_History(sto_Array<double>::OfRows({width})) {
+    m_History.Append(std::vector<double>(static_cast<std::size_t>(width)));
   }
 
   void AfterRead(int) {
-    if (m_Width < 1 || m_History.Size() < m_Width)
+    if (m_Width < 1 || m_History.IsEmpty() || m_History.RowSize() != m_Width)
       throw std::runtime_error("the run in the store has no rows");
   }
-  int LastStep() const { return m_History.Size() / m_Width - 1; }
-  double At(int step, int unknown) const { return m_History.ConstGet(step * m_Width + unknown); }
+  int LastStep() const { return static_cast<int>(m_History.Rows()) - 1; }
+  double At(int step, int unknown) const { return m_History.Get(1LL * step * m_Width + unknown); }
 
   std::string m_Case;
   double m_Step = 0;
   double m_Damping = 0; // force on a mass of 1 kg at 1 m/s [N]
   int m_Width = 1;      // of a row: two for each joint
-  cls_ArrayPrimDouble m_History;
+  sto_Array<double> m_History;
 };
 
 // Declares all of these classes.

@@ -109,7 +109,7 @@ void Run(Program const& program, Arguments const& arguments) {
   trs_System const system(*truss);
   auto const run = RunOf(store, system, arguments[1]);
   double const steps = std::ceil(seconds / run->m_Step);
-  int const most = std::numeric_limits<int>::max() / run->m_Width - 1; // the array counts with int
+  int const most = std::numeric_limits<int>::max() / run->m_Width - 1;
   if (steps > most) throw exa_CallError("a history of " + arguments[2] + " s is too long");
   auto const last = static_cast<int>(steps);
   store.Save(trs_Run::Root, *run); // from now on, the history is in the store
@@ -122,7 +122,7 @@ void Run(Program const& program, Arguments const& arguments) {
     std::fflush(stdout);
   }
   std::printf("%s: %d steps of %.3g ms, %.1f MB\n", arguments[0].c_str(), run->LastStep(), 1000 * run->m_Step,
-              8e-6 * run->m_History.Size());
+              8e-6 * static_cast<double>(run->m_History.Size()));
 }
 
 void PrintRun(trs_Truss const& truss, trs_Run const& run) {

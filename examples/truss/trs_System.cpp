@@ -186,6 +186,6 @@ void trs_Stepper::Step(trs_Run& run) {
     double const moved = run.m_Step * run.m_Step * force[i] / m_System.Masses()[i];
     next[i] = isFirst ? moved / 2 : (2 * m_Now[i] - (1 - drag) * m_Before[i] + moved) / (1 + drag);
   }
-  for (double const displacement : next) run.m_History.Append(displacement);
+  run.m_History.Append(next);
   m_Before = std::exchange(m_Now, std::move(next));
 }

@@ -73,9 +73,8 @@ class TrussProgram : public StoreFileTest {
   std::vector<double> History(std::string const& name) const {
     sto_Store store = OpenToRead(name);
     auto const run = store.Load<trs_Run>(trs_Run::Root);
-    std::vector<double> values;
-    values.reserve(static_cast<std::size_t>(run->m_History.Size()));
-    for (int i = 0; i < run->m_History.Size(); ++i) values.push_back(run->m_History.ConstGet(i));
+    std::vector<double> values(static_cast<std::size_t>(run->m_History.Size()));
+    run->m_History.Read(0, values);
     return values;
   }
   // The time that a run has reached [s].

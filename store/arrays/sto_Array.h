@@ -55,14 +55,18 @@ struct sto_Range {
 /// Undoing: after a failed save the array is as it was before, with all its elements; in memory, if it was. After a rollback
 /// it is as it was when the transaction began; if it was in memory then, as it was before the save that stored it.
 /// Another session: an array shows its commits after Refresh, or when its object is loaded again. Writing to an array that
-/// another session has changed raises Conflict.
+/// another session has changed raises Conflict; so does saving one that it has made longer, and refreshing one whose last
+/// list it has filled, because there may be a further one then: load the object again. Two arrays over one list in one
+/// session (two loads of an object) know nothing of each other, and overwrite each other's elements: use one.
 ///
 /// More than 2^30 elements take several lists. The store gets the next one when the array is saved and its last list is
 /// more than half full. If there is none when it is needed, Append raises Full: save the object, and go on.
 ///
 /// Errors: sto_Exception. Misuse for an index out of range and elements that are no whole rows; Unavailable once the store
-/// is closed, or for an array that was made in work that was undone; WrongClass, when it is loaded, for other elements and
-/// for rows of other extents; those of the store. After an error the array is as it was.
+/// is closed, or for an array that was made in work that was undone; ReadOnly; WrongClass, when it is loaded, for other
+/// elements and for rows of other extents than the member's (a member of one dimension takes any); those of the store.
+/// After an error the array is as it was. If it fails to write more than a block in an open transaction, that can only be
+/// rolled back.
 ///
 /// Thread rule: in memory, one thread at a time; otherwise that of the store. Two threads can read one array with a store
 /// each.
@@ -102,9 +106,21 @@ template <class T> class sto_Array {
     TakeShape({});
   }
 
-  sto_Array(sto_Array&&) noexcept = default;
-  /// What the array had is let go.
-  sto_Array& operator=(sto_Array&&) noexcept = default;
+  /// Leaves an empty array of one dimension behind.
+  sto_Array(sto_Array&& other) noexcept
+      : m_Lists(std::move(other.m_Lists)), m_Shape(std::exchange(other.m_Shape, {})),
+        m_RowSize(std::exchange(other.m_RowSize, 1)), m_Uid(std::move(other.m_Uid)),
+        m_HasOutgrown(std::exchange(other.m_HasOutgrown, false)) {}
+  /// The same. What the array had is let go.
+  sto_Array& operator=(sto_Array&& other) noexcept {
+    if (this == &other) return *this;
+    m_Lists = std::exchange(other.m_Lists, {});
+    m_Shape = std::exchange(other.m_Shape, {});
+    m_RowSize = std::exchange(other.m_RowSize, 1);
+    m_Uid = std::move(other.m_Uid);
+    m_HasOutgrown = std::exchange(other.m_HasOutgrown, false);
+    return *this;
+  }
   /// Deleted: elements can be many. Append what Read returns to another array.
   sto_Array(sto_Array const&) = delete;
   sto_Array& operator=(sto_Array const&) = delete;
@@ -112,9 +128,9 @@ template <class T> class sto_Array {
 
   /// Writes the array through a visitor. For roots.
   void DBWrite(cls_WriteVisitor const& visitor) const {
+    CheckOpen();
     if (visitor.StartWrite(cls_InternalListTypeId, m_Uid) == 0) return;
-    Grow();
-    WriteLists(*visitor.Memento(), 0);
+    WriteLists(*visitor.Memento(), 0, PrepareLists(*visitor.Memento()));
   }
 
   // --- what there is
@@ -136,7 +152,8 @@ template <class T> class sto_Array {
     extents.insert(extents.end(), m_Shape.m_Row.begin(), m_Shape.m_Row.end());
     return extents;
   }
-  /// What OfRows or the stored array says; empty if it is not known.
+  /// What OfRows or the stored list says; empty if it is not known. That of a member's kvl::Unit is in the description of
+  /// its class (sto_Store::Describe).
   [[nodiscard]] std::string const& Unit() const noexcept { return m_Shape.m_Unit; }
   /// Whether the elements are in a store.
   [[nodiscard]] bool IsStored() const noexcept { return !m_Lists.empty() && m_Lists.front()->IsAssociated(); }
@@ -146,6 +163,7 @@ template <class T> class sto_Array {
   /// Adds elements at the end: whole rows.
   void Append(std::span<T const> values) {
     auto const count = static_cast<long long>(values.size());
+    CheckOpen();
     if (count % m_RowSize != 0) sto_RaiseArrayRows(Home(), count, m_RowSize);
     if (count == 0) return;
     long long const before = Size();
@@ -187,6 +205,10 @@ template <class T> class sto_Array {
       list->Home().CheckOpen();
       isNew = list->Refresh() != 0 || isNew;
     }
+    if (isNew && m_Lists.back()->Size() >= ListSize()) {
+      m_HasOutgrown = true;
+      sto_RaiseArrayGrown(*Home());
+    }
     return isNew;
   }
 
@@ -224,8 +246,7 @@ template <class T> class sto_Array {
   /// range for each extent, and `values` as many elements as there are in them together.
   void Slice(std::span<sto_Range const> ranges, std::span<T> values) const {
     std::vector<long long> const extents = Extents();
-    if (ranges.size() != extents.size())
-      sto_RaiseArrayMisuse("A slice of an array needs one range for each of its dimensions.");
+    CheckRanges(ranges.size());
     long long count = 1;
     for (std::size_t i = 0; i < ranges.size(); ++i) {
       CheckSlice(ranges[i], extents[i]);
@@ -238,9 +259,10 @@ template <class T> class sto_Array {
   }
   [[nodiscard]] std::vector<T> Slice(std::vector<sto_Range> const& ranges) const
       requires(!std::is_same_v<T, bool>) {
-    std::size_t count = ranges.empty() ? 0 : 1;
+    CheckRanges(ranges.size());
+    std::size_t count = 1;
     for (std::size_t i = 0; i < ranges.size(); ++i) {
-      if (i < 1 + m_Shape.m_Row.size()) CheckSlice(ranges[i], i == 0 ? Rows() : m_Shape.m_Row[i - 1]);
+      CheckSlice(ranges[i], i == 0 ? Rows() : m_Shape.m_Row[i - 1]);
       count *= static_cast<std::size_t>(ranges[i].m_Count);
     }
     std::vector<T> values(count);
@@ -268,6 +290,7 @@ template <class T> class sto_Array {
   /// Reads the blocks of `count` elements from `first` on ahead, so that reading them later need not wait for the medium.
   /// Keeps none of them. Does nothing in memory.
   void Prefetch(long long first, long long count) const {
+    CheckRange(first, count);
     if (IsStored()) ForEachBlock(first, count, [](long long, std::span<T const>) {});
   }
 
@@ -276,14 +299,15 @@ template <class T> class sto_Array {
   /// Writes the fields of a member; `more`: of the lists behind the first.
   void WriteFields(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
                    cls_FieldHandle const& more) const {
-    Grow();
+    CheckOpen();
+    std::size_t const count = PrepareLists(*visitor.Memento());
     Segment const& first = *m_Lists.front();
     first.Save(cls_WriteVisitor(visitor, field, nullptr, &first), m_Shape);
-    if (m_Lists.size() == 1) return;
+    if (count == 1) return;
     cls_WriteVisitor const rest(visitor, more, nullptr, &m_Lists);
     rest.StartWrite(cls_InternalListTypeId, m_Uid);
     rest.CheckCollectionType(COLLECTION_OBJ);
-    if (rest.Memento() != nullptr) WriteLists(*rest.Memento(), 1);
+    if (rest.Memento() != nullptr) WriteLists(*rest.Memento(), 1, count);
   }
   void ReadFields(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, cls_FieldHandle const& more) {
     std::vector<long long> const asked = m_Shape.m_Row;
@@ -307,15 +331,22 @@ template <class T> class sto_Array {
   [[nodiscard]] sto_ArrayHome const* Home() const noexcept {
     return m_Lists.empty() ? nullptr : &m_Lists.front()->Home();
   }
+  void CheckOpen() const {
+    if (!m_Lists.empty()) Home()->CheckOpen();
+  }
   void CheckRange(long long first, long long count) const {
+    CheckOpen();
     long long const size = Size();
-    if (first < 0 || count < 0 || first > size - count) {
-      if (!m_Lists.empty()) Home()->CheckOpen();
-      sto_RaiseArrayRange(Home(), first, count, size);
-    }
+    if (first < 0 || count < 0 || first > size - count) sto_RaiseArrayRange(Home(), first, count, size);
   }
   void CheckRow(long long row) const {
-    if (row < 0 || row >= Rows()) CheckRange(row < 0 ? -1 : row, m_RowSize + Size());
+    CheckOpen();
+    if (row < 0 || row >= Rows()) sto_RaiseArrayRow(Home(), row, Rows());
+  }
+  void CheckRanges(std::size_t count) const {
+    CheckOpen();
+    if (count != 1 + m_Shape.m_Row.size())
+      sto_RaiseArrayMisuse("A slice of an array needs one range for each of its dimensions.");
   }
   static void CheckSlice(sto_Range const& range, long long extent) {
     bool const isInside =
@@ -396,7 +427,7 @@ template <class T> class sto_Array {
   /// Makes room for elements behind the last one, before anything is changed.
   void PrepareFor(long long count) {
     if (m_Lists.empty()) m_Lists.push_back(std::make_unique<Segment>());
-    m_Lists.front()->Home().CheckOpen();
+    if (m_HasOutgrown) sto_RaiseArrayGrown(*Home());
     long long room = 0;
     bool const isStored = IsStored();
     for (std::size_t i = LastUsed(); i < m_Lists.size();
@@ -433,16 +464,25 @@ template <class T> class sto_Array {
     }
   }
 
-  /// Makes the first list, and one behind the last if that is more than half full: so that there is one when it is
-  /// needed. Const, because it changes no element.
-  void Grow() const {
+  /// How many lists are to be written. Makes the first list, and one behind the last if that is more than half full: so
+  /// that there is one when it is needed. An array that is in another store is copied as it is. Const, because it changes
+  /// no element. Conflict if another session has added elements.
+  [[nodiscard]] std::size_t PrepareLists(cls_MementoWrite const& memento) const {
     if (m_Lists.empty()) m_Lists.push_back(std::make_unique<Segment>());
+    if (IsStored() && !Home()->IsIn(memento)) return LastUsed() + 1;
+    if (IsStored()) CheckLength();
     if (LastUsed() + 1 == m_Lists.size() && m_Lists.back()->Size() > ListSize() / 2)
       m_Lists.push_back(std::make_unique<Segment>());
+    return m_Lists.size();
   }
-  void WriteLists(cls_MementoWrite& memento, std::size_t first) const {
+  void CheckLength() const {
+    if (m_HasOutgrown) sto_RaiseArrayGrown(*Home());
+    for (auto const& list : m_Lists)
+      if (list->IsAssociated()) list->CheckLength();
+  }
+  void WriteLists(cls_MementoWrite& memento, std::size_t first, std::size_t end) const {
     cls_Received<cls_WriteListObj> const builder(memento.MakeWriteListObj());
-    for (std::size_t i = first; i < m_Lists.size(); ++i) {
+    for (std::size_t i = first; i < end; ++i) {
       cls_WriteRequestListObj const request(builder.get());
       m_Lists[i]->Save(cls_WriteVisitor(request, m_Lists[i].get()), m_Shape);
     }
@@ -487,7 +527,8 @@ template <class T> class sto_Array {
   mutable std::vector<std::unique_ptr<Segment>> m_Lists;
   cls_ListShape m_Shape;
   long long m_RowSize = 1;
-  cls_OwnUid m_Uid; // of the list of lists, if there is one
+  cls_OwnUid m_Uid;           // of the list of lists, if there is one
+  bool m_HasOutgrown = false; // another session has filled the last list, and there may be further ones
 };
 
 /// A member is the list of its elements; `.more` has the lists behind the first one.

@@ -48,6 +48,21 @@ void sto_RaiseArrayShrunk(sto_ArrayHome const& home, long long size) {
                 " elements any more: another session has stored it anew. Load it again.");
 }
 
+void sto_RaiseArrayRow(sto_ArrayHome const* home, long long row, long long rows) {
+  sto_Raise(sto_ErrorKind::Misuse,
+            Name(home) + " has " + std::to_string(rows) + " rows, and no row " + std::to_string(row) + ".");
+}
+
+void sto_RaiseArrayReadOnly(sto_ArrayHome const& home) {
+  sto_Raise(sto_ErrorKind::ReadOnly, home.Describe() + " cannot be changed: its store cannot be written.");
+}
+
+void sto_RaiseArrayGrown(sto_ArrayHome const& home) {
+  sto_Raise(sto_ErrorKind::Conflict, home.Describe() +
+                                         " has got elements from another session, and maybe further "
+                                         "lists of them: load its object again.");
+}
+
 void sto_RaiseArrayFull(sto_ArrayHome const& home) {
   sto_Raise(sto_ErrorKind::Full, home.Describe() + " needs a further list for more than " +
                                      std::to_string(sto_ArrayListSize()) +

@@ -16,6 +16,11 @@
                                                 long long rowSize);
 /// Unavailable: another session has stored the list anew, with fewer elements.
 [[noreturn]] KVL_EXPORT void sto_RaiseArrayShrunk(sto_ArrayHome const& home, long long size);
+/// Misuse: there is no such row.
+[[noreturn]] KVL_EXPORT void sto_RaiseArrayRow(sto_ArrayHome const* home, long long row, long long rows);
+[[noreturn]] KVL_EXPORT void sto_RaiseArrayReadOnly(sto_ArrayHome const& home);
+/// Conflict: another session has added elements, and maybe lists that this array does not know.
+[[noreturn]] KVL_EXPORT void sto_RaiseArrayGrown(sto_ArrayHome const& home);
 /// Full: the next list has to be stored before elements can be added to it.
 [[noreturn]] KVL_EXPORT void sto_RaiseArrayFull(sto_ArrayHome const& home);
 /// Misuse for another text about an array.

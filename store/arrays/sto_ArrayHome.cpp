@@ -35,11 +35,22 @@ void sto_ArrayHome::NoteDetached() noexcept {
   m_Session.reset();
 }
 
+bool sto_ArrayHome::IsIn(cls_MementoWrite const& memento) const noexcept {
+  auto const* const stored = dynamic_cast<sto_MementoWrite const*>(&memento);
+  return m_Session != nullptr && stored != nullptr && *m_Session == &stored->Session();
+}
+
 void sto_ArrayHome::Run(void* context, void (*act)(void* context)) const {
   if (m_Session == nullptr || *m_Session == nullptr) return act(context);
-  sto_OwnTransaction transaction(**m_Session, true);
-  act(context);
-  transaction.Commit();
+  sto_Session& session = **m_Session;
+  sto_OwnTransaction transaction(session, true, sto_Keeping::Handles); // arrays have unwritten changes
+  try {
+    act(context);
+    transaction.Commit();
+  } catch (...) {
+    if (!transaction.IsOwn() && session.IsWriting()) session.Driver().Rollback();
+    throw;
+  }
 }
 
 void sto_ArrayHome::KeepFailure() const noexcept {

@@ -26,7 +26,11 @@ class KVL_EXPORT sto_ArrayHome {
       RaiseClosed();
   }
 
-  /// Calls `act` in the open transaction of the store, or in one of its own, which is undone if it raises.
+  /// Whether the list is in the store of a memento.
+  [[nodiscard]] bool IsIn(cls_MementoWrite const& memento) const noexcept;
+
+  /// Calls `act`, which writes to the store, in the open transaction of the store or in one of its own. If it raises, the
+  /// transaction is undone; an open one can only be rolled back then, so that nobody commits half of the work.
   template <class Act> void InTransaction(Act act) const {
     Run(&act, [](void* untyped) { (*static_cast<Act*>(untyped))(); });
   }

@@ -57,6 +57,14 @@ template <class P> class sto_ArraySegment final : public cls_ArrayPrim<P> {
     return list == nullptr ? cls_ListShape() : list->Shape();
   }
 
+  /// Conflict if another session has made the list longer. REQUIRES: an open transaction, and that the list is stored.
+  void CheckLength() const {
+    int const known = this->Size();
+    P last{};
+    static_cast<void>(this->Agent()->ReadRun(std::max(0, known - 1), 1, &last)); // makes it look at the store
+    if (this->Agent()->Count() > known) sto_RaiseArrayGrown(m_Home);
+  }
+
   [[nodiscard]] sto_ArrayHome const& Home() const noexcept { return m_Home; }
 
   /// Adds elements at the end; all of them, or none if it raises.
@@ -67,7 +75,10 @@ template <class P> class sto_ArraySegment final : public cls_ArrayPrim<P> {
       if (!this->IsAssociated() || IsInBegunBlock(first, count))
         Fill(values, count);
       else
-        m_Home.InTransaction([&] { Fill(values, count); });
+        m_Home.InTransaction([&] {
+          Fill(values, count);
+          this->Flush(); // rows that go on in the next block are stored whole
+        });
     } catch (...) {
       this->SetLength(std::min(first, this->Size())); // smaller if the open transaction was rolled back
       throw;
@@ -93,10 +104,12 @@ template <class P> class sto_ArraySegment final : public cls_ArrayPrim<P> {
   }
 
  private:
-  /// Unavailable if the store was closed, or the list was made in work that was undone.
+  /// Unavailable if the store was closed, or the list was made in work that was undone. ReadOnly.
   void CheckUsable() const {
     m_Home.CheckOpen();
-    if (this->IsAssociated()) static_cast<void>(this->Agent()->Count());
+    if (!this->IsAssociated()) return;
+    static_cast<void>(this->Agent()->Count());
+    if (this->Agent()->ReadOnly()) sto_RaiseArrayReadOnly(m_Home);
   }
   [[nodiscard]] static bool IsInOneBlock(int first, int count) noexcept {
     return (first & Buffer::SlotMask) + count <= Buffer::ElementCount;

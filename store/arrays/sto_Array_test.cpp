@@ -231,7 +231,8 @@ TEST_F(Arrays, SlipsAreExceptions) {
             "The array has rows of 3 elements, and 4 are no whole number of rows.");
   EXPECT_EQ(Misuse([&] { array.Row(0, four); }),
             "The array has rows of 3 elements, and 4 are no whole number of rows.");
-  Misuse([&] { static_cast<void>(array.Row(3)); });
+  EXPECT_EQ(Misuse([&] { static_cast<void>(array.Row(3)); }), "The array has 3 rows, and no row 3.");
+  Misuse([&] { static_cast<void>(array.Slice({{0, 1}, {0, 1}, {0, 1LL << 62}})); });
   Misuse([&] { static_cast<void>(array.Row(-1)); });
   Misuse([&] { static_cast<void>(array.Slice({{0, 1}})); });
   Misuse([&] { static_cast<void>(array.Slice({{0, 4}, {0, 1}})); });
@@ -566,6 +567,136 @@ TEST_F(Arrays, ShowsWhatAnotherSessionHasCommitted) {
   theirs->m_Values.Flush();
   study.m_Values.Set(4, -4);
   MessageOf(sto_ErrorKind::Conflict, [&] { study.m_Values.Flush(); });
+}
+
+TEST_F(Arrays, FailedAppendLosesNothingThatWasAppendedBefore) {
+  sto_Store store = Open(sto_Mode::Create);
+  Study study;
+  study.m_Values.Append(Numbers(0, 10));
+  store.Save("study", study);
+  for (int i = 10; i < 20; ++i) study.m_Values.Append(i); // not written yet
+  sto_Options options;
+  options.m_BusyMilliseconds = 0;
+  store.Close();
+  store = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar, options);
+  auto const mine = store.Load<Study>("study");
+  for (int i = 20; i < 30; ++i) mine->m_Values.Append(i); // not written yet
+  {
+    sto_Store reader = Open(sto_Mode::ReadOnly);
+    sto_ReadTransaction const reading(reader);
+    static_cast<void>(reader.HasRoot("study"));
+    for (int i = 0; i < 2; ++i) {
+      MessageOf(sto_ErrorKind::Busy, [&] { mine->m_Values.Append(Numbers(30, 3000)); });
+      EXPECT_EQ(mine->m_Values.Slice({{0, 30}}), Numbers(0, 30));
+    }
+  }
+  mine->m_Values.Append(Numbers(30, 3000));
+  mine->m_Values.Flush();
+  EXPECT_EQ(store.Load<Study>("study")->m_Values.Slice({{0, 3030}}), Numbers(0, 3030));
+}
+
+TEST_F(Arrays, StoresWholeRowsOnly) {
+  sto_Store store = Open(sto_Mode::Create);
+  Study study;
+  study.m_Values = sto_Array<double>::OfRows({3});
+  store.Save("study", study);
+  for (int i = 0; i < 2000; ++i) {
+    study.m_Values.Append(Numbers(3 * i, 3));
+    if (i % 97 != 0 && i % 683 > 1) continue; // a block ends within row 682
+    sto_Store other = Open(sto_Mode::ReadOnly);
+    auto const seen = other.Load<Study>("study");
+    EXPECT_EQ(seen->m_Values.RowSize(), i < 682 ? seen->m_Values.RowSize() : 3);
+    EXPECT_EQ(seen->m_Values.Size() % 3, 0);
+  }
+}
+
+TEST_F(Arrays, FailedWriteUndoesItsTransaction) {
+  SmallLists const small(5000);
+  sto_Store store = Open(sto_Mode::Create);
+  Study study;
+  study.m_Values.Append(Numbers(0, 16'000));
+  store.Save("study", study);
+  sto_Store second = Open(sto_Mode::ReadWrite);
+  auto const theirs = second.Load<Study>("study");
+  theirs->m_Values.Set(12'000, -1);
+  theirs->m_Values.Flush();
+  {
+    sto_Transaction transaction(store);
+    MessageOf(sto_ErrorKind::Conflict,
+              [&] { study.m_Values.Write(5000, std::vector<double>(11'000, -2.0)); });
+    MessageOf(sto_ErrorKind::Unavailable, [&] { transaction.Commit(); });
+  }
+  auto expected = Numbers(0, 16'000);
+  expected[12'000] = -1;
+  EXPECT_EQ(store.Load<Study>("study")->m_Values.Slice({{0, 16'000}}), expected);
+  EXPECT_TRUE(study.m_Values.Refresh());
+  EXPECT_EQ(study.m_Values.Slice({{0, 16'000}}), expected);
+}
+
+TEST_F(Arrays, NextListIsMadeInItsOwnStoreOnly) {
+  SmallLists const small(4000);
+  sto_Store store = Open(sto_Mode::Create);
+  sto_Store other = Open(sto_Mode::Create, "other.kvs");
+  Study study;
+  study.m_Values.Append(Numbers(0, 1000));
+  store.Save("study", study);
+  study.m_Values.Append(Numbers(1000, 2000));
+  other.Save("copy", study); // a copy; the last list is more than half full
+  MessageOf(sto_ErrorKind::Full, [&] { study.m_Values.Append(Numbers(3000, 2000)); });
+  store.Save("study", study);
+  study.m_Values.Append(Numbers(3000, 2000));
+  study.m_Values.Flush();
+  other.Close();
+  EXPECT_EQ(study.m_Values.Slice({{0, 5000}}), Numbers(0, 5000));
+  EXPECT_EQ(store.Load<Study>("study")->m_Values.Size(), 5000);
+  other = Open(sto_Mode::ReadOnly, "other.kvs");
+  EXPECT_EQ(other.Load<Study>("copy")->m_Values.Slice({{0, 3000}}), Numbers(0, 3000));
+}
+
+TEST_F(Arrays, ListsOfAnotherSessionAreNotOverwritten) {
+  SmallLists const small(4000);
+  sto_Store store = Open(sto_Mode::Create);
+  Study study;
+  study.m_Values.Append(Numbers(0, 1000));
+  store.Save("study", study);
+  {
+    sto_Store second = Open(sto_Mode::ReadWrite);
+    auto const theirs = second.Load<Study>("study");
+    theirs->m_Values.Append(Numbers(1000, 2000));
+    second.Save("study", *theirs);
+    theirs->m_Values.Append(Numbers(3000, 2000));
+    second.Close();
+  }
+  MessageOf(sto_ErrorKind::Conflict, [&] { store.Save("study", study); });
+  MessageOf(sto_ErrorKind::Conflict, [&] { study.m_Values.Refresh(); });
+  MessageOf(sto_ErrorKind::Conflict, [&] { store.Save("study", study); });
+  MessageOf(sto_ErrorKind::Conflict, [&] { study.m_Values.Append(1.0); });
+  EXPECT_EQ(store.Load<Study>("study")->m_Values.Slice({{0, 5000}}), Numbers(0, 5000));
+}
+
+TEST_F(Arrays, OfAReadOnlyStoreCannotBeChanged) {
+  Study study;
+  study.m_Values.Append(Numbers(0, 10));
+  Open(sto_Mode::Create).Save("study", study);
+  sto_Store store = Open(sto_Mode::ReadOnly);
+  auto const loaded = store.Load<Study>("study");
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { loaded->m_Values.Set(3, -1); });
+  MessageOf(sto_ErrorKind::ReadOnly, [&] { loaded->m_Values.Append(1.0); });
+  EXPECT_EQ(loaded->m_Values.Slice({{0, 10}}), Numbers(0, 10));
+}
+
+TEST_F(Arrays, LeavesAnEmptyOneBehindWhenItMoves) {
+  auto array = sto_Array<double>::OfRows({3}, "mm");
+  array.Append(Numbers(0, 9));
+  sto_Array<double> moved = std::move(array);
+  EXPECT_EQ(array.RowSize(), 1); // NOLINT(bugprone-use-after-move)
+  EXPECT_EQ(array.Unit(), "");
+  EXPECT_TRUE(array.IsEmpty());
+  sto_Array<double>& same = moved;
+  moved = std::move(same);
+  EXPECT_EQ(moved.Slice({{0, 3}, {0, 3}}), Numbers(0, 9));
+  array = std::move(moved);
+  EXPECT_EQ(array.Row(2), Numbers(6, 3));
 }
 
 // --- memory

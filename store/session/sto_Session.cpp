@@ -114,9 +114,18 @@ void sto_Session::Commit() {
   if (!m_InTransaction) Raise(sto_ErrorKind::Misuse, "There is no transaction to commit.");
   if (m_Save.IsGoingOn()) Raise(sto_ErrorKind::Misuse, "Committing in the middle of a save.");
   CheckTransaction();
-  if (m_IsWriting) m_Collections.WriteRecords();
-  if (m_IsWriting && m_NewIds.HasAny()) m_Driver->SetIdsUsed(m_NewIds.Next());
-  m_Driver->Commit();
+  try {
+    if (m_IsWriting) m_Collections.WriteRecords();
+    if (m_IsWriting && m_NewIds.HasAny()) m_Driver->SetIdsUsed(m_NewIds.Next());
+    m_Driver->Commit();
+  } catch (sto_Exception const& failure) {
+    if (failure.Kind() != sto_ErrorKind::Busy && failure.Kind() != sto_ErrorKind::Conflict)
+      m_Driver->Rollback();
+    throw;
+  } catch (...) { // what was written so far may be half of something: nobody commits it
+    m_Driver->Rollback();
+    throw;
+  }
   m_SeenSave = m_Driver->NewestSave();
   bool const wasWriting = std::exchange(m_IsWriting, false);
   EndTransaction();

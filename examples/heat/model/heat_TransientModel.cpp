@@ -10,16 +10,10 @@ heat_TransientModel::heat_TransientModel(std::string const& name, std::shared_pt
                                          heat_Problem const& problem, heat_TransientPlan const& plan,
                                          std::vector<double> const& start)
     : heat_AnalysisModel(name, std::move(mesh), problem), m_TimeStep(plan.timeStep),
-      m_Interval(plan.interval), m_Checkpoint(std::make_shared<heat_CheckpointModel>(plan.stepCount)) {
+      m_Interval(plan.interval), m_Checkpoint(std::make_shared<heat_CheckpointModel>(plan.stepCount)),
+      m_History(sto_Array<double>::OfRows({NodeCount()})) {
   SetStepCount(plan.stepCount);
-  for (double const temperature : start) m_History.Append(temperature);
-}
-
-heat_TransientModel::~heat_TransientModel() {
-  // An array keeps its blocks for others that may share them. Here there are none, so drop the blocks.
-  // Nothing is written: what a transaction has not committed is discarded with it.
-  m_History.Release();
-  m_History.DropBlocks();
+  m_History.Append(start);
 }
 
 void heat_TransientModel::Check() const {
@@ -41,13 +35,7 @@ void heat_TransientModel::SetStepCount(int stepCount) {
   m_Checkpoint->m_StepCount = stepCount;
 }
 
-std::vector<double> heat_TransientModel::Field(int step) const {
-  std::vector<double> field(static_cast<std::size_t>(NodeCount()));
-  for (int node = 0; double& temperature : field) temperature = Temperature(step, node++);
-  return field;
-}
-
 void heat_TransientModel::AppendField(std::vector<double> const& field) {
-  for (double const temperature : field) m_History.Append(temperature);
+  m_History.Append(field);
   ++m_Checkpoint->m_Step;
 }

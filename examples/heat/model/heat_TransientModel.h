@@ -1,7 +1,7 @@
 #pragma once
 
-#include "describe/dsc_Arrays.h"
 #include "examples/heat/model/heat_AnalysisModel.h"
+#include "store/arrays/sto_Array.h"
 #include "store/sto_Store.h"
 
 // How a transient run proceeds.
@@ -26,9 +26,8 @@ class heat_CheckpointModel : public heat_ModelPart {
   int m_StepCount = 0; // the last step of the whole run
 };
 
-// A stored transient analysis: also the temperature of every node at every step [deg C]. The history is a bulk
-// array that keeps a single block in memory. Its element step * nodes + node is the temperature of a node at a
-// step; step 0 is the start.
+// A stored transient analysis: also the temperature of every node at every step [deg C]. The history has a
+// row for each step, with a column for each node; row 0 is the start. It is in the store, block by block.
 //
 // Fields are appended within an open sto_Transaction; SaveCheckpoint and Commit make them durable. The
 // transaction must end before the object is destroyed.
@@ -48,7 +47,6 @@ class heat_TransientModel : public heat_AnalysisModel {
   heat_TransientModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,
                       heat_Problem const& problem, heat_TransientPlan const& plan,
                       std::vector<double> const& start);
-  ~heat_TransientModel() override;
 
   // Throws heat_ModelError if plan, checkpoint, mesh or history contradict each other.
   void Check() const;
@@ -58,9 +56,9 @@ class heat_TransientModel : public heat_AnalysisModel {
   double TimeStep() const { return m_TimeStep; }
   int Interval() const { return m_Interval; }
   int NodeCount() const { return Mesh().NodeCount(); }
-  double Temperature(int step, int node) const { return m_History.ConstGet(step * NodeCount() + node); }
-  std::vector<double> Field(int step) const; // the temperatures of all nodes
-  cls_ArrayPrimDouble const& History() const { return m_History; }
+  double Temperature(int step, int node) const { return m_History.Get(1LL * step * NodeCount() + node); }
+  std::vector<double> Field(int step) const { return m_History.Row(step); } // the temperatures of all nodes
+  sto_Array<double> const& History() const { return m_History; }
 
   // Changes the last step of the run; stored with the next checkpoint. Throws as the constructor does.
   void SetStepCount(int stepCount);
@@ -73,5 +71,5 @@ class heat_TransientModel : public heat_AnalysisModel {
   double m_TimeStep = 0; // [s]
   int m_Interval = 0;    // steps between checkpoints
   std::shared_ptr<heat_CheckpointModel> m_Checkpoint;
-  cls_ArrayPrimDouble m_History;
+  sto_Array<double> m_History; // a row for each step
 };

@@ -140,19 +140,18 @@ void Plot(std::string const& path, heat_TransientModel const& run, heat_MeshData
 }
 
 // The first element in which two histories differ, or the number of elements in both.
-int FirstDifference(cls_ArrayPrim<double> const& first, cls_ArrayPrim<double> const& second) {
-  int const common = std::min(first.Size(), second.Size());
-  for (int i = 0; i < common;) {
-    auto const a = first.ConstGetRun(i);
-    auto const b = second.ConstGetRun(i);
-    int const count = std::min(a.m_Count, b.m_Count);
-    if (std::memcmp(a.m_Values, b.m_Values, static_cast<std::size_t>(count) * sizeof(double)) != 0) {
-      for (int j = 0; j < count; ++j)
-        if (std::memcmp(a.m_Values + j, b.m_Values + j, sizeof(double)) != 0) return i + j;
-    }
-    i += count;
-  }
-  return common;
+long long FirstDifference(sto_Array<double> const& first, sto_Array<double> const& second) {
+  long long const common = std::min(first.Size(), second.Size());
+  long long same = common;
+  std::vector<double> others;
+  first.ForEachBlock(0, common, [&](long long at, std::span<double const> values) {
+    if (same != common) return;
+    others.resize(values.size());
+    second.Read(at, others);
+    for (std::size_t i = 0; i < values.size() && same == common; ++i)
+      if (std::memcmp(&values[i], &others[i], sizeof(double)) != 0) same = at + static_cast<long long>(i);
+  });
+  return same;
 }
 
 } // namespace
@@ -207,23 +206,23 @@ bool heat_Commands::Compare(std::string const& firstPath, std::string const& sec
   auto const second = LoadRun(secondStore);
   auto const& a = first->History();
   auto const& b = second->History();
-  int const same = FirstDifference(a, b);
+  long long const same = FirstDifference(a, b);
   bool const isEqual = same == a.Size() && same == b.Size();
   if (isEqual) {
-    std::printf("%d elements, equal in every bit\n", same);
+    std::printf("%lld elements, equal in every bit\n", same);
   } else if (a.Size() != b.Size()) {
-    std::printf("the histories differ: %d elements and %d\n", a.Size(), b.Size());
+    std::printf("the histories differ: %lld elements and %lld\n", a.Size(), b.Size());
   } else {
-    std::printf("the histories differ: %d elements each\n", a.Size());
+    std::printf("the histories differ: %lld elements each\n", a.Size());
   }
   if (!isEqual && same < std::min(a.Size(), b.Size())) {
     int const nodes = first->NodeCount();
-    std::printf("first difference at element %d (step %d, node %d of %d): %.17g and %.17g\n", same,
-                same / nodes, same % nodes + 1, nodes, a.ConstGet(same), b.ConstGet(same));
+    std::printf("first difference at element %lld (step %lld, node %lld of %d): %.17g and %.17g\n", same,
+                same / nodes, same % nodes + 1, nodes, a.Get(same), b.Get(same));
   } else if (!isEqual) {
-    std::printf("no difference in the first %d elements, which both have\n", same);
+    std::printf("no difference in the first %lld elements, which both have\n", same);
   }
-  if (showMemory) PrintMemory(static_cast<std::int64_t>(a.Size()) + b.Size());
+  if (showMemory) PrintMemory(a.Size() + b.Size());
   return isEqual;
 }
 
