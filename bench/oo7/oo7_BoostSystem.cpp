@@ -1,14 +1,12 @@
 #include "bench/oo7/oo7_BoostSystem.h"
 
-#include <boost/archive/binary_iarchive.hpp>
-#include <boost/archive/binary_oarchive.hpp>
 #include <boost/serialization/base_object.hpp>
 #include <boost/serialization/shared_ptr.hpp>
 #include <boost/serialization/string.hpp>
 #include <boost/serialization/vector.hpp>
 #include <boost/serialization/weak_ptr.hpp>
 
-#include "bench/oo7/oo7_DurableFile.h"
+#include "bench/oo7/oo7_ArchiveFile.h"
 #include "bench/oo7/oo7_Graph.h"
 #include "bench/oo7/oo7_GraphClasses.h"
 
@@ -64,37 +62,7 @@ void serialize(Archive& archive, oo7_ArchivedClasses::Library& object, unsigned 
 
 } // namespace boost::serialization
 
-namespace {
-
-class ArchiveFile {
- public:
-  void Create(std::string const& path, std::unique_ptr<oo7_ArchivedClasses::Library> library) {
-    m_Path = path;
-    Save(*library, false);
-  }
-  std::unique_ptr<oo7_ArchivedClasses::Library> Open(std::string const& path) {
-    m_Path = path;
-    auto library = std::make_unique<oo7_ArchivedClasses::Library>();
-    oo7_DurableFile::Load(path, [&](std::ifstream& stream) {
-      boost::archive::binary_iarchive archive(stream);
-      archive >> *library;
-    });
-    return library;
-  }
-  void Close(std::unique_ptr<oo7_ArchivedClasses::Library>) {}
-  void Save(oo7_ArchivedClasses::Library const& library, bool) {
-    oo7_DurableFile::Replace(m_Path, [&](std::ofstream& stream) {
-      boost::archive::binary_oarchive archive(stream);
-      archive << library;
-    });
-  }
-
- private:
-  std::string m_Path;
-};
-
-} // namespace
-
 std::unique_ptr<oo7_System> oo7_MakeBoostSystem() {
-  return std::make_unique<oo7_SystemOf<oo7_Graph<oo7_ArchivedClasses, ArchiveFile>>>();
+  using File = oo7_ArchiveFile<oo7_ArchivedClasses::Library>;
+  return std::make_unique<oo7_SystemOf<oo7_Graph<oo7_ArchivedClasses, File>>>();
 }

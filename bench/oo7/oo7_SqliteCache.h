@@ -38,12 +38,13 @@ template <class Object> class oo7_SqliteCache {
     if constexpr (requires { object.m_X; }) {
       object.m_X = oo7_Column(row, 3);
       object.m_Y = oo7_Column(row, 4);
+    }
+    if constexpr (requires { object.m_DocId; }) {
       object.m_DocId = oo7_Column(row, 5);
       object.m_PartId = oo7_Column(row, 6);
-    } else if constexpr (requires { object.m_RootId; })
-      object.m_RootId = oo7_Column(row, 3);
-    else
-      object.m_SuperId = oo7_Column(row, 3);
+    }
+    if constexpr (requires { object.m_RootId; }) object.m_RootId = oo7_Column(row, 3);
+    if constexpr (requires { object.m_SuperId; }) object.m_SuperId = oo7_Column(row, 3);
   }
 
  private:

@@ -41,3 +41,11 @@ std::string oo7_ManualTitle(int id) {
 std::string oo7_ManualText(int id, int bytes) {
   return Repeated(WithNumber("I am the manual for module #%08d.\n", id), bytes);
 }
+
+std::string oo7_Oo1PartType(int type) {
+  return WithNumber("part-type%d", type);
+}
+
+std::string oo7_Oo1ConnectionType(int type) {
+  return WithNumber("conn-type%d", type);
+}

@@ -1,6 +1,8 @@
-/// Measures a design database: OO7, the benchmark of object databases for engineering.
+/// Measures a design database: OO7, the benchmark of object databases for engineering; or, with --oo1, the database of
+/// parts of its forerunner OO1, with 20,000 or 200,000 parts.
 ///
 ///     oo7_bench [--database NAME] [--only SYSTEM] [--operations T1,T2a] [--folder DIR]
+///     oo7_bench --oo1 small|large [--only SYSTEM] [--folder DIR]
 ///     oo7_bench --smoke         once, tiny, and the counts of small3 in memory
 ///     oo7_bench --figures ...   one figure to a line
 ///
@@ -27,18 +29,28 @@
 #include "bench/bench_Program.h"
 #include "bench/oo7/oo7_Checks.h"
 #include "bench/oo7/oo7_Generator.h"
+#include "bench/oo7/oo7_Oo1Rows.h"
+#include "bench/oo7/oo7_Oo1Session.h"
 #include "bench/oo7/oo7_Session.h"
 #include "bench/oo7/oo7_Table.h"
 
 namespace {
 
+constexpr int SmokeParts = 200; // of OO1
+
 struct Choice {
   std::string m_Database = "small3";
+  int m_Oo1Parts = 0; // 0: OO7
   std::string m_Only;
   std::string m_Operations;
   std::string m_Folder = std::filesystem::temp_directory_path().string();
   bool m_IsSmoke = false;
 };
+
+int Oo1Parts(std::string const& size) {
+  bench_Require(size == "small" || size == "large", "a size of OO1 is small or large");
+  return size == "small" ? oo7_Oo1SmallParts : oo7_Oo1LargeParts;
+}
 
 Choice Read(std::vector<std::string> const& arguments) {
   Choice choice;
@@ -54,6 +66,8 @@ Choice Read(std::vector<std::string> const& arguments) {
       bench_Figures::Enable();
     else if (option == "--database")
       choice.m_Database = value();
+    else if (option == "--oo1")
+      choice.m_Oo1Parts = Oo1Parts(value());
     else if (option == "--only")
       choice.m_Only = value();
     else if (option == "--operations")
@@ -92,9 +106,14 @@ void CheckCounts(std::string const& folder) {
 
 void Main(std::vector<std::string> const& arguments) {
   if (!arguments.empty() && arguments[0] == oo7_OnceOption) return oo7_RunOnce(arguments);
+  if (!arguments.empty() && arguments[0] == oo7_Oo1RepeatOption) return oo7_Oo1Repeat(arguments);
   Choice const choice = Read(arguments);
+  if (!choice.m_Only.empty())
+    static_cast<void>(oo7_SystemNamed(choice.m_Only)); // ends the program if there is none
+  if (choice.m_Oo1Parts != 0) return oo7_Oo1Measure({choice.m_Oo1Parts, choice.m_Only, choice.m_Folder});
   if (choice.m_IsSmoke) CheckCounts(choice.m_Folder);
   Run(choice);
+  if (choice.m_IsSmoke) oo7_Oo1Measure({SmokeParts, choice.m_Only, choice.m_Folder});
 }
 
 } // namespace
