@@ -30,7 +30,7 @@ class oo7_DurableFile {
     read(stream);
   }
 
-  /// Takes the file out of the system's cache, so that the next reader gets it from the disk.
+  /// Takes a file that is durable out of the system's cache, so that the next reader gets it from the disk.
   static void Evict(std::string const& path);
 
  private:

@@ -13,7 +13,6 @@
 namespace {
 
 using Oo1Clock = std::chrono::steady_clock;
-constexpr int Repetitions = 10;
 
 struct Oo1Named {
   std::string_view m_Name;
@@ -27,16 +26,16 @@ constexpr std::array Oo1Systems = {
     Oo1Named{"boost", oo7_Oo1MakeBoost},
 };
 
-/// An operation, and what all its repetitions count; 0 if that depends on the parts.
+/// An operation, and what each repetition counts; 0 if that depends on the parts.
 struct Oo1Expected {
   std::string_view m_Operation;
   long long m_Count = 0;
 };
 constexpr std::array Oo1Operations = {
-    Oo1Expected{"lookup", Repetitions* oo7_Oo1Lookups},
-    Oo1Expected{"traversal", Repetitions * 3280}, // 1 + 3 + 9 ... + 3^7
+    Oo1Expected{"lookup", oo7_Oo1Lookups},
+    Oo1Expected{"traversal", 3280}, // 1 + 3 + 9 ... + 3^7
     Oo1Expected{"reverse"},
-    Oo1Expected{"insert", Repetitions* oo7_Oo1Inserts},
+    Oo1Expected{"insert", oo7_Oo1Inserts},
 };
 
 struct Oo1Result {
@@ -71,11 +70,11 @@ Oo1Column Build(Oo1Named const& system, std::vector<oo7_Oo1Part> const& rows, st
   return column;
 }
 
-Oo1Result Measure(Oo1Column const& column, std::string_view operation, int parts) {
+Oo1Result Measure(Oo1Column const& column, std::string_view operation, oo7_Oo1Plan const& plan) {
   if (column.m_System->m_HasFile) oo7_DurableFile::Evict(column.m_Path);
-  std::string const output =
-      oo7_OutputOfFreshProcess({oo7_Oo1RepeatOption, std::string(column.m_System->m_Name),
-                                std::string(operation), std::to_string(parts), column.m_Path});
+  std::string const output = oo7_OutputOfFreshProcess(
+      {oo7_Oo1RepeatOption, std::string(column.m_System->m_Name), std::string(operation),
+       std::to_string(plan.m_Parts), column.m_Path, std::to_string(plan.m_Repetitions)});
   Oo1Result result;
   oo7_Tally& tally = result.m_Tally;
   bench_Require(std::sscanf(output.c_str(), "%lf %lf %lld %lld %lld", &result.m_Cold, &result.m_Warm,
@@ -84,14 +83,16 @@ Oo1Result Measure(Oo1Column const& column, std::string_view operation, int parts
   return result;
 }
 
-void PrintOperation(Oo1Expected const& operation, std::vector<Oo1Column> const& columns, int parts) {
+void PrintOperation(Oo1Expected const& operation, std::vector<Oo1Column> const& columns,
+                    oo7_Oo1Plan const& plan) {
   std::fprintf(Oo1Out(), "%-12s", std::string(operation.m_Operation).c_str());
   oo7_Tally tally;
   for (Oo1Column const& column : columns) {
-    Oo1Result const result = Measure(column, operation.m_Operation, parts);
+    Oo1Result const result = Measure(column, operation.m_Operation, plan);
     if (&column == &columns.front()) tally = result.m_Tally;
     bench_Require(result.m_Tally == tally, "two systems have not met the same parts");
-    bench_Require(operation.m_Count == 0 || tally.m_Count == operation.m_Count, "a count is wrong");
+    bench_Require(operation.m_Count == 0 || tally.m_Count == plan.m_Repetitions * operation.m_Count,
+                  "a count is wrong");
     if (column.m_System->m_HasFile)
       std::fprintf(Oo1Out(), " %10.2f", result.m_Cold * 1e3);
     else
@@ -101,12 +102,12 @@ void PrintOperation(Oo1Expected const& operation, std::vector<Oo1Column> const& 
   std::fprintf(Oo1Out(), "\n");
 }
 
-void PrintHead(int parts, std::vector<Oo1Column> const& columns) {
+void PrintHead(oo7_Oo1Plan const& plan, std::vector<Oo1Column> const& columns) {
   std::fprintf(
       Oo1Out(),
-      "\nOO1 with %d parts: times in ms. cold: the first of ten repetitions, with the opening, in a new\n"
+      "\nOO1 with %d parts: times in ms. cold: the first of %d repetitions, with the opening, in a new\n"
       "process, the file not in the system's cache. warm: the last one. Each has other parts.\n\n%-12s",
-      parts, "");
+      plan.m_Parts, plan.m_Repetitions, "");
   for (Oo1Column const& column : columns)
     std::fprintf(Oo1Out(), " %21s", std::string(column.m_System->m_Name).c_str());
   std::fprintf(Oo1Out(), "\n%-12s", "");
@@ -132,25 +133,27 @@ void oo7_Oo1Measure(oo7_Oo1Plan const& plan) {
   for (Oo1Named const& system : Oo1Systems)
     if (plan.m_Only.empty() || plan.m_Only == system.m_Name)
       columns.push_back(Build(system, rows, plan.m_Folder));
-  PrintHead(plan.m_Parts, columns);
-  for (Oo1Expected const& operation : Oo1Operations) PrintOperation(operation, columns, plan.m_Parts);
+  PrintHead(plan, columns);
+  for (Oo1Expected const& operation : Oo1Operations) PrintOperation(operation, columns, plan);
   PrintFoot(columns);
   for (Oo1Column const& column : columns) std::filesystem::remove(column.m_Path);
 }
 
 void oo7_Oo1Repeat(std::vector<std::string> const& arguments) {
-  bench_Require(arguments.size() == 5, "system, operation, number of parts and file are expected");
+  bench_Require(arguments.size() == 6,
+                "system, operation, number of parts, file and repetitions are expected");
   for (Oo1Named const& named : Oo1Systems) {
     if (named.m_Name != arguments[1]) continue;
     std::unique_ptr<oo7_Oo1System> const system = named.m_Make();
     if (!named.m_HasFile) system->Build(oo7_Oo1DrawDatabase(std::stoi(arguments[3])), arguments[4]);
     oo7_Random random;
     oo7_Tally tally;
+    int const repetitions = std::stoi(arguments[5]);
     double first = 0;
     double last = 0;
     auto start = Oo1Clock::now();
     system->Open(arguments[4]);
-    for (int i = 0; i < Repetitions; ++i) {
+    for (int i = 0; i < repetitions; ++i) {
       tally.Add(system->Run(arguments[2], random));
       last = Oo1SecondsSince(start);
       if (i == 0) first = last;

@@ -8,13 +8,14 @@ struct oo7_Oo1Plan {
   int m_Parts = 0;
   std::string m_Only; // a system; empty: all
   std::string m_Folder;
+  int m_Repetitions = 10; // of each operation, each with other parts
 };
 
 /// Builds the parts database with each system, runs the operations, and prints a table. Ends the program if two systems
 /// have not met the same parts.
 void oo7_Oo1Measure(oo7_Oo1Plan const& plan);
 
-/// The option of a new process that runs one operation ten times; system, operation, number of parts and file follow.
+/// The option of a new process that repeats one operation; system, operation, number of parts, file and repetitions follow.
 inline constexpr char oo7_Oo1RepeatOption[] = "--repeat";
 
 /// What that process does. It reports on standard output.

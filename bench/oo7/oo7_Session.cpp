@@ -1,5 +1,6 @@
 #include "bench/oo7/oo7_Session.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -21,10 +22,12 @@ oo7_Run Timed(oo7_System& system, std::string_view operation) {
   return {SecondsSince(start), tally};
 }
 
-/// Whether a list with commas names an operation. An empty list names all.
-bool IsIn(std::string const& operations, std::string_view operation) {
-  return operations.empty() ||
-         ("," + operations + ",").find("," + std::string(operation) + ",") != std::string::npos;
+/// Whether a list with commas names an operation of a group. An empty list names all.
+bool HasOneOf(std::string const& operations, std::vector<std::string_view> const& group) {
+  std::string const list = "," + operations + ",";
+  return operations.empty() || std::ranges::any_of(group, [&list](std::string_view operation) {
+           return list.find("," + std::string(operation) + ",") != std::string::npos;
+         });
 }
 
 class Measurement {
@@ -100,7 +103,7 @@ std::vector<oo7_Measured> oo7_Measure(oo7_Plan const& plan, oo7_Rows const& rows
   for (oo7_NamedSystem const* const system : plan.m_Systems)
     measurements.push_back(std::make_unique<Measurement>(*system, rows, plan));
   for (auto const& group : oo7_OperationGroups())
-    if (IsIn(plan.m_Operations, group.front()))
+    if (HasOneOf(plan.m_Operations, group))
       for (auto const& measurement : measurements) measurement->Run(group);
   std::vector<oo7_Measured> all;
   all.reserve(measurements.size());

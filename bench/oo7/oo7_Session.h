@@ -34,7 +34,7 @@ struct oo7_Measured {
 /// What is measured.
 struct oo7_Plan {
   std::vector<oo7_NamedSystem const*> m_Systems;
-  std::string m_Operations; // names with commas; empty: all
+  std::string m_Operations; // names with commas; empty: all. Those that take turns with one of them run, too
   std::string m_Folder;     // for the files, which are removed in the end
   /// How often each operation runs in one session. Odd: with the cold run, an update that undoes itself has then run
   /// an even number of times.

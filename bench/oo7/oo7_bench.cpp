@@ -37,6 +37,9 @@
 namespace {
 
 constexpr int SmokeParts = 200; // of OO1
+constexpr int SmokeRepetitions = 2;
+constexpr char SmokeOperations[] = // T2b, T2c and T3b are the same code as others
+    "T1,T2a,T3a,T3c,T4,T5do,T6,T7,T8,T9,CU,Q1,Q2,Q3,Q4,Q5,Q6,Q7,Q8,SM1";
 
 struct Choice {
   std::string m_Database = "small3";
@@ -77,7 +80,10 @@ Choice Read(std::vector<std::string> const& arguments) {
     else
       bench_Require(false, "unknown option");
   }
-  if (choice.m_IsSmoke) choice.m_Database = "tiny";
+  if (choice.m_IsSmoke) {
+    choice.m_Database = "tiny";
+    choice.m_Operations = SmokeOperations;
+  }
   return choice;
 }
 
@@ -113,7 +119,7 @@ void Main(std::vector<std::string> const& arguments) {
   if (choice.m_Oo1Parts != 0) return oo7_Oo1Measure({choice.m_Oo1Parts, choice.m_Only, choice.m_Folder});
   if (choice.m_IsSmoke) CheckCounts(choice.m_Folder);
   Run(choice);
-  if (choice.m_IsSmoke) oo7_Oo1Measure({SmokeParts, choice.m_Only, choice.m_Folder});
+  if (choice.m_IsSmoke) oo7_Oo1Measure({SmokeParts, choice.m_Only, choice.m_Folder, SmokeRepetitions});
 }
 
 } // namespace
