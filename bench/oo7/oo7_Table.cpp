@@ -1,0 +1,136 @@
+#include "bench/oo7/oo7_Table.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "bench/bench_Figures.h"
+#include "bench/bench_Program.h"
+
+namespace {
+
+constexpr double Milli = 1e3;
+constexpr double Mega = 1e6;
+constexpr std::array LoadingOnly = {"T6", "T8", "T9", "Q5",
+                                    "Q6"}; // little more than to open, if that loads all
+
+std::FILE* Out() {
+  return bench_Figures::IsEnabled() ? stderr : stdout;
+}
+
+oo7_Result const& ResultOf(oo7_Measured const& measured, std::string_view operation) {
+  return measured.m_Results.find(operation)->second;
+}
+
+double ColdOf(oo7_Measured const& measured, std::string_view operation) {
+  return ResultOf(measured, operation).m_Cold.m_Seconds;
+}
+
+bool Has(std::vector<oo7_Measured> const& all, std::string_view operation) {
+  return all.front().m_Results.contains(operation);
+}
+
+void PrintRow(char const* name, std::vector<oo7_Measured> const& all, auto const& print) {
+  std::fprintf(Out(), "%-12s", name);
+  for (oo7_Measured const& measured : all) print(measured);
+  std::fprintf(Out(), "\n");
+}
+
+void PrintOperation(std::string_view operation, std::vector<oo7_Measured> const& all) {
+  PrintRow(std::string(operation).c_str(), all, [&](oo7_Measured const& measured) {
+    oo7_Result const& result = ResultOf(measured, operation);
+    if (measured.m_System->m_HasFile)
+      std::fprintf(Out(), " %10.2f", result.m_Cold.m_Seconds * Milli);
+    else
+      std::fprintf(Out(), " %10s", "-");
+    std::fprintf(Out(), " %10.3f", result.HotSeconds() * Milli);
+  });
+}
+
+/// The cost of updates of objects that are in memory: CU less a cold and a hot T1.
+void PrintNetOfUpdates(std::vector<oo7_Measured> const& all) {
+  PrintRow("CU, updates", all, [](oo7_Measured const& measured) {
+    oo7_Result const& walk = ResultOf(measured, "T1");
+    double const net = ResultOf(measured, "CU").m_Cold.m_Seconds - walk.m_Cold.m_Seconds - walk.HotSeconds();
+    if (measured.m_System->m_HasFile)
+      std::fprintf(Out(), " %10.2f %10s", net * Milli, "");
+    else
+      std::fprintf(Out(), " %10s %10s", "-", "");
+  });
+}
+
+oo7_Measured const* Named(std::vector<oo7_Measured> const& all, std::string_view name) {
+  for (oo7_Measured const& measured : all)
+    if (measured.m_System->m_Name == name) return &measured;
+  return nullptr;
+}
+
+void PrintRatio(char const* what, char const* figure, double store, double boost, char const* unit) {
+  std::fprintf(Out(), "%-36s %10.2f %10.2f %-3s %6.2f\n", what, store, boost, unit, store / boost);
+  bench_Figures::Print(figure, store / boost, "times");
+}
+
+/// Whether the operations ran that the ratios are from.
+bool HasRatios(std::vector<oo7_Measured> const& all) {
+  return Has(all, "T1") && Has(all, "T2a") &&
+         std::ranges::all_of(LoadingOnly, [&all](char const* operation) { return Has(all, operation); });
+}
+
+/// The median cold time of operations that only load.
+double OpenSeconds(oo7_Measured const& measured) {
+  std::array<double, LoadingOnly.size()> times = {};
+  std::ranges::transform(LoadingOnly, times.begin(),
+                         [&](char const* operation) { return ColdOf(measured, operation); });
+  std::ranges::sort(times);
+  return times[times.size() / 2];
+}
+
+/// Of the systems whose objects are all in memory while a session is open.
+void PrintRatios(oo7_Measured const& store, oo7_Measured const& boost) {
+  std::fprintf(Out(), "\n%-36s %10s %10s     %6s\n", "whole graph", "store", "boost", "ratio");
+  auto const hot = [](oo7_Measured const& measured, char const* operation) {
+    return ResultOf(measured, operation).HotSeconds() * Milli;
+  };
+  PrintRatio("open (median cold T6 T8 T9 Q5 Q6)", "oo7.open", OpenSeconds(store) * Milli,
+             OpenSeconds(boost) * Milli, "ms");
+  PrintRatio("one update with its save (hot T2a)", "oo7.update", hot(store, "T2a"), hot(boost, "T2a"), "ms");
+  PrintRatio("walk (hot T1)", "oo7.walk", hot(store, "T1"), hot(boost, "T1"), "ms");
+  PrintRatio("file", "oo7.file", static_cast<double>(store.m_FileBytes) / Mega,
+             static_cast<double>(boost.m_FileBytes) / Mega, "MB");
+  PrintRatio("peak memory (cold T1)", "oo7.peak", ResultOf(store, "T1").m_ColdKilobytes / Milli,
+             ResultOf(boost, "T1").m_ColdKilobytes / Milli, "MB");
+}
+
+} // namespace
+
+void oo7_PrintTable(std::vector<oo7_Measured> const& all, oo7_Parameters const& parameters) {
+  std::fprintf(
+      Out(),
+      "OO7 %s: times in ms. cold: from opening to the commit, in a new process, the file not in the\n"
+      "system's cache. hot: mean of the runs 2 to 4 of 5 in one session. Updates are durable.\n\n",
+      parameters.m_Name.c_str());
+  bench_Require(!all.front().m_Results.empty(), "there is no operation of that name");
+  PrintRow("", all, [](oo7_Measured const& measured) {
+    std::fprintf(Out(), " %21s", std::string(measured.m_System->m_Name).c_str());
+  });
+  PrintRow("", all, [](oo7_Measured const&) { std::fprintf(Out(), " %10s %10s", "cold", "hot"); });
+  for (auto const& group : oo7_OperationGroups())
+    for (std::string_view const operation : group) {
+      if (!Has(all, operation)) continue;
+      PrintOperation(operation, all);
+      if (operation == "CU" && Has(all, "T1")) PrintNetOfUpdates(all);
+    }
+  PrintRow("build, ms", all, [](oo7_Measured const& measured) {
+    std::fprintf(Out(), " %21.1f", measured.m_BuildSeconds * Milli);
+  });
+  PrintRow("file, MB", all, [](oo7_Measured const& measured) {
+    std::fprintf(Out(), " %21.2f", static_cast<double>(measured.m_FileBytes) / Mega);
+  });
+  if (Has(all, "T1"))
+    PrintRow("peak, MB", all, [](oo7_Measured const& measured) {
+      std::fprintf(Out(), " %21.2f", ResultOf(measured, "T1").m_ColdKilobytes / Milli);
+    });
+  oo7_Measured const* const store = Named(all, "store");
+  oo7_Measured const* const boost = Named(all, "boost");
+  if (store && boost && HasRatios(all)) PrintRatios(*store, *boost);
+}
