@@ -362,6 +362,27 @@ TEST_F(StoreProgress, UnwrittenChangesSurviveACancel) {
   EXPECT_EQ(store.Load<Bulk>("bulk")->m_Array.ConstGet(17), -17);
 }
 
+TEST_F(StoreProgress, ArraysAreWrittenBeforeACopyBegins) {
+  sto_Store store = Make();
+  std::vector<std::unique_ptr<Bulk>> bulks;
+  for (int i = 0; i < 400; ++i) {
+    bulks.push_back(std::make_unique<Bulk>());
+    bulks.back()->Fill(10);
+    store.Save(std::to_string(i), *bulks.back());
+  }
+  for (Operation const &act :
+       {Operation(&Compact), Operation([this](auto&each, auto&progress) { Copy(each, progress); })}) {
+    for (std::unique_ptr<Bulk> const& bulk : bulks) bulk->m_Array.Get(9) += 1;
+    Calls calls;
+    act(store, calls.Record());
+    calls.Expect(true);
+  }
+  for (std::unique_ptr<Bulk> const& bulk : bulks) bulk->Close();
+  sto_Store copy = sto_Store::Open(Path("copy"), sto_Mode::ReadOnly, Classes());
+  std::unique_ptr<Bulk> const bulk = copy.Load<Bulk>("399");
+  EXPECT_EQ(bulk->m_Array.ConstGet(9), 11);
+}
+
 TEST_F(StoreProgress, ExceptionsPassThroughAsTheyAre) {
   sto_Store store = Make();
   for (Operation const &act : {Operation(&SaveNew), Operation(&LoadNodes), Operation(&Collect),

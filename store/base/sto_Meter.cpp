@@ -6,7 +6,9 @@
 
 void sto_Meter::Begin(std::int64_t total) {
   m_Total = std::max(total, std::int64_t{1});
-  if (m_Counts != Counts::Parts) m_PartSize = total;
+  m_Found = total;
+  m_InPart = 0;
+  m_IsBegun = true;
   Call();
 }
 
@@ -23,17 +25,15 @@ void sto_Meter::End() {
 }
 
 sto_ProgressStep sto_Meter::Now() {
-  if (m_Counts != Counts::Parts) {
-    m_PartSize = std::max(m_PartSize, m_InPart);
-    m_Total = std::max(m_Total, m_PartSize);
-  }
-  std::int64_t const done = m_IsEnded ? m_Total : m_Before + std::min(m_InPart, m_PartSize);
-  return {std::min(done, m_Total), m_Total, m_Counts == Counts::Parts};
+  bool const isKnown = m_Counts == Counts::Parts;
+  if (!isKnown) m_Total = std::max({m_Total, m_Found, m_InPart});
+  std::int64_t const done = isKnown ? m_Before + std::min(m_InPart, m_PartSize) : m_InPart;
+  return {m_IsEnded ? m_Total : std::min(done, m_Total), m_Total, isKnown};
 }
 
 void sto_Meter::Call() {
   m_Left = UnitsInCall;
-  if (m_Stopped != nullptr) return;
+  if (!m_IsBegun || m_Stopped != nullptr) return;
   try {
     Ask();
   } catch (...) {

@@ -30,7 +30,7 @@ class sto_Meter {
 
   [[nodiscard]] Counts What() const noexcept { return m_Counts; }
 
-  // Each of these raises Cancelled if the function cancels the operation, and what it throws.
+  // Work before Begin is not counted. Each of these raises Cancelled if the function cancels the operation, and what it throws.
 
   /// The operation begins: the first call. `total`: the sizes of all parts, or what is found already.
   void Begin(std::int64_t total);
@@ -48,8 +48,9 @@ class sto_Meter {
   /// The work is done, except making it durable: the last call.
   void End();
 
+  // Where the total grows:
   /// Units are found that will be done.
-  void Found(std::int64_t count) noexcept { m_PartSize += count; }
+  void Found(std::int64_t count) noexcept { m_Found += count; }
   /// A unit is done where nothing may be raised.
   void Done() noexcept { ++m_InPart; }
 
@@ -81,6 +82,8 @@ class sto_Meter {
   std::int64_t m_Before = 0;   // the sizes of the parts that are done
   std::int64_t m_PartSize = 0; // of the present part
   std::int64_t m_InPart = 0;   // done of it, as counted
+  std::int64_t m_Found = 0;    // of a total that grows
+  bool m_IsBegun = false;
   bool m_IsEnded = false;
   bool m_IsInCall = false;
   bool m_IgnoresAnswers = false;

@@ -108,7 +108,7 @@ void sto_SqliteCompact::WriteAnew(sto_SqliteConnection& connection, sto_Meter* m
   Permission const permission(connection);
   connection.ForgetSize();
   {
-    sto_SqliteWatch const watch(connection, meter, StepsInRow);
+    sto_SqliteWatch const watch(connection, meter, StepsInRow, sto_BlockRow::Blocks);
     try {
       Run(connection, "VACUUM");
     } catch (sto_Exception const&) {

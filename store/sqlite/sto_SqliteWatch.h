@@ -12,8 +12,9 @@
 /// step, such as copying pages, cannot be interrupted. Thread rule: one thread.
 class sto_SqliteWatch {
  public:
-  /// `stepsInUnit`: of SQLite's steps. REQUIRES: the connection and the meter outlive it.
-  sto_SqliteWatch(sto_SqliteConnection& connection, sto_Meter* meter, int stepsInUnit);
+  /// `stepsInUnit`: of SQLite's steps. `ticksInUnit`: how often a unit counts for the time until the next call of the
+  /// progress function. REQUIRES: the connection and the meter outlive it.
+  sto_SqliteWatch(sto_SqliteConnection& connection, sto_Meter* meter, int stepsInUnit, int ticksInUnit = 1);
   sto_SqliteWatch(sto_SqliteWatch const&) = delete;
   sto_SqliteWatch& operator=(sto_SqliteWatch const&) = delete;
   ~sto_SqliteWatch();
@@ -25,13 +26,15 @@ class sto_SqliteWatch {
 
  private:
   /// SQLite calls this after so many steps.
-  static constexpr int StepsInCall = 1000;
+  static constexpr int StepsInCall = 100;
   static int Call(void* self) noexcept;
   [[nodiscard]] bool GoesOn() noexcept;
+  void Count();
 
   sto_SqliteConnection& m_Connection;
   sto_Meter* m_Meter;
   int m_StepsInUnit;
+  int m_TicksInUnit;
   int m_Calls = 0; // since the connection has counted
   bool m_IsStopped = false;
 };
