@@ -1,4 +1,6 @@
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 
 #include "tests/support/store/StoreArrays.h"

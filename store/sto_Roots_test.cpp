@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 
 #include "tests/support/store/StoreArrays.h"

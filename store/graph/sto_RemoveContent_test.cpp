@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <iterator>
 #include <map>
 #include <random>
 #include <set>
