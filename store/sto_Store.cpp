@@ -8,6 +8,8 @@
 #include "store/graph/sto_Collector.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
+#include "store/session/sto_DescribeRoot.h"
+#include "store/session/sto_MeterScope.h"
 #include "store/session/sto_OwnTransaction.h"
 #include "store/session/sto_Session.h"
 #include "store/sqlite/sto_SqliteDriver.h"
@@ -66,6 +68,25 @@ void RefuseInObject(sto_Session& session, char const* what) {
     session.Raise(sto_ErrorKind::Misuse, std::string(what) + " while an object is being saved or loaded.");
 }
 
+/// Misuse in a transaction that only reads, and while an object is being saved or loaded.
+void RefuseCollecting(sto_Session& session, char const* what) {
+  if (!session.IsWriting() || session.Save().IsGoingOn() || session.Loaded().InLoad())
+    session.Raise(sto_ErrorKind::Misuse, std::string(what) +
+                                             " in a transaction that only reads, or while an object is being "
+                                             "saved or loaded.");
+}
+
+/// Begins a search for garbage in `parts` parts, each of which passes the store's objects once, and its first part.
+/// Returns the size of each part.
+std::int64_t BeginCollecting(sto_Session& session, sto_MeterScope& meter, int parts) {
+  if (meter.Meter() == nullptr) return 0;
+  if (session.IsWriting()) session.Collections().WriteRecords(); // of collections that this transaction made
+  std::int64_t const objects = session.Driver().ObjectCount();
+  meter.Begin(parts * objects);
+  meter.BeginPart(objects);
+  return objects;
+}
+
 /// Raises why a store was not copied, with the names of both.
 [[noreturn]] void RaiseNotCopied(sto_Session const& session, std::string const& location,
                                  sto_Exception const& failure) {
@@ -99,6 +120,7 @@ sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassR
 
 sto_Session& sto_Store::Session() const {
   if (m_Session == nullptr) sto_Raise(sto_ErrorKind::Misuse, "The store is closed, or was moved from.");
+  m_Session->RefuseInProgress();
   return *m_Session;
 }
 
@@ -115,11 +137,14 @@ bool sto_Store::IsReadOnly() const {
   return Session().Driver().IsReadOnly();
 }
 
-void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject write) {
+void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject write,
+                         sto_Progress const& progress) {
+  sto_MeterScope meter(Session(), progress, sto_Meter::Counts::Writes);
   sto_OwnTransaction transaction(Session(), true, sto_Keeping::Handles);
   if (!Session().IsWriting())
     Session().Raise(sto_ErrorKind::Misuse,
                     "Saving in a transaction that only reads, or while an object is being loaded.");
+  meter.Begin(0);
   Session().Save().Begin(&root);
   try {
     std::int64_t id = 0;
@@ -141,6 +166,7 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
     Session().Save().Check();
     CheckOtherRoots(Session(), root, id);
     Session().Driver().SetRoot(root, id, classOfRoot);
+    meter.End();
     Session().Save().End();
     Session().Identities().NoteRoot(id);
   } catch (...) {
@@ -151,7 +177,9 @@ void sto_Store::SaveWith(std::string_view root, void const* object, WriteObject 
   transaction.Commit();
 }
 
-void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*, cls_ReadVisitor const&)) {
+void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*, cls_ReadVisitor const&),
+                           sto_Progress const& progress) {
+  sto_MeterScope meter(Session(), progress, sto_Meter::Counts::Reads);
   sto_OwnTransaction transaction(Session(), root);
   sto_ReadAhead::Walk const walk(Session().Records().Ahead());
   cls_OneLoad load(Session().Loaded());
@@ -160,6 +188,7 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
   if (!Session().IsGivenOut(*id))
     Session().Raise(sto_ErrorKind::Damaged, "Root " + std::string(root) + " names object " +
                                                 std::to_string(*id) + ", which the store never had.");
+  meter.Begin(1);
   sto_RecordRef record = Session().Records().Read(*id);
   if (record == nullptr)
     Session().Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(*id) + ", which is root " +
@@ -171,6 +200,7 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
   Session().RaiseKept(); // a failure in a destructor during the load
   load.FillPointers();
   Session().RaiseKept();
+  meter.End();
   load.Complete();
   Session().Identities().NoteRoot(*id);
   transaction.Commit();
@@ -180,11 +210,20 @@ bool sto_Store::HasRoot(std::string_view root) {
   return sto_OwnTransaction(Session(), root).Root().has_value();
 }
 
-std::vector<std::string> sto_Store::Roots() {
+std::vector<std::string> sto_Store::Roots(std::string_view prefix) {
   sto_OwnTransaction transaction(Session(), false);
+  sto_Driver& driver = Session().Driver();
+  std::vector<sto_RootRow> roots = prefix.empty() ? driver.Roots() : driver.RootsFrom(prefix);
   std::vector<std::string> names;
-  for (sto_RootRow& root : Session().Driver().Roots()) names.push_back(std::move(root.m_Name));
+  names.reserve(roots.size());
+  for (sto_RootRow& root : roots) names.push_back(std::move(root.m_Name));
   return names;
+}
+
+std::optional<sto_RootDescription> sto_Store::DescribeRoot(std::string_view root) {
+  sto_OwnTransaction const transaction(Session(), root);
+  if (!transaction.Root()) return std::nullopt;
+  return sto_DescribeRoot(Session(), root, *transaction.Root());
 }
 
 bool sto_Store::RemoveRoot(std::string_view root) {
@@ -215,26 +254,55 @@ bool sto_Store::RenameRoot(std::string_view from, std::string_view to) {
   return renamed;
 }
 
-std::int64_t sto_Store::CollectGarbage() {
+std::optional<std::int64_t> sto_Store::RemoveRootAndContent(std::string_view root,
+                                                            sto_Progress const& progress) {
+  sto_Session& session = Session();
+  if (IsReadOnly()) session.Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
+  sto_MeterScope meter(session, progress, sto_Meter::Counts::Parts);
+  sto_OwnTransaction transaction(session, true);
+  RefuseCollecting(session, "Removing a root with its content");
+  std::optional<std::int64_t> const id = session.Driver().FindRoot(root);
+  if (!id) return std::nullopt;
+  std::int64_t const part = BeginCollecting(session, meter, 3);
+  sto_Collector staying(session);
+  staying.Mark(root);
+  meter.BeginPart(part);
+  sto_Collector content(session, &staying);
+  if (!staying.IsMarked(*id)) content.MarkFrom(*id);
+  staying.MarkRest(content);
+  meter.BeginPart(part);
+  std::int64_t const count = staying.Sweep(root);
+  session.Save().Reach().RemoveRoot(root);
+  transaction.Commit();
+  return count;
+}
+
+std::int64_t sto_Store::CollectGarbage(sto_Progress const& progress) {
   if (IsReadOnly()) Session().Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
+  sto_MeterScope meter(Session(), progress, sto_Meter::Counts::Parts);
   sto_OwnTransaction transaction(Session(), true);
-  if (!Session().IsWriting() || Session().Save().IsGoingOn() || Session().Loaded().InLoad())
-    Session().Raise(sto_ErrorKind::Misuse, "Collecting in a transaction that only reads, or while an object "
-                                           "is being saved or loaded.");
+  RefuseCollecting(Session(), "Collecting");
+  std::int64_t const part = BeginCollecting(Session(), meter, 2);
   sto_Collector collector(Session());
   collector.Mark();
+  meter.BeginPart(part);
   std::int64_t const count = collector.Sweep();
   transaction.Commit();
   return count;
 }
 
-std::int64_t sto_Store::CountGarbage() {
+std::int64_t sto_Store::CountGarbage(sto_Progress const& progress) {
+  sto_MeterScope meter(Session(), progress, sto_Meter::Counts::Parts);
   sto_OwnTransaction const transaction(Session(), false);
   if (Session().Save().IsGoingOn() || Session().Loaded().InLoad())
     Session().Raise(sto_ErrorKind::Misuse, "Counting garbage while an object is being saved or loaded.");
+  std::int64_t const part = BeginCollecting(Session(), meter, 2);
   sto_Collector collector(Session());
   collector.Mark();
-  return collector.Count();
+  meter.BeginPart(part);
+  std::int64_t const count = collector.Count();
+  meter.End();
+  return count;
 }
 
 std::vector<sto_SaveEntry> sto_Store::Saves(std::int64_t first) {
@@ -258,8 +326,9 @@ std::int64_t sto_Store::SizeBytes() {
   return Session().Driver().SizeBytes();
 }
 
-void sto_Store::CopyTo(std::string const& location) {
+void sto_Store::CopyTo(std::string const& location, sto_Progress const& progress) {
   sto_Session& session = Session();
+  sto_MeterScope meter(session, progress, sto_Meter::Counts::Parts);
   session.RaiseKept();
   try {
     if (session.IsWriting() || session.Save().IsGoingOn() || session.Loaded().InLoad())
@@ -268,15 +337,20 @@ void sto_Store::CopyTo(std::string const& location) {
     if (!session.InTransaction() && !IsReadOnly())
       session.Close(); // only writes the unwritten changes of arrays
     sto_OwnTransaction const transaction(session, false);
-    session.Driver().CopyTo(location);
+    session.Driver().CopyTo(location, meter.Meter());
   } catch (sto_Exception const& failure) {
+    if (meter.Meter() != nullptr) meter.Meter()->RaiseStopped(); // as it is
     RaiseNotCopied(session, location, failure);
   }
 }
 
-sto_CheckReport sto_Store::Check(sto_CheckDepth depth, std::size_t maxFindings) {
+sto_CheckReport sto_Store::Check(sto_CheckDepth depth, std::size_t maxFindings,
+                                 sto_Progress const& progress) {
   RefuseInObject(Session(), "Checking the store");
-  return sto_CheckStore(Session(), depth, maxFindings);
+  sto_MeterScope meter(Session(), progress, sto_Meter::Counts::Parts);
+  sto_CheckReport report = sto_CheckStore(Session(), depth, maxFindings);
+  meter.End();
+  return report;
 }
 
 sto_Stat sto_Store::Stat(std::size_t maxArrays) {
@@ -287,11 +361,12 @@ sto_Stat sto_Store::Stat(std::size_t maxArrays) {
   return sto_StatMaker(Session(), maxArrays).Make();
 }
 
-void sto_Store::Compact() {
+void sto_Store::Compact(sto_Progress const& progress) {
   RefuseInObject(Session(), "Compacting the store");
   if (Session().InTransaction())
     Session().Raise(sto_ErrorKind::Misuse, "Compacting the store while a transaction is open.");
   if (IsReadOnly()) Session().Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
+  sto_MeterScope meter(Session(), progress, sto_Meter::Counts::Parts);
   Session().Close(); // only writes the unwritten changes of arrays
-  Session().Driver().Compact();
+  Session().Driver().Compact(meter.Meter());
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <typeinfo>
@@ -13,6 +14,8 @@
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "store/base/sto_ClassDescription.h"
 #include "store/base/sto_Exception.h"
+#include "store/base/sto_Progress.h"
+#include "store/base/sto_RootDescription.h"
 #include "store/base/sto_SaveEntry.h"
 #include "store/sto_CheckReport.h"
 #include "store/sto_LoadScope.h"
@@ -141,14 +144,19 @@ class KVL_EXPORT sto_Store {
   ///   objects of one save, and those of two saves of one transaction under different root names;
   /// - Conflict: `root` is a second name for an object that is already a root, and something the save reaches
   ///   has changed. docs/copies-and-identity.md says what is compared;
+  /// - Cancelled: `progress` has cancelled it; see sto_Progress, also in the operations below;
   /// - Busy, ReadOnly, Full, Unavailable.
-  template <class T> void Save(std::string_view root, T const& object) {
-    SaveWith(root, &object, [](void const* untyped, cls_WriteVisitor const& visitor) {
-      auto const& typed = *static_cast<T const*>(untyped);
-      if constexpr (cls_NeedsStartedVisitor<T>)
-        if (visitor.StartWrite(T::TypeId(), typed.Uid()) == 0) return;
-      typed.DBWrite(visitor);
-    });
+  template <class T>
+  void Save(std::string_view root, T const& object, sto_Progress const& progress = sto_Progress()) {
+    SaveWith(
+        root, &object,
+        [](void const* untyped, cls_WriteVisitor const& visitor) {
+          auto const& typed = *static_cast<T const*>(untyped);
+          if constexpr (cls_NeedsStartedVisitor<T>)
+            if (visitor.StartWrite(T::TypeId(), typed.Uid()) == 0) return;
+          typed.DBWrite(visitor);
+        },
+        progress);
   }
 
   /// Builds a new object from what is stored under a root name. The caller owns it; no other object can hold
@@ -161,28 +169,52 @@ class KVL_EXPORT sto_Store {
   /// - Misuse: the object's base classes have changed since it was written, and its stored version has no
   ///   metadata of its own (the message says what to register), or an open sto_LoadScope has the object;
   /// - Damaged, Busy, Unavailable.
-  template <class T> [[nodiscard]] std::unique_ptr<T> Load(std::string_view root) {
+  template <class T>
+  [[nodiscard]] std::unique_ptr<T> Load(std::string_view root,
+                                        sto_Progress const& progress = sto_Progress()) {
     std::unique_ptr<T> object;
-    LoadWith(root, [&object](cls_ReadVisitor const& visitor) { object = cls_ConstructRoot<T>(visitor); });
+    LoadWith(
+        root, [&object](cls_ReadVisitor const& visitor) { object = cls_ConstructRoot<T>(visitor); },
+        progress);
     return object;
   }
 
   /// As Load, for an object that others may hold, or that its own graph leads back to, through members read
   /// with sto_ReadShared. In an open sto_LoadScope that has the object, returns that object.
-  template <class T> [[nodiscard]] std::shared_ptr<T> LoadShared(std::string_view root) {
+  template <class T>
+  [[nodiscard]] std::shared_ptr<T> LoadShared(std::string_view root,
+                                              sto_Progress const& progress = sto_Progress()) {
     std::shared_ptr<T> object;
-    LoadWith(root, [&object](cls_ReadVisitor const& visitor) { object = cls_ConstructShared<T>(visitor); });
+    LoadWith(
+        root, [&object](cls_ReadVisitor const& visitor) { object = cls_ConstructShared<T>(visitor); },
+        progress);
     return object;
   }
 
   /// Whether there is an object under a root name.
   [[nodiscard]] bool HasRoot(std::string_view root);
-  /// All root names, in ascending order of their bytes.
-  [[nodiscard]] std::vector<std::string> Roots();
+  /// All root names, in ascending order of their bytes; only those that begin with `prefix` unless it is empty.
+  /// With a prefix no other names are read. Damaged, Busy, Unavailable.
+  [[nodiscard]] std::vector<std::string> Roots(std::string_view prefix = {});
+  /// What the store knows about a root; empty if there is none. Reads the record of its object, without building the
+  /// object, and the log of saves backwards to the save that last changed the root. The program need not know the
+  /// class. Damaged, Busy, Unavailable.
+  [[nodiscard]] std::optional<sto_RootDescription> DescribeRoot(std::string_view root);
   /// Removes a root name; its object stays in the store without a name. False if there is no such name. Works
   /// in the open transaction, or in one of its own. Misuse if the open transaction only reads; ReadOnly,
   /// Busy, Full, Unavailable.
   bool RemoveRoot(std::string_view root);
+
+  /// Removes a root name, and deletes every object that only it leads to, with its blocks: all or nothing. Returns how
+  /// many objects it deleted; empty if there is no such name. Works in the open transaction, or in one of its own.
+  /// CollectGarbage says what leads to an object. What other roots, and collections and blobs that this session has
+  /// open, lead to stays. Objects that no root leads to even before stay too, with what they lead to, until
+  /// CollectGarbage.
+  ///
+  /// It reads what the roots lead to, and those other objects. Errors and memory: as CollectGarbage; objects that no
+  /// root leads to must be sound too, so collect them first if they are damaged.
+  std::optional<std::int64_t> RemoveRootAndContent(std::string_view root,
+                                                   sto_Progress const& progress = sto_Progress());
 
   /// Renames a root; its object does not change. False if there is no root `from`. Does nothing if both names
   /// are the same. Works in the open transaction, or in one of its own. Conflict if there is a root `to`:
@@ -206,12 +238,12 @@ class KVL_EXPORT sto_Store {
   /// or NewerFormat if an object cannot be read, if one that a root or another object holds is missing, or if
   /// the catalogue does not fit the objects; then nothing is deleted. ReadOnly, Busy, Full, Unavailable.
   /// Memory: one bit for each object that stays, 16 bytes for each that is found but not yet read.
-  std::int64_t CollectGarbage();
+  std::int64_t CollectGarbage(sto_Progress const& progress = sto_Progress());
 
   /// How many objects CollectGarbage would delete now. Deletes nothing, so it also works in a read-only store
   /// and in a transaction that only reads. Works in the open transaction, or in one of its own. Errors and
   /// memory: as CollectGarbage.
-  [[nodiscard]] std::int64_t CountGarbage();
+  [[nodiscard]] std::int64_t CountGarbage(sto_Progress const& progress = sto_Progress());
 
   /// The log of saves: an entry for each committed transaction that changed something, from number `first` on,
   /// ascending. The last entry is the state that the open transaction, or a new one, sees. Empty for a store
@@ -249,7 +281,7 @@ class KVL_EXPORT sto_Store {
   /// Misuse in a transaction that writes, while an object is being saved or loaded, and for a location that
   /// contains a NUL character or ends with -journal, -wal or -shm. Full, Busy, Unavailable (also on a network
   /// file system), and the errors of Close for writing the arrays.
-  void CopyTo(std::string const& location);
+  void CopyTo(std::string const& location, sto_Progress const& progress = sto_Progress());
 
   /// Looks for damage, and returns what it finds; docs/checking-a-store.md says what each finding means. Damage in
   /// the content raises nothing: it is a finding, and the check goes on with the rest where it can. Works in the
@@ -270,7 +302,8 @@ class KVL_EXPORT sto_Store {
   ///
   /// Errors: Misuse while an object is being saved or loaded. Busy, Unavailable. Other sessions cannot commit until
   /// it is done, unless the store has a write-ahead log.
-  [[nodiscard]] sto_CheckReport Check(sto_CheckDepth depth, std::size_t maxFindings = 1000);
+  [[nodiscard]] sto_CheckReport Check(sto_CheckDepth depth, std::size_t maxFindings = 1000,
+                                      sto_Progress const& progress = sto_Progress());
 
   /// What takes room in the store: objects by class, the `maxArrays` largest arrays and blobs, the log, the
   /// catalogue, free pages. Works in the open transaction, or in a read transaction of its own, and in a read-only
@@ -293,7 +326,7 @@ class KVL_EXPORT sto_Store {
   /// Errors: Misuse while a transaction is open, or an object is being saved or loaded. Busy if another session
   /// writes, or reads in a store without a write-ahead log. Damaged, naming what, and nothing is changed. ReadOnly,
   /// Full, Unavailable, and the errors of Close.
-  void Compact();
+  void Compact(sto_Progress const& progress = sto_Progress());
 
  private:
   friend class sto_LoadScope;
@@ -302,20 +335,22 @@ class KVL_EXPORT sto_Store {
   friend cow_CountedHld<cls_AgentProxy> sto_MakeProxy(sto_Store& store, std::string_view root);
   friend void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
 
-  /// Misuse for a store that is closed or moved from.
+  /// Misuse for a store that is closed or moved from, and in a progress function.
   [[nodiscard]] sto_Session& Session() const;
 
   using WriteObject = void (*)(void const* object, cls_WriteVisitor const& visitor);
-  void SaveWith(std::string_view root, void const* object, WriteObject write);
+  void SaveWith(std::string_view root, void const* object, WriteObject write, sto_Progress const& progress);
 
   /// Calls `read` with a visitor for the root's object, in a transaction.
-  template <class Read> void LoadWith(std::string_view root, Read read) {
-    LoadErased(root, &read, [](void* untyped, cls_ReadVisitor const& visitor) {
-      (*static_cast<Read*>(untyped))(visitor);
-    });
+  template <class Read>
+  void LoadWith(std::string_view root, Read read, sto_Progress const& progress = sto_Progress()) {
+    LoadErased(
+        root, &read,
+        [](void* untyped, cls_ReadVisitor const& visitor) { (*static_cast<Read*>(untyped))(visitor); },
+        progress);
   }
-  void LoadErased(std::string_view root, void* read,
-                  void (*call)(void* read, cls_ReadVisitor const& visitor));
+  void LoadErased(std::string_view root, void* read, void (*call)(void* read, cls_ReadVisitor const& visitor),
+                  sto_Progress const& progress);
 
   std::unique_ptr<sto_Session> m_Session; // null once the store is closed or moved from
 };

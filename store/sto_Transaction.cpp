@@ -18,6 +18,7 @@ sto_Session& sto_Transaction::Session() const {
   if (*m_Session == nullptr)
     sto_Raise(sto_ErrorKind::Misuse, "The store was closed before its transaction was committed, which was "
                                      "rolled back: the store must outlive it.");
+  (*m_Session)->RefuseInProgress();
   return **m_Session;
 }
 
@@ -34,7 +35,7 @@ void sto_Transaction::Commit() {
 
 void sto_Transaction::Rollback() noexcept {
   std::shared_ptr<sto_Session*> const session = std::exchange(m_Session, nullptr);
-  if (session != nullptr && *session != nullptr) (*session)->Rollback();
+  if (session != nullptr && *session != nullptr) (*session)->RollbackForProgram();
 }
 
 sto_ReadTransaction::sto_ReadTransaction(sto_Store& store) : m_Session(store.Session().Self()) {
@@ -42,5 +43,5 @@ sto_ReadTransaction::sto_ReadTransaction(sto_Store& store) : m_Session(store.Ses
 }
 
 sto_ReadTransaction::~sto_ReadTransaction() {
-  if (*m_Session != nullptr) (*m_Session)->Rollback();
+  if (*m_Session != nullptr) (*m_Session)->RollbackForProgram();
 }

@@ -13,4 +13,5 @@ enum class sto_ErrorKind : int {
   Conflict = 8,    ///< the request contradicts what is stored: decide which of the two is right
   Unavailable = 9, ///< the system refused (permission, input or output error): see the message
   Misuse = 10,     ///< the calling program is wrong
+  Cancelled = 11,  ///< the operation's progress function has cancelled it
 };

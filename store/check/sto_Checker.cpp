@@ -12,7 +12,7 @@
 #include "store/format/sto_IdCodec.h"
 #include "store/format/sto_MapWalk.h"
 
-sto_Checker::sto_Checker(sto_Driver& driver, sto_CheckReport& report, std::size_t limit)
+sto_Checker::sto_Checker(sto_Driver& driver, sto_CheckReport& report, std::size_t limit, sto_Meter* meter)
     : m_Driver(driver), m_Report(report), m_Results(report, limit), m_Catalogue(m_Results),
       m_Links(m_Results, m_Objects, m_Catalogue),
       m_Blocks(m_Results, {[this](std::int64_t id) { return m_Links.ClassOf(id); },
@@ -20,13 +20,15 @@ sto_Checker::sto_Checker(sto_Driver& driver, sto_CheckReport& report, std::size_
                              return m_Objects.StateOf(id) == sto_CheckObjects::Unreadable ||
                                     (id >= 0 && m_Damaged.Has(id));
                            },
-                           [this](std::int64_t list, std::int64_t element) { HoldElement(list, element); }}) {
-}
+                           [this](std::int64_t list, std::int64_t element) { HoldElement(list, element); }}),
+      m_Work(meter) {}
 
 void sto_Checker::Check(sto_CheckDepth depth, std::int64_t nextId) {
   bool const isFull = depth == sto_CheckDepth::Full;
   std::unique_ptr<sto_StorageWalk> const walk = m_Driver.NewWalk(*this);
-  walk->Structure(isFull);
+  BeginWork(*walk, isFull);
+  walk->Structure(isFull, m_Work.Meter());
+  m_Work.BeginPart(m_ObjectCount);
   walk->Tables();
   m_Catalogue.Finish();
   if (nextId == 0) nextId = m_NextId;
@@ -36,9 +38,34 @@ void sto_Checker::Check(sto_CheckDepth depth, std::int64_t nextId) {
   if (isFull) CheckRecords(*walk);
 }
 
+void sto_Checker::BeginWork(sto_StorageWalk& walk, bool isFull) {
+  if (m_Work.Meter() == nullptr) return;
+  auto const count = [](auto act) -> std::int64_t {
+    try {
+      return act();
+    } catch (sto_Exception const& failure) { // the check finds it
+      if (failure.Kind() != sto_ErrorKind::Damaged) throw;
+      return 0;
+    }
+  };
+  m_ObjectCount = count([this] { return m_Driver.ObjectCount(); });
+  m_BlockRows = count([&] { return walk.BlockRowCount(); });
+  std::int64_t const structure = m_ObjectCount + m_BlockRows;
+  // The objects pass once, their records once, and those that roots lead to twice more to count the others.
+  m_Work.Meter()->Begin(structure + m_ObjectCount + (isFull ? 3 * m_ObjectCount + m_BlockRows : 0));
+  m_Work.BeginPart(structure);
+}
+
+void sto_Checker::TakeBlock(std::int64_t key, sto_ByteView data) {
+  m_Work.Block(key);
+  m_Blocks.Take(key, data);
+}
+
 void sto_Checker::CheckRecords(sto_StorageWalk& walk) {
+  m_Work.BeginPart(m_ObjectCount);
   walk.Records();
   m_Blocks.Begin();
+  m_Work.BeginPart(m_BlockRows);
   walk.Blocks();
   m_Blocks.End();
   m_Links.End();
@@ -69,6 +96,7 @@ void sto_Checker::TakeRoot(std::string_view name, std::int64_t id, unsigned int 
 }
 
 void sto_Checker::TakeObject(sto_ObjectRow const& object) {
+  m_Work.Object();
   ++m_Results.Counts().m_Objects;
   if (object.m_Id < 1 || object.m_Id >= m_Links.NextId())
     ReportObject(object.m_Id, 0, "has an id that the store has not given out", sto_CheckKind::OrphanRow);
@@ -84,6 +112,7 @@ void sto_Checker::TakeUnreadable(std::int64_t first, std::int64_t last) {
 }
 
 void sto_Checker::TakeRecord(std::int64_t id, sto_StoredRecord& record) {
+  m_Work.Object();
   m_Results.Counts().m_BytesRead += static_cast<std::int64_t>(record.m_Bytes.size());
   if (id < 1 || id > sto_Format::MaxObjectId) return; // reported with the objects
   std::swap(m_Record.Stored(), record);

@@ -11,6 +11,7 @@
 #include "store/check/sto_CheckObjects.h"
 #include "store/check/sto_CheckResults.h"
 #include "store/driver/sto_StorageWalk.h"
+#include "store/driver/sto_WalkMeter.h"
 #include "store/format/sto_Record.h"
 
 /// Checks a store: compares all that a walk over its storage shows. See sto_Store::Check.
@@ -19,8 +20,9 @@
 /// list in blocks and each blob, the catalogue, the roots' names. Thread rule: one thread.
 class sto_Checker final : private sto_StorageVisitor {
  public:
-  /// REQUIRES: the arguments live as long as this object.
-  sto_Checker(sto_Driver& driver, sto_CheckReport& report, std::size_t limit);
+  /// `meter`: of the operation, if it has a progress function; null otherwise. REQUIRES: the arguments live as long as
+  /// this object.
+  sto_Checker(sto_Driver& driver, sto_CheckReport& report, std::size_t limit, sto_Meter* meter = nullptr);
 
   /// `nextId`: the id that is given out next in the open transaction; 0: the newest save says it.
   void Check(sto_CheckDepth depth, std::int64_t nextId);
@@ -41,8 +43,10 @@ class sto_Checker final : private sto_StorageVisitor {
   void TakeObject(sto_ObjectRow const& object) override;
   void TakeUnreadable(std::int64_t first, std::int64_t last) override;
   void TakeRecord(std::int64_t id, sto_StoredRecord& record) override;
-  void TakeBlock(std::int64_t key, sto_ByteView data) override { m_Blocks.Take(key, data); }
+  void TakeBlock(std::int64_t key, sto_ByteView data) override;
 
+  /// The first call of the progress function, if there is one.
+  void BeginWork(sto_StorageWalk& walk, bool isFull);
   void CheckRecords(sto_StorageWalk& walk);
   /// Decodes the record that was taken; false if that was reported to be impossible.
   [[nodiscard]] bool Decode(std::int64_t id);
@@ -66,9 +70,11 @@ class sto_Checker final : private sto_StorageVisitor {
   sto_CheckLinks m_Links;
   sto_CheckBlocks m_Blocks;
   std::vector<Root> m_Roots;
-  sto_IdSet m_Damaged;       // objects whose records cannot be read
-  std::int64_t m_NextId = 0; // of the newest save
-  sto_Record m_Record;       // the one that is checked
+  sto_WalkMeter m_Work;
+  std::int64_t m_ObjectCount = 0, m_BlockRows = 0; // expected; 0 if nobody counts the work
+  sto_IdSet m_Damaged;                             // objects whose records cannot be read
+  std::int64_t m_NextId = 0;                       // of the newest save
+  sto_Record m_Record;                             // the one that is checked
   sto_BlockCodec m_Codec;
   sto_Bytes m_Page, m_Restored;    // scratch: a page of a map's directory
   std::vector<std::int64_t> m_Ids; // scratch

@@ -12,7 +12,9 @@ namespace {
 void CountUnreachable(sto_Session& session, sto_CheckReport& report) {
   try {
     sto_Collector collector(session);
+    if (session.Meter() != nullptr) session.Meter()->BeginPart(report.m_Counts.m_Objects);
     collector.Mark();
+    if (session.Meter() != nullptr) session.Meter()->BeginPart(report.m_Counts.m_Objects);
     report.m_Unreachable = collector.Count();
   } catch (sto_Exception const& failure) {
     if (failure.Kind() == sto_ErrorKind::NewerFormat) return;
@@ -27,13 +29,13 @@ void CountUnreachable(sto_Session& session, sto_CheckReport& report) {
 void CheckInTransaction(sto_Session& session, sto_CheckDepth depth, std::size_t limit,
                         sto_CheckReport& report) {
   if (session.IsWriting()) session.Collections().WriteRecords(); // of collections that the transaction made
-  sto_Checker(session.Driver(), report, limit).Check(depth, session.EndOfIds());
+  sto_Checker(session.Driver(), report, limit, session.Meter()).Check(depth, session.EndOfIds());
   if (depth == sto_CheckDepth::Full && report.IsSound()) CountUnreachable(session, report);
 }
 
 /// A transaction of the driver alone, for a store so damaged that the session cannot begin one.
-void CheckWithoutSession(sto_Driver& driver, sto_CheckDepth depth, std::size_t limit,
-                         sto_CheckReport& report) {
+void CheckWithoutSession(sto_Driver& driver, sto_CheckDepth depth, std::size_t limit, sto_CheckReport& report,
+                         sto_Meter* meter) {
   struct Transaction {
     explicit Transaction(sto_Driver& driver) : m_Driver(driver) { driver.BeginWalk(); }
     Transaction(Transaction const&) = delete;
@@ -41,7 +43,7 @@ void CheckWithoutSession(sto_Driver& driver, sto_CheckDepth depth, std::size_t l
     ~Transaction() { m_Driver.Rollback(); }
     sto_Driver& m_Driver;
   } const transaction(driver);
-  sto_Checker(driver, report, limit).Check(depth, 0);
+  sto_Checker(driver, report, limit, meter).Check(depth, 0);
 }
 
 /// Begins a transaction that only reads; false if the store is too damaged for one.
@@ -71,7 +73,7 @@ sto_CheckReport sto_CheckStore(sto_Session& session, sto_CheckDepth depth, std::
     } const end(session);
     CheckInTransaction(session, depth, limit, report);
   } else {
-    CheckWithoutSession(session.Driver(), depth, limit, report);
+    CheckWithoutSession(session.Driver(), depth, limit, report, session.Meter());
   }
   return report;
 }

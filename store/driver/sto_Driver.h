@@ -10,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include "store/base/sto_Meter.h"
 #include "store/base/sto_SaveEntry.h"
 #include "store/format/sto_ChangeList.h"
 #include "store/format/sto_Codec.h"
@@ -195,6 +196,10 @@ class sto_Driver {
   /// The entries of the log from a number on, ascending; none in a store without a log.
   virtual std::vector<sto_SaveEntry> Saves(std::int64_t first) = 0;
 
+  /// The entry of the newest save that changed a root: its name, or the record or the blocks of its object `id`, or
+  /// made the object. Empty if the open transaction has changed it, and in a store without a log.
+  virtual std::optional<sto_SaveEntry> LastChange(std::string_view root, std::int64_t id) = 0;
+
   /// The number of the newest save that the latest transaction has seen or made; 0 in a store without a log.
   /// Needs no transaction.
   [[nodiscard]] virtual std::int64_t NewestSave() const noexcept = 0;
@@ -279,14 +284,16 @@ class sto_Driver {
   virtual bool RenameRoot(std::string_view from, std::string_view to) = 0;
   /// All roots in ascending order of their names' bytes.
   virtual std::vector<sto_RootRow> Roots() = 0;
+  /// Those whose names begin with `prefix`, in the same order. Reads no others, except neighbours.
+  virtual std::vector<sto_RootRow> RootsFrom(std::string_view prefix) = 0;
 
   /// The store's size on its medium, in bytes.
   [[nodiscard]] virtual std::int64_t SizeBytes() = 0;
 
   /// Copies the store, as the open transaction sees it, to a new store of the same kind. All or nothing, and
-  /// durable when it returns. Conflict when something exists at `location`. REQUIRES: a transaction that only
+  /// durable when it returns. Conflict when something exists at `location`. `meter`: counts all of the work; null: nobody asks. REQUIRES: a transaction that only
   /// reads.
-  virtual void CopyTo(std::string const& location) = 0;
+  virtual void CopyTo(std::string const& location, sto_Meter* meter) = 0;
 
   /// As Begin for reading, but also if the log of saves is damaged. Only a walk may then be made.
   virtual void BeginWalk() = 0;
@@ -294,6 +301,7 @@ class sto_Driver {
   /// writes what is in memory. `visitor` must outlive the walk. REQUIRES: no mark is set.
   virtual std::unique_ptr<sto_StorageWalk> NewWalk(sto_StorageVisitor& visitor) = 0;
 
-  /// Gives unused room back and puts the rows in order; see sto_Store::Compact. REQUIRES: no open transaction.
-  virtual void Compact() = 0;
+  /// Gives unused room back and puts the rows in order; see sto_Store::Compact. `meter`: as in CopyTo. REQUIRES: no
+  /// open transaction.
+  virtual void Compact(sto_Meter* meter) = 0;
 };

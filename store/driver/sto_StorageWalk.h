@@ -65,8 +65,9 @@ class sto_StorageWalk {
   sto_StorageWalk& operator=(sto_StorageWalk const&) = delete;
   virtual ~sto_StorageWalk() = default;
 
-  /// Verifies the storage's own structure. `isFull`: all of it, which reads everything.
-  virtual void Structure(bool isFull) = 0;
+  /// Verifies the storage's own structure. `isFull`: all of it, which reads everything. `meter`: counts the work in its
+  /// present part, as well as the storage can; null: nobody asks.
+  virtual void Structure(bool isFull, sto_Meter* meter) = 0;
   /// The header, the log, the catalogue and the roots.
   virtual void Tables() = 0;
   /// Where each object is; does not verify records.
@@ -75,6 +76,8 @@ class sto_StorageWalk {
   /// All blocks, ascending by key.
   virtual void Blocks() = 0;
   virtual void BlockRows() = 0;
+  /// How many rows with blocks there are. Damaged.
+  [[nodiscard]] virtual std::int64_t BlockRowCount() = 0;
   /// Compares the sum over the store with what Tables, Records and Blocks have passed. Empty if the store has no
   /// sum, or not everything could be read. REQUIRES: each of the three was called once.
   virtual std::optional<bool> IsSumRight() = 0;

@@ -39,9 +39,10 @@ class Run {
 
 } // namespace
 
-void sto_Collector::Mark() {
+void sto_Collector::Mark(std::optional<std::string_view> without) {
   sto_ReadAhead::Walk const walk(m_Session.Records().Ahead(), sto_ReadAhead::Follow::References);
   for (auto const& [root, id] : m_Session.Driver().Roots()) {
+    if (root == without) continue;
     if (!m_Session.IsGivenOut(id))
       m_Session.Raise(sto_ErrorKind::Damaged, "Root " + root + " names object " + std::to_string(id) +
                                                   ", which the store never had.");
@@ -53,7 +54,23 @@ void sto_Collector::Mark() {
   VisitAll();
 }
 
+void sto_Collector::MarkFrom(std::int64_t id) {
+  sto_ReadAhead::Walk const walk(m_Session.Records().Ahead(), sto_ReadAhead::Follow::References);
+  Hold(id, 0);
+  VisitAll();
+}
+
+void sto_Collector::MarkRest(sto_Collector const& other) {
+  sto_ReadAhead::Walk const walk(m_Session.Records().Ahead(), sto_ReadAhead::Follow::References);
+  ForEachObject([&](std::int64_t id) {
+    if (m_Met.Has(id) || other.IsMarked(id)) return;
+    Hold(id, 0);
+    VisitAll();
+  });
+}
+
 void sto_Collector::Hold(std::int64_t id, std::int64_t holder) {
+  if (m_Known != nullptr && m_Known->IsMarked(id)) return;
   if (m_Met.Add(id)) m_ToVisit.emplace_back(id, holder);
 }
 
@@ -120,11 +137,13 @@ void sto_Collector::VisitMap(std::int64_t id, sto_MapHeader const& map) {
     visit(sto_MapOfChunk(map, chunk.m_Count, chunks.Read(map, chunk)));
 }
 
-std::int64_t sto_Collector::Sweep() {
+std::int64_t sto_Collector::Sweep(std::optional<std::string_view> root) {
   sto_Driver& driver = m_Session.Driver();
   driver.SetMark();
   try {
     std::int64_t const count = DeleteUnmarked();
+    if (root) driver.RemoveRoot(*root);
+    if (sto_Meter* const meter = m_Session.Meter()) meter->End();
     driver.ReleaseMark();
     return count;
   } catch (...) {
@@ -151,9 +170,16 @@ template <class Take> void sto_Collector::ForEachObject(Take take) {
   }
 }
 
+void sto_Collector::Step() {
+  if (sto_Meter* const meter = m_Session.Meter()) meter->Step();
+}
+
 std::int64_t sto_Collector::Count() {
   std::int64_t count = 0;
-  ForEachObject([&](std::int64_t id) { count += m_Met.Has(id) ? 0 : 1; });
+  ForEachObject([&](std::int64_t id) {
+    count += m_Met.Has(id) ? 0 : 1;
+    Step();
+  });
   return count;
 }
 
@@ -161,6 +187,7 @@ std::int64_t sto_Collector::DeleteUnmarked() {
   std::int64_t count = 0;
   Run run(m_Session);
   ForEachObject([&](std::int64_t id) {
+    Step();
     if (m_Met.Has(id)) return run.End();
     run.Add(id);
     ++count;

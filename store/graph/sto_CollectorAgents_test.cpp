@@ -9,13 +9,13 @@ namespace {
 class StoreCollectorAgents : public StoreGarbageTest {};
 
 /// A container of objects like an application's.
-class Holder : public cls_PC {
+class AgentHolder : public cls_PC {
  public:
-  explicit Holder(cls_AgentListObj* agent) : m_Agent(agent) {
+  explicit AgentHolder(cls_AgentListObj* agent) : m_Agent(agent) {
     m_Agent->AddReference();
     m_Agent->RegisterHolder(this);
   }
-  ~Holder() override { LetGo(); }
+  ~AgentHolder() override { LetGo(); }
   void Flush() const override {}
   void Detach() override {
     Unlink();
@@ -40,10 +40,10 @@ class Holder : public cls_PC {
   cls_AgentListObj* m_Agent;
 };
 
-std::unique_ptr<Holder> OpenList(sto_Store& store) {
-  std::unique_ptr<Holder> holder;
+std::unique_ptr<AgentHolder> OpenList(sto_Store& store) {
+  std::unique_ptr<AgentHolder> holder;
   static_cast<void>(LoadFields(store, [&](cls_ReadVisitor const& visitor) {
-    holder = std::make_unique<Holder>(ReadIn(visitor, "m_Objects")->MakeAgentListObj());
+    holder = std::make_unique<AgentHolder>(ReadIn(visitor, "m_Objects")->MakeAgentListObj());
   }));
   return holder;
 }
@@ -91,7 +91,7 @@ TEST_F(StoreCollectorAgents, OpenListOfObjectsStaysWithItsElements) {
     auto const list = Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid()));
     for (int i = 0; i < 3; ++i) AppendNode(*list, Node(i));
   });
-  std::unique_ptr<Holder> holder = OpenList(store);
+  std::unique_ptr<AgentHolder> holder = OpenList(store);
   store.RemoveRoot("root");
   ExpectCollected(store, 1);
   {
@@ -114,12 +114,12 @@ TEST_F(StoreCollectorAgents, RemovedElementsAreCollected) {
     for (int i = 0; i < 3000; ++i) AppendNode(*list, Node(i));
   });
   {
-    std::unique_ptr<Holder> const holder = OpenList(store);
+    std::unique_ptr<AgentHolder> const holder = OpenList(store);
     (*holder)->SetCount(2500);
     (*holder)->Remove(0);
   }
   ExpectCollected(store, 501);
-  std::unique_ptr<Holder> const holder = OpenList(store);
+  std::unique_ptr<AgentHolder> const holder = OpenList(store);
   ASSERT_EQ((*holder)->Count(), 2499);
   EXPECT_EQ(NodeValue((*holder)->MakeReadObj(0)), 1);
   EXPECT_EQ(NodeValue((*holder)->MakeReadObj(2498)), 2499);
@@ -130,7 +130,7 @@ TEST_F(StoreCollectorAgents, OpenElementIsALoadInProgress) {
   SaveFields(store, [](cls_WriteVisitor const& visitor) {
     AppendNode(*Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid())), Node(1));
   });
-  std::unique_ptr<Holder> const holder = OpenList(store);
+  std::unique_ptr<AgentHolder> const holder = OpenList(store);
   {
     auto const element = Own((*holder)->MakeReadObj(0));
     MessageOf(sto_ErrorKind::Misuse, [&] { store.CollectGarbage(); });
@@ -179,7 +179,7 @@ TEST_F(StoreCollectorAgents, ListOpenInAnotherSessionIsGoneThereAndCannotBeSaved
   SaveFields(store, [](cls_WriteVisitor const& visitor) {
     AppendNode(*Own(visitor.Memento()->MakeFieldWriteListObj(Field("m_Objects"), cls_Uid())), Node(1));
   });
-  std::unique_ptr<Holder> const holder = OpenList(store);
+  std::unique_ptr<AgentHolder> const holder = OpenList(store);
   {
     sto_Store other = Open();
     other.RemoveRoot("bulk");

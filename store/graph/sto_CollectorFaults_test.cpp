@@ -108,4 +108,31 @@ TEST(StoreIdSet, HasWhatWasAdded) {
   for (std::int64_t const id : {2, 62, 65, 4094, 4098, 999'999}) EXPECT_FALSE(set.Has(id)) << id;
 }
 
+TEST_F(StoreCollectorFaults, FailureOfEachCallRemovesARootWithAllOfItsContentOrNothing) {
+  m_Store->CollectGarbage();
+  m_Store->Save("chain", *Node::Chain(50));
+  std::int64_t const before = m_Store->ObjectCount();
+  for (auto const& [undoes, rollbackFails] :
+       {std::pair{false, false}, std::pair{true, false}, std::pair{false, true}}) {
+    int call = 1;
+    for (bool isRemoved = false; !isRemoved; ++call) {
+      SCOPED_TRACE("call " + std::to_string(call));
+      Arm(call, undoes, rollbackFails);
+      try {
+        EXPECT_EQ(m_Store->RemoveRootAndContent("chain"), 50);
+      } catch (sto_Exception const& exception) {
+        EXPECT_EQ(exception.AsString().View(), StoreFaultDriver::Message);
+      }
+      isRemoved = m_Plan.m_FailedCall.empty();
+      Disarm();
+      ASSERT_EQ(m_Store->ObjectCount(), isRemoved ? before - 50 : before) << m_Plan.m_FailedCall;
+      ASSERT_EQ(m_Store->HasRoot("chain"), !isRemoved);
+      ASSERT_EQ(m_Store->CountGarbage(), 0);
+    }
+    EXPECT_GT(call, 60);
+    ExpectKept();
+    m_Store->Save("chain", *Node::Chain(50));
+  }
+}
+
 } // namespace

@@ -22,6 +22,10 @@ sto_RecordInProgress::sto_RecordInProgress(sto_Session& session, std::int64_t id
     session.Raise(sto_ErrorKind::Full, "Objects hold objects more than " +
                                            std::to_string(sto_Format::MaxNesting) + " deep (at " +
                                            Describe() + ").");
+  if (sto_Meter* const meter = session.Meter()) {
+    meter->Found(1);
+    meter->Tick();
+  }
   m_Record->Expect(inUse.LatestShape());
   m_Record->AddPart(inUse.Metadata().ClassId(), inUse.Metadata().Version(), id);
 }
@@ -37,6 +41,7 @@ sto_RecordInProgress::~sto_RecordInProgress() {
     }
   }
   m_Session.Save().Builders().GiveBack(m_Record.release());
+  if (sto_Meter* const meter = m_Session.Meter()) meter->Done();
 }
 
 std::string sto_RecordInProgress::Describe() const {

@@ -1,5 +1,6 @@
 #include "store/session/sto_RecordCache.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -76,7 +77,21 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
                      std::to_string(record->List()->m_Extra.UnitId()) + ", its unit");
   if (sto_NumberedShape const* const shape = record->Shape(); shape == nullptr || !shape->m_IsChecked)
     CheckParts(id, record.Fill());
+  if (sto_Meter* const meter = m_Session.Meter()) Count(*meter, *record);
   return record;
+}
+
+void sto_RecordCache::Count(sto_Meter& meter, sto_Record const& record) {
+  if (meter.What() == sto_Meter::Counts::Writes) return meter.Tick();
+  if (meter.What() == sto_Meter::Counts::Reads) {
+    for (sto_Part const& part : record.Parts())
+      meter.Found(std::ranges::count(part.m_Fields, sto_Format::Object, &sto_Field::m_Tag));
+    if (record.List() && record.List()->m_ElementType == sto_Format::ElementObject)
+      meter.Found(record.List()->m_Count);
+    if (record.Map() && record.Map()->m_ElementType == sto_Format::ElementObject)
+      meter.Found(record.Map()->m_Count);
+  }
+  meter.Step();
 }
 
 void sto_RecordCache::RaiseDamaged(std::int64_t id, sto_Record const& record, std::string const& what) const {

@@ -42,6 +42,8 @@ class sto_RecordCache {
  private:
   /// A record of the cache that is not in use, or a new one.
   [[nodiscard]] sto_RecordRef& SpareRecord();
+  /// Counts an object that was read for a progress function, and those that it holds.
+  static void Count(sto_Meter& meter, sto_Record const& record);
   [[noreturn]] void RaiseDamaged(std::int64_t id, sto_Record const& record, std::string const& what) const;
   /// Compares a record with the catalogue. Damaged if it does not fit; NewerFormat.
   void CheckParts(std::int64_t id, sto_Record& record);

@@ -85,6 +85,10 @@ void sto_Session::ForgetUnusedVersions() {
       [&](std::int64_t id) { return m_Collections.Find(id) != nullptr || blobs.contains(id); });
 }
 
+void sto_Session::RaiseInProgress() const {
+  Raise(sto_ErrorKind::Misuse, "The store is used by the progress function of one of its operations.");
+}
+
 void sto_Session::CheckUse() const {
   if (std::this_thread::get_id() != m_Thread)
     Raise(sto_ErrorKind::Misuse,
@@ -96,6 +100,7 @@ void sto_Session::CheckUse() const {
   if (!*m_RegistrarLives)
     Raise(sto_ErrorKind::Misuse,
           "The class registrar that the store was opened with is gone: it must outlive the store.");
+  RefuseInProgress();
 }
 
 void sto_Session::CheckTransaction() {
@@ -164,6 +169,13 @@ void sto_Session::Rollback() noexcept {
   else
     m_Collections.ForEachTouched(undo);
   m_Collections.ForgetTouched();
+}
+
+void sto_Session::RollbackForProgram() noexcept {
+  if (m_Meter != nullptr && m_Meter->IsInCall())
+    m_Meter->RollBackLater();
+  else
+    Rollback();
 }
 
 void sto_Session::Close() {

@@ -14,6 +14,7 @@
 #include "persist/identity/cls_IdentityMap.h"
 #include "persist/pointers/cls_ObjectSource.h"
 #include "store/base/sto_ErrorKind.h"
+#include "store/base/sto_Meter.h"
 #include "store/base/sto_SourceLine.h"
 #include "store/driver/sto_Driver.h"
 #include "store/format/sto_BlockCodec.h"
@@ -110,6 +111,14 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   /// Whether the session ends now: containers are detached because of that, and not because work is undone.
   [[nodiscard]] bool IsClosing() const noexcept { return m_IsClosing; }
 
+  /// What the running operation counts its work with; null if it has no progress function. See sto_MeterScope.
+  [[nodiscard]] sto_Meter* Meter() const noexcept { return m_Meter; }
+  void SetMeter(sto_Meter* meter) noexcept { m_Meter = meter; }
+  /// Misuse in a progress function of this session.
+  void RefuseInProgress() const {
+    if (m_Meter != nullptr && m_Meter->IsInCall()) RaiseInProgress();
+  }
+
   /// Points to the session, and to null once the session has ended. For objects that may outlive it.
   [[nodiscard]] std::shared_ptr<sto_Session*> const& Self() const noexcept { return m_Self; }
 
@@ -139,6 +148,8 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   void Commit();
   /// Undoes the open transaction in the store and in memory; does nothing if none is open.
   void Rollback() noexcept;
+  /// The same for the program. In a progress function the transaction is undone when the operation ends.
+  void RollbackForProgram() noexcept;
 
   /// Changes whenever another session commits. Sampled when the current (or latest) transaction began.
   [[nodiscard]] std::int64_t ChangeCounter() const noexcept { return m_ChangeCounter; }
@@ -273,6 +284,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   /// Makes the storage hand out more ids. Full if none are left.
   void TakeRange();
   [[noreturn]] void RaiseOver() const;
+  [[noreturn]] void RaiseInProgress() const;
   void NoteCompression(std::int64_t id, unsigned int classId, std::string_view attribute);
   /// Takes notice of what other sessions have committed since the last transaction. `counter`: the store's change
   /// counter now.
@@ -299,6 +311,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   sto_KeptBytes m_KeptBytes;
   sto_BlockCodec m_BlockCodec;
   sto_VerifiedBlocks m_VerifiedBlocks;
+  sto_Meter* m_Meter = nullptr;
   bool m_IsStrict;
   bool m_IsClosing = false; // set by the destructor
   bool m_Compresses;

@@ -69,6 +69,7 @@ std::optional<sto_ByteView> sto_StoredBlocks::TryRead(int index) {
   m_Session.RequireTransaction();
   std::int64_t const key = sto_BlockKey(m_ListId, index);
   m_NextIndex = index + 1;
+  CountRead();
   if (!m_Session.Driver().ReadBlock(key, m_Block)) return std::nullopt;
   return Open(key, m_Block);
 }
@@ -114,6 +115,7 @@ bool sto_StoredBlocks::ReadPlain(std::int64_t key, std::span<std::byte> content)
 void sto_StoredBlocks::ReadInto(int index, std::span<std::byte> content) {
   std::int64_t const key = sto_BlockKey(m_ListId, index);
   m_NextIndex = index + 1;
+  CountRead();
   if (!m_WasCompressed && ReadPlain(key, content)) return;
   std::optional<sto_ByteView> const restored = TryRead(index);
   if (!restored || restored->size() != content.size()) RaiseDamaged(index);
@@ -142,6 +144,7 @@ int sto_StoredBlocks::Pass(int first, int last, void* context, TakeBlock take) {
   RunSink sink(firstKey, [&](std::int64_t key, sto_ByteView stored) {
     std::optional<sto_ByteView> const content = Open(key, stored);
     if (content) take(context, first + static_cast<int>(key - firstKey), *content);
+    CountRead();
     return content.has_value();
   });
   sto_KeyRange const range{firstKey, sto_BlockKey(m_ListId, last)};
@@ -176,6 +179,7 @@ std::vector<sto_Bytes> sto_StoredBlocks::ReadMany(std::span<int const> indexes) 
 
 void sto_StoredBlocks::Write(int index, sto_Bytes& content, bool isThere) {
   std::int64_t const key = sto_BlockKey(m_ListId, index);
+  CountWritten(1);
   Seal(key, content);
   Forget();
   if (isThere)
@@ -187,6 +191,7 @@ void sto_StoredBlocks::Write(int index, sto_Bytes& content, bool isThere) {
 void sto_StoredBlocks::WriteNew(int first, std::span<sto_Bytes> contents) {
   std::int64_t const firstKey = sto_BlockKey(m_ListId, first);
   std::int64_t key = firstKey;
+  CountWritten(contents.size());
   for (sto_Bytes& content : contents) Seal(key++, content);
   Forget();
   m_Session.Driver().WriteBlocks(firstKey, contents);
@@ -204,6 +209,22 @@ void sto_StoredBlocks::DeleteFrom(int first) {
 
 void sto_StoredBlocks::DeleteOf(sto_Session& session, std::int64_t firstId, std::int64_t lastId) {
   session.Driver().DeleteBlocks(sto_BlockKey(firstId, 0), sto_LastBlockKey(lastId));
+}
+
+void sto_StoredBlocks::CountRead() const {
+  if (sto_Meter* const meter = m_Session.Meter()) meter->Tick();
+}
+
+void sto_StoredBlocks::CountWritten(std::size_t blocks) const {
+  sto_Meter* const meter = m_Session.Meter();
+  if (meter == nullptr) return;
+  bool const counts = meter->What() == sto_Meter::Counts::Writes;
+  if (counts) meter->Found(static_cast<std::int64_t>(blocks));
+  for (; blocks > 0; --blocks)
+    if (counts)
+      meter->Step();
+    else
+      meter->Tick();
 }
 
 void sto_StoredBlocks::Forget() noexcept {

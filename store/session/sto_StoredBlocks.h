@@ -105,6 +105,9 @@ class sto_StoredBlocks {
   void Seal(std::int64_t key, sto_Bytes& content);
   /// Reads an uncompressed block to `content`; false if it is missing, damaged or compressed.
   [[nodiscard]] bool ReadPlain(std::int64_t key, std::span<std::byte> content);
+  /// Counts blocks for a progress function.
+  void CountRead() const;
+  void CountWritten(std::size_t blocks) const;
   [[noreturn]] void RaiseDamaged(int index) const;
 
   sto_Session& m_Session;

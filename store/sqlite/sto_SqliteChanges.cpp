@@ -15,6 +15,17 @@ void sto_SqliteChanges::Begin(std::int64_t firstNewId, sto_ContentSum const& sum
   m_HasOther = false;
 }
 
+bool sto_SqliteChanges::Has(std::int64_t id) const noexcept {
+  auto const isIn = [id](std::vector<std::int64_t> const& ids) {
+    return std::ranges::find(ids, id) != ids.end();
+  };
+  return IsNew(id) || isIn(m_List.m_Objects) || isIn(m_List.m_Lists);
+}
+
+bool sto_SqliteChanges::HasRoot(std::string_view name) const noexcept {
+  return std::ranges::find(m_List.m_Roots, name) != m_List.m_Roots.end();
+}
+
 void sto_SqliteChanges::Block(std::int64_t key) {
   List(key >> sto_Format::BlockIndexBits);
 }

@@ -56,6 +56,10 @@ class sto_SqliteChanges {
   void List(std::int64_t id) {
     if (id < m_FirstNewId) Note(m_List.m_Lists, m_Lists, id);
   }
+  /// Whether the record or the blocks of an object have changed, or the object is new.
+  [[nodiscard]] bool Has(std::int64_t id) const noexcept;
+  /// Whether a root that was written has changed.
+  [[nodiscard]] bool HasRoot(std::string_view name) const noexcept;
   /// Whether an id is new in the transaction.
   [[nodiscard]] bool IsNew(std::int64_t id) const noexcept { return id >= m_FirstNewId; }
   /// The block with a key changes.

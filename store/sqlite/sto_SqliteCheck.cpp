@@ -12,11 +12,15 @@
 #include "store/format/sto_Checksum.h"
 #include "store/sqlite/sto_SqliteCheckBlocks.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
+#include "store/sqlite/sto_SqliteWatch.h"
 
 namespace {
 
 /// SQLite's own quick check reads every page: in a quick check it is done for files of at most this size.
 constexpr std::int64_t MaxQuickBytes = 64 << 20;
+
+/// About so many of SQLite's steps check a row.
+constexpr int StepsInUnit = 10;
 
 constexpr std::int64_t Greatest = std::numeric_limits<std::int64_t>::max();
 
@@ -45,7 +49,13 @@ sto_SqliteCheck::sto_SqliteCheck(sto_SqliteConnection& connection, std::int64_t 
   m_Sum.Begin(1, {});
 }
 
-void sto_SqliteCheck::Structure(bool isFull) {
+void sto_SqliteCheck::Structure(bool isFull, sto_Meter* meter) {
+  sto_SqliteWatch const watch(m_Connection, meter, StepsInUnit);
+  CheckStructure(isFull); // takes an interruption for damage
+  watch.RaiseStopped();
+}
+
+void sto_SqliteCheck::CheckStructure(bool isFull) {
   m_Findings.Try(sto_CheckKind::Header, "sqlite_schema", [this] { sto_CheckSqliteSchema(m_Connection); });
   if (!isFull && m_Connection.SizeBytes() > MaxQuickBytes) return;
   m_Findings.Try(sto_CheckKind::Structure, "",
@@ -255,6 +265,10 @@ void sto_SqliteCheck::BlockRows() {
     sto_SqliteStatement::Use use(statement);
     for (use.AllowAllRows(); use.Step();) m_Visitor.TakeBlockRow(use.Integer(0), use.Integer(1));
   });
+}
+
+std::int64_t sto_SqliteCheck::BlockRowCount() {
+  return Number("SELECT count(key) FROM block");
 }
 
 std::optional<bool> sto_SqliteCheck::IsSumRight() {

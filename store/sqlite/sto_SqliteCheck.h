@@ -25,18 +25,21 @@ class sto_SqliteCheck final : public sto_StorageWalk {
   sto_SqliteCheck(sto_SqliteConnection& connection, std::int64_t formatVersion, sto_ByteView uuid,
                   std::optional<Pending> const& pending, sto_StorageVisitor& visitor);
 
-  void Structure(bool isFull) override;
+  void Structure(bool isFull, sto_Meter* meter) override;
   void Tables() override;
   void Objects() override;
   void Records() override;
   void Blocks() override;
   void BlockRows() override;
+  [[nodiscard]] std::int64_t BlockRowCount() override;
   std::optional<bool> IsSumRight() override;
   [[nodiscard]] sto_StorageSizes Sizes() override;
 
  private:
   [[nodiscard]] bool IsOld() const noexcept { return m_FormatVersion <= sto_Format::VersionWithoutShapes; }
   [[nodiscard]] bool HasPacks() const noexcept { return m_FormatVersion > sto_Format::VersionWithoutPacks; }
+  /// Runs SQLite's own check, and looks at the types of the columns and at the places of moved blocks.
+  void CheckStructure(bool isFull);
   /// Runs one of SQLite's own checks.
   void RunPragma(char const* sql);
   /// Reports rows whose values have a type that no store writes.

@@ -5,10 +5,15 @@
 #include <algorithm>
 #include <vector>
 
+#include "store/base/sto_Exception.h"
 #include "store/format/sto_BlockRow.h"
 #include "store/sqlite/sto_SqliteBlocks.h"
+#include "store/sqlite/sto_SqliteWatch.h"
 
 namespace {
+
+/// SQLite takes so many steps to copy a row.
+constexpr int StepsInRow = 4;
 
 void Run(sto_SqliteConnection& connection, char const* sql) {
   sto_SqliteStatement statement(connection, sql);
@@ -99,10 +104,18 @@ void sto_SqliteCompact::ReturnMovedBlocks(sto_SqliteConnection& connection) {
   }
 }
 
-void sto_SqliteCompact::WriteAnew(sto_SqliteConnection& connection) {
+void sto_SqliteCompact::WriteAnew(sto_SqliteConnection& connection, sto_Meter* meter) {
   Permission const permission(connection);
   connection.ForgetSize();
-  Run(connection, "VACUUM");
+  {
+    sto_SqliteWatch const watch(connection, meter, StepsInRow, sto_BlockRow::Blocks);
+    try {
+      Run(connection, "VACUUM");
+    } catch (sto_Exception const&) {
+      watch.RaiseStopped();
+      throw;
+    }
+  }
   connection.ForgetSize();
   // With a write-ahead log, the file shrinks only now. Readers may keep it from that; then the last session that
   // closes does it.

@@ -60,8 +60,8 @@ std::string UriOf(std::string const& path, bool isImmutable) {
   return uri;
 }
 
-int CountCall(void* connectionsCallsLeft) {
-  return --**static_cast<std::int64_t**>(connectionsCallsLeft) < 0 ? 1 : 0;
+int CountCall(void* connection) {
+  return static_cast<sto_SqliteConnection*>(connection)->CountStepsInCall() ? 0 : 1;
 }
 
 } // namespace
@@ -101,7 +101,11 @@ void sto_SqliteConnection::Harden(int busyMilliseconds) {
         std::pair{SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}, std::pair{SQLITE_LIMIT_VARIABLE_NUMBER, 64},
         std::pair{SQLITE_LIMIT_TRIGGER_DEPTH, 1}, std::pair{SQLITE_LIMIT_WORKER_THREADS, 0}})
     sqlite3_limit(m_Handle, limit, value);
-  sqlite3_progress_handler(m_Handle, StepsInCall, CountCall, static_cast<void*>(&m_CallsLeft));
+  CountSteps();
+}
+
+void sto_SqliteConnection::CountSteps() noexcept {
+  sqlite3_progress_handler(m_Handle, StepsInCall, CountCall, this);
 }
 
 std::string sto_SqliteConnection::FullPath() const {

@@ -86,6 +86,11 @@ class sto_SqliteConnection {
     m_CallsLeft = &m_OwnCallsLeft;
   }
 
+  /// Makes SQLite's steps be counted, as they are from the beginning: ends another watch over them.
+  void CountSteps() noexcept;
+  /// For such a watch: StepsInCall steps have been taken. False if they were too many.
+  [[nodiscard]] bool CountStepsInCall() noexcept { return --*m_CallsLeft >= 0; }
+
   /// Raises the failure that a result code means. `isReading`: the operation only read. REQUIRES, to tell a
   /// full disk from other failures: errno was cleared before the operation.
   [[noreturn]] void Raise(int code, bool isReading = false,

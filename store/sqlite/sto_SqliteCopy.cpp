@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include "store/base/sto_Exception.h"
 #include "store/sqlite/sto_FileSystem.h"
@@ -58,6 +59,45 @@ void RestrictAs(std::string const& source, std::string const& copy) noexcept {
   chmod(copy.c_str(), ((from.st_mode & to.st_mode) | Own) & 0777);
 }
 
+/// SQLite's copy of a database to another one.
+class Backup {
+ public:
+  Backup(sto_SqliteConnection& target, sto_SqliteConnection& source)
+      : m_Handle(sqlite3_backup_init(target.Handle(), "main", source.Handle(), "main")) {
+    if (m_Handle == nullptr) target.Raise(sqlite3_extended_errcode(target.Handle()));
+  }
+  Backup(Backup const&) = delete;
+  Backup& operator=(Backup const&) = delete;
+  ~Backup() { static_cast<void>(Finish()); }
+
+  /// Copies so many pages, all if -1; false at the end, and after a failure, which Finish returns.
+  bool Step(int pages) noexcept { return sqlite3_backup_step(m_Handle, pages) == SQLITE_OK; }
+  /// Copies all pages, and counts them.
+  void StepAll(sto_Meter& meter) {
+    bool goesOn = Step(0); // finds out how many there are
+    int const total = sqlite3_backup_pagecount(m_Handle);
+    meter.Begin(total);
+    meter.BeginPart(total);
+    for (int done = 0; goesOn;) {
+      goesOn = Step(PagesAtOnce);
+      int const now = total - sqlite3_backup_remaining(m_Handle);
+      int const error = errno;
+      for (; done < now; ++done) meter.Step();
+      errno = error;
+    }
+  }
+  /// Ends the copy; returns SQLite's result code.
+  int Finish() noexcept {
+    sqlite3_backup* const handle = std::exchange(m_Handle, nullptr);
+    return handle == nullptr ? SQLITE_OK : sqlite3_backup_finish(handle);
+  }
+
+ private:
+  static constexpr int PagesAtOnce = 64;
+
+  sqlite3_backup* m_Handle;
+};
+
 [[noreturn]] void RaiseCopyConflict(std::string const& location) {
   sto_Raise(sto_ErrorKind::Conflict,
             location + ": The file exists already; choose a free name for the copy.");
@@ -85,7 +125,7 @@ void CheckFree(std::string const& location) {
 
 } // namespace
 
-sto_SqliteCopy::sto_SqliteCopy(sto_SqliteConnection& source, std::string const& location)
+sto_SqliteCopy::sto_SqliteCopy(sto_SqliteConnection& source, std::string const& location, sto_Meter* meter)
     : m_Location(location) {
   sto_SqliteFile::CheckNewLocation(location);
   if (std::string const network = sto_NetworkFileSystem(location); !network.empty())
@@ -96,25 +136,27 @@ sto_SqliteCopy::sto_SqliteCopy(sto_SqliteConnection& source, std::string const& 
   CheckFree(location);
   m_Temporary = NameBeside(location);
   try {
-    Make(source);
+    Make(source, meter);
   } catch (...) {
     Remove();
     throw;
   }
 }
 
-void sto_SqliteCopy::Make(sto_SqliteConnection& source) {
+void sto_SqliteCopy::Make(sto_SqliteConnection& source, sto_Meter* meter) {
   sto_SqliteConnection::Opening opening{SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, 0, false};
   opening.m_NameInMessages = m_Location;
   m_Target = std::make_unique<sto_SqliteConnection>(m_Temporary, opening);
   RestrictAs(source.FullPath(), m_Temporary);
   sto_BeginSqlite(*m_Target);
-  sqlite3_backup* const backup = sqlite3_backup_init(m_Target->Handle(), "main", source.Handle(), "main");
-  if (backup == nullptr) m_Target->Raise(sqlite3_extended_errcode(m_Target->Handle()));
+  Backup backup(*m_Target, source);
   errno = 0;
-  sqlite3_backup_step(backup, -1);
+  if (meter == nullptr)
+    backup.Step(-1);
+  else
+    backup.StepAll(*meter);
   int const error = errno; // before ending the backup, which may change it
-  int const code = sqlite3_backup_finish(backup);
+  int const code = backup.Finish();
   errno = error;
   if (code != SQLITE_OK) m_Target->Raise(code);
 }

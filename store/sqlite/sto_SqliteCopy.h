@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "store/base/sto_Meter.h"
 #include "store/sqlite/sto_SqliteConnection.h"
 
 /// Copies a store page by page to a temporary file beside the destination. The copy gets its own name when it
@@ -20,7 +21,8 @@ class sto_SqliteCopy {
  public:
   /// Copies what the open read transaction of `source` sees. Conflict when something exists at `location`;
   /// Misuse for a location with a NUL character; Full; Unavailable, also on a network file system.
-  sto_SqliteCopy(sto_SqliteConnection& source, std::string const& location);
+  /// `meter`: counts the pages; null: nobody asks.
+  sto_SqliteCopy(sto_SqliteConnection& source, std::string const& location, sto_Meter* meter = nullptr);
   sto_SqliteCopy(sto_SqliteCopy const&) = delete;
   sto_SqliteCopy& operator=(sto_SqliteCopy const&) = delete;
   /// Removes the temporary file, unless the copy was published.
@@ -31,7 +33,7 @@ class sto_SqliteCopy {
   void Publish();
 
  private:
-  void Make(sto_SqliteConnection& source);
+  void Make(sto_SqliteConnection& source, sto_Meter* meter);
   void Remove() noexcept;
 
   std::string m_Location;

@@ -189,6 +189,12 @@ std::vector<sto_SaveEntry> sto_SqliteDriver::Saves(std::int64_t first) {
   return IsOld() ? std::vector<sto_SaveEntry>() : m_Saves.Read(first);
 }
 
+std::optional<sto_SaveEntry> sto_SqliteDriver::LastChange(std::string_view root, std::int64_t id) {
+  m_Transaction.CheckUndone();
+  if (IsOld() || m_Changes.Has(id) || m_Roots.HasChanged(root)) return std::nullopt;
+  return m_Saves.LastChange(root, id);
+}
+
 std::optional<sto_ChangeList> sto_SqliteDriver::ChangedSince(std::int64_t save) {
   m_Transaction.CheckUndone();
   return IsOld() ? std::nullopt : m_Saves.ReadChanges(save);
@@ -392,15 +398,20 @@ std::vector<sto_RootRow> sto_SqliteDriver::Roots() {
   m_Transaction.CheckUndone();
   return m_Roots.All();
 }
+std::vector<sto_RootRow> sto_SqliteDriver::RootsFrom(std::string_view prefix) {
+  m_Transaction.CheckUndone();
+  return m_Roots.From(prefix);
+}
 
 std::int64_t sto_SqliteDriver::SizeBytes() {
   m_Transaction.CheckUndone();
   return m_Connection->SizeBytes();
 }
 
-void sto_SqliteDriver::CopyTo(std::string const& location) {
+void sto_SqliteDriver::CopyTo(std::string const& location, sto_Meter* meter) {
   m_Transaction.CheckUndone();
-  sto_SqliteCopy copy(*m_Connection, location);
+  sto_SqliteCopy copy(*m_Connection, location, meter);
   CheckFixedState(); // otherwise the copy may mix two states
+  if (meter != nullptr) meter->End();
   copy.Publish();
 }

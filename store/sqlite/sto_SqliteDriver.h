@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "store/driver/sto_Driver.h"
+#include "store/driver/sto_WalkMeter.h"
 #include "store/sqlite/sto_SqliteBlocks.h"
 #include "store/sqlite/sto_SqliteCatalogue.h"
 #include "store/sqlite/sto_SqliteConnection.h"
@@ -57,6 +58,7 @@ class sto_SqliteDriver : public sto_Driver {
   void RollbackToMark() override;
   void SetNote(std::string_view note) override;
   std::vector<sto_SaveEntry> Saves(std::int64_t first) override;
+  std::optional<sto_SaveEntry> LastChange(std::string_view root, std::int64_t id) override;
   std::int64_t NewestSave() const noexcept override { return m_NewestSave; }
   std::optional<sto_ChangeList> ChangedSince(std::int64_t save) override;
   std::int64_t ChangeCounter() override;
@@ -92,11 +94,12 @@ class sto_SqliteDriver : public sto_Driver {
   bool RemoveRoot(std::string_view name) override;
   bool RenameRoot(std::string_view from, std::string_view to) override;
   std::vector<sto_RootRow> Roots() override;
+  std::vector<sto_RootRow> RootsFrom(std::string_view prefix) override;
   std::int64_t SizeBytes() override;
-  void CopyTo(std::string const& location) override;
+  void CopyTo(std::string const& location, sto_Meter* meter) override;
   void BeginWalk() override;
   std::unique_ptr<sto_StorageWalk> NewWalk(sto_StorageVisitor& visitor) override;
-  void Compact() override;
+  void Compact(sto_Meter* meter) override;
 
  private:
   /// Folds the write-ahead log of a read-only session after its connection is closed.
@@ -118,7 +121,9 @@ class sto_SqliteDriver : public sto_Driver {
   void CheckPlace() const;
   /// Damaged unless all rows fit their checksums, and the sum over the store is right. REQUIRES: an open
   /// transaction.
-  void VerifyRows();
+  void VerifyRows(sto_WalkMeter& work);
+  /// Begins the count of the work of Compact, if anybody asks, and returns the size of each of its three parts.
+  std::int64_t BeginCompactWork(sto_Meter* meter);
   /// Brings a store of an older format to the present one, or raises ReadOnly.
   void BringUpToDate(bool mayUpgrade);
   /// Reads the version and the header if another session has committed since: it may have upgraded the store,

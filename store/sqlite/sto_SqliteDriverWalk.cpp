@@ -11,14 +11,17 @@ namespace {
 /// Raises what a walk finds, and what does not fit its checksum.
 class Verifier final : public sto_StorageVisitor {
  public:
-  explicit Verifier(sto_SqliteConnection const& connection) noexcept : m_Connection(connection) {}
+  Verifier(sto_SqliteConnection const& connection, sto_WalkMeter& work) noexcept
+      : m_Connection(connection), m_Work(work) {}
 
   void Find(sto_CheckFinding&& finding) override { Raise(finding.m_Text); }
   void TakeRecord(std::int64_t id, sto_StoredRecord& record) override {
+    m_Work.Object();
     if (!record.m_IsSound)
       Raise("The record of object " + std::to_string(id) + " does not fit its checksum.");
   }
   void TakeBlock(std::int64_t key, sto_ByteView data) override {
+    m_Work.Block(key);
     if (!sto_BlockCodec::IsSound(key, data))
       Raise("A block of object " + std::to_string(key >> sto_Format::BlockIndexBits) +
             " does not fit its checksum.");
@@ -29,6 +32,7 @@ class Verifier final : public sto_StorageVisitor {
 
  private:
   sto_SqliteConnection const& m_Connection;
+  sto_WalkMeter& m_Work;
 };
 
 } // namespace
@@ -68,8 +72,8 @@ std::unique_ptr<sto_StorageWalk> sto_SqliteDriver::NewWalk(sto_StorageVisitor& v
   return std::make_unique<sto_SqliteCheck>(*m_Connection, m_FormatVersion, m_Header.m_Uuid, pending, visitor);
 }
 
-void sto_SqliteDriver::VerifyRows() {
-  Verifier verifier(*m_Connection);
+void sto_SqliteDriver::VerifyRows(sto_WalkMeter& work) {
+  Verifier verifier(*m_Connection, work);
   std::unique_ptr<sto_StorageWalk> const walk = NewWalk(verifier);
   walk->Tables();
   walk->Objects();
@@ -78,25 +82,45 @@ void sto_SqliteDriver::VerifyRows() {
   if (walk->IsSumRight() != true) verifier.Raise("The sum over the store is not that of its newest save.");
 }
 
-void sto_SqliteDriver::Compact() {
+std::int64_t sto_SqliteDriver::BeginCompactWork(sto_Meter* meter) {
+  if (meter == nullptr) return 0;
+  sto_SqliteStatement statement(*m_Connection, "SELECT count(key) FROM block");
+  sto_SqliteStatement::Use use(statement);
+  std::int64_t const blockRows = use.AllowAllRows().Step() ? use.Integer(0) : 0;
+  std::int64_t const rows = m_Objects.Count() + blockRows;
+  meter->Begin(3 * rows); // verified, copied, verified again
+  meter->BeginPart(rows);
+  return rows;
+}
+
+void sto_SqliteDriver::Compact(sto_Meter* meter) {
+  sto_WalkMeter work(meter);
+  std::int64_t rows = 0;
   Begin({.m_ForWriting = true});
   try {
+    rows = BeginCompactWork(meter);
     sto_SqliteCompact::ReturnMovedBlocks(*m_Connection);
     m_Blocks.Begin(false); // what it knew of moved blocks is over
-    VerifyRows();
+    VerifyRows(work);
     m_Transaction.Commit(); // without an entry in the log: the content is the same
   } catch (...) {
     Rollback();
+    if (meter != nullptr) meter->RaiseStopped(); // as it is, also if it looks like damage
     throw;
   }
   m_Blocks.Close();
   m_Transaction.PrepareAgain(); // SQLite forgets statements when it writes the file anew
-  sto_SqliteCompact::WriteAnew(*m_Connection);
+  work.BeginPart(rows);
+  sto_SqliteCompact::WriteAnew(*m_Connection, meter);
+  if (meter != nullptr) meter->IgnoreAnswers();
+  work.BeginPart(rows);
   Begin({});
   try {
-    VerifyRows();
+    VerifyRows(work);
+    if (meter != nullptr) meter->End();
   } catch (...) {
     Rollback();
+    if (meter != nullptr) meter->RaiseStopped(); // as it is, also if it looks like damage
     throw;
   }
   Rollback();

@@ -84,12 +84,14 @@ TEST_P(StoreNetwork, StoreThatIsWrittenMeanwhileIsNotReadOn) {
 TEST_P(StoreNetwork, StoreIsCopiedToALocalDiskAndNotBack) {
   std::unique_ptr<sto_Driver> const driver = sto_SqliteDriver::Open(Path(), true);
   driver->Begin({});
-  std::string const message = MessageOf(sto_ErrorKind::Unavailable, [&] { driver->CopyTo(Path("copy")); });
+  std::string const message =
+      MessageOf(sto_ErrorKind::Unavailable, [&] { driver->CopyTo(Path("copy"), nullptr); });
   EXPECT_TRUE(Contains(message, "network file system (NFS)") && Contains(message, Path("copy"))) << message;
   sto_SetFileSystemQuery(nullptr);
-  driver->CopyTo(Path("copy"));
+  driver->CopyTo(Path("copy"), nullptr);
   Write("second");
-  MessageOf(sto_ErrorKind::Unavailable, [&] { driver->CopyTo(Path("other")); }); // may mix two states
+  MessageOf(sto_ErrorKind::Unavailable,
+            [&] { driver->CopyTo(Path("other"), nullptr); }); // may mix two states
   driver->Rollback();
   EXPECT_FALSE(std::filesystem::exists(Path("other")));
   EXPECT_EQ(CountRoots(*sto_SqliteDriver::Open(Path("copy"), false)), 1U);

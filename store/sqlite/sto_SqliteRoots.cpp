@@ -86,9 +86,13 @@ sto_SqliteRoots::Found sto_SqliteRoots::Search(std::string_view name) {
     }
     found.m_Next = std::move(row.m_Name);
   }
+  CheckBefore(name);
+  return found;
+}
+
+void sto_SqliteRoots::CheckBefore(std::string_view name) {
   if (sto_SqliteStatement::Use use(m_Before); use.Bind(1, name).Step())
     if (Row const row = RowOf(use); row.m_Name >= name) RaiseAstray(name, row.m_Name);
-  return found;
 }
 
 void sto_SqliteRoots::SetMark() {
@@ -176,4 +180,37 @@ std::vector<sto_RootRow> sto_SqliteRoots::All() {
     if (target) roots.push_back({name, target->m_Id});
   std::ranges::sort(roots, {}, &sto_RootRow::m_Name);
   return roots;
+}
+
+std::vector<sto_RootRow> sto_SqliteRoots::StoredFrom(std::string_view prefix) {
+  std::vector<sto_RootRow> roots;
+  if (m_Checksum) CheckBefore(prefix);
+  sto_SqliteStatement statement(
+      m_Connection, m_Checksum
+                        ? "SELECT name, object_id, class_id, checksum FROM root WHERE name >= ? ORDER BY name"
+                        : "SELECT name, object_id FROM root WHERE name >= ? ORDER BY name");
+  sto_SqliteStatement::Use use(statement);
+  std::string before(prefix);
+  for (use.Bind(1, prefix).AllowAllRows(); use.Step();) {
+    Row row = m_Checksum ? RowOf(use) : Row{use.Text(0), {use.Integer(1), 0}};
+    if (row.m_Name < before) RaiseAstray(before, row.m_Name);
+    if (!row.m_Name.starts_with(prefix)) break; // names are ascending: no later one does
+    before = row.m_Name;
+    if (!m_Pending.contains(row.m_Name)) roots.push_back({std::move(row.m_Name), row.m_Target.m_Id});
+  }
+  return roots;
+}
+
+std::vector<sto_RootRow> sto_SqliteRoots::From(std::string_view prefix) {
+  std::vector<sto_RootRow> roots = StoredFrom(prefix);
+  for (auto at = m_Pending.lower_bound(prefix); at != m_Pending.end() && at->first.starts_with(prefix); ++at)
+    if (at->second) roots.push_back({at->first, at->second->m_Id});
+  std::ranges::sort(roots, {}, &sto_RootRow::m_Name);
+  return roots;
+}
+
+bool sto_SqliteRoots::HasChanged(std::string_view name) {
+  if (m_Noted.HasRoot(name)) return true;
+  auto const pending = m_Pending.find(name);
+  return pending != m_Pending.end() && pending->second != Search(name).m_Target;
 }

@@ -57,6 +57,10 @@ class sto_SqliteRoots {
   bool Rename(std::string_view from, std::string_view to);
   /// All roots in ascending order of their names' bytes.
   [[nodiscard]] std::vector<sto_RootRow> All();
+  /// Those whose names begin with `prefix`, in the same order. Reads their rows and the two beside them. Damaged.
+  [[nodiscard]] std::vector<sto_RootRow> From(std::string_view prefix);
+  /// Whether the open transaction has changed what a name stands for. REQUIRES: the present format.
+  [[nodiscard]] bool HasChanged(std::string_view name);
 
  private:
   using Pending = std::map<std::string, std::optional<sto_RootTarget>, std::less<>>;
@@ -83,6 +87,10 @@ class sto_SqliteRoots {
   [[nodiscard]] std::optional<sto_RootTarget> FindOld(std::string_view name);
   /// The present row of a statement. Damaged if it does not fit its checksum.
   [[nodiscard]] Row RowOf(sto_SqliteStatement::Use const& use);
+  /// The stored roots of From, without those that have changed.
+  [[nodiscard]] std::vector<sto_RootRow> StoredFrom(std::string_view prefix);
+  /// Damaged if the row before a name is not where it belongs: then a search may have gone astray.
+  void CheckBefore(std::string_view name);
   [[nodiscard]] std::int64_t ChecksumOf(std::string_view name, sto_RootTarget const& target);
   void Write(std::string_view name, std::optional<sto_RootTarget> const& before,
              std::optional<sto_RootTarget> const& target);

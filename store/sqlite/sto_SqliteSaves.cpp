@@ -61,6 +61,19 @@ sto_SqliteSaves::Newest const& sto_SqliteSaves::ReadNewest() {
   return *m_Newest;
 }
 
+sto_SaveEntry sto_SqliteSaves::EntryOf(sto_SqliteStatement::Use const& use) {
+  Check(use);
+  sto_SaveEntry entry{use.Integer(0), use.Integer(1), use.Text(2), use.Text(3), use.Integer(4), {}, {}, {}};
+  sto_ChangeList changes;
+  if (!sto_DecodeChanges(use.Bytes(5), changes))
+    sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() + ": Table save is damaged: the changes of save " +
+                                          std::to_string(entry.m_Number) + " are not a list of changes.");
+  entry.m_Objects = std::move(changes.m_Objects);
+  entry.m_Lists = std::move(changes.m_Lists);
+  entry.m_Roots = std::move(changes.m_Roots);
+  return entry;
+}
+
 std::vector<sto_SaveEntry> sto_SqliteSaves::Read(std::int64_t first) {
   std::vector<sto_SaveEntry> entries;
   sto_SqliteStatement statement(
@@ -69,20 +82,25 @@ std::vector<sto_SaveEntry> sto_SqliteSaves::Read(std::int64_t first) {
   sto_SqliteStatement::Use use(statement);
   // From the first one on also what a damaged number has moved before it.
   std::int64_t const from = first <= 1 ? std::numeric_limits<std::int64_t>::min() : first;
-  for (use.Bind(1, from).AllowAllRows(); use.Step();) {
-    Check(use);
-    sto_SaveEntry entry{use.Integer(0), use.Integer(1), use.Text(2), use.Text(3), use.Integer(4), {}, {}, {}};
-    sto_ChangeList changes;
-    if (!sto_DecodeChanges(use.Bytes(5), changes))
-      sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() +
-                                            ": Table save is damaged: the changes of save " +
-                                            std::to_string(entry.m_Number) + " are not a list of changes.");
-    entry.m_Objects = std::move(changes.m_Objects);
-    entry.m_Lists = std::move(changes.m_Lists);
-    entry.m_Roots = std::move(changes.m_Roots);
-    entries.push_back(std::move(entry));
-  }
+  for (use.Bind(1, from).AllowAllRows(); use.Step();) entries.push_back(EntryOf(use));
   return entries;
+}
+
+std::optional<sto_SaveEntry> sto_SqliteSaves::LastChange(std::string_view root, std::int64_t id) {
+  sto_SqliteStatement statement(
+      m_Connection, "SELECT no, at, program, note, next_object_id, changed, sum, checksum FROM save "
+                    "ORDER BY no DESC");
+  sto_SqliteStatement::Use use(statement);
+  std::optional<sto_SaveEntry> later; // the save after the present row's
+  for (use.AllowAllRows(); use.Step();) {
+    sto_SaveEntry entry = EntryOf(use);
+    if (entry.m_NextObjectId <= id) return later; // it has made the object
+    if (std::ranges::binary_search(entry.m_Objects, id) || std::ranges::binary_search(entry.m_Lists, id) ||
+        std::ranges::find(entry.m_Roots, root) != entry.m_Roots.end())
+      return entry;
+    later = std::move(entry);
+  }
+  return later;
 }
 
 std::optional<sto_ChangeList> sto_SqliteSaves::ReadChanges(std::int64_t save) {

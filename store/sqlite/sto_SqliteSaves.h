@@ -36,6 +36,10 @@ class sto_SqliteSaves {
   /// The rows from a number on, ascending. Damaged.
   [[nodiscard]] std::vector<sto_SaveEntry> Read(std::int64_t first);
 
+  /// The newest row that changed a root: its name, or the record or blocks of its object `id`, or made the object.
+  /// Empty if the object is newer than the log. Reads the log backwards to that row. Damaged.
+  [[nodiscard]] std::optional<sto_SaveEntry> LastChange(std::string_view root, std::int64_t id);
+
   /// What the saves after number `save` have changed; empty if a row is missing. Damaged.
   [[nodiscard]] std::optional<sto_ChangeList> ReadChanges(std::int64_t save);
 
@@ -49,6 +53,8 @@ class sto_SqliteSaves {
  private:
   /// Damaged if the present row does not fit its checksum.
   void Check(sto_SqliteStatement::Use const& use);
+  /// The present row. Damaged.
+  [[nodiscard]] sto_SaveEntry EntryOf(sto_SqliteStatement::Use const& use);
 
   sto_SqliteConnection& m_Connection;
   sto_SqliteStatement m_ReadNewest, m_Write;

@@ -41,7 +41,8 @@ TEST_F(Documents, ReadmeProgramNamesAFileThatIsNoStore) {
 }
 
 TEST_F(Documents, HistoryOfUsingStoresIsInTheStore) {
-  ExpectOutput(DOCUMENT_HISTORY, "6000 temperatures, the last 2000\n");
+  ExpectOutput(DOCUMENT_HISTORY, "6000 temperatures, the last 2000\n"
+                                 "analysis/step-1: Result version 1, save 3\nno backup\ncopied\n");
 }
 
 TEST_F(Documents, CopiesWithIdentitiesOfTheirOwnAreTwoObjects) {

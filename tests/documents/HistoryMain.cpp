@@ -3,6 +3,8 @@
 
 #include <cstdio>
 #include <iostream>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include <kvlpersist/collections/cls_ArrayPrim.h>
@@ -55,6 +57,31 @@ void WriteHistory(sto_Store& store, Solver& solver, Result& result, int stepCoun
 #include <blocks/docs/using-stores/histories-that-do-not-fit-into-memory-1>
 }
 
+struct Bar {
+  void Show(std::int64_t done, std::int64_t total) { m_IsFull = done == total; }
+  bool m_IsFull = false;
+};
+
+struct Button {
+  [[nodiscard]] bool IsPressed() const { return m_IsPressed; }
+  bool m_IsPressed = false;
+};
+
+void Copy(sto_Store& store, Bar& bar, Button const& stopButton) {
+#include <blocks/docs/using-stores/progress-1>
+}
+
+void CopyAtSecondTry(sto_Store& store) {
+  Bar bar;
+  Copy(store, bar, {true});
+  Copy(store, bar, {false});
+  std::cout << (bar.m_IsFull ? "copied\n" : "not copied\n");
+}
+
+void List(sto_Store& store) {
+#include <blocks/docs/using-stores/roots-copies-garbage-1>
+}
+
 void Run() {
   cls_ClassRegistrar registrar;
   Result::Declare(registrar);
@@ -63,12 +90,15 @@ void Run() {
     Result result;
     Solver solver;
     store.Save("result", result);
+    store.Save("analysis/step-1", Result());
     WriteHistory(store, solver, result, 2000);
   }
   std::unique_ptr<Result> const stored = store.Load<Result>("result");
   int const count = stored->m_History.Size();
   std::cout << count << " temperatures, the last " << stored->m_History.ConstGet(count - 1) << '\n';
   stored->m_History.Release();
+  List(store);
+  CopyAtSecondTry(store);
 #include <blocks/docs/checking-a-store/checking-a-store-1>
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "examples/heat/mesh/heat_LeftOut.h"
+#include "examples/heat/program/heat_Progress.h"
+#include "examples/shared/exa_StoreProgress.h"
 #include "metadata/cls_ClassRegistrar.h"
 #include "store/sto_Store.h"
 
@@ -41,6 +43,12 @@ class heat_NewStore {
 
 // Opens a store for reading. If a run was killed in the middle of a transaction, rolls that back first.
 sto_Store heat_OpenToRead(std::string const& path);
+
+// Runs a long operation of a store, with a bar on the terminal: `act` gets its progress function.
+template <class Act> auto heat_WithStoreProgress(std::string const& label, Act act) {
+  heat_Progress progress(label);
+  return act(exa_ShowOn(progress));
+}
 
 // The last part of a path.
 std::string heat_FileName(std::string const& path);

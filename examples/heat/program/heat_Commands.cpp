@@ -72,9 +72,8 @@ void heat_Commands::Analyse(std::string const& meshPath, std::string const& stor
   std::shared_ptr<heat_AnalysisModel> const analysis = Solve(meshPath, leftOut);
   heat_NewStore store(storePath);
   heat_Stopwatch const watch;
-  WithProgress("saving " + heat_FileName(storePath), [&](heat_ProgressCall const& progress) {
-    progress(0);
-    store.Store().Save(heat_AnalysisModel::Root, *analysis);
+  heat_WithStoreProgress("saving " + heat_FileName(storePath), [&](sto_Progress const& progress) {
+    store.Store().Save(heat_AnalysisModel::Root, *analysis, progress);
   });
   store.Keep();
   heat_PrintLeftOut(meshPath, leftOut);
@@ -83,14 +82,35 @@ void heat_Commands::Analyse(std::string const& meshPath, std::string const& stor
               heat_Milliseconds(watch.Seconds()).c_str());
 }
 
+void heat_Commands::Backup(std::string const& storePath, std::string const& copyPath) {
+  sto_Options options;
+  options.m_Program = "heat backup";
+  sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadWrite, heat_Classes(), options);
+  std::string const name = heat_FileName(storePath);
+  sto_CheckReport const report =
+      heat_WithStoreProgress("checking " + name, [&](sto_Progress const& progress) {
+        return store.Check(sto_CheckDepth::Full, 1, progress);
+      });
+  if (!report.IsSound())
+    throw heat_ModelError(storePath + " is damaged: " + report.m_Findings.front().m_Text);
+  std::int64_t const deleted = heat_WithStoreProgress(
+      "collecting in " + name, [&](sto_Progress const& progress) { return store.CollectGarbage(progress); });
+  heat_WithStoreProgress("copying " + name,
+                         [&](sto_Progress const& progress) { store.CopyTo(copyPath, progress); });
+  std::printf("%s: sound, %lld objects; %lld unused ones deleted; copied to %s\n", storePath.c_str(),
+              static_cast<long long>(store.ObjectCount()), static_cast<long long>(deleted), copyPath.c_str());
+}
+
 void heat_Commands::Report(std::string const& storePath, std::string const& plotPath) {
   heat_CheckPlotPath(plotPath, storePath);
   heat_Stopwatch const loading;
   sto_Store store = heat_OpenToRead(storePath);
   if (!store.HasRoot(heat_AnalysisModel::Root) && store.HasRoot(heat_TransientModel::Root))
     throw heat_CallError(storePath + ": this is a transient run; show it with heat history " + storePath);
-  std::shared_ptr<heat_AnalysisModel> const analysis =
-      store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root);
+  auto const analysis =
+      heat_WithStoreProgress("loading " + heat_FileName(storePath), [&](sto_Progress const& progress) {
+        return store.LoadShared<heat_AnalysisModel>(heat_AnalysisModel::Root, progress);
+      });
   heat_MeshData const mesh = analysis->Mesh().ToData();
   heat_Problem const problem = analysis->ToProblem();
   std::vector<double> const& temperature = analysis->Solution().Temperature();

@@ -23,6 +23,10 @@ void Analyse(std::string const& meshPath, std::string const& storePath);
 // run.
 void Report(std::string const& storePath, std::string const& plotPath);
 
+// Checks a store of either kind, deletes in it what no root leads to, and copies it to a new file. Existing files are
+// left unchanged, and a failure leaves no copy. Throws heat_ModelError for a damaged store, which is not copied.
+void Backup(std::string const& storePath, std::string const& copyPath);
+
 // The commands for transient runs. With showMemory each also prints the peak memory of the process and the
 // size of the history.
 

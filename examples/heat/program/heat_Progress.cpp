@@ -42,14 +42,25 @@ heat_Progress::~heat_Progress() {
 }
 
 void heat_Progress::Update(double share) {
-  if (!m_Interactive) return;
   auto const percent = std::isnan(share) ? 0 : static_cast<int>(100.0 * std::clamp(share, 0.0, 1.0));
+  if (IsDue(percent)) Draw(Line(m_Label, percent));
+}
+
+void heat_Progress::UpdateCount(std::int64_t done) {
+  if (IsDue(done)) Draw(m_Label + "  " + std::to_string(done));
+}
+
+bool heat_Progress::IsDue(std::int64_t what) {
+  if (!m_Interactive || what == m_Last) return false;
   auto const now = std::chrono::steady_clock::now();
-  if (percent == m_Percent || now < m_Next) return;
-  m_Percent = percent;
+  if (now < m_Next) return false;
+  m_Last = what;
   m_Next = now + redraw;
-  auto const line = Line(m_Label, percent);
-  m_Out << '\r' << line << std::flush;
+  return true;
+}
+
+void heat_Progress::Draw(std::string const& line) {
+  m_Out << '\r' << line << std::string(m_Shown > line.size() ? m_Shown - line.size() : 0, ' ') << std::flush;
   m_Shown = std::max(m_Shown, line.size());
 }
 
@@ -57,7 +68,7 @@ void heat_Progress::Finish() {
   if (m_Shown == 0) return;
   m_Out << '\r' << std::string(m_Shown, ' ') << '\r' << std::flush;
   m_Shown = 0;
-  m_Percent = -1;
+  m_Last = -1;
 }
 
 heat_ProgressCall heat_Progress::Call() {

@@ -3,6 +3,7 @@
 #include "examples/heat/mesh/heat_ProgressCall.h"
 
 #include <chrono>
+#include <cstdint>
 #include <ostream>
 #include <string>
 
@@ -27,6 +28,9 @@ class heat_Progress {
   // Shows the share, clamped to the range 0 to 1; NaN counts as 0.
   void Update(double share);
 
+  // Shows how many things are done of a number that is not known.
+  void UpdateCount(std::int64_t done);
+
   // Erases the line. Later calls of Update show it again.
   void Finish();
 
@@ -34,10 +38,14 @@ class heat_Progress {
   heat_ProgressCall Call();
 
  private:
+  // Whether it is time to show `what`, and it is not shown already.
+  bool IsDue(std::int64_t what);
+  void Draw(std::string const& line);
+
   std::string m_Label;
   std::ostream& m_Out;
   bool m_Interactive;
-  std::size_t m_Shown = 0; // width of the line on the screen
-  int m_Percent = -1;
+  std::size_t m_Shown = 0;  // width of the line on the screen
+  std::int64_t m_Last = -1; // the percentage or the count on the screen
   std::chrono::steady_clock::time_point m_Next;
 };

@@ -82,6 +82,16 @@ TEST(heat_Progress, TakesAnyNumber) {
   }
 }
 
+TEST(heat_Progress, CountsWhereTheWholeIsNotKnown) {
+  std::ostringstream out;
+  {
+    heat_Progress progress("saving", out, true, atOnce);
+    progress.UpdateCount(12000);
+    EXPECT_EQ(Screen(out.str()), "saving  12000");
+  }
+  EXPECT_EQ(Screen(out.str()), "");
+}
+
 TEST(heat_Progress, RedrawsSeldom) {
   std::ostringstream out;
   heat_Progress progress("x", out, true, atOnce);

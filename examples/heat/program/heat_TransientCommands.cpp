@@ -39,7 +39,10 @@ void PrintMemory(std::int64_t elements) {
 std::shared_ptr<heat_TransientModel> LoadRun(sto_Store& store) {
   if (!store.HasRoot(heat_TransientModel::Root))
     throw heat_CallError(store.Location() + ": there is no transient run in this store");
-  auto run = store.LoadShared<heat_TransientModel>(heat_TransientModel::Root);
+  auto run =
+      heat_WithStoreProgress("loading " + heat_FileName(store.Location()), [&](sto_Progress const& progress) {
+        return store.LoadShared<heat_TransientModel>(heat_TransientModel::Root, progress);
+      });
   run->Check();
   return run;
 }
@@ -171,7 +174,9 @@ void heat_Commands::Transient(std::string const& meshPath, std::string const& st
   }();
   heat_NewStore store(storePath);
   sto_Transaction transaction(store.Store());
-  store.Store().Save(heat_TransientModel::Root, *run);
+  heat_WithStoreProgress("saving " + heat_FileName(storePath), [&](sto_Progress const& progress) {
+    store.Store().Save(heat_TransientModel::Root, *run, progress);
+  });
   run->SaveCheckpoint(store.Store());
   transaction.Commit();
   store.Keep();

@@ -93,6 +93,11 @@ int main(int argc, char** argv) {
   history->add_option("--plot", plot, "draw the temperatures to this SVG file");
   addMemory(history);
 
+  CLI::App* const backup =
+      app.add_subcommand("backup", "check a store, delete in it what nothing uses, and copy it");
+  backup->add_option("store", store, "store to copy")->required();
+  backup->add_option("copy", other, "file to make; must not exist")->required();
+
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
@@ -101,6 +106,7 @@ int main(int argc, char** argv) {
   }
   Library const library;
   if (analyse->parsed()) return Run([&] { heat_Commands::Analyse(mesh, store); });
+  if (backup->parsed()) return Run([&] { heat_Commands::Backup(store, other); });
   if (report->parsed()) return Run([&] { heat_Commands::Report(store, plot); });
   if (transient->parsed()) return Run([&] { heat_Commands::Transient(mesh, store, plan, memory); });
   if (resume->parsed()) return Run([&] { heat_Commands::Resume(store, plan.stepCount, memory); });

@@ -71,6 +71,29 @@ TEST_F(HeatProgram, WritesEachSharedObjectOnce) {
   EXPECT_EQ(IntegrityOf(Path("bracket.kvs").string()), "ok");
 }
 
+TEST_F(HeatProgram, BacksUpAStoreThatIsSound) {
+  ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
+  std::string const arguments = "backup " + Path("bracket.kvs").string() + " " + Path("copy.kvs").string();
+  Outcome const backup = Run(arguments);
+  EXPECT_EQ(backup.status, 0) << backup.err;
+  EXPECT_EQ(backup.err, ""); // no bar in a file
+  EXPECT_TRUE(
+      std::regex_search(backup.out, std::regex("bracket.kvs: sound, \\d+ objects; 0 unused ones deleted")))
+      << backup.out;
+  EXPECT_EQ(Run("report " + Path("copy.kvs").string()).status, 0);
+  std::string const before = Contents(Path("copy.kvs"));
+  ExpectOneLine(Run(arguments), 2, "copy.kvs");
+  EXPECT_EQ(Contents(Path("copy.kvs")), before);
+}
+
+TEST_F(HeatProgram, BacksUpNoDamagedStore) {
+  ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
+  SqlFile(Path("bracket.kvs").string()).Run("UPDATE root SET checksum = checksum + 1");
+  ExpectOneLine(Run("backup " + Path("bracket.kvs").string() + " " + Path("copy.kvs").string()), 1,
+                "is damaged");
+  EXPECT_FALSE(fs::exists(Path("copy.kvs")));
+}
+
 TEST_F(HeatProgram, NamesAMissingMesh) {
   ExpectOneLine(Analyse(Path("none.msh").string(), "new.kvs"), 2, "none.msh: there is no such file");
   EXPECT_FALSE(fs::exists(Path("new.kvs")));

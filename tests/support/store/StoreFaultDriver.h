@@ -57,6 +57,10 @@ class StoreFaultDriver : public sto_Driver {
     Step("Saves");
     return m_Real->Saves(first);
   }
+  std::optional<sto_SaveEntry> LastChange(std::string_view root, std::int64_t id) override {
+    Step("LastChange");
+    return m_Real->LastChange(root, id);
+  }
   std::int64_t NewestSave() const noexcept override { return m_Real->NewestSave(); }
   std::optional<sto_ChangeList> ChangedSince(std::int64_t save) override {
     Step("ChangedSince");
@@ -194,13 +198,17 @@ class StoreFaultDriver : public sto_Driver {
     Step("Roots");
     return m_Real->Roots();
   }
+  std::vector<sto_RootRow> RootsFrom(std::string_view prefix) override {
+    Step("RootsFrom");
+    return m_Real->RootsFrom(prefix);
+  }
   std::int64_t SizeBytes() override {
     Step("SizeBytes");
     return m_Real->SizeBytes();
   }
-  void CopyTo(std::string const& location) override {
+  void CopyTo(std::string const& location, sto_Meter* meter) override {
     Step("CopyTo");
-    m_Real->CopyTo(location);
+    m_Real->CopyTo(location, meter);
   }
   void BeginWalk() override {
     Step("BeginWalk");
@@ -210,9 +218,9 @@ class StoreFaultDriver : public sto_Driver {
     Step("NewWalk");
     return m_Real->NewWalk(visitor);
   }
-  void Compact() override {
+  void Compact(sto_Meter* meter) override {
     Step("Compact");
-    m_Real->Compact();
+    m_Real->Compact(meter);
   }
 
  protected:
