@@ -160,6 +160,17 @@ template <class T> class sto_Array {
 
   // --- adding and changing
 
+  /// Says the extents of a row of an array that was stored without them; they are stored when it is saved again. Misuse if
+  /// it has other ones, or if its elements are no whole number of such rows.
+  void SetRows(std::vector<long long> row) {
+    CheckOpen();
+    long long const rowSize = sto_ArrayRowSize(row);
+    if (!m_Shape.m_Row.empty() && m_Shape.m_Row != row) sto_RaiseArrayRows(Home(), rowSize, m_RowSize);
+    if (Size() % rowSize != 0) sto_RaiseArrayRows(Home(), Size(), rowSize);
+    m_Shape.m_Row = std::move(row);
+    m_RowSize = rowSize;
+  }
+
   /// Adds elements at the end: whole rows.
   void Append(std::span<T const> values) {
     auto const count = static_cast<long long>(values.size());

@@ -394,6 +394,27 @@ TEST_F(Arrays, RowsOfAVectorOfArraysAreItsRows) {
   EXPECT_EQ(after->m_Values.Row(1), Numbers(4, 3));
 }
 
+TEST_F(Arrays, GetsRowsThatItWasStoredWithout) {
+  using Before = Series<cls_ArrayPrim<double>, 1>;
+  using After = Series<sto_Array<double>, 2>;
+  {
+    sto_Store store = sto_Store::Open(Path("t.kvs"), sto_Mode::Create, RegistrarOf<Before>());
+    Before before;
+    for (int i = 0; i < 5000; ++i) before.m_Values.Append(i);
+    store.Save("series", before);
+    store.Close();
+  }
+  sto_Store store = sto_Store::Open(Path("t.kvs"), sto_Mode::ReadWrite, RegistrarOf<After>());
+  auto const after = store.Load<After>("series");
+  Misuse([&] { after->m_Values.SetRows({7}); });
+  after->m_Values.SetRows({5, 10});
+  after->m_Values.SetRows({5, 10});
+  Misuse([&] { after->m_Values.SetRows({10, 5}); });
+  EXPECT_EQ(after->m_Values.Row(99), Numbers(4950, 50));
+  store.Save("series", *after);
+  EXPECT_EQ(store.Load<After>("series")->m_Values.Extents(), (std::vector<long long>{100, 5, 10}));
+}
+
 // --- undoing
 
 TEST_F(Arrays, SurvivesAFailedSave) {

@@ -123,11 +123,9 @@ void sto_Session::Commit() {
     if (m_IsWriting) m_Collections.WriteRecords();
     if (m_IsWriting && m_NewIds.HasAny()) m_Driver->SetIdsUsed(m_NewIds.Next());
     m_Driver->Commit();
-  } catch (sto_Exception const& failure) {
-    if (failure.Kind() != sto_ErrorKind::Busy && failure.Kind() != sto_ErrorKind::Conflict)
-      m_Driver->Rollback();
+  } catch (sto_Exception const&) {
     throw;
-  } catch (...) { // what was written so far may be half of something: nobody commits it
+  } catch (...) { // no memory: what was written so far may be half of something, which nobody may commit
     m_Driver->Rollback();
     throw;
   }

@@ -16,7 +16,7 @@ heat_TransientModel::heat_TransientModel(std::string const& name, std::shared_pt
   m_History.Append(start);
 }
 
-void heat_TransientModel::Check() const {
+void heat_TransientModel::Check() {
   Existing(m_Checkpoint, "checkpoint");
   if (!std::isfinite(m_TimeStep) || !(m_TimeStep > 0) || m_Interval < 1)
     throw heat_ModelError("the analysis has no usable time step or checkpoint interval");
@@ -25,6 +25,7 @@ void heat_TransientModel::Check() const {
     throw heat_ModelError("the history has " + std::to_string(m_History.Size()) + " temperatures, but " +
                           std::to_string(NodeCount()) + " nodes have reached step " + std::to_string(Step()) +
                           " of " + std::to_string(StepCount()));
+  m_History.SetRows({NodeCount()});
 }
 
 void heat_TransientModel::SetStepCount(int stepCount) {

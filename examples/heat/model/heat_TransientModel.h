@@ -33,7 +33,7 @@ class heat_CheckpointModel : public heat_ModelPart {
 // transaction must end before the object is destroyed.
 class heat_TransientModel : public heat_AnalysisModel {
  public:
-  KVL_PERSISTED(heat_TransientModel, heat_AnalysisModel, 0x640030, "heat_TransientModel", 1)
+  KVL_PERSISTED(heat_TransientModel, heat_AnalysisModel, 0x640030, "heat_TransientModel", 2)
   static constexpr void Describe(auto& field) {
     field(KVL_F(m_TimeStep));
     field(KVL_F(m_Interval));
@@ -48,8 +48,9 @@ class heat_TransientModel : public heat_AnalysisModel {
                       heat_Problem const& problem, heat_TransientPlan const& plan,
                       std::vector<double> const& start);
 
-  // Throws heat_ModelError if plan, checkpoint, mesh or history contradict each other.
-  void Check() const;
+  // Throws heat_ModelError if plan, checkpoint, mesh or history contradict each other. Then the history has rows, also
+  // that of version 1, which was a bulk array.
+  void Check();
 
   int Step() const { return m_Checkpoint->m_Step; }
   int StepCount() const { return m_Checkpoint->m_StepCount; }
