@@ -6,8 +6,8 @@
 #include <boost/serialization/vector.hpp>
 #include <filesystem>
 
+#include "bench/bench_PlainFile.h"
 #include "bench/objects_ArchiveContenders.h"
-#include "bench/objects_PlainFile.h"
 
 namespace {
 
@@ -68,7 +68,7 @@ class BoostPointers : public objects_Contender {
   }
 
   void Save() override {
-    objects_PlainFile::Save(m_Path, [&](std::ostream& stream) {
+    bench_PlainFile::Save(m_Path, [&](std::ostream& stream) {
       boost::archive::binary_oarchive archive(stream);
       std::size_t const count = m_Saved.size();
       archive << count;
@@ -80,7 +80,7 @@ class BoostPointers : public objects_Contender {
   }
 
   void Load(std::string const& path) override {
-    objects_PlainFile::Load(path, [&](std::istream& stream) {
+    bench_PlainFile::Load(path, [&](std::istream& stream) {
       boost::archive::binary_iarchive archive(stream);
       std::size_t count = 0;
       archive >> count;
@@ -114,14 +114,14 @@ class BoostValues : public objects_Contender {
   }
 
   void Save() override {
-    objects_PlainFile::Save(m_Path, [&](std::ostream& stream) {
+    bench_PlainFile::Save(m_Path, [&](std::ostream& stream) {
       boost::archive::binary_oarchive archive(stream);
       archive << m_Saved;
     });
   }
 
   void Load(std::string const& path) override {
-    objects_PlainFile::Load(path, [&](std::istream& stream) {
+    bench_PlainFile::Load(path, [&](std::istream& stream) {
       boost::archive::binary_iarchive archive(stream);
       archive >> m_Loaded;
     });

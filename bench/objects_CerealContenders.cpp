@@ -6,8 +6,8 @@
 #include <cereal/types/vector.hpp>
 #include <filesystem>
 
+#include "bench/bench_PlainFile.h"
 #include "bench/objects_ArchiveContenders.h"
-#include "bench/objects_PlainFile.h"
 
 namespace {
 
@@ -50,14 +50,14 @@ template <class Object> class CerealContender : public objects_Contender {
   }
 
   void Save() override {
-    objects_PlainFile::Save(m_Path, [&](std::ostream& stream) {
+    bench_PlainFile::Save(m_Path, [&](std::ostream& stream) {
       cereal::PortableBinaryOutputArchive archive(stream);
       archive(m_Saved);
     });
   }
 
   void Load(std::string const& path) override {
-    objects_PlainFile::Load(path, [&](std::istream& stream) {
+    bench_PlainFile::Load(path, [&](std::istream& stream) {
       cereal::PortableBinaryInputArchive archive(stream);
       archive(m_Loaded);
     });

@@ -1,45 +1,13 @@
 #include "bench/objects_FreshProcess.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdio>
-#include <utility>
 
-namespace {
-
-/// The output of this program, run with arguments.
-std::string OutputOf(std::string option, std::string first, std::string second) {
-  int ends[2] = {};
-  objects_Require(::pipe(ends) == 0, "pipe");
-  pid_t const child = ::fork();
-  objects_Require(child >= 0, "fork");
-  if (child == 0) {
-    ::dup2(ends[1], STDOUT_FILENO);
-    ::close(ends[0]);
-    ::close(ends[1]);
-    std::string program = "objects_bench";
-    char* const arguments[] = {program.data(), option.data(), first.data(), second.data(), nullptr};
-    ::execv("/proc/self/exe", arguments);
-    ::_exit(1);
-  }
-  ::close(ends[1]);
-  std::string output;
-  char buffer[256];
-  for (ssize_t length = 0; (length = ::read(ends[0], buffer, sizeof buffer)) > 0;)
-    output.append(buffer, static_cast<std::size_t>(length));
-  ::close(ends[0]);
-  int status = 1;
-  objects_Require(::waitpid(child, &status, 0) == child && status == 0, "loading in a fresh process");
-  return output;
-}
-
-} // namespace
+#include "bench/bench_FreshProcess.h"
 
 double objects_LoadInFreshProcess(std::string const& contender, std::string const& path,
                                   objects_Tally const& expected) {
-  std::string const output = OutputOf(objects_LoadOption, contender, path);
+  std::string const output = bench_OutputOfFreshProcess({objects_LoadOption, contender, path});
   double seconds = 0;
   long long count = 0;
   unsigned long long sum = 0;

@@ -8,7 +8,7 @@
 #include <numeric>
 #include <utility>
 
-#include "bench/objects_PlainFile.h"
+#include "bench/bench_PlainFile.h"
 #include "bench/objects_PlainNote.h"
 
 namespace {
@@ -156,7 +156,7 @@ class Hdf5Contender : public objects_Contender {
   }
   void Save() override {
     Write(CreateFile(m_Path).Get());
-    objects_PlainFile::Synchronise(m_Path);
+    bench_PlainFile::Synchronise(m_Path);
   }
   [[nodiscard]] objects_Tally Loaded() const override { return objects_TallyOf(m_Loaded); }
   void Release() override { std::vector<std::unique_ptr<objects_PlainPart>>().swap(m_Loaded); }

@@ -17,7 +17,7 @@ template <class Library> class oo7_ArchiveFile {
   std::unique_ptr<Library> Open(std::string const& path) {
     m_Path = path;
     auto library = std::make_unique<Library>();
-    oo7_DurableFile::Load(path, [&](std::ifstream& stream) {
+    bench_PlainFile::Load(path, [&](std::ifstream& stream) {
       boost::archive::binary_iarchive archive(stream);
       archive >> *library;
     });

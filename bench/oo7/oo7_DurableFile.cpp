@@ -7,16 +7,10 @@
 
 #include "bench/bench_Program.h"
 
-void oo7_DurableFile::Synchronise(std::string const& path) {
-  int const file = ::open(path.c_str(), O_RDONLY);
-  bench_Require(file >= 0 && ::fsync(file) == 0, "synchronising a file");
-  ::close(file);
-}
-
 void oo7_DurableFile::Rename(std::string const& from, std::string const& to) {
   std::filesystem::rename(from, to);
   std::filesystem::path const folder = std::filesystem::path(to).parent_path();
-  Synchronise(folder.empty() ? "." : folder.string());
+  bench_PlainFile::Synchronise(folder.empty() ? "." : folder.string());
 }
 
 void oo7_DurableFile::Evict(std::string const& path) {

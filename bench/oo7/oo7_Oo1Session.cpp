@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "bench/bench_Figures.h"
+#include "bench/bench_FreshProcess.h"
 #include "bench/oo7/oo7_DurableFile.h"
-#include "bench/oo7/oo7_FreshProcess.h"
 #include "bench/oo7/oo7_Oo1System.h"
 
 namespace {
@@ -72,7 +72,7 @@ Oo1Column Build(Oo1Named const& system, std::vector<oo7_Oo1Part> const& rows, st
 
 Oo1Result Measure(Oo1Column const& column, std::string_view operation, oo7_Oo1Plan const& plan) {
   if (column.m_System->m_HasFile) oo7_DurableFile::Evict(column.m_Path);
-  std::string const output = oo7_OutputOfFreshProcess(
+  std::string const output = bench_OutputOfFreshProcess(
       {oo7_Oo1RepeatOption, std::string(column.m_System->m_Name), std::string(operation),
        std::to_string(plan.m_Parts), column.m_Path, std::to_string(plan.m_Repetitions)});
   Oo1Result result;

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "bench/bench_FreshProcess.h"
 #include "bench/oo7/oo7_DurableFile.h"
-#include "bench/oo7/oo7_FreshProcess.h"
 
 namespace {
 
@@ -65,8 +65,8 @@ class Measurement {
     }
     oo7_DurableFile::Evict(m_Path);
     std::string const output =
-        oo7_OutputOfFreshProcess({oo7_OnceOption, std::string(m_Measured.m_System->m_Name),
-                                  std::string(operation), m_Rows.m_Parameters.m_Name, m_Path});
+        bench_OutputOfFreshProcess({oo7_OnceOption, std::string(m_Measured.m_System->m_Name),
+                                    std::string(operation), m_Rows.m_Parameters.m_Name, m_Path});
     oo7_Run& cold = result.m_Cold;
     bench_Require(std::sscanf(output.c_str(), "%lf %lld %lld %lld %d", &cold.m_Seconds, &cold.m_Tally.m_Count,
                               &cold.m_Tally.m_Sum, &cold.m_Tally.m_State, &result.m_ColdKilobytes) == 5,
@@ -120,7 +120,7 @@ void oo7_RunOnce(std::vector<std::string> const& arguments) {
   oo7_Tally const tally = system->Run(arguments[2]);
   double const seconds = SecondsSince(start);
   std::printf("%.9f %lld %lld %lld %d\n", seconds, tally.m_Count, tally.m_Sum, tally.m_State,
-              oo7_PeakKilobytes());
+              bench_PeakKilobytes());
   system->Close();
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -9,17 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "describe/dsc_Lists.h"
 #include "persist/identity/cls_OwnUid.h"
 #include "store/arrays/sto_ArrayErrors.h"
-#include "store/arrays/sto_ArraySegment.h"
-
-/// The elements of one dimension that sto_Array::Slice copies: `m_Count` of them, each `m_Step` behind the one before.
-struct sto_Range {
-  long long m_First = 0;
-  long long m_Count = 0;
-  long long m_Step = 1;
-};
+#include "store/arrays/sto_ArrayLists.h"
+#include "store/arrays/sto_ArraySlice.h"
 
 /// A large array that is held like a data set: in memory until it is saved, then in the store, block by block.
 ///
@@ -99,9 +90,9 @@ template <class T> class sto_Array {
     cls_MementoRead& memento = *visitor.Memento();
     if (sto_IsListOfLists(memento)) {
       m_Uid = visitor.GetUid();
-      AddLists(memento);
+      m_Lists.LoadAll(memento);
     } else {
-      m_Lists.push_back(std::make_unique<Segment>(visitor));
+      m_Lists.Load(visitor);
     }
     TakeShape({});
   }
@@ -109,16 +100,14 @@ template <class T> class sto_Array {
   /// Leaves an empty array of one dimension behind.
   sto_Array(sto_Array&& other) noexcept
       : m_Lists(std::move(other.m_Lists)), m_Shape(std::exchange(other.m_Shape, {})),
-        m_RowSize(std::exchange(other.m_RowSize, 1)), m_Uid(std::move(other.m_Uid)),
-        m_HasOutgrown(std::exchange(other.m_HasOutgrown, false)) {}
+        m_RowSize(std::exchange(other.m_RowSize, 1)), m_Uid(std::move(other.m_Uid)) {}
   /// The same. What the array had is let go.
   sto_Array& operator=(sto_Array&& other) noexcept {
     if (this == &other) return *this;
-    m_Lists = std::exchange(other.m_Lists, {});
+    m_Lists = sto_ArrayLists<T>(std::move(other.m_Lists));
     m_Shape = std::exchange(other.m_Shape, {});
     m_RowSize = std::exchange(other.m_RowSize, 1);
     m_Uid = std::move(other.m_Uid);
-    m_HasOutgrown = std::exchange(other.m_HasOutgrown, false);
     return *this;
   }
   /// Deleted: elements can be many. Append what Read returns to another array.
@@ -128,19 +117,16 @@ template <class T> class sto_Array {
 
   /// Writes the array through a visitor. For roots.
   void DBWrite(cls_WriteVisitor const& visitor) const {
-    CheckOpen();
+    m_Lists.CheckOpen();
     if (visitor.StartWrite(cls_InternalListTypeId, m_Uid) == 0) return;
-    WriteLists(*visitor.Memento(), 0, PrepareLists(*visitor.Memento()));
+    cls_MementoWrite& memento = *visitor.Memento();
+    m_Lists.SaveAll(memento, 0, m_Lists.PrepareToSave(memento, m_RowSize), m_Shape);
   }
 
   // --- what there is
 
   /// How many elements there are.
-  [[nodiscard]] long long Size() const noexcept {
-    long long size = 0;
-    for (auto const& list : m_Lists) size += list->Size();
-    return size;
-  }
+  [[nodiscard]] long long Size() const noexcept { return m_Lists.Size(); }
   [[nodiscard]] bool IsEmpty() const noexcept { return Size() == 0; }
   /// How many rows there are: the first extent.
   [[nodiscard]] long long Rows() const noexcept { return Size() / m_RowSize; }
@@ -156,14 +142,14 @@ template <class T> class sto_Array {
   /// its class (sto_Store::Describe).
   [[nodiscard]] std::string const& Unit() const noexcept { return m_Shape.m_Unit; }
   /// Whether the elements are in a store.
-  [[nodiscard]] bool IsStored() const noexcept { return !m_Lists.empty() && m_Lists.front()->IsAssociated(); }
+  [[nodiscard]] bool IsStored() const noexcept { return m_Lists.IsStored(); }
 
   // --- adding and changing
 
   /// Says the extents of a row of an array that was stored without them; they are stored when it is saved again. Misuse if
   /// it has other ones, or if its elements are no whole number of such rows.
   void SetRows(std::vector<long long> row) {
-    CheckOpen();
+    m_Lists.CheckOpen();
     long long const rowSize = sto_ArrayRowSize(row);
     if (!m_Shape.m_Row.empty() && m_Shape.m_Row != row) sto_RaiseArrayRows(Home(), rowSize, m_RowSize);
     if (Size() % rowSize != 0) sto_RaiseArrayRows(Home(), Size(), rowSize);
@@ -174,17 +160,9 @@ template <class T> class sto_Array {
   /// Adds elements at the end: whole rows.
   void Append(std::span<T const> values) {
     auto const count = static_cast<long long>(values.size());
-    CheckOpen();
+    m_Lists.CheckOpen();
     if (count % m_RowSize != 0) sto_RaiseArrayRows(Home(), count, m_RowSize);
-    if (count == 0) return;
-    long long const before = Size();
-    PrepareFor(count);
-    try {
-      AtOnce(RoomIn(*m_Lists[LastUsed()]) >= count, values, [&] { AppendToLists(values); });
-    } catch (...) {
-      Truncate(before);
-      throw;
-    }
+    if (count != 0) m_Lists.Append(values, m_RowSize);
   }
   void Append(T const& value) requires(!std::is_same_v<T, bool>) { Append(std::span<T const>(&value, 1)); }
   void Append(bool value) requires std::is_same_v<T, bool> { Append(std::span<bool const>(&value, 1)); }
@@ -192,36 +170,16 @@ template <class T> class sto_Array {
   /// Overwrites the elements from `first` on.
   void Write(long long first, std::span<T const> values) {
     CheckRange(first, static_cast<long long>(values.size()));
-    AtOnce(m_Lists.size() <= 1, values, [&] {
-      ForEachPart(first, values.size(), [&](Segment& list, int from, int count, std::size_t done) {
-        WriteTo(list, from, values.subspan(done, static_cast<std::size_t>(count)));
-      });
-    });
+    m_Lists.Write(first, values);
   }
   void Set(long long index, T const& value) { Write(index, std::span<T const>(&value, 1)); }
 
   /// Writes what is not stored yet. Does nothing in memory.
-  void Flush() {
-    for (auto const& list : m_Lists) {
-      list->Home().CheckOpen();
-      list->Flush();
-    }
-  }
+  void Flush() { m_Lists.Flush(); }
 
   /// Takes over what another session has committed; true if there is anything new. Conflict if the array has changes of
   /// its own that are not stored.
-  bool Refresh() {
-    bool isNew = false;
-    for (auto const& list : m_Lists) {
-      list->Home().CheckOpen();
-      isNew = list->Refresh() != 0 || isNew;
-    }
-    if (isNew && m_Lists.back()->Size() >= ListSize()) {
-      m_HasOutgrown = true;
-      sto_RaiseArrayGrown(*Home());
-    }
-    return isNew;
-  }
+  bool Refresh() { return m_Lists.Refresh(m_RowSize); }
 
   // --- reading
 
@@ -233,9 +191,7 @@ template <class T> class sto_Array {
   /// Copies the elements from `first` on.
   void Read(long long first, std::span<T> values) const {
     CheckRange(first, static_cast<long long>(values.size()));
-    ForEachPart(first, values.size(), [&](Segment const& list, int from, int count, std::size_t done) {
-      ReadFrom(list, from, values.subspan(done, static_cast<std::size_t>(count)));
-    });
+    m_Lists.Read(first, values);
   }
   /// The elements of a row.
   [[nodiscard]] std::vector<T> Row(long long row) const requires(!std::is_same_v<T, bool>) {
@@ -256,27 +212,21 @@ template <class T> class sto_Array {
   /// Copies a part of the array into `values`: of each dimension the elements of its range, row by row. `ranges` has one
   /// range for each extent, and `values` as many elements as there are in them together.
   void Slice(std::span<sto_Range const> ranges, std::span<T> values) const {
+    m_Lists.CheckOpen();
     std::vector<long long> const extents = Extents();
-    CheckRanges(ranges.size());
-    long long count = 1;
-    for (std::size_t i = 0; i < ranges.size(); ++i) {
-      CheckSlice(ranges[i], extents[i]);
-      count *= ranges[i].m_Count;
-    }
+    long long const count = sto_SliceSize(ranges, extents);
     if (count != static_cast<long long>(values.size()))
       sto_RaiseArrayMisuse("A slice of " + std::to_string(count) + " elements is read into " +
                            std::to_string(values.size()) + ".");
-    CopySlice(ranges, extents, 0, values);
+    sto_ForEachRun(ranges, extents, 0, [&](long long first, long long run) {
+      Read(first, values.first(static_cast<std::size_t>(run)));
+      values = values.subspan(static_cast<std::size_t>(run));
+    });
   }
   [[nodiscard]] std::vector<T> Slice(std::vector<sto_Range> const& ranges) const
       requires(!std::is_same_v<T, bool>) {
-    CheckRanges(ranges.size());
-    std::size_t count = 1;
-    for (std::size_t i = 0; i < ranges.size(); ++i) {
-      CheckSlice(ranges[i], i == 0 ? Rows() : m_Shape.m_Row[i - 1]);
-      count *= static_cast<std::size_t>(ranges[i].m_Count);
-    }
-    std::vector<T> values(count);
+    m_Lists.CheckOpen();
+    std::vector<T> values(static_cast<std::size_t>(sto_SliceSize(ranges, Extents())));
     Slice(ranges, values);
     return values;
   }
@@ -310,236 +260,56 @@ template <class T> class sto_Array {
   /// Writes the fields of a member; `more`: of the lists behind the first.
   void WriteFields(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
                    cls_FieldHandle const& more) const {
-    CheckOpen();
-    std::size_t const count = PrepareLists(*visitor.Memento());
-    Segment const& first = *m_Lists.front();
-    first.Save(cls_WriteVisitor(visitor, field, nullptr, &first), m_Shape);
+    m_Lists.CheckOpen();
+    std::size_t const count = m_Lists.PrepareToSave(*visitor.Memento(), m_RowSize);
+    m_Lists.SaveFirst(visitor, field, m_Shape);
     if (count == 1) return;
     cls_WriteVisitor const rest(visitor, more, nullptr, &m_Lists);
     rest.StartWrite(cls_InternalListTypeId, m_Uid);
     rest.CheckCollectionType(COLLECTION_OBJ);
-    if (rest.Memento() != nullptr) WriteLists(*rest.Memento(), 1, count);
+    if (rest.Memento() != nullptr) m_Lists.SaveAll(*rest.Memento(), 1, count, m_Shape);
   }
   void ReadFields(cls_ReadVisitor const& visitor, cls_FieldHandle const& field, cls_FieldHandle const& more) {
     std::vector<long long> const asked = m_Shape.m_Row;
     sto_Array array;
-    array.m_Lists.push_back(std::make_unique<Segment>(cls_ReadVisitor(visitor, field)));
+    array.m_Lists.Load(cls_ReadVisitor(visitor, field));
     if (visitor.DataIsPresent(more) != 0) {
       cls_ReadVisitor const rest(visitor, more);
       array.m_Uid = rest.GetUid();
-      array.AddLists(*rest.Memento());
+      array.m_Lists.LoadAll(*rest.Memento());
     }
     array.TakeShape(asked, field.Name().View());
     *this = std::move(array);
   }
 
  private:
-  using Segment = sto_ArraySegment<Plain>;
-  static constexpr bool IsPlain = std::is_same_v<T, Plain>;
   static constexpr long long ReadAtOnce = 16 * 2048; ///< elements, of whole blocks
-  static constexpr std::size_t ConvertedAtOnce = 2048;
 
-  [[nodiscard]] sto_ArrayHome const* Home() const noexcept {
-    return m_Lists.empty() ? nullptr : &m_Lists.front()->Home();
-  }
-  void CheckOpen() const {
-    if (!m_Lists.empty()) Home()->CheckOpen();
-  }
+  [[nodiscard]] sto_ArrayHome const* Home() const noexcept { return m_Lists.Home(); }
   void CheckRange(long long first, long long count) const {
-    CheckOpen();
+    m_Lists.CheckOpen();
     long long const size = Size();
     if (first < 0 || count < 0 || first > size - count) sto_RaiseArrayRange(Home(), first, count, size);
   }
   void CheckRow(long long row) const {
-    CheckOpen();
+    m_Lists.CheckOpen();
     if (row < 0 || row >= Rows()) sto_RaiseArrayRow(Home(), row, Rows());
   }
-  void CheckRanges(std::size_t count) const {
-    CheckOpen();
-    if (count != 1 + m_Shape.m_Row.size())
-      sto_RaiseArrayMisuse("A slice of an array needs one range for each of its dimensions.");
-  }
-  static void CheckSlice(sto_Range const& range, long long extent) {
-    bool const isInside =
-        range.m_First >= 0 && range.m_Count >= 0 && range.m_Step > 0 &&
-        (range.m_Count == 0 ||
-         (range.m_First < extent && range.m_Count - 1 <= (extent - 1 - range.m_First) / range.m_Step));
-    if (!isInside)
-      sto_RaiseArrayMisuse("A range of a slice has " + std::to_string(range.m_Count) + " elements from " +
-                           std::to_string(range.m_First) + " on in steps of " + std::to_string(range.m_Step) +
-                           ", which an extent of " + std::to_string(extent) + " does not have.");
-  }
 
-  /// Calls `act(list, first, count, done)` with each list that has some of the elements. REQUIRES: they are there.
-  template <class Act> void ForEachPart(long long first, std::size_t count, Act act) const {
-    std::size_t done = 0;
-    for (auto const& list : m_Lists) {
-      if (done == count) return;
-      long long const size = list->Size();
-      if (first >= size) {
-        first -= size;
-        continue;
-      }
-      auto const part = static_cast<int>(std::min(size - first, static_cast<long long>(count - done)));
-      act(*list, static_cast<int>(first), part, done);
-      done += static_cast<std::size_t>(part);
-      first = 0;
-    }
-  }
-
-  /// Changes elements: all of them, or none if it raises. What one list gets at once is that already.
-  template <class Act> void AtOnce(bool isOneList, std::span<T const> values, Act act) {
-    if (!IsStored() || (isOneList && (IsPlain || values.size() <= ConvertedAtOnce))) return act();
-    m_Lists.front()->Home().InTransaction(act);
-  }
-
-  static void WriteTo(Segment& list, int first, std::span<T const> values) {
-    if constexpr (IsPlain) {
-      list.Write(first, static_cast<int>(values.size()), values.data());
-    } else {
-      Convert(values, [&](int done, std::vector<Plain> const& plain) {
-        list.Write(first + done, static_cast<int>(plain.size()), plain.data());
-      });
-    }
-  }
-  static void AppendTo(Segment& list, std::span<T const> values) {
-    if constexpr (IsPlain)
-      list.Append(values.data(), static_cast<int>(values.size()));
-    else
-      Convert(values, [&](int, std::vector<Plain> const& plain) {
-        list.Append(plain.data(), static_cast<int>(plain.size()));
-      });
-  }
-  static void ReadFrom(Segment const& list, int first, std::span<T> values) {
-    if constexpr (IsPlain) {
-      list.Read(first, static_cast<int>(values.size()), values.data());
-    } else {
-      std::vector<Plain> plain(std::min(values.size(), ConvertedAtOnce));
-      for (std::size_t done = 0; done < values.size();) {
-        std::size_t const part = std::min(values.size() - done, plain.size());
-        list.Read(first + static_cast<int>(done), static_cast<int>(part), plain.data());
-        for (std::size_t i = 0; i < part; ++i)
-          values[done + i] = dsc_FromPlain<T>(plain[i], dsc_Where{"", {}});
-        done += part;
-      }
-    }
-  }
-  template <class Act> static void Convert(std::span<T const> values, Act act) {
-    std::vector<Plain> plain;
-    plain.reserve(std::min(values.size(), ConvertedAtOnce));
-    for (std::size_t done = 0; done < values.size(); done += plain.size()) {
-      plain.clear();
-      for (T const& value : values.subspan(done, std::min(values.size() - done, ConvertedAtOnce)))
-        plain.push_back(dsc_ToPlain<Plain>(value));
-      act(static_cast<int>(done), plain);
-    }
-  }
-
-  /// Makes room for elements behind the last one, before anything is changed.
-  void PrepareFor(long long count) {
-    if (m_Lists.empty()) m_Lists.push_back(std::make_unique<Segment>());
-    if (m_HasOutgrown) sto_RaiseArrayGrown(*Home());
-    long long room = 0;
-    bool const isStored = IsStored();
-    for (std::size_t i = LastUsed(); i < m_Lists.size();
-         ++i) // a save that was undone leaves a list in memory
-      if (m_Lists[i]->IsAssociated() == isStored) room += RoomIn(*m_Lists[i]);
-    if (room < count && isStored) sto_RaiseArrayFull(m_Lists.front()->Home());
-    for (; room < count; room += ListSize()) m_Lists.push_back(std::make_unique<Segment>());
-  }
-  /// How many elements a list may have: whole rows.
-  [[nodiscard]] long long ListSize() const noexcept {
-    return std::max<long long>(1, sto_ArrayListSize() / m_RowSize) * m_RowSize;
-  }
-  [[nodiscard]] long long RoomIn(Segment const& list) const noexcept {
-    return std::max<long long>(0, ListSize() - list.Size());
-  }
-  /// The list that has the last element; 0 if there is none.
-  [[nodiscard]] std::size_t LastUsed() const noexcept {
-    std::size_t last = m_Lists.size();
-    while (last > 1 && m_Lists[last - 1]->Size() == 0) --last;
-    return last == 0 ? 0 : last - 1;
-  }
-  void AppendToLists(std::span<T const> values) {
-    for (std::size_t i = LastUsed(); !values.empty(); ++i) {
-      auto const part =
-          static_cast<std::size_t>(std::min(RoomIn(*m_Lists[i]), static_cast<long long>(values.size())));
-      if (part != 0) AppendTo(*m_Lists[i], values.first(part));
-      values = values.subspan(part);
-    }
-  }
-  void Truncate(long long size) noexcept {
-    for (auto const& list : m_Lists) {
-      list->SetLength(static_cast<int>(std::min<long long>(list->Size(), size)));
-      size -= list->Size();
-    }
-  }
-
-  /// How many lists are to be written. Makes the first list, and one behind the last if that is more than half full: so
-  /// that there is one when it is needed. An array that is in another store is copied as it is. Const, because it changes
-  /// no element. Conflict if another session has added elements.
-  [[nodiscard]] std::size_t PrepareLists(cls_MementoWrite const& memento) const {
-    if (m_Lists.empty()) m_Lists.push_back(std::make_unique<Segment>());
-    if (IsStored() && !Home()->IsIn(memento)) return LastUsed() + 1;
-    if (IsStored()) CheckLength();
-    if (LastUsed() + 1 == m_Lists.size() && m_Lists.back()->Size() > ListSize() / 2)
-      m_Lists.push_back(std::make_unique<Segment>());
-    return m_Lists.size();
-  }
-  void CheckLength() const {
-    if (m_HasOutgrown) sto_RaiseArrayGrown(*Home());
-    for (auto const& list : m_Lists)
-      if (list->IsAssociated()) list->CheckLength();
-  }
-  void WriteLists(cls_MementoWrite& memento, std::size_t first, std::size_t end) const {
-    cls_Received<cls_WriteListObj> const builder(memento.MakeWriteListObj());
-    for (std::size_t i = first; i < end; ++i) {
-      cls_WriteRequestListObj const request(builder.get());
-      m_Lists[i]->Save(cls_WriteVisitor(request, m_Lists[i].get()), m_Shape);
-    }
-  }
-  void AddLists(cls_MementoRead& memento) {
-    cls_Received<cls_ReadListObj> const cursor(memento.MakeReadListObj());
-    while (cursor->More() != 0) m_Lists.push_back(std::make_unique<Segment>(cls_ReadVisitor(cursor->Next())));
-  }
   /// Takes the shape of the stored lists. `asked`: the one that is expected; none: any. WrongClass.
   void TakeShape(std::vector<long long> const& asked, std::string_view field = {}) {
-    if (m_Lists.empty()) return;
-    m_Shape = m_Lists.front()->Shape();
+    if (m_Lists.IsEmpty()) return;
+    m_Shape = m_Lists.Shape();
     if (m_Shape.m_Row.empty() && !asked.empty() && Size() % sto_ArrayRowSize(asked) == 0)
       m_Shape.m_Row = asked; // elements that were stored without a shape
-    if (!asked.empty() && asked != m_Shape.m_Row)
-      sto_RaiseArrayShape(m_Lists.front()->Home(), field, m_Shape.m_Row, asked);
+    if (!asked.empty() && asked != m_Shape.m_Row) sto_RaiseArrayShape(*Home(), field, m_Shape.m_Row, asked);
     m_RowSize = sto_ArrayRowSize(m_Shape.m_Row);
   }
 
-  void CopySlice(std::span<sto_Range const> ranges, std::span<long long const> extents, long long at,
-                 std::span<T>& values) const {
-    sto_Range const& range = ranges.front();
-    bool const isLast = ranges.size() == 1;
-    if (isLast && range.m_Step == 1) {
-      auto const count = static_cast<std::size_t>(range.m_Count);
-      Read(at + range.m_First, values.first(count));
-      values = values.subspan(count);
-      return;
-    }
-    for (long long i = 0; i < range.m_Count; ++i) {
-      long long const index = at + range.m_First + i * range.m_Step;
-      if (isLast) {
-        Read(index, values.first(1));
-        values = values.subspan(1);
-      } else {
-        CopySlice(ranges.subspan(1), extents.subspan(1), index * extents[1], values);
-      }
-    }
-  }
-
-  // Mutable: saving makes lists. Empty: no element yet.
-  mutable std::vector<std::unique_ptr<Segment>> m_Lists;
+  mutable sto_ArrayLists<T> m_Lists; // saving, which is const, may add an empty one
   cls_ListShape m_Shape;
   long long m_RowSize = 1;
-  cls_OwnUid m_Uid;           // of the list of lists, if there is one
-  bool m_HasOutgrown = false; // another session has filled the last list, and there may be further ones
+  cls_OwnUid m_Uid; // of the list of lists, if there is one
 };
 
 /// A member is the list of its elements; `.more` has the lists behind the first one.

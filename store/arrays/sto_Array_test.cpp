@@ -334,17 +334,20 @@ template <class Member, int Version> class Series {
   Member m_Values;
 };
 
-TEST_F(Arrays, OpensWhatABulkArrayHasStored) {
+/// Saves 5000 numbers in a cls_ArrayPrim, as a member and as a root.
+void SaveBulkArray(std::string const& path) {
   using Before = Series<cls_ArrayPrim<double>, 1>;
+  sto_Store store = sto_Store::Open(path, sto_Mode::Create, RegistrarOf<Before>());
+  Before before;
+  for (int i = 0; i < 5000; ++i) before.m_Values.Append(i);
+  store.Save("series", before);
+  store.Save("alone", before.m_Values);
+  store.Close();
+}
+
+TEST_F(Arrays, OpensWhatABulkArrayHasStored) {
   using After = Series<sto_Array<double>, 2>;
-  {
-    sto_Store store = sto_Store::Open(Path("t.kvs"), sto_Mode::Create, RegistrarOf<Before>());
-    Before before;
-    for (int i = 0; i < 5000; ++i) before.m_Values.Append(i);
-    store.Save("series", before);
-    store.Save("alone", before.m_Values);
-    store.Close();
-  }
+  SaveBulkArray(Path("t.kvs"));
   sto_Store store = sto_Store::Open(Path("t.kvs"), sto_Mode::ReadWrite, RegistrarOf<After>());
   auto const after = store.Load<After>("series");
   EXPECT_EQ(after->m_Values.Slice({{0, 5000}}), Numbers(0, 5000));
@@ -395,15 +398,8 @@ TEST_F(Arrays, RowsOfAVectorOfArraysAreItsRows) {
 }
 
 TEST_F(Arrays, GetsRowsThatItWasStoredWithout) {
-  using Before = Series<cls_ArrayPrim<double>, 1>;
   using After = Series<sto_Array<double>, 2>;
-  {
-    sto_Store store = sto_Store::Open(Path("t.kvs"), sto_Mode::Create, RegistrarOf<Before>());
-    Before before;
-    for (int i = 0; i < 5000; ++i) before.m_Values.Append(i);
-    store.Save("series", before);
-    store.Close();
-  }
+  SaveBulkArray(Path("t.kvs"));
   sto_Store store = sto_Store::Open(Path("t.kvs"), sto_Mode::ReadWrite, RegistrarOf<After>());
   auto const after = store.Load<After>("series");
   Misuse([&] { after->m_Values.SetRows({7}); });

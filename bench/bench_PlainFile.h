@@ -5,7 +5,7 @@
 #include <vector>
 
 /// A file that is written once through a stream and then synchronised.
-class objects_PlainFile {
+class bench_PlainFile {
  public:
   /// Calls `write` with a stream to a new file; returns when the content is durable.
   template <class Write> static void Save(std::string const& path, Write write) {
@@ -19,7 +19,7 @@ class objects_PlainFile {
     Synchronise(path);
   }
 
-  /// Returns when what was written to the file is durable.
+  /// Returns when what was written to the file, or folder, is durable.
   static void Synchronise(std::string const& path);
 
   /// Calls `read` with a stream from the file.

@@ -1,4 +1,4 @@
-#include "bench/oo7/oo7_FreshProcess.h"
+#include "bench/bench_FreshProcess.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,8 +8,8 @@
 
 #include "bench/bench_Program.h"
 
-std::string oo7_OutputOfFreshProcess(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), "oo7_bench");
+std::string bench_OutputOfFreshProcess(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), "fresh process");
   std::vector<char*> pointers;
   pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
@@ -36,7 +36,7 @@ std::string oo7_OutputOfFreshProcess(std::vector<std::string> arguments) {
   return output;
 }
 
-int oo7_PeakKilobytes() {
+int bench_PeakKilobytes() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);)
     if (line.starts_with("VmHWM:")) return std::atoi(line.c_str() + 6);
