@@ -3,7 +3,7 @@
 namespace {
 
 /// No sound store has a greater number; a damaged row must not take much memory.
-constexpr std::int64_t MaxNumber = 10'000'000;
+constexpr std::int64_t MaxShapeNumber = 10'000'000;
 
 } // namespace
 
@@ -25,7 +25,7 @@ sto_NumberedShape* sto_ShapeTable::Keep(std::int64_t number, sto_Shape shape, st
 }
 
 bool sto_ShapeTable::Take(std::int64_t number, sto_ByteView stored) {
-  if (number < 1 || number > MaxNumber || Find(number) != nullptr) return false;
+  if (number < 1 || number > MaxShapeNumber || Find(number) != nullptr) return false;
   std::string key(sto_AsText(stored));
   sto_ByteReader reader(stored);
   sto_Shape shape;
@@ -45,7 +45,7 @@ sto_NumberedShape* sto_ShapeTable::Add(sto_RecordBuilder& builder, sto_Bytes& st
   auto const count = m_CountOfClass.find({own.m_ClassId, own.m_Version});
   auto const number = static_cast<std::int64_t>(m_Shapes.empty() ? 1 : m_Shapes.size());
   bool const isFull = count != m_CountOfClass.end() && count->second >= sto_Format::MaxShapesOfClass;
-  if (isFull || number > MaxNumber) return nullptr;
+  if (isFull || number > MaxShapeNumber) return nullptr;
   stored.clear();
   shape.Encode(stored);
   std::string key(sto_AsText(stored));
