@@ -400,6 +400,19 @@ template <class T> cls_AgentListPrim<T>* sto_MementoRead::MakeListAgentOf(T*) {
   return sto_AgentFactory::StoredList<T>(m_Session, Id(), m_Record);
 }
 
+cls_AgentListPrim<long long>* sto_MementoRead::MakeMoreListAgent(long long* tag) {
+  return MakeListAgentOf(tag);
+}
+cls_AgentListPrim<unsigned long long>* sto_MementoRead::MakeMoreListAgent(unsigned long long* tag) {
+  return MakeListAgentOf(tag);
+}
+cls_AgentListPrim<cls_Complex<float>>* sto_MementoRead::MakeMoreListAgent(cls_Complex<float>* tag) {
+  return MakeListAgentOf(tag);
+}
+cls_AgentListPrim<cls_Complex<double>>* sto_MementoRead::MakeMoreListAgent(cls_Complex<double>* tag) {
+  return MakeListAgentOf(tag);
+}
+
 cls_AgentListObj* sto_MementoRead::MakeAgentListObj() {
   return sto_AgentFactory::StoredObjectList(m_Session, Id(), m_Record, m_Depth);
 }

@@ -108,16 +108,10 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>,
   cls_ReadListObj* MakeReadListObj() override;
   cls_ReadIntTableInt* MakeReadIntTableInt() override;
   cls_AgentListObj* MakeAgentListObj() override;
-  cls_AgentListPrim<long long>* MakeMoreListAgent(long long* tag) override { return MakeListAgentOf(tag); }
-  cls_AgentListPrim<unsigned long long>* MakeMoreListAgent(unsigned long long* tag) override {
-    return MakeListAgentOf(tag);
-  }
-  cls_AgentListPrim<cls_Complex<float>>* MakeMoreListAgent(cls_Complex<float>* tag) override {
-    return MakeListAgentOf(tag);
-  }
-  cls_AgentListPrim<cls_Complex<double>>* MakeMoreListAgent(cls_Complex<double>* tag) override {
-    return MakeListAgentOf(tag);
-  }
+  cls_AgentListPrim<long long>* MakeMoreListAgent(long long* tag) override;
+  cls_AgentListPrim<unsigned long long>* MakeMoreListAgent(unsigned long long* tag) override;
+  cls_AgentListPrim<cls_Complex<float>>* MakeMoreListAgent(cls_Complex<float>* tag) override;
+  cls_AgentListPrim<cls_Complex<double>>* MakeMoreListAgent(cls_Complex<double>* tag) override;
   cls_AgentBlob* MakeAgentBlob() override;
 
   /// WrongClass if the stored collection does not fit the requested type, by the stored collection code, or

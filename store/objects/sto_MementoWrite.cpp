@@ -298,6 +298,22 @@ template <class T> cls_AgentListPrim<T>* sto_MementoWrite::MakeListAgentOf(T con
   return sto_AgentFactory::SavedList<T>(Session(), m_Object->Id(), sizeHint);
 }
 
+cls_AgentListPrim<long long>* sto_MementoWrite::MakeMoreListAgent(long long const* tag, int sizeHint) {
+  return MakeListAgentOf(tag, sizeHint);
+}
+cls_AgentListPrim<unsigned long long>* sto_MementoWrite::MakeMoreListAgent(unsigned long long const* tag,
+                                                                           int sizeHint) {
+  return MakeListAgentOf(tag, sizeHint);
+}
+cls_AgentListPrim<cls_Complex<float>>* sto_MementoWrite::MakeMoreListAgent(cls_Complex<float> const* tag,
+                                                                           int sizeHint) {
+  return MakeListAgentOf(tag, sizeHint);
+}
+cls_AgentListPrim<cls_Complex<double>>* sto_MementoWrite::MakeMoreListAgent(cls_Complex<double> const* tag,
+                                                                            int sizeHint) {
+  return MakeListAgentOf(tag, sizeHint);
+}
+
 void sto_MementoWrite::PrepareObjectAgent(sto_CollectionShape const& shape, unsigned int classId) {
   Session().RaiseKept();
   Session().Save().Check();

@@ -80,21 +80,13 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>,
   cls_WriteIntTableInt* MakeWriteIntTableInt() override;
 
   cls_AgentListObj* MakeAgentListObj(int sizeHint) override;
-  cls_AgentListPrim<long long>* MakeMoreListAgent(long long const* tag, int sizeHint) override {
-    return MakeListAgentOf(tag, sizeHint);
-  }
+  cls_AgentListPrim<long long>* MakeMoreListAgent(long long const* tag, int sizeHint) override;
   cls_AgentListPrim<unsigned long long>* MakeMoreListAgent(unsigned long long const* tag,
-                                                           int sizeHint) override {
-    return MakeListAgentOf(tag, sizeHint);
-  }
+                                                           int sizeHint) override;
   cls_AgentListPrim<cls_Complex<float>>* MakeMoreListAgent(cls_Complex<float> const* tag,
-                                                           int sizeHint) override {
-    return MakeListAgentOf(tag, sizeHint);
-  }
+                                                           int sizeHint) override;
   cls_AgentListPrim<cls_Complex<double>>* MakeMoreListAgent(cls_Complex<double> const* tag,
-                                                            int sizeHint) override {
-    return MakeListAgentOf(tag, sizeHint);
-  }
+                                                            int sizeHint) override;
   /// The blob starts empty, even if one was stored under its identity; see sto_KeepBlob.
   cls_AgentBlob* MakeAgentBlob() override;
 
