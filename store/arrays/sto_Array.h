@@ -76,8 +76,8 @@ template <class T> class sto_Array {
   /// An empty array of one dimension, in memory.
   sto_Array() = default;
 
-  /// An empty array whose rows have these extents: none for one dimension, {n} for two, up to three. `unit`: noted with
-  /// the elements when the array is stored; empty for none. Misuse for extents that are not positive.
+  /// An empty array whose rows have these extents: none for one dimension, {n} for two, up to three. The unit is stored with
+  /// the elements; an empty one says nothing. Raises Misuse if an extent is not positive.
   [[nodiscard]] static sto_Array OfRows(std::vector<long long> row, std::string unit = {}) {
     sto_Array array;
     array.m_RowSize = sto_ArrayRowSize(row);
