@@ -19,7 +19,7 @@ struct cls_ListShape {
 class cls_ShapedList {
  public:
   [[nodiscard]] virtual cls_ListShape Shape() = 0;
-  /// Of a list that is or becomes a whole number of rows.
+  /// REQUIRES: a row has 1 to 2^31 - 1 elements. While the list is no whole number of rows, no extents are stored.
   virtual void SetShape(cls_ListShape const& shape) = 0;
 
   /// What an agent offers; null if it is null or its list notes no shape.

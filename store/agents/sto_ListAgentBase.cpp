@@ -8,8 +8,8 @@ namespace {
 
 cls_ListShape StoredShape(sto_Catalogue const& catalogue, sto_ListExtra const& extra) {
   cls_ListShape shape;
-  std::vector<std::int64_t> const extents = extra.Extents();
-  if (!extents.empty()) shape.m_Row.assign(extents.begin() + 1, extents.end());
+  std::vector<std::int64_t> const row = extra.Row();
+  shape.m_Row.assign(row.begin(), row.end());
   if (extra.UnitId() != 0) shape.m_Unit = catalogue.NameOf(extra.UnitId());
   return shape;
 }
@@ -84,8 +84,6 @@ cls_ListShape sto_ListAgentBase::Shape() {
 
 void sto_ListAgentBase::SetShape(cls_ListShape const& shape) {
   if (Shape() == shape) return;
-  for (long long const extent : shape.m_Row)
-    if (extent <= 0) Session().Raise(sto_ErrorKind::Misuse, Describe() + " gets a row without elements.");
   sto_OwnTransaction transaction(Session(), true);
   CheckWriting();
   NoteChanged();

@@ -33,6 +33,18 @@ std::vector<std::int64_t> sto_ListExtra::Extents() const {
   return extents;
 }
 
+std::vector<std::int64_t> sto_ListExtra::Row() const {
+  std::vector<std::int64_t> row = Extents();
+  if (row.empty()) return row;
+  row.erase(row.begin());
+  std::int64_t size = 1; // no extent exceeds MaxExtent, so no product here exceeds 64 bits
+  for (std::int64_t const extent : row) {
+    size *= extent;
+    if (size == 0 || size > static_cast<std::int64_t>(MaxExtent)) return {};
+  }
+  return row;
+}
+
 bool sto_ListExtra::SetExtents(std::span<std::int64_t const> extents, std::int64_t count, sto_Bytes& bytes) {
   Product product;
   for (std::int64_t const extent : extents) {

@@ -28,6 +28,9 @@ class sto_ListExtra {
   /// How many extents there are; 0 without extents.
   [[nodiscard]] int Rank() const noexcept { return m_Rank; }
   [[nodiscard]] std::vector<std::int64_t> Extents() const;
+  /// Those behind the first: the extents of one row. None if a row has no elements, or more than a list can have: an
+  /// empty array may say so.
+  [[nodiscard]] std::vector<std::int64_t> Row() const;
   /// Their encoded form, without the rank.
   [[nodiscard]] sto_ByteView EncodedExtents() const noexcept { return m_Extents; }
   /// The number of the unit's name in the store's dictionary; 0 without a unit.

@@ -161,6 +161,24 @@ TEST(StoreListExtra, HostileExtentsAreRefused) {
   EXPECT_FALSE(IsTaken({33, 1}, sto_ListExtra::HasExtents, 1));
 }
 
+TEST(StoreListExtra, RowHasElementsAndFitsIntoAList) {
+  constexpr std::int64_t Most = std::numeric_limits<int>::max();
+  sto_Bytes bytes;
+  auto const rowOf = [&bytes](Extents const& extents, std::int64_t count) {
+    sto_ListExtra extra;
+    EXPECT_TRUE(extra.SetExtents(extents, count, bytes));
+    return extra.Row();
+  };
+  EXPECT_EQ(rowOf({4, 2, 3}, 24), (Extents{2, 3}));
+  EXPECT_EQ(rowOf({0, 2, 3}, 0), (Extents{2, 3}));
+  EXPECT_EQ(rowOf({5}, 5), Extents());
+  EXPECT_EQ(rowOf({5, 0}, 0), Extents());
+  EXPECT_EQ(rowOf({0, Most}, 0), Extents{Most});
+  EXPECT_EQ(rowOf({0, Most, 2}, 0), Extents());
+  EXPECT_EQ(rowOf({0, Most, Most, Most, 0}, 0), Extents());
+  EXPECT_EQ(sto_ListExtra().Row(), Extents());
+}
+
 TEST(StoreListExtra, ImpossibleExtentsAreNotSet) {
   sto_ListExtra extra;
   sto_Bytes bytes;
