@@ -44,5 +44,5 @@ struct sto_ProgressStep {
 /// the function. A transaction that it rolls back or destroys ends with the operation, which raises Misuse. REQUIRES:
 /// it does not close or destroy the store.
 ///
-/// An operation without a function costs nothing. Called in the thread of the store.
+/// Without a function an operation pays one comparison for each object. Called in the thread of the store.
 using sto_Progress = std::function<bool(sto_ProgressStep const& step)>;
