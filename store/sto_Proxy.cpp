@@ -13,6 +13,7 @@ namespace {
 /// Writes the unwritten changes of bulk arrays, unless nothing can be written now.
 void WriteArrays(sto_Session& session) {
   session.RaiseKept();
+  session.WriteChangedObjects();
   if (session.IsWriting())
     session.Collections().FlushHolders();
   else if (!session.InTransaction() && !session.Driver().IsReadOnly())

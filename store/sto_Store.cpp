@@ -80,7 +80,7 @@ void RefuseCollecting(sto_Session& session, char const* what) {
 /// Returns the size of each part.
 std::int64_t BeginCollecting(sto_Session& session, sto_MeterScope& meter, int parts) {
   if (meter.Meter() == nullptr) return 0;
-  if (session.IsWriting()) session.Collections().WriteRecords(); // of collections that this transaction made
+  session.WriteChanges();
   std::int64_t const objects = session.Driver().ObjectCount();
   meter.Begin(parts * objects);
   meter.BeginPart(objects);
@@ -181,6 +181,7 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
                            sto_Progress const& progress) {
   sto_MeterScope meter(Session(), progress, sto_Meter::Counts::Reads);
   sto_OwnTransaction transaction(Session(), root);
+  Session().WriteChangedObjects();
   sto_ReadAhead::Walk const walk(Session().Records().Ahead());
   cls_OneLoad load(Session().Loaded());
   std::optional<std::int64_t> const id = transaction.Root();
@@ -206,6 +207,13 @@ void sto_Store::LoadErased(std::string_view root, void* read, void (*call)(void*
   transaction.Commit();
 }
 
+sto_Resident& sto_Store::ResidentOf(std::string_view root) {
+  sto_OwnTransaction const transaction(Session(), root);
+  std::optional<std::int64_t> const id = transaction.Root();
+  if (!id) Session().Raise(sto_ErrorKind::NotFound, "There is no root " + std::string(root) + ".");
+  return Session().Residents().At(*id);
+}
+
 bool sto_Store::HasRoot(std::string_view root) {
   return sto_OwnTransaction(Session(), root).Root().has_value();
 }
@@ -223,6 +231,7 @@ std::vector<std::string> sto_Store::Roots(std::string_view prefix) {
 std::optional<sto_RootDescription> sto_Store::DescribeRoot(std::string_view root) {
   sto_OwnTransaction const transaction(Session(), root);
   if (!transaction.Root()) return std::nullopt;
+  Session().WriteChangedObjects();
   return sto_DescribeRoot(Session(), root, *transaction.Root());
 }
 
@@ -261,6 +270,7 @@ std::optional<std::int64_t> sto_Store::RemoveRootAndContent(std::string_view roo
   sto_MeterScope meter(session, progress, sto_Meter::Counts::Parts);
   sto_OwnTransaction transaction(session, true);
   RefuseCollecting(session, "Removing a root with its content");
+  session.WriteChangedObjects();
   std::optional<std::int64_t> const id = session.Driver().FindRoot(root);
   if (!id) return std::nullopt;
   std::int64_t const part = BeginCollecting(session, meter, 3);
@@ -282,6 +292,7 @@ std::int64_t sto_Store::CollectGarbage(sto_Progress const& progress) {
   sto_MeterScope meter(Session(), progress, sto_Meter::Counts::Parts);
   sto_OwnTransaction transaction(Session(), true);
   RefuseCollecting(Session(), "Collecting");
+  Session().WriteChangedObjects();
   std::int64_t const part = BeginCollecting(Session(), meter, 2);
   sto_Collector collector(Session());
   collector.Mark();
@@ -296,6 +307,7 @@ std::int64_t sto_Store::CountGarbage(sto_Progress const& progress) {
   sto_OwnTransaction const transaction(Session(), false);
   if (Session().Save().IsGoingOn() || Session().Loaded().InLoad())
     Session().Raise(sto_ErrorKind::Misuse, "Counting garbage while an object is being saved or loaded.");
+  Session().WriteChangedObjects();
   std::int64_t const part = BeginCollecting(Session(), meter, 2);
   sto_Collector collector(Session());
   collector.Mark();
@@ -317,7 +329,7 @@ std::vector<sto_ClassDescription> sto_Store::Describe(unsigned int classId) {
 
 std::int64_t sto_Store::ObjectCount() {
   sto_OwnTransaction transaction(Session(), false);
-  Session().Collections().WriteRecords(); // of collections that this transaction made
+  Session().WriteChanges();
   return Session().Driver().ObjectCount();
 }
 
@@ -356,9 +368,12 @@ sto_CheckReport sto_Store::Check(sto_CheckDepth depth, std::size_t maxFindings,
 sto_Stat sto_Store::Stat(std::size_t maxArrays) {
   RefuseInObject(Session(), "Asking what takes room in the store");
   sto_OwnTransaction const transaction(Session(), false);
-  if (Session().IsWriting())
-    Session().Collections().WriteRecords(); // of collections that this transaction made
+  Session().WriteChanges();
   return sto_StatMaker(Session(), maxArrays).Make();
+}
+
+void sto_Store::ReleaseObjects() {
+  Session().Residents().Release();
 }
 
 void sto_Store::Compact(sto_Progress const& progress) {

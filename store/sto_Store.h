@@ -25,8 +25,10 @@
 #include "store/sto_Transaction.h"
 
 class cls_AgentProxy;
+class sto_Resident;
 class sto_Session;
 class sto_Store;
+template <class T> class sto_Ref;
 
 // A friend of sto_Store; documented in sto_Proxy.h.
 KVL_EXPORT void sto_CopyRoot(sto_Store& from, std::string_view name, sto_Store& to, std::string_view newName);
@@ -191,6 +193,18 @@ class KVL_EXPORT sto_Store {
     return object;
   }
 
+  /// A reference to the object under a root name, which is loaded when it is asked for. Include sto_Ref.h. NotFound if
+  /// there is no such root; Busy, Unavailable.
+  template <class T> [[nodiscard]] sto_Ref<T> Ref(std::string_view root) {
+    return sto_Ref<T>(ResidentOf(root));
+  }
+
+  /// Lets go of the objects that references have loaded, unless they are changed or the program owns them, too
+  /// (sto_Ref::Get). They are loaded again when they are asked for. What `*reference` has returned before is invalid then.
+  /// For long walks, which would otherwise end with the whole model in memory, and to see what other sessions have
+  /// changed. Misuse while the store is in use by one of its operations.
+  void ReleaseObjects();
+
   /// Whether there is an object under a root name.
   [[nodiscard]] bool HasRoot(std::string_view root);
   /// All root names, in ascending order of their bytes; only those that begin with `prefix` unless it is empty.
@@ -337,6 +351,8 @@ class KVL_EXPORT sto_Store {
 
   /// Misuse for a store that is closed or moved from, and in a progress function.
   [[nodiscard]] sto_Session& Session() const;
+
+  [[nodiscard]] sto_Resident& ResidentOf(std::string_view root);
 
   using WriteObject = void (*)(void const* object, cls_WriteVisitor const& visitor);
   void SaveWith(std::string_view root, void const* object, WriteObject write, sto_Progress const& progress);

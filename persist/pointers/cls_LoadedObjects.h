@@ -10,6 +10,7 @@
 
 #include "persist/pointers/cls_BuildFailure.h"
 #include "persist/pointers/cls_LaterReads.h"
+#include "persist/pointers/cls_ResidentObjects.h"
 
 /// What is known about the C++ class as which an object is built or requested.
 enum class cls_BuiltAs {
@@ -69,6 +70,13 @@ class cls_LoadedObjects {
     return entry.m_Number < m_FirstOfLoad;
   }
 
+  /// The objects that the running load finds in memory; null if it looks for none.
+  [[nodiscard]] cls_ResidentObjects* Residents() const noexcept { return m_Residents; }
+  /// Sets them; returns what was set before.
+  [[nodiscard]] cls_ResidentObjects* UseResidents(cls_ResidentObjects* residents) noexcept {
+    return std::exchange(m_Residents, residents);
+  }
+
   /// The pointers that the running load has still to fill.
   [[nodiscard]] cls_LaterReads& Later() noexcept { return m_Later; }
 
@@ -119,6 +127,7 @@ class cls_LoadedObjects {
   }
 
   cls_LaterReads m_Later;
+  cls_ResidentObjects* m_Residents = nullptr;
   int m_Loads = 0;
   int m_Scopes = 0;
   std::int64_t m_LastNumber = 0;

@@ -99,7 +99,10 @@ bool cls_ObjectToBuild::IsGone(cls_LoadedObjects::Entry const& entry) const noex
 std::shared_ptr<void> cls_ObjectToBuild::FindShared(std::type_index type, cls_BuiltAs askedAs) const {
   if (m_Source == nullptr) return nullptr;
   cls_LoadedObjects::Entry const* const entry = m_Source->Loaded().Find(m_Id);
-  if (entry == nullptr || IsGone(*entry)) return nullptr;
+  if (entry == nullptr || IsGone(*entry)) {
+    cls_ResidentObjects* const residents = m_Source->Loaded().Residents();
+    return residents == nullptr ? nullptr : residents->FindObject(m_Id);
+  }
   if (entry->m_Object == nullptr)
     Raise(m_Source->Loaded().IsOfEarlierLoad(*entry) ? cls_BuildFault::OwnedInScope : entry->m_WhyNot);
   if (entry->m_Type != type && !MayBeBoth(entry->m_BuiltAs, askedAs)) Raise(cls_BuildFault::TwoTypes);
@@ -108,7 +111,10 @@ std::shared_ptr<void> cls_ObjectToBuild::FindShared(std::type_index type, cls_Bu
 
 void cls_ObjectToBuild::HoldShared(std::type_index type, std::shared_ptr<void> object,
                                    cls_BuiltAs builtAs) const {
-  if (m_Source != nullptr) m_Source->Loaded().Add(m_Id, type, std::move(object), builtAs);
+  if (m_Source == nullptr) return;
+  cls_LoadedObjects& loaded = m_Source->Loaded();
+  if (cls_ResidentObjects* const residents = loaded.Residents()) residents->NoteShared(m_Id, object);
+  loaded.Add(m_Id, type, std::move(object), builtAs);
 }
 
 void cls_ObjectToBuild::HoldUnshared(std::type_index type) const {

@@ -28,7 +28,7 @@ void CountUnreachable(sto_Session& session, sto_CheckReport& report) {
 
 void CheckInTransaction(sto_Session& session, sto_CheckDepth depth, std::size_t limit,
                         sto_CheckReport& report) {
-  if (session.IsWriting()) session.Collections().WriteRecords(); // of collections that the transaction made
+  session.WriteChanges();
   sto_Checker(session.Driver(), report, limit, session.Meter()).Check(depth, session.EndOfIds());
   if (depth == sto_CheckDepth::Full && report.IsSound()) CountUnreachable(session, report);
 }

@@ -138,6 +138,7 @@ void sto_Collector::VisitMap(std::int64_t id, sto_MapHeader const& map) {
 }
 
 std::int64_t sto_Collector::Sweep(std::optional<std::string_view> root) {
+  m_Session.Residents().NoteDeletions();
   sto_Driver& driver = m_Session.Driver();
   driver.SetMark();
   try {

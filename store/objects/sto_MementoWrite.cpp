@@ -48,6 +48,7 @@ std::unique_ptr<sto_MementoWrite> sto_MementoWrite::ForObject(sto_Session& sessi
                                            ? session.Save().Reach().MeetCollection(tie, occurrence, isNew)
                                            : session.Save().Reach().Meet(tie, occurrence, isNew);
     if (!meeting.m_IsWritten) return nullptr;
+    session.Residents().CheckSaved(id, occurrence.m_Address);
     sto_ClassInUse& inUse = session.ClassToWrite(classId);
     sto_RecordInProgressRef object(new (session)
                                        sto_RecordInProgress(session, id, inUse, depth, occurrence, meeting));
@@ -167,6 +168,16 @@ void sto_WriteLaterObject(sto_Session& session, sto_LaterWrite const& object) {
   });
   cls_WriteVisitor const visitor(request, address);
   object.m_Object.m_Write(address, visitor);
+}
+
+void sto_WriteObjectAgain(sto_Session& session, void const* object,
+                          void (*write)(void const* object, cls_WriteVisitor const& visitor)) {
+  cls_RootRequest const request([&](unsigned int classId, cls_Uid const& uid, void const* at) {
+    std::int64_t id = 0;
+    return sto_MementoWrite::ForObject(session, classId, uid, 1, {at, 0}, id).release();
+  });
+  cls_WriteVisitor const visitor(request, object);
+  write(object, visitor);
 }
 
 cls_MementoWrite* sto_MementoWrite::MakeFieldWriteObjCow(cls_FieldHandle const& field, unsigned int classId,

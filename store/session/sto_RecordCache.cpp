@@ -65,6 +65,7 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
   sto_RecordRef record = kept;
   std::string problem;
   if (!Fetch(id, record.Fill(), problem)) return nullptr;
+  ++m_ReadCount;
   if (record->Stored().m_Bytes.capacity() > MaxSpareRecordBytes) kept = nullptr; // freed with its last user
   if (!problem.empty()) RaiseDamaged(id, *record, "is damaged: " + problem);
   if (record->GreatestId() >= m_Session.EndOfIds())

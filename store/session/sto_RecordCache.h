@@ -25,6 +25,9 @@ class sto_RecordCache {
   /// catalogue; NewerFormat if a newer version of a class wrote them than this program declares.
   [[nodiscard]] sto_RecordRef Read(std::int64_t id);
 
+  /// How many records Read has returned.
+  [[nodiscard]] std::uint64_t ReadCount() const noexcept { return m_ReadCount; }
+
   /// Reads and decodes the record of an object without comparing it with the catalogue. Returns false if
   /// there is none; otherwise says in `problem` what is wrong with it, empty if it is sound. REQUIRES: an open
   /// transaction; a loaded catalogue.
@@ -53,6 +56,7 @@ class sto_RecordCache {
   sto_Session& m_Session;
   std::array<sto_RecordRef, 8> m_Records; // the ones used last
   std::size_t m_NextRecord = 0;
+  std::uint64_t m_ReadCount = 0;
   sto_Record m_Scratch;
   sto_ReadAhead m_Ahead;
 };

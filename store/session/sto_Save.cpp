@@ -62,6 +62,7 @@ void sto_Save::Undo() noexcept {
   collections.ForEachTouched([](sto_OpenCollection& collection) { collection.NoteIdentity(false); });
   m_Reach.UndoSave();
   m_Later.Clear();
+  m_Session.Residents().UndoSave(m_Number);
   m_Session.TakeBackIds(m_FirstId);
   m_Session.Changes().UndoSave(m_Number);
   for (sto_OpenBlob* const blob : m_Session.OpenBlobs()) blob->UndoSave();

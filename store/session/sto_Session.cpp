@@ -10,7 +10,8 @@ sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> drive
                          cls_ClassRegistrar const& registrar, sto_Options const& options)
     : m_RegistrarLives(registrar.Lifetime()), m_Location(std::move(location)), m_Driver(std::move(driver)),
       m_Catalogue(registrar, m_Location), m_Identities(this), m_Save(*this, m_NewIds),
-      m_Records(*this, *m_Driver), m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict),
+      m_Residents(new sto_Residents(*this, m_Location)), m_Records(*this, *m_Driver),
+      m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict),
       m_Compresses(options.m_Compress) {
   OffersLater(*this);
 }
@@ -23,6 +24,7 @@ sto_Session::~sto_Session() {
   } catch (...) { // each container then writes what it can by itself, in CloseSession
   }
   m_IsClosing = true;
+  m_Residents.reset(); // their objects may have arrays, which let go of their lists
   m_Collections.ForEach([](sto_OpenCollection& each) { each.CloseSession(); });
   *m_Self = nullptr;
   // Closing the connection in a child would undo what the parent has not committed, and write to its file.
@@ -65,13 +67,16 @@ void sto_Session::NoteForeignChanges(std::int64_t counter) {
   bool const isFirst = m_ChangeCounter == -1;
   bool const isAnyOpen = !m_Collections.IsEmpty() || !m_OpenBlobs.empty();
   if (!isAnyOpen) m_Changes.ForgetVersions([](std::int64_t) { return false; });
-  if (isAnyOpen && !isFirst) {
+  bool const isAnyResident = !m_Residents->IsEmpty();
+  if ((isAnyOpen || isAnyResident) && !isFirst) {
     if (std::optional<sto_ChangeList> const changes = m_Driver->ChangedSince(m_SeenSave)) {
       for (std::int64_t const id : changes->m_Objects) m_Changes.NoteForeign(id);
       for (std::int64_t const id : changes->m_Lists) m_Changes.NoteForeign(id);
+      m_Residents->NoteForeign(*changes);
       ForgetUnusedVersions();
     } else {
       m_Changes.NoteForeignUnknown();
+      m_Residents->NoteForeignUnknown();
     }
   }
   m_SeenSave = newest;
@@ -119,6 +124,7 @@ void sto_Session::Commit() {
   if (!m_InTransaction) Raise(sto_ErrorKind::Misuse, "There is no transaction to commit.");
   if (m_Save.IsGoingOn()) Raise(sto_ErrorKind::Misuse, "Committing in the middle of a save.");
   CheckTransaction();
+  if (m_IsWriting) m_Residents->WriteChanged();
   try {
     if (m_IsWriting) m_Collections.WriteRecords();
     if (m_IsWriting && m_NewIds.HasAny()) m_Driver->SetIdsUsed(m_NewIds.Next());
@@ -135,6 +141,13 @@ void sto_Session::Commit() {
   if (!wasWriting) return;
   m_Collections.ForEachTouched([](sto_OpenCollection& each) { each.ForgetBegin(); });
   m_Collections.ForgetTouched();
+  m_Residents->EndTransaction(true);
+}
+
+void sto_Session::WriteChanges() {
+  if (!m_IsWriting) return;
+  WriteChangedObjects();
+  m_Collections.WriteRecords();
 }
 
 void sto_Session::EndTransaction() noexcept {
@@ -154,6 +167,7 @@ void sto_Session::Rollback() noexcept {
   bool const wasWriting = m_IsWriting;
   if (wasWriting) {
     m_Collections.ForEachTouched([](sto_OpenCollection& each) { each.NoteIdentity(true); });
+    m_Residents->EndTransaction(false);
     TakeBackIds(0);
   }
   if (wasWriting) m_Changes.UndoTransaction(m_TransactionNumber);
@@ -195,6 +209,7 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
   m_NewIds.ForEachSince(firstId, [this](std::int64_t first, std::int64_t end) {
     m_Identities.DropFrom(first, end);
     Loaded().Undo(first, end);
+    m_Residents->Undo(first, end);
     std::erase_if(m_CompressionOf, [&](auto const& said) { return said.first >= first && said.first < end; });
   });
   for (sto_OpenProxy* const proxy : m_OpenProxies)

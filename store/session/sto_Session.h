@@ -29,6 +29,7 @@
 #include "store/session/sto_OpenProxy.h"
 #include "store/session/sto_ProcessMark.h"
 #include "store/session/sto_RecordCache.h"
+#include "store/session/sto_Residents.h"
 #include "store/session/sto_Save.h"
 #include "store/session/sto_VerifiedBlocks.h"
 #include "store/sto_Options.h"
@@ -58,7 +59,7 @@ class sto_ElementRead;
 ///   read, when the garbage collector starts, when the last holder lets go, when the agent of a list or map of
 ///   objects is deleted, and before the commit. A list of values writes it also when a save begins or ends.
 ///   One of objects does not, so that it is written once a commit; it undoes a save in memory instead.
-/// - Undoing: first the storage; then NoteIdentity for collections that are about to be lost; then the ids
+/// - Undoing: first the storage; then residents (sto_Residents), which take objects in memory back; then NoteIdentity for collections that are about to be lost; then the ids
 ///   with their ties, proxies and loaded objects; then the change notes; then blobs; last the collections,
 ///   which restore what arrays had and rely on all earlier steps.
 /// - Who deletes a collection's agent: the last container that lets go of it. If no container holds it when
@@ -90,6 +91,15 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   [[nodiscard]] sto_Collections& Collections() noexcept { return m_Collections; }
   [[nodiscard]] std::unordered_set<sto_OpenBlob*>& OpenBlobs() noexcept { return m_OpenBlobs; }
   [[nodiscard]] std::unordered_set<sto_OpenProxy*>& OpenProxies() noexcept { return m_OpenProxies; }
+  /// The objects that are referred to by id.
+  [[nodiscard]] sto_Residents& Residents() noexcept { return *m_Residents; }
+  /// Writes what the open write transaction has in memory only, except the unwritten changes of arrays: for what looks at
+  /// the store as a whole. Does nothing in a transaction that only reads.
+  void WriteChanges();
+  /// The same for changed objects only. Does nothing while an object is being saved or loaded, either.
+  void WriteChangedObjects() {
+    if (m_IsWriting && !m_Save.IsGoingOn() && !Loaded().InLoad()) m_Residents->WriteChanged();
+  }
   [[nodiscard]] sto_ChangeNotes& Changes() noexcept { return m_Changes; }
   [[nodiscard]] sto_KeptBytes& KeptBytes() noexcept { return m_KeptBytes; }
   [[nodiscard]] sto_BlockCodec& BlockCodec() noexcept { return m_BlockCodec; }
@@ -302,6 +312,10 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   sto_NewIds m_NewIds;
   std::weak_ptr<sto_ElementRead> m_ElementRead;
   sto_Save m_Save;
+  struct CloseResidents {
+    void operator()(sto_Residents* residents) const noexcept { residents->Close(); }
+  };
+  std::unique_ptr<sto_Residents, CloseResidents> m_Residents;
   sto_MementoPool::Owner m_Mementos;
   sto_RecordCache m_Records;
   sto_Collections m_Collections;

@@ -1,0 +1,177 @@
+#include "store/refs/sto_RefAccess.h"
+
+#include <string>
+#include <utility>
+
+#include "store/base/sto_Exception.h"
+#include "store/objects/sto_MementoRead.h"
+#include "store/objects/sto_MementoWrite.h"
+#include "store/session/sto_OwnTransaction.h"
+#include "store/session/sto_Residents.h"
+
+namespace {
+
+std::string Describe(sto_Resident const& resident) {
+  return (resident.Home() == nullptr ? "" : resident.Home()->Location() + ": ") + "Object " +
+         std::to_string(resident.Id());
+}
+
+[[noreturn]] void RaiseGone(sto_Resident const& resident) {
+  char const* const why = resident.InState() == sto_Resident::State::Closed
+                              ? " cannot be reached any more: its store was closed."
+                              : " cannot be reached any more: it was made in work that was undone.";
+  sto_Raise(sto_ErrorKind::Unavailable, Describe(resident) + why);
+}
+
+[[noreturn]] void RaiseMissing(sto_Session& session, sto_Resident const& resident) {
+  session.Raise(sto_ErrorKind::NotFound,
+                "Object " + std::to_string(resident.Id()) +
+                    ", which a reference names, is not in the store any more: nothing that is stored leads "
+                    "to it, and it was collected.");
+}
+
+[[noreturn]] void RaiseForeign() {
+  sto_Raise(sto_ErrorKind::Misuse, "A sto_Ref can be saved and loaded only by a sto_Store.");
+}
+
+/// Keeps a resident while it is loaded: the constructor may let go of what leads to it.
+class Held {
+ public:
+  explicit Held(sto_Resident& resident) noexcept : m_Resident(resident) { m_Resident.Hold(); }
+  Held(Held const&) = delete;
+  Held& operator=(Held const&) = delete;
+  ~Held() { m_Resident.LetGo(); }
+
+ private:
+  sto_Resident& m_Resident;
+};
+
+void Load(sto_Resident& resident, sto_RefClass const& asked) {
+  sto_Residents& residents = *resident.Home();
+  sto_Session& session = *residents.Session();
+  Held const held(resident);
+  sto_OwnTransaction transaction(session, false);
+  session.RaiseKept();
+  std::uint64_t const readBefore = session.Records().ReadCount();
+  sto_RecordRef record = session.Records().Read(resident.Id());
+  if (record == nullptr) RaiseMissing(session, resident);
+  unsigned int const classId = record->Parts()[0].m_ClassId;
+  cls_OneLoad load(session.Loaded());
+  std::shared_ptr<void> object;
+  {
+    sto_Residents::Load const mode(residents, session.Loaded(), resident.Id());
+    {
+      cls_ReadVisitor const visitor(new (session) sto_MementoRead(session, std::move(record), 1));
+      object = asked.m_Construct(visitor);
+    }
+    session.RaiseKept();
+    load.FillPointers();
+    session.RaiseKept();
+    load.Complete();
+  }
+  // Its own constructor may have asked for it.
+  if (resident.Object() == nullptr)
+    residents.NoteLoaded(resident, std::move(object), classId,
+                         session.Records().ReadCount() - readBefore > 1);
+  transaction.Commit();
+}
+
+sto_MementoWrite& StoreMemento(cls_WriteVisitor const& visitor) {
+  auto* const memento = dynamic_cast<sto_MementoWrite*>(visitor.Memento());
+  if (memento == nullptr) RaiseForeign();
+  return *memento;
+}
+
+/// Writes the object, too.
+void HoldInMemory(sto_MementoWrite& memento, cls_FieldHandle const& field, sto_Resident& resident,
+                  sto_RefClass const& asked) {
+  std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
+  if (!described) return; // its DBWrite writes nothing
+  sto_Session& session = memento.Session();
+  try {
+    std::int64_t const id = session.TieOf(described->m_Uid).Id();
+    if (resident.InState() == sto_Resident::State::InMemory)
+      session.Residents().Settle(resident, id, described->m_ClassId);
+    if (!memento.HoldLater(field, *std::move(described)))
+      sto_Raise(sto_ErrorKind::Misuse, "A sto_Ref cannot refer to a collection.");
+  } catch (...) {
+    session.Save().MarkIncomplete();
+    throw;
+  }
+}
+
+} // namespace
+
+void sto_RaiseNullRef(sto_RefClass const& asked) {
+  char text[80];
+  std::snprintf(text, sizeof text, "A sto_Ref that refers to no object is followed (class 0x%X).",
+                asked.m_ClassId);
+  sto_Raise(sto_ErrorKind::Misuse, text);
+}
+
+void* sto_ReachObject(sto_Resident& resident, sto_RefClass const& asked) {
+  if (resident.InState() == sto_Resident::State::Undone || resident.InState() == sto_Resident::State::Closed)
+    RaiseGone(resident);
+  if (resident.Object() == nullptr) Load(resident, asked);
+  if (!sto_IsOfClass(resident, asked.m_ClassId)) {
+    sto_Session& session = *resident.Home()->Session();
+    session.Raise(sto_ErrorKind::WrongClass, "Object " + std::to_string(resident.Id()) + " is of class " +
+                                                 session.NameOf(resident.ClassId()) + ", not " +
+                                                 session.Describe(asked.m_ClassId) + ".");
+  }
+  resident.NoteKnownAs(asked.m_ClassId);
+  return resident.Object().get();
+}
+
+bool sto_IsOfClass(sto_Resident const& resident, unsigned int classId) {
+  // References to an object in memory are converted by the compiler's rules only.
+  if (resident.InState() != sto_Resident::State::Stored || resident.ClassId() == classId) return true;
+  return resident.Home()->Session()->IsDerived(resident.ClassId(), classId);
+}
+
+void sto_NoteEdit(sto_Resident& resident, sto_RefClass const& asked) {
+  if (resident.InState() == sto_Resident::State::Stored)
+    resident.Home()->NoteChanged(resident, asked.m_Write);
+}
+
+void sto_ReleaseObject(sto_Resident& resident) noexcept {
+  if (resident.InState() == sto_Resident::State::Stored) resident.Home()->Release(resident);
+}
+
+void sto_WriteResident(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, sto_Resident& resident,
+                       sto_RefClass const& asked) {
+  if (visitor.Memento() == nullptr) return; // the object is not written now
+  sto_MementoWrite& memento = StoreMemento(visitor);
+  if (resident.InState() == sto_Resident::State::InMemory)
+    return HoldInMemory(memento, field, resident, asked);
+  sto_Session& session = memento.Session();
+  auto const raise = [&](auto const& act) {
+    session.Save().MarkIncomplete();
+    act();
+  };
+  if (resident.InState() != sto_Resident::State::Stored) raise([&] { RaiseGone(resident); });
+  if (resident.Home() != &session.Residents())
+    raise([&] {
+      session.Raise(sto_ErrorKind::Misuse, "A reference to object " + std::to_string(resident.Id()) + " of " +
+                                               resident.Home()->Location() +
+                                               " cannot be saved in another store. Copy the object with "
+                                               "sto_CopyRoot, or load it and save a copy of it.");
+    });
+  sto_Residents& residents = session.Residents();
+  if (!residents.IsSeen(resident)) {
+    if (!session.IsStored(resident.Id())) {
+      if (resident.Object() != nullptr) return HoldInMemory(memento, field, resident, asked); // again
+      raise([&] { RaiseMissing(session, resident); });
+    }
+    residents.NoteSeen(resident);
+  }
+  memento.HoldObject(field, resident.ClassId() != 0 ? resident.ClassId() : asked.m_ClassId, resident.Id());
+}
+
+sto_Resident* sto_ReadResident(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
+  if (visitor.DataIsPresent(field) == 0) return nullptr;
+  auto* const memento = dynamic_cast<sto_MementoRead*>(visitor.Memento());
+  if (memento == nullptr) RaiseForeign();
+  cls_HeldObject const held = memento->HeldIn(field);
+  return held.m_Id == 0 ? nullptr : &memento->Session().Residents().At(held.m_Id);
+}

@@ -1,0 +1,277 @@
+#include "store/session/sto_Residents.h"
+
+#include <new>
+#include <utility>
+
+#include "store/session/sto_Session.h"
+
+sto_Residents::Page* sto_Residents::PageOf(std::int64_t id) noexcept {
+  std::int64_t const number = id / IdsInPage;
+  if (number == m_LatestNumber) return m_Latest;
+  auto const found = m_Pages.find(number);
+  if (found == m_Pages.end()) return nullptr;
+  m_LatestNumber = number;
+  return m_Latest = &found->second;
+}
+
+sto_Resident* sto_Residents::Find(std::int64_t id) noexcept {
+  Page* const page = PageOf(id);
+  return page == nullptr ? nullptr : page->m_Residents[static_cast<std::size_t>(id % IdsInPage)];
+}
+
+void sto_Residents::Put(sto_Resident& resident, std::int64_t id) {
+  Page& page = m_Pages[id / IdsInPage];
+  page.m_Residents[static_cast<std::size_t>(id % IdsInPage)] = &resident;
+  ++page.m_Count;
+  ++m_Count;
+  resident.m_Home = this;
+  resident.m_Id = id;
+  resident.m_State = sto_Resident::State::Stored;
+  resident.m_SeenInEpoch = m_Epoch;
+}
+
+sto_Resident& sto_Residents::At(std::int64_t id) {
+  if (sto_Resident* const found = Find(id)) return *found;
+  auto* const made = new sto_Resident();
+  try {
+    Put(*made, id);
+  } catch (...) {
+    delete made;
+    throw;
+  }
+  return *made;
+}
+
+void sto_Residents::TakeOut(sto_Resident& resident) noexcept {
+  if (resident.m_State == sto_Resident::State::Stored) {
+    auto const found = m_Pages.find(resident.m_Id / IdsInPage);
+    found->second.m_Residents[static_cast<std::size_t>(resident.m_Id % IdsInPage)] = nullptr;
+    if (--found->second.m_Count == 0) {
+      m_LatestNumber = -1;
+      m_Pages.erase(found);
+    }
+    KeepShared(resident);
+  }
+  resident.m_Home = nullptr;
+  DropCount();
+}
+
+void sto_Residents::KeepShared(sto_Resident const& resident) noexcept {
+  if (resident.m_Object.use_count() <= 1 || m_Session == nullptr) return;
+  try {
+    NoteShared(resident.m_Id, resident.m_Object);
+  } catch (
+      std::
+          bad_alloc const&) { // a later reference gets an object of its own then, which cannot be saved beside it
+  }
+}
+
+void sto_Residents::DropCount() noexcept {
+  if (--m_Count == 0) delete this;
+}
+
+template <class Act> void sto_Residents::ForEach(Act act) noexcept {
+  sto_Resident::HoldRetired();
+  ++m_Count; // what ends afterwards may be all that there is
+  for (auto& [number, page] : m_Pages)
+    for (sto_Resident* const each : page.m_Residents)
+      if (each != nullptr) act(*each);
+  sto_Resident::LetGoRetired();
+  DropCount();
+}
+
+std::uint32_t sto_Residents::Transaction() const noexcept {
+  return m_Session->IsWriting() ? static_cast<std::uint32_t>(m_Session->TransactionNumber()) : 0;
+}
+
+void sto_Residents::NoteLoaded(sto_Resident& resident, std::shared_ptr<void> object, unsigned int classId,
+                               bool hasParts) noexcept {
+  resident.m_Object = std::move(object);
+  resident.m_ClassId = classId;
+  resident.m_IsStale = false;
+  resident.m_HasParts = hasParts;
+  resident.m_LoadedIn = Transaction();
+  resident.m_SeenInEpoch = m_Epoch;
+}
+
+void sto_Residents::Settle(sto_Resident& resident, std::int64_t id, unsigned int classId) {
+  sto_Resident* const known = Find(id);
+  if (known != nullptr && known->m_Object != nullptr) return CheckAddress(id, resident.m_Object.get());
+  m_Settled.push_back({known != nullptr ? known : &resident, m_Session->Save().Number(), known != nullptr});
+  if (known == nullptr) {
+    try {
+      Put(resident, id);
+    } catch (...) {
+      m_Settled.pop_back();
+      throw;
+    }
+  } else {
+    known->m_Object = resident.m_Object;
+    known->m_LoadedIn = Transaction();
+    known->m_IsStale = false;
+    known->m_HasParts = true;
+  }
+  m_Settled.back().m_Resident->m_ClassId = classId;
+  m_Settled.back().m_Resident->Hold();
+}
+
+void sto_Residents::Unsettle(Settled const& settled) noexcept {
+  sto_Resident& resident = *settled.m_Resident;
+  if (settled.m_IsAdopted) {
+    std::shared_ptr<void> const object = resident.TakeObject();
+  } else if (resident.m_State == sto_Resident::State::Stored) {
+    TakeOut(resident);
+    resident.m_Id = 0;
+    resident.m_State = sto_Resident::State::InMemory;
+  }
+  resident.LetGo();
+}
+
+void sto_Residents::NoteForeign(sto_ChangeList const& changes) noexcept {
+  NoteDeletions();
+  bool isPartChanged = false; // or something that is nobody's part here
+  for (std::int64_t const id : changes.m_Objects)
+    if (sto_Resident* const changed = Find(id))
+      changed->m_IsStale = changed->m_Object != nullptr;
+    else
+      isPartChanged = true;
+  m_Shared.clear(); // what is there may have changed
+  if (isPartChanged || !changes.m_Lists.empty())
+    ForEach([](sto_Resident& each) { each.m_IsStale |= each.m_Object != nullptr && each.m_HasParts; });
+}
+
+void sto_Residents::NoteForeignUnknown() noexcept {
+  NoteDeletions();
+  m_Shared.clear();
+  ForEach([](sto_Resident& each) { each.m_IsStale = each.m_Object != nullptr; });
+}
+
+void sto_Residents::CheckAddress(std::int64_t id, void const* object) {
+  sto_Resident const* const resident = Find(id);
+  if (resident == nullptr || resident->m_Object == nullptr || resident->m_Object.get() == object) return;
+  m_Session->Raise(sto_ErrorKind::Conflict,
+                   "Object " + std::to_string(id) +
+                       " is in memory twice: as the object that references to it lead to, and as the one "
+                       "that is saved now. Change it through a reference (sto_Ref::Edit), or let go of the "
+                       "other one first.");
+}
+
+void sto_Residents::NoteChanged(sto_Resident& resident,
+                                void (*write)(void const* object, cls_WriteVisitor const& visitor)) {
+  auto const raise = [&](sto_ErrorKind kind, char const* problem) {
+    m_Session->Raise(kind, "Object " + std::to_string(resident.m_Id) + problem);
+  };
+  m_Session->CheckTransaction();
+  if (!m_Session->IsWriting())
+    raise(sto_ErrorKind::Misuse, " is changed outside of a sto_Transaction, so the change would be lost.");
+  if (m_Session->Save().IsGoingOn() || m_Session->Loaded().InLoad())
+    raise(sto_ErrorKind::Misuse, " is changed while an object is being saved or loaded.");
+  if (resident.m_IsChanged) return;
+  if (resident.m_IsStale)
+    raise(sto_ErrorKind::Conflict, " has been changed by another session since it was loaded. Let go of it "
+                                   "(sto_Store::ReleaseObjects), and change what is loaded then.");
+  m_Changed.push_back(&resident);
+  resident.Hold();
+  resident.m_IsChanged = true;
+  resident.m_Write = write;
+}
+
+void sto_Residents::WriteAllChanged() {
+  m_Session->Save().Begin();
+  try {
+    for (std::size_t i = 0; i < m_Changed.size(); ++i) {
+      sto_Resident const& each = *m_Changed[i];
+      sto_WriteObjectAgain(*m_Session, each.m_Object.get(), each.m_Write);
+    }
+    m_Session->Save().End();
+  } catch (...) {
+    m_Session->Save().Undo();
+    throw;
+  }
+}
+
+void sto_Residents::UndoSave(std::int64_t save) noexcept {
+  sto_Resident::HoldRetired();
+  for (; !m_Settled.empty() && m_Settled.back().m_Save == save; m_Settled.pop_back())
+    Unsettle(m_Settled.back());
+  sto_Resident::LetGoRetired();
+}
+
+void sto_Residents::Undo(std::int64_t firstId, std::int64_t endId) noexcept {
+  std::erase_if(m_Shared, [&](auto const& each) { return each.first >= firstId && each.first < endId; });
+  if (m_Pages.empty()) return;
+  ForEach([&](sto_Resident& each) {
+    if (each.m_Id < firstId || each.m_Id >= endId) return;
+    // It still has its home, whose name is in messages.
+    Page& page = m_Pages.find(each.m_Id / IdsInPage)->second;
+    page.m_Residents[static_cast<std::size_t>(each.m_Id % IdsInPage)] = nullptr;
+    --page.m_Count;
+    each.m_State = sto_Resident::State::Undone;
+    std::shared_ptr<void> const object = each.TakeObject();
+  });
+  std::erase_if(m_Pages, [](auto const& page) { return page.second.m_Count == 0; });
+  m_LatestNumber = -1;
+}
+
+void sto_Residents::EndTransaction(bool isCommitted) noexcept {
+  sto_Resident::HoldRetired();
+  if (!isCommitted && !m_Pages.empty()) {
+    NoteDeletions();
+    for (; !m_Settled.empty(); m_Settled.pop_back()) Unsettle(m_Settled.back());
+    auto const undone = static_cast<std::uint32_t>(m_Session->TransactionNumber());
+    ForEach([undone](sto_Resident& each) {
+      if (each.m_IsChanged || each.m_LoadedIn == undone)
+        std::shared_ptr<void> const object = each.TakeObject();
+    });
+    m_Shared.clear();
+  }
+  for (sto_Resident* const changed : m_Changed) {
+    changed->m_IsChanged = false;
+    changed->m_HasParts = true;
+    changed->LetGo();
+  }
+  m_Changed.clear();
+  for (Settled const& settled : m_Settled) settled.m_Resident->LetGo();
+  m_Settled.clear();
+  sto_Resident::LetGoRetired();
+}
+
+void sto_Residents::Close() noexcept {
+  sto_Resident::HoldRetired();
+  EndTransaction(true);
+  m_Session = nullptr;
+  ForEach([](sto_Resident& each) {
+    each.m_State = sto_Resident::State::Closed;
+    std::shared_ptr<void> const object = each.TakeObject();
+  });
+  m_LatestNumber = -1;
+  m_Pages.clear();
+  m_Shared.clear();
+  DropCount();
+  sto_Resident::LetGoRetired();
+}
+
+void sto_Residents::Release(sto_Resident& resident) noexcept {
+  if (!resident.m_IsChanged && resident.m_Object.use_count() == 1)
+    std::shared_ptr<void> const object = resident.TakeObject();
+}
+
+void sto_Residents::Release() noexcept {
+  ForEach([this](sto_Resident& each) { Release(each); });
+}
+
+std::shared_ptr<void> sto_Residents::FindObject(std::int64_t id) noexcept {
+  if (sto_Resident const* const resident = Find(id); resident != nullptr && resident->m_Object != nullptr)
+    return resident->m_Object;
+  auto const shared = m_Shared.find(id);
+  return shared == m_Shared.end() ? nullptr : shared->second.lock();
+}
+
+void sto_Residents::NoteShared(std::int64_t id, std::shared_ptr<void> const& object) {
+  if (id == m_LoadingId) return;
+  if (m_Shared.size() >= m_SweepAt) {
+    std::erase_if(m_Shared, [](auto const& each) { return each.second.expired(); });
+    m_SweepAt = 2 * m_Shared.size() + 64;
+  }
+  m_Shared.insert_or_assign(id, object);
+}
