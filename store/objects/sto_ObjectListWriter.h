@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "persist/backend/cls_WriteObjects.h"
+#include "store/format/sto_CollectionFields.h"
 #include "store/objects/sto_ListWriter.h"
 #include "store/objects/sto_MementoWrite.h"
 
@@ -36,6 +37,8 @@ class sto_ObjectListWriter final : public cls_WriteListObj, public cls_AppendsLa
     return true;
   }
   void AppendNull() override { m_Ids.Append({0}); }
+  /// Appends an object that is stored already.
+  void AppendId(std::int64_t id) { m_Ids.Append({id}); }
 
  private:
   sto_RecordInProgress& m_Object; // m_Ids keeps it alive

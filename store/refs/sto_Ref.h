@@ -144,10 +144,12 @@ template <class T> class sto_Ref {
 
  private:
   template <class> friend class sto_Ref;
+  template <class> friend class sto_List;
   friend class sto_Store;
   friend struct std::hash<sto_Ref>;
 
-  explicit sto_Ref(sto_Resident& resident) noexcept : m_Resident(&resident) { Hold(); }
+  explicit sto_Ref(sto_Resident& resident) noexcept : sto_Ref(&resident) {}
+  explicit sto_Ref(sto_Resident* resident) noexcept : m_Resident(resident) { Hold(); }
   void Hold() const noexcept {
     if (m_Resident != nullptr) m_Resident->Hold();
   }

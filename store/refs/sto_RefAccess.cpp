@@ -6,6 +6,7 @@
 #include "store/base/sto_Exception.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
+#include "store/objects/sto_ObjectListWriter.h"
 #include "store/session/sto_OwnTransaction.h"
 #include "store/session/sto_Residents.h"
 
@@ -76,24 +77,41 @@ void Load(sto_Resident& resident, sto_RefClass const& asked) {
   transaction.Commit();
 }
 
-sto_MementoWrite& StoreMemento(cls_WriteVisitor const& visitor) {
-  auto* const memento = dynamic_cast<sto_MementoWrite*>(visitor.Memento());
-  if (memento == nullptr) RaiseForeign();
-  return *memento;
+/// Whether the object of a resident is in the session's store, so that it can be held by its id. False: it has to be
+/// written. Raises if neither can be.
+bool IsThere(sto_Session& session, sto_Resident& resident) {
+  if (resident.InState() == sto_Resident::State::InMemory) return false;
+  if (resident.InState() != sto_Resident::State::Stored) RaiseGone(resident);
+  sto_Residents& residents = session.Residents();
+  if (resident.Home() != &residents)
+    session.Raise(sto_ErrorKind::Misuse, "A reference to object " + std::to_string(resident.Id()) + " of " +
+                                             resident.Home()->Location() +
+                                             " cannot be saved in another store. Copy the object with "
+                                             "sto_CopyRoot, or load it and save a copy of it.");
+  if (residents.IsSeen(resident)) return true;
+  if (session.IsStored(resident.Id())) {
+    residents.NoteSeen(resident);
+    return true;
+  }
+  if (resident.Object() == nullptr) RaiseMissing(session, resident);
+  return false; // it was collected, and is stored again
 }
 
-/// Writes the object, too.
-void HoldInMemory(sto_MementoWrite& memento, cls_FieldHandle const& field, sto_Resident& resident,
-                  sto_RefClass const& asked) {
-  std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
-  if (!described) return; // its DBWrite writes nothing
-  sto_Session& session = memento.Session();
+/// Makes the resident of an object in memory that of the id under which the running save writes it.
+void Settle(sto_Session& session, sto_Resident& resident, cls_LaterWrite const& described) {
+  std::int64_t const id = session.TieOf(described.m_Uid).Id();
+  if (resident.InState() == sto_Resident::State::InMemory)
+    session.Residents().Settle(resident, id, described.m_ClassId);
+}
+
+[[noreturn]] void RaiseCollection() {
+  sto_Raise(sto_ErrorKind::Misuse, "A sto_Ref cannot refer to a collection.");
+}
+
+/// Calls `act`, which writes. If it raises, the save can only be undone, even if the failure is swallowed.
+template <class Act> void WriteWhole(sto_Session& session, Act act) {
   try {
-    std::int64_t const id = session.TieOf(described->m_Uid).Id();
-    if (resident.InState() == sto_Resident::State::InMemory)
-      session.Residents().Settle(resident, id, described->m_ClassId);
-    if (!memento.HoldLater(field, *std::move(described)))
-      sto_Raise(sto_ErrorKind::Misuse, "A sto_Ref cannot refer to a collection.");
+    act();
   } catch (...) {
     session.Save().MarkIncomplete();
     throw;
@@ -138,40 +156,53 @@ void sto_ReleaseObject(sto_Resident& resident) noexcept {
   if (resident.InState() == sto_Resident::State::Stored) resident.Home()->Release(resident);
 }
 
+sto_MementoWrite& sto_StoreMemento(cls_WriteVisitor const& visitor) {
+  auto* const memento = dynamic_cast<sto_MementoWrite*>(visitor.Memento());
+  if (memento == nullptr) RaiseForeign();
+  return *memento;
+}
+
+sto_MementoRead& sto_StoreMemento(cls_ReadVisitor const& visitor) {
+  auto* const memento = dynamic_cast<sto_MementoRead*>(visitor.Memento());
+  if (memento == nullptr) RaiseForeign();
+  return *memento;
+}
+
 void sto_WriteResident(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, sto_Resident& resident,
                        sto_RefClass const& asked) {
   if (visitor.Memento() == nullptr) return; // the object is not written now
-  sto_MementoWrite& memento = StoreMemento(visitor);
-  if (resident.InState() == sto_Resident::State::InMemory)
-    return HoldInMemory(memento, field, resident, asked);
+  sto_MementoWrite& memento = sto_StoreMemento(visitor);
   sto_Session& session = memento.Session();
-  auto const raise = [&](auto const& act) {
-    session.Save().MarkIncomplete();
-    act();
-  };
-  if (resident.InState() != sto_Resident::State::Stored) raise([&] { RaiseGone(resident); });
-  if (resident.Home() != &session.Residents())
-    raise([&] {
-      session.Raise(sto_ErrorKind::Misuse, "A reference to object " + std::to_string(resident.Id()) + " of " +
-                                               resident.Home()->Location() +
-                                               " cannot be saved in another store. Copy the object with "
-                                               "sto_CopyRoot, or load it and save a copy of it.");
-    });
-  sto_Residents& residents = session.Residents();
-  if (!residents.IsSeen(resident)) {
-    if (!session.IsStored(resident.Id())) {
-      if (resident.Object() != nullptr) return HoldInMemory(memento, field, resident, asked); // again
-      raise([&] { RaiseMissing(session, resident); });
+  WriteWhole(session, [&] {
+    if (IsThere(session, resident)) {
+      unsigned int const classId = resident.ClassId() != 0 ? resident.ClassId() : asked.m_ClassId;
+      return memento.HoldObject(field, classId, resident.Id());
     }
-    residents.NoteSeen(resident);
-  }
-  memento.HoldObject(field, resident.ClassId() != 0 ? resident.ClassId() : asked.m_ClassId, resident.Id());
+    std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
+    if (!described) return; // its DBWrite writes nothing
+    Settle(session, resident, *described);
+    if (!memento.HoldLater(field, *std::move(described))) RaiseCollection();
+  });
+}
+
+void sto_AppendResident(sto_ObjectListWriter& list, sto_Session& session, sto_Resident& resident,
+                        sto_RefClass const& asked) {
+  WriteWhole(session, [&] {
+    if (IsThere(session, resident)) return list.AppendId(resident.Id());
+    std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
+    if (!described) return list.AppendNull();
+    Settle(session, resident, *described);
+    if (!list.AppendLater(*std::move(described))) RaiseCollection();
+  });
 }
 
 sto_Resident* sto_ReadResident(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
   if (visitor.DataIsPresent(field) == 0) return nullptr;
-  auto* const memento = dynamic_cast<sto_MementoRead*>(visitor.Memento());
-  if (memento == nullptr) RaiseForeign();
-  cls_HeldObject const held = memento->HeldIn(field);
-  return held.m_Id == 0 ? nullptr : &memento->Session().Residents().At(held.m_Id);
+  sto_MementoRead& memento = sto_StoreMemento(visitor);
+  cls_HeldObject const held = memento.HeldIn(field);
+  if (held.m_Id == 0) return nullptr;
+  sto_Residents& residents = memento.Session().Residents();
+  sto_Resident& resident = residents.At(held.m_Id);
+  residents.NoteSeen(resident); // an object that is held is there
+  return &resident;
 }

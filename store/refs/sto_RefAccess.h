@@ -9,6 +9,11 @@
 #include "persist/visitors/cls_WriteVisitor.h"
 #include "store/session/sto_Resident.h"
 
+class sto_MementoRead;
+class sto_MementoWrite;
+class sto_ObjectListWriter;
+class sto_Session;
+
 // What sto_Ref does that does not depend on the class of its object. Internal to store/refs. Thread rule: as sto_Ref.
 
 /// What depends on it.
@@ -33,6 +38,14 @@ KVL_EXPORT void sto_ReleaseObject(sto_Resident& resident) noexcept;
 /// Writes a field that holds the object. An object that is not stored yet is stored, too.
 KVL_EXPORT void sto_WriteResident(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
                                   sto_Resident& resident, sto_RefClass const& asked);
+/// Appends the object to a list. An object that is not stored yet is stored, too.
+void sto_AppendResident(sto_ObjectListWriter& list, sto_Session& session, sto_Resident& resident,
+                        sto_RefClass const& asked);
+
+// The memento of a visitor. Misuse if it is not a store's.
+[[nodiscard]] sto_MementoWrite& sto_StoreMemento(cls_WriteVisitor const& visitor);
+[[nodiscard]] sto_MementoRead& sto_StoreMemento(cls_ReadVisitor const& visitor);
+
 /// The resident of what a field holds or refers to; null if there is nothing.
 [[nodiscard]] KVL_EXPORT sto_Resident* sto_ReadResident(cls_ReadVisitor const& visitor,
                                                         cls_FieldHandle const& field);

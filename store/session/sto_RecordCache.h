@@ -27,6 +27,8 @@ class sto_RecordCache {
 
   /// How many records Read has returned.
   [[nodiscard]] std::uint64_t ReadCount() const noexcept { return m_ReadCount; }
+  /// Counts a record that belongs to what is being read, and is read later.
+  void NotePart() noexcept { ++m_ReadCount; }
 
   /// Reads and decodes the record of an object without comparing it with the catalogue. Returns false if
   /// there is none; otherwise says in `problem` what is wrong with it, empty if it is sound. REQUIRES: an open

@@ -27,7 +27,6 @@ void sto_Residents::Put(sto_Resident& resident, std::int64_t id) {
   resident.m_Home = this;
   resident.m_Id = id;
   resident.m_State = sto_Resident::State::Stored;
-  resident.m_SeenInEpoch = m_Epoch;
 }
 
 sto_Resident& sto_Residents::At(std::int64_t id) {
@@ -53,7 +52,7 @@ void sto_Residents::TakeOut(sto_Resident& resident) noexcept {
     KeepShared(resident);
   }
   resident.m_Home = nullptr;
-  DropCount();
+  LetGo();
 }
 
 void sto_Residents::KeepShared(sto_Resident const& resident) noexcept {
@@ -66,10 +65,6 @@ void sto_Residents::KeepShared(sto_Resident const& resident) noexcept {
   }
 }
 
-void sto_Residents::DropCount() noexcept {
-  if (--m_Count == 0) delete this;
-}
-
 template <class Act> void sto_Residents::ForEach(Act act) noexcept {
   sto_Resident::HoldRetired();
   ++m_Count; // what ends afterwards may be all that there is
@@ -77,7 +72,7 @@ template <class Act> void sto_Residents::ForEach(Act act) noexcept {
     for (sto_Resident* const each : page.m_Residents)
       if (each != nullptr) act(*each);
   sto_Resident::LetGoRetired();
-  DropCount();
+  LetGo();
 }
 
 std::uint32_t sto_Residents::Transaction() const noexcept {
@@ -111,6 +106,7 @@ void sto_Residents::Settle(sto_Resident& resident, std::int64_t id, unsigned int
     known->m_IsStale = false;
     known->m_HasParts = true;
   }
+  NoteSeen(*m_Settled.back().m_Resident);
   m_Settled.back().m_Resident->m_ClassId = classId;
   m_Settled.back().m_Resident->Hold();
 }
@@ -215,8 +211,8 @@ void sto_Residents::Undo(std::int64_t firstId, std::int64_t endId) noexcept {
 
 void sto_Residents::EndTransaction(bool isCommitted) noexcept {
   sto_Resident::HoldRetired();
+  if (!isCommitted) NoteDeletions();
   if (!isCommitted && !m_Pages.empty()) {
-    NoteDeletions();
     for (; !m_Settled.empty(); m_Settled.pop_back()) Unsettle(m_Settled.back());
     auto const undone = static_cast<std::uint32_t>(m_Session->TransactionNumber());
     ForEach([undone](sto_Resident& each) {
@@ -247,7 +243,7 @@ void sto_Residents::Close() noexcept {
   m_LatestNumber = -1;
   m_Pages.clear();
   m_Shared.clear();
-  DropCount();
+  LetGo();
   sto_Resident::LetGoRetired();
 }
 

@@ -35,9 +35,15 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   /// Null once the session has ended.
   [[nodiscard]] sto_Session* Session() const noexcept { return m_Session; }
   [[nodiscard]] std::string const& Location() const noexcept { return m_Location; }
+  /// Keeps this object alive after the session has ended.
+  void Hold() noexcept { ++m_Count; }
+  void LetGo() noexcept {
+    if (--m_Count == 0) delete this;
+  }
   [[nodiscard]] bool IsEmpty() const noexcept { return m_Pages.empty(); }
 
-  /// The resident of an object's id, a new one if there is none. Throws std::bad_alloc.
+  /// The resident of an object's id, a new one if there is none. It is not said that the object is there: see NoteSeen.
+  /// Throws std::bad_alloc.
   [[nodiscard]] sto_Resident& At(std::int64_t id);
   /// Null if there is none.
   [[nodiscard]] sto_Resident* Find(std::int64_t id) noexcept;
@@ -57,7 +63,8 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
     return resident.m_SeenInEpoch == m_Epoch;
   }
   void NoteSeen(sto_Resident& resident) const noexcept { resident.m_SeenInEpoch = m_Epoch; }
-  /// Objects may have been deleted.
+  /// Changes when objects may have been deleted.
+  [[nodiscard]] std::uint32_t Epoch() const noexcept { return m_Epoch; }
   void NoteDeletions() noexcept { ++m_Epoch; }
 
   /// Another session has committed changes; known ones, or any.
@@ -145,7 +152,6 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   void WriteAllChanged();
   /// Calls `act` with each resident; those that end meanwhile do so afterwards.
   template <class Act> void ForEach(Act act) noexcept;
-  void DropCount() noexcept;
   ~sto_Residents() = default;
 
   sto_Session* m_Session;
@@ -157,7 +163,7 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   std::vector<Settled> m_Settled;       // in the open transaction
   std::uint32_t m_Epoch = 1;
   std::int64_t m_LoadingId = 0;
-  std::int64_t m_Count = 1; // the session, and each resident that has this home
+  std::int64_t m_Count = 1; // the session, each resident that has this home, and each list that has
   // Objects without a resident: that loads of residents have built behind shared pointers, and whose residents have ended.
   // Swept when it doubles.
   std::unordered_map<std::int64_t, std::weak_ptr<void>> m_Shared;
