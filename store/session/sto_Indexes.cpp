@@ -17,6 +17,12 @@ bool Serves(sto_IndexRow const& stored, sto_IndexRow const& declared) {
          });
 }
 
+/// Adds the earlier names that other programs say, so that these programs need not make the index again.
+void AddNames(sto_IndexRow& row, std::vector<std::string> const& more) {
+  for (std::string const& name : more)
+    if (std::ranges::find(row.m_Names, name) == row.m_Names.end()) row.m_Names.push_back(name);
+}
+
 } // namespace
 
 void sto_Indexes::Load() {
@@ -201,8 +207,10 @@ void sto_Indexes::Build(std::vector<sto_IndexRow> const& missing) {
   for (sto_IndexRow const& row : All()) next = std::max(next, row.m_Number + 1);
   std::vector<sto_IndexRow> made;
   for (sto_IndexRow row : missing) {
-    if (sto_IndexRow const* const outdated = Find(row.m_ClassId, row.m_Names.front())) // about fewer names
+    if (sto_IndexRow const* const outdated = Find(row.m_ClassId, row.m_Names.front())) {
+      AddNames(row, outdated->m_Names);
       driver.DropIndex(outdated->m_Number);
+    }
     row.m_Number = next++;
     driver.AddIndex(row);
     made.push_back(std::move(row));

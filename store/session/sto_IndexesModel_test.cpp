@@ -159,7 +159,7 @@ class StoreIndexesModel : public StoreIndexedTest, public testing::WithParamInte
 TEST_P(StoreIndexesModel, FindsWhatAMapOfAllObjectsHas) {
   m_Random.seed(GetParam());
   Start<IndexedPart, IndexedBolt, IndexedBox>();
-  for (int round = 0; round < 400; ++round) {
+  for (int round = 0; round < 300; ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
     Step();
     if (HasFatalFailure()) return;

@@ -221,6 +221,32 @@ TEST_F(StoreIndexes, EarlierNamesOfTheAttributeCount) {
   EXPECT_EQ(Entries(), 2);
 }
 
+TEST_F(StoreIndexes, IndexKeepsTheEarlierNamesThatAnyProgramSays) {
+  Start<RenamedPart>();
+  m_Store->Save("part", RenamedPart(2));
+  auto const names = [&] {
+    return SqlFile(Path()).Texts(
+        "SELECT name FROM index_name WHERE no = (SELECT max(no) FROM index_name) ORDER BY place");
+  };
+  auto const openSaying = [&](char const* earlierName) {
+    m_Store.reset();
+    Declare<RenamedPart>();
+    m_Registrar->ChangesOf(RenamedPart::TypeId()).Was("m_Key", earlierName);
+    Open(sto_Mode::ReadWrite);
+    EXPECT_EQ(ValuesFound({}, {}, RenamedPart::TypeId(), "m_Key"), (Values{2}));
+    EXPECT_TRUE(m_UsedIndex);
+  };
+  openSaying("m_Number");
+  EXPECT_EQ(names(), (std::vector<std::string>{"m_Key", "m_Id", "m_Number"}));
+  openSaying("m_No");
+  std::vector<std::string> const all{"m_Key", "m_Id", "m_No", "m_Number"};
+  EXPECT_EQ(names(), all);
+  std::size_t const saves = m_Store->Saves().size();
+  openSaying("m_Number");
+  EXPECT_EQ(names(), all);
+  EXPECT_EQ(m_Store->Saves().size(), saves); // it was not made again
+}
+
 TEST_F(StoreIndexes, IndexThatNobodyDeclaresCanBeDropped) {
   Start<IndexedPart, IndexedBolt>();
   m_Store->Save("part", IndexedPart(1));
