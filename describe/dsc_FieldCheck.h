@@ -1,10 +1,13 @@
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "describe/dsc_Base.h"
 #include "describe/dsc_Field.h"
 #include "describe/dsc_Options.h"
+#include "platform/cow/cow_String.h"
 
 /// What the compiler finds out about a class from its Describe: how much there is, and which rules it breaks.
 struct dsc_Summary {
@@ -50,6 +53,11 @@ class dsc_EarlierNames {
   dsc_Summary& m_Summary;
 };
 
+/// Whether a store can keep an index of fields of this type.
+template <class T>
+inline constexpr bool dsc_CanBeIndexed = std::is_arithmetic_v<T> || std::is_enum_v<T> ||
+                                         std::is_same_v<T, std::string> || std::is_same_v<T, cow_String>;
+
 /// The visitor of Describe that makes the summary. It is evaluated by the compiler, and checks each line by
 /// itself.
 template <class T> class dsc_FieldCheck {
@@ -68,6 +76,9 @@ template <class T> class dsc_FieldCheck {
     m_Summary.Add(Name::View(), IsStored);
     if constexpr (IsStored) {
       CheckStorable<dsc_FieldValue<Member, Options...>, Options...>();
+      static_assert(!dsc_Has<dsc_OptionKind::Indexed, Options...> ||
+                        dsc_CanBeIndexed<dsc_FieldValue<Member, Options...>>,
+                    "kvl::Indexed is for a number, a bool, an enumeration or a string");
       using Value = dsc_Stored<dsc_FieldValue<Member, Options...>>;
       m_Summary.m_Attributes += Value::Fields;
       m_Summary.m_Collections += Value::Collections;

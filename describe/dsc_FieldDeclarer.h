@@ -67,6 +67,8 @@ template <class T> class dsc_FieldDeclarer {
         Changes().Since(attribute.m_Name.View(), option.m_Version);
     } else if constexpr (Kind == dsc_OptionKind::Was) {
       NoteNames<Name, Stored>(option);
+    } else if constexpr (Kind == dsc_OptionKind::Indexed) {
+      m_Registrar.NotesOf(m_Metadata.ClassId(), m_Metadata.Version()).Index(Name::View());
     }
   }
   template <class Name, class Stored, cow_LiteralChars... Names> void NoteNames(kvl::Was<Names...> const&) {

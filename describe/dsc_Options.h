@@ -14,7 +14,19 @@
 // They are plain values, which the compiler evaluates: what is given to them must be a constant expression.
 
 /// What kind of option a type is; each option has one as `Kind`.
-enum class dsc_OptionKind { None, Since, Was, As, Unit, Among, Transient, Dropped, BaseWas, ClassWas };
+enum class dsc_OptionKind {
+  None,
+  Since,
+  Was,
+  As,
+  Unit,
+  Among,
+  Transient,
+  Dropped,
+  BaseWas,
+  ClassWas,
+  Indexed
+};
 
 template <class T>
 concept dsc_IsOption = requires {
@@ -113,6 +125,12 @@ template <class T> class Among {
   bool m_HasElse = false;
 };
 template <class T, class... More> Among(T, More...) -> Among<T>;
+
+/// Stores keep an index of the field: objects are found by its value without reading all of them. For a number, a bool,
+/// an enumeration or a string. docs/indexes.md says what it costs.
+struct Indexed {
+  static constexpr dsc_OptionKind Kind = dsc_OptionKind::Indexed;
+};
 
 /// The member is not stored. It is named so that a forgotten member is noticed.
 struct Transient {

@@ -37,6 +37,11 @@ cls_ClassNotes& cls_ClassNotes::MayBeAbsent(std::string_view attribute) {
   return *this;
 }
 
+cls_ClassNotes& cls_ClassNotes::Index(std::string_view attribute) {
+  Of(attribute).m_IsIndexed = true;
+  return *this;
+}
+
 cls_ClassNotes::Attribute const* cls_ClassNotes::Find(std::string_view attribute) const noexcept {
   auto const found = m_Attributes.find(attribute);
   return found == m_Attributes.end() ? nullptr : &found->second;

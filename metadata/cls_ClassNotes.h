@@ -11,7 +11,8 @@
 
 /// What a program says about a class version beside its metadata: units and defaults of attributes, names of
 /// enumerators, and free notes. A store writes them with the description of the class, so that a reader without
-/// the program knows them. Whether an array is compressed can be said here too; that is not written.
+/// the program knows them. Whether an array is compressed, and which attributes are indexed, can be said here too; that
+/// is not written with the description.
 ///
 ///     registrar.NotesOf(Bolt::TypeId(), 1)
 ///         .Note("source", "catalogue of 2026")
@@ -33,6 +34,7 @@ class KVL_EXPORT cls_ClassNotes {
     Texts m_Notes;
     std::optional<bool> m_Compress; ///< empty: as the options of the store say
     bool m_MayBeAbsent = false;     ///< an object may have no value of it
+    bool m_IsIndexed = false;       ///< objects are found by its value
   };
   using Attributes = std::map<std::string, Attribute, std::less<>>; ///< by the attribute's name
 
@@ -52,6 +54,11 @@ class KVL_EXPORT cls_ClassNotes {
   /// An object may have no value of the attribute, although the class declares it. Strict stores accept that then.
   /// Not written, either.
   cls_ClassNotes& MayBeAbsent(std::string_view attribute);
+
+  /// Stores keep an index of the attribute, by which objects of the class, and of those derived from it, are found. For
+  /// an attribute of a single number, bool, enumeration or string, in the notes on the newest version; a store refuses
+  /// it for others (Misuse). docs/indexes.md says when an index is made and what it costs.
+  cls_ClassNotes& Index(std::string_view attribute);
 
   [[nodiscard]] Texts const& Notes() const noexcept { return m_Notes; }
   [[nodiscard]] Attributes const& OfAttributes() const noexcept { return m_Attributes; }

@@ -32,6 +32,8 @@ char const* sto_CheckKindName(sto_CheckKind kind) noexcept {
     return "OrphanRow";
   case sto_CheckKind::Sum:
     return "Sum";
+  case sto_CheckKind::Index:
+    return "Index";
   }
   return "unknown";
 }

@@ -20,7 +20,7 @@ enum class sto_CheckKind {
   Header,            ///< the header or the tables are not those of a store
   Log,               ///< a row of the log of saves is damaged, missing or not in order
   Catalogue,         ///< a class, an attribute, a name or a shape is damaged, missing or contradicts another
-  DamagedRow,        ///< a row of roots, objects or blocks does not fit its checksum
+  DamagedRow,        ///< a row of roots, objects, blocks or indexes does not fit its checksum
   DamagedObject,     ///< an object's record cannot be read, or contradicts the catalogue
   MissingObject,     ///< an object that another one holds is not there
   DanglingReference, ///< an object that another one refers to is not there
@@ -31,6 +31,7 @@ enum class sto_CheckKind {
   OrphanBlock,       ///< a block belongs to no list or blob
   OrphanRow,         ///< a row belongs to nothing, or what it holds is there twice
   Sum,               ///< the sum over all rows is not that of the newest save
+  Index,             ///< an index lacks an object, or has an entry that is not of its object's value
 };
 
 /// The name of a kind: "MissingBlock". Thread rule: any thread.

@@ -39,8 +39,9 @@ struct sto_Stat {
   std::int64_t m_Saves = 0;    ///< rows of the log
   std::int64_t m_LogBytes = 0; ///< of their values
   std::int64_t m_CatalogueBytes = 0;
-  std::int64_t m_FileBytes = 0; ///< the size of the store on its medium
-  std::int64_t m_FreeBytes = 0; ///< pages of the file that nothing uses; Compact gives them back
+  std::int64_t m_IndexBytes = 0; ///< entries of indexes
+  std::int64_t m_FileBytes = 0;  ///< the size of the store on its medium
+  std::int64_t m_FreeBytes = 0;  ///< pages of the file that nothing uses; Compact gives them back
   /// Pages in use. More than the sum of what they hold: pages are not full.
   [[nodiscard]] std::int64_t LiveBytes() const noexcept { return m_FileBytes - m_FreeBytes; }
 };

@@ -115,6 +115,7 @@ sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassR
                                : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly, options);
   auto session = std::make_unique<sto_Session>(location, std::move(driver), registrar, options);
   if (mode != sto_Mode::Create && registrar.HasChanges()) CheckChanges(*session);
+  if (registrar.HasNotes() && !session->Driver().IsReadOnly()) session->Indexes().Prepare();
   return sto_Store(std::move(session));
 }
 
@@ -374,6 +375,22 @@ sto_Stat sto_Store::Stat(std::size_t maxArrays) {
 
 void sto_Store::ReleaseObjects() {
   Session().Residents().Release();
+}
+
+bool sto_Store::DropIndex(unsigned int classId, std::string_view attribute) {
+  sto_Session& session = Session();
+  if (IsReadOnly()) session.Raise(sto_ErrorKind::ReadOnly, "The store is open for reading only.");
+  if (session.Indexes().IsDeclared(classId, attribute))
+    session.Raise(sto_ErrorKind::Misuse, "The index of attribute " + std::string(attribute) + " of class " +
+                                             session.Catalogue().ClassName(classId) +
+                                             " is declared by this program, and cannot be dropped.");
+  RefuseInObject(session, "Dropping an index");
+  if (session.InTransaction())
+    session.Raise(sto_ErrorKind::Misuse, "Dropping an index while a transaction is open.");
+  sto_OwnTransaction transaction(session, true);
+  bool const isDropped = session.Indexes().Drop(classId, attribute);
+  transaction.Commit();
+  return isDropped;
 }
 
 void sto_Store::Compact(sto_Progress const& progress) {

@@ -96,6 +96,11 @@ class KVL_EXPORT sto_Store {
   /// - ReadOnly: ReadWrite, and the file cannot be written, or the store has an older format and the options do
   ///   not say to upgrade it. An old store and its content are not changed;
   /// - Damaged, Busy, Unavailable; Full while upgrading. An upgrade that fails leaves the old store.
+  ///
+  /// If the program declares indexes (cls_ClassNotes::Index, kvl::Indexed) that the store does not have, ReadWrite and
+  /// Create make them from the stored objects, in one transaction with an entry in the log: Busy if another session
+  /// writes, Full, and Damaged if objects cannot be read. Then nothing is changed, and the store can be opened by a
+  /// program that does not declare them, or for reading. ReadOnly makes none; searches then look at all objects.
   static sto_Store Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                         sto_Options const& options = {});
   /// Deleted: a temporary registrar would not outlive the store.
@@ -325,6 +330,12 @@ class KVL_EXPORT sto_Store {
   /// Memory: a few bytes for each class and each listed array. Misuse while an object is being saved or loaded.
   /// Damaged, Busy, Unavailable.
   [[nodiscard]] sto_Stat Stat(std::size_t maxArrays = 100);
+
+  /// Removes the index of an attribute that this program does not declare (cls_ClassNotes::Index), in a transaction of
+  /// its own; false if there is none. The store keeps an index until then, also if no program declares it any more.
+  /// Without any index, programs that know no indexes can write the store again. Misuse for an index that the program
+  /// declares, and while a transaction is open. ReadOnly, Busy, Full, Unavailable.
+  bool DropIndex(unsigned int classId, std::string_view attribute);
 
   /// Gives the room that nothing uses back to the file system, and puts the rows in order: blocks that were moved
   /// when they were overwritten return to their places, and SQLite writes the file anew. Unwritten changes of bulk

@@ -124,6 +124,12 @@ std::string sto_CheckCatalogue::ClassName(unsigned int classId) const {
   return isKnown ? found->second.m_Stored.Row().m_Name : "class " + sto_ClassIdText(classId);
 }
 
+std::string_view sto_CheckCatalogue::FieldName(sto_ShapePart const& part, sto_FieldKey const& key) const {
+  if (key.m_NameId != 0) return NameOf(key.m_NameId);
+  sto_AttributeRow const* const attribute = FindAttribute(part, key);
+  return attribute == nullptr ? std::string_view() : std::string_view(attribute->m_Name);
+}
+
 std::string sto_CheckCatalogue::AttributeName(sto_FieldKey const& key) const {
   if (key.m_NameId == 0) return "number " + std::to_string(key.m_FieldId);
   std::string_view const name = NameOf(key.m_NameId);

@@ -35,6 +35,8 @@ class sto_CheckCatalogue {
   /// no collection. Empty if the shape has no such field.
   [[nodiscard]] std::vector<sto_AttributeRow const*> const& CollectionsOf(std::int64_t shape) const;
 
+  /// The name of a field of a part; empty if it is not known.
+  [[nodiscard]] std::string_view FieldName(sto_ShapePart const& part, sto_FieldKey const& key) const;
   /// The name of a class for messages, its ID if it is not known.
   [[nodiscard]] std::string ClassName(unsigned int classId) const;
   /// The name of a field's attribute; its number if it has no name.

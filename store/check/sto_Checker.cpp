@@ -21,7 +21,7 @@ sto_Checker::sto_Checker(sto_Driver& driver, sto_CheckReport& report, std::size_
                                     (id >= 0 && m_Damaged.Has(id));
                            },
                            [this](std::int64_t list, std::int64_t element) { HoldElement(list, element); }}),
-      m_Work(meter) {}
+      m_Indexes(m_Results, m_Catalogue), m_Work(meter) {}
 
 void sto_Checker::Check(sto_CheckDepth depth, std::int64_t nextId) {
   bool const isFull = depth == sto_CheckDepth::Full;
@@ -69,6 +69,7 @@ void sto_Checker::CheckRecords(sto_StorageWalk& walk) {
   walk.Blocks();
   m_Blocks.End();
   m_Links.End();
+  CheckIndexes(walk);
   m_Report.m_IsSumRight = walk.IsSumRight();
   if (m_Report.m_IsSumRight != false) return;
   sto_CheckFinding finding;
@@ -77,6 +78,21 @@ void sto_Checker::CheckRecords(sto_StorageWalk& walk) {
       "The sum over all rows is not that of the newest save: rows are missing, there twice, or of "
       "an earlier state, or damage was overwritten.";
   m_Results.Add(std::move(finding));
+}
+
+void sto_Checker::CheckIndexes(sto_StorageWalk& walk) {
+  // What a damaged catalogue says of the fields would make entries seem wrong.
+  bool const isCatalogueDamaged =
+      std::ranges::any_of(m_Report.m_Findings, [](sto_CheckFinding const& finding) {
+        return finding.m_Kind == sto_CheckKind::Catalogue || finding.m_Kind == sto_CheckKind::Header;
+      });
+  if (isCatalogueDamaged) return;
+  walk.IndexEntries();
+  if (m_Indexes.AreAlike()) return;
+  m_Indexes.Explain(m_Driver, [this](std::int64_t id) {
+    return id >= 1 && id <= sto_Format::MaxObjectId && !m_Damaged.Has(id) &&
+           m_Objects.StateOf(id) != sto_CheckObjects::Unreadable;
+  });
 }
 
 void sto_Checker::Find(sto_CheckFinding&& finding) {
@@ -123,6 +139,7 @@ void sto_Checker::TakeRecord(std::int64_t id, sto_StoredRecord& record) {
   if (m_Record.GreatestId() >= m_Links.NextId())
     ReportObject(id, m_Record.ClassId(),
                  "names object " + std::to_string(m_Record.GreatestId()) + ", which the store never had");
+  m_Indexes.TakeRecord(id, m_Record.Stored());
   CheckParts(id);
   CheckFields(id);
   CheckContent(id);

@@ -7,6 +7,7 @@
 
 #include "store/check/sto_CheckBlocks.h"
 #include "store/check/sto_CheckCatalogue.h"
+#include "store/check/sto_CheckIndexes.h"
 #include "store/check/sto_CheckLinks.h"
 #include "store/check/sto_CheckObjects.h"
 #include "store/check/sto_CheckResults.h"
@@ -39,6 +40,10 @@ class sto_Checker final : private sto_StorageVisitor {
   void TakeClass(sto_ClassRow const& row, bool isSound) override { m_Catalogue.TakeClass(row, isSound); }
   void TakeName(sto_NameRow const& row, bool isSound) override { m_Catalogue.TakeName(row, isSound); }
   void TakeShape(sto_ShapeRow const& row, bool isSound) override { m_Catalogue.TakeShape(row, isSound); }
+  void TakeIndex(sto_IndexRow const& row, bool isSound) override { m_Indexes.TakeIndex(row, isSound); }
+  void TakeIndexEntry(std::int64_t number, sto_IndexEntry const& entry, bool isSound) override {
+    m_Indexes.TakeEntry(number, entry, isSound);
+  }
   void TakeRoot(std::string_view name, std::int64_t id, unsigned int classId) override;
   void TakeObject(sto_ObjectRow const& object) override;
   void TakeUnreadable(std::int64_t first, std::int64_t last) override;
@@ -48,6 +53,7 @@ class sto_Checker final : private sto_StorageVisitor {
   /// The first call of the progress function, if there is one.
   void BeginWork(sto_StorageWalk& walk, bool isFull);
   void CheckRecords(sto_StorageWalk& walk);
+  void CheckIndexes(sto_StorageWalk& walk);
   /// Decodes the record that was taken; false if that was reported to be impossible.
   [[nodiscard]] bool Decode(std::int64_t id);
   void CheckParts(std::int64_t id);
@@ -69,6 +75,7 @@ class sto_Checker final : private sto_StorageVisitor {
   sto_CheckObjects m_Objects;
   sto_CheckLinks m_Links;
   sto_CheckBlocks m_Blocks;
+  sto_CheckIndexes m_Indexes;
   std::vector<Root> m_Roots;
   sto_WalkMeter m_Work;
   std::int64_t m_ObjectCount = 0, m_BlockRows = 0; // expected; 0 if nobody counts the work

@@ -28,6 +28,7 @@ sto_Stat sto_StatMaker::Make() {
   m_Stat.m_Saves = sizes.m_Saves;
   m_Stat.m_LogBytes = sizes.m_LogBytes;
   m_Stat.m_CatalogueBytes = sizes.m_CatalogueBytes;
+  m_Stat.m_IndexBytes = sizes.m_IndexBytes;
   m_Stat.m_FileBytes = sizes.m_FileBytes;
   m_Stat.m_FreeBytes = sizes.m_FreeBytes;
   walk->Objects();

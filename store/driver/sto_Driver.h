@@ -87,6 +87,38 @@ struct sto_RootRow {
   std::int64_t m_Id; ///< of its object
 };
 
+/// An index: which objects have which value of an attribute of a class. It has an entry for each object with a part of
+/// this class that has the attribute: its key (sto_IndexKey.h) and the object's id.
+struct sto_IndexRow {
+  std::int64_t m_Number; ///< from 1
+  unsigned int m_ClassId;
+  /// The attribute's names: the one that it has today, then those that it had in earlier versions of the class, the
+  /// latest first. Of an object the first of them counts that its part has.
+  std::vector<std::string> m_Names;
+};
+
+/// An entry of an index.
+struct sto_IndexEntry {
+  std::string m_Key;
+  std::int64_t m_Id;
+
+  friend bool operator==(sto_IndexEntry const& a, sto_IndexEntry const& b) = default;
+};
+
+/// Entries of an index, in ascending order of their keys' bytes, and then of their ids.
+struct sto_IndexRange {
+  std::int64_t m_Index;                      ///< its number
+  sto_IndexEntry m_After;                    ///< entries after this one, which need not be there
+  std::optional<std::string> m_LastKey = {}; ///< with keys up to this one, which is included; empty: any
+};
+
+/// An object without its record.
+struct sto_ObjectShape {
+  std::int64_t m_Id;
+  std::int64_t m_Shape;     ///< as in sto_StoredRecord
+  unsigned int m_ClassId{}; ///< as in sto_StoredRecord
+};
+
 /// Keys from one to another, both included.
 struct sto_KeyRange {
   std::int64_t m_First;
@@ -113,6 +145,8 @@ struct sto_Begun {
   std::int64_t m_EndOfIds = 1;
   /// The object under the requested root name; empty if none was requested or there is no such root.
   std::optional<std::int64_t> m_Root = {};
+  /// Whether the store has any indexes.
+  bool m_HasIndexes = false;
 };
 
 class sto_StorageVisitor;
@@ -253,6 +287,32 @@ class sto_Driver {
   /// The ids of the objects from `first` to `last`, both included, in ascending order.
   [[nodiscard]] virtual std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) = 0;
   [[nodiscard]] virtual std::int64_t ObjectCount() = 0;
+  /// Appends the next objects from id `first` on in ascending order: as many as the storage hands out at once. Returns
+  /// where to go on; 0 when there are no more. Whoever then reads the records of these objects, before it asks for the
+  /// next ones, gets them without reading anything of the storage twice.
+  virtual std::int64_t ObjectsFrom(std::int64_t first, std::vector<sto_ObjectShape>& objects) = 0;
+
+  // --- indexes. The session keeps them: each write of an object is followed by the changes of its entries. A driver
+  // only stores the entries, in the order of their keys' bytes.
+
+  /// The store's indexes, ascending by number. Damaged.
+  virtual std::vector<sto_IndexRow> Indexes() = 0;
+  /// Adds an index without entries. The first one makes programs that know no indexes read the store only. REQUIRES: no
+  /// index has the number; no mark is set.
+  virtual void AddIndex(sto_IndexRow const& row) = 0;
+  /// Removes an index with its entries. REQUIRES: there is one; no mark is set.
+  virtual void DropIndex(std::int64_t number) = 0;
+  /// Adds an entry; does nothing if it is there already.
+  virtual void AddToIndex(std::int64_t number, sto_IndexEntry const& entry) = 0;
+  /// Removes an entry; does nothing if it is not there.
+  virtual void RemoveFromIndex(std::int64_t number, sto_IndexEntry const& entry) = 0;
+  /// Removes all entries of an object, whatever their keys are. May read all entries: for objects whose record cannot
+  /// be read.
+  virtual void RemoveFromIndexes(std::int64_t id) = 0;
+  /// Appends the first entries of a range, at most `limit`, to `found`. Returns whether there may be more. Damaged if
+  /// the entries in the range, or those that bound it, are damaged.
+  virtual bool FindInIndex(sto_IndexRange const& range, std::size_t limit,
+                           std::vector<sto_IndexEntry>& found) = 0;
 
   /// Reads a block; false when there is none. `data` is replaced.
   virtual bool ReadBlock(std::int64_t key, sto_Bytes& data) = 0;

@@ -20,6 +20,7 @@ struct sto_StorageSizes {
   std::int64_t m_Saves = 0;
   std::int64_t m_LogBytes = 0;
   std::int64_t m_CatalogueBytes = 0;
+  std::int64_t m_IndexBytes = 0;
   std::int64_t m_FileBytes = 0;
   std::int64_t m_FreeBytes = 0;
 };
@@ -37,6 +38,7 @@ class sto_StorageVisitor {
   virtual void TakeClass(sto_ClassRow const& /*row*/, bool /*isSound*/) {}
   virtual void TakeName(sto_NameRow const& /*row*/, bool /*isSound*/) {}
   virtual void TakeShape(sto_ShapeRow const& /*row*/, bool /*isSound*/) {}
+  virtual void TakeIndex(sto_IndexRow const& /*row*/, bool /*isSound*/) {}
   /// `classId`: of the object when it got the name; 0 if that is not known. Only of sound rows.
   virtual void TakeRoot(std::string_view /*name*/, std::int64_t /*id*/, unsigned int /*classId*/) {}
 
@@ -46,6 +48,8 @@ class sto_StorageVisitor {
   virtual void TakeUnreadable(std::int64_t /*first*/, std::int64_t /*last*/) {}
   /// Of Records.
   virtual void TakeRecord(std::int64_t /*id*/, sto_StoredRecord& /*record*/) {}
+  /// Of IndexEntries.
+  virtual void TakeIndexEntry(std::int64_t /*number*/, sto_IndexEntry const& /*entry*/, bool /*isSound*/) {}
   /// Of Blocks: a block as the driver returns it.
   virtual void TakeBlock(std::int64_t /*key*/, sto_ByteView /*data*/) {}
   /// Of BlockRows: a row with blocks, the first of which has the key.
@@ -76,6 +80,8 @@ class sto_StorageWalk {
   /// All blocks, ascending by key.
   virtual void Blocks() = 0;
   virtual void BlockRows() = 0;
+  /// The entries of all indexes, ascending.
+  virtual void IndexEntries() = 0;
   /// How many rows with blocks there are. Damaged.
   [[nodiscard]] virtual std::int64_t BlockRowCount() = 0;
   /// Compares the sum over the store with what Tables, Records and Blocks have passed. Empty if the store has no

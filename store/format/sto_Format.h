@@ -17,9 +17,11 @@ inline constexpr int VersionWithoutPacks = 2;
 inline constexpr int VersionWithoutShapes = 3;
 
 /// What a program must know to read, and to write, a store of this form: names, separated by spaces. Some may be
-/// added while the version stays.
+/// added while the version stays. These are the ones that this module knows; a new store uses none.
 inline constexpr char FeaturesToRead[] = "";
-inline constexpr char FeaturesToWrite[] = "";
+inline constexpr char FeaturesToWrite[] = "indexes";
+/// Of the latter: the store has indexes, which whoever writes must keep.
+inline constexpr char IndexesFeature[] = "indexes";
 
 /// First byte of each object record of a version without shapes.
 inline constexpr std::uint8_t RecordForm = 1;

@@ -22,7 +22,7 @@ class Run {
   explicit Run(sto_Session& session) noexcept : m_Session(session) {}
 
   void Add(std::int64_t id) {
-    m_Session.Driver().DeleteObject(id);
+    m_Session.DeleteObject(id);
     if (m_Last == 0) m_First = id;
     m_Last = id;
   }

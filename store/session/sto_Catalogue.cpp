@@ -65,6 +65,7 @@ bool DifferInOrder(sto_ClassRow a, sto_ClassRow b) {
 
 void sto_Catalogue::Forget() noexcept {
   m_IsLoaded = false;
+  ++m_Generation;
   m_Recorded.Forget();
   m_LatestToWrite = nullptr;
   m_Readable.Forget();
@@ -255,6 +256,26 @@ std::string_view sto_Catalogue::NameOf(std::int64_t id) const noexcept {
   }
   auto const found = m_FarNames.find(id);
   return found == m_FarNames.end() ? std::string_view() : found->second;
+}
+
+std::string_view sto_Catalogue::FieldName(unsigned int classId, int version, sto_FieldKey const& key) const {
+  if (key.m_NameId != 0) return NameOf(key.m_NameId);
+  sto_ClassRow const* const row = FindStored(classId, version);
+  if (row == nullptr) return {};
+  auto const found = std::ranges::find(row->m_Attributes, key.m_FieldId, &sto_AttributeRow::m_FieldId);
+  return found == row->m_Attributes.end() ? std::string_view() : std::string_view(found->m_Name);
+}
+
+unsigned int sto_Catalogue::BaseOf(unsigned int classId) const {
+  unsigned int base = 0;
+  if (cls_ClassMetadata const* const newest = m_Classes.Newest(classId)) {
+    base = newest->BaseClassId();
+  } else {
+    auto const after = m_StoredClasses.upper_bound({classId, std::numeric_limits<int>::max()});
+    if (after != m_StoredClasses.begin() && std::prev(after)->first.first == classId)
+      base = std::prev(after)->second.Row().m_BaseClassId;
+  }
+  return base == classId || base == cls_ClassMetadata::RootClassId ? 0 : base;
 }
 
 std::int64_t sto_Catalogue::FindName(sto_Driver& driver, std::string_view name) {

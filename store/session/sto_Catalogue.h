@@ -36,6 +36,8 @@ class sto_Catalogue {
   }
   /// Forgets what was read from the store, because it may have changed.
   void Forget() noexcept;
+  /// Changes whenever the numbers of names and shapes may have changed their meaning.
+  [[nodiscard]] std::int64_t Generation() const noexcept { return m_Generation; }
   /// Work of the transaction is undone: forgets what was read, if the transaction has written to the
   /// catalogue.
   void ForgetWritten() noexcept {
@@ -109,6 +111,12 @@ class sto_Catalogue {
 
   /// The name with a number; empty if the dictionary does not have it. Valid until Forget.
   [[nodiscard]] std::string_view NameOf(std::int64_t id) const noexcept;
+
+  /// The name of a field of a class version; empty if it is not known. Valid until Forget. REQUIRES: Load.
+  [[nodiscard]] std::string_view FieldName(unsigned int classId, int version, sto_FieldKey const& key) const;
+  /// The base class of a class, as the program says, otherwise as the newest version in the store; 0 if there is none.
+  /// REQUIRES: Load.
+  [[nodiscard]] unsigned int BaseOf(unsigned int classId) const;
 
   /// Whether a stored key is that of a field with a name, and was recognised as such before. False proves
   /// nothing.
@@ -186,7 +194,8 @@ class sto_Catalogue {
 
   // From the store: set by Load, extended by Record, Adopt and AddName, cleared by Forget.
   bool m_IsLoaded = false;
-  bool m_HasWritten = false; // in the open transaction; Forget leaves it
+  std::int64_t m_Generation = 1; // counted up by Forget
+  bool m_HasWritten = false;     // in the open transaction; Forget leaves it
   std::map<std::pair<unsigned int, int>, sto_StoredClass> m_StoredClasses;
   // By class ID and version: those of m_StoredClasses that were met and that this program can read.
   sto_AnswerTable<sto_StoredClass const*> m_Readable;

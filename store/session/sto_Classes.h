@@ -30,6 +30,9 @@ class sto_Classes {
     return m_Program.FindNotes(classId, version);
   }
 
+  /// All of it, by class ID and version.
+  [[nodiscard]] auto const& AllNotes() const noexcept { return m_Program.AllNotes(); }
+
   /// Whether the program says anything of this kind.
   [[nodiscard]] bool HasNotes() const noexcept { return m_Program.HasNotes(); }
 

@@ -10,7 +10,7 @@ sto_Session::sto_Session(std::string location, std::unique_ptr<sto_Driver> drive
                          cls_ClassRegistrar const& registrar, sto_Options const& options)
     : m_RegistrarLives(registrar.Lifetime()), m_Location(std::move(location)), m_Driver(std::move(driver)),
       m_Catalogue(registrar, m_Location), m_Identities(this), m_Save(*this, m_NewIds),
-      m_Residents(new sto_Residents(*this, m_Location)), m_Records(*this, *m_Driver),
+      m_Residents(new sto_Residents(*this, m_Location)), m_Records(*this, *m_Driver), m_Indexes(*this),
       m_KeptBytes(*this, options.m_MaxKeptBytes), m_IsStrict(options.m_Strict),
       m_Compresses(options.m_Compress) {
   OffersLater(*this);
@@ -42,6 +42,7 @@ std::optional<std::int64_t> sto_Session::Begin(bool forWriting, sto_Keeping keep
   try {
     NoteForeignChanges(begun.m_ChangeCounter);
     m_NewIds.Begin(begun.m_EndOfIds);
+    m_Indexes.Begin(begun.m_HasIndexes);
     // What a single operation or save may change is kept when it is touched first. What the program may
     // change in a longer transaction, in memory, is seen by nobody.
     if (forWriting && keeping == sto_Keeping::Copies)
@@ -63,6 +64,7 @@ void sto_Session::NoteForeignChanges(std::int64_t counter) {
   // A commit that failed in its very last step may have made a save, which is no longer this session's work.
   if (counter == m_ChangeCounter && newest == m_SeenSave) return;
   m_Catalogue.Forget();
+  m_Indexes.Forget();
   m_VerifiedBlocks.Clear();
   bool const isFirst = m_ChangeCounter == -1;
   bool const isAnyOpen = !m_Collections.IsEmpty() || !m_OpenBlobs.empty();
@@ -171,6 +173,7 @@ void sto_Session::Rollback() noexcept {
     TakeBackIds(0);
   }
   if (wasWriting) m_Changes.UndoTransaction(m_TransactionNumber);
+  if (wasWriting) m_Indexes.Forget();
   EndTransaction();
   if (!wasWriting) return;
   if (m_KeptIn == m_TransactionNumber) m_Kept = nullptr; // the work that failed is undone

@@ -21,6 +21,7 @@
 #include "store/session/sto_Catalogue.h"
 #include "store/session/sto_ChangeNotes.h"
 #include "store/session/sto_Collections.h"
+#include "store/session/sto_Indexes.h"
 #include "store/session/sto_Keeping.h"
 #include "store/session/sto_KeptBytes.h"
 #include "store/session/sto_MementoPool.h"
@@ -87,6 +88,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   [[nodiscard]] sto_Save& Save() noexcept { return m_Save; }
   [[nodiscard]] sto_Save const& Save() const noexcept { return m_Save; }
   [[nodiscard]] sto_RecordCache& Records() noexcept { return m_Records; }
+  [[nodiscard]] sto_Indexes& Indexes() noexcept { return m_Indexes; }
   [[nodiscard]] sto_MementoPool& Mementos() noexcept { return m_Mementos.Pool(); }
   [[nodiscard]] sto_Collections& Collections() noexcept { return m_Collections; }
   [[nodiscard]] std::unordered_set<sto_OpenBlob*>& OpenBlobs() noexcept { return m_OpenBlobs; }
@@ -216,10 +218,19 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
     std::int64_t m_Shape;
     sto_ByteView m_Values;
   };
-  /// Writes a record; see sto_Driver::WriteObject.
+  /// Writes a record, and changes the object's entries in indexes; see sto_Driver::WriteObject.
   bool WriteObject(std::int64_t id, RecordToWrite const& record) {
     m_Records.Ahead().Forget(id);
+    if (m_Indexes.AreThere()) [[unlikely]]
+      return m_Indexes.WriteObject(id, record.m_Shape, record.m_Values);
     return m_Driver->WriteObject(id, record.m_Shape, record.m_Values);
+  }
+  /// Deletes an object, and its entries in indexes; see sto_Driver::DeleteObject.
+  void DeleteObject(std::int64_t id) {
+    if (m_Indexes.AreThere()) [[unlikely]]
+      m_Indexes.DeleteObject(id);
+    else
+      m_Driver->DeleteObject(id);
   }
   /// The record of an object that has been built; describes its shape in the store if needed. `inUse`: the
   /// object's class, or null.
@@ -318,6 +329,7 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   std::unique_ptr<sto_Residents, CloseResidents> m_Residents;
   sto_MementoPool::Owner m_Mementos;
   sto_RecordCache m_Records;
+  sto_Indexes m_Indexes;
   sto_Collections m_Collections;
   std::unordered_set<sto_OpenBlob*> m_OpenBlobs;
   std::unordered_set<sto_OpenProxy*> m_OpenProxies;

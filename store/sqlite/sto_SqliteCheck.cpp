@@ -11,6 +11,7 @@
 
 #include "store/format/sto_Checksum.h"
 #include "store/sqlite/sto_SqliteCheckBlocks.h"
+#include "store/sqlite/sto_SqliteIndexes.h"
 #include "store/sqlite/sto_SqliteSchemaCheck.h"
 #include "store/sqlite/sto_SqliteWatch.h"
 
@@ -44,8 +45,9 @@ void RaiseIfUnreadable(sto_SqliteConnection const& connection, std::string const
 sto_SqliteCheck::sto_SqliteCheck(sto_SqliteConnection& connection, std::int64_t formatVersion,
                                  sto_ByteView uuid, std::optional<Pending> const& pending,
                                  sto_StorageVisitor& visitor)
-    : m_Connection(connection), m_FormatVersion(formatVersion), m_Pending(pending), m_Visitor(visitor),
-      m_Findings(connection, visitor), m_Tables(connection, formatVersion, uuid, m_Findings, visitor, m_Sum) {
+    : m_Connection(connection), m_FormatVersion(formatVersion), m_Uuid(uuid), m_Pending(pending),
+      m_Visitor(visitor), m_Findings(connection, visitor),
+      m_Tables(connection, formatVersion, uuid, m_Findings, visitor, m_Sum) {
   m_Sum.Begin(1, {});
 }
 
@@ -267,6 +269,30 @@ void sto_SqliteCheck::BlockRows() {
   });
 }
 
+bool sto_SqliteCheck::HasIndexes() {
+  return Number("SELECT count(*) FROM sqlite_schema WHERE name IN ('index_name', 'index_entry')") == 2;
+}
+
+void sto_SqliteCheck::IndexEntries() {
+  if (!HasIndexes()) return;
+  m_Findings.Try(sto_CheckKind::Structure, "index_entry", [this] {
+    sto_SqliteStatement statement(m_Connection,
+                                  "SELECT no, key, id, checksum FROM index_entry ORDER BY no, key, id");
+    sto_SqliteStatement::Use use(statement);
+    sto_RowChecksum checksum(m_Uuid, "index_entry");
+    for (use.AllowAllRows(); use.Step();) {
+      bool const hasRightTypes = use.TypeOf(0) == sto_SqliteType::Integer &&
+                                 use.TypeOf(1) == sto_SqliteType::Bytes &&
+                                 use.TypeOf(2) == sto_SqliteType::Integer;
+      std::int64_t const number = use.Integer(0);
+      sto_IndexEntry const entry{std::string(sto_AsText(use.Bytes(1))), use.Integer(2)};
+      bool const isSound = hasRightTypes && use.TypeOf(3) == sto_SqliteType::Integer &&
+                           use.Integer(3) == sto_IndexEntryChecksum(checksum, number, entry);
+      m_Visitor.TakeIndexEntry(number, entry, isSound);
+    }
+  });
+}
+
 std::int64_t sto_SqliteCheck::BlockRowCount() {
   return Number("SELECT count(key) FROM block");
 }
@@ -293,6 +319,7 @@ sto_StorageSizes sto_SqliteCheck::Sizes() {
         Number("SELECT coalesce(sum(length(CAST(program AS BLOB)) + length(CAST(note AS BLOB)) "
                "+ length(changed) + length(sum) + 32), 0) FROM save");
   }
+  if (HasIndexes()) sizes.m_IndexBytes = Number("SELECT coalesce(sum(length(key) + 10), 0) FROM index_entry");
   sizes.m_FileBytes = m_Connection.SizeBytes();
   sizes.m_FreeBytes = Number("PRAGMA freelist_count") * Number("PRAGMA page_size");
   return sizes;

@@ -31,6 +31,7 @@ class sto_SqliteCheck final : public sto_StorageWalk {
   void Records() override;
   void Blocks() override;
   void BlockRows() override;
+  void IndexEntries() override;
   [[nodiscard]] std::int64_t BlockRowCount() override;
   std::optional<bool> IsSumRight() override;
   [[nodiscard]] sto_StorageSizes Sizes() override;
@@ -44,6 +45,7 @@ class sto_SqliteCheck final : public sto_StorageWalk {
   void RunPragma(char const* sql);
   /// Reports rows whose values have a type that no store writes.
   void CheckTypes(char const* table, char const* sql);
+  [[nodiscard]] bool HasIndexes();
   /// Reports moved rows that nothing names, and places without a row.
   void CheckPlaces();
   [[nodiscard]] std::vector<std::int64_t> Numbers(char const* sql);
@@ -59,6 +61,7 @@ class sto_SqliteCheck final : public sto_StorageWalk {
 
   sto_SqliteConnection& m_Connection;
   std::int64_t m_FormatVersion;
+  sto_ByteView m_Uuid;
   std::optional<Pending> m_Pending;
   sto_StorageVisitor& m_Visitor;
   sto_SqliteFindings m_Findings;

@@ -50,6 +50,7 @@ bool sto_SqliteCheckTables::Read() {
     read("shape", &sto_SqliteCheckTables::ReadShapes);
     read("enumerator", &sto_SqliteCheckTables::ReadEnumerators);
     read("note", &sto_SqliteCheckTables::ReadNotes);
+    read("index_name", &sto_SqliteCheckTables::ReadIndexes);
   }
   read("root", &sto_SqliteCheckTables::ReadRoots);
   return isWhole;
@@ -222,6 +223,30 @@ void sto_SqliteCheckTables::ReadNotesOf(char const* table, char const* sql, sto_
                        sto_ClassIdText(static_cast<unsigned int>(use.Integer(0))) + " version " +
                        std::to_string(use.Integer(1)) + " in table " + table + DoesNotFit);
   }
+}
+
+void sto_SqliteCheckTables::ReadIndexes() {
+  if (m_Connection.QueryInteger("SELECT count(*) FROM sqlite_schema WHERE name = 'index_name'") == 0) return;
+  sto_SqliteStatement statement(
+      m_Connection, "SELECT no, place, class_id, name, checksum FROM index_name ORDER BY no, place");
+  sto_SqliteStatement::Use use(statement);
+  sto_RowChecksum checksum(m_Uuid, "index_name");
+  std::vector<std::pair<sto_IndexRow, bool>> rows; // and whether all of it is sound
+  for (use.AllowAllRows(); use.Step();) {
+    std::int64_t const number = use.Integer(0), place = use.Integer(1), classId = use.Integer(2);
+    if (rows.empty() || rows.back().first.m_Number != number)
+      rows.push_back({{number, static_cast<unsigned int>(classId), {}}, true});
+    sto_IndexRow& row = rows.back().first;
+    bool const isSound = Fits(checksum, use, 4) && row.m_ClassId == classId &&
+                         place == static_cast<std::int64_t>(row.m_Names.size());
+    row.m_Names.push_back(use.Text(3));
+    if (isSound) continue;
+    rows.back().second = false;
+    m_Findings.Add(sto_CheckKind::Catalogue, "index_name", number,
+                   "Row " + std::to_string(place) + " of index " + std::to_string(number) +
+                       " in table index_name" + DoesNotFit);
+  }
+  for (auto const& [row, isSound] : rows) m_Visitor.TakeIndex(row, isSound);
 }
 
 void sto_SqliteCheckTables::ReadRoots() {

@@ -45,6 +45,7 @@ class sto_SqliteCheckTables {
   void ReadShapes();
   void ReadEnumerators();
   void ReadNotes();
+  void ReadIndexes();
   /// The rows of one of these two tables, whose values have one type.
   void ReadNotesOf(char const* table, char const* sql, sto_SqliteType valueType);
   void ReadRoots();

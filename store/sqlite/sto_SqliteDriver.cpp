@@ -37,7 +37,8 @@ sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, sto
       m_HasLog(!m_FixedState && m_Connection->QueryText("PRAGMA journal_mode") == "wal"),
       m_Saves(*m_Connection), m_Catalogue(*m_Connection, m_Changes), m_Notes(*m_Connection, m_Changes),
       m_Objects(*m_Connection, m_Mark, m_Changes), m_Roots(*m_Connection, m_Changes),
-      m_Blocks(*m_Connection, m_Changes), m_Mark(m_Transaction, m_Objects, m_Roots, m_Blocks, m_Changes) {
+      m_Blocks(*m_Connection, m_Changes), m_Indexes(*m_Connection, m_Mark),
+      m_Mark(m_Transaction, m_Objects, m_Roots, m_Blocks, m_Indexes, m_Changes) {
   if (m_HasLog && m_IsReadOnly) m_LogFolder.m_Path = m_Connection->FullPath();
 }
 
@@ -76,6 +77,7 @@ sto_Begun sto_SqliteDriver::Begin(sto_BeginRequest const& request) {
     m_Objects.Begin(forWriting, m_Save.m_Number);
     if (IsOld()) m_OldObjects->Drop();
     m_Roots.Drop();
+    m_Indexes.Drop();
     m_Blocks.Begin(!m_HasLog);
     m_Save.m_NextObjectId = NextObjectId();
     m_Objects.SetFirstNewId(m_Save.m_NextObjectId);
@@ -84,7 +86,8 @@ sto_Begun sto_SqliteDriver::Begin(sto_BeginRequest const& request) {
     m_IsSaveWritten = false;
     m_NewestSave = IsOld() ? 0 : m_Save.m_Number - 1;
     m_CountedBefore = sqlite3_total_changes64(m_Connection->Handle());
-    return {m_CheckedAt, m_Save.m_NextObjectId, request.m_Root ? FindRoot(*request.m_Root) : std::nullopt};
+    return {m_CheckedAt, m_Save.m_NextObjectId, request.m_Root ? FindRoot(*request.m_Root) : std::nullopt,
+            m_Indexes.AreThere()};
   } catch (...) {
     Rollback();
     throw;
@@ -116,11 +119,13 @@ void sto_SqliteDriver::ReadHeader() {
   m_OldObjects.reset();
   m_OldBlocks.reset();
   bool const isPresent = m_FormatVersion > sto_Format::VersionWithoutShapes;
-  if (isPresent) m_Header = sto_ReadSqliteHeader(*m_Connection);
+  m_Header = isPresent ? sto_ReadSqliteHeader(*m_Connection) : sto_SqliteHeader();
+  sto_CheckSqliteTables(*m_Connection, m_Header);
   m_Saves.Use(m_Header.m_Uuid);
   m_Catalogue.Use(m_FormatVersion, m_Header.m_Uuid);
   m_Notes.Use(m_FormatVersion, m_Header.m_Uuid);
   m_Roots.Use(m_FormatVersion, m_Header.m_Uuid);
+  m_Indexes.Use(m_Header.m_Uuid, m_Header.m_HasIndexes);
   if (isPresent) return;
   sto_SqliteObjectTables tables;
   if (m_FormatVersion <= sto_Format::VersionWithoutPacks) tables.m_Pack.clear();
@@ -156,6 +161,7 @@ void sto_SqliteDriver::Commit() {
   m_Objects.EndScan();
   m_Objects.Flush();
   m_Roots.Flush();
+  m_Indexes.Flush();
   m_Blocks.FinishTransaction();
   if (m_OldBlocks) m_OldBlocks->Close();
   WriteSave();
@@ -165,7 +171,18 @@ void sto_SqliteDriver::Commit() {
     m_Saves.Keep(m_Save);
     m_NewestSave = m_Save.m_Number;
   }
+  ForgetOtherTables();
   CheckFixedState(); // if it changed, the transaction may have read parts of two states
+}
+
+void sto_SqliteDriver::NoteOtherTables() noexcept {
+  m_HasOtherTables = true;
+  m_CheckedAt = -1; // read the header again when the next transaction begins
+  m_Header.m_HasIndexes = m_Indexes.AreThere();
+}
+
+void sto_SqliteDriver::ForgetOtherTables() noexcept {
+  if (std::exchange(m_HasOtherTables, false)) m_Transaction.PrepareAgain();
 }
 
 bool sto_SqliteDriver::HasChanges() const noexcept {
@@ -206,9 +223,11 @@ void sto_SqliteDriver::Rollback() noexcept {
   m_Mark.Forget();
   m_Objects.Drop();
   m_Roots.Drop();
+  m_Indexes.Drop();
   m_Blocks.Drop();
   if (m_OldBlocks) m_OldBlocks->Close();
   m_Transaction.Rollback();
+  if (m_Transaction.IsUndone()) ForgetOtherTables();
 }
 
 bool sto_SqliteDriver::IsInTransaction() const noexcept {
@@ -336,6 +355,45 @@ std::vector<std::int64_t> sto_SqliteDriver::ObjectIds(std::int64_t first, std::i
 std::int64_t sto_SqliteDriver::ObjectCount() {
   m_Transaction.CheckUndone();
   return IsOld() ? m_OldObjects->Count() : m_Objects.Count();
+}
+
+std::int64_t sto_SqliteDriver::ObjectsFrom(std::int64_t first, std::vector<sto_ObjectShape>& objects) {
+  m_Transaction.CheckUndone();
+  return IsOld() ? m_OldObjects->From(first, objects) : m_Objects.From(first, objects);
+}
+
+std::vector<sto_IndexRow> sto_SqliteDriver::Indexes() {
+  m_Transaction.CheckUndone();
+  return m_Indexes.All();
+}
+void sto_SqliteDriver::AddIndex(sto_IndexRow const& row) {
+  BeforeWriting();
+  NoteOtherTables(); // first: it may fail in between
+  m_Indexes.Add(row);
+  NoteOtherTables();
+}
+void sto_SqliteDriver::DropIndex(std::int64_t number) {
+  BeforeWriting();
+  NoteOtherTables();
+  m_Indexes.Remove(number);
+  NoteOtherTables();
+}
+void sto_SqliteDriver::AddToIndex(std::int64_t number, sto_IndexEntry const& entry) {
+  m_Transaction.CheckOpen();
+  m_Indexes.AddEntry(number, entry);
+}
+void sto_SqliteDriver::RemoveFromIndex(std::int64_t number, sto_IndexEntry const& entry) {
+  m_Transaction.CheckOpen();
+  m_Indexes.RemoveEntry(number, entry);
+}
+void sto_SqliteDriver::RemoveFromIndexes(std::int64_t id) {
+  m_Transaction.CheckOpen();
+  m_Indexes.RemoveEntriesOf(id);
+}
+bool sto_SqliteDriver::FindInIndex(sto_IndexRange const& range, std::size_t limit,
+                                   std::vector<sto_IndexEntry>& found) {
+  m_Transaction.CheckUndone();
+  return m_Indexes.Find(range, limit, found);
 }
 
 bool sto_SqliteDriver::ReadBlock(std::int64_t key, sto_Bytes& data) {

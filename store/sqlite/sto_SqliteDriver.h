@@ -10,6 +10,7 @@
 #include "store/sqlite/sto_SqliteConnection.h"
 #include "store/sqlite/sto_SqliteFile.h"
 #include "store/sqlite/sto_SqliteHeader.h"
+#include "store/sqlite/sto_SqliteIndexes.h"
 #include "store/sqlite/sto_SqliteMark.h"
 #include "store/sqlite/sto_SqliteNotes.h"
 #include "store/sqlite/sto_SqliteObjects.h"
@@ -81,6 +82,15 @@ class sto_SqliteDriver : public sto_Driver {
   void DeleteObject(std::int64_t id) override;
   std::vector<std::int64_t> ObjectIds(std::int64_t first, std::int64_t last) override;
   std::int64_t ObjectCount() override;
+  std::int64_t ObjectsFrom(std::int64_t first, std::vector<sto_ObjectShape>& objects) override;
+  std::vector<sto_IndexRow> Indexes() override;
+  void AddIndex(sto_IndexRow const& row) override;
+  void DropIndex(std::int64_t number) override;
+  void AddToIndex(std::int64_t number, sto_IndexEntry const& entry) override;
+  void RemoveFromIndex(std::int64_t number, sto_IndexEntry const& entry) override;
+  void RemoveFromIndexes(std::int64_t id) override;
+  bool FindInIndex(sto_IndexRange const& range, std::size_t limit,
+                   std::vector<sto_IndexEntry>& found) override;
   bool ReadBlock(std::int64_t key, sto_Bytes& data) override;
   bool ReadBlockInto(std::int64_t key, std::span<std::byte> data, std::span<std::byte> end) override;
   void ReadBlocks(std::span<sto_KeyRange const> ranges, sto_BlockSink& sink) override;
@@ -137,6 +147,10 @@ class sto_SqliteDriver : public sto_Driver {
   [[nodiscard]] bool HasChanges() const noexcept;
   /// Writes the log's entry of the open transaction, if it has changed anything.
   void WriteSave();
+  /// The open transaction has made or removed tables, and changed the header.
+  void NoteOtherTables() noexcept;
+  /// Call when a transaction is over that may have done so.
+  void ForgetOtherTables() noexcept;
   /// Whether the store has an older format.
   [[nodiscard]] bool IsOld() const noexcept { return m_OldObjects.has_value(); }
 
@@ -154,6 +168,7 @@ class sto_SqliteDriver : public sto_Driver {
   sto_SqliteSaves::Newest m_Save;   // the entry that the transaction will write
   std::string m_Note;               // in that entry
   bool m_IsSaveWritten = false;     // it is in the file, but not committed
+  bool m_HasOtherTables = false;    // it has made or removed tables
   std::int64_t m_NewestSave = 0;    // see NewestSave; Begin and Commit set it
   // What the file's header says; ReadHeader sets them.
   std::int64_t m_FormatVersion = 0;
@@ -171,5 +186,6 @@ class sto_SqliteDriver : public sto_Driver {
   sto_SqliteObjects m_Objects;
   sto_SqliteRoots m_Roots;
   sto_SqliteBlocks m_Blocks;
+  sto_SqliteIndexes m_Indexes;
   sto_SqliteMark m_Mark;
 };

@@ -26,6 +26,10 @@ class Verifier final : public sto_StorageVisitor {
       Raise("A block of object " + std::to_string(key >> sto_Format::BlockIndexBits) +
             " does not fit its checksum.");
   }
+  void TakeIndexEntry(std::int64_t /*number*/, sto_IndexEntry const& entry, bool isSound) override {
+    if (!isSound)
+      Raise("The entry of object " + std::to_string(entry.m_Id) + " in an index does not fit its checksum.");
+  }
   [[noreturn]] void Raise(std::string const& problem) const {
     sto_Raise(sto_ErrorKind::Damaged, m_Connection.Path() + ": " + problem);
   }
@@ -52,6 +56,7 @@ void sto_SqliteDriver::BeginWalk() {
     m_Objects.Begin(false, 0);
     if (m_OldObjects) m_OldObjects->Drop();
     m_Roots.Drop();
+    m_Indexes.Drop();
     m_Blocks.Begin(false);
   } catch (...) {
     Rollback();
@@ -66,6 +71,7 @@ std::unique_ptr<sto_StorageWalk> sto_SqliteDriver::NewWalk(sto_StorageVisitor& v
   if (m_GivesOutIds) { // bring the file to the state that the transaction shows
     m_Objects.Flush();
     m_Roots.Flush();
+    m_Indexes.Flush();
     m_Blocks.FinishTransaction();
     pending = {m_Save.m_Number, m_Changes.Sum()};
   }
@@ -79,6 +85,7 @@ void sto_SqliteDriver::VerifyRows(sto_WalkMeter& work) {
   walk->Objects();
   walk->Records();
   walk->Blocks();
+  walk->IndexEntries();
   if (walk->IsSumRight() != true) verifier.Raise("The sum over the store is not that of its newest save.");
 }
 

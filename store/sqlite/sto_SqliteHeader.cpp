@@ -55,17 +55,25 @@ HeaderRows ReadHeaderRows(sto_SqliteConnection& connection) {
   return rows;
 }
 
-/// The names in a list that are not in another one, separated by commas; empty if there are none.
-std::string Unknown(std::string_view names, std::string_view known) {
+bool Has(std::string_view names, std::string_view name) {
+  return (' ' + std::string(names) + ' ').find(' ' + std::string(name) + ' ') != std::string::npos;
+}
+
+/// The names in a list that are not in another one; empty if there are none.
+std::string Unknown(std::string_view names, std::string_view known, char const* separator = ", ") {
   std::string unknown;
   while (!names.empty()) {
     std::string_view const name = names.substr(0, names.find(' '));
     names.remove_prefix(std::min(names.size(), name.size() + 1));
-    bool const isKnown =
-        (' ' + std::string(known) + ' ').find(' ' + std::string(name) + ' ') != std::string::npos;
-    if (!name.empty() && !isKnown) unknown += (unknown.empty() ? "" : ", ") + std::string(name);
+    if (!name.empty() && !Has(known, name)) unknown.append(unknown.empty() ? "" : separator).append(name);
   }
   return unknown;
+}
+
+void SetChecksum(sto_SqliteConnection& connection) {
+  std::int64_t const checksum = ReadHeaderRows(connection).m_Checksum;
+  sto_SqliteStatement set(connection, "REPLACE INTO meta(key, value) VALUES(?, ?)");
+  sto_SqliteStatement::Use(set).Bind(1, std::string_view(ChecksumKey)).Bind(2, checksum).Step();
 }
 
 } // namespace
@@ -76,11 +84,21 @@ void sto_MakeSqliteHeader(sto_SqliteConnection& connection) {
   auto const text = [&](char const* key, std::string_view value) {
     sto_SqliteStatement::Use(insert).Bind(1, std::string_view(key)).Bind(2, value).Step();
   };
-  text(ReadingKey, sto_Format::FeaturesToRead);
-  text(WritingKey, sto_Format::FeaturesToWrite);
+  text(ReadingKey, {});
+  text(WritingKey, {});
   sto_SqliteStatement::Use(insert).Bind(1, std::string_view(UuidKey)).Bind(2, sto_ByteView(uuid)).Step();
-  std::int64_t const checksum = ReadHeaderRows(connection).m_Checksum;
-  sto_SqliteStatement::Use(insert).Bind(1, std::string_view(ChecksumKey)).Bind(2, checksum).Step();
+  SetChecksum(connection);
+}
+
+void sto_SetSqliteFeature(sto_SqliteConnection& connection, char const* feature, bool isUsed) {
+  std::string features = Unknown(ReadHeaderRows(connection).m_Values[WritingKey], feature, " ");
+  if (isUsed) features.append(features.empty() ? "" : " ").append(feature);
+  sto_SqliteStatement set(connection, "REPLACE INTO meta(key, value) VALUES(?, ?)");
+  sto_SqliteStatement::Use(set)
+      .Bind(1, std::string_view(WritingKey))
+      .Bind(2, std::string_view(features))
+      .Step();
+  SetChecksum(connection);
 }
 
 sto_SqliteHeader sto_ReadSqliteHeader(sto_SqliteConnection& connection) {
@@ -96,7 +114,9 @@ sto_SqliteHeader sto_ReadSqliteHeader(sto_SqliteConnection& connection) {
     sto_Raise(sto_ErrorKind::NewerFormat,
               connection.Path() + ": The store uses features that this program does not know: " + unknown +
                   ". Use the program that wrote it, or a newer one.");
-  header.m_UnknownToWrite = Unknown(rows.m_Values[WritingKey], sto_Format::FeaturesToWrite);
+  std::string const& toWrite = rows.m_Values[WritingKey];
+  header.m_UnknownToWrite = Unknown(toWrite, sto_Format::FeaturesToWrite);
+  header.m_HasIndexes = Has(toWrite, sto_Format::IndexesFeature);
   return header;
 }
 

@@ -11,6 +11,7 @@ struct sto_SqliteHeader {
   std::array<std::byte, 16> m_Uuid{}; ///< of the store and of each copy
   /// A feature that a program must know to write, and this one does not; empty if there is none.
   std::string m_UnknownToWrite;
+  bool m_HasIndexes = false; ///< the feature sto_Format::IndexesFeature
 };
 
 /// Writes the header of a new or upgraded store, with a new uuid. REQUIRES: an open write transaction, and
@@ -20,6 +21,9 @@ void sto_MakeSqliteHeader(sto_SqliteConnection& connection);
 /// Reads the header. Damaged if it does not fit its checksum; NewerFormat, naming the features, if a program
 /// must know some to read the store that this one does not know.
 [[nodiscard]] sto_SqliteHeader sto_ReadSqliteHeader(sto_SqliteConnection& connection);
+
+/// Adds a feature to those that a program must know to write, or removes it. REQUIRES: an open write transaction.
+void sto_SetSqliteFeature(sto_SqliteConnection& connection, char const* feature, bool isUsed);
 
 /// ReadOnly, naming the features, if this program can only read the store.
 void sto_CheckSqliteWriting(sto_SqliteConnection const& connection, sto_SqliteHeader const& header);

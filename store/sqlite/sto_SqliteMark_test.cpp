@@ -1,3 +1,4 @@
+#include "store/sqlite/sto_SqliteIndexes.h"
 #include "store/sqlite/sto_SqliteMark.h"
 
 #include <gtest/gtest.h>
@@ -38,7 +39,8 @@ class StoreMark : public StoreFileTest {
   struct Parts {
     explicit Parts(sto_SqliteConnection& connection)
         : m_Transaction(connection), m_Objects(connection, m_Mark, m_Changes), m_Roots(connection, m_Changes),
-          m_Blocks(connection, m_Changes), m_Mark(m_Transaction, m_Objects, m_Roots, m_Blocks, m_Changes) {
+          m_Blocks(connection, m_Changes), m_Indexes(connection, m_Mark),
+          m_Mark(m_Transaction, m_Objects, m_Roots, m_Blocks, m_Indexes, m_Changes) {
       m_Roots.Use(sto_Format::Version, {});
     }
     sto_SqliteTransaction m_Transaction;
@@ -46,6 +48,7 @@ class StoreMark : public StoreFileTest {
     sto_SqliteObjects m_Objects;
     sto_SqliteRoots m_Roots;
     sto_SqliteBlocks m_Blocks;
+    sto_SqliteIndexes m_Indexes;
     sto_SqliteMark m_Mark;
   };
 

@@ -14,6 +14,11 @@ namespace {
 /// Replaced records stay in a pack until it has more bytes than this.
 constexpr std::size_t MaxContentBytes = std::size_t{4} * sto_Format::IdsInPack * sto_Format::MaxPackedBytes;
 
+/// So many packs stay decoded while the records of their objects are read, and what these lead to.
+constexpr std::size_t PacksAtOnce = 4;
+/// So many rows of table object are looked at, at once.
+constexpr int MaxRowsAtOnce = 256;
+
 /// Of the values of a record: its lower half is the checksum in a pack, the sum over the store has all of it.
 std::uint64_t HashOf(std::int64_t id, sto_ByteView values) noexcept {
   return sto_Checksum(static_cast<std::uint64_t>(id), values);
@@ -39,7 +44,10 @@ sto_SqliteObjects::sto_SqliteObjects(sto_SqliteConnection& connection, sto_Sqlit
       m_WritePack(connection, "REPLACE INTO pack(key, data) VALUES(?, ?)"),
       m_DeletePack(connection, "DELETE FROM pack WHERE key = ?"),
       m_LastPack(connection, "SELECT key, substr(data, 1, 4) FROM pack ORDER BY key DESC LIMIT 1"),
-      m_ScanPacks(connection, "SELECT key, data FROM pack WHERE key >= ? ORDER BY key") {}
+      m_ScanPacks(connection, "SELECT key, data FROM pack WHERE key >= ? ORDER BY key"),
+      m_NextPacks(connection, "SELECT key FROM pack WHERE key >= ? ORDER BY key LIMIT ?"),
+      m_NextRows(connection,
+                 "SELECT id, substr(record, 1, 24) FROM object WHERE id >= ? ORDER BY id LIMIT ?") {}
 
 void sto_SqliteObjects::Begin(bool forWriting, std::int64_t save) noexcept {
   Drop();
@@ -215,7 +223,10 @@ bool sto_SqliteObjects::Read(std::int64_t id, sto_StoredRecord& record) {
   Pack& pack = Find(sto_PackOf(id));
   std::size_t const slot = sto_SlotOf(id);
   Entry const& entry = pack.m_Entries[slot];
-  if (entry.m_SizeBytes == 0) return ReadRow(id, record);
+  if (entry.m_SizeBytes == 0) {
+    bool const mayHaveRow = !pack.m_IsNew || (pack.m_InOwnRow & (std::uint32_t{1} << slot)) != 0;
+    return mayHaveRow && ReadRow(id, record);
+  }
   sto_ByteView const stored = sto_ByteView(pack.m_Content).subspan(entry.m_Offset, entry.m_SizeBytes);
   sto_ByteView const values = stored.first(stored.size() - sto_Format::PackedChecksumBytes);
   record.m_Shape = entry.m_Shape;
@@ -366,6 +377,45 @@ std::vector<std::int64_t> sto_SqliteObjects::Ids(std::int64_t first, std::int64_
   }
   std::ranges::sort(ids);
   return ids;
+}
+
+std::int64_t sto_SqliteObjects::RowsFrom(std::int64_t first, std::vector<sto_ObjectShape>& objects) {
+  if (!AnyRows()) return sto_Format::MaxObjectId + 1;
+  sto_SqliteStatement::Use row(m_NextRows);
+  int left = MaxRowsAtOnce;
+  for (row.Bind(1, first).Bind(2, MaxRowsAtOnce); row.Step(); --left) {
+    sto_ByteReader start(row.Bytes(1));
+    start.Varint(); // the save that has written it
+    auto const shape = static_cast<std::int64_t>(start.Varint() & std::numeric_limits<std::int64_t>::max());
+    objects.push_back({row.Integer(0), start.Failed() ? sto_Format::OwnShape : shape});
+  }
+  return left == 0 ? objects.back().m_Id + 1 : sto_Format::MaxObjectId + 1;
+}
+
+std::int64_t sto_SqliteObjects::From(std::int64_t first, std::vector<sto_ObjectShape>& objects) {
+  Flush();
+  auto const before = static_cast<std::ptrdiff_t>(objects.size());
+  std::int64_t end = RowsFrom(first, objects);
+  bool const hasRows = static_cast<std::ptrdiff_t>(objects.size()) != before;
+  std::array<std::int64_t, PacksAtOnce> keys{};
+  std::size_t count = 0;
+  {
+    sto_SqliteStatement::Use next(m_NextPacks);
+    next.Bind(1, sto_PackOf(first)).Bind(2, static_cast<std::int64_t>(keys.size()));
+    while (count < keys.size() && next.Step()) keys[count++] = next.Integer(0);
+  }
+  if (count == keys.size()) end = std::min(end, (keys.back() + 1) * sto_Format::IdsInPack);
+  while (!objects.empty() && hasRows && objects.back().m_Id >= end) objects.pop_back();
+  for (std::size_t i = 0; i < count; ++i) {
+    if (keys[i] > sto_PackOf(sto_Format::MaxObjectId)) RaiseDamaged(keys[i]);
+    std::int64_t id = keys[i] * sto_Format::IdsInPack;
+    for (Entry const& entry : Find(keys[i]).m_Entries) {
+      if (entry.m_SizeBytes != 0 && id >= first && id < end) objects.push_back({id, entry.m_Shape});
+      ++id;
+    }
+  }
+  if (hasRows) std::ranges::sort(objects.begin() + before, objects.end(), {}, &sto_ObjectShape::m_Id);
+  return end > sto_Format::MaxObjectId ? 0 : end;
 }
 
 std::int64_t sto_SqliteObjects::Count() {

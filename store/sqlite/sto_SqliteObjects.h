@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "store/driver/sto_Driver.h"
 #include "store/format/sto_PackCodec.h"
 #include "store/format/sto_StoredRecord.h"
 #include "store/sqlite/sto_SqliteChanges.h"
@@ -54,6 +55,9 @@ class sto_SqliteObjects {
   void Delete(std::int64_t id);
   /// The ids of the objects from `first` to `last`, both included, ascending. Writes the changed packs first.
   [[nodiscard]] std::vector<std::int64_t> Ids(std::int64_t first, std::int64_t last);
+  /// Appends the next objects from `first` on, ascending: those of as many packs as stay decoded for whoever reads the
+  /// records next. Returns where to go on; 0 when there are no more. Writes the changed packs first. Damaged.
+  [[nodiscard]] std::int64_t From(std::int64_t first, std::vector<sto_ObjectShape>& objects);
   /// How many objects there are. Writes the changed packs first.
   [[nodiscard]] std::int64_t Count();
   /// The greatest id of a stored object, 0 if there is none.
@@ -100,6 +104,9 @@ class sto_SqliteObjects {
   /// Exchanges each noted entry with that of its pack: `reverse` goes back to the mark, the other way comes
   /// forward again.
   void Exchange(bool reverse) noexcept;
+  /// Appends the first objects from `first` on that have rows in table object. Returns the end of the ids that it has
+  /// looked at.
+  [[nodiscard]] std::int64_t RowsFrom(std::int64_t first, std::vector<sto_ObjectShape>& objects);
   /// Whether table object has any rows.
   [[nodiscard]] bool AnyRows();
   /// Deletes the object's row in table object, if there is one.
@@ -121,7 +128,7 @@ class sto_SqliteObjects {
   sto_SqliteMark& m_Mark;
   sto_SqliteChanges& m_Noted;
   sto_SqliteStatement m_ReadRow, m_HasRow, m_WriteRow, m_DeleteRow, m_GreatestRow, m_AnyRow;
-  sto_SqliteStatement m_ReadPack, m_WritePack, m_DeletePack, m_LastPack, m_ScanPacks;
+  sto_SqliteStatement m_ReadPack, m_WritePack, m_DeletePack, m_LastPack, m_ScanPacks, m_NextPacks, m_NextRows;
 
   // Of the open transaction; Begin and SetFirstNewId set them.
   bool m_MayScan = false; // it only reads

@@ -111,6 +111,12 @@ std::vector<std::int64_t> sto_SqliteOldObjects::Ids(std::int64_t first, std::int
   return ids;
 }
 
+std::int64_t sto_SqliteOldObjects::From(std::int64_t first, std::vector<sto_ObjectShape>& objects) {
+  for (std::int64_t const id : Ids(first, sto_Format::MaxObjectId))
+    objects.push_back({id, sto_StoredRecord::SelfDescribed});
+  return 0;
+}
+
 std::int64_t sto_SqliteOldObjects::Count() {
   return static_cast<std::int64_t>(Ids(1, sto_Format::MaxObjectId).size());
 }

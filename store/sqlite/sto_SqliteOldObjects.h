@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "store/driver/sto_Driver.h"
 #include "store/format/sto_Format.h"
 #include "store/format/sto_StoredRecord.h"
 #include "store/sqlite/sto_SqliteConnection.h"
@@ -31,6 +32,8 @@ class sto_SqliteOldObjects {
   [[nodiscard]] bool Has(std::int64_t id);
   /// The ids of the objects from `first` to `last`, both included, ascending.
   [[nodiscard]] std::vector<std::int64_t> Ids(std::int64_t first, std::int64_t last);
+  /// Appends all objects from `first` on, ascending, without their classes. Returns 0.
+  [[nodiscard]] std::int64_t From(std::int64_t first, std::vector<sto_ObjectShape>& objects);
   [[nodiscard]] std::int64_t Count();
 
  private:

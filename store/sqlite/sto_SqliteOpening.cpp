@@ -31,6 +31,7 @@ void Check(sto_SqliteConnection& connection, bool forWriting) {
   CheckSize(connection);
   if (sto_ReadSqliteIdentity(connection).m_FormatVersion > sto_Format::VersionWithoutShapes) {
     sto_SqliteHeader const header = sto_ReadSqliteHeader(connection);
+    sto_CheckSqliteTables(connection, header);
     if (forWriting) sto_CheckSqliteWriting(connection, header);
   }
   connection.Execute("COMMIT");

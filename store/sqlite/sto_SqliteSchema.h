@@ -112,7 +112,24 @@ CREATE TABLE note(
   PRIMARY KEY(class_id, version, attribute, name)) WITHOUT ROWID;
 )";
 
-/// The statements that make the tables of a format, each a part of the texts above.
+/// Of format 4, only in a store with the feature sto_Format::IndexesFeature.
+inline constexpr char IndexTables[] = R"(
+CREATE TABLE index_name(
+  no INTEGER NOT NULL,
+  place INTEGER NOT NULL,
+  class_id INTEGER NOT NULL,
+  name TEXT NOT NULL,
+  checksum INTEGER NOT NULL,
+  PRIMARY KEY(no, place)) WITHOUT ROWID;
+CREATE TABLE index_entry(
+  no INTEGER NOT NULL,
+  key BLOB NOT NULL,
+  id INTEGER NOT NULL,
+  checksum INTEGER NOT NULL,
+  PRIMARY KEY(no, key, id)) WITHOUT ROWID;
+)";
+
+/// The statements that make the tables of a format, each a part of the texts above. Without those of features.
 [[nodiscard]] inline std::vector<char const*> TablesOf(std::int64_t version) {
   std::vector<char const*> tables{CommonTables, BlockTable};
   bool const hasShapes = version > sto_Format::VersionWithoutShapes;

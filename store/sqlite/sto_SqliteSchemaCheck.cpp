@@ -8,6 +8,7 @@
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Format.h"
 #include "store/sqlite/sto_SqliteErrors.h"
+#include "store/sqlite/sto_SqliteHeader.h"
 #include "store/sqlite/sto_SqliteSchema.h"
 
 namespace {
@@ -58,13 +59,47 @@ bool IsOwnIndex(Entry const& entry, std::vector<Table> const& tables) {
          std::ranges::find(tables, entry.m_Table, &Table::m_Name) != tables.end();
 }
 
-void CheckEntry(sto_SqliteConnection const& connection, Entry const& entry, std::vector<Table>& tables) {
-  if (IsStatistics(entry) || IsOwnIndex(entry, tables)) return;
+[[noreturn]] void RaiseForeign(sto_SqliteConnection const& connection, Entry const& entry) {
+  RaiseDamaged(connection, entry.m_Type + " " + entry.m_Name + " does not belong in a store");
+}
+
+/// Whether an entry may belong to a feature that this program does not know. Such tables are never read.
+bool MayBeOfFeature(Entry const& entry) {
+  bool const isOwnIndex = entry.m_Type == "index" && entry.m_Sql.empty() &&
+                          entry.m_Name.starts_with("sqlite_autoindex_" + entry.m_Table + "_");
+  return isOwnIndex || (entry.m_Type == "table" && entry.m_Table == entry.m_Name &&
+                        entry.m_Sql.starts_with("CREATE TABLE "));
+}
+
+/// False if the entry is not of a table that this program knows, but may belong to a feature.
+bool CheckEntry(sto_SqliteConnection const& connection, Entry const& entry, std::vector<Table>& tables) {
+  if (IsStatistics(entry) || IsOwnIndex(entry, tables)) return true;
   auto const table = std::ranges::find(tables, entry.m_Name, &Table::m_Name);
+  if (table == tables.end() && MayBeOfFeature(entry)) return false;
   if (entry.m_Type != "table" || table == tables.end() || entry.m_Table != entry.m_Name)
-    RaiseDamaged(connection, entry.m_Type + " " + entry.m_Name + " does not belong in a store");
+    RaiseForeign(connection, entry);
   if (entry.m_Sql != table->m_Sql) RaiseDamaged(connection, "table " + entry.m_Name + " was changed");
   table->m_IsFound = true;
+  return true;
+}
+
+void RequireAll(sto_SqliteConnection const& connection, std::vector<Table> const& tables) {
+  for (Table const& table : tables)
+    if (!table.m_IsFound) RaiseDamaged(connection, "table " + table.m_Name + " is missing");
+}
+
+/// Damaged unless the tables that not every store has are those of the features that the header names. `others`: all
+/// entries that are not of tables that every store has.
+void CheckTablesOfFeatures(sto_SqliteConnection& connection, std::vector<Entry> const& others) {
+  if (others.empty()) return; // whoever reads the header asks for the tables that it names
+  std::vector<Table> tables;
+  AddTables(sto_SqliteSchema::IndexTables, tables);
+  sto_SqliteHeader const header = sto_ReadSqliteHeader(connection);
+  for (Entry const& entry : others) {
+    bool const isKnown = header.m_HasIndexes && CheckEntry(connection, entry, tables);
+    if (!isKnown && header.m_UnknownToWrite.empty()) RaiseForeign(connection, entry);
+  }
+  if (header.m_HasIndexes) RequireAll(connection, tables);
 }
 
 } // namespace
@@ -86,9 +121,26 @@ void sto_CheckSqliteSchema(sto_SqliteConnection& connection) {
   sto_CheckSqliteVersion(connection, version);
   if (version < 1) RaiseDamaged(connection, "there is no format version " + std::to_string(version));
   std::vector<Table> tables = TablesOf(version);
+  std::vector<Entry> others; // than the tables that every store has
   sto_SqliteStatement statement(connection, "SELECT type, name, tbl_name, sql FROM sqlite_schema");
+  for (sto_SqliteStatement::Use use(statement); use.Step();) {
+    Entry entry{use.Text(0), use.Text(1), use.Text(2), use.Text(3)};
+    if (!CheckEntry(connection, entry, tables)) others.push_back(std::move(entry));
+  }
+  RequireAll(connection, tables);
+  if (version > sto_Format::VersionWithoutShapes)
+    CheckTablesOfFeatures(connection, others);
+  else if (!others.empty())
+    RaiseForeign(connection, others.front());
+}
+
+void sto_CheckSqliteTables(sto_SqliteConnection& connection, sto_SqliteHeader const& header) {
+  if (!header.m_HasIndexes) return;
+  std::vector<Table> tables;
+  AddTables(sto_SqliteSchema::IndexTables, tables);
+  sto_SqliteStatement statement(connection, "SELECT name FROM sqlite_schema WHERE type = 'table'");
   for (sto_SqliteStatement::Use use(statement); use.Step();)
-    CheckEntry(connection, {use.Text(0), use.Text(1), use.Text(2), use.Text(3)}, tables);
-  for (Table const& table : tables)
-    if (!table.m_IsFound) RaiseDamaged(connection, "table " + table.m_Name + " is missing");
+    if (auto const table = std::ranges::find(tables, use.Text(0), &Table::m_Name); table != tables.end())
+      table->m_IsFound = true;
+  RequireAll(connection, tables);
 }

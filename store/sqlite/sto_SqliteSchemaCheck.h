@@ -2,6 +2,8 @@
 
 #include "store/sqlite/sto_SqliteConnection.h"
 
+struct sto_SqliteHeader;
+
 /// The numbers in a file's header that say what the file is.
 struct sto_SqliteIdentity {
   std::int64_t m_ApplicationId;
@@ -15,7 +17,11 @@ void sto_CheckSqliteVersion(sto_SqliteConnection const& connection, std::int64_t
 
 /// Raises unless the file is a store of a format that this module reads, with exactly that format's tables.
 /// NotFound: no store. NewerFormat. Damaged: a table is missing or was changed, or something does not belong
-/// in a store (a table, an index, a trigger, a view); the message names it. SQLite's own tables of statistics
-/// are allowed. REQUIRES: an open transaction, because another session may upgrade an older store at any
+/// in a store (a table, an index, a trigger, a view); the message names it. Tables of features are allowed if the
+/// header names these, any tables if it names a feature that this module does not know, and SQLite's own tables of
+/// statistics. REQUIRES: an open transaction, because another session may upgrade an older store at any
 /// moment.
 void sto_CheckSqliteSchema(sto_SqliteConnection& connection);
+
+/// Damaged if the tables of a feature that the header names are missing.
+void sto_CheckSqliteTables(sto_SqliteConnection& connection, sto_SqliteHeader const& header);

@@ -23,6 +23,8 @@ class sto_SqliteTransaction {
   /// Whether a transaction is open and was not rolled back.
   [[nodiscard]] bool IsOpen() const noexcept { return !m_MustUndo && IsOpenInFile(); }
 
+  /// False while the last transaction could not be undone.
+  [[nodiscard]] bool IsUndone() const noexcept { return !m_MustUndo; }
   /// Unavailable while the last transaction could not be undone. Every operation calls this first.
   void CheckUndone() {
     if (m_MustUndo) RaiseNotUndone();

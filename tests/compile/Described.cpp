@@ -2,6 +2,7 @@
 #include <array>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "describe/dsc_Described.h"
 
@@ -65,6 +66,8 @@ class Bar : public Element {
     field(KVL_F(m_None));
 #elif SLIP == 14 // an earlier name that another field has
     field(KVL_F(m_Late), kvl::Was<"m_Area">());
+#elif SLIP == 21 // an index of a list
+    field(KVL_F(m_Lengths), kvl::Indexed());
 #elif SLIP == 12 // a pointer to something that is no persisted class
     field(KVL_F(m_Text));
 #endif
@@ -79,6 +82,7 @@ class Bar : public Element {
   double* m_Raw = nullptr;
   std::unique_ptr<std::string> m_Text;
   std::array<double, 0> m_None;
+  std::vector<double> m_Lengths;
 
 #if SLIP == 15 // hooks that would not be called
   void AfterRead(int) const {}

@@ -273,4 +273,28 @@ TEST(DescribedDeclaring, RefusesAUnitOfWhatHasNoNumbers) {
   EXPECT_EQ(Refusal(&InMillimetres<std::vector<std::pair<std::string, float>>>::Declare), "declared");
 }
 
+template <class Member> class Indexed {
+ public:
+  KVL_PERSISTED(Indexed, 0x740010, "Indexed", 3)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Key), kvl::Since(2), kvl::Indexed());
+    field(KVL_F(m_Other));
+  }
+  Member m_Key{};
+  int m_Other = 0;
+};
+
+TEST(DescribedDeclaring, IndexedFieldsAreNoted) {
+  for (auto const declare :
+       {&Indexed<char>::Declare, &Indexed<unsigned long long>::Declare, &Indexed<float>::Declare,
+        &Indexed<std::string>::Declare, &Indexed<cow_String>::Declare, &Indexed<dsc_OptionKind>::Declare}) {
+    cls_ClassRegistrar registrar;
+    declare(registrar);
+    cls_ClassNotes const& notes = *registrar.FindNotes(Indexed<char>::TypeId(), 3);
+    ASSERT_NE(notes.Find("m_Key"), nullptr);
+    EXPECT_TRUE(notes.Find("m_Key")->m_IsIndexed);
+    EXPECT_EQ(notes.Find("m_Other"), nullptr);
+  }
+}
+
 } // namespace

@@ -61,6 +61,10 @@ TEST_F(Documents, ArraysAreReadInParts) {
   ExpectOutput(DOCUMENT_ARRAYS, "1968\n1 8 6 MPa\n0\n"); // 293 + 125, and 50 + 250 + 25 * 50 elements
 }
 
+TEST_F(Documents, IndexesAreMadeAndDropped) {
+  ExpectOutput(DOCUMENT_INDEXES, "3 saves, 23 bytes of indexes\n4 saves, 12 bytes of indexes\n");
+}
+
 TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {
   ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n100 70\n100 ms 0.5 4999\n7 0 2.5\n"
                                    "200 mm, 1 bar of water\n");

@@ -66,6 +66,15 @@ CREATE TABLE block_place(key INTEGER PRIMARY KEY, place INTEGER NOT NULL);
 """
 
 
+# Only in a store with the feature "indexes"; who reads needs none of them.
+INDEX_TABLES = """
+CREATE TABLE index_name(no INTEGER NOT NULL, place INTEGER NOT NULL, class_id INTEGER NOT NULL, name TEXT NOT NULL,
+  checksum INTEGER NOT NULL, PRIMARY KEY(no, place)) WITHOUT ROWID;
+CREATE TABLE index_entry(no INTEGER NOT NULL, key BLOB NOT NULL, id INTEGER NOT NULL, checksum INTEGER NOT NULL,
+  PRIMARY KEY(no, key, id)) WITHOUT ROWID;
+"""
+
+
 # The tags that a field may have, by the type of its attribute; any tag for other types.
 TAGS_OF_TYPES = {
     5: (7, 8, 13), 7: (7, 8, 13), 11: (2,), 12: (2,), 101: (3,), 102: (11,), 103: (12,), 104: (4,), 105: (5,),
@@ -206,7 +215,14 @@ class Store:
         rows = self._sql.execute(query).fetchall()
         check(all(kind == b"table" for kind, _ in rows), "an index, a trigger or a view")
         have = statements(";".join(sql.decode() for _, sql in rows))
-        check(have == tables_of_format(self.format), "tables that are not those of the format")
+        expected = tables_of_format(self.format)
+        written = self.header.get(b"features_to_write", b"").decode().split()
+        if "indexes" in written:
+            expected = expected | statements(INDEX_TABLES)
+        if set(written) <= {"indexes"}:
+            check(have == expected, "tables that are not those of the format")
+        else:
+            check(expected.items() <= have.items(), "tables of the format are missing")
 
     @staticmethod
     def _unsigned(value):

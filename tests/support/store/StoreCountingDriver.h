@@ -58,10 +58,11 @@ class StoreCountingDriver : public StoreFaultDriver {
  protected:
   void Step(char const* call) override {
     static std::set<std::string> const marks{"SetMark", "ReleaseMark"};
-    static std::set<std::string> const writes{"SetNote",      "SetIdsUsed", "WriteClass",  "AddEnumerator",
-                                              "WriteNote",    "AddName",    "AddShape",    "WriteObject",
-                                              "DeleteObject", "WriteBlock", "WriteBlocks", "OverwriteBlock",
-                                              "DeleteBlocks", "SetRoot"};
+    static std::set<std::string> const writes{
+        "SetNote",     "SetIdsUsed",     "WriteClass",      "AddEnumerator",    "WriteNote",
+        "AddName",     "AddShape",       "WriteObject",     "DeleteObject",     "WriteBlock",
+        "WriteBlocks", "OverwriteBlock", "DeleteBlocks",    "SetRoot",          "AddIndex",
+        "DropIndex",   "AddToIndex",     "RemoveFromIndex", "RemoveFromIndexes"};
     std::string const name = call;
     if (name == "Begin") m_HasWritten = false;
     if (writes.contains(name)) m_HasWritten = true;

@@ -138,6 +138,39 @@ class StoreFaultDriver : public sto_Driver {
     Step("ObjectCount");
     return m_Real->ObjectCount();
   }
+  std::int64_t ObjectsFrom(std::int64_t first, std::vector<sto_ObjectShape>& objects) override {
+    Step("ObjectsFrom");
+    return m_Real->ObjectsFrom(first, objects);
+  }
+  std::vector<sto_IndexRow> Indexes() override {
+    Step("Indexes");
+    return m_Real->Indexes();
+  }
+  void AddIndex(sto_IndexRow const& row) override {
+    Step("AddIndex");
+    m_Real->AddIndex(row);
+  }
+  void DropIndex(std::int64_t number) override {
+    Step("DropIndex");
+    m_Real->DropIndex(number);
+  }
+  void AddToIndex(std::int64_t number, sto_IndexEntry const& entry) override {
+    Step("AddToIndex");
+    m_Real->AddToIndex(number, entry);
+  }
+  void RemoveFromIndex(std::int64_t number, sto_IndexEntry const& entry) override {
+    Step("RemoveFromIndex");
+    m_Real->RemoveFromIndex(number, entry);
+  }
+  void RemoveFromIndexes(std::int64_t id) override {
+    Step("RemoveFromIndexes");
+    m_Real->RemoveFromIndexes(id);
+  }
+  bool FindInIndex(sto_IndexRange const& range, std::size_t limit,
+                   std::vector<sto_IndexEntry>& found) override {
+    Step("FindInIndex");
+    return m_Real->FindInIndex(range, limit, found);
+  }
   void DeleteObject(std::int64_t id) override {
     Step("DeleteObject");
     m_Real->DeleteObject(id);
