@@ -51,6 +51,7 @@ class Box {
   Box() = default;
   explicit Box(int count) {
     std::vector<int> ids;
+    ids.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) ids.push_back(i);
     std::shuffle(ids.begin(), ids.end(), std::mt19937(1)); // keys are not in the order of the objects
     for (int const id : ids) m_Parts.push_back(std::make_shared<Part>(id));

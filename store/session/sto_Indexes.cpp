@@ -206,6 +206,7 @@ void sto_Indexes::Build(std::vector<sto_IndexRow> const& missing) {
   std::int64_t next = 1;
   for (sto_IndexRow const& row : All()) next = std::max(next, row.m_Number + 1);
   std::vector<sto_IndexRow> made;
+  made.reserve(missing.size());
   for (sto_IndexRow row : missing) {
     if (sto_IndexRow const* const outdated = Find(row.m_ClassId, row.m_Names.front())) {
       AddNames(row, outdated->m_Names);
