@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <typeinfo>
 #include <vector>
 
@@ -26,6 +27,7 @@
 
 class cls_AgentProxy;
 class sto_Resident;
+class sto_SearchValue;
 class sto_Session;
 class sto_Store;
 template <class T> class sto_Ref;
@@ -207,8 +209,26 @@ class KVL_EXPORT sto_Store {
   /// Lets go of the objects that references have loaded, unless they are changed or the program owns them, too
   /// (sto_Ref::Get). They are loaded again when they are asked for. What `*reference` has returned before is invalid then.
   /// For long walks, which would otherwise end with the whole model in memory, and to see what other sessions have
-  /// changed. Misuse while the store is in use by one of its operations.
+  /// changed. Without it, they stay until the store is closed. Misuse while an object is being saved or loaded.
   void ReleaseObjects();
+
+  // Include store/refs/sto_Find.h, which documents them.
+  template <class T, class Function> void ForEach(Function function);
+  template <class T>
+  [[nodiscard]] std::vector<sto_Ref<T>> Find(std::string_view attribute, sto_SearchValue const& value);
+  template <class T, class Class, class Member>
+  [[nodiscard]] std::vector<sto_Ref<T>> Find(Member Class::*member, std::type_identity_t<Member> const& value);
+  template <class T>
+  [[nodiscard]] sto_Ref<T> FindOne(std::string_view attribute, sto_SearchValue const& value);
+  template <class T, class Class, class Member>
+  [[nodiscard]] sto_Ref<T> FindOne(Member Class::*member, std::type_identity_t<Member> const& value);
+  template <class T>
+  [[nodiscard]] std::vector<sto_Ref<T>> FindBetween(std::string_view attribute, sto_SearchValue const& first,
+                                                    sto_SearchValue const& last);
+  template <class T, class Class, class Member>
+  [[nodiscard]] std::vector<sto_Ref<T>> FindBetween(Member Class::*member,
+                                                    std::type_identity_t<Member> const& first,
+                                                    std::type_identity_t<Member> const& last);
 
   /// Whether there is an object under a root name.
   [[nodiscard]] bool HasRoot(std::string_view root);
@@ -364,6 +384,12 @@ class KVL_EXPORT sto_Store {
   [[nodiscard]] sto_Session& Session() const;
 
   [[nodiscard]] sto_Resident& ResidentOf(std::string_view root);
+  /// Calls `visit` with each object of a class, until it returns false; see ForEach.
+  void VisitObjects(unsigned int classId, void* context, bool (*visit)(void* context, sto_Resident& resident));
+  /// Calls `take` with the objects that have a value in a range, until it returns false; see FindBetween.
+  void SearchObjects(unsigned int classId, std::string_view attribute, sto_SearchValue const& first,
+                     sto_SearchValue const& last, void* context,
+                     bool (*take)(void* context, sto_Resident& resident));
 
   using WriteObject = void (*)(void const* object, cls_WriteVisitor const& visitor);
   void SaveWith(std::string_view root, void const* object, WriteObject write, sto_Progress const& progress);

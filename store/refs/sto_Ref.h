@@ -35,9 +35,9 @@
 ///   of their own; many loads are several times faster in one sto_ReadTransaction. An object is loaded once: all
 ///   references of a store to it lead to one object in memory. What the object holds through other pointers is loaded
 ///   with it.
-/// - Staying: an object stays in memory as long as a reference to it does; references in loaded objects count, too. So a
-///   walk keeps what it has passed, and objects that refer to each other stay until the store is closed, or
-///   sto_Store::ReleaseObjects.
+/// - Staying: a loaded object stays in memory, and where it is, until the program lets go of it (Release,
+///   sto_Store::ReleaseObjects), its transaction is rolled back, or the store is closed; also if all references to it are
+///   gone. So what `*reference` returns is as good as a pointer into a container. A long walk lets go of what it has passed.
 /// - Changing: only through Edit, in a sto_Transaction. The commit saves what was changed.
 /// - Rollback: objects that were changed or loaded in the transaction are let go, and loaded again when they are asked
 ///   for. What `*reference` returned is invalid then; what Get returned is not, and has the values that were undone.

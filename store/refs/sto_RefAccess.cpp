@@ -35,22 +35,10 @@ std::string Describe(sto_Resident const& resident) {
   sto_Raise(sto_ErrorKind::Misuse, "A sto_Ref can be saved and loaded only by a sto_Store.");
 }
 
-/// Keeps a resident while it is loaded: the constructor may let go of what leads to it.
-class Held {
- public:
-  explicit Held(sto_Resident& resident) noexcept : m_Resident(resident) { m_Resident.Hold(); }
-  Held(Held const&) = delete;
-  Held& operator=(Held const&) = delete;
-  ~Held() { m_Resident.LetGo(); }
-
- private:
-  sto_Resident& m_Resident;
-};
-
 void Load(sto_Resident& resident, sto_RefClass const& asked) {
   sto_Residents& residents = *resident.Home();
   sto_Session& session = *residents.Session();
-  Held const held(resident);
+  sto_HeldResident const held(resident);
   sto_OwnTransaction transaction(session, false);
   session.RaiseKept();
   std::uint64_t const readBefore = session.Records().ReadCount();

@@ -135,16 +135,13 @@ TEST_F(Refs, AreOnePointerWide) {
   static_assert(sizeof(sto_Ref<Part>) == sizeof(void*));
 }
 
-TEST_F(Refs, LetGoOfTheirObjectWithTheLastOne) {
-  SaveRing(1);
-  Reopen();
-  {
-    sto_Ref<Part> const first = m_Store->Ref<Part>("first");
-    m_Store->Save("alone", Part(7));
-    sto_Ref<Part> const alone = m_Store->Ref<Part>("alone");
-    EXPECT_EQ(alone->m_Number, 7);
-    EXPECT_EQ(Counted::s_Alive, 1);
-  }
+TEST_F(Refs, KeepTheirObjectUntilItIsReleased) {
+  m_Store->Save("alone", Part(7));
+  Part const& alone = *m_Store->Ref<Part>("alone"); // the reference is gone
+  EXPECT_EQ(alone.m_Number, 7);
+  EXPECT_EQ(Counted::s_Alive, 1);
+  EXPECT_EQ(&*m_Store->Ref<Part>("alone"), &alone);
+  m_Store->ReleaseObjects();
   EXPECT_EQ(Counted::s_Alive, 0);
 }
 
@@ -160,8 +157,8 @@ TEST_F(Refs, EndALongChainWithoutNesting) {
     m_Store->Save("chain", *first);
     EXPECT_EQ(Counted::s_Alive, count);
   }
-  EXPECT_EQ(Counted::s_Alive, 0);
   Reopen();
+  EXPECT_EQ(Counted::s_Alive, 0);
   {
     sto_ReadTransaction const transaction(*m_Store);
     sto_Ref<Part> const first = m_Store->Ref<Part>("chain");
@@ -169,7 +166,16 @@ TEST_F(Refs, EndALongChainWithoutNesting) {
     for (sto_Ref<Part> each = first; each; each = sto_Ref<Part>(each->m_Next)) ++walked;
     EXPECT_EQ(walked, count);
     EXPECT_EQ(Counted::s_Alive, count);
+    m_Store->ReleaseObjects();
+    EXPECT_EQ(Counted::s_Alive, 0);
   }
+  sto_Ref<Part> last;
+  for (int i = 0; i < count; ++i) { // without a store
+    auto const part = std::make_shared<Part>(i);
+    part->m_Next = last;
+    last = sto_Ref<Part>(part);
+  }
+  last = nullptr;
   EXPECT_EQ(Counted::s_Alive, 0);
 }
 
@@ -300,6 +306,28 @@ TEST_F(Refs, ToNewObjectsAreInMemoryAgainAfterARollback) {
   Reopen();
   EXPECT_EQ(m_Store->Ref<Part>("first")->m_Next->m_Number, 5);
   EXPECT_EQ(m_Store->Ref<Part>("other")->m_Number, 8);
+}
+
+TEST_F(Refs, ToNewObjectsDoNotLetGoOfThemBeforeTheCommit) {
+  SaveRing(1);
+  Reopen();
+  sto_Ref<Part> const first = m_Store->Ref<Part>("first");
+  sto_Ref<Part> const made(std::make_shared<Part>(5));
+  {
+    sto_Transaction transaction(*m_Store);
+    first.Edit().m_Next = made;
+    EXPECT_EQ(m_Store->ObjectCount(), 2);
+    m_Store->ReleaseObjects();
+    made.Release();
+    EXPECT_TRUE(made.IsLoaded());
+  }
+  EXPECT_EQ(made->m_Number, 5);
+  sto_Transaction transaction(*m_Store);
+  first.Edit().m_Next = made;
+  transaction.Commit();
+  m_Store->ReleaseObjects();
+  EXPECT_FALSE(made.IsLoaded());
+  EXPECT_EQ(made->m_Number, 5);
 }
 
 TEST_F(Refs, ThatWereReadInUndoneWorkSaySo) {

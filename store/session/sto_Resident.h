@@ -13,9 +13,9 @@ class sto_Residents;
 /// What all references to one object share: the object's place in its store, and the object once it is in memory.
 /// Programs use sto_Ref. Internal to the module.
 ///
-/// Ownership: whoever counts itself (Hold) keeps the resident alive, and the resident keeps its object alive. A
-/// resident that nobody counts is destroyed, with an object that nothing else owns; however long a chain of such
-/// objects is, that takes the same stack. Thread rule: the thread of the store; before there is one, the thread that
+/// Ownership: whoever counts itself (Hold) keeps the resident alive, and the resident keeps its object alive. The store
+/// counts itself for each object that is in memory. A resident that nobody counts is destroyed, with an object that nothing
+/// else owns; however long a chain of such objects is, that takes the same stack. Thread rule: the thread of the store; before there is one, the thread that
 /// made it.
 class KVL_EXPORT sto_Resident {
  public:
@@ -78,10 +78,24 @@ class KVL_EXPORT sto_Resident {
   std::uint32_t m_SeenInEpoch = 0; // of its home: the store had the object then
   std::uint32_t m_LoadedIn = 0;    // the write transaction in which it was loaded; 0: none
   State m_State = State::InMemory;
-  bool m_IsChanged = false; // is in the home's list of changed ones
-  bool m_HasParts = true;   // the store has more of the object than its own record
-  bool m_IsStale = false;   // another session has changed the object since it was loaded
-  bool m_IsRetired = false; // waits for its end
+  bool m_IsChanged = false;   // is in the home's list of changed ones
+  bool m_HasParts = true;     // the store has more of the object than its own record
+  bool m_IsStale = false;     // another session has changed the object since it was loaded
+  bool m_IsUnsettled = false; // the open transaction has made it the resident of its id
+  bool m_IsKept = false;      // its home counts itself, because the object is here
+  bool m_IsRetired = false;   // waits for its end
   sto_Resident* m_NextRetired = nullptr;
   void (*m_Write)(void const* object, cls_WriteVisitor const& visitor) = nullptr; // if it is changed
+};
+
+/// Keeps a resident while it lives. Internal to the module.
+class sto_HeldResident {
+ public:
+  explicit sto_HeldResident(sto_Resident& resident) noexcept : m_Resident(resident) { m_Resident.Hold(); }
+  sto_HeldResident(sto_HeldResident const&) = delete;
+  sto_HeldResident& operator=(sto_HeldResident const&) = delete;
+  ~sto_HeldResident() { m_Resident.LetGo(); }
+
+ private:
+  sto_Resident& m_Resident;
 };

@@ -1,6 +1,5 @@
 #include "store/session/sto_Residents.h"
 
-#include <new>
 #include <utility>
 
 #include "store/session/sto_Session.h"
@@ -49,20 +48,19 @@ void sto_Residents::TakeOut(sto_Resident& resident) noexcept {
       m_LatestNumber = -1;
       m_Pages.erase(found);
     }
-    KeepShared(resident);
   }
   resident.m_Home = nullptr;
   LetGo();
 }
 
-void sto_Residents::KeepShared(sto_Resident const& resident) noexcept {
-  if (resident.m_Object.use_count() <= 1 || m_Session == nullptr) return;
-  try {
-    NoteShared(resident.m_Id, resident.m_Object);
-  } catch (
-      std::
-          bad_alloc const&) { // a later reference gets an object of its own then, which cannot be saved beside it
-  }
+void sto_Residents::Keep(sto_Resident& resident, std::shared_ptr<void> object) noexcept {
+  resident.m_Object = std::move(object);
+  if (!std::exchange(resident.m_IsKept, true)) resident.Hold();
+}
+
+void sto_Residents::LetGoOf(sto_Resident& resident) noexcept {
+  std::shared_ptr<void> const object = resident.TakeObject();
+  if (std::exchange(resident.m_IsKept, false)) resident.LetGo();
 }
 
 template <class Act> void sto_Residents::ForEach(Act act) noexcept {
@@ -81,7 +79,7 @@ std::uint32_t sto_Residents::Transaction() const noexcept {
 
 void sto_Residents::NoteLoaded(sto_Resident& resident, std::shared_ptr<void> object, unsigned int classId,
                                bool hasParts) noexcept {
-  resident.m_Object = std::move(object);
+  Keep(resident, std::move(object));
   resident.m_ClassId = classId;
   resident.m_IsStale = false;
   resident.m_HasParts = hasParts;
@@ -100,25 +98,29 @@ void sto_Residents::Settle(sto_Resident& resident, std::int64_t id, unsigned int
       m_Settled.pop_back();
       throw;
     }
+    Keep(resident, std::move(resident.m_Object));
   } else {
-    known->m_Object = resident.m_Object;
+    Keep(*known, resident.m_Object);
     known->m_LoadedIn = Transaction();
     known->m_IsStale = false;
     known->m_HasParts = true;
   }
   NoteSeen(*m_Settled.back().m_Resident);
   m_Settled.back().m_Resident->m_ClassId = classId;
+  m_Settled.back().m_Resident->m_IsUnsettled = true;
   m_Settled.back().m_Resident->Hold();
 }
 
 void sto_Residents::Unsettle(Settled const& settled) noexcept {
   sto_Resident& resident = *settled.m_Resident;
+  resident.m_IsUnsettled = false;
   if (settled.m_IsAdopted) {
-    std::shared_ptr<void> const object = resident.TakeObject();
+    LetGoOf(resident);
   } else if (resident.m_State == sto_Resident::State::Stored) {
     TakeOut(resident);
     resident.m_Id = 0;
     resident.m_State = sto_Resident::State::InMemory;
+    if (std::exchange(resident.m_IsKept, false)) resident.LetGo();
   }
   resident.LetGo();
 }
@@ -203,7 +205,7 @@ void sto_Residents::Undo(std::int64_t firstId, std::int64_t endId) noexcept {
     page.m_Residents[static_cast<std::size_t>(each.m_Id % IdsInPage)] = nullptr;
     --page.m_Count;
     each.m_State = sto_Resident::State::Undone;
-    std::shared_ptr<void> const object = each.TakeObject();
+    LetGoOf(each);
   });
   std::erase_if(m_Pages, [](auto const& page) { return page.second.m_Count == 0; });
   m_LatestNumber = -1;
@@ -216,8 +218,7 @@ void sto_Residents::EndTransaction(bool isCommitted) noexcept {
     for (; !m_Settled.empty(); m_Settled.pop_back()) Unsettle(m_Settled.back());
     auto const undone = static_cast<std::uint32_t>(m_Session->TransactionNumber());
     ForEach([undone](sto_Resident& each) {
-      if (each.m_IsChanged || each.m_LoadedIn == undone)
-        std::shared_ptr<void> const object = each.TakeObject();
+      if (each.m_IsChanged || each.m_LoadedIn == undone) LetGoOf(each);
     });
     m_Shared.clear();
   }
@@ -227,7 +228,10 @@ void sto_Residents::EndTransaction(bool isCommitted) noexcept {
     changed->LetGo();
   }
   m_Changed.clear();
-  for (Settled const& settled : m_Settled) settled.m_Resident->LetGo();
+  for (Settled const& settled : m_Settled) {
+    settled.m_Resident->m_IsUnsettled = false;
+    settled.m_Resident->LetGo();
+  }
   m_Settled.clear();
   sto_Resident::LetGoRetired();
 }
@@ -238,7 +242,7 @@ void sto_Residents::Close() noexcept {
   m_Session = nullptr;
   ForEach([](sto_Resident& each) {
     each.m_State = sto_Resident::State::Closed;
-    std::shared_ptr<void> const object = each.TakeObject();
+    LetGoOf(each);
   });
   m_LatestNumber = -1;
   m_Pages.clear();
@@ -248,8 +252,9 @@ void sto_Residents::Close() noexcept {
 }
 
 void sto_Residents::Release(sto_Resident& resident) noexcept {
-  if (!resident.m_IsChanged && resident.m_Object.use_count() == 1)
-    std::shared_ptr<void> const object = resident.TakeObject();
+  // An object that a rollback would take out of the store again is the only one that there is.
+  bool const isNeeded = resident.m_IsChanged || resident.m_IsUnsettled;
+  if (!isNeeded && resident.m_Object.use_count() == 1) LetGoOf(resident);
 }
 
 void sto_Residents::Release() noexcept {

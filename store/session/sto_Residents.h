@@ -146,8 +146,9 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   void TakeOut(sto_Resident& resident) noexcept;
   /// The resident is in no store again.
   void Unsettle(Settled const& settled) noexcept;
-  /// The resident ends before its object, which others own too.
-  void KeepShared(sto_Resident const& resident) noexcept;
+  /// Keeps an object, and its resident, until LetGoOf.
+  static void Keep(sto_Resident& resident, std::shared_ptr<void> object) noexcept;
+  static void LetGoOf(sto_Resident& resident) noexcept;
   void CheckAddress(std::int64_t id, void const* object);
   void WriteAllChanged();
   /// Calls `act` with each resident; those that end meanwhile do so afterwards.
@@ -164,8 +165,7 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   std::uint32_t m_Epoch = 1;
   std::int64_t m_LoadingId = 0;
   std::int64_t m_Count = 1; // the session, each resident that has this home, and each list that has
-  // Objects without a resident: that loads of residents have built behind shared pointers, and whose residents have ended.
-  // Swept when it doubles.
+  // Objects that loads of residents have built behind shared pointers, and that have no resident. Swept when it doubles.
   std::unordered_map<std::int64_t, std::weak_ptr<void>> m_Shared;
   std::size_t m_SweepAt = 64;
 };

@@ -65,6 +65,10 @@ TEST_F(Documents, IndexesAreMadeAndDropped) {
   ExpectOutput(DOCUMENT_INDEXES, "3 saves, 23 bytes of indexes\n4 saves, 12 bytes of indexes\n");
 }
 
+TEST_F(Documents, ReferencesLeadToObjectsThatStay) {
+  ExpectOutput(DOCUMENT_REFERENCES, "22 30\n15 15 light car 0\n");
+}
+
 TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {
   ExpectOutput(DOCUMENT_DESCRIBED, "left 2.1e+06 3\nright 5.5 5\n100 70\n100 ms 0.5 4999\n7 0 2.5\n"
                                    "200 mm, 1 bar of water\n");
