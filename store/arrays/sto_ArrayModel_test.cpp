@@ -9,6 +9,7 @@
 #include "describe/dsc_Described.h"
 #include "store/arrays/sto_Array.h"
 #include "store/sto_Store.h"
+#include "tests/support/Seeds.h"
 #include "tests/support/store/StoreFile.h"
 
 // Random steps on arrays, compared with std::vector: in memory and in a store, with transactions that are committed or
@@ -215,7 +216,7 @@ TYPED_TEST_SUITE(ArrayModel, Elements);
 TYPED_TEST(ArrayModel, ShowsWhatAVectorShows) {
   char const* const many = std::getenv("KVL_ARRAY_SEEDS"); // for long runs
   unsigned const last = many == nullptr ? 9 : static_cast<unsigned>(std::atoi(many));
-  for (unsigned seed = 1; seed <= last; ++seed) {
+  for (unsigned seed = 1; seed <= last; seed += static_cast<unsigned>(SweepStride)) {
     SCOPED_TRACE(seed);
     int const before = sto_ArrayListSize();
     if (seed % 3 == 0) sto_SetArrayListSize(4000);

@@ -96,6 +96,8 @@ template <class K> class sto_MapEntries final : public sto_MapOutput {
   K m_LastKey{};
   std::vector<K> m_FirstKeys; // of the chunks of the stored map
 };
+extern template class sto_MapEntries<int>;
+extern template class sto_MapEntries<cow_String>;
 
 /// Builder of an object's map from K (int or cow_String) to values of T.
 template <class K, class T> class sto_MapWriter final : public cls_WriteMapOf<K, T> {

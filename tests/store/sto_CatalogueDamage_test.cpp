@@ -109,8 +109,8 @@ class StoreCatalogueDamage : public StoreFileTest {
       EXPECT_GE(store.ObjectCount(), m_ObjectCount - 1);
     });
   }
-  /// Flips each bit (or each SweepStride-th) of one column of a table's rows, each in a fresh copy of the store. Returns the number of
-  /// copies in which something was raised.
+  /// Flips each bit (or each StoreSweepStride-th) of one column of a table's rows, each in a fresh copy of the store.
+  /// Returns the number of copies in which something was raised.
   int FlipEach(std::string const& table, std::string const& column, std::string const& where = "1") {
     std::filesystem::path const whole = Path("whole");
     std::filesystem::copy_file(Path(), whole);
@@ -121,7 +121,7 @@ class StoreCatalogueDamage : public StoreFileTest {
         SqlFile(Path()).Texts("SELECT DISTINCT CAST(" + column + " AS TEXT)" + select);
     for (std::string const& value : values)
       for (std::string const& flipped : Flips(value, IsText(table, column))) {
-        if (++flips % SweepStride != 0) continue;
+        if (++flips % StoreSweepStride != 0) continue;
         std::filesystem::copy_file(whole, Path(), std::filesystem::copy_options::overwrite_existing);
         if (!Replace(table, column, where, value, flipped)) continue;
         SCOPED_TRACE(table + "." + column + ": " + value + " became " + flipped);
@@ -198,47 +198,47 @@ TEST_F(StoreCatalogueDamage, UndamagedStoreIsWhole) {
 TEST_F(StoreCatalogueDamage, EveryBitOfANameIsNoticed) {
   std::size_t bits = 0;
   for (std::string const& text : SqlFile(Path()).Texts("SELECT text FROM name")) bits += 8 * text.size();
-  EXPECT_EQ(FlipEach("name", "text"), static_cast<int>(bits) / SweepStride);
+  EXPECT_EQ(FlipEach("name", "text"), static_cast<int>(bits) / StoreSweepStride);
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfANamesNumberIsNoticed) {
-  EXPECT_GT(FlipEach("name", "id"), 6 * 60 / SweepStride);
+  EXPECT_GT(FlipEach("name", "id"), 6 * 60 / StoreSweepStride);
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfAnAttributesNameIsNoticedOrHarmless) {
-  EXPECT_GT(FlipEach("attribute", "name"), 300 / SweepStride);
+  EXPECT_GT(FlipEach("attribute", "name"), 300 / StoreSweepStride);
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfAnAttributesNumbersIsNoticedOrHarmless) {
   // Programs use 32 bits of it. Values that no one has stored or written since are not checked.
   for (char const* const column : {"field_id", "type", "type_arg", "collection_type"}) {
     SCOPED_TRACE(column);
-    EXPECT_GE(FlipEach("attribute", column, "class_id = 7733249"), 31 / SweepStride);
+    EXPECT_GE(FlipEach("attribute", column, "class_id = 7733249"), 31 / StoreSweepStride);
   }
   for (char const* const column : {"class_id", "version"})
-    EXPECT_EQ(FlipEach("attribute", column, "name = 'm_Label'"), 64 / SweepStride);
+    EXPECT_EQ(FlipEach("attribute", column, "name = 'm_Label'"), 64 / StoreSweepStride);
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfAClassIsNoticedOrHarmless) {
   for (char const* const column : {"class_id", "version"})
     for (char const* const where : {"name = 'Record'", "name = 'Bottom'", "name = 'cls_InternalList'"})
-      EXPECT_GE(FlipEach("class", column, where), 32 / SweepStride);
+      EXPECT_GE(FlipEach("class", column, where), 32 / StoreSweepStride);
   EXPECT_GT(FlipEach("class", "name", "name = 'Record'"),
-            40 / SweepStride); // reported as a conflict when it is saved
-  EXPECT_GE(FlipEach("class", "base_class_id", "name = 'Record'"), 32 / SweepStride);
+            40 / StoreSweepStride); // reported as a conflict when it is saved
+  EXPECT_GE(FlipEach("class", "base_class_id", "name = 'Record'"), 32 / StoreSweepStride);
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfARootIsNoticed) {
-  EXPECT_EQ(FlipEach("root", "object_id"), 2 * 64 / SweepStride);
-  EXPECT_EQ(FlipEach("root", "class_id"), 2 * 64 / SweepStride);
-  EXPECT_EQ(FlipEach("root", "checksum"), 2 * 64 / SweepStride);
-  EXPECT_EQ(FlipEach("root", "name"), 8 * 10 / SweepStride);
+  EXPECT_EQ(FlipEach("root", "object_id"), 2 * 64 / StoreSweepStride);
+  EXPECT_EQ(FlipEach("root", "class_id"), 2 * 64 / StoreSweepStride);
+  EXPECT_EQ(FlipEach("root", "checksum"), 2 * 64 / StoreSweepStride);
+  EXPECT_EQ(FlipEach("root", "name"), 8 * 10 / StoreSweepStride);
 }
 
 TEST_F(StoreCatalogueDamage, EveryBitOfAChecksumIsNoticed) {
-  EXPECT_EQ(FlipEach("class", "checksum", "name = 'Record'"), 64 / SweepStride);
-  EXPECT_EQ(FlipEach("name", "checksum", "text = 'm_Weight'"), 64 / SweepStride);
-  EXPECT_EQ(FlipEach("shape", "checksum", "id = 1"), 64 / SweepStride);
+  EXPECT_EQ(FlipEach("class", "checksum", "name = 'Record'"), 64 / StoreSweepStride);
+  EXPECT_EQ(FlipEach("name", "checksum", "text = 'm_Weight'"), 64 / StoreSweepStride);
+  EXPECT_EQ(FlipEach("shape", "checksum", "id = 1"), 64 / StoreSweepStride);
 }
 
 TEST_F(StoreCatalogueDamage, MissingNameIsReportedWithItsObjectAndTable) {

@@ -64,7 +64,7 @@ class StoreDamage : public StoreTest {
 
   /// All alterations of a few bytes: each byte changed in two ways, each shorter length, one more byte.
   void ExpectEveryChangeDamages(StoreBytes const& bytes, std::function<void(StoreBytes const&)> const& set) {
-    for (std::size_t at = 0; at<bytes.size(); at += bytes.size()> 500 ? SweepStride : 1)
+    for (std::size_t at = 0; at<bytes.size(); at += bytes.size()> 500 ? StoreSweepStride : 1)
       for (std::byte const flip : {std::byte{0x01}, std::byte{0xFF}}) {
         SCOPED_TRACE("byte " + std::to_string(at));
         StoreBytes changed = bytes;

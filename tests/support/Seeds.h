@@ -17,6 +17,10 @@ inline int const SweepStride = TestsAllSeeds() ? 1 : 5;
 inline int const SweepStride = 1;
 #endif
 
+/// The stride of a long sweep whose every step opens stores, which takes longest where a sanitizer watches memory. It is
+/// odd, so that a sweep over bits changes each bit of a byte.
+inline int const StoreSweepStride = SweepStride == 1 ? 1 : 11;
+
 /// The seeds of a long model test: the first one, or all of them in the long form. Use:
 /// INSTANTIATE_TEST_SUITE_P(Seeds, Model, testing::ValuesIn(Seeds({1U, 2U})));
 template <class Seed> std::vector<Seed> Seeds(std::initializer_list<Seed> all) {
