@@ -106,6 +106,9 @@ template <class K> class sto_ObjectMapCursor {
   [[nodiscard]] int More() const noexcept { return m_Cursor.HasMore() ? 1 : 0; }
   void Next();
   [[nodiscard]] cls_MementoRead* Fetch(K& key) const;
+  /// The current entry, without its object.
+  [[nodiscard]] K const& Key() const { return m_Cursor.Key(); }
+  [[nodiscard]] std::int64_t HeldId() const noexcept { return m_Id; }
   /// Moves to the first entry with a key; false if there is none. The first search walks the whole map. In a map
   /// in chunks with ascending keys a search reads one chunk, until there have been as many as chunks.
   bool Find(K const& key);
@@ -138,6 +141,7 @@ class sto_ObjectMapReaderInt final : public cls_ReadMapInt2Obj {
   int Count() override { return m_Cursor.Count(); }
   cls_MementoRead* Fetch(int& key) override { return m_Cursor.Fetch(key); }
   bool Find(int const& key) override { return m_Cursor.Find(key); }
+  [[nodiscard]] sto_ObjectMapCursor<int>& Cursor() noexcept { return m_Cursor; }
 
  private:
   sto_ObjectMapCursor<int> m_Cursor;
@@ -153,6 +157,7 @@ class sto_ObjectMapReaderString final : public cls_ReadMapString2Obj {
   void Next() override { m_Cursor.Next(); }
   int Count() override { return m_Cursor.Count(); }
   cls_MementoRead* Fetch(cow_String& key) override { return m_Cursor.Fetch(key); }
+  [[nodiscard]] sto_ObjectMapCursor<cow_String>& Cursor() noexcept { return m_Cursor; }
 
  private:
   sto_ObjectMapCursor<cow_String> m_Cursor;

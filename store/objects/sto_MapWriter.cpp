@@ -7,6 +7,7 @@
 
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_Checksum.h"
+#include "store/format/sto_CollectionFields.h"
 #include "store/format/sto_MapWalk.h"
 #include "store/objects/sto_MementoWrite.h"
 
@@ -214,8 +215,22 @@ cls_MementoWrite* sto_ObjectMapWriter<K>::MakeWriteObjWithPtr(K const& key, unsi
   std::int64_t id = 0;
   std::unique_ptr<sto_MementoWrite> element =
       sto_MementoWrite::ForElement(m_Entries.Object(), classId, uid, object, id);
-  m_Entries.Add(key, [&](sto_ByteWriter& writer) { writer.Varint(static_cast<std::uint64_t>(id)); });
+  InsertId(key, id);
   return element.release();
+}
+
+template <class K> void sto_ObjectMapWriter<K>::InsertId(K const& key, std::int64_t id) {
+  m_Entries.Add(key, [&](sto_ByteWriter& writer) { writer.Varint(static_cast<std::uint64_t>(id)); });
+}
+
+template <class K> bool sto_ObjectMapWriter<K>::InsertLater(K const& key, cls_LaterWrite object) {
+  if (sto_IsCollectionClass(object.m_ClassId)) return false;
+  sto_RecordInProgress& map = m_Entries.Object();
+  sto_Session& session = map.Session();
+  std::int64_t const id = session.TieOf(object.m_Uid).Id();
+  InsertId(key, id);
+  map.PutWhole([&] { session.Save().Later().Add({std::move(object), map.Id()}, id); });
+  return true;
 }
 
 void sto_IntTableWriter::Insert(int key, int value) {

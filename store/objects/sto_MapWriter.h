@@ -124,6 +124,11 @@ template <class K> class sto_ObjectMapWriter final : public cls_WriteObjectMapOf
                                         void const* object) override;
   int Count() const override { return m_Entries.Count(); }
 
+  /// Inserts an object that is stored already.
+  void InsertId(K const& key, std::int64_t id);
+  /// Inserts an object that is written later. False, and nothing is inserted, for a collection.
+  [[nodiscard]] bool InsertLater(K const& key, cls_LaterWrite object);
+
  private:
   sto_MapEntries<K> m_Entries;
 };

@@ -145,6 +145,7 @@ template <class T> class sto_Ref {
  private:
   template <class> friend class sto_Ref;
   template <class> friend class sto_List;
+  template <class, class> friend class sto_Map;
   friend class sto_Store;
   friend struct std::hash<sto_Ref>;
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "store/base/sto_Exception.h"
+#include "store/objects/sto_MapWriter.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
 #include "store/objects/sto_ObjectListWriter.h"
@@ -96,16 +97,6 @@ void Settle(sto_Session& session, sto_Resident& resident, cls_LaterWrite const& 
   sto_Raise(sto_ErrorKind::Misuse, "A sto_Ref cannot refer to a collection.");
 }
 
-/// Calls `act`, which writes. If it raises, the save can only be undone, even if the failure is swallowed.
-template <class Act> void WriteWhole(sto_Session& session, Act act) {
-  try {
-    act();
-  } catch (...) {
-    session.Save().MarkIncomplete();
-    throw;
-  }
-}
-
 } // namespace
 
 void sto_RaiseNullRef(sto_RefClass const& asked) {
@@ -144,6 +135,10 @@ void sto_ReleaseObject(sto_Resident& resident) noexcept {
   if (resident.InState() == sto_Resident::State::Stored) resident.Home()->Release(resident);
 }
 
+void sto_MarkIncomplete(sto_Session& session) noexcept {
+  session.Save().MarkIncomplete();
+}
+
 sto_MementoWrite& sto_StoreMemento(cls_WriteVisitor const& visitor) {
   auto* const memento = dynamic_cast<sto_MementoWrite*>(visitor.Memento());
   if (memento == nullptr) RaiseForeign();
@@ -161,7 +156,7 @@ void sto_WriteResident(cls_WriteVisitor const& visitor, cls_FieldHandle const& f
   if (visitor.Memento() == nullptr) return; // the object is not written now
   sto_MementoWrite& memento = sto_StoreMemento(visitor);
   sto_Session& session = memento.Session();
-  WriteWhole(session, [&] {
+  sto_WriteWhole(session, [&] {
     if (IsThere(session, resident)) {
       unsigned int const classId = resident.ClassId() != 0 ? resident.ClassId() : asked.m_ClassId;
       return memento.HoldObject(field, classId, resident.Id());
@@ -175,7 +170,7 @@ void sto_WriteResident(cls_WriteVisitor const& visitor, cls_FieldHandle const& f
 
 void sto_AppendResident(sto_ObjectListWriter& list, sto_Session& session, sto_Resident& resident,
                         sto_RefClass const& asked) {
-  WriteWhole(session, [&] {
+  sto_WriteWhole(session, [&] {
     if (IsThere(session, resident)) return list.AppendId(resident.Id());
     std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
     if (!described) return list.AppendNull();
@@ -183,6 +178,23 @@ void sto_AppendResident(sto_ObjectListWriter& list, sto_Session& session, sto_Re
     if (!list.AppendLater(*std::move(described))) RaiseCollection();
   });
 }
+
+template <class K>
+void sto_InsertResident(sto_ObjectMapWriter<K>& map, K const& key, sto_Session& session,
+                        sto_Resident& resident, sto_RefClass const& asked) {
+  sto_WriteWhole(session, [&] {
+    if (IsThere(session, resident)) return map.InsertId(key, resident.Id());
+    std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
+    if (!described) sto_Raise(sto_ErrorKind::Misuse, "An object in a sto_Map writes nothing.");
+    Settle(session, resident, *described);
+    if (!map.InsertLater(key, *std::move(described))) RaiseCollection();
+  });
+}
+
+template void sto_InsertResident(sto_ObjectMapWriter<int>& map, int const& key, sto_Session& session,
+                                 sto_Resident& resident, sto_RefClass const& asked);
+template void sto_InsertResident(sto_ObjectMapWriter<cow_String>& map, cow_String const& key,
+                                 sto_Session& session, sto_Resident& resident, sto_RefClass const& asked);
 
 sto_Resident* sto_ReadResident(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
   if (visitor.DataIsPresent(field) == 0) return nullptr;

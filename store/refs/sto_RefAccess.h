@@ -12,6 +12,7 @@
 class sto_MementoRead;
 class sto_MementoWrite;
 class sto_ObjectListWriter;
+template <class K> class sto_ObjectMapWriter;
 class sto_Session;
 
 // What sto_Ref does that does not depend on the class of its object. Internal to store/refs. Thread rule: as sto_Ref.
@@ -38,9 +39,25 @@ KVL_EXPORT void sto_ReleaseObject(sto_Resident& resident) noexcept;
 /// Writes a field that holds the object. An object that is not stored yet is stored, too.
 KVL_EXPORT void sto_WriteResident(cls_WriteVisitor const& visitor, cls_FieldHandle const& field,
                                   sto_Resident& resident, sto_RefClass const& asked);
-/// Appends the object to a list. An object that is not stored yet is stored, too.
+/// Appends the object to a list, or puts it under a key into a map (for `int` and `cow_String`). An object that is not
+/// stored yet is stored, too.
 void sto_AppendResident(sto_ObjectListWriter& list, sto_Session& session, sto_Resident& resident,
                         sto_RefClass const& asked);
+template <class K>
+void sto_InsertResident(sto_ObjectMapWriter<K>& map, K const& key, sto_Session& session,
+                        sto_Resident& resident, sto_RefClass const& asked);
+
+/// The running save can only be undone, even if the failure is swallowed.
+void sto_MarkIncomplete(sto_Session& session) noexcept;
+/// Calls `act`, which writes; the same if it raises.
+template <class Act> void sto_WriteWhole(sto_Session& session, Act act) {
+  try {
+    act();
+  } catch (...) {
+    sto_MarkIncomplete(session);
+    throw;
+  }
+}
 
 // The memento of a visitor. Misuse if it is not a store's.
 [[nodiscard]] sto_MementoWrite& sto_StoreMemento(cls_WriteVisitor const& visitor);

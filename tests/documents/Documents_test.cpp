@@ -62,11 +62,11 @@ TEST_F(Documents, ArraysAreReadInParts) {
 }
 
 TEST_F(Documents, IndexesAreMadeAndDropped) {
-  ExpectOutput(DOCUMENT_INDEXES, "3 saves, 23 bytes of indexes\n4 saves, 12 bytes of indexes\n");
+  ExpectOutput(DOCUMENT_INDEXES, "3 saves, 23 bytes of indexes\n4 saves, 12 bytes of indexes\n1 found\n");
 }
 
 TEST_F(Documents, ReferencesLeadToObjectsThatStay) {
-  ExpectOutput(DOCUMENT_REFERENCES, "22 30\n15 15 light car 0\n");
+  ExpectOutput(DOCUMENT_REFERENCES, "22 30\n15 15 light car 0\n15 4\n");
 }
 
 TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {

@@ -7,7 +7,11 @@
 
 #include <blocks/docs/indexes/declaring-1>
 
+#include <blocks/docs/indexes/finding-1>
+
 namespace {
+
+#include <blocks/docs/indexes/finding-2>
 
 void DeclareByHand(cls_ClassRegistrar& registrar) {
 #include <blocks/docs/indexes/declaring-2>
@@ -27,6 +31,10 @@ void Run() {
     std::cout << store.Saves().size() << " saves, " << store.Stat().m_IndexBytes << " bytes of indexes\n";
     Drop(store);
   }
+  Part part;
+  part.m_Id = 17;
+  store.Save("part", part);
+  std::cout << CountOfParts(store) << " found\n";
 }
 
 } // namespace

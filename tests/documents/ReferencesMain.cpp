@@ -16,6 +16,8 @@
 
 #include <blocks/docs/references/memory-1>
 
+#include <blocks/docs/references/all-objects-of-a-class-and-some-of-them-1>
+
 int main() {
   int modules = 0;
   nex_initialize(modules);
@@ -26,8 +28,9 @@ int main() {
     Make(store);
     std::cout << store.ObjectCount() << ' ' << MassOfCar(store) << '\n';
     Lighten(store, 0.5);
-    std::cout << MassOfCar(store) << ' ' << MassOfLargeModel(store) << ' ' << store.Ref<Assembly>("car")->m_Name
-              << ' ' << store.CountGarbage() << '\n';
+    std::cout << MassOfCar(store) << ' ' << MassOfLargeModel(store) << ' '
+              << store.Ref<Assembly>("car")->m_Name << ' ' << store.CountGarbage() << '\n';
+    std::cout << MassOfAllParts(store) << ' ' << CountOf(store, "rim") << '\n';
   }
   nex_finalize(modules);
 }
