@@ -374,6 +374,7 @@ sto_Stat sto_Store::Stat(std::size_t maxArrays) {
 }
 
 void sto_Store::ReleaseObjects() {
+  Session().CheckTransaction();
   if (Session().Save().IsGoingOn() || Session().Loaded().InLoad())
     Session().Raise(sto_ErrorKind::Misuse, "Letting go of objects while an object is being saved or loaded.");
   Session().Residents().Release();

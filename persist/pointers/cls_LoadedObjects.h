@@ -95,6 +95,7 @@ class cls_LoadedObjects {
   /// Pointers of theirs may never be filled.
   void Abandon(std::int64_t first) noexcept { RemoveNumbersFrom(first); }
 
+  [[nodiscard]] bool HasScope() const noexcept { return m_Scopes > 0; }
   /// Begins a scope; a nested scope is part of the outer one.
   void EnterScope() noexcept { ++m_Scopes; }
   /// Ends a scope; the end of the outermost one forgets the objects, unless a load is running.

@@ -170,11 +170,17 @@ void sto_WriteLaterObject(sto_Session& session, sto_LaterWrite const& object) {
   object.m_Object.m_Write(address, visitor);
 }
 
-void sto_WriteObjectAgain(sto_Session& session, void const* object,
+void sto_WriteObjectAgain(sto_Session& session, std::int64_t id, void const* object,
                           void (*write)(void const* object, cls_WriteVisitor const& visitor)) {
   cls_RootRequest const request([&](unsigned int classId, cls_Uid const& uid, void const* at) {
-    std::int64_t id = 0;
-    return sto_MementoWrite::ForObject(session, classId, uid, 1, {at, 0}, id).release();
+    cls_IdentityMap::Tie const* const tie = session.Identities().Find(uid);
+    if (tie == nullptr || tie->Id() != id)
+      session.Raise(sto_ErrorKind::Misuse,
+                    "Object " + std::to_string(id) +
+                        " was assigned a temporary or moved object, and so became that object. Assign a "
+                        "copy: one that has a name.");
+    std::int64_t written = 0;
+    return sto_MementoWrite::ForObject(session, classId, uid, 1, {at, 0}, written).release();
   });
   cls_WriteVisitor const visitor(request, object);
   write(object, visitor);

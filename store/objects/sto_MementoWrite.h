@@ -53,6 +53,8 @@ class sto_MementoWrite : public cls_TypedMementoWrite<sto_MementoWrite>,
   }
 
   [[nodiscard]] sto_Session& Session() const noexcept { return m_Object->Session(); }
+  /// The id of the object.
+  [[nodiscard]] std::int64_t ObjectId() const noexcept { return m_Object->Id(); }
   /// Notes the attribute that holds the object, for messages; see sto_RecordInProgress.
   void HeldBy(cls_ClassMetadata const& holder, cls_AttributeMetadata const& attribute) noexcept {
     m_Object->HeldBy(holder, attribute);

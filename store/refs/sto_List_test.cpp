@@ -217,6 +217,7 @@ TEST_F(Lists, OfObjectsThatTheProgramOwnsStayWholeAfterARollback) {
   EXPECT_EQ(NumbersOf(m_Store->Ref<Box>("loaded")->m_Items), (std::vector{0, 1, 2}));
   EXPECT_TRUE(m_Store->Ref<Box>("other")->m_Items.empty());
   m_Store->ReleaseObjects(); // the loaded copy has the identity of this box
+  m_Store->RemoveRoot("loaded");
   m_Store->Save("box", box);
   Reopen();
   EXPECT_EQ(NumbersOf(Opened()->m_Items), (std::vector{0, 1, 2}));
@@ -288,6 +289,39 @@ TEST_F(Lists, OfAnotherSessionAreNotOverwritten) {
   }
   m_Store->ReleaseObjects();
   EXPECT_EQ(NumbersOf(box->m_Items), (std::vector{0, 1, 2, 5}));
+}
+
+TEST_F(Lists, ThatAreMovedToAnotherObjectAreItsOwn) {
+  SaveBox(3);
+  m_Store->Save("target", Box());
+  Reopen();
+  std::unique_ptr<Box> const box = m_Store->Load<Box>("box");
+  {
+    sto_Transaction transaction(*m_Store);
+    m_Store->Ref<Box>("target").Edit().m_Items = std::move(box->m_Items);
+    transaction.Commit();
+  }
+  {
+    sto_Transaction transaction(*m_Store);
+    m_Store->Ref<Box>("target").Edit().m_Items.push_back(NewItem(9));
+    transaction.Commit();
+  }
+  Reopen();
+  EXPECT_EQ(NumbersOf(m_Store->Ref<Box>("target")->m_Items), (std::vector{0, 1, 2, 9}));
+  EXPECT_EQ(NumbersOf(Opened()->m_Items), (std::vector{0, 1, 2}));
+}
+
+TEST_F(Lists, ThatAnotherSessionCollectedAreNotHeldAgain) {
+  SaveBox(2);
+  Reopen();
+  std::unique_ptr<Box> const unread = m_Store->Load<Box>("box");
+  {
+    sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+    other.RemoveRoot("box");
+    EXPECT_EQ(other.CollectGarbage(), 4);
+  }
+  ExpectError(sto_ErrorKind::NotFound, "was collected", [&] { m_Store->Save("box", *unread); });
+  EXPECT_TRUE(m_Store->Check(sto_CheckDepth::Full).IsSound());
 }
 
 /// The same random steps with a list in a store and with a vector.

@@ -39,12 +39,16 @@
 ///   sto_Store::ReleaseObjects), its transaction is rolled back, or the store is closed; also if all references to it are
 ///   gone. So what `*reference` returns is as good as a pointer into a container. A long walk lets go of what it has passed.
 /// - Changing: only through Edit, in a sto_Transaction. The commit saves what was changed.
-/// - Rollback: objects that were changed or loaded in the transaction are let go, and loaded again when they are asked
-///   for. What `*reference` returned is invalid then; what Get returned is not, and has the values that were undone.
+/// - Rollback: what was loaded in the transaction is let go, and if anything was changed through references, all that they
+///   have loaded, because it may lead to what was changed. It is loaded again when it is asked for. What `*reference`
+///   returned is invalid then; what Get returned is not, and has the values that were undone.
 /// - Other sessions: an object is not loaded again when another session changes it. Edit raises Conflict then; see
 ///   sto_Store::ReleaseObjects.
 /// - New objects: a reference is made from a std::shared_ptr. The object is saved when something that refers to it is
 ///   saved. Until then it is in memory only, and Edit is just access.
+/// - One way to an object: what is a part of another object (a value, std::shared_ptr, std::unique_ptr) and is also
+///   changed through references is in danger: its holder's save may overwrite it. Lead to an object by references only, or by
+///   pointers only. A sto_LoadScope and loads through references exclude each other (Misuse).
 /// - Copies of a reference refer to the same object. Equal are references to the same object of the same store; comparing
 ///   and hashing load nothing.
 ///
@@ -94,7 +98,9 @@ template <class T> class sto_Ref {
     return std::shared_ptr<T const>(m_Resident->Object(), object);
   }
 
-  /// The object, for changing it until the open transaction ends. It is saved before the commit. Misuse outside of a
+  /// The object, for changing it until the open transaction ends. It is saved before the commit, and before the store is
+  /// searched (sto_Find.h); to be found by what is changed after that, ask for it again. Assign copies to it: an object that
+  /// is moved to it, such as a temporary one, brings its own identity along (Misuse at the commit). Misuse outside of a
   /// sto_Transaction, and while an object is being saved or loaded; Conflict if another session has changed it since it
   /// was loaded. An object that is in no store is just returned.
   [[nodiscard]] T& Edit() const {
@@ -108,7 +114,7 @@ template <class T> class sto_Ref {
     return m_Resident != nullptr && m_Resident->Object() != nullptr;
   }
   /// The object's number in its store, for messages and tables: it has it as long as it is stored. 0 for a null reference,
-  /// and for an object that is in no store.
+  /// and for an object that has not been saved through references yet.
   [[nodiscard]] std::int64_t Id() const noexcept { return m_Resident == nullptr ? 0 : m_Resident->Id(); }
 
   /// Lets go of the object, unless it is changed or the program owns it, too. It is loaded again when it is asked for.
@@ -126,7 +132,10 @@ template <class T> class sto_Ref {
     return sto_Ref<U>(*m_Resident);
   }
 
-  friend bool operator==(sto_Ref const& a, sto_Ref const& b) noexcept { return a.m_Resident == b.m_Resident; }
+  friend bool operator==(sto_Ref const& a, sto_Ref const& b) noexcept {
+    return a.m_Resident == b.m_Resident ||
+           (a.IsLoaded() && b.IsLoaded() && a.m_Resident->Object() == b.m_Resident->Object());
+  }
   friend bool operator==(sto_Ref const& a, std::nullptr_t) noexcept { return a.m_Resident == nullptr; }
 
   // --- for dsc_Stored, and for classes that are written by hand

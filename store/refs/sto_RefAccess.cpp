@@ -42,6 +42,11 @@ void Load(sto_Resident& resident, sto_RefClass const& asked) {
   sto_HeldResident const held(resident);
   sto_OwnTransaction transaction(session, false);
   session.RaiseKept();
+  if (session.Loaded().HasScope())
+    session.Raise(sto_ErrorKind::Misuse,
+                  "Object " + std::to_string(resident.Id()) +
+                      " is loaded through a reference while a sto_LoadScope is open, so "
+                      "there could be two of it. References need no scope: end it first.");
   std::uint64_t const readBefore = session.Records().ReadCount();
   sto_RecordRef record = session.Records().Read(resident.Id());
   if (record == nullptr) RaiseMissing(session, resident);
@@ -86,11 +91,29 @@ bool IsThere(sto_Session& session, sto_Resident& resident) {
   return false; // it was collected, and is stored again
 }
 
+/// The resident of an object that is in no store as far as references know, if it was saved in another way, in a store that
+/// is open; otherwise null.
+sto_Resident* Joined(sto_Resident& resident, sto_RefClass const& asked) {
+  std::optional<cls_LaterWrite> const described = asked.m_Describe(resident.Object());
+  if (!described) return nullptr;
+  cls_HistoryEntry* const anchor = &described->m_Uid.Entry()->m_History;
+  for (cls_HistoryEntry* each = anchor->Next(); each != anchor; each = each->Next()) {
+    auto const* const tie = dynamic_cast<cls_IdentityMap::Tie*>(each);
+    auto* const session = tie == nullptr ? nullptr : dynamic_cast<sto_Session*>(tie->Map().Owner());
+    if (session == nullptr) continue;
+    sto_OwnTransaction const transaction(*session, false); // refuses other threads, too
+    if (session->IsStored(tie->Id()))
+      return &session->Residents().Join(resident, tie->Id(), described->m_ClassId);
+  }
+  return nullptr;
+}
+
 /// Makes the resident of an object in memory that of the id under which the running save writes it.
-void Settle(sto_Session& session, sto_Resident& resident, cls_LaterWrite const& described) {
+void Settle(sto_Session& session, sto_Resident& resident, cls_LaterWrite const& described,
+            sto_RefClass const& asked) {
   std::int64_t const id = session.TieOf(described.m_Uid).Id();
   if (resident.InState() == sto_Resident::State::InMemory)
-    session.Residents().Settle(resident, id, described.m_ClassId);
+    session.Residents().Settle(resident, id, described.m_ClassId, asked.m_Write);
 }
 
 [[noreturn]] void RaiseCollection() {
@@ -127,8 +150,10 @@ bool sto_IsOfClass(sto_Resident const& resident, unsigned int classId) {
 }
 
 void sto_NoteEdit(sto_Resident& resident, sto_RefClass const& asked) {
-  if (resident.InState() == sto_Resident::State::Stored)
-    resident.Home()->NoteChanged(resident, asked.m_Write);
+  sto_Resident* stored = &resident;
+  if (resident.InState() == sto_Resident::State::InMemory) stored = Joined(resident, asked);
+  if (stored == nullptr) return resident.NoteEditedInMemory();
+  stored->Home()->NoteChanged(*stored, asked.m_Write);
 }
 
 void sto_ReleaseObject(sto_Resident& resident) noexcept {
@@ -163,7 +188,7 @@ void sto_WriteResident(cls_WriteVisitor const& visitor, cls_FieldHandle const& f
     }
     std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
     if (!described) return; // its DBWrite writes nothing
-    Settle(session, resident, *described);
+    Settle(session, resident, *described, asked);
     if (!memento.HoldLater(field, *std::move(described))) RaiseCollection();
   });
 }
@@ -174,7 +199,7 @@ void sto_AppendResident(sto_ObjectListWriter& list, sto_Session& session, sto_Re
     if (IsThere(session, resident)) return list.AppendId(resident.Id());
     std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
     if (!described) return list.AppendNull();
-    Settle(session, resident, *described);
+    Settle(session, resident, *described, asked);
     if (!list.AppendLater(*std::move(described))) RaiseCollection();
   });
 }
@@ -186,7 +211,7 @@ void sto_InsertResident(sto_ObjectMapWriter<K>& map, K const& key, sto_Session& 
     if (IsThere(session, resident)) return map.InsertId(key, resident.Id());
     std::optional<cls_LaterWrite> described = asked.m_Describe(resident.Object());
     if (!described) sto_Raise(sto_ErrorKind::Misuse, "An object in a sto_Map writes nothing.");
-    Settle(session, resident, *described);
+    Settle(session, resident, *described, asked);
     if (!map.InsertLater(key, *std::move(described))) RaiseCollection();
   });
 }

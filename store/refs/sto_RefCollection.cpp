@@ -15,6 +15,7 @@ sto_RefCollection::~sto_RefCollection() {
 void sto_RefCollection::Swap(sto_RefCollection& other) noexcept {
   std::swap(m_Home, other.m_Home);
   std::swap(m_Id, other.m_Id);
+  std::swap(m_Holder, other.m_Holder);
   m_Words.swap(other.m_Words);
   std::swap(m_Count, other.m_Count);
   std::swap(m_SeenInEpoch, other.m_SeenInEpoch);
@@ -99,6 +100,13 @@ bool sto_RefCollection::IsStoredIn(sto_Session& session) const {
   return true;
 }
 
+void sto_RefCollection::NoteHolder(std::int64_t holder) const {
+  if (std::exchange(m_Holder, holder) == holder || (m_Id == 0 && !m_Uid)) return;
+  m_Id = 0;
+  m_Uid.reset();
+  m_IsChanged = true;
+}
+
 bool sto_RefCollection::IsThere(Word word, sto_Session& session) const {
   return IsNumber(word) && IsIn(session) &&
          (m_SeenInEpoch == m_Home->Epoch() || session.IsStored(NumberOf(word)));
@@ -118,6 +126,7 @@ bool sto_RefCollection::TakeHeld(cls_ReadVisitor const& visitor, cls_FieldHandle
   sto_MementoRead& memento = sto_StoreMemento(visitor);
   sto_Session& session = memento.Session();
   m_Id = memento.HeldIn(field).m_Id;
+  m_Holder = memento.Id();
   m_Home = &session.Residents();
   m_Home->Hold();
   m_IsRead = m_IsChanged = false;

@@ -73,6 +73,8 @@ class KVL_EXPORT sto_RefCollection {
   [[nodiscard]] bool IsIn(sto_Session& session) const noexcept;
   /// Whether the stored collection is what it is here, so that a field can hold it as it is.
   [[nodiscard]] bool IsStoredIn(sto_Session& session) const;
+  /// The object with an id writes the collection. One that was moved here from another object becomes a new one.
+  void NoteHolder(std::int64_t holder) const;
   /// Whether an element is a number that can be written as it is.
   [[nodiscard]] bool IsThere(Word word, sto_Session& session) const;
   [[nodiscard]] cls_Uid const& IdentityIn(sto_Session& session) const;
@@ -84,12 +86,13 @@ class KVL_EXPORT sto_RefCollection {
   void NoteReadNow();
 
   char const* m_What;
-  sto_Residents* m_Home = nullptr; // held; null: never stored, and the elements are no numbers
-  std::int64_t m_Id = 0;           // of the stored collection that was read; 0: none
+  sto_Residents* m_Home = nullptr;   // held; null: never stored, and the elements are no numbers
+  mutable std::int64_t m_Id = 0;     // of the stored collection that was read; 0: none
+  mutable std::int64_t m_Holder = 0; // the id of the object that it was read or written with; 0: none
   mutable std::vector<Word> m_Words;
   mutable std::int64_t m_Count = -1;       // of elements, if only that is known
   mutable std::uint32_t m_SeenInEpoch = 0; // of the home: the collection and the elements were there
   mutable bool m_IsRead = true;
-  bool m_IsChanged = true;              // since it was read
+  mutable bool m_IsChanged = true;      // since it was read
   mutable std::optional<cls_Uid> m_Uid; // once it was written
 };

@@ -102,6 +102,8 @@ void sto_RefElements::Write(cls_WriteVisitor const& visitor, cls_FieldHandle con
   sto_MementoWrite& memento = sto_StoreMemento(visitor);
   sto_Session& session = memento.Session();
   sto_WriteWhole(session, [&] {
+    if (m_Holder != memento.ObjectId()) Need();
+    NoteHolder(memento.ObjectId());
     if (IsStoredIn(session)) return memento.HoldObject(field, cls_InternalListTypeId, m_Id);
     Need();
     cls_Received<cls_WriteListObj> const builder(memento.MakeFieldWriteListObj(field, IdentityIn(session)));

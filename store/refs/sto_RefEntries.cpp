@@ -183,6 +183,8 @@ void sto_RefEntries<K>::Write(cls_WriteVisitor const& visitor, cls_FieldHandle c
   sto_MementoWrite& memento = sto_StoreMemento(visitor);
   sto_Session& session = memento.Session();
   sto_WriteWhole(session, [&] {
+    if (m_Holder != memento.ObjectId()) Need();
+    NoteHolder(memento.ObjectId());
     if (IsStoredIn(session)) return memento.HoldObject(field, cls_InternalMapTypeId, m_Id);
     Need();
     auto const builder = MakeWriter<K>(memento, field, IdentityIn(session));

@@ -533,6 +533,144 @@ TEST_F(Refs, RefuseToOverwriteAListThatAnotherSessionChanged) {
   ExpectError(sto_ErrorKind::Conflict, "changed by another session", [&] { (void)mine.Edit(); });
 }
 
+TEST_F(Refs, MadeFromAStoredObjectLeadToWhatIsStored) {
+  sto_Ref<Part> const part(std::make_shared<Part>(5));
+  m_Store->Save("part", *part);
+  ExpectError(sto_ErrorKind::Misuse, "outside of a sto_Transaction", [&] { part.Edit().m_Number = 6; });
+  {
+    sto_Transaction transaction(*m_Store);
+    part.Edit().m_Number = 7;
+    transaction.Commit();
+  }
+  EXPECT_EQ(m_Store->Ref<Part>("part"), part);
+  Reopen();
+  EXPECT_EQ(m_Store->Ref<Part>("part")->m_Number, 7);
+}
+
+TEST_F(Refs, RefuseThatTheirObjectBecomesAnotherOne) {
+  SaveRing(1);
+  Reopen();
+  sto_Ref<Part> const first = m_Store->Ref<Part>("first");
+  {
+    sto_Transaction transaction(*m_Store);
+    first.Edit() = Part(9);
+    ExpectError(sto_ErrorKind::Misuse, "assigned a temporary or moved object", [&] { transaction.Commit(); });
+  }
+  sto_Transaction transaction(*m_Store);
+  Part const named(10);
+  first.Edit() = named;
+  transaction.Commit();
+  Reopen();
+  EXPECT_EQ(m_Store->Ref<Part>("first")->m_Number, 10);
+}
+
+TEST_F(Refs, ToNewObjectsCanBeChangedUntilTheCommit) {
+  SaveRing(1);
+  Reopen();
+  sto_Transaction transaction(*m_Store);
+  sto_Ref<Part> const made(std::make_shared<Part>(5));
+  Part& part = made.Edit();
+  m_Store->Ref<Part>("first").Edit().m_Next = made;
+  EXPECT_EQ(m_Store->ObjectCount(), 2); // it is stored
+  part.m_Number = 8;
+  transaction.Commit();
+  Reopen();
+  EXPECT_EQ(m_Store->Ref<Part>("first")->m_Next->m_Number, 8);
+}
+
+TEST_F(Refs, ARollbackUndoesPartsOfOtherObjectsToo) {
+  auto const part = std::make_shared<Part>(2);
+  Assembly assembly;
+  assembly.m_Shared = part;
+  m_Store->Save("assembly", assembly);
+  m_Store->Save("part", *part);
+  Reopen();
+  sto_Ref<Assembly> const holder = m_Store->Ref<Assembly>("assembly");
+  EXPECT_EQ(holder->m_Shared->m_Number, 2);
+  {
+    sto_Transaction transaction(*m_Store);
+    m_Store->Ref<Part>("part").Edit().m_Number = 50;
+    EXPECT_EQ(holder->m_Shared->m_Number, 50);
+  }
+  EXPECT_EQ(holder->m_Shared->m_Number, 2);
+  m_Store->RemoveRoot("nothing");
+  EXPECT_EQ(holder->m_Shared.get(), &*m_Store->Ref<Part>("part"));
+  { // an unrelated one
+    sto_Transaction transaction(*m_Store);
+    m_Store->Save("other", Part(3));
+  }
+  EXPECT_EQ(holder->m_Shared.get(), &*m_Store->Ref<Part>("part"));
+}
+
+TEST_F(Refs, RefuseToOverwriteAPartThatAnotherSessionChanged) {
+  auto const part = std::make_shared<Part>(2);
+  Assembly assembly;
+  assembly.m_Shared = part;
+  m_Store->Save("assembly", assembly);
+  m_Store->Save("part", *part);
+  Reopen();
+  sto_Ref<Assembly> const holder = m_Store->Ref<Assembly>("assembly");
+  EXPECT_EQ(holder->m_Name, "");
+  sto_Ref<Part> const known = m_Store->Ref<Part>("part");
+  {
+    sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+    sto_Transaction transaction(other);
+    other.Ref<Part>("part").Edit().m_Number = 77;
+    transaction.Commit();
+  }
+  sto_Transaction transaction(*m_Store);
+  ExpectError(sto_ErrorKind::Conflict, "changed by another session", [&] { (void)holder.Edit(); });
+}
+
+TEST_F(Refs, AreNotFollowedInALoadScope) {
+  SaveRing(2);
+  Reopen();
+  sto_Ref<Part> const first = m_Store->Ref<Part>("first");
+  {
+    sto_LoadScope const scope(*m_Store);
+    ExpectError(sto_ErrorKind::Misuse, "while a sto_LoadScope is open", [&] { (void)*first; });
+  }
+  EXPECT_EQ(first->m_Number, 0);
+}
+
+TEST_F(Refs, ToObjectsThatAreRemovedInTheirTransactionAreNotStoredAgain) {
+  SaveRing(2);
+  Reopen();
+  sto_Transaction transaction(*m_Store);
+  sto_Ref<Part> const first = m_Store->Ref<Part>("first");
+  first->m_Next.Edit().m_Number = 5;
+  first.Edit().m_Number = 6;
+  EXPECT_EQ(m_Store->RemoveRootAndContent("first"), 2);
+  transaction.Commit();
+  EXPECT_EQ(m_Store->ObjectCount(), 0);
+}
+
+TEST_F(Refs, DoNotRememberWhatAnUndoneSaveHasWritten) {
+  SaveRing(1);
+  m_Store->Save("collected", Part(5));
+  Reopen();
+  sto_Ref<Part> const collected = m_Store->Ref<Part>("collected");
+  EXPECT_EQ(collected->m_Number, 5);
+  EXPECT_EQ(m_Store->RemoveRootAndContent("collected"), 1);
+  sto_Store other = sto_Store::Open(Path("other.kvs"), sto_Mode::Create, m_Registrar);
+  other.Save("part", Part(2));
+  {
+    sto_Transaction transaction(*m_Store);
+    m_Store->Ref<Part>("first").Edit().m_Next = collected;
+    sto_Ref<Part> const broken(std::make_shared<Part>(3));
+    broken.Edit().m_Next = other.Ref<Part>("part");
+    sto_Ref<Assembly> const assembly(std::make_shared<Assembly>());
+    m_Store->Ref<Part>("first").Edit().m_Assembly = assembly;
+    assembly.Edit().m_First = broken;
+    ExpectError(sto_ErrorKind::Misuse, "another store", [&] { transaction.Commit(); });
+    broken.Edit().m_Next = nullptr;
+    transaction.Commit();
+  }
+  EXPECT_TRUE(m_Store->Check(sto_CheckDepth::Full).IsSound());
+  Reopen();
+  EXPECT_EQ(m_Store->Ref<Part>("first")->m_Next->m_Number, 5);
+}
+
 TEST_F(Refs, OfDerivedClassesConvert) {
   sto_Ref<Bolt> const bolt(std::make_shared<Bolt>(4, 1.5));
   sto_Ref<Part> const part = bolt;

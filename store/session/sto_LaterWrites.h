@@ -22,8 +22,9 @@ struct sto_LaterWrite {
 
 /// Writes such an object. Implemented in store/objects/, the layer above.
 void sto_WriteLaterObject(sto_Session& session, sto_LaterWrite const& object);
-/// Writes an object that nothing holds here: it is in the store already. Implemented there, too.
-void sto_WriteObjectAgain(sto_Session& session, void const* object,
+/// Writes an object that nothing holds here: it is in the store already, under an id. Misuse if the object's identity has
+/// another one. Implemented there, too.
+void sto_WriteObjectAgain(sto_Session& session, std::int64_t id, void const* object,
                           void (*write)(void const* object, cls_WriteVisitor const& visitor));
 
 /// The objects that the running save has still to write, first come first served, so that an object has been

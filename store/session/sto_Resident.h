@@ -52,6 +52,9 @@ class KVL_EXPORT sto_Resident {
   [[nodiscard]] unsigned int ClassId() const noexcept { return m_ClassId; }
   [[nodiscard]] bool IsChanged() const noexcept { return m_IsChanged; }
 
+  /// Notes that the program changes an object that is in no store.
+  void NoteEditedInMemory() noexcept { m_IsEditedInMemory = true; }
+
   /// Notes that the object is of this class, or one derived from it. REQUIRES: it is in memory.
   void NoteKnownAs(unsigned int classId) noexcept { m_KnownAs = classId; }
 
@@ -78,7 +81,9 @@ class KVL_EXPORT sto_Resident {
   std::uint32_t m_SeenInEpoch = 0; // of its home: the store had the object then
   std::uint32_t m_LoadedIn = 0;    // the write transaction in which it was loaded; 0: none
   State m_State = State::InMemory;
-  bool m_IsChanged = false;   // is in the home's list of changed ones
+  bool m_IsChanged = false; // is in the home's list of changed ones
+  bool m_IsToWrite = false; // and in that of those to write
+  bool m_IsEditedInMemory = false;
   bool m_HasParts = true;     // the store has more of the object than its own record
   bool m_IsStale = false;     // another session has changed the object since it was loaded
   bool m_IsUnsettled = false; // the open transaction has made it the resident of its id

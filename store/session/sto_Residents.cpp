@@ -87,7 +87,30 @@ void sto_Residents::NoteLoaded(sto_Resident& resident, std::shared_ptr<void> obj
   resident.m_SeenInEpoch = m_Epoch;
 }
 
-void sto_Residents::Settle(sto_Resident& resident, std::int64_t id, unsigned int classId) {
+sto_Resident& sto_Residents::Join(sto_Resident& resident, std::int64_t id, unsigned int classId) {
+  sto_Resident* const known = Find(id);
+  if (known != nullptr) {
+    CheckAddress(id, resident.m_Object.get());
+    if (known->m_Object == nullptr) NoteLoaded(*known, resident.m_Object, classId, true);
+    return *known;
+  }
+  bool const isNew = m_Session->IsNewInTransaction(id); // then a rollback brings the resident back
+  if (isNew) m_Settled.push_back({&resident, 0, false});
+  try {
+    Put(resident, id);
+  } catch (...) {
+    if (isNew) m_Settled.pop_back();
+    throw;
+  }
+  Keep(resident, std::move(resident.m_Object));
+  resident.m_ClassId = classId;
+  resident.m_IsUnsettled = isNew;
+  if (isNew) resident.Hold();
+  return resident;
+}
+
+void sto_Residents::Settle(sto_Resident& resident, std::int64_t id, unsigned int classId,
+                           void (*write)(void const* object, cls_WriteVisitor const& visitor)) {
   sto_Resident* const known = Find(id);
   if (known != nullptr && known->m_Object != nullptr) return CheckAddress(id, resident.m_Object.get());
   m_Settled.push_back({known != nullptr ? known : &resident, m_Session->Save().Number(), known != nullptr});
@@ -109,6 +132,9 @@ void sto_Residents::Settle(sto_Resident& resident, std::int64_t id, unsigned int
   m_Settled.back().m_Resident->m_ClassId = classId;
   m_Settled.back().m_Resident->m_IsUnsettled = true;
   m_Settled.back().m_Resident->Hold();
+  bool const isProgram =
+      m_Session->Keeping() == sto_Keeping::Copies; // otherwise nobody can change it before the commit
+  if (resident.m_IsEditedInMemory && isProgram) AddChanged(*m_Settled.back().m_Resident, write);
 }
 
 void sto_Residents::Unsettle(Settled const& settled) noexcept {
@@ -127,15 +153,12 @@ void sto_Residents::Unsettle(Settled const& settled) noexcept {
 
 void sto_Residents::NoteForeign(sto_ChangeList const& changes) noexcept {
   NoteDeletions();
-  bool isPartChanged = false; // or something that is nobody's part here
+  if (changes.m_Objects.empty() && changes.m_Lists.empty()) return;
   for (std::int64_t const id : changes.m_Objects)
-    if (sto_Resident* const changed = Find(id))
-      changed->m_IsStale = changed->m_Object != nullptr;
-    else
-      isPartChanged = true;
-  m_Shared.clear(); // what is there may have changed
-  if (isPartChanged || !changes.m_Lists.empty())
-    ForEach([](sto_Resident& each) { each.m_IsStale |= each.m_Object != nullptr && each.m_HasParts; });
+    if (sto_Resident* const changed = Find(id)) changed->m_IsStale = changed->m_Object != nullptr;
+  // Any of them may be a part of an object that is here, also one that has a resident of its own.
+  m_Shared.clear();
+  ForEach([](sto_Resident& each) { each.m_IsStale |= each.m_Object != nullptr && each.m_HasParts; });
 }
 
 void sto_Residents::NoteForeignUnknown() noexcept {
@@ -164,31 +187,43 @@ void sto_Residents::NoteChanged(sto_Resident& resident,
     raise(sto_ErrorKind::Misuse, " is changed outside of a sto_Transaction, so the change would be lost.");
   if (m_Session->Save().IsGoingOn() || m_Session->Loaded().InLoad())
     raise(sto_ErrorKind::Misuse, " is changed while an object is being saved or loaded.");
-  if (resident.m_IsChanged) return;
   if (resident.m_IsStale)
     raise(sto_ErrorKind::Conflict, " has been changed by another session since it was loaded. Let go of it "
                                    "(sto_Store::ReleaseObjects), and change what is loaded then.");
-  m_Changed.push_back(&resident);
+  AddChanged(resident, write);
+}
+
+void sto_Residents::AddChanged(sto_Resident& resident,
+                               void (*write)(void const* object, cls_WriteVisitor const& visitor)) {
+  m_Changed.reserve(m_Changed.size() + 1 > m_Changed.capacity() ? 2 * m_Changed.size() + 8 : 0);
+  if (!resident.m_IsToWrite) m_ToWrite.push_back(&resident);
+  resident.m_IsToWrite = true;
+  if (resident.m_IsChanged) return;
+  m_Changed.push_back(&resident); // there is room
   resident.Hold();
   resident.m_IsChanged = true;
   resident.m_Write = write;
 }
 
-void sto_Residents::WriteAllChanged() {
+void sto_Residents::Write(std::vector<sto_Resident*> const& residents) {
   m_Session->Save().Begin();
   try {
-    for (std::size_t i = 0; i < m_Changed.size(); ++i) {
-      sto_Resident const& each = *m_Changed[i];
-      sto_WriteObjectAgain(*m_Session, each.m_Object.get(), each.m_Write);
+    for (std::size_t i = 0; i < residents.size(); ++i) { // writing new objects may add some
+      sto_Resident const& each = *residents[i];
+      if (!IsSeen(each) && !m_Session->IsStored(each.m_Id)) continue; // it was removed after it was changed
+      sto_WriteObjectAgain(*m_Session, each.m_Id, each.m_Object.get(), each.m_Write);
     }
     m_Session->Save().End();
   } catch (...) {
     m_Session->Save().Undo();
     throw;
   }
+  for (sto_Resident* const each : m_ToWrite) each->m_IsToWrite = false;
+  m_ToWrite.clear();
 }
 
 void sto_Residents::UndoSave(std::int64_t save) noexcept {
+  NoteDeletions(); // what the save has written is not there any more
   sto_Resident::HoldRetired();
   for (; !m_Settled.empty() && m_Settled.back().m_Save == save; m_Settled.pop_back())
     Unsettle(m_Settled.back());
@@ -216,12 +251,17 @@ void sto_Residents::EndTransaction(bool isCommitted) noexcept {
   if (!isCommitted) NoteDeletions();
   if (!isCommitted && !m_Pages.empty()) {
     for (; !m_Settled.empty(); m_Settled.pop_back()) Unsettle(m_Settled.back());
+    // An object that was changed may be a part of any other one.
+    bool const isAnyChanged = !m_Changed.empty();
     auto const undone = static_cast<std::uint32_t>(m_Session->TransactionNumber());
-    ForEach([undone](sto_Resident& each) {
-      if (each.m_IsChanged || each.m_LoadedIn == undone) LetGoOf(each);
+    ForEach([&](sto_Resident& each) {
+      if (isAnyChanged || each.m_LoadedIn == undone) LetGoOf(each);
     });
-    m_Shared.clear();
+    std::erase_if(m_Shared,
+                  [&](auto const& each) { return isAnyChanged || each.second.m_LoadedIn == undone; });
   }
+  for (sto_Resident* const each : m_ToWrite) each->m_IsToWrite = false;
+  m_ToWrite.clear();
   for (sto_Resident* const changed : m_Changed) {
     changed->m_IsChanged = false;
     changed->m_HasParts = true;
@@ -247,7 +287,6 @@ void sto_Residents::Close() noexcept {
   m_LatestNumber = -1;
   m_Pages.clear();
   m_Shared.clear();
-  LetGo();
   sto_Resident::LetGoRetired();
 }
 
@@ -265,14 +304,14 @@ std::shared_ptr<void> sto_Residents::FindObject(std::int64_t id) noexcept {
   if (sto_Resident const* const resident = Find(id); resident != nullptr && resident->m_Object != nullptr)
     return resident->m_Object;
   auto const shared = m_Shared.find(id);
-  return shared == m_Shared.end() ? nullptr : shared->second.lock();
+  return shared == m_Shared.end() ? nullptr : shared->second.m_Object.lock();
 }
 
 void sto_Residents::NoteShared(std::int64_t id, std::shared_ptr<void> const& object) {
   if (id == m_LoadingId) return;
   if (m_Shared.size() >= m_SweepAt) {
-    std::erase_if(m_Shared, [](auto const& each) { return each.second.expired(); });
+    std::erase_if(m_Shared, [](auto const& each) { return each.second.m_Object.expired(); });
     m_SweepAt = 2 * m_Shared.size() + 64;
   }
-  m_Shared.insert_or_assign(id, object);
+  m_Shared.insert_or_assign(id, Shared{object, Transaction()});
 }

@@ -35,6 +35,8 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   /// Null once the session has ended.
   [[nodiscard]] sto_Session* Session() const noexcept { return m_Session; }
   [[nodiscard]] std::string const& Location() const noexcept { return m_Location; }
+  /// Whether anything in memory refers to the store: a resident, a list or a map.
+  [[nodiscard]] bool IsUsed() const noexcept { return m_Count > 1; }
   /// Keeps this object alive after the session has ended.
   void Hold() noexcept { ++m_Count; }
   void LetGo() noexcept {
@@ -56,7 +58,9 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   /// The running save writes an object in memory under an id, so the resident is that of the id. If there is another one
   /// for the id, that one gets the object, and `resident` stays as it is. Conflict if that one has another object.
   /// Throws std::bad_alloc.
-  void Settle(sto_Resident& resident, std::int64_t id, unsigned int classId);
+  /// `write`: for an object that the program has edited; it may go on until its transaction ends.
+  void Settle(sto_Resident& resident, std::int64_t id, unsigned int classId,
+              void (*write)(void const* object, cls_WriteVisitor const& visitor));
 
   /// Whether the store had the object of a resident the last time that anything could be deleted.
   [[nodiscard]] bool IsSeen(sto_Resident const& resident) const noexcept {
@@ -81,11 +85,21 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   /// REQUIRES: the object is in memory, and stored.
   void NoteChanged(sto_Resident& resident,
                    void (*write)(void const* object, cls_WriteVisitor const& visitor));
-  /// Writes the changed objects, in one save. They stay changed until the transaction ends. REQUIRES: an open write
-  /// transaction. Errors of a save.
+  /// Writes the objects that were edited since this was called last, in one save. They stay changed until the transaction
+  /// ends. REQUIRES: an open write transaction. Errors of a save; Misuse for an object that has been assigned the identity
+  /// of another one.
   void WriteChanged() {
-    if (!m_Changed.empty()) WriteAllChanged();
+    if (!m_ToWrite.empty()) Write(m_ToWrite);
   }
+  /// The same for all objects that were edited in the transaction: the program may have changed them since.
+  void WriteAllChanged() {
+    if (!m_Changed.empty()) Write(m_Changed);
+  }
+
+  /// The object of a resident that is in no store has got an id, or had one, when it was saved in another way. The resident
+  /// is that of the id then. If there is another one for the id, that one gets the object and is returned. Conflict if it has
+  /// another object. Throws std::bad_alloc.
+  [[nodiscard]] sto_Resident& Join(sto_Resident& resident, std::int64_t id, unsigned int classId);
 
   /// Undoes what the running save has done to residents. Called before the session takes back ids.
   void UndoSave(std::int64_t save) noexcept;
@@ -93,7 +107,7 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   void Undo(std::int64_t firstId, std::int64_t endId) noexcept;
   /// The write transaction is over. After a rollback, objects that were changed or loaded in it are let go.
   void EndTransaction(bool isCommitted) noexcept;
-  /// The session ends: no object can be reached any more. The caller gives up its count.
+  /// The session ends: no object can be reached any more.
   void Close() noexcept;
   /// Lets go of all objects that are not changed, and that nothing else owns.
   void Release() noexcept;
@@ -150,7 +164,8 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   static void Keep(sto_Resident& resident, std::shared_ptr<void> object) noexcept;
   static void LetGoOf(sto_Resident& resident) noexcept;
   void CheckAddress(std::int64_t id, void const* object);
-  void WriteAllChanged();
+  void Write(std::vector<sto_Resident*> const& residents);
+  void AddChanged(sto_Resident& resident, void (*write)(void const* object, cls_WriteVisitor const& visitor));
   /// Calls `act` with each resident; those that end meanwhile do so afterwards.
   template <class Act> void ForEach(Act act) noexcept;
   ~sto_Residents() = default;
@@ -161,11 +176,16 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   std::int64_t m_LatestNumber = -1;
   Page* m_Latest = nullptr;
   std::vector<sto_Resident*> m_Changed; // each held
+  std::vector<sto_Resident*> m_ToWrite; // those of them that were edited since they were written
   std::vector<Settled> m_Settled;       // in the open transaction
   std::uint32_t m_Epoch = 1;
   std::int64_t m_LoadingId = 0;
   std::int64_t m_Count = 1; // the session, each resident that has this home, and each list that has
   // Objects that loads of residents have built behind shared pointers, and that have no resident. Swept when it doubles.
-  std::unordered_map<std::int64_t, std::weak_ptr<void>> m_Shared;
+  struct Shared {
+    std::weak_ptr<void> m_Object;
+    std::uint32_t m_LoadedIn = 0; // as that of a resident
+  };
+  std::unordered_map<std::int64_t, Shared> m_Shared;
   std::size_t m_SweepAt = 64;
 };

@@ -24,7 +24,7 @@ sto_Session::~sto_Session() {
   } catch (...) { // each container then writes what it can by itself, in CloseSession
   }
   m_IsClosing = true;
-  m_Residents.reset(); // their objects may have arrays, which let go of their lists
+  m_Residents->Close(); // their objects may have arrays, which let go of their lists
   m_Collections.ForEach([](sto_OpenCollection& each) { each.CloseSession(); });
   *m_Self = nullptr;
   // Closing the connection in a child would undo what the parent has not committed, and write to its file.
@@ -69,7 +69,7 @@ void sto_Session::NoteForeignChanges(std::int64_t counter) {
   bool const isFirst = m_ChangeCounter == -1;
   bool const isAnyOpen = !m_Collections.IsEmpty() || !m_OpenBlobs.empty();
   if (!isAnyOpen) m_Changes.ForgetVersions([](std::int64_t) { return false; });
-  bool const isAnyResident = !m_Residents->IsEmpty();
+  bool const isAnyResident = m_Residents->IsUsed();
   if ((isAnyOpen || isAnyResident) && !isFirst) {
     if (std::optional<sto_ChangeList> const changes = m_Driver->ChangedSince(m_SeenSave)) {
       for (std::int64_t const id : changes->m_Objects) m_Changes.NoteForeign(id);
@@ -126,7 +126,7 @@ void sto_Session::Commit() {
   if (!m_InTransaction) Raise(sto_ErrorKind::Misuse, "There is no transaction to commit.");
   if (m_Save.IsGoingOn()) Raise(sto_ErrorKind::Misuse, "Committing in the middle of a save.");
   CheckTransaction();
-  if (m_IsWriting) m_Residents->WriteChanged();
+  if (m_IsWriting) m_Residents->WriteAllChanged();
   try {
     if (m_IsWriting) m_Collections.WriteRecords();
     if (m_IsWriting && m_NewIds.HasAny()) m_Driver->SetIdsUsed(m_NewIds.Next());

@@ -323,10 +323,10 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   sto_NewIds m_NewIds;
   std::weak_ptr<sto_ElementRead> m_ElementRead;
   sto_Save m_Save;
-  struct CloseResidents {
-    void operator()(sto_Residents* residents) const noexcept { residents->Close(); }
+  struct LetGoOfResidents {
+    void operator()(sto_Residents* residents) const noexcept { residents->LetGo(); }
   };
-  std::unique_ptr<sto_Residents, CloseResidents> m_Residents;
+  std::unique_ptr<sto_Residents, LetGoOfResidents> m_Residents;
   sto_MementoPool::Owner m_Mementos;
   sto_RecordCache m_Records;
   sto_Indexes m_Indexes;
