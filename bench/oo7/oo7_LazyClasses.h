@@ -18,18 +18,14 @@ class Complex;
 class Composite;
 class Module;
 
+/// Ids are counted apart for each class, and only the dates of atoms are looked up. So the classes that are derived from
+/// this one have them, each with an index of its own.
 class DesignObject : public kvl::Polymorphic {
  public:
   KVL_PERSISTED(DesignObject, kvl::Polymorphic, 0x674021, "DesignObject", 1)
-  static constexpr void Describe(auto& field) {
-    field(KVL_F(m_Id), kvl::Indexed{});
-    field(KVL_F(m_Type));
-    field(KVL_F(m_BuildDate), kvl::Indexed{});
-  }
+  static constexpr void Describe(auto& field) { field(KVL_F(m_Type)); }
   DesignObject() = default;
-  int m_Id = 0;
   std::string m_Type;
-  int m_BuildDate = 0;
 };
 
 class Connection {
@@ -52,6 +48,8 @@ class Atom : public DesignObject {
  public:
   KVL_PERSISTED(Atom, DesignObject, 0x674023, "Atom", 1)
   static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Id), kvl::Indexed{});
+    field(KVL_F(m_BuildDate), kvl::Indexed{});
     field(KVL_F(m_X));
     field(KVL_F(m_Y));
     field(KVL_F(m_DocId));
@@ -61,6 +59,8 @@ class Atom : public DesignObject {
     field(KVL_F(m_Mark), kvl::Transient());
   }
   Atom() = default;
+  int m_Id = 0;
+  int m_BuildDate = 0;
   int m_X = 0;
   int m_Y = 0;
   int m_DocId = 0;
@@ -90,6 +90,8 @@ class Composite : public DesignObject {
  public:
   KVL_PERSISTED(Composite, DesignObject, 0x674025, "Composite", 1)
   static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Id), kvl::Indexed{});
+    field(KVL_F(m_BuildDate));
     field(KVL_F(m_Documentation));
     field(KVL_F(m_Parts));
     field(KVL_F(m_RootPart));
@@ -97,6 +99,8 @@ class Composite : public DesignObject {
     field(KVL_F(m_UsedInShared));
   }
   Composite() = default;
+  int m_Id = 0;
+  int m_BuildDate = 0;
   sto_Ref<Document> m_Documentation;
   sto_List<Atom> m_Parts;
   sto_Ref<Atom> m_RootPart;
@@ -108,10 +112,12 @@ class Assembly : public DesignObject {
  public:
   KVL_PERSISTED(Assembly, DesignObject, 0x674026, "Assembly", 1)
   static constexpr void Describe(auto& field) {
+    field(KVL_F(m_BuildDate));
     field(KVL_F(m_Super));
     field(KVL_F(m_Module));
   }
   [[nodiscard]] virtual bool IsBase() const = 0;
+  int m_BuildDate = 0;
   sto_Ref<Complex> m_Super;
   sto_Ref<Module> m_Module;
 
@@ -122,8 +128,12 @@ class Assembly : public DesignObject {
 class Complex : public Assembly {
  public:
   KVL_PERSISTED(Complex, Assembly, 0x674027, "Complex", 1)
-  static constexpr void Describe(auto& field) { field(KVL_F(m_SubAssemblies)); }
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Id));
+    field(KVL_F(m_SubAssemblies));
+  }
   Complex() = default;
+  int m_Id = 0;
   [[nodiscard]] bool IsBase() const override { return false; }
   sto_List<Assembly> m_SubAssemblies;
 };
@@ -132,10 +142,12 @@ class Base : public Assembly {
  public:
   KVL_PERSISTED(Base, Assembly, 0x674028, "Base", 1)
   static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Id), kvl::Indexed{});
     field(KVL_F(m_Private));
     field(KVL_F(m_Shared));
   }
   Base() = default;
+  int m_Id = 0;
   [[nodiscard]] bool IsBase() const override { return true; }
   sto_List<Composite> m_Private;
   sto_List<Composite> m_Shared;
@@ -163,11 +175,15 @@ class Module : public DesignObject {
  public:
   KVL_PERSISTED(Module, DesignObject, 0x67402a, "Module", 1)
   static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Id), kvl::Indexed{});
+    field(KVL_F(m_BuildDate));
     field(KVL_F(m_Manual));
     field(KVL_F(m_Assemblies));
     field(KVL_F(m_DesignRoot));
   }
   Module() = default;
+  int m_Id = 0;
+  int m_BuildDate = 0;
   sto_Ref<Manual> m_Manual;
   sto_List<Assembly> m_Assemblies;
   sto_Ref<Complex> m_DesignRoot;

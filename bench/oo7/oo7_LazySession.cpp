@@ -61,10 +61,6 @@ oo7_LazySession::Composite* oo7_LazySession::FindPartOfTitle(std::string const& 
   return document ? ToPointer(document->m_Part) : nullptr;
 }
 
-oo7_LazySession::Document* oo7_LazySession::FindDocument(int id) {
-  return ToPointer(m_Store->FindOne<oo7_lazy::Document>(&Document::m_Id, id));
-}
-
 void oo7_LazySession::SetPosition(AtomRef const& atom, int x, int y) {
   oo7_lazy::Atom& changed = atom.Edit();
   changed.m_X = x;

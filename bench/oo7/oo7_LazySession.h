@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "bench/oo7/oo7_Adapter.h"
 #include "bench/oo7/oo7_LazyClasses.h"
@@ -64,12 +65,18 @@ class oo7_LazySession {
   template <class Visit> void EachAtom(Visit&& visit) {
     m_Store->ForEach<oo7_lazy::Atom>([&visit](AtomRef const& atom) { visit(*atom); });
   }
+  /// The module has a list of them; ForEach would look at what each object of the store is.
   template <class Visit> void EachBase(Visit&& visit) {
-    m_Store->ForEach<oo7_lazy::Base>([&visit](sto_Ref<oo7_lazy::Base> const& base) { visit(*base); });
+    for (sto_Ref<oo7_lazy::Assembly> const& assembly : m_Library->m_Module->m_Assemblies)
+      if (assembly->IsBase()) visit(static_cast<Base&>(*assembly));
   }
+  /// Many atoms name one document, so each is searched once.
   template <class Visit> void EachAtomWithDocument(Visit&& visit) {
+    std::unordered_map<int, sto_Ref<oo7_lazy::Document>> documents;
     EachAtom([&](Atom& atom) {
-      if (Document* const document = FindDocument(atom.m_DocId)) visit(atom, *document);
+      auto const [at, isNew] = documents.try_emplace(atom.m_DocId);
+      if (isNew) at->second = FindDocument(atom.m_DocId);
+      if (at->second) visit(atom, *at->second);
     });
   }
 
@@ -93,8 +100,10 @@ class oo7_LazySession {
   template <class T> static T const* ToPointer(sto_Ref<T> const& reference) {
     return reference ? &*reference : nullptr;
   }
+  [[nodiscard]] sto_Ref<oo7_lazy::Document> FindDocument(int id) {
+    return m_Store->FindOne<oo7_lazy::Document>(&Document::m_Id, id);
+  }
   oo7_lazy::Manual const& Manual() { return *m_Library->m_Module->m_Manual; }
-  Document* FindDocument(int id);
 
   oo7_Parameters m_Parameters;
   cls_ClassRegistrar m_Registrar;
