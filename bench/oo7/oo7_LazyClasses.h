@@ -3,7 +3,6 @@
 #include <memory>
 #include <string>
 
-#include "bench/oo7/oo7_Pointers.h"
 #include "describe/dsc_Described.h"
 #include "store/refs/sto_List.h"
 

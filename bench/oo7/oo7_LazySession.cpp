@@ -1,5 +1,7 @@
 #include "bench/oo7/oo7_LazySession.h"
 
+#include <utility>
+
 #include "bench/oo7/oo7_GraphBuilder.h"
 
 namespace {
