@@ -11,6 +11,14 @@ struct oo7_Ignore {
   void operator()(auto&&...) const {}
 };
 
+/// The object, if it is one; the one that it leads to, if it is a reference.
+auto& oo7_Object(auto& object) {
+  if constexpr (requires { object->m_Id; })
+    return *object;
+  else
+    return object;
+}
+
 /// A system under test, as the operations see it. Objects are references that are valid until the operation ends.
 ///
 /// Atoms have m_Id, m_BuildDate, m_X, m_Y, m_DocId, and an m_Mark that is not stored; the other objects have m_Id and,
@@ -25,8 +33,11 @@ struct oo7_Ignore {
 /// - `DocumentText(part)`, `ManualText()`: views that are valid until the text is set or the operation ends.
 /// - `SetBuildDate` changes the index with the atom. `Insert`, `Delete`: a composite part with its document, atoms and
 ///   connections, their entries in indexes, and the references of base assemblies.
-/// - `Begin()` and `End()` are called before and after each operation, and `Commit()` before the `End()` of one that
-///   changes something. What it changed is durable when `End()` returns.
+/// - `Begin(changes)` and `End()` are called before and after each operation, and `Commit()` before the `End()` of one
+///   that changes something. What it changed is durable when `End()` returns.
+///
+/// An atom that RootPart and EachTo give, and that SetPosition and SetBuildDate are called with, may be a reference to an
+/// atom: oo7_Object leads to the atom then.
 template <class Db>
 concept oo7_Adapter = requires(Db& db, typename Db::Atom& atom, typename Db::Composite& part,
                                typename Db::Base& base, typename Db::Complex& complex,
@@ -37,9 +48,9 @@ concept oo7_Adapter = requires(Db& db, typename Db::Atom& atom, typename Db::Com
   db.EachPrivateUser(part, ignore);
   { db.Super(base) } -> std::same_as<typename Db::Complex*>;
   { db.Super(complex) } -> std::same_as<typename Db::Complex*>;
-  { db.RootPart(part) } -> std::same_as<typename Db::Atom&>;
+  { oo7_Object(db.RootPart(part)) } -> std::same_as<typename Db::Atom&>;
   { db.PartOf(atom) } -> std::same_as<typename Db::Composite&>;
-  db.EachTo(atom, ignore);
+  db.EachTo(db.RootPart(part), ignore);
   { db.FindAtom(1) } -> std::same_as<typename Db::Atom*>;
   { db.FindPartOfTitle(text) } -> std::same_as<typename Db::Composite*>;
   db.EachAtomBuilt(1, 2, ignore);
@@ -50,12 +61,12 @@ concept oo7_Adapter = requires(Db& db, typename Db::Atom& atom, typename Db::Com
   { db.ManualText() } -> std::convertible_to<std::string_view>;
   { db.ManualByte(1) } -> std::same_as<char>;
   { db.ManualLength() } -> std::same_as<int>;
-  db.SetPosition(atom, 1, 2);
-  db.SetBuildDate(atom, 1);
+  db.SetPosition(db.RootPart(part), 1, 2);
+  db.SetBuildDate(db.RootPart(part), 1);
   db.SetDocumentText(part, std::move(text));
   db.Insert(row, 1);
   db.Delete(1);
-  db.Begin();
+  db.Begin(true);
   db.Commit();
   db.End();
   { db.Parameters() } -> std::convertible_to<oo7_Parameters const&>;

@@ -40,7 +40,7 @@ template <class Classes, class File> class oo7_Graph {
     m_Parts.reset();
     m_File.Close(std::move(m_Library));
   }
-  void Begin() {}
+  void Begin(bool) {}
   void End() {}
   void Commit() {
     m_File.Save(*m_Library, m_HasDeleted);
@@ -107,10 +107,11 @@ template <class Classes, class File> class oo7_Graph {
 
   void Insert(oo7_CompositeRow const& row, int baseId) {
     auto const base = Parts().FindBase(baseId);
-    Composite& part = oo7_GraphBuilder<Classes>::AddComposite(m_Parameters, row, *m_Library);
-    oo7_GraphBuilder<Classes>::Use(base, oo7_Share(m_Library->m_Composites.back()), true);
-    Parts().Add(part);
-    Atoms().Add(part);
+    oo7_GraphBuilder<Classes>::AddComposite(m_Parameters, row, *m_Library);
+    auto const part = oo7_Share(m_Library->m_Composites.back());
+    oo7_GraphBuilder<Classes>::Use(base, part, true);
+    Parts().Add(*part);
+    Atoms().Add(*part);
   }
   int Delete(int id) {
     Composite& part = *Parts().Find(id);

@@ -33,6 +33,14 @@ template <class T> std::shared_ptr<T> oo7_Share(std::weak_ptr<T> const& pointer)
   return pointer.lock();
 }
 
+/// The object that a pointer or a reference leads to, to change it.
+template <class Pointer> auto& oo7_Change(Pointer const& pointer) {
+  if constexpr (requires { pointer.Edit(); })
+    return pointer.Edit();
+  else
+    return *pointer;
+}
+
 /// The object that a pointer leads to. That of a weak pointer has an owner in the graph.
 template <class T> T* oo7_Get(T* pointer) {
   return pointer;

@@ -5,7 +5,7 @@
 oo7_SqliteSession::oo7_SqliteSession(std::string const& path, oo7_Parameters const& parameters)
     : m_Parameters(parameters), m_File(path) {}
 
-void oo7_SqliteSession::Begin() {
+void oo7_SqliteSession::Begin(bool) {
   m_File.Run("BEGIN");
   int version = 0;
   m_DataVersion.Each([&](objects_SqliteStatement& row) { version = oo7_Column(row, 0); });

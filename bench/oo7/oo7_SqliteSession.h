@@ -22,7 +22,7 @@ class oo7_SqliteSession {
 
   oo7_SqliteSession(std::string const& path, oo7_Parameters const& parameters);
 
-  void Begin();
+  void Begin(bool);
   void Commit();
   void End() { m_File.Run("COMMIT"); }
   [[nodiscard]] oo7_Parameters const& Parameters() const { return m_Parameters; }

@@ -28,7 +28,7 @@ class oo7_System {
 template <oo7_Adapter Db> oo7_Tally oo7_RunOperation(Db& db, std::string_view operation) {
   for (auto const& each : oo7_Operations<Db>)
     if (each.m_Name == operation) {
-      db.Begin();
+      db.Begin(each.m_Changes);
       oo7_Tally const tally = each.m_Run(db);
       if (each.m_Changes) db.Commit();
       db.End();

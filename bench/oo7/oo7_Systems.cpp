@@ -1,14 +1,16 @@
 #include "bench/oo7/oo7_Systems.h"
 
 #include "bench/oo7/oo7_BoostSystem.h"
+#include "bench/oo7/oo7_LazySystem.h"
 #include "bench/oo7/oo7_MemorySystem.h"
 #include "bench/oo7/oo7_SqliteSystem.h"
 #include "bench/oo7/oo7_StoreSystem.h"
 
-std::array<oo7_NamedSystem, 4> const oo7_Systems = {
-    oo7_NamedSystem{"memory", oo7_MakeMemorySystem,
-                    false}, // the first one that runs is what the others must equal
+std::array<oo7_NamedSystem, 5> const oo7_Systems = {
+    // The first one that runs is what the others must equal.
+    oo7_NamedSystem{"memory", oo7_MakeMemorySystem, false},
     oo7_NamedSystem{"sqlite", oo7_MakeSqliteSystem},
+    oo7_NamedSystem{"lazy", oo7_MakeLazySystem},
     oo7_NamedSystem{"store", oo7_MakeStoreSystem},
     oo7_NamedSystem{"boost", oo7_MakeBoostSystem},
 };

@@ -14,7 +14,7 @@ struct oo7_NamedSystem {
   bool m_HasFile = true;
 };
 
-extern std::array<oo7_NamedSystem, 4> const oo7_Systems;
+extern std::array<oo7_NamedSystem, 5> const oo7_Systems;
 
 /// Ends the program for an unknown name.
 [[nodiscard]] oo7_NamedSystem const& oo7_SystemNamed(std::string_view name);

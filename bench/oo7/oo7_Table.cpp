@@ -30,14 +30,42 @@ bool Has(std::vector<oo7_Measured> const& all, std::string_view operation) {
   return all.front().m_Results.contains(operation);
 }
 
-void PrintRow(char const* name, std::vector<oo7_Measured> const& all, auto const& print) {
+oo7_Measured const* Named(std::vector<oo7_Measured> const& all, std::string_view name) {
+  for (oo7_Measured const& measured : all)
+    if (measured.m_System->m_Name == name) return &measured;
+  return nullptr;
+}
+
+/// A row without its end.
+void PrintCells(char const* name, std::vector<oo7_Measured> const& all, auto const& print) {
   std::fprintf(Out(), "%-12s", name);
   for (oo7_Measured const& measured : all) print(measured);
+}
+
+void PrintRow(char const* name, std::vector<oo7_Measured> const& all, auto const& print) {
+  PrintCells(name, all, print);
   std::fprintf(Out(), "\n");
 }
 
+/// The two systems that read what an operation needs: their times side by side.
+bool HasBothReaders(std::vector<oo7_Measured> const& all) {
+  return Named(all, "lazy") && Named(all, "sqlite");
+}
+
+void PrintReadersRatio(std::string_view operation, std::vector<oo7_Measured> const& all) {
+  if (!HasBothReaders(all)) return;
+  oo7_Result const& lazy = ResultOf(*Named(all, "lazy"), operation);
+  oo7_Result const& sqlite = ResultOf(*Named(all, "sqlite"), operation);
+  double const cold = lazy.m_Cold.m_Seconds / sqlite.m_Cold.m_Seconds;
+  double const hot = lazy.HotSeconds() / sqlite.HotSeconds();
+  std::fprintf(Out(), " %10.2f %10.2f", cold, hot);
+  std::string const figure = "oo7.lazy." + std::string(operation);
+  bench_Figures::Print(figure + ".cold", cold, "times");
+  bench_Figures::Print(figure + ".hot", hot, "times");
+}
+
 void PrintOperation(std::string_view operation, std::vector<oo7_Measured> const& all) {
-  PrintRow(std::string(operation).c_str(), all, [&](oo7_Measured const& measured) {
+  PrintCells(std::string(operation).c_str(), all, [&](oo7_Measured const& measured) {
     oo7_Result const& result = ResultOf(measured, operation);
     if (measured.m_System->m_HasFile)
       std::fprintf(Out(), " %10.2f", result.m_Cold.m_Seconds * Milli);
@@ -45,6 +73,8 @@ void PrintOperation(std::string_view operation, std::vector<oo7_Measured> const&
       std::fprintf(Out(), " %10s", "-");
     std::fprintf(Out(), " %10.3f", result.HotSeconds() * Milli);
   });
+  PrintReadersRatio(operation, all);
+  std::fprintf(Out(), "\n");
 }
 
 /// The cost of updates of objects that are in memory: CU less a cold and a hot T1.
@@ -57,12 +87,6 @@ void PrintNetOfUpdates(std::vector<oo7_Measured> const& all) {
     else
       std::fprintf(Out(), " %10s %10s", "-", "");
   });
-}
-
-oo7_Measured const* Named(std::vector<oo7_Measured> const& all, std::string_view name) {
-  for (oo7_Measured const& measured : all)
-    if (measured.m_System->m_Name == name) return &measured;
-  return nullptr;
 }
 
 void PrintRatio(char const* what, char const* figure, double store, double boost, char const* unit) {
@@ -101,6 +125,17 @@ void PrintRatios(oo7_Measured const& store, oo7_Measured const& boost) {
              ResultOf(boost, "T1").m_ColdKilobytes / Milli, "MB");
 }
 
+void PrintHead(std::vector<oo7_Measured> const& all) {
+  PrintCells("", all, [](oo7_Measured const& measured) {
+    std::fprintf(Out(), " %21s", std::string(measured.m_System->m_Name).c_str());
+  });
+  if (HasBothReaders(all)) std::fprintf(Out(), " %21s", "lazy / sqlite");
+  std::fprintf(Out(), "\n");
+  PrintCells("", all, [](oo7_Measured const&) { std::fprintf(Out(), " %10s %10s", "cold", "hot"); });
+  if (HasBothReaders(all)) std::fprintf(Out(), " %10s %10s", "cold", "hot");
+  std::fprintf(Out(), "\n");
+}
+
 } // namespace
 
 void oo7_PrintTable(std::vector<oo7_Measured> const& all, oo7_Parameters const& parameters) {
@@ -110,10 +145,7 @@ void oo7_PrintTable(std::vector<oo7_Measured> const& all, oo7_Parameters const& 
       "system's cache. hot: mean of the runs 2 to 4 of 5 in one session. Updates are durable.\n\n",
       parameters.m_Name.c_str());
   bench_Require(!all.front().m_Results.empty(), "there is no operation of that name");
-  PrintRow("", all, [](oo7_Measured const& measured) {
-    std::fprintf(Out(), " %21s", std::string(measured.m_System->m_Name).c_str());
-  });
-  PrintRow("", all, [](oo7_Measured const&) { std::fprintf(Out(), " %10s %10s", "cold", "hot"); });
+  PrintHead(all);
   for (auto const& group : oo7_OperationGroups())
     for (std::string_view const operation : group) {
       if (!Has(all, operation)) continue;

@@ -16,7 +16,7 @@ template <oo7_Adapter Db> oo7_Tally oo7_T1(Db& db) {
   oo7_Tally tally;
   oo7_EachAtomOfTree(db, [&](auto& atom) {
     ++tally.m_Count;
-    oo7_Visit(tally, atom);
+    oo7_Visit(tally, oo7_Object(atom));
   });
   return tally;
 }
@@ -28,8 +28,8 @@ oo7_Tally oo7_ChangeAtoms(Db& db, bool onlyRootParts, int repetitions, Change ch
   auto search = [&](auto& part) {
     auto& root = db.RootPart(part);
     auto visit = [&](auto& atom) {
-      oo7_Visit(tally, atom);
-      if (onlyRootParts && &atom != &root) return;
+      oo7_Visit(tally, oo7_Object(atom));
+      if (onlyRootParts && &oo7_Object(atom) != &oo7_Object(root)) return;
       for (int i = 0; i < repetitions; ++i) change(atom);
       tally.m_Count += repetitions;
     };
@@ -41,14 +41,17 @@ oo7_Tally oo7_ChangeAtoms(Db& db, bool onlyRootParts, int repetitions, Change ch
 
 /// T2: swaps coordinates.
 template <oo7_Adapter Db> oo7_Tally oo7_T2(Db& db, bool onlyRootParts, int repetitions) {
-  return oo7_ChangeAtoms(db, onlyRootParts, repetitions,
-                         [&](auto& atom) { db.SetPosition(atom, atom.m_Y, atom.m_X); });
+  return oo7_ChangeAtoms(db, onlyRootParts, repetitions, [&](auto& atom) {
+    auto const& now = oo7_Object(atom);
+    db.SetPosition(atom, now.m_Y, now.m_X);
+  });
 }
 
 /// T3: changes the date, which is indexed.
 template <oo7_Adapter Db> oo7_Tally oo7_T3(Db& db, bool onlyRootParts, int repetitions) {
   return oo7_ChangeAtoms(db, onlyRootParts, repetitions, [&](auto& atom) {
-    db.SetBuildDate(atom, atom.m_BuildDate % 2 != 0 ? atom.m_BuildDate + 1 : atom.m_BuildDate - 1);
+    int const date = oo7_Object(atom).m_BuildDate;
+    db.SetBuildDate(atom, date % 2 != 0 ? date + 1 : date - 1);
   });
 }
 
@@ -83,7 +86,7 @@ template <oo7_Adapter Db> oo7_Tally oo7_T6(Db& db) {
   oo7_Tally tally;
   auto visit = [&](auto& part) {
     ++tally.m_Count;
-    oo7_Visit(tally, db.RootPart(part));
+    oo7_Visit(tally, oo7_Object(db.RootPart(part)));
   };
   oo7_EachComposite(db, db.DesignRoot(), visit);
   return tally;

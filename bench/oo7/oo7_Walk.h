@@ -21,11 +21,11 @@ template <oo7_Adapter Db, class Visit> class oo7_AtomSearch {
  public:
   oo7_AtomSearch(Db& db, Visit& visit) : m_Db(db), m_Visit(visit) {}
 
-  void From(typename Db::Atom& atom) {
-    atom.m_Mark = m_Mark;
+  void From(auto& atom) {
+    oo7_Object(atom).m_Mark = m_Mark;
     m_Visit(atom);
     m_Db.EachTo(atom, [this](auto& next) {
-      if (next.m_Mark != m_Mark) From(next);
+      if (oo7_Object(next).m_Mark != m_Mark) From(next);
     });
   }
 

@@ -10,6 +10,7 @@
 /// connections out of each. Systems (default: all):
 /// - memory: plain objects with plain pointers. The floor; nothing is stored.
 /// - sqlite: tables by hand with indexes and prepared statements, and objects that stay once they are read.
+/// - lazy: described classes in a store that refer to each other by sto_Ref and sto_List; indexes of the store.
 /// - store: described classes in a store, the whole graph under one root.
 /// - boost: Boost.Serialization, the whole graph in a binary archive.
 ///
