@@ -77,7 +77,8 @@ template <class T> class sto_Ref {
       : m_Resident(other.m_Resident) {
     Hold();
   }
-  sto_Ref& operator=(sto_Ref other) noexcept {
+  /// Not for a temporary reference, such as an element of a list: that would change nothing.
+  sto_Ref& operator=(sto_Ref other) & noexcept {
     std::swap(m_Resident, other.m_Resident);
     return *this;
   }

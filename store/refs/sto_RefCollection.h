@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -44,7 +45,7 @@ class KVL_EXPORT sto_RefCollection {
     return static_cast<std::int64_t>(word >> 1);
   }
   [[nodiscard]] static sto_Resident* ResidentOf(Word word) noexcept {
-    return reinterpret_cast<sto_Resident*>(static_cast<std::uintptr_t>(word));
+    return std::bit_cast<sto_Resident*>(static_cast<std::uintptr_t>(word));
   }
   static void Drop(Word word) noexcept {
     if (word != 0 && !IsNumber(word)) ResidentOf(word)->LetGo();

@@ -13,8 +13,8 @@
 class sto_SearchValue {
  public:
   template <class Value>
-  requires(std::is_arithmetic_v<Value> || std::is_enum_v<Value>) sto_SearchValue(Value value)
-  noexcept { // NOLINT(google-explicit-constructor): it is one
+  requires(std::is_arithmetic_v<Value> || std::is_enum_v<Value>)
+      sto_SearchValue(Value value) { // NOLINT(google-explicit-constructor): it is one
     if constexpr (std::is_enum_v<Value>)
       m_Value = static_cast<std::int64_t>(static_cast<int>(value)); // as it is stored
     else if constexpr (std::floating_point<Value>)
@@ -26,8 +26,8 @@ class sto_SearchValue {
   }
   template <class Text>
   requires std::is_convertible_v<Text const&, std::string_view> sto_SearchValue(Text const& text)
-  noexcept : m_Value(std::string_view(text)) {}                              // NOLINT
-  sto_SearchValue(cow_String const& text) noexcept : m_Value(text.View()) {} // NOLINT
+      : m_Value(std::string_view(text)) {}                          // NOLINT
+  sto_SearchValue(cow_String const& text) : m_Value(text.View()) {} // NOLINT
 
   [[nodiscard]] std::variant<std::int64_t, std::uint64_t, double, std::string_view> const&
   Value() const noexcept {
