@@ -217,7 +217,8 @@ class KVL_EXPORT sto_Store {
   template <class T>
   [[nodiscard]] std::vector<sto_Ref<T>> Find(std::string_view attribute, sto_SearchValue const& value);
   template <class T, class Class, class Member>
-  [[nodiscard]] std::vector<sto_Ref<T>> Find(Member Class::*member, std::type_identity_t<Member> const& value);
+  [[nodiscard]] std::vector<sto_Ref<T>> Find(Member Class::*member,
+                                             std::type_identity_t<Member> const& value);
   template <class T>
   [[nodiscard]] sto_Ref<T> FindOne(std::string_view attribute, sto_SearchValue const& value);
   template <class T, class Class, class Member>
@@ -385,7 +386,8 @@ class KVL_EXPORT sto_Store {
 
   [[nodiscard]] sto_Resident& ResidentOf(std::string_view root);
   /// Calls `visit` with each object of a class, until it returns false; see ForEach.
-  void VisitObjects(unsigned int classId, void* context, bool (*visit)(void* context, sto_Resident& resident));
+  void VisitObjects(unsigned int classId, void* context,
+                    bool (*visit)(void* context, sto_Resident& resident));
   /// Calls `take` with the objects that have a value in a range, until it returns false; see FindBetween.
   void SearchObjects(unsigned int classId, std::string_view attribute, sto_SearchValue const& first,
                      sto_SearchValue const& last, void* context,

@@ -31,7 +31,7 @@ std::string NumberKey(double value, std::uint16_t rest) {
 /// Splits a number into one that a double has, and the rest.
 struct Split {
   explicit Split(std::uint64_t number) noexcept {
-    int const more = std::bit_width(number) - DoubleBits;
+    int const more = static_cast<int>(std::bit_width(number)) - DoubleBits;
     if (more > 0) m_Step = std::uint64_t{1} << more;
     m_Rest = number & (m_Step - 1);
     m_Floor = number - m_Rest;
