@@ -70,7 +70,7 @@ class cls_LoadedObjects {
     return entry.m_Number < m_FirstOfLoad;
   }
 
-  /// The objects that the running load finds in memory; null if it looks for none.
+  /// Where the running load looks for objects that are in memory already; null if it does not.
   [[nodiscard]] cls_ResidentObjects* Residents() const noexcept { return m_Residents; }
   /// Sets them; returns what was set before.
   [[nodiscard]] cls_ResidentObjects* UseResidents(cls_ResidentObjects* residents) noexcept {

@@ -8,7 +8,7 @@
 
 #include "describe/dsc_Described.h"
 #include "store/refs/sto_List.h"
-#include "tests/support/store/StoreFile.h"
+#include "tests/support/store/OpenStoreTest.h"
 
 namespace find_test {
 namespace {
@@ -39,20 +39,14 @@ class HeavyThing : public Thing {
   double m_Mass = 0;
 };
 
-class Find : public StoreFileTest {
+class Find : public OpenStoreTest {
  protected:
-  Find() {
-    HeavyThing::Declare(m_Registrar);
-    m_Store.emplace(sto_Store::Open(Path(), sto_Mode::Create, m_Registrar));
+  Find() : OpenStoreTest([](cls_ClassRegistrar& registrar) { HeavyThing::Declare(registrar); }) {
     sto_Transaction transaction(*m_Store);
     for (int i = 0; i < 10; ++i)
       m_Store->Save("thing " + std::to_string(i), Thing(i, i % 2 == 0 ? "even" : "odd"));
     for (int i = 5; i < 8; ++i) m_Store->Save("heavy " + std::to_string(i), HeavyThing(i, 0.5 * i));
     transaction.Commit();
-  }
-  void Reopen(sto_Mode mode = sto_Mode::ReadWrite) {
-    m_Store.reset();
-    m_Store.emplace(sto_Store::Open(Path(), mode, m_Registrar));
   }
   template <class T> static std::vector<int> NumbersOf(std::vector<sto_Ref<T>> const& found) {
     std::vector<int> numbers;
@@ -60,9 +54,6 @@ class Find : public StoreFileTest {
     for (sto_Ref<T> const& each : found) numbers.push_back(each->m_Number);
     return numbers;
   }
-
-  cls_ClassRegistrar m_Registrar;
-  std::optional<sto_Store> m_Store;
 };
 
 TEST_F(Find, FindsObjectsByTheirValues) {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "describe/dsc_Described.h"
-#include "tests/support/store/StoreFile.h"
+#include "tests/support/store/OpenStoreTest.h"
 
 namespace list_test {
 namespace {
@@ -47,16 +47,9 @@ std::vector<int> NumbersOf(sto_List<Item> const& list) {
   return numbers;
 }
 
-class Lists : public StoreFileTest {
+class Lists : public OpenStoreTest {
  protected:
-  Lists() {
-    Box::Declare(m_Registrar);
-    m_Store.emplace(sto_Store::Open(Path(), sto_Mode::Create, m_Registrar));
-  }
-  void Reopen() {
-    m_Store.reset();
-    m_Store.emplace(sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar));
-  }
+  Lists() : OpenStoreTest([](cls_ClassRegistrar& registrar) { Box::Declare(registrar); }) {}
   /// A box with the items 0, 1 and so on.
   void SaveBox(int count) {
     Box box;
@@ -69,19 +62,6 @@ class Lists : public StoreFileTest {
     change(Opened().Edit().m_Items);
     transaction.Commit();
   }
-  template <class Act> void ExpectError(sto_ErrorKind kind, std::string const& text, Act act) {
-    try {
-      act();
-      FAIL() << "no error: " << text;
-    } catch (sto_Exception const& error) {
-      EXPECT_EQ(error.Kind(), kind) << error.AsString().View();
-      EXPECT_NE(std::string(error.AsString().View()).find(text), std::string::npos)
-          << error.AsString().View();
-    }
-  }
-
-  cls_ClassRegistrar m_Registrar;
-  std::optional<sto_Store> m_Store;
 };
 
 TEST_F(Lists, AreReadWhenTheyAreAskedFor) {
@@ -278,7 +258,7 @@ TEST_F(Lists, OfAnotherSessionAreNotOverwritten) {
   sto_Ref<Box> const box = Opened();
   EXPECT_EQ(box->m_Items.size(), 3U);
   {
-    sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+    sto_Store other = OtherSession();
     sto_Transaction transaction(other);
     other.Ref<Box>("box").Edit().m_Items.push_back(NewItem(5));
     transaction.Commit();
@@ -316,7 +296,7 @@ TEST_F(Lists, ThatAnotherSessionCollectedAreNotHeldAgain) {
   Reopen();
   std::unique_ptr<Box> const unread = m_Store->Load<Box>("box");
   {
-    sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+    sto_Store other = OtherSession();
     other.RemoveRoot("box");
     EXPECT_EQ(other.CollectGarbage(), 4);
   }
@@ -356,7 +336,7 @@ class ListModel : public Lists {
     Compare();
     if (Random(6) == 0) Reopen();
     if (Random(6) == 0) m_Store->ReleaseObjects();
-    if (Random(8) == 0) OtherSession();
+    if (Random(8) == 0) ChangeElsewhere();
     if (Random(10) == 0) m_Store->CollectGarbage();
   }
   void Change() {
@@ -404,8 +384,8 @@ class ListModel : public Lists {
     EXPECT_THROW(m_Store->Save("failing", box), sto_Exception);
     std::filesystem::remove(Path("other.kvs"));
   }
-  void OtherSession() {
-    sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+  void ChangeElsewhere() {
+    sto_Store other = OtherSession();
     EXPECT_EQ(NumbersOf(other.Ref<Box>("box")->m_Items), m_Model) << "step " << m_Step;
     {
       sto_Transaction transaction(other);
@@ -430,9 +410,7 @@ TEST_F(ListModel, DoesWhatAVectorDoes) {
   unsigned int const count = seeds == nullptr ? 2 : static_cast<unsigned int>(std::atoi(seeds));
   for (unsigned int seed = 1; seed <= count && !HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    m_Store.reset();
-    std::filesystem::remove(Path());
-    m_Store.emplace(sto_Store::Open(Path(), sto_Mode::Create, m_Registrar));
+    StartAgain();
     Run(seed);
   }
 }

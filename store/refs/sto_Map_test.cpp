@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "describe/dsc_Described.h"
-#include "tests/support/store/StoreFile.h"
+#include "tests/support/store/OpenStoreTest.h"
 
 namespace map_test {
 namespace {
@@ -59,16 +59,9 @@ template <class K> std::map<K, int> ContentOf(sto_Map<K, Item> const& map) {
   return content;
 }
 
-class Maps : public StoreFileTest {
+class Maps : public OpenStoreTest {
  protected:
-  Maps() {
-    Table::Declare(m_Registrar);
-    m_Store.emplace(sto_Store::Open(Path(), sto_Mode::Create, m_Registrar));
-  }
-  void Reopen() {
-    m_Store.reset();
-    m_Store.emplace(sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar));
-  }
+  Maps() : OpenStoreTest([](cls_ClassRegistrar& registrar) { Table::Declare(registrar); }) {}
   /// Entries 0, 2, 4 and so on.
   void SaveTable(int count) {
     Table table;
@@ -84,19 +77,6 @@ class Maps : public StoreFileTest {
     change(Opened().Edit());
     transaction.Commit();
   }
-  template <class Act> void ExpectError(sto_ErrorKind kind, std::string const& text, Act act) {
-    try {
-      act();
-      FAIL() << "no error: " << text;
-    } catch (sto_Exception const& error) {
-      EXPECT_EQ(error.Kind(), kind) << error.AsString().View();
-      EXPECT_NE(std::string(error.AsString().View()).find(text), std::string::npos)
-          << error.AsString().View();
-    }
-  }
-
-  cls_ClassRegistrar m_Registrar;
-  std::optional<sto_Store> m_Store;
 };
 
 TEST_F(Maps, AreReadWhenTheyAreAskedFor) {
@@ -229,7 +209,7 @@ class MapModel : public Maps {
     Compare();
     if (Random(6) == 0) Reopen();
     if (Random(6) == 0) m_Store->ReleaseObjects();
-    if (Random(8) == 0) OtherSession();
+    if (Random(8) == 0) ChangeElsewhere();
     if (Random(10) == 0) m_Store->CollectGarbage();
   }
   void Change(Table& table) {
@@ -263,9 +243,9 @@ class MapModel : public Maps {
     }
     std::filesystem::remove(Path("other.kvs"));
   }
-  void OtherSession() {
+  void ChangeElsewhere() {
     {
-      sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+      sto_Store other = OtherSession();
       EXPECT_EQ(ContentOf(other.Ref<Table>("table")->m_ById), m_ById) << "step " << m_Step;
       sto_Transaction transaction(other);
       other.Ref<Table>("table").Edit().m_ById.insert_or_assign(7, NewItem(++m_Next));
@@ -291,9 +271,7 @@ TEST_F(MapModel, DoesWhatStandardMapsDo) {
   unsigned int const count = seeds == nullptr ? 2 : static_cast<unsigned int>(std::atoi(seeds));
   for (unsigned int seed = 1; seed <= count && !HasFailure(); ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
-    m_Store.reset();
-    std::filesystem::remove(Path());
-    m_Store.emplace(sto_Store::Open(Path(), sto_Mode::Create, m_Registrar));
+    StartAgain();
     Run(seed);
   }
 }

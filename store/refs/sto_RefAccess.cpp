@@ -91,8 +91,8 @@ bool IsThere(sto_Session& session, sto_Resident& resident) {
   return false; // it was collected, and is stored again
 }
 
-/// The resident of an object that is in no store as far as references know, if it was saved in another way, in a store that
-/// is open; otherwise null.
+/// The resident of an object that the program has saved itself, before a reference to it was saved; null if it has not, or
+/// if the store is closed.
 sto_Resident* Joined(sto_Resident& resident, sto_RefClass const& asked) {
   std::optional<cls_LaterWrite> const described = asked.m_Describe(resident.Object());
   if (!described) return nullptr;

@@ -4,6 +4,7 @@
 
 #include "store/base/sto_Exception.h"
 #include "store/objects/sto_MementoRead.h"
+#include "store/objects/sto_MementoWrite.h"
 #include "store/session/sto_Residents.h"
 #include "store/session/sto_Session.h"
 
@@ -97,6 +98,13 @@ bool sto_RefCollection::IsStoredIn(sto_Session& session) const {
     return false;
   }
   if (!m_IsRead) m_SeenInEpoch = m_Home->Epoch(); // otherwise it would count for the elements, too
+  return true;
+}
+
+bool sto_RefCollection::IsHeldAsItIs(sto_MementoWrite& memento, cls_FieldHandle const& field,
+                                     unsigned int classId) const {
+  if (m_Holder != memento.ObjectId() || !IsStoredIn(memento.Session())) return false;
+  memento.HoldObject(field, classId, m_Id);
   return true;
 }
 

@@ -74,6 +74,9 @@ class KVL_EXPORT sto_RefCollection {
   [[nodiscard]] bool IsIn(sto_Session& session) const noexcept;
   /// Whether the stored collection is what it is here, so that a field can hold it as it is.
   [[nodiscard]] bool IsStoredIn(sto_Session& session) const;
+  /// Writes a field that holds the stored collection; false if that is not what is here.
+  [[nodiscard]] bool IsHeldAsItIs(sto_MementoWrite& memento, cls_FieldHandle const& field,
+                                  unsigned int classId) const;
   /// The object with an id writes the collection. One that was moved here from another object becomes a new one.
   void NoteHolder(std::int64_t holder) const;
   /// Whether an element is a number that can be written as it is.

@@ -7,6 +7,7 @@
 #include "persist/backend/cls_CollectionTypeIds.h"
 #include "persist/backend/cls_DeleteWhenNeeded.h"
 #include "store/objects/sto_MementoRead.h"
+#include "store/objects/sto_MementoWrite.h"
 #include "store/objects/sto_ObjectListReader.h"
 #include "store/objects/sto_ObjectListWriter.h"
 #include "store/session/sto_OwnTransaction.h"
@@ -102,10 +103,9 @@ void sto_RefElements::Write(cls_WriteVisitor const& visitor, cls_FieldHandle con
   sto_MementoWrite& memento = sto_StoreMemento(visitor);
   sto_Session& session = memento.Session();
   sto_WriteWhole(session, [&] {
-    if (m_Holder != memento.ObjectId()) Need();
-    NoteHolder(memento.ObjectId());
-    if (IsStoredIn(session)) return memento.HoldObject(field, cls_InternalListTypeId, m_Id);
+    if (IsHeldAsItIs(memento, field, cls_InternalListTypeId)) return;
     Need();
+    NoteHolder(memento.ObjectId());
     cls_Received<cls_WriteListObj> const builder(memento.MakeFieldWriteListObj(field, IdentityIn(session)));
     auto& list = dynamic_cast<sto_ObjectListWriter&>(*builder);
     for (std::size_t i = 0; i < m_Words.size(); ++i) {

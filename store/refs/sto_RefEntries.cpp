@@ -11,6 +11,7 @@
 #include "store/objects/sto_MapReader.h"
 #include "store/objects/sto_MapWriter.h"
 #include "store/objects/sto_MementoRead.h"
+#include "store/objects/sto_MementoWrite.h"
 #include "store/session/sto_OwnTransaction.h"
 #include "store/session/sto_Residents.h"
 
@@ -183,10 +184,9 @@ void sto_RefEntries<K>::Write(cls_WriteVisitor const& visitor, cls_FieldHandle c
   sto_MementoWrite& memento = sto_StoreMemento(visitor);
   sto_Session& session = memento.Session();
   sto_WriteWhole(session, [&] {
-    if (m_Holder != memento.ObjectId()) Need();
-    NoteHolder(memento.ObjectId());
-    if (IsStoredIn(session)) return memento.HoldObject(field, cls_InternalMapTypeId, m_Id);
+    if (IsHeldAsItIs(memento, field, cls_InternalMapTypeId)) return;
     Need();
+    NoteHolder(memento.ObjectId());
     auto const builder = MakeWriter<K>(memento, field, IdentityIn(session));
     auto& map = dynamic_cast<sto_ObjectMapWriter<decltype(ToStored(K()))>&>(*builder);
     for (std::size_t i = 0; i < m_Words.size(); ++i) {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "describe/dsc_Described.h"
-#include "tests/support/store/StoreFile.h"
+#include "tests/support/store/OpenStoreTest.h"
 
 namespace ref_test {
 namespace {
@@ -66,16 +66,22 @@ class Assembly {
   std::vector<int> m_Sizes;
 };
 
-class Refs : public StoreFileTest {
+class Refs : public OpenStoreTest {
  protected:
-  Refs() {
-    Bolt::Declare(m_Registrar);
-    Assembly::Declare(m_Registrar);
-    m_Store.emplace(sto_Store::Open(Path(), sto_Mode::Create, m_Registrar));
-  }
-  void Reopen(sto_Mode mode = sto_Mode::ReadWrite) {
-    m_Store.reset();
-    m_Store.emplace(sto_Store::Open(Path(), mode, m_Registrar));
+  Refs()
+      : OpenStoreTest([](cls_ClassRegistrar& registrar) {
+          Bolt::Declare(registrar);
+          Assembly::Declare(registrar);
+        }) {}
+  /// Root "part", which is also a part of root "assembly".
+  void SaveSharedPart() {
+    auto const part = std::make_shared<Part>(2);
+    Assembly assembly;
+    assembly.m_First = sto_Ref<Part>(part);
+    assembly.m_Shared = part;
+    m_Store->Save("assembly", assembly);
+    m_Store->Save("part", *part);
+    Reopen();
   }
   /// A ring of parts behind root "first".
   void SaveRing(int count) {
@@ -90,19 +96,6 @@ class Refs : public StoreFileTest {
     m_Store->Save("first", *first);
     last->m_Next = nullptr; // a ring in memory would never end
   }
-  template <class Act> void ExpectError(sto_ErrorKind kind, std::string const& text, Act act) {
-    try {
-      act();
-      FAIL() << "no error: " << text;
-    } catch (sto_Exception const& error) {
-      EXPECT_EQ(error.Kind(), kind) << error.AsString().View();
-      EXPECT_NE(std::string(error.AsString().View()).find(text), std::string::npos)
-          << error.AsString().View();
-    }
-  }
-
-  cls_ClassRegistrar m_Registrar;
-  std::optional<sto_Store> m_Store;
 };
 
 TEST_F(Refs, LoadTheirObjectWhenItIsAskedFor) {
@@ -372,20 +365,14 @@ TEST_F(Refs, StayChangedAfterASaveThatFails) {
 }
 
 TEST_F(Refs, AndSharedPointersLeadToOneObject) {
-  auto const part = std::make_shared<Part>(1);
-  Assembly assembly;
-  assembly.m_First = sto_Ref<Part>(part);
-  assembly.m_Shared = part;
-  m_Store->Save("assembly", assembly);
-  m_Store->Save("part", *part);
-  Reopen();
+  SaveSharedPart();
   {
     sto_Ref<Assembly> const loaded = m_Store->Ref<Assembly>("assembly"); // with the shared pointer's object
     EXPECT_EQ(loaded->m_Shared.get(), loaded->m_First.Get().get());
   }
   Reopen();
   sto_Ref<Part> const first = m_Store->Ref<Part>("part"); // before it
-  EXPECT_EQ(first->m_Number, 1);
+  EXPECT_EQ(first->m_Number, 2);
   EXPECT_EQ(m_Store->Ref<Assembly>("assembly")->m_Shared.get(), &*first);
 }
 
@@ -498,7 +485,7 @@ TEST_F(Refs, RefuseToOverwriteWhatAnotherSessionChanged) {
   sto_Ref<Part> const second = first->m_Next;
   EXPECT_EQ(second->m_Number, 1);
   {
-    sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+    sto_Store other = OtherSession();
     sto_Transaction transaction(other);
     other.Ref<Part>("first").Edit().m_Number = 77;
     transaction.Commit();
@@ -524,7 +511,7 @@ TEST_F(Refs, RefuseToOverwriteAListThatAnotherSessionChanged) {
   sto_Ref<Assembly> const mine = m_Store->Ref<Assembly>("assembly");
   EXPECT_EQ(mine->m_Sizes.size(), 2U);
   {
-    sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+    sto_Store other = OtherSession();
     sto_Transaction transaction(other);
     other.Ref<Assembly>("assembly").Edit().m_Sizes.push_back(3); // changes the record of the list only
     transaction.Commit();
@@ -579,12 +566,7 @@ TEST_F(Refs, ToNewObjectsCanBeChangedUntilTheCommit) {
 }
 
 TEST_F(Refs, ARollbackUndoesPartsOfOtherObjectsToo) {
-  auto const part = std::make_shared<Part>(2);
-  Assembly assembly;
-  assembly.m_Shared = part;
-  m_Store->Save("assembly", assembly);
-  m_Store->Save("part", *part);
-  Reopen();
+  SaveSharedPart();
   sto_Ref<Assembly> const holder = m_Store->Ref<Assembly>("assembly");
   EXPECT_EQ(holder->m_Shared->m_Number, 2);
   {
@@ -603,17 +585,12 @@ TEST_F(Refs, ARollbackUndoesPartsOfOtherObjectsToo) {
 }
 
 TEST_F(Refs, RefuseToOverwriteAPartThatAnotherSessionChanged) {
-  auto const part = std::make_shared<Part>(2);
-  Assembly assembly;
-  assembly.m_Shared = part;
-  m_Store->Save("assembly", assembly);
-  m_Store->Save("part", *part);
-  Reopen();
+  SaveSharedPart();
   sto_Ref<Assembly> const holder = m_Store->Ref<Assembly>("assembly");
   EXPECT_EQ(holder->m_Name, "");
   sto_Ref<Part> const known = m_Store->Ref<Part>("part");
   {
-    sto_Store other = sto_Store::Open(Path(), sto_Mode::ReadWrite, m_Registrar);
+    sto_Store other = OtherSession();
     sto_Transaction transaction(other);
     other.Ref<Part>("part").Edit().m_Number = 77;
     transaction.Commit();
