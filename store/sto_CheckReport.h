@@ -70,7 +70,8 @@ struct sto_CheckReport {
   std::int64_t m_FurtherFindings = 0;       ///< how many more there are than the limit
 
   /// What is unusual and no damage: a reference to an object that is not in the store, because it was never
-  /// saved or has been deleted, and a root whose object has changed its class.
+  /// saved or has been collected; whatever leads to an object that was deleted (sto_Ref::Delete); and a root whose
+  /// object has changed its class.
   std::vector<sto_CheckFinding> m_Notes;
   std::int64_t m_FurtherNotes = 0;
 

@@ -25,9 +25,10 @@ std::int64_t FindRoot(sto_Session& session, std::string_view name) {
   std::string const root(name);
   std::optional<std::int64_t> const id = session.Driver().FindRoot(name);
   if (!id) session.Raise(sto_ErrorKind::NotFound, "There is no root " + root + ".");
+  std::string const object = "Object " + std::to_string(*id) + ", which is root " + root;
   if (!session.IsGivenOut(*id) || !session.IsStored(*id))
-    session.Raise(sto_ErrorKind::Damaged,
-                  "Object " + std::to_string(*id) + ", which is root " + root + ", is missing.");
+    session.Raise(sto_ErrorKind::Damaged, object + ", is missing.");
+  if (!session.IsThere(*id)) session.Raise(sto_ErrorKind::NotFound, object + ", was deleted.");
   return *id;
 }
 

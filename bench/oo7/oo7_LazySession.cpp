@@ -1,7 +1,5 @@
 #include "bench/oo7/oo7_LazySession.h"
 
-#include <utility>
-
 #include "bench/oo7/oo7_GraphBuilder.h"
 
 namespace {
@@ -44,7 +42,6 @@ void oo7_LazySession::Begin(bool changes) {
 }
 
 void oo7_LazySession::Commit() {
-  if (std::exchange(m_HasDeleted, false)) m_Store->CollectGarbage();
   m_Writing->Commit();
 }
 
@@ -81,6 +78,13 @@ int oo7_LazySession::Delete(int id) {
   for (sto_Ref<oo7_lazy::Base> const& base : part->m_UsedInPrivate) RemoveAll(base.Edit().m_Private, part);
   for (sto_Ref<oo7_lazy::Base> const& base : part->m_UsedInShared) RemoveAll(base.Edit().m_Shared, part);
   m_Library.Edit().m_Composites.remove(part);
-  m_HasDeleted = true;
-  return static_cast<int>(part->m_Parts.size());
+  int count = 0;
+  for (sto_Ref<oo7_lazy::Atom> const& atom : part->m_Parts) {
+    for (sto_Ref<oo7_lazy::Connection> const& connection : atom->m_To) connection.Delete();
+    atom.Delete();
+    ++count;
+  }
+  part->m_Documentation.Delete();
+  part.Delete();
+  return count;
 }

@@ -14,9 +14,8 @@
 /// What is loaded stays, except for what a scan loads. Operations that change nothing run in a sto_ReadTransaction.
 /// Objects are found by the indexes of the store.
 ///
-/// A composite part is deleted by taking it out of the lists that lead to it, and collecting garbage in the same
-/// transaction, because scans and searches find it until then. The collection reads all objects of the store, but only
-/// once for all parts that an operation deletes.
+/// A composite part is deleted with its document, its atoms and their connections, and taken out of the lists that lead to
+/// it. The lists of what is deleted stay in the file until garbage is collected, which no operation does.
 class oo7_LazySession {
  public:
   // Objects are constant; Edit gives one to change.
@@ -111,5 +110,4 @@ class oo7_LazySession {
   sto_Ref<oo7_lazy::Library> m_Library;
   std::optional<sto_Transaction> m_Writing;
   std::optional<sto_ReadTransaction> m_Reading;
-  bool m_HasDeleted = false;
 };

@@ -5,6 +5,7 @@
 
 #include "metadata/cls_AttributeMetadata.h"
 #include "store/format/sto_CollectionShape.h"
+#include "store/session/sto_DeletedObjects.h"
 
 namespace {
 
@@ -76,13 +77,18 @@ void sto_CheckLinks::Root(std::string const& name, std::int64_t id, unsigned int
   m_Results.Note(std::move(finding));
 }
 
+void sto_CheckLinks::NoteDeleted(sto_CheckLink const& link) {
+  if (ClassIdOf(link.m_Target) == sto_DeletedClassId)
+    m_Results.Note(Finding(sto_CheckKind::DanglingReference, link, "which was deleted"));
+}
+
 void sto_CheckLinks::Hold(sto_CheckLink const& link) {
-  if (m_Objects.StateOf(link.m_Target) != sto_CheckObjects::Absent) return;
+  if (m_Objects.StateOf(link.m_Target) != sto_CheckObjects::Absent) return NoteDeleted(link);
   m_Results.Add(Finding(sto_CheckKind::MissingObject, link, "which is missing"));
 }
 
 void sto_CheckLinks::Refer(sto_CheckLink const& link) {
-  if (m_Objects.StateOf(link.m_Target) != sto_CheckObjects::Absent) return;
+  if (m_Objects.StateOf(link.m_Target) != sto_CheckObjects::Absent) return NoteDeleted(link);
   if (link.m_Target >= m_NextId)
     return m_Results.Add(Finding(sto_CheckKind::DanglingReference, link, "which the store never had"));
   m_Dangling.push_back({link.m_Holder, link.m_HolderClass, *link.m_Field, link.m_Target});

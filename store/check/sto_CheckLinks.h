@@ -33,7 +33,7 @@ class sto_CheckLinks {
 
   /// A root: its object must be there. `classId`: of the object when it got the name; 0 if that is not known.
   void Root(std::string const& name, std::int64_t id, unsigned int classId);
-  /// An object that another one holds: it must be there.
+  /// An object that another one holds: it must be there. Notes one that was deleted, as Refer does.
   void Hold(sto_CheckLink const& link);
   /// An object to which another one refers: it may be missing, unless the store never had it.
   void Refer(sto_CheckLink const& link);
@@ -55,6 +55,7 @@ class sto_CheckLinks {
     std::int64_t m_Target;
   };
 
+  void NoteDeleted(sto_CheckLink const& link);
   [[nodiscard]] unsigned int ClassIdOf(std::int64_t id) const;
   [[nodiscard]] sto_CheckFinding Finding(sto_CheckKind kind, sto_CheckLink const& link,
                                          std::string const& end) const;

@@ -26,7 +26,7 @@ std::int64_t sto_BranchCopy::Copy(std::int64_t id, unsigned int& classId) {
   while (!m_ToCopy.empty()) {
     std::int64_t const next = m_ToCopy.back();
     m_ToCopy.pop_back();
-    sto_RecordRef const record = m_Source.Records().Read(next);
+    sto_RecordRef const record = m_Source.Records().ReadAny(next);
     // A base-class part has no record of its own, and a reference may name an object that is not stored.
     // MapHeldId has checked that held objects exist.
     if (record != nullptr) CopyObject(next, *record);

@@ -83,7 +83,7 @@ void sto_Collector::VisitAll() {
   while (!m_ToVisit.empty()) {
     auto const [id, holder] = m_ToVisit.back();
     m_ToVisit.pop_back();
-    sto_RecordRef const record = m_Session.Records().Read(id);
+    sto_RecordRef const record = m_Session.Records().ReadAny(id);
     if (record == nullptr) RaiseMissing(id, holder);
     Visit(*record);
   }

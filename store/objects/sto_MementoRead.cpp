@@ -164,7 +164,7 @@ int sto_MementoRead::DataIsPresent(cls_FieldHandle const& field) const {
   sto_Field const* const found = FindToRead(field);
   if (found == nullptr) return 0;
   if (found->m_Tag != sto_Format::Reference) return 1;
-  return m_Session.IsStored(found->m_ObjectId) ? 1 : 0;
+  return m_Session.IsThere(found->m_ObjectId) ? 1 : 0;
 }
 
 void sto_MementoRead::RaiseNesting(sto_Session const& session, std::string const& holder) {

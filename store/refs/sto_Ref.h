@@ -53,7 +53,7 @@
 ///   and hashing load nothing.
 ///
 /// Errors, raised where the object is asked for: Misuse for a null reference; Unavailable if the store was closed, or
-/// the work that made the object was undone; NotFound if the object was collected; WrongClass if it is not a T; those of
+/// the work that made the object was undone; NotFound if the object was deleted or collected; WrongClass if it is not a T; those of
 /// a load. REQUIRES: as for other pointers, T is the first base of the classes that derive from it, and has a virtual
 /// destructor then. Thread rule: that of the store, for all copies, also for those that are destroyed.
 template <class T> class sto_Ref {
@@ -108,6 +108,23 @@ template <class T> class sto_Ref {
     T* const object = Reach();
     sto_NoteEdit(*m_Resident, Class());
     return *object;
+  }
+
+  /// Deletes the object from its store, in the open sto_Transaction, without loading it, and at once: searches do not find
+  /// it any more. What it leads to stays, also its lists, maps, blobs and arrays, because others may lead to them, too:
+  /// sto_Store::CollectGarbage deletes what nobody leads to. What `*reference` returned is invalid then.
+  ///
+  /// References to it that are left anywhere lead to nothing: following one raises NotFound, and so does saving an object
+  /// that still has one, in this session. A std::weak_ptr to it is null. So take it out of lists and maps, too, which keep
+  /// such references. A holder that leads to it by a pointer and has it in memory stores it again when it is saved. A root
+  /// keeps its name, and raises NotFound: see sto_Store::RemoveRoot.
+  ///
+  /// If it raises, nothing has changed: Misuse for a null reference, for an object that is in no store, outside of a
+  /// sto_Transaction, and while an object is being saved or loaded; NotFound if it is not in the store any more; Conflict
+  /// if another session has changed it since it was loaded; those of a save.
+  void Delete() const {
+    if (m_Resident == nullptr) sto_RaiseNullRef(Class());
+    sto_Delete(*m_Resident, Class());
   }
 
   /// Whether the object is in memory.

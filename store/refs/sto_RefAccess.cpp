@@ -25,11 +25,14 @@ std::string Describe(sto_Resident const& resident) {
   sto_Raise(sto_ErrorKind::Unavailable, Describe(resident) + why);
 }
 
+/// REQUIRES: an open transaction.
 [[noreturn]] void RaiseMissing(sto_Session& session, sto_Resident const& resident) {
+  char const* const why =
+      resident.IsDeleted() || session.IsStored(resident.Id())
+          ? " was deleted."
+          : " is not in the store any more: nothing that is stored leads to it, and it was collected.";
   session.Raise(sto_ErrorKind::NotFound,
-                "Object " + std::to_string(resident.Id()) +
-                    ", which a reference names, is not in the store any more: nothing that is stored leads "
-                    "to it, and it was collected.");
+                "Object " + std::to_string(resident.Id()) + ", which a reference names," + why);
 }
 
 [[noreturn]] void RaiseForeign() {
@@ -83,11 +86,11 @@ bool IsThere(sto_Session& session, sto_Resident& resident) {
                                              " cannot be saved in another store. Copy the object with "
                                              "sto_CopyRoot, or load it and save a copy of it.");
   if (residents.IsSeen(resident)) return true;
-  if (session.IsStored(resident.Id())) {
+  if (session.IsThere(resident.Id())) {
     residents.NoteSeen(resident);
     return true;
   }
-  if (resident.Object() == nullptr) RaiseMissing(session, resident);
+  if (resident.IsDeleted() || resident.Object() == nullptr) RaiseMissing(session, resident);
   return false; // it was collected, and is stored again
 }
 
@@ -102,7 +105,7 @@ sto_Resident* Joined(sto_Resident& resident, sto_RefClass const& asked) {
     auto* const session = tie == nullptr ? nullptr : dynamic_cast<sto_Session*>(tie->Map().Owner());
     if (session == nullptr) continue;
     sto_OwnTransaction const transaction(*session, false); // refuses other threads, too
-    if (session->IsStored(tie->Id()))
+    if (session->IsThere(tie->Id()))
       return &session->Residents().Join(resident, tie->Id(), described->m_ClassId);
   }
   return nullptr;
@@ -132,6 +135,7 @@ void sto_RaiseNullRef(sto_RefClass const& asked) {
 void* sto_ReachObject(sto_Resident& resident, sto_RefClass const& asked) {
   if (resident.InState() == sto_Resident::State::Undone || resident.InState() == sto_Resident::State::Closed)
     RaiseGone(resident);
+  if (resident.IsDeleted()) RaiseMissing(*resident.Home()->Session(), resident);
   if (resident.Object() == nullptr) Load(resident, asked);
   if (!sto_IsOfClass(resident, asked.m_ClassId)) {
     sto_Session& session = *resident.Home()->Session();
@@ -154,6 +158,14 @@ void sto_NoteEdit(sto_Resident& resident, sto_RefClass const& asked) {
   if (resident.InState() == sto_Resident::State::InMemory) stored = Joined(resident, asked);
   if (stored == nullptr) return resident.NoteEditedInMemory();
   stored->Home()->NoteChanged(*stored, asked.m_Write);
+}
+
+void sto_Delete(sto_Resident& resident, sto_RefClass const& asked) {
+  sto_Resident* stored = &resident;
+  if (resident.InState() == sto_Resident::State::InMemory) stored = Joined(resident, asked);
+  if (stored == nullptr) sto_Raise(sto_ErrorKind::Misuse, "An object that is in no store cannot be deleted.");
+  if (stored->InState() != sto_Resident::State::Stored) RaiseGone(*stored);
+  stored->Home()->Delete(*stored);
 }
 
 void sto_ReleaseObject(sto_Resident& resident) noexcept {

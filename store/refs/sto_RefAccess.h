@@ -31,6 +31,8 @@ struct sto_RefClass {
 [[noreturn]] KVL_EXPORT void sto_RaiseNullRef(sto_RefClass const& asked);
 /// The object in memory changes: it is saved before the commit.
 KVL_EXPORT void sto_NoteEdit(sto_Resident& resident, sto_RefClass const& asked);
+/// Deletes the object. Errors: see sto_Ref.
+KVL_EXPORT void sto_Delete(sto_Resident& resident, sto_RefClass const& asked);
 /// Whether the object, which is in memory, is of a class or one derived from it.
 [[nodiscard]] KVL_EXPORT bool sto_IsOfClass(sto_Resident const& resident, unsigned int classId);
 /// Lets go of the object.

@@ -93,7 +93,7 @@ bool sto_RefCollection::IsIn(sto_Session& session) const noexcept {
 bool sto_RefCollection::IsStoredIn(sto_Session& session) const {
   if (m_IsChanged || !IsIn(session)) return false;
   if (m_SeenInEpoch == m_Home->Epoch()) return true;
-  if (!session.IsStored(m_Id)) {
+  if (!session.IsThere(m_Id)) {
     if (!m_IsRead) RaiseMissing();
     return false;
   }
@@ -117,7 +117,7 @@ void sto_RefCollection::NoteHolder(std::int64_t holder) const {
 
 bool sto_RefCollection::IsThere(Word word, sto_Session& session) const {
   return IsNumber(word) && IsIn(session) &&
-         (m_SeenInEpoch == m_Home->Epoch() || session.IsStored(NumberOf(word)));
+         (m_SeenInEpoch == m_Home->Epoch() || session.IsThere(NumberOf(word)));
 }
 
 cls_Uid const& sto_RefCollection::IdentityIn(sto_Session& session) const {

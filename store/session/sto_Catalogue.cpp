@@ -65,6 +65,7 @@ bool DifferInOrder(sto_ClassRow a, sto_ClassRow b) {
 
 void sto_Catalogue::Forget() noexcept {
   m_IsLoaded = false;
+  m_HasDeletedObjects = false;
   ++m_Generation;
   m_Recorded.Forget();
   m_LatestToWrite = nullptr;
@@ -138,6 +139,7 @@ void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata
 
 void sto_Catalogue::WriteClass(sto_Driver& driver, sto_ClassRow const& row) {
   m_HasWritten = true;
+  NoteClass(row);
   driver.WriteClass(row);
 }
 
@@ -306,6 +308,7 @@ void sto_Catalogue::ReadClasses(sto_Driver& driver) {
         twice != row.m_Attributes.end())
       RaiseDamaged("attribute describes attribute " + twice->m_Name + " of class " + name + " twice");
     std::pair const key(row.m_ClassId, row.m_Version);
+    NoteClass(row);
     if (!m_StoredClasses.try_emplace(key, std::move(row)).second)
       RaiseDamaged("class describes class " + name + " twice");
   }

@@ -13,6 +13,7 @@
 #include "store/format/sto_ShapeTable.h"
 #include "store/session/sto_ClassInUse.h"
 #include "store/session/sto_Classes.h"
+#include "store/session/sto_DeletedObjects.h"
 #include "store/session/sto_StoredClass.h"
 #include "store/session/sto_StoredNotes.h"
 
@@ -70,6 +71,9 @@ class sto_Catalogue {
 
   /// The store's description of a class version, null if it has none. Valid until Forget. REQUIRES: Load.
   [[nodiscard]] sto_ClassRow const* FindStored(unsigned int classId, int version) const;
+
+  /// Whether the store may have what remains of deleted objects. REQUIRES: Load.
+  [[nodiscard]] bool HasDeletedObjects() const noexcept { return m_HasDeletedObjects; }
 
   /// Whether a stored part is known to fit the store's description of its class version, and this program can
   /// read it. Much cheaper than Problem: ask this first. False proves nothing.
@@ -151,6 +155,9 @@ class sto_Catalogue {
   /// Makes sure that the store describes a class.
   void Record(sto_Driver& driver, cls_ClassMetadata const& metadata);
   void WriteClass(sto_Driver& driver, sto_ClassRow const& row);
+  void NoteClass(sto_ClassRow const& row) noexcept {
+    m_HasDeletedObjects = m_HasDeletedObjects || row.m_ClassId == sto_DeletedClassId;
+  }
 
   // Of units, defaults, enumerators and notes; see sto_CatalogueNotes.cpp.
   /// Misuse if the program says something about an attribute that the class does not declare.
@@ -194,8 +201,9 @@ class sto_Catalogue {
 
   // From the store: set by Load, extended by Record, Adopt and AddName, cleared by Forget.
   bool m_IsLoaded = false;
-  std::int64_t m_Generation = 1; // counted up by Forget
-  bool m_HasWritten = false;     // in the open transaction; Forget leaves it
+  std::int64_t m_Generation = 1;    // counted up by Forget
+  bool m_HasWritten = false;        // in the open transaction; Forget leaves it
+  bool m_HasDeletedObjects = false; // the store describes their class
   std::map<std::pair<unsigned int, int>, sto_StoredClass> m_StoredClasses;
   // By class ID and version: those of m_StoredClasses that were met and that this program can read.
   sto_AnswerTable<sto_StoredClass const*> m_Readable;

@@ -8,6 +8,7 @@
 #include "persist/pointers/cls_RegistrarSource.h"
 #include "platform/omni/omi_BtreeIterator.h"
 #include "store/base/sto_Exception.h"
+#include "store/session/sto_DeletedObjects.h"
 #include "wrappers/cls_xpString.h"
 #include "wrappers/cls_xpTrString.h"
 
@@ -21,6 +22,7 @@ void DeclareCollections(cls_ClassRegistrar& registrar) {
   registrar.CreateClassMD("cls_InternalList"_cow, cls_InternalListTypeId, LibraryVersion, nullptr, NoBase);
   registrar.CreateClassMD("cls_InternalMap"_cow, cls_InternalMapTypeId, LibraryVersion, nullptr, NoBase);
   registrar.CreateClassMD("cls_Blob"_cow, cls_BlobTypeId, LibraryVersion, nullptr, NoBase);
+  registrar.CreateClassMD("sto_DeletedObject"_cow, sto_DeletedClassId, 1, nullptr, NoBase);
 }
 
 /// The library registers the string wrappers without attributes, but a store describes what it writes.

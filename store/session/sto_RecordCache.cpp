@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "store/session/sto_DeletedObjects.h"
 #include "store/session/sto_Session.h"
 
 namespace {
@@ -55,7 +56,18 @@ void sto_RecordCache::Decode(std::int64_t id, sto_Record& record, std::string& p
     static_cast<void>(record.Decode(id, nullptr, problem));
 }
 
-sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
+unsigned int sto_RecordCache::ClassOf(std::int64_t id) {
+  m_Session.Catalogue().Load(m_Session.Driver());
+  if (!m_Ahead.Read(id, m_Scratch.Stored())) return 0;
+  std::int64_t const number = m_Scratch.Stored().m_Shape;
+  if (sto_NumberedShape const* const shape = m_Session.Catalogue().FindShape(number))
+    return shape->m_Shape.m_Parts.front().m_ClassId;
+  std::string problem;
+  Decode(id, m_Scratch, problem);
+  return problem.empty() ? m_Scratch.ClassId() : 0;
+}
+
+sto_RecordRef sto_RecordCache::Read(std::int64_t id, bool isDeletedRead) {
   m_Session.RaiseKept();
   m_Session.RequireTransaction();
   if (sto_OpenCollection* const open = m_Session.Collections().Find(id)) open->WriteRecord();
@@ -76,8 +88,11 @@ sto_RecordRef sto_RecordCache::Read(std::int64_t id) {
     RaiseDamaged(id, *record,
                  "or the store's catalogue is damaged: table name does not have name " +
                      std::to_string(record->List()->m_Extra.UnitId()) + ", its unit");
-  if (sto_NumberedShape const* const shape = record->Shape(); shape == nullptr || !shape->m_IsChecked)
+  if (sto_NumberedShape const* const shape = record->Shape(); shape == nullptr || !shape->m_IsChecked) {
     CheckParts(id, record.Fill());
+    if (record->ClassId() == sto_DeletedClassId && !isDeletedRead)
+      m_Session.Raise(sto_ErrorKind::NotFound, "Object " + std::to_string(id) + " was deleted.");
+  }
   if (sto_Meter* const meter = m_Session.Meter()) Count(*meter, *record);
   return record;
 }
@@ -117,7 +132,7 @@ void sto_RecordCache::CheckParts(std::int64_t id, sto_Record& record) {
     if (!catalogue.HasNewestBase(part)) record.NoteChangedBase();
     isKnown = isKnown && catalogue.IsKnown(part);
   }
-  if (shape != nullptr) shape->m_IsChecked = isKnown;
+  if (shape != nullptr) shape->m_IsChecked = isKnown && record.ClassId() != sto_DeletedClassId;
 }
 
 void sto_RecordCache::CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part) {

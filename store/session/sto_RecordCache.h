@@ -23,7 +23,14 @@ class sto_RecordCache {
   /// Errors: a failure kept by the session; Misuse without a transaction, as in a load whose reading constructor has
   /// ended it; Damaged if the bytes cannot be decoded or do not fit the store's
   /// catalogue; NewerFormat if a newer version of a class wrote them than this program declares.
-  [[nodiscard]] sto_RecordRef Read(std::int64_t id);
+  /// NotFound if the object was deleted.
+  [[nodiscard]] sto_RecordRef Read(std::int64_t id) { return Read(id, false); }
+  /// The same, but also reads what remains of a deleted object (sto_DeletedObjects.h).
+  [[nodiscard]] sto_RecordRef ReadAny(std::int64_t id) { return Read(id, true); }
+
+  /// The class of an object; 0 if it is not stored, or its record cannot be read. Raises nothing of its own. REQUIRES: an
+  /// open transaction.
+  [[nodiscard]] unsigned int ClassOf(std::int64_t id);
 
   /// How many records Read has returned.
   [[nodiscard]] std::uint64_t ReadCount() const noexcept { return m_ReadCount; }
@@ -45,12 +52,14 @@ class sto_RecordCache {
   [[nodiscard]] sto_Record& Scratch() noexcept { return m_Scratch; }
 
  private:
+  [[nodiscard]] sto_RecordRef Read(std::int64_t id, bool isDeletedRead);
   /// A record of the cache that is not in use, or a new one.
   [[nodiscard]] sto_RecordRef& SpareRecord();
   /// Counts an object that was read for a progress function, and those that it holds.
   static void Count(sto_Meter& meter, sto_Record const& record);
   [[noreturn]] void RaiseDamaged(std::int64_t id, sto_Record const& record, std::string const& what) const;
-  /// Compares a record with the catalogue. Damaged if it does not fit; NewerFormat.
+  /// Compares a record with the catalogue. Damaged if it does not fit; NewerFormat. What remains of a deleted object is
+  /// never known to be checked, so it always comes here.
   void CheckParts(std::int64_t id, sto_Record& record);
   /// Damaged if a part of an object does not fit the store's catalogue; NewerFormat.
   void CheckPart(std::int64_t id, unsigned int classId, sto_Part const& part);

@@ -51,6 +51,9 @@ class KVL_EXPORT sto_Resident {
   /// The object's class; 0 before it is known.
   [[nodiscard]] unsigned int ClassId() const noexcept { return m_ClassId; }
   [[nodiscard]] bool IsChanged() const noexcept { return m_IsChanged; }
+  /// Whether the open transaction has deleted the object, and has not stored it again. Then it is in memory only if a
+  /// rollback needs it.
+  [[nodiscard]] bool IsDeleted() const noexcept { return m_IsDeleted; }
 
   /// Notes that the program changes an object that is in no store.
   void NoteEditedInMemory() noexcept { m_IsEditedInMemory = true; }
@@ -87,6 +90,7 @@ class KVL_EXPORT sto_Resident {
   bool m_HasParts = true;     // the store has more of the object than its own record
   bool m_IsStale = false;     // another session has changed the object since it was loaded
   bool m_IsUnsettled = false; // the open transaction has made it the resident of its id
+  bool m_IsDeleted = false;   // see IsDeleted
   bool m_IsKept = false;      // its home counts itself, because the object is here
   bool m_IsRetired = false;   // waits for its end
   sto_Resident* m_NextRetired = nullptr;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "store/session/sto_DeletedObjects.h"
 #include "store/session/sto_Session.h"
 
 sto_Residents::Page* sto_Residents::PageOf(std::int64_t id) noexcept {
@@ -177,20 +178,53 @@ void sto_Residents::CheckAddress(std::int64_t id, void const* object) {
                        "other one first.");
 }
 
-void sto_Residents::NoteChanged(sto_Resident& resident,
-                                void (*write)(void const* object, cls_WriteVisitor const& visitor)) {
-  auto const raise = [&](sto_ErrorKind kind, char const* problem) {
+void sto_Residents::CheckChange(sto_Resident const& resident, char const* how) const {
+  auto const raise = [&](sto_ErrorKind kind, std::string const& problem) {
     m_Session->Raise(kind, "Object " + std::to_string(resident.m_Id) + problem);
   };
   m_Session->CheckTransaction();
   if (!m_Session->IsWriting())
-    raise(sto_ErrorKind::Misuse, " is changed outside of a sto_Transaction, so the change would be lost.");
+    raise(sto_ErrorKind::Misuse,
+          std::string(" is ") + how + " outside of a sto_Transaction, so the change would be lost.");
   if (m_Session->Save().IsGoingOn() || m_Session->Loaded().InLoad())
-    raise(sto_ErrorKind::Misuse, " is changed while an object is being saved or loaded.");
-  if (resident.m_IsStale)
+    raise(sto_ErrorKind::Misuse, std::string(" is ") + how + " while an object is being saved or loaded.");
+  if (resident.m_IsStale && resident.m_Object != nullptr)
     raise(sto_ErrorKind::Conflict, " has been changed by another session since it was loaded. Let go of it "
                                    "(sto_Store::ReleaseObjects), and change what is loaded then.");
+}
+
+void sto_Residents::NoteChanged(sto_Resident& resident,
+                                void (*write)(void const* object, cls_WriteVisitor const& visitor)) {
+  CheckChange(resident, "changed");
   AddChanged(resident, write);
+}
+
+void sto_Residents::Delete(sto_Resident& resident) {
+  CheckChange(resident, "deleted");
+  if (!m_Session->IsThere(resident.m_Id))
+    m_Session->Raise(sto_ErrorKind::NotFound, "Object " + std::to_string(resident.m_Id) +
+                                                  " cannot be deleted: it is not in the store any more.");
+  m_Deleted.reserve(m_Deleted.size() + 1 > m_Deleted.capacity() ? 2 * m_Deleted.size() + 8 : 0);
+  sto_DeleteObject(*m_Session, resident.m_Id);
+  NoteDeletions();
+  m_Shared.erase(resident.m_Id);
+  m_Deleted.push_back(&resident); // there is room
+  resident.Hold();
+  resident.m_IsDeleted = true;
+  resident.m_KnownAs = 0;
+  if (!resident.m_IsUnsettled) LetGoOf(resident); // otherwise a rollback needs it
+}
+
+void sto_Residents::NoteStoredAgain(std::int64_t id) noexcept {
+  if (sto_Resident* const resident = Find(id)) resident->m_IsDeleted = false;
+}
+
+void sto_Residents::EndDeletions(bool isCommitted) noexcept {
+  for (sto_Resident* const each : m_Deleted) {
+    if (std::exchange(each->m_IsDeleted, false) && isCommitted) LetGoOf(*each);
+    each->LetGo();
+  }
+  m_Deleted.clear();
 }
 
 void sto_Residents::AddChanged(sto_Resident& resident,
@@ -210,7 +244,8 @@ void sto_Residents::Write(std::vector<sto_Resident*> const& residents) {
   try {
     for (std::size_t i = 0; i < residents.size(); ++i) { // writing new objects may add some
       sto_Resident const& each = *residents[i];
-      if (!IsSeen(each) && !m_Session->IsStored(each.m_Id)) continue; // it was removed after it was changed
+      // It may have been removed after it was changed.
+      if (each.m_IsDeleted || (!IsSeen(each) && !m_Session->IsThere(each.m_Id))) continue;
       sto_WriteObjectAgain(*m_Session, each.m_Id, each.m_Object.get(), each.m_Write);
     }
     m_Session->Save().End();
@@ -273,6 +308,7 @@ void sto_Residents::EndTransaction(bool isCommitted) noexcept {
     settled.m_Resident->LetGo();
   }
   m_Settled.clear();
+  EndDeletions(isCommitted);
   sto_Resident::LetGoRetired();
 }
 
@@ -302,7 +338,7 @@ void sto_Residents::Release() noexcept {
 
 std::shared_ptr<void> sto_Residents::FindObject(std::int64_t id) noexcept {
   if (sto_Resident const* const resident = Find(id); resident != nullptr && resident->m_Object != nullptr)
-    return resident->m_Object;
+    return resident->m_IsDeleted ? nullptr : resident->m_Object;
   auto const shared = m_Shared.find(id);
   return shared == m_Shared.end() ? nullptr : shared->second.m_Object.lock();
 }

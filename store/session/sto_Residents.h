@@ -78,6 +78,7 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   /// Conflict if an object that is about to be saved is not the one that the resident of its id has.
   void CheckSaved(std::int64_t id, void const* object) {
     if (!m_Pages.empty() && object != nullptr) CheckAddress(id, object);
+    if (!m_Deleted.empty()) NoteStoredAgain(id);
   }
 
   /// The program changes the object: it is written before the commit, with `write`. Misuse outside of a transaction that
@@ -85,6 +86,9 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   /// REQUIRES: the object is in memory, and stored.
   void NoteChanged(sto_Resident& resident,
                    void (*write)(void const* object, cls_WriteVisitor const& visitor));
+  /// The object is deleted in the open transaction: see sto_DeleteObject. Errors as NoteChanged, and NotFound; if it
+  /// raises, nothing has changed. REQUIRES: it has an id.
+  void Delete(sto_Resident& resident);
   /// Writes the objects that were edited since this was called last, in one save. They stay changed until the transaction
   /// ends. REQUIRES: an open write transaction. Errors of a save; Misuse for an object that has been assigned the identity
   /// of another one.
@@ -165,6 +169,10 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   static void LetGoOf(sto_Resident& resident) noexcept;
   void CheckAddress(std::int64_t id, void const* object);
   void Write(std::vector<sto_Resident*> const& residents);
+  /// Raises unless the program may change the object now; `how`: "changed".
+  void CheckChange(sto_Resident const& resident, char const* how) const;
+  void NoteStoredAgain(std::int64_t id) noexcept;
+  void EndDeletions(bool isCommitted) noexcept;
   void AddChanged(sto_Resident& resident, void (*write)(void const* object, cls_WriteVisitor const& visitor));
   /// Calls `act` with each resident; those that end meanwhile do so afterwards.
   template <class Act> void ForEach(Act act) noexcept;
@@ -178,6 +186,7 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   std::vector<sto_Resident*> m_Changed; // each held
   std::vector<sto_Resident*> m_ToWrite; // those of them that were edited since they were written
   std::vector<Settled> m_Settled;       // in the open transaction
+  std::vector<sto_Resident*> m_Deleted; // in the open transaction; each held
   std::uint32_t m_Epoch = 1;
   std::int64_t m_LoadingId = 0;
   std::int64_t m_Count = 1; // the session, each resident that has this home, and each list that has

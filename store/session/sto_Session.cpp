@@ -226,6 +226,12 @@ bool sto_Session::IsStored(std::int64_t id) {
   return m_Records.Ahead().Has(id);
 }
 
+bool sto_Session::IsThere(std::int64_t id) {
+  if (!IsStored(id)) return false;
+  m_Catalogue.Load(*m_Driver);
+  return !m_Catalogue.HasDeletedObjects() || m_Records.ClassOf(id) != sto_DeletedClassId;
+}
+
 cls_IdentityMap::Tie& sto_Session::TieOf(cls_Uid const& uid) {
   if (cls_IdentityMap::Tie* const tie = m_Identities.Find(uid)) return *tie;
   std::int64_t const id = TakeId();

@@ -189,6 +189,8 @@ class sto_Session final : public cls_ObjectSource, public cls_IdentityOwner, pub
   /// Whether an object is stored, as the open transaction shows it. Writes the pending record of an open
   /// collection first. REQUIRES: an open transaction.
   [[nodiscard]] bool IsStored(std::int64_t id);
+  /// The same, and it was not deleted (sto_DeletedObjects.h).
+  [[nodiscard]] bool IsThere(std::int64_t id);
   /// Whether an object's id was given out in the open transaction, so that a rollback removes the object.
   [[nodiscard]] bool IsNewInTransaction(std::int64_t id) const noexcept {
     return m_IsWriting && m_NewIds.Has(id);

@@ -46,8 +46,9 @@ sto_SqliteObjects::sto_SqliteObjects(sto_SqliteConnection& connection, sto_Sqlit
       m_LastPack(connection, "SELECT key, substr(data, 1, 4) FROM pack ORDER BY key DESC LIMIT 1"),
       m_ScanPacks(connection, "SELECT key, data FROM pack WHERE key >= ? ORDER BY key"),
       m_NextPacks(connection, "SELECT key FROM pack WHERE key >= ? ORDER BY key LIMIT ?"),
-      m_NextRows(connection,
-                 "SELECT id, substr(record, 1, 24) FROM object WHERE id >= ? ORDER BY id LIMIT ?") {}
+      m_NextRows(
+          connection,
+          "SELECT id, substr(record, 1, 24) FROM object WHERE id >= ? AND id < ? ORDER BY id LIMIT ?") {}
 
 void sto_SqliteObjects::Begin(bool forWriting, std::int64_t save) noexcept {
   Drop();
@@ -379,35 +380,40 @@ std::vector<std::int64_t> sto_SqliteObjects::Ids(std::int64_t first, std::int64_
   return ids;
 }
 
-std::int64_t sto_SqliteObjects::RowsFrom(std::int64_t first, std::vector<sto_ObjectShape>& objects) {
-  if (!AnyRows()) return sto_Format::MaxObjectId + 1;
+std::int64_t sto_SqliteObjects::RowsFrom(std::int64_t first, std::int64_t end,
+                                         std::vector<sto_ObjectShape>& objects) {
+  if (!AnyRows()) return end;
   sto_SqliteStatement::Use row(m_NextRows);
   int left = MaxRowsAtOnce;
-  for (row.Bind(1, first).Bind(2, MaxRowsAtOnce); row.Step(); --left) {
+  for (row.Bind(1, first).Bind(2, end).Bind(3, MaxRowsAtOnce); row.Step(); --left) {
     sto_ByteReader start(row.Bytes(1));
     start.Varint(); // the save that has written it
     auto const shape = static_cast<std::int64_t>(start.Varint() & std::numeric_limits<std::int64_t>::max());
     objects.push_back({row.Integer(0), start.Failed() ? sto_Format::OwnShape : shape});
   }
-  return left == 0 ? objects.back().m_Id + 1 : sto_Format::MaxObjectId + 1;
+  return left == 0 ? objects.back().m_Id + 1 : end;
 }
 
 std::int64_t sto_SqliteObjects::From(std::int64_t first, std::vector<sto_ObjectShape>& objects) {
   Flush();
   auto const before = static_cast<std::ptrdiff_t>(objects.size());
-  std::int64_t end = RowsFrom(first, objects);
-  bool const hasRows = static_cast<std::ptrdiff_t>(objects.size()) != before;
   std::array<std::int64_t, PacksAtOnce> keys{};
   std::size_t count = 0;
   {
     sto_SqliteStatement::Use next(m_NextPacks);
     next.Bind(1, sto_PackOf(first)).Bind(2, static_cast<std::int64_t>(keys.size()));
-    while (count < keys.size() && next.Step()) keys[count++] = next.Integer(0);
+    while (count < keys.size() && next.Step()) {
+      if (next.Integer(0) > sto_PackOf(sto_Format::MaxObjectId)) RaiseDamaged(next.Integer(0));
+      keys[count++] = next.Integer(0);
+    }
   }
-  if (count == keys.size()) end = std::min(end, (keys.back() + 1) * sto_Format::IdsInPack);
-  while (!objects.empty() && hasRows && objects.back().m_Id >= end) objects.pop_back();
+  constexpr std::int64_t EndOfAll = sto_Format::MaxObjectId + 1;
+  bool const isLast = count < keys.size();
+  // Rows are long: reading one that lies behind the packs, to look at it again next time, costs more than a pack.
+  std::int64_t const end = RowsFrom(
+      first, isLast ? EndOfAll : std::min((keys.back() + 1) * sto_Format::IdsInPack, EndOfAll), objects);
+  bool const hasRows = static_cast<std::ptrdiff_t>(objects.size()) != before;
   for (std::size_t i = 0; i < count; ++i) {
-    if (keys[i] > sto_PackOf(sto_Format::MaxObjectId)) RaiseDamaged(keys[i]);
     std::int64_t id = keys[i] * sto_Format::IdsInPack;
     for (Entry const& entry : Find(keys[i]).m_Entries) {
       if (entry.m_SizeBytes != 0 && id >= first && id < end) objects.push_back({id, entry.m_Shape});
@@ -415,7 +421,7 @@ std::int64_t sto_SqliteObjects::From(std::int64_t first, std::vector<sto_ObjectS
     }
   }
   if (hasRows) std::ranges::sort(objects.begin() + before, objects.end(), {}, &sto_ObjectShape::m_Id);
-  return end > sto_Format::MaxObjectId ? 0 : end;
+  return end >= EndOfAll ? 0 : end;
 }
 
 std::int64_t sto_SqliteObjects::Count() {

@@ -104,9 +104,10 @@ class sto_SqliteObjects {
   /// Exchanges each noted entry with that of its pack: `reverse` goes back to the mark, the other way comes
   /// forward again.
   void Exchange(bool reverse) noexcept;
-  /// Appends the first objects from `first` on that have rows in table object. Returns the end of the ids that it has
-  /// looked at.
-  [[nodiscard]] std::int64_t RowsFrom(std::int64_t first, std::vector<sto_ObjectShape>& objects);
+  /// Appends the first objects from `first` on, and before `end`, that have rows in table object. Returns the end of the
+  /// ids that it has looked at.
+  [[nodiscard]] std::int64_t RowsFrom(std::int64_t first, std::int64_t end,
+                                      std::vector<sto_ObjectShape>& objects);
   /// Whether table object has any rows.
   [[nodiscard]] bool AnyRows();
   /// Deletes the object's row in table object, if there is one.

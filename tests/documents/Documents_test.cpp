@@ -66,7 +66,7 @@ TEST_F(Documents, IndexesAreMadeAndDropped) {
 }
 
 TEST_F(Documents, ReferencesLeadToObjectsThatStay) {
-  ExpectOutput(DOCUMENT_REFERENCES, "27 30\n15 15 light car 0\n15 4\n");
+  ExpectOutput(DOCUMENT_REFERENCES, "27 30\n15 15 light car 0\n15 4\n10 0 4\n");
 }
 
 TEST_F(Documents, DescribedObjectsComeBackAndOldOnesAreConverted) {

@@ -14,6 +14,8 @@
 
 #include <blocks/docs/references/changing-1>
 
+#include <blocks/docs/references/deleting-1>
+
 #include <blocks/docs/references/memory-1>
 
 #include <blocks/docs/references/all-objects-of-a-class-and-some-of-them-1>
@@ -31,6 +33,8 @@ int main() {
     std::cout << MassOfCar(store) << ' ' << MassOfLargeModel(store) << ' '
               << store.Ref<Assembly>("car")->m_Name << ' ' << store.CountGarbage() << '\n';
     std::cout << MassOfAllParts(store) << ' ' << CountOf(store, "rim") << '\n';
+    RemovePart(store, "rim");
+    std::cout << MassOfCar(store) << ' ' << CountOf(store, "rim") << ' ' << store.CollectGarbage() << '\n';
   }
   nex_finalize(modules);
 }
