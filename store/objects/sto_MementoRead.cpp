@@ -208,6 +208,14 @@ cls_HeldObject sto_MementoRead::HeldIn(cls_FieldHandle const& field) const {
   return {&m_Session, found->m_ObjectId, Id(), field, m_Depth};
 }
 
+std::int64_t sto_MementoRead::ObjectIn(cls_FieldHandle const& field) const {
+  sto_Field const* const found = FindToRead(field);
+  if (found == nullptr) return 0;
+  if (found->m_Tag == sto_Format::Object) return found->m_ObjectId;
+  if (found->m_Tag != sto_Format::Reference) RaiseType(field, found->m_Tag, "object");
+  return m_Session.IsThere(found->m_ObjectId) ? found->m_ObjectId : 0;
+}
+
 cls_HeldObject sto_Session::HeldIn(cls_MementoRead& memento, cls_FieldHandle const& field) {
   if (typeid(memento) != typeid(sto_MementoRead)) return {}; // it passes on to one of ours, and may change it
   return static_cast<sto_MementoRead&>(memento).HeldIn(field);

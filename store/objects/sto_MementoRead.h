@@ -83,6 +83,9 @@ class sto_MementoRead : public cls_TypedMementoRead<sto_MementoRead>,
 
   /// The object that a field holds or refers to; no source if there is none.
   [[nodiscard]] cls_HeldObject HeldIn(cls_FieldHandle const& field) const;
+  /// The id of that object; 0 if there is none, and for a reference to an object that is not there. WrongClass for
+  /// another value.
+  [[nodiscard]] std::int64_t ObjectIn(cls_FieldHandle const& field) const;
   /// What this memento reads; no source for an absent object.
   [[nodiscard]] cls_HeldObject Self() const;
   /// The memento of a base-class part that has been read before. The caller owns it.

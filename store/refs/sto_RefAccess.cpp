@@ -182,10 +182,14 @@ sto_MementoWrite& sto_StoreMemento(cls_WriteVisitor const& visitor) {
   return *memento;
 }
 
-sto_MementoRead& sto_StoreMemento(cls_ReadVisitor const& visitor) {
-  auto* const memento = dynamic_cast<sto_MementoRead*>(visitor.Memento());
+sto_MementoRead* sto_MementoWith(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
+  cls_MementoRead* const any = visitor.Memento();
+  if (any == nullptr) return nullptr;
+  if (typeid(*any) == typeid(sto_MementoRead)) return static_cast<sto_MementoRead*>(any);
+  if (any->DataIsPresent(field) == 0) return nullptr;
+  auto* const memento = dynamic_cast<sto_MementoRead*>(any);
   if (memento == nullptr) RaiseForeign();
-  return *memento;
+  return memento;
 }
 
 void sto_WriteResident(cls_WriteVisitor const& visitor, cls_FieldHandle const& field, sto_Resident& resident,
@@ -234,12 +238,11 @@ template void sto_InsertResident(sto_ObjectMapWriter<cow_String>& map, cow_Strin
                                  sto_Session& session, sto_Resident& resident, sto_RefClass const& asked);
 
 sto_Resident* sto_ReadResident(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
-  if (visitor.DataIsPresent(field) == 0) return nullptr;
-  sto_MementoRead& memento = sto_StoreMemento(visitor);
-  cls_HeldObject const held = memento.HeldIn(field);
-  if (held.m_Id == 0) return nullptr;
-  sto_Residents& residents = memento.Session().Residents();
-  sto_Resident& resident = residents.At(held.m_Id);
+  sto_MementoRead* const memento = sto_MementoWith(visitor, field);
+  std::int64_t const id = memento == nullptr ? 0 : memento->ObjectIn(field);
+  if (id == 0) return nullptr;
+  sto_Residents& residents = memento->Session().Residents();
+  sto_Resident& resident = residents.At(id);
   residents.NoteSeen(resident); // an object that is held is there
   return &resident;
 }

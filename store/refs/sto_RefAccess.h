@@ -61,9 +61,10 @@ template <class Act> void sto_WriteWhole(sto_Session& session, Act act) {
   }
 }
 
-// The memento of a visitor. Misuse if it is not a store's.
+/// The memento of a visitor. Misuse if it is not a store's.
 [[nodiscard]] sto_MementoWrite& sto_StoreMemento(cls_WriteVisitor const& visitor);
-[[nodiscard]] sto_MementoRead& sto_StoreMemento(cls_ReadVisitor const& visitor);
+/// The memento of a visitor; null if there is none. Misuse if it has the field and is not a store's.
+[[nodiscard]] sto_MementoRead* sto_MementoWith(cls_ReadVisitor const& visitor, cls_FieldHandle const& field);
 
 /// The resident of what a field holds or refers to; null if there is nothing.
 [[nodiscard]] KVL_EXPORT sto_Resident* sto_ReadResident(cls_ReadVisitor const& visitor,

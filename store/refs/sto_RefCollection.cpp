@@ -130,11 +130,12 @@ void sto_RefCollection::NoteWritten(sto_Session& session) const noexcept {
 }
 
 bool sto_RefCollection::TakeHeld(cls_ReadVisitor const& visitor, cls_FieldHandle const& field) {
-  if (visitor.DataIsPresent(field) == 0) return false;
-  sto_MementoRead& memento = sto_StoreMemento(visitor);
-  sto_Session& session = memento.Session();
-  m_Id = memento.HeldIn(field).m_Id;
-  m_Holder = memento.Id();
+  sto_MementoRead* const memento = sto_MementoWith(visitor, field);
+  std::int64_t const id = memento == nullptr ? 0 : memento->ObjectIn(field);
+  if (id == 0) return false;
+  sto_Session& session = memento->Session();
+  m_Id = id;
+  m_Holder = memento->Id();
   m_Home = &session.Residents();
   m_Home->Hold();
   m_IsRead = m_IsChanged = false;

@@ -28,6 +28,19 @@ sto_RefElements& sto_RefElements::operator=(sto_RefElements const& other) {
   return *this;
 }
 
+bool sto_RefElements::ReadFromRecord(sto_Session& session, sto_Record const& record,
+                                     std::vector<Word>& words) const {
+  bool const isShort = record.List() && record.List()->m_ElementType == sto_Format::ElementObject &&
+                       !record.List()->m_InBlocks && record.List()->m_Width == 1;
+  std::vector<std::int64_t> ids;
+  if (!isShort ||
+      !sto_ReadIds(session, m_Id, *record.List(), record.List()->m_Inline, record.List()->m_Count, ids))
+    return false;
+  words.reserve(ids.size());
+  for (std::int64_t const id : ids) words.push_back(ToWord(id));
+  return true;
+}
+
 void sto_RefElements::ReadElements(bool all) const {
   sto_Session& session = HomeSession();
   sto_OwnTransaction transaction(session, false);
@@ -38,7 +51,7 @@ void sto_RefElements::ReadElements(bool all) const {
     return transaction.Commit();
   }
   std::vector<Word> words;
-  {
+  if (!ReadFromRecord(session, *record, words)) {
     std::unique_ptr<sto_MementoRead> const memento(new (session)
                                                        sto_MementoRead(session, std::move(record), 1));
     std::unique_ptr<cls_ReadListObj> const list(memento->MakeReadListObj());

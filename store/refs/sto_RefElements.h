@@ -5,6 +5,7 @@
 #include "store/refs/sto_RefCollection.h"
 
 class sto_ObjectListWriter;
+class sto_Record;
 
 /// The elements of a sto_List, whatever their class; see sto_RefCollection. Internal to store/refs.
 class KVL_EXPORT sto_RefElements : public sto_RefCollection {
@@ -51,4 +52,7 @@ class KVL_EXPORT sto_RefElements : public sto_RefCollection {
   }
   /// Reads the count of a list in blocks only, unless `all`.
   void ReadElements(bool all) const;
+  /// Reads the elements of a short list, which are in its record; false for any other, also a damaged one.
+  [[nodiscard]] bool ReadFromRecord(sto_Session& session, sto_Record const& record,
+                                    std::vector<Word>& words) const;
 };
