@@ -7,12 +7,6 @@ namespace {
 constexpr char Root[] = "module";
 using Builder = oo7_GraphBuilder<oo7_lazy::Classes>;
 
-/// A list may have an element several times.
-template <class T> void RemoveAll(sto_List<T>& list, sto_Ref<T> const& element) {
-  while (list.remove(element)) {
-  }
-}
-
 } // namespace
 
 void oo7_LazySession::Build(oo7_Rows const& rows, std::string const& path) {
@@ -75,8 +69,8 @@ void oo7_LazySession::Insert(oo7_CompositeRow const& row, int baseId) {
 
 int oo7_LazySession::Delete(int id) {
   sto_Ref<oo7_lazy::Composite> const part = m_Store->FindOne<oo7_lazy::Composite>(&Composite::m_Id, id);
-  for (sto_Ref<oo7_lazy::Base> const& base : part->m_UsedInPrivate) RemoveAll(base.Edit().m_Private, part);
-  for (sto_Ref<oo7_lazy::Base> const& base : part->m_UsedInShared) RemoveAll(base.Edit().m_Shared, part);
+  for (sto_Ref<oo7_lazy::Base> const& base : part->m_UsedInPrivate) base.Edit().m_Private.remove_all(part);
+  for (sto_Ref<oo7_lazy::Base> const& base : part->m_UsedInShared) base.Edit().m_Shared.remove_all(part);
   m_Library.Edit().m_Composites.remove(part);
   int count = 0;
   for (sto_Ref<oo7_lazy::Atom> const& atom : part->m_Parts) {

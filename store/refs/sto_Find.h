@@ -66,7 +66,8 @@ template <class T, class Function> void sto_Store::ForEach(Function function) {
 
 /// References to the objects of class T whose attribute has a value from `first` to `last`, both included, in the order of
 /// the values, then of their numbers. Loads no object. Errors: Misuse if neither the program nor the store knows the
-/// attribute, and while an object is being saved or loaded; Damaged, Busy, Unavailable.
+/// attribute, for a value that the declared attribute cannot have (a text for a number), and while an object is being
+/// saved or loaded; Damaged, Busy, Unavailable.
 template <class T>
 std::vector<sto_Ref<T>> sto_Store::FindBetween(std::string_view attribute, sto_SearchValue const& first,
                                                sto_SearchValue const& last) {

@@ -88,6 +88,15 @@ TEST_F(Find, FindsWithoutAnIndexToo) {
   EXPECT_EQ(m_Store->Find<Thing>(&Thing::m_Number, 6).size(), 2U);
 }
 
+TEST_F(Find, RefusesValuesThatTheAttributeCannotHave) {
+  ExpectError(sto_ErrorKind::Misuse, "searched by a text in attribute m_Number, which is a number",
+              [&] { static_cast<void>(m_Store->Find<Thing>("m_Number", "6")); });
+  ExpectError(sto_ErrorKind::Misuse, "searched by a number in attribute m_Name, which is a text",
+              [&] { static_cast<void>(m_Store->Find<HeavyThing>("m_Name", 6)); });
+  ExpectError(sto_ErrorKind::Misuse, "which is a reference to an object",
+              [&] { static_cast<void>(m_Store->FindBetween<Thing>("m_Next", 6, 7)); });
+}
+
 TEST_F(Find, SeesWhatTheTransactionHasChanged) {
   {
     sto_Transaction transaction(*m_Store);

@@ -79,6 +79,9 @@ template <class T> class sto_List {
     return true;
   }
 
+  /// Erases all elements that refer to an object; returns how many. Loads no element.
+  std::size_t remove_all(sto_Ref<T> const& element) { return m_Elements.EraseAll(element.m_Resident); }
+
   /// Whether the numbers of the elements are in memory.
   [[nodiscard]] bool IsRead() const noexcept { return m_Elements.IsRead(); }
 

@@ -87,6 +87,21 @@ TEST_F(Lists, OfManyElementsSayTheirSizeWithoutReadingThem) {
   EXPECT_TRUE(box->m_Items.IsRead());
 }
 
+TEST_F(Lists, LoseAllElementsOfAnObjectAtOnce) {
+  SaveBox(3);
+  Reopen();
+  ChangeItems([](sto_List<Item>& items) {
+    for (int i = 0; i < 3; ++i) items.insert(2, items[1]);
+    EXPECT_EQ(items.remove_all(items[1]), 4U);
+    EXPECT_EQ(items.remove_all(sto_MakeRef<Item>(7)), 0U);
+    EXPECT_EQ(items.remove_all(nullptr), 0U);
+    items.push_back(nullptr);
+    EXPECT_EQ(items.remove_all(nullptr), 1U);
+  });
+  Reopen();
+  EXPECT_EQ(NumbersOf(Opened()->m_Items), (std::vector{0, 2}));
+}
+
 TEST_F(Lists, ChangeAsContainersDo) {
   SaveBox(5);
   Reopen();

@@ -207,6 +207,11 @@ template <class T> class sto_Ref {
   sto_Resident* m_Resident = nullptr; // held
 };
 
+/// A reference to a new object, made with these arguments. Throws std::bad_alloc and what the constructor raises.
+template <class T, class... Arguments> [[nodiscard]] sto_Ref<T> sto_MakeRef(Arguments&&... arguments) {
+  return sto_Ref<T>(std::make_shared<T>(std::forward<Arguments>(arguments)...));
+}
+
 template <class T> struct std::hash<sto_Ref<T>> {
   [[nodiscard]] std::size_t operator()(sto_Ref<T> const& reference) const noexcept {
     return std::hash<void const*>()(reference.m_Resident);

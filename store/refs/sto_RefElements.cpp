@@ -95,6 +95,19 @@ void sto_RefElements::Erase(std::size_t first, std::size_t count) {
   for (Word const word : erased) Drop(word);
 }
 
+std::size_t sto_RefElements::EraseAll(sto_Resident const* resident) {
+  Need();
+  std::vector<Word> kept;
+  std::vector<Word> erased; // an object that ends may lead back here
+  kept.reserve(m_Words.size());
+  for (std::size_t i = 0; i < m_Words.size(); ++i) (IsAt(i, resident) ? erased : kept).push_back(m_Words[i]);
+  if (erased.empty()) return 0;
+  m_Words.swap(kept);
+  m_IsChanged = true;
+  for (Word const word : erased) Drop(word);
+  return erased.size();
+}
+
 void sto_RefElements::Clear() noexcept {
   for (Word const word : TakeAll()) Drop(word);
 }

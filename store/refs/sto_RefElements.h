@@ -30,6 +30,7 @@ class KVL_EXPORT sto_RefElements : public sto_RefCollection {
   }
   /// Null for an element without an object. Misuse if there is no such element.
   [[nodiscard]] sto_Resident* At(std::size_t index) const {
+    if (index < m_Words.size() && !IsNumber(m_Words[index])) return ResidentOf(m_Words[index]);
     Need();
     return ResidentAt(index);
   }
@@ -37,6 +38,8 @@ class KVL_EXPORT sto_RefElements : public sto_RefCollection {
   /// Misuse if `index` is behind the end.
   void Insert(std::size_t index, sto_Resident* resident);
   void Erase(std::size_t first, std::size_t count);
+  /// Erases all elements without an object, or of one object; returns how many.
+  std::size_t EraseAll(sto_Resident const* resident);
   void Clear() noexcept;
   void Reserve(std::size_t count);
   /// Where an object is first, from an element on; Size() if it is not there.

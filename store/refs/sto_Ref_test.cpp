@@ -228,7 +228,7 @@ TEST_F(Refs, RefuseChangesThatWouldBeLost) {
   ExpectError(sto_ErrorKind::Misuse, "outside of a sto_Transaction", [&] { (void)first.Edit(); });
   {
     sto_ReadTransaction const transaction(*m_Store);
-    ExpectError(sto_ErrorKind::Misuse, "outside of a sto_Transaction", [&] { (void)first.Edit(); });
+    ExpectError(sto_ErrorKind::Misuse, "in a transaction that only reads", [&] { (void)first.Edit(); });
   }
   Reopen(sto_Mode::ReadOnly);
   ExpectError(sto_ErrorKind::Misuse, "outside of a sto_Transaction",

@@ -185,7 +185,10 @@ void sto_Residents::CheckChange(sto_Resident const& resident, char const* how) c
   m_Session->CheckTransaction();
   if (!m_Session->IsWriting())
     raise(sto_ErrorKind::Misuse,
-          std::string(" is ") + how + " outside of a sto_Transaction, so the change would be lost.");
+          std::string(" is ") + how +
+              (m_Session->InTransaction()
+                   ? " in a transaction that only reads. Open a sto_Transaction instead."
+                   : " outside of a sto_Transaction, so the change would be lost."));
   if (m_Session->Save().IsGoingOn() || m_Session->Loaded().InLoad())
     raise(sto_ErrorKind::Misuse, std::string(" is ") + how + " while an object is being saved or loaded.");
   if (resident.m_IsStale && resident.m_Object != nullptr)
