@@ -23,7 +23,7 @@ class trs_Joint {
  public:
   KVL_PERSISTED(trs_Joint, 0x650001, "Joint", 1)
   static constexpr void Describe(auto& field) {
-    field(KVL_F(m_Name));
+    field(KVL_F(m_Name), kvl::Indexed{});
     field(KVL_F(m_At), kvl::Unit("m"));
     field(KVL_F(m_Mass), kvl::Unit("kg"));
   }

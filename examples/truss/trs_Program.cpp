@@ -5,13 +5,14 @@
 #include "examples/truss/trs_Bridge.h"
 #include "examples/truss/trs_System.h"
 #include "module/nex_initialize.h"
-#include "store/sto_Store.h"
+#include "store/refs/sto_Find.h"
 
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <map>
 #include <sstream>
 #include <string_view>
 
@@ -186,13 +187,37 @@ void Plot(Program const& program, Arguments const& arguments) {
   if (!svg.flush()) throw std::runtime_error(arguments[1] + ": cannot be written");
 }
 
+// The mass of the members, class by class. It meets them one by one, and never has the truss in memory.
+void Weigh(Program const& program, Arguments const& arguments) {
+  sto_Store store = exa_OpenToRead(arguments[0], program.m_Classes);
+  std::map<std::string, double> masses;
+  store.ForEach<trs_Member>([&masses](sto_Ref<trs_Member> const& member) {
+    std::string const text = member->Text();
+    masses[text.substr(0, text.find(','))] += member->Mass();
+  });
+  for (auto const& [kind, mass] : masses) std::printf("%-10s %8.1f kg\n", kind.c_str(), mass);
+}
+
+// Finds one joint by its name and stores it again: the truss stays in the store.
+void Rename(Program const& program, Arguments const& arguments) {
+  sto_Store store = program.Open(arguments[0], sto_Mode::ReadWrite);
+  sto_Transaction transaction(store);
+  auto const joint = store.FindOne<trs_Joint>(&trs_Joint::m_Name, arguments[1]);
+  if (!joint) throw exa_CallError(arguments[0] + ": there is no joint " + arguments[1]);
+  if (store.FindOne<trs_Joint>(&trs_Joint::m_Name, arguments[2]))
+    throw exa_CallError(arguments[0] + ": there is a joint " + arguments[2]);
+  joint.Edit().m_Name = arguments[2];
+  transaction.Commit();
+}
+
 struct Command {
   std::string_view m_Name;
   std::size_t m_ArgumentCount;
   void (*m_Action)(Program const&, Arguments const&);
 };
-constexpr Command Commands[] = {
-    {"make", 2, &Make}, {"solve", 1, &Solve}, {"run", 3, &Run}, {"print", 1, &Print}, {"plot", 2, &Plot}};
+constexpr Command Commands[] = {{"make", 2, &Make},    {"solve", 1, &Solve}, {"run", 3, &Run},
+                                {"print", 1, &Print},  {"plot", 2, &Plot},   {"weigh", 1, &Weigh},
+                                {"rename", 3, &Rename}};
 
 void Call(Program const& program, Arguments arguments) {
   for (Command const& command : Commands) {
@@ -203,7 +228,8 @@ void Call(Program const& program, Arguments arguments) {
     return command.m_Action(program, arguments);
   }
   throw exa_CallError(
-      "usage: make STORE BAYS | solve STORE | run STORE CASE SECONDS | print STORE | plot STORE SVG");
+      "usage: make STORE BAYS | solve STORE | run STORE CASE SECONDS | print STORE | plot STORE SVG | "
+      "weigh STORE | rename STORE JOINT NAME");
 }
 
 } // namespace

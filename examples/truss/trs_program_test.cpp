@@ -122,6 +122,25 @@ TEST_F(TrussProgram, PlotsTheBridge) {
   ExpectFailure(3, "plot b.kvs none/b.svg", 1, "none/b.svg: cannot be written");
 }
 
+TEST_F(TrussProgram, WeighsTheMembersWithoutLoadingTheTruss) {
+  Output(3, "make b.kvs 3");
+  EXPECT_EQ(Output(3, "weigh b.kvs"), "bar          1755.6 kg\n"
+                                      "cable         150.8 kg\n"
+                                      "spring          0.0 kg\n");
+}
+
+TEST_F(TrussProgram, RenamesAJoint) {
+  Output(3, "make b.kvs 3");
+  Output(3, "solve b.kvs");
+  EXPECT_EQ(Output(3, "rename b.kvs L1 middle"), "");
+  std::string const printed = Output(3, "print b.kvs");
+  EXPECT_NE(printed.find("L0-middle "), std::string::npos);
+  EXPECT_NE(printed.find("middle sinks by 2.76 mm"), std::string::npos);
+  ExpectFailure(3, "rename b.kvs L1 left", 2, "b.kvs: there is no joint L1");
+  ExpectFailure(3, "rename b.kvs middle L2", 2, "b.kvs: there is a joint L2");
+  EXPECT_EQ(Output(3, "print b.kvs"), printed);
+}
+
 TEST_F(TrussProgram, LaterProgramsReadTheRodsOfVersion1) {
   Output(1, "make 1.kvs 4");
   Output(3, "make 3.kvs 4");
@@ -197,7 +216,8 @@ TEST_F(TrussProgram, WrongCallsHaveStatus2AndALine) {
   Output(3, "make b.kvs 2");
   StoreBytes const before = FileBytes(Path("b.kvs"));
   std::string const usage =
-      "usage: make STORE BAYS | solve STORE | run STORE CASE SECONDS | print STORE | plot STORE SVG";
+      "usage: make STORE BAYS | solve STORE | run STORE CASE SECONDS | print STORE | plot STORE SVG | "
+      "weigh STORE | rename STORE JOINT NAME";
   for (char const* const call : {"", "make b.kvs", "draw b.kvs", "print b.kvs b.kvs"})
     ExpectFailure(3, call, 2, usage);
   ExpectFailure(3, "make b.kvs 2", 2, "b.kvs: The file exists already.");

@@ -95,6 +95,9 @@ void heat_Commands::Backup(std::string const& storePath, std::string const& copy
     throw heat_ModelError(storePath + " is damaged: " + report.m_Findings.front().m_Text);
   std::int64_t const deleted = heat_WithStoreProgress(
       "collecting in " + name, [&](sto_Progress const& progress) { return store.CollectGarbage(progress); });
+  if (deleted > 0)
+    heat_WithStoreProgress("compacting " + name,
+                           [&](sto_Progress const& progress) { store.Compact(progress); });
   heat_WithStoreProgress("copying " + name,
                          [&](sto_Progress const& progress) { store.CopyTo(copyPath, progress); });
   std::printf("%s: sound, %lld objects; %lld unused ones deleted; copied to %s\n", storePath.c_str(),

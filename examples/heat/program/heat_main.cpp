@@ -94,7 +94,7 @@ int main(int argc, char** argv) {
   addMemory(history);
 
   CLI::App* const backup =
-      app.add_subcommand("backup", "check a store, delete in it what nothing uses, and copy it");
+      app.add_subcommand("backup", "check a store, delete in it what nothing uses, compact it, and copy it");
   backup->add_option("store", store, "store to copy")->required();
   backup->add_option("copy", other, "file to make; must not exist")->required();
 

@@ -9,6 +9,8 @@
 #include <regex>
 #include <string>
 
+#include "metadata/cls_ClassRegistrar.h"
+#include "store/sto_Store.h"
 #include "tests/support/HeatProgramTest.h"
 #include "tests/support/store/StoreFile.h"
 
@@ -84,6 +86,21 @@ TEST_F(HeatProgram, BacksUpAStoreThatIsSound) {
   std::string const before = Contents(Path("copy.kvs"));
   ExpectOneLine(Run(arguments), 2, "copy.kvs");
   EXPECT_EQ(Contents(Path("copy.kvs")), before);
+}
+
+TEST_F(HeatProgram, BacksUpAStoreWithoutWhatNothingUses) {
+  ASSERT_EQ(Analyse(Data("bracket.msh"), "bracket.kvs").status, 0);
+  auto const size = fs::file_size(Path("bracket.kvs"));
+  {
+    cls_ClassRegistrar const none;
+    sto_Store store = sto_Store::Open(Path("bracket.kvs"), sto_Mode::ReadWrite, none);
+    EXPECT_TRUE(store.RemoveRoot(store.Roots().front()));
+  }
+  Outcome const backup = Run("backup " + Path("bracket.kvs").string() + " " + Path("copy.kvs").string());
+  EXPECT_EQ(backup.status, 0) << backup.err;
+  EXPECT_TRUE(std::regex_search(backup.out, std::regex("sound, 0 objects; \\d\\d+ unused ones deleted")))
+      << backup.out;
+  EXPECT_LT(fs::file_size(Path("bracket.kvs")), size);
 }
 
 TEST_F(HeatProgram, BacksUpNoDamagedStore) {
