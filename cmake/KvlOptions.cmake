@@ -74,6 +74,10 @@ endif()
 if(KVL_WERROR)
   target_compile_options(kvl_program_flags INTERFACE -Werror)
 endif()
+if(CMAKE_UNITY_BUILD AND PROJECT_IS_TOP_LEVEL AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # One large source would make GCC look for garbage again and again, a tenth of its time. It takes up to 1 GiB instead.
+  target_compile_options(kvl_program_flags INTERFACE "SHELL:--param ggc-min-heapsize=1048576")
+endif()
 if(KVL_SANITIZE)
   target_compile_options(kvl_program_flags INTERFACE -fsanitize=${KVL_SANITIZE} -fno-omit-frame-pointer
     -fno-sanitize-recover=all)

@@ -50,19 +50,24 @@ diff "$work/reached" "$work/installed" >&2 || fail "installed (>) is not what pu
 
 sed 's|^|kvlpersist/|' "$public" | sort | comm -13 - "$work/installed" >"$work/inner"
 [[ -s "$work/inner" ]] || fail "there is no inner header"
-while IFS= read -r header; do
-  # Also after a public header that has included it.
+refuses() {
+  local header="$1" log="$work/${1//\//_}.refusal" instead before
   instead="$(sed -n 's/^#error .* include <\([^>]*\)>.*/\1/p' "$include/$header")"
-  for before in "" "#include <$instead>"; do
-    printf '%s\n#include <%s>\n' "$before" "$header" |
-      "$compiler" -std=c++20 -I "$include" -E -o /dev/null -x c++ - 2>"$work/refusal" &&
-      fail "<$header> lets itself be included after '$before'"
-    grep -q -F "<$header> is an inner header: include <$instead>" "$work/refusal" || {
-      cat "$work/refusal" >&2
-      fail "<$header> does not say why it cannot be included"
+  for before in "" "#include <$instead>"; do # also after a public header that has included it
+    if printf '%s\n#include <%s>\n' "$before" "$header" |
+      "$compiler" -std=c++20 -I "$include" -E -o /dev/null -x c++ - 2>"$log"; then
+      printf "headers: <%s> lets itself be included after '%s'\n" "$header" "$before" >&2
+      return 255 # xargs stops
+    fi
+    grep -q -F "<$header> is an inner header: include <$instead>" "$log" || {
+      cat "$log" >&2
+      printf 'headers: <%s> does not say why it cannot be included\n' "$header" >&2
+      return 255
     }
   done
-done <"$work/inner"
+}
+export -f refuses
+xargs -P "$(nproc)" -I '{}' bash -c 'refuses "{}"' <"$work/inner"
 
 # Without run-time type information a header says what is missing, first of all.
 grep -v '^platform/' "$public" | grep -E '/(cls_ReadVisitor|cls_ClassRegistrar|nex_initialize|sto_Store)\.h$' |

@@ -38,10 +38,10 @@ CONTRACT_FIXTURE(ContractCollecting);
 struct Led {
   char const* m_Name;
   std::int64_t m_Objects;
-  std::function<void(cls_WriteVisitor const&)> m_Write;
+  Scripted::WriteFields m_Write;
 };
 
-template <class T> std::function<void(cls_WriteVisitor const&)> ListOf(int count) {
+template <class T> Scripted::WriteFields ListOf(int count) {
   return [count](cls_WriteVisitor const& visitor) {
     WriteCollectionOf<T>(visitor, ListKind, [count](cls_MementoWrite& memento) {
       T const tag{};

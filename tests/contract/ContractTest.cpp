@@ -17,7 +17,7 @@ std::vector<ContractSetting> HugeContractSettings() {
   return settings;
 }
 
-std::string MessageOf(ContractError kind, std::function<void()> const& act) {
+std::string MessageOf(ContractError kind, HeldFunction<> const& act) {
   try {
     act();
   } catch (nex_Exception& exception) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -17,6 +16,7 @@
 #include "tests/contract/ContractBackEnd.h"
 #include "tests/contract/ContractClasses.h"
 #include "tests/contract/Coverage.h"
+#include "tests/support/HeldFunction.h"
 
 /// The settings that take the huge cases.
 std::vector<ContractSetting> HugeContractSettings();
@@ -132,7 +132,7 @@ class ContractTest : public testing::TestWithParam<ContractSetting> {
 
 /// Expects `act` to raise an exception of the nex_ family, of the given kind if the back end under test tells
 /// it apart; returns its text. Anything else fails the test.
-std::string MessageOf(ContractError kind, std::function<void()> const& act);
+std::string MessageOf(ContractError kind, HeldFunction<> const& act);
 
 inline bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;

@@ -16,7 +16,7 @@ class ContractNesting : public ContractTest {
   /// How many collections with elements nest that deep: each level is two objects.
   [[nodiscard]] int MostLevels() const { return (Deepest() - 1) / 2; }
   /// Expects what goes beyond the limit to be refused, with the limit in the message.
-  void ExpectFull(std::function<void()> const& act) const {
+  void ExpectFull(HeldFunction<> const& act) const {
     std::string const message = MessageOf(ContractError::Full, act);
     EXPECT_TRUE(Contains(message, std::to_string(Can().m_NestingLimit))) << message;
   }

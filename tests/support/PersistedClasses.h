@@ -1,19 +1,19 @@
 #pragma once
 
-#include <functional>
 #include <utility>
 
 #include "metadata/cls_ClassRegistrar.h"
 #include "persist/visitors/cls_ReadVisitor.h"
 #include "persist/visitors/cls_WriteVisitor.h"
+#include "tests/support/HeldFunction.h"
 
 // Persisted classes of tests, for every back end.
 
 /// An object whose fields the test itself writes and reads.
 class Scripted {
  public:
-  using WriteFields = std::function<void(cls_WriteVisitor const&)>;
-  using ReadFields = std::function<void(cls_ReadVisitor const&)>;
+  using WriteFields = HeldFunction<cls_WriteVisitor const&>;
+  using ReadFields = HeldFunction<cls_ReadVisitor const&>;
 
   static constexpr unsigned int TypeId() noexcept { return 0x700001; }
 

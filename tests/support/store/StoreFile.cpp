@@ -247,7 +247,7 @@ void WriteFile(std::string const& path, std::string_view text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-std::string MessageOf(sto_ErrorKind kind, std::function<void()> const& act) {
+std::string MessageOf(sto_ErrorKind kind, HeldFunction<> const& act) {
   try {
     act();
   } catch (sto_Exception const& exception) {

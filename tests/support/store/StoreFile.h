@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "store/base/sto_ErrorKind.h"
+#include "tests/support/HeldFunction.h"
 
 struct sqlite3;
 
@@ -92,7 +93,7 @@ StoreBytes FileBytes(std::string const& path);
 void WriteFile(std::string const& path, std::string_view text);
 
 /// Expects `act` to raise sto_Exception of the given kind; returns its message. Anything else fails the test.
-std::string MessageOf(sto_ErrorKind kind, std::function<void()> const& act);
+std::string MessageOf(sto_ErrorKind kind, HeldFunction<> const& act);
 
 inline bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;

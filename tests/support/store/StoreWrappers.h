@@ -3,7 +3,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/HeldFunction.h"
 #include "tests/support/backend/StoredList.h"
 #include "tests/support/store/StoreCollections.h"
 #include "tests/support/wrappers/KeyedWrapperCases.h"
@@ -264,7 +264,7 @@ template <class Case> struct Desk {
 /// Fixture for tests that store wrappers with several page sizes.
 class StoreWrapperTest : public StoreFileTest {
  protected:
-  using Act = std::function<void(sto_Store&)>;
+  using Act = HeldFunction<sto_Store&>;
 
   static cls_ClassRegistrar const& Classes() {
     static cls_ClassRegistrar const& registrar = [&]() -> cls_ClassRegistrar const& {
