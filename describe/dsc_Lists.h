@@ -295,7 +295,8 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     container.resize(count);
     for (std::size_t i = 0; i < count; ++i) {
       cls_HeldObject const held = names->NextHeld();
-      if (held.m_Id != 0 && !IsLeft({held, &container, &FillElement, &in.m_Identity, i}))
+      if (held.m_Id != 0 &&
+          !IsLeft({held, &container, &FillElement, &in.m_Identity, i, dsc_SharedAs<Element>()}))
         container[i] = Construct(held);
     }
     return true;
@@ -307,7 +308,10 @@ struct dsc_Stored<T> : dsc_OneField<1> {
     return cls_LaterPlace::Leave(read);
   }
   [[nodiscard]] static auto Construct(cls_HeldObject const& held) {
-    return dsc_ConstructStored<dsc_OwnerOf<Element>>(cls_ReadVisitor(held.m_Source->MakeReadObj(held)));
+    if constexpr (dsc_HoldingOf<Element> == dsc_Holding::Unique)
+      return dsc_ConstructStored<Element>(cls_ReadVisitor(held.m_Source->MakeReadObj(held)));
+    else
+      return cls_ConstructSharedHeld<Object>(held);
   }
   static void FillElement(cls_LaterReads::Read const& read) {
     auto element = Construct(read.m_Held);

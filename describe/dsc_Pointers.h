@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <type_traits>
+#include <typeinfo>
 
 #include "describe/dsc_Stored.h"
 #include "persist/pointers/cls_LaterPointers.h"
@@ -71,13 +73,32 @@ template <dsc_IsOwner Pointer> [[nodiscard]] Pointer dsc_Construct(cls_ReadVisit
   return dsc_ConstructStored<Pointer>(visitor);
 }
 
+/// The class of the object behind a pointer that is one of several; null for the only owner.
+template <dsc_IsPointer Pointer> [[nodiscard]] std::type_info const* dsc_SharedAs() noexcept {
+  if constexpr (dsc_HoldingOf<Pointer> == dsc_Holding::Unique)
+    return nullptr;
+  else
+    return &typeid(std::remove_cv_t<typename Pointer::element_type>);
+}
+
 /// Leaves a pointer that is a member of the object for later, if its object is not to be built inside its holder
-/// (cls_LaterReads). False for a pointer elsewhere, or if the back end cannot do that.
+/// (cls_LaterReads). False for a pointer elsewhere, or if the back end cannot do that. A pointer that shares an object
+/// which the load has built already is set to it.
 template <class Pointer>
 [[nodiscard]] bool dsc_LeaveForLater(dsc_In const& in, cls_FieldHandle const& field, Pointer& pointer,
                                      void (*fill)(cls_LaterReads::Read const&)) {
   return in.m_Bytes.Has(&pointer) &&
-         cls_LaterPlace(in.m_Visitor).Leave(field, {{}, &pointer, fill, &in.m_Identity});
+         cls_LaterPlace(in.m_Visitor)
+             .Leave(field, {{}, &pointer, fill, &in.m_Identity, 0, dsc_SharedAs<Pointer>()});
+}
+
+/// The same for a pointer whose field refers to an object that may be missing; false also if the field does not.
+template <class Pointer>
+[[nodiscard]] bool dsc_LeaveReference(dsc_In const& in, cls_FieldHandle const& field, Pointer& pointer,
+                                      void (*fill)(cls_LaterReads::Read const&)) {
+  return in.m_Bytes.Has(&pointer) &&
+         cls_LaterPlace(in.m_Visitor)
+             .LeaveReference(field, {{}, &pointer, fill, &in.m_Identity, 0, dsc_SharedAs<Pointer>()});
 }
 
 /// An object behind an owning pointer is held by the field, which is absent for a null pointer.
@@ -140,12 +161,15 @@ template <dsc_IsWeak T> struct dsc_Stored<T> : dsc_OneField<0> {
   template <class Name> static void Read(dsc_In const& in, dsc_Place at, T& pointer) {
     cls_FieldHandle const field = Name::Handle(at.m_Number);
     pointer.reset();
-    if (in.m_Visitor.DataIsPresent(field) == 0 ||
-        dsc_LeaveForLater(in, field, pointer, &cls_FillPointer<typename T::element_type, Object>::Weak))
+    if (dsc_LeaveReference(in, field, pointer, Fill) || in.m_Visitor.DataIsPresent(field) == 0 ||
+        dsc_LeaveForLater(in, field, pointer, Fill))
       return;
     pointer = cls_ConstructShared<Object>(cls_ReadVisitor(in.m_Visitor, field));
   }
   template <class Each> static void DeclareHeld(Each const& each) { each.template operator()<Object>(); }
+
+ private:
+  static constexpr auto Fill = &cls_FillPointer<typename T::element_type, Object>::Weak;
 };
 
 /// What a visitor's load has still to do; null if no load runs.

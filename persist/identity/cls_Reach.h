@@ -59,6 +59,12 @@ class KVL_EXPORT cls_Reach {
   /// A root was removed: saves under its name no longer have a root.
   void RemoveRoot(std::string_view root) noexcept;
 
+  /// Whether the save has reached the identity at this address already, so that there is nothing to do. Throws
+  /// std::bad_alloc.
+  [[nodiscard]] bool IsMet(cls_IdentityMap::Tie const& tie, void const* address) const {
+    cls_Visit const& visit = tie.Visit();
+    return visit.m_Save == m_Save && visit.m_Address == address && address != nullptr;
+  }
   /// Says what to do with an object that was reached. `isNew`: its id was given out in this save. Throws
   /// std::bad_alloc.
   [[nodiscard]] Meeting Meet(cls_IdentityMap::Tie const& tie, Occurrence const& occurrence, bool isNew);

@@ -7,7 +7,7 @@
 
 /// Why an object behind a pointer is not built, or not handed out. OtherClass means that the stored object is
 /// not of the class that is asked for; all others are mistakes of the program.
-enum class cls_BuildFault {
+enum class cls_BuildFault : std::uint8_t {
   OtherClass,          ///< its class is neither the one that is asked for nor derived from it
   NoVirtualDestructor, ///< its class derives from the one that is asked for, which has no virtual destructor
   NotDeclared,         ///< the source has no metadata for its class and version

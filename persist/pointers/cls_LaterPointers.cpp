@@ -2,11 +2,9 @@
 
 namespace {
 
-/// Whether an object is built inside its holder; see cls_LaterReads.
-bool IsBuiltNow(cls_LoadedObjects const& loaded, cls_HeldObject const& held) noexcept {
-  if (held.m_Depth >= cls_LaterReads::MaxNested) return false;
-  cls_LoadedObjects::Entry const* const entry = loaded.Find(held.m_Id);
-  return entry == nullptr || entry->m_Object != nullptr || entry->m_WhyNot != cls_BuildFault::IsUnfinished;
+/// Whether a pointer leads back to an object that is not finished yet. `entry`: of the object, null if there is none.
+bool IsUnfinished(cls_LoadedObjects::Entry const* entry) noexcept {
+  return entry != nullptr && entry->m_Object == nullptr && entry->m_WhyNot == cls_BuildFault::IsUnfinished;
 }
 
 } // namespace
@@ -34,6 +32,14 @@ bool cls_LaterPlace::Leave(cls_FieldHandle const& field, cls_LaterReads::Read re
   return read.m_Held.m_Source != nullptr && Leave(std::move(read));
 }
 
+bool cls_LaterPlace::LeaveReference(cls_FieldHandle const& field, cls_LaterReads::Read read) const {
+  if (m_Source == nullptr || m_Source->Later() == nullptr) return false;
+  read.m_Held = m_Source->Later()->HeldIn(*m_Memento, field);
+  if (read.m_Held.m_Source == nullptr || !read.m_Held.m_IsReference) return false;
+  if (!Leave(read)) read.m_Fill(read);
+  return true;
+}
+
 cls_HeldObject cls_LaterPlace::Self() const {
   if (m_Source == nullptr || m_Source->Later() == nullptr) return {};
   return m_Source->Later()->Self(*m_Memento);
@@ -41,9 +47,17 @@ cls_HeldObject cls_LaterPlace::Self() const {
 
 bool cls_LaterPlace::Leave(cls_LaterReads::Read read) {
   cls_LoadedObjects& loaded = read.m_Held.m_Source->Source().Loaded();
-  if (!loaded.Later().IsOn() || IsBuiltNow(loaded, read.m_Held)) return false;
-  read.m_Held.m_Depth = 0;
-  loaded.Later().Add(std::move(read));
+  cls_LaterReads& later = loaded.Later();
+  if (!later.IsOn()) return false;
+  int const depth = std::exchange(read.m_Held.m_Depth, 0); // what is left begins anew
+  cls_LoadedObjects::Entry const* const entry = loaded.Find(read.m_Held.m_Id);
+  if (read.m_SharedAs != nullptr && entry != nullptr && loaded.IsOfThisLoad(*entry, *read.m_SharedAs)) {
+    read.m_Fill(read); // which finds the object
+    return true;
+  }
+  if (read.m_Held.m_IsReference && entry == nullptr && later.AddReference(read)) return true;
+  if (depth < cls_LaterReads::MaxNested && !IsUnfinished(entry)) return false;
+  later.Add(std::move(read));
   return true;
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include "persist/backend/cls_ReadObjects.h"
@@ -106,13 +107,23 @@ template <class T>
 /// Whether a visitor reads an object, and not an element without one. True if its back end cannot say.
 [[nodiscard]] KVL_EXPORT bool cls_HasObject(cls_ReadVisitor const& visitor) noexcept;
 
+/// The shared object that a pointer leads to: the one that the running load has built, or a new one. Null for a reference
+/// whose object is missing.
+template <class Object>
+[[nodiscard]] std::shared_ptr<Object> cls_ConstructSharedHeld(cls_HeldObject const& held) {
+  if (std::shared_ptr<void> found = cls_FindLoaded(held, typeid(Object)))
+    return std::static_pointer_cast<Object>(std::move(found));
+  cls_MementoRead* const memento = held.m_Source->MakeReadObj(held);
+  return memento == nullptr ? nullptr : cls_ConstructShared<Object>(cls_ReadVisitor(memento));
+}
+
 /// Fills a pointer to T that was left for later. T may be const; `Object` is not.
 template <class T, class Object = std::remove_cv_t<T>> struct cls_FillPointer {
   static void Shared(cls_LaterReads::Read const& read) {
-    Set<std::shared_ptr<T>>(read, cls_ConstructShared<Object>(VisitorOf(read)));
+    Set<std::shared_ptr<T>>(read, cls_ConstructSharedHeld<Object>(read.m_Held));
   }
   static void Weak(cls_LaterReads::Read const& read) {
-    Set<std::weak_ptr<T>>(read, cls_ConstructShared<Object>(VisitorOf(read)));
+    Set<std::weak_ptr<T>>(read, cls_ConstructSharedHeld<Object>(read.m_Held));
   }
   static void Owned(cls_LaterReads::Read const& read) {
     Set<std::unique_ptr<T>>(read, cls_Construct<Object>(VisitorOf(read)));
@@ -136,15 +147,18 @@ class KVL_EXPORT cls_LaterPlace {
 
   /// What the visitor's load has still to do; null if no load runs, or everything is read at once.
   [[nodiscard]] cls_LaterReads* Reads() const noexcept;
-  /// Leaves the pointer for later that a field's object belongs to; false if it is to be read at once. Sets what
-  /// `read` holds. REQUIRES: the field has an object.
+  /// Leaves the pointer for later that a field's object belongs to; false if it is to be read at once. If it shares an
+  /// object that the load has built already, it is filled. Sets what `read` holds. REQUIRES: the field has an object.
   [[nodiscard]] bool Leave(cls_FieldHandle const& field, cls_LaterReads::Read read) const;
+  /// The same for a pointer to an element.
+  [[nodiscard]] static bool Leave(cls_LaterReads::Read read);
+  /// Leaves a pointer for later, or fills it, whose field refers to an object that may be missing. False, and nothing is
+  /// done, if the field is not known to be such a one, for example because it is absent.
+  [[nodiscard]] bool LeaveReference(cls_FieldHandle const& field, cls_LaterReads::Read read) const;
   /// Leaves a call for the end of the load; false if no load runs that could make it.
   [[nodiscard]] bool Leave(cls_LaterReads::Call const& call) const;
   /// The object, or part of it, that the visitor reads; no source if no load runs, or nothing can be left.
   [[nodiscard]] cls_HeldObject Self() const;
-  /// Leaves a pointer to an element for later; false if it is to be read at once.
-  [[nodiscard]] static bool Leave(cls_LaterReads::Read read);
 
  private:
   cls_MementoRead* m_Memento;
@@ -157,15 +171,20 @@ template <class T>
 void cls_ReadLater(cls_ReadVisitor const& parent, cls_FieldHandle const& field, std::shared_ptr<T>& target) {
   target = nullptr;
   if (parent.DataIsPresent(field) == 0) return;
-  if (cls_LaterPlace(parent).Leave(field, {{}, &target, &cls_FillPointer<T>::Shared})) return;
+  if (cls_LaterPlace(parent).Leave(
+          field, {{}, &target, &cls_FillPointer<T>::Shared, nullptr, 0, &typeid(std::remove_cv_t<T>)}))
+    return;
   target = cls_ConstructShared<T>(cls_ReadVisitor(parent, field));
 }
 /// The same for a pointer that holds nothing: it is empty after the load if nothing else holds the object.
 template <class T>
 void cls_ReadLater(cls_ReadVisitor const& parent, cls_FieldHandle const& field, std::weak_ptr<T>& target) {
   target.reset();
-  if (parent.DataIsPresent(field) == 0) return;
-  if (cls_LaterPlace(parent).Leave(field, {{}, &target, &cls_FillPointer<T>::Weak})) return;
+  cls_LaterReads::Read const read{{},      &target, &cls_FillPointer<T>::Weak,
+                                  nullptr, 0,       &typeid(std::remove_cv_t<T>)};
+  cls_LaterPlace const place(parent);
+  if (place.LeaveReference(field, read) || parent.DataIsPresent(field) == 0 || place.Leave(field, read))
+    return;
   target = cls_ConstructShared<T>(cls_ReadVisitor(parent, field));
 }
 /// The same for one owner.
@@ -185,7 +204,8 @@ void cls_ReadNextLater(cls_ReadListObj& list, cls_NamesElements* names, std::sha
   if (names != nullptr) {
     cls_HeldObject const held = names->NextHeld();
     if (held.m_Id == 0) return;
-    cls_LaterReads::Read const read{held, &target, &cls_FillPointer<T>::Shared};
+    cls_LaterReads::Read const read{held,    &target, &cls_FillPointer<T>::Shared,
+                                    nullptr, 0,       &typeid(std::remove_cv_t<T>)};
     if (!cls_LaterPlace::Leave(read)) read.m_Fill(read);
     return;
   }

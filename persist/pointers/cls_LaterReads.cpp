@@ -4,11 +4,10 @@
 #include <new>
 
 #include "persist/backend/cls_ReadObjects.h"
+#include "persist/pointers/cls_LaterOrder.h"
+#include "persist/pointers/cls_ObjectSource.h"
 
 namespace {
-
-/// Reads that are done are dropped once there are so many of them, and more than those that are left.
-constexpr std::size_t ManyReads = 4096;
 
 /// Moves a place in an object along with the object's owner, or forgets it if the owner is gone.
 void MoveAlong(void*& place, void const*& owner, void const* to) noexcept {
@@ -36,20 +35,29 @@ template <class T> T* FindNumber(std::vector<T>& all, std::uint64_t number) noex
 
 constinit std::atomic<int> cls_LaterReads::s_HaveOwners = 0;
 
+std::shared_ptr<void> cls_FindLoaded(cls_HeldObject const& held, std::type_info const& type) {
+  cls_LoadedObjects const& loaded = held.m_Source->Source().Loaded();
+  cls_LoadedObjects::Entry const* const entry = loaded.Find(held.m_Id);
+  return entry != nullptr && loaded.IsOfThisLoad(*entry, type) ? entry->m_Object : nullptr;
+}
+
 cls_NamesElements* cls_NamesElements::Of(cls_ReadListObj* list) noexcept {
   return dynamic_cast<cls_NamesElements*>(list);
 }
 
 void cls_LaterReads::Finish(Mark const& mark) {
-  std::size_t next = mark.m_Reads;
-  while (next < m_Reads.size()) {
-    Fill(next++);
-    std::size_t const done = next - mark.m_Reads;
-    if (done < ManyReads || done < m_Reads.size() - next) continue;
-    auto const first = m_Reads.begin() + static_cast<std::ptrdiff_t>(mark.m_Reads);
-    m_Reads.erase(first, first + static_cast<std::ptrdiff_t>(done));
-    next = mark.m_Reads;
+  cls_LaterOrder reads(m_Reads, mark.m_Reads);
+  cls_LaterOrder references(m_References, mark.m_References);
+  auto const fillReads = [&] {
+    while (reads.More()) Fill(m_Reads[reads.Next()]);
+  };
+  fillReads();
+  bool const outer = std::exchange(m_FillsReferences, true);
+  while (references.More()) {
+    Fill(m_References[references.Next()]);
+    fillReads();
   }
+  m_FillsReferences = outer;
   ForgetReads(mark); // all are filled: a call may save the objects
   for (std::size_t i = mark.m_Calls; i < m_Calls.size(); ++i) {
     Call const call = m_Calls[i];
@@ -59,15 +67,30 @@ void cls_LaterReads::Finish(Mark const& mark) {
   Forget(mark);
 }
 
-void cls_LaterReads::Fill(std::size_t index) {
-  if (m_Reads[index].m_Target == nullptr) return;
-  Filling const filling(*this, m_Reads[index]); // a copy, because building the object may add more
-  m_Reads[index].m_Owner = nullptr;             // from now on the copy follows the owner
+void cls_LaterReads::Fill(Read& read) {
+  if (read.m_Target == nullptr) return;
+  Filling const filling(*this, read); // a copy, because building the object may add more
+  read.m_Owner = nullptr;             // from now on the copy follows the owner
   filling.m_Read.m_Fill(filling.m_Read);
+}
+
+void cls_LaterReads::Sweep() {
+  if (m_Loads != 1 || m_FillsReferences) return;
+  for (Read& read : m_References) {
+    if (read.m_Target == nullptr || read.m_SharedAs == nullptr ||
+        cls_FindLoaded(read.m_Held, *read.m_SharedAs) == nullptr)
+      continue;
+    Fill(read);
+    read.m_Target = nullptr;
+  }
+  std::erase_if(m_References, [](Read const& read) { return read.m_Target == nullptr; });
+  m_SweepAt = std::max(FirstSweep, 2 * m_References.size());
 }
 
 void cls_LaterReads::ForgetReads(Mark const& mark) noexcept {
   m_Reads.erase(m_Reads.begin() + static_cast<std::ptrdiff_t>(mark.m_Reads), m_Reads.end());
+  m_References.erase(m_References.begin() + static_cast<std::ptrdiff_t>(mark.m_References),
+                     m_References.end());
 }
 
 void cls_LaterReads::Forget(Mark const& mark) noexcept {
@@ -81,6 +104,9 @@ void cls_LaterReads::End(Mark const& mark) noexcept {
   if (m_Loads == 0) {
     ForgetOwners();
     m_Reads.shrink_to_fit();
+    m_References.shrink_to_fit();
+    m_SweepAt = FirstSweep;
+    m_FillsReferences = false;
     m_Calls.shrink_to_fit();
   }
 }
@@ -114,6 +140,7 @@ void cls_LaterReads::IndexOwners() {
       if (each->m_Owner != nullptr) m_ByOwner.emplace(each->m_Owner, each->m_Number);
   };
   add(m_Reads);
+  add(m_References);
   add(m_Calls);
   m_LastIndexed = m_LastNumber;
 }
@@ -124,8 +151,9 @@ template <class Act> void cls_LaterReads::ForEachOf(void const* owner, Act act) 
 }
 
 void cls_LaterReads::MoveOne(std::uint64_t number, void const* from, void const* to) noexcept {
-  if (Read* const read = FindNumber(m_Reads, number); read != nullptr && read->m_Owner == from)
-    MoveAlong(read->m_Target, read->m_Owner, to);
+  for (std::vector<Read>* const reads : {&m_Reads, &m_References})
+    if (Read* const read = FindNumber(*reads, number); read != nullptr && read->m_Owner == from)
+      MoveAlong(read->m_Target, read->m_Owner, to);
   if (Call* const call = FindNumber(m_Calls, number); call != nullptr && call->m_Owner == from)
     MoveAlong(call->m_Object, call->m_Owner, to);
 }
@@ -151,8 +179,9 @@ void cls_LaterReads::MoveOwner(void const* from, void const* to) noexcept {
 }
 
 void cls_LaterReads::CopyOne(std::uint64_t number, void const* from, void const* to) {
-  if (Read const* const read = FindNumber(m_Reads, number); read != nullptr && read->m_Owner == from)
-    Add(CopyOf(*read, to));
+  for (std::vector<Read>* const reads : {&m_Reads, &m_References})
+    if (Read const* const read = FindNumber(*reads, number); read != nullptr && read->m_Owner == from)
+      Add(*reads, CopyOf(*read, to));
   if (Call const* const call = FindNumber(m_Calls, number); call != nullptr && call->m_Owner == from) {
     Call copy = *call;
     MoveAlong(copy.m_Object, copy.m_Owner, to);

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <typeinfo>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -22,8 +24,9 @@ struct cls_HeldObject {
   std::int64_t m_Id = 0;               ///< its number; 0: there is none
   std::int64_t m_Holder = 0;           ///< the number of the object or collection that holds it, for messages
   cls_FieldHandle m_Field;             ///< the field that holds it; none for an element of a collection
-  int m_Depth = 0; ///< how many objects are being read, one inside another, up to the holder
-  int m_Part = 0;  ///< which part of the object, counted from the most derived class
+  int m_Depth = 0;            ///< how many objects are being read, one inside another, up to the holder
+  int m_Part = 0;             ///< which part of the object, counted from the most derived class
+  bool m_IsReference = false; ///< it is only referred to, and may be missing; something else holds it
 };
 
 /// What a back end offers whose objects can be read after their holders. Its source of objects derives from this
@@ -36,8 +39,8 @@ class KVL_EXPORT cls_LaterSource {
   /// The object, or the part of it, that `memento` itself reads. No source as above, and for an object that is not
   /// stored.
   [[nodiscard]] virtual cls_HeldObject Self(cls_MementoRead& memento) = 0;
-  /// The memento of that object, which is nested one deeper; the caller owns it. Raises the back end's error if the
-  /// object is missing.
+  /// The memento of that object, which is nested one deeper; the caller owns it. If the object is missing: null for a
+  /// reference, otherwise raises the back end's error.
   [[nodiscard]] virtual cls_MementoRead* MakeReadObj(cls_HeldObject const& held) = 0;
   /// The source of objects itself.
   [[nodiscard]] virtual cls_ObjectSource& Source() noexcept = 0;
@@ -48,6 +51,11 @@ class KVL_EXPORT cls_LaterSource {
   cls_LaterSource& operator=(cls_LaterSource const&) = default;
   ~cls_LaterSource() = default;
 };
+
+/// The object that a pointer leads to, if the running load has built it behind a shared pointer to this class; otherwise
+/// null. Its record is not read again.
+[[nodiscard]] KVL_EXPORT std::shared_ptr<void> cls_FindLoaded(cls_HeldObject const& held,
+                                                              std::type_info const& type);
 
 /// What a cursor over a list of objects offers if its elements can be read later; it derives from this class too.
 class KVL_EXPORT cls_NamesElements {
@@ -69,7 +77,13 @@ class KVL_EXPORT cls_NamesElements {
 /// The pointers that the running load has still to fill, and what it does when all are filled. An object behind a
 /// pointer is built inside its holder until so many are nested (MaxNested), so that objects that are visited one after
 /// the other are close together in memory. From then on, and if the pointer leads back to an object that is not finished
-/// yet, it is filled after the holder is built. So a chain of objects takes no stack, however long it is.
+/// yet, it is filled after the outermost holder is built. So a chain of objects takes no stack, however long it is. What
+/// was left is filled in its order, except that what filling one pointer leaves is filled before what was left earlier
+/// (cls_LaterOrder): so what one object leads to is close together, too.
+///
+/// A field that only refers to an object which something else holds (cls_HeldObject::m_IsReference) waits until that one is
+/// built. If it is not, it is built for the reference, at the end of the load. While MaxReferences wait, further ones are
+/// treated as other pointers are.
 ///
 /// A load that runs inside another one fills its own pointers before it returns.
 ///
@@ -88,8 +102,10 @@ class KVL_EXPORT cls_LaterReads {
     void (*m_Fill)(Read const& read);
     void const* m_Owner = nullptr; ///< null: nothing reports moves; otherwise the target lies in its object
     std::size_t m_Index = 0;       ///< of the pointer, if the target is a container
-    bool m_IsCopy = false;         ///< the target belongs to a copy of the object that was read
-    std::uint64_t m_Number = 0;    ///< set by Add
+    std::type_info const* m_SharedAs =
+        nullptr;                ///< the object's class, for one of several holders; null for its owner
+    bool m_IsCopy = false;      ///< the target belongs to a copy of the object that was read
+    std::uint64_t m_Number = 0; ///< set by Add
   };
   /// A call for an object when the graph is whole.
   struct Call {
@@ -102,10 +118,13 @@ class KVL_EXPORT cls_LaterReads {
 
   /// How many objects are nested before the next one is left for later.
   static constexpr int MaxNested = 32;
+  /// How many references wait for what holds their objects.
+  static constexpr std::size_t MaxReferences = 65536;
 
   /// Where a load began.
   struct Mark {
     std::size_t m_Reads;
+    std::size_t m_References;
     std::size_t m_Calls;
   };
 
@@ -113,13 +132,16 @@ class KVL_EXPORT cls_LaterReads {
   [[nodiscard]] bool IsOn() const noexcept { return m_Loads > 0 && m_AtOnce == 0; }
 
   /// Whether objects of the running loads still wait for what they lead to, so that saving them would lose it.
-  [[nodiscard]] bool IsWaiting() const noexcept { return !m_Reads.empty(); }
+  [[nodiscard]] bool IsWaiting() const noexcept { return !m_Reads.empty() || !m_References.empty(); }
 
   /// REQUIRES: IsOn; the target stays where it is until the load has filled it or has failed.
-  void Add(Read read) {
-    if (read.m_Owner != nullptr) NoteOwner();
-    read.m_Number = ++m_LastNumber;
-    m_Reads.push_back(std::move(read));
+  void Add(Read read) { Add(m_Reads, std::move(read)); }
+  /// The same for a reference; false, and nothing is added, if too many wait already.
+  [[nodiscard]] bool AddReference(Read read) {
+    if (m_References.size() >= m_SweepAt) Sweep();
+    if (m_References.size() >= MaxReferences) return false;
+    Add(m_References, std::move(read));
+    return true;
   }
   /// REQUIRES: IsOn; the object stays where it is until the load ends.
   void AddCall(Call call) {
@@ -180,10 +202,11 @@ class KVL_EXPORT cls_LaterReads {
   /// A load begins.
   [[nodiscard]] Mark Begin() noexcept {
     ++m_Loads;
-    return {m_Reads.size(), m_Calls.size()};
+    return {m_Reads.size(), m_References.size(), m_Calls.size()};
   }
-  /// Fills the pointers that were added since the load began, in the order of adding, also those that are added
-  /// meanwhile. Then makes its calls, each once. Whatever these raise passes through; the rest is then left undone.
+  /// Fills the pointers that were added since the load began, also those that are added meanwhile, in the order that the
+  /// class describes; references last. Then makes its calls, each once, in the order of adding. Whatever these raise passes
+  /// through; the rest is then left undone. Throws std::bad_alloc.
   void Finish(Mark const& mark);
   /// The load ends. What it has not done is forgotten.
   void End(Mark const& mark) noexcept;
@@ -222,20 +245,32 @@ class KVL_EXPORT cls_LaterReads {
     Read m_Read;
     Filling* m_Outer;
   };
-  void Fill(std::size_t index);
+  void Add(std::vector<Read>& to, Read&& read) {
+    if (read.m_Owner != nullptr) NoteOwner();
+    read.m_Number = ++m_LastNumber;
+    to.push_back(std::move(read));
+  }
+  void Fill(Read& read);
+  /// Fills the references whose objects are built by now, if no load needs their places.
+  void Sweep();
 
   KVL_LOCAL void ForgetReads(Mark const& mark) noexcept;
   /// Forgets what was added since the mark.
   KVL_LOCAL void Forget(Mark const& mark) noexcept;
 
   static std::atomic<int> s_HaveOwners; // how many, in all threads
+  static constexpr std::size_t FirstSweep = 1024;
 
   int m_Loads = 0;
   int m_AtOnce = 0;
   bool m_HasOwners = false;
+  bool m_FillsReferences = false; // some load does
   cls_LaterReads* m_NextInChain = nullptr;
   Filling* m_Filling = nullptr;
-  std::vector<Read> m_Reads; // in the order of their numbers, as the calls
+  // All in the order of their numbers.
+  std::vector<Read> m_Reads;
+  std::vector<Read> m_References;
+  std::size_t m_SweepAt = FirstSweep; // when there are so many references
   std::vector<Call> m_Calls;
   std::uint64_t m_LastNumber = 0;
   std::uint64_t m_LastIndexed = 0;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 namespace {
 
@@ -28,7 +29,7 @@ class LaterReads : public testing::Test {
   cls_LaterReads m_Reads;
 };
 
-TEST_F(LaterReads, AreFilledInTheirOrderAlsoThoseAddedMeanwhile) {
+TEST_F(LaterReads, AreFilledInTheirOrderThoseAddedMeanwhileNext) {
   int a = 0, b = 0, c = 0;
   EXPECT_FALSE(m_Reads.IsOn());
   auto const mark = m_Reads.Begin();
@@ -39,7 +40,7 @@ TEST_F(LaterReads, AreFilledInTheirOrderAlsoThoseAddedMeanwhile) {
     if (number == 1) m_Reads.Add(To(c));
   };
   m_Reads.Finish(mark);
-  EXPECT_EQ((std::vector{a, b, c}), (std::vector{1, 2, 3}));
+  EXPECT_EQ((std::vector{a, c, b}), (std::vector{1, 2, 3}));
   m_Reads.Finish(mark);
   EXPECT_EQ(s_Fillings, 3) << "each once";
   m_Reads.End(mark);
@@ -51,11 +52,14 @@ TEST_F(LaterReads, AreFilledHoweverManyThereAre) {
   auto const mark = m_Reads.Begin();
   for (std::size_t i = 0; i < 10'000; ++i) m_Reads.Add(To(targets[i]));
   s_OnFill = [&](int number) {
-    if (number <= 10'000) m_Reads.Add(To(targets[static_cast<std::size_t>(number) + 9'999]));
+    if (number % 2 == 1) m_Reads.Add(To(targets[static_cast<std::size_t>(10'000 + number / 2)]));
   };
   m_Reads.Finish(mark);
   m_Reads.End(mark);
-  for (int i = 0; i < 20'000; ++i) ASSERT_EQ(targets[static_cast<std::size_t>(i)], i + 1);
+  for (int i = 0; i < 10'000; ++i) {
+    ASSERT_EQ(targets[static_cast<std::size_t>(i)], 2 * i + 1);
+    ASSERT_EQ(targets[static_cast<std::size_t>(10'000 + i)], 2 * i + 2);
+  }
 }
 
 TEST_F(LaterReads, NestedLoadFillsItsOwnOnly) {
@@ -88,6 +92,50 @@ TEST_F(LaterReads, FailedLoadForgetsWhatIsLeft) {
   m_Reads.End(next);
   EXPECT_EQ(s_Fillings, 1);
   EXPECT_EQ(b, 0);
+}
+
+TEST_F(LaterReads, ReferencesAreFilledLast) {
+  int reference = 0, a = 0, b = 0, meanwhile = 0;
+  auto const mark = m_Reads.Begin();
+  EXPECT_TRUE(m_Reads.AddReference(To(reference)));
+  EXPECT_TRUE(m_Reads.IsWaiting());
+  m_Reads.Add(To(a));
+  s_OnFill = [&](int number) {
+    if (number == 1) {
+      EXPECT_TRUE(m_Reads.AddReference(To(meanwhile)));
+      m_Reads.Add(To(b));
+    }
+  };
+  m_Reads.Finish(mark);
+  m_Reads.End(mark);
+  EXPECT_EQ((std::vector{a, b, reference, meanwhile}), (std::vector{1, 2, 3, 4}));
+  EXPECT_FALSE(m_Reads.IsWaiting());
+}
+
+TEST_F(LaterReads, OnlySoManyReferencesWait) {
+  std::vector<int> targets(cls_LaterReads::MaxReferences + 1);
+  auto const mark = m_Reads.Begin();
+  for (std::size_t i = 0; i + 1 < targets.size(); ++i) ASSERT_TRUE(m_Reads.AddReference(To(targets[i])));
+  EXPECT_FALSE(m_Reads.AddReference(To(targets.back())));
+  m_Reads.Finish(mark);
+  EXPECT_TRUE(m_Reads.AddReference(To(targets.back())));
+  m_Reads.Finish(mark);
+  m_Reads.End(mark);
+  for (int i = 0; int const target : targets) ASSERT_EQ(target, ++i);
+}
+
+TEST_F(LaterReads, NestedLoadFillsItsReferencesOnly) {
+  int outer = 0, inner = 0;
+  auto const mark = m_Reads.Begin();
+  EXPECT_TRUE(m_Reads.AddReference(To(outer)));
+  auto const nested = m_Reads.Begin();
+  EXPECT_TRUE(m_Reads.AddReference(To(inner)));
+  m_Reads.Finish(nested);
+  m_Reads.End(nested);
+  EXPECT_EQ((std::vector{outer, inner}), (std::vector{0, 1}));
+  m_Reads.Finish(mark);
+  m_Reads.End(mark);
+  EXPECT_EQ(outer, 2);
 }
 
 TEST_F(LaterReads, CallsAreMadeOnceAndWhenAllPointersAreFilled) {
@@ -201,6 +249,21 @@ TEST_F(LaterReads, CopyThatACallMakesIsNotCalled) {
   m_Reads.End(mark);
   EXPECT_EQ(from.m_Inside, 1);
   EXPECT_EQ(s_Copy.m_Inside, 0);
+}
+
+TEST_F(LaterReads, ReferencesFollowTheirOwnerToo) {
+  Owned from, to, copy;
+  auto gone = std::make_unique<Owned>();
+  auto const mark = m_Reads.Begin();
+  EXPECT_TRUE(m_Reads.AddReference(To(from.m_Inside, &from.m_Owner)));
+  EXPECT_TRUE(m_Reads.AddReference(To(gone->m_Inside, &gone->m_Owner)));
+  cls_LaterReads::OwnerMoved(&from.m_Owner, &to.m_Owner);
+  cls_LaterReads::OwnerCopied(&to.m_Owner, &copy.m_Owner);
+  cls_LaterReads::OwnerGone(&gone->m_Owner);
+  gone.reset();
+  m_Reads.Finish(mark);
+  m_Reads.End(mark);
+  EXPECT_EQ((std::vector{from.m_Inside, to.m_Inside, copy.m_Inside}), (std::vector{0, 1, 2}));
 }
 
 TEST_F(LaterReads, WhatAnEndedOwnerWaitedForIsForgotten) {

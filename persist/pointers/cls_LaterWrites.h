@@ -24,8 +24,8 @@ struct cls_LaterWrite {
 
 // What a back end offers that can write objects after their holders: its writing memento and its builders of
 // object collections derive from these classes too. Objects are written inside their holders until these are nested
-// deeply; only then are they left for later. What was left is written before the save ends, in the order in which it
-// was reached. Errors are those of the memento and the builder; errors of the objects are raised when they are written.
+// deeply; only then are they left for later. What was left is written before the save ends, best in the order in which a
+// load reads it (cls_LaterOrder). Errors are those of the memento and the builder; errors of the objects are raised when they are written.
 // Thread rule: as the save.
 
 /// A writing memento.

@@ -1,19 +1,20 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <typeindex>
-#include <unordered_map>
+#include <typeinfo>
 #include <utility>
-#include <vector>
 
 #include "persist/pointers/cls_BuildFailure.h"
 #include "persist/pointers/cls_LaterReads.h"
+#include "persist/pointers/cls_LoadedTable.h"
 #include "persist/pointers/cls_ResidentObjects.h"
 
 /// What is known about the C++ class as which an object is built or requested.
-enum class cls_BuiltAs {
+enum class cls_BuiltAs : std::uint8_t {
   Unchecked, ///< nothing: the class has no TypeId
   Itself,    ///< it is exactly the object's class
   ByMetadata ///< it is the class that the object's metadata builds, or a base of that class
@@ -28,7 +29,7 @@ enum class cls_BuiltAs {
 /// pointers do the rest.
 ///
 /// Invariants:
-/// 1. There is at most one entry for each number.
+/// 1. A number has at most one entry that can be found.
 /// 2. Outside of loads and scopes there are no entries.
 ///
 /// Ownership: the table keeps its objects alive. Errors: adding throws std::bad_alloc, and then nothing has
@@ -38,8 +39,8 @@ class cls_LoadedObjects {
   struct Entry {
     std::type_index m_Type;
     std::shared_ptr<void> m_Object; ///< null for an object that cannot be shared
-    cls_BuildFault m_WhyNot;        ///< why it cannot
-    std::int64_t m_Number;          ///< in the order of adding
+    std::uint32_t m_Load;           ///< the load that has added it
+    cls_BuildFault m_WhyNot;        ///< why it cannot be shared
     cls_BuiltAs m_BuiltAs;
     bool m_IsUndone = false; ///< its number was given out in undone work; another object may now have it
   };
@@ -49,25 +50,25 @@ class cls_LoadedObjects {
   cls_LoadedObjects& operator=(cls_LoadedObjects const&) = delete;
 
   [[nodiscard]] Entry const* Find(std::int64_t id) const noexcept {
-    auto const found = m_Entries.find(id);
-    return found == m_Entries.end() || found->second.m_IsUndone ? nullptr : &found->second;
+    Entry const* const found = m_Entries.Find(id);
+    return found == nullptr || found->m_IsUndone ? nullptr : found;
   }
   void Add(std::int64_t id, std::type_index type, std::shared_ptr<void> object, cls_BuiltAs builtAs) {
-    KeepUndone(id);
-    m_Entries.insert_or_assign(
-        id, Entry{type, std::move(object), cls_BuildFault::HasOneOwner, ++m_LastNumber, builtAs});
+    Put(id, Entry{type, std::move(object), m_Load, cls_BuildFault::HasOneOwner, builtAs});
   }
   void AddUnshared(std::int64_t id, std::type_index type, cls_BuildFault whyNot) {
-    KeepUndone(id);
-    m_Entries.insert_or_assign(id, Entry{type, nullptr, whyNot, ++m_LastNumber, cls_BuiltAs::Unchecked});
+    Put(id, Entry{type, nullptr, m_Load, whyNot, cls_BuiltAs::Unchecked});
   }
   /// Forgets an object whose construction failed, and those begun after it, which may lead back to it.
   void RemoveFrom(std::int64_t id) noexcept {
-    if (Entry const* const failed = Find(id)) RemoveNumbersFrom(failed->m_Number);
+    if (Find(id) != nullptr) m_Entries.RemoveFrom(m_Entries.PositionOf(id));
   }
   /// Whether an earlier load of the scope, not the running one, loaded an object.
-  [[nodiscard]] bool IsOfEarlierLoad(Entry const& entry) const noexcept {
-    return entry.m_Number < m_FirstOfLoad;
+  [[nodiscard]] bool IsOfEarlierLoad(Entry const& entry) const noexcept { return entry.m_Load != m_Load; }
+
+  /// Whether the running load has built an object behind a shared pointer to a class, so that it was compared with that.
+  [[nodiscard]] bool IsOfThisLoad(Entry const& entry, std::type_info const& type) const noexcept {
+    return entry.m_Object != nullptr && entry.m_Type == type && !IsOfEarlierLoad(entry);
   }
 
   /// Where the running load looks for objects that are in memory already; null if it does not.
@@ -81,19 +82,19 @@ class cls_LoadedObjects {
   [[nodiscard]] cls_LaterReads& Later() noexcept { return m_Later; }
 
   [[nodiscard]] bool InLoad() const noexcept { return m_Loads > 0; }
-  /// Begins a load; a nested load is part of the outer one. Returns the number of the first object that it adds.
-  std::int64_t Enter() noexcept {
-    if (m_Loads++ == 0) m_FirstOfLoad = m_LastNumber + 1;
-    return m_LastNumber + 1;
+  /// Begins a load; a nested load is part of the outer one. Returns how many objects were added before.
+  std::size_t Enter() noexcept {
+    if (m_Loads++ == 0) ++m_Load;
+    return m_Entries.Count();
   }
   /// Ends a load; the end of the outermost one forgets the objects, unless a scope keeps them.
   void Leave() noexcept {
     --m_Loads;
     ForgetUnlessKept();
   }
-  /// Call before Leave if a load failed: forgets the objects from this number on, even in a scope or in an outer load.
-  /// Pointers of theirs may never be filled.
-  void Abandon(std::int64_t first) noexcept { RemoveNumbersFrom(first); }
+  /// Call before Leave if a load failed: forgets the objects that were added since so many were there, even in a scope or
+  /// in an outer load. Pointers of theirs may never be filled.
+  void Abandon(std::size_t before) noexcept { m_Entries.RemoveFrom(before); }
 
   [[nodiscard]] bool HasScope() const noexcept { return m_Scopes > 0; }
   /// Begins a scope; a nested scope is part of the outer one.
@@ -107,34 +108,29 @@ class cls_LoadedObjects {
   /// scope keeps their objects alive, but Find no longer returns them. That holds also when another object gets
   /// the number.
   void Undo(std::int64_t firstId, std::int64_t endId = std::numeric_limits<std::int64_t>::max()) noexcept {
-    for (auto& [id, entry] : m_Entries)
+    m_Entries.ForEach([=](std::int64_t id, Entry& entry) {
       if (id >= firstId && id < endId) entry.m_IsUndone = true;
+    });
   }
 
  private:
-  void RemoveNumbersFrom(std::int64_t first) noexcept {
-    std::erase_if(m_Entries, [first](auto const& entry) { return entry.second.m_Number >= first; });
-  }
   void ForgetUnlessKept() noexcept {
     if (m_Loads > 0 || m_Scopes > 0) return;
-    m_Entries.clear();
-    m_Undone.clear();
+    m_Entries.Clear();
   }
-  /// Call before another object gets the number.
-  void KeepUndone(std::int64_t id) {
-    auto const found = m_Entries.find(id);
-    if (found != m_Entries.end() && found->second.m_IsUndone && found->second.m_Object != nullptr)
-      m_Undone.push_back(found->second.m_Object);
+  /// The entry that the number had stays in the table: an undone object is kept alive, another one is let go.
+  void Put(std::int64_t id, Entry entry) {
+    Entry* const before = m_Entries.Find(id);
+    m_Entries.Add(id, std::move(entry));
+    if (before != nullptr && !before->m_IsUndone) before->m_Object.reset();
   }
 
   cls_LaterReads m_Later;
   cls_ResidentObjects* m_Residents = nullptr;
   int m_Loads = 0;
   int m_Scopes = 0;
-  std::int64_t m_LastNumber = 0;
-  std::int64_t m_FirstOfLoad = 1; // the number of the first object of the outermost load
-  std::unordered_map<std::int64_t, Entry> m_Entries;
-  std::vector<std::shared_ptr<void>> m_Undone; // of numbers that other objects have now
+  std::uint32_t m_Load = 0; // counts the outermost loads
+  cls_LoadedTable<Entry> m_Entries;
 };
 
 /// One load, from its constructor to its destructor. Call Complete when it has succeeded; otherwise its
@@ -161,6 +157,6 @@ class cls_OneLoad {
  private:
   cls_LoadedObjects& m_Loaded;
   cls_LaterReads::Mark m_Mark;
-  std::int64_t m_First;
+  std::size_t m_First;
   bool m_IsComplete = false;
 };

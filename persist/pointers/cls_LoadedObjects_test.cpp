@@ -119,6 +119,36 @@ TEST_F(LoadedObjects, UndoneObjectStaysAliveInItsScopeWhenAnotherGetsItsNumber) 
   EXPECT_TRUE(shared.expired() && other.expired());
 }
 
+TEST_F(LoadedObjects, FailedLoadTakesTheObjectThatGotAnUndoneNumber) {
+  m_Loaded.EnterScope();
+  Add(2);
+  std::weak_ptr<void> const undone = m_Loaded.Find(2)->m_Object;
+  m_Loaded.Undo(2, 3);
+  {
+    cls_OneLoad const load(m_Loaded);
+    Add(2);
+    EXPECT_TRUE(Has(2));
+  }
+  EXPECT_FALSE(Has(2));
+  EXPECT_FALSE(undone.expired());
+  m_Loaded.LeaveScope();
+  EXPECT_TRUE(undone.expired());
+}
+
+TEST_F(LoadedObjects, ObjectOfAnEarlierLoadIsNotOfThisOne) {
+  m_Loaded.EnterScope();
+  {
+    cls_OneLoad load(m_Loaded);
+    Add(1);
+    EXPECT_TRUE(m_Loaded.IsOfThisLoad(*m_Loaded.Find(1), typeid(int)));
+    EXPECT_FALSE(m_Loaded.IsOfThisLoad(*m_Loaded.Find(1), typeid(long)));
+    load.Complete();
+  }
+  cls_OneLoad const load(m_Loaded);
+  EXPECT_FALSE(m_Loaded.IsOfThisLoad(*m_Loaded.Find(1), typeid(int)));
+  m_Loaded.LeaveScope();
+}
+
 TEST_F(LoadedObjects, UnsharedEntrySaysWhy) {
   cls_OneLoad const load(m_Loaded);
   m_Loaded.AddUnshared(4, typeid(int), cls_BuildFault::IsUnfinished);

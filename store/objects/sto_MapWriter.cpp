@@ -227,9 +227,9 @@ template <class K> bool sto_ObjectMapWriter<K>::InsertLater(K const& key, cls_La
   if (sto_IsCollectionClass(object.m_ClassId)) return false;
   sto_RecordInProgress& map = m_Entries.Object();
   sto_Session& session = map.Session();
-  std::int64_t const id = session.TieOf(object.m_Uid).Id();
-  InsertId(key, id);
-  map.PutWhole([&] { session.Save().Later().Add({std::move(object), map.Id()}, id); });
+  cls_IdentityMap::Tie const& tie = session.TieOf(object.m_Uid);
+  InsertId(key, tie.Id());
+  map.PutWhole([&] { session.Save().AddLater({std::move(object), map.Id()}, tie); });
   return true;
 }
 

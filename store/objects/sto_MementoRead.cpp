@@ -205,7 +205,7 @@ cls_HeldObject sto_MementoRead::HeldIn(cls_FieldHandle const& field) const {
   bool const isObject =
       found != nullptr && (found->m_Tag == sto_Format::Object || found->m_Tag == sto_Format::Reference);
   if (!isObject) return {};
-  return {&m_Session, found->m_ObjectId, Id(), field, m_Depth};
+  return {&m_Session, found->m_ObjectId, Id(), field, m_Depth, 0, found->m_Tag == sto_Format::Reference};
 }
 
 std::int64_t sto_MementoRead::ObjectIn(cls_FieldHandle const& field) const {
@@ -240,6 +240,7 @@ cls_HeldObject sto_Session::Self(cls_MementoRead& memento) {
 
 cls_MementoRead* sto_Session::MakeReadObj(cls_HeldObject const& held) {
   sto_RecordRef record = m_Records.Read(held.m_Id);
+  if (record == nullptr && held.m_IsReference) return nullptr;
   if (record == nullptr) {
     std::string const holder = sto_HolderText(*this, held.m_Holder, held.m_Id);
     bool const isField = !held.m_Field.Name().IsEmpty() || held.m_Field.FieldId() >= 0;

@@ -146,12 +146,12 @@ bool sto_MementoWrite::HoldLater(cls_FieldHandle const& field, cls_LaterWrite ob
   Session().RaiseKept();
   sto_ClassInUse::Attribute const& attribute = Attribute(field);
   CheckHeldClass(attribute, object.m_ClassId);
-  std::int64_t id = 0;
-  m_Object->PutWhole([&] { id = Session().TieOf(object.m_Uid).Id(); });
-  PutObject(field, attribute, id);
+  cls_IdentityMap::Tie const* tie = nullptr;
+  m_Object->PutWhole([&] { tie = &Session().TieOf(object.m_Uid); });
+  PutObject(field, attribute, tie->Id());
   m_Object->PutWhole([&] {
-    Session().Save().Later().Add(
-        {std::move(object), m_Object->Id(), &m_Class.Metadata(), attribute.m_Declared}, id);
+    Session().Save().AddLater({std::move(object), m_Object->Id(), &m_Class.Metadata(), attribute.m_Declared},
+                              *tie);
   });
   return true;
 }

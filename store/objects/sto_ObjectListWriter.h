@@ -31,9 +31,9 @@ class sto_ObjectListWriter final : public cls_WriteListObj, public cls_AppendsLa
   bool AppendLater(cls_LaterWrite object) override {
     if (sto_IsCollectionClass(object.m_ClassId)) return false;
     sto_Session& session = m_Object.Session();
-    std::int64_t const id = session.TieOf(object.m_Uid).Id();
-    m_Ids.Append({id});
-    m_Object.PutWhole([&] { session.Save().Later().Add({std::move(object), m_Object.Id()}, id); });
+    cls_IdentityMap::Tie const& tie = session.TieOf(object.m_Uid);
+    m_Ids.Append({tie.Id()});
+    m_Object.PutWhole([&] { session.Save().AddLater({std::move(object), m_Object.Id()}, tie); });
     return true;
   }
   void AppendNull() override { m_Ids.Append({0}); }

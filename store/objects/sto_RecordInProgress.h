@@ -39,9 +39,7 @@ class sto_RecordInProgress final : public sto_ListTarget {
   [[nodiscard]] sto_ClassInUse& Class() noexcept { return m_Class; }
   [[nodiscard]] int Depth() const noexcept { return m_Depth; }
   /// Whether so many objects are being written, one inside another, that the next one is left for later.
-  [[nodiscard]] bool IsDeep() const noexcept {
-    return m_Depth > cls_LaterReads::MaxNested && !m_Session.Save().Later().IsAtOnce();
-  }
+  [[nodiscard]] bool IsDeep() const noexcept { return m_Session.Save().Later().IsDeep(m_Depth); }
 
   /// "object 7 (heat_Mesh)", for messages.
   [[nodiscard]] std::string Describe() const;

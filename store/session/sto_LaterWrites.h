@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "persist/pointers/cls_LaterReads.h"
 #include "persist/pointers/cls_LaterWrites.h"
 
 class cls_ClassMetadata;
@@ -27,12 +28,17 @@ void sto_WriteLaterObject(sto_Session& session, sto_LaterWrite const& object);
 void sto_WriteObjectAgain(sto_Session& session, std::int64_t id, void const* object,
                           void (*write)(void const* object, cls_WriteVisitor const& visitor));
 
-/// The objects that the running save has still to write, first come first served, so that an object has been
-/// written before a copy of it with the same identity is compared with it. Internal to the module. Thread rule:
-/// the thread of the session.
+/// The objects that the running save has still to write, in the order in which a load reads them (cls_LaterOrder): so
+/// objects that lead to each other are close together in the store, and a load finds them one after the other. None is
+/// written while another one is, so an object has been written before a copy of it with the same identity is compared
+/// with it. Internal to the module. Thread rule: the thread of the session.
 class sto_LaterWrites {
  public:
-  /// Adds an object, unless it was added a short time ago: many holders may share one.
+  /// Whether an object whose holder is nested so deeply is left for later: the same as in a load.
+  [[nodiscard]] bool IsDeep(int depth) const noexcept {
+    return depth >= cls_LaterReads::MaxNested && m_AtOnce == 0;
+  }
+  /// Adds an object that is left because of that, unless it was added a short time ago: many holders may share one.
   void Add(sto_LaterWrite object, std::int64_t id) {
     Known& known = m_Known[static_cast<std::size_t>(id) % KnownCount];
     if (known.m_Id == id && known.m_Address == object.m_Object.m_Object.get()) return;
@@ -43,7 +49,6 @@ class sto_LaterWrites {
 
   /// While the count is not 0, nothing is left for later: what is written is about to end.
   void CountAtOnce(int change) noexcept { m_AtOnce += change; }
-  [[nodiscard]] bool IsAtOnce() const noexcept { return m_AtOnce > 0; }
 
   /// Writes all objects, also those that are added meanwhile. If one fails, the others stay unwritten.
   void WriteAll(sto_Session& session);

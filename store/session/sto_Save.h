@@ -53,6 +53,10 @@ class sto_Save {
   /// calls too. REQUIRES, for adding: a running save.
   [[nodiscard]] sto_LaterWrites& Later() noexcept { return m_Later; }
   void WriteLater() { m_Later.WriteAll(m_Session); }
+  /// Adds an object, unless this save has reached it already. Throws std::bad_alloc.
+  void AddLater(sto_LaterWrite object, cls_IdentityMap::Tie const& tie) {
+    if (!m_Reach.IsMet(tie, object.m_Object.m_Object.get())) m_Later.Add(std::move(object), tie.Id());
+  }
 
   /// What the saves of the transaction have reached.
   [[nodiscard]] cls_Reach& Reach() noexcept { return m_Reach; }

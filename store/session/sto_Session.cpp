@@ -222,6 +222,10 @@ void sto_Session::TakeBackIds(std::int64_t firstId) noexcept {
 }
 
 bool sto_Session::IsStored(std::int64_t id) {
+  if (cls_LoadedObjects const& loaded = Loaded(); loaded.InLoad()) { // which has read what it has
+    cls_LoadedObjects::Entry const* const entry = loaded.Find(id);
+    if (entry != nullptr && !loaded.IsOfEarlierLoad(*entry)) return true;
+  }
   if (sto_OpenCollection* const open = m_Collections.Find(id)) open->WriteRecord();
   return m_Records.Ahead().Has(id);
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "persist/pointers/cls_LaterReads.h"
 #include "tests/describe/DescribedTest.h"
 
 namespace {
@@ -108,6 +109,44 @@ void ExpectWeakFrame(WeakFrame const& frame, int bars) {
   EXPECT_EQ(frame.m_Named.at("none").lock(), nullptr);
   ASSERT_TRUE(frame.m_Last.has_value());
   EXPECT_EQ(frame.m_Last->lock(), frame.m_Bars.back());
+}
+
+/// Refers to the next one of a list, and to the last.
+class WeakLink {
+ public:
+  KVL_PERSISTED(WeakLink, 0x790010, "WeakLink", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Number));
+    field(KVL_F(m_Next));
+    field(KVL_F(m_Last));
+  }
+  explicit WeakLink(int number) : m_Number(number) {}
+  int m_Number = 0;
+  std::weak_ptr<WeakLink> m_Next;
+  std::weak_ptr<WeakLink> m_Last;
+};
+
+class WeakLinks {
+ public:
+  KVL_PERSISTED(WeakLinks, 0x790011, "WeakLinks", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Middle)); // before what owns it
+    field(KVL_F(m_Links));
+  }
+  WeakLinks() = default;
+  std::weak_ptr<WeakLink> m_Middle;
+  std::vector<std::shared_ptr<WeakLink>> m_Links;
+};
+
+WeakLinks MakeWeakLinks(int count) {
+  WeakLinks links;
+  for (int i = 0; i < count; ++i) links.m_Links.push_back(std::make_shared<WeakLink>(i));
+  for (std::size_t i = 0; i < links.m_Links.size(); ++i) {
+    if (i + 1 < links.m_Links.size()) links.m_Links[i]->m_Next = links.m_Links[i + 1];
+    links.m_Links[i]->m_Last = links.m_Links.back();
+  }
+  links.m_Middle = links.m_Links[links.m_Links.size() / 2];
+  return links;
 }
 
 class DescribedWeak : public DescribedTest {};
@@ -231,6 +270,32 @@ TEST_F(DescribedWeak, OwnersThatAreDroppedAreTakenByWeakPointers) {
   owning.m_Joints = {std::make_shared<WeakJoint>(1)};
   SaveNew(owning);
   EXPECT_EQ(Load<JointVectorNow>()->m_Seen, 1);
+}
+
+TEST_F(DescribedWeak, MoreReferencesThanMayWaitAreFilled) {
+  constexpr int Count = static_cast<int>(cls_LaterReads::MaxReferences) + 5000;
+  SaveNew(MakeWeakLinks(Count));
+  std::unique_ptr<WeakLinks> const loaded = Load<WeakLinks>();
+  ASSERT_EQ(loaded->m_Links.size(), static_cast<std::size_t>(Count));
+  EXPECT_EQ(loaded->m_Middle.lock(), loaded->m_Links[Count / 2]);
+  for (std::size_t i = 0; i < loaded->m_Links.size(); ++i) {
+    ASSERT_EQ(loaded->m_Links[i]->m_Number, static_cast<int>(i));
+    ASSERT_EQ(loaded->m_Links[i]->m_Last.lock(), loaded->m_Links.back());
+    ASSERT_EQ(loaded->m_Links[i]->m_Next.lock(),
+              i + 1 < loaded->m_Links.size() ? loaded->m_Links[i + 1] : nullptr);
+  }
+}
+
+TEST_F(DescribedWeak, ReferenceThatWaitsForAnObjectThatIsNotStoredIsEmpty) {
+  WeakLinks links = MakeWeakLinks(10);
+  auto const other = std::make_shared<WeakLink>(11);
+  links.m_Middle = other;
+  links.m_Links.front()->m_Next = other;
+  SaveNew(links);
+  std::unique_ptr<WeakLinks> const loaded = Load<WeakLinks>();
+  EXPECT_TRUE(loaded->m_Middle.expired());
+  EXPECT_TRUE(loaded->m_Links.front()->m_Next.expired());
+  EXPECT_EQ(loaded->m_Links.front()->m_Last.lock(), loaded->m_Links.back());
 }
 
 } // namespace
