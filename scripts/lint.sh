@@ -38,10 +38,7 @@ git ls-files --cached --others --exclude-standard -- \
 echo "lint: headers define the templates that they use"
 
 cmake --preset clang >/dev/null
-# A source that does not include what it uses compiles where it is joined with one that does.
-git ls-files --cached --others --exclude-standard -- \
-  {errors,persist,metadata,collections,wrappers,module,describe,store}/'*.cpp' ':!*_test.cpp' |
-  xargs -P "$(nproc)" -n 16 clang++-14 -std=c++20 -I. -Ibuild/clang/include -fsyntax-only
+scripts/each_source.py build/clang/include
 echo "lint: each source of the libraries compiles by itself"
 
 cmake --build --preset clang --parallel "$(nproc)"
