@@ -46,6 +46,7 @@ cls_NamesElements* cls_NamesElements::Of(cls_ReadListObj* list) noexcept {
 }
 
 void cls_LaterReads::Finish(Mark const& mark) {
+  if (!HasAdded(mark)) return;
   cls_LaterOrder reads(m_Reads, mark.m_Reads);
   cls_LaterOrder references(m_References, mark.m_References);
   auto const fillReads = [&] {
@@ -100,8 +101,9 @@ void cls_LaterReads::Forget(Mark const& mark) noexcept {
 
 void cls_LaterReads::End(Mark const& mark) noexcept {
   --m_Loads;
-  Forget(mark);
-  if (m_Loads == 0) {
+  if (HasAdded(mark)) Forget(mark);
+  bool const wasUsed = m_Reads.capacity() + m_References.capacity() + m_Calls.capacity() != 0;
+  if (m_Loads == 0 && wasUsed) {
     ForgetOwners();
     m_Reads.shrink_to_fit();
     m_References.shrink_to_fit();

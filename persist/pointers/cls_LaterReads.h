@@ -255,6 +255,11 @@ class KVL_EXPORT cls_LaterReads {
   void Sweep();
 
   KVL_LOCAL void ForgetReads(Mark const& mark) noexcept;
+  /// Whether anything waits that was added since the mark.
+  [[nodiscard]] bool HasAdded(Mark const& mark) const noexcept {
+    return m_Reads.size() != mark.m_Reads || m_References.size() != mark.m_References ||
+           m_Calls.size() != mark.m_Calls;
+  }
   /// Forgets what was added since the mark.
   KVL_LOCAL void Forget(Mark const& mark) noexcept;
 

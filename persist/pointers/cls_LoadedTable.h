@@ -64,8 +64,10 @@ template <class Entry> class cls_LoadedTable {
       item->~Item();
     }
   }
+  /// Removes all entries. Keeps the memory of a few, so that many small loads do not ask for it again and again.
   void Clear() noexcept {
     RemoveFrom(0);
+    if (m_Chunks.size() <= 1 && m_Pages.size() <= MaxKeptPages) return;
     m_Chunks.clear();
     m_Pages.clear();
     m_Latest = nullptr;
@@ -78,6 +80,7 @@ template <class Entry> class cls_LoadedTable {
  private:
   static constexpr std::size_t EntriesInChunk = 512;
   static constexpr int PageBits = 6;
+  static constexpr std::size_t MaxKeptPages = 16; // 4 KiB
   static constexpr std::size_t IdsInPage = std::size_t{1} << PageBits;
 
   struct Item {

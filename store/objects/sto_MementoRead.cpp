@@ -12,9 +12,23 @@
 #include "store/objects/sto_ListReader.h"
 #include "store/objects/sto_MapReader.h"
 #include "store/objects/sto_ObjectListReader.h"
+#include "store/session/sto_DeletedObjects.h"
 #include "store/session/sto_HolderText.h"
 
 namespace {
+
+/// Whether a record is what remains of a deleted object.
+bool IsDeleted(sto_RecordRef const& record) {
+  return record != nullptr && record->ClassId() == sto_DeletedClassId;
+}
+
+/// NotFound for a deleted object, Damaged for one that is missing; `what` leads to it.
+[[noreturn]] void RaiseNotThere(sto_Session const& session, std::int64_t id, std::string const& what,
+                                sto_RecordRef const& record) {
+  session.Raise(IsDeleted(record) ? sto_ErrorKind::NotFound : sto_ErrorKind::Damaged,
+                "Object " + std::to_string(id) + ", " + what +
+                    (IsDeleted(record) ? ", was deleted." : ", is missing."));
+}
 
 cls_StoredMementoType<sto_MementoRead> const s_DeclaredType;
 
@@ -180,10 +194,9 @@ cls_MementoRead* sto_MementoRead::MakeFieldReadObj(cls_FieldHandle const& field)
     RaiseType(field, found->m_Tag, "object");
   if (m_Depth + 1 > sto_Format::MaxNesting) RaiseNesting(m_Session, Describe());
   std::int64_t const id = found->m_ObjectId;
-  sto_RecordRef record = m_Session.Records().Read(id);
-  if (record == nullptr && found->m_Tag == sto_Format::Object)
-    m_Session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", which attribute " +
-                                                NameOf(field) + " of " + Describe() + " holds, is missing.");
+  sto_RecordRef record = m_Session.Records().ReadAny(id);
+  if (IsDeleted(record) || (record == nullptr && found->m_Tag == sto_Format::Object))
+    RaiseNotThere(m_Session, id, "which attribute " + NameOf(field) + " of " + Describe() + " holds", record);
   if (record != nullptr && sto_IsCollectionClass(record->ClassId()))
     m_Session.NoteHolder(id, m_Part->m_ClassId, field.Name().View());
   return new (m_Session) sto_MementoRead(m_Session, std::move(record), m_Depth + 1);
@@ -193,10 +206,9 @@ sto_RecordRef sto_MementoRead::ReadElement(sto_Session& session, std::int64_t id
                                            Collection const& collection) {
   if (id == 0) return nullptr;
   if (depth > sto_Format::MaxNesting) RaiseNesting(session, collection.Describe());
-  sto_RecordRef record = session.Records().Read(id);
-  if (record == nullptr)
-    session.Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(id) + ", an element of " +
-                                              collection.Describe() + ", is missing.");
+  sto_RecordRef record = session.Records().ReadAny(id);
+  if (IsDeleted(record) || record == nullptr)
+    RaiseNotThere(session, id, "an element of " + collection.Describe(), record);
   return record;
 }
 
@@ -239,14 +251,13 @@ cls_HeldObject sto_Session::Self(cls_MementoRead& memento) {
 }
 
 cls_MementoRead* sto_Session::MakeReadObj(cls_HeldObject const& held) {
-  sto_RecordRef record = m_Records.Read(held.m_Id);
-  if (record == nullptr && held.m_IsReference) return nullptr;
-  if (record == nullptr) {
+  sto_RecordRef record = m_Records.ReadAny(held.m_Id);
+  bool const isThere = record != nullptr && !IsDeleted(record);
+  if (!isThere && held.m_IsReference) return nullptr;
+  if (!isThere) {
     std::string const holder = sto_HolderText(*this, held.m_Holder, held.m_Id);
     bool const isField = !held.m_Field.Name().IsEmpty() || held.m_Field.FieldId() >= 0;
-    Raise(sto_ErrorKind::Damaged, "Object " + std::to_string(held.m_Id) + ", " +
-                                      (isField ? "which " + holder + " holds," : holder + ",") +
-                                      " is missing.");
+    RaiseNotThere(*this, held.m_Id, isField ? "which " + holder + " holds" : holder, record);
   }
   if (held.m_Part == 0) return new (*this) sto_MementoRead(*this, std::move(record), held.m_Depth + 1);
   return sto_MementoRead::AtPart(*this, std::move(record), held.m_Depth + 1, held.m_Part);

@@ -386,6 +386,73 @@ TEST_F(Delete, OutlivesACopyOfTheRoot) {
   EXPECT_EQ(copy.Ref<Case>("case")->m_Loads[1]->m_Number, 1);
 }
 
+TEST_F(Delete, IsNotUndoneThroughAnotherReference) {
+  auto const load = std::make_shared<Load>(1);
+  sto_Ref<Load> const first(load);
+  Case all;
+  all.m_Main = first;
+  m_Store->Save("case", all);
+  {
+    sto_Transaction transaction(*m_Store);
+    first.Delete();
+    transaction.Commit();
+  }
+  sto_Ref<Load> const second(load);
+  ExpectError(sto_ErrorKind::NotFound, "References do not store it again", [&] {
+    sto_Transaction const transaction(*m_Store);
+    second.Edit().m_Number = 2;
+  });
+  Case other;
+  other.m_Main = second;
+  ExpectError(sto_ErrorKind::NotFound, "References do not store it again",
+              [&] { m_Store->Save("other", other); });
+  other.m_Main = nullptr;
+  other.m_Loads.push_back(second);
+  ExpectError(sto_ErrorKind::NotFound, "References do not store it again",
+              [&] { m_Store->Save("other", other); });
+  m_Store->Save("load", *load);
+  EXPECT_EQ(first->m_Number, 1);
+  ExpectSound();
+}
+
+TEST_F(Delete, IsNotUndoneByAnotherSession) {
+  SaveCase(2);
+  sto_Store other = OtherSession();
+  sto_Ref<Load> const there = other.Ref<Case>("case")->m_Main;
+  EXPECT_EQ(there->m_Number, 0);
+  DeleteMain();
+  Case holder;
+  holder.m_Main = there;
+  ExpectError(sto_ErrorKind::NotFound, "was deleted", [&] { other.Save("holder", holder); });
+  EXPECT_FALSE(m_Store->FindOne<Load>(&Load::m_Number, 0));
+}
+
+TEST_F(Delete, RefusesAnObjectOfAnotherClass) {
+  SaveCase(1);
+  m_Store->Save("load", Load(8));
+  sto_Transaction transaction(*m_Store);
+  ExpectError(sto_ErrorKind::WrongClass, "of class Load, not Case",
+              [&] { m_Store->Ref<Case>("load").Delete(); });
+  transaction.Commit();
+  EXPECT_EQ(m_Store->Ref<Load>("load")->m_Number, 8);
+}
+
+TEST_F(Delete, OfAPartNamesItsHolder) {
+  Case all;
+  all.m_Owned = std::make_shared<Load>(4);
+  m_Store->Save("case", all);
+  all.m_Owned.reset();
+  Reopen();
+  {
+    sto_Transaction transaction(*m_Store);
+    m_Store->FindOne<Load>(&Load::m_Number, 4).Delete();
+    transaction.Commit();
+  }
+  ExpectError(sto_ErrorKind::NotFound, "m_Owned of object",
+              [&] { static_cast<void>(m_Store->Load<Case>("case")); });
+  ExpectError(sto_ErrorKind::NotFound, "m_Owned of object", [&] { static_cast<void>(Root()->m_Name); });
+}
+
 TEST_F(Delete, RefusesWhatItCannotDo) {
   SaveCase(2);
   ExpectError(sto_ErrorKind::Misuse, "outside of a sto_Transaction", [&] { Root()->m_Main.Delete(); });

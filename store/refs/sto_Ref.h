@@ -114,14 +114,17 @@ template <class T> class sto_Ref {
   /// it any more. What it leads to stays, also its lists, maps, blobs and arrays, because others may lead to them, too:
   /// sto_Store::CollectGarbage deletes what nobody leads to. What `*reference` returned is invalid then.
   ///
-  /// References to it that are left anywhere lead to nothing: following one raises NotFound, and so does saving an object
-  /// that still has one, in this session. A std::weak_ptr to it is null. So take it out of lists and maps, too, which keep
-  /// such references. A holder that leads to it by a pointer and has it in memory stores it again when it is saved. A root
-  /// keeps its name, and raises NotFound: see sto_Store::RemoveRoot.
+  /// References to it that are left lead to nothing: following one raises NotFound; a std::weak_ptr to it is null when its
+  /// holder is loaded. Saving an object whose sto_Ref still leads to it raises NotFound, too. Lists and maps keep such an
+  /// element until it is followed, so take it out of them first; sto_Store::Check notes what still leads to it. An object
+  /// that leads to it by a pointer, or has it as a value, cannot be loaded any more: delete only what references lead to. If
+  /// such a holder is in memory, saving it stores the object again, also in this transaction. A root keeps its name, and
+  /// raises NotFound: see sto_Store::RemoveRoot. The object is not stored again through references: save it under a root, or
+  /// with such a holder. Until it is collected it counts as an object, of class sto_DeletedObject.
   ///
   /// If it raises, nothing has changed: Misuse for a null reference, for an object that is in no store, outside of a
-  /// sto_Transaction, and while an object is being saved or loaded; NotFound if it is not in the store any more; Conflict
-  /// if another session has changed it since it was loaded; those of a save.
+  /// sto_Transaction, and while an object is being saved or loaded; NotFound if it is not in the store any more; WrongClass
+  /// if it is not a T; Conflict if another session has changed or deleted it since it was loaded; those of a save.
   void Delete() const {
     if (m_Resident == nullptr) sto_RaiseNullRef(Class());
     sto_Delete(*m_Resident, Class());

@@ -8,6 +8,7 @@
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
 #include "store/objects/sto_ObjectListWriter.h"
+#include "store/session/sto_DeletedObjects.h"
 #include "store/session/sto_OwnTransaction.h"
 #include "store/session/sto_Residents.h"
 
@@ -33,6 +34,15 @@ std::string Describe(sto_Resident const& resident) {
           : " is not in the store any more: nothing that is stored leads to it, and it was collected.";
   session.Raise(sto_ErrorKind::NotFound,
                 "Object " + std::to_string(resident.Id()) + ", which a reference names," + why);
+}
+
+/// An object in memory whose stored form was deleted: two references could lead to two states of it.
+[[noreturn]] void RaiseDeleted(sto_Session& session, std::int64_t id) {
+  session.Raise(
+      sto_ErrorKind::NotFound,
+      "Object " + std::to_string(id) +
+          ", which is in memory and which a reference leads to, was deleted. References do not store it "
+          "again; sto_Store::Save does, and a holder that leads to it by a pointer.");
 }
 
 [[noreturn]] void RaiseForeign() {
@@ -90,7 +100,8 @@ bool IsThere(sto_Session& session, sto_Resident& resident) {
     residents.NoteSeen(resident);
     return true;
   }
-  if (resident.IsDeleted() || resident.Object() == nullptr) RaiseMissing(session, resident);
+  bool const isDeleted = resident.IsDeleted() || session.IsStored(resident.Id());
+  if (isDeleted || resident.Object() == nullptr) RaiseMissing(session, resident);
   return false; // it was collected, and is stored again
 }
 
@@ -107,6 +118,7 @@ sto_Resident* Joined(sto_Resident& resident, sto_RefClass const& asked) {
     sto_OwnTransaction const transaction(*session, false); // refuses other threads, too
     if (session->IsThere(tie->Id()))
       return &session->Residents().Join(resident, tie->Id(), described->m_ClassId);
+    if (session->IsStored(tie->Id())) RaiseDeleted(*session, tie->Id());
   }
   return nullptr;
 }
@@ -115,6 +127,9 @@ sto_Resident* Joined(sto_Resident& resident, sto_RefClass const& asked) {
 void Settle(sto_Session& session, sto_Resident& resident, cls_LaterWrite const& described,
             sto_RefClass const& asked) {
   std::int64_t const id = session.TieOf(described.m_Uid).Id();
+  if (session.Catalogue().HasDeletedObjects() && !session.Save().IsNew(id) &&
+      session.Records().ClassOf(id) == sto_DeletedClassId)
+    RaiseDeleted(session, id);
   if (resident.InState() == sto_Resident::State::InMemory)
     session.Residents().Settle(resident, id, described.m_ClassId, asked.m_Write);
 }
@@ -165,7 +180,7 @@ void sto_Delete(sto_Resident& resident, sto_RefClass const& asked) {
   if (resident.InState() == sto_Resident::State::InMemory) stored = Joined(resident, asked);
   if (stored == nullptr) sto_Raise(sto_ErrorKind::Misuse, "An object that is in no store cannot be deleted.");
   if (stored->InState() != sto_Resident::State::Stored) RaiseGone(*stored);
-  stored->Home()->Delete(*stored);
+  stored->Home()->Delete(*stored, asked.m_ClassId);
 }
 
 void sto_ReleaseObject(sto_Resident& resident) noexcept {

@@ -202,11 +202,17 @@ void sto_Residents::NoteChanged(sto_Resident& resident,
   AddChanged(resident, write);
 }
 
-void sto_Residents::Delete(sto_Resident& resident) {
+void sto_Residents::Delete(sto_Resident& resident, unsigned int classId) {
   CheckChange(resident, "deleted");
   if (!m_Session->IsThere(resident.m_Id))
     m_Session->Raise(sto_ErrorKind::NotFound, "Object " + std::to_string(resident.m_Id) +
                                                   " cannot be deleted: it is not in the store any more.");
+  // 0: its record is damaged, or of a class that the store does not know.
+  unsigned int const own = m_Session->Records().ClassOf(resident.m_Id);
+  if (own != 0 && own != classId && !m_Session->IsDerived(own, classId))
+    m_Session->Raise(sto_ErrorKind::WrongClass,
+                     "Object " + std::to_string(resident.m_Id) + " cannot be deleted: it is of class " +
+                         m_Session->NameOf(own) + ", not " + m_Session->Describe(classId) + ".");
   m_Deleted.reserve(m_Deleted.size() + 1 > m_Deleted.capacity() ? 2 * m_Deleted.size() + 8 : 0);
   sto_DeleteObject(*m_Session, resident.m_Id);
   NoteDeletions();

@@ -86,9 +86,9 @@ class KVL_EXPORT sto_Residents final : public cls_ResidentObjects {
   /// REQUIRES: the object is in memory, and stored.
   void NoteChanged(sto_Resident& resident,
                    void (*write)(void const* object, cls_WriteVisitor const& visitor));
-  /// The object is deleted in the open transaction: see sto_DeleteObject. Errors as NoteChanged, and NotFound; if it
-  /// raises, nothing has changed. REQUIRES: it has an id.
-  void Delete(sto_Resident& resident);
+  /// The object is deleted in the open transaction: see sto_DeleteObject. Errors as NoteChanged, NotFound, and
+  /// WrongClass if it is not of class `classId`; if it raises, nothing has changed. REQUIRES: it has an id.
+  void Delete(sto_Resident& resident, unsigned int classId);
   /// Writes the objects that were edited since this was called last, in one save. They stay changed until the transaction
   /// ends. REQUIRES: an open write transaction. Errors of a save; Misuse for an object that has been assigned the identity
   /// of another one.

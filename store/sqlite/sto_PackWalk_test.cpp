@@ -10,7 +10,7 @@ namespace {
 
 class StorePackWalk : public StorePacks {
  protected:
-  static constexpr std::size_t Count = 13 * sto_Format::IdsInPack;
+  static constexpr std::size_t Count = 100 * sto_Format::IdsInPack;
 
   /// Makes packs of which two neighbours and some objects of another are gone.
   void SetUp() override {
@@ -22,7 +22,7 @@ class StorePackWalk : public StorePacks {
       if (IsGone(i)) m_Store->RemoveRoot(NameOf(i));
     m_Store->CollectGarbage();
     transaction.Commit();
-    ASSERT_EQ(Packs(), 12); // 416 objects from id 1 on are in packs 0 to 13
+    ASSERT_EQ(Packs(), 99); // 3200 objects from id 1 on are in packs 0 to 100
     Reopen(sto_Mode::ReadOnly);
   }
   static bool IsGone(std::size_t index) {

@@ -98,7 +98,7 @@ TEST_F(StoreMark, SmallSavesWriteNothingBeforeTheCommit) {
 }
 
 TEST_F(StoreMark, PacksThatTheMarkWouldNotUndoAreWrittenWithoutASavepoint) {
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 200; ++i) {
     Mark().Set();
     Objects().Write(1 + i * sto_Format::IdsInPack, 1, Bytes(10, 1));
     EXPECT_TRUE(Mark().IsInMemory());
@@ -208,7 +208,7 @@ TEST_F(StoreMark, ObjectThatIsWrittenUnchangedIsNotWritten) {
 /// marks that are released or undone, over committed and undone transactions and reopened files.
 class StoreMarkModel : public StoreFileTest, public testing::WithParamInterface<unsigned int> {
  protected:
-  static constexpr int Ids = 40 * sto_Format::IdsInPack; // more packs than are kept in memory
+  static constexpr int Ids = 100 * sto_Format::IdsInPack; // more packs than are kept in memory
   static constexpr int Names = 50;
   static constexpr int Keys = 60;
 

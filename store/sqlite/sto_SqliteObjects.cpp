@@ -62,7 +62,8 @@ void sto_SqliteObjects::Begin(bool forWriting, std::int64_t save) noexcept {
 void sto_SqliteObjects::Drop() noexcept {
   EndScan();
   m_LastLoaded = -2;
-  for (Pack& pack : m_Packs) pack.m_Key = -1;
+  if (m_Latest != nullptr) // otherwise none is in use
+    for (Pack& pack : m_Packs) pack.m_Key = -1;
   m_Latest = nullptr;
   m_Changes.clear();
 }
@@ -98,7 +99,8 @@ sto_ByteView sto_SqliteObjects::ValuesOf(Pack const& pack, Entry const& entry) n
 
 void sto_SqliteObjects::Exchange(bool reverse) noexcept {
   auto const exchange = [this](Noted& change) {
-    auto const pack = std::ranges::find(m_Packs, change.m_Key, &Pack::m_Key); // see Store: it is still there
+    auto const pack =
+        std::ranges::find(SetOf(change.m_Key), change.m_Key, &Pack::m_Key); // see Store: it is there
     std::swap(pack->m_Entries[change.m_Slot], change.m_Before);
     pack->m_Checked &= ~(std::uint32_t{1} << change.m_Slot);
   };
@@ -146,10 +148,11 @@ std::int64_t sto_SqliteObjects::LastStoredKey() {
 
 sto_SqliteObjects::Pack& sto_SqliteObjects::Find(std::int64_t key) {
   if (m_Latest != nullptr && m_Latest->m_Key == key) return *m_Latest;
-  auto found = std::ranges::find(m_Packs, key, &Pack::m_Key);
-  if (found == m_Packs.end()) {
+  std::span<Pack, PacksInSet> const set = SetOf(key);
+  auto found = std::ranges::find(set, key, &Pack::m_Key);
+  if (found == set.end()) {
     found = std::ranges::min_element(
-        m_Packs, {}, [](Pack const& pack) { return pack.m_Key < 0 ? std::uint64_t{0} : pack.m_LastUse; });
+        set, {}, [](Pack const& pack) { return pack.m_Key < 0 ? std::uint64_t{0} : pack.m_LastUse; });
     if (found->m_Key >= 0 && found->m_IsChanged) Store(*found);
     found->m_Key = -1; // until it is read
     found->m_IsChanged = false;

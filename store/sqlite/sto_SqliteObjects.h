@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "store/driver/sto_Driver.h"
@@ -86,6 +87,14 @@ class sto_SqliteObjects {
     Entry m_Before;
   };
 
+  /// A pack in use is in the set of its key, so that a few comparisons find it. A graph leads to and fro between packs,
+  /// and decoding one costs as much as loading a dozen objects.
+  static constexpr std::size_t PackSets = 16;
+  static constexpr std::size_t PacksInSet = 4;
+  [[nodiscard]] std::span<Pack, PacksInSet> SetOf(std::int64_t key) noexcept {
+    std::size_t const set = static_cast<std::size_t>(key) % PackSets;
+    return std::span<Pack, PacksInSet>(m_Packs.data() + set * PacksInSet, PacksInSet);
+  }
   /// The pack with a key, read if it is not in use; empty if it is not stored. Valid until the next Find.
   [[nodiscard]] Pack& Find(std::int64_t key);
   /// Reads a row to an empty pack; the pack stays empty when there is no row. Damaged.
@@ -141,10 +150,10 @@ class sto_SqliteObjects {
   std::int64_t m_LastLoaded = -2;                 // the key of the pack that was read last
   // The packs in use; Find chooses and changes them.
   std::uint64_t m_Clock = 0;
-  Pack* m_Latest = nullptr; // the one that Find returned last
-  std::array<Pack, 8> m_Packs;
-  sto_Bytes m_Row;                // scratch: a row that is being written
-  sto_StoredRecord m_Stored;      // scratch: a row that is being replaced
-  std::uint64_t m_MarkNumber = 1; // counted up by SetMark
-  std::vector<Noted> m_Changes;   // since the mark, while it is in memory; Replace adds, SetMark clears
+  Pack* m_Latest = nullptr;                        // the one that Find returned last
+  std::array<Pack, PackSets * PacksInSet> m_Packs; // a set lies together
+  sto_Bytes m_Row;                                 // scratch: a row that is being written
+  sto_StoredRecord m_Stored;                       // scratch: a row that is being replaced
+  std::uint64_t m_MarkNumber = 1;                  // counted up by SetMark
+  std::vector<Noted> m_Changes; // since the mark, while it is in memory; Replace adds, SetMark clears
 };
