@@ -1,6 +1,7 @@
 #include "store/inspect/sto_FieldInspector.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "persist/backend/cls_CollectionTypeIds.h"
