@@ -375,6 +375,7 @@ class KVL_EXPORT sto_Store {
   void Compact(sto_Progress const& progress = sto_Progress());
 
  private:
+  friend class sto_InspectState;
   friend class sto_LoadScope;
   friend class sto_ReadTransaction;
   friend class sto_Transaction;

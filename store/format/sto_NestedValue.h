@@ -1,5 +1,6 @@
 #pragma once
 
+#include <complex>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -29,6 +30,12 @@ class sto_NestedValue {
   /// REQUIRES, for each: a leaf of that kind.
   template <class T> [[nodiscard]] T Number() const noexcept {
     return sto_ByteReader(m_Bytes).template Number<T>();
+  }
+  /// Both numbers of a complex one.
+  template <class T> [[nodiscard]] std::complex<T> Complex() const noexcept {
+    sto_ByteReader reader(m_Bytes);
+    T const real = reader.template Number<T>();
+    return {real, reader.template Number<T>()};
   }
   /// Empty for a string without text.
   [[nodiscard]] std::optional<std::string_view> Text() const noexcept;

@@ -65,6 +65,13 @@ TEST_F(Documents, IndexesAreMadeAndDropped) {
   ExpectOutput(DOCUMENT_INDEXES, "3 saves, 23 bytes of indexes\n4 saves, 12 bytes of indexes\n1 found\n");
 }
 
+TEST_F(Documents, AStoreIsLookedAtWithoutItsClasses) {
+  ExpectOutput(DOCUMENT_LOOKING_INSIDE,
+               "model/plate: Plate\nm_Name (string)\nm_Thickness (double) = 12.5 mm\n"
+               "m_Loads (list of double)\nm_Bolts (map from string to int)\n"
+               "5000 elements, the last 2.25\nM10: 6\nM8: 4\n");
+}
+
 TEST_F(Documents, ReferencesLeadToObjectsThatStay) {
   ExpectOutput(DOCUMENT_REFERENCES, "27 30\n15 15 light car 0\n15 4\n10 0 4\n");
 }
