@@ -339,6 +339,11 @@ std::int64_t sto_Store::SizeBytes() {
   return Session().Driver().SizeBytes();
 }
 
+sto_StoreInfo sto_Store::Info() {
+  sto_OwnTransaction transaction(Session(), false);
+  return Session().Driver().Info();
+}
+
 void sto_Store::CopyTo(std::string const& location, sto_Progress const& progress) {
   sto_Session& session = Session();
   sto_MeterScope meter(session, progress, sto_Meter::Counts::Parts);

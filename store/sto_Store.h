@@ -18,6 +18,7 @@
 #include "store/base/sto_Progress.h"
 #include "store/base/sto_RootDescription.h"
 #include "store/base/sto_SaveEntry.h"
+#include "store/base/sto_StoreInfo.h"
 #include "store/sto_CheckReport.h"
 #include "store/sto_LoadScope.h"
 #include "store/sto_Options.h"
@@ -302,6 +303,11 @@ class KVL_EXPORT sto_Store {
   [[nodiscard]] std::int64_t ObjectCount();
   /// The store's size on its medium, in bytes.
   [[nodiscard]] std::int64_t SizeBytes();
+
+  /// What the store says about itself: its format, its identity, its newest save, its size. Reads no object, so it takes
+  /// the same time for every store. Works in the open transaction, or in one of its own. What is not committed yet does
+  /// not count, except for the size. Damaged, Busy, Unavailable.
+  [[nodiscard]] sto_StoreInfo Info();
 
   /// Copies the whole store to a new file, which is then a store like any other: all objects, class
   /// descriptions and free pages, the same page size, and a write-ahead log if this store has one. This store

@@ -12,6 +12,7 @@
 
 #include "store/base/sto_Meter.h"
 #include "store/base/sto_SaveEntry.h"
+#include "store/base/sto_StoreInfo.h"
 #include "store/format/sto_ChangeList.h"
 #include "store/format/sto_Codec.h"
 #include "store/format/sto_StoredRecord.h"
@@ -349,6 +350,8 @@ class sto_Driver {
 
   /// The store's size on its medium, in bytes.
   [[nodiscard]] virtual std::int64_t SizeBytes() = 0;
+  /// What the store says about itself. Reads no object and no block.
+  [[nodiscard]] virtual sto_StoreInfo Info() = 0;
 
   /// Copies the store, as the open transaction sees it, to a new store of the same kind. All or nothing, and
   /// durable when it returns. Conflict when something exists at `location`. `meter`: counts all of the work; null: nobody asks. REQUIRES: a transaction that only

@@ -41,3 +41,8 @@ std::vector<sto_InspectedRoot> sto_Inspection::Roots(std::string_view prefix) co
   }
   return roots;
 }
+
+std::vector<sto_ClassDescription> sto_Inspection::Classes() const {
+  sto_Session& session = m_State->Session();
+  return session.Catalogue().DescribeAll(session.Driver());
+}

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/kvl_Export.h"
+#include "store/base/sto_ClassDescription.h"
 #include "store/inspect/sto_InspectedBlob.h"
 #include "store/inspect/sto_InspectedList.h"
 #include "store/inspect/sto_InspectedMap.h"
@@ -58,6 +59,10 @@ class KVL_EXPORT sto_Inspection {
   [[nodiscard]] sto_InspectedMap Map(std::int64_t id) const;
   /// The bytes of a blob.
   [[nodiscard]] sto_InspectedBlob Blob(std::int64_t id) const;
+
+  /// All versions of all classes that have written to the store, ascending by class ID and version; see
+  /// sto_Store::Describe. Also the library's own classes, such as those of lists.
+  [[nodiscard]] std::vector<sto_ClassDescription> Classes() const;
 
   /// Goes over all objects, in the order of their ids; also over what remains of deleted ones.
   [[nodiscard]] sto_InspectedWalk Objects() const;

@@ -285,6 +285,19 @@ TEST_F(Inspection, GoesOverObjectsOfAClassAndDerivedOnes) {
   EXPECT_EQ(count, m_Plain->ObjectCount());
 }
 
+TEST_F(Inspection, DescribesAllClasses) {
+  m_Store->Save("beam", Beam());
+  Look();
+  std::vector<sto_ClassDescription> const classes = m_Inspection->Classes();
+  ASSERT_EQ(classes.size(), 2U);
+  EXPECT_EQ(classes[0].m_Name, "Part");
+  EXPECT_EQ(classes[1].m_Name, "Beam");
+  EXPECT_EQ(classes[1].m_Version, 3);
+  EXPECT_EQ(classes[1].m_BaseClassId, classes[0].m_ClassId);
+  ASSERT_EQ(classes[1].m_Attributes.size(), 1U);
+  EXPECT_EQ(classes[1].m_Attributes[0].m_Unit, "mm");
+}
+
 TEST_F(Inspection, SeesOneState) {
   sto_Options options;
   options.m_ReadersBesideWriter = true;

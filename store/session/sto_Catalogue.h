@@ -69,6 +69,9 @@ class sto_Catalogue {
   /// know. Damaged.
   [[nodiscard]] std::vector<sto_ClassDescription> Describe(sto_Driver& driver, unsigned int classId);
 
+  /// Those of all classes, ascending by class ID and version. Damaged.
+  [[nodiscard]] std::vector<sto_ClassDescription> DescribeAll(sto_Driver& driver);
+
   /// The store's description of a class version, null if it has none. Valid until Forget. REQUIRES: Load.
   [[nodiscard]] sto_ClassRow const* FindStored(unsigned int classId, int version) const;
 
@@ -171,6 +174,8 @@ class sto_Catalogue {
   /// value.
   [[nodiscard]] bool AdoptNotes(sto_Driver& driver, sto_OnAttribute const& on, sto_StoredNotes const& from);
   [[nodiscard]] sto_StoredNotes& LoadNotes(sto_Driver& driver);
+  /// The same; Damaged if one of them belongs to nothing.
+  [[nodiscard]] sto_StoredNotes const& LoadCheckedNotes(sto_Driver& driver);
   /// Damaged if a row of a table belongs to no class version or attribute.
   void CheckOn(sto_OnAttribute const& on, char const* table) const;
 

@@ -42,6 +42,18 @@ sto_AttributeDescription DescriptionOf(sto_AttributeRow const& row, sto_StoredNo
   return described;
 }
 
+sto_ClassDescription DescriptionOf(sto_ClassRow const& row, sto_StoredNotes const& notes) {
+  sto_OnAttribute on{row.m_ClassId, row.m_Version, {}};
+  sto_ClassDescription version{row.m_ClassId,     row.m_Version, row.m_Name, row.m_BaseClassId, {},
+                               NotesOf(notes, on)};
+  version.m_Attributes.reserve(row.m_Attributes.size());
+  for (sto_AttributeRow const& attribute : row.m_Attributes) {
+    on.m_Attribute = attribute.m_Name;
+    version.m_Attributes.push_back(DescriptionOf(attribute, notes, on));
+  }
+  return version;
+}
+
 [[noreturn]] void RaiseOtherValue(std::string const& where, std::string const& name,
                                   std::string const& attribute, std::int64_t value, std::int64_t there) {
   sto_Raise(sto_ErrorKind::Conflict,
@@ -129,20 +141,26 @@ sto_StoredNotes& sto_Catalogue::LoadNotes(sto_Driver& driver) {
   return m_Notes;
 }
 
-std::vector<sto_ClassDescription> sto_Catalogue::Describe(sto_Driver& driver, unsigned int classId) {
+sto_StoredNotes const& sto_Catalogue::LoadCheckedNotes(sto_Driver& driver) {
   sto_StoredNotes const& notes = LoadNotes(driver);
   for (auto const& [key, value] : notes.Enumerators()) CheckOn(key.first, "enumerator");
   for (auto const& [key, text] : notes.Notes()) CheckOn(key.first, "note");
+  return notes;
+}
+
+std::vector<sto_ClassDescription> sto_Catalogue::Describe(sto_Driver& driver, unsigned int classId) {
+  sto_StoredNotes const& notes = LoadCheckedNotes(driver);
   std::vector<sto_ClassDescription> versions;
   for (auto stored = m_StoredClasses.lower_bound({classId, std::numeric_limits<int>::min()});
-       stored != m_StoredClasses.end() && stored->first.first == classId; ++stored) {
-    sto_ClassRow const& row = stored->second.Row();
-    sto_OnAttribute on{row.m_ClassId, row.m_Version, {}};
-    versions.push_back({row.m_ClassId, row.m_Version, row.m_Name, row.m_BaseClassId, {}, NotesOf(notes, on)});
-    for (sto_AttributeRow const& attribute : row.m_Attributes) {
-      on.m_Attribute = attribute.m_Name;
-      versions.back().m_Attributes.push_back(DescriptionOf(attribute, notes, on));
-    }
-  }
+       stored != m_StoredClasses.end() && stored->first.first == classId; ++stored)
+    versions.push_back(DescriptionOf(stored->second.Row(), notes));
+  return versions;
+}
+
+std::vector<sto_ClassDescription> sto_Catalogue::DescribeAll(sto_Driver& driver) {
+  sto_StoredNotes const& notes = LoadCheckedNotes(driver);
+  std::vector<sto_ClassDescription> versions;
+  versions.reserve(m_StoredClasses.size());
+  for (auto const& [key, stored] : m_StoredClasses) versions.push_back(DescriptionOf(stored.Row(), notes));
   return versions;
 }

@@ -466,6 +466,24 @@ std::int64_t sto_SqliteDriver::SizeBytes() {
   return m_Connection->SizeBytes();
 }
 
+sto_StoreInfo sto_SqliteDriver::Info() {
+  m_Transaction.CheckUndone();
+  sto_StoreInfo info;
+  info.m_Format = static_cast<int>(m_FormatVersion);
+  info.m_PageBytes = static_cast<int>(m_Connection->QueryInteger("PRAGMA page_size"));
+  info.m_ReadersBesideWriter = m_HasLog;
+  info.m_HasIndexes = m_Header.m_HasIndexes;
+  info.m_SizeBytes = m_Connection->SizeBytes();
+  info.m_EndOfIds = m_Save.m_NextObjectId;
+  if (IsOld()) return info;
+  info.m_Uuid = m_Header.UuidText();
+  sto_SqliteSaves::Newest const& newest = m_Saves.ReadNewest();
+  info.m_Sum = newest.m_Sum.Hex();
+  std::vector<sto_SaveEntry> entries = m_Saves.Read(newest.m_Number);
+  if (!entries.empty()) info.m_NewestSave = std::move(entries.back());
+  return info;
+}
+
 void sto_SqliteDriver::CopyTo(std::string const& location, sto_Meter* meter) {
   m_Transaction.CheckUndone();
   sto_SqliteCopy copy(*m_Connection, location, meter);

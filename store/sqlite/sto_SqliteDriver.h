@@ -106,6 +106,7 @@ class sto_SqliteDriver : public sto_Driver {
   std::vector<sto_RootRow> Roots() override;
   std::vector<sto_RootRow> RootsFrom(std::string_view prefix) override;
   std::int64_t SizeBytes() override;
+  sto_StoreInfo Info() override;
   void CopyTo(std::string const& location, sto_Meter* meter) override;
   void BeginWalk() override;
   std::unique_ptr<sto_StorageWalk> NewWalk(sto_StorageVisitor& visitor) override;

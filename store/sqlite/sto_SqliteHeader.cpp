@@ -78,6 +78,17 @@ void SetChecksum(sto_SqliteConnection& connection) {
 
 } // namespace
 
+std::string sto_SqliteHeader::UuidText() const {
+  static constexpr char Digits[] = "0123456789abcdef";
+  std::string text;
+  for (std::size_t i = 0; i < m_Uuid.size(); ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+    text += Digits[std::to_integer<unsigned>(m_Uuid[i]) >> 4];
+    text += Digits[std::to_integer<unsigned>(m_Uuid[i]) & 15];
+  }
+  return text;
+}
+
 void sto_MakeSqliteHeader(sto_SqliteConnection& connection) {
   std::array<std::byte, 16> const uuid = NewUuid();
   sto_SqliteStatement insert(connection, "INSERT INTO meta(key, value) VALUES(?, ?)");

@@ -12,6 +12,9 @@ struct sto_SqliteHeader {
   /// A feature that a program must know to write, and this one does not; empty if there is none.
   std::string m_UnknownToWrite;
   bool m_HasIndexes = false; ///< the feature sto_Format::IndexesFeature
+
+  /// "6f1c2a7e-0d5b-4c7e-9d3a-5b8c1f2e4a6d"
+  [[nodiscard]] std::string UuidText() const;
 };
 
 /// Writes the header of a new or upgraded store, with a new uuid. REQUIRES: an open write transaction, and

@@ -239,6 +239,10 @@ class StoreFaultDriver : public sto_Driver {
     Step("SizeBytes");
     return m_Real->SizeBytes();
   }
+  sto_StoreInfo Info() override {
+    Step("Info");
+    return m_Real->Info();
+  }
   void CopyTo(std::string const& location, sto_Meter* meter) override {
     Step("CopyTo");
     m_Real->CopyTo(location, meter);
