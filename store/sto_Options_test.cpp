@@ -107,6 +107,12 @@ class StoreLog : public StoreStreamTest {
     options.m_ReadersBesideWriter = true;
     Make(Count, options);
   }
+  /// Opens a session for writing that soon stops waiting for others.
+  [[nodiscard]] sto_Store OpenImpatient() const {
+    sto_Options options;
+    options.m_BusyMilliseconds = 100;
+    return sto_Store::Open(Path(), sto_Mode::ReadWrite, TestClasses(), options);
+  }
   static std::vector<int> Counted() {
     std::vector<int> values;
     for (int i = 0; i < Count; ++i) values.push_back(i);
@@ -185,7 +191,7 @@ TEST_F(StoreLog, WriterDoesNotWaitForAReader) {
 
 TEST_F(StoreLog, SecondWriterIsBusyAndGoesOnWhenTheFirstIsDone) {
   sto_Store one = Open();
-  sto_Store two = Open();
+  sto_Store two = OpenImpatient();
   {
     sto_Transaction transaction(one);
     one.Save("one", Stream());
@@ -200,7 +206,7 @@ TEST_F(StoreLog, SecondWriterIsBusyAndGoesOnWhenTheFirstIsDone) {
 TEST_F(StoreLog, WithoutItAReaderKeepsTheWriterFromCommitting) {
   fs::remove(Path());
   Make(Count);
-  sto_Store writer = Open();
+  sto_Store writer = OpenImpatient();
   sto_Store reader = Open(sto_Mode::ReadOnly);
   sto_Transaction transaction(writer);
   writer.Save("new", Stream());

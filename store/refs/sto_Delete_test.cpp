@@ -427,6 +427,24 @@ TEST_F(Delete, IsNotUndoneByAnotherSession) {
   EXPECT_FALSE(m_Store->FindOne<Load>(&Load::m_Number, 0));
 }
 
+TEST_F(Delete, IsNoticedByASaveInASessionThatReadTheReferenceLater) {
+  SaveCase(2);
+  DeleteMain();
+  sto_Store other = OtherSession();
+  Case holder;
+  holder.m_Main = other.Ref<Case>("case")->m_Main;
+  ExpectError(sto_ErrorKind::NotFound, "was deleted", [&] { other.Save("holder", holder); });
+  sto_Ref<Case> const root = other.Ref<Case>("case");
+  {
+    sto_Transaction transaction(other);
+    root.Edit().m_Name = "changed";
+    ExpectError(sto_ErrorKind::NotFound, "was deleted", [&] { transaction.Commit(); });
+    root.Edit().m_Main = nullptr;
+    transaction.Commit();
+  }
+  EXPECT_EQ(other.Ref<Case>("case")->m_Name, "changed");
+}
+
 TEST_F(Delete, RefusesAnObjectOfAnotherClass) {
   SaveCase(1);
   m_Store->Save("load", Load(8));

@@ -115,8 +115,7 @@ template <class T> class sto_Ref {
   /// sto_Store::CollectGarbage deletes what nobody leads to. What `*reference` returned is invalid then.
   ///
   /// References to it that are left lead to nothing: following one raises NotFound; a std::weak_ptr to it is null when its
-  /// holder is loaded. Saving an object whose sto_Ref still leads to it raises NotFound, too, in
-  /// this session; another one may have read the reference, and keeps it. Lists and maps keep such an
+  /// holder is loaded. Saving an object whose sto_Ref still leads to it raises NotFound, too. Lists and maps keep such an
   /// element until it is followed, so take it out of them first; sto_Store::Check notes what still leads to it. An object
   /// that leads to it by a pointer, or has it as a value, cannot be loaded any more: delete only what references lead to. If
   /// such a holder is in memory, saving it stores the object again, also in this transaction. A root keeps its name, and

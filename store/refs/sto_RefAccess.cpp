@@ -256,8 +256,10 @@ sto_Resident* sto_ReadResident(cls_ReadVisitor const& visitor, cls_FieldHandle c
   sto_MementoRead* const memento = sto_MementoWith(visitor, field);
   std::int64_t const id = memento == nullptr ? 0 : memento->ObjectIn(field);
   if (id == 0) return nullptr;
-  sto_Residents& residents = memento->Session().Residents();
+  sto_Session& session = memento->Session();
+  sto_Residents& residents = session.Residents();
   sto_Resident& resident = residents.At(id);
-  residents.NoteSeen(resident); // an object that is held is there
+  // An object that is held is there, unless some have been deleted: then a save looks.
+  if (!session.Catalogue().HasDeletedObjects()) residents.NoteSeen(resident);
   return &resident;
 }

@@ -12,40 +12,32 @@ trap 'rm -rf "$work"' EXIT
 # These need Eigen, which the library does not.
 for_eigen='^describe/dsc_Eigen'
 eigen="${EIGEN_INCLUDE:-/usr/include/eigen3}"
-export include compiler work for_eigen eigen
+export include compiler work
 
 fail() {
   printf 'headers: %s\n' "$1" >&2
   exit 1
 }
 
-compile() { # a header, where its dependencies and the compiler's messages go, and further options
+compile() { # a header, where the compiler's messages go, and further options
   echo "#include <kvlpersist/$1>" |
-    "$compiler" -std=c++20 -Wall -Wextra -Wpedantic -I "$include" "${@:3}" -fsyntax-only -MD -MF "$2.d" -MT x -x c++ - \
-      2>"$2.log"
+    "$compiler" -std=c++20 -I "$include" "${@:3}" -x c++ - 2>"$2"
 }
-compile_alone() {
-  local out="$work/${1//\//_}" options=()
-  [[ "$1" =~ $for_eigen ]] && options=(-isystem "$eigen")
-  compile "$1" "$out" "${options[@]}" && [[ ! -s "$out.log" ]] || {
-    cat "$out.log" >&2
-    printf 'headers: <kvlpersist/%s> does not compile alone\n' "$1" >&2
-    return 255 # xargs stops
-  }
-}
-export -f compile compile_alone
 
 (cd "$include" && find . -type f -printf '%P\n') | sort >"$work/installed"
 grep -v '^kvlpersist/.*\.h$' "$work/installed" && fail "this is no header of the project"
 cp "$public" "$work/compiled"
+: >"$work/for_eigen"
 if [[ ! -e "$eigen/Eigen/Core" ]]; then
   echo "headers: those for Eigen are not compiled: it is not in $eigen (EIGEN_INCLUDE names another folder)"
   grep -v -E "$for_eigen" "$public" >"$work/compiled"
-  grep -E "$for_eigen" "$public" | sed "s|^|$include/kvlpersist/|" >"$work/for_eigen.d" # they need no inner ones
+  grep -E "$for_eigen" "$public" | sed 's|^|kvlpersist/|' >"$work/for_eigen" # they need no inner ones
 fi
-xargs -P "$(nproc)" -I '{}' bash -c 'compile_alone "{}"' <"$work/compiled"
+"$(dirname "${BASH_SOURCE[0]}")/compile_alone.py" "$include" "$work/compiled" "$compiler" -isystem "$eigen"
 
-cat "$work"/*.d | tr ' ' '\n' | grep -F "$include/" | sed "s|^$include/||" | sort -u >"$work/reached"
+sed 's|.*|#include <kvlpersist/&>|' "$work/compiled" |
+  "$compiler" -std=c++20 -I "$include" -isystem "$eigen" -M -x c++ - | tr ' ' '\n' | grep -F "$include/" |
+  sed "s|^$include/||" | cat - "$work/for_eigen" | sort -u >"$work/reached"
 diff "$work/reached" "$work/installed" >&2 || fail "installed (>) is not what public headers include (<)"
 
 sed 's|^|kvlpersist/|' "$public" | sort | comm -13 - "$work/installed" >"$work/inner"
@@ -72,7 +64,7 @@ xargs -P "$(nproc)" -I '{}' bash -c 'refuses "{}"' <"$work/inner"
 # Without run-time type information a header says what is missing, first of all.
 grep -v '^platform/' "$public" | grep -E '/(cls_ReadVisitor|cls_ClassRegistrar|nex_initialize|sto_Store)\.h$' |
   while IFS= read -r header; do
-    compile "$header" "$work/rtti" -fno-rtti -E -o /dev/null && fail "<kvlpersist/$header> compiles with -fno-rtti"
+    compile "$header" "$work/rtti.log" -fno-rtti -E -o /dev/null && fail "<kvlpersist/$header> compiles with -fno-rtti"
     grep -m 1 'error:' "$work/rtti.log" | grep -q -F 'KVLpersist needs run-time type information' || {
       cat "$work/rtti.log" >&2
       fail "<kvlpersist/$header> does not say that it needs run-time type information"

@@ -21,6 +21,29 @@ configure() {
 cmake --install "$build" --prefix "$work/first" >"$work/install.log"
 mv "$work/first" "$work/prefix" # nothing may remember where it was installed
 
+# What docs/back-end.md tells the author of a back end to do, from building the library to the contract suite. The
+# document's commands run as they are; the project file that it shows is written in between. The tool chain asks for
+# what compiles soonest, which a user may do, too. A quarter of the suite runs: all of it ran over this back end with
+# the tree's tests.
+mkdir "$work/back-end"
+ln -s "$(cd "$here/../.." && pwd)" "$work/back-end/kvlpersist"
+awk '/^```sh$/ { on = 1; next }
+  /^```cmake$/ { on = 1; end = "END"; print "cat >my-back-end/CMakeLists.txt <<\"END\""; next }
+  /^```$/ { if (on && end) print end; on = 0; end = ""; next }
+  on' "$here/../../docs/back-end.md" >"$work/back-end/commands.sh"
+cat >"$work/back-end/quick.cmake" <<END
+set(CMAKE_UNITY_BUILD ON)
+set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
+set(CMAKE_CXX_FLAGS_RELEASE "-O0" CACHE STRING "")
+END
+build_back_end() {
+  cd "$work/back-end" && GTEST_TOTAL_SHARDS=4 GTEST_SHARD_INDEX=0 CXX="$compiler" CMAKE_GENERATOR=Ninja CMAKE_BUILD_PARALLEL_LEVEL=2 \
+  CMAKE_TOOLCHAIN_FILE="$work/back-end/quick.cmake" bash -euxo pipefail commands.sh
+}
+(build_back_end) >"$work/back-end.log" 2>&1 & # beside the rest: it waits for its own steps often
+back_end=$!
+trap 'kill "$back_end" 2>/dev/null || true; rm -rf "$work"' EXIT
+
 "$here/headers.sh" "$work/prefix/include" "$build/public_headers.txt" "$compiler"
 
 configure -S "$here" -B "$work/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$work/prefix"
@@ -47,24 +70,6 @@ configure -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/pre
 cmake --build "$work/bolts/build"
 (cd "$work/bolts" && build/bolts && build/bolts)
 
-# What docs/back-end.md tells the author of a back end to do, from building the library to the contract suite. The
-# document's commands run as they are; the project file that it shows is written in between. The tool chain asks for
-# what compiles soonest, which a user may do, too. A quarter of the suite runs: all of it ran over this back end with
-# the tree's tests.
-mkdir "$work/back-end"
-ln -s "$(cd "$here/../.." && pwd)" "$work/back-end/kvlpersist"
-awk '/^```sh$/ { on = 1; next }
-  /^```cmake$/ { on = 1; end = "END"; print "cat >my-back-end/CMakeLists.txt <<\"END\""; next }
-  /^```$/ { if (on && end) print end; on = 0; end = ""; next }
-  on' "$here/../../docs/back-end.md" >"$work/back-end/commands.sh"
-cat >"$work/back-end/quick.cmake" <<END
-set(CMAKE_UNITY_BUILD ON)
-set(CMAKE_UNITY_BUILD_BATCH_SIZE 16)
-set(CMAKE_CXX_FLAGS_RELEASE "-O0" CACHE STRING "")
-END
-(cd "$work/back-end" && GTEST_TOTAL_SHARDS=4 GTEST_SHARD_INDEX=0 CXX="$compiler" CMAKE_GENERATOR=Ninja CMAKE_BUILD_PARALLEL_LEVEL=2 \
-  CMAKE_TOOLCHAIN_FILE="$work/back-end/quick.cmake" bash -euxo pipefail commands.sh)
-
 # The checkout as a subdirectory of a project: <kvlpersist/...> is found, and the tree's own folders are not.
 configure -S "$here" -B "$work/subproject" -DKVL_SOURCE="$here/../.."
 cmake --build "$work/subproject" --parallel 2 --target consumer_store_objects
@@ -72,4 +77,10 @@ cmake --build "$work/subproject" --parallel 2 --target consumer_store_objects
 cmake --build "$work/subproject" --parallel 2 --target CMakeFiles/consumer_contract.dir/contract_settings.cpp.o \
   CMakeFiles/kvl_contract_suite.dir/kvl/contract/tests/contract/Pointers_test.cpp.o
 diff -r -x files.stamp "$work/subproject/kvl/contract" "$work/prefix/share/kvlpersist/contract"
+wait "$back_end" || {
+  cat "$work/back-end.log" >&2
+  echo "consumer: the commands of docs/back-end.md fail" >&2
+  exit 1
+}
+tail -n 2 "$work/back-end.log"
 echo "consumer: the installed package works"
