@@ -111,7 +111,7 @@ class StoreLog : public StoreStreamTest {
   [[nodiscard]] sto_Store OpenImpatient() const {
     sto_Options options;
     options.m_BusyMilliseconds = 100;
-    return sto_Store::Open(Path(), sto_Mode::ReadWrite, TestClasses(), options);
+    return sto_Store::Open(Path(), sto_Mode::ReadWrite, Classes(), options);
   }
   static std::vector<int> Counted() {
     std::vector<int> values;
