@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_ChangeList.h"
+#include "store/format/sto_ContentSum.h"
 #include "store/format/sto_Format.h"
 #include "store/format/sto_Shape.h"
 #include "store/sqlite/sto_SqliteErrors.h"
@@ -205,22 +207,28 @@ bool sto_RecoverHarvest::RootFits(sto_RecoverTables::Page root, Table table) {
 void sto_RecoverHarvest::WalkTable(Table table) {
   sto_RecoverTables::Page root = m_Tables.RootOf(table);
   sto_RecoverTables::Page const usual = m_Usual.RootOf(table);
-  if (root == 0 && usual == 0) return; // the format has no such table
-  if ((root == 0 || !RootFits(root, table)) && usual != 0 && RootFits(usual, table)) root = usual;
+  if (root == 0 && usual == 0) return;                             // the format has no such table
+  bool const isUsualFree = usual != 0 && !m_Tables.HasRoot(usual); // no other table is known to be there
+  if ((root == 0 || !RootFits(root, table)) && isUsualFree && RootFits(usual, table)) root = usual;
   Sink sink(*this, table, Trust::Sure);
   m_Trees.Walk(root, sto_RecoverTables::HasRowIds(table), sink);
 }
 
+// A row of another table is taken, too, but then the row that should be there is missing.
 bool sto_RecoverHarvest::Take(Table hint, sto_RecoverRow const& row, Trust trust) {
-  bool const isTaken =
-      (hint != Table::Count && sto_RecoverTables::Fits(hint, row, IsOld()) && TakeAs(hint, row, trust)) ||
-      std::ranges::any_of(sto_RecoverTables::Fits(row, IsOld()), [&](Table table) {
-        // Every row of bytes can be one of a moved block, so only its own tree says that it is one.
-        bool const isGuess = table == Table::MovedBlock && hint != Table::Count;
-        return table != hint && !isGuess && TakeAs(table, row, trust);
-      });
+  if (hint != Table::Count && sto_RecoverTables::Fits(hint, row, IsOld()) && TakeAs(hint, row, trust)) {
+    ++m_Verified;
+    return true;
+  }
+  bool const isTaken = std::ranges::any_of(sto_RecoverTables::Fits(row, IsOld()), [&](Table table) {
+    // Every row of bytes can be one of a moved block, so only its own tree says that it is one. Of the older formats
+    // only objects and blocks have checksums.
+    bool const isOwn = table == Table::Object || table == Table::Pack || table == Table::Block;
+    bool const isGuess = IsOld() ? !isOwn : table == Table::MovedBlock && hint != Table::Count;
+    return table != hint && !isGuess && TakeAs(table, row, trust);
+  });
   m_Verified += isTaken ? 1 : 0;
-  return isTaken;
+  return isTaken && hint == Table::Count;
 }
 
 // Only what has a checksum can be told from other bytes.
@@ -359,13 +367,17 @@ bool sto_RecoverHarvest::TakeRoot(sto_RecoverRow const& row, Trust trust) {
   if (!IsOld() && !HasChecksum(Table::Root, row, false)) return false;
   if (trust == Trust::Doubtful && (IsOld() || !m_Log.IsRootUnchanged(name))) return false;
   if (values[1].m_Number < 1 || values[1].m_Number > sto_Format::MaxObjectId) return false;
-  m_Roots.try_emplace(std::move(name), values[1].m_Number, IsOld() ? 0 : values[2].m_Number);
-  return true;
+  // A root that is there twice is in a page that has another one's bytes.
+  return m_Roots.try_emplace(std::move(name), values[1].m_Number, IsOld() ? 0 : values[2].m_Number).second;
 }
 
 bool sto_RecoverHarvest::TakeSave(sto_RecoverRow const& row) {
   auto const& values = row.m_Values;
   if (!HasChecksum(Table::Save, row, true) || values[4].m_Number < 1) return false;
+  sto_ChangeList changes;
+  if (values[6].m_Bytes.size() != sto_ContentSum::StoredBytes ||
+      !sto_DecodeChanges(values[5].m_Bytes, changes))
+    return false;
   sto_RecoverLog::Entry entry{values[1].m_Number,
                               OptionalTextOf(values[2]),
                               OptionalTextOf(values[3]),

@@ -1,5 +1,7 @@
 #include "store/recover/sto_RecoverPage.h"
 
+#include <algorithm>
+
 namespace {
 
 /// How much of a payload is in the page.
@@ -62,7 +64,10 @@ std::optional<sto_RecoverCell> sto_RecoverPage::CellAt(sto_ByteView usable, std:
   if (kind != InnerTable && !sto_TakeBigVarint(bytes, cell.m_PayloadBytes)) return std::nullopt;
   if ((kind == InnerTable || kind == LeafTable) && !sto_TakeBigVarint(bytes, rowId)) return std::nullopt;
   cell.m_RowId = static_cast<std::int64_t>(rowId);
-  if (kind == InnerTable) return cell;
+  if (kind == InnerTable) {
+    cell.m_SizeBytes = usable.size() - offset - bytes.size();
+    return cell;
+  }
   constexpr std::uint64_t MaxPayload = 1'000'000'000; // SQLite's own limit
   if (cell.m_PayloadBytes == 0 || cell.m_PayloadBytes > MaxPayload) return std::nullopt;
   std::size_t const local = LocalBytes(usable.size(), cell.m_PayloadBytes, kind == LeafTable);
@@ -71,6 +76,7 @@ std::optional<sto_RecoverCell> sto_RecoverPage::CellAt(sto_ByteView usable, std:
   cell.m_HasRow = true;
   cell.m_Local = bytes.first(local);
   if (overflows) cell.m_Overflow = sto_BigEndian32(bytes.subspan(local));
+  cell.m_SizeBytes = usable.size() - offset - bytes.size() + local + (overflows ? 4 : 0);
   return cell;
 }
 
@@ -83,4 +89,26 @@ bool sto_RecoverPage::LooksFull() const noexcept {
     hasLate = hasLate || sto_BigEndian16(m_Bytes.subspan(pointers + 2 * i)) >= m_Bytes.size() / 2;
   }
   return hasLate;
+}
+
+bool sto_RecoverPage::IsWhole() const noexcept {
+  constexpr std::size_t MinCellBytes = 4;
+  sto_ByteView const header = m_Bytes.subspan(m_Start);
+  std::size_t const start = sto_BigEndian16(header.subspan(5));
+  std::size_t const content = start == 0 ? 65536 : start;
+  if (content > m_Bytes.size()) return false;
+  std::size_t used = std::to_integer<std::size_t>(header[7]); // bytes too few for a list of free ones
+  for (std::size_t i = 0; i < m_CellCount; ++i) {
+    std::optional<sto_RecoverCell> const cell = Cell(i);
+    if (!cell) return false;
+    used += std::max(cell->m_SizeBytes, MinCellBytes);
+  }
+  std::size_t previous = 0;
+  for (std::size_t free = sto_BigEndian16(header.subspan(1)); free != 0;) {
+    if (free <= previous || free + 4 > m_Bytes.size()) return false;
+    used += sto_BigEndian16(m_Bytes.subspan(free + 2));
+    previous = free;
+    free = sto_BigEndian16(m_Bytes.subspan(free));
+  }
+  return used == m_Bytes.size() - content;
 }

@@ -20,9 +20,10 @@
 
 /// One cell of a page of SQLite's trees.
 struct sto_RecoverCell {
-  std::uint32_t m_Left = 0; ///< of an inner page: the child before the cell
-  bool m_HasRow = false;    ///< the cell has a row, or its beginning
-  std::int64_t m_RowId = 0; ///< of a table with row ids
+  std::uint32_t m_Left = 0;    ///< of an inner page: the child before the cell
+  bool m_HasRow = false;       ///< the cell has a row, or its beginning
+  std::int64_t m_RowId = 0;    ///< of a table with row ids
+  std::size_t m_SizeBytes = 0; ///< in the page
   std::uint64_t m_PayloadBytes = 0;
   sto_ByteView m_Local;         ///< the part of the payload that is in the page
   std::uint32_t m_Overflow = 0; ///< the page with the next part; 0: there is none
@@ -46,6 +47,8 @@ class sto_RecoverPage {
   [[nodiscard]] std::uint32_t Right() const noexcept { return m_Right; }
   /// A cell; empty if it cannot be one.
   [[nodiscard]] std::optional<sto_RecoverCell> Cell(std::size_t index) const noexcept;
+  /// Whether all that is used in the page belongs to cells: otherwise some are missing in its directory.
+  [[nodiscard]] bool IsWhole() const noexcept;
   /// Whether all cells can be cells, and some are in the second half, where a page is filled first.
   [[nodiscard]] bool LooksFull() const noexcept;
 

@@ -103,6 +103,10 @@ std::vector<sto_RecoverTable> sto_RecoverTables::Fits(sto_RecoverRow const& row,
   return tables;
 }
 
+bool sto_RecoverTables::HasRoot(Page page) const noexcept {
+  return std::ranges::find(m_Roots, page) != m_Roots.end();
+}
+
 bool sto_RecoverTables::HasAllOfPresentFormat() const noexcept {
   constexpr auto End = static_cast<std::ptrdiff_t>(Table::IndexName);
   return m_Version == sto_Format::Version &&

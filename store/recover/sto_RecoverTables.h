@@ -58,6 +58,9 @@ class sto_RecoverTables {
   /// The root page of a table's tree; 0 if it is not known.
   [[nodiscard]] Page RootOf(Table table) const noexcept { return m_Roots[static_cast<std::size_t>(table)]; }
 
+  /// Whether a page is the root page of a tree.
+  [[nodiscard]] bool HasRoot(Page page) const noexcept;
+
   /// Where the trees are in a store that was made with a format and not changed since.
   [[nodiscard]] static sto_RecoverTables Usual(int version, std::size_t pageBytes);
 

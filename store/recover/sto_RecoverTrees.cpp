@@ -118,10 +118,13 @@ void sto_RecoverTrees::WalkPage(Page number, bool hasRowIds, int depth, Keys key
     m_Step();
     sto_RecoverPage const page(sto_ByteView(bytes).first(m_File.UsableBytes()), number == 1);
     isTree = page.What() != sto_RecoverPage::None && page.HasRowIds() == hasRowIds;
-    if (isTree && page.IsInner()) return WalkInner(page, depth, keys, rows);
-    if (isTree) return WalkLeaf(page, keys, rows);
+    if (isTree && page.IsInner())
+      WalkInner(page, depth, keys, rows);
+    else if (isTree)
+      WalkLeaf(page, keys, rows);
+    if (isTree && page.IsWhole()) return;
   }
-  ++m_LostPages;
+  m_LostPages += isTree ? 0 : 1;
   Miss(keys, rows);
   if (!bytes.empty() && !m_IsPeeking)
     SearchPage(sto_ByteView(bytes).first(m_File.UsableBytes()), hasRowIds, rows);
@@ -165,7 +168,7 @@ void sto_RecoverTrees::WalkInner(sto_RecoverPage const& page, int depth, Keys ke
 
 void sto_RecoverTrees::WalkLeaf(sto_RecoverPage const& page, Keys keys, sto_RecoverRows& rows) {
   std::int64_t first = keys.m_First;
-  bool isMissing = false;
+  bool isMissing = false, isOtherPage = false;
   for (std::size_t i = 0; i < page.CellCount(); ++i) {
     std::optional<sto_RecoverCell> const cell = page.Cell(i);
     bool const isTaken = cell && TakeCell(*cell, page.HasRowIds(), rows);
@@ -173,11 +176,17 @@ void sto_RecoverTrees::WalkLeaf(sto_RecoverPage const& page, Keys keys, sto_Reco
       isMissing = isMissing || !isTaken;
       continue;
     }
+    // Rows of the table that do not belong here: the page has the bytes of another one.
+    bool const isInOrder = cell->m_RowId >= first && cell->m_RowId <= keys.m_Last;
+    isOtherPage = isOtherPage || !isInOrder;
     if (isMissing && cell->m_RowId > first) Miss({first, cell->m_RowId - 1}, rows);
     isMissing = false;
-    if (cell->m_RowId >= first && cell->m_RowId < keys.m_Last) first = cell->m_RowId + 1;
+    if (isInOrder && cell->m_RowId < keys.m_Last) first = cell->m_RowId + 1;
   }
-  if (isMissing) Miss({first, keys.m_Last}, rows);
+  if (isOtherPage)
+    Miss(keys, rows);
+  else if (isMissing)
+    Miss({first, keys.m_Last}, rows);
 }
 
 void sto_RecoverTrees::WalkOrphans(sto_RecoverRows& rows) {

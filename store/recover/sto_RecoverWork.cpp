@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 #include <vector>
 
 #include "store/format/sto_Record.h"
@@ -184,8 +185,13 @@ void sto_RecoverWork::WriteCatalogue(sto_SqliteConnection& work, sto_RecoverHarv
     return sto_OnAttribute{static_cast<unsigned int>(remark.m_ClassId), static_cast<int>(remark.m_Version),
                            remark.m_Attribute};
   };
+  std::set<std::tuple<std::int64_t, std::int64_t, std::string, std::string>> known;
+  auto const isNew = [&](sto_RecoverHarvest::Remark const& remark) {
+    return known.emplace(remark.m_ClassId, remark.m_Version, remark.m_Attribute, remark.m_Name).second;
+  };
   for (auto const& remark : harvest.Enumerators())
-    if (isDescribed(remark)) notes.AddEnumerator({on(remark), remark.m_Name, remark.m_Value});
+    if (isDescribed(remark) && isNew(remark))
+      notes.AddEnumerator({on(remark), remark.m_Name, remark.m_Value});
   for (auto const& remark : harvest.Notes())
     if (isDescribed(remark)) notes.WriteNote({on(remark), remark.m_Name, remark.m_Text});
   WriteLog(work, harvest, results);
@@ -193,10 +199,10 @@ void sto_RecoverWork::WriteCatalogue(sto_SqliteConnection& work, sto_RecoverHarv
 
 void sto_RecoverWork::WriteLog(sto_SqliteConnection& work, sto_RecoverHarvest& harvest,
                                sto_RecoverResults& results) {
-  constexpr std::int64_t MaxGap = 1'000'000;
+  constexpr std::int64_t MaxMissing = 1'000'000;
   auto const& entries = harvest.Log().Entries();
   m_Saves = std::max<std::int64_t>({harvest.NewestSave(), harvest.Log().Newest(), 1});
-  if (harvest.Log().Newest() > harvest.NewestSave() + MaxGap) m_Saves = harvest.NewestSave() + MaxGap;
+  if (harvest.Log().Newest() > harvest.NewestSave() + MaxMissing) m_Saves = harvest.NewestSave() + MaxMissing;
   m_IsNextIdKnown = harvest.Log().Newest() >= harvest.NewestSave() && !entries.empty() &&
                     !harvest.HasMissed(sto_RecoverTable::Save);
   sto_RowChecksum checksum(m_Uuid, "save");
