@@ -72,7 +72,7 @@ TEST_F(StoreRecoverDamage, FileThatIsCut) {
 }
 
 TEST_F(StoreRecoverDamage, FlippedBit) {
-  for (std::size_t bit = 3; bit < 8 * m_Whole.size(); bit += TestsAllSeeds() ? 101 : 15013) {
+  for (std::size_t bit = 3; bit < 8 * m_Whole.size(); bit += TestsAllSeeds() ? 401 : 15013) {
     StoreBytes damaged = m_Whole;
     damaged[bit / 8] ^= std::byte{1} << bit % 8;
     Try(damaged, "bit " + std::to_string(bit));

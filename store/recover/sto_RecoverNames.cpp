@@ -49,7 +49,10 @@ class Completer {
   }
 
   void AddNames(std::map<std::int64_t, std::string> const& inIndex) {
-    for (auto const& [id, text] : inIndex) m_Used[id]; // units, too
+    for (auto const& [id, text] : inIndex) { // units are in records only
+      bool const isNew = id >= 1 && id <= sto_Format::MaxObjectId && !text.empty() && !m_Texts.contains(text);
+      if (isNew) m_Used[id];
+    }
     for (auto const& [id, uses] : m_Used) {
       if (m_Names.contains(id) || id < 1) continue;
       auto const indexed = inIndex.find(id);

@@ -78,12 +78,7 @@ class StoreSnapshot {
     }
     for (auto const& [name, value] : before.m_Fields)
       if (!after.m_Fields.contains(name)) {
-        EXPECT_TRUE(std::ranges::any_of(report.m_Lost,
-                                        [&](sto_LostItem const& item) {
-                                          return item.m_Kind == sto_LostKind::Name ||
-                                                 (item.m_HolderId == id && item.m_Attribute == name);
-                                        }))
-            << id << " " << name;
+        EXPECT_TRUE(IsFieldLost(id, name, report)) << id << " " << name;
       }
     if (before.m_IsMap) {
       std::multiset<std::string> const all(before.m_Items.begin(), before.m_Items.end());
@@ -108,6 +103,16 @@ class StoreSnapshot {
       return isItems && item.m_ObjectId == id && item.m_First <= index && index < item.m_First + item.m_Count;
     });
   }
+  static bool IsFieldLost(std::int64_t id, std::string const& name, sto_RecoverReport const& report) {
+    return std::ranges::any_of(report.m_Lost, [&](sto_LostItem const& item) {
+      return item.m_Kind == sto_LostKind::Name || (item.m_HolderId == id && item.m_Attribute == name);
+    });
+  }
+  static bool IsRootLost(std::string const& name, sto_RecoverReport const& report) {
+    return std::ranges::any_of(report.m_Lost, [&](sto_LostItem const& item) {
+      return (item.m_Kind == sto_LostKind::Root && item.m_Root == name) || item.m_Kind == sto_LostKind::Rows;
+    });
+  }
   void ExpectRoots(StoreSnapshot const& recovered, sto_RecoverReport const& report) const {
     for (auto const& [name, id] : recovered.m_Roots) {
       auto const before = m_Roots.find(name);
@@ -118,10 +123,7 @@ class StoreSnapshot {
     }
     for (auto const& [name, id] : m_Roots)
       if (!recovered.m_Roots.contains(name)) {
-        EXPECT_TRUE(std::ranges::any_of(report.m_Lost, [&](sto_LostItem const& item) {
-          return (item.m_Kind == sto_LostKind::Root && item.m_Root == name) ||
-                 item.m_Kind == sto_LostKind::Rows;
-        })) << name;
+        EXPECT_TRUE(IsRootLost(name, report)) << name;
       }
   }
 
