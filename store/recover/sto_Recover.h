@@ -115,8 +115,8 @@ struct sto_RecoverReport {
 /// - NewerFormat: the store was written by a newer version of this module;
 /// - Damaged: what is left contradicts itself; Cancelled, Full, Unavailable, Misuse (a location with a NUL character).
 ///
-/// Memory: a few bytes for each object, the catalogue, the names of roots and the log, one row at a time. Room on the medium: that of the new
-/// store, and that of the old one if it has a journal or a log. Thread rule: any thread.
+/// Memory: a few bytes for each object, the catalogue, the names of roots and the log, one row at a time. Room on the
+/// medium: that of the new store, and that of the old one if it has a journal or a log. Thread rule: any thread.
 KVL_EXPORT sto_RecoverReport sto_Recover(std::string const& from, std::string const& to,
                                          sto_RecoverOptions const& options = {},
                                          sto_Progress const& progress = {});

@@ -21,7 +21,6 @@ class sto_RecoverFile {
   sto_RecoverFile(std::string const& path, std::string const& beside);
 
   [[nodiscard]] std::string const& Path() const noexcept { return m_Path; }
-  /// Where the file is that is read.
   [[nodiscard]] std::size_t PageBytes() const noexcept { return m_PageBytes; }
   /// The bytes of a page that trees use.
   [[nodiscard]] std::size_t UsableBytes() const noexcept { return m_PageBytes - m_Reserved; }

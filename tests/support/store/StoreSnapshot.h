@@ -71,10 +71,11 @@ class StoreSnapshot {
     EXPECT_EQ(after.m_ClassId, before.m_ClassId) << id;
     for (auto const& [name, value] : after.m_Fields) {
       auto const found = before.m_Fields.find(name);
-      if (found == before.m_Fields.end())
-        EXPECT_TRUE(Has(report, sto_LostKind::Name)) << id << " " << name;
-      else
+      bool const isKnown = found != before.m_Fields.end();
+      EXPECT_TRUE(isKnown || Has(report, sto_LostKind::Name)) << id << " " << name;
+      if (isKnown) {
         EXPECT_EQ(value, found->second) << id << " " << name;
+      }
     }
     for (auto const& [name, value] : before.m_Fields)
       if (!after.m_Fields.contains(name)) {
@@ -88,8 +89,9 @@ class StoreSnapshot {
     }
     ASSERT_EQ(after.m_Items.size(), before.m_Items.size()) << id;
     for (std::size_t i = 0; i < after.m_Items.size(); ++i)
-      if (after.m_Items[i] != before.m_Items[i])
+      if (after.m_Items[i] != before.m_Items[i]) {
         ASSERT_TRUE(IsLost(id, static_cast<std::int64_t>(i), report)) << id << "[" << i << "]";
+      }
   }
   static std::size_t Count(std::int64_t id, sto_RecoverReport const& report) {
     std::int64_t count = 0;
@@ -116,10 +118,8 @@ class StoreSnapshot {
   void ExpectRoots(StoreSnapshot const& recovered, sto_RecoverReport const& report) const {
     for (auto const& [name, id] : recovered.m_Roots) {
       auto const before = m_Roots.find(name);
-      if (before != m_Roots.end())
-        EXPECT_EQ(before->second, id) << name;
-      else
-        EXPECT_TRUE(std::ranges::find(report.m_NewRoots, name) != report.m_NewRoots.end()) << name;
+      bool const isNew = std::ranges::find(report.m_NewRoots, name) != report.m_NewRoots.end();
+      EXPECT_TRUE(isNew || (before != m_Roots.end() && before->second == id)) << name;
     }
     for (auto const& [name, id] : m_Roots)
       if (!recovered.m_Roots.contains(name)) {
