@@ -122,6 +122,11 @@ void sto_Catalogue::Record(sto_Driver& driver, cls_ClassMetadata const& metadata
   if (notes != nullptr) CheckNotes(*notes, declared);
   auto const [place, isNew] =
       m_StoredClasses.try_emplace(std::pair(declared.m_ClassId, declared.m_Version), declared);
+  // A recovered store has classes without a name, of which only the shapes were left.
+  if (!isNew && place->second.Row().m_Name.empty()) {
+    place->second = sto_StoredClass(declared);
+    WriteClass(driver, declared);
+  }
   // Stores of format 1 have classes without a description of their attributes.
   bool const isFirstDescription = !isNew && place->second.Row().m_Attributes.empty();
   if (isFirstDescription) {
@@ -190,8 +195,8 @@ bool sto_Catalogue::HasNewestBase(sto_Part const& part) {
     cls_ClassMetadata const* const newest = m_Classes.Newest(part.m_ClassId);
     unsigned int const base = found->second.Row().m_BaseClassId;
     cls_ClassChanges const* const changes = m_Classes.Changes(part.m_ClassId);
-    known =
-        newest == nullptr || newest->BaseClassId() == base || (changes != nullptr && changes->HadBase(base));
+    known = newest == nullptr || newest->BaseClassId() == base || found->second.Row().m_Name.empty() ||
+            (changes != nullptr && changes->HadBase(base));
   }
   return *known;
 }
@@ -211,6 +216,7 @@ bool sto_Catalogue::IsDeclared(unsigned int classId, cls_FieldHandle const& fiel
 }
 
 void sto_Catalogue::CheckSame(sto_ClassRow const& stored, sto_ClassRow const& declared) const {
+  if (stored.m_Name.empty()) return; // nothing is known of it
   auto const conflict = [&](std::string const& problem) {
     sto_Raise(sto_ErrorKind::Conflict, m_Location + ": Class " + declared.m_Name + " version " +
                                            std::to_string(declared.m_Version) + problem);
@@ -325,7 +331,7 @@ void sto_Catalogue::CheckChanges() const {
 void sto_Catalogue::CheckChangesOf(sto_ClassRow const& stored) const {
   cls_ClassChanges const* const changes = m_Classes.Changes(stored.m_ClassId);
   cls_ClassMetadata const* const newest = m_Classes.Newest(stored.m_ClassId);
-  if (changes == nullptr || newest == nullptr) return;
+  if (changes == nullptr || newest == nullptr || stored.m_Name.empty()) return;
   if (m_Classes.ForVersion(stored.m_ClassId, stored.m_Version) != newest)
     return; // has a reader of its own, or is newer
   if (stored.m_Version == newest->Version())

@@ -35,6 +35,8 @@ class sto_SqliteCheck final : public sto_StorageWalk {
   [[nodiscard]] std::int64_t BlockRowCount() override;
   std::optional<bool> IsSumRight() override;
   [[nodiscard]] sto_StorageSizes Sizes() override;
+  /// The sum of what Tables, Records and Blocks have passed.
+  [[nodiscard]] sto_ContentSum const& Sum() const noexcept { return m_Sum.Sum(); }
 
  private:
   [[nodiscard]] bool IsOld() const noexcept { return m_FormatVersion <= sto_Format::VersionWithoutShapes; }

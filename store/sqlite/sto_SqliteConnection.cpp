@@ -67,7 +67,8 @@ int CountCall(void* connection) {
 } // namespace
 
 sto_SqliteConnection::sto_SqliteConnection(std::string const& path, Opening const& opening)
-    : m_Path(opening.m_NameInMessages.empty() ? path : opening.m_NameInMessages), m_Entry(m_Handle) {
+    : m_Path(opening.m_NameInMessages.empty() ? path : opening.m_NameInMessages),
+      m_IsUnfinished(opening.m_IsUnfinished), m_Entry(m_Handle) {
   sto_SqliteForks::GiveUpInherited();
   int const flags = opening.m_Flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_URI;
   try {

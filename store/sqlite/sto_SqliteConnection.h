@@ -41,6 +41,8 @@ class sto_SqliteConnection {
     bool m_IsImmutable = false;
     /// What messages call the file; empty for its path.
     std::string m_NameInMessages = {};
+    /// It is a store that is being made (sto_SqliteSchema::UnfinishedId), and no store yet.
+    bool m_IsUnfinished = false;
   };
 
   sto_SqliteConnection(std::string const& path, Opening const& opening);
@@ -53,6 +55,7 @@ class sto_SqliteConnection {
   /// The file's absolute path, with links resolved.
   [[nodiscard]] std::string FullPath() const;
   [[nodiscard]] sqlite3* Handle() const noexcept { return m_Handle; }
+  [[nodiscard]] bool IsUnfinished() const noexcept { return m_IsUnfinished; }
 
   /// Runs SQL without results.
   void Execute(char const* sql);
@@ -100,6 +103,7 @@ class sto_SqliteConnection {
   void Harden(int busyMilliseconds);
 
   std::string m_Path;
+  bool m_IsUnfinished;
   sqlite3* m_Handle = nullptr;
   sto_SqliteForks::Entry m_Entry; // of m_Handle
   std::int64_t m_OwnCallsLeft = BaseCalls;

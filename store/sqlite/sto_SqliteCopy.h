@@ -4,6 +4,7 @@
 #include <string>
 
 #include "store/base/sto_Meter.h"
+#include "store/sqlite/sto_NewFile.h"
 #include "store/sqlite/sto_SqliteConnection.h"
 
 /// Copies a store page by page to a temporary file beside the destination. The copy gets its own name when it
@@ -25,8 +26,6 @@ class sto_SqliteCopy {
   sto_SqliteCopy(sto_SqliteConnection& source, std::string const& location, sto_Meter* meter = nullptr);
   sto_SqliteCopy(sto_SqliteCopy const&) = delete;
   sto_SqliteCopy& operator=(sto_SqliteCopy const&) = delete;
-  /// Removes the temporary file, unless the copy was published.
-  ~sto_SqliteCopy() { Remove(); }
 
   /// Gives the copy its name, durably; once. Conflict when something has that name by now; Full, Unavailable.
   /// When it fails, there is no copy.
@@ -34,9 +33,8 @@ class sto_SqliteCopy {
 
  private:
   void Make(sto_SqliteConnection& source, sto_Meter* meter);
-  void Remove() noexcept;
 
   std::string m_Location;
-  std::string m_Temporary; // the temporary file; empty when there is none
+  sto_NewFile m_File; // removes the temporary file, unless it was published, after m_Target is closed
   std::unique_ptr<sto_SqliteConnection> m_Target;
 };

@@ -29,6 +29,16 @@ std::unique_ptr<sto_Driver> sto_SqliteDriver::Open(std::string const& path, bool
   return driver;
 }
 
+std::unique_ptr<sto_Driver> sto_SqliteDriver::OpenUnfinished(std::string const& path,
+                                                             std::string const& program) {
+  sto_Options options;
+  options.m_Program = program;
+  std::unique_ptr<sto_SqliteDriver> driver(
+      new sto_SqliteDriver(sto_OpenSqlite(path, false, options, true), false, options));
+  driver->BringUpToDate(true);
+  return driver;
+}
+
 sto_SqliteDriver::sto_SqliteDriver(sto_SqliteOpening opening, bool readOnly, sto_Options const& options)
     : m_Connection(std::move(opening.m_Connection)), m_FixedState(opening.m_FixedState),
       m_IsReadOnly(readOnly), m_AtSave(options.m_AtSave), m_Program(options.m_Program),

@@ -47,6 +47,10 @@ class sto_SqliteDriver : public sto_Driver {
   static std::unique_ptr<sto_Driver> Open(std::string const& path, bool readOnly,
                                           sto_Options const& options = {});
 
+  /// Opens a store that is being made (sto_SqliteSchema::UnfinishedId) for writing; one of an older format is brought
+  /// to the present one.
+  static std::unique_ptr<sto_Driver> OpenUnfinished(std::string const& path, std::string const& program);
+
   ~sto_SqliteDriver() override;
 
   [[nodiscard]] bool IsReadOnly() const noexcept override { return m_IsReadOnly; }

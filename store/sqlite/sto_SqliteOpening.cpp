@@ -39,8 +39,9 @@ void Check(sto_SqliteConnection& connection, bool forWriting) {
 }
 
 std::unique_ptr<sto_SqliteConnection> Connect(std::string const& path, sto_Options const& options, int flags,
-                                              bool isImmutable) {
-  sto_SqliteConnection::Opening const opening{flags, options.m_BusyMilliseconds, isImmutable};
+                                              bool isImmutable, bool isUnfinished = false) {
+  sto_SqliteConnection::Opening opening{flags, options.m_BusyMilliseconds, isImmutable};
+  opening.m_IsUnfinished = isUnfinished;
   return std::make_unique<sto_SqliteConnection>(path, opening);
 }
 
@@ -81,7 +82,8 @@ void sto_ConfigureSqlite(sto_SqliteConnection& connection) {
                      "PRAGMA temp_store = MEMORY;");
 }
 
-sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly, sto_Options const& options) {
+sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly, sto_Options const& options,
+                                 bool isUnfinished) {
   sto_SqliteFile::CheckLocation(path);
   sto_SqliteFile::CheckOptions(path, options);
   if (!sto_SqliteFile::IsThere(path)) sto_Raise(sto_ErrorKind::NotFound, path + ": There is no such file.");
@@ -93,7 +95,8 @@ sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly, sto_Opt
                 path + ": " + reason + ", so a store there can be read, but not written.");
     return OpenWithoutLocks(path, options, reason);
   }
-  auto connection = Connect(path, options, readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE, false);
+  auto connection =
+      Connect(path, options, readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE, false, isUnfinished);
   try {
     Check(*connection, !readOnly);
   } catch (sto_Exception const&) {

@@ -20,8 +20,9 @@ struct sto_SqliteOpening {
 /// A store is read without locks where SQLite's locks do not work (a network file system) or a log cannot be
 /// created (the folder is not writable). That needs a store that is opened for reading only and has neither
 /// log nor journal.
+/// `isUnfinished`: see sto_SqliteConnection::Opening.
 [[nodiscard]] sto_SqliteOpening sto_OpenSqlite(std::string const& path, bool readOnly,
-                                               sto_Options const& options);
+                                               sto_Options const& options, bool isUnfinished = false);
 
 /// Creates a store. See sto_SqliteDriver::Create.
 [[nodiscard]] std::unique_ptr<sto_SqliteConnection> sto_CreateSqlite(std::string const& path,

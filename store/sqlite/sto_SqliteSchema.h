@@ -11,6 +11,9 @@ namespace sto_SqliteSchema {
 /// Is in the file's header and tells a store from other SQLite files: "KVLS".
 inline constexpr std::int64_t ApplicationId = 0x4B564C53;
 
+/// Is there instead while a store is being made: whoever finds the file then finds no store. "KVLU".
+inline constexpr std::int64_t UnfinishedId = 0x4B564C55;
+
 /// The default page size: large enough that a block of numbers takes two pages instead of five.
 inline constexpr int PageBytes = 16384;
 

@@ -117,7 +117,9 @@ void sto_CheckSqliteVersion(sto_SqliteConnection const& connection, std::int64_t
 
 void sto_CheckSqliteSchema(sto_SqliteConnection& connection) {
   auto const [applicationId, version] = sto_ReadSqliteIdentity(connection);
-  if (applicationId != sto_SqliteSchema::ApplicationId) sto_RaiseNoStore(connection.Path());
+  std::int64_t const expected =
+      connection.IsUnfinished() ? sto_SqliteSchema::UnfinishedId : sto_SqliteSchema::ApplicationId;
+  if (applicationId != expected) sto_RaiseNoStore(connection.Path());
   sto_CheckSqliteVersion(connection, version);
   if (version < 1) RaiseDamaged(connection, "there is no format version " + std::to_string(version));
   std::vector<Table> tables = TablesOf(version);

@@ -72,6 +72,13 @@ TEST_F(Documents, AStoreIsLookedAtWithoutItsClasses) {
                "5000 elements, the last 2.25\nM10: 6\nM8: 4\n");
 }
 
+TEST_F(Documents, ADamagedStoreIsRecovered) {
+  ExpectOutput(
+      DOCUMENT_RECOVERING,
+      "2 objects, 0 lost\nElements: Object 2 (cls_InternalList) has lost elements 0 to 2047. It is attribute "
+      "m_Loads of object 1 (Plate).\n1 2.25\n");
+}
+
 TEST_F(Documents, ReferencesLeadToObjectsThatStay) {
   ExpectOutput(DOCUMENT_REFERENCES, "27 30\n15 15 light car 0\n15 4\n10 0 4\n");
 }

@@ -49,6 +49,7 @@ LAYERS = {
     "store/agents": 11,
     "store/graph": 12,
     "store/check": 12,
+    "store/recover": 13,
     "store": 13,
     "tools": 14,
     "examples": 14,
