@@ -8,7 +8,6 @@
 
 #include "store/base/sto_Exception.h"
 #include "tools/kvlstore/report/kvs_ArraySummary.h"
-#include "tools/kvlstore/report/kvs_Problems.h"
 #include "tools/kvlstore/report/kvs_ShapeTable.h"
 
 namespace {
@@ -52,7 +51,7 @@ std::string kvs_ContentJson::Write(sto_InspectedObject const& object, OnObject c
     if (object.m_Content == sto_InspectedContent::Blob) Blob(object);
   } catch (sto_Exception const& failure) {
     if (!kvs_Problems::IsOfContent(failure.Kind())) throw;
-    problem = failure.what();
+    problem = m_Problems.TextOf(failure);
     m_Json.EndTo(depth);
     m_Json.Key("problem").Text(problem);
   }

@@ -5,6 +5,7 @@
 
 #include "store/inspect/sto_Inspection.h"
 #include "tools/kvlstore/report/kvs_Json.h"
+#include "tools/kvlstore/report/kvs_Problems.h"
 #include "tools/kvlstore/report/kvs_Report.h"
 #include "tools/kvlstore/report/kvs_ValueJson.h"
 
@@ -17,9 +18,10 @@ class kvs_ContentJson {
   /// Gets the id of each object that is written.
   using OnObject = std::function<void(std::int64_t id)>;
 
-  kvs_ContentJson(sto_Inspection const& inspection, kvs_Json& json, kvs_ReportOptions const& options)
-      : m_Inspection(inspection), m_Json(json), m_Options(options), m_Value(json, options),
-        m_Elements(options.m_MaxElements) {}
+  kvs_ContentJson(sto_Inspection const& inspection, kvs_Json& json, kvs_ReportOptions const& options,
+                  kvs_Problems const& problems)
+      : m_Inspection(inspection), m_Json(json), m_Options(options), m_Problems(problems),
+        m_Value(json, options), m_Elements(options.m_MaxElements) {}
 
   /// Writes one object of JSON, also if the content is damaged: then it has the problem, which is returned, too.
   std::string Write(sto_InspectedObject const& object, OnObject const& onObject);
@@ -47,6 +49,7 @@ class kvs_ContentJson {
   sto_Inspection const& m_Inspection;
   kvs_Json& m_Json;
   kvs_ReportOptions const& m_Options;
+  kvs_Problems const& m_Problems;
   kvs_ValueJson m_Value;
   std::int64_t m_Elements; // that may still be read
 };

@@ -9,7 +9,7 @@ kvs_ObjectWalk::kvs_ObjectWalk(sto_Inspection const& inspection, kvs_Json& json,
                                kvs_ReportOptions const& options, kvs_Problems& problems,
                                kvs_PictureNotes const& notes, sto_Progress const& progress)
     : m_Inspection(inspection), m_Json(json), m_Options(options), m_Problems(problems), m_Notes(notes),
-      m_Progress(progress), m_Content(inspection, json, options), m_Value(json, options) {}
+      m_Progress(progress), m_Content(inspection, json, options, problems), m_Value(json, options) {}
 
 void kvs_ObjectWalk::Enqueue(std::int64_t id, std::int64_t holder) {
   if (m_Known.contains(id)) return;
@@ -51,8 +51,8 @@ void kvs_ObjectWalk::WriteRow(Pending const& pending) {
     m_Missing += isMissing ? 1 : 0;
     // A reference may lead to an object that was never saved, which is no damage.
     if (!isMissing || pending.m_Holder == OfRoot)
-      m_Problems.Add("object " + std::to_string(pending.m_Id), failure.what());
-    WriteProblem(pending, failure.what());
+      m_Problems.Add("object " + std::to_string(pending.m_Id), m_Problems.TextOf(failure));
+    WriteProblem(pending, m_Problems.TextOf(failure));
   }
   if (m_IsUnreached) ++m_OfNoRoot;
   ++m_Rows;

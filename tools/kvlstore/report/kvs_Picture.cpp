@@ -9,7 +9,6 @@
 #include <type_traits>
 
 #include "tools/kvlstore/report/kvs_Mesh.h"
-#include "tools/kvlstore/report/kvs_Problems.h"
 
 namespace {
 
@@ -152,9 +151,8 @@ class Reader {
     m_Unit = field->m_Unit.empty() ? list.Unit() : field->m_Unit;
     std::int64_t width = 1;
     for (std::int64_t const extent : list.Row())
-      width *= std::clamp<std::int64_t>(extent, 1, kvs_MaxMeshNumbers);
-    bool const hasRows = !list.Row().empty() && width > 1;
-    if (hasRows && width <= list.Count()) {
+      if (extent > 0 && width <= list.Count() / extent) width *= extent;
+    if (width > 1) {
       m_Rows = list.Count() / width;
       m_Row = m_Rows - 1; // the last one, which is the latest of a history
     }
@@ -259,7 +257,8 @@ std::int64_t kvs_MeshOf(sto_Inspection const& inspection, kvs_PictureSource cons
 }
 
 std::string kvs_WritePicture(kvs_Json& json, sto_Inspection const& inspection, kvs_PictureNotes const& notes,
-                             kvs_PictureSource const& source, kvs_ReportOptions const& options) {
+                             kvs_PictureSource const& source, kvs_ReportOptions const& options,
+                             kvs_Problems const& problems) {
   std::string problem;
   json.Begin('{').Key("id").Int(source.m_Object).Key("title").Text(source.m_Values);
   std::size_t const depth = json.Depth();
@@ -269,7 +268,7 @@ std::string kvs_WritePicture(kvs_Json& json, sto_Inspection const& inspection, k
     problem = failure.what();
   } catch (sto_Exception const& failure) {
     if (!kvs_Problems::IsOfContent(failure.Kind())) throw;
-    problem = failure.what();
+    problem = problems.TextOf(failure);
   }
   json.EndTo(depth);
   if (!problem.empty()) json.Key("problem").Text(problem);

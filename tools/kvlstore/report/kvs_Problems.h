@@ -1,8 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,6 +19,15 @@ class kvs_Problems {
     std::string m_Text;
   };
 
+  /// `location`: of the store, which failures begin with. It is left out: it says where the report was made.
+  explicit kvs_Problems(std::string const& location) : m_Prefix(location + ": ") {}
+
+  /// What a failure says.
+  [[nodiscard]] std::string TextOf(sto_Exception const& failure) const {
+    std::string_view const text = failure.what();
+    return std::string(text.starts_with(m_Prefix) ? text.substr(m_Prefix.size()) : text);
+  }
+
   void Add(std::string where, std::string text) {
     if (m_Listed.size() < MaxListed)
       m_Listed.push_back({std::move(where), std::move(text)});
@@ -32,7 +42,7 @@ class kvs_Problems {
       return true;
     } catch (sto_Exception const& failure) {
       if (!IsOfContent(failure.Kind())) throw;
-      Add(where, failure.what());
+      Add(where, TextOf(failure));
       return false;
     }
   }
@@ -47,6 +57,7 @@ class kvs_Problems {
   [[nodiscard]] std::int64_t Further() const noexcept { return m_Further; }
 
  private:
+  std::string m_Prefix;
   std::vector<Problem> m_Listed;
   std::int64_t m_Further = 0;
 };

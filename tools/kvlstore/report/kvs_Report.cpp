@@ -17,7 +17,7 @@ namespace {
 class Report {
  public:
   Report(sto_Store& store, std::ostream& out, kvs_ReportOptions const& options, sto_Progress const& progress)
-      : m_Out(out), m_Options(options), m_Progress(progress) {
+      : m_Out(out), m_Options(options), m_Progress(progress), m_Problems(store.Location()) {
     m_Facts.m_Name = kvs_NameOf(store, options);
     m_Problems.Try("the store", [&] { m_Inspection.emplace(store); });
     if (m_Inspection) m_Facts = kvs_ReadFacts(store, *m_Inspection, options, m_Problems);
@@ -72,7 +72,7 @@ class Report {
     json.Begin('[');
     for (kvs_PictureSource const& source : chosen) {
       if (m_Pictures >= m_Options.m_MaxPictures) break;
-      std::string const problem = kvs_WritePicture(json, inspection, notes, source, m_Options);
+      std::string const problem = kvs_WritePicture(json, inspection, notes, source, m_Options, m_Problems);
       if (!problem.empty())
         m_Problems.Add("the picture of object " + std::to_string(source.m_Object), problem);
       ++m_Pictures;

@@ -55,6 +55,19 @@ class Box {
   std::vector<unsigned char> m_Bytes;
 };
 
+/// A part of a chain.
+class Link {
+ public:
+  KVL_PERSISTED(Link, 0x7C0005, "Link", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Number));
+    field(KVL_F(m_Next));
+  }
+  Link() = default;
+  int m_Number = 0;
+  std::shared_ptr<Link> m_Next;
+};
+
 /// A plate of triangles, and values on it.
 class Plate {
  public:
@@ -83,6 +96,7 @@ class Heat {
 inline void DeclareAll(cls_ClassRegistrar& registrar) {
   Box::Declare(registrar);
   Heat::Declare(registrar);
+  Link::Declare(registrar);
   registrar.NotesOf(Bolt::TypeId(), 1).Enumerator("m_Head", "round", 7).Enumerator("m_Head", "hexagonal", 0);
   registrar.NotesOf(Bolt::TypeId(), 1).Note("source", "catalogue of 2026");
   registrar.NotesOf(Plate::TypeId(), 1)

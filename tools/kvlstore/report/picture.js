@@ -183,7 +183,8 @@ function pictureText(picture) {
 
 function makeLegend(picture, bands) {
   const texts = tickTexts(bands.edges.slice(1, -1));
-  const edges = [short(picture.min), ...(bands.edges.length > 2 ? texts : []), short(picture.max)];
+  const edge = (value) => short(Number(Number(value).toPrecision(4)));
+  const edges = [edge(picture.min), ...(bands.edges.length > 2 ? texts : []), edge(picture.max)];
   const items = bands.colours.map((colour, i) => make('li', {},
     swatch(colour), withUnit(`${edges[i]} to ${edges[i + 1]}`, picture.u))).reverse();
   if (picture.bad) items.push(make('li', {}, swatch(NO_VALUE), `no number (${integer(picture.bad)})`));

@@ -36,7 +36,7 @@ function foundIn(value, letter, wanted) {
 
 function foundInContent(row, content, wanted) {
   if (content.t === 'string') {
-    const found = content.v.find((value) => contains(textOf(value), wanted));
+    const found = (content.v || []).find((value) => contains(textOf(value), wanted));
     return found === undefined ? null : {name: 'element', text: textOf(found)};
   }
   if (!content.m && !content.mo) return null;

@@ -149,9 +149,11 @@ function fileTable(space, records) {
 }
 
 function classTable(classes, most, records) {
-  return makeTable('', [{title: 'Class'}, {title: 'Objects', number: true}, {title: 'Bytes', number: true}, {title: 'Share', number: true}, {title: ''}],
+  const table = makeTable('', [{title: 'Class'}, {title: 'Objects', number: true}, {title: 'Bytes', number: true}, {title: 'Share', number: true}, {title: ''}],
     classes.map((each) => [`${each.n || hexadecimal(each.i)}, version ${each.v}`, integer(each.objects), bytes(each.bytes),
       `${((100 * each.bytes) / Math.max(1, records)).toFixed(1)} %`, bar(each.bytes / most)]));
+  table.classList.add('bars');
+  return table;
 }
 
 function bar(share) {

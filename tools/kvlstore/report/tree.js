@@ -1,5 +1,7 @@
 // The tree of objects, with the keys of the ARIA tree pattern. Items are made when they are unfolded.
 
+const DEEP = 12; // levels that are indented
+const DEEPEST = 50; // levels that reveal unfolds
 const nodes = new WeakMap(); // of items
 let tree = null;
 
@@ -38,7 +40,8 @@ function fold(item, open) {
   if (!node.kids) return;
   if (open && !item.querySelector(':scope > [role="group"]')) {
     const level = Number(item.getAttribute('aria-level')) + 1;
-    item.append(make('ul', {role: 'group'}, kidsOf(node).map((kid) => makeItem(kid, level))));
+    const indent = level > DEEP ? 'deep' : undefined;
+    item.append(make('ul', {role: 'group', class: indent}, kidsOf(node).map((kid) => makeItem(kid, level))));
   }
   item.setAttribute('aria-expanded', String(open));
   const group = item.querySelector(':scope > [role="group"]');
@@ -153,7 +156,11 @@ function onTreeClick(event) {
 function reveal(number) {
   if (number === undefined || !tree) return;
   const path = [];
-  for (let at = number; at >= 0 && path.length < 10000; at = store.rows[at][2]) path.unshift(at);
+  for (let at = number; at >= 0 && path.length <= DEEPEST; at = store.rows[at][2]) path.unshift(at);
+  if (path.length > DEEPEST) {
+    revealAlone(number);
+    return;
+  }
   let items = [...tree.children];
   let item = null;
   for (const row of path) {
@@ -166,6 +173,25 @@ function reveal(number) {
   }
   focusItem(item);
   item.firstElementChild.scrollIntoView({block: 'center'});
+}
+
+// An object that is too deep to unfold all that leads to it gets an item of its own at the end of the tree.
+function revealAlone(number) {
+  const row = store.rows[number];
+  const holder = store.rows[row[2]];
+  const node = {...elementNode(`object ${row[0]}`, row[0], row[2]), row: undefined, isAlone: true};
+  node.extra = `in ${[whatIs(holder), nameOf(holder)].filter(Boolean).join(' ')} #${holder[0]}, ${integer(depthOf(number))} levels below its root`;
+  const last = tree.lastElementChild;
+  if (nodes.get(last).isAlone) last.remove();
+  const item = makeItem(node, 1);
+  tree.append(item);
+  focusItem(item);
+}
+
+function depthOf(number) {
+  let depth = 0;
+  for (let at = store.rows[number][2]; at >= 0; at = store.rows[at][2]) ++depth;
+  return depth;
 }
 
 function kidItems(item) {

@@ -50,13 +50,13 @@ function leftOut(count, what) {
 }
 
 // What a node shows of an object that a row holds or refers to.
-function objectPart(id, holder, letter, unit) {
+function objectPart(id, holder, letter, unit, isElsewhere) {
   if (id === 0) return {value: 'no object', isNone: true};
   const number = rowNumber(id);
   if (number === undefined) return {value: '', extra: `object ${id} is not in this report`};
   const row = store.rows[number];
   const what = {type: whatIs(row)};
-  if (row[2] !== holder) return {...what, value: '', link: number, linkText: `${nameOf(row) || whatIs(row)} #${id}`, extra: letter === 'r' ? 'reference' : ''};
+  if (row[2] !== holder || isElsewhere) return {...what, value: '', link: number, linkText: `${nameOf(row) || whatIs(row)} #${id}`, extra: letter === 'r' ? 'reference' : ''};
   return {...what, ...rowPart(number, unit)};
 }
 
@@ -98,18 +98,19 @@ function rowKids(number, unit) {
   const shape = shapeOf(row);
   const kids = [];
   let at = FIRST_VALUE;
-  const bases = shape.p.filter((part) => part.f.length > 0);
+  const shown = new Set(); // an object in two fields is a link in the second one
   for (const part of shape.p) {
-    for (const field of part.f) kids.push(fieldNode(field, row[at++], number, bases.length > 1 && part !== shape.p[0] ? part.c : ''));
+    for (const field of part.f) kids.push(fieldNode(field, row[at++], number, part === shape.p[0] ? '' : part.c, shown));
   }
   const content = contentOf(row);
   return content ? kids.concat(contentKids(row, number, content, unit)) : kids;
 }
 
-function fieldNode(field, value, holder, base) {
+function fieldNode(field, value, holder, base, shown) {
   const node = {name: field.n || `field ${field.i}`, type: field.k, unit: field.u, base, isDefault: field.d !== undefined && String(field.d) === String(value)};
   if (field.t !== 'o' && field.t !== 'r') return {...node, ...LETTERS[field.t](value, holder)};
-  const part = objectPart(value, holder, field.t, field.u);
+  const part = objectPart(value, holder, field.t, field.u, shown.has(value));
+  shown.add(value);
   return {...node, unit: undefined, ...part, type: part.type || field.k};
 }
 
@@ -117,6 +118,7 @@ function contentKids(row, number, content, unit) {
   if (content.o) return objectKids(row, number, content);
   if (content.m || content.mo) return mapKids(row, number, content);
   if (content.b) return [{name: 'bytes', ...LETTERS.x(content.b)}];
+  if (content.problem && !content.v) return [];
   const name = `${shapeOf(row).k} ${row[0]}`;
   if (content.min !== undefined || !content.v || typeof content.v[0] === 'number') {
     return [{name: 'numbers', figure: () => arrayFigure(content, unit || content.u, name), aria: arrayText(content, unit || content.u, name)}];
