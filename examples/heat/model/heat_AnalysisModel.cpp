@@ -67,14 +67,6 @@ void AddModels(Parts<Part>& parts, std::vector<Data> const& data, auto const&...
   for (Data const& each : data) parts.push_back(std::make_shared<Model>(each, mesh...));
 }
 
-// What a reader without this program needs to know to draw an analysis: docs/report.md, "Pictures".
-void NotePictures(cls_ClassRegistrar& registrar) {
-  registrar.NotesOf(heat_MeshModel::TypeId(), 1)
-      .Note("m_Coordinates", "picture.points", "3")
-      .Note("m_Connectivity", "picture.cells", "triangles");
-  registrar.NotesOf(heat_SolutionModel::TypeId(), 1).Note("m_Temperature", "picture.values", "m_Mesh");
-}
-
 } // namespace
 
 void heat_AnalysisModel::Declare(cls_ClassRegistrar& registrar) {
@@ -95,7 +87,6 @@ void heat_AnalysisModel::Declare(cls_ClassRegistrar& registrar) {
   heat_EdgeConvectionModel::Declare(registrar);
   heat_FaceConvectionModel::Declare(registrar);
   heat_EdgeFluxModel::Declare(registrar);
-  NotePictures(registrar);
 }
 
 heat_AnalysisModel::heat_AnalysisModel(std::string name, std::shared_ptr<heat_MeshModel> mesh,

@@ -6,11 +6,6 @@
 #include <cstdint>
 #include <limits>
 
-void heat_TransientModel::DeclareAll(cls_ClassRegistrar& registrar) {
-  Declare(registrar);
-  registrar.NotesOf(TypeId(), 2).Note("m_History", "picture.values", "m_Mesh");
-}
-
 heat_TransientModel::heat_TransientModel(std::string const& name, std::shared_ptr<heat_MeshModel> mesh,
                                          heat_Problem const& problem, heat_TransientPlan const& plan,
                                          std::vector<double> const& start)

@@ -38,10 +38,8 @@ class heat_TransientModel : public heat_AnalysisModel {
     field(KVL_F(m_TimeStep), kvl::Unit("s"));
     field(KVL_F(m_Interval));
     field(KVL_F(m_Checkpoint));
-    field(KVL_F(m_History), kvl::Unit("\u00B0C"));
+    field(KVL_F(m_History), kvl::Unit("\u00B0C"), kvl::Note("picture.values", "m_Mesh"));
   }
-  // Declares all classes of an analysis over time, with what a reader without this program needs to know to draw it.
-  static void DeclareAll(cls_ClassRegistrar& registrar);
   static constexpr char Root[] = "analysis/transient-heat"; // the root names of it and of its checkpoint
   static constexpr char CheckpointRoot[] = "analysis/transient-heat/checkpoint";
 

@@ -28,7 +28,7 @@ class Library {
   Library() {
     nex_initialize(m_Count);
     auto& registrar = omi_Singleton<cls_MetadataRegistrar>::Instance();
-    registrar.initClassMetadata(&heat_TransientModel::DeclareAll, 1);
+    registrar.initClassMetadata(&heat_TransientModel::Declare, 1);
   }
   ~Library() { nex_finalize(m_Count); }
   Library(Library const&) = delete;

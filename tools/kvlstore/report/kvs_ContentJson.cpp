@@ -112,10 +112,15 @@ void kvs_ContentJson::Curves(kvs_ArraySummary const& summary) {
   m_Json.End(']');
 }
 
+std::int64_t kvs_ContentJson::MaxPoints() const noexcept {
+  if (m_Json.Bytes() < m_Options.m_MaxBytes / 4) return m_Options.m_MaxPoints;
+  return m_Options.m_MaxPoints / (m_Json.Bytes() < m_Options.m_MaxBytes / 2 ? 4 : 15);
+}
+
 void kvs_ContentJson::Numbers(sto_InspectedList& list) {
   if (list.Count() == 0) return;
   FirstNumbers(list);
-  kvs_ArraySummary summary(list, m_Options.m_MaxPoints, m_Elements);
+  kvs_ArraySummary summary(list, MaxPoints(), m_Elements);
   std::optional<sto_Exception> failure;
   try {
     summary.Read();

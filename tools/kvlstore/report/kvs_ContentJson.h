@@ -45,6 +45,8 @@ class kvs_ContentJson {
   void Statistics(kvs_ArraySummary const& summary);
   void Curves(kvs_ArraySummary const& summary);
   void FirstNumbers(sto_InspectedList& list);
+  /// Of the next plot: fewer when many plots have taken much of the room.
+  [[nodiscard]] std::int64_t MaxPoints() const noexcept;
 
   sto_Inspection const& m_Inspection;
   kvs_Json& m_Json;

@@ -169,9 +169,11 @@ kvs_Drawing Coarser(kvs_Drawing fine, std::size_t most) {
   double const diagonal = std::hypot(high[0] - low[0], high[1] - low[1], high[2] - low[2]);
   if (!(diagonal > 0) || !std::isfinite(diagonal)) return {};
   // A surface that fills its box has about one element for each cell of a grid.
-  for (double cells = std::max(4.0, 2 * std::sqrt(static_cast<double>(most))); cells > 2; cells /= 1.3) {
+  double cells = std::max(4.0, 2 * std::sqrt(static_cast<double>(most)));
+  while (cells > 2) {
     Joined joined(fine, low, diagonal / cells);
     if (joined.Elements() <= most) return joined.Take();
+    cells /= 1.3;
   }
   return {};
 }

@@ -109,11 +109,17 @@ class Reader {
       std::vector<double> const numbers = NumbersOf<double>(list, 0, field->m_Name);
       if (text == "2" || text == "3")
         SetPlaces(numbers, text == "2" ? 2 : 3, field->m_Name);
-      else if (text == "x" || text == "y" || text == "z")
-        SetAxis(numbers, static_cast<std::size_t>(text.front() - 'x'), field->m_Name);
       else
-        throw NoPicture("The note picture.points of " + field->m_Name + " is none of 2, 3, x, y, z.");
+        SetAxis(numbers, AxisOf(text, field->m_Name), field->m_Name);
     }
+  }
+  /// The axis that a note names, or the attribute's own name.
+  static std::size_t AxisOf(std::string_view text, std::string_view attribute) {
+    std::string_view const axis = text == "columns" ? attribute.substr(attribute.rfind('.') + 1) : text;
+    if (axis.size() != 1 || axis.front() < 'x' || axis.front() > 'z')
+      throw NoPicture("The note picture.points of " + std::string(attribute) +
+                      " is none of 2, 3, columns, x, y, z, or its column is none of x, y, z.");
+    return static_cast<std::size_t>(axis.front() - 'x');
   }
   void SetPlaces(std::vector<double> const& numbers, std::size_t perPoint, std::string const& name) {
     if (numbers.size() % perPoint != 0) throw NoPicture("The last point in " + name + " is not whole.");

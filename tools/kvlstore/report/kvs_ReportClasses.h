@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -93,10 +95,50 @@ class Heat {
   std::vector<double> m_Values{280, 300, 310, 290};
 };
 
+/// Arrays with rows.
+class Table {
+ public:
+  KVL_PERSISTED(Table, 0x7C0007, "Table", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Places));
+    field(KVL_F(m_Wide));
+  }
+  Table() = default;
+  std::vector<std::array<double, 2>> m_Places;
+  std::vector<std::array<double, 5>> m_Wide;
+};
+
+struct Point {
+  KVL_VALUE(Point)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(x));
+    field(KVL_F(y));
+  }
+  double x = 0;
+  double y = 0;
+};
+
+/// A truss: lines, and a value of each.
+class Truss {
+ public:
+  KVL_PERSISTED(Truss, 0x7C0006, "Truss", 1)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Joints), kvl::Note("picture.points", "columns"));
+    field(KVL_F(m_Bars), kvl::Note("picture.cells", "lines"));
+    field(KVL_F(m_Force), kvl::Note("picture.values", ""), kvl::Unit("N"));
+  }
+  Truss() = default;
+  std::vector<Point> m_Joints{{0, 0}, {4, 0}, {2, 3}, {9, 9}};
+  std::vector<std::array<int, 2>> m_Bars{{0, 1}, {1, 2}, {2, 0}};
+  std::vector<float> m_Force{1, -2, 0.5F};
+};
+
 inline void DeclareAll(cls_ClassRegistrar& registrar) {
   Box::Declare(registrar);
   Heat::Declare(registrar);
   Link::Declare(registrar);
+  Truss::Declare(registrar);
+  Table::Declare(registrar);
   registrar.NotesOf(Bolt::TypeId(), 1).Enumerator("m_Head", "round", 7).Enumerator("m_Head", "hexagonal", 0);
   registrar.NotesOf(Bolt::TypeId(), 1).Note("source", "catalogue of 2026");
   registrar.NotesOf(Plate::TypeId(), 1)

@@ -132,6 +132,42 @@ TEST_F(Report, PlotsKeepPeaksAndCountWhatIsNoNumber) {
   EXPECT_LE(curve["v"].size(), 64U);
 }
 
+TEST_F(Report, ArraysWithRowsHaveACurveForEachColumnOrABand) {
+  Table table;
+  for (int i = 0; i < 4; ++i) {
+    table.m_Places.push_back({1.0 * i, -1.0 * i});
+    table.m_Wide.push_back({0, 1, 2, 3, 4.0 * i});
+  }
+  m_Store->Save("table", table);
+  kvs_ReportOptions options;
+  options.m_MaxPoints = 2;
+  ReportPage const page = Page(options);
+  json const places = page.Content(page.IdIn(page.RootId("table"), "m_Places"));
+  EXPECT_EQ(places["row"], json{2});
+  EXPECT_EQ(places["step"], 2);
+  ASSERT_EQ(places["curves"].size(), 2U);
+  EXPECT_EQ(places["curves"][0]["hi"], (json{1, 3}));
+  EXPECT_EQ(places["curves"][1]["lo"], (json{-1, -3}));
+  json const wide = page.Content(page.IdIn(page.RootId("table"), "m_Wide"));
+  ASSERT_EQ(wide["curves"].size(), 1U);
+  EXPECT_EQ(wide["curves"][0]["lo"], (json{0, 0}));
+  EXPECT_EQ(wide["curves"][0]["hi"], (json{4, 12}));
+  EXPECT_EQ(wide["curves"][0]["mid"], (json{1.6, 3.2}));
+}
+
+TEST_F(Report, ManyPlotsLeaveRoomForOtherObjects) {
+  for (int i = 0; i < 60; ++i) {
+    Box box;
+    for (int k = 0; k < 2000; ++k) box.m_Curve.push_back(std::sin(i + k * 0.1));
+    m_Store->Save("box " + std::to_string(i), box);
+  }
+  kvs_ReportOptions options;
+  options.m_MaxBytes = 300000;
+  ReportPage const page = Page(options);
+  EXPECT_EQ(page.Summary()["shown"]["cut"], false);
+  EXPECT_EQ(static_cast<std::int64_t>(page.Rows().size()), m_Plain->ObjectCount());
+}
+
 TEST_F(Report, EscapesWhatComesFromTheStore) {
   Box box;
   box.m_Name = Hostile;
@@ -240,6 +276,17 @@ TEST_F(Report, DrawsWhatNotesSay) {
   EXPECT_EQ(picture["p"], (json{0, 0, 0, 65535, 0, 0, 65535, 65535, 0, 0, 65535, 0}));
   EXPECT_EQ(picture["max"], 310);
   EXPECT_EQ(picture["maxAt"], (json{2, 1, 0}));
+}
+
+TEST_F(Report, DrawsLinesBetweenPointsInColumns) {
+  m_Store->Save("truss", Truss());
+  json const pictures = Page().Data("pictures");
+  ASSERT_EQ(pictures.size(), 1U);
+  EXPECT_EQ(pictures[0]["k"], 2);
+  EXPECT_EQ(pictures[0]["per"], "cell");
+  EXPECT_EQ(pictures[0]["c"], (json{0, 1, 1, 2, 2, 0}));
+  EXPECT_EQ(pictures[0]["high"], (json{4, 3, 0}));
+  EXPECT_EQ(pictures[0]["v"], (json{1, -2, 0.5}));
 }
 
 TEST_F(Report, SaysWhyAPictureCannotBeDrawn) {

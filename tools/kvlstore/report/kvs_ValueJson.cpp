@@ -1,6 +1,7 @@
 #include "tools/kvlstore/report/kvs_ValueJson.h"
 
 #include <algorithm>
+#include <string_view>
 #include <type_traits>
 
 #include "tools/kvlstore/report/kvs_ShapeTable.h"

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <span>
+#include <string>
+
 #include "store/inspect/sto_InspectedMap.h"
 #include "store/inspect/sto_InspectedObject.h"
 #include "tools/kvlstore/report/kvs_Json.h"
