@@ -23,14 +23,18 @@ function makeSvg(tag, attributes, ...children) {
 }
 
 // A table that becomes a list of cards where there is little room. Columns: {title, number}. Rows: arrays of texts or nodes.
-function makeTable(caption, columns, rows) {
+// A column without anything in it is left out.
+function makeTable(caption, allColumns, allRows) {
+  const used = allColumns.map((_, i) => i === 0 || allRows.some((row) => row[i] !== ''));
+  const columns = allColumns.filter((_, i) => used[i]);
+  const rows = allRows.map((row) => row.filter((_, i) => used[i]));
   const kind = (column) => (column.number ? 'number' : undefined);
   const head = make('tr', {role: 'row'},
     columns.map((column) => make('th', {role: 'columnheader', scope: 'col', class: kind(column)}, column.title)));
   const cell = (value, i) => (i === 0
     ? make('th', {role: 'rowheader', scope: 'row'}, value)
-    : make('td', {role: 'cell', class: kind(columns[i]), 'data-name': value === '' ? undefined : columns[i].title}, value));
-  return make('table', {role: 'table', class: 'stacked'}, caption ? make('caption', {}, caption) : null,
+    : make('td', {role: 'cell', class: kind(columns[i]), 'data-name': (value !== '' && columns[i].title) || undefined}, value));
+  return make('table', {role: 'table', class: columns.length > 2 ? 'stacked' : undefined}, caption ? make('caption', {}, caption) : null,
     make('thead', {role: 'rowgroup'}, head),
     make('tbody', {role: 'rowgroup'}, rows.map((row) => make('tr', {role: 'row'}, row.map(cell)))));
 }

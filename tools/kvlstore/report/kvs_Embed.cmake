@@ -36,14 +36,14 @@ function(kvs_checksum result text)
   set(${result} "${base64}=" PARENT_SCOPE)
 endfunction()
 
-# A literal of at most 15 KiB a piece, which every compiler takes.
+# Literals of at most 15 KiB, which every compiler takes.
 function(kvs_literal result text)
   set(pieces "")
   string(LENGTH "${text}" length)
   set(at 0)
   while(at LESS length)
     string(SUBSTRING "${text}" ${at} 15000 piece)
-    string(APPEND pieces "R\"kvs(${piece})kvs\"\n    ")
+    string(APPEND pieces "R\"kvs(${piece})kvs\",\n    ")
     math(EXPR at "${at} + 15000")
   endwhile()
   set(${result} "${pieces}" PARENT_SCOPE)
@@ -61,14 +61,17 @@ kvs_literal(body "${body}")
 file(WRITE "${OUTPUT}" "// Written by kvs_Embed.cmake.
 #include \"tools/kvlstore/report/kvs_Page.h\"
 
-std::string_view kvs_Assets::Style() noexcept {
-  return ${style};
+kvs_Assets::Pieces kvs_Assets::Style() noexcept {
+  static constexpr std::string_view All[] = {${style}};
+  return All;
 }
-std::string_view kvs_Assets::Body() noexcept {
-  return ${body};
+kvs_Assets::Pieces kvs_Assets::Body() noexcept {
+  static constexpr std::string_view All[] = {${body}};
+  return All;
 }
-std::string_view kvs_Assets::Script() noexcept {
-  return ${script};
+kvs_Assets::Pieces kvs_Assets::Script() noexcept {
+  static constexpr std::string_view All[] = {${script}};
+  return All;
 }
 std::string_view kvs_Assets::Policy() noexcept {
   return \"${policy}\";

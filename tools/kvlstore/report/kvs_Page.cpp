@@ -51,6 +51,11 @@ void Fact(std::ostream& out, char const* name, std::string const& value) {
   out << "<div><dt>" << name << "</dt><dd>" << kvs_HtmlText(value) << "</dd></div>\n";
 }
 
+std::ostream& operator<<(std::ostream& out, kvs_Assets::Pieces pieces) {
+  for (std::string_view const piece : pieces) out << piece;
+  return out;
+}
+
 void WriteFacts(std::ostream& out, kvs_Facts const& facts) {
   out << "<dl class=\"facts\">\n";
   if (facts.m_Objects) Fact(out, "Objects", Grouped(*facts.m_Objects));

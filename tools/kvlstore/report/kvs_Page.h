@@ -1,6 +1,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <span>
 #include <string_view>
 
 #include "tools/kvlstore/report/kvs_Facts.h"
@@ -10,9 +11,11 @@
 
 /// What the page is made of; the build makes it of the files in this folder.
 struct kvs_Assets {
-  static std::string_view Style() noexcept;
-  static std::string_view Body() noexcept; ///< the sections, without content
-  static std::string_view Script() noexcept;
+  using Pieces = std::span<std::string_view const>; ///< a compiler takes no longer literals
+
+  static Pieces Style() noexcept;
+  static Pieces Body() noexcept; ///< the sections, without content
+  static Pieces Script() noexcept;
   static std::string_view Policy() noexcept; ///< allows this style and this script, and no network
 };
 

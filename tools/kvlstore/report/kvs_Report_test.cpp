@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <limits>
 #include <map>
+#include <random>
 #include <set>
 
 #include "tests/support/store/StoreInspected.h"
@@ -380,6 +381,35 @@ TEST_F(Report, DamageAnywhereStillGivesAReport) {
     ++reports;
   }
   EXPECT_GE(reports, 5);
+}
+
+TEST_F(Report, FlippedBytesStillGiveAReport) {
+  std::mt19937 random(20261124);
+  int reports = 0;
+  for (fs::directory_entry const& entry : fs::directory_iterator(KVL_GOLDEN_DIR)) {
+    if (entry.path().extension() != ".kvs") continue;
+    StoreBytes const sound = FileBytes(entry.path().string());
+    for (int i = 0; i < 12; ++i) {
+      StoreBytes bytes = sound;
+      // Behind the page that SQLite begins a file with.
+      std::uniform_int_distribution<std::size_t> place(4096, bytes.size() - 1);
+      for (int flips = 0; flips < 20; ++flips) bytes[place(random)] ^= std::byte{0x10};
+      WriteFile(Path("flipped.kvs"), {reinterpret_cast<char const*>(bytes.data()), bytes.size()});
+      SCOPED_TRACE(entry.path().filename().string() + ", variant " + std::to_string(i));
+      m_Plain.reset();
+      try {
+        m_Plain.emplace(sto_Store::Open(Path("flipped.kvs"), sto_Mode::ReadOnly, m_None));
+      } catch (sto_Exception const& failure) {
+        EXPECT_EQ(failure.Kind(), sto_ErrorKind::Damaged) << failure.what();
+        continue;
+      }
+      ReportPage const page(*m_Plain);
+      EXPECT_TRUE(page.Summary().contains("problems"));
+      for (char const* const name : {"objects", "shapes", "pictures"}) static_cast<void>(page.Data(name));
+      ++reports;
+    }
+  }
+  EXPECT_GE(reports, 50);
 }
 
 TEST_F(Report, ADamagedBlockLeavesTheRestOfTheArray) {

@@ -7,7 +7,8 @@ function start() {
   startSearch();
   document.documentElement.dataset.ready = performance.now().toFixed(1);
   setTimeout(() => {
-    for (const fill of [fillPictures, fillArrays, fillClasses, fillSpace, fillSaves]) fill();
+    const holders = findHolders();
+    for (const fill of [fillPictures, fillArrays, fillClasses, fillSpace, fillSaves]) fill(holders);
     document.documentElement.dataset.complete = performance.now().toFixed(1);
   });
 }

@@ -44,26 +44,28 @@ function fillPictures() {
   content('pictures').append(...store.pictures.map(makePicture));
 }
 
-// Arrays of numbers with more than one element, the longest first: {number, content, unit, name}.
-function findArrays() {
-  const found = [];
-  const units = new Map();
-  const names = new Map();
+// What the fields that hold lists, maps and blobs call them: {name, unit} by id.
+function findHolders() {
+  const found = new Map();
   store.rows.forEach((row) => {
     if (isProblem(row)) return;
     shapeOf(row).fields.forEach((field, i) => {
-      if (field.t !== 'o' || !field.k.startsWith('list')) return;
       const id = row[FIRST_VALUE + i];
-      if (names.has(id)) return;
-      names.set(id, `${nameOf(row) || shapeOf(row).class} \u203a ${field.n}`);
-      if (field.u) units.set(id, field.u);
+      if (field.t !== 'o' || field.k === 'object' || found.has(id)) return;
+      found.set(id, {name: `${nameOf(row) || shapeOf(row).class} \u203a ${field.n}`, unit: field.u});
     });
   });
+  return found;
+}
+
+// Arrays of numbers with more than one element, the longest first: {number, content, unit, name}.
+function findArrays(holders) {
+  const found = [];
   store.rows.forEach((row, number) => {
     const array = isProblem(row) ? null : contentOf(row);
     if (!array?.curves) return;
     const largest = (store.report.largest || []).find((each) => each.id === row[0]);
-    found.push({number, array, unit: units.get(row[0]) || array.u, name: names.get(row[0]) || largest?.name || `object ${row[0]}`});
+    found.push({number, array, unit: holders.get(row[0])?.unit || array.u, name: holders.get(row[0])?.name || largest?.name || `object ${row[0]}`});
   });
   return found.sort((a, b) => b.array.n - a.array.n || a.number - b.number);
 }
@@ -76,8 +78,8 @@ function arrayItem({number, array, unit, name}) {
     make('p', {class: 'small'}, make('button', {type: 'button', onclick: () => reveal(number)}, 'Show it in the tree'))));
 }
 
-function fillArrays() {
-  const arrays = findArrays();
+function fillArrays(holders) {
+  const arrays = findArrays(holders);
   if (!arrays.length) return;
   show('arrays');
   appendPaged(content('arrays'), arrays.length, 25, (i) => arrayItem(arrays[i]), 'arrays');
@@ -109,7 +111,7 @@ function classItem(each) {
     make('p', {class: 'small'}, `Class ${hexadecimal(each.i)}${base ? `, derived from ${base.n}` : each.base > 1 ? `, derived from ${hexadecimal(each.base)}` : ''}`),
     ...(each.notes || []).map(([name, text]) => make('p', {class: 'small'}, `${name}: ${text}`)),
     each.f.length
-      ? makeTable('', [{title: 'Attribute'}, {title: 'Type'}, {title: 'Unit'}, {title: 'Default, names of values, notes'}], each.f.map(attributeRow))
+      ? makeTable('', [{title: 'Attribute'}, {title: 'Type'}, {title: 'Unit'}, {title: 'Remarks'}], each.f.map(attributeRow))
       : make('p', {class: 'small'}, 'No attributes of its own.'),
   ]);
 }
@@ -120,7 +122,7 @@ function fillClasses() {
   else appendPaged(content('classes'), classes.length, 100, (i) => classItem(classes[i]), 'classes');
 }
 
-function fillSpace() {
+function fillSpace(holders) {
   const {space, byClass = [], largest = []} = store.report;
   if (!space) {
     content('space').append(make('p', {}, 'Not known.'));
@@ -137,7 +139,7 @@ function fillSpace() {
   if (largest.length) {
     content('space').append(make('h3', {}, 'Largest arrays and blobs'),
       makeTable('', [{title: 'Array'}, {title: 'Elements'}, {title: 'Count', number: true}, {title: 'In the file', number: true}],
-        largest.map((each) => [make('span', {class: 'code'}, each.name || `object ${each.id}`), each.type, integer(each.n), bytes(each.stored)])));
+        largest.map((each) => [holders.get(each.id)?.name || each.name || `object ${each.id}`, each.type, integer(each.n), bytes(each.stored)])));
   }
 }
 
@@ -150,7 +152,7 @@ function fileTable(space, records) {
 
 function classTable(classes, most, records) {
   const table = makeTable('', [{title: 'Class'}, {title: 'Objects', number: true}, {title: 'Bytes', number: true}, {title: 'Share', number: true}, {title: ''}],
-    classes.map((each) => [`${each.n || hexadecimal(each.i)}, version ${each.v}`, integer(each.objects), bytes(each.bytes),
+    classes.map((each) => [`${each.n || hexadecimal(each.i)}, version ${each.v}${isOfLibrary(each.i) ? ', of the library' : ''}`, integer(each.objects), bytes(each.bytes),
       `${((100 * each.bytes) / Math.max(1, records)).toFixed(1)} %`, bar(each.bytes / most)]));
   table.classList.add('bars');
   return table;
@@ -165,11 +167,11 @@ function bar(share) {
 function saveRow(save, i, all) {
   const before = all[i - 1];
   const changed = [];
-  if (before) changed.push(`${plural(save.next - before.next, 'new id')}`);
+  if (before && save.next > before.next) changed.push(plural(save.next - before.next, 'new id'));
   if (save.objects) changed.push(plural(save.objects, 'changed object'));
   if (save.lists) changed.push(plural(save.lists, 'changed array'));
   const roots = save.roots.join(', ') + (save.rootCount > save.roots.length ? ` and ${integer(save.rootCount - save.roots.length)} more` : '');
-  return [integer(save.n), time(save.ms), save.program, save.note, changed.join(', '), roots];
+  return [integer(save.n), make('span', {class: 'time'}, time(save.ms)), save.program, save.note, changed.join(', '), roots];
 }
 
 function fillSaves() {
