@@ -51,13 +51,15 @@ void WriteClass(kvs_Json& json, sto_ClassDescription const& described, sto_Stat 
   json.End(']').End('}');
 }
 
-void WriteClasses(kvs_Json& json, kvs_Facts const& facts) {
+void WriteClasses(kvs_Json& json, kvs_Facts const& facts, kvs_ReportOptions const& options) {
   sto_Stat const* const stat = facts.m_Stat ? &*facts.m_Stat : nullptr;
-  json.Key("classes").Begin('[');
-  for (sto_ClassDescription const& described : facts.m_Classes) WriteClass(json, described, stat);
+  json.Key("classCount").UInt(facts.m_Classes.size()).Key("classes").Begin('[');
+  for (sto_ClassDescription const& described : facts.m_Classes)
+    if (json.Bytes() < options.m_MaxBytes / 2) WriteClass(json, described, stat);
   json.End(']').Key("byClass").Begin('[');
   if (stat != nullptr)
     for (sto_ClassStat const& counted : stat->m_Classes) {
+      if (json.Bytes() >= options.m_MaxBytes) break;
       json.Begin('{').Key("i").UInt(counted.m_ClassId).Key("v").Int(counted.m_Version);
       json.Key("n").Text(counted.m_Name);
       WriteCounts(json, counted);
@@ -66,10 +68,10 @@ void WriteClasses(kvs_Json& json, kvs_Facts const& facts) {
   json.End(']');
 }
 
-void WriteSave(kvs_Json& json, sto_SaveEntry const& save, std::int64_t maxText) {
+void WriteSave(kvs_Json& json, sto_SaveEntry const& save) {
   json.Begin('{').Key("n").Int(save.m_Number).Key("ms").Int(save.m_Milliseconds);
-  json.Key("program").Text(std::string_view(save.m_Program).substr(0, static_cast<std::size_t>(maxText)));
-  json.Key("note").Text(std::string_view(save.m_Note).substr(0, static_cast<std::size_t>(maxText)));
+  json.Key("program").Text(save.m_Program);
+  json.Key("note").Text(save.m_Note);
   json.Key("next").Int(save.m_NextObjectId).Key("objects").UInt(save.m_Objects.size());
   json.Key("lists").UInt(save.m_Lists.size()).Key("rootCount").UInt(save.m_Roots.size());
   json.Key("roots").Begin('[');
@@ -77,16 +79,16 @@ void WriteSave(kvs_Json& json, sto_SaveEntry const& save, std::int64_t maxText) 
   json.End(']').End('}');
 }
 
-void WriteSaves(kvs_Json& json, kvs_Facts const& facts, kvs_ReportOptions const& options) {
+void WriteSaves(kvs_Json& json, kvs_Facts const& facts) {
   json.Key("saves").Begin('[');
-  for (sto_SaveEntry const& save : facts.m_Saves) WriteSave(json, save, options.m_MaxText);
+  for (sto_SaveEntry const& save : facts.m_Saves) WriteSave(json, save);
   json.End(']');
 }
 
 void WriteRoots(kvs_Json& json, kvs_Facts const& facts, kvs_ReportOptions const& options) {
   auto const shown = std::min(facts.m_Roots.size(), static_cast<std::size_t>(options.m_MaxObjects));
   json.Key("rootCount").UInt(facts.m_Roots.size()).Key("roots").Begin('[');
-  for (std::size_t i = 0; i < shown; ++i) {
+  for (std::size_t i = 0; i < shown && json.Bytes() < options.m_MaxBytes; ++i) {
     sto_InspectedRoot const& root = facts.m_Roots[i];
     json.Begin('[').Text(root.m_Name).Int(root.m_Id).Text(root.m_ClassName).End(']');
   }
@@ -146,8 +148,8 @@ void kvs_WriteFacts(kvs_Json& json, kvs_Facts const& facts, kvs_ReportOptions co
   if (facts.m_Objects) json.Key("objects").Int(*facts.m_Objects);
   if (facts.m_Info) WriteInfo(json, *facts.m_Info);
   json.End('}');
-  WriteClasses(json, facts);
+  WriteClasses(json, facts, options);
   WriteRoots(json, facts, options);
-  WriteSaves(json, facts, options);
+  WriteSaves(json, facts);
   if (facts.m_Stat) WriteStat(json, *facts.m_Stat);
 }

@@ -9,6 +9,7 @@
 
 namespace {
 
+constexpr std::string_view Ellipsis = "\xE2\x80\xA6";
 constexpr std::size_t BufferBytes = 65536;
 constexpr std::int64_t MostExact = (std::int64_t{1} << 53) - 1; // of a number in a page
 
@@ -77,16 +78,18 @@ void kvs_Json::Escape(char character) {
   m_Buffer += Hex[code & 0xFU];
 }
 
-kvs_Json& kvs_Json::Text(std::string_view text) {
+kvs_Json& kvs_Json::Text(std::string_view text, std::int64_t most) {
+  std::string_view const first = kvs_FirstBytes(text, most);
   BeginValue();
   m_Buffer += '"';
-  for (char const character : kvs_VisibleText(text)) {
+  for (char const character : kvs_VisibleText(first)) {
     bool const isMarkup = character == '<' || character == '>' || character == '&';
     if (isMarkup || character == '"' || character == '\\')
       Escape(character);
     else
       m_Buffer += character;
   }
+  if (first.size() < text.size()) m_Buffer += Ellipsis;
   m_Buffer += '"';
   return *this;
 }

@@ -28,7 +28,10 @@ class kvs_Json {
   /// REQUIRES: the name needs no escapes.
   kvs_Json& Key(std::string_view name);
 
-  kvs_Json& Text(std::string_view text);
+  static constexpr std::int64_t MaxText = 1000;
+
+  /// A text; of a longer one than `most` bytes the first ones, and an ellipsis.
+  kvs_Json& Text(std::string_view text, std::int64_t most = MaxText);
   kvs_Json& Bool(bool value);
   kvs_Json& Null();
   /// A whole number; a text if a program in the page could not keep all of its digits.

@@ -53,8 +53,8 @@ std::vector<T> NumbersOf(sto_InspectedList& list, std::int64_t first, std::strin
         if constexpr (std::is_arithmetic_v<Element> && !std::is_same_v<Element, bool>) {
           numbers.reserve(elements.size());
           for (Element const element : elements) {
-            if (std::is_integral_v<T> &&
-                (static_cast<double>(element) < 0 || static_cast<double>(element) > 2e9))
+            auto const value = static_cast<double>(element);
+            if (std::is_integral_v<T> && !(value >= 0 && value <= 2e9)) // also what is no number
               throw NoPicture(attribute + " names a point that does not exist.");
             numbers.push_back(static_cast<T>(element));
           }

@@ -211,6 +211,17 @@ TEST_F(Report, LeavesOutWhatIsBeyondTheLimitsAndSaysSo) {
   EXPECT_LT(smaller.Data("objects").dump().size(), 25000U);
 }
 
+TEST_F(Report, NamesDoNotFillIt) {
+  for (int i = 0; i < 200; ++i) m_Store->Save("root " + std::to_string(i) + std::string(5000, 'r'), Bolt());
+  kvs_ReportOptions options;
+  options.m_MaxBytes = 50000;
+  options.m_MaxSaves = 0;
+  ReportPage const page = Page(options);
+  EXPECT_EQ(page.Summary()["rootCount"], 200);
+  EXPECT_LT(page.Summary()["roots"].size(), 60U);
+  EXPECT_LT(page.Text().size(), 250000U);
+}
+
 TEST_F(Report, ALongListLeavesRoomForOthers) {
   m_Store->Save("a", *BoxOf(3000));
   m_Store->Save("b", *BoxOf(3000));

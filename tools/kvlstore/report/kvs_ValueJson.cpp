@@ -32,9 +32,9 @@ void kvs_ValueJson::Text(sto_InspectedText const& text) {
   }
   std::string_view const first = kvs_FirstBytes(*text, m_Options.m_MaxText);
   if (first.size() == text->size())
-    m_Json.Text(first);
+    m_Json.Text(first, m_Options.m_MaxText);
   else
-    m_Json.Begin('{').Key("s").Text(first).Key("n").UInt(text->size()).End('}');
+    m_Json.Begin('{').Key("s").Text(first, m_Options.m_MaxText).Key("n").UInt(text->size()).End('}');
 }
 
 void kvs_ValueJson::Bytes(std::span<std::byte const> first, std::int64_t count) {

@@ -51,6 +51,11 @@ TEST(kvs_Json, EscapesForScripts) {
   EXPECT_EQ(JsonOf("</script>&\"\\"), "\"\\u003c/script\\u003e\\u0026\\u0022\\u005c\"");
 }
 
+TEST(kvs_Json, CutsLongTexts) {
+  EXPECT_EQ(JsonOf(std::string(1000, 'a')).size(), 1002U);
+  EXPECT_EQ(JsonOf(std::string(2000000, 'a')), '"' + std::string(1000, 'a') + "\u2026\"");
+}
+
 TEST(kvs_Json, WritesNumbersThatAPageCanKeep) {
   std::ostringstream out;
   {

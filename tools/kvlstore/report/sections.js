@@ -120,6 +120,8 @@ function fillClasses() {
   const classes = (store.report.classes || []).slice().sort((a, b) => isOfLibrary(a.i) - isOfLibrary(b.i));
   if (!classes.length) content('classes').append(make('p', {}, 'The store describes no classes.'));
   else appendPaged(content('classes'), classes.length, 100, (i) => classItem(classes[i]), 'classes');
+  const leftOut = (store.report.classCount || 0) - classes.length;
+  if (leftOut > 0) content('classes').append(make('p', {class: 'small'}, `${plural(leftOut, 'more class', 'more classes')} not in this report.`));
 }
 
 function fillSpace(holders) {
