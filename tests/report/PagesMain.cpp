@@ -1,10 +1,16 @@
-// Writes the reports that the test in a browser opens: kvlstore_report_pages FOLDER
+// Writes the reports that the test in a browser opens, and measures reports.
 //
-//     example.html    some of everything, hostile names, and a damaged object
-//     many.html       100,000 objects
+//     kvlstore_report_pages FOLDER
+//         example.html: some of everything, hostile names, and a damaged object; many.html: 100,000 objects
+//     kvlstore_report_pages FOLDER OBJECTS
+//         many.html: of so many objects; prints how long it took to write
 
+#include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
+#include <string>
 #include <utility>
 
 #include "tests/support/store/StoreFile.h"
@@ -54,10 +60,10 @@ void WriteExample(std::string const& folder, cls_ClassRegistrar const& classes) 
   sql.Run("UPDATE object SET record = x'0011223344556677' WHERE id = (SELECT max(id) FROM object)");
 }
 
-void WriteMany(std::string const& folder, cls_ClassRegistrar const& classes) {
+void WriteMany(std::string const& folder, cls_ClassRegistrar const& classes, int objects) {
   sto_Store store = sto_Store::Open(folder + "/many.kvs", sto_Mode::Create, classes);
   constexpr int InBox = 9994; // with the box and its collections 10,000
-  for (int i = 0; i < 10; ++i) {
+  for (int i = 0; i < objects / 10000; ++i) {
     Box box;
     box.m_Name = "box " + std::to_string(i);
     for (int k = 0; k < InBox; ++k)
@@ -73,14 +79,25 @@ void WriteReport(std::string const& folder, std::string const& name) {
   kvs_WriteReport(store, out);
 }
 
+int Measure(std::string const& folder, cls_ClassRegistrar const& classes, int objects) {
+  WriteMany(folder, classes, objects);
+  auto const start = std::chrono::steady_clock::now();
+  WriteReport(folder, "many");
+  std::chrono::duration<double> const seconds = std::chrono::steady_clock::now() - start;
+  std::cout << objects << " objects: " << seconds.count() << " s, "
+            << std::filesystem::file_size(folder + "/many.html") / 1000 << " kB\n";
+  return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
+  if (argc != 2 && argc != 3) return 2;
   cls_ClassRegistrar classes;
   DeclareAll(classes);
+  if (argc == 3) return Measure(argv[1], classes, std::stoi(argv[2]));
   WriteExample(argv[1], classes);
-  WriteMany(argv[1], classes);
+  WriteMany(argv[1], classes, 100000);
   WriteReport(argv[1], "example");
   WriteReport(argv[1], "many");
   return 0;

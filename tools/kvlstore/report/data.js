@@ -24,6 +24,7 @@ function readStore() {
       store.rows.push(row);
     } else {
       const id = row.l ?? row.m;
+      if (!row.e) continue; // it could not be read
       const before = store.more.get(id);
       if (before) before.push(...row.e);
       else store.more.set(id, row.e);
