@@ -88,7 +88,7 @@ class ReportTest(unittest.TestCase):
             if result := self.run_script(script):
                 return result
             time.sleep(0.02)
-        return self.fail(f"in vain: {script}")
+        return self.fail(f"never true: {script}")
 
     def press(self, *keys):
         chain = ActionChains(self.browser, duration=0)
