@@ -8,7 +8,7 @@ string(REGEX REPLACE ".* = ([0-9]+).*" "\\1" KVL_CONTRACT_VERSION "${KVL_CONTRAC
 # directly in platform/ belong to the build.
 function(kvl_hide_platform root)
   file(MAKE_DIRECTORY "${root}/platform")
-  foreach(folder collections describe errors examples bench metadata module persist store tests wrappers)
+  foreach(folder collections describe errors examples bench metadata module persist store tests tools wrappers)
     file(CREATE_LINK "${PROJECT_SOURCE_DIR}/${folder}" "${root}/${folder}" SYMBOLIC)
   endforeach()
   foreach(header kvl_Export.h kvl_Layout.h kvl_Loaded.h)

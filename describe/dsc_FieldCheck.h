@@ -117,8 +117,10 @@ template <class T> class dsc_FieldCheck {
         "a member of this type cannot be stored: convert it with kvl::As, or leave it out with "
         "kvl::Transient. Durations, paths, variants and the types of Eigen have headers of their own in "
         "describe/");
-    static_assert(((dsc_CountOf<dsc_KindOf<Options>, Options...> == 1) && ...),
-                  "an option of a field is given twice");
+    static_assert(
+        ((dsc_CountOf<dsc_KindOf<Options>, Options...> == 1 || dsc_KindOf<Options> == dsc_OptionKind::Note) &&
+         ...),
+        "an option of a field is given twice");
   }
 
   dsc_Summary& m_Summary;

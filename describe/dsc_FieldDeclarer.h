@@ -53,6 +53,7 @@ template <class T> class dsc_FieldDeclarer {
     if constexpr (requires { Stored::DeclareHeld(declare); }) Stored::DeclareHeld(declare);
   }
 
+  cls_ClassNotes& Notes() { return m_Registrar.NotesOf(m_Metadata.ClassId(), m_Metadata.Version()); }
   cls_ClassChanges& Changes() { return m_Registrar.ChangesOf(m_Metadata.ClassId()); }
 
   /// The attributes of a field under a name that it has today, or had earlier.
@@ -68,7 +69,10 @@ template <class T> class dsc_FieldDeclarer {
     } else if constexpr (Kind == dsc_OptionKind::Was) {
       NoteNames<Name, Stored>(option);
     } else if constexpr (Kind == dsc_OptionKind::Indexed) {
-      m_Registrar.NotesOf(m_Metadata.ClassId(), m_Metadata.Version()).Index(Name::View());
+      Notes().Index(Name::View());
+    } else if constexpr (Kind == dsc_OptionKind::Note) {
+      for (cls_AttributeMetadata const& attribute : AttributesOf<Stored, Name>())
+        Notes().Note(attribute.m_Name.View(), option.m_Name, option.m_Text);
     }
   }
   template <class Name, class Stored, cow_LiteralChars... Names> void NoteNames(kvl::Was<Names...> const&) {

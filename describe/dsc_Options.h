@@ -25,7 +25,8 @@ enum class dsc_OptionKind {
   Dropped,
   BaseWas,
   ClassWas,
-  Indexed
+  Indexed,
+  Note
 };
 
 template <class T>
@@ -130,6 +131,17 @@ template <class T, class... More> Among(T, More...) -> Among<T>;
 /// an enumeration or a string. docs/indexes.md says what it costs.
 struct Indexed {
   static constexpr dsc_OptionKind Kind = dsc_OptionKind::Indexed;
+};
+
+/// A note on the field, which stores keep with the description of the class; see cls_ClassNotes::Note. A field that is
+/// stored in several attributes has it on each of them. A line may have several.
+///
+///     field(KVL_F(m_Connectivity), kvl::Note("picture.cells", "triangles"));
+struct Note {
+  static constexpr dsc_OptionKind Kind = dsc_OptionKind::Note;
+  constexpr Note(char const* name, char const* text) : m_Name(name), m_Text(text) {}
+  char const* m_Name;
+  char const* m_Text;
 };
 
 /// The member is not stored. It is named so that a forgotten member is noticed.

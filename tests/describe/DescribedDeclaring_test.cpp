@@ -297,4 +297,27 @@ TEST(DescribedDeclaring, IndexedFieldsAreNoted) {
   }
 }
 
+class WithNotes {
+ public:
+  KVL_PERSISTED(WithNotes, 0x740010, "WithNotes", 2)
+  static constexpr void Describe(auto& field) {
+    field(KVL_F(m_Value), kvl::Note("source", "measured"), kvl::Unit("mm"), kvl::Note("by", "gauge"));
+    field(KVL_F(m_Pair), kvl::Note("source", "computed"));
+  }
+  double m_Value = 0;
+  std::pair<int, int> m_Pair;
+};
+
+TEST(DescribedDeclaring, NotesAreOnEachAttributeOfAField) {
+  using Texts = cls_ClassNotes::Texts;
+  cls_ClassRegistrar registrar;
+  WithNotes::Declare(registrar);
+  cls_ClassNotes const& notes = *registrar.FindNotes(WithNotes::TypeId(), 2);
+  EXPECT_EQ(notes.Find("m_Value")->m_Notes, (Texts{{"by", "gauge"}, {"source", "measured"}}));
+  EXPECT_EQ(notes.Find("m_Value")->m_Unit, "mm");
+  EXPECT_EQ(notes.Find("m_Pair.first")->m_Notes, (Texts{{"source", "computed"}}));
+  EXPECT_EQ(notes.Find("m_Pair.second")->m_Notes, (Texts{{"source", "computed"}}));
+  EXPECT_TRUE(notes.Notes().empty());
+}
+
 } // namespace

@@ -15,7 +15,7 @@ class heat_SolutionModel : public heat_ModelPart {
           kvl::As<std::shared_ptr<heat_AnalysisModel>>([](auto const& analysis) { return analysis.lock(); },
                                                        [](auto const& analysis) { return analysis; }));
     field(KVL_F(m_Mesh));
-    field(KVL_F(m_Temperature));
+    field(KVL_F(m_Temperature), kvl::Unit("\u00B0C"), kvl::Note("picture.values", "m_Mesh"));
     field(KVL_F(m_Residual));
     field(KVL_F(m_SolveSeconds));
   }

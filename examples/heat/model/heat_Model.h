@@ -40,14 +40,14 @@ class heat_ModelPart : public kvl::Polymorphic {
   std::weak_ptr<heat_ModelPart> m_OldNext; // weak, because damaged chains may lead back into themselves
 };
 
-// A stored mesh. Indexes of nodes are zero-based.
+// A stored mesh. Indexes of nodes are zero-based. The notes say to programs without these classes how a mesh is drawn.
 class heat_MeshModel : public heat_ModelPart {
  public:
   KVL_PERSISTED(heat_MeshModel, heat_ModelPart, 0x640002, "heat_MeshModel", 1)
   static constexpr void Describe(auto& field) {
-    field(KVL_F(m_Coordinates));
+    field(KVL_F(m_Coordinates), kvl::Unit("m"), kvl::Note("picture.points", "3"));
     field(KVL_F(m_NodeTags));
-    field(KVL_F(m_Connectivity));
+    field(KVL_F(m_Connectivity), kvl::Note("picture.cells", "triangles"));
     field(KVL_F(m_Regions));
   }
   heat_MeshModel(std::string name, heat_MeshData const& mesh);
@@ -69,11 +69,11 @@ class heat_MaterialModel : public heat_ModelPart {
  public:
   KVL_PERSISTED(heat_MaterialModel, heat_ModelPart, 0x640003, "heat_MaterialModel", 2)
   static constexpr void Describe(auto& field) {
-    field(KVL_F(m_Conductivity));
-    field(KVL_F(m_Thickness));
-    field(KVL_F(m_HeatSource));
-    field(KVL_F(m_Density), kvl::Since(2));
-    field(KVL_F(m_SpecificHeat), kvl::Since(2));
+    field(KVL_F(m_Conductivity), kvl::Unit("W/(m K)"));
+    field(KVL_F(m_Thickness), kvl::Unit("m"));
+    field(KVL_F(m_HeatSource), kvl::Unit("W/m^3"));
+    field(KVL_F(m_Density), kvl::Since(2), kvl::Unit("kg/m^3"));
+    field(KVL_F(m_SpecificHeat), kvl::Since(2), kvl::Unit("J/(kg K)"));
   }
   explicit heat_MaterialModel(heat_Material const& from)
       : heat_ModelPart(from.name), m_Conductivity(from.conductivity), m_Thickness(from.thickness),

@@ -35,10 +35,10 @@ class heat_TransientModel : public heat_AnalysisModel {
  public:
   KVL_PERSISTED(heat_TransientModel, heat_AnalysisModel, 0x640030, "heat_TransientModel", 2)
   static constexpr void Describe(auto& field) {
-    field(KVL_F(m_TimeStep));
+    field(KVL_F(m_TimeStep), kvl::Unit("s"));
     field(KVL_F(m_Interval));
     field(KVL_F(m_Checkpoint));
-    field(KVL_F(m_History));
+    field(KVL_F(m_History), kvl::Unit("\u00B0C"), kvl::Note("picture.values", "m_Mesh"));
   }
   static constexpr char Root[] = "analysis/transient-heat"; // the root names of it and of its checkpoint
   static constexpr char CheckpointRoot[] = "analysis/transient-heat/checkpoint";
