@@ -11,7 +11,7 @@ packages=(
   libsqlite3-dev libxxhash-dev liblz4-dev # the database module
   sqlite3                      # looking into stores
   libgtest-dev libeigen3-dev python3 python3-xxhash python3-lz4 git # the tests
-  libcli11-dev nlohmann-json3-dev # the examples, which need Eigen, too, and tests
+  libcli11-dev nlohmann-json3-dev libfmt-dev # the tools, and the examples, which need Eigen, too
   chromium chromium-driver python3-selenium # the test of reports in a browser
   libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )

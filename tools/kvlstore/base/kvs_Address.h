@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "store/inspect/sto_Inspection.h"
+
+class sto_Store;
+
+/// What an address leads to.
+struct kvs_Found {
+  std::string m_Name; ///< the address
+  std::string m_Kind; ///< as that of a field
+  std::string m_Unit;
+  sto_InspectedValue m_Value;
+  std::optional<sto_InspectedObject> m_Object; ///< if it is an object
+};
+
+/// Follows an address from a root, or from an object's id: `plate.m_Nodes[3].m_X`, `#17.m_Name`. Attributes come after
+/// points, elements of lists and entries of maps in brackets. A root's name may have points and brackets itself: the
+/// longest name that fits is taken. Errors: kvs_Error, naming how far it leads; those of the inspection.
+/// `store`: the one of the inspection.
+[[nodiscard]] kvs_Found kvs_Find(sto_Store& store, sto_Inspection const& inspection,
+                                 std::string const& address);
+
+/// The address of the object with an id, if nothing better is known: "#17".
+[[nodiscard]] std::string kvs_NameOf(std::int64_t id);
+/// The name of a field; "5" of one that has a number only.
+[[nodiscard]] std::string kvs_NameOf(sto_InspectedField const& field);
