@@ -37,7 +37,8 @@ class Walk {
 
  private:
   [[noreturn]] void Raise(std::string const& problem) const {
-    std::string const done(m_Address.substr(0, m_Address.size() - m_Rest.size()));
+    std::string done(m_Address.substr(0, m_Address.size() - m_Rest.size()));
+    if (done.ends_with('.')) done.pop_back();
     throw kvs_Error(m_Store.Location() + ": " + kvs_Printable(done.empty() ? m_Address : done) + ": " +
                     problem);
   }
@@ -180,6 +181,12 @@ class Walk {
 
 kvs_Found kvs_Find(sto_Store& store, sto_Inspection const& inspection, std::string const& address) {
   return Walk(store, inspection, address).Follow();
+}
+
+sto_InspectedList kvs_ListOf(sto_Inspection const& inspection, kvs_Found const& found) {
+  if (!found.m_Object || found.m_Object->m_Content != sto_InspectedContent::List)
+    throw kvs_Error(kvs_Printable(found.m_Name) + ": It is no array or list, but: " + found.m_Kind + ".");
+  return inspection.List(found.m_Object->m_Id);
 }
 
 std::string kvs_NameOf(std::int64_t id) {

@@ -25,6 +25,9 @@ struct kvs_Found {
 [[nodiscard]] kvs_Found kvs_Find(sto_Store& store, sto_Inspection const& inspection,
                                  std::string const& address);
 
+/// The list or array that was found. kvs_Error if it is something else.
+[[nodiscard]] sto_InspectedList kvs_ListOf(sto_Inspection const& inspection, kvs_Found const& found);
+
 /// The address of the object with an id, if nothing better is known: "#17".
 [[nodiscard]] std::string kvs_NameOf(std::int64_t id);
 /// The name of a field; "5" of one that has a number only.

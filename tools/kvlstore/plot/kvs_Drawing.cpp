@@ -76,9 +76,12 @@ class Dots {
     }
   }
 
+  /// Without the empty characters at its end.
   [[nodiscard]] std::string Row(int row) const {
+    int end = m_Width;
+    while (end > 0 && m_Cells[At(end - 1, row)] == 0) --end;
     std::string text;
-    for (int column = 0; column < m_Width; ++column) {
+    for (int column = 0; column < end; ++column) {
       unsigned const code = 0x2800 + m_Cells[At(column, row)];
       text += static_cast<char>(0xE0 | (code >> 12));
       text += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
@@ -177,18 +180,24 @@ std::string kvs_DrawText(kvs_Curve const& curve, kvs_PlotLabels const& labels, i
     dots.Line(spanX.Share(from.m_X), spanY.Share(from.m_Y), spanX.Share(point.m_X), spanY.Share(point.m_Y));
     before = point;
   }
-  std::string const high = TickText(spanY.m_High), low = TickText(spanY.m_Low);
-  std::size_t const margin = std::max(high.size(), low.size());
+  std::vector<std::string> ticks(static_cast<std::size_t>(height)); // by row
+  std::size_t margin = 0;
+  for (double const tick : kvs_Ticks(spanY.m_Low, spanY.m_High, std::max(height / 4, 1))) {
+    auto const row = static_cast<std::size_t>(
+        std::clamp(static_cast<int>((1 - spanY.Share(tick)) * height), 0, height - 1));
+    ticks[row] = TickText(tick);
+    margin = std::max(margin, ticks[row].size());
+  }
   std::string text = kvs_Printable(labels.m_Y) + "\n";
   for (int row = 0; row < height; ++row) {
-    std::string const& label = row == 0 ? high : row == height - 1 ? low : std::string();
-    text += fmt::format("{:>{}} {}\n", label, margin, dots.Row(row));
+    std::string const& tick = ticks[static_cast<std::size_t>(row)];
+    text += fmt::format("{:>{}} {}{}\n", tick, margin, tick.empty() ? "\u2502" : "\u2524", dots.Row(row));
   }
   std::string const left = TickText(spanX.m_Low), right = TickText(spanX.m_High);
   std::size_t const room = static_cast<std::size_t>(width);
   std::size_t const gap = room > left.size() + right.size() ? room - left.size() - right.size() : 1;
-  text += fmt::format("{:{}} {}{:{}}{}\n", "", margin, left, "", gap, right);
-  text += fmt::format("{:{}} {}\n", "", margin, kvs_Printable(labels.m_X));
+  text += fmt::format("{:{}}  {}{:{}}{}\n", "", margin, left, "", gap, right);
+  text += fmt::format("{:{}}  {}\n", "", margin, kvs_Printable(labels.m_X));
   if (curve.NotFinite() > 0) text += fmt::format("{} not finite\n", kvs_Count(curve.NotFinite(), "value"));
   return text;
 }

@@ -7,7 +7,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/kvlstore/base/kvs_Error.h"
 #include "tools/kvlstore/base/kvs_Output.h"
+#include "tools/kvlstore/base/kvs_Text.h"
 #include "tools/kvlstore/verbs/kvs_Verbs.h"
 
 namespace {
@@ -17,6 +19,7 @@ class CommandLine {
  public:
   CommandLine() {
     m_App.require_subcommand(1);
+    m_App.set_version_flag("--version", "kvlstore " KVS_VERSION);
     m_App.footer(
         "An object is named by its root and attributes, plate.m_Nodes[3].m_X, or by its number, #17.\n"
         "Exit status: 0 done, and nothing differs, is damaged or lost; 1 something does; 2 wrong call or failure; "
@@ -24,6 +27,7 @@ class CommandLine {
         "kvlstore VERB --help has examples.");
     AddLooking();
     AddArrays();
+    AddReport();
     AddComparing();
     AddKeeping();
   }
@@ -32,8 +36,11 @@ class CommandLine {
     try {
       m_App.parse(count, arguments);
     } catch (CLI::ParseError const& failure) {
-      int const status = m_App.exit(failure); // prints it
-      return status == 0 ? kvs_Status::Same : kvs_Status::Failed;
+      if (failure.get_exit_code() == 0) { // help or version
+        m_App.exit(failure);
+        return kvs_Status::Same;
+      }
+      throw kvs_Error(Problem(count, arguments, failure.what()));
     }
     std::optional<kvs_Output> file;
     kvs_Output screen;
@@ -45,6 +52,20 @@ class CommandLine {
   }
 
  private:
+  /// What is wrong with the call, in one line.
+  [[nodiscard]] std::string Problem(int count, char const* const* arguments, std::string text) const {
+    if (count < 2) return "A verb is missing; kvlstore --help lists them.";
+    std::string const verb = kvs_Printable(arguments[1]);
+    auto const verbs =
+        m_App.get_subcommands([&](CLI::App const* each) { return each->get_name() == arguments[1]; });
+    CLI::App const* const known = verbs.empty() ? nullptr : verbs.front();
+    if (known == nullptr && !verb.starts_with('-'))
+      return verb + ": There is no such verb; kvlstore --help lists them.";
+    text = kvs_Printable(text);
+    if (!text.ends_with('.')) text += '.';
+    return text + " See kvlstore " + (known != nullptr ? verb + " " : "") + "--help.";
+  }
+
   using Verb = std::function<kvs_Status(kvs_Output& out)>;
 
   CLI::App* Add(char const* name, char const* what, char const* examples, Verb verb) {
@@ -147,10 +168,24 @@ class CommandLine {
     AddStore(command, m_Plot.m_Store);
     command->add_option("Y", m_Plot.m_Y, "an array of numbers")->required();
     command->add_option("X", m_Plot.m_X, "another one, for the other axis; otherwise the index");
-    command->add_flag("--svg", m_Plot.m_Svg, "an SVG document");
+    command->add_option("--column", m_Plot.m_Column, "which number of each row, from 0")
+        ->check(CLI::NonNegativeNumber);
+    CLI::Option* const svg = command->add_flag("--svg", m_Plot.m_Svg, "an SVG document");
+    command->add_flag("--json", m_Plot.m_Json, "the points of the drawing as JSON")->excludes(svg);
     command->add_option("--width", m_Plot.m_Width, "in characters or pixels")->check(CLI::Range(10, 10000));
     command->add_option("--height", m_Plot.m_Height, "in characters or pixels")->check(CLI::Range(3, 10000));
     AddSlice(command, "rows first:end; negative numbers count from the end");
+    AddOutput(command);
+  }
+
+  void AddReport() {
+    CLI::App* const command =
+        Add("report", "writes one HTML file that shows the store in any browser, without a network",
+            "  kvlstore report plate.kvs -o plate.html",
+            [this](kvs_Output& out) { return kvs_Report(m_Report, out); });
+    AddStore(command, m_Report.m_Store);
+    command->add_option("--objects", m_Report.m_MaxObjects, "the most objects in its tree")
+        ->check(CLI::NonNegativeNumber);
     AddOutput(command);
   }
 
@@ -196,6 +231,14 @@ class CommandLine {
         ->check(CLI::NonNegativeNumber);
     AddJson(command, m_Json);
 
+    command = Add(
+        "recover", "takes what is readable of a damaged store into a new one, and lists what is lost",
+        "  kvlstore recover damaged.kvs rescued.kvs\n  kvlstore recover damaged.kvs rescued.kvs --json > lost.json",
+        [this](kvs_Output& out) { return kvs_Recover(m_Store, m_Target, m_Json, out); });
+    AddStore(command, m_Store);
+    command->add_option("TARGET", m_Target, "the new store; must not exist")->required();
+    AddJson(command, m_Json);
+
     command =
         Add("copy", "copies the store, also while programs use it", "  kvlstore copy plate.kvs backup.kvs",
             [this](kvs_Output& out) { return kvs_Copy(m_Store, m_Target, m_Json, out); });
@@ -221,6 +264,7 @@ class CommandLine {
   kvs_ShowOptions m_Show;
   kvs_DumpOptions m_Dump;
   kvs_PlotOptions m_Plot;
+  kvs_ReportVerbOptions m_Report;
   kvs_DiffOptions m_Diff;
   kvs_LogOptions m_Log;
   kvs_WatchOptions m_Watch;

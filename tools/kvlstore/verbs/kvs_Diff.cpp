@@ -4,6 +4,7 @@
 
 #include "store/base/sto_Exception.h"
 #include "tools/kvlstore/base/kvs_Address.h"
+#include "tools/kvlstore/base/kvs_Bar.h"
 #include "tools/kvlstore/base/kvs_Interrupt.h"
 #include "tools/kvlstore/base/kvs_OpenStore.h"
 #include "tools/kvlstore/base/kvs_Output.h"
@@ -12,6 +13,9 @@
 #include "tools/kvlstore/verbs/kvs_Verbs.h"
 
 namespace {
+
+template <class T> constexpr bool HasNan = std::is_floating_point_v<T>;
+template <class T> constexpr bool HasNan<std::complex<T>> = true;
 
 /// Compares what two addresses lead to. Objects are compared as a graph: an object of the first store belongs to one of
 /// the second from where they first meet, so that shared objects are compared once and circles end.
@@ -91,6 +95,7 @@ class Comparison {
       Pair const pair = std::move(m_Later.back());
       m_Later.pop_back();
       Objects(pair);
+      if (++m_Compared % 256 == 0) m_Bar.Show({m_Compared, 0, false});
     }
   }
 
@@ -229,8 +234,7 @@ class Comparison {
           List const& others = std::get<List>(second);
           if constexpr (std::is_trivially_copyable_v<Value> && !std::is_same_v<Value, bool> &&
                         !std::is_same_v<Value, sto_InspectedId>)
-            if (!std::is_floating_point_v<Value> ||
-                m_Options.m_IsNanEqual) // otherwise a NaN differs from itself
+            if (!HasNan<Value> || m_Options.m_IsNanEqual) // otherwise a NaN differs from itself
               if (std::memcmp(values.data(), others.data(), values.size() * sizeof(Value)) == 0) return;
           for (std::size_t i = 0; i < values.size(); ++i) {
             if constexpr (std::is_same_v<Value, sto_InspectedId>) {
@@ -254,7 +258,7 @@ class Comparison {
     using Entries = std::map<std::string, sto_InspectedValue>;
     auto const entries = [](sto_InspectedMap map) {
       Entries read;
-      while (map.Next()) read[kvs_ValueText(kvs_ValueOf(map.Key()))] = map.Value();
+      while (map.Next()) read[kvs_ValueText(kvs_ValueOf(map.Key()), std::string::npos)] = map.Value();
       return read;
     };
     Entries const first = entries(m_First.Map(pair.m_First));
@@ -296,7 +300,8 @@ class Comparison {
   sto_Inspection const& m_First;
   sto_Inspection const& m_Second;
   kvs_Output& m_Out;
-  std::int64_t m_Differences = 0;
+  kvs_Bar m_Bar{"comparing"};
+  std::int64_t m_Differences = 0, m_Compared = 0;
   std::vector<Pair> m_Later;
   std::map<std::int64_t, std::int64_t> m_Partner,
       m_PartnerBack; // by id in the first store, and in the second

@@ -2,6 +2,7 @@
 #include <map>
 
 #include "tools/kvlstore/base/kvs_Address.h"
+#include "tools/kvlstore/base/kvs_Bar.h"
 #include "tools/kvlstore/base/kvs_OpenStore.h"
 #include "tools/kvlstore/base/kvs_Output.h"
 #include "tools/kvlstore/base/kvs_Text.h"
@@ -11,11 +12,13 @@
 namespace {
 
 /// Calls `take` with the elements of a slice, some at a time.
-template <class Take> void ForEachSlice(sto_InspectedList& list, kvs_Slice::Range range, Take take) {
+template <class Take>
+void ForEachSlice(sto_InspectedList& list, kvs_Slice::Range range, kvs_Bar* bar, Take take) {
   for (std::int64_t done = 0; done < range.m_Count;) {
     std::int64_t const count = std::min(kvs_ElementsAtOnce, range.m_Count - done);
     take(list.Read(range.m_First + done, count));
     done += count;
+    if (bar != nullptr) bar->Show({done, range.m_Count});
   }
 }
 
@@ -70,7 +73,7 @@ class JsonDump {
         fmt::format_to(std::back_inserter(m_Line), ",\"row\":[{}]", fmt::join(row, ","));
       m_Line += ",\"elements\":[";
       bool isFirst = true;
-      ForEachSlice(list, m_Slice.Of(list.Count()), [&](sto_InspectedElements const& elements) {
+      ForEachSlice(list, m_Slice.Of(list.Count()), nullptr, [&](sto_InspectedElements const& elements) {
         if (!isFirst) m_Line += ',';
         isFirst = false;
         kvs_AppendElementsJson(m_Line, elements);
@@ -117,11 +120,15 @@ class JsonDump {
   std::string m_Line;
 };
 
-void DumpAll(sto_Inspection const& inspection, kvs_Slice const& slice, kvs_Output& out) {
+void DumpAll(sto_Inspection const& inspection, std::int64_t endOfIds, kvs_Slice const& slice,
+             kvs_Output& out) {
   std::map<std::int64_t, std::string> names;
   for (sto_InspectedRoot const& root : inspection.Roots()) names.emplace(root.m_Id, root.m_Name);
   JsonDump dump(inspection, slice, out);
-  for (sto_InspectedWalk walk = inspection.Objects(); walk.Next();) {
+  kvs_Bar bar("dumping");
+  std::int64_t done = 0;
+  for (sto_InspectedWalk walk = inspection.Objects(); walk.Next(); ++done) {
+    if (done % 256 == 0) bar.Show({walk.Id(), endOfIds});
     auto const name = names.find(walk.Id());
     dump.Write(inspection.Object(walk.Id()), name == names.end() ? nullptr : &name->second);
   }
@@ -165,7 +172,8 @@ void DumpCsv(sto_InspectedList& list, kvs_Slice const& slice, kvs_Output& out) {
     text += ++column == columns ? '\n' : ',';
     if (column == columns) column = 0;
   };
-  ForEachSlice(list, {rows.m_First * columns, rows.m_Count * columns},
+  kvs_Bar bar("dumping");
+  ForEachSlice(list, {rows.m_First * columns, rows.m_Count * columns}, &bar,
                [&](sto_InspectedElements const& elements) {
                  text.clear();
                  std::visit(
@@ -218,8 +226,9 @@ void WriteNpyHeader(char const* type, std::int64_t rows, std::vector<std::int64_
 template <class T>
 void WriteNpyNumbers(sto_InspectedList& list, std::int64_t first, std::int64_t count, kvs_Output& out) {
   static_assert(std::endian::native == std::endian::little);
+  kvs_Bar bar("dumping");
   if constexpr (std::is_same_v<T, bool>) {
-    ForEachSlice(list, {first, count}, [&](sto_InspectedElements const& elements) {
+    ForEachSlice(list, {first, count}, &bar, [&](sto_InspectedElements const& elements) {
       std::string bytes;
       for (bool const value : std::get<std::vector<bool>>(elements)) bytes += static_cast<char>(value);
       out.Write(bytes);
@@ -232,6 +241,7 @@ void WriteNpyNumbers(sto_InspectedList& list, std::int64_t first, std::int64_t c
       list.ReadInto(first + done, some);
       out.Write({reinterpret_cast<char const*>(some.data()), some.size_bytes()});
       done += std::ssize(some);
+      bar.Show({done, count});
     }
   }
 }
@@ -265,7 +275,7 @@ kvs_Status kvs_Dump(kvs_DumpOptions const& options, kvs_Output& out) {
   if (options.m_Object.empty()) {
     if (options.m_Format != kvs_DumpFormat::Json)
       throw kvs_Error("Only an array can be dumped as CSV or NPY: name one.");
-    DumpAll(inspection, options.m_Slice, out);
+    DumpAll(inspection, store.Info().m_EndOfIds, options.m_Slice, out);
     return kvs_Status::Same;
   }
   kvs_Found const found = kvs_Find(store, inspection, options.m_Object);
@@ -275,10 +285,7 @@ kvs_Status kvs_Dump(kvs_DumpOptions const& options, kvs_Output& out) {
     JsonDump(inspection, options.m_Slice, out).Write(*found.m_Object, nullptr);
     return kvs_Status::Same;
   }
-  if (found.m_Object->m_Content != sto_InspectedContent::List)
-    throw kvs_Error(kvs_Printable(options.m_Object) + ": It is no array or list, but " +
-                    found.m_Object->m_Kind + ".");
-  sto_InspectedList list = inspection.List(found.m_Object->m_Id);
+  sto_InspectedList list = kvs_ListOf(inspection, found);
   if (options.m_Format == kvs_DumpFormat::Csv)
     DumpCsv(list, options.m_Slice, out);
   else

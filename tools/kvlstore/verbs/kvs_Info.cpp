@@ -37,8 +37,8 @@ kvs_Status kvs_Info(std::string const& location, bool json, kvs_Output& out) {
           fmt::format("{}, in pages of {}{}", kvs_Bytes(info.m_SizeBytes), kvs_Bytes(info.m_PageBytes),
                       info.m_ReadersBesideWriter ? ", with a write-ahead log" : ""));
   out.Row("roots", kvs_Count(roots));
-  out.Row("classes", kvs_Count(classes, "version") + " of classes");
-  out.Row("object ids", "up to " + kvs_Count(info.m_EndOfIds - 1));
+  out.Row("classes", kvs_Count(classes, "version"));
+  out.Row("ids", "up to " + kvs_Count(info.m_EndOfIds - 1));
   if (info.m_HasIndexes) out.Row("indexes", "yes");
   if (!save) {
     out.Row("saves", "none (stores of older formats have no log)");

@@ -63,8 +63,10 @@ struct kvs_PlotOptions {
   std::string m_Y;
   std::string m_X; ///< empty: the index
   kvs_Slice m_Slice;
-  bool m_Svg = false; ///< otherwise characters
-  int m_Width = 0;    ///< in characters or pixels; 0: what suits
+  std::int64_t m_Column = 0; ///< of arrays with rows
+  bool m_Svg = false;        ///< otherwise characters
+  bool m_Json = false;       ///< the points of the drawing
+  int m_Width = 0;           ///< in characters or pixels; 0: what suits
   int m_Height = 0;
 };
 kvs_Status kvs_Plot(kvs_PlotOptions const& options, kvs_Output& out);
@@ -104,3 +106,12 @@ kvs_Status kvs_Stat(std::string const& store, std::int64_t maxArrays, bool json,
 kvs_Status kvs_Classes(std::string const& store, bool json, kvs_Output& out);
 kvs_Status kvs_Copy(std::string const& from, std::string const& to, bool json, kvs_Output& out);
 kvs_Status kvs_Compact(std::string const& store, bool json, kvs_Output& out);
+/// Takes what is readable of a damaged store into a new one. The old one is only read.
+kvs_Status kvs_Recover(std::string const& from, std::string const& to, bool json, kvs_Output& out);
+
+struct kvs_ReportVerbOptions {
+  std::string m_Store;
+  std::int64_t m_MaxObjects = 100'000; ///< in the tree
+};
+/// Prints an HTML file about the store.
+kvs_Status kvs_Report(kvs_ReportVerbOptions const& options, kvs_Output& out);
