@@ -204,6 +204,11 @@ bool sto_RecoverHarvest::RootFits(sto_RecoverTables::Page root, Table table) {
          2 * fitting.m_Fitting >= fitting.m_Rows;
 }
 
+void sto_RecoverHarvest::WalkOrphans() {
+  Sink orphans(*this, Table::Count, m_Trees.AreFreePagesKnown() ? Trust::Sure : Trust::Doubtful);
+  m_Trees.WalkOrphans(orphans);
+}
+
 void sto_RecoverHarvest::WalkTable(Table table) {
   sto_RecoverTables::Page root = m_Tables.RootOf(table);
   sto_RecoverTables::Page const usual = m_Usual.RootOf(table);

@@ -91,6 +91,8 @@ class sto_RecoverHarvest {
   void FindUuid();
   [[nodiscard]] bool FitsUuid(sto_ByteView uuid);
   void WalkTable(Table table);
+  /// Takes what no table leads to.
+  void WalkOrphans();
   [[nodiscard]] bool RootFits(sto_RecoverTables::Page root, Table table);
   bool TakeLoose(Table table, sto_RecoverRow const& row);
   bool Take(Table hint, sto_RecoverRow const& row, Trust trust);

@@ -51,8 +51,7 @@ void sto_RecoverHarvest::Read(sto_SqliteConnection& work) {
   if (IsOld()) tables.insert(tables.begin(), Meta);
   if (HasIndexTables()) tables.insert(tables.end(), {IndexName, IndexEntry});
   for (Table const table : tables) WalkTable(table);
-  Sink orphans(*this, Count, m_Trees.AreFreePagesKnown() ? Trust::Sure : Trust::Doubtful);
-  m_Trees.WalkOrphans(orphans);
+  WalkOrphans();
   CheckClasses();
   if (Version() > sto_Format::VersionWithoutPacks) CheckPlaces();
   ReportMissedObjects();

@@ -10,6 +10,7 @@
 #include "store/format/sto_IdCodec.h"
 #include "store/format/sto_MapWalk.h"
 #include "store/format/sto_NestedWalk.h"
+#include "store/format/sto_TypeNames.h"
 #include "store/graph/sto_IdSet.h"
 #include "store/recover/sto_RecoverMender.h"
 #include "store/session/sto_DeletedObjects.h"

@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "store/format/sto_Codec.h"
 #include "store/format/sto_Record.h"
 #include "store/format/sto_RowChecksum.h"
 #include "store/format/sto_ShapeTable.h"
@@ -166,9 +167,9 @@ void sto_RecoverWork::WriteCatalogue(sto_SqliteConnection& work, sto_RecoverHarv
   std::set<std::string_view> texts; // without checksums a text may be there twice
   for (auto const& [id, text] : harvest.Names())
     if (texts.insert(text).second) catalogue.AddName({id, text});
-  std::set<sto_Bytes> shapes;
+  std::set<std::string_view> shapes;
   for (auto const& [id, data] : harvest.Shapes())
-    if (shapes.insert(data).second) catalogue.AddShape({id, data});
+    if (shapes.insert(sto_AsText(data)).second) catalogue.AddShape({id, data});
   sto_SqliteRoots roots(work, changes);
   roots.Use(sto_Format::Version, m_Uuid);
   for (auto const& [name, target] : harvest.Roots())

@@ -5,6 +5,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
+
+#include <fmt/compile.h>
+#include <fmt/format.h>
 
 // How texts, numbers, sizes and times are shown. Thread rule: any thread.
 
@@ -13,6 +17,14 @@
 [[nodiscard]] std::string kvs_Printable(std::string_view text);
 /// The same in quotation marks, which are escaped in the text.
 [[nodiscard]] std::string kvs_Quoted(std::string_view text);
+
+/// Appends a number as kvs_Number writes it. Quick: arrays have many.
+template <class T>
+requires std::is_arithmetic_v<T>
+void kvs_AppendNumber(std::string& to, T value) {
+  char text[64];
+  to.append(text, fmt::format_to(text, FMT_COMPILE("{}"), value));
+}
 
 /// The shortest text that reads as the same number.
 [[nodiscard]] std::string kvs_Number(double value);

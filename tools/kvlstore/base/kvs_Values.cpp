@@ -62,8 +62,8 @@ struct AppendTo {
   std::string_view m_Kind;
 
   void operator()(bool value) const { m_To += value ? "true" : "false"; }
-  void operator()(std::int64_t value) const { fmt::format_to(std::back_inserter(m_To), "{}", value); }
-  void operator()(std::uint64_t value) const { fmt::format_to(std::back_inserter(m_To), "{}", value); }
+  void operator()(std::int64_t value) const { kvs_AppendNumber(m_To, value); }
+  void operator()(std::uint64_t value) const { kvs_AppendNumber(m_To, value); }
   void operator()(double value) const { kvs_AppendJson(m_To, value); }
   void operator()(std::complex<double> const& value) const {
     m_To += '[';
@@ -153,7 +153,7 @@ void kvs_AppendJson(std::string& to, std::string_view text) {
 
 void kvs_AppendJson(std::string& to, double value) {
   if (std::isfinite(value))
-    fmt::format_to(std::back_inserter(to), "{}", value);
+    kvs_AppendNumber(to, value);
   else
     to += std::isnan(value) ? "\"NaN\"" : value > 0 ? "\"Infinity\"" : "\"-Infinity\"";
 }
@@ -171,7 +171,7 @@ void kvs_AppendElementsJson(std::string& to, sto_InspectedElements const& elemen
           isFirst = false;
           using Value = std::decay_t<decltype(value)>;
           if constexpr (std::is_same_v<Value, float>) // a float's own shortest text
-            std::isfinite(value) ? static_cast<void>(fmt::format_to(std::back_inserter(to), "{}", value))
+            std::isfinite(value) ? kvs_AppendNumber(to, value)
                                  : kvs_AppendJson(to, static_cast<double>(value));
           else
             kvs_AppendJson(to, Widened(value));

@@ -181,7 +181,7 @@ void DumpCsv(sto_InspectedList& list, kvs_Slice const& slice, kvs_Output& out) {
                        using Value = typename std::decay_t<decltype(values)>::value_type;
                        for (std::size_t i = 0; i < values.size(); ++i) {
                          if constexpr (std::is_arithmetic_v<Value> && !std::is_same_v<Value, bool>)
-                           fmt::format_to(std::back_inserter(text), "{}", values[i]);
+                           kvs_AppendNumber(text, values[i]);
                          else
                            AppendCsv(text, kvs_ElementOf(elements, i));
                          end();
