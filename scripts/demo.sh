@@ -2,7 +2,7 @@
 # The demonstration. One process computes the heat flow in a bracket and saves the whole analysis to a store file; a
 # second process, which shares only that file with the first, rebuilds, verifies and plots it. Then newer programs read
 # a store of an older one, another process lists why runs failed, and a transient run that was killed continues from
-# its last checkpoint.
+# its last checkpoint. At last kvlstore, which knows none of these classes, shows the stores and writes a report.
 #
 #   scripts/demo.sh              builds the programs first
 #   scripts/demo.sh build/dev    uses those of a finished build
@@ -27,13 +27,13 @@ logged() {
 }
 
 mkdir -p "$out"
-rm -f "$store" "$out"/{hall,bridge,whole,killed}.kvs "$out"/{whole,killed}.kvs-journal "$log"
+rm -f "$store" "$out"/{hall,bridge,whole,killed}.kvs "$out"/{whole,killed}.kvs-journal "$out"/report.html "$log"
 if (($# == 0)); then
   bin=build/release/bin
   scripts/setup.sh
   echo "Building (the first time takes some minutes; output in $log) ..."
   logged cmake --preset release
-  logged cmake --build --preset release --target heat evolution_v1 evolution_v2 evolution_v3 failures \
+  logged cmake --build --preset release --target heat evolution_v1 evolution_v2 evolution_v3 failures kvlstore \
     --parallel "$(nproc)"
 else
   bin="$1/bin"
@@ -81,4 +81,13 @@ echo "killed after: $(tail -n 1 "$out/killed.log")"
 [[ -s "$out/history.svg" ]] || fail "no plot in $out/history.svg"
 
 echo
+echo "6. Looking into the stores without the programs' classes"
+"$bin"/kvlstore show "$store" analysis/steady-heat.m_MaterialList[0]
+"$bin"/kvlstore plot "$out/killed.kvs" analysis/transient-heat.m_History --column 700 --height 8
+"$bin"/kvlstore diff "$out/whole.kvs" "$out/killed.kvs" && echo "the two runs are equal"
+"$bin"/kvlstore report "$store" -o "$out/report.html"
+[[ -s "$out/report.html" ]] || fail "no report in $out/report.html"
+
+echo
+echo "The report, for any browser: $PWD/$out/report.html"
 echo "The plots: $PWD/$out/history.svg and $PWD/$plot"

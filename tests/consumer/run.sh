@@ -69,6 +69,11 @@ awk '/^## / { here = $0 == "## A persisted class" } /^```cpp$/ { on = here; next
 configure -S "$work/bolts" -B "$work/bolts/build" -DCMAKE_PREFIX_PATH="$work/prefix"
 cmake --build "$work/bolts/build"
 (cd "$work/bolts" && build/bolts && build/bolts)
+"$work/prefix/bin/kvlstore" show "$work/bolts/bolts.kvs" spare | grep -q 'm_Length *double' || {
+  echo "consumer: the installed kvlstore does not show the store" >&2
+  exit 1
+}
+[[ -s "$work/prefix/share/man/man1/kvlstore.1" ]]
 
 # The checkout as a subdirectory of a project: <kvlpersist/...> is found, and the tree's own folders are not.
 configure -S "$here" -B "$work/subproject" -DKVL_SOURCE="$here/../.."

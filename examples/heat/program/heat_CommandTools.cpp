@@ -24,8 +24,15 @@ cls_ClassRegistrar const& heat_Classes() {
   return omi_Singleton<cls_MetadataRegistrar>::Instance().Registrar1();
 }
 
+sto_Options heat_WriteOptions() {
+  sto_Options options;
+  options.m_Program = "heat"; // in the log of saves
+  return options;
+}
+
 heat_NewStore::heat_NewStore(std::string const& path)
-    : m_Path(heat_OutputTarget(path)), m_Store(sto_Store::Open(m_Path, sto_Mode::Create, heat_Classes())) {}
+    : m_Path(heat_OutputTarget(path)),
+      m_Store(sto_Store::Open(m_Path, sto_Mode::Create, heat_Classes(), heat_WriteOptions())) {}
 
 heat_NewStore::~heat_NewStore() {
   std::error_code ignored;

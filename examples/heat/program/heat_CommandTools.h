@@ -42,6 +42,9 @@ class heat_NewStore {
 };
 
 // Opens a store for reading. If a run was killed in the middle of a transaction, rolls that back first.
+// How the program opens what it writes to.
+sto_Options heat_WriteOptions();
+
 sto_Store heat_OpenToRead(std::string const& path);
 
 // Runs a long operation of a store, with a bar on the terminal: `act` gets its progress function.

@@ -186,7 +186,7 @@ void heat_Commands::Transient(std::string const& meshPath, std::string const& st
 }
 
 void heat_Commands::Resume(std::string const& storePath, int stepCount, bool showMemory) {
-  sto_Options options;
+  sto_Options options = heat_WriteOptions();
   options.m_Upgrade = true; // earlier programs could not read the models that are saved from here on anyway
   sto_Store store = sto_Store::Open(storePath, sto_Mode::ReadWrite, heat_Classes(), options);
   auto const run = LoadRun(store);

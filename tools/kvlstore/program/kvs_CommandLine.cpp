@@ -10,6 +10,7 @@
 #include "tools/kvlstore/base/kvs_Error.h"
 #include "tools/kvlstore/base/kvs_Output.h"
 #include "tools/kvlstore/base/kvs_Text.h"
+#include "tools/kvlstore/program/kvs_ManPage.h"
 #include "tools/kvlstore/verbs/kvs_Verbs.h"
 
 namespace {
@@ -20,11 +21,14 @@ class CommandLine {
   CommandLine() {
     m_App.require_subcommand(1);
     m_App.set_version_flag("--version", "kvlstore " KVS_VERSION);
+    // For the installation; not among the options that help shows.
+    m_App.add_flag_callback("--man-page", [this] { Print(kvs_ManPage(m_App, KVS_VERSION)); })->group("");
+    m_App.add_flag_callback("--bash-completion", [this] { Print(kvs_BashCompletion(m_App)); })->group("");
     m_App.footer(
         "An object is named by its root and attributes, plate.m_Nodes[3].m_X, or by its number, #17.\n"
         "Exit status: 0 done, and nothing differs, is damaged or lost; 1 something does; 2 wrong call or failure; "
         "130 interrupted.\n"
-        "kvlstore VERB --help has examples.");
+        "kvlstore VERB --help has examples.\n");
     AddLooking();
     AddArrays();
     AddReport();
@@ -67,6 +71,14 @@ class CommandLine {
   }
 
   using Verb = std::function<kvs_Status(kvs_Output& out)>;
+
+  /// Prints a text instead of running a verb.
+  [[noreturn]] static void Print(std::string const& text) {
+    kvs_Output out;
+    out.Write(text);
+    out.Finish();
+    throw CLI::Success();
+  }
 
   CLI::App* Add(char const* name, char const* what, char const* examples, Verb verb) {
     CLI::App* const command = m_App.add_subcommand(name, what);
