@@ -19,7 +19,7 @@ class sto_RecoverLog {
     sto_Bytes m_Changed, m_Sum;
   };
 
-  void Add(std::int64_t number, Entry entry) {
+  void Add(std::int64_t number, Entry&& entry) {
     m_Entries.try_emplace(number, std::move(entry));
     m_IsRead = false;
   }

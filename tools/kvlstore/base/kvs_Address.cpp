@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include <fmt/format.h>
+
 #include "store/base/sto_Exception.h"
 #include "store/sto_Store.h"
 #include "tools/kvlstore/base/kvs_Error.h"
@@ -195,4 +197,8 @@ std::string kvs_NameOf(std::int64_t id) {
 
 std::string kvs_NameOf(sto_InspectedField const& field) {
   return field.m_Name.empty() ? std::to_string(field.m_Number) : field.m_Name;
+}
+
+std::string kvs_Join(std::string const& object, std::string const& field) {
+  return fmt::format("{}.{}", object, field);
 }

@@ -30,5 +30,7 @@ struct kvs_Found {
 
 /// The address of the object with an id, if nothing better is known: "#17".
 [[nodiscard]] std::string kvs_NameOf(std::int64_t id);
+/// The address of a field: "plate.m_Name".
+[[nodiscard]] std::string kvs_Join(std::string const& object, std::string const& field);
 /// The name of a field; "5" of one that has a number only.
 [[nodiscard]] std::string kvs_NameOf(sto_InspectedField const& field);

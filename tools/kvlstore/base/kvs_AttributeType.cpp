@@ -52,7 +52,7 @@ std::string ElementText(int type) {
 } // namespace
 
 std::string kvs_AttributeTypeText(sto_AttributeDescription const& attribute) {
-  std::string const element = ElementText(attribute.m_Type);
+  std::string element = ElementText(attribute.m_Type);
   int const code = attribute.m_CollectionType;
   if (code == COLLECTION_NONE) return element;
   if (code == COLLECTION_OBJ) return element + "s";

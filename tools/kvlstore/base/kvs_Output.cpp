@@ -11,12 +11,21 @@
 #include "tools/kvlstore/base/kvs_Interrupt.h"
 #include "tools/kvlstore/base/kvs_Text.h"
 
+namespace {
+
+/// A variable of the environment; empty if it is not set.
+std::string_view Variable(char const* name) {
+  char const* const value =
+      std::getenv(name); // NOLINT(concurrency-mt-unsafe): nothing in the program changes it
+  return value == nullptr ? std::string_view() : std::string_view(value);
+}
+
+} // namespace
+
 kvs_Output::kvs_Output()
     : m_Name("standard output"), m_File(stdout), m_IsTerminal(isatty(STDOUT_FILENO) == 1) {
-  char const* const noColour = std::getenv("NO_COLOR");
-  char const* const terminal = std::getenv("TERM");
-  m_HasColour = m_IsTerminal && (noColour == nullptr || *noColour == 0) && terminal != nullptr &&
-                std::string_view(terminal) != "dumb";
+  std::string_view const terminal = Variable("TERM");
+  m_HasColour = m_IsTerminal && Variable("NO_COLOR").empty() && !terminal.empty() && terminal != "dumb";
 }
 
 kvs_Output::kvs_Output(std::string const& path) : m_Name(path), m_File(nullptr) {

@@ -117,15 +117,13 @@ void AppendTree(std::string& to, sto_InspectedTree const& tree, std::string_view
 }
 
 template <class T> sto_InspectedValue Widened(T const& value) {
-  if constexpr (std::is_same_v<T, bool>)
-    return value;
-  else if constexpr (std::is_floating_point_v<T>)
+  if constexpr (std::is_floating_point_v<T>)
     return static_cast<double>(value);
   else if constexpr (std::is_same_v<T, std::complex<float>>)
     return std::complex<double>(value);
   else if constexpr (std::is_integral_v<T> && std::is_signed_v<T>)
     return static_cast<std::int64_t>(value);
-  else if constexpr (std::is_integral_v<T>)
+  else if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool>)
     return static_cast<std::uint64_t>(value);
   else
     return value;

@@ -65,7 +65,8 @@ std::string kvs_ManPage(CLI::App const& program, std::string const& version) {
   page += ".SH NAME\nkvlstore \\- look into object stores\n.SH SYNOPSIS\n";
   page += ".B kvlstore\n.I verb store\n[arguments] [options]\n.SH DESCRIPTION\n";
   page += Roff(program.get_description()) + "\n.PP\n";
-  for (char const c : Roff(program.get_footer())) page += c == '\n' ? std::string("\n.PP\n") : std::string(1, c);
+  for (char const c : Roff(program.get_footer()))
+    page += c == '\n' ? std::string("\n.PP\n") : std::string(1, c);
   page += '\n';
   page += ".SH VERBS\n";
   for (CLI::App const* const verb : Verbs(program)) {

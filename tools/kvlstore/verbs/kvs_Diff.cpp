@@ -139,7 +139,7 @@ class Comparison {
     std::map<std::string, sto_InspectedField const*> others;
     for (sto_InspectedField const& field : second) others.emplace(kvs_NameOf(field), &field);
     for (sto_InspectedField const& field : first) {
-      std::string const fieldName = name + "." + kvs_NameOf(field);
+      std::string const fieldName = kvs_Join(name, kvs_NameOf(field));
       auto const other = others.find(kvs_NameOf(field));
       if (IsExcluded(fieldName)) {
         if (other != others.end()) others.erase(other);
@@ -155,8 +155,10 @@ class Comparison {
       Values(fieldName, field.m_Value, other->second->m_Value);
       others.erase(other);
     }
-    for (auto const& [key, field] : others)
-      if (!IsExcluded(name + "." + key)) Note(name + "." + key, "no such attribute", kvs_FieldText(*field));
+    for (auto const& [key, field] : others) {
+      std::string const fieldName = kvs_Join(name, key);
+      if (!IsExcluded(fieldName)) Note(fieldName, "no such attribute", kvs_FieldText(*field));
+    }
   }
 
   [[nodiscard]] bool IsSame(double first, double second) const {

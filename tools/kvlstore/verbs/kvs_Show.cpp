@@ -81,7 +81,7 @@ class TextShower : Shower {
                     m_Out.Styled("2", "from " + kvs_Printable(part.m_ClassName) + ":"));
       for (sto_InspectedField const& field : part.m_Fields) {
         std::string const fieldName = kvs_NameOf(field);
-        ShowValue(kvs_Printable(fieldName), name + "." + fieldName, field.m_Value, field.m_Kind,
+        ShowValue(kvs_Printable(fieldName), kvs_Join(name, fieldName), field.m_Value, field.m_Kind,
                   kvs_FieldText(field), depth);
       }
     }
@@ -213,7 +213,7 @@ class JsonShower : Shower {
       AppendText(*field.m_Enumerator);
     }
     m_Json += ",\"value\":";
-    AppendValue(field.m_Value, field.m_Kind, name + "." + fieldName, depth);
+    AppendValue(field.m_Value, field.m_Kind, kvs_Join(name, fieldName), depth);
     m_Json += '}';
   }
 
