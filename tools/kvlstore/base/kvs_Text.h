@@ -14,6 +14,9 @@
 /// The same in quotation marks, which are escaped in the text.
 [[nodiscard]] std::string kvs_Quoted(std::string_view text);
 
+/// At most `maxBytes` of a text, which ends where a character ends.
+[[nodiscard]] std::string_view kvs_Beginning(std::string_view text, std::size_t maxBytes);
+
 /// The shortest text that reads as the same number.
 [[nodiscard]] std::string kvs_Number(double value);
 /// "1.5+2i"
@@ -29,5 +32,6 @@
 /// "0x650001"
 [[nodiscard]] std::string kvs_ClassId(unsigned int id);
 
-/// Whether a text matches a pattern with `*`, `?` and `[a-z]`, as file names do in a shell; `*` also matches a slash.
+/// Whether a text matches a pattern with `*`, `?` and `[a-z]`, as file names do in a shell; `*` also matches a slash. `?`
+/// is any character; the characters of a set are ASCII. A text also matches itself as a pattern: names have brackets.
 [[nodiscard]] bool kvs_Matches(std::string_view text, std::string_view pattern);
