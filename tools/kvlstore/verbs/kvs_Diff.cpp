@@ -1,3 +1,4 @@
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <map>
@@ -63,6 +64,7 @@ class Comparison {
   }
 
   void Note(std::string const& name, std::string const& first, std::string const& second) {
+    if (IsExcluded(name)) return;
     if (++m_Differences > m_Options.m_MaxListed) return;
     if (m_Options.m_Json) {
       std::string line = "{\"where\":";
@@ -79,7 +81,7 @@ class Comparison {
 
   /// Compares two objects later, unless they belong together already.
   void Push(std::string const& name, std::int64_t first, std::int64_t second) {
-    if (first == 0 && second == 0) return;
+    if ((first == 0 && second == 0) || IsExcluded(name)) return;
     if (first == 0 || second == 0)
       return Note(name, first == 0 ? "none" : "an object", second == 0 ? "none" : "an object");
     auto const [pair, isNew] = m_Partner.emplace(first, second);
@@ -159,6 +161,12 @@ class Comparison {
       if (!IsExcluded(name + "." + key)) Note(name + "." + key, "no such attribute", kvs_FieldText(*field));
   }
 
+  static std::string TypedText(sto_InspectedValue const& value) {
+    static constexpr std::array Types{"bool", "signed", "unsigned", "number", "complex",
+                                      "text", "bytes",  "object",   "values"};
+    return kvs_ValueText(value) + " (" + Types[value.index()] + ")";
+  }
+
   [[nodiscard]] bool IsSame(double first, double second) const {
     if (first == second) return true;
     if (std::isnan(first) || std::isnan(second))
@@ -170,7 +178,9 @@ class Comparison {
   }
 
   void Values(std::string const& name, sto_InspectedValue const& first, sto_InspectedValue const& second) {
-    if (first.index() != second.index()) return Note(name, kvs_ValueText(first), kvs_ValueText(second));
+    if (IsExcluded(name)) return;
+    if (first.index() != second.index())
+      return Note(name, TypedText(first), TypedText(second)); // 1 and 1 of another type
     if (auto const* const id = std::get_if<sto_InspectedId>(&first))
       return Push(name, id->m_Id, std::get<sto_InspectedId>(second).m_Id);
     if (auto const* const tree = std::get_if<sto_InspectedTree>(&first))
@@ -312,15 +322,10 @@ class Comparison {
 kvs_Status kvs_Diff(kvs_DiffOptions const& options, kvs_Output& out) {
   sto_Store first = kvs_OpenToRead(options.m_First);
   sto_Store second = kvs_OpenToRead(options.m_Second);
-  bool const isWhole = options.m_FirstObject.empty();
-  if (isWhole && options.m_IsNanEqual) { // equal sums are equal content
-    std::string const sum = first.Info().m_Sum;
-    if (!sum.empty() && sum == second.Info().m_Sum) return kvs_Status::Same;
-  }
   sto_Inspection const firstInspection(first);
   sto_Inspection const secondInspection(second);
   Comparison comparison(options, firstInspection, secondInspection, out);
-  if (isWhole) {
+  if (options.m_FirstObject.empty()) {
     comparison.Roots();
   } else {
     std::string const& other =
