@@ -63,6 +63,15 @@ class Comparison {
     return false;
   }
 
+  /// Members of a value are fields with points in their names.
+  [[nodiscard]] bool IsFieldExcluded(std::string const& name, std::string const& field) const {
+    std::string const full = name + "." + field;
+    for (std::size_t end = full.find('.', name.size() + 1); end != std::string::npos;
+         end = full.find('.', end + 1))
+      if (IsExcluded(full.substr(0, end))) return true;
+    return IsExcluded(full);
+  }
+
   void Note(std::string const& name, std::string const& first, std::string const& second) {
     if (IsExcluded(name)) return;
     if (++m_Differences > m_Options.m_MaxListed) return;
@@ -143,7 +152,7 @@ class Comparison {
     for (sto_InspectedField const& field : first) {
       std::string const fieldName = name + "." + kvs_NameOf(field);
       auto const other = others.find(kvs_NameOf(field));
-      if (IsExcluded(fieldName)) {
+      if (IsFieldExcluded(name, kvs_NameOf(field))) {
         if (other != others.end()) others.erase(other);
         continue;
       }
@@ -158,7 +167,7 @@ class Comparison {
       others.erase(other);
     }
     for (auto const& [key, field] : others)
-      if (!IsExcluded(name + "." + key)) Note(name + "." + key, "no such attribute", kvs_FieldText(*field));
+      if (!IsFieldExcluded(name, key)) Note(name + "." + key, "no such attribute", kvs_FieldText(*field));
   }
 
   static std::string TypedText(sto_InspectedValue const& value) {
