@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/kvlstore/verbs/kvs_VerbTest.h"
+#include "tests/support/store/StoreVerbs.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "store/inspect/sto_Inspection.h"
+#include "tests/support/store/StoreVerbs.h"
 #include "tools/kvlstore/base/kvs_Address.h"
 #include "tools/kvlstore/base/kvs_OpenStore.h"
 #include "tools/kvlstore/base/kvs_Values.h"
-#include "tools/kvlstore/verbs/kvs_VerbTest.h"
 
 namespace kvlstore_test {
 namespace {

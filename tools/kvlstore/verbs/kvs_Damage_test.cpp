@@ -1,7 +1,7 @@
 #include <random>
 
 #include "tests/support/Seeds.h"
-#include "tools/kvlstore/verbs/kvs_VerbTest.h"
+#include "tests/support/store/StoreVerbs.h"
 
 namespace kvlstore_test {
 namespace {

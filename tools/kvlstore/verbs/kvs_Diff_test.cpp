@@ -1,4 +1,4 @@
-#include "tools/kvlstore/verbs/kvs_VerbTest.h"
+#include "tests/support/store/StoreVerbs.h"
 
 namespace kvlstore_test {
 namespace {

@@ -1,7 +1,7 @@
 #include <cstring>
 #include <regex>
 
-#include "tools/kvlstore/verbs/kvs_VerbTest.h"
+#include "tests/support/store/StoreVerbs.h"
 
 namespace kvlstore_test {
 namespace {

@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "tests/support/Seeds.h"
-#include "tools/kvlstore/verbs/kvs_VerbTest.h"
+#include "tests/support/store/StoreVerbs.h"
 
 namespace kvlstore_test {
 namespace {
