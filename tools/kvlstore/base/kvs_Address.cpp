@@ -41,17 +41,17 @@ class Walk {
   [[noreturn]] void Raise(std::string const& problem) const {
     std::string done(m_Address.substr(0, m_Address.size() - m_Rest.size()));
     if (done.ends_with('.')) done.pop_back();
-    throw kvs_Error(m_Store.Location() + ": " + kvs_Printable(done.empty() ? m_Address : done) + ": " +
-                    problem);
+    throw kvs_Error(kvs_Printable(m_Store.Location()) + ": " +
+                    kvs_Printable(done.empty() ? m_Address : done) + ": " + problem);
   }
 
   void Start() {
     if (m_Rest.starts_with('#')) {
       std::size_t const end = std::min(m_Rest.find_first_of(".["), m_Rest.size());
-      std::optional<std::int64_t> const id = Number(m_Rest.substr(1, end - 1));
-      if (!id) Raise("After # comes the number of an object.");
-      m_Rest.remove_prefix(end);
-      return Take(m_Inspection.Object(*id));
+      if (std::optional<std::int64_t> const id = Number(m_Rest.substr(1, end - 1))) {
+        m_Rest.remove_prefix(end);
+        return Take(m_Inspection.Object(*id));
+      }
     }
     for (std::size_t end = m_Rest.size(); end > 0 && end != std::string_view::npos;
          end = end == 1 ? 0 : m_Rest.find_last_of(".[", end - 1)) {
@@ -60,7 +60,8 @@ class Walk {
       m_Rest.remove_prefix(end);
       return Take(m_Inspection.Root(root));
     }
-    Raise("There is no such root. `kvlstore ls` lists them.");
+    Raise(m_Rest.starts_with('#') ? "After # comes the number of an object."
+                                  : "There is no such root. `kvlstore ls` lists them.");
   }
 
   void Take(sto_InspectedObject object) {
@@ -106,7 +107,8 @@ class Walk {
         best = &field;
         length = name.size();
       }
-    if (best == nullptr) Raise(object.ClassName() + " has no attribute " + kvs_Printable(m_Rest) + " here.");
+    if (best == nullptr)
+      Raise(kvs_Printable(object.ClassName()) + " has no attribute " + kvs_Printable(m_Rest) + " here.");
     m_Rest.remove_prefix(length);
     sto_InspectedField const field = *best;
     m_Found.m_Kind = field.m_Kind;
@@ -130,13 +132,14 @@ class Walk {
       return TakeMember(tree->m_Members[static_cast<std::size_t>(*index)]);
     }
     std::int64_t const id = m_Found.m_Object->m_Id;
-    if (m_Found.m_Object->m_Content == sto_InspectedContent::List)
-      TakeElement(id, key);
-    else if (m_Found.m_Object->m_Content == sto_InspectedContent::Map)
+    if (m_Found.m_Object->m_Content == sto_InspectedContent::Map) {
       TakeEntry(id, key);
-    else
+    } else if (m_Found.m_Object->m_Content == sto_InspectedContent::List) {
+      TakeElement(id, key);
+      m_Rest.remove_prefix(end + 1);
+    } else {
       Raise("It has no elements.");
-    m_Rest.remove_prefix(end + 1);
+    }
     TakeObjectOfValue();
   }
 
@@ -151,17 +154,28 @@ class Walk {
     m_Found.m_Unit = list.Unit();
   }
 
+  /// Whether what is not followed yet goes on with a key in brackets.
+  [[nodiscard]] bool HasKey(std::string_view key) const {
+    return m_Rest.substr(1).starts_with(key) && m_Rest.substr(1 + key.size()).starts_with(']') &&
+           EndsName(m_Rest.substr(key.size() + 2));
+  }
+
+  /// Goes on to the entry with the longest key that fits.
   void TakeEntry(std::int64_t id, std::string const& key) {
+    std::size_t length = 0; // with the brackets
     for (sto_InspectedMap map = m_Inspection.Map(id); map.Next();) {
       sto_InspectedValue const stored = kvs_ValueOf(map.Key());
       auto const* const text = std::get_if<sto_InspectedText>(&stored);
-      if (text != nullptr ? !*text || **text != key : kvs_ValueText(stored) != key) continue;
+      std::string shown = kvs_ValueText(stored, std::string::npos);
+      if (text != nullptr && *text && HasKey(**text)) shown = **text;
+      if (shown.size() + 2 <= length || !HasKey(shown)) continue;
+      length = shown.size() + 2;
       m_Found.m_Value = map.Value();
-      m_Found.m_Kind = "value";
-      m_Found.m_Unit.clear();
-      return;
     }
-    Raise("It has no entry with the key " + kvs_Quoted(key) + ".");
+    if (length == 0) Raise("It has no entry with the key " + kvs_Quoted(key) + ".");
+    m_Rest.remove_prefix(length);
+    m_Found.m_Kind = "value";
+    m_Found.m_Unit.clear();
   }
 
   void TakeMember(sto_InspectedMember const& from) {

@@ -19,8 +19,9 @@ struct kvs_Found {
 };
 
 /// Follows an address from a root, or from an object's id: `plate.m_Nodes[3].m_X`, `#17.m_Name`. Attributes come after
-/// points, elements of lists and entries of maps in brackets. A root's name may have points and brackets itself: the
-/// longest name that fits is taken. Errors: kvs_Error, naming how far it leads; those of the inspection.
+/// points, elements of lists and entries of maps in brackets; a text as a key with or without quotation marks. Names and
+/// keys may have points and brackets themselves: the longest one that fits is taken. A root whose name looks like an
+/// object's id is found by its id only. Errors: kvs_Error, naming how far it leads; those of the inspection.
 /// `store`: the one of the inspection.
 [[nodiscard]] kvs_Found kvs_Find(sto_Store& store, sto_Inspection const& inspection,
                                  std::string const& address);

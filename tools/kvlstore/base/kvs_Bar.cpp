@@ -35,7 +35,7 @@ void kvs_Bar::Show(sto_ProgressStep const& step) {
 
 std::string kvs_BarText(std::string const& label, sto_ProgressStep const& step, double seconds) {
   double const rate = seconds > 0 ? static_cast<double>(step.m_Done) / seconds : 0;
-  std::string const each = kvs_Count(static_cast<std::int64_t>(rate)) + "/s";
+  std::string const each = kvs_Count(static_cast<std::int64_t>(std::min(rate, 1e18))) + "/s";
   if (!step.m_IsTotalKnown || step.m_Total <= 0)
     return fmt::format("{}  {}  {}", label, kvs_Count(step.m_Done), each);
   double const share =
@@ -44,7 +44,6 @@ std::string kvs_BarText(std::string const& label, sto_ProgressStep const& step, 
   auto const filled = static_cast<std::size_t>(share * Width);
   std::string line =
       fmt::format("{}  [{:<{}}]  {:.0f} %  {}", label, std::string(filled, '#'), Width, share * 100, each);
-  if (rate > 0)
-    line += fmt::format("  {:.0f} s left", static_cast<double>(step.m_Total - step.m_Done) / rate);
+  if (rate > 0) line += fmt::format("  {:.0f} s left", seconds * (1 - share) / std::max(share, 1e-9));
   return line;
 }

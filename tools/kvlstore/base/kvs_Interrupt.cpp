@@ -16,8 +16,8 @@ extern "C" void kvs_NoteSignal(int signal) {
 } // namespace
 
 void kvs_CatchInterrupts() {
-  std::signal(SIGINT, kvs_NoteSignal);
-  std::signal(SIGTERM, kvs_NoteSignal);
+  for (int const signal : {SIGINT, SIGTERM})
+    if (std::signal(signal, kvs_NoteSignal) == SIG_IGN) std::signal(signal, SIG_IGN); // as nohup and `&` want
 }
 
 bool kvs_IsInterrupted() noexcept {

@@ -60,7 +60,7 @@ void kvs_Output::Write(std::string_view text) {
 void kvs_Output::Flush() {
   kvs_CheckInterrupt();
   std::size_t const count = m_Buffer.size();
-  bool const isWritten = std::fwrite(m_Buffer.data(), 1, count, m_File) == count;
+  bool const isWritten = std::fwrite(m_Buffer.data(), 1, count, m_File) == count && std::fflush(m_File) == 0;
   int const reason = errno;
   m_Buffer.clear();
   if (!isWritten) RaiseFailed(reason);
@@ -68,7 +68,6 @@ void kvs_Output::Flush() {
 
 void kvs_Output::Finish() {
   Flush();
-  if (std::fflush(m_File) != 0) RaiseFailed(errno);
   if (m_File == stdout) return;
   std::FILE* const file = m_File;
   m_File = nullptr;

@@ -26,6 +26,7 @@ class kvs_Output {
   }
   /// A row "label   text".
   void Row(std::string_view label, std::string_view text) { Print("{:<10}{}\n", label, text); }
+  /// Hands on what was printed to who reads it.
   void Flush();
   /// Writes everything. Call at the end.
   void Finish();

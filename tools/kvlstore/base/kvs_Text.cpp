@@ -30,6 +30,11 @@ std::size_t CharacterBytes(std::string_view text) {
   return count;
 }
 
+/// Whether a byte is of a character in UTF-8, but not its first one.
+bool IsWithinCharacter(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
 std::string Escaped(std::string_view text, char quote) {
   std::string shown;
   shown.reserve(text.size() + 2);
@@ -80,6 +85,13 @@ std::string kvs_Quoted(std::string_view text) {
   return '"' + Escaped(text, '"') + '"';
 }
 
+std::string_view kvs_Beginning(std::string_view text, std::size_t maxBytes) {
+  if (text.size() <= maxBytes) return text;
+  std::size_t end = maxBytes;
+  while (end > 0 && maxBytes - end < 3 && IsWithinCharacter(text[end])) --end;
+  return text.substr(0, IsWithinCharacter(text[end]) ? maxBytes : end);
+}
+
 std::string kvs_Number(double value) {
   return fmt::format("{}", value);
 }
@@ -102,7 +114,8 @@ std::string kvs_Bytes(std::int64_t bytes) {
   constexpr std::array Units{"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
   auto value = static_cast<double>(bytes);
   std::size_t unit = 0;
-  for (; value >= 1024 && unit + 1 < Units.size(); ++unit) value /= 1024;
+  // What would be rounded to 1024.0 has the next unit.
+  for (; value >= (unit == 0 ? 1024 : 1023.95) && unit + 1 < Units.size(); ++unit) value /= 1024;
   return unit == 0 ? fmt::format("{} B", bytes) : fmt::format("{:.1f} {}", value, Units[unit]);
 }
 
@@ -118,6 +131,7 @@ std::string kvs_ClassId(unsigned int id) {
 }
 
 bool kvs_Matches(std::string_view text, std::string_view pattern) {
+  if (text == pattern) return true;
   std::string_view afterStar; // the pattern after the last star
   std::string_view starText;  // what it may match from
   bool hasStar = false;
@@ -135,8 +149,10 @@ bool kvs_Matches(std::string_view text, std::string_view pattern) {
                           : pattern[0] == '[' ? IsInSet(text[0], rest)
                                               : pattern[0] == text[0];
       if (isSame) {
+        bool const isAny = pattern[0] == '?';
         pattern = rest;
-        text.remove_prefix(1);
+        do text.remove_prefix(1);
+        while (isAny && !text.empty() && IsWithinCharacter(text[0]));
         continue;
       }
     }

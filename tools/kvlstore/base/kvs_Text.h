@@ -25,6 +25,8 @@ void kvs_AppendNumber(std::string& to, T value) {
   char text[64];
   to.append(text, fmt::format_to(text, FMT_COMPILE("{}"), value));
 }
+/// At most `maxBytes` of a text, which ends where a character ends.
+[[nodiscard]] std::string_view kvs_Beginning(std::string_view text, std::size_t maxBytes);
 
 /// The shortest text that reads as the same number.
 [[nodiscard]] std::string kvs_Number(double value);
@@ -41,5 +43,6 @@ void kvs_AppendNumber(std::string& to, T value) {
 /// "0x650001"
 [[nodiscard]] std::string kvs_ClassId(unsigned int id);
 
-/// Whether a text matches a pattern with `*`, `?` and `[a-z]`, as file names do in a shell; `*` also matches a slash.
+/// Whether a text matches a pattern with `*`, `?` and `[a-z]`, as file names do in a shell; `*` also matches a slash. `?`
+/// is any character; the characters of a set are ASCII. A text also matches itself as a pattern: names have brackets.
 [[nodiscard]] bool kvs_Matches(std::string_view text, std::string_view pattern);

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "tools/kvlstore/base/kvs_PrintJson.h"
 #include "tools/kvlstore/base/kvs_Text.h"
 
 namespace {
@@ -46,7 +47,7 @@ struct TextOf {
   std::string operator()(sto_InspectedText const& value) const {
     if (!value) return "none";
     if (value->size() <= m_MaxChars) return kvs_Quoted(*value);
-    return kvs_Quoted(std::string_view(*value).substr(0, m_MaxChars)) + "...";
+    return kvs_Quoted(kvs_Beginning(*value, m_MaxChars)) + "...";
   }
   std::string operator()(std::vector<std::byte> const& value) const { return BytesText(value, m_MaxChars); }
   std::string operator()(sto_InspectedId const& value) const {
@@ -116,6 +117,12 @@ void AppendTree(std::string& to, sto_InspectedTree const& tree, std::string_view
   to += isStruct ? '}' : ']';
 }
 
+/// The shortest text. Readers take "-0" for the integer 0.
+template <class T> void AppendFinite(std::string& to, T value) {
+  kvs_AppendNumber(to, value);
+  if (value == 0 && std::signbit(value)) to += ".0";
+}
+
 template <class T> sto_InspectedValue Widened(T const& value) {
   if constexpr (std::is_floating_point_v<T>)
     return static_cast<double>(value);
@@ -146,12 +153,12 @@ void kvs_AppendJson(std::string& to, sto_InspectedValue const& value, std::strin
 }
 
 void kvs_AppendJson(std::string& to, std::string_view text) {
-  to += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  to += kvs_SafeJson(nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 void kvs_AppendJson(std::string& to, double value) {
   if (std::isfinite(value))
-    kvs_AppendNumber(to, value);
+    AppendFinite(to, value);
   else
     to += std::isnan(value) ? "\"NaN\"" : value > 0 ? "\"Infinity\"" : "\"-Infinity\"";
 }
@@ -169,8 +176,7 @@ void kvs_AppendElementsJson(std::string& to, sto_InspectedElements const& elemen
           isFirst = false;
           using Value = std::decay_t<decltype(value)>;
           if constexpr (std::is_same_v<Value, float>) // a float's own shortest text
-            std::isfinite(value) ? kvs_AppendNumber(to, value)
-                                 : kvs_AppendJson(to, static_cast<double>(value));
+            std::isfinite(value) ? AppendFinite(to, value) : kvs_AppendJson(to, static_cast<double>(value));
           else
             kvs_AppendJson(to, Widened(value));
         }

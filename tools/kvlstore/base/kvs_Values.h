@@ -19,8 +19,8 @@ constexpr std::int64_t kvs_ElementsAtOnce = 1 << 15;
 [[nodiscard]] std::string kvs_FieldText(sto_InspectedField const& field, std::size_t maxChars = 200);
 
 /// Appends JSON. An object's id is `{"object": 17}`, a complex number `[re, im]`, bytes are hexadecimal digits, a map in a
-/// value is a list of pairs, numbers that are not finite are "NaN", "Infinity", "-Infinity", and a text without text is null. Bytes that are no
-/// UTF-8 become U+FFFD.
+/// value is a list of pairs, numbers that are not finite are "NaN", "Infinity", "-Infinity", and a text without text is
+/// null. Bytes that are no UTF-8 become U+FFFD. What a terminal would obey is escaped.
 void kvs_AppendJson(std::string& to, sto_InspectedValue const& value, std::string_view kind = {});
 void kvs_AppendJson(std::string& to, std::string_view text);
 void kvs_AppendJson(std::string& to, double value);

@@ -19,15 +19,16 @@ struct Span {
   }
 };
 
-/// What the points cover; never empty.
+/// What the points cover, and more if that is too little to divide by.
 template <class Of> Span SpanOf(kvs_Curve const& curve, Of of) {
   Span span{of(curve.Points().front()), of(curve.Points().front())};
   for (kvs_Curve::Point const& point : curve.Points()) {
     span.m_Low = std::min(span.m_Low, of(point));
     span.m_High = std::max(span.m_High, of(point));
   }
-  if (span.m_Low < span.m_High) return span;
-  double const margin = span.m_Low == 0 ? 1 : std::fabs(span.m_Low) * 0.1;
+  constexpr double Least = 1e-300;
+  if (span.m_High / 2 - span.m_Low / 2 > Least) return span;
+  double const margin = std::fabs(span.m_Low) < Least ? 1 : std::fabs(span.m_Low) * 0.1;
   return {std::max(span.m_Low - margin, -std::numeric_limits<double>::max()),
           std::min(span.m_High + margin, std::numeric_limits<double>::max())};
 }
@@ -124,6 +125,7 @@ std::vector<double> kvs_Ticks(double low, double high, int count) {
   for (int i = 0; i <= 2 * count + 2; ++i) {
     double const tick = (first + i) * step;
     if (tick > high) break;
+    if (tick < low || (!ticks.empty() && tick <= ticks.back())) continue; // rounded
     ticks.push_back(std::fabs(tick) < step * 1e-9 ? 0 : tick);
   }
   return ticks;
@@ -163,7 +165,8 @@ std::string kvs_DrawSvg(kvs_Curve const& curve, kvs_PlotLabels const& labels, in
   print(
       "<path fill=\"none\" stroke=\"#0b62a8\" stroke-width=\"1.5\" stroke-linejoin=\"round\" stroke-linecap=\"round\" d=\"");
   for (kvs_Curve::Point const& point : curve.Points())
-    print("{}{:.2f} {:.2f}", point.m_IsAfterGap ? 'M' : 'L', x(point.m_X), y(point.m_Y));
+    print("{}{:.2f} {:.2f}{}", point.m_IsAfterGap ? 'M' : 'L', x(point.m_X), y(point.m_Y),
+          point.m_IsAfterGap ? "h0" : ""); // so that a point by itself is a dot
   print("\"/>\n</svg>\n");
   return svg;
 }

@@ -1,6 +1,7 @@
 #include "tools/kvlstore/program/kvs_CommandLine.h"
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +15,23 @@
 #include "tools/kvlstore/verbs/kvs_Verbs.h"
 
 namespace {
+
+/// The check of a number; a NaN fails, too.
+CLI::Validator NumberCheck(double low, double high, char const* problem, char const* type) {
+  auto const check = [low, high, problem](std::string const& text) -> std::string {
+    double value = 0;
+    bool const isNumber = CLI::detail::lexical_cast(text, value);
+    return isNumber && value >= low && value <= high ? std::string() : text + problem;
+  };
+  return {check, type};
+}
+CLI::Validator NotNegative() {
+  return NumberCheck(0, std::numeric_limits<double>::max(), " is no number that is 0 or greater",
+                     "NONNEGATIVE");
+}
+CLI::Validator Interval() {
+  return NumberCheck(0.01, 86400, " is no number from 0.01 to 86400", "FLOAT in [0.01 - 86400]");
+}
 
 /// The program's verbs and options. What CLI11 fills in lives here.
 class CommandLine {
@@ -144,8 +162,7 @@ class CommandLine {
                   "  kvlstore watch run.kvs\n  kvlstore watch run.kvs --saves 1",
                   [this](kvs_Output& out) { return kvs_Watch(m_Watch, out); });
     AddStore(command, m_Watch.m_Store);
-    command->add_option("--interval", m_Watch.m_Seconds, "seconds between two looks")
-        ->check(CLI::Range(0.01, 86400.0));
+    command->add_option("--interval", m_Watch.m_Seconds, "seconds between two looks")->check(Interval());
     command->add_option("--saves", m_Watch.m_Saves, "ends after so many")->check(CLI::PositiveNumber);
     AddJson(command, m_Watch.m_Json);
   }
@@ -215,10 +232,13 @@ class CommandLine {
     command->add_option("OBJECT", m_Diff.m_FirstObject, "an object of the first store; otherwise all roots");
     command->add_option("OTHER", m_Diff.m_SecondObject,
                         "the one of the second store, if it has another name");
-    command->add_option("--abs", m_Diff.m_Absolute, "numbers may differ by so much")
-        ->check(CLI::NonNegativeNumber);
+    command->add_option("--abs", m_Diff.m_Absolute, "numbers that are no integers may differ by so much")
+        ->check(NotNegative());
     command->add_option("--rel", m_Diff.m_Relative, "or by this share of the larger one")
-        ->check(CLI::NonNegativeNumber);
+        ->check(NotNegative());
+    command->add_flag(
+        "--full", m_Diff.m_Full,
+        "reads everything; otherwise stores with equal sums are equal, also if one was damaged later");
     command->add_flag("--nan-differs", m_NanDiffers, "a NaN differs from a NaN");
     command->add_option("--exclude", m_Diff.m_Excluded, "names to leave out, with wildcards; may be repeated")
         ->type_size(1)

@@ -32,10 +32,11 @@ int Run(int count, char const* const* arguments) {
     return Complain(failure.UserReport().CharsOrEmpty());
   } catch (std::bad_alloc const&) {
     return Complain("There is not enough memory.");
-  } catch (std::exception const& failure) {
-    std::fprintf(stderr, "kvlstore: %s\n",
-                 failure.what()); // kvs_Error: what comes from the store is printable already
+  } catch (kvs_Error const& failure) { // what comes from the store is printable already
+    std::fprintf(stderr, "kvlstore: %s\n", failure.what());
     return static_cast<int>(kvs_Status::Failed);
+  } catch (std::exception const& failure) {
+    return Complain(failure.what());
   }
 }
 

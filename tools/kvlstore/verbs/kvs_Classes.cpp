@@ -19,6 +19,11 @@ std::string NameOf(Names const& names, unsigned int classId) {
   return found == names.end() ? "class " + kvs_ClassId(classId) : found->second;
 }
 
+/// Whether the store says which class the objects have.
+bool HasClass(sto_AttributeDescription const& attribute) {
+  return kvs_LeadsToObjects(attribute) && attribute.m_TypeArg > 1;
+}
+
 nlohmann::ordered_json NotesJson(std::vector<sto_NoteDescription> const& notes) {
   nlohmann::ordered_json json = nlohmann::ordered_json::object();
   for (sto_NoteDescription const& note : notes) json[note.m_Name] = note.m_Text;
@@ -28,7 +33,7 @@ nlohmann::ordered_json NotesJson(std::vector<sto_NoteDescription> const& notes) 
 nlohmann::ordered_json AttributeJson(sto_AttributeDescription const& attribute, Names const& names) {
   nlohmann::ordered_json json{{"name", attribute.m_Name}, {"type", kvs_AttributeTypeText(attribute)}};
   if (attribute.m_FieldId != -1) json["number"] = attribute.m_FieldId;
-  if (kvs_LeadsToObjects(attribute)) json["class"] = NameOf(names, attribute.m_TypeArg);
+  if (HasClass(attribute)) json["class"] = NameOf(names, attribute.m_TypeArg);
   if (!attribute.m_Unit.empty()) json["unit"] = attribute.m_Unit;
   if (attribute.m_Default) json["default"] = *attribute.m_Default;
   for (sto_EnumeratorDescription const& each : attribute.m_Enumerators)
@@ -39,8 +44,7 @@ nlohmann::ordered_json AttributeJson(sto_AttributeDescription const& attribute, 
 
 void PrintAttribute(sto_AttributeDescription const& attribute, Names const& names, kvs_Output& out) {
   std::string type = kvs_AttributeTypeText(attribute);
-  if (kvs_LeadsToObjects(attribute) && attribute.m_TypeArg > 1)
-    type += " " + kvs_Printable(NameOf(names, attribute.m_TypeArg));
+  if (HasClass(attribute)) type += " " + kvs_Printable(NameOf(names, attribute.m_TypeArg));
   if (!attribute.m_Unit.empty()) type += ", " + kvs_Printable(attribute.m_Unit);
   if (attribute.m_Default) type += ", default " + kvs_Printable(*attribute.m_Default);
   out.Print("  {:<28}{}\n",

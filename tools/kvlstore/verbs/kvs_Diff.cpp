@@ -1,3 +1,4 @@
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <map>
@@ -62,7 +63,17 @@ class Comparison {
     return false;
   }
 
+  /// Members of a value are fields with points in their names.
+  [[nodiscard]] bool IsFieldExcluded(std::string const& name, std::string const& field) const {
+    std::string const full = name + "." + field;
+    for (std::size_t end = full.find('.', name.size() + 1); end != std::string::npos;
+         end = full.find('.', end + 1))
+      if (IsExcluded(full.substr(0, end))) return true;
+    return IsExcluded(full);
+  }
+
   void Note(std::string const& name, std::string const& first, std::string const& second) {
+    if (IsExcluded(name)) return;
     if (++m_Differences > m_Options.m_MaxListed) return;
     if (m_Options.m_Json) {
       std::string line = "{\"where\":";
@@ -79,7 +90,7 @@ class Comparison {
 
   /// Compares two objects later, unless they belong together already.
   void Push(std::string const& name, std::int64_t first, std::int64_t second) {
-    if (first == 0 && second == 0) return;
+    if ((first == 0 && second == 0) || IsExcluded(name)) return;
     if (first == 0 || second == 0)
       return Note(name, first == 0 ? "none" : "an object", second == 0 ? "none" : "an object");
     auto const [pair, isNew] = m_Partner.emplace(first, second);
@@ -141,7 +152,7 @@ class Comparison {
     for (sto_InspectedField const& field : first) {
       std::string const fieldName = kvs_Join(name, kvs_NameOf(field));
       auto const other = others.find(kvs_NameOf(field));
-      if (IsExcluded(fieldName)) {
+      if (IsFieldExcluded(name, kvs_NameOf(field))) {
         if (other != others.end()) others.erase(other);
         continue;
       }
@@ -155,10 +166,14 @@ class Comparison {
       Values(fieldName, field.m_Value, other->second->m_Value);
       others.erase(other);
     }
-    for (auto const& [key, field] : others) {
-      std::string const fieldName = kvs_Join(name, key);
-      if (!IsExcluded(fieldName)) Note(fieldName, "no such attribute", kvs_FieldText(*field));
-    }
+    for (auto const& [key, field] : others)
+      if (!IsFieldExcluded(name, key)) Note(kvs_Join(name, key), "no such attribute", kvs_FieldText(*field));
+  }
+
+  static std::string TypedText(sto_InspectedValue const& value) {
+    static constexpr std::array Types{"bool", "signed", "unsigned", "number", "complex",
+                                      "text", "bytes",  "object",   "values"};
+    return kvs_ValueText(value) + " (" + Types[value.index()] + ")";
   }
 
   [[nodiscard]] bool IsSame(double first, double second) const {
@@ -172,7 +187,9 @@ class Comparison {
   }
 
   void Values(std::string const& name, sto_InspectedValue const& first, sto_InspectedValue const& second) {
-    if (first.index() != second.index()) return Note(name, kvs_ValueText(first), kvs_ValueText(second));
+    if (IsExcluded(name)) return;
+    if (first.index() != second.index())
+      return Note(name, TypedText(first), TypedText(second)); // 1 and 1 of another type
     if (auto const* const id = std::get_if<sto_InspectedId>(&first))
       return Push(name, id->m_Id, std::get<sto_InspectedId>(second).m_Id);
     if (auto const* const tree = std::get_if<sto_InspectedTree>(&first))
@@ -309,16 +326,20 @@ class Comparison {
       m_PartnerBack; // by id in the first store, and in the second
 };
 
+/// Whether the sums say that the stores have the same content.
+bool HaveOneSum(sto_Store& first, sto_Store& second) {
+  std::string const sum = first.Info().m_Sum;
+  return !sum.empty() && sum == second.Info().m_Sum;
+}
+
 } // namespace
 
 kvs_Status kvs_Diff(kvs_DiffOptions const& options, kvs_Output& out) {
   sto_Store first = kvs_OpenToRead(options.m_First);
   sto_Store second = kvs_OpenToRead(options.m_Second);
   bool const isWhole = options.m_FirstObject.empty();
-  if (isWhole && options.m_IsNanEqual) { // equal sums are equal content
-    std::string const sum = first.Info().m_Sum;
-    if (!sum.empty() && sum == second.Info().m_Sum) return kvs_Status::Same;
-  }
+  if (isWhole && options.m_IsNanEqual && !options.m_Full && HaveOneSum(first, second))
+    return kvs_Status::Same;
   sto_Inspection const firstInspection(first);
   sto_Inspection const secondInspection(second);
   Comparison comparison(options, firstInspection, secondInspection, out);

@@ -22,6 +22,19 @@ void ForEachSlice(sto_InspectedList& list, kvs_Slice::Range range, kvs_Bar* bar,
   }
 }
 
+std::int64_t RowLength(std::vector<std::int64_t> const& row) {
+  std::int64_t length = 1;
+  for (std::int64_t const extent : row) length *= std::max<std::int64_t>(extent, 1);
+  return length;
+}
+
+/// The elements of a slice, which counts in rows.
+kvs_Slice::Range ElementsOf(sto_InspectedList const& list, kvs_Slice const& slice) {
+  std::int64_t const columns = RowLength(list.Row());
+  kvs_Slice::Range const rows = slice.Of(list.Count() / columns);
+  return {rows.m_First * columns, rows.m_Count * columns};
+}
+
 /// Writes objects as lines of JSON.
 class JsonDump {
  public:
@@ -73,7 +86,7 @@ class JsonDump {
         fmt::format_to(std::back_inserter(m_Line), ",\"row\":[{}]", fmt::join(row, ","));
       m_Line += ",\"elements\":[";
       bool isFirst = true;
-      ForEachSlice(list, m_Slice.Of(list.Count()), nullptr, [&](sto_InspectedElements const& elements) {
+      ForEachSlice(list, ElementsOf(list, m_Slice), nullptr, [&](sto_InspectedElements const& elements) {
         if (!isFirst) m_Line += ',';
         isFirst = false;
         kvs_AppendElementsJson(m_Line, elements);
@@ -136,11 +149,12 @@ void DumpAll(sto_Inspection const& inspection, std::int64_t endOfIds, kvs_Slice 
 
 // --- CSV: RFC 4180, one row of the array in each line
 
-void AppendCsv(std::string& to, sto_InspectedValue const& value) {
+/// On a terminal texts are shown without what it would obey.
+void AppendCsv(std::string& to, sto_InspectedValue const& value, bool isTerminal) {
   if (auto const* const text = std::get_if<sto_InspectedText>(&value)) {
     if (!*text) return;
     to += '"';
-    for (char const c : **text) {
+    for (char const c : isTerminal ? kvs_Printable(**text) : **text) {
       if (c == '"') to += '"';
       to += c;
     }
@@ -157,15 +171,8 @@ void AppendCsv(std::string& to, sto_InspectedValue const& value) {
     to += kvs_ValueText(value, std::numeric_limits<std::size_t>::max());
 }
 
-std::int64_t RowLength(std::vector<std::int64_t> const& row) {
-  std::int64_t length = 1;
-  for (std::int64_t const extent : row) length *= std::max<std::int64_t>(extent, 1);
-  return length;
-}
-
 void DumpCsv(sto_InspectedList& list, kvs_Slice const& slice, kvs_Output& out) {
   std::int64_t const columns = RowLength(list.Row());
-  kvs_Slice::Range const rows = slice.Of(list.Count() / columns);
   std::int64_t column = 0;
   std::string text;
   auto const end = [&] {
@@ -173,23 +180,22 @@ void DumpCsv(sto_InspectedList& list, kvs_Slice const& slice, kvs_Output& out) {
     if (column == columns) column = 0;
   };
   kvs_Bar bar("dumping");
-  ForEachSlice(list, {rows.m_First * columns, rows.m_Count * columns}, &bar,
-               [&](sto_InspectedElements const& elements) {
-                 text.clear();
-                 std::visit(
-                     [&](auto const& values) {
-                       using Value = typename std::decay_t<decltype(values)>::value_type;
-                       for (std::size_t i = 0; i < values.size(); ++i) {
-                         if constexpr (std::is_arithmetic_v<Value> && !std::is_same_v<Value, bool>)
-                           kvs_AppendNumber(text, values[i]);
-                         else
-                           AppendCsv(text, kvs_ElementOf(elements, i));
-                         end();
-                       }
-                     },
-                     elements);
-                 out.Write(text);
-               });
+  ForEachSlice(list, ElementsOf(list, slice), &bar, [&](sto_InspectedElements const& elements) {
+    text.clear();
+    std::visit(
+        [&](auto const& values) {
+          using Value = typename std::decay_t<decltype(values)>::value_type;
+          for (std::size_t i = 0; i < values.size(); ++i) {
+            if constexpr (std::is_arithmetic_v<Value> && !std::is_same_v<Value, bool>)
+              kvs_AppendNumber(text, values[i]);
+            else
+              AppendCsv(text, kvs_ElementOf(elements, i), out.IsTerminal());
+            end();
+          }
+        },
+        elements);
+    out.Write(text);
+  });
 }
 
 // --- NPY: NumPy's format, version 1.0, https://numpy.org/doc/stable/reference/generated/numpy.lib.format.html
@@ -248,8 +254,7 @@ void WriteNpyNumbers(sto_InspectedList& list, std::int64_t first, std::int64_t c
 
 void DumpNpy(sto_InspectedList& list, kvs_Slice const& slice, std::string const& name, kvs_Output& out) {
   std::vector<std::int64_t> const row = list.Row();
-  std::int64_t const columns = RowLength(row);
-  kvs_Slice::Range const rows = slice.Of(list.Count() / columns);
+  kvs_Slice::Range const range = ElementsOf(list, slice);
   sto_InspectedElements const none = list.Read(0, 0); // says the type
   std::visit(
       [&](auto const& values) {
@@ -258,8 +263,8 @@ void DumpNpy(sto_InspectedList& list, kvs_Slice const& slice, std::string const&
           throw kvs_Error(kvs_Printable(name) + ": A list of " + list.TypeName() +
                           " cannot be an NPY file, which has numbers only. Use --csv.");
         } else {
-          WriteNpyHeader(NpyType<Value>, rows.m_Count, row, out);
-          WriteNpyNumbers<Value>(list, rows.m_First * columns, rows.m_Count * columns, out);
+          WriteNpyHeader(NpyType<Value>, range.m_Count / RowLength(row), row, out);
+          WriteNpyNumbers<Value>(list, range.m_First, range.m_Count, out);
         }
       },
       none);

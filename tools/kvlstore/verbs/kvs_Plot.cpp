@@ -30,13 +30,13 @@ class Numbers {
         m_List->Type() >= sto_InspectedType::ComplexFloat)
       throw kvs_Error(kvs_Printable(name) + ": A list of " + m_List->TypeName() + " cannot be drawn.");
     for (std::int64_t const extent : m_List->Row()) m_Columns *= std::max<std::int64_t>(extent, 1);
-    if (m_Columns == 1) m_Column = 0; // the other array has the columns
-    if (m_Column >= m_Columns)
+    if (m_Columns > 1 && m_Column >= m_Columns)
       throw kvs_Error(kvs_Printable(name) + ": It has no column " + kvs_Count(m_Column) + ": a row has " +
                       kvs_Count(m_Columns, "number") + ".");
   }
 
   [[nodiscard]] std::int64_t Rows() const { return m_List->Count() / m_Columns; }
+  [[nodiscard]] bool HasColumns() const { return m_Columns > 1; }
   [[nodiscard]] std::string Label() const {
     std::string label = m_Name;
     if (m_Columns > 1) label += ", column " + std::to_string(m_Column);
@@ -89,6 +89,9 @@ kvs_Status kvs_Plot(kvs_PlotOptions const& options, kvs_Output& out) {
   Numbers y(store, inspection, options.m_Y, options.m_Column);
   std::optional<Numbers> x;
   if (!options.m_X.empty()) x.emplace(store, inspection, options.m_X, options.m_Column);
+  if (options.m_Column > 0 && !y.HasColumns() && !(x && x->HasColumns()))
+    throw kvs_Error(kvs_Printable(options.m_Y) + ": It has no column " + kvs_Count(options.m_Column) +
+                    ": a row has 1 number.");
   if (x && x->Rows() != y.Rows())
     throw kvs_Error(fmt::format("{} has {} and {} has {}: they cannot be drawn against each other.",
                                 kvs_Printable(options.m_X), kvs_Count(x->Rows(), "row"),

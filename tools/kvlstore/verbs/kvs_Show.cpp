@@ -63,8 +63,9 @@ class TextShower : Shower {
 
   void Show(kvs_Found const& found) {
     if (!found.m_Object) {
-      m_Out.Print("{}  {}  {} {}\n", kvs_Printable(found.m_Name), found.m_Kind,
-                  kvs_ValueText(found.m_Value, 100'000), kvs_Printable(found.m_Unit));
+      m_Out.Print("{}  {}  {}{}{}\n", kvs_Printable(found.m_Name), found.m_Kind,
+                  kvs_ValueText(found.m_Value, 100'000), found.m_Unit.empty() ? "" : " ",
+                  kvs_Printable(found.m_Unit));
       return;
     }
     m_Out.Print("{}  {}\n", m_Out.Styled("1", kvs_Printable(found.m_Name)), HeadText(*found.m_Object));

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <charconv>
+#include <limits>
 
 #include "tools/kvlstore/base/kvs_Text.h"
 #include "tools/kvlstore/verbs/kvs_Verbs.h"
@@ -25,7 +26,7 @@ kvs_Slice kvs_Slice::Parse(std::string const& text) {
     std::optional<std::int64_t> const index = Bound(view, text);
     if (!index) throw kvs_Error("A slice is empty: write first:end, such as 10:20, :5 or -3:.");
     slice.m_First = *index;
-    if (*index != -1) slice.m_End = *index + 1;
+    if (*index != -1 && *index != std::numeric_limits<std::int64_t>::max()) slice.m_End = *index + 1;
     return slice;
   }
   slice.m_First = Bound(view.substr(0, colon), text).value_or(0);

@@ -12,7 +12,7 @@ class kvs_Output;
 // The verbs of the program. Each prints to `out`, and returns the status that the program ends with. Errors: kvs_Error,
 // kvs_Interrupted, and those of the library.
 
-/// Elements `first` to before `end`; negative numbers count from the end. "10:20", ":5", "-3:"
+/// Rows `first` to before `end`; negative numbers count from the end. "10:20", ":5", "-3:", and "7" for one row.
 struct kvs_Slice {
   std::int64_t m_First = 0;
   std::optional<std::int64_t> m_End;
@@ -23,7 +23,7 @@ struct kvs_Slice {
     std::int64_t m_First;
     std::int64_t m_Count;
   };
-  /// For a list of so many elements; what is beyond them is left out.
+  /// For a list of so many rows; what is beyond them is left out.
   [[nodiscard]] Range Of(std::int64_t count) const noexcept;
 };
 
@@ -76,13 +76,16 @@ struct kvs_DiffOptions {
   std::string m_Second;
   std::string m_FirstObject; ///< empty: all roots
   std::string m_SecondObject;
-  double m_Absolute = 0;
+  double m_Absolute = 0; ///< of numbers that are no integers; the same for the next one
   double m_Relative = 0;
   bool m_IsNanEqual = true;
-  std::vector<std::string> m_Excluded; ///< patterns of addresses
+  /// Reads stores whose sums are equal, too: a file that was damaged later still has the sum of its last save.
+  bool m_Full = false;
+  std::vector<std::string> m_Excluded; ///< patterns of addresses; what is below one is left out, too
   std::int64_t m_MaxListed = 100;
   bool m_Json = false;
 };
+/// Reads all that it compares, so damage is an error even if the stores have equal sums.
 kvs_Status kvs_Diff(kvs_DiffOptions const& options, kvs_Output& out);
 
 struct kvs_LogOptions {

@@ -50,7 +50,7 @@ kvs_Status kvs_Watch(kvs_WatchOptions const& options, kvs_Output& out) {
       last = save.m_Number;
       if (++seen == options.m_Saves) break;
     }
-    out.Finish();
+    out.Flush();
   }
   return kvs_Status::Same;
 }
