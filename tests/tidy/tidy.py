@@ -75,7 +75,7 @@ LAYERS.update({f"examples/heat/{folder}": LAYERS["examples"] + layer for layer, 
 TESTS = "tests"
 SUPPORT = "tests/support"
 # Programs as users write them, which include the headers as the installation has them.
-USERS = ["tests/consumer", "tests/documents", "tests/platform2/program"]
+USERS = ["tests/consumer", "tests/documents", "tests/emit/reader", "tests/platform2/program"]
 INSTALLED = "kvlpersist/"
 SUITE = "tests/contract/ContractBackEnd.h"  # and this, in quotes, when they run the contract suite
 

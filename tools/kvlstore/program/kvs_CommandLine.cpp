@@ -145,10 +145,16 @@ class CommandLine {
     AddJson(command, m_Show.m_Json);
 
     command = Add("classes", "lists the classes and versions that have written to the store",
-                  "  kvlstore classes plate.kvs",
-                  [this](kvs_Output& out) { return kvs_Classes(m_Store, m_Json, out); });
+                  "  kvlstore classes plate.kvs\n  kvlstore classes plate.kvs --emit c++ -o plate_classes.h",
+                  [this](kvs_Output& out) {
+                    return m_Language.empty() ? kvs_Classes(m_Store, m_Json, out)
+                                              : kvs_EmitClasses(m_Store, m_Language, out);
+                  });
     AddStore(command, m_Store);
-    AddJson(command, m_Json);
+    CLI::Option* const json = command->add_flag("--json", m_Json, "print JSON");
+    command->add_option("--emit", m_Language, "as source code that reads the store: c++ or python")
+        ->check(CLI::IsMember({"c++", "python"}))
+        ->excludes(json);
     AddOutput(command);
 
     command = Add("log", "lists the saves", "  kvlstore log plate.kvs -n 5\n  kvlstore log plate.kvs --json",
@@ -287,7 +293,7 @@ class CommandLine {
 
   CLI::App m_App{"Looks into stores without the programs that wrote them.", "kvlstore"};
   Verb m_Verb;
-  std::string m_Store, m_Target, m_OutputPath, m_Slice;
+  std::string m_Store, m_Target, m_OutputPath, m_Slice, m_Language;
   bool m_Json = false;
   bool m_Full = false;
   bool m_NanDiffers = false;

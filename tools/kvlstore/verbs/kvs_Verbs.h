@@ -107,6 +107,8 @@ kvs_Status kvs_Watch(kvs_WatchOptions const& options, kvs_Output& out);
 kvs_Status kvs_Check(std::string const& store, bool full, bool json, kvs_Output& out);
 kvs_Status kvs_Stat(std::string const& store, std::int64_t maxArrays, bool json, kvs_Output& out);
 kvs_Status kvs_Classes(std::string const& store, bool json, kvs_Output& out);
+/// Prints the classes as source code that reads the store. `language`: "c++" or "python".
+kvs_Status kvs_EmitClasses(std::string const& store, std::string const& language, kvs_Output& out);
 kvs_Status kvs_Copy(std::string const& from, std::string const& to, bool json, kvs_Output& out);
 kvs_Status kvs_Compact(std::string const& store, bool json, kvs_Output& out);
 /// Takes what is readable of a damaged store into a new one. The old one is only read.
