@@ -96,7 +96,7 @@ std::string ValueText(kvs_DefaultValue const& value, kvs_Member const& member) {
 
 std::string kvs_CppType(kvs_EmitPlan const& plan, kvs_PlannedClass const& in, kvs_Member const& member) {
   kvs_Shape const& shape = member.m_Shape;
-  std::string const element = ElementText(shape.m_Element);
+  std::string element = ElementText(shape.m_Element);
   std::string const key = shape.m_HasIntKeys ? "int" : "std::string";
   switch (shape.m_Form) {
   case kvs_Form::Value:
