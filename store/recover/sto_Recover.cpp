@@ -41,6 +41,8 @@ char const* sto_LostKindName(sto_LostKind kind) noexcept {
     return "Save";
   case sto_LostKind::Header:
     return "Header";
+  case sto_LostKind::Stale:
+    return "Stale";
   case sto_LostKind::Rows:
     return "Rows";
   }

@@ -38,6 +38,7 @@ enum class sto_LostKind {
   Index, ///< an index; a program that declares it makes it again
   Save,  ///< entries of the log of saves
   Header, ///< what tells a store from others: the rows of the catalogue could not all be verified
+  Stale,  ///< nothing is missing, but some of what was read is of an earlier save; which cannot be told
   Rows,   ///< a part of the file, of which only the table or nothing is known
 };
 

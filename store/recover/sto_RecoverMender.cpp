@@ -46,6 +46,7 @@ void sto_RecoverMender::Mend(std::size_t maxItems) {
     std::optional<sto_Meter> meter;
     if (progress) meter.emplace(progress, std::string(), sto_Meter::Counts::Parts);
     sto_Checker(m_Driver, report, maxItems, meter ? &*meter : nullptr).Check(sto_CheckDepth::Full, 0);
+    if (!std::exchange(m_HasLooked, true)) NoticeEarlierStates(report);
     std::erase_if(report.m_Findings, [](sto_CheckFinding const& finding) {
       using enum sto_CheckKind;
       return finding.m_Kind == Sum || finding.m_Kind == Log || finding.m_Kind == Index;
@@ -63,6 +64,26 @@ void sto_RecoverMender::Mend(std::size_t maxItems) {
     FlushElements();
   }
   sto_Raise(sto_ErrorKind::Damaged, "What is left of the store contradicts itself: " + last);
+}
+
+// Pages of an earlier save fit their checksums. What has come back to them is known by the sum of the newest save, and by
+// indexes that fit other values. If something is lost anyway, the sum says nothing more.
+void sto_RecoverMender::NoticeEarlierStates(sto_CheckReport const& report) {
+  bool hasOtherSum = false;
+  bool hasOthers = false;
+  for (sto_CheckFinding const& finding : report.m_Findings) {
+    if (finding.m_Kind == sto_CheckKind::Index)
+      m_Results.LoseIndexes();
+    else if (finding.m_Kind == sto_CheckKind::Sum)
+      hasOtherSum = true;
+    else if (finding.m_Kind != sto_CheckKind::Log)
+      hasOthers = true;
+  }
+  if (hasOtherSum && !hasOthers && m_Results.Report().IsComplete())
+    m_Results.Add(
+        sto_LostKind::Stale,
+        "Some of what was read is not what the newest save has left: the sum over it is another. A part of the "
+        "file may have the state of an earlier save.");
 }
 
 void sto_RecoverMender::Act(sto_CheckFinding const& finding) {

@@ -32,6 +32,7 @@ class sto_RecoverMender {
  private:
   class Links;
 
+  void NoticeEarlierStates(sto_CheckReport const& report);
   void Act(sto_CheckFinding const& finding);
   void LoseRoot(sto_CheckFinding const& finding);
   void LoseObject(std::int64_t id, std::string const& why);
@@ -71,6 +72,7 @@ class sto_RecoverMender {
   sto_ShapeTable m_Shapes;
   std::map<unsigned int, std::string> m_Classes;
   std::map<std::int64_t, std::string> m_Names;
+  bool m_HasLooked = false;            // at the whole, in the first round
   std::map<std::int64_t, int> m_Tries; // by object
   sto_Record m_Record;
   sto_RecordBuilder m_Builder;

@@ -40,6 +40,10 @@ class sto_RecoverResults {
   /// The lost objects that are known by their ids.
   [[nodiscard]] std::set<std::int64_t> const& LostObjects() const noexcept { return m_LostObjects; }
 
+  /// Indexes do not fit the objects.
+  void LoseIndexes() noexcept { m_AreIndexesWhole = false; }
+  [[nodiscard]] bool AreIndexesWhole() const noexcept { return m_AreIndexesWhole; }
+
   /// What the recovery has changed, for its entry in the log.
   [[nodiscard]] sto_ChangeList& Changes() noexcept { return m_Changes; }
   [[nodiscard]] sto_ChangeList const& Changed() {
@@ -64,6 +68,7 @@ class sto_RecoverResults {
   sto_Progress const& m_Progress;
   std::string m_Location;
   sto_ChangeList m_Changes;
+  bool m_AreIndexesWhole = true;
   std::set<std::int64_t> m_LostObjects;
   std::int64_t m_Pages = 1, m_Done = -1;
 };

@@ -305,7 +305,8 @@ void sto_RecoverWork::Finish(sto_RecoverFile const& file, sto_RecoverHarvest& ha
   std::unique_ptr<sto_SqliteConnection> const work = Connect();
   sto_ConfigureSqlite(*work);
   Transaction transaction(*work);
-  if (harvest.HasIndexTables() && (!results.Report().IsComplete() || !harvest.AreIndexesWhole())) {
+  if (harvest.HasIndexTables() &&
+      (!results.Report().IsComplete() || !harvest.AreIndexesWhole() || !results.AreIndexesWhole())) {
     sto_LostItem item;
     item.m_Kind = sto_LostKind::Index;
     item.m_Text = "The indexes are left out; a program that declares them makes them again.";

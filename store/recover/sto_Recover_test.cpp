@@ -158,6 +158,40 @@ TEST_F(StoreRecover, IndexesAreMadeAnewAfterALoss) {
   EXPECT_EQ(SqlFile(Recovered()).Integer("SELECT count(*) FROM index_entry"), 5);
 }
 
+// Such pages fit their checksums: a disk said that it had written them, and had not.
+TEST_F(StoreRecover, PagesOfAnEarlierSaveAreNoticed) {
+  MakePlate();
+  StoreBytes const earlier = FileBytes(Path());
+  {
+    sto_Store store = OpenPlates(Path(), sto_Mode::ReadWrite);
+    auto const bolt = store.Load<Bolt>("bolt");
+    bolt->m_Id = 200;
+    store.Save("bolt", *bolt);
+    auto const plate = store.Load<Plate>("plate");
+    plate->m_First->m_Id = 77;
+    store.Save("plate", *plate);
+  }
+  StoreBytes const newest = FileBytes(Path());
+  StoreSnapshot const before(Path());
+  auto const pageBytes = static_cast<std::size_t>(SqlFile(Path()).Integer("PRAGMA page_size"));
+  int stale = 0, noIndex = 0;
+  for (std::size_t at = pageBytes; at < std::min(earlier.size(), newest.size()); at += pageBytes) {
+    auto const from = static_cast<std::ptrdiff_t>(at), to = from + static_cast<std::ptrdiff_t>(pageBytes);
+    if (std::equal(earlier.begin() + from, earlier.begin() + to, newest.begin() + from)) continue;
+    SCOPED_TRACE("page " + std::to_string(at / pageBytes + 1));
+    StoreBytes damaged = newest;
+    std::copy(earlier.begin() + from, earlier.begin() + to, damaged.begin() + from);
+    Write(damaged);
+    sto_RecoverReport const report = Recover();
+    ExpectSound();
+    if (report.IsComplete()) before.ExpectIn(StoreSnapshot(Recovered()), report);
+    stale += Has(report, sto_LostKind::Stale) ? 1 : 0;
+    noIndex += Has(report, sto_LostKind::Index) ? 1 : 0;
+  }
+  EXPECT_GT(stale, 0);
+  EXPECT_GT(noIndex, stale); // a page of an index, too
+}
+
 TEST_F(StoreRecover, LostObjectLeavesNullPointer) {
   MakePlate();
   std::int64_t const id = IdOf("m_First");
