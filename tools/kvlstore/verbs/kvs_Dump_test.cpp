@@ -123,6 +123,7 @@ TEST_F(KvsDump, EachObjectIsALineOfJson) {
   values.m_First = values.m_Second = std::make_shared<Beam>("shared");
   values.m_First->m_Next = values.m_First; // a circle
   m_Store->Save("values", values);
+  values.m_First->m_Next = nullptr; // so that it is freed
   m_Store->Save("\x1b[31m\xFF", Part("root \u202E"));
   Done const done = Dump("");
   ExpectPrintable(done.m_Text);
