@@ -64,7 +64,7 @@ struct sto_LostItem {
 /// How much of something was read, and lost.
 struct sto_RecoverCount {
   std::int64_t m_Read = 0;
-  std::int64_t m_Lost = 0; ///< as far as known
+  std::int64_t m_Lost = 0; ///< those that the recovery knows of; there may be more
 };
 
 /// The result of sto_Recover. A plain value.

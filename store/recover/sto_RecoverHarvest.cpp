@@ -43,7 +43,7 @@ void AddValue(sto_RowChecksum& checksum, sto_RecoverValue const& value) {
   }
 }
 
-/// The checksum of the values before the last one, with the row id in the place of the first one if there is one.
+/// The checksum of all values but the last one. A row id counts instead of the first value, if there is one.
 std::int64_t ChecksumOf(sto_RowChecksum& checksum, sto_RecoverRow const& row) {
   checksum.Begin();
   for (std::size_t i = 0; i + 1 < row.m_Values.size(); ++i)

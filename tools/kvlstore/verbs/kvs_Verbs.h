@@ -17,7 +17,7 @@ struct kvs_Slice {
   std::int64_t m_First = 0;
   std::optional<std::int64_t> m_End;
 
-  /// kvs_Error for a text that is none.
+  /// kvs_Error if the text is not a slice.
   [[nodiscard]] static kvs_Slice Parse(std::string const& text);
   struct Range {
     std::int64_t m_First;
