@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "metadata/cls_CollectionType.h"
+#include "store/session/sto_ReadableTypes.h"
 #include "tools/kvlstore/emit/kvs_EmitText.h"
 
 namespace {
@@ -117,8 +118,10 @@ class ClassPlanner {
     for (kvs_ClassVersion const& version : m_Planned.m_Class->m_Versions) {
       kvs_Attribute const* const stored = Find(version, member.m_Attribute.m_Name);
       if (stored != nullptr && stored->m_Type != 0 &&
-          !kvs_CanReadAs(stored->m_Type, stored->m_Collection, member.m_Shape.m_Type,
-                         member.m_Shape.m_Collection))
+          !sto_CanReadAs(static_cast<cls_AttributeType>(stored->m_Type),
+                         static_cast<cls_CollectionType>(stored->m_Collection),
+                         static_cast<cls_AttributeType>(member.m_Shape.m_Type),
+                         static_cast<cls_CollectionType>(member.m_Shape.m_Collection)))
         return "version " + std::to_string(version.m_Version) + " of the class has another type in it";
     }
     return {};

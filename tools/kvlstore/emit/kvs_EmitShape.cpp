@@ -308,55 +308,10 @@ std::vector<unsigned int> LineOf(kvs_EmitModel const& model, unsigned int classI
   return line;
 }
 
-/// Types of one group are read as each other.
-int GroupOf(int type) noexcept {
-  switch (type) {
-  case ATTR_INT:
-  case ATTR_UINT:
-  case ATTR_SCHAR:
-  case ATTR_SHORT:
-  case ATTR_USHORT:
-  case ATTR_LONGLONG:
-  case ATTR_ULONGLONG:
-  case ATTR_UCHAR:
-    return 1;
-  case ATTR_STRING:
-  case ATTR_TRSTRING:
-    return 2;
-  case ATTR_FLOAT:
-  case ATTR_DOUBLE:
-    return 3;
-  case ATTR_OBJECT:
-  case ATTR_REFERENCE:
-    return 4;
-  default:
-    return 0;
-  }
-}
-
-bool AreObjects(int type, int collection) noexcept {
-  return GroupOf(type) == 4 && (collection == COLLECTION_LIST || collection == COLLECTION_OBJ);
-}
-
 } // namespace
 
 kvs_Shape kvs_ShapeOf(kvs_EmitModel const& model, kvs_Attribute const& attribute, bool hasMore) {
   return Maker(model, attribute, hasMore).Make();
-}
-
-bool kvs_CanReadAs(int storedType, int storedCollection, int type, int collection) noexcept {
-  bool const isOneType = storedType == type || !IsKnown(storedType) || !IsKnown(type);
-  bool const isOneGroup = GroupOf(storedType) != 0 && GroupOf(storedType) == GroupOf(type);
-  if (storedCollection == COLLECTION_NONE && collection == COLLECTION_NONE)
-    return isOneType || (isOneGroup && storedType != ATTR_DOUBLE);
-  if (AreObjects(storedType, storedCollection) && AreObjects(type, collection)) return true;
-  auto const isGeneric = [](int code) { return code >= COLLECTION_LIST && code % 10 == 0; };
-  bool const isOneKind = storedCollection / 10 == collection / 10;
-  bool const fits = cls_CollectionsMatch(static_cast<cls_CollectionType>(storedCollection),
-                                         static_cast<cls_CollectionType>(collection)) ||
-                    (isOneKind && (isGeneric(storedCollection) || isGeneric(collection)));
-  bool const isByElement = storedCollection == COLLECTION_LIST || collection == COLLECTION_LIST;
-  return fits && (!isByElement || isOneType || (isOneGroup && (GroupOf(type) == 1 || GroupOf(type) == 4)));
 }
 
 unsigned int kvs_CommonBase(kvs_EmitModel const& model, std::set<unsigned int> const& classes) {

@@ -44,8 +44,5 @@ inline constexpr unsigned int kvs_TranslatedTextClassId = 0x1A0007;
 /// `hasMore`: there is an attribute for more lists, which a sto_Array has.
 [[nodiscard]] kvs_Shape kvs_ShapeOf(kvs_EmitModel const& model, kvs_Attribute const& attribute, bool hasMore);
 
-/// Whether a store opens a class that reads an attribute of one declaration as one of another.
-[[nodiscard]] bool kvs_CanReadAs(int storedType, int storedCollection, int type, int collection) noexcept;
-
 /// The nearest class that all of these are or derive from; 0 if there is none.
 [[nodiscard]] unsigned int kvs_CommonBase(kvs_EmitModel const& model, std::set<unsigned int> const& classes);
