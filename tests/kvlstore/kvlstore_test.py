@@ -31,10 +31,10 @@ def run(*arguments, environment=None, **options):
                           env=dict(os.environ, **(environment or {})), **options)
 
 
-def in_terminal(*arguments, environment=None, for_errors=False, until=None):
-    """Runs the program with a terminal as standard output, or as standard error; returns what it shows."""
+def in_terminal(*arguments, environment=None, for_errors=False, until=None, elsewhere=subprocess.DEVNULL):
+    """Runs the program with a terminal as standard output, or as standard error; returns what it shows. `elsewhere`:
+    where the other of the two goes."""
     ours, theirs = pty.openpty()
-    elsewhere = subprocess.DEVNULL
     process = subprocess.Popen([PROGRAM, *arguments], stdin=subprocess.DEVNULL,
                                stdout=elsewhere if for_errors else theirs, stderr=theirs if for_errors else elsewhere,
                                env=dict(os.environ, TERM="xterm", **(environment or {})))
@@ -217,7 +217,9 @@ class Terminals(unittest.TestCase):
 
     def test_the_bar_is_shown_and_erased(self):
         call = ["dump", path("large.kvs"), "run.m_Array", "--csv"]
-        shown = in_terminal(*call, for_errors=True)
+        # Whoever takes the output begins late, so that the program works for longer than it does without a bar.
+        with subprocess.Popen(["sh", "-c", "sleep 0.8; cat >/dev/null"], stdin=subprocess.PIPE) as late:
+            shown = in_terminal(*call, for_errors=True, elsewhere=late.stdin)
         self.assertTrue(shown == b"" or shown.endswith(b"\r\x1b[K"), shown[-100:])
         self.assertRegex(shown, rb"dumping  \[#* *\]  \d+ %  [\d,]+/s")
         self.assertEqual(run(*call, stdout=subprocess.DEVNULL).stderr, b"")  # no terminal, no bar
