@@ -6,10 +6,6 @@
 
 namespace {
 
-template <int PageBytes> std::unique_ptr<ContractBackEnd> Make(std::string const& folder) {
-  return std::make_unique<StoreContractBackEnd>(folder, PageBytes);
-}
-
 ContractError KindOf(sto_ErrorKind kind) {
   switch (kind) {
   case sto_ErrorKind::NotFound:
@@ -30,15 +26,6 @@ ContractError KindOf(sto_ErrorKind kind) {
 }
 
 } // namespace
-
-std::vector<ContractSetting> ContractSettings() {
-  return {
-      {.m_Name = "Sqlite", .m_Make = Make<16384>, .m_TakesHuge = true},
-      {.m_Name = "SqliteReopened", .m_Make = Make<16384>, .m_IsReopened = true},
-      {.m_Name = "SqlitePages4K", .m_Make = Make<4096>},
-      {.m_Name = "SqlitePages32K", .m_Make = Make<32768>},
-  };
-}
 
 ContractAbilities StoreContractBackEnd::Abilities() const {
   ContractAbilities can;
