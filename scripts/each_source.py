@@ -46,6 +46,9 @@ def main(includes: str) -> bool:
                             cwd=ROOT, check=True, capture_output=True, text=True).stdout.split()
     sources = [file for file in listed if not file.endswith("_test.cpp") and (ROOT / file).is_file()]
     search = ["-I.", f"-I{pathlib.Path(includes).resolve()}"]
+    clients = pathlib.Path("/usr/include/postgresql")  # where Debian keeps libpq's header
+    if clients.is_dir():
+        search.append(f"-I{clients}")
     with tempfile.TemporaryDirectory() as work:
 
         def precompile(header: str) -> bool:

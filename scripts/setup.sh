@@ -13,6 +13,7 @@ packages=(
   libgtest-dev libeigen3-dev python3 python3-xxhash python3-lz4 git # the tests
   libcli11-dev nlohmann-json3-dev libfmt-dev # the tools, and the examples, which need Eigen, too
   chromium chromium-driver python3-selenium # the test of reports in a browser
+  libpq-dev postgresql # stores on a server, which scripts/postgres.sh starts
   libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )
 
@@ -56,6 +57,12 @@ run_apt() {
     fail "apt-get $1 failed; still missing: ${missing[*]}"
   }
 }
+# The tests start servers of their own: Debian's package must not start one, too.
+if [[ " ${missing[*]} " == *" postgresql "* ]]; then
+  "${as_root[@]}" mkdir -p /etc/postgresql-common/createcluster.d
+  echo "create_main_cluster = false" |
+    "${as_root[@]}" tee /etc/postgresql-common/createcluster.d/kvlpersist.conf >/dev/null
+fi
 run_apt update
 run_apt install --yes --no-install-recommends "${missing[@]}"
 

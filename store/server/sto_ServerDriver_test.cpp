@@ -10,7 +10,7 @@
 
 namespace ServerDriver {
 
-/// A connection that breaks when it is told to.
+/// A connection that the test can break.
 class BreakingLink final : public MemoryLink {
  public:
   enum class When { Never, BeforeCommit, AfterCommit, AfterCommitAndLater };

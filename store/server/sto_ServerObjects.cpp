@@ -12,8 +12,6 @@
 
 namespace {
 
-/// So many packs stay in memory; packs that the transaction has changed do not count.
-constexpr std::size_t MaxPacks = 16384;
 /// So many packs are read at once by whoever goes over all objects.
 constexpr std::size_t PacksAtOnce = 256;
 
@@ -64,6 +62,7 @@ void sto_ServerObjects::Begin(sto_ServerView const& view) noexcept {
 
 void sto_ServerObjects::Drop() noexcept {
   m_Packs.clear();
+  m_RoomFor = MaxPacks;
   m_Own.Clear();
   m_NewIds.clear();
   m_LatestKey = -1;
@@ -103,8 +102,10 @@ void sto_ServerObjects::GoBackToMark() noexcept {
 }
 
 void sto_ServerObjects::MakeRoom() {
-  if (m_Packs.size() < MaxPacks) return;
+  if (m_Packs.size() < m_RoomFor) return;
   std::erase_if(m_Packs, [](auto const& pack) { return !pack.second->m_IsChanged; });
+  m_RoomFor = std::max(
+      MaxPacks, 2 * m_Packs.size()); // a large save does not look at all its packs again for each new one
   m_LatestKey = -1;
 }
 

@@ -85,6 +85,9 @@ class sto_ServerObjects {
   };
   class Sink;
 
+  /// So many packs that are not changed stay in memory, or as many as are changed.
+  static constexpr std::size_t MaxPacks = 16384;
+
   [[nodiscard]] bool IsWhollyNew(std::int64_t key) const noexcept;
   [[nodiscard]] Pack& Find(std::int64_t key);
   /// Reads packs that are not in memory. `keys`: ascending.
@@ -109,6 +112,7 @@ class sto_ServerObjects {
   sto_ServerView const* m_View = nullptr;
   std::vector<sto_IdRange> m_NewIds;
   std::unordered_map<std::int64_t, std::unique_ptr<Pack>> m_Packs;
+  std::size_t m_RoomFor = MaxPacks;    // so many packs; MakeRoom then drops those that are not changed
   sto_PendingRows<std::int64_t> m_Own; // changed records with rows of their own: shape:varint values
   std::int64_t m_LatestKey = -1;
   Pack* m_Latest = nullptr;

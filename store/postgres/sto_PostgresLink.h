@@ -1,0 +1,71 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/postgres/sto_PostgresConnection.h"
+#include "store/server/sto_ServerLink.h"
+
+/// Where a store is: "postgresql://user@host/database#name".
+struct sto_PostgresPlace {
+  std::string m_Uri;   ///< as libpq takes it
+  std::string m_Store; ///< the store's name in the database
+  std::string m_Name;  ///< the location without a password, for messages
+
+  /// Whether a location is one of a store in PostgreSQL.
+  [[nodiscard]] static bool IsOne(std::string_view location) noexcept;
+  /// Misuse if the location has no name of a store.
+  [[nodiscard]] static sto_PostgresPlace Of(std::string const& location);
+};
+
+/// A store in a PostgreSQL database. Thread rule: one thread.
+class sto_PostgresLink final : public sto_ServerLink {
+ public:
+  /// Makes a store, and the tables if there are none. Conflict if there is a store of this name.
+  static std::unique_ptr<sto_PostgresLink> Create(std::string const& location);
+  /// NotFound: no such store. NewerFormat.
+  static std::unique_ptr<sto_PostgresLink> Open(std::string const& location);
+  ~sto_PostgresLink() override;
+
+  [[nodiscard]] std::string const& Name() const noexcept override { return m_Connection.Name(); }
+  [[nodiscard]] std::array<std::byte, 16> const& Uuid() const noexcept override { return m_Uuid; }
+  sto_ServerState ReadState(std::optional<std::string_view> named) override;
+  void ReadRows(sto_RowTable table, std::span<std::int64_t const> keys, sto_ServerView const& view,
+                sto_RowSink& sink) override;
+  void ScanRows(sto_RowTable table, std::int64_t first, std::int64_t last, std::size_t limit,
+                sto_ServerView const& view, sto_RowSink& sink) override;
+  std::vector<std::int64_t> ScanKeys(sto_RowTable table, std::int64_t first, std::int64_t last,
+                                     sto_ServerView const& view) override;
+  std::vector<std::optional<sto_Bytes>> ReadNamed(std::span<std::string const> names,
+                                                  sto_ServerView const& view) override;
+  std::vector<sto_NamedRow> ScanNamed(sto_NameRange const& range, std::size_t limit,
+                                      sto_ServerView const& view) override;
+  std::vector<sto_SaveEntry> Saves(std::int64_t first) override;
+  std::int64_t TakeIds(std::int64_t first, std::int64_t count) override;
+  void GiveBackIds(std::int64_t first, std::int64_t end) noexcept override;
+  sto_ServerDraft OpenDraft() override;
+  void Send(sto_ServerDraft const& draft, std::span<sto_NumberedChange const> rows) override;
+  void SendNamed(sto_ServerDraft const& draft, std::span<sto_NamedChange const> rows) override;
+  sto_ServerOutcome Commit(sto_ServerSave const& save) override;
+  std::int64_t GiveUp(sto_ServerDraft const& draft) override;
+  std::int64_t SizeBytes() override;
+
+ private:
+  explicit sto_PostgresLink(sto_PostgresPlace const& place);
+  void ReadStore(std::string const& name);
+  /// Begins the transaction on the server in which a draft is sent and committed.
+  void BeginSending();
+  void ForgetSent() noexcept;
+
+  sto_PostgresConnection m_Connection;
+  std::int64_t m_Store = 0;
+  std::array<std::byte, 16> m_Uuid{};
+  std::array<std::byte, 16> m_Session{}; // what the server knows this session by
+  // What has been sent since BEGIN, by table.
+  std::array<std::vector<std::int64_t>, 3> m_SentKeys;
+  std::vector<std::string> m_SentNames;
+};
