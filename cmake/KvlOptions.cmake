@@ -1,6 +1,7 @@
 # Options and the flags that every target of this project shares.
 option(KVL_WERROR "Treat warnings as errors (for our own presets, not for those who build us)" OFF)
 option(KVL_BUILD_STORE "Build the database module (needs SQLite, xxHash and LZ4)" ON)
+option(KVL_BUILD_POSTGRES "Build stores on PostgreSQL servers into it (needs libpq)" ON)
 # Shared unless BUILD_SHARED_LIBS says otherwise: the library's singletons must exist once in a process.
 set(KVL_LIBRARY_TYPE SHARED)
 set(tests_by_default ${PROJECT_IS_TOP_LEVEL})

@@ -98,10 +98,15 @@ function(kvl_add_store)
   find_library(XXHASH_LIBRARY xxhash REQUIRED)
   find_path(LZ4_INCLUDE_DIR lz4.h REQUIRED)
   find_library(LZ4_LIBRARY lz4 REQUIRED)
+  set(server)
+  if(KVL_BUILD_POSTGRES)
+    find_package(PostgreSQL REQUIRED)
+    set(server PostgreSQL::PostgreSQL)
+  endif()
   foreach(objects KVLstore_objects KVLstore_agents)
     add_library(${objects} OBJECT)
     target_link_libraries(${objects}
-      PUBLIC KVL::persist SQLite::SQLite3 "${XXHASH_LIBRARY}" "${LZ4_LIBRARY}" PRIVATE kvl_flags)
+      PUBLIC KVL::persist SQLite::SQLite3 ${server} "${XXHASH_LIBRARY}" "${LZ4_LIBRARY}" PRIVATE kvl_flags)
     target_include_directories(${objects} SYSTEM PUBLIC "${XXHASH_INCLUDE_DIR}" "${LZ4_INCLUDE_DIR}")
   endforeach()
   target_sources(KVLstore_objects INTERFACE "$<TARGET_OBJECTS:KVLstore_agents>")
@@ -112,7 +117,7 @@ function(kvl_add_store)
   kvl_library(KVLstore store
     SOURCES "$<TARGET_OBJECTS:KVLstore_objects>" "$<TARGET_OBJECTS:KVLstore_agents>"
     PUBLIC KVLpersist
-    PRIVATE SQLite::SQLite3 "$<BUILD_INTERFACE:${XXHASH_LIBRARY}>" "$<INSTALL_INTERFACE:xxhash>"
+    PRIVATE SQLite::SQLite3 ${server} "$<BUILD_INTERFACE:${XXHASH_LIBRARY}>" "$<INSTALL_INTERFACE:xxhash>"
       "$<BUILD_INTERFACE:${LZ4_LIBRARY}>" "$<INSTALL_INTERFACE:lz4>")
   set_target_properties(KVLstore PROPERTIES LINKER_LANGUAGE CXX)
 endfunction()

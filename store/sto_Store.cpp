@@ -8,6 +8,7 @@
 #include "store/graph/sto_Collector.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
+#include "store/postgres/sto_PostgresStore.h"
 #include "store/session/sto_DescribeRoot.h"
 #include "store/session/sto_MeterScope.h"
 #include "store/session/sto_OwnTransaction.h"
@@ -53,6 +54,17 @@ void RefuseMistakes(std::string const& location, cls_ClassRegistrar const& regis
   if (!message.empty()) sto_Raise(sto_ErrorKind::Misuse, location + ": " + message);
 }
 
+/// What keeps the store: a file, or a server.
+std::unique_ptr<sto_Driver> OpenDriver(std::string const& location, sto_Mode mode,
+                                       sto_Options const& options) {
+  bool const isReadOnly = mode == sto_Mode::ReadOnly;
+  if (sto_IsInPostgres(location))
+    return mode == sto_Mode::Create ? sto_CreateInPostgres(location, options)
+                                    : sto_OpenInPostgres(location, isReadOnly, options);
+  if (mode == sto_Mode::Create) return sto_SqliteDriver::Create(location, options);
+  return sto_SqliteDriver::Open(location, isReadOnly, options);
+}
+
 /// Reads the store's descriptions of classes, which compares them with what the program says.
 void CheckChanges(sto_Session& session) {
   sto_OwnTransaction transaction(session, false);
@@ -90,7 +102,7 @@ std::int64_t BeginCollecting(sto_Session& session, sto_MeterScope& meter, int pa
 /// Raises why a store was not copied, with the names of both.
 [[noreturn]] void RaiseNotCopied(sto_Session const& session, std::string const& location,
                                  sto_Exception const& failure) {
-  std::string const to = location.substr(0, location.find('\0'));
+  std::string const to = sto_ShownLocation(location.substr(0, location.find('\0')));
   std::string message(failure.AsString().View());
   for (std::string const& name : {session.Location() + ": ", to + ": "})
     if (message.starts_with(name)) message.erase(0, name.size());
@@ -106,14 +118,13 @@ sto_Store::~sto_Store() = default;
 
 sto_Store sto_Store::Open(std::string const& location, sto_Mode mode, cls_ClassRegistrar const& registrar,
                           sto_Options const& options) {
-  RefuseMistakes(location, registrar);
+  std::string const shown = sto_ShownLocation(location);
+  RefuseMistakes(shown, registrar);
   if (mode == sto_Mode::Create && options.m_AtSave != 0)
     sto_Raise(sto_ErrorKind::Misuse,
-              location + ": A new store has no save " + std::to_string(options.m_AtSave) + " to open it at.");
-  std::unique_ptr<sto_Driver> driver =
-      mode == sto_Mode::Create ? sto_SqliteDriver::Create(location, options)
-                               : sto_SqliteDriver::Open(location, mode == sto_Mode::ReadOnly, options);
-  auto session = std::make_unique<sto_Session>(location, std::move(driver), registrar, options);
+              shown + ": A new store has no save " + std::to_string(options.m_AtSave) + " to open it at.");
+  auto session =
+      std::make_unique<sto_Session>(shown, OpenDriver(location, mode, options), registrar, options);
   if (mode != sto_Mode::Create && registrar.HasChanges()) CheckChanges(*session);
   if (registrar.HasNotes() && !session->Driver().IsReadOnly()) session->Indexes().Prepare();
   return sto_Store(std::move(session));

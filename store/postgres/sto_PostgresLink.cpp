@@ -88,32 +88,6 @@ std::string NewestIn(Table const& table, char const* what) {
 
 } // namespace
 
-// --- places
-
-bool sto_PostgresPlace::IsOne(std::string_view location) noexcept {
-  return location.starts_with("postgresql://") || location.starts_with("postgres://");
-}
-
-sto_PostgresPlace sto_PostgresPlace::Of(std::string const& location) {
-  sto_PostgresPlace place;
-  std::size_t const hash = location.find('#');
-  place.m_Uri = location.substr(0, hash);
-  place.m_Store = hash == std::string::npos ? "" : location.substr(hash + 1);
-  place.m_Name = location;
-  // "//user:password@": what is between ':' and '@' is not shown.
-  std::size_t const begin = location.find("//") + 2;
-  std::size_t const end = location.find_first_of("/?#", begin);
-  std::size_t const at = location.rfind('@', end);
-  std::size_t const colon = location.find(':', begin);
-  if (at != std::string::npos && at > begin && colon < at) place.m_Name.erase(colon, at - colon);
-  if (std::size_t const password = place.m_Name.find("password="); password != std::string::npos)
-    place.m_Name.replace(password + 9, place.m_Name.find_first_of("&#", password) - password - 9, "...");
-  if (place.m_Store.empty())
-    sto_Raise(sto_ErrorKind::Misuse,
-              place.m_Name + ": The location names no store: write \"postgresql://host/database#store\".");
-  return place;
-}
-
 // --- making and opening
 
 sto_PostgresLink::sto_PostgresLink(sto_PostgresPlace const& place) : m_Connection(place.m_Uri, place.m_Name) {

@@ -8,19 +8,8 @@
 #include <vector>
 
 #include "store/postgres/sto_PostgresConnection.h"
+#include "store/postgres/sto_PostgresPlace.h"
 #include "store/server/sto_ServerLink.h"
-
-/// Where a store is: "postgresql://user@host/database#name".
-struct sto_PostgresPlace {
-  std::string m_Uri;   ///< as libpq takes it
-  std::string m_Store; ///< the store's name in the database
-  std::string m_Name;  ///< the location without a password, for messages
-
-  /// Whether a location is one of a store in PostgreSQL.
-  [[nodiscard]] static bool IsOne(std::string_view location) noexcept;
-  /// Misuse if the location has no name of a store.
-  [[nodiscard]] static sto_PostgresPlace Of(std::string const& location);
-};
 
 /// A store in a PostgreSQL database. Thread rule: one thread.
 class sto_PostgresLink final : public sto_ServerLink {

@@ -1,7 +1,6 @@
 #include <cstdlib>
 #include <map>
 
-#include "store/postgres/sto_PostgresLink.h"
 #include "store/server/sto_ServerDriver.h"
 #include "store/session/sto_Session.h"
 #include "tests/contract/StoreContract.h"
@@ -33,27 +32,9 @@ std::unique_ptr<ContractBackEnd> Make(std::string const& folder) {
 }
 
 /// Stores in the PostgreSQL database that the environment names.
-class PostgresBackEnd final : public StoreContractBackEnd {
- public:
-  explicit PostgresBackEnd(std::string const& folder) : StoreContractBackEnd(folder, 0), m_Folder(folder) {}
-
-  std::unique_ptr<ContractSession> Open(std::string const& storage, ContractMode mode,
-                                        cls_ClassRegistrar const& registrar) override {
-    std::string const location = std::string(std::getenv("KVL_POSTGRES")) + "#" + m_Folder + "/" + storage;
-    auto link =
-        mode == ContractMode::Create ? sto_PostgresLink::Create(location) : sto_PostgresLink::Open(location);
-    auto driver =
-        std::make_unique<sto_ServerDriver>(std::move(link), mode == ContractMode::ReadOnly, sto_Options());
-    auto session = std::make_unique<sto_Session>(storage, std::move(driver), registrar, sto_Options());
-    return std::make_unique<StoreContractSession>(sto_Store(std::move(session)));
-  }
-
- private:
-  std::string m_Folder;
-};
-
 std::unique_ptr<ContractBackEnd> MakePostgres(std::string const& folder) {
-  return std::make_unique<PostgresBackEnd>(folder);
+  constexpr int PageBytes = 16384; // which a server does not ask for
+  return std::make_unique<StoreContractBackEnd>(std::getenv("KVL_POSTGRES") + ("#" + folder), PageBytes);
 }
 
 } // namespace
