@@ -23,6 +23,11 @@ struct sto_Options {
   /// Open raises Misuse for a negative number.
   int m_BusyMilliseconds = 5000;
 
+  /// How long a server may keep silent while it is asked something, in milliseconds; 0: for ever. After that the
+  /// connection counts as broken, and the operation raises Unavailable. A store in a file has no server. Open raises
+  /// Misuse for a negative number.
+  int m_AnswerMilliseconds = 120000;
+
   /// How many bytes of bulk arrays the session may keep in memory for a rollback. If an array is in memory
   /// when it is saved, its blocks are kept until the transaction ends, because after a failure nothing can be
   /// read back. They are the array's own blocks, not copies. A save that would exceed the limit raises Full

@@ -1,12 +1,14 @@
 #include "store/postgres/sto_PostgresConnection.h"
 
 #include <libpq-fe.h>
+#include <poll.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cerrno>
 #include <utility>
 
 #include "store/base/sto_Exception.h"
+#include "store/format/sto_Checksum.h"
 
 namespace {
 
@@ -39,10 +41,10 @@ sto_ErrorKind KindOf(std::string_view state) {
   if (state == "40001" || state == "40P01") return sto_ErrorKind::Conflict;
   if (state == "53100" || state == "53200" || state == "54000") return sto_ErrorKind::Full;
   if (state == "25006") return sto_ErrorKind::ReadOnly;
-  if (state.starts_with("28") || state == "42501") return sto_ErrorKind::Unavailable; // login and rights
   if (state == "3D000" || state == "42P01" || state == "3F000") return sto_ErrorKind::NotFound;
-  if (state == "55P03" || state == "57014") return sto_ErrorKind::Busy;
-  return sto_ErrorKind::Unavailable;
+  if (state == "55P03" || state == "57014" || state == "25P03") return sto_ErrorKind::Busy;
+  if (state.starts_with("22")) return sto_ErrorKind::Misuse;
+  return sto_ErrorKind::Unavailable; // also for login and rights
 }
 
 /// A message without its end of line.
@@ -145,6 +147,9 @@ std::int64_t sto_PostgresRows::Integer(int row, int column) const noexcept {
   if (bytes.size() == 4) return static_cast<std::int32_t>(number);
   return static_cast<std::int64_t>(number);
 }
+std::int64_t sto_PostgresRows::Number(int row, int column) const {
+  return std::stoll(Text(row, column));
+}
 bool sto_PostgresRows::Boolean(int row, int column) const noexcept {
   return NumberOf(Bytes(row, column)) != 0;
 }
@@ -167,67 +172,247 @@ void sto_PostgresConnection::Finish::operator()(pg_conn* connection) const noexc
   PQfinish(connection);
 }
 
-sto_PostgresConnection::sto_PostgresConnection(std::string uri, std::string name)
-    : m_Uri(std::move(uri)), m_Name(std::move(name)) {}
+/// What libpq takes for a statement's parameters. Views of them.
+struct sto_PostgresConnection::Arguments {
+  explicit Arguments(sto_PostgresParameters const& parameters) {
+    for (sto_PostgresParameters::Value const& value : parameters.m_Values) {
+      sto_ByteView const bytes = value.m_View.value_or(value.m_Bytes);
+      static constexpr char Nothing[] = "";
+      m_Types.push_back(value.m_Type);
+      m_Values.push_back(value.m_IsNull  ? nullptr
+                         : bytes.empty() ? Nothing
+                                         : reinterpret_cast<char const*>(bytes.data()));
+      m_Lengths.push_back(static_cast<int>(bytes.size()));
+      m_Formats.push_back(Binary);
+    }
+  }
+  [[nodiscard]] int Count() const noexcept { return static_cast<int>(m_Types.size()); }
+
+  static constexpr int Binary = 1;
+  std::vector<Oid> m_Types;
+  std::vector<char const*> m_Values;
+  std::vector<int> m_Lengths, m_Formats;
+};
+
+sto_PostgresConnection::sto_PostgresConnection(std::string uri, std::string name, int answerMilliseconds)
+    : m_Uri(std::move(uri)), m_Name(std::move(name)), m_AnswerMilliseconds(answerMilliseconds) {}
 
 void sto_PostgresConnection::Connect() {
   if (m_Connection != nullptr && PQstatus(m_Connection.get()) == CONNECTION_OK) return;
-  m_Connection.reset(PQconnectdb(m_Uri.c_str()));
+  Disconnect();
+  // A location's own settings come after these, and replace them.
+  std::string const seconds = std::to_string(std::max(2, m_AnswerMilliseconds / 1000));
+  char const* const keys[] = {"connect_timeout", "client_encoding", "application_name", "dbname", nullptr};
+  char const* const values[] = {m_AnswerMilliseconds == 0 ? "0" : seconds.c_str(), "UTF8", "kvlpersist",
+                                m_Uri.c_str(), nullptr};
+  m_Connection.reset(PQconnectdbParams(keys, values, 1));
   if (m_Connection == nullptr) throw std::bad_alloc();
   if (PQstatus(m_Connection.get()) != CONNECTION_OK) RaiseFailure(nullptr);
   PQsetNoticeProcessor(
       m_Connection.get(), [](void*, char const*) {}, nullptr);
+  PQsetnonblocking(m_Connection.get(), 1);
+}
+
+void sto_PostgresConnection::Disconnect() noexcept {
+  m_Connection.reset();
+  m_Prepared.clear();
+  m_Queued = 0;
+}
+
+void sto_PostgresConnection::Wait(bool forAnswer) {
+  pg_conn* const connection = m_Connection.get();
+  while (true) {
+    int const unsent = PQflush(connection);
+    if (unsent < 0) RaiseFailure(nullptr);
+    if (unsent == 0 && (!forAnswer || PQisBusy(connection) == 0)) return;
+    // It reads while it sends: otherwise both sides could wait for the other with full buffers.
+    pollfd ready{PQsocket(connection), static_cast<short>(POLLIN | (unsent == 1 ? POLLOUT : 0)), 0};
+    int const count = poll(&ready, 1, m_AnswerMilliseconds == 0 ? -1 : m_AnswerMilliseconds);
+    if (count < 0 && errno == EINTR) continue;
+    if (count == 0) {
+      Disconnect();
+      sto_Raise(sto_ErrorKind::Unavailable, m_Name + ": The server has not answered for " +
+                                                std::to_string(m_AnswerMilliseconds) + " ms.");
+    }
+    if ((ready.revents & ~POLLOUT) != 0 && PQconsumeInput(connection) == 0) RaiseFailure(nullptr);
+  }
+}
+
+pg_result* sto_PostgresConnection::NextAnswer() {
+  Wait(true);
+  return PQgetResult(m_Connection.get());
+}
+
+namespace {
+bool HasFailed(pg_result* result) noexcept {
+  ExecStatusType const status = PQresultStatus(result);
+  return status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_PIPELINE_SYNC;
+}
+std::string_view StateOf(pg_result* result) noexcept {
+  char const* const state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+  return state == nullptr ? "" : state;
+}
+} // namespace
+
+sto_PostgresRows sto_PostgresConnection::Answers() {
+  sto_PostgresRows last(nullptr);
+  bool hasFailed = false;
+  while (pg_result* const answer = NextAnswer()) {
+    sto_PostgresRows rows(answer);
+    if (hasFailed) continue;
+    hasFailed = HasFailed(answer);
+    bool const hasRows = PQresultStatus(answer) == PGRES_TUPLES_OK;
+    if (hasFailed || hasRows || last.Result() == nullptr) last = std::move(rows);
+  }
+  return last;
+}
+
+void sto_PostgresConnection::RaiseUnsent() {
+  RaiseFailure(nullptr);
 }
 
 sto_PostgresRows sto_PostgresConnection::Execute(char const* sql, sto_PostgresParameters const& parameters) {
   Connect();
-  std::vector<Oid> types;
-  std::vector<char const*> values;
-  std::vector<int> lengths, formats;
-  for (sto_PostgresParameters::Value const& value : parameters.m_Values) {
-    sto_ByteView const bytes = value.m_View.value_or(value.m_Bytes);
-    static constexpr char Nothing[] = "";
-    types.push_back(value.m_Type);
-    values.push_back(value.m_IsNull  ? nullptr
-                     : bytes.empty() ? Nothing
-                                     : reinterpret_cast<char const*>(bytes.data()));
-    lengths.push_back(static_cast<int>(bytes.size()));
-    formats.push_back(1);
-  }
-  sto_PostgresRows rows(PQexecParams(m_Connection.get(), sql, static_cast<int>(types.size()), types.data(),
-                                     values.data(), lengths.data(), formats.data(), 1));
-  ExecStatusType const status = PQresultStatus(rows.Result());
-  if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) RaiseFailure(rows.Result());
+  if (m_Queued > 0) Await();
+  Arguments const with(parameters);
+  if (PQsendQueryParams(m_Connection.get(), sql, with.Count(), with.m_Types.data(), with.m_Values.data(),
+                        with.m_Lengths.data(), with.m_Formats.data(), Arguments::Binary) == 0)
+    RaiseUnsent();
+  sto_PostgresRows rows = Answers();
+  if (HasFailed(rows.Result())) RaiseFailure(rows.Result());
   return rows;
 }
 
-void sto_PostgresConnection::ExecuteAll(char const* sql) {
+std::optional<sto_PostgresRows>
+sto_PostgresConnection::ExecuteAll(std::string const& sql, std::string_view expected, std::string* detail) {
   Connect();
-  sto_PostgresRows const rows(PQexec(m_Connection.get(), sql));
-  ExecStatusType const status = PQresultStatus(rows.Result());
-  if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) RaiseFailure(rows.Result());
+  if (m_Queued > 0) Await();
+  if (PQsendQuery(m_Connection.get(), sql.c_str()) == 0) RaiseUnsent();
+  sto_PostgresRows rows = Answers();
+  if (!HasFailed(rows.Result())) return rows;
+  if (expected.empty() || StateOf(rows.Result()) != expected) RaiseFailure(rows.Result());
+  char const* const said = PQresultErrorField(rows.Result(), PG_DIAG_MESSAGE_DETAIL);
+  *detail = said == nullptr ? "" : said;
+  return std::nullopt;
 }
 
+// --- statements that are prepared
+
+namespace {
+/// A name that belongs to one text only: a pooler may bring other clients' statements along.
+std::string NameOfStatement(std::string const& sql) {
+  return "kvl_" + std::to_string(sto_Checksum(0, sto_AsBytes(sql)));
+}
+/// The server does not know a statement that was prepared, or knows it already: there is a pooler in between.
+bool IsPoolers(std::string_view state) noexcept {
+  return state == "26000" || state == "42P05";
+}
+} // namespace
+
+sto_PostgresRows sto_PostgresConnection::Prepared(std::string const& sql,
+                                                  sto_PostgresParameters const& parameters) {
+  Connect();
+  if (!m_CanPrepare) return Execute(sql.c_str(), parameters);
+  Arguments const with(parameters);
+  std::string const name = NameOfStatement(sql);
+  // A new statement is prepared in the same round trip.
+  bool const isNew = !m_Prepared.contains(sql);
+  if (isNew) {
+    PQenterPipelineMode(m_Connection.get());
+    if (PQsendPrepare(m_Connection.get(), name.c_str(), sql.c_str(), with.Count(), with.m_Types.data()) == 0)
+      RaiseUnsent();
+  }
+  if (PQsendQueryPrepared(m_Connection.get(), name.c_str(), with.Count(), with.m_Values.data(),
+                          with.m_Lengths.data(), with.m_Formats.data(), Arguments::Binary) == 0)
+    RaiseUnsent();
+  sto_PostgresRows rows(nullptr);
+  if (isNew) {
+    if (PQpipelineSync(m_Connection.get()) == 0) RaiseUnsent();
+    rows = Answers(); // of the preparation
+    if (HasFailed(rows.Result()))
+      static_cast<void>(Answers());
+    else
+      rows = Answers();
+    EndPipeline();
+    if (!HasFailed(rows.Result())) m_Prepared.insert(sql);
+  } else {
+    rows = Answers();
+  }
+  if (!HasFailed(rows.Result())) return rows;
+  if (!IsPoolers(StateOf(rows.Result()))) RaiseFailure(rows.Result());
+  m_CanPrepare = false;
+  return Execute(sql.c_str(), parameters);
+}
+
+void sto_PostgresConnection::EndPipeline() {
+  sto_PostgresRows const sync(NextAnswer());
+  if (PQexitPipelineMode(m_Connection.get()) == 0) RaiseUnsent();
+}
+
+sto_PostgresRows sto_PostgresConnection::Read(std::string const& sql,
+                                              sto_PostgresParameters const& parameters) {
+  bool const wasConnected = m_Connection != nullptr;
+  try {
+    return Prepared(sql, parameters);
+  } catch (sto_Exception const& failure) {
+    if (failure.Kind() != sto_ErrorKind::Unavailable || !wasConnected || m_Connection != nullptr) throw;
+  }
+  return Prepared(sql, parameters);
+}
+
+// --- statements that are queued
+
+void sto_PostgresConnection::Queue(char const* sql, sto_PostgresParameters const& parameters) {
+  Connect();
+  if (m_Queued == 0 && PQenterPipelineMode(m_Connection.get()) == 0) RaiseUnsent();
+  Arguments const with(parameters);
+  if (PQsendQueryParams(m_Connection.get(), sql, with.Count(), with.m_Types.data(), with.m_Values.data(),
+                        with.m_Lengths.data(), with.m_Formats.data(), Arguments::Binary) == 0)
+    RaiseUnsent();
+  ++m_Queued;
+  Wait(false);
+}
+
+void sto_PostgresConnection::Await() {
+  if (m_Queued == 0) return;
+  if (PQpipelineSync(m_Connection.get()) == 0) RaiseUnsent();
+  sto_PostgresRows failure(nullptr);
+  for (; m_Queued > 0; --m_Queued) {
+    sto_PostgresRows rows = Answers();
+    if (failure.Result() == nullptr && HasFailed(rows.Result())) failure = std::move(rows);
+  }
+  EndPipeline();
+  if (failure.Result() != nullptr) RaiseFailure(failure.Result());
+}
+
+// --- transactions and failures
+
 bool sto_PostgresConnection::IsInTransaction() const noexcept {
-  return m_Connection != nullptr && PQtransactionStatus(m_Connection.get()) != PQTRANS_IDLE &&
-         PQstatus(m_Connection.get()) == CONNECTION_OK;
+  return m_Queued > 0 ||
+         (m_Connection != nullptr && PQtransactionStatus(m_Connection.get()) != PQTRANS_IDLE &&
+          PQstatus(m_Connection.get()) == CONNECTION_OK);
 }
 
 void sto_PostgresConnection::Rollback() noexcept {
-  if (IsInTransaction()) PQclear(PQexec(m_Connection.get(), "ROLLBACK"));
-  if (IsInTransaction()) m_Connection.reset(); // it did not answer
+  if (!IsInTransaction()) return;
+  try {
+    Await();
+    static_cast<void>(ExecuteAll("ROLLBACK"));
+  } catch (...) { // the connection has broken, which ends the transaction, too; or Await has ended it
+  }
+  if (IsInTransaction()) Disconnect();
 }
 
 void sto_PostgresConnection::RaiseFailure(pg_result* result) {
-  char const* const state = result == nullptr ? nullptr : PQresultErrorField(result, PG_DIAG_SQLSTATE);
   char const* const primary =
       result == nullptr ? nullptr : PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
   bool const isBroken = PQstatus(m_Connection.get()) != CONNECTION_OK;
-  sto_ErrorKind const kind = isBroken ? sto_ErrorKind::Unavailable : KindOf(state == nullptr ? "" : state);
+  std::string_view const state = result == nullptr ? "" : StateOf(result);
+  sto_ErrorKind const kind = isBroken && state.empty() ? sto_ErrorKind::Unavailable : KindOf(state);
   std::string const message =
       m_Name + ": PostgreSQL: " + Trimmed(primary != nullptr ? primary : PQerrorMessage(m_Connection.get()));
-  if (isBroken)
-    m_Connection.reset();
+  if (isBroken || result == nullptr)
+    Disconnect();
   else
     Rollback();
   sto_Raise(kind, message);

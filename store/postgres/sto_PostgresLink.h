@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,14 +11,15 @@
 #include "store/postgres/sto_PostgresConnection.h"
 #include "store/postgres/sto_PostgresPlace.h"
 #include "store/server/sto_ServerLink.h"
+#include "store/sto_Options.h"
 
 /// A store in a PostgreSQL database. Thread rule: one thread.
 class sto_PostgresLink final : public sto_ServerLink {
  public:
   /// Makes a store, and the tables if there are none. Conflict if there is a store of this name.
-  static std::unique_ptr<sto_PostgresLink> Create(std::string const& location);
+  static std::unique_ptr<sto_PostgresLink> Create(std::string const& location, sto_Options const& options);
   /// NotFound: no such store. NewerFormat.
-  static std::unique_ptr<sto_PostgresLink> Open(std::string const& location);
+  static std::unique_ptr<sto_PostgresLink> Open(std::string const& location, sto_Options const& options);
   ~sto_PostgresLink() override;
 
   [[nodiscard]] std::string const& Name() const noexcept override { return m_Connection.Name(); }
@@ -44,16 +46,26 @@ class sto_PostgresLink final : public sto_ServerLink {
   std::int64_t SizeBytes() override;
 
  private:
-  explicit sto_PostgresLink(sto_PostgresPlace const& place);
+  sto_PostgresLink(sto_PostgresPlace const& place, sto_Options const& options);
   void ReadStore(std::string const& name);
+  /// The parameters that each statement which reads begins with.
+  [[nodiscard]] sto_PostgresParameters Seen(sto_ServerView const& view) const;
+  /// Raises Unavailable if the server's state is not one that has followed the newest one that this session has seen.
+  void CheckHistory(std::int64_t newest, std::optional<sto_ByteView> known) const;
   /// Begins the transaction on the server in which a draft is sent and committed.
-  void BeginSending();
+  void BeginSending(sto_ServerDraft const& draft);
   void ForgetSent() noexcept;
+  /// The commit, the removal of what it replaces and the end of the transaction, as one message.
+  [[nodiscard]] std::string CommitText(sto_ServerSave const& save) const;
 
   sto_PostgresConnection m_Connection;
+  int m_BusyMilliseconds;
   std::int64_t m_Store = 0;
   std::array<std::byte, 16> m_Uuid{};
   std::array<std::byte, 16> m_Session{}; // what the server knows this session by
+  std::int64_t m_KnownSave = 0;          // the newest save that this session has seen,
+  sto_Bytes m_KnownToken;                // and what no other save has
+  std::int64_t m_Sending = 0;            // the draft whose rows the open transaction on the server has
   // What has been sent since BEGIN, by table.
   std::array<std::vector<std::int64_t>, 3> m_SentKeys;
   std::vector<std::string> m_SentNames;

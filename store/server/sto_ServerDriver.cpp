@@ -53,10 +53,10 @@ sto_Begun sto_ServerDriver::Begin(sto_BeginRequest const& request) {
   std::optional<std::string> named;
   if (request.m_Root) named = sto_NameOfRoot(*request.m_Root);
   m_State = m_Link->ReadState(named ? std::optional<std::string_view>(*named) : std::nullopt);
-  if (m_AtSave != 0 && m_AtSave != m_State.m_Save)
+  if (m_AtSave != 0 && m_AtSave != m_State.m_View.m_Save)
     sto_Raise(sto_ErrorKind::NotFound, m_Link->Name() + ": The state of save " + std::to_string(m_AtSave) +
                                            " is not there: the store has that of save " +
-                                           std::to_string(m_State.m_Save) + ".");
+                                           std::to_string(m_State.m_View.m_Save) + ".");
   m_Objects.Begin(m_State.m_View);
   m_Blocks.Begin(m_State.m_View, [this](std::int64_t id) { return m_Objects.IsNew(id); });
   m_Named.Begin(m_State.m_View);
@@ -66,8 +66,8 @@ sto_Begun sto_ServerDriver::Begin(sto_BeginRequest const& request) {
   m_HasIndexes = m_State.m_HasIndexes;
   m_NeedsAll = m_HasUsedIds = false;
   m_Refused = nullptr;
-  if (m_State.m_Save != m_KnownSave) ++m_Counter;
-  m_KnownSave = m_NewestSave = m_State.m_Save;
+  if (m_State.m_View.m_Save != m_KnownSave) ++m_Counter;
+  m_KnownSave = m_NewestSave = m_State.m_View.m_Save;
   m_IsOpen = true;
   m_IsWriting = request.m_ForWriting;
   try {
@@ -132,7 +132,7 @@ void sto_ServerDriver::Commit() {
 
 sto_ServerSave sto_ServerDriver::SaveOf(Changes const& changes) const {
   sto_ServerSave save;
-  save.m_BaseSave = m_State.m_Save;
+  save.m_BaseSave = m_State.m_View.m_Save;
   save.m_NeedsAll = m_NeedsAll;
   sto_ServerSave::Seen seen{m_State.m_View, {}};
   for (std::int64_t const pack : changes.m_Objects.m_Packs)
@@ -302,7 +302,8 @@ void sto_ServerDriver::RaiseConflict(sto_Conflicts conflicts, std::string const&
 std::vector<sto_SaveEntry> sto_ServerDriver::Saves(std::int64_t first) {
   RequireOpen();
   std::vector<sto_SaveEntry> entries = m_Link->Saves(first);
-  std::erase_if(entries, [this](sto_SaveEntry const& entry) { return entry.m_Number > m_State.m_Save; });
+  std::erase_if(entries,
+                [this](sto_SaveEntry const& entry) { return entry.m_Number > m_State.m_View.m_Save; });
   return entries;
 }
 
@@ -332,14 +333,14 @@ std::optional<sto_ChangeList> sto_ServerDriver::ChangedSince(std::int64_t save) 
     std::ranges::move(entry.m_Lists, std::back_inserter(all.m_Lists));
     std::ranges::move(entry.m_Roots, std::back_inserter(all.m_Roots));
   }
-  if (save != m_State.m_Save) return std::nullopt;
+  if (save != m_State.m_View.m_Save) return std::nullopt;
   sto_SortChanges(all);
   return all;
 }
 
 std::int64_t sto_ServerDriver::ChangeCounter() {
   if (m_IsOpen) return m_Counter;
-  if (std::int64_t const newest = m_Link->ReadState(std::nullopt).m_Save; newest != m_KnownSave) {
+  if (std::int64_t const newest = m_Link->ReadState(std::nullopt).m_View.m_Save; newest != m_KnownSave) {
     ++m_Counter;
     m_KnownSave = newest;
   }
@@ -607,7 +608,7 @@ sto_StoreInfo sto_ServerDriver::Info() {
   info.m_HasIndexes = m_HasIndexes;
   info.m_SizeBytes = m_Link->SizeBytes();
   info.m_EndOfIds = m_State.m_EndOfIds;
-  std::vector<sto_SaveEntry> newest = Saves(m_State.m_Save);
+  std::vector<sto_SaveEntry> newest = Saves(m_State.m_View.m_Save);
   if (!newest.empty()) info.m_NewestSave = std::move(newest.back());
   return info;
 }

@@ -33,6 +33,7 @@ enum class sto_RowTable : char {
 struct sto_ServerView {
   std::int64_t m_Head = 0;          ///< the greatest committed draft
   std::vector<std::int64_t> m_Open; ///< smaller ones that are not committed, ascending
+  std::int64_t m_Save = 0;          ///< the newest save that it sees
 
   [[nodiscard]] bool Sees(std::int64_t draft) const noexcept;
 };
@@ -40,7 +41,6 @@ struct sto_ServerView {
 /// The state of a store when a transaction begins.
 struct sto_ServerState {
   sto_ServerView m_View;
-  std::int64_t m_Save = 0;     ///< the number of the newest save
   std::int64_t m_EndOfIds = 1; ///< every id that an object has, or had, is smaller
   sto_ContentSum m_Sum;        ///< over the store
   bool m_HasIndexes = false;

@@ -63,7 +63,7 @@ sto_ServerState MemoryLink::ReadState(std::optional<std::string_view> named) {
   sto_ServerState state;
   state.m_View = NewestView();
   m_Server->m_Pins[this] = state.m_View;
-  state.m_Save = static_cast<std::int64_t>(m_Server->m_Saves.size());
+  state.m_View.m_Save = static_cast<std::int64_t>(m_Server->m_Saves.size());
   state.m_EndOfIds = m_Server->m_EndOfIds;
   state.m_Sum = m_Server->m_Sum;
   state.m_HasIndexes = m_Server->m_HasIndexes;
