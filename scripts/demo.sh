@@ -6,9 +6,16 @@
 #
 #   scripts/demo.sh              builds the programs first
 #   scripts/demo.sh build/dev    uses those of a finished build
+#   scripts/demo.sh --server     the analysis only, with its store on a PostgreSQL server in a temporary folder. A folder
+#                                may follow.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
+is_on_server=0
+if [[ "${1:-}" == --server ]]; then
+  is_on_server=1
+  shift
+fi
 out=build/demo
 store="$out/bracket.kvs"
 plot="$out/bracket.svg"
@@ -38,6 +45,11 @@ if (($# == 0)); then
 else
   bin="$1/bin"
   [[ -x "$bin/heat" ]] || fail "there is no $bin/heat; build it first, or call demo.sh without a folder"
+fi
+
+if ((is_on_server)); then
+  echo
+  exec scripts/postgres.sh scripts/demo_server.sh "$bin"
 fi
 
 echo

@@ -5,6 +5,7 @@
 #include "persist/backend/cls_RootRequest.h"
 #include "store/check/sto_StatMaker.h"
 #include "store/check/sto_StoreCheck.h"
+#include "store/copy/sto_CopyStore.h"
 #include "store/graph/sto_Collector.h"
 #include "store/objects/sto_MementoRead.h"
 #include "store/objects/sto_MementoWrite.h"
@@ -15,6 +16,7 @@
 #include "store/session/sto_Session.h"
 #include "store/sqlite/sto_SqliteDriver.h"
 #include "store/sto_CheckClasses.h"
+#include "store/sto_Servers.h"
 
 namespace {
 
@@ -58,7 +60,7 @@ void RefuseMistakes(std::string const& location, cls_ClassRegistrar const& regis
 std::unique_ptr<sto_Driver> OpenDriver(std::string const& location, sto_Mode mode,
                                        sto_Options const& options) {
   bool const isReadOnly = mode == sto_Mode::ReadOnly;
-  if (sto_IsInPostgres(location))
+  if (sto_IsOnServer(location))
     return mode == sto_Mode::Create ? sto_CreateInPostgres(location, options)
                                     : sto_OpenInPostgres(location, isReadOnly, options);
   if (mode == sto_Mode::Create) return sto_SqliteDriver::Create(location, options);
@@ -366,7 +368,10 @@ void sto_Store::CopyTo(std::string const& location, sto_Progress const& progress
     if (!session.InTransaction() && !IsReadOnly())
       session.Close(); // only writes the unwritten changes of arrays
     sto_OwnTransaction const transaction(session, false);
-    session.Driver().CopyTo(location, meter.Meter());
+    if (sto_IsOnServer(location))
+      sto_CopyStore(session.Driver(), session.Location(), location, meter.Meter());
+    else
+      session.Driver().CopyTo(location, meter.Meter());
   } catch (sto_Exception const& failure) {
     if (meter.Meter() != nullptr) meter.Meter()->RaiseStopped(); // as it is
     RaiseNotCopied(session, location, failure);

@@ -79,14 +79,18 @@ enum class sto_Mode {
 /// may be open at once.
 class KVL_EXPORT sto_Store {
  public:
-  /// Opens the store in file `location` for a program with the classes of `registrar`. The registrar does not
+  /// Opens the store at `location` for a program with the classes of `registrar`. The registrar does not
   /// need to contain the library's own classes (exceptions, strings, lists).
+  ///
+  /// `location`: a file, or "postgresql://user@host:port/database#store", a store in a PostgreSQL database as
+  /// docs/server.md describes it: what stands before '#' is what libpq takes. Create makes the tables that it needs, and
+  /// several stores can be in one database. Messages show the location without its password.
   ///
   /// REQUIRES: `registrar` is complete and outlives the store (its destructor asserts this; without
   /// assertions the next operation raises Misuse).
   ///
   /// Errors:
-  /// - NotFound: no file, or no store in it (the file is not changed);
+  /// - NotFound: no file, or no store in it (the file is not changed); no such database, or no such store in it;
   /// - Conflict: Create, and something exists there;
   /// - NewerFormat: written by a newer version of this module;
   /// - Misuse, before the file is touched: `registrar` has declarations that can only be mistakes, such as
@@ -98,7 +102,8 @@ class KVL_EXPORT sto_Store {
   ///   declared differently than the store has it for the same version;
   /// - ReadOnly: ReadWrite, and the file cannot be written, or the store has an older format and the options do
   ///   not say to upgrade it. An old store and its content are not changed;
-  /// - Damaged, Busy, Unavailable; Full while upgrading. An upgrade that fails leaves the old store.
+  /// - Unavailable: the server cannot be reached, or refuses the user; the library was built without servers;
+  /// - Damaged, Busy; Unavailable for other reasons; Full while upgrading. An upgrade that fails leaves the old store.
   ///
   /// If the program declares indexes (cls_ClassNotes::Index, kvl::Indexed) that the store does not have, ReadWrite and
   /// Create make them from the stored objects, in one transaction with an entry in the log: Busy if another session
@@ -313,12 +318,17 @@ class KVL_EXPORT sto_Store {
   /// descriptions and free pages, the same page size, and a write-ahead log if this store has one. This store
   /// stays open; nothing in memory belongs to the copy. To copy a single root see sto_CopyRoot.
   ///
+  /// To and from a server, and from one to another, the content is copied under the same ids, in portions of about
+  /// 32 MiB, and in the end the sums of both are compared (Damaged if they differ). Until then it is at
+  /// `location`.partial. If such a copy is interrupted, the next call goes on from there, or begins again if this store
+  /// has changed. The copy has a uuid and a log of its own.
+  ///
   /// The copy is one committed state. Unwritten changes of bulk arrays are written first, as in Close, and so
   /// are in the copy, unless the store is read-only. In an open sto_ReadTransaction the copy is the state
   /// that the transaction sees, without unwritten changes. During the copy other sessions can read; they can
   /// write only if the store has a write-ahead log.
   ///
-  /// The file appears under its name once it is complete and durable. Until then it has a temporary name
+  /// A file that is copied to a file appears under its name once it is complete and durable. Until then it has a temporary name
   /// (`location`.copying-...). A killed process may leave that file behind; delete it. After a failure there
   /// is no copy. Objects are not checked: damage here is damage in the copy.
   ///

@@ -14,7 +14,7 @@ struct sto_StoreInfo {
   /// 32 hexadecimal digits: the sum over all that the newest save has left. Stores with equal sums have equal content,
   /// under the same object ids.
   std::string m_Sum;
-  int m_PageBytes = 0;                ///< see sto_Options::m_PageBytes
+  int m_PageBytes = 0;                ///< see sto_Options::m_PageBytes; 0 on a server
   bool m_ReadersBesideWriter = false; ///< see sto_Options::m_ReadersBesideWriter
   bool m_HasIndexes = false;
   std::int64_t m_SizeBytes = 0;              ///< on its medium

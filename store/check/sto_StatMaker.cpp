@@ -145,7 +145,7 @@ void sto_StatMaker::NameArrays() {
     if (auto const found = byId.find(id); found != byId.end() && found->second->m_Name.empty())
       found->second->m_Name = text;
   };
-  for (auto const& [root, id] : m_Session.Driver().Roots()) {
+  for (auto const& [root, id, classId] : m_Session.Driver().Roots()) {
     name(id, root);
     if (!Read(id)) continue;
     for (sto_Part const& part : m_Record.Parts())

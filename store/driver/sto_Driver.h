@@ -85,7 +85,8 @@ struct sto_ShapeRow {
 /// One root.
 struct sto_RootRow {
   std::string m_Name;
-  std::int64_t m_Id; ///< of its object
+  std::int64_t m_Id;          ///< of its object
+  unsigned int m_ClassId = 0; ///< the object's class; 0 in a store of an older format
 };
 
 /// An index: which objects have which value of an attribute of a class. It has an entry for each object with a part of
@@ -353,7 +354,7 @@ class sto_Driver {
   /// What the store says about itself. Reads no object and no block.
   [[nodiscard]] virtual sto_StoreInfo Info() = 0;
 
-  /// Copies the store, as the open transaction sees it, to a new store of the same kind. All or nothing, and
+  /// Copies the store, as the open transaction sees it, to a new store, in a file or on a server. All or nothing, and
   /// durable when it returns. Conflict when something exists at `location`. `meter`: counts all of the work; null: nobody asks. REQUIRES: a transaction that only
   /// reads.
   virtual void CopyTo(std::string const& location, sto_Meter* meter) = 0;

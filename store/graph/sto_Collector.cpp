@@ -41,7 +41,7 @@ class Run {
 
 void sto_Collector::Mark(std::optional<std::string_view> without) {
   sto_ReadAhead::Walk const walk(m_Session.Records().Ahead(), sto_ReadAhead::Follow::References);
-  for (auto const& [root, id] : m_Session.Driver().Roots()) {
+  for (auto const& [root, id, classId] : m_Session.Driver().Roots()) {
     if (root == without) continue;
     if (!m_Session.IsGivenOut(id))
       m_Session.Raise(sto_ErrorKind::Damaged, "Root " + root + " names object " + std::to_string(id) +

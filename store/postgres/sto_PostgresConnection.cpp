@@ -38,7 +38,7 @@ std::uint64_t NumberOf(sto_ByteView bytes) noexcept {
 sto_ErrorKind KindOf(std::string_view state) {
   if (state.empty() || state.starts_with("08") || state.starts_with("57P") || state == "53300")
     return sto_ErrorKind::Unavailable;
-  if (state == "40001" || state == "40P01") return sto_ErrorKind::Conflict;
+  if (state == "40001" || state == "40P01" || state == "23505") return sto_ErrorKind::Conflict;
   if (state == "53100" || state == "53200" || state == "54000") return sto_ErrorKind::Full;
   if (state == "25006") return sto_ErrorKind::ReadOnly;
   if (state == "3D000" || state == "42P01" || state == "3F000") return sto_ErrorKind::NotFound;
@@ -47,11 +47,25 @@ sto_ErrorKind KindOf(std::string_view state) {
   return sto_ErrorKind::Unavailable; // also for login and rights
 }
 
+/// The code in a detailed message, such as "FATAL:  28P01: password authentication failed".
+std::string CodeIn(std::string_view message) {
+  constexpr std::size_t Length = 5;
+  for (std::size_t at = message.find(":  "); at != std::string_view::npos; at = message.find(":  ", at + 1)) {
+    std::string_view const code = message.substr(at + 3, Length);
+    auto const isPart = [](char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z'); };
+    if (code.size() == Length && std::ranges::all_of(code, isPart) &&
+        message.substr(at + 3 + Length, 1) == ":")
+      return std::string(code);
+  }
+  return "";
+}
+
 /// A message without its end of line.
 std::string Trimmed(char const* message) {
   std::string text = message == nullptr ? "" : message;
   while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
   std::ranges::replace(text, '\n', ' ');
+  std::erase(text, '\t');
   return text;
 }
 
@@ -207,10 +221,44 @@ void sto_PostgresConnection::Connect() {
                                 m_Uri.c_str(), nullptr};
   m_Connection.reset(PQconnectdbParams(keys, values, 1));
   if (m_Connection == nullptr) throw std::bad_alloc();
-  if (PQstatus(m_Connection.get()) != CONNECTION_OK) RaiseFailure(nullptr);
+  if (PQstatus(m_Connection.get()) != CONNECTION_OK) RaiseNoLogin();
   PQsetNoticeProcessor(
       m_Connection.get(), [](void*, char const*) {}, nullptr);
   PQsetnonblocking(m_Connection.get(), 1);
+}
+
+// libpq tells the code of a failed login only in its most detailed messages, which can be asked for once the attempt
+// has begun: so it is made once more.
+std::string sto_PostgresConnection::StateOfLogin() const {
+  char const* const keys[] = {"dbname", "connect_timeout", nullptr};
+  char const* const values[] = {m_Uri.c_str(), "5", nullptr};
+  std::unique_ptr<pg_conn, Finish> const attempt(PQconnectStartParams(keys, values, 1));
+  if (attempt == nullptr || PQstatus(attempt.get()) == CONNECTION_BAD) return "";
+  PQsetErrorVerbosity(attempt.get(), PQERRORS_VERBOSE);
+  constexpr int Patience = 5000;
+  PostgresPollingStatusType status = PGRES_POLLING_WRITING;
+  while (status == PGRES_POLLING_WRITING || status == PGRES_POLLING_READING) {
+    short const events = status == PGRES_POLLING_WRITING ? POLLOUT : POLLIN;
+    pollfd ready{PQsocket(attempt.get()), events, 0};
+    if (int const count = poll(&ready, 1, Patience); count == 0 || (count < 0 && errno != EINTR)) return "";
+    status = PQconnectPoll(attempt.get());
+  }
+  return CodeIn(PQerrorMessage(attempt.get()));
+}
+
+void sto_PostgresConnection::RaiseNoLogin() {
+  std::string const message = Trimmed(PQerrorMessage(m_Connection.get()));
+  Disconnect();
+  std::string const state = StateOfLogin();
+  std::string advice;
+  if (state.starts_with("28"))
+    advice = " Check the user, its password (PGPASSWORD, or a password file) and what the server allows it.";
+  else if (state == "3D000")
+    advice = " Make the database first.";
+  else if (state.empty())
+    advice = " Check the host and the port, and whether the server runs.";
+  sto_Raise(state.empty() ? sto_ErrorKind::Unavailable : KindOf(state),
+            m_Name + ": PostgreSQL: " + message + (message.ends_with('?') ? "" : ".") + advice);
 }
 
 void sto_PostgresConnection::Disconnect() noexcept {

@@ -116,6 +116,9 @@ class sto_PostgresConnection {
   void EndPipeline();
   sto_PostgresRows Prepared(std::string const& sql, sto_PostgresParameters const& parameters);
   [[noreturn]] void RaiseUnsent();
+  /// What the server answers to a login that has failed; empty if it does not answer.
+  [[nodiscard]] std::string StateOfLogin() const;
+  [[noreturn]] void RaiseNoLogin();
   [[noreturn]] void RaiseFailure(pg_result* result);
 
   std::string m_Uri, m_Name;

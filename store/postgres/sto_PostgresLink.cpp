@@ -130,10 +130,34 @@ std::unique_ptr<sto_PostgresLink> sto_PostgresLink::Open(std::string const& loca
   return link;
 }
 
+void sto_PostgresLink::Remove(std::string const& location, sto_Options const& options) {
+  std::unique_ptr<sto_PostgresLink> const link = Open(location, options);
+  std::string text = "BEGIN; ";
+  for (char const* const table :
+       {"store", "head", "draft", "save", "change", "pin", "pack", "record", "block", "named"})
+    text +=
+        std::string("DELETE FROM kvl.") + table + " WHERE store_id = " + std::to_string(link->m_Store) + "; ";
+  static_cast<void>(link->m_Connection.ExecuteAll(text + "COMMIT"));
+}
+
+void sto_PostgresLink::Rename(std::string const& name) {
+  m_Connection.Execute("UPDATE kvl.store SET name = $2 WHERE store_id = $1",
+                       sto_PostgresParameters().Integer(m_Store).Text(name));
+}
+
+sto_PostgresRows sto_PostgresLink::FindStore(std::string const& name) {
+  try {
+    return m_Connection.Execute(
+        "SELECT (SELECT max(version) FROM kvl.format), s.store_id, s.uuid FROM kvl.store s WHERE s.name = $1",
+        sto_PostgresParameters().Text(name));
+  } catch (sto_Exception const& failure) {
+    if (failure.Kind() != sto_ErrorKind::NotFound) throw;
+    sto_Raise(sto_ErrorKind::NotFound, Name() + ": There are no stores in this database.");
+  }
+}
+
 void sto_PostgresLink::ReadStore(std::string const& name) {
-  sto_PostgresRows const rows = m_Connection.Execute(
-      "SELECT (SELECT max(version) FROM kvl.format), s.store_id, s.uuid FROM kvl.store s WHERE s.name = $1",
-      sto_PostgresParameters().Text(name));
+  sto_PostgresRows const rows = FindStore(name);
   if (rows.Count() == 0) sto_Raise(sto_ErrorKind::NotFound, Name() + ": There is no store of this name.");
   if (std::int64_t const version = rows.Integer(0, 0); version > sto_PostgresSchema::Format)
     sto_Raise(sto_ErrorKind::NewerFormat, Name() + ": The tables have format " + std::to_string(version) +
@@ -225,6 +249,7 @@ std::vector<std::int64_t> sto_PostgresLink::ScanKeys(sto_RowTable table, std::in
                           ") t WHERE is_there AND kvl.holds($1, $4)";
   sto_PostgresRows const rows = m_Connection.Read(sql, Seen(view).Integer(first).Integer(last));
   std::vector<std::int64_t> keys;
+  keys.reserve(static_cast<std::size_t>(rows.Count()));
   for (int i = 0; i < rows.Count(); ++i) keys.push_back(rows.Integer(i, 0));
   return keys;
 }
@@ -254,6 +279,7 @@ std::vector<sto_NamedRow> sto_PostgresLink::ScanNamed(sto_NameRange const& range
       "WHERE data IS NOT NULL AND kvl.holds($1, $4) LIMIT $7",
       Seen(view).Bytes(sto_AsBytes(range.m_First)).Bytes(sto_AsBytes(range.m_End)).Integer(most));
   std::vector<sto_NamedRow> found;
+  found.reserve(static_cast<std::size_t>(rows.Count()));
   for (int i = 0; i < rows.Count(); ++i) found.push_back({rows.Text(i, 0), Copy(rows.Bytes(i, 1))});
   return found;
 }

@@ -20,6 +20,10 @@ class sto_PostgresLink final : public sto_ServerLink {
   static std::unique_ptr<sto_PostgresLink> Create(std::string const& location, sto_Options const& options);
   /// NotFound: no such store. NewerFormat.
   static std::unique_ptr<sto_PostgresLink> Open(std::string const& location, sto_Options const& options);
+  /// Removes a store. NotFound.
+  static void Remove(std::string const& location, sto_Options const& options);
+  /// Gives the store another name. Conflict if that is taken.
+  void Rename(std::string const& name);
   ~sto_PostgresLink() override;
 
   [[nodiscard]] std::string const& Name() const noexcept override { return m_Connection.Name(); }
@@ -47,6 +51,7 @@ class sto_PostgresLink final : public sto_ServerLink {
 
  private:
   sto_PostgresLink(sto_PostgresPlace const& place, sto_Options const& options);
+  [[nodiscard]] sto_PostgresRows FindStore(std::string const& name);
   void ReadStore(std::string const& name);
   /// The parameters that each statement which reads begins with.
   [[nodiscard]] sto_PostgresParameters Seen(sto_ServerView const& view) const;

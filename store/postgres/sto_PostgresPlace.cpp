@@ -1,9 +1,10 @@
 #include "store/postgres/sto_PostgresPlace.h"
 
 #include <algorithm>
+#include <string_view>
 
 #include "store/base/sto_Exception.h"
-#include "store/postgres/sto_PostgresStore.h"
+#include "store/sto_Servers.h"
 
 namespace {
 
@@ -29,8 +30,12 @@ void HideInQuery(std::string& location) {
 
 } // namespace
 
+bool sto_IsOnServer(std::string_view location) noexcept {
+  return location.starts_with("postgresql://") || location.starts_with("postgres://");
+}
+
 std::string sto_ShownLocation(std::string const& location) {
-  if (!sto_IsInPostgres(location)) return location;
+  if (!sto_IsOnServer(location)) return location;
   std::string shown = location;
   HideInAuthority(shown);
   HideInQuery(shown);

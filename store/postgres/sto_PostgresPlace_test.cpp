@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "store/base/sto_Exception.h"
-#include "store/postgres/sto_PostgresStore.h"
+#include "store/sto_Servers.h"
 
 namespace PostgresPlaceTest {
 
@@ -33,8 +33,18 @@ TEST(PostgresPlaceTest, APortIsNoPassword) {
 }
 
 TEST(PostgresPlaceTest, FilesAreShownAsTheyAre) {
-  EXPECT_FALSE(sto_IsInPostgres("models/a:b@c.kvs"));
+  EXPECT_FALSE(sto_IsOnServer("models/a:b@c.kvs"));
   EXPECT_EQ(sto_ShownLocation("models//a:b@c.kvs?password=1"), "models//a:b@c.kvs?password=1");
+}
+
+TEST(PostgresPlaceTest, AFileIsNotRemoved) {
+  try {
+    sto_RemoveFromServer("model.kvs");
+    FAIL();
+  } catch (sto_Exception const& failure) {
+    EXPECT_EQ(failure.Kind(), sto_ErrorKind::Misuse);
+    EXPECT_STREQ(failure.what(), "model.kvs: This is no store on a server; delete the file.");
+  }
 }
 
 TEST(PostgresPlaceTest, ALocationWithoutAStoreIsRefused) {

@@ -80,6 +80,7 @@ DECLARE
   newest kvl.head;
 BEGIN
   SELECT * INTO newest FROM kvl.head h WHERE h.store_id = my_store FOR SHARE;
+  IF NOT FOUND THEN RETURN; END IF;
   INSERT INTO kvl.pin AS p VALUES(my_store, my_session, newest.save_no, newest.head,
       kvl.open_drafts(my_store, newest.head), clock_timestamp() + interval '60 s')
     ON CONFLICT ON CONSTRAINT pin_pkey DO UPDATE

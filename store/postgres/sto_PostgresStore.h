@@ -2,18 +2,9 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "store/driver/sto_Driver.h"
 #include "store/sto_Options.h"
-
-/// Whether a location is one of a store in a PostgreSQL database: "postgresql://user@host/database#name".
-[[nodiscard]] inline bool sto_IsInPostgres(std::string_view location) noexcept {
-  return location.starts_with("postgresql://") || location.starts_with("postgres://");
-}
-
-/// A location as messages show it: without passwords.
-[[nodiscard]] std::string sto_ShownLocation(std::string const& location);
 
 /// Makes a store in a PostgreSQL database, and the tables if there are none. Conflict if it has a store of this name.
 /// Unavailable if the library was built without PostgreSQL.
@@ -22,3 +13,10 @@
 /// Opens such a store. NotFound, NewerFormat, Unavailable.
 [[nodiscard]] std::unique_ptr<sto_Driver> sto_OpenInPostgres(std::string const& location, bool readOnly,
                                                              sto_Options const& options);
+/// Removes such a store. NotFound, Unavailable, ReadOnly, Busy.
+void sto_RemoveFromPostgres(std::string const& location, sto_Options const& options);
+
+/// Conflict if there is such a store.
+void sto_RequireFreeInPostgres(std::string const& location, sto_Options const& options);
+/// Gives such a store the name in another location of the same database. NotFound; Conflict if the name is taken.
+void sto_RenameInPostgres(std::string const& from, std::string const& to, sto_Options const& options);

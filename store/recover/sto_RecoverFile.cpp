@@ -16,6 +16,7 @@
 #include "store/sqlite/sto_SqliteFile.h"
 #include "store/sqlite/sto_SqliteForks.h"
 #include "store/sqlite/sto_SqliteOpening.h"
+#include "store/sto_Servers.h"
 
 namespace {
 
@@ -52,6 +53,10 @@ bool IsPageSize(std::size_t bytes) {
 
 sto_RecoverFile::sto_RecoverFile(std::string const& path, std::string const& beside) : m_Path(path) {
   sto_SqliteFile::CheckLocation(path);
+  if (sto_IsOnServer(path))
+    sto_Raise(sto_ErrorKind::Misuse, sto_ShownLocation(path) +
+                                         ": Only stores in files can be recovered. Copy this one "
+                                         "to a file, or restore a backup of the server.");
   if (!sto_SqliteFile::IsThere(path)) sto_Raise(sto_ErrorKind::NotFound, path + ": There is no such file.");
   if (!sto_SqliteFile::IsRegular(path)) sto_RaiseNoStore(path);
   std::string file = path;

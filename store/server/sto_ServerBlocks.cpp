@@ -95,8 +95,8 @@ bool sto_ServerBlocks::Read(std::int64_t key, sto_Bytes& data) {
 bool sto_ServerBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
   auto next = m_Written.All().lower_bound(first);
   bool goesOn = true;
-  auto const takeWritten = [&](std::int64_t end) {
-    for (; goesOn && next != m_Written.All().end() && next->first < end; ++next)
+  auto const takeWritten = [&](std::int64_t upTo) {
+    for (; goesOn && next != m_Written.All().end() && next->first <= upTo; ++next)
       if (next->second) goesOn = sink.Take(next->first, *next->second);
   };
   while (goesOn && first <= last) {
@@ -104,14 +104,15 @@ bool sto_ServerBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_Bloc
     std::size_t count = 0;
     Sink rows([&](std::int64_t key, sto_ByteView row) {
       if (++count == BlocksAtOnce) passed = key;
-      takeWritten(key);
+      takeWritten(key - 1);
       if (goesOn && m_Written.Find(key) == nullptr && !IsDeleted(key)) goesOn = sink.Take(key, row);
       return goesOn;
     });
     if (!(IsNew(first) && IsNew(last)))
       m_Link.ScanRows(sto_RowTable::Block, first, last, BlocksAtOnce, *m_View, rows);
+    takeWritten(passed);
+    if (passed == last) break; // there may be no greater number
     first = passed + 1;
-    takeWritten(first);
   }
   return goesOn;
 }

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <utility>
 
+#include "store/copy/sto_CopyStore.h"
 #include "store/server/sto_ServerWalk.h"
 
 namespace {
@@ -586,7 +587,7 @@ std::vector<sto_RootRow> sto_ServerDriver::RootsFrom(std::string_view prefix) {
     sto_ServerRoot root;
     if (!m_Rows.Decode(row.m_Data, root) || sto_NameOfRoot(root.m_Name) != row.m_Name)
       RaiseUnfit("Table root is damaged: the row of root " + row.m_Name.substr(1));
-    roots.push_back({std::move(root.m_Name), root.m_Id});
+    roots.push_back({std::move(root.m_Name), root.m_Id, root.m_ClassId});
   }
   return roots;
 }
@@ -626,10 +627,9 @@ std::unique_ptr<sto_StorageWalk> sto_ServerDriver::NewWalk(sto_StorageVisitor& v
   return std::make_unique<sto_ServerWalk>(*this, *m_Link, m_Objects, m_Blocks, m_Named, m_Rows, sum, visitor);
 }
 
-void sto_ServerDriver::CopyTo(std::string const& location, sto_Meter* /*meter*/) {
-  sto_Raise(sto_ErrorKind::Unavailable,
-            m_Link->Name() + ": Copying to " + location +
-                " is not possible: copies of stores on servers are not made yet.");
+void sto_ServerDriver::CopyTo(std::string const& location, sto_Meter* meter) {
+  RequireOpen();
+  sto_CopyStore(*this, m_Link->Name(), location, meter);
 }
 
 // Rows that nobody needs are collected by each commit, and the server keeps its tables in order.

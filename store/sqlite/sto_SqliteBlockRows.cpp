@@ -1,6 +1,7 @@
 #include "store/sqlite/sto_SqliteBlockRows.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 using Row = sto_BlockRow;
@@ -44,7 +45,8 @@ sto_SqliteBlockRows::sto_SqliteBlockRows(sto_SqliteConnection& connection)
       m_WriteRow(connection, "REPLACE INTO block(key, data) VALUES(?, ?)"),
       m_DeleteRows(connection, "DELETE FROM block WHERE key BETWEEN ? AND ?"),
       m_FindRows(connection, "SELECT key FROM block WHERE key BETWEEN ? AND ? ORDER BY key"),
-      m_HasRow(connection, "SELECT EXISTS(SELECT 1 FROM block WHERE key BETWEEN ? AND ?)") {}
+      m_HasRow(connection, "SELECT EXISTS(SELECT 1 FROM block WHERE key BETWEEN ? AND ?)"),
+      m_NextRow(connection, "SELECT key FROM block WHERE key >= ? ORDER BY key LIMIT 1") {}
 
 void sto_SqliteBlockRows::Begin() noexcept {
   Drop();
@@ -145,6 +147,15 @@ bool sto_SqliteBlockRows::HasAny(std::int64_t first, std::int64_t last) {
   if (pending != m_Pending.end() && pending->first <= last) return true;
   sto_SqliteStatement::Use use(m_HasRow);
   return use.Bind(1, Row::RowOf(first)).Bind(2, last).Step() && use.Integer(0) != 0;
+}
+
+std::int64_t sto_SqliteBlockRows::NextFrom(std::int64_t key) {
+  std::int64_t next = std::numeric_limits<std::int64_t>::max();
+  if (!MayHaveFrom(key)) return next;
+  std::int64_t const row = Row::RowOf(key);
+  if (auto const pending = m_Pending.lower_bound(row); pending != m_Pending.end()) next = pending->first;
+  if (sto_SqliteStatement::Use use(m_NextRow); use.Bind(1, row).Step()) next = std::min(next, use.Integer(0));
+  return next;
 }
 
 std::vector<std::int64_t> sto_SqliteBlockRows::RowsOf(std::int64_t first, std::int64_t last) {

@@ -69,6 +69,8 @@ class sto_SqliteBlockRows {
 
   /// Whether a row has, or had, blocks with keys from `first` to `last`, both included.
   [[nodiscard]] bool HasAny(std::int64_t first, std::int64_t last);
+  /// The first row that may have blocks from a key on; the greatest number if there is none.
+  [[nodiscard]] std::int64_t NextFrom(std::int64_t key);
   /// The keys of the rows in the file that have blocks with keys from `first` to `last`, both included.
   [[nodiscard]] std::vector<std::int64_t> RowsOf(std::int64_t first, std::int64_t last);
   /// The keys of the rows in memory that have such blocks.
@@ -111,7 +113,7 @@ class sto_SqliteBlockRows {
 
   sto_SqliteConnection& m_Connection;
   Seeker m_Reader, m_Writer;
-  sto_SqliteStatement m_WriteRow, m_DeleteRows, m_FindRows, m_HasRow;
+  sto_SqliteStatement m_WriteRow, m_DeleteRows, m_FindRows, m_HasRow, m_NextRow;
   std::map<std::int64_t, sto_BlockRow> m_Pending; // by the rows' keys
   std::int64_t m_FullRow = NoRow;                 // a row in memory whose last block was put
   sto_BlockRow m_Spare;                           // the memory of a row that was written

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 #include "store/format/sto_BlockCodec.h"
 #include "store/format/sto_Format.h"
@@ -86,11 +87,21 @@ bool sto_SqliteBlocks::ReadInto(std::int64_t key, std::span<std::byte> data, std
 
 bool sto_SqliteBlocks::ReadRange(std::int64_t first, std::int64_t last, sto_BlockSink& sink) {
   sto_Bytes data;
-  for (std::int64_t row = Row::RowOf(first); row <= last; row += Row::Blocks)
+  std::int64_t row = Row::RowOf(first);
+  while (row <= last) {
+    bool isEmpty = true;
     for (int slot = 0; slot < Row::Blocks; ++slot) {
       std::int64_t const key = row + slot;
-      if (key >= first && key <= last && Read(key, data) && !sink.Take(key, data)) return false;
+      if (key < first || key > last || !Read(key, data)) continue;
+      isEmpty = false;
+      if (!sink.Take(key, data)) return false;
     }
+    row += Row::Blocks;
+    if (!isEmpty) continue;
+    std::int64_t const next = std::min(m_Rows.NextFrom(row), m_Moved.NextFrom(row));
+    if (next > last || next == std::numeric_limits<std::int64_t>::max()) return true;
+    row = Row::RowOf(next);
+  }
   return true;
 }
 

@@ -1,6 +1,7 @@
 #include "store/sqlite/sto_SqliteMovedBlocks.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "store/base/sto_Exception.h"
 #include "store/format/sto_BlockKey.h"
@@ -20,6 +21,7 @@ sto_SqliteMovedBlocks::sto_SqliteMovedBlocks(sto_SqliteConnection& connection)
       m_Find(connection, "SELECT place FROM block_place WHERE key = ?"),
       m_FindRange(connection, "SELECT key, place FROM block_place WHERE key BETWEEN ? AND ? ORDER BY key"),
       m_AnyInRange(connection, "SELECT EXISTS(SELECT 1 FROM block_place WHERE key BETWEEN ? AND ?)"),
+      m_Next(connection, "SELECT key FROM block_place WHERE key >= ? ORDER BY key LIMIT 1"),
       m_Set(connection, "REPLACE INTO block_place(key, place) VALUES(?, ?)"),
       m_DeleteRange(connection, "DELETE FROM block_place WHERE key BETWEEN ? AND ?"),
       m_AddRow(connection, "INSERT INTO moved_block(place, data) VALUES(?, ?)"),
@@ -64,6 +66,13 @@ bool sto_SqliteMovedBlocks::HasAny(std::int64_t first, std::int64_t last) {
   if (!MayHaveFrom(first)) return false;
   sto_SqliteStatement::Use use(m_AnyInRange);
   return use.Bind(1, first).Bind(2, last).Step() && use.Integer(0) != 0;
+}
+
+std::int64_t sto_SqliteMovedBlocks::NextFrom(std::int64_t key) {
+  constexpr std::int64_t None = std::numeric_limits<std::int64_t>::max();
+  if (!MayHaveFrom(key)) return None;
+  sto_SqliteStatement::Use use(m_Next);
+  return use.Bind(1, key).Step() ? use.Integer(0) : None;
 }
 
 bool sto_SqliteMovedBlocks::AnyOfList(std::int64_t key) {

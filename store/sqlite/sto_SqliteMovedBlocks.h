@@ -36,6 +36,8 @@ class sto_SqliteMovedBlocks {
   [[nodiscard]] bool MayHaveFrom(std::int64_t key);
   /// Whether there are any with keys from `first` to `last`, both included.
   [[nodiscard]] bool HasAny(std::int64_t first, std::int64_t last);
+  /// The first moved block from a key on; the greatest number if there is none.
+  [[nodiscard]] std::int64_t NextFrom(std::int64_t key);
   /// The place of a block; 0 if it has none.
   [[nodiscard]] std::int64_t Find(std::int64_t key);
   /// The block at a place; null if it is missing.
@@ -66,7 +68,7 @@ class sto_SqliteMovedBlocks {
 
   sto_SqliteConnection& m_Connection;
   sto_SqliteBlob m_Reader, m_Writer;
-  sto_SqliteStatement m_Find, m_FindRange, m_AnyInRange, m_Set, m_DeleteRange, m_AddRow, m_DeleteRow,
+  sto_SqliteStatement m_Find, m_FindRange, m_AnyInRange, m_Next, m_Set, m_DeleteRange, m_AddRow, m_DeleteRow,
       m_DeleteRowsOf, m_LastPlace;
   // Of the open transaction; Begin resets them.
   std::optional<std::int64_t> m_GreatestKey; // no block has a greater one; empty: not asked yet

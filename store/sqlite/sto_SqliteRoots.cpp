@@ -173,11 +173,12 @@ std::vector<sto_RootRow> sto_SqliteRoots::All() {
     sto_SqliteStatement::Use use(statement);
     for (use.AllowAllRows(); use.Step();) {
       Row row = m_Checksum ? RowOf(use) : Row{use.Text(0), {use.Integer(1), 0}};
-      if (!m_Pending.contains(row.m_Name)) roots.push_back({std::move(row.m_Name), row.m_Target.m_Id});
+      if (!m_Pending.contains(row.m_Name))
+        roots.push_back({std::move(row.m_Name), row.m_Target.m_Id, row.m_Target.m_ClassId});
     }
   }
   for (auto const& [name, target] : m_Pending)
-    if (target) roots.push_back({name, target->m_Id});
+    if (target) roots.push_back({name, target->m_Id, target->m_ClassId});
   std::ranges::sort(roots, {}, &sto_RootRow::m_Name);
   return roots;
 }
@@ -196,7 +197,8 @@ std::vector<sto_RootRow> sto_SqliteRoots::StoredFrom(std::string_view prefix) {
     if (row.m_Name < before) RaiseAstray(before, row.m_Name);
     if (!row.m_Name.starts_with(prefix)) break; // names are ascending: no later one does
     before = row.m_Name;
-    if (!m_Pending.contains(row.m_Name)) roots.push_back({std::move(row.m_Name), row.m_Target.m_Id});
+    if (!m_Pending.contains(row.m_Name))
+      roots.push_back({std::move(row.m_Name), row.m_Target.m_Id, row.m_Target.m_ClassId});
   }
   return roots;
 }
@@ -204,7 +206,7 @@ std::vector<sto_RootRow> sto_SqliteRoots::StoredFrom(std::string_view prefix) {
 std::vector<sto_RootRow> sto_SqliteRoots::From(std::string_view prefix) {
   std::vector<sto_RootRow> roots = StoredFrom(prefix);
   for (auto at = m_Pending.lower_bound(prefix); at != m_Pending.end() && at->first.starts_with(prefix); ++at)
-    if (at->second) roots.push_back({at->first, at->second->m_Id});
+    if (at->second) roots.push_back({at->first, at->second->m_Id, at->second->m_ClassId});
   std::ranges::sort(roots, {}, &sto_RootRow::m_Name);
   return roots;
 }

@@ -4,6 +4,7 @@
 #include "examples/heat/program/heat_Commands.h"
 #include "examples/shared/exa_OpenToRead.h"
 #include "metadata/cls_MetadataRegistrar.h"
+#include "store/sto_Servers.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -31,12 +32,18 @@ sto_Options heat_WriteOptions() {
 }
 
 heat_NewStore::heat_NewStore(std::string const& path)
-    : m_Path(heat_OutputTarget(path)),
+    : m_Path(sto_IsOnServer(path) ? path : heat_OutputTarget(path)),
       m_Store(sto_Store::Open(m_Path, sto_Mode::Create, heat_Classes(), heat_WriteOptions())) {}
 
 heat_NewStore::~heat_NewStore() {
-  std::error_code ignored;
-  if (!m_IsKept) std::filesystem::remove(m_Path, ignored);
+  if (m_IsKept) return;
+  try {
+    if (sto_IsOnServer(m_Path))
+      sto_RemoveFromServer(m_Path);
+    else
+      std::filesystem::remove(m_Path);
+  } catch (std::exception const&) { // what went wrong before is said already
+  }
 }
 
 sto_Store heat_OpenToRead(std::string const& path) {
@@ -44,11 +51,13 @@ sto_Store heat_OpenToRead(std::string const& path) {
 }
 
 std::string heat_FileName(std::string const& path) {
+  if (sto_IsOnServer(path)) return path.substr(path.find('#') + 1);
   return std::filesystem::path(path).filename().string();
 }
 
 void heat_CheckPaths(std::string const& meshPath, std::string const& storePath) {
   if (!std::filesystem::exists(meshPath)) throw heat_CallError(meshPath + ": there is no such file");
+  if (sto_IsOnServer(storePath)) return;
   // Refuse before the work is done. Creating the store checks again.
   if (std::filesystem::is_regular_file(storePath))
     throw heat_CallError(storePath + ": the file exists already");

@@ -24,7 +24,7 @@ class heat_Stopwatch {
   std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
 };
 
-// A new store, made at the target of symbolic links. It is deleted again unless everything succeeded.
+// A new store, made on a server or at the target of symbolic links. It is deleted again unless everything succeeded.
 class heat_NewStore {
  public:
   explicit heat_NewStore(std::string const& path);
@@ -41,10 +41,10 @@ class heat_NewStore {
   bool m_IsKept = false;
 };
 
-// Opens a store for reading. If a run was killed in the middle of a transaction, rolls that back first.
 // How the program opens what it writes to.
 sto_Options heat_WriteOptions();
 
+// Opens a store for reading. If a run was killed in the middle of a transaction, rolls that back first.
 sto_Store heat_OpenToRead(std::string const& path);
 
 // Runs a long operation of a store, with a bar on the terminal: `act` gets its progress function.

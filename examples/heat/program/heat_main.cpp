@@ -57,7 +57,10 @@ int main(int argc, char** argv) {
   CLI::App* const analyse =
       app.add_subcommand("analyse", "solve the default case on a mesh and save everything");
   analyse->add_option("mesh", mesh, "mesh file, Gmsh MSH 4.1 ASCII")->required();
-  analyse->add_option("--store", store, "store to make; must not exist")->required();
+  analyse
+      ->add_option("--store", store,
+                   "store to make, a file or postgresql://host/database#name; must not exist")
+      ->required();
 
   CLI::App* const report =
       app.add_subcommand("report", "reopen a store, verify the solution and print a table");
@@ -67,7 +70,10 @@ int main(int argc, char** argv) {
   CLI::App* const transient =
       app.add_subcommand("transient", "run the default case over time, with checkpoints");
   transient->add_option("mesh", mesh, "mesh file, Gmsh MSH 4.1 ASCII")->required();
-  transient->add_option("--store", store, "store to make; must not exist")->required();
+  transient
+      ->add_option("--store", store,
+                   "store to make, a file or postgresql://host/database#name; must not exist")
+      ->required();
   transient->add_option("--steps", plan.stepCount, "number of time steps")->required()->check(steps);
   transient->add_option("--dt", plan.timeStep, "length of a time step in seconds")
       ->required()

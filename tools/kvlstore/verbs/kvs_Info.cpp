@@ -33,9 +33,11 @@ kvs_Status kvs_Info(std::string const& location, bool json, kvs_Output& out) {
   out.Row("store", kvs_Printable(location));
   out.Row("format", std::to_string(info.m_Format));
   out.Row("uuid", info.m_Uuid.empty() ? "none (stores of older formats have none)" : info.m_Uuid);
-  out.Row("size",
-          fmt::format("{}, in pages of {}{}", kvs_Bytes(info.m_SizeBytes), kvs_Bytes(info.m_PageBytes),
-                      info.m_ReadersBesideWriter ? ", with a write-ahead log" : ""));
+  std::string const pages = info.m_PageBytes == 0 // on a server
+                                ? ""
+                                : fmt::format(", in pages of {}{}", kvs_Bytes(info.m_PageBytes),
+                                              info.m_ReadersBesideWriter ? ", with a write-ahead log" : "");
+  out.Row("size", kvs_Bytes(info.m_SizeBytes) + pages);
   out.Row("roots", kvs_Count(roots));
   out.Row("classes", kvs_Count(classes, "version"));
   out.Row("ids", "up to " + kvs_Count(info.m_EndOfIds - 1));
