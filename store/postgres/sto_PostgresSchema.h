@@ -93,9 +93,12 @@ CREATE OR REPLACE FUNCTION kvl.read_state(my_store int8, my_session bytea, my_na
 RETURNS TABLE(head int8, open int8[], save_no int8, end_of_ids int8, sum_high text, sum_low text, has_indexes bool,
               data bytea, token bytea, known_token bytea) LANGUAGE plpgsql AS $$
 BEGIN
-  IF NOT pg_is_in_recovery() AND NOT EXISTS(SELECT FROM kvl.pin p WHERE p.store_id = my_store
-      AND p.session = my_session AND p.lease > clock_timestamp() + interval '30 s') THEN
-    PERFORM kvl.pin_newest(my_store, my_session);
+  -- A standby, or a session that may only read, cannot set one. Its own IF: a standby cannot even look at the table.
+  IF NOT current_setting('transaction_read_only')::bool THEN
+    IF NOT EXISTS(SELECT FROM kvl.pin p WHERE p.store_id = my_store AND p.session = my_session
+        AND p.lease > clock_timestamp() + interval '30 s') THEN
+      PERFORM kvl.pin_newest(my_store, my_session);
+    END IF;
   END IF;
   RETURN QUERY WITH state AS (
       SELECT h.*, kvl.open_drafts(my_store, h.head) AS open FROM kvl.head h WHERE h.store_id = my_store)

@@ -102,6 +102,17 @@ TEST_F(ServerStoresTest, AnotherSaveUnderTheSameNumberIsNoticed) {
   EXPECT_EQ(FailureOf([&] { store.Save("one", Node(2)); }).Kind(), sto_ErrorKind::Unavailable);
 }
 
+/// As on a standby, or where an administrator has said so.
+TEST_F(ServerStoresTest, AServerThatMayOnlyBeReadIsRead) {
+  Make("read").Save("one", Node(1));
+  std::string location = Place("read");
+  location.insert(location.find('#'), "&options=-c%20default_transaction_read_only%3Don");
+  sto_Store store = sto_Store::Open(location, sto_Mode::ReadWrite, TestClasses());
+  EXPECT_EQ(store.Load<Node>("one")->m_Value, 1);
+  EXPECT_EQ(FailureOf([&] { store.Save("one", Node(2)); }).Kind(), sto_ErrorKind::ReadOnly);
+  EXPECT_EQ(store.Load<Node>("one")->m_Value, 1);
+}
+
 TEST_F(ServerStoresTest, NewerTablesAreNotRead) {
   Make("test").Save("one", Node(1));
   Sql("UPDATE kvl.format SET version = 99");
