@@ -13,7 +13,7 @@ packages=(
   libgtest-dev libeigen3-dev python3 python3-xxhash python3-lz4 git # the tests
   libcli11-dev nlohmann-json3-dev libfmt-dev # the tools, and the examples, which need Eigen, too
   chromium chromium-driver python3-selenium # the test of reports in a browser
-  libpq-dev postgresql # stores on a server, which scripts/postgres.sh starts
+  libpq-dev postgresql openssl # stores on a server, which scripts/postgres.sh starts
   libbenchmark-dev libboost-dev libboost-serialization-dev libcereal-dev libhdf5-dev # the benchmarks
 )
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include "store/base/sto_Exception.h"
@@ -43,6 +44,8 @@ sto_ErrorKind KindOf(std::string_view state) {
   if (state == "25006") return sto_ErrorKind::ReadOnly;
   if (state == "3D000" || state == "42P01" || state == "3F000") return sto_ErrorKind::NotFound;
   if (state == "55P03" || state == "57014" || state == "25P03") return sto_ErrorKind::Busy;
+  if (state == "42703" || state == "42883") return sto_ErrorKind::Damaged;
+  if (state == "KVL05") return sto_ErrorKind::NotFound;
   if (state.starts_with("22")) return sto_ErrorKind::Misuse;
   return sto_ErrorKind::Unavailable; // also for login and rights
 }
@@ -219,9 +222,11 @@ void sto_PostgresConnection::Connect() {
   char const* const keys[] = {"connect_timeout", "client_encoding", "application_name", "dbname", nullptr};
   char const* const values[] = {m_AnswerMilliseconds == 0 ? "0" : seconds.c_str(), "UTF8", "kvlpersist",
                                 m_Uri.c_str(), nullptr};
+  auto const begin = std::chrono::steady_clock::now();
   m_Connection.reset(PQconnectdbParams(keys, values, 1));
   if (m_Connection == nullptr) throw std::bad_alloc();
-  if (PQstatus(m_Connection.get()) != CONNECTION_OK) RaiseNoLogin();
+  if (PQstatus(m_Connection.get()) != CONNECTION_OK)
+    RaiseNoLogin(std::chrono::steady_clock::now() - begin < std::chrono::seconds(1));
   PQsetNoticeProcessor(
       m_Connection.get(), [](void*, char const*) {}, nullptr);
   PQsetnonblocking(m_Connection.get(), 1);
@@ -246,15 +251,17 @@ std::string sto_PostgresConnection::StateOfLogin() const {
   return CodeIn(PQerrorMessage(attempt.get()));
 }
 
-void sto_PostgresConnection::RaiseNoLogin() {
+void sto_PostgresConnection::RaiseNoLogin(bool answers) {
   std::string const message = Trimmed(PQerrorMessage(m_Connection.get()));
   Disconnect();
-  std::string const state = StateOfLogin();
+  std::string const state = answers ? StateOfLogin() : std::string();
   std::string advice;
   if (state.starts_with("28"))
     advice = " Check the user, its password (PGPASSWORD, or a password file) and what the server allows it.";
   else if (state == "3D000")
     advice = " Make the database first.";
+  else if (message.find("certificate") != std::string::npos)
+    advice = " Check the host's name in the location, and the file with the roots to trust (sslrootcert).";
   else if (state.empty())
     advice = " Check the host and the port, and whether the server runs.";
   sto_Raise(state.empty() ? sto_ErrorKind::Unavailable : KindOf(state),
@@ -457,8 +464,10 @@ void sto_PostgresConnection::RaiseFailure(pg_result* result) {
   bool const isBroken = PQstatus(m_Connection.get()) != CONNECTION_OK;
   std::string_view const state = result == nullptr ? "" : StateOf(result);
   sto_ErrorKind const kind = isBroken && state.empty() ? sto_ErrorKind::Unavailable : KindOf(state);
-  std::string const message =
+  std::string message =
       m_Name + ": PostgreSQL: " + Trimmed(primary != nullptr ? primary : PQerrorMessage(m_Connection.get()));
+  if (state == "42501" && message.find("GRANT") == std::string::npos)
+    message += ". Who owns the database can allow it with GRANT: see docs/scaling.md.";
   if (isBroken || result == nullptr)
     Disconnect();
   else

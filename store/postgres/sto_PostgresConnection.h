@@ -71,7 +71,8 @@ class sto_PostgresRows {
 ///
 /// Errors: Unavailable if the server cannot be reached, the connection breaks, the server stops, or does not answer
 /// for longer than it may; Conflict if the server has undone the transaction in favour of another; Full; ReadOnly;
-/// Busy if a lock, or a statement, took longer than it may; NotFound for a database or tables that are not there; Misuse
+/// Busy if a lock, or a statement, took longer than it may; NotFound for a database, tables or a store that are not
+/// there; Damaged for tables that are not as they should be; Misuse
 /// for text that PostgreSQL cannot store; Unavailable for anything else that the server refuses. Messages never have a
 /// password. Thread rule: one thread.
 class sto_PostgresConnection {
@@ -118,7 +119,8 @@ class sto_PostgresConnection {
   [[noreturn]] void RaiseUnsent();
   /// What the server answers to a login that has failed; empty if it does not answer.
   [[nodiscard]] std::string StateOfLogin() const;
-  [[noreturn]] void RaiseNoLogin();
+  /// `answers`: the server has refused at once, and can be asked for the code.
+  [[noreturn]] void RaiseNoLogin(bool answers);
   [[noreturn]] void RaiseFailure(pg_result* result);
 
   std::string m_Uri, m_Name;

@@ -13,20 +13,16 @@
 
 namespace {
 
-struct Table {
-  char const* m_Name;
-  int m_ExtentBits;
-};
-Table TableOf(sto_RowTable table) noexcept {
+char const* NameOf(sto_RowTable table) noexcept {
   switch (table) {
   case sto_RowTable::Pack:
-    return {"kvl.pack", sto_PostgresSchema::PackExtentBits};
+    return "pack";
   case sto_RowTable::Record:
-    return {"kvl.record", sto_PostgresSchema::RecordExtentBits};
+    return "record";
   case sto_RowTable::Block:
     break;
   }
-  return {"kvl.block", sto_PostgresSchema::BlockExtentBits};
+  return "block";
 }
 
 std::string ArrayText(std::vector<std::int64_t> const& numbers) {
@@ -62,30 +58,13 @@ void MakeUuid(std::array<std::byte, 16>& uuid) {
   uuid[8] = (uuid[8] & std::byte{0x3F}) | std::byte{0x80};
 }
 
-/// The newest row under a key that a view sees. $1: the store, $2: the head, $3: the open drafts, $4: the
-/// newest save.
-std::string NewestOf(Table const& table, std::string const& key, char const* what) {
-  return "SELECT " + std::string(what) + " FROM " + table.m_Name +
-         " r WHERE r.store_id = $1 AND r.extent = " + key + " >> " + std::to_string(table.m_ExtentBits) +
-         " AND r.key = " + key + " AND r.draft <= $2 AND r.draft <> ALL($3) ORDER BY r.draft DESC LIMIT 1";
-}
-
-/// The newest rows of a range. $5 and $6: its ends.
-std::string NewestIn(Table const& table, char const* what) {
-  std::string const bits = std::to_string(table.m_ExtentBits);
-  return "SELECT DISTINCT ON (r.extent, r.key) " + std::string(what) + " FROM " + table.m_Name +
-         " r WHERE r.store_id = $1 AND r.extent BETWEEN $5 >> " + bits + " AND $6 >> " + bits +
-         " AND r.key BETWEEN $5 AND $6 AND r.draft <= $2 AND r.draft <> ALL($3) "
-         "ORDER BY r.extent, r.key, r.draft DESC";
-}
-
 } // namespace
 
 // --- making and opening
 
 sto_PostgresLink::sto_PostgresLink(sto_PostgresPlace const& place, sto_Options const& options)
     : m_Connection(place.m_Uri, place.m_Name, options.m_AnswerMilliseconds),
-      m_BusyMilliseconds(options.m_BusyMilliseconds) {
+      m_Wait(std::to_string(std::max(1, options.m_BusyMilliseconds))) {
   if (options.m_BusyMilliseconds < 0 || options.m_AnswerMilliseconds < 0)
     sto_Raise(sto_ErrorKind::Misuse, place.m_Name + ": The options have a negative number of milliseconds.");
   MakeUuid(m_Session);
@@ -95,7 +74,7 @@ sto_PostgresLink::~sto_PostgresLink() {
   m_Connection.Rollback();
   if (m_KnownSave == 0 || !m_Connection.IsConnected()) return;
   try {
-    m_Connection.Execute("DELETE FROM kvl.pin WHERE store_id = $1 AND session = $2",
+    m_Connection.Execute("SELECT kvl.unpin($1, $2)",
                          sto_PostgresParameters().Integer(m_Store).Bytes(m_Session));
   } catch (...) { // its lease will end
   }
@@ -105,66 +84,67 @@ std::unique_ptr<sto_PostgresLink> sto_PostgresLink::Create(std::string const& lo
                                                            sto_Options const& options) {
   sto_PostgresPlace const place = sto_PostgresPlace::Of(location);
   std::unique_ptr<sto_PostgresLink> link(new sto_PostgresLink(place, options));
-  link->m_Connection.ExecuteAll(sto_PostgresSchema::Make);
+  if (!link->HasTables()) link->m_Connection.ExecuteAll(sto_PostgresSchema::TextOfMake());
   MakeUuid(link->m_Uuid);
   sto_PostgresRows const made = link->m_Connection.Execute(
-      "WITH made AS (INSERT INTO kvl.store(name, uuid) VALUES($1, $2) ON CONFLICT DO NOTHING RETURNING store_id), "
-      "head AS (INSERT INTO kvl.head(store_id, save_no) SELECT store_id, 1 FROM made), "
-      "save AS (INSERT INTO kvl.save SELECT store_id, 1, 0, $2, (extract(epoch from clock_timestamp()) * 1000)::int8, "
-      "'', '', 1, $3 FROM made) SELECT store_id FROM made",
-      sto_PostgresParameters()
-          .Text(place.m_Store)
-          .Bytes(link->m_Uuid)
-          .Bytes(Copy(std::array<std::byte, 3>{})));
-  if (made.Count() == 0)
+      "SELECT kvl.make_store($1, $2)", sto_PostgresParameters().Text(place.m_Store).Bytes(link->m_Uuid));
+  if (made.IsNull(0, 0))
     sto_Raise(sto_ErrorKind::Conflict, place.m_Name + ": There is a store of this name already.");
   link->m_Store = made.Integer(0, 0);
   return link;
 }
 
-std::unique_ptr<sto_PostgresLink> sto_PostgresLink::Open(std::string const& location,
+std::unique_ptr<sto_PostgresLink> sto_PostgresLink::Open(std::string const& location, bool readOnly,
                                                          sto_Options const& options) {
   sto_PostgresPlace const place = sto_PostgresPlace::Of(location);
   std::unique_ptr<sto_PostgresLink> link(new sto_PostgresLink(place, options));
-  link->ReadStore(place.m_Store);
+  link->ReadStore(place.m_Store, readOnly);
   return link;
 }
 
 void sto_PostgresLink::Remove(std::string const& location, sto_Options const& options) {
-  std::unique_ptr<sto_PostgresLink> const link = Open(location, options);
-  std::string text = "BEGIN; ";
-  for (char const* const table :
-       {"store", "head", "draft", "save", "change", "pin", "pack", "record", "block", "named"})
-    text +=
-        std::string("DELETE FROM kvl.") + table + " WHERE store_id = " + std::to_string(link->m_Store) + "; ";
-  static_cast<void>(link->m_Connection.ExecuteAll(text + "COMMIT"));
+  std::unique_ptr<sto_PostgresLink> const link = Open(location, false, options);
+  link->m_Connection.Execute("SELECT kvl.remove_store($1)", sto_PostgresParameters().Integer(link->m_Store));
 }
 
 void sto_PostgresLink::Rename(std::string const& name) {
-  m_Connection.Execute("UPDATE kvl.store SET name = $2 WHERE store_id = $1",
+  m_Connection.Execute("SELECT kvl.rename_store($1, $2)",
                        sto_PostgresParameters().Integer(m_Store).Text(name));
 }
 
-sto_PostgresRows sto_PostgresLink::FindStore(std::string const& name) {
-  try {
-    return m_Connection.Execute(
-        "SELECT (SELECT max(version) FROM kvl.format), s.store_id, s.uuid FROM kvl.store s WHERE s.name = $1",
-        sto_PostgresParameters().Text(name));
-  } catch (sto_Exception const& failure) {
-    if (failure.Kind() != sto_ErrorKind::NotFound) throw;
-    sto_Raise(sto_ErrorKind::NotFound, Name() + ": There are no stores in this database.");
-  }
+bool sto_PostgresLink::HasTables() {
+  std::string ignored;
+  constexpr std::string_view NoSuchTable = "42P01";
+  std::optional<sto_PostgresRows> const rows =
+      m_Connection.ExecuteAll("SELECT max(version) FROM kvl.format", NoSuchTable, &ignored);
+  if (!rows) return false;
+  std::int64_t const version = rows->IsNull(0, 0) ? 0 : rows->Number(0, 0);
+  constexpr int Known = sto_PostgresSchema::Format;
+  if (version > Known)
+    sto_Raise(sto_ErrorKind::NewerFormat, Name() + ": The tables have format " + std::to_string(version) +
+                                              "; this program knows up to " + std::to_string(Known) + ".");
+  if (version < Known)
+    sto_Raise(sto_ErrorKind::Damaged,
+              Name() + ": The tables have format " + std::to_string(version) + ", which never was one.");
+  return true;
 }
 
-void sto_PostgresLink::ReadStore(std::string const& name) {
-  sto_PostgresRows const rows = FindStore(name);
-  if (rows.Count() == 0) sto_Raise(sto_ErrorKind::NotFound, Name() + ": There is no store of this name.");
-  if (std::int64_t const version = rows.Integer(0, 0); version > sto_PostgresSchema::Format)
-    sto_Raise(sto_ErrorKind::NewerFormat, Name() + ": The tables have format " + std::to_string(version) +
-                                              "; this program knows up to " +
-                                              std::to_string(sto_PostgresSchema::Format) + ".");
-  m_Store = rows.Integer(0, 1);
-  sto_ByteView const uuid = rows.Bytes(0, 2);
+void sto_PostgresLink::ReadStore(std::string const& name, bool readOnly) {
+  if (!HasTables()) sto_Raise(sto_ErrorKind::NotFound, Name() + ": There are no stores in this database.");
+  sto_PostgresRows const rows =
+      m_Connection.Execute("SELECT store_id, uuid, may_write, writer::text FROM kvl.find_store($1)",
+                           sto_PostgresParameters().Text(name));
+  if (rows.Count() == 0)
+    sto_Raise(sto_ErrorKind::NotFound,
+              Name() + ": There is no store of this name, or the user may not see it.");
+  m_Store = rows.Integer(0, 0);
+  if (!readOnly && !rows.Boolean(0, 2))
+    sto_Raise(sto_ErrorKind::ReadOnly,
+              Name() +
+                  ": The user may only read this store. Whoever owns it can allow more "
+                  "with GRANT " +
+                  rows.Text(0, 3) + ".");
+  sto_ByteView const uuid = rows.Bytes(0, 1);
   if (uuid.size() != m_Uuid.size())
     sto_Raise(sto_ErrorKind::Damaged, Name() + ": The store's uuid is damaged.");
   std::ranges::copy(uuid, m_Uuid.begin());
@@ -215,9 +195,8 @@ sto_ServerState sto_PostgresLink::ReadState(std::optional<std::string_view> name
 void sto_PostgresLink::ReadRows(sto_RowTable table, std::span<std::int64_t const> keys,
                                 sto_ServerView const& view, sto_RowSink& sink) {
   if (keys.empty()) return;
-  std::string const sql = "SELECT k, r.draft, r.data FROM unnest($5::int8[]) AS k CROSS JOIN LATERAL (" +
-                          NewestOf(TableOf(table), "k", "r.draft, r.data") +
-                          ") r WHERE r.data IS NOT NULL AND kvl.holds($1, $4)";
+  std::string const sql =
+      std::string("SELECT key, draft, data FROM kvl.read_") + NameOf(table) + "($1, $2, $3, $4, $5)";
   sto_PostgresRows const rows = m_Connection.Read(sql, Seen(view).Integers(keys));
   for (int i = 0; i < rows.Count(); ++i)
     if (!sink.Take(rows.Integer(i, 0), rows.Integer(i, 1), rows.Bytes(i, 2))) return;
@@ -225,9 +204,8 @@ void sto_PostgresLink::ReadRows(sto_RowTable table, std::span<std::int64_t const
 
 void sto_PostgresLink::ScanRows(sto_RowTable table, std::int64_t first, std::int64_t last, std::size_t limit,
                                 sto_ServerView const& view, sto_RowSink& sink) {
-  std::string const sql = "SELECT key, draft, data FROM (" +
-                          NewestIn(TableOf(table), "r.key, r.draft, r.data") +
-                          ") t WHERE data IS NOT NULL AND kvl.holds($1, $4) LIMIT $7";
+  std::string const sql =
+      std::string("SELECT key, draft, data FROM kvl.scan_") + NameOf(table) + "($1, $2, $3, $4, $5, $6, $7)";
   constexpr std::size_t Most = 4096; // of which one answer is made
   while (first <= last && limit > 0) {
     std::size_t const wanted = std::min(limit, Most);
@@ -244,9 +222,8 @@ void sto_PostgresLink::ScanRows(sto_RowTable table, std::int64_t first, std::int
 
 std::vector<std::int64_t> sto_PostgresLink::ScanKeys(sto_RowTable table, std::int64_t first,
                                                      std::int64_t last, sto_ServerView const& view) {
-  std::string const sql = "SELECT key FROM (" +
-                          NewestIn(TableOf(table), "r.key, r.data IS NOT NULL AS is_there") +
-                          ") t WHERE is_there AND kvl.holds($1, $4)";
+  std::string const sql =
+      std::string("SELECT key FROM kvl.keys_of_") + NameOf(table) + "($1, $2, $3, $4, $5, $6)";
   sto_PostgresRows const rows = m_Connection.Read(sql, Seen(view).Integer(first).Integer(last));
   std::vector<std::int64_t> keys;
   keys.reserve(static_cast<std::size_t>(rows.Count()));
@@ -259,10 +236,7 @@ std::vector<std::optional<sto_Bytes>> sto_PostgresLink::ReadNamed(std::span<std:
   std::vector<std::optional<sto_ByteView>> keys;
   for (std::string const& name : names) keys.emplace_back(sto_AsBytes(name));
   sto_PostgresRows const rows = m_Connection.Read(
-      "SELECT k.place, r.data FROM unnest($5::bytea[]) WITH ORDINALITY AS k(name, place) CROSS JOIN LATERAL ("
-      "SELECT n.data FROM kvl.named n WHERE n.store_id = $1 AND n.name = k.name AND n.draft <= $2 "
-      "AND n.draft <> ALL($3) ORDER BY n.draft DESC LIMIT 1) r WHERE r.data IS NOT NULL AND kvl.holds($1, $4)",
-      Seen(view).ManyBytes(keys));
+      "SELECT place, data FROM kvl.read_named($1, $2, $3, $4, $5)", Seen(view).ManyBytes(keys));
   std::vector<std::optional<sto_Bytes>> found(names.size());
   for (int i = 0; i < rows.Count(); ++i)
     found[static_cast<std::size_t>(rows.Integer(i, 0) - 1)] = Copy(rows.Bytes(i, 1));
@@ -274,9 +248,7 @@ std::vector<sto_NamedRow> sto_PostgresLink::ScanNamed(sto_NameRange const& range
   auto const most = static_cast<std::int64_t>(
       std::min<std::size_t>(limit, static_cast<std::size_t>(std::numeric_limits<std::int64_t>::max())));
   sto_PostgresRows const rows = m_Connection.Read(
-      "SELECT name, data FROM (SELECT DISTINCT ON (n.name) n.name, n.data FROM kvl.named n WHERE n.store_id = $1 "
-      "AND n.name >= $5 AND n.name < $6 AND n.draft <= $2 AND n.draft <> ALL($3) ORDER BY n.name, n.draft DESC) t "
-      "WHERE data IS NOT NULL AND kvl.holds($1, $4) LIMIT $7",
+      "SELECT name, data FROM kvl.scan_named($1, $2, $3, $4, $5, $6, $7)",
       Seen(view).Bytes(sto_AsBytes(range.m_First)).Bytes(sto_AsBytes(range.m_End)).Integer(most));
   std::vector<sto_NamedRow> found;
   found.reserve(static_cast<std::size_t>(rows.Count()));
@@ -285,10 +257,9 @@ std::vector<sto_NamedRow> sto_PostgresLink::ScanNamed(sto_NameRange const& range
 }
 
 std::vector<sto_SaveEntry> sto_PostgresLink::Saves(std::int64_t first) {
-  sto_PostgresRows const rows =
-      m_Connection.Execute("SELECT save_no, at, program, note, next_object_id, changed FROM kvl.save "
-                           "WHERE store_id = $1 AND save_no >= $2 ORDER BY save_no",
-                           sto_PostgresParameters().Integer(m_Store).Integer(first));
+  sto_PostgresRows const rows = m_Connection.Execute(
+      "SELECT save_no, at, program, note, next_object_id, changed FROM kvl.saves_from($1, $2)",
+      sto_PostgresParameters().Integer(m_Store).Integer(first));
   std::vector<sto_SaveEntry> entries;
   for (int i = 0; i < rows.Count(); ++i) {
     sto_SaveEntry entry{rows.Integer(i, 0),
@@ -314,16 +285,16 @@ std::vector<sto_SaveEntry> sto_PostgresLink::Saves(std::int64_t first) {
 // --- ids
 
 std::int64_t sto_PostgresLink::TakeIds(std::int64_t first, std::int64_t count) {
-  sto_PostgresRows const rows =
-      m_Connection.Execute("SELECT kvl.take_ids($1, $2, $3)",
-                           sto_PostgresParameters().Integer(m_Store).Integer(first).Integer(count));
+  sto_PostgresRows const rows = m_Connection.Execute(
+      "SELECT kvl.take_ids($1, $2, $3, $4)",
+      sto_PostgresParameters().Integer(m_Store).Integer(first).Integer(count).Text(m_Wait));
   return rows.Integer(0, 0) - count;
 }
 
 void sto_PostgresLink::GiveBackIds(std::int64_t first, std::int64_t end) noexcept {
   try {
-    m_Connection.Execute("UPDATE kvl.head SET end_of_taken = $2 WHERE store_id = $1 AND end_of_taken = $3",
-                         sto_PostgresParameters().Integer(m_Store).Integer(first).Integer(end));
+    m_Connection.Execute("SELECT kvl.give_back_ids($1, $2, $3, $4)",
+                         sto_PostgresParameters().Integer(m_Store).Integer(first).Integer(end).Text(m_Wait));
   } catch (...) { // they are lost, which does no harm
   }
 }
@@ -334,8 +305,9 @@ sto_ServerDraft sto_PostgresLink::OpenDraft() {
   std::random_device random;
   sto_ServerDraft draft;
   for (std::uint64_t& part : draft.m_Token) part = std::uint64_t{random()} << 32 | random();
-  sto_PostgresRows const rows = m_Connection.Execute(
-      "SELECT kvl.open_draft($1, $2)", sto_PostgresParameters().Integer(m_Store).Bytes(TokenOf(draft)));
+  sto_PostgresRows const rows =
+      m_Connection.Execute("SELECT kvl.open_draft($1, $2, $3)",
+                           sto_PostgresParameters().Integer(m_Store).Bytes(TokenOf(draft)).Text(m_Wait));
   draft.m_Number = rows.Integer(0, 0);
   return draft;
 }
@@ -352,10 +324,7 @@ void sto_PostgresLink::BeginSending(sto_ServerDraft const& draft) {
   m_Connection.Queue("SELECT set_config('lock_timeout', $1, true), "
                      "set_config('idle_in_transaction_session_timeout', '60s', true), "
                      "pg_advisory_xact_lock(kvl.sending($2, $3))",
-                     sto_PostgresParameters()
-                         .Text(std::to_string(std::max(1, m_BusyMilliseconds)))
-                         .Integer(m_Store)
-                         .Integer(draft.m_Number));
+                     sto_PostgresParameters().Text(m_Wait).Integer(m_Store).Integer(draft.m_Number));
 }
 
 void sto_PostgresLink::ForgetSent() noexcept {
@@ -378,9 +347,7 @@ void sto_PostgresLink::Send(sto_ServerDraft const& draft, std::span<sto_Numbered
     }
     if (keys.empty()) continue;
     sent.insert(sent.end(), keys.begin(), keys.end());
-    std::string const sql = std::string("INSERT INTO ") + TableOf(table).m_Name + " SELECT $1, k >> " +
-                            std::to_string(TableOf(table).m_ExtentBits) +
-                            ", k, $2, d FROM unnest($3::int8[], $4::bytea[]) AS t(k, d)";
+    std::string const sql = std::string("SELECT kvl.send_") + NameOf(table) + "($1, $2, $3, $4)";
     m_Connection.Queue(
         sql.c_str(),
         sto_PostgresParameters().Integer(m_Store).Integer(draft.m_Number).Integers(keys).ManyBytes(data));
@@ -396,7 +363,7 @@ void sto_PostgresLink::SendNamed(sto_ServerDraft const& draft, std::span<sto_Nam
     data.push_back(row.m_Data);
   }
   m_Connection.Queue(
-      "INSERT INTO kvl.named SELECT $1, n, $2, d FROM unnest($3::bytea[], $4::bytea[]) AS t(n, d)",
+      "SELECT kvl.send_named($1, $2, $3, $4)",
       sto_PostgresParameters().Integer(m_Store).Integer(draft.m_Number).ManyBytes(names).ManyBytes(data));
 }
 
@@ -465,16 +432,13 @@ std::int64_t sto_PostgresLink::GiveUp(sto_ServerDraft const& draft) {
   m_Connection.Rollback();
   ForgetSent();
   sto_PostgresRows const rows = m_Connection.Execute(
-      "SELECT kvl.give_up($1, $2, $3)",
-      sto_PostgresParameters().Integer(m_Store).Integer(draft.m_Number).Bytes(TokenOf(draft)));
+      "SELECT kvl.give_up($1, $2, $3, $4)",
+      sto_PostgresParameters().Integer(m_Store).Integer(draft.m_Number).Bytes(TokenOf(draft)).Text(m_Wait));
   return rows.Integer(0, 0);
 }
 
 std::int64_t sto_PostgresLink::SizeBytes() {
-  sto_PostgresRows const rows = m_Connection.Execute(
-      "SELECT (SELECT coalesce(sum(length(data)), 0) FROM kvl.pack WHERE store_id = $1)::int8 + "
-      "(SELECT coalesce(sum(length(data)), 0) FROM kvl.record WHERE store_id = $1)::int8 + "
-      "(SELECT coalesce(sum(length(data)), 0) FROM kvl.block WHERE store_id = $1)::int8",
-      sto_PostgresParameters().Integer(m_Store));
+  sto_PostgresRows const rows =
+      m_Connection.Execute("SELECT kvl.size_of($1)", sto_PostgresParameters().Integer(m_Store));
   return rows.Integer(0, 0);
 }

@@ -18,8 +18,9 @@ class sto_PostgresLink final : public sto_ServerLink {
  public:
   /// Makes a store, and the tables if there are none. Conflict if there is a store of this name.
   static std::unique_ptr<sto_PostgresLink> Create(std::string const& location, sto_Options const& options);
-  /// NotFound: no such store. NewerFormat.
-  static std::unique_ptr<sto_PostgresLink> Open(std::string const& location, sto_Options const& options);
+  /// NotFound: no such store. NewerFormat. ReadOnly: the user may only read it.
+  static std::unique_ptr<sto_PostgresLink> Open(std::string const& location, bool readOnly,
+                                                sto_Options const& options);
   /// Removes a store. NotFound.
   static void Remove(std::string const& location, sto_Options const& options);
   /// Gives the store another name. Conflict if that is taken.
@@ -51,8 +52,9 @@ class sto_PostgresLink final : public sto_ServerLink {
 
  private:
   sto_PostgresLink(sto_PostgresPlace const& place, sto_Options const& options);
-  [[nodiscard]] sto_PostgresRows FindStore(std::string const& name);
-  void ReadStore(std::string const& name);
+  /// Whether the database has the tables. NewerFormat.
+  [[nodiscard]] bool HasTables();
+  void ReadStore(std::string const& name, bool readOnly);
   /// The parameters that each statement which reads begins with.
   [[nodiscard]] sto_PostgresParameters Seen(sto_ServerView const& view) const;
   /// Raises Unavailable if the server's state is not one that has followed the newest one that this session has seen.
@@ -64,7 +66,7 @@ class sto_PostgresLink final : public sto_ServerLink {
   [[nodiscard]] std::string CommitText(sto_ServerSave const& save) const;
 
   sto_PostgresConnection m_Connection;
-  int m_BusyMilliseconds;
+  std::string m_Wait; // for locks, in milliseconds
   std::int64_t m_Store = 0;
   std::array<std::byte, 16> m_Uuid{};
   std::array<std::byte, 16> m_Session{}; // what the server knows this session by

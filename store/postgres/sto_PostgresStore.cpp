@@ -11,7 +11,8 @@ std::unique_ptr<sto_Driver> sto_CreateInPostgres(std::string const& location, st
 
 std::unique_ptr<sto_Driver> sto_OpenInPostgres(std::string const& location, bool readOnly,
                                                sto_Options const& options) {
-  return std::make_unique<sto_ServerDriver>(sto_PostgresLink::Open(location, options), readOnly, options);
+  return std::make_unique<sto_ServerDriver>(
+      sto_PostgresLink::Open(location, readOnly || options.m_AtSave != 0, options), readOnly, options);
 }
 
 void sto_RemoveFromPostgres(std::string const& location, sto_Options const& options) {
@@ -20,7 +21,7 @@ void sto_RemoveFromPostgres(std::string const& location, sto_Options const& opti
 
 void sto_RequireFreeInPostgres(std::string const& location, sto_Options const& options) {
   try {
-    static_cast<void>(sto_PostgresLink::Open(location, options));
+    static_cast<void>(sto_PostgresLink::Open(location, true, options));
   } catch (sto_Exception const& failure) {
     if (failure.Kind() == sto_ErrorKind::NotFound) return;
     throw;
@@ -30,5 +31,5 @@ void sto_RequireFreeInPostgres(std::string const& location, sto_Options const& o
 }
 
 void sto_RenameInPostgres(std::string const& from, std::string const& to, sto_Options const& options) {
-  sto_PostgresLink::Open(from, options)->Rename(sto_PostgresPlace::Of(to).m_Store);
+  sto_PostgresLink::Open(from, false, options)->Rename(sto_PostgresPlace::Of(to).m_Store);
 }
