@@ -209,7 +209,7 @@ void sto_ServerDriver::CommitChanges() {
     }
     if (outcome.m_Save != 0) break;
     try {
-      Merge(save, outcome.m_Conflicts);
+      Merge(save, changes, outcome.m_Conflicts);
     } catch (...) {
       m_Doubt = save.m_Draft;
       try {
@@ -239,10 +239,12 @@ bool sto_ServerDriver::ResolveDoubt() {
   return save != 0;
 }
 
-void sto_ServerDriver::Merge(sto_ServerSave& save, std::vector<sto_ConflictUnit> const& conflicts) {
+void sto_ServerDriver::Merge(sto_ServerSave& save, Changes& changes,
+                             std::vector<sto_ConflictUnit> const& conflicts) {
+  constexpr char Catalogue[] = "the description of a class, or an index";
   sto_Conflicts named;
-  std::string also;
   std::vector<std::int64_t> packs;
+  std::vector<std::string> names;
   for (sto_ConflictUnit const& unit : conflicts) {
     switch (unit.m_Kind) {
     case sto_ConflictUnit::Kind::Pack:
@@ -252,28 +254,28 @@ void sto_ServerDriver::Merge(sto_ServerSave& save, std::vector<sto_ConflictUnit>
       named.m_Objects.push_back(unit.m_Number);
       break;
     case sto_ConflictUnit::Kind::Name:
-      if (auto const root = std::ranges::find_if(
-              save.m_Entry.m_Roots,
-              [&](std::string const& each) { return sto_UnitOfName(sto_NameOfRoot(each)) == unit; });
-          root != save.m_Entry.m_Roots.end())
-        named.m_Roots.push_back(*root);
-      else
-        also = "the description of a class, or an index";
+      for (std::string const& name : changes.m_Named.m_Names)
+        if (sto_UnitOfName(name) == unit) names.push_back(name);
       break;
     case sto_ConflictUnit::Kind::All:
-      also = "something, and one of the two sessions has looked at or changed everything";
-      break;
+      RaiseConflict({}, "something, and one of the two sessions has looked at or changed everything");
     }
   }
-  if (!also.empty() || !named.m_Objects.empty() || !named.m_Roots.empty() || packs.empty())
-    RaiseConflict(std::move(named), also);
+  for (std::string const& name : names)
+    if (name.front() == static_cast<char>(sto_NamedKind::Root)) named.m_Roots.push_back(name.substr(1));
+  if (!named.m_Objects.empty() || !named.m_Roots.empty() || (packs.empty() && names.empty()))
+    RaiseConflict(std::move(named), {});
   std::ranges::sort(packs);
   sto_ServerView const newest = m_Link->ReadState(std::nullopt).m_View;
   named.m_Objects = m_Objects.Merge(packs, newest);
   if (!named.m_Objects.empty()) RaiseConflict(std::move(named), {});
+  save.m_Added -= changes.m_Named.m_Added;
+  save.m_Removed -= changes.m_Named.m_Removed;
+  if (!m_Named.Merge(names, newest, changes.m_Named)) RaiseConflict({}, Catalogue);
+  save.m_Added += changes.m_Named.m_Added;
+  save.m_Removed += changes.m_Named.m_Removed;
   sto_ServerSave::Seen merged{newest, {}};
-  for (std::int64_t const pack : packs) {
-    sto_ConflictUnit const unit{sto_ConflictUnit::Kind::Pack, pack};
+  for (sto_ConflictUnit const& unit : conflicts) {
     for (sto_ServerSave::Seen& seen : save.m_Seen) std::erase(seen.m_Units, unit);
     merged.m_Units.push_back(unit);
   }

@@ -107,9 +107,9 @@ class sto_ServerDriver final : public sto_Driver {
   void Send(Changes const& changes, sto_ServerDraft const& draft);
   /// Sends and commits; merges what others have changed. Raises Conflict.
   void CommitChanges();
-  /// Takes over what others have changed of packs in which this transaction has changed other objects. Raises Conflict
-  /// if they changed the same, or anything else.
-  void Merge(sto_ServerSave& save, std::vector<sto_ConflictUnit> const& conflicts);
+  /// Takes over what others have changed of packs in which this transaction has changed other objects, and leaves out
+  /// what they have described in the same way. Raises Conflict if they changed the same, or anything else.
+  void Merge(sto_ServerSave& save, Changes& changes, std::vector<sto_ConflictUnit> const& conflicts);
   [[noreturn]] void RaiseConflict(sto_Conflicts conflicts, std::string const& also);
   /// The commit has succeeded.
   void Finish(std::int64_t save);

@@ -20,7 +20,7 @@ class BreakingLink final : public MemoryLink {
 
   sto_ServerOutcome Commit(sto_ServerSave const& save) override {
     if (m_When == When::BeforeCommit) Break();
-    sto_ServerOutcome const outcome = MemoryLink::Commit(save);
+    sto_ServerOutcome outcome = MemoryLink::Commit(save);
     if (m_When != When::Never) Break();
     return outcome;
   }
@@ -143,6 +143,77 @@ TEST_F(ServerDriverTest, ConflictsNameListsAndRoots) {
   b->SetRoot("beam", 2, 7);
   a->Commit();
   EXPECT_EQ(ConflictsOf(*b), (sto_Conflicts{{1}, {"plate"}}));
+}
+
+TEST_F(ServerDriverTest, LongRecordsInAPackOfOthersAreNoConflict) {
+  auto const a = Connect(), b = Connect();
+  Make(*a, 4);
+  auto const writeLong = [](sto_Driver& driver, std::int64_t id, char fill) {
+    driver.WriteObject(id, 1, sto_Bytes(3000, static_cast<std::byte>(fill)));
+  };
+  a->Begin({.m_ForWriting = true});
+  for (int id = 1; id <= 3; ++id) writeLong(*a, id, 'a');
+  a->Commit();
+  a->Begin({.m_ForWriting = true});
+  b->Begin({.m_ForWriting = true});
+  writeLong(*a, 1, 'b');
+  Write(*a, 3, 30); // no long one any more
+  writeLong(*b, 2, 'c');
+  writeLong(*b, 4, 'c');
+  a->Commit();
+  b->Commit();
+  a->Begin({.m_ForWriting = true});
+  b->Begin({.m_ForWriting = true});
+  sto_StoredRecord record;
+  for (auto const& [id, fill] : {std::pair(1, 'b'), std::pair(2, 'c'), std::pair(4, 'c')}) {
+    EXPECT_TRUE(a->ReadObject(id, record));
+    EXPECT_EQ(record.m_Bytes, sto_Bytes(3000, static_cast<std::byte>(fill))) << id;
+  }
+  EXPECT_EQ(Read(*a, 3), 30);
+  for (auto* const driver : {a.get(), b.get()}) {
+    writeLong(*driver, 2, 'd');
+    writeLong(*driver, driver == a.get() ? 1 : 4, 'd');
+  }
+  a->Commit();
+  EXPECT_EQ(ConflictsOf(*b).m_Objects, std::vector<std::int64_t>{2});
+}
+
+TEST_F(ServerDriverTest, TheSameDescriptionOfAClassIsNoConflict) {
+  auto const a = Connect(), b = Connect(), c = Connect();
+  Make(*a, 40);
+  sto_ClassRow const row{5, 1, "Plate", 0, {{"m_Size", 1, 1, 0, 0}}};
+  for (auto* const driver : {a.get(), b.get(), c.get()}) {
+    driver->Begin({.m_ForWriting = true});
+    driver->WriteClass(row);
+    driver->AddName({1, driver == c.get() ? "m_Weight" : "m_Size"});
+  }
+  Write(*a, 1, 10);
+  Write(*b, 2, 20);
+  Write(*c, 3, 30);
+  a->Commit();
+  b->Commit();
+  EXPECT_THROW(c->Commit(), sto_Exception);
+  c->Rollback();
+  b->Begin({});
+  EXPECT_EQ(Read(*b, 1) + Read(*b, 2) + Read(*b, 3), 30);
+  EXPECT_EQ(b->Classes().size(), 1U);
+  ASSERT_EQ(b->Names().size(), 1U);
+  EXPECT_EQ(b->Names()[0].m_Text, "m_Size");
+  // One that does the same alone leaves the same content.
+  std::string const sum = b->Info().m_Sum;
+  b->Rollback();
+  m_Server = std::make_shared<MemoryServer>();
+  auto const alone = Connect();
+  Make(*alone, 40);
+  alone->Begin({.m_ForWriting = true});
+  alone->WriteClass(row);
+  alone->AddName({1, "m_Size"});
+  Write(*alone, 1, 10);
+  Write(*alone, 2, 20);
+  alone->Commit();
+  alone->Begin({});
+  EXPECT_EQ(alone->Info().m_Sum, sum);
+  alone->Rollback();
 }
 
 TEST_F(ServerDriverTest, WhoLooksAtAllObjectsIsInConflictWithEverySave) {

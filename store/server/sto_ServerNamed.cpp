@@ -67,6 +67,22 @@ sto_ServerNamed::Changes sto_ServerNamed::FindChanges() {
   return changes;
 }
 
+bool sto_ServerNamed::Merge(std::vector<std::string> const& names, sto_ServerView const& newest,
+                            Changes& changes) {
+  if (names.empty()) return true;
+  std::vector<std::optional<sto_Bytes>> const before = m_Link.ReadNamed(names, *m_View);
+  std::vector<std::optional<sto_Bytes>> const theirs = m_Link.ReadNamed(names, newest);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    std::optional<sto_Bytes> const& ours = *m_Changed.Find(names[i]);
+    if (theirs[i] == before[i]) continue; // another name of the same unit has changed
+    if (theirs[i] != ours) return false;
+    if (before[i]) changes.m_Removed -= m_Rows.TermOf(names[i], *before[i]);
+    if (ours) changes.m_Added -= m_Rows.TermOf(names[i], *ours);
+    std::erase(changes.m_Names, names[i]);
+  }
+  return true;
+}
+
 void sto_ServerNamed::ForEachRow(Changes const& changes,
                                  std::function<void(sto_NamedChange const&)> const& send) const {
   for (std::string const& name : changes.m_Names) {

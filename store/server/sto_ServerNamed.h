@@ -44,6 +44,10 @@ class sto_ServerNamed {
     sto_ContentSum m_Added, m_Removed; ///< of the sum over the store
   };
   [[nodiscard]] Changes FindChanges();
+  /// Others have changed rows since the view. `names`: of rows that this transaction has changed, too. Takes those out of
+  /// the changes to which both have given the same content. Returns false if there is one of which they have not.
+  [[nodiscard]] bool Merge(std::vector<std::string> const& names, sto_ServerView const& newest,
+                           Changes& changes);
   void ForEachRow(Changes const& changes, std::function<void(sto_NamedChange const&)> const& send) const;
 
  private:

@@ -433,7 +433,7 @@ void sto_ServerObjects::ForEachRow(std::vector<std::int64_t> const& packs, std::
 
 std::vector<std::int64_t> sto_ServerObjects::Merge(std::span<std::int64_t const> packs,
                                                    sto_ServerView const& newest) {
-  std::vector<std::int64_t> both;
+  std::vector<std::int64_t> both, own;
   std::vector<bool> isRead(packs.size());
   auto const merge = [&](std::int64_t key, Pack const& theirs) {
     Pack& ours = *m_Packs.at(key);
@@ -443,9 +443,13 @@ std::vector<std::int64_t> sto_ServerObjects::Merge(std::span<std::int64_t const>
       bool const isOwn = (theirs.m_Own & BitOf(slot)) != 0;
       sto_ByteView const theirBytes =
           sto_ByteView(theirs.m_Content).subspan(their.m_Offset, their.m_SizeBytes);
-      // A row of an object's own may have changed in place.
+      bool const wasOwn = (ours.m_OwnBase & BitOf(slot)) != 0;
+      if (isOwn && wasOwn) { // its row, which the pack does not have, may have changed
+        if (Differs(ours, key, slot)) own.push_back(id);
+        continue;
+      }
       bool const isTheirs =
-          isOwn || ((ours.m_OwnBase & BitOf(slot)) != 0) || base.m_Shape != their.m_Shape ||
+          isOwn || wasOwn || base.m_Shape != their.m_Shape ||
           !AreEqual(sto_ByteView(ours.m_Content).subspan(base.m_Offset, base.m_SizeBytes), theirBytes);
       if (!isTheirs) continue;
       if (Differs(ours, key, slot)) {
@@ -470,5 +474,27 @@ std::vector<std::int64_t> sto_ServerObjects::Merge(std::span<std::int64_t const>
   m_Link.ReadRows(sto_RowTable::Pack, packs, newest, sink);
   for (std::size_t i = 0; i < packs.size(); ++i)
     if (!isRead[i]) merge(packs[i], Pack());
+  for (std::int64_t const id : ChangedOwn(own, newest)) both.push_back(id);
+  std::ranges::sort(both);
   return both;
+}
+
+std::vector<std::int64_t> sto_ServerObjects::ChangedOwn(std::span<std::int64_t const> ids,
+                                                        sto_ServerView const& newest) {
+  class Drafts final : public sto_RowSink {
+   public:
+    bool Take(std::int64_t key, std::int64_t draft, sto_ByteView /*data*/) override {
+      m_Of[key] = draft;
+      return true;
+    }
+    std::unordered_map<std::int64_t, std::int64_t> m_Of;
+  } before, now;
+  std::vector<std::int64_t> sorted(ids.begin(), ids.end()), changed;
+  std::ranges::sort(sorted);
+  if (sorted.empty()) return changed;
+  m_Link.ReadRows(sto_RowTable::Record, sorted, *m_View, before);
+  m_Link.ReadRows(sto_RowTable::Record, sorted, newest, now);
+  for (std::int64_t const id : sorted)
+    if (before.m_Of[id] != now.m_Of[id]) changed.push_back(id);
+  return changed;
 }

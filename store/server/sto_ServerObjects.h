@@ -100,6 +100,9 @@ class sto_ServerObjects {
   [[nodiscard]] static bool ReadServerRow(sto_ServerLink& link, sto_ServerView const& view, std::int64_t id,
                                           sto_StoredRecord& record);
   bool WriteOwn(Pack& pack, std::int64_t id, std::int64_t shape, sto_ByteView values);
+  /// Of records with rows of their own: those that others have changed since the view.
+  [[nodiscard]] std::vector<std::int64_t> ChangedOwn(std::span<std::int64_t const> ids,
+                                                     sto_ServerView const& newest);
   /// Whether an object of a pack is another than on the server.
   [[nodiscard]] bool Differs(Pack const& pack, std::int64_t key, std::size_t slot) const;
   /// The term of an object, as the server has it, or now.
